@@ -50,7 +50,12 @@ class Prompts {
   // False: the user cancelled; `text` receives the entry.
   virtual bool Text(const TextPrompt& prompt, std::string& text) = 0;
 
-  PromptAnswer Say(const std::string& title, const std::string& text) { return Message({title, text}); }
+  PromptAnswer Say(const std::string& title, const std::string& text) {
+    MessagePrompt prompt;
+    prompt.title = title;
+    prompt.text = text;
+    return Message(prompt);
+  }
 };
 
 // Answers from a script and logs each question: one answer a line, in the order of the questions:

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/result.h"
+
+namespace tonalith {
+
+enum class MidiDirection { Input, Output };
+
+// A MIDI port of the machine as a backend sees it.
+struct MidiDeviceInfo {
+  std::string id;  // stable for one run: what Open* takes
+  std::string
+      name;  // what users see and profiles keep: client and port name without numbers, twins told apart (" (2)")
+  bool own = false;      // one of our own ports
+  bool through = false;  // a port that sends everything back ("Midi Through"); never opened by "open all"
+};
+
+// Receives what comes in on one open input.  Called on the backend's input thread (one thread a backend): must not
+// block. `bytes` is a piece of the raw stream in order: a short message, or any part of a SysEx (possibly with
+// real-time bytes in between); status bytes are never run together by running status.
+using MidiInputSink = std::function<void(std::span<const std::uint8_t> bytes, std::int64_t timeUs)>;
+
+// Fate of a long message: code 0 when the last byte has been handed to the port, otherwise why not.
+using MidiSent = std::function<void(const Result& result)>;
+
+// Codes of failed operations.
+inline constexpr int kMidiNoDevice = 2;   // the port is not there (any more)
+inline constexpr int kMidiBusy = 4;       // in use by another program
+inline constexpr int kMidiAllocated = 5;  // opened before
+inline constexpr int kMidiNotReady = 67;  // cannot take data just now: try again later
+inline constexpr int kMidiFailed = 1;
+
+// An open output of a backend.  Any one thread at a time.
+class MidiOutputHandle {
+ public:
+  virtual ~MidiOutputHandle() = default;
+  // A complete message of 1 to 3 bytes.
+  virtual Result SendShort(std::span<const std::uint8_t> message) = 0;
+  // Queues a piece of a SysEx stream of any length; the bytes are copied or taken before the call returns.  `sent` is
+  // called exactly once, from any thread, when the last byte was handed over (or the piece was given up).  The backend
+  // never drops bytes silently; what it cannot take at all it refuses with kMidiNotReady.
+  virtual Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) = 0;
+  // Gives up what is queued (its `sent` callbacks run with a failure).
+  virtual void Reset() = 0;
+  // Highest rate in bytes a second that the backend itself may use; 0 = no limit.
+  virtual void SetMaxRate(std::uint32_t bytesPerSecond) = 0;
+};
+
+class MidiInputHandle {
+ public:
+  virtual ~MidiInputHandle() = default;  // closing: after the destructor returned the sink is not called again
+};
+
+// One way to reach MIDI ports: alsa_seq, jack, or the in-process virtual cables.
+class MidiBackend {
+ public:
+  virtual ~MidiBackend() = default;
+  virtual std::string Name() const = 0;  // "alsa", "jack", "virtual"
+  // False with a sentence when this machine has no such MIDI system; may be tried again later.
+  virtual Result Start() = 0;
+  // After Stop returned no callback runs any more.  Open handles become dead: sends fail with kMidiNoDevice.
+  virtual void Stop() = 0;
+  virtual std::vector<MidiDeviceInfo> Devices(MidiDirection direction) = 0;
+  virtual Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) = 0;
+  virtual Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) = 0;
+  // Called (any thread, must not block) whenever ports come or go.
+  virtual void SetChangeNotice(std::function<void()> changed) = 0;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "data/event.h"
+#include "midi/receive_options.h"
+#include "platform/cancel_token.h"
+
+namespace tonalith {
+
+// State of a transfer as the buttons of the receive window set it.
+enum class TransferState : int { Running = 0, Ok = 1, Cancel = 2, CancelAll = 3 };
+
+// Everything one transfer (or one script run outside a transfer) keeps while it runs.  Each transfer has its own, so
+// that receives on different ports never disturb each other.  The thread that runs the transfer owns it; fields marked
+// atomic may be read (progress, buttons) by any thread.
+struct TransferContext {
+  // Receive filters and sizes, set by statements, used by the receive primitives.
+  MidiPattern acceptPattern;
+  bool hasAcceptPattern = false;
+  std::vector<MidiPattern> declinePatterns;
+  MidiPattern endPattern;
+  std::vector<std::uint32_t> acceptedSizes;
+  AcceptAny acceptAny = AcceptAny::SysExOnly;  // "SerialMidiInAll"
+  std::int64_t receiveTimeoutMs = 0;           // 0: each receive computes its own
+  std::uint32_t transmitDelayMs = 0;  // "SerialTransmitDelay": between the messages of one send; 0: the global delay
+  bool verifyReceivedSysEx = false;
+  bool suppressChecksums = false;
+  bool autoConfiguring = false;
+
+  // A request that the next receive sends once it is armed.
+  struct Staged {
+    std::vector<std::uint8_t> bytes;
+    int port = 0;
+  };
+  std::optional<Staged> staged;
+
+  // Progress and result of the running transfer.
+  std::atomic<std::int64_t> expectedBytes{0};
+  std::atomic<std::int64_t> receivedBytes{0};
+  std::atomic<std::int64_t> sentBytes{0};
+  std::atomic<int> progressCount{0};
+  std::atomic<TransferState> state{TransferState::Running};
+  CancelToken wake;    // signalled by the buttons of the receive window: a waiting receive returns at once
+  CancelToken cancel;  // quit, window closed, device gone
+  bool timedOut = false;
+  bool cancelledByPattern = false;
+  int retryOnTimeout = 0;
+  bool receivedSomething = false;
+  bool quiet = false;        // no windows, no messages
+  bool hasIoWindow = false;  // a receive window shows this transfer
+
+  // Patch-by-patch counters ("getRecv..." statements).
+  bool transferRunning = false;
+  bool patchByPatch = false;
+  int patchesToDo = 0;
+  std::atomic<int> patchesDone{0};
+  std::atomic<int> currentPatch{0};
+  bool firstPatch = false;
+  bool lastPatch = false;
+  bool stopBankLoop = false;
+
+  // While set, messages and delays are appended here instead of being performed.
+  EventList* recording = nullptr;
+
+  // Texts for the receive window's message area; may be empty.
+  std::function<void(const std::string& text)> display;
+};
+
+}  // namespace tonalith
