@@ -1,0 +1,129 @@
+// The house rules that a compiler does not check: which room may include which, and that no room reaches itself.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Rooms from the bottom up.  A room may include itself and what is listed for it.
+const std::map<std::string, std::set<std::string>> kArrows = {
+    {"platform", {}},
+    {"data", {"platform"}},
+    {"midi", {"platform", "data"}},
+    {"script", {"platform", "data", "midi"}},
+    {"services", {"platform", "data", "midi", "script"}},
+    {"simulator", {"platform", "data", "midi"}},
+    {"studio", {"platform", "data", "midi", "script", "services"}},
+    {"bank", {"platform", "data", "midi", "script", "services", "studio"}},
+    {"store", {"platform", "data", "midi", "script", "services", "studio", "bank"}},
+    {"editor", {"platform", "data", "midi", "script", "services", "studio", "bank", "store"}},
+    {"tools", {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor"}},
+    {"ui", {"platform", "data", "midi", "script", "services"}},
+    {"cli", {"platform", "data", "midi", "script", "services", "studio", "bank", "simulator"}},
+    {"app",
+     {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor", "tools", "ui",
+      "simulator"}},
+};
+const std::set<std::string> kWithoutQt = {"platform", "data", "midi", "script", "services", "simulator", "cli"};
+
+bool IsWindowFolder(const std::string& path) {
+  return path.find("/ui/") != std::string::npos;
+}
+
+struct Include {
+  std::string file;
+  std::string target;
+  bool quoted;
+};
+
+std::vector<Include> IncludesOf(const fs::path& root, const std::string& room) {
+  std::vector<Include> includes;
+  if (!fs::exists(root / room)) return includes;
+  for (const auto& entry : fs::recursive_directory_iterator(root / room)) {
+    const auto extension = entry.path().extension();
+    if (extension != ".h" && extension != ".cpp") continue;
+    std::ifstream file(entry.path());
+    for (std::string line; std::getline(file, line);) {
+      if (line.rfind("#include ", 0) != 0 || line.size() < 12) continue;
+      const bool quoted = line[9] == '"';
+      const auto end = line.find(quoted ? '"' : '>', 10);
+      includes.push_back({fs::relative(entry.path(), root).string(), line.substr(10, end - 10), quoted});
+    }
+  }
+  return includes;
+}
+
+TEST(House, EveryIncludeFollowsAnArrow) {
+  const fs::path root = TONALITH_SOURCE_DIR;
+  for (const auto& [room, allowed] : kArrows) {
+    for (const auto& include : IncludesOf(root, room)) {
+      if (!include.quoted) continue;
+      const std::string target = include.target.substr(0, include.target.find('/'));
+      if (!kArrows.count(target)) continue;
+      const bool windows = IsWindowFolder("/" + include.file);
+      const bool fine =
+          target == room || allowed.count(target) || (windows && (target == "ui" || allowed.count(target)));
+      EXPECT_TRUE(fine) << include.file << " includes " << include.target;
+      if (!windows && room != "app" && room != "ui") {
+        EXPECT_FALSE(IsWindowFolder(include.target)) << include.file << " includes a window: " << include.target;
+      }
+    }
+  }
+}
+
+TEST(House, LowerRoomsKnowNoQtAndDocumentsKnowNoWidgets) {
+  const fs::path root = TONALITH_SOURCE_DIR;
+  const std::set<std::string> core = {"QObject", "QString",  "QTimer",   "QByteArray",
+                                      "QVector", "QPointer", "QVariant", "QCoreApplication"};
+  for (const auto& [room, allowed] : kArrows) {
+    for (const auto& include : IncludesOf(root, room)) {
+      const bool qt = include.target.size() > 1 && include.target[0] == 'Q' &&
+                      std::isupper(static_cast<unsigned char>(include.target[1]));
+      if (!qt || room == "ui" || room == "app" || IsWindowFolder("/" + include.file)) continue;
+      EXPECT_FALSE(kWithoutQt.count(room)) << include.file << " includes " << include.target;
+      EXPECT_TRUE(core.count(include.target)) << include.file << " includes " << include.target;
+    }
+  }
+}
+
+TEST(House, TheLinkGraphHasNoCycleAndMatchesTheArrows) {
+  std::ifstream file(fs::path(TONALITH_SOURCE_DIR) / "CMakeLists.txt");
+  std::set<std::string> seen;
+  for (std::string line; std::getline(file, line);) {
+    const auto start = line.find("tonalith_room(");
+    if (start == std::string::npos) continue;
+    const auto nameEnd = line.find_first_of(" )", start + 14);
+    const std::string name = line.substr(start + 14, nameEnd - start - 14);
+    const auto uses = line.find("USES ");
+    if (uses != std::string::npos) {
+      std::string word;
+      for (std::size_t i = uses + 5; i <= line.size(); ++i) {
+        if (i < line.size() && line[i] != ' ' && line[i] != ')') {
+          word += line[i];
+          continue;
+        }
+        if (word == "EXTRA_DIRS" || word == "LINK" || word == "QT") break;
+        if (!word.empty()) {
+          EXPECT_TRUE(seen.count(word)) << name << " uses " << word << ", which stands above it";
+          if (kArrows.count(name) && kArrows.count(word)) {
+            EXPECT_TRUE(kArrows.at(name).count(word)) << name << " uses " << word;
+          }
+        }
+        word.clear();
+      }
+    }
+    seen.insert(name);
+  }
+  EXPECT_GE(seen.size(), 8U);
+}
+
+}  // namespace
