@@ -1,0 +1,207 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tonalith {
+
+// What a simulated instrument is, as read from a text file (*.sim).  Nothing in here changes while it plays its part.
+//
+// A file is a row of blocks "[kind name]" with lines "key = value"; "#" begins a comment.  docs/simulator.md lists the
+// blocks and keys.  Byte patterns are blank separated tokens:
+//   F0             this byte
+//   3n             high digit given, low digit is the device number
+//   nn             the device number (with the instrument's base added); on input 7F (everybody) is taken as well
+//   {item:20-2F}   a byte between the limits, captured as distance from the lower one; {item} alone is 00-7F
+//   ?              any byte on input, 00 on output
+//   "LM  8976AE"   these ASCII characters
+struct PatternToken {
+  enum class Kind : std::uint8_t { kByte, kDeviceNibble, kDeviceByte, kAny, kVariable };
+  Kind kind = Kind::kByte;
+  std::uint8_t value = 0;  // byte, or high digit << 4
+  std::uint8_t low = 0;    // limits of a variable
+  std::uint8_t high = 0x7F;
+  std::string name;
+};
+using BytePattern = std::vector<PatternToken>;
+using Captures = std::map<std::string, int>;
+
+// Matches the beginning of `bytes`.  Captures are added to *captures (may be null).
+// A device of -1 on input accepts every device number.
+bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> bytes, int device, int deviceBase,
+                  Captures* captures);
+std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase,
+                                      const Captures& captures);
+std::optional<BytePattern> ParsePattern(std::string_view text, std::string* problem);
+
+enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight };
+enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix };
+enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked };
+
+// Bytes or bit fields of an item that the factory contents fill within their limits.
+struct ValueRule {
+  int offset = 0;
+  int bit = 0;
+  int width = 8;
+  int minimum = 0;
+  int maximum = 127;
+  bool centred = false;  // stays near the middle (detune, transpose ...)
+  int run = 1;           // as many items of the same kind follow, one byte apart
+};
+
+// Where a piece of an item lies in an address based instrument (linear addresses of 7-bit groups).
+struct AddressSegment {
+  std::uint32_t address = 0;  // relative to the item
+  int offset = 0;             // in the item
+  int bytes = 0;
+};
+
+// A part of the memory: `items` of `itemBytes` unpacked bytes.
+struct AreaInfo {
+  std::string key;
+  std::string label;
+  int items = 1;
+  int itemBytes = 0;
+  int nameOffset = -1;
+  int nameLength = 0;
+  NameCode nameCode = NameCode::kNone;
+  std::string number;      // format of the panel number; empty: the area is not in the panel's list
+  int numberPer = 0;       // items per bank in that format
+  int listed = 0;          // as many items the panel shows
+  int writableItems = 0;   // items from this one on are read only
+  bool isProtected = false;  // memory protect holds for it
+  std::optional<std::uint32_t> address;
+  std::uint32_t addressStride = 0;
+  std::vector<AddressSegment> segments;
+  std::vector<int> holes;  // items that have no address
+  int fill = 0;
+  std::string factoryNames;  // "words", "bank" or empty
+  std::vector<ValueRule> values;
+};
+
+// An edit buffer and the bank it is filled from.  Without `fields` the bytes are the same in both.
+struct LinkField {
+  int editOffset = 0;
+  int bankOffset = 0;
+  int bit = 0;
+  int width = 8;
+  int run = 1;
+};
+struct LinkInfo {
+  int bankArea = 0;
+  int editArea = 0;
+  std::vector<LinkField> fields;
+};
+
+struct MessagePart {
+  int area = 0;
+  enum class Items : std::uint8_t { kFirst, kAll, kCaptured } items = Items::kFirst;
+  bool itemSum = false;  // a checksum after each item
+};
+
+// A message that carries data, in either direction.
+struct MessageInfo {
+  std::string key;
+  BytePattern head;
+  std::vector<BytePattern> fileHeads;  // odd headers found in files, accepted by LoadDump only
+  std::vector<MessagePart> parts;
+  BodyPacking packing = BodyPacking::kPlain;
+  SumKind sum = SumKind::kNone;
+  int sumStart = 0;
+  int bankSize = 0;            // captured item numbers count within the current bank of this size
+  bool receives = true;
+  int busyMs = 0;              // time the instrument needs after taking it
+  std::string answer;          // status sent after taking it (empty: "received" when there is one)
+  std::string initialises;     // area set to its initial contents ...
+  std::string unlessAfter;     // ... unless the message before was this one
+};
+
+struct RuleInfo {
+  enum class Action : std::uint8_t { kSend, kStatus, kReply, kStore, kMode, kBank, kUnlock, kParameter, kNothing };
+  std::string key;
+  BytePattern match;
+  std::vector<int> modes;  // empty: any
+  Action action = Action::kNothing;
+  struct Send {
+    std::string message;
+    int first = -1;  // -1: the captured item
+    int last = -1;
+  };
+  std::vector<Send> sends;
+  std::string status;
+  BytePattern reply;
+  int fromArea = 0;
+  int toArea = 0;
+  int bankSize = 0;
+  bool isRequest = true;               // counts for the minimum distance of requests
+  std::map<int, int> parameterOffsets;  // parameter number -> offset; empty: they are the same
+};
+
+struct RolandInfo {
+  std::uint8_t model = 0;
+  int addressBytes = 3;
+  int packet = 256;       // data bytes in a message
+  bool crosses = false;   // a message may run over the borders of segments
+  bool handshake = false;
+};
+
+struct CasioInfo {
+  int readyMs = 10;     // time before the instrument announces that it is ready
+  int timeoutMs = 1000;
+  struct Block {
+    int area = 0;
+    int first = 0;  // tone number of its first item
+  };
+  std::vector<Block> blocks;
+};
+
+struct InstrumentDescription {
+  std::string key;
+  std::string name;
+  std::string portName;
+  int deviceBase = 0;
+  int device = 0;
+  bool memoryProtect = false;  // as it comes out of the box
+  int replyDelayMs = 10;
+  int replyGapMs = 0;       // between two messages of one answer
+  int inputBuffer = 0;      // bytes taken while busy; 0: no limit
+  int requestGapMs = 0;     // requests that come sooner after the last one are not heard
+  int mode = 0;
+  int writableBanks = 0;    // of a `bank` rule; 0: all
+  std::vector<AreaInfo> areas;
+  std::vector<LinkInfo> links;
+  std::vector<MessageInfo> messages;
+  std::vector<RuleInfo> rules;
+  std::map<std::string, BytePattern> statuses;
+  std::vector<RuleInfo::Send> dump;
+  std::optional<RolandInfo> roland;
+  std::optional<CasioInfo> casio;
+
+  int FindArea(std::string_view areaKey) const;        // -1: none
+  const MessageInfo* FindMessage(std::string_view messageKey) const;
+};
+
+struct DescriptionResult {
+  std::optional<InstrumentDescription> description;
+  std::string problem;  // a sentence with file and line when there is no description
+};
+
+// Parses the text of a description; `source` is named in problems.  Survives any input.
+DescriptionResult ParseDescription(std::string_view text, const std::string& source);
+DescriptionResult LoadDescription(const std::filesystem::path& file);
+
+// The folder of the descriptions: $TONALITH_RESOURCES/simulator, else ../share/tonalith/simulator beside the program,
+// else the folder of the source tree.  Empty when there is none.
+std::filesystem::path SimulatorFolder();
+
+// Keys ("yamaha-dx7") of all instruments that can be simulated, sorted.
+std::vector<std::string> SimulatedInstrumentKeys();
+DescriptionResult LoadDescriptionByKey(std::string_view key);
+
+}  // namespace tonalith
