@@ -187,7 +187,8 @@ struct StatementInfo {
 std::span<const StatementInfo> StatementTable();
 
 // The row of a statement; null for opcode 13, opcodes above 58 and sub-codes without a row.  `sub` is ignored for
-// opcodes that are no family.
+// opcodes that are no family.  All sub-codes of 47 from 24 up share the row of 24: packing takes the sub-code from the
+// bytecode, not from the row.
 const StatementInfo* FindStatement(std::uint8_t opcode, int sub);
 
 // True for opcodes that are followed by a sub-code byte.
