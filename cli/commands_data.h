@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace tonalith {
+
+// The commands on images, checksums, numbers, names and data files.  `args` are the words behind the command.  Results
+// go to `out`; 0 = true success, 1 = failure with a sentence on `err`.
+int RunPack(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+int RunCsum(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+int RunNumber(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+int RunName(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+int RunDf(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+
+// Help texts of the same commands, one line a form.
+extern const char* const kPackHelp;
+extern const char* const kCsumHelp;
+extern const char* const kNumberHelp;
+extern const char* const kNameHelp;
+extern const char* const kDfHelp;
+
+// Bytes of a command line operand: hex pairs, "-" (hex or raw bytes from `in`) or "@FILE" (the file's bytes).
+bool ReadBytesOperand(const std::string& operand, std::istream& in, std::vector<std::uint8_t>* bytes,
+                      std::string* error);
+
+}  // namespace tonalith

@@ -1,0 +1,270 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "data/data_records.h"
+
+namespace tonalith {
+
+// The chunked files of instrument data: one FORM a DataFile, LIST files of many.
+
+// Whole-file readers stop here.
+inline constexpr std::uint64_t kMaxContainerSize = 256ull << 20;
+
+// Result codes of readers and writers.
+enum DiskCode : int {
+  kDiskOk = 0,
+  kDiskNotFound = 1,
+  kDiskReadError = 2,
+  kDiskNotOurs = 3,
+  kDiskNotSingle = 4,  // a multi-data file where one data file was wanted
+  kDiskNoDirectory = 5,
+  kDiskNoMemory = 6,
+  kDiskWriteError = 7,
+  kDiskCreateError = 8,
+  kDiskCancelled = 9,
+  kDiskNotDriver = 10,
+  kDiskNotSet = 12,
+  kDiskWrongDriver = 13,
+  kDiskNotLibrary = 14,
+  kDiskNotDesktop = 15,
+  kDiskNotMidi = 16,
+  kDiskUnknown = 17,
+  kDiskKeywordAbsent = 100,
+};
+
+// The message text of a code, with its line end; empty for 0, 9's text and 100 are never shown.
+const char* DiskErrorText(int code);
+
+// A four-character identifier as the number its bytes form, first character highest.
+constexpr std::uint32_t ChunkId(const char (&text)[5]) {
+  return static_cast<std::uint32_t>(static_cast<unsigned char>(text[0])) << 24 |
+         static_cast<std::uint32_t>(static_cast<unsigned char>(text[1])) << 16 |
+         static_cast<std::uint32_t>(static_cast<unsigned char>(text[2])) << 8 |
+         static_cast<std::uint32_t>(static_cast<unsigned char>(text[3]));
+}
+std::string ChunkIdText(std::uint32_t id);
+
+// What lies above and takes part in reading a data file.  Every default does nothing and accepts.
+class DiskHooks {
+ public:
+  virtual ~DiskHooks() = default;
+  // False refuses data of a driver that is not installed (code 13).
+  virtual bool MainConfigDriver(std::uint16_t /*driverId*/) { return true; }
+  // Lets an updater library rewrite data saved by an older module.
+  virtual void UpdateDataFile(DataFile* /*dataFile*/) {}
+  virtual void DrvCorrectIDForCollisions(DataFile* /*dataFile*/) {}
+  virtual void DrvUpdateDataFile(DataFile* /*dataFile*/) {}
+  // Shows a message box with one button.
+  virtual void ShowMessage(const std::string& /*title*/, const std::string& /*text*/) {}
+};
+
+// How one FORM is read.
+struct FormReadOptions {
+  int kind = 0;          // nonzero: the caller wanted a multi-data file, ends with code 4
+  int mode = 0;          // 1: complete xtra and let the hooks update the data
+  std::string find;      // not empty: code 100 when the first keyword entry does not contain it
+  bool complete = true;  // AddDataFileComponents at the end; false keeps exactly what the file holds
+  DiskHooks* hooks = nullptr;
+};
+
+// Which buffers a writer leaves out besides those that do not exist.
+enum class WriteBuffers {
+  kSkipEmpty,  // all-zero optional buffers: the reader makes them again
+  kAll,
+};
+
+// --- Reading from memory ---------------------------------------------------------------------------------------------
+
+// Walks chunked bytes.  Keeps byte order and file identifier of the file being read; never looks outside its span.
+class ContainerReader {
+ public:
+  explicit ContainerReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+  // Reads one FORM (or PROP) at the position.  firstId nonzero: the first identifier has been read already.  After the
+  // call the position is behind the FORM (success) or anywhere (failure).  0 or a DiskCode; after codes 2 and 6 from
+  // the descriptor or the image the DataFile is empty.
+  int DiskReadForm(DataFile* dataFile, const FormReadOptions& options, std::uint32_t firstId = 0);
+
+  // Reads a chunk length and its bytes into a new buffer of max(length, minAlloc) bytes.  The length, -2 for a read
+  // failure, -6 for short memory.
+  std::int64_t ReadIff(std::uint8_t** pointer, std::uint32_t* size, std::uint32_t minAlloc);
+
+  // First identifier of the file as it stands ("FORM", "LIST" or other), for messages.
+  std::uint32_t fileId() const { return fileId_; }
+  bool isLittleEndian() const { return littleEndian_; }
+  std::size_t position() const { return position_; }
+  std::size_t left() const { return bytes_.size() - position_; }
+  void Seek(std::size_t position) { position_ = position < bytes_.size() ? position : bytes_.size(); }
+
+  bool ReadId(std::uint32_t* id);     // converted by the byte order
+  bool ReadLength(std::uint32_t* n);  // converted by the byte order
+
+ private:
+  struct ChunkOutcome {
+    std::int64_t length = 0;  // as ReadIff
+    int stop = 0;             // a DiskCode that ends the reading at once
+  };
+  int ReadChunks(DataFile* dataFile, const FormReadOptions& options, std::size_t formEnd);
+  ChunkOutcome ReadKnownChunk(std::uint32_t id, DataFile* dataFile, const FormReadOptions& options, bool* known);
+  ChunkOutcome ReadDescriptor(DataFile* dataFile);
+  ChunkOutcome ReadFind(DataFile* dataFile, const std::string& find);
+  std::int64_t ReadNames(DataFile* dataFile);
+  std::int64_t ReadText(char** pointer, std::uint32_t* size, std::uint32_t minAlloc);
+  std::int64_t ReadXtra(DataFile* dataFile);
+  std::int64_t ReadReference(std::uint32_t id, DataFile* dataFile);
+  int Finish(DataFile* dataFile, const FormReadOptions& options);
+
+  std::span<const std::uint8_t> bytes_;
+  std::size_t position_ = 0;
+  std::size_t limit_ = SIZE_MAX;  // end of the FORM being read
+  std::uint32_t fileId_ = 0;
+  bool littleEndian_ = false;
+};
+
+// --- LIST files ------------------------------------------------------------------------------------------------------
+
+inline constexpr std::uint32_t kListSet = ChunkId("ZSET");
+inline constexpr std::uint32_t kListCollection = ChunkId("ZCOL");
+inline constexpr std::uint32_t kListLibrary = ChunkId("ZLIB");
+inline constexpr std::uint32_t kListBundle = ChunkId("ZBUN");
+
+struct ListFile;
+
+// One member: a data file or a nested list, never both.
+struct ListMember {
+  DataFilePtr data;
+  std::unique_ptr<ListFile> list;
+};
+
+// A LIST in memory.
+struct ListFile {
+  std::uint32_t type = kListSet;
+  DataFilePtr header;  // a Library's own record ("PROP"), may be null
+  std::vector<ListMember> members;
+  std::vector<std::uint8_t> info;  // private list-level data ("INFO"), kept as bytes
+  // Members that could not be read (damaged, unknown form types); they are left out of `members`.
+  int skippedMembers = 0;
+};
+
+// True when the bytes begin with "LIST".
+bool IsListFile(std::span<const std::uint8_t> bytes);
+// Reads any of the four list types by structure.  0, or 3 (no LIST), 2 (cut off inside the list's own header), 6.
+// Members that do not read are skipped and counted.
+int ReadList(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list);
+// A plain FORM is read as a list of one, so that callers can open either.
+int ReadListOrForm(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list);
+
+// --- Writing to memory -----------------------------------------------------------------------------------------------
+
+// Appends one chunk: identifier, even length, data, zero pad byte when n is odd.
+void WriteFormSection(std::vector<std::uint8_t>* out, std::uint32_t id, const void* data, std::size_t n);
+// Appends the FORM (or "PROP") of a record, descriptor first.  The record is not changed.  False: no descriptor or more
+// than 4 GiB.
+bool DiskWriteForm(std::vector<std::uint8_t>* out, const DataFile& dataFile,
+                   WriteBuffers buffers = WriteBuffers::kSkipEmpty, std::uint32_t formId = ChunkId("FORM"),
+                   std::uint32_t formType = ChunkId("BANK"));
+// Appends a whole LIST.  False as above.
+bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
+
+// --- Files -----------------------------------------------------------------------------------------------------------
+
+// Reads a whole file of at most kMaxContainerSize bytes.  0, 1 (cannot be opened) or 2.
+int ReadWholeFile(const std::string& path, std::vector<std::uint8_t>* bytes);
+// Replaces a file as a whole; the former file stays when anything fails.  0, 7 or 8.
+int WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes);
+
+// Disk operations as the documents use them: they remember a base directory (the process's own is never changed) and
+// report results through the hooks.  Used on the user-interface thread or with one object a thread.
+class DiskAccess {
+ public:
+  explicit DiskAccess(DiskHooks* hooks = nullptr);
+
+  // Reads one DataFile of directory `dir`.  1 on success, 0 on failure after the message.
+  int DiskRead(int kind, const std::string& dir, const std::string& name, const std::string& find, DataFile* dataFile,
+               int mode);
+  // Writes one DataFile and remembers its name in the record.  1 or 0 as above.
+  int DiskWrite(int kind, const std::string& dir, const std::string& name, DataFile* dataFile);
+
+  // Sets and collections; a single data file is read as a list of one.  Fails with code 12 for anything else.
+  int DiskDataBaseRead(const std::string& dir, const std::string& name, ListFile* list, int mode);
+  int DiskDataBaseWrite(const std::string& dir, const std::string& name, const ListFile& list);
+  // The same on bytes that are open already.  A DiskCode.
+  int DiskDataBaseReadFromOpenFile(std::span<const std::uint8_t> bytes, ListFile* list, int mode);
+  int DiskDataBaseWriteToOpenFile(std::vector<std::uint8_t>* out, const ListFile& list);
+  // Libraries: the first record is the library's own (may come back null).  Fails with code 14 for anything else.
+  int DiskLibraryRead(const std::string& dir, const std::string& name, DataFilePtr* header,
+                      std::vector<DataFilePtr>* members, std::vector<std::uint8_t>* info, int mode,
+                      const std::string& find = {});
+  int DiskLibraryWrite(const std::string& dir, const std::string& name, const DataFile* header,
+                       std::span<DataFile* const> members, std::span<const std::uint8_t> info);
+
+  // Ends an access: shows the message of `code` (which may be changed to 0 or 17).  A broken default studio is renamed
+  // to "NAME.broken" silently.
+  void DiskAccessClose(int& code, const std::string& dir, const std::string& name);
+
+  // set true: remembers the current base directory and makes `dir` the base; false: returns to the remembered one.
+  void DiskDirectoryFix(const std::string& dir, bool set);
+  // A name seen from the base directory.
+  std::string FullPath(const std::string& name) const;
+
+  // Renames a keyword in every data file, library, set and collection below `dir`.  Only files where something changed
+  // are written, each as a whole; symbolic links and read-only files are left alone.  `progress` gets each path and
+  // returns false to stop.  Returns the number of files written.
+  int DiskStructureUpdate(const std::string& dir, const std::string& oldKeyword, const std::string& newKeyword,
+                          const std::function<bool(const std::string& path)>& progress = {});
+
+  void SetFileId(std::uint32_t id) { fileId_ = id; }
+  std::uint32_t fileId() const { return fileId_; }
+  void SetHooks(DiskHooks* hooks);
+
+ private:
+  FormReadOptions Options(int mode) const;
+  bool UpdateKeywordFile(const std::string& path, const std::string& oldKeyword, const std::string& newKeyword);
+
+  DiskHooks* hooks_;
+  std::string base_;
+  std::vector<std::string> remembered_;
+  std::uint32_t fileId_ = 0;
+};
+
+// --- Small helpers ---------------------------------------------------------------------------------------------------
+
+// n rounded up to even; the chunk length of a string with its terminator.
+constexpr std::uint32_t IFFSize(std::uint32_t n) {
+  return (n + 1) & ~1u;
+}
+std::uint32_t IFFSize(const char* s);
+
+// Swap a value in place.
+void FlipLong(std::uint32_t* value);
+void FlipWord(std::uint16_t* value);
+
+// Appends "/" when path is not empty and does not end in '/', ':' or '\\', then name; nothing when name is empty or the
+// result would exceed 255 characters.
+void FileAppendPath(std::string* path, std::string_view name);
+// Likewise, but with the last six characters of dir (a wildcard) left out; nothing when the lengths minus 3 exceed 255.
+void FileAppendDir(std::string* path, std::string_view dir);
+// "*.EXT", or "*.*" for an empty extension.
+std::string FileCreateExt(std::string_view ext);
+
+// A record whose image is the raw bytes: one voice, no name, no driver.  Null for no bytes or too many.
+DataFilePtr CreateMidiXFile(std::span<const std::uint8_t> bytes);
+// The same from the file `name` in `directory`; null when it cannot be read.
+DataFilePtr CreateMidiXFile(const std::string& directory, const std::string& name);
+
+// Platform file type of a file kind (0 to 16; negative kinds count as 15) and whether a creator code goes with it.
+void GetMacFileTypeAndCreator(int kind, std::uint32_t& type, bool& creatorFlag);
+
+// The first 16 bytes are "FORM", any length, "BANK", "SHDR".
+bool LooksLikeDataFile(std::span<const std::uint8_t> bytes);
+
+}  // namespace tonalith
