@@ -74,7 +74,7 @@ struct AreaInfo {
   std::string number;      // format of the panel number; empty: the area is not in the panel's list
   int numberPer = 0;       // items per bank in that format
   int listed = 0;          // as many items the panel shows
-  int writableItems = 0;   // items from this one on are read only
+  int writableItems = -1;  // items from this one on are read only; -1: none is
   bool isProtected = false;  // memory protect holds for it
   std::optional<std::uint32_t> address;
   std::uint32_t addressStride = 0;
@@ -149,6 +149,11 @@ struct RolandInfo {
   int packet = 256;       // data bytes in a message
   bool crosses = false;   // a message may run over the borders of segments
   bool handshake = false;
+  struct Range {
+    std::uint32_t address = 0;
+    std::uint32_t bytes = 0;
+  };
+  std::vector<Range> dump;  // what "everything" is
 };
 
 struct CasioInfo {

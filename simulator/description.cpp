@@ -1,0 +1,573 @@
+#include "simulator/description.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "simulator/text_tools.h"
+
+#ifndef TONALITH_SIMULATOR_DIR
+#define TONALITH_SIMULATOR_DIR ""
+#endif
+
+namespace tonalith {
+namespace {
+
+constexpr int kMaxItems = 4096;
+constexpr int kMaxItemBytes = 65536;
+constexpr std::size_t kMaxDescriptionBytes = 1U << 20;
+
+// Reads the lines of one description into the record; the first problem ends it.
+class DescriptionReader {
+ public:
+  DescriptionReader(std::string_view text, std::string source) : text_(text), source_(std::move(source)) {}
+
+  DescriptionResult Read() {
+    std::size_t at = 0;
+    while (at < text_.size() && problem_.empty()) {
+      std::size_t end = text_.find('\n', at);
+      if (end == std::string_view::npos) end = text_.size();
+      ++line_;
+      ReadLine(StripComment(text_.substr(at, end - at)));
+      at = end + 1;
+    }
+    if (problem_.empty()) Check();
+    DescriptionResult result;
+    if (problem_.empty())
+      result.description = std::move(out_);
+    else
+      result.problem = problem_;
+    return result;
+  }
+
+ private:
+  static std::string_view StripComment(std::string_view line) {
+    bool quoted = false;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      if (line[i] == '"') quoted = !quoted;
+      if (line[i] == '#' && !quoted) return TrimBlanks(line.substr(0, i));
+    }
+    return TrimBlanks(line);
+  }
+
+  void Fail(const std::string& what) {
+    if (problem_.empty()) problem_ = source_ + ", line " + std::to_string(line_) + ": " + what + ".";
+  }
+
+  void ReadLine(std::string_view line) {
+    if (line.empty()) return;
+    if (line.front() == '[') {
+      if (line.back() != ']') return Fail("the block heading does not end with ]");
+      OpenBlock(line.substr(1, line.size() - 2));
+      return;
+    }
+    const std::size_t equals = line.find('=');
+    if (equals == std::string_view::npos) return Fail("expected key = value");
+    key_ = TrimBlanks(line.substr(0, equals));
+    value_ = TrimBlanks(line.substr(equals + 1));
+    bool known = false;
+    if (block_ == "instrument") known = InstrumentLine();
+    if (block_ == "area") known = AreaLine(out_.areas.back());
+    if (block_ == "link") known = LinkLine(out_.links.back());
+    if (block_ == "message") known = MessageLine(out_.messages.back());
+    if (block_ == "rule") known = RuleLine(out_.rules.back());
+    if (block_ == "status") known = StatusLine();
+    if (block_ == "roland") known = RolandLine();
+    if (block_ == "casio") known = CasioLine();
+    if (!known) Fail("\"" + std::string(key_) + "\" is not known here");
+  }
+
+  void OpenBlock(std::string_view heading) {
+    const std::size_t blank = heading.find(' ');
+    block_ = std::string(heading.substr(0, blank));
+    const std::string name(blank == std::string_view::npos ? "" : TrimBlanks(heading.substr(blank)));
+    if (block_ == "area") {
+      out_.areas.emplace_back();
+      out_.areas.back().key = name;
+    } else if (block_ == "link") {
+      out_.links.emplace_back();
+    } else if (block_ == "message") {
+      out_.messages.emplace_back();
+      out_.messages.back().key = name;
+    } else if (block_ == "rule") {
+      out_.rules.emplace_back();
+      out_.rules.back().key = name;
+    } else if (block_ == "roland") {
+      out_.roland.emplace();
+    } else if (block_ == "casio") {
+      out_.casio.emplace();
+    } else if (block_ != "instrument" && block_ != "status") {
+      Fail("there is no block \"" + block_ + "\"");
+    }
+  }
+
+  bool Number(int& target, int low, int high) {
+    const auto number = ParseNumber(value_);
+    if (!number || *number < low || *number > high)
+      Fail("\"" + std::string(value_) + "\" is no number from " + std::to_string(low) + " to " + std::to_string(high));
+    else
+      target = *number;
+    return true;
+  }
+  bool Text(std::string& target) {
+    target = std::string(value_);
+    return true;
+  }
+  bool YesNo(bool& target) {
+    if (value_ != "yes" && value_ != "no") Fail("expected yes or no");
+    target = value_ == "yes";
+    return true;
+  }
+  bool Pattern(BytePattern& target) {
+    std::string what;
+    auto pattern = ParsePattern(value_, &what);
+    if (!pattern)
+      Fail(what);
+    else
+      target = std::move(*pattern);
+    return true;
+  }
+  bool Area(std::string_view areaKey, int& target) {
+    target = out_.FindArea(areaKey);
+    if (target < 0) {
+      Fail("there is no area \"" + std::string(areaKey) + "\" before this line");
+      target = 0;
+    }
+    return true;
+  }
+  // Words that are all numbers within a range.
+  std::optional<std::vector<int>> Numbers(std::string_view text, int base16) {
+    std::vector<int> numbers;
+    for (const std::string_view word : SplitBlanks(text)) {
+      const auto number = base16 != 0 ? ParseNumber("0x" + std::string(word)) : ParseNumber(word);
+      if (!number || *number < -65536 || *number > 65536) {
+        Fail("\"" + std::string(word) + "\" is no number");
+        return std::nullopt;
+      }
+      numbers.push_back(*number);
+    }
+    return numbers;
+  }
+  std::uint32_t Address(std::string_view text) {
+    const auto groups = Numbers(text, 1);
+    std::uint32_t address = 0;
+    if (!groups || groups->size() > 4 || groups->empty()) {
+      Fail("an address is one to four 7-bit bytes");
+      return 0;
+    }
+    for (const int group : *groups) {
+      if (group < 0 || group > 127) Fail("an address is one to four 7-bit bytes");
+      address = address << 7 | (static_cast<std::uint32_t>(group) & 0x7F);
+    }
+    return address;
+  }
+
+  bool InstrumentLine() {
+    if (key_ == "key") return Text(out_.key);
+    if (key_ == "name") return Text(out_.name);
+    if (key_ == "port") return Text(out_.portName);
+    if (key_ == "device_base") return Number(out_.deviceBase, 0, 127);
+    if (key_ == "device") return Number(out_.device, 0, 127);
+    if (key_ == "memory_protect") return YesNo(out_.memoryProtect);
+    if (key_ == "reply_delay_ms") return Number(out_.replyDelayMs, 0, 60000);
+    if (key_ == "reply_gap_ms") return Number(out_.replyGapMs, 0, 60000);
+    if (key_ == "input_buffer") return Number(out_.inputBuffer, 0, 1 << 20);
+    if (key_ == "request_gap_ms") return Number(out_.requestGapMs, 0, 60000);
+    if (key_ == "mode") return Number(out_.mode, 0, 127);
+    if (key_ == "writable_banks") return Number(out_.writableBanks, 0, 127);
+    if (key_ == "dump") return Sends(out_.dump);
+    return false;
+  }
+
+  bool AreaLine(AreaInfo& area) {
+    if (key_ == "label") return Text(area.label);
+    if (key_ == "items") return Number(area.items, 1, kMaxItems);
+    if (key_ == "bytes") return Number(area.itemBytes, 1, kMaxItemBytes);
+    if (key_ == "name") return NamePlace(area);
+    if (key_ == "number") return Text(area.number);
+    if (key_ == "number_per") return Number(area.numberPer, 1, kMaxItems);
+    if (key_ == "listed") return Number(area.listed, 0, kMaxItems);
+    if (key_ == "writable") return Number(area.writableItems, 0, kMaxItems);
+    if (key_ == "protected") return YesNo(area.isProtected);
+    if (key_ == "fill") return Number(area.fill, 0, 255);
+    if (key_ == "factory_names") return Text(area.factoryNames);
+    if (key_ == "value") return Value(area);
+    if (key_ == "address") {
+      area.address = Address(value_);
+      return true;
+    }
+    if (key_ == "stride") {
+      area.addressStride = Address(value_);
+      return true;
+    }
+    if (key_ == "segment") return Segment(area);
+    if (key_ == "holes") {
+      if (auto numbers = Numbers(value_, 0)) area.holes = *numbers;
+      return true;
+    }
+    return false;
+  }
+
+  // "OFFSET LENGTH CODE"
+  bool NamePlace(AreaInfo& area) {
+    const auto words = SplitBlanks(value_);
+    const auto offset = words.size() == 3 ? ParseNumber(words[0]) : std::nullopt;
+    const auto length = words.size() == 3 ? ParseNumber(words[1]) : std::nullopt;
+    if (!offset || !length || *offset < 0 || *length < 1 || *length > 256) {
+      Fail("expected offset, length and code of the name");
+      return true;
+    }
+    area.nameOffset = *offset;
+    area.nameLength = *length;
+    if (words[2] == "ascii")
+      area.nameCode = NameCode::kAscii;
+    else if (words[2] == "ascii-zero-ends")
+      area.nameCode = NameCode::kAsciiZeroEnds;
+    else if (words[2] == "d50")
+      area.nameCode = NameCode::kD50;
+    else if (words[2] == "matrix")
+      area.nameCode = NameCode::kMatrix;
+    else
+      Fail("\"" + std::string(words[2]) + "\" is no name code");
+    return true;
+  }
+
+  // "OFFSET BIT WIDTH MIN MAX [RUN] [mid]"
+  bool Value(AreaInfo& area) {
+    std::string_view text = value_;
+    ValueRule rule;
+    if (text.ends_with("mid")) {
+      rule.centred = true;
+      text.remove_suffix(3);
+    }
+    const auto numbers = Numbers(text, 0);
+    if (!numbers) return true;
+    if (numbers->size() < 5 || numbers->size() > 6) {
+      Fail("expected offset, bit, width, minimum, maximum and perhaps a run");
+      return true;
+    }
+    rule.offset = (*numbers)[0];
+    rule.bit = (*numbers)[1];
+    rule.width = (*numbers)[2];
+    rule.minimum = (*numbers)[3];
+    rule.maximum = (*numbers)[4];
+    if (numbers->size() == 6) rule.run = (*numbers)[5];
+    if (rule.bit < 0 || rule.width < 1 || rule.bit + rule.width > 8 || rule.minimum > rule.maximum || rule.offset < 0 ||
+        rule.run < 1 || rule.offset + rule.run > area.itemBytes)
+      Fail("the value lies outside the item or its byte");
+    area.values.push_back(rule);
+    return true;
+  }
+
+  // "ADDRESS / OFFSET / BYTES"
+  bool Segment(AreaInfo& area) {
+    const auto pieces = SplitAt(value_, '/');
+    const auto offset = pieces.size() == 3 ? ParseNumber(pieces[1]) : std::nullopt;
+    const auto bytes = pieces.size() == 3 ? ParseNumber(pieces[2]) : std::nullopt;
+    if (!offset || !bytes || *offset < 0 || *bytes < 1 || *offset > area.itemBytes - *bytes) {
+      Fail("expected address / offset / bytes inside the item");
+      return true;
+    }
+    area.segments.push_back({Address(pieces[0]), *offset, *bytes});
+    return true;
+  }
+
+  bool LinkLine(LinkInfo& link) {
+    if (key_ == "bank") return Area(value_, link.bankArea);
+    if (key_ == "edit") return Area(value_, link.editArea);
+    if (key_ != "field") return false;
+    const auto numbers = Numbers(value_, 0);
+    if (!numbers) return true;
+    if (numbers->size() < 4 || numbers->size() > 5) {
+      Fail("expected edit offset, bank offset, bit, width and perhaps a run");
+      return true;
+    }
+    LinkField field{(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3], numbers->size() == 5 ? (*numbers)[4] : 1};
+    const int editBytes = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(link.editArea)].itemBytes;
+    const int bankBytes = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(link.bankArea)].itemBytes;
+    if (field.run < 1 || field.editOffset < 0 || field.editOffset + field.run > editBytes || field.bankOffset < 0 ||
+        field.bankOffset + field.run > bankBytes || field.bit < 0 || field.width < 1 || field.bit + field.width > 8)
+      Fail("the field lies outside the edit buffer or the bank item");
+    link.fields.push_back(field);
+    return true;
+  }
+
+  bool MessageLine(MessageInfo& message) {
+    if (key_ == "head") return Pattern(message.head);
+    if (key_ == "file_head") return Pattern(message.fileHeads.emplace_back());
+    if (key_ == "data") return Parts(message);
+    if (key_ == "packing") return Packing(message);
+    if (key_ == "checksum") return Checksum(message);
+    if (key_ == "bank_size") return Number(message.bankSize, 1, kMaxItems);
+    if (key_ == "receives") return YesNo(message.receives);
+    if (key_ == "busy_ms") return Number(message.busyMs, 0, 60000);
+    if (key_ == "answer") return Text(message.answer);
+    if (key_ == "initialises") return Text(message.initialises);
+    if (key_ == "unless_after") return Text(message.unlessAfter);
+    return false;
+  }
+
+  // "AREA", "AREA[all]", "AREA[item]", each perhaps with "+sum"; separated by ";"
+  bool Parts(MessageInfo& message) {
+    for (std::string_view piece : SplitAt(value_, ';')) {
+      MessagePart part;
+      if (piece.ends_with("+sum")) {
+        part.itemSum = true;
+        piece = TrimBlanks(piece.substr(0, piece.size() - 4));
+      }
+      if (piece.ends_with("[all]")) {
+        part.items = MessagePart::Items::kAll;
+        piece.remove_suffix(5);
+      } else if (piece.ends_with("[item]")) {
+        part.items = MessagePart::Items::kCaptured;
+        piece.remove_suffix(6);
+      }
+      Area(TrimBlanks(piece), part.area);
+      message.parts.push_back(part);
+    }
+    return true;
+  }
+
+  bool Packing(MessageInfo& message) {
+    if (value_ == "plain")
+      message.packing = BodyPacking::kPlain;
+    else if (value_ == "nibbles-low")
+      message.packing = BodyPacking::kNibblesLowFirst;
+    else if (value_ == "nibbles-high")
+      message.packing = BodyPacking::kNibblesHighFirst;
+    else if (value_ == "seven-eight")
+      message.packing = BodyPacking::kSevenEight;
+    else
+      Fail("\"" + std::string(value_) + "\" is no packing");
+    return true;
+  }
+
+  // "negative FROM", "unpacked", or "kawai" for the items
+  bool Checksum(MessageInfo& message) {
+    const auto words = SplitBlanks(value_);
+    const auto from = words.size() == 2 ? ParseNumber(words[1]) : std::nullopt;
+    if (words.size() == 2 && words[0] == "negative" && from && *from >= 0 && *from < 64) {
+      message.sum = SumKind::kNegative;
+      message.sumStart = *from;
+    } else if (value_ == "kawai") {
+      message.sum = SumKind::kKawai;
+    } else if (value_ == "unpacked") {
+      message.sum = SumKind::kUnpacked;
+    } else {
+      Fail("\"" + std::string(value_) + "\" is no checksum");
+    }
+    return true;
+  }
+
+  // "MESSAGE", "MESSAGE[0..99]" separated by blanks
+  bool Sends(std::vector<RuleInfo::Send>& sends) {
+    for (const std::string_view word : SplitBlanks(value_)) {
+      RuleInfo::Send send;
+      const std::size_t bracket = word.find('[');
+      send.message = std::string(word.substr(0, bracket));
+      if (bracket != std::string_view::npos) {
+        const std::size_t dots = word.find("..", bracket);
+        const auto first = dots == std::string_view::npos ? std::nullopt
+                                                          : ParseNumber(word.substr(bracket + 1, dots - bracket - 1));
+        const auto last = dots == std::string_view::npos || word.back() != ']'
+                              ? std::nullopt
+                              : ParseNumber(word.substr(dots + 2, word.size() - dots - 3));
+        if (!first || !last || *first < 0 || *first > *last || *last >= kMaxItems)
+          Fail("expected a range like [0..99]");
+        else
+          send.first = *first, send.last = *last;
+      }
+      sends.push_back(send);
+    }
+    return true;
+  }
+
+  bool RuleLine(RuleInfo& rule) {
+    using Action = RuleInfo::Action;
+    if (key_ == "match") return Pattern(rule.match);
+    if (key_ == "modes") {
+      if (auto numbers = Numbers(value_, 0)) rule.modes = *numbers;
+      return true;
+    }
+    if (key_ == "send") return rule.action = Action::kSend, Sends(rule.sends);
+    if (key_ == "status") return rule.action = Action::kStatus, Text(rule.status);
+    if (key_ == "reply") return rule.action = Action::kReply, Pattern(rule.reply);
+    if (key_ == "bank") return rule.action = Action::kBank, Number(rule.bankSize, 1, kMaxItems);
+    if (key_ == "request") return YesNo(rule.isRequest);
+    if (key_ == "store" || key_ == "parameter") {
+      const auto words = SplitBlanks(value_);
+      const bool store = key_ == "store";
+      if (words.size() != (store ? 2U : 1U)) return Fail("expected names of areas"), true;
+      rule.action = store ? Action::kStore : Action::kParameter;
+      rule.isRequest = false;
+      Area(words[0], rule.fromArea);
+      return Area(words.back(), rule.toArea);
+    }
+    if (key_ == "offsets") return Offsets(rule);
+    if (key_ == "do") {
+      rule.isRequest = false;
+      if (value_ == "mode")
+        rule.action = Action::kMode;
+      else if (value_ == "unlock")
+        rule.action = Action::kUnlock;
+      else if (value_ == "nothing")
+        rule.action = Action::kNothing;
+      else
+        Fail("\"" + std::string(value_) + "\" is no action");
+      return true;
+    }
+    return false;
+  }
+
+  // "NUMBER:OFFSET ..." in hexadecimal and decimal
+  bool Offsets(RuleInfo& rule) {
+    for (const std::string_view word : SplitBlanks(value_)) {
+      const std::size_t colon = word.find(':');
+      const auto number = colon == std::string_view::npos ? std::nullopt
+                                                          : ParseNumber("0x" + std::string(word.substr(0, colon)));
+      const auto offset = colon == std::string_view::npos ? std::nullopt : ParseNumber(word.substr(colon + 1));
+      if (!number || !offset) return Fail("expected number:offset pairs"), true;
+      rule.parameterOffsets[*number] = *offset;
+    }
+    return true;
+  }
+
+  bool StatusLine() { return Pattern(out_.statuses[std::string(key_)]); }
+
+  bool RolandLine() {
+    RolandInfo& roland = *out_.roland;
+    int number = 0;
+    if (key_ == "model") {
+      Number(number, 0, 127);
+      roland.model = static_cast<std::uint8_t>(number);
+      return true;
+    }
+    if (key_ == "address_bytes") return Number(roland.addressBytes, 3, 4);
+    if (key_ == "packet") return Number(roland.packet, 1, 4096);
+    if (key_ == "crosses") return YesNo(roland.crosses);
+    if (key_ == "handshake") return YesNo(roland.handshake);
+    if (key_ != "dump") return false;
+    const auto pieces = SplitAt(value_, '/');
+    if (pieces.size() != 2) return Fail("expected address / size"), true;
+    roland.dump.push_back({Address(pieces[0]), Address(pieces[1])});
+    return true;
+  }
+
+  bool CasioLine() {
+    if (key_ == "ready_ms") return Number(out_.casio->readyMs, 0, 60000);
+    if (key_ == "timeout_ms") return Number(out_.casio->timeoutMs, 1, 60000);
+    if (key_ != "block") return false;
+    const auto words = SplitBlanks(value_);
+    const auto first = words.size() == 2 ? ParseNumber("0x" + std::string(words[1])) : std::nullopt;
+    if (!first || *first < 0 || *first > 127) return Fail("expected an area and its first tone number"), true;
+    CasioInfo::Block block;
+    Area(words[0], block.area);
+    block.first = *first;
+    out_.casio->blocks.push_back(block);
+    return true;
+  }
+
+  // What can only be seen when everything is there.
+  void Check() {
+    if (out_.key.empty() || out_.name.empty() || out_.areas.empty())
+      return Fail("an instrument needs a key, a name and an area");
+    if (out_.portName.empty()) out_.portName = "Simulated " + out_.name;
+    for (AreaInfo& area : out_.areas) {
+      if (area.itemBytes < 1) return Fail("area " + area.key + " has no size");
+      if (area.nameOffset >= 0 && area.nameOffset + area.nameLength > area.itemBytes)
+        return Fail("the name of area " + area.key + " lies outside");
+      if (area.writableItems < 0) area.writableItems = area.items;
+      if (area.listed == 0 || area.listed > area.items) area.listed = area.items;
+      if (area.address && area.segments.empty()) area.segments.push_back({0, 0, area.itemBytes});
+      if (area.address && area.addressStride == 0) area.addressStride = static_cast<std::uint32_t>(area.itemBytes);
+    }
+    for (const MessageInfo& message : out_.messages)
+      if (message.head.empty() || message.parts.empty() || message.head.front().value != 0xF0)
+        return Fail("message " + message.key + " needs a head that begins with F0, and data");
+    for (const RuleInfo& rule : out_.rules) {
+      if (rule.match.empty()) return Fail("rule " + rule.key + " matches nothing");
+      for (const RuleInfo::Send& send : rule.sends)
+        if (out_.FindMessage(send.message) == nullptr) return Fail("there is no message " + send.message);
+    }
+    for (const RuleInfo::Send& send : out_.dump)
+      if (!out_.roland && out_.FindMessage(send.message) == nullptr && !out_.casio)
+        return Fail("there is no message " + send.message);
+    for (const LinkInfo& link : out_.links) {
+      const int bank = out_.areas[static_cast<std::size_t>(link.bankArea)].itemBytes;
+      if (link.fields.empty() && bank != out_.areas[static_cast<std::size_t>(link.editArea)].itemBytes)
+        return Fail("a link between items of different size needs fields");
+    }
+  }
+
+  std::string_view text_;
+  std::string source_;
+  InstrumentDescription out_;
+  std::string block_;
+  std::string_view key_;
+  std::string_view value_;
+  int line_ = 0;
+  std::string problem_;
+};
+
+}  // namespace
+
+int InstrumentDescription::FindArea(std::string_view areaKey) const {
+  for (std::size_t i = 0; i < areas.size(); ++i)
+    if (areas[i].key == areaKey) return static_cast<int>(i);
+  return -1;
+}
+
+const MessageInfo* InstrumentDescription::FindMessage(std::string_view messageKey) const {
+  for (const MessageInfo& message : messages)
+    if (message.key == messageKey) return &message;
+  return nullptr;
+}
+
+DescriptionResult ParseDescription(std::string_view text, const std::string& source) {
+  if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description."};
+  return DescriptionReader(text, source).Read();
+}
+
+DescriptionResult LoadDescription(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) return {std::nullopt, "The instrument description " + file.string() + " cannot be read."};
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  return ParseDescription(text, file.filename().string());
+}
+
+std::filesystem::path SimulatorFolder() {
+  std::error_code error;
+  std::vector<std::filesystem::path> candidates;
+  if (const char* resources = std::getenv("TONALITH_RESOURCES"); resources != nullptr && *resources != '\0')
+    candidates.push_back(std::filesystem::path(resources) / "simulator");
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) candidates.push_back(program.parent_path().parent_path() / "share/tonalith/simulator");
+  const std::string_view built = TONALITH_SIMULATOR_DIR;
+  if (!built.empty()) candidates.emplace_back(built);
+  for (const auto& candidate : candidates)
+    if (std::filesystem::is_directory(candidate, error)) return candidate;
+  return {};
+}
+
+std::vector<std::string> SimulatedInstrumentKeys() {
+  std::vector<std::string> keys;
+  std::error_code error;
+  const std::filesystem::path folder = SimulatorFolder();
+  if (folder.empty()) return keys;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+    if (entry.path().extension() == ".sim") keys.push_back(entry.path().stem().string());
+  std::sort(keys.begin(), keys.end());
+  return keys;
+}
+
+DescriptionResult LoadDescriptionByKey(std::string_view key) {
+  const std::filesystem::path folder = SimulatorFolder();
+  if (folder.empty()) return {std::nullopt, "The descriptions of the simulated instruments were not found."};
+  const auto keys = SimulatedInstrumentKeys();
+  if (std::find(keys.begin(), keys.end(), key) == keys.end())
+    return {std::nullopt, "There is no simulated instrument \"" + std::string(key) + "\"."};
+  return LoadDescription(folder / (std::string(key) + ".sim"));
+}
+
+}  // namespace tonalith

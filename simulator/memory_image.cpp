@@ -1,0 +1,154 @@
+#include "simulator/memory_image.h"
+
+#include <algorithm>
+#include <array>
+
+#include "simulator/wire_codecs.h"
+
+namespace tonalith {
+namespace {
+
+constexpr std::array<std::string_view, 16> kFactoryFirst = {"Soft", "Dawn", "Iron", "Blue", "Mist", "Oak",
+                                                            "Zinc", "Fern", "Wide", "Dusk", "Salt", "Pale",
+                                                            "Moss", "Gold", "Reef", "Calm"};
+constexpr std::array<std::string_view, 16> kFactorySecond = {"Bell", "Pad", "Reed", "Bass", "Harp", "Horn",
+                                                             "Keys", "Lead", "Pipe", "Drum", "Vox",  "Wave",
+                                                             "Pluk", "Brss", "Strg", "Orgn"};
+
+// Small steady generator: the same contents on every machine.
+class FactoryDice {
+ public:
+  explicit FactoryDice(std::uint32_t seed) : state_(seed * 2654435761U + 12345U) {}
+  int Roll(int minimum, int maximum) {
+    state_ = state_ * 1664525U + 1013904223U;
+    const auto range = static_cast<std::uint32_t>(maximum - minimum + 1);
+    return minimum + static_cast<int>((state_ >> 8) % range);
+  }
+
+ private:
+  std::uint32_t state_;
+};
+
+std::uint8_t FieldMask(int width) { return static_cast<std::uint8_t>((1U << static_cast<unsigned>(width)) - 1U); }
+
+void PutField(std::uint8_t& byte, int bit, int width, int value) {
+  const auto shift = static_cast<unsigned>(bit);
+  const auto mask = static_cast<unsigned>(FieldMask(width)) << shift;
+  byte = static_cast<std::uint8_t>((byte & ~mask) | ((static_cast<unsigned>(value) << shift) & mask));
+}
+
+}  // namespace
+
+std::string FactoryName(const AreaInfo& area, int item) {
+  if (area.factoryNames == "bank") {
+    const std::string within = std::to_string(item % 100);
+    return "BNK" + std::to_string(item / 100 % 10) + ": " + (within.size() < 2 ? "0" + within : within);
+  }
+  // Every pair of words once, neighbours differing in both; a number tells later rounds apart.
+  const auto n = static_cast<std::size_t>(item);
+  const std::size_t first = (n + n / 16) % 16;
+  const std::size_t second = n % 16;
+  std::string name = std::string(kFactoryFirst[first]) + " " + std::string(kFactorySecond[second]);
+  if (item >= 256) name = std::string(kFactorySecond[second]) + " " + std::to_string(item);
+  return name.substr(0, static_cast<std::size_t>(std::max(area.nameLength, 0)));
+}
+
+MemoryImage::MemoryImage(const InstrumentDescription& description) {
+  std::size_t size = 0;
+  for (const AreaInfo& area : description.areas) {
+    places_.push_back({size, static_cast<std::size_t>(area.itemBytes), area.items});
+    size += static_cast<std::size_t>(area.itemBytes) * static_cast<std::size_t>(area.items);
+  }
+  bytes_.assign(size, 0);
+  FillFactory(description);
+}
+
+std::span<std::uint8_t> MemoryImage::Item(int area, int item) {
+  if (area < 0 || static_cast<std::size_t>(area) >= places_.size()) return {};
+  const Place& place = places_[static_cast<std::size_t>(area)];
+  if (item < 0 || item >= place.items) return {};
+  return std::span(bytes_).subspan(place.start + place.itemBytes * static_cast<std::size_t>(item), place.itemBytes);
+}
+
+std::span<const std::uint8_t> MemoryImage::Item(int area, int item) const {
+  return const_cast<MemoryImage*>(this)->Item(area, item);
+}
+
+void MemoryImage::FillFactory(const InstrumentDescription& description) {
+  for (std::size_t area = 0; area < description.areas.size(); ++area)
+    FillFactoryArea(description, static_cast<int>(area));
+  for (const LinkInfo& link : description.links) LoadEdit(description, link.bankArea, 0);
+}
+
+void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int area) {
+  const AreaInfo& info = description.areas[static_cast<std::size_t>(area)];
+  for (int item = 0; item < info.items; ++item) {
+    const auto bytes = Item(area, item);
+    std::fill(bytes.begin(), bytes.end(), static_cast<std::uint8_t>(info.fill));
+    FactoryDice dice(static_cast<std::uint32_t>(area * 4099 + item));
+    for (const ValueRule& rule : info.values) {
+      for (int i = 0; i < rule.run; ++i) {
+        int value = dice.Roll(rule.minimum, rule.maximum);
+        const int middle = (rule.minimum + rule.maximum + 1) / 2;
+        if (rule.centred) value = middle + (value - middle) / 4;
+        PutField(bytes[static_cast<std::size_t>(rule.offset + i)], rule.bit, rule.width, value);
+      }
+    }
+    if (info.nameOffset >= 0 && !info.factoryNames.empty()) SetName(description, area, item, FactoryName(info, item));
+  }
+}
+
+std::string MemoryImage::Name(const InstrumentDescription& description, int area, int item) const {
+  const auto bytes = Item(area, item);
+  if (bytes.empty()) return {};
+  const AreaInfo& info = description.areas[static_cast<std::size_t>(area)];
+  if (info.nameOffset < 0) return {};
+  return DecodeName(info.nameCode, bytes.subspan(static_cast<std::size_t>(info.nameOffset),
+                                                 static_cast<std::size_t>(info.nameLength)));
+}
+
+bool MemoryImage::SetName(const InstrumentDescription& description, int area, int item, std::string_view name) {
+  const auto bytes = Item(area, item);
+  if (bytes.empty()) return false;
+  const AreaInfo& info = description.areas[static_cast<std::size_t>(area)];
+  if (info.nameOffset < 0) return false;
+  const auto coded = EncodeName(info.nameCode, name, static_cast<std::size_t>(info.nameLength));
+  std::copy(coded.begin(), coded.end(), bytes.begin() + info.nameOffset);
+  return true;
+}
+
+bool MemoryImage::LoadEdit(const InstrumentDescription& description, int bankArea, int item) {
+  bool any = false;
+  for (const LinkInfo& link : description.links) {
+    if (link.bankArea != bankArea) continue;
+    const auto bank = Item(bankArea, item);
+    const auto edit = Item(link.editArea, 0);
+    if (bank.empty() || edit.empty()) continue;
+    any = true;
+    if (link.fields.empty()) std::copy(bank.begin(), bank.end(), edit.begin());
+    for (const LinkField& field : link.fields)
+      for (int i = 0; i < field.run; ++i)
+        edit[static_cast<std::size_t>(field.editOffset + i)] = static_cast<std::uint8_t>(
+            bank[static_cast<std::size_t>(field.bankOffset + i)] >> field.bit & FieldMask(field.width));
+  }
+  return any;
+}
+
+bool MemoryImage::StoreEdit(const InstrumentDescription& description, int bankArea, int item) {
+  bool any = false;
+  for (const LinkInfo& link : description.links) {
+    if (link.bankArea != bankArea) continue;
+    const auto bank = Item(bankArea, item);
+    const auto edit = Item(link.editArea, 0);
+    if (bank.empty() || edit.empty()) continue;
+    any = true;
+    if (link.fields.empty()) std::copy(edit.begin(), edit.end(), bank.begin());
+    for (const LinkField& field : link.fields)
+      for (int i = 0; i < field.run; ++i)
+        PutField(bank[static_cast<std::size_t>(field.bankOffset + i)], field.bit, field.width,
+                 edit[static_cast<std::size_t>(field.editOffset + i)]);
+  }
+  return any;
+}
+
+}  // namespace tonalith
