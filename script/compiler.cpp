@@ -1,0 +1,537 @@
+#include "script/compiler.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "platform/prompts.h"
+#include "script/statement_table.h"
+
+namespace tonalith {
+namespace {
+
+constexpr char kCompileReportTitle[] = "Driver Creator";
+
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool IsHexDigit(char c) {
+  return IsDigit(c) || (UpperLetter(c) >= 'A' && UpperLetter(c) <= 'F');
+}
+// What separates a keyword and its operands.  A tab is no separator there.
+bool IsOperandBlank(char c) {
+  return c == 8 || c == 10 || c == 13 || c == ' ';
+}
+// What is passed over between statements.
+bool IsStatementBlank(char c) {
+  return IsOperandBlank(c) || c == 9 || c == '[' || c == '{' || c == '}';
+}
+bool IsVariableLetter(char c) {
+  return UpperLetter(c) >= 'V' && UpperLetter(c) <= 'Z';
+}
+
+// The digits at `position`, as far as they go; values above the 64-bit range stay at its limit.
+std::uint64_t DecimalAt(const std::string& line, int& position) {
+  constexpr std::uint64_t kLimit = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  std::uint64_t value = 0;
+  for (; position < static_cast<int>(line.size()) && IsDigit(line[static_cast<std::size_t>(position)]); ++position) {
+    const std::uint64_t digit = static_cast<std::uint64_t>(line[static_cast<std::size_t>(position)] - '0');
+    value = value > (kLimit - digit) / 10 ? kLimit : value * 10 + digit;
+  }
+  return value;
+}
+
+}  // namespace
+
+ScriptCompiler::ScriptCompiler(std::span<const std::string> lines, std::span<std::uint8_t> dest)
+    : lines_(lines), dest_(dest.first(std::min(dest.size(), kMaxScriptBytes))) {}
+
+char ScriptCompiler::At(int position) const {
+  if (line_ >= static_cast<int>(lines_.size())) return 0;
+  const std::string& text = lines_[static_cast<std::size_t>(line_)];
+  return position < static_cast<int>(text.size()) ? text[static_cast<std::size_t>(position)] : '\0';
+}
+
+std::string_view ScriptCompiler::Rest() const {
+  const std::string_view text = lines_[static_cast<std::size_t>(line_)];
+  return ch_ < static_cast<int>(text.size()) ? text.substr(static_cast<std::size_t>(ch_)) : std::string_view();
+}
+
+CompileError ScriptCompiler::SynWriteDest(std::uint8_t byte) {
+  if (written_ >= dest_.size()) return CompileError::OutputFull;
+  dest_[written_++] = byte;
+  return CompileError::None;
+}
+
+// Steps over exactly one character (the end of a line counts as one) and over the blanks behind it.
+CompileError ScriptCompiler::SynNextChar() {
+  if (Current() != 0) ++ch_;
+  for (;;) {
+    const char c = Current();
+    if (c == 0) {
+      if (line_ + 1 >= static_cast<int>(lines_.size())) return CompileError::EndOfSource;
+      ++line_;
+      ch_ = 0;
+    } else if (IsOperandBlank(c)) {
+      ++ch_;
+    } else {
+      return CompileError::None;
+    }
+  }
+}
+
+// A text that is no number emits 0 and is not consumed.
+CompileError ScriptCompiler::SynWriteLong() {
+  const int begin = ch_;
+  std::uint32_t word = 0;
+  const char c = UpperLetter(Current());
+  if (c >= 'W' && c <= 'Z') {
+    word = kNumberRegisterBit | static_cast<std::uint32_t>(c - 'W');
+    ++ch_;
+  } else if (c == 'V') {
+    ++ch_;
+    word = kNumberVariableBit |
+           static_cast<std::uint32_t>(DecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu);
+  } else if (IsDigit(c)) {
+    word = static_cast<std::uint32_t>(DecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu);
+  }
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    if (const auto error = SynWriteDest(static_cast<std::uint8_t>(word >> shift)); error != CompileError::None) {
+      return error;
+    }
+  }
+  Note({CompileEvent::Kind::Number, line_, begin, line_, ch_, 0, -1, nullptr, word});
+  return CompileError::None;
+}
+
+bool ScriptCompiler::SynGetVar(std::uint32_t& index) {
+  const char c = UpperLetter(Current());
+  if (c >= 'W' && c <= 'Z') {
+    ++ch_;
+    index = static_cast<std::uint32_t>(c - 'W');
+    return true;
+  }
+  if (c != 'V') return false;
+  int position = ch_ + 1;
+  while (IsOperandBlank(At(position))) ++position;
+  if (!IsDigit(At(position))) return false;
+  ch_ = position;
+  index = static_cast<std::uint32_t>(DecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu) + 4;
+  return true;
+}
+
+CompileError ScriptCompiler::SynWriteVar() {
+  const int begin = ch_;
+  std::uint32_t index = 0;
+  if (!SynGetVar(index)) return CompileError::VariableExpected;
+  Note({CompileEvent::Kind::Variable, line_, begin, line_, ch_, 0, -1, nullptr, index});
+  if (index < 128) return SynWriteDest(static_cast<std::uint8_t>(index));
+  const auto error = SynWriteDest(static_cast<std::uint8_t>((index & 0x7F) | 0x80));
+  return error != CompileError::None ? error : SynWriteDest(static_cast<std::uint8_t>(index >> 7));
+}
+
+// Passes over everything that is no digit of the base, line ends included, and reads one byte.
+CompileError ScriptCompiler::SynWriteHexByte(bool hex) {
+  const int beginLine = line_;
+  const int begin = ch_;
+  while (!(hex ? IsHexDigit(Current()) : IsDigit(Current()))) {
+    if (Current() != 0) {
+      ++ch_;
+    } else if (line_ + 1 < static_cast<int>(lines_.size())) {
+      ++line_;
+      ch_ = 0;
+    } else {
+      return CompileError::EndOfSource;
+    }
+  }
+  const char* const text = lines_[static_cast<std::size_t>(line_)].c_str() + ch_;
+  char* end = nullptr;
+  const long value = std::strtol(text, &end, hex ? 16 : 10);
+  if (value > 255) return CompileError::ByteTooLarge;
+  ch_ += static_cast<int>(end - text);
+  Note({CompileEvent::Kind::DataByte, beginLine, begin, line_, ch_, 0, -1, nullptr, static_cast<std::uint32_t>(value)});
+  return SynWriteDest(static_cast<std::uint8_t>(value));
+}
+
+CompileError ScriptCompiler::Emit(std::uint8_t opcode, int sub) {
+  const auto error = SynWriteDest(opcode);
+  return error != CompileError::None || sub < 0 ? error : SynWriteDest(static_cast<std::uint8_t>(sub));
+}
+
+CompileError ScriptCompiler::Next(Form form) {
+  if (const auto error = SynNextChar(); error != CompileError::None) return error;
+  return form == Form::Number ? SynWriteLong() : SynWriteVar();
+}
+
+CompileError ScriptCompiler::NextAll(std::initializer_list<Form> forms) {
+  for (const Form form : forms) {
+    if (const auto error = Next(form); error != CompileError::None) return error;
+  }
+  return CompileError::None;
+}
+
+void ScriptCompiler::Note(CompileEvent event) {
+  if (events_) events_->push_back(event);
+}
+
+void ScriptCompiler::NoteStatement(int end, std::uint8_t opcode, int sub, const ScriptKeyword* keyword) {
+  Note({CompileEvent::Kind::Statement, statementLine_, statementStart_, line_, end, opcode,
+        static_cast<std::int16_t>(sub), keyword, 0});
+}
+
+// A keyword leaves the position on the separator behind it.
+CompileError ScriptCompiler::Keyword(const ScriptKeyword& keyword) {
+  const int end = ch_ + static_cast<int>(keyword.text.size());
+  NoteStatement(end, keyword.opcode, keyword.sub, &keyword);
+  ch_ = end;
+  if (keyword.opcode == kDecimalMode) {
+    hex_ = false;
+    return CompileError::None;
+  }
+  if (const auto error = Emit(keyword.opcode, keyword.sub); error != CompileError::None) return error;
+  if (keyword.numbers != kOperandsOfTable) {
+    for (int i = 0; i < keyword.numbers; ++i) {
+      if (const auto error = Next(Form::Number); error != CompileError::None) return error;
+    }
+    return CompileError::None;
+  }
+  const OperandList& operands = StatementOperands(keyword.opcode, keyword.sub);
+  for (std::size_t i = 0; i < operands.count; ++i) {
+    const bool number = operands.kind[i] == OperandKind::Number || operands.kind[i] == OperandKind::Offset;
+    const auto error = Next(number ? Form::Number : Form::Variable);
+    if (error != CompileError::None) return error;
+  }
+  return CompileError::None;
+}
+
+// A short form of `letters` characters from the position.  With operands the position stays on its last letter, so that
+// stepping over "one character" steps over that letter.
+CompileError ScriptCompiler::Simple(int letters, std::uint8_t opcode, std::initializer_list<Form> forms) {
+  NoteStatement(ch_ + letters, opcode, -1, nullptr);
+  ch_ += forms.size() ? letters - 1 : letters;
+  const auto error = Emit(opcode);
+  return error != CompileError::None ? error : NextAll(forms);
+}
+
+CompileError ScriptCompiler::ShortD() {
+  switch (UpperLetter(At(ch_ + 1))) {
+    case 'M':
+      return Simple(2, 15, {Form::Number});
+    case 'R':
+      return Simple(2, 21, {Form::Number, Form::Number});
+    case 'S':
+      return Simple(2, 22, {Form::Number});
+    default:
+      return Simple(1, 6, {Form::Number});
+  }
+}
+
+CompileError ScriptCompiler::ShortF() {
+  if (const auto error = SynNextChar(); error != CompileError::None) return error;
+  switch (UpperLetter(Current())) {
+    case 'A': {
+      NoteStatement(ch_ + 1, 11, -1, nullptr);
+      if (const auto error = Emit(11); error != CompileError::None) return error;
+      if (const auto error = SynNextChar(); error != CompileError::None) return error;
+      const std::uint64_t count = WrittenCount();
+      if (const auto error = SynWriteLong(); error != CompileError::None) return error;
+      if (const auto error = Next(Form::Number); error != CompileError::None) return error;
+      return DataBytes(count);
+    }
+    case 'G':
+      return Simple(1, 29, {Form::Variable, Form::Number});
+    case 'R':
+      return Simple(1, 19, {Form::Variable, Form::Number});
+    case 'S':
+      return Simple(1, 26, {Form::Variable, Form::Number});
+    case 'T':
+      return Simple(1, 35, {Form::Variable, Form::Number});
+    default:
+      break;
+  }
+  if (!IsVariableLetter(Current())) return CompileError::VariableExpected;
+  NoteStatement(ch_, 12, -1, nullptr);
+  if (const auto error = Emit(12); error != CompileError::None) return error;
+  if (const auto error = SynWriteVar(); error != CompileError::None) return error;
+  return Next(Form::Number);
+}
+
+CompileError ScriptCompiler::ShortG() {
+  if (const auto error = SynNextChar(); error != CompileError::None) return error;
+  // Letter, sub-code and numbers; a second letter (behind blanks) selects the member of the second pair.
+  struct GForm {
+    char letter;
+    std::int8_t sub;
+    std::int8_t numbers;
+    char second = 0;
+    std::int8_t secondSub = 0;
+    std::int8_t secondNumbers = 0;
+  };
+  static constexpr GForm kForms[] = {{'A', 0, 1},
+                                     {'C', 4, 3},
+                                     {'D', 22, 0},
+                                     {'F', 1, 1},
+                                     {'H', 12, 1, 'B', 16, 2},
+                                     {'J', 14, 3},
+                                     {'L', 10, 0, '2', 21, 0},
+                                     {'M', 7, 0},
+                                     {'N', 2, 0},
+                                     {'O', 3, 0},
+                                     {'P', 6, 1},
+                                     {'R', 5, 0},
+                                     {'S', 13, 1, 'B', 15, 2},
+                                     {'T', 9, 1, 'R', 17, 1},
+                                     {'U', 11, 1},
+                                     {'W', 8, 2}};
+  for (const GForm& form : kForms) {
+    if (form.letter != UpperLetter(Current())) continue;
+    std::int8_t sub = form.sub;
+    std::int8_t numbers = form.numbers;
+    if (form.second) {
+      int position = ch_ + 1;
+      while (IsOperandBlank(At(position))) ++position;
+      if (UpperLetter(At(position)) == form.second) {
+        ch_ = position;
+        sub = form.secondSub;
+        numbers = form.secondNumbers;
+      }
+    }
+    NoteStatement(ch_ + 1, 18, sub, nullptr);
+    if (const auto error = Emit(18, sub); error != CompileError::None) return error;
+    if (numbers == 0) ++ch_;
+    for (int i = 0; i < numbers; ++i) {
+      if (const auto error = Next(Form::Number); error != CompileError::None) return error;
+    }
+    return CompileError::None;
+  }
+  return CompileError::VariableExpected;
+}
+
+CompileError ScriptCompiler::ShortI() {
+  if (const auto error = SynNextChar(); error != CompileError::None) return error;
+  struct IfForm {
+    std::string_view text;
+    std::uint8_t opcode;
+    std::uint8_t operands;  // 1: a variable, 2: a variable and a number
+  };
+  static constexpr IfForm kForms[] = {{"FNQ", 46, 2}, {"FN", 24, 1}, {"FLQ", 42, 1}, {"FL", 27, 1}, {"FGQ", 43, 1},
+                                      {"FG", 28, 1},  {"FE", 25, 0}, {"FX", 38, 0},  {"FQ", 33, 2}, {"F", 23, 1}};
+  for (const IfForm& form : kForms) {
+    std::size_t i = 0;
+    while (i < form.text.size() && UpperLetter(At(ch_ + static_cast<int>(i))) == form.text[i]) ++i;
+    if (i < form.text.size()) continue;
+    const int letters = static_cast<int>(form.text.size());
+    if (form.operands == 0) return Simple(letters, form.opcode, {});
+    if (form.operands == 1) return Simple(letters, form.opcode, {Form::Variable});
+    return Simple(letters, form.opcode, {Form::Variable, Form::Number});
+  }
+  return CompileError::UnknownStatement;
+}
+
+CompileError ScriptCompiler::ShortK() {
+  NoteStatement(ch_ + 1, 10, -1, nullptr);
+  if (const auto error = Emit(10); error != CompileError::None) return error;
+  for (int i = 0; i < 2; ++i) {
+    if (const auto error = SynNextChar(); error != CompileError::None) return error;
+    if (const auto error = SynWriteHexByte(true); error != CompileError::None) return error;
+  }
+  return NextAll({Form::Number, Form::Number, Form::Number});
+}
+
+CompileError ScriptCompiler::ShortM() {
+  NoteStatement(ch_ + 1, 14, -1, nullptr);
+  if (const auto error = Emit(14); error != CompileError::None) return error;
+  if (const auto error = Next(Form::Variable); error != CompileError::None) return error;
+  // The operator may follow the variable directly.
+  if (Current() == 0 || IsOperandBlank(Current())) {
+    if (const auto error = SynNextChar(); error != CompileError::None) return error;
+  }
+  const char* const found = std::strchr(kAssignOperators, Current());
+  if (!found) return CompileError::UnknownOperator;
+  const auto op = static_cast<std::uint8_t>(found - kAssignOperators);
+  if (const auto error = SynWriteDest(op); error != CompileError::None) return error;
+  return Next(op == kCopyOperator ? Form::Variable : Form::Number);
+}
+
+// The second letter counts in upper case only.
+CompileError ScriptCompiler::ShortN() {
+  switch (At(ch_ + 1)) {
+    case 'S':
+      return Simple(2, 49, {});
+    case 'I':
+      return Simple(2, 32, {});
+    case 'D':
+      return Simple(2, 31, {});
+    default:
+      return Simple(1, 5, {});
+  }
+}
+
+CompileError ScriptCompiler::ShortR() {
+  switch (UpperLetter(At(ch_ + 1))) {
+    case 'B':
+      return Simple(2, 17, {Form::Number});
+    case 'A':
+      return Simple(2, 30, {Form::Number, Form::Number});
+    case 'D':
+      return Simple(2, 21, {Form::Number, Form::Number});
+    case 'E':
+      if (UpperLetter(At(ch_ + 2)) == 'T') return Simple(3, 20, {Form::Variable});
+      break;
+    default:
+      break;
+  }
+  return Simple(1, 1, {Form::Number});
+}
+
+CompileError ScriptCompiler::ShortS() {
+  NoteStatement(ch_ + 1, 8, -1, nullptr);
+  if (const auto error = Emit(8); error != CompileError::None) return error;
+  if (const auto error = SynNextChar(); error != CompileError::None) return error;
+  const std::uint64_t count = WrittenCount();
+  if (const auto error = SynWriteLong(); error != CompileError::None) return error;
+  return DataBytes(count);
+}
+
+// The count of data bytes is the number as it is written; a register or variable announces none.
+std::uint64_t ScriptCompiler::WrittenCount() const {
+  int position = ch_;
+  return DecimalAt(lines_[static_cast<std::size_t>(line_)], position);
+}
+
+CompileError ScriptCompiler::DataBytes(std::uint64_t count) {
+  for (std::uint64_t i = 0; i < count; ++i) {
+    if (const auto error = SynNextChar(); error != CompileError::None) return error;
+    if (const auto error = SynWriteHexByte(hex_); error != CompileError::None) return error;
+  }
+  hex_ = true;
+  return CompileError::None;
+}
+
+CompileError ScriptCompiler::ShortForm(char letter) {
+  switch (letter) {
+    case 'A':
+      return Simple(1, 9, {});
+    case 'B':
+      return Simple(1, 3, {Form::Number});
+    case 'C':
+      return Simple(1, 2, {Form::Number});
+    case 'D':
+      return ShortD();
+    case 'E':
+    case ']':
+      return Simple(1, 7, {});
+    case 'F':
+      return ShortF();
+    case 'G':
+      return ShortG();
+    case 'I':
+      return ShortI();
+    case 'K':
+      return ShortK();
+    case 'L':
+      return Simple(1, 4, {Form::Number});
+    case 'M':
+      return ShortM();
+    case 'N':
+      return ShortN();
+    case 'O':
+      return CompileError::UnknownOpenWord;
+    case 'R':
+      return ShortR();
+    case 'S':
+      return ShortS();
+    case 'T':
+      if (UpperLetter(At(ch_ + 1)) == 'R') return Simple(2, 16, {Form::Number});
+      return Simple(1, 0, {Form::Number});
+    default:
+      // Unknown words with P, Q, U, V, W, H and Z, and every character that starts no statement.
+      return CompileError::UnknownStatement;
+  }
+}
+
+CompileError ScriptCompiler::Statement() {
+  statementLine_ = line_;
+  statementStart_ = ch_;
+  if (const ScriptKeyword* keyword = MatchKeyword(Rest())) return Keyword(*keyword);
+  return ShortForm(UpperLetter(Current()));
+}
+
+CompileError ScriptCompiler::SynGoCompile() {
+  const int lineCount = static_cast<int>(lines_.size());
+  while (line_ < lineCount) {
+    const char c = Current();
+    if (c == 0) {
+      ++line_;
+      ch_ = 0;
+    } else if (IsStatementBlank(c)) {
+      ++ch_;
+    } else if (c == ';') {
+      while (Current() != 0 && Current() != 10 && Current() != 13) ++ch_;
+    } else if (const auto error = Statement(); error != CompileError::None) {
+      return error;
+    }
+  }
+  return SynWriteDest(kEndOfScript);
+}
+
+std::string ScriptCompiler::Report(CompileError error) const {
+  static constexpr const char* kTexts[] = {"",
+                                           "Destination Buffer Exceeded!",
+                                           "Unknown Character",
+                                           "Invalid Assignment (ie WA is invalid)",
+                                           "Invalid Value (ie a hex value exceeded 0 - 255)",
+                                           "Invalid Math Operation",
+                                           "Invalid Assignment Opcode",
+                                           "End of Macro Buffer"};
+  const int code = static_cast<int>(error);
+  const int number = code <= 6 ? code + 1 : 0;
+  const char* const text = number >= 0 ? kTexts[number] : "";
+  std::string snippet;
+  if (line_ < static_cast<int>(lines_.size())) {
+    const std::string& source = lines_[static_cast<std::size_t>(line_)];
+    const auto start = static_cast<std::size_t>(ch_ < 4 ? ch_ : ch_ - 4);
+    if (start < source.size()) snippet = source.substr(start, 300).c_str();
+  }
+  char head[160];
+  std::snprintf(head, sizeof(head), "Error at Line %d, Character %d\nError #%d: %s\n", line_ + 1, ch_ + 1, number,
+                text);
+  return head + snippet;
+}
+
+int SynCompile(std::span<const std::string> lines, std::span<std::uint8_t> dest, Prompts* prompts) {
+  ScriptCompiler compiler(lines, dest);
+  const CompileError error = compiler.SynGoCompile();
+  if (error == CompileError::None) return static_cast<int>(compiler.size());
+  if (prompts) prompts->Say(kCompileReportTitle, compiler.Report(error));
+  return 0;
+}
+
+std::vector<std::string> ScriptLines(std::string_view source) {
+  std::vector<std::string> lines;
+  while (true) {
+    const std::size_t end = source.find('\n');
+    std::string_view line = source.substr(0, end);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    lines.emplace_back(line);
+    if (end == std::string_view::npos) return lines;
+    source.remove_prefix(end + 1);
+  }
+}
+
+CompileResult CompileScript(std::string_view source, std::size_t capacity) {
+  const std::vector<std::string> lines = ScriptLines(source);
+  CompileResult result;
+  result.code.resize(std::min(capacity, kMaxScriptBytes));
+  ScriptCompiler compiler(lines, result.code);
+  result.error = compiler.SynGoCompile();
+  result.code.resize(compiler.size());
+  result.line = compiler.line();
+  result.character = compiler.character();
+  if (!result.ok()) result.report = compiler.Report(result.error);
+  return result;
+}
+
+}  // namespace tonalith

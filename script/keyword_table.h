@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace tonalith {
+
+// The words of the compiler.  They are compared in a fixed order and over their own length only, so a word also matches
+// a longer text that begins with it.  Several words stand for one code; what the listing prints for a code is the
+// keyword of the statement table, which may differ.
+
+// Opcode of "DEC", which emits nothing but switches data bytes to decimal.
+inline constexpr std::uint8_t kDecimalMode = 254;
+inline constexpr std::int8_t kOperandsOfTable = -1;
+
+struct ScriptKeyword {
+  std::string_view text;
+  std::uint8_t opcode = 0;
+  std::int16_t sub = -1;
+  // Numbers that the compiler reads and emits where that differs from the operands of the statement table.
+  std::int8_t numbers = kOperandsOfTable;
+};
+
+// ASCII upper case; other bytes unchanged.
+constexpr char UpperLetter(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+// The words of a first letter (upper case) in the order of comparison; empty for letters without words.  The list of
+// 'M' also holds the words that begin with "ZK" and the list of 'U' those that begin with "HX", hence 'Z' and 'H' give
+// these lists.
+std::span<const ScriptKeyword> KeywordsFor(char letter);
+
+// The first word, in the order of comparison, with which `text` begins regardless of case; null when there is none.
+const ScriptKeyword* MatchKeyword(std::string_view text);
+
+}  // namespace tonalith
