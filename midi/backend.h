@@ -49,13 +49,17 @@ class MidiOutputHandle {
   virtual Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) = 0;
   // Gives up what is queued (its `sent` callbacks run with a failure).
   virtual void Reset() = 0;
-  // Highest rate in bytes a second that the backend itself may use; 0 = no limit.
+  // Highest rate in bytes a second that the backend itself may use; 0 = no limit.  Long messages are handed over whole:
+  // it is the backend that spreads their bytes over the time this rate gives.
   virtual void SetMaxRate(std::uint32_t bytesPerSecond) = 0;
+  // False once the port behind the handle went away; it stays so even when the port comes back.
+  virtual bool Alive() const { return true; }
 };
 
 class MidiInputHandle {
  public:
-  virtual ~MidiInputHandle() = default;  // closing: after the destructor returned the sink is not called again
+  virtual ~MidiInputHandle() = default;        // closing: after the destructor returned the sink is not called again
+  virtual bool Alive() const { return true; }  // as for outputs
 };
 
 // One way to reach MIDI ports: alsa_seq, jack, or the in-process virtual cables.

@@ -1,0 +1,375 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "midi/backend.h"
+#include "midi/midi_output.h"
+#include "midi/receive_options.h"
+#include "midi/sysex_assembler.h"
+#include "platform/clock.h"
+#include "platform/prompts.h"
+
+namespace tonalith {
+
+class MidiIn;
+class PortMap;
+
+inline constexpr std::size_t kShortRing = 512;           // messages
+inline constexpr std::size_t kSysExRing = 700000;        // bytes
+inline constexpr std::size_t kSysExStarts = 100;         // messages
+inline constexpr std::size_t kMaxHeldSysEx = 16u << 20;  // longest message handed to monitors; longer ones are cut
+inline constexpr int kReceiveAborted = -1;               // cancel pattern, user abort, port gone
+inline constexpr int kReceivedNothing = -19;
+
+// A completed SysEx, shared by everybody who reads it.
+using SharedSysEx = std::shared_ptr<const std::vector<std::uint8_t>>;
+
+// Where one reader of the rings stands.  Counted from the start of the program, so that a reader that was overtaken
+// notices it.
+struct MidiInReader {
+  std::uint64_t shortRead = 0;
+  std::uint64_t sysexRead = 0;
+  std::uint64_t sysexMetaRead = 0;
+};
+
+// One message read from the rings, and what registered sinks get.
+struct MidiInRecord {
+  int kind = 0;               // 0 none, 1 short message, 2 SysEx
+  std::uint32_t time = 0;     // milliseconds
+  std::uint32_t message = 0;  // packed short message, status in the low byte
+  int port = 0;
+  SharedSysEx sysex;
+  MidiInReader position;  // of the reader behind this message
+};
+
+// Takes a record; must only queue it.  False: no room, try again.
+using MidiInSink = std::function<bool(const MidiInRecord&)>;
+// Sees every short message and every SysEx that arrives, on the input thread.
+using MidiInMonitor = std::function<void(int port, std::span<const std::uint8_t> message)>;
+
+// The receive service of one port: what GetDataVector arms.  States: 0 idle or complete, 1 armed, 2 receiving,
+// 3 cancelled.
+struct ReceiveContext {
+  std::uint8_t* cursor = nullptr;
+  std::uint8_t* end = nullptr;
+  std::int64_t remaining = 0;
+  int state = 0;
+  bool started = false;
+  bool cancelled = false;
+  bool ackSeen = false;
+  ReceiveOptions options;
+  std::int64_t received = 0;       // for progress
+  std::int64_t receivedSized = 0;  // compared with the size list
+  std::int64_t lastByteUs = 0;
+  std::atomic<std::int64_t>* progress = nullptr;
+};
+
+// One open input: assembler and receive service.
+class MidiInPort {
+ public:
+  MidiInPort(MidiIn& owner, MidiPortDevice device, int slot);
+  MidiInPort(const MidiInPort&) = delete;
+  MidiInPort& operator=(const MidiInPort&) = delete;
+  virtual ~MidiInPort();
+
+  const std::string& name() const { return device_.info.name; }
+  const MidiPortDevice& device() const { return device_; }
+  int slot() const { return slot_.load(); }
+  void SetSlot(int slot) { slot_.store(slot); }
+  bool Alive() const;
+
+  // Arms the receive service.  `destination` must stay until ClearReceive returned.  Bytes of a message that is just
+  // arriving, and messages kept since the last receive (see ExpectData), are taken at once unless `fresh`.
+  virtual void SetReceive(std::span<std::uint8_t> destination, const ReceiveOptions& options,
+                          std::atomic<std::int64_t>* progress = nullptr, bool fresh = false);
+  // Nothing is written to the destination after this returned.  Returns the bytes stored.
+  virtual std::int64_t ClearReceive();
+  virtual std::uint8_t* GetReceivePtr() const;
+  int ReceiveState() const;
+  // While on, messages that arrive between two receives are kept for the next one.
+  void ExpectData(bool on);
+
+  // A message of exactly this pattern ends the receive and stops `stopPort` (null: none).  Empty: no pattern.
+  void SetSysXCancel(std::span<const std::uint8_t> pattern, std::shared_ptr<MidiOutPort> stopPort);
+  void SetFilterAcks(bool on) { filterAcks_.store(on); }
+  void SetShortService(bool on) { shortService_.store(on); }
+
+  // 1 once after something arrived (for activity lights).
+  int GetActive() { return active_.exchange(false) ? 1 : 0; }
+  std::uint64_t BytesReceived() const { return bytesReceived_.load(); }
+
+  void ClosePort();
+
+  // The bytes of the backend; called by its input thread.
+  void OnBytes(std::span<const std::uint8_t> bytes, std::int64_t timeUs);
+
+ private:
+  friend class MidiIn;
+  class Listener;
+  struct Kept {
+    std::vector<std::uint8_t> bytes;
+    bool isShort = false;
+    bool complete = false;
+  };
+
+  // All with mutex_ held.
+  void ServiceBegin();
+  void ServiceBytes(std::span<const std::uint8_t> bytes);
+  void ServiceEnd(bool complete);
+  void ServiceStray(std::span<const std::uint8_t> bytes);
+  void ZKMidiInServiceEvent(std::span<const std::uint8_t> message);
+  enum class Verdict { Undecided, Take, Ignore, Cancel, Ack };
+  Verdict Judge(bool ended) const;
+  void Store(std::span<const std::uint8_t> bytes);
+  void Complete();
+  void Keep(std::span<const std::uint8_t> bytes, bool isShort, bool complete);
+  bool Receiving() const { return receive_.state == 1 || receive_.state == 2; }
+  void FeedKept();
+
+  MidiIn& owner_;
+  MidiPortDevice device_;
+  Clock& clock_;
+  std::atomic<int> slot_;
+  std::unique_ptr<MidiInputHandle> handle_;
+  mutable std::mutex handleMutex_;
+  std::atomic<bool> closed_{false};
+  std::atomic<bool> filterAcks_{false};
+  std::atomic<bool> shortService_{true};
+  std::atomic<bool> active_{false};
+  std::atomic<std::uint64_t> bytesReceived_{0};
+
+  // Input thread only.
+  SysExAssembler assembler_;
+
+  mutable std::mutex mutex_;  // receive service
+  WaitPoint changed_;
+  ReceiveContext receive_;
+  std::vector<std::uint8_t> cancelPattern_;
+  std::shared_ptr<MidiOutPort> cancelStops_;
+  bool messageOpen_ = false;        // a SysEx has begun and not ended
+  std::vector<std::uint8_t> held_;  // its bytes that no receive has taken or refused yet
+  std::vector<std::uint8_t> head_;  // its first bytes, for the patterns
+  std::int64_t messageLength_ = 0;
+  Verdict verdict_ = Verdict::Undecided;
+  std::uint8_t lastStored_ = 0;
+  bool expectData_ = false;
+  std::int64_t keepUntilUs_ = 0;
+  std::deque<Kept> kept_;
+  std::size_t keptBytes_ = 0;
+};
+
+// What a blocking receive needs from the transfer that runs it.  All optional.
+struct ReceiveHooks {
+  std::function<void()> sendRequest;              // called once, when the receive is armed
+  std::atomic<std::int64_t>* received = nullptr;  // advanced as bytes are stored (added to, not set)
+  const CancelToken* wake = nullptr;              // a button of the receive window: ends the wait at once
+  const CancelToken* cancel = nullptr;            // user abort, quit: the receive gives -1
+  std::function<int()> transferMode;              // 0 running, 1 keep what arrived, 2 cancel, 3 cancel all
+  bool polling = false;                           // look at the result only every 100 ms
+};
+
+// Why a blocking receive ended.
+struct ReceiveReport {
+  std::int64_t stored = 0;
+  bool timedOut = false;
+  bool cancelledByPattern = false;
+  bool aborted = false;
+  bool portGone = false;
+};
+
+enum MidiEchoOptions : unsigned { kEchoRealTime = 1, kEchoLocalOff = 2 };
+
+// The input side: open ports, rings, distribution, echo and receives.  Any thread, except where a function says
+// otherwise; opening and closing from one thread at a time.
+class MidiIn {
+ public:
+  MidiIn(Clock& clock, MidiOut& out, Prompts* prompts = nullptr);
+  MidiIn(const MidiIn&) = delete;
+  MidiIn& operator=(const MidiIn&) = delete;
+  ~MidiIn();
+
+  Clock& clock() const { return clock_; }
+  MidiOut& out() const { return out_; }
+  void SetPrompts(Prompts* prompts) { prompts_ = prompts; }
+
+  // ---- ports
+  void InAMidiInitialize();
+  void InAMidiCleanup();
+  void INNUMPORTS(int* count) const;
+  int InPorts() const { return openPorts_.load(); }
+  std::string INGETPORTNAME(int port) const;
+  std::shared_ptr<MidiInPort> GetMidiInPort(int port) const;  // null when not open
+  int FindPort(const std::string& name) const;                // slot, -1: not open
+  int MidiInOpenOnePort(const MidiPortDevice& device, int slot, bool showErrors, PortMap* map);
+  int MidiInInitOnePort(int slot, bool showErrors);
+  void SetInPorts(int count) { openPorts_.store(count); }
+  void CloseAllPorts();
+  void RemovePort(int slot);  // the following ports move down by one; receives on it end with -1
+  // While stopped, everything that arrives is ignored.
+  void SetInputStopped(bool stopped) { stopped_.store(stopped); }
+
+  void SetMidiInBufferSize(int size);  // 2000 or more
+  int GetMidiInBufferSize() const { return bufferSize_.load(); }
+  void SetBufferSizeSaver(std::function<void(int)> save);  // WriteBufferSize: keeps an accepted size in the profile
+  void SetNumSysXBuffers(int count);
+  int NumSysXBuffers() const { return bufferCount_.load(); }
+  void LoadBufferSettings(int count, int size);  // values of the profile, brought into 1..1000 and 256..1048576
+
+  // ---- recording into the rings
+  void MidiInStartRecord();
+  void MidiInStopRecord();
+  int MidiInGetRecord() const;
+  int InAMidiForceRecordState(int state);
+  void GetRingPositions(MidiInReader* reader) const;  // "now"
+  // The next message for one reader: 0 none, 1 short, 2 SysEx.  A reader that was overtaken is moved to "now".
+  int MidiInGetMsg(MidiInReader& reader, MidiInRecord& record);
+  int MidiInGetMsgMidi();
+  int MidiInGetMsgSysX();
+  bool GetInAMidiStopMaintenance() const { return stopMaintenance_.load(); }
+  void SetInAMidiStopMaintenance(bool stop) { stopMaintenance_.store(stop); }
+  std::mutex& GetInAMidiCS() const { return ringMutex_; }
+  std::mutex& GetInAMidiMDI_CS() const { return frameMutex_; }
+
+  // ---- distribution.  `frame` identifies the receiver; after InAMidiClearFrame returned its sink is not called.
+  bool InAMidiSetFrame(const void* frame, MidiInSink sink);
+  void InAMidiClearFrame(const void* frame);
+  void OpenDistributeThread();
+  void CloseDistributeThread();
+  void SetNotifyCallback(std::function<void()> notify);
+  // Gets (message, port, time) instead of the rings while set.
+  void SetRawCallback(std::function<void(std::uint32_t message, int port, std::uint32_t time)> raw);
+  // Sequencer: a running delta counter (0: not running) that replaces the clock in time stamps, and the taker of
+  // clock messages (true: it follows external clock and used the message up).
+  void SetSequencer(std::function<std::uint32_t()> deltaCounter, std::function<bool()> clockTick);
+  int AddMidiInMonitor(MidiInMonitor monitor);
+  void RemoveMidiInMonitor(int id);
+
+  // ---- echo
+  void PortOutSetEcho(int mode, int defaultInPort, int port, int channel, unsigned options, int winPort, int winChannel,
+                      int inPort);
+
+  // ---- receiving
+  // Blocks until the receive is complete, at most as long as the options say; looks at the tokens every 50 ms.
+  // Returns the bytes stored, -1 on cancel, abort or a port that is (or goes) away, -19 when nothing arrived.
+  std::int64_t GetDataVector(std::span<std::uint8_t> buffer, int port, const ReceiveOptions& options,
+                             const ReceiveHooks& hooks = {}, ReceiveReport* report = nullptr);
+  std::int64_t GetData(std::span<std::uint8_t> buffer) { return GetDataPort(buffer, mainPortIn_.load()); }
+  std::int64_t GetDataSkip(std::span<std::uint8_t> buffer, std::int64_t skip) {
+    return GetDataSkipPort(buffer, skip, mainPortIn_.load());
+  }
+  std::int64_t GetDataPort(std::span<std::uint8_t> buffer, int port);
+  std::int64_t GetDataPort1(std::span<std::uint8_t> buffer, int port) { return GetDataPort(buffer, port); }
+  std::int64_t GetDataSkipPort(std::span<std::uint8_t> buffer, std::int64_t skip, int port);
+  // Arms a receive without waiting; false when there is no such port.
+  bool ZKMidiInSetReceive(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options);
+  void SetMainPortIn(int port) { mainPortIn_.store(port); }
+  int MainPortIn() const { return mainPortIn_.load(); }
+  // The wait of a receive that names none: milliseconds, counted from the last byte once data flows.
+  static std::int64_t DefaultTimeoutMs(std::int64_t length);
+
+ private:
+  friend class MidiInPort;
+  struct Frame {
+    const void* frame;
+    MidiInSink sink;
+  };
+  struct ShortEntry {
+    std::uint32_t message = 0;
+    std::uint32_t time = 0;
+    int port = 0;
+  };
+  struct SysExStart {
+    std::uint64_t position = 0;
+    std::uint32_t length = 0;
+    bool complete = false;
+    std::uint32_t time = 0;
+    int port = 0;
+  };
+
+  // Called by ports on the backend's input thread.
+  void OnShort(MidiInPort& port, std::span<const std::uint8_t> message, std::int64_t timeUs);
+  void OnLong(MidiInPort& port, const std::vector<std::uint8_t>& message, bool complete, std::int64_t startUs);
+  std::uint32_t TimeStamp(std::int64_t timeUs) const;
+  void Echo(int port, std::span<const std::uint8_t> message);
+  void RecordShort(std::uint32_t message, int port, std::uint32_t time);
+  void RecordLong(std::span<const std::uint8_t> message, bool complete, int port, std::uint32_t time);
+  void NotifyDistribution();
+  void DistributeThread();
+  void Distribute(const std::vector<MidiInRecord>& batch);
+  bool CatchUp(MidiInReader& reader) const;
+  int ReadSysEx(MidiInReader& reader, MidiInRecord& record) const;
+  void CallMonitors(int port, std::span<const std::uint8_t> message);
+  void ShowOpenError(const std::string& name, const Result& result);
+  bool WaitForData(MidiInPort& port, std::int64_t timeoutMs, const ReceiveHooks& hooks, ReceiveReport& report);
+
+  Clock& clock_;
+  MidiOut& out_;
+  Prompts* prompts_;
+  mutable std::mutex tableMutex_;
+  std::array<std::shared_ptr<MidiInPort>, kMaxMidiPorts> slots_;
+  std::atomic<int> openPorts_{0};
+  std::atomic<bool> stopped_{false};
+  std::atomic<int> bufferCount_{40};
+  std::atomic<int> bufferSize_{3000};
+  std::atomic<int> mainPortIn_{0};
+
+  // Rings and record state.
+  mutable std::mutex ringMutex_;
+  bool record_ = false;
+  int recordStatus_ = 0;
+  bool forced_ = false;
+  bool beforeForce_ = false;
+  std::vector<ShortEntry> shortRing_;
+  std::vector<std::uint8_t> sysexRing_;
+  std::vector<SysExStart> starts_;
+  std::uint64_t inBot_ = 0;
+  std::uint64_t inSysXTop_ = 0;
+  std::uint64_t inSysXWrite_ = 0;
+  std::atomic<bool> stopMaintenance_{false};
+
+  // Distribution.
+  mutable std::mutex frameMutex_;
+  std::vector<Frame> frames_;
+  std::mutex distributeMutex_;
+  WaitPoint distributeWake_;
+  bool distributePending_ = false;
+  bool distributeQuit_ = false;
+  int distributeUsers_ = 0;
+  WorkerThread distributeThread_;
+
+  mutable std::mutex hookMutex_;  // callbacks
+  std::function<void()> notify_;
+  std::function<void(std::uint32_t, int, std::uint32_t)> raw_;
+  std::function<std::uint32_t()> deltaCounter_;
+  std::function<bool()> clockTick_;
+  std::function<void(int)> saveBufferSize_;
+  std::vector<std::pair<int, MidiInMonitor>> monitors_;
+  int nextMonitor_ = 1;
+
+  // Echo.
+  struct EchoSettings {
+    int mode = 0;
+    int dfltInPort = 0;
+    int port = 0;
+    int channel = 0;
+    bool includeRealTime = false;
+    bool localOff = false;
+    int winPort = 0;
+    int winChannel = 0;
+    int inPort = 0;
+  };
+  mutable std::mutex echoMutex_;
+  EchoSettings echo_;
+};
+
+}  // namespace tonalith
