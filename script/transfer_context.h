@@ -67,7 +67,7 @@ struct TransferContext {
   bool stopBankLoop = false;
 
   // While set, messages and delays are appended here instead of being performed.
-  EventList* recording = nullptr;
+  EventListPtr* recording = nullptr;
 
   // Texts for the receive window's message area; may be empty.
   std::function<void(const std::string& text)> display;
