@@ -14,6 +14,8 @@
 
 namespace tonalith {
 
+class EventList;
+
 // State of a transfer as the buttons of the receive window set it.
 enum class TransferState : int { Running = 0, Ok = 1, Cancel = 2, CancelAll = 3 };
 
@@ -51,6 +53,8 @@ struct TransferContext {
   CancelToken cancel;  // quit, window closed, device gone
   bool timedOut = false;
   bool cancelledByPattern = false;
+  bool portGone = false;    // a port of the transfer is not open any more
+  bool sendFailed = false;  // a message (also a staged one) was not taken by its port
   int retryOnTimeout = 0;
   bool receivedSomething = false;
   bool quiet = false;        // no windows, no messages
