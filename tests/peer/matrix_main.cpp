@@ -1,0 +1,257 @@
+// Long SysEx through a real MIDI system, to and from a process of its own (midi_peer), every byte counted at both ends.
+//
+//   midi_matrix jack|alsa PATH-OF-MIDI_PEER [PID]
+//
+// With PID (the JACK server), the last step ends that process in the middle of a receive.  Prints a line for each case;
+// exit status 0 when all are right.
+
+#include <signal.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "midi/backends/alsa_backend.h"
+#include "midi/backends/jack_backend.h"
+#include "midi/port_system.h"
+#include "tests/peer/pattern.h"
+
+namespace {
+
+using namespace tonalith;
+
+// The peer process at the other end of two pipes.
+class Peer {
+ public:
+  Peer(const std::string& program, const std::string& backend, const std::string& name) {
+    int to[2];
+    int from[2];
+    if (pipe(to) != 0 || pipe(from) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(to[0], 0);
+      dup2(from[1], 1);
+      close(to[1]);
+      close(from[0]);
+      execl(program.c_str(), program.c_str(), backend.c_str(), name.c_str(), nullptr);
+      _exit(127);
+    }
+    close(to[0]);
+    close(from[1]);
+    out_ = fdopen(to[1], "w");
+    in_ = fdopen(from[0], "r");
+  }
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+  ~Peer() {
+    if (out_) fclose(out_);
+    if (in_) fclose(in_);
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  void Tell(const std::string& command) {
+    std::fprintf(out_, "%s\n", command.c_str());
+    std::fflush(out_);
+  }
+  std::string Line() {
+    char line[256] = "";
+    if (!std::fgets(line, sizeof line, in_)) return {};
+    std::string text(line);
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+  }
+  std::string Ask(const std::string& command) {
+    Tell(command);
+    return Line();
+  }
+
+ private:
+  pid_t pid_ = -1;
+  FILE* out_ = nullptr;
+  FILE* in_ = nullptr;
+};
+
+int failures = 0;
+
+void Check(bool right, const std::string& what) {
+  std::printf("%s %s\n", right ? "ok    " : "FAILED", what.c_str());
+  std::fflush(stdout);
+  if (!right) ++failures;
+}
+
+struct Counted {
+  unsigned long long bytes = 0;
+  unsigned long long realtime = 0;
+  unsigned crc = 0;
+};
+
+Counted AskCount(Peer& peer) {
+  Counted counted;
+  const std::string line = peer.Ask("count");
+  std::sscanf(line.c_str(), "bytes %llu realtime %llu crc %X", &counted.bytes, &counted.realtime, &counted.crc);
+  return counted;
+}
+
+// Waits until the peer has counted what was sent, or nothing more comes.
+Counted AwaitCount(Peer& peer, std::size_t bytes, std::size_t realtime) {
+  Counted last;
+  for (int still = 0; still < 40;) {
+    const Counted now = AskCount(peer);
+    if (now.bytes >= bytes && now.realtime >= realtime) return now;
+    still = now.bytes == last.bytes ? still + 1 : 0;
+    last = now;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return last;
+}
+
+void SendCase(MidiPortSystem& midi, int port, Peer& peer, std::size_t size, std::uint32_t chunk, bool clocks) {
+  peer.Ask("reset");
+  const auto message = peer::Pattern(size, static_cast<unsigned>(size + chunk));
+  std::atomic<bool> ended{false};
+  std::size_t ticks = 0;
+  std::thread clock;
+  if (clocks) {
+    clock = std::thread([&] {
+      const std::uint8_t tick = 0xF8;
+      while (!ended.load()) {
+        midi.out().SENDDATAXThru(port, {&tick, 1});
+        ++ticks;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      }
+    });
+  }
+  const bool taken = midi.out().SENDDATAX(port, message, chunk) == 0;
+  const bool idle = midi.out().MidiOutWaitIdle(port, 120000);
+  ended.store(true);
+  if (clock.joinable()) clock.join();
+  const Counted counted = AwaitCount(peer, size, ticks);
+  const bool right =
+      taken && idle && counted.bytes == size && counted.crc == peer::Crc(message) && counted.realtime == ticks;
+  Check(right, "out " + std::to_string(size) + " bytes, spans of " + std::to_string(chunk) +
+                   (clocks ? ", clocks between" : "") + ": " + std::to_string(counted.bytes) + " bytes and " +
+                   std::to_string(counted.realtime) + " clocks arrived");
+}
+
+void ReceiveCase(MidiPortSystem& midi, int port, Peer& peer, std::size_t size, std::size_t span, std::size_t clock) {
+  std::vector<std::uint8_t> buffer(size + 64);
+  std::atomic<std::int64_t> seen{0};
+  const int monitor = midi.in().AddMidiInMonitor([&](int, std::span<const std::uint8_t> message) {
+    for (const auto byte : message) seen += byte < 0xF8 ? 1 : 0;
+  });
+  ReceiveOptions options;
+  options.timeoutMs = 60000;
+  std::thread sender([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    peer.Tell("send " + std::to_string(size) + " " + std::to_string(size) + " " + std::to_string(span) + " " +
+              std::to_string(clock));
+  });
+  const auto got = midi.in().GetDataVector(buffer, port, options);
+  sender.join();
+  const bool sent = peer.Line() == "sent";
+  const auto expected = peer::Pattern(size, static_cast<unsigned>(size));
+  const bool same =
+      got == static_cast<std::int64_t>(size) && std::equal(expected.begin(), expected.end(), buffer.begin());
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  midi.in().RemoveMidiInMonitor(monitor);
+  Check(sent && same && seen.load() == static_cast<std::int64_t>(size),
+        "in  " + std::to_string(size) + " bytes, spans of " + std::to_string(span) + (clock ? ", clocks between" : "") +
+            ": " + std::to_string(got) + " received, " + std::to_string(seen.load()) + " seen by the monitor");
+}
+
+int FindPort(MidiPortSystem& midi, MidiDirection direction, const std::string& part) {
+  int count = 0;
+  if (direction == MidiDirection::Output) {
+    midi.out().OUTNUMPORTS(&count);
+  } else {
+    midi.in().INNUMPORTS(&count);
+  }
+  for (int i = 0; i < count; ++i) {
+    const auto name = direction == MidiDirection::Output ? midi.out().OUTGETPORTNAME(i) : midi.in().INGETPORTNAME(i);
+    if (name.find(part) != std::string::npos) return i;
+  }
+  return -1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) return 2;
+  const std::string kind = argv[1];
+  const std::string name = "peer" + std::to_string(getpid());
+  Peer peer(argv[2], kind, name);
+  if (const auto ready = peer.Line(); ready != "ready") {
+    std::printf("the peer says: %s\n", ready.c_str());
+    return 1;
+  }
+  MidiPortSystem midi(SystemClock());
+  midi.AddBackend(kind == "jack" ? std::shared_ptr<MidiBackend>(MakeJackBackend())
+                                 : std::shared_ptr<MidiBackend>(MakeAlsaBackend()));
+  midi.Start();
+  for (const auto& [backend, state] : midi.BackendStates()) {
+    if (!state.ok()) {
+      std::printf("%s: %s\n", backend.c_str(), state.text.c_str());
+      return 1;
+    }
+  }
+  midi.MidiPortInOpenPorts();
+  midi.MidiPortOutOpenPorts();
+  const int out = FindPort(midi, MidiDirection::Output, name);
+  const int in = FindPort(midi, MidiDirection::Input, name);
+  Check(out >= 0 && in >= 0, "the peer's ports are found and open");
+  if (out < 0 || in < 0) return 1;
+  midi.out().MidiOutSetUSBPortSpeed(out, 1'000'000);
+
+  const bool jack = kind == "jack";
+  for (const std::size_t size :
+       {std::size_t{10}, std::size_t{4104}, std::size_t{32768}, std::size_t{524288}, std::size_t{2097152}}) {
+    SendCase(midi, out, peer, size, 0, size <= 524288);
+    if (size <= 32768) SendCase(midi, out, peer, size, 1000, true);
+    const std::size_t span = jack ? (size > 100000 ? 16384 : 1000) : 256;
+    ReceiveCase(midi, in, peer, size, span, size > 100000 ? 65536 : 1000);
+  }
+  SendCase(midi, out, peer, 65536, 4096, true);
+
+  // The cable is pulled in the middle of a receive: a quick end, no hang.
+  const auto begin = std::chrono::steady_clock::now();
+  std::vector<std::uint8_t> buffer(4096);
+  midi.AddPortChangeListener([] {});
+  midi.CreatePortMonitorThread();
+  std::thread puller([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (argc > 3) {
+      kill(static_cast<pid_t>(std::atoi(argv[3])), SIGKILL);
+    } else {
+      peer.Ask("unplug");
+    }
+  });
+  std::atomic<bool> done{false};
+  std::thread owner([&] {
+    while (!done.load()) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      midi.MidiInPortsChanged();
+      midi.MidiOutPortsChanged();
+    }
+  });
+  ReceiveOptions options;
+  options.timeoutMs = 20000;
+  const auto got = midi.in().GetDataVector(buffer, in, options);
+  puller.join();
+  done.store(true);
+  owner.join();
+  const auto took =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
+  Check(got < 0 && took < 15000,
+        "the port went away in a receive: result " + std::to_string(got) + " after " + std::to_string(took) + " ms");
+  midi.Stop();
+  std::printf("%d failed\n", failures);
+  return failures ? 1 : 0;
+}
