@@ -283,7 +283,8 @@ class DescriptionReader {
       Fail("expected edit offset, bank offset, bit, width and perhaps a run");
       return true;
     }
-    LinkField field{(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3], numbers->size() == 5 ? (*numbers)[4] : 1};
+    LinkField field{(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3],
+                    numbers->size() == 5 ? (*numbers)[4] : 1};
     const int editBytes = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(link.editArea)].itemBytes;
     const int bankBytes = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(link.bankArea)].itemBytes;
     if (field.run < 1 || field.editOffset < 0 || field.editOffset + field.run > editBytes || field.bankOffset < 0 ||
@@ -368,8 +369,8 @@ class DescriptionReader {
       send.message = std::string(word.substr(0, bracket));
       if (bracket != std::string_view::npos) {
         const std::size_t dots = word.find("..", bracket);
-        const auto first = dots == std::string_view::npos ? std::nullopt
-                                                          : ParseNumber(word.substr(bracket + 1, dots - bracket - 1));
+        const auto first =
+            dots == std::string_view::npos ? std::nullopt : ParseNumber(word.substr(bracket + 1, dots - bracket - 1));
         const auto last = dots == std::string_view::npos || word.back() != ']'
                               ? std::nullopt
                               : ParseNumber(word.substr(dots + 2, word.size() - dots - 3));
@@ -424,8 +425,8 @@ class DescriptionReader {
   bool Offsets(RuleInfo& rule) {
     for (const std::string_view word : SplitBlanks(value_)) {
       const std::size_t colon = word.find(':');
-      const auto number = colon == std::string_view::npos ? std::nullopt
-                                                          : ParseNumber("0x" + std::string(word.substr(0, colon)));
+      const auto number =
+          colon == std::string_view::npos ? std::nullopt : ParseNumber("0x" + std::string(word.substr(0, colon)));
       const auto offset = colon == std::string_view::npos ? std::nullopt : ParseNumber(word.substr(colon + 1));
       if (!number || !offset) return Fail("expected number:offset pairs"), true;
       rule.parameterOffsets[*number] = *offset;

@@ -36,8 +36,7 @@ using Captures = std::map<std::string, int>;
 // A device of -1 on input accepts every device number.
 bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> bytes, int device, int deviceBase,
                   Captures* captures);
-std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase,
-                                      const Captures& captures);
+std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase, const Captures& captures);
 std::optional<BytePattern> ParsePattern(std::string_view text, std::string* problem);
 
 enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight };
@@ -71,10 +70,10 @@ struct AreaInfo {
   int nameOffset = -1;
   int nameLength = 0;
   NameCode nameCode = NameCode::kNone;
-  std::string number;      // format of the panel number; empty: the area is not in the panel's list
-  int numberPer = 0;       // items per bank in that format
-  int listed = 0;          // as many items the panel shows
-  int writableItems = -1;  // items from this one on are read only; -1: none is
+  std::string number;        // format of the panel number; empty: the area is not in the panel's list
+  int numberPer = 0;         // items per bank in that format
+  int listed = 0;            // as many items the panel shows
+  int writableItems = -1;    // items from this one on are read only; -1: none is
   bool isProtected = false;  // memory protect holds for it
   std::optional<std::uint32_t> address;
   std::uint32_t addressStride = 0;
@@ -114,12 +113,12 @@ struct MessageInfo {
   BodyPacking packing = BodyPacking::kPlain;
   SumKind sum = SumKind::kNone;
   int sumStart = 0;
-  int bankSize = 0;            // captured item numbers count within the current bank of this size
+  int bankSize = 0;  // captured item numbers count within the current bank of this size
   bool receives = true;
-  int busyMs = 0;              // time the instrument needs after taking it
-  std::string answer;          // status sent after taking it (empty: "received" when there is one)
-  std::string initialises;     // area set to its initial contents ...
-  std::string unlessAfter;     // ... unless the message before was this one
+  int busyMs = 0;           // time the instrument needs after taking it
+  std::string answer;       // status sent after taking it (empty: "received" when there is one)
+  std::string initialises;  // area set to its initial contents ...
+  std::string unlessAfter;  // ... unless the message before was this one
 };
 
 struct RuleInfo {
@@ -139,15 +138,15 @@ struct RuleInfo {
   int fromArea = 0;
   int toArea = 0;
   int bankSize = 0;
-  bool isRequest = true;               // counts for the minimum distance of requests
+  bool isRequest = true;                // counts for the minimum distance of requests
   std::map<int, int> parameterOffsets;  // parameter number -> offset; empty: they are the same
 };
 
 struct RolandInfo {
   std::uint8_t model = 0;
   int addressBytes = 3;
-  int packet = 256;       // data bytes in a message
-  bool crosses = false;   // a message may run over the borders of segments
+  int packet = 256;      // data bytes in a message
+  bool crosses = false;  // a message may run over the borders of segments
   bool handshake = false;
   struct Range {
     std::uint32_t address = 0;
@@ -157,7 +156,7 @@ struct RolandInfo {
 };
 
 struct CasioInfo {
-  int readyMs = 10;     // time before the instrument announces that it is ready
+  int readyMs = 10;  // time before the instrument announces that it is ready
   int timeoutMs = 1000;
   struct Block {
     int area = 0;
@@ -174,11 +173,11 @@ struct InstrumentDescription {
   int device = 0;
   bool memoryProtect = false;  // as it comes out of the box
   int replyDelayMs = 10;
-  int replyGapMs = 0;       // between two messages of one answer
-  int inputBuffer = 0;      // bytes taken while busy; 0: no limit
-  int requestGapMs = 0;     // requests that come sooner after the last one are not heard
+  int replyGapMs = 0;    // between two messages of one answer
+  int inputBuffer = 0;   // bytes taken while busy; 0: no limit
+  int requestGapMs = 0;  // requests that come sooner after the last one are not heard
   int mode = 0;
-  int writableBanks = 0;    // of a `bank` rule; 0: all
+  int writableBanks = 0;  // of a `bank` rule; 0: all
   std::vector<AreaInfo> areas;
   std::vector<LinkInfo> links;
   std::vector<MessageInfo> messages;
@@ -188,7 +187,7 @@ struct InstrumentDescription {
   std::optional<RolandInfo> roland;
   std::optional<CasioInfo> casio;
 
-  int FindArea(std::string_view areaKey) const;        // -1: none
+  int FindArea(std::string_view areaKey) const;  // -1: none
   const MessageInfo* FindMessage(std::string_view messageKey) const;
 };
 

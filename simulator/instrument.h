@@ -27,8 +27,8 @@ struct PanelEntry {
 };
 
 struct LoadResult {
-  int messages = 0;  // complete SysEx messages found
-  int taken = 0;     // of them, put into memory
+  int messages = 0;                // complete SysEx messages found
+  int taken = 0;                   // of them, put into memory
   std::vector<std::string> notes;  // sentences about those that were not
 };
 

@@ -11,7 +11,7 @@ namespace {
 constexpr std::array<std::string_view, 16> kFactoryFirst = {"Soft", "Dawn", "Iron", "Blue", "Mist", "Oak",
                                                             "Zinc", "Fern", "Wide", "Dusk", "Salt", "Pale",
                                                             "Moss", "Gold", "Reef", "Calm"};
-constexpr std::array<std::string_view, 16> kFactorySecond = {"Bell", "Pad", "Reed", "Bass", "Harp", "Horn",
+constexpr std::array<std::string_view, 16> kFactorySecond = {"Bell", "Pad",  "Reed", "Bass", "Harp", "Horn",
                                                              "Keys", "Lead", "Pipe", "Drum", "Vox",  "Wave",
                                                              "Pluk", "Brss", "Strg", "Orgn"};
 
@@ -29,7 +29,9 @@ class FactoryDice {
   std::uint32_t state_;
 };
 
-std::uint8_t FieldMask(int width) { return static_cast<std::uint8_t>((1U << static_cast<unsigned>(width)) - 1U); }
+std::uint8_t FieldMask(int width) {
+  return static_cast<std::uint8_t>((1U << static_cast<unsigned>(width)) - 1U);
+}
 
 void PutField(std::uint8_t& byte, int bit, int width, int value) {
   const auto shift = static_cast<unsigned>(bit);

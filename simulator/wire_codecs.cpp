@@ -13,7 +13,9 @@ namespace {
 
 constexpr std::string_view kD50Characters = " ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz1234567890-";
 
-unsigned SumOfBytes(std::span<const std::uint8_t> bytes) { return std::accumulate(bytes.begin(), bytes.end(), 0U); }
+unsigned SumOfBytes(std::span<const std::uint8_t> bytes) {
+  return std::accumulate(bytes.begin(), bytes.end(), 0U);
+}
 
 void ScanRawSysEx(std::span<const std::uint8_t> data, std::vector<std::vector<std::uint8_t>>& messages) {
   std::vector<std::uint8_t> message;

@@ -1,0 +1,307 @@
+#include "simulator/instrument.h"
+
+#include <algorithm>
+
+#include "simulator/casio_engine.h"
+#include "simulator/engine_core.h"
+#include "simulator/message_engine.h"
+#include "simulator/roland_engine.h"
+#include "simulator/wire_codecs.h"
+
+namespace tonalith {
+namespace {
+
+constexpr std::size_t kLongestSysEx = 1U << 18;
+
+}  // namespace
+
+struct SimulatedInstrument::State {
+  explicit State(InstrumentDescription what) : core(std::move(what)), messages(core) {
+    if (core.description.roland) roland.emplace(core);
+    if (core.description.casio) casio.emplace(core);
+  }
+
+  EngineCore core;
+  MessageEngine messages;
+  std::optional<RolandEngine> roland;
+  std::optional<CasioEngine> casio;
+
+  std::vector<std::uint8_t> sysex;  // being assembled; empty: none
+  std::uint8_t running = 0;
+  std::vector<std::uint8_t> shortData;
+  std::int64_t bufferedBytes = 0;  // waiting while the instrument is busy
+  std::int64_t lostBytes = 0;
+  std::int64_t lastReplyUs = 0;  // when the last answer is out
+  int received = 0;
+  int sent = 0;
+
+  bool Overflows();
+  void OnByte(std::uint8_t byte);
+  void OnSysEx();
+  void OnShort();
+  void Select(int program);
+  std::size_t DevicePosition() const;
+  std::vector<Reply> TakeAnswers();
+};
+
+// While the instrument works on the last message its buffer takes a limited number of bytes.
+bool SimulatedInstrument::State::Overflows() {
+  if (core.nowUs >= core.busyUntilUs || core.description.inputBuffer == 0) {
+    bufferedBytes = 0;
+    return false;
+  }
+  if (++bufferedBytes <= core.description.inputBuffer) return false;
+  ++lostBytes;
+  core.display = "BUFFER FULL";
+  return true;
+}
+
+void SimulatedInstrument::State::OnByte(std::uint8_t byte) {
+  if (byte >= 0xF8 || Overflows()) return;
+  if (casio && casio->OnByte(byte)) return;
+  if (byte == 0xF7) {
+    if (sysex.empty()) return;
+    sysex.push_back(byte);
+    OnSysEx();
+    sysex.clear();
+  } else if (byte >= 0x80) {
+    sysex.clear();
+    shortData.clear();
+    running = byte < 0xF0 ? byte : std::uint8_t{0};
+    if (byte == 0xF0) sysex.push_back(byte);
+  } else if (!sysex.empty()) {
+    if (sysex.size() < kLongestSysEx) sysex.push_back(byte);
+  } else if (running != 0) {
+    shortData.push_back(byte);
+    OnShort();
+  }
+}
+
+void SimulatedInstrument::State::OnSysEx() {
+  ++received;
+  if (roland && roland->Handle(sysex)) return;
+  messages.Handle(sysex);
+}
+
+void SimulatedInstrument::State::OnShort() {
+  const std::size_t needed = (running & 0xE0) == 0xC0 ? 1 : 2;
+  if (shortData.size() < needed) return;
+  if ((running & 0xF0) == 0xC0 && (running & 0x0F) == (core.device & 0x0F)) Select(shortData[0]);
+  shortData.clear();
+}
+
+void SimulatedInstrument::State::Select(int program) {
+  if (core.description.links.empty()) return;
+  const int area = core.description.links.front().bankArea;
+  int bankSize = 0;
+  for (const MessageInfo& message : core.description.messages) bankSize = std::max(bankSize, message.bankSize);
+  const int item = bankSize > 0 ? core.bank * bankSize + program % bankSize : program % core.Area(area).items;
+  core.memory.LoadEdit(core.description, area, item);
+}
+
+std::size_t SimulatedInstrument::State::DevicePosition() const {
+  for (const MessageInfo& message : core.description.messages)
+    for (std::size_t i = 0; i < message.head.size(); ++i)
+      if (message.head[i].kind == PatternToken::Kind::kDeviceNibble ||
+          message.head[i].kind == PatternToken::Kind::kDeviceByte)
+        return i;
+  return casio ? 4 : 2;
+}
+
+std::vector<Reply> SimulatedInstrument::State::TakeAnswers() {
+  std::vector<Reply> answers = std::move(core.answers);
+  core.answers.clear();
+  if (answers.empty()) return answers;
+  // Nothing is said before the work at hand is done and earlier answers are out.
+  const std::int64_t wait = std::max(core.busyUntilUs, lastReplyUs) - core.nowUs;
+  for (Reply& reply : answers) {
+    reply.delayUs = std::max(reply.delayUs, wait);
+    ++sent;
+  }
+  lastReplyUs = core.nowUs + answers.back().delayUs;
+  return core.faults.Output(std::move(answers), DevicePosition());
+}
+
+SimulatedInstrument::SimulatedInstrument(InstrumentDescription description)
+    : state_(std::make_unique<State>(std::move(description))) {}
+SimulatedInstrument::SimulatedInstrument(SimulatedInstrument&&) noexcept = default;
+SimulatedInstrument& SimulatedInstrument::operator=(SimulatedInstrument&&) noexcept = default;
+SimulatedInstrument::~SimulatedInstrument() = default;
+
+std::unique_ptr<SimulatedInstrument> SimulatedInstrument::Create(std::string_view key, std::string* problem) {
+  DescriptionResult result = LoadDescriptionByKey(key);
+  if (!result.description) {
+    if (problem != nullptr) *problem = result.problem;
+    return nullptr;
+  }
+  return std::make_unique<SimulatedInstrument>(std::move(*result.description));
+}
+
+const InstrumentDescription& SimulatedInstrument::description() const {
+  return state_->core.description;
+}
+
+std::vector<Reply> SimulatedInstrument::OnBytes(std::span<const std::uint8_t> bytes, std::int64_t nowUs) {
+  State& s = *state_;
+  if (s.core.faults.vanished()) return {};
+  s.core.nowUs = nowUs;
+  for (const std::uint8_t byte : s.core.faults.Input(bytes)) s.OnByte(byte);
+  return s.TakeAnswers();
+}
+
+LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
+  State& s = *state_;
+  LoadResult result;
+  const int bank = s.core.bank;
+  for (const auto& message : ScanSysEx(dump)) {
+    ++result.messages;
+    std::string why;
+    bool taken = false;
+    if (s.roland)
+      taken = s.roland->LoadData(message, &why);
+    else if (s.casio)
+      taken = s.casio->LoadData(message, &why);
+    else
+      taken = s.messages.LoadData(message, &why);
+    if (taken)
+      ++result.taken;
+    else
+      result.notes.push_back("Message " + std::to_string(result.messages) + " of the dump " + why + ".");
+  }
+  s.core.bank = bank;
+  return result;
+}
+
+std::vector<std::uint8_t> SimulatedInstrument::Dump() const {
+  std::vector<std::uint8_t> dump;
+  const auto append = [&](const std::vector<std::uint8_t>& bytes) {
+    dump.insert(dump.end(), bytes.begin(), bytes.end());
+  };
+  if (state_->roland) {
+    for (const auto& range : description().roland->dump)
+      for (const auto& message : DumpRange(range.address, range.bytes)) append(message);
+    return dump;
+  }
+  for (const RuleInfo::Send& send : description().dump) {
+    const MessageInfo* info = description().FindMessage(send.message);
+    const int bankStart = info != nullptr ? info->bankSize * state_->core.bank : 0;
+    for (int item = std::max(send.first, 0); item <= std::max(send.last, 0); ++item)
+      append(DumpOf(send.message, item + bankStart));
+  }
+  return dump;
+}
+
+std::vector<std::uint8_t> SimulatedInstrument::DumpOf(std::string_view message, int item) const {
+  if (item < 0) return {};
+  if (const MessageInfo* info = description().FindMessage(message)) return state_->messages.Encode(*info, item);
+  const int area = description().FindArea(message);
+  if (area < 0) return {};
+  if (state_->casio) return state_->casio->FileMessage(area, item);
+  std::vector<std::uint8_t> bytes;
+  if (state_->roland)
+    for (const auto& piece : state_->roland->ItemMessages(area, item))
+      bytes.insert(bytes.end(), piece.begin(), piece.end());
+  return bytes;
+}
+
+std::vector<std::vector<std::uint8_t>> SimulatedInstrument::DumpRange(std::uint32_t address,
+                                                                      std::uint32_t bytes) const {
+  constexpr std::uint8_t kOneWayData = 0x12;
+  return state_->roland ? state_->roland->Messages(address, bytes, kOneWayData)
+                        : std::vector<std::vector<std::uint8_t>>{};
+}
+
+std::vector<std::uint8_t> SimulatedInstrument::Item(std::string_view area, int item) const {
+  const MemoryImage& memory = state_->core.memory;
+  const auto bytes = memory.Item(description().FindArea(area), item);
+  return {bytes.begin(), bytes.end()};
+}
+
+std::vector<std::uint8_t> SimulatedInstrument::Memory() const {
+  const auto all = static_cast<const MemoryImage&>(state_->core.memory).All();
+  return {all.begin(), all.end()};
+}
+
+void SimulatedInstrument::RestoreFactory() {
+  state_->core.memory.FillFactory(description());
+}
+
+void SimulatedInstrument::SetDevice(int device) {
+  state_->core.device = std::clamp(device, 0, 127);
+}
+int SimulatedInstrument::device() const {
+  return state_->core.device;
+}
+
+void SimulatedInstrument::SetMemoryProtect(bool on) {
+  state_->core.memoryProtect = on;
+}
+bool SimulatedInstrument::memoryProtect() const {
+  return state_->core.memoryProtect;
+}
+
+bool SimulatedInstrument::Rename(std::string_view area, int item, std::string_view name) {
+  return state_->core.memory.SetName(description(), description().FindArea(area), item, name);
+}
+
+bool SimulatedInstrument::SelectPatch(std::string_view area, int item) {
+  return state_->core.memory.LoadEdit(description(), description().FindArea(area), item);
+}
+
+bool SimulatedInstrument::StorePatch(std::string_view area, int item) {
+  const int index = description().FindArea(area);
+  std::string status;
+  return index >= 0 && state_->core.MayWrite(index, item, &status) &&
+         state_->core.memory.StoreEdit(description(), index, item);
+}
+
+std::vector<Reply> SimulatedInstrument::PanelSend(std::string_view message, int item) {
+  State& s = *state_;
+  if (s.core.faults.vanished()) return {};
+  const int area = description().FindArea(message);
+  const MessageInfo* info = description().FindMessage(message);
+  if (info != nullptr) {
+    if (auto bytes = s.messages.Encode(*info, item); !bytes.empty()) s.core.Answer(std::move(bytes));
+  } else if (s.roland && area >= 0) {
+    for (auto& piece : s.roland->ItemMessages(area, item)) s.core.Answer(std::move(piece));
+  }
+  return s.TakeAnswers();
+}
+
+std::vector<PanelEntry> SimulatedInstrument::PanelList(std::string_view area) const {
+  std::vector<PanelEntry> list;
+  for (std::size_t a = 0; a < description().areas.size(); ++a) {
+    const AreaInfo& info = description().areas[a];
+    if (info.number.empty() || (!area.empty() && info.key != area)) continue;
+    for (int item = 0; item < info.listed; ++item)
+      list.push_back({info.key, item, FormatPanelNumber(info.number, item, info.numberPer),
+                      state_->core.memory.Name(description(), static_cast<int>(a), item)});
+  }
+  return list;
+}
+
+const std::string& SimulatedInstrument::display() const {
+  return state_->core.display;
+}
+
+void SimulatedInstrument::SetFaults(FaultPlan plan) {
+  state_->core.faults.Set(std::move(plan));
+}
+bool SimulatedInstrument::vanished() const {
+  return state_->core.faults.vanished();
+}
+void SimulatedInstrument::PlugInAgain() {
+  state_->core.faults.PlugInAgain();
+}
+
+std::int64_t SimulatedInstrument::lostBytes() const {
+  return state_->lostBytes;
+}
+int SimulatedInstrument::messagesReceived() const {
+  return state_->received;
+}
+int SimulatedInstrument::messagesSent() const {
+  return state_->sent;
+}
+
+}  // namespace tonalith

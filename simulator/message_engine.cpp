@@ -1,0 +1,259 @@
+#include "simulator/message_engine.h"
+
+#include <algorithm>
+
+#include "simulator/wire_codecs.h"
+
+namespace tonalith {
+namespace {
+
+int CapturedValue(const Captures& captures, const char* name, int otherwise = 0) {
+  const auto found = captures.find(name);
+  return found == captures.end() ? otherwise : found->second;
+}
+
+}  // namespace
+
+int MessageEngine::ItemNumber(int bankSize, const Captures& captures) const {
+  return CapturedValue(captures, "item") + bankSize * core_.bank;
+}
+
+std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& message, int item) const {
+  std::vector<PartRange> ranges;
+  for (const MessagePart& part : message.parts) {
+    PartRange range{part.area, 0, 1, part.itemSum};
+    if (part.items == MessagePart::Items::kAll) range.count = core_.Area(part.area).items;
+    if (part.items == MessagePart::Items::kCaptured) range.first = item;
+    ranges.push_back(range);
+  }
+  return ranges;
+}
+
+std::size_t MessageEngine::BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const {
+  std::size_t plain = 0;
+  for (const PartRange& range : ranges)
+    plain += static_cast<std::size_t>(range.count) *
+             (static_cast<std::size_t>(core_.Area(range.area).itemBytes) + (range.itemSum ? 1 : 0));
+  return PackedSize(message.packing, plain);
+}
+
+std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int item) const {
+  const int shown = message.bankSize > 0 ? item % message.bankSize : item;
+  auto bytes = EmitPattern(message.head, core_.device, core_.description.deviceBase, {{"item", shown}});
+  std::vector<std::uint8_t> plain;
+  for (const PartRange& range : Ranges(message, item)) {
+    for (int i = range.first; i < range.first + range.count; ++i) {
+      const auto data = core_.memory.Item(range.area, i);
+      if (data.empty()) return {};
+      plain.insert(plain.end(), data.begin(), data.end());
+      if (range.itemSum) plain.push_back(KawaiSum(data));
+    }
+  }
+  const auto body = PackBody(message.packing, plain);
+  bytes.insert(bytes.end(), body.begin(), body.end());
+  if (message.sum == SumKind::kNegative)
+    bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(
+        std::min(static_cast<std::size_t>(message.sumStart), bytes.size()))));
+  if (message.sum == SumKind::kUnpacked) bytes.push_back(PlainSum(plain));
+  bytes.push_back(0xF7);
+  return bytes;
+}
+
+MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::size_t headSize, int item,
+                                             std::span<const std::uint8_t> bytes) {
+  const auto ranges = Ranges(message, item);
+  const std::size_t body = BodySize(message, ranges);
+  const bool wholeSum = message.sum == SumKind::kNegative || message.sum == SumKind::kUnpacked;
+  if (bytes.size() != headSize + body + (wholeSum ? 2 : 1)) return Verdict::kBadLength;
+  for (const PartRange& range : ranges)
+    if (core_.memory.Item(range.area, range.first + range.count - 1).empty()) return Verdict::kBadLength;
+
+  std::size_t plainSize = 0;
+  for (const PartRange& range : ranges)
+    plainSize += static_cast<std::size_t>(range.count) *
+                 (static_cast<std::size_t>(core_.Area(range.area).itemBytes) + (range.itemSum ? 1 : 0));
+  const auto plain = UnpackBody(message.packing, bytes.subspan(headSize, body), plainSize);
+  if (!plain) return Verdict::kBadLength;
+  const std::size_t sumAt = bytes.size() - 2;
+  const auto sumStart = static_cast<std::size_t>(message.sumStart);
+  if (message.sum == SumKind::kNegative &&
+      (sumStart > sumAt || NegativeSum(bytes.subspan(sumStart, sumAt - sumStart)) != bytes[sumAt]))
+    return Verdict::kBadSum;
+  if (message.sum == SumKind::kUnpacked && PlainSum(*plain) != bytes[sumAt]) return Verdict::kBadSum;
+
+  // Everything is looked at before anything is written.
+  for (const bool write : {false, true}) {
+    std::size_t at = 0;
+    for (const PartRange& range : ranges) {
+      for (int i = range.first; i < range.first + range.count; ++i) {
+        const auto target = core_.memory.Item(range.area, i);
+        const auto source = std::span<const std::uint8_t>(*plain).subspan(at, target.size());
+        at += target.size();
+        if (range.itemSum && (*plain)[at++] != KawaiSum(source)) return Verdict::kBadSum;
+        if (write) std::copy(source.begin(), source.end(), target.begin());
+      }
+    }
+  }
+  return Verdict::kTaken;
+}
+
+void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const std::uint8_t> bytes) {
+  if (core_.faults.TakeBusy()) return core_.AnswerStatus("refused");
+  if (core_.faults.TakeRefusal()) {
+    core_.display = "RECEIVE ERROR";
+    return core_.AnswerStatus("refused");
+  }
+  std::string status;
+  for (const PartRange& range : Ranges(message, item))
+    if (!core_.MayWrite(range.area, range.first, &status)) return core_.AnswerStatus(status);
+  const Verdict verdict = Decode(message, message.head.size(), item, bytes);
+  if (verdict == Verdict::kBadLength) {
+    core_.display = "LENGTH ERROR";
+    return core_.AnswerStatus(core_.HasStatus("bad_format") ? "bad_format" : "refused");
+  }
+  if (verdict == Verdict::kBadSum) {
+    core_.display = "CHECKSUM ERROR";
+    return core_.AnswerStatus("refused");
+  }
+  core_.display = "RECEIVED";
+  if (!message.initialises.empty() && core_.lastMessage != message.unlessAfter) {
+    const int area = core_.description.FindArea(message.initialises);
+    const auto target = core_.memory.Item(area, 0);
+    if (area >= 0)
+      std::fill(target.begin(), target.end(),
+                static_cast<std::uint8_t>(core_.description.areas[static_cast<std::size_t>(area)].fill));
+  }
+  core_.lastMessage = message.key;
+  core_.Busy(message.busyMs);
+  core_.AnswerStatus(message.answer.empty() ? "received" : message.answer);
+}
+
+bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
+  const auto& description = core_.description;
+  for (const MessageInfo& info : description.messages) {
+    Captures captures;
+    if (!info.receives || !MatchPattern(info.head, message, core_.device, description.deviceBase, &captures)) continue;
+    OnData(info, ItemNumber(info.bankSize, captures), message);
+    return true;
+  }
+  for (const RuleInfo& rule : description.rules) {
+    Captures captures;
+    const bool whole = rule.match.back().kind == PatternToken::Kind::kByte && rule.match.back().value == 0xF7;
+    if (whole && message.size() != rule.match.size()) continue;
+    if (!MatchPattern(rule.match, message, core_.device, description.deviceBase, &captures)) continue;
+    Apply(rule, captures);
+    return true;
+  }
+  return false;
+}
+
+void MessageEngine::SendAll(const std::vector<RuleInfo::Send>& sends, int item) {
+  for (const RuleInfo::Send& send : sends) {
+    const MessageInfo* info = core_.description.FindMessage(send.message);
+    if (info == nullptr) continue;
+    const int bankStart = info->bankSize * core_.bank;
+    const int first = send.first < 0 ? item : send.first + bankStart;
+    const int last = send.last < 0 ? item : send.last + bankStart;
+    for (int i = first; i <= last; ++i)
+      if (auto bytes = Encode(*info, i); !bytes.empty()) core_.Answer(std::move(bytes));
+  }
+}
+
+void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
+  using Action = RuleInfo::Action;
+  if (rule.isRequest && (!core_.HearsRequest())) return;
+  if (rule.isRequest && rule.action == Action::kSend && core_.faults.TakeBusy()) return core_.AnswerStatus("refused");
+  if (!rule.modes.empty() && std::find(rule.modes.begin(), rule.modes.end(), core_.mode) == rule.modes.end()) {
+    core_.display = "WRONG MODE";
+    return core_.AnswerStatus("refused");
+  }
+  switch (rule.action) {
+    case Action::kSend: {
+      int bankSize = 0;
+      if (!rule.sends.empty())
+        if (const MessageInfo* info = core_.description.FindMessage(rule.sends.front().message))
+          bankSize = info->bankSize;
+      SendAll(rule.sends, ItemNumber(bankSize, captures));
+      if (core_.answers.empty()) core_.AnswerStatus("refused");
+      break;
+    }
+    case Action::kStatus:
+      core_.AnswerStatus(rule.status);
+      break;
+    case Action::kReply:
+      core_.Answer(EmitPattern(rule.reply, core_.device, core_.description.deviceBase, captures));
+      break;
+    case Action::kStore:
+      OnStore(rule, captures);
+      break;
+    case Action::kMode:
+      core_.mode = CapturedValue(captures, "mode");
+      core_.AnswerStatus("received");
+      break;
+    case Action::kBank:
+      core_.bank = CapturedValue(captures, "bank");
+      core_.bankLocked = true;
+      break;
+    case Action::kUnlock:
+      core_.bankLocked = false;
+      break;
+    case Action::kParameter:
+      OnParameter(rule, captures);
+      break;
+    case Action::kNothing:
+      break;
+  }
+}
+
+void MessageEngine::OnStore(const RuleInfo& rule, const Captures& captures) {
+  std::string status;
+  const int item = CapturedValue(captures, "item");
+  if (core_.faults.TakeRefusal() || !core_.MayWrite(rule.toArea, item, &status))
+    return core_.AnswerStatus("not_stored");
+  core_.AnswerStatus(core_.memory.StoreEdit(core_.description, rule.toArea, item) ? "stored" : "not_stored");
+}
+
+void MessageEngine::OnParameter(const RuleInfo& rule, const Captures& captures) {
+  int offset = CapturedValue(captures, "high") * 128 + CapturedValue(captures, "parameter");
+  int value = CapturedValue(captures, "value");
+  if (!rule.parameterOffsets.empty()) {
+    const auto found = rule.parameterOffsets.find(offset);
+    if (found == rule.parameterOffsets.end()) return;
+    offset = found->second;
+  }
+  const auto bytes = core_.memory.Item(rule.toArea, 0);
+  if (offset < 0 || static_cast<std::size_t>(offset) >= bytes.size()) return;
+  // Fields that can be negative take the value as 7-bit two's complement.
+  for (const ValueRule& field : core_.Area(rule.toArea).values)
+    if (field.minimum < 0 && offset >= field.offset && offset < field.offset + field.run && value >= 64) value -= 128;
+  bytes[static_cast<std::size_t>(offset)] = static_cast<std::uint8_t>(value);
+  core_.AnswerStatus("received");
+}
+
+bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string* why) {
+  const auto& description = core_.description;
+  *why = "is no data of this instrument";
+  for (const MessageInfo& info : description.messages) {
+    Captures captures;
+    std::size_t headSize = 0;
+    if (MatchPattern(info.head, message, -1, description.deviceBase, &captures)) headSize = info.head.size();
+    for (const BytePattern& head : info.fileHeads)
+      if (headSize == 0 && MatchPattern(head, message, -1, description.deviceBase, &captures)) headSize = head.size();
+    if (headSize == 0) continue;
+    const Verdict verdict = Decode(info, headSize, ItemNumber(info.bankSize, captures), message);
+    if (verdict == Verdict::kTaken) return true;
+    *why = verdict == Verdict::kBadSum ? "has a wrong checksum" : "has another length than it should";
+    return false;
+  }
+  for (const RuleInfo& rule : description.rules) {
+    Captures captures;
+    if (rule.action != RuleInfo::Action::kBank || message.size() != rule.match.size() ||
+        !MatchPattern(rule.match, message, -1, description.deviceBase, &captures))
+      continue;
+    core_.bank = CapturedValue(captures, "bank");
+    return true;
+  }
+  return false;
+}
+
+}  // namespace tonalith

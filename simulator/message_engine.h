@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "simulator/engine_core.h"
+
+namespace tonalith {
+
+// Messages and requests that a description spells out byte by byte.
+class MessageEngine {
+ public:
+  explicit MessageEngine(EngineCore& core) : core_(core) {}
+
+  // A complete message F0..F7 from the cable; false when nothing in the description matches.
+  bool Handle(std::span<const std::uint8_t> message);
+  // A message of a file, whatever its device number; commands that choose a bank are followed.
+  bool LoadData(std::span<const std::uint8_t> message, std::string* why);
+  // The message with the present contents of memory.  `item` is where the captured item number stands.
+  std::vector<std::uint8_t> Encode(const MessageInfo& message, int item) const;
+  // Sends messages, once for each item of a range.
+  void SendAll(const std::vector<RuleInfo::Send>& sends, int item);
+
+ private:
+  struct PartRange {
+    int area = 0;
+    int first = 0;
+    int count = 0;
+    bool itemSum = false;
+  };
+  std::vector<PartRange> Ranges(const MessageInfo& message, int item) const;
+  std::size_t BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const;
+  // Checks and unpacks; on success writes into memory.
+  enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
+  Verdict Decode(const MessageInfo& message, std::size_t headSize, int item, std::span<const std::uint8_t> bytes);
+  void OnData(const MessageInfo& message, int item, std::span<const std::uint8_t> bytes);
+  void Apply(const RuleInfo& rule, const Captures& captures);
+  void OnStore(const RuleInfo& rule, const Captures& captures);
+  void OnParameter(const RuleInfo& rule, const Captures& captures);
+  int ItemNumber(int bankSize, const Captures& captures) const;
+
+  EngineCore& core_;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,128 @@
+#include "simulator/virtual_studio.h"
+
+namespace tonalith {
+
+VirtualStudio::VirtualStudio(VirtualBackend& backend, Options options) : backend_(backend), options_(options) {}
+
+VirtualStudio::~VirtualStudio() {
+  for (const auto& cable : cables_) {
+    cable->endpoint->SetReceiver({});
+    backend_.RemoveEndpoint(cable->endpoint);
+  }
+}
+
+std::size_t VirtualStudio::Connect(std::shared_ptr<Cable> cable, const std::string& portName) {
+  VirtualCableOptions options;
+  options.bytesPerSecond = options_.bytesPerSecond;
+  cable->endpoint = backend_.CreateEndpoint(portName, options);
+  // The receiver is taken off before the cable record goes, so the plain pointer is safe.
+  cable->endpoint->SetReceiver(
+      [raw = cable.get()](std::span<const std::uint8_t> bytes, std::int64_t timeUs) { OnBytes(*raw, bytes, timeUs); });
+  cables_.push_back(std::move(cable));
+  return cables_.size() - 1;
+}
+
+std::size_t VirtualStudio::Attach(std::unique_ptr<SimulatedInstrument> instrument, const std::string& portName) {
+  auto cable = std::make_shared<Cable>();
+  const std::string name = portName.empty() ? instrument->description().portName : portName;
+  cable->key = instrument->description().key;
+  cable->instrument = std::move(instrument);
+  return Connect(std::move(cable), name);
+}
+
+bool VirtualStudio::AttachAll(std::string* problem) {
+  const auto keys = SimulatedInstrumentKeys();
+  bool whole = !keys.empty();
+  if (keys.empty() && problem != nullptr) *problem = "The descriptions of the simulated instruments were not found.";
+  for (const std::string& key : keys) {
+    if (auto instrument = SimulatedInstrument::Create(key, problem))
+      Attach(std::move(instrument));
+    else
+      whole = false;
+  }
+  return whole;
+}
+
+std::size_t VirtualStudio::AttachConversation(Conversation conversation, const std::string& portName) {
+  auto cable = std::make_shared<Cable>();
+  cable->talk = std::make_unique<ConversationPlayer>(std::move(conversation));
+  return Connect(std::move(cable), portName);
+}
+
+void VirtualStudio::BeginTalk(std::size_t place) {
+  if (place >= cables_.size() || !cables_[place]->talk) return;
+  Cable& cable = *cables_[place];
+  const std::lock_guard lock(cable.mutex);
+  SendReplies(cable, cable.talk->Start());
+}
+
+std::string VirtualStudio::TalkVerdict(std::size_t place) {
+  if (place >= cables_.size() || !cables_[place]->talk) return {};
+  const std::lock_guard lock(cables_[place]->mutex);
+  return cables_[place]->talk->Verdict();
+}
+
+void VirtualStudio::SendReplies(Cable& cable, const std::vector<Reply>& replies) {
+  for (const Reply& reply : replies) {
+    cable.endpoint->Send(reply.bytes, reply.delayUs);
+    cable.queued += reply.bytes.size();
+  }
+}
+
+void VirtualStudio::OnBytes(Cable& cable, std::span<const std::uint8_t> bytes, std::int64_t timeUs) {
+  const std::lock_guard lock(cable.mutex);
+  if (cable.talk) return SendReplies(cable, cable.talk->OnBytes(bytes));
+  const bool was = cable.instrument->vanished();
+  SendReplies(cable, cable.instrument->OnBytes(bytes, timeUs));
+  if (was || !cable.instrument->vanished()) return;
+  // The plug is pulled when what is still on its way has come out.
+  const std::uint64_t carried = cable.endpoint->Carried(CableDirection::ToProgram);
+  if (cable.queued <= carried) return cable.endpoint->Unplug();
+  VirtualFaults faults;
+  faults.vanishAfter = static_cast<std::int64_t>(cable.queued - carried);
+  cable.endpoint->SetFaults(CableDirection::ToProgram, faults);
+}
+
+std::string VirtualStudio::PortName(std::size_t place) const {
+  return place < cables_.size() ? cables_[place]->endpoint->name() : std::string();
+}
+
+std::size_t VirtualStudio::Find(std::string_view keyOrPort) const {
+  for (std::size_t i = 0; i < cables_.size(); ++i)
+    if (cables_[i]->key == keyOrPort || cables_[i]->endpoint->name() == keyOrPort) return i;
+  return cables_.size();
+}
+
+bool VirtualStudio::With(std::size_t place, const std::function<void(SimulatedInstrument&)>& use) {
+  if (place >= cables_.size() || !cables_[place]->instrument) return false;
+  const std::lock_guard lock(cables_[place]->mutex);
+  use(*cables_[place]->instrument);
+  return true;
+}
+
+bool VirtualStudio::PanelSend(std::size_t place, std::string_view message, int item) {
+  if (place >= cables_.size() || !cables_[place]->instrument) return false;
+  Cable& cable = *cables_[place];
+  const std::lock_guard lock(cable.mutex);
+  const auto replies = cable.instrument->PanelSend(message, item);
+  SendReplies(cable, replies);
+  return !replies.empty();
+}
+
+void VirtualStudio::Unplug(std::size_t place) {
+  if (place < cables_.size()) cables_[place]->endpoint->Unplug();
+}
+
+void VirtualStudio::PlugIn(std::size_t place) {
+  if (place >= cables_.size()) return;
+  Cable& cable = *cables_[place];
+  {
+    const std::lock_guard lock(cable.mutex);
+    if (cable.instrument) cable.instrument->PlugInAgain();
+    cable.queued = cable.endpoint->Carried(CableDirection::ToProgram);
+  }
+  cable.endpoint->SetFaults(CableDirection::ToProgram, {});
+  cable.endpoint->Plug();
+}
+
+}  // namespace tonalith
