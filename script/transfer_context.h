@@ -71,7 +71,7 @@ struct TransferContext {
   bool stopBankLoop = false;
 
   // While set, messages and delays are appended here instead of being performed.
-  EventListPtr* recording = nullptr;
+  EventList* recording = nullptr;  // script/transfer_engine_events.h
 
   // Texts for the receive window's message area; may be empty.
   std::function<void(const std::string& text)> display;
