@@ -1,0 +1,339 @@
+#include "studio/recognize.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <deque>
+#include <map>
+
+#include "data/container.h"
+#include "data/patch_names.h"
+#include "data/standard_midi_file.h"
+#include "data/sysex_split.h"
+#include "platform/ini_file.h"
+#include "platform/text.h"
+#include "studio/recognize_match.h"
+#include "studio/recognize_rules.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+namespace {
+
+struct TypeForms {
+  const ZKDrvList* driver = nullptr;
+  std::vector<RecognizeRule> forms;
+};
+
+struct FormIndex {
+  std::uint32_t type = 0;
+  std::uint32_t form = 0;
+};
+
+// The messages of a file with the bytes that had to be copied.
+struct FileMessages {
+  std::vector<FileMessage> list;
+  std::deque<std::vector<std::uint8_t>> copies;
+  SmfContents smf;
+  std::size_t unterminated = 0;
+};
+
+void SplitRawStream(std::span<const std::uint8_t> file, FileMessages* out) {
+  SysExSplitter splitter(file);
+  SysExPiece piece;
+  while (splitter.Next(&piece)) {
+    if (!piece.isTerminated) {
+      ++out->unterminated;
+      continue;
+    }
+    FileMessage message{piece.offset, piece.bytes.size(), piece.bytes, false};
+    if (piece.hasRealTime) {
+      out->copies.push_back(CleanSysEx(piece));
+      message.bytes = out->copies.back();
+    }
+    if (message.bytes.size() >= 3) out->list.push_back(message);
+  }
+}
+
+Result SplitSmf(std::span<const std::uint8_t> file, FileMessages* out) {
+  std::string error;
+  if (!ReadSmfSysEx(file, &out->smf, &error)) return Result::Failure(error);
+  for (const SmfSysEx& event : out->smf.messages) {
+    if (!event.isTerminated) {
+      ++out->unterminated;
+      continue;
+    }
+    if (event.bytes.size() >= 3)
+      out->list.push_back({event.fileOffset, event.bytes.size(), std::span<const std::uint8_t>(event.bytes), false});
+  }
+  return Result::Success();
+}
+
+// Marks every voice of a bank as empty but those in `slots`.
+void MarkVoices(DataFile* data, const std::vector<std::uint32_t>& slots) {
+  if (!data->emptyMap) return;
+  for (std::uint32_t i = 0; i < data->synth->numVoices; ++i)
+    SetMapBit(data->emptyMap, data->emptyMapSize, i, !slots.empty());
+  for (const std::uint32_t slot : slots) SetMapBit(data->emptyMap, data->emptyMapSize, slot, false);
+}
+
+// Gives data of a type without fixed size the size of what was found.
+void AdoptSize(DataFile* data, std::uint32_t size) {
+  Synth* synth = data->synth;
+  if (synth->fileSize == size || !ResizeBody(data, size)) return;
+  synth->fileSize = size;
+  if (synth->numVoices > 1 || synth->headerSize >= size) return;
+  synth->voiceSize = size - synth->headerSize;
+  synth->voiceBytes = synth->voiceSize;
+}
+
+void SetChannel(Synth* synth, int channel) {
+  if (channel < 0 || !synth->hasSysExChannel) return;
+  if (channel >= synth->sysExChannelMin && channel <= synth->sysExChannelMax)
+    synth->sysExChannel = static_cast<std::uint8_t>(channel);
+}
+
+bool VoiceIsEmpty(const DataFile& data, std::uint32_t voice) {
+  return data.synth->isBank && data.emptyMap && MapBit(data.emptyMap, data.emptyMapSize, voice);
+}
+
+}  // namespace
+
+struct Recognizer::Rules {
+  const ZKStudioDoc& studio;
+  std::vector<TypeForms> types;
+  std::array<std::vector<FormIndex>, 256> byMaker;  // by the second byte of a message
+  std::vector<std::string> problems;
+
+  explicit Rules(const ZKStudioDoc& document) : studio(document) {}
+
+  void Load();
+  void LoadDriver(const ZKDrvList* driver, const IniFile& ini);
+  const TypeForms* TypeOf(int driverId) const {
+    for (const TypeForms& type : types)
+      if (type.driver->synth()->driverId == driverId) return &type;
+    return nullptr;
+  }
+  ChecksumVerdict VerifyWith(const RecognizeRule* rule, const DataFile& data) const;
+  bool TakePiece(FileMessages* file, std::uint32_t first, std::int64_t* budget, Recognition* out) const;
+  RecognizedPiece MakePiece(const TypeForms& type, const RecognizeRule& rule, const FileMessages& file,
+                            PieceMatch match) const;
+  void TakeDataFile(DataFilePtr data, Recognition* out) const;
+  void TakeList(ListFile* list, Recognition* out) const;
+};
+
+void Recognizer::Rules::Load() {
+  for (const auto& instrument : studio.instruments()) {
+    const IniFile ini(instrument->GetIniPath().string());
+    for (const auto& driver : instrument->drivers)
+      if (driver->synth()) LoadDriver(driver.get(), ini);
+  }
+}
+
+void Recognizer::Rules::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
+  const Synth& synth = *driver->synth();
+  TypeForms type{driver, {}};
+  for (int form = 0; form < 32; ++form) {
+    char section[40];
+    if (form == 0)
+      std::snprintf(section, sizeof section, "Recognize %d", synth.driverId);
+    else
+      std::snprintf(section, sizeof section, "Recognize %d.%d", synth.driverId, form);
+    const auto entries = ini.Entries(section);
+    if (entries.empty()) break;
+    RecognizeRule rule;
+    const Result result = ParseRecognizeRule(entries, synth, &rule);
+    if (!result.ok()) {
+      problems.push_back(driver->moduleFile + ": [" + section + "]: " + result.text);
+      continue;
+    }
+    type.forms.push_back(std::move(rule));
+  }
+  for (std::size_t i = 0; i < type.forms.size(); ++i) {
+    const RecognizeRule& rule = type.forms[i];
+    const BytePattern& pattern = rule.byAddress() ? rule.address : rule.messages.front().pattern;
+    for (unsigned maker = 0; maker < 256; ++maker)
+      if ((maker & pattern.mask[1]) == pattern.value[1])
+        byMaker[maker].push_back({static_cast<std::uint32_t>(types.size()), static_cast<std::uint32_t>(i)});
+  }
+  types.push_back(std::move(type));
+}
+
+ChecksumVerdict Recognizer::Rules::VerifyWith(const RecognizeRule* rule, const DataFile& data) const {
+  const Synth& synth = *data.synth;
+  const std::span<const std::uint8_t> body = BodySpan(data).first(std::min<std::size_t>(data.bodySize, synth.fileSize));
+  if (!rule || rule->verify.empty()) return VerifyChecksum(synth, body);
+  ChecksumVerdict verdict = ChecksumVerdict::kNone;
+  for (const VerifyRule& v : rule->verify) {
+    const bool perVoice = v.times == synth.numVoices && v.step == synth.voiceSize;
+    for (std::uint32_t i = 0; i < v.times; ++i) {
+      if (perVoice && VoiceIsEmpty(data, i)) continue;
+      const std::int64_t shift = std::int64_t{v.step} * i;
+      const ChecksumVerdict one =
+          VerifyChecksum(body, static_cast<int>(v.type), v.start + shift, v.count, v.offset + shift);
+      if (one == ChecksumVerdict::kBad) return one;
+      if (one == ChecksumVerdict::kOk) verdict = one;
+    }
+  }
+  return verdict;
+}
+
+RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const RecognizeRule& rule, const FileMessages& file,
+                                             PieceMatch match) const {
+  RecognizedPiece piece;
+  const FileMessage& firstMessage = file.list[match.messages.front()];
+  const FileMessage& lastMessage = file.list[match.messages.back()];
+  piece.offset = firstMessage.offset;
+  piece.length = lastMessage.offset + lastMessage.length - firstMessage.offset;
+  piece.badMessages = match.badMessages;
+  BuildMatchBody(rule, *type.driver->synth(), file.list, &match);
+  piece.data = studio.GetNewDataFile(type.driver);
+  if (!piece.data || !piece.data->body) return piece;
+  DataFile* data = piece.data.get();
+  AdoptSize(data, static_cast<std::uint32_t>(match.body.size()));
+  std::copy_n(match.body.begin(), std::min<std::size_t>(match.body.size(), data->bodySize), data->body);
+  SetChannel(data->synth, match.channel);
+  if (match.patchNumber >= 0) data->synth->patchNumber = static_cast<std::uint16_t>(match.patchNumber);
+  if (data->xtra) data->xtra->hasNoSysEx = 0;
+  MarkVoices(data, match.slots);
+  const RecognizeRule* verify = rule.verify.empty() ? &type.forms.front() : &rule;
+  piece.checksum = VerifyWith(verify, *data);
+  if (rule.byAddress()) {
+    if (match.badMessages)
+      piece.checksum = ChecksumVerdict::kBad;
+    else if (piece.checksum == ChecksumVerdict::kNone)
+      piece.checksum = ChecksumVerdict::kOk;
+  }
+  return piece;
+}
+
+// The best piece that begins with a message: the one that explains most bytes, then the one whose type comes first.
+bool Recognizer::Rules::TakePiece(FileMessages* file, std::uint32_t first, std::int64_t* budget,
+                                  Recognition* out) const {
+  const FileMessage& message = file->list[first];
+  PieceMatch best;
+  const TypeForms* bestType = nullptr;
+  const RecognizeRule* bestRule = nullptr;
+  for (const FormIndex& index : byMaker[message.bytes[1]]) {
+    const TypeForms& type = types[index.type];
+    const RecognizeRule& rule = type.forms[index.form];
+    PieceMatch match;
+    if (!MatchRule(rule, *type.driver->synth(), file->list, first, budget, &match) || match.bytes <= best.bytes)
+      continue;
+    best = std::move(match);
+    bestType = &type;
+    bestRule = &rule;
+  }
+  if (!bestType) return false;
+  for (const std::uint32_t i : best.messages) file->list[i].used = true;
+  RecognizedPiece piece = MakePiece(*bestType, *bestRule, *file, std::move(best));
+  if (!piece.data) return false;
+  const ZKDrvList* driver = bestType->driver;
+  piece.instrument = driver->instrument ? driver->instrument->name : FieldText(driver->synth()->shortName);
+  piece.dataType = driver->TypeName();
+  piece.driverId = driver->synth()->driverId;
+  out->pieces.push_back(std::move(piece));
+  return true;
+}
+
+void Recognizer::Rules::TakeDataFile(DataFilePtr data, Recognition* out) const {
+  if (!data || !data->synth) return;
+  RecognizedPiece piece;
+  piece.length = std::min(data->bodySize, data->synth->fileSize);
+  piece.dataType = FieldText(data->synth->typeName);
+  piece.driverId = data->synth->driverId;
+  const TypeForms* type = TypeOf(piece.driverId);
+  if (type && type->driver->instrument) piece.instrument = type->driver->instrument->name;
+  if (piece.instrument.empty() && data->xtra) piece.instrument = FieldText(data->xtra->instrumentName);
+  if (piece.instrument.empty()) piece.instrument = FieldText(data->synth->shortName);
+  piece.checksum = VerifyWith(type && !type->forms.empty() ? &type->forms.front() : nullptr, *data);
+  piece.data = std::move(data);
+  out->pieces.push_back(std::move(piece));
+}
+
+void Recognizer::Rules::TakeList(ListFile* list, Recognition* out) const {
+  for (ListMember& member : list->members) {
+    if (member.data)
+      TakeDataFile(std::move(member.data), out);
+    else if (member.list)
+      TakeList(member.list.get(), out);
+  }
+}
+
+Recognizer::Recognizer(const ZKStudioDoc& studio) : rules_(std::make_unique<Rules>(studio)) {
+  rules_->Load();
+}
+Recognizer::~Recognizer() = default;
+
+Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* out) const {
+  *out = {};
+  if (LooksLikeDataFile(file) || IsListFile(file)) {
+    ListFile list;
+    const int code = ReadListOrForm(file, {}, &list);
+    if (code != kDiskOk) return Result::Failure(std::string(TrimmedView(DiskErrorText(code))), code);
+    rules_->TakeList(&list, out);
+    return out->pieces.empty() ? Result::Failure("The file holds no instrument data.") : Result::Success();
+  }
+  FileMessages messages;
+  if (IsStandardMidiFile(file)) {
+    const Result result = SplitSmf(file, &messages);
+    if (!result.ok()) return result;
+  } else {
+    SplitRawStream(file, &messages);
+  }
+  out->messages = messages.list.size();
+  out->unterminated = messages.unterminated;
+  if (messages.list.empty())
+    return Result::Failure(messages.unterminated
+                               ? "The file holds only unfinished SysEx messages."
+                               : "The file holds no SysEx and is neither a data file nor a Standard MIDI File.");
+  std::int64_t budget = 400 * static_cast<std::int64_t>(messages.list.size()) + 4'000'000;
+  for (std::uint32_t i = 0; i < messages.list.size(); ++i)
+    if (!messages.list[i].used) rules_->TakePiece(&messages, i, &budget, out);
+  for (const FileMessage& message : messages.list)
+    if (!message.used) ++out->unknownMessages;
+  std::stable_sort(out->pieces.begin(), out->pieces.end(),
+                   [](const RecognizedPiece& a, const RecognizedPiece& b) { return a.offset < b.offset; });
+  if (out->pieces.empty()) return Result::Failure("No data of an installed instrument is in the file.");
+  return Result::Success();
+}
+
+ChecksumVerdict Recognizer::Verify(const DataFile& data) const {
+  if (!data.synth || !data.body) return ChecksumVerdict::kNone;
+  const TypeForms* type = rules_->TypeOf(data.synth->driverId);
+  return rules_->VerifyWith(type && !type->forms.empty() ? &type->forms.front() : nullptr, data);
+}
+
+std::vector<PatchLine> Recognizer::Patches(const DataFile& data) const {
+  std::vector<PatchLine> lines;
+  if (!data.synth || !data.body) return lines;
+  const VoiceLayout layout = LayoutOf(data);
+  for (std::uint32_t i = 0; i < layout.numVoices; ++i) {
+    if (layout.numVoices > 1 && VoiceIsEmpty(data, i)) continue;
+    PatchLine line;
+    line.slot = static_cast<int>(i);
+    line.number = MakeNumberStr(*data.synth, line.slot);
+    line.name = GetPatchName(data, line.slot);
+    lines.push_back(std::move(line));
+  }
+  if (layout.numVoices != 1 || lines.empty()) return lines;
+  const TypeForms* type = rules_->TypeOf(data.synth->driverId);
+  const int bankId = type && !type->forms.empty() ? type->forms.front().numberAs : -1;
+  const TypeForms* bank = bankId >= 0 ? rules_->TypeOf(bankId) : nullptr;
+  if (!bank) return lines;
+  int slot = data.synth->patchNumber;
+  for (const RecognizeRule& form : bank->forms)
+    if (form.hasSlots) {
+      slot -= static_cast<int>(form.slotFirst);
+      break;
+    }
+  if (slot >= 0 && slot < static_cast<int>(bank->driver->synth()->numVoices))
+    lines.front().number = MakeNumberStr(*bank->driver->synth(), slot);
+  return lines;
+}
+
+const std::vector<std::string>& Recognizer::problems() const {
+  return rules_->problems;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,326 @@
+#include "studio/recognize_match.h"
+
+#include <algorithm>
+
+#include "data/checksums.h"
+
+namespace tonalith {
+
+namespace {
+
+// A piece may be interrupted by this many messages of something else.
+constexpr std::uint32_t kMaxInterruption = 64;
+// How far back a context message is looked for.
+constexpr std::uint32_t kMaxContextDistance = 4096;
+
+bool MessageFits(const MessageRule& rule, const FileMessage& message) {
+  if (message.used || (rule.length ? message.bytes.size() != rule.length : message.bytes.size() < 4)) return false;
+  return rule.pattern.Matches(message.bytes);
+}
+
+// The device number of a message: what stands in the first open bits of the pattern; -1 when the type has no channel.
+int DeviceOf(const BytePattern& pattern, const Synth& synth, const FileMessage& message) {
+  if (!synth.hasSysExChannel) return -1;
+  for (std::size_t i = 0; i < pattern.size(); ++i)
+    if (pattern.mask[i] != 0xFF) return message.bytes[i] & ~pattern.mask[i] & 0xFF;
+  return -1;
+}
+
+bool IsContext(const RecognizeRule& rule, const FileMessage& message) {
+  return rule.contextFamily.Matches(message.bytes);
+}
+
+bool ContextAgrees(const RecognizeRule& rule, const FileMessage& message) {
+  return rule.contextRest.Matches(message.bytes.subspan(rule.contextFamily.size()));
+}
+
+bool HasContext(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t first) {
+  if (!rule.hasContext) return true;
+  const std::uint32_t stop = first > kMaxContextDistance ? first - kMaxContextDistance : 0;
+  for (std::uint32_t i = first; i-- > stop;)
+    if (IsContext(rule, messages[i])) return ContextAgrees(rule, messages[i]);
+  return rule.contextDefault;
+}
+
+bool MatchMessages(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
+                   std::uint32_t first, PieceMatch* out) {
+  for (std::size_t k = 0; k < rule.messages.size(); ++k) {
+    const std::size_t at = first + k;
+    if (at >= messages.size() || !MessageFits(rule.messages[k], messages[at])) return false;
+    const int device = DeviceOf(rule.messages[k].pattern, synth, messages[at]);
+    if (k == 0)
+      out->channel = device;
+    else if (device >= 0 && out->channel >= 0 && device != out->channel)
+      return false;
+    out->messages.push_back(static_cast<std::uint32_t>(at));
+    out->bytes += messages[at].bytes.size();
+  }
+  const std::span<const std::uint8_t> bytes = messages[first].bytes;
+  if (rule.patchByte >= 0 && static_cast<std::size_t>(rule.patchByte) < bytes.size())
+    out->patchNumber = bytes[static_cast<std::size_t>(rule.patchByte)];
+  return true;
+}
+
+bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
+                std::uint32_t first, std::int64_t* budget, PieceMatch* out) {
+  const MessageRule& message = rule.messages.front();
+  std::vector<bool> filled(rule.slotCount);
+  std::uint32_t interruption = 0;
+  for (std::uint32_t i = first; i < messages.size() && interruption <= kMaxInterruption; ++i) {
+    ++interruption;
+    if (--*budget < 0) return false;
+    if (rule.hasContext && IsContext(rule, messages[i]) && !ContextAgrees(rule, messages[i])) break;
+    if (!MessageFits(message, messages[i])) continue;
+    const int device = DeviceOf(message.pattern, synth, messages[i]);
+    const std::int64_t slot =
+        rule.slotByte < messages[i].bytes.size() ? std::int64_t{messages[i].bytes[rule.slotByte]} - rule.slotFirst : -1;
+    if (slot < 0 || slot >= rule.slotCount) {
+      if (i == first) return false;
+      continue;
+    }
+    if (i == first)
+      out->channel = device;
+    else if (device != out->channel)
+      continue;
+    if (filled[static_cast<std::size_t>(slot)]) break;
+    filled[static_cast<std::size_t>(slot)] = true;
+    out->messages.push_back(i);
+    out->slots.push_back(static_cast<std::uint32_t>(slot));
+    out->bytes += messages[i].bytes.size();
+    interruption = 0;
+  }
+  return out->slots.size() >= (rule.complete ? synth.numVoices : 2);
+}
+
+// Puts messages that carry data by address together.
+class AddressMatch {
+ public:
+  AddressMatch(const RecognizeRule& rule, const Synth& synth, const AreaRule& area)
+      : rule_(rule),
+        synth_(synth),
+        area_(area),
+        voices_(area.slots && synth.numVoices > 1),
+        head_(static_cast<std::uint32_t>(rule.address.size()) + rule.addressBytes) {
+    for (const BlockRule& block : rule.blocks) extent_ = std::max(extent_, block.offset + block.size);
+  }
+
+  bool Run(const std::vector<FileMessage>& messages, std::uint32_t first, std::int64_t* budget, PieceMatch* out);
+
+ private:
+  enum class Placing { Elsewhere, Placed, Again };
+
+  std::uint32_t AddressOf(const FileMessage& m) const {
+    return SevenBitNumber(m.bytes.subspan(rule_.address.size(), rule_.addressBytes));
+  }
+  bool Fits(const FileMessage& m) const {
+    return !m.used && m.bytes.size() > head_ + 2 && rule_.address.Matches(m.bytes);
+  }
+  // Slot of an address, or -1.
+  std::int64_t SlotOfAddress(std::uint32_t address) const {
+    if (address < area_.base) return -1;
+    const std::uint32_t distance = address - area_.base;
+    if (!area_.slots) return distance < extent_ ? 0 : -1;
+    return distance / area_.step < area_.slots ? distance / area_.step : -1;
+  }
+  std::size_t SlotBase(std::uint32_t slot) const {
+    return voices_ ? synth_.headerSize + std::size_t{synth_.voiceSize} * slot : 0;
+  }
+  Placing Place(const FileMessage& m);
+  bool StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write, bool* overlap);
+  void CopyWhole(const FileMessage& m);
+  bool Complete(std::uint32_t slot) const;
+  void Frame(std::uint32_t slot, std::span<const std::uint8_t> header);
+
+  const RecognizeRule& rule_;
+  const Synth& synth_;
+  const AreaRule& area_;
+  const bool voices_;
+  const std::uint32_t head_;
+  std::uint32_t extent_ = 0;
+  std::int64_t onlySlot_ = -1;  // of a single patch in an area of many
+  std::vector<std::uint8_t> body_;
+  std::vector<bool> have_;
+  std::vector<std::uint32_t> slots_;  // touched, in order of appearance
+  std::vector<bool> touched_;
+};
+
+// Visits the places of [address, address + data) in the image.  Without `write` it only finds out whether something is
+// there already that differs (overlap).  False when no byte belongs anywhere.
+bool AddressMatch::StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write, bool* overlap) {
+  bool any = false;
+  std::size_t i = 0;
+  while (i < data.size()) {
+    const std::uint32_t at = address + static_cast<std::uint32_t>(i);
+    const std::int64_t slot = SlotOfAddress(at);
+    if (slot < 0 || (onlySlot_ >= 0 && slot != onlySlot_)) {
+      ++i;
+      continue;
+    }
+    const std::uint32_t local = at - area_.base - (area_.slots ? area_.step * static_cast<std::uint32_t>(slot) : 0);
+    std::size_t run = 1;
+    for (const BlockRule& block : rule_.blocks) {
+      if (local < block.offset || local >= block.offset + block.size) continue;
+      run = std::min<std::size_t>(data.size() - i, block.offset + block.size - local);
+      const std::size_t place =
+          SlotBase(static_cast<std::uint32_t>(slot)) + block.at + (block.framed ? head_ : 0) + local - block.offset;
+      if (place + run > body_.size()) break;
+      any = true;
+      for (std::size_t n = 0; n < run; ++n) {
+        if (!write) {
+          if (have_[place + n] && body_[place + n] != data[i + n]) *overlap = true;
+        } else {
+          body_[place + n] = data[i + n];
+          have_[place + n] = true;
+        }
+      }
+      if (write && !touched_[static_cast<std::size_t>(slot)]) {
+        touched_[static_cast<std::size_t>(slot)] = true;
+        slots_.push_back(static_cast<std::uint32_t>(slot));
+      }
+      break;
+    }
+    i += run;
+  }
+  return any;
+}
+
+AddressMatch::Placing AddressMatch::Place(const FileMessage& m) {
+  const std::span<const std::uint8_t> data = m.bytes.subspan(head_, m.bytes.size() - head_ - 2);
+  const std::uint32_t address = AddressOf(m);
+  bool overlap = false;
+  if (!StoreRange(address, data, false, &overlap)) return Placing::Elsewhere;
+  if (overlap) return Placing::Again;
+  StoreRange(address, data, true, &overlap);
+  return Placing::Placed;
+}
+
+bool AddressMatch::Complete(std::uint32_t slot) const {
+  for (const BlockRule& block : rule_.blocks) {
+    const std::size_t from = SlotBase(slot) + block.at + (block.framed ? head_ : 0);
+    for (std::size_t i = from; i < from + block.size; ++i)
+      if (i >= have_.size() || !have_[i]) return false;
+  }
+  return true;
+}
+
+void AddressMatch::Frame(std::uint32_t slot, std::span<const std::uint8_t> header) {
+  for (const BlockRule& block : rule_.blocks) {
+    const std::uint32_t size = rule_.FramedSize(block);
+    const std::size_t at = SlotBase(slot) + block.at;
+    if (!block.framed || at + size > body_.size()) continue;
+    std::uint8_t* p = body_.data() + at;
+    std::copy(header.begin(), header.end(), p);
+    RolandWrite(static_cast<int>(rule_.addressBytes), p + header.size(), area_.base + area_.step * slot + block.offset);
+    p[size - 2] = RolandCheckSum(p + header.size(), rule_.addressBytes + block.size);
+    p[size - 1] = 0xF7;
+  }
+}
+
+// A message that is exactly one framed block is kept as it stands, with the checksum it came with.
+void AddressMatch::CopyWhole(const FileMessage& m) {
+  const std::uint32_t address = AddressOf(m);
+  const std::int64_t slot = SlotOfAddress(address);
+  if (slot < 0) return;
+  for (const BlockRule& block : rule_.blocks) {
+    const std::uint32_t start =
+        area_.base + (area_.slots ? area_.step * static_cast<std::uint32_t>(slot) : 0) + block.offset;
+    if (!block.framed || start != address || m.bytes.size() != rule_.FramedSize(block)) continue;
+    const std::size_t at = SlotBase(static_cast<std::uint32_t>(slot)) + block.at;
+    if (at + m.bytes.size() <= body_.size())
+      std::copy(m.bytes.begin(), m.bytes.end(), body_.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+}
+
+bool AddressMatch::Run(const std::vector<FileMessage>& messages, std::uint32_t first, std::int64_t* budget,
+                       PieceMatch* out) {
+  if (!Fits(messages[first])) return false;
+  const std::int64_t firstSlot = SlotOfAddress(AddressOf(messages[first]));
+  if (area_.slots && !voices_) {
+    if (firstSlot < 0) return false;
+    onlySlot_ = firstSlot;
+  }
+  if (!voices_ && firstSlot < 0) return false;
+  *budget -= synth_.fileSize / 512;
+  if (*budget < 0) return false;
+  body_.assign(synth_.fileSize, 0);
+  have_.assign(synth_.fileSize, false);
+  touched_.assign(area_.slots ? area_.slots : 1, false);
+  out->channel = DeviceOf(rule_.address, synth_, messages[first]);
+  std::uint32_t interruption = 0;
+  for (std::uint32_t i = first; i < messages.size() && interruption <= kMaxInterruption; ++i) {
+    ++interruption;
+    if (--*budget < 0) return false;
+    if (!Fits(messages[i]) || DeviceOf(rule_.address, synth_, messages[i]) != out->channel) continue;
+    const Placing placing = Place(messages[i]);
+    if (placing == Placing::Again) break;
+    if (placing == Placing::Elsewhere) {
+      if (i == first) return false;
+      continue;
+    }
+    out->messages.push_back(i);
+    out->bytes += messages[i].bytes.size();
+    const std::span<const std::uint8_t> summed =
+        messages[i].bytes.subspan(rule_.address.size(), messages[i].bytes.size() - rule_.address.size() - 2);
+    if (RolandCheckSum(summed.data(), static_cast<std::int64_t>(summed.size())) !=
+        messages[i].bytes[messages[i].bytes.size() - 2])
+      ++out->badMessages;
+    interruption = 0;
+    if (!voices_ && slots_.size() == 1 && Complete(voices_ ? slots_[0] : 0)) break;
+  }
+  std::vector<std::uint32_t> whole;
+  for (const std::uint32_t slot : slots_)
+    if (Complete(voices_ ? slot : 0)) whole.push_back(slot);
+  const std::size_t needed = !voices_ ? 1 : rule_.complete ? area_.slots : 2;
+  if (whole.size() < needed) return false;
+  const std::span<const std::uint8_t> header = messages[first].bytes.first(rule_.address.size());
+  for (const std::uint32_t slot : whole) Frame(slot, header);
+  for (const std::uint32_t i : out->messages) CopyWhole(messages[i]);
+  if (voices_)
+    out->slots = whole;
+  else if (area_.slots)
+    out->patchNumber = static_cast<int>(onlySlot_);
+  out->body = std::move(body_);
+  return true;
+}
+
+}  // namespace
+
+bool MatchRule(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
+               std::uint32_t first, std::int64_t* budget, PieceMatch* out) {
+  if (rule.byAddress()) {
+    if (!rule.address.Matches(messages[first].bytes)) return false;
+    bool found = false;
+    for (const AreaRule& area : rule.areas) {
+      PieceMatch match;
+      if (!AddressMatch(rule, synth, area).Run(messages, first, budget, &match) || match.bytes <= out->bytes) continue;
+      *out = std::move(match);
+      found = true;
+    }
+    return found;
+  }
+  if (!MessageFits(rule.messages.front(), messages[first]) || !HasContext(rule, messages, first)) return false;
+  return rule.hasSlots ? MatchSlots(rule, synth, messages, first, budget, out)
+                       : MatchMessages(rule, synth, messages, first, out);
+}
+
+void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
+                    PieceMatch* match) {
+  if (rule.byAddress()) return;
+  const bool variable = rule.messages.size() == 1 && rule.messages.front().length == 0;
+  match->body.assign(variable ? 0 : synth.fileSize, 0);
+  for (std::size_t k = 0; k < match->messages.size(); ++k) {
+    const MessageRule& message = rule.messages[rule.hasSlots ? 0 : k];
+    const std::span<const std::uint8_t> bytes = messages[match->messages[k]].bytes;
+    if (variable) {
+      match->body.assign(bytes.begin(), bytes.end());
+      continue;
+    }
+    const std::size_t at =
+        message.at + (rule.hasSlots ? synth.headerSize + std::size_t{synth.voiceSize} * match->slots[k] : 0);
+    const std::span<const std::uint8_t> kept = bytes.subspan(message.skip, message.take);
+    if (at + kept.size() <= match->body.size())
+      std::copy(kept.begin(), kept.end(), match->body.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+}
+
+}  // namespace tonalith

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "data/data_records.h"
+#include "studio/recognize_rules.h"
+
+namespace tonalith {
+
+// A message of a file: bytes from F0 to F7 without real-time bytes, and where it stands in the file.
+struct FileMessage {
+  std::size_t offset = 0;
+  std::size_t length = 0;
+  std::span<const std::uint8_t> bytes;
+  bool used = false;
+};
+
+// Messages that together are one piece of a data type.
+struct PieceMatch {
+  std::vector<std::uint32_t> messages;  // indices, in file order
+  std::size_t bytes = 0;                // of these messages
+  std::vector<std::uint8_t> body;       // the image; empty while the match is only planned (message rules)
+  std::vector<std::uint32_t> slots;     // voice slots filled; empty: everything
+  int patchNumber = -1;
+  int channel = -1;
+  std::uint32_t badMessages = 0;  // address messages with a wrong checksum
+};
+
+// Tries one form of a data type on the messages from `first` on (which is unused).  False when it is not there.
+// The match of a rule by address has its body; the body of a message rule is made by BuildMatchBody.
+// `budget` counts down with the work done; rules that look further than their own message give up below 0.
+bool MatchRule(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
+               std::uint32_t first, std::int64_t* budget, PieceMatch* out);
+void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
+                    PieceMatch* match);
+
+}  // namespace tonalith

@@ -1,0 +1,386 @@
+#include "studio/recognize_rules.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "data/checksums.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::uint32_t kMaxRuleNumber = 0x3FFFFFFF;
+
+// One option of an entry: the word before the first blank and the rest.
+struct RuleOption {
+  std::string word, rest;
+};
+
+std::vector<RuleOption> SplitOptions(std::string_view value) {
+  std::vector<RuleOption> options;
+  for (const std::string& part : SplitText(value, '|')) {
+    const std::string_view text = TrimmedView(part);
+    const std::size_t blank = text.find(' ');
+    RuleOption option;
+    option.word = AsciiLower(text.substr(0, blank));
+    if (blank != std::string_view::npos) option.rest = std::string(TrimmedView(text.substr(blank)));
+    options.push_back(std::move(option));
+  }
+  return options;
+}
+
+bool RuleNumber(std::string_view text, std::uint32_t* out) {
+  const auto value = ParseInteger(TrimmedView(text));
+  if (!value || *value < 0 || *value > kMaxRuleNumber) return false;
+  *out = static_cast<std::uint32_t>(*value);
+  return true;
+}
+
+// All numbers of a text with blanks between; false when one of them is none.
+bool RuleNumbers(std::string_view text, std::vector<std::uint32_t>* out) {
+  out->clear();
+  for (const std::string& part : SplitText(text, ' ')) {
+    if (TrimmedView(part).empty()) continue;
+    std::uint32_t value = 0;
+    if (!RuleNumber(part, &value)) return false;
+    out->push_back(value);
+  }
+  return true;
+}
+
+bool RuleAddress(std::string_view text, std::uint32_t* out, std::size_t* bytes = nullptr) {
+  BytePattern pattern;
+  std::string error;
+  if (!ParseBytePattern(text, &pattern, &error) || pattern.size() > 4) return false;
+  for (std::size_t i = 0; i < pattern.size(); ++i)
+    if (pattern.mask[i] != 0xFF || pattern.value[i] > 0x7F) return false;
+  *out = SevenBitNumber(pattern.value);
+  if (bytes) *bytes = pattern.size();
+  return true;
+}
+
+std::string_view FirstPart(std::string_view value) {
+  return TrimmedView(value.substr(0, value.find('|')));
+}
+
+// The parser of one form; every function returns an empty text or what is wrong.
+class RuleParser {
+ public:
+  RuleParser(const Synth& synth, RecognizeRule* rule) : synth_(synth), rule_(rule) {}
+
+  std::string Entry(std::string_view key, std::string_view value) {
+    if (key == "message") return Message(value);
+    if (key == "slots") return Slots(value);
+    if (key == "context") return Context(value);
+    if (key == "address") return Address(value);
+    if (key == "area") return Area(value);
+    if (key == "block") return Block(value);
+    if (key == "verify") return Verify(value);
+    if (key == "complete") {
+      rule_->complete = TrimmedView(value) == "1";
+      return {};
+    }
+    std::uint32_t number = 0;
+    if (key == "patchbyte" || key == "numberas") {
+      if (!RuleNumber(value, &number)) return "a number is expected";
+      (key == "patchbyte" ? rule_->patchByte : rule_->numberAs) = static_cast<int>(number);
+      return {};
+    }
+    return "unknown key \"" + std::string(key) + "\"";
+  }
+
+  std::string Finish() {
+    if (rule_->messages.empty() && !rule_->byAddress()) return "neither a message nor an address is given";
+    if (!rule_->messages.empty() && rule_->byAddress()) return "messages and addresses cannot be mixed";
+    const std::uint64_t image = synth_.fileSize;
+    const std::uint64_t voice = synth_.voiceSize;
+    const bool bank = synth_.numVoices > 1;
+    if (rule_->hasSlots) {
+      if (rule_->messages.size() != 1 || !bank) return "slots need one message and a bank";
+      if (rule_->slotCount == 0 || rule_->slotCount > synth_.numVoices) rule_->slotCount = synth_.numVoices;
+    }
+    const std::uint64_t room = rule_->hasSlots ? voice : image;
+    for (const MessageRule& message : rule_->messages)
+      if (std::uint64_t{message.at} + message.take > room) return "a message does not fit into the image";
+    if (rule_->byAddress()) {
+      if (rule_->areas.empty() || rule_->blocks.empty()) return "an address needs an area and a block";
+      for (const BlockRule& block : rule_->blocks) {
+        const std::uint64_t size = block.framed ? rule_->FramedSize(block) : block.size;
+        for (const AreaRule& area : rule_->areas)
+          if (block.at + size > (bank && area.slots ? voice : image)) return "a block does not fit into the image";
+      }
+    }
+    if (std::uint64_t{synth_.headerSize} + std::uint64_t{synth_.numVoices} * voice > image)
+      return "the voices do not fit into the image";
+    for (const VerifyRule& v : rule_->verify)
+      if (v.times > kMaxVoices || v.offset + std::uint64_t{v.step} * (v.times - 1) >= image)
+        return "a checksum lies outside the image";
+    return {};
+  }
+
+ private:
+  std::string Message(std::string_view value) {
+    MessageRule message;
+    std::string error;
+    if (!ParseBytePattern(FirstPart(value), &message.pattern, &error)) return error;
+    if (message.pattern.size() < 2) return "a message pattern needs at least two bytes";
+    message.length = rule_->hasSlots ? synth_.voiceSize : synth_.fileSize;
+    message.at = rule_->messages.empty() ? 0 : rule_->messages.back().at + rule_->messages.back().take;
+    bool taken = false, any = false;
+    const auto options = SplitOptions(value);
+    for (std::size_t i = 1; i < options.size(); ++i) {
+      const RuleOption& option = options[i];
+      std::uint32_t number = 0;
+      if (option.word == "length" && AsciiEqualNoCase(option.rest, "any")) {
+        any = true;
+        continue;
+      }
+      if (!RuleNumber(option.rest, &number)) return "\"" + option.word + "\" needs a number";
+      if (option.word == "length")
+        message.length = number;
+      else if (option.word == "at")
+        message.at = number;
+      else if (option.word == "skip")
+        message.skip = number;
+      else if (option.word == "take")
+        message.take = number, taken = true;
+      else
+        return "unknown option \"" + option.word + "\"";
+    }
+    if (any) {
+      message.length = message.take = 0;
+    } else {
+      if (message.length < message.pattern.size() + 1) return "the message is shorter than its pattern";
+      if (message.skip >= message.length) return "more is skipped than the message holds";
+      if (!taken) message.take = message.length - message.skip;
+      if (message.take > message.length - message.skip) return "more is taken than the message holds";
+    }
+    rule_->messages.push_back(std::move(message));
+    return {};
+  }
+
+  std::string Slots(std::string_view value) {
+    std::vector<std::uint32_t> numbers;
+    if (!RuleNumbers(value, &numbers) || numbers.size() < 2 || numbers.size() > 3)
+      return "slots need two or three numbers";
+    rule_->hasSlots = true;
+    rule_->slotByte = numbers[0];
+    rule_->slotFirst = numbers[1];
+    rule_->slotCount = numbers.size() > 2 ? numbers[2] : 0;
+    return {};
+  }
+
+  std::string Context(std::string_view value) {
+    const auto parts = SplitText(value, '|');
+    std::string error;
+    if (parts.size() < 2 || !ParseBytePattern(parts[0], &rule_->contextFamily, &error) ||
+        !ParseBytePattern(parts[1], &rule_->contextRest, &error))
+      return "a context needs two byte patterns";
+    rule_->hasContext = true;
+    rule_->contextDefault = parts.size() > 2 && AsciiEqualNoCase(TrimmedView(parts[2]), "default");
+    return {};
+  }
+
+  std::string Address(std::string_view value) {
+    const auto parts = SplitText(value, '|');
+    std::string error;
+    std::uint32_t count = 0;
+    if (parts.size() != 2 || !ParseBytePattern(parts[0], &rule_->address, &error) || !RuleNumber(parts[1], &count) ||
+        count < 1 || count > 4 || rule_->address.size() < 2)
+      return "an address needs a byte pattern and 1 to 4 address bytes";
+    rule_->addressBytes = count;
+    return {};
+  }
+
+  std::string Area(std::string_view value) {
+    AreaRule area;
+    if (!RuleAddress(FirstPart(value), &area.base)) return "an address of up to four 7-bit bytes is expected";
+    const auto options = SplitOptions(value);
+    for (std::size_t i = 1; i < options.size(); ++i) {
+      const bool step = options[i].word == "step";
+      if (!step && options[i].word != "slots") return "unknown option \"" + options[i].word + "\"";
+      if (!(step ? RuleAddress(options[i].rest, &area.step) : RuleNumber(options[i].rest, &area.slots)))
+        return "\"" + options[i].word + "\" has no good value";
+    }
+    if ((area.slots != 0) != (area.step != 0)) return "step and slots go together";
+    if (area.slots > kMaxVoices) return "too many slots";
+    if (synth_.numVoices > 1 && area.slots > synth_.numVoices) return "more slots than voices";
+    rule_->areas.push_back(area);
+    return {};
+  }
+
+  std::string Block(std::string_view value) {
+    BlockRule block;
+    if (!RuleAddress(FirstPart(value), &block.offset)) return "an address of up to four 7-bit bytes is expected";
+    const auto options = SplitOptions(value);
+    for (std::size_t i = 1; i < options.size(); ++i) {
+      if (options[i].word == "framed") {
+        block.framed = true;
+        continue;
+      }
+      const bool size = options[i].word == "size";
+      if (!size && options[i].word != "at") return "unknown option \"" + options[i].word + "\"";
+      if (!RuleNumber(options[i].rest, size ? &block.size : &block.at))
+        return "\"" + options[i].word + "\" needs a number";
+    }
+    if (block.size == 0) return "a block needs a size";
+    if (rule_->blocks.size() >= 256) return "too many blocks";
+    rule_->blocks.push_back(block);
+    return {};
+  }
+
+  std::string Verify(std::string_view value) {
+    std::vector<std::uint32_t> numbers;
+    if (!RuleNumbers(FirstPart(value), &numbers) || numbers.size() != 4)
+      return "a checksum needs type, start, count, offset";
+    VerifyRule verify{numbers[0], numbers[1], numbers[2], numbers[3], 1, 0};
+    const auto options = SplitOptions(value);
+    for (std::size_t i = 1; i < options.size(); ++i) {
+      const bool times = options[i].word == "times";
+      if (!times && options[i].word != "step") return "unknown option \"" + options[i].word + "\"";
+      if (!RuleNumber(options[i].rest, times ? &verify.times : &verify.step))
+        return "\"" + options[i].word + "\" needs a number";
+    }
+    if (verify.type >= static_cast<std::uint32_t>(kChecksumTypes) || verify.times == 0) return "no such checksum";
+    if (rule_->verify.size() >= 256) return "too many checksums";
+    rule_->verify.push_back(verify);
+    return {};
+  }
+
+  const Synth& synth_;
+  RecognizeRule* rule_;
+};
+
+// Voice slot k of an image, or the whole image when it has no slots.
+std::span<std::uint8_t> SlotOf(const Synth& synth, std::span<std::uint8_t> image, bool slots, std::uint32_t k) {
+  if (!slots) return image;
+  const std::uint64_t begin = std::uint64_t{synth.headerSize} + std::uint64_t{synth.voiceSize} * k;
+  if (begin + synth.voiceSize > image.size()) return {};
+  return image.subspan(static_cast<std::size_t>(begin), synth.voiceSize);
+}
+
+void PutClamped(std::span<std::uint8_t> image, std::size_t at, std::uint8_t value) {
+  if (at < image.size()) image[at] = value;
+}
+
+void FillMessage(const MessageRule& message, std::span<std::uint8_t> slot, const RecognizeRule& rule, std::uint32_t k) {
+  for (std::size_t i = message.skip; i < message.pattern.size() && i - message.skip < message.take; ++i) {
+    std::uint8_t value = message.pattern.value[i];
+    if (rule.hasSlots && i == rule.slotByte) value = static_cast<std::uint8_t>(rule.slotFirst + k);
+    PutClamped(slot, message.at + i - message.skip, value);
+  }
+  if (message.length && message.skip + message.take == message.length && message.take)
+    PutClamped(slot, std::size_t{message.at} + message.take - 1, 0xF7);
+}
+
+}  // namespace
+
+bool BytePattern::Matches(std::span<const std::uint8_t> bytes) const {
+  if (bytes.size() < value.size()) return false;
+  for (std::size_t i = 0; i < value.size(); ++i)
+    if ((bytes[i] & mask[i]) != value[i]) return false;
+  return true;
+}
+
+bool ParseBytePattern(std::string_view text, BytePattern* out, std::string* error) {
+  BytePattern pattern;
+  int digits = 0;
+  std::uint8_t value = 0, mask = 0;
+  for (const char c : TrimmedView(text)) {
+    if (c == ' ' || c == '\t') {
+      if (digits == 1) {
+        *error = "a byte pattern needs two digits a byte";
+        return false;
+      }
+      continue;
+    }
+    int digit = -1;
+    if (c >= '0' && c <= '9')
+      digit = c - '0';
+    else if (AsciiLower(c) >= 'a' && AsciiLower(c) <= 'f')
+      digit = AsciiLower(c) - 'a' + 10;
+    else if (c != '?') {
+      *error = std::string("\"") + c + "\" is neither a hex digit nor '?'";
+      return false;
+    }
+    value = static_cast<std::uint8_t>(value << 4 | (digit < 0 ? 0 : digit));
+    mask = static_cast<std::uint8_t>(mask << 4 | (digit < 0 ? 0 : 15));
+    if (++digits == 2) {
+      pattern.value.push_back(value);
+      pattern.mask.push_back(mask);
+      digits = 0;
+      value = mask = 0;
+    }
+  }
+  if (digits != 0 || pattern.value.empty() || pattern.size() > 256) {
+    *error = "a byte pattern needs two digits a byte";
+    return false;
+  }
+  *out = std::move(pattern);
+  return true;
+}
+
+std::uint32_t SevenBitNumber(std::span<const std::uint8_t> bytes) {
+  std::uint32_t value = 0;
+  for (const std::uint8_t byte : bytes) value = value << 7 | (byte & 0x7Fu);
+  return value;
+}
+
+Result ParseRecognizeRule(const std::vector<std::pair<std::string, std::string>>& entries, const Synth& synth,
+                          RecognizeRule* out) {
+  RecognizeRule rule;
+  RuleParser parser(synth, &rule);
+  // "Slots" decides how long a message is by default, so it is read first whatever the order.
+  for (const bool slots : {true, false}) {
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      std::string key = AsciiLower(entries[i].first);
+      while (!key.empty() && key.back() >= '0' && key.back() <= '9') key.pop_back();
+      if ((key == "slots") != slots) continue;
+      const std::string problem = parser.Entry(key, entries[i].second);
+      if (!problem.empty()) return Result::Failure(problem, static_cast<int>(i + 1));
+    }
+  }
+  const std::string problem = parser.Finish();
+  if (!problem.empty()) return Result::Failure(problem, static_cast<int>(std::max<std::size_t>(entries.size(), 1)));
+  *out = std::move(rule);
+  return Result::Success();
+}
+
+void FillFrame(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image) {
+  if (!rule.byAddress()) {
+    const std::uint32_t slots = rule.hasSlots ? rule.slotCount : 1;
+    for (std::uint32_t k = 0; k < slots; ++k)
+      for (const MessageRule& message : rule.messages)
+        FillMessage(message, SlotOf(synth, image, rule.hasSlots, k), rule, k);
+    return;
+  }
+  const AreaRule& area = rule.areas.front();
+  const bool bank = synth.numVoices > 1 && area.slots != 0;
+  for (std::uint32_t k = 0; k < (bank ? area.slots : 1); ++k) {
+    const std::span<std::uint8_t> slot = SlotOf(synth, image, bank, k);
+    for (const BlockRule& block : rule.blocks) {
+      if (!block.framed || std::uint64_t{block.at} + rule.FramedSize(block) > slot.size()) continue;
+      std::uint8_t* p = slot.data() + block.at;
+      std::copy(rule.address.value.begin(), rule.address.value.end(), p);
+      RolandWrite(static_cast<int>(rule.addressBytes), p + rule.address.size(),
+                  area.base + area.step * k + block.offset);
+      const std::uint32_t size = rule.FramedSize(block);
+      const std::size_t head = rule.address.size();
+      p[size - 2] = RolandCheckSum(p + head, rule.addressBytes + block.size);
+      p[size - 1] = 0xF7;
+    }
+  }
+}
+
+void StoreChecksums(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image) {
+  for (const VerifyRule& v : rule.verify)
+    for (std::uint32_t i = 0; i < v.times; ++i) {
+      const std::int64_t shift = std::int64_t{v.step} * i;
+      CSum(image, 0, static_cast<int>(v.type), v.start + shift, v.count, v.offset + shift);
+    }
+  if (rule.verify.empty() && synth.checksumLength)
+    CSum(image, 0, synth.checksumType, synth.checksumStart, synth.checksumLength, synth.checksumOffset);
+}
+
+}  // namespace tonalith

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "data/data_records.h"
+#include "platform/result.h"
+
+namespace tonalith {
+
+// How the data of one data type looks in a file.  Kept in section "Recognize %d" of the module INI (%d = driver id);
+// further forms of the same data type in "Recognize %d.1", "Recognize %d.2" ...  Numbers are decimal (0x.. for hex),
+// bytes hex; '?' in a byte stands for any hex digit.
+//
+//   Message0=F0 43 0? 09 20 00 | length 4104 | at 0 | skip 0 | take 4104
+//       a message that begins so.  length: bytes from F0 to F7 (default: the image; `length any`); at: where it goes in
+//       the image (default: behind the message before); skip: bytes left out in front; take: bytes kept
+//   Message1=...           more messages of the same piece, one behind the other in the file
+//   Slots=BYTE FIRST COUNT the single message fills one voice slot; its byte BYTE minus FIRST is the slot
+//   Context=F0 10 06 0A | 01 | default
+//       the last message before that begins with the first part must go on with the second; `default`: also without
+//       such a message
+//   Address=F0 41 ?? 14 12 | 3
+//       messages that carry data by address: how they begin, and the number of address bytes that follow (7 bits each,
+//       highest first).  Behind the data stand a checksum over address and data and F7.
+//   Area0=02 00 00 | step 00 03 40 | slots 64
+//       where the image lies; with slots: one voice (a bank) or one patch number (a single patch) every step
+//   Block0=00 00 00 | size 448 | at 0 | framed
+//       what lies at an address inside the area (or slot), and where it goes in the image (or voice slot).  framed: the
+//       image keeps whole messages
+//   Complete=1             only when nothing is missing; else two voices of a bank are enough
+//   PatchByte=N            byte of the message that is the patch number of a single patch
+//   NumberAs=ID            a single patch is numbered as in the bank with this driver id
+//   Verify0=TYPE START COUNT OFFSET | times N | step S
+//       a checksum inside the image, in the terms of CSum.  Without any: the descriptor's own checksum
+
+struct BytePattern {
+  std::vector<std::uint8_t> value;
+  std::vector<std::uint8_t> mask;  // bits that must agree
+
+  std::size_t size() const { return value.size(); }
+  bool Matches(std::span<const std::uint8_t> bytes) const;  // bytes may be longer
+};
+
+struct MessageRule {
+  BytePattern pattern;
+  std::uint32_t length = 0;  // 0: any
+  std::uint32_t at = 0;
+  std::uint32_t skip = 0;
+  std::uint32_t take = 0;  // with length 0: what is left
+};
+
+struct AreaRule {
+  std::uint32_t base = 0;  // 7-bit groups put together
+  std::uint32_t step = 0;
+  std::uint32_t slots = 0;  // 0: the area is one image
+};
+
+struct BlockRule {
+  std::uint32_t offset = 0;
+  std::uint32_t size = 0;
+  std::uint32_t at = 0;
+  bool framed = false;
+};
+
+struct VerifyRule {
+  std::uint32_t type = 0, start = 0, count = 0, offset = 0;
+  std::uint32_t times = 1, step = 0;
+};
+
+struct RecognizeRule {
+  std::vector<MessageRule> messages;
+  bool hasSlots = false;
+  std::uint32_t slotByte = 0, slotFirst = 0, slotCount = 0;
+  BytePattern contextFamily, contextRest;
+  bool hasContext = false, contextDefault = false;
+  BytePattern address;
+  std::uint32_t addressBytes = 0;
+  std::vector<AreaRule> areas;
+  std::vector<BlockRule> blocks;
+  bool complete = false;
+  int patchByte = -1;
+  int numberAs = -1;
+  std::vector<VerifyRule> verify;
+
+  bool byAddress() const { return addressBytes != 0; }
+  // Image bytes of a framed block: header, address, data, checksum, F7.
+  std::uint32_t FramedSize(const BlockRule& block) const {
+    return static_cast<std::uint32_t>(address.size()) + addressBytes + block.size + 2;
+  }
+};
+
+// "F0 4? ??"; nothing but hex digits, '?', blanks.  False with a sentence.
+bool ParseBytePattern(std::string_view text, BytePattern* out, std::string* error);
+
+// Reads one form of a data type from its entries (key and value, in order; keys without regard to case and with or
+// without a number).  The descriptor fills in what is left out and bounds everything: all places lie inside the image.
+// On failure Result::code is the index of the entry plus 1 (0 is never used: rules about the whole form give the last).
+Result ParseRecognizeRule(const std::vector<std::pair<std::string, std::string>>& entries, const Synth& synth,
+                          RecognizeRule* out);
+
+// Writes the bytes of the messages that are the same for all data (wildcards as 0) into an image: message starts, slot
+// numbers, addresses, F7s.  Makes an empty image one that the instrument would take.
+void FillFrame(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image);
+// Stores every checksum of the rule (or the descriptor's own) into an image.
+void StoreChecksums(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image);
+
+// Number of 7-bit bytes, highest first.
+std::uint32_t SevenBitNumber(std::span<const std::uint8_t> bytes);
+
+}  // namespace tonalith
