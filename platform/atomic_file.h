@@ -42,6 +42,7 @@ class AtomicFile {
  private:
   Result Fail(const char* what, int error);
   Result NameTemporary();
+  Result CopyToNamed();
 
   std::string target_;     // what is replaced: the path with symbolic links followed
   std::string temporary_;  // empty while the temporary file has no name

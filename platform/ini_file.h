@@ -82,6 +82,7 @@ class IniFile {
   bool cp1252_ = false;
   bool byteOrderMark_ = false;
   bool changed_ = false;
+  Result unreadable_;
 };
 
 // The classic one-shot calls; `file` is read at every call.

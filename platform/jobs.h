@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -153,7 +154,7 @@ class Jobs {
   std::mutex mutex_;
   WaitPoint changed_;
   std::deque<Item> queue_;
-  std::vector<CancelToken> running_;
+  std::list<CancelToken> running_;
   std::vector<WorkerThread> threads_;
   unsigned idle_ = 0;
   bool stopping_ = false;

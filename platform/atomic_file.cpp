@@ -1,0 +1,315 @@
+#include "platform/atomic_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/path_resolver.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::size_t kWriteBuffer = 1 << 16;
+
+// The file a path stands for, with symbolic links followed even when the last one points to nothing yet.
+std::string FollowLinks(const std::string& path) {
+  if (auto real = RealPath(path)) return *real;
+  std::string current = path;
+  for (int hops = 0; hops < 40; ++hops) {
+    char link[4096];
+    const ssize_t length = readlink(current.c_str(), link, sizeof link);
+    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof link) return current;
+    current = JoinPath(FolderOf(current), std::string_view(link, static_cast<std::size_t>(length)));
+  }
+  return current;
+}
+
+std::string TemporaryName(const std::string& target) {
+  static std::atomic<unsigned> counter{0};
+  std::string name(CutUtf8(FileNameOf(target), 200));
+  return JoinPath(FolderOf(target),
+                  Printf(".%s.%ld-%u.part", name.c_str(), static_cast<long>(getpid()), counter.fetch_add(1) + 1));
+}
+
+bool WriteFully(int fd, const std::uint8_t* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(fd, data, std::min<std::size_t>(size, std::size_t{1} << 30));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    data += written;
+    size -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+// Makes a rename in the folder durable; file systems that cannot do that for folders are left alone.
+void SyncFolder(const std::string& folder) {
+  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  ::fsync(fd);
+  ::close(fd);
+}
+
+template <typename Container>
+Result ReadInto(const std::string& path, Container& out, std::size_t limit) {
+  out.clear();
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return FileFailure("open", path, errno);
+  struct stat info {};
+  Result result;
+  if (::fstat(fd, &info) != 0) {
+    result = FileFailure("open", path, errno);
+  } else if (S_ISDIR(info.st_mode)) {
+    result = FileFailure("open", path, EISDIR);
+  } else if (S_ISREG(info.st_mode) && info.st_size > static_cast<off_t>(limit)) {
+    result = Result::Failure(Printf("%s is too large (more than %zu bytes).", path.c_str(), limit), kFileTooLarge);
+  } else {
+    // One byte more than the file has shows its end without growing; pipes and devices grow step by step.
+    std::size_t used = 0;
+    const bool regular = S_ISREG(info.st_mode) && info.st_size > 0;
+    out.resize(regular ? static_cast<std::size_t>(info.st_size) + 1 : kWriteBuffer);
+    for (;;) {
+      const ssize_t count = ::read(fd, out.data() + used, out.size() - used);
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) result = FileFailure("read", path, errno);
+      if (count <= 0) break;
+      used += static_cast<std::size_t>(count);
+      if (used > limit) {
+        result = Result::Failure(Printf("%s is too large (more than %zu bytes).", path.c_str(), limit), kFileTooLarge);
+        break;
+      }
+      if (used == out.size()) out.resize(std::min(used * 2, limit + 1));
+    }
+    out.resize(result ? used : 0);
+  }
+  ::close(fd);
+  return result;
+}
+
+}  // namespace
+
+Result FileFailure(const char* what, const std::string& path, int error) {
+  int code = kFileFailed;
+  const char* reason = nullptr;
+  char buffer[128];
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      code = kFileMissing;
+      reason = "there is no such file or folder";
+      break;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      code = kFileDenied;
+      reason = "you do not have the permission";
+      break;
+    case ENOSPC:
+    case EDQUOT:
+      reason = "the disk is full";
+      break;
+    case EISDIR:
+      reason = "it is a folder";
+      break;
+    case ENAMETOOLONG:
+      reason = "the name is too long";
+      break;
+    default:
+      reason = strerror_r(error, buffer, sizeof buffer);
+  }
+  return Result::Failure(Printf("Cannot %s %s: %s.", what, path.c_str(), reason), code);
+}
+
+AtomicFile::~AtomicFile() {
+  Discard();
+}
+
+Result AtomicFile::Fail(const char* what, int error) {
+  failed_ = FileFailure(what, asked_, error);
+  Discard();
+  return failed_;
+}
+
+void AtomicFile::Discard() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+  if (!temporary_.empty()) ::unlink(temporary_.c_str());
+  temporary_.clear();
+  buffer_.clear();
+}
+
+Result AtomicFile::Open(const std::string& path) {
+  Discard();
+  failed_ = {};
+  asked_ = path;
+  target_ = FollowLinks(path);
+  direct_ = false;
+  struct stat old {};
+  const bool exists = ::stat(target_.c_str(), &old) == 0;
+  if (exists && S_ISDIR(old.st_mode)) return Fail("write", EISDIR);
+  if (exists && ::access(target_.c_str(), W_OK) != 0) return Fail("write", errno);
+  if (exists && !S_ISREG(old.st_mode)) {
+    fd_ = ::open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    direct_ = true;
+    return fd_ < 0 ? Fail("write", errno) : Result::Success();
+  }
+  // A file without a name vanishes by itself when the program dies while writing.
+  if (::access("/proc/self/fd", X_OK) == 0) {
+    fd_ = ::open(FolderOf(target_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+  }
+  if (fd_ < 0) {
+    temporary_ = TemporaryName(target_);
+    fd_ = ::open(temporary_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+    if (fd_ < 0) {
+      const int error = errno;
+      temporary_.clear();
+      return Fail("write", error);
+    }
+  }
+  if (exists) {
+    // The owner can be kept by the superuser only, the group by its members.
+    if (::fchown(fd_, old.st_uid, old.st_gid) != 0 && ::fchown(fd_, static_cast<uid_t>(-1), old.st_gid) != 0) errno = 0;
+    if (::fchmod(fd_, old.st_mode & 07777) != 0) return Fail("write", errno);
+  }
+  buffer_.reserve(kWriteBuffer);
+  return Result::Success();
+}
+
+Result AtomicFile::Write(std::span<const std::uint8_t> bytes) {
+  if (!failed_) return failed_;
+  if (fd_ < 0) return Result::Failure("The file is not open.");
+  if (buffer_.size() + bytes.size() < kWriteBuffer) {
+    buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
+    return Result::Success();
+  }
+  if (!WriteFully(fd_, buffer_.data(), buffer_.size())) return Fail("write", errno);
+  buffer_.clear();
+  if (!WriteFully(fd_, bytes.data(), bytes.size())) return Fail("write", errno);
+  return Result::Success();
+}
+
+Result AtomicFile::Write(std::string_view bytes) {
+  return Write(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+}
+
+Result AtomicFile::NameTemporary() {
+  if (!temporary_.empty()) return Result::Success();
+  const std::string self = Printf("/proc/self/fd/%d", fd_);
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const std::string name = TemporaryName(target_);
+    if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+      temporary_ = name;
+      return Result::Success();
+    }
+    if (errno != EEXIST) break;
+  }
+  return CopyToNamed();
+}
+
+// For file systems that make files without a name but cannot give them one.
+Result AtomicFile::CopyToNamed() {
+  const std::string name = TemporaryName(target_);
+  struct stat info {};
+  if (::fstat(fd_, &info) != 0) return Fail("write", errno);
+  const int named = ::open(name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, info.st_mode & 07777);
+  if (named < 0) return Fail("write", errno);
+  temporary_ = name;
+  std::vector<std::uint8_t> block(kWriteBuffer);
+  bool good = ::fchmod(named, info.st_mode & 07777) == 0;
+  for (off_t at = 0; good && at < info.st_size;) {
+    const ssize_t count = ::pread(fd_, block.data(), block.size(), at);
+    good = count > 0 && WriteFully(named, block.data(), static_cast<std::size_t>(count));
+    at += count;
+  }
+  good = good && ::fsync(named) == 0;
+  const int error = errno;
+  ::close(fd_);
+  fd_ = named;
+  return good ? Result::Success() : Fail("write", error);
+}
+
+Result AtomicFile::Commit() {
+  if (!failed_) return failed_;
+  if (fd_ < 0) return Result::Failure("The file is not open.");
+  if (!WriteFully(fd_, buffer_.data(), buffer_.size())) return Fail("write", errno);
+  buffer_.clear();
+  if (direct_) {
+    const int fd = fd_;
+    fd_ = -1;
+    return ::close(fd) == 0 ? Result::Success() : Fail("write", errno);
+  }
+  if (::fsync(fd_) != 0) return Fail("write", errno);
+  if (const Result named = NameTemporary(); !named) return named;
+  const int fd = fd_;
+  fd_ = -1;
+  if (::close(fd) != 0) return Fail("write", errno);
+  if (::rename(temporary_.c_str(), target_.c_str()) != 0) return Fail("replace", errno);
+  temporary_.clear();
+  SyncFolder(FolderOf(target_));
+  return Result::Success();
+}
+
+Result WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes) {
+  AtomicFile file;
+  if (const Result result = file.Open(path); !result) return result;
+  if (const Result result = file.Write(bytes); !result) return result;
+  return file.Commit();
+}
+
+Result WriteFileAtomically(const std::string& path, std::string_view bytes) {
+  return WriteFileAtomically(path, std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+}
+
+Result CopyFileAtomically(const std::string& from, const std::string& to) {
+  std::vector<std::uint8_t> bytes;
+  if (const Result result = ReadWholeFile(from, bytes); !result) return result;
+  return WriteFileAtomically(to, bytes);
+}
+
+Result ReadWholeFile(const std::string& path, std::vector<std::uint8_t>& out, std::size_t limit) {
+  return ReadInto(path, out, limit);
+}
+
+Result ReadWholeFile(const std::string& path, std::string& out, std::size_t limit) {
+  return ReadInto(path, out, limit);
+}
+
+bool FileExists(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
+}
+
+bool FolderExists(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+Result MakeFolders(const std::string& path) {
+  if (path.empty()) return FileFailure("create the folder", path, ENOENT);
+  for (std::size_t at = path.find('/', 1);; at = path.find('/', at + 1)) {
+    const std::string part = path.substr(0, at);
+    if (::mkdir(part.c_str(), 0777) != 0 && !FolderExists(part)) {
+      return FileFailure("create the folder", part, errno == EEXIST ? ENOTDIR : errno);
+    }
+    if (at == std::string::npos) return Result::Success();
+  }
+}
+
+Result SetAsideBroken(const std::string& path) {
+  std::string name = path + ".broken";
+  struct stat info {};
+  for (int i = 2; ::lstat(name.c_str(), &info) == 0 && i < 1000; ++i) name = Printf("%s.broken%d", path.c_str(), i);
+  if (::rename(path.c_str(), name.c_str()) != 0) return FileFailure("rename", path, errno);
+  return Result::Success();
+}
+
+}  // namespace tonalith
