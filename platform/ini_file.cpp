@@ -247,12 +247,14 @@ bool IniFile::Set(std::string_view section, std::string_view key, std::string_vi
     return true;
   }
   changed_ = true;
-  if (!endsWithLineEnd_ && !lines_.empty()) {
+  const auto endLastLine = [&] {
+    if (endsWithLineEnd_ || lines_.empty()) return;
     lines_.back().text += ending;
     endsWithLineEnd_ = true;
-  }
+  };
   auto range = Range(section);
   if (!range) {
+    endLastLine();
     if (!lines_.empty() && !TrimmedView(lines_.back().text).empty()) lines_.push_back(Read(ending));
     lines_.push_back(Read('[' + Encode(TrimmedView(section)) + ']' + ending));
     range = std::pair(lines_.size(), lines_.size());
@@ -260,6 +262,7 @@ bool IniFile::Set(std::string_view section, std::string_view key, std::string_vi
   }
   std::size_t place = range->second;
   while (place > range->first && TrimmedView(lines_[place - 1].text).empty()) --place;
+  if (place == lines_.size()) endLastLine();
   lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(place),
                 Read(Encode(name) + '=' + Encode(Quoted(value)) + ending));
   if (place + 1 == lines_.size()) {
