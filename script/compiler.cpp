@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "platform/prompts.h"
+#include "platform/text.h"
 #include "script/statement_table.h"
 
 namespace tonalith {
@@ -18,7 +19,7 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 bool IsHexDigit(char c) {
-  return IsDigit(c) || (UpperLetter(c) >= 'A' && UpperLetter(c) <= 'F');
+  return IsDigit(c) || (AsciiUpper(c) >= 'A' && AsciiUpper(c) <= 'F');
 }
 // What separates a keyword and its operands.  A tab is no separator there.
 bool IsOperandBlank(char c) {
@@ -29,7 +30,7 @@ bool IsStatementBlank(char c) {
   return IsOperandBlank(c) || c == 9 || c == '[' || c == '{' || c == '}';
 }
 bool IsVariableLetter(char c) {
-  return UpperLetter(c) >= 'V' && UpperLetter(c) <= 'Z';
+  return AsciiUpper(c) >= 'V' && AsciiUpper(c) <= 'Z';
 }
 
 // The digits at `position`, as far as they go; values above the 64-bit range stay at its limit.
@@ -86,7 +87,7 @@ CompileError ScriptCompiler::SynNextChar() {
 CompileError ScriptCompiler::SynWriteLong() {
   const int begin = ch_;
   std::uint32_t word = 0;
-  const char c = UpperLetter(Current());
+  const char c = AsciiUpper(Current());
   if (c >= 'W' && c <= 'Z') {
     word = kNumberRegisterBit | static_cast<std::uint32_t>(c - 'W');
     ++ch_;
@@ -107,7 +108,7 @@ CompileError ScriptCompiler::SynWriteLong() {
 }
 
 bool ScriptCompiler::SynGetVar(std::uint32_t& index) {
-  const char c = UpperLetter(Current());
+  const char c = AsciiUpper(Current());
   if (c >= 'W' && c <= 'Z') {
     ++ch_;
     index = static_cast<std::uint32_t>(c - 'W');
@@ -216,7 +217,7 @@ CompileError ScriptCompiler::Simple(int letters, std::uint8_t opcode, std::initi
 }
 
 CompileError ScriptCompiler::ShortD() {
-  switch (UpperLetter(At(ch_ + 1))) {
+  switch (AsciiUpper(At(ch_ + 1))) {
     case 'M':
       return Simple(2, 15, {Form::Number});
     case 'R':
@@ -230,7 +231,7 @@ CompileError ScriptCompiler::ShortD() {
 
 CompileError ScriptCompiler::ShortF() {
   if (const auto error = SynNextChar(); error != CompileError::None) return error;
-  switch (UpperLetter(Current())) {
+  switch (AsciiUpper(Current())) {
     case 'A': {
       NoteStatement(ch_ + 1, 11, -1, nullptr);
       if (const auto error = Emit(11); error != CompileError::None) return error;
@@ -286,13 +287,13 @@ CompileError ScriptCompiler::ShortG() {
                                      {'U', 11, 1},
                                      {'W', 8, 2}};
   for (const GForm& form : kForms) {
-    if (form.letter != UpperLetter(Current())) continue;
+    if (form.letter != AsciiUpper(Current())) continue;
     std::int8_t sub = form.sub;
     std::int8_t numbers = form.numbers;
     if (form.second) {
       int position = ch_ + 1;
       while (IsOperandBlank(At(position))) ++position;
-      if (UpperLetter(At(position)) == form.second) {
+      if (AsciiUpper(At(position)) == form.second) {
         ch_ = position;
         sub = form.secondSub;
         numbers = form.secondNumbers;
@@ -320,7 +321,7 @@ CompileError ScriptCompiler::ShortI() {
                                       {"FG", 28, 1},  {"FE", 25, 0}, {"FX", 38, 0},  {"FQ", 33, 2}, {"F", 23, 1}};
   for (const IfForm& form : kForms) {
     std::size_t i = 0;
-    while (i < form.text.size() && UpperLetter(At(ch_ + static_cast<int>(i))) == form.text[i]) ++i;
+    while (i < form.text.size() && AsciiUpper(At(ch_ + static_cast<int>(i))) == form.text[i]) ++i;
     if (i < form.text.size()) continue;
     const int letters = static_cast<int>(form.text.size());
     if (form.operands == 0) return Simple(letters, form.opcode, {});
@@ -370,7 +371,7 @@ CompileError ScriptCompiler::ShortN() {
 }
 
 CompileError ScriptCompiler::ShortR() {
-  switch (UpperLetter(At(ch_ + 1))) {
+  switch (AsciiUpper(At(ch_ + 1))) {
     case 'B':
       return Simple(2, 17, {Form::Number});
     case 'A':
@@ -378,7 +379,7 @@ CompileError ScriptCompiler::ShortR() {
     case 'D':
       return Simple(2, 21, {Form::Number, Form::Number});
     case 'E':
-      if (UpperLetter(At(ch_ + 2)) == 'T') return Simple(3, 20, {Form::Variable});
+      if (AsciiUpper(At(ch_ + 2)) == 'T') return Simple(3, 20, {Form::Variable});
       break;
     default:
       break;
@@ -444,7 +445,7 @@ CompileError ScriptCompiler::ShortForm(char letter) {
     case 'S':
       return ShortS();
     case 'T':
-      if (UpperLetter(At(ch_ + 1)) == 'R') return Simple(2, 16, {Form::Number});
+      if (AsciiUpper(At(ch_ + 1)) == 'R') return Simple(2, 16, {Form::Number});
       return Simple(1, 0, {Form::Number});
     default:
       // Unknown words with P, Q, U, V, W, H and Z, and every character that starts no statement.
@@ -456,7 +457,7 @@ CompileError ScriptCompiler::Statement() {
   statementLine_ = line_;
   statementStart_ = ch_;
   if (const ScriptKeyword* keyword = MatchKeyword(Rest())) return Keyword(*keyword);
-  return ShortForm(UpperLetter(Current()));
+  return ShortForm(AsciiUpper(Current()));
 }
 
 CompileError ScriptCompiler::SynGoCompile() {
@@ -505,7 +506,7 @@ int SynCompile(std::span<const std::string> lines, std::span<std::uint8_t> dest,
   ScriptCompiler compiler(lines, dest);
   const CompileError error = compiler.SynGoCompile();
   if (error == CompileError::None) return static_cast<int>(compiler.size());
-  if (prompts) prompts->Say(kCompileReportTitle, compiler.Report(error));
+  if (prompts) prompts->Say(kCompileReportTitle, Latin1ToUtf8(compiler.Report(error)));
   return 0;
 }
 

@@ -1,5 +1,7 @@
 #include "script/keyword_table.h"
 
+#include "platform/text.h"
+
 namespace tonalith {
 namespace {
 
@@ -218,10 +220,10 @@ std::span<const ScriptKeyword> KeywordsFor(char letter) {
 
 const ScriptKeyword* MatchKeyword(std::string_view text) {
   if (text.empty()) return nullptr;
-  for (const ScriptKeyword& keyword : KeywordsFor(UpperLetter(text[0]))) {
+  for (const ScriptKeyword& keyword : KeywordsFor(AsciiUpper(text[0]))) {
     if (keyword.text.size() > text.size()) continue;
     std::size_t i = 0;
-    while (i < keyword.text.size() && UpperLetter(keyword.text[i]) == UpperLetter(text[i])) ++i;
+    while (i < keyword.text.size() && AsciiUpper(keyword.text[i]) == AsciiUpper(text[i])) ++i;
     if (i == keyword.text.size()) return &keyword;
   }
   return nullptr;

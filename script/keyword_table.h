@@ -22,11 +22,6 @@ struct ScriptKeyword {
   std::int8_t numbers = kOperandsOfTable;
 };
 
-// ASCII upper case; other bytes unchanged.
-constexpr char UpperLetter(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
 // The words of a first letter (upper case) in the order of comparison; empty for letters without words.  The list of
 // 'M' also holds the words that begin with "ZK" and the list of 'U' those that begin with "HX", hence 'Z' and 'H' give
 // these lists.

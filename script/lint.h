@@ -6,9 +6,9 @@
 
 namespace tonalith {
 
-// Doubtful places of a script source.  The compiler accepts them without a word, but what they compile to is rarely what
-// was meant: unknown words that are read letter by letter, operands that are not there, data bytes taken from the text
-// behind the list, numbers that turn into variables, blocks that stay open.
+// Doubtful places of a script source.  The compiler accepts them without a word, but what they compile to is rarely
+// what was meant: unknown words that are read letter by letter, operands that are not there, data bytes taken from the
+// text behind the list, numbers that turn into variables, blocks that stay open.
 struct LintWarning {
   int line = 0;       // from 1
   int character = 0;  // from 1

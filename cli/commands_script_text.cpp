@@ -1,0 +1,150 @@
+#include "cli/commands_script_text.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <span>
+
+#include "platform/text.h"
+#include "script/compiler.h"
+#include "script/lint.h"
+#include "script/listing.h"
+
+namespace tonalith {
+namespace {
+
+constexpr std::size_t kMaxScriptFile = std::size_t{256} << 20;
+
+// The whole of FILE, or of the standard input for "-".
+bool ReadScriptOperand(const std::string& operand, std::istream& in, std::ostream& err, std::string& bytes) {
+  std::ifstream file;
+  if (operand != "-") {
+    file.open(operand, std::ios::binary);
+    if (!file) {
+      err << "Cannot open \"" << operand << "\".\n";
+      return false;
+    }
+  }
+  std::istream& source = operand == "-" ? in : file;
+  char block[65536];
+  while (source.read(block, sizeof(block)) || source.gcount() > 0) {
+    bytes.append(block, static_cast<std::size_t>(source.gcount()));
+    if (bytes.size() > kMaxScriptFile) {
+      err << "\"" << operand << "\" is larger than 256 MiB.\n";
+      return false;
+    }
+  }
+  if (source.bad() || (operand != "-" && !source.eof())) {
+    err << "Cannot read \"" << operand << "\".\n";
+    return false;
+  }
+  return true;
+}
+
+int HexDigitValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  const char upper = AsciiUpper(c);
+  return upper >= 'A' && upper <= 'F' ? upper - 'A' + 10 : -1;
+}
+
+// Bytecode from hex text; empty when the input holds anything but pairs of digits, blanks and line ends.
+std::optional<std::vector<std::uint8_t>> ParseBytecodeText(const std::string& text) {
+  std::vector<std::uint8_t> bytes;
+  int high = -1;
+  for (const char c : text) {
+    if (c == ' ' || c == '\t' || c == '\r' || c == '\n') continue;
+    const int digit = HexDigitValue(c);
+    if (digit < 0) return std::nullopt;
+    if (high < 0) {
+      high = digit;
+    } else {
+      bytes.push_back(static_cast<std::uint8_t>(high << 4 | digit));
+      high = -1;
+    }
+  }
+  if (high >= 0 || bytes.empty()) return std::nullopt;
+  return bytes;
+}
+
+void PrintHexLine(std::span<const std::uint8_t> bytes, std::ostream& out) {
+  char pair[4];
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    std::snprintf(pair, sizeof(pair), i ? " %02X" : "%02X", bytes[i]);
+    out << pair;
+  }
+  out << '\n';
+}
+
+}  // namespace
+
+const char* const kCompileHelp =
+    "compile [--lint] [--capacity N] FILE|-   compile a script and print the bytecode in hex\n";
+const char* const kListHelp = "list FILE|-   print the listing of bytecode (hex text or raw bytes)\n";
+
+int RunCompile(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+  bool lint = false;
+  std::size_t capacity = kMaxScriptBytes;
+  std::optional<std::string> operand;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "--lint") {
+      lint = true;
+    } else if (args[i] == "--capacity" && i + 1 < args.size()) {
+      const auto number = ParseInteger(args[++i]);
+      if (!number || *number < 0 || *number > static_cast<std::int64_t>(kMaxScriptBytes)) {
+        err << "The capacity is a number from 0 to " << kMaxScriptBytes << ".\n";
+        return 1;
+      }
+      capacity = static_cast<std::size_t>(*number);
+    } else if (!operand && (args[i] == "-" || args[i].empty() || args[i][0] != '-')) {
+      operand = args[i];
+    } else {
+      err << "compile does not know \"" << args[i] << "\".\n" << kCompileHelp;
+      return 1;
+    }
+  }
+  if (!operand) {
+    err << "compile needs a file, or - for the standard input.\n" << kCompileHelp;
+    return 1;
+  }
+  std::string source;
+  if (!ReadScriptOperand(*operand, in, err, source)) return 1;
+  const CompileResult result = CompileScript(source, capacity);
+  if (lint) {
+    for (const LintWarning& warning : Lint(source)) err << FormatLintWarning(warning) << '\n';
+  }
+  if (!result.ok()) {
+    err << result.report << '\n';
+    return 1;
+  }
+  PrintHexLine(result.code, out);
+  return 0;
+}
+
+int RunList(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+  if (args.size() != 1) {
+    err << "list needs one file, or - for the standard input.\n" << kListHelp;
+    return 1;
+  }
+  std::string input;
+  if (!ReadScriptOperand(args[0], in, err, input)) return 1;
+  std::vector<std::uint8_t> code(input.begin(), input.end());
+  if (auto bytes = ParseBytecodeText(input)) code = std::move(*bytes);
+  const ListingResult result = ListScript(code);
+  out << result.text;
+  if (result.text.empty() || result.text.back() != '\n') out << '\n';
+  if (result.error == ListingError::None) return 0;
+  err << ListingReport(result.error) << '\n';
+  if (result.stoppedAt >= code.size()) {
+    err << "The code ends without its end byte FF.\n";
+  } else {
+    char place[80];
+    std::snprintf(place, sizeof(place), "No complete statement at byte %zu (%02X).\n", result.stoppedAt,
+                  code[result.stoppedAt]);
+    err << place;
+  }
+  return 1;
+}
+
+}  // namespace tonalith

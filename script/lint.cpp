@@ -1,0 +1,271 @@
+#include "script/lint.h"
+
+#include <cstdlib>
+#include <span>
+
+#include "platform/text.h"
+#include "script/compiler.h"
+#include "script/statement_table.h"
+
+namespace tonalith {
+namespace {
+
+using Event = CompileEvent;
+using Kind = CompileEvent::Kind;
+
+constexpr std::uint8_t kLoopOpcode = 4;
+constexpr std::uint8_t kBlockEndOpcode = 7;
+constexpr std::uint8_t kDataOpcode = 8;
+constexpr std::uint8_t kCopyDataOpcode = 11;
+constexpr std::uint8_t kAssignOpcode = 14;
+constexpr std::uint32_t kLargestLiteral = 0x3FFFFFFF;
+constexpr std::uint32_t kLargestVariableIndex = 32767;
+
+bool IsLetter(char c) {
+  return std::isalpha(static_cast<unsigned char>(c)) && static_cast<unsigned char>(c) < 128;
+}
+bool IsDecimal(char c) {
+  return c >= '0' && c <= '9';
+}
+bool IsSpace(char c) {
+  return c == ' ' || c == 8 || c == 10 || c == 13 || c == 9 || c == 0;
+}
+
+// Words whose code is not what their name says.
+struct OddWord {
+  std::string_view word;
+  const char* text;
+};
+constexpr OddWord kOddWords[] = {
+    {"SETSELECT", "SETSELECT compiles to GetStringListSize with three numbers; the last two are run as statements"},
+    {"ASSERT", "ASSERT takes no number when it runs; the bytes of the number are run as statements"},
+    {"IDCopy", "IDCopy compiles without operands, but four numbers are read when it runs"},
+    {"SyxFree", "SyxFree compiles to the code of SyxBytes"},
+    {"TableClr", "TableClr compiles to the code of TableInit"},
+};
+
+class ScriptLint {
+ public:
+  ScriptLint(const std::vector<std::string>& lines, const std::vector<Event>& events)
+      : lines_(lines), events_(events) {}
+
+  std::vector<LintWarning> Run() {
+    for (std::size_t i = 0; i < events_.size();) {
+      std::size_t next = i + 1;
+      while (next < events_.size() && events_[next].kind != Kind::Statement) ++next;
+      CheckStatement(events_[i], std::span<const Event>(events_).subspan(i + 1, next - i - 1));
+      previousEnd_ = next > i + 1 ? &events_[next - 1] : &events_[i];
+      i = next;
+    }
+    for (const Event* loop : loops_) Warn(*loop, "the loop is never closed by a ]");
+    return std::move(warnings_);
+  }
+
+ private:
+  char At(int line, int position) const {
+    if (line < 0 || line >= static_cast<int>(lines_.size()) || position < 0) return 0;
+    const std::string& text = lines_[static_cast<std::size_t>(line)];
+    return position < static_cast<int>(text.size()) ? text[static_cast<std::size_t>(position)] : '\0';
+  }
+
+  std::string WordAt(int line, int position) const {
+    std::string word;
+    for (char c = At(line, position); IsLetter(c) || IsDecimal(c) || c == '_'; c = At(line, ++position)) word += c;
+    return word;
+  }
+
+  // Source text from the end of `from` to the end of `to`, line ends as blanks.
+  std::string Between(const Event& from, const Event& to) const {
+    std::string text;
+    int position = from.end;
+    for (int line = from.endLine; line <= to.endLine; ++line, position = 0) {
+      const int stop = line == to.endLine ? to.end : static_cast<int>(lines_[static_cast<std::size_t>(line)].size());
+      for (; position < stop; ++position) text += At(line, position);
+      text += ' ';
+    }
+    return text;
+  }
+
+  void Warn(const Event& at, std::string text) { warnings_.push_back({at.line + 1, at.begin + 1, std::move(text)}); }
+
+  static std::string Quoted(char c) { return c == 9 ? "a tab" : c == 0 ? "the end" : std::string("\"") + c + "\""; }
+
+  static std::string StatementName(const Event& statement) {
+    const StatementInfo* info = FindStatement(statement.opcode, statement.sub);
+    return info && info->name ? info->name : "?";
+  }
+
+  void CheckStatement(const Event& statement, std::span<const Event> operands) {
+    if (ContinuesWord(statement)) return;
+    const bool known = CheckWord(statement, operands);
+    if (statement.keyword) CheckOddWord(statement);
+    CheckBlocks(statement, operands);
+    if (!known) return;
+    const Event* before = &statement;
+    for (const Event& operand : operands) {
+      if (operand.kind == Kind::DataByte) break;
+      if (before != &statement && statement.opcode != kAssignOpcode) CheckSeparator(*before);
+      if (operand.kind == Kind::Number) CheckNumber(statement, operand, &operand == operands.data());
+      if (operand.kind == Kind::Variable) CheckVariable(operand);
+      before = &operand;
+    }
+    if (statement.opcode == kAssignOpcode && operands.size() == 2 && operands[1].kind == Kind::Variable &&
+        operands[1].value >= 128) {
+      Warn(operands[1], "V124 and above behind @ take two bytes, of which the second is run as a statement");
+    }
+    if (statement.opcode == kDataOpcode || statement.opcode == kCopyDataOpcode) CheckData(statement, operands);
+  }
+
+  // The rest of a word that was reported where it began.
+  bool ContinuesWord(const Event& statement) const {
+    return previousEnd_ && previousEnd_->endLine == statement.line && previousEnd_->end == statement.begin &&
+           IsLetter(At(statement.line, statement.begin - 1)) && IsLetter(At(statement.line, statement.begin)) &&
+           previousEnd_->kind == Kind::Statement;
+  }
+
+  bool CheckWord(const Event& statement, std::span<const Event> operands) {
+    const char next = At(statement.endLine, statement.end);
+    const char after = At(statement.endLine, statement.end + 1);
+    const bool variableFollows = AsciiUpper(next) >= 'V' && AsciiUpper(next) <= 'Z' && !IsLetter(after);
+    const bool takesOperands = !operands.empty();
+    if (statement.keyword && takesOperands && !IsSpace(next) && !IsLetter(next)) {
+      Warn(statement, Quoted(next) + " directly behind " + std::string(statement.keyword->text) + " is passed over");
+      return true;
+    }
+    if (!IsLetter(next) || (takesOperands && variableFollows && !statement.keyword)) return true;
+    Warn(statement, "unknown word \"" + WordAt(statement.line, statement.begin) + "\"; its beginning is compiled as " +
+                        (statement.keyword ? std::string(statement.keyword->text) : StatementName(statement)));
+    return false;
+  }
+
+  void CheckOddWord(const Event& statement) {
+    for (const OddWord& odd : kOddWords) {
+      if (odd.word == statement.keyword->text) Warn(statement, odd.text);
+    }
+  }
+
+  void CheckBlocks(const Event& statement, std::span<const Event> operands) {
+    const StatementInfo* info = FindStatement(statement.opcode, statement.sub);
+    if (!info) return;
+    if (statement.opcode == kLoopOpcode) {
+      loops_.push_back(&statement);
+      if (!operands.empty() && operands[0].value == 0 && IsDecimal(At(operands[0].line, operands[0].begin))) {
+        Warn(statement, "a loop with count 0 is not skipped: it runs once, and its ] ends the level around it");
+      }
+    }
+    if (statement.opcode == kBlockEndOpcode && !loops_.empty()) loops_.pop_back();
+    switch (info->condition) {
+      case ConditionRole::Opens:
+        ++conditions_;
+        break;
+      case ConditionRole::Closes:
+        if (conditions_ == 0) Warn(statement, "IFX without an open condition");
+        if (conditions_ > 0) --conditions_;
+        break;
+      case ConditionRole::ClosesAll:
+        conditions_ = 0;
+        break;
+      case ConditionRole::OpensSkipped:
+        if (conditions_ > 0) {
+          Warn(statement, std::string(info->keyword) + " inside a condition needs one more IFX when it is skipped");
+        }
+        break;
+      case ConditionRole::None:
+        break;
+    }
+  }
+
+  void CheckSeparator(const Event& operand) {
+    const char c = At(operand.endLine, operand.end);
+    if (IsSpace(c) || c == ',' || operand.begin == operand.end) return;
+    warnings_.push_back({operand.endLine + 1, operand.end + 1, Quoted(c) + " between operands is passed over"});
+  }
+
+  void CheckNumber(const Event& statement, const Event& number, bool first) {
+    const char c = At(number.line, number.begin);
+    if (number.begin == number.end) {
+      const bool mayBeMissing =
+          first && (statement.opcode <= 1 || statement.opcode == 3 || statement.opcode == 16 || statement.opcode == 17);
+      if (mayBeMissing && (IsLetter(c) || c == ']' || c == ';' || c == '[' || c == '{' || c == '}')) return;
+      Warn(number, "a number is expected before " + Quoted(c) + "; 0 is compiled");
+      return;
+    }
+    const char next = At(number.line, number.end);
+    if (IsDecimal(c)) {
+      const unsigned long long value = std::strtoull(
+          &lines_[static_cast<std::size_t>(number.line)][static_cast<std::size_t>(number.begin)], nullptr, 10);
+      if (value > kLargestLiteral)
+        Warn(number, "a number above 1073741823 is run as a register, a variable or another number");
+    } else if (IsLetter(next)) {
+      Warn(number, "the beginning of \"" + WordAt(number.line, number.begin) + "\" is taken as the operand " +
+                       static_cast<char>(AsciiUpper(c)));
+    } else if (AsciiUpper(c) == 'V') {
+      if (number.end - number.begin == 1) Warn(number, "V without a number is compiled as V0");
+      if ((number.value & 0x3FFFFFFFu) > 0xFFFF) Warn(number, "only the low 16 bits of a variable number count");
+    }
+  }
+
+  void CheckVariable(const Event& variable) {
+    if (variable.value > kLargestVariableIndex) Warn(variable, "variables above V32763 do not fit here");
+    if (IsLetter(At(variable.line, variable.end))) {
+      Warn(variable, "the beginning of \"" + WordAt(variable.line, variable.begin) + "\" is taken as a variable");
+    }
+  }
+
+  void CheckData(const Event& statement, std::span<const Event> operands) {
+    if (operands.empty()) return;
+    const Event& count = operands[0];
+    if (!IsDecimal(At(count.line, count.begin))) Warn(count, "the count of data bytes must be written as a number");
+    const Event* before = nullptr;
+    bool braces = false;
+    bool overrun = false;
+    for (const Event& event : operands) {
+      if (event.kind == Kind::DataByte && before) {
+        const std::string skipped = Between(*before, event);
+        if (before->kind != Kind::DataByte) braces = skipped.find('{') != std::string::npos;
+        if (!overrun && skipped.find_first_of("};") != std::string::npos) {
+          Warn(statement, "fewer data bytes than the count says; the text behind the list is read as bytes");
+          overrun = true;
+        }
+      }
+      before = &event;
+    }
+    int position = before->end;
+    while (At(before->endLine, position) && IsSpace(At(before->endLine, position))) ++position;
+    if (before->kind != Kind::DataByte && At(before->endLine, position) == '{') {
+      braces = true;
+      do {
+        ++position;
+      } while (At(before->endLine, position) && IsSpace(At(before->endLine, position)));
+    }
+    const char next = At(before->endLine, position);
+    if (braces && !overrun && next != '}' && next != 0 && next != ';') {
+      Warn(statement, "more data bytes than the count says; the rest is read as statements");
+    }
+  }
+
+  const std::vector<std::string>& lines_;
+  const std::vector<Event>& events_;
+  std::vector<LintWarning> warnings_;
+  std::vector<const Event*> loops_;
+  int conditions_ = 0;
+  const Event* previousEnd_ = nullptr;
+};
+
+}  // namespace
+
+std::vector<LintWarning> Lint(std::string_view source) {
+  const std::vector<std::string> lines = ScriptLines(source);
+  std::vector<std::uint8_t> code(kMaxScriptBytes);
+  std::vector<CompileEvent> events;
+  ScriptCompiler compiler(lines, code);
+  compiler.RecordEvents(&events);
+  compiler.SynGoCompile();
+  return ScriptLint(lines, events).Run();
+}
+
+std::string FormatLintWarning(const LintWarning& warning) {
+  return std::to_string(warning.line) + ":" + std::to_string(warning.character) + ": " + warning.text;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,193 @@
+#include "script/statement_table.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "script/keyword_table.h"
+
+namespace tonalith {
+namespace {
+
+TEST(StatementTable, EachCodeHasOneRowThatTheLookupFinds) {
+  std::set<std::pair<int, int>> seen;
+  for (const StatementInfo& info : StatementTable()) {
+    EXPECT_TRUE(seen.insert({info.opcode, info.sub}).second) << int{info.opcode} << "/" << info.sub;
+    EXPECT_EQ(FindStatement(info.opcode, info.sub), &info);
+    EXPECT_EQ(IsFamilyOpcode(info.opcode), info.IsFamily());
+    EXPECT_TRUE(IsDefinedOpcode(info.opcode));
+  }
+  std::map<int, int> members;
+  for (const auto& [opcode, sub] : seen) members[opcode] += 1;
+  const std::map<int, int> expected = {{18, 34}, {40, 27}, {47, 25}, {48, 2}, {50, 2}, {51, 32}, {52, 141},
+                                       {53, 92}, {54, 7},  {55, 79}, {56, 5}, {57, 3}, {58, 1}};
+  for (const auto& [opcode, count] : expected) EXPECT_EQ(members[opcode], count) << opcode;
+  for (int opcode = 0; opcode <= kLastOpcode; ++opcode)
+    EXPECT_EQ(members.count(opcode), opcode == 13 ? 0u : 1u) << opcode;
+  EXPECT_EQ(FindStatement(13, -1), nullptr);
+  EXPECT_EQ(FindStatement(51, 28), nullptr);
+  EXPECT_EQ(FindStatement(59, -1), nullptr);
+  EXPECT_EQ(FindStatement(47, 200), FindStatement(47, 24));
+}
+
+TEST(StatementTable, RoutesAreComplete) {
+  for (const StatementInfo& info : StatementTable()) {
+    const Route& route = info.route;
+    SCOPED_TRACE(std::to_string(info.opcode) + "/" + std::to_string(info.sub));
+    if (info.handler == Handler::Core) {
+      EXPECT_EQ(route.target, RouteTarget::None);
+      continue;
+    }
+    if (info.handler == Handler::Routed) {
+      EXPECT_NE(route.target, RouteTarget::None);
+    }
+    if (route.target == RouteTarget::None) continue;
+    EXPECT_NE(route.call, RouteCall::None);
+    const bool requestPacking = route.packing >= Packing::Params;
+    if (route.packing != Packing::Nothing) {
+      EXPECT_EQ(requestPacking, route.call == RouteCall::Request);
+    }
+    if (route.call == RouteCall::Request) {
+      EXPECT_LT(route.number, 0x100);
+    } else {
+      EXPECT_TRUE((route.number >= 0x8100 && route.number <= 0x8215) || route.number == 0xCA);
+    }
+    const bool either = route.target == RouteTarget::EditorOrSetByDriver ||
+                        route.target == RouteTarget::EditorOrSetByZero ||
+                        route.target == RouteTarget::EditorOrComponentByDriver ||
+                        route.target == RouteTarget::EditorWindowOrSetWindowByDriver;
+    EXPECT_EQ(either, route.alternateNumber != 0);
+  }
+}
+
+struct RouteCase {
+  int opcode, sub;
+  RouteTarget target;
+  RouteCall call;
+  int number;
+  Packing packing;
+  int constant;
+  ResultRule result;
+};
+
+TEST(StatementTable, RoutesOfEachShape) {
+  using T = RouteTarget;
+  using P = Packing;
+  using X = ResultRule;
+  constexpr auto M = RouteCall::Message;
+  constexpr auto R = RouteCall::Request;
+  const RouteCase cases[] = {
+      {47, 12, T::EditorDocument, R, 0x58, P::SubCodeInTheMiddle, 0, X::EndsMacro},
+      {47, 19, T::SetDocument, R, 0x76, P::CommandValueId, 14, X::X},
+      {51, 0, T::SetElseEditor, R, 0x66, P::Params, 0, X::XRecordYAnswer},
+      {51, 1, T::SetElseEditor, R, 0x67, P::ParamsWithX, 0, X::YMinusOne},
+      {51, 6, T::SetDocument, R, 0x76, P::CommandPairId, 13, X::None},
+      {51, 7, T::EditorDocument, M, 0x8122, P::WordPair, 0, X::None},
+      {51, 17, T::SetDocument, M, 0x8180, P::RecordRegistersInside, 0, X::X},
+      {51, 18, T::SetDocument, M, 0x8185, P::PairWord, 0, X::None},
+      {51, 24, T::SetDocument, M, 0x8195, P::Record, 2, X::None},
+      {52, 3, T::EditorDocument, M, 0x8117, P::LParamOnly, 0, X::None},
+      {52, 20, T::EditorDocument, R, 0x76, P::FirstConstantThird, 9, X::None},
+      {52, 43, T::EditorWindow, M, 0x815B, P::WordConstant, 1, X::None},
+      {52, 60, T::EditorDocument, M, 0x8176, P::WordConstant, 3, X::XMinusOne},
+      {52, 63, T::EditorDocument, M, 0x8176, P::WordConstant, 4, X::None},
+      {52, 89, T::SetDocument, M, 0x815E, P::Words, 0, X::XMinusOne},
+      {52, 122, T::SetDocument, M, 0x818D, P::Words, 0, X::XBool},
+      {53, 63, T::EditorDocument, M, 0x818D, P::Nothing, 2, X::XMinusOne},
+      {54, 1, T::EditorDocument, R, 0x74, P::ThirdRecord, 0, X::None},
+      {54, 4, T::EditorDocument, M, 0x8179, P::Record, 0, X::None},
+      {55, 2, T::EditorDocument, M, 0x812B, P::Record, 0, X::None},
+      {55, 12, T::EditorDocument, M, 0x8155, P::RecordRegistersLast, 0, X::X},
+      {55, 51, T::SetDocument, M, 0x8196, P::Record, 2, X::X},
+      {56, 4, T::None, RouteCall::None, 0, P::Nothing, 0, X::None},
+      {57, 2, T::EditorDocument, M, 0x813B, P::Record, 1, X::None},
+  };
+  for (const RouteCase& c : cases) {
+    SCOPED_TRACE(std::to_string(c.opcode) + "/" + std::to_string(c.sub));
+    const StatementInfo* info = FindStatement(static_cast<std::uint8_t>(c.opcode), c.sub);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->route.target, c.target);
+    EXPECT_EQ(info->route.call, c.call);
+    EXPECT_EQ(info->route.number, c.number);
+    EXPECT_EQ(info->route.packing, c.packing);
+    EXPECT_EQ(info->route.constant, c.constant);
+    EXPECT_EQ(info->route.result, c.result);
+  }
+}
+
+TEST(StatementTable, PackedPairs) {
+  EXPECT_EQ(SignedPair(100, 2), 0x00020064);
+  EXPECT_EQ(SignedPair(0x8000, 1), -0x8000);
+  EXPECT_EQ(MaskedPair(0x18000, 1), 0x00018000);
+  EXPECT_EQ(MaskedPair(-1, 2), 0x0002FFFF);
+}
+
+TEST(StatementTable, StepsOverStatements) {
+  struct Case {
+    std::vector<std::uint8_t> code;
+    std::size_t bytes;
+  };
+  const Case cases[] = {
+      {{0, 0, 0, 0, 5, 255}, 4},
+      {{8, 0, 0, 0, 3, 0xF0, 0x7E, 0xF7, 255}, 7},
+      {{8, 0, 0, 0, 4, 0xF0, 0x7E, 0xF7}, kBadStatement},
+      {{8, 0x80, 0, 0, 1, 255}, 4},  // a reference announces no data
+      {{11, 0, 0, 0, 1, 0, 0, 0, 9, 0xAA, 255}, 9},
+      {{12, 0xC8, 1, 0, 0, 0, 2, 255}, 6},
+      {{14, 1, 0, 0, 0, 0, 5, 255}, 6},
+      {{14, 5, 8, 0, 255}, 3},
+      {{14, 1, 8, 0xCC, 1, 255}, 3},  // the copied variable is executed as one byte
+      {{23, 0x85}, kBadStatement},
+      {{18, 4, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 255}, 13},
+      {{18, 99, 255}, 1},
+      {{40, 13, 4, 255}, 2},
+      {{47, 4, 0, 0, 0, 1, 255}, 5},
+      {{47, 99, 0, 0, 0, 1, 0, 0, 0, 2, 255}, 9},
+      {{50, 1, 0, 0, 0, 1, 4, 255}, 6},
+      {{53, 200, 255}, 1},
+      {{57, 9, 0, 0, 0}, kBadStatement},
+      {{13}, kBadStatement},
+      {{59}, kBadStatement},
+      {{255}, 0},
+      {{52}, kBadStatement},
+  };
+  for (const Case& c : cases) EXPECT_EQ(OperandBytes(c.code.data(), c.code.size()), c.bytes) << int{c.code[0]};
+}
+
+// The fixed lengths are written down a second time for speed; they must follow from the rows.
+TEST(StatementTable, FixedLengthsFollowFromTheOperands) {
+  const std::vector<std::uint8_t> zeros(64);
+  for (const StatementInfo& info : StatementTable()) {
+    const std::uint8_t fixed = kFixedOperandBytes[info.opcode];
+    if (fixed == kLengthVaries) continue;
+    std::vector<std::uint8_t> code = zeros;
+    code[0] = info.opcode;
+    code[1] = static_cast<std::uint8_t>(info.sub < 0 ? 0 : info.sub);
+    EXPECT_EQ(fixed, VariableOperandBytes(code.data(), code.size())) << int{info.opcode} << "/" << info.sub;
+  }
+}
+
+TEST(KeywordTable, WordsNameDefinedCodesAndNoWordHidesALaterOne) {
+  std::size_t words = 0;
+  for (char letter = 'A'; letter <= 'W'; ++letter) {
+    if (letter == 'H') continue;
+    const auto list = KeywordsFor(letter);
+    words += list.size();
+    for (const ScriptKeyword& word : list) {
+      EXPECT_EQ(MatchKeyword(word.text), &word) << word.text;
+      if (word.opcode != kDecimalMode) {
+        EXPECT_NE(FindStatement(word.opcode, word.sub), nullptr) << word.text;
+      }
+    }
+  }
+  EXPECT_EQ(words, 439u);
+  EXPECT_EQ(MatchKeyword("ZKSAVEX")->sub, 5);
+  EXPECT_EQ(MatchKeyword("Z"), nullptr);
+  EXPECT_EQ(MatchKeyword(""), nullptr);
+}
+
+}  // namespace
+}  // namespace tonalith
