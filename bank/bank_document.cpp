@@ -156,7 +156,7 @@ Result ZKBankDoc::Save(const std::string& path) {
   if (dataFile_->fileName) CopyText(dataFile_->fileName, kFileNameSize, CutUtf8(path, kFileNameSize - 1));
   std::vector<std::uint8_t> bytes;
   if (!DiskWriteForm(&bytes, *dataFile_)) return Result::Failure("This data cannot be written as a file.");
-  if (const int code = WriteWholeFile(path, bytes); code != 0) {
+  if (const int code = DiskSaveFile(path, bytes); code != 0) {
     return Result::Failure("The file " + path + " could not be written; the former file was left as it is.", code);
   }
   path_ = path;
@@ -168,7 +168,7 @@ Result ZKBankDoc::Save(const std::string& path) {
 
 Result ZKBankDoc::Load(const std::string& path, DataFilePtr* dataFile) {
   std::vector<std::uint8_t> bytes;
-  if (const int code = ReadWholeFile(path, &bytes); code != 0) {
+  if (const int code = DiskLoadFile(path, &bytes); code != 0) {
     return Result::Failure("The file " + path + " could not be read.", code);
   }
   DataFilePtr read(AllocDataFile());

@@ -1,0 +1,136 @@
+#include "ui/qt_prompts.h"
+
+#include <QCheckBox>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+struct ButtonChoice {
+  PromptButtons set;
+  PromptAnswer answer;
+  const char* text;
+  QMessageBox::ButtonRole role;
+};
+
+constexpr ButtonChoice kButtonChoices[] = {
+    {PromptButtons::Ok, PromptAnswer::Ok, "OK", QMessageBox::AcceptRole},
+    {PromptButtons::OkCancel, PromptAnswer::Ok, "OK", QMessageBox::AcceptRole},
+    {PromptButtons::OkCancel, PromptAnswer::Cancel, "Cancel", QMessageBox::RejectRole},
+    {PromptButtons::AbortRetryIgnore, PromptAnswer::Abort, "Abort", QMessageBox::RejectRole},
+    {PromptButtons::AbortRetryIgnore, PromptAnswer::Retry, "Retry", QMessageBox::AcceptRole},
+    {PromptButtons::AbortRetryIgnore, PromptAnswer::Ignore, "Ignore", QMessageBox::DestructiveRole},
+    {PromptButtons::YesNoCancel, PromptAnswer::Yes, "&Yes", QMessageBox::YesRole},
+    {PromptButtons::YesNoCancel, PromptAnswer::No, "&No", QMessageBox::NoRole},
+    {PromptButtons::YesNoCancel, PromptAnswer::Cancel, "Cancel", QMessageBox::RejectRole},
+    {PromptButtons::YesNo, PromptAnswer::Yes, "&Yes", QMessageBox::YesRole},
+    {PromptButtons::YesNo, PromptAnswer::No, "&No", QMessageBox::NoRole},
+    {PromptButtons::RetryCancel, PromptAnswer::Retry, "&Retry", QMessageBox::AcceptRole},
+    {PromptButtons::RetryCancel, PromptAnswer::Cancel, "Cancel", QMessageBox::RejectRole},
+};
+
+QMessageBox::Icon BoxIcon(PromptIcon icon) {
+  switch (icon) {
+    case PromptIcon::Information:
+      return QMessageBox::Information;
+    case PromptIcon::Question:
+      return QMessageBox::Question;
+    case PromptIcon::Warning:
+      return QMessageBox::Warning;
+    case PromptIcon::Error:
+      return QMessageBox::Critical;
+    case PromptIcon::None:
+      break;
+  }
+  return QMessageBox::NoIcon;
+}
+
+}  // namespace
+
+PromptAnswer QtPrompts::Message(const MessagePrompt& prompt) {
+  PromptAnswer answer = RefusingAnswer(prompt.buttons);
+  if (quitting_.load()) return answer;
+  dispatcher_.Call([&] { answer = ShowMessage(prompt); });
+  return answer;
+}
+
+std::string QtPrompts::File(const FilePrompt& prompt) {
+  std::string path;
+  if (!quitting_.load()) dispatcher_.Call([&] { path = ShowFile(prompt); });
+  return path;
+}
+
+bool QtPrompts::Text(const TextPrompt& prompt, std::string& text) {
+  bool accepted = false;
+  if (!quitting_.load()) dispatcher_.Call([&] { accepted = ShowText(prompt, text); });
+  return accepted;
+}
+
+PromptAnswer QtPrompts::ShowMessage(const MessagePrompt& prompt) {
+  QMessageBox box(parent_);
+  box.setWindowTitle(FromUtf8(prompt.title));
+  box.setTextFormat(Qt::PlainText);
+  box.setText(FromUtf8(prompt.text));
+  box.setTextInteractionFlags(Qt::TextSelectableByMouse);
+  box.setIcon(BoxIcon(prompt.icon));
+  std::vector<std::pair<QAbstractButton*, PromptAnswer>> buttons;
+  for (const auto& choice : kButtonChoices) {
+    if (choice.set != prompt.buttons) continue;
+    QPushButton* button = box.addButton(QString::fromLatin1(choice.text), choice.role);
+    buttons.emplace_back(button, choice.answer);
+    if (choice.answer == RefusingAnswer(prompt.buttons)) box.setEscapeButton(button);
+    if (buttons.size() == 1) box.setDefaultButton(button);
+  }
+  QCheckBox* check = nullptr;
+  if (!prompt.checkBox.empty()) {
+    check = new QCheckBox(FromUtf8(prompt.checkBox));
+    check->setChecked(prompt.checked && *prompt.checked);
+    box.setCheckBox(check);
+  }
+  box.exec();
+  if (check && prompt.checked) *prompt.checked = check->isChecked();
+  for (const auto& [button, answer] : buttons) {
+    if (button == box.clickedButton()) return answer;
+  }
+  return RefusingAnswer(prompt.buttons);
+}
+
+std::string QtPrompts::ShowFile(const FilePrompt& prompt) {
+  QStringList filters;
+  for (const auto& pattern : prompt.patterns) filters << FromUtf8(pattern);
+  QString start = FromUtf8(prompt.folder);
+  if (!prompt.name.empty()) start += QStringLiteral("/") + FromUtf8(prompt.name);
+  const QString filter = filters.join(QStringLiteral(";;"));
+  QString path;
+  if (!prompt.save) {
+    path = QFileDialog::getOpenFileName(parent_, FromUtf8(prompt.title), start, filter);
+  } else {
+    path = QFileDialog::getSaveFileName(parent_, FromUtf8(prompt.title), start, filter);
+    // The ending of the suggested name belongs to the kind of file: it is added when the user typed none.
+    const QString ending = QFileInfo(FromUtf8(prompt.name)).suffix();
+    if (!path.isEmpty() && QFileInfo(path).suffix().isEmpty() && !ending.isEmpty())
+      path += QStringLiteral(".") + ending;
+  }
+  return ToUtf8(path);
+}
+
+bool QtPrompts::ShowText(const TextPrompt& prompt, std::string& text) {
+  QInputDialog dialog(parent_);
+  dialog.setWindowTitle(FromUtf8(prompt.title));
+  dialog.setLabelText(FromUtf8(prompt.label));
+  dialog.setTextValue(FromUtf8(prompt.text));
+  if (auto* edit = dialog.findChild<QLineEdit*>()) edit->setMaxLength(prompt.maxLength);
+  if (dialog.exec() != QDialog::Accepted) return false;
+  text = ToUtf8(dialog.textValue());
+  return true;
+}
+
+}  // namespace tonalith

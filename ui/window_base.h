@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QWidget>
+
+#include "ui/commands.h"
+
+namespace tonalith {
+
+// Codes of the window kinds, as desktop files keep them.
+enum class WindowType : int { BankEditor = 17000, PatchEditor = 17001, Library = 17002, Set = 17003, Studio = 17008 };
+
+// A child window of the main frame.
+class ZKWindow : public QWidget {
+  Q_OBJECT
+
+ public:
+  using QWidget::QWidget;
+
+  virtual WindowType TypeCode() const = 0;
+  // Asks to save what is unsaved; false keeps the window open.
+  virtual bool VerifyClose() = 0;
+  virtual bool CommandEnabled(CommandId command) const = 0;
+  virtual void RunCommand(CommandId command) = 0;
+
+ signals:
+  // The state of the commands or the title changed.
+  void StateChanged();
+  // For the frame's status line.
+  void StatusMessage(const QString& text);
+};
+
+}  // namespace tonalith
