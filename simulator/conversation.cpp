@@ -33,8 +33,8 @@ bool ParseHexLine(std::string_view text, bool wildcards, ConversationStep& step,
   }
   for (std::size_t i = 0; i < digits.size(); i += 2) {
     const bool any = wildcards && digits[i] == '?' && digits[i + 1] == '?';
-    const int high = HexDigit(digits[i]);
-    const int low = HexDigit(digits[i + 1]);
+    const int high = SimHexDigit(digits[i]);
+    const int low = SimHexDigit(digits[i + 1]);
     if (!any && (high < 0 || low < 0)) {
       *bad = "\"" + digits.substr(i, 2) + "\" is no pair of hex digits";
       return false;
@@ -57,13 +57,14 @@ std::optional<Conversation> Conversation::Parse(std::string_view text, std::stri
   while (!text.empty()) {
     ++number;
     const std::size_t end = text.find('\n');
-    std::string_view line = TrimBlanks(text.substr(0, end));
+    std::string_view line = StripBlanks(text.substr(0, end));
     text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
-    line = TrimBlanks(line.substr(0, line.find('#')));
+    line = StripBlanks(line.substr(0, line.find('#')));
     if (line.empty()) continue;
     const std::size_t blank = line.find_first_of(" \t");
     const std::string_view word = line.substr(0, blank);
-    const std::string_view rest = blank == std::string_view::npos ? std::string_view() : TrimBlanks(line.substr(blank));
+    const std::string_view rest =
+        blank == std::string_view::npos ? std::string_view() : StripBlanks(line.substr(blank));
     ConversationStep step;
     step.line = number;
     std::string bad;
@@ -72,7 +73,7 @@ std::optional<Conversation> Conversation::Parse(std::string_view text, std::stri
       ParseHexLine(rest, word == "OUT", step, &bad);
     } else if (word == "WAIT") {
       step.kind = ConversationStep::Kind::kWait;
-      const auto wait = ParseNumber(rest);
+      const auto wait = ReadSimNumber(rest);
       if (!wait || *wait < 0 || *wait > kLongestWaitMs) bad = "WAIT takes 0 to 3600000 milliseconds";
       step.waitMs = wait.value_or(0);
     } else {

@@ -46,9 +46,9 @@ class DescriptionReader {
     bool quoted = false;
     for (std::size_t i = 0; i < line.size(); ++i) {
       if (line[i] == '"') quoted = !quoted;
-      if (line[i] == '#' && !quoted) return TrimBlanks(line.substr(0, i));
+      if (line[i] == '#' && !quoted) return StripBlanks(line.substr(0, i));
     }
-    return TrimBlanks(line);
+    return StripBlanks(line);
   }
 
   void Fail(const std::string& what) {
@@ -64,8 +64,8 @@ class DescriptionReader {
     }
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) return Fail("expected key = value");
-    key_ = TrimBlanks(line.substr(0, equals));
-    value_ = TrimBlanks(line.substr(equals + 1));
+    key_ = StripBlanks(line.substr(0, equals));
+    value_ = StripBlanks(line.substr(equals + 1));
     bool known = false;
     if (block_ == "instrument") known = InstrumentLine();
     if (block_ == "area") known = AreaLine(out_.areas.back());
@@ -81,7 +81,7 @@ class DescriptionReader {
   void OpenBlock(std::string_view heading) {
     const std::size_t blank = heading.find(' ');
     block_ = std::string(heading.substr(0, blank));
-    const std::string name(blank == std::string_view::npos ? "" : TrimBlanks(heading.substr(blank)));
+    const std::string name(blank == std::string_view::npos ? "" : StripBlanks(heading.substr(blank)));
     if (block_ == "area") {
       out_.areas.emplace_back();
       out_.areas.back().key = name;
@@ -103,7 +103,7 @@ class DescriptionReader {
   }
 
   bool Number(int& target, int low, int high) {
-    const auto number = ParseNumber(value_);
+    const auto number = ReadSimNumber(value_);
     if (!number || *number < low || *number > high)
       Fail("\"" + std::string(value_) + "\" is no number from " + std::to_string(low) + " to " + std::to_string(high));
     else
@@ -139,8 +139,8 @@ class DescriptionReader {
   // Words that are all numbers within a range.
   std::optional<std::vector<int>> Numbers(std::string_view text, int base16) {
     std::vector<int> numbers;
-    for (const std::string_view word : SplitBlanks(text)) {
-      const auto number = base16 != 0 ? ParseNumber("0x" + std::string(word)) : ParseNumber(word);
+    for (const std::string_view word : BlankSeparatedWords(text)) {
+      const auto number = base16 != 0 ? ReadSimNumber("0x" + std::string(word)) : ReadSimNumber(word);
       if (!number || *number < -65536 || *number > 65536) {
         Fail("\"" + std::string(word) + "\" is no number");
         return std::nullopt;
@@ -175,7 +175,6 @@ class DescriptionReader {
     if (key_ == "input_buffer") return Number(out_.inputBuffer, 0, 1 << 20);
     if (key_ == "request_gap_ms") return Number(out_.requestGapMs, 0, 60000);
     if (key_ == "mode") return Number(out_.mode, 0, 127);
-    if (key_ == "writable_banks") return Number(out_.writableBanks, 0, 127);
     if (key_ == "dump") return Sends(out_.dump);
     return false;
   }
@@ -211,9 +210,9 @@ class DescriptionReader {
 
   // "OFFSET LENGTH CODE"
   bool NamePlace(AreaInfo& area) {
-    const auto words = SplitBlanks(value_);
-    const auto offset = words.size() == 3 ? ParseNumber(words[0]) : std::nullopt;
-    const auto length = words.size() == 3 ? ParseNumber(words[1]) : std::nullopt;
+    const auto words = BlankSeparatedWords(value_);
+    const auto offset = words.size() == 3 ? ReadSimNumber(words[0]) : std::nullopt;
+    const auto length = words.size() == 3 ? ReadSimNumber(words[1]) : std::nullopt;
     if (!offset || !length || *offset < 0 || *length < 1 || *length > 256) {
       Fail("expected offset, length and code of the name");
       return true;
@@ -262,9 +261,9 @@ class DescriptionReader {
 
   // "ADDRESS / OFFSET / BYTES"
   bool Segment(AreaInfo& area) {
-    const auto pieces = SplitAt(value_, '/');
-    const auto offset = pieces.size() == 3 ? ParseNumber(pieces[1]) : std::nullopt;
-    const auto bytes = pieces.size() == 3 ? ParseNumber(pieces[2]) : std::nullopt;
+    const auto pieces = SeparatedPieces(value_, '/');
+    const auto offset = pieces.size() == 3 ? ReadSimNumber(pieces[1]) : std::nullopt;
+    const auto bytes = pieces.size() == 3 ? ReadSimNumber(pieces[2]) : std::nullopt;
     if (!offset || !bytes || *offset < 0 || *bytes < 1 || *offset > area.itemBytes - *bytes) {
       Fail("expected address / offset / bytes inside the item");
       return true;
@@ -311,11 +310,11 @@ class DescriptionReader {
 
   // "AREA", "AREA[all]", "AREA[item]", each perhaps with "+sum"; separated by ";"
   bool Parts(MessageInfo& message) {
-    for (std::string_view piece : SplitAt(value_, ';')) {
+    for (std::string_view piece : SeparatedPieces(value_, ';')) {
       MessagePart part;
       if (piece.ends_with("+sum")) {
         part.itemSum = true;
-        piece = TrimBlanks(piece.substr(0, piece.size() - 4));
+        piece = StripBlanks(piece.substr(0, piece.size() - 4));
       }
       if (piece.ends_with("[all]")) {
         part.items = MessagePart::Items::kAll;
@@ -324,7 +323,7 @@ class DescriptionReader {
         part.items = MessagePart::Items::kCaptured;
         piece.remove_suffix(6);
       }
-      Area(TrimBlanks(piece), part.area);
+      Area(StripBlanks(piece), part.area);
       message.parts.push_back(part);
     }
     return true;
@@ -346,8 +345,8 @@ class DescriptionReader {
 
   // "negative FROM", "unpacked", or "kawai" for the items
   bool Checksum(MessageInfo& message) {
-    const auto words = SplitBlanks(value_);
-    const auto from = words.size() == 2 ? ParseNumber(words[1]) : std::nullopt;
+    const auto words = BlankSeparatedWords(value_);
+    const auto from = words.size() == 2 ? ReadSimNumber(words[1]) : std::nullopt;
     if (words.size() == 2 && words[0] == "negative" && from && *from >= 0 && *from < 64) {
       message.sum = SumKind::kNegative;
       message.sumStart = *from;
@@ -363,17 +362,17 @@ class DescriptionReader {
 
   // "MESSAGE", "MESSAGE[0..99]" separated by blanks
   bool Sends(std::vector<RuleInfo::Send>& sends) {
-    for (const std::string_view word : SplitBlanks(value_)) {
+    for (const std::string_view word : BlankSeparatedWords(value_)) {
       RuleInfo::Send send;
       const std::size_t bracket = word.find('[');
       send.message = std::string(word.substr(0, bracket));
       if (bracket != std::string_view::npos) {
         const std::size_t dots = word.find("..", bracket);
         const auto first =
-            dots == std::string_view::npos ? std::nullopt : ParseNumber(word.substr(bracket + 1, dots - bracket - 1));
+            dots == std::string_view::npos ? std::nullopt : ReadSimNumber(word.substr(bracket + 1, dots - bracket - 1));
         const auto last = dots == std::string_view::npos || word.back() != ']'
                               ? std::nullopt
-                              : ParseNumber(word.substr(dots + 2, word.size() - dots - 3));
+                              : ReadSimNumber(word.substr(dots + 2, word.size() - dots - 3));
         if (!first || !last || *first < 0 || *first > *last || *last >= kMaxItems)
           Fail("expected a range like [0..99]");
         else
@@ -397,7 +396,7 @@ class DescriptionReader {
     if (key_ == "bank") return rule.action = Action::kBank, Number(rule.bankSize, 1, kMaxItems);
     if (key_ == "request") return YesNo(rule.isRequest);
     if (key_ == "store" || key_ == "parameter") {
-      const auto words = SplitBlanks(value_);
+      const auto words = BlankSeparatedWords(value_);
       const bool store = key_ == "store";
       if (words.size() != (store ? 2U : 1U)) return Fail("expected names of areas"), true;
       rule.action = store ? Action::kStore : Action::kParameter;
@@ -423,11 +422,11 @@ class DescriptionReader {
 
   // "NUMBER:OFFSET ..." in hexadecimal and decimal
   bool Offsets(RuleInfo& rule) {
-    for (const std::string_view word : SplitBlanks(value_)) {
+    for (const std::string_view word : BlankSeparatedWords(value_)) {
       const std::size_t colon = word.find(':');
       const auto number =
-          colon == std::string_view::npos ? std::nullopt : ParseNumber("0x" + std::string(word.substr(0, colon)));
-      const auto offset = colon == std::string_view::npos ? std::nullopt : ParseNumber(word.substr(colon + 1));
+          colon == std::string_view::npos ? std::nullopt : ReadSimNumber("0x" + std::string(word.substr(0, colon)));
+      const auto offset = colon == std::string_view::npos ? std::nullopt : ReadSimNumber(word.substr(colon + 1));
       if (!number || !offset) return Fail("expected number:offset pairs"), true;
       rule.parameterOffsets[*number] = *offset;
     }
@@ -449,7 +448,7 @@ class DescriptionReader {
     if (key_ == "crosses") return YesNo(roland.crosses);
     if (key_ == "handshake") return YesNo(roland.handshake);
     if (key_ != "dump") return false;
-    const auto pieces = SplitAt(value_, '/');
+    const auto pieces = SeparatedPieces(value_, '/');
     if (pieces.size() != 2) return Fail("expected address / size"), true;
     roland.dump.push_back({Address(pieces[0]), Address(pieces[1])});
     return true;
@@ -459,8 +458,8 @@ class DescriptionReader {
     if (key_ == "ready_ms") return Number(out_.casio->readyMs, 0, 60000);
     if (key_ == "timeout_ms") return Number(out_.casio->timeoutMs, 1, 60000);
     if (key_ != "block") return false;
-    const auto words = SplitBlanks(value_);
-    const auto first = words.size() == 2 ? ParseNumber("0x" + std::string(words[1])) : std::nullopt;
+    const auto words = BlankSeparatedWords(value_);
+    const auto first = words.size() == 2 ? ReadSimNumber("0x" + std::string(words[1])) : std::nullopt;
     if (!first || *first < 0 || *first > 127) return Fail("expected an area and its first tone number"), true;
     CasioInfo::Block block;
     Area(words[0], block.area);

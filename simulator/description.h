@@ -177,7 +177,6 @@ struct InstrumentDescription {
   int inputBuffer = 0;   // bytes taken while busy; 0: no limit
   int requestGapMs = 0;  // requests that come sooner after the last one are not heard
   int mode = 0;
-  int writableBanks = 0;  // of a `bank` rule; 0: all
   std::vector<AreaInfo> areas;
   std::vector<LinkInfo> links;
   std::vector<MessageInfo> messages;

@@ -28,7 +28,7 @@ bool SetFaultKey(Fault& fault, std::string_view key, std::string_view value) {
     fault.input = value == "in";
     return value == "in" || value == "out";
   }
-  const auto number = ParseNumber(value);
+  const auto number = ReadSimNumber(value);
   if (!number || *number < 0) return false;
   if (key == "reply") return fault.reply = *number, true;
   if (key == "times") return fault.times = *number, true;
@@ -60,21 +60,21 @@ std::vector<std::string_view> FaultPlan::Names() {
 
 std::optional<FaultPlan> FaultPlan::Parse(std::string_view text, std::string* problem) {
   FaultPlan plan;
-  for (const std::string_view piece : SplitAt(text, ';')) {
+  for (const std::string_view piece : SeparatedPieces(text, ';')) {
     if (piece.empty()) continue;
     const std::size_t colon = piece.find(':');
-    const auto kind = KindOf(TrimBlanks(piece.substr(0, colon)));
+    const auto kind = KindOf(StripBlanks(piece.substr(0, colon)));
     if (!kind) {
-      *problem = "There is no fault \"" + std::string(TrimBlanks(piece.substr(0, colon))) + "\".";
+      *problem = "There is no fault \"" + std::string(StripBlanks(piece.substr(0, colon))) + "\".";
       return std::nullopt;
     }
     Fault fault;
     fault.kind = *kind;
     if (colon != std::string_view::npos) {
-      for (const std::string_view setting : SplitAt(piece.substr(colon + 1), ',')) {
+      for (const std::string_view setting : SeparatedPieces(piece.substr(colon + 1), ',')) {
         const std::size_t equals = setting.find('=');
         if (equals == std::string_view::npos ||
-            !SetFaultKey(fault, TrimBlanks(setting.substr(0, equals)), TrimBlanks(setting.substr(equals + 1)))) {
+            !SetFaultKey(fault, StripBlanks(setting.substr(0, equals)), StripBlanks(setting.substr(equals + 1)))) {
           *problem = "\"" + std::string(setting) + "\" is no setting of the fault " + std::string(NameOf(*kind)) + ".";
           return std::nullopt;
         }

@@ -35,13 +35,13 @@ std::optional<PatternToken> ParsePatternToken(std::string_view text) {
     token.kind = PatternToken::Kind::kDeviceByte;
     return token;
   }
-  if (text.size() == 2 && text[1] == 'n' && HexDigit(text[0]) >= 0) {
+  if (text.size() == 2 && text[1] == 'n' && SimHexDigit(text[0]) >= 0) {
     token.kind = PatternToken::Kind::kDeviceNibble;
-    token.value = static_cast<std::uint8_t>(HexDigit(text[0]) << 4);
+    token.value = static_cast<std::uint8_t>(SimHexDigit(text[0]) << 4);
     return token;
   }
-  if (text.size() == 2 && HexDigit(text[0]) >= 0 && HexDigit(text[1]) >= 0) {
-    token.value = static_cast<std::uint8_t>(HexDigit(text[0]) << 4 | HexDigit(text[1]));
+  if (text.size() == 2 && SimHexDigit(text[0]) >= 0 && SimHexDigit(text[1]) >= 0) {
+    token.value = static_cast<std::uint8_t>(SimHexDigit(text[0]) << 4 | SimHexDigit(text[1]));
     return token;
   }
   if (text.size() < 3 || text.front() != '{' || text.back() != '}') return std::nullopt;
@@ -54,9 +54,9 @@ std::optional<PatternToken> ParsePatternToken(std::string_view text) {
   const std::string_view limits = text.substr(colon + 1);
   if (limits.size() != 5 || limits[2] != '-') return std::nullopt;
   for (const std::size_t at : {0U, 1U, 3U, 4U})
-    if (HexDigit(limits[at]) < 0) return std::nullopt;
-  token.low = static_cast<std::uint8_t>(HexDigit(limits[0]) << 4 | HexDigit(limits[1]));
-  token.high = static_cast<std::uint8_t>(HexDigit(limits[3]) << 4 | HexDigit(limits[4]));
+    if (SimHexDigit(limits[at]) < 0) return std::nullopt;
+  token.low = static_cast<std::uint8_t>(SimHexDigit(limits[0]) << 4 | SimHexDigit(limits[1]));
+  token.high = static_cast<std::uint8_t>(SimHexDigit(limits[3]) << 4 | SimHexDigit(limits[4]));
   if (token.low > token.high) return std::nullopt;
   return token;
 }

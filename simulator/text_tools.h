@@ -8,11 +8,11 @@
 namespace tonalith {
 
 // Small helpers of the simulator's text files (C locale, ASCII).
-int HexDigit(char c);  // -1: none
-std::string_view TrimBlanks(std::string_view text);
-std::vector<std::string_view> SplitBlanks(std::string_view text);
-std::vector<std::string_view> SplitAt(std::string_view text, char separator);  // trimmed pieces
+int SimHexDigit(char c);  // -1: none
+std::string_view StripBlanks(std::string_view text);
+std::vector<std::string_view> BlankSeparatedWords(std::string_view text);
+std::vector<std::string_view> SeparatedPieces(std::string_view text, char separator);  // trimmed pieces
 // Decimal or 0x hexadecimal with optional sign, nothing else around it.
-std::optional<int> ParseNumber(std::string_view text);
+std::optional<int> ReadSimNumber(std::string_view text);
 
 }  // namespace tonalith

@@ -200,7 +200,7 @@ std::string FormatPanelNumber(std::string_view format, int item, int per) {
     if (format[i + 2] == 'A') {
       out.push_back(static_cast<char>('A' + value % 26));
     } else {
-      const int width = format[i + 3] == ':' ? ParseNumber(format.substr(i + 4, end - i - 4)).value_or(0) : 0;
+      const int width = format[i + 3] == ':' ? ReadSimNumber(format.substr(i + 4, end - i - 4)).value_or(0) : 0;
       std::array<char, 24> text{};
       std::snprintf(text.data(), text.size(), "%0*d", std::clamp(width, 0, 9), value + (format[i + 2] == '1' ? 1 : 0));
       out += text.data();

@@ -1,0 +1,204 @@
+#include <algorithm>
+
+#include "simulator/wire_codecs.h"
+#include "tests/simulator/simulator_test_tools.h"
+
+namespace tonalith::simulator_test {
+namespace {
+
+// The names that belong to a file in expected/names.json; empty when it has none.
+std::vector<std::string> ExpectedNames(const std::string& file) {
+  const Bytes raw = ReadWhole(SysExFolder() / "expected/names.json");
+  const std::string text(raw.begin(), raw.end());
+  std::size_t at = text.find("\"file\": \"" + file + "\"");
+  if (at == std::string::npos) return {};
+  at = text.find("\"names\": [", at);
+  if (at == std::string::npos) return {};
+  std::vector<std::string> names;
+  for (at = text.find('[', at) + 1; at < text.size() && text[at] != ']'; ++at) {
+    if (text[at] != '"') continue;
+    std::string name;
+    for (++at; at < text.size() && text[at] != '"'; ++at) {
+      if (text[at] == '\\') ++at;
+      name.push_back(text[at]);
+    }
+    names.push_back(name);
+  }
+  return names;
+}
+
+struct RealDump {
+  const char* key;
+  const char* file;
+  int taken;                          // messages that fit this instrument
+  const char* area;                   // names of its items are compared; "" = none
+  std::vector<const char*> requests;  // joined answers equal `expected`
+  int firstMessage;                   // the messages of the file the answers must equal
+  int messages;
+  int device;
+};
+
+class RealDumpTest : public testing::TestWithParam<RealDump> {};
+
+Bytes Joined(const std::vector<Bytes>& messages, int first, int count) {
+  Bytes all;
+  for (int i = first; i < first + count; ++i)
+    all.insert(all.end(), messages[static_cast<std::size_t>(i)].begin(), messages[static_cast<std::size_t>(i)].end());
+  return all;
+}
+
+TEST_P(RealDumpTest, ComesBackByteForByte) {
+  const RealDump& test = GetParam();
+  const auto path = SysExFolder() / test.file;
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no real dumps at " << path;
+  const auto messages = ScanSysEx(ReadWhole(path));
+  auto instrument = Make(test.key);
+  instrument->SetDevice(test.device);
+  const LoadResult loaded = instrument->LoadDump(ReadWhole(path));
+  EXPECT_EQ(loaded.taken, test.taken) << (loaded.notes.empty() ? "" : loaded.notes.front());
+  EXPECT_EQ(loaded.notes.size(), static_cast<std::size_t>(loaded.messages - loaded.taken));
+
+  // Asked for, it is the dump; sent to another instrument of the kind, that one has the same memory.
+  Host host(*instrument);
+  Bytes answers;
+  for (const char* request : test.requests) {
+    const Bytes answer = host.Ask(request);
+    answers.insert(answers.end(), answer.begin(), answer.end());
+  }
+  const Bytes expected = Joined(messages, test.firstMessage, test.messages);
+  EXPECT_TRUE(answers == expected) << answers.size() << " bytes instead of " << expected.size();
+
+  auto other = Make(test.key);
+  other->SetDevice(test.device);
+  Host sender(*other);
+  for (const Bytes& message : ScanSysEx(answers)) sender.Ask(message);
+  EXPECT_TRUE(other->Memory() == instrument->Memory());
+}
+
+TEST_P(RealDumpTest, PanelShowsTheNames) {
+  const RealDump& test = GetParam();
+  const auto path = SysExFolder() / test.file;
+  const auto names = ExpectedNames(test.file);
+  if (!std::filesystem::exists(path) || names.empty()) GTEST_SKIP() << "no expected names for " << test.file;
+  auto instrument = Make(test.key);
+  instrument->LoadDump(ReadWhole(path));
+  const auto list = instrument->PanelList(test.area);
+  ASSERT_GE(list.size(), names.size());
+  if (names.size() == 1 && list.size() > 1) {
+    EXPECT_TRUE(std::any_of(list.begin(), list.end(), [&](const PanelEntry& entry) { return entry.name == names[0]; }));
+    return;
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ(list[i].name, names[i]) << list[i].number;
+}
+
+const std::vector<RealDump> kRealDumps = {
+    {"yamaha-dx7", "yamaha-dx7/SynprezFM_01.syx", 1, "voices", {"F0 43 20 09 F7"}, 0, 1, 0},
+    {"yamaha-dx7", "yamaha-dx7/SynprezFM_02.syx", 1, "voices", {"F0 43 20 09 F7"}, 0, 1, 0},
+    {"yamaha-dx7", "yamaha-dx7/SynprezFM_05.syx", 1, "voices", {"F0 43 20 09 F7"}, 0, 1, 0},
+    {"yamaha-dx7", "yamaha-dx7/Yamaha_TX7_rom1a.syx", 1, "voices", {"F0 43 20 09 F7"}, 0, 1, 0},
+    {"yamaha-dx7", "yamaha-dx7/YamahaDX7.syx", 1, "edit", {"F0 43 20 00 F7"}, 0, 1, 0},
+    {"yamaha-tx81z",
+     "yamaha-tx81z/YamahaTX81Z.syx",
+     2,
+     "vced",
+     {"F0 43 20 7E 4C 4D 20 20 38 39 37 36 41 45 F7"},
+     0,
+     2,
+     0},
+    {"yamaha-tx81z",
+     "yamaha-tx81z/Yamaha4Op.syx",
+     2,
+     "aced",
+     {"F0 43 20 7E 4C 4D 20 20 38 39 37 36 41 45 F7"},
+     2,
+     2,
+     0},
+    {"roland-d50", "roland-d50/RobsColl.syx", 136, "patches", {"F0 41 00 14 11 02 00 00 02 0F 00 6D F7"}, 0, 136, 0},
+    {"roland-d50",
+     "roland-d50/vibraphone_edit_buffer.syx",
+     7,
+     "temporary",
+     {"F0 41 00 14 11 00 00 00 00 00 40 40 F7", "F0 41 00 14 11 00 00 40 00 00 40 00 F7",
+      "F0 41 00 14 11 00 01 00 00 00 40 3F F7", "F0 41 00 14 11 00 01 40 00 00 40 7F F7",
+      "F0 41 00 14 11 00 02 00 00 00 40 3E F7", "F0 41 00 14 11 00 02 40 00 00 40 7E F7",
+      "F0 41 00 14 11 00 03 00 00 00 40 3D F7"},
+     0,
+     7,
+     0},
+    {"roland-jv1080",
+     "roland-jv1080/JV1080_AGSOUND1.SYX",
+     230,
+     "patches",
+     {"F0 41 10 6A 11 11 00 00 00 00 2E 00 00 41 F7"},
+     0,
+     230,
+     0},
+    {"roland-jv1080",
+     "roland-jv1080/Super_JV_Pad.syx",
+     5,
+     "patches",
+     {"F0 41 10 6A 11 11 6B 00 00 00 00 18 00 6C F7"},
+     0,
+     5,
+     0},
+    {"korg-m1", "korg-m1/bank21.syx", 1, "programs", {"F0 42 30 19 1C 00 F7"}, 0, 1, 0},
+    {"korg-m1", "korg-m1/M1EX.mid", 2, "programs", {"F0 42 30 19 1C 00 F7", "F0 42 30 19 1D 00 F7"}, 0, 2, 0},
+    {"kawai-k4", "kawai-k4/KawaiK4.syx", 1, "singles", {"F0 40 00 00 00 04 00 00 F7"}, 0, 1, 0},
+    {"kawai-k4", "kawai-k4/KawaiK4Multi.syx", 1, "multis", {"F0 40 00 00 00 04 00 40 F7"}, 0, 1, 0},
+    {"kawai-k4", "kawai-k4/KawaiK4Drum.syx", 1, "drum", {"F0 40 00 00 00 04 01 20 F7"}, 0, 1, 0},
+    {"kawai-k4", "kawai-k4/KawaiK4Effect.syx", 1, "effects", {"F0 40 00 00 00 04 01 00 F7"}, 0, 1, 0},
+    {"oberheim-matrix1000",
+     "oberheim-matrix1000/OberheimMatrix1000.syx",
+     1,
+     "patches",
+     {"F0 10 06 04 01 00 F7"},
+     0,
+     1,
+     0},
+    {"oberheim-matrix1000",
+     "oberheim-matrix1000/OberheimMatrix1000Global.syx",
+     1,
+     "master",
+     {"F0 10 06 04 03 00 F7"},
+     0,
+     1,
+     0},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, RealDumpTest, testing::ValuesIn(kRealDumps), [](const auto& test) {
+  std::string name = std::filesystem::path(test.param.file).stem().string();
+  std::replace_if(
+      name.begin(), name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; }, '_');
+  return name;
+});
+
+// Casio tones come and go byte by byte inside an open frame.
+TEST(RealCasioTones, ComeBackThroughTheExchange) {
+  const auto path = SysExFolder() / "casio-cz101/PRESETS1.SYX";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no real dumps at " << path;
+  auto instrument = Make("casio-cz101");
+  EXPECT_EQ(instrument->LoadDump(ReadWhole(path)).taken, 16);
+  EXPECT_TRUE(instrument->Dump() == ReadWhole(path));
+  auto other = Make("casio-cz101");
+  Host from(*instrument);
+  Host to(*other);
+  for (std::uint8_t tone = 0x20; tone < 0x30; ++tone) {
+    EXPECT_EQ(from.Ask(Bytes{0xF0, 0x44, 0, 0, 0x70, 0x10, tone}), Hex("F0 44 00 00 70 30"));
+    const Bytes data = from.Ask("70 31", 1);
+    ASSERT_EQ(data.size(), 257U);
+    EXPECT_TRUE(from.Ask("F7", 1).empty());
+    EXPECT_EQ(from.Ask("F0 44 00 00 70 10 60 F7"), Hex("F0 44 00 00 70 30"));  // left at once
+    EXPECT_EQ(to.Ask(Bytes{0xF0, 0x44, 0, 0, 0x70, 0x20, tone}), Hex("F0 44 00 00 70 30"));
+    EXPECT_TRUE(to.Ask(data, 1).empty());
+    EXPECT_EQ(other->display(), "OK");
+  }
+  EXPECT_TRUE(other->Dump() == ReadWhole(path));
+  // Tones beyond the sixteen of this model are named in the notes.
+  const auto more = instrument->LoadDump(ReadWhole(SysExFolder() / "casio-cz101/cz10001.syx"));
+  EXPECT_EQ(more.messages, 32);
+  EXPECT_EQ(more.taken, 16);
+  EXPECT_EQ(more.notes.front(), "Message 17 of the dump is for a tone number that this instrument does not have.");
+}
+
+}  // namespace
+}  // namespace tonalith::simulator_test
