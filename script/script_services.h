@@ -81,6 +81,10 @@ class ScriptServices {
     (void)bytes, (void)port, (void)context;
     return -1;
   }
+  // The same for one piece of data that continues an exchange: it need not begin with a status byte and may begin with 0.
+  virtual int SendBare(std::span<const std::uint8_t> bytes, int port, TransferContext& context) {
+    return SendDataPort(bytes, port, context);
+  }
   // Arms the port's receive with the context's filters and `destination`, sends the staged request if there is one (and
   // clears it), then waits: the bytes stored; kReceiveNothing when none arrived in time; kReceiveCancelled when the
   // cancel pattern came, a button was pressed or the transfer was cancelled.

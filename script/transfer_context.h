@@ -40,6 +40,7 @@ struct TransferContext {
   struct Staged {
     std::vector<std::uint8_t> bytes;
     int port = 0;
+    bool bare = false;  // data that need not begin with a status byte
   };
   std::optional<Staged> staged;
 
@@ -47,6 +48,7 @@ struct TransferContext {
   std::atomic<std::int64_t> expectedBytes{0};
   std::atomic<std::int64_t> receivedBytes{0};
   std::atomic<std::int64_t> sentBytes{0};
+  std::atomic<int> loops{0};  // answers that were the request itself
   std::atomic<int> progressCount{0};
   std::atomic<TransferState> state{TransferState::Running};
   CancelToken wake;    // signalled by the buttons of the receive window: a waiting receive returns at once

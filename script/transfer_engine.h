@@ -1,0 +1,231 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "data/data_records.h"
+#include "midi/midi_output.h"
+#include "platform/clock.h"
+#include "platform/prompts.h"
+#include "script/script_services.h"
+#include "script/transfer_engine_lock.h"
+#include "script/transfer_engine_observer.h"
+#include "script/transfer_view.h"
+
+namespace tonalith {
+
+class TransferEngine;
+
+// Text of a negative result code (-1 to -15); empty for other values.
+std::string_view MidiErrorMsg(int code);
+
+// What transfers ask the program's settings and windows.
+class TransferPreferences {
+ public:
+  virtual ~TransferPreferences() = default;
+  virtual int PatchBayDelay() const { return 2; }            // tenths of a second
+  virtual bool AskPatchNumber() const { return false; }      // MainPchPopupSelect
+  virtual bool ShowTransmitWindow() const { return false; }  // initial value of the setting
+  // The patch selector; nullopt: cancelled.
+  virtual std::optional<int> SelectPatchNumber(const std::string& title, int current, int minimum, int maximum);
+  // A DataFile was sent (ZKBasicsSentDataFile), on the owner's thread.
+  virtual void SentDataFile(DataFile* dataFile) { (void)dataFile; }
+};
+
+// One transfer from its start to its end.  Handles may outlive it.  Any thread.
+class Transfer : public std::enable_shared_from_this<Transfer> {
+ public:
+  int id() const { return id_; }
+  TransferOperation operation() const { return operation_; }
+  int inPort() const { return synth_.midiInPort; }
+  int outPort() const { return synth_.midiOutPort; }
+
+  bool Running() const { return !finished_.load(); }
+  // Milliseconds; -1: until it is over.  True when it is over.  Not for the thread that the engine's poster serves.
+  bool Wait(std::int64_t timeoutMs = -1) const;
+  // Meaningful once it is over.
+  TransferResult Result() const;
+
+  // A button of the receive window: "Ok" keeps what arrived, "Cancel" ends this transfer, "Cancel All" also a row of
+  // them.  Nothing once it is over.
+  void Press(TransferState button);
+  // As "Cancel", for a vanished owner or the end of the program.
+  void Cancel();
+  // Bytes had arrived when a button was pressed.
+  bool ReceivedSomething() const { return receivedSomething_.load(); }
+
+  ReceiveWindowState WindowState() const;
+  ReceiveWindowView View() const { return MakeReceiveView(WindowState()); }
+
+ private:
+  friend class TransferEngine;
+  friend class TransferRun;
+  explicit Transfer(Clock& clock) : clock_(clock), changed_(clock) {}
+
+  Clock& clock_;
+  int id_ = 0;
+  TransferOperation operation_ = TransferOperation::kReceive;
+  std::shared_ptr<TransferObserver> observer_;
+  int showWindow_ = 0;
+  Synth synth_{};  // as it was at the start
+  std::string inPortName_;
+  std::string outPortName_;
+  TransferContext context_;  // of the transfer's thread, but for its atomics and tokens
+  std::atomic<bool> receivedSomething_{false};
+  std::atomic<int> patchesToDo_{0};
+  std::atomic<bool> finished_{false};
+
+  mutable std::mutex mutex_;  // what follows
+  mutable WaitPoint changed_;
+  DataFile* dataFile_ = nullptr;  // null once the owner released it
+  std::vector<std::string> messages_;
+  TransferResult result_;
+  bool over_ = false;
+  TransferLock lock_;
+  WorkerThread thread_;
+};
+
+struct TransferRequest {
+  TransferOperation operation = TransferOperation::kReceive;
+  DataFile* dataFile = nullptr;                // the caller's; busy until `closed`
+  std::shared_ptr<TransferObserver> observer;  // who asks; null: nobody is told
+  int showWindow = 0;                          // 0: no window; 2: the window's second style
+  bool quiet = false;                          // no windows, no messages; on the caller's thread
+  bool background = false;                     // transmissions: on a thread of their own
+};
+
+// Gets DataFiles from instruments and sends them.
+//
+// A receive works on copies: descriptor, image and maps of the DataFile are taken when it starts, and only what was
+// received completely is put back (patch by patch: each patch when it is there).  A failed or cancelled receive leaves
+// the former data as it was.  While a transfer runs the DataFile is busy (locks()).  When the DataFile is freed
+// meanwhile, the transfer ends by itself and puts nothing back.
+//
+// Threads: MidiIODataFile, MidiSendDataFile and the other starting functions are called on the thread that owns the
+// DataFile.  Receives run on a thread of their own.  With a poster, what they put back and what observers see goes
+// through it to the owner's thread; without one it happens on the transfer's thread.
+class TransferEngine {
+ public:
+  using Poster = std::function<void(std::function<void()>)>;
+
+  // All references must outlive the engine.  `out` may be null: then nothing is known about the progress of
+  // transmissions.
+  TransferEngine(ScriptServices& services, Prompts& prompts, MidiOut* out = nullptr,
+                 TransferPreferences* preferences = nullptr, Poster poster = {});
+  TransferEngine(const TransferEngine&) = delete;
+  TransferEngine& operator=(const TransferEngine&) = delete;
+  ~TransferEngine();  // cancels and joins every transfer
+
+  // Starts a receive, or transmits, or renders a transmission into dataFile->eventList (operation 2).
+  // 0: refused, cancelled in a dialog or failed.  Receives: 1 = started (quiet: what it gave).  Transmissions: the
+  // result of MidiIODataFileFn, or 1 when started in the background.  `started` receives the handle, also of a transfer
+  // that is over already.
+  int MidiIODataFile(const TransferRequest& request, std::shared_ptr<Transfer>* started = nullptr);
+  // The same in the described form.  `done` is called once the transfer is over; empty: not called.
+  int MidiIODataFile(std::shared_ptr<TransferObserver> requester, TransferOperation operation, DataFile* dataFile,
+                     int showWindow, std::function<void()> done = {});
+  // One complete transfer on the calling thread; patchIndex -1: the whole image, else one patch of a patch-by-patch
+  // receive.  Receives give 1 or 0.
+  int MidiIODataFileFn(TransferOperation operation, DataFile* dataFile, int patchIndex = -1);
+
+  // Transmits all of a DataFile, patch by patch where its type asks for it: the patches of the transfer mask that hold
+  // data.  The last result; -1 when there is nothing to send.
+  int MidiSendDataFileAll(DataFile* dataFile);
+  // Transmits a DataFile or, with a patch buffer inside its body, one patch.  flags: 1 first, 2 last patch.  -1: there
+  // is no SysEx to send; 0: no transmit script; else the result of the script or of MidiSend.
+  int MidiSendDataFile(DataFile* dataFile, int patchIndex, int flags, std::uint8_t* patchBuffer);
+  // The built-in ways, on the ports of the descriptor (see BuiltInProtocols).
+  int MidiIO(TransferOperation operation, std::span<std::uint8_t> buffer, Synth& synth);
+  int MidiSend(const Synth& synth, std::span<std::uint8_t> buffer);
+  int MidiSendNoMsg(const Synth& synth, std::span<std::uint8_t> buffer);
+
+  // Switches an external patch bay to the instrument, and back.  False: the user cancelled.
+  bool MidiPatchBay(const Synth& synth, TransferContext& context);
+  void MidiPBayRevert(const Synth& synth, TransferContext& context);
+  // Asks for the patch number where that is wanted; 0: cancelled.
+  int GetNewPchNumber(DataFile* dataFile, TransferOperation operation);
+
+  // --- Who is busy ---
+  TransferLocks& locks() { return locks_; }
+  bool Busy(const DataFile* dataFile) const { return locks_.Busy(dataFile); }
+  PortsInUse& portsInUse() { return portsInUse_; }
+  void ClearPortReceiveState(int port) { portsInUse_.ClearPortReceiveState(port); }
+  std::vector<std::shared_ptr<Transfer>> Running() const;
+  std::shared_ptr<Transfer> TransferOf(const DataFile* dataFile) const;  // null: not in transfer
+  bool ReceiveRunning() const;
+  // Before an owner closes: cancels the transfer of the DataFile and forgets about it; nothing is put back any more.
+  void Abandon(const DataFile* dataFile);
+  // A port is no longer there: every transfer on it ends with a sentence.
+  void PortGone(MidiDirection direction, int port);
+  void CancelAll();
+
+  // --- The transmit window ---
+  // Opens it for a port when the setting is on and the port valid, or updates the total of the one that is open.
+  void OpenZKMidiOutStatus(int port, std::uint32_t total);
+  int ShowTransmitWindow(int show = -1);
+  bool TransmitWindowOpen() const;
+  void SetTransmitStayOpen(bool stay);
+  TransmitWindowState TransmitState() const;
+  // The window is gone, or its Cancel was pressed: then the port's output stops too.
+  void CloseTransmitWindow();
+  void CancelTransmit();
+  // Stops the output of the flagged ports (as listed by OUTNUMPORTS) and cancels transmissions on them.
+  void StopOutput(const std::vector<bool>& ports);
+  // Called when a window is wanted, on the thread that starts the transmission.
+  void SetTransmitWindowOpener(std::function<void()> open) { openTransmitWindow_ = std::move(open); }
+
+  ScriptServices& services() { return services_; }
+  Clock& clock() { return clock_; }
+
+ private:
+  friend class TransferRun;
+
+  int StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started);
+  int StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started);
+  int Render(DataFile* dataFile);
+  std::shared_ptr<Transfer> Create(const TransferRequest& request);
+  void Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work);
+  void Post(std::function<void()> work);
+  void Reap();
+  int SendPart(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
+               std::int64_t patchOffset, bool* missingScript);
+  int SendAll(DataFile& dataFile, Synth& synth, TransferContext& context, bool* missingScript);
+  void SayNoScript();
+
+  ScriptServices& services_;
+  Prompts& prompts_;
+  MidiOut* out_;
+  TransferPreferences defaultPreferences_;
+  TransferPreferences* preferences_;
+  Poster poster_;
+  Clock& clock_;
+  TransferLocks locks_;
+  PortsInUse portsInUse_;
+
+  mutable std::mutex mutex_;
+  std::vector<std::shared_ptr<Transfer>> transfers_;
+  int nextId_ = 1;
+  std::unique_ptr<DataFileWatch> watch_;
+  struct PosterGate;
+  std::shared_ptr<PosterGate> gate_;  // closed by the destructor: nothing posted runs afterwards
+
+  mutable std::mutex transmitMutex_;
+  TransmitWindowState transmit_;
+  int showTransmitWindow_ = 0;
+  std::function<void()> openTransmitWindow_;
+};
+
+// What a data type's flags say about its transfers.
+bool PatchAddressable(const Synth& synth);  // single patches can be sent and received
+bool UsesCommandSequence(const Synth& synth);
+// "%s" of messages: the instrument's name.
+std::string TransferInstrumentName(const DataFile& dataFile);
+
+}  // namespace tonalith

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "script/protocols/built_in_protocols.h"
+#include "script/transfer_context.h"
+#include "script/transfer_view.h"
+
+namespace tonalith {
+
+// How a transfer ended.
+struct TransferResult {
+  TransferOperation operation = TransferOperation::kReceive;
+  // Receives: 1 data was received (patch by patch: at least one patch), 0 none.  Transmissions: the result of the last
+  // message or script (0 or negative: failed, see ok).
+  int result = 0;
+  int code = 0;  // the transfer_code of the last failure; 0: none
+  bool ok = false;
+  TransferState state = TransferState::Running;  // the button that ended it
+  int patchesDone = 0;
+  int patchesToDo = 0;   // 0: the whole image at once
+  bool changed = false;  // the DataFile holds something new
+  std::string text;      // empty when ok; else a sentence for the user
+};
+
+// What a window or the command line sees of one transfer.  Calls come, one at a time and in order, on the thread that
+// the engine's poster brings them to, or on the transfer's own thread when there is no poster.  Texts are single bytes
+// (instrument names are Latin-1).
+class TransferObserver {
+ public:
+  virtual ~TransferObserver() = default;
+  // First call, on the thread that starts the transfer.  showWindow as requested (0: none, 2: the second style).
+  virtual void opened(const ReceiveWindowView& view, int showWindow) { (void)view, (void)showWindow; }
+  virtual void progress(int done, int total) { (void)done, (void)total; }
+  virtual void bytes(std::int64_t received, std::int64_t expected) { (void)received, (void)expected; }
+  // A line for the message area.
+  virtual void message(const std::string& text) { (void)text; }
+  // Last call: the DataFile is free again and holds what was received.
+  virtual void closed(const TransferResult& result) { (void)result; }
+};
+
+}  // namespace tonalith

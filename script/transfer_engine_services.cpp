@@ -1,0 +1,231 @@
+#include "script/transfer_engine_services.h"
+
+#include <algorithm>
+
+#include "script/transfer_engine.h"
+#include "script/transfer_engine_events.h"
+
+namespace tonalith {
+
+namespace {
+
+struct ThreadRecording {
+  EventList events;
+  Event** list = nullptr;
+};
+thread_local ThreadRecording threadRecording;
+
+}  // namespace
+
+void SetFirstEvent(bool record, Event** list) {
+  if (threadRecording.list) {
+    // Whoever recorded before gets what there is, behind what the list held.
+    Event** end = threadRecording.list;
+    while (*end) end = &(*end)->next;
+    *end = threadRecording.events.Release();
+  }
+  threadRecording.list = record ? list : nullptr;
+}
+
+Event** GetFirstEvent() {
+  return threadRecording.list;
+}
+
+EventList* RecordingOf(const TransferContext& context) {
+  if (context.recording) return context.recording;
+  return threadRecording.list ? &threadRecording.events : nullptr;
+}
+
+SendOptions MidiScriptServices::OptionsOf(TransferContext& context) const {
+  SendOptions options;
+  options.delayBetweenMs = context.transmitDelayMs;
+  options.cancel = &context.cancel;
+  if (EventList* events = RecordingOf(context)) {
+    options.recordMessage = [events](int port, std::span<const std::uint8_t> message) {
+      events->AppendMessage(port, message);
+    };
+    options.recordDelay = [events](int port, std::uint32_t ms) { events->AppendDelay(port, ms); };
+  }
+  return options;
+}
+
+int MidiScriptServices::SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) {
+  const std::int64_t sent = out_.SendDataPort(bytes, port, OptionsOf(context));
+  if (sent > 0) context.sentBytes.fetch_add(sent);
+  if (sent < 0) {
+    context.sendFailed = true;
+    if (out_.MaxOutPorts() == 0) context.portGone = true;
+  }
+  return static_cast<int>(std::min<std::int64_t>(sent, INT32_MAX));
+}
+
+int MidiScriptServices::SendBare(std::span<const std::uint8_t> bytes, int port, TransferContext& context) {
+  if (bytes.empty() || bytes[0] != 0) return SendDataPort(bytes, port, context);
+  if (EventList* events = RecordingOf(context)) {
+    events->AppendMessage(port, bytes);
+    return static_cast<int>(bytes.size());
+  }
+  if (out_.BlockMidi() || out_.Suppressed()) return 0;
+  if (out_.SENDDATAX(port, bytes, 0, true, &context.cancel) < 0) {
+    context.sendFailed = true;
+    return -1;
+  }
+  context.sentBytes.fetch_add(static_cast<std::int64_t>(bytes.size()));
+  return static_cast<int>(bytes.size());
+}
+
+int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
+                                        TransferContext& context) {
+  ReceiveOptions options;
+  options.skip = skip;
+  options.acceptAny = context.acceptAny;
+  options.hasAccept = context.hasAcceptPattern;
+  options.accept = context.acceptPattern;
+  options.decline = context.declinePatterns;
+  options.end = context.endPattern;
+  options.sizes = context.acceptedSizes;
+  options.timeoutMs = context.receiveTimeoutMs > 0 ? context.receiveTimeoutMs : context.hasIoWindow ? 0 : -1;
+
+  ReceiveHooks hooks;
+  hooks.received = &context.receivedBytes;
+  hooks.wake = &context.wake;
+  hooks.cancel = &context.cancel;
+  hooks.transferMode = [&context] { return static_cast<int>(context.state.load()); };
+  const auto staged = std::move(context.staged);
+  context.staged.reset();
+  if (staged) {
+    hooks.sendRequest = [this, &staged, &context] {
+      if (staged->bare) {
+        SendBare(staged->bytes, staged->port, context);
+      } else {
+        SendDataPort(staged->bytes, staged->port, context);
+      }
+    };
+  }
+  ReceiveReport report;
+  const std::int64_t stored = in_.GetDataVector(destination, port, options, hooks, &report);
+  context.cancelledByPattern = report.cancelledByPattern;
+  if (report.portGone) context.portGone = true;
+  if (staged && stored > 0 && static_cast<std::size_t>(stored) == staged->bytes.size() &&
+      std::equal(staged->bytes.begin(), staged->bytes.end(), destination.begin())) {
+    context.loops.fetch_add(1);
+  }
+  return static_cast<int>(std::min<std::int64_t>(stored, INT32_MAX));
+}
+
+void MidiScriptServices::CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) {
+  if (EventList* events = RecordingOf(context)) {
+    events->AppendDelay(port, ms);
+    return;
+  }
+  constexpr int kPluginEnvironment = 3;
+  if (Setting(ScriptSetting::Environment) != kPluginEnvironment) {
+    out_.MidiOutDelay(port, ms);
+  } else if (context.quiet) {
+    clock().SleepMs(ms, &context.cancel);
+  }
+}
+
+void MidiScriptServices::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) {
+  out_.MidiOutWaitForAck(port, inPort, pattern, timeoutMs);
+}
+
+void MidiScriptServices::MidiOutClrWaitForAck(int port) {
+  out_.MidiOutClrWaitForAck(port);
+}
+
+void MidiScriptServices::SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) {
+  const auto port = in_.GetMidiInPort(inPort);
+  if (port) port->SetSysXCancel(pattern, pattern.empty() ? nullptr : out_.GetMidiOutPort(outPort));
+}
+
+void MidiScriptServices::MidiOutSetMaxSysExSpeed(int port, int bytesPerSecond) {
+  out_.MidiOutSetMaxSysExSpeed(port, static_cast<std::uint32_t>(std::max(0, bytesPerSecond)));
+}
+
+void MidiScriptServices::MidiOutSetUSBPortSpeed(int port, int bytesPerSecond) {
+  out_.MidiOutSetUSBPortSpeed(port, static_cast<std::uint32_t>(std::max(0, bytesPerSecond)));
+}
+
+bool MidiScriptServices::GetWriteToQueue(int port) {
+  const auto slot = out_.GetMidiOutPort(port);
+  return slot && slot->GetWriteToQueue();
+}
+
+void MidiScriptServices::SetWriteToQueue(int port, bool collect) {
+  if (const auto slot = out_.GetMidiOutPort(port)) slot->SetWriteToQueue(collect);
+}
+
+void MidiScriptServices::OutputQueue(int port) {
+  if (const auto slot = out_.GetMidiOutPort(port)) slot->OutputQueue();
+}
+
+int MidiScriptServices::PortCount(MidiDirection direction) {
+  return direction == MidiDirection::Input ? in_.InPorts() : out_.MaxOutPorts();
+}
+
+std::string MidiScriptServices::PortName(MidiDirection direction, int port) {
+  return direction == MidiDirection::Input ? in_.INGETPORTNAME(port) : out_.OUTGETPORTNAME(port);
+}
+
+int MidiScriptServices::MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0,
+                                    int parameter1, int parameter2, TransferContext& context) {
+  ServicesLine line(*this, context, synth.midiInPort, synth.midiOutPort);
+  return BuiltInProtocols(line).MacroRoland(synth, ByteWindow(buffer), static_cast<std::uint32_t>(parameter3),
+                                            static_cast<std::uint32_t>(std::max(0, parameter0)), parameter1,
+                                            parameter2 != 0);
+}
+
+bool MidiScriptServices::TransmitWindowOpen() const {
+  return engine_ && engine_->TransmitWindowOpen();
+}
+
+void MidiScriptServices::OpenTransmitWindow(int port, std::uint32_t total) {
+  if (engine_) engine_->OpenZKMidiOutStatus(port, total);
+}
+
+void MidiScriptServices::SetTransmitStayOpen(bool stay) {
+  if (engine_) engine_->SetTransmitStayOpen(stay);
+}
+
+// --- The line of a protocol ---
+
+int ServicesLine::Send(std::span<const std::uint8_t> bytes) {
+  return services_.SendDataPort(bytes, outPort_, context_);
+}
+
+int ServicesLine::SendBare(std::span<const std::uint8_t> bytes) {
+  return services_.SendBare(bytes, outPort_, context_);
+}
+
+void ServicesLine::Stage(std::span<const std::uint8_t> bytes) {
+  context_.staged = TransferContext::Staged{{bytes.begin(), bytes.end()}, outPort_, false};
+}
+
+void ServicesLine::StageBare(std::span<const std::uint8_t> bytes) {
+  context_.staged = TransferContext::Staged{{bytes.begin(), bytes.end()}, outPort_, true};
+}
+
+int ServicesLine::Receive(std::span<std::uint8_t> into) {
+  const int received = services_.GetDataPort(into, inPort_, context_);
+  context_.staged.reset();
+  if (received == transfer_code::kQuiet) context_.timedOut = true;
+  return received;
+}
+
+void ServicesLine::Delay(std::uint32_t ms) {
+  services_.CreateDelayEvent(outPort_, ms, context_);
+}
+
+bool ServicesLine::Cancelled() const {
+  const TransferState state = context_.state.load();
+  return context_.cancel.Cancelled() || state == TransferState::Cancel || state == TransferState::CancelAll ||
+         context_.portGone || services_.Quitting();
+}
+
+void ServicesLine::Report(const std::string& text) {
+  services_.MonitorLine(text);
+  if (context_.display) context_.display(text);
+}
+
+}  // namespace tonalith

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "midi/midi_input.h"
+#include "midi/midi_output.h"
+#include "script/protocols/built_in_protocols.h"
+#include "script/script_services.h"
+
+namespace tonalith {
+
+class EventList;
+class TransferEngine;
+
+// The MIDI half of ScriptServices on the real ports.  The program's services derive from it and add settings, windows
+// and documents; tests and the command line tool use it as it is.
+class MidiScriptServices : public ScriptServices {
+ public:
+  MidiScriptServices(MidiOut& out, MidiIn& in) : out_(out), in_(in) {}
+
+  // The engine that shows transmissions; null (no window) at first.
+  void SetTransferEngine(TransferEngine* engine) { engine_ = engine; }
+  MidiOut& out() const { return out_; }
+  MidiIn& in() const { return in_; }
+
+  int SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) override;
+  int SendBare(std::span<const std::uint8_t> bytes, int port, TransferContext& context) override;
+  int GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
+                      TransferContext& context) override;
+  void CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) override;
+  bool MidiBlocked() const override { return out_.BlockMidi(); }
+  void SetBlockMidi(bool blocked) override { out_.SetBlockMidi(blocked); }
+
+  void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) override;
+  void MidiOutClrWaitForAck(int port) override;
+  void SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) override;
+  void MidiOutSetMaxSysExSpeed(int port, int bytesPerSecond) override;
+  void MidiOutSetUSBPortSpeed(int port, int bytesPerSecond) override;
+  void SetMidiOutForceExit(bool force) override { out_.SetMidiOutForceExit(force); }
+  bool GetWriteToQueue(int port) override;
+  void SetWriteToQueue(int port, bool collect) override;
+  void OutputQueue(int port) override;
+  int PortCount(MidiDirection direction) override;
+  std::string PortName(MidiDirection direction, int port) override;
+
+  int MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0, int parameter1,
+                  int parameter2, TransferContext& context) override;
+  bool TransmitWindowOpen() const override;
+  void OpenTransmitWindow(int port, std::uint32_t total) override;
+  void SetTransmitStayOpen(bool stay) override;
+  Clock& clock() override { return out_.clock(); }
+
+ private:
+  SendOptions OptionsOf(TransferContext& context) const;
+
+  MidiOut& out_;
+  MidiIn& in_;
+  TransferEngine* engine_ = nullptr;
+};
+
+// A protocol's line on the ports of one descriptor.
+class ServicesLine final : public ProtocolLine {
+ public:
+  ServicesLine(ScriptServices& services, TransferContext& context, int inPort, int outPort)
+      : services_(services), context_(context), inPort_(inPort), outPort_(outPort) {}
+
+  int Send(std::span<const std::uint8_t> bytes) override;
+  int SendBare(std::span<const std::uint8_t> bytes) override;
+  void Stage(std::span<const std::uint8_t> bytes) override;
+  void StageBare(std::span<const std::uint8_t> bytes) override;
+  int Receive(std::span<std::uint8_t> into) override;
+  void Delay(std::uint32_t ms) override;
+  void AllPortReceiving(AcceptAny mode) override { context_.acceptAny = mode; }
+  bool Cancelled() const override;
+  void Report(const std::string& text) override;
+
+ private:
+  ScriptServices& services_;
+  TransferContext& context_;
+  int inPort_;
+  int outPort_;
+};
+
+// Recording for the calling thread only: from now on what it sends without a transfer of its own, and its delays, are
+// appended to *list instead of being performed; `record` false ends that.  The chain belongs to the caller.
+void SetFirstEvent(bool record, Event** list);
+// The list being recorded by this thread; null when it does not record.
+Event** GetFirstEvent();
+// Where a transfer's (or else the calling thread's) messages are recorded; null: they are performed.
+EventList* RecordingOf(const TransferContext& context);
+
+}  // namespace tonalith
