@@ -147,7 +147,7 @@ void AtomicFile::Discard() {
   buffer_.clear();
 }
 
-Result AtomicFile::Open(const std::string& path) {
+Result AtomicFile::Open(const std::string& path, unsigned mode) {
   Discard();
   failed_ = {};
   asked_ = path;
@@ -164,11 +164,11 @@ Result AtomicFile::Open(const std::string& path) {
   }
   // A file without a name vanishes by itself when the program dies while writing.
   if (::access("/proc/self/fd", X_OK) == 0) {
-    fd_ = ::open(FolderOf(target_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    fd_ = ::open(FolderOf(target_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
   }
   if (fd_ < 0) {
     temporary_ = TemporaryName(target_);
-    fd_ = ::open(temporary_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+    fd_ = ::open(temporary_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode);
     if (fd_ < 0) {
       const int error = errno;
       temporary_.clear();

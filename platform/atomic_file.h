@@ -30,8 +30,9 @@ class AtomicFile {
   AtomicFile& operator=(const AtomicFile&) = delete;
   ~AtomicFile();
 
-  // The folder must exist.  Fails for a folder, and for an existing file the user may not write.
-  Result Open(const std::string& path);
+  // The folder must exist.  Fails for a folder, and for an existing file the user may not write.  `mode` is that of a
+  // new file, less the user's mask.
+  Result Open(const std::string& path, unsigned mode = 0666);
   // After a failure every later call fails with the same text.
   Result Write(std::span<const std::uint8_t> bytes);
   Result Write(std::string_view bytes);
