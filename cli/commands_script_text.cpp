@@ -15,7 +15,8 @@
 namespace tonalith {
 namespace {
 
-constexpr std::size_t kMaxScriptFile = std::size_t{256} << 20;
+// A script compiles to at most 32767 bytes; nothing that is meant to be one is larger.
+constexpr std::size_t kMaxScriptFile = std::size_t{4} << 20;
 
 // The whole of FILE, or of the standard input for "-".
 bool ReadScriptOperand(const std::string& operand, std::istream& in, std::ostream& err, std::string& bytes) {
@@ -32,7 +33,7 @@ bool ReadScriptOperand(const std::string& operand, std::istream& in, std::ostrea
   while (source.read(block, sizeof(block)) || source.gcount() > 0) {
     bytes.append(block, static_cast<std::size_t>(source.gcount()));
     if (bytes.size() > kMaxScriptFile) {
-      err << "\"" << operand << "\" is larger than 256 MiB.\n";
+      err << "\"" << operand << "\" is larger than 4 MiB, which is no script.\n";
       return false;
     }
   }
@@ -43,7 +44,7 @@ bool ReadScriptOperand(const std::string& operand, std::istream& in, std::ostrea
   return true;
 }
 
-int HexDigitValue(char c) {
+int BytecodeDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   const char upper = AsciiUpper(c);
   return upper >= 'A' && upper <= 'F' ? upper - 'A' + 10 : -1;
@@ -55,7 +56,7 @@ std::optional<std::vector<std::uint8_t>> ParseBytecodeText(const std::string& te
   int high = -1;
   for (const char c : text) {
     if (c == ' ' || c == '\t' || c == '\r' || c == '\n') continue;
-    const int digit = HexDigitValue(c);
+    const int digit = BytecodeDigit(c);
     if (digit < 0) return std::nullopt;
     if (high < 0) {
       high = digit;
@@ -68,7 +69,7 @@ std::optional<std::vector<std::uint8_t>> ParseBytecodeText(const std::string& te
   return bytes;
 }
 
-void PrintHexLine(std::span<const std::uint8_t> bytes, std::ostream& out) {
+void PrintBytecode(std::span<const std::uint8_t> bytes, std::ostream& out) {
   char pair[4];
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     std::snprintf(pair, sizeof(pair), i ? " %02X" : "%02X", bytes[i]);
@@ -115,10 +116,11 @@ int RunCompile(const std::vector<std::string>& args, std::istream& in, std::ostr
     for (const LintWarning& warning : Lint(source)) err << FormatLintWarning(warning) << '\n';
   }
   if (!result.ok()) {
-    err << result.report << '\n';
+    err << result.report;
+    if (result.report.back() != '\n') err << '\n';
     return 1;
   }
-  PrintHexLine(result.code, out);
+  PrintBytecode(result.code, out);
   return 0;
 }
 

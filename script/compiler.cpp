@@ -15,11 +15,11 @@ namespace {
 
 constexpr char kCompileReportTitle[] = "Driver Creator";
 
-bool IsDigit(char c) {
+bool IsSourceDigit(char c) {
   return c >= '0' && c <= '9';
 }
-bool IsHexDigit(char c) {
-  return IsDigit(c) || (AsciiUpper(c) >= 'A' && AsciiUpper(c) <= 'F');
+bool IsSourceHexDigit(char c) {
+  return IsSourceDigit(c) || (AsciiUpper(c) >= 'A' && AsciiUpper(c) <= 'F');
 }
 // What separates a keyword and its operands.  A tab is no separator there.
 bool IsOperandBlank(char c) {
@@ -34,10 +34,11 @@ bool IsVariableLetter(char c) {
 }
 
 // The digits at `position`, as far as they go; values above the 64-bit range stay at its limit.
-std::uint64_t DecimalAt(const std::string& line, int& position) {
+std::uint64_t SourceDecimalAt(const std::string& line, int& position) {
   constexpr std::uint64_t kLimit = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
   std::uint64_t value = 0;
-  for (; position < static_cast<int>(line.size()) && IsDigit(line[static_cast<std::size_t>(position)]); ++position) {
+  for (; position < static_cast<int>(line.size()) && IsSourceDigit(line[static_cast<std::size_t>(position)]);
+       ++position) {
     const std::uint64_t digit = static_cast<std::uint64_t>(line[static_cast<std::size_t>(position)] - '0');
     value = value > (kLimit - digit) / 10 ? kLimit : value * 10 + digit;
   }
@@ -94,9 +95,9 @@ CompileError ScriptCompiler::SynWriteLong() {
   } else if (c == 'V') {
     ++ch_;
     word = kNumberVariableBit |
-           static_cast<std::uint32_t>(DecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu);
-  } else if (IsDigit(c)) {
-    word = static_cast<std::uint32_t>(DecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu);
+           static_cast<std::uint32_t>(SourceDecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu);
+  } else if (IsSourceDigit(c)) {
+    word = static_cast<std::uint32_t>(SourceDecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu);
   }
   for (int shift = 24; shift >= 0; shift -= 8) {
     if (const auto error = SynWriteDest(static_cast<std::uint8_t>(word >> shift)); error != CompileError::None) {
@@ -117,9 +118,9 @@ bool ScriptCompiler::SynGetVar(std::uint32_t& index) {
   if (c != 'V') return false;
   int position = ch_ + 1;
   while (IsOperandBlank(At(position))) ++position;
-  if (!IsDigit(At(position))) return false;
+  if (!IsSourceDigit(At(position))) return false;
   ch_ = position;
-  index = static_cast<std::uint32_t>(DecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu) + 4;
+  index = static_cast<std::uint32_t>(SourceDecimalAt(lines_[static_cast<std::size_t>(line_)], ch_) & 0xFFFFFFFFu) + 4;
   return true;
 }
 
@@ -137,7 +138,7 @@ CompileError ScriptCompiler::SynWriteVar() {
 CompileError ScriptCompiler::SynWriteHexByte(bool hex) {
   const int beginLine = line_;
   const int begin = ch_;
-  while (!(hex ? IsHexDigit(Current()) : IsDigit(Current()))) {
+  while (!(hex ? IsSourceHexDigit(Current()) : IsSourceDigit(Current()))) {
     if (Current() != 0) {
       ++ch_;
     } else if (line_ + 1 < static_cast<int>(lines_.size())) {
@@ -399,7 +400,7 @@ CompileError ScriptCompiler::ShortS() {
 // The count of data bytes is the number as it is written; a register or variable announces none.
 std::uint64_t ScriptCompiler::WrittenCount() const {
   int position = ch_;
-  return DecimalAt(lines_[static_cast<std::size_t>(line_)], position);
+  return SourceDecimalAt(lines_[static_cast<std::size_t>(line_)], position);
 }
 
 CompileError ScriptCompiler::DataBytes(std::uint64_t count) {

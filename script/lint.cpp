@@ -10,24 +10,21 @@
 namespace tonalith {
 namespace {
 
-using Event = CompileEvent;
-using Kind = CompileEvent::Kind;
-
-constexpr std::uint8_t kLoopOpcode = 4;
-constexpr std::uint8_t kBlockEndOpcode = 7;
-constexpr std::uint8_t kDataOpcode = 8;
-constexpr std::uint8_t kCopyDataOpcode = 11;
-constexpr std::uint8_t kAssignOpcode = 14;
+constexpr std::uint8_t kLintLoopOpcode = 4;
+constexpr std::uint8_t kLintBlockEndOpcode = 7;
+constexpr std::uint8_t kLintDataOpcode = 8;
+constexpr std::uint8_t kLintCopyDataOpcode = 11;
+constexpr std::uint8_t kLintAssignOpcode = 14;
 constexpr std::uint32_t kLargestLiteral = 0x3FFFFFFF;
 constexpr std::uint32_t kLargestVariableIndex = 32767;
 
-bool IsLetter(char c) {
+bool IsLintLetter(char c) {
   return std::isalpha(static_cast<unsigned char>(c)) && static_cast<unsigned char>(c) < 128;
 }
-bool IsDecimal(char c) {
+bool IsLintDecimal(char c) {
   return c >= '0' && c <= '9';
 }
-bool IsSpace(char c) {
+bool IsLintBlank(char c) {
   return c == ' ' || c == 8 || c == 10 || c == 13 || c == 9 || c == 0;
 }
 
@@ -45,6 +42,9 @@ constexpr OddWord kOddWords[] = {
 };
 
 class ScriptLint {
+  using Event = CompileEvent;
+  using Kind = CompileEvent::Kind;
+
  public:
   ScriptLint(const std::vector<std::string>& lines, const std::vector<Event>& events)
       : lines_(lines), events_(events) {}
@@ -70,7 +70,8 @@ class ScriptLint {
 
   std::string WordAt(int line, int position) const {
     std::string word;
-    for (char c = At(line, position); IsLetter(c) || IsDecimal(c) || c == '_'; c = At(line, ++position)) word += c;
+    for (char c = At(line, position); IsLintLetter(c) || IsLintDecimal(c) || c == '_'; c = At(line, ++position))
+      word += c;
     return word;
   }
 
@@ -104,35 +105,35 @@ class ScriptLint {
     const Event* before = &statement;
     for (const Event& operand : operands) {
       if (operand.kind == Kind::DataByte) break;
-      if (before != &statement && statement.opcode != kAssignOpcode) CheckSeparator(*before);
+      if (before != &statement && statement.opcode != kLintAssignOpcode) CheckSeparator(*before);
       if (operand.kind == Kind::Number) CheckNumber(statement, operand, &operand == operands.data());
       if (operand.kind == Kind::Variable) CheckVariable(operand);
       before = &operand;
     }
-    if (statement.opcode == kAssignOpcode && operands.size() == 2 && operands[1].kind == Kind::Variable &&
+    if (statement.opcode == kLintAssignOpcode && operands.size() == 2 && operands[1].kind == Kind::Variable &&
         operands[1].value >= 128) {
       Warn(operands[1], "V124 and above behind @ take two bytes, of which the second is run as a statement");
     }
-    if (statement.opcode == kDataOpcode || statement.opcode == kCopyDataOpcode) CheckData(statement, operands);
+    if (statement.opcode == kLintDataOpcode || statement.opcode == kLintCopyDataOpcode) CheckData(statement, operands);
   }
 
   // The rest of a word that was reported where it began.
   bool ContinuesWord(const Event& statement) const {
     return previousEnd_ && previousEnd_->endLine == statement.line && previousEnd_->end == statement.begin &&
-           IsLetter(At(statement.line, statement.begin - 1)) && IsLetter(At(statement.line, statement.begin)) &&
+           IsLintLetter(At(statement.line, statement.begin - 1)) && IsLintLetter(At(statement.line, statement.begin)) &&
            previousEnd_->kind == Kind::Statement;
   }
 
   bool CheckWord(const Event& statement, std::span<const Event> operands) {
     const char next = At(statement.endLine, statement.end);
     const char after = At(statement.endLine, statement.end + 1);
-    const bool variableFollows = AsciiUpper(next) >= 'V' && AsciiUpper(next) <= 'Z' && !IsLetter(after);
+    const bool variableFollows = AsciiUpper(next) >= 'V' && AsciiUpper(next) <= 'Z' && !IsLintLetter(after);
     const bool takesOperands = !operands.empty();
-    if (statement.keyword && takesOperands && !IsSpace(next) && !IsLetter(next)) {
+    if (statement.keyword && takesOperands && !IsLintBlank(next) && !IsLintLetter(next)) {
       Warn(statement, Quoted(next) + " directly behind " + std::string(statement.keyword->text) + " is passed over");
       return true;
     }
-    if (!IsLetter(next) || (takesOperands && variableFollows && !statement.keyword)) return true;
+    if (!IsLintLetter(next) || (takesOperands && variableFollows && !statement.keyword)) return true;
     Warn(statement, "unknown word \"" + WordAt(statement.line, statement.begin) + "\"; its beginning is compiled as " +
                         (statement.keyword ? std::string(statement.keyword->text) : StatementName(statement)));
     return false;
@@ -147,13 +148,13 @@ class ScriptLint {
   void CheckBlocks(const Event& statement, std::span<const Event> operands) {
     const StatementInfo* info = FindStatement(statement.opcode, statement.sub);
     if (!info) return;
-    if (statement.opcode == kLoopOpcode) {
+    if (statement.opcode == kLintLoopOpcode) {
       loops_.push_back(&statement);
-      if (!operands.empty() && operands[0].value == 0 && IsDecimal(At(operands[0].line, operands[0].begin))) {
+      if (!operands.empty() && operands[0].value == 0 && IsLintDecimal(At(operands[0].line, operands[0].begin))) {
         Warn(statement, "a loop with count 0 is not skipped: it runs once, and its ] ends the level around it");
       }
     }
-    if (statement.opcode == kBlockEndOpcode && !loops_.empty()) loops_.pop_back();
+    if (statement.opcode == kLintBlockEndOpcode && !loops_.empty()) loops_.pop_back();
     switch (info->condition) {
       case ConditionRole::Opens:
         ++conditions_;
@@ -177,7 +178,7 @@ class ScriptLint {
 
   void CheckSeparator(const Event& operand) {
     const char c = At(operand.endLine, operand.end);
-    if (IsSpace(c) || c == ',' || operand.begin == operand.end) return;
+    if (IsLintBlank(c) || c == ',' || operand.begin == operand.end) return;
     warnings_.push_back({operand.endLine + 1, operand.end + 1, Quoted(c) + " between operands is passed over"});
   }
 
@@ -186,17 +187,17 @@ class ScriptLint {
     if (number.begin == number.end) {
       const bool mayBeMissing =
           first && (statement.opcode <= 1 || statement.opcode == 3 || statement.opcode == 16 || statement.opcode == 17);
-      if (mayBeMissing && (IsLetter(c) || c == ']' || c == ';' || c == '[' || c == '{' || c == '}')) return;
+      if (mayBeMissing && (IsLintLetter(c) || c == ']' || c == ';' || c == '[' || c == '{' || c == '}')) return;
       Warn(number, "a number is expected before " + Quoted(c) + "; 0 is compiled");
       return;
     }
     const char next = At(number.line, number.end);
-    if (IsDecimal(c)) {
+    if (IsLintDecimal(c)) {
       const unsigned long long value = std::strtoull(
           &lines_[static_cast<std::size_t>(number.line)][static_cast<std::size_t>(number.begin)], nullptr, 10);
       if (value > kLargestLiteral)
         Warn(number, "a number above 1073741823 is run as a register, a variable or another number");
-    } else if (IsLetter(next)) {
+    } else if (IsLintLetter(next)) {
       Warn(number, "the beginning of \"" + WordAt(number.line, number.begin) + "\" is taken as the operand " +
                        static_cast<char>(AsciiUpper(c)));
     } else if (AsciiUpper(c) == 'V') {
@@ -207,7 +208,7 @@ class ScriptLint {
 
   void CheckVariable(const Event& variable) {
     if (variable.value > kLargestVariableIndex) Warn(variable, "variables above V32763 do not fit here");
-    if (IsLetter(At(variable.line, variable.end))) {
+    if (IsLintLetter(At(variable.line, variable.end))) {
       Warn(variable, "the beginning of \"" + WordAt(variable.line, variable.begin) + "\" is taken as a variable");
     }
   }
@@ -215,7 +216,7 @@ class ScriptLint {
   void CheckData(const Event& statement, std::span<const Event> operands) {
     if (operands.empty()) return;
     const Event& count = operands[0];
-    if (!IsDecimal(At(count.line, count.begin))) Warn(count, "the count of data bytes must be written as a number");
+    if (!IsLintDecimal(At(count.line, count.begin))) Warn(count, "the count of data bytes must be written as a number");
     const Event* before = nullptr;
     bool braces = false;
     bool overrun = false;
@@ -231,12 +232,12 @@ class ScriptLint {
       before = &event;
     }
     int position = before->end;
-    while (At(before->endLine, position) && IsSpace(At(before->endLine, position))) ++position;
+    while (At(before->endLine, position) && IsLintBlank(At(before->endLine, position))) ++position;
     if (before->kind != Kind::DataByte && At(before->endLine, position) == '{') {
       braces = true;
       do {
         ++position;
-      } while (At(before->endLine, position) && IsSpace(At(before->endLine, position)));
+      } while (At(before->endLine, position) && IsLintBlank(At(before->endLine, position)));
     }
     const char next = At(before->endLine, position);
     if (braces && !overrun && next != '}' && next != 0 && next != ';') {

@@ -10,22 +10,22 @@
 namespace tonalith {
 namespace {
 
-constexpr std::uint8_t kOpcodeTransmit = 0;
-constexpr std::uint8_t kOpcodeReceive = 1;
-constexpr std::uint8_t kOpcodeTransmitBuffer = 3;
-constexpr std::uint8_t kOpcodeLoop = 4;
-constexpr std::uint8_t kOpcodeBlockEnd = 7;
-constexpr std::uint8_t kOpcodeAssign = 14;
-constexpr std::uint8_t kOpcodeStage = 16;
-constexpr std::uint8_t kOpcodeDiscard = 17;
+constexpr std::uint8_t kListedTransmit = 0;
+constexpr std::uint8_t kListedReceive = 1;
+constexpr std::uint8_t kListedTransmitBuffer = 3;
+constexpr std::uint8_t kListedLoop = 4;
+constexpr std::uint8_t kListedBlockEnd = 7;
+constexpr std::uint8_t kListedAssign = 14;
+constexpr std::uint8_t kListedStage = 16;
+constexpr std::uint8_t kListedDiscard = 17;
 constexpr std::size_t kMaxListingText = std::size_t{64} << 20;
 constexpr std::size_t kShortCode = 41;
 constexpr std::size_t kShortCodeThreshold = 80;
 
 // "T", "R", "B", "TR" and "RB" stand alone when their number is 0.
 bool OmitsZero(std::uint8_t opcode) {
-  return opcode == kOpcodeTransmit || opcode == kOpcodeReceive || opcode == kOpcodeTransmitBuffer ||
-         opcode == kOpcodeStage || opcode == kOpcodeDiscard;
+  return opcode == kListedTransmit || opcode == kListedReceive || opcode == kListedTransmitBuffer ||
+         opcode == kListedStage || opcode == kListedDiscard;
 }
 
 class ScriptLister {
@@ -87,7 +87,7 @@ class ScriptLister {
     if (info && info->keyword) {
       if (const auto error = SynWriteSrcStr(info->keyword, line_); error != ListingError::None) return error;
       // "MX + 5": the variable follows directly.
-      if (opcode != kOpcodeAssign) {
+      if (opcode != kListedAssign) {
         if (const auto error = SynWriteSrcStr(" ", line_); error != ListingError::None) return error;
       }
     }
@@ -98,11 +98,11 @@ class ScriptLister {
       const auto error = Operand(operands.kind[i], i == 0 && OmitsZero(opcode));
       if (error != ListingError::None) return error;
     }
-    if (opcode == kOpcodeLoop) {
+    if (opcode == kListedLoop) {
       if (const auto error = SynWriteSrcStr("[ ", line_); error != ListingError::None) return error;
       ++indentation_;
     }
-    if (opcode == kOpcodeBlockEnd) Outdent();
+    if (opcode == kListedBlockEnd) Outdent();
     if (info) Condition(info->condition);
     return ListingError::None;
   }

@@ -5,6 +5,9 @@
 namespace tonalith {
 namespace {
 
+// The short names of the rows stay in here.
+namespace statement_rows {
+
 using K = OperandKind;
 using C = ConditionRole;
 using T = RouteTarget;
@@ -597,6 +600,10 @@ constexpr StatementInfo kStatements[] = {
 };
 // clang-format on
 
+}  // namespace statement_rows
+
+using statement_rows::kStatements;
+
 constexpr std::size_t kStatementCount = std::size(kStatements);
 constexpr std::int16_t kNoRow = -1;
 constexpr std::uint8_t kLastNamedControlProperty = 23;
@@ -633,8 +640,9 @@ struct StatementIndex {
 constexpr StatementIndex kStatementIndex;
 
 // Operands of family members without a row.
-constexpr OperandList kFamilyOperands[] = {Numbers(0), Numbers(1), Numbers(2), Numbers(3),
-                                           Numbers(4), Numbers(5), Numbers(6), Numbers(7)};
+constexpr OperandList kFamilyOperands[] = {OperandList::Numbers(0), OperandList::Numbers(1), OperandList::Numbers(2),
+                                           OperandList::Numbers(3), OperandList::Numbers(4), OperandList::Numbers(5),
+                                           OperandList::Numbers(6), OperandList::Numbers(7)};
 
 constexpr int UnknownMemberNumbers(std::uint8_t opcode) {
   switch (opcode) {

@@ -11,7 +11,7 @@
 namespace tonalith {
 namespace {
 
-std::vector<std::uint8_t> CodeOf(std::string_view hex) {
+std::vector<std::uint8_t> BytecodeOf(std::string_view hex) {
   std::vector<std::uint8_t> bytes;
   std::string digits;
   for (const char c : hex) {
@@ -25,7 +25,7 @@ std::vector<std::uint8_t> CodeOf(std::string_view hex) {
   return bytes;
 }
 
-std::string HexOf(const std::vector<std::uint8_t>& code) {
+std::string BytecodeText(const std::vector<std::uint8_t>& code) {
   std::string text;
   char pair[4];
   for (const std::uint8_t byte : code) {
@@ -105,7 +105,7 @@ TEST(Compiler, Bytes) {
   for (const CompileCase& c : kCompileCases) {
     const CompileResult result = CompileScript(c.source);
     EXPECT_EQ(result.error, CompileError::None) << c.source << "\n" << result.report;
-    EXPECT_EQ(HexOf(result.code), HexOf(CodeOf(c.hex))) << c.source;
+    EXPECT_EQ(BytecodeText(result.code), BytecodeText(BytecodeOf(c.hex))) << c.source;
   }
 }
 
@@ -140,10 +140,10 @@ TEST(Compiler, WholeScriptsAndBackFromTheListing) {
   for (const CompileCase& c : kWholeScripts) {
     const CompileResult result = CompileScript(c.source);
     ASSERT_TRUE(result.ok()) << result.report;
-    EXPECT_EQ(HexOf(result.code), HexOf(CodeOf(c.hex)));
+    EXPECT_EQ(BytecodeText(result.code), BytecodeText(BytecodeOf(c.hex)));
     const ListingResult listing = ListScript(result.code);
     ASSERT_EQ(listing.error, ListingError::None);
-    EXPECT_EQ(HexOf(CompileScript(listing.text).code), HexOf(result.code)) << listing.text;
+    EXPECT_EQ(BytecodeText(CompileScript(listing.text).code), BytecodeText(result.code)) << listing.text;
     EXPECT_TRUE(Lint(c.source).empty()) << FormatLintWarning(Lint(c.source)[0]);
     // One byte less than needed does not do.
     EXPECT_EQ(CompileScript(c.source, result.code.size()).error, CompileError::None);

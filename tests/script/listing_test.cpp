@@ -9,11 +9,11 @@
 namespace tonalith {
 namespace {
 
-using Code = std::vector<std::uint8_t>;
+using ListedCode = std::vector<std::uint8_t>;
 
 TEST(Listing, Texts) {
   const struct {
-    Code code;
+    ListedCode code;
     const char* text;
   } cases[] = {
       {{255}, ""},
@@ -44,7 +44,7 @@ TEST(Listing, Texts) {
 
 TEST(Listing, StopsAtWhatCannotBeListed) {
   const struct {
-    Code code;
+    ListedCode code;
     std::size_t at;
     const char* text;
   } cases[] = {
@@ -73,7 +73,7 @@ TEST(Listing, LineBuffers) {
   std::vector<std::string> buffers(4, std::string(100, '?'));
   std::vector<char*> lines;
   for (std::string& buffer : buffers) lines.push_back(buffer.data());
-  Code code;
+  ListedCode code;
   for (int i = 0; i < 8; ++i) code.insert(code.end(), {6, 0, 0, 0, 1});
   code.push_back(kEndOfScript);
   ASSERT_EQ(code.size(), 41u);  // threshold 41 / 4 = 10
@@ -91,7 +91,7 @@ TEST(Listing, LineBuffers) {
   EXPECT_EQ(buffers[0][42], '?');
   EXPECT_EQ(SynUnCompile({}, 42, code, nullptr), ListingError::NoSpace);
   int indentation = 2;
-  EXPECT_EQ(SynGoUnCompile(lines, 100, Code{9, 4, 0, 0, 0, 1, 255}, indentation), ListingError::None);
+  EXPECT_EQ(SynGoUnCompile(lines, 100, ListedCode{9, 4, 0, 0, 0, 1, 255}, indentation), ListingError::None);
   EXPECT_STREQ(lines[0], "A \r\n    L 1 [ \r\n      ");
   EXPECT_EQ(indentation, 3);
 }

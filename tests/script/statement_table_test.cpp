@@ -63,7 +63,7 @@ TEST(StatementTable, RoutesAreComplete) {
   }
 }
 
-struct RouteCase {
+struct StatementRouteCase {
   int opcode, sub;
   RouteTarget target;
   RouteCall call;
@@ -79,7 +79,7 @@ TEST(StatementTable, RoutesOfEachShape) {
   using X = ResultRule;
   constexpr auto M = RouteCall::Message;
   constexpr auto R = RouteCall::Request;
-  const RouteCase cases[] = {
+  const StatementRouteCase cases[] = {
       {47, 12, T::EditorDocument, R, 0x58, P::SubCodeInTheMiddle, 0, X::EndsMacro},
       {47, 19, T::SetDocument, R, 0x76, P::CommandValueId, 14, X::X},
       {51, 0, T::SetElseEditor, R, 0x66, P::Params, 0, X::XRecordYAnswer},
@@ -105,7 +105,7 @@ TEST(StatementTable, RoutesOfEachShape) {
       {56, 4, T::None, RouteCall::None, 0, P::Nothing, 0, X::None},
       {57, 2, T::EditorDocument, M, 0x813B, P::Record, 1, X::None},
   };
-  for (const RouteCase& c : cases) {
+  for (const StatementRouteCase& c : cases) {
     SCOPED_TRACE(std::to_string(c.opcode) + "/" + std::to_string(c.sub));
     const StatementInfo* info = FindStatement(static_cast<std::uint8_t>(c.opcode), c.sub);
     ASSERT_NE(info, nullptr);
