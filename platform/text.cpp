@@ -301,33 +301,4 @@ std::string Printf(const char* format, ...) {
   return out;
 }
 
-std::string HexText(std::span<const std::uint8_t> bytes) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string out;
-  out.reserve(bytes.size() * 3);
-  for (const std::uint8_t byte : bytes) {
-    if (!out.empty()) out += ' ';
-    out += kDigits[byte >> 4];
-    out += kDigits[byte & 15];
-  }
-  return out;
-}
-
-std::optional<std::vector<std::uint8_t>> ParseHexText(std::string_view text) {
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(text.size() / 2);
-  for (std::size_t i = 0; i < text.size();) {
-    if (std::string_view(" \t\r\n").find(text[i]) != std::string_view::npos) {
-      ++i;
-      continue;
-    }
-    const int high = Digit(text[i], 16);
-    const int low = i + 1 < text.size() ? Digit(text[i + 1], 16) : -1;
-    if (high < 0 || low < 0) return std::nullopt;
-    bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
-    i += 2;
-  }
-  return bytes;
-}
-
 }  // namespace tonalith

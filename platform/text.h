@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,10 +65,5 @@ std::string FormatFixed(double value, int decimals);
 // printf into a string; the decimal point is the C locale's as the program never sets another one for numbers.
 std::string Printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string PrintfV(const char* format, std::va_list arguments);
-
-// "F0 43 00 F7": upper-case pairs with blanks between.
-std::string HexText(std::span<const std::uint8_t> bytes);
-// Pairs of hexadecimal digits with or without blanks between the pairs; nullopt when anything else occurs.
-std::optional<std::vector<std::uint8_t>> ParseHexText(std::string_view text);
 
 }  // namespace tonalith
