@@ -69,10 +69,9 @@ class DiskHooks {
 
 // How one FORM is read.
 struct FormReadOptions {
-  int kind = 0;          // nonzero: the caller wanted a multi-data file, ends with code 4
-  int mode = 0;          // 1: complete xtra and let the hooks update the data
-  std::string find;      // not empty: code 100 when the first keyword entry does not contain it
-  bool complete = true;  // AddDataFileComponents at the end; false keeps exactly what the file holds
+  int kind = 0;      // nonzero: the caller wanted a multi-data file, ends with code 4
+  int mode = 0;      // 0: exactly what the file holds; 1: let the hooks update it and complete every buffer
+  std::string find;  // not empty: code 100 when the first keyword entry does not contain it
   DiskHooks* hooks = nullptr;
 };
 
@@ -109,24 +108,24 @@ class ContainerReader {
   bool ReadLength(std::uint32_t* n);  // converted by the byte order
 
  private:
-  struct ChunkOutcome {
-    std::int64_t length = 0;  // as ReadIff
-    int stop = 0;             // a DiskCode that ends the reading at once
-  };
-  int ReadChunks(DataFile* dataFile, const FormReadOptions& options, std::size_t formEnd);
-  ChunkOutcome ReadKnownChunk(std::uint32_t id, DataFile* dataFile, const FormReadOptions& options, bool* known);
-  ChunkOutcome ReadDescriptor(DataFile* dataFile);
-  ChunkOutcome ReadFind(DataFile* dataFile, const std::string& find);
+  int ReadChunks(DataFile* dataFile, const FormReadOptions& options, std::uint32_t formSize);
+  // Reads the data of one chunk whose identifier has been read.  Its counted size, or -2, -6, or -100 (keyword absent).
+  std::int64_t ReadChunk(std::uint32_t id, DataFile* dataFile, const FormReadOptions& options);
+  std::int64_t ReadDescriptor(DataFile* dataFile);
   std::int64_t ReadNames(DataFile* dataFile);
-  std::int64_t ReadText(char** pointer, std::uint32_t* size, std::uint32_t minAlloc);
+  std::int64_t ReadFind(DataFile* dataFile, const std::string& find);
   std::int64_t ReadXtra(DataFile* dataFile);
+  std::int64_t ReadText(char** pointer, std::uint32_t* size, std::uint32_t minAlloc);
   std::int64_t ReadReference(std::uint32_t id, DataFile* dataFile);
+  std::int64_t SkipChunk();
+  // The data of a chunk where it stands; null when it is cut off.
+  const std::uint8_t* TakeChunk(std::uint32_t* length);
   int Finish(DataFile* dataFile, const FormReadOptions& options);
 
   std::span<const std::uint8_t> bytes_;
   std::size_t position_ = 0;
-  std::size_t limit_ = SIZE_MAX;  // end of the FORM being read
   std::uint32_t fileId_ = 0;
+  std::uint32_t descriptorLength_ = 0;
   bool littleEndian_ = false;
 };
 
@@ -178,9 +177,9 @@ bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
 // --- Files -----------------------------------------------------------------------------------------------------------
 
 // Reads a whole file of at most kMaxContainerSize bytes.  0, 1 (cannot be opened) or 2.
-int ReadWholeFile(const std::string& path, std::vector<std::uint8_t>* bytes);
+int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes);
 // Replaces a file as a whole; the former file stays when anything fails.  0, 7 or 8.
-int WriteWholeFile(const std::string& path, std::span<const std::uint8_t> bytes);
+int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 // Disk operations as the documents use them: they remember a base directory (the process's own is never changed) and
 // report results through the hooks.  Used on the user-interface thread or with one object a thread.
