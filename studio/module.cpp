@@ -1,0 +1,461 @@
+#include "studio/module.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+#include "data/container.h"
+#include "data/data_text.h"
+#include "data/patch_names.h"
+#include "data/synth_fields.h"
+#include "platform/ini_file.h"
+#include "platform/text.h"
+#include "studio/module_source.h"
+#include "studio/recognize_rules.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::size_t kMaxModuleTypes = 200;
+constexpr std::uint32_t kMaxInitialImage = 16u << 20;  // images of shipped data types are far smaller
+constexpr int kMaxDriverId = 65000;
+
+// A data type of the module: the descriptor it comes from and its number.
+struct ModuleType {
+  std::string entry;       // as in "Types": NAME or NAME(ARGUMENT)
+  std::string descriptor;  // NAME
+  std::string argument;
+  int driverId = 0;
+};
+
+// What is known of the module itself.
+struct ModuleHeader {
+  std::string name, shortName;
+  std::vector<ModuleType> types;
+  std::vector<SourceLine> defaults;  // lines that go before each descriptor
+  std::vector<SourceLine> lines;
+  int version = 1;
+  int driverBase = 0;
+  SourceLine nameLine, typesLine;
+};
+
+// One data type while it is put together.
+struct TypeBuild {
+  const ModuleType* type = nullptr;
+  Synth synth{};
+  std::string instrumentName, initName;
+  SourceLine typeLine;
+  std::vector<std::pair<std::uint32_t, std::vector<std::uint8_t>>> init;
+  std::vector<SourceLine> initLines;
+  std::vector<std::vector<SourceLine>> forms{1};
+  std::vector<std::uint8_t> scripts[3];  // receive, transmit, audition
+  std::vector<RecognizeRule> rules;
+  int defaultPatch = 0;
+  std::vector<std::string> fieldsSet;  // lower case
+
+  bool IsSet(std::string_view field) const {
+    return std::find(fieldsSet.begin(), fieldsSet.end(), AsciiLower(field)) != fieldsSet.end();
+  }
+};
+
+class ModuleBuilder {
+ public:
+  explicit ModuleBuilder(const ModuleSource& source) : source_(source) {}
+
+  Result Build(ModuleImage* out);
+
+ private:
+  Result ReadHeader();
+  Result ReadHeaderLine(const SourceLine& line);
+  Result ReadTypes(const SourceLine& line);
+  Result BuildType(const ModuleType& type, TypeBuild* build);
+  Result ApplyLine(const SourceLine& line, const SourceLets& lets, TypeBuild* build);
+  Result ApplyRoland(const SourceLine& line, TypeBuild* build, bool* known);
+  Result ApplyInit(const SourceLine& line, TypeBuild* build);
+  Result FinishType(TypeBuild* build);
+  void FillDefaults(TypeBuild* build);
+  Result ParseForms(TypeBuild* build);
+  std::vector<std::uint8_t> InitialImage(const TypeBuild& build) const;
+  Result DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const;
+  std::string DriverFileName(const ModuleType& type) const;
+  std::string ModuleIni(const std::vector<TypeBuild>& builds) const;
+  std::optional<int> TypeId(const std::string& entry) const;
+
+  const ModuleSource& source_;
+  ModuleHeader header_;
+};
+
+// The size bytes of an address-based type, as the data-type editor sets them.
+void RolandSizeOf(Synth* s) {
+  s->rolandSize[0] = static_cast<std::uint8_t>(s->fileSize >> 14);
+  s->rolandSize[1] = static_cast<std::uint8_t>(s->fileSize >> 7 & 0x7F);
+  s->rolandSize[2] = static_cast<std::uint8_t>(s->fileSize & 0x7F);
+}
+
+std::string FormSection(int driverId, std::size_t form) {
+  std::string text = "Recognize " + std::to_string(driverId);
+  if (form) text += "." + std::to_string(form);
+  return text;
+}
+
+std::optional<int> ModuleTypeNumber(const SourceLine& line, int low, int high) {
+  const auto value = ParseInteger(line.value);
+  if (!value || *value < low || *value > high) return std::nullopt;
+  return static_cast<int>(*value);
+}
+
+bool IsFormKey(const std::string& key) {
+  static const char* const kKeys[] = {"message", "slots",    "context",   "address",  "area",
+                                      "block",   "complete", "patchbyte", "numberas", "verify"};
+  return std::any_of(std::begin(kKeys), std::end(kKeys), [&](const char* k) { return AsciiEqualNoCase(k, key); });
+}
+
+std::optional<int> ModuleBuilder::TypeId(const std::string& entry) const {
+  for (const ModuleType& type : header_.types)
+    if (AsciiEqualNoCase(type.entry, entry)) return type.driverId;
+  return std::nullopt;
+}
+
+Result ModuleBuilder::ReadTypes(const SourceLine& line) {
+  header_.typesLine = line;
+  for (const std::string& word : SplitText(line.value, ' ')) {
+    const std::string entry(TrimmedView(word));
+    if (entry.empty()) continue;
+    ModuleType type{entry, entry, {}, 0};
+    const std::size_t open = entry.find('(');
+    if (open != std::string::npos) {
+      if (entry.back() != ')') return SourceFailure(line, "\"" + entry + "\" needs a closing bracket");
+      type.descriptor = entry.substr(0, open);
+      type.argument = entry.substr(open + 1, entry.size() - open - 2);
+    }
+    const std::string plain = type.descriptor + type.argument;
+    if (type.descriptor.empty() || plain.find_first_of("\\/:.") != std::string::npos)
+      return SourceFailure(line, "\"" + entry + "\" is no name for a data type");
+    if (TypeId(entry)) return SourceFailure(line, "\"" + entry + "\" is there twice");
+    if (header_.types.size() >= kMaxModuleTypes) return SourceFailure(line, "the module has too many data types");
+    header_.types.push_back(std::move(type));
+  }
+  return Result::Success();
+}
+
+Result ModuleBuilder::ReadHeaderLine(const SourceLine& line) {
+  if (AsciiEqualNoCase(line.key, "Name")) {
+    if (line.value.empty() || line.value.size() > 64 || !IsSafePackagePath(line.value) ||
+        line.value.find_first_of("\\/.") != std::string::npos)
+      return SourceFailure(line, "the name needs 1 to 64 characters that can stand in a file name");
+    header_.name = line.value;
+    header_.nameLine = line;
+  } else if (AsciiEqualNoCase(line.key, "ShortName")) {
+    if (line.value.size() > 15) return SourceFailure(line, "a short name has at most 15 characters");
+    header_.shortName = line.value;
+  } else if (AsciiEqualNoCase(line.key, "DriverBase") || AsciiEqualNoCase(line.key, "Version")) {
+    const auto number = ModuleTypeNumber(line, 1, kMaxDriverId);
+    if (!number) return SourceFailure(line, "a number from 1 to " + std::to_string(kMaxDriverId) + " is expected");
+    (AsciiEqualNoCase(line.key, "Version") ? header_.version : header_.driverBase) = *number;
+  } else if (AsciiEqualNoCase(line.key, "Types")) {
+    return ReadTypes(line);
+  } else {
+    header_.defaults.push_back(line);
+  }
+  return Result::Success();
+}
+
+Result ModuleBuilder::ReadHeader() {
+  Result result = ReadIniSource(source_, "module.ini", &header_.lines);
+  for (const SourceLine& line : header_.lines)
+    if (result.ok() && AsciiEqualNoCase(line.section, "Module")) result = ReadHeaderLine(line);
+  if (!result.ok()) return result;
+  if (header_.name.empty()) return SourceFailure("module.ini", 1, "section [Module] needs a \"Name\"");
+  if (header_.types.empty()) return SourceFailure("module.ini", 1, "section [Module] needs \"Types\"");
+  if (header_.driverBase == 0) return SourceFailure("module.ini", 1, "section [Module] needs a \"DriverBase\"");
+  if (header_.shortName.empty()) header_.shortName = header_.name.substr(0, 15);
+  for (std::size_t i = 0; i < header_.types.size(); ++i)
+    header_.types[i].driverId = header_.driverBase + static_cast<int>(i);
+  return Result::Success();
+}
+
+// The parameters of address-based transfers live in the dump-request area.
+Result ModuleBuilder::ApplyRoland(const SourceLine& line, TypeBuild* build, bool* known) {
+  struct Place {
+    const char* key;
+    int index;
+    int bytes;
+  };
+  static constexpr Place kPlaces[] = {{"rolandModel", 0, 1},         {"rolandAddressLength", 5, 1},
+                                      {"rolandChunk", 6, 1},         {"rolandRequestAddress", 7, 4},
+                                      {"rolandReceivePause", 16, 1}, {"rolandTransmitPause", 17, 1}};
+  for (const Place& place : kPlaces) {
+    if (!AsciiEqualNoCase(place.key, line.key)) continue;
+    *known = true;
+    std::uint8_t* p = build->synth.dumpRequest + place.index;
+    if (place.bytes > 1) {
+      const auto bytes = ParseHex(line.value);
+      if (!bytes || bytes->empty() || bytes->size() > static_cast<std::size_t>(place.bytes))
+        return SourceFailure(line, "up to four address bytes are expected");
+      std::copy(bytes->begin(), bytes->end(), p);
+      return Result::Success();
+    }
+    const auto value = ModuleTypeNumber(line, 0, 256);
+    if (!value) return SourceFailure(line, "a number from 0 to 256 is expected");
+    *p = static_cast<std::uint8_t>(place.index == 6 ? *value - 1 : *value);
+    return Result::Success();
+  }
+  return Result::Success();
+}
+
+// `init = OFFSET: BYTES`
+Result ModuleBuilder::ApplyInit(const SourceLine& line, TypeBuild* build) {
+  const std::size_t colon = line.value.find(':');
+  const auto offset =
+      colon == std::string::npos ? std::nullopt : ParseInteger(TrimmedView(line.value.substr(0, colon)));
+  std::string error;
+  const auto bytes = ParseHex(colon == std::string::npos ? line.value : line.value.substr(colon + 1), &error);
+  if (!offset || *offset < 0 || *offset > kMaxInitialImage) return SourceFailure(line, "`init` reads OFFSET: BYTES");
+  if (!bytes) return SourceFailure(line, error);
+  build->init.emplace_back(static_cast<std::uint32_t>(*offset), *bytes);
+  build->initLines.push_back(line);
+  return Result::Success();
+}
+
+Result ModuleBuilder::ApplyLine(const SourceLine& line, const SourceLets& lets, TypeBuild* build) {
+  if (line.key == "or") {
+    if (build->forms.size() >= 32) return SourceFailure(line, "too many forms of one data type");
+    build->forms.emplace_back();
+    return Result::Success();
+  }
+  if (IsFormKey(line.key)) {
+    build->forms.back().push_back(line);
+    return Result::Success();
+  }
+  static const char* const kScripts[] = {"receive", "transmit", "audition"};
+  for (int i = 0; i < 3; ++i)
+    if (AsciiEqualNoCase(line.key, kScripts[i]))
+      return CompileScriptSource(source_, line, line.value, lets, &build->scripts[i]);
+  if (AsciiEqualNoCase(line.key, "init")) return ApplyInit(line, build);
+  if (AsciiEqualNoCase(line.key, "initName")) {
+    build->initName = line.value;
+    return Result::Success();
+  }
+  if (AsciiEqualNoCase(line.key, "instrumentName")) {
+    if (line.value.size() > 31) return SourceFailure(line, "an instrument name has at most 31 characters");
+    build->instrumentName = line.value;
+    return Result::Success();
+  }
+  if (AsciiEqualNoCase(line.key, "defaultPatch")) {
+    const auto value = ModuleTypeNumber(line, 0, 65535);
+    if (!value) return SourceFailure(line, "a number from 0 to 65535 is expected");
+    build->defaultPatch = *value;
+    return Result::Success();
+  }
+  if (AsciiEqualNoCase(line.key, "patchType")) {
+    const auto id = TypeId(line.value);
+    if (!id) return SourceFailure(line, "the module has no data type \"" + line.value + "\"");
+    build->synth.childId = static_cast<std::uint16_t>(*id);
+    return Result::Success();
+  }
+  bool roland = false;
+  const Result result = ApplyRoland(line, build, &roland);
+  if (roland || !result.ok()) return result;
+  std::string field = line.key;
+  if (AsciiEqualNoCase(field, "dataFolder")) field = "@206";
+  if (AsciiEqualNoCase(field, "fileExtension")) field = "@238";
+  if (AsciiEqualNoCase(field, "typeName")) build->typeLine = line;
+  std::string value = line.value, error;
+  if (AsciiEqualNoCase(field, "dumpRequest")) {
+    const auto bytes = ParseHex(value, &error);
+    if (!bytes || bytes->size() > sizeof build->synth.dumpRequest)
+      return SourceFailure(line, bytes ? "a dump request has at most 20 bytes" : error);
+    build->synth.dumpRequestSize = static_cast<std::uint8_t>(bytes->size());
+    std::copy(bytes->begin(), bytes->end(), build->synth.dumpRequest);
+    return Result::Success();
+  }
+  if (!SetSynthField(&build->synth, field, value, &error)) return SourceFailure(line, error);
+  build->fieldsSet.push_back(AsciiLower(field));
+  return Result::Success();
+}
+
+void ModuleBuilder::FillDefaults(TypeBuild* build) {
+  Synth& s = build->synth;
+  if (!s.shortName[0]) CopyText(s.shortName, header_.shortName);
+  s.driverId = static_cast<std::uint16_t>(build->type->driverId);
+  if (s.numVoices == 0) s.numVoices = 1;
+  if (s.voiceSize == 0 && s.numVoices == 1 && s.fileSize > s.headerSize) s.voiceSize = s.fileSize - s.headerSize;
+  if (s.voiceBytes == 0) s.voiceBytes = s.voiceSize;
+  if (!build->IsSet("isBank")) s.isBank = s.numVoices > 1;
+  if (!build->IsSet("optionBits")) s.optionBits = 3;
+  if (!build->IsSet("startsEmpty")) s.startsEmpty = 1;
+  if (!build->IsSet("sysExChannelMax")) s.sysExChannelMax = 15;
+  if (!build->IsSet("dataKind")) s.dataKind = s.numVoices > 1 ? 2 : 1;
+  if (!build->IsSet("numberFormat")) s.numberFormat = 28;
+  if (!build->IsSet("patchMax")) SetPatchMax(&s, static_cast<int>(std::min<std::uint32_t>(s.numVoices - 1, 65535)));
+  s.sysExChannel = s.sysExChannelDefault;
+  s.midiChannel = s.midiChannelDefault;
+  s.dumpRequestHasChannel = s.dumpRequestChannelOffset != 0;
+  SetStorageFormat(&s, s.storageFormat);
+  if (!build->scripts[0].empty() || !build->scripts[1].empty()) s.noChecksumOnFormat = 1;
+  if (s.manufacturerId == kRolandId && !build->IsSet("rolandSize")) RolandSizeOf(&s);
+  if (GetDefn(s).empty()) SetDefn(&s, (header_.name + "/").c_str());
+  if (build->instrumentName.empty()) build->instrumentName = header_.name.substr(0, 31);
+}
+
+Result ModuleBuilder::ParseForms(TypeBuild* build) {
+  for (std::size_t form = 0; form < build->forms.size(); ++form) {
+    std::vector<SourceLine>& lines = build->forms[form];
+    if (lines.empty()) {
+      if (form == 0 && build->forms.size() == 1) return Result::Success();
+      return SourceFailure(build->typeLine, "a form of the data type (\"or\") has no lines");
+    }
+    std::vector<std::pair<std::string, std::string>> entries;
+    for (SourceLine& line : lines) {
+      if (AsciiEqualNoCase(line.key, "numberAs")) {
+        const auto id = TypeId(line.value);
+        if (!id) return SourceFailure(line, "the module has no data type \"" + line.value + "\"");
+        line.value = std::to_string(*id);
+      }
+      entries.emplace_back(line.key, line.value);
+    }
+    RecognizeRule rule;
+    const Result result = ParseRecognizeRule(entries, build->synth, &rule);
+    if (!result.ok())
+      return SourceFailure(
+          lines[static_cast<std::size_t>(std::clamp<int>(result.code - 1, 0, static_cast<int>(lines.size()) - 1))],
+          result.text);
+    build->rules.push_back(std::move(rule));
+  }
+  return Result::Success();
+}
+
+Result ModuleBuilder::FinishType(TypeBuild* build) {
+  const SourceLine& at = build->typeLine;
+  if (at.line == 0)
+    return SourceFailure(build->type->descriptor + ".descriptor", 1, "the data type needs a \"typeName\"");
+  if (build->synth.fileSize < kMinFileSize || build->synth.fileSize > kMaxInitialImage)
+    return SourceFailure(at, "\"fileSize\" is missing or out of range");
+  FillDefaults(build);
+  const VoiceLayout layout = ValidateSynth(build->synth, build->synth.fileSize);
+  if (!layout.editable) return SourceFailure(at, layout.problem);
+  for (std::size_t i = 0; i < build->init.size(); ++i)
+    if (std::uint64_t{build->init[i].first} + build->init[i].second.size() > build->synth.fileSize)
+      return SourceFailure(build->initLines[i], "the bytes lie outside the image");
+  return ParseForms(build);
+}
+
+Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
+  build->type = &type;
+  SourceLets lets{{"arg", type.argument}};
+  std::vector<SourceLine> lines = header_.defaults;
+  Result result = ReadDescriptorSource(source_, type.descriptor, &lets, &lines);
+  if (!result.ok() && AsciiStartsWithNoCase(result.text, "module.ini:1:"))
+    result = SourceFailure(header_.typesLine, result.text.substr(14));
+  for (const SourceLine& line : lines)
+    if (result.ok()) result = ApplyLine(line, lets, build);
+  return result.ok() ? FinishType(build) : result;
+}
+
+std::vector<std::uint8_t> ModuleBuilder::InitialImage(const TypeBuild& build) const {
+  const Synth& s = build.synth;
+  std::vector<std::uint8_t> image(s.fileSize + kBufferSlack);
+  const std::span<std::uint8_t> bytes(image.data(), s.fileSize);
+  if (!build.rules.empty()) FillFrame(build.rules.front(), s, bytes);
+  for (const auto& [offset, init] : build.init) std::copy(init.begin(), init.end(), bytes.begin() + offset);
+  if (s.nameLength && !s.namesSeparate)
+    for (std::uint32_t i = 0; i < s.numVoices; ++i)
+      BankWriteString(&s, bytes.subspan(s.headerSize), build.initName, s.nameLength,
+                      s.voiceOffset + std::int64_t{s.voiceSize} * i, s.nameOffset, s.nameFormat);
+  if (!build.rules.empty()) StoreChecksums(build.rules.front(), s, bytes);
+  image.resize(s.fileSize);
+  return image;
+}
+
+Result ModuleBuilder::DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const {
+  const DataFilePtr data(AllocDataFile());
+  const std::vector<std::uint8_t> image = InitialImage(build);
+  DFXtra xtra{};
+  CopyText(xtra.instrumentName, build.instrumentName);
+  xtra.driverNumber = build.synth.driverId;
+  xtra.hasNoSysEx = build.synth.startsEmpty && !(build.synth.isBank && build.synth.patchByPatch);
+  const auto put = [](std::uint8_t** pointer, std::uint32_t* size, const std::vector<std::uint8_t>& from) {
+    return from.empty() || AllocChunk(pointer, size, static_cast<std::uint32_t>(from.size()), from.data());
+  };
+  if (!data || !AllocChunk(&data->synth, &data->synthSize, kSynthSize, &build.synth) ||
+      !AllocChunk(&data->xtra, &data->xtraSize, kXtraSize, &xtra) || !put(&data->body, &data->bodySize, image) ||
+      !put(&data->receiveScript, &data->receiveScriptSize, build.scripts[0]) ||
+      !put(&data->transmitScript, &data->transmitScriptSize, build.scripts[1]) ||
+      !put(&data->auditionScript, &data->auditionScriptSize, build.scripts[2]) ||
+      !DiskWriteForm(bytes, *data, WriteBuffers::kSkipEmpty, ChunkId("FORM"), ChunkId("SYTH")))
+    return SourceFailure(build.typeLine, "the driver file cannot be made, memory is short");
+  return Result::Success();
+}
+
+std::string ModuleBuilder::DriverFileName(const ModuleType& type) const {
+  return type.descriptor + type.argument + ".PV6";
+}
+
+std::string ModuleBuilder::ModuleIni(const std::vector<TypeBuild>& builds) const {
+  std::string text = "; Instrument module, made from its source.\n";
+  const auto put = [&text](const std::string& key, const std::string& value) { text += key + "=" + value + "\n"; };
+  text += "[Instrument]\n";
+  put("Name", header_.name);
+  put("Dir", header_.name);
+  put("Version", std::to_string(header_.version));
+  put("NumDrivers", std::to_string(builds.size()));
+  for (std::size_t i = 0; i < builds.size(); ++i) {
+    put("ID" + std::to_string(i), DriverFileName(*builds[i].type));
+    if (builds[i].defaultPatch) put("Pch" + std::to_string(i), std::to_string(builds[i].defaultPatch));
+  }
+  for (const SourceLine& line : header_.lines)
+    if (AsciiEqualNoCase(line.section, "Instrument")) put(line.key, line.value);
+  std::string section;
+  for (const SourceLine& line : header_.lines) {
+    if (AsciiEqualNoCase(line.section, "Instrument") || AsciiEqualNoCase(line.section, "Module")) continue;
+    if (!AsciiEqualNoCase(line.section, section)) text += "\n[" + (section = line.section) + "]\n";
+    put(line.key, line.value);
+  }
+  for (const TypeBuild& build : builds) {
+    for (std::size_t form = 0; form < build.rules.size(); ++form) {
+      text += "\n[" + FormSection(build.type->driverId, form) + "]\n";
+      std::map<std::string, int> counts;
+      for (const SourceLine& line : build.forms[form]) {
+        const std::string key = AsciiLower(line.key);
+        const bool numbered = key == "message" || key == "area" || key == "block" || key == "verify";
+        put(numbered ? line.key + std::to_string(counts[key]++) : line.key, line.value);
+      }
+    }
+  }
+  return text;
+}
+
+Result ModuleBuilder::Build(ModuleImage* out) {
+  Result result = ReadHeader();
+  if (!result.ok()) return result;
+  std::vector<TypeBuild> builds(header_.types.size());
+  ModuleImage image{header_.name, {}};
+  for (std::size_t i = 0; i < builds.size(); ++i) {
+    result = BuildType(header_.types[i], &builds[i]);
+    PackageFile file{header_.name + "\\" + DriverFileName(header_.types[i]), {}};
+    if (result.ok()) result = DriverFile(builds[i], &file.bytes);
+    if (!result.ok()) return result;
+    image.files.push_back(std::move(file));
+  }
+  const std::string ini = ModuleIni(builds);
+  image.files.insert(image.files.begin(), {header_.name + ".ini", {ini.begin(), ini.end()}});
+  *out = std::move(image);
+  return Result::Success();
+}
+
+}  // namespace
+
+Result BuildModule(const ModuleSource& source, ModuleImage* out) {
+  return ModuleBuilder(source).Build(out);
+}
+
+Result BuildModulePackage(const std::filesystem::path& folder, const std::filesystem::path& package) {
+  ModuleSource source;
+  Result result = ReadModuleSource(folder, &source);
+  ModuleImage image;
+  if (result.ok()) result = BuildModule(source, &image);
+  return result.ok() ? WritePackage(image.files, package) : result;
+}
+
+}  // namespace tonalith

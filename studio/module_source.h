@@ -1,0 +1,45 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/result.h"
+#include "studio/module.h"
+
+namespace tonalith {
+
+// A line of a module source: `key = value` with the place it came from.
+struct SourceLine {
+  std::string file;
+  int line = 0;         // from 1
+  std::string section;  // of an INI file
+  std::string key;
+  std::string value;
+};
+
+// "FILE:LINE: text" as a failure.
+Result SourceFailure(const SourceLine& at, const std::string& text);
+Result SourceFailure(const std::string& file, int line, const std::string& text);
+
+// Values that stand for `$name$`.
+using SourceLets = std::map<std::string, std::string>;
+
+// Replaces every `$name$`; false with a sentence when a name is not known or a `$` is alone.
+bool ReplaceLets(std::string_view text, const SourceLets& lets, std::string* out, std::string* error);
+
+// The entries of an INI source: sections, keys and values in order.
+Result ReadIniSource(const ModuleSource& source, const std::string& file, std::vector<SourceLine>* lines);
+
+// The lines of a descriptor with its includes put in; `let` lines go into `lets` and are applied to what follows.
+// A line "or" alone comes out with the key "or".
+Result ReadDescriptorSource(const ModuleSource& source, const std::string& name, SourceLets* lets,
+                            std::vector<SourceLine>* lines);
+
+// Compiles a script source; doubtful places that the compiler would accept are failures as well.
+Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, const std::string& name,
+                           const SourceLets& lets, std::vector<std::uint8_t>* code);
+
+}  // namespace tonalith

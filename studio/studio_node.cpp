@@ -1,0 +1,181 @@
+#include <algorithm>
+#include <cstring>
+
+#include "platform/byte_window.h"
+#include "platform/ini_file.h"
+#include "platform/path_resolver.h"
+#include "platform/text.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::size_t kRecordPath = 24, kRecordPathSize = 256;
+constexpr std::size_t kRecordFile = 280, kRecordFileSize = 260;
+constexpr std::size_t kRecordModule = 556, kRecordModuleSize = 40;
+constexpr std::size_t kRecordName = 596, kRecordNameSize = 64;
+constexpr std::size_t kRecordCode = 661, kRecordCodeSize = 7;
+
+void PutRecordText(std::uint8_t* record, std::size_t at, std::size_t size, const std::string& text) {
+  const std::string_view cut = CutUtf8(text, size - 1);
+  std::memcpy(record + at, cut.data(), cut.size());
+}
+
+std::string RecordText(const std::uint8_t* record, std::size_t at, std::size_t size) {
+  const char* text = reinterpret_cast<const char*>(record + at);
+  return std::string(text, strnlen(text, size));
+}
+
+}  // namespace
+
+void ZKDrvList::SetIniFile(const StudioPaths& paths, const std::string& moduleName) {
+  moduleFile = moduleName;
+  iniFolder_ = paths.instruments;
+}
+
+std::filesystem::path ZKDrvList::GetIniPath() const {
+  if (moduleFile.empty()) return {};
+  const auto found = FindPath(iniFolder_.string(), moduleFile, PathTrust::Untrusted);
+  return found ? std::filesystem::path(*found) : iniFolder_ / moduleFile;
+}
+
+void ZKDrvList::SetMaxSysExSpeed(StudioPorts* ports) const {
+  if (!ports || !IsInstrument() || moduleFile.empty() || midiOutPort == 255) return;
+  const int speed = IniFile(GetIniPath().string()).GetInt("Instrument", "MaxSysExSpeed");
+  if (speed > 0) ports->SetMaxSysExSpeed(midiOutPort, speed);
+}
+
+std::string ZKDrvList::DisplayKey() const {
+  const ZKDrvList* owner = instrument ? instrument : this;
+  return owner->instance ? owner->name + " " + std::to_string(owner->instance) : owner->name;
+}
+
+std::string ZKDrvList::TypeName() const {
+  return synth() ? FieldText(synth()->typeName) : std::string();
+}
+
+ZKDrvList* ZKDrvList::FindDriver(std::string_view type) const {
+  for (const auto& driver : drivers)
+    if (AsciiEqualNoCase(driver->TypeName(), type)) return driver.get();
+  for (const auto& driver : drivers) {
+    const Synth* s = driver->synth();
+    if (s && (AsciiEqualNoCase(FieldText(s->typeKey), type) || std::to_string(s->driverId) == type))
+      return driver.get();
+  }
+  return nullptr;
+}
+
+void ZKDrvList::CopyCommunication(ZKDrvList* driver) const {
+  driver->sysExChannel = sysExChannel;
+  driver->midiInPort = midiInPort;
+  driver->midiOutPort = midiOutPort;
+  driver->inPortName = inPortName;
+  driver->outPortName = outPortName;
+  driver->patchBayFlags = patchBayFlags;
+  driver->patchBayChannel = patchBayChannel;
+  driver->patchBayPort = patchBayPort;
+  driver->patchBayRevertPatch = patchBayRevertPatch;
+  driver->patchBayPortName = patchBayPortName;
+  Synth* s = driver->synth();
+  if (!s) return;
+  s->sysExChannel = static_cast<std::uint8_t>(
+      std::clamp<int>(sysExChannel, std::max<int>(s->sysExChannelMin, 0),
+                      std::max<int>(s->sysExChannelMax, std::max<int>(s->sysExChannelMin, 0))));
+  driver->sysExChannel = s->sysExChannel;
+  s->midiInPort = midiInPort;
+  s->midiOutPort = midiOutPort;
+  s->patchBayFlags = patchBayFlags;
+  s->patchBayChannel = patchBayChannel;
+  s->patchBayPort = patchBayPort;
+  s->patchBayRevertPatch = patchBayRevertPatch;
+}
+
+void ZKDrvList::SetSysExChannel(int channel) {
+  sysExChannel = static_cast<std::uint8_t>(std::clamp(channel, 0, 127));
+  if (!IsInstrument()) CopyCommunication(this);
+  for (const auto& driver : drivers) {
+    CopyCommunication(driver.get());
+    Synth* s = driver->synth();
+    if (s && s->midiChannelFollowsSysEx) driver->midiChannel = s->midiChannel = driver->sysExChannel & 15;
+  }
+}
+
+void ZKDrvList::SetMidiChannel(int channel) {
+  midiChannel = static_cast<std::uint8_t>(channel & 15);
+  if (synth()) synth()->midiChannel = midiChannel;
+  for (const auto& driver : drivers) driver->SetMidiChannel(midiChannel);
+}
+
+void ZKDrvList::SetInPort(int port, const std::string& portName) {
+  midiInPort = static_cast<std::uint8_t>(std::clamp(port, 0, 255));
+  inPortName = portName;
+  for (const auto& driver : drivers) CopyCommunication(driver.get());
+}
+
+void ZKDrvList::SetOutPort(int port, const std::string& portName) {
+  midiOutPort = static_cast<std::uint8_t>(std::clamp(port, 0, 255));
+  outPortName = portName;
+  for (const auto& driver : drivers) CopyCommunication(driver.get());
+}
+
+void ZKDrvList::SetPatchBay(int flags, int channel, int port, int revertPatch, const std::string& portName) {
+  patchBayFlags = static_cast<std::uint8_t>(flags & (kPatchBayOn | kPatchBayManual | kPatchBayRevert));
+  patchBayChannel = static_cast<std::uint8_t>(channel & 15);
+  patchBayPort = static_cast<std::uint8_t>(std::clamp(port, 0, 255));
+  patchBayRevertPatch = static_cast<std::uint8_t>(std::clamp(revertPatch, 0, 127));
+  patchBayPortName = portName;
+  for (const auto& driver : drivers) CopyCommunication(driver.get());
+}
+
+void ZKDrvList::WriteRecord(std::uint8_t* record) const {
+  std::memset(record, 0, kStudioRecordSize);
+  StoreLe32(record + 4, IsInstrument() ? 1 : 0);
+  const std::uint8_t communication[6] = {state, sysExChannel, midiChannel, midiInPort, midiOutPort, reservedFlag};
+  std::memcpy(record + 12, communication, sizeof communication);
+  StoreLe16(record + 18, defaultPatch);
+  const std::uint8_t flags[4] = {patchBayController, selected, setMember, setMemberCopy};
+  std::memcpy(record + 20, flags, sizeof flags);
+  PutRecordText(record, kRecordPath, kRecordPathSize, path);
+  PutRecordText(record, kRecordFile, kRecordFileSize, file);
+  StoreLe32(record + 540, versionWord);
+  const std::uint8_t patchBay[8] = {patchBayFlags, patchBayChannel, patchBayPort, patchBayRevertPatch,
+                                    carried[0],    carried[1],      carried[2],   icon};
+  std::memcpy(record + 548, patchBay, sizeof patchBay);
+  PutRecordText(record, kRecordModule, kRecordModuleSize, moduleFile);
+  PutRecordText(record, kRecordName, kRecordNameSize, name);
+  record[660] = instance;
+  std::memcpy(record + kRecordCode, pluginCode.data(), std::min(pluginCode.size(), kRecordCodeSize));
+  record[669] = multitimbral;
+}
+
+std::unique_ptr<ZKDrvList> ZKDrvList::FromRecord(const std::uint8_t* record) {
+  auto node = std::make_unique<ZKDrvList>(LoadLe32(record + 4) ? ZKDrvListKind::Instrument : ZKDrvListKind::Driver);
+  node->state = record[12];
+  node->sysExChannel = record[13];
+  node->midiChannel = record[14] & 15;
+  node->midiInPort = record[15];
+  node->midiOutPort = record[16];
+  node->reservedFlag = record[17];
+  node->defaultPatch = LoadLe16(record + 18);
+  node->patchBayController = record[20];
+  node->setMember = record[22];
+  node->setMemberCopy = record[23];
+  node->path = RecordText(record, kRecordPath, kRecordPathSize);
+  node->file = RecordText(record, kRecordFile, kRecordFileSize);
+  node->versionWord = LoadLe32(record + 540);
+  node->patchBayFlags = record[548];
+  node->patchBayChannel = record[549] & 15;
+  node->patchBayPort = record[550];
+  node->patchBayRevertPatch = record[551] & 127;
+  std::memcpy(node->carried, record + 552, sizeof node->carried);
+  node->icon = record[555];
+  node->moduleFile = RecordText(record, kRecordModule, kRecordModuleSize);
+  node->name = RecordText(record, kRecordName, kRecordNameSize);
+  node->instance = record[660];
+  node->pluginCode = RecordText(record, kRecordCode, kRecordCodeSize);
+  node->multitimbral = record[669];
+  return node;
+}
+
+}  // namespace tonalith
