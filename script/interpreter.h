@@ -52,15 +52,43 @@ struct MacroBuffer {
 
 // What a run of scripts shares: limits, the scratch buffer of "RB", and the reason to stop.  Made by the entry points
 // below; the default limits are far beyond what a script of an instrument needs.
-struct MacroSession {
+class MacroSession {
+ public:
   MacroSession(ScriptServices& scriptServices, TransferContext& transferContext)
       : services(scriptServices), context(transferContext) {}
+  MacroSession(const MacroSession&) = delete;
+  MacroSession& operator=(const MacroSession&) = delete;
+  // Drops a staged request that no receive took, ends collecting of messages and clears a cancel pattern that scripts
+  // of this session left behind.
+  ~MacroSession();
+
+  // Looks at the limits and at whoever may end the run; nonzero: everything ends with this code.
+  int Poll();
+  // Counts one loop pass or call; looks around from time to time.
+  int Pass() { return --untilPoll < 0 ? Poll() : 0; }
+  // Makes the next loop pass look around; for statements that take long.
+  void LookSoon() {
+    passesLeft += untilPoll;
+    untilPoll = 0;
+  }
+  // Counts long work inside one statement as loop passes.
+  int Charge(std::int64_t passes) {
+    LookSoon();
+    passesLeft -= passes;
+    return Poll();
+  }
+  // Cancelled from outside, or the program ends.
+  bool Ended() const { return context.cancel.Cancelled() || services.Quitting(); }
 
   ScriptServices& services;
   TransferContext& context;
   std::int64_t passesLeft = 2'000'000'000;  // loop passes and macro calls
+  std::int32_t untilPoll = 0;
   int macroDepth = 0;
-  int stop = 0;  // nonzero: everything ends with this code
+  int stop = 0;                // nonzero: everything ends with this code
+  bool buttonPressed = false;  // a script pressed a button of the receive window itself
+  int cancelPatternPort = -1;  // input port with a cancel pattern of this session
+  int collectingPort = -1;     // output port that this session switched to collecting
   std::array<std::uint8_t, kScratchBytes> scratch{};
 };
 
@@ -85,10 +113,10 @@ class ZKMacro {
   // Takes over every field; the buffers are shared, so `other` must outlive this object and not run meanwhile.
   void CopyFrom(const ZKMacro& other);
 
-  std::int32_t Register(int index) const { return registers_[static_cast<std::size_t>(index & 3)]; }
-  void SetRegister(int index, std::int32_t value) { registers_[static_cast<std::size_t>(index & 3)] = value; }
-  void SetFloatMode(bool on) { floatMode_ = on; }
-  float RegisterFloat(int index) const { return registerFloats_[static_cast<std::size_t>(index & 3)]; }
+  std::int32_t Register(int index) const { return s_.registers[static_cast<std::size_t>(index & 3)]; }
+  void SetRegister(int index, std::int32_t value) { s_.registers[static_cast<std::size_t>(index & 3)] = value; }
+  float RegisterFloat(int index) const { return s_.registerFloats[static_cast<std::size_t>(index & 3)]; }
+  void SetFloatMode(bool on) { s_.floatMode = on; }
 
  private:
   friend struct MacroStatements;
@@ -100,39 +128,43 @@ class ZKMacro {
     std::int32_t space = 0;
   };
 
+  // Everything a called macro starts with a copy of.
+  struct State {
+    MacroSession* session = nullptr;
+    Synth* synth = nullptr;
+    Cursor receive;
+    Cursor saved;
+    Cursor alternate;
+    Cursor transmit;  // space: the transmit count
+    ByteWindow buffer;
+    VariableBlock variables;
+    const std::int32_t* localWords = nullptr;
+    std::array<std::int32_t, 4> registers{};
+    std::array<std::int32_t, 4> registerTypes{};
+    std::array<float, 4> registerFloats{};
+    float lastFloat = 0;
+    std::int32_t size = 0;
+    std::int32_t skipDepth = 0;
+    std::int32_t channelPosition = 0;
+    std::int32_t continueOnError = 0;
+    std::int32_t returnValue = 0;
+    std::int32_t macroIndex = -1;
+    std::uint8_t channel = 0;
+    std::uint8_t idCheck = 0;  // 0: replies must carry the manufacturer id
+    bool hasTransmit = false;
+    bool aFlag = true;
+    bool floatMode = false;
+    bool returnSet = false;
+    bool ackWait = false;
+    bool queueWasCollecting = false;
+    bool timeoutByReceive = false;  // the receive timeout was set by a receive, not by the script
+  };
+
   int ExMidiMacro(std::span<const std::uint8_t> code);
 
-  MacroSession* session_;
-  Cursor receive_;
-  Cursor saved_;
-  Cursor alternate_;
-  Cursor transmit_;  // space: transmit count
-  bool hasTransmit_ = false;
-  bool aFlag_ = true;
-  bool floatMode_ = false;
-  bool returnSet_ = false;
-  bool ackWait_ = false;
-  bool queueRemembered_ = false;
-  bool queueWasCollecting_ = false;
-  std::uint8_t channel_ = 0;
-  std::uint8_t idCheck_ = 0;
-  bool autoTimeout_ = false;
-  std::int32_t skipDepth_ = 0;
-  std::int32_t channelPosition_ = 0;
-  std::int32_t continueOnError_ = 0;
-  std::int32_t returnValue_ = 0;
-  std::int32_t macroIndex_ = -1;
-  std::int32_t size_ = 0;
-  std::array<std::int32_t, 4> registers_{};
-  std::array<std::int32_t, 4> registerTypes_{};
-  std::array<float, 4> registerFloats_{};
-  float lastFloat_ = 0;
-  VariableBlock variables_;
-  Synth* synth_ = nullptr;
-  ByteWindow buffer_;
-  const std::int32_t* localWords_;
+  State s_;
   std::shared_ptr<std::vector<std::uint8_t>> work_;
-  std::unique_ptr<std::array<std::int32_t, 256>> ownLocalWords_;
+  std::unique_ptr<std::array<std::int32_t, 256>> ownLocalWords_;  // made when the first one is written
   std::vector<std::uint8_t> ownTransmit_;
 };
 

@@ -81,7 +81,8 @@ class ScriptServices {
     (void)bytes, (void)port, (void)context;
     return -1;
   }
-  // The same for one piece of data that continues an exchange: it need not begin with a status byte and may begin with 0.
+  // The same for one piece of data that continues an exchange: it need not begin with a status byte and may begin with
+  // 0.
   virtual int SendBare(std::span<const std::uint8_t> bytes, int port, TransferContext& context) {
     return SendDataPort(bytes, port, context);
   }
