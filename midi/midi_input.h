@@ -28,8 +28,8 @@ inline constexpr std::size_t kShortRing = 512;           // messages
 inline constexpr std::size_t kSysExRing = 700000;        // bytes
 inline constexpr std::size_t kSysExStarts = 100;         // messages
 inline constexpr std::size_t kMaxHeldSysEx = 16u << 20;  // longest message handed to monitors; longer ones are cut
-inline constexpr int kReceiveAborted = -1;               // cancel pattern, user abort, port gone
-inline constexpr int kReceivedNothing = -19;
+inline constexpr std::int64_t kReceiveAborted = -1;      // cancel pattern, user abort, port gone
+inline constexpr std::int64_t kReceivedNothing = -19;
 
 // A completed SysEx, shared by everybody who reads it.
 using SharedSysEx = std::shared_ptr<const std::vector<std::uint8_t>>;
@@ -116,10 +116,22 @@ class MidiInPort {
  private:
   friend class MidiIn;
   class Listener;
+  enum class KeptKind { Short, SysEx, Rest };
   struct Kept {
     std::vector<std::uint8_t> bytes;
-    bool isShort = false;
+    KeptKind kind = KeptKind::SysEx;
     bool complete = false;
+  };
+  enum class Verdict { Undecided, Take, Ignore, Cancel, Ack };
+  // A SysEx that has begun and not ended, as the receive service sees it.
+  struct OpenMessage {
+    bool open = false;
+    bool consumed = false;           // a receive has taken its beginning
+    bool lost = false;               // more bytes than can be held came while nobody received
+    std::vector<std::uint8_t> held;  // bytes no receive has taken or refused yet
+    std::vector<std::uint8_t> head;  // its first bytes, for the patterns
+    std::int64_t length = 0;
+    Verdict verdict = Verdict::Undecided;
   };
 
   // All with mutex_ held.
@@ -128,13 +140,18 @@ class MidiInPort {
   void ServiceEnd(bool complete);
   void ServiceStray(std::span<const std::uint8_t> bytes);
   void ZKMidiInServiceEvent(std::span<const std::uint8_t> message);
-  enum class Verdict { Undecided, Take, Ignore, Cancel, Ack };
-  Verdict Judge(bool ended) const;
+  Verdict Judge(bool ended, bool complete) const;
+  void Decide(bool ended, bool complete);
+  void CheckMessageEnd();
+  void Hold(std::span<const std::uint8_t> bytes);
   void Store(std::span<const std::uint8_t> bytes);
   void Complete();
-  void Keep(std::span<const std::uint8_t> bytes, bool isShort, bool complete);
+  void Keep(std::span<const std::uint8_t> bytes, KeptKind kind, bool complete);
+  bool Keeping() const;
   bool Receiving() const { return receive_.state == 1 || receive_.state == 2; }
   void FeedKept();
+  void FeedOpenMessage(bool fresh);
+  std::shared_ptr<MidiOutPort> TakeStop();
 
   MidiIn& owner_;
   MidiPortDevice device_;
@@ -150,20 +167,20 @@ class MidiInPort {
 
   // Input thread only.
   SysExAssembler assembler_;
+  std::vector<std::uint8_t> assembled_;
+  std::int64_t assembledStartUs_ = 0;
 
   mutable std::mutex mutex_;  // receive service
   WaitPoint changed_;
   ReceiveContext receive_;
   std::vector<std::uint8_t> cancelPattern_;
   std::shared_ptr<MidiOutPort> cancelStops_;
-  bool messageOpen_ = false;        // a SysEx has begun and not ended
-  std::vector<std::uint8_t> held_;  // its bytes that no receive has taken or refused yet
-  std::vector<std::uint8_t> head_;  // its first bytes, for the patterns
-  std::int64_t messageLength_ = 0;
-  Verdict verdict_ = Verdict::Undecided;
+  std::shared_ptr<MidiOutPort> pendingStop_;
+  OpenMessage message_;
   std::uint8_t lastStored_ = 0;
   bool expectData_ = false;
   std::int64_t keepUntilUs_ = 0;
+  bool keepInFront_ = false;
   std::deque<Kept> kept_;
   std::size_t keptBytes_ = 0;
 };
@@ -233,6 +250,7 @@ class MidiIn {
   void GetRingPositions(MidiInReader* reader) const;  // "now"
   // The next message for one reader: 0 none, 1 short, 2 SysEx.  A reader that was overtaken is moved to "now".
   int MidiInGetMsg(MidiInReader& reader, MidiInRecord& record);
+  // Superseded by MidiInGetMsg: both show an error box and return 0.
   int MidiInGetMsgMidi();
   int MidiInGetMsgSysX();
   bool GetInAMidiStopMaintenance() const { return stopMaintenance_.load(); }
@@ -304,13 +322,14 @@ class MidiIn {
   void RecordShort(std::uint32_t message, int port, std::uint32_t time);
   void RecordLong(std::span<const std::uint8_t> message, bool complete, int port, std::uint32_t time);
   void NotifyDistribution();
-  void DistributeThread();
+  void DistributeThread(MidiInReader reader);
   void Distribute(const std::vector<MidiInRecord>& batch);
   bool CatchUp(MidiInReader& reader) const;
   int ReadSysEx(MidiInReader& reader, MidiInRecord& record) const;
   void CallMonitors(int port, std::span<const std::uint8_t> message);
   void ShowOpenError(const std::string& name, const Result& result);
-  bool WaitForData(MidiInPort& port, std::int64_t timeoutMs, const ReceiveHooks& hooks, ReceiveReport& report);
+  static bool EndsEarly(const MidiInPort& port, const ReceiveHooks& hooks, ReceiveReport& report);
+  void WaitForData(MidiInPort& port, std::int64_t timeoutMs, const ReceiveHooks& hooks, ReceiveReport& report);
 
   Clock& clock_;
   MidiOut& out_;

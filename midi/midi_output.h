@@ -131,6 +131,9 @@ class MidiOutPort {
   friend class MidiOut;
   struct LongSend;
 
+  // What the thread may wait for besides time.
+  enum class Cut { Stop, StopOrForceExit };
+
   void Thread();
   bool ProcessMsg(MidiOutMessage message);
   void ProcessShort(const MidiOutMessage& message);
@@ -140,14 +143,19 @@ class MidiOutPort {
   void FinishMessage();
   bool Post(MidiOutMessage message);
   Result HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece);
+  Result HandOverWithRetries(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece,
+                             std::int64_t& startUs);
   void WaitForAckOrTimeout();
-  void SysXSleep(std::uint32_t length, std::int64_t startUs);
+  bool WaitDone(LongSend& send, std::int64_t deadlineUs);
+  void BeginClosing();
+  void Account(std::size_t length);
+  void SysXSleep(std::size_t length, std::int64_t startUs, std::uint32_t rate);
   bool Interrupted() const { return stopping_.load() || closing_.load(); }
-  // Sleeps; ends early on stop, close or force-exit (when `forceExit`).
-  void PauseUntil(std::int64_t deadlineUs, bool forceExit);
+  // Sleeps; ends early on stop and close, and on force-exit when asked.
+  void PauseUntil(std::int64_t deadlineUs, Cut cut);
   Result SendShortNow(std::span<const std::uint8_t> message);
   void SendSynchronously(std::span<const std::uint8_t> data, std::size_t chunk);
-  void EndThread(bool reset);
+  void EndThread();
   void Failed(const Result& result, std::size_t length);
 
   MidiOut& owner_;
@@ -161,8 +169,10 @@ class MidiOutPort {
   mutable std::mutex mutex_;  // queue, acknowledge
   mutable WaitPoint changed_;
   std::deque<MidiOutMessage> queue_;
-  std::vector<MidiOutMessage> collected_;
-  std::size_t waitingBytes_ = 0;
+  std::deque<MidiOutMessage> collected_;
+  std::size_t waitingBytes_ = 0;    // in queue_
+  std::size_t collectedBytes_ = 0;  // in collected_
+  int pendingStops_ = 0;
   bool working_ = false;
   WorkerThread thread_;
   std::uint64_t exitCode_ = 0;
@@ -202,7 +212,7 @@ enum class CaptureMode : int {
 
 // How one buffer is sent.
 struct SendOptions {
-  std::uint32_t oneShotChunk = 0;    // chunk size of this send; 0: the MidiX Space setting
+  std::uint32_t oneShotChunk = 0;    // chunk size of the first message; 0: the MidiX Space setting
   std::uint32_t delayBetweenMs = 0;  // between the messages of the buffer; 0: the global MIDI delay
   // Recording: called instead of sending (and, for delays, instead of waiting).
   std::function<void(int port, std::span<const std::uint8_t> message)> recordMessage;
@@ -325,7 +335,8 @@ class MidiOut {
     int id = 0;
   };
 
-  int SendWalk(std::span<const std::uint8_t> data, int port, const SendOptions& options, bool capturing);
+  int SendWalk(std::span<const std::uint8_t> data, int port, const SendOptions& options);
+  int SendOneMessage(std::span<const std::uint8_t> message, int port, std::uint32_t chunk, const SendOptions& options);
   void Capture(std::span<const std::uint8_t> message, const SendOptions& options) const;
   void CallMonitors(int port, std::span<const std::uint8_t> message);
   std::vector<std::shared_ptr<MidiOutPort>> OpenPorts() const;

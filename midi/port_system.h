@@ -119,22 +119,24 @@ class MidiPortSystem {
     Result state;
   };
 
-  std::vector<MidiPortDevice> Collect(MidiDirection direction) const;
+  static MidiPortDevice* FindDevice(std::vector<MidiPortDevice>& devices, const MidiBackend* backend,
+                                    const std::string& id);
+  std::vector<std::shared_ptr<MidiBackend>> Running() const;
   int Refresh(MidiDirection direction);
-  int Open(MidiDirection direction, bool showErrors);
-  int OpenDevices(MidiDirection direction, const std::vector<MidiPortDevice>& devices, PortMap& map, bool showErrors);
+  int OpenFromMap(MidiDirection direction, bool showErrors);
+  int OpenDevice(MidiDirection direction, const MidiPortDevice& device, bool showErrors, PortMap* map);
+  int OpenPorts(MidiDirection direction) const;
+  bool StillThere(MidiDirection direction, int slot, std::vector<MidiPortDevice>& devices) const;
   int Changed(MidiDirection direction);
-  int RemoveGone(MidiDirection direction, const std::vector<MidiPortDevice>& devices);
-  int OpenNew(MidiDirection direction, const std::vector<MidiPortDevice>& devices);
-  bool Wanted(const PortMap& map, const MidiPortDevice& device) const;
+  static bool Wanted(const PortMap& map, const MidiPortDevice& device);
   PortMap ReadMap(MidiDirection direction, const std::string& profile);
   Result WriteMap(MidiDirection direction, const PortMap& map);
   int OpenAllFlag(MidiDirection direction, int flag);
   PortMap& Map(MidiDirection direction) { return direction == MidiDirection::Input ? inMap_ : outMap_; }
   void ReportCapsError(MidiDirection direction, int index, int code);
-  void MonitorThread();
-  bool TryStart(Backend& backend);
-  bool DevicesDiffer();
+  void MonitorThread(std::string keys);
+  void StartBackends();
+  std::string DeviceKeys() const;
 
   Clock& clock_;
   Prompts* prompts_;
@@ -161,7 +163,6 @@ class MidiPortSystem {
   bool noticed_ = false;
   bool monitorQuit_ = false;
   WorkerThread monitor_;
-  std::vector<std::string> monitored_;
   std::mutex listenerMutex_;
   std::vector<std::pair<int, std::function<void()>>> listeners_;
   int nextListener_ = 1;

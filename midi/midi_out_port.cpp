@@ -1,0 +1,518 @@
+#include <algorithm>
+
+#include "midi/midi_output.h"
+#include "midi/sysex_assembler.h"
+#include "platform/log.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::int64_t kOutSliceUs = 50'000;
+constexpr std::int64_t kNotReadyPauseUs = 1'000'000;
+constexpr int kNotReadyAttempts = 3;
+constexpr std::int64_t kPaceStepMs = 100;
+
+std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
+  return {static_cast<std::uint8_t>(packed), static_cast<std::uint8_t>(packed >> 8),
+          static_cast<std::uint8_t>(packed >> 16)};
+}
+
+}  // namespace
+
+// A long message under way.  The backend may report its fate when the port is long gone, so it owns what it touches.
+struct MidiOutPort::LongSend {
+  explicit LongSend(Clock& clock) : point(clock) {}
+  std::mutex mutex;
+  WaitPoint point;
+  bool done = false;
+  Result result;
+};
+
+MidiOutPort::MidiOutPort(MidiOut& owner, MidiPortDevice device, std::unique_ptr<MidiOutputHandle> handle, int slot)
+    : owner_(owner),
+      device_(std::move(device)),
+      clock_(owner.clock()),
+      handle_(std::move(handle)),
+      slot_(slot),
+      changed_(owner.clock()) {
+  handle_->SetMaxRate(EffectiveRate());
+}
+
+MidiOutPort::~MidiOutPort() {
+  ClosePort();
+}
+
+void MidiOutPort::StartThread() {
+  if (hasThread_.exchange(true)) return;
+  thread_ = WorkerThread(clock_, [this] { Thread(); });
+}
+
+// ---------------------------------------------------------------------------------------------------- the queue
+
+bool MidiOutPort::isBusy() const {
+  if (busy_.load() || state_.load() == 1 || sleeping_.load()) return true;
+  std::lock_guard lock(mutex_);
+  return working_ || !queue_.empty();
+}
+
+int MidiOutPort::GetActive() {
+  busy_.store(false);
+  if (state_.load() == 1) return 1;
+  int shortSent = 2;
+  return state_.compare_exchange_strong(shortSent, 0) ? 1 : 0;
+}
+
+bool MidiOutPort::Alive() const {
+  if (closing_.load() || gone_.load()) return false;
+  std::lock_guard lock(handleMutex_);
+  return handle_ && handle_->Alive();
+}
+
+bool MidiOutPort::Post(MidiOutMessage message) {
+  {
+    std::lock_guard lock(mutex_);
+    if (closing_.load() || !hasThread_.load()) return false;
+    waitingBytes_ += message.bytes.size();
+    queue_.push_back(std::move(message));
+  }
+  changed_.NotifyAll();
+  return true;
+}
+
+bool MidiOutPort::SendMessage(std::uint32_t number, std::uint64_t wParam, std::uint64_t lParam,
+                              std::vector<std::uint8_t> bytes) {
+  MidiOutMessage message{number, wParam, lParam, std::move(bytes)};
+  if (!writeToQueue_.load()) return Post(std::move(message));
+  std::lock_guard lock(mutex_);
+  if (closing_.load()) return false;
+  collectedBytes_ += message.bytes.size();
+  collected_.push_back(std::move(message));
+  return true;
+}
+
+bool MidiOutPort::OutputQueue() {
+  writeToQueue_.store(false);
+  return Post({kMidiMsgDrain, 0, 0, {}});
+}
+
+bool MidiOutPort::PostPieces(std::vector<MidiOutMessage> pieces, bool mayWait, const CancelToken* cancel) {
+  std::size_t bytes = 0;
+  std::size_t counted = 0;
+  for (const MidiOutMessage& piece : pieces) {
+    bytes += piece.bytes.size();
+    counted += piece.number == kMidiMsgShort ? 3 : piece.bytes.size();
+  }
+  std::unique_lock lock(mutex_);
+  const bool collecting = writeToQueue_.load();
+  const auto hasRoom = [&] {
+    const std::size_t waiting = collecting ? collectedBytes_ : waitingBytes_;
+    return waiting == 0 || waiting + bytes <= kMaxQueuedOutput;
+  };
+  // Collected messages only leave when their collector says so: waiting for room would be for ever.
+  if (!hasRoom() && (collecting || !mayWait)) return false;
+  const auto over = [&] { return closing_.load() || gone_.load() || (cancel && cancel->Cancelled()); };
+  const bool waited = !hasRoom();
+  while (!hasRoom() && !over() && !stopping_.load())
+    changed_.WaitUntil(lock, clock_.NowUs() + kOutSliceUs, [&] { return hasRoom() || stopping_.load(); });
+  if (over() || (waited && stopping_.load())) return false;
+  queuedBytes_.fetch_add(static_cast<std::uint32_t>(counted));
+  (collecting ? collectedBytes_ : waitingBytes_) += bytes;
+  for (MidiOutMessage& piece : pieces) {
+    if (collecting) {
+      collected_.push_back(std::move(piece));
+    } else {
+      queue_.push_back(std::move(piece));
+    }
+  }
+  lock.unlock();
+  changed_.NotifyAll();
+  return true;
+}
+
+void MidiOutPort::StopTransmit() {
+  {
+    std::lock_guard lock(mutex_);
+    if (closing_.load() || !hasThread_.load()) return;
+    stopping_.store(true);
+    ++pendingStops_;
+    queue_.push_back({kMidiMsgStopped, 0, 0, {}});
+  }
+  changed_.NotifyAll();
+  std::lock_guard lock(handleMutex_);
+  if (handle_) handle_->Reset();
+}
+
+bool MidiOutPort::WaitIdle(std::int64_t timeoutMs, const CancelToken* cancel) {
+  const std::int64_t deadline = timeoutMs < 0 ? kNever : clock_.NowUs() + timeoutMs * 1000;
+  std::unique_lock lock(mutex_);
+  const auto idle = [this] { return queue_.empty() && !working_; };
+  while (!idle()) {
+    const std::int64_t now = clock_.NowUs();
+    if (now >= deadline || closing_.load() || gone_.load() || (cancel && cancel->Cancelled())) return false;
+    changed_.WaitUntil(lock, std::min(deadline, now + kOutSliceUs), idle);
+  }
+  return !closing_.load() && !gone_.load();
+}
+
+// ---------------------------------------------------------------------------------------------------- closing
+
+void MidiOutPort::BeginClosing() {
+  {
+    std::lock_guard lock(mutex_);
+    if (closing_.exchange(true)) return;
+    stopping_.store(true);
+    queue_.clear();
+    collected_.clear();
+    waitingBytes_ = collectedBytes_ = 0;
+    queue_.push_back({kMidiMsgQuit, 0, 0, {}});
+  }
+  changed_.NotifyAll();
+  // Completion callbacks of what is given up wake the thread.
+  std::lock_guard lock(handleMutex_);
+  if (handle_) handle_->Reset();
+}
+
+void MidiOutPort::EndThread() {
+  BeginClosing();
+  thread_.Join();
+  hasThread_.store(false);
+  std::unique_ptr<MidiOutputHandle> handle;
+  {
+    std::lock_guard lock(handleMutex_);
+    handle = std::move(handle_);
+  }
+}
+
+void MidiOutPort::ClosePort() {
+  EndThread();
+}
+
+void MidiOutPort::ShutDownPort() {
+  gone_.store(true);
+  EndThread();
+}
+
+// ---------------------------------------------------------------------------------------------------- the thread
+
+void MidiOutPort::Thread() {
+  for (;;) {
+    MidiOutMessage message;
+    {
+      std::unique_lock lock(mutex_);
+      changed_.Wait(lock, [this] { return !queue_.empty(); });
+      message = std::move(queue_.front());
+      queue_.pop_front();
+      waitingBytes_ -= message.bytes.size();
+      working_ = true;
+    }
+    const bool quit = ProcessMsg(std::move(message));
+    FinishMessage();
+    if (quit) break;
+  }
+  threadFinished_.store(true);
+}
+
+void MidiOutPort::FinishMessage() {
+  {
+    std::lock_guard lock(mutex_);
+    working_ = false;
+    if (sentBytes_.load() >= queuedBytes_.load()) {
+      sentBytes_.store(0);
+      queuedBytes_.store(0);
+    }
+  }
+  changed_.NotifyAll();
+}
+
+bool MidiOutPort::ProcessMsg(MidiOutMessage message) {
+  switch (message.number) {
+    case kMidiMsgShort:
+      ProcessShort(message);
+      break;
+    case kMidiMsgLong:
+      ProcessLong(std::move(message));
+      break;
+    case kMidiMsgDelay:
+      if (Interrupted()) break;
+      sleeping_.store(true);
+      PauseUntil(clock_.NowUs() + static_cast<std::int64_t>(message.lParam) * 1000, Cut::Stop);
+      sleeping_.store(false);
+      break;
+    case kMidiMsgStopped: {
+      std::lock_guard lock(mutex_);
+      if (--pendingStops_ <= 0 && !closing_.load()) stopping_.store(false);
+      counting_.store(false);
+      break;
+    }
+    case kMidiMsgAckOn:
+      if (!Interrupted()) ProcessAckOn(std::move(message));
+      break;
+    case kMidiMsgAckOff: {
+      std::lock_guard lock(mutex_);
+      waitForAck_.store(false);
+      ackPattern_.clear();
+      break;
+    }
+    case kMidiMsgCountOn:
+      countedBytes_.store(0);
+      counting_.store(true);
+      break;
+    case kMidiMsgCountOff:
+      counting_.store(false);
+      break;
+    case kMidiMsgDrain:
+      DrainCollected();
+      break;
+    case kMidiMsgQuit:
+      exitCode_ = message.wParam;
+      return true;
+    default:
+      break;
+  }
+  return false;
+}
+
+void MidiOutPort::Account(std::size_t length) {
+  sentBytes_.fetch_add(static_cast<std::uint32_t>(length));
+}
+
+void MidiOutPort::ProcessShort(const MidiOutMessage& message) {
+  Account(3);
+  if (Interrupted()) return;
+  state_.store(2);
+  const auto bytes = UnpackShort(message.lParam);
+  const int length = ShortMessageLength(bytes[0]);
+  const auto used = std::span(bytes).first(static_cast<std::size_t>(length ? length : 3));
+  if (const Result result = SendShortNow(used); !result) {
+    Failed(result, 3);
+    return;
+  }
+  countedBytes_.fetch_add(3);
+  UpdateNoteStatus(used);
+}
+
+void MidiOutPort::ProcessLong(MidiOutMessage message) {
+  const std::size_t length = message.bytes.size();
+  state_.store(1);
+  busy_.store(true);
+  Account(length);
+  if (!Interrupted()) {
+    const bool ack = waitForAck_.load() && !message.more;
+    if (ack) {
+      std::lock_guard lock(mutex_);
+      acknowledged_ = false;
+    }
+    const auto send = std::make_shared<LongSend>(clock_);
+    std::int64_t startUs = 0;
+    currentStartUs_.store(clock_.NowUs());
+    currentLength_.store(static_cast<std::uint32_t>(length));
+    Result result = HandOverWithRetries(send, message.bytes, startUs);
+    if (result) {
+      if (ack) {
+        WaitForAckOrTimeout();
+      } else {
+        SysXSleep(length, startUs, EffectiveRate());
+      }
+      const bool done = WaitDone(*send, kNever);
+      std::lock_guard lock(send->mutex);
+      if (done) result = send->result;
+    }
+    currentLength_.store(0);
+    if (result) {
+      countedBytes_.fetch_add(static_cast<std::uint32_t>(length));
+      const std::int16_t slow = owner_.midiXSlow();
+      if (message.split && slow > 0) PauseUntil(clock_.NowUs() + std::int64_t{slow} * 1000, Cut::StopOrForceExit);
+    } else if (!Interrupted()) {
+      Failed(result, length);
+    }
+    owner_.SetMidiOutForceExit(false);
+  }
+  state_.store(0);
+  busy_.store(false);
+}
+
+Result MidiOutPort::HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece) {
+  std::lock_guard lock(handleMutex_);
+  if (!handle_) return Result::Failure("The MIDI port is closed.", kMidiNoDevice);
+  return handle_->SendLong(piece, [send](const Result& result) {
+    {
+      std::lock_guard guard(send->mutex);
+      send->done = true;
+      send->result = result;
+    }
+    send->point.NotifyAll();
+  });
+}
+
+Result MidiOutPort::HandOverWithRetries(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece,
+                                        std::int64_t& startUs) {
+  for (int attempt = 1;; ++attempt) {
+    startUs = clock_.NowUs();
+    currentStartUs_.store(startUs);
+    Result result = HandOver(send, piece);
+    if (result.code != kMidiNotReady || attempt == kNotReadyAttempts || Interrupted()) return result;
+    PauseUntil(startUs + kNotReadyPauseUs, Cut::Stop);
+  }
+}
+
+void MidiOutPort::WaitForAckOrTimeout() {
+  std::unique_lock lock(mutex_);
+  DebugLog("Waiting for ACK - %dms", ackTimeoutMs_);
+  const std::int64_t deadline = clock_.NowUs() + std::int64_t{ackTimeoutMs_} * 1000;
+  const auto over = [this] { return acknowledged_ || Interrupted() || owner_.forceExit(); };
+  while (!over() && clock_.NowUs() < deadline && !gone_.load())
+    changed_.WaitUntil(lock, std::min(deadline, clock_.NowUs() + kOutSliceUs), over);
+}
+
+// True when the backend has reported the fate of the message.
+bool MidiOutPort::WaitDone(LongSend& send, std::int64_t deadlineUs) {
+  std::unique_lock lock(send.mutex);
+  while (!send.done) {
+    const std::int64_t now = clock_.NowUs();
+    if (now >= deadlineUs || Interrupted() || owner_.forceExit()) break;
+    send.point.WaitUntil(lock, std::min(deadlineUs, now + kOutSliceUs), [&] { return send.done; });
+    if (send.done) break;
+    // The backend may hold the handle's lock while it reports, so this lock cannot be held while asking.
+    lock.unlock();
+    const bool alive = Alive();
+    lock.lock();
+    if (!alive && !send.done) {
+      send.done = true;
+      send.result = Result::Failure("The MIDI port " + name() + " went away.", kMidiNoDevice);
+    }
+  }
+  return send.done;
+}
+
+// Lets the wire carry `length` bytes that were started at `startUs`.  Waits of 100 ms and more are whole steps of 100
+// ms, between which force-exit can end them.
+void MidiOutPort::SysXSleep(std::size_t length, std::int64_t startUs, std::uint32_t rate) {
+  const std::int64_t startMs = startUs / 1000;
+  const std::int64_t deadline = startMs + (rate ? static_cast<std::int64_t>(length) * 1000 / rate : 0);
+  const std::int64_t nowUs = clock_.NowUs();
+  if (nowUs / 1000 >= deadline) return;
+  const std::int64_t remaining = deadline - nowUs / 1000 + 1;
+  if (remaining < kPaceStepMs) {
+    PauseUntil(nowUs + remaining * 1000, Cut::Stop);
+    return;
+  }
+  const std::int64_t steps = (remaining + kPaceStepMs - 1) / kPaceStepMs;
+  PauseUntil(nowUs + steps * kPaceStepMs * 1000, Cut::StopOrForceExit);
+}
+
+void MidiOutPort::PauseUntil(std::int64_t deadlineUs, Cut cut) {
+  std::unique_lock lock(mutex_);
+  const auto over = [&] { return Interrupted() || (cut == Cut::StopOrForceExit && owner_.forceExit()); };
+  while (!over()) {
+    const std::int64_t now = clock_.NowUs();
+    if (now >= deadlineUs) return;
+    changed_.WaitUntil(lock, std::min(deadlineUs, now + kOutSliceUs), over);
+  }
+}
+
+void MidiOutPort::ProcessAckOn(MidiOutMessage message) {
+  std::lock_guard lock(mutex_);
+  if (message.bytes.size() > kMaxAckPattern) message.bytes.resize(kMaxAckPattern);
+  ackPattern_ = std::move(message.bytes);
+  ackInPort_ = static_cast<int>((message.wParam >> 16) & 0xFFFF);
+  ackTimeoutMs_ = static_cast<int>(message.wParam & 0xFFFF);
+  waitForAck_.store(true);
+}
+
+void MidiOutPort::DrainCollected() {
+  for (;;) {
+    MidiOutMessage message;
+    {
+      std::lock_guard lock(mutex_);
+      if (collected_.empty()) return;
+      message = std::move(collected_.front());
+      collected_.pop_front();
+      collectedBytes_ -= message.bytes.size();
+    }
+    if (message.number != kMidiMsgDrain) ProcessMsg(std::move(message));
+  }
+}
+
+void MidiOutPort::Failed(const Result& result, std::size_t length) {
+  failedMessages_.fetch_add(1);
+  if (result.code == kMidiNoDevice) gone_.store(true);
+  MonitorMsg("MIDI OUT %s: %zu bytes could not be sent. %s", name().c_str(), length, result.text.c_str());
+}
+
+// ---------------------------------------------------------------------------------------------------- direct sending
+
+Result MidiOutPort::SendShortNow(std::span<const std::uint8_t> message) {
+  std::lock_guard lock(handleMutex_);
+  if (!handle_) return Result::Failure("The MIDI port is closed.", kMidiNoDevice);
+  return handle_->SendShort(message);
+}
+
+// For a port without a thread: sends on the caller's thread and waits for each piece as long as its bytes may take.
+void MidiOutPort::SendSynchronously(std::span<const std::uint8_t> data, std::size_t chunk) {
+  while (!data.empty() && data[0] != 0) {
+    const auto piece = data.first(chunk ? std::min(chunk, data.size()) : data.size());
+    const auto send = std::make_shared<LongSend>(clock_);
+    std::int64_t startUs = 0;
+    if (const Result result = HandOverWithRetries(send, piece, startUs); !result) {
+      Failed(result, data.size());
+      return;
+    }
+    const auto length = static_cast<std::int64_t>(piece.size());
+    std::int64_t limitMs = std::max<std::int64_t>(length / 2500 * 1000, 5000);
+    if (owner_.useMidiTime()) {
+      SysXSleep(piece.size(), startUs, owner_.midiTransferRate());
+      limitMs = std::max<std::int64_t>(length * 100 / 2500, 200) * 11;
+    }
+    WaitDone(*send, clock_.NowUs() + limitMs * 1000);
+    const std::int16_t slow = owner_.midiXSlow();
+    if (piece.size() < data.size() && slow > 0) PauseUntil(clock_.NowUs() + std::int64_t{slow} * 1000, Cut::Stop);
+    data = data.subspan(piece.size());
+  }
+}
+
+// ---------------------------------------------------------------------------------------------------- small things
+
+void MidiOutPort::SetSpeed(std::uint32_t bytesPerSecond) {
+  speed_.store(bytesPerSecond);
+  std::lock_guard lock(handleMutex_);
+  if (handle_) handle_->SetMaxRate(EffectiveRate());
+}
+
+void MidiOutPort::SetMaxSysExSpeed(std::uint32_t bytesPerSecond) {
+  maxSysExSpeed_.store(bytesPerSecond);
+  std::lock_guard lock(handleMutex_);
+  if (handle_) handle_->SetMaxRate(EffectiveRate());
+}
+
+std::uint32_t MidiOutPort::EffectiveRate() const {
+  const std::uint32_t speed = speed_.load();
+  const std::uint32_t most = maxSysExSpeed_.load();
+  if (!speed || !most) return speed ? speed : most;
+  return std::min(speed, most);
+}
+
+std::uint32_t MidiOutPort::ProgressBytes() const {
+  const std::uint32_t length = currentLength_.load();
+  if (!length) return countedBytes_.load();
+  const std::int64_t elapsed = std::max<std::int64_t>(clock_.NowUs() - currentStartUs_.load(), 0);
+  const std::int64_t gone = elapsed * std::max<std::uint32_t>(EffectiveRate(), 1) / 1'000'000;
+  return countedBytes_.load() + static_cast<std::uint32_t>(std::min<std::int64_t>(gone, length));
+}
+
+int MidiOutPort::NoteStatus(int channel, int note) const {
+  if (channel < 0 || channel > 15 || note < 0 || note > 127) return 0;
+  return notes_[static_cast<std::size_t>(channel)][static_cast<std::size_t>(note)].load();
+}
+
+void MidiOutPort::UpdateNoteStatus(std::span<const std::uint8_t> message) {
+  if (message.size() < 3 || message[0] < 0x80 || message[0] >= 0xA0) return;
+  auto& count = notes_[message[0] & 0x0F][message[1] & 0x7F];
+  if (message[0] >= 0x90 && message[2] > 0) {
+    count.fetch_add(1);
+  } else if (count.load() > 0) {
+    count.fetch_sub(1);
+  }
+}
+
+}  // namespace tonalith
