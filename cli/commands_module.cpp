@@ -1,0 +1,90 @@
+#include "cli/commands_module.h"
+
+#include <istream>
+#include <ostream>
+
+#include "platform/ini_file.h"
+#include "platform/path_resolver.h"
+#include "platform/prompts.h"
+#include "studio/module.h"
+#include "studio/package.h"
+#include "studio/recognize.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+namespace {
+
+int ModuleFailed(std::ostream& err, const std::string& text) {
+  err << "tonalith-cli module: " << text << "\n";
+  return 1;
+}
+
+int ModuleBuild(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  if (args.size() != 3) return ModuleFailed(err, "\"build\" needs a source folder and a package to write.");
+  ModuleSource source;
+  Result result = ReadModuleSource(args[1], &source);
+  ModuleImage image;
+  if (result.ok()) {
+    result = BuildModule(source, &image);
+    // Places in the source are named from where the command was started.
+    if (!result.ok()) result.text = JoinPath(args[1], result.text);
+  }
+  if (result.ok()) result = WritePackage(image.files, args[2]);
+  if (!result.ok()) return ModuleFailed(err, result.text);
+  out << image.name << ": " << image.files.size() << " files in " << args[2] << "\n";
+  return 0;
+}
+
+int ModuleInstall(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+                  const std::filesystem::path& instruments) {
+  if (args.size() < 2) return ModuleFailed(err, "\"install\" needs a package.");
+  for (std::size_t i = 1; i < args.size(); ++i) {
+    InstallReport report;
+    const Result result = InstallPackage(args[i], instruments, &report);
+    if (!result.ok()) return ModuleFailed(err, result.text);
+    out << (report.name.empty() ? args[i] + ": the package is empty" : report.name + ": installed") << "\n";
+    for (const std::string& kept : report.kept) out << "kept\t" << kept << "\n";
+  }
+  return 0;
+}
+
+int ModuleList(std::ostream& out, std::ostream& err, const std::filesystem::path& instruments) {
+  ScriptedPrompts prompts({});
+  ZKStudioDoc studio({instruments, {}, {}, {}}, prompts);
+  studio.LoadStudio();
+  for (const auto& instrument : studio.instruments()) {
+    out << instrument->name << "\tversion "
+        << IniFile(instrument->GetIniPath().string()).GetInt("Instrument", "Version") << "\t" << instrument->moduleFile
+        << "\n";
+    for (const auto& driver : instrument->drivers) {
+      const Synth& s = *driver->synth();
+      out << "\t" << driver->TypeName() << "\t" << s.driverId << "\t" << s.fileSize << " bytes\t" << s.numVoices
+          << (s.numVoices == 1 ? " patch" : " patches") << "\n";
+    }
+  }
+  int code = 0;
+  for (const std::string& line : prompts.Log()) code = ModuleFailed(err, line);
+  for (const std::string& problem : Recognizer(studio).problems()) code = ModuleFailed(err, problem);
+  return code;
+}
+
+}  // namespace
+
+const char* ModuleUsage() {
+  return "module build SOURCE OUT.pvz   build a module package from its source folder\n"
+         "module install FILE.pvz ...   install packages into the instrument folder\n"
+         "module list                   installed modules and their data types\n";
+}
+
+int RunModule(const std::vector<std::string>& args, std::istream&, std::ostream& out, std::ostream& err,
+              const std::filesystem::path& instruments) {
+  const std::string verb = args.empty() ? "" : args[0];
+  if (verb == "build") return ModuleBuild(args, out, err);
+  if (verb == "install") return ModuleInstall(args, out, err, instruments);
+  if (verb == "list" && args.size() == 1) return ModuleList(out, err, instruments);
+  err << "tonalith-cli module: what to do is missing.\n" << ModuleUsage();
+  return 1;
+}
+
+}  // namespace tonalith
