@@ -16,6 +16,7 @@ namespace {
 
 constexpr int kMaxItems = 4096;
 constexpr int kMaxItemBytes = 65536;
+constexpr std::size_t kMaxMemory = 16U << 20;
 constexpr std::size_t kMaxDescriptionBytes = 1U << 20;
 
 // Reads the lines of one description into the record; the first problem ends it.
@@ -473,7 +474,10 @@ class DescriptionReader {
     if (out_.key.empty() || out_.name.empty() || out_.areas.empty())
       return Fail("an instrument needs a key, a name and an area");
     if (out_.portName.empty()) out_.portName = "Simulated " + out_.name;
+    std::size_t memory = 0;
     for (AreaInfo& area : out_.areas) {
+      memory += static_cast<std::size_t>(area.itemBytes) * static_cast<std::size_t>(area.items);
+      if (memory > kMaxMemory) return Fail("no instrument has more than 16 MiB of memory");
       if (area.itemBytes < 1) return Fail("area " + area.key + " has no size");
       if (area.nameOffset >= 0 && area.nameOffset + area.nameLength > area.itemBytes)
         return Fail("the name of area " + area.key + " lies outside");

@@ -137,6 +137,23 @@ std::unique_ptr<SimulatedInstrument> SimulatedInstrument::Create(std::string_vie
   return std::make_unique<SimulatedInstrument>(std::move(*result.description));
 }
 
+std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateForDump(std::span<const std::uint8_t> dump,
+                                                                        std::string* problem) {
+  std::unique_ptr<SimulatedInstrument> best;
+  int most = 0;
+  std::string why = "The dump belongs to no instrument that can be simulated.";
+  for (const std::string& key : SimulatedInstrumentKeys()) {
+    auto candidate = Create(key, &why);
+    if (!candidate) continue;
+    const int taken = candidate->LoadDump(dump).taken;
+    if (taken <= most) continue;
+    most = taken;
+    best = std::move(candidate);
+  }
+  if (!best && problem != nullptr) *problem = why;
+  return best;
+}
+
 const InstrumentDescription& SimulatedInstrument::description() const {
   return state_->core.description;
 }

@@ -45,6 +45,10 @@ class SimulatedInstrument {
   // By key, with its description from the resource folder; null and a sentence in *problem when that fails.
   static std::unique_ptr<SimulatedInstrument> Create(std::string_view key, std::string* problem);
 
+  // The instrument a raw SysEx dump belongs to, loaded with it: of all descriptions the one that takes the most of its
+  // messages.  Null and a sentence in *problem when none takes any.
+  static std::unique_ptr<SimulatedInstrument> CreateForDump(std::span<const std::uint8_t> dump, std::string* problem);
+
   const InstrumentDescription& description() const;
 
   // Any bytes from the cable (parts of messages, several messages, real time bytes between), the last of which came in

@@ -63,6 +63,7 @@ std::string VirtualStudio::TalkVerdict(std::size_t place) {
 }
 
 void VirtualStudio::SendReplies(Cable& cable, const std::vector<Reply>& replies) {
+  if (!cable.endpoint->plugged()) return;
   for (const Reply& reply : replies) {
     cable.endpoint->Send(reply.bytes, reply.delayUs);
     cable.queued += reply.bytes.size();
