@@ -531,6 +531,8 @@ void VirtualBackend::Stop() {
     std::lock_guard lock(core_->mutex);
     if (!core_->running) return;
     core_->running = false;
+    core_->inputChanged = true;  // there may be no cable left whose end would wake the input thread
+    core_->inputWake.NotifyAll();
     cables = core_->cables;
     for (const auto& cable : cables) {
       for (MidiSent& sent : cable->Kill()) given.push_back(std::move(sent));
