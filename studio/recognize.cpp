@@ -87,6 +87,18 @@ void AdoptSize(DataFile* data, std::uint32_t size) {
   synth->voiceBytes = synth->voiceSize;
 }
 
+// Puts what was found into new data; voices that were not found stay as the driver's initial image has them.
+void CopyFound(const PieceMatch& match, DataFile* data) {
+  const Synth& synth = *data->synth;
+  const std::size_t size = std::min<std::size_t>(match.body.size(), data->bodySize);
+  const auto copy = [&](std::size_t from, std::size_t count) {
+    if (from < size) std::copy_n(match.body.data() + from, std::min(count, size - from), data->body + from);
+  };
+  if (match.slots.empty()) return copy(0, size);
+  for (const std::uint32_t slot : match.slots)
+    copy(synth.headerSize + std::size_t{synth.voiceSize} * slot, synth.voiceSize);
+}
+
 void SetChannel(Synth* synth, int channel) {
   if (channel < 0 || !synth->hasSysExChannel) return;
   if (channel >= synth->sysExChannelMin && channel <= synth->sysExChannelMax)
@@ -191,7 +203,7 @@ RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const Recogn
   if (!piece.data || !piece.data->body) return piece;
   DataFile* data = piece.data.get();
   AdoptSize(data, static_cast<std::uint32_t>(match.body.size()));
-  std::copy_n(match.body.begin(), std::min<std::size_t>(match.body.size(), data->bodySize), data->body);
+  CopyFound(match, data);
   SetChannel(data->synth, match.channel);
   if (match.patchNumber >= 0) data->synth->patchNumber = static_cast<std::uint16_t>(match.patchNumber);
   if (data->xtra) data->xtra->hasNoSysEx = 0;
