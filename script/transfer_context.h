@@ -44,6 +44,12 @@ struct TransferContext {
   };
   std::optional<Staged> staged;
 
+  // The ports the transfer began on; when another name is found at their number, they are gone.  Empty: not looked at.
+  int inPort = -1;
+  int outPort = -1;
+  std::string inPortName;
+  std::string outPortName;
+
   // Progress and result of the running transfer.
   std::atomic<std::int64_t> expectedBytes{0};
   std::atomic<std::int64_t> receivedBytes{0};
@@ -55,7 +61,7 @@ struct TransferContext {
   CancelToken cancel;  // quit, window closed, device gone
   bool timedOut = false;
   bool cancelledByPattern = false;
-  bool portGone = false;    // a port of the transfer is not open any more
+  std::atomic<bool> portGone{false};  // a port of the transfer is not open (any more)
   bool sendFailed = false;  // a message (also a staged one) was not taken by its port
   int retryOnTimeout = 0;
   bool receivedSomething = false;

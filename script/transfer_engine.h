@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,10 +48,10 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   int inPort() const { return synth_.midiInPort; }
   int outPort() const { return synth_.midiOutPort; }
 
-  bool Running() const { return !finished_.load(); }
+  bool Running() const;
   // Milliseconds; -1: until it is over.  True when it is over.  Not for the thread that the engine's poster serves.
   bool Wait(std::int64_t timeoutMs = -1) const;
-  // Meaningful once it is over.
+  // Meaningful once it is over (Running() is false).
   TransferResult Result() const;
 
   // A button of the receive window: "Ok" keeps what arrived, "Cancel" ends this transfer, "Cancel All" also a row of
@@ -80,7 +81,7 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   TransferContext context_;  // of the transfer's thread, but for its atomics and tokens
   std::atomic<bool> receivedSomething_{false};
   std::atomic<int> patchesToDo_{0};
-  std::atomic<bool> finished_{false};
+  std::atomic<bool> finished_{false};  // the work is done; `closed` may still be under way to the owner
 
   mutable std::mutex mutex_;  // what follows
   mutable WaitPoint changed_;
@@ -196,7 +197,9 @@ class TransferEngine {
   void Reap();
   int SendPart(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
                std::int64_t patchOffset, bool* missingScript);
-  int SendAll(DataFile& dataFile, Synth& synth, TransferContext& context, bool* missingScript);
+  // mask: one value a patch; without data: all patches.
+  int SendAll(DataFile& dataFile, Synth& synth, TransferContext& context, std::span<const std::uint8_t> mask,
+              bool* missingScript);
   void SayNoScript();
 
   ScriptServices& services_;

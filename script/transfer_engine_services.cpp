@@ -49,13 +49,25 @@ SendOptions MidiScriptServices::OptionsOf(TransferContext& context) const {
   return options;
 }
 
+// Ports move down when one before them goes; a transfer must not go on with a neighbour.
+bool MidiScriptServices::OutputGone(int port, TransferContext& context) const {
+  if (RecordingOf(context)) return false;
+  const auto slot = out_.GetMidiOutPort(port);
+  if (!slot || !slot->Alive() ||
+      (!context.outPortName.empty() && context.outPort == port && slot->name() != context.outPortName)) {
+    context.portGone = true;
+    context.sendFailed = true;
+    return true;
+  }
+  return false;
+}
+
 int MidiScriptServices::SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) {
+  if (out_.BlockMidi() || out_.Suppressed()) return 0;
+  if (OutputGone(port, context)) return -1;
   const std::int64_t sent = out_.SendDataPort(bytes, port, OptionsOf(context));
   if (sent > 0) context.sentBytes.fetch_add(sent);
-  if (sent < 0) {
-    context.sendFailed = true;
-    if (out_.MaxOutPorts() == 0) context.portGone = true;
-  }
+  if (sent < 0) context.sendFailed = true;
   return static_cast<int>(std::min<std::int64_t>(sent, INT32_MAX));
 }
 
@@ -66,6 +78,7 @@ int MidiScriptServices::SendBare(std::span<const std::uint8_t> bytes, int port, 
     return static_cast<int>(bytes.size());
   }
   if (out_.BlockMidi() || out_.Suppressed()) return 0;
+  if (OutputGone(port, context)) return -1;
   if (out_.SENDDATAX(port, bytes, 0, true, &context.cancel) < 0) {
     context.sendFailed = true;
     return -1;
@@ -76,6 +89,11 @@ int MidiScriptServices::SendBare(std::span<const std::uint8_t> bytes, int port, 
 
 int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
                                         TransferContext& context) {
+  if (!context.inPortName.empty() && context.inPort == port && in_.INGETPORTNAME(port) != context.inPortName) {
+    context.portGone = true;
+    context.staged.reset();
+    return kReceiveCancelled;
+  }
   ReceiveOptions options;
   options.skip = skip;
   options.acceptAny = context.acceptAny;

@@ -49,6 +49,7 @@ class MidiScriptServices : public ScriptServices {
   Clock& clock() override { return out_.clock(); }
 
  private:
+  bool OutputGone(int port, TransferContext& context) const;
   SendOptions OptionsOf(TransferContext& context) const;
 
   MidiOut& out_;

@@ -1,0 +1,697 @@
+#include "script/transfer_engine.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/log.h"
+#include "script/interpreter.h"
+#include "script/transfer_engine_events.h"
+#include "script/transfer_engine_run.h"
+#include "script/transfer_engine_services.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::string_view kMidiErrorMsg[] = {
+    "ERROR! MIDI Device did not respond!",
+    "ERROR! End of SysX not received (TimeOut)!",
+    "ERROR! After 3 attempts, SysX data is continually missing bytes! Continuing...",
+    "ERROR! Unexpected end of Tonalith Macro!",
+    "ERROR! Unexpected Tonalith Macro Command!",
+    "ERROR! End of SysX transmission NOT found!",
+    "ERROR! Incorrect SysX Company ID!",
+    "ERROR! Unexpected Roland ACK recvd!",
+    "ERROR! Roland Communication Error!",
+    "ERROR! SysX Data Rejected!",
+    "ERROR! Unrecognised Roland Error!",
+    "ERROR! Incorrect # of bytes Received!",
+    "ERROR! Dump Too large for allocated memory!",
+    "ERROR! Memory Allocation Failed!",
+    "After multiple attempts, no response from instrument! Continuing...",
+};
+
+constexpr const char* kMidiIoTitle = "MIDI I/O";
+constexpr std::uint8_t kUsePatchBay = 1;
+constexpr std::uint8_t kPatchBayByHand = 2;
+constexpr std::uint8_t kPatchBayReverts = 4;
+
+std::string DataNames(const Synth& synth) {
+  return FieldText(synth.shortName) + " " + FieldText(synth.typeName);
+}
+
+bool HoldsNothing(const DataFile& dataFile) {
+  return dataFile.xtra && dataFile.xtra->hasNoSysEx;
+}
+
+}  // namespace
+
+std::string_view MidiErrorMsg(int code) {
+  const auto count = static_cast<int>(std::size(kMidiErrorMsg));
+  return code <= -1 && code >= -count ? kMidiErrorMsg[-code - 1] : std::string_view();
+}
+
+bool PatchAddressable(const Synth& synth) {
+  return synth.isBank && synth.patchByPatch == 1;
+}
+
+bool UsesCommandSequence(const Synth& synth) {
+  return synth.noChecksumOnFormat != 0;
+}
+
+std::string TransferInstrumentName(const DataFile& dataFile) {
+  const std::string name = dataFile.xtra ? FieldText(dataFile.xtra->instrumentName) : std::string();
+  return name.empty() && dataFile.synth ? FieldText(dataFile.synth->shortName) : name;
+}
+
+std::optional<int> TransferPreferences::SelectPatchNumber(const std::string& title, int current, int minimum,
+                                                          int maximum) {
+  (void)title, (void)minimum, (void)maximum;
+  return current;
+}
+
+// --- Transfer ---
+
+bool Transfer::Wait(std::int64_t timeoutMs) const {
+  std::unique_lock lock(mutex_);
+  const std::int64_t deadline = timeoutMs < 0 ? kNever : clock_.NowUs() + timeoutMs * 1000;
+  return changed_.WaitUntil(lock, deadline, [this] { return over_; });
+}
+
+bool Transfer::Running() const {
+  std::lock_guard guard(mutex_);
+  return !over_;
+}
+
+TransferResult Transfer::Result() const {
+  std::lock_guard guard(mutex_);
+  return result_;
+}
+
+void Transfer::Press(TransferState button) {
+  if (button == TransferState::Running || !Running()) return;
+  receivedSomething_ = context_.receivedBytes > 0;
+  context_.state = button;
+  context_.wake.Cancel();
+}
+
+void Transfer::Cancel() {
+  context_.cancel.Cancel();
+  context_.wake.Cancel();
+}
+
+ReceiveWindowState Transfer::WindowState() const {
+  ReceiveWindowState state;
+  state.shortName = FieldText(synth_.shortName);
+  state.typeName = FieldText(synth_.typeName);
+  state.inPort = inPortName_;
+  state.outPort = outPortName_;
+  state.sysExChannel = synth_.sysExChannel;
+  state.zeroBased = synth_.sysExChannelZeroBased != 0;
+  state.received = context_.receivedBytes;
+  state.sent = context_.sentBytes;
+  state.expected = context_.expectedBytes;
+  state.loops = context_.loops;
+  state.patchesDone = context_.patchesDone;
+  state.patchesToDo = patchesToDo_;
+  std::lock_guard guard(mutex_);
+  state.messages = messages_;
+  return state;
+}
+
+// --- Life of the engine ---
+
+// Closures that wait in somebody's queue look here before they run.
+struct TransferEngine::PosterGate {
+  std::mutex mutex;
+  bool open = true;
+};
+
+TransferEngine::TransferEngine(ScriptServices& services, Prompts& prompts, MidiOut* out,
+                               TransferPreferences* preferences, Poster poster)
+    : services_(services),
+      prompts_(prompts),
+      out_(out),
+      preferences_(preferences ? preferences : &defaultPreferences_),
+      poster_(std::move(poster)),
+      clock_(services.clock()),
+      gate_(std::make_shared<PosterGate>()),
+      showTransmitWindow_(preferences_->ShowTransmitWindow() ? 1 : 0) {
+  watch_ = std::make_unique<DataFileWatch>([this](const DataFile* released) { Abandon(released); });
+}
+
+TransferEngine::~TransferEngine() {
+  watch_.reset();
+  CancelAll();
+  std::vector<std::shared_ptr<Transfer>> all;
+  {
+    std::lock_guard guard(mutex_);
+    all.swap(transfers_);
+  }
+  for (const auto& transfer : all) transfer->thread_.Join();
+  {
+    std::lock_guard guard(gate_->mutex);
+    gate_->open = false;
+  }
+  for (const auto& transfer : all) {
+    std::lock_guard guard(transfer->mutex_);
+    transfer->dataFile_ = nullptr;
+    transfer->lock_.Release();
+    transfer->over_ = true;
+    transfer->changed_.NotifyAll();
+  }
+}
+
+void TransferEngine::Post(std::function<void()> work) {
+  if (!poster_) {
+    work();
+    return;
+  }
+  poster_([gate = gate_, run = std::move(work)] {
+    {
+      std::lock_guard guard(gate->mutex);
+      if (!gate->open) return;
+    }
+    run();
+  });
+}
+
+std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request) {
+  Reap();
+  const Synth& synth = *request.dataFile->synth;
+  auto transfer = std::shared_ptr<Transfer>(new Transfer(clock_));
+  transfer->operation_ = request.operation;
+  transfer->observer_ = request.observer;
+  transfer->showWindow_ = request.showWindow;
+  transfer->synth_ = synth;
+  transfer->inPortName_ = services_.PortName(MidiDirection::Input, synth.midiInPort);
+  transfer->outPortName_ = services_.PortName(MidiDirection::Output, synth.midiOutPort);
+  transfer->dataFile_ = request.dataFile;
+  transfer->lock_ = TransferLock(locks_, request.dataFile, DataNames(synth));
+  if (!transfer->lock_.Taken()) {
+    prompts_.Say(kMidiIoTitle, locks_.BusySentence(request.dataFile));
+    return nullptr;
+  }
+  TransferContext& context = transfer->context_;
+  context.inPort = synth.midiInPort;
+  context.outPort = synth.midiOutPort;
+  context.inPortName = transfer->inPortName_;
+  context.outPortName = transfer->outPortName_;
+  context.quiet = request.quiet;
+  context.hasIoWindow =
+      !request.quiet && request.showWindow && request.observer && request.operation == TransferOperation::kReceive;
+  context.expectedBytes = synth.fileSize;
+  if (!request.quiet && request.observer) {
+    context.display = [this, weak = std::weak_ptr<Transfer>(transfer)](const std::string& text) {
+      const auto self = weak.lock();
+      if (!self) return;
+      {
+        std::lock_guard guard(self->mutex_);
+        self->messages_.push_back(text);
+      }
+      Post([observer = self->observer_, text] { observer->message(text); });
+    };
+  }
+  std::lock_guard guard(mutex_);
+  transfer->id_ = nextId_++;
+  transfers_.push_back(transfer);
+  return transfer;
+}
+
+void TransferEngine::Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work) {
+  std::lock_guard guard(mutex_);
+  transfer->thread_ = WorkerThread(clock_, [transfer, run = std::move(work)] {
+    run();
+    transfer->finished_ = true;
+  });
+}
+
+// Transfers whose work is done leave the list; their threads are joined here, never by themselves.
+void TransferEngine::Reap() {
+  std::vector<std::shared_ptr<Transfer>> done;
+  {
+    std::lock_guard guard(mutex_);
+    for (auto it = transfers_.begin(); it != transfers_.end();) {
+      if ((*it)->finished_ && !(*it)->Running()) {
+        done.push_back(*it);
+        it = transfers_.erase(it);
+      } else {
+        ++it;
+      }
+    }
+  }
+  for (const auto& transfer : done) transfer->thread_.Join();
+}
+
+// --- Starting ---
+
+int TransferEngine::MidiIODataFile(const TransferRequest& request, std::shared_ptr<Transfer>* started) {
+  if (services_.MidiBlocked() || !request.dataFile || !request.dataFile->synth) return 0;
+  switch (request.operation) {
+    case TransferOperation::kTransmit:
+      return StartTransmit(request, started);
+    case TransferOperation::kReceive:
+      return StartReceive(request, started);
+    default:
+      if (!GetNewPchNumber(request.dataFile, request.operation)) return 0;
+      return Render(request.dataFile);
+  }
+}
+
+namespace {
+
+// Adds a call at the end to somebody's observer.
+class DoneObserver final : public TransferObserver {
+ public:
+  DoneObserver(std::shared_ptr<TransferObserver> inner, std::function<void()> done)
+      : inner_(std::move(inner)), done_(std::move(done)) {}
+  void opened(const ReceiveWindowView& view, int showWindow) override {
+    if (inner_) inner_->opened(view, showWindow);
+  }
+  void progress(int done, int total) override {
+    if (inner_) inner_->progress(done, total);
+  }
+  void bytes(std::int64_t received, std::int64_t expected) override {
+    if (inner_) inner_->bytes(received, expected);
+  }
+  void message(const std::string& text) override {
+    if (inner_) inner_->message(text);
+  }
+  void closed(const TransferResult& result) override {
+    if (inner_) inner_->closed(result);
+    done_();
+  }
+
+ private:
+  std::shared_ptr<TransferObserver> inner_;
+  std::function<void()> done_;
+};
+
+}  // namespace
+
+int TransferEngine::MidiIODataFile(std::shared_ptr<TransferObserver> requester, TransferOperation operation,
+                                   DataFile* dataFile, int showWindow, std::function<void()> done) {
+  TransferRequest request;
+  request.operation = operation;
+  request.dataFile = dataFile;
+  request.showWindow = requester ? showWindow : 0;
+  request.observer = std::move(requester);
+  if (done) request.observer = std::make_shared<DoneObserver>(std::move(request.observer), std::move(done));
+  return MidiIODataFile(request);
+}
+
+int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started) {
+  DataFile* df = request.dataFile;
+  const int port = df->synth->midiInPort;
+  if (portsInUse_.Contains(port)) {
+    prompts_.Say(kMidiIoTitle, "The MIDI IN port " + std::to_string(port + 1) + " (" +
+                                   services_.PortName(MidiDirection::Input, port) +
+                                   ")\nis currently in use with another MIDI device.\n"
+                                   "Please retry when the port is free.");
+    return 0;
+  }
+  if (!GetNewPchNumber(df, TransferOperation::kReceive)) return 0;
+  const auto transfer = Create(request);
+  if (!transfer) return 0;
+  if (started) *started = transfer;
+  auto run = std::make_shared<TransferRun>(*this, transfer, request.quiet);
+  const bool prepared = run->Prepare(*df);
+  const bool reserves = request.observer != nullptr;
+  if (reserves) portsInUse_.Add(port);
+  if (request.observer && !request.quiet) request.observer->opened(transfer->View(), request.showWindow);
+  const auto work = [this, run, prepared, reserves, port] {
+    if (prepared) {
+      run->Receive();
+    } else {
+      run->result().code = transfer_code::kNoMemory;
+    }
+    if (reserves) ClearPortReceiveState(port);
+    run->Finish();
+  };
+  if (request.quiet) {
+    work();
+    transfer->finished_ = true;
+    return run->result().result;
+  }
+  Launch(transfer, work);
+  return 1;
+}
+
+int TransferEngine::StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started) {
+  DataFile* df = request.dataFile;
+  if (df->xtra && (df->xtra->hasNoSysEx || df->xtra->isInactive)) return 0;
+  if (!GetNewPchNumber(df, TransferOperation::kTransmit)) return 0;
+  const auto transfer = Create(request);
+  if (!transfer) return 0;
+  if (started) *started = transfer;
+  const bool background = request.background && !request.quiet;
+  auto run = std::make_shared<TransferRun>(*this, transfer, !background);
+  const bool prepared = run->Prepare(*df);
+  if (request.observer && !request.quiet) request.observer->opened(transfer->View(), request.showWindow);
+  const int port = df->synth->midiOutPort;
+  const bool counts = request.showWindow && !request.quiet && out_;
+  if (counts) {
+    out_->MidiOutStartModal(port);
+    OpenZKMidiOutStatus(port, df->synth->fileSize);
+  }
+  const auto work = [this, run, prepared, counts, port] {
+    if (prepared) {
+      run->Transmit();
+    } else {
+      run->result().code = transfer_code::kNoMemory;
+    }
+    if (counts) out_->MidiOutEndModal(port);
+    run->Finish();
+  };
+  if (!background) {
+    work();
+    transfer->finished_ = true;
+    if (run->result().text == "No Command Sequence to Transmit Data" && !request.quiet) SayNoScript();
+    return run->result().result;
+  }
+  Launch(transfer, work);
+  return 1;
+}
+
+int TransferEngine::MidiIODataFileFn(TransferOperation operation, DataFile* dataFile, int patchIndex) {
+  if (!dataFile || !dataFile->synth) return 0;
+  if (operation == TransferOperation::kRender) return Render(dataFile);
+  TransferRequest request;
+  request.operation = operation;
+  request.dataFile = dataFile;
+  const auto transfer = Create(request);
+  if (!transfer) return 0;
+  TransferRun run(*this, transfer, true);
+  if (run.Prepare(*dataFile)) {
+    if (operation == TransferOperation::kTransmit) {
+      run.Transmit();
+    } else if (patchIndex >= 0 && PatchAddressable(*dataFile->synth)) {
+      run.ReceivePatch(patchIndex);
+    } else {
+      run.Receive();
+    }
+  }
+  run.Finish();
+  transfer->finished_ = true;
+  return run.result().result;
+}
+
+int TransferEngine::Render(DataFile* dataFile) {
+  EventList events;
+  TransferContext context;
+  context.recording = &events;
+  Synth synth = *dataFile->synth;
+  bool missing = false;
+  const int result = SendPart(*dataFile, synth, context, 0, 0, -1, &missing);
+  if (missing) SayNoScript();
+  FreeEventList(dataFile->eventList);
+  dataFile->eventList = events.Release();
+  return result;
+}
+
+// --- Transmitting ---
+
+int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
+  if (!dataFile || !dataFile->synth) return -1;
+  Synth synth = *dataFile->synth;
+  TransferContext context;
+  bool missing = false;
+  const int result = SendAll(*dataFile, synth, context, {dataFile->transferMask, dataFile->transferMaskSize}, &missing);
+  dataFile->synth->rolandHandshake = synth.rolandHandshake;
+  dataFile->synth->childId = synth.childId;
+  if (missing) SayNoScript();
+  return result;
+}
+
+int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int flags, std::uint8_t* patchBuffer) {
+  if (!dataFile || !dataFile->synth || !dataFile->body) return -1;
+  Synth synth = *dataFile->synth;
+  TransferContext context;
+  bool missing = false;
+  std::int64_t offset = -1;
+  if (patchBuffer) {
+    if (patchBuffer < dataFile->body || patchBuffer >= dataFile->body + dataFile->bodySize) return -1;
+    offset = patchBuffer - dataFile->body;
+  }
+  const int result = SendPart(*dataFile, synth, context, patchIndex, flags, offset, &missing);
+  dataFile->synth->rolandHandshake = synth.rolandHandshake;
+  dataFile->synth->childId = synth.childId;
+  if (missing) SayNoScript();
+  return result;
+}
+
+int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& context,
+                            std::span<const std::uint8_t> mask, bool* missingScript) {
+  if (HoldsNothing(dataFile)) return -1;
+  if (!PatchAddressable(synth)) return SendPart(dataFile, synth, context, 0, 0, -1, missingScript);
+  std::vector<int> patches;
+  for (std::uint32_t i = 0; i < std::min(synth.numVoices, kMaxVoices); ++i) {
+    const bool wanted = !mask.data() || (i < mask.size() && mask[i] != 0);
+    if (wanted && !MapBit(dataFile.emptyMap, dataFile.emptyMapSize, i)) patches.push_back(static_cast<int>(i));
+  }
+  context.patchesToDo = static_cast<int>(patches.size());
+  int result = -1;
+  for (const int patch : patches) {
+    if (context.cancel.Cancelled() || context.state.load() >= TransferState::Cancel || context.portGone ||
+        context.stopBankLoop) {
+      break;
+    }
+    const int flags = (patch == patches.front() ? 1 : 0) | (patch == patches.back() ? 2 : 0);
+    result = SendPart(dataFile, synth, context, patch, flags, static_cast<std::int64_t>(patch) * synth.voiceSize,
+                      missingScript);
+    context.patchesDone.fetch_add(1);
+    context.progressCount.fetch_add(1);
+    if (*missingScript) break;
+  }
+  return result;
+}
+
+// patchOffset: where the patch begins in the body; -1: the whole image.
+int TransferEngine::SendPart(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
+                             std::int64_t patchOffset, bool* missingScript) {
+  if (HoldsNothing(dataFile) || !dataFile.body) return -1;
+  const ByteWindow body(dataFile.body, dataFile.bodySize);
+  const bool looksLikeSysEx = patchOffset >= 0 ? body.At(patchOffset) == 0xF0 : (body.At(0) & 0x80) != 0;
+  if (!synth.allowsNonSysEx && !looksLikeSysEx) return -1;
+  if (!UsesCommandSequence(synth)) {
+    ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
+    return BuiltInProtocols(line).MidiSend(synth, body);
+  }
+  if (!dataFile.transmitScript) {
+    *missingScript = true;
+    return 0;
+  }
+  const std::span<const std::uint8_t> code(dataFile.transmitScript, dataFile.transmitScriptSize);
+  const std::int64_t from = std::max<std::int64_t>(patchOffset, 0);
+  const MacroBuffer buffer(body.Clamped(from, body.size() - from),
+                           patchOffset >= 0 && PatchAddressable(synth) ? synth.voiceSize : synth.fileSize);
+  const int result = MidiMacro(services_, context, synth, code, buffer, synth.sysExChannel, patchIndex, flags);
+  if (context.staged) {
+    // A request nobody waited for still goes out.
+    const auto staged = std::move(*context.staged);
+    context.staged.reset();
+    MonitorMsg("A transmit script left a request of %zu bytes that no receive sent.", staged.bytes.size());
+  }
+  return result;
+}
+
+void TransferEngine::SayNoScript() {
+  prompts_.Say(kMidiIoTitle, "No Command Sequence to Transmit Data");
+}
+
+int TransferEngine::MidiIO(TransferOperation operation, std::span<std::uint8_t> buffer, Synth& synth) {
+  TransferContext context;
+  ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
+  return BuiltInProtocols(line).MidiIO(operation, ByteWindow(buffer), synth);
+}
+
+int TransferEngine::MidiSend(const Synth& synth, std::span<std::uint8_t> buffer) {
+  TransferContext context;
+  ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
+  return BuiltInProtocols(line).MidiSend(synth, ByteWindow(buffer));
+}
+
+int TransferEngine::MidiSendNoMsg(const Synth& synth, std::span<std::uint8_t> buffer) {
+  TransferContext context;
+  ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
+  return BuiltInProtocols(line).MidiSendNoMsg(synth, ByteWindow(buffer));
+}
+
+// --- Patch number and patch bay ---
+
+int TransferEngine::GetNewPchNumber(DataFile* dataFile, TransferOperation operation) {
+  Synth& synth = *dataFile->synth;
+  if (!preferences_->AskPatchNumber() || !synth.patchNumberInImage ||
+      services_.Setting(ScriptSetting::Environment) != 0) {
+    return 1;
+  }
+  const std::string title = std::string("Please select the Patch # (PCH #) to ") +
+                            (operation == TransferOperation::kReceive ? "Receive" : "Transmit") + " a " +
+                            DataNames(synth);
+  const int minimum = PatchMin(synth);
+  const int maximum = PatchMax(synth);
+  const auto choice = preferences_->SelectPatchNumber(title, synth.patchNumber, minimum, maximum);
+  if (!choice) return 0;
+  synth.patchNumber = static_cast<std::uint16_t>(std::max(minimum, std::min(*choice, maximum)));
+  return 1;
+}
+
+bool TransferEngine::MidiPatchBay(const Synth& synth, TransferContext& context) {
+  if (!(synth.patchBayFlags & kUsePatchBay)) return true;
+  if (synth.patchBayFlags & kPatchBayByHand) {
+    MessagePrompt prompt;
+    prompt.title = "Patch Bay Manual Switch";
+    prompt.text = "Switching to " + DataNames(synth) + ".\nPlease select Patch #" +
+                  std::to_string(synth.patchBayPatch) + " on your patch bay and\nPress OK when ready.";
+    prompt.buttons = PromptButtons::OkCancel;
+    return prompts_.Message(prompt) == PromptAnswer::Ok;
+  }
+  const std::array<std::uint8_t, 2> change{static_cast<std::uint8_t>(0xC0 + (synth.patchBayChannel & 15)),
+                                           synth.patchBayPatch};
+  services_.SendDataPort(change, synth.patchBayPort, context);
+  services_.CreateDelayEvent(synth.midiOutPort, static_cast<std::uint32_t>(preferences_->PatchBayDelay()) * 100u,
+                             context);
+  return true;
+}
+
+void TransferEngine::MidiPBayRevert(const Synth& synth, TransferContext& context) {
+  if (!(synth.patchBayFlags & kUsePatchBay) || !(synth.patchBayFlags & kPatchBayReverts)) return;
+  const auto delay = static_cast<std::uint32_t>(preferences_->PatchBayDelay()) * 100u;
+  const std::array<std::uint8_t, 2> change{static_cast<std::uint8_t>(0xC0 + (synth.patchBayChannel & 15)),
+                                           synth.patchBayRevertPatch};
+  services_.CreateDelayEvent(synth.midiOutPort, delay, context);
+  services_.SendDataPort(change, synth.patchBayPort, context);
+  services_.CreateDelayEvent(synth.midiOutPort, delay, context);
+}
+
+// --- Who is busy ---
+
+std::vector<std::shared_ptr<Transfer>> TransferEngine::Running() const {
+  std::lock_guard guard(mutex_);
+  std::vector<std::shared_ptr<Transfer>> running;
+  for (const auto& transfer : transfers_) {
+    if (transfer->Running()) running.push_back(transfer);
+  }
+  return running;
+}
+
+std::shared_ptr<Transfer> TransferEngine::TransferOf(const DataFile* dataFile) const {
+  for (const auto& transfer : Running()) {
+    std::lock_guard guard(transfer->mutex_);
+    if (transfer->dataFile_ == dataFile) return transfer;
+  }
+  return nullptr;
+}
+
+bool TransferEngine::ReceiveRunning() const {
+  const auto running = Running();
+  return std::any_of(running.begin(), running.end(), [](const std::shared_ptr<Transfer>& transfer) {
+    return transfer->operation() == TransferOperation::kReceive;
+  });
+}
+
+void TransferEngine::Abandon(const DataFile* dataFile) {
+  if (!dataFile || !locks_.Busy(dataFile)) return;
+  const auto transfer = TransferOf(dataFile);
+  if (!transfer) return;
+  transfer->Cancel();
+  std::lock_guard guard(transfer->mutex_);
+  transfer->dataFile_ = nullptr;
+  transfer->lock_.Release();
+}
+
+void TransferEngine::PortGone(MidiDirection direction, int port) {
+  for (const auto& transfer : Running()) {
+    if ((direction == MidiDirection::Input ? transfer->inPort() : transfer->outPort()) != port) continue;
+    transfer->context_.portGone = true;
+    transfer->Cancel();
+  }
+}
+
+void TransferEngine::CancelAll() {
+  for (const auto& transfer : Running()) transfer->Cancel();
+}
+
+// --- The transmit window ---
+
+void TransferEngine::OpenZKMidiOutStatus(int port, std::uint32_t total) {
+  {
+    std::lock_guard guard(transmitMutex_);
+    if (transmit_.open) {
+      transmit_.total = total;
+      return;
+    }
+    if (!showTransmitWindow_ || port < 0 || port >= services_.PortCount(MidiDirection::Output)) return;
+    transmit_ = {};
+    transmit_.open = true;
+    transmit_.port = port;
+    transmit_.portName = services_.PortName(MidiDirection::Output, port);
+    transmit_.total = total;
+  }
+  if (openTransmitWindow_) Post(openTransmitWindow_);
+}
+
+int TransferEngine::ShowTransmitWindow(int show) {
+  std::lock_guard guard(transmitMutex_);
+  if (show >= 0) showTransmitWindow_ = show;
+  return showTransmitWindow_;
+}
+
+bool TransferEngine::TransmitWindowOpen() const {
+  std::lock_guard guard(transmitMutex_);
+  return transmit_.open;
+}
+
+void TransferEngine::SetTransmitStayOpen(bool stay) {
+  std::lock_guard guard(transmitMutex_);
+  transmit_.stayOpen = stay;
+}
+
+TransmitWindowState TransferEngine::TransmitState() const {
+  std::lock_guard guard(transmitMutex_);
+  TransmitWindowState state = transmit_;
+  if (!state.open || !out_) return state;
+  const auto port = out_->GetMidiOutPort(state.port);
+  state.idle = !port || !port->isBusy();
+  for (const auto& transfer : Running()) {
+    if (transfer->operation() == TransferOperation::kTransmit && transfer->outPort() == state.port) state.idle = false;
+  }
+  if (port) state.sent = port->counting() ? port->ProgressBytes() : (state.idle ? state.total : 0);
+  return state;
+}
+
+void TransferEngine::CloseTransmitWindow() {
+  std::lock_guard guard(transmitMutex_);
+  transmit_ = {};
+}
+
+void TransferEngine::CancelTransmit() {
+  int port = -1;
+  {
+    std::lock_guard guard(transmitMutex_);
+    port = transmit_.port;
+  }
+  if (port >= 0) {
+    std::vector<bool> ports(static_cast<std::size_t>(port) + 1, false);
+    ports.back() = true;
+    StopOutput(ports);
+  }
+  CloseTransmitWindow();
+}
+
+void TransferEngine::StopOutput(const std::vector<bool>& ports) {
+  for (std::size_t i = 0; i < ports.size(); ++i) {
+    if (!ports[i]) continue;
+    for (const auto& transfer : Running()) {
+      if (transfer->operation() == TransferOperation::kTransmit && transfer->outPort() == static_cast<int>(i)) {
+        transfer->Cancel();
+      }
+    }
+    const auto port = out_ ? out_->GetMidiOutPort(static_cast<int>(i)) : nullptr;
+    if (port) port->StopTransmit();
+  }
+}
+
+}  // namespace tonalith
