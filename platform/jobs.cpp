@@ -45,7 +45,7 @@ bool Dispatcher::PostTo(Receiver::Token receiver, Task call) {
   return Push({true, std::move(receiver), std::move(call)});
 }
 
-bool Dispatcher::Call(const std::function<void()>& call, const CancelToken& cancel) {
+bool Dispatcher::Call(const std::function<void()>& call, const CancelToken& cancel, std::int64_t timeoutMs) {
   if (OnTargetThread()) {
     call();
     return true;
@@ -86,7 +86,8 @@ bool Dispatcher::Call(const std::function<void()>& call, const CancelToken& canc
   auto state = std::make_shared<State>();
   if (!Post(Shot(*this, &call, state))) return false;
   std::unique_lock lock(state->mutex);
-  finished_.WaitUntil(lock, kNever, cancel, [&] { return state->stage >= Stage::Done; });
+  const std::int64_t deadline = timeoutMs < 0 ? kNever : clock_.NowUs() + timeoutMs * 1000;
+  finished_.WaitUntil(lock, deadline, cancel, [&] { return state->stage >= Stage::Done; });
   if (state->stage == Stage::Waiting) {
     state->stage = Stage::Abandoned;
     return false;

@@ -81,8 +81,9 @@ class Dispatcher {
   bool PostTo(Receiver::Token receiver, Task call);
 
   // Runs a call on the target thread and waits for it (at once when already there).  False when it was not run because
-  // the dispatcher closed or the token was cancelled before it began; once begun it is always waited for.
-  bool Call(const std::function<void()>& call, const CancelToken& cancel);
+  // the dispatcher closed, the token was cancelled or the time (milliseconds, -1: none) was over before it began; once
+  // begun it is always waited for.
+  bool Call(const std::function<void()>& call, const CancelToken& cancel, std::int64_t timeoutMs = -1);
   bool Call(const std::function<void()>& call) { return Call(call, CancelToken()); }
 
   // On the target thread: runs what is queued now (not what is posted meanwhile); returns how many ran.

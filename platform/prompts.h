@@ -18,8 +18,9 @@ struct MessagePrompt {
   std::string text;   // UTF-8, lines separated by \n
   PromptButtons buttons = PromptButtons::Ok;
   PromptIcon icon = PromptIcon::None;
-  std::string checkBox;     // label of a "don't ask again" box; empty: no box
-  bool* checked = nullptr;  // initial and final state of the box
+  std::vector<std::string> labels;  // captions instead of the usual ones, in the order of the set; empty: as usual
+  std::string checkBox;             // label of a "don't ask again" box; empty: no box
+  bool* checked = nullptr;          // initial and final state of the box
 };
 
 struct FilePrompt {

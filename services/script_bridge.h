@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "midi/port_system.h"
-#include "platform/ini_file.h"
 #include "platform/jobs.h"
 #include "script/transfer_engine.h"
 #include "script/transfer_engine_services.h"
@@ -46,7 +45,7 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   void OpenDiskFile(std::vector<std::uint8_t> bytes);
   void CloseDiskFile();
   // The program ends: scripts stop at their next look.
-  void SetQuitting() { quitting_.store(true); }
+  void SetQuitting();
   int DeleteStudioOnExit() const { return deleteStudioOnExit_.load(); }
 
   // ScriptServices
@@ -100,8 +99,6 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   std::vector<std::shared_ptr<const MacroTable>> formerMacros_;
   std::optional<std::vector<std::uint8_t>> diskFile_;
   std::size_t diskPosition_ = 0;
-  std::string preferencesFile_;
-  IniFile preferences_;
 };
 
 }  // namespace tonalith

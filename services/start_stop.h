@@ -35,7 +35,8 @@ class StartStopHost {
   virtual void ZKMonInitialize() {}
   virtual void RegisterPictures() {}
   virtual void SetHelpFile(const std::string& path) { (void)path; }
-  virtual void RegisterFileTypes() {}  // unless the user does not want it
+  virtual void RegisterFileTypes() {}                                 // unless the user does not want it
+  virtual void SetRegistryKey(const std::string& key) { (void)key; }  // of the framework's own settings
   // Makes the main frame and links it with the services; false ends the start.
   virtual bool CreateMainFrame(ZKBasics& basics) {
     (void)basics;
@@ -62,8 +63,6 @@ class StartStopHost {
   virtual void FreeCutList() {}
   virtual void ZKEditCleanup() {}
   virtual void ExitFramework() {}
-  // Shown when closing the ports takes longer than two seconds.
-  virtual void ShowClosingMidi() {}
 };
 
 // Start and end of the program, in order.  In debug mode every numbered step is shown in a message box.

@@ -1,0 +1,187 @@
+#include "services/start_stop.h"
+
+#include <cstdlib>
+#include <ctime>
+
+#include "platform/atomic_file.h"
+#include "platform/ini_file.h"
+#include "platform/log.h"
+#include "platform/path_resolver.h"
+#include "platform/text.h"
+#include "services/zkbasics.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kSplashMs = 4000;
+constexpr int kRecentFiles = 4;
+constexpr int kMostManuals = 10;
+
+// Gives the user a copy of a file the program ships, once.
+void CopyFromResources(const Paths& paths, const char* name, bool toldInLog) {
+  const std::string own = JoinPath(paths.MainGetApplicationSupportPath(), name);
+  if (FileExists(own)) return;
+  const std::string shipped = JoinPath(paths.MainGetResourcePath(), name);
+  if (toldInLog) DebugLog("%s file not found in ApplicationSupportPath", name);
+  if (!FileExists(shipped)) {
+    if (toldInLog) DebugLog("Failed to find %s at ResourcePath", name);
+    return;
+  }
+  if (toldInLog) DebugLog("Copying %s from ResourcePath to ApplicationSupportPath", name);
+  if (const Result result = CopyFileAtomically(shipped, own); !result) DebugLog("%s", result.text.c_str());
+}
+
+}  // namespace
+
+StartStop::StartStop(StartStopHost& host, CommandLine commandLine)
+    : host_(host), commandLine_(std::move(commandLine)) {}
+
+StartStop::~StartStop() {
+  ExitInstance(true);
+}
+
+void StartStop::Say(const char* step) {
+  DebugLog("%s", step);
+  if (commandLine_.debug && basics_ && !quiet_) basics_->prompts().Say("Tonalith", step);
+}
+
+std::vector<Manual> StartStop::ReadManuals(const std::string& iniFile) {
+  const IniFile ini(iniFile);
+  std::vector<Manual> manuals;
+  for (int i = 0; i < kMostManuals; ++i) {
+    Manual manual{ini.GetString("Manuals", Printf("Title%d", i)), ini.GetString("Manuals", Printf("File%d", i))};
+    if (manual.title.empty() || manual.file.empty()) break;
+    manuals.push_back(std::move(manual));
+  }
+  return manuals;
+}
+
+std::vector<std::string> StartStop::ReadMenuRemovals(const std::string& iniFile) {
+  const IniFile ini(iniFile);
+  std::vector<std::string> names;
+  for (int i = 0;; ++i) {
+    std::string name = ini.GetString("Mac Main Menu Remove", Printf("%d", i));
+    if (name.empty()) return names;
+    names.push_back(std::move(name));
+  }
+}
+
+void StartStop::OwlMain() {
+  CopyFromResources(basics_->paths(), "ZKSkins.ini", true);
+  CopyFromResources(basics_->paths(), "ZKKeys.ini", false);
+}
+
+bool StartStop::InitInstance() {
+  if (!host_.InitialiseFramework()) return false;
+  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  host_.ZKEditInit();
+  basics_ = host_.AllocZKBasics(commandLine_);
+  if (!basics_) return false;
+  basics_->SetOwnerName("CZKapp");
+  Say("CZKApp::InitInstance Debug mode set from command line");
+  host_.SetDisplayName("Tonalith");
+  basics_->ConfigBasics();
+  basics_->LoadConfig();
+  const Paths& paths = basics_->paths();
+  host_.InitialiseComponents();
+  OwlMain();
+  Say("ZKApp::InitInstance()-A");
+  host_.SetPictureBasePath(paths.BasePath());
+  Say("ZKApp::InitInstance()-A1");
+  host_.ZKMonInitialize();
+  basics_->in().InAMidiInitialize();
+  host_.RegisterPictures();
+  Say("ZKApp::InitInstance()-A2");
+  host_.SetHelpFile(paths.HelpFile());
+  Say("ZKApp::InitInstance()-A3");
+  if (basics_->MainNoRegExtensions(-1) == 0) {
+    host_.RegisterFileTypes();
+    Say("ZKApp::InitInstance()-A4");
+  }
+  Say("ZKApp::InitInstance()-A5");
+  Say(paths.MainGetApplicationName().c_str());
+  Say("ZKApp::InitInstance()-A6");
+  host_.SetRegistryKey("Corvane\\" + paths.MainGetApplicationName() + "\\13.0");
+  if (!host_.CreateMainFrame(*basics_)) return false;
+  frameMade_ = true;
+  for (const char* step : {"-A7", "-A71", "-A72", "-A"}) Say((std::string("ZKApp::InitInstance()") + step).c_str());
+  const std::vector<Manual> manuals = ReadManuals(paths.GetZKIni());
+  host_.SetManuals(manuals, manuals.size() > 1);
+  host_.RemoveMenuActions(ReadMenuRemovals(paths.GetZKIni()));
+  Say("ZKApp::InitInstance()-B");
+  Say("ZKApp::InitInstance()-C");
+  host_.UpdateAppTitleBar();
+  Say("ZKApp::InitInstance()-D");
+  host_.LoadMenuAndShortcuts();
+  Say("ZKApp::InitInstance()-E");
+  host_.ShowMainFrame();
+  if (const std::string picture = paths.SplashPicture(); !picture.empty()) {
+    host_.ShowSplash(picture, kSplashMs);
+    Say("ZKApp::InitInstance()-F");
+  }
+  host_.ZKEditOnFirstOpen();
+  host_.LoadRecentFiles(kRecentFiles);
+  Say("Out ZKApp::InitInstance()");
+  AfterShow();
+  return true;
+}
+
+// What needs the frame: ports first, because the studio looks its instruments' ports up by name, and the studio before
+// the windows that refer to it.
+void StartStop::AfterShow() {
+  basics_->OpenMidiPorts();
+  if (StudioHost* studio = basics_->studio()) studio->DrvLoadSetup(0);
+  DocumentsHost* documents = basics_->documents();
+  const std::string desktop = basics_->paths().DefaultDesktopFile();
+  if (documents && basics_->MainAutoSaveLoadDesktop(-1) != 0 && FileExists(desktop)) documents->LoadWorkspace(desktop);
+  OpenFiles(commandLine_.files);
+}
+
+void StartStop::OpenFiles(const std::vector<std::string>& files) {
+  DocumentsHost* documents = basics_ ? basics_->documents() : nullptr;
+  for (const std::string& file : files) {
+    if (documents) documents->OpenFile(file, 0);
+  }
+}
+
+void StartStop::ExitInstance(bool quietly) {
+  if (ended_ || !basics_) return;
+  ended_ = true;
+  quiet_ = quietly;
+  // Whoever still works on data stops before the windows and documents go.
+  basics_->StopWork();
+  if (frameMade_ && basics_->documents() && basics_->MainAutoSaveLoadDesktop(-1) != 0) {
+    basics_->documents()->SaveWorkspace(basics_->paths().DefaultDesktopFile());
+  }
+  host_.FreeMenuAndShortcuts();
+  Say("ZKApp::ExitInstance()-1");
+  host_.CloseMainWindow();
+  Say("ZKApp::ExitInstance()-2");
+  basics_->clock().SleepMs(100);
+  const Result written = WritePrivateProfileString("Preferences", "ExtendedMode", commandLine_.extended ? "1" : "0",
+                                                   basics_->paths().GetZKIni());
+  if (!written) DebugLog("%s", written.text.c_str());
+  Say("ZKApp::ExitInstance()-3");
+  Say("Out of prog - closing .DLLs next");
+  basics_->CloseMidiPorts();
+  host_.CloseMaintenanceTimer();
+  Say("ZKApp::ExitInstance()-4");
+  basics_->in().InAMidiCleanup();
+  for (const char* module : {"bank", "studio", "bitmap", "set", "library", "monitor", "view"}) {
+    host_.CleanUpModule(module);
+  }
+  Say("ZKApp::ExitInstance()-5");
+  host_.CloseTimerAndSequencer();
+  Say("ZKApp::ExitInstance()-6");
+  host_.FreeSharedComponents();
+  host_.FreeCutList();
+  Say("ZKApp::ExitInstance()-7");
+  host_.ZKEditCleanup();
+  Say("ZKApp::ExitInstance()-Finished");
+  host_.ExitFramework();
+  Say("CWinApp::ExitInstance()-Finished");
+  basics_.reset();
+}
+
+}  // namespace tonalith
