@@ -29,6 +29,7 @@ struct SimulatedInstrument::State {
   std::vector<std::uint8_t> sysex;  // being assembled; empty: none
   std::uint8_t running = 0;
   std::vector<std::uint8_t> shortData;
+  std::uint32_t wireRate = 0;
   std::int64_t bufferedBytes = 0;  // waiting while the instrument is busy
   std::int64_t lostBytes = 0;
   std::int64_t lastReplyUs = 0;  // when the last answer is out
@@ -161,8 +162,14 @@ const InstrumentDescription& SimulatedInstrument::description() const {
 std::vector<Reply> SimulatedInstrument::OnBytes(std::span<const std::uint8_t> bytes, std::int64_t nowUs) {
   State& s = *state_;
   if (s.core.faults.vanished()) return {};
+  const std::int64_t lastUs = s.core.nowUs;
+  auto left = static_cast<std::int64_t>(bytes.size());
+  for (const std::uint8_t byte : s.core.faults.Input(bytes)) {
+    const std::int64_t before = s.wireRate > 0 ? --left * 1'000'000 / s.wireRate : 0;
+    s.core.nowUs = std::max(lastUs, nowUs - before);
+    s.OnByte(byte);
+  }
   s.core.nowUs = nowUs;
-  for (const std::uint8_t byte : s.core.faults.Input(bytes)) s.OnByte(byte);
   return s.TakeAnswers();
 }
 
@@ -170,6 +177,7 @@ LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
   State& s = *state_;
   LoadResult result;
   const int bank = s.core.bank;
+  const MemoryImage before = s.core.memory;
   for (const auto& message : ScanSysEx(dump)) {
     ++result.messages;
     std::string why;
@@ -186,6 +194,17 @@ LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
       result.notes.push_back("Message " + std::to_string(result.messages) + " of the dump " + why + ".");
   }
   s.core.bank = bank;
+  const auto changed = [&](int area) {
+    for (int item = 0; item < s.core.Area(area).items; ++item) {
+      const auto now = s.core.memory.Item(area, item);
+      if (!std::equal(now.begin(), now.end(), before.Item(area, item).begin())) return true;
+    }
+    return false;
+  };
+  std::vector<int> banks;
+  for (const LinkInfo& link : description().links)
+    if (changed(link.bankArea) && !changed(link.editArea)) banks.push_back(link.bankArea);
+  for (const int area : banks) s.core.memory.LoadEdit(description(), area, 0);
   return result;
 }
 
@@ -243,6 +262,10 @@ void SimulatedInstrument::RestoreFactory() {
   state_->core.memory.FillFactory(description());
 }
 
+void SimulatedInstrument::SetWireRate(std::uint32_t bytesPerSecond) {
+  state_->wireRate = bytesPerSecond;
+}
+
 void SimulatedInstrument::SetDevice(int device) {
   state_->core.device = std::clamp(device, 0, 127);
 }
@@ -277,7 +300,9 @@ std::vector<Reply> SimulatedInstrument::PanelSend(std::string_view message, int 
   if (s.core.faults.vanished()) return {};
   const int area = description().FindArea(message);
   const MessageInfo* info = description().FindMessage(message);
-  if (info != nullptr) {
+  if (message == "everything") {
+    for (auto& piece : ScanSysEx(Dump())) s.core.Answer(std::move(piece));
+  } else if (info != nullptr) {
     if (auto bytes = s.messages.Encode(*info, item); !bytes.empty()) s.core.Answer(std::move(bytes));
   } else if (s.roland && area >= 0) {
     for (auto& piece : s.roland->ItemMessages(area, item)) s.core.Answer(std::move(piece));

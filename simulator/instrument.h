@@ -51,6 +51,10 @@ class SimulatedInstrument {
 
   const InstrumentDescription& description() const;
 
+  // How fast bytes follow each other on the cable (3125 a second on a real one); the times of the bytes of one piece
+  // are reckoned back from the last.  0: they come all at once.
+  void SetWireRate(std::uint32_t bytesPerSecond);
+
   // Any bytes from the cable (parts of messages, several messages, real time bytes between), the last of which came in
   // at nowUs.  nowUs never goes backwards.
   std::vector<Reply> OnBytes(std::span<const std::uint8_t> bytes, std::int64_t nowUs);
@@ -58,7 +62,9 @@ class SimulatedInstrument {
     return OnBytes(message, nowUs);
   }
 
-  // Fills memory from a raw SysEx dump, whatever its device number; memory protect and read only places do not hold.
+  // Fills memory from a raw SysEx dump or Standard MIDI File, whatever its device number; memory protect and read only
+  // places do not hold.  Edit buffers the dump says nothing about take the first item of a bank that it fills, as when
+  // the instrument is switched on.
   LoadResult LoadDump(std::span<const std::uint8_t> dump);
   // Memory as the SysEx the instrument would send when asked for everything.
   std::vector<std::uint8_t> Dump() const;
@@ -85,7 +91,7 @@ class SimulatedInstrument {
   // Takes an item into the edit buffer; Store puts the edit buffer into an item.
   bool SelectPatch(std::string_view area, int item);
   bool StorePatch(std::string_view area, int item);
-  // The panel's send function: messages without being asked.
+  // The panel's send function: messages without being asked; "everything" sends what Dump() holds.
   std::vector<Reply> PanelSend(std::string_view message, int item = 0);
   // The patch list of all areas that the panel shows, or of one of them.
   std::vector<PanelEntry> PanelList(std::string_view area = {}) const;

@@ -181,7 +181,11 @@ void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
       core_.AnswerStatus(rule.status);
       break;
     case Action::kReply:
-      core_.Answer(EmitPattern(rule.reply, core_.device, core_.description.deviceBase, captures));
+      core_.Answer(EmitPattern(rule.reply, core_.device, core_.description.deviceBase, [&] {
+        Captures shown = captures;
+        shown["mode"] = core_.mode;
+        return shown;
+      }()));
       break;
     case Action::kStore:
       OnStore(rule, captures);

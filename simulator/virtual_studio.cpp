@@ -27,6 +27,7 @@ std::size_t VirtualStudio::Attach(std::unique_ptr<SimulatedInstrument> instrumen
   const std::string name = portName.empty() ? instrument->description().portName : portName;
   cable->key = instrument->description().key;
   cable->instrument = std::move(instrument);
+  cable->instrument->SetWireRate(options_.bytesPerSecond);
   return Connect(std::move(cable), name);
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <set>
 
 #include "simulator/wire_codecs.h"
@@ -160,6 +161,7 @@ TEST(Korg, SingleDumpsNeedTheirMode) {
   Host host(*m1);
   EXPECT_EQ(host.Ask("F0 42 30 19 10 F7"), Hex("F0 42 30 19 24 F7"));
   EXPECT_EQ(host.Ask("F0 42 30 19 4E 03 10 F7"), Hex("F0 42 30 19 23 F7"));
+  EXPECT_EQ(host.Ask("F0 42 30 19 12 F7"), Hex("F0 42 30 19 42 03 00 00 00 F7"));
   Bytes program = host.Ask("F0 42 30 19 10 F7");
   ASSERT_EQ(program.size(), 170U);
   EXPECT_EQ(host.Ask(program), Hex("F0 42 30 19 23 F7"));
@@ -222,6 +224,27 @@ TEST(Pacing, BytesThatComeTooFastAreLost) {
     for (const Bytes& message : ScanSysEx(source->Dump())) d50->OnBytes(message, now += gapMs * 1000);
     EXPECT_EQ(d50->Dump() == source->Dump(), gapMs != 0);
     EXPECT_EQ(d50->lostBytes() - lostBefore > 1000, gapMs == 0);
+  }
+}
+
+// At the speed of a real cable the bytes behind a message fall into the time it takes to work on it.
+TEST(Pacing, PiecesOfARealCableAreTimedByteByByte) {
+  for (const std::int64_t gapUs : {0, 20'000}) {
+    auto d50 = Make("roland-d50");
+    auto source = Make("roland-d50");
+    source->Rename("patches", 63, "Last one");
+    d50->SetWireRate(3125);
+    std::int64_t now = 1'000'000;
+    for (const Reply& reply : source->PanelSend("everything")) {
+      now += gapUs;
+      for (std::size_t at = 0; at < reply.bytes.size(); at += 100) {
+        const std::size_t count = std::min<std::size_t>(100, reply.bytes.size() - at);
+        now += static_cast<std::int64_t>(count) * 320;
+        d50->OnBytes(std::span(reply.bytes).subspan(at, count), now);
+      }
+    }
+    EXPECT_EQ(d50->Dump() == source->Dump(), gapUs != 0);
+    EXPECT_EQ(d50->lostBytes() == 0, gapUs != 0);
   }
 }
 
