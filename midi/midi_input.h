@@ -187,11 +187,11 @@ class MidiInPort {
 
 // What a blocking receive needs from the transfer that runs it.  All optional.
 struct ReceiveHooks {
-  std::function<void()> sendRequest;              // called once, when the receive is armed
+  std::function<void()> sendRequest{};            // called once, when the receive is armed
   std::atomic<std::int64_t>* received = nullptr;  // advanced as bytes are stored (added to, not set)
   const CancelToken* wake = nullptr;              // a button of the receive window: ends the wait at once
   const CancelToken* cancel = nullptr;            // user abort, quit: the receive gives -1
-  std::function<int()> transferMode;              // 0 running, 1 keep what arrived, 2 cancel, 3 cancel all
+  std::function<int()> transferMode{};            // 0 running, 1 keep what arrived, 2 cancel, 3 cancel all
   bool polling = false;                           // look at the result only every 100 ms
 };
 

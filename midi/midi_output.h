@@ -215,8 +215,8 @@ struct SendOptions {
   std::uint32_t oneShotChunk = 0;    // chunk size of the first message; 0: the MidiX Space setting
   std::uint32_t delayBetweenMs = 0;  // between the messages of the buffer; 0: the global MIDI delay
   // Recording: called instead of sending (and, for delays, instead of waiting).
-  std::function<void(int port, std::span<const std::uint8_t> message)> recordMessage;
-  std::function<void(int port, std::uint32_t ms)> recordDelay;
+  std::function<void(int port, std::span<const std::uint8_t> message)> recordMessage{};
+  std::function<void(int port, std::uint32_t ms)> recordDelay{};
   // Capture: appended to instead of sending.  Ignored while null.
   std::vector<std::uint8_t>* captureBytes = nullptr;  // modes Raw and MidiFile
   std::string* captureText = nullptr;                 // mode Text

@@ -223,7 +223,7 @@ int MidiPortSystem::OpenFromMap(MidiDirection direction, bool showErrors) {
   const bool input = direction == MidiDirection::Input;
   const int count = std::min(Refresh(direction), kMaxMidiPorts);
   PortMap map = Map(direction);
-  if (map.names().empty() && !map.openAll()) return 0;
+  if (map.names().empty() && !map.openAll()) return OpenPorts(direction);
   if (count > 0 && OpenPorts(direction) > 0) return OpenPorts(direction);
   const bool selected = !map.names().empty();
   if (input) in_->SetInputStopped(true);

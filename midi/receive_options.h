@@ -19,11 +19,11 @@ struct ReceiveOptions {
   std::int64_t skip = 0;  // leading bytes of the stream to drop
   AcceptAny acceptAny = AcceptAny::SysExOnly;
   bool hasAccept = false;
-  MidiPattern accept;                // a SysEx must start with it
-  std::vector<MidiPattern> decline;  // a SysEx starting with one of them is ignored
-  MidiPattern end;                   // a SysEx starting with it completes the receive; empty: none
-  std::vector<std::uint32_t> sizes;  // the receive is complete when a message ends at one of these byte counts
-  std::int64_t timeoutMs = -1;       // -1: by length (max(length * 11 / 3125 + 30, length / 2 + 300)); 0: no time limit
+  MidiPattern accept{};                // a SysEx must start with it
+  std::vector<MidiPattern> decline{};  // a SysEx starting with one of them is ignored
+  MidiPattern end{};                   // a SysEx starting with it completes the receive; empty: none
+  std::vector<std::uint32_t> sizes{};  // the receive is complete when a message ends at one of these byte counts
+  std::int64_t timeoutMs = -1;  // -1: by length (max(length * 11 / 3125 + 30, length / 2 + 300)); 0: no time limit
 };
 
 }  // namespace tonalith
