@@ -314,13 +314,19 @@ int DfRoundtrip(const std::string& from, const std::string& to, std::ostream& er
 }
 
 int DfMake(const CommandWords& words, std::istream& in, std::ostream& err) {
-  if (words.words.size() != 2) return FailUsage(err, kDfHelp);
+  // Words between "make" and the file are further assignments of one --descriptor.
+  const auto& w = words.words;
+  const auto isAssignment = [](const std::string& word) { return word.find('=') != std::string::npos; };
+  if (w.size() < 2 || !std::all_of(w.begin() + 1, w.end() - 1, isAssignment)) return FailUsage(err, kDfHelp);
   const DataFilePtr df(AllocDataFile());
   if (!df || !AllocChunk(&df->synth, &df->synthSize, kSynthSize)) return FailWith(err, "There is not enough memory.");
   std::string error;
   const auto [first, last] = words.options.equal_range("descriptor");
   for (auto it = first; it != last; ++it) {
     if (!SetSynthField(df->synth, it->second, &error)) return FailWith(err, error);
+  }
+  for (std::size_t i = 1; i + 1 < w.size(); ++i) {
+    if (!SetSynthField(df->synth, w[i], &error)) return FailWith(err, error);
   }
   std::vector<std::uint8_t> body;
   if (const auto operand = words.Option("body")) {
@@ -339,10 +345,10 @@ int DfMake(const CommandWords& words, std::istream& in, std::ostream& err) {
   std::copy(body.begin(), body.end(), df->body);
   CompleteSynth(df->synth, size);
   const VoiceLayout layout = LayoutOf(*df);
-  if (!layout.editable) return FailWith(err, "The descriptor does not fit its image: " + layout.problem + ".");
+  if (!layout.editable) err << "Note: the data is kept but cannot be edited: " << layout.problem << ".\n";
   std::vector<std::uint8_t> bytes;
   if (!DiskWriteForm(&bytes, *df)) return FailWith(err, "The data is too large to be written.");
-  return SaveBytes(words.words[1], bytes, err);
+  return SaveBytes(w.back(), bytes, err);
 }
 
 }  // namespace

@@ -284,6 +284,11 @@ int ContainerReader::ReadChunks(DataFile* df, const FormReadOptions& options, st
       return length == 0 ? kDiskReadError : static_cast<int>(-length);
     }
     if (length >= 0) counter += static_cast<std::uint64_t>(length) + 8;
+    // Odd chunks stand without a pad byte; other writers add one, and no identifier begins with zero.
+    if ((length & 1) && left() > 0 && bytes_[position_] == 0) {
+      ++position_;
+      ++counter;
+    }
   }
   return kDiskOk;
 }

@@ -1,0 +1,266 @@
+#include "data/packed_bytes.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "data/data_text.h"
+
+namespace tonalith {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Synth SynthOfFormat(int format, std::uint32_t voiceSize = 64) {
+  Synth s{};
+  SetStorageFormat(&s, format);
+  s.voiceSize = voiceSize;
+  s.voiceBytes = voiceSize;
+  return s;
+}
+
+// Deterministic bytes for round trips.
+class Noise {
+ public:
+  explicit Noise(std::uint32_t seed) : state_(seed) {}
+  std::uint32_t Next() {
+    state_ ^= state_ << 13;
+    state_ ^= state_ >> 17;
+    state_ ^= state_ << 5;
+    return state_;
+  }
+  Bytes Take(std::size_t n, std::uint8_t mask = 0x7F) {
+    Bytes bytes(n);
+    for (auto& b : bytes) b = static_cast<std::uint8_t>(Next() & mask);
+    return bytes;
+  }
+
+ private:
+  std::uint32_t state_;
+};
+
+struct ReadCase {
+  int format;
+  const char* image;
+  std::int64_t index;
+  std::int64_t value;
+};
+
+TEST(PackedBytes, ReadsKnownValues) {
+  const ReadCase cases[] = {
+      {0, "12 FF", 1, 255},
+      {1, "15 2A", 0, 0xA5},
+      {2, "40 01 02 03 04 05 06 07", 6, 0x87},
+      {2, "40 01 02 03 04 05 06 07 01 11", 7, 0x91},
+      {3, "31 47", 0, 0x10},
+      {4, "35 3A", 0, 0xA5},
+      {5, "00 40", 0, -8192},
+      {5, "7F 3F", 0, 8191},
+      {6, "12 55", 0, 0x175},
+      {8, "08 01", 0, 0x81},
+      {9, "40 00", 0, 8192},
+      {10, "00 40", 0, 8192},
+      {14, "40 40", 0, 0x81},
+      {15, "01 00 00 00 08", 3, 1},
+      {15, "01 00 00 00 08", 0, 0x80},
+      {16, "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 55 2A", 9, ((0x55 << 7 | 0x2A) >> 6) & 0xFF},
+      {18, "40 01", 0, 0x81},
+      {18, "01 00 00 00 00 00 00 05", 6, 0x85},
+      {19, "05 06 00 00 00 00 00 02", 1, 0x86},
+      {20, "01 7F 01 7F", 0, 0xFFFF},
+      {21, "4F 3F 3F 00 00 00", 1, 0xFFFF},
+      {22, "05 06 07 08 04", 2, 0x87},
+      {24, "12 01", 0, 0x92},
+      {25, "01 12", 0, 0x92},
+      {77, "12 34", 1, 0x34},
+  };
+  for (const ReadCase& c : cases) {
+    Bytes image = *ParseHex(c.image);
+    const Synth s = SynthOfFormat(c.format);
+    EXPECT_EQ(GetByte(&s, image.data(), c.index), c.value) << "format " << c.format << " index " << c.index;
+    EXPECT_EQ(ImageView(image, s).Get(0, c.index), c.value) << "checked, format " << c.format;
+  }
+}
+
+struct WriteCase {
+  int format;
+  const char* before;
+  std::int64_t index;
+  std::int64_t value;
+  const char* after;
+};
+
+TEST(PackedBytes, WritesKnownImages) {
+  const WriteCase cases[] = {
+      {2, "7F 7F 7F 7F 7F 7F 7F 7F", 1, 0x05, "7D 7F 05 7F 7F 7F 7F 7F"},
+      {3, "00 00", 0, 0xAF, "41 46"},
+      {4, "00 00", 0, 0xA5, "35 3A"},
+      {6, "00 00", 0, 0xA5, "0A 05"},
+      {7, "00 00", 0, 0xFF, "7F 40"},
+      {8, "00 00", 0, 0x81, "08 01"},
+      {20, "00 00 00 00", 0, 0xFFFF, "01 7F 01 7F"},
+      {21, "00 00 00 00 00 00", 1, 0xFFFF, "00 00 00 4F 3F 3F"},
+      {23, "00 00 00 00", 1, 0xA5, "00 00 25 3A"},
+      {26, "11 22", 0, 0x33, "11 22"},
+  };
+  for (const WriteCase& c : cases) {
+    Bytes image = *ParseHex(c.before);
+    const Synth s = SynthOfFormat(c.format);
+    SetByte(&s, image.data(), c.index, c.value);
+    EXPECT_EQ(HexText(image), c.after) << "format " << c.format;
+  }
+}
+
+// Storing any value at any index gives it back and leaves every other logical byte as it was.
+TEST(PackedBytes, EveryFormatKeepsItsNeighbours) {
+  for (int format = 0; format < kStorageFormats; ++format) {
+    if (format == 12 || format == 13 || format == 21) continue;  // bit indices overlap; 21 reads its first triple only
+    const Synth s = SynthOfFormat(format);
+    Bytes image = Noise(7).Take(256);
+    if (format == 15) {  // only 32 of the 35 bits of a group are used
+      for (std::size_t i = 4; i < image.size(); i += 5) image[i] &= 0x0F;
+    }
+    constexpr std::int64_t kCount = 24;
+    for (std::int64_t index = 0; index < kCount; ++index) {
+      for (const int value : {0x00, 0xFF, 0x80, 0x7F, 0x55, 0xAA}) {
+        std::vector<std::int64_t> before;
+        for (std::int64_t i = 0; i < kCount; ++i) before.push_back(GetByte(&s, image.data(), i));
+        SetByte(&s, image.data(), index, value);
+        for (std::int64_t i = 0; i < kCount; ++i) {
+          const std::int64_t now = GetByte(&s, image.data(), i);
+          if (i == index) {
+            ASSERT_EQ(now & 0xFF, value) << "format " << format << " index " << i;
+          } else {
+            ASSERT_EQ(now, before[static_cast<std::size_t>(i)]) << "format " << format << " index " << i;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(PackedBytes, BitIndexedFormatsReadAcrossBytes) {
+  for (const int format : {12, 13}) {
+    const Synth s = SynthOfFormat(format, 32);
+    const Synth whole = SynthOfFormat(format == 12 ? 11 : 1, 32);
+    Bytes image(40);
+    SetByte(&whole, image.data(), 0, 0x34);
+    SetByte(&whole, image.data(), 1, 0x12);
+    EXPECT_EQ(GetByte(&s, image.data(), 4), 0x23) << format;
+    SetByte(&s, image.data(), 4, 0xCD);
+    EXPECT_EQ(GetByte(&whole, image.data(), 0), 0xD4) << format;
+    EXPECT_EQ(GetByte(&whole, image.data(), 1), 0x1C) << format;
+  }
+  // Nibbles at and behind the voice's size are not there.
+  const Synth shortVoice = SynthOfFormat(13, 2);
+  Bytes image{1, 2, 3, 4};
+  EXPECT_EQ(GetByte(&shortVoice, image.data(), 4), 0x02);
+  SetByte(&shortVoice, image.data(), 4, 0xFF);
+  EXPECT_EQ(image, (Bytes{1, 15, 3, 4}));
+}
+
+TEST(PackedBytes, BankAccessDiffersWhereItShould) {
+  Bytes image = Noise(3).Take(200);
+  const Synth stream = SynthOfFormat(2), single = SynthOfFormat(17), wide = SynthOfFormat(9);
+  EXPECT_EQ(BankGetByte(&stream, image.data(), 10, 5), GetByte(&stream, image.data(), 15));
+  EXPECT_EQ(BankGetByte(&single, image.data(), 10, 5), GetByte(&single, image.data() + 10, 5));
+  image[20] = 0x40;
+  image[21] = 0;
+  EXPECT_EQ(BankGetByte(&wide, image.data(), 20, 0), -8192);
+  EXPECT_EQ(GetByte(&wide, image.data() + 20, 0), 8192);
+}
+
+TEST(PackedBytes, SizesOfVoices) {
+  struct Case {
+    int format;
+    std::uint32_t n;
+    std::int64_t bytes, size;
+  };
+  for (const Case& c : {Case{2, 14, 16, 16}, Case{2, 15, 18, 18}, Case{17, 7, 8, 8}, Case{7, 7, 8, 7},
+                        Case{18, 8, 10, 8}, Case{15, 4, 5, 4}, Case{22, 5, 7, 5}, Case{19, 8, 16, 10},
+                        Case{20, 3, 12, 3}, Case{21, 3, 9, 3}, Case{0, 9, 9, 9}, Case{25, 9, 18, 9}}) {
+    const Synth s = SynthOfFormat(c.format, c.n);
+    EXPECT_EQ(GetBytesFromVoiceBytes(&s), c.bytes) << c.format;
+    EXPECT_EQ(GetBytesFromVoiceSize(&s), c.size) << c.format;
+  }
+  Synth s{};
+  s.voiceAdjust = 128;
+  s.voiceAdvance = 3;
+  EXPECT_EQ(BankRealOfs(&s, 300), 306);
+}
+
+TEST(PackedBytes, RangesMoveTheSameValuesAsSingleBytes) {
+  for (int format = 0; format < kStorageFormats; ++format) {
+    if (format == 7 || format == 11 || format == 12 || format == 13 || format == 21) continue;
+    const Synth s = SynthOfFormat(format);
+    Bytes src = Noise(11).Take(256), dst = Noise(12).Take(256);
+    std::vector<std::int64_t> wanted;
+    for (int i = 0; i < 9; ++i) wanted.push_back(GetByte(&s, src.data(), 3 + i) & 0xFF);
+    Bytes checked = dst;
+    MovBytes(&s, src.data(), dst.data(), 3, 8, 9);
+    ImageView(checked, s).MovBytesFrom(ImageView(src, s), 0, 0, 3, 8, 9);
+    EXPECT_EQ(checked, dst) << format;
+    for (int i = 0; i < 9; ++i) {
+      EXPECT_EQ(GetByte(&s, dst.data(), 8 + i) & 0xFF, wanted[static_cast<std::size_t>(i)]) << format;
+    }
+    const Bytes moved = dst, source = src;
+    SwapBytes(&s, src.data(), dst.data(), 0, 0, 16);
+    SwapBytes(&s, src.data(), dst.data(), 0, 0, 16);
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(GetByte(&s, dst.data(), i), GetByte(&s, moved.data(), i)) << format;
+  }
+}
+
+TEST(PackedBytes, TransferCopiesOneVoiceAndNothingElse) {
+  struct Case {
+    int format;
+    std::int64_t count, from, to, raw;
+  };
+  for (const Case& c :
+       {Case{0, 16, 16, 32, 16}, Case{1, 8, 16, 32, 16}, Case{20, 4, 16, 32, 16}, Case{17, 14, 16, 32, 16},
+        Case{15, 12, 15, 30, 15}, Case{7, 14, 16, 32, 16}, Case{22, 12, 15, 30, 15}}) {
+    const Synth s = SynthOfFormat(c.format);
+    Bytes src = Noise(21).Take(96, 0x0F), dst = Noise(22).Take(96, 0x0F);
+    Bytes wanted = dst, checked = dst;
+    for (std::int64_t i = 0; i < c.raw; ++i) {
+      wanted[static_cast<std::size_t>(c.to + i)] = src[static_cast<std::size_t>(c.from + i)];
+    }
+    BankTransferBytes(&s, src.data(), dst.data(), c.from, c.to, c.count);
+    EXPECT_EQ(dst, wanted) << c.format;
+    ImageView(checked, s).BankTransferFrom(ImageView(src, s), 0, 0, c.from, c.to, c.count);
+    EXPECT_EQ(checked, wanted) << c.format;
+  }
+}
+
+TEST(PackedBytes, MemMovSecondPassDecides) {
+  Bytes b{1, 2, 3, 4, 5, 6};
+  MemMov(b.data() + 2, b.data(), 4);
+  EXPECT_EQ(b, (Bytes{1, 2, 1, 2, 1, 2}));
+  Bytes c{1, 2, 3, 4, 5, 6};
+  MemMov(c.data(), c.data() + 2, 4);
+  EXPECT_EQ(c, (Bytes{5, 6, 5, 6, 5, 6}));
+}
+
+TEST(PackedBytes, CheckedViewSurvivesAnyPosition) {
+  const std::int64_t places[] = {-(std::int64_t{1} << 62), -70000, -9, -1, 0, 1, 5, 7, 8, 9, 65535,
+                                 std::int64_t{1} << 62};
+  for (int format = 0; format <= kStorageFormats; ++format) {
+    const Synth s = SynthOfFormat(format, 0xFFFFFFFF);
+    Bytes image = Noise(5).Take(9);
+    Bytes other(5);
+    const ImageView view(image, s);
+    for (const std::int64_t base : places) {
+      for (const std::int64_t index : places) {
+        view.Set(base, index, 0x1FF);
+        view.BankSet(1, base, index, 0xFF);
+        view.Get(base, index);
+        view.BankGet(1, base, index);
+        view.MovBytesFrom(ImageView(other, s), base, index, 1, 1, 1 << 20);
+        view.BankMovBytesFrom(ImageView(other, s), 0, 0, base, index, index, true);
+        view.BankTransferFrom(ImageView(other, s), 0, 0, base, index, index);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tonalith
