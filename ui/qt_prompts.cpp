@@ -84,7 +84,10 @@ PromptAnswer QtPrompts::ShowMessage(const MessagePrompt& prompt) {
   std::vector<std::pair<QAbstractButton*, PromptAnswer>> buttons;
   for (const auto& choice : kButtonChoices) {
     if (choice.set != prompt.buttons) continue;
-    QPushButton* button = box.addButton(QString::fromLatin1(choice.text), choice.role);
+    const std::size_t place = buttons.size();
+    const QString caption =
+        place < prompt.labels.size() ? FromUtf8(prompt.labels[place]) : QString::fromLatin1(choice.text);
+    QPushButton* button = box.addButton(caption, choice.role);
     buttons.emplace_back(button, choice.answer);
     if (choice.answer == RefusingAnswer(prompt.buttons)) box.setEscapeButton(button);
     if (buttons.size() == 1) box.setDefaultButton(button);

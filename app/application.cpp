@@ -1,0 +1,210 @@
+#include "app/application.h"
+
+#include <QApplication>
+#include <QCryptographicHash>
+#include <QFile>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QPixmap>
+#include <QTimer>
+#include <QWindow>
+
+#include "midi/backends/alsa_backend.h"
+#include "midi/backends/jack_backend.h"
+#include "platform/log.h"
+#include "studio/package.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kHandOverMs = 2000;
+
+}  // namespace
+
+CZKApp::CZKApp(const CommandLine& commandLine)
+    : commandLine_(commandLine),
+      simulated_(commandLine_.Takes("--simulated")),
+      dispatch_(std::make_unique<QtDispatch>(dispatcher_)),
+      scripted_(ScriptedPrompts::FromEnvironment()),
+      prompts_(dispatcher_),
+      sequence_(*this, commandLine_) {}
+
+CZKApp::~CZKApp() {
+  sequence_.ExitInstance(true);
+  dispatcher_.Close();
+}
+
+// One server for each set of folders: another configuration root is another program.
+std::string CZKApp::ServerName() const {
+  const Folders folders = commandLine_.MakeFolders();
+  const QByteArray key = QCryptographicHash::hash(QByteArray::fromStdString(folders.config + "\n" + folders.support),
+                                                  QCryptographicHash::Sha256);
+  return folders.runtime + "/tonalith-" + key.toHex().left(16).toStdString();
+}
+
+bool CZKApp::HandOver() {
+  if (commandLine_.newInstance) return false;
+  QLocalSocket socket;
+  socket.connectToServer(FromUtf8(ServerName()));
+  if (!socket.waitForConnected(kHandOverMs)) return false;
+  QByteArray message("TONALITH\n");
+  for (const auto& file : commandLine_.files) message += QByteArray::fromStdString(file) + '\n';
+  message += '\n';
+  socket.write(message);
+  // The other process answers when it has taken the files; one that hangs is not waited for.
+  return socket.waitForBytesWritten(kHandOverMs) && socket.waitForReadyRead(kHandOverMs) &&
+         socket.readAll().startsWith("OK");
+}
+
+void CZKApp::Listen() {
+  const QString name = FromUtf8(ServerName());
+  server_ = new QLocalServer(this);
+  server_->setSocketOptions(QLocalServer::UserAccessOption);
+  connect(server_, &QLocalServer::newConnection, this, &CZKApp::TakeFiles);
+  if (server_->listen(name)) return;
+  // A socket that nobody answers was left by a process that ended badly.
+  QLocalSocket probe;
+  probe.connectToServer(name);
+  if (probe.waitForConnected(kHandOverMs)) return;
+  QLocalServer::removeServer(name);
+  if (!server_->listen(name))
+    DebugLog("Other processes cannot hand files over: %s", ToUtf8(server_->errorString()).c_str());
+}
+
+void CZKApp::TakeFiles() {
+  while (QLocalSocket* socket = server_->nextPendingConnection()) {
+    connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+    connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
+      constexpr qint64 kMostBytes = 1 << 20;
+      if (socket->bytesAvailable() > kMostBytes) {
+        socket->abort();
+        return;
+      }
+      const QByteArray soFar = socket->peek(kMostBytes);
+      if (!soFar.startsWith("TONALITH\n") || !soFar.endsWith("\n\n")) return;
+      QByteArray message = socket->readAll();
+      std::vector<std::string> files;
+      for (const QByteArray& line : message.mid(9).split('\n')) {
+        if (!line.isEmpty()) files.push_back(line.toStdString());
+      }
+      socket->write("OK\n");
+      socket->flush();
+      socket->disconnectFromServer();
+      if (frame_) {
+        frame_->setWindowState(frame_->windowState() & ~Qt::WindowMinimized);
+        frame_->raise();
+        frame_->activateWindow();
+      }
+      sequence_.OpenFiles(files);
+    });
+  }
+}
+
+int CZKApp::Run() {
+  if (!Start()) {
+    End(true);
+    return 1;
+  }
+  Listen();
+  const int status = QApplication::exec();
+  End(false);
+  return status;
+}
+
+std::unique_ptr<ZKBasics> CZKApp::AllocZKBasics(const CommandLine& commandLine) {
+  const Folders folders = commandLine.MakeFolders();
+  Prompts& prompts = scripted_ ? *scripted_ : static_cast<Prompts&>(prompts_);
+  auto basics = std::make_unique<ZKBasics>(folders, SystemClock(), prompts, dispatcher_);
+  if (simulated_) {
+    simulation_ = std::make_unique<Simulation>(SystemClock(), folders.support + "/Simulated Instruments");
+    basics->midi().AddBackend(simulation_->backend());
+    if (const std::string problem = simulation_->AttachAll(); !problem.empty()) MonitorMsg("%s", problem.c_str());
+  } else {
+    basics->midi().AddBackend(MakeAlsaBackend());
+    basics->midi().AddBackend(MakeJackBackend());
+  }
+  return basics;
+}
+
+void CZKApp::SetDisplayName(const std::string& name) {
+  QApplication::setApplicationDisplayName(FromUtf8(name));
+}
+
+bool CZKApp::CreateMainFrame(ZKBasics& basics) {
+  const Paths& paths = basics.paths();
+  if (const Result result = EnsureInstrumentFolder(paths.MainGetInstrPath()); !result.ok())
+    MonitorMsg("%s", result.text.c_str());
+  if (const Result result = InstallShippedPackages(paths.MainGetResourcePath() + "/modules", paths.MainGetInstrPath());
+      !result.ok()) {
+    MonitorMsg("%s", result.text.c_str());
+  }
+  StudioPaths folders;
+  folders.instruments = paths.MainGetInstrPath();
+  folders.data = paths.MainGetDataPath();
+  folders.preferences = paths.CompanyConfigPath();
+  folders.applicationIni = paths.GetZKIni();
+  ports_ = std::make_unique<OpenStudioPorts>(basics.midi());
+  studio_ = std::make_unique<ZKStudioDoc>(folders, basics.prompts(), ports_.get());
+  frame_ = std::make_unique<CMainFrame>(basics, *studio_, *ports_, simulation_.get());
+  prompts_.SetParent(frame_.get());
+  basics.SetDocuments(frame_.get());
+  basics.SetStudio(frame_.get());
+  basics.SetTransferWindows(frame_.get());
+  basics.transfers().SetTransmitWindowOpener([this] { frame_->OpenTransmitWindow(-1, 0); });
+  connect(
+      qApp, &QGuiApplication::commitDataRequest, this, [this] { frame_->SetQuitting(); }, Qt::DirectConnection);
+  return true;
+}
+
+void CZKApp::SetManuals(const std::vector<Manual>& manuals, bool showInMenu) {
+  std::vector<std::pair<std::string, std::string>> rows;
+  for (const auto& manual : manuals) rows.emplace_back(manual.title, manual.file);
+  frame_->SetManuals(rows, showInMenu);
+}
+
+void CZKApp::RemoveMenuActions(const std::vector<std::string>& names) {
+  frame_->RemoveMenuActions(names);
+}
+
+void CZKApp::UpdateAppTitleBar() {
+  frame_->UpdateAppTitleBar();
+}
+
+void CZKApp::ShowMainFrame() {
+  frame_->show();
+}
+
+void CZKApp::ShowSplash(const std::string& picture, int milliseconds) {
+  const QPixmap image(FromUtf8(picture));
+  if (image.isNull()) return;
+  splash_ = std::make_unique<QSplashScreen>(image);
+  splash_->show();
+  QTimer::singleShot(milliseconds, this, [this] { splash_.reset(); });
+}
+
+void CZKApp::LoadRecentFiles(int entries) {
+  frame_->LoadRecentFiles(entries);
+}
+
+void CZKApp::CloseMainWindow() {
+  splash_.reset();
+  prompts_.SetQuitting(true);
+  prompts_.SetParent(nullptr);
+  if (ZKBasics* services = basics()) {
+    services->SetDocuments(nullptr);
+    services->SetStudio(nullptr);
+    services->SetTransferWindows(nullptr);
+    services->transfers().SetTransmitWindowOpener({});
+  }
+  frame_.reset();
+}
+
+void CZKApp::CleanUpModule(const char* name) {
+  if (std::string_view(name) != "studio") return;
+  studio_.reset();
+  if (simulation_) simulation_->Remember();
+}
+
+}  // namespace tonalith

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QSplashScreen>
+#include <memory>
+
+#include "app/main_frame.h"
+#include "app/simulation.h"
+#include "app/studio_ports.h"
+#include "services/start_stop.h"
+#include "services/zkbasics.h"
+#include "ui/qt_dispatch.h"
+#include "ui/qt_prompts.h"
+
+class QLocalServer;
+
+namespace tonalith {
+
+// The desktop program: puts the rooms together at the steps of start and end.
+class CZKApp final : public QObject, public StartStopHost {
+  Q_OBJECT
+
+ public:
+  explicit CZKApp(const CommandLine& commandLine);
+  ~CZKApp() override;
+
+  // Hands the files to a process that runs already on the same folders.  True: done, this process may end.
+  bool HandOver();
+  // Starts, runs the main loop and ends; the exit status of the process.
+  int Run();
+
+  ZKBasics* basics() { return sequence_.basics(); }
+  CMainFrame* frame() { return frame_.get(); }
+  ZKStudioDoc* studio() { return studio_.get(); }
+  Simulation* simulation() { return simulation_.get(); }
+  bool Start() { return sequence_.InitInstance(); }
+  void End(bool quietly) { sequence_.ExitInstance(quietly); }
+
+  // ---- StartStopHost
+  std::unique_ptr<ZKBasics> AllocZKBasics(const CommandLine& commandLine) override;
+  void SetDisplayName(const std::string& name) override;
+  bool CreateMainFrame(ZKBasics& basics) override;
+  void SetManuals(const std::vector<Manual>& manuals, bool showInMenu) override;
+  void RemoveMenuActions(const std::vector<std::string>& names) override;
+  void UpdateAppTitleBar() override;
+  void ShowMainFrame() override;
+  void ShowSplash(const std::string& picture, int milliseconds) override;
+  void LoadRecentFiles(int entries) override;
+  void CloseMainWindow() override;
+  void CleanUpModule(const char* name) override;
+
+ private:
+  void Listen();
+  void TakeFiles();
+  std::string ServerName() const;
+
+  CommandLine commandLine_;
+  bool simulated_ = false;
+  Dispatcher dispatcher_;
+  std::unique_ptr<QtDispatch> dispatch_;
+  std::unique_ptr<Prompts> scripted_;
+  QtPrompts prompts_;
+  std::unique_ptr<Simulation> simulation_;
+  StartStop sequence_;
+  std::unique_ptr<OpenStudioPorts> ports_;
+  std::unique_ptr<ZKStudioDoc> studio_;
+  std::unique_ptr<CMainFrame> frame_;
+  std::unique_ptr<QSplashScreen> splash_;
+  QLocalServer* server_ = nullptr;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,66 @@
+#include <sys/socket.h>
+#include <unistd.h>
+#include <QApplication>
+#include <csignal>
+#include <cstdio>
+
+#include <QSocketNotifier>
+
+#include "app/application.h"
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+void OnSignal(int) {
+  const char byte = 1;
+  if (write(signalPipe[1], &byte, 1) < 0) _exit(1);
+}
+
+constexpr const char* kHelp =
+    "Usage: tonalith [options] [files]\n"
+    "  --simulated        instruments on virtual cables instead of MIDI ports\n"
+    "  --config-root DIR  keep all folders of the program below DIR\n"
+    "  --new-instance     do not hand the files over to a program that runs already\n"
+    "  --debug            show each step of start and end\n"
+    "  --extended         extended mode\n"
+    "  --no-printer       do not look for printers\n"
+    "  --help, --version\n";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word == "--help") return std::fputs(kHelp, stdout) < 0;
+    if (word == "--version") return std::printf("Tonalith %s\n", TONALITH_VERSION) < 0;
+  }
+  QApplication application(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("tonalith"));
+  QApplication::setDesktopFileName(QStringLiteral("com.corvane.Tonalith"));
+  std::vector<std::string> words;
+  for (const QString& word : QApplication::arguments().mid(1)) words.push_back(word.toUtf8().toStdString());
+  auto commandLine = tonalith::CommandLine::Parse(words);
+  if (!commandLine.problem.empty()) {
+    std::fprintf(stderr, "tonalith: %s\n", commandLine.problem.c_str());
+    return 1;
+  }
+  tonalith::CZKApp program(commandLine);
+  if (program.HandOver()) return 0;
+
+  // A request to end from outside takes the same way as the user's, without questions.
+  if (socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) == 0) {
+    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &application);
+    QObject::connect(notifier, &QSocketNotifier::activated, &application, [&program, notifier] {
+      notifier->setEnabled(false);
+      if (program.frame()) program.frame()->SetQuitting();
+      if (program.frame())
+        program.frame()->close();
+      else
+        QApplication::quit();
+    });
+    std::signal(SIGTERM, OnSignal);
+    std::signal(SIGINT, OnSignal);
+  }
+  return program.Run();
+}

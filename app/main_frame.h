@@ -1,0 +1,135 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QPointer>
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "bank/ui/bank_window.h"
+#include "midi/port_system.h"
+#include "platform/jobs.h"
+#include "script/transfer_engine.h"
+#include "services/hosts.h"
+#include "studio/recognize.h"
+#include "studio/ui/studio_window.h"
+#include "ui/commands.h"
+
+class QLabel;
+class QMdiArea;
+class QMdiSubWindow;
+
+namespace tonalith {
+
+class MidiActivityDock;
+class Simulation;
+class ZKBasics;
+class ZKMidiInStatus;
+
+// The main window: menus, child windows, transfers of their data, files by their kind.
+class CMainFrame final : public QMainWindow,
+                         public BankWindowHost,
+                         public StudioWindowHost,
+                         public DocumentsHost,
+                         public StudioHost,
+                         public TransferWindowsHost {
+  Q_OBJECT
+
+ public:
+  // Everything given must outlive the frame; `simulation` may be null.
+  CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports, Simulation* simulation);
+  ~CMainFrame() override;
+
+  // ---- DocumentsHost, StudioHost, TransferWindowsHost
+  bool OpenFile(const std::string& path, int hint) override;
+  void RequestQuit() override;
+  void OpenUrl(const std::string& url) override;
+  bool DrvLoadSetup(int which) override;
+  bool DrvSaveSetup() override;
+  void DrvUpdateDataFile(DataFile* dataFile) override { studio_.DrvUpdateDataFile(dataFile); }
+  DataFile* GetDriver(std::uint16_t driverId) override { return studio_.GetDFDriverWithID(driverId); }
+  bool TransmitWindowOpen() const override;
+  void OpenTransmitWindow(int port, std::uint32_t total) override;
+  void SetTransmitStayOpen(bool stay) override;
+
+  // ---- BankWindowHost
+  void StartGet(TZKBank* window) override;
+  void StartTransmit(TZKBank* window) override;
+  void CancelTransfers(TZKBank* window) override;
+  Prompts& prompts() override;
+  std::string DataFolder(const ZKBankDoc& document) override;
+  std::string FileExtension(const ZKBankDoc& document) override;
+  void FileUsed(const std::string& path) override;
+
+  // ---- StudioWindowHost
+  void OpenDriver(ZKDrvList* driver, bool get) override;
+  void InstallModule() override;
+  StudioPorts* ports() override { return &ports_; }
+
+  void RunCommand(CommandId command);
+  QAction* ActionOf(CommandId command) const;
+  TZKDrvLst* ShowStudio();
+  TZKBank* OpenBank(DataFilePtr dataFile, const std::string& path);
+  ZKWindow* ActiveChild() const;
+  std::vector<ZKWindow*> Children() const;
+  ZKMidiInStatus* receiveWindow();
+
+  // Titles and files of the manuals; with `show` they stand in the Help menu.
+  void SetManuals(const std::vector<std::pair<std::string, std::string>>& manuals, bool show);
+  void RemoveMenuActions(const std::vector<std::string>& names);
+  void LoadRecentFiles(int entries);
+  void UpdateAppTitleBar();
+  // The program ends without questions (end of the session).
+  void SetQuitting() { quitting_ = true; }
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+
+ private:
+  void BuildMenus();
+  void BuildSimulatorMenu(QMenu* menu);
+  void UpdateCommands();
+  void UpdateRecentFiles();
+  void AddChild(ZKWindow* window);
+  void PortsChanged(int changes);
+  bool InstallPackageFile(const std::string& path);
+  bool OpenForeign(const std::string& path);
+  bool OpenDataFile(const std::string& path);
+  void ShowRecognised(const std::string& path, Recognition& recognition);
+  void ShowCancelTransmit();
+  void MidiPanic();
+  void ShowAbout();
+  void ShowFirstSteps();
+  bool OnClose();
+  bool OutputBusy() const;
+  void Status(const QString& text);
+  std::string EndSentence(const TransferResult& result, const DataFile& dataFile) const;
+
+  friend class FrameTransferObserver;
+  void TransferEnded(const QPointer<TZKBank>& window, const TransferResult& result);
+
+  ZKBasics& basics_;
+  ZKStudioDoc& studio_;
+  StudioPorts& ports_;
+  Simulation* simulation_;
+  Receiver receiver_;
+  Jobs jobs_;
+  QMdiArea* area_;
+  std::map<CommandId, QAction*> actions_;
+  std::vector<QMenu*> menus_;
+  QMenu* recentMenu_ = nullptr;
+  QStringList recentFiles_;
+  int recentLimit_ = 4;
+  QPointer<TZKDrvLst> studioWindow_;
+  QPointer<QWidget> transmitWindow_;
+  ZKMidiInStatus* receiveWindow_ = nullptr;
+  MidiActivityDock* activity_ = nullptr;
+  QLabel* portsLabel_ = nullptr;
+  int portListener_ = 0;
+  bool quitting_ = false;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,87 @@
+#include "app/simulation.h"
+
+#include <algorithm>
+
+#include "data/patch_names.h"
+#include "platform/atomic_file.h"
+#include "platform/log.h"
+
+namespace tonalith {
+
+namespace {
+
+// A real MIDI cable carries 3125 bytes a second; progress and cancelling can be tried at that pace.
+constexpr std::uint32_t kCableRate = 3125;
+
+}  // namespace
+
+Simulation::Simulation(Clock& clock, std::string folder)
+    : folder_(std::move(folder)), backend_(std::make_shared<VirtualBackend>(clock)) {
+  VirtualStudio::Options options;
+  options.bytesPerSecond = kCableRate;
+  virtualStudio_ = std::make_unique<VirtualStudio>(*backend_, options);
+}
+
+Simulation::~Simulation() {
+  Remember();
+}
+
+std::string Simulation::FileOf(std::size_t place) const {
+  return folder_ + "/" + FixInvalidFilenameCharacters(virtualStudio_->PortName(place)) + ".syx";
+}
+
+std::string Simulation::AttachAll() {
+  std::string problem;
+  virtualStudio_->AttachAll(&problem);
+  kept_.resize(virtualStudio_->Count());
+  plugged_.assign(virtualStudio_->Count(), true);
+  for (std::size_t place = 0; place < virtualStudio_->Count(); ++place) {
+    std::vector<std::uint8_t> dump;
+    const std::string file = FileOf(place);
+    if (FileExists(file) && ReadWholeFile(file, dump).ok()) {
+      virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { instrument.LoadDump(dump); });
+    }
+    virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { kept_[place] = instrument.Dump(); });
+  }
+  return problem;
+}
+
+void Simulation::Remember() {
+  for (std::size_t place = 0; place < kept_.size(); ++place) {
+    std::vector<std::uint8_t> dump;
+    virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { dump = instrument.Dump(); });
+    if (dump.empty() || dump == kept_[place]) continue;
+    Result result = MakeFolders(folder_);
+    if (result.ok()) result = WriteFileAtomically(FileOf(place), std::span<const std::uint8_t>(dump));
+    if (result.ok())
+      kept_[place] = std::move(dump);
+    else
+      MonitorMsg("%s", result.text.c_str());
+  }
+}
+
+void Simulation::RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports) const {
+  const auto inputs = ports.InputPortNames();
+  const auto outputs = ports.OutputPortNames();
+  for (const auto& instrument : studio.instruments()) {
+    const auto fits = [&](const std::string& port) {
+      return port.size() >= instrument->name.size() &&
+             port.compare(port.size() - instrument->name.size(), std::string::npos, instrument->name) == 0;
+    };
+    const auto in = std::find_if(inputs.begin(), inputs.end(), fits);
+    const auto out = std::find_if(outputs.begin(), outputs.end(), fits);
+    if (in != inputs.end()) instrument->SetInPort(static_cast<int>(in - inputs.begin()), *in);
+    if (out != outputs.end()) instrument->SetOutPort(static_cast<int>(out - outputs.begin()), *out);
+  }
+}
+
+void Simulation::SetPlugged(std::size_t place, bool plugged) {
+  if (place >= plugged_.size() || plugged_[place] == plugged) return;
+  plugged_[place] = plugged;
+  if (plugged)
+    virtualStudio_->PlugIn(place);
+  else
+    virtualStudio_->Unplug(place);
+}
+
+}  // namespace tonalith

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "midi/backends/virtual_backend.h"
+#include "simulator/virtual_studio.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+// Simulated instruments on virtual cables, for trying the program without hardware.  What is sent to them is kept in a
+// folder, so that they remember it until the next start like the real ones.
+class Simulation {
+ public:
+  // `folder` (UTF-8) is made when something is kept.
+  Simulation(Clock& clock, std::string folder);
+  ~Simulation();
+  Simulation(const Simulation&) = delete;
+  Simulation& operator=(const Simulation&) = delete;
+
+  std::shared_ptr<VirtualBackend> backend() const { return backend_; }
+  // Plugs all instruments in with what they remember; a sentence for each that could not be.
+  std::string AttachAll();
+  VirtualStudio& studio() { return *virtualStudio_; }
+  // Routes every instrument of the studio to the simulated one of its name, where there is one.
+  void RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports) const;
+  // Keeps the memory of every instrument whose memory changed.
+  void Remember();
+  bool Plugged(std::size_t place) const { return plugged_[place]; }
+  void SetPlugged(std::size_t place, bool plugged);
+
+ private:
+  std::string FileOf(std::size_t place) const;
+
+  std::string folder_;
+  std::shared_ptr<VirtualBackend> backend_;
+  std::unique_ptr<VirtualStudio> virtualStudio_;
+  std::vector<std::vector<std::uint8_t>> kept_;
+  std::vector<bool> plugged_;
+};
+
+}  // namespace tonalith

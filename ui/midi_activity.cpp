@@ -1,0 +1,105 @@
+#include "ui/midi_activity.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QScrollArea>
+#include <QTimer>
+
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kLookMs = 50;
+
+}  // namespace
+
+ActivityLight::ActivityLight(QWidget* parent) : QWidget(parent) {
+  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+void ActivityLight::SetOn(bool on) {
+  if (on == on_) return;
+  on_ = on;
+  update();
+}
+
+QSize ActivityLight::sizeHint() const {
+  const int side = fontMetrics().height() * 3 / 4;
+  return {side, side};
+}
+
+void ActivityLight::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(palette().color(QPalette::Mid));
+  painter.setBrush(on_ ? QColor(0x3C, 0xB0, 0x43) : palette().color(QPalette::Window).darker(115));
+  painter.drawEllipse(rect().adjusted(1, 1, -2, -2));
+}
+
+MidiActivityDock::MidiActivityDock(MidiIn& in, MidiOut& out, QWidget* parent)
+    : QDockWidget(tr("MIDI Activity"), parent), in_(in), out_(out), timer_(new QTimer(this)) {
+  setObjectName(QStringLiteral("MidiActivity"));
+  connect(timer_, &QTimer::timeout, this, &MidiActivityDock::Look);
+  Rebuild();
+}
+
+void MidiActivityDock::AddRow(QGridLayout* grid, const QString& name, ActivityLight* light) {
+  const int row = grid->rowCount();
+  grid->addWidget(light, row, 0);
+  grid->addWidget(new QLabel(name), row, 1);
+}
+
+void MidiActivityDock::Rebuild() {
+  auto* content = new QWidget;
+  auto* grid = new QGridLayout(content);
+  grid->setColumnStretch(1, 1);
+  inputs_.clear();
+  outputs_.clear();
+  auto* inHead = new QLabel(in_.InPorts() ? tr("MIDI IN") : tr("No MIDI IN port is open."), content);
+  grid->addWidget(inHead, 0, 0, 1, 2);
+  for (int i = 0; i < in_.InPorts(); ++i) {
+    inputs_.push_back(new ActivityLight(content));
+    AddRow(grid, FromUtf8(in_.INGETPORTNAME(i)), inputs_.back());
+  }
+  int count = 0;
+  out_.OUTNUMPORTS(&count);
+  grid->addWidget(new QLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), content), grid->rowCount(), 0, 1,
+                  2);
+  for (int i = 0; i < count; ++i) {
+    outputs_.push_back(new ActivityLight(content));
+    AddRow(grid, FromUtf8(out_.OUTGETPORTNAME(i)), outputs_.back());
+  }
+  grid->setRowStretch(grid->rowCount(), 1);
+  auto* scroll = new QScrollArea;
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setWidget(content);
+  delete widget();
+  setWidget(scroll);
+}
+
+void MidiActivityDock::Look() {
+  for (std::size_t i = 0; i < inputs_.size(); ++i) {
+    const auto port = in_.GetMidiInPort(static_cast<int>(i));
+    inputs_[i]->SetOn(port && port->GetActive() != 0);
+  }
+  for (std::size_t i = 0; i < outputs_.size(); ++i) {
+    const auto port = out_.Slot(static_cast<int>(i));
+    outputs_[i]->SetOn(port && port->GetActive() != 0);
+  }
+}
+
+void MidiActivityDock::showEvent(QShowEvent* event) {
+  QDockWidget::showEvent(event);
+  timer_->start(kLookMs);
+}
+
+void MidiActivityDock::hideEvent(QHideEvent* event) {
+  timer_->stop();
+  QDockWidget::hideEvent(event);
+}
+
+}  // namespace tonalith

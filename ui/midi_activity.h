@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QDockWidget>
+#include <vector>
+
+#include "midi/midi_input.h"
+#include "midi/midi_output.h"
+
+class QTimer;
+class QGridLayout;
+
+namespace tonalith {
+
+// A small light; changes only repaint when the state changes.
+class ActivityLight final : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit ActivityLight(QWidget* parent = nullptr);
+  void SetOn(bool on);
+  bool on() const { return on_; }
+  QSize sizeHint() const override;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  bool on_ = false;
+};
+
+// A light for every open MIDI port.  Looks at the ports 20 times a second while it is visible, else not at all.
+class MidiActivityDock final : public QDockWidget {
+  Q_OBJECT
+
+ public:
+  MidiActivityDock(MidiIn& in, MidiOut& out, QWidget* parent = nullptr);
+  // The open ports changed.
+  void Rebuild();
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+
+ private:
+  void Look();
+  void AddRow(QGridLayout* grid, const QString& name, ActivityLight* light);
+
+  MidiIn& in_;
+  MidiOut& out_;
+  QTimer* timer_;
+  std::vector<ActivityLight*> inputs_;
+  std::vector<ActivityLight*> outputs_;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,227 @@
+#include "ui/transfer_windows.h"
+
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kRefreshMs = 100;
+
+QLabel* AddLine(QVBoxLayout* column, QWidget* parent) {
+  auto* label = new QLabel(parent);
+  label->setTextFormat(Qt::PlainText);
+  column->addWidget(label);
+  return label;
+}
+
+}  // namespace
+
+ReceivePane::ReceivePane(std::shared_ptr<Transfer> transfer, QWidget* parent)
+    : QWidget(parent), transfer_(std::move(transfer)) {
+  auto* column = new QVBoxLayout(this);
+  receiving_ = AddLine(column, this);
+  QFont bold = receiving_->font();
+  bold.setBold(true);
+  receiving_->setFont(bold);
+  inPort_ = AddLine(column, this);
+  outPort_ = AddLine(column, this);
+  channel_ = AddLine(column, this);
+  bytes_ = AddLine(column, this);
+  progress_ = new QProgressBar(this);
+  progress_->setRange(0, 100);
+  column->addWidget(progress_);
+  messages_ = new QPlainTextEdit(this);
+  messages_->setReadOnly(true);
+  messages_->setTabChangesFocus(true);
+  messages_->setAccessibleName(tr("Messages"));
+  messages_->setMinimumHeight(messages_->fontMetrics().height() * 8);
+  column->addWidget(messages_, 1);
+  loop_ = AddLine(column, this);
+  loop_->setWordWrap(true);
+  loop_->hide();
+  Refresh();
+}
+
+void ReceivePane::Refresh() {
+  const ReceiveWindowState state = transfer_->WindowState();
+  const ReceiveWindowView view = MakeReceiveView(state);
+  hasMessages_ = !state.messages.empty();
+  receiving_->setText(FromLatin1(view.receiving));
+  inPort_->setText(FromUtf8(view.inPort));
+  outPort_->setText(FromUtf8(view.outPort));
+  channel_->setText(FromLatin1(view.channel));
+  bytes_->setText(FromLatin1(view.bytes));
+  progress_->setValue(view.percent);
+  const QString text = FromLatin1(view.messages).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+  if (text != shownMessages_) {
+    shownMessages_ = text;
+    messages_->setPlainText(text);
+    messages_->moveCursor(QTextCursor::End);
+  }
+  loop_->setVisible(!view.loopWarning.empty());
+  if (!view.loopWarning.empty()) loop_->setText(FromLatin1(view.loopCounts + "\n" + view.loopWarning));
+}
+
+ZKMidiInStatus::ZKMidiInStatus(QWidget* parent)
+    : QDialog(parent), pages_(new QTabWidget(this)), timer_(new QTimer(this)) {
+  setWindowTitle(tr("MIDI I/O"));
+  setModal(false);
+  auto* column = new QVBoxLayout(this);
+  pages_->setTabBarAutoHide(true);
+  pages_->setDocumentMode(true);
+  column->addWidget(pages_, 1);
+  auto* buttons = new QDialogButtonBox(this);
+  ok_ = buttons->addButton(FromLatin1(kOkButton), QDialogButtonBox::AcceptRole);
+  cancel_ = buttons->addButton(FromLatin1(kCancelButton), QDialogButtonBox::RejectRole);
+  cancelAll_ = buttons->addButton(FromLatin1(kCancelAllButton), QDialogButtonBox::DestructiveRole);
+  cancel_->setDefault(true);
+  column->addWidget(buttons);
+  connect(ok_, &QPushButton::clicked, this, [this] { Press(TransferState::Ok); });
+  connect(cancel_, &QPushButton::clicked, this, [this] { Press(TransferState::Cancel); });
+  connect(cancelAll_, &QPushButton::clicked, this, [this] { Press(TransferState::CancelAll); });
+  connect(timer_, &QTimer::timeout, this, &ZKMidiInStatus::Refresh);
+  resize(fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 22);
+}
+
+ReceivePane* ZKMidiInStatus::Page(int index) const {
+  return static_cast<ReceivePane*>(pages_->widget(index));
+}
+
+int ZKMidiInStatus::Pages() const {
+  return pages_->count();
+}
+
+void ZKMidiInStatus::Add(const std::shared_ptr<Transfer>& transfer) {
+  // Pages that only wait to be read make room for the next receive.
+  for (int i = pages_->count() - 1; i >= 0; --i) {
+    if (Page(i)->Over()) delete Page(i);
+  }
+  auto* pane = new ReceivePane(transfer, this);
+  const auto state = transfer->WindowState();
+  pages_->setCurrentIndex(pages_->addTab(pane, FromLatin1(state.shortName + " " + state.typeName)));
+  timer_->start(kRefreshMs);
+  show();
+  raise();
+  Refresh();
+}
+
+void ZKMidiInStatus::Refresh() {
+  bool running = false;
+  for (int i = 0; i < pages_->count(); ++i) {
+    Page(i)->Refresh();
+    running = running || !Page(i)->Over();
+  }
+  cancel_->setVisible(running);
+  cancelAll_->setVisible(running);
+  if (!running) timer_->stop();
+}
+
+void ZKMidiInStatus::TransferClosed(const TransferResult&) {
+  Refresh();
+  for (int i = pages_->count() - 1; i >= 0; --i) {
+    ReceivePane* pane = Page(i);
+    if (pane->Over() && (!pane->HasMessages() || pane->transfer()->Result().state != TransferState::Running))
+      delete pane;
+  }
+  if (pages_->count() == 0)
+    hide();
+  else
+    Refresh();
+}
+
+void ZKMidiInStatus::Press(TransferState button) {
+  ReceivePane* pane = Page(pages_->currentIndex());
+  if (!pane) {
+    hide();
+    return;
+  }
+  if (pane->Over()) {
+    delete pane;
+    if (pages_->count() == 0) hide();
+    return;
+  }
+  if (button == TransferState::CancelAll) {
+    for (int i = 0; i < pages_->count(); ++i) Page(i)->transfer()->Press(button);
+  } else {
+    pane->transfer()->Press(button);
+  }
+}
+
+void ZKMidiInStatus::reject() {
+  Press(TransferState::Cancel);
+}
+
+ZKMidiOutStatus::ZKMidiOutStatus(TransferEngine& engine, QWidget* parent)
+    : QDialog(parent), engine_(engine), timer_(new QTimer(this)) {
+  setAttribute(Qt::WA_DeleteOnClose);
+  setWindowTitle(FromLatin1(kTransmittingText));
+  auto* column = new QVBoxLayout(this);
+  port_ = AddLine(column, this);
+  progress_ = new QProgressBar(this);
+  progress_->setRange(0, 100);
+  column->addWidget(progress_);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
+  buttons->button(QDialogButtonBox::Cancel)->setText(FromLatin1(kCancelButton));
+  connect(buttons, &QDialogButtonBox::rejected, this, &ZKMidiOutStatus::reject);
+  column->addWidget(buttons);
+  connect(timer_, &QTimer::timeout, this, &ZKMidiOutStatus::Refresh);
+  timer_->start(kRefreshMs);
+  resize(fontMetrics().averageCharWidth() * 48, sizeHint().height());
+  Refresh();
+}
+
+void ZKMidiOutStatus::Refresh() {
+  const TransmitWindowView view = MakeTransmitView(engine_.TransmitState());
+  port_->setText(FromUtf8(view.port));
+  progress_->setValue(view.percent);
+  if (!view.close) return;
+  timer_->stop();
+  engine_.CloseTransmitWindow();
+  close();
+}
+
+void ZKMidiOutStatus::reject() {
+  timer_->stop();
+  engine_.CancelTransmit();
+  engine_.CloseTransmitWindow();
+  close();
+}
+
+ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QWidget* parent)
+    : QDialog(parent), list_(new QListWidget(this)) {
+  setWindowTitle(tr("Cancel Transmission"));
+  auto* column = new QVBoxLayout(this);
+  column->addWidget(new QLabel(tr("Stop sending on these MIDI output ports:"), this));
+  list_->setSelectionMode(QAbstractItemView::MultiSelection);
+  for (const auto& name : portNames) list_->addItem(FromUtf8(name));
+  list_->selectAll();
+  column->addWidget(list_, 1);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+  column->addWidget(buttons);
+  QPushButton* ok = buttons->button(QDialogButtonBox::Ok);
+  const auto update = [this, ok] { ok->setEnabled(!list_->selectedItems().isEmpty()); };
+  connect(list_, &QListWidget::itemSelectionChanged, this, update);
+  connect(list_, &QListWidget::itemDoubleClicked, this, &QDialog::accept);
+  connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+  connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  update();
+}
+
+std::vector<bool> ZKCancelTransmit::Selected() const {
+  std::vector<bool> flags;
+  for (int i = 0; i < list_->count(); ++i) flags.push_back(list_->item(i)->isSelected());
+  return flags;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <QDialog>
+#include <memory>
+#include <vector>
+
+#include "script/transfer_engine.h"
+
+class QLabel;
+class QListWidget;
+class QPlainTextEdit;
+class QProgressBar;
+class QPushButton;
+class QTabWidget;
+class QTimer;
+
+namespace tonalith {
+
+// What the receive window shows of one receive.
+class ReceivePane final : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit ReceivePane(std::shared_ptr<Transfer> transfer, QWidget* parent = nullptr);
+  void Refresh();
+  bool Over() const { return !transfer_->Running(); }
+  // Messages that the user should have a chance to read.
+  bool HasMessages() const { return hasMessages_; }
+  const std::shared_ptr<Transfer>& transfer() const { return transfer_; }
+
+ private:
+  std::shared_ptr<Transfer> transfer_;
+  QLabel* receiving_;
+  QLabel* inPort_;
+  QLabel* outPort_;
+  QLabel* channel_;
+  QLabel* bytes_;
+  QProgressBar* progress_;
+  QPlainTextEdit* messages_;
+  QLabel* loop_;
+  QString shownMessages_;
+  bool hasMessages_ = false;
+};
+
+// The receive window: one for all receives, a page each.  Closes itself when the last receive is over; with messages in
+// it, it stays until the user has read them.
+class ZKMidiInStatus final : public QDialog {
+  Q_OBJECT
+
+ public:
+  explicit ZKMidiInStatus(QWidget* parent = nullptr);
+  void Add(const std::shared_ptr<Transfer>& transfer);
+  // A transfer was reported closed.
+  void TransferClosed(const TransferResult& result);
+  int Pages() const;
+
+ protected:
+  void reject() override;  // Escape and the close box cancel
+
+ private:
+  void Press(TransferState button);
+  void Refresh();
+  ReceivePane* Page(int index) const;
+
+  QTabWidget* pages_;
+  QPushButton* ok_;
+  QPushButton* cancel_;
+  QPushButton* cancelAll_;
+  QTimer* timer_;
+};
+
+// The transmit window: progress of what is being sent on one port.
+class ZKMidiOutStatus final : public QDialog {
+  Q_OBJECT
+
+ public:
+  ZKMidiOutStatus(TransferEngine& engine, QWidget* parent = nullptr);
+
+ protected:
+  void reject() override;
+
+ private:
+  void Refresh();
+
+  TransferEngine& engine_;
+  QLabel* port_;
+  QProgressBar* progress_;
+  QTimer* timer_;
+};
+
+// Lists the output ports, all selected; the answer is a flag for each port.
+class ZKCancelTransmit final : public QDialog {
+  Q_OBJECT
+
+ public:
+  explicit ZKCancelTransmit(const std::vector<std::string>& portNames, QWidget* parent = nullptr);
+  std::vector<bool> Selected() const;
+
+ private:
+  QListWidget* list_;
+};
+
+}  // namespace tonalith
