@@ -1,0 +1,61 @@
+#include "studio/shipped_modules.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "platform/clock.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kInstallLock[] = ".install.lock";
+constexpr std::int64_t kInstallWaitMs = 10'000;
+
+// Held while packages are installed; taken over from a process that ended.
+class InstallLock {
+ public:
+  explicit InstallLock(const std::filesystem::path& folder)
+      : fd_(::open((folder / kInstallLock).c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0644)) {
+    const std::int64_t until = SystemClock().NowUs() + kInstallWaitMs * 1000;
+    while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0 && SystemClock().NowUs() < until)
+      SystemClock().SleepMs(20);
+  }
+  InstallLock(const InstallLock&) = delete;
+  InstallLock& operator=(const InstallLock&) = delete;
+  ~InstallLock() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+
+ private:
+  int fd_;
+};
+
+}  // namespace
+
+std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resources) {
+  return resources / "modules";
+}
+
+Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
+                             std::vector<InstallReport>* reports) {
+  std::error_code error;
+  const std::filesystem::path packages = ShippedModulesFolder(resources);
+  if (!std::filesystem::is_directory(packages, error)) return Result::Success();
+  if (Result folder = EnsureInstrumentFolder(instruments); !folder.ok()) return folder;
+  const InstallLock lock(instruments);
+  return InstallShippedPackages(packages, instruments, reports);
+}
+
+Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources) {
+  std::vector<InstallReport> installed;
+  Result result = InstallShippedModules(resources, studio.paths().instruments, &installed);
+  studio.DrvLoadSetup(0);
+  for (const InstallReport& report : installed)
+    if (!report.moduleFile.empty() && !studio.IsInstrumentInstalled(report.moduleFile))
+      studio.AddDrivers(report.moduleFile);
+  return result;
+}
+
+}  // namespace tonalith

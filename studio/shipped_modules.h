@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/result.h"
+#include "studio/package.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+// The packages the program comes with: "modules" in the resources folder.
+std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resources);
+
+// Brings the instrument folder up to what the program comes with: packages of the resources folder whose module is not
+// installed, or is installed in an older version, are installed.  Several processes may do so at the same time: one
+// works, the others wait for it (ten seconds at most).  Nothing to install, or no packages at all, is success.
+// A failure names the packages that could not be installed; the others were.
+Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
+                             std::vector<InstallReport>* reports = nullptr);
+
+// InstallShippedModules, then the studio as the user left it (all installed modules when there is no studio file yet),
+// then the modules that were new.  Used by every front end at its start.
+// A failure is that of the installation; the studio was loaded all the same.
+Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources);
+
+}  // namespace tonalith
