@@ -130,8 +130,10 @@ std::size_t SysExAssembler::FeedData(std::span<const std::uint8_t> rest, Listene
   const auto stop = std::find_if(rest.begin(), rest.end(), [](std::uint8_t b) { return b >= 0x80 && b != 0xF7; });
   const std::size_t count = static_cast<std::size_t>(stop - rest.begin());
   if (state_ == State::Dropping) {
-    if (std::find(rest.begin(), stop, 0xF7) != stop) state_ = State::Idle;
-    return count;
+    const auto end = std::find(rest.begin(), stop, std::uint8_t{0xF7});
+    if (end == stop) return count;
+    state_ = State::Idle;
+    return static_cast<std::size_t>(end - rest.begin()) + 1;
   }
   state_ = State::Idle;
   listener.Stray(rest.first(count));

@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+#include <atomic>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "midi_rig.h"
+#include "platform/log.h"
+
+namespace tonalith {
+namespace {
+
+struct MidiPorts : VirtualTime {
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    folder =
+        std::filesystem::temp_directory_path() / ("tonalith_ports_" + std::to_string(::getpid()) + "_" + info->name());
+    std::filesystem::create_directories(folder);
+    profile = (folder / "MidiPorts.ini").string();
+  }
+  void TearDown() override { std::filesystem::remove_all(folder); }
+  std::string Text() const {
+    std::ifstream in(profile, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+  std::filesystem::path folder;
+  std::string profile;
+};
+
+std::string OpenNames(MidiRig& rig, MidiDirection direction) {
+  std::string all;
+  int count = 0;
+  if (direction == MidiDirection::Input) {
+    rig.in().INNUMPORTS(&count);
+    for (int i = 0; i < count; ++i) all += rig.in().INGETPORTNAME(i) + " ";
+  } else {
+    rig.out().OUTNUMPORTS(&count);
+    for (int i = 0; i < count; ++i) all += rig.out().OUTGETPORTNAME(i) + " ";
+  }
+  return all;
+}
+
+TEST_F(MidiPorts, ADuplicateNameIsKeptWithAWarning) {
+  int warnings = 0;
+  const int sink = Log::Instance().AddSink([&](LogChannel channel, std::string_view line) {
+    if (channel == LogChannel::Monitor && line.find("used more than once") != line.npos) ++warnings;
+  });
+  PortMap map;
+  map.AddPortName("A");
+  map.AddPortName("A");
+  map.AddPortName("B");
+  Log::Instance().RemoveSink(sink);
+  EXPECT_EQ(warnings, 1);
+  map.ClearPort("A");
+  EXPECT_EQ(map.names(), (std::vector<std::string>{"A", "B"}));
+  EXPECT_FALSE(map.GetPort("a"));
+  EXPECT_EQ(map.GetPortNameForOpenPort(2), std::nullopt);
+}
+
+TEST_F(MidiPorts, TwinsAreToldApartAndBothOpen) {
+  MidiRig rig(clock, {"Synth", "Synth"});
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Input), "Synth Synth (2) ");
+  auto other = std::make_shared<VirtualBackend>(clock);
+  other->CreateEndpoint("Synth");
+  rig.system.AddBackend(other);
+  EXPECT_EQ(rig.system.DeviceNames(MidiDirection::Output).back(), "Synth (3)");
+}
+
+TEST_F(MidiPorts, TheProfileKeepsTheSelection) {
+  MidiRig rig(clock, {"A", "B", "C"});
+  rig.system.MidiPortInClosePorts();
+  rig.system.SetInAMidiIniPath(profile);
+  PortMap map;
+  map.AddPortName("C");
+  map.AddPortName("A");
+  map.AddPortName("Gone");
+  ASSERT_TRUE(rig.system.SetPortInProfile(map));
+  EXPECT_EQ(rig.system.MidiPortInOpenPorts(), 2);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Input), "A C ");
+  rig.in().SetMidiInBufferSize(5000);
+  EXPECT_EQ(rig.system.ProfileSettings(MidiDirection::Input).sysXBufferSize, 5000);
+  // Open-all is only a flag: the selection comes back when it is switched off again.
+  EXPECT_EQ(rig.system.MidiPortInOpenAll(1), 0);
+  rig.system.MidiPortInClosePorts();
+  EXPECT_EQ(rig.system.MidiPortInOpenPorts(), 3);
+  EXPECT_EQ(rig.system.MidiPortInOpenAll(0), 1);
+  EXPECT_EQ(rig.system.GetPortInProfile().names(), map.names());
+  PortMap shorter;
+  shorter.AddPortName("B");
+  ASSERT_TRUE(rig.system.SetPortInProfile(shorter));
+  EXPECT_EQ(Text().find("PortName1"), std::string::npos);
+  EXPECT_NE(Text().find("PortName0=B"), std::string::npos);
+}
+
+TEST_F(MidiPorts, AnEmptySelectionOpensNothingWithoutAWord) {
+  ScriptedPrompts prompts({});
+  MidiRig rig(clock, {"A"});
+  rig.system.SetPrompts(&prompts);
+  rig.system.MidiPortInClosePorts();
+  rig.system.SetMidiInPortMap(PortMap());
+  EXPECT_EQ(rig.system.MidiPortInOpenPortsFromMap(true), 0);
+  EXPECT_TRUE(prompts.Log().empty());
+}
+
+TEST_F(MidiPorts, APortThatIsInUseIsNamedAndLeftOut) {
+  ScriptedPrompts prompts({});
+  MidiRig rig(clock, {"A"});
+  rig.system.SetPrompts(&prompts);
+  for (const bool input : {true, false}) {
+    if (input) {
+      rig.system.MidiPortInClosePorts();
+    } else {
+      rig.system.MidiPortOutClosePorts();
+    }
+    rig.end().SetFaults(input ? CableDirection::ToProgram : CableDirection::ToPeer, {.busyOpens = 1});
+    PortMap map;
+    map.AddPortName("A");
+    if (input) {
+      rig.system.SetMidiInPortMap(map);
+      EXPECT_EQ(rig.system.MidiPortInOpenPortsFromMap(true), 0);
+      EXPECT_TRUE(rig.system.inMap().names().empty());
+    } else {
+      rig.system.SetMidiOutPortMap(map);
+      EXPECT_EQ(rig.system.MidiPortOutOpenPortsFromMap(true), 0);
+      EXPECT_TRUE(rig.system.outMap().names().empty());
+    }
+  }
+  const auto log = prompts.Log();
+  ASSERT_EQ(log.size(), 4u);
+  EXPECT_EQ(
+      log[0].rfind("MIDI IN Port - A Open Error | A is currently in use and could not be opened by the editor.", 0),
+      0u);
+  EXPECT_EQ(log[1].rfind("MIDI IN Port Error | No MIDI IN Ports currently available!", 0), 0u);
+  EXPECT_EQ(log[2].rfind("MIDI OUT Port - A Open Error | Unable to open the [ A ] MIDI OUT port.", 0), 0u);
+}
+
+TEST_F(MidiPorts, UnpluggingMovesTheFollowingPortsDown) {
+  MidiRig rig(clock, {"A", "B", "C"});
+  const auto c = rig.in().GetMidiInPort(2);
+  rig.end(1).Unplug();
+  EXPECT_EQ(rig.system.MidiInPortsChanged(), kPortsRemoved);
+  EXPECT_EQ(rig.system.MidiOutPortsChanged(), kPortsRemoved);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Input), "A C ");
+  EXPECT_EQ(rig.in().GetMidiInPort(1), c);
+  EXPECT_EQ(c->slot(), 1);
+  EXPECT_EQ(rig.out().GetMidiOutPort(1)->slot(), 1);
+  EXPECT_EQ(rig.system.MidiInPortsChanged(), 0);
+  rig.end(1).Plug();
+  EXPECT_EQ(rig.system.MidiInPortsChanged(), kPortsAdded);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Input), "A C B ");
+  // Away and back between two looks: the old handle is dead although the name is there.
+  rig.end(0).Unplug();
+  rig.end(0).Plug();
+  EXPECT_EQ(rig.system.MidiInPortsChanged(), kPortsRemoved | kPortsAdded);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Input), "C B A ");
+  rig.Reply("903C40");
+  EXPECT_TRUE(rig.end().Flush(100));
+  EXPECT_EQ(rig.in().GetMidiInPort(2)->BytesReceived(), 3u);
+}
+
+// A transfer on a removed port ends; it does not go on with the port that took its number.
+TEST_F(MidiPorts, AReceiveStaysWithItsPort) {
+  MidiRig rig(clock, {"A", "B"});
+  WorkerThread actor(clock, [&] {
+    clock.SleepMs(100);
+    rig.end(0).Unplug();
+    rig.system.MidiInPortsChanged();
+    rig.end(1).Send(FromHex("F001F7"));
+  });
+  MidiBytes buffer(3, 0);
+  EXPECT_EQ(rig.in().GetDataPort(buffer, 0), -1);
+  EXPECT_EQ(buffer[0], 0);
+  actor.Join();
+}
+
+TEST_F(MidiPorts, ChangesAreNoticedAtOnceAndByTheCount) {
+  MidiRig rig(clock, {"A"});
+  std::atomic<int> changes{0};
+  rig.system.AddPortChangeListener([&] {
+    ++changes;
+    rig.system.MidiInPortsChanged();
+    rig.system.MidiOutPortsChanged();
+  });
+  rig.system.CreatePortMonitorThread();
+  clock.SleepMs(9500);
+  EXPECT_EQ(changes, 0);
+  auto fresh = rig.backend->CreateEndpoint("New");
+  clock.SleepMs(100);
+  EXPECT_EQ(changes, 1);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Output), "A New ");
+  EXPECT_TRUE(rig.system.outMap().Listed("New"));
+  rig.backend->SetChangeNotice({});
+  rig.backend->RemoveEndpoint(fresh);
+  clock.SleepMs(2100);
+  EXPECT_EQ(changes, 2);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Output), "A ");
+}
+
+}  // namespace
+}  // namespace tonalith
