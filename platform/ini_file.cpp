@@ -17,9 +17,8 @@ std::string SectionKey(std::string_view section) {
 }
 
 std::string EntryKey(std::string_view section, std::string_view key) {
-  std::string out = SectionKey(section);
-  out += '\0';
-  return out.append(AsciiLower(TrimmedView(key)));
+  // Line ends occur in no name.
+  return '\n' + SectionKey(section) + '\n' + AsciiLower(TrimmedView(key));
 }
 
 std::string_view Unquoted(std::string_view value) {
@@ -155,12 +154,13 @@ void IniFile::Reindex() {
 
 std::string IniFile::ToBytes() const {
   std::string out;
-  if (byteOrderMark_) out = kUtf8Mark;
   for (std::size_t i = 0; i < lines_.size(); ++i) {
     out += lines_[i].text;
     if (i + 1 < lines_.size() || endsWithLineEnd_) out += '\n';
   }
-  return out;
+  // Changes may have removed what told this file from UTF-8: it must not be taken for that.
+  if (cp1252_ && IsValidUtf8(out)) out = Cp1252ToUtf8(out);
+  return byteOrderMark_ ? std::string(kUtf8Mark) + out : out;
 }
 
 std::optional<std::pair<std::size_t, std::size_t>> IniFile::Range(std::string_view section) const {
@@ -228,7 +228,8 @@ std::vector<std::string> IniFile::Keys(std::string_view section) const {
 }
 
 bool IniFile::Set(std::string_view section, std::string_view key, std::string_view value) {
-  if (!IsSectionName(section) || !IsKeyName(key)) return false;
+  if (!IsSectionName(section) || !IsKeyName(key) || !IsValidUtf8(section) || !IsValidUtf8(key)) return false;
+  if (!IsValidUtf8(value)) return Set(section, key, Cp1252ToUtf8(value));
   const std::string ending = lineEnd_ == "\r\n" ? "\r" : "";
   const auto at = LineOf(section, key);
   if (at && lines_[*at].value == value) return true;

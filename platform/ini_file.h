@@ -51,7 +51,7 @@ class IniFile {
   // Replaces the first value of that name, or adds it at the end of the section (which is added at the end of the file
   // when missing).  Line ends inside a value become blanks; values that would lose blanks or quotes when read back get
   // a pair of quotes.  False when a name is empty or cannot stand in such a file ('=' or a line end in a key, a leading
-  // '[' or ';', ']' in a section).
+  // '[' or ';', ']' in a section, bytes that are no UTF-8).  A value that is no UTF-8 is taken as Windows-1252.
   bool Set(std::string_view section, std::string_view key, std::string_view value);
   bool SetInt(std::string_view section, std::string_view key, long long value);
   // False when there was none.
@@ -76,7 +76,7 @@ class IniFile {
 
   std::string path_;
   std::vector<Line> lines_;
-  std::unordered_map<std::string, std::size_t> index_;  // lower-case section, or section '\0' key -> line
+  std::unordered_map<std::string, std::size_t> index_;  // lower-case names of sections and of keys in sections -> line
   std::string lineEnd_ = "\n";
   bool endsWithLineEnd_ = true;
   bool cp1252_ = false;

@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/atomic_file.h"
+#include "platform/ini_file.h"
+#include "services/command_line.h"
+#include "services/start_stop.h"
+#include "services/zkbasics.h"
+
+namespace tonalith {
+namespace {
+
+class ProgramTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char name[] = "/tmp/tonalith_program_XXXXXX";
+    root_ = ::mkdtemp(name);
+    ::setenv("TONALITH_RESOURCES", (std::string(TONALITH_SOURCE_DIR) + "/resources").c_str(), 1);
+  }
+  void TearDown() override {
+    ::unsetenv("TONALITH_RESOURCES");
+    std::filesystem::remove_all(root_);
+  }
+  std::string Path(const std::string& name) const { return root_ + "/" + name; }
+  std::string root_;
+};
+
+// Records the order of everything the sequence asks for.
+class Recorder final : public StartStopHost, public DocumentsHost, public StudioHost {
+ public:
+  bool InitialiseFramework() override { return Note("framework"); }
+  void ZKEditInit() override { Note("edit init"); }
+  std::unique_ptr<ZKBasics> AllocZKBasics(const CommandLine& line) override {
+    Note("services");
+    if (refuseServices) return nullptr;
+    auto basics = std::make_unique<ZKBasics>(line.MakeFolders(), SystemClock(), prompts, dispatcher);
+    basics->SetDocuments(this);
+    basics->SetStudio(this);
+    return basics;
+  }
+  void ZKMonInitialize() override { Note("monitor"); }
+  bool CreateMainFrame(ZKBasics&) override { return Note("frame") && !refuseFrame; }
+  void SetManuals(const std::vector<Manual>& list, bool menu) override {
+    Note("manuals " + std::to_string(list.size()) + (menu ? " menu" : ""));
+  }
+  void ShowMainFrame() override { Note("show"); }
+  void ZKEditOnFirstOpen() override { Note("first open"); }
+  void LoadRecentFiles(int entries) override { Note("recent " + std::to_string(entries)); }
+  void CloseMainWindow() override { Note("close window"); }
+  void CleanUpModule(const char* name) override { Note(std::string("clean ") + name); }
+  void CloseTimerAndSequencer() override { Note("sequencer"); }
+  void ZKEditCleanup() override { Note("edit cleanup"); }
+  void ExitFramework() override { Note("exit"); }
+  bool DrvLoadSetup(int which) override { return Note("studio " + std::to_string(which)); }
+  bool LoadWorkspace(const std::string& path) override { return Note("desktop " + path); }
+  bool SaveWorkspace(const std::string& path) override {
+    Note("save desktop");
+    return WriteFileAtomically(path, "PVDT").ok();
+  }
+  bool OpenFile(const std::string& path, int) override { return Note("open " + path); }
+
+  bool Note(const std::string& what) {
+    notes.push_back(what);
+    return true;
+  }
+  ScriptedPrompts prompts{{}};
+  Dispatcher dispatcher;
+  std::vector<std::string> notes;
+  bool refuseServices = false;
+  bool refuseFrame = false;
+};
+
+TEST_F(ProgramTest, CommandLines) {
+  const auto line = CommandLine::Parse({"--debug", "a.PVS", "--config-root", "/r", "--simulated", "--", "--debug"});
+  EXPECT_TRUE(line.debug && !line.extended && line.problem.empty());
+  EXPECT_EQ(line.configRoot, "/r");
+  ASSERT_EQ(line.files.size(), 2u);
+  EXPECT_EQ(line.files[0], std::filesystem::current_path().string() + "/a.PVS");
+  EXPECT_EQ(line.others, std::vector<std::string>{"--simulated"});
+  EXPECT_EQ(CommandLine::Parse({"--config-root=/q", "--extended", "--no-printer", "--new-instance"}).configRoot, "/q");
+  EXPECT_NE(CommandLine::Parse({"--config-root"}).problem, "");
+  EXPECT_NE(CommandLine::Parse({"--config-root="}).problem, "");
+}
+
+TEST_F(ProgramTest, StartsAndEndsInOrder) {
+  Recorder host;
+  {
+    StartStop program(host, CommandLine::Parse({"--config-root", root_, "/x/one.PVS", "/x/two.syx"}));
+    ASSERT_TRUE(program.InitInstance());
+    const Paths& paths = program.basics()->paths();
+    for (const std::string& folder :
+         {paths.MainGetPreferencesPath(), paths.MainGetApplicationSupportPath(), paths.MainGetInstrPath(),
+          paths.MainGetDataPath() + "/Collections", paths.MainGetDataPath() + "/OSC"}) {
+      EXPECT_TRUE(FolderExists(folder)) << folder;
+      EXPECT_EQ(folder.compare(0, root_.size(), root_), 0) << folder;
+    }
+    EXPECT_TRUE(FileExists(paths.MainGetApplicationSupportPath() + "/ZKKeys.ini"));
+    EXPECT_EQ(program.basics()->mainGetKey("Data Path(32)"), paths.MainGetDataPath());
+    EXPECT_EQ(program.basics()->out().GlobalMidiDelay(), 200u);
+    char small[6];
+    program.basics()->MainGetApplicationName(small, sizeof small);
+    EXPECT_STREQ(small, "Tonal");
+    program.ExitInstance();
+    EXPECT_EQ(GetPrivateProfileString("Preferences", "ExtendedMode", "-", Path("config/Corvane/Tonalith/v13/ZK.ini")),
+              "0");
+  }
+  EXPECT_EQ(host.notes,
+            (std::vector<std::string>{
+                "framework",     "edit init",     "services",   "monitor",      "frame",           "manuals 0",
+                "show",          "first open",    "recent 4",   "studio 0",     "open /x/one.PVS", "open /x/two.syx",
+                "save desktop",  "close window",  "clean bank", "clean studio", "clean bitmap",    "clean set",
+                "clean library", "clean monitor", "clean view", "sequencer",    "edit cleanup",    "exit"}));
+  EXPECT_TRUE(host.prompts.Log().empty());
+  host.notes.clear();
+  StartStop again(host, CommandLine::Parse({"--config-root", root_}));
+  ASSERT_TRUE(again.InitInstance());
+  EXPECT_EQ(host.notes.back(), "desktop " + again.basics()->paths().DefaultDesktopFile());
+}
+
+TEST_F(ProgramTest, DebugModeShowsTheStepsAndRefusalsEndTheStart) {
+  Recorder host;
+  {
+    StartStop program(host, CommandLine::Parse({"--config-root", root_, "--debug", "--extended"}));
+    ASSERT_TRUE(program.InitInstance());
+    const auto log = host.prompts.Log();
+    EXPECT_NE(log.front().find("CZKApp::InitInstance Debug mode set from command line"), std::string::npos);
+    EXPECT_NE(log.back().find("Out ZKApp::InitInstance()"), std::string::npos);
+    EXPECT_NE(log.at(7).find("| Tonalith |"), std::string::npos) << log.at(7);
+    program.ExitInstance();
+    EXPECT_NE(host.prompts.Log().back().find("CWinApp::ExitInstance()-Finished"), std::string::npos);
+  }
+  host.refuseFrame = true;
+  EXPECT_FALSE(StartStop(host, CommandLine::Parse({"--config-root", root_})).InitInstance());
+  host.refuseServices = true;
+  EXPECT_FALSE(StartStop(host, CommandLine::Parse({"--config-root", root_})).InitInstance());
+}
+
+TEST_F(ProgramTest, ManualsStopAtTheFirstIncompletePair) {
+  ASSERT_TRUE(WriteFileAtomically(Path("a.ini"), "[Manuals]\nTitle0=A\n"));
+  EXPECT_TRUE(StartStop::ReadManuals(Path("a.ini")).empty());
+  ASSERT_TRUE(WriteFileAtomically(Path("a.ini"),
+                                  "[Manuals]\nTitle0=A\nFile0=a\nTitle1=B\nFile1=b\nFile2=c\nTitle3=D\n"
+                                  "File3=d\n[Mac Main Menu Remove]\n0=x\n1=y\n3=z\n"));
+  EXPECT_EQ(StartStop::ReadManuals(Path("a.ini")).size(), 2u);
+  EXPECT_EQ(StartStop::ReadMenuRemovals(Path("a.ini")), (std::vector<std::string>{"x", "y"}));
+}
+
+TEST_F(ProgramTest, RecordedFoldersAreUsedWhenTheyCanBe) {
+  ScriptedPrompts prompts({});
+  Dispatcher dispatcher;
+  const Folders folders = Folders::Below(root_);
+  {
+    ZKBasics basics(folders, SystemClock(), prompts, dispatcher);
+    basics.ConfigBasics();
+    basics.MainSetInstrPath(Path("my instruments"));
+    ASSERT_TRUE(WriteFileAtomically(Path("file"), "x"));
+    basics.SetRegistry("Data Path(32)", Path("file/below"));
+    basics.SetRegistry("Key", "value", true);
+  }
+  ZKBasics basics(folders, SystemClock(), prompts, dispatcher);
+  basics.ConfigBasics();
+  EXPECT_EQ(basics.paths().MainGetInstrPath(), Path("my instruments"));
+  EXPECT_EQ(basics.paths().MainGetDataPath(), Path("Documents/Corvane/Tonalith"));
+  const IniFile registry(Path("config/Corvane/Registry.ini"));
+  EXPECT_EQ(registry.GetString("SOFTWARE\\Corvane\\Tonalith", "Key"), "value");
+  EXPECT_EQ(registry.GetString("SOFTWARE\\Corvane\\Tonalith\\13.0", "Instrument Path(32)"), Path("my instruments"));
+  basics.registry().store().Write("SOFTWARE\\Corvane\\Hexalon\\DX7", "Note", "of the instrument");
+  basics.registry().store().Write("SOFTWARE\\Corvane\\Hexalon\\DX7\\2.0", "Note", "of its version");
+  EXPECT_EQ(basics.registry().mainGetKey("Note", "DX7", "2.0"), "of its version");
+  EXPECT_EQ(basics.registry().mainGetKey("Note", "DX7", "1.0"), "of the instrument");
+  EXPECT_EQ(basics.registry().mainGetKey("Note", "D50", "1.0"), "");
+}
+
+TEST_F(ProgramTest, UnwritableRegistryIsShown) {
+  ScriptedPrompts prompts({});
+  ASSERT_TRUE(WriteFileAtomically(Path("file"), "x"));
+  Registry registry(Path("file/Registry.ini"), "Tonalith", &prompts);
+  EXPECT_FALSE(registry.SetRegistry("a", "b"));
+  ASSERT_EQ(prompts.Log().size(), 1u);
+  EXPECT_EQ(prompts.Log()[0], "Error Creating Key! | SOFTWARE\\Corvane\\Tonalith\\13.0 | ok -> ok");
+}
+
+TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
+  ScriptedPrompts prompts({});
+  Dispatcher dispatcher;
+  ZKBasics basics(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  basics.ConfigBasics();
+  basics.LoadConfig();
+  ScriptServices& services = basics.scripts();
+  services.SetSetting(ScriptSetting::DefaultOutPort, 3);
+  services.SetSetting(ScriptSetting::DefaultOutPort, -5);
+  EXPECT_EQ(basics.MainPortOut(-1), 3);
+  EXPECT_EQ(basics.out().MainPortOut(), 3);
+  services.SetSetting(ScriptSetting::MidiDelay, 17);
+  EXPECT_EQ(basics.out().GlobalMidiDelay(), 17u);
+  basics.MainDelay(40);
+  EXPECT_EQ(basics.out().midiXDelay(), 40);
+  basics.ShowTransmitWindow(0);
+  EXPECT_EQ(basics.transfers().ShowTransmitWindow(), 0);
+  EXPECT_EQ(services.PreferencesInt("Version", "Major", -1), 13);
+
+  EXPECT_FALSE(services.HasMacroTable());
+  auto table = std::make_shared<MacroTable>();
+  table->macros[255] = {7, 255};
+  basics.SetEditMacros(table);
+  const auto code = services.Macro(255);
+  table.reset();
+  basics.SetEditMacros(nullptr);
+  EXPECT_EQ(code.size(), 2u);
+  EXPECT_EQ(code[0], 7);
+  EXPECT_TRUE(services.Macro(255).empty());
+
+  std::uint8_t bytes[4] = {};
+  EXPECT_EQ(services.DiskRead(bytes), 0u);
+  basics.scripts().OpenDiskFile({1, 2, 3});
+  services.DiskSeek(1);
+  EXPECT_EQ(services.DiskRead(bytes), 2u);
+  EXPECT_EQ(bytes[1], 3);
+  services.DiskSeek(99);
+  EXPECT_EQ(services.DiskRead(bytes), 0u);
+  EXPECT_EQ(services.DiskSize(), 3);
+}
+
+TEST_F(ProgramTest, NamesAndApplicationVariables) {
+  SingleInstanceManager names;
+  names.Add("a");
+  names.Add("a");
+  EXPECT_TRUE(names.Exists("a") && !names.Exists("A"));
+  EXPECT_TRUE(names.Remove("a"));
+  EXPECT_FALSE(names.Remove("a"));
+  ZKAppVars vars;
+  EXPECT_EQ(vars.GetAppVar(1), -1);
+  vars.SetAppVar(2, 20);
+  vars.SetAppVar(-4, 40);
+  EXPECT_EQ(vars.GetAppVarGUID(), 1);
+  EXPECT_EQ(vars.GetAppVarGUID(), 3);
+  vars.SetAppVar(2, 21);
+  EXPECT_EQ(vars.GetAppVar(2), 21);
+  EXPECT_EQ(vars.GetAppVar(3), 0);
+}
+
+}  // namespace
+}  // namespace tonalith
