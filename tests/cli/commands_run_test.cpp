@@ -1,0 +1,176 @@
+#include "cli/commands_run.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+namespace tonalith {
+namespace {
+
+struct RunOutput {
+  int status = 0;
+  std::string out;
+  std::string err;
+};
+
+RunOutput RunScriptCommand(const std::string& script, std::vector<std::string> args) {
+  args.insert(args.begin(), "-");
+  std::istringstream in(script);
+  std::ostringstream out;
+  std::ostringstream err;
+  RunOutput output;
+  output.status = RunRun(args, in, out, err);
+  output.out = out.str();
+  output.err = err.str();
+  return output;
+}
+
+std::string Pairs(const std::vector<int>& bytes) {
+  std::string text;
+  for (const int byte : bytes) {
+    char pair[4];
+    std::snprintf(pair, sizeof pair, "%02X ", byte & 0xFF);
+    text += pair;
+  }
+  text.pop_back();
+  return text;
+}
+
+std::string ExampleReply(int flippedByte = -1) {
+  std::vector<int> dump = {0xF0, 0x3E, 0x11, 0x02, 0x45, 0x09};
+  for (int i = 0; i < 128; ++i) dump.push_back(3 * i & 0x7F);
+  dump.push_back(0x40);
+  dump.push_back(0xF7);
+  if (flippedByte >= 0) dump[static_cast<std::size_t>(flippedByte)] ^= 1;
+  return Pairs(dump);
+}
+
+const char* const kExampleReceive =
+    "; ask for the edit voice and read one dump\n"
+    "S 7 { F0 3E 11 00 05 00 F7 }    ; transmit data := request\n"
+    "C 3\nF Z 5\nTR 7\nR 136\nIFGQ V10\nGP 0\nFG V0 134\nK 00 00 6 128 134\nFG V1 134\nMV0 - V1\nGP 136\nIF V0\nGP 0\n"
+    "IFX\nIFX\n]\n";
+
+std::vector<std::string> ExampleArgs(std::vector<std::string> more) {
+  std::vector<std::string> args = {"--descriptor", "manufacturerId=0x3E",
+                                   "--descriptor", "fileSize=136",
+                                   "--descriptor", "optionBits=3",
+                                   "--channel",    "2",
+                                   "--patch",      "9"};
+  args.insert(args.end(), more.begin(), more.end());
+  return args;
+}
+
+TEST(RunCommand, ExampleInstrument) {
+  const std::string request = "OUT F0 3E 11 02 05 09 F7\n";
+  const RunOutput good = RunScriptCommand(kExampleReceive, ExampleArgs({"--reply", ExampleReply()}));
+  EXPECT_EQ(good.err, "");
+  EXPECT_EQ(good.status, 0);
+  EXPECT_EQ(good.out, request + "IN " + ExampleReply() + "\nRESULT 136\nW 0 X 0 Y 2 Z 9\nV10 136\n");
+
+  const RunOutput flipped = RunScriptCommand(kExampleReceive, ExampleArgs({"--reply", ExampleReply(20)}));
+  EXPECT_EQ(flipped.out, request + "IN " + ExampleReply(20) + "\nRESULT 0\nW 0 X 0 Y 2 Z 9\nV10 136\n");
+
+  std::string otherMaker = ExampleReply();
+  otherMaker.replace(3, 2, "43");
+  const RunOutput wrong = RunScriptCommand(kExampleReceive, ExampleArgs({"--reply", otherMaker}));
+  EXPECT_EQ(wrong.out, request + "IN " + otherMaker + "\nRESULT -7\nW 0 X 0 Y 2 Z 9\nV10 -7\n");
+
+  const RunOutput silent = RunScriptCommand(kExampleReceive, ExampleArgs({}));
+  EXPECT_EQ(silent.out, request + "RESULT 0\nW 0 X 0 Y 2 Z 1\nV10 -19\n");
+
+  std::string zeroed = ExampleReply();
+  for (const std::size_t byte : {3u, 5u, 134u}) zeroed.replace(byte * 3, 2, "00");
+  const RunOutput sent = RunScriptCommand("C 3 F Z 5 K 00 00 6 128 134 T 136 ]", ExampleArgs({"--image", zeroed}));
+  EXPECT_EQ(sent.out, "OUT " + ExampleReply() + "\nRESULT 136\nW 0 X 0 Y 2 Z 9\nV10 0\n");
+}
+
+// The wire takes and refuses messages as a real port does.
+TEST(RunCommand, ReceivesLikeAPort) {
+  struct {
+    const char* name;
+    const char* script;
+    std::vector<const char*> replies;
+    const char* image;
+    const char* result;
+  } cases[] = {
+      {"one reply a receive", "R 3 R 3 ]", {"F0 01 F7", "F0 02 F7"}, "F0 01 F7 F0 02 F7 00 00", "RESULT 6"},
+      {"ends at F7", "R 0 ]", {"F0 01 F7"}, "F0 01 F7 00 00 00 00 00", "RESULT 3"},
+      {"a refused message", "S 2 { F0 41 } SetSysXAccept R 8 ]", {"F0 42 F7"}, "00 00 00 00 00 00 00 00", "RESULT 0"},
+      {"the wanted one behind it",
+       "S 2 { F0 41 } SetSysXAccept R 8 ]",
+       {"F0 42 F7 F0 41 F7"},
+       "F0 41 F7 00 00 00 00 00",
+       "RESULT 3"},
+      {"declined",
+       "S 3 { F0 FF 09 } SetSysXDecline R 8 ]",
+       {"F0 01 09 F7 F0 01 02 F7"},
+       "F0 01 02 F7 00 00 00 00",
+       "RESULT 4"},
+      {"not SysEx", "R 3 ]", {"90 40 40"}, "00 00 00 00 00 00 00 00", "RESULT 0"},
+      {"everything", "N R 3 ]", {"90 40 40"}, "90 40 40 00 00 00 00 00", "RESULT 3"},
+      {"past the end", "NS R 6 ]", {"F0 01 F7 F0 02 F7"}, "F0 01 F7 F0 02 F7 00 00", "RESULT 6"},
+      {"an end message",
+       "NS S 2 { F0 02 } SetSysXEnd R 8 ]",
+       {"F0 01 F7 F0 02 F7"},
+       "F0 01 F7 F0 02 F7 00 00",
+       "RESULT 6"},
+      {"skipping", "RA 2 8 ]", {"F0 01 02 03 F7"}, "02 03 F7 00 00 00 00 00", "RESULT 3"},
+      {"cancelled by a message",
+       "S 3 { F0 0E F7 } SETERRORMSG GP 1 R 4 GP 5 ]",
+       {"F0 0E F7"},
+       "00 00 00 00 00 00 00 00",
+       "RESULT 1"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<std::string> args = {"--image", "00 00 00 00 00 00 00 00", "--show-image"};
+    for (const char* reply : c.replies) {
+      args.emplace_back("--reply");
+      args.emplace_back(reply);
+    }
+    const RunOutput output = RunScriptCommand(c.script, args);
+    EXPECT_EQ(output.status, 0) << output.err;
+    EXPECT_NE(output.out.find(std::string(c.result) + "\n"), std::string::npos) << output.out;
+    EXPECT_NE(output.out.find(std::string("IMAGE ") + c.image + "\n"), std::string::npos) << output.out;
+  }
+}
+
+TEST(RunCommand, Conversations) {
+  const std::string file = testing::TempDir() + "run_conversation.txt";
+  std::ofstream(file) << "OUT F0 11 F7\nWAIT 20\nIN F0 22 F7\nOUT F0 33 F7\nIN F0 44 F7\n";
+  const std::string script = "S 3 { F0 11 F7 } TR R 3 S 3 { F0 33 F7 } T R 3 ]";
+  const RunOutput kept = RunScriptCommand(script, {"--conversation", file});
+  EXPECT_EQ(kept.status, 0) << kept.err;
+  EXPECT_EQ(kept.out, "OUT F0 11 F7\nIN F0 22 F7\nOUT F0 33 F7\nIN F0 44 F7\nRESULT 6\nW 0 X 0 Y 0 Z 0\nV10 3\n");
+  const RunOutput broken = RunScriptCommand("S 3 { F0 12 F7 } TR R 3 ]", {"--conversation", file});
+  EXPECT_EQ(broken.status, 1);
+  EXPECT_NE(broken.err, "");
+  EXPECT_NE(broken.out.find("RESULT 0\n"), std::string::npos);
+}
+
+TEST(RunCommand, CodeAndMistakes) {
+  const RunOutput hex = RunScriptCommand("0E 05 07 00 00 00 07\n0E 01 08 05 07 FF\n", {"--x", "-3"});
+  EXPECT_EQ(hex.out, "RESULT 0\nW 0 X 7 Y 0 Z 0\nV10 0\n");
+  EXPECT_EQ(RunScriptCommand(std::string("\x07\xFF", 2), {"--x", "0x10"}).out, "RESULT 0\nW 0 X 16 Y 0 Z 0\nV10 0\n");
+  for (const auto& [script, args] : std::vector<std::pair<std::string, std::vector<std::string>>>{
+           {"Q Q Q", {}},
+           {"]", {"--reply", "F0 1"}},
+           {"]", {"--descriptor", "noSuchField=1"}},
+           {"]", {"--channel", "256"}},
+           {"]", {"--patch"}},
+           {"]", {"--nothing", "1"}},
+           {"]", {"--conversation", "/no/such/file"}},
+           {"]", {"second.txt"}},
+       }) {
+    const RunOutput output = RunScriptCommand(script, args);
+    EXPECT_EQ(output.status, 1) << script;
+    EXPECT_NE(output.err, "") << script;
+    EXPECT_EQ(output.out, "") << script;
+  }
+}
+
+}  // namespace
+}  // namespace tonalith
