@@ -193,6 +193,15 @@ class DescriptionReader {
     if (key_ == "fill") return Number(area.fill, 0, 255);
     if (key_ == "factory_names") return Text(area.factoryNames);
     if (key_ == "value") return Value(area);
+    if (key_ == "copy_values") return CopyValues(area);
+    if (key_ == "values_of") {
+      int other = 0;
+      Area(value_, other);
+      area.values = out_.areas[static_cast<std::size_t>(other)].values;
+      for (const ValueRule& rule : area.values)
+        if (rule.offset + rule.run > area.itemBytes) Fail("the values of that area do not fit in here");
+      return true;
+    }
     if (key_ == "address") {
       area.address = Address(value_);
       return true;
@@ -257,6 +266,28 @@ class DescriptionReader {
         rule.run < 1 || rule.offset + rule.run > area.itemBytes)
       Fail("the value lies outside the item or its byte");
     area.values.push_back(rule);
+    return true;
+  }
+
+  // "FROM BYTES COUNT STRIDE": what was said about a stretch holds for `COUNT` further ones as well
+  bool CopyValues(AreaInfo& area) {
+    const auto numbers = Numbers(value_, 0);
+    if (!numbers) return true;
+    if (numbers->size() != 4 || (*numbers)[2] < 1 || (*numbers)[2] > 64 || (*numbers)[3] < 1) {
+      Fail("expected offset, bytes, count and stride");
+      return true;
+    }
+    const int from = (*numbers)[0];
+    const std::size_t before = area.values.size();
+    for (int copy = 1; copy <= (*numbers)[2]; ++copy) {
+      for (std::size_t i = 0; i < before; ++i) {
+        ValueRule rule = area.values[i];
+        if (rule.offset < from || rule.offset >= from + (*numbers)[1]) continue;
+        rule.offset += copy * (*numbers)[3];
+        if (rule.offset + rule.run > area.itemBytes) return Fail("the copied values lie outside the item"), true;
+        area.values.push_back(rule);
+      }
+    }
     return true;
   }
 
@@ -410,8 +441,6 @@ class DescriptionReader {
       rule.isRequest = false;
       if (value_ == "mode")
         rule.action = Action::kMode;
-      else if (value_ == "unlock")
-        rule.action = Action::kUnlock;
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else

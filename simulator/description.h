@@ -122,7 +122,7 @@ struct MessageInfo {
 };
 
 struct RuleInfo {
-  enum class Action : std::uint8_t { kSend, kStatus, kReply, kStore, kMode, kBank, kUnlock, kParameter, kNothing };
+  enum class Action : std::uint8_t { kSend, kStatus, kReply, kStore, kMode, kBank, kParameter, kNothing };
   std::string key;
   BytePattern match;
   std::vector<int> modes;  // empty: any

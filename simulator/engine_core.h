@@ -26,7 +26,6 @@ struct EngineCore {
   int device = 0;
   int mode = 0;
   int bank = 0;
-  bool bankLocked = false;
   bool memoryProtect = false;
   std::string display;
   std::int64_t nowUs = 0;

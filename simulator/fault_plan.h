@@ -28,7 +28,7 @@ struct Fault {
   FaultKind kind = FaultKind::kNoReply;
   int reply = 1;   // the message it happens to, counted from 1; 0: every one.  With `input` messages received count.
   int times = 1;   // as many messages in a row from there
-  int at = -1;     // byte position; -1: the middle of the message
+  int at = -1;     // byte position; -1: the middle of the message (towards the instrument: byte 10)
   int value = -1;  // byte put in or put there; -1: chosen by the fault
   int delayMs = 1000;  // of a late reply
   bool input = false;  // happens on the way to the instrument (lost-byte, corrupt-byte, truncated-reply, no-reply)

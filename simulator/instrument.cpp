@@ -258,6 +258,10 @@ std::vector<std::uint8_t> SimulatedInstrument::Memory() const {
   return {all.begin(), all.end()};
 }
 
+bool SimulatedInstrument::RestoreMemory(std::span<const std::uint8_t> image) {
+  return state_->core.memory.Restore(image);
+}
+
 void SimulatedInstrument::RestoreFactory() {
   state_->core.memory.FillFactory(description());
 }

@@ -77,6 +77,8 @@ class SimulatedInstrument {
   std::vector<std::uint8_t> Item(std::string_view area, int item) const;
   // All bytes of all areas in order; equal memory images mean equal instruments.
   std::vector<std::uint8_t> Memory() const;
+  // Puts back what Memory() gave; false (and nothing changes) when the size is another.
+  bool RestoreMemory(std::span<const std::uint8_t> image);
   void RestoreFactory();
 
   // Device number as the panel counts it from 0 (for channel based instruments also the MIDI channel).

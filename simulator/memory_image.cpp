@@ -76,6 +76,12 @@ std::span<const std::uint8_t> MemoryImage::Item(int area, int item) const {
   return const_cast<MemoryImage*>(this)->Item(area, item);
 }
 
+bool MemoryImage::Restore(std::span<const std::uint8_t> image) {
+  if (image.size() != bytes_.size()) return false;
+  std::copy(image.begin(), image.end(), bytes_.begin());
+  return true;
+}
+
 void MemoryImage::FillFactory(const InstrumentDescription& description) {
   for (std::size_t area = 0; area < description.areas.size(); ++area)
     FillFactoryArea(description, static_cast<int>(area));

@@ -20,6 +20,8 @@ class MemoryImage {
   std::span<std::uint8_t> Item(int area, int item);
   std::span<const std::uint8_t> Item(int area, int item) const;
   std::span<const std::uint8_t> All() const { return bytes_; }
+  // All bytes at once; false when the size is another.
+  bool Restore(std::span<const std::uint8_t> image);
 
   void FillFactory(const InstrumentDescription& description);
   void FillFactoryArea(const InstrumentDescription& description, int area);

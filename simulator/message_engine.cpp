@@ -196,10 +196,6 @@ void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
       break;
     case Action::kBank:
       core_.bank = CapturedValue(captures, "bank");
-      core_.bankLocked = true;
-      break;
-    case Action::kUnlock:
-      core_.bankLocked = false;
       break;
     case Action::kParameter:
       OnParameter(rule, captures);

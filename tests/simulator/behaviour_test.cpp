@@ -46,6 +46,8 @@ TEST(Descriptions, ProblemsAreSentencesWithALine) {
       {"[area a]\nbytes = 0\n", "t, line 2: \"0\" is no number from 1 to 65536."},
       {"[area a]\nbytes = 4\n[message m]\nhead = F0 4X\n", "t, line 4: \"4X\" is no part of a byte pattern."},
       {"[message m]\ndata = nowhere\n", "t, line 2: there is no area \"nowhere\" before this line."},
+      {"[area a]\nbytes = 4\nvalue = 3 0 8 0 5\ncopy_values = 3 1 1 1\n",
+       "t, line 4: the copied values lie outside the item."},
       {"[area a]\nbytes = 4\nvalue = 3 0 8 0 5 2\n", "t, line 3: the value lies outside the item or its byte."},
   };
   for (const auto& [text, problem] : cases) EXPECT_EQ(ParseDescription(text, "t").problem, problem) << text;
@@ -66,6 +68,9 @@ TEST(Yamaha, EditBufferFollowsProgramChangeAndStoresBack) {
   EXPECT_TRUE(dx7->Memory() == before);
   host.Ask("F0 43 10 01 06 04 F7");  // algorithm 5
   EXPECT_EQ(dx7->Item("edit", 0)[134], 4);
+  EXPECT_FALSE(dx7->RestoreMemory(std::span(before).first(100)));
+  EXPECT_TRUE(dx7->RestoreMemory(before));
+  EXPECT_TRUE(dx7->Memory() == before);
   EXPECT_TRUE(host.Ask("F0 43 21 09 F7").empty());  // somebody else's channel
 }
 

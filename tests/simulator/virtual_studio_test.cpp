@@ -79,6 +79,32 @@ TEST(VirtualStudioTest, AnswersOnCablesInVirtualTime) {
   EXPECT_EQ(again.Wait(163, 1000).size(), 163U);
 }
 
+// Inside the open frame neither side's bytes are whole messages.
+TEST(VirtualStudioTest, CasioExchangeOnACable) {
+  VirtualClock clock;
+  const ClockThread here(clock);
+  VirtualBackend backend(clock);
+  ASSERT_EQ(backend.Start().code, 0);
+  VirtualStudio studio(backend, {3125});
+  std::string problem;
+  const std::size_t place = studio.Attach(SimulatedInstrument::Create("casio-cz101", &problem));
+  ProgramEnd end(backend, clock, "Simulated Casio CZ-101");
+  ASSERT_TRUE(end.Open());
+  const Bytes ready = Hex("F0 44 00 00 70 30");
+  end.Send(Hex("F0 44 00 00 70 10 21"));
+  EXPECT_EQ(end.Wait(6, 1000), ready);
+  end.Send(Hex("70 31"));
+  const Bytes tone = end.Wait(257, 1000);
+  ASSERT_EQ(tone.size(), 257U);
+  end.Send(Hex("F7"));
+  clock.SleepMs(20);
+  end.Send(Hex("F0 44 00 00 70 20 22"));
+  EXPECT_EQ(end.Wait(6, 1000), ready);
+  end.Send(tone);
+  clock.SleepMs(200);
+  studio.With(place, [&](SimulatedInstrument& cz) { EXPECT_EQ(cz.Item("internal", 2), cz.Item("internal", 1)); });
+}
+
 TEST(VirtualStudioTest, ConversationOnACable) {
   VirtualClock clock;
   const ClockThread here(clock);
