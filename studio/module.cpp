@@ -70,7 +70,7 @@ class ModuleBuilder {
   Result ReadHeaderLine(const SourceLine& line);
   Result ReadTypes(const SourceLine& line);
   Result BuildType(const ModuleType& type, TypeBuild* build);
-  Result ApplyLine(const SourceLine& line, const SourceLets& lets, TypeBuild* build);
+  Result ApplyLine(const SourceLine& line, TypeBuild* build);
   Result ApplyRoland(const SourceLine& line, TypeBuild* build, bool* known);
   Result ApplyInit(const SourceLine& line, TypeBuild* build);
   Result FinishType(TypeBuild* build);
@@ -218,7 +218,7 @@ Result ModuleBuilder::ApplyInit(const SourceLine& line, TypeBuild* build) {
   return Result::Success();
 }
 
-Result ModuleBuilder::ApplyLine(const SourceLine& line, const SourceLets& lets, TypeBuild* build) {
+Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
   if (line.key == "or") {
     if (build->forms.size() >= 32) return SourceFailure(line, "too many forms of one data type");
     build->forms.emplace_back();
@@ -230,8 +230,7 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, const SourceLets& lets, 
   }
   static const char* const kScripts[] = {"receive", "transmit", "audition"};
   for (int i = 0; i < 3; ++i)
-    if (AsciiEqualNoCase(line.key, kScripts[i]))
-      return CompileScriptSource(source_, line, line.value, lets, &build->scripts[i]);
+    if (AsciiEqualNoCase(line.key, kScripts[i])) return CompileScriptSource(source_, line, &build->scripts[i]);
   if (AsciiEqualNoCase(line.key, "init")) return ApplyInit(line, build);
   if (AsciiEqualNoCase(line.key, "initName")) {
     build->initName = line.value;
@@ -349,7 +348,7 @@ Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
   if (!result.ok() && AsciiStartsWithNoCase(result.text, "module.ini:1:"))
     result = SourceFailure(header_.typesLine, result.text.substr(14));
   for (const SourceLine& line : lines)
-    if (result.ok()) result = ApplyLine(line, lets, build);
+    if (result.ok()) result = ApplyLine(line, build);
   return result.ok() ? FinishType(build) : result;
 }
 

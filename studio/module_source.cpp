@@ -36,7 +36,7 @@ class DescriptorReader {
     int number = 0;
     for (const std::string& raw : SplitText(text->second, '\n')) {
       ++number;
-      const Result result = Line({file, number, {}, {}, {}}, TrimmedView(raw), depth);
+      const Result result = Line({file, number, {}, {}, {}, {}}, TrimmedView(raw), depth);
       if (!result.ok()) return result;
     }
     return Result::Success();
@@ -63,6 +63,7 @@ class DescriptorReader {
       (*lets_)[name] = at.value;
       return Result::Success();
     }
+    if (IsScriptKey(at.key)) at.lets = *lets_;
     lines_->push_back(std::move(at));
     return Result::Success();
   }
@@ -126,8 +127,12 @@ Result ReadIniSource(const ModuleSource& source, const std::string& file, std::v
     if (equals == std::string_view::npos || equals == 0)
       return SourceFailure(file, number, "a line reads `key = value`");
     if (section.empty()) return SourceFailure(file, number, "the line stands before the first section");
-    lines->push_back({file, number, section, std::string(TrimmedView(line.substr(0, equals))),
-                      std::string(TrimmedView(line.substr(equals + 1)))});
+    lines->push_back({file,
+                      number,
+                      section,
+                      std::string(TrimmedView(line.substr(0, equals))),
+                      std::string(TrimmedView(line.substr(equals + 1))),
+                      {}});
   }
   return Result::Success();
 }
@@ -137,9 +142,12 @@ Result ReadDescriptorSource(const ModuleSource& source, const std::string& name,
   return DescriptorReader(source, lets, lines).Read(name, nullptr, 0);
 }
 
-Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, const std::string& name,
-                           const SourceLets& lets, std::vector<std::uint8_t>* code) {
-  const std::string file = name + ".script";
+bool IsScriptKey(std::string_view key) {
+  return AsciiEqualNoCase(key, "receive") || AsciiEqualNoCase(key, "transmit") || AsciiEqualNoCase(key, "audition");
+}
+
+Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std::vector<std::uint8_t>* code) {
+  const std::string file = at.value + ".script";
   const auto found = source.find(file);
   if (found == source.end()) return SourceFailure(at, "there is no file \"" + file + "\" in the source folder");
   std::string text;
@@ -151,7 +159,7 @@ Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, con
     const std::string_view trimmed = TrimmedView(raw);
     if (!trimmed.empty() && trimmed.front() == ';')
       line.clear();
-    else if (!ReplaceLets(raw, lets, &line, &error))
+    else if (!ReplaceLets(raw, at.lets, &line, &error))
       return SourceFailure(file, number, error);
     text += line + "\n";
   }

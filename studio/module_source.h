@@ -11,6 +11,9 @@
 
 namespace tonalith {
 
+// Values that stand for `$name$`.
+using SourceLets = std::map<std::string, std::string>;
+
 // A line of a module source: `key = value` with the place it came from.
 struct SourceLine {
   std::string file;
@@ -18,14 +21,12 @@ struct SourceLine {
   std::string section;  // of an INI file
   std::string key;
   std::string value;
+  SourceLets lets;  // of a line that names a script: what stands for `$name$` there
 };
 
 // "FILE:LINE: text" as a failure.
 Result SourceFailure(const SourceLine& at, const std::string& text);
 Result SourceFailure(const std::string& file, int line, const std::string& text);
-
-// Values that stand for `$name$`.
-using SourceLets = std::map<std::string, std::string>;
 
 // Replaces every `$name$`; false with a sentence when a name is not known or a `$` is alone.
 bool ReplaceLets(std::string_view text, const SourceLets& lets, std::string* out, std::string* error);
@@ -38,8 +39,10 @@ Result ReadIniSource(const ModuleSource& source, const std::string& file, std::v
 Result ReadDescriptorSource(const ModuleSource& source, const std::string& name, SourceLets* lets,
                             std::vector<SourceLine>* lines);
 
-// Compiles a script source; doubtful places that the compiler would accept are failures as well.
-Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, const std::string& name,
-                           const SourceLets& lets, std::vector<std::uint8_t>* code);
+// True for the keys that name a script: receive, transmit, audition.
+bool IsScriptKey(std::string_view key);
+
+// Compiles the script source that a line names; doubtful places that the compiler would accept are failures as well.
+Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std::vector<std::uint8_t>* code);
 
 }  // namespace tonalith

@@ -299,7 +299,7 @@ Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* ou
     return Result::Failure(messages.unterminated
                                ? "The file holds only unfinished SysEx messages."
                                : "The file holds no SysEx and is neither a data file nor a Standard MIDI File.");
-  std::int64_t budget = 400 * static_cast<std::int64_t>(messages.list.size()) + 4'000'000;
+  std::int64_t budget = 64 * static_cast<std::int64_t>(messages.list.size()) + 1'000'000;
   for (std::uint32_t i = 0; i < messages.list.size(); ++i)
     if (!messages.list[i].used) rules_->TakePiece(&messages, i, &budget, out);
   for (const FileMessage& message : messages.list)

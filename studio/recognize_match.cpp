@@ -235,11 +235,8 @@ bool AddressMatch::Run(const std::vector<FileMessage>& messages, std::uint32_t f
                        PieceMatch* out) {
   if (!Fits(messages[first])) return false;
   const std::int64_t firstSlot = SlotOfAddress(AddressOf(messages[first]));
-  if (area_.slots && !voices_) {
-    if (firstSlot < 0) return false;
-    onlySlot_ = firstSlot;
-  }
-  if (!voices_ && firstSlot < 0) return false;
+  if (firstSlot < 0) return false;
+  if (area_.slots && !voices_) onlySlot_ = firstSlot;
   *budget -= synth_.fileSize / 512;
   if (*budget < 0) return false;
   body_.assign(synth_.fileSize, 0);

@@ -19,8 +19,7 @@ class InstallLock {
   explicit InstallLock(const std::filesystem::path& folder)
       : fd_(::open((folder / kInstallLock).c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0644)) {
     const std::int64_t until = SystemClock().NowUs() + kInstallWaitMs * 1000;
-    while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0 && SystemClock().NowUs() < until)
-      SystemClock().SleepMs(20);
+    while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0 && SystemClock().NowUs() < until) SystemClock().SleepMs(20);
   }
   InstallLock(const InstallLock&) = delete;
   InstallLock& operator=(const InstallLock&) = delete;

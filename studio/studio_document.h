@@ -108,7 +108,8 @@ class ZKDrvList {
   std::string patchBayPortName;
 
  private:
-  void CopyCommunication(ZKDrvList* driver) const;
+  void CopyPorts(ZKDrvList* driver) const;
+  void UseSysExChannel(int channel);
 
   ZKDrvListKind kind_;
   std::filesystem::path iniFolder_;

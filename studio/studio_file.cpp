@@ -94,6 +94,7 @@ bool ZKStudioDoc::LoadDriverOfRecord(ZKDrvList* driver) {
   if (driver->versionWord >> 16) s.v40Value = static_cast<std::uint16_t>(driver->versionWord >> 16);
   s.imageIndex = driver->icon;
   s.midiChannel = driver->midiChannel;
+  driver->SetSysExChannel(driver->sysExChannel);
   const int patch = driver->defaultPatch;
   if (patch >= PatchMin(s) && patch <= PatchMax(s)) s.patchNumber = driver->defaultPatch;
   GetPchInfo(driver);
@@ -131,8 +132,6 @@ int ZKStudioDoc::ReadStudio(const std::vector<std::uint8_t>& bytes, std::string*
   }
   std::erase_if(instruments_, [](const auto& instrument) { return instrument->drivers.empty(); });
   if (code == kDiskOk) ReadPortBlocks(bytes, at);
-  // The instrument's settings are the truth.
-  for (const auto& instrument : instruments_) instrument->SetSysExChannel(instrument->sysExChannel);
   UpdatePortReferences();
   loading_ = false;
   Changed();

@@ -66,8 +66,7 @@ ZKDrvList* ZKDrvList::FindDriver(std::string_view type) const {
   return nullptr;
 }
 
-void ZKDrvList::CopyCommunication(ZKDrvList* driver) const {
-  driver->sysExChannel = sysExChannel;
+void ZKDrvList::CopyPorts(ZKDrvList* driver) const {
   driver->midiInPort = midiInPort;
   driver->midiOutPort = midiOutPort;
   driver->inPortName = inPortName;
@@ -79,10 +78,6 @@ void ZKDrvList::CopyCommunication(ZKDrvList* driver) const {
   driver->patchBayPortName = patchBayPortName;
   Synth* s = driver->synth();
   if (!s) return;
-  s->sysExChannel = static_cast<std::uint8_t>(
-      std::clamp<int>(sysExChannel, std::max<int>(s->sysExChannelMin, 0),
-                      std::max<int>(s->sysExChannelMax, std::max<int>(s->sysExChannelMin, 0))));
-  driver->sysExChannel = s->sysExChannel;
   s->midiInPort = midiInPort;
   s->midiOutPort = midiOutPort;
   s->patchBayFlags = patchBayFlags;
@@ -91,14 +86,20 @@ void ZKDrvList::CopyCommunication(ZKDrvList* driver) const {
   s->patchBayRevertPatch = patchBayRevertPatch;
 }
 
+// Gives a driver node a channel inside the range that its data type allows.
+void ZKDrvList::UseSysExChannel(int channel) {
+  sysExChannel = static_cast<std::uint8_t>(channel);
+  Synth* s = synth();
+  if (!s) return;
+  const int low = std::max<int>(s->sysExChannelMin, 0);
+  sysExChannel = s->sysExChannel =
+      static_cast<std::uint8_t>(std::clamp(channel, low, std::max<int>(s->sysExChannelMax, low)));
+  if (s->midiChannelFollowsSysEx) midiChannel = s->midiChannel = sysExChannel & 15;
+}
+
 void ZKDrvList::SetSysExChannel(int channel) {
-  sysExChannel = static_cast<std::uint8_t>(std::clamp(channel, 0, 127));
-  if (!IsInstrument()) CopyCommunication(this);
-  for (const auto& driver : drivers) {
-    CopyCommunication(driver.get());
-    Synth* s = driver->synth();
-    if (s && s->midiChannelFollowsSysEx) driver->midiChannel = s->midiChannel = driver->sysExChannel & 15;
-  }
+  UseSysExChannel(std::clamp(channel, 0, 127));
+  for (const auto& driver : drivers) driver->UseSysExChannel(sysExChannel);
 }
 
 void ZKDrvList::SetMidiChannel(int channel) {
@@ -110,13 +111,13 @@ void ZKDrvList::SetMidiChannel(int channel) {
 void ZKDrvList::SetInPort(int port, const std::string& portName) {
   midiInPort = static_cast<std::uint8_t>(std::clamp(port, 0, 255));
   inPortName = portName;
-  for (const auto& driver : drivers) CopyCommunication(driver.get());
+  for (const auto& driver : drivers) CopyPorts(driver.get());
 }
 
 void ZKDrvList::SetOutPort(int port, const std::string& portName) {
   midiOutPort = static_cast<std::uint8_t>(std::clamp(port, 0, 255));
   outPortName = portName;
-  for (const auto& driver : drivers) CopyCommunication(driver.get());
+  for (const auto& driver : drivers) CopyPorts(driver.get());
 }
 
 void ZKDrvList::SetPatchBay(int flags, int channel, int port, int revertPatch, const std::string& portName) {
@@ -125,7 +126,7 @@ void ZKDrvList::SetPatchBay(int flags, int channel, int port, int revertPatch, c
   patchBayPort = static_cast<std::uint8_t>(std::clamp(port, 0, 255));
   patchBayRevertPatch = static_cast<std::uint8_t>(std::clamp(revertPatch, 0, 127));
   patchBayPortName = portName;
-  for (const auto& driver : drivers) CopyCommunication(driver.get());
+  for (const auto& driver : drivers) CopyPorts(driver.get());
 }
 
 void ZKDrvList::WriteRecord(std::uint8_t* record) const {

@@ -1,0 +1,199 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "data/patch_names.h"
+#include "platform/atomic_file.h"
+#include "platform/byte_window.h"
+#include "studio/module.h"
+#include "studio/package.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class TestPorts final : public StudioPorts {
+ public:
+  std::vector<std::string> in{"In A", "In B"}, out{"Out A", "Out B"};
+  std::vector<std::pair<int, int>> speeds;
+  std::vector<std::string> InputPortNames() const override { return in; }
+  std::vector<std::string> OutputPortNames() const override { return out; }
+  void SetMaxSysExSpeed(int port, int speed) override { speeds.emplace_back(port, speed); }
+};
+
+class StudioTest : public ::testing::Test {
+ protected:
+  StudioTest() {
+    static int n = 0;
+    root_ = fs::temp_directory_path() / ("tonalith-studio-" + std::to_string(::getpid()) + "-" + std::to_string(++n));
+    const ModuleSource source = {
+        {"module.ini",
+         "[Module]\nName = Synth\nDriverBase = 7\nTypes = bank patch\nmanufacturerId = 0x3E\nhasSysExChannel = 1\n"
+         "[Instrument]\nMaxSysExSpeed = 5000\nV40_1 = 3\nPch0 = 1\n[Device Inquiry]\nMacDefaultMidiInPort = in "
+         "b\nMacDefaultMidiOutPort = OUT B\n"},
+        {"bank.descriptor",
+         "typeName = Bank\nfileSize = 40\nnumVoices = 4\nvoiceSize = 10\nnameLength = 8\ninitName = Init\npatchByPatch "
+         "= 1\npatchType = patch\n"},
+        {"patch.descriptor",
+         "typeName = Patch\ntypeKey = PCH\nfileSize = 10\nnameLength = 8\nmidiChannelDefault = 2\nsysExChannelDefault "
+         "= 4\nsysExChannelMin = 3\n"}};
+    ModuleImage image;
+    InstallReport report;
+    Result result = BuildModule(source, &image);
+    if (result.ok()) result = InstallPackageFiles(image.files, paths().instruments, &report);
+    EXPECT_TRUE(result.ok()) << result.text;
+  }
+  ~StudioTest() override {
+    std::error_code error;
+    fs::remove_all(root_, error);
+  }
+  StudioPaths paths() const { return {root_ / "Instruments", root_ / "Data", root_ / "Preferences", root_ / "ZK.ini"}; }
+
+  fs::path root_;
+  ScriptedPrompts prompts_{{}};
+  TestPorts ports_;
+};
+
+}  // namespace
+
+TEST_F(StudioTest, AddingFindingAndRemovingInstruments) {
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  EXPECT_EQ(studio.LoadStudio(), 1);
+  EXPECT_TRUE(studio.AddDrivers("Synth v2.ini") == false) << "no such name";
+  EXPECT_TRUE(studio.AddDrivers("Synth .v2.ini"));
+  EXPECT_TRUE(studio.AddDrivers("SYNTH.INI"));
+  ASSERT_EQ(studio.instruments().size(), 3u);
+  EXPECT_EQ(studio.instruments()[2]->DisplayKey(), "Synth 2");
+  studio.DeleteInstrument(studio.getDrvList("Synth.ini", 0));
+  EXPECT_TRUE(studio.AddDrivers("Synth.ini"));
+  EXPECT_EQ(studio.instruments()[2]->instance, 0) << "the smallest number that is free";
+  EXPECT_EQ(studio.FindInstrument("syn"), nullptr) << "three of them";
+  EXPECT_EQ(studio.FindInstrument("synth 1")->instance, 1);
+  const ZKDrvList* patch = studio.GetDriverWithID(8);
+  ASSERT_NE(patch, nullptr);
+  EXPECT_EQ(patch->synth()->v40Value, 3);
+  EXPECT_EQ(patch->synth()->sysExChannel, 4);
+  EXPECT_EQ(patch->midiChannel, 2);
+  EXPECT_EQ(patch->instrument->FindDriver("pch"), patch);
+  EXPECT_EQ(studio.GetDriverWithID(7)->synth()->childId, 8);
+  EXPECT_EQ(studio.GetDriverWithID(7)->defaultPatch, 1);
+  EXPECT_EQ(studio.instruments()[0]->midiOutPort, 1);
+  EXPECT_EQ(ports_.speeds.front(), (std::pair<int, int>{1, 5000}));
+  EXPECT_FALSE(studio.AddDrivers("gone.ini"));
+  EXPECT_TRUE(prompts_.Log().empty());
+}
+
+TEST_F(StudioTest, ADriverFileThatIsMissingDropsTheInstrument) {
+  fs::remove(paths().instruments / "Synth/patch.PV6");
+  ZKStudioDoc studio(paths(), prompts_);
+  EXPECT_EQ(studio.LoadStudio(), 0);
+  ASSERT_GE(prompts_.Log().size(), 3u);
+  const auto log = prompts_.Log();
+  EXPECT_NE(log[log.size() - 3].find("Failed to load Driver\\nPath and Filename follow"), std::string::npos)
+      << log[log.size() - 3];
+}
+
+TEST_F(StudioTest, NewDataNeverSharesWithTheDriver) {
+  ZKStudioDoc studio(paths(), prompts_);
+  studio.LoadStudio();
+  const ZKDrvList* driver = studio.GetDriverWithID(7);
+  const DataFilePtr first = studio.GetNewDataFile(driver);
+  ASSERT_TRUE(SetPatchName(first.get(), 2, "CHANGED"));
+  first->synth->numVoices = 1;
+  const DataFilePtr second = studio.GetNewDataFile(driver);
+  EXPECT_EQ(GetPatchName(*second, 2), "Init");
+  EXPECT_EQ(second->synth->numVoices, 4u);
+  EXPECT_EQ(FieldText(second->xtra->instrumentName), "Synth");
+  EXPECT_TRUE(MapBit(second->emptyMap, second->emptyMapSize, 3)) << "nothing was received yet";
+  EXPECT_EQ(DFGetName(*studio.GetNewDataFile(8, "Lead")), "Lead");
+  EXPECT_EQ(studio.GetNewDataFile(99), nullptr);
+}
+
+TEST_F(StudioTest, StudioFileBringsEverythingBack) {
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  studio.LoadStudio();
+  studio.AddDrivers("Synth.ini");
+  ZKDrvList* second = studio.GetInstrument(1);
+  second->SetSysExChannel(9);
+  second->SetMidiChannel(5);
+  second->SetOutPort(0, "Out A");
+  second->SetPatchBay(kPatchBayOn | kPatchBayRevert, 3, 1, 64, "Out B");
+  ASSERT_EQ(studio.DrvSaveSetup(0), 0);
+  const std::vector<std::uint8_t> bytes = studio.WriteStudio();
+  EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "9VRD");
+  EXPECT_EQ(LoadLe16(bytes.data() + 4), 6);
+  EXPECT_EQ(LoadLe32(bytes.data() + 6 + 4), 1u);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.data()) + 6 + 596), "Synth");
+  EXPECT_EQ(bytes[6 + 740 * 3 + 660], 1);
+  std::string text;
+  ASSERT_TRUE(ReadWholeFile((paths().data / "Default.txt").string(), text).ok());
+  EXPECT_NE(text.find("Synth\n\tMIDI IN Port: In B\n\tMIDI OUT Port: Out A\n\tSysEx Channel: 10\n\tMIDI Channel: "
+                      "6\n\tPatch Bay Mode: enabled\n"),
+            std::string::npos)
+      << text;
+
+  // The ports changed their order: names win.
+  ports_.out = {"New", "Out A"};
+  ZKStudioDoc again(paths(), prompts_, &ports_);
+  ASSERT_EQ(again.DrvLoadSetup(0), 0);
+  ASSERT_EQ(again.instruments().size(), 2u);
+  const ZKDrvList* read = again.GetInstrument(1);
+  EXPECT_EQ(read->midiOutPort, 1);
+  EXPECT_EQ(read->outPortName, "Out A");
+  EXPECT_EQ(read->drivers[1]->synth()->sysExChannel, 9);
+  EXPECT_EQ(read->drivers[1]->synth()->midiOutPort, 1);
+  EXPECT_EQ(read->drivers[1]->synth()->midiChannel, 5);
+  EXPECT_EQ(read->drivers[1]->synth()->v40Value, 3);
+  EXPECT_EQ(read->patchBayRevertPatch, 64);
+  EXPECT_EQ(again.GetInstrument(0)->midiOutPort, 1) << "a name that is gone keeps its number";
+  EXPECT_EQ(again.GetInstrument(0)->outPortName, "Out B");
+}
+
+TEST_F(StudioTest, StudioFilesThatAreNotWhole) {
+  ZKStudioDoc studio(paths(), prompts_);
+  studio.LoadStudio();
+  const std::vector<std::uint8_t> bytes = studio.WriteStudio();
+  std::string error;
+  ZKStudioDoc other(paths(), prompts_);
+  EXPECT_EQ(other.ReadStudio({bytes.begin(), bytes.begin() + 6 + 740 * 2 + 100}, &error), 2);
+  EXPECT_EQ(other.instruments().size(), 1u) << "what was read stays";
+  EXPECT_EQ(other.instruments()[0]->drivers.size(), 1u);
+  for (std::size_t n = 0; n < bytes.size(); n += 97)
+    other.ReadStudio({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n)}, &error);
+  EXPECT_EQ(other.ReadStudio({'6', 'V', 'R', 'D', 0, 0}, &error), 3);
+  EXPECT_EQ(error.substr(0, 27), "This is an old Driver List!");
+  fs::create_directories(paths().data);
+  ASSERT_TRUE(WriteFileAtomically((paths().data / "Default.PV9").string(), std::string_view("something else")).ok());
+  EXPECT_EQ(other.DrvLoadSetup(0), 0);
+  EXPECT_EQ(other.instruments().size(), 1u) << "built from the instrument folder";
+  EXPECT_TRUE(fs::exists(paths().data / "Default.PV9.broken")) << "the file is set aside, not deleted";
+  fs::remove(paths().instruments / "Synth/bank.PV6");
+  fs::remove(paths().instruments / "Synth/patch.PV6");
+  EXPECT_EQ(other.ReadStudio(bytes, &error), 0);
+  EXPECT_TRUE(other.instruments().empty()) << "an instrument without drivers goes";
+}
+
+TEST_F(StudioTest, DefaultsOfAnInstrument) {
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  studio.LoadStudio();
+  ZKDrvList* instrument = studio.GetInstrument(0);
+  instrument->SetSysExChannel(6);
+  instrument->SetMidiChannel(1);
+  instrument->drivers[1]->SetMidiChannel(11);
+  instrument->SetInPort(0, "In A");
+  ASSERT_TRUE(studio.WriteInstrumentDefaults(instrument).ok());
+  ports_.in = {"X", "Y", "in a"};
+  studio.LoadStudio();
+  instrument = studio.GetInstrument(0);
+  EXPECT_EQ(instrument->sysExChannel, 6);
+  EXPECT_EQ(instrument->drivers[0]->midiChannel, 1);
+  EXPECT_EQ(instrument->drivers[1]->synth()->midiChannel, 11);
+  EXPECT_EQ(instrument->midiInPort, 2);
+  EXPECT_EQ(instrument->drivers[1]->synth()->midiInPort, 2);
+}
+
+}  // namespace tonalith
