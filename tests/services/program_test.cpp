@@ -3,8 +3,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "midi/backends/virtual_backend.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "services/command_line.h"
@@ -223,6 +225,55 @@ TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
   services.DiskSeek(99);
   EXPECT_EQ(services.DiskRead(bytes), 0u);
   EXPECT_EQ(services.DiskSize(), 3);
+}
+
+// Two cables; while data is received on the second, the first goes away and the second takes its number: the receive
+// ends with a sentence instead of going on with whatever is behind that number now.
+TEST_F(ProgramTest, UnpluggedCablesEndTransfersAndAreToldOnTheMainThread) {
+  ScriptedPrompts prompts({});
+  Dispatcher dispatcher;
+  auto backend = std::make_shared<VirtualBackend>(SystemClock());
+  auto first = backend->CreateEndpoint("First");
+  auto second = backend->CreateEndpoint("Second");
+  ZKBasics basics(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  basics.midi().AddBackend(backend);
+  basics.ConfigBasics();
+  basics.LoadConfig();
+  basics.OpenMidiPorts();
+  ASSERT_EQ(basics.in().FindPort("Second"), 1);
+  int changes = 0;
+  const auto here = std::this_thread::get_id();
+  basics.AddPortListener([&](int what) {
+    EXPECT_EQ(std::this_thread::get_id(), here);
+    changes |= what;
+  });
+
+  DataFilePtr data(AllocDataFile());
+  ASSERT_TRUE(AllocChunk(&data->synth, &data->synthSize, kSynthSize));
+  ASSERT_TRUE(ResizeBody(data.get(), 20));
+  Synth& synth = *data->synth;
+  synth.fileSize = synth.voiceSize = synth.voiceBytes = 20;
+  synth.numVoices = 1;
+  synth.optionBits = 3;
+  synth.noChecksumOnFormat = 1;
+  synth.midiInPort = synth.midiOutPort = 1;
+  const std::uint8_t script[] = {1, 0, 0, 0, 20, 7, 255};  // receive 20 bytes
+  ASSERT_TRUE(AllocChunk(&data->receiveScript, &data->receiveScriptSize, sizeof script, script));
+  ASSERT_TRUE(AddDataFileComponents(data.get(), 0));
+  data->body[0] = 0x55;
+  TransferRequest request;
+  request.dataFile = data.get();
+  std::shared_ptr<Transfer> transfer;
+  ASSERT_EQ(basics.transfers().MidiIODataFile(request, &transfer), 1);
+  second->Send(std::vector<std::uint8_t>{0xF0, 0x3E, 0x01});
+  first->Unplug();
+  const std::int64_t deadline = SystemClock().NowUs() + 20'000'000;
+  EXPECT_TRUE(dispatcher.RunUntil([&] { return changes != 0 && !transfer->Running(); }, deadline));
+  EXPECT_EQ(changes, kPortsRemoved);
+  EXPECT_FALSE(transfer->Result().ok);
+  EXPECT_NE(transfer->Result().text, "");
+  EXPECT_EQ(data->body[0], 0x55);
+  EXPECT_EQ(basics.in().FindPort("Second"), 0);
 }
 
 TEST_F(ProgramTest, NamesAndApplicationVariables) {
