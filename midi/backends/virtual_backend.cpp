@@ -215,12 +215,12 @@ bool VirtualBackend::Core::Cable::Flush(std::int64_t timeoutMs) {
 
 void VirtualBackend::Core::Cable::SetFaults(CableDirection direction, const VirtualFaults& faults) {
   std::lock_guard lock(core->mutex);
-  CableLane& changed = lane(direction);
-  changed.faults = faults;
-  changed.position = 0;
-  changed.sinceRealTime = 0;
-  changed.inSysEx = false;
-  changed.faulty =
+  CableLane& target = lane(direction);
+  target.faults = faults;
+  target.position = 0;
+  target.sinceRealTime = 0;
+  target.inSysEx = false;
+  target.faulty =
       faults.loseByte >= 0 || faults.corruptByte >= 0 || faults.realTimeEvery > 0 || faults.vanishAfter >= 0;
 }
 
