@@ -1,0 +1,267 @@
+#include "cli/command_line_tool.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "cli/commands_data.h"
+#include "cli/commands_demo.h"
+#include "cli/commands_files.h"
+#include "cli/commands_identify.h"
+#include "cli/commands_module.h"
+#include "cli/commands_run.h"
+#include "cli/commands_script_text.h"
+#include "cli/commands_transfer.h"
+#include "cli/session.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kHead[] =
+    "tonalith-cli: the librarian for MIDI instruments on the command line\n"
+    "\n"
+    "  tonalith-cli [--config-root DIR] COMMAND ARGUMENTS...\n"
+    "  tonalith-cli COMMAND --help      all about one command\n"
+    "  tonalith-cli --version\n";
+
+constexpr char kTail[] =
+    "\n"
+    "HEX is a row of bytes as pairs of hex digits, with or without blanks; @FILE the bytes of a file; - stands for\n"
+    "standard input.  Results go to standard output.  The exit status is 0 only when everything was done; otherwise "
+    "it\n"
+    "is 1 and a sentence on standard error says why.\n"
+    "--config-root DIR keeps all folders of the program below DIR: settings, instrument modules, data.\n"
+    "\n"
+    "To begin with:\n"
+    "  tonalith-cli demo                                   the whole job with a simulated instrument\n"
+    "  tonalith-cli module list                            which instruments and data types there are\n"
+    "  tonalith-cli identify bank.syx                      what a file holds\n"
+    "  tonalith-cli ports                                  the MIDI ports of this machine\n"
+    "  tonalith-cli receive dx7 \"voice bank\" bank.dat      a bank from the instrument into a file\n"
+    "  tonalith-cli names bank.dat                         the patches in it\n"
+    "  tonalith-cli rename bank.dat 4 \"WARM PAD\"           another name for one of them\n"
+    "  tonalith-cli send bank.dat                          back to the instrument\n";
+
+struct GroupTitle {
+  CliGroup group;
+  const char* title;
+};
+constexpr GroupTitle kGroups[] = {
+    {CliGroup::Instruments, "Instruments"},        {CliGroup::Files, "Files"},
+    {CliGroup::Modules, "Instrument modules"},     {CliGroup::Scripts, "Scripts"},
+    {CliGroup::Bytes, "Bytes, names and numbers"},
+};
+
+using PlainCommand = int (*)(const std::vector<std::string>&, std::istream&, std::ostream&, std::ostream&);
+using ModuleCommand = int (*)(const std::vector<std::string>&, std::istream&, std::ostream&, std::ostream&,
+                              const std::filesystem::path&);
+
+// A command that works on what it is given and nothing else.
+template <PlainCommand command>
+int Plain(CliEnvironment& environment, const std::vector<std::string>& args) {
+  return command(args, environment.in, environment.out, environment.err);
+}
+
+// A command that needs the installed modules.
+template <ModuleCommand command>
+int WithModules(CliEnvironment& environment, const std::vector<std::string>& args) {
+  Session session(environment);
+  session.InstallModules();
+  return command(args, environment.in, environment.out, environment.err, session.instruments());
+}
+
+// Building a module must not touch the folders of a user.
+int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
+  if (args.empty() || (args[0] != "install" && args[0] != "list"))
+    return RunModule(args, environment.in, environment.out, environment.err, {});
+  return WithModules<RunModule>(environment, args);
+}
+
+std::string ScriptDetails() {
+  return "The language is described in docs/script-language.md.\n\n"
+         "  echo 'S 5 { F0 43 20 09 F7 } T 5 ]' | tonalith-cli compile -\n"
+         "  echo '07 FF' | tonalith-cli list -\n";
+}
+
+}  // namespace
+
+const std::vector<CliCommand>& CliCommands() {
+  static const std::vector<CliCommand> commands = {
+      {"demo", CliGroup::Instruments, "get, rename, send, save and get again, with a simulated instrument", DemoForms,
+       DemoDetails, RunDemo},
+      {"ports", CliGroup::Instruments, "the MIDI ports of this machine", PortsForms, PortsDetails, RunPorts},
+      {"receive", CliGroup::Instruments, "gets data from an instrument into a file", ReceiveForms, ReceiveDetails,
+       RunReceive},
+      {"send", CliGroup::Instruments, "sends the data of a file to its instrument", SendForms, SendDetails, RunSend},
+      {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",
+       [] { return std::string(IdentifyUsage()); },
+       [] {
+         return std::string(
+             "A line for each piece of data: offset, length, instrument, data type and checksum (ok, bad or none), "
+             "tab\n"
+             "separated.\n\n  tonalith-cli identify rom1a.syx\n");
+       },
+       WithModules<RunIdentify>},
+      {"names", CliGroup::Files, "numbers and names of the patches in a file", [] { return std::string(NamesUsage()); },
+       [] {
+         return std::string(
+             "A line for each patch: slot from 0, number as the instrument shows it, name, tab separated.\n"
+             "--type NAME chooses one data type of a file that holds several.\n\n"
+             "  tonalith-cli names rom1a.syx\n");
+       },
+       WithModules<RunNames>},
+      {"rename", CliGroup::Files, "gives a patch of a data file another name", RenameForms, RenameDetails, RunRename},
+      {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
+       RunImport},
+      {"export", CliGroup::Files, "writes data as a MIDI file or as raw SysEx", ExportForms, ExportDetails, RunExport},
+      {"df", CliGroup::Files, "looks into data files, makes and rewrites them", [] { return std::string(kDfHelp); },
+       [] {
+         return std::string(
+             "FIELD is the name of a descriptor field, as \"df dump\" prints it.\n\n"
+             "  tonalith-cli df make --descriptor shortName=Test --descriptor manufacturerId=0x7D \\\n"
+             "    --body 'F0 7D 00 01 F7 00' test.dat\n"
+             "  tonalith-cli df dump test.dat\n");
+       },
+       Plain<RunDf>},
+      {"module", CliGroup::Modules, "builds, installs and lists instrument modules",
+       [] { return std::string(ModuleUsage()); },
+       [] {
+         return std::string(
+             "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md).\n\n"
+             "  tonalith-cli module build instruments/yamaha-dx7 dx7.pvz\n"
+             "  tonalith-cli module install dx7.pvz\n"
+             "  tonalith-cli module list\n");
+       },
+       Module},
+      {"compile", CliGroup::Scripts, "script text to bytecode", [] { return std::string(kCompileHelp); }, ScriptDetails,
+       Plain<RunCompile>},
+      {"list", CliGroup::Scripts, "bytecode to script text", [] { return std::string(kListHelp); }, ScriptDetails,
+       Plain<RunList>},
+      {"run", CliGroup::Scripts, "runs a script with replies you give", [] { return std::string(kRunHelp); },
+       [] {
+         return std::string(
+             "Prints OUT and IN for the messages, then RESULT, the registers W X Y Z and the variable V10.\n"
+             "Time is virtual: waiting costs nothing.  Channels are counted from 0.\n\n"
+             "  echo 'S 3 { F0 7E F7 } TR 3 R 4 ]' | tonalith-cli run - --descriptor manufacturerId=0x7E \\\n"
+             "    --reply 'F0 7E 01 F7'\n");
+       },
+       Plain<RunRun>},
+      {"pack", CliGroup::Bytes, "reads and writes packed bytes of an image", [] { return std::string(kPackHelp); },
+       [] {
+         return std::string(
+             "FORMAT is a storage format, INDEX a logical byte; --bank BASE counts it inside a bank from that byte "
+             "on.\n\n"
+             "  tonalith-cli pack get 1 0 '02 01'\n"
+             "  tonalith-cli pack set 1 0 18 '00 00'\n");
+       },
+       Plain<RunPack>},
+      {"csum", CliGroup::Bytes, "computes a checksum and stores it in an image", [] { return std::string(kCsumHelp); },
+       [] {
+         return std::string(
+             "TYPE is a checksum type (0 to 19), START and COUNT say what is summed, OFFSET where the sum is "
+             "stored.\n\n"
+             "  tonalith-cli csum 0 5 3 8 'F0 41 10 16 12 10 00 04 00 F7'\n");
+       },
+       Plain<RunCsum>},
+      {"number", CliGroup::Bytes, "a patch number as the panel of an instrument shows it",
+       [] { return std::string(kNumberHelp); }, [] { return std::string("  tonalith-cli number 9 12 --voices 64\n"); },
+       Plain<RunNumber>},
+      {"name", CliGroup::Bytes, "reads and writes a patch name in an image", [] { return std::string(kNameHelp); },
+       [] { return std::string("  tonalith-cli name get 0 5 '42 52 41 53 53'\n"); }, Plain<RunName>},
+  };
+  return commands;
+}
+
+const CliCommand* FindCliCommand(const std::string& name) {
+  for (const CliCommand& command : CliCommands())
+    if (name == command.name) return &command;
+  return nullptr;
+}
+
+namespace {
+
+void PrintOverview(std::ostream& out) {
+  out << kHead;
+  for (const GroupTitle& group : kGroups) {
+    out << "\n" << group.title << "\n";
+    for (const CliCommand& command : CliCommands()) {
+      if (command.group != group.group) continue;
+      std::string name = command.name;
+      name.resize(std::max<std::size_t>(name.size(), 9), ' ');
+      out << "  " << name << "  " << command.summary << "\n";
+    }
+  }
+  out << kTail;
+}
+
+void PrintCommand(const CliCommand& command, std::ostream& out) {
+  out << "tonalith-cli " << command.name << ": " << command.summary << "\n\n"
+      << command.forms() << "\n"
+      << command.details();
+}
+
+bool MeansHelp(const std::string& word) {
+  return word == "--help" || word == "-h";
+}
+
+}  // namespace
+
+int CliFailure(CliEnvironment& environment, const std::string& command, const std::string& sentence) {
+  environment.err << "tonalith-cli " << command << ": " << sentence;
+  if (sentence.empty() || sentence.back() != '\n') environment.err << "\n";
+  return 1;
+}
+
+int RunCommandLine(const std::vector<std::string>& arguments, CliEnvironment& environment) {
+  constexpr char kRoot[] = "--config-root";
+  std::size_t at = 0;
+  while (at < arguments.size() && arguments[at].compare(0, sizeof kRoot - 1, kRoot) == 0) {
+    std::string root;
+    if (arguments[at].size() > sizeof kRoot - 1 && arguments[at][sizeof kRoot - 1] == '=') {
+      root = arguments[at].substr(sizeof kRoot);
+    } else if (arguments[at] == kRoot && at + 1 < arguments.size()) {
+      root = arguments[++at];
+    }
+    ++at;
+    if (root.empty()) {
+      environment.err << "tonalith-cli: --config-root needs a folder.\n";
+      return 1;
+    }
+    environment.folders = Folders::Below(AbsolutePath(root));
+  }
+  if (at == arguments.size()) {
+    environment.err << "tonalith-cli: a command is needed; \"tonalith-cli --help\" names them.\n";
+    return 1;
+  }
+  std::string name = arguments[at];
+  std::vector<std::string> args(arguments.begin() + static_cast<std::ptrdiff_t>(at) + 1, arguments.end());
+  if (name == "--version") {
+    environment.out << "tonalith-cli " TONALITH_VERSION "\n";
+    return 0;
+  }
+  bool help = name == "help";
+  if (MeansHelp(name) || (help && args.empty())) {
+    PrintOverview(environment.out);
+    return 0;
+  }
+  if (help) name = args.front();
+  help = help || (!args.empty() && MeansHelp(args.front()));
+  const CliCommand* command = FindCliCommand(name);
+  if (!command) {
+    environment.err << "tonalith-cli: there is no command \"" << name << "\"; \"tonalith-cli --help\" names them.\n";
+    return 1;
+  }
+  if (help) {
+    PrintCommand(*command, environment.out);
+    return 0;
+  }
+  const int status = command->run(environment, args);
+  environment.out.flush();
+  if (status == 0 && !environment.out) {
+    environment.err << "tonalith-cli " << name << ": Standard output takes no data.\n";
+    return 1;
+  }
+  return status;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,210 @@
+#include "cli/commands_files.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "bank/bank_document.h"
+#include "cli/arguments.h"
+#include "cli/session.h"
+#include "data/container.h"
+#include "data/standard_midi_file.h"
+#include "data/sysex_split.h"
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::uint32_t kWireBytesPerMs = 3;   // a MIDI cable carries 3.125
+constexpr std::uint32_t kMessagePauseMs = 20;  // time an instrument has between two messages
+
+// ---------------------------------------------------------------------------------------------------- rename
+
+Result Rename(Session& session, const std::vector<std::string>& words) {
+  const auto slot = ParseInteger(words[1]);
+  if (!slot || *slot < 0 || *slot > 65535) return Result::Failure("SLOT is a number from 0, not \"" + words[1] + "\".");
+  DataFilePtr data;
+  if (Result read = ZKBankDoc::Load(words[0], &data); !read.ok()) {
+    read.text += "  Raw SysEx becomes a data file with \"import\".";
+    return read;
+  }
+  ZKBankDoc document(std::move(data));
+  const int patch = static_cast<int>(*slot);
+  if (patch >= document.PatchCount())
+    return Result::Failure(words[0] + " has the slots 0 to " + std::to_string(document.PatchCount() - 1) + ".");
+  if (!document.IsPatchDefined(patch)) return Result::Failure("Slot " + words[1] + " holds no patch yet.");
+  const std::string name = Utf8ToLatin1(words[2]);
+  const std::uint32_t longest = document.NameLength();
+  if (longest > 0 && name.size() > longest)
+    return Result::Failure("A name of this data has at most " + std::to_string(longest) + " characters.");
+  if (Result result = document.Rename(patch, name); !result.ok()) return result;
+  // The name is part of what checksums protect; they are renewed as for sending.
+  std::vector<RenderedMessage> unused;
+  RenderData(session, document.dataFile(), &unused);
+  if (Result result = document.Save(words[0]); !result.ok()) return result;
+  const std::string stored = document.GetPatchName(patch);
+  if (stored != TrimmedView(name))
+    session.environment().err << "tonalith-cli rename: The instrument writes this name \"" << Latin1ToUtf8(stored)
+                              << "\".\n";
+  session.environment().out << PatchText({patch, document.NumberText(patch), stored}) << "\n";
+  return Result::Success();
+}
+
+// ---------------------------------------------------------------------------------------------------- import
+
+Result Import(Session& session, const std::vector<std::string>& words, const std::string& type) {
+  Recognition found;
+  if (Result result = RecognizeFile(session, words[0], &found); !result.ok()) return result;
+  std::vector<RecognizedPiece*> wanted;
+  std::string list;
+  for (RecognizedPiece& piece : found.pieces) {
+    list += (list.empty() ? "" : ", ") + piece.instrument + " " + piece.dataType;
+    if (type.empty() || AsciiEqualNoCase(piece.dataType, type)) wanted.push_back(&piece);
+  }
+  if (wanted.empty())
+    return Result::Failure(words[0] + " holds no data of type \"" + type + "\"; it holds: " + list + ".");
+  if (wanted.size() > 1)
+    return Result::Failure(words[0] + " holds several pieces of data: " + list + ".  Choose one with --type.");
+  ZKBankDoc document(std::move(wanted.front()->data));
+  Result result = document.Save(words[1]);
+  if (result.ok())
+    session.environment().out << DataTitle(*document.dataFile()) << ": " << document.PatchCount()
+                              << (document.PatchCount() == 1 ? " patch" : " patches") << " in " << words[1] << "\n";
+  return result;
+}
+
+// ---------------------------------------------------------------------------------------------------- export
+
+// The messages of a file that need no module: raw SysEx and MIDI files.
+Result MessagesOfRaw(const std::vector<std::uint8_t>& bytes, const std::string& path,
+                     std::vector<RenderedMessage>* messages) {
+  if (IsStandardMidiFile(bytes)) {
+    SmfContents contents;
+    std::string error;
+    if (!ReadSmfSysEx(bytes, &contents, &error)) return Result::Failure(path + ": " + error);
+    for (SmfSysEx& message : contents.messages)
+      if (message.isTerminated) messages->push_back({std::move(message.bytes), 0});
+  } else {
+    for (const SysExPiece& piece : SplitSysEx(bytes)) messages->push_back({CleanSysEx(piece), 0});
+  }
+  return messages->empty() ? Result::Failure(path + " holds no SysEx.") : Result::Success();
+}
+
+// Everything a member of a file sends, in order.
+Result MessagesOfData(Session& session, const std::vector<std::uint8_t>& bytes, const std::string& path,
+                      std::vector<RenderedMessage>* messages) {
+  Recognition found;
+  Result result = session.recognizer().Recognize(bytes, &found);
+  if (!result.ok()) return Result::Failure(path + ": " + result.text);
+  for (const RecognizedPiece& piece : found.pieces) {
+    std::vector<RenderedMessage> part;
+    result = RenderData(session, piece.data.get(), &part);
+    if (!result.ok()) return result;
+    std::move(part.begin(), part.end(), std::back_inserter(*messages));
+  }
+  return Result::Success();
+}
+
+Result Export(CliEnvironment& environment, const std::vector<std::string>& words) {
+  const bool midi = AsciiEndsWithNoCase(words[1], ".mid");
+  if (!midi && !AsciiEndsWithNoCase(words[1], ".syx"))
+    return Result::Failure("The file to write ends in .mid or .syx, not \"" + FileNameOf(words[1]) + "\".");
+  std::vector<std::uint8_t> bytes;
+  if (Result read = ReadCliFile(environment, words[0], &bytes); !read.ok()) return read;
+  std::vector<RenderedMessage> messages;
+  Result result = Result::Success();
+  if (LooksLikeDataFile(bytes) || IsListFile(bytes)) {
+    Session session(environment);
+    session.LoadStudio();
+    result = MessagesOfData(session, bytes, words[0], &messages);
+  } else {
+    result = MessagesOfRaw(bytes, words[0], &messages);
+  }
+  if (!result.ok()) return result;
+  std::vector<std::uint8_t> written;
+  if (midi) {
+    std::vector<SmfMessage> events;
+    std::uint32_t after = 0;  // what the message before takes on the wire
+    for (const RenderedMessage& message : messages) {
+      events.push_back({message.bytes, std::max(after, message.milliseconds)});
+      after = static_cast<std::uint32_t>(message.bytes.size()) / kWireBytesPerMs + kMessagePauseMs;
+    }
+    written = WriteSmfSysEx(events, WithoutExtension(FileNameOf(words[0])));
+  } else {
+    for (const RenderedMessage& message : messages)
+      written.insert(written.end(), message.bytes.begin(), message.bytes.end());
+  }
+  result = WriteFileAtomically(words[1], std::span<const std::uint8_t>(written));
+  if (result.ok())
+    environment.out << messages.size() << (messages.size() == 1 ? " message" : " messages") << " in " << words[1]
+                    << "\n";
+  return result;
+}
+
+int FilesCommand(CliEnvironment& environment, const std::string& name, const CliArguments& arguments, std::size_t words,
+                 const std::string& forms, const std::function<Result()>& work) {
+  Result result = arguments.state();
+  if (result.ok() && arguments.words().size() != words) result = Result::Failure("use it like this: " + forms);
+  if (result.ok()) result = work();
+  return result.ok() ? 0 : CliFailure(environment, name, result.text);
+}
+
+}  // namespace
+
+std::string RenameForms() {
+  return "rename FILE SLOT NAME  gives a patch of a data file another name\n";
+}
+
+std::string RenameDetails() {
+  return "SLOT counts from 0, as \"names\" prints it.  Checksums inside the data are renewed.  Prints the new line of\n"
+         "the list: slot, number, name.\n\n"
+         "  tonalith-cli rename bank.dat 4 \"WARM PAD\"\n";
+}
+
+std::string ImportForms() {
+  return "import FILE OUT [--type NAME]  makes a data file of recognised data\n";
+}
+
+std::string ImportDetails() {
+  return "FILE is raw SysEx, a Standard MIDI File or a data file; --type chooses when it holds several pieces.\n\n"
+         "  tonalith-cli import rom1a.syx rom1a.dat\n";
+}
+
+std::string ExportForms() {
+  return "export FILE OUT.mid|OUT.syx  writes what is sent to the instrument as a MIDI file or as raw SysEx\n";
+}
+
+std::string ExportDetails() {
+  return "FILE is a data file; or raw SysEx or a Standard MIDI File, whose messages are written as they are.  In a "
+         "MIDI\n"
+         "file every message waits until the one before it has passed a MIDI cable.\n\n"
+         "  tonalith-cli export bank.dat bank.mid\n";
+}
+
+int RunRename(CliEnvironment& environment, const std::vector<std::string>& args) {
+  const CliArguments arguments(args, {});
+  return FilesCommand(environment, "rename", arguments, 3, RenameForms(), [&] {
+    Session session(environment);
+    session.LoadStudio();
+    return Rename(session, arguments.words());
+  });
+}
+
+int RunImport(CliEnvironment& environment, const std::vector<std::string>& args) {
+  const CliArguments arguments(args, {"type"});
+  return FilesCommand(environment, "import", arguments, 2, ImportForms(), [&] {
+    Session session(environment);
+    session.LoadStudio();
+    return Import(session, arguments.words(), arguments.Option("type").value_or(""));
+  });
+}
+
+int RunExport(CliEnvironment& environment, const std::vector<std::string>& args) {
+  const CliArguments arguments(args, {});
+  return FilesCommand(environment, "export", arguments, 2, ExportForms(),
+                      [&] { return Export(environment, arguments.words()); });
+}
+
+}  // namespace tonalith

@@ -1,0 +1,510 @@
+#include "cli/commands_transfer.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "bank/bank_document.h"
+#include "cli/arguments.h"
+#include "cli/transfer_rig.h"
+#include "data/container.h"
+#include "data/standard_midi_file.h"
+#include "platform/atomic_file.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kTransferOptions[] =
+    "  --in NAME, --out NAME   MIDI ports, by name or a part of it that only one has; without them those that the\n"
+    "                          studio remembers for the instrument, else the only ones there are\n"
+    "  --device N              SysEx channel or device number, from 0 (as in the descriptor of the data type)\n"
+    "  --channel N             MIDI channel, 0 to 15\n"
+    "  --patch N               number of a single patch; for banks got patch by patch: only this patch (from 0, may "
+    "be\n"
+    "                          given several times)\n"
+    "  --timeout MS            longest silence while receiving\n"
+    "instead of real ports, in virtual time:\n"
+    "  --virtual DUMP          a simulated instrument loaded with DUMP (raw SysEx, MIDI file or data file), or with\n"
+    "                          contents of its own: --virtual factory\n"
+    "  --fault PLAN            faults of its cable, for example lost-byte:reply=1,at=100 (docs/simulator.md)\n"
+    "  --state FILE            writes the memory of the simulated instrument to FILE afterwards\n"
+    "  --conversation FILE     an exchange in lines OUT hex, IN hex, WAIT ms; another exchange is a failure\n";
+
+// What the options of receive and send say.
+struct TransferOptions {
+  std::string in, out, virtualDump, fault, state, conversation, type;
+  bool isVirtual = false, isConversation = false;
+  std::int64_t device = -1, channel = -1, timeout = 0;
+  std::vector<std::int64_t> patches;
+};
+
+Result ReadOptions(const CliArguments& args, TransferOptions* options) {
+  Result result = args.state();
+  options->in = args.Option("in").value_or("");
+  options->out = args.Option("out").value_or("");
+  options->virtualDump = args.Option("virtual").value_or("");
+  options->fault = args.Option("fault").value_or("");
+  options->state = args.Option("state").value_or("");
+  options->conversation = args.Option("conversation").value_or("");
+  options->type = args.Option("type").value_or("");
+  options->isVirtual = args.Has("virtual");
+  options->isConversation = args.Has("conversation");
+  if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
+  if (result.ok()) result = args.Number("channel", 0, 15, -1, &options->channel);
+  if (result.ok()) result = args.Number("timeout", 1, 3'600'000, 0, &options->timeout);
+  for (const std::string& text : args.Options("patch")) {
+    const auto number = ParseInteger(text);
+    if (result.ok() && (!number || *number < 0 || *number > 65535))
+      result = Result::Failure("--patch takes a number from 0, not \"" + text + "\".");
+    options->patches.push_back(number.value_or(0));
+  }
+  if (result.ok() && options->isVirtual && options->isConversation)
+    result = Result::Failure("--virtual and --conversation exclude each other.");
+  if (result.ok() && !options->isVirtual && (!options->fault.empty() || !options->state.empty()))
+    result = Result::Failure("--fault and --state belong to --virtual.");
+  return result;
+}
+
+const std::vector<std::string>& TransferOptionNames() {
+  static const std::vector<std::string> names{"in",      "out",   "device", "channel",      "timeout", "patch",
+                                              "virtual", "fault", "state",  "conversation", "type"};
+  return names;
+}
+
+// The SysEx in a file, whatever kind of file it is.
+Result ReadSysExOf(Session& session, const std::string& path, std::vector<std::uint8_t>* sysex) {
+  std::vector<std::uint8_t> bytes;
+  if (Result read = ReadCliFile(session.environment(), path, &bytes); !read.ok()) return read;
+  sysex->clear();
+  if (IsStandardMidiFile(bytes)) {
+    SmfContents contents;
+    std::string error;
+    if (!ReadSmfSysEx(bytes, &contents, &error)) return Result::Failure(path + ": " + error);
+    for (const SmfSysEx& message : contents.messages)
+      if (message.isTerminated) sysex->insert(sysex->end(), message.bytes.begin(), message.bytes.end());
+    return Result::Success();
+  }
+  if (!LooksLikeDataFile(bytes) && !IsListFile(bytes)) {
+    *sysex = std::move(bytes);
+    return Result::Success();
+  }
+  Recognition found;
+  if (Result result = session.recognizer().Recognize(bytes, &found); !result.ok()) return result;
+  for (const RecognizedPiece& piece : found.pieces) {
+    std::vector<std::uint8_t> part;
+    if (Result result = RenderBytes(session, piece.data.get(), &part); !result.ok()) return result;
+    sysex->insert(sysex->end(), part.begin(), part.end());
+  }
+  return Result::Success();
+}
+
+// The description of a simulated instrument goes by the name of the instrument's module.
+std::unique_ptr<SimulatedInstrument> SimulatedOfName(const std::string& name, std::string* problem) {
+  for (const std::string& key : SimulatedInstrumentKeys()) {
+    auto candidate = SimulatedInstrument::Create(key, problem);
+    if (candidate && AsciiEqualNoCase(candidate->description().name, name)) return candidate;
+  }
+  *problem = "There is no simulated " + name + ".";
+  return nullptr;
+}
+
+// One receive or send: the instrument, its end of the cable, and the rig.
+class TransferCommand {
+ public:
+  TransferCommand(Session& session, const TransferOptions& options)
+      : session_(session),
+        options_(options),
+        rig_(session,
+             options.isVirtual || options.isConversation ? TransferRig::Kind::Virtual : TransferRig::Kind::Real) {}
+
+  TransferRig& rig() { return rig_; }
+
+  // Plugs in what is at the other end and opens the ports.  `instrument` may be null when no module knows the data.
+  Result Prepare(ZKDrvList* instrument, bool needsInput) {
+    rig_.services().SetTimeout(options_.timeout);
+    Result result = Result::Success();
+    if (options_.isVirtual) result = PlugSimulated(instrument);
+    if (options_.isConversation) result = PlugTalk();
+    if (!result.ok()) return result;
+    if (instrument) result = SetChannels(instrument);
+    if (result.ok()) result = OpenPorts(instrument, needsInput);
+    if (result.ok() && instrument) rig_.RoutePorts(instrument);
+    return result;
+  }
+
+  Result Run(TransferOperation operation, DataFile* data) {
+    const auto watcher = [&](Transfer&) {
+      // What the far end says of its own accord comes when the receive is armed.
+      if (options_.isConversation && !std::exchange(talkBegun_, true)) rig_.cables().BeginTalk(place_);
+    };
+    return rig_.Run(operation, data, watcher);
+  }
+
+  // After all transfers: what the other end has to say about them.
+  Result Finish() {
+    if (options_.isConversation) {
+      rig_.clock().SleepMs(100);
+      const std::string verdict = rig_.cables().TalkVerdict(place_);
+      if (!verdict.empty()) return Result::Failure(options_.conversation + ": " + verdict);
+    }
+    if (!options_.isVirtual) return Result::Success();
+    std::vector<std::uint8_t> memory;
+    std::string display;
+    rig_.cables().With(place_, [&](SimulatedInstrument& instrument) {
+      memory = instrument.Dump();
+      display = instrument.display();
+    });
+    if (!display.empty())
+      session_.environment().err << "tonalith-cli: The display of the simulated instrument says: " << display << "\n";
+    if (options_.state.empty()) return Result::Success();
+    return WriteFileAtomically(options_.state, std::span<const std::uint8_t>(memory));
+  }
+
+ private:
+  Result PlugSimulated(ZKDrvList* instrument) {
+    std::string problem;
+    std::vector<std::uint8_t> dump;
+    const bool factory = options_.virtualDump == "factory";
+    if (!factory) {
+      if (Result read = ReadSysExOf(session_, options_.virtualDump, &dump); !read.ok()) return read;
+    }
+    std::unique_ptr<SimulatedInstrument> simulated;
+    if (instrument) simulated = SimulatedOfName(instrument->name, &problem);
+    if (!simulated && !factory) simulated = SimulatedInstrument::CreateForDump(dump, &problem);
+    if (!simulated) return Result::Failure(problem);
+    if (!factory) {
+      const LoadResult loaded = simulated->LoadDump(dump);
+      if (loaded.taken == 0)
+        return Result::Failure(options_.virtualDump + " holds nothing that a " + simulated->description().name +
+                               " can be loaded with.");
+      for (const std::string& note : loaded.notes) {
+        session_.environment().err << "tonalith-cli: " << options_.virtualDump << ": " << note;
+        if (loaded.notes.size() > 1) session_.environment().err << " (" << loaded.notes.size() - 1 << " more.)";
+        session_.environment().err << "\n";
+        break;
+      }
+    }
+    if (!options_.fault.empty()) {
+      const auto plan = FaultPlan::Parse(options_.fault, &problem);
+      if (!plan) return Result::Failure(problem);
+      simulated->SetFaults(*plan);
+    }
+    const int base = simulated->description().deviceBase;
+    int device = static_cast<int>(options_.device);
+    if (device < 0 && instrument) device = DeviceOf(dump, instrument);
+    if (device < 0 && instrument) device = base + simulated->device();
+    if (device >= 0 && instrument) {
+      instrument->SetSysExChannel(device);
+      device = instrument->sysExChannel;
+    }
+    if (device >= base) simulated->SetDevice(device - base);
+    place_ = rig_.PlugInstrument(std::move(simulated));
+    return Result::Success();
+  }
+
+  // The device number a dump was made with; -1 when it does not say.
+  int DeviceOf(const std::vector<std::uint8_t>& dump, const ZKDrvList* instrument) {
+    Recognition found;
+    if (dump.empty() || !session_.recognizer().Recognize(dump, &found).ok()) return -1;
+    for (const RecognizedPiece& piece : found.pieces)
+      if (piece.instrument == instrument->name && piece.data->synth->hasSysExChannel)
+        return piece.data->synth->sysExChannel;
+    return -1;
+  }
+
+  Result PlugTalk() {
+    std::vector<std::uint8_t> bytes;
+    if (Result read = ReadCliFile(session_.environment(), options_.conversation, &bytes); !read.ok()) return read;
+    std::string problem;
+    auto talk = Conversation::Parse(std::string(bytes.begin(), bytes.end()), &problem);
+    if (!talk) return Result::Failure(options_.conversation + ": " + problem);
+    place_ = rig_.PlugConversation(std::move(*talk));
+    return Result::Success();
+  }
+
+  Result SetChannels(ZKDrvList* instrument) {
+    if (options_.device >= 0) {
+      instrument->SetSysExChannel(static_cast<int>(options_.device));
+      if (instrument->sysExChannel != options_.device)
+        return Result::Failure("--device " + std::to_string(options_.device) + " is outside what the " +
+                               instrument->DisplayKey() + " can have.");
+    }
+    if (options_.channel >= 0) instrument->SetMidiChannel(static_cast<int>(options_.channel));
+    return Result::Success();
+  }
+
+  // The port the user named, else the one the studio remembers, else the only one.
+  Result ChoosePort(MidiDirection direction, const std::string& wanted, const std::string& remembered,
+                    std::string* name) {
+    const bool input = direction == MidiDirection::Input;
+    const std::string kind = input ? "MIDI IN port" : "MIDI OUT port";
+    const auto names = rig_.PortNames(direction);
+    if (names.empty()) {
+      std::string why;
+      for (const auto& [system, state] : rig_.midi().BackendStates())
+        if (!state.ok()) why += " " + system + ": " + state.text;
+      return Result::Failure("There is no " + kind + "." + why);
+    }
+    std::size_t chosen = 0;
+    if (!wanted.empty()) {
+      Result result = ChooseByName(names, wanted, kind, &chosen);
+      if (result.ok()) *name = names[chosen];
+      return result;
+    }
+    const auto known = std::find(names.begin(), names.end(), remembered);
+    if (known != names.end() || names.size() == 1) {
+      *name = known != names.end() ? *known : names.front();
+      return Result::Success();
+    }
+    std::string list;
+    for (const std::string& entry : names) list += (list.empty() ? "" : ", ") + entry;
+    return Result::Failure("Which " + kind + "? Say " + (input ? "--in" : "--out") + " NAME; there is: " + list + ".");
+  }
+
+  Result OpenPorts(const ZKDrvList* instrument, bool needsInput) {
+    std::string in, out;
+    if (options_.isVirtual || options_.isConversation) {
+      in = out = rig_.cables().PortName(place_);
+    } else {
+      Result result = ChoosePort(MidiDirection::Output, options_.out, instrument ? instrument->outPortName : "", &out);
+      // A transmission listens only when there is something to listen to (acknowledgements).
+      const std::string remembered = instrument ? instrument->inPortName : "";
+      if (result.ok()) {
+        const Result input = ChoosePort(MidiDirection::Input, options_.in, remembered, &in);
+        if (!input.ok() && (needsInput || !options_.in.empty())) result = input;
+      }
+      if (!result.ok()) return result;
+    }
+    return rig_.OpenPorts(in, out);
+  }
+
+  Session& session_;
+  const TransferOptions& options_;
+  TransferRig rig_;
+  std::size_t place_ = 0;
+  bool talkBegun_ = false;
+};
+
+// --patch: the number of a single patch, or the patches of a bank that is got patch by patch.
+Result ApplyPatches(const TransferOptions& options, DataFile* data, std::vector<std::uint8_t>* mask) {
+  if (options.patches.empty()) return Result::Success();
+  Synth& synth = *data->synth;
+  if (PatchAddressable(synth)) {
+    mask->assign(synth.numVoices, 0);
+    for (const std::int64_t patch : options.patches) {
+      if (patch >= static_cast<std::int64_t>(mask->size()))
+        return Result::Failure("--patch " + std::to_string(patch) + ": the " + DataTitle(*data) + " has patches 0 to " +
+                               std::to_string(mask->size() - 1) + ".");
+      (*mask)[static_cast<std::size_t>(patch)] = 1;
+    }
+    data->transferMask = mask->data();
+    data->transferMaskSize = mask->size();
+    return Result::Success();
+  }
+  if (synth.isBank || options.patches.size() > 1)
+    return Result::Failure("The " + DataTitle(*data) +
+                           " is sent and received as a whole: --patch has no meaning here.");
+  const std::int64_t patch = options.patches.front();
+  if (patch < PatchMin(synth) || patch > PatchMax(synth))
+    return Result::Failure("--patch " + std::to_string(patch) + ": the patch numbers of the " + DataTitle(*data) +
+                           " go from " + std::to_string(PatchMin(synth)) + " to " + std::to_string(PatchMax(synth)) +
+                           ".");
+  synth.patchNumber = static_cast<std::uint16_t>(patch);
+  return Result::Success();
+}
+
+// The mask belongs to the command, not to the record.
+void DropMask(DataFile* data) {
+  data->transferMask = nullptr;
+  data->transferMaskSize = 0;
+}
+
+// The bytes that came, when they are this data and nothing else; else the data as it is sent.
+Result RawSysEx(Session& session, const std::vector<std::uint8_t>& received, DataFile* data,
+                std::vector<std::uint8_t>* bytes) {
+  Recognition found;
+  if (!received.empty() && session.recognizer().Recognize(received, &found).ok() && found.pieces.size() == 1 &&
+      found.unknownMessages == 0) {
+    const RecognizedPiece& piece = found.pieces.front();
+    const auto same = [](std::span<const std::uint8_t> a, std::span<const std::uint8_t> b) {
+      return std::equal(a.begin(), a.end(), b.begin(), b.end());
+    };
+    if (piece.driverId == data->synth->driverId && same(BodySpan(*piece.data), BodySpan(*data))) {
+      *bytes = received;
+      return Result::Success();
+    }
+  }
+  return RenderBytes(session, data, bytes);
+}
+
+Result WriteReceived(Session& session, const std::string& path, const std::vector<std::uint8_t>& received,
+                     DataFilePtr data) {
+  if (path != "-" && !AsciiEndsWithNoCase(path, ".syx")) return ZKBankDoc(std::move(data)).Save(path);
+  std::vector<std::uint8_t> bytes;
+  if (Result result = RawSysEx(session, received, data.get(), &bytes); !result.ok()) return result;
+  if (path != "-") return WriteFileAtomically(path, std::span<const std::uint8_t>(bytes));
+  std::ostream& out = session.environment().out;
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return out.flush() ? Result::Success() : Result::Failure("Standard output takes no data.");
+}
+
+Result Receive(Session& session, const std::vector<std::string>& words, const TransferOptions& options) {
+  ZKDrvList* instrument = nullptr;
+  ZKDrvList* driver = nullptr;
+  Result result = session.FindInstrument(words[0], &instrument);
+  if (result.ok()) result = session.FindType(instrument, words[1], &driver);
+  if (!result.ok()) return result;
+  TransferCommand command(session, options);
+  result = command.Prepare(instrument, true);
+  if (!result.ok()) return result;
+  DataFilePtr data = session.studio().GetNewDataFile(driver);
+  if (!data) return Result::Failure("There is not enough memory.");
+  command.rig().RoutePorts(data.get());
+  std::vector<std::uint8_t> mask;
+  result = ApplyPatches(options, data.get(), &mask);
+  if (result.ok()) result = command.Run(TransferOperation::kReceive, data.get());
+  DropMask(data.get());
+  const Result end = command.Finish();
+  // A conversation that went another way explains the failure better than a receive that starved.
+  if (!end.ok() && (result.ok() || options.isConversation)) result = end;
+  return result.ok() ? WriteReceived(session, words[2], command.rig().Received(), std::move(data)) : result;
+}
+
+// The pieces of a file that are to be sent, ready for their instrument.
+Result PiecesToSend(Session& session, const std::string& path, const std::string& type,
+                    std::vector<DataFilePtr>* pieces) {
+  Recognition found;
+  Result result = RecognizeFile(session, path, &found);
+  if (!result.ok()) {
+    // A data file knows how it is sent even when its module is not installed.
+    DataFilePtr data;
+    if (path == "-" || !ZKBankDoc::Load(path, &data).ok()) return result;
+    pieces->push_back(std::move(data));
+    return Result::Success();
+  }
+  if (found.unknownMessages)
+    session.environment().err << "tonalith-cli: " << found.unknownMessages
+                              << " SysEx messages were not recognised and are not sent.\n";
+  for (RecognizedPiece& piece : found.pieces)
+    if (type.empty() || AsciiEqualNoCase(piece.dataType, type)) pieces->push_back(std::move(piece.data));
+  if (pieces->empty()) return Result::Failure(path + " holds no data of type \"" + type + "\".");
+  return Result::Success();
+}
+
+Result Send(Session& session, const std::string& path, const TransferOptions& options) {
+  std::vector<DataFilePtr> pieces;
+  Result result = PiecesToSend(session, path, options.type, &pieces);
+  if (!result.ok()) return result;
+  ZKDrvList* driver = session.studio().GetDriverWithID(pieces.front()->synth->driverId);
+  ZKDrvList* instrument = driver ? driver->instrument : nullptr;
+  for (const DataFilePtr& piece : pieces) {
+    const ZKDrvList* other = session.studio().GetDriverWithID(piece->synth->driverId);
+    if ((other ? other->instrument : nullptr) != instrument)
+      return Result::Failure(path + " holds data of several instruments; choose with --type, or send a file for each.");
+  }
+  TransferCommand command(session, options);
+  result = command.Prepare(instrument, false);
+  if (!result.ok()) return result;
+  int sent = 0;
+  for (const DataFilePtr& piece : pieces) {
+    session.studio().DrvUpdateDataFile(piece.get());
+    command.rig().RoutePorts(piece.get());
+    std::vector<std::uint8_t> mask;
+    result = ApplyPatches(options, piece.get(), &mask);
+    if (result.ok()) result = command.Run(TransferOperation::kTransmit, piece.get());
+    DropMask(piece.get());
+    if (!result.ok()) break;
+    ++sent;
+    session.environment().out << DataTitle(*piece) << ": sent\n";
+  }
+  if (!result.ok() && sent > 0)
+    result.text += " (" + std::to_string(sent) + " of " + std::to_string(pieces.size()) + " pieces were sent.)";
+  const Result end = command.Finish();
+  return end.ok() || (!result.ok() && !options.isConversation) ? result : end;
+}
+
+}  // namespace
+
+std::string PortsDetails() {
+  return "Prints \"in\" or \"out\", the MIDI system and the name, tab separated.  MIDI systems that are not there are\n"
+         "named on standard error.\n\n"
+         "  tonalith-cli ports\n";
+}
+
+std::string ReceiveDetails() {
+  return std::string(
+             "INSTRUMENT and TYPE are names or parts of them, without regard to case; \"module list\" names them.\n"
+             "OUT ending in .syx is written as raw SysEx, anything else as a data file; - is raw SysEx on standard\n"
+             "output.  When the data does not come whole, OUT is left as it was.\n\n") +
+         kTransferOptions +
+         "\n  tonalith-cli receive dx7 \"voice bank\" bank.dat --in UM-ONE --out UM-ONE\n"
+         "  tonalith-cli receive dx7 \"voice bank\" bank.syx --virtual factory\n";
+}
+
+std::string SendDetails() {
+  return std::string("FILE is a data file, raw SysEx or a Standard MIDI File whose data is recognised.\n\n") +
+         kTransferOptions +
+         "sending:\n"
+         "  --type NAME             only the pieces of this data type\n"
+         "\n  tonalith-cli send bank.dat --out UM-ONE\n"
+         "  tonalith-cli send bank.syx --virtual factory --state after.syx\n";
+}
+
+std::string PortsForms() {
+  return "ports  the MIDI ports of this machine\n";
+}
+
+std::string ReceiveForms() {
+  return "receive INSTRUMENT TYPE OUT [OPTIONS]  gets data from an instrument into a file\n";
+}
+
+std::string SendForms() {
+  return "send FILE [OPTIONS]  sends the data of a file to its instrument\n";
+}
+
+int RunPorts(CliEnvironment& environment, const std::vector<std::string>& args) {
+  const CliArguments arguments(args, {});
+  if (!arguments.state().ok() || !arguments.words().empty())
+    return CliFailure(environment, "ports", "no arguments are needed.");
+  Session session(environment);
+  TransferRig rig(session, TransferRig::Kind::Real);
+  for (const MidiDirection direction : {MidiDirection::Input, MidiDirection::Output}) {
+    rig.PortNames(direction);
+    for (const MidiPortDevice& device : rig.midi().Devices(direction))
+      environment.out << (direction == MidiDirection::Input ? "in" : "out") << "\t" << device.backend->Name() << "\t"
+                      << device.info.name << "\n";
+  }
+  for (const auto& [system, state] : rig.midi().BackendStates())
+    if (!state.ok()) environment.err << "tonalith-cli ports: " << system << ": " << state.text << "\n";
+  return 0;
+}
+
+int RunReceive(CliEnvironment& environment, const std::vector<std::string>& args) {
+  const CliArguments arguments(args, TransferOptionNames());
+  TransferOptions options;
+  Result result = ReadOptions(arguments, &options);
+  if (result.ok() && arguments.words().size() != 3)
+    result = Result::Failure("an instrument, a data type and a file are needed: " + ReceiveForms());
+  if (result.ok()) {
+    Session session(environment);
+    session.LoadStudio();
+    result = Receive(session, arguments.words(), options);
+  }
+  return result.ok() ? 0 : CliFailure(environment, "receive", result.text);
+}
+
+int RunSend(CliEnvironment& environment, const std::vector<std::string>& args) {
+  const CliArguments arguments(args, TransferOptionNames());
+  TransferOptions options;
+  Result result = ReadOptions(arguments, &options);
+  if (result.ok() && arguments.words().size() != 1) result = Result::Failure("one file is needed: " + SendForms());
+  if (result.ok()) {
+    Session session(environment);
+    session.LoadStudio();
+    result = Send(session, arguments.words()[0], options);
+  }
+  return result.ok() ? 0 : CliFailure(environment, "send", result.text);
+}
+
+}  // namespace tonalith

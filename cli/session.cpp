@@ -1,0 +1,181 @@
+#include "cli/session.h"
+
+#include <algorithm>
+#include <istream>
+#include <iterator>
+#include <ostream>
+
+#include "bank/bank_document.h"
+#include "data/sysex_split.h"
+#include "platform/atomic_file.h"
+#include "platform/text.h"
+#include "script/transfer_engine.h"
+#include "studio/shipped_modules.h"
+
+namespace tonalith {
+
+Session::Session(CliEnvironment& environment)
+    : environment_(environment),
+      console_(environment.in, environment.err, environment.canAsk),
+      scripted_(ScriptedPrompts::FromEnvironment()),
+      activePrompts_(scripted_ ? static_cast<Prompts*>(scripted_.get()) : &console_),
+      registry_(RegistryFile(environment.folders), "Tonalith", activePrompts_),
+      paths_(environment.folders, registry_) {
+  paths_.ConfigBasics();
+  settings_.MainLoadConfig(paths_.BuildConfigFilename(), paths_.MainGetPreferencesIni(),
+                           paths_.MainGetPreferencesPath());
+}
+
+Session::~Session() = default;
+
+void Session::InstallModules() {
+  const Result result = InstallShippedModules(paths_.MainGetResourcePath(), paths_.MainGetInstrPath());
+  if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
+}
+
+void Session::LoadStudio() {
+  StudioPaths folders{paths_.MainGetInstrPath(), paths_.MainGetDataPath(), paths_.CompanyConfigPath(),
+                      paths_.GetZKIni()};
+  studio_ = std::make_unique<ZKStudioDoc>(std::move(folders), *activePrompts_);
+  const Result result = LoadStudioWithShippedModules(*studio_, paths_.MainGetResourcePath());
+  if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
+}
+
+const Recognizer& Session::recognizer() {
+  if (!recognizer_) recognizer_ = std::make_unique<Recognizer>(*studio_);
+  return *recognizer_;
+}
+
+Result Session::FindInstrument(const std::string& name, ZKDrvList** instrument) {
+  const auto& instruments = studio_->instruments();
+  if (instruments.empty())
+    return Result::Failure("No instrument module is installed in " + paths_.MainGetInstrPath() + ".");
+  std::vector<std::string> names;
+  for (const auto& entry : instruments) names.push_back(entry->DisplayKey());
+  std::size_t chosen = 0;
+  Result result = ChooseByName(names, name, "instrument", &chosen);
+  if (result.ok()) *instrument = instruments[chosen].get();
+  return result;
+}
+
+Result Session::FindType(ZKDrvList* instrument, const std::string& name, ZKDrvList** driver) {
+  std::vector<std::string> names;
+  for (const auto& entry : instrument->drivers) {
+    names.push_back(Latin1ToUtf8(entry->TypeName()));
+    const Synth* synth = entry->synth();
+    if (synth && (AsciiEqualNoCase(FieldText(synth->typeKey), name) || std::to_string(synth->driverId) == name)) {
+      *driver = entry.get();
+      return Result::Success();
+    }
+  }
+  std::size_t chosen = 0;
+  Result result = ChooseByName(names, name, "data type of the " + instrument->DisplayKey(), &chosen);
+  if (result.ok()) *driver = instrument->drivers[chosen].get();
+  return result;
+}
+
+Result ChooseByName(const std::vector<std::string>& names, const std::string& wanted, const std::string& kind,
+                    std::size_t* chosen) {
+  std::vector<std::size_t> parts;
+  const std::string part = AsciiLower(wanted);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (AsciiEqualNoCase(names[i], wanted)) {
+      *chosen = i;
+      return Result::Success();
+    }
+    if (!part.empty() && AsciiLower(names[i]).find(part) != std::string::npos) parts.push_back(i);
+  }
+  if (parts.size() == 1) {
+    *chosen = parts.front();
+    return Result::Success();
+  }
+  std::string list;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (parts.empty() || std::find(parts.begin(), parts.end(), i) != parts.end())
+      list += (list.empty() ? "" : ", ") + names[i];
+  if (!parts.empty())
+    return Result::Failure("More than one " + kind + " is meant by \"" + wanted + "\": " + list + ".");
+  if (names.empty()) return Result::Failure("There is no " + kind + ".");
+  return Result::Failure("There is no " + kind + " \"" + wanted + "\"; there is: " + list + ".");
+}
+
+Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::vector<std::uint8_t>* bytes) {
+  if (path != "-") return ReadWholeFile(path, *bytes);
+  bytes->assign(std::istreambuf_iterator<char>(environment.in), std::istreambuf_iterator<char>());
+  return Result::Success();
+}
+
+Result RecognizeFile(Session& session, const std::string& path, Recognition* found) {
+  std::vector<std::uint8_t> bytes;
+  if (Result read = ReadCliFile(session.environment(), path, &bytes); !read.ok()) return read;
+  Result result = session.recognizer().Recognize(bytes, found);
+  if (!result.ok()) result.text = path + ": " + result.text;
+  return result;
+}
+
+namespace {
+
+// Takes what a transmission says, answers nothing.
+class RenderServices final : public ScriptServices {
+ public:
+  int SendDataPort(std::span<const std::uint8_t> bytes, int /*port*/, TransferContext& /*context*/) override {
+    stream.insert(stream.end(), bytes.begin(), bytes.end());
+    return static_cast<int>(bytes.size());
+  }
+  void CreateDelayEvent(int /*port*/, std::uint32_t ms, TransferContext& /*context*/) override {
+    pauses.emplace_back(stream.size(), ms);
+  }
+
+  std::vector<std::uint8_t> stream;
+  std::vector<std::pair<std::size_t, std::uint32_t>> pauses;  // position in the stream, milliseconds
+};
+
+}  // namespace
+
+Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages) {
+  if (!dataFile || !dataFile->synth || !dataFile->body) return Result::Failure("There is no data.");
+  RenderServices services;
+  const std::uint8_t handshake = dataFile->synth->rolandHandshake;
+  {
+    TransferEngine engine(services, session.prompts());
+    dataFile->synth->rolandHandshake = 0;  // a file gives no acknowledgements
+    engine.MidiSendDataFileAll(dataFile);
+    dataFile->synth->rolandHandshake = handshake;
+  }
+  messages->clear();
+  SysExSplitter splitter(services.stream);
+  auto pause = services.pauses.begin();
+  for (SysExPiece piece; splitter.Next(&piece);) {
+    if (!piece.isTerminated) continue;
+    RenderedMessage message{CleanSysEx(piece), 0};
+    for (; pause != services.pauses.end() && pause->first <= piece.offset; ++pause)
+      message.milliseconds += pause->second;
+    messages->push_back(std::move(message));
+  }
+  if (!messages->empty()) {
+    session.TakeNotices();
+    return Result::Success();
+  }
+  const auto notices = session.TakeNotices();
+  return Result::Failure("There is nothing to send in the " + DataTitle(*dataFile) +
+                         (notices.empty() ? "." : ": " + notices.front()));
+}
+
+Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_t>* bytes) {
+  std::vector<RenderedMessage> messages;
+  Result result = RenderData(session, dataFile, &messages);
+  bytes->clear();
+  for (const RenderedMessage& message : messages)
+    bytes->insert(bytes->end(), message.bytes.begin(), message.bytes.end());
+  return result;
+}
+
+std::string DataTitle(const DataFile& dataFile) {
+  return Latin1ToUtf8(TransferInstrumentName(dataFile) + " " + FieldText(dataFile.synth->typeName));
+}
+
+std::string PatchText(const PatchLine& line) {
+  return std::to_string(line.slot) + "\t" + line.number + "\t" + Latin1ToUtf8(line.name);
+}
+
+}  // namespace tonalith

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/command_line_tool.h"
+#include "cli/console_prompts.h"
+#include "platform/result.h"
+#include "services/paths.h"
+#include "services/registry.h"
+#include "services/settings.h"
+#include "studio/recognize.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+// The core without a window: folders, settings and the studio with the modules the program comes with.
+class Session {
+ public:
+  // Makes the folders; nothing is loaded yet.
+  explicit Session(CliEnvironment& environment);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session();
+
+  // Installs shipped modules that are missing or older (a problem is noted on standard error).
+  void InstallModules();
+  // InstallModules and the studio.
+  void LoadStudio();
+
+  CliEnvironment& environment() { return environment_; }
+  Paths& paths() { return paths_; }
+  Settings& settings() { return settings_; }
+  Prompts& prompts() { return *activePrompts_; }
+  // What the program told since the last call, in sentences; empty with scripted prompts.
+  std::vector<std::string> TakeNotices() { return console_.TakeNotices(); }
+  ZKStudioDoc& studio() { return *studio_; }  // after LoadStudio
+  const Recognizer& recognizer();             // after LoadStudio
+  std::filesystem::path instruments() const { return paths_.MainGetInstrPath(); }
+
+  // By display name, or a part of it that only one has; without regard to case.
+  Result FindInstrument(const std::string& name, ZKDrvList** instrument);
+  // A data type of the instrument by type name or key, or a part of the name that only one has.
+  Result FindType(ZKDrvList* instrument, const std::string& name, ZKDrvList** driver);
+
+ private:
+  CliEnvironment& environment_;
+  ConsolePrompts console_;
+  std::unique_ptr<ScriptedPrompts> scripted_;
+  Prompts* activePrompts_;
+  Registry registry_;
+  Paths paths_;
+  Settings settings_;
+  std::unique_ptr<ZKStudioDoc> studio_;
+  std::unique_ptr<Recognizer> recognizer_;
+};
+
+// Position of the one name that `wanted` means: equal to it, or having it as a part, both without regard to case.
+// Failure: `kind` ("instrument", "MIDI OUT port" ...) is named with the names to choose from.
+Result ChooseByName(const std::vector<std::string>& names, const std::string& wanted, const std::string& kind,
+                    std::size_t* chosen);
+
+// Pieces of data in a file: raw SysEx, a data file or a Standard MIDI File; "-" is standard input.
+Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::vector<std::uint8_t>* bytes);
+Result RecognizeFile(Session& session, const std::string& path, Recognition* found);
+
+// What MIDI carries when the data is sent (its checksums are brought up to date in `dataFile` by this).
+struct RenderedMessage {
+  std::vector<std::uint8_t> bytes;  // F0 to F7
+  std::uint32_t milliseconds = 0;   // pause before it that the data asks for
+};
+Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages);
+Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_t>* bytes);
+
+// "Yamaha DX7 Voice Bank", UTF-8.
+std::string DataTitle(const DataFile& dataFile);
+// "slot, number as displayed, name", tab separated: the lines of `names`.
+std::string PatchText(const PatchLine& line);
+
+}  // namespace tonalith

@@ -1,0 +1,267 @@
+#include "cli/transfer_rig.h"
+
+#include <algorithm>
+#include <csignal>
+#include <ostream>
+
+#include "midi/backends/alsa_backend.h"
+#include "midi/backends/jack_backend.h"
+#include "platform/ini_file.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::uint32_t kCableRate = 3125;       // bytes a second of a MIDI cable
+constexpr std::int64_t kLookMs = 50;             // how often a running transfer is looked at
+constexpr std::int64_t kSettleVirtualMs = 3000;  // an instrument works on what it was sent
+constexpr std::int64_t kSettleRealMs = 30;       // the last bytes leave the MIDI system's own buffers
+
+volatile std::sig_atomic_t interruptSeen = 0;
+struct sigaction formerInterrupt;
+struct sigaction formerTerminate;
+
+extern "C" void NoteInterrupt(int) {
+  interruptSeen = 1;
+}
+
+std::string OneSentence(std::string_view text) {
+  std::string line = ReplaceAll(ReplaceAll(text, "\r\n", " "), "\n", " ");
+  line = std::string(TrimmedView(line));
+  if (!line.empty() && line.back() != '.' && line.back() != '!' && line.back() != '*') line += '.';
+  return line;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------- services
+
+int CliScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
+                                       TransferContext& context) {
+  if (timeoutMs_ <= 0) return MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
+  const std::int64_t own = std::exchange(context.receiveTimeoutMs, timeoutMs_);
+  const int stored = MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
+  context.receiveTimeoutMs = own;
+  return stored;
+}
+
+int CliScriptServices::Setting(ScriptSetting setting) {
+  Settings& settings = session_.settings();
+  switch (setting) {
+    case ScriptSetting::DefaultMidiChannel:
+      return settings.Value(SettingId::MainMidiChannel);
+    case ScriptSetting::Delay:
+      return settings.Value(SettingId::MainDelay);
+    case ScriptSetting::MidiDelay:
+      return settings.MidiDelay();
+    default:
+      return 0;
+  }
+}
+
+int CliScriptServices::PreferencesInt(std::string_view section, std::string_view key, int fallback) {
+  return IniFile(session_.paths().MainGetPreferencesIni()).GetInt(std::string(section), std::string(key), fallback);
+}
+
+std::string CliScriptServices::PreferencesText(std::string_view section, std::string_view key) {
+  return IniFile(session_.paths().MainGetPreferencesIni()).GetString(std::string(section), std::string(key));
+}
+
+// ---------------------------------------------------------------------------------------------------- interrupts
+
+InterruptGuard::InterruptGuard(CliEnvironment& environment)
+    : environment_(environment), installed_(environment.catchesSignals) {
+  if (!installed_) return;
+  interruptSeen = 0;
+  struct sigaction action {};
+  action.sa_handler = NoteInterrupt;
+  sigaction(SIGINT, &action, &formerInterrupt);
+  sigaction(SIGTERM, &action, &formerTerminate);
+}
+
+InterruptGuard::~InterruptGuard() {
+  if (!installed_) return;
+  sigaction(SIGINT, &formerInterrupt, nullptr);
+  sigaction(SIGTERM, &formerTerminate, nullptr);
+}
+
+bool InterruptGuard::Interrupted() const {
+  return (installed_ && interruptSeen) || environment_.interrupt.Cancelled();
+}
+
+// ---------------------------------------------------------------------------------------------------- the rig
+
+TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
+  if (kind == Kind::Virtual) {
+    virtualClock_ = std::make_unique<VirtualClock>();
+    clock_ = virtualClock_.get();
+    here_.emplace(*clock_);
+    backend_ = std::make_shared<VirtualBackend>(*clock_);
+    studio_ = std::make_unique<VirtualStudio>(*backend_, VirtualStudio::Options{kCableRate});
+  } else {
+    clock_ = &SystemClock();
+  }
+  midi_ = std::make_unique<MidiPortSystem>(*clock_, &session.prompts());
+  if (backend_) {
+    midi_->AddBackend(backend_);
+  } else {
+    midi_->AddBackend(MakeJackBackend());
+    midi_->AddBackend(MakeAlsaBackend());
+  }
+  session.settings().SetPacingSink(
+      [this](const std::int16_t values[5]) { midi_->out().OtAMidiSetPreferencesParms(values); });
+  session.settings().PushPacing();
+  midi_->out().SetGlobalMidiDelay(static_cast<std::uint32_t>(std::max(0, session.settings().MidiDelay())));
+  midi_->Start();
+  services_ = std::make_unique<CliScriptServices>(*midi_, session);
+  engine_ = std::make_unique<TransferEngine>(*services_, session.prompts(), &midi_->out());
+  services_->SetTransferEngine(engine_.get());
+  monitor_ = midi_->in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
+    if (message.size() < 2 || message.front() != 0xF0 || message.back() != 0xF7) return;
+    const std::lock_guard guard(receivedMutex_);
+    received_.insert(received_.end(), message.begin(), message.end());
+  });
+}
+
+TransferRig::~TransferRig() {
+  midi_->in().RemoveMidiInMonitor(monitor_);
+  session_.settings().SetPacingSink({});
+  engine_.reset();
+  services_.reset();
+  midi_->Stop();
+  studio_.reset();
+}
+
+std::size_t TransferRig::PlugInstrument(std::unique_ptr<SimulatedInstrument> instrument) {
+  return studio_->Attach(std::move(instrument));
+}
+
+std::size_t TransferRig::PlugConversation(Conversation conversation) {
+  return studio_->AttachConversation(std::move(conversation), "Conversation");
+}
+
+Result TransferRig::OpenPorts(const std::string& inName, const std::string& outName) {
+  for (const MidiDirection direction : {MidiDirection::Input, MidiDirection::Output}) {
+    const bool input = direction == MidiDirection::Input;
+    const std::string& name = input ? inName : outName;
+    if (name.empty()) continue;
+    PortMap map;
+    map.AddPortName(name);
+    if (input) {
+      midi_->SetMidiInPortMap(map);
+    } else {
+      midi_->SetMidiOutPortMap(map);
+    }
+    const int opened = input ? midi_->MidiPortInOpenPortsFromMap() : midi_->MidiPortOutOpenPortsFromMap();
+    if (opened < 1)
+      return Result::Failure(std::string("The MIDI ") + (input ? "IN" : "OUT") + " port \"" + name +
+                             "\" could not be opened; another program may be using it.");
+  }
+  return Result::Success();
+}
+
+void TransferRig::RoutePorts(ZKDrvList* instrument) {
+  const std::string in = midi_->in().INGETPORTNAME(0);
+  const std::string out = midi_->out().OUTGETPORTNAME(0);
+  instrument->SetInPort(0, in);
+  instrument->SetOutPort(0, out);
+  const int speed = IniFile(instrument->GetIniPath().string()).GetInt("Instrument", "MaxSysExSpeed");
+  if (speed > 0) midi_->out().MidiOutSetMaxSysExSpeed(0, static_cast<std::uint32_t>(speed));
+}
+
+void TransferRig::RoutePorts(DataFile* dataFile) {
+  dataFile->synth->midiInPort = 0;
+  dataFile->synth->midiOutPort = 0;
+}
+
+// ---------------------------------------------------------------------------------------------------- transfers
+
+void TransferRig::ShowProgress(const Transfer& transfer) {
+  if (!session_.environment().showsProgress) return;
+  const ReceiveWindowState state = transfer.WindowState();
+  std::string text = Latin1ToUtf8(state.shortName + " " + state.typeName) + ": ";
+  if (transfer.operation() == TransferOperation::kReceive) {
+    if (state.patchesToDo > 0)
+      text += Printf("patch %d of %d", state.patchesDone, state.patchesToDo);
+    else
+      text +=
+          Printf("%lld of %lld bytes", static_cast<long long>(state.received), static_cast<long long>(state.expected));
+  } else {
+    text += Printf("%lld bytes sent", static_cast<long long>(state.sent));
+  }
+  const std::size_t width = text.size();
+  if (width < progressWidth_) text.append(progressWidth_ - width, ' ');
+  progressWidth_ = width;
+  session_.environment().err << '\r' << text << std::flush;
+}
+
+void TransferRig::ClearProgress() {
+  if (progressWidth_ == 0) return;
+  session_.environment().err << '\r' << std::string(progressWidth_, ' ') << '\r' << std::flush;
+  progressWidth_ = 0;
+}
+
+Result TransferRig::WaitSent(int port, std::uint64_t failedBefore) {
+  const InterruptGuard guard(session_.environment());
+  const auto slot = midi_->out().GetMidiOutPort(port);
+  if (!slot) return Result::Success();
+  while (slot->Alive() && !slot->WaitIdle(kLookMs, nullptr)) {
+    if (!guard.Interrupted()) continue;
+    slot->StopTransmit();
+    return Result::Failure("The MIDI transfer was cancelled; the instrument may hold a part of the data.");
+  }
+  if (!slot->Alive()) return Result::Failure("The MIDI connection was lost: a MIDI port is no longer available.");
+  if (slot->failedMessages() != failedBefore)
+    return Result::Failure("The MIDI OUT port \"" + slot->name() + "\" did not take all of the data.");
+  clock_->SleepMs(virtualClock_ ? kSettleVirtualMs : kSettleRealMs);
+  return Result::Success();
+}
+
+Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher) {
+  {
+    const std::lock_guard lock(receivedMutex_);
+    received_.clear();
+  }
+  session_.TakeNotices();
+  const InterruptGuard guard(session_.environment());
+  const int outPort = dataFile->synth->midiOutPort;
+  const auto slot = midi_->out().GetMidiOutPort(outPort);
+  const std::uint64_t failedBefore = slot ? slot->failedMessages() : 0;
+  TransferRequest request;
+  request.operation = operation;
+  request.dataFile = dataFile;
+  request.observer = std::make_shared<TransferObserver>();
+  request.background = true;
+  std::shared_ptr<Transfer> transfer;
+  engine_->MidiIODataFile(request, &transfer);
+  if (!transfer) {
+    const auto notices = session_.TakeNotices();
+    return Result::Failure(notices.empty() ? "The transfer of the " + DataTitle(*dataFile) + " was not started."
+                                           : OneSentence(notices.front()));
+  }
+  while (!transfer->Wait(kLookMs)) {
+    ShowProgress(*transfer);
+    if (watcher) watcher(*transfer);
+    if (!guard.Interrupted()) continue;
+    transfer->Press(TransferState::Cancel);
+    if (operation == TransferOperation::kTransmit && slot) slot->StopTransmit();
+  }
+  ClearProgress();
+  const TransferResult result = transfer->Result();
+  if (!result.ok) {
+    std::string text = OneSentence(Latin1ToUtf8(result.text));
+    if (text.empty()) text = "The transfer of the " + DataTitle(*dataFile) + " failed.";
+    if (result.patchesToDo > 0 && result.patchesDone < result.patchesToDo)
+      text += Printf(" (%d of %d patches had come.)", result.patchesDone, result.patchesToDo);
+    return Result::Failure(text, result.code == 0 ? 1 : result.code);
+  }
+  return operation == TransferOperation::kTransmit ? WaitSent(outPort, failedBefore) : Result::Success();
+}
+
+std::vector<std::uint8_t> TransferRig::Received() {
+  const std::lock_guard guard(receivedMutex_);
+  return received_;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/session.h"
+#include "midi/backends/virtual_backend.h"
+#include "midi/port_system.h"
+#include "platform/clock.h"
+#include "script/transfer_engine.h"
+#include "script/transfer_engine_services.h"
+#include "simulator/virtual_studio.h"
+
+namespace tonalith {
+
+// Scripts and transfers of the command line tool: the real ports, the settings, no windows.
+class CliScriptServices final : public MidiScriptServices {
+ public:
+  CliScriptServices(MidiPortSystem& midi, Session& session)
+      : MidiScriptServices(midi.out(), midi.in()), session_(session) {}
+
+  // Milliseconds every receive may be silent, whatever the data type says; 0: as the data type says.
+  void SetTimeout(std::int64_t ms) { timeoutMs_ = ms; }
+
+  int GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
+                      TransferContext& context) override;
+  int Setting(ScriptSetting setting) override;
+  int PreferencesInt(std::string_view section, std::string_view key, int fallback) override;
+  std::string PreferencesText(std::string_view section, std::string_view key) override;
+
+ private:
+  Session& session_;
+  std::int64_t timeoutMs_ = 0;
+};
+
+// MIDI ports, and transfers over them.  Either the ports of the machine in real time, or a virtual cable in virtual
+// time, on which a transfer takes no longer than the computer needs to work it out.  The thread that makes a virtual
+// rig is the one that uses and destroys it.
+class TransferRig {
+ public:
+  enum class Kind { Real, Virtual };
+
+  TransferRig(Session& session, Kind kind);
+  TransferRig(const TransferRig&) = delete;
+  TransferRig& operator=(const TransferRig&) = delete;
+  ~TransferRig();
+
+  // --- virtual cables.  The place of what was plugged in.
+  std::size_t PlugInstrument(std::unique_ptr<SimulatedInstrument> instrument);
+  std::size_t PlugConversation(Conversation conversation);
+  VirtualStudio& cables() { return *studio_; }
+
+  // --- ports
+  MidiPortSystem& midi() { return *midi_; }
+  std::vector<std::string> PortNames(MidiDirection direction) { return midi_->DeviceNames(direction); }
+  // Opens exactly one input and one output, as slot 0 of their tables.
+  Result OpenPorts(const std::string& inName, const std::string& outName);
+  // Lets an instrument of the studio and data of it use the open ports.
+  void RoutePorts(ZKDrvList* instrument);
+  void RoutePorts(DataFile* dataFile);
+
+  // --- transfers
+  CliScriptServices& services() { return *services_; }
+  Clock& clock() { return *clock_; }
+  // Looked at every 50 ms while a transfer runs; may press its buttons.
+  using Watcher = std::function<void(Transfer&)>;
+  // Runs one transfer to its end, with progress on standard error; an interrupt cancels it.  A transmission has left
+  // the ports when this returns.  Failure: one sentence.
+  Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {});
+  // The SysEx messages that came in during the last Run.
+  std::vector<std::uint8_t> Received();
+
+ private:
+  void ShowProgress(const Transfer& transfer);
+  void ClearProgress();
+  Result WaitSent(int port, std::uint64_t failedBefore);
+
+  Session& session_;
+  std::unique_ptr<VirtualClock> virtualClock_;
+  Clock* clock_;
+  std::optional<ClockThread> here_;
+  std::shared_ptr<VirtualBackend> backend_;
+  std::unique_ptr<MidiPortSystem> midi_;
+  std::unique_ptr<VirtualStudio> studio_;
+  std::unique_ptr<CliScriptServices> services_;
+  std::unique_ptr<TransferEngine> engine_;
+  std::mutex receivedMutex_;
+  std::vector<std::uint8_t> received_;
+  int monitor_ = 0;
+  std::size_t progressWidth_ = 0;
+};
+
+// While one lives, an interrupt (Ctrl-C) or a request to end is noted instead of ending the process.
+class InterruptGuard {
+ public:
+  explicit InterruptGuard(CliEnvironment& environment);
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+  ~InterruptGuard();
+  bool Interrupted() const;
+
+ private:
+  CliEnvironment& environment_;
+  bool installed_;
+};
+
+}  // namespace tonalith
