@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCryptographicHash>
 #include <QFile>
+#include <QIcon>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QPixmap>
@@ -140,6 +141,7 @@ bool CZKApp::CreateMainFrame(ZKBasics& basics) {
       !result.ok()) {
     MonitorMsg("%s", result.text.c_str());
   }
+  QApplication::setWindowIcon(QIcon(FromUtf8(paths.MainGetResourcePath() + "/ZKBmp/Tonalith.png")));
   StudioPaths folders;
   folders.instruments = paths.MainGetInstrPath();
   folders.data = paths.MainGetDataPath();

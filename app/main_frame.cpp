@@ -256,7 +256,7 @@ void CMainFrame::RemoveMenuActions(const std::vector<std::string>& names) {
 }
 
 void CMainFrame::UpdateAppTitleBar() {
-  setWindowTitle(QStringLiteral("Tonalith") + (simulation_ ? tr(" - simulated instruments") : QString()));
+  setWindowTitle(simulation_ ? tr("Simulated instruments - Tonalith") : QStringLiteral("Tonalith"));
 }
 
 void CMainFrame::Status(const QString& text) {

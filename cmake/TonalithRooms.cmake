@@ -27,9 +27,10 @@ find_program(TONALITH_CCACHE ccache)
 if(TONALITH_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${TONALITH_CCACHE})
 endif()
-find_program(TONALITH_MOLD mold)
-if(TONALITH_MOLD)
-  add_link_options(-fuse-ld=mold)
+# lld is quicker than the default; mold 1.10 lays out programs with thread-local zeros so that they cannot be loaded.
+find_program(TONALITH_LLD ld.lld)
+if(TONALITH_LLD)
+  add_link_options(-fuse-ld=lld)
 endif()
 
 # tonalith_room(NAME [DIR dir] [USES rooms...] [QT modules...] [EXTRA_DIRS dirs...] [LINK libraries...])

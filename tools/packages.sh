@@ -2,7 +2,7 @@
 # Installs what is missing of the Debian packages for a purpose: packages.sh build|test
 # Quick when nothing is missing.  Uses sudo when not root and never asks.
 set -u
-build="g++ cmake ninja-build pkg-config ccache mold qt6-base-dev libjack-jackd2-dev libasound2-dev zlib1g-dev
+build="g++ cmake ninja-build pkg-config ccache lld qt6-base-dev libjack-jackd2-dev libasound2-dev zlib1g-dev
        libxml2-dev libgl-dev fonts-dejavu-core"
 tests="libgtest-dev libgmock-dev libbenchmark-dev python3 clang clang-format clang-tidy libclang-rt-14-dev
        xvfb xauth xdotool openbox imagemagick x11-utils jackd2 desktop-file-utils appstream shared-mime-info
