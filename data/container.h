@@ -159,7 +159,7 @@ bool IsListFile(std::span<const std::uint8_t> bytes);
 // Reads any of the four list types by structure.  0, or 3 (no LIST), 2 (cut off inside the list's own header), 6.
 // Members that do not read are skipped and counted.
 int ReadList(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list);
-// A plain FORM is read as a list of one, so that callers can open either.
+// A plain FORM with a descriptor is read as a list of one, so that callers can open either.
 int ReadListOrForm(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list);
 
 // --- Writing to memory -----------------------------------------------------------------------------------------------

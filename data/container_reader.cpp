@@ -422,8 +422,10 @@ int ReadListOrForm(std::span<const std::uint8_t> bytes, const FormReadOptions& o
   if (!data) return kDiskNoMemory;
   ContainerReader reader(bytes);
   const int result = reader.DiskReadForm(data.get(), options);
-  if (result == kDiskOk) list->members.push_back({std::move(data), nullptr});
-  return result;
+  if (result != kDiskOk) return result;
+  if (!data->synth) return kDiskReadError;
+  list->members.push_back({std::move(data), nullptr});
+  return kDiskOk;
 }
 
 bool LooksLikeDataFile(std::span<const std::uint8_t> bytes) {

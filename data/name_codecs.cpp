@@ -104,8 +104,9 @@ struct WritePlace : Place<ImageView> {
 };
 
 bool ZeroEndsName(const Synth& s) {
+  static constexpr char kNamed[] = "ASM Hydrasynth";
   return s.storageFormat == 2 || s.storageFormat == 17 || (s.driverId >= 4010 && s.driverId <= 4013) ||
-         FieldText(s.shortName) == "ASM Hydrasynth";
+         std::memcmp(s.shortName, kNamed, sizeof kNamed) == 0;
 }
 
 // Negative starts count from the last F7 of the voice, or from its end.
@@ -120,19 +121,32 @@ std::int64_t ResolveStart(const View& view, std::int64_t base, std::int64_t star
   return size + start;
 }
 
+// Puts one plain character; false ends the name.
+inline bool PutPlain(int b, bool zeroEnds, bool strippedZeroEnds, char* out) {
+  if (b == 0x7F || (b == 0 && !zeroEnds)) {
+    b = ' ';
+  } else if (b & 0x80) {
+    b &= 0x7F;
+    if (b == 0 && strippedZeroEnds) return false;
+  }
+  *out = static_cast<char>(b);
+  return b != 0;
+}
+
 void DecodePlain(const Place<ConstImageView>& from, char* out, std::uint32_t length) {
   const Synth& s = from.view.synth();
   const bool zeroEnds = ZeroEndsName(s);
-  for (std::uint32_t k = 0; k < length; ++k) {
-    int b = from.At(k);
-    if (b == 0x7F || (b == 0 && !zeroEnds)) {
-      b = ' ';
-    } else if (b & 0x80) {
-      b &= 0x7F;
-      if (b == 0 && s.storageFormat == 2) return;
+  const std::int64_t first = from.base + from.start;
+  const auto size = static_cast<std::int64_t>(from.view.bytes().size());
+  if (s.storageFormat == 0 && first >= 0 && first <= size && length <= size - first) {
+    const std::uint8_t* raw = from.view.bytes().data() + first;
+    for (std::uint32_t k = 0; k < length; ++k) {
+      if (!PutPlain(raw[k], zeroEnds, false, out + k)) return;
     }
-    if (b == 0) return;
-    out[k] = static_cast<char>(b);
+    return;
+  }
+  for (std::uint32_t k = 0; k < length; ++k) {
+    if (!PutPlain(from.At(k), zeroEnds, s.storageFormat == 2, out + k)) return;
   }
 }
 
@@ -326,6 +340,7 @@ bool IsPlainFormat(int format) {
   }
 }
 
+// Bits that decoding leaves out belong to something else and stay as they are.
 void EncodeCharacter(const WritePlace& to, int format, std::uint32_t k, int c) {
   const std::int64_t n = k;
   switch (format) {
@@ -339,10 +354,12 @@ void EncodeCharacter(const WritePlace& to, int format, std::uint32_t k, int c) {
       return EncodeNibbles(to, n, c & 15, c >> 4);
     case 9:
       return NibbleStreamPut(to, k, c < 0x80 ? c : ' ');
+    case 6:
+      return to.PutBits(n, 0x3F, ToTable(kMks50, c));
     case 12:
-      return to.Put(n, c & 0x7F);
+      return to.PutBits(n, 0x7F, c);
     case 14:
-      return to.Put(7 * n, c >= ' ' ? (c - ' ') & 0x7F : 0);
+      return to.PutBits(7 * n, 0x7F, c >= ' ' ? c - ' ' : 0);
     case 15:
       return to.Put(n, c >= ' ' ? c - ' ' : 0);
     case 16:
@@ -354,13 +371,15 @@ void EncodeCharacter(const WritePlace& to, int format, std::uint32_t k, int c) {
     case 25:
       return EncodeSunsyn(to, n, c);
     case 26:
-    case 32:
       return EncodeNibbles(to, n, c >> 4, c & 15);
+    case 32:
+      to.Put(2 * n, c >> 4);
+      return to.PutBits(2 * n + 1, 0x0F, c);
     case 27:
       return EncodeBitStream(to, n, c < 0x80 ? c : ' ');
     case 28:
       to.PutBits(3 * n + 1, 1, (c & 0x7F) >> 6);
-      return to.Put(3 * n + 2, c & 63);
+      return to.PutBits(3 * n + 2, 0x7F, c & 63);
     case 29:
     case 30:
       return EncodePackedPair(to, format, k, c);
