@@ -111,12 +111,15 @@ void MidiInPort::OnBytes(std::span<const std::uint8_t> bytes, std::int64_t timeU
 
 // ---------------------------------------------------------------------------------------------------- arming
 
-void MidiInPort::SetReceive(std::span<std::uint8_t> destination, const ReceiveOptions& options,
-                            std::atomic<std::int64_t>* progress, bool fresh) {
+std::uint64_t MidiInPort::SetReceive(std::span<std::uint8_t> destination, const ReceiveOptions& options,
+                                     std::atomic<std::int64_t>* progress, bool fresh) {
   std::shared_ptr<MidiOutPort> stop;
+  std::uint64_t number = 0;
   {
     std::lock_guard lock(mutex_);
+    if (message_.open && message_.verdict == Verdict::Take) message_.consumed = true;
     receive_ = ReceiveContext();
+    number = ++receiveNumber_;
     receive_.cursor = destination.data();
     receive_.end = destination.data() + destination.size();
     receive_.remaining = static_cast<std::int64_t>(destination.size());
@@ -139,10 +142,12 @@ void MidiInPort::SetReceive(std::span<std::uint8_t> destination, const ReceiveOp
     stop = TakeStop();
   }
   if (stop) stop->StopTransmit();
+  return number;
 }
 
-std::int64_t MidiInPort::ClearReceive() {
+std::int64_t MidiInPort::ClearReceive(std::uint64_t receive) {
   std::lock_guard lock(mutex_);
+  if (receive != 0 && receive != receiveNumber_) return -1;
   const std::int64_t stored = receive_.received;
   if (message_.open && message_.verdict == Verdict::Take) message_.consumed = true;
   receive_ = ReceiveContext();
@@ -166,6 +171,17 @@ void MidiInPort::ExpectData(bool on) {
   keepUntilUs_ = 0;
   kept_.clear();
   keptBytes_ = 0;
+}
+
+void MidiInPort::ExpectReply() {
+  std::lock_guard lock(mutex_);
+  kept_.clear();
+  keptBytes_ = 0;
+  if (message_.open) {
+    message_.consumed = true;
+    message_.held.clear();
+  }
+  keepUntilUs_ = clock_.NowUs() + kKeepAfterReceiveUs;
 }
 
 void MidiInPort::SetSysXCancel(std::span<const std::uint8_t> pattern, std::shared_ptr<MidiOutPort> stopPort) {

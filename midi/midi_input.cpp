@@ -312,6 +312,10 @@ std::int64_t MidiIn::GetDataSkipPort(std::span<std::uint8_t> buffer, std::int64_
   return GetDataVector(buffer, port, options);
 }
 
+void MidiIn::ExpectReply(int port) {
+  if (const auto open = GetMidiInPort(port)) open->ExpectReply();
+}
+
 bool MidiIn::ZKMidiInSetReceive(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options) {
   const auto open = GetMidiInPort(port);
   if (!open) return false;
@@ -331,12 +335,12 @@ std::int64_t MidiIn::GetDataVector(std::span<std::uint8_t> buffer, int port, con
     return kReceiveAborted;
   }
   if (buffer.empty()) return 0;
-  open->SetReceive(buffer, options, hooks.received, static_cast<bool>(hooks.sendRequest));
+  const std::uint64_t receive = open->SetReceive(buffer, options, hooks.received, static_cast<bool>(hooks.sendRequest));
   if (hooks.sendRequest) hooks.sendRequest();
   const std::int64_t timeoutMs =
       options.timeoutMs < 0 ? DefaultTimeoutMs(static_cast<std::int64_t>(buffer.size())) : options.timeoutMs;
-  WaitForData(*open, timeoutMs, hooks, outcome);
-  outcome.stored = open->ClearReceive();
+  WaitForData(*open, receive, timeoutMs, hooks, outcome);
+  outcome.stored = std::max<std::int64_t>(open->ClearReceive(receive), 0);
   if (outcome.aborted || outcome.portGone || outcome.cancelledByPattern) return kReceiveAborted;
   if (outcome.stored == 0) return kReceivedNothing;
   if (hooks.transferMode && hooks.transferMode() >= 2) return kReceiveAborted;
@@ -353,7 +357,8 @@ bool MidiIn::EndsEarly(const MidiInPort& port, const ReceiveHooks& hooks, Receiv
   return hooks.transferMode && hooks.transferMode() != 0;
 }
 
-void MidiIn::WaitForData(MidiInPort& port, std::int64_t timeoutMs, const ReceiveHooks& hooks, ReceiveReport& report) {
+void MidiIn::WaitForData(MidiInPort& port, std::uint64_t receive, std::int64_t timeoutMs, const ReceiveHooks& hooks,
+                         ReceiveReport& report) {
   constexpr std::int64_t kSliceUs = 50'000;
   constexpr std::int64_t kPollUs = 100'000;
   const std::int64_t startUs = clock_.NowUs();
@@ -362,7 +367,7 @@ void MidiIn::WaitForData(MidiInPort& port, std::int64_t timeoutMs, const Receive
   const auto over = [&] { return port.receive_.state == 0 || port.receive_.state == 3; };
   for (;;) {
     const std::int64_t now = clock_.NowUs();
-    if (now >= lookUs) {
+    if (now >= lookUs && port.receiveNumber_ == receive) {
       if (over()) {
         report.cancelledByPattern = port.receive_.state == 3;
         return;
@@ -373,6 +378,10 @@ void MidiIn::WaitForData(MidiInPort& port, std::int64_t timeoutMs, const Receive
     const bool ends = EndsEarly(port, hooks, report);
     lock.lock();
     if (ends) return;
+    if (port.receiveNumber_ != receive) {
+      report.aborted = true;  // somebody else receives on this port now
+      return;
+    }
     // Once data flows, the time without a new byte counts.
     const std::int64_t deadline =
         timeoutMs > 0 ? std::max(startUs, port.receive_.lastByteUs) + timeoutMs * 1000 : kNever;

@@ -88,16 +88,21 @@ class MidiInPort {
   void SetSlot(int slot) { slot_.store(slot); }
   bool Alive() const;
 
-  // Arms the receive service.  `destination` must stay until ClearReceive returned.  Bytes of a message that is just
+  // Arms the receive service, in place of a receive that is armed already; returns the number of this receive.
+  // `destination` must stay until ClearReceive returned.  Bytes of a message that is just
   // arriving, and messages kept since the last receive (see ExpectData), are taken at once unless `fresh`.
-  virtual void SetReceive(std::span<std::uint8_t> destination, const ReceiveOptions& options,
-                          std::atomic<std::int64_t>* progress = nullptr, bool fresh = false);
-  // Nothing is written to the destination after this returned.  Returns the bytes stored.
-  virtual std::int64_t ClearReceive();
+  virtual std::uint64_t SetReceive(std::span<std::uint8_t> destination, const ReceiveOptions& options,
+                                   std::atomic<std::int64_t>* progress = nullptr, bool fresh = false);
+  // Nothing is written to the destination after this returned.  Returns the bytes stored; -1 when another receive has
+  // taken the place of receive number `receive` (0: whichever is armed).
+  virtual std::int64_t ClearReceive(std::uint64_t receive = 0);
   virtual std::uint8_t* GetReceivePtr() const;
   int ReceiveState() const;
   // While on, messages that arrive between two receives are kept for the next one.
   void ExpectData(bool on);
+  // To be called before a request is sent that is not staged with the receive: what came before is forgotten, and what
+  // comes before the receive is armed (within a second) is kept for it.
+  void ExpectReply();
 
   // A message of exactly this pattern ends the receive and stops `stopPort` (null: none).  Empty: no pattern.
   void SetSysXCancel(std::span<const std::uint8_t> pattern, std::shared_ptr<MidiOutPort> stopPort);
@@ -173,6 +178,7 @@ class MidiInPort {
   mutable std::mutex mutex_;  // receive service
   WaitPoint changed_;
   ReceiveContext receive_;
+  std::uint64_t receiveNumber_ = 0;
   std::vector<std::uint8_t> cancelPattern_;
   std::shared_ptr<MidiOutPort> cancelStops_;
   std::shared_ptr<MidiOutPort> pendingStop_;
@@ -255,7 +261,7 @@ class MidiIn {
   int MidiInGetMsgSysX();
   bool GetInAMidiStopMaintenance() const { return stopMaintenance_.load(); }
   void SetInAMidiStopMaintenance(bool stop) { stopMaintenance_.store(stop); }
-  std::mutex& GetInAMidiCS() const { return ringMutex_; }
+  std::recursive_mutex& GetInAMidiCS() const { return ringMutex_; }
   std::mutex& GetInAMidiMDI_CS() const { return frameMutex_; }
 
   // ---- distribution.  `frame` identifies the receiver; after InAMidiClearFrame returned its sink is not called.
@@ -290,6 +296,7 @@ class MidiIn {
   std::int64_t GetDataSkipPort(std::span<std::uint8_t> buffer, std::int64_t skip, int port);
   // Arms a receive without waiting; false when there is no such port.
   bool ZKMidiInSetReceive(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options);
+  void ExpectReply(int port);  // see MidiInPort
   void SetMainPortIn(int port) { mainPortIn_.store(port); }
   int MainPortIn() const { return mainPortIn_.load(); }
   // The wait of a receive that names none: milliseconds, counted from the last byte once data flows.
@@ -329,7 +336,8 @@ class MidiIn {
   void CallMonitors(int port, std::span<const std::uint8_t> message);
   void ShowOpenError(const std::string& name, const Result& result);
   static bool EndsEarly(const MidiInPort& port, const ReceiveHooks& hooks, ReceiveReport& report);
-  void WaitForData(MidiInPort& port, std::int64_t timeoutMs, const ReceiveHooks& hooks, ReceiveReport& report);
+  void WaitForData(MidiInPort& port, std::uint64_t receive, std::int64_t timeoutMs, const ReceiveHooks& hooks,
+                   ReceiveReport& report);
 
   Clock& clock_;
   MidiOut& out_;
@@ -343,7 +351,7 @@ class MidiIn {
   std::atomic<int> mainPortIn_{0};
 
   // Rings and record state.
-  mutable std::mutex ringMutex_;
+  mutable std::recursive_mutex ringMutex_;
   bool record_ = false;
   int recordStatus_ = 0;
   bool forced_ = false;

@@ -189,6 +189,35 @@ TEST_F(MidiInput, NothingFallsBetweenTwoReceives) {
   rig.end().SetReceiver({});
 }
 
+// A request that is sent before the receive is armed: the reply may be there first, what came earlier is forgotten.
+TEST_F(MidiInput, AReplyMayComeBeforeItsReceive) {
+  MidiRig rig(clock);
+  rig.end().SetReceiver([&](auto, auto) { rig.Reply("F0 03 F7"); });
+  rig.in().GetMidiInPort(0)->ExpectData(true);
+  rig.Reply("F0 01 F7");
+  clock.SleepMs(5);
+  rig.in().ExpectReply(0);
+  rig.out().SendDataPort(FromHex("F0F7"), 0);
+  clock.SleepMs(5);
+  MidiBytes buffer(10);
+  ASSERT_EQ(rig.in().GetDataPort(buffer, 0), 3);
+  EXPECT_EQ(buffer[1], 3);
+  rig.end().SetReceiver({});
+}
+
+TEST_F(MidiInput, ASecondReceiveOnAPortEndsTheFirst) {
+  MidiRig rig(clock);
+  MidiBytes first(10, 0), second(10, 0);
+  std::atomic<std::int64_t> result{0};
+  WorkerThread other(clock, [&] { result = rig.in().GetDataPort(first, 0); });
+  clock.SleepMs(10);
+  rig.end().Send(FromHex("F001F7"), 100'000);
+  EXPECT_EQ(rig.in().GetDataPort(second, 0), 3);
+  other.Join();
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(first, MidiBytes(10, 0));
+}
+
 // An instrument that keeps one SysEx open over a conversation: each part answers a request.
 TEST_F(MidiInput, AnOpenSysExGoesOnOverSeveralReceives) {
   MidiRig rig(clock);
