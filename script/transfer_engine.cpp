@@ -211,7 +211,12 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request)
         std::lock_guard guard(self->mutex_);
         self->messages_.push_back(text);
       }
-      Post([observer = self->observer_, text] { observer->message(text); });
+      const auto tell = [observer = self->observer_, text] { observer->message(text); };
+      if (self->direct_) {
+        tell();
+      } else {
+        Post(tell);
+      }
     };
   }
   std::lock_guard guard(mutex_);
@@ -414,7 +419,7 @@ int TransferEngine::Render(DataFile* dataFile) {
 // --- Transmitting ---
 
 int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
-  if (!dataFile || !dataFile->synth) return -1;
+  if (!dataFile || !dataFile->synth || locks_.Busy(dataFile)) return -1;
   Synth synth = *dataFile->synth;
   TransferContext context;
   bool missing = false;
@@ -426,7 +431,7 @@ int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
 }
 
 int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int flags, std::uint8_t* patchBuffer) {
-  if (!dataFile || !dataFile->synth || !dataFile->body) return -1;
+  if (!dataFile || !dataFile->synth || !dataFile->body || locks_.Busy(dataFile)) return -1;
   Synth synth = *dataFile->synth;
   TransferContext context;
   bool missing = false;
@@ -445,7 +450,8 @@ int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int fla
 int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& context,
                             std::span<const std::uint8_t> mask, bool* missingScript) {
   if (HoldsNothing(dataFile)) return -1;
-  if (!PatchAddressable(synth)) return SendPart(dataFile, synth, context, 0, 0, -1, missingScript);
+  if (!PatchAddressable(synth) || !UsesCommandSequence(synth))
+    return SendPart(dataFile, synth, context, 0, 0, -1, missingScript);
   std::vector<int> patches;
   for (std::uint32_t i = 0; i < std::min(synth.numVoices, kMaxVoices); ++i) {
     const bool wanted = !mask.data() || (i < mask.size() && mask[i] != 0);

@@ -75,7 +75,8 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   TransferOperation operation_ = TransferOperation::kReceive;
   std::shared_ptr<TransferObserver> observer_;
   int showWindow_ = 0;
-  Synth synth_{};  // as it was at the start
+  bool direct_ = false;  // on the owner's thread
+  Synth synth_{};        // as it was at the start
   std::string inPortName_;
   std::string outPortName_;
   TransferContext context_;  // of the transfer's thread, but for its atomics and tokens
@@ -137,7 +138,8 @@ class TransferEngine {
   int MidiIODataFileFn(TransferOperation operation, DataFile* dataFile, int patchIndex = -1);
 
   // Transmits all of a DataFile, patch by patch where its type asks for it: the patches of the transfer mask that hold
-  // data.  The last result; -1 when there is nothing to send.
+  // data.  The last result; -1 when there is nothing to send
+  // or the DataFile is busy.
   int MidiSendDataFileAll(DataFile* dataFile);
   // Transmits a DataFile or, with a patch buffer inside its body, one patch.  flags: 1 first, 2 last patch.  -1: there
   // is no SysEx to send; 0: no transmit script; else the result of the script or of MidiSend.

@@ -57,6 +57,7 @@ void Stamp(DataFile& dataFile) {
 TransferRun::TransferRun(TransferEngine& engine, std::shared_ptr<Transfer> transfer, bool direct)
     : engine_(engine), transfer_(std::move(transfer)), context_(transfer_->context_), direct_(direct) {
   result_.operation = transfer_->operation_;
+  transfer_->direct_ = direct;
 }
 
 bool TransferRun::Prepare(const DataFile& dataFile) {
@@ -125,7 +126,10 @@ void TransferRun::ReceiveBank() {
     last = i;
   }
   // Scripts see how much is asked for.
-  if (!mask_.empty()) synth_->fileSize = count * synth_->voiceSize;
+  if (!mask_.empty()) {
+    const std::uint64_t asked = static_cast<std::uint64_t>(count) * synth_->voiceSize;
+    synth_->fileSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(asked, kMaxFileSize));
+  }
   context_.patchByPatch = true;
   context_.patchesToDo = static_cast<int>(count);
   transfer_->patchesToDo_ = static_cast<int>(count);
@@ -398,9 +402,7 @@ std::string TransferRun::FailureText(TransferOperation operation, int r) const {
     const std::string text = ErrorText(r);
     return text.empty() ? "No data was received for the " + what + "." : text;
   }
-  if (r == transfer_code::kNoResponse && !UsesCommandSequence(*synth_)) {
-    return "The instrument did not take the " + what + ".";
-  }
+  if (r < 0 && !UsesCommandSequence(*synth_)) return "The instrument did not take the " + what + ".";
   if (r == transfer_code::kNoResponse) return "There is no SysEx data to transmit in the " + what + ".";
   if (r == 0) return "** TRANSMISSION ERROR **";
   return ErrorText(r);
