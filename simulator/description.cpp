@@ -1,15 +1,8 @@
 #include "simulator/description.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 #include "simulator/text_tools.h"
-
-#ifndef TONALITH_SIMULATOR_DIR
-#define TONALITH_SIMULATOR_DIR ""
-#endif
 
 namespace tonalith {
 namespace {
@@ -560,47 +553,6 @@ const MessageInfo* InstrumentDescription::FindMessage(std::string_view messageKe
 DescriptionResult ParseDescription(std::string_view text, const std::string& source) {
   if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description."};
   return DescriptionReader(text, source).Read();
-}
-
-DescriptionResult LoadDescription(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return {std::nullopt, "The instrument description " + file.string() + " cannot be read."};
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  return ParseDescription(text, file.filename().string());
-}
-
-std::filesystem::path SimulatorFolder() {
-  std::error_code error;
-  std::vector<std::filesystem::path> candidates;
-  if (const char* resources = std::getenv("TONALITH_RESOURCES"); resources != nullptr && *resources != '\0')
-    candidates.push_back(std::filesystem::path(resources) / "simulator");
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (!error) candidates.push_back(program.parent_path().parent_path() / "share/tonalith/simulator");
-  const std::string_view built = TONALITH_SIMULATOR_DIR;
-  if (!built.empty()) candidates.emplace_back(built);
-  for (const auto& candidate : candidates)
-    if (std::filesystem::is_directory(candidate, error)) return candidate;
-  return {};
-}
-
-std::vector<std::string> SimulatedInstrumentKeys() {
-  std::vector<std::string> keys;
-  std::error_code error;
-  const std::filesystem::path folder = SimulatorFolder();
-  if (folder.empty()) return keys;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error))
-    if (entry.path().extension() == ".sim") keys.push_back(entry.path().stem().string());
-  std::sort(keys.begin(), keys.end());
-  return keys;
-}
-
-DescriptionResult LoadDescriptionByKey(std::string_view key) {
-  const std::filesystem::path folder = SimulatorFolder();
-  if (folder.empty()) return {std::nullopt, "The descriptions of the simulated instruments were not found."};
-  const auto keys = SimulatedInstrumentKeys();
-  if (std::find(keys.begin(), keys.end(), key) == keys.end())
-    return {std::nullopt, "There is no simulated instrument \"" + std::string(key) + "\"."};
-  return LoadDescription(folder / (std::string(key) + ".sim"));
 }
 
 }  // namespace tonalith

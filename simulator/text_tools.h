@@ -7,7 +7,7 @@
 
 namespace tonalith {
 
-// Small helpers of the simulator's text files (C locale, ASCII).
+// Small functions for the simulator's text files (C locale, ASCII).
 int SimHexDigit(char c);  // -1: none
 std::string_view StripBlanks(std::string_view text);
 std::vector<std::string_view> BlankSeparatedWords(std::string_view text);
