@@ -59,10 +59,17 @@ void SyncFolder(const std::string& folder) {
   ::close(fd);
 }
 
+// Opens without waiting for the other side of a pipe; reading and writing then wait as usual.
+int OpenWithoutWaiting(const std::string& path, int flags) {
+  const int fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (fd >= 0) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  return fd;
+}
+
 template <typename Container>
 Result ReadInto(const std::string& path, Container& out, std::size_t limit) {
   out.clear();
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = OpenWithoutWaiting(path, O_RDONLY);
   if (fd < 0) return FileFailure("open", path, errno);
   struct stat info {};
   Result result;
@@ -158,7 +165,7 @@ Result AtomicFile::Open(const std::string& path, unsigned mode) {
   if (exists && S_ISDIR(old.st_mode)) return Fail("write", EISDIR);
   if (exists && ::access(target_.c_str(), W_OK) != 0) return Fail("write", errno);
   if (exists && !S_ISREG(old.st_mode)) {
-    fd_ = ::open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    fd_ = OpenWithoutWaiting(target_, O_WRONLY);
     direct_ = true;
     return fd_ < 0 ? Fail("write", errno) : Result::Success();
   }

@@ -30,6 +30,7 @@ ZKBasics::ZKBasics(Folders folders, Clock& clock, Prompts& prompts, Dispatcher& 
       dispatcher_(dispatcher),
       registry_(RegistryFile(folders), kDefaultApplicationName, &prompts),
       paths_(std::move(folders), registry_),
+      places_(paths_),
       diskBridge_(*this),
       disk_(&diskBridge_),
       midi_(clock, &prompts),

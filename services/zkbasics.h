@@ -21,6 +21,7 @@
 #include "services/script_bridge.h"
 #include "services/settings.h"
 #include "services/single_instance.h"
+#include "services/window_places.h"
 
 namespace tonalith {
 
@@ -44,6 +45,7 @@ class ZKBasics {
   Paths& paths() { return paths_; }
   Settings& settings() { return settings_; }
   SingleInstanceManager& singleInstances() { return singleInstances_; }
+  WindowPlaces& windowPlaces() { return places_; }
   MidiPortSystem& midi() { return midi_; }
   MidiOut& out() { return midi_.out(); }
   MidiIn& in() { return midi_.in(); }
@@ -198,6 +200,10 @@ class ZKBasics {
   }
   std::string mainGetKey(std::string_view name) const {
     return registry_.mainGetKey(name);
+  }
+  // mode below 0 reads the window's last place (false when there is none), else stores it.
+  bool MainGetLeftTop(int mode, int window, WindowPlace& place) {
+    return mode < 0 ? places_.Read(window, place) : places_.Store(window, place);
   }
   bool SingleInstanceExists(std::string_view name) const {
     return singleInstances_.Exists(name);
@@ -395,6 +401,7 @@ class ZKBasics {
   Paths paths_;
   Settings settings_;
   SingleInstanceManager singleInstances_;
+  WindowPlaces places_;
   ZKAppVars appVars_;
   DiskBridge diskBridge_;
   DiskAccess disk_;

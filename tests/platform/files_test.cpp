@@ -109,6 +109,9 @@ TEST_F(FilesTest, FailuresSayWhy) {
   EXPECT_EQ(ReadWholeFile("/dev/zero", text, 1000).code, kFileTooLarge);
   const Result full = WriteFileAtomically("/dev/full", "x");
   EXPECT_NE(full.text.find("the disk is full"), std::string::npos) << full.text;
+  ASSERT_EQ(::mkfifo(Path("pipe").c_str(), 0600), 0);  // nobody at the other end: no waiting
+  EXPECT_TRUE(ReadWholeFile(Path("pipe"), text));
+  EXPECT_FALSE(WriteFileAtomically(Path("pipe"), "x"));
   Write("a.PV9", "bad");
   ASSERT_TRUE(SetAsideBroken(Path("a.PV9")));
   Write("a.PV9", "bad2");

@@ -204,6 +204,13 @@ TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
   basics.ShowTransmitWindow(0);
   EXPECT_EQ(basics.transfers().ShowTransmitWindow(), 0);
   EXPECT_EQ(services.PreferencesInt("Version", "Major", -1), 13);
+  WindowPlace place{-20, 5, 640, 480};
+  EXPECT_TRUE(basics.MainGetLeftTop(0, 1, place));
+  place = {};
+  EXPECT_FALSE(basics.MainGetLeftTop(-1, 2, place));
+  EXPECT_TRUE(basics.MainGetLeftTop(-1, 1, place));
+  EXPECT_EQ(place.left, -20);
+  EXPECT_EQ(place.height, 480);
 
   EXPECT_FALSE(services.HasMacroTable());
   auto table = std::make_shared<MacroTable>();
