@@ -115,7 +115,7 @@ TEST(Container, RepairsOldAndDamagedRecords) {
   DataFilePtr df;
   ASSERT_EQ(Read(file.Form(), &df), 0);
   EXPECT_EQ(df->synth->sysExChannelMax, 15);
-  EXPECT_EQ(df->synth->voiceBytes, 16u);
+  EXPECT_EQ(+df->synth->voiceBytes, 16u);
   EXPECT_EQ(df->synth->editorRect96[0], 0);
   EXPECT_EQ(df->voiceNamesSize, 66u);
   EXPECT_STREQ(df->voiceNames, "Piano");
@@ -167,8 +167,8 @@ TEST(Container, LegacyLittleEndianFiles) {
   ASSERT_EQ(Read(file, &df), 0);
   EXPECT_STREQ(df->synth->shortName, "CZ-101");
   EXPECT_STREQ(df->synth->typeName, "Tone");
-  EXPECT_EQ(df->synth->fileSize, 34u);
-  EXPECT_EQ(df->synth->voiceSize, 16u);
+  EXPECT_EQ(+df->synth->fileSize, 34u);
+  EXPECT_EQ(+df->synth->voiceSize, 16u);
   EXPECT_EQ(df->synth->patchMax, 99);
   EXPECT_EQ(df->synth->namesSeparate, 1);
   EXPECT_EQ(df->synth->sysExChannelMax, 15);
@@ -197,7 +197,7 @@ TEST(Container, CompletingAndWhatIsNotBelieved) {
   EXPECT_EQ(df->authorsSize, 256u);
   EXPECT_FALSE(LayoutOf(*df).editable);
   EXPECT_EQ(GetPatchName(*df, 0), "");
-  EXPECT_EQ(df->synth->fileSize, kMaxFileSize);
+  EXPECT_EQ(+df->synth->fileSize, kMaxFileSize);
 }
 
 DataFilePtr FullRecord() {
@@ -434,7 +434,7 @@ TEST(ContainerHelpers, PathsTypesAndRawSysEx) {
   const Bytes message{0xF0, 0x43, 0x01, 0xF7, 0x90};
   const DataFilePtr df = CreateMidiXFile(message);
   ASSERT_TRUE(df);
-  EXPECT_EQ(df->synth->fileSize, 5u);
+  EXPECT_EQ(+df->synth->fileSize, 5u);
   EXPECT_EQ(df->synth->manufacturerId, 0x43);
   EXPECT_TRUE(LayoutOf(*df).editable);
   EXPECT_FALSE(CreateMidiXFile(Bytes()));

@@ -128,7 +128,7 @@ TEST(Records, ByteOrderDependsOnTheSizeRead) {
   s.multiBankBase = s.localId = s.zoneId = 0x0102;
   Synth flipped = s;
   FlipSynth(&flipped, 206);
-  EXPECT_EQ(flipped.fileSize, 0x04030201u);
+  EXPECT_EQ(+flipped.fileSize, 0x04030201u);
   EXPECT_EQ(flipped.patchNumber, 0x0102);
   EXPECT_EQ(flipped.bankNumberOffset, 0x0201);
   EXPECT_EQ(flipped.editorRect96[0], 0x0102);
@@ -222,13 +222,13 @@ TEST(SynthFields, TextSetsEveryFieldAndReadsItBack) {
         "definition=Maker Model/Voice template that has a long name", "@194=5", "checksumStart=0x10"}) {
     EXPECT_TRUE(SetSynthField(&s, assignment, &error)) << assignment << ": " << error;
   }
-  EXPECT_EQ(s.fileSize, 4104u);
-  EXPECT_EQ(s.nameOffset, -10);
+  EXPECT_EQ(+s.fileSize, 4104u);
+  EXPECT_EQ(+s.nameOffset, -10);
   EXPECT_EQ(s.dumpRequest[4], 0xF7);
   EXPECT_EQ(s.rolandAddress[1], 0x10);
   EXPECT_EQ(PatchMax(s), 300);
   EXPECT_EQ(s.bankSelectLsbDefault, -5);
-  EXPECT_EQ(s.timeStamp, 5u);
+  EXPECT_EQ(+s.timeStamp, 5u);
   EXPECT_EQ(GetDefn(s), "Maker Model/Voice template that has a long name");
   const Synth before = s;
   for (const char* wrong : {"nothing=1", "fileSize", "fileSize=12x", "patchMax=70000", "shortName=0123456789012345",
