@@ -22,6 +22,8 @@ constexpr std::size_t kAlsaSpan = 256;
 constexpr std::size_t kAlsaPoolCells = 2000;
 constexpr std::size_t kAlsaInputBuffer = 1024 * 1024;
 constexpr std::uint32_t kAlsaWireRate = 3125;
+// A program that falls behind loses everything that waits for it, and nobody is told: its pool holds about 46 KiB.
+constexpr std::uint32_t kAlsaProgramRate = 131072;
 constexpr std::int64_t kAlsaGiveUpUs = 10'000'000;  // a port that takes nothing for that long is treated as gone
 constexpr std::int64_t kAlsaRetryUs = 2'000;
 
@@ -54,6 +56,10 @@ class AlsaOutput {
   void Close();
   void MarkGone();
   void SetRate(std::uint32_t rate);
+  bool Gone() {
+    std::lock_guard guard(mutex_);
+    return gone_ || ending_;
+  }
   snd_seq_addr_t destination() const { return destination_; }
   int ownPort() const { return ownPort_; }
 
@@ -86,6 +92,7 @@ class AlsaOutput {
 
 struct AlsaInput {
   snd_seq_addr_t source{};
+  std::atomic<bool> gone{false};
   int ownPort = -1;
   std::mutex mutex;
   MidiInputSink sink;
@@ -199,11 +206,12 @@ Result AlsaOutput::SendPiece(const Piece& piece, std::uint64_t generation) {
   return Result::Success();
 }
 
-// A raw MIDI port is fed no faster than its wire: its buffer in the kernel is small and overflows silently.
+// A raw MIDI port is fed no faster than its wire, a program no faster than it can be expected to read: the buffers in
+// the kernel overflow silently.
 void AlsaOutput::Pace(std::size_t bytes) {
   std::unique_lock lock(mutex_);
-  const std::uint32_t rate = rate_ ? rate_ : hardware_ ? kAlsaWireRate : 0;
-  if (!rate) return;
+  std::uint32_t rate = rate_ ? rate_ : kAlsaWireRate;
+  if (!hardware_) rate = rate_ ? std::min(rate_, kAlsaProgramRate) : kAlsaProgramRate;
   const auto generation = generation_;
   work_.WaitUntil(lock, freeAtUs_, [this, generation] { return ending_ || gone_ || generation != generation_; });
   freeAtUs_ = std::max(freeAtUs_, clock_.NowUs()) + static_cast<std::int64_t>(bytes) * 1'000'000 / rate;
@@ -258,6 +266,7 @@ class AlsaOutputHandle final : public MidiOutputHandle {
   }
   void Reset() override { output_->Reset(); }
   void SetMaxRate(std::uint32_t bytesPerSecond) override { output_->SetRate(bytesPerSecond); }
+  bool Alive() const override { return !output_->Gone(); }
 
  private:
   std::shared_ptr<AlsaBackend> owner_;
@@ -269,6 +278,7 @@ class AlsaInputHandle final : public MidiInputHandle {
   AlsaInputHandle(std::shared_ptr<AlsaBackend> owner, std::shared_ptr<AlsaInput> input)
       : owner_(std::move(owner)), input_(std::move(input)) {}
   ~AlsaInputHandle() override { owner_->CloseInput(input_); }
+  bool Alive() const override { return !input_->gone.load(); }
 
  private:
   std::shared_ptr<AlsaBackend> owner_;
@@ -306,6 +316,7 @@ void AlsaBackend::Stop() {
     std::lock_guard guard(mutex_);
     if (!seq_) return;
     outputs.swap(outputs_);
+    for (const auto& entry : inputs_) entry.second->gone.store(true);
     inputs_.clear();
   }
   for (const auto& output : outputs) output->MarkGone();
@@ -492,14 +503,15 @@ void AlsaBackend::TakeAnnouncement(const snd_seq_event_t& event) {
   {
     std::lock_guard guard(mutex_);
     if (seq_ && event.data.addr.client == snd_seq_client_id(seq_)) return;
-    for (const auto& output : outputs_) {
-      const bool sameClient = output->destination().client == event.data.addr.client;
-      if (sameClient &&
-          (event.type == SND_SEQ_EVENT_CLIENT_EXIT ||
-           (event.type == SND_SEQ_EVENT_PORT_EXIT && output->destination().port == event.data.addr.port))) {
-        gone.push_back(output);
-      }
-    }
+    const auto hit = [&event](const snd_seq_addr_t& address) {
+      return address.client == event.data.addr.client &&
+             (event.type == SND_SEQ_EVENT_CLIENT_EXIT ||
+              (event.type == SND_SEQ_EVENT_PORT_EXIT && address.port == event.data.addr.port));
+    };
+    for (const auto& output : outputs_)
+      if (hit(output->destination())) gone.push_back(output);
+    for (const auto& entry : inputs_)
+      if (hit(entry.second->source)) entry.second->gone.store(true);
     changed = changed_;
   }
   for (const auto& output : gone) output->MarkGone();

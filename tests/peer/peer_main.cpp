@@ -130,12 +130,9 @@ class AlsaWire final : public Wire {
     snd_seq_ev_set_direct(&event);
     std::vector<std::uint8_t> copy = span;
     snd_seq_ev_set_sysex(&event, static_cast<unsigned int>(copy.size()), copy.data());
-    for (int i = 0; i < 20000; ++i) {
-      const int result = snd_seq_event_output_direct(in_, &event);
-      if (result >= 0) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return false;
+    // A reader that falls behind would lose what waits for it: at most a span a millisecond.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return snd_seq_event_output_direct(in_, &event) >= 0;
   }
   void Unplug() override { snd_seq_delete_simple_port(in_, port_); }
 
