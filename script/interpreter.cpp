@@ -5,20 +5,34 @@
 #include "data/packed_bytes.h"
 #include "platform/log.h"
 #include "script/macro_statements.h"
+#include "script/translated_code.h"
 
 namespace tonalith {
 
 namespace {
 
 constexpr std::int32_t kPassesBetweenPolls = 1024;
+constexpr int kLeftTranslated = INT32_MIN;
+
+// Translating costs about as much as running every statement a few times.
+bool WorthTranslating(std::int32_t passes, std::size_t codeSize) {
+  constexpr std::int64_t kBytesPerPass = 64;
+  return passes >= 4 && passes * kBytesPerPass >= static_cast<std::int64_t>(codeSize);
+}
 constexpr std::array<std::int32_t, 256> kNoLocalWords{};
 
-struct LoopFrame {
-  const std::uint8_t* body;
-  std::int32_t left;
-};
+bool IsNormalEnd(int result) {
+  return result == 0 || result == kMacroNoResponse || result == kMacroNoEnd || result == kMacroEndOfCode;
+}
 
-// The order of a test of a variable: how the eight conditions look at it.
+void ClearReceiveFilters(TransferContext& context) {
+  context.acceptPattern.clear();
+  context.hasAcceptPattern = false;
+  context.declinePatterns.clear();
+  context.endPattern.clear();
+}
+
+// How the conditions without a second operand look at their variable.
 bool ConditionHolds(std::uint8_t opcode, std::int32_t value) {
   switch (opcode) {
     case 23:
@@ -126,12 +140,8 @@ ZKMacro::ZKMacro(MacroSession& session) {
 }
 
 ZKMacro::~ZKMacro() {
-  TransferContext& context = s_.session->context;
   if (s_.ackWait && s_.synth) s_.session->services.MidiOutClrWaitForAck(s_.synth->midiOutPort);
-  context.acceptPattern.clear();
-  context.hasAcceptPattern = false;
-  context.declinePatterns.clear();
-  context.endPattern.clear();
+  ClearReceiveFilters(s_.session->context);
 }
 
 int ZKMacro::Run(Synth& synth, std::span<const std::uint8_t> code, MacroBuffer buffer, std::int32_t xValue,
@@ -165,7 +175,7 @@ int ZKMacro::Run(Synth& synth, std::span<const std::uint8_t> code, MacroBuffer b
   s_.returnSet = false;
   const int r = ExMidiMacro(code);
   work_.reset();
-  if (r == 0 || r == kMacroNoResponse || r == kMacroNoEnd || r == kMacroEndOfCode) {
+  if (IsNormalEnd(r)) {
     if (returnRet && s_.returnSet) return s_.returnValue;
     return WrapToInt(std::int64_t{s_.size} - s_.receive.space);
   }
@@ -175,8 +185,7 @@ int ZKMacro::Run(Synth& synth, std::span<const std::uint8_t> code, MacroBuffer b
 int ZKMacro::NoSetupRun(std::span<const std::uint8_t> code) {
   s_.returnValue = s_.registers[1];
   const int r = ExMidiMacro(code);
-  if (r == 0 || r == kMacroNoResponse || r == kMacroNoEnd || r == kMacroEndOfCode) return s_.returnValue;
-  return r;
+  return IsNormalEnd(r) ? s_.returnValue : r;
 }
 
 void ZKMacro::CopyFrom(const ZKMacro& other) {
@@ -197,6 +206,7 @@ int ZKMacro::ExMidiMacro(std::span<const std::uint8_t> code) {
   const std::uint8_t* checked = end - at > kLongestOperands ? end - kLongestOperands : at;
   LoopFrame loops[kMaxLoopDepth];
   int depth = 0;
+  std::unique_ptr<TranslatedCode> translated;
 
   for (;;) {
     if (at >= checked) [[unlikely]] {
@@ -236,7 +246,7 @@ int ZKMacro::ExMidiMacro(std::span<const std::uint8_t> code) {
           session.stop = kMacroBadCommand;
           return kMacroBadCommand;
         }
-        loops[depth++] = {at, count};
+        loops[depth++] = {at, count, -1};
         break;
       }
       case 5:
@@ -252,6 +262,18 @@ int ZKMacro::ExMidiMacro(std::span<const std::uint8_t> code) {
         if (--loops[depth - 1].left > 0) {
           at = loops[depth - 1].body;
           result = session.Pass();
+          if (result != 0) break;
+          if (!translated && WorthTranslating(loops[depth - 1].left, code.size()) && !s.floatMode) {
+            translated = std::make_unique<TranslatedCode>(code, s.registers, s.variables);
+          }
+          if (translated) {
+            result = RunTranslated(*translated, translated->Find(at), loops, depth, at);
+            if (result == kLeftTranslated) {
+              result = 0;
+            } else {
+              return result;
+            }
+          }
         } else {
           --depth;
         }
@@ -431,6 +453,177 @@ int ZKMacro::ExMidiMacro(std::span<const std::uint8_t> code) {
     }
     if (result != 0) return result;
   }
+}
+
+int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first, LoopFrame* loops, int& depth,
+                           const std::uint8_t*& at) {
+  const TranslatedOp* const ops = translated.ops();
+  MacroSession& session = *s_.session;
+  // None of these changes while translated code runs.
+  const Cursor& data = MacroStatements::Current(s_);
+  std::uint8_t* const dataBytes = data.memory.base();
+  const auto dataSize = static_cast<std::uint64_t>(data.memory.size());
+  const std::int64_t dataPos = data.pos;
+  const std::uint8_t* const received = s_.receive.memory.base();
+  const auto receivedSize = static_cast<std::uint64_t>(s_.receive.memory.size());
+  const std::int64_t receivedPos = s_.receive.pos;
+  for (int i = 0; i < depth; ++i) loops[i].op = translated.Find(loops[i].body);
+
+  for (const TranslatedOp* op = ops + first;; ++op) {
+    switch (op->kind) {
+      case TranslatedOp::Add:
+        *op->target = ApplyOperator(0, *op->target, *op->source);
+        break;
+      case TranslatedOp::AddLiteral:
+        *op->target = ApplyOperator(0, *op->target, op->literal);
+        break;
+      case TranslatedOp::Subtract:
+        *op->target = ApplyOperator(1, *op->target, *op->source);
+        break;
+      case TranslatedOp::Modulo:
+        *op->target = ApplyOperator(2, *op->target, *op->source);
+        break;
+      case TranslatedOp::Divide:
+        *op->target = ApplyOperator(3, *op->target, *op->source);
+        break;
+      case TranslatedOp::ShiftRight:
+        *op->target = ApplyOperator(4, *op->target, *op->source);
+        break;
+      case TranslatedOp::ShiftLeft:
+        *op->target = ApplyOperator(5, *op->target, *op->source);
+        break;
+      case TranslatedOp::Multiply:
+        *op->target = ApplyOperator(6, *op->target, *op->source);
+        break;
+      case TranslatedOp::Set:
+        *op->target = *op->source;
+        break;
+      case TranslatedOp::Or:
+        *op->target |= *op->source;
+        break;
+      case TranslatedOp::And:
+        *op->target &= *op->source;
+        break;
+      case TranslatedOp::IfNotZero:
+        if (!(*op->target != 0)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::IfZero:
+        if (!(*op->target == 0)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::IfNegative:
+        if (!(*op->target < 0)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::IfPositive:
+        if (!(*op->target > 0)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::IfNotPositive:
+        if (!(*op->target <= 0)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::IfNotNegative:
+        if (!(*op->target >= 0)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::IfEqual:
+        if (!(*op->target == *op->source)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::IfNotEqual:
+        if (!(*op->target != *op->source)) op = ops + op->jump - 1;
+        break;
+      case TranslatedOp::Loop: {
+        const std::int32_t count = *op->source;
+        if (count <= 0) break;
+        if (depth == kMaxLoopDepth) {
+          session.stop = kMacroBadCommand;
+          return kMacroBadCommand;
+        }
+        loops[depth++] = {op[1].at, count, static_cast<std::int32_t>(op + 1 - ops)};
+        break;
+      }
+      case TranslatedOp::EndBlock:
+        if (depth == 0) return 0;
+        if (--loops[depth - 1].left <= 0) {
+          --depth;
+          break;
+        }
+        op = ops + loops[depth - 1].op - 1;
+        if (const int stop = session.Pass()) return stop;
+        break;
+      case TranslatedOp::Break:
+        if (depth == 0) return kMacroBroken;
+        --depth;
+        break;
+      case TranslatedOp::GetByte: {
+        const auto position = static_cast<std::uint64_t>(receivedPos + *op->source);
+        *op->target = position < receivedSize ? received[position] : 0;
+        break;
+      }
+      case TranslatedOp::PutByte: {
+        const auto position = static_cast<std::uint64_t>(dataPos + *op->source);
+        if (position < dataSize) dataBytes[position] = static_cast<std::uint8_t>(*op->target);
+        break;
+      }
+      case TranslatedOp::Return:
+        s_.returnValue = *op->target;
+        s_.returnSet = true;
+        break;
+      case TranslatedOp::Call:
+        if (const int stop = CallTranslated(*op->source)) return stop;
+        break;
+      case TranslatedOp::Nothing:
+        break;
+      case TranslatedOp::End:
+        return op->literal;
+      case TranslatedOp::Leave:
+        at = op->at;
+        return kLeftTranslated;
+      default:
+        __builtin_unreachable();
+    }
+  }
+}
+
+int ZKMacro::RunCalled(const TranslatedCode& translated) {
+  LoopFrame loops[kMaxLoopDepth];
+  int depth = 0;
+  const std::uint8_t* at = nullptr;
+  return RunTranslated(translated, 0, loops, depth, at);
+}
+
+// A call out of translated code.  A macro that touches nothing but registers, variables and bytes runs right here, with
+// the registers put back behind it; any other one gets an interpreter of its own.
+int ZKMacro::CallTranslated(std::int32_t n) {
+  MacroSession& session = *s_.session;
+  if (n < 0 || n >= 256) return 0;
+  if (called_.size() <= static_cast<std::size_t>(n)) called_.resize(static_cast<std::size_t>(n) + 1);
+  CalledMacro& called = called_[static_cast<std::size_t>(n)];
+  if (!called.known || called.foreignCalls != session.foreignCalls) {
+    called.code = session.services.HasMacroTable() ? session.services.Macro(n) : std::span<const std::uint8_t>();
+    called.translated.reset();
+    constexpr std::size_t kLongestTranslated = 4096;
+    if (!called.code.empty() && called.code.size() <= kLongestTranslated) {
+      called.translated = std::make_unique<TranslatedCode>(called.code, s_.registers, s_.variables);
+    }
+    called.foreignCalls = session.foreignCalls;
+    called.known = true;
+  }
+  // The end of a called macro also ends a wait for acknowledgements; its own interpreter sees to that.
+  if (!called.translated || !called.translated->complete() || s_.ackWait) return MacroStatements::CallMacro(*this, n);
+  if (const int stop = session.Pass()) return stop;
+  if (session.macroDepth == kMaxMacroDepth) return MacroStatements::CallMacro(*this, n);  // says why it ends
+  ++session.macroDepth;
+  const std::array<std::int32_t, 4> registers = s_.registers;
+  const std::int32_t returnValue = s_.returnValue;
+  const bool returnSet = s_.returnSet;
+  session.context.acceptedSizes.clear();
+  ClearReceiveFilters(session.context);
+  s_.returnValue = s_.registers[1];
+  int result = RunCalled(*called.translated);
+  if (IsNormalEnd(result)) result = s_.returnValue;
+  s_.registers = registers;
+  s_.returnValue = returnValue;
+  s_.returnSet = returnSet;
+  --session.macroDepth;
+  s_.registers[1] = result;
+  return session.stop;
 }
 
 }  // namespace tonalith

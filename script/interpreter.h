@@ -13,6 +13,9 @@
 
 namespace tonalith {
 
+class TranslatedCode;
+struct LoopFrame;
+
 // Result codes of scripts; -code selects the text of the transfer engine's table.
 inline constexpr int kMacroNoResponse = -1;
 inline constexpr int kMacroNoEnd = -2;
@@ -89,6 +92,7 @@ class MacroSession {
   bool buttonPressed = false;  // a script pressed a button of the receive window itself
   int cancelPatternPort = -1;  // input port with a cancel pattern of this session
   int collectingPort = -1;     // output port that this session switched to collecting
+  unsigned foreignCalls = 0;   // statements that may have changed the macro table
   std::array<std::uint8_t, kScratchBytes> scratch{};
 };
 
@@ -120,6 +124,7 @@ class ZKMacro {
 
  private:
   friend struct MacroStatements;
+  friend class TranslatedCode;
 
   // A pointer into checked memory and the bytes a script believes to be left behind it.
   struct Cursor {
@@ -160,16 +165,29 @@ class ZKMacro {
     bool timeoutByReceive = false;  // the receive timeout was set by a receive, not by the script
   };
 
+  // A macro that translated code calls.
+  struct CalledMacro {
+    std::span<const std::uint8_t> code;
+    std::unique_ptr<TranslatedCode> translated;
+    unsigned foreignCalls = 0;
+    bool known = false;
+  };
+
   int ExMidiMacro(std::span<const std::uint8_t> code);
+  // Runs operations from index `op`.  A result code, or kLeftTranslated with `at` at the statement to go on with.
+  int RunTranslated(const TranslatedCode& translated, std::int32_t op, LoopFrame* loops, int& depth,
+                    const std::uint8_t*& at);
+  int CallTranslated(std::int32_t n);
+  int RunCalled(const TranslatedCode& translated);
 
   State s_;
   std::shared_ptr<std::vector<std::uint8_t>> work_;
   std::unique_ptr<std::array<std::int32_t, 256>> ownLocalWords_;  // made when the first one is written
   std::vector<std::uint8_t> ownTransmit_;
+  std::vector<CalledMacro> called_;
 };
 
 // --- Entry points
-// ------------------------------------------------------------------------------------------------------
 
 // Runs a script with a fresh interpreter; the list of accepted reply sizes is cleared first.  `channel` has no effect.
 int MidiMacroA(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,

@@ -72,7 +72,6 @@ class ScriptServices {
   virtual ~ScriptServices() = default;
 
   // --- MIDI of a transfer
-  // ---------------------------------------------------------------------------------------------
 
   // Sends one message or a SysEx stream, with the context's delay between messages; while the context records, it is
   // appended to the event list instead.  The number of bytes; 0 when MIDI is blocked; -1 when no port is open or the
@@ -107,7 +106,6 @@ class ScriptServices {
   virtual void SetBlockMidi(bool blocked) { (void)blocked; }
 
   // --- Ports
-  // ----------------------------------------------------------------------------------------------------------
 
   // After this every message the output port sends waits for a message equal to `pattern` on inPort, at most timeoutMs.
   virtual void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) {
@@ -150,7 +148,6 @@ class ScriptServices {
   virtual void OpenPortDialog(MidiDirection direction) { (void)direction; }
 
   // --- Settings and shared variables
-  // ----------------------------------------------------------------------------------
 
   virtual int Setting(ScriptSetting setting) {
     (void)setting;
@@ -178,7 +175,6 @@ class ScriptServices {
   }
 
   // --- Disk file that scripts may read
-  // --------------------------------------------------------------------------------
 
   virtual bool HasDiskFile() const { return false; }
   // Bytes read into the start of `destination`.
@@ -190,7 +186,6 @@ class ScriptServices {
   virtual std::int64_t DiskSize() { return 0; }  // keeps the position
 
   // --- Manufacturer protocols
-  // -----------------------------------------------------------------------------------------
 
   // One step of a Roland exchange on `buffer` (from the receive cursor on); the bytes to advance, or a negative code.
   virtual int MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0, int parameter1,
@@ -202,7 +197,6 @@ class ScriptServices {
   virtual HydrasynthSendQueue& HydrasynthQueue();
 
   // --- Windows and program
-  // --------------------------------------------------------------------------------------------
 
   virtual ScriptHost* Host() { return nullptr; }
   // Shows a line in the transfer's message area.

@@ -263,6 +263,7 @@ int MacroStatements::Forward(State& s, const StatementInfo& info, std::uint8_t s
   }
 
   session.LookSoon();
+  ++session.foreignCalls;
   ScriptHost* host = services.Host();
   ResolvedRoute where;
   if (host && GateIsOpen(route, services, *host)) where = ResolveRoute(*host, route, n[0], s.synth->driverId, cancel);

@@ -8,7 +8,6 @@ namespace tonalith::test {
 namespace {
 
 // --- Registers, variables, control flow
-// ---------------------------------------------------------------------------------
 
 struct FlowCase {
   const char* name;
@@ -192,8 +191,94 @@ TEST(Interpreter, LimitsEndRunawayScripts) {
   EXPECT_LT(run.X(), 5000);
 }
 
+// Scripts of float mode run statement by statement, others are translated from the second pass of a loop on: the
+// integer side must not notice.
+TEST(Interpreter, TranslatedLoopsDoTheSame) {
+  std::uint32_t seed = 12345;
+  const auto random = [&seed](std::uint32_t below) {
+    seed = seed * 1664525u + 1013904223u;
+    return (seed >> 8) % below;
+  };
+  const auto variable = [&random](Bytes& code) {
+    const std::uint32_t index = random(6) == 0 ? 200 + random(20) : random(7);
+    if (index >= 128) code.push_back(static_cast<std::uint8_t>((index & 0x7F) | 0x80));
+    code.push_back(static_cast<std::uint8_t>(index >= 128 ? index >> 7 : index));
+  };
+  const auto number = [&random](Bytes& code) {
+    const std::uint32_t forms[] = {0x80000000u | random(5), 0x40000000u | random(70), random(9)};
+    const std::uint32_t word = forms[random(3)];
+    for (int shift = 24; shift >= 0; shift -= 8) code.push_back(static_cast<std::uint8_t>(word >> shift));
+  };
+  const auto statements = [&](Bytes& code, std::uint32_t count) {
+    constexpr std::uint8_t kVariableAndNumber[] = {12, 29, 33, 46, 26, 19};
+    constexpr std::uint8_t kVariableOnly[] = {23, 24, 27, 28, 42, 43, 20};
+    constexpr std::uint8_t kAlone[] = {38, 38, 38, 7, 7, 25, 36, 5, 9};
+    constexpr std::uint8_t kNumberOnly[] = {4, 4, 34, 2};
+    for (std::uint32_t i = 0; i < count; ++i) {
+      const std::uint32_t kind = random(10);
+      if (kind < 4) {
+        code.push_back(14);
+        variable(code);
+        const auto op = static_cast<std::uint8_t>(random(12));
+        code.push_back(op);
+        if (op == 8) {
+          code.push_back(static_cast<std::uint8_t>(random(120)));
+        } else {
+          number(code);
+        }
+      } else if (kind < 6) {
+        code.push_back(kVariableAndNumber[random(6)]);
+        variable(code);
+        number(code);
+      } else if (kind < 7) {
+        code.push_back(kVariableOnly[random(7)]);
+        variable(code);
+      } else if (kind < 9) {
+        code.push_back(kAlone[random(9)]);
+      } else {
+        code.push_back(kNumberOnly[random(4)]);
+        number(code);
+      }
+    }
+  };
+  std::int64_t passes = 0;
+  for (int round = 0; round < 3000; ++round) {
+    Bytes code = Hex("04 00 00 00 09");
+    statements(code, 5 + random(30));
+    for (const std::uint8_t closing : {38, 38, 38, 7, 7}) code.push_back(closing);
+    ScriptedServices services;
+    services.macros.resize(8);
+    for (Bytes& macro : services.macros) statements(macro, random(8));
+    struct End {
+      int result = 0;
+      std::array<std::int32_t, 4> registers{};
+      std::vector<std::int32_t> integers;
+      Bytes image;
+    } ends[2];
+    for (int mode = 0; mode < 2; ++mode) {
+      TransferContext context;
+      Synth synth{};
+      std::vector<std::int32_t> block(kVariableBlockEntries);
+      ends[mode].image = Hex("01 02 03 04 05 06 07 08 09");
+      MacroSession session(services, context);
+      session.passesLeft = 3000;
+      ZKMacro macro(session);
+      macro.SetFloatMode(mode == 1);
+      ends[mode].result = macro.Run(synth, code, MacroBuffer(ends[mode].image), 3, true, block, true);
+      for (int i = 0; i < 4; ++i) ends[mode].registers[static_cast<std::size_t>(i)] = macro.Register(i);
+      ends[mode].integers.assign(block.begin(), block.begin() + 4096);
+      session.LookSoon();
+      passes += 3000 - session.passesLeft;
+    }
+    ASSERT_EQ(ends[0].result, ends[1].result) << round;
+    ASSERT_EQ(ends[0].registers, ends[1].registers) << round;
+    ASSERT_EQ(ends[0].integers, ends[1].integers) << round;
+    ASSERT_EQ(ends[0].image, ends[1].image) << round;
+  }
+  EXPECT_GT(passes, 40'000);
+}
+
 // --- Data
-// ----------------------------------------------------------------------------------------------------------------
 
 TEST(Interpreter, BytesOfTheImage) {
   MacroRun run;

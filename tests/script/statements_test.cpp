@@ -6,7 +6,6 @@ namespace tonalith::test {
 namespace {
 
 // --- The scripts of the example instrument
-// ------------------------------------------------------------------------------
 
 constexpr const char* kReceiveScript =
     "S 7 { F0 3E 11 00 05 00 F7 } C 3 F Z 5 TR 7 R 136 IFGQ V10 GP 0 FG V0 134 K 00 00 6 128 134 FG V1 134 MV0 - V1 "
@@ -92,7 +91,6 @@ TEST(Statements, ExampleBankByRequests) {
 }
 
 // --- Transmit
-// ------------------------------------------------------------------------------------------------------------
 
 struct TransmitCase {
   const char* name;
@@ -154,7 +152,6 @@ TEST(Statements, Transmit) {
 }
 
 // --- Receive
-// -------------------------------------------------------------------------------------------------------------
 
 struct ReceiveCase {
   const char* name;
@@ -229,7 +226,6 @@ TEST(Statements, ReceiveTimeouts) {
 }
 
 // --- Patterns, ports, windows
-// ---------------------------------------------------------------------------------------------
 
 // What the context looks like at the moment of a receive.
 class PatternServices : public ScriptedServices {
