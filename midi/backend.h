@@ -51,8 +51,8 @@ class MidiOutputHandle {
   virtual Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) = 0;
   // Gives up what is queued (its `sent` callbacks run with a failure).
   virtual void Reset() = 0;
-  // Highest rate in bytes a second that the backend itself may use; 0 = no limit.  Long messages are handed over whole:
-  // it is the backend that spreads their bytes over the time this rate gives.
+  // Highest rate in bytes a second that the backend itself may use; 0 = no limit.  Output ports hand long messages over
+  // in spans at their own pace, so a backend that cannot limit its rate may ignore this.
   virtual void SetMaxRate(std::uint32_t bytesPerSecond) = 0;
   // False once the port behind the handle went away; it stays so even when the port comes back.
   virtual bool Alive() const { return true; }

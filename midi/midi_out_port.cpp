@@ -12,6 +12,7 @@ constexpr std::int64_t kOutSliceUs = 50'000;
 constexpr std::int64_t kNotReadyPauseUs = 1'000'000;
 constexpr int kNotReadyAttempts = 3;
 constexpr std::int64_t kPaceStepMs = 100;
+constexpr std::size_t kPacedSpan = 256;  // bytes handed over at a time while a rate holds
 
 std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
   return {static_cast<std::uint8_t>(packed), static_cast<std::uint8_t>(packed >> 8),
@@ -297,17 +298,17 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
   state_.store(1);
   busy_.store(true);
   Account(length);
-  if (!Interrupted()) {
+  if (!Interrupted() && length > 0) {
     const bool ack = waitForAck_.load() && !message.more;
     if (ack) {
       std::lock_guard lock(mutex_);
       acknowledged_ = false;
     }
-    const auto send = std::make_shared<LongSend>(clock_);
+    std::shared_ptr<LongSend> send;
     std::int64_t startUs = 0;
     currentStartUs_.store(clock_.NowUs());
     currentLength_.store(static_cast<std::uint32_t>(length));
-    Result result = HandOverWithRetries(send, message.bytes, startUs);
+    Result result = HandOverPaced(send, message.bytes, EffectiveRate(), startUs);
     if (result) {
       if (ack) {
         WaitForAckOrTimeout();
@@ -349,11 +350,30 @@ Result MidiOutPort::HandOverWithRetries(const std::shared_ptr<LongSend>& send, s
                                         std::int64_t& startUs) {
   for (int attempt = 1;; ++attempt) {
     startUs = clock_.NowUs();
-    currentStartUs_.store(startUs);
     Result result = HandOver(send, piece);
     if (result.code != kMidiNotReady || attempt == kNotReadyAttempts || Interrupted()) return result;
     PauseUntil(startUs + kNotReadyPauseUs, Cut::Stop);
   }
+}
+
+// Hands the bytes over no faster than the rate, so that no buffer on the way to the instrument is overrun, whatever
+// the backend does with long messages.  `last` is the send whose end is the end of the whole.
+Result MidiOutPort::HandOverPaced(std::shared_ptr<LongSend>& last, std::span<const std::uint8_t> bytes,
+                                  std::uint32_t rate, std::int64_t& startUs) {
+  const std::size_t span = rate ? kPacedSpan : bytes.size();
+  std::int64_t unused = 0;
+  for (std::size_t at = 0; at < bytes.size(); at += span) {
+    if (at > 0) {
+      PauseUntil(startUs + static_cast<std::int64_t>(at) * 1'000'000 / rate, Cut::StopOrForceExit);
+      if (Interrupted()) return Result::Failure("The transmission was stopped.", kMidiFailed);
+      std::lock_guard lock(last->mutex);
+      if (last->done && !last->result) return last->result;
+    }
+    last = std::make_shared<LongSend>(clock_);
+    const auto piece = bytes.subspan(at, std::min(span, bytes.size() - at));
+    if (Result result = HandOverWithRetries(last, piece, at == 0 ? startUs : unused); !result) return result;
+  }
+  return Result::Success();
 }
 
 void MidiOutPort::WaitForAckOrTimeout() {
@@ -386,19 +406,17 @@ bool MidiOutPort::WaitDone(LongSend& send, std::int64_t deadlineUs) {
 }
 
 // Lets the wire carry `length` bytes that were started at `startUs`.  Waits of 100 ms and more are whole steps of 100
-// ms, between which force-exit can end them.
+// ms from the start on, and force-exit can end them.
 void MidiOutPort::SysXSleep(std::size_t length, std::int64_t startUs, std::uint32_t rate) {
-  const std::int64_t startMs = startUs / 1000;
-  const std::int64_t deadline = startMs + (rate ? static_cast<std::int64_t>(length) * 1000 / rate : 0);
-  const std::int64_t nowUs = clock_.NowUs();
-  if (nowUs / 1000 >= deadline) return;
-  const std::int64_t remaining = deadline - nowUs / 1000 + 1;
-  if (remaining < kPaceStepMs) {
-    PauseUntil(nowUs + remaining * 1000, Cut::Stop);
+  const std::int64_t wireMs = rate ? static_cast<std::int64_t>(length) * 1000 / rate : 0;
+  if (wireMs == 0) return;
+  const std::int64_t waitMs = wireMs + 1;
+  if (waitMs < kPaceStepMs) {
+    PauseUntil(startUs + waitMs * 1000, Cut::Stop);
     return;
   }
-  const std::int64_t steps = (remaining + kPaceStepMs - 1) / kPaceStepMs;
-  PauseUntil(nowUs + steps * kPaceStepMs * 1000, Cut::StopOrForceExit);
+  const std::int64_t steps = (waitMs + kPaceStepMs - 1) / kPaceStepMs;
+  PauseUntil(startUs + steps * kPaceStepMs * 1000, Cut::StopOrForceExit);
 }
 
 void MidiOutPort::PauseUntil(std::int64_t deadlineUs, Cut cut) {
@@ -452,9 +470,10 @@ Result MidiOutPort::SendShortNow(std::span<const std::uint8_t> message) {
 void MidiOutPort::SendSynchronously(std::span<const std::uint8_t> data, std::size_t chunk) {
   while (!data.empty() && data[0] != 0) {
     const auto piece = data.first(chunk ? std::min(chunk, data.size()) : data.size());
-    const auto send = std::make_shared<LongSend>(clock_);
+    std::shared_ptr<LongSend> send;
     std::int64_t startUs = 0;
-    if (const Result result = HandOverWithRetries(send, piece, startUs); !result) {
+    const std::uint32_t rate = owner_.useMidiTime() ? owner_.midiTransferRate() : 0;
+    if (const Result result = HandOverPaced(send, piece, rate, startUs); !result) {
       Failed(result, data.size());
       return;
     }

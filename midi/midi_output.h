@@ -145,6 +145,8 @@ class MidiOutPort {
   Result HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece);
   Result HandOverWithRetries(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece,
                              std::int64_t& startUs);
+  Result HandOverPaced(std::shared_ptr<LongSend>& last, std::span<const std::uint8_t> bytes, std::uint32_t rate,
+                       std::int64_t& startUs);
   void WaitForAckOrTimeout();
   bool WaitDone(LongSend& send, std::int64_t deadlineUs);
   void BeginClosing();

@@ -94,6 +94,7 @@ struct JackInput {
   JackInput(std::string from, MidiInputSink to) : source(std::move(from)), sink(std::move(to)) {}
   const std::string source;
   jack_port_t* port = nullptr;
+  std::atomic<bool> gone{false};
   std::mutex mutex;  // held while the sink runs
   MidiInputSink sink;
 };
@@ -183,6 +184,7 @@ class JackOutputHandle final : public MidiOutputHandle {
   }
   void Reset() override { owner_->ResetOutput(*output_); }
   void SetMaxRate(std::uint32_t) override {}  // the period budget is the only limit of this backend
+  bool Alive() const override { return !output_->gone.load(); }
 
  private:
   std::shared_ptr<JackBackend> owner_;
@@ -194,6 +196,7 @@ class JackInputHandle final : public MidiInputHandle {
   JackInputHandle(std::shared_ptr<JackBackend> owner, std::shared_ptr<JackInput> input)
       : owner_(std::move(owner)), input_(std::move(input)) {}
   ~JackInputHandle() override { owner_->CloseInput(input_); }
+  bool Alive() const override { return !input_->gone.load(); }
 
  private:
   std::shared_ptr<JackBackend> owner_;
@@ -236,6 +239,7 @@ void JackBackend::Close() {
     std::lock_guard guard(mutex_);
     client = std::exchange(client_, nullptr);
     outputs.swap(outputs_);
+    for (const auto& input : inputs_) input->gone.store(true);
     inputs_.clear();
   }
   ending_.store(true);
@@ -385,6 +389,8 @@ void JackBackend::FeedThread() {
       std::function<void()> changed;
       {
         std::lock_guard guard(mutex_);
+        for (const auto& input : inputs_)
+          if (gone) input->gone.store(true);
         changed = changed_;
       }
       if (changed) changed();
@@ -403,6 +409,8 @@ void JackBackend::LookAtPorts() {
       feed_.Post();
     }
   }
+  for (const auto& input : inputs_)
+    if (!jack_port_by_name(client_, input->source.c_str())) input->gone.store(true);
 }
 
 void JackBackend::InputThread() {

@@ -87,6 +87,21 @@ TEST_F(MidiOutput, ForceExitCutsLongWaits) {
   EXPECT_FALSE(rig.out().forceExit());
 }
 
+// A backend that takes everything at once is not overrun: never more under way than the wire has room for.
+TEST_F(MidiOutput, LongMessagesAreHandedOverInTime) {
+  MidiRig rig(clock);
+  rig.out().SENDDATAX(0, LongSysEx(20000));
+  ASSERT_TRUE(rig.out().MidiOutWaitIdle(0));
+  const auto pieces = rig.ear.Pieces();
+  std::size_t sent = 0;
+  for (const auto& piece : pieces) {
+    const double wire = static_cast<double>(piece.timeUs - pieces[0].timeUs) * 3125 / 1e6;
+    EXPECT_LE(static_cast<double>(sent), wire + 256);
+    sent += piece.bytes.size();
+  }
+  EXPECT_EQ(sent, 20000u);
+}
+
 TEST_F(MidiOutput, MaxSysExSpeedIsALimitOfThePort) {
   MidiRig rig(clock);
   rig.out().MidiOutSetMaxSysExSpeed(0, 1000);
