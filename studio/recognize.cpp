@@ -251,7 +251,7 @@ bool Recognizer::Rules::TakePiece(FileMessages* file, std::uint32_t first, std::
 void Recognizer::Rules::TakeDataFile(DataFilePtr data, Recognition* out) const {
   if (!data || !data->synth) return;
   RecognizedPiece piece;
-  piece.length = std::min(data->bodySize, data->synth->fileSize);
+  piece.length = std::min<std::size_t>(data->bodySize, data->synth->fileSize);
   piece.dataType = FieldText(data->synth->typeName);
   piece.driverId = data->synth->driverId;
   const TypeForms* type = TypeOf(piece.driverId);
