@@ -116,7 +116,7 @@ void TransferRun::ReceivePatch(int patch) {
 
 void TransferRun::ReceiveBank() {
   const std::uint32_t fileSize = synth_->fileSize;
-  const std::uint32_t voices = std::min(synth_->numVoices, kMaxVoices);
+  const std::uint32_t voices = std::min(+synth_->numVoices, kMaxVoices);
   std::uint32_t count = 0;
   std::uint32_t first = voices;
   std::uint32_t last = 0;
@@ -345,7 +345,7 @@ void TransferRun::CommitWhole() {
     if (df->emptyMap) std::memset(df->emptyMap, 0, df->emptyMapSize);
     const std::uint32_t names = df->voiceNames ? df->voiceNamesSize / kVoiceNameSize : 0;
     const std::string name = ReceivedName(*df);
-    for (std::uint32_t i = 0; i < std::min(names, df->synth->numVoices); ++i) SetVoiceName(*df, i, name);
+    for (std::uint32_t i = 0; i < std::min(names, +df->synth->numVoices); ++i) SetVoiceName(*df, i, name);
     TakeOverDescriptor(*df, *copy->synth);
     Stamp(*df);
   });

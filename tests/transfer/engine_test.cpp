@@ -52,8 +52,8 @@ TEST_F(Engine, SelectedPatchesOnly) {
   EXPECT_STREQ(df->voiceNames + 1 * kVoiceNameSize, "MCK from Mock One");
   EXPECT_STREQ(df->voiceNames + 4 * kVoiceNameSize, "Kept");
   EXPECT_STREQ(df->voiceNames, "");
-  EXPECT_EQ(df->synth->fileSize, 160U);
-  EXPECT_NE(df->synth->timeStamp, 0U);
+  EXPECT_EQ(+df->synth->fileSize, 160U);
+  EXPECT_NE(+df->synth->timeStamp, 0U);
 }
 
 TEST_F(Engine, CancelInTheMiddleKeepsWhatIsThere) {
@@ -125,7 +125,7 @@ TEST_F(Engine, ButtonsEndAWholeReceive) {
     ASSERT_TRUE(transfer->Wait(1000));
     EXPECT_TRUE(transfer->ReceivedSomething());
     EXPECT_EQ(transfer->Result().ok, c.kept);
-    EXPECT_EQ(df->synth->fileSize, c.kept ? 12U : 20U);
+    EXPECT_EQ(+df->synth->fileSize, c.kept ? 12U : 20U);
     if (!c.kept) {
       EXPECT_EQ(Bytes(df->body, df->body + df->bodySize), before);
     } else {
@@ -202,7 +202,7 @@ TEST_F(Engine, ErrorsRetriesAndTexts) {
     if (!c.ok) {
       EXPECT_EQ(Bytes(df->body, df->body + df->bodySize), before);
     } else if (c.bits == 1) {
-      EXPECT_EQ(df->synth->fileSize, 19U);
+      EXPECT_EQ(+df->synth->fileSize, 19U);
       EXPECT_EQ(df->bodySize, 20U);
     }
     peer.reset();
