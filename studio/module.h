@@ -14,29 +14,21 @@ namespace tonalith {
 // The text a module is written in, and how it becomes the files of an instrument module.
 //
 // A source folder holds
-//   module.ini     section [Module]: what the instrument is (keys below); every other section goes into the module INI
-//   as
-//                  it stands ([Instrument] keys are added to the generated ones, [Device Inquiry], [Patchize n] ...)
-//   *.descriptor   one data type each, lines `key = value` (docs/modules.md lists the keys)
+//   module.ini     section [Module]: what the instrument is (keys below); every other section goes as it stands
+//                  into the module INI ([Instrument] keys are added to the generated ones)
+//   *.descriptor   one data type each, lines `key = value` (docs/studio.md lists the keys)
 //   *.script       scripts in the program's language, named by the descriptors
 //
 // [Module] keys:
 //   Name          display name, at most 64 characters: also the name of the INI, the folder and the package
 //   ShortName     what goes into Synth::shortName (at most 15 characters), default Name
-//   Manufacturer  MIDI manufacturer id in hex
 //   DriverBase    driver id of the first data type; the others follow in the order of Types
 //   Version       number, default 1
-//   SysExChannel  "default min max", 0-based
-//   Types         the descriptor names (without ending), in the order of the drivers
+//   Types         the descriptor names (without ending), in the order of the drivers; NAME(TEXT) gives it `$arg$`
 //   Any other key is a default for every descriptor that does not say otherwise.
 //
-// Descriptor keys: the field names of Synth (numbers decimal, 0x.. or $.. hex; texts; byte lists in hex), and
-//   include       names another descriptor whose lines are read first (later lines win)
-//   definition, patchMin, patchMax, instrumentName, dataFolder, fileExtension
-//   receive, transmit, audition   name of a script source; `$name$` inside it is replaced by `let name = text` lines
-//   let name = text               text for scripts and for later lines of the same descriptor, where `$name$` stands
-//   init          image of new data: bytes in hex, `xN` behind a byte repeats it (`00 x128`)
-//   recognize*, verify            how files are recognised, see studio/recognize.h
+// Descriptor keys: the field names of Synth, and those of docs/studio.md (scripts, includes, text substitution, initial
+// image, recognition).
 //
 // Every error names file and line.
 
