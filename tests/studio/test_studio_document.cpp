@@ -106,7 +106,7 @@ TEST_F(StudioTest, NewDataNeverSharesWithTheDriver) {
   first->synth->numVoices = 1;
   const DataFilePtr second = studio.GetNewDataFile(driver);
   EXPECT_EQ(GetPatchName(*second, 2), "Init");
-  EXPECT_EQ(second->synth->numVoices, 4u);
+  EXPECT_EQ(+second->synth->numVoices, 4u);
   EXPECT_EQ(FieldText(second->xtra->instrumentName), "Synth");
   EXPECT_TRUE(MapBit(second->emptyMap, second->emptyMapSize, 3)) << "nothing was received yet";
   EXPECT_EQ(DFGetName(*studio.GetNewDataFile(8, "Lead")), "Lead");
