@@ -191,7 +191,7 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request)
   transfer->dataFile_ = request.dataFile;
   transfer->lock_ = TransferLock(locks_, request.dataFile, DataNames(synth));
   if (!transfer->lock_.Taken()) {
-    prompts_.Say(kMidiIoTitle, locks_.BusySentence(request.dataFile));
+    if (!request.quiet) prompts_.Say(kMidiIoTitle, locks_.BusySentence(request.dataFile));
     return nullptr;
   }
   TransferContext& context = transfer->context_;
@@ -311,6 +311,7 @@ int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr
   DataFile* df = request.dataFile;
   const int port = df->synth->midiInPort;
   if (portsInUse_.Contains(port)) {
+    if (request.quiet) return 0;
     prompts_.Say(kMidiIoTitle, "The MIDI IN port " + std::to_string(port + 1) + " (" +
                                    services_.PortName(MidiDirection::Input, port) +
                                    ")\nis currently in use with another MIDI device.\n"
@@ -496,7 +497,6 @@ int TransferEngine::SendPart(DataFile& dataFile, Synth& synth, TransferContext& 
                            patchOffset >= 0 && PatchAddressable(synth) ? synth.voiceSize : synth.fileSize);
   const int result = MidiMacro(services_, context, synth, code, buffer, synth.sysExChannel, patchIndex, flags);
   if (context.staged) {
-    // A request nobody waited for still goes out.
     const auto staged = std::move(*context.staged);
     context.staged.reset();
     MonitorMsg("A transmit script left a request of %zu bytes that no receive sent.", staged.bytes.size());
@@ -548,6 +548,7 @@ int TransferEngine::GetNewPchNumber(DataFile* dataFile, TransferOperation operat
 bool TransferEngine::MidiPatchBay(const Synth& synth, TransferContext& context) {
   if (!(synth.patchBayFlags & kUsePatchBay)) return true;
   if (synth.patchBayFlags & kPatchBayByHand) {
+    if (context.quiet) return true;
     MessagePrompt prompt;
     prompt.title = "Patch Bay Manual Switch";
     prompt.text = "Switching to " + DataNames(synth) + ".\nPlease select Patch #" +
