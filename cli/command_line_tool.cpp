@@ -77,10 +77,16 @@ int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
   return WithModules<RunModule>(environment, args);
 }
 
-std::string ScriptDetails() {
-  return "The language is described in docs/script-language.md.\n\n"
-         "  echo 'S 5 { F0 43 20 09 F7 } T 5 ]' | tonalith-cli compile -\n"
-         "  echo '07 FF' | tonalith-cli list -\n";
+std::string CompileDetails() {
+  return "Prints the bytecode.  The language is described in docs/script-language.md.\n\n"
+         "  tonalith-cli compile request.script\n"
+         "  echo 'S 5 { F0 43 20 09 F7 } T 5 ]' | tonalith-cli compile -\n";
+}
+
+std::string ListDetails() {
+  return "Prints the script that bytecode stands for; the file is hex pairs or raw bytes.\n\n"
+         "  tonalith-cli list request.bin\n"
+         "  echo '00 00 00 00 05 07 FF' | tonalith-cli list -\n";
 }
 
 }  // namespace
@@ -133,17 +139,16 @@ const std::vector<CliCommand>& CliCommands() {
              "  tonalith-cli module list\n");
        },
        Module},
-      {"compile", CliGroup::Scripts, "script text to bytecode", [] { return std::string(kCompileHelp); }, ScriptDetails,
-       Plain<RunCompile>},
-      {"list", CliGroup::Scripts, "bytecode to script text", [] { return std::string(kListHelp); }, ScriptDetails,
+      {"compile", CliGroup::Scripts, "script text to bytecode", [] { return std::string(kCompileHelp); },
+       CompileDetails, Plain<RunCompile>},
+      {"list", CliGroup::Scripts, "bytecode to script text", [] { return std::string(kListHelp); }, ListDetails,
        Plain<RunList>},
       {"run", CliGroup::Scripts, "runs a script with replies you give", [] { return std::string(kRunHelp); },
        [] {
          return std::string(
              "Prints OUT and IN for the messages, then RESULT, the registers W X Y Z and the variable V10.\n"
              "Time is virtual: waiting costs nothing.  Channels are counted from 0.\n\n"
-             "  echo 'S 3 { F0 7E F7 } TR 3 R 4 ]' | tonalith-cli run - --descriptor manufacturerId=0x7E \\\n"
-             "    --reply 'F0 7E 01 F7'\n");
+             "  tonalith-cli run request.script --image 'F0 43 00 F7' --channel 2 --reply 'F0 43 01 F7'\n");
        },
        Plain<RunRun>},
       {"pack", CliGroup::Bytes, "reads and writes packed bytes of an image", [] { return std::string(kPackHelp); },

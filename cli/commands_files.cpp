@@ -7,6 +7,7 @@
 #include "cli/arguments.h"
 #include "cli/session.h"
 #include "data/container.h"
+#include "data/patch_names.h"
 #include "data/standard_midi_file.h"
 #include "data/sysex_split.h"
 #include "platform/atomic_file.h"
@@ -48,7 +49,7 @@ Result Rename(Session& session, const std::vector<std::string>& words) {
   if (stored != TrimmedView(name))
     session.environment().err << "tonalith-cli rename: The instrument writes this name \"" << Latin1ToUtf8(stored)
                               << "\".\n";
-  session.environment().out << PatchText({patch, document.NumberText(patch), stored}) << "\n";
+  session.environment().out << PatchText({patch, MakeNumberStr(document.synth(), patch), stored}) << "\n";
   return Result::Success();
 }
 

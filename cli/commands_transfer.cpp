@@ -5,6 +5,7 @@
 
 #include "bank/bank_document.h"
 #include "cli/arguments.h"
+#include "cli/simulated_state.h"
 #include "cli/transfer_rig.h"
 #include "data/container.h"
 #include "data/standard_midi_file.h"
@@ -24,6 +25,7 @@ constexpr char kTransferOptions[] =
     "be\n"
     "                          given several times)\n"
     "  --timeout MS            longest silence while receiving\n"
+    "  --record FILE           writes the exchange as a conversation\n"
     "instead of real ports, in virtual time:\n"
     "  --virtual DUMP          a simulated instrument loaded with DUMP (raw SysEx, MIDI file or data file), or with\n"
     "                          contents of its own: --virtual factory\n"
@@ -33,7 +35,7 @@ constexpr char kTransferOptions[] =
 
 // What the options of receive and send say.
 struct TransferOptions {
-  std::string in, out, virtualDump, fault, state, conversation, type;
+  std::string in, out, virtualDump, fault, state, conversation, type, record;
   bool isVirtual = false, isConversation = false;
   std::int64_t device = -1, channel = -1, timeout = 0;
   std::vector<std::int64_t> patches;
@@ -48,6 +50,7 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
   options->state = args.Option("state").value_or("");
   options->conversation = args.Option("conversation").value_or("");
   options->type = args.Option("type").value_or("");
+  options->record = args.Option("record").value_or("");
   options->isVirtual = args.Has("virtual");
   options->isConversation = args.Has("conversation");
   if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
@@ -68,7 +71,7 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
 
 const std::vector<std::string>& TransferOptionNames() {
   static const std::vector<std::string> names{"in",      "out",   "device", "channel",      "timeout", "patch",
-                                              "virtual", "fault", "state",  "conversation", "type"};
+                                              "virtual", "fault", "state",  "conversation", "type",    "record"};
   return names;
 }
 
@@ -142,26 +145,38 @@ class TransferCommand {
   }
 
   // After all transfers: what the other end has to say about them.
-  Result Finish() {
+  Result Finish(TransferOperation operation) {
+    if (!options_.record.empty()) {
+      if (Result written = WriteFileAtomically(options_.record, std::string_view(rig_.Exchange())); !written.ok())
+        return written;
+    }
     if (options_.isConversation) {
       rig_.clock().SleepMs(100);
       const std::string verdict = rig_.cables().TalkVerdict(place_);
       if (!verdict.empty()) return Result::Failure(options_.conversation + ": " + verdict);
     }
-    if (!options_.isVirtual) return Result::Success();
-    std::vector<std::uint8_t> memory;
-    std::string display;
-    rig_.cables().With(place_, [&](SimulatedInstrument& instrument) {
-      memory = instrument.Dump();
-      display = instrument.display();
-    });
-    if (!display.empty())
-      session_.environment().err << "tonalith-cli: The display of the simulated instrument says: " << display << "\n";
-    if (options_.state.empty()) return Result::Success();
-    return WriteFileAtomically(options_.state, std::span<const std::uint8_t>(memory));
+    return options_.isVirtual ? FinishSimulated(operation) : Result::Success();
   }
 
  private:
+  // Keeps the memory; a transmission that the instrument complains about has failed.
+  Result FinishSimulated(TransferOperation operation) {
+    std::vector<std::uint8_t> memory;
+    std::string display, name;
+    rig_.cables().With(place_, [&](SimulatedInstrument& instrument) {
+      memory = state_->Dump(instrument);
+      display = instrument.display();
+      name = instrument.description().name;
+    });
+    if (!options_.state.empty()) {
+      Result written = WriteFileAtomically(options_.state, std::span<const std::uint8_t>(memory));
+      if (!written.ok()) return written;
+    }
+    const bool content = display.empty() || display == "RECEIVED" || display == "OK" || display == "COMPLETE";
+    if (content || operation == TransferOperation::kReceive) return Result::Success();
+    return Result::Failure("The display of the simulated " + name + " says: " + display + ".");
+  }
+
   Result PlugSimulated(ZKDrvList* instrument) {
     std::string problem;
     std::vector<std::uint8_t> dump;
@@ -199,6 +214,7 @@ class TransferCommand {
       device = instrument->sysExChannel;
     }
     if (device >= base) simulated->SetDevice(device - base);
+    state_.emplace(*simulated);
     place_ = rig_.PlugInstrument(std::move(simulated));
     return Result::Success();
   }
@@ -282,6 +298,7 @@ class TransferCommand {
   Session& session_;
   const TransferOptions& options_;
   TransferRig rig_;
+  std::optional<SimulatedState> state_;  // of the simulated instrument, before the transfers
   std::size_t place_ = 0;
   bool talkBegun_ = false;
 };
@@ -320,22 +337,25 @@ void DropMask(DataFile* data) {
   data->transferMaskSize = 0;
 }
 
-// The bytes that came, when they are this data and nothing else; else the data as it is sent.
+bool IsThisData(Session& session, const std::vector<std::uint8_t>& sysex, const DataFile& data) {
+  Recognition found;
+  if (sysex.empty() || !session.recognizer().Recognize(sysex, &found).ok()) return false;
+  if (found.pieces.size() != 1 || found.unknownMessages != 0) return false;
+  const RecognizedPiece& piece = found.pieces.front();
+  const std::span<const std::uint8_t> a = BodySpan(*piece.data), b = BodySpan(data);
+  return piece.driverId == data.synth->driverId && std::equal(a.begin(), a.end(), b.begin(), b.end());
+}
+
+// The file form of what was received: the data as it is sent; where more than the data is said when it is sent (a bank
+// is selected first), the messages that came.
 Result RawSysEx(Session& session, const std::vector<std::uint8_t>& received, DataFile* data,
                 std::vector<std::uint8_t>* bytes) {
-  Recognition found;
-  if (!received.empty() && session.recognizer().Recognize(received, &found).ok() && found.pieces.size() == 1 &&
-      found.unknownMessages == 0) {
-    const RecognizedPiece& piece = found.pieces.front();
-    const auto same = [](std::span<const std::uint8_t> a, std::span<const std::uint8_t> b) {
-      return std::equal(a.begin(), a.end(), b.begin(), b.end());
-    };
-    if (piece.driverId == data->synth->driverId && same(BodySpan(*piece.data), BodySpan(*data))) {
-      *bytes = received;
-      return Result::Success();
-    }
-  }
-  return RenderBytes(session, data, bytes);
+  const DataFilePtr copy(DupForUser(data));
+  const Result result = RenderBytes(session, copy ? copy.get() : data, bytes);
+  if (result.ok() && IsThisData(session, *bytes, *data)) return result;
+  if (!IsThisData(session, received, *data)) return result;
+  *bytes = received;
+  return Result::Success();
 }
 
 Result WriteReceived(Session& session, const std::string& path, const std::vector<std::uint8_t>& received,
@@ -365,7 +385,7 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   result = ApplyPatches(options, data.get(), &mask);
   if (result.ok()) result = command.Run(TransferOperation::kReceive, data.get());
   DropMask(data.get());
-  const Result end = command.Finish();
+  const Result end = command.Finish(TransferOperation::kReceive);
   // A conversation that went another way explains the failure better than a receive that starved.
   if (!end.ok() && (result.ok() || options.isConversation)) result = end;
   return result.ok() ? WriteReceived(session, words[2], command.rig().Received(), std::move(data)) : result;
@@ -420,7 +440,7 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
   }
   if (!result.ok() && sent > 0)
     result.text += " (" + std::to_string(sent) + " of " + std::to_string(pieces.size()) + " pieces were sent.)";
-  const Result end = command.Finish();
+  const Result end = command.Finish(TransferOperation::kTransmit);
   return end.ok() || (!result.ok() && !options.isConversation) ? result : end;
 }
 

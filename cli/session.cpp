@@ -122,6 +122,13 @@ class RenderServices final : public ScriptServices {
     stream.insert(stream.end(), bytes.begin(), bytes.end());
     return static_cast<int>(bytes.size());
   }
+  // What a receive would have sent is part of the exchange; no answer comes.
+  int GetDataSkipPort(std::span<std::uint8_t> /*destination*/, int port, std::int64_t /*skip*/,
+                      TransferContext& context) override {
+    if (context.staged) SendDataPort(context.staged->bytes, port, context);
+    context.staged.reset();
+    return kReceiveNothing;
+  }
   void CreateDelayEvent(int /*port*/, std::uint32_t ms, TransferContext& /*context*/) override {
     pauses.emplace_back(stream.size(), ms);
   }

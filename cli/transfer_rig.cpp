@@ -4,6 +4,7 @@
 #include <csignal>
 #include <ostream>
 
+#include "data/data_text.h"
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
 #include "platform/ini_file.h"
@@ -117,15 +118,29 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
   services_ = std::make_unique<CliScriptServices>(*midi_, session);
   engine_ = std::make_unique<TransferEngine>(*services_, session.prompts(), &midi_->out());
   services_->SetTransferEngine(engine_.get());
-  monitor_ = midi_->in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
+  exchangeUs_ = clock_->NowUs();
+  inMonitor_ = midi_->in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
+    Note("IN", message);
     if (message.size() < 2 || message.front() != 0xF0 || message.back() != 0xF7) return;
     const std::lock_guard guard(receivedMutex_);
     received_.insert(received_.end(), message.begin(), message.end());
   });
+  outMonitor_ = midi_->out().AddMonitor([this](int, std::span<const std::uint8_t> message) { Note("OUT", message); });
+}
+
+// Waits between an OUT and the IN that follows it are written; before an OUT they say nothing about the other side.
+void TransferRig::Note(const char* direction, std::span<const std::uint8_t> message) {
+  const std::int64_t now = clock_->NowUs();
+  const std::lock_guard guard(receivedMutex_);
+  const std::int64_t waited = (now - exchangeUs_) / 1000;
+  if (direction[0] == 'I' && waited > 0) exchange_ += "WAIT " + std::to_string(waited) + "\n";
+  exchangeUs_ = now;
+  exchange_ += std::string(direction) + " " + HexText(message) + "\n";
 }
 
 TransferRig::~TransferRig() {
-  midi_->in().RemoveMidiInMonitor(monitor_);
+  midi_->in().RemoveMidiInMonitor(inMonitor_);
+  midi_->out().RemoveMonitor(outMonitor_);
   session_.settings().SetPacingSink({});
   engine_.reset();
   services_.reset();
@@ -252,8 +267,10 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
   if (!result.ok) {
     std::string text = OneSentence(Latin1ToUtf8(result.text));
     if (text.empty()) text = "The transfer of the " + DataTitle(*dataFile) + " failed.";
-    if (result.patchesToDo > 0 && result.patchesDone < result.patchesToDo)
-      text += Printf(" (%d of %d patches had come.)", result.patchesDone, result.patchesToDo);
+    if (result.patchesDone > 0 && result.patchesDone < result.patchesToDo) {
+      if (text.back() == '.') text.pop_back();
+      text += Printf(" (%d of %d patches had come).", result.patchesDone, result.patchesToDo);
+    }
     return Result::Failure(text, result.code == 0 ? 1 : result.code);
   }
   return operation == TransferOperation::kTransmit ? WaitSent(outPort, failedBefore) : Result::Success();
@@ -262,6 +279,11 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
 std::vector<std::uint8_t> TransferRig::Received() {
   const std::lock_guard guard(receivedMutex_);
   return received_;
+}
+
+std::string TransferRig::Exchange() {
+  const std::lock_guard guard(receivedMutex_);
+  return exchange_;
 }
 
 }  // namespace tonalith

@@ -74,6 +74,8 @@ class TransferRig {
   Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {});
   // The SysEx messages that came in during the last Run.
   std::vector<std::uint8_t> Received();
+  // Everything that was sent and received since the rig was made, as a conversation (lines OUT, IN, WAIT).
+  std::string Exchange();
 
  private:
   void ShowProgress(const Transfer& transfer);
@@ -89,9 +91,14 @@ class TransferRig {
   std::unique_ptr<VirtualStudio> studio_;
   std::unique_ptr<CliScriptServices> services_;
   std::unique_ptr<TransferEngine> engine_;
-  std::mutex receivedMutex_;
+  void Note(const char* direction, std::span<const std::uint8_t> message);
+
+  std::mutex receivedMutex_;  // what follows
   std::vector<std::uint8_t> received_;
-  int monitor_ = 0;
+  std::string exchange_;
+  std::int64_t exchangeUs_ = 0;  // of its last line
+  int inMonitor_ = 0;
+  int outMonitor_ = 0;
   std::size_t progressWidth_ = 0;
 };
 

@@ -1,0 +1,111 @@
+#include "tests/cli/cli_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+struct CommandLineCase {
+  std::vector<std::string> args;
+  std::string input;
+  std::string out;
+};
+
+// One of each form, with values worked out by hand.
+TEST(CommandLine, FormsPrintExactly) {
+  const std::string script = "S 3 { F0 7E F7 } TR 3 R 4 ]";
+  const std::vector<CommandLineCase> cases = {
+      {{"pack", "get", "1", "0", "02 01"}, "", "18\n"},
+      {{"pack", "get", "1", "1", "02010403"}, "", "52\n"},
+      {{"pack", "get", "1", "1", "-"}, "02 01 04 03\n", "52\n"},
+      {{"pack", "get", "1", "0", "00 00 02 01", "--bank", "2", "--voice-size", "2"}, "", "18\n"},
+      {{"pack", "set", "1", "0", "18", "00", "00"}, "", "02 01\n"},
+      {{"csum", "0", "5", "3", "8", "F0 41 10 16 12 10 00 04 00 F7"}, "", "F0 41 10 16 12 10 00 04 6C F7\n"},
+      {{"csum", "19", "0", "9", "0", "313233343536373839"}, "", "CBF43926\n"},
+      {{"number", "0", "4", "--voices", "32"}, "", "\" 5\"\n"},
+      {{"name", "get", "0", "5", "42 52 41 53 53"}, "", "\"BRASS\"\n"},
+      {{"name", "set", "0", "5", "AB", "00 00 00 00 00"}, "", "41 42 20 20 20\n"},
+      {{"name", "get", "0", "3", "02 04 01 05 03 04", "--storage", "1"}, "", "\"BQC\"\n"},
+      {{"compile", "-"}, "S 3 { F0 7E F7 }\n]", "08 00 00 00 03 F0 7E F7 07 FF\n"},
+      {{"list", "-"}, "08 00 00 00 03 F0 7E F7 07 FF\n", "S 3 { F0 7E F7 } \r\n] \r\n"},
+      {{"run", "-", "--descriptor", "manufacturerId=0x7E", "--descriptor", "optionBits=3", "--reply", "F07E01F7"},
+       script,
+       "OUT F0 7E F7\nIN F0 7E 01 F7\nRESULT 4\nW 0 X 0 Y 0 Z 0\nV10 4\n"},
+  };
+  for (const CommandLineCase& c : cases) {
+    const CliOutput output = RunCli(c.args, c.input);
+    EXPECT_EQ(output.status, 0) << c.args[0] << ": " << output.err;
+    EXPECT_EQ(output.out, c.out) << c.args[0];
+    EXPECT_EQ(output.err, "") << c.args[0];
+  }
+}
+
+TEST(CommandLine, WhatCannotBeDoneIsASentenceAndOne) {
+  const std::vector<std::vector<std::string>> cases = {
+      {},
+      {"nosuch"},
+      {"--nosuch"},
+      {"help", "nosuch"},
+      {"--config-root"},
+      {"--config-root="},
+      {"pack"},
+      {"pack", "get", "x", "0", "00"},
+      {"pack", "get", "1", "0", "0"},
+      {"csum", "0", "0"},
+      {"name", "set", "0", "5"},
+      {"df", "make", "/nonexistent/x.dat", "--body", "F0F7"},
+      {"df", "dump", "/nonexistent/x.dat"},
+      {"compile", "/nonexistent"},
+      {"run", "/nonexistent"},
+      {"module"},
+      {"module", "build", "/nonexistent", "/nonexistent/x.pvz"},
+      {"receive", "dx7"},
+      {"receive", "dx7", "voice", "out", "--frob", "1"},
+      {"receive", "dx7", "voice", "out", "--device", "500"},
+      {"receive", "dx7", "voice", "out", "--state", "x"},
+      {"send"},
+      {"send", "x", "--in"},
+      {"rename", "x"},
+      {"export", "x", "y.wav"},
+      {"ports", "x"},
+      {"demo", "x"},
+  };
+  for (const auto& args : cases) {
+    const CliOutput output = RunCli(args);
+    const std::string line = args.empty() ? "" : args[0];
+    EXPECT_EQ(output.status, 1) << line;
+    EXPECT_EQ(output.out, "") << line;
+    EXPECT_NE(output.err, "") << line;
+    EXPECT_EQ(output.err.empty() ? '\n' : output.err.back(), '\n') << line;
+  }
+}
+
+TEST(CommandLine, HelpForEveryCommand) {
+  const CliOutput overview = RunCli({"--help"});
+  EXPECT_EQ(overview.status, 0);
+  EXPECT_EQ(RunCli({"help"}).out, overview.out);
+  for (const CliCommand& command : CliCommands()) {
+    EXPECT_NE(overview.out.find("\n  " + std::string(command.name) + " "), std::string::npos) << command.name;
+    const CliOutput help = RunCli({command.name, "--help"});
+    EXPECT_EQ(help.status, 0) << command.name;
+    EXPECT_NE(help.out.find("\n  tonalith-cli "), std::string::npos) << command.name << " has no example";
+    EXPECT_NE(help.out.find(std::string("\n") + command.name + " "), std::string::npos) << command.name;
+    EXPECT_EQ(RunCli({"help", command.name}).out, help.out);
+    EXPECT_EQ(help.err, "");
+    std::istringstream lines(help.out + overview.out);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 120U) << line;
+  }
+  EXPECT_EQ(RunCli({"--version"}).out, "tonalith-cli " TONALITH_VERSION "\n");
+}
+
+TEST(CommandLine, DataFilesComeBackByteForByte) {
+  const CliHome& home = CliHome::Instance();
+  const std::string a = home.Path("made.dat"), b = home.Path("again.dat");
+  const CliOutput made = home.Run({"df", "make", "--descriptor", "shortName=Test", "--descriptor",
+                                   "manufacturerId=0x7D", "--body", "F0 7D 00 01 F7 00", a});
+  ASSERT_EQ(made.status, 0) << made.err;
+  ASSERT_EQ(home.Run({"df", "roundtrip", a, b}).status, 0);
+  EXPECT_EQ(ReadFileText(a), ReadFileText(b));
+  EXPECT_NE(home.Run({"df", "dump", a}).out.find("000000  F0 7D 00 01 F7 00\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace tonalith

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# The whole job without a display, twice: the second run must find what the first one left in the instrument.
+set -u
+root=$(cd "$(dirname "$(readlink -f "$0")")/../.." && pwd)
+bin=${TONALITH_BIN:-$root/build/bin}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "$1"; exit 1; }
+for run in 1 2; do
+  "$bin/tonalith-cli" --config-root "$work/root" demo >"$work/demo$run" 2>"$work/err$run" ||
+    { cat "$work/demo$run" "$work/err$run"; fail "demo failed in run $run"; }
+  grep -q "The renamed patch came back: 5 \"TONALITH $run\"\\." "$work/demo$run" || fail "run $run: the patch did not come back"
+  grep -q 'Cancel in the middle of a Get: .*cancelled' "$work/demo$run" || fail "run $run: no word about the cancelled Get"
+  grep -q 'The cable is pulled.*lost' "$work/demo$run" || fail "run $run: no word about the pulled cable"
+done
+grep -q 'renamed from "TONALITH 1" to "TONALITH 2"' "$work/demo2" || fail "the second run did not find the renamed patch"
+file="$work/root/Documents/Corvane/Tonalith/Yamaha DX7/Demo Voice Bank.DAT"
+"$bin/tonalith-cli" --config-root "$work/root" identify "$file" | grep -q $'Yamaha DX7\tVoice Bank\tok$' ||
+  fail "the saved file is not recognised"
+
+# An interrupt ends a transfer with a sentence and leaves the file alone.
+echo precious >"$work/out.dat"
+mkfifo "$work/talk"
+sleep 5 >"$work/talk" &
+writer=$!
+"$bin/tonalith-cli" --config-root "$work/root" receive dx7 "voice bank" "$work/out.dat" \
+  --virtual factory --fault nonsense 2>/dev/null && fail "an impossible fault plan was accepted"
+kill $writer 2>/dev/null
+[ "$(cat "$work/out.dat")" = precious ] || fail "a failed receive changed the file"
+echo "the job was done twice"

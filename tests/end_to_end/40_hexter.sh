@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# The DX7 bank that tonalith-cli sends over a real JACK port is taken by hexter, a DX7 soft synthesizer, with the same
+# 32 names: the factory bank of the simulated instrument, and a bank of a real one where the dumps are at hand.
+set -u
+root=$(cd "$(dirname "$(readlink -f "$0")")/../.." && pwd)
+bin=${TONALITH_BIN:-$root/build/bin}
+plugin=/usr/lib/dssi/hexter.so
+command -v jackd >/dev/null || { echo "skipped: there is no jackd"; exit 0; }
+[ -f "$plugin" ] || { echo "skipped: hexter is not installed"; exit 0; }
+[ -x "$bin/hexter_host" ] || { echo "skipped: hexter_host is not built (no DSSI headers)"; exit 0; }
+work=$(mktemp -d)
+export JACK_NO_AUDIO_RESERVATION=1 JACK_DEFAULT_SERVER=tonalith-hexter-$$
+jackd -r -S -n "$JACK_DEFAULT_SERVER" -d dummy -r 48000 -p 1024 >"$work/jackd.log" 2>&1 &
+server=$!
+trap 'kill $server 2>/dev/null; wait $server 2>/dev/null; rm -rf "$work"' EXIT
+fail() { echo "$1"; exit 1; }
+for _ in $(seq 100); do jack_lsp >/dev/null 2>&1 && break; sleep 0.05; done
+jack_lsp >/dev/null 2>&1 || { cat "$work/jackd.log"; fail "jackd did not start"; }
+cli() { "$bin/tonalith-cli" --config-root "$work/root" "$@"; }
+
+# Sends one bank file; the names that hexter then has must be those that `names` prints.
+take() {
+  "$bin/hexter_host" "$plugin" hexterhost >"$work/hexter" 2>"$work/hexter.err" &
+  local host=$!
+  for _ in $(seq 200); do grep -q ready "$work/hexter" && break; sleep 0.05; done
+  cli ports >"$work/ports" 2>/dev/null
+  grep -q $'^out\tjack\t.*hexterhost' "$work/ports" || { kill $host; cat "$work/ports"; fail "the port of hexter is not listed"; }
+  cli send "$1" --out hexterhost >"$work/sent" 2>"$work/sent.err" || { kill $host; cat "$work/sent.err"; fail "$1 was not sent"; }
+  for _ in $(seq 200); do kill -0 $host 2>/dev/null || break; sleep 0.05; done
+  kill $host 2>/dev/null
+  wait $host 2>/dev/null
+  grep -q '^accepted' "$work/hexter" || { cat "$work/hexter" "$work/hexter.err"; fail "hexter did not take $1"; }
+  grep $'\t' "$work/hexter" | sed 's/ *$//' | cut -f2 >"$work/theirs"
+  cli names "$1" | cut -f3 >"$work/ours"
+  [ "$(wc -l <"$work/ours")" = 32 ] || fail "$1: names prints $(wc -l <"$work/ours") lines"
+  diff "$work/ours" "$work/theirs" || fail "$1: hexter has other names"
+  echo "$(basename "$1"): 32 names are the same"
+}
+
+cli receive dx7 "voice bank" "$work/factory.dat" --virtual factory || fail "the factory bank could not be got"
+take "$work/factory.dat"
+real=${TONALITH_SYSEX_DIR:-$root/../shared/sysex}/yamaha-dx7
+for bank in "$real"/SynprezFM_01.syx "$real"/Yamaha_TX7_rom1a.syx; do
+  if [ -f "$bank" ]; then take "$bank"; fi
+done
