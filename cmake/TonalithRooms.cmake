@@ -14,7 +14,8 @@ if(TONALITH_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(tonalith_flags INTERFACE -Wno-subobject-linkage)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  target_compile_options(tonalith_flags INTERFACE -Wno-sign-conversion)
+  # Shadowing is g++'s to judge: this compiler also takes names of enumerators and of parts of a unity build for it.
+  target_compile_options(tonalith_flags INTERFACE -Wno-sign-conversion -Wno-shadow)
 endif()
 if(TONALITH_SANITIZE)
   target_compile_options(tonalith_flags INTERFACE -fsanitize=${TONALITH_SANITIZE} -fno-omit-frame-pointer
