@@ -10,6 +10,7 @@
 #include "platform/atomic_file.h"
 #include "platform/text.h"
 #include "script/transfer_engine.h"
+#include "script/transfer_engine_services.h"
 #include "studio/shipped_modules.h"
 
 namespace tonalith {
@@ -131,6 +132,14 @@ class RenderServices final : public ScriptServices {
   }
   void CreateDelayEvent(int /*port*/, std::uint32_t ms, TransferContext& /*context*/) override {
     pauses.emplace_back(stream.size(), ms);
+  }
+
+  int MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0, int parameter1,
+                  int parameter2, TransferContext& context) override {
+    ServicesLine line(*this, context, synth.midiInPort, synth.midiOutPort);
+    return BuiltInProtocols(line).MacroRoland(synth, ByteWindow(buffer), static_cast<std::uint32_t>(parameter3),
+                                              static_cast<std::uint32_t>(std::max(0, parameter0)), parameter1,
+                                              parameter2 != 0);
   }
 
   std::vector<std::uint8_t> stream;

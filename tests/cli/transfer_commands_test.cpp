@@ -69,6 +69,9 @@ TEST_F(TransferCommands, BanksOfAllInstrumentsThereAndBack) {
     for (std::size_t i = 0; i < NamesIn(names).size(); ++i) EXPECT_EQ(NamesIn(names)[i], panel[i].name);
 
     Ok({"rename", data, "7", "ABC"});
+    // As a MIDI file it is the same bank.
+    Ok({"export", data, Path("bank.mid")});
+    EXPECT_EQ(Ok({"names", Path("bank.mid")}).out, Ok({"names", data}).out);
     const CliOutput sent = Ok({"send", data, "--virtual", "factory", "--state", state});
     EXPECT_NE(sent.out.find(": sent\n"), std::string::npos);
     Ok({"receive", c.instrument, c.type, back, "--virtual", state});
