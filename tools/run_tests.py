@@ -154,7 +154,7 @@ def stage_fuzz():
         short = os.path.basename(program)
         corpus = os.path.join(ROOT, folder, "corpus", short)
         os.makedirs(corpus, exist_ok=True)
-        command = [program, "-runs=20000", "-max_total_time=25", "-timeout=10", "-rss_limit_mb=1024",
+        command = [program, "-runs=200000", "-max_total_time=12", "-timeout=10", "-rss_limit_mb=1024",
                    "-malloc_limit_mb=512", "-print_final_stats=0", "-verbosity=0", corpus]
         seeds = os.path.join(ROOT, "fuzz", "corpus", short.replace("fuzz_", "", 1))
         if os.path.isdir(seeds):
