@@ -52,17 +52,17 @@ bool ConditionHolds(std::uint8_t opcode, std::int32_t value) {
 
 // Bytes behind the opcode of a statement that is known to be whole.
 std::size_t SkipBytes(const std::uint8_t* statement, const std::uint8_t* end) {
-  const std::size_t variable = (statement[1] & 0x80) ? 2 : 1;
+  const auto variable = [statement]() -> std::size_t { return (statement[1] & 0x80) ? 2 : 1; };
   switch (statement[0]) {
     case 14:
-      return variable + 1 + (statement[variable + 1] == kCopyOperator ? 1 : 4);
+      return variable() + 1 + (statement[variable() + 1] == kCopyOperator ? 1 : 4);
     case 23:
     case 24:
     case 27:
     case 28:
     case 42:
     case 43:
-      return variable;
+      return variable();
     case 12:
     case 19:
     case 26:
@@ -70,7 +70,7 @@ std::size_t SkipBytes(const std::uint8_t* statement, const std::uint8_t* end) {
     case 33:
     case 35:
     case 46:
-      return variable + 4;
+      return variable() + 4;
     default:
       return OperandBytes(statement, static_cast<std::size_t>(end - statement));
   }
@@ -129,7 +129,7 @@ int MacroSession::Poll() {
     stop = kMacroNoResponse;
   } else {
     passesLeft -= granted;
-    untilPoll = granted;
+    untilPoll = granted - 1;  // the pass that led here counts
   }
   return stop;
 }
@@ -471,64 +471,64 @@ int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first,
 
   for (const TranslatedOp* op = ops + first;; ++op) {
     switch (op->kind) {
-      case TranslatedOp::Add:
+      case TranslatedOp::Kind::Add:
         *op->target = ApplyOperator(0, *op->target, *op->source);
         break;
-      case TranslatedOp::AddLiteral:
+      case TranslatedOp::Kind::AddLiteral:
         *op->target = ApplyOperator(0, *op->target, op->literal);
         break;
-      case TranslatedOp::Subtract:
+      case TranslatedOp::Kind::Subtract:
         *op->target = ApplyOperator(1, *op->target, *op->source);
         break;
-      case TranslatedOp::Modulo:
+      case TranslatedOp::Kind::Modulo:
         *op->target = ApplyOperator(2, *op->target, *op->source);
         break;
-      case TranslatedOp::Divide:
+      case TranslatedOp::Kind::Divide:
         *op->target = ApplyOperator(3, *op->target, *op->source);
         break;
-      case TranslatedOp::ShiftRight:
+      case TranslatedOp::Kind::ShiftRight:
         *op->target = ApplyOperator(4, *op->target, *op->source);
         break;
-      case TranslatedOp::ShiftLeft:
+      case TranslatedOp::Kind::ShiftLeft:
         *op->target = ApplyOperator(5, *op->target, *op->source);
         break;
-      case TranslatedOp::Multiply:
+      case TranslatedOp::Kind::Multiply:
         *op->target = ApplyOperator(6, *op->target, *op->source);
         break;
-      case TranslatedOp::Set:
+      case TranslatedOp::Kind::Set:
         *op->target = *op->source;
         break;
-      case TranslatedOp::Or:
+      case TranslatedOp::Kind::Or:
         *op->target |= *op->source;
         break;
-      case TranslatedOp::And:
+      case TranslatedOp::Kind::And:
         *op->target &= *op->source;
         break;
-      case TranslatedOp::IfNotZero:
+      case TranslatedOp::Kind::IfNotZero:
         if (!(*op->target != 0)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::IfZero:
+      case TranslatedOp::Kind::IfZero:
         if (!(*op->target == 0)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::IfNegative:
+      case TranslatedOp::Kind::IfNegative:
         if (!(*op->target < 0)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::IfPositive:
+      case TranslatedOp::Kind::IfPositive:
         if (!(*op->target > 0)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::IfNotPositive:
+      case TranslatedOp::Kind::IfNotPositive:
         if (!(*op->target <= 0)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::IfNotNegative:
+      case TranslatedOp::Kind::IfNotNegative:
         if (!(*op->target >= 0)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::IfEqual:
+      case TranslatedOp::Kind::IfEqual:
         if (!(*op->target == *op->source)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::IfNotEqual:
+      case TranslatedOp::Kind::IfNotEqual:
         if (!(*op->target != *op->source)) op = ops + op->jump - 1;
         break;
-      case TranslatedOp::Loop: {
+      case TranslatedOp::Kind::Loop: {
         const std::int32_t count = *op->source;
         if (count <= 0) break;
         if (depth == kMaxLoopDepth) {
@@ -538,7 +538,7 @@ int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first,
         loops[depth++] = {op[1].at, count, static_cast<std::int32_t>(op + 1 - ops)};
         break;
       }
-      case TranslatedOp::EndBlock:
+      case TranslatedOp::Kind::EndBlock:
         if (depth == 0) return 0;
         if (--loops[depth - 1].left <= 0) {
           --depth;
@@ -547,32 +547,32 @@ int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first,
         op = ops + loops[depth - 1].op - 1;
         if (const int stop = session.Pass()) return stop;
         break;
-      case TranslatedOp::Break:
+      case TranslatedOp::Kind::Break:
         if (depth == 0) return kMacroBroken;
         --depth;
         break;
-      case TranslatedOp::GetByte: {
+      case TranslatedOp::Kind::GetByte: {
         const auto position = static_cast<std::uint64_t>(receivedPos + *op->source);
         *op->target = position < receivedSize ? received[position] : 0;
         break;
       }
-      case TranslatedOp::PutByte: {
+      case TranslatedOp::Kind::PutByte: {
         const auto position = static_cast<std::uint64_t>(dataPos + *op->source);
         if (position < dataSize) dataBytes[position] = static_cast<std::uint8_t>(*op->target);
         break;
       }
-      case TranslatedOp::Return:
+      case TranslatedOp::Kind::Return:
         s_.returnValue = *op->target;
         s_.returnSet = true;
         break;
-      case TranslatedOp::Call:
+      case TranslatedOp::Kind::Call:
         if (const int stop = CallTranslated(*op->source)) return stop;
         break;
-      case TranslatedOp::Nothing:
+      case TranslatedOp::Kind::Nothing:
         break;
-      case TranslatedOp::End:
+      case TranslatedOp::Kind::End:
         return op->literal;
-      case TranslatedOp::Leave:
+      case TranslatedOp::Kind::Leave:
         at = op->at;
         return kLeftTranslated;
       default:

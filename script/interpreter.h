@@ -80,6 +80,12 @@ class MacroSession {
     passesLeft -= passes;
     return Poll();
   }
+  // The same for bytes that a statement goes over; small amounts are free.
+  int Work(std::int64_t bytes) {
+    constexpr std::int64_t kFreeBytes = 65536;
+    constexpr std::int64_t kBytesPerPass = 4096;
+    return bytes < kFreeBytes ? 0 : Charge(bytes / kBytesPerPass);
+  }
   // Cancelled from outside, or the program ends.
   bool Ended() const { return context.cancel.Cancelled() || services.Quitting(); }
 

@@ -101,7 +101,7 @@ int MacroStatements::Kurzweil(ZKMacro& m) {
     std::copy_n(message.begin(), count, target.begin());
     std::fill(message.begin(), message.end(), std::uint8_t{0});
   }
-  return session.Charge(messages);
+  return session.Work(messages * 256 + size);
 }
 
 }  // namespace tonalith

@@ -44,6 +44,7 @@ int MacroStatements::Buffers(ZKMacro& m, const std::uint8_t* at) {
     case 0: {  // GA
       const std::int32_t size = Number(s, at);
       if (size < 0 || size > kMaxWorkBuffer) return kMacroNoMemory;
+      if (const int stop = s.session->Work(size)) return stop;
       release();
       m.work_ = std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(size));
       s.alternate = {ByteWindow(*m.work_), 0, size};
@@ -67,6 +68,7 @@ int MacroStatements::Buffers(ZKMacro& m, const std::uint8_t* at) {
       const std::int64_t source = s.saved.pos + from;
       if (count <= 0 || source < 0) return 0;
       const Cursor& target = s.hasTransmit ? s.transmit : s.receive;
+      s.session->Work(std::min<std::int64_t>(count, s.saved.memory.size()));
       target.memory.Write(target.pos + to, s.saved.memory.Clamped(source, count));
       return 0;
     }
@@ -88,7 +90,7 @@ int MacroStatements::Buffers(ZKMacro& m, const std::uint8_t* at) {
     }
     case 7:  // GM
       SetX(s, MessageLength(FromCursor(Current(s)), s.registers[1]));
-      return 0;
+      return s.session->Work(s.registers[1]);
     case 8: {  // GW
       const std::int32_t value = Number(s, at);
       const std::int32_t offset = Number(s, at);

@@ -14,7 +14,7 @@ constexpr std::uint8_t kSysExStart = 0xF0;
 constexpr std::uint8_t kSysExEnd = 0xF7;
 constexpr std::size_t kReceiveResultEntry = 10;
 constexpr std::size_t kMidiChannelEntry = 44;
-constexpr std::int32_t kMaxTrinEffEntries = 65536;
+constexpr std::int32_t kMaxTrinEffEntries = 4096;
 
 constexpr bool IsChannelVoice(std::uint8_t status) {
   return status >= 0x80 && status < 0xF0;
@@ -122,6 +122,7 @@ int MacroStatements::Transmit(ZKMacro& m, TransmitKind kind, std::int32_t n) {
   Cursor& source = kind == TransmitKind::B ? s.receive : Current(s);
   const std::span<std::uint8_t> bytes = Remaining(source, n == 0 ? INT32_MAX : n);
   if (!bytes.empty()) {
+    if (const int stop = session.Work(static_cast<std::int64_t>(bytes.size()))) return stop;
     PatchChannel(s, bytes, false);
     const int port = s.synth->midiOutPort;
     if (kind == TransmitKind::TR) {
@@ -194,13 +195,16 @@ void MacroStatements::Checksum(State& s, const std::uint8_t* at) {
   const std::int32_t start = Number(s, at);
   const std::int32_t count = Number(s, at);
   const std::int32_t offset = Number(s, at);
-  if (!s.session->context.suppressChecksums) CSum(FromCursor(Current(s)), unused, type, start, count, offset);
+  if (s.session->context.suppressChecksums) return;
+  s.session->Work(std::min<std::int64_t>(count, Current(s).memory.size()));
+  CSum(FromCursor(Current(s)), unused, type, start, count, offset);
 }
 
 void MacroStatements::DiskRead(State& s, std::int32_t n, std::int32_t offset) {
   ScriptServices& services = s.session->services;
   if (n <= 0 || !services.HasDiskFile()) return;
   const std::int64_t position = s.receive.pos + offset;
+  s.session->Work(n);
   if (position >= 0) services.DiskRead(s.receive.memory.Clamped(position, n));
 }
 
@@ -252,7 +256,8 @@ void MacroStatements::TrinEff(State& s) {
   const std::int32_t firstReference = sixteen ? 4 : 5;
   int total = 0;
   bool circular = false;
-  for (std::int32_t i = 0; i < count; ++i) {
+  s.session->Work(std::int64_t{count} * 256);
+  for (std::int32_t i = 0; i < count && total <= 8 && !circular; ++i) {
     const std::int32_t v = value(i);
     if (v >= 1 && v < firstReference) total += 1 << (v - 1);
     if (v >= firstReference && value(v - firstReference) >= firstReference) circular = true;
@@ -269,8 +274,8 @@ int MacroStatements::InsertBytes(State& s, const std::int32_t* operands) {
   const auto q = static_cast<std::uint8_t>(operands[3]);
   const std::int64_t n = operands[4];
   if (n < 0 || origin < 0) return 0;
-  constexpr std::int64_t kBytesPerPass = 4096;
   std::int64_t moved = 0;
+  if (const int stop = s.session->Work(last)) return stop;
   for (std::int64_t i = std::max<std::int64_t>(operands[0], 0); i < last - n; ++i) {
     if (memory.At(origin + i) != p || memory.At(origin + i + 1) != q) continue;
     const std::int64_t count = last - n - i;
@@ -278,7 +283,7 @@ int MacroStatements::InsertBytes(State& s, const std::int32_t* operands) {
     i += n;
     moved += count;
     if (moved > (1 << 24)) {
-      if (const int stop = s.session->Charge(moved / kBytesPerPass)) return stop;
+      if (const int stop = s.session->Work(moved)) return stop;
       moved = 0;
     }
   }

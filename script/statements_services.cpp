@@ -14,6 +14,7 @@ constexpr int kHostedProgram = 5;
 constexpr std::int32_t kScriptVariables = 8192;
 constexpr std::int32_t kLocalWordCount = 256;
 constexpr std::size_t kMaxAcceptedSizes = 65536;
+constexpr std::int64_t kLongestPauseMs = 600'000;
 
 constexpr const char* kVersionKeys[] = {"Major", "Minor", "Year", "Month", "Day", "Hour", "DayOverRev", "IsBeta"};
 
@@ -66,7 +67,7 @@ void MacroStatements::SetErrorMessage(ZKMacro& m) {
 int MacroStatements::Pause(State& s, std::int64_t ms) {
   MacroSession& session = *s.session;
   Clock& clock = session.services.clock();
-  const std::int64_t until = clock.NowUs() + std::max<std::int64_t>(ms, 0) * 1000;
+  const std::int64_t until = clock.NowUs() + std::clamp<std::int64_t>(ms, 0, kLongestPauseMs) * 1000;
   constexpr std::int64_t kSliceUs = 50'000;
   while (!session.Ended() && clock.NowUs() < until) {
     clock.SleepUs(std::min(kSliceUs, until - clock.NowUs()), &session.context.cancel);
@@ -269,7 +270,7 @@ int MacroStatements::OneOperand(ZKMacro& m, std::uint8_t sub, std::int32_t n) {
     case 124: {  // StripF7
       const auto bytes = Remaining(Current(s), n);
       std::replace(bytes.begin(), bytes.end(), std::uint8_t{0xF7}, std::uint8_t{0});
-      return 0;
+      return session.Work(static_cast<std::int64_t>(bytes.size()));
     }
     case 127:
       session.buttonPressed = true;
@@ -283,7 +284,7 @@ int MacroStatements::OneOperand(ZKMacro& m, std::uint8_t sub, std::int32_t n) {
       return 0;
     case 146:
       SetX(s, SysExRun(Remaining(Current(s), n)));
-      return 0;
+      return session.Work(s.registers[1]);
     case 148:
       services.SetSetting(ScriptSetting::MidiDelay, n);
       return 0;

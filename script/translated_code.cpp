@@ -9,12 +9,13 @@ namespace tonalith {
 namespace {
 
 constexpr TranslatedOp::Kind kAssignKinds[] = {
-    TranslatedOp::Add,        TranslatedOp::Subtract,  TranslatedOp::Modulo,   TranslatedOp::Divide,
-    TranslatedOp::ShiftRight, TranslatedOp::ShiftLeft, TranslatedOp::Multiply, TranslatedOp::Set,
-    TranslatedOp::Set,        TranslatedOp::Or,        TranslatedOp::And};
+    TranslatedOp::Kind::Add,      TranslatedOp::Kind::Subtract,   TranslatedOp::Kind::Modulo,
+    TranslatedOp::Kind::Divide,   TranslatedOp::Kind::ShiftRight, TranslatedOp::Kind::ShiftLeft,
+    TranslatedOp::Kind::Multiply, TranslatedOp::Kind::Set,        TranslatedOp::Kind::Set,
+    TranslatedOp::Kind::Or,       TranslatedOp::Kind::And};
 
 bool IsCondition(TranslatedOp::Kind kind) {
-  return kind >= TranslatedOp::IfNotZero && kind <= TranslatedOp::IfNotEqual;
+  return kind >= TranslatedOp::Kind::IfNotZero && kind <= TranslatedOp::Kind::IfNotEqual;
 }
 
 constexpr std::uint8_t kCloseAll = 25;
@@ -31,21 +32,21 @@ bool RaisesDepthWhenSkipped(const std::uint8_t* at) {
 TranslatedOp::Kind ConditionKind(std::uint8_t opcode) {
   switch (opcode) {
     case 23:
-      return TranslatedOp::IfNotZero;
+      return TranslatedOp::Kind::IfNotZero;
     case 24:
-      return TranslatedOp::IfZero;
+      return TranslatedOp::Kind::IfZero;
     case 27:
-      return TranslatedOp::IfNegative;
+      return TranslatedOp::Kind::IfNegative;
     case 28:
-      return TranslatedOp::IfPositive;
+      return TranslatedOp::Kind::IfPositive;
     case 33:
-      return TranslatedOp::IfEqual;
+      return TranslatedOp::Kind::IfEqual;
     case 42:
-      return TranslatedOp::IfNotPositive;
+      return TranslatedOp::Kind::IfNotPositive;
     case 43:
-      return TranslatedOp::IfNotNegative;
+      return TranslatedOp::Kind::IfNotNegative;
     default:
-      return TranslatedOp::IfNotEqual;
+      return TranslatedOp::Kind::IfNotEqual;
   }
 }
 
@@ -61,9 +62,9 @@ TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, std::span<std
     std::size_t length = 0;
     TranslatedOp op = Translate(at, end, &length);
     op.at = at;
-    complete_ = complete_ && op.kind != TranslatedOp::Leave;
+    complete_ = complete_ && op.kind != TranslatedOp::Kind::Leave;
     ops_.push_back(op);
-    if (op.kind == TranslatedOp::End) break;
+    if (op.kind == TranslatedOp::Kind::End) break;
     at += length;
   }
   // Literals are read from the operation itself, which does not move any more.
@@ -106,7 +107,7 @@ bool TranslatedCode::BindNumber(TranslatedOp& op, std::uint32_t word) {
 TranslatedOp TranslatedCode::Translate(const std::uint8_t* at, const std::uint8_t* end, std::size_t* length) {
   TranslatedOp op;
   const auto ends = [&op](int result) {
-    op.kind = TranslatedOp::End;
+    op.kind = TranslatedOp::Kind::End;
     op.literal = result;
     return op;
   };
@@ -120,40 +121,40 @@ TranslatedOp TranslatedCode::Translate(const std::uint8_t* at, const std::uint8_
   bool bound = true;
   switch (opcode) {
     case 4:
-      op.kind = TranslatedOp::Loop;
+      op.kind = TranslatedOp::Kind::Loop;
       bound = BindNumber(op, LoadBe32(operand));
       break;
     case 7:
-      op.kind = TranslatedOp::EndBlock;
+      op.kind = TranslatedOp::Kind::EndBlock;
       break;
     case 12:
     case 29:
-      op.kind = opcode == 12 ? TranslatedOp::PutByte : TranslatedOp::GetByte;
+      op.kind = opcode == 12 ? TranslatedOp::Kind::PutByte : TranslatedOp::Kind::GetByte;
       bound = Bind(op, MacroStatements::VariableIndex(operand)) && BindNumber(op, LoadBe32(operand));
       break;
     case 14: {
       bound = Bind(op, MacroStatements::VariableIndex(operand));
       const std::uint8_t assign = *operand++;
       if (assign >= kAssignOperatorCount) {
-        op.kind = TranslatedOp::Nothing;
+        op.kind = TranslatedOp::Kind::Nothing;
       } else if (assign == kCopyOperator) {
         TranslatedOp copied;
-        op.kind = TranslatedOp::Set;
+        op.kind = TranslatedOp::Kind::Set;
         bound = bound && Bind(copied, *operand);
         op.source = copied.target;
       } else {
         op.kind = kAssignKinds[assign];
         bound = bound && BindNumber(op, LoadBe32(operand));
-        if (!op.source && op.kind == TranslatedOp::Add) op.kind = TranslatedOp::AddLiteral;
-        if (!op.source && op.kind == TranslatedOp::Subtract) {
-          op.kind = TranslatedOp::AddLiteral;
+        if (!op.source && op.kind == TranslatedOp::Kind::Add) op.kind = TranslatedOp::Kind::AddLiteral;
+        if (!op.source && op.kind == TranslatedOp::Kind::Subtract) {
+          op.kind = TranslatedOp::Kind::AddLiteral;
           op.literal = WrapToInt(-std::int64_t{op.literal});
         }
       }
       break;
     }
     case 20:
-      op.kind = TranslatedOp::Return;
+      op.kind = TranslatedOp::Kind::Return;
       bound = Bind(op, MacroStatements::VariableIndex(operand));
       break;
     case 23:
@@ -176,11 +177,11 @@ TranslatedOp TranslatedCode::Translate(const std::uint8_t* at, const std::uint8_
     case 38:
       break;
     case 34:
-      op.kind = TranslatedOp::Call;
+      op.kind = TranslatedOp::Kind::Call;
       bound = BindNumber(op, LoadBe32(operand));
       break;
     case 36:
-      op.kind = TranslatedOp::Break;
+      op.kind = TranslatedOp::Kind::Break;
       break;
     default:
       bound = false;
@@ -188,7 +189,7 @@ TranslatedOp TranslatedCode::Translate(const std::uint8_t* at, const std::uint8_
   }
   if (!bound) {
     op = {};
-    op.kind = TranslatedOp::Leave;
+    op.kind = TranslatedOp::Kind::Leave;
   }
   return op;
 }
@@ -203,7 +204,7 @@ void TranslatedCode::ResolveJumps() {
   };
   for (std::size_t i = 0; i < ops_.size(); ++i) {
     const TranslatedOp& op = ops_[i];
-    if (op.kind == TranslatedOp::End) {
+    if (op.kind == TranslatedOp::Kind::End) {
       for (const std::int32_t condition : open) closeTo(condition, i);
     } else if (IsCondition(op.kind)) {
       open.push_back(static_cast<std::int32_t>(i));

@@ -17,7 +17,7 @@ struct LoopFrame {
 
 // A statement with its operands looked up: what loops and called macros run on from their second pass on.
 struct TranslatedOp {
-  enum Kind : std::uint8_t {
+  enum class Kind : std::uint8_t {
     Add,
     AddLiteral,  // also for subtracted ones
     Subtract,
@@ -49,7 +49,7 @@ struct TranslatedOp {
     Leave,  // a statement that only the interpreter's own loop executes
   };
 
-  Kind kind = Nothing;
+  Kind kind = Kind::Nothing;
   std::int32_t literal = 0;
   std::int32_t jump = 0;                 // conditions: where a false one goes on
   std::int32_t* target = nullptr;        // register or variable that is written or tested

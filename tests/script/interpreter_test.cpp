@@ -186,6 +186,15 @@ TEST(Interpreter, LimitsEndRunawayScripts) {
     EXPECT_GT(macro.Register(1), 4000);
     EXPECT_LT(macro.Register(1), 6001);
   }
+  // Statements that look around at every pass count as well.
+  {
+    MacroSession session(run.services, run.context);
+    session.passesLeft = 5000;
+    ZKMacro macro(session);
+    const Bytes sends = MacroRun::Compile("L 1000000000 [ S 1 { F6 } T ] ]");
+    EXPECT_EQ(macro.Run(run.synth, sends, {}, 0, true, {}, false), kMacroBadCommand);
+    EXPECT_LT(run.services.out.size(), 5002u);
+  }
   run.context.cancel.Cancel();
   EXPECT_EQ(run.Code(code), 0);
   EXPECT_LT(run.X(), 5000);
@@ -245,7 +254,7 @@ TEST(Interpreter, TranslatedLoopsDoTheSame) {
   for (int round = 0; round < 3000; ++round) {
     Bytes code = Hex("04 00 00 00 09");
     statements(code, 5 + random(30));
-    for (const std::uint8_t closing : {38, 38, 38, 7, 7}) code.push_back(closing);
+    for (const int closing : {38, 38, 38, 7, 7}) code.push_back(static_cast<std::uint8_t>(closing));
     ScriptedServices services;
     services.macros.resize(8);
     for (Bytes& macro : services.macros) statements(macro, random(8));
