@@ -161,4 +161,17 @@ inline std::int32_t ApplyOperator(std::uint8_t op, std::int32_t a, std::int32_t 
   }
 }
 
+// Results after which a run counts as ended in the normal way.
+inline bool IsNormalEnd(int result) {
+  return result == 0 || result == kMacroNoResponse || result == kMacroNoEnd || result == kMacroEndOfCode;
+}
+
+// The end of an interpreter, also of a called macro's, ends the patterns of receives.
+inline void ClearReceiveFilters(TransferContext& context) {
+  context.acceptPattern.clear();
+  context.hasAcceptPattern = false;
+  context.declinePatterns.clear();
+  context.endPattern.clear();
+}
+
 }  // namespace tonalith

@@ -8,6 +8,9 @@
 
 namespace tonalith {
 
+// Result of running translated code that came to a statement of the interpreter's own loop.
+inline constexpr int kLeftTranslated = INT32_MIN;
+
 // One running loop of a script.
 struct LoopFrame {
   const std::uint8_t* body;
