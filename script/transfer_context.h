@@ -62,7 +62,7 @@ struct TransferContext {
   bool timedOut = false;
   bool cancelledByPattern = false;
   std::atomic<bool> portGone{false};  // a port of the transfer is not open (any more)
-  bool sendFailed = false;  // a message (also a staged one) was not taken by its port
+  bool sendFailed = false;            // a message (also a staged one) was not taken by its port
   int retryOnTimeout = 0;
   bool receivedSomething = false;
   bool quiet = false;        // no windows, no messages
