@@ -120,9 +120,14 @@ void VirtualClock::ThreadEnds(bool here) {
 void VirtualClock::AdvanceUs(std::int64_t us) {
   std::lock_guard guard(mutex_);
   nowUs_ += us;
+  WakeThose([this](const Waiter& waiter) { return waiter.deadlineUs <= nowUs_; }, true);
+}
+
+// Whoever is woken counts as working at once.
+void VirtualClock::WakeThose(const std::function<bool(const Waiter&)>& meant, bool all) {
   for (auto it = waiting_.begin(); it != waiting_.end();) {
     Waiter* waiter = *it;
-    if (waiter->deadlineUs > nowUs_) {
+    if (!meant(*waiter)) {
       ++it;
       continue;
     }
@@ -130,6 +135,7 @@ void VirtualClock::AdvanceUs(std::int64_t us) {
     waiter->woken = true;
     ++working_;
     waiter->wake.notify_one();
+    if (!all) return;
   }
 }
 
@@ -155,18 +161,7 @@ void VirtualClock::Block(WaitPoint& point, std::unique_lock<std::mutex>& lock, s
 
 void VirtualClock::Wake(WaitPoint& point, bool all) {
   std::lock_guard guard(mutex_);
-  for (auto it = waiting_.begin(); it != waiting_.end();) {
-    Waiter* waiter = *it;
-    if (waiter->point != &point) {
-      ++it;
-      continue;
-    }
-    it = waiting_.erase(it);
-    waiter->woken = true;
-    ++working_;
-    waiter->wake.notify_one();
-    if (!all) break;
-  }
+  WakeThose([&point](const Waiter& waiter) { return waiter.point == &point; }, all);
 }
 
 void VirtualClock::MoveOn() {
@@ -176,17 +171,7 @@ void VirtualClock::MoveOn() {
   const std::int64_t deadline = (*next)->deadlineUs;
   if (deadline == kNever) return;
   nowUs_ = std::max(nowUs_, deadline);
-  for (auto it = waiting_.begin(); it != waiting_.end();) {
-    Waiter* waiter = *it;
-    if (waiter->deadlineUs > nowUs_) {
-      ++it;
-      continue;
-    }
-    it = waiting_.erase(it);
-    waiter->woken = true;
-    ++working_;
-    waiter->wake.notify_one();
-  }
+  WakeThose([this](const Waiter& waiter) { return waiter.deadlineUs <= nowUs_; }, true);
 }
 
 }  // namespace tonalith

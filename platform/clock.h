@@ -123,7 +123,9 @@ class VirtualClock final : public Clock {
   void Wake(WaitPoint& point, bool all) override;
 
  private:
-  void MoveOn();  // called with mutex_ held
+  // Both called with mutex_ held.
+  void MoveOn();
+  void WakeThose(const std::function<bool(const Waiter&)>& meant, bool all);
 
   std::mutex mutex_;
   std::int64_t nowUs_;

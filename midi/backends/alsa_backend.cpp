@@ -12,6 +12,7 @@
 #include <mutex>
 
 #include "midi/backends/port_names.h"
+#include "midi/backends/shared_backend.h"
 #include "platform/log.h"
 
 namespace tonalith {
@@ -518,30 +519,10 @@ void AlsaBackend::TakeAnnouncement(const snd_seq_event_t& event) {
   if (changed) changed();
 }
 
-class SharedAlsaBackend final : public MidiBackend {
- public:
-  explicit SharedAlsaBackend(std::shared_ptr<AlsaBackend> backend) : backend_(std::move(backend)) {}
-  ~SharedAlsaBackend() override { backend_->Stop(); }
-  std::string Name() const override { return backend_->Name(); }
-  Result Start() override { return backend_->Start(); }
-  void Stop() override { backend_->Stop(); }
-  std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override { return backend_->Devices(direction); }
-  Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override {
-    return backend_->OpenOutput(id, handle);
-  }
-  Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) override {
-    return backend_->OpenInput(id, std::move(sink), handle);
-  }
-  void SetChangeNotice(std::function<void()> changed) override { backend_->SetChangeNotice(std::move(changed)); }
-
- private:
-  std::shared_ptr<AlsaBackend> backend_;
-};
-
 }  // namespace
 
 std::unique_ptr<MidiBackend> MakeAlsaBackend(const char* clientName, Clock& clock) {
-  return std::make_unique<SharedAlsaBackend>(std::make_shared<AlsaBackend>(clientName, clock));
+  return std::make_unique<SharedBackend>(std::make_shared<AlsaBackend>(clientName, clock));
 }
 
 }  // namespace tonalith

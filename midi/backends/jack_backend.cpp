@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "midi/backends/port_names.h"
+#include "midi/backends/shared_backend.h"
 #include "platform/log.h"
 
 namespace tonalith {
@@ -573,31 +574,10 @@ void JackBackend::CloseInput(const std::shared_ptr<JackInput>& input) {
   if (!serverGone_.load()) jack_port_unregister(client_, input->port);
 }
 
-// Keeps the backend alive for the handles that are still open.
-class SharedJackBackend final : public MidiBackend {
- public:
-  explicit SharedJackBackend(std::shared_ptr<JackBackend> backend) : backend_(std::move(backend)) {}
-  ~SharedJackBackend() override { backend_->Stop(); }
-  std::string Name() const override { return backend_->Name(); }
-  Result Start() override { return backend_->Start(); }
-  void Stop() override { backend_->Stop(); }
-  std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override { return backend_->Devices(direction); }
-  Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override {
-    return backend_->OpenOutput(id, handle);
-  }
-  Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) override {
-    return backend_->OpenInput(id, std::move(sink), handle);
-  }
-  void SetChangeNotice(std::function<void()> changed) override { backend_->SetChangeNotice(std::move(changed)); }
-
- private:
-  std::shared_ptr<JackBackend> backend_;
-};
-
 }  // namespace
 
 std::unique_ptr<MidiBackend> MakeJackBackend(const char* clientName) {
-  return std::make_unique<SharedJackBackend>(std::make_shared<JackBackend>(clientName));
+  return std::make_unique<SharedBackend>(std::make_shared<JackBackend>(clientName));
 }
 
 }  // namespace tonalith

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "midi/backend.h"
+
+namespace tonalith {
+
+// Hands everything on to a backend that its open handles keep alive.
+class SharedBackend final : public MidiBackend {
+ public:
+  explicit SharedBackend(std::shared_ptr<MidiBackend> backend) : backend_(std::move(backend)) {}
+  ~SharedBackend() override { backend_->Stop(); }
+  std::string Name() const override { return backend_->Name(); }
+  Result Start() override { return backend_->Start(); }
+  void Stop() override { backend_->Stop(); }
+  std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override { return backend_->Devices(direction); }
+  Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override {
+    return backend_->OpenOutput(id, handle);
+  }
+  Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) override {
+    return backend_->OpenInput(id, std::move(sink), handle);
+  }
+  void SetChangeNotice(std::function<void()> changed) override { backend_->SetChangeNotice(std::move(changed)); }
+
+ private:
+  std::shared_ptr<MidiBackend> backend_;
+};
+
+}  // namespace tonalith
