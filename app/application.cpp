@@ -2,18 +2,26 @@
 
 #include <QApplication>
 #include <QCryptographicHash>
+#include <QDateTime>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QIcon>
+#include <QLabel>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QPixmap>
 #include <QTimer>
 #include <QWindow>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <thread>
 
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
 #include "platform/log.h"
 #include "studio/package.h"
+#include "ui/patch_selector.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -21,6 +29,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kHandOverMs = 2000;
+constexpr int kClosingNoteMs = 2000;
 
 }  // namespace
 
@@ -103,12 +112,27 @@ void CZKApp::TakeFiles() {
   }
 }
 
+// For the benchmark: how long after a given moment (milliseconds since 1970) the window is painted and takes input.
+void CZKApp::ReportStart() {
+  const qint64 began = qEnvironmentVariable("TONALITH_STARTED_AT").toLongLong();
+  if (began == 0) return;
+  auto* watch = new QTimer(this);
+  connect(watch, &QTimer::timeout, this, [this, watch, began] {
+    if (!frame_ || !frame_->windowHandle() || !frame_->windowHandle()->isExposed()) return;
+    std::printf("usable after %lld ms\n", static_cast<long long>(QDateTime::currentMSecsSinceEpoch() - began));
+    std::fflush(stdout);
+    watch->deleteLater();
+  });
+  watch->start(0);  // runs when nothing else waits
+}
+
 int CZKApp::Run() {
   if (!Start()) {
     End(true);
     return 1;
   }
   Listen();
+  ReportStart();
   const int status = QApplication::exec();
   End(false);
   return status;
@@ -155,8 +179,21 @@ bool CZKApp::CreateMainFrame(ZKBasics& basics) {
   basics.SetStudio(frame_.get());
   basics.SetTransferWindows(frame_.get());
   basics.transfers().SetTransmitWindowOpener([this] { frame_->OpenTransmitWindow(-1, 0); });
+  basics.scripts().SetPatchSelector([this](const std::string& question, int current, int low, int high) {
+    std::optional<int> number;
+    dispatcher_.Call([&] {
+      ZKPatchSelector dialog(question, current, low, high, frame_.get());
+      if (dialog.exec() == QDialog::Accepted) number = dialog.Selected();
+    });
+    return number;
+  });
   connect(
-      qApp, &QGuiApplication::commitDataRequest, this, [this] { frame_->SetQuitting(); }, Qt::DirectConnection);
+      qApp, &QGuiApplication::commitDataRequest, this,
+      [this] {
+        prompts_.SetQuitting(true);
+        if (frame_) frame_->SetQuitting();
+      },
+      Qt::DirectConnection);
   return true;
 }
 
@@ -199,8 +236,39 @@ void CZKApp::CloseMainWindow() {
     services->SetStudio(nullptr);
     services->SetTransferWindows(nullptr);
     services->transfers().SetTransmitWindowOpener({});
+    services->scripts().SetPatchSelector({});
   }
   frame_.reset();
+}
+
+// The note only appears when closing takes longer than a user expects.
+void CZKApp::ShowClosingMidi(const std::function<void()>& close) {
+  dispatcher_.RunQueued();
+  std::atomic<bool> done{false};
+  std::thread worker([&] {
+    close();
+    done.store(true);
+  });
+  QLabel note(tr("Closing MIDI..."), nullptr, Qt::SplashScreen);
+  note.setFrameStyle(QFrame::Panel | QFrame::Raised);
+  note.setMargin(24);
+  QElapsedTimer time;
+  time.start();
+  while (!done.load()) {
+    if (time.elapsed() > kClosingNoteMs && note.isHidden()) note.show();
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    std::this_thread::sleep_for(std::chrono::milliseconds(time.elapsed() < 50 ? 1 : 20));
+  }
+  worker.join();
+}
+
+void CZKApp::EndQuietly() {
+  prompts_.SetQuitting(true);
+  if (frame_) {
+    frame_->SetQuitting();
+    frame_->close();
+  }
+  QApplication::quit();
 }
 
 void CZKApp::CleanUpModule(const char* name) {

@@ -34,6 +34,10 @@ class CZKApp final : public QObject, public StartStopHost {
   Simulation* simulation() { return simulation_.get(); }
   bool Start() { return sequence_.InitInstance(); }
   void End(bool quietly) { sequence_.ExitInstance(quietly); }
+  // Ends as soon as the main loop runs, without questions (SIGTERM, end of the session).
+  void EndQuietly();
+  // Lets other processes on the same folders hand their files over.
+  void Listen();
 
   // ---- StartStopHost
   std::unique_ptr<ZKBasics> AllocZKBasics(const CommandLine& commandLine) override;
@@ -46,10 +50,11 @@ class CZKApp final : public QObject, public StartStopHost {
   void ShowSplash(const std::string& picture, int milliseconds) override;
   void LoadRecentFiles(int entries) override;
   void CloseMainWindow() override;
+  void ShowClosingMidi(const std::function<void()>& close) override;
   void CleanUpModule(const char* name) override;
 
  private:
-  void Listen();
+  void ReportStart();
   void TakeFiles();
   std::string ServerName() const;
 

@@ -53,11 +53,7 @@ int main(int argc, char** argv) {
     auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &application);
     QObject::connect(notifier, &QSocketNotifier::activated, &application, [&program, notifier] {
       notifier->setEnabled(false);
-      if (program.frame()) program.frame()->SetQuitting();
-      if (program.frame())
-        program.frame()->close();
-      else
-        QApplication::quit();
+      program.EndQuietly();
     });
     std::signal(SIGTERM, OnSignal);
     std::signal(SIGINT, OnSignal);

@@ -19,6 +19,7 @@
 class QLabel;
 class QMdiArea;
 class QMdiSubWindow;
+class QTimer;
 
 namespace tonalith {
 
@@ -43,6 +44,8 @@ class CMainFrame final : public QMainWindow,
 
   // ---- DocumentsHost, StudioHost, TransferWindowsHost
   bool OpenFile(const std::string& path, int hint) override;
+  bool LoadWorkspace(const std::string& path) override;
+  bool SaveWorkspace(const std::string& path) override;
   void RequestQuit() override;
   void OpenUrl(const std::string& url) override;
   bool DrvLoadSetup(int which) override;
@@ -62,15 +65,18 @@ class CMainFrame final : public QMainWindow,
   std::string FileExtension(const ZKBankDoc& document) override;
   void FileUsed(const std::string& path) override;
 
-  // ---- StudioWindowHost
+  // ---- StudioWindowHost (and prompts)
   void OpenDriver(ZKDrvList* driver, bool get) override;
   void InstallModule() override;
+  void StudioEdited() override;
   StudioPorts* ports() override { return &ports_; }
 
   void RunCommand(CommandId command);
   QAction* ActionOf(CommandId command) const;
   TZKDrvLst* ShowStudio();
   TZKBank* OpenBank(DataFilePtr dataFile, const std::string& path);
+  // Brings the child window to the front.
+  void Activate(ZKWindow* child);
   ZKWindow* ActiveChild() const;
   std::vector<ZKWindow*> Children() const;
   ZKMidiInStatus* receiveWindow();
@@ -80,7 +86,7 @@ class CMainFrame final : public QMainWindow,
   void RemoveMenuActions(const std::vector<std::string>& names);
   void LoadRecentFiles(int entries);
   void UpdateAppTitleBar();
-  // The program ends without questions (end of the session).
+  // The program ends without questions (end of the session): changes nobody saved are kept in the folder "Recovered".
   void SetQuitting() { quitting_ = true; }
 
  protected:
@@ -90,13 +96,23 @@ class CMainFrame final : public QMainWindow,
 
  private:
   void BuildMenus();
+  QMenu* MenuOf(const CommandRow& row);
   void BuildSimulatorMenu(QMenu* menu);
+  void BuildWindowList();
+  void ReadPlace();
+  void StorePlace();
+  void PlaceChild(QMdiSubWindow* sub, ZKWindow* window);
+  void StoreChildPlace(const ZKWindow* window);
+  QMdiSubWindow* SubWindowOf(const ZKWindow* window) const;
   void UpdateCommands();
   void UpdateRecentFiles();
   void AddChild(ZKWindow* window);
   void PortsChanged(int changes);
   bool InstallPackageFile(const std::string& path);
+  int ReplaceInstruments(const std::string& moduleFile);
   bool OpenForeign(const std::string& path);
+  bool OpenRawSysEx(const std::string& path);
+  bool OpenStudioFile(const std::string& path);
   bool OpenDataFile(const std::string& path);
   void ShowRecognised(const std::string& path, Recognition& recognition);
   void ShowCancelTransmit();
@@ -105,11 +121,27 @@ class CMainFrame final : public QMainWindow,
   void ShowFirstSteps();
   bool OnClose();
   bool OutputBusy() const;
+  void StopOutputs();
+  void KeepUnsaved();
+  bool RefuseMissingPort(const DataFile& dataFile, bool receive);
   void Status(const QString& text);
   std::string EndSentence(const TransferResult& result, const DataFile& dataFile) const;
 
   friend class FrameTransferObserver;
-  void TransferEnded(const QPointer<TZKBank>& window, const TransferResult& result);
+  // Data that was handed to its port; the port needs its time to send it.
+  struct Sending {
+    QPointer<TZKBank> window;
+    int number = 0;
+    int port = 0;
+    std::uint64_t failedBefore = 0;
+    bool handedOver = false;
+    bool cancelled = false;
+    QString sentence;
+  };
+  std::uint64_t FailedMessages(int port) const;
+  void WatchSending();
+  void SendingCancelled(int port);
+  void TransferEnded(const QPointer<TZKBank>& window, int number, const TransferResult& result);
 
   ZKBasics& basics_;
   ZKStudioDoc& studio_;
@@ -120,6 +152,8 @@ class CMainFrame final : public QMainWindow,
   QMdiArea* area_;
   std::map<CommandId, QAction*> actions_;
   std::vector<QMenu*> menus_;
+  std::map<std::string, QMenu*> submenus_;
+  std::vector<QAction*> windowList_;
   QMenu* recentMenu_ = nullptr;
   QStringList recentFiles_;
   int recentLimit_ = 4;
@@ -129,7 +163,10 @@ class CMainFrame final : public QMainWindow,
   MidiActivityDock* activity_ = nullptr;
   QLabel* portsLabel_ = nullptr;
   int portListener_ = 0;
+  std::vector<Sending> sending_;
+  QTimer* sendingTimer_;
   bool quitting_ = false;
+  bool closing_ = false;
 };
 
 }  // namespace tonalith

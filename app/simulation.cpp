@@ -70,8 +70,13 @@ void Simulation::RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports) const
     };
     const auto in = std::find_if(inputs.begin(), inputs.end(), fits);
     const auto out = std::find_if(outputs.begin(), outputs.end(), fits);
-    if (in != inputs.end()) instrument->SetInPort(static_cast<int>(in - inputs.begin()), *in);
-    if (out != outputs.end()) instrument->SetOutPort(static_cast<int>(out - outputs.begin()), *out);
+    const auto there = [](const std::vector<std::string>& names, const std::string& name) {
+      return !name.empty() && std::find(names.begin(), names.end(), name) != names.end();
+    };
+    if (in != inputs.end() && !there(inputs, instrument->inPortName))
+      instrument->SetInPort(static_cast<int>(in - inputs.begin()), *in);
+    if (out != outputs.end() && !there(outputs, instrument->outPortName))
+      instrument->SetOutPort(static_cast<int>(out - outputs.begin()), *out);
   }
 }
 

@@ -164,7 +164,7 @@ void StartStop::ExitInstance(bool quietly) {
   if (!written) DebugLog("%s", written.text.c_str());
   Say("ZKApp::ExitInstance()-3");
   Say("Out of prog - closing .DLLs next");
-  basics_->CloseMidiPorts();
+  host_.ShowClosingMidi([this] { basics_->CloseMidiPorts(); });
   host_.CloseMaintenanceTimer();
   Say("ZKApp::ExitInstance()-4");
   basics_->in().InAMidiCleanup();

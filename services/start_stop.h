@@ -55,6 +55,9 @@ class StartStopHost {
   // ---- end
   virtual void FreeMenuAndShortcuts() {}
   virtual void CloseMainWindow() {}
+  // Closes the MIDI ports by calling `close` once and returns when that is done.  Ports that still send take their
+  // time: a host may call it from another thread and show a note meanwhile.
+  virtual void ShowClosingMidi(const std::function<void()>& close) { close(); }
   virtual void CloseMaintenanceTimer() {}
   // Bank, studio, bitmaps, Set, Library, monitor, view: in this order.
   virtual void CleanUpModule(const char* name) { (void)name; }

@@ -56,10 +56,11 @@ bool RolandEngine::SumIsRight(std::span<const std::uint8_t> body) const {
 }
 
 std::vector<std::uint8_t> RolandEngine::Frame(std::uint8_t command, std::span<const std::uint8_t> addressed) const {
-  std::vector<std::uint8_t> message = {0xF0, 0x41,
-                                       static_cast<std::uint8_t>((core_.device + core_.description.deviceBase) & 0x7F),
-                                       info().model, command};
-  message.insert(message.end(), addressed.begin(), addressed.end());
+  const std::uint8_t head[] = {0xF0, 0x41,
+                               static_cast<std::uint8_t>((core_.device + core_.description.deviceBase) & 0x7F),
+                               info().model, command};
+  std::vector<std::uint8_t> message(std::size(head) + addressed.size());
+  std::copy(addressed.begin(), addressed.end(), std::copy(std::begin(head), std::end(head), message.begin()));
   if (!addressed.empty()) message.push_back(NegativeSum(addressed));
   message.push_back(0xF7);
   return message;

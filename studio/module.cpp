@@ -207,13 +207,13 @@ Result ModuleBuilder::ApplyRoland(const SourceLine& line, TypeBuild* build, bool
 // `init = OFFSET: BYTES`
 Result ModuleBuilder::ApplyInit(const SourceLine& line, TypeBuild* build) {
   const std::size_t colon = line.value.find(':');
-  const auto offset =
-      colon == std::string::npos ? std::nullopt : ParseInteger(TrimmedView(line.value.substr(0, colon)));
+  const std::int64_t offset =
+      colon == std::string::npos ? -1 : ParseInteger(TrimmedView(line.value.substr(0, colon))).value_or(-1);
   std::string error;
   const auto bytes = ParseHex(colon == std::string::npos ? line.value : line.value.substr(colon + 1), &error);
-  if (!offset || *offset < 0 || *offset > kMaxInitialImage) return SourceFailure(line, "`init` reads OFFSET: BYTES");
+  if (offset < 0 || offset > kMaxInitialImage) return SourceFailure(line, "`init` reads OFFSET: BYTES");
   if (!bytes) return SourceFailure(line, error);
-  build->init.emplace_back(static_cast<std::uint32_t>(*offset), *bytes);
+  build->init.emplace_back(static_cast<std::uint32_t>(offset), *bytes);
   build->initLines.push_back(line);
   return Result::Success();
 }

@@ -322,6 +322,16 @@ void ZKStudioDoc::DrvUpdateDataFile(DataFile* dataFile) const {
   if (!dataFile || !dataFile->synth) return;
   const ZKDrvList* driver = GetDriverWithID(dataFile->synth->driverId);
   if (!driver) return;
+  // Of several instruments of one kind, the one the data came from.
+  if (const DFXtra* xtra = dataFile->xtra) {
+    for (const auto& instrument : instruments_) {
+      if (instrument->instance != xtra->instrumentIndex ||
+          Utf8ToLatin1(instrument->name) != FieldText(xtra->instrumentName))
+        continue;
+      for (const auto& own : instrument->drivers)
+        if (own->synth() && own->synth()->driverId == driver->synth()->driverId) driver = own.get();
+    }
+  }
   const Synth& from = *driver->synth();
   Synth& to = *dataFile->synth;
   to.sysExChannel = from.sysExChannel;
@@ -333,6 +343,9 @@ void ZKStudioDoc::DrvUpdateDataFile(DataFile* dataFile) const {
   to.patchBayPort = from.patchBayPort;
   to.patchBayRevertPatch = from.patchBayRevertPatch;
   to.patchBayPatch = from.patchBayPatch;
+  if (dataFile->midiInPortName) CopyText(dataFile->midiInPortName, dataFile->midiInPortNameSize, driver->inPortName);
+  if (dataFile->midiOutPortName)
+    CopyText(dataFile->midiOutPortName, dataFile->midiOutPortNameSize, driver->outPortName);
 }
 
 }  // namespace tonalith

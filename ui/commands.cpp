@@ -9,7 +9,7 @@ constexpr CommandOwner kChild = CommandOwner::Child;
 
 constexpr CommandRow kCommandRows[] = {
     {CommandId::FileNewStudio, MenuId::File, "&Studio", "Ctrl+Shift+D", "Show the instruments of the studio", kFrame,
-     false},
+     false, "&New"},
     {CommandId::None, MenuId::File, "", "", "", kFrame, false},
     {CommandId::FileOpen, MenuId::File, "&Open...", "Ctrl+O", "Open a bank, patch or SysEx file", kFrame, false},
     {CommandId::FileClose, MenuId::File, "&Close", "Ctrl+W", "Close the active window", kFrame, false},

@@ -44,6 +44,7 @@ struct CommandRow {
   const char* help;      // shown in the status line
   CommandOwner owner = CommandOwner::Frame;
   bool checkable = false;
+  const char* submenu = "";  // title of the menu inside the menu that holds this entry; empty: none
 };
 
 // Every menu entry in order; one table for the menus, the shortcuts and the tests.

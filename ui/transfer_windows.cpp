@@ -116,46 +116,47 @@ void ZKMidiInStatus::Add(const std::shared_ptr<Transfer>& transfer) {
   Refresh();
 }
 
+// Pages of receives that are over go away by themselves, unless there is something to read that the user has not
+// answered with a button.
 void ZKMidiInStatus::Refresh() {
   bool running = false;
-  for (int i = 0; i < pages_->count(); ++i) {
-    Page(i)->Refresh();
-    running = running || !Page(i)->Over();
+  for (int i = pages_->count() - 1; i >= 0; --i) {
+    ReceivePane* pane = Page(i);
+    pane->Refresh();
+    if (!pane->Over()) {
+      running = true;
+    } else if (!pane->HasMessages() || pane->transfer()->Result().state != TransferState::Running) {
+      delete pane;
+    }
+  }
+  if (!running) timer_->stop();
+  if (pages_->count() == 0) {
+    hide();
+    return;
   }
   cancel_->setVisible(running);
   cancelAll_->setVisible(running);
-  if (!running) timer_->stop();
+  QPushButton* first = running ? cancel_ : ok_;
+  if (first->isDefault()) return;
+  first->setDefault(true);
+  first->setFocus();
 }
 
+// The transfer counts as running until its observers have been told.
 void ZKMidiInStatus::TransferClosed(const TransferResult&) {
-  Refresh();
-  for (int i = pages_->count() - 1; i >= 0; --i) {
-    ReceivePane* pane = Page(i);
-    if (pane->Over() && (!pane->HasMessages() || pane->transfer()->Result().state != TransferState::Running))
-      delete pane;
-  }
-  if (pages_->count() == 0)
-    hide();
-  else
-    Refresh();
+  QTimer::singleShot(0, this, &ZKMidiInStatus::Refresh);
 }
 
 void ZKMidiInStatus::Press(TransferState button) {
   ReceivePane* pane = Page(pages_->currentIndex());
-  if (!pane) {
-    hide();
-    return;
-  }
-  if (pane->Over()) {
+  if (pane && pane->Over()) {
     delete pane;
-    if (pages_->count() == 0) hide();
-    return;
-  }
-  if (button == TransferState::CancelAll) {
+  } else if (pane && button == TransferState::CancelAll) {
     for (int i = 0; i < pages_->count(); ++i) Page(i)->transfer()->Press(button);
-  } else {
+  } else if (pane) {
     pane->transfer()->Press(button);
   }
+  if (pages_->count() == 0) hide();
 }
 
 void ZKMidiInStatus::reject() {
@@ -188,14 +189,14 @@ void ZKMidiOutStatus::Refresh() {
   if (!view.close) return;
   timer_->stop();
   engine_.CloseTransmitWindow();
-  close();
+  accept();
 }
 
 void ZKMidiOutStatus::reject() {
   timer_->stop();
+  emit Cancelled(engine_.TransmitState().port);
   engine_.CancelTransmit();
-  engine_.CloseTransmitWindow();
-  close();
+  QDialog::reject();
 }
 
 ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QWidget* parent)

@@ -76,6 +76,10 @@ class ZKMidiOutStatus final : public QDialog {
  public:
   ZKMidiOutStatus(TransferEngine& engine, QWidget* parent = nullptr);
 
+ signals:
+  // The user ends what is sent on this port.
+  void Cancelled(int port);
+
  protected:
   void reject() override;
 

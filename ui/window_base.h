@@ -27,6 +27,12 @@ class ZKWindow : public QWidget {
   void StateChanged();
   // For the frame's status line.
   void StatusMessage(const QString& text);
+  // The window is about to close; its place is still what the user made it.
+  void Closing();
+
+ protected:
+  // Asks VerifyClose.
+  void closeEvent(QCloseEvent* event) override;
 };
 
 }  // namespace tonalith

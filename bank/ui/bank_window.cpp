@@ -1,9 +1,7 @@
 #include "bank/ui/bank_window.h"
 
-#include <QCloseEvent>
 #include <QDateTime>
 #include <QFileInfo>
-#include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QToolButton>
@@ -29,16 +27,15 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, BankWindowHost& host, QWid
   bold.setPointSizeF(bold.pointSizeF() * 1.15);
   heading_->setFont(bold);
   detail_ = new QLabel(this);
-  detail_->setWordWrap(true);
   column->addWidget(heading_);
   column->addWidget(detail_);
 
   auto* row = new QHBoxLayout;
   AddButton(row, CommandId::MidiGet, tr("&Get"), tr("Request this data from the instrument (Ctrl+G)"));
   AddButton(row, CommandId::MidiTransmit, tr("&Send"), tr("Send this data to the instrument (Ctrl+T)"));
-  AddButton(row, CommandId::FileSave, tr("Sa&ve"), tr("Save this data as a file (Ctrl+S)"));
+  AddButton(row, CommandId::FileSave, tr("S&ave"), tr("Save this data as a file (Ctrl+S)"));
   AddButton(row, CommandId::EditRename, tr("&Rename"), tr("Change the selected name in place (F2)"));
-  AddButton(row, CommandId::EditUndo, tr("&Undo"), tr("Take the last change back (Ctrl+Z)"));
+  AddButton(row, CommandId::EditUndo, tr("Und&o"), tr("Take the last change back (Ctrl+Z)"));
   row->addStretch(1);
   column->addLayout(row);
 
@@ -55,7 +52,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, BankWindowHost& host, QWid
   listener_ = document_->AddListener([this](ZKBankDoc::Change, int) { Refresh(); });
   Refresh();
   const int width = fontMetrics().averageCharWidth();
-  resize(width * 52, fontMetrics().height() * 28);
+  resize(width * 60, fontMetrics().height() * 28);
 }
 
 TZKBank::~TZKBank() {
@@ -78,15 +75,13 @@ void TZKBank::Refresh() {
   heading_->setText(name);
   const QString file =
       document_->path().empty() ? tr("not saved yet") : QFileInfo(FromUtf8(document_->path())).fileName();
-  QString detail = tr("%n patch(es)", nullptr, document_->PatchCount());
-  if (document_->PatchCount() == 1)
-    detail = tr("1 patch");
-  else
-    detail = tr("%1 patches").arg(document_->PatchCount());
+  const int count = document_->PatchCount();
+  QString detail = count == 1 ? tr("1 patch") : tr("%1 patches").arg(count);
   if (const auto stamp = document_->synth().timeStamp; stamp && !document_->IsEmpty()) {
-    detail += tr(", received %1").arg(QDateTime::fromSecsSinceEpoch(stamp).toString(Qt::ISODate).replace('T', ' '));
+    const QDateTime when = QDateTime::fromSecsSinceEpoch(stamp);
+    detail += tr(", received %1").arg(when.toString(QStringLiteral("yyyy-MM-dd HH:mm")));
   }
-  detail_->setText(detail + QStringLiteral(" - ") + file);
+  detail_->setText(detail);
   setWindowTitle(QStringLiteral("%1: %2[*]").arg(name, file));
   setWindowModified(document_->IsModified());
   for (const auto& [command, button] : buttons_) button->setEnabled(CommandEnabled(command));
@@ -156,12 +151,27 @@ void TZKBank::RunCommand(CommandId command) {
   }
 }
 
-void TZKBank::BankTransferEnded(bool receive, const QString& sentence) {
+int TZKBank::BankTransferBegins(bool receive) {
+  receiving_ = receive;
   if (receive)
+    document_->BeginReceive();
+  else
+    document_->SetBusy(true);
+  return ++transfers_;
+}
+
+void TZKBank::BankTransferEnded(int number, const QString& sentence) {
+  if (number != transfers_ || !document_->IsBusy()) return;
+  if (receiving_)
     document_->EndReceive();
   else
     document_->SetBusy(false);
   Say(sentence);
+}
+
+void TZKBank::AbandonTransfer() {
+  BankTransferEnded(transfers_, tr("The transfer was given up."));
+  ++transfers_;
 }
 
 bool TZKBank::Save(bool askName) {
@@ -212,13 +222,6 @@ bool TZKBank::VerifyClose() {
     default:
       return false;
   }
-}
-
-void TZKBank::closeEvent(QCloseEvent* event) {
-  if (VerifyClose())
-    event->accept();
-  else
-    event->ignore();
 }
 
 }  // namespace tonalith

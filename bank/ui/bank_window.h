@@ -45,12 +45,13 @@ class TZKBank final : public ZKWindow {
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
 
-  // Called when a transfer of this window's data is over; `sentence` goes to the status line.
-  void BankTransferEnded(bool receive, const QString& sentence);
+  // A transfer of this window's data begins; the number tells its end from that of an earlier one.
+  int BankTransferBegins(bool receive);
+  // That transfer is over; `sentence` goes to the status line.  Nothing for a transfer that was abandoned.
+  void BankTransferEnded(int number, const QString& sentence);
+  // The data is free again; what a transfer on its way still brings is dropped.
+  void AbandonTransfer();
   bool Save(bool askName);
-
- protected:
-  void closeEvent(QCloseEvent* event) override;
 
  private:
   QToolButton* AddButton(class QLayout* row, CommandId command, const QString& text, const QString& tip);
@@ -65,6 +66,8 @@ class TZKBank final : public ZKWindow {
   QLabel* status_ = nullptr;
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
   int listener_ = 0;
+  int transfers_ = 0;
+  bool receiving_ = false;
 };
 
 }  // namespace tonalith

@@ -5,9 +5,12 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
+#include <QSignalBlocker>
 #include <QStyledItemDelegate>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "ui/qt_text.h"
 
@@ -61,7 +64,7 @@ class StudioDelegate final : public QStyledItemDelegate {
   void setEditorData(QWidget* editor, const QModelIndex& index) const override {
     auto* box = static_cast<QComboBox*>(editor);
     box->setCurrentIndex(box->findText(index.data().toString()));
-    box->showPopup();
+    QTimer::singleShot(0, box, &QComboBox::showPopup);
   }
   void setModelData(QWidget* editor, QAbstractItemModel*, const QModelIndex& index) const override {
     auto* box = static_cast<QComboBox*>(editor);
@@ -81,6 +84,7 @@ class StudioDelegate final : public QStyledItemDelegate {
         node->SetMidiChannel(box->currentData().toInt());
     }
     tree_->studio().WriteInstrumentDefaults(node);
+    tree_->host().StudioEdited();
     QMetaObject::invokeMethod(
         tree_, [tree = tree_] { tree->Rebuild(); }, Qt::QueuedConnection);
   }
@@ -110,9 +114,10 @@ ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget*
   setExpandsOnDoubleClick(false);
   setContextMenuPolicy(Qt::CustomContextMenu);
   header()->setStretchLastSection(false);
-  header()->setSectionResizeMode(kName, QHeaderView::Stretch);
-  for (int column = kIn; column < kColumns; ++column)
+  header()->setSectionsMovable(false);
+  for (const int column : {kName, kDevice, kChannel})
     header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+  for (const int column : {kIn, kOut}) header()->setSectionResizeMode(column, QHeaderView::Stretch);
 }
 
 ZKDrvList* ZKStudioTree::NodeOf(const QTreeWidgetItem* item) const {
@@ -126,9 +131,11 @@ ZKDrvList* ZKStudioTree::CurrentNode() const {
 void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
   const Synth* synth = FirstSynth(instrument);
   auto* row = new QTreeWidgetItem(this);
-  row->setText(kName, FromLatin1(instrument->DisplayKey()));
+  row->setText(kName, FromUtf8(instrument->DisplayKey()));
   row->setText(kIn, FromUtf8(instrument->inPortName));
   row->setText(kOut, FromUtf8(instrument->outPortName));
+  row->setToolTip(kIn, row->text(kIn));
+  row->setToolTip(kOut, row->text(kOut));
   row->setText(kDevice, QString::number(Shown(synth, instrument->sysExChannel)));
   row->setText(kChannel, QString::number(instrument->midiChannel + 1));
   row->setData(kName, kNodeRole, QVariant::fromValue(static_cast<void*>(instrument)));
@@ -145,13 +152,33 @@ void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
   row->setExpanded(true);
 }
 
-void ZKStudioTree::Rebuild() {
-  const ZKDrvList* current = CurrentNode();
-  clear();
-  for (const auto& instrument : studio_.instruments()) AddInstrumentRow(instrument.get());
+void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
   for (QTreeWidgetItemIterator it(this); *it; ++it) {
-    if (NodeOf(*it) == current || !currentItem()) setCurrentItem(*it);
+    if (NodeOf(*it) == node) return setCurrentItem(*it);
   }
+}
+
+void ZKStudioTree::Rebuild() {
+  // Rows that the user closed stay closed; the nodes may be gone, so they are only compared.
+  const ZKDrvList* current = CurrentNode();
+  std::vector<const ZKDrvList*> closed;
+  for (int i = 0; i < topLevelItemCount(); ++i) {
+    if (!topLevelItem(i)->isExpanded()) closed.push_back(NodeOf(topLevelItem(i)));
+  }
+  const int place = topLevelItemCount() > 0 && currentItem()
+                        ? indexOfTopLevelItem(currentItem()->parent() ? currentItem()->parent() : currentItem())
+                        : 0;
+  const QSignalBlocker quiet(this);
+  setUpdatesEnabled(false);
+  clear();
+  for (const auto& instrument : studio_.instruments()) {
+    AddInstrumentRow(instrument.get());
+    QTreeWidgetItem* row = topLevelItem(topLevelItemCount() - 1);
+    row->setExpanded(std::find(closed.begin(), closed.end(), instrument.get()) == closed.end());
+  }
+  SetCurrentNode(current);
+  if (!currentItem()) setCurrentItem(topLevelItem(std::clamp(place, 0, std::max(0, topLevelItemCount() - 1))));
+  setUpdatesEnabled(true);
 }
 
 TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent)
@@ -162,22 +189,34 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
   hint_->setWordWrap(true);
   column->addWidget(hint_);
   column->addWidget(tree_, 1);
+  tree_->setAccessibleName(tr("Instruments"));
   auto* row = new QHBoxLayout;
-  get_ = new QToolButton(this);
-  get_->setText(tr("&Get"));
-  get_->setToolTip(tr("Request the selected data from the instrument (Ctrl+G)"));
-  create_ = new QToolButton(this);
-  create_->setText(tr("&New"));
-  create_->setToolTip(tr("Open a window on new, empty data of this kind"));
-  auto* install = new QToolButton(this);
-  install->setText(tr("&Install Module..."));
-  for (auto* button : {get_, create_, install}) {
-    button->setFocusPolicy(Qt::TabFocus);
-    row->addWidget(button);
-  }
+  const auto button = [&](const QString& text, const QString& tip) {
+    auto* made = new QToolButton(this);
+    made->setText(text);
+    made->setToolTip(tip);
+    made->setFocusPolicy(Qt::TabFocus);
+    row->addWidget(made);
+    return made;
+  };
+  get_ = button(tr("&Get"), tr("Request the selected data from the instrument (Ctrl+G)"));
+  create_ = button(tr("&New"), tr("Open a window on new, empty data of this kind"));
+  settings_ = button(tr("&Settings"), tr("MIDI ports, device number and channel of the selected instrument"));
+  add_ = button(tr("&Add"), tr("Add an installed instrument to the studio"));
+  auto* install = button(tr("&Install Module..."), tr("Install an instrument from a module package"));
   row->addStretch(1);
   column->addLayout(row);
   setFocusProxy(tree_);
+  for (QToolButton* menuButton : {settings_, add_}) {
+    menuButton->setPopupMode(QToolButton::InstantPopup);
+    menuButton->setMenu(new QMenu(menuButton));
+  }
+  connect(settings_->menu(), &QMenu::aboutToShow, this, [this] {
+    settings_->menu()->clear();
+    ZKDrvList* node = tree_->CurrentNode();
+    if (node) AddSettings(settings_->menu(), node->instrument ? node->instrument : node);
+  });
+  connect(add_->menu(), &QMenu::aboutToShow, this, [this] { BuildAddMenu(add_->menu()); });
 
   connect(get_, &QToolButton::clicked, this, [this] { RunCommand(CommandId::MidiGet); });
   connect(create_, &QToolButton::clicked, this, [this] {
@@ -193,17 +232,37 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
       host_.OpenDriver(node, true);
   });
   connect(tree_, &QTreeWidget::currentItemChanged, this, [this] { UpdateState(); });
-  connect(tree_, &QTreeWidget::customContextMenuRequested, this, &TZKDrvLst::ShowMenu);
-  resize(fontMetrics().averageCharWidth() * 96, fontMetrics().height() * 30);
+  connect(tree_, &QTreeWidget::customContextMenuRequested, this, [this](const QPoint& position) {
+    const QTreeWidgetItem* item = tree_->itemAt(position);
+    // The menu key asks at a place of its own; the menu belongs to the current row.
+    const bool keyboard = !item || item != tree_->currentItem();
+    const QPoint at = keyboard ? tree_->visualItemRect(tree_->currentItem()).center() : position;
+    if (tree_->currentItem()) ShowMenu(tree_->viewport()->mapToGlobal(at));
+  });
+  resize(fontMetrics().averageCharWidth() * 108, fontMetrics().height() * 30);
   Refresh();
 }
 
 void TZKDrvLst::Refresh() {
   tree_->Rebuild();
-  const auto count = studio_.instruments().size();
-  hint_->setText(count == 0 ? tr("There are no instruments yet. Choose Install Module to add one.")
-                            : tr("Choose a kind of data and Get to request it from its instrument."));
+  const StudioPorts* ports = host_.ports();
+  const bool noPorts = ports && ports->InputPortNames().empty() && ports->OutputPortNames().empty();
+  if (studio_.instruments().empty()) {
+    hint_->setText(tr("There are no instruments yet. Choose Install Module to add one."));
+  } else if (noPorts) {
+    hint_->setText(tr(
+        "No MIDI ports were found. Connect a MIDI interface or start JACK: new ports are noticed at once. To try the "
+        "program without hardware, start it with --simulated."));
+  } else {
+    hint_->setText(tr("Choose a kind of data and Get to request it from its instrument."));
+  }
   UpdateState();
+}
+
+void TZKDrvLst::Select(const std::string& moduleFile) {
+  for (auto it = studio_.instruments().rbegin(); it != studio_.instruments().rend(); ++it) {
+    if ((*it)->moduleFile == moduleFile) return tree_->SetCurrentNode(it->get());
+  }
 }
 
 void TZKDrvLst::UpdateState() {
@@ -211,23 +270,115 @@ void TZKDrvLst::UpdateState() {
   const bool driver = node && !node->IsInstrument();
   get_->setEnabled(driver);
   create_->setEnabled(driver);
+  settings_->setEnabled(node != nullptr);
   emit StateChanged();
 }
 
-void TZKDrvLst::ShowMenu(const QPoint& position) {
-  ZKDrvList* node = tree_->NodeOf(tree_->itemAt(position));
-  if (!node) return;
+void TZKDrvLst::ShowMenu(const QPoint& at) {
   QMenu menu(this);
+  BuildMenu(&menu);
+  if (!menu.isEmpty()) menu.exec(at);
+}
+
+void TZKDrvLst::BuildMenu(QMenu* menu) {
+  ZKDrvList* node = tree_->CurrentNode();
+  if (!node) return;
   if (!node->IsInstrument()) {
-    menu.addAction(tr("&Get from Instrument"), this, [this, node] { host_.OpenDriver(node, true); });
-    menu.addAction(tr("&New"), this, [this, node] { host_.OpenDriver(node, false); });
-  } else {
-    menu.addAction(tr("&Remove from Studio"), this, [this, node] {
-      studio_.DeleteInstrument(node);
+    menu->addAction(tr("&Get from Instrument"), this, [this, node] {
+      if (studio_.GetInstrumentDrvList(node)) host_.OpenDriver(node, true);
+    });
+    menu->addAction(tr("&New"), this, [this, node] {
+      if (studio_.GetInstrumentDrvList(node)) host_.OpenDriver(node, false);
+    });
+    menu->addSeparator();
+  }
+  AddSettings(menu, node->instrument ? node->instrument : node);
+}
+
+// Menus stay open while the studio may change: nodes are looked up again before they are used.
+void TZKDrvLst::Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change) {
+  if (!studio_.GetInstrumentDrvList(node)) return;
+  change(node);
+  studio_.WriteInstrumentDefaults(node);
+  host_.StudioEdited();
+  Refresh();
+}
+
+void TZKDrvLst::AddPorts(QMenu* menu, ZKDrvList* instrument, bool input) {
+  StudioPorts* ports = host_.ports();
+  const auto names = !ports ? std::vector<std::string>() : input ? ports->InputPortNames() : ports->OutputPortNames();
+  QMenu* list = menu->addMenu(input ? tr("MIDI &In Port") : tr("MIDI &Out Port"));
+  list->setEnabled(!names.empty());
+  const std::string& current = input ? instrument->inPortName : instrument->outPortName;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    QAction* action = list->addAction(FromUtf8(names[i]).replace('&', QStringLiteral("&&")), this, [=, this] {
+      Edit(instrument, [&](ZKDrvList* node) {
+        const int port = static_cast<int>(i);
+        if (input)
+          node->SetInPort(port, names[i]);
+        else
+          node->SetOutPort(port, names[i]);
+      });
+    });
+    action->setCheckable(true);
+    action->setChecked(names[i] == current);
+  }
+}
+
+void TZKDrvLst::AddChannels(QMenu* menu, ZKDrvList* instrument, bool device) {
+  const Synth* synth = FirstSynth(instrument);
+  const int first = device && synth ? std::max<int>(0, synth->sysExChannelMin) : 0;
+  const int last = device && synth ? synth->sysExChannelMax : 15;
+  QMenu* list = menu->addMenu(device ? tr("&Device ID") : tr("MIDI &Channel"));
+  for (int i = first; i <= last; ++i) {
+    QAction* action = list->addAction(QString::number(device ? Shown(synth, i) : i + 1), this, [=, this] {
+      Edit(instrument, [&](ZKDrvList* node) {
+        if (device)
+          node->SetSysExChannel(i);
+        else
+          node->SetMidiChannel(i);
+      });
+    });
+    action->setCheckable(true);
+    action->setChecked(i == (device ? instrument->sysExChannel : instrument->midiChannel));
+  }
+}
+
+void TZKDrvLst::AddSettings(QMenu* menu, ZKDrvList* instrument) {
+  AddPorts(menu, instrument, true);
+  AddPorts(menu, instrument, false);
+  AddChannels(menu, instrument, true);
+  AddChannels(menu, instrument, false);
+  menu->addSeparator();
+  menu->addAction(tr("&Remove from Studio..."), this, [this, instrument] { Remove(instrument); });
+}
+
+void TZKDrvLst::Remove(ZKDrvList* node) {
+  if (!studio_.GetInstrumentDrvList(node)) return;
+  MessagePrompt prompt;
+  prompt.title = "Studio";
+  prompt.text = "Remove " + node->DisplayKey() + " from the studio?\nIts module stays installed.";
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Question;
+  if (host_.prompts().Message(prompt) != PromptAnswer::Yes || !studio_.GetInstrumentDrvList(node)) return;
+  studio_.DeleteInstrument(node);
+  host_.StudioEdited();
+  Refresh();
+}
+
+void TZKDrvLst::BuildAddMenu(QMenu* menu) {
+  menu->clear();
+  for (const std::string& module : studio_.InstalledModules()) {
+    QString name = FromUtf8(module.substr(0, module.rfind('.'))).replace('&', QStringLiteral("&&"));
+    menu->addAction(name, this, [this, module] {
+      if (!studio_.AddDrivers(module)) return;
+      studio_.UpdatePortReferences();
+      host_.StudioEdited();
       Refresh();
+      Select(module);
     });
   }
-  menu.exec(tree_->viewport()->mapToGlobal(position));
+  if (menu->isEmpty()) menu->addAction(tr("No module is installed."))->setEnabled(false);
 }
 
 bool TZKDrvLst::CommandEnabled(CommandId command) const {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QTreeWidget>
+#include <functional>
 
 #include "studio/studio_document.h"
 #include "ui/window_base.h"
 
 class QLabel;
+class QMenu;
 class QToolButton;
 
 namespace tonalith {
@@ -17,7 +19,10 @@ class StudioWindowHost {
   // Opens a window on new data of this driver; with `get` its receive is started at once.
   virtual void OpenDriver(ZKDrvList* driver, bool get) = 0;
   virtual void InstallModule() = 0;
+  // An instrument came, went or got other ports or channels.
+  virtual void StudioEdited() = 0;
   virtual StudioPorts* ports() = 0;
+  virtual Prompts& prompts() = 0;
 };
 
 // Instruments with their drivers; ports, device number and channel of an instrument are changed in place.
@@ -32,6 +37,8 @@ class ZKStudioTree final : public QTreeWidget {
   // The driver or instrument of the current row; null when there is none.
   ZKDrvList* CurrentNode() const;
   ZKDrvList* NodeOf(const QTreeWidgetItem* item) const;
+  // Makes the row of a node the current one.
+  void SetCurrentNode(const ZKDrvList* node);
   StudioWindowHost& host() { return host_; }
   ZKStudioDoc& studio() { return studio_; }
 
@@ -52,6 +59,10 @@ class TZKDrvLst final : public ZKWindow {
   ZKStudioTree* tree() { return tree_; }
   // The studio or the ports changed.
   void Refresh();
+  // Makes the last instrument of a module the current row.
+  void Select(const std::string& moduleFile);
+  // What can be done with the current row; `at` is a global position.
+  void ShowMenu(const QPoint& at);
 
   WindowType TypeCode() const override { return WindowType::Studio; }
   bool VerifyClose() override { return true; }
@@ -59,7 +70,13 @@ class TZKDrvLst final : public ZKWindow {
   void RunCommand(CommandId command) override;
 
  private:
-  void ShowMenu(const QPoint& position);
+  void BuildMenu(QMenu* menu);
+  void AddSettings(QMenu* menu, ZKDrvList* instrument);
+  void AddPorts(QMenu* menu, ZKDrvList* instrument, bool input);
+  void AddChannels(QMenu* menu, ZKDrvList* instrument, bool device);
+  void BuildAddMenu(QMenu* menu);
+  void Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change);
+  void Remove(ZKDrvList* node);
   void UpdateState();
 
   ZKStudioDoc& studio_;
@@ -68,6 +85,8 @@ class TZKDrvLst final : public ZKWindow {
   QLabel* hint_;
   QToolButton* get_;
   QToolButton* create_;
+  QToolButton* settings_;
+  QToolButton* add_;
 };
 
 }  // namespace tonalith

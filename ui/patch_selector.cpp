@@ -1,0 +1,44 @@
+#include "ui/patch_selector.h"
+
+#include <QDialogButtonBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QSpinBox>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+ZKPatchSelector::ZKPatchSelector(const std::string& question, int current, int minimum, int maximum, QWidget* parent)
+    : QDialog(parent), number_(new QSpinBox(this)) {
+  setWindowTitle(FromUtf8(question));
+  auto* column = new QVBoxLayout(this);
+  auto* text = new QLabel(FromUtf8(question), this);
+  text->setTextFormat(Qt::PlainText);
+  text->setWordWrap(true);
+  text->setMinimumWidth(fontMetrics().averageCharWidth() * 48);
+  column->addWidget(text);
+  number_->setRange(minimum, std::max(minimum, maximum));
+  number_->setValue(current);
+  number_->selectAll();
+  auto* label = new QLabel(tr("&Patch:"), this);
+  label->setBuddy(number_);
+  auto* row = new QHBoxLayout;
+  row->addWidget(label);
+  row->addWidget(number_);
+  row->addWidget(new QLabel(tr("(%1 to %2)").arg(number_->minimum()).arg(number_->maximum()), this));
+  row->addStretch(1);
+  column->addLayout(row);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+  connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+  connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  column->addWidget(buttons);
+}
+
+int ZKPatchSelector::Selected() const {
+  return number_->value();
+}
+
+}  // namespace tonalith
