@@ -36,7 +36,7 @@ constexpr char kTransferOptions[] =
 // What the options of receive and send say.
 struct TransferOptions {
   std::string in, out, virtualDump, fault, state, conversation, type, record;
-  bool isVirtual = false, isConversation = false;
+  bool isVirtual = false, isConversation = false, anyChecksum = false;
   std::int64_t device = -1, channel = -1, timeout = 0;
   std::vector<std::int64_t> patches;
 };
@@ -52,6 +52,7 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
   options->type = args.Option("type").value_or("");
   options->record = args.Option("record").value_or("");
   options->isVirtual = args.Has("virtual");
+  options->anyChecksum = args.Has("any-checksum");
   options->isConversation = args.Has("conversation");
   if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
   if (result.ok()) result = args.Number("channel", 0, 15, -1, &options->channel);
@@ -346,16 +347,35 @@ bool IsThisData(Session& session, const std::vector<std::uint8_t>& sysex, const 
   return piece.driverId == data.synth->driverId && std::equal(a.begin(), a.end(), b.begin(), b.end());
 }
 
-// The file form of what was received: the data as it is sent; where more than the data is said when it is sent (a bank
-// is selected first), the messages that came.
+// The file form of what was received: the data as it is sent, without the short messages around it (a bank is selected,
+// for example); or else the messages that came.
 Result RawSysEx(Session& session, const std::vector<std::uint8_t>& received, DataFile* data,
                 std::vector<std::uint8_t>* bytes) {
+  constexpr std::size_t kShortMessage = 16;
   const DataFilePtr copy(DupForUser(data));
-  const Result result = RenderBytes(session, copy ? copy.get() : data, bytes);
-  if (result.ok() && IsThisData(session, *bytes, *data)) return result;
+  std::vector<RenderedMessage> messages;
+  const Result result = RenderData(session, copy ? copy.get() : data, &messages);
+  for (const std::size_t least : {kShortMessage, std::size_t{0}}) {
+    bytes->clear();
+    for (const RenderedMessage& message : messages)
+      if (message.bytes.size() >= least) bytes->insert(bytes->end(), message.bytes.begin(), message.bytes.end());
+    if (IsThisData(session, *bytes, *data)) return Result::Success();
+  }
   if (!IsThisData(session, received, *data)) return result;
   *bytes = received;
   return Result::Success();
+}
+
+// Data that was changed on the way, as far as its checksums tell.
+bool WasDamaged(Session& session, const std::vector<std::uint8_t>& received, const DataFile& data) {
+  const ChecksumVerdict verdict = session.recognizer().Verify(data);
+  if (verdict != ChecksumVerdict::kNone) return verdict == ChecksumVerdict::kBad;
+  // Checksums that are not kept with the data were in the messages.
+  Recognition found;
+  if (received.empty() || !session.recognizer().Recognize(received, &found).ok()) return false;
+  return std::any_of(found.pieces.begin(), found.pieces.end(), [](const RecognizedPiece& piece) {
+    return piece.badMessages != 0 || piece.checksum == ChecksumVerdict::kBad;
+  });
 }
 
 Result WriteReceived(Session& session, const std::string& path, const std::vector<std::uint8_t>& received,
@@ -386,6 +406,11 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   if (result.ok()) result = command.Run(TransferOperation::kReceive, data.get());
   DropMask(data.get());
   const Result end = command.Finish(TransferOperation::kReceive);
+  if (result.ok() && !options.anyChecksum && WasDamaged(session, command.rig().Received(), *data)) {
+    result = Result::Failure("The " + DataTitle(*data) +
+                             " came with a wrong checksum: bytes were changed on the way. "
+                             "It was not kept; --any-checksum keeps it all the same.");
+  }
   // A conversation that went another way explains the failure better than a receive that starved.
   if (!end.ok() && (result.ok() || options.isConversation)) result = end;
   return result.ok() ? WriteReceived(session, words[2], command.rig().Received(), std::move(data)) : result;
@@ -458,6 +483,8 @@ std::string ReceiveDetails() {
              "OUT ending in .syx is written as raw SysEx, anything else as a data file; - is raw SysEx on standard\n"
              "output.  When the data does not come whole, OUT is left as it was.\n\n") +
          kTransferOptions +
+         "receiving:\n"
+         "  --any-checksum          keeps data whose checksum is wrong\n"
          "\n  tonalith-cli receive dx7 \"voice bank\" bank.dat --in UM-ONE --out UM-ONE\n"
          "  tonalith-cli receive dx7 \"voice bank\" bank.syx --virtual factory\n";
 }
@@ -501,7 +528,7 @@ int RunPorts(CliEnvironment& environment, const std::vector<std::string>& args) 
 }
 
 int RunReceive(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, TransferOptionNames());
+  const CliArguments arguments(args, TransferOptionNames(), {"any-checksum"});
   TransferOptions options;
   Result result = ReadOptions(arguments, &options);
   if (result.ok() && arguments.words().size() != 3)
