@@ -121,43 +121,56 @@ std::int64_t ResolveStart(const View& view, std::int64_t base, std::int64_t star
   return size + start;
 }
 
+// How plain characters are read.
+struct PlainRule {
+  bool zeroEnds;          // a 0 ends the name, else it is a blank
+  bool strippedZeroEnds;  // so does 80
+  bool digits;            // 0 to 9 that are left stand for digits
+};
+
 // Puts one plain character; false ends the name.
-inline bool PutPlain(int b, bool zeroEnds, bool strippedZeroEnds, char* out) {
-  if (b == 0x7F || (b == 0 && !zeroEnds)) {
+inline bool PutPlain(int b, const PlainRule& rule, char* out) {
+  if (b == 0x7F || (b == 0 && !rule.zeroEnds)) {
     b = ' ';
   } else if (b & 0x80) {
     b &= 0x7F;
-    if (b == 0 && strippedZeroEnds) return false;
+    if (b == 0 && rule.strippedZeroEnds) return false;
+  } else if (b == 0) {
+    return false;
   }
+  if (rule.digits && b <= 9) b += '0';
   *out = static_cast<char>(b);
   return b != 0;
 }
 
-void DecodePlain(const Place<ConstImageView>& from, char* out, std::uint32_t length) {
+void DecodePlain(const Place<ConstImageView>& from, char* out, std::uint32_t length, bool digits) {
   const Synth& s = from.view.synth();
-  const bool zeroEnds = ZeroEndsName(s);
+  const PlainRule rule{ZeroEndsName(s), s.storageFormat == 2, digits};
   const std::int64_t first = from.base + from.start;
   const auto size = static_cast<std::int64_t>(from.view.bytes().size());
   if (s.storageFormat == 0 && first >= 0 && first <= size && length <= size - first) {
     const std::uint8_t* raw = from.view.bytes().data() + first;
     for (std::uint32_t k = 0; k < length; ++k) {
-      if (!PutPlain(raw[k], zeroEnds, false, out + k)) return;
+      if (!PutPlain(raw[k], rule, out + k)) return;
     }
     return;
   }
   for (std::uint32_t k = 0; k < length; ++k) {
-    if (!PutPlain(from.At(k), zeroEnds, s.storageFormat == 2, out + k)) return;
+    if (!PutPlain(from.At(k), rule, out + k)) return;
   }
 }
 
-// The 7-bit groups, most significant bit first, of the bytes made from nibble pairs; raw bytes from base + 2 * start.
+// The 7-bit groups, most significant bit first, of the bytes first * 16 + second of pairs; raw bytes from base + 2 *
+// start.
+int NibbleStreamByte(const Place<ConstImageView>& from, std::uint32_t n) {
+  const std::int64_t at = from.base + 2 * from.start + 2 * std::int64_t{n};
+  return (from.view.Raw(at) * 16 + from.view.Raw(at + 1)) & 0xFF;
+}
+
 int NibbleStreamGet(const Place<ConstImageView>& from, std::uint32_t k) {
-  int value = 0;
-  for (std::uint32_t bit = 7 * k; bit < 7 * k + 7; ++bit) {
-    const int nibble = from.view.Raw(from.base + 2 * from.start + bit / 4) & 0x0F;
-    value = value << 1 | ((nibble >> (3 - bit % 4)) & 1);
-  }
-  return value;
+  const std::uint32_t bit = 7 * k;
+  const int pair = NibbleStreamByte(from, bit / 8) << 8 | NibbleStreamByte(from, bit / 8 + 1);
+  return (pair >> (9 - bit % 8)) & 0x7F;
 }
 
 void NibbleStreamPut(const WritePlace& to, std::uint32_t k, int value) {
@@ -165,6 +178,9 @@ void NibbleStreamPut(const WritePlace& to, std::uint32_t k, int value) {
     const std::uint32_t bit = 7 * k + n;
     const std::int64_t at = to.base + 2 * to.start + bit / 4;
     const int mask = 1 << (3 - bit % 4);
+    // What stands above the second nibble of a pair would reach into the first.
+    const std::int64_t second = bit / 4 % 2 ? at : at + 1;
+    to.view.SetRaw(second, to.view.Raw(second) & 0x0F);
     const int raw = to.view.Raw(at);
     to.view.SetRaw(at, static_cast<std::uint8_t>((value >> (6 - n)) & 1 ? raw | mask : raw & ~mask));
   }
@@ -421,7 +437,7 @@ void BankDispCreateStr(const Synth* synth, std::span<const std::uint8_t> image, 
   length = std::min(length, kMaxNameText);
   std::memset(out, 0, length + 1);
   const ConstImageView view(image, *synth);
-  DecodePlain({view, base, start}, out, length);
+  DecodePlain({view, base, start}, out, length, false);
 }
 
 void BankDispString(const Synth* synth, std::span<const std::uint8_t> image, char* out, std::uint32_t length,
@@ -432,11 +448,7 @@ void BankDispString(const Synth* synth, std::span<const std::uint8_t> image, cha
   Place<ConstImageView> from{view, base, ResolveStart(view, base, start)};
   if (format == 24) from.start = MarkedStart(view, base);
   if (IsPlainFormat(format)) {
-    DecodePlain(from, out, count);
-    for (std::uint32_t k = 0; format == 21 && k < count; ++k) {
-      if (out[k] > 0 && out[k] <= 9) out[k] = static_cast<char>(out[k] + '0');
-    }
-    return;
+    return DecodePlain(from, out, count, format == 21);
   }
   for (std::uint32_t k = 0; k < count; ++k) {
     out[k] = static_cast<char>(DecodeCharacter(from, format, k));
