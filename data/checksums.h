@@ -24,7 +24,7 @@ enum class ChecksumVerdict { kOk, kBad, kNone };
 const char* ChecksumVerdictText(ChecksumVerdict verdict);  // "ok", "bad", "none"
 
 // Recomputes a checksum and compares it with what the image holds, without changing it.  kNone: type without a stored
-// checksum (19, above 19), or nothing to sum.
+// checksum (19, above 19), a block of type 14 that is not of the kind that can be finished, or nothing to sum.
 ChecksumVerdict VerifyChecksum(std::span<const std::uint8_t> image, int type, std::int64_t start, std::int64_t count,
                                std::int64_t offset);
 // By the descriptor; kNone when it has no checksum.

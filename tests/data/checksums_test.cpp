@@ -86,6 +86,14 @@ TEST(Checksums, VerifyAgreesWithStore) {
   }
 }
 
+// The kind of block that is left as it is has no verdict.
+TEST(Checksums, UnknownBlockIsNotCalledGood) {
+  Bytes image(600, 1);
+  CSum(image, 0, 14, 0, 40, 500);
+  EXPECT_EQ(image, Bytes(600, 1));
+  EXPECT_EQ(VerifyChecksum(image, 14, 0, 40, 500), ChecksumVerdict::kNone);
+}
+
 TEST(Checksums, NothingOutsideTheImageIsTouched) {
   for (int type = 0; type <= kChecksumTypes; ++type) {
     for (const std::int64_t place : {std::int64_t{0}, std::int64_t{3}, std::int64_t{0xFFFFFFFF}, std::int64_t{-5}}) {
