@@ -26,6 +26,8 @@ constexpr int kMaxListDepth = 8;
 // A body shorter than its descriptor says is completed with zeros up to this much beyond its own size; a descriptor
 // that claims more is not believed.
 constexpr std::uint32_t kMaxBodyGrowth = 65536;
+// A descriptor shorter than this holds no whole record; buffers are not made for it.
+constexpr std::uint32_t kMinLegacySynthSize = 141;
 // Window coordinates from here on are damaged.
 constexpr std::uint16_t kFirstBadCoordinate = 2001;
 
@@ -299,7 +301,8 @@ int ContainerReader::Finish(DataFile* df, const FormReadOptions& options) {
     DebugLog("image of %u bytes completed to %u", df->bodySize, df->synth->fileSize);
     if (!ResizeBody(df, df->synth->fileSize)) return kDiskNoMemory;
   }
-  if (options.mode == 0 || (df->synth && descriptorLength_ < kMinSynthSize)) return kDiskOk;
+  const std::uint32_t leastDescriptor = littleEndian_ ? kMinLegacySynthSize : kMinSynthSize;
+  if (options.mode == 0 || (df->synth && descriptorLength_ < leastDescriptor)) return kDiskOk;
   if (!df->xtra) {
     if (!AllocChunk(&df->xtra, &df->xtraSize, kXtraSize)) return kDiskNoMemory;
     df->xtra->isNewRecord = 1;

@@ -174,6 +174,11 @@ TEST(Container, LegacyLittleEndianFiles) {
   EXPECT_EQ(df->synth->sysExChannelMax, 15);
   EXPECT_EQ(df->bodySize, 34u);
   EXPECT_EQ(df->refBankNumber, 0x102);
+  FormReadOptions complete;
+  complete.mode = 1;
+  ASSERT_EQ(Read(file, &df, complete), 0);
+  ASSERT_NE(df->xtra, nullptr);
+  EXPECT_EQ(df->commentSize, kCommentSize);
 }
 
 TEST(Container, CompletingAndWhatIsNotBelieved) {
