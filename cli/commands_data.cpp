@@ -42,10 +42,18 @@ struct CommandWords {
   }
 };
 
-CommandWords SplitWords(const std::vector<std::string>& args, const std::vector<std::string>& known) {
+constexpr std::size_t kNoText = static_cast<std::size_t>(-1);
+
+// The word number `textAt` is any text, also one that looks like an option nobody knows.
+CommandWords SplitWords(const std::vector<std::string>& args, const std::vector<std::string>& known,
+                        std::size_t textAt = kNoText) {
   CommandWords out;
   for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i].size() < 3 || args[i].compare(0, 2, "--") != 0) {
+    const bool looksLikeOption = args[i].size() >= 3 && args[i].compare(0, 2, "--") == 0;
+    const bool isKnown = looksLikeOption && std::any_of(known.begin(), known.end(), [&](const std::string& name) {
+                           return args[i] == "--" + name || args[i].rfind("--" + name + "=", 0) == 0;
+                         });
+    if (!looksLikeOption || (out.words.size() == textAt && !isKnown)) {
       out.words.push_back(args[i]);
       continue;
     }
@@ -103,6 +111,12 @@ bool TakeImage(const std::vector<std::string>& words, std::size_t first, std::is
 
 constexpr std::int64_t kMaxPosition = 0x7FFFFFFF;
 
+// Printable characters and white space: hex digits or a mistake, but no bytes as they stand.
+bool IsPlainText(const std::string& text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return (c >= ' ' && c < 0x7F) || c == '\n' || c == '\r' || c == '\t'; });
+}
+
 }  // namespace
 
 bool ReadBytesOperand(const std::string& operand, std::istream& in, std::vector<std::uint8_t>* bytes,
@@ -117,8 +131,7 @@ bool ReadBytesOperand(const std::string& operand, std::istream& in, std::vector<
   std::string text = operand;
   if (operand == "-") {
     text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    const auto pairs = ParseHex(text);
-    if (!pairs) {
+    if (!IsPlainText(text)) {
       bytes->assign(text.begin(), text.end());
       return true;
     }
@@ -168,7 +181,7 @@ int RunCsum(const std::vector<std::string>& args, std::istream& in, std::ostream
   const CommandWords words = SplitWords(args, {});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
-  if (w.size() < 4) return FailUsage(err, kCsumHelp);
+  if (w.size() < 5) return FailUsage(err, kCsumHelp);
   std::string error;
   std::int64_t type = 0, start = 0, count = 0, offset = 0;
   std::vector<std::uint8_t> image;
@@ -211,7 +224,9 @@ int RunNumber(const std::vector<std::string>& args, std::istream& /*in*/, std::o
 }
 
 int RunName(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
-  const CommandWords words = SplitWords(args, {"storage", "voice-size", "start"});
+  constexpr std::size_t kTextWord = 3;  // of "name set FORMAT LENGTH TEXT HEX"
+  const bool hasText = std::find(args.begin(), args.end(), "set") != args.end();
+  const CommandWords words = SplitWords(args, {"storage", "voice-size", "start"}, hasText ? kTextWord : kNoText);
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
   const bool isSet = !w.empty() && w[0] == "set";
@@ -245,9 +260,16 @@ int RunName(const std::vector<std::string>& args, std::istream& in, std::ostream
 
 namespace {
 
-bool ReadForm(const std::string& path, DataFile* df, std::string* error) {
-  std::vector<std::uint8_t> bytes;
-  int code = DiskLoadFile(path, &bytes);
+// The bytes of a file, "-" for standard input.
+int LoadOperand(const std::string& path, std::istream& in, std::vector<std::uint8_t>* bytes) {
+  if (path != "-") return DiskLoadFile(path, bytes);
+  bytes->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return kDiskOk;
+}
+
+// `code` is what loading the bytes gave.
+bool ReadForm(const std::string& path, std::span<const std::uint8_t> bytes, int code, DataFile* df,
+              std::string* error) {
   if (code == kDiskOk) {
     ContainerReader reader(bytes);
     code = reader.DiskReadForm(df, {});
@@ -274,9 +296,10 @@ int DumpList(const ListFile& list, int depth, std::ostream& out) {
   return 0;
 }
 
-int DfDump(const std::string& path, std::ostream& out, std::ostream& err) {
+int DfDump(const std::string& path, std::istream& in, std::ostream& out, std::ostream& err) {
   std::vector<std::uint8_t> bytes;
-  if (DiskLoadFile(path, &bytes) == kDiskOk && IsListFile(bytes)) {
+  const int loaded = LoadOperand(path, in, &bytes);
+  if (loaded == kDiskOk && IsListFile(bytes)) {
     ListFile list;
     const int code = ReadList(bytes, {}, &list);
     if (code != kDiskOk || list.skippedMembers > 0) {
@@ -287,7 +310,7 @@ int DfDump(const std::string& path, std::ostream& out, std::ostream& err) {
   }
   std::string error;
   const DataFilePtr df(AllocDataFile());
-  if (!df || !ReadForm(path, df.get(), &error)) return FailWith(err, error);
+  if (!df || !ReadForm(path, bytes, loaded, df.get(), &error)) return FailWith(err, error);
   out << DataFileText(*df);
   return 0;
 }
@@ -297,9 +320,10 @@ int SaveBytes(const std::string& path, std::span<const std::uint8_t> bytes, std:
   return FailWith(err, "The file \"" + path + "\" cannot be written.");
 }
 
-int DfRoundtrip(const std::string& from, const std::string& to, std::ostream& err) {
+int DfRoundtrip(const std::string& from, const std::string& to, std::istream& in, std::ostream& err) {
   std::vector<std::uint8_t> bytes, written;
-  if (DiskLoadFile(from, &bytes) == kDiskOk && IsListFile(bytes)) {
+  const int loaded = LoadOperand(from, in, &bytes);
+  if (loaded == kDiskOk && IsListFile(bytes)) {
     ListFile list;
     if (ReadList(bytes, {}, &list) != kDiskOk || list.skippedMembers > 0 || !WriteList(&written, list)) {
       return FailWith(err, "Parts of the file \"" + from + "\" could not be read.");
@@ -308,7 +332,7 @@ int DfRoundtrip(const std::string& from, const std::string& to, std::ostream& er
   }
   std::string error;
   const DataFilePtr df(AllocDataFile());
-  if (!df || !ReadForm(from, df.get(), &error)) return FailWith(err, error);
+  if (!df || !ReadForm(from, bytes, loaded, df.get(), &error)) return FailWith(err, error);
   if (!DiskWriteForm(&written, *df, WriteBuffers::kAll)) return FailWith(err, "The data is too large to be written.");
   return SaveBytes(to, written, err);
 }
@@ -357,8 +381,8 @@ int RunDf(const std::vector<std::string>& args, std::istream& in, std::ostream& 
   const CommandWords words = SplitWords(args, {"descriptor", "body"});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
-  if (w.size() == 2 && w[0] == "dump") return DfDump(w[1], out, err);
-  if (w.size() == 3 && w[0] == "roundtrip") return DfRoundtrip(w[1], w[2], err);
+  if (w.size() == 2 && w[0] == "dump") return DfDump(w[1], in, out, err);
+  if (w.size() == 3 && w[0] == "roundtrip") return DfRoundtrip(w[1], w[2], in, err);
   if (!w.empty() && w[0] == "make") return DfMake(words, in, err);
   return FailUsage(err, kDfHelp);
 }

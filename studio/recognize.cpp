@@ -10,6 +10,7 @@
 #include "data/patch_names.h"
 #include "data/standard_midi_file.h"
 #include "data/sysex_split.h"
+#include "platform/byte_window.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
 #include "studio/recognize_match.h"
@@ -103,6 +104,13 @@ void SetChannel(Synth* synth, int channel) {
   if (channel < 0 || !synth->hasSysExChannel) return;
   if (channel >= synth->sysExChannelMin && channel <= synth->sysExChannelMax)
     synth->sysExChannel = static_cast<std::uint8_t>(channel);
+}
+
+// A data file of any kind: also one whose descriptor does not come first, and one in the old byte order.
+bool IsDataFile(std::span<const std::uint8_t> file) {
+  if (file.size() < 12) return false;
+  const std::uint32_t id = LoadBe32(file.data());
+  return id == ChunkId("FORM") || id == ChunkId("MROF") || id == ChunkId("PROP");
 }
 
 bool VoiceIsEmpty(const DataFile& data, std::uint32_t voice) {
@@ -279,7 +287,7 @@ Recognizer::~Recognizer() = default;
 
 Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* out) const {
   *out = {};
-  if (LooksLikeDataFile(file) || IsListFile(file)) {
+  if (IsDataFile(file) || IsListFile(file)) {
     ListFile list;
     const int code = ReadListOrForm(file, {}, &list);
     if (code != kDiskOk) return Result::Failure(std::string(TrimmedView(DiskErrorText(code))), code);
