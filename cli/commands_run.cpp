@@ -97,6 +97,9 @@ class RunServices final : public MidiScriptServices {
     return sent;
   }
   int GetDataSkipPort(std::span<std::uint8_t> destination, int, std::int64_t skip, TransferContext& context) override {
+    // A reply belongs to one receive: what did not fit is not for the next.
+    const auto inPort = in().GetMidiInPort(0);
+    if (!request_.conversation && inPort) inPort->ExpectReply();
     if (!request_.replies.empty()) {
       reply_ = std::move(request_.replies.front());
       request_.replies.pop_front();

@@ -97,6 +97,11 @@ TEST(RunCommand, ReceivesLikeAPort) {
     const char* result;
   } cases[] = {
       {"one reply a receive", "R 3 R 3 ]", {"F0 01 F7", "F0 02 F7"}, "F0 01 F7 F0 02 F7 00 00", "RESULT 6"},
+      {"none of it for the next",
+       "N R 3 R 3 R 2 ]",
+       {"F0 01 02 03 04 05 F7", "F0 02 F7"},
+       "F0 01 02 F0 02 F7 00 00",
+       "RESULT 6"},
       {"ends at F7", "R 0 ]", {"F0 01 F7"}, "F0 01 F7 00 00 00 00 00", "RESULT 3"},
       {"a refused message", "S 2 { F0 41 } SetSysXAccept R 8 ]", {"F0 42 F7"}, "00 00 00 00 00 00 00 00", "RESULT 0"},
       {"the wanted one behind it",
