@@ -48,6 +48,7 @@ void NoteLeftOvers(const Recognition& found, std::ostream& err) {
   if (found.unknownMessages)
     err << "tonalith-cli: " << found.unknownMessages << " SysEx messages were not recognised.\n";
   if (found.unterminated) err << "tonalith-cli: " << found.unterminated << " SysEx messages have no end.\n";
+  if (found.headless) err << "tonalith-cli: " << found.headless << " SysEx messages have no beginning.\n";
 }
 
 bool SameType(const RecognizedPiece& piece, const std::string& type) {

@@ -37,14 +37,28 @@ struct FileMessages {
   std::deque<std::vector<std::uint8_t>> copies;
   SmfContents smf;
   std::size_t unterminated = 0;
+  std::size_t headless = 0;
+  std::vector<std::size_t> damage;  // where messages without end or beginning stand, in order
 };
 
 void SplitRawStream(std::span<const std::uint8_t> file, FileMessages* out) {
   SysExSplitter splitter(file);
   SysExPiece piece;
+  std::size_t at = 0;
+  const auto skipTo = [&](std::size_t next) {
+    const auto gap = file.subspan(at, next - at);
+    const auto end = std::adjacent_find(
+        gap.begin(), gap.end(), [](std::uint8_t byte, std::uint8_t after) { return byte < 0x80 && after == 0xF7; });
+    if (end == gap.end()) return;
+    ++out->headless;
+    out->damage.push_back(at);
+  };
   while (splitter.Next(&piece)) {
+    skipTo(piece.offset);
+    at = piece.offset + piece.bytes.size();
     if (!piece.isTerminated) {
       ++out->unterminated;
+      out->damage.push_back(piece.offset);
       continue;
     }
     FileMessage message{piece.offset, piece.bytes.size(), piece.bytes, false};
@@ -54,6 +68,7 @@ void SplitRawStream(std::span<const std::uint8_t> file, FileMessages* out) {
     }
     if (message.bytes.size() >= 3) out->list.push_back(message);
   }
+  skipTo(file.size());
 }
 
 Result SplitSmf(std::span<const std::uint8_t> file, FileMessages* out) {
@@ -224,6 +239,10 @@ RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const Recogn
     else if (piece.checksum == ChecksumVerdict::kNone)
       piece.checksum = ChecksumVerdict::kOk;
   }
+  // A message between its messages that lost an end or its beginning is missing from the piece.
+  const auto hole = std::lower_bound(file.damage.begin(), file.damage.end(), piece.offset);
+  if (hole != file.damage.end() && *hole < piece.offset + piece.length && piece.checksum == ChecksumVerdict::kOk)
+    piece.checksum = ChecksumVerdict::kBad;
   return piece;
 }
 
@@ -303,6 +322,7 @@ Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* ou
   }
   out->messages = messages.list.size();
   out->unterminated = messages.unterminated;
+  out->headless = messages.headless;
   if (messages.list.empty())
     return Result::Failure(messages.unterminated
                                ? "The file holds only unfinished SysEx messages."

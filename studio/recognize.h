@@ -33,7 +33,8 @@ struct Recognition {
   std::vector<RecognizedPiece> pieces;  // by offset
   std::size_t messages = 0;             // SysEx messages in the file
   std::size_t unknownMessages = 0;      // of them, in no piece
-  std::size_t unterminated = 0;
+  std::size_t unterminated = 0;         // messages without their F7
+  std::size_t headless = 0;             // F7s without a message
 };
 
 // A line of a patch list.

@@ -205,6 +205,14 @@ TEST(RecognizeVariants, PatchesOfSeveralAddressedMessages) {
   EXPECT_EQ(Pieces(JvPatch(0x03, 0)), Texts{"0 643 Patch ok 1"});
   // The last patch misses its last tone.
   EXPECT_EQ(Pieces(Dump(three.begin(), three.end() - 140)), Texts{"0 1789 Patch Bank ok 2"});
+  // A message of the bank that lost its first or last byte, or bytes of another kind between whole messages.
+  Dump headless = three, endless = three;
+  headless[643] = 0xF1;
+  endless[642] = 0x77;
+  EXPECT_EQ(Pieces(headless), Texts{"0 1929 Patch Bank bad 2"});
+  EXPECT_EQ(Pieces(endless), Texts{"0 1929 Patch Bank bad 2"});
+  EXPECT_EQ(Pieces(JvPatch(0x21, 4) + Dump{0xF7, 0x90, 0x3C, 0x7F} + JvPatch(0x21, 5)),
+            Texts{"0 1290 Patch Bank ok 2"});
   Recognition split, plain;
   Recognizer& recognizer = InstalledModules::Instance().recognizer();
   ASSERT_TRUE(recognizer.Recognize(JvPatch(0x11, 6, true), &split).ok());
