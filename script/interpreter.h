@@ -183,8 +183,10 @@ class ZKMacro {
   // Runs operations from index `op`.  A result code, or kLeftTranslated with `at` at the statement to go on with.
   int RunTranslated(const TranslatedCode& translated, std::int32_t op, LoopFrame* loops, int& depth,
                     const std::uint8_t*& at);
-  int CallTranslated(std::int32_t n);
-  int RunCalled(const TranslatedCode& translated);
+  // The macro as it may run without an interpreter of its own, or null.
+  TranslatedCode* FindCalled(std::int32_t n);
+  TranslatedCode* TranslateCalled(std::int32_t n);
+  int CallTranslated(TranslatedCode& translated, std::int32_t n);
 
   State s_;
   std::shared_ptr<std::vector<std::uint8_t>> work_;

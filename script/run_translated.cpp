@@ -4,9 +4,33 @@
 
 namespace tonalith {
 
+namespace {
+
+// A called macro that runs in the loop of its caller, and what is put back behind it.
+struct CallFrame {
+  TranslatedCode* code;
+  const TranslatedOp* callerOps;
+  const TranslatedOp* call;
+  std::int32_t w, y, z;
+  std::int32_t returnValue;
+  bool returnSet;
+};
+
+}  // namespace
+
+inline TranslatedCode* ZKMacro::FindCalled(std::int32_t n) {
+  // The end of a called macro also ends a wait for acknowledgements; its own interpreter sees to that.
+  if (s_.ackWait) return nullptr;
+  const auto index = static_cast<std::size_t>(static_cast<std::uint32_t>(n));
+  if (index < called_.size() && called_[index].known && called_[index].foreignCalls == s_.session->foreignCalls) {
+    return called_[index].translated.get();
+  }
+  return TranslateCalled(n);
+}
+
 int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first, LoopFrame* loops, int& depth,
                            const std::uint8_t*& at) {
-  const TranslatedOp* const ops = translated.ops();
+  const TranslatedOp* ops = translated.ops();
   MacroSession& session = *s_.session;
   // None of these changes while translated code runs.
   const Cursor& data = MacroStatements::Current(s_);
@@ -17,6 +41,26 @@ int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first,
   const auto receivedSize = static_cast<std::uint64_t>(s_.receive.memory.size());
   const std::int64_t receivedPos = s_.receive.pos;
   for (int i = 0; i < depth; ++i) loops[i].op = translated.Find(loops[i].body);
+
+  CallFrame calls[kMaxMacroDepth];
+  int callDepth = 0;
+  bool filtersClear = false;  // nothing that is translated sets them
+  // Registers are put back one by one, and only when the macro wrote them: reading all of them at once would wait for
+  // the write of the one that was changed last.
+  const auto endCall = [&](int code) {
+    const CallFrame& frame = calls[--callDepth];
+    const std::int32_t result = IsNormalEnd(code) ? s_.returnValue : code;
+    if (frame.code->Writes(0)) s_.registers[0] = frame.w;
+    if (frame.code->Writes(2)) s_.registers[2] = frame.y;
+    if (frame.code->Writes(3)) s_.registers[3] = frame.z;
+    s_.registers[1] = result;
+    s_.returnValue = frame.returnValue;
+    s_.returnSet = frame.returnSet;
+    --frame.code->running;
+    --session.macroDepth;
+    ops = frame.callerOps;
+    return frame.call;
+  };
 
   for (const TranslatedOp* op = ops + first;; ++op) {
     switch (op->kind) {
@@ -114,13 +158,45 @@ int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first,
         s_.returnValue = *op->target;
         s_.returnSet = true;
         break;
-      case TranslatedOp::Kind::Call:
-        if (const int stop = CallTranslated(*op->source)) return stop;
+      case TranslatedOp::Kind::Call: {
+        const std::int32_t n = *op->source;
+        TranslatedCode* const called = FindCalled(n);
+        if (called && called->flat() && session.macroDepth < kMaxMacroDepth) {
+          if (const int stop = session.Pass()) {
+            while (callDepth > 0) endCall(stop);
+            return stop;
+          }
+          if (!filtersClear) {
+            session.context.acceptedSizes.clear();
+            ClearReceiveFilters(session.context);
+            filtersClear = true;
+          }
+          ++called->running;
+          ++session.macroDepth;
+          CallFrame& frame = calls[callDepth++];
+          frame = {called, ops, op, 0, 0, 0, s_.returnValue, s_.returnSet};
+          if (called->Writes(0)) frame.w = s_.registers[0];
+          if (called->Writes(2)) frame.y = s_.registers[2];
+          if (called->Writes(3)) frame.z = s_.registers[3];
+          s_.returnValue = s_.registers[1];
+          ops = called->ops();
+          op = ops - 1;
+          break;
+        }
+        const int stop = called ? CallTranslated(*called, n) : MacroStatements::CallMacro(*this, n);
+        filtersClear = false;
+        if (stop != 0) {
+          while (callDepth > 0) endCall(stop);
+          return stop;
+        }
         break;
+      }
       case TranslatedOp::Kind::Nothing:
         break;
       case TranslatedOp::Kind::End:
-        return op->literal;
+        if (callDepth == 0) return op->literal;
+        op = endCall(op->literal);
+        break;
       case TranslatedOp::Kind::Leave:
         at = op->at;
         return kLeftTranslated;
@@ -130,46 +206,46 @@ int ZKMacro::RunTranslated(const TranslatedCode& translated, std::int32_t first,
   }
 }
 
-int ZKMacro::RunCalled(const TranslatedCode& translated) {
-  LoopFrame loops[kMaxLoopDepth];
-  int depth = 0;
-  const std::uint8_t* at = nullptr;
-  return RunTranslated(translated, 0, loops, depth, at);
-}
-
-// A call out of translated code.  A macro that touches nothing but registers, variables and bytes runs right here, with
-// the registers put back behind it; any other one gets an interpreter of its own.
-int ZKMacro::CallTranslated(std::int32_t n) {
+TranslatedCode* ZKMacro::TranslateCalled(std::int32_t n) {
+  if (n < 0 || n >= 256) return nullptr;
   MacroSession& session = *s_.session;
-  if (n < 0 || n >= 256) return 0;
   if (called_.size() <= static_cast<std::size_t>(n)) called_.resize(static_cast<std::size_t>(n) + 1);
   CalledMacro& called = called_[static_cast<std::size_t>(n)];
-  if (!called.known || called.foreignCalls != session.foreignCalls) {
-    called.code = session.services.HasMacroTable() ? session.services.Macro(n) : std::span<const std::uint8_t>();
-    called.translated.reset();
-    constexpr std::size_t kLongestTranslated = 4096;
-    if (!called.code.empty() && called.code.size() <= kLongestTranslated) {
-      called.translated = std::make_unique<TranslatedCode>(called.code, s_.registers, s_.variables);
-    }
-    called.foreignCalls = session.foreignCalls;
-    called.known = true;
+  if (called.translated && called.translated->running > 0) return nullptr;
+  called.code = session.services.HasMacroTable() ? session.services.Macro(n) : std::span<const std::uint8_t>();
+  called.translated.reset();
+  constexpr std::size_t kLongestTranslated = 4096;
+  if (!called.code.empty() && called.code.size() <= kLongestTranslated) {
+    called.translated = std::make_unique<TranslatedCode>(called.code, s_.registers, s_.variables);
+    if (!called.translated->complete()) called.translated.reset();
   }
-  // The end of a called macro also ends a wait for acknowledgements; its own interpreter sees to that.
-  if (!called.translated || !called.translated->complete() || s_.ackWait) return MacroStatements::CallMacro(*this, n);
-  if (const int stop = session.Pass()) return stop;
+  called.foreignCalls = session.foreignCalls;
+  called.known = true;
+  return called.translated.get();
+}
+
+// A call of a macro with loops of its own.
+int ZKMacro::CallTranslated(TranslatedCode& translated, std::int32_t n) {
+  MacroSession& session = *s_.session;
   if (session.macroDepth == kMaxMacroDepth) return MacroStatements::CallMacro(*this, n);  // says why it ends
+  if (const int stop = session.Pass()) return stop;
   ++session.macroDepth;
+  ++translated.running;
   const std::array<std::int32_t, 4> registers = s_.registers;
   const std::int32_t returnValue = s_.returnValue;
   const bool returnSet = s_.returnSet;
   session.context.acceptedSizes.clear();
   ClearReceiveFilters(session.context);
   s_.returnValue = s_.registers[1];
-  int result = RunCalled(*called.translated);
+  LoopFrame loops[kMaxLoopDepth];
+  int depth = 0;
+  const std::uint8_t* at = nullptr;
+  int result = RunTranslated(translated, 0, loops, depth, at);
   if (IsNormalEnd(result)) result = s_.returnValue;
   s_.registers = registers;
   s_.returnValue = returnValue;
   s_.returnSet = returnSet;
+  --translated.running;
   --session.macroDepth;
   s_.registers[1] = result;
   return session.stop;

@@ -18,6 +18,10 @@ bool IsCondition(TranslatedOp::Kind kind) {
   return kind >= TranslatedOp::Kind::IfNotZero && kind <= TranslatedOp::Kind::IfNotEqual;
 }
 
+bool WritesTarget(TranslatedOp::Kind kind) {
+  return kind <= TranslatedOp::Kind::And || kind == TranslatedOp::Kind::GetByte;
+}
+
 constexpr std::uint8_t kCloseAll = 25;
 constexpr std::uint8_t kClose = 38;
 
@@ -70,8 +74,23 @@ TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, std::span<std
   // Literals are read from the operation itself, which does not move any more.
   for (TranslatedOp& op : ops_) {
     if (!op.source) op.source = &op.literal;
+    for (std::size_t i = 0; i < 4; ++i) {
+      if (op.target == &registers_[i] && WritesTarget(op.kind)) writtenRegisters_ |= 1u << i;
+    }
   }
   ResolveJumps();
+  Flatten();
+}
+
+void TranslatedCode::Flatten() {
+  flat_ = complete_ && std::none_of(ops_.begin(), ops_.end(),
+                                    [](const TranslatedOp& op) { return op.kind == TranslatedOp::Kind::Loop; });
+  if (!flat_) return;
+  for (TranslatedOp& op : ops_) {
+    if (op.kind != TranslatedOp::Kind::EndBlock && op.kind != TranslatedOp::Kind::Break) continue;
+    op.literal = op.kind == TranslatedOp::Kind::Break ? kMacroBroken : 0;
+    op.kind = TranslatedOp::Kind::End;
+  }
 }
 
 std::int32_t TranslatedCode::Find(const std::uint8_t* at) const {

@@ -75,17 +75,27 @@ class TranslatedCode {
   // Whether every statement has an operation of its own: such code touches nothing but registers, variables, the
   // return value and the bytes of the data.
   bool complete() const { return complete_; }
+  // Complete and without loops: what ends a block or leaves a loop then simply ends the code.
+  bool flat() const { return flat_; }
+  // Whether an operation writes that register; a call gives X its result anyway.
+  bool Writes(int registerIndex) const { return ((writtenRegisters_ >> registerIndex) & 1u) != 0; }
+
+  // How many calls run on this at the moment; it stays while there are any.
+  int running = 0;
 
  private:
   TranslatedOp Translate(const std::uint8_t* at, const std::uint8_t* end, std::size_t* length);
   bool Bind(TranslatedOp& op, std::size_t variable);
   bool BindNumber(TranslatedOp& op, std::uint32_t word);
   void ResolveJumps();
+  void Flatten();
 
   std::span<std::int32_t, 4> registers_;
   VariableBlock variables_;
   std::vector<TranslatedOp> ops_;
   bool complete_ = true;
+  bool flat_ = false;
+  unsigned writtenRegisters_ = 0;
 };
 
 }  // namespace tonalith
