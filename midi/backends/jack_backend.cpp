@@ -30,6 +30,7 @@ constexpr std::size_t kJackOutputRing = 32 * 1024;
 constexpr std::size_t kJackInputRing = 4 * 1024 * 1024;
 constexpr int kJackMaxPorts = 256;
 constexpr auto kJackServerSilent = std::chrono::seconds(3);
+constexpr auto kJackLinkShows = std::chrono::seconds(2);
 
 void QuietJack(const char* message) {
   DebugLog("jack: %s", message);
@@ -67,6 +68,13 @@ struct JackRing {
   jack_ringbuffer_t* ring;
 };
 
+// The connection of one of our ports to the other end, as the server tells it.  A new connection shows only after a
+// while.
+struct JackLink {
+  std::chrono::steady_clock::time_point opened = std::chrono::steady_clock::now();
+  bool seen = false;
+};
+
 // What an open output shares with the process callback and the feeding thread.
 struct JackOutput {
   explicit JackOutput(std::string target) : destination(std::move(target)), ring(kJackOutputRing) {}
@@ -83,6 +91,7 @@ struct JackOutput {
   JackRing ring;  // frames: u16 length, bytes
   std::atomic<std::uint64_t> framesSent{0};
   std::atomic<bool> gone{false};
+  JackLink link;
   std::atomic<std::uint64_t> dropUntil{0};  // frames up to this count are given up instead of sent
   // Feeding side only, under `mutex`.
   std::mutex mutex;
@@ -96,6 +105,7 @@ struct JackInput {
   const std::string source;
   jack_port_t* port = nullptr;
   std::atomic<bool> gone{false};
+  JackLink link;
   std::mutex mutex;  // held while the sink runs
   MidiInputSink sink;
 };
@@ -146,7 +156,8 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   void FeedThread();
   void InputThread();
   void Feed(JackOutput& output);
-  void LookAtPorts();
+  bool LookAtPorts();  // true: a link was found broken
+  bool LinkBroken(const jack_port_t* own, const std::string& other, JackLink& link);
   void Close();
   Result Reserve(jack_port_t*& port, const char* kind, unsigned long flags);
 
@@ -161,6 +172,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   std::array<std::atomic<JackInput*>, kJackMaxPorts> liveInputs_{};
   std::atomic<std::uint64_t> periods_{0};
   std::atomic<bool> portsChanged_{false};
+  bool lookAgain_ = false;  // feeding thread only
   std::atomic<bool> serverGone_{false};
   std::atomic<bool> ending_{false};
   std::atomic<std::uint64_t> lostInput_{0};
@@ -385,8 +397,9 @@ void JackBackend::FeedThread() {
       if (silent && !gone) ResetOutput(*output);
       Feed(*output);
     }
-    if (portsChanged_.exchange(false) || gone) {
-      if (!gone) LookAtPorts();
+    bool news = portsChanged_.exchange(false) || gone;
+    if ((news || lookAgain_) && !gone) news = LookAtPorts() || news;
+    if (news) {
       std::function<void()> changed;
       {
         std::lock_guard guard(mutex_);
@@ -400,18 +413,38 @@ void JackBackend::FeedThread() {
   }
 }
 
-// Ports whose other end was unregistered are dead: what is sent there would vanish without a word.
-void JackBackend::LookAtPorts() {
+// Ports whose other end was unregistered are dead, also when another port has its name by now: what is sent there would
+// vanish without a word.
+bool JackBackend::LookAtPorts() {
   std::lock_guard guard(mutex_);
-  if (!client_) return;
+  lookAgain_ = false;
+  if (!client_) return false;
+  bool broken = false;
   for (const auto& output : outputs_) {
-    if (!jack_port_by_name(client_, output->destination.c_str())) {
+    if (!output->gone.load() && LinkBroken(output->port, output->destination, output->link)) {
       output->gone.store(true);
+      broken = true;
       feed_.Post();
     }
   }
-  for (const auto& input : inputs_)
-    if (!jack_port_by_name(client_, input->source.c_str())) input->gone.store(true);
+  for (const auto& input : inputs_) {
+    if (!input->gone.load() && LinkBroken(input->port, input->source, input->link)) {
+      input->gone.store(true);
+      broken = true;
+    }
+  }
+  return broken;
+}
+
+bool JackBackend::LinkBroken(const jack_port_t* own, const std::string& other, JackLink& link) {
+  if (!jack_port_by_name(client_, other.c_str())) return true;
+  if (jack_port_connected_to(own, other.c_str())) {
+    link.seen = true;
+    return false;
+  }
+  if (link.seen || std::chrono::steady_clock::now() - link.opened > kJackLinkShows) return true;
+  lookAgain_ = true;
+  return false;
 }
 
 void JackBackend::InputThread() {

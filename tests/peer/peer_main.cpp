@@ -8,6 +8,7 @@
 //   count                              -> bytes N realtime R crc X      (crc and bytes without real-time bytes)
 //   send SIZE SEED SPAN CLOCK          -> sent SIZE       a SysEx of SIZE bytes in spans, an F8 after every CLOCK bytes
 //   unplug                             -> ok              takes the ports away
+//   replug                             -> ok              takes them away and at once brings them back (JACK)
 
 #include <alsa/asoundlib.h>
 #include <jack/jack.h>
@@ -53,6 +54,7 @@ class Wire {
   virtual ~Wire() = default;
   virtual bool Send(const std::vector<std::uint8_t>& span) = 0;
   virtual void Unplug() = 0;
+  virtual void Replug() {}
 };
 
 class JackWire final : public Wire {
@@ -62,8 +64,7 @@ class JackWire final : public Wire {
     if (!client_) throw std::string("no JACK server");
     jack_set_process_callback(
         client_, [](jack_nframes_t n, void* self) { return static_cast<JackWire*>(self)->Run(n); }, this);
-    in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
-    out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    Register();
     jack_activate(client_);
   }
   ~JackWire() override { jack_client_close(client_); }
@@ -79,8 +80,17 @@ class JackWire final : public Wire {
     jack_port_unregister(client_, in_);
     jack_port_unregister(client_, out_);
   }
+  void Replug() override {
+    Unplug();
+    Register();
+    gone_.store(false);
+  }
 
  private:
+  void Register() {
+    in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+    out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+  }
   int Run(jack_nframes_t frames) {
     if (gone_.load()) return 0;
     void* in = jack_port_get_buffer(in_, frames);
@@ -212,6 +222,9 @@ int main(int argc, char** argv) {
       unsigned seed = 0;
       words >> size >> seed >> span >> clock;
       std::printf("%s\n", SendPattern(*wire, size, seed, span, clock) ? "sent" : "failed");
+    } else if (command == "replug") {
+      wire->Replug();
+      std::printf("ok\n");
     } else if (command == "unplug") {
       wire->Unplug();
       std::printf("ok\n");
