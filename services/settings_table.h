@@ -117,7 +117,7 @@
   X(MainShowTransmitWindow, showTransmitWindow, U8, "Preferences", "Show Transmit Window", 1, 0, 1, Plain, None, "Show the transmit window") \
   X(MainBankProgressOnly, bankProgressOnly, U8, "Preferences", "Bank Progress Only", 0, 0, 1, Plain, None, "Show progress of banks only") \
   X(MainUseMidiTime, useMidiTime, U8, "MidiX Control", "UseMIDITime", 1, 0, 1, Plain, None, "Pace SysEx by the speed of a MIDI cable") \
-  X(MainMidiTransferRate, midiTransferRate, U16, "MidiX Control", "MIDI Transfer Rate", 3125, 1, 65535, Plain, None, "Transfer rate (bytes per second)") \
+  X(MainMidiTransferRate, midiTransferRate, U16, "MidiX Control", "MIDI Transfer Rate", 3125, 0, 65535, Plain, None, "Transfer rate (bytes per second)") \
   X(MainPatchBayDelay, patchBayDelay, U8, nullptr, nullptr, 2, 0, 255, Plain, None, "Delay after switching the patch bay (tenths of a second)")
 
 // Text settings: accessor, record field, bytes with terminator, section, key.

@@ -58,7 +58,8 @@ int BuiltInProtocols::MidiSendNoMsg(const Synth& synth, ByteWindow buffer) {
     default:
       break;
   }
-  if (line_.Send(buffer.Clamped(0, synth.fileSize)) < 0) {
+  // Nothing was sent: also data that begins with 0.
+  if (line_.Send(buffer.Clamped(0, synth.fileSize)) <= 0 && !line_.Blocked()) {
     line_.Report(kTransmissionError);
     return 0;
   }

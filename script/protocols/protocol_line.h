@@ -51,6 +51,8 @@ class ProtocolLine {
   virtual void AllPortReceiving(AcceptAny mode) = 0;
   // A button, a closed window, a vanished device or the end of the program: no further round is begun.
   virtual bool Cancelled() const = 0;
+  // MIDI output is blocked: nothing is sent, which is no failure.
+  virtual bool Blocked() const { return false; }
   // A sentence for the user ("** TRANSMISSION ERROR **").
   virtual void Report(const std::string& text) = 0;
 };

@@ -91,7 +91,8 @@ std::int64_t FindStart(std::span<const std::uint8_t> bytes, std::int64_t within)
 
 // Puts the data of a DT1 or DAT that starts at bytes[0] to where its address says.
 struct RolandStored {
-  std::int64_t end = 0;     // offset behind the last data byte, relative to the base
+  std::int64_t begin = 0;  // offsets of the first data byte and behind the last, relative to the base
+  std::int64_t end = 0;
   bool full = false;        // the last byte of the image was reached
   bool overflowed = false;  // and there was more
 };
@@ -101,11 +102,12 @@ RolandStored StoreData(std::span<const std::uint8_t> bytes, const RolandPlace& p
   const std::int64_t dataStart = kHeader + place.groups;
   const auto f7 = std::find(bytes.begin() + 1, bytes.end(), std::uint8_t{0xF7}) - bytes.begin();
   if (static_cast<std::int64_t>(bytes.size()) < dataStart) {
-    stored.end = -1;
+    stored.begin = stored.end = -1;
     return stored;
   }
   std::int64_t target = static_cast<std::int64_t>(RolandCalc(place.groups, bytes.data() + kHeader)) -
                         static_cast<std::int64_t>(place.base);
+  stored.begin = target;
   if (target >= fileSize) stored.overflowed = true;
   for (std::int64_t i = dataStart; i < f7 - 1; ++i) {
     const std::uint8_t byte = bytes[static_cast<std::size_t>(i)];
@@ -197,8 +199,8 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
     return code;
   };
   line_.Stage(RolandRange(synth, kRqd, place.groups, place.base, synth.fileSize));
+  std::vector<bool> have(static_cast<std::size_t>(std::min<std::int64_t>(total, buffer.size())), false);
   std::int64_t storedBytes = 0;
-  std::int64_t furthest = 0;
   int again = 0;
   int idleRounds = 0;
   std::vector<std::uint8_t> reply;
@@ -234,10 +236,14 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
       line_.Send(RolandSign(synth, kRjc));
       return static_cast<int>(total);
     }
-    if (stored.end > furthest) {
-      const std::int64_t data = r - start - kHeader - place.groups - 2;
-      storedBytes += std::min(stored.end - furthest, data);
-      furthest = stored.end;
+    const std::int64_t before = storedBytes;
+    const auto last = std::min(stored.end, static_cast<std::int64_t>(have.size()));
+    for (std::int64_t i = std::max<std::int64_t>(stored.begin, 0); i < last; ++i) {
+      const auto at = static_cast<std::size_t>(i);
+      if (!have[at]) ++storedBytes;
+      have[at] = true;
+    }
+    if (storedBytes > before) {
       idleRounds = 0;
     } else if (++idleRounds > kMaxIdleRounds) {
       return fail(transfer_code::kCommunication);
