@@ -33,14 +33,6 @@ class FrameTransferObserver final : public TransferObserver {
   int number_;
 };
 
-namespace {
-
-std::string PortNameText(const char* name, std::uint32_t size) {
-  return name ? std::string(name, strnlen(name, size)) : std::string();
-}
-
-}  // namespace
-
 // ---- transfers ------------------------------------------------------------------------------------------------------
 
 ZKMidiInStatus* CMainFrame::receiveWindow() {
@@ -48,24 +40,11 @@ ZKMidiInStatus* CMainFrame::receiveWindow() {
   return receiveWindow_;
 }
 
-// The port of an instrument is known by name; with its cable pulled, its number may belong to another one.
 bool CMainFrame::RefuseMissingPort(const DataFile& dataFile, bool receive) {
-  const auto refuse = [&](const char* direction, const std::string& name) {
-    std::string text = std::string("No MIDI ") + direction + " port is open for the " +
-                       Latin1ToUtf8(TransferInstrumentName(dataFile)) + ".";
-    if (!name.empty()) text += "\nIts port \"" + name + "\" is not connected.";
-    prompts().Say("MIDI I/O", text);
-    return true;
-  };
-  MidiOut& out = basics_.midi().out();
-  MidiIn& in = basics_.midi().in();
-  if (receive && dataFile.synth->midiInPort >= in.InPorts()) {
-    return refuse("IN", PortNameText(dataFile.midiInPortName, dataFile.midiInPortNameSize));
-  }
-  if (dataFile.synth->midiOutPort >= out.MaxOutPorts()) {
-    return refuse("OUT", PortNameText(dataFile.midiOutPortName, dataFile.midiOutPortNameSize));
-  }
-  return false;
+  const std::string text =
+      basics_.transfers().MissingPort(dataFile, receive ? TransferOperation::kReceive : TransferOperation::kTransmit);
+  if (!text.empty()) prompts().Say("MIDI I/O", text);
+  return !text.empty();
 }
 
 void CMainFrame::StartGet(TZKBank* window) {

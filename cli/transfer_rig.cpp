@@ -188,6 +188,11 @@ void TransferRig::RoutePorts(ZKDrvList* instrument) {
 void TransferRig::RoutePorts(DataFile* dataFile) {
   dataFile->synth->midiInPort = 0;
   dataFile->synth->midiOutPort = 0;
+  // Names from a file are of another place; these ports were chosen by the user.
+  if (dataFile->midiInPortName)
+    CopyText(dataFile->midiInPortName, dataFile->midiInPortNameSize, midi_->in().INGETPORTNAME(0));
+  if (dataFile->midiOutPortName)
+    CopyText(dataFile->midiOutPortName, dataFile->midiOutPortNameSize, midi_->out().OUTGETPORTNAME(0));
 }
 
 // ---------------------------------------------------------------------------------------------------- transfers

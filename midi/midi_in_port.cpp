@@ -184,6 +184,22 @@ void MidiInPort::ExpectReply() {
   keepUntilUs_ = clock_.NowUs() + kKeepAfterReceiveUs;
 }
 
+void MidiInPort::KeepReplies() {
+  std::lock_guard lock(mutex_);
+  if (!Keeping()) {
+    kept_.clear();
+    keptBytes_ = 0;
+  }
+  keepUntilUs_ = clock_.NowUs() + kKeepAfterReceiveUs;
+}
+
+void MidiInPort::ForgetReplies() {
+  std::lock_guard lock(mutex_);
+  keepUntilUs_ = 0;
+  kept_.clear();
+  keptBytes_ = 0;
+}
+
 void MidiInPort::SetSysXCancel(std::span<const std::uint8_t> pattern, std::shared_ptr<MidiOutPort> stopPort) {
   std::lock_guard lock(mutex_);
   pattern = pattern.first(std::min(pattern.size(), kHeadBytes));

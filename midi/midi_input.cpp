@@ -107,10 +107,11 @@ int MidiIn::MidiInInitOnePort(int slot, bool showErrors) {
   const auto port = GetMidiInPort(slot);
   if (port && port->Alive()) return 0;
   if (showErrors && prompts_) {
-    prompts_->Say(
-        "MIDI IN Port Error",
-        "Midi In Add Buffer Error! Adding SysX Buffers has been stopped.\nIt appears there is a problem in the "
-        "MIDI Drivers.\nWe recommend you restart Windows.");
+    std::string text = port ? "Midi In Add Buffer Error! " : "Prepare header error! ";
+    text +=
+        "Adding SysX Buffers has been stopped.\nIt appears there is a problem in the MIDI Drivers.\nWe recommend you "
+        "restart Windows.";
+    prompts_->Say("MIDI IN Port Error", text);
   }
   return 1;
 }
@@ -316,6 +317,14 @@ void MidiIn::ExpectReply(int port) {
   if (const auto open = GetMidiInPort(port)) open->ExpectReply();
 }
 
+void MidiIn::KeepReplies(int port) {
+  if (const auto open = GetMidiInPort(port)) open->KeepReplies();
+}
+
+void MidiIn::ForgetReplies(int port) {
+  if (const auto open = GetMidiInPort(port)) open->ForgetReplies();
+}
+
 bool MidiIn::ZKMidiInSetReceive(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options) {
   const auto open = GetMidiInPort(port);
   if (!open) return false;
@@ -361,7 +370,9 @@ void MidiIn::WaitForData(MidiInPort& port, std::uint64_t receive, std::int64_t t
                          ReceiveReport& report) {
   constexpr std::int64_t kSliceUs = 50'000;
   constexpr std::int64_t kPollUs = 100'000;
-  const std::int64_t startUs = clock_.NowUs();
+  constexpr std::int64_t kUnderWayUs = 5'000;
+  std::int64_t startUs = clock_.NowUs();
+  bool underWay = static_cast<bool>(hooks.requestUnderWay);
   std::int64_t lookUs = hooks.polling ? startUs + kPollUs : startUs;
   std::unique_lock lock(port.mutex_);
   const auto over = [&] { return port.receive_.state == 0 || port.receive_.state == 3; };
@@ -376,6 +387,11 @@ void MidiIn::WaitForData(MidiInPort& port, std::uint64_t receive, std::int64_t t
     }
     lock.unlock();
     const bool ends = EndsEarly(port, hooks, report);
+    // The instrument cannot answer what still waits behind a delay or a long message.
+    if (underWay) {
+      underWay = hooks.requestUnderWay();
+      if (now > startUs || underWay) startUs = now;
+    }
     lock.lock();
     if (ends) return;
     if (port.receiveNumber_ != receive) {
@@ -389,7 +405,7 @@ void MidiIn::WaitForData(MidiInPort& port, std::uint64_t receive, std::int64_t t
       report.timedOut = !over();
       return;
     }
-    const std::int64_t next = std::min(deadline, now + kSliceUs);
+    const std::int64_t next = std::min(deadline, now + (underWay ? kUnderWayUs : kSliceUs));
     if (hooks.polling) {
       port.changed_.WaitUntil(lock, std::min(next, std::max(lookUs, now + 1)), [] { return false; });
     } else {

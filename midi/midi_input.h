@@ -103,6 +103,10 @@ class MidiInPort {
   // To be called before a request is sent that is not staged with the receive: what came before is forgotten, and what
   // comes before the receive is armed (within a second) is kept for it.
   void ExpectReply();
+  // The same without forgetting: for messages in the middle of an exchange, when an instrument may be ahead.
+  void KeepReplies();
+  // What was kept belongs to an exchange that is over.
+  void ForgetReplies();
 
   // A message of exactly this pattern ends the receive and stops `stopPort` (null: none).  Empty: no pattern.
   void SetSysXCancel(std::span<const std::uint8_t> pattern, std::shared_ptr<MidiOutPort> stopPort);
@@ -199,6 +203,7 @@ struct ReceiveHooks {
   const CancelToken* cancel = nullptr;            // user abort, quit: the receive gives -1
   std::function<int()> transferMode{};            // 0 running, 1 keep what arrived, 2 cancel, 3 cancel all
   bool polling = false;                           // look at the result only every 100 ms
+  std::function<bool()> requestUnderWay{};        // while true (something sent before has not left), no timeout runs
 };
 
 // Why a blocking receive ended.
@@ -296,7 +301,10 @@ class MidiIn {
   std::int64_t GetDataSkipPort(std::span<std::uint8_t> buffer, std::int64_t skip, int port);
   // Arms a receive without waiting; false when there is no such port.
   bool ZKMidiInSetReceive(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options);
-  void ExpectReply(int port);  // see MidiInPort
+  // See MidiInPort; nothing when the port is not open.
+  void ExpectReply(int port);
+  void KeepReplies(int port);
+  void ForgetReplies(int port);
   void SetMainPortIn(int port) { mainPortIn_.store(port); }
   int MainPortIn() const { return mainPortIn_.load(); }
   // The wait of a receive that names none: milliseconds, counted from the last byte once data flows.

@@ -76,6 +76,7 @@ bool MidiOutPort::Post(MidiOutMessage message) {
     if (closing_.load() || !hasThread_.load()) return false;
     waitingBytes_ += message.bytes.size();
     queue_.push_back(std::move(message));
+    ++posted_;
   }
   changed_.NotifyAll();
   return true;
@@ -124,6 +125,7 @@ bool MidiOutPort::PostPieces(std::vector<MidiOutMessage> pieces, bool mayWait, c
       collected_.push_back(std::move(piece));
     } else {
       queue_.push_back(std::move(piece));
+      ++posted_;
     }
   }
   lock.unlock();
@@ -138,6 +140,7 @@ void MidiOutPort::StopTransmit() {
     stopping_.store(true);
     ++pendingStops_;
     queue_.push_back({kMidiMsgStopped, 0, 0, {}});
+    ++posted_;
   }
   changed_.NotifyAll();
   std::lock_guard lock(handleMutex_);
@@ -156,6 +159,16 @@ bool MidiOutPort::WaitIdle(std::int64_t timeoutMs, const CancelToken* cancel) {
   return !closing_.load() && !gone_.load();
 }
 
+std::uint64_t MidiOutPort::PostedMessages() const {
+  std::lock_guard lock(mutex_);
+  return posted_;
+}
+
+std::uint64_t MidiOutPort::HandledMessages() const {
+  std::lock_guard lock(mutex_);
+  return handled_;
+}
+
 // ---------------------------------------------------------------------------------------------------- closing
 
 void MidiOutPort::BeginClosing() {
@@ -167,6 +180,7 @@ void MidiOutPort::BeginClosing() {
     collected_.clear();
     waitingBytes_ = collectedBytes_ = 0;
     queue_.push_back({kMidiMsgQuit, 0, 0, {}});
+    handled_ = posted_;
   }
   changed_.NotifyAll();
   // Completion callbacks of what is given up wake the thread.
@@ -218,6 +232,7 @@ void MidiOutPort::FinishMessage() {
   {
     std::lock_guard lock(mutex_);
     working_ = false;
+    ++handled_;
     if (sentBytes_.load() >= queuedBytes_.load()) {
       sentBytes_.store(0);
       queuedBytes_.store(0);

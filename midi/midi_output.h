@@ -126,6 +126,9 @@ class MidiOutPort {
 
   // Waits until nothing is queued or being sent; false on timeout (ms, -1: none), cancel, or a port that is gone.
   bool WaitIdle(std::int64_t timeoutMs, const CancelToken* cancel);
+  // Messages (delays included) that were ever queued, and how many of them are done with.
+  std::uint64_t PostedMessages() const;
+  std::uint64_t HandledMessages() const;
 
  private:
   friend class MidiOut;
@@ -172,6 +175,8 @@ class MidiOutPort {
   mutable WaitPoint changed_;
   std::deque<MidiOutMessage> queue_;
   std::deque<MidiOutMessage> collected_;
+  std::uint64_t posted_ = 0;
+  std::uint64_t handled_ = 0;
   std::size_t waitingBytes_ = 0;    // in queue_
   std::size_t collectedBytes_ = 0;  // in collected_
   int pendingStops_ = 0;

@@ -140,6 +140,7 @@ int ZKMacro::Run(Synth& synth, std::span<const std::uint8_t> code, MacroBuffer b
   context.acceptAny = AcceptAny::SysExOnly;
   context.transmitDelayMs = 0;
   context.receiveTimeoutMs = 0;
+  if (context.inPortName.empty()) context.inPort = synth.midiInPort;
   s_.timeoutByReceive = false;
   if (setRegisters) {
     s_.registers[1] = xValue;

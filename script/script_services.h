@@ -101,6 +101,8 @@ class ScriptServices {
   virtual void CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) {
     (void)port, (void)ms, (void)context;
   }
+  // A transfer begins on this input port: what came before is not meant for it.
+  virtual void ForgetReplies(int inPort) { (void)inPort; }
   // "SetBlockMidi": while set, nothing is sent and no transfer starts.
   virtual bool MidiBlocked() const { return false; }
   virtual void SetBlockMidi(bool blocked) { (void)blocked; }
@@ -127,6 +129,8 @@ class ScriptServices {
   virtual void SetWriteToQueue(int port, bool collect) { (void)port, (void)collect; }
   virtual void OutputQueue(int port) { (void)port; }
 
+  // True when the port numbers are those of real port tables, so that port names mean something.
+  virtual bool HasPortTables() const { return false; }
   virtual int PortCount(MidiDirection direction) {
     (void)direction;
     return 0;

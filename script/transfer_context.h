@@ -44,6 +44,8 @@ struct TransferContext {
   };
   std::optional<Staged> staged;
 
+  int lastOutPort = -1;  // where the last message went; -1: nothing was sent
+
   // The ports the transfer began on; when another name is found at their number, they are gone.  Empty: not looked at.
   int inPort = -1;
   int outPort = -1;

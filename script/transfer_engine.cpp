@@ -180,7 +180,11 @@ void TransferEngine::Post(std::function<void()> work) {
 
 std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request) {
   Reap();
-  const Synth& synth = *request.dataFile->synth;
+  Synth synth = *request.dataFile->synth;
+  if (const std::string missing = RoutePorts(*request.dataFile, request.operation, synth); !missing.empty()) {
+    if (!request.quiet) prompts_.Say(kMidiIoTitle, missing);
+    return nullptr;
+  }
   auto transfer = std::shared_ptr<Transfer>(new Transfer(clock_));
   transfer->operation_ = request.operation;
   transfer->observer_ = request.observer;
@@ -309,7 +313,9 @@ int TransferEngine::MidiIODataFile(std::shared_ptr<TransferObserver> requester, 
 
 int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started) {
   DataFile* df = request.dataFile;
-  const int port = df->synth->midiInPort;
+  Synth routed = *df->synth;
+  RoutePorts(*df, request.operation, routed);
+  const int port = routed.midiInPort;
   if (portsInUse_.Contains(port)) {
     if (request.quiet) return 0;
     prompts_.Say(kMidiIoTitle, "The MIDI IN port " + std::to_string(port + 1) + " (" +
@@ -356,7 +362,7 @@ int TransferEngine::StartTransmit(const TransferRequest& request, std::shared_pt
   auto run = std::make_shared<TransferRun>(*this, transfer, !background);
   const bool prepared = run->Prepare(*df);
   if (request.observer && !request.quiet) request.observer->opened(transfer->View(), request.showWindow);
-  const int port = df->synth->midiOutPort;
+  const int port = transfer->outPort();
   const bool counts = request.showWindow && !request.quiet && out_;
   if (counts) {
     out_->MidiOutStartModal(port);
@@ -409,6 +415,7 @@ int TransferEngine::Render(DataFile* dataFile) {
   TransferContext context;
   context.recording = &events;
   Synth synth = *dataFile->synth;
+  RoutePorts(*dataFile, TransferOperation::kRender, synth);
   bool missing = false;
   const int result = SendPart(*dataFile, synth, context, 0, 0, -1, &missing);
   if (missing) SayNoScript();
@@ -421,7 +428,9 @@ int TransferEngine::Render(DataFile* dataFile) {
 
 int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
   if (!dataFile || !dataFile->synth || locks_.Busy(dataFile)) return -1;
-  Synth synth = *dataFile->synth;
+  auto routed = RoutedDescriptor(*dataFile);
+  if (!routed) return -1;
+  Synth& synth = *routed;
   TransferContext context;
   bool missing = false;
   const int result = SendAll(*dataFile, synth, context, {dataFile->transferMask, dataFile->transferMaskSize}, &missing);
@@ -433,7 +442,9 @@ int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
 
 int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int flags, std::uint8_t* patchBuffer) {
   if (!dataFile || !dataFile->synth || !dataFile->body || locks_.Busy(dataFile)) return -1;
-  Synth synth = *dataFile->synth;
+  auto routed = RoutedDescriptor(*dataFile);
+  if (!routed) return -1;
+  Synth& synth = *routed;
   TransferContext context;
   bool missing = false;
   std::int64_t offset = -1;
@@ -446,6 +457,14 @@ int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int fla
   dataFile->synth->childId = synth.childId;
   if (missing) SayNoScript();
   return result;
+}
+
+std::optional<Synth> TransferEngine::RoutedDescriptor(const DataFile& dataFile) {
+  Synth synth = *dataFile.synth;
+  const std::string missing = RoutePorts(dataFile, TransferOperation::kTransmit, synth);
+  if (missing.empty()) return synth;
+  prompts_.Say(kMidiIoTitle, missing);
+  return std::nullopt;
 }
 
 int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& context,

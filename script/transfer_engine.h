@@ -155,6 +155,11 @@ class TransferEngine {
   // Asks for the patch number where that is wanted; 0: cancelled.
   int GetNewPchNumber(DataFile* dataFile, TransferOperation operation);
 
+  // Why the DataFile cannot be transferred now: the sentence about its port that is not open; empty: nothing is
+  // missing. A DataFile that names its ports is transferred on the ports of those names, whatever their numbers have
+  // become; with a named port missing, transfers are refused with this sentence and nothing goes to another port.
+  std::string MissingPort(const DataFile& dataFile, TransferOperation operation) const;
+
   // --- Who is busy ---
   TransferLocks& locks() { return locks_; }
   bool Busy(const DataFile* dataFile) const { return locks_.Busy(dataFile); }
@@ -193,6 +198,12 @@ class TransferEngine {
   int StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started);
   int StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started);
   int Render(DataFile* dataFile);
+  // The number of the open port of that name, 255: none; without a name the number as it is.
+  int OpenPortNamed(MidiDirection direction, const std::string& name, int number) const;
+  // Puts the numbers of the named ports into the descriptor; a sentence when one that is needed is not open.
+  std::string RoutePorts(const DataFile& dataFile, TransferOperation operation, Synth& synth) const;
+  // The descriptor for a transmission on the calling thread; nullopt: refused, and the user was told.
+  std::optional<Synth> RoutedDescriptor(const DataFile& dataFile);
   std::shared_ptr<Transfer> Create(const TransferRequest& request);
   void Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work);
   void Post(std::function<void()> work);

@@ -64,6 +64,9 @@ bool TransferRun::Prepare(const DataFile& dataFile) {
   copy_ = std::shared_ptr<DataFile>(DupForUser(&dataFile), DataFileDeleter());
   if (!copy_ || !copy_->synth) return false;
   synth_ = copy_->synth;
+  synth_->midiInPort = transfer_->synth_.midiInPort;
+  synth_->midiOutPort = transfer_->synth_.midiOutPort;
+  synth_->patchBayPort = transfer_->synth_.patchBayPort;
   if (dataFile.transferMask) {
     mask_.assign(dataFile.transferMask, dataFile.transferMask + dataFile.transferMaskSize);
   }
@@ -90,6 +93,7 @@ bool TransferRun::Stopped() const {
 
 void TransferRun::Receive() {
   context_.transferRunning = true;
+  engine_.services().ForgetReplies(synth_->midiInPort);
   if (PatchAddressable(*synth_) && UsesCommandSequence(*synth_)) {
     ReceiveBank();
   } else {
@@ -104,6 +108,7 @@ void TransferRun::Receive() {
 
 void TransferRun::ReceivePatch(int patch) {
   context_.transferRunning = true;
+  engine_.services().ForgetReplies(synth_->midiInPort);
   context_.patchByPatch = true;
   context_.currentPatch = patch;
   context_.firstPatch = context_.lastPatch = true;
@@ -363,6 +368,7 @@ void TransferRun::CommitNothing() {
 
 void TransferRun::Transmit() {
   const std::vector<std::uint8_t> before(copy_->body, copy_->body + copy_->bodySize);
+  engine_.services().ForgetReplies(synth_->midiInPort);
   result_.result = MidiIODataFileFn(TransferOperation::kTransmit, -1);
   const bool failed = missingScript_ || context_.sendFailed || Stopped() ||
                       (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);

@@ -62,9 +62,16 @@ bool MidiScriptServices::OutputGone(int port, TransferContext& context) const {
   return false;
 }
 
+// An answer may come before the script gets to its receive.
+void MidiScriptServices::BeforeSending(int port, TransferContext& context) {
+  context.lastOutPort = port;
+  if (context.inPort >= 0 && !RecordingOf(context)) in_.KeepReplies(context.inPort);
+}
+
 int MidiScriptServices::SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) {
   if (out_.BlockMidi() || out_.Suppressed()) return 0;
   if (OutputGone(port, context)) return -1;
+  BeforeSending(port, context);
   const std::int64_t sent = out_.SendDataPort(bytes, port, OptionsOf(context));
   if (sent > 0) context.sentBytes.fetch_add(sent);
   if (sent < 0) context.sendFailed = true;
@@ -79,6 +86,7 @@ int MidiScriptServices::SendBare(std::span<const std::uint8_t> bytes, int port, 
   }
   if (out_.BlockMidi() || out_.Suppressed()) return 0;
   if (OutputGone(port, context)) return -1;
+  BeforeSending(port, context);
   if (out_.SENDDATAX(port, bytes, 0, true, &context.cancel) < 0) {
     context.sendFailed = true;
     return -1;
@@ -118,6 +126,14 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
       } else {
         SendDataPort(staged->bytes, staged->port, context);
       }
+    };
+  }
+  const int outPort = staged ? staged->port : context.lastOutPort;
+  const auto slot = outPort >= 0 ? out_.GetMidiOutPort(outPort) : nullptr;
+  if (slot) {
+    hooks.requestUnderWay = [slot, until = std::optional<std::uint64_t>()]() mutable {
+      if (!until) until = slot->PostedMessages();
+      return slot->HandledMessages() < *until && slot->Alive();
     };
   }
   ReceiveReport report;

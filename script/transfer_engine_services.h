@@ -32,12 +32,14 @@ class MidiScriptServices : public ScriptServices {
   void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) override;
   void MidiOutClrWaitForAck(int port) override;
   void SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) override;
+  void ForgetReplies(int inPort) override { in_.ForgetReplies(inPort); }
   void MidiOutSetMaxSysExSpeed(int port, int bytesPerSecond) override;
   void MidiOutSetUSBPortSpeed(int port, int bytesPerSecond) override;
   void SetMidiOutForceExit(bool force) override { out_.SetMidiOutForceExit(force); }
   bool GetWriteToQueue(int port) override;
   void SetWriteToQueue(int port, bool collect) override;
   void OutputQueue(int port) override;
+  bool HasPortTables() const override { return true; }
   int PortCount(MidiDirection direction) override;
   std::string PortName(MidiDirection direction, int port) override;
 
@@ -50,6 +52,7 @@ class MidiScriptServices : public ScriptServices {
 
  private:
   bool OutputGone(int port, TransferContext& context) const;
+  void BeforeSending(int port, TransferContext& context);
   SendOptions OptionsOf(TransferContext& context) const;
 
   MidiOut& out_;
@@ -71,6 +74,7 @@ class ServicesLine final : public ProtocolLine {
   void Delay(std::uint32_t ms) override;
   void AllPortReceiving(AcceptAny mode) override { context_.acceptAny = mode; }
   bool Cancelled() const override;
+  bool Blocked() const override { return services_.MidiBlocked(); }
   void Report(const std::string& text) override;
 
  private:

@@ -41,7 +41,11 @@ std::filesystem::path ZKDrvList::GetIniPath() const {
 }
 
 void ZKDrvList::SetMaxSysExSpeed(StudioPorts* ports) const {
-  if (!ports || !IsInstrument() || moduleFile.empty() || midiOutPort == 255) return;
+  if (!ports || !IsInstrument() || moduleFile.empty()) return;
+  const auto names = ports->OutputPortNames();
+  // The number of a port that is not open belongs to another one.
+  if (midiOutPort >= names.size() || (!outPortName.empty() && !AsciiEqualNoCase(names[midiOutPort], outPortName)))
+    return;
   const int speed = IniFile(GetIniPath().string()).GetInt("Instrument", "MaxSysExSpeed");
   if (speed > 0) ports->SetMaxSysExSpeed(midiOutPort, speed);
 }

@@ -107,15 +107,14 @@ void ZKStudioDoc::AssignDefaultMIDIPorts(ZKDrvList* instrument) {
 
 void ZKStudioDoc::ResolvePorts(ZKDrvList* instrument) {
   const auto ins = InNames(), outs = OutNames();
-  constexpr int kNoPort = 255;
-  // The number of a port that is not there belongs to another one by now.
-  const auto resolve = [this](const std::vector<std::string>& names, int port, std::string* name) {
+  // A name that is not there keeps its number for the day it comes back; transfers look at the name.
+  const auto resolve = [](const std::vector<std::string>& names, int port, std::string* name) {
     if (name->empty()) {
       *name = PortNameAt(names, port);
       return port;
     }
     const int found = PortIndex(names, *name);
-    return found >= 0 ? found : (ports_ ? kNoPort : port);
+    return found >= 0 ? found : port;
   };
   std::string name = instrument->inPortName;
   int port = resolve(ins, instrument->midiInPort, &name);

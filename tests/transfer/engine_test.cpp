@@ -1,3 +1,4 @@
+#include "platform/text.h"
 #include "tests/transfer/engine_rig.h"
 
 namespace tonalith::transfer_test {
@@ -226,6 +227,83 @@ TEST_F(Engine, VanishedPortsEndWithASentence) {
 }
 
 // Closing the owner while the engine's work is queued to its thread: nothing is written to freed data.
+// Numbers move when ports come and go; the name says which port is meant.
+TEST_F(Engine, NothingGoesToTheNeighbourOfAMissingPort) {
+  Start();
+  backend->CreateEndpoint("Neighbour", options);
+  ASSERT_NE(system.MidiOutPortsChanged() & system.MidiInPortsChanged() & kPortsAdded, 0);
+  Answer(AnswerPatch);
+  auto df = MockVoice();
+  SetScript(*df, false, "T 20 ]");
+  const auto name = [&](const std::string& in, const std::string& out) {
+    AllocChunk(&df->midiInPortName, &df->midiInPortNameSize, 256);
+    AllocChunk(&df->midiOutPortName, &df->midiOutPortNameSize, 256);
+    CopyText(df->midiInPortName, 256, in);
+    CopyText(df->midiOutPortName, 256, out);
+  };
+  const int number = df->synth->midiOutPort;
+  const struct {
+    const char* in;
+    const char* out;
+    TransferOperation operation;
+    const char* said;
+  } missing[] = {
+      {"Mock", "Pulled", TransferOperation::kReceive, "No MIDI OUT port is open for the Mock One."},
+      {"Pulled", "Mock", TransferOperation::kReceive, "No MIDI IN port is open for the Mock One."},
+      {"Mock", "Pulled", TransferOperation::kTransmit, "No MIDI OUT port is open for the Mock One."},
+  };
+  for (const auto& c : missing) {
+    name(c.in, c.out);
+    TransferRequest request;
+    request.dataFile = df.get();
+    request.operation = c.operation;
+    std::shared_ptr<Transfer> transfer;
+    EXPECT_EQ(engine->MidiIODataFile(request, &transfer), 0);
+    EXPECT_EQ(transfer, nullptr);
+    EXPECT_NE(prompts.Log().back().find(std::string(c.said) + "\\nIts port \"Pulled\" is not connected."),
+              std::string::npos)
+        << prompts.Log().back();
+    EXPECT_FALSE(engine->Busy(df.get()));
+    EXPECT_EQ(df->synth->midiOutPort, number) << "the number is kept";
+  }
+  name("mock", "MOCK");
+  df->synth->midiInPort = static_cast<std::uint8_t>(system.in().FindPort("Neighbour"));
+  df->synth->midiOutPort = static_cast<std::uint8_t>(system.out().FindPort("Neighbour"));
+  EXPECT_EQ(engine->MissingPort(*df, TransferOperation::kReceive), "");
+  EXPECT_TRUE(Receive(*df).ok);
+  EXPECT_EQ(peer->Heard().size(), 1u);
+}
+
+// A timeout is the silence of the instrument, not of our own output; and it may answer faster than a script comes to
+// its receive.
+TEST_F(Engine, RepliesBeforeTheReceiveAndRequestsBehindADelay) {
+  Start();
+  Answer(AnswerPatch);
+  for (const char* script :
+       {"S 7 { F0 3E 11 00 05 00 F7 } T 7 SLEEP 40 A R 20 ]", "D 300000 S 7 { F0 3E 11 00 05 00 F7 } TR 7 R 20 ]",
+        "D 300000 S 7 { F0 3E 11 00 05 00 F7 } T 7 A R 20 ]"}) {
+    auto df = MockVoice();
+    SetScript(*df, true, script);
+    const auto result = Receive(*df);
+    EXPECT_TRUE(result.ok) << script << ": " << result.text;
+    EXPECT_EQ(Bytes(df->body, df->body + 20), MockPatch(0, 0x11));
+  }
+  // What an earlier transfer left over is not the answer to this one.
+  peer.reset();
+  Answer([](const Bytes&, int number) {
+    std::vector<Bytes> answers{MockPatch(0, static_cast<std::uint8_t>(number))};
+    if (number == 1) answers.push_back(MockPatch(0, 0x7F));
+    return answers;
+  });
+  for (const std::uint8_t number : {std::uint8_t{1}, std::uint8_t{2}}) {
+    auto df = MockVoice();
+    SetScript(*df, true, "S 7 { F0 3E 11 00 05 00 F7 } T 7 A R 20 ]");
+    EXPECT_TRUE(Receive(*df).ok);
+    EXPECT_EQ(Bytes(df->body, df->body + 20), MockPatch(0, number));
+    clock.SleepMs(100);
+  }
+}
+
 TEST_F(Engine, OwnerCloses) {
   std::mutex mutex;
   std::vector<std::function<void()>> queue;
