@@ -272,7 +272,7 @@ std::string NameAlign(std::string name) {
 
 const char* MakeDiskSafe(const char* name) {
   thread_local std::string safe;
-  safe = name ? name : "";
+  safe.assign(name ? name : "");
   std::replace(safe.begin(), safe.end(), '\\', '_');
   std::replace(safe.begin(), safe.end(), '/', '_');
   return safe.c_str();

@@ -231,15 +231,16 @@ class ScriptLint {
       }
       before = &event;
     }
-    int position = before->end;
-    while (At(before->endLine, position) && IsLintBlank(At(before->endLine, position))) ++position;
-    if (before->kind != Kind::DataByte && At(before->endLine, position) == '{') {
+    const Event& last = operands.back();
+    int position = last.end;
+    while (At(last.endLine, position) && IsLintBlank(At(last.endLine, position))) ++position;
+    if (last.kind != Kind::DataByte && At(last.endLine, position) == '{') {
       braces = true;
       do {
         ++position;
-      } while (At(before->endLine, position) && IsLintBlank(At(before->endLine, position)));
+      } while (At(last.endLine, position) && IsLintBlank(At(last.endLine, position)));
     }
-    const char next = At(before->endLine, position);
+    const char next = At(last.endLine, position);
     if (braces && !overrun && next != '}' && next != 0 && next != ';') {
       Warn(statement, "more data bytes than the count says; the rest is read as statements");
     }

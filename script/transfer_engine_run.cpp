@@ -32,7 +32,7 @@ void SetVoiceName(DataFile& dataFile, std::uint32_t voice, const std::string& na
   if (!dataFile.voiceNames || at + kVoiceNameSize > dataFile.voiceNamesSize) return;
   char* entry = dataFile.voiceNames + at;
   std::memset(entry, 0, kVoiceNameSize);
-  std::memcpy(entry, name.data(), std::min<std::size_t>(name.size(), kVoiceNameSize - 1));
+  name.copy(entry, kVoiceNameSize - 1);
 }
 
 bool HasVoiceName(const DataFile& dataFile, std::uint32_t voice) {

@@ -242,7 +242,7 @@ void Settings::MainLoadConfig(const std::string& cfgName, const std::string& ini
   const IniFile ini(iniName);
   Config loaded;
   InitConfig(loaded, ini, preferencesPath);
-  Config saved;
+  Config saved{};
   if (MainLoadCfg(cfgName, &saved, sizeof saved) && std::memcmp(saved.magic, kConfigMagic, sizeof saved.magic) == 0 &&
       saved.version == kConfigVersion && saved.size == sizeof saved) {
     loaded = saved;

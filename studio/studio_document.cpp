@@ -105,7 +105,7 @@ std::unique_ptr<ZKDrvList> ZKStudioDoc::DrvLoadDriver(const std::string& driverF
   Synth& s = *data->synth;
   s.sysExChannel = s.sysExChannelDefault;
   s.midiChannel = s.midiChannelDefault & 15;
-  const int low = s.sysExChannelMin;
+  const int low = static_cast<int>(s.sysExChannelMin);
   if (static_cast<int>(s.sysExChannel) < low || static_cast<int>(s.sysExChannel) > s.sysExChannelMax)
     s.sysExChannel = static_cast<std::uint8_t>(std::max(low, 0));
   auto node = std::make_unique<ZKDrvList>(ZKDrvListKind::Driver);
