@@ -35,8 +35,7 @@ class Task {
   };
   template <typename F>
   struct Body final : Base {
-    template <typename G>
-    explicit Body(G&& g) : call(std::forward<G>(g)) {}
+    explicit Body(F body) : call(std::move(body)) {}
     void Run() override { call(); }
     F call;
   };
