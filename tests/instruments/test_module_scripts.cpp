@@ -221,13 +221,19 @@ TEST(ModuleScripts, VerifiedBlockExchange) {
   EXPECT_TRUE(std::equal(tone.begin(), tone.end(), bank->body + 15 * 258));
   services.sent.clear();
   EXPECT_EQ(RunScript(&services, bank.get(), false, 15), 257);
-  ASSERT_EQ(services.sent.size(), 1u);
-  EXPECT_EQ(services.sent[0], "F0 44 00 00 74 20 2F " + HexText(tone));
+  EXPECT_EQ(services.sent, (std::vector<std::string>{"F0 44 00 00 74 20 2F", "F8 " + HexText(tone)}));
   // Not ready, and silent.
   services.reply = [&](const Message&) { return *ParseHex("F0 44 00 00 74 3F"); };
   EXPECT_EQ(RunScript(&services, bank.get(), true, 0), 0);
+  services.sent.clear();
+  EXPECT_EQ(RunScript(&services, bank.get(), false, 15), 0);
+  EXPECT_EQ(services.sent.size(), 1u) << "an instrument that is not ready gets no data";
   services.reply = nullptr;
   EXPECT_EQ(RunScript(&services, bank.get(), true, 0), 0);
+  // Nobody there (a file is written): request and data in one message.
+  services.sent.clear();
+  EXPECT_EQ(RunScript(&services, bank.get(), false, 15), 257);
+  EXPECT_EQ(services.sent.back(), "F0 44 00 00 74 20 2F " + HexText(tone));
 }
 
 }  // namespace tonalith
