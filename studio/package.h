@@ -69,8 +69,9 @@ Result InstallPackageFiles(const PackageFiles& files, const std::filesystem::pat
 Result InstallPackage(const std::filesystem::path& package, const std::filesystem::path& instruments,
                       InstallReport* report);
 
-// Installs every package of a folder whose module is not installed yet or is installed in an older version
-// ("Version" of section "Instrument").  Packages that fail are named in the sentence; the others are installed.
+// Installs every package of a folder whose module is not installed yet, is installed in an older version ("Version" of
+// section "Instrument"), or came from other files of the same version.  Packages that fail are named in the sentence;
+// the others are installed.
 Result InstallShippedPackages(const std::filesystem::path& packages, const std::filesystem::path& instruments,
                               std::vector<InstallReport>* reports = nullptr);
 

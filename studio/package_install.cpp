@@ -243,6 +243,16 @@ Result InstallPackage(const fs::path& package, const fs::path& instruments, Inst
   return read.ok() ? InstallPackageFiles(files, instruments, report) : read;
 }
 
+// True when the module folder came from these very files, whatever the user changed since.
+static bool BroughtBefore(const PackageParts& parts, const fs::path& folder) {
+  const InstallManifest manifest = ReadManifest(folder);
+  for (const auto& [name, file] : parts.files) {
+    const auto known = manifest.find(AsciiLower(name));
+    if (known == manifest.end() || known->second != BytesCrc(file->bytes)) return false;
+  }
+  return true;
+}
+
 Result InstallShippedPackages(const fs::path& packages, const fs::path& instruments,
                               std::vector<InstallReport>* reports) {
   std::string problems;
@@ -256,7 +266,9 @@ Result InstallShippedPackages(const fs::path& packages, const fs::path& instrume
       const IniFile installed(ExistingName(instruments, parts.ini->path).string());
       const bool present =
           installed.HasSection("Instrument") && FolderExists(ExistingName(instruments, parts.folder).string());
-      if (present && installed.GetInt("Instrument", "Version") >= ini.GetInt("Instrument", "Version")) continue;
+      const int change = installed.GetInt("Instrument", "Version") - ini.GetInt("Instrument", "Version");
+      if (present && (change > 0 || (change == 0 && BroughtBefore(parts, ExistingName(instruments, parts.folder)))))
+        continue;
       InstallReport report;
       result = InstallPackageFiles(files, instruments, &report);
       if (result.ok() && reports) reports->push_back(std::move(report));
