@@ -43,7 +43,8 @@ std::size_t SkipBytes(const std::uint8_t* statement, const std::uint8_t* end) {
   const auto variable = [statement]() -> std::size_t { return (statement[1] & 0x80) ? 2 : 1; };
   switch (statement[0]) {
     case 14:
-      return variable() + 1 + (statement[variable() + 1] == kCopyOperator ? 1 : 4);
+      if (statement[variable() + 1] != kCopyOperator) return variable() + 5;
+      return variable() + (CopiesWideVariable(statement) ? 3 : 2);
     case 23:
     case 24:
     case 27:
@@ -255,7 +256,7 @@ int ZKMacro::ExMidiMacro(std::span<const std::uint8_t> code) {
           if (!translated && WorthTranslating(loops[depth - 1].left, code.size()) && !s.floatMode) {
             translated = std::make_unique<TranslatedCode>(code, s.registers, s.variables);
           }
-          if (translated) {
+          if (translated && translated->usable()) {
             result = RunTranslated(*translated, translated->Find(at), loops, depth, at);
             if (result == kLeftTranslated) {
               result = 0;

@@ -719,7 +719,7 @@ std::size_t VariableOperandBytes(const std::uint8_t* statement, std::size_t left
         assignOperator = statement[at];
         break;
       case OperandKind::AssignValue:
-        size = assignOperator == kCopyOperator ? 1 : 4;
+        size = assignOperator != kCopyOperator ? 4 : (statement[at] & 0x80) ? 2 : 1;
         break;
       case OperandKind::DataBytes:
         size = dataBytes;

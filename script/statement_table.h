@@ -233,13 +233,21 @@ inline constexpr std::array<std::uint8_t, 256> kFixedOperandBytes = detail::Fixe
 std::size_t VariableOperandBytes(const std::uint8_t* statement, std::size_t left);
 
 // Bytes behind the opcode byte at `statement` that stepping over it skips; `left` counts the bytes from the opcode to
-// the end of the code.  kBadStatement when the opcode is undefined or the operands run over the end.  The source of "M"
-// with the copy operator counts as one byte, as it is executed.
+// the end of the code.  kBadStatement when the opcode is undefined or the operands run over the end.
 inline std::size_t OperandBytes(const std::uint8_t* statement, std::size_t left) {
   if (left == 0) return kBadStatement;
   const std::uint8_t fixed = kFixedOperandBytes[*statement];
   if (fixed < kLengthInvalid) return fixed < left ? fixed : kBadStatement;
   return fixed == kLengthVaries ? VariableOperandBytes(statement, left) : kBadStatement;
+}
+
+// Whether the whole statement is an "M" that copies a variable written in two bytes.  It is stepped over and listed as
+// it is written; executing it takes the first of the two bytes and goes on with the second one as a statement.
+constexpr bool CopiesWideVariable(const std::uint8_t* statement) {
+  constexpr std::uint8_t kAssign = 14;
+  if (statement[0] != kAssign) return false;
+  const std::size_t target = (statement[1] & 0x80) ? 2 : 1;
+  return statement[target + 1] == kCopyOperator && (statement[target + 2] & 0x80) != 0;
 }
 
 // Bytes of inline data that a count operand announces: its literal value, 0 for a register or variable reference.

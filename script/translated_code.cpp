@@ -67,6 +67,7 @@ TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, std::span<std
     TranslatedOp op = Translate(at, end, &length);
     op.at = at;
     complete_ = complete_ && op.kind != TranslatedOp::Kind::Leave;
+    usable_ = usable_ && (op.kind == TranslatedOp::Kind::End || !CopiesWideVariable(at));
     ops_.push_back(op);
     if (op.kind == TranslatedOp::Kind::End) break;
     at += length;
@@ -78,6 +79,7 @@ TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, std::span<std
       if (op.target == &registers_[i] && WritesTarget(op.kind)) writtenRegisters_ |= 1u << i;
     }
   }
+  complete_ = complete_ && usable_;
   ResolveJumps();
   Flatten();
 }

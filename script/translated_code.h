@@ -72,6 +72,8 @@ class TranslatedCode {
   const TranslatedOp* ops() const { return ops_.data(); }
   // Index of the operation of the statement at `at`.
   std::int32_t Find(const std::uint8_t* at) const;
+  // Not when what is executed and what is stepped over are different statements (see CopiesWideVariable).
+  bool usable() const { return usable_; }
   // Whether every statement has an operation of its own: such code touches nothing but registers, variables, the
   // return value and the bytes of the data.
   bool complete() const { return complete_; }
@@ -94,6 +96,7 @@ class TranslatedCode {
   VariableBlock variables_;
   std::vector<TranslatedOp> ops_;
   bool complete_ = true;
+  bool usable_ = true;
   bool flat_ = false;
   unsigned writtenRegisters_ = 0;
 };

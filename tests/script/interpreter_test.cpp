@@ -30,6 +30,11 @@ TEST(Interpreter, ControlFlowAndArithmetic) {
       {"bits", "MX = 12 MX | 3 MV0 = 12 MV0 & 9 ]", 0, 15, {{0, 8}}},
       {"wraps at 32 bits", "MX = 1073741823 MX * 4 MX + 3 MX + 1 MX - 1 ]", 0, -1, {}},
       {"copy", "MV200 = 77 MX @ V5 MV5 = 9 MX @ V5 ]", 0, 9, {{200, 77}}},
+      {"a false condition steps over a copy as it is written",
+       "IF V0 MX @ V200 IFX MV1 = 5 L 9 [ IF V0 MX @ V200 IFX MV2 + 1 ] ]",
+       3,
+       3,
+       {{1, 5}, {2, 9}}},
       {"loop", "MV0 = 0 L 3 [ MV0 + 1 L 4 [ MV1 + 1 ] ] ]", 0, 0, {{0, 3}, {1, 12}}},
       {"loop count from a register", "L X [ MV0 + 2 ] ]", 5, 5, {{0, 10}}},
       // A count of 0 runs the body once; its end is the end of the macro.

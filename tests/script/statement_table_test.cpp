@@ -139,7 +139,9 @@ TEST(StatementTable, StepsOverStatements) {
       {{12, 0xC8, 1, 0, 0, 0, 2, 255}, 6},
       {{14, 1, 0, 0, 0, 0, 5, 255}, 6},
       {{14, 5, 8, 0, 255}, 3},
-      {{14, 1, 8, 0xCC, 1, 255}, 3},  // the copied variable is executed as one byte
+      {{14, 1, 8, 0xCC, 1, 255}, 4},  // stepped over as it is written, although one byte of it is executed
+      {{14, 0xC8, 1, 8, 0xCC, 1, 255}, 5},
+      {{14, 1, 8, 0xCC}, kBadStatement},
       {{23, 0x85}, kBadStatement},
       {{18, 4, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 3, 255}, 13},
       {{18, 99, 255}, 1},
