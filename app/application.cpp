@@ -19,7 +19,9 @@
 
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
+#include "platform/atomic_file.h"
 #include "platform/log.h"
+#include "platform/path_resolver.h"
 #include "studio/package.h"
 #include "ui/patch_selector.h"
 #include "ui/qt_text.h"
@@ -36,10 +38,15 @@ constexpr int kClosingNoteMs = 2000;
 CZKApp::CZKApp(const CommandLine& commandLine)
     : commandLine_(commandLine),
       simulated_(commandLine_.Takes("--simulated")),
+      fastCables_(commandLine_.Takes("--fast-cables")),
       dispatch_(std::make_unique<QtDispatch>(dispatcher_)),
       scripted_(ScriptedPrompts::FromEnvironment()),
       prompts_(dispatcher_),
       sequence_(*this, commandLine_) {}
+
+std::vector<std::string> CZKApp::PromptLog() const {
+  return scripted_ ? scripted_->Log() : std::vector<std::string>();
+}
 
 CZKApp::~CZKApp() {
   sequence_.ExitInstance(true);
@@ -70,6 +77,7 @@ bool CZKApp::HandOver() {
 
 void CZKApp::Listen() {
   const QString name = FromUtf8(ServerName());
+  if (const Result made = MakeFolders(FolderOf(ServerName())); !made.ok()) DebugLog("%s", made.text.c_str());
   server_ = new QLocalServer(this);
   server_->setSocketOptions(QLocalServer::UserAccessOption);
   connect(server_, &QLocalServer::newConnection, this, &CZKApp::TakeFiles);
@@ -143,7 +151,7 @@ std::unique_ptr<ZKBasics> CZKApp::AllocZKBasics(const CommandLine& commandLine) 
   Prompts& prompts = scripted_ ? *scripted_ : static_cast<Prompts&>(prompts_);
   auto basics = std::make_unique<ZKBasics>(folders, SystemClock(), prompts, dispatcher_);
   if (simulated_) {
-    simulation_ = std::make_unique<Simulation>(SystemClock(), folders.support + "/Simulated Instruments");
+    simulation_ = std::make_unique<Simulation>(SystemClock(), folders.support + "/Simulated Instruments", fastCables_);
     basics->midi().AddBackend(simulation_->backend());
     if (const std::string problem = simulation_->AttachAll(); !problem.empty()) MonitorMsg("%s", problem.c_str());
   } else {

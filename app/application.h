@@ -32,6 +32,8 @@ class CZKApp final : public QObject, public StartStopHost {
   CMainFrame* frame() { return frame_.get(); }
   ZKStudioDoc* studio() { return studio_.get(); }
   Simulation* simulation() { return simulation_.get(); }
+  // The questions asked so far, when a script answers them.
+  std::vector<std::string> PromptLog() const;
   bool Start() { return sequence_.InitInstance(); }
   void End(bool quietly) { sequence_.ExitInstance(quietly); }
   // Ends as soon as the main loop runs, without questions (SIGTERM, end of the session).
@@ -60,9 +62,10 @@ class CZKApp final : public QObject, public StartStopHost {
 
   CommandLine commandLine_;
   bool simulated_ = false;
+  bool fastCables_ = false;
   Dispatcher dispatcher_;
   std::unique_ptr<QtDispatch> dispatch_;
-  std::unique_ptr<Prompts> scripted_;
+  std::unique_ptr<ScriptedPrompts> scripted_;
   QtPrompts prompts_;
   std::unique_ptr<Simulation> simulation_;
   StartStop sequence_;

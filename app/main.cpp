@@ -20,6 +20,7 @@ void OnSignal(int) {
 constexpr const char* kHelp =
     "Usage: tonalith [options] [files]\n"
     "  --simulated        instruments on virtual cables instead of MIDI ports\n"
+    "  --fast-cables      virtual cables without the pace of real ones\n"
     "  --config-root DIR  keep all folders of the program below DIR\n"
     "  --new-instance     do not hand the files over to a program that runs already\n"
     "  --debug            show each step of start and end\n"

@@ -49,6 +49,13 @@ CMainFrame::CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports
 
 CMainFrame::~CMainFrame() {
   receiver_.Forget();
+  sendingTimer_->stop();
+  // The windows inside go while there is still somebody to ask; none of their signals must reach a half-gone frame.
+  for (ZKWindow* child : Children()) disconnect(child, nullptr, this, nullptr);
+  disconnect(area_, nullptr, this, nullptr);
+  disconnect(activity_, nullptr, this, nullptr);
+  hide();
+  delete takeCentralWidget();
   basics_.RemovePortListener(portListener_);
   studio_.SetChangeSink({});
   jobs_.StopAll();
@@ -130,7 +137,8 @@ void CMainFrame::BuildSimulatorMenu(QMenu* menu) {
   menus_[static_cast<std::size_t>(MenuId::Utilities)]->menuAction()->setVisible(simulation_ != nullptr);
   if (!simulation_) return;
   for (std::size_t place = 0; place < simulation_->studio().Count(); ++place) {
-    QAction* action = menu->addAction(tr("Cable of %1").arg(FromUtf8(simulation_->studio().PortName(place))));
+    QAction* action =
+        menu->addAction(QStringLiteral("&%1 %2").arg(place + 1).arg(FromUtf8(simulation_->studio().PortName(place))));
     action->setCheckable(true);
     action->setChecked(true);
     action->setStatusTip(tr("Pull or plug this virtual cable"));

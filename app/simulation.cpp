@@ -15,10 +15,10 @@ constexpr std::uint32_t kCableRate = 3125;
 
 }  // namespace
 
-Simulation::Simulation(Clock& clock, std::string folder)
+Simulation::Simulation(Clock& clock, std::string folder, bool fast)
     : folder_(std::move(folder)), backend_(std::make_shared<VirtualBackend>(clock)) {
   VirtualStudio::Options options;
-  options.bytesPerSecond = kCableRate;
+  options.bytesPerSecond = fast ? 0 : kCableRate;
   virtualStudio_ = std::make_unique<VirtualStudio>(*backend_, options);
 }
 

@@ -13,8 +13,8 @@ namespace tonalith {
 // folder, so that they remember it until the next start like the real ones.
 class Simulation {
  public:
-  // `folder` (UTF-8) is made when something is kept.
-  Simulation(Clock& clock, std::string folder);
+  // `folder` (UTF-8) is made when something is kept.  `fast`: cables without the pace of a real one.
+  Simulation(Clock& clock, std::string folder, bool fast = false);
   ~Simulation();
   Simulation(const Simulation&) = delete;
   Simulation& operator=(const Simulation&) = delete;

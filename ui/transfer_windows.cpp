@@ -130,10 +130,7 @@ void ZKMidiInStatus::Refresh() {
     }
   }
   if (!running) timer_->stop();
-  if (pages_->count() == 0) {
-    hide();
-    return;
-  }
+  if (pages_->count() == 0) return Leave();
   cancel_->setVisible(running);
   cancelAll_->setVisible(running);
   QPushButton* first = running ? cancel_ : ok_;
@@ -156,7 +153,14 @@ void ZKMidiInStatus::Press(TransferState button) {
   } else if (pane) {
     pane->transfer()->Press(button);
   }
-  if (pages_->count() == 0) hide();
+  if (pages_->count() == 0) Leave();
+}
+
+// Whoever worked in the window behind goes on there.
+void ZKMidiInStatus::Leave() {
+  const bool active = isActiveWindow();
+  hide();
+  if (active && parentWidget()) parentWidget()->activateWindow();
 }
 
 void ZKMidiInStatus::reject() {

@@ -60,6 +60,7 @@ class ZKMidiInStatus final : public QDialog {
  private:
   void Press(TransferState button);
   void Refresh();
+  void Leave();
   ReceivePane* Page(int index) const;
 
   QTabWidget* pages_;

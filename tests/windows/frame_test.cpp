@@ -1,0 +1,202 @@
+#include <QListWidget>
+#include <QMenu>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QStatusBar>
+#include <QTimer>
+#include <algorithm>
+#include <fstream>
+#include <thread>
+
+#include "app/desktop_file.h"
+#include "bank/ui/bank_list.h"
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "ui/patch_selector.h"
+#include "ui/transfer_windows.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+class FrameTest : public ProgramFixture {
+ protected:
+  // Two saved patches of the DX7.
+  void MakeFiles() {
+    TZKBank* window = Open("dx7", "Voice", true);
+    for (const char* name : {"one.dat", "two.dat"}) {
+      ASSERT_TRUE(window->document().Rename(0, name).ok());
+      ASSERT_TRUE(window->document().Save(Path(name)).ok());
+    }
+    frame().RunCommand(CommandId::FileClose);
+    Settle();
+  }
+};
+
+TEST_F(FrameTest, UnsavedChangesAreAskedForOnClosing) {
+  Start({"cancel", "yes", "file " + Path("kept.dat"), "no"});
+  TZKBank* bank = Open("dx7", "Voice", true);
+  ASSERT_TRUE(bank->document().IsModified());
+  frame().RunCommand(CommandId::FileClose);
+  EXPECT_EQ(frame().Children().size(), 2U);
+  frame().RunCommand(CommandId::FileClose);
+  EXPECT_TRUE(FileExists(Path("kept.dat")));
+  EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
+  Open("dx7", "Voice", true);
+  frame().RunCommand(CommandId::FileClose);
+  EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
+  const auto log = program_->PromptLog();
+  EXPECT_EQ(
+      std::count_if(log.begin(), log.end(),
+                    [](const std::string& line) { return line.find("Save the changes to") != std::string::npos; }),
+      3);
+}
+
+TEST_F(FrameTest, TheEndOfTheSessionAsksNothingAndKeepsChanges) {
+  Start();
+  TZKBank* bank = Open("dx7", "Voice", true);
+  ASSERT_TRUE(bank->document().Rename(0, "RESCUED").ok());
+  program_->EndQuietly();
+  const std::string folder = program_->basics()->paths().MainGetDataPath() + "/Recovered";
+  const auto files = ListFolder(folder, "*.dat");
+  ASSERT_EQ(files.size(), 1U);
+  DataFilePtr read;
+  ASSERT_TRUE(ZKBankDoc::Load(folder + "/" + files[0], &read).ok());
+  EXPECT_EQ(ZKBankDoc(std::move(read)).GetPatchName(0), "RESCUED");
+  EXPECT_EQ(LogText(), "");
+}
+
+TEST_F(FrameTest, QuittingWhileSendingAsks) {
+  Start({"cancel", "no", "no"}, {});
+  TZKBank* bank = Open("dx7", "Voice", true);
+  program_->basics()->midi().out().GetMidiOutPort(bank->document().synth().midiOutPort)->SetSpeed(60);
+  frame().RunCommand(CommandId::MidiTransmit);
+  ASSERT_TRUE(WaitFor([this] { return frame().TransmitWindowOpen(); }));
+  EXPECT_FALSE(frame().close());
+  EXPECT_TRUE(bank->document().IsBusy()) << "Cancel goes on sending";
+  EXPECT_TRUE(frame().close()) << "Stop ends it: " << LogText();
+  EXPECT_NE(LogText().find("currently sending MIDI data"), std::string::npos);
+}
+
+TEST_F(FrameTest, DroppedAndRecentFiles) {
+  Start();
+  MakeFiles();
+  const std::string no = Path("none.dat");
+  std::ofstream(no) << "no data file";
+  EXPECT_TRUE(DropFiles(&frame(), {Path("one.dat"), no, Path("two.dat"), Path("one.dat")}));
+  auto children = frame().Children();
+  ASSERT_EQ(children.size(), 3U) << "a file that is open is not opened twice";
+  EXPECT_EQ(static_cast<TZKBank*>(children[1])->document().GetPatchName(0), "one.dat");
+  EXPECT_EQ(frame().ActiveChild(), children[1]) << "the second drop brings it to the front";
+  EXPECT_NE(LogText().find("is not a bank or patch"), std::string::npos);
+  Stop();
+  Start();
+  QMenu* recent = nullptr;
+  for (auto* menu : frame().findChildren<QMenu*>()) {
+    if (menu->title() == "&Recent Files") recent = menu;
+  }
+  ASSERT_NE(recent, nullptr);
+  ASSERT_EQ(recent->actions().size(), 2);
+  EXPECT_EQ(recent->actions()[0]->text(), "&1 one.dat");
+  EXPECT_EQ(recent->actions()[1]->text(), "&2 two.dat");
+}
+
+TEST_F(FrameTest, ASecondProcessHandsItsFilesOver) {
+  Start();
+  MakeFiles();
+  program_->Listen();
+  CZKApp second(Line({Path("one.dat"), Path("two.dat")}));
+  bool handed = false;
+  bool done = false;
+  std::thread other([&] {
+    handed = second.HandOver();
+    done = true;
+  });
+  EXPECT_TRUE(WaitFor([&] { return done && frame().Children().size() == 3; }));
+  other.join();
+  EXPECT_TRUE(handed);
+  CZKApp apart(Line({"--new-instance"}));
+  EXPECT_FALSE(apart.HandOver());
+}
+
+TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
+  Start();
+  MakeFiles();
+  frame().OpenFile(Path("two.dat"), 0);
+  frame().resize(640, 560);
+  frame().RunCommand(CommandId::ViewMidiActivity);
+  frame().ActionOf(CommandId::ViewMidiActivity)->setChecked(true);
+  frame().RunCommand(CommandId::ViewMidiActivity);
+  ZKDrvList* instrument = program_->studio()->FindInstrument("k4");
+  instrument->SetMidiChannel(8);
+  frame().StudioEdited();
+  EXPECT_TRUE(frame().close());
+  Stop();
+  Start();
+  EXPECT_EQ(frame().size(), QSize(640, 560));
+  EXPECT_EQ(program_->studio()->FindInstrument("k4")->midiChannel, 8);
+  ASSERT_EQ(frame().Children().size(), 2U);
+  auto* bank = qobject_cast<TZKBank*>(frame().Children()[1]);
+  ASSERT_NE(bank, nullptr);
+  EXPECT_EQ(bank->document().path(), Path("two.dat"));
+}
+
+TEST_F(FrameTest, AModuleInstalledAgainKeepsTheSettingsOfItsInstrument) {
+  Start();
+  ZKDrvList* k4 = program_->studio()->FindInstrument("k4");
+  k4->SetSysExChannel(5);
+  EXPECT_TRUE(frame().OpenFile(TONALITH_BINARY_DIR "/share/tonalith/modules/kawai-k4.pvz", 0)) << LogText();
+  EXPECT_EQ(program_->studio()->instruments().size(), 8U);
+  k4 = program_->studio()->FindInstrument("k4");
+  ASSERT_NE(k4, nullptr);
+  EXPECT_EQ(k4->sysExChannel, 5);
+  EXPECT_EQ(k4->inPortName, "Simulated Kawai K4");
+  EXPECT_EQ(frame().ShowStudio()->tree()->CurrentNode(), k4);
+}
+
+TEST(DesktopFile, IsReadAsItWasWrittenAndSurvivesDamage) {
+  const std::vector<DesktopWindow> windows = {{1, 2, 300, 400, "/a/b", "x.dat", 17000}, {0, 0, 0, 0, "", "", 17008}};
+  auto bytes = WriteDesktop(windows);
+  ASSERT_EQ(bytes.size(), 12U + 2 * 524);
+  EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "PVDT");
+  EXPECT_EQ(bytes[12 + 520], 17000 & 0xFF) << "the type code stands low byte first";
+  EXPECT_EQ(bytes[12 + 5], 300 & 0xFF) << "the place stands high byte first";
+  const auto read = ReadDesktop(bytes);
+  ASSERT_TRUE(read && read->size() == 2);
+  EXPECT_EQ((*read)[0].height, 400);
+  EXPECT_EQ((*read)[0].directory + "/" + (*read)[0].name, "/a/b/x.dat");
+  EXPECT_EQ((*read)[1].type, 17008);
+  bytes.resize(600);
+  EXPECT_EQ(ReadDesktop(bytes)->size(), 1U);
+  bytes[0] = 'X';
+  EXPECT_FALSE(ReadDesktop(bytes));
+  EXPECT_FALSE(ReadDesktop(std::span(bytes).first(8)));
+}
+
+TEST(CancelTransmitDialog, AnswersOnlyWithPortsSelected) {
+  ZKCancelTransmit dialog({"One", "Two", "Three"});
+  auto* list = dialog.findChild<QListWidget*>();
+  const auto buttons = dialog.findChildren<QPushButton*>();
+  const auto ok = std::find_if(buttons.begin(), buttons.end(), [](QPushButton* b) { return b->text().contains("OK"); });
+  ASSERT_NE(ok, buttons.end());
+  EXPECT_EQ(dialog.Selected(), (std::vector<bool>{true, true, true}));
+  list->item(1)->setSelected(false);
+  EXPECT_EQ(dialog.Selected(), (std::vector<bool>{true, false, true}));
+  list->clearSelection();
+  EXPECT_FALSE((*ok)->isEnabled());
+  list->item(2)->setSelected(true);
+  EXPECT_TRUE((*ok)->isEnabled());
+  emit list->itemDoubleClicked(list->item(2));
+  EXPECT_EQ(dialog.result(), QDialog::Accepted);
+}
+
+TEST(PatchSelector, StaysInsideTheLimits) {
+  ZKPatchSelector dialog("Please select the Patch # (PCH #) to Receive a Kawai K4 Single", 70, 3, 64);
+  EXPECT_EQ(dialog.Selected(), 64);
+  auto* box = dialog.findChild<QSpinBox*>();
+  box->setValue(1);
+  EXPECT_EQ(dialog.Selected(), 3);
+}
+
+}  // namespace
+}  // namespace tonalith

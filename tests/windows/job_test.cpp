@@ -1,0 +1,203 @@
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include "bank/ui/bank_list.h"
+#include "platform/atomic_file.h"
+#include "ui/transfer_windows.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+using JobTest = ProgramFixture;
+
+QPushButton* ButtonOf(QWidget* window, const QString& text) {
+  for (auto* button : window->findChildren<QPushButton*>()) {
+    if (button->text() == text) return button;
+  }
+  return nullptr;
+}
+
+bool SaysIn(TZKBank* window, const QString& part) {
+  for (auto* label : window->findChildren<QLabel*>()) {
+    if (label->text().contains(part)) return true;
+  }
+  return false;
+}
+
+TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
+  Start({"file " + Path("mine.dat")});
+  TZKDrvLst* studio = frame().ShowStudio();
+  studio->tree()->SetCurrentNode(program_->studio()->FindDriver("dx7", "Voice Bank"));
+  PressKey(studio->tree(), Qt::Key_Return);
+  auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  ASSERT_TRUE(Idle(bank));
+  ASSERT_EQ(bank->document().PatchCount(), 32);
+  EXPECT_FALSE(bank->document().GetPatchName(31).empty());
+  EXPECT_EQ(bank->list()->bankModel()->index(31, 0).data().toString(), "32");
+
+  ASSERT_TRUE(WaitFor([this] { return !frame().receiveWindow()->isVisible(); }));
+  ASSERT_TRUE(MakeActive(&frame()));
+  bank->list()->setFocus();
+  PressKey(bank->list(), Qt::Key_Down);
+  PressShortcut(&frame(), Qt::Key_F2, Qt::NoModifier);
+  auto* editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+  ASSERT_NE(editor, nullptr) << "F2 edits in place; the focus is on "
+                             << (QApplication::focusWidget() ? QApplication::focusWidget()->metaObject()->className()
+                                                             : "nothing")
+                             << ", current patch " << bank->list()->CurrentPatch() << ", active "
+                             << (QApplication::activeWindow() ? QApplication::activeWindow()->metaObject()->className()
+                                                              : "nothing");
+  editor->selectAll();
+  TypeText(editor, "LONGER THAN TEN");
+  PressKey(editor, Qt::Key_Return);
+  Settle();
+  EXPECT_EQ(bank->document().GetPatchName(1), "LONGER THA");
+  EXPECT_TRUE(bank->isWindowModified());
+
+  PressShortcut(&frame(), Qt::Key_T, Qt::ControlModifier);
+  ASSERT_TRUE(bank->document().IsBusy());
+  ASSERT_TRUE(Idle(bank));
+  EXPECT_TRUE(SaysIn(bank, "was sent"));
+  ASSERT_TRUE(WaitFor([this] { return !frame().TransmitWindowOpen(); }));
+  ASSERT_TRUE(MakeActive(&frame()));
+  bank->list()->setFocus();
+  PressShortcut(&frame(), Qt::Key_S, Qt::ControlModifier);
+  EXPECT_FALSE(bank->document().IsModified());
+  EXPECT_TRUE(FileExists(Path("mine.dat"))) << LogText();
+  Stop();
+
+  Start({}, {"--fast-cables", Path("mine.dat")});
+  bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  EXPECT_EQ(bank->document().path(), Path("mine.dat"));
+  EXPECT_EQ(frame().Children().size(), 2U) << "the desktop and the command line open it once";
+  EXPECT_EQ(bank->document().GetPatchName(1), "LONGER THA");
+  TZKBank* again = Open("dx7", "Voice Bank", true);
+  ASSERT_NE(again, bank);
+  EXPECT_EQ(again->document().GetPatchName(1), "LONGER THA") << "the instrument took it";
+}
+
+TEST_F(JobTest, EveryInstrumentIsReceived) {
+  Start();
+  struct Row {
+    const char* instrument;
+    const char* type;
+    int patches;
+  };
+  static constexpr Row kRows[] = {
+      {"yamaha dx7", "Voice Bank", 32}, {"tx81z", "Voice Bank", 32},      {"d-50", "Patch Bank", 64},
+      {"jv-1080", "Patch", 1},          {"korg m1", "Program Bank", 100}, {"cz-101", "Tone", 1},
+      {"k4", "Single Bank", 64},        {"matrix", "Patch", 1},
+  };
+  for (const Row& row : kRows) {
+    frame().OpenDriver(program_->studio()->FindDriver(row.instrument, row.type), true);
+    auto* window = qobject_cast<TZKBank*>(frame().ActiveChild());
+    ASSERT_TRUE(Idle(window, 15000)) << row.instrument;
+    EXPECT_FALSE(window->document().IsEmpty()) << row.instrument;
+    EXPECT_EQ(window->document().PatchCount(), row.patches) << row.instrument;
+    EXPECT_FALSE(window->document().GetPatchName(0).empty() && window->document().NameLength() > 0) << row.instrument;
+  }
+  EXPECT_EQ(LogText(), "");
+}
+
+TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
+  Start({}, {});
+  TZKBank* bank = Open("dx7", "Voice Bank", false);
+  frame().RunCommand(CommandId::MidiGet);
+  ZKMidiInStatus* window = frame().receiveWindow();
+  const auto receiving = [&] {
+    const auto transfer = program_->basics()->transfers().TransferOf(bank->document().dataFile());
+    return transfer && transfer->WindowState().received > 200;
+  };
+  ASSERT_TRUE(WaitFor(receiving));
+  EXPECT_TRUE(window->isVisible());
+  ClickMouse(ButtonOf(window, kCancelButton));
+  ASSERT_TRUE(Idle(bank, 1000));
+  EXPECT_TRUE(bank->document().IsEmpty());
+  EXPECT_FALSE(bank->document().CanUndo());
+  EXPECT_TRUE(SaysIn(bank, "cancelled"));
+  EXPECT_TRUE(WaitFor([&] { return !window->isVisible(); }, 1000));
+
+  const std::size_t cable = program_->simulation()->studio().Find("Simulated Yamaha DX7");
+  frame().RunCommand(CommandId::MidiGet);
+  ASSERT_TRUE(WaitFor(receiving));
+  program_->simulation()->SetPlugged(cable, false);
+  ASSERT_TRUE(Idle(bank, 2500)) << "a lost cable ends the receive";
+  EXPECT_TRUE(SaysIn(bank, "lost"));
+  EXPECT_TRUE(bank->document().IsEmpty());
+  frame().RunCommand(CommandId::MidiGet);
+  EXPECT_FALSE(bank->document().IsBusy());
+  EXPECT_NE(LogText().find("is not connected"), std::string::npos) << LogText();
+  program_->simulation()->SetPlugged(cable, true);
+  EXPECT_TRUE(WaitFor([&] { return program_->basics()->midi().in().InPorts() == 8; }));
+  Settle();
+  frame().RunCommand(CommandId::MidiGet);
+  EXPECT_TRUE(bank->document().IsBusy()) << "plugged in, it is there again";
+  frame().CancelTransfers(bank);
+}
+
+TEST_F(JobTest, BusyDataIsNeitherEditedNorSavedNorClosedWithoutAQuestion) {
+  Start({"no", "yes"}, {});
+  TZKBank* bank = Open("dx7", "Voice Bank", false);
+  frame().RunCommand(CommandId::MidiGet);
+  ASSERT_TRUE(bank->document().IsBusy());
+  EXPECT_FALSE(bank->document().Rename(0, "X").ok());
+  EXPECT_FALSE(bank->document().Save(Path("x.dat")).ok());
+  EXPECT_FALSE(bank->list()->bankModel()->flags(bank->list()->bankModel()->index(0, 1)) & Qt::ItemIsEditable);
+  frame().RunCommand(CommandId::FileClose);
+  EXPECT_EQ(frame().Children().size(), 2U) << "No keeps the window";
+  EXPECT_TRUE(bank->document().IsBusy());
+  frame().RunCommand(CommandId::FileClose);
+  EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
+  EXPECT_TRUE(WaitFor([this] { return !frame().receiveWindow()->isVisible(); }, 1000));
+  EXPECT_FALSE(program_->basics()->transfers().ReceiveRunning());
+}
+
+TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
+  Start({}, {});
+  MidiOut& out = program_->basics()->midi().out();
+  TZKBank* bank = Open("dx7", "Voice", true);
+  frame().RunCommand(CommandId::MidiTransmit);
+  ASSERT_TRUE(WaitFor([&] { return out.GetMidiOutPort(bank->document().synth().midiOutPort)->isBusy(); }));
+  ASSERT_TRUE(Idle(bank));
+  EXPECT_FALSE(out.GetMidiOutPort(bank->document().synth().midiOutPort)->isBusy());
+  EXPECT_TRUE(SaysIn(bank, "was sent"));
+  bank->Save(false);
+  out.GetMidiOutPort(bank->document().synth().midiOutPort)->SetSpeed(60);
+  ASSERT_TRUE(WaitFor([this] { return !frame().TransmitWindowOpen(); }));
+  frame().RunCommand(CommandId::MidiTransmit);
+  ASSERT_TRUE(WaitFor([this] { return frame().TransmitWindowOpen(); }));
+  auto* window = frame().findChild<ZKMidiOutStatus*>();
+  ASSERT_NE(window, nullptr);
+  PressKey(window, Qt::Key_Escape);
+  ASSERT_TRUE(Idle(bank, 2000));
+  EXPECT_TRUE(SaysIn(bank, "cancelled"));
+}
+
+TEST_F(JobTest, TwoReceivesHaveAPageEach) {
+  Start({}, {});
+  frame().OpenDriver(program_->studio()->FindDriver("dx7", "Voice Bank"), true);
+  auto* first = qobject_cast<TZKBank*>(frame().ActiveChild());
+  frame().OpenDriver(program_->studio()->FindDriver("k4", "Single Bank"), true);
+  auto* second = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ZKMidiInStatus* window = frame().receiveWindow();
+  EXPECT_EQ(window->Pages(), 2);
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_FALSE(ButtonOf(window, kCancelAllButton)->isHidden());
+  // A port serves one receive at a time.
+  frame().OpenDriver(program_->studio()->FindDriver("dx7", "Voice"), true);
+  EXPECT_FALSE(qobject_cast<TZKBank*>(frame().ActiveChild())->document().IsBusy());
+  EXPECT_NE(LogText().find("is currently in use with another MIDI device"), std::string::npos);
+  EXPECT_EQ(window->Pages(), 2);
+  ClickMouse(ButtonOf(window, kCancelAllButton));
+  EXPECT_TRUE(Idle(first, 1500));
+  EXPECT_TRUE(Idle(second, 1500));
+  EXPECT_TRUE(WaitFor([&] { return window->Pages() == 0 && !window->isVisible(); }, 1000));
+}
+
+}  // namespace
+}  // namespace tonalith

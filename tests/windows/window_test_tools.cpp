@@ -1,0 +1,119 @@
+#include "window_test_tools.h"
+
+#include <unistd.h>
+
+#include <QApplication>
+#include <QDropEvent>
+#include <QMimeData>
+#include <QSignalSpy>
+#include <QTest>
+#include <QUrl>
+#include <filesystem>
+
+#include "midi/midi_output.h"
+#include "platform/atomic_file.h"
+
+namespace tonalith {
+
+void PressKey(QWidget* widget, Qt::Key key, Qt::KeyboardModifiers modifiers) {
+  QTest::keyClick(widget, key, modifiers);
+}
+
+void PressShortcut(QWidget* window, Qt::Key key, Qt::KeyboardModifiers modifiers) {
+  QWidget* target = QApplication::focusWidget() ? QApplication::focusWidget() : window;
+  QTest::keyClick(target, key, modifiers);
+}
+
+void TypeText(QWidget* widget, const QString& text) {
+  QTest::keyClicks(widget, text);
+}
+
+void ClickMouse(QWidget* widget) {
+  QTest::mouseClick(widget, Qt::LeftButton);
+}
+
+bool MakeActive(QWidget* window) {
+  window->activateWindow();
+  return QTest::qWaitForWindowActive(window, 2000);
+}
+
+bool WaitFor(const std::function<bool()>& done, int milliseconds) {
+  return QTest::qWaitFor(done, milliseconds);
+}
+
+void Settle() {
+  QTest::qWait(1);
+}
+
+bool DropFiles(QWidget* target, const std::vector<std::string>& files) {
+  QMimeData data;
+  QList<QUrl> urls;
+  for (const auto& file : files) urls << QUrl::fromLocalFile(QString::fromStdString(file));
+  data.setUrls(urls);
+  QDragEnterEvent enter({5, 5}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(target, &enter);
+  if (!enter.isAccepted()) return false;
+  QDropEvent drop({5, 5}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  return QApplication::sendEvent(target, &drop);
+}
+
+void ProgramFixture::SetUp() {
+  char name[] = "/tmp/tonalith_windows_XXXXXX";
+  root_ = ::mkdtemp(name);
+  ::setenv("TONALITH_RESOURCES", TONALITH_BINARY_DIR "/share/tonalith", 1);
+}
+
+void ProgramFixture::TearDown() {
+  Stop();
+  ::unsetenv("TONALITH_PROMPT_SCRIPT");
+  std::filesystem::remove_all(root_);
+}
+
+CommandLine ProgramFixture::Line(std::vector<std::string> options) const {
+  options.insert(options.begin(), {"--simulated", "--config-root", root_});
+  return CommandLine::Parse(options);
+}
+
+void ProgramFixture::Start(const std::vector<std::string>& answers, std::vector<std::string> options) {
+  std::string script;
+  for (const auto& answer : answers) script += answer + "\n";
+  ASSERT_TRUE(WriteFileAtomically(Path("answers"), std::string_view(script)).ok());
+  ::setenv("TONALITH_PROMPT_SCRIPT", Path("answers").c_str(), 1);
+  bool fast = false;
+  for (const auto& option : options) fast = fast || option == "--fast-cables";
+  program_ = std::make_unique<CZKApp>(Line(std::move(options)));
+  ASSERT_TRUE(program_->Start());
+  ASSERT_EQ(program_->studio()->instruments().size(), 8U);
+  MidiOut& out = program_->basics()->midi().out();
+  for (int i = 0; fast && i < out.MaxOutPorts(); ++i) out.GetMidiOutPort(i)->SetSpeed(0);
+  ASSERT_TRUE(MakeActive(program_->frame()));
+}
+
+void ProgramFixture::Stop() {
+  if (program_) program_->End(true);
+  program_.reset();
+}
+
+TZKBank* ProgramFixture::Open(const char* instrument, const char* type, bool get) {
+  ZKDrvList* driver = program_->studio()->FindDriver(instrument, type);
+  EXPECT_NE(driver, nullptr) << instrument << " " << type;
+  if (!driver) return nullptr;
+  frame().OpenDriver(driver, get);
+  auto* window = qobject_cast<TZKBank*>(frame().ActiveChild());
+  if (get && window) {
+    EXPECT_TRUE(Idle(window));
+  }
+  return window;
+}
+
+bool ProgramFixture::Idle(TZKBank* window, int milliseconds) {
+  return WaitFor([window] { return !window->document().IsBusy(); }, milliseconds);
+}
+
+std::string ProgramFixture::LogText() const {
+  std::string text;
+  for (const auto& line : program_->PromptLog()) text += line + "\n";
+  return text;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QString>
+#include <Qt>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/application.h"
+
+class QWidget;
+
+namespace tonalith {
+
+// Input as a user gives it, and waiting while the main loop runs.
+void PressKey(QWidget* widget, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+// To whatever has the focus, a shortcut of the window included.
+void PressShortcut(QWidget* window, Qt::Key key, Qt::KeyboardModifiers modifiers);
+void TypeText(QWidget* widget, const QString& text);
+void ClickMouse(QWidget* widget);
+bool MakeActive(QWidget* window);
+bool WaitFor(const std::function<bool()>& done, int milliseconds = 3000);
+void Settle();
+bool DropFiles(QWidget* target, const std::vector<std::string>& files);
+
+// The program with simulated instruments in folders of its own.
+class ProgramFixture : public testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // Starts the program; `answers` are given to its questions in order.  Options as on the command line.
+  void Start(const std::vector<std::string>& answers = {}, std::vector<std::string> options = {"--fast-cables"});
+  void Stop();
+  CommandLine Line(std::vector<std::string> options) const;
+  // Opens a window on new data of a driver and, with `get`, receives it.
+  TZKBank* Open(const char* instrument, const char* type, bool get);
+  // Waits until the window's data is free again.
+  bool Idle(TZKBank* window, int milliseconds = 3000);
+  std::string Path(const std::string& name) const { return root_ + "/" + name; }
+  std::string LogText() const;
+  CMainFrame& frame() { return *program_->frame(); }
+
+  std::string root_;
+  std::unique_ptr<CZKApp> program_;
+};
+
+}  // namespace tonalith
