@@ -270,9 +270,15 @@ std::string NameAlign(std::string name) {
   return name;
 }
 
+namespace {
+
+thread_local std::string diskSafeName;
+
+}  // namespace
+
 const char* MakeDiskSafe(const char* name) {
-  thread_local std::string safe;
-  safe.assign(name ? name : "");
+  std::string& safe = diskSafeName;
+  safe = name ? name : "";
   std::replace(safe.begin(), safe.end(), '\\', '_');
   std::replace(safe.begin(), safe.end(), '/', '_');
   return safe.c_str();
