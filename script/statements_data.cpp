@@ -152,7 +152,8 @@ int MacroStatements::Receive(ZKMacro& m, std::int64_t skip, std::int32_t n) {
   }
   const bool automatic = (!context.quiet && !context.hasIoWindow) || (s.synth->optionBits & 8);
   if (automatic && (context.receiveTimeoutMs == 0 || s.timeoutByReceive)) {
-    const std::int64_t wait = n / 2 + (context.autoConfiguring ? 1300 : 300) + (context.quiet ? 100 : 0);
+    const auto bytes = static_cast<std::int64_t>(destination.size());  // no more than these can be awaited
+    const std::int64_t wait = bytes / 2 + (context.autoConfiguring ? 1300 : 300) + (context.quiet ? 100 : 0);
     context.receiveTimeoutMs = std::max(context.receiveTimeoutMs, wait);
     s.timeoutByReceive = true;
   }

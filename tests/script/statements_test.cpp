@@ -210,6 +210,7 @@ TEST(Statements, ReceiveTimeouts) {
       {"R 1000 ]", true, false, false, 0, {0}},
       {"R 1000 ]", true, false, false, 8, {900}},
       {"TIMEOUT 77 R 1000 R 10 ]", false, false, false, 0, {77, 77}},
+      {"R 999999999 ]", false, false, false, 0, {800}},
       {"R 10 R 1000 ]", false, false, false, 0, {305, 800}},
   };
   for (const auto& c : cases) {
