@@ -101,7 +101,10 @@ class AddressMatch {
         area_(area),
         voices_(area.slots && synth.numVoices > 1),
         head_(static_cast<std::uint32_t>(rule.address.size()) + rule.addressBytes) {
-    for (const BlockRule& block : rule.blocks) extent_ = std::max(extent_, block.offset + block.size);
+    for (const BlockRule& block : rule.blocks) {
+      extent_ = std::max(extent_, block.offset + block.size);
+      framed_ = framed_ || block.framed;
+    }
   }
 
   bool Run(const std::vector<FileMessage>& messages, std::uint32_t first, std::int64_t* budget, PieceMatch* out);
@@ -126,7 +129,7 @@ class AddressMatch {
     return voices_ ? synth_.headerSize + std::size_t{synth_.voiceSize} * slot : 0;
   }
   Placing Place(const FileMessage& m);
-  bool StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write, bool* overlap);
+  std::size_t StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write, bool* overlap);
   void CopyWhole(const FileMessage& m);
   bool Complete(std::uint32_t slot) const;
   void Frame(std::uint32_t slot, std::span<const std::uint8_t> header);
@@ -137,6 +140,7 @@ class AddressMatch {
   const bool voices_;
   const std::uint32_t head_;
   std::uint32_t extent_ = 0;
+  bool framed_ = false;
   std::int64_t onlySlot_ = -1;  // of a single patch in an area of many
   std::vector<std::uint8_t> body_;
   std::vector<bool> have_;
@@ -145,9 +149,10 @@ class AddressMatch {
 };
 
 // Visits the places of [address, address + data) in the image.  Without `write` it only finds out whether something is
-// there already that differs (overlap).  False when no byte belongs anywhere.
-bool AddressMatch::StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write, bool* overlap) {
-  bool any = false;
+// there already that differs (overlap).  The number of bytes that belong somewhere.
+std::size_t AddressMatch::StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write,
+                                     bool* overlap) {
+  std::size_t placed = 0;
   std::size_t i = 0;
   while (i < data.size()) {
     const std::uint32_t at = address + static_cast<std::uint32_t>(i);
@@ -164,7 +169,7 @@ bool AddressMatch::StoreRange(std::uint32_t address, std::span<const std::uint8_
       const std::size_t place =
           SlotBase(static_cast<std::uint32_t>(slot)) + block.at + (block.framed ? head_ : 0) + local - block.offset;
       if (place + run > body_.size()) break;
-      any = true;
+      placed += run;
       for (std::size_t n = 0; n < run; ++n) {
         if (!write) {
           if (have_[place + n] && body_[place + n] != data[i + n]) *overlap = true;
@@ -181,14 +186,16 @@ bool AddressMatch::StoreRange(std::uint32_t address, std::span<const std::uint8_
     }
     i += run;
   }
-  return any;
+  return placed;
 }
 
 AddressMatch::Placing AddressMatch::Place(const FileMessage& m) {
   const std::span<const std::uint8_t> data = m.bytes.subspan(head_, m.bytes.size() - head_ - 2);
   const std::uint32_t address = AddressOf(m);
   bool overlap = false;
-  if (!StoreRange(address, data, false, &overlap)) return Placing::Elsewhere;
+  const std::size_t placed = StoreRange(address, data, false, &overlap);
+  // Whole messages are kept: one with more data comes from an instrument of another layout, nothing of it may get lost.
+  if (placed == 0 || (framed_ && placed < data.size())) return Placing::Elsewhere;
   if (overlap) return Placing::Again;
   StoreRange(address, data, true, &overlap);
   return Placing::Placed;

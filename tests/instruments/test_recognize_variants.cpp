@@ -213,6 +213,14 @@ TEST(RecognizeVariants, PatchesOfSeveralAddressedMessages) {
   EXPECT_EQ(Pieces(endless), Texts{"0 1929 Patch Bank bad 2"});
   EXPECT_EQ(Pieces(JvPatch(0x21, 4) + Dump{0xF7, 0x90, 0x3C, 0x7F} + JvPatch(0x21, 5)),
             Texts{"0 1290 Patch Bank ok 2"});
+  // A relative's common part is longer: its last bytes have no place here.
+  Dump relative;
+  for (std::uint32_t slot = 0; slot < 3; ++slot) {
+    const Dump patch = JvPatch(0x11, slot);
+    relative = relative + Dt1("F0 41 10 6A 12", (0x11u << 21) + (slot << 14), 4, Numbers(74, 1)) +
+               Dump(patch.begin() + 83, patch.end());
+  }
+  EXPECT_EQ(Pieces(relative), Texts{"No data of an installed instrument is in the file."});
   Recognition split, plain;
   Recognizer& recognizer = InstalledModules::Instance().recognizer();
   ASSERT_TRUE(recognizer.Recognize(JvPatch(0x11, 6, true), &split).ok());
