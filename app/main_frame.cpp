@@ -10,6 +10,7 @@
 #include <QStatusBar>
 #include <QTimer>
 #include <QUrl>
+#include <algorithm>
 
 #include "app/simulation.h"
 #include "services/zkbasics.h"
@@ -321,6 +322,9 @@ void CMainFrame::AddChild(ZKWindow* window) {
     for (QAction* action : own->actions()) action->setShortcuts(QList<QKeySequence>());
   }
   sub->show();
+  // The free place that was found may lie outside.
+  const QSize room = area_->viewport()->size() - sub->size();
+  sub->move(std::clamp(sub->x(), 0, std::max(0, room.width())), std::clamp(sub->y(), 0, std::max(0, room.height())));
   window->setFocus();
   UpdateCommands();
 }

@@ -98,7 +98,10 @@ bool CMainFrame::SaveWorkspace(const std::string& path) {
     const QMdiSubWindow* sub = SubWindowOf(child);
     std::string file;
     if (const auto* bank = qobject_cast<TZKBank*>(child)) file = const_cast<TZKBank*>(bank)->document().path();
-    if (child == studioWindow_) file = studio_.studioFile().string();
+    if (child == studioWindow_) {
+      file = studio_.studioFile().string();
+      if (!FileExists(file)) studio_.DrvSaveSetup(0);
+    }
     const QFileInfo info(FromUtf8(file));
     if (!file.empty() && !info.exists()) continue;
     const bool normal = !sub->isMaximized() && !sub->isMinimized();

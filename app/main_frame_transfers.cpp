@@ -33,6 +33,13 @@ class FrameTransferObserver final : public TransferObserver {
   int number_;
 };
 
+namespace {
+
+constexpr int kEndSlices = 100;
+constexpr int kEndSliceMs = 20;
+
+}  // namespace
+
 // ---- transfers ------------------------------------------------------------------------------------------------------
 
 ZKMidiInStatus* CMainFrame::receiveWindow() {
@@ -254,6 +261,7 @@ bool CMainFrame::OutputBusy() const {
 }
 
 void CMainFrame::StopOutputs() {
+  for (Sending& entry : sending_) entry.cancelled = true;
   basics_.transfers().StopOutput(std::vector<bool>(static_cast<std::size_t>(basics_.midi().out().MaxOutPorts()), true));
 }
 
@@ -323,6 +331,12 @@ bool CMainFrame::OnClose() {
       StopOutputs();
       break;
     }
+  }
+  // The end of what was just stopped or sent is still on its way to its window.
+  for (int slice = 0; slice < kEndSlices && !sending_.empty(); ++slice) {
+    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    WatchSending();
+    if (!sending_.empty()) basics_.clock().SleepMs(kEndSliceMs);
   }
   for (ZKWindow* child : Children()) {
     if (!child->VerifyClose()) return false;

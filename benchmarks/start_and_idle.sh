@@ -26,10 +26,11 @@ fi
 
 PROGRAM=0
 launch() {
+  rm -f "$WORK/out"
   TONALITH_STARTED_AT=$(date +%s%3N) "$BIN/tonalith" --simulated --config-root "$ROOT" >"$WORK/out" 2>&1 &
   PROGRAM=$!
   PIDS+=($PROGRAM)
-  until grep -q usable "$WORK/out"; do sleep 0.02; done
+  until grep -q usable "$WORK/out" 2>/dev/null; do sleep 0.02; done
 }
 end() {
   kill -TERM "$PROGRAM"
