@@ -10,6 +10,18 @@
 
 namespace tonalith {
 
+namespace {
+
+// Half-way between text and background, so that it can be read on light and dark; the palette's disabled text cannot.
+QBrush FadedText() {
+  const QPalette palette = QGuiApplication::palette();
+  const QColor text = palette.color(QPalette::Text);
+  const QColor base = palette.color(QPalette::Base);
+  return QColor((text.red() + base.red()) / 2, (text.green() + base.green()) / 2, (text.blue() + base.blue()) / 2);
+}
+
+}  // namespace
+
 BankListModel::BankListModel(ZKBankDoc& document, QObject* parent)
     : QAbstractTableModel(parent), document_(document), rows_(document.PatchCount()) {
   listener_ = document_.AddListener([this](ZKBankDoc::Change change, int patch) {
@@ -52,7 +64,7 @@ QVariant BankListModel::data(const QModelIndex& index, int role) const {
     case Qt::TextAlignmentRole:
       return index.column() == kNumber ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case Qt::ForegroundRole:
-      if (!defined) return QGuiApplication::palette().brush(QPalette::Disabled, QPalette::Text);
+      if (!defined) return FadedText();
       return {};
     case Qt::AccessibleTextRole:
       return FromLatin1(document_.NumberText(patch) + " " + document_.GetPatchName(patch));

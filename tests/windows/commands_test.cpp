@@ -1,6 +1,8 @@
 #include <QAction>
+#include <QApplication>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPalette>
 #include <QToolButton>
 #include <set>
 
@@ -107,6 +109,25 @@ TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {
   EXPECT_EQ(static_cast<TZKBank*>(frame().ActiveChild())->document().synth().shortName, std::string("Kawai K4"));
   PressShortcut(&frame(), Qt::Key_W, Qt::ControlModifier);
   EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 2; }, 1000));
+}
+
+TEST_F(CommandsTest, TextIsReadableOnADarkPalette) {
+  const QPalette former = QApplication::palette();
+  QPalette dark(QColor(40, 42, 46));
+  QApplication::setPalette(dark);
+  Start();
+  TZKBank* empty = Open("dx7", "Voice Bank", false);
+  const auto* model = empty->list()->bankModel();
+  const QColor base = empty->list()->palette().color(QPalette::Base);
+  const QColor text = empty->list()->palette().color(QPalette::Text);
+  const QColor grey = model->index(0, 1).data(Qt::ForegroundRole).value<QBrush>().color();
+  EXPECT_LT(base.lightness(), 100);
+  EXPECT_GT(text.lightness() - base.lightness(), 100);
+  EXPECT_GT(grey.lightness() - base.lightness(), 40) << "slots that hold nothing can still be read";
+  if (const QString picture = qEnvironmentVariable("TONALITH_PICTURE"); !picture.isEmpty())
+    frame().grab().save(picture);
+  Stop();
+  QApplication::setPalette(former);
 }
 
 }  // namespace
