@@ -105,9 +105,9 @@ std::unique_ptr<ZKDrvList> ZKStudioDoc::DrvLoadDriver(const std::string& driverF
   Synth& s = *data->synth;
   s.sysExChannel = s.sysExChannelDefault;
   s.midiChannel = s.midiChannelDefault & 15;
-  const int low = static_cast<int>(s.sysExChannelMin);
+  const std::int8_t low = s.sysExChannelMin;
   if (static_cast<int>(s.sysExChannel) < low || static_cast<int>(s.sysExChannel) > s.sysExChannelMax)
-    s.sysExChannel = static_cast<std::uint8_t>(std::max(low, 0));
+    s.sysExChannel = static_cast<std::uint8_t>(std::max<std::int8_t>(low, 0));
   auto node = std::make_unique<ZKDrvList>(ZKDrvListKind::Driver);
   const std::filesystem::path relative = folder.lexically_relative(paths_.instruments);
   node->path = relative.empty() || *relative.begin() == ".." ? folder.string() : relative.generic_string();
