@@ -3,12 +3,30 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "data/checksums.h"
 #include "data/patch_names.h"
 #include "data/sysex_split.h"
+
+namespace {
+std::size_t allocationCount = 0;
+}
+
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  ++allocationCount;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 namespace {
 
@@ -53,6 +71,7 @@ std::vector<std::uint8_t> Stream(std::size_t messages) {
 void BM_SplitVerifyWalk(benchmark::State& state) {
   const std::vector<std::uint8_t> stream = Stream(4096);
   const Synth s = BankDescriptor();
+  const std::size_t before = allocationCount;
   for (auto _ : state) {
     SysExSplitter splitter(stream);
     SysExPiece piece;
@@ -70,6 +89,8 @@ void BM_SplitVerifyWalk(benchmark::State& state) {
     if (good != 4096) state.SkipWithError("a checksum did not verify");
     benchmark::DoNotOptimize(letters);
   }
+  state.counters["allocations_per_message"] =
+      static_cast<double>(allocationCount - before) / (4096.0 * static_cast<double>(state.iterations()));
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(stream.size()));
 }
 BENCHMARK(BM_SplitVerifyWalk);
