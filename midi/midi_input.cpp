@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "midi/port_map.h"
+#include "midi/port_slots.h"
 #include "platform/log.h"
 
 namespace tonalith {
@@ -150,8 +151,7 @@ void MidiIn::CloseAllPorts() {
   std::vector<std::shared_ptr<MidiInPort>> ports;
   {
     std::lock_guard lock(tableMutex_);
-    for (auto& slot : slots_)
-      if (slot) ports.push_back(std::move(slot));
+    ports = TakeAllPorts(slots_);
   }
   for (const auto& port : ports) port->ClosePort();
 }
@@ -162,12 +162,7 @@ void MidiIn::RemovePort(int slot) {
   std::shared_ptr<MidiInPort> removed;
   {
     std::lock_guard lock(tableMutex_);
-    const auto first = slots_.begin() + slot;
-    removed = std::move(*first);
-    std::move(first + 1, slots_.begin() + count, first);
-    slots_[static_cast<std::size_t>(count - 1)] = nullptr;
-    for (int i = slot; i < count - 1; ++i)
-      if (const auto& port = slots_[static_cast<std::size_t>(i)]) port->SetSlot(i);
+    removed = TakePort(slots_, slot, count);
     openPorts_.store(count - 1);
   }
   if (removed) removed->ClosePort();

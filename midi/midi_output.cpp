@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "midi/port_map.h"
+#include "midi/port_slots.h"
 #include "midi/sysex_assembler.h"
 #include "platform/log.h"
 
@@ -166,8 +167,7 @@ void MidiOut::CloseAllPorts() {
   std::vector<std::shared_ptr<MidiOutPort>> ports;
   {
     std::lock_guard lock(tableMutex_);
-    for (auto& slot : slots_)
-      if (slot) ports.push_back(std::move(slot));
+    ports = TakeAllPorts(slots_);
   }
   // All threads end at the same time.
   for (const auto& port : ports) port->BeginClosing();
@@ -179,8 +179,7 @@ void MidiOut::ShutDownAllPorts() {
   std::vector<std::shared_ptr<MidiOutPort>> ports;
   {
     std::lock_guard lock(tableMutex_);
-    for (auto& slot : slots_)
-      if (slot) ports.push_back(std::move(slot));
+    ports = TakeAllPorts(slots_);
   }
   for (const auto& port : ports) port->ShutDownPort();
 }
@@ -191,12 +190,7 @@ void MidiOut::RemovePort(int slot) {
   std::shared_ptr<MidiOutPort> removed;
   {
     std::lock_guard lock(tableMutex_);
-    const auto first = slots_.begin() + slot;
-    removed = std::move(*first);
-    std::move(first + 1, slots_.begin() + count, first);
-    slots_[static_cast<std::size_t>(count - 1)] = nullptr;
-    for (int i = slot; i < count - 1; ++i)
-      if (const auto& port = slots_[static_cast<std::size_t>(i)]) port->SetSlot(i);
+    removed = TakePort(slots_, slot, count);
     maxOutPorts_.store(count - 1);
   }
   if (removed) removed->ShutDownPort();

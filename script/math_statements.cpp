@@ -61,45 +61,9 @@ float FactorialFloat(float n) {
 }
 
 // The functions of one operand; `fold` is where operands outside the domain were put before.
-double OneOperandFunction(std::uint8_t sub, double a) {
-  switch (sub) {
-    case kAbs:
-      return std::fabs(a);
-    case kSin:
-      return std::sin(a);
-    case kCos:
-      return std::cos(a);
-    case kTan:
-      return std::tan(a);
-    case kAsin:
-      return std::asin(a);
-    case kAcos:
-      return std::acos(a);
-    case kAtan:
-      return std::atan(a);
-    case kSinh:
-      return std::sinh(a);
-    case kCosh:
-      return std::cosh(a);
-    case kTanh:
-      return std::tanh(a);
-    case kSqrt:
-      return std::sqrt(a);
-    case kExp:
-      return std::exp(a);
-    case kLog10:
-      return std::log10(a > 0 ? a : kSmallestLogOperand);
-    case kLog:
-      return std::log(a > 0 ? a : kSmallestLogOperand);
-    case kExp10:
-      return std::pow(a > 0 ? a : kSmallestLogOperand, 10.0);
-    default:
-      return 0;
-  }
-}
-
-float OneOperandFunction(std::uint8_t sub, float a) {
-  constexpr auto kSmallest = static_cast<float>(kSmallestLogOperand);
+template <typename Real>
+Real OneOperandFunction(std::uint8_t sub, Real a) {
+  constexpr auto kSmallest = static_cast<Real>(kSmallestLogOperand);
   switch (sub) {
     case kAbs:
       return std::fabs(a);
@@ -130,7 +94,7 @@ float OneOperandFunction(std::uint8_t sub, float a) {
     case kLog:
       return std::log(a > 0 ? a : kSmallest);
     case kExp10:
-      return std::pow(a > 0 ? a : kSmallest, 10.0F);
+      return std::pow(a > 0 ? a : kSmallest, Real{10});
     default:
       return 0;
   }

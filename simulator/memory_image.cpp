@@ -125,38 +125,43 @@ bool MemoryImage::SetName(const InstrumentDescription& description, int area, in
   return true;
 }
 
-bool MemoryImage::LoadEdit(const InstrumentDescription& description, int bankArea, int item) {
+namespace {
+
+// Calls use(link, bytes of the bank's item, bytes of the edit buffer) for every link of the bank; false without any.
+template <typename Use>
+bool ForLinks(MemoryImage& memory, const InstrumentDescription& description, int bankArea, int item, const Use& use) {
   bool any = false;
   for (const LinkInfo& link : description.links) {
     if (link.bankArea != bankArea) continue;
-    const auto bank = Item(bankArea, item);
-    const auto edit = Item(link.editArea, 0);
+    const auto bank = memory.Item(bankArea, item);
+    const auto edit = memory.Item(link.editArea, 0);
     if (bank.empty() || edit.empty()) continue;
     any = true;
+    use(link, bank, edit);
+  }
+  return any;
+}
+
+}  // namespace
+
+bool MemoryImage::LoadEdit(const InstrumentDescription& description, int bankArea, int item) {
+  return ForLinks(*this, description, bankArea, item, [](const LinkInfo& link, auto bank, auto edit) {
     if (link.fields.empty()) std::copy(bank.begin(), bank.end(), edit.begin());
     for (const LinkField& field : link.fields)
       for (int i = 0; i < field.run; ++i)
         edit[static_cast<std::size_t>(field.editOffset + i)] = static_cast<std::uint8_t>(
             bank[static_cast<std::size_t>(field.bankOffset + i)] >> field.bit & FieldMask(field.width));
-  }
-  return any;
+  });
 }
 
 bool MemoryImage::StoreEdit(const InstrumentDescription& description, int bankArea, int item) {
-  bool any = false;
-  for (const LinkInfo& link : description.links) {
-    if (link.bankArea != bankArea) continue;
-    const auto bank = Item(bankArea, item);
-    const auto edit = Item(link.editArea, 0);
-    if (bank.empty() || edit.empty()) continue;
-    any = true;
+  return ForLinks(*this, description, bankArea, item, [](const LinkInfo& link, auto bank, auto edit) {
     if (link.fields.empty()) std::copy(edit.begin(), edit.end(), bank.begin());
     for (const LinkField& field : link.fields)
       for (int i = 0; i < field.run; ++i)
         PutField(bank[static_cast<std::size_t>(field.bankOffset + i)], field.bit, field.width,
                  edit[static_cast<std::size_t>(field.editOffset + i)]);
-  }
-  return any;
+  });
 }
 
 }  // namespace tonalith

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "data/data_text.h"
 #include "midi/backends/virtual_backend.h"
 #include "midi/port_system.h"
 #include "platform/clock.h"
@@ -16,16 +17,7 @@ namespace tonalith {
 using MidiBytes = std::vector<std::uint8_t>;
 
 inline MidiBytes FromHex(const std::string& text) {
-  MidiBytes bytes;
-  for (std::size_t i = 0; i + 1 < text.size();) {
-    if (text[i] == ' ') {
-      ++i;
-      continue;
-    }
-    bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
-    i += 2;
-  }
-  return bytes;
+  return ParseHex(text).value();
 }
 
 // A SysEx of `length` bytes whose data depends on the position, so that nothing can be lost, doubled or swapped unseen.

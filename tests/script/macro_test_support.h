@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "data/data_text.h"
 #include "script/compiler.h"
 #include "script/interpreter.h"
 #include "script/script_host.h"
@@ -16,15 +17,7 @@ namespace tonalith::test {
 using Bytes = std::vector<std::uint8_t>;
 
 inline Bytes Hex(const std::string& text) {
-  Bytes bytes;
-  std::string digits;
-  for (const char c : text) {
-    if (c != ' ') digits += c;
-  }
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-  }
-  return bytes;
+  return ParseHex(text).value();
 }
 
 // Notes every message; answers what the test sets.

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "data/data_text.h"
 #include "midi/backends/virtual_backend.h"
 #include "midi/port_system.h"
 #include "script/compiler.h"
@@ -22,16 +23,7 @@ namespace tonalith::transfer_test {
 using Bytes = std::vector<std::uint8_t>;
 
 inline Bytes Hex(const std::string& text) {
-  Bytes bytes;
-  for (std::size_t i = 0; i + 1 < text.size();) {
-    if (text[i] == ' ') {
-      ++i;
-      continue;
-    }
-    bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
-    i += 2;
-  }
-  return bytes;
+  return ParseHex(text).value();
 }
 
 inline std::string Text(std::span<const std::uint8_t> bytes) {
