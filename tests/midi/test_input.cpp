@@ -138,7 +138,7 @@ TEST_F(MidiInput, ReceivesEndForEveryReason) {
           wake.Cancel();
           break;
         case End::Pattern:
-          rig.Reply("F0/");
+          rig.Reply("F0");
           rig.Reply("F0 10 45 F7");
           break;
         case End::Unplug:
