@@ -23,6 +23,9 @@ class FrameTransferObserver final : public TransferObserver {
  public:
   FrameTransferObserver(CMainFrame* frame, TZKBank* window, int number)
       : frame_(frame), window_(window), number_(number) {}
+  void progress(int, int) override {
+    if (window_) window_->document().PatchesArrived();
+  }
   void closed(const TransferResult& result) override {
     if (frame_) frame_->TransferEnded(window_, number_, result);
   }

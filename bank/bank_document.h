@@ -56,6 +56,8 @@ class ZKBankDoc {
   void BeginReceive();
   // Tells the listeners; returns true when the data differs from what it was before.
   bool EndReceive();
+  // Patches of a running receive are in place.
+  void PatchesArrived() { Tell(Change::All); }
   bool IsBusy() const { return busy_; }
   // While busy, editing, saving and closing are refused with a sentence.
   void SetBusy(bool busy);
