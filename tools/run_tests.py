@@ -156,7 +156,7 @@ def stage_fuzz():
         os.makedirs(corpus, exist_ok=True)
         command = [program, "-runs=200000", "-max_total_time=12", "-timeout=10", "-rss_limit_mb=1024",
                    "-malloc_limit_mb=512", "-print_final_stats=0", "-verbosity=0", corpus]
-        seeds = os.path.join(ROOT, "fuzz", "corpus", short.replace("fuzz_", "", 1))
+        seeds = os.path.join(ROOT, "fuzz", "corpus", short)
         if os.path.isdir(seeds):
             command.append(seeds)
         ok, output = call(command, timeout=300, env={"ASAN_OPTIONS": "detect_leaks=1"})
