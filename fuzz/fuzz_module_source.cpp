@@ -14,8 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::size_t end = text.find('\n', at);
     if (end == std::string::npos) end = text.size();
     const std::string line = text.substr(at, end - at);
-    if (line.rfind("== ", 0) == 0) name = line.substr(3);
-    else source[name] += line + "\n";
+    if (line.rfind("== ", 0) == 0)
+      name = line.substr(3);
+    else
+      source[name] += line + "\n";
     at = end + 1;
   }
   tonalith::ModuleImage image;
