@@ -9,13 +9,10 @@ command -v jackd >/dev/null || { echo "skipped: there is no jackd"; exit 0; }
 [ -f "$plugin" ] || { echo "skipped: hexter is not installed"; exit 0; }
 [ -x "$bin/hexter_host" ] || { echo "skipped: hexter_host is not built (no DSSI headers)"; exit 0; }
 work=$(mktemp -d)
-export JACK_NO_AUDIO_RESERVATION=1 JACK_DEFAULT_SERVER=tonalith-hexter-$$
-jackd -r -S -n "$JACK_DEFAULT_SERVER" -d dummy -r 48000 -p 1024 >"$work/jackd.log" 2>&1 &
-server=$!
-trap 'kill $server 2>/dev/null; wait $server 2>/dev/null; rm -rf "$work"' EXIT
+. "$root/tests/end_to_end/jack_server.bash"
+start_jack tonalith-hexter "$work/jackd.log" || exit 1
+trap 'stop_jack; rm -rf "$work"' EXIT
 fail() { echo "$1"; exit 1; }
-for _ in $(seq 100); do jack_lsp >/dev/null 2>&1 && break; sleep 0.05; done
-jack_lsp >/dev/null 2>&1 || { cat "$work/jackd.log"; fail "jackd did not start"; }
 cli() { "$bin/tonalith-cli" --config-root "$work/root" "$@"; }
 
 # Sends one bank file; the names that hexter then has must be those that `names` prints.

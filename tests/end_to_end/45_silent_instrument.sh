@@ -6,13 +6,10 @@ root=$(cd "$(dirname "$(readlink -f "$0")")/../.." && pwd)
 bin=${TONALITH_BIN:-$root/build/bin}
 command -v jackd >/dev/null || { echo "skipped: there is no jackd"; exit 0; }
 work=$(mktemp -d)
-export JACK_NO_AUDIO_RESERVATION=1 JACK_DEFAULT_SERVER=tonalith-silent-$$
-jackd -r -S -n "$JACK_DEFAULT_SERVER" -d dummy -r 48000 -p 1024 >"$work/jackd.log" 2>&1 &
-server=$!
-trap 'kill $server 2>/dev/null; wait $server 2>/dev/null; rm -rf "$work"' EXIT
+. "$root/tests/end_to_end/jack_server.bash"
+start_jack tonalith-silent "$work/jackd.log" || exit 1
+trap 'stop_jack; rm -rf "$work"' EXIT
 fail() { echo "$1"; exit 1; }
-for _ in $(seq 100); do jack_lsp >/dev/null 2>&1 && break; sleep 0.05; done
-jack_lsp >/dev/null 2>&1 || { cat "$work/jackd.log"; fail "jackd did not start"; }
 mkfifo "$work/orders"
 "$bin/midi_peer" jack silent <"$work/orders" >"$work/answers" 2>&1 &
 exec 7>"$work/orders"
