@@ -23,7 +23,8 @@ extern const char* const kNumberHelp;
 extern const char* const kNameHelp;
 extern const char* const kDfHelp;
 
-// Bytes of a command line operand: hex pairs, "-" (hex from `in`, or raw bytes when it is no text) or "@FILE" (the file's bytes).
+// Bytes of a command line operand: hex pairs, "-" (hex from `in`, or raw bytes when it is no text) or "@FILE" (the
+// file's bytes).
 bool ReadBytesOperand(const std::string& operand, std::istream& in, std::vector<std::uint8_t>* bytes,
                       std::string* error);
 

@@ -56,6 +56,9 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, BankWindowHost& host, QWid
 }
 
 TZKBank::~TZKBank() {
+  // The rows listen to the document, which goes before the children of this window would.
+  delete list_;
+  list_ = nullptr;
   document_->RemoveListener(listener_);
 }
 

@@ -129,6 +129,7 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   ASSERT_TRUE(Idle(bank, 2500)) << "a lost cable ends the receive";
   EXPECT_TRUE(SaysIn(bank, "lost"));
   EXPECT_TRUE(bank->document().IsEmpty());
+  EXPECT_TRUE(WaitFor([&] { return program_->basics()->midi().in().InPorts() == 7; }));
   frame().RunCommand(CommandId::MidiGet);
   EXPECT_FALSE(bank->document().IsBusy());
   EXPECT_NE(LogText().find("is not connected"), std::string::npos) << LogText();
