@@ -16,7 +16,7 @@ namespace tonalith {
 // A source folder holds
 //   module.ini     section [Module]: what the instrument is (keys below); every other section goes as it stands
 //                  into the module INI ([Instrument] keys are added to the generated ones)
-//   *.descriptor   one data type each, lines `key = value` (docs/studio.md lists the keys)
+//   *.descriptor   one data type each, lines `key = value` (docs/modules.md lists the keys)
 //   *.script       scripts in the program's language, named by the descriptors
 //
 // [Module] keys:
@@ -27,7 +27,7 @@ namespace tonalith {
 //   Types         the descriptor names (without ending), in the order of the drivers; NAME(TEXT) gives it `$arg$`
 //   Any other key is a default for every descriptor that does not say otherwise.
 //
-// Descriptor keys: the field names of Synth, and those of docs/studio.md (scripts, includes, text substitution, initial
+// Descriptor keys: the field names of Synth, and those of docs/modules.md (scripts, includes, text substitution, initial
 // image, recognition).
 //
 // Every error names file and line.
