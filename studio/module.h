@@ -27,8 +27,8 @@ namespace tonalith {
 //   Types         the descriptor names (without ending), in the order of the drivers; NAME(TEXT) gives it `$arg$`
 //   Any other key is a default for every descriptor that does not say otherwise.
 //
-// Descriptor keys: the field names of Synth, and those of docs/modules.md (scripts, includes, text substitution, initial
-// image, recognition).
+// Descriptor keys: the field names of Synth, and those of docs/modules.md (scripts, includes, text substitution,
+// initial image, recognition).
 //
 // Every error names file and line.
 
