@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QDir>
 #include <QDropEvent>
 #include <QMimeData>
+#include <QPixmap>
 #include <QSignalSpy>
 #include <QTest>
 #include <QUrl>
@@ -43,6 +45,49 @@ bool WaitFor(const std::function<bool()>& done, int milliseconds) {
 
 void Settle() {
   QTest::qWait(1);
+}
+
+namespace {
+
+void SavePicture(QWidget* widget, const QString& name, qreal scale) {
+  QPixmap picture(widget->size() * scale);
+  picture.setDevicePixelRatio(scale);
+  picture.fill(widget->palette().color(QPalette::Window));
+  widget->render(&picture);
+  const QString folder = QStringLiteral(TONALITH_BINARY_DIR "/artefacts");
+  QDir().mkpath(folder);
+  EXPECT_TRUE(picture.save(folder + '/' + name + QStringLiteral(".png"))) << name.toStdString();
+}
+
+}  // namespace
+
+QPalette DarkPalette() {
+  QPalette dark(QColor(0x2b, 0x2b, 0x2e));
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::BrightText})
+    dark.setColor(role, QColor(0xe8, 0xe8, 0xe8));
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+    dark.setColor(QPalette::Disabled, role, QColor(0x80, 0x80, 0x80));
+  dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x20));
+  dark.setColor(QPalette::AlternateBase, QColor(0x27, 0x27, 0x2a));
+  dark.setColor(QPalette::ToolTipBase, QColor(0x3a, 0x3a, 0x3e));
+  dark.setColor(QPalette::ToolTipText, QColor(0xe8, 0xe8, 0xe8));
+  dark.setColor(QPalette::PlaceholderText, QColor(0x90, 0x90, 0x90));
+  dark.setColor(QPalette::Highlight, QColor(0x2d, 0x6f, 0xb7));
+  dark.setColor(QPalette::HighlightedText, Qt::white);
+  dark.setColor(QPalette::Link, QColor(0x6a, 0xb0, 0xff));
+  return dark;
+}
+
+void KeepScreenshot(QWidget* widget, const QString& name) {
+  QCoreApplication::processEvents();
+  SavePicture(widget, name, 1);
+  SavePicture(widget, name + QStringLiteral("-200"), 2);
+  const QPalette former = QApplication::palette();
+  QApplication::setPalette(DarkPalette());
+  QCoreApplication::processEvents();
+  SavePicture(widget, name + QStringLiteral("-dark"), 1);
+  QApplication::setPalette(former);
+  QCoreApplication::processEvents();
 }
 
 bool DropFiles(QWidget* target, const std::vector<std::string>& files) {

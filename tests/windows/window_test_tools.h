@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QPalette>
 #include <QString>
 #include <Qt>
 #include <functional>
@@ -24,6 +25,11 @@ void ClickMouse(QWidget* widget);
 bool MakeActive(QWidget* window);
 bool WaitFor(const std::function<bool()>& done, int milliseconds = 3000);
 void Settle();
+// Keeps a picture of a widget among the artefacts of the test run: NAME.png, NAME-200.png (at twice the size) and
+// NAME-dark.png (with a dark palette), in the folder "artefacts" of the build tree.
+void KeepScreenshot(QWidget* widget, const QString& name);
+// The palette of the dark pictures; a test may set it for the application.
+QPalette DarkPalette();
 bool DropFiles(QWidget* target, const std::vector<std::string>& files);
 
 // The program with simulated instruments in folders of its own.
