@@ -329,15 +329,6 @@ void CMainFrame::AddChild(ZKWindow* window) {
   UpdateCommands();
 }
 
-TZKDrvLst* CMainFrame::ShowStudio() {
-  if (!studioWindow_) {
-    studioWindow_ = new TZKDrvLst(studio_, *this);
-    AddChild(studioWindow_);
-  }
-  Activate(studioWindow_);
-  return studioWindow_;
-}
-
 TZKBank* CMainFrame::OpenBank(DataFilePtr dataFile, const std::string& path) {
   auto document = std::make_unique<ZKBankDoc>(std::move(dataFile));
   document->SetPath(path);
@@ -346,41 +337,7 @@ TZKBank* CMainFrame::OpenBank(DataFilePtr dataFile, const std::string& path) {
   return window;
 }
 
-void CMainFrame::OpenDriver(ZKDrvList* driver, bool get) {
-  DataFilePtr fresh = studio_.GetNewDataFile(driver);
-  if (!fresh) {
-    prompts().Say("Studio", "Insufficient memory.\n");
-    return;
-  }
-  TZKBank* window = OpenBank(std::move(fresh), {});
-  if (get) StartGet(window);
-}
-
 // ---- studio ---------------------------------------------------------------------------------------------------------
-
-bool CMainFrame::DrvLoadSetup(int which) {
-  (void)which;
-  const bool loaded = studio_.DrvLoadSetup(0) == 0;
-  if (simulation_) simulation_->RouteInstruments(studio_, ports_);
-  studio_.UpdatePortReferences();
-  if (studioWindow_)
-    studioWindow_->Refresh();
-  else
-    ShowStudio();
-  return loaded;
-}
-
-void CMainFrame::StudioEdited() {
-  studio_.DrvSaveSetup(0);
-  for (ZKWindow* child : Children()) {
-    auto* bank = qobject_cast<TZKBank*>(child);
-    if (bank && !bank->document().IsBusy()) studio_.DrvUpdateDataFile(bank->document().dataFile());
-  }
-}
-
-bool CMainFrame::DrvSaveSetup() {
-  return studio_.DrvSaveSetup(0) == 0;
-}
 
 void CMainFrame::PortsChanged(int changes) {
   studio_.UpdateMidiPortsStatusChanged();
