@@ -71,6 +71,79 @@ class CMainFrame final : public QMainWindow,
   void StudioEdited() override;
   StudioPorts* ports() override { return &ports_; }
 
+  // ---- the handlers of the commands (main_frame_commands.cpp says which is whose)
+  void OnNewDriverList();
+  void OnNewGroup();
+  void OnNewEditor();
+  void OnNewLibrary();
+  void OnNewDBase();
+  void OnNewSysXMessage();
+  void OnFileOpen();
+  void OnFileClose();
+  void OnDiskToInstr();
+  void OnDiskDBToInstr();
+  void OnMidiXToInstr();
+  void OnSmfToInstr();
+  void OnLoadDesktop();
+  void OnSaveDesktop();
+  void OnClearRecentFiles();
+  void OnFileExit();
+  void OnOptionsPreferences();
+  void OnOptionsAudition();
+  void OnOptionsEditorSkings();
+  void OnOptionsSavePreferences();
+  void OnUpdateKeyList();
+  void OnOptionsReopenDesktop();
+  void OnViewControlBar();
+  void OnViewStatusBar();
+  void OnViewMidiActivity();
+  void OnSetList();
+  void OnSetfilelist();
+  void OnCancelTransmit();
+  void OnMidiInPorts();
+  void OnMidiOutPorts();
+  void OnMidiPanic();
+  void OnPlayNote1() { PlayNote(0); }
+  void OnPlayNote2() { PlayNote(1); }
+  void OnPlayNote3() { PlayNote(2); }
+  void OnPlayNote4() { PlayNote(3); }
+  void OnPlayNote5() { PlayNote(4); }
+  void OnPlayNote6() { PlayNote(5); }
+  void OnPlayNote7() { PlayNote(6); }
+  void OnPlayNote8() { PlayNote(7); }
+  void OnPlayChord();
+  void OnPlaySequence();
+  void OnPlayLastNote();
+  void OnUtilitiesDriverCreatorWindow();
+  void OnUtilitiesFileConversionWindow();
+  void OnUtilitiesMidiControllerWindow();
+  void OnUtilitiesSequencerWindow();
+  void OnUtilitiesMidiMonitorWindow();
+  void OnMidiMonitorGraphic();
+  void OnUtilitiesRemote();
+  void OnUtilitiesOsceditor();
+  void OnWindowCascade();
+  void OnWindowTile();
+  void OnWindowTabbed();
+  void OnWindowNext();
+  void OnWindowCloseAll();
+  void OnHelpFirstSteps();
+  void OnHelpOpenmanual() { OpenManual(0); }
+  void OnHelpOpenmanual2() { OpenManual(1); }
+  void OnHelpOpenmanual3() { OpenManual(2); }
+  void OnHelpOpenmanual4() { OpenManual(3); }
+  void OnHelpOpenmanual5() { OpenManual(4); }
+  void OnHelpOpenmanual6() { OpenManual(5); }
+  void OnHelpOpenmanual7() { OpenManual(6); }
+  void OnHelpOpenmanual8() { OpenManual(7); }
+  void OnHelpOpenmanual9() { OpenManual(8); }
+  void OnHelpOpenmanual10() { OpenManual(9); }
+  void OnHelpKeys();
+  void OnHelpOnline();
+  void OnHelpUpdates();
+  void OnAppAbout();
+
+  // Carries a command out: the frame's own handler, or the active child window.
   void RunCommand(CommandId command);
   QAction* ActionOf(CommandId command) const;
   TZKDrvLst* ShowStudio();
@@ -95,6 +168,7 @@ class CMainFrame final : public QMainWindow,
   void dropEvent(QDropEvent* event) override;
 
  private:
+  friend struct FrameCommands;
   void BuildMenus();
   QMenu* MenuOf(const CommandRow& row);
   void BuildSimulatorMenu(QMenu* menu);
@@ -115,10 +189,10 @@ class CMainFrame final : public QMainWindow,
   bool OpenStudioFile(const std::string& path);
   bool OpenDataFile(const std::string& path);
   void ShowRecognised(const std::string& path, Recognition& recognition);
-  void ShowCancelTransmit();
-  void MidiPanic();
-  void ShowAbout();
-  void ShowFirstSteps();
+  // Says that a window is not part of this version.
+  void SayNoWindow(const char* what);
+  void PlayNote(int number);
+  void OpenManual(std::size_t number);
   bool OnClose();
   bool OutputBusy() const;
   void StopOutputs();
@@ -155,8 +229,11 @@ class CMainFrame final : public QMainWindow,
   std::map<std::string, QMenu*> submenus_;
   std::vector<QAction*> windowList_;
   QMenu* recentMenu_ = nullptr;
+  QAction* recentEnd_ = nullptr;  // the recent files stand before it
+  std::vector<QAction*> recentActions_;
   QStringList recentFiles_;
   int recentLimit_ = 4;
+  std::vector<std::string> manuals_;  // files
   QPointer<TZKDrvLst> studioWindow_;
   QPointer<QWidget> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;

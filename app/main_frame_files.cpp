@@ -51,14 +51,16 @@ void CMainFrame::FileUsed(const std::string& path) {
 }
 
 void CMainFrame::UpdateRecentFiles() {
-  recentMenu_->clear();
+  for (QAction* action : recentActions_) delete action;
+  recentActions_.clear();
   recentMenu_->setEnabled(!recentFiles_.isEmpty());
   for (int i = 0; i < recentFiles_.size(); ++i) {
     const QString path = recentFiles_[i];
-    recentMenu_
-        ->addAction(QStringLiteral("&%1 %2").arg(i + 1).arg(QFileInfo(path).fileName()), this,
-                    [this, path] { OpenFile(ToUtf8(path), 0); })
-        ->setStatusTip(path);
+    auto* action = new QAction(QStringLiteral("&%1 %2").arg(i + 1).arg(QFileInfo(path).fileName()), recentMenu_);
+    connect(action, &QAction::triggered, this, [this, path] { OpenFile(ToUtf8(path), 0); });
+    action->setStatusTip(path);
+    recentMenu_->insertAction(recentEnd_, action);
+    recentActions_.push_back(action);
   }
 }
 

@@ -196,7 +196,7 @@ void CMainFrame::SetTransmitStayOpen(bool stay) {
   basics_.transfers().SetTransmitStayOpen(stay);
 }
 
-void CMainFrame::ShowCancelTransmit() {
+void CMainFrame::OnCancelTransmit() {
   int count = 0;
   basics_.midi().out().OUTNUMPORTS(&count);
   std::vector<std::string> names;
@@ -210,7 +210,7 @@ void CMainFrame::ShowCancelTransmit() {
   basics_.transfers().StopOutput(ports);
 }
 
-void CMainFrame::MidiPanic() {
+void CMainFrame::OnMidiPanic() {
   Status(tr("Switching off every note..."));
   MidiOut& out = basics_.midi().out();
   Clock& clock = basics_.clock();
