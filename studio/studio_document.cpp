@@ -60,6 +60,7 @@ int ZKStudioDoc::NumInstalledInstruments() const {
 
 int ZKStudioDoc::LoadStudio() {
   loading_ = true;
+  sysExBase_ = {};
   instruments_.clear();
   int added = 0;
   for (const std::string& module : InstalledModules()) added += AddDrivers(module);
@@ -197,6 +198,7 @@ void ZKStudioDoc::DeleteInstrument(ZKDrvList* instrument) {
   const auto at =
       std::find_if(instruments_.begin(), instruments_.end(), [&](const auto& i) { return i.get() == instrument; });
   if (at == instruments_.end()) return;
+  sysExBase_.Forget(*instrument);
   instruments_.erase(at);
   Changed();
 }
@@ -212,6 +214,7 @@ bool ZKStudioDoc::RemoveInstrumentUsingFilename(const std::string& moduleFile) {
 
 void ZKStudioDoc::DeleteAllDrivers() {
   if (instruments_.empty()) return;
+  sysExBase_ = {};
   instruments_.clear();
   Changed();
 }

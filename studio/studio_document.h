@@ -11,6 +11,7 @@
 #include "data/data_records.h"
 #include "platform/prompts.h"
 #include "platform/result.h"
+#include "studio/sysex_map.h"
 
 namespace tonalith {
 
@@ -46,7 +47,7 @@ class ZKDrvList {
   ZKDrvList(const ZKDrvList&) = delete;
   ZKDrvList& operator=(const ZKDrvList&) = delete;
 
-  // Stores the module file name; the first thing that happens to a node.
+  // Stores the module file name; for a driver node also loads its SysEx map, when its data type is known already.
   virtual void SetIniFile(const StudioPaths& paths, const std::string& file);
   // The module INI in the instrument folder.
   std::filesystem::path GetIniPath() const;
@@ -77,6 +78,7 @@ class ZKDrvList {
   std::vector<std::unique_ptr<ZKDrvList>> drivers;  // of an instrument node
   ZKDrvList* instrument = nullptr;                  // of a driver node
   DataFilePtr dataFile;                             // of a driver node
+  std::shared_ptr<BufferDescriptor> sysExMap;       // of a driver node; null: it has none
   std::uint8_t state = 0;
   std::uint8_t sysExChannel = 0;
   std::uint8_t midiChannel = 0;
@@ -194,6 +196,11 @@ class ZKStudioDoc {
   // Lets data that was read from a file use the ports and channels of its instrument in the studio.
   void DrvUpdateDataFile(DataFile* dataFile) const;
 
+  // --- Messages sent without being asked --------------------------------------------------------------------------
+
+  // What the SysEx maps of all instruments have set.
+  SysXBase& sysExBase() { return sysExBase_; }
+
   // --- The world around ---------------------------------------------------------------------------------------------
 
   const StudioPaths& paths() const { return paths_; }
@@ -219,6 +226,7 @@ class ZKStudioDoc {
   StudioPorts* ports_;
   std::filesystem::path studioFile_;
   std::vector<std::unique_ptr<ZKDrvList>> instruments_;
+  SysXBase sysExBase_;
   std::vector<std::string> lastInNames_, lastOutNames_;
   std::function<void(const std::string&)> dataFolderSink_;
   std::function<void()> changeSink_;

@@ -98,6 +98,7 @@ bool ZKStudioDoc::LoadDriverOfRecord(ZKDrvList* driver) {
   const int patch = driver->defaultPatch;
   if (patch >= PatchMin(s) && patch <= PatchMax(s)) s.patchNumber = driver->defaultPatch;
   GetPchInfo(driver);
+  driver->sysExMap = BufferDescriptor::LoadBin(paths_, *driver);
   if (dataFolderSink_) dataFolderSink_(FieldText(s.reserved206));
   return true;
 }
@@ -112,6 +113,7 @@ int ZKStudioDoc::ReadStudio(const std::vector<std::uint8_t>& bytes, std::string*
     return kDiskNotOurs;
   }
   loading_ = true;
+  sysExBase_ = {};
   instruments_.clear();
   int code = bytes.size() < kStudioHeader ? kDiskReadError : kDiskOk;
   const int count = code ? 0 : std::max<int>(static_cast<std::int16_t>(LoadLe16(bytes.data() + 4)), 0);

@@ -32,6 +32,7 @@ std::string RecordText(const std::uint8_t* record, std::size_t at, std::size_t s
 void ZKDrvList::SetIniFile(const StudioPaths& paths, const std::string& moduleName) {
   moduleFile = moduleName;
   iniFolder_ = paths.instruments;
+  if (synth()) sysExMap = BufferDescriptor::LoadBin(paths, *this);
 }
 
 std::filesystem::path ZKDrvList::GetIniPath() const {
