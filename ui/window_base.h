@@ -7,7 +7,26 @@
 namespace tonalith {
 
 // Codes of the window kinds, as desktop files keep them.
-enum class WindowType : int { BankEditor = 17000, PatchEditor = 17001, Library = 17002, Set = 17003, Studio = 17008 };
+enum class WindowType : int {
+  BankEditor = 17000,
+  PatchEditor = 17001,
+  Library = 17002,
+  Set = 17003,
+  Creator = 17004,
+  View = 17005,
+  Monitor = 17006,
+  FileConversion = 17007,
+  Studio = 17008,
+  Tips = 17009,
+  Controller = 17010,
+  Sequencer = 17011,
+  Collection = 17012,
+  GraphicMonitor = 17013,
+  Remote = 17014,
+  FolderView = 17015,
+  OscEditor = 17016,
+  Zone = 17017,
+};
 
 // A child window of the main frame.
 class ZKWindow : public QWidget {
