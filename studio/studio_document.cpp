@@ -1,30 +1,31 @@
 #include "studio/studio_document.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "data/container.h"
-#include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "services/settings.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr char kStudioFileName[] = "Default.PV9";
-constexpr int kMaxDrivers = 1000;
+constexpr char kProblemTitle[] = "Tonalith";
 constexpr int kMaxInstances = 255;
+constexpr int kPatientModules = 3;  // failing modules that are told one by one
 
 class StudioDiskHooks final : public DiskHooks {
  public:
-  explicit StudioDiskHooks(Prompts& prompts) : prompts_(prompts) {}
-  void ShowMessage(const std::string& title, const std::string& text) override { prompts_.Say(title, text); }
+  explicit StudioDiskHooks(std::function<void(const std::string&, const std::string&)> show) : show_(std::move(show)) {}
+  void ShowMessage(const std::string& title, const std::string& text) override { show_(title, text); }
 
  private:
-  Prompts& prompts_;
+  std::function<void(const std::string&, const std::string&)> show_;
 };
 
 std::string IniNumbered(const char* key, int n) {
@@ -59,11 +60,10 @@ int ZKStudioDoc::NumInstalledInstruments() const {
 }
 
 int ZKStudioDoc::LoadStudio() {
+  if (!DeleteAllDrivers()) return -1;
   loading_ = true;
-  sysExBase_ = {};
-  instruments_.clear();
   int added = 0;
-  for (const std::string& module : InstalledModules()) added += AddDrivers(module);
+  for (const std::string& module : InstalledModules()) added += AddDrivers(module, true);
   loading_ = false;
   Changed();
   return added;
@@ -88,19 +88,39 @@ void ZKStudioDoc::GetPchInfo(ZKDrvList* driver) const {
     driver->patchNames[static_cast<std::size_t>(n)] = ini.GetString(section, std::to_string(n), std::to_string(n));
 }
 
+// A folder full of broken modules must not hold the user in hundreds of boxes.  `last`: the last box of one module.
+void ZKStudioDoc::ModuleProblem(const std::string& title, const std::string& text, bool last) {
+  if (last) ++failedModules_;
+  if (quietModules_) {
+    MonitorMsg("%s", ReplaceAll(text, "\n", " ").c_str());
+    return;
+  }
+  MessagePrompt prompt;
+  prompt.title = title;
+  prompt.text = text;
+  bool enough = false;
+  if (last && failedModules_ >= kPatientModules) {
+    prompt.checkBox = "Don't show again this session";
+    prompt.checked = &enough;
+  }
+  prompts_.Message(prompt);
+  quietModules_ = enough;
+}
+
 std::unique_ptr<ZKDrvList> ZKStudioDoc::DrvLoadDriver(const std::string& driverFile,
                                                       const std::filesystem::path& folder, int setMember,
                                                       int setMemberCopy) {
   DataFilePtr data(AllocDataFile());
   if (!data) {
-    prompts_.Say("Tonalith", "Internal Error. TZKDrvList::DrvLoadDriver - failed to allocate DataFile");
+    ModuleProblem(kProblemTitle, "Internal Error. TZKDrvList::DrvLoadDriver - failed to allocate DataFile", false);
     return nullptr;
   }
-  StudioDiskHooks hooks(prompts_);
+  StudioDiskHooks hooks(
+      [this](const std::string& title, const std::string& text) { ModuleProblem(title, text, false); });
   const auto found = FindPath(folder.string(), driverFile, PathTrust::Untrusted);
   const std::string name = found ? FileNameOf(*found) : driverFile;
   if (!DiskAccess(&hooks).DiskRead(0, folder.string(), name, {}, data.get(), 0) || !data->synth) {
-    prompts_.Say("Tonalith", "Internal Error. TZKDrvList::DrvLoadDriver DiskRead failed to load driver");
+    ModuleProblem(kProblemTitle, "Internal Error. TZKDrvList::DrvLoadDriver DiskRead failed to load driver", false);
     return nullptr;
   }
   Synth& s = *data->synth;
@@ -110,8 +130,7 @@ std::unique_ptr<ZKDrvList> ZKStudioDoc::DrvLoadDriver(const std::string& driverF
   if (static_cast<int>(s.sysExChannel) < low || static_cast<int>(s.sysExChannel) > s.sysExChannelMax)
     s.sysExChannel = static_cast<std::uint8_t>(std::max<std::int8_t>(low, 0));
   auto node = std::make_unique<ZKDrvList>(ZKDrvListKind::Driver);
-  const std::filesystem::path relative = folder.lexically_relative(paths_.instruments);
-  node->path = relative.empty() || *relative.begin() == ".." ? folder.string() : relative.generic_string();
+  node->path = folder.string();
   node->file = driverFile;
   node->sysExChannel = s.sysExChannel;
   node->midiChannel = s.midiChannel;
@@ -128,7 +147,40 @@ std::unique_ptr<ZKDrvList> ZKStudioDoc::DrvLoadDriver(const std::string& driverF
   return node;
 }
 
-bool ZKStudioDoc::AddDrivers(const std::string& moduleName) {
+// Driver `number` of a module, with what the module's INI says about it; null when it cannot be loaded.
+std::unique_ptr<ZKDrvList> ZKStudioDoc::AddDriver(ZKDrvList* instrument, const IniFile& ini, const std::string& folder,
+                                                  int number) {
+  const std::string file = ini.GetString("Instrument", IniNumbered("ID", number));
+  const int member = ini.GetInt("Instrument", IniNumbered("Group0.", number));
+  auto driver = DrvLoadDriver(file, folder, member, member);
+  if (!driver) {
+    ModuleProblem(kProblemTitle, "Failed to load Driver\nPath and Filename follow", false);
+    ModuleProblem(kProblemTitle, folder, false);
+    ModuleProblem(kProblemTitle, file, true);
+    return nullptr;
+  }
+  driver->SetIniFile(paths_, instrument->moduleFile);
+  driver->instrument = instrument;
+  driver->name = instrument->name;
+  driver->instance = instrument->instance;
+  if (number == 0) {
+    instrument->sysExChannel = driver->sysExChannel;
+    instrument->midiChannel = driver->midiChannel;
+  }
+  if (const int patch = ini.GetInt("Instrument", IniNumbered("Pch", number)))
+    driver->defaultPatch = static_cast<std::uint16_t>(patch);
+  GetPchInfo(driver.get());
+  if (const int v40 = ini.GetInt("Instrument", IniNumbered("V40_", number))) {
+    driver->versionWord = static_cast<std::uint32_t>(v40) << 16;
+    driver->synth()->v40Value = static_cast<std::uint16_t>(v40);
+  }
+  driver->icon = instrument->icon;
+  driver->synth()->imageIndex = instrument->icon;
+  if (dataFolderSink_) dataFolderSink_(FieldText(driver->synth()->reserved206));
+  return driver;
+}
+
+bool ZKStudioDoc::AddDrivers(const std::string& moduleName, bool queue) {
   const std::string moduleFile = PlainModuleName(moduleName);
   const auto iniPath = FindPath(paths_.instruments.string(), moduleFile, PathTrust::Untrusted);
   if (!iniPath || !FileExists(*iniPath)) {
@@ -137,9 +189,9 @@ bool ZKStudioDoc::AddDrivers(const std::string& moduleName) {
     return false;
   }
   const IniFile ini(*iniPath);
-  const int count = std::min(ini.GetInt("Instrument", "NumDrivers"), kMaxDrivers);
+  const int count = std::min(ini.GetInt("Instrument", "NumDrivers"), kMaxModuleDrivers);
   if (count <= 0) {
-    prompts_.Say("Tonalith", "Error!\nThere are no drivers in the file\n" + moduleFile + "\nto load!");
+    ModuleProblem(kProblemTitle, "Error!\nThere are no drivers in the file\n" + moduleFile + "\nto load!", true);
     return false;
   }
   std::string folder;
@@ -154,69 +206,129 @@ bool ZKStudioDoc::AddDrivers(const std::string& moduleName) {
   instrument->pluginCode = ini.GetString("Instrument", "AUCode").substr(0, 7);
   instrument->multitimbral = static_cast<std::uint8_t>(ini.GetInt("Instrument", "MultiTimbralDevice") != 0);
   const int instance = FreeInstance(instrument->name);
-  if (instance < 0) return false;
+  if (instance < 0) {
+    ModuleProblem(kProblemTitle, "The studio holds no more than 256 instruments of the name " + instrument->name + ".",
+                  true);
+    return false;
+  }
   instrument->instance = static_cast<std::uint8_t>(instance);
   for (int i = 0; i < count; ++i) {
-    const std::string file = ini.GetString("Instrument", IniNumbered("ID", i));
-    const int member = ini.GetInt("Instrument", IniNumbered("Group0.", i));
-    auto driver = DrvLoadDriver(file, folder, member, member);
-    if (!driver) {
-      prompts_.Say("Tonalith", "Failed to load Driver\nPath and Filename follow");
-      prompts_.Say("Tonalith", folder);
-      prompts_.Say("Tonalith", file);
-      return false;
-    }
-    driver->SetIniFile(paths_, instrument->moduleFile);
-    driver->instrument = instrument.get();
-    driver->instance = instrument->instance;
-    if (i == 0) {
-      instrument->sysExChannel = driver->sysExChannel;
-      instrument->midiChannel = driver->midiChannel;
-    }
-    if (const int patch = ini.GetInt("Instrument", IniNumbered("Pch", i)))
-      driver->defaultPatch = static_cast<std::uint16_t>(patch);
-    GetPchInfo(driver.get());
-    if (const int v40 = ini.GetInt("Instrument", IniNumbered("V40_", i))) {
-      driver->versionWord = static_cast<std::uint32_t>(v40) << 16;
-      driver->synth()->v40Value = static_cast<std::uint16_t>(v40);
-    }
-    driver->icon = instrument->icon;
-    driver->synth()->imageIndex = instrument->icon;
-    if (dataFolderSink_) dataFolderSink_(FieldText(driver->synth()->reserved206));
+    auto driver = AddDriver(instrument.get(), ini, folder, i);
+    if (!driver) return false;
     instrument->drivers.push_back(std::move(driver));
   }
   ZKDrvList* added = instrument.get();
   AssignDefaultMIDIPorts(added);
   instruments_.push_back(std::move(instrument));
   ReadInstrumentDefaults(added);
-  added->SetMaxSysExSpeed(ports_);
+  if (queue) queued_.push_back(added);
+  const bool sense = settings_ && settings_->Value(SettingId::MainAutoConfigInstruments) != 0 && autoSenseHook_;
+  if (!sense) added->SetMaxSysExSpeed(ports_);
   Changed();
+  if (sense && !queue) autoSenseHook_(added);
   return true;
 }
 
-void ZKStudioDoc::DeleteInstrument(ZKDrvList* instrument) {
-  const auto at =
-      std::find_if(instruments_.begin(), instruments_.end(), [&](const auto& i) { return i.get() == instrument; });
-  if (at == instruments_.end()) return;
+std::vector<ZKDrvList*> ZKStudioDoc::TakeQueued() {
+  return std::exchange(queued_, {});
+}
+
+// --- Removing --------------------------------------------------------------------------------------------------------
+
+bool ZKStudioDoc::CloseWindowsOf(std::span<ZKDrvList* const> instruments) {
+  return instruments.empty() || !closeHook_ || closeHook_(instruments);
+}
+
+bool ZKStudioDoc::CloseAllWindows() {
+  std::vector<ZKDrvList*> all;
+  for (const auto& instrument : instruments_) all.push_back(instrument.get());
+  return CloseWindowsOf(all);
+}
+
+bool ZKStudioDoc::Ask(const std::string& question) {
+  MessagePrompt prompt;
+  prompt.title = "Studio";
+  prompt.text = question;
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Question;
+  return prompts_.Message(prompt) == PromptAnswer::Yes;
+}
+
+// Nothing may point at an instrument that leaves.
+void ZKStudioDoc::Forget(const ZKDrvList* instrument) {
+  if (selection_ && (selection_ == instrument || selection_->instrument == instrument)) selection_ = nullptr;
+  std::erase(queued_, instrument);
   sysExBase_.Forget(*instrument);
+}
+
+std::unique_ptr<ZKDrvList> ZKStudioDoc::TakeInstrument(ZKDrvList* instrument, int* index) {
+  const auto place = [&] {
+    return std::find_if(instruments_.begin(), instruments_.end(), [&](const auto& i) { return i.get() == instrument; });
+  };
+  if (place() == instruments_.end() || !CloseWindowsOf({&instrument, 1})) return nullptr;
+  // The questions of the windows ran the event loop.
+  const auto at = place();
+  if (at == instruments_.end()) return nullptr;
+  Forget(instrument);
+  if (index) *index = static_cast<int>(at - instruments_.begin());
+  std::unique_ptr<ZKDrvList> taken = std::move(*at);
   instruments_.erase(at);
   Changed();
+  return taken;
+}
+
+ZKDrvList* ZKStudioDoc::PutBack(std::unique_ptr<ZKDrvList> instrument, int index) {
+  if (!instrument || !instrument->IsInstrument()) return nullptr;
+  ZKDrvList* node = instrument.get();
+  const bool taken = std::any_of(instruments_.begin(), instruments_.end(),
+                                 [&](const auto& i) { return i->name == node->name && i->instance == node->instance; });
+  const int instance = taken ? FreeInstance(node->name) : node->instance;
+  if (instance < 0) return nullptr;
+  node->instance = static_cast<std::uint8_t>(instance);
+  for (const auto& driver : node->drivers) driver->instance = node->instance;
+  const auto at = std::clamp<std::ptrdiff_t>(index, 0, static_cast<std::ptrdiff_t>(instruments_.size()));
+  instruments_.insert(instruments_.begin() + at, std::move(instrument));
+  UpdatePortNames(node);
+  Changed();
+  return node;
+}
+
+bool ZKStudioDoc::MoveInstrument(int from, int to) {
+  const int count = static_cast<int>(instruments_.size());
+  if (from < 0 || to < 0 || from >= count || to >= count) return false;
+  const auto first = instruments_.begin();
+  if (from < to)
+    std::rotate(first + from, first + from + 1, first + to + 1);
+  else
+    std::rotate(first + to, first + from, first + from + 1);
+  if (from != to) Changed();
+  return true;
+}
+
+bool ZKStudioDoc::DeleteInstrument(ZKDrvList* instrument, bool ask) {
+  if (!instrument || GetInstrumentDrvList(instrument) != instrument) return false;
+  if (ask && !Ask("Remove " + instrument->DisplayKey() + " from the studio?\nIts module stays installed."))
+    return false;
+  return TakeInstrument(instrument, nullptr) != nullptr;
 }
 
 bool ZKStudioDoc::RemoveInstrumentUsingFilename(const std::string& moduleFile) {
   for (const auto& instrument : instruments_) {
     if (!AsciiEqualNoCase(instrument->moduleFile, moduleFile)) continue;
-    DeleteInstrument(instrument.get());
-    return true;
+    return DeleteInstrument(instrument.get());
   }
   return false;
 }
 
-void ZKStudioDoc::DeleteAllDrivers() {
-  if (instruments_.empty()) return;
+bool ZKStudioDoc::DeleteAllDrivers(bool ask) {
+  if (instruments_.empty()) return true;
+  if (ask && !Ask("Remove all instruments from the studio?\nTheir modules stay installed.")) return false;
+  if (!CloseAllWindows()) return false;
+  for (const auto& instrument : instruments_) Forget(instrument.get());
   sysExBase_ = {};
   instruments_.clear();
   Changed();
+  return true;
 }
 
 // --- Looking up ------------------------------------------------------------------------------------------------------
@@ -277,6 +389,16 @@ DataFile* ZKStudioDoc::GetDFDriverWithID(int id) const {
   return driver ? driver->dataFile.get() : nullptr;
 }
 
+bool ZKStudioDoc::MainConfigDriver(int driverId) const {
+  return driverId == 0 || GetDriverWithID(driverId) != nullptr;
+}
+
+DataFile* ZKStudioDoc::GetSelDataFile() const {
+  if (!GetInstrumentDrvList(selection_)) return nullptr;
+  if (!selection_->IsInstrument()) return selection_->dataFile.get();
+  return selection_->drivers.empty() ? nullptr : selection_->drivers.front()->dataFile.get();
+}
+
 std::string ZKStudioDoc::GetDataFileDefn(int id) const {
   const ZKDrvList* driver = GetDriverWithID(id);
   return driver ? GetDefn(*driver->synth()) : std::string();
@@ -299,56 +421,6 @@ ZKDrvList* ZKStudioDoc::FindInstrument(std::string_view name) const {
 ZKDrvList* ZKStudioDoc::FindDriver(std::string_view instrumentName, std::string_view type) const {
   const ZKDrvList* instrument = FindInstrument(instrumentName);
   return instrument ? instrument->FindDriver(type) : nullptr;
-}
-
-// --- New data --------------------------------------------------------------------------------------------------------
-
-DataFilePtr ZKStudioDoc::GetNewDataFile(const ZKDrvList* driver, const std::string& name) const {
-  if (!driver || !driver->synth()) return nullptr;
-  const DataFile& source = *driver->dataFile;
-  DataFilePtr data(AllocDataNew(driver->dataFile.get()));
-  if (!data || !AddDataFileComponents(data.get(), 0)) return nullptr;
-  if (source.body && data->body) std::copy_n(source.body, std::min(source.bodySize, data->bodySize), data->body);
-  ApplyInstrumentName(driver, data.get());
-  const ZKDrvList* instrument = driver->instrument ? driver->instrument : driver;
-  CopyText(data->midiInPortName, data->midiInPortNameSize, instrument->inPortName);
-  CopyText(data->midiOutPortName, data->midiOutPortNameSize, instrument->outPortName);
-  if (!name.empty() && data->synth->numVoices == 1) SetPatchName(data.get(), 0, name);
-  return data;
-}
-
-DataFilePtr ZKStudioDoc::GetNewDataFile(int driverId, const std::string& name) const {
-  return GetNewDataFile(GetDriverWithID(driverId), name);
-}
-
-void ZKStudioDoc::DrvUpdateDataFile(DataFile* dataFile) const {
-  if (!dataFile || !dataFile->synth) return;
-  const ZKDrvList* driver = GetDriverWithID(dataFile->synth->driverId);
-  if (!driver) return;
-  // Of several instruments of one kind, the one the data came from.
-  if (const DFXtra* xtra = dataFile->xtra) {
-    for (const auto& instrument : instruments_) {
-      if (instrument->instance != xtra->instrumentIndex ||
-          Utf8ToLatin1(instrument->name) != FieldText(xtra->instrumentName))
-        continue;
-      for (const auto& own : instrument->drivers)
-        if (own->synth() && own->synth()->driverId == driver->synth()->driverId) driver = own.get();
-    }
-  }
-  const Synth& from = *driver->synth();
-  Synth& to = *dataFile->synth;
-  to.sysExChannel = from.sysExChannel;
-  to.midiChannel = from.midiChannel;
-  to.midiInPort = from.midiInPort;
-  to.midiOutPort = from.midiOutPort;
-  to.patchBayFlags = from.patchBayFlags;
-  to.patchBayChannel = from.patchBayChannel;
-  to.patchBayPort = from.patchBayPort;
-  to.patchBayRevertPatch = from.patchBayRevertPatch;
-  to.patchBayPatch = from.patchBayPatch;
-  if (dataFile->midiInPortName) CopyText(dataFile->midiInPortName, dataFile->midiInPortNameSize, driver->inPortName);
-  if (dataFile->midiOutPortName)
-    CopyText(dataFile->midiOutPortName, dataFile->midiOutPortNameSize, driver->outPortName);
 }
 
 }  // namespace tonalith

@@ -1,0 +1,115 @@
+#include <algorithm>
+
+#include "data/patch_names.h"
+#include "platform/text.h"
+#include "services/settings.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+namespace {
+
+void TakeChunk(std::uint8_t** to, std::uint32_t* toSize, const std::uint8_t* from, std::uint32_t fromSize) {
+  if (*to && from && *toSize == fromSize && std::equal(from, from + fromSize, *to)) return;
+  FreeChunk(*to, *toSize);
+  if (from && fromSize) AllocChunk(to, toSize, fromSize, from);
+}
+
+bool SameLayout(const Synth& a, const Synth& b) {
+  return a.fileSize == b.fileSize && a.headerSize == b.headerSize && a.numVoices == b.numVoices &&
+         a.voiceSize == b.voiceSize && a.isBank == b.isBank;
+}
+
+// The descriptor of the driver for data of the same layout; what tells one piece of data from another stays.
+void TakeDescriptor(Synth* to, const Synth& from) {
+  Synth fresh = from;
+  std::copy_n(to->shortName, sizeof fresh.shortName, fresh.shortName);
+  std::copy_n(to->typeName, sizeof fresh.typeName, fresh.typeName);
+  std::copy_n(to->typeKey, sizeof fresh.typeKey, fresh.typeKey);
+  std::copy_n(to->variantText, sizeof fresh.variantText, fresh.variantText);
+  fresh.timeStamp = to->timeStamp;
+  fresh.driverId = to->driverId;
+  fresh.linkId = to->linkId;
+  fresh.childId = to->childId;
+  fresh.localId = to->localId;
+  fresh.zoneId = to->zoneId;
+  fresh.patchNumber = to->patchNumber;
+  fresh.bankNumberOffset = to->bankNumberOffset;
+  fresh.multiBankBase = to->multiBankBase;
+  *to = fresh;
+}
+
+int WithinRange(int channel, const Synth& s) {
+  const int low = std::max<int>(s.sysExChannelMin, 0);
+  return std::clamp(channel, low, std::max<int>(s.sysExChannelMax, low));
+}
+
+}  // namespace
+DataFilePtr ZKStudioDoc::GetNewDataFile(const ZKDrvList* driver, const std::string& name) const {
+  if (!driver || !driver->synth()) return nullptr;
+  const DataFile& source = *driver->dataFile;
+  DataFilePtr data(AllocDataNew(driver->dataFile.get()));
+  if (!data || !AddDataFileComponents(data.get(), 0)) return nullptr;
+  if (source.body && data->body) std::copy_n(source.body, std::min(source.bodySize, data->bodySize), data->body);
+  ApplyInstrumentName(driver, data.get());
+  const ZKDrvList* instrument = driver->instrument ? driver->instrument : driver;
+  CopyText(data->midiInPortName, data->midiInPortNameSize, instrument->inPortName);
+  CopyText(data->midiOutPortName, data->midiOutPortNameSize, instrument->outPortName);
+  if (!name.empty() && data->synth->numVoices == 1) SetPatchName(data.get(), 0, name);
+  return data;
+}
+
+DataFilePtr ZKStudioDoc::GetNewDataFile(int driverId, const std::string& name) const {
+  return GetNewDataFile(GetDriverWithID(driverId), name);
+}
+
+ZKDrvList* ZKStudioDoc::DriverOf(const DataFile* dataFile) const {
+  if (!dataFile || !dataFile->synth) return nullptr;
+  ZKDrvList* first = nullptr;
+  for (const auto& instrument : instruments_) {
+    for (const auto& driver : instrument->drivers) {
+      if (!driver->synth() || driver->synth()->driverId != dataFile->synth->driverId) continue;
+      const DFXtra* xtra = dataFile->xtra;
+      if (xtra && instrument->instance == xtra->instrumentIndex &&
+          FieldText(xtra->instrumentName) == Utf8ToLatin1(instrument->name).substr(0, sizeof xtra->instrumentName - 1))
+        return driver.get();
+      if (!first) first = driver.get();
+    }
+  }
+  return first;
+}
+
+void ZKStudioDoc::DrvUpdateDataFile(DataFile* dataFile, int update) const {
+  const ZKDrvList* driver = DriverOf(dataFile);
+  if (!driver) return;
+  const Synth& from = *driver->synth();
+  Synth& to = *dataFile->synth;
+  if (update < 0) update = settings_ ? settings_->Value(SettingId::MainAutoUpdate) : 0;
+  if (update != 0 && SameLayout(from, to)) {
+    TakeDescriptor(&to, from);
+    const DataFile& source = *driver->dataFile;
+    TakeChunk(&dataFile->transmitScript, &dataFile->transmitScriptSize, source.transmitScript,
+              source.transmitScriptSize);
+    TakeChunk(&dataFile->receiveScript, &dataFile->receiveScriptSize, source.receiveScript, source.receiveScriptSize);
+    TakeChunk(&dataFile->auditionScript, &dataFile->auditionScriptSize, source.auditionScript,
+              source.auditionScriptSize);
+  }
+  to.sysExChannel = static_cast<std::uint8_t>(WithinRange(driver->sysExChannel, from));
+  to.midiChannel = driver->midiChannel & 15;
+  to.midiInPort = driver->midiInPort;
+  to.midiOutPort = driver->midiOutPort;
+  to.patchBayFlags = driver->patchBayFlags;
+  to.patchBayChannel = driver->patchBayChannel;
+  to.patchBayPort = driver->patchBayPort;
+  to.patchBayRevertPatch = driver->patchBayRevertPatch;
+  to.patchBayPatch = driver->patchBayController;
+  to.imageIndex = driver->icon;
+  const auto port = [](char* text, std::uint32_t size, const std::string& name) {
+    if (text) CopyText(text, size, name);
+  };
+  port(dataFile->midiInPortName, dataFile->midiInPortNameSize, driver->inPortName);
+  port(dataFile->midiOutPortName, dataFile->midiOutPortNameSize, driver->outPortName);
+  port(dataFile->patchBayPortName, dataFile->patchBayPortNameSize, driver->patchBayPortName);
+}
+
+}  // namespace tonalith
