@@ -8,6 +8,7 @@
 #include "cli/commands_files.h"
 #include "cli/commands_identify.h"
 #include "cli/commands_module.h"
+#include "cli/commands_monitor.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
 #include "cli/commands_transfer.h"
@@ -116,6 +117,8 @@ const std::vector<CliCommand>& CliCommands() {
              "  tonalith-cli names rom1a.syx\n");
        },
        WithModules<RunNames>},
+      {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails,
+       WithModules<RunMonitor>},
       {"rename", CliGroup::Files, "gives a patch of a data file another name", RenameForms, RenameDetails, RunRename},
       {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
        RunImport},

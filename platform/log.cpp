@@ -45,7 +45,7 @@ void Log::Write(LogChannel channel, std::string_view line) {
     if (kept.size() >= 2 * kKeptLines) kept.erase(kept.begin(), kept.end() - static_cast<std::ptrdiff_t>(kKeptLines));
     kept.emplace_back(line);
     for (const auto& entry : sinks_) sinks.push_back(entry.second);
-    if (channel == LogChannel::Debug && DebugToStandardError()) {
+    if (DebugToStandardError()) {
       std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
     }
   }

@@ -12,9 +12,9 @@ namespace tonalith {
 // Two channels: the debug output for developers, and the monitor log that the user can open.
 enum class LogChannel { Debug, Monitor };
 
-// Lines go to every sink, on the calling thread; sinks must be quick and may be called from any thread.  The debug
-// channel also goes to standard error when the environment variable TONALITH_DEBUG is set.  The last 1000 lines of each
-// channel are kept for windows that open later.
+// Lines go to every sink, on the calling thread; sinks must be quick and may be called from any thread.  Both also
+// go to standard error when the environment variable TONALITH_DEBUG is set.  The last 1000 lines of each channel are
+// kept for windows that open later.
 class Log {
  public:
   using Sink = std::function<void(LogChannel, std::string_view line)>;

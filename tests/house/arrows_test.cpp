@@ -28,7 +28,7 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"editor", {"platform", "data", "midi", "script", "services", "studio", "bank", "store"}},
     {"tools", {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor"}},
     {"ui", {"platform", "data", "midi", "script", "services"}},
-    {"cli", {"platform", "data", "midi", "script", "services", "studio", "bank", "simulator"}},
+    {"cli", {"platform", "data", "midi", "script", "services", "studio", "bank", "tools", "simulator"}},
     {"app",
      {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator"}},
