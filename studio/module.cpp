@@ -204,17 +204,33 @@ Result ModuleBuilder::ApplyRoland(const SourceLine& line, TypeBuild* build, bool
   return Result::Success();
 }
 
-// `init = OFFSET: BYTES`
+// `init = OFFSET: BYTES`, perhaps with `| times N | step S`
 Result ModuleBuilder::ApplyInit(const SourceLine& line, TypeBuild* build) {
-  const std::size_t colon = line.value.find(':');
+  const std::string_view value = line.value;
+  const std::string_view first = value.substr(0, value.find('|'));
+  const std::size_t colon = first.find(':');
   const std::int64_t offset =
-      colon == std::string::npos ? -1 : ParseInteger(TrimmedView(line.value.substr(0, colon))).value_or(-1);
+      colon == std::string::npos ? -1 : ParseInteger(TrimmedView(first.substr(0, colon))).value_or(-1);
   std::string error;
-  const auto bytes = ParseHex(colon == std::string::npos ? line.value : line.value.substr(colon + 1), &error);
+  const auto bytes = ParseHex(colon == std::string::npos ? first : first.substr(colon + 1), &error);
   if (offset < 0 || offset > kMaxInitialImage) return SourceFailure(line, "`init` reads OFFSET: BYTES");
   if (!bytes) return SourceFailure(line, error);
-  build->init.emplace_back(static_cast<std::uint32_t>(offset), *bytes);
-  build->initLines.push_back(line);
+  std::int64_t times = 1, step = 0;
+  for (const std::string& part : SplitText(value.substr(std::min(value.size(), first.size() + 1)), '|')) {
+    const std::string_view option = TrimmedView(part);
+    if (option.empty() && first.size() == value.size()) continue;
+    const std::size_t blank = std::min(option.find(' '), option.size());
+    std::int64_t* target = option.substr(0, blank) == "times" ? &times : &step;
+    *target = ParseInteger(TrimmedView(option.substr(blank))).value_or(0);
+    if ((target == &step && option.substr(0, blank) != "step") || *target < 1 || *target > kMaxInitialImage)
+      return SourceFailure(line, "`init` reads OFFSET: BYTES | times N | step S");
+  }
+  if (times > static_cast<std::int64_t>(kMaxVoices) || offset + (times - 1) * step > kMaxInitialImage)
+    return SourceFailure(line, "the bytes lie outside the image");
+  for (std::int64_t i = 0; i < times; ++i) {
+    build->init.emplace_back(static_cast<std::uint32_t>(offset + i * step), *bytes);
+    build->initLines.push_back(line);
+  }
   return Result::Success();
 }
 

@@ -217,7 +217,8 @@ RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const Recogn
                                              PieceMatch match) const {
   RecognizedPiece piece;
   const FileMessage& firstMessage = file.list[match.messages.front()];
-  const FileMessage& lastMessage = file.list[match.messages.back()];
+  const std::uint32_t last = match.attached.empty() ? 0 : match.attached.back();
+  const FileMessage& lastMessage = file.list[std::max(match.messages.back(), last)];
   piece.offset = firstMessage.offset;
   piece.length = lastMessage.offset + lastMessage.length - firstMessage.offset;
   piece.badMessages = match.badMessages;
@@ -265,6 +266,7 @@ bool Recognizer::Rules::TakePiece(FileMessages* file, std::uint32_t first, std::
   }
   if (!bestType) return false;
   for (const std::uint32_t i : best.messages) file->list[i].used = true;
+  for (const std::uint32_t i : best.attached) file->list[i].used = true;
   RecognizedPiece piece = MakePiece(*bestType, *bestRule, *file, std::move(best));
   if (!piece.data) return false;
   const ZKDrvList* driver = bestType->driver;
@@ -367,7 +369,7 @@ std::vector<PatchLine> Recognizer::Patches(const DataFile& data) const {
       slot -= static_cast<int>(form.slotFirst);
       break;
     }
-  if (slot >= 0 && slot < static_cast<int>(bank->driver->synth()->numVoices))
+  if (slot >= 0 && (bank == type || slot < static_cast<int>(bank->driver->synth()->numVoices)))
     lines.front().number = MakeNumberStr(*bank->driver->synth(), slot);
   return lines;
 }

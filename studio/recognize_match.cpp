@@ -55,10 +55,30 @@ bool MatchMessages(const RecognizeRule& rule, const Synth& synth, const std::vec
     out->messages.push_back(static_cast<std::uint32_t>(at));
     out->bytes += messages[at].bytes.size();
   }
-  const std::span<const std::uint8_t> bytes = messages[first].bytes;
-  if (rule.patchByte >= 0 && static_cast<std::size_t>(rule.patchByte) < bytes.size())
-    out->patchNumber = bytes[static_cast<std::size_t>(rule.patchByte)];
+  auto place = static_cast<std::size_t>(std::max(rule.patchByte, 0));
+  for (const std::uint32_t i : out->messages) {
+    if (rule.patchByte >= 0 && place < messages[i].bytes.size()) {
+      out->patchNumber = messages[i].bytes[place];
+      break;
+    }
+    place -= std::min(place, messages[i].bytes.size());
+  }
   return true;
+}
+
+// The message behind `i` when it is what says the slot of that message.
+const FileMessage* SlotMessage(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t i) {
+  if (i + 1 >= messages.size() || messages[i + 1].used) return nullptr;
+  return rule.slotMessage.Matches(messages[i + 1].bytes) ? &messages[i + 1] : nullptr;
+}
+
+// The slot of message `i`, when `filled` slots were found before; -1: none.
+std::int64_t SlotOfMessage(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t i,
+                           std::size_t filled) {
+  if (rule.slotsInOrder) return static_cast<std::int64_t>(filled);
+  const FileMessage* message = rule.slotInMessage() ? &messages[i] : SlotMessage(rule, messages, i);
+  if (!message || rule.slotByte >= message->bytes.size()) return -1;
+  return std::int64_t{message->bytes[rule.slotByte]} - rule.slotFirst;
 }
 
 bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
@@ -72,8 +92,7 @@ bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector
     if (rule.hasContext && IsContext(rule, messages[i]) && !ContextAgrees(rule, messages[i])) break;
     if (!MessageFits(message, messages[i])) continue;
     const int device = DeviceOf(message.pattern, synth, messages[i]);
-    const std::int64_t slot =
-        rule.slotByte < messages[i].bytes.size() ? std::int64_t{messages[i].bytes[rule.slotByte]} - rule.slotFirst : -1;
+    const std::int64_t slot = SlotOfMessage(rule, messages, i, out->slots.size());
     if (slot < 0 || slot >= rule.slotCount) {
       if (i == first) return false;
       continue;
@@ -84,6 +103,10 @@ bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector
       continue;
     if (filled[static_cast<std::size_t>(slot)]) break;
     filled[static_cast<std::size_t>(slot)] = true;
+    if (rule.slotMessage.size() != 0) {
+      out->attached.push_back(i + 1);
+      out->bytes += messages[i + 1].bytes.size();
+    }
     out->messages.push_back(i);
     out->slots.push_back(static_cast<std::uint32_t>(slot));
     out->bytes += messages[i].bytes.size();

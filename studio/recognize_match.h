@@ -20,6 +20,7 @@ struct FileMessage {
 // Messages that together are one piece of a data type.
 struct PieceMatch {
   std::vector<std::uint32_t> messages;  // indices, in file order
+  std::vector<std::uint32_t> attached;  // further messages that only say where those belong
   std::size_t bytes = 0;                // of these messages
   std::vector<std::uint8_t> body;       // the image; empty while the match is only planned (message rules)
   std::vector<std::uint32_t> slots;     // voice slots filled; empty: everything

@@ -12,10 +12,7 @@ namespace {
 
 constexpr std::uint32_t kMaxRuleNumber = 0x3FFFFFFF;
 
-// One option of an entry: the word before the first blank and the rest.
-struct RuleOption {
-  std::string word, rest;
-};
+}  // namespace
 
 std::vector<RuleOption> SplitOptions(std::string_view value) {
   std::vector<RuleOption> options;
@@ -37,6 +34,8 @@ bool RuleNumber(std::string_view text, std::uint32_t* out) {
   return true;
 }
 
+namespace {
+
 // All numbers of a text with blanks between; false when one of them is none.
 bool RuleNumbers(std::string_view text, std::vector<std::uint32_t>* out) {
   out->clear();
@@ -49,7 +48,9 @@ bool RuleNumbers(std::string_view text, std::vector<std::uint32_t>* out) {
   return true;
 }
 
-bool RuleAddress(std::string_view text, std::uint32_t* out, std::size_t* bytes = nullptr) {
+}  // namespace
+
+bool RuleAddress(std::string_view text, std::uint32_t* out, std::size_t* bytes) {
   BytePattern pattern;
   std::string error;
   if (!ParseBytePattern(text, &pattern, &error) || pattern.size() > 4) return false;
@@ -63,6 +64,8 @@ bool RuleAddress(std::string_view text, std::uint32_t* out, std::size_t* bytes =
 std::string_view FirstPart(std::string_view value) {
   return TrimmedView(value.substr(0, value.find('|')));
 }
+
+namespace {
 
 // The parser of one form; every function returns an empty text or what is wrong.
 class RuleParser {
@@ -161,10 +164,22 @@ class RuleParser {
   }
 
   std::string Slots(std::string_view value) {
-    std::vector<std::uint32_t> numbers;
-    if (!RuleNumbers(value, &numbers) || numbers.size() < 2 || numbers.size() > 3)
-      return "slots need two or three numbers";
+    const auto options = SplitOptions(value);
     rule_->hasSlots = true;
+    if (options.front().word == "order") {
+      rule_->slotsInOrder = true;
+      return options.size() == 1 && RuleNumber(options.front().rest, &rule_->slotCount)
+                 ? ""
+                 : "slots in the order of the file need their number";
+    }
+    std::vector<std::uint32_t> numbers;
+    if (!RuleNumbers(FirstPart(value), &numbers) || numbers.size() < 2 || numbers.size() > 3)
+      return "slots need two or three numbers";
+    for (std::size_t i = 1; i < options.size(); ++i) {
+      std::string error;
+      if (options[i].word != "behind" || !ParseBytePattern(options[i].rest, &rule_->slotMessage, &error))
+        return "\"behind\" needs the beginning of a message";
+    }
     rule_->slotByte = numbers[0];
     rule_->slotFirst = numbers[1];
     rule_->slotCount = numbers.size() > 2 ? numbers[2] : 0;
@@ -267,7 +282,7 @@ void PutClamped(std::span<std::uint8_t> image, std::size_t at, std::uint8_t valu
 void FillMessage(const MessageRule& message, std::span<std::uint8_t> slot, const RecognizeRule& rule, std::uint32_t k) {
   for (std::size_t i = message.skip; i < message.pattern.size() && i - message.skip < message.take; ++i) {
     std::uint8_t value = message.pattern.value[i];
-    if (rule.hasSlots && i == rule.slotByte) value = static_cast<std::uint8_t>(rule.slotFirst + k);
+    if (rule.slotInMessage() && i == rule.slotByte) value = static_cast<std::uint8_t>(rule.slotFirst + k);
     PutClamped(slot, message.at + i - message.skip, value);
   }
   if (message.length && message.skip + message.take == message.length && message.take)

@@ -22,6 +22,9 @@ namespace tonalith {
 //       the image (default: behind the message before); skip: bytes left out in front; take: bytes kept
 //   Message1=...           more messages of the same piece, one behind the other in the file
 //   Slots=BYTE FIRST COUNT the single message fills one voice slot; its byte BYTE minus FIRST is the slot
+//   Slots=BYTE FIRST COUNT | behind F0 42 3? 03 11
+//       the slot stands in the message behind it, which begins so (what stores the data in the instrument)
+//   Slots=order COUNT      the messages say no place: they fill the slots in the order of the file
 //   Context=F0 10 06 0A | 01 | default
 //       the last message before that begins with the first part must go on with the second; `default`: also without
 //       such a message
@@ -34,7 +37,7 @@ namespace tonalith {
 //       what lies at an address inside the area (or slot), and where it goes in the image (or voice slot).  framed: the
 //       image keeps whole messages
 //   Complete=1             only when nothing is missing; else two voices of a bank are enough
-//   PatchByte=N            byte of the message that is the patch number of a single patch
+//   PatchByte=N            byte that is the patch number of a single patch, counted over all messages of the form
 //   NumberAs=ID            a single patch is numbered as in the bank with this driver id
 //   Verify0=TYPE START COUNT OFFSET | times N | step S
 //       a checksum inside the image, in the terms of CSum.  Without any: the descriptor's own checksum
@@ -77,6 +80,8 @@ struct RecognizeRule {
   std::vector<MessageRule> messages;
   bool hasSlots = false;
   std::uint32_t slotByte = 0, slotFirst = 0, slotCount = 0;
+  bool slotsInOrder = false;
+  BytePattern slotMessage;  // the message behind holds slotByte; empty: it stands in the message itself
   BytePattern contextFamily, contextRest;
   bool hasContext = false, contextDefault = false;
   BytePattern address;
@@ -89,11 +94,23 @@ struct RecognizeRule {
   std::vector<VerifyRule> verify;
 
   bool byAddress() const { return addressBytes != 0; }
+  // The byte slotByte of the message itself says where it goes.
+  bool slotInMessage() const { return hasSlots && !slotsInOrder && slotMessage.size() == 0; }
   // Image bytes of a framed block: header, address, data, checksum, F7.
   std::uint32_t FramedSize(const BlockRule& block) const {
     return static_cast<std::uint32_t>(address.size()) + addressBytes + block.size + 2;
   }
 };
+
+// An entry is parts with '|' between; the first is its value, the others are options: a word and what follows it.
+struct RuleOption {
+  std::string word, rest;  // the word in lower case
+};
+std::vector<RuleOption> SplitOptions(std::string_view value);
+std::string_view FirstPart(std::string_view value);
+// A number from 0 to 0x3FFFFFFF; up to four 7-bit bytes as one number (`bytes`, may be null: how many).
+bool RuleNumber(std::string_view text, std::uint32_t* out);
+bool RuleAddress(std::string_view text, std::uint32_t* out, std::size_t* bytes = nullptr);
 
 // "F0 4? ??"; nothing but hex digits, '?', blanks.  False with a sentence.
 bool ParseBytePattern(std::string_view text, BytePattern* out, std::string* error);
