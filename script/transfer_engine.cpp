@@ -324,7 +324,7 @@ int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr
                                    "Please retry when the port is free.");
     return 0;
   }
-  if (!GetNewPchNumber(df, TransferOperation::kReceive)) return 0;
+  if (!request.quiet && !GetNewPchNumber(df, TransferOperation::kReceive)) return 0;
   const auto transfer = Create(request);
   if (!transfer) return 0;
   if (started) *started = transfer;

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <QDialog>
+#include <functional>
+#include <memory>
+
+#include "platform/jobs.h"
+#include "platform/prompts.h"
+#include "studio/auto_configuration.h"
+
+class QLabel;
+class QListWidget;
+class QProgressBar;
+class QPushButton;
+
+namespace tonalith {
+
+class StudioPorts;
+
+// What a search needs of the program; everything must outlive the dialog.
+struct AutoConfigServices {
+  MidiOut* out = nullptr;
+  MidiIn* in = nullptr;
+  TransferEngine* transfers = nullptr;
+  Dispatcher* dispatcher = nullptr;
+  Jobs* jobs = nullptr;  // runs the search; its StopAll ends one that is still running
+  Prompts* prompts = nullptr;
+  StudioPorts* ports = nullptr;
+  // The instrument got other ports or channels: saves the studio, updates open data and windows.
+  std::function<void(ZKDrvList* instrument)> edited;
+  std::function<void(ZKDrvList* instrument)> setPorts;          // lets the user set the ports by hand; may be empty
+  std::function<void(ZKDrvList* instrument, int set)> openSet;  // may be empty
+  std::function<void(const std::string& file)> openFile;        // a help file, with the system's program; may be empty
+  std::function<void()> choosePorts;                            // the port dialogs; may be empty
+};
+
+enum class AutoConfigMode {
+  Ask,    // the user asked for it: shows the result until it is closed
+  Quiet,  // in a row of instruments: goes on by itself when the instrument was found
+};
+
+// "Cancel All" ends the row of searches that was begun; a new operation begins a new row.
+void BeginAutoConfigRow();
+bool AutoConfigRowCancelled();
+
+// Searches one instrument of the studio with a dialog.  True: found, and the studio has its ports and channels.
+bool AutoConfigInstrument(ZKStudioDoc& studio, ZKDrvList* instrument, QWidget* studioWindow,
+                          const AutoConfigServices& services, AutoConfigMode mode = AutoConfigMode::Ask);
+
+// The dialog: what is being tried, and in the end the result in words and who answered.
+class DrvAutoConfig final : public QDialog {
+  Q_OBJECT
+
+ public:
+  DrvAutoConfig(ZKStudioDoc& studio, ZKDrvList* instrument, const AutoConfigServices& services, AutoConfigMode mode,
+                QWidget* parent = nullptr);
+  ~DrvAutoConfig() override;
+
+  // Starts the search; false when it could not be started (the user has been told).
+  bool StartSearch();
+  const AutoConfigResult& outcome() const { return result_; }
+  bool Searching() const { return searching_; }
+  bool found() const { return found_; }
+  void OnCancel();
+  void OnCancelAll();
+
+ protected:
+  void reject() override;
+
+ private:
+  void Build();
+  void ShowProgress(const AutoConfigProgress& progress);
+  void Finished(AutoConfigResult result);
+  void ShowAnswers(const std::vector<AutoConfigAnswer>& answers);
+  void UpdateButtons();
+
+  ZKStudioDoc& studio_;
+  ZKDrvList* instrument_;
+  AutoConfigServices services_;
+  AutoConfigMode mode_;
+  std::shared_ptr<AutoConfigControl> control_;
+  std::shared_ptr<std::atomic<bool>> ended_;
+  Receiver receiver_;
+  AutoConfigResult result_;
+  bool searching_ = false;
+  bool found_ = false;
+
+  QLabel *name_ = nullptr, *in_ = nullptr, *out_ = nullptr, *device_ = nullptr, *remaining_ = nullptr;
+  QLabel* words_ = nullptr;
+  QLabel* answersTitle_ = nullptr;
+  QListWidget* answers_ = nullptr;
+  QProgressBar* bar_ = nullptr;
+  QPushButton *cancel_ = nullptr, *cancelAll_ = nullptr, *again_ = nullptr, *setPorts_ = nullptr, *close_ = nullptr;
+};
+
+}  // namespace tonalith
