@@ -14,6 +14,7 @@
 
 #include "app/simulation.h"
 #include "services/zkbasics.h"
+#include "tools/monitor_registry.h"
 #include "ui/midi_activity.h"
 #include "ui/qt_text.h"
 
@@ -24,6 +25,7 @@ CMainFrame::CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports
       studio_(studio),
       ports_(ports),
       simulation_(simulation),
+      monitors_(ZKMonInitialize(basics.in(), basics.out(), basics.clock())),
       jobs_(basics.clock(), 1),
       area_(new QMdiArea(this)),
       sendingTimer_(new QTimer(this)) {
@@ -41,6 +43,7 @@ CMainFrame::CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports
   connect(area_, &QMdiArea::subWindowActivated, this, [this] { UpdateCommands(); });
   studio_.SetChangeSink([this] {
     if (studioWindow_) studioWindow_->Refresh();
+    TellMonitorsOfStudio();
   });
   connect(sendingTimer_, &QTimer::timeout, this, &CMainFrame::WatchSending);
   portListener_ = basics_.AddPortListener([this](int changes) { PortsChanged(changes); });
@@ -138,6 +141,7 @@ void CMainFrame::PortsChanged(int changes) {
     if (bank && !bank->document().IsBusy()) studio_.DrvUpdateDataFile(bank->document().dataFile());
   }
   activity_->Rebuild();
+  TellMonitorsOfPorts(changes);
   if (studioWindow_) studioWindow_->Refresh();
   if (changes != 0)
     Status((changes & kPortsRemoved) != 0 ? tr("A MIDI port went away.") : tr("A MIDI port was added."));

@@ -24,6 +24,7 @@ class QTimer;
 namespace tonalith {
 
 class MidiActivityDock;
+class MonitorRegistry;
 class Simulation;
 class ZKBasics;
 class ZKMidiInStatus;
@@ -182,6 +183,9 @@ class CMainFrame final : public QMainWindow,
   void UpdateRecentFiles();
   void AddChild(ZKWindow* window);
   void PortsChanged(int changes);
+  // The monitors show that ports changed, or read anew what the studio knows of messages.
+  void TellMonitorsOfPorts(int changes);
+  void TellMonitorsOfStudio();
   bool InstallPackageFile(const std::string& path);
   int ReplaceInstruments(const std::string& moduleFile);
   bool OpenForeign(const std::string& path);
@@ -221,6 +225,7 @@ class CMainFrame final : public QMainWindow,
   ZKStudioDoc& studio_;
   StudioPorts& ports_;
   Simulation* simulation_;
+  std::unique_ptr<MonitorRegistry> monitors_;
   Receiver receiver_;
   Jobs jobs_;
   QMdiArea* area_;

@@ -5,7 +5,7 @@
 #include "app/simulation.h"
 #include "platform/text.h"
 #include "services/zkbasics.h"
-#include "studio/package.h"
+#include "studio/package_install.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -43,6 +43,7 @@ bool CMainFrame::DrvLoadSetup(int which) {
 
 void CMainFrame::StudioEdited() {
   studio_.DrvSaveSetup(0);
+  TellMonitorsOfStudio();
   for (ZKWindow* child : Children()) {
     auto* bank = qobject_cast<TZKBank*>(child);
     if (bank && !bank->document().IsBusy()) studio_.DrvUpdateDataFile(bank->document().dataFile());

@@ -15,6 +15,7 @@
 #include "data/data_text.h"
 #include "midi/port_system.h"
 #include "platform/atomic_file.h"
+#include "services/window_counters.h"
 #include "ui/clipboard.h"
 #include "ui/midi_activity.h"
 #include "ui/qt_text.h"
@@ -135,6 +136,7 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
       table_(new QTableView(this)),
       timer_(new QTimer(this)),
       lightRow_(new QWidget(this)) {
+  WindowCounters::Instance().Count("Monitor");
   setWindowTitle(tr("MIDI Monitor"));
   document_.SetDescriber([this](std::span<const std::uint8_t> message) { return words_.Words(message); });
   auto* layout = new QVBoxLayout(this);
