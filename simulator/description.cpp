@@ -69,6 +69,7 @@ class DescriptionReader {
     if (block_ == "status") known = StatusLine();
     if (block_ == "roland") known = RolandLine();
     if (block_ == "casio") known = CasioLine();
+    if (block_ == "file_transfer") known = FileTransferLine();
     if (!known) Fail("\"" + std::string(key_) + "\" is not known here");
   }
 
@@ -91,6 +92,8 @@ class DescriptionReader {
       out_.roland.emplace();
     } else if (block_ == "casio") {
       out_.casio.emplace();
+    } else if (block_ == "file_transfer") {
+      out_.fileTransfer.emplace();
     } else if (block_ != "instrument" && block_ != "status") {
       Fail("there is no block \"" + block_ + "\"");
     }
@@ -230,6 +233,8 @@ class DescriptionReader {
       area.nameCode = NameCode::kD50;
     else if (words[2] == "matrix")
       area.nameCode = NameCode::kMatrix;
+    else if (words[2] == "mks50")
+      area.nameCode = NameCode::kMks50;
     else
       Fail("\"" + std::string(words[2]) + "\" is no name code");
     return true;
@@ -303,16 +308,21 @@ class DescriptionReader {
     if (key_ != "field") return false;
     const auto numbers = Numbers(value_, 0);
     if (!numbers) return true;
-    if (numbers->size() < 4 || numbers->size() > 5) {
-      Fail("expected edit offset, bank offset, bit, width and perhaps a run");
+    if (numbers->size() < 4 || numbers->size() > 6) {
+      Fail("expected edit offset, bank offset, bit, width and perhaps a run and a bit in the edit buffer");
       return true;
     }
-    LinkField field{(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3],
-                    numbers->size() == 5 ? (*numbers)[4] : 1};
+    LinkField field{(*numbers)[0],
+                    (*numbers)[1],
+                    (*numbers)[2],
+                    (*numbers)[3],
+                    numbers->size() > 4 ? (*numbers)[4] : 1,
+                    numbers->size() > 5 ? (*numbers)[5] : -1};
     const int editBytes = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(link.editArea)].itemBytes;
     const int bankBytes = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(link.bankArea)].itemBytes;
     if (field.run < 1 || field.editOffset < 0 || field.editOffset + field.run > editBytes || field.bankOffset < 0 ||
-        field.bankOffset + field.run > bankBytes || field.bit < 0 || field.width < 1 || field.bit + field.width > 8)
+        field.bankOffset + field.run > bankBytes || field.bit < 0 || field.width < 1 || field.bit + field.width > 8 ||
+        field.editBit > 8 - field.width)
       Fail("the field lies outside the edit buffer or the bank item");
     link.fields.push_back(field);
     return true;
@@ -325,6 +335,8 @@ class DescriptionReader {
     if (key_ == "packing") return Packing(message);
     if (key_ == "checksum") return Checksum(message);
     if (key_ == "bank_size") return Number(message.bankSize, 1, kMaxItems);
+    if (key_ == "item_head") return Pattern(message.itemHead);
+    if (key_ == "item_checksum") return Number(message.itemSumStart, 0, 64);
     if (key_ == "receives") return YesNo(message.receives);
     if (key_ == "busy_ms") return Number(message.busyMs, 0, 60000);
     if (key_ == "answer") return Text(message.answer);
@@ -333,7 +345,8 @@ class DescriptionReader {
     return false;
   }
 
-  // "AREA", "AREA[all]", "AREA[item]", each perhaps with "+sum"; separated by ";"
+  // "AREA", "AREA[all]", "AREA[bank]", "AREA[item]", "AREA[item x4]", each perhaps with "@OFFSET+BYTES" and "+sum";
+  // separated by ";"
   bool Parts(MessageInfo& message) {
     for (std::string_view piece : SeparatedPieces(value_, ';')) {
       MessagePart part;
@@ -341,17 +354,52 @@ class DescriptionReader {
         part.itemSum = true;
         piece = StripBlanks(piece.substr(0, piece.size() - 4));
       }
-      if (piece.ends_with("[all]")) {
-        part.items = MessagePart::Items::kAll;
-        piece.remove_suffix(5);
-      } else if (piece.ends_with("[item]")) {
-        part.items = MessagePart::Items::kCaptured;
-        piece.remove_suffix(6);
+      std::string_view slice;
+      if (const std::size_t at = piece.find('@'); at != std::string_view::npos) {
+        slice = piece.substr(at + 1);
+        piece = StripBlanks(piece.substr(0, at));
       }
+      PartItems(piece, part);
       Area(StripBlanks(piece), part.area);
+      if (!slice.empty()) Slice(slice, part);
       message.parts.push_back(part);
     }
     return true;
+  }
+
+  // Takes "[all]" and the like from the end of a part.
+  void PartItems(std::string_view& piece, MessagePart& part) {
+    const std::size_t open = piece.find('[');
+    if (open == std::string_view::npos) return;
+    const std::string_view what = piece.substr(open);
+    piece = piece.substr(0, open);
+    if (what == "[all]") {
+      part.items = MessagePart::Items::kAll;
+    } else if (what == "[bank]") {
+      part.items = MessagePart::Items::kBank;
+    } else if (what.starts_with("[item") && what.ends_with("]")) {
+      part.items = MessagePart::Items::kCaptured;
+      const std::string_view count = StripBlanks(what.substr(5, what.size() - 6));
+      if (count.empty()) return;
+      const auto number = count.starts_with("x") ? ReadSimNumber(count.substr(1)) : std::nullopt;
+      part.count = number.value_or(0);
+      if (part.count < 1 || part.count > kMaxItems) Fail("expected a number of items like [item x4]");
+    } else {
+      Fail("\"" + std::string(what) + "\" is no choice of items");
+    }
+  }
+
+  // "OFFSET+BYTES"
+  void Slice(std::string_view text, MessagePart& part) {
+    const std::size_t plus = text.find('+');
+    const auto offset = ReadSimNumber(StripBlanks(text.substr(0, plus)));
+    const auto bytes =
+        plus == std::string_view::npos ? std::nullopt : ReadSimNumber(StripBlanks(text.substr(plus + 1)));
+    const int whole = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(part.area)].itemBytes;
+    if (!offset || !bytes || *offset < 0 || *bytes < 1 || *offset > whole - *bytes)
+      Fail("expected offset + bytes inside the item");
+    else
+      part.offset = *offset, part.bytes = *bytes;
   }
 
   bool Packing(MessageInfo& message) {
@@ -363,6 +411,8 @@ class DescriptionReader {
       message.packing = BodyPacking::kNibblesHighFirst;
     else if (value_ == "seven-eight")
       message.packing = BodyPacking::kSevenEight;
+    else if (value_ == "hex-digits")
+      message.packing = BodyPacking::kHexDigits;
     else
       Fail("\"" + std::string(value_) + "\" is no packing");
     return true;
@@ -385,27 +435,34 @@ class DescriptionReader {
     return true;
   }
 
-  // "MESSAGE", "MESSAGE[0..99]" separated by blanks
+  // "MESSAGE", "MESSAGE[0..99]", "MESSAGE[0..60/4]" (every fourth), "MESSAGE[=32]" (whatever bank is chosen), separated
+  // by blanks
   bool Sends(std::vector<RuleInfo::Send>& sends) {
     for (const std::string_view word : BlankSeparatedWords(value_)) {
       RuleInfo::Send send;
       const std::size_t bracket = word.find('[');
       send.message = std::string(word.substr(0, bracket));
-      if (bracket != std::string_view::npos) {
-        const std::size_t dots = word.find("..", bracket);
-        const auto first =
-            dots == std::string_view::npos ? std::nullopt : ReadSimNumber(word.substr(bracket + 1, dots - bracket - 1));
-        const auto last = dots == std::string_view::npos || word.back() != ']'
-                              ? std::nullopt
-                              : ReadSimNumber(word.substr(dots + 2, word.size() - dots - 3));
-        if (!first || !last || *first < 0 || *first > *last || *last >= kMaxItems)
-          Fail("expected a range like [0..99]");
-        else
-          send.first = *first, send.last = *last;
-      }
+      if (bracket != std::string_view::npos && (word.back() != ']' || !SendRange(word.substr(bracket + 1), send)))
+        Fail("expected a range like [0..99]");
       sends.push_back(send);
     }
     return true;
+  }
+
+  // The inside of the brackets and the closing one.
+  static bool SendRange(std::string_view text, RuleInfo::Send& send) {
+    text.remove_suffix(1);
+    send.absolute = text.starts_with("=");
+    if (send.absolute) text.remove_prefix(1);
+    if (const std::size_t slash = text.find('/'); slash != std::string_view::npos) {
+      send.step = ReadSimNumber(text.substr(slash + 1)).value_or(0);
+      text = text.substr(0, slash);
+    }
+    const std::size_t dots = text.find("..");
+    if (dots == std::string_view::npos && !send.absolute) return false;
+    send.first = ReadSimNumber(text.substr(0, dots)).value_or(-1);
+    send.last = dots == std::string_view::npos ? send.first : ReadSimNumber(text.substr(dots + 2)).value_or(-1);
+    return send.step >= 1 && send.first >= 0 && send.first <= send.last && send.last < kMaxItems;
   }
 
   bool RuleLine(RuleInfo& rule) {
@@ -491,6 +548,14 @@ class DescriptionReader {
     return true;
   }
 
+  bool FileTransferLine() {
+    if (key_ == "frame") {
+      if (value_.find("{command}") == std::string_view::npos) Fail("the frame needs a {command}");
+      return Pattern(out_.fileTransfer->frame);
+    }
+    return key_ == "data" && Sends(out_.fileTransfer->data);
+  }
+
   // What can only be seen when everything is there.
   void Check() {
     if (out_.key.empty() || out_.name.empty() || out_.areas.empty())
@@ -508,14 +573,20 @@ class DescriptionReader {
       if (area.address && area.segments.empty()) area.segments.push_back({0, 0, area.itemBytes});
       if (area.address && area.addressStride == 0) area.addressStride = static_cast<std::uint32_t>(area.itemBytes);
     }
-    for (const MessageInfo& message : out_.messages)
-      if (message.head.empty() || message.parts.empty() || message.head.front().value != 0xF0)
-        return Fail("message " + message.key + " needs a head that begins with F0, and data");
+    for (const MessageInfo& message : out_.messages) {
+      const bool begins = !message.head.empty() && message.head.front().value == 0xF0;
+      if (!begins || (message.parts.empty() && message.head.back().value != 0xF7))
+        return Fail("message " + message.key + " needs a head that begins with F0, and data or an F7");
+    }
+    if (out_.fileTransfer && (out_.fileTransfer->frame.empty() || out_.fileTransfer->data.empty()))
+      return Fail("a file transfer needs a frame and data");
     for (const RuleInfo& rule : out_.rules) {
       if (rule.match.empty()) return Fail("rule " + rule.key + " matches nothing");
       for (const RuleInfo::Send& send : rule.sends)
         if (out_.FindMessage(send.message) == nullptr) return Fail("there is no message " + send.message);
     }
+    for (const RuleInfo::Send& send : out_.fileTransfer ? out_.fileTransfer->data : std::vector<RuleInfo::Send>())
+      if (out_.FindMessage(send.message) == nullptr) return Fail("there is no message " + send.message);
     for (const RuleInfo::Send& send : out_.dump)
       if (!out_.roland && out_.FindMessage(send.message) == nullptr && !out_.casio)
         return Fail("there is no message " + send.message);

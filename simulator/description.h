@@ -39,8 +39,8 @@ bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> byte
 std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase, const Captures& captures);
 std::optional<BytePattern> ParsePattern(std::string_view text, std::string* problem);
 
-enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight };
-enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix };
+enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight, kHexDigits };
+enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix, kMks50 };
 enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked };
 
 // Bytes or bit fields of an item that the factory contents fill within their limits.
@@ -91,6 +91,7 @@ struct LinkField {
   int bit = 0;
   int width = 8;
   int run = 1;
+  int editBit = -1;  // where the bits stand in an edit byte that several fields share; -1: the field is the whole byte
 };
 struct LinkInfo {
   int bankArea = 0;
@@ -100,8 +101,11 @@ struct LinkInfo {
 
 struct MessagePart {
   int area = 0;
-  enum class Items : std::uint8_t { kFirst, kAll, kCaptured } items = Items::kFirst;
+  enum class Items : std::uint8_t { kFirst, kAll, kCaptured, kBank } items = Items::kFirst;
+  int count = 1;         // items from the captured one on
   bool itemSum = false;  // a checksum after each item
+  int offset = 0;        // only these bytes of each item; bytes 0: to its end
+  int bytes = 0;
 };
 
 // A message that carries data, in either direction.
@@ -113,6 +117,9 @@ struct MessageInfo {
   BodyPacking packing = BodyPacking::kPlain;
   SumKind sum = SumKind::kNone;
   int sumStart = 0;
+  BytePattern
+      itemHead;  // each item is framed by this and, behind its data, a checksum from itemSumStart of the frame on
+  int itemSumStart = 0;
   int bankSize = 0;  // captured item numbers count within the current bank of this size
   bool receives = true;
   int busyMs = 0;           // time the instrument needs after taking it
@@ -131,6 +138,8 @@ struct RuleInfo {
     std::string message;
     int first = -1;  // -1: the captured item
     int last = -1;
+    int step = 1;
+    bool absolute = false;  // whatever bank is chosen
   };
   std::vector<Send> sends;
   std::string status;
@@ -165,6 +174,13 @@ struct CasioInfo {
   std::vector<Block> blocks;
 };
 
+// Exchange of a file with handshake, without addresses: the one-way messages of `data`, each with another command byte
+// and a checksum.
+struct FileTransferInfo {
+  BytePattern frame;  // how all messages of the exchange begin; {command} says what they are
+  std::vector<RuleInfo::Send> data;
+};
+
 struct InstrumentDescription {
   std::string key;
   std::string name;
@@ -185,6 +201,7 @@ struct InstrumentDescription {
   std::vector<RuleInfo::Send> dump;
   std::optional<RolandInfo> roland;
   std::optional<CasioInfo> casio;
+  std::optional<FileTransferInfo> fileTransfer;
 
   int FindArea(std::string_view areaKey) const;  // -1: none
   const MessageInfo* FindMessage(std::string_view messageKey) const;

@@ -4,6 +4,7 @@
 
 #include "simulator/casio_engine.h"
 #include "simulator/engine_core.h"
+#include "simulator/file_transfer_engine.h"
 #include "simulator/message_engine.h"
 #include "simulator/roland_engine.h"
 #include "simulator/wire_codecs.h"
@@ -19,12 +20,14 @@ struct SimulatedInstrument::State {
   explicit State(InstrumentDescription what) : core(std::move(what)), messages(core) {
     if (core.description.roland) roland.emplace(core);
     if (core.description.casio) casio.emplace(core);
+    if (core.description.fileTransfer) fileTransfer.emplace(core, messages);
   }
 
   EngineCore core;
   MessageEngine messages;
   std::optional<RolandEngine> roland;
   std::optional<CasioEngine> casio;
+  std::optional<FileTransferEngine> fileTransfer;
 
   std::vector<std::uint8_t> sysex;  // being assembled; empty: none
   std::uint8_t running = 0;
@@ -81,6 +84,7 @@ void SimulatedInstrument::State::OnByte(std::uint8_t byte) {
 void SimulatedInstrument::State::OnSysEx() {
   ++received;
   if (roland && roland->Handle(sysex)) return;
+  if (fileTransfer && fileTransfer->Handle(sysex)) return;
   messages.Handle(sysex);
 }
 
@@ -187,7 +191,7 @@ LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
     else if (s.casio)
       taken = s.casio->LoadData(message, &why);
     else
-      taken = s.messages.LoadData(message, &why);
+      taken = s.messages.LoadData(s.fileTransfer ? s.fileTransfer->OneWay(message) : message, &why);
     if (taken)
       ++result.taken;
     else
@@ -218,12 +222,13 @@ std::vector<std::uint8_t> SimulatedInstrument::Dump() const {
       for (const auto& message : DumpRange(range.address, range.bytes)) append(message);
     return dump;
   }
-  for (const RuleInfo::Send& send : description().dump) {
-    const MessageInfo* info = description().FindMessage(send.message);
-    const int bankStart = info != nullptr ? info->bankSize * state_->core.bank : 0;
-    for (int item = std::max(send.first, 0); item <= std::max(send.last, 0); ++item)
-      append(DumpOf(send.message, item + bankStart));
+  if (state_->casio) {
+    for (const RuleInfo::Send& send : description().dump)
+      for (int item = std::max(send.first, 0); item <= std::max(send.last, 0); ++item)
+        append(DumpOf(send.message, item));
+    return dump;
   }
+  for (const auto& message : state_->messages.Messages(description().dump, 0)) append(message);
   return dump;
 }
 

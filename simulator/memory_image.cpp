@@ -121,7 +121,12 @@ bool MemoryImage::SetName(const InstrumentDescription& description, int area, in
   const AreaInfo& info = description.areas[static_cast<std::size_t>(area)];
   if (info.nameOffset < 0) return false;
   const auto coded = EncodeName(info.nameCode, name, static_cast<std::size_t>(info.nameLength));
-  std::copy(coded.begin(), coded.end(), bytes.begin() + info.nameOffset);
+  // This code leaves the two highest bits to other parameters.
+  const std::uint8_t kept = info.nameCode == NameCode::kMks50 ? 0xC0 : 0;
+  for (std::size_t i = 0; i < coded.size(); ++i) {
+    std::uint8_t& byte = bytes[static_cast<std::size_t>(info.nameOffset) + i];
+    byte = static_cast<std::uint8_t>((byte & kept) | coded[i]);
+  }
   return true;
 }
 
@@ -148,9 +153,14 @@ bool MemoryImage::LoadEdit(const InstrumentDescription& description, int bankAre
   return ForLinks(*this, description, bankArea, item, [](const LinkInfo& link, auto bank, auto edit) {
     if (link.fields.empty()) std::copy(bank.begin(), bank.end(), edit.begin());
     for (const LinkField& field : link.fields)
-      for (int i = 0; i < field.run; ++i)
-        edit[static_cast<std::size_t>(field.editOffset + i)] = static_cast<std::uint8_t>(
-            bank[static_cast<std::size_t>(field.bankOffset + i)] >> field.bit & FieldMask(field.width));
+      for (int i = 0; field.editBit >= 0 && i < field.run; ++i)
+        edit[static_cast<std::size_t>(field.editOffset + i)] = 0;
+    for (const LinkField& field : link.fields)
+      for (int i = 0; i < field.run; ++i) {
+        const int value = bank[static_cast<std::size_t>(field.bankOffset + i)] >> field.bit & FieldMask(field.width);
+        std::uint8_t& byte = edit[static_cast<std::size_t>(field.editOffset + i)];
+        byte = static_cast<std::uint8_t>(field.editBit < 0 ? value : byte | value << field.editBit);
+      }
   });
 }
 
@@ -160,7 +170,7 @@ bool MemoryImage::StoreEdit(const InstrumentDescription& description, int bankAr
     for (const LinkField& field : link.fields)
       for (int i = 0; i < field.run; ++i)
         PutField(bank[static_cast<std::size_t>(field.bankOffset + i)], field.bit, field.width,
-                 edit[static_cast<std::size_t>(field.editOffset + i)]);
+                 edit[static_cast<std::size_t>(field.editOffset + i)] >> std::max(field.editBit, 0));
   });
 }
 

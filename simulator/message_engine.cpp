@@ -21,35 +21,85 @@ int MessageEngine::ItemNumber(int bankSize, const Captures& captures) const {
 std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& message, int item) const {
   std::vector<PartRange> ranges;
   for (const MessagePart& part : message.parts) {
-    PartRange range{part.area, 0, 1, part.itemSum};
-    if (part.items == MessagePart::Items::kAll) range.count = core_.Area(part.area).items;
+    const AreaInfo& area = core_.Area(part.area);
+    PartRange range{part.area,
+                    0,
+                    part.count,
+                    part.itemSum,
+                    static_cast<std::size_t>(part.offset),
+                    static_cast<std::size_t>(part.bytes > 0 ? part.bytes : area.itemBytes - part.offset)};
+    if (part.items == MessagePart::Items::kAll) range.count = area.items;
     if (part.items == MessagePart::Items::kCaptured) range.first = item;
+    if (part.items == MessagePart::Items::kBank && message.bankSize > 0) {
+      range.first = item / message.bankSize * message.bankSize;
+      range.count = message.bankSize;
+    }
     ranges.push_back(range);
   }
   return ranges;
 }
 
-std::size_t MessageEngine::BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const {
+std::size_t MessageEngine::PlainSize(const std::vector<PartRange>& ranges) {
   std::size_t plain = 0;
   for (const PartRange& range : ranges)
-    plain += static_cast<std::size_t>(range.count) *
-             (static_cast<std::size_t>(core_.Area(range.area).itemBytes) + (range.itemSum ? 1 : 0));
-  return PackedSize(message.packing, plain);
+    plain += static_cast<std::size_t>(range.count) * (range.bytes + (range.itemSum ? 1 : 0));
+  return plain;
+}
+
+std::size_t MessageEngine::BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const {
+  if (message.itemHead.empty() || ranges.empty()) return PackedSize(message.packing, PlainSize(ranges));
+  return static_cast<std::size_t>(ranges.front().count) *
+         (message.itemHead.size() + PackedSize(message.packing, ranges.front().bytes) + 1);
+}
+
+// Every item in a frame of its own.
+std::vector<std::uint8_t> MessageEngine::EncodeFrames(const MessageInfo& message, std::span<const std::uint8_t> plain,
+                                                      std::size_t itemBytes) const {
+  std::vector<std::uint8_t> body;
+  for (std::size_t at = 0; at + itemBytes <= plain.size(); at += itemBytes) {
+    auto frame = EmitPattern(message.itemHead, core_.device, core_.description.deviceBase, {});
+    const auto packed = PackBody(message.packing, plain.subspan(at, itemBytes));
+    frame.insert(frame.end(), packed.begin(), packed.end());
+    const auto from = std::min(static_cast<std::size_t>(message.itemSumStart), frame.size());
+    frame.push_back(NegativeSum(std::span<const std::uint8_t>(frame).subspan(from)));
+    body.insert(body.end(), frame.begin(), frame.end());
+  }
+  return body;
+}
+
+MessageEngine::Verdict MessageEngine::DecodeFrames(const MessageInfo& message, std::span<const std::uint8_t> body,
+                                                   std::size_t itemBytes, std::vector<std::uint8_t>* plain) const {
+  const std::size_t head = message.itemHead.size();
+  const std::size_t packed = PackedSize(message.packing, itemBytes);
+  const auto from = std::min(static_cast<std::size_t>(message.itemSumStart), head);
+  for (; body.size() >= head + packed + 1; body = body.subspan(head + packed + 1)) {
+    if (!MatchPattern(message.itemHead, body, core_.device, core_.description.deviceBase, nullptr))
+      return Verdict::kBadLength;
+    if (NegativeSum(body.subspan(from, head + packed - from)) != body[head + packed]) return Verdict::kBadSum;
+    const auto item = UnpackBody(message.packing, body.subspan(head, packed), itemBytes);
+    if (!item) return Verdict::kBadLength;
+    plain->insert(plain->end(), item->begin(), item->end());
+  }
+  return Verdict::kTaken;
 }
 
 std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int item) const {
   const int shown = message.bankSize > 0 ? item % message.bankSize : item;
   auto bytes = EmitPattern(message.head, core_.device, core_.description.deviceBase, {{"item", shown}});
+  if (message.parts.empty()) return bytes;
   std::vector<std::uint8_t> plain;
-  for (const PartRange& range : Ranges(message, item)) {
+  const auto ranges = Ranges(message, item);
+  for (const PartRange& range : ranges) {
     for (int i = range.first; i < range.first + range.count; ++i) {
-      const auto data = core_.memory.Item(range.area, i);
+      auto data = core_.memory.Item(range.area, i);
       if (data.empty()) return {};
+      data = data.subspan(range.offset, range.bytes);
       plain.insert(plain.end(), data.begin(), data.end());
       if (range.itemSum) plain.push_back(KawaiSum(data));
     }
   }
-  const auto body = PackBody(message.packing, plain);
+  const auto body =
+      message.itemHead.empty() ? PackBody(message.packing, plain) : EncodeFrames(message, plain, ranges.front().bytes);
   bytes.insert(bytes.end(), body.begin(), body.end());
   if (message.sum == SumKind::kNegative)
     bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(
@@ -64,32 +114,35 @@ MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::si
   const auto ranges = Ranges(message, item);
   const std::size_t body = BodySize(message, ranges);
   const bool wholeSum = message.sum == SumKind::kNegative || message.sum == SumKind::kUnpacked;
-  if (bytes.size() != headSize + body + (wholeSum ? 2 : 1)) return Verdict::kBadLength;
+  if (ranges.empty() || bytes.size() != headSize + body + (wholeSum ? 2 : 1)) return Verdict::kBadLength;
   for (const PartRange& range : ranges)
     if (core_.memory.Item(range.area, range.first + range.count - 1).empty()) return Verdict::kBadLength;
 
-  std::size_t plainSize = 0;
-  for (const PartRange& range : ranges)
-    plainSize += static_cast<std::size_t>(range.count) *
-                 (static_cast<std::size_t>(core_.Area(range.area).itemBytes) + (range.itemSum ? 1 : 0));
-  const auto plain = UnpackBody(message.packing, bytes.subspan(headSize, body), plainSize);
-  if (!plain) return Verdict::kBadLength;
+  std::vector<std::uint8_t> plain;
+  if (!message.itemHead.empty()) {
+    const Verdict frames = DecodeFrames(message, bytes.subspan(headSize, body), ranges.front().bytes, &plain);
+    if (frames != Verdict::kTaken) return frames;
+  } else {
+    auto unpacked = UnpackBody(message.packing, bytes.subspan(headSize, body), PlainSize(ranges));
+    if (!unpacked) return Verdict::kBadLength;
+    plain = std::move(*unpacked);
+  }
   const std::size_t sumAt = bytes.size() - 2;
   const auto sumStart = static_cast<std::size_t>(message.sumStart);
   if (message.sum == SumKind::kNegative &&
       (sumStart > sumAt || NegativeSum(bytes.subspan(sumStart, sumAt - sumStart)) != bytes[sumAt]))
     return Verdict::kBadSum;
-  if (message.sum == SumKind::kUnpacked && PlainSum(*plain) != bytes[sumAt]) return Verdict::kBadSum;
+  if (message.sum == SumKind::kUnpacked && PlainSum(plain) != bytes[sumAt]) return Verdict::kBadSum;
 
   // Everything is looked at before anything is written.
   for (const bool write : {false, true}) {
     std::size_t at = 0;
     for (const PartRange& range : ranges) {
       for (int i = range.first; i < range.first + range.count; ++i) {
-        const auto target = core_.memory.Item(range.area, i);
-        const auto source = std::span<const std::uint8_t>(*plain).subspan(at, target.size());
+        const auto target = core_.memory.Item(range.area, i).subspan(range.offset, range.bytes);
+        const auto source = std::span<const std::uint8_t>(plain).subspan(at, target.size());
         at += target.size();
-        if (range.itemSum && (*plain)[at++] != KawaiSum(source)) return Verdict::kBadSum;
+        if (range.itemSum && plain[at++] != KawaiSum(source)) return Verdict::kBadSum;
         if (write) std::copy(source.begin(), source.end(), target.begin());
       }
     }
@@ -132,7 +185,9 @@ bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
   const auto& description = core_.description;
   for (const MessageInfo& info : description.messages) {
     Captures captures;
-    if (!info.receives || !MatchPattern(info.head, message, core_.device, description.deviceBase, &captures)) continue;
+    if (!info.receives || info.parts.empty() ||
+        !MatchPattern(info.head, message, core_.device, description.deviceBase, &captures))
+      continue;
     OnData(info, ItemNumber(info.bankSize, captures), message);
     return true;
   }
@@ -147,16 +202,23 @@ bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
   return false;
 }
 
-void MessageEngine::SendAll(const std::vector<RuleInfo::Send>& sends, int item) {
+std::vector<std::vector<std::uint8_t>> MessageEngine::Messages(const std::vector<RuleInfo::Send>& sends,
+                                                               int item) const {
+  std::vector<std::vector<std::uint8_t>> messages;
   for (const RuleInfo::Send& send : sends) {
     const MessageInfo* info = core_.description.FindMessage(send.message);
     if (info == nullptr) continue;
-    const int bankStart = info->bankSize * core_.bank;
+    const int bankStart = send.absolute ? 0 : info->bankSize * core_.bank;
     const int first = send.first < 0 ? item : send.first + bankStart;
     const int last = send.last < 0 ? item : send.last + bankStart;
-    for (int i = first; i <= last; ++i)
-      if (auto bytes = Encode(*info, i); !bytes.empty()) core_.Answer(std::move(bytes));
+    for (int i = first; i <= last; i += send.step)
+      if (auto bytes = Encode(*info, i); !bytes.empty()) messages.push_back(std::move(bytes));
   }
+  return messages;
+}
+
+void MessageEngine::SendAll(const std::vector<RuleInfo::Send>& sends, int item) {
+  for (auto& bytes : Messages(sends, item)) core_.Answer(std::move(bytes));
 }
 
 void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
@@ -234,6 +296,7 @@ bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string*
   const auto& description = core_.description;
   *why = "is no data of this instrument";
   for (const MessageInfo& info : description.messages) {
+    if (info.parts.empty()) continue;
     Captures captures;
     std::size_t headSize = 0;
     if (MatchPattern(info.head, message, -1, description.deviceBase, &captures)) headSize = info.head.size();

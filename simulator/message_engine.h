@@ -23,6 +23,8 @@ class MessageEngine {
   std::vector<std::uint8_t> Encode(const MessageInfo& message, int item) const;
   // Sends messages, once for each item of a range.
   void SendAll(const std::vector<RuleInfo::Send>& sends, int item);
+  // The messages of a list, for `item` where it names none.
+  std::vector<std::vector<std::uint8_t>> Messages(const std::vector<RuleInfo::Send>& sends, int item) const;
 
  private:
   struct PartRange {
@@ -30,11 +32,19 @@ class MessageEngine {
     int first = 0;
     int count = 0;
     bool itemSum = false;
+    std::size_t offset = 0;  // the bytes of each item that are meant
+    std::size_t bytes = 0;
   };
   std::vector<PartRange> Ranges(const MessageInfo& message, int item) const;
+  // Bytes of the data before packing.
+  static std::size_t PlainSize(const std::vector<PartRange>& ranges);
   std::size_t BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const;
+  std::vector<std::uint8_t> EncodeFrames(const MessageInfo& message, std::span<const std::uint8_t> plain,
+                                         std::size_t itemBytes) const;
   // Checks and unpacks; on success writes into memory.
   enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
+  Verdict DecodeFrames(const MessageInfo& message, std::span<const std::uint8_t> body, std::size_t itemBytes,
+                       std::vector<std::uint8_t>* plain) const;
   Verdict Decode(const MessageInfo& message, std::size_t headSize, int item, std::span<const std::uint8_t> bytes);
   void OnData(const MessageInfo& message, int item, std::span<const std::uint8_t> bytes);
   void Apply(const RuleInfo& rule, const Captures& captures);

@@ -11,7 +11,14 @@
 namespace tonalith {
 namespace {
 
+constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+constexpr std::string_view kMks50Characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789 -";
 constexpr std::string_view kD50Characters = " ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz1234567890-";
+
+// The characters of a code that has a table of its own; empty: it has none.
+std::string_view CharacterTable(NameCode code) {
+  return code == NameCode::kD50 ? kD50Characters : code == NameCode::kMks50 ? kMks50Characters : std::string_view();
+}
 
 unsigned SumOfBytes(std::span<const std::uint8_t> bytes) {
   return std::accumulate(bytes.begin(), bytes.end(), 0U);
@@ -119,6 +126,8 @@ std::vector<std::uint8_t> PackBody(BodyPacking packing, std::span<const std::uin
     if (packing == BodyPacking::kPlain) packed.push_back(byte & 0x7F);
     if (packing == BodyPacking::kNibblesLowFirst) packed.insert(packed.end(), {low, high});
     if (packing == BodyPacking::kNibblesHighFirst) packed.insert(packed.end(), {high, low});
+    if (packing == BodyPacking::kHexDigits)
+      for (const std::uint8_t digit : {high, low}) packed.push_back(static_cast<std::uint8_t>(kHexDigits[digit]));
   }
   return packed;
 }
@@ -134,6 +143,13 @@ std::optional<std::vector<std::uint8_t>> UnpackBody(BodyPacking packing, std::sp
     for (std::size_t group = 0; group < packed.size(); group += 8)
       for (std::size_t r = 0; r < 7 && group + 1 + r < packed.size(); ++r)
         out.push_back(static_cast<std::uint8_t>(packed[group + 1 + r] | (packed[group] >> r & 1) << 7));
+  } else if (packing == BodyPacking::kHexDigits) {
+    for (std::size_t i = 0; i + 1 < packed.size(); i += 2) {
+      const std::size_t high = kHexDigits.find(static_cast<char>(packed[i]));
+      const std::size_t low = kHexDigits.find(static_cast<char>(packed[i + 1]));
+      if (high == std::string_view::npos || low == std::string_view::npos) return std::nullopt;
+      out.push_back(static_cast<std::uint8_t>(high << 4 | low));
+    }
   } else {
     const bool lowFirst = packing == BodyPacking::kNibblesLowFirst;
     for (std::size_t i = 0; i + 1 < packed.size(); i += 2) {
@@ -159,8 +175,8 @@ std::string DecodeName(NameCode code, std::span<const std::uint8_t> bytes) {
   std::string name;
   for (const std::uint8_t raw : bytes) {
     std::uint8_t byte = raw & 0x7F;
-    if (code == NameCode::kD50) {
-      name.push_back(kD50Characters[byte & 0x3F]);
+    if (const std::string_view table = CharacterTable(code); !table.empty()) {
+      name.push_back(table[byte & 0x3F]);
       continue;
     }
     if (code == NameCode::kAsciiZeroEnds && byte == 0) break;
@@ -172,12 +188,14 @@ std::string DecodeName(NameCode code, std::span<const std::uint8_t> bytes) {
 }
 
 std::vector<std::uint8_t> EncodeName(NameCode code, std::string_view name, std::size_t length) {
-  std::vector<std::uint8_t> bytes(length, code == NameCode::kD50 ? std::uint8_t{0} : std::uint8_t{' '});
+  const std::string_view table = CharacterTable(code);
+  const std::size_t blank = table.empty() ? ' ' : table.find(' ');
+  std::vector<std::uint8_t> bytes(length, static_cast<std::uint8_t>(blank));
   for (std::size_t i = 0; i < std::min(length, name.size()); ++i) {
     char c = name[i];
-    if (code == NameCode::kD50) {
-      const std::size_t at = kD50Characters.find(c);
-      bytes[i] = at == std::string_view::npos ? std::uint8_t{0} : static_cast<std::uint8_t>(at);
+    if (!table.empty()) {
+      const std::size_t at = table.find(c);
+      bytes[i] = static_cast<std::uint8_t>(at == std::string_view::npos ? blank : at);
       continue;
     }
     if (code == NameCode::kMatrix) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -196,7 +214,12 @@ std::string FormatPanelNumber(std::string_view format, int item, int per) {
     }
     const int bank = per > 0 ? item / per : 0;
     const int within = per > 0 ? item % per : item;
-    const int value = format[i + 1] == 'b' ? bank : format[i + 1] == 'k' ? within : item;
+    const char what = format[i + 1];
+    const int value = what == 'b'   ? bank
+                      : what == 'k' ? within
+                      : what == 'g' ? bank / std::max(per, 1)
+                      : what == 'r' ? bank % std::max(per, 1)
+                                    : item;
     if (format[i + 2] == 'A') {
       out.push_back(static_cast<char>('A' + value % 26));
     } else {

@@ -29,8 +29,8 @@ std::uint8_t PlainSum(std::span<const std::uint8_t> bytes);     // sum AND 7Fh
 std::string DecodeName(NameCode code, std::span<const std::uint8_t> bytes);
 std::vector<std::uint8_t> EncodeName(NameCode code, std::string_view name, std::size_t length);
 
-// "I-{b1}{k1}" and the like: n counts items, b banks of `per` items, k items within the bank; 0 or 1 is the first
-// number, A counts in letters; ":2" pads with zeros.
+// "I-{b1}{k1}" and the like: n counts items, b banks of `per` items, k items within the bank, g groups of `per` banks,
+// r banks within the group; 0 or 1 is the first number, A counts in letters; ":2" pads with zeros.
 std::string FormatPanelNumber(std::string_view format, int item, int per);
 
 // All complete SysEx messages of a raw dump or a Standard MIDI File, real time bytes removed.
