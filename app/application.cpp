@@ -22,7 +22,7 @@
 #include "platform/atomic_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
-#include "studio/package.h"
+#include "studio/package_install.h"
 #include "ui/patch_selector.h"
 #include "ui/qt_text.h"
 
@@ -167,7 +167,7 @@ void CZKApp::SetDisplayName(const std::string& name) {
 
 bool CZKApp::CreateMainFrame(ZKBasics& basics) {
   const Paths& paths = basics.paths();
-  if (const Result result = EnsureInstrumentFolder(paths.MainGetInstrPath()); !result.ok())
+  if (const Result result = EnsureInstrumentFolder(paths.MainGetInstrPath(), paths.MainGetResourcePath()); !result.ok())
     MonitorMsg("%s", result.text.c_str());
   if (const Result result = InstallShippedPackages(paths.MainGetResourcePath() + "/modules", paths.MainGetInstrPath());
       !result.ok()) {

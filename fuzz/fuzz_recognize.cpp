@@ -7,7 +7,7 @@
 
 #include "platform/prompts.h"
 #include "studio/module.h"
-#include "studio/package.h"
+#include "studio/package_install.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
 

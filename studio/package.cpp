@@ -20,7 +20,16 @@ constexpr std::size_t kPackageHeader = 8;
 constexpr std::size_t kMaxPackageName = 255;
 
 Result PackageFailure(const char* title, const std::string& detail) {
-  return Result::Failure(std::string(title) + ": " + detail, 2);
+  return Result::Failure(std::string(title) + ": " + detail, kPackageFault);
+}
+
+// Names of entries are bytes from anywhere; messages show them as text of one line.
+std::string PrintablePath(const std::string& path) {
+  std::string text = IsValidUtf8(path) ? path : Cp1252ToUtf8(path);
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 32 || c == 127) c = '?';
+  }
+  return text;
 }
 
 bool Deflate(const std::vector<std::uint8_t>& in, std::vector<std::uint8_t>* out) {
@@ -115,48 +124,89 @@ Result PackFiles(const PackageFiles& files, std::vector<std::uint8_t>* package) 
   return Result::Success();
 }
 
-Result UnpackFiles(std::span<const std::uint8_t> package, PackageFiles* files, const PackageLimits& limits) {
-  files->clear();
+// The next entry of a package, its bytes still packed.
+struct PackedEntry {
+  std::string path;
+  std::span<const std::uint8_t> bytes;
+};
+
+static Result NextEntry(std::span<const std::uint8_t> package, std::uint32_t number, std::size_t* at,
+                        PackedEntry* entry) {
+  const std::string which = "entry " + std::to_string(number);
+  if (package.size() - *at < 1) return PackageFailure(kPackageReadError, "the package ends before " + which + ".");
+  const std::size_t nameLength = package[*at];
+  if (package.size() - *at < 1 + nameLength + 4)
+    return PackageFailure(kPackageReadError, "the package ends inside the name of " + which + ".");
+  const std::string path(reinterpret_cast<const char*>(package.data()) + *at + 1, nameLength);
+  entry->path = ReplaceAll(path, "/", "\\");
+  const std::uint32_t length = LoadLe32(package.data() + *at + 1 + nameLength);
+  *at += 1 + nameLength + 4;
+  if (!IsSafePackagePath(entry->path))
+    return PackageFailure(kPackageOpenError,
+                          PrintablePath(entry->path) + "\nThe name of " + which + " is not allowed in a package.");
+  if (length > package.size() - *at)
+    return PackageFailure(kPackageReadError, "the package ends inside \"" + PrintablePath(entry->path) + "\".");
+  entry->bytes = package.subspan(*at, length);
+  *at += length;
+  return Result::Success();
+}
+
+Result UnpackEach(std::span<const std::uint8_t> package, const PackageSink& sink, const PackageLimits& limits) {
   if (package.size() < 4 || std::memcmp(package.data(), kPackageMagic, 4) != 0)
-    return Result::Failure(kPackageHeaderError, 2);
+    return Result::Failure(kPackageHeaderError, kPackageFault);
   if (package.size() < kPackageHeader) return PackageFailure(kPackageReadError, "the package ends inside its header.");
   const std::uint32_t count = LoadLe32(package.data() + 4);
   if (count > limits.files) return PackageFailure(kPackageReadError, "the package claims to hold too many files.");
-  PackageFiles found;
   std::set<std::string> names;
   std::uint64_t total = 0;
   std::size_t at = kPackageHeader;
+  std::vector<std::uint8_t> bytes;
   for (std::uint32_t i = 0; i < count; ++i) {
-    const std::string which = "entry " + std::to_string(i + 1);
-    if (package.size() - at < 1) return PackageFailure(kPackageReadError, "the package ends before " + which + ".");
-    const std::size_t nameLength = package[at];
-    if (package.size() - at < 1 + nameLength + 4)
-      return PackageFailure(kPackageReadError, "the package ends inside the name of " + which + ".");
-    std::string path(reinterpret_cast<const char*>(package.data()) + at + 1, nameLength);
-    path = ReplaceAll(path, "/", "\\");
-    const std::uint32_t length = LoadLe32(package.data() + at + 1 + nameLength);
-    at += 1 + nameLength + 4;
-    if (!IsSafePackagePath(path)) return PackageFailure(kPackageReadError, which + " has a name that is not allowed.");
-    if (!names.insert(AsciiLower(path)).second)
-      return PackageFailure(kPackageReadError, "\"" + path + "\" is there twice.");
-    if (length > package.size() - at)
-      return PackageFailure(kPackageReadError, "the package ends inside \"" + path + "\".");
-    PackageFile file{path, {}};
-    const std::uint64_t room = std::min(limits.oneFile, limits.total - total);
-    switch (Inflate(package.subspan(at, length), room, limits.ratio, &file.bytes)) {
+    PackedEntry entry;
+    if (Result next = NextEntry(package, i + 1, &at, &entry); !next.ok()) return next;
+    const std::string shown = "\"" + PrintablePath(entry.path) + "\"";
+    if (!names.insert(AsciiLower(entry.path)).second)
+      return PackageFailure(kPackageReadError, shown + " is there twice.");
+    bytes.clear();
+    switch (Inflate(entry.bytes, std::min(limits.oneFile, limits.total - total), limits.ratio, &bytes)) {
       case InflateEnd::Damaged:
-        return PackageFailure(kPackageReadError, "\"" + path + "\" is damaged.");
+        return PackageFailure(kPackageReadError, shown + " is damaged.");
       case InflateEnd::TooLarge:
-        return PackageFailure(kPackageReadError, "\"" + path + "\" would become too large.");
+        return PackageFailure(kPackageReadError, shown + " would become too large.");
       case InflateEnd::Done:
         break;
     }
-    at += length;
-    total += file.bytes.size();
-    found.push_back(std::move(file));
+    total += bytes.size();
+    if (Result taken = sink(entry.path, bytes); !taken.ok()) return taken;
   }
-  *files = std::move(found);
   return Result::Success();
+}
+
+Result UnpackFiles(std::span<const std::uint8_t> package, PackageFiles* files, const PackageLimits& limits) {
+  files->clear();
+  PackageFiles found;
+  const Result result = UnpackEach(
+      package,
+      [&found](const std::string& path, std::span<const std::uint8_t> bytes) {
+        found.push_back({path, {bytes.begin(), bytes.end()}});
+        return Result::Success();
+      },
+      limits);
+  if (result.ok()) *files = std::move(found);
+  return result;
+}
+
+MessagePrompt PackageMessage(const Result& failure) {
+  MessagePrompt prompt;
+  prompt.icon = PromptIcon::Error;
+  prompt.title = "Install Instrument Module";
+  prompt.text = failure.text;
+  if (failure.code != kPackageFault) return prompt;
+  if (const std::size_t colon = failure.text.find(": "); colon != std::string::npos) {
+    prompt.title = failure.text.substr(0, colon);
+    prompt.text = failure.text.substr(colon + 2);
+  }
+  return prompt;
 }
 
 Result WritePackage(const PackageFiles& files, const std::filesystem::path& package) {
@@ -168,13 +218,9 @@ Result WritePackage(const PackageFiles& files, const std::filesystem::path& pack
   return WriteFileAtomically(package.string(), std::span<const std::uint8_t>(bytes));
 }
 
-Result ReadPackage(const std::filesystem::path& package, PackageFiles* files, const PackageLimits& limits) {
-  std::vector<std::uint8_t> bytes;
-  const Result read = ReadWholeFile(package.string(), bytes);
-  if (!read.ok()) return Result::Failure(std::string(kPackageOpenError) + ": " + read.text, read.code);
-  Result unpacked = UnpackFiles(bytes, files, limits);
-  if (!unpacked.ok()) unpacked.text = package.filename().string() + ": " + unpacked.text;
-  return unpacked;
+Result ReadPackageBytes(const std::filesystem::path& package, std::vector<std::uint8_t>* bytes) {
+  const Result read = ReadWholeFile(package.string(), *bytes);
+  return read.ok() ? read : PackageFailure(kPackageOpenError, package.string());
 }
 
 }  // namespace tonalith

@@ -42,7 +42,7 @@ Result InstallShippedModules(const std::filesystem::path& resources, const std::
   std::error_code error;
   const std::filesystem::path packages = ShippedModulesFolder(resources);
   if (!std::filesystem::is_directory(packages, error)) return Result::Success();
-  if (Result folder = EnsureInstrumentFolder(instruments); !folder.ok()) return folder;
+  if (Result folder = EnsureInstrumentFolder(instruments, resources); !folder.ok()) return folder;
   const InstallLock lock(instruments);
   return InstallShippedPackages(packages, instruments, reports);
 }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "platform/result.h"
-#include "studio/package.h"
+#include "studio/package_install.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {

@@ -2,11 +2,12 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
+#include <map>
+#include <tuple>
 
 #include "platform/atomic_file.h"
 #include "platform/byte_window.h"
-#include "studio/package.h"
+#include "studio/package_install.h"
 
 namespace tonalith {
 
@@ -45,6 +46,26 @@ void PutText(const fs::path& file, const std::string& text) {
   ASSERT_TRUE(WriteFileAtomically(file.string(), std::string_view(text)).ok());
 }
 
+void PutBytes(const fs::path& file, const std::vector<std::uint8_t>& bytes) {
+  ASSERT_TRUE(WriteFileAtomically(file.string(), std::span<const std::uint8_t>(bytes)).ok());
+}
+
+std::vector<std::uint8_t> FromHexText(const std::string& hex) {
+  std::vector<std::uint8_t> bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    bytes.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+  return bytes;
+}
+
+// Every file below a folder with its text, hidden ones included.
+std::map<std::string, std::string> Tree(const fs::path& folder) {
+  std::map<std::string, std::string> tree;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    tree[entry.path().lexically_relative(folder).string()] = entry.is_regular_file() ? TextOf(entry.path()) : "/";
+  }
+  return tree;
+}
+
 PackageFiles Module(int version, std::vector<std::pair<std::string, std::string>> more = {}) {
   PackageFiles files = {
       {"Synth.ini", TextBytes("[Instrument]\nName=Synth\nDir=Synth\nNumDrivers=1\nID0=a.PV6\nVersion=" +
@@ -71,6 +92,64 @@ std::vector<std::uint8_t> Entry(const std::string& name, std::uint32_t length, c
 }
 
 }  // namespace
+
+// Written by another program, bytes behind the last entry included.
+constexpr char kForeignPackage[] =
+    "50565a20030000000b41636d652058312e696e69580000001f8b08000000000002038bf6cc2b2e292acd4dcd2b89e5e5f24b"
+    "cc4db5754cce4d558830e4e572c92c4270fc4a735d8a32cb528b8a6d813c4f17035b4f1743bd8030335eae30a060667e9ead"
+    "312f1700d7aca3114f0000000f41636d652058315c4944312e505636240000001f8b08000000000002036360646266616563"
+    "e7e0e4e2e6e1e5e3070088e2cece100000001a41636d652058315c68746d6c5c46617374546970732e68746d6c200000001f"
+    "8b0800000000000203b329b02bc92c28b6d12fb0e3020043abba880c000000"
+    "00ff";
+
+TEST(Package, APackageOfAnotherProgramIsInstalledAsItStands) {
+  TempFolder temp;
+  const fs::path folder = temp.path() / "Instruments", package = temp.path() / "Acme X1 (2).pvz";
+  PutBytes(package, FromHexText(kForeignPackage));
+  PackagePreview preview;
+  ASSERT_TRUE(PreviewPackage(package, folder, &preview).ok());
+  EXPECT_EQ(preview.name + "|" + preview.version + "|" + preview.moduleFile, "Acme X1|3|Acme X1.ini");
+  EXPECT_EQ(preview.files.size(), 3u);
+  EXPECT_FALSE(preview.installed);
+  EXPECT_FALSE(fs::exists(folder)) << "a look writes nothing";
+  PutText(folder / "temp.gz", "the user's");
+  ScriptedPrompts prompts({});
+  InstallReport report;
+  ASSERT_EQ(DecompressFile(prompts, folder, package, &report), 1);
+  EXPECT_EQ(report.moduleFile, "Acme X1.ini") << "the package was renamed, its only INI counts";
+  EXPECT_EQ(TextOf(folder / "Acme X1/html/FastTips.html"), "<p>tips</p>\n");
+  EXPECT_EQ(TextOf(folder / "Acme X1/ID1.PV6").size(), 16u);
+  EXPECT_EQ(TextOf(folder / "temp.gz"), "the user's");
+  EXPECT_EQ(fs::status(folder / "Acme X1/ID1.PV6").permissions() & fs::perms(0111), fs::perms::none);
+  ASSERT_TRUE(PreviewPackage(package, folder, &preview).ok());
+  EXPECT_EQ(preview.installedVersion, "3");
+}
+
+TEST(Package, TheUserIsToldWhatIsWrong) {
+  TempFolder temp;
+  const std::vector<std::tuple<std::string, std::string, std::string>> cases = {
+      {"", "Error opening File! Cancel Operation | ", "package.pvz"},
+      {"5056590000000000", "Install Instrument Module | ", "Invalid File Header on read"},
+      {"50565a2001000000", "File Read Error | ", "entry 1"},
+      {"50565a2001000000032e2e6100000000", "File Read Error | ", "damaged"},
+      {"50565a2001000000042e2e5c6100000000", "Error opening File! Cancel Operation | ", "..\\a"},
+      {"50565a2001000000ff", "File Read Error | ", "name of entry 1"},
+  };
+  for (const auto& [hex, title, part] : cases) {
+    const fs::path package = temp.path() / "package.pvz", folder = temp.path() / "Instruments";
+    if (!hex.empty()) PutBytes(package, FromHexText(hex));
+    ScriptedPrompts prompts({});
+    EXPECT_EQ(DecompressFile(prompts, folder, package), 0) << hex;
+    ASSERT_EQ(prompts.Log().size(), 1u);
+    EXPECT_EQ(prompts.Log()[0].rfind(title, 0), 0u) << prompts.Log()[0];
+    EXPECT_NE(prompts.Log()[0].find(part), std::string::npos) << prompts.Log()[0];
+  }
+  const fs::path package = temp.path() / "empty.pvz";
+  PutBytes(package, FromHexText("50565a2000000000"));
+  ScriptedPrompts prompts({});
+  EXPECT_EQ(DecompressFile(prompts, temp.path() / "Instruments", package), 1);
+  EXPECT_TRUE(prompts.Log().empty());
+}
 
 TEST(Package, KeepsFilesAndNames) {
   const PackageFiles files = {
@@ -129,27 +208,45 @@ TEST(Package, BadBytesAreRefusedWithASentence) {
   EXPECT_FALSE(PackFiles({{"a\\b", {}}, {"A/B", {}}}, &twice).ok());
 }
 
-TEST(Package, InstallingAndUpdatingKeepsTheUsersFiles) {
+TEST(Package, InstallingAgainKeepsWhatIsTheUsers) {
   TempFolder temp;
   const fs::path folder = temp.path() / "Instruments";
   InstallReport report;
-  ASSERT_TRUE(
-      InstallPackageFiles(Module(1, {{"Synth\\old.txt", "old"}, {"Synth\\html\\tips.html", "tips"}}), folder, &report)
-          .ok());
+  const std::vector<std::pair<std::string, std::string>> user = {{"Synth\\InitForID1.bin", "init 1"},
+                                                                 {"Synth\\InitForID2.3.bin", "init 2"},
+                                                                 {"Synth\\Voice.ini", "template"},
+                                                                 {"Synth\\html\\tips.html", "tips"}};
+  ASSERT_TRUE(InstallPackageFiles(Module(1, user), folder, &report).ok());
   EXPECT_EQ(report.moduleFile, "Synth.ini");
-  EXPECT_EQ(TextOf(folder / "Synth/html/tips.html"), "tips");
-  EXPECT_TRUE(fs::exists(folder / kInstrumentDefinitionFile));
   PutText(folder / "Synth/mine/notes.txt", "mine");
   PutText(folder / "Synth/html/tips.html", "changed by hand");
-  ASSERT_TRUE(InstallPackageFiles(Module(2, {{"Synth\\html\\tips.html", "new tips"}}), folder, &report).ok());
-  EXPECT_EQ(TextOf(folder / "Synth/a.PV6"), "driver 2");
-  EXPECT_EQ(TextOf(folder / "Synth/mine/notes.txt"), "mine");
-  EXPECT_EQ(TextOf(folder / "Synth/html/tips.html"), "new tips");
-  EXPECT_EQ(TextOf(folder / "Synth/html/tips.html.user"), "changed by hand");
-  EXPECT_FALSE(fs::exists(folder / "Synth/old.txt")) << "what the former package brought goes with it";
-  EXPECT_EQ(report.kept.size(), 2u);
-  for (const auto& entry : fs::directory_iterator(folder))
-    EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
+  PutText(folder / "Synth/InitForID1.bin", "my own sound");
+  PutText(folder / "Synth/Voice.ini", "learned");
+  for (int again = 0; again < 2; ++again) {
+    auto next = user;
+    for (auto& [name, text] : next) text = "new " + text;
+    ASSERT_TRUE(InstallPackageFiles(Module(2, next), folder, &report).ok());
+    EXPECT_EQ(TextOf(folder / "Synth/a.PV6"), "driver 2");
+    EXPECT_EQ(TextOf(folder / "Synth/mine/notes.txt"), "mine");
+    EXPECT_EQ(TextOf(folder / "Synth/html/tips.html"), "new tips");
+    EXPECT_EQ(TextOf(folder / "Synth/InitForID1.bin"), "my own sound");
+    EXPECT_EQ(TextOf(folder / "Synth/InitForID1.bin.new"), "new init 1");
+    EXPECT_EQ(TextOf(folder / "Synth/InitForID2.3.bin"), "new init 2") << "the user never touched it";
+    EXPECT_EQ(TextOf(folder / "Synth/Voice.ini"), "learned");
+    EXPECT_EQ(TextOf(folder / "Synth/Voice.ini.new"), "new template");
+  }
+  const auto dates = fs::directory_iterator(folder / ".backup/Synth");
+  EXPECT_EQ(std::distance(dates, fs::directory_iterator()), 1) << "the second time nothing differs";
+  for (const auto& date : fs::directory_iterator(folder / ".backup/Synth")) {
+    EXPECT_EQ(TextOf(date.path() / "html/tips.html"), "changed by hand");
+    EXPECT_EQ(TextOf(date.path() / "a.PV6"), "driver 1");
+    EXPECT_NE(TextOf(date.path() / "Synth.ini").find("Version=1"), std::string::npos);
+  }
+  ASSERT_TRUE(TrashModule(folder, "synth.INI").ok());
+  EXPECT_FALSE(fs::exists(folder / "Synth"));
+  EXPECT_FALSE(fs::exists(folder / "Synth.ini"));
+  for (const auto& date : fs::directory_iterator(folder / ".trash/Synth"))
+    EXPECT_EQ(TextOf(date.path() / "Synth/mine/notes.txt"), "mine");
 }
 
 TEST(Package, NothingIsLeftOfAPackageThatCannotBeInstalled) {
@@ -157,10 +254,12 @@ TEST(Package, NothingIsLeftOfAPackageThatCannotBeInstalled) {
   const fs::path folder = temp.path() / "Instruments";
   InstallReport report;
   ASSERT_TRUE(InstallPackageFiles(Module(1), folder, &report).ok());
+  const auto before = Tree(folder);
   const std::vector<std::pair<PackageFiles, std::string>> cases = {
       {Module(2, {{"Other\\a.txt", "x"}}), "outside the module's folder"},
       {Module(2, {{"loose.txt", "x"}}), "outside the module's folder"},
-      {Module(2, {{"Second.ini", "x"}}), "more than one"},
+      {Module(2, {{"Second.ini", "x"}}), "no folder of its own"},
+      {Module(2, {{"Second.ini", "[Instrument]\nDir=Second\n"}}), "more than one"},
       {{{"Synth\\a.PV6", {}}}, "no module INI"},
       {{{"Synth.ini", TextBytes("[Instrument]\nDir=..\nNumDrivers=1\n")}}, "no folder of its own"},
       {{{"Synth.ini", TextBytes("[Instrument]\nDir=Synth\nNumDrivers=0\n")}}, "There are no drivers in the file"},
@@ -170,10 +269,18 @@ TEST(Package, NothingIsLeftOfAPackageThatCannotBeInstalled) {
     const Result result = InstallPackageFiles(files, folder, &report);
     EXPECT_FALSE(result.ok()) << part;
     EXPECT_NE(result.text.find(part), std::string::npos) << result.text;
-    EXPECT_EQ(TextOf(folder / "Synth/a.PV6"), "driver 1") << part;
+    EXPECT_EQ(Tree(folder), before) << part;
   }
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 3)
-      << "definition file, INI and folder";
+  const fs::path damaged = temp.path() / "Synth.pvz";
+  auto bytes = Packed(Module(2));
+  bytes[bytes.size() - 5] ^= 1;
+  PutBytes(damaged, bytes);
+  EXPECT_FALSE(InstallPackage(damaged, folder, &report).ok());
+  InstallOptions cancelled;
+  cancelled.cancel.Cancel();
+  PutBytes(damaged, Packed(Module(2)));
+  EXPECT_EQ(InstallPackage(damaged, folder, &report, cancelled).code, kPackageCancelled);
+  EXPECT_EQ(Tree(folder), before);
   EXPECT_TRUE(InstallPackageFiles({}, folder, &report).ok()) << "a package without files installs nothing";
   // A link inside the module folder does not lead out of it.
   fs::remove_all(folder / "Synth");
@@ -200,6 +307,31 @@ TEST(Package, ShippedPackagesAreInstalledOnce) {
   EXPECT_TRUE(InstallShippedPackages(shipped, folder, &reports).ok());
   EXPECT_EQ(reports.size(), 1u);
   EXPECT_EQ(TextOf(folder / "Synth/a.PV6"), "driver 3");
+  EXPECT_FALSE(fs::exists(folder / ".backup")) << "nothing of the user's was replaced";
+  PutText(shipped / "zk.pvz", "not for users");
+  EXPECT_EQ(OfferedPackages(shipped), std::vector<std::string>{"Synth.pvz"});
+  EXPECT_NE(EnsureInstrumentFolder(folder, shipped).text.find("The Instrument Definition file was not found at\n"),
+            std::string::npos);
+  ASSERT_TRUE(EnsureInstrumentFolder(folder, TONALITH_SOURCE_DIR "/resources").ok());
+  EXPECT_EQ(TextOf(folder / kInstrumentDefinitionFile), std::string("EDPV\1\0\0\0", 8));
+}
+
+TEST(Package, LongNamesAndBombsAreRefused) {
+  TempFolder temp;
+  const fs::path folder = temp.path() / "Instruments";
+  InstallReport report;
+  ASSERT_TRUE(InstallPackageFiles(Module(1), folder, &report).ok());
+  const auto before = Tree(folder);
+  const std::string longest = "Synth\\" + std::string(249, 'x');
+  const Result result = InstallPackageFiles(Module(1, {{longest, "x"}}), folder, &report);
+  EXPECT_TRUE(result.ok()) << "255 bytes are allowed: " << result.text;
+  EXPECT_FALSE(InstallPackageFiles(Module(2, {{longest + "x", "x"}}), folder, &report).ok());
+  fs::remove(folder / "Synth" / std::string(249, 'x'));
+  // Zeros at the best ratio gzip has: 64 MiB in 64 KiB.
+  PackageFiles none;
+  EXPECT_NE(UnpackFiles(Packed({{"a", std::vector<std::uint8_t>(64 << 20)}}), &none).text.find("too large"),
+            std::string::npos);
+  EXPECT_EQ(TextOf(folder / "Synth/a.PV6"), before.at("Synth/a.PV6"));
 }
 
 }  // namespace tonalith

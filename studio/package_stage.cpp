@@ -1,0 +1,329 @@
+#include "studio/package_stage.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <system_error>
+
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kStagingPrefix[] = ".staging-";
+constexpr char kBackupFolder[] = ".backup";
+
+Result WriteBelow(const fs::path& folder, const std::string& name, std::span<const std::uint8_t> bytes) {
+  std::string target;
+  Result result = MakeFolders(folder.string());
+  if (result.ok()) result = SafeJoin(folder.string(), name, target);
+  if (result.ok()) result = MakeFolders(FolderOf(target));
+  return result.ok() ? WriteFileAtomically(target, bytes) : result;
+}
+
+Result CopyEntry(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  fs::create_directories(to.parent_path(), error);
+  if (!error && fs::is_symlink(from, error)) {
+    fs::copy_symlink(from, to, error);
+  } else if (!error) {
+    return CopyFileAtomically(from.string(), to.string());
+  }
+  return error ? Result::Failure("\"" + from.string() + "\" cannot be kept: " + error.message() + ".")
+               : Result::Success();
+}
+
+// Removes staging folders of installations that did not come to their end.
+void SweepStaging(const fs::path& instruments) {
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(instruments, error)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind(kStagingPrefix, 0) != 0) continue;
+    const int pid = std::atoi(name.c_str() + sizeof kStagingPrefix - 1);
+    if (pid > 0 && pid != ::getpid() && ::kill(pid, 0) != 0 && errno == ESRCH) fs::remove_all(entry.path(), error);
+  }
+}
+
+// Files that the user writes while working with the instrument: initial data, learned controllers in templates,
+// variables.
+bool IsUserKind(const std::string& name) {
+  const std::string file = AsciiLower(FileNameOf(name));
+  return MatchesPattern("initforid*.bin", file) || file.ends_with(".ini");
+}
+
+// Puts `from` in the place of `to`; what was there is afterwards at `from`.
+std::error_code Exchange(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  fs::create_directories(to.parent_path(), error);
+  if (!fs::exists(fs::symlink_status(to, error))) {
+    error.clear();
+    fs::rename(from, to, error);
+    return error;
+  }
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) return {};
+  // File systems that cannot exchange.
+  const fs::path aside = from.string() + ".former";
+  fs::rename(to, aside, error);
+  if (error) return error;
+  fs::rename(from, to, error);
+  std::error_code ignored;
+  if (error)
+    fs::rename(aside, to, ignored);
+  else
+    fs::rename(aside, from, ignored);
+  return error;
+}
+
+}  // namespace
+
+std::string PackagePathOnDisk(const std::string& path) {
+  return ReplaceAll(IsValidUtf8(path) ? path : Cp1252ToUtf8(path), "\\", "/");
+}
+
+std::uint32_t PackageFileCrc(std::span<const std::uint8_t> bytes) {
+  return static_cast<std::uint32_t>(crc32_z(0, bytes.data(), bytes.size()));
+}
+
+std::string PackageManifestName(const std::string& baseName) {
+  return ".installed/" + baseName + ".lst";
+}
+
+PackageManifest ReadPackageManifest(const fs::path& instruments, const std::string& baseName) {
+  PackageManifest manifest;
+  const auto file = FindPath(instruments.string(), PackageManifestName(baseName), PathTrust::Untrusted);
+  std::string text;
+  if (!file || !ReadWholeFile(*file, text, 16u << 20).ok()) return manifest;
+  for (const std::string& line : SplitText(text, '\n')) {
+    unsigned crc = 0;
+    int used = 0;
+    if (std::sscanf(line.c_str(), "%8x %n", &crc, &used) == 1 && used > 0)
+      manifest[AsciiLower(TrimmedView(std::string_view(line).substr(static_cast<std::size_t>(used))))] = crc;
+  }
+  return manifest;
+}
+
+std::string PackageManifestText(const PackageManifest& manifest) {
+  std::string text;
+  for (const auto& [name, crc] : manifest) text += Printf("%08x ", crc) + name + "\n";
+  return text;
+}
+
+fs::path ExistingModulePath(const fs::path& instruments, const std::string& name) {
+  const auto found = FindPath(instruments.string(), name, PathTrust::Untrusted);
+  return found ? fs::path(*found) : instruments / name;
+}
+
+fs::path DatedFolder(const fs::path& folder) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  ::localtime_r(&now, &local);
+  const std::string date = Printf("%04d-%02d-%02d", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday);
+  std::error_code error;
+  fs::path dated = folder / date;
+  for (int n = 2; fs::exists(fs::symlink_status(dated, error)); ++n) dated = folder / (date + " " + std::to_string(n));
+  return dated;
+}
+
+Result SortPackage(const std::vector<std::string>& paths, const std::function<std::string(const std::string&)>& readIni,
+                   std::vector<PackageModule>* modules) {
+  for (const std::string& path : paths) {
+    if (path.find('/') != std::string::npos || !AsciiEndsWithNoCase(path, ".ini")) continue;
+    PackageModule module;
+    module.iniName = path;
+    module.baseName = WithoutExtension(path);
+    module.ini = IniFile::FromBytes(readIni(path));
+    const std::string folder = module.ini.GetString("Instrument", "Dir");
+    if (!IsSafePackagePath(ReplaceAll(folder, "/", "\\")) || folder.front() == '.')
+      return Result::Failure("The module INI " + path + " names no folder of its own (\"Dir\").");
+    module.folder = ReplaceAll(folder, "\\", "/");
+    modules->push_back(std::move(module));
+  }
+  if (modules->empty()) return Result::Failure("The package holds no module INI.");
+  for (const std::string& path : paths) {
+    bool placed = false;
+    for (PackageModule& module : *modules) {
+      if (placed || path == module.iniName) {
+        placed = true;
+        continue;
+      }
+      if (!AsciiStartsWithNoCase(path, module.folder + "/")) continue;
+      module.files.push_back(path.substr(module.folder.size() + 1));
+      placed = true;
+    }
+    if (!placed) return Result::Failure("The package would write \"" + path + "\" outside the module's folder.");
+  }
+  return Result::Success();
+}
+
+Result MainModule(const std::vector<PackageModule>& modules, const std::string& packageName, std::size_t* index) {
+  *index = 0;
+  for (std::size_t i = 0; i < modules.size(); ++i) {
+    if (!AsciiEqualNoCase(modules[i].baseName, packageName)) continue;
+    *index = i;
+    return Result::Success();
+  }
+  if (modules.size() == 1) return Result::Success();
+  return Result::Failure("The package holds more than one module INI, and none has the name of the package.");
+}
+
+StagedPackage::StagedPackage(const fs::path& instruments) : instruments_(instruments) {
+  static int counter = 0;
+  SweepStaging(instruments);
+  stage_ = instruments / (kStagingPrefix + std::to_string(::getpid()) + "-" + std::to_string(++counter));
+}
+
+StagedPackage::~StagedPackage() {
+  std::error_code error;
+  fs::remove_all(stage_, error);
+}
+
+Result StagedPackage::Add(const std::string& path, std::span<const std::uint8_t> bytes) {
+  if (!IsSafePackagePath(path)) return Result::Failure("The package holds a file name that is not allowed.");
+  const std::string name = PackagePathOnDisk(path);
+  const Result written = WriteBelow(stage_ / "files", name, bytes);
+  if (!written.ok()) return Result::Failure(std::string(kPackageTempError) + ": " + written.text, kPackageFault);
+  crcs_[name] = PackageFileCrc(bytes);
+  lowerNames_[AsciiLower(name)] = name;
+  return Result::Success();
+}
+
+Result StagedPackage::BackUp(const PackageModule& module, const fs::path& file, const std::string& name,
+                             InstallReport* report) {
+  const Result copied = CopyEntry(file, stage_ / kBackupFolder / module.baseName / name);
+  if (copied.ok()) report->backups.push_back(name);
+  return copied;
+}
+
+Result StagedPackage::KeepFormerEntry(const PackageModule& module, const fs::path& former, const std::string& name,
+                                      const PackageManifest& manifest, const InstallOptions& options,
+                                      InstallReport* report) {
+  const auto brought = lowerNames_.find(AsciiLower(module.folder + "/" + name));
+  std::error_code error;
+  const bool link = fs::is_symlink(former, error);
+  std::uint32_t crc = 0;
+  if (!link) {
+    std::vector<std::uint8_t> bytes;
+    if (const Result read = ReadWholeFile(former.string(), bytes); !read.ok()) return read;
+    crc = PackageFileCrc(bytes);
+  }
+  const auto known = manifest.find(AsciiLower(name));
+  const bool changed = link || known == manifest.end() || known->second != crc;
+  const fs::path files = stage_ / "files";
+  if (brought == lowerNames_.end()) {
+    const fs::path target = files / module.folder / name;
+    // The packaged form of a file that stays, put aside a moment ago, is newer.
+    if (fs::exists(target, error)) return Result::Success();
+    if (changed) report->kept.push_back(module.folder + "/" + name);
+    return CopyEntry(former, target);
+  }
+  if (!link && crcs_[brought->second] == crc) return Result::Success();
+  const fs::path staged = files / brought->second;
+  if (!link && changed && IsUserKind(name)) {
+    fs::rename(staged, staged.string() + ".new", error);
+    if (error) return Result::Failure("\"" + brought->second + "\" cannot be put aside: " + error.message() + ".");
+    report->kept.push_back(brought->second);
+    return CopyEntry(former, staged);
+  }
+  return changed || options.backUpAll ? BackUp(module, former, name, report) : Result::Success();
+}
+
+Result StagedPackage::KeepFormer(const PackageModule& module, const InstallOptions& options, InstallReport* report) {
+  const fs::path former = ExistingModulePath(instruments_, module.folder);
+  const PackageManifest manifest = ReadPackageManifest(instruments_, module.baseName);
+  std::error_code error;
+  if (fs::is_directory(former, error)) {
+    for (auto it = fs::recursive_directory_iterator(former, error); !error && it != fs::recursive_directory_iterator();
+         it.increment(error)) {
+      const bool link = it->is_symlink(error);
+      if (!link && !it->is_regular_file(error)) continue;
+      const std::string name = it->path().lexically_relative(former).generic_string();
+      const Result kept = KeepFormerEntry(module, it->path(), name, manifest, options, report);
+      if (!kept.ok()) return kept;
+    }
+    if (error) return Result::Failure("The former module folder cannot be read: " + error.message() + ".");
+  }
+  const fs::path ini = ExistingModulePath(instruments_, module.iniName);
+  std::vector<std::uint8_t> bytes;
+  if (!fs::is_regular_file(ini, error) || !ReadWholeFile(ini.string(), bytes).ok()) return Result::Success();
+  const std::uint32_t crc = PackageFileCrc(bytes);
+  const auto known = manifest.find("../" + AsciiLower(module.iniName));
+  const bool changed = known == manifest.end() || known->second != crc;
+  if (crc == crcs_[module.iniName] || (!changed && !options.backUpAll)) return Result::Success();
+  return BackUp(module, ini, module.iniName, report);
+}
+
+Result StagedPackage::WriteManifest(const PackageModule& module) {
+  PackageManifest manifest;
+  for (const std::string& name : module.files) {
+    const auto& staged = lowerNames_[AsciiLower(module.folder + "/" + name)];
+    manifest[AsciiLower(name)] = crcs_[staged];
+  }
+  manifest["../" + AsciiLower(module.iniName)] = crcs_[module.iniName];
+  const std::string text = PackageManifestText(manifest);
+  return WriteBelow(stage_, PackageManifestName(module.baseName),
+                    {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+}
+
+Result StagedPackage::Prepare(const std::string& packageName, const InstallOptions& options, InstallReport* report) {
+  std::vector<std::string> paths;
+  for (const auto& [path, crc] : crcs_) paths.push_back(path);
+  const auto readIni = [this](const std::string& path) {
+    std::string text;
+    return ReadWholeFile((stage_ / "files" / path).string(), text).ok() ? text : std::string();
+  };
+  std::size_t main = 0;
+  Result result = SortPackage(paths, readIni, &modules_);
+  if (result.ok()) result = MainModule(modules_, packageName, &main);
+  if (!result.ok()) return result;
+  const PackageModule& module = modules_[main];
+  if (module.ini.GetInt("Instrument", "NumDrivers") <= 0)
+    return Result::Failure("Error!\nThere are no drivers in the file\n" + module.iniName + "\nto load!");
+  for (const PackageModule& each : modules_) {
+    std::error_code error;
+    fs::create_directories(stage_ / "files" / each.folder, error);
+    result = KeepFormer(each, options, report);
+    if (result.ok()) result = WriteManifest(each);
+    if (!result.ok()) return result;
+    const fs::path backup = stage_ / kBackupFolder / each.baseName;
+    if (fs::exists(backup, error))
+      moves_.push_back({backup, DatedFolder(instruments_ / kBackupFolder / each.baseName)});
+    moves_.push_back({stage_ / "files" / each.folder, ExistingModulePath(instruments_, each.folder)});
+    moves_.push_back({stage_ / "files" / each.iniName, ExistingModulePath(instruments_, each.iniName)});
+    moves_.push_back({stage_ / PackageManifestName(each.baseName), instruments_ / PackageManifestName(each.baseName)});
+  }
+  report->written = paths;
+  report->moduleFile = ExistingModulePath(instruments_, module.iniName).filename().string();
+  report->name = module.ini.GetString("Instrument", "Name", module.baseName);
+  return Result::Success();
+}
+
+Result StagedPackage::Commit() {
+  for (std::size_t i = 0; i < moves_.size(); ++i) {
+    const std::error_code error = Exchange(moves_[i].from, moves_[i].to);
+    if (!error) continue;
+    const std::string what = moves_[i].to.string();
+    while (i-- > 0) {
+      std::error_code ignored;
+      const bool wasThere = fs::exists(fs::symlink_status(moves_[i].from, ignored));
+      if (wasThere)
+        Exchange(moves_[i].from, moves_[i].to);
+      else
+        fs::rename(moves_[i].to, moves_[i].from, ignored);
+    }
+    return Result::Failure("\"" + what + "\" cannot be put in place: " + error.message() + ".");
+  }
+  return Result::Success();
+}
+
+}  // namespace tonalith
