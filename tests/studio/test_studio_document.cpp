@@ -7,7 +7,7 @@
 #include "platform/atomic_file.h"
 #include "platform/byte_window.h"
 #include "studio/module.h"
-#include "studio/package.h"
+#include "studio/package_install.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
