@@ -9,6 +9,10 @@ bool StrikesAt(const Fault& fault, int number) {
   return fault.reply == 0 || (number >= fault.reply && number < fault.reply + fault.times);
 }
 
+bool IsIdentityReply(const std::vector<std::uint8_t>& bytes) {
+  return bytes.size() > 8 && bytes[0] == 0xF0 && bytes[1] == 0x7E && bytes[3] == 0x06 && bytes[4] == 0x02;
+}
+
 }  // namespace
 
 void FaultLine::Set(FaultPlan plan) {
@@ -93,6 +97,16 @@ void FaultLine::Damage(const Fault& fault, Reply& reply, std::size_t devicePosit
         bytes[devicePosition] =
             static_cast<std::uint8_t>((bytes[devicePosition] & 0x70) | ((bytes[devicePosition] + 1) & 0x0F));
       break;
+    case FaultKind::kShortReply:
+      bytes.resize(std::min(fault.at >= 0 ? at : std::size_t{8}, bytes.size() - 1));
+      bytes.push_back(0xF7);
+      break;
+    case FaultKind::kOtherModel:
+      if (IsIdentityReply(bytes)) bytes[bytes[5] == 0 ? 8 : 6] ^= 0x15;
+      break;
+    case FaultKind::kEverybodyId:
+      if (IsIdentityReply(bytes)) bytes[2] = 0x7F;
+      break;
     case FaultKind::kLateReply:
       reply.delayUs += std::int64_t{fault.delayMs} * 1000;
       break;
@@ -116,6 +130,9 @@ std::vector<Reply> FaultLine::Output(std::vector<Reply> replies, std::size_t dev
       if (fault.kind == FaultKind::kNoReply) silent = true;
       if (fault.kind == FaultKind::kDoubleReply) twice = true;
       if (fault.kind == FaultKind::kForeignFirst) out.push_back({{0xF0, 0x7D, 0x01, 0x02, 0x03, 0xF7}, reply.delayUs});
+      if (fault.kind == FaultKind::kForeignIdentity)
+        out.push_back({{0xF0, 0x7E, 0x05, 0x06, 0x02, 0x3F, 0x01, 0x00, 0x02, 0x00, 0x01, 0x02, 0x03, 0x04, 0xF7},
+                       reply.delayUs});
       Damage(fault, reply, devicePosition);
     }
     lateUs += reply.delayUs - dueUs;

@@ -8,7 +8,7 @@
 namespace tonalith {
 namespace {
 
-constexpr std::array<std::pair<std::string_view, FaultKind>, 12> kFaultNames = {{
+constexpr std::array<std::pair<std::string_view, FaultKind>, 16> kFaultNames = {{
     {"lost-byte", FaultKind::kLostByte},
     {"corrupt-byte", FaultKind::kCorruptByte},
     {"late-reply", FaultKind::kLateReply},
@@ -21,6 +21,10 @@ constexpr std::array<std::pair<std::string_view, FaultKind>, 12> kFaultNames = {
     {"busy-once", FaultKind::kBusyOnce},
     {"refuse-once", FaultKind::kRefuseOnce},
     {"port-vanishes", FaultKind::kPortVanishes},
+    {"short-reply", FaultKind::kShortReply},
+    {"other-model", FaultKind::kOtherModel},
+    {"foreign-identity", FaultKind::kForeignIdentity},
+    {"everybody-id", FaultKind::kEverybodyId},
 }};
 
 bool SetFaultKey(Fault& fault, std::string_view key, std::string_view value) {

@@ -10,18 +10,22 @@ namespace tonalith {
 
 // What goes wrong on demand between a simulated instrument and the program.
 enum class FaultKind : std::uint8_t {
-  kLostByte,        // "lost-byte": one byte of the message is missing
-  kCorruptByte,     // "corrupt-byte": one byte has another value
-  kLateReply,       // "late-reply": `delay` ms later than it should
-  kNoReply,         // "no-reply"
-  kDoubleReply,     // "double-reply": the message comes twice
-  kTruncatedReply,  // "truncated-reply": ends before byte `at`, without F7
-  kRealTimeInside,  // "realtime-inside": `value` (F8) before byte `at`
-  kForeignFirst,    // "foreign-first": a message of somebody else comes first
-  kWrongDevice,     // "wrong-device": the device number in the message is another one
-  kBusyOnce,        // "busy-once": the request is not served (refused when the instrument has a word for it)
-  kRefuseOnce,      // "refuse-once": data is answered with the instrument's error message and not taken
-  kPortVanishes,    // "port-vanishes": the cable is pulled after `at` bytes, counted in both directions
+  kLostByte,         // "lost-byte": one byte of the message is missing
+  kCorruptByte,      // "corrupt-byte": one byte has another value
+  kLateReply,        // "late-reply": `delay` ms later than it should
+  kNoReply,          // "no-reply"
+  kDoubleReply,      // "double-reply": the message comes twice
+  kTruncatedReply,   // "truncated-reply": ends before byte `at`, without F7
+  kRealTimeInside,   // "realtime-inside": `value` (F8) before byte `at`
+  kForeignFirst,     // "foreign-first": a message of somebody else comes first
+  kWrongDevice,      // "wrong-device": the device number in the message is another one
+  kBusyOnce,         // "busy-once": the request is not served (refused when the instrument has a word for it)
+  kRefuseOnce,       // "refuse-once": data is answered with the instrument's error message and not taken
+  kPortVanishes,     // "port-vanishes": the cable is pulled after `at` bytes, counted in both directions
+  kShortReply,       // "short-reply": ends with F7 after `at` bytes (8 when not given)
+  kOtherModel,       // "other-model": the family code of an identity reply is another one
+  kForeignIdentity,  // "foreign-identity": an identity reply of somebody else comes first
+  kEverybodyId,      // "everybody-id": an identity reply carries 7F in place of the device number
 };
 
 struct Fault {

@@ -65,8 +65,9 @@ std::string VirtualStudio::TalkVerdict(std::size_t place) {
 
 void VirtualStudio::SendReplies(Cable& cable, const std::vector<Reply>& replies) {
   if (!cable.endpoint->plugged()) return;
+  VirtualEndpoint& way = cable.answersOn ? *cable.answersOn : *cable.endpoint;
   for (const Reply& reply : replies) {
-    cable.endpoint->Send(reply.bytes, reply.delayUs);
+    way.Send(reply.bytes, reply.delayUs);
     cable.queued += reply.bytes.size();
   }
 }
@@ -74,6 +75,7 @@ void VirtualStudio::SendReplies(Cable& cable, const std::vector<Reply>& replies)
 void VirtualStudio::OnBytes(Cable& cable, std::span<const std::uint8_t> bytes, std::int64_t timeUs) {
   const std::lock_guard lock(cable.mutex);
   if (cable.talk) return SendReplies(cable, cable.talk->OnBytes(bytes));
+  if (!cable.instrument) return;
   const bool was = cable.instrument->vanished();
   SendReplies(cable, cable.instrument->OnBytes(bytes, timeUs));
   if (was || !cable.instrument->vanished()) return;
@@ -109,6 +111,16 @@ bool VirtualStudio::PanelSend(std::size_t place, std::string_view message, int i
   const auto replies = cable.instrument->PanelSend(message, item);
   SendReplies(cable, replies);
   return !replies.empty();
+}
+
+void VirtualStudio::AnswerOn(std::size_t place, std::size_t otherPlace) {
+  if (place >= cables_.size() || otherPlace >= cables_.size()) return;
+  const std::lock_guard lock(cables_[place]->mutex);
+  cables_[place]->answersOn = cables_[otherPlace]->endpoint;
+}
+
+std::size_t VirtualStudio::AttachSilent(const std::string& portName) {
+  return Connect(std::make_shared<Cable>(), portName);
 }
 
 void VirtualStudio::Unplug(std::size_t place) {

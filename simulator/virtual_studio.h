@@ -50,6 +50,11 @@ class VirtualStudio {
   // The instrument's panel sends without being asked.
   bool PanelSend(std::size_t place, std::string_view message, int item = 0);
 
+  // What the instrument at `place` says comes in on the port of another place, as with cables put in crosswise.
+  void AnswerOn(std::size_t place, std::size_t otherPlace);
+  // A port pair where nobody answers.
+  std::size_t AttachSilent(const std::string& portName);
+
   void Unplug(std::size_t place);
   void PlugIn(std::size_t place);  // also after a "port-vanishes" fault
 
@@ -60,7 +65,8 @@ class VirtualStudio {
     std::unique_ptr<SimulatedInstrument> instrument;
     std::unique_ptr<ConversationPlayer> talk;
     std::shared_ptr<VirtualEndpoint> endpoint;
-    std::uint64_t queued = 0;  // bytes handed to the cable, to the program
+    std::shared_ptr<VirtualEndpoint> answersOn;  // null: its own
+    std::uint64_t queued = 0;                    // bytes handed to the cable, to the program
   };
   std::size_t Connect(std::shared_ptr<Cable> cable, const std::string& portName);
   static void OnBytes(Cable& cable, std::span<const std::uint8_t> bytes, std::int64_t timeUs);
