@@ -5,7 +5,7 @@
 
 #include "app/main_frame.h"
 #include "app/simulation.h"
-#include "app/studio_ports.h"
+#include "studio/open_studio_ports.h"
 #include "services/start_stop.h"
 #include "services/zkbasics.h"
 #include "ui/qt_dispatch.h"
