@@ -124,8 +124,8 @@ bool ZKBankDoc::SameAs(const DataFile& other) const {
          SameBytes(own.xtra, own.xtraSize, other.xtra, other.xtraSize);
 }
 
-void ZKBankDoc::BeginReceive() {
-  CreateBackup("Get from Instrument");
+void ZKBankDoc::BeginReceive(const std::string& description) {
+  CreateBackup(description);
   SetBusy(true);
 }
 
@@ -135,7 +135,7 @@ bool ZKBankDoc::EndReceive() {
     backups_.pop_back();
   } else {
     modified_ = true;
-    status_ = "Get from Instrument";
+    status_ = backups_.empty() ? "Get from Instrument" : backups_.back().description;
   }
   busy_ = false;
   Tell(Change::All);

@@ -53,7 +53,7 @@ class ZKBankDoc {
   bool CmEditUndo();
 
   // To be called around a receive into dataFile(): the snapshot is dropped again when nothing changed.
-  void BeginReceive();
+  void BeginReceive(const std::string& description = "Get from Instrument");
   // Tells the listeners; returns true when the data differs from what it was before.
   bool EndReceive();
   // Patches of a running receive are in place.

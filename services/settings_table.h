@@ -105,7 +105,7 @@
   X(MainLeftHandTouch, leftHandTouch, U8, nullptr, nullptr, 0, 0, 1, Plain, Patch, "Left-hand touch") \
   X(MainTouchScreenEditing, touchScreenEditing, U8, nullptr, nullptr, 0, 0, 1, Plain, Patch, "Touch screen editing") \
   X(MainOscLimits, oscLimits, U8, nullptr, nullptr, 0, 0, 1, Plain, Miscellaneous, "Limit OSC values") \
-  X(MainReceiveManualBulkDumps, receiveManualBulkDumps, U8, nullptr, nullptr, 0, 0, 1, Plain, Studio, "Receive manual bulk dumps and create new SysEx") \
+  X(MainReceiveManualBulkDumps, receiveManualBulkDumps, U8, nullptr, nullptr, 0, 0, 2, Plain, Studio, "Receive manual bulk dumps and create new SysEx") \
   X(MainHideUAC, hideUAC, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Hide permission notices") \
   X(MainGroupByType, groupByType, U8, nullptr, nullptr, 1, 0, 1, Plain, None, "Arrange Sets by type") \
   X(MainBankAuditionDisabled, bankAuditionDisabled, U8, "Preferences", "Bank Audition Enable", 1, 0, 1, Inverted, None, "Bank auditions are off") \

@@ -47,6 +47,7 @@ ZKStudioDoc::ZKStudioDoc(StudioPaths paths, Prompts& prompts, StudioPorts* ports
 ZKStudioDoc::~ZKStudioDoc() = default;
 
 void ZKStudioDoc::Changed() {
+  ++generation_;
   if (!loading_ && changeSink_) changeSink_();
 }
 

@@ -341,6 +341,8 @@ class ZKStudioDoc {
 
   // What the SysEx maps of all instruments have set.
   SysXBase& sysExBase() { return sysExBase_; }
+  // Another number whenever instruments came, went or changed: what was made from the nodes before may be stale.
+  std::uint64_t generation() const { return generation_; }
   // The text of the check for drivers without a SysEx map; empty: all is well.
   std::string OnDriversMissingDescriptor() const { return DriversMissingDescriptor(SysExMapEntries); }
 
@@ -393,6 +395,7 @@ class ZKStudioDoc {
   int droppedInstruments_ = 0;  // of the studio file read last
   bool hosted_ = false;
   SysXBase sysExBase_;
+  std::uint64_t generation_ = 1;
   std::vector<std::string> lastInNames_, lastOutNames_;
   std::function<void(const std::string&)> dataFolderSink_;
   std::function<void()> changeSink_;

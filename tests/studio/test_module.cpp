@@ -28,7 +28,7 @@ TEST(ModuleSourceText, BecomesIniAndDrivers) {
   ModuleImage image;
   const Result result = BuildModule(GoodSource(), &image);
   ASSERT_TRUE(result.ok()) << result.text;
-  ASSERT_EQ(image.files.size(), 3u);
+  ASSERT_EQ(image.files.size(), 5u) << "an INI, and a driver and a map for each type";
   EXPECT_EQ(image.files[0].path, "Test Synth.ini");
   EXPECT_EQ(image.files[2].path, "Test Synth\\bank7.PV6");
   const std::string ini(image.files[0].bytes.begin(), image.files[0].bytes.end());
