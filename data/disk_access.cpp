@@ -151,7 +151,7 @@ void DiskAccess::DiskDirectoryFix(const std::string& dir, bool set) {
 void DiskAccess::DiskAccessClose(int& code, const std::string& dir, const std::string& name) {
   const bool quiet = code == kDiskOk || code == kDiskCancelled || code == kDiskKeywordAbsent;
   if (code == kDiskNotSet && IsStudioFile(name)) {
-    const Result aside = SetAsideBroken(FullPath(name));
+    const Result aside = SetAsideBroken(FullPath(name), ".bad");
     if (!aside.ok()) DebugLog("%s", aside.text.c_str());
     code = kDiskOk;
   } else if (!quiet) {

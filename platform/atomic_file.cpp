@@ -311,11 +311,12 @@ Result MakeFolders(const std::string& path) {
   }
 }
 
-Result SetAsideBroken(const std::string& path) {
-  std::string name = path + ".broken";
+Result SetAsideBroken(const std::string& path, const std::string& ending, std::string* name) {
+  std::string aside = path + ending;
   struct stat info {};
-  for (int i = 2; ::lstat(name.c_str(), &info) == 0 && i < 1000; ++i) name = Printf("%s.broken%d", path.c_str(), i);
-  if (::rename(path.c_str(), name.c_str()) != 0) return FileFailure("rename", path, errno);
+  for (int i = 2; ::lstat(aside.c_str(), &info) == 0 && i < 1000; ++i) aside = path + ending + std::to_string(i);
+  if (::rename(path.c_str(), aside.c_str()) != 0) return FileFailure("rename", path, errno);
+  if (name) *name = aside;
   return Result::Success();
 }
 

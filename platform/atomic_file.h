@@ -66,8 +66,9 @@ bool FileExists(const std::string& path);    // anything but a folder
 bool FolderExists(const std::string& path);  // also through a symbolic link
 // Creates the folder and all above it; success when it is there already.
 Result MakeFolders(const std::string& path);
-// Renames a file that could not be read to NAME.broken (.broken2 ... when that exists).
-Result SetAsideBroken(const std::string& path);
+// Renames a file that could not be read to NAME.broken (.broken2 ... when that exists), or with another ending.  `name`
+// (may be null) receives the new path.
+Result SetAsideBroken(const std::string& path, const std::string& ending = ".broken", std::string* name = nullptr);
 
 // A sentence for an errno value: "Cannot WHAT PATH: REASON."
 Result FileFailure(const char* what, const std::string& path, int error);

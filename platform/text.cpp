@@ -231,6 +231,32 @@ std::string ReplaceAll(std::string_view text, std::string_view what, std::string
   return out.append(text);
 }
 
+std::string EscapeXml(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&apos;";
+        break;
+      default:
+        if (static_cast<unsigned char>(c) >= 32 || c == '\t' || c == '\n') out += c;
+    }
+  }
+  return out;
+}
+
 bool CopyText(char* out, std::size_t size, std::string_view text) {
   if (!out || size == 0) return false;
   const std::size_t count = std::min(text.size(), size - 1);

@@ -43,6 +43,8 @@ bool AsciiEndsWithNoCase(std::string_view text, std::string_view end);
 std::string_view TrimmedView(std::string_view text);  // without blanks, tabs and line ends at both ends
 std::vector<std::string> SplitText(std::string_view text, char separator);
 std::string ReplaceAll(std::string_view text, std::string_view what, std::string_view by);
+// For text and attribute values of XML: & < > " ' as entities; control characters, which XML cannot hold, left out.
+std::string EscapeXml(std::string_view text);
 // Copies as much as fits and always ends with a terminator; false when it was cut.  Nothing happens when size is 0.
 bool CopyText(char* out, std::size_t size, std::string_view text);
 template <std::size_t N>

@@ -56,7 +56,7 @@
   X(MainShowParentChildRelationships, showParentChildRelationships, U8, "Preferences", "UseParentChild", 1, 0, 2, Plain, Bank, "Parent/child relationships") \
   X(MainShowSelectedControl, showSelectedControl, U8, "Preferences", "Show Selected Controls", 1, 0, 1, Plain, Patch, "Highlight the selected control") \
   X(MainEditPatchUsingPatchNumber, editPatchUsingPatchNumber, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Edit patches by their patch number") \
-  X(MainAutoConfigInstruments, autoConfigInstruments, U8, "Preferences", "AutoSense", 0, 0, 1, Plain, Studio, "Sense instruments automatically") \
+  X(MainAutoConfigInstruments, autoConfigInstruments, U8, "Preferences", "AutoSense", 0, 0, 1, Plain, Studio, "Sense instruments when they are added") \
   X(MainLibNumBlend, libNumBlend, U16, nullptr, nullptr, 16, 1, 512, Plain, Library, "Results of Blend") \
   X(MainLibNumMorph, libNumMorph, U16, nullptr, nullptr, 16, 1, 512, Plain, Library, "Results of Morph") \
   X(MainLibNumMix, libNumMix, U16, nullptr, nullptr, 32, 1, 512, Plain, Library, "Results of Mix All") \
@@ -76,7 +76,7 @@
   X(MainNoMouseLimit, noMouseLimit, U8, "Preferences", "No Mouse Limit", 1, 0, 1, Plain, Patch, "Mouse moves are not limited to the control") \
   X(MainIncludeRealTimeEvents, includeRealTimeEvents, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Include real-time messages in MIDI thru") \
   X(MainAutoLoadTempElements, autoLoadTempElements, U8, "Preferences", "Auto Load Temp Elements", 2, 0, 2, Plain, Studio, "New Set elements") \
-  X(MainAutoSenseOnProgramExecution, autoSenseOnProgramExecution, U8, "Preferences", "Auto Sense On Program Execution", 0, 0, 1, Plain, Studio, "Sense instruments when they are added") \
+  X(MainAutoSenseOnProgramExecution, autoSenseOnProgramExecution, U8, "Preferences", "Auto Sense On Program Execution", 0, 0, 1, Plain, Studio, "Sense instruments at start") \
   X(MainToolbarCorner, toolbarCorner, U8, nullptr, nullptr, 0, 0, 3, Plain, Miscellaneous, "Corner of the tool bar") \
   X(MainBankSplit, bankSplit, U16, nullptr, nullptr, 200, 0, 65535, Plain, None, "Divider of bank windows") \
   X(MainLibSplit, libSplit, U16, nullptr, nullptr, 200, 0, 65535, Plain, None, "Divider of Library windows") \
@@ -118,7 +118,8 @@
   X(MainBankProgressOnly, bankProgressOnly, U8, "Preferences", "Bank Progress Only", 0, 0, 1, Plain, None, "Show progress of banks only") \
   X(MainUseMidiTime, useMidiTime, U8, "MidiX Control", "UseMIDITime", 1, 0, 1, Plain, None, "Pace SysEx by the speed of a MIDI cable") \
   X(MainMidiTransferRate, midiTransferRate, U16, "MidiX Control", "MIDI Transfer Rate", 3125, 0, 65535, Plain, None, "Transfer rate (bytes per second)") \
-  X(MainPatchBayDelay, patchBayDelay, U8, nullptr, nullptr, 2, 0, 255, Plain, None, "Delay after switching the patch bay (tenths of a second)")
+  X(MainPatchBayDelay, patchBayDelay, U8, nullptr, nullptr, 2, 0, 255, Plain, None, "Delay after switching the patch bay (tenths of a second)") \
+  X(PatchBayMode, patchBayMode, U8, "Preferences", "Patch Bay Mode", 1, 0, 1, Plain, Studio, "Patch bay support")
 
 // Text settings: accessor, record field, bytes with terminator, section, key.
 #define TONALITH_TEXT_SETTINGS(X) \

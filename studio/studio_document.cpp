@@ -162,7 +162,6 @@ std::unique_ptr<ZKDrvList> ZKStudioDoc::AddDriver(ZKDrvList* instrument, const I
   }
   driver->SetIniFile(paths_, instrument->moduleFile);
   driver->instrument = instrument;
-  driver->name = instrument->name;
   driver->instance = instrument->instance;
   if (number == 0) {
     instrument->sysExChannel = driver->sysExChannel;

@@ -6,6 +6,7 @@
 #include <iosfwd>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -376,8 +377,15 @@ class ZKStudioDoc {
   void Changed();
   void GetPchInfo(ZKDrvList* driver) const;
   int FreeInstance(const std::string& name) const;
-  bool LoadDriverOfRecord(ZKDrvList* driver);
-  void ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::size_t at);
+  std::string ModuleOfRecord(const std::string& moduleFile) const;
+  std::optional<std::string> FolderOfRecord(const ZKDrvList& driver) const;
+  bool LoadDriverOfRecord(ZKDrvList* driver, const ZKDrvList& instrument);
+  int ReadRecords(const std::vector<std::uint8_t>& bytes, std::size_t* at);
+  bool ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::size_t at);
+  Result KeepFormerFile(const std::filesystem::path& target, const std::vector<std::uint8_t>& fresh) const;
+  int LoadDefaultStudio(const std::vector<std::uint8_t>& bytes);
+  int RecoverStudio();
+  bool PatchBaySupport() const;
   std::vector<std::string> InNames() const;
   std::vector<std::string> OutNames() const;
   void ResolvePorts(ZKDrvList* instrument);
@@ -390,10 +398,11 @@ class ZKStudioDoc {
   const Settings* settings_ = nullptr;
   ZKDrvList* selection_ = nullptr;
   std::vector<ZKDrvList*> queued_;
-  int failedModules_ = 0;       // this session
-  bool quietModules_ = false;   // the user has seen enough of them
-  int droppedInstruments_ = 0;  // of the studio file read last
+  int failedModules_ = 0;      // this session
+  bool quietModules_ = false;  // the user has seen enough of them
+  int droppedNodes_ = 0;       // of the studio file read last
   bool hosted_ = false;
+  std::set<std::string> toldPictures_;
   SysXBase sysExBase_;
   std::uint64_t generation_ = 1;
   std::vector<std::string> lastInNames_, lastOutNames_;

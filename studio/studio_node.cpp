@@ -76,6 +76,7 @@ void ZKDrvList::CopyPorts(ZKDrvList* driver) const {
   driver->midiOutPort = midiOutPort;
   driver->inPortName = inPortName;
   driver->outPortName = outPortName;
+  driver->patchBayController = patchBayController;
   driver->patchBayFlags = patchBayFlags;
   driver->patchBayChannel = patchBayChannel;
   driver->patchBayPort = patchBayPort;
@@ -89,6 +90,7 @@ void ZKDrvList::CopyPorts(ZKDrvList* driver) const {
   s->patchBayChannel = patchBayChannel;
   s->patchBayPort = patchBayPort;
   s->patchBayRevertPatch = patchBayRevertPatch;
+  s->patchBayPatch = patchBayController;
 }
 
 // Gives a driver node a channel inside the range that its data type allows.
@@ -132,6 +134,41 @@ void ZKDrvList::SetPatchBay(int flags, int channel, int port, int revertPatch, c
   patchBayRevertPatch = static_cast<std::uint8_t>(std::clamp(revertPatch, 0, 127));
   patchBayPortName = portName;
   for (const auto& driver : drivers) CopyPorts(driver.get());
+}
+
+void ZKDrvList::SetPatchBayController(int controller) {
+  patchBayController = static_cast<std::uint8_t>(std::clamp(controller, 0, 127));
+  for (const auto& driver : drivers) CopyPorts(driver.get());
+}
+
+void ZKDrvList::CopyToDescriptors() {
+  if (Synth* s = synth()) {
+    CopyPorts(this);
+    s->midiChannel = midiChannel;
+    UseSysExChannel(sysExChannel);
+    s->imageIndex = icon;
+    if (defaultPatch >= PatchMin(*s) && defaultPatch <= PatchMax(*s)) s->patchNumber = defaultPatch;
+  }
+  for (const auto& driver : drivers) driver->CopyToDescriptors();
+}
+
+ZKDrvParmSync ZKDrvList::GetZKDrvParmSync() const {
+  ZKDrvParmSync sync;
+  const Synth* s = IsInstrument() && !drivers.empty() ? drivers.front()->synth() : synth();
+  sync.displayName = DisplayKey();
+  sync.instance = instance;
+  sync.driverId = s ? s->driverId : 0;
+  sync.sysExChannel = sysExChannel;
+  sync.inPort = midiInPort;
+  sync.outPort = midiOutPort;
+  sync.patchBayController = patchBayController;
+  sync.patchBayFlags = patchBayFlags;
+  sync.patchBayPort = patchBayPort;
+  sync.patchBayRevertPatch = patchBayRevertPatch;
+  sync.inPortName = inPortName;
+  sync.outPortName = outPortName;
+  sync.patchBayPortName = patchBayPortName;
+  return sync;
 }
 
 void ZKDrvList::WriteRecord(std::uint8_t* record) const {

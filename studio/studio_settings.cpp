@@ -80,6 +80,20 @@ Result ZKStudioDoc::WriteInstrumentDefaults(const ZKDrvList* instrument) const {
   return ini.Save();
 }
 
+Result ZKStudioDoc::InstrumentChanged(const ZKDrvList* node) {
+  const ZKDrvList* instrument = GetInstrumentDrvList(node);
+  if (!instrument) return Result::Success();
+  const Result written = WriteInstrumentDefaults(instrument);
+  if (!written.ok()) MonitorMsg("%s", written.text.c_str());
+  Changed();
+  return written;
+}
+
+void ZKStudioDoc::GetMidiPortNames(std::vector<std::string>* inNames, std::vector<std::string>* outNames) const {
+  *inNames = InNames();
+  *outNames = OutNames();
+}
+
 void ZKStudioDoc::AssignDefaultMIDIPorts(ZKDrvList* instrument) {
   const auto ins = InNames(), outs = OutNames();
   std::string in, out;

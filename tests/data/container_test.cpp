@@ -383,7 +383,7 @@ TEST_F(DiskAccessTest, BrokenStudioIsSetAsideSilently) {
   disk_.DiskAccessClose(code, dir_, "Default.PV9");
   EXPECT_EQ(code, 0);
   EXPECT_TRUE(hooks_.shown.empty());
-  EXPECT_TRUE(fs::exists(At("Default.PV9.broken")));
+  EXPECT_TRUE(fs::exists(At("Default.PV9.bad")));
   disk_.DiskDirectoryFix("", true);
   code = 55;
   disk_.DiskAccessClose(code, "d", "n");

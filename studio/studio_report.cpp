@@ -1,0 +1,192 @@
+#include <sys/utsname.h>
+
+#include <cstdio>
+#include <ostream>
+
+#include "platform/text.h"
+#include "services/settings.h"
+#include "services/window_counters.h"
+#include "studio/studio_document.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kListingMargin = 3;
+constexpr std::size_t kListingRule = 71, kInstrumentRule = 77, kPreferencesRule = 41;
+
+const char* OnOff(int value) {
+  return value ? "On" : "Off";
+}
+const char* YesNo(int value) {
+  return value ? "Yes" : "No";
+}
+const char* EnabledDisabled(int value) {
+  return value ? "Enabled" : "Disabled";
+}
+
+template <std::size_t N>
+std::string Choice(const char* const (&names)[N], int value) {
+  return value >= 0 && value < static_cast<int>(N) ? names[value] : std::to_string(value);
+}
+
+void WriteHeading(std::ostream& out, const std::string& title, char rule = '-') {
+  out << title << "\n" << std::string(title.size(), rule) << "\n\n";
+}
+
+void WritePortLines(std::ostream& out, const char* way, const char* nameKey, int port,
+                    const std::vector<std::string>& names, const std::string& stored) {
+  out << "  MIDI " << way << " port #: " << port << "\n";
+  out << "  MIDI " << way << " port name using number: ";
+  if (port < static_cast<int>(names.size()))
+    out << names[static_cast<std::size_t>(port)] << "\n";
+  else
+    out << "WARNING! No port for MIDI " << way << " port #" << port << "\n";
+  out << "  " << nameKey << " name (CString): " << stored << "\n";
+}
+
+void WritePatchBay(std::ostream& out, const ZKDrvList& instrument, const std::vector<std::string>& outNames) {
+  const bool on = (instrument.patchBayFlags & kPatchBayOn) != 0;
+  out << "  Patch Bay Support: " << EnabledDisabled(on) << "\n";
+  if (!on) return;
+  out << "    Patch Bay Manual: " << YesNo(instrument.patchBayFlags & kPatchBayManual) << "\n";
+  out << "    Patch Bay Port #: " << int{instrument.patchBayPort} << "\n";
+  if (instrument.patchBayPort < outNames.size())
+    out << "    Patch Bay Port name: " << outNames[instrument.patchBayPort] << "\n";
+  else
+    out << "    Patch Bay Port Name: WARNING! No port for MIDI OUT port #" << int{instrument.patchBayPort} << "\n";
+  out << "    Patch Bay MIDI Channel: " << int{instrument.patchBayChannel} << "\n";
+  out << "    Patch Bay Cntrl # (Patch change): " << int{instrument.patchBayController} << "\n";
+  out << "    Patch Bay Revert to Patch: " << YesNo(instrument.patchBayFlags & kPatchBayRevert) << "\n";
+  out << "    Patch Bay Revert to Patch # (Patch change): " << int{instrument.patchBayRevertPatch} << "\n";
+}
+
+void WriteInstrumentSetup(std::ostream& out, const ZKDrvList& instrument, bool patchBay,
+                          const std::vector<std::string>& ins, const std::vector<std::string>& outs) {
+  const Synth* s = instrument.drivers.empty() ? nullptr : instrument.drivers.front()->synth();
+  out << "Instrument: " << instrument.name << "\n";
+  out << "  Instrument #: " << int{instrument.instance} << "\n";
+  if (!s || !s->hasSysExChannel || s->sysExChannelMin == s->sysExChannelMax)
+    out << "  SysEx channel: not used\n";
+  else
+    out << "  SysEx channel: " << int{instrument.sysExChannel} << "\n";
+  out << "  MIDI channel: " << instrument.midiChannel + 1 << "\n";
+  WritePortLines(out, "IN", "Port In", instrument.midiInPort, ins, instrument.inPortName);
+  WritePortLines(out, "OUT", "Port Out", instrument.midiOutPort, outs, instrument.outPortName);
+  if (patchBay) WritePatchBay(out, instrument, outs);
+  out << "\n\n";
+  for (const auto& driver : instrument.drivers)
+    if (driver->synth() && driver->synth()->reserved252)
+      out << "  " << Latin1ToUtf8(driver->TypeName()) << " Custom value: " << driver->defaultPatch << "\n";
+  out << std::string(kInstrumentRule, '-') << "\n";
+}
+
+void WritePreferences(std::ostream& out, const Settings* settings) {
+  const auto value = [settings](SettingId id) {
+    return settings ? settings->Value(id) : ReadSetting(GetDfltConfig(), id);
+  };
+  static constexpr const char* kAutoDefine[] = {"Off", "On", "Auto"};
+  static constexpr const char* kNewSetElements[] = {"MIDI Channel", "Auto with Smart Port",
+                                                    "Auto with Default MIDI In Port"};
+  out << "Preferences (Partial Listing, raw values)\n" << std::string(kPreferencesRule, '-') << "\n\n";
+  out << "Editor: Update Patch on Activate: " << OnOff(value(SettingId::MainUpdatePatch)) << "\n"
+      << "Editor: Randomize: " << value(SettingId::MainRandom) << "\n"
+      << "Editor: Window Scaling: " << value(SettingId::MainEnlarge) << "\n"
+      << "Editor: Smart Controller: " << value(SettingId::MainMasterController) << "\n"
+      << "Editor: Store In: " << OnOff(value(SettingId::MainStoreIn)) << "\n"
+      << "Bank: Use Parent/Child Relations: " << OnOff(value(SettingId::MainShowParentChildRelationships)) << "\n"
+      << "Bank: Edit Patch using Patch Number: " << OnOff(value(SettingId::MainEditPatchUsingPatchNumber)) << "\n"
+      << "Set: Synchronization: " << OnOff(value(SettingId::MainUseSynchronizedEditing)) << "\n"
+      << "Studio: Auto Load Sets: " << OnOff(value(SettingId::MainAutoGroup)) << "\n"
+      << "Studio: Auto Sense when adding Instruments: " << OnOff(value(SettingId::MainAutoConfigInstruments)) << "\n"
+      << "Studio: Receive manual bulk dumps and create new SysEx: "
+      << OnOff(value(SettingId::MainReceiveManualBulkDumps)) << "\n"
+      << "Studio: Add ROM Banks to New Sets: " << OnOff(value(SettingId::MainAutoAddRomBanks)) << "\n"
+      << "Studio: Auto Define: " << Choice(kAutoDefine, value(SettingId::MainAutoDefinePatchesAndBanks)) << "\n"
+      << "Studio: New Set Elements: " << Choice(kNewSetElements, value(SettingId::MainAutoLoadTempElements)) << "\n"
+      << "MIDI: MIDI Thru: " << OnOff(value(SettingId::MainEchoMode)) << "\n"
+      << "MIDI: Delay between SysEx transmissions: " << value(SettingId::MainDelay) << "ms\n"
+      << "MIDI: Delay SysEx (delay every n bytes): " << value(SettingId::MainDelayMidi) << "\n"
+      << "MIDI: Slow SysEx (ms per SysEx delay): " << value(SettingId::MainMidiSlow) << "\n"
+      << "Misc: Auto Reload Session: " << OnOff(value(SettingId::MainAutoSaveLoadDesktop)) << "\n";
+}
+
+}  // namespace
+
+StudioReportFacts StudioReportFacts::OfThisMachine(const std::string& programPath) {
+  StudioReportFacts facts;
+  facts.programPath = programPath;
+  utsname system{};
+  if (::uname(&system) == 0)
+    std::sscanf(system.release, "%d.%d.%d", &facts.kernel[0], &facts.kernel[1], &facts.kernel[2]);
+  return facts;
+}
+
+bool ZKStudioDoc::PatchBaySupport() const {
+  return (settings_ ? settings_->Value(SettingId::PatchBayMode)
+                    : ReadSetting(GetDfltConfig(), SettingId::PatchBayMode)) != 0;
+}
+
+void ZKStudioDoc::SetupInformation(std::ostream& out, const StudioReportFacts& facts) const {
+  const bool patchBay = PatchBaySupport();
+  const std::vector<std::string> ins = InNames(), outs = OutNames();
+  WriteHeading(out, "Studio Configuration", '=');
+  WriteHeading(out, "Global");
+  out << "Platform: Linux\n"
+      << "Linux Version: " << facts.kernel[0] << "." << facts.kernel[1] << "." << facts.kernel[2] << "\n"
+      << "Program Path: " << facts.programPath << "\n"
+      << "Instrument Path: " << paths_.instruments.string() << "\n"
+      << "Data Path: " << paths_.data.string() << "\n"
+      << "Global Patch Bay Support: " << EnabledDisabled(patchBay) << "\n\n\n";
+  WriteHeading(out, "MIDI IN Ports");
+  for (std::size_t i = 0; i < ins.size(); ++i) out << i << ": " << ins[i] << "\n";
+  out << "\n\n";
+  WriteHeading(out, "MIDI OUT Ports");
+  for (std::size_t i = 0; i < outs.size(); ++i) out << i << ": " << outs[i] << "\n";
+  out << "\n\n";
+  WriteHeading(out, "Installed Instruments");
+  const std::vector<std::string> modules = InstalledModules();
+  out << "Number of installed instrument modules: " << modules.size() << "\n";
+  for (const std::string& module : modules) out << module << "\n";
+  out << "\n\n";
+  WriteHeading(out, "Loaded Instruments");
+  for (const auto& instrument : instruments_) out << instrument->DisplayKey() << "\n";
+  out << "\n\n";
+  WriteHeading(out, "Loaded Instrument Setup");
+  for (const auto& instrument : instruments_) WriteInstrumentSetup(out, *instrument, patchBay, ins, outs);
+  WritePreferences(out, settings_);
+  out << "Stats\n-----\n";
+  for (const auto& [kind, words] : WindowCounters::kKinds)
+    out << words << ": " << WindowCounters::Instance().Created(kind) << "\n";
+  out << "\n\n";
+}
+
+std::vector<StudioListingPage> ZKStudioDoc::DrvPrint(int linesPerPage) const {
+  StudioListingPage lines{"STUDIO LISTING",
+                          "--------------",
+                          "Filename: " + studioFile_.filename().string(),
+                          "Path: " + studioFile_.parent_path().string(),
+                          "Make            Model                    CommCh MidiCh Port Patch Cntrl",
+                          std::string(kListingRule, '-')};
+  for (const auto& instrument : instruments_) {
+    lines.push_back(instrument->path);
+    for (const auto& driver : instrument->drivers) {
+      const Synth* s = driver->synth();
+      if (!s) continue;
+      // Columns are counted in characters: the texts of instruments have one byte for each.
+      lines.push_back(Latin1ToUtf8(Printf("%-15.15s %-25.25s %5d %6d %2d%2d %5d %5d", FieldText(s->shortName).c_str(),
+                                          FieldText(s->typeName).c_str(), driver->sysExChannel + 1,
+                                          driver->midiChannel + 1, driver->midiInPort + 1, driver->midiOutPort + 1,
+                                          driver->defaultPatch, driver->patchBayController)));
+    }
+  }
+  const std::size_t perPage = static_cast<std::size_t>(std::max(1, linesPerPage - kListingMargin));
+  std::vector<StudioListingPage> pages;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    if (i % perPage == 0) pages.emplace_back();
+    pages.back().push_back(lines[i]);
+  }
+  return pages;
+}
+
+}  // namespace tonalith
