@@ -9,8 +9,8 @@
 #include "data/sysex_split.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
+#include "script/render_transmission.h"
 #include "script/transfer_engine.h"
-#include "script/transfer_engine_services.h"
 #include "studio/shipped_modules.h"
 
 namespace tonalith {
@@ -114,57 +114,16 @@ Result RecognizeFile(Session& session, const std::string& path, Recognition* fou
   return result;
 }
 
-namespace {
-
-// Takes what a transmission says, answers nothing.
-class RenderServices final : public ScriptServices {
- public:
-  int SendDataPort(std::span<const std::uint8_t> bytes, int /*port*/, TransferContext& /*context*/) override {
-    stream.insert(stream.end(), bytes.begin(), bytes.end());
-    return static_cast<int>(bytes.size());
-  }
-  // What a receive would have sent is part of the exchange; no answer comes.
-  int GetDataSkipPort(std::span<std::uint8_t> /*destination*/, int port, std::int64_t /*skip*/,
-                      TransferContext& context) override {
-    if (context.staged) SendDataPort(context.staged->bytes, port, context);
-    context.staged.reset();
-    return kReceiveNothing;
-  }
-  void CreateDelayEvent(int /*port*/, std::uint32_t ms, TransferContext& /*context*/) override {
-    pauses.emplace_back(stream.size(), ms);
-  }
-
-  int MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0, int parameter1,
-                  int parameter2, TransferContext& context) override {
-    ServicesLine line(*this, context, synth.midiInPort, synth.midiOutPort);
-    return BuiltInProtocols(line).MacroRoland(synth, ByteWindow(buffer), static_cast<std::uint32_t>(parameter3),
-                                              static_cast<std::uint32_t>(std::max(0, parameter0)), parameter1,
-                                              parameter2 != 0);
-  }
-
-  std::vector<std::uint8_t> stream;
-  std::vector<std::pair<std::size_t, std::uint32_t>> pauses;  // position in the stream, milliseconds
-};
-
-}  // namespace
-
 Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages) {
   if (!dataFile || !dataFile->synth || !dataFile->body) return Result::Failure("There is no data.");
-  RenderServices services;
-  const std::uint8_t handshake = dataFile->synth->rolandHandshake;
-  {
-    TransferEngine engine(services, session.prompts());
-    dataFile->synth->rolandHandshake = 0;  // a file gives no acknowledgements
-    engine.MidiSendDataFileAll(dataFile);
-    dataFile->synth->rolandHandshake = handshake;
-  }
+  const RenderedTransmission rendered = RenderTransmission(*dataFile, session.prompts());
   messages->clear();
-  SysExSplitter splitter(services.stream);
-  auto pause = services.pauses.begin();
+  SysExSplitter splitter(rendered.stream);
+  auto pause = rendered.pauses.begin();
   for (SysExPiece piece; splitter.Next(&piece);) {
     if (!piece.isTerminated) continue;
     RenderedMessage message{CleanSysEx(piece), 0};
-    for (; pause != services.pauses.end() && pause->first <= piece.offset; ++pause)
+    for (; pause != rendered.pauses.end() && pause->first <= piece.offset; ++pause)
       message.milliseconds += pause->second;
     messages->push_back(std::move(message));
   }

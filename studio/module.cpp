@@ -10,7 +10,6 @@
 #include "data/synth_fields.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
-#include "studio/module_maps.h"
 #include "studio/module_source.h"
 #include "studio/recognize_rules.h"
 
@@ -45,15 +44,13 @@ struct ModuleHeader {
 struct TypeBuild {
   const ModuleType* type = nullptr;
   Synth synth{};
-  std::string instrumentName, initName;
+  std::string instrumentName, initName, simulated;
   SourceLine typeLine;
   std::vector<std::pair<std::uint32_t, std::vector<std::uint8_t>>> init;
   std::vector<SourceLine> initLines;
   std::vector<std::vector<SourceLine>> forms{1};
   std::vector<std::uint8_t> scripts[3];  // receive, transmit, audition
   std::vector<RecognizeRule> rules;
-  std::vector<SourceLine> mapLines;
-  BufferDescriptor map;
   int defaultPatch = 0;
   std::vector<std::string> fieldsSet;  // lower case
 
@@ -79,7 +76,6 @@ class ModuleBuilder {
   Result FinishType(TypeBuild* build);
   void FillDefaults(TypeBuild* build);
   Result ParseForms(TypeBuild* build);
-  Result MakeMap(TypeBuild* build);
   std::vector<std::uint8_t> InitialImage(const TypeBuild& build) const;
   Result DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const;
   std::string DriverFileName(const ModuleType& type) const;
@@ -252,10 +248,6 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
   for (int i = 0; i < 3; ++i)
     if (AsciiEqualNoCase(line.key, kScripts[i])) return CompileScriptSource(source_, line, &build->scripts[i]);
   if (AsciiEqualNoCase(line.key, "init")) return ApplyInit(line, build);
-  if (AsciiEqualNoCase(line.key, "map")) {
-    build->mapLines.push_back(line);
-    return Result::Success();
-  }
   if (AsciiEqualNoCase(line.key, "initName")) {
     build->initName = line.value;
     return Result::Success();
@@ -263,6 +255,10 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
   if (AsciiEqualNoCase(line.key, "instrumentName")) {
     if (line.value.size() > 31) return SourceFailure(line, "an instrument name has at most 31 characters");
     build->instrumentName = line.value;
+    return Result::Success();
+  }
+  if (AsciiEqualNoCase(line.key, "simulated")) {
+    build->simulated = line.value;
     return Result::Success();
   }
   if (AsciiEqualNoCase(line.key, "defaultPatch")) {
@@ -361,28 +357,7 @@ Result ModuleBuilder::FinishType(TypeBuild* build) {
   for (std::size_t i = 0; i < build->init.size(); ++i)
     if (std::uint64_t{build->init[i].first} + build->init[i].second.size() > build->synth.fileSize)
       return SourceFailure(build->initLines[i], "the bytes lie outside the image");
-  const Result result = ParseForms(build);
-  return result.ok() ? MakeMap(build) : result;
-}
-
-// The SysEx map; data that no map can describe says that it needs none.
-Result ModuleBuilder::MakeMap(TypeBuild* build) {
-  std::vector<SysXDescriptor> written;
-  bool none = build->synth.reserved296 != 0;
-  for (const SourceLine& line : build->mapLines) {
-    SysXDescriptor descriptor;
-    std::string error;
-    if (AsciiEqualNoCase(line.value, "none")) {
-      none = true;
-    } else if (!ParseMapLine(line.value, build->synth, &descriptor, &error)) {
-      return SourceFailure(line, error);
-    } else {
-      written.push_back(std::move(descriptor));
-    }
-  }
-  if (!none) build->map.descriptors = MapOfRules(build->synth, build->rules, std::move(written));
-  build->synth.reserved296 = build->map.descriptors.empty();
-  return Result::Success();
+  return ParseForms(build);
 }
 
 Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
@@ -474,17 +449,15 @@ Result ModuleBuilder::Build(ModuleImage* out) {
   Result result = ReadHeader();
   if (!result.ok()) return result;
   std::vector<TypeBuild> builds(header_.types.size());
-  ModuleImage image{header_.name, {}};
+  ModuleImage image{header_.name, {}, {}};
   for (std::size_t i = 0; i < builds.size(); ++i) {
     result = BuildType(header_.types[i], &builds[i]);
     PackageFile file{header_.name + "\\" + DriverFileName(header_.types[i]), {}};
     if (result.ok()) result = DriverFile(builds[i], &file.bytes);
     if (!result.ok()) return result;
     image.files.push_back(std::move(file));
+    if (!builds[i].simulated.empty()) image.simulated[header_.types[i].driverId] = builds[i].simulated;
   }
-  for (const TypeBuild& build : builds)
-    if (!build.map.descriptors.empty())
-      image.files.push_back({header_.name + "\\" + SysExMapName(build.type->driverId), build.map.ToBytes()});
   const std::string ini = ModuleIni(builds);
   image.files.insert(image.files.begin(), {header_.name + ".ini", {ini.begin(), ini.end()}});
   *out = std::move(image);

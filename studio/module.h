@@ -39,6 +39,8 @@ using ModuleSource = std::map<std::string, std::string>;
 struct ModuleImage {
   std::string name;  // base name of the module INI, without ".ini"
   PackageFiles files;
+  std::map<int, std::string>
+      simulated;  // what the sources say about the simulated instrument, by driver id; not packed
 };
 
 // Reads the files of a source folder (no sub-folders, at most 1 MiB each).

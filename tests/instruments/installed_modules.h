@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,15 +27,23 @@ class InstalledModules {
   }
 
   const std::filesystem::path& folder() const { return folder_; }
-  const std::string& problem() const { return problem_; }
+  // Sources that do not become modules: folder and what is wrong.
+  const std::map<std::string, std::string>& problems() const { return problems_; }
   ZKStudioDoc& studio() { return *studio_; }
   Recognizer& recognizer() { return *recognizer_; }
+  // Folder of a module source ("yamaha-dx7"), which is also the key of its simulated instrument, by instrument name.
+  const std::map<std::string, std::string>& keys() const { return keys_; }
+  // What a data type's source says about the simulated instrument; empty: nothing.
+  std::string Simulated(int driverId) const {
+    const auto found = simulated_.find(driverId);
+    return found == simulated_.end() ? std::string() : found->second;
+  }
 
  private:
   InstalledModules()
       : folder_(std::filesystem::temp_directory_path() / ("tonalith-modules-" + std::to_string(::getpid()))) {
     for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments")) {
-      if (!entry.is_directory()) continue;
+      if (!std::filesystem::exists(entry.path() / "module.ini")) continue;
       ModuleSource source;
       ModuleImage image;
       std::vector<std::uint8_t> package;
@@ -45,7 +54,9 @@ class InstalledModules {
       if (result.ok()) result = PackFiles(image.files, &package);
       if (result.ok()) result = UnpackFiles(package, &files);
       if (result.ok()) result = InstallPackageFiles(files, folder_, &report);
-      if (!result.ok()) problem_ += entry.path().filename().string() + ": " + result.text + "\n";
+      if (!image.name.empty()) keys_[image.name] = entry.path().filename().string();
+      simulated_.insert(image.simulated.begin(), image.simulated.end());
+      if (!result.ok()) problems_[entry.path().filename().string()] = result.text;
     }
     studio_ =
         std::make_unique<ZKStudioDoc>(StudioPaths{folder_, folder_ / "data", folder_ / "preferences", {}}, prompts_);
@@ -58,7 +69,9 @@ class InstalledModules {
   }
 
   std::filesystem::path folder_;
-  std::string problem_;
+  std::map<std::string, std::string> problems_;
+  std::map<std::string, std::string> keys_;
+  std::map<int, std::string> simulated_;
   ScriptedPrompts prompts_{{}};
   std::unique_ptr<ZKStudioDoc> studio_;
   std::unique_ptr<Recognizer> recognizer_;

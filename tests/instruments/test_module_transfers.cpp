@@ -1,4 +1,11 @@
+#include <algorithm>
+
+#include "data/data_text.h"
+#include "data/patch_names.h"
 #include "midi/port_system.h"
+#include "platform/ini_file.h"
+#include "platform/text.h"
+#include "script/render_transmission.h"
 #include "script/transfer_engine.h"
 #include "script/transfer_engine_services.h"
 #include "simulator/virtual_studio.h"
@@ -8,23 +15,38 @@ namespace tonalith {
 
 namespace {
 
-// The shipped modules on one side of virtual cables, the simulated instruments on the other, in virtual time.
-struct ModuleTransfers : ::testing::Test {
+using Bytes = std::vector<std::uint8_t>;
+using Names = std::vector<std::string>;
+
+// One shipped module on one side of a virtual cable, its simulated instrument on the other, in virtual time.
+struct ModuleTransfers : ::testing::TestWithParam<std::string> {
   ModuleTransfers() : here(clock), backend(std::make_shared<VirtualBackend>(clock)), midi(clock) {
     cables = std::make_unique<VirtualStudio>(*backend, VirtualStudio::Options{3125});
     std::string problem;
-    EXPECT_TRUE(cables->AttachAll(&problem)) << problem;
+    auto simulated = SimulatedInstrument::Create(GetParam(), &problem);
+    EXPECT_TRUE(simulated) << problem;
+    if (simulated) cables->Attach(std::move(simulated));
     midi.AddBackend(backend);
     midi.Start();
     midi.MidiPortInOpenPorts();
     midi.MidiPortOutOpenPorts();
     services = std::make_unique<MidiScriptServices>(midi.out(), midi.in());
     engine = std::make_unique<TransferEngine>(*services, prompts, &midi.out());
+    for (const auto& [name, folder] : modules.keys())
+      if (folder == GetParam()) instrument = modules.studio().FindInstrument(name);
   }
   ~ModuleTransfers() override {
     engine.reset();
     midi.Stop();
     cables.reset();
+  }
+
+  void SetUp() override {
+    const auto problem = modules.problems().find(GetParam());
+    ASSERT_TRUE(problem == modules.problems().end()) << problem->second;
+    ASSERT_NE(instrument, nullptr);
+    ASSERT_EQ(cables->Count(), 1u);
+    cables->With(0, [](SimulatedInstrument& simulated) { simulated.SetMemoryProtect(false); });
   }
 
   TransferResult Run(TransferOperation operation, DataFile& data) {
@@ -40,12 +62,29 @@ struct ModuleTransfers : ::testing::Test {
     clock.SleepMs(3000);
     return transfer->Result();
   }
-  std::vector<std::uint8_t> Memory(std::size_t place) {
-    std::vector<std::uint8_t> memory;
-    cables->With(place, [&](SimulatedInstrument& instrument) { memory = instrument.Memory(); });
+  Bytes Memory() {
+    Bytes memory;
+    cables->With(0, [&](SimulatedInstrument& simulated) { memory = simulated.Memory(); });
     return memory;
   }
+  void RestoreMemory(const Bytes& memory) {
+    cables->With(0, [&](SimulatedInstrument& simulated) { simulated.RestoreMemory(memory); });
+  }
+  Names NamesOf(const DataFile& data) {
+    Names names;
+    for (const PatchLine& line : modules.recognizer().Patches(data)) names.push_back(line.name);
+    return names;
+  }
+  bool HasForms(const DataFile& data) const {
+    const IniFile ini(instrument->GetIniPath().string());
+    return !ini.Entries("Recognize " + std::to_string(data.synth->driverId)).empty();
+  }
+  void ExpectRecognized(const Bytes& dump, const DataFile& data, const Names& names);
+  void PanelSends(const ZKDrvList& driver, const std::string& messages);
+  void ThereAndBack(const ZKDrvList& driver);
+  void OnePatch(DataFile& data);
 
+  InstalledModules& modules = InstalledModules::Instance();
   VirtualClock clock;
   ClockThread here;
   std::shared_ptr<VirtualBackend> backend;
@@ -54,58 +93,147 @@ struct ModuleTransfers : ::testing::Test {
   std::unique_ptr<VirtualStudio> cables;
   std::unique_ptr<MidiScriptServices> services;
   std::unique_ptr<TransferEngine> engine;
+  const ZKDrvList* instrument = nullptr;
 };
+
+Bytes BodyOf(const DataFile& data) {
+  return {data.body, data.body + data.synth->fileSize};
+}
+
+// Something in the first voice becomes different: its name, or a byte in its middle.
+void ChangeFirstVoice(DataFile* data) {
+  const Synth& synth = *data->synth;
+  const bool anySize = (synth.optionBits & 2) == 0;
+  const std::size_t middle = anySize ? synth.fileSize / 2 : synth.headerSize + synth.voiceOffset + synth.voiceSize / 2;
+  const bool named = !synth.namesSeparate && SetPatchName(data, 0, "NEW");
+  if (!named && middle < data->bodySize) data->body[middle] ^= 1;
+}
+
+Names ShippedModules() {
+  Names names;
+  for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments"))
+    if (std::filesystem::exists(entry.path() / "module.ini")) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
 
 }  // namespace
 
-// Every type that can be asked for is received, sent back and received again: the same bytes, the same instrument.
-TEST_F(ModuleTransfers, EveryTypeThereAndBack) {
-  ZKStudioDoc& studio = InstalledModules::Instance().studio();
-  ASSERT_EQ(InstalledModules::Instance().problem(), "");
-  int types = 0;
-  for (const auto& [name, key] : std::vector<std::pair<const char*, const char*>>{{"DX7", "yamaha-dx7"},
-                                                                                  {"TX81Z", "yamaha-tx81z"},
-                                                                                  {"D-50", "roland-d50"},
-                                                                                  {"JV-1080", "roland-jv1080"},
-                                                                                  {"M1", "korg-m1"},
-                                                                                  {"CZ-101", "casio-cz101"},
-                                                                                  {"K4", "kawai-k4"},
-                                                                                  {"Matrix", "oberheim-matrix1000"}}) {
-    const std::size_t place = cables->Find(key);
-    ASSERT_LT(place, cables->Count()) << key;
-    cables->With(place, [](SimulatedInstrument& instrument) { instrument.SetMemoryProtect(false); });
-    const ZKDrvList* instrument = studio.FindInstrument(name);
-    ASSERT_NE(instrument, nullptr) << name;
-    for (const auto& driver : instrument->drivers) {
-      DataFilePtr data = studio.GetNewDataFile(driver.get());
-      ASSERT_TRUE(data);
-      Synth& synth = *data->synth;
-      // Types of sister models; and a voice that resets its additional parameters when it comes alone.
-      const std::string type = FieldText(synth.typeName);
-      const bool other = type.find("(DX11)") != std::string::npos || type.find("(V50)") != std::string::npos ||
-                         type.find("(YS)") != std::string::npos || type.find("(50)") != std::string::npos ||
-                         type == "Tone Bank (32)" || type == "CZ-1 Tone" || type == "Voice (VCED)";
-      if (other) continue;
-      SCOPED_TRACE(std::string(key) + " " + type);
-      if (!data->receiveScript && !synth.dumpRequestSize && !synth.rolandSize[0]) continue;
-      synth.midiInPort = static_cast<std::uint8_t>(midi.in().FindPort(cables->PortName(place)));
-      synth.midiOutPort = static_cast<std::uint8_t>(midi.out().FindPort(cables->PortName(place)));
-      const TransferResult first = Run(TransferOperation::kReceive, *data);
-      EXPECT_TRUE(first.ok) << first.text;
-      if (!first.ok) continue;
-      ++types;
-      if (UsesCommandSequence(synth) && !data->transmitScript) continue;
-      const std::vector<std::uint8_t> body(data->body, data->body + data->bodySize);
-      const auto memory = Memory(place);
-      const TransferResult sent = Run(TransferOperation::kTransmit, *data);
-      EXPECT_TRUE(sent.ok) << sent.text;
-      EXPECT_TRUE(Memory(place) == memory);
-      const TransferResult again = Run(TransferOperation::kReceive, *data);
-      EXPECT_TRUE(again.ok) << again.text;
-      EXPECT_TRUE(std::equal(body.begin(), body.end(), data->body));
-    }
+void ModuleTransfers::ExpectRecognized(const Bytes& dump, const DataFile& data, const Names& names) {
+  Recognition found;
+  const Result result = modules.recognizer().Recognize(dump, &found);
+  EXPECT_TRUE(result.ok()) << result.text;
+  bool same = false;
+  std::string seen;
+  for (const RecognizedPiece& piece : found.pieces) {
+    seen += piece.instrument + " " + piece.dataType + " " + ChecksumVerdictText(piece.checksum) + "; ";
+    if (piece.driverId != data.synth->driverId || piece.checksum == ChecksumVerdict::kBad) continue;
+    same = same || names.empty() || NamesOf(*piece.data) == names;
   }
-  EXPECT_GE(types, 36);
+  EXPECT_TRUE(same) << seen << HexText(dump).substr(0, 100);
 }
+
+// Data that cannot be asked for: what the panel sends is recognised for what it is.
+void ModuleTransfers::PanelSends(const ZKDrvList& driver, const std::string& messages) {
+  Bytes dump;
+  for (const std::string& word : SplitText(messages, ' ')) {
+    const std::size_t bracket = word.find('['), dots = word.find("..");
+    const bool range = bracket != std::string::npos && dots != std::string::npos;
+    const int first = range ? std::stoi(word.substr(bracket + 1)) : 0;
+    const int last = range ? std::stoi(word.substr(dots + 2)) : first;
+    for (int item = first; item <= last; ++item)
+      cables->With(0, [&](SimulatedInstrument& simulated) {
+        for (const Reply& reply : simulated.PanelSend(word.substr(0, bracket), item))
+          dump.insert(dump.end(), reply.bytes.begin(), reply.bytes.end());
+      });
+  }
+  ASSERT_FALSE(dump.empty()) << "the simulated instrument does not send \"" << messages << "\"";
+  const DataFilePtr data = modules.studio().GetNewDataFile(&driver);
+  ExpectRecognized(dump, *data, {});
+}
+
+void ModuleTransfers::ThereAndBack(const ZKDrvList& driver) {
+  DataFilePtr data = modules.studio().GetNewDataFile(&driver);
+  ASSERT_TRUE(data);
+  Synth& synth = *data->synth;
+  ASSERT_TRUE(data->receiveScript || synth.dumpRequestSize || synth.rolandSize[0] || synth.rolandSize[1])
+      << "it cannot be asked for: the source has to say `simulated = ...`";
+  synth.midiInPort = static_cast<std::uint8_t>(midi.in().FindPort(cables->PortName(0)));
+  synth.midiOutPort = static_cast<std::uint8_t>(midi.out().FindPort(cables->PortName(0)));
+  const TransferResult first = Run(TransferOperation::kReceive, *data);
+  ASSERT_TRUE(first.ok) << first.text;
+  EXPECT_NE(modules.recognizer().Verify(*data), ChecksumVerdict::kBad);
+  const Bytes body = BodyOf(*data);
+  // Names beside the data are the user's own.
+  const Names names = synth.namesSeparate ? Names() : NamesOf(*data);
+  if (synth.nameLength) {
+    EXPECT_FALSE(names.empty());
+    for (const std::string& name : names) EXPECT_FALSE(name.empty());
+  }
+  if (UsesCommandSequence(synth) && !data->transmitScript) return;
+
+  // Sent back it changes nothing; changed it comes back changed.
+  const Bytes memory = Memory();
+  const TransferResult back = Run(TransferOperation::kTransmit, *data);
+  EXPECT_TRUE(back.ok) << back.text;
+  EXPECT_TRUE(Memory() == memory);
+  if (HasForms(*data)) ExpectRecognized(RenderTransmission(*data, prompts).stream, *data, names);
+  ChangeFirstVoice(data.get());
+  const TransferResult changed = Run(TransferOperation::kTransmit, *data);
+  EXPECT_TRUE(changed.ok) << changed.text;
+  EXPECT_FALSE(Memory() == memory) << "the instrument did not take the data";
+  const Bytes wanted = BodyOf(*data);
+  const TransferResult again = Run(TransferOperation::kReceive, *data);
+  EXPECT_TRUE(again.ok) << again.text;
+  EXPECT_TRUE(BodyOf(*data) == wanted);
+  if (synth.nameLength) {
+    EXPECT_NE(NamesOf(*data), names);
+  }
+  RestoreMemory(memory);
+  if (PatchAddressable(synth) && UsesCommandSequence(synth)) OnePatch(*data);
+}
+
+// A patch of a bank alone: nothing else is fetched, nothing else is sent.
+void ModuleTransfers::OnePatch(DataFile& data) {
+  const Synth& synth = *data.synth;
+  const std::uint32_t patch = synth.numVoices - 1;
+  Bytes mask(synth.numVoices);
+  mask[patch] = 1;
+  data.transferMask = mask.data();
+  data.transferMaskSize = mask.size();
+  const std::size_t begin = synth.headerSize + std::size_t{synth.voiceSize} * patch;
+  const Bytes before = BodyOf(data);
+  std::fill_n(data.body + begin, synth.voiceSize, std::uint8_t{0});
+  const TransferResult fetched = Run(TransferOperation::kReceive, data);
+  EXPECT_TRUE(fetched.ok) << fetched.text;
+  EXPECT_EQ(fetched.patchesToDo, 1);
+  EXPECT_TRUE(BodyOf(data) == before);
+  const Bytes memory = Memory();
+  ChangeFirstVoice(&data);  // which is not sent
+  const TransferResult back = Run(TransferOperation::kTransmit, data);
+  EXPECT_TRUE(back.ok) << back.text;
+  EXPECT_TRUE(Memory() == memory);
+  data.transferMask = nullptr;
+  data.transferMaskSize = 0;
+}
+
+// Every data type of the module is received, looked at, sent back, changed and received again.
+TEST_P(ModuleTransfers, EveryTypeThereAndBack) {
+  for (const auto& driver : instrument->drivers) {
+    SCOPED_TRACE(GetParam() + " " + driver->TypeName());
+    const std::string simulated = modules.Simulated(driver->synth()->driverId);
+    if (simulated == "no") continue;
+    if (simulated.empty())
+      ThereAndBack(*driver);
+    else
+      PanelSends(*driver, simulated);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ModuleTransfers, ::testing::ValuesIn(ShippedModules()), [](const auto& test) {
+  std::string name = test.param;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+});
 
 }  // namespace tonalith
