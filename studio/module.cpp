@@ -6,10 +6,12 @@
 
 #include "data/container.h"
 #include "data/data_text.h"
+#include "data/packed_bytes.h"
 #include "data/patch_names.h"
 #include "data/synth_fields.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
+#include "studio/module_maps.h"
 #include "studio/module_source.h"
 #include "studio/recognize_rules.h"
 
@@ -51,6 +53,8 @@ struct TypeBuild {
   std::vector<std::vector<SourceLine>> forms{1};
   std::vector<std::uint8_t> scripts[3];  // receive, transmit, audition
   std::vector<RecognizeRule> rules;
+  std::vector<SourceLine> mapLines;
+  BufferDescriptor map;
   int defaultPatch = 0;
   std::vector<std::string> fieldsSet;  // lower case
 
@@ -76,6 +80,7 @@ class ModuleBuilder {
   Result FinishType(TypeBuild* build);
   void FillDefaults(TypeBuild* build);
   Result ParseForms(TypeBuild* build);
+  Result MakeMap(TypeBuild* build);
   std::vector<std::uint8_t> InitialImage(const TypeBuild& build) const;
   Result DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const;
   std::string DriverFileName(const ModuleType& type) const;
@@ -248,6 +253,10 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
   for (int i = 0; i < 3; ++i)
     if (AsciiEqualNoCase(line.key, kScripts[i])) return CompileScriptSource(source_, line, &build->scripts[i]);
   if (AsciiEqualNoCase(line.key, "init")) return ApplyInit(line, build);
+  if (AsciiEqualNoCase(line.key, "map")) {
+    build->mapLines.push_back(line);
+    return Result::Success();
+  }
   if (AsciiEqualNoCase(line.key, "initName")) {
     build->initName = line.value;
     return Result::Success();
@@ -357,7 +366,28 @@ Result ModuleBuilder::FinishType(TypeBuild* build) {
   for (std::size_t i = 0; i < build->init.size(); ++i)
     if (std::uint64_t{build->init[i].first} + build->init[i].second.size() > build->synth.fileSize)
       return SourceFailure(build->initLines[i], "the bytes lie outside the image");
-  return ParseForms(build);
+  const Result result = ParseForms(build);
+  return result.ok() ? MakeMap(build) : result;
+}
+
+// The SysEx map; data that no map can describe says that it needs none.
+Result ModuleBuilder::MakeMap(TypeBuild* build) {
+  std::vector<SysXDescriptor> written;
+  bool none = build->synth.reserved296 != 0;
+  for (const SourceLine& line : build->mapLines) {
+    SysXDescriptor descriptor;
+    std::string error;
+    if (AsciiEqualNoCase(line.value, "none")) {
+      none = true;
+    } else if (!ParseMapLine(line.value, build->synth, &descriptor, &error)) {
+      return SourceFailure(line, error);
+    } else {
+      written.push_back(std::move(descriptor));
+    }
+  }
+  if (!none) build->map.descriptors = MapOfRules(build->synth, build->rules, std::move(written));
+  build->synth.reserved296 = build->map.descriptors.empty();
+  return Result::Success();
 }
 
 Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
@@ -381,7 +411,7 @@ std::vector<std::uint8_t> ModuleBuilder::InitialImage(const TypeBuild& build) co
   if (s.nameLength && !s.namesSeparate)
     for (std::uint32_t i = 0; i < s.numVoices; ++i)
       BankWriteString(&s, bytes.subspan(s.headerSize), build.initName, s.nameLength,
-                      s.voiceOffset + std::int64_t{s.voiceSize} * i, s.nameOffset, s.nameFormat);
+                      BankRealOfs(&s, s.voiceOffset + std::int64_t{s.voiceSize} * i), s.nameOffset, s.nameFormat);
   if (!build.rules.empty()) StoreChecksums(build.rules.front(), s, bytes);
   image.resize(s.fileSize);
   return image;
@@ -458,6 +488,9 @@ Result ModuleBuilder::Build(ModuleImage* out) {
     image.files.push_back(std::move(file));
     if (!builds[i].simulated.empty()) image.simulated[header_.types[i].driverId] = builds[i].simulated;
   }
+  for (const TypeBuild& build : builds)
+    if (!build.map.descriptors.empty())
+      image.files.push_back({header_.name + "\\" + SysExMapName(build.type->driverId), build.map.ToBytes()});
   const std::string ini = ModuleIni(builds);
   image.files.insert(image.files.begin(), {header_.name + ".ini", {ini.begin(), ini.end()}});
   *out = std::move(image);
