@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "simulator/text_tools.h"
+#include "simulator/wire_codecs.h"
 
 namespace tonalith {
 namespace {
@@ -188,6 +189,7 @@ class DescriptionReader {
     if (key_ == "protected") return YesNo(area.isProtected);
     if (key_ == "fill") return Number(area.fill, 0, 255);
     if (key_ == "factory_names") return Text(area.factoryNames);
+    if (key_ == "own_sum") return OwnSumOf(area);
     if (key_ == "value") return Value(area);
     if (key_ == "copy_values") return CopyValues(area);
     if (key_ == "values_of") {
@@ -212,6 +214,12 @@ class DescriptionReader {
       return true;
     }
     return false;
+  }
+
+  bool OwnSumOf(AreaInfo& area) {
+    if (value_ != "sy22" || area.itemBytes != static_cast<int>(kSy22Bytes)) Fail("no such sum for items of this size");
+    area.ownSum = OwnSum::kSy22;
+    return true;
   }
 
   // "OFFSET LENGTH CODE"
@@ -418,13 +426,20 @@ class DescriptionReader {
     return true;
   }
 
-  // "negative FROM", "unpacked", or "kawai" for the items
+  // "negative FROM", "blocks FROM ITEMS", "unpacked", or "kawai" for the items
   bool Checksum(MessageInfo& message) {
     const auto words = BlankSeparatedWords(value_);
     const auto from = words.size() == 2 ? ReadSimNumber(words[1]) : std::nullopt;
     if (words.size() == 2 && words[0] == "negative" && from && *from >= 0 && *from < 64) {
       message.sum = SumKind::kNegative;
       message.sumStart = *from;
+    } else if (words.size() == 3 && words[0] == "blocks") {
+      const auto numbers = Numbers(value_.substr(words[0].size()), 0);
+      if (!numbers || (*numbers)[0] < 0 || (*numbers)[0] > 64 || (*numbers)[1] < 1)
+        return Fail("expected where the first sum begins, and the items of a block"), true;
+      message.sum = SumKind::kBlocks;
+      message.sumStart = (*numbers)[0];
+      message.blockItems = (*numbers)[1];
     } else if (value_ == "kawai") {
       message.sum = SumKind::kKawai;
     } else if (value_ == "unpacked") {

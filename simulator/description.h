@@ -41,7 +41,9 @@ std::optional<BytePattern> ParsePattern(std::string_view text, std::string* prob
 
 enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight, kHexDigits };
 enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix, kMks50 };
-enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked };
+enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks };
+// A sum that an item carries inside.
+enum class OwnSum : std::uint8_t { kNone, kSy22 };
 
 // Bytes or bit fields of an item that the factory contents fill within their limits.
 struct ValueRule {
@@ -81,6 +83,7 @@ struct AreaInfo {
   std::vector<int> holes;  // items that have no address
   int fill = 0;
   std::string factoryNames;  // "words", "bank" or empty
+  OwnSum ownSum = OwnSum::kNone;
   std::vector<ValueRule> values;
 };
 
@@ -117,6 +120,7 @@ struct MessageInfo {
   BodyPacking packing = BodyPacking::kPlain;
   SumKind sum = SumKind::kNone;
   int sumStart = 0;
+  int blockItems = 0;  // kBlocks: items in a block with a count in front and a checksum behind
   BytePattern
       itemHead;  // each item is framed by this and, behind its data, a checksum from itemSumStart of the frame on
   int itemSumStart = 0;

@@ -14,7 +14,7 @@ bool EngineCore::HasStatus(std::string_view status) const {
 
 void EngineCore::AnswerStatus(std::string_view status) {
   const auto found = description.statuses.find(std::string(status));
-  if (found != description.statuses.end()) Answer(EmitPattern(found->second, device, description.deviceBase, {}));
+  if (found != description.statuses.end()) Answer(EmitPattern(found->second, device, description.deviceBase, heard));
 }
 
 bool EngineCore::MayWrite(int area, int item, std::string* status) {

@@ -31,6 +31,7 @@ struct EngineCore {
   std::int64_t nowUs = 0;
   std::int64_t busyUntilUs = 0;
   std::int64_t lastRequestUs = INT64_MIN / 2;
+  Captures heard;           // bytes of the message that is worked on, "byte0" ..., for answers that repeat them
   std::string lastMessage;  // key of the data message taken last
 
   // Answers collected while bytes are worked on; delays count from now.

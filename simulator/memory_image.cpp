@@ -103,6 +103,7 @@ void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int 
       }
     }
     if (info.nameOffset >= 0 && !info.factoryNames.empty()) SetName(description, area, item, FactoryName(info, item));
+    StoreOwnSum(info.ownSum, bytes);
   }
 }
 
@@ -127,6 +128,7 @@ bool MemoryImage::SetName(const InstrumentDescription& description, int area, in
     std::uint8_t& byte = bytes[static_cast<std::size_t>(info.nameOffset) + i];
     byte = static_cast<std::uint8_t>((byte & kept) | coded[i]);
   }
+  StoreOwnSum(info.ownSum, bytes);
   return true;
 }
 

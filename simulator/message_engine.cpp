@@ -47,6 +47,7 @@ std::size_t MessageEngine::PlainSize(const std::vector<PartRange>& ranges) {
 }
 
 std::size_t MessageEngine::BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const {
+  if (message.sum == SumKind::kBlocks) return PlainSize(ranges) + 3 * BlockSizes(message, ranges).size() - 2;
   if (message.itemHead.empty() || ranges.empty()) return PackedSize(message.packing, PlainSize(ranges));
   return static_cast<std::size_t>(ranges.front().count) *
          (message.itemHead.size() + PackedSize(message.packing, ranges.front().bytes) + 1);
@@ -83,6 +84,54 @@ MessageEngine::Verdict MessageEngine::DecodeFrames(const MessageInfo& message, s
   return Verdict::kTaken;
 }
 
+std::vector<std::size_t> MessageEngine::BlockSizes(const MessageInfo& message,
+                                                   const std::vector<PartRange>& ranges) const {
+  std::vector<std::size_t> sizes;
+  for (const PartRange& range : ranges)
+    for (int i = 0; i < range.count; i += message.blockItems)
+      sizes.push_back(static_cast<std::size_t>(std::min(message.blockItems, range.count - i)) * range.bytes);
+  return sizes;
+}
+
+std::vector<std::uint8_t> MessageEngine::EncodeBlocks(const MessageInfo& message, std::span<const std::uint8_t> head,
+                                                      std::span<const std::uint8_t> plain,
+                                                      const std::vector<std::size_t>& sizes) {
+  std::vector<std::uint8_t> bytes(head.begin(), head.end());
+  auto from = std::min(static_cast<std::size_t>(message.sumStart), bytes.size());
+  for (const std::size_t size : sizes) {
+    if (bytes.size() != head.size()) {
+      bytes.insert(bytes.end(), {static_cast<std::uint8_t>(size >> 7 & 0x7F), static_cast<std::uint8_t>(size & 0x7F)});
+      from = bytes.size();
+    }
+    bytes.insert(bytes.end(), plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(size));
+    plain = plain.subspan(size);
+    bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(from)));
+  }
+  bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(head.size()));
+  return bytes;
+}
+
+MessageEngine::Verdict MessageEngine::DecodeBlocks(const MessageInfo& message, std::size_t headSize,
+                                                   std::span<const std::uint8_t> bytes,
+                                                   const std::vector<std::size_t>& sizes,
+                                                   std::vector<std::uint8_t>* plain) {
+  auto from = std::min(static_cast<std::size_t>(message.sumStart), headSize);
+  std::size_t at = headSize;
+  for (const std::size_t size : sizes) {
+    if (at != headSize) {
+      if (std::size_t{bytes[at]} * 128 + bytes[at + 1] != size) return Verdict::kBadLength;
+      at += 2;
+      from = at;
+    }
+    const auto data = bytes.subspan(at, size);
+    at += size;
+    if (NegativeSum(bytes.subspan(from, at - from)) != bytes[at]) return Verdict::kBadSum;
+    plain->insert(plain->end(), data.begin(), data.end());
+    ++at;
+  }
+  return Verdict::kTaken;
+}
+
 std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int item) const {
   const int shown = message.bankSize > 0 ? item % message.bankSize : item;
   auto bytes = EmitPattern(message.head, core_.device, core_.description.deviceBase, {{"item", shown}});
@@ -98,8 +147,13 @@ std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int 
       if (range.itemSum) plain.push_back(KawaiSum(data));
     }
   }
-  const auto body =
-      message.itemHead.empty() ? PackBody(message.packing, plain) : EncodeFrames(message, plain, ranges.front().bytes);
+  std::vector<std::uint8_t> body;
+  if (message.sum == SumKind::kBlocks)
+    body = EncodeBlocks(message, bytes, plain, BlockSizes(message, ranges));
+  else if (message.itemHead.empty())
+    body = PackBody(message.packing, plain);
+  else
+    body = EncodeFrames(message, plain, ranges.front().bytes);
   bytes.insert(bytes.end(), body.begin(), body.end());
   if (message.sum == SumKind::kNegative)
     bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(
@@ -119,7 +173,10 @@ MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::si
     if (core_.memory.Item(range.area, range.first + range.count - 1).empty()) return Verdict::kBadLength;
 
   std::vector<std::uint8_t> plain;
-  if (!message.itemHead.empty()) {
+  if (message.sum == SumKind::kBlocks) {
+    const Verdict blocks = DecodeBlocks(message, headSize, bytes, BlockSizes(message, ranges), &plain);
+    if (blocks != Verdict::kTaken) return blocks;
+  } else if (!message.itemHead.empty()) {
     const Verdict frames = DecodeFrames(message, bytes.subspan(headSize, body), ranges.front().bytes, &plain);
     if (frames != Verdict::kTaken) return frames;
   } else {
@@ -143,6 +200,7 @@ MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::si
         const auto source = std::span<const std::uint8_t>(plain).subspan(at, target.size());
         at += target.size();
         if (range.itemSum && plain[at++] != KawaiSum(source)) return Verdict::kBadSum;
+        if (!OwnSumIsRight(core_.Area(range.area).ownSum, source)) return Verdict::kBadSum;
         if (write) std::copy(source.begin(), source.end(), target.begin());
       }
     }
@@ -182,6 +240,9 @@ void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const
 }
 
 bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
+  core_.heard.clear();
+  for (std::size_t i = 0; i < std::min<std::size_t>(message.size(), 16); ++i)
+    core_.heard["byte" + std::to_string(i)] = message[i];
   const auto& description = core_.description;
   for (const MessageInfo& info : description.messages) {
     Captures captures;
@@ -310,6 +371,10 @@ bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string*
   }
   for (const RuleInfo& rule : description.rules) {
     Captures captures;
+    // What a file stores as it would be stored by hand.
+    if (rule.action == RuleInfo::Action::kStore && message.size() == rule.match.size() &&
+        MatchPattern(rule.match, message, -1, description.deviceBase, &captures))
+      return core_.memory.StoreEdit(description, rule.toArea, CapturedValue(captures, "item"));
     if (rule.action != RuleInfo::Action::kBank || message.size() != rule.match.size() ||
         !MatchPattern(rule.match, message, -1, description.deviceBase, &captures))
       continue;

@@ -45,6 +45,14 @@ class MessageEngine {
   enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
   Verdict DecodeFrames(const MessageInfo& message, std::span<const std::uint8_t> body, std::size_t itemBytes,
                        std::vector<std::uint8_t>* plain) const;
+  // Blocks of several items, each with a checksum behind and, but for the first, a count in front: the first checksum
+  // takes the end of the head in.
+  std::vector<std::size_t> BlockSizes(const MessageInfo& message, const std::vector<PartRange>& ranges) const;
+  static std::vector<std::uint8_t> EncodeBlocks(const MessageInfo& message, std::span<const std::uint8_t> head,
+                                                std::span<const std::uint8_t> plain,
+                                                const std::vector<std::size_t>& sizes);
+  static Verdict DecodeBlocks(const MessageInfo& message, std::size_t headSize, std::span<const std::uint8_t> bytes,
+                              const std::vector<std::size_t>& sizes, std::vector<std::uint8_t>* plain);
   Verdict Decode(const MessageInfo& message, std::size_t headSize, int item, std::span<const std::uint8_t> bytes);
   void OnData(const MessageInfo& message, int item, std::span<const std::uint8_t> bytes);
   void Apply(const RuleInfo& rule, const Captures& captures);

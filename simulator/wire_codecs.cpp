@@ -171,6 +171,38 @@ std::uint8_t PlainSum(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint8_t>(SumOfBytes(bytes) % 128);
 }
 
+std::uint8_t Sy22Sum(std::span<const std::uint8_t> voice) {
+  // Where the high bytes of pairs stand: in the common part, in the sampled tones, in the FM tones.
+  constexpr std::array<std::size_t, 5> kCommon = {0, 11, 14, 17, 19};
+  constexpr std::array<std::size_t, 7> kSampled = {1, 4, 6, 8, 15, 17, 19};
+  constexpr std::array<std::size_t, 13> kFm = {0, 2, 5, 7, 9, 15, 19, 21, 23, 31, 35, 37, 39};
+  constexpr std::size_t kSteps = 171;
+  constexpr std::size_t kEnd = 571;
+  if (voice.size() < kSy22Bytes) return 0;
+  unsigned sum = SumOfBytes(voice.first(kEnd));
+  const auto high = [&](std::size_t at) { sum += voice[at] * 127U; };
+  for (const std::size_t at : kCommon) high(at);
+  for (const std::size_t tone : {21U, 95U})
+    for (const std::size_t at : kSampled) high(tone + at);
+  for (const std::size_t tone : {48U, 122U})
+    for (const std::size_t at : kFm) high(tone + at);
+  for (std::size_t at = kSteps; at < kEnd; at += 4) high(at);
+  return static_cast<std::uint8_t>(0U - sum);
+}
+
+void StoreOwnSum(OwnSum kind, std::span<std::uint8_t> item) {
+  if (kind != OwnSum::kSy22 || item.size() != kSy22Bytes) return;
+  const std::uint8_t sum = Sy22Sum(item);
+  item[kSy22Bytes - 2] = sum >> 7;
+  item[kSy22Bytes - 1] = sum & 0x7F;
+}
+
+bool OwnSumIsRight(OwnSum kind, std::span<const std::uint8_t> item) {
+  if (kind != OwnSum::kSy22 || item.size() != kSy22Bytes) return true;
+  const std::uint8_t sum = Sy22Sum(item);
+  return item[kSy22Bytes - 2] == sum >> 7 && item[kSy22Bytes - 1] == (sum & 0x7F);
+}
+
 std::string DecodeName(NameCode code, std::span<const std::uint8_t> bytes) {
   std::string name;
   for (const std::uint8_t raw : bytes) {

@@ -25,6 +25,14 @@ std::uint8_t NegativeSum(std::span<const std::uint8_t> bytes);  // sum plus chec
 std::uint8_t KawaiSum(std::span<const std::uint8_t> bytes);     // (sum + A5h) AND 7Fh
 std::uint8_t PlainSum(std::span<const std::uint8_t> bytes);     // sum AND 7Fh
 
+// A voice of the SY22 ends with an 8-bit sum of its own: the negated sum of its single bytes and of its pairs, which
+// count high * 128 + low.
+inline constexpr std::size_t kSy22Bytes = 574;
+std::uint8_t Sy22Sum(std::span<const std::uint8_t> voice);
+// Brings the sum inside an item up to date, and tells whether it is right (always without such a sum).
+void StoreOwnSum(OwnSum kind, std::span<std::uint8_t> item);
+bool OwnSumIsRight(OwnSum kind, std::span<const std::uint8_t> item);
+
 // A name as the panel shows it, trailing blanks removed, and back (exactly `length` bytes).
 std::string DecodeName(NameCode code, std::span<const std::uint8_t> bytes);
 std::vector<std::uint8_t> EncodeName(NameCode code, std::string_view name, std::size_t length);
