@@ -5,9 +5,9 @@
 
 #include "app/main_frame.h"
 #include "app/simulation.h"
-#include "studio/open_studio_ports.h"
 #include "services/start_stop.h"
 #include "services/zkbasics.h"
+#include "studio/open_studio_ports.h"
 #include "ui/qt_dispatch.h"
 #include "ui/qt_prompts.h"
 

@@ -98,10 +98,12 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
     virtualClock_ = std::make_unique<VirtualClock>();
     clock_ = virtualClock_.get();
     here_.emplace(*clock_);
-    backend_ = std::make_shared<VirtualBackend>(*clock_);
-    studio_ = std::make_unique<VirtualStudio>(*backend_, VirtualStudio::Options{kCableRate});
   } else {
     clock_ = &SystemClock();
+  }
+  if (kind != Kind::Real) {
+    backend_ = std::make_shared<VirtualBackend>(*clock_);
+    studio_ = std::make_unique<VirtualStudio>(*backend_, VirtualStudio::Options{kCableRate});
   }
   midi_ = std::make_unique<MidiPortSystem>(*clock_, &session.prompts());
   if (backend_) {
@@ -174,6 +176,16 @@ Result TransferRig::OpenPorts(const std::string& inName, const std::string& outN
                              "\" could not be opened; another program may be using it.");
   }
   return Result::Success();
+}
+
+bool TransferRig::OpenAllPorts() {
+  PortMap all;
+  all.SetOpenAll(true);
+  midi_->SetMidiInPortMap(all);
+  midi_->SetMidiOutPortMap(all);
+  const int inputs = midi_->MidiPortInOpenPortsFromMap();
+  const int outputs = midi_->MidiPortOutOpenPortsFromMap();
+  return inputs > 0 && outputs > 0;
 }
 
 void TransferRig::RoutePorts(ZKDrvList* instrument) {

@@ -43,7 +43,7 @@ class CliScriptServices final : public MidiScriptServices {
 // rig is the one that uses and destroys it.
 class TransferRig {
  public:
-  enum class Kind { Real, Virtual };
+  enum class Kind { Real, Virtual, VirtualLive };  // VirtualLive: virtual cables in real time
 
   TransferRig(Session& session, Kind kind);
   TransferRig(const TransferRig&) = delete;
@@ -60,11 +60,14 @@ class TransferRig {
   std::vector<std::string> PortNames(MidiDirection direction) { return midi_->DeviceNames(direction); }
   // Opens exactly one input and one output, as slot 0 of their tables.
   Result OpenPorts(const std::string& inName, const std::string& outName);
+  // Opens every port there is; true when there is an input and an output.
+  bool OpenAllPorts();
   // Lets an instrument of the studio and data of it use the open ports.
   void RoutePorts(ZKDrvList* instrument);
   void RoutePorts(DataFile* dataFile);
 
   // --- transfers
+  TransferEngine& transfers() { return *engine_; }
   CliScriptServices& services() { return *services_; }
   Clock& clock() { return *clock_; }
   // Looked at every 50 ms while a transfer runs; may press its buttons.
