@@ -11,6 +11,7 @@
 #include "cli/commands_monitor.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
+#include "cli/commands_sysxmap.h"
 #include "cli/commands_transfer.h"
 #include "cli/session.h"
 
@@ -142,6 +143,7 @@ const std::vector<CliCommand>& CliCommands() {
              "  tonalith-cli module list\n");
        },
        Module},
+      {"sysxmap", CliGroup::Modules, "looks into SysEx maps and makes them", SysxmapForms, SysxmapDetails, RunSysxmap},
       {"compile", CliGroup::Scripts, "script text to bytecode", [] { return std::string(kCompileHelp); },
        CompileDetails, Plain<RunCompile>},
       {"list", CliGroup::Scripts, "bytecode to script text", [] { return std::string(kListHelp); }, ListDetails,
