@@ -113,9 +113,13 @@ std::string AutoConfigAnswer::Text(bool ports) const {
   std::string text = name.empty() ? "maker " + id : name + " (" + id + ")";
   const auto& code = reply->identity;
   text += ", family " + hex(code[0]) + " " + hex(code[1]) + ", member " + hex(code[2]) + " " + hex(code[3]);
-  std::string version;
-  for (std::size_t i = 0; i < 4 && reply->version[i] != kAnyByte; ++i)
+  std::string version, letters;
+  for (std::size_t i = 0; i < 4 && reply->version[i] != kAnyByte; ++i) {
     version += (i ? "." : "") + std::to_string(reply->version[i]);
+    if (reply->version[i] >= 0x20 && reply->version[i] < 0x7F) letters.push_back(static_cast<char>(reply->version[i]));
+  }
+  // Some makers write it in letters.
+  if (letters.size() == 4) version += " (\"" + std::string(TrimmedView(letters)) + "\")";
   if (!version.empty()) text += ", version " + version;
   if (reply->deviceId != 0x7F) text += ", device ID " + std::to_string(reply->deviceId);
   if (ports) text += "; heard on " + inPort;

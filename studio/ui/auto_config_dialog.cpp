@@ -30,8 +30,15 @@ bool missingPortsShown = false;  // once a run of the program
 QString RemainingText(std::int64_t ms) {
   if (ms < 0) return {};
   const std::int64_t seconds = (ms + 999) / 1000;
-  if (seconds < 60) return QObject::tr("About %n second(s) left", nullptr, static_cast<int>(seconds));
-  return QObject::tr("About %n minute(s) left", nullptr, static_cast<int>((seconds + 59) / 60));
+  if (seconds <= 1) return QObject::tr("About a second left");
+  if (seconds < 60) return QObject::tr("About %1 seconds left").arg(seconds);
+  return QObject::tr("About %1 min %2 s left").arg(seconds / 60).arg(seconds % 60);
+}
+
+// As the user counts.
+QString DeviceText(const ZKDrvList& instrument) {
+  const Synth* first = instrument.drivers.empty() ? nullptr : instrument.drivers[0]->synth();
+  return QString::number(instrument.sysExChannel + (first && !first->sysExChannelZeroBased ? 1 : 0));
 }
 
 bool InStudio(const ZKStudioDoc& studio, const ZKDrvList* instrument) {
@@ -96,7 +103,7 @@ void DrvAutoConfig::Build() {
   const auto line = [&](const QString& title) {
     auto* value = new QLabel;
     value->setTextFormat(Qt::PlainText);
-    value->setMinimumWidth(value->fontMetrics().averageCharWidth() * 44);
+    value->setMinimumWidth(value->fontMetrics().averageCharWidth() * 54);
     form->addRow(title, value);
     return value;
   };
@@ -119,6 +126,7 @@ void DrvAutoConfig::Build() {
   answersTitle_ = new QLabel(tr("What ans&wered:"));
   answers_ = new QListWidget;
   answers_->setWordWrap(true);
+  answers_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
   answers_->setMinimumHeight(answers_->fontMetrics().lineSpacing() * 4);
   answersTitle_->setBuddy(answers_);
   layout->addWidget(answersTitle_);
@@ -231,7 +239,7 @@ void DrvAutoConfig::Finished(AutoConfigResult result) {
     if (!kept.ok()) words += "\n\n" + FromUtf8(kept.text);
     in_->setText(FromUtf8(result_.inPortName));
     out_->setText(FromUtf8(result_.outPortName));
-    device_->setText(QString::number(instrument_->sysExChannel));
+    device_->setText(DeviceText(*instrument_));
     if (services_.edited) services_.edited(instrument_);
   }
   words_->setText(words);
