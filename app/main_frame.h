@@ -2,12 +2,17 @@
 
 #include <QMainWindow>
 #include <QPointer>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <vector>
 
+#include "app/desktop_menu.h"
+#include "app/preferences.h"
+#include "app/raw_sysex_window.h"
 #include "bank/ui/bank_window.h"
+#include "data/container.h"
 #include "midi/port_system.h"
 #include "platform/jobs.h"
 #include "script/transfer_engine.h"
@@ -23,19 +28,34 @@ class QTimer;
 
 namespace tonalith {
 
+class ManualDumpReceiver;
+class AuditionTones;
 class MidiActivityDock;
+class MidiPanic;
+struct ToneTarget;
+class ZKControlBar;
 class MonitorRegistry;
 class Simulation;
 class ZKBasics;
 class ZKMidiInStatus;
 
 // The main window: menus, child windows, transfers of their data, files by their kind.
+// Messages of the main window that scripts and other windows send.
+enum class FrameMessage : std::uint32_t {
+  TransmitFile = 0x80FF,
+  GetAppVarGUID = 0x811C,
+  GetAppVar = 0x811D,
+  SetAppVar = 0x811E,
+};
+
 class CMainFrame final : public QMainWindow,
                          public BankWindowHost,
                          public StudioWindowHost,
+                         public RawSysExHost,
                          public DocumentsHost,
                          public StudioHost,
-                         public TransferWindowsHost {
+                         public TransferWindowsHost,
+                         public PreferencesHost {
   Q_OBJECT
 
  public:
@@ -47,6 +67,7 @@ class CMainFrame final : public QMainWindow,
   bool OpenFile(const std::string& path, int hint) override;
   bool LoadWorkspace(const std::string& path) override;
   bool SaveWorkspace(const std::string& path) override;
+  void ReleaseLater(DataFilePtr dataFile) override;
   void RequestQuit() override;
   void OpenUrl(const std::string& url) override;
   bool DrvLoadSetup(int which) override;
@@ -56,6 +77,14 @@ class CMainFrame final : public QMainWindow,
   bool TransmitWindowOpen() const override;
   void OpenTransmitWindow(int port, std::uint32_t total) override;
   void SetTransmitStayOpen(bool stay) override;
+  void OpenPortDialog(bool input) override;
+
+  // ---- PreferencesHost
+  void ResetMidiInPorts() override;
+  void PreferencesApplied() override;
+
+  // Asks whether ports shall be chosen when none is; once a start.
+  void AskForPorts();
 
   // ---- BankWindowHost
   void StartGet(TZKBank* window) override;
@@ -65,6 +94,12 @@ class CMainFrame final : public QMainWindow,
   std::string DataFolder(const ZKBankDoc& document) override;
   std::string FileExtension(const ZKBankDoc& document) override;
   void FileUsed(const std::string& path) override;
+
+  // ---- RawSysExHost
+  void SendRawSysEx(std::span<const std::uint8_t> bytes, int port, const std::string& what) override;
+  std::vector<SysExName> NameSysEx(std::span<const std::uint8_t> bytes) override;
+  std::vector<std::string> OutPortNames() const override;
+  int RawSysExPort(int port) override;
 
   // ---- StudioWindowHost (and prompts)
   void OpenDriver(ZKDrvList* driver, bool get) override;
@@ -144,6 +179,37 @@ class CMainFrame final : public QMainWindow,
   void OnHelpUpdates();
   void OnAppAbout();
 
+  // ---- files straight to an instrument.  `port`: number from 1, 0 for the one the data names (raw bytes: the
+  // program's). Transmissions go on after the return, one after the other.  False: nothing was begun; except for an
+  // empty or unreadable raw file the user has been told why.
+  bool DiskTransmit(const std::string& path, int port);
+  bool DiskDBTransmit(const std::string& path, int port);
+  bool MidiXTransmit(const std::string& path, int port);
+  bool SMFTransmit(const std::string& path, int port);
+  // By the last four characters of the path.
+  bool TransmitFile(const std::string& path, int port);
+  bool SendingFiles() const { return fileSending_; }
+
+  // Application variables and other messages by number; unknown ones give 0.  A path is text that lives during the
+  // call.
+  std::int64_t SendMessage(FrameMessage message, std::uint64_t wParam, std::int64_t lParam);
+
+  // The first child window that fits; null when none does.
+  ZKWindow* FirstThat(const std::function<bool(ZKWindow&)>& fits) const;
+  void ForEach(const std::function<void(ZKWindow&)>& action) const;
+  // Messages to every child window.
+  void DistributeToAllWindows(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) const;
+  void DistributeCntrlToAllWindows(int controller, int value) const;
+  void DistributeMIDIToAllWindows(int port, std::uint32_t shortMessage) const;
+  void SetCurrentDataFile(DataFile* dataFile) { currentDataFile_ = dataFile; }
+  DataFile* CurrentDataFile() const { return currentDataFile_; }
+
+  // A command number of the menu of desktops.
+  void RunDesktopCommand(int number);
+  DiskStructure& desktops() { return desktops_; }
+  MidiPanic* panic() { return panic_; }
+  ZKControlBar* controlBar() { return controlBar_; }
+
   // Carries a command out: the frame's own handler, or the active child window.
   void RunCommand(CommandId command);
   QAction* ActionOf(CommandId command) const;
@@ -173,6 +239,7 @@ class CMainFrame final : public QMainWindow,
   void BuildMenus();
   QMenu* MenuOf(const CommandRow& row);
   void BuildSimulatorMenu(QMenu* menu);
+  void BuildPanelMenu(QMenu* menu);
   void BuildWindowList();
   void ReadPlace();
   void StorePlace();
@@ -181,21 +248,59 @@ class CMainFrame final : public QMainWindow,
   QMdiSubWindow* SubWindowOf(const ZKWindow* window) const;
   void UpdateCommands();
   void UpdateRecentFiles();
+  void StoreRecentFiles();
+  void SetupURLs();
+  void ShowChildrenAsTabs(bool tabs);
+  void UpdateControlBar();
   void AddChild(ZKWindow* window);
   void PortsChanged(int changes);
   // The monitors show that ports changed, or read anew what the studio knows of messages.
   void TellMonitorsOfPorts(int changes);
   void TellMonitorsOfStudio();
+  bool MayClosePorts();
   bool InstallPackageFile(const std::string& path);
   int ReplaceInstruments(const std::string& moduleFile);
   bool OpenForeign(const std::string& path);
+  bool ImportForeignLibrary(const std::string& path);
+  // The driver that is selected in the studio; null: none.
+  ZKDrvList* SelectedDriver() const;
+  int ChooseDriver(const std::vector<std::string>& choices);
   bool OpenRawSysEx(const std::string& path);
   bool OpenStudioFile(const std::string& path);
   bool OpenDataFile(const std::string& path);
   void ShowRecognised(const std::string& path, Recognition& recognition);
   // Says that a window is not part of this version.
-  void SayNoWindow(const char* what);
+  void SayNoWindow(const std::string& what);
   void PlayNote(int number);
+  ToneTarget TonesGoTo() const;
+  // ---- desktops
+  std::vector<DesktopWindow> SaveDeskTopWindow();
+  bool SaveEachWindow(const ZKWindow* child, DesktopWindow* window);
+  bool VerifyCloseAll();
+  ZKWindow* OpenDesktopWindow(const DesktopWindow& window);
+  void PlaceDesktopWindow(ZKWindow* child, const DesktopWindow& window);
+  void ShowDesktopMenu(const QPoint& at);
+  // ---- sending files
+  friend class FileSendObserver;
+  struct FileSendJob {
+    QString name;
+    std::vector<DataFilePtr> files;  // in order; null once released
+    std::size_t next = 0;
+    int sent = 0;
+    int inactive = 0;
+    bool stopped = false;
+    QString problem;
+  };
+  std::string AskFileToSend(const char* title, const char* filter);
+  bool UsePort(DataFile* dataFile, int port);
+  static void TakeMembers(ListFile& list, FileSendJob* job);
+  bool SendMidiX(std::span<const std::uint8_t> bytes, int port, const std::string& name);
+  void AddSendJob(FileSendJob job);
+  void SendNextFile();
+  bool StartFile(DataFile* dataFile);
+  void FileSent(const TransferResult& result);
+  void EndSendJob();
+  void StopSendJobs();
   void OpenManual(std::size_t number);
   bool OnClose();
   bool OutputBusy() const;
@@ -243,10 +348,21 @@ class CMainFrame final : public QMainWindow,
   QPointer<QWidget> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;
   MidiActivityDock* activity_ = nullptr;
+  ManualDumpReceiver* manualDumps_ = nullptr;
   QLabel* portsLabel_ = nullptr;
   int portListener_ = 0;
   std::vector<Sending> sending_;
   QTimer* sendingTimer_;
+  std::deque<FileSendJob> sendJobs_;
+  bool fileSending_ = false;  // the first job's next file is on its way
+  DiskStructure desktops_;
+  MidiPanic* panic_ = nullptr;
+  AuditionTones* tones_ = nullptr;
+  ZKControlBar* controlBar_ = nullptr;
+  DataFile* currentDataFile_ = nullptr;  // not owned
+  bool line6_ = false;                   // no panic in this mode
+  std::string onlineUrl_;
+  std::string updatesUrl_;
   bool quitting_ = false;
   bool closing_ = false;
 };

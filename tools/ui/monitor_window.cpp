@@ -1,5 +1,6 @@
 #include "tools/ui/monitor_window.h"
 
+#include <QCoreApplication>
 #include <QEvent>
 #include <QFontDatabase>
 #include <QHBoxLayout>
@@ -11,6 +12,7 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <filesystem>
 
 #include "data/data_text.h"
 #include "midi/port_system.h"

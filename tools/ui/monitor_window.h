@@ -10,7 +10,7 @@
 #include "ui/window_base.h"
 
 class QAction;
-class QHBoxLayout;
+class QBoxLayout;
 class QTableView;
 class QTimer;
 
@@ -91,7 +91,7 @@ class TZKMonText final : public ZKWindow {
 
  private:
   void Toggle(MonitorKind kind);
-  void BuildBar(class QBoxLayout* layout);
+  void BuildBar(QBoxLayout* layout);
   void BuildLights();
   void Tick();
   void CopyMidi(bool input, bool output);

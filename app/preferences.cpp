@@ -1,0 +1,234 @@
+#include "app/preferences.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QEvent>
+#include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include "services/zkbasics.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+// Ports by name; the setting is their number.
+void FillPorts(QComboBox* box, ZKBasics& basics, bool input) {
+  int count = 0;
+  if (input)
+    count = basics.in().InPorts();
+  else
+    basics.out().OUTNUMPORTS(&count);
+  for (int i = 0; i < count; ++i)
+    box->addItem(FromUtf8(input ? basics.in().INGETPORTNAME(i) : basics.out().OUTGETPORTNAME(i)), i);
+}
+
+}  // namespace
+
+ZKPropPage::ZKPropPage(ZKBasics& basics, QString tab, std::span<const PreferenceRow> rows)
+    : basics_(basics), tab_(std::move(tab)), form_(new QFormLayout(this)) {
+  form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  for (const PreferenceRow& row : rows) {
+    const SettingInfo& info = Info(row.id);
+    QWidget* control = MakeControl(row, info);
+    Watch(control, tr(row.help));
+    QWidget* label = nullptr;
+    if (row.control == PreferenceControl::Check) {
+      form_->addRow(control);
+    } else {
+      auto* text = new QLabel(tr(info.label) + QLatin1Char(':'), this);
+      text->setBuddy(control);
+      form_->addRow(text, control);
+      label = text;
+    }
+    lines_.push_back({&row, label, control, tr(info.label) + QLatin1Char('\n') + tr(row.help)});
+  }
+}
+
+QWidget* ZKPropPage::MakeControl(const PreferenceRow& row, const SettingInfo& info) {
+  if (row.control == PreferenceControl::Check) {
+    auto* box = new QCheckBox(tr(info.label), this);
+    connect(box, &QCheckBox::toggled, this, &ZKPropPage::Changed);
+    return box;
+  }
+  if (row.control == PreferenceControl::Number || row.control == PreferenceControl::Channel) {
+    auto* box = new QSpinBox(this);
+    const int shift = row.control == PreferenceControl::Channel || info.rule == SettingRule::MinusOne ? 1 : 0;
+    box->setRange(info.minimum + shift, info.maximum + shift);
+    connect(box, &QSpinBox::valueChanged, this, &ZKPropPage::Changed);
+    return box;
+  }
+  auto* box = new QComboBox(this);
+  for (std::size_t i = 0; i < row.choices.size(); ++i) box->addItem(tr(row.choices[i]), static_cast<int>(i));
+  if (row.control != PreferenceControl::Choice) FillPorts(box, basics_, row.control == PreferenceControl::InPort);
+  connect(box, &QComboBox::currentIndexChanged, this, &ZKPropPage::Changed);
+  return box;
+}
+
+void ZKPropPage::SetValue(const Line& line, int value) {
+  if (auto* check = qobject_cast<QCheckBox*>(line.control)) {
+    check->setChecked(value != 0);
+  } else if (auto* number = qobject_cast<QSpinBox*>(line.control)) {
+    number->setValue(value + number->minimum() - Info(line.row->id).minimum);
+  } else if (auto* choice = qobject_cast<QComboBox*>(line.control)) {
+    // A number without an entry (a port that is not there now) stays what it is.
+    if (choice->findData(value) < 0) choice->addItem(tr("%1 (not present)").arg(value + 1), value);
+    choice->setCurrentIndex(choice->findData(value));
+  }
+}
+
+int ZKPropPage::Value(const Line& line) const {
+  if (const auto* check = qobject_cast<const QCheckBox*>(line.control)) return check->isChecked() ? 1 : 0;
+  if (const auto* number = qobject_cast<const QSpinBox*>(line.control))
+    return number->value() - number->minimum() + Info(line.row->id).minimum;
+  return qobject_cast<const QComboBox*>(line.control)->currentData().toInt();
+}
+
+void ZKPropPage::OnInitDialog() {
+  for (const Line& line : lines_)
+    if (line.row) SetValue(line, basics_.settings().Access(line.row->id, -1));
+}
+
+void ZKPropPage::OnApply() {
+  for (const Line& line : lines_)
+    if (line.row) basics_.settings().Access(line.row->id, Value(line));
+}
+
+void ZKPropPage::RestoreDefaults() {
+  Config defaults;
+  InitConfig(defaults, IniFile(basics_.paths().MainGetPreferencesIni()), {});
+  for (const Line& line : lines_)
+    if (line.row) SetValue(line, ReadSetting(defaults, line.row->id));
+}
+
+QWidget* ZKPropPage::ControlOf(SettingId id) const {
+  for (const Line& line : lines_)
+    if (line.row && line.row->id == id) return line.control;
+  return nullptr;
+}
+
+void ZKPropPage::AddLine(const QString& label, QWidget* control, const QString& help) {
+  Watch(control, help);
+  auto* text = label.isEmpty() ? nullptr : new QLabel(label, this);
+  if (text) {
+    text->setBuddy(control);
+    form_->addRow(text, control);
+  } else {
+    form_->addRow(control);
+  }
+  lines_.push_back({nullptr, text, control, label + QLatin1Char('\n') + help});
+}
+
+void ZKPropPage::Watch(QWidget* control, const QString& help) {
+  control->setToolTip(help);
+  control->installEventFilter(this);
+}
+
+bool ZKPropPage::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::FocusIn || event->type() == QEvent::Enter)
+    emit HelpShown(qobject_cast<QWidget*>(watched)->toolTip());
+  return QWidget::eventFilter(watched, event);
+}
+
+bool ZKPropPage::Filter(const QString& text) {
+  bool any = false;
+  for (const Line& line : lines_) {
+    const bool shown = text.isEmpty() || line.words.contains(text, Qt::CaseInsensitive);
+    line.control->setVisible(shown);
+    if (line.label) line.label->setVisible(shown);
+    any |= shown;
+  }
+  return any;
+}
+
+PreferencesSheet::PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWidget* parent)
+    : QDialog(parent),
+      basics_(basics),
+      host_(host),
+      search_(new QLineEdit(this)),
+      tabs_(new QTabWidget(this)),
+      help_(new QLabel(this)) {
+  setWindowTitle(QStringLiteral("Preferences"));
+  auto* layout = new QVBoxLayout(this);
+  search_->setPlaceholderText(tr("Search"));
+  search_->setClearButtonEnabled(true);
+  search_->setAccessibleName(tr("Search the preferences"));
+  layout->addWidget(search_);
+  layout->addWidget(tabs_, 1);
+  help_->setWordWrap(true);
+  help_->setMinimumHeight(help_->fontMetrics().lineSpacing() * 2);
+  help_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+  layout->addWidget(help_);
+  auto* buttons = new QDialogButtonBox(this);
+  auto* ok = buttons->addButton(QDialogButtonBox::Ok);
+  apply_ = buttons->addButton(QDialogButtonBox::Apply);
+  cancel_ = buttons->addButton(QDialogButtonBox::Cancel);
+  auto* defaults = buttons->addButton(QDialogButtonBox::RestoreDefaults);
+  layout->addWidget(buttons);
+  AddPage(new ZKPropDrvList(basics, host));
+  AddPage(new ZKPropMidi(basics));
+  AddPage(new ZKPropTones(basics));
+  AddPage(new ZKPropMisc(basics, host));
+  apply_->setEnabled(false);
+  connect(ok, &QPushButton::clicked, this, &PreferencesSheet::accept);
+  connect(apply_, &QPushButton::clicked, this, &PreferencesSheet::Apply);
+  connect(cancel_, &QPushButton::clicked, this, &PreferencesSheet::reject);
+  connect(defaults, &QPushButton::clicked, this,
+          [this] { pages_[static_cast<std::size_t>(tabs_->currentIndex())]->RestoreDefaults(); });
+  connect(search_, &QLineEdit::textChanged, this, &PreferencesSheet::Search);
+  tabs_->setFocus();
+}
+
+void PreferencesSheet::AddPage(ZKPropPage* page) {
+  auto* scroll = new QScrollArea(tabs_);
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setWidget(page);
+  scroll->setMinimumWidth(page->sizeHint().width() + fontMetrics().averageCharWidth() * 4);
+  tabs_->addTab(scroll, page->tab());
+  pages_.push_back(page);
+  page->OnInitDialog();
+  connect(page, &ZKPropPage::Changed, this, [this] { apply_->setEnabled(true); });
+  connect(page, &ZKPropPage::HelpShown, help_, &QLabel::setText);
+}
+
+void PreferencesSheet::Search(const QString& text) {
+  int first = -1;
+  for (std::size_t i = 0; i < pages_.size(); ++i) {
+    const bool any = pages_[i]->Filter(text.trimmed());
+    tabs_->setTabEnabled(static_cast<int>(i), any);
+    if (any && first < 0) first = static_cast<int>(i);
+  }
+  if (first >= 0 && !tabs_->isTabEnabled(tabs_->currentIndex())) tabs_->setCurrentIndex(first);
+  help_->setText(first < 0 ? tr("No preference contains these words.") : QString());
+}
+
+void PreferencesSheet::Apply() {
+  for (ZKPropPage* page : pages_) page->OnApply();
+  for (ZKPropPage* page : pages_) page->OnInitDialog();
+  host_.PreferencesApplied();
+  apply_->setEnabled(false);
+  // What was applied stays: there is nothing left to cancel.
+  cancel_->setText(tr("&Close"));
+}
+
+void PreferencesSheet::accept() {
+  Apply();
+  if (const Result saved = basics_.SaveConfig(); !saved.ok()) basics_.prompts().Say("Preferences", saved.text);
+  QDialog::accept();
+}
+
+void MainSetProperties(QWidget* parent, ZKBasics& basics, PreferencesHost& owner) {
+  PreferencesSheet sheet(basics, owner, parent);
+  sheet.exec();
+}
+
+}  // namespace tonalith

@@ -1,0 +1,249 @@
+#include <QCheckBox>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <filesystem>
+
+#include "app/preferences.h"
+#include "services/zkbasics.h"
+#include "tools/monitor_lines.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+using Control = PreferenceControl;
+
+const std::vector<PreferenceRow>& StudioRows() {
+  static const std::vector<PreferenceRow> rows = {
+      {SettingId::MainAutoUpdate, Control::Check,
+       "Data that is opened takes the ports, channels and scripts of its instrument in the studio."},
+      {SettingId::MainAutoGroup, Control::Check, "A Set of an instrument is opened without being asked for."},
+      {SettingId::MainPBayRevert, Control::Check, "The patch bay goes back to a patch of its own after each transfer."},
+      {SettingId::MainPBayRevertNum, Control::Number, "The patch the patch bay goes back to."},
+      {SettingId::MainDrvOldDisplayStyle,
+       Control::Choice,
+       "How the studio window shows its instruments.",
+       {"Off", "Select instrument", "Select instrument Graphic", "Studio"}},
+      {SettingId::MainAutoConfigInstruments, Control::Check,
+       "Ports and device number of an instrument are looked for when it is added to the studio."},
+      {SettingId::MainAutoAddRomBanks, Control::Check, "New Sets also hold the banks that cannot be changed."},
+      {SettingId::MainPchPopupSelect, Control::Check, "Asks which patch number single data is sent to."},
+      {SettingId::MainAutoDefinePatchesAndBanks,
+       Control::Choice,
+       "Numbers and names of banks are taken from the instrument's module for new data.",
+       {"Off", "On", "Auto"}},
+      {SettingId::MainAutoLoadTempElements,
+       Control::Choice,
+       "Where new elements of a Set get their MIDI channel from.",
+       {"MIDI Channel", "Auto with Smart Port", "Auto with Default MIDI In Port"}},
+      {SettingId::MainAutoSenseOnProgramExecution, Control::Check,
+       "Ports and device numbers of all instruments are looked for when the program starts."},
+      {SettingId::MainAutoHide, Control::Check, "The studio window makes room when a Set is opened."},
+      {SettingId::MainReceiveManualBulkDumps,
+       Control::Choice,
+       "What happens to data that an instrument sends on its own.",
+       {"Off", "Ask", "Without asking"}},
+      {SettingId::MainCreateVstxml, Control::Check, "Plug-in parameter descriptions are written with the data."},
+      {SettingId::PatchBayMode, Control::Check, "Instruments may be reached through a patch bay."},
+  };
+  return rows;
+}
+
+const std::vector<PreferenceRow>& MidiRows() {
+  static const std::vector<PreferenceRow> rows = {
+      {SettingId::MainIncludeRealTimeEvents, Control::Check, "MIDI thru also passes clock, start, continue and stop."},
+      {SettingId::MainDelay, Control::Number, "Pause after each SysEx transmission."},
+      {SettingId::MainDelayMidi, Control::Number, "Long SysEx is sent in pieces of this many bytes; 0 sends it whole."},
+      {SettingId::MainMidiSlow, Control::Number, "Pause after each piece of a long SysEx."},
+      {SettingId::MainMidiChannel, Control::Channel, "The channel of MIDI thru and of new instruments."},
+      {SettingId::MainPortIn, Control::InPort, "The port of data that has none of its own."},
+      {SettingId::MainPortOut, Control::OutPort, "The port of data that has none of its own."},
+      {SettingId::MainMidiThruLocalOff, Control::Check,
+       "Also passes what an instrument plays back to itself; switch its Local Control off."},
+      {SettingId::MainEchoMode,
+       Control::Choice,
+       "Where channel messages that come in are sent.",
+       {"Off", "To the MIDI OUT port", "To the instrument of the active window",
+        "To the MIDI OUT port, on the MIDI channel", "To the instrument of the active editor",
+        "To the active instrument, from the MIDI IN port only"}},
+  };
+  return rows;
+}
+
+const std::vector<PreferenceRow>& TonesRows() {
+  static const std::vector<PreferenceRow> rows = {
+      {SettingId::MainNotesToPlay, Control::Number, "How many of the notes below an audition plays."},
+      {SettingId::MainPlaybackSpeed, Control::Number, "How fast the notes follow each other."},
+  };
+  return rows;
+}
+
+const std::vector<PreferenceRow>& MiscRows() {
+  static const std::vector<PreferenceRow> rows = {
+      {SettingId::MainToolbarCorner,
+       Control::Choice,
+       "Where the control bar lies.",
+       {"Top left", "Top right", "Bottom left", "Bottom right"}},
+      {SettingId::MainNoRegExtensions, Control::Check, "File managers do not learn which files this program opens."},
+      {SettingId::MainAutoSave, Control::Check, "Files that are open are saved from time to time."},
+      {SettingId::MainAutoSaveLoadDesktop, Control::Check,
+       "The windows that are open at the end are opened again at the next start."},
+      {SettingId::MainApplicationControlBar, Control::Check, "The bar with pictures below the menus."},
+      {SettingId::MainAutoSaveMinutes, Control::Number, "The time between two automatic saves."},
+      {SettingId::MainOscLimits, Control::Check, "Values that come over the network are kept inside their range."},
+  };
+  return rows;
+}
+
+}  // namespace
+
+ZKPropDrvList::ZKPropDrvList(ZKBasics& services, PreferencesHost& host)
+    : ZKPropPage(services, QStringLiteral("Studio"), StudioRows()) {
+  auto* reset = new QPushButton(tr("&Reset MIDI IN Ports"), this);
+  AddLine({}, reset, tr("Closes the MIDI inputs and opens them again, when an interface stopped answering."));
+  connect(reset, &QPushButton::clicked, this, [this, &host] {
+    MessagePrompt prompt;
+    prompt.title = "MIDI IN Port Reset";
+    prompt.text =
+        "MIDI IN Ports should only be reset when there is no SysEx communication between Tonalith and MIDI devices\n\n"
+        "Are you sure you want to reset?";
+    prompt.buttons = PromptButtons::YesNo;
+    prompt.icon = PromptIcon::Question;
+    if (basics().prompts().Message(prompt) == PromptAnswer::Yes) host.ResetMidiInPorts();
+  });
+}
+
+ZKPropMidi::ZKPropMidi(ZKBasics& services) : ZKPropPage(services, QStringLiteral("MIDI"), MidiRows()) {}
+
+ZKPropTones::ZKPropTones(ZKBasics& services) : ZKPropPage(services, QStringLiteral("Tones"), TonesRows()) {
+  auto* table = new QWidget(this);
+  auto* grid = new QGridLayout(table);
+  grid->setContentsMargins(0, 0, 0, 0);
+  const QString heads[] = {tr("Note"), tr("Velocity"), tr("Channel")};
+  for (int column = 0; column < 3; ++column)
+    grid->addWidget(new QLabel(heads[column], table), 0, column == 0 ? 1 : column + 2);
+  entries_.resize(3 * kToneNotes);
+  for (int i = 0; i < kToneNotes; ++i) {
+    grid->addWidget(new QLabel(QString::number(i + 1), table), i + 1, 0);
+    auto* name = new QLabel(table);
+    name->setMinimumWidth(name->fontMetrics().horizontalAdvance(QStringLiteral("G#-1 ")));
+    grid->addWidget(name, i + 1, 2);
+    for (int kind = 0; kind < 3; ++kind) {
+      auto* box = new QSpinBox(table);
+      box->setRange(kind == 2 ? 1 : 0, kind == 2 ? 16 : 127);
+      box->setAccessibleName(tr("%1 of note %2").arg(heads[kind]).arg(i + 1));
+      entries_[static_cast<std::size_t>(kind * kToneNotes + i)] = box;
+      grid->addWidget(box, i + 1, kind == 0 ? 1 : kind + 2);
+      connect(box, &QSpinBox::valueChanged, this, &ZKPropPage::Changed);
+      Watch(box, tr("The notes that are played when a patch is listened to."));
+      if (kind == 0)
+        connect(box, &QSpinBox::valueChanged, name,
+                [name](int note) { name->setText(FromUtf8(MonitorNoteText(note)).remove(QLatin1Char(' '))); });
+    }
+  }
+  grid->setColumnStretch(5, 1);
+  AddLine({}, table, tr("Note Velocity Channel audition"));
+  table->setToolTip({});
+}
+
+void ZKPropTones::Fill(const std::function<int(int)>& value) {
+  for (int i = 0; i < 3 * kToneNotes; ++i) {
+    QSpinBox* box = entries_[static_cast<std::size_t>(i)];
+    box->setValue(value(i) + box->minimum());
+    emit box->valueChanged(box->value());
+  }
+}
+
+void ZKPropTones::OnInitDialog() {
+  ZKPropPage::OnInitDialog();
+  Fill([this](int i) { return basics().MainTonesData(i, -1); });
+}
+
+void ZKPropTones::OnApply() {
+  ZKPropPage::OnApply();
+  for (int i = 0; i < 3 * kToneNotes; ++i) {
+    const QSpinBox* box = entries_[static_cast<std::size_t>(i)];
+    basics().MainTonesData(i, box->value() - box->minimum());
+  }
+}
+
+void ZKPropTones::RestoreDefaults() {
+  ZKPropPage::RestoreDefaults();
+  const Config& defaults = GetDfltConfig();
+  Fill([&](int i) { return defaults.tonesData[i]; });
+}
+
+ZKPropMisc::ZKPropMisc(ZKBasics& services, PreferencesHost& host)
+    : ZKPropPage(services, QStringLiteral("Miscellaneous"), MiscRows()) {
+  program_ = AddFolder(tr("&Program folder"), tr("Where the program and its resources lie; it finds them by itself."),
+                       !host.ExtendedMode());
+  instruments_ = AddFolder(tr("&Instrument folder"), tr("Where instrument modules are installed."), false);
+  data_ = AddFolder(tr("&Data folder"), tr("Where your sounds and the studio are kept."), false);
+}
+
+QLineEdit* ZKPropMisc::AddFolder(const QString& label, const QString& help, bool readOnly) {
+  auto* line = new QWidget(this);
+  auto* row = new QHBoxLayout(line);
+  row->setContentsMargins(0, 0, 0, 0);
+  auto* edit = new QLineEdit(line);
+  edit->setReadOnly(readOnly);
+  row->addWidget(edit, 1);
+  auto* browse = new QPushButton(tr("Choose..."), line);
+  browse->setEnabled(!readOnly);
+  browse->setAccessibleName(tr("Choose the folder: %1").arg(label));
+  row->addWidget(browse);
+  connect(edit, &QLineEdit::textChanged, this, &ZKPropPage::Changed);
+  connect(browse, &QPushButton::clicked, this, [this, edit, label] {
+    const QString chosen =
+        QFileDialog::getExistingDirectory(this, QString(label).remove(QLatin1Char('&')), edit->text());
+    if (!chosen.isEmpty()) edit->setText(chosen);
+  });
+  line->setFocusProxy(edit);
+  AddLine(label + QLatin1Char(':'), line, help);
+  Watch(edit, help);
+  return edit;
+}
+
+void ZKPropMisc::OnInitDialog() {
+  ZKPropPage::OnInitDialog();
+  program_->setText(FromUtf8(basics().paths().MainGetProgramPath()));
+  instruments_->setText(FromUtf8(basics().paths().MainGetInstrPath()));
+  data_->setText(FromUtf8(basics().paths().MainGetDataPath()));
+}
+
+void ZKPropMisc::ApplyFolder(QLineEdit* edit, const std::string& now,
+                             const std::function<void(const std::string&)>& store) {
+  const std::string wanted = ToUtf8(edit->text().trimmed());
+  if (edit->isReadOnly() || wanted == now || wanted.empty()) return;
+  std::error_code error;
+  const std::filesystem::path folder(wanted);
+  std::filesystem::create_directories(folder, error);
+  const std::filesystem::path probe = folder / ".tonalith-write-test";
+  std::FILE* file = error || folder.is_relative() ? nullptr : std::fopen(probe.c_str(), "wxe");
+  if (!file) {
+    basics().prompts().Say("Preferences", "The folder\n" + wanted + "\ncannot be written to. It was not changed.");
+    return;
+  }
+  std::fclose(file);
+  std::filesystem::remove(probe, error);
+  store(wanted);
+  basics().prompts().Say("Preferences", "The folder\n" + wanted +
+                                            "\nis used after the program was started again.\nFiles in the former "
+                                            "folder stay where they are.");
+}
+
+void ZKPropMisc::OnApply() {
+  ZKPropPage::OnApply();
+  Paths& paths = basics().paths();
+  ApplyFolder(program_, paths.MainGetProgramPath(), [&](const std::string& to) { paths.MainSetProgramPath(to); });
+  ApplyFolder(instruments_, paths.MainGetInstrPath(), [&](const std::string& to) { paths.MainSetInstrPath(to); });
+  ApplyFolder(data_, paths.MainGetDataPath(), [&](const std::string& to) { paths.MainSetDataPath(to); });
+}
+
+}  // namespace tonalith

@@ -1,0 +1,185 @@
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QGuiApplication>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QTableView>
+
+#include "app/preferences.h"
+#include "platform/atomic_file.h"
+#include "platform/ini_file.h"
+#include "platform/log.h"
+#include "services/zkbasics.h"
+#include "tools/ui/graphic_monitor.h"
+#include "tools/ui/monitor_window.h"
+#include "ui/port_dialogs.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+class ToolsTest : public ProgramFixture {
+ protected:
+  template <typename Window>
+  Window* Child() {
+    for (ZKWindow* child : frame().Children())
+      if (auto* found = qobject_cast<Window*>(child)) return found;
+    return nullptr;
+  }
+  ZKBasics& basics() { return *program_->basics(); }
+};
+
+QString CellText(TZKMonText* monitor, int row, int column) {
+  return monitor->model()->index(row, column).data().toString();
+}
+
+TEST_F(ToolsTest, TheMonitorShowsATransferInTheWordsOfTheInstrument) {
+  Start({"ok", "file " + Path("kept.syx"), "ok"});
+  frame().RunCommand(CommandId::UtilitiesMidiMonitor);
+  auto* monitor = Child<TZKMonText>();
+  ASSERT_NE(monitor, nullptr);
+  monitor->OnEditClear();
+  TZKBank* bank = Open("dx7", "Voice Bank", true);
+  ASSERT_TRUE(Idle(bank));
+  const auto seen = [&](const char* words) {
+    for (int row = 0; row < monitor->model()->rowCount(); ++row)
+      if (CellText(monitor, row, MonitorModel::kDescription).contains(QLatin1String(words))) return true;
+    return false;
+  };
+  ASSERT_TRUE(WaitFor([&] { return seen("Yamaha DX7 Voice Bank, checksum ok"); }));
+  EXPECT_TRUE(seen("MIDI OUT: "));
+  EXPECT_TRUE(seen("MIDI IN: "));
+  MonitorMsg("a line of the program");
+  EXPECT_TRUE(WaitFor([&] { return seen("a line of the program"); }));
+  monitor->OnEditCopy();
+  EXPECT_TRUE(QGuiApplication::clipboard()->text().contains(QLatin1String("1008H (>> 4104)")));
+  monitor->OnMonCopyMIDIOutData();
+  EXPECT_TRUE(QGuiApplication::clipboard()->text().startsWith(QLatin1String("F0 43 20 09")));
+  monitor->OnFileSaveAs();
+  std::vector<std::uint8_t> bytes;
+  ASSERT_TRUE(ReadWholeFile(Path("kept.syx"), bytes).ok());
+  EXPECT_EQ(bytes.size(), 5U + 16U) << "the request and the first bytes of the bank";
+  KeepScreenshot(monitor, QStringLiteral("midi-monitor"));
+  KeepScreenshot(&frame(), QStringLiteral("frame-with-monitor"));
+}
+
+TEST_F(ToolsTest, TheGraphicMonitorShowsHeldNotes) {
+  Start();
+  frame().RunCommand(CommandId::UtilitiesGraphicMonitor);
+  auto* monitor = Child<TZKMon>();
+  ASSERT_NE(monitor, nullptr);
+  Settle();
+  const std::uint8_t chord[][3] = {{0x90, 60, 100}, {0x90, 64, 100}, {0x95, 67, 100}, {0x93, 61, 90}};
+  for (const auto& note : chord) basics().out().SendDataPort(note, 0);
+  EXPECT_TRUE(WaitFor([&] { return monitor->held().Channels(67) == 0x20; }));
+  const QImage image = monitor->keyboard()->grab().toImage();
+  const qreal ratio = image.devicePixelRatio();
+  const auto color = [&](int note) {
+    return image.pixelColor((QPointF(monitor->keyboard()->KeyRect(note).center()) * ratio).toPoint());
+  };
+  EXPECT_EQ(color(64), KeyboardPicture::ChannelColor(0));
+  EXPECT_EQ(color(61), KeyboardPicture::ChannelColor(3));
+  EXPECT_NE(color(65), KeyboardPicture::ChannelColor(0));
+  KeepScreenshot(monitor, QStringLiteral("graphic-monitor"));
+}
+
+TEST_F(ToolsTest, PortsAreChosenByName) {
+  Start();
+  const std::string profile = basics().paths().MidiPortsProfile();
+  {
+    PVMidiIn dialog(basics().midi());
+    EXPECT_TRUE(dialog.openAll()->isChecked());
+    EXPECT_FALSE(dialog.list()->isEnabled());
+    EXPECT_TRUE(dialog.list()->selectedItems().isEmpty());
+    KeepScreenshot(&dialog, QStringLiteral("midi-in-ports"));
+    ASSERT_GE(dialog.list()->count(), 3);
+    dialog.openAll()->setChecked(false);
+    dialog.list()->item(1)->setSelected(true);
+    dialog.bufferCount()->setValue(12);
+    dialog.accept();
+    EXPECT_EQ(basics().in().InPorts(), 1);
+    EXPECT_EQ(basics().in().INGETPORTNAME(0), dialog.list()->item(1)->text().toStdString());
+  }
+  IniFile ini(profile);
+  EXPECT_EQ(ini.GetInt("Midi In Ports", "OpenAll", 1), 0);
+  EXPECT_EQ(ini.GetInt("Midi In Ports", "PortCount", 0), 1);
+  EXPECT_EQ(ini.GetInt("Midi In Ports", "NumSysXBuffers", 0), 12);
+  // A chosen port that is not plugged in stays chosen, and Cancel changes nothing.
+  ini.SetInt("Midi In Ports", "PortCount", 2);
+  ini.Set("Midi In Ports", "PortName1", "Unplugged");
+  ASSERT_TRUE(ini.Save().ok());
+  {
+    PVMidiIn dialog(basics().midi());
+    EXPECT_EQ(dialog.list()->selectedItems().size(), 2);
+    dialog.list()->clearSelection();
+    dialog.reject();
+  }
+  {
+    PVMidiIn dialog(basics().midi());
+    dialog.accept();
+  }
+  EXPECT_EQ(IniFile(profile).GetString("Midi In Ports", "PortName1"), "Unplugged");
+  PVMidiOut outputs(basics().midi());
+  EXPECT_EQ(outputs.bufferCount(), nullptr);
+  KeepScreenshot(&outputs, QStringLiteral("midi-out-ports"));
+  outputs.openAll()->setChecked(false);
+  outputs.accept();
+  int count = 1;
+  basics().out().OUTNUMPORTS(&count);
+  EXPECT_EQ(count, 0);
+  EXPECT_TRUE(NoPortsSelected(basics().midi(), MidiDirection::Output));
+  EXPECT_FALSE(NoPortsSelected(basics().midi(), MidiDirection::Input));
+}
+
+TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
+  Start({"no"});
+  struct Page {
+    int index;
+    const char* tab;
+  };
+  PreferencesSheet sheet(basics(), frame(), &frame());
+  ASSERT_EQ(sheet.pages().size(), 4U);
+  for (const Page& page : {Page{0, "Studio"}, Page{1, "MIDI"}, Page{2, "Tones"}, Page{3, "Miscellaneous"}}) {
+    EXPECT_EQ(sheet.tabs()->tabText(page.index), QLatin1String(page.tab));
+    sheet.tabs()->setCurrentIndex(page.index);
+    sheet.adjustSize();
+    KeepScreenshot(&sheet, QStringLiteral("preferences-%1").arg(QLatin1String(page.tab).toString().toLower()));
+  }
+  // Every setting of the pages that exist has its control, and comes back as it went in.
+  for (const SettingInfo& info : SettingsTable()) {
+    const int page = info.page == SettingPage::Studio          ? 0
+                     : info.page == SettingPage::Midi          ? 1
+                     : info.page == SettingPage::Tones         ? 2
+                     : info.page == SettingPage::Miscellaneous ? 3
+                                                               : -1;
+    if (page < 0) continue;
+    EXPECT_NE(sheet.pages()[static_cast<std::size_t>(page)]->ControlOf(info.id), nullptr) << info.name;
+    for (const int value : {info.maximum, info.minimum}) {
+      basics().settings().Access(info.id, value);
+      sheet.pages()[static_cast<std::size_t>(page)]->OnInitDialog();
+      sheet.pages()[static_cast<std::size_t>(page)]->OnApply();
+      EXPECT_EQ(basics().settings().Access(info.id, -1), value) << info.name;
+    }
+  }
+  basics().MainDelay(7);
+  PreferencesSheet other(basics(), frame(), &frame());
+  auto* delay = qobject_cast<QSpinBox*>(other.pages()[1]->ControlOf(SettingId::MainDelay));
+  ASSERT_NE(delay, nullptr);
+  EXPECT_FALSE(other.applyButton()->isEnabled());
+  delay->setValue(250);
+  EXPECT_TRUE(other.applyButton()->isEnabled());
+  other.reject();
+  EXPECT_EQ(basics().MainDelay(-1), 7);
+  other.Apply();
+  EXPECT_EQ(basics().MainDelay(-1), 250);
+  other.search()->setText(QStringLiteral("patch bay"));
+  EXPECT_TRUE(other.tabs()->isTabEnabled(0));
+  EXPECT_FALSE(other.tabs()->isTabEnabled(2));
+}
+
+}  // namespace
+}  // namespace tonalith

@@ -1,0 +1,160 @@
+#include "ui/port_dialogs.h"
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QVBoxLayout>
+#include <set>
+
+#include "platform/ini_file.h"
+#include "platform/log.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kMostBuffers = 1000;
+constexpr int kLargestBuffer = 1 << 20;
+
+}  // namespace
+
+PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget* parent)
+    : QDialog(parent),
+      midi_(midi),
+      direction_(direction),
+      list_(new QListWidget(this)),
+      openAll_(new QCheckBox(tr("&Always open all MIDI ports"), this)) {
+  const bool in = direction == MidiDirection::Input;
+  setWindowTitle(in ? tr("MIDI IN Ports") : tr("MIDI OUT Ports"));
+  auto* layout = new QVBoxLayout(this);
+  auto* head = new QLabel(
+      in ? tr("MIDI &IN ports that the program opens:") : tr("MIDI &OUT ports that the program opens:"), this);
+  head->setBuddy(list_);
+  layout->addWidget(head);
+  list_->setSelectionMode(QAbstractItemView::MultiSelection);
+  list_->setMinimumSize(fontMetrics().averageCharWidth() * 48, fontMetrics().height() * 10);
+  layout->addWidget(list_, 1);
+  layout->addWidget(openAll_);
+  const PortProfileSettings settings = midi.ProfileSettings(direction);
+  openAll_->setVisible(!settings.hideOpenAllPorts);
+  if (in && !settings.hideBufferInfo) BuildBuffers(layout, settings);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+  connect(buttons, &QDialogButtonBox::accepted, this, &PVMidiPorts::accept);
+  connect(buttons, &QDialogButtonBox::rejected, this, &PVMidiPorts::reject);
+  layout->addWidget(buttons);
+  FillList();
+  connect(openAll_, &QCheckBox::toggled, list_, &QWidget::setDisabled);
+}
+
+void PVMidiPorts::BuildBuffers(QVBoxLayout* layout, const PortProfileSettings& settings) {
+  auto* group = new QGroupBox(tr("A&dvanced"), this);
+  auto* form = new QFormLayout(group);
+  bufferCount_ = new QSpinBox(group);
+  bufferCount_->setRange(1, kMostBuffers);
+  bufferCount_->setValue(settings.numSysXBuffers);
+  bufferSize_ = new QSpinBox(group);
+  bufferSize_->setRange(256, kLargestBuffer);
+  bufferSize_->setSuffix(tr(" bytes"));
+  bufferSize_->setValue(settings.sysXBufferSize);
+  form->addRow(tr("SysEx &buffers of each port:"), bufferCount_);
+  form->addRow(tr("&Size of a buffer:"), bufferSize_);
+  layout->addWidget(group);
+}
+
+void PVMidiPorts::AddPort(const QString& name, const QString& note, bool selected) {
+  auto* item = new QListWidgetItem(note.isEmpty() ? name : tr("%1 (%2)").arg(name, note), list_);
+  item->setData(Qt::UserRole, name);
+  item->setSelected(selected);
+}
+
+void PVMidiPorts::FillList() {
+  const PortMap map = direction_ == MidiDirection::Input ? midi_.GetPortInProfile() : midi_.GetPortOutProfile();
+  std::set<std::string> present;
+  midi_.DeviceNames(direction_);
+  for (const MidiPortDevice& device : midi_.Devices(direction_)) {
+    if (device.info.own) continue;
+    present.insert(device.info.name);
+    AddPort(FromUtf8(device.info.name), device.info.through ? tr("sends everything back") : QString(),
+            !map.openAll() && map.Listed(device.info.name));
+  }
+  // What was chosen and is not plugged in just now stays chosen.
+  if (!map.openAll())
+    for (const std::string& name : map.names())
+      if (present.insert(name).second) AddPort(FromUtf8(name), tr("not connected"), true);
+  if (list_->count() == 0) {
+    auto* item = new QListWidgetItem(tr("This machine has no MIDI ports."), list_);
+    item->setFlags(Qt::NoItemFlags);
+  }
+  openAll_->setChecked(map.openAll());
+  list_->setDisabled(map.openAll());
+}
+
+PortMap PVMidiPorts::Chosen() const {
+  PortMap map;
+  map.SetOpenAll(openAll_->isChecked());
+  if (map.openAll()) return map;
+  for (int i = 0; i < list_->count(); ++i) {
+    const QListWidgetItem* item = list_->item(i);
+    if (item->isSelected() && item->data(Qt::UserRole).isValid())
+      map.AddPortName(ToUtf8(item->data(Qt::UserRole).toString()));
+  }
+  return map;
+}
+
+void PVMidiPorts::accept() {
+  const PortMap map = Chosen();
+  Result saved;
+  if (direction_ == MidiDirection::Input) {
+    midi_.MidiPortInClosePorts();
+    if (bufferCount_) midi_.in().LoadBufferSettings(bufferCount_->value(), bufferSize_->value());
+    saved = midi_.SetPortInProfile(map);
+    midi_.SetMidiInPortMap(map);
+    midi_.MidiPortInOpenPorts({}, true);
+  } else {
+    midi_.MidiPortOutClosePorts();
+    saved = midi_.SetPortOutProfile(map);
+    midi_.SetMidiOutPortMap(map);
+    midi_.MidiPortOutOpenPorts({}, true);
+  }
+  if (!saved.ok()) MonitorMsg("The MIDI port profile was not saved. %s", saved.text.c_str());
+  QDialog::accept();
+}
+
+bool PVAskPorts(Prompts& prompts, MidiDirection direction, const std::string& profile) {
+  static bool asked[2] = {};
+  const bool in = direction == MidiDirection::Input;
+  if (std::exchange(asked[in ? 0 : 1], true)) return false;
+  const char* section = in ? "Midi In Ports" : kAskPortsSection;
+  if (!profile.empty() && IniFile(profile).GetInt(section, kAskPortsKey, 0) != 0) return false;
+  bool never = false;
+  MessagePrompt prompt;
+  prompt.title = "MIDI Ports";
+  prompt.text = in ? "There are no MIDI IN Ports Selected!\nSelect YES to choose the ports now.\nIf you do not choose "
+                     "any ports,\nthe program will not receive MIDI"
+                   : "There are no MIDI OUT Ports Selected!\nSelect YES to choose the ports now.\nIf you do not choose "
+                     "any ports,\nthe program will not communicate with your instrument!";
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Question;
+  prompt.checkBox = "Do not ask again";
+  prompt.checked = &never;
+  const bool yes = prompts.Message(prompt) == PromptAnswer::Yes;
+  if (never && !profile.empty()) {
+    IniFile ini(profile);
+    ini.SetInt(section, kAskPortsKey, 1);
+    if (const Result saved = ini.Save(); !saved.ok()) MonitorMsg("%s", saved.text.c_str());
+  }
+  return yes;
+}
+
+bool NoPortsSelected(MidiPortSystem& midi, MidiDirection direction) {
+  const PortMap map = direction == MidiDirection::Input ? midi.GetPortInProfile() : midi.GetPortOutProfile();
+  return !map.openAll() && map.names().empty();
+}
+
+}  // namespace tonalith

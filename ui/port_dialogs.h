@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QDialog>
+
+#include "midi/port_system.h"
+
+class QCheckBox;
+class QDialogButtonBox;
+class QListWidget;
+class QSpinBox;
+class QVBoxLayout;
+
+namespace tonalith {
+
+// Which ports of one direction the program opens.  OK closes all ports of the direction, keeps the choice in the
+// profile and opens the chosen ports again; Cancel changes nothing.
+class PVMidiPorts : public QDialog {
+  Q_OBJECT
+
+ public:
+  PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget* parent);
+
+  QListWidget* list() { return list_; }
+  QCheckBox* openAll() { return openAll_; }
+  // Null in the dialog for outputs and where the profile hides them.
+  QSpinBox* bufferCount() { return bufferCount_; }
+  QSpinBox* bufferSize() { return bufferSize_; }
+
+  void accept() override;
+
+ private:
+  void FillList();
+  void AddPort(const QString& name, const QString& note, bool selected);
+  void BuildBuffers(QVBoxLayout* layout, const PortProfileSettings& settings);
+  PortMap Chosen() const;
+
+  MidiPortSystem& midi_;
+  MidiDirection direction_;
+  QListWidget* list_;
+  QCheckBox* openAll_;
+  QSpinBox* bufferCount_ = nullptr;
+  QSpinBox* bufferSize_ = nullptr;
+};
+
+class PVMidiIn final : public PVMidiPorts {
+  Q_OBJECT
+
+ public:
+  explicit PVMidiIn(MidiPortSystem& midi, QWidget* parent = nullptr)
+      : PVMidiPorts(midi, MidiDirection::Input, parent) {}
+};
+
+class PVMidiOut final : public PVMidiPorts {
+  Q_OBJECT
+
+ public:
+  explicit PVMidiOut(MidiPortSystem& midi, QWidget* parent = nullptr)
+      : PVMidiPorts(midi, MidiDirection::Output, parent) {}
+};
+
+// Where "do not ask again" of the question is kept, in the port profile.
+inline constexpr char kAskPortsSection[] = "Midi Out Ports";
+inline constexpr char kAskPortsKey[] = "DoNotAsk";
+
+// Asks whether ports shall be chosen now because none is.  True: yes.  Not asked again in this run, and never again
+// when the user checks the box (kept in the INI file `profile`).
+bool PVAskPorts(Prompts& prompts, MidiDirection direction, const std::string& profile);
+inline bool PVAskPortsOut(Prompts& prompts, const std::string& profile) {
+  return PVAskPorts(prompts, MidiDirection::Output, profile);
+}
+
+// Whether ports of this direction are missing although the machine has some, or none were ever chosen: with "open all"
+// and no devices at all there is nothing to choose.
+bool NoPortsSelected(MidiPortSystem& midi, MidiDirection direction);
+
+}  // namespace tonalith
