@@ -179,7 +179,7 @@ void TZKMonText::BuildBar(QBoxLayout* layout) {
     row->addWidget(made);
     return made;
   };
-  auto* show = button(tr("S&how"), tr("Which messages are shown"));
+  auto* show = button(tr("Sh&ow"), tr("Which messages are shown"));
   auto* showMenu = new QMenu(show);
   showInput_ = showMenu->addAction(tr("MIDI &IN"), this, &TZKMonText::OnMonMidiInPorts);
   showOutput_ = showMenu->addAction(tr("MIDI &OUT"), this, &TZKMonText::OnMonMidiOutPorts);
