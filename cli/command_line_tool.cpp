@@ -5,12 +5,14 @@
 
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
+#include "cli/commands_desktop.h"
 #include "cli/commands_files.h"
 #include "cli/commands_identify.h"
 #include "cli/commands_module.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
+#include "cli/commands_studio.h"
 #include "cli/commands_sysxmap.h"
 #include "cli/commands_transfer.h"
 #include "cli/session.h"
@@ -74,8 +76,8 @@ int WithModules(CliEnvironment& environment, const std::vector<std::string>& arg
 
 // Building a module must not touch the folders of a user.
 int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
-  if (args.empty() || (args[0] != "install" && args[0] != "list"))
-    return RunModule(args, environment.in, environment.out, environment.err, {});
+  if (!args.empty() && args[0] == "install") return RunModuleInstall(environment, {args.begin() + 1, args.end()});
+  if (args.empty() || args[0] != "list") return RunModule(args, environment.in, environment.out, environment.err, {});
   return WithModules<RunModule>(environment, args);
 }
 
@@ -101,6 +103,8 @@ const std::vector<CliCommand>& CliCommands() {
       {"receive", CliGroup::Instruments, "gets data from an instrument into a file", ReceiveForms, ReceiveDetails,
        RunReceive},
       {"send", CliGroup::Instruments, "sends the data of a file to its instrument", SendForms, SendDetails, RunSend},
+      {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
+       StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",
        [] { return std::string(IdentifyUsage()); },
        [] {
@@ -124,6 +128,7 @@ const std::vector<CliCommand>& CliCommands() {
       {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
        RunImport},
       {"export", CliGroup::Files, "writes data as a MIDI file or as raw SysEx", ExportForms, ExportDetails, RunExport},
+      {"desktop", CliGroup::Files, "the windows a desktop file keeps", DesktopForms, DesktopDetails, RunDesktop},
       {"df", CliGroup::Files, "looks into data files, makes and rewrites them", [] { return std::string(kDfHelp); },
        [] {
          return std::string(

@@ -36,19 +36,6 @@ int ModuleBuild(const std::vector<std::string>& args, std::ostream& out, std::os
   return 0;
 }
 
-int ModuleInstall(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
-                  const std::filesystem::path& instruments) {
-  if (args.size() < 2) return ModuleFailed(err, "\"install\" needs a package.");
-  for (std::size_t i = 1; i < args.size(); ++i) {
-    InstallReport report;
-    const Result result = InstallPackage(args[i], instruments, &report);
-    if (!result.ok()) return ModuleFailed(err, result.text);
-    out << (report.name.empty() ? args[i] + ": the package is empty" : report.name + ": installed") << "\n";
-    for (const std::string& kept : report.kept) out << "kept\t" << kept << "\n";
-  }
-  return 0;
-}
-
 int ModuleList(std::ostream& out, std::ostream& err, const std::filesystem::path& instruments) {
   ScriptedPrompts prompts({});
   ZKStudioDoc studio({instruments, {}, {}, {}}, prompts);
@@ -81,7 +68,6 @@ int RunModule(const std::vector<std::string>& args, std::istream&, std::ostream&
               const std::filesystem::path& instruments) {
   const std::string verb = args.empty() ? "" : args[0];
   if (verb == "build") return ModuleBuild(args, out, err);
-  if (verb == "install") return ModuleInstall(args, out, err, instruments);
   if (verb == "list" && args.size() == 1) return ModuleList(out, err, instruments);
   err << "tonalith-cli module: what to do is missing.\n" << ModuleUsage();
   return 1;

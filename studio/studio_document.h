@@ -229,6 +229,8 @@ class ZKStudioDoc {
   int DrvLoadSetup(int mode, const std::filesystem::path& folder = {}, const std::string& file = {});
   Result SaveAsTextFile(const std::filesystem::path& folder, const std::string& file) const;
   std::string TextSummary() const;
+  // Writes the studio and its text summary; the file that was there becomes NAME~.
+  Result WriteStudioFile(const std::filesystem::path& target) const;
   // The bytes of the studio file and back.  Reading drops drivers whose file is missing and instruments left without
   // drivers.  0, 2 (a record or a port-name block is missing, or bytes are left over; what was read stays) or 3 (not a
   // studio; `error` says what it is and the studio stays as it was).

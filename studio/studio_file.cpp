@@ -274,17 +274,21 @@ int ZKStudioDoc::DrvSaveSetup(int mode) {
     if (answer != PromptAnswer::Yes) return kDiskCancelled;
   }
   studioFile_ = target;
-  Result result = MakeFolders(target.parent_path().string());
+  const Result result = WriteStudioFile(target);
+  if (result.ok()) return kDiskOk;
+  prompts_.Say("File Error", result.text);
+  return kDiskWriteError;
+}
+
+Result ZKStudioDoc::WriteStudioFile(const std::filesystem::path& target) const {
   const std::vector<std::uint8_t> bytes = WriteStudio();
+  Result result = MakeFolders(target.parent_path().string());
   if (result.ok()) result = KeepFormerFile(target, bytes);
   if (result.ok()) result = WriteFileAtomically(target.string(), std::span<const std::uint8_t>(bytes));
-  if (!result.ok()) {
-    prompts_.Say("File Error", result.text);
-    return kDiskWriteError;
-  }
+  if (!result.ok()) return result;
   const Result text = SaveAsTextFile(target.parent_path(), target.filename().string());
   if (!text.ok()) prompts_.Say("Tonalith", text.text);
-  return kDiskOk;
+  return result;
 }
 
 // --- Loading ---------------------------------------------------------------------------------------------------------
