@@ -160,6 +160,8 @@ void MakeNumberStr(const Synth* synth, char* out, int patch) {
       return put("%c%.3d", 'A' + n / 128, n % 128 + 1);
     case 27:
       return put("%2d:%d", n / 8 + 1, n % 8 + 1);
+    case kNumberFormatGroups:
+      return put("%c%d%d", 'A' + n / 64, n % 64 / 8 + 1, n % 8 + 1);
     case kNumberFormatMemories:
       return put("%c%c-%d", "IiEe"[(n & 0x7F) / 32], 'A' + n % 32 / 8, n % 8 + 1);
     default:

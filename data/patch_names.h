@@ -17,6 +17,7 @@ extern const char* const kNameFormatNames[kNameFormats];
 extern const char* const kNumberFormatNames[kNumberFormats];
 // Beyond the named ones, which are those of the file format; every other number means plain numbers.
 inline constexpr int kNumberFormatMemories = 64;  // IA-1 to ID-8, iA-1 ..., EA-1 ..., eA-1 ...
+inline constexpr int kNumberFormatGroups = 65;    // A11 to A88, B11 ...
 
 // Longest name the decoders give; longer lengths are cut.
 inline constexpr std::uint32_t kMaxNameText = 255;
