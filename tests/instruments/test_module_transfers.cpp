@@ -230,6 +230,28 @@ TEST_P(ModuleTransfers, EveryTypeThereAndBack) {
   }
 }
 
+// A byte that changed on the cable is noticed by every script whose data has a checksum; what was there stays.
+TEST_P(ModuleTransfers, DamagedAnswersAreRefused) {
+  for (const auto& driver : instrument->drivers) {
+    SCOPED_TRACE(GetParam() + " " + driver->TypeName());
+    DataFilePtr data = modules.studio().GetNewDataFile(driver.get());
+    ASSERT_TRUE(data);
+    if (!data->receiveScript || modules.recognizer().Verify(*data) != ChecksumVerdict::kOk) continue;
+    if (!modules.Simulated(data->synth->driverId).empty()) continue;
+    data->synth->midiInPort = static_cast<std::uint8_t>(midi.in().FindPort(cables->PortName(0)));
+    data->synth->midiOutPort = static_cast<std::uint8_t>(midi.out().FindPort(cables->PortName(0)));
+    std::string problem;
+    const auto plan = FaultPlan::Parse("corrupt-byte:reply=0", &problem);
+    ASSERT_TRUE(plan) << problem;
+    cables->With(0, [&](SimulatedInstrument& simulated) { simulated.SetFaults(*plan); });
+    const Bytes before = BodyOf(*data);
+    const TransferResult result = Run(TransferOperation::kReceive, *data);
+    EXPECT_FALSE(result.ok);
+    EXPECT_TRUE(BodyOf(*data) == before);
+    cables->With(0, [&](SimulatedInstrument& simulated) { simulated.SetFaults({}); });
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, ModuleTransfers, ::testing::ValuesIn(ShippedModules()), [](const auto& test) {
   std::string name = test.param;
   std::replace(name.begin(), name.end(), '-', '_');
