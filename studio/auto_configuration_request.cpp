@@ -5,6 +5,7 @@
 #include "platform/text.h"
 #include "script/transfer_engine.h"
 #include "studio/auto_configuration.h"
+#include "studio/studio_document.h"
 
 namespace tonalith {
 
@@ -28,6 +29,7 @@ class Try {
     synth.midiInPort = static_cast<std::uint8_t>(in);
     synth.midiOutPort = static_cast<std::uint8_t>(out);
     synth.sysExChannel = static_cast<std::uint8_t>(channel);
+    if (synth.patchBayFlags & kPatchBayManual) synth.patchBayFlags = 0;  // would ask the user at every try
     if (synth.midiChannelFollowsSysEx) synth.midiChannel = static_cast<std::uint8_t>(channel & 15);
     if (data_->midiInPortName) CopyText(data_->midiInPortName, data_->midiInPortNameSize, inPort);
     if (data_->midiOutPortName) CopyText(data_->midiOutPortName, data_->midiOutPortNameSize, outPort);
