@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 #include "simulator/wire_codecs.h"
 
@@ -50,6 +51,12 @@ std::string FactoryName(const AreaInfo& area, int item) {
   const auto n = static_cast<std::size_t>(item);
   const std::size_t first = (n + n / 16) % 16;
   const std::size_t second = n % 16;
+  // No room for two words: displays with so few characters know capitals only.
+  if (constexpr int kTwoWords = 8; area.nameLength < kTwoWords && area.nameLength > 2) {
+    std::string name(kFactoryFirst[first].substr(0, static_cast<std::size_t>(area.nameLength - 2)));
+    for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return name + static_cast<char>('0' + item / 10 % 10) + static_cast<char>('0' + item % 10);
+  }
   std::string name = std::string(kFactoryFirst[first]) + " " + std::string(kFactorySecond[second]);
   if (item >= 256) name = std::string(kFactorySecond[second]) + " " + std::to_string(item);
   return name.substr(0, static_cast<std::size_t>(std::max(area.nameLength, 0)));

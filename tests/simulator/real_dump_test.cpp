@@ -97,6 +97,18 @@ TEST_P(RealDumpTest, IsRecognisedAndItsNamesAreShown) {
 }
 
 const std::vector<RealDump> kRealDumps = {
+    {"kawai-k1", "kawai-k1/KawaiK1.syx", 1, "upper", {"F0 40 00 00 00 03 00 00 F7"}, 0, 1, 0},
+    {"kawai-k1", "kawai-k1/KawaiK1Multi.syx", 1, "multis", {"F0 40 00 00 00 03 00 5F F7"}, 0, 1, 0},
+    {"korg-ms2000-microkorg", "korg-ms2000/OriginalPatches_v3.syx", 1, "programs", {"F0 42 30 58 1C F7"}, 0, 1, 0},
+    {"korg-ms2000-microkorg",
+     "korg-microkorg/KorgMicroKorgVocoder.syx",
+     1,
+     "edit_program",
+     {"F0 42 30 58 10 F7"},
+     0,
+     1,
+     0},
+    {"ensoniq-esq1-sq80", "ensoniq-esq1/BASIC.syx", 1, "current", {"F0 0F 02 01 09 F7"}, 0, 1, 1},
     {"yamaha-dx7", "yamaha-dx7/SynprezFM_01.syx", 1, "voices", {"F0 43 20 09 F7"}, 0, 1, 0},
     {"yamaha-dx7", "yamaha-dx7/SynprezFM_02.syx", 1, "voices", {"F0 43 20 09 F7"}, 0, 1, 0},
     {"yamaha-dx7", "yamaha-dx7/SynprezFM_05.syx", 1, "voices", {"F0 43 20 09 F7"}, 0, 1, 0},
