@@ -65,6 +65,7 @@ class CliHome {
  private:
   CliHome() : folder_(std::filesystem::temp_directory_path() / ("tonalith-cli-" + std::to_string(::getpid()))) {
     std::filesystem::create_directories(folder_ / "resources/modules");
+    std::filesystem::copy_file(TONALITH_SOURCE_DIR "/resources/EditorPV.bin", folder_ / "resources/EditorPV.bin");
     for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments")) {
       if (!entry.is_directory()) continue;
       const CliOutput built = RunCli({"module", "build", entry.path().string(),
