@@ -15,6 +15,7 @@ class QLabel;
 class QLineEdit;
 class QTabWidget;
 class QPushButton;
+class QSpinBox;
 
 namespace tonalith {
 
@@ -119,7 +120,7 @@ class ZKPropTones final : public ZKPropPage {
  private:
   void Fill(const std::function<int(int)>& value);
 
-  std::vector<class QSpinBox*> entries_;  // eight notes, their velocities, their channels
+  std::vector<QSpinBox*> entries_;  // eight notes, their velocities, their channels
 };
 
 class ZKPropMisc final : public ZKPropPage {
