@@ -12,6 +12,10 @@
 #include <QUrl>
 #include <algorithm>
 
+#include "app/audition_tones.h"
+#include "app/control_bar.h"
+#include "app/manual_dump_receiver.h"
+#include "app/midi_panic.h"
 #include "app/simulation.h"
 #include "services/zkbasics.h"
 #include "tools/monitor_registry.h"
@@ -28,7 +32,11 @@ CMainFrame::CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports
       monitors_(ZKMonInitialize(basics.in(), basics.out(), basics.clock())),
       jobs_(basics.clock(), 1),
       area_(new QMdiArea(this)),
-      sendingTimer_(new QTimer(this)) {
+      sendingTimer_(new QTimer(this)),
+      desktops_(basics.paths().MainGetDataPath(), kFirstDesktopCommand),
+      panic_(new MidiPanic(basics.midi().out(), this)),
+      tones_(new AuditionTones(basics.midi().out(), basics.settings(), this)),
+      controlBar_(new ZKControlBar(basics.paths().MainGetResourcePath(), this)) {
   setObjectName(QStringLiteral("CMainFrame"));
   setCentralWidget(area_);
   setAcceptDrops(true);
@@ -39,8 +47,18 @@ CMainFrame::CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports
   activity_->hide();
   portsLabel_ = new QLabel(this);
   statusBar()->addPermanentWidget(portsLabel_);
+  controlBar_->MoveToCorner(this, basics_.MainToolbarCorner(-1));
+  SetupURLs();
   BuildMenus();
+  connect(controlBar_->icons(), &TZKIconBar2::Command, this,
+          [this](int command) { RunCommand(static_cast<CommandId>(command)); });
+  connect(panic_, &MidiPanic::Ended, this, [this](bool complete) {
+    Status(complete ? tr("Every note was switched off.") : tr("Switching off every note was cancelled."));
+  });
+  area_->setContextMenuPolicy(Qt::CustomContextMenu);
+  connect(area_, &QMdiArea::customContextMenuRequested, this, &CMainFrame::ShowDesktopMenu);
   connect(area_, &QMdiArea::subWindowActivated, this, [this] { UpdateCommands(); });
+  ConnectStudio();
   studio_.SetChangeSink([this] {
     if (studioWindow_) studioWindow_->Refresh();
     TellMonitorsOfStudio();
@@ -48,12 +66,16 @@ CMainFrame::CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports
   connect(sendingTimer_, &QTimer::timeout, this, &CMainFrame::WatchSending);
   portListener_ = basics_.AddPortListener([this](int changes) { PortsChanged(changes); });
   UpdateAppTitleBar();
+  manualDumps_ = new ManualDumpReceiver(*this, basics_, studio_);
   ReadPlace();
 }
 
 CMainFrame::~CMainFrame() {
   receiver_.Forget();
+  delete manualDumps_;
   sendingTimer_->stop();
+  panic_->Cancel();
+  tones_->Stop();
   // The windows inside go while there is still somebody to ask; none of their signals must reach a half-gone frame.
   for (ZKWindow* child : Children()) disconnect(child, nullptr, this, nullptr);
   disconnect(area_, nullptr, this, nullptr);
@@ -62,6 +84,8 @@ CMainFrame::~CMainFrame() {
   delete takeCentralWidget();
   basics_.RemovePortListener(portListener_);
   studio_.SetChangeSink({});
+  studio_.SetCloseHook({});
+  studio_.SetAutoSenseHook({});
   jobs_.StopAll();
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "app/desktop_menu.h"
@@ -34,10 +35,12 @@ class MidiActivityDock;
 class MidiPanic;
 struct ToneTarget;
 class ZKControlBar;
+class FirstStartPage;
 class MonitorRegistry;
 class Simulation;
 class ZKBasics;
 class ZKMidiInStatus;
+struct AutoConfigServices;
 
 // The main window: menus, child windows, transfers of their data, files by their kind.
 // Messages of the main window that scripts and other windows send.
@@ -103,9 +106,18 @@ class CMainFrame final : public QMainWindow,
 
   // ---- StudioWindowHost (and prompts)
   void OpenDriver(ZKDrvList* driver, bool get) override;
-  void InstallModule() override;
+  void InstallModule();
   void StudioEdited() override;
   StudioPorts* ports() override { return &ports_; }
+  const AutoConfigServices* autoConfig() override;
+  Settings& settings() override;
+  std::string ResourceFolder() override;
+  std::string PreferencesIni() override;
+
+  // Looks for these instruments one after the other, until "Cancel All".
+  void SenseInstruments(std::vector<ZKDrvList*> instruments);
+  // The same for the whole studio, when the preference for the program's start is on.
+  void SenseInstrumentsAtStart();
 
   // ---- the handlers of the commands (main_frame_commands.cpp says which is whose)
   void OnNewDriverList();
@@ -258,8 +270,13 @@ class CMainFrame final : public QMainWindow,
   void TellMonitorsOfPorts(int changes);
   void TellMonitorsOfStudio();
   bool MayClosePorts();
+  void ConnectStudio();
+  // The page of the first start, also from the Help menu.
+  void ShowFirstStart();
+  void ShowFirstStartOnce();
+  void RestartSimulated();
+  bool CloseWindowsOf(std::span<ZKDrvList* const> instruments);
   bool InstallPackageFile(const std::string& path);
-  int ReplaceInstruments(const std::string& moduleFile);
   bool OpenForeign(const std::string& path);
   bool ImportForeignLibrary(const std::string& path);
   // The driver that is selected in the studio; null: none.
@@ -303,6 +320,10 @@ class CMainFrame final : public QMainWindow,
   void StopSendJobs();
   void OpenManual(std::size_t number);
   bool OnClose();
+  PromptAnswer AskWhileSending(const char* text, const char* second);
+  bool MayBreakOff();
+  bool WaitForOutput();
+  bool Sends() const;
   bool OutputBusy() const;
   void StopOutputs();
   void KeepUnsaved();
@@ -345,6 +366,8 @@ class CMainFrame final : public QMainWindow,
   int recentLimit_ = 4;
   std::vector<std::string> manuals_;  // files
   QPointer<TZKDrvLst> studioWindow_;
+  QPointer<FirstStartPage> firstStart_;
+  std::shared_ptr<AutoConfigServices> autoConfig_;
   QPointer<QWidget> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;
   MidiActivityDock* activity_ = nullptr;

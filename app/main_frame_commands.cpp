@@ -1,15 +1,20 @@
 #include <QAction>
-#include <QDesktopServices>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
 #include <QStatusBar>
-#include <QUrl>
+#include <algorithm>
 
+#include "app/audition_tones.h"
+#include "app/control_bar.h"
 #include "app/main_frame.h"
 #include "app/simulation.h"
+#include "platform/atomic_file.h"
+#include "platform/ini_file.h"
+#include "platform/path_resolver.h"
+#include "platform/text.h"
 #include "services/zkbasics.h"
 #include "ui/midi_activity.h"
 #include "ui/qt_text.h"
@@ -99,7 +104,14 @@ struct FrameCommands {
 
 namespace {
 
-constexpr int kManualCommands = 10;
+constexpr int kToneCommands = 11;  // eight notes, chord, sequence, last note
+constexpr const char* kOpenFilter =
+    "Files of this program|*.DAT;*.PVS;*.PVG;*.PVC;*.PVD;*.PVL;*.PV9;*.PVW;*.PVZ;*.SYX;*.MID;*.SMF|ZK Data "
+    "(*.DAT)|*.DAT|ZK Set (*.PVS)|*.PVS;*.PVG|ZK Compressed Module (.pvz)|*.pvz|All Files (*.*)|*.*|";
+constexpr const char* kOpenFilterLine6 =
+    "ZK Set (*.PVS)|*.PVS;*.PVG|Line6 L6T Files (*.L6T)|*.L6T|All Files (*.*)|*.*|";
+constexpr const char* kKeyFile = "ZKKeys.ini";
+constexpr int kMostCategories = 32;
 
 }  // namespace
 
@@ -185,6 +197,24 @@ void CMainFrame::BuildSimulatorMenu(QMenu* menu) {
     action->setStatusTip(tr("Pull or plug this virtual cable"));
     connect(action, &QAction::toggled, this, [this, place](bool on) { simulation_->SetPlugged(place, on); });
   }
+  menu->addSeparator();
+  BuildPanelMenu(menu->addMenu(tr("Send from the Pa&nel")));
+}
+
+// What somebody at the instrument can have it send.
+void CMainFrame::BuildPanelMenu(QMenu* menu) {
+  for (std::size_t place = 0; place < simulation_->studio().Count(); ++place) {
+    QMenu* panel = menu->addMenu(FromUtf8(simulation_->studio().PortName(place)));
+    std::vector<std::string> keys;
+    simulation_->studio().With(place, [&keys](SimulatedInstrument& instrument) {
+      for (const MessageInfo& message : instrument.description().messages) keys.push_back(message.key);
+      if (!instrument.description().roland) return;
+      for (const AreaInfo& area : instrument.description().areas) keys.push_back(area.key);
+    });
+    keys.emplace_back("everything");
+    for (const std::string& key : keys)
+      panel->addAction(FromUtf8(key), this, [this, place, key] { simulation_->studio().PanelSend(place, key); });
+  }
 }
 
 QAction* CMainFrame::ActionOf(CommandId command) const {
@@ -208,7 +238,26 @@ void CMainFrame::UpdateCommands() {
   basics_.midi().out().OUTNUMPORTS(&outputs);
   ActionOf(CommandId::MidiPanic)->setEnabled(outputs > 0);
   ActionOf(CommandId::MidiCancelTransmit)->setEnabled(outputs > 0);
+  for (int i = 0; i < kToneCommands; ++i)
+    ActionOf(static_cast<CommandId>(static_cast<int>(CommandId::PlayNote1) + i))->setEnabled(outputs > 0);
+  const bool tabs = area_->viewMode() == QMdiArea::TabbedView;
+  ActionOf(CommandId::WindowCascade)->setEnabled(any && !tabs);
+  ActionOf(CommandId::WindowTile)->setEnabled(any && !tabs);
+  ActionOf(CommandId::HelpOnline)->setEnabled(!onlineUrl_.empty());
+  ActionOf(CommandId::HelpUpdates)->setEnabled(!updatesUrl_.empty());
+  ActionOf(CommandId::OptionsAudition)->setChecked(basics_.MainAudition(-1) != 0);
+  ActionOf(CommandId::OptionsReopenDesktop)->setChecked(basics_.MainAutoSaveLoadDesktop(-1) != 0);
+  ActionOf(CommandId::ViewControlBar)->setChecked(basics_.MainApplicationControlBar(-1) != 0);
+  UpdateControlBar();
   portsLabel_->setText(tr("MIDI: %1 in, %2 out").arg(basics_.midi().in().InPorts()).arg(outputs));
+}
+
+void CMainFrame::UpdateControlBar() {
+  for (const ControlBarSlot& slot : ControlBarSlots()) {
+    const QAction* action = ActionOf(static_cast<CommandId>(slot.command));
+    if (action) controlBar_->icons()->EnableButton(slot.command, action->isEnabled());
+  }
+  controlBar_->setVisible(basics_.MainApplicationControlBar(-1) != 0);
 }
 
 void CMainFrame::RunCommand(CommandId command) {
@@ -224,8 +273,8 @@ void CMainFrame::RunCommand(CommandId command) {
 
 // ---- small handlers -------------------------------------------------------------------------------------------------
 
-void CMainFrame::SayNoWindow(const char* what) {
-  prompts().Say("Tonalith", std::string(what) + " is not part of this version of the program yet.");
+void CMainFrame::SayNoWindow(const std::string& what) {
+  prompts().Say("Tonalith", what + " is not part of this version of the program yet.");
 }
 
 void CMainFrame::OnNewDriverList() {
@@ -237,7 +286,20 @@ void CMainFrame::OnNewGroup() {
 }
 
 void CMainFrame::OnNewEditor() {
-  SayNoWindow("The choice of a new editor");
+  std::vector<ZKDrvList*> drivers;
+  ChoicePrompt prompt{"New Editor", "Kind of data:", {}};
+  for (const auto& instrument : studio_.instruments()) {
+    for (const auto& driver : instrument->drivers) {
+      drivers.push_back(driver.get());
+      prompt.items.push_back(Latin1ToUtf8(instrument->DisplayKey() + ", " + driver->TypeName()));
+    }
+  }
+  if (drivers.empty()) {
+    prompts().Say("New Editor", "There are no instruments in the studio yet.");
+    return;
+  }
+  const int chosen = prompts().Choose(prompt);
+  if (chosen >= 0) OpenDriver(drivers[static_cast<std::size_t>(chosen)], false);
 }
 
 void CMainFrame::OnNewLibrary() {
@@ -256,22 +318,13 @@ void CMainFrame::OnFileOpen() {
   FilePrompt prompt;
   prompt.title = "Choose File to Open...";
   prompt.folder = basics_.paths().MainGetDataPath();
-  prompt.patterns = {"Banks, patches and SysEx (*.dat *.DAT *.syx *.SYX *.mid *.MID *.smf *.pvz)",
-                     "ZK Data (*.DAT *.dat)", "ZK Compressed Module (*.pvz)", "All Files (*)"};
+  prompt.patterns = FilePatterns(line6_ ? kOpenFilterLine6 : kOpenFilter);
   if (const std::string path = prompts().File(prompt); !path.empty()) OpenFile(path, 0);
 }
 
 void CMainFrame::OnFileClose() {
   if (QMdiSubWindow* window = area_->activeSubWindow()) window->close();
 }
-
-void CMainFrame::OnDiskToInstr() {}
-void CMainFrame::OnDiskDBToInstr() {}
-void CMainFrame::OnMidiXToInstr() {}
-void CMainFrame::OnSmfToInstr() {}
-void CMainFrame::OnLoadDesktop() {}
-void CMainFrame::OnSaveDesktop() {}
-void CMainFrame::OnClearRecentFiles() {}
 
 void CMainFrame::OnFileExit() {
   close();
@@ -281,9 +334,33 @@ void CMainFrame::OnOptionsEditorSkings() {
   SayNoWindow("The choice of editor skins");
 }
 
-void CMainFrame::OnUpdateKeyList() {}
-void CMainFrame::OnOptionsReopenDesktop() {}
-void CMainFrame::OnViewControlBar() {}
+// The user's list stands in the data folder and begins as a copy of the one that came with the program.
+void CMainFrame::OnUpdateKeyList() {
+  const std::string own = JoinPath(basics_.paths().MainGetDataPath(), kKeyFile);
+  if (!FileExists(own)) {
+    const std::string first = JoinPath(basics_.paths().MainGetApplicationSupportPath(), kKeyFile);
+    if (const Result copied = CopyFileAtomically(first, own); !copied.ok()) {
+      prompts().Say("Keywords", copied.text);
+      return;
+    }
+  }
+  const IniFile list(own);
+  const int categories = std::max(0, list.GetInt("Categories", "Number"));
+  int keywords = 0;
+  for (int i = 0; i < std::min(categories, kMostCategories); ++i)
+    keywords += std::max(0, list.GetInt(list.GetString("Categories", "Cat" + std::to_string(i)), "Number"));
+  Status(tr("The list of keywords was read: %1 keywords in %2 categories.").arg(keywords).arg(categories));
+}
+
+void CMainFrame::OnOptionsReopenDesktop() {
+  basics_.MainAutoSaveLoadDesktop(ActionOf(CommandId::OptionsReopenDesktop)->isChecked() ? 1 : 0);
+}
+
+void CMainFrame::OnViewControlBar() {
+  const bool shown = ActionOf(CommandId::ViewControlBar)->isChecked();
+  basics_.MainApplicationControlBar(shown ? 1 : 0);
+  controlBar_->setVisible(shown);
+}
 
 void CMainFrame::OnViewStatusBar() {
   statusBar()->setVisible(ActionOf(CommandId::ViewStatusBar)->isChecked());
@@ -301,12 +378,28 @@ void CMainFrame::OnSetfilelist() {
   SayNoWindow("The list of files");
 }
 
-void CMainFrame::PlayNote(int number) {
-  (void)number;
+// The instrument of the active window, else the program's own output port and the channels of the preferences.
+ToneTarget CMainFrame::TonesGoTo() const {
+  if (auto* bank = qobject_cast<TZKBank*>(ActiveChild()))
+    return {bank->document().synth().midiOutPort, bank->document().synth().midiChannel};
+  return {std::max(0, basics_.midi().out().MainPortOut()), -1};
 }
-void CMainFrame::OnPlayChord() {}
-void CMainFrame::OnPlaySequence() {}
-void CMainFrame::OnPlayLastNote() {}
+
+void CMainFrame::PlayNote(int number) {
+  tones_->PlayNote(number, TonesGoTo());
+}
+
+void CMainFrame::OnPlayChord() {
+  tones_->PlayChord(TonesGoTo());
+}
+
+void CMainFrame::OnPlaySequence() {
+  tones_->PlaySequence(TonesGoTo());
+}
+
+void CMainFrame::OnPlayLastNote() {
+  tones_->PlayLastNote(TonesGoTo());
+}
 
 void CMainFrame::OnUtilitiesDriverCreatorWindow() {
   SayNoWindow("The Instrument Creator");
@@ -340,7 +433,17 @@ void CMainFrame::OnWindowTile() {
   area_->tileSubWindows();
 }
 
-void CMainFrame::OnWindowTabbed() {}
+void CMainFrame::OnWindowTabbed() {
+  ShowChildrenAsTabs(ActionOf(CommandId::WindowTabbed)->isChecked());
+}
+
+void CMainFrame::ShowChildrenAsTabs(bool tabs) {
+  area_->setViewMode(tabs ? QMdiArea::TabbedView : QMdiArea::SubWindowView);
+  area_->setTabsClosable(true);
+  area_->setTabsMovable(true);
+  area_->setDocumentMode(true);
+  ActionOf(CommandId::WindowTabbed)->setChecked(tabs);
+}
 
 void CMainFrame::OnWindowNext() {
   area_->activateNextSubWindow();
@@ -348,45 +451,6 @@ void CMainFrame::OnWindowNext() {
 
 void CMainFrame::OnWindowCloseAll() {
   area_->closeAllSubWindows();
-}
-
-void CMainFrame::OpenManual(std::size_t number) {
-  if (number >= manuals_.size()) return;
-  if (!QDesktopServices::openUrl(QUrl::fromLocalFile(FromUtf8(manuals_[number]))))
-    Status(tr("%1 could not be opened").arg(FromUtf8(manuals_[number])));
-}
-
-void CMainFrame::OnHelpKeys() {}
-void CMainFrame::OnHelpOnline() {}
-void CMainFrame::OnHelpUpdates() {}
-
-void CMainFrame::OnAppAbout() {
-  prompts().Say("About Tonalith",
-                "Tonalith " TONALITH_VERSION "\nEditor and librarian for MIDI instruments\n\nInstruments: " +
-                    basics_.paths().MainGetInstrPath() + "\nData: " + basics_.paths().MainGetDataPath());
-}
-
-void CMainFrame::OnHelpFirstSteps() {
-  prompts().Say(
-      "First Steps",
-      "1. Open the studio (File, Studio) and choose a kind of data of an instrument.\n"
-      "2. Get requests it from the instrument; a window shows the progress.\n"
-      "3. The bank window lists the patches. F2 renames one in place.\n"
-      "4. Send brings the data back into the instrument, Save keeps it as a file.\n\n"
-      "The MIDI ports and numbers of an instrument are changed in the studio: click the selected entry once more.");
-}
-
-void CMainFrame::SetManuals(const std::vector<std::pair<std::string, std::string>>& manuals, bool show) {
-  manuals_.clear();
-  for (int i = 0; i < kManualCommands; ++i) {
-    QAction* action = ActionOf(static_cast<CommandId>(static_cast<int>(CommandId::HelpManual1) + i));
-    const auto number = static_cast<std::size_t>(i);
-    action->setVisible(show && number < manuals.size());
-    if (number >= manuals.size()) continue;
-    manuals_.push_back(manuals[number].second);
-    action->setText(QStringLiteral("&%1 %2").arg((i + 1) % 10).arg(FromUtf8(manuals[number].first)));
-  }
-  submenus_.at("&Help/&Manuals")->menuAction()->setVisible(show && !manuals_.empty());
 }
 
 void CMainFrame::RemoveMenuActions(const std::vector<std::string>& names) {

@@ -6,15 +6,17 @@
 #include <QUrl>
 #include <algorithm>
 
+#include "app/file_kinds.h"
 #include "app/main_frame.h"
-#include "app/simulation.h"
-#include "data/container.h"
+#include "app/raw_sysex_window.h"
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
+#include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "services/zkbasics.h"
+#include "studio/new_data.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -22,29 +24,48 @@ namespace tonalith {
 namespace {
 
 constexpr const char* kRecentSection = "Recent File List";
+constexpr int kRecentEntries = 9;
+
+bool SameFile(const std::string& a, const std::string& b) {
+  return !a.empty() && QFileInfo(FromUtf8(a)) == QFileInfo(FromUtf8(b));
+}
 
 }  // namespace
 
 // ---- recent files ---------------------------------------------------------------------------------------------------
 
 void CMainFrame::LoadRecentFiles(int entries) {
-  recentLimit_ = entries;
+  recentLimit_ = std::max(entries, kRecentEntries);
   recentFiles_.clear();
   const IniFile ini(basics_.paths().GetZKIni());
-  for (int i = 1; i <= entries; ++i) {
+  for (int i = 1; i <= recentLimit_; ++i) {
     const std::string file = ini.GetString(kRecentSection, "File" + std::to_string(i));
     if (!file.empty()) recentFiles_ << FromUtf8(file);
   }
   UpdateRecentFiles();
 }
 
+void CMainFrame::OnClearRecentFiles() {
+  recentFiles_.clear();
+  StoreRecentFiles();
+}
+
 void CMainFrame::FileUsed(const std::string& path) {
   recentFiles_.removeAll(FromUtf8(path));
   recentFiles_.prepend(FromUtf8(path));
   while (recentFiles_.size() > recentLimit_) recentFiles_.removeLast();
+  StoreRecentFiles();
+}
+
+void CMainFrame::StoreRecentFiles() {
   IniFile ini(basics_.paths().GetZKIni());
-  for (int i = 0; i < recentFiles_.size(); ++i) {
-    ini.Set(kRecentSection, "File" + std::to_string(i + 1), ToUtf8(recentFiles_[i]));
+  for (int i = 0; i < recentLimit_; ++i) {
+    const std::string key = "File" + std::to_string(i + 1);
+    if (i < recentFiles_.size()) {
+      ini.Set(kRecentSection, key, ToUtf8(recentFiles_[i]));
+    } else {
+      ini.RemoveKey(kRecentSection, key);
+    }
   }
   if (const Result saved = ini.Save(); !saved.ok()) DebugLog("%s", saved.text.c_str());
   UpdateRecentFiles();
@@ -67,53 +88,77 @@ void CMainFrame::UpdateRecentFiles() {
 // ---- files ----------------------------------------------------------------------------------------------------------
 
 bool CMainFrame::OpenFile(const std::string& path, int hint) {
-  (void)hint;
-  const std::string name = AsciiUpper(ToUtf8(QFileInfo(FromUtf8(path)).fileName()));
-  const auto has = [&name](const char* extension) { return name.find(extension) != std::string::npos; };
-  bool opened = false;
-  if (has(".PV9") || has(".PV5")) {
-    opened = OpenStudioFile(path);
-  } else if (has(".PVW")) {
-    opened = LoadWorkspace(path);
-  } else if (has(".SYX")) {
-    opened = studioWindow_ ? OpenForeign(path) : OpenRawSysEx(path);
-  } else if (has(".MID") || has(".SMF")) {
-    opened = studioWindow_ && OpenForeign(path);
-  } else if (has(".PVZ")) {
-    opened = InstallPackageFile(path);
-  } else {
-    for (const char* other : {".PVS", ".PVG", ".PVC", ".PVD", ".PVL", ".PVB"}) {
-      if (!has(other)) continue;
-      prompts().Say(
-          "Tonalith",
-          path + "\n\nThis version opens single banks and patches; sets, collections and libraries cannot be opened.");
+  if (hint != kOpenInDesktop && FileExists(path)) FileUsed(path);
+  switch (KindOfFile(FileNameOf(path), hint)) {
+    case FileKind::Set:
+      SayNoWindow(path + "\n\nThe Set window");
       return false;
-    }
-    opened = OpenDataFile(path);
+    case FileKind::Collection:
+      SayNoWindow(path + "\n\nThe Collection window");
+      return false;
+    case FileKind::Library:
+      SayNoWindow(path + "\n\nThe Library window");
+      return false;
+    case FileKind::Studio:
+      return OpenStudioFile(path);
+    case FileKind::Desktop:
+      return LoadWorkspace(path);
+    case FileKind::SysEx:
+      return studioWindow_ && hint != kOpenInDesktop ? OpenForeign(path) : OpenRawSysEx(path);
+    case FileKind::Remote:
+      SayNoWindow(path + "\n\nThe remote window");
+      return false;
+    case FileKind::ImportedElsewhere:
+      Status(tr("%1 is opened by the windows that import it.").arg(QFileInfo(FromUtf8(path)).fileName()));
+      return false;
+    case FileKind::MidiFile:
+      return studioWindow_ && OpenForeign(path);
+    case FileKind::OscEditor:
+    case FileKind::PluginBank:
+      prompts().Say("Tonalith", path + "\n\nThis kind of file is not supported.");
+      return false;
+    case FileKind::Module:
+      return InstallPackageFile(path);
+    case FileKind::ForeignLibrary:
+      return ImportForeignLibrary(path);
+    case FileKind::Data:
+      break;
   }
-  if (opened) FileUsed(path);
-  return opened;
+  return OpenDataFile(path);
+}
+
+bool CMainFrame::ImportForeignLibrary(const std::string& path) {
+  if (!studioWindow_) {
+    prompts().Say("Tonalith",
+                  "Please open the Studio Window using the menu option 'File | New | Studio'\nbefore opening this "
+                  "file.");
+  } else {
+    SayNoWindow(path + "\n\nThe import of libraries of other programs");
+  }
+  return false;
 }
 
 // Without a studio nobody can tell what the bytes are: they are shown as they are.
 bool CMainFrame::OpenRawSysEx(const std::string& path) {
-  const QFileInfo info(FromUtf8(path));
-  DataFilePtr raw = CreateMidiXFile(ToUtf8(info.path()), ToUtf8(info.fileName()));
-  if (!raw) {
-    prompts().Say("File Error", "The file " + path + " could not be read, or it is empty.");
+  for (ZKWindow* child : Children()) {
+    if (!qobject_cast<RawSysExWindow*>(child) || !SameFile(child->FilePath(), path)) continue;
+    Activate(child);
+    return true;
+  }
+  std::vector<std::uint8_t> bytes;
+  if (const Result read = ReadWholeFile(path, bytes); !read.ok() || bytes.empty()) {
+    prompts().Say("File Error", read.ok() ? path + "\n\nThe file is empty." : read.text);
     return false;
   }
-  OpenBank(std::move(raw), {});
+  AddChild(new RawSysExWindow(std::move(bytes), path, *this));
   return true;
 }
 
 bool CMainFrame::OpenDataFile(const std::string& path) {
   // A file that is open already is not opened twice: the windows would overwrite each other's changes.
   for (ZKWindow* child : Children()) {
-    auto* bank = qobject_cast<TZKBank*>(child);
-    if (!bank || bank->document().path().empty()) continue;
-    if (QFileInfo(FromUtf8(bank->document().path())) != QFileInfo(FromUtf8(path))) continue;
-    Activate(bank);
+    if (!qobject_cast<TZKBank*>(child) || !SameFile(child->FilePath(), path)) continue;
+    Activate(child);
     return true;
   }
   DataFilePtr read;
@@ -129,6 +174,8 @@ bool CMainFrame::OpenDataFile(const std::string& path) {
   return true;
 }
 
+// What the studio's instruments know is opened piece by piece; else the file may be new data of the selected driver or
+// of one whose size fits.
 bool CMainFrame::OpenForeign(const std::string& path) {
   std::vector<std::uint8_t> bytes;
   if (const Result read = ReadWholeFile(path, bytes); !read.ok()) {
@@ -136,14 +183,31 @@ bool CMainFrame::OpenForeign(const std::string& path) {
     return false;
   }
   Recognition recognition;
-  const Result result = Recognizer(studio_).Recognize(bytes, &recognition);
-  if (!result.ok() || recognition.pieces.empty()) {
-    prompts().Say("File Error",
-                  result.text.empty() ? path + "\n\nNone of the studio's instruments knows this data." : result.text);
-    return false;
+  if (Recognizer(studio_).Recognize(bytes, &recognition).ok() && !recognition.pieces.empty()) {
+    ShowRecognised(path, recognition);
+    return true;
   }
-  ShowRecognised(path, recognition);
+  const bool midiFile = KindOfFile(FileNameOf(path)) == FileKind::MidiFile;
+  NewData made = DrvAddNewDataFile(studio_, prompts(), &basics_.settings(),
+                                   midiFile ? NewDataKind::MidiFile : NewDataKind::SysEx, SelectedDriver(), path,
+                                   [this](const std::vector<std::string>& choices) { return ChooseDriver(choices); });
+  if (made.state == NewData::State::NoDriver) {
+    if (!midiFile) return OpenRawSysEx(path);
+    prompts().Say("File Error", path + "\n\nNone of the studio's instruments knows this data.");
+  }
+  if (made.state != NewData::State::Made) return false;
+  TZKBank* window = OpenBank(std::move(made.dataFile), {});
+  if (made.sendNow) StartTransmit(window);
   return true;
+}
+
+ZKDrvList* CMainFrame::SelectedDriver() const {
+  ZKDrvList* node = studioWindow_ ? studioWindow_->tree()->CurrentNode() : nullptr;
+  return node && !node->IsInstrument() ? node : nullptr;
+}
+
+int CMainFrame::ChooseDriver(const std::vector<std::string>& choices) {
+  return prompts().Choose({"New Data", "The file fits several kinds of data:", choices});
 }
 
 void CMainFrame::ShowRecognised(const std::string& path, Recognition& recognition) {
@@ -157,9 +221,15 @@ void CMainFrame::ShowRecognised(const std::string& path, Recognition& recognitio
     OpenBank(std::move(piece.data), {});
     ++opened;
   }
-  QString text = tr("%1: %2 pieces of data").arg(QFileInfo(FromUtf8(path)).fileName()).arg(recognition.pieces.size());
+  const QString name = QFileInfo(FromUtf8(path)).fileName();
+  const std::size_t count = recognition.pieces.size();
+  QString text = count == 1 ? tr("%1: one piece of data").arg(name) : tr("%1: %2 pieces of data").arg(name).arg(count);
   if (opened < recognition.pieces.size()) text += tr(", the first %1 were opened").arg(opened);
-  if (bad) text += tr("; the checksum of %1 is wrong").arg(bad);
+  if (bad == 1 && count == 1) {
+    text += tr("; its checksum is wrong");
+  } else if (bad) {
+    text += tr("; the checksum of %1 is wrong").arg(bad);
+  }
   Status(text);
 }
 

@@ -2,11 +2,14 @@
 #include <QCloseEvent>
 #include <QDateTime>
 #include <QDesktopServices>
+#include <QEventLoop>
+#include <QProgressDialog>
 #include <QTimer>
 #include <QUrl>
 #include <cstring>
 
 #include "app/main_frame.h"
+#include "app/midi_panic.h"
 #include "app/simulation.h"
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
@@ -40,6 +43,20 @@ namespace {
 
 constexpr int kEndSlices = 100;
 constexpr int kEndSliceMs = 20;
+constexpr int kPollMs = 100;
+constexpr int kPollsBeforeQuestion = 100;
+constexpr int kNoteAfterMs = 500;
+
+constexpr const char* kSendingNow =
+    "The application is currently sending MIDI data.\n\nCONTINUE or STOP transmitting and quit or\nPress CANCEL to end "
+    "the quit request.";
+constexpr const char* kStillSending =
+    "The application still appears to be sending MIDI data.\n\nCONTINUE transmitting, \nEXIT immediately or\nPress "
+    "CANCEL to end the quit request.";
+constexpr const char* kBreakOffWarning =
+    "WARNING! If your MIDI interface shows that MIDI data is still being sent,\rthis action will terminate the "
+    "transmission and possibly corrupt your unit's internal data.\r\rIf data is not being sent, choosing this option "
+    "should be safe.\r\rExit the application?";
 
 }  // namespace
 
@@ -143,6 +160,7 @@ void CMainFrame::WatchSending() {
 
 void CMainFrame::SendingCancelled(int port) {
   for (Sending& entry : sending_) entry.cancelled = entry.cancelled || entry.port == port;
+  StopSendJobs();
 }
 
 std::string CMainFrame::EndSentence(const TransferResult& result, const DataFile& dataFile) const {
@@ -211,34 +229,9 @@ void CMainFrame::OnCancelTransmit() {
 }
 
 void CMainFrame::OnMidiPanic() {
+  if (line6_) return;
   Status(tr("Switching off every note..."));
-  MidiOut& out = basics_.midi().out();
-  Clock& clock = basics_.clock();
-  jobs_.Start(
-      basics_.dispatcher(), receiver_,
-      [&out, &clock](const CancelToken& cancel) {
-        int count = 0;
-        out.OUTNUMPORTS(&count);
-        const auto send = [&](int port, int status, int first) {
-          const std::uint8_t message[3] = {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(first), 0};
-          out.SendDataPort(message, port);
-          return clock.SleepMs(2, &cancel);
-        };
-        for (int port = 0; port < count; ++port) {
-          for (int channel = 0; channel < 16; ++channel) {
-            if (!send(port, 0xB0 | channel, 123)) return false;
-          }
-        }
-        for (int port = 0; port < count; ++port) {
-          for (int channel = 0; channel < 16; ++channel) {
-            for (int note = 0; note < 128; ++note) {
-              if (!send(port, 0x90 | channel, note)) return false;
-            }
-          }
-        }
-        return true;
-      },
-      [this](bool) { Status(tr("Every note was switched off.")); });
+  panic_->Start();
 }
 
 // ---- end ------------------------------------------------------------------------------------------------------------
@@ -263,7 +256,12 @@ bool CMainFrame::OutputBusy() const {
   return false;
 }
 
+bool CMainFrame::Sends() const {
+  return fileSending_ || OutputBusy();
+}
+
 void CMainFrame::StopOutputs() {
+  StopSendJobs();
   for (Sending& entry : sending_) entry.cancelled = true;
   basics_.transfers().StopOutput(std::vector<bool>(static_cast<std::size_t>(basics_.midi().out().MaxOutPorts()), true));
 }
@@ -287,53 +285,60 @@ void CMainFrame::KeepUnsaved() {
   }
 }
 
+// Continue, Stop and Cancel while data is on its way.
+PromptAnswer CMainFrame::AskWhileSending(const char* text, const char* second) {
+  MessagePrompt prompt;
+  prompt.title = "Exit";
+  prompt.text = text;
+  prompt.buttons = PromptButtons::YesNoCancel;
+  prompt.labels = {"Continue", second, "Cancel"};
+  return prompts().Message(prompt);
+}
+
+bool CMainFrame::MayBreakOff() {
+  MessagePrompt sure;
+  sure.title = "Exit";
+  sure.text = kBreakOffWarning;
+  sure.buttons = PromptButtons::YesNo;
+  return prompts().Message(sure) == PromptAnswer::Yes;
+}
+
+// Lets the main loop run until nothing is sent any more; a note says so and can be cancelled.  False: the quit request
+// ends.
+bool CMainFrame::WaitForOutput() {
+  QProgressDialog note(tr("Waiting until the MIDI data is sent..."), tr("Cancel"), 0, 0, this);
+  note.setWindowTitle(tr("Exit"));
+  note.setWindowModality(Qt::ApplicationModal);
+  note.setMinimumDuration(kNoteAfterMs);
+  for (int poll = 1; Sends() && !quitting_; ++poll) {
+    QEventLoop loop;
+    QTimer::singleShot(kPollMs, &loop, &QEventLoop::quit);
+    loop.exec();
+    note.setValue(0);
+    if (note.wasCanceled()) return false;
+    if (poll != kPollsBeforeQuestion || !Sends()) continue;
+    note.reset();
+    const PromptAnswer answer = AskWhileSending(kStillSending, "Exit");
+    if (answer == PromptAnswer::Cancel) return false;
+    if (answer != PromptAnswer::No || !MayBreakOff()) continue;
+    StopOutputs();
+    return true;
+  }
+  return true;
+}
+
 bool CMainFrame::OnClose() {
   MidiOut& out = basics_.midi().out();
+  panic_->Cancel();
   for (int i = 0; i < out.MaxOutPorts(); ++i) {
     if (const auto port = out.Slot(i)) port->OutputQueue();
   }
-  if (OutputBusy()) basics_.clock().SleepMs(300);
-  if (OutputBusy()) {
-    MessagePrompt prompt;
-    prompt.title = "Exit";
-    prompt.text =
-        "The application is currently sending MIDI data.\n\nCONTINUE or STOP transmitting and quit or\nPress CANCEL to "
-        "end the quit "
-        "request.";
-    prompt.buttons = PromptButtons::YesNoCancel;
-    prompt.labels = {"Continue", "Stop", "Cancel"};
-    const PromptAnswer answer = prompts().Message(prompt);
+  if (Sends()) basics_.clock().SleepMs(300);
+  if (Sends()) {
+    const PromptAnswer answer = AskWhileSending(kSendingNow, "Stop");
     if (answer == PromptAnswer::Cancel) return false;
     if (answer == PromptAnswer::No) StopOutputs();
-  }
-  for (int poll = 0; OutputBusy(); ++poll) {
-    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 100);
-    basics_.clock().SleepMs(100);
-    if (poll != 100) continue;
-    MessagePrompt prompt;
-    prompt.title = "Exit";
-    prompt.text =
-        "The application still appears to be sending MIDI data.\n\nCONTINUE transmitting, \nEXIT immediately or\nPress "
-        "CANCEL to end "
-        "the quit request.";
-    prompt.buttons = PromptButtons::YesNoCancel;
-    prompt.labels = {"Continue", "Exit", "Cancel"};
-    const PromptAnswer answer = prompts().Message(prompt);
-    if (answer == PromptAnswer::Cancel) return false;
-    if (answer != PromptAnswer::No) continue;
-    MessagePrompt sure;
-    sure.title = "Exit";
-    sure.text =
-        "WARNING! If your MIDI interface shows that MIDI data is still being sent,\rthis action will terminate the "
-        "transmission and "
-        "possibly corrupt your unit's internal data.\r\rIf data is not being sent, choosing this option should be "
-        "safe.\r\rExit the "
-        "application?";
-    sure.buttons = PromptButtons::YesNo;
-    if (prompts().Message(sure) == PromptAnswer::Yes) {
-      StopOutputs();
-      break;
-    }
+    if (!WaitForOutput()) return false;
   }
   // The end of what was just stopped or sent is still on its way to its window.
   for (int slice = 0; slice < kEndSlices && !sending_.empty(); ++slice) {
@@ -341,10 +346,7 @@ bool CMainFrame::OnClose() {
     WatchSending();
     if (!sending_.empty()) basics_.clock().SleepMs(kEndSliceMs);
   }
-  for (ZKWindow* child : Children()) {
-    if (!child->VerifyClose()) return false;
-  }
-  return true;
+  return VerifyCloseAll();
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {

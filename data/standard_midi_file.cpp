@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "platform/atomic_file.h"
 #include "platform/byte_window.h"
 
 namespace tonalith {
@@ -14,6 +15,8 @@ constexpr std::uint32_t kTrackId = 0x4D54726B;   // MTrk
 constexpr std::uint32_t kRiffId = 0x52494646;
 constexpr std::uint32_t kRmidId = 0x524D4944;
 constexpr std::uint32_t kDataId = 0x64617461;
+constexpr std::uint8_t kEndOfTrackType = 0x2F;
+constexpr std::uint8_t kTempoType = 0x51;
 
 // The file inside a RIFF "RMID" wrapper, or the bytes themselves.
 std::span<const std::uint8_t> Unwrapped(std::span<const std::uint8_t> bytes) {
@@ -74,8 +77,12 @@ class TrackReader {
       const std::uint8_t type = bytes_[at_++];
       const auto length = Variable();
       if (!length || bytes_.size() - at_ < *length) return false;
+      if (type == kTempoType && *length == 3) {
+        const std::uint8_t* b = bytes_.data() + at_;
+        contents_->tempos.push_back({tick_, static_cast<std::uint32_t>(b[0] << 16 | b[1] << 8 | b[2]), track_});
+      }
       at_ += *length;
-      return type != 0x2F;
+      return type != kEndOfTrackType;
     }
     if (status != 0xF0 && status != 0xF7) return false;
     running_ = 0;
@@ -178,6 +185,60 @@ bool ReadSmfSysEx(std::span<const std::uint8_t> bytes, SmfContents* contents, st
     at += 8 + length;
   }
   return true;
+}
+
+SmfClock::SmfClock(const SmfContents& contents) : tracksApart_(contents.format == 2) {
+  if (contents.division & 0x8000) {
+    // Frames a second, negative, and ticks a frame.
+    const int frames = 256 - (contents.division >> 8 & 0xFF);
+    ticksPerSecond_ = std::max(1.0, (frames == 29 ? 29.97 : frames) * (contents.division & 0xFF));
+    return;
+  }
+  if (contents.division > 0) ticksPerQuarter_ = contents.division;
+  std::vector<SmfTempo> tempos = contents.tempos;
+  std::stable_sort(tempos.begin(), tempos.end(), [](const SmfTempo& a, const SmfTempo& b) { return a.tick < b.tick; });
+  for (const SmfTempo& tempo : tempos) {
+    const int track = tracksApart_ ? tempo.track : 0;
+    points_[track].push_back(
+        {tempo.tick, Milliseconds(tempo.tick, track), tempo.microseconds / 1000.0 / ticksPerQuarter_});
+  }
+}
+
+double SmfClock::Milliseconds(std::uint32_t tick, int track) const {
+  if (ticksPerSecond_ > 0) return tick * 1000.0 / ticksPerSecond_;
+  const double standard = 500.0 / ticksPerQuarter_;
+  const auto found = points_.find(tracksApart_ ? track : 0);
+  if (found == points_.end()) return tick * standard;
+  const auto& points = found->second;
+  const auto after = std::upper_bound(points.begin(), points.end(), tick,
+                                      [](std::uint32_t at, const Point& point) { return at < point.tick; });
+  if (after == points.begin()) return tick * standard;
+  const Point& point = *std::prev(after);
+  return point.milliseconds + (tick - point.tick) * point.perTick;
+}
+
+Result ZKSMFFile::LoadSMFFile(const std::string& path) {
+  contents_ = {};
+  std::vector<std::uint8_t> bytes;
+  if (Result read = ReadWholeFile(path, bytes); !read.ok()) return read;
+  std::string error;
+  return ReadSmfSysEx(bytes, &contents_, &error) ? Result::Success() : Result::Failure(error);
+}
+
+std::vector<SmfTimedMessage> ZKSMFFile::ProcessSysXData() const {
+  const SmfClock clock(contents_);
+  std::vector<SmfTimedMessage> messages;
+  int track = -1;
+  double last = 0;
+  for (const SmfSysEx& message : contents_.messages) {
+    if (!message.isTerminated) continue;
+    if (message.track != track) last = 0;
+    track = message.track;
+    const double now = clock.Milliseconds(message.tick, track);
+    messages.push_back({std::max(0.0, now - last), message.bytes});
+    last = now;
+  }
+  return messages;
 }
 
 std::vector<std::uint8_t> WriteSmfSysEx(std::span<const SmfMessage> messages, const std::string& trackName) {

@@ -55,6 +55,37 @@ bool IsAnswer(std::string_view line) {
 
 }  // namespace
 
+int Prompts::Choose(const ChoicePrompt& prompt) {
+  TextPrompt asked;
+  asked.title = prompt.title;
+  asked.label = prompt.label;
+  for (const auto& item : prompt.items) asked.label += "\n" + item;
+  std::string text;
+  if (!Text(asked, text)) return -1;
+  for (std::size_t i = 0; i < prompt.items.size(); ++i) {
+    if (AsciiEqualNoCase(prompt.items[i], text)) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+std::vector<std::string> FilePatterns(std::string_view filter) {
+  const std::vector<std::string> parts = SplitText(filter, '|');
+  std::vector<std::string> patterns;
+  for (std::size_t i = 0; i + 1 < parts.size(); i += 2) {
+    std::string names;
+    for (const std::string& name : SplitText(parts[i + 1], ';')) {
+      if (!names.empty()) names += ' ';
+      names += name == "*.*" ? "*" : name;
+      const std::string lower = AsciiLower(name);
+      if (lower != name) names += ' ' + lower;
+    }
+    // The label may name its patterns already.
+    const std::string label(TrimmedView(std::string_view(parts[i]).substr(0, parts[i].find("(*"))));
+    patterns.push_back(label + " (" + names + ")");
+  }
+  return patterns;
+}
+
 PromptAnswer RefusingAnswer(PromptButtons buttons) {
   switch (buttons) {
     case PromptButtons::AbortRetryIgnore:

@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tonalith {
@@ -38,6 +39,12 @@ struct TextPrompt {
   int maxLength = 255;
 };
 
+struct ChoicePrompt {
+  std::string title;
+  std::string label;
+  std::vector<std::string> items;
+};
+
 // The only way the program asks a person anything.  The windows implement it with dialogs, the command line tool with
 // text on standard error, tests with ScriptedPrompts.  May be called from any thread: implementations bring the
 // question to the user-interface thread and wait there in slices; while the program quits they answer at once with the
@@ -48,8 +55,16 @@ class Prompts {
   virtual PromptAnswer Message(const MessagePrompt& prompt) = 0;
   // Empty: the user cancelled.
   virtual std::string File(const FilePrompt& prompt) = 0;
+  // Several existing files; empty: the user cancelled.
+  virtual std::vector<std::string> Files(const FilePrompt& prompt) {
+    const std::string path = File(prompt);
+    return path.empty() ? std::vector<std::string>{} : std::vector<std::string>{path};
+  }
   // False: the user cancelled; `text` receives the entry.
   virtual bool Text(const TextPrompt& prompt, std::string& text) = 0;
+  // The position of the item chosen; -1: the user cancelled.  Where there is no list, the text of the item is asked
+  // for.
+  virtual int Choose(const ChoicePrompt& prompt);
 
   PromptAnswer Say(const std::string& title, const std::string& text) {
     MessagePrompt prompt;
@@ -85,6 +100,10 @@ class ScriptedPrompts final : public Prompts {
   std::vector<std::string> log_;
   std::string logFile_;
 };
+
+// The patterns of a file dialog from a filter text "label|*.A;*.B|label|*.*|", one pattern a label, as FilePrompt takes
+// them ("label (*.A *.a *.B *.b)"; "*.*" stands for every file).
+std::vector<std::string> FilePatterns(std::string_view filter);
 
 // The refusing answer of a button set: cancel, no, 3 of abort/retry/ignore, or ok where there is nothing else.
 PromptAnswer RefusingAnswer(PromptButtons buttons);

@@ -68,10 +68,22 @@ std::string QtPrompts::File(const FilePrompt& prompt) {
   return path;
 }
 
+std::vector<std::string> QtPrompts::Files(const FilePrompt& prompt) {
+  std::vector<std::string> paths;
+  if (!quitting_.load()) dispatcher_.Call([&] { paths = ShowFiles(prompt); });
+  return paths;
+}
+
 bool QtPrompts::Text(const TextPrompt& prompt, std::string& text) {
   bool accepted = false;
   if (!quitting_.load()) dispatcher_.Call([&] { accepted = ShowText(prompt, text); });
   return accepted;
+}
+
+int QtPrompts::Choose(const ChoicePrompt& prompt) {
+  int chosen = -1;
+  if (!quitting_.load()) dispatcher_.Call([&] { chosen = ShowChoice(prompt); });
+  return chosen;
 }
 
 PromptAnswer QtPrompts::ShowMessage(const MessagePrompt& prompt) {
@@ -123,6 +135,25 @@ std::string QtPrompts::ShowFile(const FilePrompt& prompt) {
       path += QStringLiteral(".") + ending;
   }
   return ToUtf8(path);
+}
+
+std::vector<std::string> QtPrompts::ShowFiles(const FilePrompt& prompt) {
+  QStringList filters;
+  for (const auto& pattern : prompt.patterns) filters << FromUtf8(pattern);
+  std::vector<std::string> paths;
+  for (const QString& path : QFileDialog::getOpenFileNames(parent_, FromUtf8(prompt.title), FromUtf8(prompt.folder),
+                                                           filters.join(QStringLiteral(";;"))))
+    paths.push_back(ToUtf8(path));
+  return paths;
+}
+
+int QtPrompts::ShowChoice(const ChoicePrompt& prompt) {
+  QStringList items;
+  for (const auto& item : prompt.items) items << FromUtf8(item);
+  bool accepted = false;
+  const QString item =
+      QInputDialog::getItem(parent_, FromUtf8(prompt.title), FromUtf8(prompt.label), items, 0, false, &accepted);
+  return accepted ? static_cast<int>(items.indexOf(item)) : -1;
 }
 
 bool QtPrompts::ShowText(const TextPrompt& prompt, std::string& text) {

@@ -21,11 +21,15 @@ class QtPrompts final : public Prompts {
 
   PromptAnswer Message(const MessagePrompt& prompt) override;
   std::string File(const FilePrompt& prompt) override;
+  std::vector<std::string> Files(const FilePrompt& prompt) override;
   bool Text(const TextPrompt& prompt, std::string& text) override;
+  int Choose(const ChoicePrompt& prompt) override;
 
  private:
   PromptAnswer ShowMessage(const MessagePrompt& prompt);
   std::string ShowFile(const FilePrompt& prompt);
+  std::vector<std::string> ShowFiles(const FilePrompt& prompt);
+  int ShowChoice(const ChoicePrompt& prompt);
   bool ShowText(const TextPrompt& prompt, std::string& text);
 
   Dispatcher& dispatcher_;

@@ -1,32 +1,13 @@
 #pragma once
 
 #include <QWidget>
+#include <cstdint>
+#include <string>
 
+#include "services/desktop_file.h"
 #include "ui/commands.h"
 
 namespace tonalith {
-
-// Codes of the window kinds, as desktop files keep them.
-enum class WindowType : int {
-  BankEditor = 17000,
-  PatchEditor = 17001,
-  Library = 17002,
-  Set = 17003,
-  Creator = 17004,
-  View = 17005,
-  Monitor = 17006,
-  FileConversion = 17007,
-  Studio = 17008,
-  Tips = 17009,
-  Controller = 17010,
-  Sequencer = 17011,
-  Collection = 17012,
-  GraphicMonitor = 17013,
-  Remote = 17014,
-  FolderView = 17015,
-  OscEditor = 17016,
-  Zone = 17017,
-};
 
 // A child window of the main frame.
 class ZKWindow : public QWidget {
@@ -40,6 +21,15 @@ class ZKWindow : public QWidget {
   virtual bool VerifyClose() = 0;
   virtual bool CommandEnabled(CommandId command) const = 0;
   virtual void RunCommand(CommandId command) = 0;
+  // The file the window shows (UTF-8); empty: none.
+  virtual std::string FilePath() const { return {}; }
+  // Messages that go to every window; the answer is the window's own.
+  virtual std::int64_t WindowProc(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) {
+    (void)message, (void)wParam, (void)lParam;
+    return 0;
+  }
+  // Closes without asking again what VerifyClose was asked for already.
+  void CloseVerified();
 
  signals:
   // The state of the commands or the title changed.
@@ -52,6 +42,9 @@ class ZKWindow : public QWidget {
  protected:
   // Asks VerifyClose.
   void closeEvent(QCloseEvent* event) override;
+
+ private:
+  bool verified_ = false;
 };
 
 }  // namespace tonalith

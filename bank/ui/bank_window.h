@@ -44,6 +44,7 @@ class TZKBank final : public ZKWindow {
   bool VerifyClose() override;
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
+  std::string FilePath() const override { return document_->path(); }
 
   // A transfer of this window's data begins; the number tells its end from that of an earlier one.
   int BankTransferBegins(bool receive);

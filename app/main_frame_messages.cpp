@@ -1,0 +1,60 @@
+#include <QPointer>
+
+#include "app/main_frame.h"
+#include "services/zkbasics.h"
+
+namespace tonalith {
+
+namespace {
+
+// Messages to child windows: a controller and its value; a port and a packed short message.
+constexpr std::uint32_t kWindowController = 0x8005;
+constexpr std::uint32_t kWindowShortMidi = 0x8001;
+
+}  // namespace
+
+std::int64_t CMainFrame::SendMessage(FrameMessage message, std::uint64_t wParam, std::int64_t lParam) {
+  const auto key = static_cast<std::int32_t>(wParam);
+  switch (message) {
+    case FrameMessage::TransmitFile:
+      return lParam != 0 && TransmitFile(reinterpret_cast<const char*>(lParam), key) ? 1 : 0;
+    case FrameMessage::GetAppVarGUID:
+      return basics_.appVars().GetAppVarGUID();
+    case FrameMessage::GetAppVar:
+      return basics_.appVars().GetAppVar(key);
+    case FrameMessage::SetAppVar:
+      basics_.appVars().SetAppVar(key, static_cast<std::int32_t>(lParam));
+      return 1;
+  }
+  return 0;
+}
+
+ZKWindow* CMainFrame::FirstThat(const std::function<bool(ZKWindow&)>& fits) const {
+  for (ZKWindow* child : Children()) {
+    if (fits(*child)) return child;
+  }
+  return nullptr;
+}
+
+void CMainFrame::ForEach(const std::function<void(ZKWindow&)>& action) const {
+  // What one window does may close another.
+  std::vector<QPointer<ZKWindow>> children;
+  for (ZKWindow* child : Children()) children.emplace_back(child);
+  for (const auto& child : children) {
+    if (child) action(*child);
+  }
+}
+
+void CMainFrame::DistributeToAllWindows(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) const {
+  ForEach([&](ZKWindow& child) { child.WindowProc(message, wParam, lParam); });
+}
+
+void CMainFrame::DistributeCntrlToAllWindows(int controller, int value) const {
+  DistributeToAllWindows(kWindowController, static_cast<std::uint64_t>(controller), value);
+}
+
+void CMainFrame::DistributeMIDIToAllWindows(int port, std::uint32_t shortMessage) const {
+  DistributeToAllWindows(kWindowShortMidi, static_cast<std::uint64_t>(port), shortMessage);
+}
+
+}  // namespace tonalith
