@@ -116,10 +116,10 @@ TEST(MessagesOfBanks, BlocksWithChecksums) {
     const char* type;
     const char* numbers;
     std::size_t touched[3];  // one byte of the first, of a middle and of the last block
-  } cases[] = {{"kawai-k1", "upper", "Single Bank Upper", "IA-1..ID-8", {20, 1500, 2800}},
-               {"kawai-k1", "lower", "Single Bank Lower", "iA-1..iD-8", {20, 1500, 2800}},
-               {"kawai-k1", "card_lower", "Card Single Bank Lower", "eA-1..eD-8", {20, 1500, 2800}},
-               {"kawai-k1", "card_multis", "Card Multi Bank", "EA-1..ED-8", {20, 1500, 2400}},
+  } cases[] = {{"kawai-k1", "upper", "Single Bank I Upper", "IA-1..ID-8", {20, 1500, 2800}},
+               {"kawai-k1", "lower", "Single Bank I Lower", "iA-1..iD-8", {20, 1500, 2800}},
+               {"kawai-k1", "card_lower", "Single Bank E Lower", "eA-1..eD-8", {20, 1500, 2800}},
+               {"kawai-k1", "card_multis", "Multi Bank E", "EA-1..ED-8", {20, 1500, 2400}},
                {"yamaha-sy22-tg33", "bank", "TG33 Voice Bank", "11..88", {100, 20000, 37600}},
                {"yamaha-sy22-tg33", "sy_all", "SY22 Voices and Multis", "11..88", {100, 20000, 38300}}};
   for (const auto& c : cases) {
@@ -141,7 +141,7 @@ TEST(MessagesOfBanks, BlocksWithChecksums) {
   // Singles of 32 known places are a bank, in whatever order.
   Dump singles;
   for (int i = 31; i >= 0; --i) singles += SimulatedDump("kawai-k1", "lower_single", i);
-  EXPECT_EQ(Found(singles), Texts{"0 3104 Single Bank Lower ok iA-1..iD-8"});
+  EXPECT_EQ(Found(singles), Texts{"0 3104 Single Bank I Lower ok iA-1..iD-8"});
   EXPECT_EQ(Found(SimulatedDump("kawai-k1", "lower_single", 9)), Texts{"0 97 Single ok iB-2..iB-2"});
 }
 
