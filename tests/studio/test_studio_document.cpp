@@ -1,64 +1,11 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/byte_window.h"
-#include "studio/module.h"
-#include "studio/package_install.h"
-#include "studio/studio_document.h"
+#include "tests/studio/studio_fixture.h"
 
 namespace tonalith {
 
-namespace {
-
 namespace fs = std::filesystem;
-
-class TestPorts final : public StudioPorts {
- public:
-  std::vector<std::string> in{"In A", "In B"}, out{"Out A", "Out B"};
-  std::vector<std::pair<int, int>> speeds;
-  std::vector<std::string> InputPortNames() const override { return in; }
-  std::vector<std::string> OutputPortNames() const override { return out; }
-  void SetMaxSysExSpeed(int port, int speed) override { speeds.emplace_back(port, speed); }
-};
-
-class StudioTest : public ::testing::Test {
- protected:
-  StudioTest() {
-    static int n = 0;
-    root_ = fs::temp_directory_path() / ("tonalith-studio-" + std::to_string(::getpid()) + "-" + std::to_string(++n));
-    const ModuleSource source = {
-        {"module.ini",
-         "[Module]\nName = Synth\nDriverBase = 7\nTypes = bank patch\nmanufacturerId = 0x3E\nhasSysExChannel = 1\n"
-         "[Instrument]\nMaxSysExSpeed = 5000\nV40_1 = 3\nPch0 = 1\n[Device Inquiry]\nMacDefaultMidiInPort = in "
-         "b\nMacDefaultMidiOutPort = OUT B\n"},
-        {"bank.descriptor",
-         "typeName = Bank\nfileSize = 40\nnumVoices = 4\nvoiceSize = 10\nnameLength = 8\ninitName = Init\npatchByPatch "
-         "= 1\npatchType = patch\n"},
-        {"patch.descriptor",
-         "typeName = Patch\ntypeKey = PCH\nfileSize = 10\nnameLength = 8\nmidiChannelDefault = 2\nsysExChannelDefault "
-         "= 4\nsysExChannelMin = 3\n"}};
-    ModuleImage image;
-    InstallReport report;
-    Result result = BuildModule(source, &image);
-    if (result.ok()) result = InstallPackageFiles(image.files, paths().instruments, &report);
-    EXPECT_TRUE(result.ok()) << result.text;
-  }
-  ~StudioTest() override {
-    std::error_code error;
-    fs::remove_all(root_, error);
-  }
-  StudioPaths paths() const { return {root_ / "Instruments", root_ / "Data", root_ / "Preferences", root_ / "ZK.ini"}; }
-
-  fs::path root_;
-  ScriptedPrompts prompts_{{}};
-  TestPorts ports_;
-};
-
-}  // namespace
 
 TEST_F(StudioTest, AddingFindingAndRemovingInstruments) {
   ZKStudioDoc studio(paths(), prompts_, &ports_);
