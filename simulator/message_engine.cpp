@@ -7,6 +7,14 @@
 namespace tonalith {
 namespace {
 
+// A head of the message, and the frame of its first item behind it.
+bool BeginsWith(const MessageInfo& message, const BytePattern& head, std::span<const std::uint8_t> bytes, int device,
+                int deviceBase, Captures* captures) {
+  return MatchPattern(head, bytes, device, deviceBase, captures) &&
+         (message.itemHead.empty() ||
+          MatchPattern(message.itemHead, bytes.subspan(head.size()), device, deviceBase, nullptr));
+}
+
 int CapturedValue(const Captures& captures, const char* name, int otherwise = 0) {
   const auto found = captures.find(name);
   return found == captures.end() ? otherwise : found->second;
@@ -247,7 +255,7 @@ bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
   for (const MessageInfo& info : description.messages) {
     Captures captures;
     if (!info.receives || info.parts.empty() ||
-        !MatchPattern(info.head, message, core_.device, description.deviceBase, &captures))
+        !BeginsWith(info, info.head, message, core_.device, description.deviceBase, &captures))
       continue;
     OnData(info, ItemNumber(info.bankSize, captures), message);
     return true;
@@ -360,9 +368,10 @@ bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string*
     if (info.parts.empty()) continue;
     Captures captures;
     std::size_t headSize = 0;
-    if (MatchPattern(info.head, message, -1, description.deviceBase, &captures)) headSize = info.head.size();
+    if (BeginsWith(info, info.head, message, -1, description.deviceBase, &captures)) headSize = info.head.size();
     for (const BytePattern& head : info.fileHeads)
-      if (headSize == 0 && MatchPattern(head, message, -1, description.deviceBase, &captures)) headSize = head.size();
+      if (headSize == 0 && BeginsWith(info, head, message, -1, description.deviceBase, &captures))
+        headSize = head.size();
     if (headSize == 0) continue;
     const Verdict verdict = Decode(info, headSize, ItemNumber(info.bankSize, captures), message);
     if (verdict == Verdict::kTaken) return true;
