@@ -162,6 +162,12 @@ void MakeNumberStr(const Synth* synth, char* out, int patch) {
       return put("%2d:%d", n / 8 + 1, n % 8 + 1);
     case kNumberFormatGroups:
       return put("%c%d%d", 'A' + n / 64, n % 64 / 8 + 1, n % 8 + 1);
+    case kNumberFormatLetters:
+      return put("%c%d", 'A' + n / 128, n % 128);
+    case kNumberFormatUserFactory:
+      return put("%c%d P%d", n < 512 ? 'U' : 'F', n / 128 % 4 + 1, n % 128 + 1);
+    case kNumberFormatBanks:
+      return put("%d-%d", n / 128 + 1, n % 128 + 1);
     case kNumberFormatMemories:
       return put("%c%c-%d", "IiEe"[(n & 0x7F) / 32], 'A' + n % 32 / 8, n % 8 + 1);
     default:

@@ -426,13 +426,31 @@ class DescriptionReader {
     return true;
   }
 
-  // "negative FROM", "blocks FROM ITEMS", "unpacked", or "kawai" for the items
+  // "running FROM", perhaps with "every N" and "any VALUE"
+  bool RunningSum(const std::vector<std::string_view>& words, MessageInfo& message) {
+    message.sum = SumKind::kRunning;
+    for (std::size_t i = 1; i < words.size(); i += i == 1 ? 1 : 2) {
+      const auto number = i == 1 ? ReadSimNumber(words[i]) : i + 1 < words.size() ? ReadSimNumber(words[i + 1]) : 0;
+      int* target = i == 1                ? &message.sumStart
+                    : words[i] == "every" ? &message.sumEvery
+                    : words[i] == "any"   ? &message.sumAny
+                                          : nullptr;
+      if (!number || !target || *number < 0 || *number > 65535)
+        return Fail("expected running FROM every N any VALUE"), true;
+      *target = *number;
+    }
+    return true;
+  }
+
+  // "negative FROM", "running FROM", "blocks FROM ITEMS", "unpacked", or "kawai" for the items
   bool Checksum(MessageInfo& message) {
     const auto words = BlankSeparatedWords(value_);
     const auto from = words.size() == 2 ? ReadSimNumber(words[1]) : std::nullopt;
     if (words.size() == 2 && words[0] == "negative" && from && *from >= 0 && *from < 64) {
       message.sum = SumKind::kNegative;
       message.sumStart = *from;
+    } else if (!words.empty() && words[0] == "running") {
+      return RunningSum(words, message);
     } else if (words.size() == 3 && words[0] == "blocks") {
       const auto numbers = Numbers(value_.substr(words[0].size()), 0);
       if (!numbers || (*numbers)[0] < 0 || (*numbers)[0] > 64 || (*numbers)[1] < 1)

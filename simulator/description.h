@@ -41,7 +41,7 @@ std::optional<BytePattern> ParsePattern(std::string_view text, std::string* prob
 
 enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight, kHexDigits };
 enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix, kMks50 };
-enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks };
+enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks, kRunning };
 // A sum that an item carries inside.
 enum class OwnSum : std::uint8_t { kNone, kSy22 };
 
@@ -121,10 +121,12 @@ struct MessageInfo {
   SumKind sum = SumKind::kNone;
   int sumStart = 0;
   int blockItems = 0;  // kBlocks: items in a block with a count in front and a checksum behind
+  int sumEvery = 0;    // kRunning: data bytes after which a sum of everything so far stands; 0: at the end only
+  int sumAny = -1;     // kRunning: a value that is taken whatever the sum
   BytePattern
       itemHead;  // each item is framed by this and, behind its data, a checksum from itemSumStart of the frame on
   int itemSumStart = 0;
-  int bankSize = 0;  // captured item numbers count within the current bank of this size
+  int bankSize = 0;  // captured item numbers count within the bank of this size that the head names, or the current one
   bool receives = true;
   int busyMs = 0;           // time the instrument needs after taking it
   std::string answer;       // status sent after taking it (empty: "received" when there is one)

@@ -23,7 +23,7 @@ int CapturedValue(const Captures& captures, const char* name, int otherwise = 0)
 }  // namespace
 
 int MessageEngine::ItemNumber(int bankSize, const Captures& captures) const {
-  return CapturedValue(captures, "item") + bankSize * core_.bank;
+  return CapturedValue(captures, "item") + bankSize * CapturedValue(captures, "bank", core_.bank);
 }
 
 std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& message, int item) const {
@@ -56,7 +56,10 @@ std::size_t MessageEngine::PlainSize(const std::vector<PartRange>& ranges) {
 
 std::size_t MessageEngine::BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const {
   if (message.sum == SumKind::kBlocks) return PlainSize(ranges) + 3 * BlockSizes(message, ranges).size() - 2;
-  if (message.itemHead.empty() || ranges.empty()) return PackedSize(message.packing, PlainSize(ranges));
+  if (message.itemHead.empty() || ranges.empty()) {
+    const std::size_t packed = PackedSize(message.packing, PlainSize(ranges));
+    return packed + (message.sum == SumKind::kRunning ? RunningSums(message, packed) : 0);
+  }
   return static_cast<std::size_t>(ranges.front().count) *
          (message.itemHead.size() + PackedSize(message.packing, ranges.front().bytes) + 1);
 }
@@ -90,6 +93,40 @@ MessageEngine::Verdict MessageEngine::DecodeFrames(const MessageInfo& message, s
     plain->insert(plain->end(), item->begin(), item->end());
   }
   return Verdict::kTaken;
+}
+
+std::size_t MessageEngine::RunningSums(const MessageInfo& message, std::size_t body) {
+  const auto every = static_cast<std::size_t>(message.sumEvery);
+  return every == 0 ? 1 : (body + every - 1) / every;
+}
+
+void MessageEngine::AppendWithSums(const MessageInfo& message, std::span<const std::uint8_t> body,
+                                   std::vector<std::uint8_t>* bytes) {
+  const std::size_t from = std::min(static_cast<std::size_t>(message.sumStart), bytes->size());
+  while (!body.empty()) {
+    const auto block =
+        message.sumEvery == 0 ? body : body.first(std::min(body.size(), static_cast<std::size_t>(message.sumEvery)));
+    bytes->insert(bytes->end(), block.begin(), block.end());
+    bytes->push_back(PlainSum(std::span<const std::uint8_t>(*bytes).subspan(from)));
+    body = body.subspan(block.size());
+  }
+}
+
+std::optional<std::vector<std::uint8_t>> MessageEngine::WithoutSums(const MessageInfo& message, std::size_t headSize,
+                                                                    std::span<const std::uint8_t> bytes) {
+  const std::size_t from = std::min(static_cast<std::size_t>(message.sumStart), headSize);
+  const std::size_t end = bytes.size() - 1;
+  const std::size_t every = message.sumEvery == 0 ? end : static_cast<std::size_t>(message.sumEvery);
+  std::vector<std::uint8_t> body;
+  for (std::size_t at = headSize; at < end;) {
+    const std::size_t sumAt = std::min(at + every, end - 1);
+    if (bytes[sumAt] != message.sumAny && PlainSum(bytes.subspan(from, sumAt - from)) != bytes[sumAt])
+      return std::nullopt;
+    body.insert(body.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                bytes.begin() + static_cast<std::ptrdiff_t>(sumAt));
+    at = sumAt + 1;
+  }
+  return body;
 }
 
 std::vector<std::size_t> MessageEngine::BlockSizes(const MessageInfo& message,
@@ -142,7 +179,8 @@ MessageEngine::Verdict MessageEngine::DecodeBlocks(const MessageInfo& message, s
 
 std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int item) const {
   const int shown = message.bankSize > 0 ? item % message.bankSize : item;
-  auto bytes = EmitPattern(message.head, core_.device, core_.description.deviceBase, {{"item", shown}});
+  const int bank = message.bankSize > 0 ? item / message.bankSize : 0;
+  auto bytes = EmitPattern(message.head, core_.device, core_.description.deviceBase, {{"item", shown}, {"bank", bank}});
   if (message.parts.empty()) return bytes;
   std::vector<std::uint8_t> plain;
   const auto ranges = Ranges(message, item);
@@ -162,7 +200,10 @@ std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int 
     body = PackBody(message.packing, plain);
   else
     body = EncodeFrames(message, plain, ranges.front().bytes);
-  bytes.insert(bytes.end(), body.begin(), body.end());
+  if (message.sum == SumKind::kRunning)
+    AppendWithSums(message, body, &bytes);
+  else
+    bytes.insert(bytes.end(), body.begin(), body.end());
   if (message.sum == SumKind::kNegative)
     bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(
         std::min(static_cast<std::size_t>(message.sumStart), bytes.size()))));
@@ -188,7 +229,14 @@ MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::si
     const Verdict frames = DecodeFrames(message, bytes.subspan(headSize, body), ranges.front().bytes, &plain);
     if (frames != Verdict::kTaken) return frames;
   } else {
-    auto unpacked = UnpackBody(message.packing, bytes.subspan(headSize, body), PlainSize(ranges));
+    std::vector<std::uint8_t> packed(bytes.begin() + static_cast<std::ptrdiff_t>(headSize),
+                                     bytes.begin() + static_cast<std::ptrdiff_t>(headSize + body));
+    if (message.sum == SumKind::kRunning) {
+      auto summed = WithoutSums(message, headSize, bytes);
+      if (!summed) return Verdict::kBadSum;
+      packed = std::move(*summed);
+    }
+    auto unpacked = UnpackBody(message.packing, packed, PlainSize(ranges));
     if (!unpacked) return Verdict::kBadLength;
     plain = std::move(*unpacked);
   }

@@ -45,6 +45,13 @@ class MessageEngine {
   enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
   Verdict DecodeFrames(const MessageInfo& message, std::span<const std::uint8_t> body, std::size_t itemBytes,
                        std::vector<std::uint8_t>* plain) const;
+  // Sums of everything from a place of the head on, behind every block of the data.
+  static std::size_t RunningSums(const MessageInfo& message, std::size_t body);
+  static void AppendWithSums(const MessageInfo& message, std::span<const std::uint8_t> body,
+                             std::vector<std::uint8_t>* bytes);
+  // The data between the sums; nothing when one is wrong.
+  static std::optional<std::vector<std::uint8_t>> WithoutSums(const MessageInfo& message, std::size_t headSize,
+                                                              std::span<const std::uint8_t> bytes);
   // Blocks of several items, each with a checksum behind and, but for the first, a count in front: the first checksum
   // takes the end of the head in.
   std::vector<std::size_t> BlockSizes(const MessageInfo& message, const std::vector<PartRange>& ranges) const;

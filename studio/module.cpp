@@ -393,6 +393,8 @@ Result ModuleBuilder::MakeMap(TypeBuild* build) {
 Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
   build->type = &type;
   SourceLets lets{{"arg", type.argument}};
+  int count = 0;
+  for (const std::string& part : SplitText(type.argument, ',')) lets["arg" + std::to_string(++count)] = part;
   std::vector<SourceLine> lines = header_.defaults;
   Result result = ReadDescriptorSource(source_, type.descriptor, &lets, &lines);
   if (!result.ok() && AsciiStartsWithNoCase(result.text, "module.ini:1:"))
@@ -438,7 +440,9 @@ Result ModuleBuilder::DriverFile(const TypeBuild& build, std::vector<std::uint8_
 }
 
 std::string ModuleBuilder::DriverFileName(const ModuleType& type) const {
-  return type.descriptor + type.argument + ".PV6";
+  std::string name = type.descriptor + type.argument;
+  std::replace(name.begin(), name.end(), ',', '-');
+  return name + ".PV6";
 }
 
 std::string ModuleBuilder::ModuleIni(const std::vector<TypeBuild>& builds) const {

@@ -204,6 +204,11 @@ ChecksumVerdict Recognizer::Rules::VerifyWith(const RecognizeRule* rule, const D
     for (std::uint32_t i = 0; i < v.times; ++i) {
       if (perVoice && VoiceIsEmpty(data, i)) continue;
       const std::int64_t shift = std::int64_t{v.step} * i;
+      const auto stored = static_cast<std::size_t>(v.offset + shift);
+      if (v.always >= 0 && stored < body.size() && body[stored] == v.always) {
+        verdict = ChecksumVerdict::kOk;
+        continue;
+      }
       const ChecksumVerdict one =
           VerifyChecksum(body, static_cast<int>(v.type), v.start + shift, v.count, v.offset + shift);
       if (one == ChecksumVerdict::kBad) return one;
@@ -222,9 +227,9 @@ RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const Recogn
   piece.offset = firstMessage.offset;
   piece.length = lastMessage.offset + lastMessage.length - firstMessage.offset;
   piece.badMessages = match.badMessages;
-  BuildMatchBody(rule, *type.driver->synth(), file.list, &match);
   piece.data = studio.GetNewDataFile(type.driver);
   if (!piece.data || !piece.data->body) return piece;
+  BuildMatchBody(rule, *type.driver->synth(), file.list, BodySpan(*piece.data), &match);
   DataFile* data = piece.data.get();
   AdoptSize(data, static_cast<std::uint32_t>(match.body.size()));
   CopyFound(match, data);
@@ -369,6 +374,13 @@ std::vector<PatchLine> Recognizer::Patches(const DataFile& data) const {
       slot -= static_cast<int>(form.slotFirst);
       break;
     }
+  // Numbers beyond a bank are those of the banks that follow.
+  for (int voices = static_cast<int>(bank->driver->synth()->numVoices); bank != type && slot >= voices;
+       slot -= voices) {
+    const TypeForms* next = rules_->TypeOf(bank->driver->synth()->driverId + 1);
+    if (!next || static_cast<int>(next->driver->synth()->numVoices) != voices) break;
+    bank = next;
+  }
   if (slot >= 0 && (bank == type || slot < static_cast<int>(bank->driver->synth()->numVoices)))
     lines.front().number = MakeNumberStr(*bank->driver->synth(), slot);
   return lines;

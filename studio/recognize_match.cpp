@@ -63,6 +63,11 @@ bool MatchMessages(const RecognizeRule& rule, const Synth& synth, const std::vec
     }
     place -= std::min(place, messages[i].bytes.size());
   }
+  const std::span<const std::uint8_t> head = messages[first].bytes;
+  if (rule.patchBankByte >= 0 && static_cast<std::size_t>(rule.patchBankByte) < head.size()) {
+    const int bank = head[static_cast<std::size_t>(rule.patchBankByte)] - rule.patchFirstBank;
+    out->patchNumber = bank < 0 ? -1 : out->patchNumber + 128 * bank;
+  }
   return true;
 }
 
@@ -331,10 +336,12 @@ bool MatchRule(const RecognizeRule& rule, const Synth& synth, const std::vector<
 }
 
 void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
-                    PieceMatch* match) {
+                    std::span<const std::uint8_t> initial, PieceMatch* match) {
   if (rule.byAddress()) return;
   const bool variable = rule.messages.size() == 1 && rule.messages.front().length == 0;
-  match->body.assign(variable ? 0 : synth.fileSize, 0);
+  match->body.assign(initial.begin(), initial.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(
+                                                            initial.size(), variable ? 0 : synth.fileSize)));
+  match->body.resize(variable ? 0 : synth.fileSize);
   for (std::size_t k = 0; k < match->messages.size(); ++k) {
     const MessageRule& message = rule.messages[rule.hasSlots ? 0 : k];
     const std::span<const std::uint8_t> bytes = messages[match->messages[k]].bytes;

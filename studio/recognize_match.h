@@ -34,7 +34,8 @@ struct PieceMatch {
 // `budget` counts down with the work done; rules that look further than their own message give up below 0.
 bool MatchRule(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
                std::uint32_t first, std::int64_t* budget, PieceMatch* out);
+// What the messages do not cover is as in `initial`, the image of new data.
 void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
-                    PieceMatch* match);
+                    std::span<const std::uint8_t> initial, PieceMatch* match);
 
 }  // namespace tonalith

@@ -85,9 +85,10 @@ class RuleParser {
       return {};
     }
     std::uint32_t number = 0;
-    if (key == "patchbyte" || key == "numberas") {
+    if (key == "patchbyte") return PatchByte(value);
+    if (key == "numberas") {
       if (!RuleNumber(value, &number)) return "a number is expected";
-      (key == "patchbyte" ? rule_->patchByte : rule_->numberAs) = static_cast<int>(number);
+      rule_->numberAs = static_cast<int>(number);
       return {};
     }
     return "unknown key \"" + std::string(key) + "\"";
@@ -186,6 +187,16 @@ class RuleParser {
     return {};
   }
 
+  std::string PatchByte(std::string_view value) {
+    std::vector<std::uint32_t> numbers;
+    if (!RuleNumbers(value, &numbers) || numbers.empty() || numbers.size() > 3)
+      return "one to three numbers are expected";
+    rule_->patchByte = static_cast<int>(numbers[0]);
+    if (numbers.size() > 1) rule_->patchBankByte = static_cast<int>(numbers[1]);
+    if (numbers.size() > 2) rule_->patchFirstBank = static_cast<int>(numbers[2]);
+    return {};
+  }
+
   std::string Context(std::string_view value) {
     const auto parts = SplitText(value, '|');
     std::string error;
@@ -249,9 +260,16 @@ class RuleParser {
     std::vector<std::uint32_t> numbers;
     if (!RuleNumbers(FirstPart(value), &numbers) || numbers.size() != 4)
       return "a checksum needs type, start, count, offset";
-    VerifyRule verify{numbers[0], numbers[1], numbers[2], numbers[3], 1, 0};
+    VerifyRule verify{numbers[0], numbers[1], numbers[2], numbers[3], 1, 0, -1};
     const auto options = SplitOptions(value);
     for (std::size_t i = 1; i < options.size(); ++i) {
+      if (options[i].word == "or") {
+        BytePattern byte;
+        std::string error;
+        if (!ParseBytePattern(options[i].rest, &byte, &error) || byte.size() != 1) return "\"or\" needs a byte";
+        verify.always = byte.value.front();
+        continue;
+      }
       const bool times = options[i].word == "times";
       if (!times && options[i].word != "step") return "unknown option \"" + options[i].word + "\"";
       if (!RuleNumber(options[i].rest, times ? &verify.times : &verify.step))

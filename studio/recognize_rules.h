@@ -37,10 +37,13 @@ namespace tonalith {
 //       what lies at an address inside the area (or slot), and where it goes in the image (or voice slot).  framed: the
 //       image keeps whole messages
 //   Complete=1             only when nothing is missing; else two voices of a bank are enough
-//   PatchByte=N            byte that is the patch number of a single patch, counted over all messages of the form
-//   NumberAs=ID            a single patch is numbered as in the bank with this driver id
-//   Verify0=TYPE START COUNT OFFSET | times N | step S
-//       a checksum inside the image, in the terms of CSum.  Without any: the descriptor's own checksum
+//   PatchByte=N BANK FIRST byte that is the patch number of a single patch, counted over all messages of the form; with
+//                          BANK, byte BANK of the first message counts banks of 128 from the value FIRST (0) on
+//   NumberAs=ID            a single patch is numbered as in the bank with this driver id, numbers beyond it as in the
+//                          banks that follow
+//   Verify0=TYPE START COUNT OFFSET | times N | step S | or BYTE
+//       a checksum inside the image, in the terms of CSum; one that is BYTE (hex) is right whatever it should be.
+//       Without any: the descriptor's own checksum
 
 struct BytePattern {
   std::vector<std::uint8_t> value;
@@ -74,6 +77,7 @@ struct BlockRule {
 struct VerifyRule {
   std::uint32_t type = 0, start = 0, count = 0, offset = 0;
   std::uint32_t times = 1, step = 0;
+  int always = -1;  // value that is right whatever the sum; -1: none
 };
 
 struct RecognizeRule {
@@ -90,6 +94,7 @@ struct RecognizeRule {
   std::vector<BlockRule> blocks;
   bool complete = false;
   int patchByte = -1;
+  int patchBankByte = -1, patchFirstBank = 0;
   int numberAs = -1;
   std::vector<VerifyRule> verify;
 

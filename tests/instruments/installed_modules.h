@@ -33,6 +33,7 @@ class InstalledModules {
   Recognizer& recognizer() { return *recognizer_; }
   // Folder of a module source ("yamaha-dx7"), which is also the key of its simulated instrument, by instrument name.
   const std::map<std::string, std::string>& keys() const { return keys_; }
+  const std::map<int, std::string>& simulated() const { return simulated_; }
   // What a data type's source says about the simulated instrument; empty: nothing.
   std::string Simulated(int driverId) const {
     const auto found = simulated_.find(driverId);

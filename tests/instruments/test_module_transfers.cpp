@@ -22,10 +22,9 @@ using Names = std::vector<std::string>;
 struct ModuleTransfers : ::testing::TestWithParam<std::string> {
   ModuleTransfers() : here(clock), backend(std::make_shared<VirtualBackend>(clock)), midi(clock) {
     cables = std::make_unique<VirtualStudio>(*backend, VirtualStudio::Options{3125});
-    std::string problem;
-    auto simulated = SimulatedInstrument::Create(GetParam(), &problem);
-    EXPECT_TRUE(simulated) << problem;
-    if (simulated) cables->Attach(std::move(simulated));
+    PlugIn(GetParam());
+    for (const auto& [id, text] : modules.simulated())
+      if (text.rfind("as ", 0) == 0 && ModuleOf(id) == GetParam()) PlugIn(text.substr(3));
     midi.AddBackend(backend);
     midi.Start();
     midi.MidiPortInOpenPorts();
@@ -45,8 +44,24 @@ struct ModuleTransfers : ::testing::TestWithParam<std::string> {
     const auto problem = modules.problems().find(GetParam());
     ASSERT_TRUE(problem == modules.problems().end()) << problem->second;
     ASSERT_NE(instrument, nullptr);
-    ASSERT_EQ(cables->Count(), 1u);
-    cables->With(0, [](SimulatedInstrument& simulated) { simulated.SetMemoryProtect(false); });
+    ASSERT_GE(cables->Count(), 1u);
+    for (std::size_t i = 0; i < cables->Count(); ++i)
+      cables->With(i, [](SimulatedInstrument& simulated) { simulated.SetMemoryProtect(false); });
+  }
+
+  // A sister model may stand on a cable of its own.
+  void PlugIn(const std::string& key) {
+    if (cables->Find(key) < cables->Count()) return;
+    std::string problem;
+    auto simulated = SimulatedInstrument::Create(key, &problem);
+    EXPECT_TRUE(simulated) << problem;
+    if (simulated) cables->Attach(std::move(simulated));
+  }
+  std::string ModuleOf(int driverId) {
+    for (const auto& shipped : modules.studio().instruments())
+      for (const auto& driver : shipped->drivers)
+        if (driver->synth()->driverId == driverId) return modules.keys().at(shipped->name);
+    return {};
   }
 
   TransferResult Run(TransferOperation operation, DataFile& data) {
@@ -64,11 +79,11 @@ struct ModuleTransfers : ::testing::TestWithParam<std::string> {
   }
   Bytes Memory() {
     Bytes memory;
-    cables->With(0, [&](SimulatedInstrument& simulated) { memory = simulated.Memory(); });
+    cables->With(place, [&](SimulatedInstrument& simulated) { memory = simulated.Memory(); });
     return memory;
   }
   void RestoreMemory(const Bytes& memory) {
-    cables->With(0, [&](SimulatedInstrument& simulated) { simulated.RestoreMemory(memory); });
+    cables->With(place, [&](SimulatedInstrument& simulated) { simulated.RestoreMemory(memory); });
   }
   Names NamesOf(const DataFile& data) {
     Names names;
@@ -85,6 +100,7 @@ struct ModuleTransfers : ::testing::TestWithParam<std::string> {
   void OnePatch(DataFile& data);
 
   InstalledModules& modules = InstalledModules::Instance();
+  std::size_t place = 0;  // of the simulated instrument that is asked
   VirtualClock clock;
   ClockThread here;
   std::shared_ptr<VirtualBackend> backend;
@@ -142,7 +158,7 @@ void ModuleTransfers::PanelSends(const ZKDrvList& driver, const std::string& mes
     const int first = range ? std::stoi(word.substr(bracket + 1)) : 0;
     const int last = range ? std::stoi(word.substr(dots + 2)) : first;
     for (int item = first; item <= last; ++item)
-      cables->With(0, [&](SimulatedInstrument& simulated) {
+      cables->With(place, [&](SimulatedInstrument& simulated) {
         for (const Reply& reply : simulated.PanelSend(word.substr(0, bracket), item))
           dump.insert(dump.end(), reply.bytes.begin(), reply.bytes.end());
       });
@@ -156,10 +172,11 @@ void ModuleTransfers::ThereAndBack(const ZKDrvList& driver) {
   DataFilePtr data = modules.studio().GetNewDataFile(&driver);
   ASSERT_TRUE(data);
   Synth& synth = *data->synth;
-  ASSERT_TRUE(data->receiveScript || synth.dumpRequestSize || synth.rolandSize[0] || synth.rolandSize[1])
+  ASSERT_TRUE(data->receiveScript || synth.dumpRequestSize || synth.rolandSize[0] || synth.rolandSize[1] ||
+              synth.rolandSize[2])
       << "it cannot be asked for: the source has to say `simulated = ...`";
-  synth.midiInPort = static_cast<std::uint8_t>(midi.in().FindPort(cables->PortName(0)));
-  synth.midiOutPort = static_cast<std::uint8_t>(midi.out().FindPort(cables->PortName(0)));
+  synth.midiInPort = static_cast<std::uint8_t>(midi.in().FindPort(cables->PortName(place)));
+  synth.midiOutPort = static_cast<std::uint8_t>(midi.out().FindPort(cables->PortName(place)));
   const TransferResult first = Run(TransferOperation::kReceive, *data);
   ASSERT_TRUE(first.ok) << first.text;
   EXPECT_NE(modules.recognizer().Verify(*data), ChecksumVerdict::kBad);
@@ -223,7 +240,10 @@ TEST_P(ModuleTransfers, EveryTypeThereAndBack) {
     SCOPED_TRACE(GetParam() + " " + driver->TypeName());
     const std::string simulated = modules.Simulated(driver->synth()->driverId);
     if (simulated == "no") continue;
-    if (simulated.empty())
+    const bool sister = simulated.rfind("as ", 0) == 0;
+    place = sister ? cables->Find(simulated.substr(3)) : 0;
+    ASSERT_LT(place, cables->Count());
+    if (simulated.empty() || sister)
       ThereAndBack(*driver);
     else
       PanelSends(*driver, simulated);
@@ -238,17 +258,17 @@ TEST_P(ModuleTransfers, DamagedAnswersAreRefused) {
     ASSERT_TRUE(data);
     if (!data->receiveScript || modules.recognizer().Verify(*data) != ChecksumVerdict::kOk) continue;
     if (!modules.Simulated(data->synth->driverId).empty()) continue;
-    data->synth->midiInPort = static_cast<std::uint8_t>(midi.in().FindPort(cables->PortName(0)));
-    data->synth->midiOutPort = static_cast<std::uint8_t>(midi.out().FindPort(cables->PortName(0)));
+    data->synth->midiInPort = static_cast<std::uint8_t>(midi.in().FindPort(cables->PortName(place)));
+    data->synth->midiOutPort = static_cast<std::uint8_t>(midi.out().FindPort(cables->PortName(place)));
     std::string problem;
     const auto plan = FaultPlan::Parse("corrupt-byte:reply=0", &problem);
     ASSERT_TRUE(plan) << problem;
-    cables->With(0, [&](SimulatedInstrument& simulated) { simulated.SetFaults(*plan); });
+    cables->With(place, [&](SimulatedInstrument& simulated) { simulated.SetFaults(*plan); });
     const Bytes before = BodyOf(*data);
     const TransferResult result = Run(TransferOperation::kReceive, *data);
     EXPECT_FALSE(result.ok);
     EXPECT_TRUE(BodyOf(*data) == before);
-    cables->With(0, [&](SimulatedInstrument& simulated) { simulated.SetFaults({}); });
+    cables->With(place, [&](SimulatedInstrument& simulated) { simulated.SetFaults({}); });
   }
 }
 
