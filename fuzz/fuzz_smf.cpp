@@ -13,10 +13,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SmfContents contents;
   std::string error;
   if (!ReadSmfSysEx({data, size}, &contents, &error)) return 0;
+  const SmfClock clock(contents);
   std::vector<SmfMessage> messages;
   std::size_t bytes = 0;
   for (const SmfSysEx& message : contents.messages) {
     bytes += message.bytes.size();
+    if (!(clock.Milliseconds(message.tick, message.track) >= 0)) __builtin_trap();
     if (message.isTerminated) messages.push_back({message.bytes, message.tick});
   }
   if (bytes > 2 * size) __builtin_trap();
