@@ -80,13 +80,7 @@ void CMainFrame::OnAppAbout() {
 }
 
 void CMainFrame::OnHelpFirstSteps() {
-  prompts().Say(
-      "First Steps",
-      "1. Open the studio (File, Studio) and choose a kind of data of an instrument.\n"
-      "2. Get requests it from the instrument; a window shows the progress.\n"
-      "3. The bank window lists the patches. F2 renames one in place.\n"
-      "4. Send brings the data back into the instrument, Save keeps it as a file.\n\n"
-      "The MIDI ports and numbers of an instrument are changed in the studio: click the selected entry once more.");
+  ShowFirstStart();
 }
 
 void CMainFrame::SetManuals(const std::vector<std::pair<std::string, std::string>>& manuals, bool show) {

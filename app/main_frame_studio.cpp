@@ -1,18 +1,41 @@
+#include <QCoreApplication>
 #include <QFileInfo>
+#include <QMdiSubWindow>
+#include <QProcess>
+#include <QTimer>
 #include <algorithm>
 
+#include "app/first_start.h"
 #include "app/main_frame.h"
 #include "app/simulation.h"
-#include "platform/text.h"
+#include "platform/ini_file.h"
+#include "platform/log.h"
+#include "platform/path_resolver.h"
 #include "services/zkbasics.h"
-#include "studio/package_install.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
 
+void CMainFrame::ConnectStudio() {
+  studio_.SetSettings(&basics_.settings());
+  studio_.SetCloseHook([this](std::span<ZKDrvList* const> instruments) { return CloseWindowsOf(instruments); });
+  studio_.SetAutoSenseHook([this](ZKDrvList* instrument) { SenseInstruments({instrument}); });
+}
+
+// False: the user keeps a window of one of these instruments open.
+bool CMainFrame::CloseWindowsOf(std::span<ZKDrvList* const> instruments) {
+  for (ZKWindow* child : Children()) {
+    auto* bank = qobject_cast<TZKBank*>(child);
+    const ZKDrvList* driver = bank ? studio_.DriverOf(bank->document().dataFile()) : nullptr;
+    if (!driver || std::find(instruments.begin(), instruments.end(), driver->instrument) == instruments.end()) continue;
+    if (QMdiSubWindow* window = SubWindowOf(child); window && !window->close()) return false;
+  }
+  return true;
+}
+
 TZKDrvLst* CMainFrame::ShowStudio() {
   if (!studioWindow_) {
-    studioWindow_ = new TZKDrvLst(studio_, *this);
+    studioWindow_ = ZKDriverList(nullptr, studio_, *this);
     AddChild(studioWindow_);
   }
   Activate(studioWindow_);
@@ -38,10 +61,13 @@ bool CMainFrame::DrvLoadSetup(int which) {
     studioWindow_->Refresh();
   else
     ShowStudio();
+  SenseInstrumentsAtStart();
+  ShowFirstStartOnce();
   return loaded;
 }
 
 void CMainFrame::StudioEdited() {
+  if (simulation_) simulation_->RouteInstruments(studio_, ports_);
   studio_.DrvSaveSetup(0);
   TellMonitorsOfStudio();
   for (ZKWindow* child : Children()) {
@@ -65,6 +91,18 @@ bool CMainFrame::OpenStudioFile(const std::string& path) {
   return opened;
 }
 
+Settings& CMainFrame::settings() {
+  return basics_.settings();
+}
+
+std::string CMainFrame::ResourceFolder() {
+  return basics_.paths().MainGetResourcePath();
+}
+
+std::string CMainFrame::PreferencesIni() {
+  return basics_.paths().MainGetPreferencesIni();
+}
+
 bool CMainFrame::InstallPackageFile(const std::string& path) {
   if (!studioWindow_) {
     prompts().Say("Tonalith",
@@ -72,58 +110,52 @@ bool CMainFrame::InstallPackageFile(const std::string& path) {
                   "instrument module.");
     return false;
   }
-  InstallReport report;
-  if (const Result result = InstallPackage(path, basics_.paths().MainGetInstrPath(), &report); !result.ok()) {
-    prompts().Say("Studio", result.text);
-    return false;
-  }
-  if (report.moduleFile.empty()) return false;
-  const int former = ReplaceInstruments(report.moduleFile);
-  if (simulation_) simulation_->RouteInstruments(studio_, ports_);
-  studio_.UpdatePortReferences();
-  StudioEdited();
-  studioWindow_->Refresh();
-  studioWindow_->Select(report.moduleFile);
-  Status(former ? tr("%1 was installed again.").arg(FromUtf8(report.name))
-                : tr("%1 was installed.").arg(FromUtf8(report.name)));
-  return true;
+  return studioWindow_->InstallInstrumentModule(path, false);
 }
 
-// Instruments made from an earlier version of the module are made anew and keep their ports and channels.  Returns how
-// many there were.
-int CMainFrame::ReplaceInstruments(const std::string& moduleFile) {
-  struct Kept {
-    int sysExChannel, midiChannel, inPort, outPort;
-    std::string inName, outName;
-  };
-  std::vector<Kept> kept;
-  for (const auto& instrument : studio_.instruments()) {
-    if (!AsciiEqualNoCase(instrument->moduleFile, moduleFile)) continue;
-    kept.push_back({instrument->sysExChannel, instrument->midiChannel, instrument->midiInPort, instrument->midiOutPort,
-                    instrument->inPortName, instrument->outPortName});
+void CMainFrame::ShowFirstStart() {
+  if (firstStart_) {
+    firstStart_->raise();
+    return firstStart_->activateWindow();
   }
-  while (studio_.RemoveInstrumentUsingFilename(moduleFile)) {
-  }
-  const std::size_t copies = std::max<std::size_t>(1, kept.size());
-  for (std::size_t i = 0; i < copies; ++i) {
-    if (!studio_.AddDrivers(moduleFile) || i >= kept.size()) continue;
-    ZKDrvList* added = studio_.instruments().back().get();
-    added->SetSysExChannel(kept[i].sysExChannel);
-    added->SetMidiChannel(kept[i].midiChannel);
-    added->SetInPort(kept[i].inPort, kept[i].inName);
-    added->SetOutPort(kept[i].outPort, kept[i].outName);
-  }
-  return static_cast<int>(kept.size());
+  FirstStartFacts facts;
+  facts.inputs = ports_.InputPortNames();
+  facts.outputs = ports_.OutputPortNames();
+  facts.instruments = basics_.paths().MainGetInstrPath();
+  facts.data = basics_.paths().MainGetDataPath();
+  facts.preferences = FolderOf(basics_.paths().GetZKIni());
+  facts.simulated = simulation_ != nullptr;
+  firstStart_ = new FirstStartPage(facts, this);
+  firstStart_->setAttribute(Qt::WA_DeleteOnClose);
+  connect(firstStart_, &FirstStartPage::AddInstrument, this, [this] { ShowStudio()->OfferInstruments(); });
+  connect(firstStart_, &FirstStartPage::TrySimulated, this, &CMainFrame::RestartSimulated);
+  connect(firstStart_, &FirstStartPage::GoToStudio, this, [this] { ShowStudio(); });
+  firstStart_->show();
+}
+
+// Once, and only to a person: simulated instruments were asked for already, and scripts answer questions only.
+void CMainFrame::ShowFirstStartOnce() {
+  constexpr char kSection[] = "Application";
+  constexpr char kKey[] = "First Start Shown";
+  if (simulation_ || qEnvironmentVariableIsSet("TONALITH_PROMPT_SCRIPT")) return;
+  IniFile ini(basics_.paths().GetZKIni());
+  if (ini.GetInt(kSection, kKey) != 0) return;
+  ini.SetInt(kSection, kKey, 1);
+  if (const Result saved = ini.Save(); !saved.ok()) DebugLog("%s", saved.text.c_str());
+  QTimer::singleShot(0, this, &CMainFrame::ShowFirstStart);
+}
+
+// The same program with virtual cables instead of this one.
+void CMainFrame::RestartSimulated() {
+  QStringList arguments = QCoreApplication::arguments().mid(1);
+  arguments << QStringLiteral("--simulated") << QStringLiteral("--new-instance");
+  if (!close()) return;
+  if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments))
+    DebugLog("The program could not be started again.");
 }
 
 void CMainFrame::InstallModule() {
-  ShowStudio();
-  FilePrompt prompt;
-  prompt.title = "Select Instrument Modules to Install...";
-  prompt.folder = basics_.paths().MainGetDataPath();
-  prompt.patterns = {"ZK Compressed Module (*.pvz)", "All Files (*)"};
-  const std::string path = prompts().File(prompt);
-  if (!path.empty()) OpenFile(path, 0);
+  ShowStudio()->OnInstallFromDisk();
 }
 
 }  // namespace tonalith

@@ -1,17 +1,20 @@
 #include "studio/ui/studio_window.h"
 
-#include <QComboBox>
+#include <QAction>
 #include <QHBoxLayout>
-#include <QHeaderView>
+#include <QKeySequence>
 #include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QMenu>
-#include <QSignalBlocker>
-#include <QStyledItemDelegate>
-#include <QTimer>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "services/settings.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -19,210 +22,162 @@ namespace tonalith {
 namespace {
 
 constexpr int kNodeRole = Qt::UserRole;
-
-int Shown(const Synth* synth, int channel) {
-  return synth && synth->sysExChannelZeroBased ? channel : channel + 1;
-}
-
-const Synth* FirstSynth(const ZKDrvList* instrument) {
-  return instrument->drivers.empty() ? nullptr : instrument->drivers.front()->synth();
-}
-
-// Edits ports and channels of an instrument row with a list to choose from.
-class StudioDelegate final : public QStyledItemDelegate {
- public:
-  explicit StudioDelegate(ZKStudioTree* tree) : QStyledItemDelegate(tree), tree_(tree) {}
-
-  QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&, const QModelIndex& index) const override {
-    ZKDrvList* node = Node(index);
-    if (!node || !node->IsInstrument() || index.column() == ZKStudioTree::kName) return nullptr;
-    auto* box = new QComboBox(parent);
-    StudioPorts* ports = tree_->host().ports();
-    const Synth* synth = FirstSynth(node);
-    switch (index.column()) {
-      case ZKStudioTree::kIn:
-        if (ports) AddNames(box, ports->InputPortNames());
-        break;
-      case ZKStudioTree::kOut:
-        if (ports) AddNames(box, ports->OutputPortNames());
-        break;
-      case ZKStudioTree::kDevice:
-        for (int i = synth ? synth->sysExChannelMin : 0; i <= (synth ? synth->sysExChannelMax : 15); ++i) {
-          box->addItem(QString::number(Shown(synth, i)), i);
-        }
-        break;
-      default:
-        for (int i = 0; i < 16; ++i) box->addItem(QString::number(i + 1), i);
-    }
-    connect(box, &QComboBox::activated, this, [this, box] {
-      auto* self = const_cast<StudioDelegate*>(this);
-      emit self->commitData(box);
-      emit self->closeEditor(box);
-    });
-    return box;
-  }
-  void setEditorData(QWidget* editor, const QModelIndex& index) const override {
-    auto* box = static_cast<QComboBox*>(editor);
-    box->setCurrentIndex(box->findText(index.data().toString()));
-    QTimer::singleShot(0, box, &QComboBox::showPopup);
-  }
-  void setModelData(QWidget* editor, QAbstractItemModel*, const QModelIndex& index) const override {
-    auto* box = static_cast<QComboBox*>(editor);
-    ZKDrvList* node = Node(index);
-    if (!node || box->currentIndex() < 0) return;
-    switch (index.column()) {
-      case ZKStudioTree::kIn:
-        node->SetInPort(box->currentIndex(), ToUtf8(box->currentText()));
-        break;
-      case ZKStudioTree::kOut:
-        node->SetOutPort(box->currentIndex(), ToUtf8(box->currentText()));
-        break;
-      case ZKStudioTree::kDevice:
-        node->SetSysExChannel(box->currentData().toInt());
-        break;
-      default:
-        node->SetMidiChannel(box->currentData().toInt());
-    }
-    tree_->studio().WriteInstrumentDefaults(node);
-    tree_->host().StudioEdited();
-    QMetaObject::invokeMethod(
-        tree_, [tree = tree_] { tree->Rebuild(); }, Qt::QueuedConnection);
-  }
-
- private:
-  static void AddNames(QComboBox* box, const std::vector<std::string>& names) {
-    for (const auto& name : names) box->addItem(FromUtf8(name));
-  }
-  ZKDrvList* Node(const QModelIndex& index) const {
-    return static_cast<ZKDrvList*>(index.sibling(index.row(), 0).data(kNodeRole).value<void*>());
-  }
-
-  ZKStudioTree* tree_;
-};
+// Values of the setting "display style" beside "as chosen in the window" (0).
+constexpr int kStylePanels = 1, kStyleGraphicPanels = 2, kStyleTree = 3;
 
 }  // namespace
 
-ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent)
-    : QTreeWidget(parent), studio_(studio), host_(host) {
-  setHeaderLabels({tr("Instrument / Data"), tr("MIDI In"), tr("MIDI Out"), tr("Device ID"), tr("Channel")});
-  setColumnCount(kColumns);
-  setAlternatingRowColors(true);
-  setUniformRowHeights(true);
-  setAllColumnsShowFocus(true);
-  setItemDelegate(new StudioDelegate(this));
-  setEditTriggers(SelectedClicked | EditKeyPressed);
-  setExpandsOnDoubleClick(false);
-  setContextMenuPolicy(Qt::CustomContextMenu);
-  header()->setStretchLastSection(false);
-  header()->setSectionsMovable(false);
-  for (const int column : {kName, kDevice, kChannel})
-    header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
-  for (const int column : {kIn, kOut}) header()->setSectionResizeMode(column, QHeaderView::Stretch);
-}
-
-ZKDrvList* ZKStudioTree::NodeOf(const QTreeWidgetItem* item) const {
-  return item ? static_cast<ZKDrvList*>(item->data(kName, kNodeRole).value<void*>()) : nullptr;
-}
-
-ZKDrvList* ZKStudioTree::CurrentNode() const {
-  return NodeOf(currentItem());
-}
-
-void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
-  const Synth* synth = FirstSynth(instrument);
-  auto* row = new QTreeWidgetItem(this);
-  row->setText(kName, FromUtf8(instrument->DisplayKey()));
-  row->setText(kIn, FromUtf8(instrument->inPortName));
-  row->setText(kOut, FromUtf8(instrument->outPortName));
-  row->setToolTip(kIn, row->text(kIn));
-  row->setToolTip(kOut, row->text(kOut));
-  row->setText(kDevice, QString::number(Shown(synth, instrument->sysExChannel)));
-  row->setText(kChannel, QString::number(instrument->midiChannel + 1));
-  row->setData(kName, kNodeRole, QVariant::fromValue(static_cast<void*>(instrument)));
-  row->setFlags(row->flags() | Qt::ItemIsEditable);
-  QFont bold = font();
-  bold.setBold(true);
-  row->setFont(kName, bold);
-  for (const auto& driver : instrument->drivers) {
-    auto* child = new QTreeWidgetItem(row);
-    child->setText(kName, FromLatin1(driver->TypeName()));
-    child->setData(kName, kNodeRole, QVariant::fromValue(static_cast<void*>(driver.get())));
-    child->setToolTip(kName, tr("Double-click to get this data from the instrument"));
-  }
-  row->setExpanded(true);
-}
-
-void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
-  for (QTreeWidgetItemIterator it(this); *it; ++it) {
-    if (NodeOf(*it) == node) return setCurrentItem(*it);
-  }
-}
-
-void ZKStudioTree::Rebuild() {
-  // Rows that the user closed stay closed; the nodes may be gone, so they are only compared.
-  const ZKDrvList* current = CurrentNode();
-  std::vector<const ZKDrvList*> closed;
-  for (int i = 0; i < topLevelItemCount(); ++i) {
-    if (!topLevelItem(i)->isExpanded()) closed.push_back(NodeOf(topLevelItem(i)));
-  }
-  const int place = topLevelItemCount() > 0 && currentItem()
-                        ? indexOfTopLevelItem(currentItem()->parent() ? currentItem()->parent() : currentItem())
-                        : 0;
-  const QSignalBlocker quiet(this);
-  setUpdatesEnabled(false);
-  clear();
-  for (const auto& instrument : studio_.instruments()) {
-    AddInstrumentRow(instrument.get());
-    QTreeWidgetItem* row = topLevelItem(topLevelItemCount() - 1);
-    row->setExpanded(std::find(closed.begin(), closed.end(), instrument.get()) == closed.end());
-  }
-  SetCurrentNode(current);
-  if (!currentItem()) setCurrentItem(topLevelItem(std::clamp(place, 0, std::max(0, topLevelItemCount() - 1))));
-  setUpdatesEnabled(true);
-}
-
 TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent)
-    : ZKWindow(parent), studio_(studio), host_(host), tree_(new ZKStudioTree(studio, host, this)) {
+    : ZKWindow(parent),
+      studio_(studio),
+      host_(host),
+      pictures_(StudioPictures::doInitBitmap(host.ResourceFolder(), host.prompts())) {
   setWindowTitle(tr("Studio"));
   auto* column = new QVBoxLayout(this);
+  BuildToolBar();
+  column->addWidget(tools_);
   hint_ = new QLabel(this);
   hint_->setWordWrap(true);
   column->addWidget(hint_);
-  column->addWidget(tree_, 1);
+  BuildViews();
+  column->addWidget(views_, 1);
+  BuildButtons();
+  ConnectViews();
+  const int style = host_.settings().Value(SettingId::MainDrvOldDisplayStyle);
+  list_->SetCompact(style == kStylePanels);
+  const bool panels = style == 0 ? host_.settings().Value(SettingId::MainDrvDisplayMode) != 0 : style != kStyleTree;
+  resize(fontMetrics().averageCharWidth() * 116, fontMetrics().height() * 34);
+  ShowPanels(panels);
+}
+
+TZKDrvLst::~TZKDrvLst() {
+  for (QObject* view : {static_cast<QObject*>(tree_), static_cast<QObject*>(list_), static_cast<QObject*>(drivers_)})
+    disconnect(view, nullptr, this, nullptr);
+}
+
+// ---- building -------------------------------------------------------------------------------------------------------
+
+QAction* TZKDrvLst::AddTool(const char* picture, const QString& text, const QString& tip,
+                            const std::function<void()>& run) {
+  auto* action = new QAction(pictures_.Button(picture), QString(text).remove('&'), tools_);
+  action->setIconText(text);  // with its letter, which the button takes
+  action->setToolTip(tip);
+  if (run) connect(action, &QAction::triggered, this, run);
+  tools_->addAction(action);
+  if (auto* button = qobject_cast<QToolButton*>(tools_->widgetForAction(action))) {
+    button->setFocusPolicy(Qt::TabFocus);
+    button->setPopupMode(QToolButton::InstantPopup);
+  }
+  return action;
+}
+
+void TZKDrvLst::BuildToolBar() {
+  tools_ = new QToolBar(this);
+  tools_->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+  const int size = fontMetrics().height() * 3 / 2;
+  tools_->setIconSize({size, size});
+  add_ = AddTool("Add", tr("&Add"), tr("Add an installed instrument to the studio"), {});
+  add_->setMenu(new QMenu(this));
+  connect(add_->menu(), &QMenu::aboutToShow, this, [this] { BuildAddMenu(add_->menu()); });
+  remove_ = AddTool("Remove", tr("&Remove"), tr("Take the selected instruments out of the studio (Del)"),
+                    [this] { RemoveSelected(); });
+  undo_ = AddTool("Undo", tr("Undo"), tr("Put the instrument that was removed last back (Ctrl+Z)"),
+                  [this] { UndoRemove(); });
+  AddInstallMenu(AddTool("Install", tr("&Install"), tr("Install instruments from module packages"), {}));
+  tools_->addSeparator();
+  sense_ = AddTool("AutoSense", tr("Auto&Sense"), tr("Search all MIDI ports for the selected instruments"),
+                   [this] { OnAutoSense(); });
+  settings_ = AddTool("Settings", tr("Se&ttings"), tr("Ports, channels and patch bay of the instrument (Alt+Return)"),
+                      [this] { OnSettings(); });
+  tools_->addSeparator();
+  AddReportMenu(AddTool("Report", tr("Rep&ort"), tr("What is set up, as a text"), {}));
+  AddTool("Print", tr("&Print"), tr("Print the list of instruments (Ctrl+P)"),
+          [this] { RunCommand(CommandId::FilePrint); });
+  tools_->addSeparator();
+  panelsAction_ = AddTool("List", tr("Pane&ls"), tr("Show instruments as panels or as a tree"),
+                          [this] { ShowPanels(!ShowsPanels()); });
+  panelsAction_->setCheckable(true);
+  auto* space = new QWidget(tools_);
+  space->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+  tools_->addWidget(space);
+  search_ = new QLineEdit(tools_);
+  search_->setPlaceholderText(tr("Search (Ctrl+F)"));
+  search_->setClearButtonEnabled(true);
+  search_->setAccessibleName(tr("Search"));
+  search_->setMinimumWidth(fontMetrics().averageCharWidth() * 16);
+  search_->setMaximumWidth(fontMetrics().averageCharWidth() * 28);
+  tools_->addWidget(search_);
+  const auto shortcut = [this](const QKeySequence& keys, const std::function<void()>& run) {
+    auto* action = new QAction(this);
+    action->setShortcut(keys);
+    action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+    connect(action, &QAction::triggered, this, run);
+    addAction(action);
+  };
+  shortcut(QKeySequence(Qt::CTRL | Qt::Key_F), [this] { search_->setFocus(); });
+  shortcut(QKeySequence::Delete, [this] {
+    if (!search_->hasFocus()) RemoveSelected();
+  });
+  shortcut(QKeySequence(Qt::ALT | Qt::Key_Return), [this] { OnSettings(); });
+  shortcut(QKeySequence(Qt::ALT | Qt::Key_Up), [this] { MoveCurrent(-1); });
+  shortcut(QKeySequence(Qt::ALT | Qt::Key_Down), [this] { MoveCurrent(1); });
+}
+
+void TZKDrvLst::AddInstallMenu(QAction* tool) {
+  auto* menu = new QMenu(this);
+  menu->addAction(pictures_.Button("Install"), tr("From &Disk..."), this, [this] { OnInstallFrom(false); });
+  menu->addAction(pictures_.Button("InstallFolder"), tr("From a &Folder..."), this, [this] { OnInstallFrom(true); });
+  menu->addAction(pictures_.Button("InstallWeb"), tr("From &Web..."), this, [this] { OnInstallFromWeb(); });
+  tool->setMenu(menu);
+}
+
+void TZKDrvLst::AddReportMenu(QAction* tool) {
+  auto* menu = new QMenu(this);
+  menu->addAction(pictures_.Button("Report"), tr("&Configuration Report..."), this, [this] { OnSetupInformation(); });
+  menu->addAction(tr("&MIDI Device File..."), this, [this] { OnMidiDeviceFile(); });
+  menu->addAction(tr("Check &SysEx Maps"), this, [this] { OnDriversMissingDescriptor(); });
+  tool->setMenu(menu);
+}
+
+void TZKDrvLst::BuildViews() {
+  views_ = new QStackedWidget(this);
+  tree_ = new ZKStudioTree(studio_, host_, views_);
   tree_->setAccessibleName(tr("Instruments"));
+  views_->addWidget(tree_);
+  panels_ = new QSplitter(views_);
+  list_ = new ZKStudioList(studio_, host_, pictures_, panels_);
+  list_->setAccessibleName(tr("Instruments"));
+  drivers_ = new QListWidget(panels_);
+  drivers_->setAccessibleName(tr("Data of the instrument"));
+  panels_->setChildrenCollapsible(false);
+  panels_->setStretchFactor(0, 3);
+  panels_->setStretchFactor(1, 1);
+  views_->addWidget(panels_);
+}
+
+void TZKDrvLst::BuildButtons() {
   auto* row = new QHBoxLayout;
-  const auto button = [&](const QString& text, const QString& tip) {
+  const auto button = [&](const char* picture, const QString& text, const QString& tip) {
     auto* made = new QToolButton(this);
+    made->setIcon(pictures_.Button(picture));
+    made->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     made->setText(text);
     made->setToolTip(tip);
     made->setFocusPolicy(Qt::TabFocus);
     row->addWidget(made);
     return made;
   };
-  get_ = button(tr("&Get"), tr("Request the selected data from the instrument (Ctrl+G)"));
-  create_ = button(tr("&New"), tr("Open a window on new, empty data of this kind"));
-  settings_ = button(tr("&Settings"), tr("MIDI ports, device number and channel of the selected instrument"));
-  add_ = button(tr("&Add"), tr("Add an installed instrument to the studio"));
-  auto* install = button(tr("&Install Module..."), tr("Install an instrument from a module package"));
+  get_ = button("Get", tr("&Get"), tr("Request the selected data from the instrument (Ctrl+G)"));
+  create_ = button("New", tr("&New"), tr("Open a window on new, empty data of this kind"));
   row->addStretch(1);
-  column->addLayout(row);
-  setFocusProxy(tree_);
-  for (QToolButton* menuButton : {settings_, add_}) {
-    menuButton->setPopupMode(QToolButton::InstantPopup);
-    menuButton->setMenu(new QMenu(menuButton));
-  }
-  connect(settings_->menu(), &QMenu::aboutToShow, this, [this] {
-    settings_->menu()->clear();
-    ZKDrvList* node = tree_->CurrentNode();
-    if (node) AddSettings(settings_->menu(), node->instrument ? node->instrument : node);
-  });
-  connect(add_->menu(), &QMenu::aboutToShow, this, [this] { BuildAddMenu(add_->menu()); });
-
+  static_cast<QVBoxLayout*>(layout())->addLayout(row);
   connect(get_, &QToolButton::clicked, this, [this] { RunCommand(CommandId::MidiGet); });
   connect(create_, &QToolButton::clicked, this, [this] {
-    if (ZKDrvList* node = tree_->CurrentNode(); node && !node->IsInstrument()) host_.OpenDriver(node, false);
+    if (ZKDrvList* node = CurrentNode(); node && !node->IsInstrument()) host_.OpenDriver(node, false);
   });
-  connect(install, &QToolButton::clicked, this, [this] { host_.InstallModule(); });
+}
+
+void TZKDrvLst::ConnectViews() {
   connect(tree_, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
     ZKDrvList* node = tree_->NodeOf(item);
     if (!node) return;
@@ -231,7 +186,8 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
     else
       host_.OpenDriver(node, true);
   });
-  connect(tree_, &QTreeWidget::currentItemChanged, this, [this] { UpdateState(); });
+  connect(tree_, &QTreeWidget::itemSelectionChanged, this, [this] { SelectionChanged(); });
+  connect(tree_, &QTreeWidget::currentItemChanged, this, [this] { SelectionChanged(); });
   connect(tree_, &QTreeWidget::customContextMenuRequested, this, [this](const QPoint& position) {
     const QTreeWidgetItem* item = tree_->itemAt(position);
     // The menu key asks at a place of its own; the menu belongs to the current row.
@@ -239,16 +195,53 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
     const QPoint at = keyboard ? tree_->visualItemRect(tree_->currentItem()).center() : position;
     if (tree_->currentItem()) ShowMenu(tree_->viewport()->mapToGlobal(at));
   });
-  resize(fontMetrics().averageCharWidth() * 108, fontMetrics().height() * 30);
+  connect(list_, &QListWidget::currentItemChanged, this, [this] {
+    FillDrivers();
+    SelectionChanged();
+  });
+  connect(list_, &QListWidget::itemSelectionChanged, this, [this] { SelectionChanged(); });
+  connect(list_, &QListWidget::itemActivated, this, [this] { drivers_->setFocus(); });
+  connect(list_, &QListWidget::customContextMenuRequested, this, [this](const QPoint& position) {
+    if (list_->currentItem()) ShowMenu(list_->viewport()->mapToGlobal(position));
+  });
+  connect(drivers_, &QListWidget::currentItemChanged, this, [this] { SelectionChanged(); });
+  connect(drivers_, &QListWidget::itemActivated, this, [this] { RunCommand(CommandId::MidiGet); });
+  connect(tree_, &ZKStudioTree::Moved, this, [this](int from, int to) { Moved(from, to); });
+  connect(list_, &ZKStudioList::Moved, this, [this](int from, int to) { Moved(from, to); });
+  connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) { Search(text); });
+  connect(search_, &QLineEdit::returnPressed, this, [this] { views_->currentWidget()->setFocus(); });
+  panels_->setFocusProxy(list_);
+}
+
+// ---- what is shown --------------------------------------------------------------------------------------------------
+
+bool TZKDrvLst::ShowsPanels() const {
+  return views_->currentWidget() == panels_;
+}
+
+void TZKDrvLst::ShowPanels(bool panels) {
+  ZKDrvList* node = CurrentNode();
+  views_->setCurrentWidget(panels ? static_cast<QWidget*>(panels_) : tree_);
+  panelsAction_->setChecked(panels);
+  host_.settings().MainDrvDisplayMode(panels ? 1 : 0);
+  setFocusProxy(panels ? static_cast<QWidget*>(list_) : tree_);
   Refresh();
+  if (!node) return;
+  tree_->SetCurrentNode(node);
+  list_->SetCurrentInstrument(node->instrument ? node->instrument : node);
 }
 
 void TZKDrvLst::Refresh() {
-  tree_->Rebuild();
+  if (ShowsPanels()) {
+    list_->Rebuild();
+    FillDrivers();
+  } else {
+    tree_->Rebuild();
+  }
   const StudioPorts* ports = host_.ports();
   const bool noPorts = ports && ports->InputPortNames().empty() && ports->OutputPortNames().empty();
   if (studio_.instruments().empty()) {
-    hint_->setText(tr("There are no instruments yet. Choose Install Module to add one."));
+    hint_->setText(tr("There are no instruments yet. Choose Add for an installed instrument, or Install to add one."));
   } else if (noPorts) {
     hint_->setText(tr(
         "No MIDI ports were found. Connect a MIDI interface or start JACK: new ports are noticed at once. To try the "
@@ -256,23 +249,80 @@ void TZKDrvLst::Refresh() {
   } else {
     hint_->setText(tr("Choose a kind of data and Get to request it from its instrument."));
   }
-  UpdateState();
+  SelectionChanged();
+}
+
+// The kinds of data of the current panel.
+void TZKDrvLst::FillDrivers() {
+  const int row = std::max(0, drivers_->currentRow());
+  const QSignalBlocker quiet(drivers_);
+  drivers_->clear();
+  const ZKDrvList* instrument = list_->CurrentInstrument();
+  if (!instrument) return;
+  for (const auto& driver : instrument->drivers) {
+    auto* item = new QListWidgetItem(DriverIcon(driver.get(), palette(), fontMetrics().height()),
+                                     FromLatin1(driver->TypeName()), drivers_);
+    item->setData(kNodeRole, QVariant::fromValue(static_cast<void*>(driver.get())));
+    item->setToolTip(tr("Double-click to get this data from the instrument"));
+  }
+  drivers_->setCurrentRow(std::min(row, drivers_->count() - 1));
+}
+
+void TZKDrvLst::Search(const QString& text) {
+  tree_->Filter(text);
+  list_->Filter(text);
 }
 
 void TZKDrvLst::Select(const std::string& moduleFile) {
   for (auto it = studio_.instruments().rbegin(); it != studio_.instruments().rend(); ++it) {
-    if ((*it)->moduleFile == moduleFile) return tree_->SetCurrentNode(it->get());
+    if ((*it)->moduleFile != moduleFile) continue;
+    tree_->SetCurrentNode(it->get());
+    return list_->SetCurrentInstrument(it->get());
   }
 }
 
+ZKDrvList* TZKDrvLst::CurrentNode() const {
+  if (!ShowsPanels()) return tree_->CurrentNode();
+  if (const QListWidgetItem* item = drivers_->currentItem())
+    return static_cast<ZKDrvList*>(item->data(kNodeRole).value<void*>());
+  return list_->CurrentInstrument();
+}
+
+ZKDrvList* TZKDrvLst::CurrentInstrument() const {
+  ZKDrvList* node = CurrentNode();
+  return node && node->instrument ? node->instrument : node;
+}
+
+std::vector<ZKDrvList*> TZKDrvLst::SelectedInstruments() const {
+  auto selected = ShowsPanels() ? list_->SelectedInstruments() : tree_->SelectedInstruments();
+  if (ZKDrvList* current = CurrentInstrument(); selected.empty() && current) selected.push_back(current);
+  return selected;
+}
+
+void TZKDrvLst::SelectionChanged() {
+  // While a view is built anew its rows may still name what is gone.
+  ZKDrvList* node = CurrentNode();
+  if (node && !studio_.GetInstrumentDrvList(node)) node = nullptr;
+  studio_.SetSelection(node);
+  const auto selected = SelectedInstruments();
+  for (const auto& instrument : studio_.instruments())
+    instrument->selected = std::find(selected.begin(), selected.end(), instrument.get()) != selected.end() ? 1 : 0;
+  UpdateState();
+}
+
 void TZKDrvLst::UpdateState() {
-  const ZKDrvList* node = tree_->CurrentNode();
+  const ZKDrvList* node = CurrentNode();
   const bool driver = node && !node->IsInstrument();
   get_->setEnabled(driver);
   create_->setEnabled(driver);
   settings_->setEnabled(node != nullptr);
+  remove_->setEnabled(node != nullptr);
+  sense_->setEnabled(node != nullptr && host_.autoConfig() != nullptr);
+  undo_->setEnabled(!removed_.empty());
   emit StateChanged();
 }
+
+// ---- menus ----------------------------------------------------------------------------------------------------------
 
 void TZKDrvLst::ShowMenu(const QPoint& at) {
   QMenu menu(this);
@@ -281,7 +331,7 @@ void TZKDrvLst::ShowMenu(const QPoint& at) {
 }
 
 void TZKDrvLst::BuildMenu(QMenu* menu) {
-  ZKDrvList* node = tree_->CurrentNode();
+  ZKDrvList* node = CurrentNode();
   if (!node) return;
   if (!node->IsInstrument()) {
     menu->addAction(tr("&Get from Instrument"), this, [this, node] {
@@ -299,7 +349,8 @@ void TZKDrvLst::BuildMenu(QMenu* menu) {
 void TZKDrvLst::Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change) {
   if (!studio_.GetInstrumentDrvList(node)) return;
   change(node);
-  studio_.WriteInstrumentDefaults(node);
+  if (const Result written = studio_.InstrumentChanged(node); !written.ok())
+    host_.prompts().Say("Studio", written.text);
   host_.StudioEdited();
   Refresh();
 }
@@ -331,7 +382,7 @@ void TZKDrvLst::AddChannels(QMenu* menu, ZKDrvList* instrument, bool device) {
   const int last = device && synth ? synth->sysExChannelMax : 15;
   QMenu* list = menu->addMenu(device ? tr("&Device ID") : tr("MIDI &Channel"));
   for (int i = first; i <= last; ++i) {
-    QAction* action = list->addAction(QString::number(device ? Shown(synth, i) : i + 1), this, [=, this] {
+    QAction* action = list->addAction(QString::number(device ? ShownDeviceNumber(synth, i) : i + 1), this, [=, this] {
       Edit(instrument, [&](ZKDrvList* node) {
         if (device)
           node->SetSysExChannel(i);
@@ -349,21 +400,15 @@ void TZKDrvLst::AddSettings(QMenu* menu, ZKDrvList* instrument) {
   AddPorts(menu, instrument, false);
   AddChannels(menu, instrument, true);
   AddChannels(menu, instrument, false);
+  menu->addAction(tr("&Settings..."), this, [this] { OnSettings(); });
+  if (sense_->isEnabled()) menu->addAction(tr("&AutoSense"), this, [this] { OnAutoSense(); });
   menu->addSeparator();
-  menu->addAction(tr("&Remove from Studio..."), this, [this, instrument] { Remove(instrument); });
-}
-
-void TZKDrvLst::Remove(ZKDrvList* node) {
-  if (!studio_.GetInstrumentDrvList(node)) return;
-  MessagePrompt prompt;
-  prompt.title = "Studio";
-  prompt.text = "Remove " + node->DisplayKey() + " from the studio?\nIts module stays installed.";
-  prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
-  if (host_.prompts().Message(prompt) != PromptAnswer::Yes || !studio_.GetInstrumentDrvList(node)) return;
-  studio_.DeleteInstrument(node);
-  host_.StudioEdited();
-  Refresh();
+  menu->addAction(tr("Move &Up\tAlt+Up"), this, [this] { MoveCurrent(-1); });
+  menu->addAction(tr("Move &Down\tAlt+Down"), this, [this] { MoveCurrent(1); });
+  menu->addAction(tr("Open Module &Folder"), this, [this] { OpenModuleFolder(); });
+  menu->addSeparator();
+  menu->addAction(tr("&Remove from Studio..."), this, [this] { RemoveSelected(); });
+  menu->addAction(tr("De&lete Module Files..."), this, [this] { DeleteModuleOfCurrent(); });
 }
 
 void TZKDrvLst::BuildAddMenu(QMenu* menu) {
@@ -381,13 +426,25 @@ void TZKDrvLst::BuildAddMenu(QMenu* menu) {
   if (menu->isEmpty()) menu->addAction(tr("No module is installed."))->setEnabled(false);
 }
 
-bool TZKDrvLst::CommandEnabled(CommandId command) const {
-  const ZKDrvList* node = tree_->CurrentNode();
-  return command == CommandId::MidiGet && node && !node->IsInstrument();
+void TZKDrvLst::OfferInstruments() {
+  if (auto* button = qobject_cast<QToolButton*>(tools_->widgetForAction(add_))) {
+    button->setFocus();
+    add_->menu()->popup(button->mapToGlobal(QPoint(0, button->height())));
+  }
 }
 
-void TZKDrvLst::RunCommand(CommandId command) {
-  if (CommandEnabled(command)) host_.OpenDriver(tree_->CurrentNode(), true);
+bool TZKDrvLst::CommandEnabled(CommandId command) const {
+  const ZKDrvList* node = CurrentNode();
+  switch (command) {
+    case CommandId::MidiGet:
+      return node && !node->IsInstrument();
+    case CommandId::FilePrint:
+      return true;
+    case CommandId::EditUndo:
+      return !removed_.empty();
+    default:
+      return false;
+  }
 }
 
 }  // namespace tonalith

@@ -1,68 +1,78 @@
 #pragma once
 
-#include <QTreeWidget>
 #include <functional>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include "studio/studio_document.h"
+#include "studio/package_install.h"
+#include "studio/ui/studio_host.h"
+#include "studio/ui/studio_list.h"
+#include "studio/ui/studio_pictures.h"
+#include "studio/ui/studio_tree.h"
 #include "ui/window_base.h"
 
+class QAction;
 class QLabel;
+class QLineEdit;
+class QListWidget;
 class QMenu;
+class QSplitter;
+class QStackedWidget;
+class QToolBar;
 class QToolButton;
 
 namespace tonalith {
 
-// What the studio window asks of the program.
-class StudioWindowHost {
- public:
-  virtual ~StudioWindowHost() = default;
-  // Opens a window on new data of this driver; with `get` its receive is started at once.
-  virtual void OpenDriver(ZKDrvList* driver, bool get) = 0;
-  virtual void InstallModule() = 0;
-  // An instrument came, went or got other ports or channels.
-  virtual void StudioEdited() = 0;
-  virtual StudioPorts* ports() = 0;
-  virtual Prompts& prompts() = 0;
-};
-
-// Instruments with their drivers; ports, device number and channel of an instrument are changed in place.
-class ZKStudioTree final : public QTreeWidget {
-  Q_OBJECT
-
- public:
-  enum Column { kName = 0, kIn, kOut, kDevice, kChannel, kColumns };
-
-  ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent = nullptr);
-  void Rebuild();
-  // The driver or instrument of the current row; null when there is none.
-  ZKDrvList* CurrentNode() const;
-  ZKDrvList* NodeOf(const QTreeWidgetItem* item) const;
-  // Makes the row of a node the current one.
-  void SetCurrentNode(const ZKDrvList* node);
-  StudioWindowHost& host() { return host_; }
-  ZKStudioDoc& studio() { return studio_; }
-
- private:
-  void AddInstrumentRow(ZKDrvList* instrument);
-
-  ZKStudioDoc& studio_;
-  StudioWindowHost& host_;
-};
-
-// The studio window.
+// The studio window: the instruments as panels or as a tree, and everything that is done with them.
 class TZKDrvLst final : public ZKWindow {
   Q_OBJECT
 
  public:
   TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent = nullptr);
+  ~TZKDrvLst() override;
 
   ZKStudioTree* tree() { return tree_; }
+  ZKStudioList* list() { return list_; }
+  QLineEdit* search() { return search_; }
   // The studio or the ports changed.
   void Refresh();
-  // Makes the last instrument of a module the current row.
+  // Makes the last instrument of a module the current one.
   void Select(const std::string& moduleFile);
+  // The current driver or instrument of the view that is shown; null when there is none.
+  ZKDrvList* CurrentNode() const;
+  std::vector<ZKDrvList*> SelectedInstruments() const;
+  ZKStudioDoc& studio() { return studio_; }
+  StudioWindowHost& host() { return host_; }
+  bool ShowsPanels() const;
+  void ShowPanels(bool panels);
   // What can be done with the current row; `at` is a global position.
   void ShowMenu(const QPoint& at);
+
+  // Asks what a package holds, installs it and brings its instrument into the studio.  With `queue` the instrument is
+  // not searched for yet (SenseQueued).  False: nothing was installed.  `source` is where the package came from, when
+  // that is not its path; `goOn` becomes false when the user cancelled a row of packages.
+  bool InstallInstrumentModule(const std::string& package, bool queue, const std::string& source = {},
+                               bool more = false, bool* goOn = nullptr);
+  // From packages the user chooses, or (true) from a folder of packages.
+  void OnInstallFrom(bool folder);
+  void OnInstallFromDisk();
+  void OnInstallFromWeb();
+  // Shows what can be added: the list of installed modules.
+  void OfferInstruments();
+  // Searches for the instruments that were added meanwhile, when the user wants that.
+  void SenseQueued();
+  void OnAutoSense();
+  void OnSettings();
+  void OnSetupInformation();
+  void OnMidiDeviceFile();
+  // Puts what is missing of SysEx maps on the clipboard.
+  void OnDriversMissingDescriptor();
+  void RemoveSelected();
+  void UndoRemove();
+  void MoveCurrent(int by);
+  void DeleteModuleOfCurrent();
+  void OpenModuleFolder();
 
   WindowType TypeCode() const override { return WindowType::Studio; }
   bool VerifyClose() override { return true; }
@@ -70,23 +80,55 @@ class TZKDrvLst final : public ZKWindow {
   void RunCommand(CommandId command) override;
 
  private:
+  struct Removed {
+    std::unique_ptr<ZKDrvList> instrument;
+    int index = 0;
+  };
+  void BuildToolBar();
+  void BuildViews();
+  void BuildButtons();
+  void ConnectViews();
+  QAction* AddTool(const char* picture, const QString& text, const QString& tip, const std::function<void()>& run);
+  void AddInstallMenu(QAction* tool);
+  void AddReportMenu(QAction* tool);
   void BuildMenu(QMenu* menu);
   void AddSettings(QMenu* menu, ZKDrvList* instrument);
   void AddPorts(QMenu* menu, ZKDrvList* instrument, bool input);
   void AddChannels(QMenu* menu, ZKDrvList* instrument, bool device);
   void BuildAddMenu(QMenu* menu);
   void Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change);
-  void Remove(ZKDrvList* node);
+  void FillDrivers();
+  void Search(const QString& text);
+  void SelectionChanged();
+  void Moved(int from, int to);
   void UpdateState();
+  ZKDrvList* CurrentInstrument() const;
 
   ZKStudioDoc& studio_;
   StudioWindowHost& host_;
-  ZKStudioTree* tree_;
-  QLabel* hint_;
-  QToolButton* get_;
-  QToolButton* create_;
-  QToolButton* settings_;
-  QToolButton* add_;
+  StudioPictures pictures_;
+  QToolBar* tools_ = nullptr;
+  QLineEdit* search_ = nullptr;
+  QStackedWidget* views_ = nullptr;
+  ZKStudioTree* tree_ = nullptr;
+  QSplitter* panels_ = nullptr;
+  ZKStudioList* list_ = nullptr;
+  QListWidget* drivers_ = nullptr;  // of the current panel
+  QLabel* hint_ = nullptr;
+  QToolButton *get_ = nullptr, *create_ = nullptr;
+  QAction *add_ = nullptr, *remove_ = nullptr, *undo_ = nullptr, *sense_ = nullptr, *settings_ = nullptr,
+          *panelsAction_ = nullptr;
+  std::vector<Removed> removed_;
+  bool installing_ = false;
 };
+
+// Creates the studio window; `parent` may be null.
+TZKDrvLst* ZKDriverList(QWidget* parent, ZKStudioDoc& studio, StudioWindowHost& host);
+// New data of the selected driver in a window of its own; false when no driver is selected (the user is told).
+bool DrvOpenNewEditor(TZKDrvLst* parent);
+// The same for a library of this kind of data.
+bool DrvOpenNewLibrary(TZKDrvLst* parent);
+// Removes every instrument after a question; false when the user kept one.
+bool DrvRemoveAllDrivers(TZKDrvLst* parent);
 
 }  // namespace tonalith

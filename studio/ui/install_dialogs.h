@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QDialog>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "studio/package_install.h"
+#include "studio/ui/studio_host.h"
+
+class QLabel;
+class QListWidget;
+class QPushButton;
+
+namespace tonalith {
+
+// The folder packages were installed from last; kept in the application's INI file.
+std::string LastInstallFolder(const ZKStudioDoc& studio);
+void RememberInstallFolder(const ZKStudioDoc& studio, const std::string& folder);
+
+// The text of "what will be installed": source, size, SHA-256, module, versions and files.
+std::string InstallPreviewText(const std::string& source, const std::string& sha256, const PackagePreview& preview);
+std::string FileSha256(const std::filesystem::path& file);
+
+enum class InstallAnswer { Install, Skip, Cancel };
+// Looks at a package, tells what is wrong with it (Skip), or asks whether to install what it holds.  `source` is where
+// it came from; `more` when other packages follow.
+InstallAnswer AskInstall(const std::filesystem::path& package, const std::string& source, bool more, bool* empty,
+                         const ZKStudioDoc& studio, Prompts& prompts);
+
+// Unpacks a package on a thread of its own, with a progress window that can cancel it.
+Result InstallWithProgress(const std::filesystem::path& package, const std::filesystem::path& instruments,
+                           InstallReport* report, QWidget* parent);
+
+// Lists the packages of a folder and returns the chosen ones.
+class InstallFromDlg final : public QDialog {
+  Q_OBJECT
+
+ public:
+  InstallFromDlg(const std::string& folder, QWidget* parent = nullptr);
+  void SetFolder(const std::string& folder);
+  const std::string& folder() const { return folder_; }
+  std::vector<std::string> Chosen() const;  // paths
+
+ private:
+  void ChooseFolder();
+  void UpdateState();
+
+  std::string folder_;
+  QLabel* place_;
+  QListWidget* list_;
+  QPushButton* install_;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,249 @@
+#include "studio/ui/install_web.h"
+
+#include <unistd.h>
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <system_error>
+
+#include "platform/clock.h"
+#include "platform/ini_file.h"
+#include "platform/path_resolver.h"
+#include "platform/text.h"
+#include "services/settings.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kTitle[] = "Install from Web";
+
+}  // namespace
+
+InstallFromWebDlg::InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host, Install install, QWidget* parent)
+    : QDialog(parent),
+      studio_(studio),
+      host_(host),
+      install_(std::move(install)),
+      downloads_(studio.paths().instruments / (".download-" + std::to_string(::getpid()))),
+      status_(new QLabel(this)),
+      list_(new QListWidget(this)),
+      installed_(new QCheckBox(tr("Select the installed &modules"), this)),
+      bar_(new QProgressBar(this)),
+      jobs_(std::make_unique<Jobs>(SystemClock(), 1)) {
+  setWindowTitle(tr("Install from Web"));
+  auto* column = new QVBoxLayout(this);
+  column->addWidget(BuildServer());
+  status_->setWordWrap(true);
+  status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  column->addWidget(status_);
+  list_->setAccessibleName(tr("Packages of the server"));
+  column->addWidget(list_, 1);
+  column->addWidget(installed_);
+  column->addWidget(bar_);
+  auto* buttons = new QDialogButtonBox(this);
+  connect_ = buttons->addButton(tr("C&onnect"), QDialogButtonBox::ActionRole);
+  start_ = buttons->addButton(tr("&Install"), QDialogButtonBox::ActionRole);
+  close_ = buttons->addButton(tr("Close"), QDialogButtonBox::RejectRole);
+  column->addWidget(buttons);
+  connect(connect_, &QPushButton::clicked, this, &InstallFromWebDlg::Connect);
+  connect(start_, &QPushButton::clicked, this, &InstallFromWebDlg::InstallChosen);
+  connect(buttons, &QDialogButtonBox::rejected, this, &InstallFromWebDlg::reject);
+  connect(list_, &QListWidget::itemChanged, this, &InstallFromWebDlg::UpdateState);
+  connect(installed_, &QCheckBox::toggled, this, &InstallFromWebDlg::MarkInstalled);
+  bar_->setVisible(false);
+  status_->setText(Server().Configured()
+                       ? tr("Connect to see the modules that the server offers.")
+                       : tr("No module server is set up. Type the address of one to see the modules it offers."));
+  resize(fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 30);
+  UpdateState();
+}
+
+InstallFromWebDlg::~InstallFromWebDlg() {
+  cancel_.Cancel();
+  jobs_.reset();
+  std::error_code error;
+  std::filesystem::remove_all(downloads_, error);
+}
+
+QWidget* InstallFromWebDlg::BuildServer() {
+  ModuleServer server = ModuleServer::FromIni(IniFile(host_.PreferencesIni()));
+  const Settings& settings = host_.settings();
+  if (!settings.MainGetAltFtpSite().empty()) {
+    server = {settings.MainGetAltFtpSite(), settings.MainGetAltFtpDirectory(), settings.MainGetAltFtpUsername(),
+              settings.MainGetAltFtpPassword()};
+  }
+  auto* group = new QGroupBox(tr("Server"), this);
+  auto* form = new QFormLayout(group);
+  const auto field = [&](const QString& label, const std::string& text, const QString& hint) {
+    auto* edit = new QLineEdit(FromUtf8(text), group);
+    edit->setPlaceholderText(hint);
+    edit->setMaxLength(255);
+    form->addRow(label, edit);
+    connect(edit, &QLineEdit::textChanged, this, &InstallFromWebDlg::UpdateState);
+    return edit;
+  };
+  site_ = field(tr("&Site:"), server.site, tr("ftp.example.org"));
+  directory_ = field(tr("&Directory:"), server.directory, tr("folder of the packages"));
+  user_ = field(tr("&User:"), server.user, tr("empty: anonymous"));
+  password_ = field(tr("&Password:"), server.password, {});
+  password_->setEchoMode(QLineEdit::Password);
+  return group;
+}
+
+ModuleServer InstallFromWebDlg::Server() const {
+  return {ToUtf8(site_->text().trimmed()), ToUtf8(directory_->text().trimmed()), ToUtf8(user_->text()),
+          ToUtf8(password_->text())};
+}
+
+QString InstallFromWebDlg::status() const {
+  return status_->text();
+}
+
+void InstallFromWebDlg::SetBusy(bool busy) {
+  busy_ = busy;
+  close_->setText(busy ? tr("Cancel") : tr("Close"));
+  bar_->setVisible(busy);
+  bar_->setRange(0, 0);
+  UpdateState();
+}
+
+void InstallFromWebDlg::UpdateState() {
+  bool any = false;
+  for (int i = 0; i < list_->count(); ++i) any = any || list_->item(i)->checkState() == Qt::Checked;
+  connect_->setEnabled(!busy_ && !site_->text().trimmed().isEmpty());
+  start_->setEnabled(!busy_ && any);
+  installed_->setEnabled(!busy_ && list_->count() > 0);
+  list_->setEnabled(!busy_);
+  connect_->setDefault(list_->count() == 0);
+}
+
+void InstallFromWebDlg::Run(std::function<void(ModuleServerSession&)> work, std::function<void()> done) {
+  cancel_ = CancelToken();
+  SetBusy(true);
+  jobs_->Start([this, server = Server(), cancel = cancel_, work = std::move(work),
+                done = std::move(done)](const CancelToken&) mutable {
+    ModuleServerSession session(server, cancel);
+    work(session);
+    // Jobs end before the dialog does; what is posted to a dialog that is gone is dropped.
+    QMetaObject::invokeMethod(this, std::move(done), Qt::QueuedConnection);
+  });
+}
+
+void InstallFromWebDlg::Connect() {
+  const ModuleServer server = Server();
+  const ModuleServer own = ModuleServer::FromIni(IniFile(host_.PreferencesIni()));
+  const bool same = server.site == own.site && server.directory == own.directory && server.user == own.user &&
+                    server.password == own.password;
+  Settings& settings = host_.settings();
+  settings.MainGetAltFtpSite(same ? std::string() : server.site);
+  settings.MainGetAltFtpDirectory(same ? std::string() : server.directory);
+  settings.MainGetAltFtpUsername(same ? std::string() : server.user);
+  settings.MainGetAltFtpPassword(same ? std::string() : server.password);
+  status_->setText(kServerOpening);
+  auto names = std::make_shared<std::vector<std::string>>();
+  auto result = std::make_shared<Result>();
+  Run([names, result](ModuleServerSession& session) { *result = session.List(names.get()); },
+      [this, names, result] { ShowList(*result, *names); });
+}
+
+void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::string>& names) {
+  SetBusy(false);
+  list_->clear();
+  if (!result.ok()) {
+    status_->setText(FromUtf8(result.text));
+    if (result.code != kServerCancelledCode) host_.prompts().Say(kTitle, result.text);
+    UpdateState();
+    return;
+  }
+  for (const std::string& name : names) {
+    auto* item = new QListWidgetItem(FromUtf8(name), list_);
+    item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
+    item->setCheckState(Qt::Unchecked);
+  }
+  status_->setText(names.empty() ? tr("The server offers no modules in this directory.")
+                                 : tr("Choose the modules to install:"));
+  if (installed_->isChecked()) MarkInstalled();
+  UpdateState();
+}
+
+void InstallFromWebDlg::MarkInstalled() {
+  const auto modules = studio_.InstalledModules();
+  for (int i = 0; i < list_->count(); ++i) {
+    const std::string base = WithoutExtension(ToUtf8(list_->item(i)->text()));
+    for (const std::string& module : modules) {
+      if (AsciiEqualNoCase(WithoutExtension(module), base))
+        list_->item(i)->setCheckState(installed_->isChecked() ? Qt::Checked : Qt::Unchecked);
+    }
+  }
+}
+
+void InstallFromWebDlg::InstallChosen() {
+  waiting_.clear();
+  done_ = 0;
+  for (int i = 0; i < list_->count(); ++i) {
+    if (list_->item(i)->checkState() == Qt::Checked) waiting_.push_back(ToUtf8(list_->item(i)->text()));
+  }
+  FetchNext();
+}
+
+void InstallFromWebDlg::FetchNext() {
+  if (done_ >= waiting_.size()) {
+    SetBusy(false);
+    return status_->setText(tr("Done."));
+  }
+  const std::string name = waiting_[done_];
+  status_->setText(tr("Downloading %1").arg(FromUtf8(name)) + '\n' + tr("to %1...").arg(FromUtf8(downloads_.string())));
+  auto file = std::make_shared<std::filesystem::path>();
+  auto result = std::make_shared<Result>();
+  const auto progress = [this](std::uint64_t done, std::uint64_t all) {
+    if (all == 0) return;
+    QMetaObject::invokeMethod(
+        this,
+        [this, percent = static_cast<int>(done * 100 / all)] {
+          bar_->setRange(0, 100);
+          bar_->setValue(percent);
+        },
+        Qt::QueuedConnection);
+  };
+  Run([=, this](ModuleServerSession& session) { *result = session.Download(name, downloads_, progress, file.get()); },
+      [this, result, file] { Fetched(*result, *file); });
+}
+
+void InstallFromWebDlg::Fetched(const Result& result, const std::filesystem::path& file) {
+  if (!result.ok()) {
+    SetBusy(false);
+    status_->setText(FromUtf8(result.text));
+    host_.prompts().Say(kTitle, result.code == kServerCancelledCode ? kServerCancelled : result.text);
+    return;
+  }
+  const std::string name = waiting_[done_++];
+  status_->setText(tr("Installing %1").arg(FromUtf8(name)) + '\n' +
+                   tr("to %1 folder").arg(FromUtf8(studio_.paths().instruments.string())));
+  const std::string source = Server().site + "/" + Server().directory + "/" + name;
+  const QPointer<InstallFromWebDlg> alive(this);
+  const bool goOn = install_(file, source, done_ < waiting_.size());
+  if (!alive) return;
+  status_->setText(tr("Deleting %1").arg(FromUtf8(name)));
+  std::error_code error;
+  std::filesystem::remove(file, error);
+  if (goOn && !cancel_.Cancelled()) return FetchNext();
+  SetBusy(false);
+  status_->setText(kServerCancelled);
+}
+
+void InstallFromWebDlg::reject() {
+  if (!busy_) return QDialog::reject();
+  cancel_.Cancel();
+}
+
+}  // namespace tonalith

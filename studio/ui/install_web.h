@@ -1,0 +1,73 @@
+#pragma once
+
+#include <QDialog>
+#include <QPointer>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/jobs.h"
+#include "studio/module_server.h"
+#include "studio/ui/studio_host.h"
+
+class QCheckBox;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QProgressBar;
+class QPushButton;
+
+namespace tonalith {
+
+// The packages of the module server: connects, lists, fetches the chosen ones and hands each to `install`, which gets
+// the file and where it came from and answers false to stop.  The network runs on a thread of its own.
+class InstallFromWebDlg final : public QDialog {
+  Q_OBJECT
+
+ public:
+  using Install = std::function<bool(const std::filesystem::path& package, const std::string& source, bool more)>;
+
+  InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host, Install install, QWidget* parent = nullptr);
+  ~InstallFromWebDlg() override;
+
+  void Connect();
+  void InstallChosen();
+  bool Busy() const { return busy_; }
+  QListWidget* list() { return list_; }
+  QString status() const;
+
+ protected:
+  void reject() override;
+
+ private:
+  QWidget* BuildServer();
+  ModuleServer Server() const;
+  void ShowList(const Result& result, const std::vector<std::string>& names);
+  void FetchNext();
+  void Fetched(const Result& result, const std::filesystem::path& file);
+  void MarkInstalled();
+  void SetBusy(bool busy);
+  void UpdateState();
+  // Runs work on the thread and `done` here, unless the dialog is gone.
+  void Run(std::function<void(ModuleServerSession&)> work, std::function<void()> done);
+
+  ZKStudioDoc& studio_;
+  StudioWindowHost& host_;
+  Install install_;
+  std::filesystem::path downloads_;
+  QLineEdit *site_ = nullptr, *directory_ = nullptr, *user_ = nullptr, *password_ = nullptr;
+  QLabel* status_;
+  QListWidget* list_;
+  QCheckBox* installed_;
+  QProgressBar* bar_;
+  QPushButton *connect_ = nullptr, *start_ = nullptr, *close_ = nullptr;
+  std::vector<std::string> waiting_;
+  std::size_t done_ = 0;
+  CancelToken cancel_;
+  bool busy_ = false;
+  std::unique_ptr<Jobs> jobs_;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,210 @@
+#include "studio/ui/instrument_settings.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QSpinBox>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+#include "studio/ui/studio_pictures.h"
+#include "studio/ui/studio_tree.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+// Data of a port choice: its number, or one of these.
+constexpr int kUnassigned = -1;
+constexpr int kGone = -2;
+
+QSpinBox* Number(int low, int high, int value) {
+  auto* box = new QSpinBox;
+  box->setRange(low, high);
+  box->setValue(value);
+  return box;
+}
+
+QComboBox* Channels(int current) {
+  auto* box = new QComboBox;
+  for (int i = 0; i < 16; ++i) box->addItem(QString::number(i + 1), i);
+  box->setCurrentIndex(current);
+  return box;
+}
+
+}  // namespace
+
+InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* instrument, StudioWindowHost& host,
+                                             QWidget* parent)
+    : QDialog(parent), studio_(studio), instrument_(instrument), host_(host) {
+  setWindowTitle(tr("Settings of %1").arg(FromUtf8(instrument->DisplayKey())));
+  auto* column = new QVBoxLayout(this);
+  column->addWidget(BuildPorts());
+  column->addWidget(BuildPatchBay());
+  column->addWidget(BuildDrivers(), 1);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+  connect(buttons, &QDialogButtonBox::accepted, this, &InstrumentSettingsDlg::accept);
+  connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  column->addWidget(buttons);
+  resize(fontMetrics().averageCharWidth() * 66, fontMetrics().height() * 36);
+}
+
+QComboBox* InstrumentSettingsDlg::PortChoice(const std::string& current, bool input) {
+  auto* box = new QComboBox;
+  box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  box->setMinimumContentsLength(24);
+  const int size = fontMetrics().height();
+  const auto add = [&](const QString& text, int choice, PortState state) {
+    box->addItem(QIcon(PortStateMark(state, palette(), size, devicePixelRatioF())), text, choice);
+  };
+  add(tr("unassigned"), kUnassigned, PortState::None);
+  StudioPorts* ports = host_.ports();
+  const auto names = !ports ? std::vector<std::string>() : input ? ports->InputPortNames() : ports->OutputPortNames();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    add(FromUtf8(names[i]), static_cast<int>(i), PortState::There);
+    if (names[i] == current) box->setCurrentIndex(box->count() - 1);
+  }
+  if (!current.empty() && box->currentIndex() == 0) {
+    add(tr("%1 (not there)").arg(FromUtf8(current)), kGone, PortState::Gone);
+    box->setCurrentIndex(box->count() - 1);
+  }
+  return box;
+}
+
+QWidget* InstrumentSettingsDlg::BuildPorts() {
+  auto* group = new QGroupBox(tr("MIDI"));
+  auto* form = new QFormLayout(group);
+  in_ = PortChoice(instrument_->inPortName, true);
+  out_ = PortChoice(instrument_->outPortName, false);
+  form->addRow(tr("&In port:"), in_);
+  form->addRow(tr("&Out port:"), out_);
+  device_ = new QComboBox;
+  const Synth* synth = FirstSynth(instrument_);
+  for (int i = synth ? synth->sysExChannelMin : 0; i <= (synth ? synth->sysExChannelMax : 15); ++i) {
+    device_->addItem(QString::number(ShownDeviceNumber(synth, i)), i);
+    if (i == instrument_->sysExChannel) device_->setCurrentIndex(device_->count() - 1);
+  }
+  device_->setEnabled(device_->count() > 1);
+  device_->setToolTip(tr("The number the instrument answers to in SysEx messages"));
+  form->addRow(tr("&Device ID:"), device_);
+  channel_ = Channels(instrument_->midiChannel);
+  form->addRow(tr("MIDI &channel:"), channel_);
+  return group;
+}
+
+QWidget* InstrumentSettingsDlg::BuildPatchBay() {
+  patchBay_ = new QGroupBox(tr("Patch &bay"));
+  patchBay_->setCheckable(true);
+  patchBay_->setChecked((instrument_->patchBayFlags & kPatchBayOn) != 0);
+  patchBay_->setToolTip(tr("A patch bay is switched before the instrument is talked to"));
+  auto* form = new QFormLayout(patchBay_);
+  bayPort_ = PortChoice(instrument_->patchBayPortName, false);
+  bayChannel_ = Channels(instrument_->patchBayChannel & 15);
+  bayController_ = Number(0, 127, instrument_->patchBayController);
+  bayController_->setToolTip(tr("The patch of the patch bay that leads to this instrument"));
+  manual_ = new QCheckBox(tr("&Manual: ask before each transfer"));
+  manual_->setChecked((instrument_->patchBayFlags & kPatchBayManual) != 0);
+  revert_ = new QCheckBox(tr("&Revert to patch:"));
+  revert_->setChecked((instrument_->patchBayFlags & kPatchBayRevert) != 0);
+  bayPatch_ = Number(0, 127, instrument_->patchBayRevertPatch);
+  bayPatch_->setEnabled(revert_->isChecked());
+  bayPatch_->setAccessibleName(tr("Patch to revert to"));
+  connect(revert_, &QCheckBox::toggled, bayPatch_, &QWidget::setEnabled);
+  form->addRow(tr("&Port:"), bayPort_);
+  form->addRow(tr("C&hannel:"), bayChannel_);
+  form->addRow(tr("Patch chan&ge:"), bayController_);
+  form->addRow(manual_);
+  form->addRow(revert_, bayPatch_);
+  return patchBay_;
+}
+
+QWidget* InstrumentSettingsDlg::BuildDrivers() {
+  auto* group = new QGroupBox(tr("Default patches"));
+  auto* column = new QVBoxLayout(group);
+  patches_ = new QTableWidget(static_cast<int>(instrument_->drivers.size()), 2);
+  patches_->setHorizontalHeaderLabels({tr("Data"), tr("Default patch")});
+  patches_->verticalHeader()->hide();
+  patches_->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
+  patches_->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+  patches_->setSelectionMode(QAbstractItemView::NoSelection);
+  patches_->setTabKeyNavigation(false);
+  patches_->setAccessibleName(tr("Default patches"));
+  for (int i = 0; i < patches_->rowCount(); ++i) {
+    const ZKDrvList* driver = instrument_->drivers[static_cast<std::size_t>(i)].get();
+    auto* name = new QTableWidgetItem(FromLatin1(driver->TypeName()));
+    name->setIcon(DriverIcon(driver, palette(), fontMetrics().height()));
+    name->setFlags(Qt::ItemIsEnabled);
+    patches_->setItem(i, 0, name);
+    const Synth* synth = driver->synth();
+    if (!synth) continue;
+    const int low = PatchMin(*synth);
+    const int high = PatchMax(*synth);
+    if (!driver->patchNames.empty()) {
+      auto* names = new QComboBox;
+      for (int n = low; n <= high && n < static_cast<int>(driver->patchNames.size()); ++n)
+        names->addItem(FromLatin1(driver->patchNames[static_cast<std::size_t>(n)]), n);
+      names->setCurrentIndex(names->findData(static_cast<int>(driver->defaultPatch)));
+      patches_->setCellWidget(i, 1, names);
+    } else {
+      QSpinBox* number = Number(low, std::max(low, high), driver->defaultPatch);
+      number->setEnabled(high > low);
+      patches_->setCellWidget(i, 1, number);
+    }
+  }
+  patches_->resizeRowsToContents();
+  column->addWidget(patches_);
+  return group;
+}
+
+void InstrumentSettingsDlg::Apply(ZKDrvList* instrument) {
+  const auto port = [](const QComboBox* box, const std::string& former, int* number, std::string* name) {
+    const int chosen = box->currentData().toInt();
+    if (chosen == kGone) {
+      *name = former;
+    } else {
+      *number = std::max(0, chosen);
+      *name = chosen == kUnassigned ? std::string() : ToUtf8(box->currentText());
+    }
+  };
+  int number = instrument->midiInPort;
+  std::string name;
+  port(in_, instrument->inPortName, &number, &name);
+  instrument->SetInPort(number, name);
+  number = instrument->midiOutPort;
+  port(out_, instrument->outPortName, &number, &name);
+  instrument->SetOutPort(number, name);
+  if (device_->currentIndex() >= 0) instrument->SetSysExChannel(device_->currentData().toInt());
+  if (channel_->currentIndex() != instrument->midiChannel) instrument->SetMidiChannel(channel_->currentIndex());
+  const int flags = (patchBay_->isChecked() ? kPatchBayOn : 0) | (manual_->isChecked() ? kPatchBayManual : 0) |
+                    (revert_->isChecked() ? kPatchBayRevert : 0);
+  number = instrument->patchBayPort;
+  port(bayPort_, instrument->patchBayPortName, &number, &name);
+  instrument->SetPatchBay(flags, bayChannel_->currentIndex(), number, bayPatch_->value(), name);
+  instrument->SetPatchBayController(bayController_->value());
+  for (int i = 0; i < patches_->rowCount(); ++i) {
+    ZKDrvList* driver = instrument->drivers[static_cast<std::size_t>(i)].get();
+    int patch = driver->defaultPatch;
+    if (const auto* spin = qobject_cast<QSpinBox*>(patches_->cellWidget(i, 1))) patch = spin->value();
+    if (const auto* names = qobject_cast<QComboBox*>(patches_->cellWidget(i, 1)); names && names->currentIndex() >= 0)
+      patch = names->currentData().toInt();
+    driver->defaultPatch = static_cast<std::uint16_t>(patch);
+  }
+}
+
+void InstrumentSettingsDlg::accept() {
+  // The studio may have changed while the dialog was open.
+  if (studio_.GetInstrumentDrvList(instrument_) == instrument_) {
+    Apply(instrument_);
+    if (const Result written = studio_.InstrumentChanged(instrument_); !written.ok())
+      host_.prompts().Say("Studio", written.text);
+    host_.StudioEdited();
+  }
+  QDialog::accept();
+}
+
+}  // namespace tonalith

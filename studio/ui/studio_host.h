@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/prompts.h"
+#include "studio/studio_document.h"
+
+class QWidget;
+
+namespace tonalith {
+
+class Settings;
+struct AutoConfigServices;
+
+// What the studio window asks of the program.
+class StudioWindowHost {
+ public:
+  virtual ~StudioWindowHost() = default;
+  // Opens a window on new data of this driver; with `get` its receive is started at once.
+  virtual void OpenDriver(ZKDrvList* driver, bool get) = 0;
+  // An instrument came, went or got other ports or channels: saves the studio, brings open data up to date.
+  virtual void StudioEdited() = 0;
+  virtual StudioPorts* ports() = 0;
+  virtual Prompts& prompts() = 0;
+  virtual Settings& settings() = 0;
+  virtual std::string ResourceFolder() = 0;
+  virtual std::string PreferencesIni() = 0;
+  // What a search for an instrument needs; null when there is none.
+  virtual const AutoConfigServices* autoConfig() = 0;
+};
+
+}  // namespace tonalith

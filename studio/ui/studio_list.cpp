@@ -1,0 +1,205 @@
+#include "studio/ui/studio_list.h"
+
+#include <QDropEvent>
+#include <QPainter>
+#include <QSignalBlocker>
+#include <QStyledItemDelegate>
+#include <algorithm>
+
+#include "studio/ui/studio_pictures.h"
+#include "studio/ui/studio_tree.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+enum PanelRole { kNodeRole = Qt::UserRole, kLinesRole, kStateRole, kSearchRole };
+constexpr int kMargin = 8;
+constexpr int kCompactPicture = 0;
+
+class PanelDelegate final : public QStyledItemDelegate {
+ public:
+  explicit PanelDelegate(ZKStudioList* list) : QStyledItemDelegate(list), list_(list) {}
+
+  QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
+    const int text = option.fontMetrics.averageCharWidth() * 32;
+    const int lines = option.fontMetrics.height() * 4;
+    const int picture = list_->compact() ? kCompactPicture : kInstrumentPicture.width() + kMargin;
+    const int height = list_->compact() ? lines : std::max(kInstrumentPicture.height(), lines);
+    return {picture + text + 4 * kMargin, height + 4 * kMargin};
+  }
+
+  void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    const bool selected = option.state & QStyle::State_Selected;
+    const QRect panel = option.rect.adjusted(kMargin / 2, kMargin / 2, -kMargin / 2, -kMargin / 2);
+    painter->setPen(QPen(option.palette.color(selected ? QPalette::Highlight : QPalette::Mid), selected ? 2.4 : 1));
+    painter->setBrush(option.palette.color(QPalette::Base));
+    painter->drawRoundedRect(panel, 6, 6);
+    QRect inner = panel.adjusted(kMargin, kMargin, -kMargin, -kMargin);
+    if (!list_->compact()) {
+      const auto picture = index.data(Qt::DecorationRole).value<QPixmap>();
+      const QSizeF size = picture.deviceIndependentSize();
+      painter->drawPixmap(QPointF(inner.left() + (kInstrumentPicture.width() - size.width()) / 2,
+                                  inner.center().y() - size.height() / 2 + 0.5),
+                          picture);
+      inner.setLeft(inner.left() + kInstrumentPicture.width() + kMargin);
+    }
+    if (!selected && !list_->pictures().unselectedOverlay().isNull())
+      painter->drawTiledPixmap(panel, list_->pictures().unselectedOverlay());
+    PaintText(painter, option, index, inner);
+    if (option.state & QStyle::State_HasFocus) {
+      QPen dotted(option.palette.color(QPalette::Text), 1, Qt::DotLine);
+      painter->setPen(dotted);
+      painter->setBrush(Qt::NoBrush);
+      painter->drawRoundedRect(panel.adjusted(3, 3, -3, -3), 4, 4);
+    }
+    painter->restore();
+  }
+
+ private:
+  void PaintText(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index, QRect inner) const {
+    const int line = option.fontMetrics.height();
+    const auto state = static_cast<PortState>(index.data(kStateRole).toInt());
+    const int top = inner.top() + std::max(0, (inner.height() - 4 * line) / 2);
+    const QPixmap mark = PortStateMark(state, option.palette, line, painter->device()->devicePixelRatioF());
+    painter->drawPixmap(inner.right() - line, top, mark);
+    painter->setPen(option.palette.color(QPalette::Text));
+    QFont bold = option.font;
+    bold.setBold(true);
+    painter->setFont(bold);
+    const QFontMetrics boldMetrics(bold);
+    painter->drawText(QRect(inner.left(), top, inner.width() - line - kMargin, line), Qt::AlignVCenter,
+                      boldMetrics.elidedText(index.data().toString(), Qt::ElideRight, inner.width() - line - kMargin));
+    painter->setFont(option.font);
+    int y = top + line;
+    for (const QString& text : index.data(kLinesRole).toStringList()) {
+      painter->drawText(QRect(inner.left(), y, inner.width(), line), Qt::AlignVCenter,
+                        option.fontMetrics.elidedText(text, Qt::ElideMiddle, inner.width()));
+      y += line;
+    }
+  }
+
+  ZKStudioList* list_;
+};
+
+}  // namespace
+
+ZKStudioList::ZKStudioList(ZKStudioDoc& studio, StudioWindowHost& host, const StudioPictures& pictures, QWidget* parent)
+    : QListWidget(parent), studio_(studio), host_(host), pictures_(pictures) {
+  setItemDelegate(new PanelDelegate(this));
+  setFlow(LeftToRight);
+  setWrapping(true);
+  setResizeMode(Adjust);
+  setUniformItemSizes(true);
+  setSelectionMode(ExtendedSelection);
+  setContextMenuPolicy(Qt::CustomContextMenu);
+  setVerticalScrollMode(ScrollPerPixel);
+  setDragEnabled(true);
+  setAcceptDrops(true);
+  setDropIndicatorShown(true);
+  setDragDropMode(DragDrop);
+}
+
+ZKDrvList* ZKStudioList::InstrumentOf(const QListWidgetItem* item) const {
+  return item ? static_cast<ZKDrvList*>(item->data(kNodeRole).value<void*>()) : nullptr;
+}
+
+ZKDrvList* ZKStudioList::CurrentInstrument() const {
+  return InstrumentOf(currentItem());
+}
+
+void ZKStudioList::SetCurrentInstrument(const ZKDrvList* instrument) {
+  for (int i = 0; i < count(); ++i) {
+    if (InstrumentOf(item(i)) == instrument) return setCurrentRow(i);
+  }
+}
+
+std::vector<ZKDrvList*> ZKStudioList::SelectedInstruments() const {
+  std::vector<ZKDrvList*> found;
+  for (int i = 0; i < count(); ++i) {
+    if (item(i)->isSelected()) found.push_back(InstrumentOf(item(i)));
+  }
+  return found;
+}
+
+void ZKStudioList::Rebuild() {
+  const ZKDrvList* current = CurrentInstrument();
+  const int place = std::max(0, currentRow());
+  const QSignalBlocker quiet(this);
+  clear();
+  for (const auto& instrument : studio_.instruments()) {
+    const Synth* synth = FirstSynth(instrument.get());
+    const auto port = [](const std::string& name) { return name.empty() ? tr("unassigned") : FromUtf8(name); };
+    auto* panel = new QListWidgetItem(FromUtf8(instrument->DisplayKey()), this);
+    panel->setData(kNodeRole, QVariant::fromValue(static_cast<void*>(instrument.get())));
+    panel->setData(kLinesRole, QStringList{tr("In: %1").arg(port(instrument->inPortName)),
+                                           tr("Out: %1").arg(port(instrument->outPortName)),
+                                           tr("Device %1, channel %2")
+                                               .arg(ShownDeviceNumber(synth, instrument->sysExChannel))
+                                               .arg(instrument->midiChannel + 1)});
+    const PortState state = StateOfInstrument(host_.ports(), instrument.get());
+    panel->setData(kStateRole, static_cast<int>(state));
+    QString search = panel->text();
+    for (const auto& driver : instrument->drivers) search += '\n' + FromLatin1(driver->TypeName());
+    panel->setData(kSearchRole, search);
+    panel->setToolTip(panel->text() + '\n' + PortStateText(state));
+    panel->setData(Qt::AccessibleTextRole, panel->text() + ", " +
+                                               panel->data(kLinesRole).toStringList().join(QStringLiteral(", ")) +
+                                               ", " + PortStateText(state));
+    if (!compact_)
+      panel->setData(Qt::DecorationRole, InstrumentPicture(studio_, instrument.get(), devicePixelRatioF(), palette()));
+  }
+  SetCurrentInstrument(current);
+  if (!currentItem() && count() > 0) setCurrentRow(std::min(place, count() - 1));
+  Filter(filter_);
+}
+
+void ZKStudioList::Filter(const QString& text) {
+  filter_ = text;
+  for (int i = 0; i < count(); ++i)
+    item(i)->setHidden(!item(i)->data(kSearchRole).toString().contains(text, Qt::CaseInsensitive));
+}
+
+void ZKStudioList::SetCompact(bool compact) {
+  if (compact_ == compact) return;
+  compact_ = compact;
+  Rebuild();
+  doItemsLayout();
+}
+
+void ZKStudioList::dropEvent(QDropEvent* event) {
+  // Only panels of this list; the document moves, and the panels follow it.
+  if (event->source() != this || currentRow() < 0) return event->ignore();
+  const int from = currentRow();
+  const QPoint at = event->position().toPoint();
+  const QModelIndex under = indexAt(at);
+  int to = under.isValid() ? under.row() : count() - 1;
+  if (under.isValid()) {
+    const bool behind = at.x() > visualRect(under).center().x();
+    if (to > from && !behind) --to;
+    if (to < from && behind) ++to;
+  }
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+  if (from != to) emit Moved(from, to);
+}
+
+void ZKStudioList::changeEvent(QEvent* event) {
+  QListWidget::changeEvent(event);
+  if (event->type() == QEvent::PaletteChange && count() > 0)
+    QMetaObject::invokeMethod(
+        this, [this] { Rebuild(); }, Qt::QueuedConnection);
+}
+
+void ZKStudioList::paintEvent(QPaintEvent* event) {
+  if (!pictures_.background().isNull()) {
+    QPainter painter(viewport());
+    painter.drawTiledPixmap(viewport()->rect(), pictures_.background());
+  }
+  QListWidget::paintEvent(event);
+}
+
+}  // namespace tonalith

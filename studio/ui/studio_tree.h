@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QTreeWidget>
+#include <vector>
+
+#include "studio/ui/studio_host.h"
+
+namespace tonalith {
+
+// Whether the port an instrument remembers is there.
+enum class PortState { None, There, Gone };
+PortState StateOfPort(StudioPorts* ports, const std::string& name, bool input);
+// Gone when one of the instrument's ports is gone, else None when one is not chosen, else There.
+PortState StateOfInstrument(StudioPorts* ports, const ZKDrvList* instrument);
+QString PortStateText(PortState state);
+// A filled disc, or an empty one for a port that is gone.
+QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal scale);
+// The device number as the instrument's own display counts it.
+int ShownDeviceNumber(const Synth* synth, int channel);
+const Synth* FirstSynth(const ZKDrvList* instrument);
+
+// Instruments with their drivers; ports, device number and channel of an instrument are changed in place.  Instruments
+// are dragged to another place.
+class ZKStudioTree final : public QTreeWidget {
+  Q_OBJECT
+
+ public:
+  enum Column { kName = 0, kIn, kOut, kDevice, kChannel, kColumns };
+
+  ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent = nullptr);
+  void Rebuild();
+  // Shows the instruments and drivers whose name contains the text; an empty text shows all.
+  void Filter(const QString& text);
+  // The driver or instrument of the current row; null when there is none.
+  ZKDrvList* CurrentNode() const;
+  ZKDrvList* NodeOf(const QTreeWidgetItem* item) const;
+  // Makes the row of a node the current one.
+  void SetCurrentNode(const ZKDrvList* node);
+  // Instruments of the selected rows, in studio order.
+  std::vector<ZKDrvList*> SelectedInstruments() const;
+  StudioWindowHost& host() { return host_; }
+  ZKStudioDoc& studio() { return studio_; }
+
+ signals:
+  // The user dragged the instrument at place `from` to `to`.
+  void Moved(int from, int to);
+
+ protected:
+  void dropEvent(QDropEvent* event) override;
+  void changeEvent(QEvent* event) override;
+
+ private:
+  void AddInstrumentRow(ZKDrvList* instrument);
+  int PlaceOf(const QTreeWidgetItem* item) const;
+
+  ZKStudioDoc& studio_;
+  StudioWindowHost& host_;
+  QString filter_;
+};
+
+}  // namespace tonalith
