@@ -47,6 +47,7 @@ Result Identify(const std::string& operand, std::istream& in, IdentifiedFile* fi
 void NoteLeftOvers(const Recognition& found, std::ostream& err) {
   if (found.unknownMessages)
     err << "tonalith-cli: " << found.unknownMessages << " SysEx messages were not recognised.\n";
+  for (const std::string& other : found.others) err << "tonalith-cli: Of them are " << other << ".\n";
   if (found.unterminated) err << "tonalith-cli: " << found.unterminated << " SysEx messages have no end.\n";
   if (found.headless) err << "tonalith-cli: " << found.headless << " SysEx messages have no beginning.\n";
 }

@@ -26,6 +26,12 @@ struct TypeForms {
   std::vector<RecognizeRule> forms;
 };
 
+// A message that is no data: a parameter change, a button.
+struct OtherMessage {
+  std::string what;  // "parameter changes of ..."
+  BytePattern pattern;
+};
+
 struct FormIndex {
   std::uint32_t type = 0;
   std::uint32_t form = 0;
@@ -138,12 +144,15 @@ struct Recognizer::Rules {
   const ZKStudioDoc& studio;
   std::vector<TypeForms> types;
   std::array<std::vector<FormIndex>, 256> byMaker;  // by the second byte of a message
+  std::vector<OtherMessage> others;
   std::vector<std::string> problems;
 
   explicit Rules(const ZKStudioDoc& document) : studio(document) {}
 
   void Load();
   void LoadDriver(const ZKDrvList* driver, const IniFile& ini);
+  void LoadOthers(const ZKDrvList& instrument, const IniFile& ini);
+  void NoteOthers(const FileMessages& file, Recognition* out) const;
   const TypeForms* TypeOf(int driverId) const {
     for (const TypeForms& type : types)
       if (type.driver->synth()->driverId == driverId) return &type;
@@ -160,9 +169,34 @@ struct Recognizer::Rules {
 void Recognizer::Rules::Load() {
   for (const auto& instrument : studio.instruments()) {
     const IniFile ini(instrument->GetIniPath().string());
+    LoadOthers(*instrument, ini);
     for (const auto& driver : instrument->drivers)
       if (driver->synth()) LoadDriver(driver.get(), ini);
   }
+}
+
+void Recognizer::Rules::LoadOthers(const ZKDrvList& instrument, const IniFile& ini) {
+  for (const auto& [what, pattern] : ini.Entries("Other Messages")) {
+    OtherMessage message{what + " of the " + instrument.name, {}};
+    std::string error;
+    if (ParseBytePattern(pattern, &message.pattern, &error))
+      others.push_back(std::move(message));
+    else
+      problems.push_back(instrument.moduleFile + ": [Other Messages]: " + error);
+  }
+}
+
+void Recognizer::Rules::NoteOthers(const FileMessages& file, Recognition* out) const {
+  std::vector<std::size_t> counts(others.size());
+  for (const FileMessage& message : file.list) {
+    if (message.used) continue;
+    const auto known = std::find_if(others.begin(), others.end(), [&](const OtherMessage& other) {
+      return message.bytes.size() == other.pattern.size() && other.pattern.Matches(message.bytes);
+    });
+    if (known != others.end()) ++counts[static_cast<std::size_t>(known - others.begin())];
+  }
+  for (std::size_t i = 0; i < counts.size(); ++i)
+    if (counts[i]) out->others.push_back(std::to_string(counts[i]) + " " + others[i].what);
 }
 
 void Recognizer::Rules::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
@@ -252,7 +286,8 @@ RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const Recogn
   return piece;
 }
 
-// The best piece that begins with a message: the one that explains most bytes, then the one whose type comes first.
+// The best piece that begins with a message: the one that explains most bytes, then the one whose context is there,
+// then the one whose type comes first.
 bool Recognizer::Rules::TakePiece(FileMessages* file, std::uint32_t first, std::int64_t* budget,
                                   Recognition* out) const {
   const FileMessage& message = file->list[first];
@@ -263,7 +298,8 @@ bool Recognizer::Rules::TakePiece(FileMessages* file, std::uint32_t first, std::
     const TypeForms& type = types[index.type];
     const RecognizeRule& rule = type.forms[index.form];
     PieceMatch match;
-    if (!MatchRule(rule, *type.driver->synth(), file->list, first, budget, &match) || match.bytes <= best.bytes)
+    if (!MatchRule(rule, *type.driver->synth(), file->list, first, budget, &match) || match.bytes < best.bytes ||
+        (match.bytes == best.bytes && (best.context >= 0 || match.context < 0)))
       continue;
     best = std::move(match);
     bestType = &type;
@@ -272,6 +308,7 @@ bool Recognizer::Rules::TakePiece(FileMessages* file, std::uint32_t first, std::
   if (!bestType) return false;
   for (const std::uint32_t i : best.messages) file->list[i].used = true;
   for (const std::uint32_t i : best.attached) file->list[i].used = true;
+  if (best.context >= 0) file->list[static_cast<std::size_t>(best.context)].used = true;
   RecognizedPiece piece = MakePiece(*bestType, *bestRule, *file, std::move(best));
   if (!piece.data) return false;
   const ZKDrvList* driver = bestType->driver;
@@ -339,10 +376,14 @@ Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* ou
     if (!messages.list[i].used) rules_->TakePiece(&messages, i, &budget, out);
   for (const FileMessage& message : messages.list)
     if (!message.used) ++out->unknownMessages;
+  rules_->NoteOthers(messages, out);
   std::stable_sort(out->pieces.begin(), out->pieces.end(),
                    [](const RecognizedPiece& a, const RecognizedPiece& b) { return a.offset < b.offset; });
-  if (out->pieces.empty()) return Result::Failure("No data of an installed instrument is in the file.");
-  return Result::Success();
+  if (!out->pieces.empty()) return Result::Success();
+  if (out->others.empty()) return Result::Failure("No data of an installed instrument is in the file.");
+  std::string found;
+  for (const std::string& other : out->others) found += (found.empty() ? "" : ", ") + other;
+  return Result::Failure("The file holds no data that could be kept, only " + found + ".");
 }
 
 ChecksumVerdict Recognizer::Verify(const DataFile& data) const {

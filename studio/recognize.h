@@ -35,6 +35,8 @@ struct Recognition {
   std::size_t unknownMessages = 0;      // of them, in no piece
   std::size_t unterminated = 0;         // messages without their F7
   std::size_t headless = 0;             // F7s without a message
+  // Of the unknown ones: messages that an instrument knows and that are no data, "144 parameter changes of ...".
+  std::vector<std::string> others;
 };
 
 // A line of a patch list.

@@ -34,11 +34,15 @@ bool ContextAgrees(const RecognizeRule& rule, const FileMessage& message) {
   return rule.contextRest.Matches(message.bytes.subspan(rule.contextFamily.size()));
 }
 
-bool HasContext(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t first) {
+bool HasContext(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t first, int* there) {
   if (!rule.hasContext) return true;
   const std::uint32_t stop = first > kMaxContextDistance ? first - kMaxContextDistance : 0;
   for (std::uint32_t i = first; i-- > stop;)
-    if (IsContext(rule, messages[i])) return ContextAgrees(rule, messages[i]);
+    if (IsContext(rule, messages[i])) {
+      if (!ContextAgrees(rule, messages[i])) return false;
+      *there = static_cast<int>(i);
+      return true;
+    }
   return rule.contextDefault;
 }
 
@@ -330,7 +334,8 @@ bool MatchRule(const RecognizeRule& rule, const Synth& synth, const std::vector<
     }
     return found;
   }
-  if (!MessageFits(rule.messages.front(), messages[first]) || !HasContext(rule, messages, first)) return false;
+  if (!MessageFits(rule.messages.front(), messages[first]) || !HasContext(rule, messages, first, &out->context))
+    return false;
   return rule.hasSlots ? MatchSlots(rule, synth, messages, first, budget, out)
                        : MatchMessages(rule, synth, messages, first, out);
 }

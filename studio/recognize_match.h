@@ -26,6 +26,7 @@ struct PieceMatch {
   std::vector<std::uint32_t> slots;     // voice slots filled; empty: everything
   int patchNumber = -1;
   int channel = -1;
+  int context = -1;               // the message before it that the form asks for
   std::uint32_t badMessages = 0;  // address messages with a wrong checksum
 };
 

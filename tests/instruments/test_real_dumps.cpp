@@ -137,9 +137,11 @@ const std::vector<DumpFolder> kDumpFolders = {
     {"roland-d110", {"roland-d110-mt32"}},
 };
 
-// Files with messages that no data type takes, and how many (changes of single parameters, program changes).
+// Files with messages that no data type takes (changes of single parameters), and how many; 0: there is nothing else.
 const std::map<std::string, std::size_t> kLooseMessages = {
-    {"roland-juno106/sysex_param_test.mid", 0},
+    {"roland-juno106/bank_A1x_v2.mid", 0},       {"roland-juno106/bank_A2x_v2.mid", 0},
+    {"roland-juno106/bank_A3x_v2.mid", 0},       {"roland-juno106/bank_A4x_v2.mid", 0},
+    {"roland-juno106/sysex_param_test.mid", 46},
 };
 
 // The modules that a folder of dumps belongs to; empty: none is shipped.
