@@ -79,29 +79,35 @@ std::int64_t VirtualClock::NowUs() {
   return nowUs_;
 }
 
-WorkerThread::WorkerThread(Clock& clock, std::function<void()> work) : clock_(&clock) {
+WorkerThread::WorkerThread(Clock& clock, std::function<void()> work)
+    : clock_(&clock), ending_(std::make_shared<Ending>()) {
   clock.ThreadBegins(false);
-  thread_ = std::thread([&clock, run = std::move(work)] {
+  thread_ = std::thread([&clock, ending = ending_, run = std::move(work)] {
     ++announcedHere;
     run();
     --announcedHere;
-    clock.ThreadEnds(false);
+    const std::lock_guard guard(ending->mutex);
+    ending->ended = true;
+    if (!ending->awaited) clock.ThreadEnds(false);
   });
 }
 
 WorkerThread& WorkerThread::operator=(WorkerThread&& other) noexcept {
   Join();
   clock_ = other.clock_;
+  ending_ = std::move(other.ending_);
   thread_ = std::move(other.thread_);
   return *this;
 }
 
 void WorkerThread::Join() {
   if (!thread_.joinable()) return;
-  const bool counted = announcedHere > 0;
-  if (counted) clock_->ThreadEnds(false);
+  if (announcedHere > 0) {
+    const std::lock_guard guard(ending_->mutex);
+    ending_->awaited = !ending_->ended;
+    if (ending_->awaited) clock_->ThreadEnds(false);
+  }
   thread_.join();
-  if (counted) clock_->ThreadBegins(false);
 }
 
 void VirtualClock::ThreadBegins(bool here) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -76,7 +77,15 @@ class WorkerThread {
   void Join();
 
  private:
+  // Who waits for the end takes the place of the thread that ends, so that no virtual time passes in between.
+  struct Ending {
+    std::mutex mutex;
+    bool ended = false;
+    bool awaited = false;
+  };
+
   Clock* clock_ = nullptr;
+  std::shared_ptr<Ending> ending_;
   std::thread thread_;
 };
 

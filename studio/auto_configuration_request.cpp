@@ -14,6 +14,7 @@ namespace {
 constexpr std::int64_t kLookMs = 20;
 constexpr std::int64_t kFastAllMs = 7000;  // what the first, quick pass over all channels may take
 constexpr std::int64_t kFastLeastMs = 180, kFastMostMs = 420;
+constexpr std::int64_t kPatientMs = 3000;  // ... and a silent try of the second one
 constexpr std::int64_t kLongestTryMs = 30'000;
 constexpr std::int64_t kSettleMs = 250;
 
@@ -33,11 +34,12 @@ class Try {
     if (synth.midiChannelFollowsSysEx) synth.midiChannel = static_cast<std::uint8_t>(channel & 15);
     if (data_->midiInPortName) CopyText(data_->midiInPortName, data_->midiInPortNameSize, inPort);
     if (data_->midiOutPortName) CopyText(data_->midiOutPortName, data_->midiOutPortNameSize, outPort);
-    ++search.result.requests;
     over_ = false;
     thread_ = WorkerThread(clock_, [this] { Run(); });
   }
-  ~Try() {
+  ~Try() { Finish(); }
+  // Ends it; what it sent and received is known afterwards.
+  void Finish() {
     // The transfer may be about to begin, and can be cancelled only then.
     while (!over()) {
       Cancel();
@@ -52,6 +54,7 @@ class Try {
   const std::string& outPort() const { return outPort_; }
   bool over() const { return over_.load(); }
   bool succeeded() const { return succeeded_.load(); }
+  bool asked() const { return asked_.load(); }  // something was sent
   // Something of an answer is there already.
   bool receiving() const {
     const auto transfer = over() ? nullptr : engine_->TransferOf(data_.get());
@@ -70,6 +73,7 @@ class Try {
     std::shared_ptr<Transfer> transfer;
     const bool received = engine_->MidiIODataFile(request, &transfer) > 0 && transfer && transfer->Result().ok;
     const bool exact = (data_->synth->optionBits & 2) != 0;
+    asked_ = transfer && transfer->WindowState().sent > 0;
     succeeded_ = received && (exact || data_->synth->fileSize > 9);
     over_ = true;
   }
@@ -80,6 +84,7 @@ class Try {
   DataFilePtr data_;
   std::atomic<bool> over_{true};
   std::atomic<bool> succeeded_{false};
+  std::atomic<bool> asked_{false};
   WorkerThread thread_;
 };
 
@@ -99,7 +104,7 @@ class RequestRun {
         static_cast<int>(std::min<std::size_t>(2 * rounds_ * static_cast<std::size_t>(channels) - 1, 1'000'000));
     const std::int64_t fast =
         std::clamp(kFastAllMs / (static_cast<std::int64_t>(rounds_) * channels), kFastLeastMs, kFastMostMs);
-    return Pass(fast) || (!search_.Cancelled() && Pass(kLongestTryMs));
+    return Pass(fast) || (asks_ && !search_.Cancelled() && Pass(kPatientMs));
   }
 
  private:
@@ -109,6 +114,7 @@ class RequestRun {
         if (search_.Cancelled()) return false;
         const std::int64_t began = search_.clock().NowUs();
         if (Round(channel, round, patienceMs)) return true;
+        if (!asks_) return false;
         search_.shown.position = std::min(search_.shown.position + 1, search_.shown.range);
         tookMs_ = (search_.clock().NowUs() - began) / 1000;
       }
@@ -154,7 +160,15 @@ class RequestRun {
       }
       if (over || succeeded || pastMs > kLongestTryMs || (pastMs > patienceMs && !receiving)) break;
     }
+    bool asked = false;
     for (const auto& one : tries) one->Cancel();
+    for (const auto& one : tries) {
+      one->Finish();
+      asked = asked || one->asked();
+      if (one->asked()) ++search_.result.requests;
+    }
+    // What only waits for a dump from the panel never finds anything.
+    asks_ = asks_ || asked;
   }
 
   std::vector<std::string> InputsThatHeard(const std::vector<std::unique_ptr<Try>>& tries) {
@@ -205,6 +219,7 @@ class RequestRun {
 
   AutoConfigSearch& search_;
   std::size_t rounds_ = 1;
+  bool asks_ = false;  // the data type's receive sends something
   std::int64_t tookMs_ = -1;
 };
 
