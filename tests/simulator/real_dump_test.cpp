@@ -217,5 +217,85 @@ TEST(RealCasioTones, ComeBackThroughTheExchange) {
   EXPECT_EQ(more.notes.front(), "Message 17 of the dump is for a tone number that this instrument does not have.");
 }
 
+// What an instrument sends by itself: the file comes back message by message, in its order.
+TEST(RealPanelDumps, StandInTheDumpOfEverything) {
+  struct Case {
+    const char* key;
+    const char* file;
+    int taken;
+    const char* area;  // names of its items are compared; "" = none
+  };
+  const Case cases[] = {
+      {"roland-alphajuno-mks50", "roland-alphajuno/FACTORYA.SYX", 16, "tones"},
+      {"roland-alphajuno-mks50", "roland-alphajuno/x-PatchParameters-MKS50-FACTORYA.SYX", 16, "patches"},
+      {"roland-alphajuno-mks50", "roland-alphajuno/x-ChordMemory-MKS50.SYX", 1, ""},
+      {"roland-juno106", "roland-juno106/bank_A1x.mid", 8, ""},
+      {"roland-juno106", "roland-juno106/bank_A4x.mid", 8, ""},
+      {"roland-d110-mt32", "roland-d110/RolandD110Tone_v3.syx", 1, ""},
+      {"yamaha-dx7ii-tx802", "yamaha-dx7ii/yamahaDX7II-STUDIOREINE_BANK.syx", 10, "voices"},
+  };
+  for (const Case& test : cases) {
+    const auto path = SysExFolder() / test.file;
+    if (!std::filesystem::exists(path)) GTEST_SKIP() << "no real dumps at " << path;
+    SCOPED_TRACE(test.file);
+    std::string problem;
+    const auto instrument = SimulatedInstrument::CreateForDump(ReadWhole(path), &problem);
+    ASSERT_NE(instrument, nullptr) << problem;
+    EXPECT_EQ(instrument->description().key, test.key);
+    EXPECT_EQ(Make(test.key)->LoadDump(ReadWhole(path)).taken, test.taken);
+    const auto messages = ScanSysEx(ReadWhole(path));
+    const Bytes wanted = Joined(messages, 0, static_cast<int>(messages.size()));
+    const Bytes dump = instrument->Dump();
+    EXPECT_NE(std::search(dump.begin(), dump.end(), wanted.begin(), wanted.end()), dump.end());
+    const auto names = ExpectedNames(test.file);
+    const auto list = instrument->PanelList(test.area);
+    for (std::size_t i = 0; i < names.size() && *test.area; ++i) EXPECT_EQ(list[i].name, names[i]) << i;
+  }
+}
+
+// All tones of one MKS-50 go to another, block by block, and damage on the way is told.
+TEST(FileTransfer, BlocksAreAcknowledged) {
+  auto from = Make("roland-alphajuno-mks50");
+  auto to = Make("roland-alphajuno-mks50");
+  to->SetMemoryProtect(true);
+  ASSERT_TRUE(from->Rename("tones", 63, "LastTone"));
+  Host sender(*from);
+  Host taker(*to);
+  const Bytes acknowledge = Hex("F0 41 43 00 23 F7");
+  EXPECT_EQ(taker.Ask("F0 41 40 00 23 F7"), Hex("F0 41 4F 00 23 F7"));
+  to->SetMemoryProtect(false);
+  EXPECT_EQ(taker.Ask("F0 41 40 00 23 F7"), acknowledge);
+  Bytes block = sender.Ask("F0 41 41 00 23 F7");
+  for (int n = 0; n < 16; ++n, block = sender.Ask(acknowledge)) {
+    ASSERT_EQ(block.size(), 267U);
+    Bytes damaged = block;
+    damaged[20] ^= 1;
+    EXPECT_EQ(taker.Ask(damaged), Hex("F0 41 4E 00 23 F7"));
+    EXPECT_TRUE(sender.Ask("F0 41 4E 00 23 F7") == block);
+    EXPECT_EQ(taker.Ask(block), acknowledge);
+  }
+  EXPECT_EQ(block, Hex("F0 41 45 00 23 F7"));
+  EXPECT_EQ(taker.Ask(block), acknowledge);
+  EXPECT_EQ(to->display(), "COMPLETE");
+  EXPECT_EQ(to->PanelList("tones").back().name, "LastTone");
+  EXPECT_EQ(to->Item("tones", 7), from->Item("tones", 7));
+  EXPECT_EQ(taker.Ask(block), Bytes());  // nothing is going on any more
+  EXPECT_EQ(taker.Ask(Hex("F0 41 42 00 23 F7")), Hex("F0 41 4F 00 23 F7"));
+}
+
+// Values that a bank keeps in bits of several bytes are whole in the edit buffer.
+TEST(AlphaJuno, ToneBecomesItsParameters) {
+  auto juno = Make("roland-alphajuno-mks50");
+  Host host(*juno);
+  host.Ask("C0 05");
+  const Bytes packed = juno->Item("tones", 5);
+  const Bytes edit = juno->Item("edit", 0);
+  EXPECT_EQ(edit[0], packed[5] >> 7 << 1 | packed[6] >> 7);  // envelope mode
+  EXPECT_EQ(edit[13], packed[0] >> 4 << 3);                  // aftertouch depth
+  EXPECT_EQ(edit[34], packed[27] >> 6 << 5 | packed[28] >> 6 << 3 | packed[29] >> 6 << 1 | (packed[30] >> 6 & 1));
+  ASSERT_TRUE(juno->StorePatch("tones", 5));
+  EXPECT_EQ(juno->Item("tones", 5), packed);
+}
+
 }  // namespace
 }  // namespace tonalith::simulator_test
