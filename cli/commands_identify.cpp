@@ -50,6 +50,9 @@ void NoteLeftOvers(const Recognition& found, std::ostream& err) {
   for (const std::string& other : found.others) err << "tonalith-cli: Of them are " << other << ".\n";
   if (found.unterminated) err << "tonalith-cli: " << found.unterminated << " SysEx messages have no end.\n";
   if (found.headless) err << "tonalith-cli: " << found.headless << " SysEx messages have no beginning.\n";
+  if (found.outsideBytes) err << "tonalith-cli: " << found.outsideBytes << " bytes stand outside of SysEx messages.\n";
+  if (found.realTimeBytes)
+    err << "tonalith-cli: " << found.realTimeBytes << " real-time bytes were left out of SysEx messages.\n";
 }
 
 bool SameType(const RecognizedPiece& piece, const std::string& type) {

@@ -21,6 +21,9 @@ namespace tonalith {
 
 namespace {
 
+// Shorter messages are requests, acknowledgements, parameters.
+constexpr std::size_t kShortestData = 16;
+
 struct TypeForms {
   const ZKDrvList* driver = nullptr;
   std::vector<RecognizeRule> forms;
@@ -37,6 +40,12 @@ struct FormIndex {
   std::uint32_t form = 0;
 };
 
+// Bytes that begin like a message or end like one.
+struct TornMessage {
+  std::size_t offset = 0;
+  std::size_t size = 0;
+};
+
 // The messages of a file with the bytes that had to be copied.
 struct FileMessages {
   std::vector<FileMessage> list;
@@ -44,7 +53,9 @@ struct FileMessages {
   SmfContents smf;
   std::size_t unterminated = 0;
   std::size_t headless = 0;
-  std::vector<std::size_t> damage;  // where messages without end or beginning stand, in order
+  std::size_t outsideBytes = 0;
+  std::size_t realTimeBytes = 0;
+  std::vector<TornMessage> damage;  // where messages without end or beginning stand, in order
 };
 
 void SplitRawStream(std::span<const std::uint8_t> file, FileMessages* out) {
@@ -53,24 +64,26 @@ void SplitRawStream(std::span<const std::uint8_t> file, FileMessages* out) {
   std::size_t at = 0;
   const auto skipTo = [&](std::size_t next) {
     const auto gap = file.subspan(at, next - at);
+    out->outsideBytes += gap.size();
     const auto end = std::adjacent_find(
         gap.begin(), gap.end(), [](std::uint8_t byte, std::uint8_t after) { return byte < 0x80 && after == 0xF7; });
     if (end == gap.end()) return;
     ++out->headless;
-    out->damage.push_back(at);
+    out->damage.push_back({at, gap.size()});
   };
   while (splitter.Next(&piece)) {
     skipTo(piece.offset);
     at = piece.offset + piece.bytes.size();
     if (!piece.isTerminated) {
       ++out->unterminated;
-      out->damage.push_back(piece.offset);
+      out->damage.push_back({piece.offset, piece.bytes.size()});
       continue;
     }
     FileMessage message{piece.offset, piece.bytes.size(), piece.bytes, false};
     if (piece.hasRealTime) {
       out->copies.push_back(CleanSysEx(piece));
       message.bytes = out->copies.back();
+      out->realTimeBytes += piece.bytes.size() - message.bytes.size();
     }
     if (message.bytes.size() >= 3) out->list.push_back(message);
   }
@@ -153,6 +166,9 @@ struct Recognizer::Rules {
   void LoadDriver(const ZKDrvList* driver, const IniFile& ini);
   void LoadOthers(const ZKDrvList& instrument, const IniFile& ini);
   void NoteOthers(const FileMessages& file, Recognition* out) const;
+  bool HasWrongLength(const FileMessage& message, FormIndex* form) const;
+  bool LacksMessage(const FileMessages& file, std::uint32_t first, std::uint32_t last, ChecksumVerdict verdict) const;
+  void NoteWrongLengths(const FileMessages& file, Recognition* out) const;
   const TypeForms* TypeOf(int driverId) const {
     for (const TypeForms& type : types)
       if (type.driver->synth()->driverId == driverId) return &type;
@@ -197,6 +213,40 @@ void Recognizer::Rules::NoteOthers(const FileMessages& file, Recognition* out) c
   }
   for (std::size_t i = 0; i < counts.size(); ++i)
     if (counts[i]) out->others.push_back(std::to_string(counts[i]) + " " + others[i].what);
+}
+
+// The type and form of data that begins as this message does but has another length.  Short beginnings say too little.
+bool Recognizer::Rules::HasWrongLength(const FileMessage& message, FormIndex* form) const {
+  constexpr std::size_t kTelling = 5;
+  if (message.bytes.size() < kShortestData) return false;
+  std::size_t longest = kTelling - 1;
+  for (const FormIndex& index : byMaker[message.bytes[1]]) {
+    const RecognizeRule& rule = types[index.type].forms[index.form];
+    if (rule.byAddress()) continue;
+    const MessageRule& first = rule.messages.front();
+    if (!first.pattern.Matches(message.bytes)) continue;
+    // Data of this length begins so as well: it lacks something else.
+    if (first.length == 0 || first.length == message.bytes.size()) return false;
+    if (first.pattern.size() <= longest) continue;
+    longest = first.pattern.size();
+    *form = index;
+  }
+  return longest >= kTelling;
+}
+
+void Recognizer::Rules::NoteWrongLengths(const FileMessages& file, Recognition* out) const {
+  constexpr std::size_t kMostNotes = 8;
+  std::map<std::string, int> notes;
+  for (const FileMessage& message : file.list) {
+    FormIndex index;
+    if (message.used || !HasWrongLength(message, &index)) continue;
+    const TypeForms& type = types[index.type];
+    const std::string& name = type.driver->instrument ? type.driver->instrument->name : type.driver->name;
+    ++notes[type.driver->TypeName() + " of the " + name + " with " + std::to_string(message.bytes.size()) +
+            " in place of " + std::to_string(type.forms[index.form].messages.front().length) + " bytes"];
+    if (notes.size() >= kMostNotes) break;
+  }
+  for (const auto& [note, count] : notes) out->others.push_back(std::to_string(count) + " " + note);
 }
 
 void Recognizer::Rules::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
@@ -252,6 +302,21 @@ ChecksumVerdict Recognizer::Rules::VerifyWith(const RecognizeRule* rule, const D
   return verdict;
 }
 
+// A message between the messages of a piece that lost an end or its beginning, or that has a wrong length, is missing
+// from the piece.  Short ones may belong to the exchange that moved data without checksums.
+bool Recognizer::Rules::LacksMessage(const FileMessages& file, std::uint32_t first, std::uint32_t last,
+                                     ChecksumVerdict verdict) const {
+  const std::size_t smallest = verdict == ChecksumVerdict::kOk ? 0 : kShortestData;
+  auto torn = std::lower_bound(file.damage.begin(), file.damage.end(), file.list[first].offset,
+                               [](const TornMessage& one, std::size_t offset) { return one.offset < offset; });
+  for (; torn != file.damage.end() && torn->offset < file.list[last].offset; ++torn)
+    if (torn->size >= smallest) return true;
+  FormIndex ignored;
+  for (std::uint32_t i = first; i < last; ++i)
+    if (!file.list[i].used && HasWrongLength(file.list[i], &ignored)) return true;
+  return false;
+}
+
 RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const RecognizeRule& rule, const FileMessages& file,
                                              PieceMatch match) const {
   RecognizedPiece piece;
@@ -279,9 +344,7 @@ RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const Recogn
     else if (piece.checksum == ChecksumVerdict::kNone)
       piece.checksum = ChecksumVerdict::kOk;
   }
-  // A message between its messages that lost an end or its beginning is missing from the piece.
-  const auto hole = std::lower_bound(file.damage.begin(), file.damage.end(), piece.offset);
-  if (hole != file.damage.end() && *hole < piece.offset + piece.length && piece.checksum == ChecksumVerdict::kOk)
+  if (LacksMessage(file, match.messages.front(), std::max(match.messages.back(), last), piece.checksum))
     piece.checksum = ChecksumVerdict::kBad;
   return piece;
 }
@@ -367,6 +430,8 @@ Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* ou
   out->messages = messages.list.size();
   out->unterminated = messages.unterminated;
   out->headless = messages.headless;
+  out->outsideBytes = messages.outsideBytes;
+  out->realTimeBytes = messages.realTimeBytes;
   if (messages.list.empty())
     return Result::Failure(messages.unterminated
                                ? "The file holds only unfinished SysEx messages."
@@ -377,6 +442,7 @@ Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* ou
   for (const FileMessage& message : messages.list)
     if (!message.used) ++out->unknownMessages;
   rules_->NoteOthers(messages, out);
+  rules_->NoteWrongLengths(messages, out);
   std::stable_sort(out->pieces.begin(), out->pieces.end(),
                    [](const RecognizedPiece& a, const RecognizedPiece& b) { return a.offset < b.offset; });
   if (!out->pieces.empty()) return Result::Success();

@@ -35,7 +35,10 @@ struct Recognition {
   std::size_t unknownMessages = 0;      // of them, in no piece
   std::size_t unterminated = 0;         // messages without their F7
   std::size_t headless = 0;             // F7s without a message
-  // Of the unknown ones: messages that an instrument knows and that are no data, "144 parameter changes of ...".
+  std::size_t outsideBytes = 0;         // bytes of a raw stream that belong to no message
+  std::size_t realTimeBytes = 0;        // of messages, left out
+  // Of the unknown ones: messages that an instrument knows and that are no data, "144 parameter changes of ...", and
+  // data of a wrong length, "1 Voice of the ... with 160 in place of 163 bytes".
   std::vector<std::string> others;
 };
 
