@@ -83,7 +83,7 @@ bool CMainFrame::TransmitFile(const std::string& path, int port) {
 
 // ---- files to instruments -------------------------------------------------------------------------------------------
 
-// Port 0 is the one the data itself names.
+// Port 0 is the one the dataFile itself names.
 bool CMainFrame::UsePort(DataFile* dataFile, int port) {
   int count = 0;
   basics_.midi().out().OUTNUMPORTS(&count);
@@ -99,12 +99,12 @@ bool CMainFrame::UsePort(DataFile* dataFile, int port) {
 }
 
 bool CMainFrame::DiskTransmit(const std::string& path, int port) {
-  DataFilePtr data(AllocDataFile());
-  if (!data || !basics_.DiskRead(1, FolderOf(path), FileNameOf(path), {}, data.get(), 1)) return false;
+  DataFilePtr dataFile(AllocDataFile());
+  if (!dataFile || !basics_.DiskRead(1, FolderOf(path), FileNameOf(path), {}, dataFile.get(), 1)) return false;
   FileSendJob job;
   job.name = FromUtf8(FileNameOf(path));
-  if (!UsePort(data.get(), port)) return false;
-  job.files.push_back(std::move(data));
+  if (!UsePort(dataFile.get(), port)) return false;
+  job.files.push_back(std::move(dataFile));
   AddSendJob(std::move(job));
   return true;
 }
@@ -126,8 +126,8 @@ bool CMainFrame::DiskDBTransmit(const std::string& path, int port) {
     prompts().Say(kSendTitle, path + "\n\nThere is nothing in this file that could be sent.");
     return false;
   }
-  for (const DataFilePtr& data : job.files) {
-    if (!UsePort(data.get(), port)) return false;
+  for (const DataFilePtr& dataFile : job.files) {
+    if (!UsePort(dataFile.get(), port)) return false;
   }
   AddSendJob(std::move(job));
   return true;
@@ -145,17 +145,17 @@ bool CMainFrame::SendMidiX(std::span<const std::uint8_t> bytes, int port, const 
     prompts().Say(kSendTitle, kNoMidiData);
     return false;
   }
-  DataFilePtr data = CreateMidiXFile(bytes.first(static_cast<std::size_t>(bytes.rend() - last)));
-  if (!data) return false;
-  Synth& synth = *data->synth;
+  DataFilePtr dataFile = CreateMidiXFile(bytes.first(static_cast<std::size_t>(bytes.rend() - last)));
+  if (!dataFile) return false;
+  Synth& synth = *dataFile->synth;
   CopyText(synth.shortName, "MidiX");
   CopyText(synth.typeName, "Dump");
   synth.manufacturerId = 0;  // no protocol of a maker: the bytes go out as they are
   synth.midiOutPort = static_cast<std::uint8_t>(std::max(0, basics_.midi().out().MainPortOut()));
-  if (!UsePort(data.get(), port)) return false;
+  if (!UsePort(dataFile.get(), port)) return false;
   FileSendJob job;
   job.name = FromUtf8(name);
-  job.files.push_back(std::move(data));
+  job.files.push_back(std::move(dataFile));
   AddSendJob(std::move(job));
   return true;
 }
@@ -210,13 +210,13 @@ void CMainFrame::SendNextFile() {
       EndSendJob();
       continue;
     }
-    DataFile* data = job.files[job.next].get();
-    if (data->xtra.isInactive) {
+    DataFile* dataFile = job.files[job.next].get();
+    if (dataFile->xtra && dataFile->xtra->isInactive) {
       ++job.inactive;
       ReleaseLater(std::move(job.files[job.next++]));
       continue;
     }
-    if (StartFile(data)) return;
+    if (StartFile(dataFile)) return;
     job.stopped = true;
   }
 }
@@ -237,7 +237,7 @@ bool CMainFrame::StartFile(DataFile* dataFile) {
   return transfer != nullptr;
 }
 
-// The data is released, and the next file begun, only after everybody who was told of this end has returned.
+// The dataFile is released, and the next file begun, only after everybody who was told of this end has returned.
 void CMainFrame::FileSent(const TransferResult& result) {
   if (!fileSending_ || sendJobs_.empty()) return;
   FileSendJob& job = sendJobs_.front();
@@ -245,7 +245,7 @@ void CMainFrame::FileSent(const TransferResult& result) {
     ++job.sent;
   } else {
     job.stopped = true;
-    job.problem = FromUtf8(result.text.empty() ? std::string("The data was not sent.") : result.text);
+    job.problem = FromUtf8(result.text.empty() ? std::string("The dataFile was not sent.") : result.text);
   }
   ReleaseLater(std::move(job.files[job.next++]));
   QTimer::singleShot(0, this, [this] {
@@ -257,8 +257,8 @@ void CMainFrame::FileSent(const TransferResult& result) {
 void CMainFrame::EndSendJob() {
   FileSendJob job = std::move(sendJobs_.front());
   sendJobs_.pop_front();
-  for (DataFilePtr& data : job.files) {
-    if (data) ReleaseLater(std::move(data));
+  for (DataFilePtr& dataFile : job.files) {
+    if (dataFile) ReleaseLater(std::move(dataFile));
   }
   QString text = !job.problem.isEmpty() ? job.problem
                  : job.stopped          ? tr("Sending %1 was stopped.").arg(job.name)
