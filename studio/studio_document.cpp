@@ -223,7 +223,7 @@ bool ZKStudioDoc::AddDrivers(const std::string& moduleName, bool queue) {
   ReadInstrumentDefaults(added);
   if (queue) queued_.push_back(added);
   const bool sense = settings_ && settings_->Value(SettingId::MainAutoConfigInstruments) != 0 && autoSenseHook_;
-  if (!sense) added->SetMaxSysExSpeed(ports_);
+  if (!sense || queue) added->SetMaxSysExSpeed(ports_);
   Changed();
   if (sense && !queue) autoSenseHook_(added);
   return true;
@@ -409,13 +409,14 @@ ZKDrvList* ZKStudioDoc::FindInstrument(std::string_view name) const {
   for (const auto& instrument : instruments_)
     if (AsciiEqualNoCase(instrument->DisplayKey(), name)) return instrument.get();
   const std::string part = AsciiLower(name);
-  ZKDrvList* only = nullptr;
+  std::vector<ZKDrvList*> parts, words;
   for (const auto& instrument : instruments_) {
-    if (AsciiLower(instrument->DisplayKey()).find(part) == std::string::npos) continue;
-    if (only) return nullptr;
-    only = instrument.get();
+    const std::string key = instrument->DisplayKey();
+    if (AsciiLower(key).find(part) != std::string::npos) parts.push_back(instrument.get());
+    if (AsciiHasWordNoCase(key, name)) words.push_back(instrument.get());
   }
-  return only;
+  const auto& meant = words.size() == 1 ? words : parts;
+  return meant.size() == 1 ? meant.front() : nullptr;
 }
 
 ZKDrvList* ZKStudioDoc::FindDriver(std::string_view instrumentName, std::string_view type) const {

@@ -325,6 +325,8 @@ int ZKStudioDoc::LoadDefaultStudio(const std::vector<std::uint8_t>& bytes) {
     SetAsideBroken(source, kBadEnding);
   } else if (code == kDiskReadError) {
     code = RecoverStudio();
+    // With nothing left of it, what is installed is a better start than an empty studio.
+    if (instruments_.empty()) LoadStudio();
     if (!instruments_.empty()) DrvSaveSetup(0);
   } else if (droppedNodes_ > 0 && !bytes.empty()) {
     WriteFileAtomically((paths_.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
