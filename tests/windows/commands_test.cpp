@@ -66,10 +66,10 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
   Start();
   auto* tree = frame().ShowStudio()->tree();
   tree->setCurrentItem(tree->topLevelItem(0));
-  EXPECT_EQ(Enabled(), std::set<CommandId>{});
+  EXPECT_EQ(Enabled(), std::set<CommandId>{CommandId::FilePrint});
   tree->setCurrentItem(tree->topLevelItem(0)->child(0));
-  EXPECT_EQ(Enabled(), (std::set<CommandId>{CommandId::MidiGet}));
-  TZKBank* window = Open("dx7", "Voice", false);
+  EXPECT_EQ(Enabled(), (std::set<CommandId>{CommandId::MidiGet, CommandId::FilePrint}));
+  TZKBank* window = Open("Yamaha DX7", "Voice", false);
   EXPECT_EQ(Enabled(), (std::set<CommandId>{CommandId::MidiGet, CommandId::EditSelectAll}));
   frame().RunCommand(CommandId::MidiGet);
   ASSERT_TRUE(Idle(window));
@@ -99,7 +99,7 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
 TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {
   Start();
   Open("k4", "Single", false);
-  Open("dx7", "Voice", false);
+  Open("Yamaha DX7", "Voice", false);
   ASSERT_EQ(frame().Children().size(), 3U);
   QMenu* menu = frame().menuBar()->actions()[5]->menu();
   emit menu->aboutToShow();
@@ -116,7 +116,7 @@ TEST_F(CommandsTest, TextIsReadableOnADarkPalette) {
   QPalette dark(QColor(40, 42, 46));
   QApplication::setPalette(dark);
   Start();
-  TZKBank* empty = Open("dx7", "Voice Bank", false);
+  TZKBank* empty = Open("Yamaha DX7", "Voice Bank", false);
   const auto* model = empty->list()->bankModel();
   const QColor base = empty->list()->palette().color(QPalette::Base);
   const QColor text = empty->list()->palette().color(QPalette::Text);

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <thread>
 
-#include "app/desktop_file.h"
 #include "bank/ui/bank_list.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
@@ -23,7 +22,7 @@ class FrameTest : public ProgramFixture {
  protected:
   // Two saved patches of the DX7.
   void MakeFiles() {
-    TZKBank* window = Open("dx7", "Voice", true);
+    TZKBank* window = Open("Yamaha DX7", "Voice", true);
     for (const char* name : {"one.dat", "two.dat"}) {
       ASSERT_TRUE(window->document().Rename(0, name).ok());
       ASSERT_TRUE(window->document().Save(Path(name)).ok());
@@ -35,14 +34,14 @@ class FrameTest : public ProgramFixture {
 
 TEST_F(FrameTest, UnsavedChangesAreAskedForOnClosing) {
   Start({"cancel", "yes", "file " + Path("kept.dat"), "no"});
-  TZKBank* bank = Open("dx7", "Voice", true);
+  TZKBank* bank = Open("Yamaha DX7", "Voice", true);
   ASSERT_TRUE(bank->document().IsModified());
   frame().RunCommand(CommandId::FileClose);
   EXPECT_EQ(frame().Children().size(), 2U);
   frame().RunCommand(CommandId::FileClose);
   EXPECT_TRUE(FileExists(Path("kept.dat")));
   EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
-  Open("dx7", "Voice", true);
+  Open("Yamaha DX7", "Voice", true);
   frame().RunCommand(CommandId::FileClose);
   EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
   const auto log = program_->PromptLog();
@@ -54,7 +53,7 @@ TEST_F(FrameTest, UnsavedChangesAreAskedForOnClosing) {
 
 TEST_F(FrameTest, TheEndOfTheSessionAsksNothingAndKeepsChanges) {
   Start();
-  TZKBank* bank = Open("dx7", "Voice", true);
+  TZKBank* bank = Open("Yamaha DX7", "Voice", true);
   ASSERT_TRUE(bank->document().Rename(0, "RESCUED").ok());
   program_->EndQuietly();
   const std::string folder = program_->basics()->paths().MainGetDataPath() + "/Recovered";
@@ -68,7 +67,7 @@ TEST_F(FrameTest, TheEndOfTheSessionAsksNothingAndKeepsChanges) {
 
 TEST_F(FrameTest, QuittingWhileSendingAsks) {
   Start({"cancel", "no", "no"}, {});
-  TZKBank* bank = Open("dx7", "Voice", true);
+  TZKBank* bank = Open("Yamaha DX7", "Voice", true);
   program_->basics()->midi().out().GetMidiOutPort(bank->document().synth().midiOutPort)->SetSpeed(60);
   frame().RunCommand(CommandId::MidiTransmit);
   ASSERT_TRUE(WaitFor([this] { return frame().TransmitWindowOpen(); }));
@@ -96,9 +95,11 @@ TEST_F(FrameTest, DroppedAndRecentFiles) {
     if (menu->title() == "&Recent Files") recent = menu;
   }
   ASSERT_NE(recent, nullptr);
-  ASSERT_EQ(recent->actions().size(), 4) << "two files, a line and the entry that clears the list";
+  ASSERT_EQ(recent->actions().size(), 5) << "three files, a line and the entry that clears the list";
   EXPECT_EQ(recent->actions()[0]->text(), "&1 one.dat");
   EXPECT_EQ(recent->actions()[1]->text(), "&2 two.dat");
+  frame().RunCommand(CommandId::FileClearRecent);
+  EXPECT_FALSE(recent->isEnabled());
 }
 
 TEST_F(FrameTest, ASecondProcessHandsItsFilesOver) {
@@ -142,35 +143,17 @@ TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
 }
 
 TEST_F(FrameTest, AModuleInstalledAgainKeepsTheSettingsOfItsInstrument) {
-  Start();
+  Start({"ok"});
+  const std::size_t count = program_->studio()->instruments().size();
   ZKDrvList* k4 = program_->studio()->FindInstrument("k4");
   k4->SetSysExChannel(5);
   EXPECT_TRUE(frame().OpenFile(TONALITH_BINARY_DIR "/share/tonalith/modules/kawai-k4.pvz", 0)) << LogText();
-  EXPECT_EQ(program_->studio()->instruments().size(), 8U);
+  EXPECT_EQ(program_->studio()->instruments().size(), count);
   k4 = program_->studio()->FindInstrument("k4");
   ASSERT_NE(k4, nullptr);
   EXPECT_EQ(k4->sysExChannel, 5);
   EXPECT_EQ(k4->inPortName, "Simulated Kawai K4");
   EXPECT_EQ(frame().ShowStudio()->tree()->CurrentNode(), k4);
-}
-
-TEST(DesktopFile, IsReadAsItWasWrittenAndSurvivesDamage) {
-  const std::vector<DesktopWindow> windows = {{1, 2, 300, 400, "/a/b", "x.dat", 17000}, {0, 0, 0, 0, "", "", 17008}};
-  auto bytes = WriteDesktop(windows);
-  ASSERT_EQ(bytes.size(), 12U + 2 * 524);
-  EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "PVDT");
-  EXPECT_EQ(bytes[12 + 520], 17000 & 0xFF) << "the type code stands low byte first";
-  EXPECT_EQ(bytes[12 + 5], 300 & 0xFF) << "the place stands high byte first";
-  const auto read = ReadDesktop(bytes);
-  ASSERT_TRUE(read && read->size() == 2);
-  EXPECT_EQ((*read)[0].height, 400);
-  EXPECT_EQ((*read)[0].directory + "/" + (*read)[0].name, "/a/b/x.dat");
-  EXPECT_EQ((*read)[1].type, 17008);
-  bytes.resize(600);
-  EXPECT_EQ(ReadDesktop(bytes)->size(), 1U);
-  bytes[0] = 'X';
-  EXPECT_FALSE(ReadDesktop(bytes));
-  EXPECT_FALSE(ReadDesktop(std::span(bytes).first(8)));
 }
 
 TEST(CancelTransmitDialog, AnswersOnlyWithPortsSelected) {

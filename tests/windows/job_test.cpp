@@ -30,7 +30,7 @@ bool SaysIn(TZKBank* window, const QString& part) {
 TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   Start({"file " + Path("mine.dat")});
   TZKDrvLst* studio = frame().ShowStudio();
-  studio->tree()->SetCurrentNode(program_->studio()->FindDriver("dx7", "Voice Bank"));
+  studio->tree()->SetCurrentNode(program_->studio()->FindDriver("Yamaha DX7", "Voice Bank"));
   PressKey(studio->tree(), Qt::Key_Return);
   auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
   ASSERT_NE(bank, nullptr);
@@ -76,7 +76,7 @@ TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   EXPECT_EQ(bank->document().path(), Path("mine.dat"));
   EXPECT_EQ(frame().Children().size(), 2U) << "the desktop and the command line open it once";
   EXPECT_EQ(bank->document().GetPatchName(1), "LONGER THA");
-  TZKBank* again = Open("dx7", "Voice Bank", true);
+  TZKBank* again = Open("Yamaha DX7", "Voice Bank", true);
   ASSERT_NE(again, bank);
   EXPECT_EQ(again->document().GetPatchName(1), "LONGER THA") << "the instrument took it";
 }
@@ -106,7 +106,7 @@ TEST_F(JobTest, EveryInstrumentIsReceived) {
 
 TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   Start({}, {});
-  TZKBank* bank = Open("dx7", "Voice Bank", false);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);
   frame().RunCommand(CommandId::MidiGet);
   ZKMidiInStatus* window = frame().receiveWindow();
   const auto receiving = [&] {
@@ -143,7 +143,7 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
 
 TEST_F(JobTest, BusyDataIsNeitherEditedNorSavedNorClosedWithoutAQuestion) {
   Start({"no", "yes"}, {});
-  TZKBank* bank = Open("dx7", "Voice Bank", false);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);
   frame().RunCommand(CommandId::MidiGet);
   ASSERT_TRUE(bank->document().IsBusy());
   EXPECT_FALSE(bank->document().Rename(0, "X").ok());
@@ -161,7 +161,7 @@ TEST_F(JobTest, BusyDataIsNeitherEditedNorSavedNorClosedWithoutAQuestion) {
 TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
   Start({}, {});
   MidiOut& out = program_->basics()->midi().out();
-  TZKBank* bank = Open("dx7", "Voice", true);
+  TZKBank* bank = Open("Yamaha DX7", "Voice", true);
   frame().RunCommand(CommandId::MidiTransmit);
   ASSERT_TRUE(WaitFor([&] { return out.GetMidiOutPort(bank->document().synth().midiOutPort)->isBusy(); }));
   ASSERT_TRUE(Idle(bank));
@@ -181,7 +181,7 @@ TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
 
 TEST_F(JobTest, TwoReceivesHaveAPageEach) {
   Start({}, {});
-  frame().OpenDriver(program_->studio()->FindDriver("dx7", "Voice Bank"), true);
+  frame().OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice Bank"), true);
   auto* first = qobject_cast<TZKBank*>(frame().ActiveChild());
   frame().OpenDriver(program_->studio()->FindDriver("k4", "Single Bank"), true);
   auto* second = qobject_cast<TZKBank*>(frame().ActiveChild());
@@ -190,7 +190,7 @@ TEST_F(JobTest, TwoReceivesHaveAPageEach) {
   EXPECT_TRUE(window->isVisible());
   EXPECT_FALSE(ButtonOf(window, kCancelAllButton)->isHidden());
   // A port serves one receive at a time.
-  frame().OpenDriver(program_->studio()->FindDriver("dx7", "Voice"), true);
+  frame().OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice"), true);
   EXPECT_FALSE(qobject_cast<TZKBank*>(frame().ActiveChild())->document().IsBusy());
   EXPECT_NE(LogText().find("is currently in use with another MIDI device"), std::string::npos);
   EXPECT_EQ(window->Pages(), 2);

@@ -43,7 +43,7 @@ TEST_F(ToolsTest, TheMonitorShowsATransferInTheWordsOfTheInstrument) {
   auto* monitor = Child<TZKMonText>();
   ASSERT_NE(monitor, nullptr);
   monitor->OnEditClear();
-  TZKBank* bank = Open("dx7", "Voice Bank", true);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
   ASSERT_TRUE(Idle(bank));
   const auto seen = [&](const char* words) {
     for (int row = 0; row < monitor->model()->rowCount(); ++row)

@@ -1,0 +1,288 @@
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTimer>
+#include <QToolBar>
+#include <algorithm>
+#include <filesystem>
+
+#include "../peer/ftp_server.h"
+#include "app/first_start.h"
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "services/settings.h"
+#include "studio/package_install.h"
+#include "studio/ui/install_dialogs.h"
+#include "studio/ui/install_web.h"
+#include "studio/ui/instrument_settings.h"
+#include "studio/ui/studio_report.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+namespace fs = std::filesystem;
+
+class StudioTest : public ProgramFixture {
+ protected:
+  ZKStudioDoc& studio() { return *program_->studio(); }
+  TZKDrvLst* window() { return frame().ShowStudio(); }
+  std::string Package(const char* name) {
+    return std::string(TONALITH_BINARY_DIR "/share/tonalith/modules/") + name + ".pvz";
+  }
+  std::vector<std::string> Names() {
+    std::vector<std::string> names;
+    for (const auto& instrument : studio().instruments()) names.push_back(instrument->DisplayKey());
+    return names;
+  }
+  // Makes the instrument the current one in the view that is shown.
+  ZKDrvList* Choose(const char* name) {
+    ZKDrvList* instrument = studio().FindInstrument(name);
+    window()->tree()->SetCurrentNode(instrument);
+    window()->list()->SetCurrentInstrument(instrument);
+    return instrument;
+  }
+  // Runs as soon as a dialog of this class is open.
+  template <typename Dialog>
+  void WhenOpen(std::function<void(Dialog*)> act) {
+    QTimer::singleShot(0, qApp, [this, act] {
+      for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* dialog = qobject_cast<Dialog*>(widget); dialog && dialog->isVisible()) return act(dialog);
+      }
+      WhenOpen<Dialog>(act);
+    });
+  }
+};
+
+TEST_F(StudioTest, BothViewsShowTheSame) {
+  Start();
+  for (const bool panels : {false, true}) {
+    window()->ShowPanels(panels);
+    ZKDrvList* k4 = Choose("k4");
+    ASSERT_NE(k4, nullptr);
+    EXPECT_EQ(window()->SelectedInstruments(), std::vector<ZKDrvList*>{k4});
+    EXPECT_EQ(k4->selected, 1);
+    EXPECT_EQ(studio().FindInstrument("Yamaha DX7")->selected, 0);
+    window()->search()->setText("yamaha dx7");
+    std::size_t shown = 0;
+    for (int i = 0; i < static_cast<int>(Names().size()); ++i)
+      shown += (panels ? window()->list()->item(i)->isHidden() : window()->tree()->topLevelItem(i)->isHidden()) ? 0 : 1;
+    EXPECT_GE(shown, 1u);
+    EXPECT_LT(shown, Names().size());
+    window()->search()->clear();
+    frame().resize(1000, 720);
+    KeepScreenshot(&frame(), panels ? "studio-panels" : "studio-tree");
+  }
+  window()->ShowPanels(true);
+  window()->list()->SetCompact(true);
+  KeepScreenshot(window(), "studio-panels-compact");
+  EXPECT_EQ(program_->basics()->settings().Value(SettingId::MainDrvDisplayMode), 1);
+}
+
+TEST_F(StudioTest, RemovedInstrumentsComeBackAndMoved) {
+  Start({"no", "yes", "yes"});
+  const auto before = Names();
+  Choose("k4");
+  PressShortcut(window()->tree(), Qt::Key_Delete, Qt::NoModifier);
+  EXPECT_EQ(Names(), before) << "the question was answered with no";
+  for (const bool panels : {false, true}) {
+    window()->ShowPanels(panels);
+    Choose("k4")->SetMidiChannel(11);
+    window()->RemoveSelected();
+    EXPECT_EQ(Names().size(), before.size() - 1);
+    ASSERT_TRUE(window()->CommandEnabled(CommandId::EditUndo));
+    frame().RunCommand(CommandId::EditUndo);
+    EXPECT_EQ(Names(), before);
+    EXPECT_EQ(window()->CurrentNode()->midiChannel, 11);
+    EXPECT_FALSE(window()->CommandEnabled(CommandId::EditUndo));
+  }
+  window()->ShowPanels(false);
+  Choose(before[0].c_str());
+  window()->tree()->setFocus();
+  PressShortcut(window()->tree(), Qt::Key_Down, Qt::AltModifier);
+  EXPECT_EQ(Names()[1], before[0]);
+  EXPECT_EQ(window()->CurrentNode()->DisplayKey(), before[0]);
+  PressShortcut(window()->tree(), Qt::Key_Up, Qt::AltModifier);
+  PressShortcut(window()->tree(), Qt::Key_Up, Qt::AltModifier);
+  EXPECT_EQ(Names(), before) << "the first place is the end";
+}
+
+TEST_F(StudioTest, SettingsGoToDriversAndDefaults) {
+  Start();
+  ZKDrvList* dx7 = Choose("Yamaha DX7");
+  WhenOpen<InstrumentSettingsDlg>([](InstrumentSettingsDlg* dialog) {
+    const auto boxes = dialog->findChildren<QComboBox*>();
+    for (QComboBox* box : boxes) {
+      if (box->count() == 16 && box->findText("16") == 15 && box->parentWidget()->isEnabled()) box->setCurrentIndex(6);
+    }
+    auto* bay = dialog->findChildren<QGroupBox*>()[1];
+    bay->setChecked(true);
+    bay->findChildren<QSpinBox*>()[0]->setValue(99);
+    for (QCheckBox* box : bay->findChildren<QCheckBox*>()) box->setChecked(true);
+    KeepScreenshot(dialog, "instrument-settings");
+    dialog->accept();
+  });
+  window()->OnSettings();
+  EXPECT_EQ(dx7->midiChannel, 6);
+  EXPECT_EQ(dx7->drivers[0]->midiChannel, 6);
+  EXPECT_EQ(dx7->patchBayController, 99);
+  EXPECT_EQ(dx7->patchBayFlags, kPatchBayOn | kPatchBayManual | kPatchBayRevert);
+  EXPECT_EQ(dx7->drivers[0]->synth()->patchBayFlags, dx7->patchBayFlags);
+  Stop();
+  Start();
+  EXPECT_EQ(studio().FindInstrument("Yamaha DX7")->midiChannel, 6);
+}
+
+TEST_F(StudioTest, APortThatIsGoneIsShownAndKept) {
+  Start();
+  ZKDrvList* dx7 = Choose("Yamaha DX7");
+  const std::string port = dx7->inPortName;
+  EXPECT_EQ(StateOfInstrument(frame().ports(), dx7), PortState::There);
+  program_->simulation()->SetPlugged(program_->simulation()->studio().Find("Simulated Yamaha DX7"), false);
+  ASSERT_TRUE(WaitFor([&] { return StateOfInstrument(frame().ports(), dx7) == PortState::Gone; }));
+  KeepScreenshot(window(), "studio-port-gone");
+  WhenOpen<InstrumentSettingsDlg>([](InstrumentSettingsDlg* dialog) { dialog->accept(); });
+  window()->OnSettings();
+  EXPECT_EQ(dx7->inPortName, port) << "the name waits for its port";
+}
+
+TEST_F(StudioTest, InstallingAsksShowsAndCanBeDeclined) {
+  Start({"cancel", "ok", "ok", "ok"});
+  const std::size_t count = studio().instruments().size();
+  EXPECT_FALSE(frame().OpenFile(Package("kawai-k4"), 0));
+  EXPECT_EQ(studio().instruments().size(), count);
+  for (const char* part : {"Install Kawai K4", "SHA-256: ", "kawai-k4.pvz", "Kawai K4.ini", "takes the place of"})
+    EXPECT_NE(LogText().find(part), std::string::npos) << part << "\n" << LogText();
+  studio().FindInstrument("k4")->SetPatchBay(kPatchBayOn, 3, 0, 5, "");
+  const auto before = Names();
+  EXPECT_TRUE(frame().OpenFile(Package("kawai-k4"), 0)) << LogText();
+  EXPECT_EQ(Names(), before) << "read anew in its place";
+  EXPECT_EQ(studio().FindInstrument("k4")->patchBayRevertPatch, 5);
+  // One that is not in the studio is added.
+  ASSERT_TRUE(studio().RemoveInstrumentUsingFilename("Kawai K4.ini"));
+  EXPECT_TRUE(DropFiles(&frame(), {Package("kawai-k4")}));
+  EXPECT_EQ(studio().instruments().size(), count);
+  EXPECT_EQ(window()->CurrentNode()->name, "Kawai K4");
+  // Damaged.
+  ASSERT_TRUE(WriteFileAtomically(Path("bad.pvz"), std::string_view("PVZ \1\0\0\0\3a/b", 12)).ok());
+  EXPECT_FALSE(frame().OpenFile(Path("bad.pvz"), 0));
+  EXPECT_NE(LogText().find("File Read Error"), std::string::npos) << LogText();
+}
+
+TEST_F(StudioTest, DeletedModulesGoToTheTrash) {
+  Start({"ok"});
+  Choose("k4");
+  window()->DeleteModuleOfCurrent();
+  EXPECT_EQ(studio().FindInstrument("k4"), nullptr);
+  const fs::path instruments = studio().paths().instruments;
+  EXPECT_FALSE(fs::exists(instruments / "Kawai K4.ini"));
+  EXPECT_TRUE(fs::exists(instruments / ".trash/Kawai K4"));
+}
+
+TEST_F(StudioTest, PackagesOfAFolder) {
+  Start({"yes", "no"});
+  fs::create_directories(Path("packages"));
+  for (const char* name : {"kawai-k4", "yamaha-dx7"})
+    fs::copy_file(Package(name), Path(std::string("packages/") + name + ".pvz"));
+  fs::copy_file(Package("kawai-k4"), Path("packages/ZK.pvz"));
+  InstallFromDlg dialog(Path("packages"));
+  dialog.show();
+  KeepScreenshot(&dialog, "install-from-folder");
+  auto* list = dialog.findChild<QListWidget*>();
+  ASSERT_EQ(list->count(), 2) << "one named ZK is left out";
+  EXPECT_TRUE(dialog.Chosen().empty());
+  list->item(1)->setCheckState(Qt::Checked);
+  EXPECT_EQ(dialog.Chosen(), std::vector<std::string>{Path("packages/yamaha-dx7.pvz")});
+  dialog.SetFolder(Path("nothing here"));
+  EXPECT_EQ(list->count(), 0);
+}
+
+TEST_F(StudioTest, ModulesOfAServer) {
+  FtpServerProcess ftp(FolderOf(Package("kawai-k4")));
+  if (!ftp.running()) GTEST_SKIP() << "no FTP server to test with";
+  Start({"ok"});
+  std::vector<std::string> sources;
+  InstallFromWebDlg dialog(studio(), frame(), [&](const fs::path& package, const std::string& source, bool) {
+    sources.push_back(source);
+    return window()->InstallInstrumentModule(package.string(), true, source);
+  });
+  dialog.show();
+  EXPECT_NE(dialog.status().indexOf("No module server is set up"), -1);
+  EXPECT_FALSE(dialog.findChildren<QPushButton*>()[0]->isEnabled());
+  dialog.findChildren<QLineEdit*>()[0]->setText(QString::fromStdString(ftp.site()));
+  dialog.Connect();
+  ASSERT_TRUE(WaitFor([&] { return !dialog.Busy(); }, 10000));
+  ASSERT_GE(dialog.list()->count(), 8) << dialog.status().toStdString();
+  for (int i = 0; i < dialog.list()->count(); ++i) {
+    if (dialog.list()->item(i)->text() == "kawai-k4.pvz") dialog.list()->item(i)->setCheckState(Qt::Checked);
+  }
+  KeepScreenshot(&dialog, "install-from-web");
+  dialog.InstallChosen();
+  ASSERT_TRUE(WaitFor([&] { return !dialog.Busy(); }, 10000));
+  EXPECT_EQ(sources, std::vector<std::string>{ftp.site() + "//kawai-k4.pvz"});
+  EXPECT_EQ(dialog.status(), "Done.");
+  dialog.findChildren<QLineEdit*>()[1]->setText("nowhere");
+  dialog.Connect();
+  ASSERT_TRUE(WaitFor([&] { return !dialog.Busy(); }, 10000));
+  EXPECT_NE(LogText().find("Failed to set directory"), std::string::npos) << LogText();
+}
+
+TEST_F(StudioTest, ReportsAndListing) {
+  Start({"file " + Path("report.txt"), "file " + Path("studio.pdf")});
+  window()->OnSetupInformation();
+  StudioReportWindow* report = nullptr;
+  for (QWidget* widget : QApplication::topLevelWidgets()) {
+    if (auto* found = qobject_cast<StudioReportWindow*>(widget)) report = found;
+  }
+  ASSERT_NE(report, nullptr);
+  EXPECT_TRUE(report->text().startsWith("Studio Configuration\n"));
+  KeepScreenshot(report, "studio-report");
+  report->Save();
+  EXPECT_TRUE(FileExists(Path("report.txt")));
+  PrintStudioToPdf(studio(), frame().prompts());
+  std::string pdf;
+  ASSERT_TRUE(ReadWholeFile(Path("studio.pdf"), pdf).ok()) << LogText();
+  EXPECT_EQ(pdf.rfind("%PDF-", 0), 0u);
+  EXPECT_GT(pdf.size(), 3000u);
+}
+
+TEST_F(StudioTest, MissingPicturesAreToldAndDoWithout) {
+  ScriptedPrompts prompts({});
+  const auto pictures = StudioPictures::doInitBitmap(Path("nowhere"), prompts);
+  ASSERT_EQ(prompts.Log().size(), 3U) << "not a box for every picture";
+  EXPECT_NE(prompts.Log()[0].find("Warning! " + Path("nowhere/ZKBmp/ButtonBars/Studio/Studio_Background.png") +
+                                  " not found!\\nPlease reinstall application"),
+            std::string::npos)
+      << prompts.Log()[0];
+  EXPECT_TRUE(pictures.Button("Add").isNull());
+}
+
+TEST_F(StudioTest, TheFirstStepsCanBeSeenAgain) {
+  Start();
+  frame().RunCommand(CommandId::HelpContents);
+  auto* page = frame().findChild<FirstStartPage*>();
+  ASSERT_NE(page, nullptr) << "it was not shown by itself: instruments are simulated";
+  KeepScreenshot(page, "first-steps-simulated");
+  FirstStartFacts facts;
+  facts.inputs = {"Synth In"};
+  facts.data = facts.instruments = facts.preferences = "/home/somebody/folder";
+  FirstStartPage first(facts);
+  first.show();
+  KeepScreenshot(&first, "first-steps");
+  int simulated = 0;
+  QObject::connect(&first, &FirstStartPage::TrySimulated, [&] { ++simulated; });
+  for (QPushButton* button : first.findChildren<QPushButton*>()) {
+    if (button->text().contains("Simulated")) ClickMouse(button);
+  }
+  EXPECT_EQ(simulated, 1);
+  EXPECT_FALSE(first.isVisible());
+}
+
+}  // namespace
+}  // namespace tonalith
