@@ -129,7 +129,8 @@ bool ManualDumpReceiver::Ask(const std::string& question) {
 }
 
 void ManualDumpReceiver::OpenNew(DataFilePtr dataFile) {
-  frame_.OpenBank(std::move(dataFile), {});
+  // No file holds this data: closing the window has to ask.
+  frame_.OpenBank(std::move(dataFile), {})->document().EndReceive();
 }
 
 void ManualDumpReceiver::Tell(const std::string& sentence) {

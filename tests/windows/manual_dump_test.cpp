@@ -17,7 +17,7 @@ class ManualDumpWindowTest : public ProgramFixture {
 };
 
 TEST_F(ManualDumpWindowTest, WhatThePanelSendsOpensAsNewData) {
-  Start({"yes", "no"});
+  Start({"yes", "no", "no"});
   program_->basics()->MainReceiveManualBulkDumps(1);
   const std::size_t before = Windows();
   Press("yamaha-dx7", "bank");
@@ -26,10 +26,11 @@ TEST_F(ManualDumpWindowTest, WhatThePanelSendsOpensAsNewData) {
   ASSERT_TRUE(bank);
   EXPECT_EQ(bank->document().Description(), "Yamaha DX7 Voice Bank");
   EXPECT_FALSE(bank->document().IsEmpty());
+  EXPECT_TRUE(bank->document().IsModified()) << "nobody saved it yet";
   KeepScreenshot(&frame(), QStringLiteral("manual-dump"));
   frame().RunCommand(CommandId::WindowCloseAll);
   Press("roland-d50", "everything");
-  EXPECT_TRUE(WaitFor([&] { return program_->PromptLog().size() >= 2; }, 10000));
+  EXPECT_TRUE(WaitFor([&] { return program_->PromptLog().size() >= 3; }, 10000));
   const auto log = program_->PromptLog();
   EXPECT_NE(log.back().find("Roland D-50"), std::string::npos) << log.back();
 }
