@@ -29,7 +29,7 @@ Result FinishInstall(StagedPackage& staged, const std::string& packageName, cons
   if (staged.empty()) return Result::Success();
   Result result = staged.Prepare(packageName, options, report);
   if (result.ok() && options.cancel.Cancelled()) result = Cancelled();
-  if (result.ok()) result = staged.Commit();
+  if (result.ok()) result = staged.Commit(options.sync);
   if (!result.ok()) *report = {};
   return result;
 }
@@ -162,6 +162,7 @@ static Result InstallShipped(const fs::path& package, const fs::path& instrument
     return Result::Success();
   InstallOptions options;
   options.backUpAll = false;
+  options.sync = false;
   InstallReport report;
   result = InstallPackageFiles(files, instruments, &report, options, package.stem().string());
   if (result.ok() && reports) reports->push_back(std::move(report));

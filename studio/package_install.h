@@ -34,6 +34,8 @@ struct InstallReport {
 struct InstallOptions {
   // Every former file that differs is put aside; false: only those that were changed since they were installed.
   bool backUpAll = true;
+  // The files are on the disk when the call returns.  Files of the user always are.
+  bool sync = true;
   CancelToken cancel;                                               // looked at before each file
   std::function<void(std::size_t done, std::size_t all)> progress;  // files; any thread that installs
 };

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <system_error>
 
 #include "platform/atomic_file.h"
@@ -29,7 +30,12 @@ Result WriteBelow(const fs::path& folder, const std::string& name, std::span<con
   Result result = MakeFolders(folder.string());
   if (result.ok()) result = SafeJoin(folder.string(), name, target);
   if (result.ok()) result = MakeFolders(FolderOf(target));
-  return result.ok() ? WriteFileAtomically(target, bytes) : result;
+  if (!result.ok()) return result;
+  // Made durable all together, before anything is put in its place.
+  std::ofstream out(target, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  out.close();
+  return out ? result : FileFailure("write", target, errno);
 }
 
 Result CopyEntry(const fs::path& from, const fs::path& to) {
@@ -38,7 +44,9 @@ Result CopyEntry(const fs::path& from, const fs::path& to) {
   if (!error && fs::is_symlink(from, error)) {
     fs::copy_symlink(from, to, error);
   } else if (!error) {
-    return CopyFileAtomically(from.string(), to.string());
+    fs::copy_file(from, to, fs::copy_options::none, error);
+    // What was made executable by hand is none of a module's.
+    if (!error) fs::permissions(to, fs::perms(0111), fs::perm_options::remove, error);
   }
   return error ? Result::Failure("\"" + from.string() + "\" cannot be kept: " + error.message() + ".")
                : Result::Success();
@@ -200,6 +208,7 @@ Result StagedPackage::Add(const std::string& path, std::span<const std::uint8_t>
 
 Result StagedPackage::BackUp(const PackageModule& module, const fs::path& file, const std::string& name,
                              InstallReport* report) {
+  copied_ = true;
   const Result copied = CopyEntry(file, stage_ / kBackupFolder / module.baseName / name);
   if (copied.ok()) report->backups.push_back(name);
   return copied;
@@ -225,6 +234,7 @@ Result StagedPackage::KeepFormerEntry(const PackageModule& module, const fs::pat
     // The packaged form of a file that stays, put aside a moment ago, is newer.
     if (fs::exists(target, error)) return Result::Success();
     if (changed) report->kept.push_back(module.folder + "/" + name);
+    copied_ = true;
     return CopyEntry(former, target);
   }
   if (!link && crcs_[brought->second] == crc) return Result::Success();
@@ -233,6 +243,7 @@ Result StagedPackage::KeepFormerEntry(const PackageModule& module, const fs::pat
     fs::rename(staged, staged.string() + ".new", error);
     if (error) return Result::Failure("\"" + brought->second + "\" cannot be put aside: " + error.message() + ".");
     report->kept.push_back(brought->second);
+    copied_ = true;
     return CopyEntry(former, staged);
   }
   return changed || options.backUpAll ? BackUp(module, former, name, report) : Result::Success();
@@ -308,7 +319,15 @@ Result StagedPackage::Prepare(const std::string& packageName, const InstallOptio
   return Result::Success();
 }
 
-Result StagedPackage::Commit() {
+void StagedPackage::Sync() const {
+  const int folder = ::open(stage_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0) return;
+  ::syncfs(folder);
+  ::close(folder);
+}
+
+Result StagedPackage::Commit(bool sync) {
+  if (sync || copied_) Sync();
   for (std::size_t i = 0; i < moves_.size(); ++i) {
     const std::error_code error = Exchange(moves_[i].from, moves_[i].to);
     if (!error) continue;

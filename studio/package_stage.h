@@ -57,8 +57,9 @@ class StagedPackage {
   Result Add(const std::string& path, std::span<const std::uint8_t> bytes);
   // Brings what is the user's own into the staged folders and copies what goes away into the staged backup.
   Result Prepare(const std::string& packageName, const InstallOptions& options, InstallReport* report);
-  // Puts everything in its place, or nothing.
-  Result Commit();
+  // Puts everything in its place, or nothing.  With `sync`, and always when files of the user were copied, the copies
+  // are on the disk before.
+  Result Commit(bool sync);
 
   bool empty() const { return crcs_.empty(); }
 
@@ -71,6 +72,7 @@ class StagedPackage {
                          const PackageManifest& manifest, const InstallOptions& options, InstallReport* report);
   Result BackUp(const PackageModule& module, const std::filesystem::path& file, const std::string& name,
                 InstallReport* report);
+  void Sync() const;
   Result WriteManifest(const PackageModule& module);
 
   std::filesystem::path instruments_;
@@ -79,6 +81,7 @@ class StagedPackage {
   std::map<std::string, std::string> lowerNames_;  // lower case -> staged path
   std::vector<PackageModule> modules_;
   std::vector<Move> moves_;
+  bool copied_ = false;
 };
 
 }  // namespace tonalith

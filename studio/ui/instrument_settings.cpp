@@ -10,6 +10,7 @@
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
@@ -157,6 +158,9 @@ QWidget* InstrumentSettingsDlg::BuildDrivers() {
     }
   }
   patches_->resizeRowsToContents();
+  constexpr int kRowsSeen = 6;
+  patches_->setMinimumHeight(patches_->horizontalHeader()->sizeHint().height() +
+                             std::min(kRowsSeen, patches_->rowCount()) * patches_->rowHeight(0) + 4);
   column->addWidget(patches_);
   return group;
 }

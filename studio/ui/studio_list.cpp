@@ -35,7 +35,9 @@ class PanelDelegate final : public QStyledItemDelegate {
     painter->setRenderHint(QPainter::Antialiasing);
     const bool selected = option.state & QStyle::State_Selected;
     const QRect panel = option.rect.adjusted(kMargin / 2, kMargin / 2, -kMargin / 2, -kMargin / 2);
-    painter->setPen(QPen(option.palette.color(selected ? QPalette::Highlight : QPalette::Mid), selected ? 2.4 : 1));
+    QColor edge = option.palette.color(selected ? QPalette::Highlight : QPalette::Text);
+    if (!selected) edge.setAlphaF(0.3F);
+    painter->setPen(QPen(edge, selected ? 2.4 : 1));
     painter->setBrush(option.palette.color(QPalette::Base));
     painter->drawRoundedRect(panel, 6, 6);
     QRect inner = panel.adjusted(kMargin, kMargin, -kMargin, -kMargin);

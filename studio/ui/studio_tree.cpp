@@ -127,10 +127,12 @@ QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal 
                         : state == PortState::Gone ? QColor(0xd0, 0x52, 0x4a)
                                                    : palette.color(QPalette::Disabled, QPalette::Text);
   painter.setPen(QPen(colour, 1.6));
-  if (state == PortState::There) painter.setBrush(colour);
-  const qreal edge = size * 0.26;
+  if (state != PortState::None) painter.setBrush(colour);
+  const qreal edge = size * (state == PortState::Gone ? 0.18 : 0.26);
   painter.drawEllipse(QRectF(edge, edge, size - 2 * edge, size - 2 * edge));
-  if (state == PortState::Gone) painter.drawLine(QPointF(edge, size - edge), QPointF(size - edge, edge));
+  if (state != PortState::Gone) return mark;
+  painter.setPen(QPen(Qt::white, 1.8));
+  painter.drawLine(QPointF(edge * 1.5, size / 2.0), QPointF(size - edge * 1.5, size / 2.0));
   return mark;
 }
 

@@ -13,7 +13,7 @@ PortState StateOfPort(StudioPorts* ports, const std::string& name, bool input);
 // Gone when one of the instrument's ports is gone, else None when one is not chosen, else There.
 PortState StateOfInstrument(StudioPorts* ports, const ZKDrvList* instrument);
 QString PortStateText(PortState state);
-// A filled disc, or an empty one for a port that is gone.
+// A green disc, a red one with a bar for a port that is gone, a ring when none is chosen.
 QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal scale);
 // The device number as the instrument's own display counts it.
 int ShownDeviceNumber(const Synth* synth, int channel);

@@ -46,7 +46,7 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
   const int style = host_.settings().Value(SettingId::MainDrvOldDisplayStyle);
   list_->SetCompact(style == kStylePanels);
   const bool panels = style == 0 ? host_.settings().Value(SettingId::MainDrvDisplayMode) != 0 : style != kStyleTree;
-  resize(fontMetrics().averageCharWidth() * 116, fontMetrics().height() * 34);
+  resize(fontMetrics().averageCharWidth() * 132, fontMetrics().height() * 34);
   ShowPanels(panels);
 }
 
