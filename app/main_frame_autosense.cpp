@@ -11,6 +11,24 @@
 
 namespace tonalith {
 
+namespace {
+
+// Instruments that are added one after the other, without the main loop in between, are one row for "Cancel All".
+bool rowOpen = false;
+int searching = 0;
+
+void EndRowLater(QObject* context) {
+  constexpr int kLookMs = 200;
+  QTimer::singleShot(kLookMs, context, [context] {
+    if (searching > 0)
+      EndRowLater(context);
+    else
+      rowOpen = false;
+  });
+}
+
+}  // namespace
+
 const AutoConfigServices* CMainFrame::autoConfig() {
   if (autoConfig_) return autoConfig_.get();
   autoConfig_ = std::make_shared<AutoConfigServices>();
@@ -39,7 +57,12 @@ const AutoConfigServices* CMainFrame::autoConfig() {
 }
 
 void CMainFrame::SenseInstruments(std::vector<ZKDrvList*> instruments) {
-  BeginAutoConfigRow();
+  if (!rowOpen) {
+    BeginAutoConfigRow();
+    rowOpen = true;
+    EndRowLater(this);
+  }
+  ++searching;
   for (ZKDrvList* instrument : instruments) {
     const auto& there = studio_.instruments();
     const bool stays =
@@ -47,6 +70,7 @@ void CMainFrame::SenseInstruments(std::vector<ZKDrvList*> instruments) {
     if (stays && !AutoConfigRowCancelled())
       AutoConfigInstrument(studio_, instrument, this, *autoConfig(), AutoConfigMode::Quiet);
   }
+  --searching;
 }
 
 void CMainFrame::SenseInstrumentsAtStart() {
