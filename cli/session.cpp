@@ -77,7 +77,7 @@ Result Session::FindType(ZKDrvList* instrument, const std::string& name, ZKDrvLi
 
 Result ChooseByName(const std::vector<std::string>& names, const std::string& wanted, const std::string& kind,
                     std::size_t* chosen) {
-  std::vector<std::size_t> parts;
+  std::vector<std::size_t> parts, words;
   const std::string part = AsciiLower(wanted);
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (AsciiEqualNoCase(names[i], wanted)) {
@@ -85,7 +85,10 @@ Result ChooseByName(const std::vector<std::string>& names, const std::string& wa
       return Result::Success();
     }
     if (!part.empty() && AsciiLower(names[i]).find(part) != std::string::npos) parts.push_back(i);
+    if (AsciiHasWordNoCase(names[i], wanted)) words.push_back(i);
   }
+  // "DX7" is the DX7, though the DX7II has it in its name as well.
+  if (words.size() == 1) parts = words;
   if (parts.size() == 1) {
     *chosen = parts.front();
     return Result::Success();

@@ -195,6 +195,18 @@ bool AsciiEqualNoCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && AsciiCompareNoCase(a, b) == 0;
 }
 
+bool AsciiHasWordNoCase(std::string_view text, std::string_view word) {
+  const auto inWord = [&](std::size_t at) {
+    const char c = AsciiLower(text[at]);
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+  };
+  for (std::size_t at = 0; !word.empty() && at + word.size() <= text.size(); ++at)
+    if (AsciiEqualNoCase(text.substr(at, word.size()), word) && (at == 0 || !inWord(at - 1)) &&
+        (at + word.size() == text.size() || !inWord(at + word.size())))
+      return true;
+  return false;
+}
+
 bool AsciiStartsWithNoCase(std::string_view text, std::string_view beginning) {
   return text.size() >= beginning.size() && AsciiEqualNoCase(text.substr(0, beginning.size()), beginning);
 }

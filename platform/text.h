@@ -36,6 +36,8 @@ std::string AsciiUpper(std::string_view text);
 int AsciiCompareNoCase(std::string_view a, std::string_view b);
 bool AsciiEqualNoCase(std::string_view a, std::string_view b);
 bool AsciiStartsWithNoCase(std::string_view text, std::string_view beginning);
+// Whether the text holds the (not empty) word: no letter or digit stands right before or behind it.
+bool AsciiHasWordNoCase(std::string_view text, std::string_view word);
 bool AsciiEndsWithNoCase(std::string_view text, std::string_view end);
 
 // --- Pieces ----------------------------------------------------------------------------------------------------------

@@ -100,8 +100,8 @@ class FormMap {
             rule_.slotFirst + rule_.slotCount <= 128;
     if (!good_) return;
     if (rule_.hasContext) list_.push_back(Context());
-    for (std::uint32_t k = 0; k < rule_.slotCount; ++k) {
-      StdSysXDescriptor d = FromMessage(message, VoicePlace(k));
+    for (std::uint32_t k = 0; k < rule_.slotCount; k += rule_.slotVoices) {
+      StdSysXDescriptor d = FromMessage(message, static_cast<std::uint32_t>(rule_.SlotPlace(synth_, k)));
       SetPair(&d.pairs, rule_.slotByte, static_cast<std::uint8_t>(rule_.slotFirst + k));
       d.useBase = rule_.hasContext;
       list_.push_back(std::move(d));

@@ -13,6 +13,7 @@
 #include "platform/byte_window.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
+#include "studio/coded_messages.h"
 #include "studio/recognize_match.h"
 #include "studio/recognize_rules.h"
 #include "studio/studio_document.h"
@@ -129,7 +130,8 @@ void CopyFound(const PieceMatch& match, DataFile* data) {
   const auto copy = [&](std::size_t from, std::size_t count) {
     if (from < size) std::copy_n(match.body.data() + from, std::min(count, size - from), data->body + from);
   };
-  if (match.slots.empty()) return copy(0, size);
+  // The body was begun with the image of new data; voices that do not lie in a row are taken with all between them.
+  if (match.slots.empty() || synth.voiceAdjust) return copy(0, size);
   for (const std::uint32_t slot : match.slots)
     copy(synth.headerSize + std::size_t{synth.voiceSize} * slot, synth.voiceSize);
 }
@@ -158,6 +160,7 @@ struct Recognizer::Rules {
   std::vector<TypeForms> types;
   std::array<std::vector<FormIndex>, 256> byMaker;  // by the second byte of a message
   std::vector<OtherMessage> others;
+  std::vector<std::pair<std::string, CodedMessages>> codings;  // with the instrument's name
   std::vector<std::string> problems;
 
   explicit Rules(const ZKStudioDoc& document) : studio(document) {}
@@ -166,6 +169,7 @@ struct Recognizer::Rules {
   void LoadDriver(const ZKDrvList* driver, const IniFile& ini);
   void LoadOthers(const ZKDrvList& instrument, const IniFile& ini);
   void NoteOthers(const FileMessages& file, Recognition* out) const;
+  void JoinCodedMessages(FileMessages* file, Recognition* out) const;
   bool HasWrongLength(const FileMessage& message, FormIndex* form) const;
   bool LacksMessage(const FileMessages& file, std::uint32_t first, std::uint32_t last, ChecksumVerdict verdict) const;
   void NoteWrongLengths(const FileMessages& file, Recognition* out) const;
@@ -186,6 +190,9 @@ void Recognizer::Rules::Load() {
   for (const auto& instrument : studio.instruments()) {
     const IniFile ini(instrument->GetIniPath().string());
     LoadOthers(*instrument, ini);
+    std::string problem;
+    if (auto coding = ReadCodedMessages(ini, &problem)) codings.emplace_back(instrument->name, std::move(*coding));
+    if (!problem.empty()) problems.push_back(instrument->moduleFile + ": [Coded Messages]: " + problem);
     for (const auto& driver : instrument->drivers)
       if (driver->synth()) LoadDriver(driver.get(), ini);
   }
@@ -199,6 +206,39 @@ void Recognizer::Rules::LoadOthers(const ZKDrvList& instrument, const IniFile& i
       others.push_back(std::move(message));
     else
       problems.push_back(instrument.moduleFile + ": [Other Messages]: " + error);
+  }
+}
+
+// Data in pieces of coded text becomes one message; what else belongs to such an exchange goes with it.
+void Recognizer::Rules::JoinCodedMessages(FileMessages* file, Recognition* out) const {
+  for (const auto& [instrument, coding] : codings) {
+    CodedAssembler assembler(coding);
+    std::vector<FileMessage> kept;
+    std::size_t last = 0;  // of the messages put together, from 1
+    std::size_t begin = 0;
+    bool began = false;
+    for (const FileMessage& message : file->list) {
+      std::vector<std::uint8_t> whole;
+      bool bad = false;
+      if (!assembler.Add(message.bytes, &whole, &bad)) {
+        kept.push_back(message);
+        continue;
+      }
+      const std::size_t end = message.offset + message.length;
+      if (whole.empty() && !assembler.collecting() && last && last == kept.size()) {
+        kept.back().length = end - kept.back().offset;
+        continue;
+      }
+      if (!began) begin = message.offset;
+      began = whole.empty();
+      if (began) continue;
+      file->copies.push_back(std::move(whole));
+      kept.push_back({begin, end - begin, file->copies.back(), false, true, bad});
+      last = kept.size();
+    }
+    file->list = std::move(kept);
+    if (assembler.lost())
+      out->others.push_back(std::to_string(assembler.lost()) + " pieces of unfinished data of the " + instrument);
   }
 }
 
@@ -338,6 +378,12 @@ RecognizedPiece Recognizer::Rules::MakePiece(const TypeForms& type, const Recogn
   MarkVoices(data, match.slots);
   const RecognizeRule* verify = rule.verify.empty() ? &type.forms.front() : &rule;
   piece.checksum = VerifyWith(verify, *data);
+  for (const std::uint32_t i : match.messages) {
+    if (!file.list[i].coded) continue;
+    if (file.list[i].bad) ++piece.badMessages;
+    if (piece.checksum != ChecksumVerdict::kBad)
+      piece.checksum = file.list[i].bad ? ChecksumVerdict::kBad : ChecksumVerdict::kOk;
+  }
   if (rule.byAddress()) {
     if (match.badMessages)
       piece.checksum = ChecksumVerdict::kBad;
@@ -436,6 +482,7 @@ Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* ou
     return Result::Failure(messages.unterminated
                                ? "The file holds only unfinished SysEx messages."
                                : "The file holds no SysEx and is neither a data file nor a Standard MIDI File.");
+  rules_->JoinCodedMessages(&messages, out);
   std::int64_t budget = 64 * static_cast<std::int64_t>(messages.list.size()) + 1'000'000;
   for (std::uint32_t i = 0; i < messages.list.size(); ++i)
     if (!messages.list[i].used) rules_->TakePiece(&messages, i, &budget, out);

@@ -102,7 +102,7 @@ bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector
     if (!MessageFits(message, messages[i])) continue;
     const int device = DeviceOf(message.pattern, synth, messages[i]);
     const std::int64_t slot = SlotOfMessage(rule, messages, i, out->slots.size());
-    if (slot < 0 || slot >= rule.slotCount) {
+    if (slot < 0 || slot >= rule.slotCount || slot % rule.slotVoices) {
       if (i == first) return false;
       continue;
     }
@@ -117,11 +117,11 @@ bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector
       out->bytes += messages[i + 1].bytes.size();
     }
     out->messages.push_back(i);
-    out->slots.push_back(static_cast<std::uint32_t>(slot));
+    for (std::uint32_t n = 0; n < rule.slotVoices; ++n) out->slots.push_back(static_cast<std::uint32_t>(slot) + n);
     out->bytes += messages[i].bytes.size();
     interruption = 0;
   }
-  return out->slots.size() >= (rule.complete ? synth.numVoices : 2);
+  return rule.complete ? out->slots.size() >= synth.numVoices : out->messages.size() >= 2;
 }
 
 // Puts messages that carry data by address together.
@@ -355,7 +355,8 @@ void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::ve
       continue;
     }
     const std::size_t at =
-        message.at + (rule.hasSlots ? synth.headerSize + std::size_t{synth.voiceSize} * match->slots[k] : 0);
+        message.at +
+        (rule.hasSlots ? static_cast<std::size_t>(rule.SlotPlace(synth, match->slots[k * rule.slotVoices])) : 0);
     const std::span<const std::uint8_t> kept = bytes.subspan(message.skip, message.take);
     if (at + kept.size() <= match->body.size())
       std::copy(kept.begin(), kept.end(), match->body.begin() + static_cast<std::ptrdiff_t>(at));

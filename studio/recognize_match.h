@@ -15,6 +15,9 @@ struct FileMessage {
   std::size_t length = 0;
   std::span<const std::uint8_t> bytes;
   bool used = false;
+  // Put together from coded messages; with a wrong check value in one of them.
+  bool coded = false;
+  bool bad = false;
 };
 
 // Messages that together are one piece of a data type.

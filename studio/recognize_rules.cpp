@@ -103,8 +103,11 @@ class RuleParser {
     if (rule_->hasSlots) {
       if (rule_->messages.size() != 1 || !bank) return "slots need one message and a bank";
       if (rule_->slotCount == 0 || rule_->slotCount > synth_.numVoices) rule_->slotCount = synth_.numVoices;
+      if (rule_->slotCount % rule_->slotVoices) return "the messages do not fill the slots";
+      if (rule_->SlotPlace(synth_, rule_->slotCount - 1) + rule_->messages.front().take > image)
+        return "the messages do not fit into the image";
     }
-    const std::uint64_t room = rule_->hasSlots ? voice : image;
+    const std::uint64_t room = rule_->hasSlots && rule_->slotVoices == 1 ? voice : image;
     for (const MessageRule& message : rule_->messages)
       if (std::uint64_t{message.at} + message.take > room) return "a message does not fit into the image";
     if (rule_->byAddress()) {
@@ -178,6 +181,11 @@ class RuleParser {
       return "slots need two or three numbers";
     for (std::size_t i = 1; i < options.size(); ++i) {
       std::string error;
+      if (options[i].word == "voices") {
+        if (!RuleNumber(options[i].rest, &rule_->slotVoices) || rule_->slotVoices == 0)
+          return "\"voices\" needs a number";
+        continue;
+      }
       if (options[i].word != "behind" || !ParseBytePattern(options[i].rest, &rule_->slotMessage, &error))
         return "\"behind\" needs the beginning of a message";
     }
@@ -285,6 +293,16 @@ class RuleParser {
   RecognizeRule* rule_;
 };
 
+// What a message fills that begins with slot k.
+std::span<std::uint8_t> SlotPart(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image,
+                                 std::uint32_t k) {
+  if (!rule.hasSlots) return image;
+  const std::uint64_t begin = rule.SlotPlace(synth, k);
+  const std::uint64_t size = rule.slotVoices > 1 ? rule.messages.front().take : synth.voiceSize;
+  if (begin + size > image.size()) return {};
+  return image.subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(size));
+}
+
 // Voice slot k of an image, or the whole image when it has no slots.
 std::span<std::uint8_t> SlotOf(const Synth& synth, std::span<std::uint8_t> image, bool slots, std::uint32_t k) {
   if (!slots) return image;
@@ -383,9 +401,8 @@ Result ParseRecognizeRule(const std::vector<std::pair<std::string, std::string>>
 void FillFrame(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image) {
   if (!rule.byAddress()) {
     const std::uint32_t slots = rule.hasSlots ? rule.slotCount : 1;
-    for (std::uint32_t k = 0; k < slots; ++k)
-      for (const MessageRule& message : rule.messages)
-        FillMessage(message, SlotOf(synth, image, rule.hasSlots, k), rule, k);
+    for (std::uint32_t k = 0; k < slots; k += rule.slotVoices)
+      for (const MessageRule& message : rule.messages) FillMessage(message, SlotPart(rule, synth, image, k), rule, k);
     return;
   }
   const AreaRule& area = rule.areas.front();

@@ -24,6 +24,8 @@ namespace tonalith {
 //   Slots=BYTE FIRST COUNT the single message fills one voice slot; its byte BYTE minus FIRST is the slot
 //   Slots=BYTE FIRST COUNT | behind F0 42 3? 03 11
 //       the slot stands in the message behind it, which begins so (what stores the data in the instrument)
+//   Slots=BYTE FIRST COUNT | voices N
+//       a message fills N voices from the slot on; the image keeps the messages whole, one behind the other
 //   Slots=order COUNT      the messages say no place: they fill the slots in the order of the file
 //   Context=F0 10 06 0A | 01 | default
 //       the last message before that begins with the first part must go on with the second; `default`: also without
@@ -85,7 +87,8 @@ struct RecognizeRule {
   bool hasSlots = false;
   std::uint32_t slotByte = 0, slotFirst = 0, slotCount = 0;
   bool slotsInOrder = false;
-  BytePattern slotMessage;  // the message behind holds slotByte; empty: it stands in the message itself
+  std::uint32_t slotVoices = 1;  // that one message fills
+  BytePattern slotMessage;       // the message behind holds slotByte; empty: it stands in the message itself
   BytePattern contextFamily, contextRest;
   bool hasContext = false, contextDefault = false;
   BytePattern address;
@@ -101,6 +104,11 @@ struct RecognizeRule {
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.
   bool slotInMessage() const { return hasSlots && !slotsInOrder && slotMessage.size() == 0; }
+  // Where the message that begins with a slot goes in the image.
+  std::uint64_t SlotPlace(const Synth& synth, std::uint32_t slot) const {
+    if (slotVoices > 1) return std::uint64_t{slot} / slotVoices * messages.front().take;
+    return synth.headerSize + std::uint64_t{synth.voiceSize} * slot;
+  }
   // Image bytes of a framed block: header, address, data, checksum, F7.
   std::uint32_t FramedSize(const BlockRule& block) const {
     return static_cast<std::uint32_t>(address.size()) + addressBytes + block.size + 2;

@@ -296,7 +296,7 @@ class ZKStudioDoc {
   DataFile* GetSelDataFile() const;
   bool SelDataFileHasDeviceInquiry() const;
   std::string GetDataFileDefn(int id) const;
-  // Instrument by display key or name, without regard to case; a unique part of the name is enough ("dx7").
+  // Instrument by display key or name, without regard to case; a unique word ("dx7"), else a unique part is enough.
   ZKDrvList* FindInstrument(std::string_view name) const;
   ZKDrvList* FindDriver(std::string_view instrumentName, std::string_view type) const;
 

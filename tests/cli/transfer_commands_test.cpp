@@ -141,7 +141,7 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   Fails(with({"truncated-reply:at=1000,times=9"}), "missing bytes");
   Fails(with({"no-reply:times=9", "--timeout", "250"}), "receive");
   Fails(with({"nonsense"}), "nonsense");
-  Fails({"receive", "yamaha", "voice bank", out, "--virtual", "factory"}, "Yamaha DX7, Yamaha TX81Z");
+  Fails({"receive", "yamaha", "voice bank", out, "--virtual", "factory"}, "Yamaha DX7, ");
   Fails({"receive", "dx7", "tone", out, "--virtual", "factory"}, "Voice Bank, Voice");
   Fails({"receive", "dx7", "voice bank", out, "--virtual", Path("nothing.syx")}, "nothing.syx");
   Fails({"receive", "d-50", "patch bank", out, "--virtual", "factory", "--fault", "corrupt-byte:value=1"},

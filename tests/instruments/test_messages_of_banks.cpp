@@ -148,7 +148,8 @@ TEST(MessagesOfBanks, BlocksWithChecksums) {
 // Acknowledgements are no data, however alike they begin.
 TEST(MessagesOfBanks, SequencesOfAnySize) {
   EXPECT_EQ(Found(SimulatedDump("ensoniq-esq1-sq80", "sequence")), Texts{"0 366 Sequence none  1.. 1"});
-  EXPECT_EQ(Found(*ParseHex("F0 0F 02 00 04 F7")), Texts{"No data of an installed instrument is in the file."});
+  EXPECT_EQ(Found(*ParseHex("F0 0F 02 00 04 F7")),
+            Texts{"The file holds no data that could be kept, only 1 acknowledgements of the Ensoniq ESQ-1 SQ-80."});
 }
 
 }  // namespace tonalith
