@@ -70,6 +70,7 @@ class DescriptionReader {
     if (block_ == "status") known = StatusLine();
     if (block_ == "roland") known = RolandLine();
     if (block_ == "casio") known = CasioLine();
+    if (block_ == "hydra") known = HydraLine();
     if (block_ == "file_transfer") known = FileTransferLine();
     if (!known) Fail("\"" + std::string(key_) + "\" is not known here");
   }
@@ -93,6 +94,8 @@ class DescriptionReader {
       out_.roland.emplace();
     } else if (block_ == "casio") {
       out_.casio.emplace();
+    } else if (block_ == "hydra") {
+      out_.hydra.emplace();
     } else if (block_ == "file_transfer") {
       out_.fileTransfer.emplace();
     } else if (block_ != "instrument" && block_ != "status") {
@@ -589,6 +592,12 @@ class DescriptionReader {
     return key_ == "data" && Sends(out_.fileTransfer->data);
   }
 
+  bool HydraLine() {
+    if (key_ == "area") return Area(value_, out_.hydra->area);
+    if (key_ == "version") return Number(out_.hydra->version, 0, 255);
+    return false;
+  }
+
   // What can only be seen when everything is there.
   void Check() {
     if (out_.key.empty() || out_.name.empty() || out_.areas.empty())
@@ -621,7 +630,7 @@ class DescriptionReader {
     for (const RuleInfo::Send& send : out_.fileTransfer ? out_.fileTransfer->data : std::vector<RuleInfo::Send>())
       if (out_.FindMessage(send.message) == nullptr) return Fail("there is no message " + send.message);
     for (const RuleInfo::Send& send : out_.dump)
-      if (!out_.roland && out_.FindMessage(send.message) == nullptr && !out_.casio)
+      if (!out_.roland && out_.FindMessage(send.message) == nullptr && !out_.casio && !out_.hydra)
         return Fail("there is no message " + send.message);
     for (const LinkInfo& link : out_.links) {
       const int bank = out_.areas[static_cast<std::size_t>(link.bankArea)].itemBytes;

@@ -187,6 +187,11 @@ struct FileTransferInfo {
   std::vector<RuleInfo::Send> data;
 };
 
+struct HydraInfo {
+  int area = 0;
+  int version = 200;
+};
+
 struct InstrumentDescription {
   std::string key;
   std::string name;
@@ -207,6 +212,7 @@ struct InstrumentDescription {
   std::vector<RuleInfo::Send> dump;
   std::optional<RolandInfo> roland;
   std::optional<CasioInfo> casio;
+  std::optional<HydraInfo> hydra;
   std::optional<FileTransferInfo> fileTransfer;
 
   int FindArea(std::string_view areaKey) const;  // -1: none

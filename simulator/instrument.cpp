@@ -5,6 +5,7 @@
 #include "simulator/casio_engine.h"
 #include "simulator/engine_core.h"
 #include "simulator/file_transfer_engine.h"
+#include "simulator/hydra_engine.h"
 #include "simulator/message_engine.h"
 #include "simulator/roland_engine.h"
 #include "simulator/wire_codecs.h"
@@ -20,6 +21,7 @@ struct SimulatedInstrument::State {
   explicit State(InstrumentDescription what) : core(std::move(what)), messages(core) {
     if (core.description.roland) roland.emplace(core);
     if (core.description.casio) casio.emplace(core);
+    if (core.description.hydra) hydra.emplace(core);
     if (core.description.fileTransfer) fileTransfer.emplace(core, messages);
   }
 
@@ -27,6 +29,7 @@ struct SimulatedInstrument::State {
   MessageEngine messages;
   std::optional<RolandEngine> roland;
   std::optional<CasioEngine> casio;
+  std::optional<HydraEngine> hydra;
   std::optional<FileTransferEngine> fileTransfer;
 
   std::vector<std::uint8_t> sysex;  // being assembled; empty: none
@@ -85,6 +88,7 @@ void SimulatedInstrument::State::OnSysEx() {
   ++received;
   if (roland && roland->Handle(sysex)) return;
   if (fileTransfer && fileTransfer->Handle(sysex)) return;
+  if (hydra && hydra->Handle(sysex)) return;
   messages.Handle(sysex);
 }
 
@@ -190,6 +194,8 @@ LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
       taken = s.roland->LoadData(message, &why);
     else if (s.casio)
       taken = s.casio->LoadData(message, &why);
+    else if (s.hydra)
+      taken = s.hydra->LoadData(message, &why);
     else
       taken = s.messages.LoadData(s.fileTransfer ? s.fileTransfer->OneWay(message) : message, &why);
     if (taken)
@@ -222,7 +228,7 @@ std::vector<std::uint8_t> SimulatedInstrument::Dump() const {
       for (const auto& message : DumpRange(range.address, range.bytes)) append(message);
     return dump;
   }
-  if (state_->casio) {
+  if (state_->casio || state_->hydra) {
     for (const RuleInfo::Send& send : description().dump)
       for (int item = std::max(send.first, 0); item <= std::max(send.last, 0); ++item)
         append(DumpOf(send.message, item));
@@ -239,6 +245,8 @@ std::vector<std::uint8_t> SimulatedInstrument::DumpOf(std::string_view message, 
   if (area < 0) return {};
   if (state_->casio) return state_->casio->FileMessage(area, item);
   std::vector<std::uint8_t> bytes;
+  if (state_->hydra)
+    for (const auto& piece : state_->hydra->FileMessages(item)) bytes.insert(bytes.end(), piece.begin(), piece.end());
   if (state_->roland)
     for (const auto& piece : state_->roland->ItemMessages(area, item))
       bytes.insert(bytes.end(), piece.begin(), piece.end());
