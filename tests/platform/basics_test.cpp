@@ -32,6 +32,14 @@ TEST(Text, InvalidUtf8IsSeen) {
   EXPECT_EQ(CutUtf8("\x80\x80\x80\x80\x80\x80", 5).size(), 5u);
 }
 
+TEST(Text, WholeWords) {
+  EXPECT_TRUE(AsciiHasWordNoCase("Yamaha DX7", "dx7"));
+  EXPECT_TRUE(AsciiHasWordNoCase("dx7ii and DX7", "dx7"));
+  EXPECT_TRUE(AsciiHasWordNoCase("Roland JV-1080", "jv"));
+  for (const char* none : {"Yamaha DX7II", "XDX7", "", "dx"}) EXPECT_FALSE(AsciiHasWordNoCase(none, "dx7")) << none;
+  EXPECT_FALSE(AsciiHasWordNoCase("anything", ""));
+}
+
 TEST(Text, Numbers) {
   const struct {
     const char* text;
