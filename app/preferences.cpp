@@ -8,8 +8,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QSpinBox>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -185,6 +188,10 @@ PreferencesSheet::PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWid
           [this] { pages_[static_cast<std::size_t>(tabs_->currentIndex())]->RestoreDefaults(); });
   connect(search_, &QLineEdit::textChanged, this, &PreferencesSheet::Search);
   tabs_->setFocus();
+  // As tall as the longest page, where the screen has room for it.
+  const int others = sizeHint().height() - tabs_->sizeHint().height();
+  const int room = screen() ? screen()->availableGeometry().height() * 9 / 10 : 600;
+  resize(sizeHint().width(), std::min(room, tallest_ + tabs_->tabBar()->sizeHint().height() + others));
 }
 
 void PreferencesSheet::AddPage(ZKPropPage* page) {
@@ -192,7 +199,10 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   scroll->setWidgetResizable(true);
   scroll->setFrameShape(QFrame::NoFrame);
   scroll->setWidget(page);
-  scroll->setMinimumWidth(page->sizeHint().width() + fontMetrics().averageCharWidth() * 4);
+  scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  scroll->setMinimumWidth(page->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width());
+  scroll->setMinimumHeight(fontMetrics().lineSpacing() * 16);
+  tallest_ = std::max(tallest_, page->sizeHint().height() + scroll->frameWidth() * 2);
   tabs_->addTab(scroll, page->tab());
   pages_.push_back(page);
   page->OnInitDialog();

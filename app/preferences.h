@@ -166,6 +166,7 @@ class PreferencesSheet final : public QDialog {
   QLabel* help_;
   QPushButton* apply_;
   QPushButton* cancel_;
+  int tallest_ = 0;
   std::vector<ZKPropPage*> pages_;
 };
 

@@ -109,8 +109,8 @@
   X(MainHideUAC, hideUAC, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Hide permission notices") \
   X(MainGroupByType, groupByType, U8, nullptr, nullptr, 1, 0, 1, Plain, None, "Arrange Sets by type") \
   X(MainBankAuditionDisabled, bankAuditionDisabled, U8, "Preferences", "Bank Audition Enable", 1, 0, 1, Inverted, None, "Bank auditions are off") \
-  X(MainNotesToPlay, notesToPlay, U8, "Preferences", "Notes to Play", 4, 0, 7, MinusOne, Tones, "Notes to play, less one") \
-  X(MainPlaybackSpeed, playbackSpeed, U8, "Preferences", "Playback Speed", 2, 0, 255, MinusOne, Tones, "Playback speed, less one") \
+  X(MainNotesToPlay, notesToPlay, U8, "Preferences", "Notes to Play", 4, 0, 7, MinusOne, Tones, "Notes to play") \
+  X(MainPlaybackSpeed, playbackSpeed, U8, "Preferences", "Playback Speed", 2, 0, 255, MinusOne, Tones, "Playback speed") \
   X(MainMouseDirection, mouseDirection, U8, "Preferences", "Mouse Direction", 1, 0, 255, Plain, None, "Mouse direction") \
   X(MainBackgroundMode, backgroundMode, U8, "Preferences", "Background Mode", 0, 0, 255, Plain, None, "Background picture") \
   X(MainAutoLoad, autoLoad, U8, "Preferences", "Auto Load", 0, 0, 1, Plain, None, "Load Sets at start") \

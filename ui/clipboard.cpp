@@ -14,7 +14,7 @@ bool CopyText(Prompts& prompts, const QString& text, const char* title) {
     return false;
   }
   clipboard->setText(text);
-  if (text.isEmpty() || clipboard->ownsClipboard()) return true;
+  if (text.isEmpty() || clipboard->ownsClipboard() || clipboard->text() == text) return true;
   prompts.Say(title, "Unable to set Clipboard data");
   return false;
 }

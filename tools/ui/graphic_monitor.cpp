@@ -120,6 +120,8 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
   });
   row->addWidget(clear);
   row->addStretch();
+  layout->addLayout(row);
+  row = new QHBoxLayout;
   row->addWidget(new QLabel(tr("Channels:"), this));
   for (int channel = 0; channel < 16; ++channel) {
     auto* label = new QLabel(QString::number(channel + 1), this);
@@ -132,6 +134,7 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
     label->setMinimumWidth(label->fontMetrics().horizontalAdvance(QStringLiteral("000")));
     row->addWidget(label);
   }
+  row->addStretch();
   layout->addLayout(row);
   scroll_->setWidget(keyboard_);
   scroll_->setWidgetResizable(false);
