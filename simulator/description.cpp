@@ -10,7 +10,6 @@ namespace {
 
 constexpr int kMaxItems = 4096;
 constexpr int kMaxItemBytes = 65536;
-constexpr std::size_t kMaxMemory = 16U << 20;
 constexpr std::size_t kMaxDescriptionBytes = 1U << 20;
 
 // Reads the lines of one description into the record; the first problem ends it.
@@ -27,7 +26,8 @@ class DescriptionReader {
       ReadLine(StripComment(text_.substr(at, end - at)));
       at = end + 1;
     }
-    if (problem_.empty()) Check();
+    std::string what;
+    if (problem_.empty() && !CompleteDescription(&out_, &what)) Fail(what);
     DescriptionResult result;
     if (problem_.empty())
       result.description = std::move(out_);
@@ -236,18 +236,9 @@ class DescriptionReader {
     }
     area.nameOffset = *offset;
     area.nameLength = *length;
-    if (words[2] == "ascii")
-      area.nameCode = NameCode::kAscii;
-    else if (words[2] == "ascii-zero-ends")
-      area.nameCode = NameCode::kAsciiZeroEnds;
-    else if (words[2] == "d50")
-      area.nameCode = NameCode::kD50;
-    else if (words[2] == "matrix")
-      area.nameCode = NameCode::kMatrix;
-    else if (words[2] == "mks50")
-      area.nameCode = NameCode::kMks50;
-    else
-      Fail("\"" + std::string(words[2]) + "\" is no name code");
+    const auto code = NameCodeOf(words[2]);
+    area.nameCode = code.value_or(NameCode::kNone);
+    if (!code) Fail("\"" + std::string(words[2]) + "\" is no name code");
     return true;
   }
 
@@ -414,18 +405,9 @@ class DescriptionReader {
   }
 
   bool Packing(MessageInfo& message) {
-    if (value_ == "plain")
-      message.packing = BodyPacking::kPlain;
-    else if (value_ == "nibbles-low")
-      message.packing = BodyPacking::kNibblesLowFirst;
-    else if (value_ == "nibbles-high")
-      message.packing = BodyPacking::kNibblesHighFirst;
-    else if (value_ == "seven-eight")
-      message.packing = BodyPacking::kSevenEight;
-    else if (value_ == "hex-digits")
-      message.packing = BodyPacking::kHexDigits;
-    else
-      Fail("\"" + std::string(value_) + "\" is no packing");
+    const auto packing = BodyPackingOf(value_);
+    message.packing = packing.value_or(BodyPacking::kPlain);
+    if (!packing) Fail("\"" + std::string(value_) + "\" is no packing");
     return true;
   }
 
@@ -598,47 +580,6 @@ class DescriptionReader {
     return false;
   }
 
-  // What can only be seen when everything is there.
-  void Check() {
-    if (out_.key.empty() || out_.name.empty() || out_.areas.empty())
-      return Fail("an instrument needs a key, a name and an area");
-    if (out_.portName.empty()) out_.portName = "Simulated " + out_.name;
-    std::size_t memory = 0;
-    for (AreaInfo& area : out_.areas) {
-      memory += static_cast<std::size_t>(area.itemBytes) * static_cast<std::size_t>(area.items);
-      if (memory > kMaxMemory) return Fail("no instrument has more than 16 MiB of memory");
-      if (area.itemBytes < 1) return Fail("area " + area.key + " has no size");
-      if (area.nameOffset >= 0 && area.nameOffset + area.nameLength > area.itemBytes)
-        return Fail("the name of area " + area.key + " lies outside");
-      if (area.writableItems < 0) area.writableItems = area.items;
-      if (area.listed == 0 || area.listed > area.items) area.listed = area.items;
-      if (area.address && area.segments.empty()) area.segments.push_back({0, 0, area.itemBytes});
-      if (area.address && area.addressStride == 0) area.addressStride = static_cast<std::uint32_t>(area.itemBytes);
-    }
-    for (const MessageInfo& message : out_.messages) {
-      const bool begins = !message.head.empty() && message.head.front().value == 0xF0;
-      if (!begins || (message.parts.empty() && message.head.back().value != 0xF7))
-        return Fail("message " + message.key + " needs a head that begins with F0, and data or an F7");
-    }
-    if (out_.fileTransfer && (out_.fileTransfer->frame.empty() || out_.fileTransfer->data.empty()))
-      return Fail("a file transfer needs a frame and data");
-    for (const RuleInfo& rule : out_.rules) {
-      if (rule.match.empty()) return Fail("rule " + rule.key + " matches nothing");
-      for (const RuleInfo::Send& send : rule.sends)
-        if (out_.FindMessage(send.message) == nullptr) return Fail("there is no message " + send.message);
-    }
-    for (const RuleInfo::Send& send : out_.fileTransfer ? out_.fileTransfer->data : std::vector<RuleInfo::Send>())
-      if (out_.FindMessage(send.message) == nullptr) return Fail("there is no message " + send.message);
-    for (const RuleInfo::Send& send : out_.dump)
-      if (!out_.roland && out_.FindMessage(send.message) == nullptr && !out_.casio && !out_.hydra)
-        return Fail("there is no message " + send.message);
-    for (const LinkInfo& link : out_.links) {
-      const int bank = out_.areas[static_cast<std::size_t>(link.bankArea)].itemBytes;
-      if (link.fields.empty() && bank != out_.areas[static_cast<std::size_t>(link.editArea)].itemBytes)
-        return Fail("a link between items of different size needs fields");
-    }
-  }
-
   std::string_view text_;
   std::string source_;
   InstrumentDescription out_;
@@ -650,18 +591,6 @@ class DescriptionReader {
 };
 
 }  // namespace
-
-int InstrumentDescription::FindArea(std::string_view areaKey) const {
-  for (std::size_t i = 0; i < areas.size(); ++i)
-    if (areas[i].key == areaKey) return static_cast<int>(i);
-  return -1;
-}
-
-const MessageInfo* InstrumentDescription::FindMessage(std::string_view messageKey) const {
-  for (const MessageInfo& message : messages)
-    if (message.key == messageKey) return &message;
-  return nullptr;
-}
 
 DescriptionResult ParseDescription(std::string_view text, const std::string& source) {
   if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description."};

@@ -224,6 +224,10 @@ struct DescriptionResult {
   std::string problem;  // a sentence with file and line when there is no description
 };
 
+// Fills in what a description leaves out and looks at what can only be seen when everything is there; false with what
+// is wrong (no full stop).  Part of ParseDescription.
+bool CompleteDescription(InstrumentDescription* description, std::string* problem);
+
 // Parses the text of a description; `source` is named in problems.  Survives any input.
 DescriptionResult ParseDescription(std::string_view text, const std::string& source);
 DescriptionResult LoadDescription(const std::filesystem::path& file);

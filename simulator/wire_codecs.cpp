@@ -99,7 +99,33 @@ class TrackReader {
   std::size_t at_ = 0;
 };
 
+template <typename Code, std::size_t N>
+std::optional<Code> CodeByName(const std::pair<std::string_view, Code> (&table)[N], std::string_view name) {
+  for (const auto& [text, code] : table)
+    if (text == name) return code;
+  return std::nullopt;
+}
+
 }  // namespace
+
+std::optional<BodyPacking> BodyPackingOf(std::string_view name) {
+  static constexpr std::pair<std::string_view, BodyPacking> kPackings[] = {
+      {"plain", BodyPacking::kPlain},
+      {"nibbles-low", BodyPacking::kNibblesLowFirst},
+      {"nibbles-high", BodyPacking::kNibblesHighFirst},
+      {"seven-eight", BodyPacking::kSevenEight},
+      {"hex-digits", BodyPacking::kHexDigits}};
+  return CodeByName(kPackings, name);
+}
+
+std::optional<NameCode> NameCodeOf(std::string_view name) {
+  static constexpr std::pair<std::string_view, NameCode> kCodes[] = {{"ascii", NameCode::kAscii},
+                                                                     {"ascii-zero-ends", NameCode::kAsciiZeroEnds},
+                                                                     {"d50", NameCode::kD50},
+                                                                     {"matrix", NameCode::kMatrix},
+                                                                     {"mks50", NameCode::kMks50}};
+  return CodeByName(kCodes, name);
+}
 
 std::size_t PackedSize(BodyPacking packing, std::size_t bytes) {
   if (packing == BodyPacking::kPlain) return bytes;

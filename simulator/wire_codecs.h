@@ -15,6 +15,10 @@ namespace tonalith {
 // The codings of the simulated instruments.  They are written from what the instruments do and share nothing with the
 // program's own packing and checksum code, so that each checks the other.
 
+// By the names that descriptions use.
+std::optional<BodyPacking> BodyPackingOf(std::string_view name);
+std::optional<NameCode> NameCodeOf(std::string_view name);
+
 std::size_t PackedSize(BodyPacking packing, std::size_t bytes);
 std::vector<std::uint8_t> PackBody(BodyPacking packing, std::span<const std::uint8_t> bytes);
 // `bytes`: how many unpacked bytes there must be; nullopt when the size does not fit.

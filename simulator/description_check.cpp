@@ -1,0 +1,68 @@
+#include "simulator/description.h"
+
+namespace tonalith {
+namespace {
+
+constexpr std::size_t kMaxMemory = 16U << 20;
+
+}  // namespace
+
+int InstrumentDescription::FindArea(std::string_view areaKey) const {
+  for (std::size_t i = 0; i < areas.size(); ++i)
+    if (areas[i].key == areaKey) return static_cast<int>(i);
+  return -1;
+}
+
+const MessageInfo* InstrumentDescription::FindMessage(std::string_view messageKey) const {
+  for (const MessageInfo& message : messages)
+    if (message.key == messageKey) return &message;
+  return nullptr;
+}
+
+bool CompleteDescription(InstrumentDescription* description, std::string* problem) {
+  InstrumentDescription& out = *description;
+  const auto fail = [problem](std::string text) {
+    *problem = std::move(text);
+    return false;
+  };
+  if (out.key.empty() || out.name.empty() || out.areas.empty())
+    return fail("an instrument needs a key, a name and an area");
+  if (out.portName.empty()) out.portName = "Simulated " + out.name;
+  std::size_t memory = 0;
+  for (AreaInfo& area : out.areas) {
+    memory += static_cast<std::size_t>(area.itemBytes) * static_cast<std::size_t>(area.items);
+    if (memory > kMaxMemory) return fail("no instrument has more than 16 MiB of memory");
+    if (area.itemBytes < 1) return fail("area " + area.key + " has no size");
+    if (area.nameOffset >= 0 && area.nameOffset + area.nameLength > area.itemBytes)
+      return fail("the name of area " + area.key + " lies outside");
+    if (area.writableItems < 0) area.writableItems = area.items;
+    if (area.listed == 0 || area.listed > area.items) area.listed = area.items;
+    if (area.address && area.segments.empty()) area.segments.push_back({0, 0, area.itemBytes});
+    if (area.address && area.addressStride == 0) area.addressStride = static_cast<std::uint32_t>(area.itemBytes);
+  }
+  for (const MessageInfo& message : out.messages) {
+    const bool begins = !message.head.empty() && message.head.front().value == 0xF0;
+    if (!begins || (message.parts.empty() && message.head.back().value != 0xF7))
+      return fail("message " + message.key + " needs a head that begins with F0, and data or an F7");
+  }
+  if (out.fileTransfer && (out.fileTransfer->frame.empty() || out.fileTransfer->data.empty()))
+    return fail("a file transfer needs a frame and data");
+  for (const RuleInfo& rule : out.rules) {
+    if (rule.match.empty()) return fail("rule " + rule.key + " matches nothing");
+    for (const RuleInfo::Send& send : rule.sends)
+      if (out.FindMessage(send.message) == nullptr) return fail("there is no message " + send.message);
+  }
+  for (const RuleInfo::Send& send : out.fileTransfer ? out.fileTransfer->data : std::vector<RuleInfo::Send>())
+    if (out.FindMessage(send.message) == nullptr) return fail("there is no message " + send.message);
+  for (const RuleInfo::Send& send : out.dump)
+    if (!out.roland && out.FindMessage(send.message) == nullptr && !out.casio && !out.hydra)
+      return fail("there is no message " + send.message);
+  for (const LinkInfo& link : out.links) {
+    const int bank = out.areas[static_cast<std::size_t>(link.bankArea)].itemBytes;
+    if (link.fields.empty() && bank != out.areas[static_cast<std::size_t>(link.editArea)].itemBytes)
+      return fail("a link between items of different size needs fields");
+  }
+  return true;
+}
+
+}  // namespace tonalith
