@@ -172,6 +172,18 @@ const std::vector<RealDump> kRealDumps = {
      0,
      1,
      0},
+    {"sequential-prophet08", "sequential-prophet08/DSIProphet08.syx", 1, "programs", {"F0 01 23 05 00 00 F7"}, 0, 1, 0},
+    {"sequential-rev2", "sequential-rev2/SequentialProphetRev2.syx", 1, "programs", {"F0 01 2F 05 00 00 F7"}, 0, 1, 0},
+    {"waldorf-blofeld", "waldorf-blofeld/Blofeld.syx", 1, "sounds", {"F0 3E 13 00 00 00 00 F7"}, 0, 1, 0},
+    {"waldorf-blofeld", "waldorf-blofeld/BlofeldMulti.syx", 1, "multis", {"F0 3E 13 00 01 00 00 F7"}, 0, 1, 0},
+    {"waldorf-blofeld",
+     "waldorf-blofeld/Waldorf_Blofeld_Blo_Factory_2008.syx",
+     1024,
+     "sounds",
+     {"F0 3E 13 00 00 40 00 F7"},
+     0,
+     1024,
+     0},
     {"oberheim-matrix1000",
      "oberheim-matrix1000/OberheimMatrix1000Global.syx",
      1,
@@ -295,6 +307,31 @@ TEST(AlphaJuno, ToneBecomesItsParameters) {
   EXPECT_EQ(edit[34], packed[27] >> 6 << 5 | packed[28] >> 6 << 3 | packed[29] >> 6 << 1 | (packed[30] >> 6 & 1));
   ASSERT_TRUE(juno->StorePatch("tones", 5));
   EXPECT_EQ(juno->Item("tones", 5), packed);
+}
+
+// A patch comes in acknowledged pieces; what a file wrote is what is read, but for the kind of the record.
+TEST(RealHydrasynthPatch, ComesBackPieceByPiece) {
+  const auto path = SysExFolder() / "asm-hydrasynth/ASMHydrasynth_v2.syx";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no real dumps at " << path;
+  const auto messages = ScanSysEx(ReadWhole(path));
+  auto instrument = Make("asm-hydrasynth");
+  EXPECT_EQ(instrument->LoadDump(ReadWhole(path)).taken, 25);
+  EXPECT_EQ(instrument->PanelList("patches").front().name, "Init");
+  EXPECT_TRUE(instrument->DumpOf("patches", 0) == ReadWhole(path));
+  Host host(*instrument);
+  EXPECT_TRUE(host.Ask("F0 00 20 2B 00 6F 74 4C 66 5A 55 51 51 41 41 41 41 3D F7").empty()) << "it is not locked";
+  EXPECT_EQ(host.Ask(messages[0]), Hex("F0 00 20 2B 00 6F 47 45 51 6D 4A 52 6B 41 F7"));
+  EXPECT_EQ(host.Ask("F0 00 20 2B 00 6F 74 4C 66 5A 55 51 51 41 41 41 41 3D F7").size(), 191U);
+  EXPECT_EQ(host.Ask("F0 00 20 2B 00 6F 6C 50 71 68 35 78 63 41 41 42 59 3D F7"), messages[2]);
+  EXPECT_EQ(host.Ask("F0 00 20 2B 00 6F 31 63 75 36 2F 68 63 41 41 52 59 3D F7"), messages[3]);
+  EXPECT_EQ(host.Ask("F0 00 20 2B 00 6F 32 78 63 4C 44 68 6F 41 F7"),
+            Hex("F0 00 20 2B 00 6F 6D 69 59 51 46 78 73 41 F7"));
+  // Written message by message, into another: every piece is acknowledged.
+  auto other = Make("asm-hydrasynth");
+  Host to(*other);
+  for (const Bytes& message : messages) EXPECT_FALSE(to.Ask(message).empty());
+  EXPECT_EQ(other->display(), "SAVED");
+  EXPECT_TRUE(other->DumpOf("patches", 0) == ReadWhole(path));
 }
 
 }  // namespace
