@@ -67,7 +67,7 @@ TEST(MessagesOfVoices, BanksOfFourToAMessage) {
   EXPECT_EQ(Found(backwards), Texts{bank});
   EXPECT_EQ(Found(Joined({whole, backwards})), (Texts{bank, bank}));
   EXPECT_EQ(Found(half), Texts{"Roland Alpha Juno/Tone Bank none: 51 Iron Bell .. 88 Iron Orgn (32)"});
-  EXPECT_EQ(Found(juno.Sends("tone_block", 60)).front().substr(0, 34), "Roland Alpha Juno/Four Tones none:");
+  EXPECT_EQ(Found(juno.Sends("tone_block", 60)).front().substr(0, 34), "Roland Alpha Juno/Tone Block none:");
   // A torn block in the middle is missed, and said to be.
   Dump torn = whole;
   torn.erase(torn.begin() + 266 * 6 - 40, torn.begin() + 266 * 6);
