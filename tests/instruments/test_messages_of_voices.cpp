@@ -84,6 +84,10 @@ TEST(MessagesOfVoices, BlocksOfTheDx7II) {
   EXPECT_EQ(Found(Joined({one, first, two, second})),
             (Texts{"Yamaha DX7II/Voices 1-32 ok" + firstNames,
                    "Yamaha DX7II/Voices 33-64 ok: 33 Iron Bell .. 64 Iron Orgn (32)"}));
+  const Texts alone = Found(Joined({dx.Sends("additional", 0), first}));
+  ASSERT_EQ(alone.size(), 2u);
+  EXPECT_EQ(alone[0].substr(0, 31), "Yamaha DX7II/Additional 1-32 ok");
+  EXPECT_EQ(alone[1], "Yamaha DX7/Voice Bank ok" + firstNames);
   Dump damaged = dx.Sends("fractional", 32);
   damaged[505 * 20 + 100] ^= 1;
   EXPECT_EQ(Found(Joined({two, damaged})).front().substr(0, 34), "Yamaha DX7II/Fractional 33-64 bad:");
