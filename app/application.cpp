@@ -231,6 +231,10 @@ void CZKApp::ShowSplash(const std::string& picture, int milliseconds) {
   QTimer::singleShot(milliseconds, this, [this] { splash_.reset(); });
 }
 
+void CZKApp::AskForPorts() {
+  frame_->AskForPorts();
+}
+
 void CZKApp::LoadRecentFiles(int entries) {
   frame_->LoadRecentFiles(entries);
 }

@@ -50,6 +50,7 @@ class CZKApp final : public QObject, public StartStopHost {
   void UpdateAppTitleBar() override;
   void ShowMainFrame() override;
   void ShowSplash(const std::string& picture, int milliseconds) override;
+  void AskForPorts() override;
   void LoadRecentFiles(int entries) override;
   void CloseMainWindow() override;
   void ShowClosingMidi(const std::function<void()>& close) override;

@@ -133,7 +133,10 @@ void CMainFrame::AddChild(ZKWindow* window) {
   sub->setAttribute(Qt::WA_DeleteOnClose);
   connect(window, &ZKWindow::StateChanged, this, &CMainFrame::UpdateCommands);
   connect(window, &ZKWindow::StatusMessage, this, &CMainFrame::Status);
-  connect(window, &ZKWindow::Closing, this, [this, window] { StoreChildPlace(window); });
+  connect(window, &ZKWindow::Closing, this, [this, window] {
+    StoreChildPlace(window);
+    if (window == studioWindow_) studioWindow_.clear();
+  });
   // Its own Close would make the menu's shortcut ambiguous.
   for (QAction* action : sub->actions()) action->setShortcuts(QList<QKeySequence>());
   if (QMenu* own = sub->systemMenu()) {

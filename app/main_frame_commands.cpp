@@ -113,6 +113,13 @@ constexpr const char* kOpenFilterLine6 =
 constexpr const char* kKeyFile = "ZKKeys.ini";
 constexpr int kMostCategories = 32;
 
+// An entry of a long list, reached by 1 to 9 and A to Z.
+QString WithLetter(std::size_t place, const QString& text) {
+  if (place >= 35) return text;
+  const char letter = static_cast<char>(place < 9 ? '1' + place : 'A' + (place - 9));
+  return QStringLiteral("&%1 %2").arg(QLatin1Char(letter)).arg(text);
+}
+
 }  // namespace
 
 // ---- menus and commands ---------------------------------------------------------------------------------------------
@@ -190,21 +197,20 @@ void CMainFrame::BuildSimulatorMenu(QMenu* menu) {
   menu->menuAction()->setVisible(simulation_ != nullptr);
   if (!simulation_) return;
   for (std::size_t place = 0; place < simulation_->studio().Count(); ++place) {
-    QAction* action =
-        menu->addAction(QStringLiteral("&%1 %2").arg(place + 1).arg(FromUtf8(simulation_->studio().PortName(place))));
+    QAction* action = menu->addAction(WithLetter(place, FromUtf8(simulation_->studio().PortName(place))));
     action->setCheckable(true);
     action->setChecked(true);
     action->setStatusTip(tr("Pull or plug this virtual cable"));
     connect(action, &QAction::toggled, this, [this, place](bool on) { simulation_->SetPlugged(place, on); });
   }
   menu->addSeparator();
-  BuildPanelMenu(menu->addMenu(tr("Send from the Pa&nel")));
+  BuildPanelMenu(menu->addMenu(tr("&0 Send from the Panel")));
 }
 
 // What somebody at the instrument can have it send.
 void CMainFrame::BuildPanelMenu(QMenu* menu) {
   for (std::size_t place = 0; place < simulation_->studio().Count(); ++place) {
-    QMenu* panel = menu->addMenu(FromUtf8(simulation_->studio().PortName(place)));
+    QMenu* panel = menu->addMenu(WithLetter(place, FromUtf8(simulation_->studio().PortName(place))));
     std::vector<std::string> keys;
     simulation_->studio().With(place, [&keys](SimulatedInstrument& instrument) {
       for (const MessageInfo& message : instrument.description().messages) keys.push_back(message.key);
@@ -212,8 +218,10 @@ void CMainFrame::BuildPanelMenu(QMenu* menu) {
       for (const AreaInfo& area : instrument.description().areas) keys.push_back(area.key);
     });
     keys.emplace_back("everything");
+    std::size_t number = 0;
     for (const std::string& key : keys)
-      panel->addAction(FromUtf8(key), this, [this, place, key] { simulation_->studio().PanelSend(place, key); });
+      panel->addAction(WithLetter(number++, FromUtf8(key)), this,
+                       [this, place, key] { simulation_->studio().PanelSend(place, key); });
   }
 }
 

@@ -122,7 +122,7 @@ bool CMainFrame::LoadWorkspace(const std::string& path) {
       }
     }
   }
-  if (left > 0) Status(tr("%n window(s) of the desktop could not be opened.", nullptr, left));
+  if (left > 0) Status(tr("Windows of the desktop that could not be opened: %1.").arg(left));
   return true;
 }
 

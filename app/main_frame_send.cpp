@@ -182,17 +182,18 @@ bool CMainFrame::SMFTransmit(const std::string& path, int port) {
   }
   // The port keeps the time: what it sent last takes a part of the wait.
   double onWire = 0;
+  SendOptions options;
+  options.mayWait = false;
   for (const SmfTimedMessage& message : messages) {
     const double wait = message.waitMs - onWire;
     if (wait >= 1) out.MidiOutDelay(number, static_cast<std::uint32_t>(std::min(wait, 4.0e9)));
-    if (out.SENDDATAX(number, message.bytes, 0, false) != 0) {
-      prompts().Say(kSendTitle, path + "\n\nThe MIDI OUT port took only a part of the messages.");
+    if (out.SendDataPort(message.bytes, number, options) <= 0) {
+      prompts().Say(kSendTitle, path + "\n\nThe MIDI OUT port did not take all of the messages.");
       return false;
     }
     onWire = WireMs(message.bytes.size(), open->EffectiveRate());
   }
-  Status(tr("Sending %n SysEx message(s) of %1...", nullptr, static_cast<int>(messages.size()))
-             .arg(FromUtf8(FileNameOf(path))));
+  Status(tr("Sending %1 (SysEx messages: %2)...").arg(FromUtf8(FileNameOf(path))).arg(messages.size()));
   return true;
 }
 
@@ -263,8 +264,8 @@ void CMainFrame::EndSendJob() {
   QString text = !job.problem.isEmpty() ? job.problem
                  : job.stopped          ? tr("Sending %1 was stopped.").arg(job.name)
                                         : tr("%1 was sent.").arg(job.name);
-  if (job.sent > 1 || (job.stopped && job.sent > 0)) text += tr(" (%n part(s))", nullptr, job.sent);
-  if (job.inactive > 0) text += tr(" %n inactive part(s) stayed out.", nullptr, job.inactive);
+  if (job.sent > 1 || (job.stopped && job.sent > 0)) text += tr(" (%1 parts)").arg(job.sent);
+  if (job.inactive > 0) text += tr(" Inactive parts that stayed out: %1.").arg(job.inactive);
   Status(text);
   if (!job.problem.isEmpty()) prompts().Say(kSendTitle, ToUtf8(job.name + QStringLiteral("\n\n") + job.problem));
 }

@@ -105,7 +105,9 @@ RawSysExWindow::RawSysExWindow(std::vector<std::uint8_t> bytes, std::string path
       port_(new QComboBox(this)) {
   setWindowTitle(tr("Raw SysEx - %1").arg(FromUtf8(FileNameOf(path_))));
   auto* column = new QVBoxLayout(this);
-  QString heading = tr("%n message(s), %1 bytes", nullptr, model_->rowCount()).arg(bytes_.size());
+  const int count = model_->rowCount();
+  QString heading = count == 1 ? tr("1 message, %1 bytes").arg(bytes_.size())
+                               : tr("%1 messages, %2 bytes").arg(count).arg(bytes_.size());
   if (model_->otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(model_->otherBytes());
   column->addWidget(new QLabel(heading, this));
 

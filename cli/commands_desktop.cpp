@@ -31,7 +31,7 @@ int RunDesktop(CliEnvironment& environment, const std::vector<std::string>& args
 }
 
 std::string DesktopForms() {
-  return "  desktop dump FILE\n";
+  return "desktop dump FILE                   the windows of a desktop, a line each\n";
 }
 
 std::string DesktopDetails() {

@@ -153,8 +153,7 @@ Result SafeJoin(const std::string& root, std::string_view name, std::string& out
     return Result::Failure(Printf("The file name \"%s\" is refused: %s.",
                                   IsValidUtf8(name) ? std::string(name).c_str() : shown.c_str(), reason));
   }
-  const auto realRoot = RealPath(root);
-  if (!realRoot) return Result::Failure(Printf("The folder %s does not exist.", root.c_str()));
+  if (!PathExists(root)) return Result::Failure(Printf("The folder %s does not exist.", root.c_str()));
   std::string path = root;
   bool exists = true;
   for (const std::string& component : PathComponents(name)) {
@@ -163,8 +162,10 @@ Result SafeJoin(const std::string& root, std::string_view name, std::string& out
     struct stat info {};
     exists = ::lstat(path.c_str(), &info) == 0;
     if (!exists || !S_ISLNK(info.st_mode)) continue;
+    // Only a link can lead out; following the root's own components for every name would cost more than all the rest.
+    const auto realRoot = RealPath(root);
     const auto real = RealPath(path);
-    if (!real || !IsBelow(*realRoot, *real)) {
+    if (!realRoot || !real || !IsBelow(*realRoot, *real)) {
       return Result::Failure(
           Printf("The file name \"%s\" is refused: it leads out of its folder.", std::string(name).c_str()));
     }

@@ -131,6 +131,7 @@ bool StartStop::InitInstance() {
 // the windows that refer to it.
 void StartStop::AfterShow() {
   basics_->OpenMidiPorts();
+  host_.AskForPorts();
   if (StudioHost* studio = basics_->studio()) studio->DrvLoadSetup(0);
   DocumentsHost* documents = basics_->documents();
   const std::string desktop = basics_->paths().DefaultDesktopFile();

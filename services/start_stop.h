@@ -50,6 +50,8 @@ class StartStopHost {
   virtual void ShowMainFrame() {}
   virtual void ShowSplash(const std::string& picture, int milliseconds) { (void)picture, (void)milliseconds; }
   virtual void ZKEditOnFirstOpen() {}
+  // Asks for ports when none are selected for a direction; the ports that are selected are open.
+  virtual void AskForPorts() {}
   virtual void LoadRecentFiles(int entries) { (void)entries; }
 
   // ---- end

@@ -76,7 +76,7 @@ def sheet(x, y, width=9, height=12, fold=3):
 
 
 def din(cx, cy):
-    pins = [disc(cx + 3.1 * math.cos(a), cy + 3.1 * math.sin(a), 0.9)
+    pins = [disc(cx + 3.1 * math.cos(a), cy + 0.8 - 3.4 * math.sin(a), 0.9)
             for a in (math.pi * n / 4 for n in range(5))]
     round_ = ring(cx, cy, 6.2)
     return lambda x, y: round_(x, y) or any(pin(x, y) for pin in pins)

@@ -1,0 +1,458 @@
+#include <QAction>
+#include <QHelpEvent>
+#include <QMouseEvent>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTableView>
+#include <QTest>
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+
+#include "app/control_bar.h"
+#include "app/desktop_menu.h"
+#include "app/file_kinds.h"
+#include "app/midi_panic.h"
+#include "app/raw_sysex_window.h"
+#include "data/container.h"
+#include "data/standard_midi_file.h"
+#include "platform/atomic_file.h"
+#include "services/desktop_file.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+const Bytes kMessage = {0xF0, 0x7D, 1, 2, 3, 0xF7};
+
+class MainFrameTest : public ProgramFixture {
+ protected:
+  void TearDown() override {
+    if (program_ && monitor_) basics().out().RemoveMonitor(monitor_);
+    ProgramFixture::TearDown();
+  }
+  ZKBasics& basics() { return *program_->basics(); }
+  void Write(const std::string& name, const Bytes& bytes) {
+    ASSERT_TRUE(WriteFileAtomically(Path(name), std::span<const std::uint8_t>(bytes)).ok());
+  }
+  // Notes what is sent from now on, as "port:hex".
+  void Listen() {
+    monitor_ = basics().out().AddMonitor([this](int port, std::span<const std::uint8_t> message) {
+      std::string line = std::to_string(port) + ":";
+      for (const std::uint8_t b : message) {
+        char hex[4];
+        std::snprintf(hex, sizeof hex, "%02X", b);
+        line += hex;
+      }
+      const std::lock_guard lock(mutex_);
+      sent_.push_back(line);
+    });
+  }
+  std::vector<std::string> Sent() {
+    const std::lock_guard lock(mutex_);
+    return sent_;
+  }
+  void CloseStudio() {
+    frame().ShowStudio()->CloseVerified();
+    ASSERT_TRUE(WaitFor([this] { return frame().Children().empty(); }));
+  }
+  bool Logged(const std::string& part) const { return LogText().find(part) != std::string::npos; }
+
+  std::mutex mutex_;
+  std::vector<std::string> sent_;
+  int monitor_ = 0;
+};
+
+// ---- commands -------------------------------------------------------------------------------------------------------
+
+TEST_F(MainFrameTest, CommandsWithoutAWindowSaySo) {
+  Start();
+  for (const CommandId id :
+       {CommandId::FileNewSet, CommandId::FileNewLibrary, CommandId::FileNewCollection, CommandId::FileNewSysExMessage,
+        CommandId::OptionsEditorSkins, CommandId::ViewSetList, CommandId::ViewFileList, CommandId::UtilitiesCreator,
+        CommandId::UtilitiesFileConversion, CommandId::UtilitiesController, CommandId::UtilitiesSequencer,
+        CommandId::UtilitiesRemote, CommandId::UtilitiesOscEditor}) {
+    const std::size_t before = program_->PromptLog().size();
+    frame().ActionOf(id)->trigger();
+    const auto log = program_->PromptLog();
+    ASSERT_EQ(log.size(), before + 1) << frame().ActionOf(id)->text().toStdString();
+    EXPECT_NE(log.back().find("is not part of this version of the program yet."), std::string::npos) << log.back();
+  }
+}
+
+TEST_F(MainFrameTest, CommandsThatChangeTheWindowDoSo) {
+  Start({"text Yamaha DX7, Voice"});
+  frame().ActionOf(CommandId::FileNewEditor)->trigger();
+  EXPECT_TRUE(qobject_cast<TZKBank*>(frame().ActiveChild())) << LogText();
+  for (const CommandId id : {CommandId::ViewControlBar, CommandId::ViewStatusBar}) {
+    QWidget* bar = id == CommandId::ViewControlBar ? static_cast<QWidget*>(frame().controlBar()) : frame().statusBar();
+    EXPECT_TRUE(bar->isVisible());
+    frame().ActionOf(id)->trigger();
+    EXPECT_FALSE(bar->isVisible());
+    frame().ActionOf(id)->trigger();
+    EXPECT_TRUE(bar->isVisible());
+  }
+  frame().ActionOf(CommandId::OptionsAudition)->trigger();
+  EXPECT_EQ(basics().MainAudition(-1), 0);
+  frame().ActionOf(CommandId::OptionsReopenDesktop)->trigger();
+  EXPECT_EQ(basics().MainAutoSaveLoadDesktop(-1), 0);
+  frame().ActionOf(CommandId::OptionsUpdateKeyList)->trigger();
+  EXPECT_TRUE(frame().statusBar()->currentMessage().contains(QStringLiteral("5 categories")))
+      << frame().statusBar()->currentMessage().toStdString();
+  EXPECT_TRUE(FileExists(basics().paths().MainGetDataPath() + "/ZKKeys.ini"));
+  frame().ActionOf(CommandId::WindowTabbed)->trigger();
+  EXPECT_FALSE(frame().ActionOf(CommandId::WindowTile)->isEnabled());
+  KeepScreenshot(&frame(), QStringLiteral("main_window_tabs"));
+  frame().ActionOf(CommandId::WindowTabbed)->trigger();
+  EXPECT_TRUE(frame().ActionOf(CommandId::WindowTile)->isEnabled());
+  EXPECT_FALSE(frame().ActionOf(CommandId::HelpOnline)->isEnabled()) << "no address is configured";
+  EXPECT_FALSE(frame().ActionOf(CommandId::HelpManual1)->isVisible());
+  frame().ActionOf(CommandId::HelpShortcuts)->trigger();
+  KeepScreenshot(&frame(), QStringLiteral("main_window"));
+}
+
+TEST_F(MainFrameTest, AuditionNotesGoToTheInstrumentAndEnd) {
+  Start();
+  TZKBank* bank = Open("k4", "Single", false);
+  const Synth& synth = bank->document().synth();
+  basics().MainTonesData(1, 61);
+  basics().MainTonesData(9, 90);
+  basics().MainNotesToPlay(2);
+  basics().MainPlaybackSpeed(0);
+  Listen();
+  frame().ActionOf(CommandId::PlayNote2)->trigger();
+  char on[32], off[32];
+  std::snprintf(on, sizeof on, "%d:%02X3D5A", synth.midiOutPort, 0x90 | synth.midiChannel);
+  std::snprintf(off, sizeof off, "%d:%02X3D00", synth.midiOutPort, 0x90 | synth.midiChannel);
+  EXPECT_TRUE(WaitFor([&] {
+    return Sent() == std::vector<std::string>{on, off};
+  })) << (Sent().empty() ? "" : Sent()[0]);
+  frame().ActionOf(CommandId::PlayLastNote)->trigger();
+  EXPECT_TRUE(WaitFor([&] { return Sent().size() == 4 && Sent()[2] == on; }));
+  frame().ActionOf(CommandId::PlayChord)->trigger();
+  EXPECT_TRUE(WaitFor([&] { return Sent().size() == 10; }));
+  frame().ActionOf(CommandId::PlaySequence)->trigger();
+  EXPECT_TRUE(WaitFor([&] { return Sent().size() == 16; }));
+}
+
+TEST_F(MainFrameTest, ApplicationVariablesAnswerByNumber) {
+  Start();
+  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 5, 0), -1);
+  frame().SendMessage(FrameMessage::SetAppVar, 1, 77);
+  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 1, 0), 77);
+  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVarGUID, 0, 0), 2);
+  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 2, 0), 0);
+  EXPECT_EQ(frame().SendMessage(static_cast<FrameMessage>(0x1234), 0, 0), 0);
+}
+
+// ---- files ----------------------------------------------------------------------------------------------------------
+
+TEST(FileKinds, TheFirstExtensionOfTheOrderWins) {
+  const struct {
+    const char* name;
+    FileKind kind;
+  } rows[] = {
+      {"a.pvs", FileKind::Set},
+      {"X.PVS.SYX", FileKind::Set},
+      {"a.syx.pvg", FileKind::Set},
+      {"a.pvd", FileKind::Collection},
+      {"a.PvL", FileKind::Library},
+      {"a.pv5", FileKind::Studio},
+      {"My.MIDI notes.dat", FileKind::MidiFile},
+      {"a.smf", FileKind::MidiFile},
+      {"a.zkr", FileKind::Remote},
+      {"a.pvb", FileKind::ImportedElsewhere},
+      {"a.zkosc", FileKind::OscEditor},
+      {"a.fxb", FileKind::PluginBank},
+      {"a.pvz", FileKind::Module},
+      {"a.library", FileKind::ForeignLibrary},
+      {"a.dat", FileKind::Data},
+      {"syx", FileKind::Data},
+      {"", FileKind::Data},
+  };
+  for (const auto& row : rows) EXPECT_EQ(KindOfFile(row.name), row.kind) << row.name;
+  EXPECT_EQ(KindOfFile("a.ubk"), FileKind::ForeignLibrary);
+  EXPECT_EQ(KindOfFile("a.ubk", kOpenInDesktop), FileKind::Data);
+  EXPECT_EQ(KindOfFile("a.ulb", kOpenInDesktop), FileKind::ForeignLibrary);
+}
+
+TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
+  Start();
+  CloseStudio();
+  const struct {
+    const char* name;
+    const char* sentence;  // empty: nothing is said
+  } rows[] = {
+      {"a.pvs", "The Set window is not part"},
+      {"a.pvc", "The Collection window is not part"},
+      {"a.pvl", "The Library window is not part"},
+      {"a.zkr", "The remote window is not part"},
+      {"a.zkosc", "This kind of file is not supported."},
+      {"a.fxb", "This kind of file is not supported."},
+      {"a.pvz", "using the menu option 'File | New | Studio'\\nbefore installing an instrument module."},
+      {"a.lib", "using the menu option 'File | New | Studio'\\nbefore opening this file."},
+      {"a.mid", ""},
+      {"a.l6t", ""},
+      {"a.pvw", "is not a desktop"},
+      {"a.dat", "is not a bank or patch"},
+  };
+  for (const auto& row : rows) {
+    Write(row.name, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    const std::size_t before = program_->PromptLog().size();
+    EXPECT_FALSE(frame().OpenFile(Path(row.name), 0)) << row.name;
+    const auto log = program_->PromptLog();
+    ASSERT_EQ(log.size(), before + (*row.sentence ? 1 : 0)) << row.name;
+    if (*row.sentence) {
+      EXPECT_NE(log.back().find(row.sentence), std::string::npos) << log.back();
+    }
+  }
+  EXPECT_TRUE(frame().Children().empty());
+}
+
+TEST_F(MainFrameTest, RawSysExIsListedSentAndSaved) {
+  Start({"file " + Path("part.syx")});
+  CloseStudio();
+  Bytes bytes = kMessage;
+  bytes.insert(bytes.end(), {0x11, 0x22});
+  bytes.insert(bytes.end(), kMessage.begin(), kMessage.end());
+  bytes.insert(bytes.end(), {0xF0, 0x43, 9});
+  Write("raw.syx", bytes);
+  ASSERT_TRUE(frame().OpenFile(Path("raw.syx"), 0));
+  ASSERT_TRUE(frame().OpenFile(Path("raw.syx"), 0)) << "a second time brings it to the front";
+  ASSERT_EQ(frame().Children().size(), 1U);
+  auto* window = qobject_cast<RawSysExWindow*>(frame().ActiveChild());
+  ASSERT_NE(window, nullptr);
+  ASSERT_EQ(window->model()->rowCount(), 3);
+  EXPECT_EQ(window->model()->RowAt(1).offset, 8U);
+  EXPECT_FALSE(window->model()->RowAt(2).complete);
+  EXPECT_EQ(window->model()->otherBytes(), 2U);
+  KeepScreenshot(window, QStringLiteral("raw_sysex"));
+  Listen();
+  window->list()->selectRow(1);
+  frame().RunCommand(CommandId::MidiTransmit);
+  EXPECT_TRUE(WaitFor([this] { return Sent() == std::vector<std::string>{"0:F07D010203F7"}; }));
+  frame().RunCommand(CommandId::FileSaveAs);
+  Bytes saved;
+  ASSERT_TRUE(ReadWholeFile(Path("part.syx"), saved).ok());
+  EXPECT_EQ(saved, kMessage);
+}
+
+// ---- sending --------------------------------------------------------------------------------------------------------
+
+TEST_F(MainFrameTest, RawAndMidiFilesAreSent) {
+  Start({"file " + Path("no.syx")});
+  Bytes two = kMessage;
+  two.insert(two.end(), {0xF0, 0x7D, 9, 0xF7, 0x01});  // what stands behind the last F7 stays out
+  Write("two.syx", two);
+  Write("no.syx", {0, 0xF0, 0x7D, 0xF7});
+  Write("open.syx", {0xF0, 0x7D, 1});
+  Write("empty.syx", {});
+  const SmfMessage messages[] = {{kMessage, 0}, {kMessage, 30}};
+  Write("two.mid", WriteSmfSysEx(messages));
+  Listen();
+  EXPECT_TRUE(frame().TransmitFile(Path("two.syx"), 2));
+  EXPECT_TRUE(WaitFor([this] { return Sent() == std::vector<std::string>{"1:F07D010203F7", "1:F07D09F7"}; }));
+  EXPECT_TRUE(WaitFor([this] { return !frame().SendingFiles(); }));
+  frame().ActionOf(CommandId::SendSysEx)->trigger();
+  EXPECT_TRUE(Logged("Choose MIDIX File to Send?"));
+  EXPECT_TRUE(Logged("File doesn't appear to contain valid MIDI data!"));
+  const std::size_t asked = program_->PromptLog().size();
+  EXPECT_FALSE(frame().MidiXTransmit(Path("open.syx"), 1));
+  EXPECT_EQ(program_->PromptLog().size(), asked + 1);
+  EXPECT_FALSE(frame().MidiXTransmit(Path("empty.syx"), 1));
+  EXPECT_FALSE(frame().MidiXTransmit(Path("missing.syx"), 1));
+  EXPECT_EQ(program_->PromptLog().size(), asked + 1) << "an empty or unreadable file ends silently";
+  EXPECT_FALSE(frame().SMFTransmit(Path("two.syx"), 1));
+  EXPECT_TRUE(Logged("File Open Error!"));
+  const int port = basics().out().MaxOutPorts();
+  EXPECT_FALSE(frame().MidiXTransmit(Path("two.syx"), port + 1));
+  EXPECT_TRUE(Logged("There is no MIDI OUT port " + std::to_string(port + 1)));
+  EXPECT_TRUE(frame().SMFTransmit(Path("two.mid"), 1));
+  EXPECT_TRUE(WaitFor([this] { return !basics().out().GetMidiOutPort(0)->isBusy(); }));
+  const auto sent = Sent();
+  ASSERT_EQ(sent.size(), 4U);
+  EXPECT_EQ(sent[3], "0:F07D010203F7");
+}
+
+TEST_F(MainFrameTest, MembersOfASetAreSentInOrderButNotTheInactiveOnes) {
+  Start();
+  ListFile list;
+  for (std::uint8_t i = 1; i <= 3; ++i) {
+    ListMember member;
+    member.data = CreateMidiXFile(Bytes{0xF0, 0x7D, i, 0xF7});
+    AddDataFileComponents(member.data.get(), 0);
+    ASSERT_NE(member.data->xtra, nullptr);
+    member.data->xtra->isInactive = i == 2;
+    list.members.push_back(std::move(member));
+  }
+  Bytes bytes;
+  ASSERT_TRUE(WriteList(&bytes, list));
+  Write("mine.PVS", bytes);
+  Listen();
+  EXPECT_TRUE(frame().TransmitFile(Path("mine.PVS"), 1)) << LogText();
+  EXPECT_TRUE(WaitFor([this] { return !frame().SendingFiles(); }));
+  EXPECT_EQ(Sent(), (std::vector<std::string>{"0:F07D01F7", "0:F07D03F7"}));
+  EXPECT_TRUE(frame().statusBar()->currentMessage().contains(QStringLiteral("stayed out: 1")));
+}
+
+TEST_F(MainFrameTest, PanicGoesOnBesidesAndCanBeCancelled) {
+  Start();
+  const int ports = basics().out().MaxOutPorts();
+  Listen();
+  frame().ActionOf(CommandId::MidiPanic)->trigger();
+  EXPECT_TRUE(frame().panic()->Running()) << "the command returns at once";
+  const auto controllers = static_cast<std::size_t>(ports) * 16;
+  ASSERT_TRUE(WaitFor([&] { return Sent().size() > controllers + 130; }, 10000));
+  auto* note = frame().findChild<QProgressDialog*>();
+  ASSERT_NE(note, nullptr);
+  ClickMouse(note->findChild<QPushButton*>());
+  EXPECT_FALSE(frame().panic()->Running());
+  const auto sent = Sent();
+  for (std::size_t i = 0; i < controllers; ++i) {
+    char expected[32];
+    std::snprintf(expected, sizeof expected, "%zu:%02zX7B00", i / 16, 0xB0 + i % 16);
+    ASSERT_EQ(sent[i], expected);
+  }
+  EXPECT_EQ(sent[controllers], "0:900000");
+  EXPECT_EQ(sent[controllers + 128], "0:910000");
+}
+
+// ---- desktops -------------------------------------------------------------------------------------------------------
+
+TEST_F(MainFrameTest, ADesktopBringsItsWindowsBack) {
+  Start({"file " + Path("mine.PVW"), "file " + Path("mine.PVW")});
+  TZKBank* bank = Open("k4", "Single", true);
+  ASSERT_TRUE(bank->document().Save(Path("one.dat")).ok());
+  frame().ActionOf(CommandId::UtilitiesMidiMonitor)->trigger();
+  Open("k4", "Single", false);  // without a file
+  ASSERT_EQ(frame().Children().size(), 4U);
+  frame().ActionOf(CommandId::FileSaveDesktop)->trigger();
+  EXPECT_TRUE(Logged("Save Desktop As ?"));
+  std::vector<DesktopWindow> windows;
+  ASSERT_TRUE(ReadDesktopFile(Path("mine.PVW"), &windows).ok());
+  ASSERT_EQ(windows.size(), 4U);
+  EXPECT_EQ(windows[0].type, 17008);
+  EXPECT_EQ(windows[1].FilePath(), Path("one.dat"));
+  EXPECT_EQ(windows[2].type, 17006);
+  EXPECT_GT(windows[2].width, 0);
+  frame().ActionOf(CommandId::WindowCloseAll)->trigger();
+  ASSERT_TRUE(WaitFor([this] { return frame().Children().empty(); }));
+  frame().ActionOf(CommandId::FileLoadDesktop)->trigger();
+  const auto children = frame().Children();
+  ASSERT_EQ(children.size(), 3U) << LogText();
+  EXPECT_EQ(children[0]->TypeCode(), WindowType::Studio);
+  EXPECT_EQ(children[1]->FilePath(), Path("one.dat"));
+  EXPECT_EQ(children[2]->TypeCode(), WindowType::Monitor);
+}
+
+TEST_F(MainFrameTest, ADesktopNeverClosesUnsavedWorkUnasked) {
+  Start({"ok", "cancel", "no"});
+  TZKBank* bank = Open("k4", "Single", true);
+  ASSERT_TRUE(bank->document().IsModified());
+  Write("damaged.PVW", {'P', 'V', 'D', 'T', 0, 0, 0, 1, 0, 0, 2, 12, 1, 2, 3});
+  EXPECT_FALSE(frame().OpenFile(Path("damaged.PVW"), 0));
+  EXPECT_EQ(frame().Children().size(), 2U);
+  Write("empty.PVW", WriteDesktop({}));
+  EXPECT_FALSE(frame().OpenFile(Path("empty.PVW"), 0)) << "the question was cancelled";
+  EXPECT_EQ(frame().Children().size(), 2U);
+  EXPECT_TRUE(frame().OpenFile(Path("empty.PVW"), 0));
+  EXPECT_TRUE(WaitFor([this] { return frame().Children().empty(); }));
+  const auto log = program_->PromptLog();
+  EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                          [](const auto& line) { return line.find("Save the changes") != std::string::npos; }),
+            2);
+}
+
+TEST_F(MainFrameTest, ADesktopOpensDataAndNothingElse) {
+  Start();
+  Listen();
+  const std::string modules = TONALITH_BINARY_DIR "/share/tonalith/modules";
+  std::vector<DesktopWindow> windows = {{0, 0, 10, 10, modules, "kawai-k4.pvz", 17000},
+                                        {0, 0, 10, 10, root_, "evil.PVW", 17001},
+                                        {0, 0, 10, 10, root_, "raw.syx", 17000},
+                                        {0, 0, 10, 10, root_, "missing.dat", 17000},
+                                        {0, 0, 10, 10, root_, "raw.syx", 17008},
+                                        {0, 0, 10, 10, "", "", 17014},
+                                        {0, 0, 10, 10, "", "", 17015},
+                                        {0, 0, 10, 10, "", "", 4711}};
+  Write("raw.syx", kMessage);
+  Write("evil.PVW", WriteDesktop(windows));
+  EXPECT_TRUE(frame().OpenFile(Path("evil.PVW"), 0));
+  EXPECT_TRUE(Sent().empty());
+  std::string kinds;
+  for (ZKWindow* child : frame().Children()) kinds += std::to_string(static_cast<int>(child->TypeCode())) + " ";
+  EXPECT_EQ(kinds, "17008 17000 ");
+  EXPECT_EQ(LogText(), "");
+}
+
+TEST(DesktopMenu, HoldsDesktopFilesByNumber) {
+  char name[] = "/tmp/tonalith_menu_XXXXXX";
+  const fs::path root = ::mkdtemp(name);
+  fs::create_directories(root / "sub.pvw");
+  for (const char* file : {"b.PVW", "a.pvw", "c.txt", "locked.pvw", "sub.pvw/inner.pvw"})
+    std::ofstream(root / file) << "x";
+  fs::permissions(root / "locked.pvw", fs::perms::owner_read);
+  DiskStructure tree(root.string() + "\\", kFirstDesktopCommand);
+  ASSERT_EQ(tree.root().children.size(), 3U);
+  EXPECT_EQ(tree.FindId(15001)->name, "a.pvw");
+  EXPECT_EQ(tree.FindId(15002)->name, "b.PVW");
+  EXPECT_TRUE(tree.FindId(15003)->isFolder);
+  EXPECT_EQ(tree.FindId(15004)->name, "inner.pvw");
+  EXPECT_EQ(tree.FindId(15005), nullptr);
+  EXPECT_EQ(tree.FindFile("INNER.pvw")->number, 15004);
+  EXPECT_EQ(tree.FindFile("sub.pvw"), nullptr) << "a folder is no file";
+  fs::remove_all(root);
+  tree.Build();
+  EXPECT_TRUE(tree.root().children.empty());
+}
+
+// ---- control bar ----------------------------------------------------------------------------------------------------
+
+TEST_F(MainFrameTest, TheControlBarLaysOutShowsAndSendsItsCommands) {
+  Start();
+  TZKIconBar2* icons = frame().controlBar()->icons();
+  ASSERT_EQ(icons->Slots(), 24);
+  int x = 1;
+  for (int slot = 0; slot < 24; ++slot) {
+    if (icons->CommandAt(slot) == kSeparatorCommand) {
+      x += 8;
+      continue;
+    }
+    EXPECT_TRUE(icons->HasPicture(slot)) << slot;
+    EXPECT_EQ(icons->RectOf(slot).x(), x) << slot;
+    EXPECT_LE(std::abs(icons->RectOf(slot).center().y() - icons->rect().center().y()), 1) << slot;
+    EXPECT_NE(frame().ActionOf(static_cast<CommandId>(icons->CommandAt(slot))), nullptr) << slot;
+    x += icons->RectOf(slot).width() + 1;
+  }
+  EXPECT_EQ(icons->CommandAt(1), 57603);
+  EXPECT_FALSE(icons->IsEnabled(57603)) << "the studio has nothing to save";
+  const auto press = [&](int slot, const QPoint& release) {
+    QTest::mousePress(icons, Qt::LeftButton, {}, icons->RectOf(slot).center());
+    EXPECT_TRUE(icons->IsPressed(slot) || !icons->IsEnabled(icons->CommandAt(slot)));
+    QTest::mouseRelease(icons, Qt::LeftButton, {}, release);
+  };
+  const std::size_t before = program_->PromptLog().size();
+  press(7, icons->RectOf(7).center());
+  EXPECT_EQ(program_->PromptLog().size(), before + 1) << "the MIDI controller has no window yet";
+  press(7, icons->RectOf(8).center());
+  EXPECT_EQ(program_->PromptLog().size(), before + 1) << "released over another button";
+  press(1, icons->RectOf(1).center());
+  EXPECT_EQ(program_->PromptLog().size(), before + 1) << "disabled";
+  icons->SetFixedButtonSize(40, 20);
+  EXPECT_EQ(icons->RectOf(1), QRect(42, icons->RectOf(0).y(), 40, 20));
+  icons->ShowButton(57601, false);
+  EXPECT_EQ(icons->RectOf(1).x(), 1);
+  icons->ShowButton(57601, true);
+  icons->SetFixedButtonSize(0, 0);
+  EXPECT_EQ(TooltipOf(QStringLiteral("long\nshort")), QStringLiteral("short"));
+  EXPECT_EQ(TooltipOf(QStringLiteral("all")), QStringLiteral("all"));
+  KeepScreenshot(frame().controlBar(), QStringLiteral("control_bar"));
+}
+
+}  // namespace
+}  // namespace tonalith
