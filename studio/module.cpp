@@ -22,6 +22,7 @@ namespace {
 constexpr std::size_t kMaxModuleTypes = 200;
 constexpr std::uint32_t kMaxInitialImage = 16u << 20;  // images of shipped data types are far smaller
 constexpr int kMaxDriverId = 65000;
+constexpr std::size_t kMaxProblems = 1000;
 
 // A data type of the module: the descriptor it comes from and its number.
 struct ModuleType {
@@ -65,11 +66,15 @@ struct TypeBuild {
 
 class ModuleBuilder {
  public:
-  explicit ModuleBuilder(const ModuleSource& source) : source_(source) {}
+  ModuleBuilder(const ModuleSource& source, ModuleDiagnostics* diagnostics)
+      : source_(source), diagnostics_(diagnostics) {}
 
   Result Build(ModuleImage* out);
+  Result Note(const Result& mistake);
 
  private:
+  // So many were noted; they count even when they were known already.
+  std::size_t Mistakes() const { return mistakeCount_; }
   Result ReadHeader();
   Result ReadHeaderLine(const SourceLine& line);
   Result ReadTypes(const SourceLine& line);
@@ -88,6 +93,10 @@ class ModuleBuilder {
   std::optional<int> TypeId(const std::string& entry) const;
 
   const ModuleSource& source_;
+  ModuleDiagnostics* diagnostics_;
+  const SourceMistakes mistakes_ = [this](const Result& mistake) { return Note(mistake); };
+  Result first_ = Result::Success();
+  std::size_t mistakeCount_ = 0;
   ModuleHeader header_;
 };
 
@@ -114,6 +123,28 @@ bool IsFormKey(const std::string& key) {
   static const char* const kKeys[] = {"message", "slots",    "context",   "address",  "area",
                                       "block",   "complete", "patchbyte", "numberas", "verify"};
   return std::any_of(std::begin(kKeys), std::end(kKeys), [&](const char* k) { return AsciiEqualNoCase(k, key); });
+}
+
+// Keeps a mistake; success as long as the build goes on behind it.
+Result ModuleBuilder::Note(const Result& mistake) {
+  if (mistake.ok() || !diagnostics_) return mistake;
+  if (first_.ok()) first_ = mistake;
+  ++mistakeCount_;
+  const std::size_t name = mistake.text.find(':');
+  const std::size_t number = name == std::string::npos ? name : mistake.text.find(':', name + 1);
+  ModuleDiagnostics::Problem problem{"module.ini", 1, mistake.text};
+  if (number != std::string::npos) {
+    problem.file = mistake.text.substr(0, name);
+    problem.line = static_cast<int>(ParseInteger(mistake.text.substr(name + 1, number - name - 1)).value_or(1));
+    problem.text = std::string(TrimmedView(std::string_view(mistake.text).substr(number + 1)));
+  }
+  // What stands in an included file or among the defaults would be said for every data type.
+  for (const auto& known : diagnostics_->problems)
+    if (known.file == problem.file && known.line == problem.line && known.text == problem.text)
+      return Result::Success();
+  if (diagnostics_->problems.size() >= kMaxProblems) return mistake;
+  diagnostics_->problems.push_back(std::move(problem));
+  return Result::Success();
 }
 
 std::optional<int> ModuleBuilder::TypeId(const std::string& entry) const {
@@ -167,13 +198,23 @@ Result ModuleBuilder::ReadHeaderLine(const SourceLine& line) {
 }
 
 Result ModuleBuilder::ReadHeader() {
-  Result result = ReadIniSource(source_, "module.ini", &header_.lines);
+  Result result = ReadIniSource(source_, "module.ini", &header_.lines, mistakes_);
+  const auto has = [this](const char* key) {
+    return std::any_of(header_.lines.begin(), header_.lines.end(), [&](const SourceLine& line) {
+      return AsciiEqualNoCase(line.section, "Module") && AsciiEqualNoCase(line.key, key);
+    });
+  };
   for (const SourceLine& line : header_.lines)
-    if (result.ok() && AsciiEqualNoCase(line.section, "Module")) result = ReadHeaderLine(line);
+    if (result.ok() && AsciiEqualNoCase(line.section, "Module")) result = Note(ReadHeaderLine(line));
+  const auto need = [&](bool missing, const char* key, const char* text) {
+    if (!result.ok() || !missing) return;
+    // A key that is there with a bad value was named before.
+    if (first_.ok() || !has(key)) result = Note(SourceFailure("module.ini", 1, text));
+  };
+  need(header_.name.empty(), "Name", "section [Module] needs a \"Name\"");
+  need(header_.types.empty(), "Types", "section [Module] needs \"Types\"");
+  need(header_.driverBase == 0, "DriverBase", "section [Module] needs a \"DriverBase\"");
   if (!result.ok()) return result;
-  if (header_.name.empty()) return SourceFailure("module.ini", 1, "section [Module] needs a \"Name\"");
-  if (header_.types.empty()) return SourceFailure("module.ini", 1, "section [Module] needs \"Types\"");
-  if (header_.driverBase == 0) return SourceFailure("module.ini", 1, "section [Module] needs a \"DriverBase\"");
   if (header_.shortName.empty()) header_.shortName = header_.name.substr(0, 15);
   for (std::size_t i = 0; i < header_.types.size(); ++i)
     header_.types[i].driverId = header_.driverBase + static_cast<int>(i);
@@ -251,7 +292,8 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
   }
   static const char* const kScripts[] = {"receive", "transmit", "audition"};
   for (int i = 0; i < 3; ++i)
-    if (AsciiEqualNoCase(line.key, kScripts[i])) return CompileScriptSource(source_, line, &build->scripts[i]);
+    if (AsciiEqualNoCase(line.key, kScripts[i]))
+      return CompileScriptSource(source_, line, &build->scripts[i], mistakes_);
   if (AsciiEqualNoCase(line.key, "init")) return ApplyInit(line, build);
   if (AsciiEqualNoCase(line.key, "map")) {
     build->mapLines.push_back(line);
@@ -345,10 +387,12 @@ Result ModuleBuilder::ParseForms(TypeBuild* build) {
     }
     RecognizeRule rule;
     const Result result = ParseRecognizeRule(entries, build->synth, &rule);
-    if (!result.ok())
-      return SourceFailure(
-          lines[static_cast<std::size_t>(std::clamp<int>(result.code - 1, 0, static_cast<int>(lines.size()) - 1))],
-          result.text);
+    if (!result.ok()) {
+      const auto at = static_cast<std::size_t>(std::clamp<int>(result.code - 1, 0, static_cast<int>(lines.size()) - 1));
+      const Result noted = Note(SourceFailure(lines[at], result.text));
+      if (!noted.ok()) return noted;
+      continue;
+    }
     build->rules.push_back(std::move(rule));
   }
   return Result::Success();
@@ -363,10 +407,11 @@ Result ModuleBuilder::FinishType(TypeBuild* build) {
   FillDefaults(build);
   const VoiceLayout layout = ValidateSynth(build->synth, build->synth.fileSize);
   if (!layout.editable) return SourceFailure(at, layout.problem);
+  Result result = Result::Success();
   for (std::size_t i = 0; i < build->init.size(); ++i)
-    if (std::uint64_t{build->init[i].first} + build->init[i].second.size() > build->synth.fileSize)
-      return SourceFailure(build->initLines[i], "the bytes lie outside the image");
-  const Result result = ParseForms(build);
+    if (result.ok() && std::uint64_t{build->init[i].first} + build->init[i].second.size() > build->synth.fileSize)
+      result = Note(SourceFailure(build->initLines[i], "the bytes lie outside the image"));
+  if (result.ok()) result = ParseForms(build);
   return result.ok() ? MakeMap(build) : result;
 }
 
@@ -380,7 +425,8 @@ Result ModuleBuilder::MakeMap(TypeBuild* build) {
     if (AsciiEqualNoCase(line.value, "none")) {
       none = true;
     } else if (!ParseMapLine(line.value, build->synth, &descriptor, &error)) {
-      return SourceFailure(line, error);
+      const Result noted = Note(SourceFailure(line, error));
+      if (!noted.ok()) return noted;
     } else {
       written.push_back(std::move(descriptor));
     }
@@ -396,12 +442,19 @@ Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
   int count = 0;
   for (const std::string& part : SplitText(type.argument, ',')) lets["arg" + std::to_string(++count)] = part;
   std::vector<SourceLine> lines = header_.defaults;
-  Result result = ReadDescriptorSource(source_, type.descriptor, &lets, &lines);
+  const std::size_t before = Mistakes();
+  Result result = ReadDescriptorSource(source_, type.descriptor, &lets, &lines, mistakes_);
   if (!result.ok() && AsciiStartsWithNoCase(result.text, "module.ini:1:"))
-    result = SourceFailure(header_.typesLine, result.text.substr(14));
-  for (const SourceLine& line : lines)
-    if (result.ok()) result = ApplyLine(line, build);
-  return result.ok() ? FinishType(build) : result;
+    return SourceFailure(header_.typesLine, result.text.substr(14));
+  for (const SourceLine& line : lines) {
+    if (result.ok()) result = Note(ApplyLine(line, build));
+    if (!diagnostics_ || line.key == "or") continue;
+    std::string& place = diagnostics_->places[type.driverId][AsciiLower(line.key)];
+    place = line.file + ":" + std::to_string(line.line);
+    if (AsciiEqualNoCase(line.key, "typeName")) diagnostics_->places[type.driverId][""] = place;
+  }
+  // Sizes that were not understood would make sentences about everything that depends on them.
+  return result.ok() && Mistakes() == before ? FinishType(build) : result;
 }
 
 std::vector<std::uint8_t> ModuleBuilder::InitialImage(const TypeBuild& build) const {
@@ -485,13 +538,16 @@ Result ModuleBuilder::Build(ModuleImage* out) {
   std::vector<TypeBuild> builds(header_.types.size());
   ModuleImage image{header_.name, {}, {}};
   for (std::size_t i = 0; i < builds.size(); ++i) {
-    result = BuildType(header_.types[i], &builds[i]);
+    const std::size_t before = Mistakes();
+    result = Note(BuildType(header_.types[i], &builds[i]));
+    if (Mistakes() != before) continue;
     PackageFile file{header_.name + "\\" + DriverFileName(header_.types[i]), {}};
     if (result.ok()) result = DriverFile(builds[i], &file.bytes);
     if (!result.ok()) return result;
     image.files.push_back(std::move(file));
     if (!builds[i].simulated.empty()) image.simulated[header_.types[i].driverId] = builds[i].simulated;
   }
+  if (!first_.ok()) return first_;
   for (const TypeBuild& build : builds)
     if (!build.map.descriptors.empty())
       image.files.push_back({header_.name + "\\" + SysExMapName(build.type->driverId), build.map.ToBytes()});
@@ -503,8 +559,11 @@ Result ModuleBuilder::Build(ModuleImage* out) {
 
 }  // namespace
 
-Result BuildModule(const ModuleSource& source, ModuleImage* out) {
-  return ModuleBuilder(source).Build(out);
+Result BuildModule(const ModuleSource& source, ModuleImage* out, ModuleDiagnostics* diagnostics) {
+  ModuleBuilder builder(source, diagnostics);
+  Result result = builder.Build(out);
+  if (diagnostics && diagnostics->problems.empty()) builder.Note(result);
+  return result;
 }
 
 Result BuildModulePackage(const std::filesystem::path& folder, const std::filesystem::path& package) {

@@ -43,11 +43,25 @@ struct ModuleImage {
       simulated;  // what the sources say about the simulated instrument, by driver id; not packed
 };
 
+// Everything that is wrong with a source, and where what is in it stands.
+struct ModuleDiagnostics {
+  struct Problem {
+    std::string file;
+    int line = 0;  // from 1
+    std::string text;
+  };
+  std::vector<Problem> problems;  // in the order in which they were met, each once
+  // Place of the line that a key of a data type had last, "FILE:LINE", by driver id and key in lower case; "" is the
+  // line of the type's name.
+  std::map<int, std::map<std::string, std::string>> places;
+};
+
 // Reads the files of a source folder (no sub-folders, at most 1 MiB each).
 Result ReadModuleSource(const std::filesystem::path& folder, ModuleSource* out);
 
-// Builds a module.  On failure the sentence reads "FILE:LINE: what is wrong" and `out` is left alone.
-Result BuildModule(const ModuleSource& source, ModuleImage* out);
+// Builds a module.  On failure the sentence reads "FILE:LINE: what is wrong" and `out` is left alone.  With
+// `diagnostics` the build goes on behind a mistake and notes them all; the sentence is that of the first one.
+Result BuildModule(const ModuleSource& source, ModuleImage* out, ModuleDiagnostics* diagnostics = nullptr);
 
 // ReadModuleSource, BuildModule and WritePackage into `package`.
 Result BuildModulePackage(const std::filesystem::path& folder, const std::filesystem::path& package);

@@ -22,8 +22,9 @@ bool IsComment(std::string_view line) {
 // Reads one descriptor file; included ones come in at the place of their line.
 class DescriptorReader {
  public:
-  DescriptorReader(const ModuleSource& source, SourceLets* lets, std::vector<SourceLine>* lines)
-      : source_(source), lets_(lets), lines_(lines) {}
+  DescriptorReader(const ModuleSource& source, SourceLets* lets, std::vector<SourceLine>* lines,
+                   const SourceMistakes& mistakes)
+      : source_(source), lets_(lets), lines_(lines), mistakes_(mistakes) {}
 
   Result Read(const std::string& name, const SourceLine* from, int depth) {
     const std::string file = name + ".descriptor";
@@ -36,7 +37,8 @@ class DescriptorReader {
     int number = 0;
     for (const std::string& raw : SplitText(text->second, '\n')) {
       ++number;
-      const Result result = Line({file, number, {}, {}, {}, {}}, TrimmedView(raw), depth);
+      Result result = Line({file, number, {}, {}, {}, {}}, TrimmedView(raw), depth);
+      if (!result.ok()) result = mistakes_(result);
       if (!result.ok()) return result;
     }
     return Result::Success();
@@ -71,6 +73,7 @@ class DescriptorReader {
   const ModuleSource& source_;
   SourceLets* lets_;
   std::vector<SourceLine>* lines_;
+  const SourceMistakes& mistakes_;
 };
 
 }  // namespace
@@ -109,7 +112,8 @@ bool ReplaceLets(std::string_view text, const SourceLets& lets, std::string* out
   return true;
 }
 
-Result ReadIniSource(const ModuleSource& source, const std::string& file, std::vector<SourceLine>* lines) {
+Result ReadIniSource(const ModuleSource& source, const std::string& file, std::vector<SourceLine>* lines,
+                     const SourceMistakes& mistakes) {
   const auto text = source.find(file);
   if (text == source.end()) return Result::Failure(file + ": the source folder holds no such file");
   std::string section;
@@ -119,14 +123,21 @@ Result ReadIniSource(const ModuleSource& source, const std::string& file, std::v
     const std::string_view line = TrimmedView(raw);
     if (IsComment(line)) continue;
     if (line.front() == '[') {
-      if (line.back() != ']' || line.size() < 3) return SourceFailure(file, number, "a section reads [Name]");
-      section = std::string(TrimmedView(line.substr(1, line.size() - 2)));
+      const bool named = line.back() == ']' && line.size() >= 3;
+      Result result = named ? Result::Success() : mistakes(SourceFailure(file, number, "a section reads [Name]"));
+      if (!result.ok()) return result;
+      if (named) section = std::string(TrimmedView(line.substr(1, line.size() - 2)));
       continue;
     }
     const std::size_t equals = line.find('=');
-    if (equals == std::string_view::npos || equals == 0)
-      return SourceFailure(file, number, "a line reads `key = value`");
-    if (section.empty()) return SourceFailure(file, number, "the line stands before the first section");
+    const char* problem = equals == std::string_view::npos || equals == 0 ? "a line reads `key = value`"
+                          : section.empty()                               ? "the line stands before the first section"
+                                                                          : nullptr;
+    if (problem) {
+      Result result = mistakes(SourceFailure(file, number, problem));
+      if (!result.ok()) return result;
+      continue;
+    }
     lines->push_back({file,
                       number,
                       section,
@@ -138,15 +149,16 @@ Result ReadIniSource(const ModuleSource& source, const std::string& file, std::v
 }
 
 Result ReadDescriptorSource(const ModuleSource& source, const std::string& name, SourceLets* lets,
-                            std::vector<SourceLine>* lines) {
-  return DescriptorReader(source, lets, lines).Read(name, nullptr, 0);
+                            std::vector<SourceLine>* lines, const SourceMistakes& mistakes) {
+  return DescriptorReader(source, lets, lines, mistakes).Read(name, nullptr, 0);
 }
 
 bool IsScriptKey(std::string_view key) {
   return AsciiEqualNoCase(key, "receive") || AsciiEqualNoCase(key, "transmit") || AsciiEqualNoCase(key, "audition");
 }
 
-Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std::vector<std::uint8_t>* code) {
+Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std::vector<std::uint8_t>* code,
+                           const SourceMistakes& mistakes) {
   const std::string file = at.value + ".script";
   const auto found = source.find(file);
   if (found == source.end()) return SourceFailure(at, "there is no file \"" + file + "\" in the source folder");
@@ -165,7 +177,10 @@ Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std
   }
   const CompileResult compiled = CompileScript(text);
   if (!compiled.ok()) return SourceFailure(file, compiled.line + 1, compiled.report);
-  for (const LintWarning& warning : Lint(text)) return SourceFailure(file, warning.line, warning.text);
+  for (const LintWarning& warning : Lint(text)) {
+    Result result = mistakes(SourceFailure(file, warning.line, warning.text));
+    if (!result.ok()) return result;
+  }
   *code = compiled.code;
   return Result::Success();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -31,18 +32,23 @@ Result SourceFailure(const std::string& file, int line, const std::string& text)
 // Replaces every `$name$`; false with a sentence when a name is not known or a `$` is alone.
 bool ReplaceLets(std::string_view text, const SourceLets& lets, std::string* out, std::string* error);
 
-// The entries of an INI source: sections, keys and values in order.
-Result ReadIniSource(const ModuleSource& source, const std::string& file, std::vector<SourceLine>* lines);
+// Takes mistakes ("FILE:LINE: text") after which the reading can go on: it then gives success, else the mistake.
+using SourceMistakes = std::function<Result(const Result& mistake)>;
+
+// The entries of an INI source: sections, keys and values in order.  Lines that are wrong go to `mistakes`.
+Result ReadIniSource(const ModuleSource& source, const std::string& file, std::vector<SourceLine>* lines,
+                     const SourceMistakes& mistakes);
 
 // The lines of a descriptor with its includes put in; `let` lines go into `lets` and are applied to what follows.
-// A line "or" alone comes out with the key "or".
+// A line "or" alone comes out with the key "or".  Lines that are wrong go to `mistakes`.
 Result ReadDescriptorSource(const ModuleSource& source, const std::string& name, SourceLets* lets,
-                            std::vector<SourceLine>* lines);
+                            std::vector<SourceLine>* lines, const SourceMistakes& mistakes);
 
 // True for the keys that name a script: receive, transmit, audition.
 bool IsScriptKey(std::string_view key);
 
-// Compiles the script source that a line names; doubtful places that the compiler would accept are failures as well.
-Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std::vector<std::uint8_t>* code);
+// Compiles the script source that a line names; doubtful places that the compiler would accept are mistakes as well.
+Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std::vector<std::uint8_t>* code,
+                           const SourceMistakes& mistakes);
 
 }  // namespace tonalith
