@@ -229,7 +229,7 @@ void InstallFromWebDlg::Fetched(const Result& result, const std::filesystem::pat
   const std::string name = waiting_[done_++];
   status_->setText(tr("Installing %1").arg(FromUtf8(name)) + '\n' +
                    tr("to %1 folder").arg(FromUtf8(studio_.paths().instruments.string())));
-  const std::string source = Server().site + "/" + Server().directory + "/" + name;
+  const std::string source = Server().site + "/" + JoinPath(Server().directory, name);
   const QPointer<InstallFromWebDlg> alive(this);
   const bool goOn = install_(file, source, done_ < waiting_.size());
   if (!alive) return;

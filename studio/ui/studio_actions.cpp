@@ -54,6 +54,21 @@ void TZKDrvLst::RemoveSelected() {
   Refresh();
 }
 
+void TZKDrvLst::BuildStudio() {
+  MessagePrompt prompt;
+  prompt.title = "Build Studio";
+  prompt.text =
+      "Remove the instruments of the studio and add one of every installed module?\n"
+      "Ports and channels are taken from what was last used for each instrument.";
+  prompt.buttons = PromptButtons::OkCancel;
+  prompt.labels = {"&Build", "Cancel"};
+  prompt.icon = PromptIcon::Question;
+  if (host_.prompts().Message(prompt) != PromptAnswer::Ok || studio_.LoadStudio() < 0) return;
+  studio_.UpdatePortReferences();
+  host_.StudioEdited();
+  Refresh();
+}
+
 void TZKDrvLst::UndoRemove() {
   if (removed_.empty()) return;
   Removed back = std::move(removed_.back());
@@ -263,6 +278,8 @@ void TZKDrvLst::RunCommand(CommandId command) {
   if (command == CommandId::MidiGet) host_.OpenDriver(CurrentNode(), true);
   if (command == CommandId::FilePrint) PrintStudio(studio_, host_.prompts(), this);
   if (command == CommandId::EditUndo) UndoRemove();
+  if (command == CommandId::FileSave) studio_.DrvSaveSetup(0);
+  if (command == CommandId::FileSaveAs) studio_.DrvSaveSetup(1);
 }
 
 // ---- opened from outside --------------------------------------------------------------------------------------------

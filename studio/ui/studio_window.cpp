@@ -22,8 +22,8 @@ namespace tonalith {
 namespace {
 
 constexpr int kNodeRole = Qt::UserRole;
-// Values of the setting "display style" beside "as chosen in the window" (0).
-constexpr int kStylePanels = 1, kStyleGraphicPanels = 2, kStyleTree = 3;
+// Values of the setting "display style": 0 as chosen in the window, 1 panels without pictures, 2 panels, 3 tree.
+constexpr int kStylePanels = 1, kStyleTree = 3;
 
 }  // namespace
 
@@ -43,14 +43,15 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
   column->addWidget(views_, 1);
   BuildButtons();
   ConnectViews();
-  const int style = host_.settings().Value(SettingId::MainDrvOldDisplayStyle);
-  list_->SetCompact(style == kStylePanels);
-  const bool panels = style == 0 ? host_.settings().Value(SettingId::MainDrvDisplayMode) != 0 : style != kStyleTree;
+  styleListener_ = host_.settings().AddListener([this](SettingId id, int) {
+    if (id == SettingId::MainDrvOldDisplayStyle) ApplyStyle();
+  });
   resize(fontMetrics().averageCharWidth() * 132, fontMetrics().height() * 34);
-  ShowPanels(panels);
+  ApplyStyle();
 }
 
 TZKDrvLst::~TZKDrvLst() {
+  host_.settings().RemoveListener(styleListener_);
   for (QObject* view : {static_cast<QObject*>(tree_), static_cast<QObject*>(list_), static_cast<QObject*>(drivers_)})
     disconnect(view, nullptr, this, nullptr);
 }
@@ -217,6 +218,12 @@ void TZKDrvLst::ConnectViews() {
 
 bool TZKDrvLst::ShowsPanels() const {
   return views_->currentWidget() == panels_;
+}
+
+void TZKDrvLst::ApplyStyle() {
+  const int style = host_.settings().Value(SettingId::MainDrvOldDisplayStyle);
+  list_->SetCompact(style == kStylePanels);
+  ShowPanels(style == 0 ? host_.settings().Value(SettingId::MainDrvDisplayMode) != 0 : style != kStyleTree);
 }
 
 void TZKDrvLst::ShowPanels(bool panels) {
@@ -408,6 +415,7 @@ void TZKDrvLst::AddSettings(QMenu* menu, ZKDrvList* instrument) {
   menu->addAction(tr("Open Module &Folder"), this, [this] { OpenModuleFolder(); });
   menu->addSeparator();
   menu->addAction(tr("&Remove from Studio..."), this, [this] { RemoveSelected(); });
+  menu->addAction(tr("Remov&e All Instruments..."), this, [this] { DrvRemoveAllDrivers(this); });
   menu->addAction(tr("De&lete Module Files..."), this, [this] { DeleteModuleOfCurrent(); });
 }
 
@@ -423,7 +431,12 @@ void TZKDrvLst::BuildAddMenu(QMenu* menu) {
       Select(module);
     });
   }
-  if (menu->isEmpty()) menu->addAction(tr("No module is installed."))->setEnabled(false);
+  if (menu->isEmpty()) {
+    menu->addAction(tr("No module is installed."))->setEnabled(false);
+    return;
+  }
+  menu->addSeparator();
+  menu->addAction(tr("&Build Studio of All Modules..."), this, [this] { BuildStudio(); });
 }
 
 void TZKDrvLst::OfferInstruments() {
@@ -439,6 +452,8 @@ bool TZKDrvLst::CommandEnabled(CommandId command) const {
     case CommandId::MidiGet:
       return node && !node->IsInstrument();
     case CommandId::FilePrint:
+    case CommandId::FileSave:
+    case CommandId::FileSaveAs:
       return true;
     case CommandId::EditUndo:
       return !removed_.empty();

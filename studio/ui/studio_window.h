@@ -68,6 +68,8 @@ class TZKDrvLst final : public ZKWindow {
   void OnMidiDeviceFile();
   // Puts what is missing of SysEx maps on the clipboard.
   void OnDriversMissingDescriptor();
+  // One instrument of every installed module takes the place of the present ones, after a question.
+  void BuildStudio();
   void RemoveSelected();
   void UndoRemove();
   void MoveCurrent(int by);
@@ -102,6 +104,7 @@ class TZKDrvLst final : public ZKWindow {
   void SelectionChanged();
   void Moved(int from, int to);
   void UpdateState();
+  void ApplyStyle();
   ZKDrvList* CurrentInstrument() const;
 
   ZKStudioDoc& studio_;
@@ -120,6 +123,7 @@ class TZKDrvLst final : public ZKWindow {
           *panelsAction_ = nullptr;
   std::vector<Removed> removed_;
   bool installing_ = false;
+  int styleListener_ = 0;
 };
 
 // Creates the studio window; `parent` may be null.

@@ -79,8 +79,11 @@ TEST_F(StudioTest, BothViewsShowTheSame) {
     frame().resize(1000, 720);
     KeepScreenshot(&frame(), panels ? "studio-panels" : "studio-tree");
   }
-  window()->ShowPanels(true);
-  window()->list()->SetCompact(true);
+  program_->basics()->settings().MainDrvOldDisplayStyle(3);
+  EXPECT_FALSE(window()->ShowsPanels());
+  program_->basics()->settings().MainDrvOldDisplayStyle(1);
+  EXPECT_TRUE(window()->ShowsPanels());
+  EXPECT_TRUE(window()->list()->compact());
   KeepScreenshot(window(), "studio-panels-compact");
   EXPECT_EQ(program_->basics()->settings().Value(SettingId::MainDrvDisplayMode), 1);
 }
@@ -225,7 +228,7 @@ TEST_F(StudioTest, ModulesOfAServer) {
   KeepScreenshot(&dialog, "install-from-web");
   dialog.InstallChosen();
   ASSERT_TRUE(WaitFor([&] { return !dialog.Busy(); }, 10000));
-  EXPECT_EQ(sources, std::vector<std::string>{ftp.site() + "//kawai-k4.pvz"});
+  EXPECT_EQ(sources, std::vector<std::string>{ftp.site() + "/kawai-k4.pvz"});
   EXPECT_EQ(dialog.status(), "Done.");
   dialog.findChildren<QLineEdit*>()[1]->setText("nowhere");
   dialog.Connect();
