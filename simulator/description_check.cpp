@@ -52,8 +52,13 @@ bool CompleteDescription(InstrumentDescription* description, std::string* proble
     for (const RuleInfo::Send& send : rule.sends)
       if (out.FindMessage(send.message) == nullptr) return fail("there is no message " + send.message);
   }
-  for (const RuleInfo::Send& send : out.fileTransfer ? out.fileTransfer->data : std::vector<RuleInfo::Send>())
-    if (out.FindMessage(send.message) == nullptr) return fail("there is no message " + send.message);
+  for (const RuleInfo::Send& send : out.fileTransfer ? out.fileTransfer->data : std::vector<RuleInfo::Send>()) {
+    const MessageInfo* block = out.FindMessage(send.message);
+    if (block == nullptr) return fail("there is no message " + send.message);
+    const std::size_t head = out.FindMessage(out.fileTransfer->data.front().message)->head.size();
+    if (block->parts.empty() || block->head.size() != head || head < out.fileTransfer->frame.size())
+      return fail("message " + send.message + " is no block of the file transfer");
+  }
   for (const RuleInfo::Send& send : out.dump)
     if (!out.roland && out.FindMessage(send.message) == nullptr && !out.casio && !out.hydra)
       return fail("there is no message " + send.message);

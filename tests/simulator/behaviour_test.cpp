@@ -45,6 +45,8 @@ TEST(Descriptions, ProblemsAreSentencesWithALine) {
       {"[instrument]\nkey = a\nbogus = 1\n", "t, line 3: \"bogus\" is not known here."},
       {"[area a]\nbytes = 0\n", "t, line 2: \"0\" is no number from 1 to 65536."},
       {"[area a]\nbytes = 4\n[message m]\nhead = F0 4X\n", "t, line 4: \"4X\" is no part of a byte pattern."},
+      {"[file_transfer]\nframe = F0 41 37\n", "t, line 2: the frame needs a {command}."},
+      {"[area a]\nbytes = 4\n[message m]\ndata = a@2+3\n", "t, line 4: expected offset + bytes inside the item."},
       {"[message m]\ndata = nowhere\n", "t, line 2: there is no area \"nowhere\" before this line."},
       {"[area a]\nbytes = 4\nvalue = 3 0 8 0 5\ncopy_values = 3 1 1 1\n",
        "t, line 4: the copied values lie outside the item."},
