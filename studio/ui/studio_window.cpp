@@ -265,7 +265,7 @@ void TZKDrvLst::FillDrivers() {
   const QSignalBlocker quiet(drivers_);
   drivers_->clear();
   const ZKDrvList* instrument = list_->CurrentInstrument();
-  if (!instrument) return;
+  if (!instrument || !studio_.GetInstrumentDrvList(instrument)) return;
   for (const auto& driver : instrument->drivers) {
     auto* item = new QListWidgetItem(DriverIcon(driver.get(), palette(), fontMetrics().height()),
                                      FromLatin1(driver->TypeName()), drivers_);
@@ -289,10 +289,15 @@ void TZKDrvLst::Select(const std::string& moduleFile) {
 }
 
 ZKDrvList* TZKDrvLst::CurrentNode() const {
-  if (!ShowsPanels()) return tree_->CurrentNode();
-  if (const QListWidgetItem* item = drivers_->currentItem())
-    return static_cast<ZKDrvList*>(item->data(kNodeRole).value<void*>());
-  return list_->CurrentInstrument();
+  ZKDrvList* node = nullptr;
+  if (!ShowsPanels())
+    node = tree_->CurrentNode();
+  else if (const QListWidgetItem* item = drivers_->currentItem())
+    node = static_cast<ZKDrvList*>(item->data(kNodeRole).value<void*>());
+  else
+    node = list_->CurrentInstrument();
+  // Until a view is built anew its rows may still name what is gone.
+  return node && studio_.GetInstrumentDrvList(node) ? node : nullptr;
 }
 
 ZKDrvList* TZKDrvLst::CurrentInstrument() const {
@@ -302,15 +307,13 @@ ZKDrvList* TZKDrvLst::CurrentInstrument() const {
 
 std::vector<ZKDrvList*> TZKDrvLst::SelectedInstruments() const {
   auto selected = ShowsPanels() ? list_->SelectedInstruments() : tree_->SelectedInstruments();
+  std::erase_if(selected, [this](const ZKDrvList* node) { return !studio_.GetInstrumentDrvList(node); });
   if (ZKDrvList* current = CurrentInstrument(); selected.empty() && current) selected.push_back(current);
   return selected;
 }
 
 void TZKDrvLst::SelectionChanged() {
-  // While a view is built anew its rows may still name what is gone.
-  ZKDrvList* node = CurrentNode();
-  if (node && !studio_.GetInstrumentDrvList(node)) node = nullptr;
-  studio_.SetSelection(node);
+  studio_.SetSelection(CurrentNode());
   const auto selected = SelectedInstruments();
   for (const auto& instrument : studio_.instruments())
     instrument->selected = std::find(selected.begin(), selected.end(), instrument.get()) != selected.end() ? 1 : 0;

@@ -142,6 +142,21 @@ TEST_F(StudioTest, SettingsGoToDriversAndDefaults) {
   EXPECT_EQ(studio().FindInstrument("Yamaha DX7")->midiChannel, 6);
 }
 
+TEST_F(StudioTest, ChannelsAreChangedInPlace) {
+  Start();
+  ZKDrvList* dx7 = Choose("Yamaha DX7");
+  ZKStudioTree* tree = window()->tree();
+  tree->editItem(tree->currentItem(), ZKStudioTree::kChannel);
+  auto* box = tree->viewport()->findChild<QComboBox*>();
+  ASSERT_NE(box, nullptr);
+  box->setCurrentIndex(4);
+  emit box->activated(4);
+  Settle();
+  EXPECT_EQ(dx7->midiChannel, 4);
+  EXPECT_EQ(tree->currentItem()->text(ZKStudioTree::kChannel), "5");
+  EXPECT_EQ(window()->CurrentNode(), dx7);
+}
+
 TEST_F(StudioTest, APortThatIsGoneIsShownAndKept) {
   Start();
   ZKDrvList* dx7 = Choose("Yamaha DX7");
