@@ -19,8 +19,9 @@ using namespace tonalith;
 const ModuleSource& FuzzSource() {
   static const ModuleSource source = {
       {"module.ini",
-       "[Module]\nName=Fuzz\nDriverBase=1\nTypes=single pair bank area framed open\nmanufacturerId=0x41\n"
-       "hasSysExChannel=1\nsysExChannelOffset=2\n"},
+       "[Module]\nName=Fuzz\nDriverBase=1\nTypes=single pair bank area framed open coded\nmanufacturerId=0x41\n"
+       "hasSysExChannel=1\nsysExChannelOffset=2\n[Coded Messages]\nHead=F0 00 20 2B 00 6F\nCoding=base64-crc32\n"
+       "Piece=16 00 | index 2 | count 3 | data 4\n"},
       {"single.descriptor",
        "typeName=Single\nfileSize=12\nheaderSize=4\nnameLength=4\nmessage=F0 41 0? 01\npatchByte=3\nnumberAs=bank\n"
        "checksumStart=4\nchecksumLength=6\nchecksumOffset=10\n"},
@@ -37,6 +38,9 @@ const ModuleSource& FuzzSource() {
        "typeName=Framed\nfileSize=40\naddress=F0 41 ?? 14 12 | 3\narea=01 00 00\nblock=00 00 00 | size 4 | framed\n"
        "block=00 01 00 | size 16 | at 14 | framed\n"},
       {"open.descriptor", "typeName=Open\nfileSize=64\noptionBits=1\nmessage=F0 41 0? 05 | length any\n"},
+      {"coded.descriptor",
+       "typeName=Coded\nfileSize=8\nmessage=F0 00 20 2B 00 6F | length 15 | skip 6 | take 8\npatchByte=7 6 1\n"
+       "numberAs=bank\nverify=4 0 7 7 | or 7F\n"},
   };
   return source;
 }

@@ -181,6 +181,46 @@ TEST(RecognizeVariants, NumbersOfSinglePatches) {
   }
 }
 
+// Places of single patches in one of several banks; and what the image does not keep of their messages.
+TEST(RecognizeVariants, NumbersOverSeveralBanks) {
+  Recognizer& recognizer = InstalledModules::Instance().recognizer();
+  Dump sound = FreshImage("blofeld", "Sound"), single = FreshImage("virus", "Single");
+  sound[5] = 2;
+  sound[6] = 5;
+  Dump sledge = sound, anySum = sound, badSum = sound;
+  sledge[2] = 0x15;
+  anySum[390] = 0x7F;
+  badSum[390] ^= 1;
+  single[7] = 2;
+  single[8] = 7;
+  CSum(single, 0, 4, 5, 260, 265);
+  const Dump edited = FreshImage("prophet 08", "Program");
+  const Dump program = *ParseHex("F0 01 23 02 01 05") + Dump(edited.begin() + 4, edited.end());
+  struct Case {
+    Dump dump;
+    const char *type, *number, *verdict, *head;
+  };
+  const std::vector<Case> cases = {
+      {sound, "Sound", "C006", "ok", "F0 3E 13 00 10 02 05"},
+      {sledge, "Sound", "C006", "ok", "F0 3E 13 00 10 7F 00"},
+      {anySum, "Sound", "C006", "ok", "F0 3E 13 00 10 02 05"},
+      {badSum, "Sound", "C006", "bad", "F0 3E 13 00 10 02 05"},
+      {single, "Single", "B7", "ok", "F0 00 20 33 01 00 10"},
+      {program, "Program", "2-6", "none", "F0 01 23 03 00 00 00"},
+      {edited, "Program", "1-1", "none", "F0 01 23 03 00 00 00"},
+  };
+  for (const Case& c : cases) {
+    Recognition found;
+    ASSERT_TRUE(recognizer.Recognize(c.dump, &found).ok()) << c.number;
+    ASSERT_EQ(found.pieces.size(), 1u);
+    const RecognizedPiece& piece = found.pieces[0];
+    EXPECT_EQ(piece.dataType, c.type);
+    EXPECT_EQ(recognizer.Patches(*piece.data).front().number, c.number);
+    EXPECT_EQ(ChecksumVerdictText(piece.checksum), std::string(c.verdict)) << c.number;
+    EXPECT_EQ(HexText({piece.data->body, 7}), c.head);
+  }
+}
+
 TEST(RecognizeVariants, DataByAddress) {
   const Dump all = D50Memory(0, 34688, 256), bank = D50Memory(0, 28672, 128), ten = D50Memory(448 * 20, 4480, 256);
   EXPECT_EQ(Pieces(all), Texts{"0 36048 Patches and Reverbs ok 64"});
