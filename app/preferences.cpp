@@ -200,7 +200,8 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   scroll->setFrameShape(QFrame::NoFrame);
   scroll->setWidget(page);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  scroll->setMinimumWidth(page->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width());
+  scroll->setMinimumWidth(page->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width() +
+                          fontMetrics().averageCharWidth() * 6);
   scroll->setMinimumHeight(fontMetrics().lineSpacing() * 16);
   tallest_ = std::max(tallest_, page->sizeHint().height() + scroll->frameWidth() * 2);
   tabs_->addTab(scroll, page->tab());

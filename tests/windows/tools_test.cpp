@@ -95,6 +95,7 @@ TEST_F(ToolsTest, PortsAreChosenByName) {
     EXPECT_TRUE(dialog.openAll()->isChecked());
     EXPECT_FALSE(dialog.list()->isEnabled());
     EXPECT_TRUE(dialog.list()->selectedItems().isEmpty());
+    dialog.adjustSize();
     KeepScreenshot(&dialog, QStringLiteral("midi-in-ports"));
     ASSERT_GE(dialog.list()->count(), 3);
     dialog.openAll()->setChecked(false);
@@ -125,6 +126,7 @@ TEST_F(ToolsTest, PortsAreChosenByName) {
   EXPECT_EQ(IniFile(profile).GetString("Midi In Ports", "PortName1"), "Unplugged");
   PVMidiOut outputs(basics().midi());
   EXPECT_EQ(outputs.bufferCount(), nullptr);
+  outputs.adjustSize();
   KeepScreenshot(&outputs, QStringLiteral("midi-out-ports"));
   outputs.openAll()->setChecked(false);
   outputs.accept();

@@ -96,7 +96,7 @@ QVariant MonitorModel::data(const QModelIndex& index, int role) const {
   const auto row = static_cast<std::size_t>(index.row());
   if (row < gone || row - gone >= document_.lines().size()) return {};
   const TextLine& line = *document_.lines()[row - gone];
-  if (role == Qt::DisplayRole) {
+  if (role == Qt::DisplayRole || (role == Qt::ToolTipRole && index.column() >= kBytes)) {
     if (index.column() == kTime)
       return QStringLiteral("%1.%2").arg(line.time() / 1000).arg(line.time() % 1000, 3, 10, QLatin1Char('0'));
     if (index.column() == kDelta) return line.delta();
