@@ -1,5 +1,7 @@
 #include "simulator/hydra_engine.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <array>
 
@@ -29,12 +31,7 @@ enum Command : std::uint8_t {
 
 // The register of the usual CRC-32 before its last inversion.
 std::uint32_t CheckOf(std::span<const std::uint8_t> payload) {
-  std::uint32_t check = 0xFFFFFFFF;
-  for (const std::uint8_t byte : payload) {
-    check ^= byte;
-    for (int bit = 0; bit < 8; ++bit) check = (check >> 1) ^ ((check & 1) != 0 ? 0xEDB88320U : 0U);
-  }
-  return check;
+  return ~static_cast<std::uint32_t>(::crc32(0, payload.data(), static_cast<uInt>(payload.size())));
 }
 
 }  // namespace

@@ -300,6 +300,29 @@ TEST_F(MainFrameTest, MembersOfASetAreSentInOrderButNotTheInactiveOnes) {
   EXPECT_TRUE(frame().statusBar()->currentMessage().contains(QStringLiteral("stayed out: 1")));
 }
 
+TEST_F(MainFrameTest, QuittingWaitsForAFileOrStopsIt) {
+  Start({"cancel", "yes"}, {});
+  Bytes bytes(400, 0x11);
+  bytes.front() = 0xF0;
+  bytes.back() = 0xF7;
+  Write("long.syx", bytes);
+  basics().out().GetMidiOutPort(0)->SetSpeed(300);
+  ASSERT_TRUE(frame().MidiXTransmit(Path("long.syx"), 1));
+  ASSERT_TRUE(WaitFor([this] { return basics().out().GetMidiOutPort(0)->isBusy(); }));
+  EXPECT_FALSE(frame().close());
+  EXPECT_TRUE(Logged("Exit | The application is currently sending MIDI data."));
+  EXPECT_TRUE(basics().out().GetMidiOutPort(0)->isBusy());
+  EXPECT_TRUE(frame().close()) << "Continue waits until the port has sent everything";
+  EXPECT_FALSE(basics().out().GetMidiOutPort(0)->isBusy());
+  EXPECT_EQ(program_->PromptLog().size(), 2U) << LogText();
+}
+
+TEST_F(MainFrameTest, QuittingAsksNothingWhenNothingIsSent) {
+  Start();
+  EXPECT_TRUE(frame().close());
+  EXPECT_EQ(LogText(), "");
+}
+
 TEST_F(MainFrameTest, PanicGoesOnBesidesAndCanBeCancelled) {
   Start();
   const int ports = basics().out().MaxOutPorts();
@@ -430,7 +453,7 @@ TEST_F(MainFrameTest, TheControlBarLaysOutShowsAndSendsItsCommands) {
     x += icons->RectOf(slot).width() + 1;
   }
   EXPECT_EQ(icons->CommandAt(1), 57603);
-  EXPECT_FALSE(icons->IsEnabled(57603)) << "the studio has nothing to save";
+  EXPECT_FALSE(icons->IsEnabled(57635)) << "the studio has nothing to cut";
   const auto press = [&](int slot, const QPoint& release) {
     QTest::mousePress(icons, Qt::LeftButton, {}, icons->RectOf(slot).center());
     EXPECT_TRUE(icons->IsPressed(slot) || !icons->IsEnabled(icons->CommandAt(slot)));
@@ -441,7 +464,7 @@ TEST_F(MainFrameTest, TheControlBarLaysOutShowsAndSendsItsCommands) {
   EXPECT_EQ(program_->PromptLog().size(), before + 1) << "the MIDI controller has no window yet";
   press(7, icons->RectOf(8).center());
   EXPECT_EQ(program_->PromptLog().size(), before + 1) << "released over another button";
-  press(1, icons->RectOf(1).center());
+  press(3, icons->RectOf(3).center());
   EXPECT_EQ(program_->PromptLog().size(), before + 1) << "disabled";
   icons->SetFixedButtonSize(40, 20);
   EXPECT_EQ(icons->RectOf(1), QRect(42, icons->RectOf(0).y(), 40, 20));
