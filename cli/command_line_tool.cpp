@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "cli/commands_authoring.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
 #include "cli/commands_desktop.h"
@@ -77,6 +78,8 @@ int WithModules(CliEnvironment& environment, const std::vector<std::string>& arg
 // Building a module must not touch the folders of a user.
 int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
   if (!args.empty() && args[0] == "install") return RunModuleInstall(environment, {args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "new") return RunModuleNew(environment, {args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "check") return RunModuleCheck(environment, {args.begin() + 1, args.end()});
   if (args.empty() || args[0] != "list") return RunModule(args, environment.in, environment.out, environment.err, {});
   return WithModules<RunModule>(environment, args);
 }
@@ -138,11 +141,14 @@ const std::vector<CliCommand>& CliCommands() {
              "  tonalith-cli df dump test.dat\n");
        },
        Plain<RunDf>},
-      {"module", CliGroup::Modules, "builds, installs and lists instrument modules",
-       [] { return std::string(ModuleUsage()); },
+      {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
+       [] { return ModuleUsage() + AuthoringForms(); },
        [] {
          return std::string(
-             "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md).\n\n"
+             "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md); docs/authoring.md\n"
+             "leads from a MIDI chart to a module.\n\n"
+             "  tonalith-cli module new acme --name \"Acme One\" --request 'F0 7D 00 10 F7' --reply 120\n"
+             "  tonalith-cli module check acme --dump recorded.syx\n"
              "  tonalith-cli module build instruments/yamaha-dx7 dx7.pvz\n"
              "  tonalith-cli module install dx7.pvz\n"
              "  tonalith-cli module list\n");

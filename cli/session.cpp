@@ -34,10 +34,19 @@ void Session::InstallModules() {
   if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
 }
 
-void Session::LoadStudio() {
+void Session::MakeStudio() {
   StudioPaths folders{paths_.MainGetInstrPath(), paths_.MainGetDataPath(), paths_.CompanyConfigPath(),
                       paths_.GetZKIni()};
   studio_ = std::make_unique<ZKStudioDoc>(std::move(folders), *activePrompts_);
+}
+
+void Session::LoadInstalledStudio() {
+  MakeStudio();
+  studio_->LoadStudio();
+}
+
+void Session::LoadStudio() {
+  MakeStudio();
   const Result result = LoadStudioWithShippedModules(*studio_, paths_.MainGetResourcePath());
   if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
 }
@@ -153,7 +162,10 @@ std::string DataTitle(const DataFile& dataFile) {
 }
 
 std::string PatchText(const PatchLine& line) {
-  return std::to_string(line.slot) + "\t" + line.number + "\t" + Latin1ToUtf8(line.name);
+  std::string name = line.name;
+  // Junk in a name must not look like another column or line.
+  std::replace_if(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+  return std::to_string(line.slot) + "\t" + line.number + "\t" + Latin1ToUtf8(name);
 }
 
 }  // namespace tonalith

@@ -31,6 +31,8 @@ class Session {
   void InstallModules();
   // InstallModules and the studio.
   void LoadStudio();
+  // The studio of what is installed already, nothing else.
+  void LoadInstalledStudio();
 
   CliEnvironment& environment() { return environment_; }
   Paths& paths() { return paths_; }
@@ -48,6 +50,8 @@ class Session {
   Result FindType(ZKDrvList* instrument, const std::string& name, ZKDrvList** driver);
 
  private:
+  void MakeStudio();
+
   CliEnvironment& environment_;
   ConsolePrompts console_;
   std::unique_ptr<ScriptedPrompts> scripted_;

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/command_line_tool.h"
+#include "cli/session.h"
+#include "platform/result.h"
+#include "simulator/conversation.h"
+#include "studio/module.h"
+
+namespace tonalith {
+
+// A module installed apart from the folders of the user, to be tried; what was written goes away with it.
+class ModuleTrial {
+ public:
+  explicit ModuleTrial(CliEnvironment& environment);
+  ModuleTrial(const ModuleTrial&) = delete;
+  ModuleTrial& operator=(const ModuleTrial&) = delete;
+  ~ModuleTrial();
+
+  Result Install(const ModuleImage& image);
+  Session& session() { return *session_; }
+
+  // Recognises a dump, lists what is in it (at most `mostNames` names of each piece) and says what is wrong with it.
+  // True when every message is known and every checksum right.
+  bool TryDump(const std::string& name, std::span<const std::uint8_t> bytes, std::size_t mostNames, std::ostream& out);
+
+  struct Talk {
+    std::string file;  // for sentences
+    Conversation conversation;
+    std::string type;  // empty: the one that says what the conversation expects
+    int device = -1;
+    std::vector<int> patches;
+  };
+  // Gets data of the conversation's other side, and sends it when the conversation goes on.  True when it went so.
+  bool TryTalk(const Talk& talk, std::ostream& out);
+
+ private:
+  struct Attempt {
+    bool right = false;
+    std::size_t matched = 0;  // bytes that were sent as expected
+    std::string text;
+  };
+  Attempt TryType(const Talk& talk, ZKDrvList* driver);
+
+  std::filesystem::path folder_;
+  CliEnvironment inside_;
+  std::unique_ptr<Session> session_;
+};
+
+}  // namespace tonalith
