@@ -223,4 +223,11 @@ Result ReadPackageBytes(const std::filesystem::path& package, std::vector<std::u
   return read.ok() ? read : PackageFailure(kPackageOpenError, package.string());
 }
 
+Result ReadPackage(const std::filesystem::path& package, PackageFiles* files, const PackageLimits& limits) {
+  files->clear();
+  std::vector<std::uint8_t> bytes;
+  const Result read = ReadPackageBytes(package, &bytes);
+  return read.ok() ? UnpackFiles(bytes, files, limits) : read;
+}
+
 }  // namespace tonalith

@@ -55,6 +55,7 @@ Result UnpackEach(std::span<const std::uint8_t> package, const PackageSink& sink
 Result UnpackFiles(std::span<const std::uint8_t> package, PackageFiles* files, const PackageLimits& limits = {});
 
 Result WritePackage(const PackageFiles& files, const std::filesystem::path& package);
+// A whole package into memory.
 Result ReadPackage(const std::filesystem::path& package, PackageFiles* files, const PackageLimits& limits = {});
 
 // The bytes of a package file; a failure is kPackageOpenError with the path.
