@@ -162,8 +162,8 @@ void HydraEngine::OnCommand(std::span<const std::uint8_t> payload) {
       }
       return Say({kTaken, 0, first, second});
     case kWrite:
-      core_.display = Store(false) ? "SAVED" : "RECEIVE ERROR";
-      if (core_.display == "SAVED") Say({kWrite + 1, 0});
+      core_.display = Store(false) ? "RECEIVED" : "RECEIVE ERROR";
+      if (core_.display == "RECEIVED") Say({kWrite + 1, 0});
       return;
     default:
       return;

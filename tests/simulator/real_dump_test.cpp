@@ -330,7 +330,7 @@ TEST(RealHydrasynthPatch, ComesBackPieceByPiece) {
   auto other = Make("asm-hydrasynth");
   Host to(*other);
   for (const Bytes& message : messages) EXPECT_FALSE(to.Ask(message).empty());
-  EXPECT_EQ(other->display(), "SAVED");
+  EXPECT_EQ(other->display(), "RECEIVED");
   EXPECT_TRUE(other->DumpOf("patches", 0) == ReadWhole(path));
 }
 
