@@ -168,6 +168,12 @@ void MakeNumberStr(const Synth* synth, char* out, int patch) {
       return put("%c%d P%d", n < 512 ? 'U' : 'F', n / 128 % 4 + 1, n % 128 + 1);
     case kNumberFormatBanks:
       return put("%d-%d", n / 128 + 1, n % 128 + 1);
+    case kNumberFormatSixteens:
+      return put("%c-%d", 'A' + n / 16, n % 16 + 1);
+    case kNumberFormatInternal:
+      return put("I%2.2d", n);
+    case kNumberFormatPerformance:
+      return put("PF%d", n + 1);
     case kNumberFormatMemories:
       return put("%c%c-%d", "IiEe"[(n & 0x7F) / 32], 'A' + n % 32 / 8, n % 8 + 1);
     default:
