@@ -60,26 +60,35 @@ class StudioDelegate final : public QStyledItemDelegate {
     auto* box = static_cast<QComboBox*>(editor);
     ZKDrvList* node = Node(index);
     if (!node || box->currentIndex() < 0) return;
-    switch (index.column()) {
-      case ZKStudioTree::kIn:
-        node->SetInPort(box->currentIndex(), ToUtf8(box->currentText()));
-        break;
-      case ZKStudioTree::kOut:
-        node->SetOutPort(box->currentIndex(), ToUtf8(box->currentText()));
-        break;
-      case ZKStudioTree::kDevice:
-        node->SetSysExChannel(box->currentData().toInt());
-        break;
-      default:
-        node->SetMidiChannel(box->currentData().toInt());
-    }
-    tree_->studio().InstrumentChanged(node);
-    tree_->host().StudioEdited();
+    // Changing the studio builds the rows anew, which must not happen under the editor.
     QMetaObject::invokeMethod(
-        tree_, [tree = tree_] { tree->Rebuild(); }, Qt::QueuedConnection);
+        tree_,
+        [tree = tree_, node, column = index.column(), place = box->currentIndex(), number = box->currentData().toInt(),
+         name = ToUtf8(box->currentText())] { Change(tree, node, column, place, number, name); },
+        Qt::QueuedConnection);
   }
 
  private:
+  static void Change(ZKStudioTree* tree, ZKDrvList* node, int column, int place, int number, const std::string& name) {
+    if (!tree->studio().GetInstrumentDrvList(node)) return;
+    switch (column) {
+      case ZKStudioTree::kIn:
+        node->SetInPort(place, name);
+        break;
+      case ZKStudioTree::kOut:
+        node->SetOutPort(place, name);
+        break;
+      case ZKStudioTree::kDevice:
+        node->SetSysExChannel(number);
+        break;
+      default:
+        node->SetMidiChannel(number);
+    }
+    if (const Result written = tree->studio().InstrumentChanged(node); !written.ok())
+      tree->host().prompts().Say("Studio", written.text);
+    tree->host().StudioEdited();
+    tree->Rebuild();
+  }
   static void AddNames(QComboBox* box, const std::vector<std::string>& names) {
     for (const auto& name : names) box->addItem(FromUtf8(name));
   }
