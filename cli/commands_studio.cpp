@@ -242,7 +242,7 @@ int RunModuleInstall(CliEnvironment& environment, const std::vector<std::string>
     if (!result.ok()) {
       for (const std::string& notice : session.TakeNotices())
         if (notice.find(result.text) == std::string::npos) result.text += " " + notice;
-      return CliFailure(environment, "module", result.text);
+      return CliFailure(environment, "module", ReplaceAll(result.text, "\n", " "));
     }
     environment.out << (report.name.empty() ? package + ": the package is empty" : report.name + ": installed") << "\n";
     for (const std::string& kept : report.kept) environment.out << "kept\t" << kept << "\n";

@@ -1,5 +1,9 @@
 #include "studio/module_install.h"
 
+#include <algorithm>
+
+#include "data/container.h"
+#include "platform/path_resolver.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -58,6 +62,23 @@ std::vector<ZKDrvList*> InstrumentsOf(const ZKStudioDoc& studio, const std::stri
   return found;
 }
 
+// A package whose drivers cannot be read must not take the place of a module that works.
+Result CheckDrivers(const std::filesystem::path& folder, const IniFile& ini) {
+  const int count = std::min(ini.GetInt("Instrument", "NumDrivers"), kMaxModuleDrivers);
+  for (int i = 0; i < count; ++i) {
+    const std::string file = ini.GetString("Instrument", "ID" + std::to_string(i));
+    const auto found = FindPath(folder.string(), file, PathTrust::Untrusted);
+    if (file.empty() || !found)
+      return Result::Failure("The module's driver " + std::to_string(i) + ", \"" + file + "\", is not in its folder.");
+    DiskHooks quiet;
+    DataFilePtr data(AllocDataFile());
+    if (!data || !DiskAccess(&quiet).DiskRead(0, FolderOf(*found), FileNameOf(*found), {}, data.get(), 0) ||
+        !data->synth)
+      return Result::Failure("The module's driver \"" + file + "\" cannot be read.");
+  }
+  return Result::Success();
+}
+
 }  // namespace
 
 Result AddInstalledModule(ZKStudioDoc& studio, const std::string& moduleFile, bool queue, ModuleInStudio* outcome) {
@@ -80,7 +101,9 @@ Result InstallInstrumentModule(ZKStudioDoc& studio, const std::filesystem::path&
   if (!outcome) outcome = &own;
   if (!HasInstrumentDefinition(studio.paths().instruments))
     return Result::Failure(DefinitionMissing(studio.paths().instruments));
-  Result result = InstallPackage(package, studio.paths().instruments, report, options);
+  InstallOptions checked = options;
+  checked.check = CheckDrivers;
+  Result result = InstallPackage(package, studio.paths().instruments, report, checked);
   if (!result.ok() || report->moduleFile.empty()) return result;
   result = AddInstalledModule(studio, report->moduleFile, queue, outcome);
   if (result.ok() && studio.DrvSaveSetup(0) != 0) result = Result::Failure("The studio could not be saved.");

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/cancel_token.h"
+#include "platform/ini_file.h"
 #include "platform/result.h"
 #include "studio/package.h"
 
@@ -38,6 +39,9 @@ struct InstallOptions {
   bool sync = true;
   CancelToken cancel;                                               // looked at before each file
   std::function<void(std::size_t done, std::size_t all)> progress;  // files; any thread that installs
+  // Looks at the module as it would be, with the files of the user, before anything is put in its place; a failure
+  // ends the installation.
+  std::function<Result(const std::filesystem::path& folder, const IniFile& ini)> check;
 };
 
 // Installs a package: everything is unpacked and checked in a staging folder inside the instrument folder and moved

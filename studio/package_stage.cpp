@@ -155,6 +155,12 @@ Result SortPackage(const std::vector<std::string>& paths, const std::function<st
     if (!IsSafePackagePath(ReplaceAll(folder, "/", "\\")) || folder.front() == '.')
       return Result::Failure("The module INI " + path + " names no folder of its own (\"Dir\").");
     module.folder = ReplaceAll(folder, "\\", "/");
+    for (const PackageModule& other : *modules) {
+      if (AsciiEqualNoCase(other.folder, module.folder)) module.sharesFolder = true;
+      if (AsciiStartsWithNoCase(module.folder, other.folder + "/") ||
+          AsciiStartsWithNoCase(other.folder, module.folder + "/"))
+        return Result::Failure("The folders of " + other.iniName + " and " + path + " lie one inside the other.");
+    }
     modules->push_back(std::move(module));
   }
   if (modules->empty()) return Result::Failure("The package holds no module INI.");
@@ -166,6 +172,8 @@ Result SortPackage(const std::vector<std::string>& paths, const std::function<st
         continue;
       }
       if (!AsciiStartsWithNoCase(path, module.folder + "/")) continue;
+      // The files may spell the folder in another way than the INI.
+      module.folder = path.substr(0, module.folder.size());
       module.files.push_back(path.substr(module.folder.size() + 1));
       placed = true;
     }
@@ -196,9 +204,21 @@ StagedPackage::~StagedPackage() {
   fs::remove_all(stage_, error);
 }
 
+// Folders that differ only in case are one folder, spelled as at first.
+std::string StagedPackage::OneSpelling(const std::string& name) {
+  std::string spelled;
+  std::size_t begin = 0;
+  for (std::size_t end = name.find('/'); end != std::string::npos; end = name.find('/', begin)) {
+    spelled += name.substr(begin, end - begin);
+    spelled = folderNames_.try_emplace(AsciiLower(spelled), spelled).first->second + "/";
+    begin = end + 1;
+  }
+  return spelled + name.substr(begin);
+}
+
 Result StagedPackage::Add(const std::string& path, std::span<const std::uint8_t> bytes) {
   if (!IsSafePackagePath(path)) return Result::Failure("The package holds a file name that is not allowed.");
-  const std::string name = PackagePathOnDisk(path);
+  const std::string name = OneSpelling(PackagePathOnDisk(path));
   const Result written = WriteBelow(stage_ / "files", name, bytes);
   if (!written.ok()) return Result::Failure(std::string(kPackageTempError) + ": " + written.text, kPackageFault);
   crcs_[name] = PackageFileCrc(bytes);
@@ -249,7 +269,8 @@ Result StagedPackage::KeepFormerEntry(const PackageModule& module, const fs::pat
   return changed || options.backUpAll ? BackUp(module, former, name, report) : Result::Success();
 }
 
-Result StagedPackage::KeepFormer(const PackageModule& module, const InstallOptions& options, InstallReport* report) {
+Result StagedPackage::KeepFormerFolder(const PackageModule& module, const InstallOptions& options,
+                                       InstallReport* report) {
   const fs::path former = ExistingModulePath(instruments_, module.folder);
   const PackageManifest manifest = ReadPackageManifest(instruments_, module.baseName);
   std::error_code error;
@@ -264,6 +285,15 @@ Result StagedPackage::KeepFormer(const PackageModule& module, const InstallOptio
     }
     if (error) return Result::Failure("The former module folder cannot be read: " + error.message() + ".");
   }
+  return Result::Success();
+}
+
+Result StagedPackage::KeepFormer(const PackageModule& module, const InstallOptions& options, InstallReport* report) {
+  if (!module.sharesFolder) {
+    if (const Result kept = KeepFormerFolder(module, options, report); !kept.ok()) return kept;
+  }
+  const PackageManifest manifest = ReadPackageManifest(instruments_, module.baseName);
+  std::error_code error;
   const fs::path ini = ExistingModulePath(instruments_, module.iniName);
   std::vector<std::uint8_t> bytes;
   if (!fs::is_regular_file(ini, error) || !ReadWholeFile(ini.string(), bytes).ok()) return Result::Success();
@@ -307,15 +337,29 @@ Result StagedPackage::Prepare(const std::string& packageName, const InstallOptio
     if (result.ok()) result = WriteManifest(each);
     if (!result.ok()) return result;
     const fs::path backup = stage_ / kBackupFolder / each.baseName;
-    if (fs::exists(backup, error))
-      moves_.push_back({backup, DatedFolder(instruments_ / kBackupFolder / each.baseName)});
-    moves_.push_back({stage_ / "files" / each.folder, ExistingModulePath(instruments_, each.folder)});
-    moves_.push_back({stage_ / "files" / each.iniName, ExistingModulePath(instruments_, each.iniName)});
-    moves_.push_back({stage_ / PackageManifestName(each.baseName), instruments_ / PackageManifestName(each.baseName)});
+    const fs::path files = stage_ / "files";
+    const std::string manifest = PackageManifestName(each.baseName);
+    if (fs::exists(backup, error)) result = Plan(backup, DatedFolder(instruments_ / kBackupFolder / each.baseName));
+    if (result.ok() && !each.sharesFolder)
+      result = Plan(files / each.folder, ExistingModulePath(instruments_, each.folder));
+    if (result.ok()) result = Plan(files / each.iniName, ExistingModulePath(instruments_, each.iniName));
+    if (result.ok()) result = Plan(stage_ / manifest, instruments_ / manifest);
+    if (!result.ok()) return result;
   }
+  if (options.check) result = options.check(stage_ / "files" / module.folder, module.ini);
+  if (!result.ok()) return result;
   report->written = paths;
   report->moduleFile = ExistingModulePath(instruments_, module.iniName).filename().string();
   report->name = module.ini.GetString("Instrument", "Name", module.baseName);
+  return Result::Success();
+}
+
+Result StagedPackage::Plan(const fs::path& from, const fs::path& to) {
+  const fs::path folder = to.parent_path().lexically_relative(instruments_);
+  std::string inside;
+  if (folder != "." && !SafeJoin(instruments_.string(), folder.generic_string(), inside).ok())
+    return Result::Failure("\"" + to.parent_path().string() + "\" leads out of the instrument folder.");
+  moves_.push_back({from, to});
   return Result::Success();
 }
 
@@ -339,6 +383,10 @@ Result StagedPackage::Commit(bool sync) {
         Exchange(moves_[i].from, moves_[i].to);
       else
         fs::rename(moves_[i].to, moves_[i].from, ignored);
+    }
+    std::error_code ignored;
+    for (const Move& move : moves_) {
+      if (move.to.parent_path() != instruments_) fs::remove(move.to.parent_path(), ignored);
     }
     return Result::Failure("\"" + what + "\" cannot be put in place: " + error.message() + ".");
   }

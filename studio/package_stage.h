@@ -20,6 +20,7 @@ struct PackageModule {
   IniFile ini;
   std::string folder;              // "Dir", '/' between
   std::vector<std::string> files;  // below the folder, '/' between
+  bool sharesFolder = false;       // an earlier module of the package has the same folder
 };
 
 // Sorts the paths of a package ('/' between) to its modules.  `readIni` gives the bytes of a module INI.
@@ -68,17 +69,22 @@ class StagedPackage {
     std::filesystem::path from, to;
   };
   Result KeepFormer(const PackageModule& module, const InstallOptions& options, InstallReport* report);
+  Result KeepFormerFolder(const PackageModule& module, const InstallOptions& options, InstallReport* report);
   Result KeepFormerEntry(const PackageModule& module, const std::filesystem::path& former, const std::string& name,
                          const PackageManifest& manifest, const InstallOptions& options, InstallReport* report);
   Result BackUp(const PackageModule& module, const std::filesystem::path& file, const std::string& name,
                 InstallReport* report);
   void Sync() const;
   Result WriteManifest(const PackageModule& module);
+  std::string OneSpelling(const std::string& name);
+  // Plans one move into the instrument folder; a failure when its folder is a link that leads out of it.
+  Result Plan(const std::filesystem::path& from, const std::filesystem::path& to);
 
   std::filesystem::path instruments_;
   std::filesystem::path stage_;
-  std::map<std::string, std::uint32_t> crcs_;      // staged paths -> crc
-  std::map<std::string, std::string> lowerNames_;  // lower case -> staged path
+  std::map<std::string, std::uint32_t> crcs_;       // staged paths -> crc
+  std::map<std::string, std::string> lowerNames_;   // lower case -> staged path
+  std::map<std::string, std::string> folderNames_;  // lower case -> the folder's staged path
   std::vector<PackageModule> modules_;
   std::vector<Move> moves_;
   bool copied_ = false;

@@ -249,6 +249,42 @@ TEST(Package, InstallingAgainKeepsWhatIsTheUsers) {
     EXPECT_EQ(TextOf(date.path() / "Synth/mine/notes.txt"), "mine");
 }
 
+TEST(Package, FoldersAreOneWhateverTheirCase) {
+  TempFolder temp;
+  const fs::path folder = temp.path() / "Instruments";
+  InstallReport report;
+  ASSERT_TRUE(InstallPackageFiles(Module(1, {{"Synth\\Html\\a.txt", "1"}}), folder, &report).ok());
+  const PackageFiles shouting = {Module(2)[0],
+                                 {"SYNTH\\A.PV6", TextBytes("driver 2")},
+                                 {"synth\\HTML\\a.txt", TextBytes("2")},
+                                 {"Other.ini", TextBytes("[Instrument]\nDir=synth\nNumDrivers=1\nID0=a.PV6\n")}};
+  const Result result = InstallPackageFiles(shouting, folder, &report, {}, "Synth");
+  ASSERT_TRUE(result.ok()) << result.text;
+  EXPECT_EQ(TextOf(folder / "Synth/A.PV6"), "driver 2");
+  EXPECT_EQ(TextOf(folder / "Synth/HTML/a.txt"), "2");
+  EXPECT_TRUE(fs::exists(folder / "Other.ini")) << "two modules may share a folder";
+  EXPECT_FALSE(fs::exists(folder / "SYNTH"));
+}
+
+TEST(Package, NothingIsWrittenThroughALinkOutOfTheInstrumentFolder) {
+  TempFolder temp;
+  const fs::path folder = temp.path() / "Instruments", outside = temp.path() / "outside";
+  fs::create_directories(outside);
+  InstallReport report;
+  for (const char* link : {".installed", ".backup", "Deep"}) {
+    fs::remove_all(folder);
+    PutText(folder / "Synth/a.PV6", "former");
+    fs::create_directory_symlink(outside, folder / link);
+    const std::string dir = std::string(link) == "Deep" ? "Deep\\Synth" : "Synth";
+    const PackageFiles files = {{"Synth.ini", TextBytes("[Instrument]\nDir=" + dir + "\nNumDrivers=1\nID0=a.PV6\n")},
+                                {dir + "\\a.PV6", TextBytes("next")}};
+    const auto before = Tree(folder);
+    EXPECT_FALSE(InstallPackageFiles(files, folder, &report).ok()) << link;
+    EXPECT_EQ(Tree(folder), before) << link;
+    EXPECT_TRUE(fs::is_empty(outside)) << link;
+  }
+}
+
 TEST(Package, NothingIsLeftOfAPackageThatCannotBeInstalled) {
   TempFolder temp;
   const fs::path folder = temp.path() / "Instruments";
@@ -264,6 +300,8 @@ TEST(Package, NothingIsLeftOfAPackageThatCannotBeInstalled) {
       {{{"Synth.ini", TextBytes("[Instrument]\nDir=..\nNumDrivers=1\n")}}, "no folder of its own"},
       {{{"Synth.ini", TextBytes("[Instrument]\nDir=Synth\nNumDrivers=0\n")}}, "There are no drivers in the file"},
       {Module(2, {{"Synth\\a.PV6\\below.txt", "x"}}), ""},
+      {Module(2, {{"Second.ini", "[Instrument]\nDir=Synth/Inner\n"}, {"Synth\\Inner\\b.PV6", "x"}}),
+       "lie one inside the other"},
   };
   for (const auto& [files, part] : cases) {
     const Result result = InstallPackageFiles(files, folder, &report);

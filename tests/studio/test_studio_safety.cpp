@@ -5,6 +5,7 @@
 #include "platform/ini_file.h"
 #include "platform/text.h"
 #include "services/settings.h"
+#include "studio/module_install.h"
 #include "tests/studio/studio_fixture.h"
 
 namespace tonalith {
@@ -190,6 +191,31 @@ TEST_F(StudioSafety, ManyBrokenModulesDoNotHoldTheUser) {
   EXPECT_EQ(prompts.offers, 1);
   EXPECT_EQ(prompts.texts.front(), "Error!\nThere are no drivers in the file\nBad 00.ini\nto load!");
   EXPECT_EQ(prompts.texts.back(), "Error!\nThere are no drivers in the file\nBad 02.ini\nto load!");
+}
+
+TEST_F(StudioSafety, APackageWithoutItsDriversReplacesNothing) {
+  ASSERT_TRUE(EnsureInstrumentFolder(paths().instruments, TONALITH_SOURCE_DIR "/resources").ok());
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  studio.LoadStudio();
+  const std::string module = studio.InstalledModules().front();
+  const auto ini = Read(paths().instruments / module);
+  const std::string dir = IniFile((paths().instruments / module).string()).GetString("Instrument", "Dir");
+  const std::string driver = IniFile((paths().instruments / module).string()).GetString("Instrument", "ID0");
+  const auto good = Read(paths().instruments / dir / driver);
+  const std::string fresh = "[Instrument]\nName=Fresh\nDir=Fresh\nNumDrivers=1\nID0=none.PV6\n";
+  const std::vector<std::pair<PackageFiles, std::string>> cases = {
+      {{{module, ini}, {dir + "\\" + driver, {1, 2, 3}}}, "cannot be read"},
+      {{{"Fresh.ini", {fresh.begin(), fresh.end()}}, {"Fresh\\other.PV6", good}}, "is not in its folder"},
+  };
+  for (const auto& [files, part] : cases) {
+    const fs::path package = root_ / "broken.pvz";
+    ASSERT_TRUE(WritePackage(files, package).ok());
+    InstallReport report;
+    const Result result = InstallInstrumentModule(studio, package, true, &report);
+    EXPECT_NE(result.text.find(part), std::string::npos) << result.text;
+    EXPECT_EQ(Read(paths().instruments / dir / driver), good);
+    EXPECT_FALSE(fs::exists(paths().instruments / "Fresh"));
+  }
 }
 
 TEST_F(StudioSafety, RemovingAsksTheWindowsAndCanBeTakenBack) {
