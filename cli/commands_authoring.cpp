@@ -64,6 +64,7 @@ Result ReadNewOptions(const CliArguments& args, DraftOptions* options) {
   bytes("request", &options->request);
   bytes("header", &options->header);
   bytes("bank-request", &options->bankRequest);
+  bytes("bank-header", &options->bankHeader);
   const auto number = [&](const char* name, std::int64_t low, std::int64_t high, auto* into) {
     std::int64_t value = 0;
     if (result.ok()) result = args.Number(name, low, high, *into, &value);
@@ -262,7 +263,7 @@ std::string AuthoringForms() {
          "                              number\n"
          "  --channel-byte N            the byte of request and reply that is the device number; F0 is byte 0\n"
          "  --bank COUNT                also the bank: patch by patch when the request has nn, else as one message\n"
-         "  --bank-request HEX, --bank-reply SIZE   of a bank that comes as one message\n"
+         "  --bank-request HEX, --bank-header HEX, --bank-reply SIZE   of a bank that comes as one message\n"
          "  --patch-size N              bytes from one patch of that message to the next\n"
          "  --name-at OFFSET LENGTH     the patch name, counted from the F0\n"
          "  --checksum TYPE START COUNT OFFSET      docs/data.md names the types\n"
@@ -274,8 +275,8 @@ std::string AuthoringForms() {
 
 int RunModuleNew(CliEnvironment& environment, const std::vector<std::string>& args) {
   const CliArguments arguments(
-      JoinedValues(args), {"name", "request", "reply", "header", "channel-byte", "bank", "bank-request", "bank-reply",
-                           "patch-size", "name-at", "checksum", "driver-base", "dump"});
+      JoinedValues(args), {"name", "request", "reply", "header", "channel-byte", "bank", "bank-request", "bank-header",
+                           "bank-reply", "patch-size", "name-at", "checksum", "driver-base", "dump"});
   DraftOptions options;
   const Result result = ReadNewOptions(arguments, &options);
   if (!result.ok()) return Failed(environment, result.text);

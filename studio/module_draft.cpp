@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::uint32_t kMaxDraftSize = 16u << 20;  // of an image, as the module builder takes it
 constexpr std::size_t kMaxRequest = 20;             // as the descriptor holds it
-constexpr int kKorg78 = 2;
+constexpr int kStream78 = 2;                        // seven bytes in eight, over all patches
+constexpr int kPatch78 = 17;                        // the same, every patch on its own
 
 bool IsHexDigit(char c) {
   return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
@@ -26,7 +27,7 @@ bool IsNibbles(int storageFormat) {
 // Unpacked bytes in so many raw ones.
 std::uint32_t LogicalBytes(int storageFormat, std::uint32_t raw) {
   if (IsNibbles(storageFormat)) return raw / 2;
-  if (storageFormat == kKorg78) return raw - (raw + 7) / 8;
+  if (storageFormat == kStream78 || storageFormat == kPatch78) return raw - (raw + 7) / 8;
   return raw;
 }
 
@@ -150,9 +151,9 @@ class DraftWriter {
         raw = type.patchSize;
         text += "; patches, and the bytes from one to the next\n" + Line("numVoices", type.count);
       }
-      const bool stream = type.storageFormat == kKorg78;
-      text += Line("voiceSize", stream && type.count == 1 ? LogicalBytes(kKorg78, raw) : raw);
-      if (IsNibbles(type.storageFormat)) text += Line("voiceBytes", LogicalBytes(type.storageFormat, raw));
+      text += Line("voiceSize", raw);
+      if (IsNibbles(type.storageFormat) || type.storageFormat == kPatch78)
+        text += Line("voiceBytes", LogicalBytes(type.storageFormat, raw));
     }
     if (type.storageFormat != 0) {
       text += IsNibbles(type.storageFormat) ? "; each byte is sent as two of four bits\n"
@@ -363,7 +364,7 @@ std::string DraftProblem(const DraftType& type) {
   if (type.layout == DraftLayout::Bank &&
       (type.patchSize == 0 ||
        std::uint64_t{type.patchSize} * type.count >
-           (type.storageFormat == kKorg78 ? LogicalBytes(kKorg78, static_cast<std::uint32_t>(data)) : data)))
+           (type.storageFormat == kStream78 ? LogicalBytes(kStream78, static_cast<std::uint32_t>(data)) : data)))
     return of + std::to_string(type.count) + " patches of " + std::to_string(type.patchSize) +
            " bytes do not fit into the " + std::to_string(data) + " bytes between header and end.";
   const std::uint64_t patch = type.layout == DraftLayout::Bank ? type.patchSize : data;
@@ -375,6 +376,10 @@ std::string DraftProblem(const DraftType& type) {
 }  // namespace
 
 Result WriteDraft(const ModuleDraft& draft, ModuleSource* source) {
+  if (draft.name.size() > 64 || !IsSafePackagePath(draft.name) ||
+      draft.name.find_first_of("\\/.\n\r") != std::string::npos)
+    return Result::Failure(
+        "--name: 1 to 64 characters are needed that can stand in a file name, no \"/\" and no \".\".");
   for (const DraftType& type : draft.types) {
     const std::string problem = DraftProblem(type);
     if (!problem.empty()) return Result::Failure(problem);
@@ -387,6 +392,17 @@ Result WriteDraft(const ModuleDraft& draft, ModuleSource* source) {
   *source = std::move(written);
   return Result::Success();
 }
+
+namespace {
+
+// As much of a request as an answer has in common with it: manufacturer and device number.
+DraftBytes CommonWith(const DraftBytes& request, int channelByte) {
+  const std::size_t id = request.size() > 1 && request.pairs[1] == "00" ? 4 : 2;
+  const std::size_t length = std::min(request.size() - 1, std::max(id, static_cast<std::size_t>(channelByte + 1)));
+  return {{request.pairs.begin(), request.pairs.begin() + static_cast<std::ptrdiff_t>(length)}};
+}
+
+}  // namespace
 
 Result DraftOfOptions(const DraftOptions& options, ModuleDraft* draft) {
   if (options.name.empty()) return Result::Failure("--name is missing: the instrument needs a name.");
@@ -412,21 +428,20 @@ Result DraftOfOptions(const DraftOptions& options, ModuleDraft* draft) {
   single.file = "patch", single.typeName = "Patch", single.typeKey = "PATCH";
   single.request = options.request, single.header = options.header;
   single.messageSize = options.reply;
-  if (single.header.empty()) {
-    // As much of the request as an answer has in common with it.
-    const std::size_t id = *maker == 0 ? 4 : 2;
-    const auto length = std::max(id, static_cast<std::size_t>(options.channelByte + 1));
-    single.header.pairs.assign(known.pairs.begin(),
-                               known.pairs.begin() + static_cast<std::ptrdiff_t>(std::min(known.size() - 1, length)));
-  }
+  if (single.header.empty()) single.header = CommonWith(known, options.channelByte);
   single.headerSize = static_cast<std::uint32_t>(single.header.size());
   single.checksum = options.checksum;
   DraftType bank = single;
   bank.file = "bank", bank.typeName = "Patch Bank", bank.typeKey = "BANK";
   bank.count = std::max(options.bank, 1u);
-  if (options.bank && options.request.NumberPlace() < 0) {
+  if (options.bank && (options.request.NumberPlace() < 0 || !options.bankRequest.empty())) {
     bank.layout = DraftLayout::Bank;
-    if (!options.bankRequest.empty()) bank.request = options.bankRequest;
+    if (!options.bankRequest.empty()) {
+      bank.request = options.bankRequest;
+      bank.header = CommonWith(options.bankRequest, options.channelByte);
+    }
+    if (!options.bankHeader.empty()) bank.header = options.bankHeader;
+    bank.headerSize = static_cast<std::uint32_t>(bank.header.size());
     if (options.bankReply) bank.messageSize = options.bankReply;
   } else {
     bank.layout = DraftLayout::Messages;

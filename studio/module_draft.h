@@ -74,6 +74,7 @@ struct DraftOptions {
   std::uint32_t bank = 0;                   // patches
   std::uint32_t patchSize = 0;              // bytes a patch takes in a bank dump
   DraftBytes bankRequest;                   // asks for all patches in one message
+  DraftBytes bankHeader;                    // how that message begins
   std::uint32_t bankReply = 0;              // bytes of its answer
   std::optional<std::uint32_t> nameOffset;  // from the F0
   std::uint32_t nameLength = 0;

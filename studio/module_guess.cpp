@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <map>
 
 #include "data/checksums.h"
@@ -20,6 +21,8 @@ constexpr std::size_t kMaxMessages = 65535;
 constexpr std::size_t kMaxTypes = 8;
 constexpr std::size_t kMaxSearched = 64u << 10;  // bytes of a message that are searched for patches
 constexpr std::size_t kMaxStride = 2048;
+constexpr std::size_t kMaxName = 24;
+constexpr std::size_t kLongestAlone = 1200;
 constexpr std::size_t kMaxShown = 64;  // messages a finding is tried on
 
 // The messages of one length, and what is known of them.
@@ -32,6 +35,7 @@ struct Group {
 // A row of characters at the same place of every patch.
 struct NameRun {
   std::size_t offset = 0, length = 0;
+  std::size_t score = 0;  // characters of a patch, in hundredths
   bool operator!() const { return length == 0; }
 };
 
@@ -52,8 +56,19 @@ bool IsLetter(std::uint8_t c) {
   return IsTexty(c) && c > '9';
 }
 
+// Where makers have the device number; 0: behind a number of the product, perhaps.
 std::size_t DeviceByte(const Message& message) {
-  return message[1] == 0 ? 4 : 2;
+  switch (message[1]) {
+    case 0x40:  // Kawai
+    case 0x42:  // Korg
+    case 0x43:  // Yamaha
+    case 0x47:  // Akai
+      return 2;
+    case 0x41:  // Roland; before there were addresses an operation code stood first
+      return message[2] >= 0x30 && message[2] < 0x40 ? 3 : 2;
+    default:
+      return 0;
+  }
 }
 
 Message Unpacked(const Message& message, int storage, std::size_t origin) {
@@ -69,26 +84,41 @@ Message Unpacked(const Message& message, int storage, std::size_t origin) {
   return bytes;
 }
 
-// The best row of characters in `count` patches of `size` bytes that follow each other from `from` on.
-NameRun FindNames(const Message& bytes, std::size_t from, std::size_t size, std::size_t count) {
+// Whether all patches have the same byte at a place.
+bool IsConstant(const Message& bytes, std::size_t at, std::size_t size, std::size_t count) {
+  for (std::size_t k = 1; k < count; ++k)
+    if (at + k * size >= bytes.size() || bytes[at + k * size] != bytes[at]) return false;
+  return true;
+}
+
+// The best row of characters in `count` patches of `size` bytes that follow each other from `from` on; it may end so
+// many bytes beyond its patch.
+NameRun FindNames(const Message& bytes, std::size_t from, std::size_t size, std::size_t count, std::size_t beyond = 0) {
   const std::size_t least = count >= 4 ? 5 : 6;
   NameRun best, run;
-  std::size_t bestScore = 0, score = 0, letters = 0;
+  std::size_t score = 0, letters = 0, varied = 0;
   const auto end = [&] {
-    if (run.length >= least && score > bestScore && letters * 2 >= run.length * count) bestScore = score, best = run;
-    run = {}, score = letters = 0;
+    // A column that is the same everywhere belongs to no name.
+    while (count >= 4 && run.length > least && IsConstant(bytes, from + run.offset, size, count))
+      ++run.offset, --run.length;
+    run.score = score * 100 / count;
+    const bool names = letters * 3 >= run.length * count && (count < 8 || varied * 2 >= run.length);
+    if (run.length >= least && run.score > best.score && names) best = run;
+    run = {}, score = letters = varied = 0;
   };
-  for (std::size_t r = 0; r < size; ++r) {
+  for (std::size_t r = 0; r < size + beyond; ++r) {
     std::size_t printable = 0, texty = 0, letter = 0;
+    std::bitset<256> values;
     for (std::size_t k = 0; k < count; ++k) {
       const std::size_t at = from + k * size + r;
       const std::uint8_t c = at < bytes.size() ? bytes[at] : 0;
       printable += IsPrintable(c), texty += IsTexty(c), letter += IsLetter(c);
+      values.set(c);
     }
-    if (printable * 100 < count * 95 || texty * 100 < count * 75 || run.length >= 24) end();
+    if (printable * 100 < count * 95 || texty * 100 < count * 75 || run.length >= kMaxName) end();
     if (printable * 100 < count * 95 || texty * 100 < count * 75) continue;
     if (run.length++ == 0) run.offset = r;
-    score += texty, letters += letter;
+    score += texty, letters += letter, varied += values.count() >= 6;
   }
   end();
   return best;
@@ -107,15 +137,17 @@ NameRun NamesOf(const Group& group, int storage, std::size_t origin) {
 }
 
 // Patches with names in one message of this packing: the smallest distance at which there is a row of characters.
+// False when there are none or `out` has more characters already.
 bool FindStride(const Message& message, int storage, std::size_t header, Stride* out) {
   const Message bytes = Unpacked(message, storage, header);
   const std::size_t length = std::min(bytes.size(), kMaxSearched);
   for (std::size_t size = 16; size <= std::min(kMaxStride, length / 4); ++size) {
     const std::size_t count = length / size;
     // A quick look at some of the patches before all of them.
-    if (!FindNames(bytes, 0, size, std::min<std::size_t>(count, 6))) continue;
-    const NameRun name = FindNames(bytes, 0, size, count - 1);
+    if (!FindNames(bytes, 0, size, std::min<std::size_t>(count - 1, 6), kMaxName)) continue;
+    const NameRun name = FindNames(bytes, 0, size, count - 1, kMaxName);
     if (!name) continue;
+    if (name.score <= out->name.score) return false;
     *out = {storage, header, size, count, name};
     return true;
   }
@@ -252,7 +284,9 @@ void DumpReader::MakeGroups(const std::vector<Message>& messages) {
 void DumpReader::FindDevice(ModuleDraft* draft) {
   const Message& message = groups_.front().messages.front();
   const std::size_t id = message[1] == 0 ? 3 : 1;
-  device_ = DeviceByte(message);
+  const std::size_t known = DeviceByte(message);
+  // The data begins behind it, so messages have to be long enough for one.
+  device_ = std::min(known ? known : id + 2, message.size() - 3);
   draft->manufacturer = message[1];
   const auto bytes = std::span(message).subspan(1, id);
   std::string hex;
@@ -262,10 +296,10 @@ void DumpReader::FindDevice(ModuleDraft* draft) {
   draft->channelByte = options_.channelByte;
   if (options_.channelByte >= 0) return;
   const std::uint8_t value = message[device_];
-  const bool low = value < 0x10 || (value >> 4) == 1 || (value >> 4) == 2 || (value >> 4) == 3;
-  if (!low) return Find(DraftTrust::Guess, "no device number found; say --channel-byte N when there is one");
+  if (value >= 0x40 || (!known && value >= 0x10))
+    return Find(DraftTrust::Guess, "no device number found; say --channel-byte N when there is one");
   draft->channelByte = static_cast<int>(device_);
-  Find(value < 0x10 || (value >> 4) == 3 ? DraftTrust::Likely : DraftTrust::Guess,
+  Find(known ? DraftTrust::Likely : DraftTrust::Guess,
        Printf("byte %zu is the device number (%02X here)", device_, value));
 }
 
@@ -275,7 +309,7 @@ void DumpReader::FindNumber(const Group& group, DraftType* type) {
   type->count = static_cast<std::uint32_t>(all.size());
   type->layout = all.size() > 1 ? DraftLayout::Messages : DraftLayout::Single;
   std::size_t same = 0;
-  const std::size_t last = std::min(device_ + 8, group.length() - 2);
+  const std::size_t last = std::min(device_ + 8, group.length() - 1);
   for (std::size_t at = device_ + 1; at < last && all.size() > 1; ++at) {
     bool counts = true, equal = true;
     for (std::size_t k = 0; k < all.size(); ++k) {
@@ -306,10 +340,12 @@ bool DumpReader::FindBank(const Group& group, DraftType* type) {
   const auto small = static_cast<std::size_t>(std::count_if(data.begin(), data.end(), [](auto b) { return b < 16; }));
   const bool nibbles = small * 100 >= data.size() * 98;
   Stride found;
-  bool is = !nibbles && FindStride(message, 0, device_ + 1, &found);
-  for (std::size_t header = device_ + 1; !is && header <= device_ + (nibbles ? 6 : 8); ++header)
+  bool is = !nibbles && FindStride(message, 0, 0, &found);
+  // Every seventh patch of packed ones lies alike: plain characters may be what is left of longer names.
+  for (std::size_t header = device_ + 1; found.name.length < kMaxName && header <= device_ + (nibbles ? 6 : 8);
+       ++header)
     for (const int storage : nibbles ? std::vector<int>{1, 6} : std::vector<int>{2})
-      if (!is) is = FindStride(message, storage, header, &found);
+      is = FindStride(message, storage, header, &found) || is;
   if (!is) return false;
   // Whole patches between a short header and the end; what is left over is the header.
   const std::size_t unit = nibbles ? found.size * 2 : found.size;
@@ -328,7 +364,6 @@ bool DumpReader::FindBank(const Group& group, DraftType* type) {
     const std::size_t logical = nibbles ? shift / 2 : shift;
     found.name.offset = (found.name.offset + found.size - logical % found.size) % found.size;
     found.header = header;
-    if (!nibbles) found.header = header;
   }
   if (found.count < 4 || found.name.offset + found.name.length > found.size) return false;
   type->layout = DraftLayout::Bank;
@@ -366,7 +401,8 @@ void DumpReader::FindSum(const Group& group, DraftType* type) {
   std::sort(sums.begin(), sums.end());
   const auto different = static_cast<std::size_t>(std::unique(sums.begin(), sums.end()) - sums.begin());
   if (some.size() > 1 && different < 2) return;
-  type->checksum = FindChecksum(some, some.size() > 1 ? device_ : device_ + 1, device_ + 6);
+  if (type->layout == DraftLayout::Bank) type->checksum = FindChecksum(some, type->headerSize, type->headerSize);
+  if (!type->checksum) type->checksum = FindChecksum(some, some.size() > 1 ? device_ : device_ + 1, device_ + 6);
   if (!type->checksum) return;
   const DraftChecksum& sum = *type->checksum;
   if (type->layout == DraftLayout::Bank && sum.offset < type->headerSize + type->patchSize * type->count)
@@ -378,22 +414,23 @@ void DumpReader::FindSum(const Group& group, DraftType* type) {
 }
 
 void DumpReader::FindName(const Group& group, DraftType* type) {
-  if (type->nameLength) return;
+  // In a single long message there is always something that reads like a name.
+  if (type->nameLength || (group.messages.size() == 1 && group.length() > kLongestAlone)) return;
   NameRun name = NamesOf(group, 0, 0);
+  if (name.offset <= device_) name = {};
   int storage = 0;
   std::size_t header = 0;
-  const bool plain = !!name && name.offset > device_;
-  for (std::size_t at = device_ + 1; !plain && at <= device_ + 8 && at + 8 < group.length(); ++at)
+  for (std::size_t at = device_ + 1; at <= device_ + 8 && at + 8 < group.length(); ++at)
     for (const int kind : {1, 6, 2})
-      if (header == 0)
-        if (name = NamesOf(group, kind, at); !!name) storage = kind, header = at;
+      if (const NameRun other = NamesOf(group, kind, at); other.score > name.score)
+        name = other, storage = kind, header = at;
   if (!name) return;
-  if (plain) {
+  if (storage == 0) {
     type->headerSize = std::min(type->headerSize, static_cast<std::uint32_t>(name.offset));
     name.offset -= type->headerSize;
   } else {
     // Where the packing begins is known only as far as the name tells.
-    type->storageFormat = storage;
+    type->storageFormat = storage == 2 ? 17 : storage;  // each patch on its own
     type->headerSize = static_cast<std::uint32_t>(header);
     if (type->header.size() > header && type->header.NumberPlace() < 0) type->header.pairs.resize(header);
     Find(DraftTrust::Likely,
@@ -479,7 +516,7 @@ Result DumpReader::Read(std::span<const std::uint8_t> file, ModuleDraft* draft) 
     Find(DraftTrust::Guess,
          Printf("messages of %zu different lengths; only the first %zu become data types", groups_.size(), kMaxTypes));
   for (std::size_t i = 0; i < std::min(groups_.size(), kMaxTypes); ++i) {
-    DraftType type = TypeOf(groups_[i], draft->types.size());
+    DraftType type = TypeOf(groups_[i], i);
     const bool pair = i + 1 < groups_.size() && StoredBehind(groups_[i], groups_[i + 1], &type);
     if (draft->types.empty()) Override(&type);
     // A message for each patch: also the single one is a data type.
