@@ -31,7 +31,8 @@ class LinePrinter final : public SysExAssembler::Listener {
     if (!complete) unfinished_ = true;
     sysex_.clear();
   }
-  void Stray(std::span<const std::uint8_t> bytes) override { stray_ += bytes.size(); }
+  void Stray(std::span<const std::uint8_t> bytes) override { CountStray(bytes.size()); }
+  void CountStray(std::size_t count) { stray_ += count; }
 
   // What was wrong with the stream; empty when nothing was.
   std::string Problem() const {
@@ -81,6 +82,7 @@ int RunMonitor(const std::vector<std::string>& args, std::istream& in, std::ostr
   SysExAssembler assembler;
   assembler.Feed(bytes, printer);
   if (assembler.open()) printer.SysExEnd(false);
+  printer.CountStray(assembler.pending());
   problem = printer.Problem();
   if (problem.empty()) return 0;
   err << "tonalith-cli monitor: " << problem << "\n";

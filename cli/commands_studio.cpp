@@ -48,6 +48,7 @@ Result Open(Session& session, const std::vector<std::string>& words, std::size_t
   if (Result read = ReadWholeFile(path, bytes); !read.ok()) return read;
   std::string error;
   const int code = session.studio().ReadStudio(bytes, &error);
+  session.studio().SetStudioFile(path);
   if (code == 0) return Result::Success();
   if (error.empty()) error = "the file is damaged; what could be read of it is listed.";
   return Result::Failure(words[at] + ": " + ReplaceAll(error, "\n", " "), code);

@@ -26,6 +26,8 @@ class SysExAssembler {
   // Forgets what is open without a report.
   void Reset();
   bool open() const { return state_ == State::SysEx; }
+  // Bytes of a short message whose rest has not come yet.
+  std::size_t pending() const { return state_ == State::Short ? static_cast<std::size_t>(shortHave_) : 0; }
 
  private:
   enum class State { Idle, SysEx, Short, Dropping };

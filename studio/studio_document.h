@@ -353,6 +353,8 @@ class ZKStudioDoc {
 
   const StudioPaths& paths() const { return paths_; }
   std::filesystem::path studioFile() const { return studioFile_; }
+  // Says where the studio that was read with ReadStudio comes from; the next plain save is to the default file again.
+  void SetStudioFile(std::filesystem::path file) { studioFile_ = std::move(file); }
   void SetPorts(StudioPorts* ports) { ports_ = ports; }
   // Settings of the program; may be null (defaults).  Must outlive the document.
   void SetSettings(const Settings* settings) { settings_ = settings; }

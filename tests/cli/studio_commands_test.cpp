@@ -42,6 +42,7 @@ TEST(StudioCommands, AddListSaveAndRemove) {
   EXPECT_EQ(Studio({"studio", "remove", "Yamaha DX7 1"}).out, "Yamaha DX7 1: removed\n");
   EXPECT_EQ(CountLines(Studio({"studio", "list"}).out, "instrument\t"), before);
   EXPECT_EQ(CountLines(Studio({"studio", "list", file}).out, "instrument\t"), before + 1);
+  EXPECT_NE(Studio({"studio", "listing", file}).out.find("\nFilename: My studio.PV9\n"), std::string::npos);
 
   WriteFileText(file, bytes.substr(0, 6 + 740 * 3));
   output = Studio({"studio", "list", file});

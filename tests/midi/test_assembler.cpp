@@ -37,6 +37,15 @@ struct AssemblerCase {
   const char* found;
 };
 
+TEST(SysExAssembler, KnowsWhatIsStillToCome) {
+  Scribe scribe;
+  SysExAssembler assembler;
+  assembler.Feed(MidiBytes{0x90, 0x3C, 0x40, 0x90, 0x3C}, scribe);
+  EXPECT_EQ(assembler.pending(), 2u);
+  assembler.Feed(MidiBytes{0x40}, scribe);
+  EXPECT_EQ(assembler.pending(), 0u);
+}
+
 TEST(SysExAssembler, FindsTheMessagesInWhatArrives) {
   const AssemblerCase cases[] = {
       {"F0 43 00/01 02 F7", "X F0 43 00 01 02 F7"},
