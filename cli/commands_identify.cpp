@@ -6,6 +6,7 @@
 #include <memory>
 #include <ostream>
 
+#include "cli/session.h"
 #include "platform/atomic_file.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
@@ -119,7 +120,7 @@ int RunNames(const std::vector<std::string>& args, std::istream& in, std::ostrea
   for (const RecognizedPiece& piece : file.found.pieces) {
     if (type.empty() ? anyNames && !hasNames(piece) : !SameType(piece, type)) continue;
     for (const PatchLine& line : file.recognizer->Patches(*piece.data)) {
-      out << line.slot << "\t" << line.number << "\t" << Latin1ToUtf8(line.name) << "\n";
+      out << PatchText(line) << "\n";
       printed = true;
     }
   }

@@ -306,6 +306,8 @@ bool AddressMatch::Run(const std::vector<FileMessage>& messages, std::uint32_t f
   std::vector<std::uint32_t> whole;
   for (const std::uint32_t slot : slots_)
     if (Complete(voices_ ? slot : 0)) whole.push_back(slot);
+  // A voice of which a message is missing is left out: the bank is not good then.
+  if (voices_) out->badMessages += static_cast<std::uint32_t>(slots_.size() - whole.size());
   const std::size_t needed = !voices_ ? 1 : rule_.complete ? area_.slots : 2;
   if (whole.size() < needed) return false;
   const std::span<const std::uint8_t> header = messages[first].bytes.first(rule_.address.size());

@@ -168,7 +168,7 @@ TEST(RecognizeVariants, NumbersOfSinglePatches) {
   Recognizer& recognizer = InstalledModules::Instance().recognizer();
   const std::vector<std::pair<Dump, std::string>> cases = {{MatrixPatch(42), "42"},
                                                            {CasioTone(0x2F), "16"},
-                                                           {K4Single(17), "B02"},
+                                                           {K4Single(17), "B-2"},
                                                            {JvPatch(0x11, 107), "108"},
                                                            {D50Memory(448 * 9, 448, 256), "I-22"}};
   for (const auto& [dump, number] : cases) {
@@ -244,7 +244,7 @@ TEST(RecognizeVariants, PatchesOfSeveralAddressedMessages) {
   EXPECT_EQ(Pieces(three), Texts{"0 1929 Patch Bank ok 3"});
   EXPECT_EQ(Pieces(JvPatch(0x03, 0)), Texts{"0 643 Patch ok 1"});
   // The last patch misses its last tone.
-  EXPECT_EQ(Pieces(Dump(three.begin(), three.end() - 140)), Texts{"0 1789 Patch Bank ok 2"});
+  EXPECT_EQ(Pieces(Dump(three.begin(), three.end() - 140)), Texts{"0 1789 Patch Bank bad 2"});
   // A message of the bank that lost its first or last byte, or bytes of another kind between whole messages.
   Dump headless = three, endless = three;
   headless[643] = 0xF1;
@@ -285,8 +285,8 @@ TEST(RecognizeVariants, OtherKindsOfFiles) {
   ASSERT_TRUE(DiskWriteForm(&form, *data));
   EXPECT_EQ(Pieces(form), Texts{"0 4104 Voice Bank bad 0"})
       << "renaming changes a byte that is summed; the voices are still marked empty";
-  Dump longer = *ParseHex("F0 42 31 19 51 00 01 02 03 F7");
-  EXPECT_EQ(Pieces(longer), Texts{"0 10 Global none 1"});
+  Dump longer = *ParseHex("F0 42 31 19 48 00 01 02 03 F7");
+  EXPECT_EQ(Pieces(longer), Texts{"0 10 Sequences none 1"});
 }
 
 // Files made to be slow: many short messages that all could begin something.
