@@ -37,8 +37,8 @@ constexpr int kClosingNoteMs = 2000;
 
 CZKApp::CZKApp(const CommandLine& commandLine)
     : commandLine_(commandLine),
-      simulated_(commandLine_.Takes("--simulated")),
-      fastCables_(commandLine_.Takes("--fast-cables")),
+      simulated_(commandLine_.Takes(kOptions[0])),
+      fastCables_(commandLine_.Takes(kOptions[1])),
       dispatch_(std::make_unique<QtDispatch>(dispatcher_)),
       scripted_(ScriptedPrompts::FromEnvironment()),
       prompts_(dispatcher_),

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QSplashScreen>
+#include <array>
 #include <memory>
+#include <string_view>
 
 #include "app/main_frame.h"
 #include "app/simulation.h"
@@ -20,6 +22,9 @@ class CZKApp final : public QObject, public StartStopHost {
   Q_OBJECT
 
  public:
+  // What the program takes besides the options every program of this house knows.
+  static constexpr std::array<std::string_view, 2> kOptions = {"--simulated", "--fast-cables"};
+
   explicit CZKApp(const CommandLine& commandLine);
   ~CZKApp() override;
 

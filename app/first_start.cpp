@@ -22,7 +22,7 @@ QLabel* Text(const QString& text) {
 }
 
 QString Names(const std::vector<std::string>& ports) {
-  constexpr std::size_t kMost = 8;
+  constexpr std::size_t kMost = 4;
   QStringList names;
   for (std::size_t i = 0; i < ports.size() && i < kMost; ++i) names << FromUtf8(ports[i]);
   if (ports.size() > kMost) names << FirstStartPage::tr("and %1 more").arg(ports.size() - kMost);

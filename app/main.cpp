@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr int kWrongUse = 2;
+
 int signalPipe[2] = {-1, -1};
 
 void OnSignal(int) {
@@ -42,9 +44,10 @@ int main(int argc, char** argv) {
   std::vector<std::string> words;
   for (const QString& word : QApplication::arguments().mid(1)) words.push_back(word.toUtf8().toStdString());
   auto commandLine = tonalith::CommandLine::Parse(words);
+  commandLine.RefuseOthersThan(tonalith::CZKApp::kOptions);
   if (!commandLine.problem.empty()) {
     std::fprintf(stderr, "tonalith: %s\n", commandLine.problem.c_str());
-    return 1;
+    return kWrongUse;
   }
   tonalith::CZKApp program(commandLine);
   if (program.HandOver()) return 0;

@@ -46,10 +46,15 @@ Folders CommandLine::MakeFolders() const {
 }
 
 bool CommandLine::Takes(std::string_view option) {
-  const auto found = std::find(others.begin(), others.end(), option);
-  if (found == others.end()) return false;
-  others.erase(found);
-  return true;
+  return std::erase(others, option) > 0;
+}
+
+void CommandLine::RefuseOthersThan(std::span<const std::string_view> options) {
+  const auto unknown = std::find_if(others.begin(), others.end(), [options](const std::string& other) {
+    return std::find(options.begin(), options.end(), other) == options.end();
+  });
+  if (unknown != others.end() && problem.empty())
+    problem = "there is no option " + *unknown + ". The option --help lists those there are.";
 }
 
 }  // namespace tonalith

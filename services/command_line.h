@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,8 @@ struct CommandLine {
   static CommandLine Parse(int count, const char* const* arguments);
   Folders MakeFolders() const;
   bool Takes(std::string_view option);  // removes an option from `others`; true when it was there
+  // Sets `problem` when the line has an option that is neither known here nor one of these.
+  void RefuseOthersThan(std::span<const std::string_view> options);
 };
 
 }  // namespace tonalith

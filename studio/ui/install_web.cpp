@@ -66,6 +66,7 @@ InstallFromWebDlg::InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host
                        : tr("No module server is set up. Type the address of one to see the modules it offers."));
   resize(fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 30);
   UpdateState();
+  if (site_->text().isEmpty()) site_->setFocus();
 }
 
 InstallFromWebDlg::~InstallFromWebDlg() {

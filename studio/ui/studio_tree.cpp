@@ -17,6 +17,8 @@ namespace tonalith {
 namespace {
 
 constexpr int kNodeRole = Qt::UserRole;
+// With more instruments than this the drivers are not shown at first.
+constexpr std::size_t kMostOpenAtFirst = 8;
 
 // Edits ports and channels of an instrument row with a list to choose from.
 class StudioDelegate final : public QStyledItemDelegate {
@@ -174,6 +176,8 @@ ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget*
   for (const int column : {kName, kDevice, kChannel})
     header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
   for (const int column : {kIn, kOut}) header()->setSectionResizeMode(column, QHeaderView::Stretch);
+  connect(this, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* row) { open_[NodeOf(row)] = true; });
+  connect(this, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* row) { open_[NodeOf(row)] = false; });
 }
 
 ZKDrvList* ZKStudioTree::NodeOf(const QTreeWidgetItem* item) const {
@@ -226,7 +230,6 @@ void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
     child->setToolTip(kName, tr("Double-click to get this data from the instrument"));
     child->setFlags(child->flags() & ~Qt::ItemIsDragEnabled);
   }
-  row->setExpanded(true);
 }
 
 void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
@@ -236,21 +239,20 @@ void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
 }
 
 void ZKStudioTree::Rebuild() {
-  // Rows that the user closed stay closed; the nodes may be gone, so they are only compared.
+  // The nodes may be gone, so they are only compared.
   const ZKDrvList* current = CurrentNode();
-  std::vector<const ZKDrvList*> closed;
-  for (int i = 0; i < topLevelItemCount(); ++i) {
-    if (!topLevelItem(i)->isExpanded()) closed.push_back(NodeOf(topLevelItem(i)));
-  }
   const int place = topLevelItemCount() > 0 && currentItem() ? PlaceOf(currentItem()) : 0;
   const QSignalBlocker quiet(this);
   setUpdatesEnabled(false);
   clear();
+  std::map<const ZKDrvList*, bool> open;
+  const bool few = studio_.instruments().size() <= kMostOpenAtFirst;
   for (const auto& instrument : studio_.instruments()) {
     AddInstrumentRow(instrument.get());
-    QTreeWidgetItem* row = topLevelItem(topLevelItemCount() - 1);
-    row->setExpanded(std::find(closed.begin(), closed.end(), instrument.get()) == closed.end());
+    const auto known = open_.find(instrument.get());
+    open[instrument.get()] = known == open_.end() ? few : known->second;
   }
+  open_ = std::move(open);
   SetCurrentNode(current);
   if (!currentItem()) setCurrentItem(topLevelItem(std::clamp(place, 0, std::max(0, topLevelItemCount() - 1))));
   Filter(filter_);
@@ -259,6 +261,8 @@ void ZKStudioTree::Rebuild() {
 
 void ZKStudioTree::Filter(const QString& text) {
   filter_ = text;
+  // What is opened to show a find is not the user's choice.
+  const QSignalBlocker quiet(this);
   for (int i = 0; i < topLevelItemCount(); ++i) {
     QTreeWidgetItem* row = topLevelItem(i);
     const bool whole = row->text(kName).contains(text, Qt::CaseInsensitive);
@@ -269,6 +273,7 @@ void ZKStudioTree::Filter(const QString& text) {
       any = any || match;
     }
     row->setHidden(!any);
+    row->setExpanded(open_[NodeOf(row)] || (any && !whole));
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QTreeWidget>
+#include <map>
 #include <vector>
 
 #include "studio/ui/studio_host.h"
@@ -20,7 +21,7 @@ int ShownDeviceNumber(const Synth* synth, int channel);
 const Synth* FirstSynth(const ZKDrvList* instrument);
 
 // Instruments with their drivers; ports, device number and channel of an instrument are changed in place.  Instruments
-// are dragged to another place.
+// are dragged to another place.  Drivers of a long studio are shown when their instrument is opened.
 class ZKStudioTree final : public QTreeWidget {
   Q_OBJECT
 
@@ -56,6 +57,7 @@ class ZKStudioTree final : public QTreeWidget {
   ZKStudioDoc& studio_;
   StudioWindowHost& host_;
   QString filter_;
+  std::map<const ZKDrvList*, bool> open_;  // instruments whose drivers the user wants to see, or not
 };
 
 }  // namespace tonalith

@@ -86,6 +86,15 @@ TEST_F(ProgramTest, CommandLines) {
   EXPECT_EQ(CommandLine::Parse({"--config-root=/q", "--extended", "--no-printer", "--new-instance"}).configRoot, "/q");
   EXPECT_NE(CommandLine::Parse({"--config-root"}).problem, "");
   EXPECT_NE(CommandLine::Parse({"--config-root="}).problem, "");
+  constexpr std::string_view kOwn[] = {"--simulated"};
+  auto own = CommandLine::Parse({"--simulated", "--debug", "--simulated", "--", "--simulate"});
+  own.RefuseOthersThan(kOwn);
+  EXPECT_EQ(own.problem, "");
+  EXPECT_TRUE(own.Takes("--simulated"));
+  EXPECT_FALSE(own.Takes("--simulated"));
+  auto slip = CommandLine::Parse({"--simulated", "--simulate"});
+  slip.RefuseOthersThan(kOwn);
+  EXPECT_EQ(slip.problem, "there is no option --simulate. The option --help lists those there are.");
 }
 
 TEST_F(ProgramTest, StartsAndEndsInOrder) {

@@ -88,6 +88,28 @@ TEST_F(StudioTest, BothViewsShowTheSame) {
   EXPECT_EQ(program_->basics()->settings().Value(SettingId::MainDrvDisplayMode), 1);
 }
 
+TEST_F(StudioTest, ManyInstrumentsStartClosedAndStayAsTheUserWants) {
+  Start();
+  window()->ShowPanels(false);
+  ZKStudioTree* tree = window()->tree();
+  ASSERT_GT(tree->topLevelItemCount(), 8);
+  const auto open = [tree] {
+    int count = 0;
+    for (int i = 0; i < tree->topLevelItemCount(); ++i) count += tree->topLevelItem(i)->isExpanded() ? 1 : 0;
+    return count;
+  };
+  EXPECT_EQ(open(), 0);
+  Choose("Yamaha DX7");
+  PressKey(tree, Qt::Key_Right);
+  window()->Refresh();
+  EXPECT_EQ(open(), 1);
+  EXPECT_TRUE(tree->currentItem()->isExpanded());
+  window()->search()->setText("timbre");
+  EXPECT_GT(open(), 1) << "what was found is shown";
+  window()->search()->clear();
+  EXPECT_EQ(open(), 1);
+}
+
 TEST_F(StudioTest, RemovedInstrumentsComeBackAndMoved) {
   Start({"no", "yes", "yes"});
   const auto before = Names();
