@@ -23,9 +23,10 @@ constexpr int kMaxAddressLength = 8;
 constexpr std::uint32_t kRolandPiece = 256;
 constexpr std::int64_t kRolandReply = 300;  // longest handshake message, and how far its start is searched
 constexpr std::int64_t kAcknowledgeStart = 0x122;
-constexpr int kMaxIdleRounds = 3;    // answers that bring nothing new
-constexpr int kMaxAgain = 10;        // messages in a row that are no answer (our own, coming back)
-constexpr std::int64_t kHeader = 5;  // F0, maker, device, model, command
+constexpr int kMaxIdleRounds = 3;       // answers that bring nothing new
+constexpr std::int64_t kFewBytes = 32;  // one in so many missing is more likely lost than never sent
+constexpr int kMaxAgain = 10;           // messages in a row that are no answer (our own, coming back)
+constexpr std::int64_t kHeader = 5;     // F0, maker, device, model, command
 
 // The address settings of a descriptor: length in 7-bit groups and the start.
 struct RolandPlace {
@@ -140,6 +141,7 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
   const std::int64_t chunk = synth.dumpRequest[6] ? synth.dumpRequest[6] + 1 : 128;
   std::int64_t offset = 0;
   std::int64_t furthest = 0;
+  std::int64_t doubted = -1;  // position that was asked for a second time
   int idleRounds = 0;
   std::vector<std::uint8_t> reply;
   while (offset < total) {
@@ -173,6 +175,13 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
       if (command == kAck) return transfer_code::kUnexpectedAck;
       if (command != kDt1) return transfer_code::kUnknownError;
       break;
+    }
+    // A lost zero does not change the sum; what is short by nature is so again.
+    const std::int64_t missing = expected - static_cast<std::int64_t>(reply.size());
+    if (missing > 0 && missing * kFewBytes <= size && doubted != offset) {
+      doubted = offset;
+      line_.Delay(synth.dumpRequest[16] * 10u + 60u);
+      continue;
     }
     const RolandStored stored =
         StoreData(std::span<const std::uint8_t>(reply).subspan(static_cast<std::size_t>(start)), place, buffer, total);

@@ -117,6 +117,12 @@ TEST(Protocols, ConversationsAreByteExact) {
     s.dumpRequest[0] = 0xF0;
     s.dumpRequest[1] = 0x44;
   };
+  const auto zeros = [](int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += " 00";
+    return text;
+  };
+  const std::string rq1Of32 = "OUT " + RolandMessage("11", "03 00 00 00 00 20") + "\n";
   const std::string rq1 = "OUT " + RolandMessage("11", "03 00 00 00 00 04") + "\n";
   const std::string rqd = "OUT " + RolandMessage("41", "03 00 00 00 00 04") + "\n";
   const std::string wsd = "OUT " + RolandMessage("40", "03 00 00 00 00 04") + "\n";
@@ -174,6 +180,15 @@ TEST(Protocols, ConversationsAreByteExact) {
        4,
        rq1 + "WAIT 60\nOUT " + RolandMessage("11", "03 00 02 00 00 02") + "\n",
        "0A 0B 0C 0D"},
+      // A zero was lost on the way, which the sum does not show.
+      {"roland lost zero",
+       [](Synth& s) { s = RolandSynth(32); },
+       receive,
+       32,
+       {RolandMessage("12", "03 00 00 0A" + zeros(29) + " 0B"), RolandMessage("12", "03 00 00 0A" + zeros(30) + " 0B")},
+       32,
+       rq1Of32 + "WAIT 60\n" + rq1Of32,
+       "0A" + zeros(30) + " 0B"},
       {"roland echo",
        roland,
        receive,
