@@ -266,7 +266,7 @@ std::string AuthoringForms() {
          "  --bank-request HEX, --bank-header HEX, --bank-reply SIZE   of a bank that comes as one message\n"
          "  --patch-size N              bytes from one patch of that message to the next\n"
          "  --name-at OFFSET LENGTH     the patch name, counted from the F0\n"
-         "  --checksum TYPE START COUNT OFFSET      docs/data.md names the types\n"
+         "  --checksum TYPE START COUNT OFFSET      docs/authoring.md names the types\n"
          "  --driver-base N             the number of the first data type\n"
          "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n"
          "module check FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"

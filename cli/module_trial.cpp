@@ -221,7 +221,9 @@ bool ModuleTrial::TryTalk(const Talk& talk, std::ostream& out) {
     }
     drivers.push_back(driver);
   } else {
-    for (const auto& driver : instrument->drivers) drivers.push_back(driver.get());
+    for (const bool banks : {false, true})
+      for (const auto& driver : instrument->drivers)
+        if ((driver->synth()->numVoices > 1) == banks) drivers.push_back(driver.get());
   }
   Attempt best;
   ZKDrvList* chosen = nullptr;

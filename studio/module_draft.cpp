@@ -265,7 +265,7 @@ class DraftWriter {
 
   std::string Sum(const DraftType& type) const {
     if (!type.checksum)
-      return "; the checksum, when there is one (types: docs/data.md): what is summed, and where the sum stands\n"
+      return "; the checksum, when there is one (types: docs/authoring.md): what is summed, and where the sum stands\n"
              ";checksumType = 0\n;checksumStart = 5\n;checksumLength = 100\n;checksumOffset = 105\n";
     const DraftChecksum& sum = *type.checksum;
     const std::string values = Printf("verify = %d %u %u %u | times ", sum.type, sum.start, sum.count, sum.offset);
@@ -455,18 +455,29 @@ Result DraftOfOptions(const DraftOptions& options, ModuleDraft* draft) {
         : apart           ? single.messageSize - single.headerSize - TailOf(single)
                 : (bank.messageSize - std::min(bank.messageSize, bank.headerSize + TailOf(bank))) / bank.count;
     bank.patchSize = size;
-    if (apart && !options.bankReply) bank.messageSize = bank.headerSize + size * bank.count + 1;
     const std::uint64_t patches = std::uint64_t{size} * bank.count;
+    if (apart && !options.bankReply)
+      bank.messageSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(bank.headerSize + patches + 1, 0xFFFFFFFF));
+    // A byte more than header, patches and F7: the bank has the checksum of the single patch over all of them.
+    if (apart && options.checksum && bank.headerSize + patches + 2 == bank.messageSize &&
+        options.checksum->start <= single.headerSize &&
+        options.checksum->start + options.checksum->count == options.checksum->offset) {
+      const std::uint32_t before = std::min(single.headerSize - options.checksum->start, bank.headerSize);
+      const auto count = static_cast<std::uint32_t>(patches);
+      bank.checksum =
+          DraftChecksum{options.checksum->type, bank.headerSize - before, count + before, bank.headerSize + count, 1};
+    }
     if (patches + 1 + TailOf(bank) < bank.messageSize && options.patchSize)
       bank.headerSize = static_cast<std::uint32_t>(bank.messageSize - TailOf(bank) - patches);
   }
   for (DraftType* type : {&bank, &single}) {
     if (!options.nameOffset) continue;
-    if (*options.nameOffset < type->headerSize)
+    const std::uint32_t header = apart ? single.headerSize : type->headerSize;
+    if (*options.nameOffset < header)
       return Result::Failure("--name-at: the name cannot stand in the header (byte " +
                              std::to_string(*options.nameOffset) + " of the message; the data begins at " +
-                             std::to_string(type->headerSize) + ").");
-    type->nameOffset = *options.nameOffset - type->headerSize;
+                             std::to_string(header) + ").");
+    type->nameOffset = *options.nameOffset - header;
     type->nameLength = options.nameLength;
   }
   draft->types.clear();

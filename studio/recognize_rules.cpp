@@ -393,7 +393,7 @@ Result ParseRecognizeRule(const std::vector<std::pair<std::string, std::string>>
     }
   }
   const std::string problem = parser.Finish();
-  if (!problem.empty()) return Result::Failure(problem, static_cast<int>(std::max<std::size_t>(entries.size(), 1)));
+  if (!problem.empty()) return Result::Failure(problem, static_cast<int>(entries.size() + 1));
   *out = std::move(rule);
   return Result::Success();
 }

@@ -130,7 +130,7 @@ bool ParseBytePattern(std::string_view text, BytePattern* out, std::string* erro
 
 // Reads one form of a data type from its entries (key and value, in order; keys without regard to case and with or
 // without a number).  The descriptor fills in what is left out and bounds everything: all places lie inside the image.
-// On failure Result::code is the index of the entry plus 1 (0 is never used: rules about the whole form give the last).
+// On failure Result::code is the index of the entry plus 1; one more than the last is about the form as a whole.
 Result ParseRecognizeRule(const std::vector<std::pair<std::string, std::string>>& entries, const Synth& synth,
                           RecognizeRule* out);
 
