@@ -164,7 +164,8 @@ std::string DataTitle(const DataFile& dataFile) {
 std::string PatchText(const PatchLine& line) {
   std::string name = line.name;
   // Junk in a name must not look like another column or line.
-  std::replace_if(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+  std::replace_if(
+      name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
   return std::to_string(line.slot) + "\t" + line.number + "\t" + Latin1ToUtf8(name);
 }
 

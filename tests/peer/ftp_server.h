@@ -22,7 +22,8 @@ class FtpServerProcess {
       ::dup2(in[0], 0);
       ::dup2(out[1], 1);
       for (const int fd : {in[0], in[1], out[0], out[1]}) ::close(fd);
-      std::vector<const char*> words = {"/usr/bin/python3", TONALITH_SOURCE_DIR "/tests/peer/ftp_server.py", root.c_str()};
+      std::vector<const char*> words = {"/usr/bin/python3", TONALITH_SOURCE_DIR "/tests/peer/ftp_server.py",
+                                        root.c_str()};
       if (!user.empty()) words.insert(words.end(), {user.c_str(), password.c_str()});
       words.push_back(nullptr);
       ::execvp("/usr/bin/python3", const_cast<char* const*>(words.data()));
