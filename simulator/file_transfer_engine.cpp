@@ -3,20 +3,16 @@
 #include <algorithm>
 #include <utility>
 
+#include "simulator/handshake_codes.h"
 #include "simulator/wire_codecs.h"
 
 namespace tonalith {
 namespace {
 
 constexpr std::uint8_t kOneWayBlock = 0x37;
-constexpr std::uint8_t kWantToSend = 0x40;
 constexpr std::uint8_t kRequestFile = 0x41;
 constexpr std::uint8_t kBlock = 0x42;
-constexpr std::uint8_t kAcknowledge = 0x43;
 constexpr std::uint8_t kEndOfFile = 0x45;
-constexpr std::uint8_t kErrorSignal = 0x4E;
-constexpr std::uint8_t kRejection = 0x4F;
-constexpr std::int64_t kTalkTimeoutUs = 10'000'000;
 
 }  // namespace
 

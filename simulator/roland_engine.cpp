@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/handshake_codes.h"
 #include "simulator/wire_codecs.h"
 
 namespace tonalith {
@@ -9,14 +10,9 @@ namespace {
 
 constexpr std::uint8_t kRequestOneWay = 0x11;
 constexpr std::uint8_t kDataOneWay = 0x12;
-constexpr std::uint8_t kWantToSend = 0x40;
 constexpr std::uint8_t kRequestData = 0x41;
 constexpr std::uint8_t kDataTalk = 0x42;
-constexpr std::uint8_t kAcknowledge = 0x43;
 constexpr std::uint8_t kEndOfData = 0x45;
-constexpr std::uint8_t kErrorSignal = 0x4E;
-constexpr std::uint8_t kRejection = 0x4F;
-constexpr std::int64_t kTalkTimeoutUs = 10'000'000;
 
 std::uint32_t LinearAddress(std::span<const std::uint8_t> groups) {
   std::uint32_t address = 0;
