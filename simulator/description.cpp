@@ -394,14 +394,14 @@ class DescriptionReader {
   // "OFFSET+BYTES"
   void Slice(std::string_view text, MessagePart& part) {
     const std::size_t plus = text.find('+');
-    const auto offset = ReadSimNumber(StripBlanks(text.substr(0, plus)));
-    const auto bytes =
-        plus == std::string_view::npos ? std::nullopt : ReadSimNumber(StripBlanks(text.substr(plus + 1)));
+    const std::string_view behind = plus == std::string_view::npos ? std::string_view() : text.substr(plus + 1);
+    const int offset = ReadSimNumber(StripBlanks(text.substr(0, plus))).value_or(-1);
+    const int bytes = ReadSimNumber(StripBlanks(behind)).value_or(0);
     const int whole = out_.areas.empty() ? 0 : out_.areas[static_cast<std::size_t>(part.area)].itemBytes;
-    if (!offset || !bytes || *offset < 0 || *bytes < 1 || *offset > whole - *bytes)
+    if (offset < 0 || bytes < 1 || offset > whole - bytes)
       Fail("expected offset + bytes inside the item");
     else
-      part.offset = *offset, part.bytes = *bytes;
+      part.offset = offset, part.bytes = bytes;
   }
 
   bool Packing(MessageInfo& message) {
