@@ -49,6 +49,9 @@ void Session::LoadStudio() {
   MakeStudio();
   const Result result = LoadStudioWithShippedModules(*studio_, paths_.MainGetResourcePath());
   if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
+  // A studio file that could not be used, modules that could not be loaded.
+  for (const std::string& notice : TakeNotices())
+    environment_.err << "tonalith-cli: " << ReplaceAll(notice, "\n", " ") << "\n";
 }
 
 const Recognizer& Session::recognizer() {
