@@ -28,12 +28,12 @@ class RenderServices final : public ScriptServices {
     out.pauses.emplace_back(out.stream.size(), ms);
   }
 
-  int MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0, int parameter1,
+  // One way whatever the script asks for: a file gives no acknowledgements.
+  int MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0, int /*parameter1*/,
                   int parameter2, TransferContext& context) override {
     ServicesLine line(*this, context, synth.midiInPort, synth.midiOutPort);
     return BuiltInProtocols(line).MacroRoland(synth, ByteWindow(buffer), static_cast<std::uint32_t>(parameter3),
-                                              static_cast<std::uint32_t>(std::max(0, parameter0)), parameter1,
-                                              parameter2 != 0);
+                                              static_cast<std::uint32_t>(std::max(0, parameter0)), 0, parameter2 != 0);
   }
 
   RenderedTransmission out;
@@ -47,7 +47,7 @@ RenderedTransmission RenderTransmission(DataFile& dataFile, Prompts& prompts) {
   const std::uint8_t handshake = dataFile.synth->rolandHandshake;
   {
     TransferEngine engine(services, prompts);
-    dataFile.synth->rolandHandshake = 0;  // a file gives no acknowledgements
+    dataFile.synth->rolandHandshake = 0;
     engine.MidiSendDataFileAll(&dataFile);
     dataFile.synth->rolandHandshake = handshake;
   }
