@@ -80,6 +80,10 @@ TEST(StudioCommands, InstallingAddsTheInstrument) {
   output = Studio({"module", "install", home.Path("bad.pvz")}, "install-root");
   EXPECT_EQ(output.status, 1);
   EXPECT_NE(output.err, "");
+  WriteFileText(home.Path("install-root/Documents/Corvane/Tonalith/Default.PV9"), "no studio");
+  output = Studio({"studio", "list"}, "install-root");
+  EXPECT_NE(output.err.find("Error! This file does not contain a Studio"), std::string::npos) << output.err;
+  EXPECT_EQ(CountLines(output.out, "instrument\t"), CountLines(before.out, "instrument\t"));
 }
 
 }  // namespace tonalith
