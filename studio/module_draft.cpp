@@ -416,7 +416,8 @@ Result DraftOfOptions(const DraftOptions& options, ModuleDraft* draft) {
     return Result::Failure("A request and a header begin with F0 and the number of the manufacturer.");
   if (!options.request.empty() && (options.request.size() < 3 || options.request.pairs.back() != "F7"))
     return Result::Failure("--request: a message ends with F7.");
-  if (options.channelByte >= 0 && (options.channelByte < 2 || options.channelByte >= static_cast<int>(options.reply)))
+  if (options.channelByte >= 0 &&
+      (options.channelByte < 2 || static_cast<std::uint32_t>(options.channelByte) >= options.reply))
     return Result::Failure("--channel-byte: the device number stands behind the manufacturer, from byte 2 on.");
   const auto maker = ParseInteger("0x" + known.pairs[1]);
   if (!maker || *maker > 0x7F) return Result::Failure("\"" + known.pairs[1] + "\" is no number of a manufacturer.");
