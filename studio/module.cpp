@@ -11,37 +11,17 @@
 #include "data/synth_fields.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
+#include "studio/module_header.h"
+#include "studio/module_lets.h"
 #include "studio/module_maps.h"
-#include "studio/module_source.h"
 #include "studio/recognize_rules.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr std::size_t kMaxModuleTypes = 200;
 constexpr std::uint32_t kMaxInitialImage = 16u << 20;  // images of shipped data types are far smaller
-constexpr int kMaxDriverId = 65000;
 constexpr std::size_t kMaxProblems = 1000;
-
-// A data type of the module: the descriptor it comes from and its number.
-struct ModuleType {
-  std::string entry;       // as in "Types": NAME or NAME(ARGUMENT)
-  std::string descriptor;  // NAME
-  std::string argument;
-  int driverId = 0;
-};
-
-// What is known of the module itself.
-struct ModuleHeader {
-  std::string name, shortName;
-  std::vector<ModuleType> types;
-  std::vector<SourceLine> defaults;  // lines that go before each descriptor
-  std::vector<SourceLine> lines;
-  int version = 1;
-  int driverBase = 0;
-  SourceLine nameLine, typesLine;
-};
 
 // One data type while it is put together.
 struct TypeBuild {
@@ -52,11 +32,15 @@ struct TypeBuild {
   std::vector<std::pair<std::uint32_t, std::vector<std::uint8_t>>> init;
   std::vector<SourceLine> initLines;
   std::vector<std::vector<SourceLine>> forms{1};
-  std::vector<std::uint8_t> scripts[3];  // receive, transmit, audition
+  SourceLine scriptLines[3];  // receive, transmit, audition
+  std::vector<std::uint8_t> scripts[3];
+  std::vector<SourceLine> lines;  // of the descriptor
+  SourceLets lets;                // what is known behind the last line
   std::vector<RecognizeRule> rules;
   std::vector<SourceLine> mapLines;
   BufferDescriptor map;
   int defaultPatch = 0;
+  bool sizesUnknown = false;           // lines were wrong
   std::vector<std::string> fieldsSet;  // lower case
 
   bool IsSet(std::string_view field) const {
@@ -75,9 +59,6 @@ class ModuleBuilder {
  private:
   // So many were noted; they count even when they were known already.
   std::size_t Mistakes() const { return mistakeCount_; }
-  Result ReadHeader();
-  Result ReadHeaderLine(const SourceLine& line);
-  Result ReadTypes(const SourceLine& line);
   Result BuildType(const ModuleType& type, TypeBuild* build);
   Result ApplyLine(const SourceLine& line, TypeBuild* build);
   Result ApplyRoland(const SourceLine& line, TypeBuild* build, bool* known);
@@ -85,12 +66,13 @@ class ModuleBuilder {
   Result FinishType(TypeBuild* build);
   void FillDefaults(TypeBuild* build);
   Result ParseForms(TypeBuild* build);
+  using FormEntries = std::vector<std::pair<std::string, std::string>>;
+  Result ParseForm(std::vector<SourceLine> lines, FormEntries entries, TypeBuild* build);
   Result MakeMap(TypeBuild* build);
+  Result CompileScripts(TypeBuild* build);
   std::vector<std::uint8_t> InitialImage(const TypeBuild& build) const;
   Result DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const;
-  std::string DriverFileName(const ModuleType& type) const;
   std::string ModuleIni(const std::vector<TypeBuild>& builds) const;
-  std::optional<int> TypeId(const std::string& entry) const;
 
   const ModuleSource& source_;
   ModuleDiagnostics* diagnostics_;
@@ -111,18 +93,6 @@ std::string FormSection(int driverId, std::size_t form) {
   std::string text = "Recognize " + std::to_string(driverId);
   if (form) text += "." + std::to_string(form);
   return text;
-}
-
-std::optional<int> ModuleTypeNumber(const SourceLine& line, int low, int high) {
-  const auto value = ParseInteger(line.value);
-  if (!value || *value < low || *value > high) return std::nullopt;
-  return static_cast<int>(*value);
-}
-
-bool IsFormKey(const std::string& key) {
-  static const char* const kKeys[] = {"message", "slots",    "context",   "address",  "area",
-                                      "block",   "complete", "patchbyte", "numberas", "verify"};
-  return std::any_of(std::begin(kKeys), std::end(kKeys), [&](const char* k) { return AsciiEqualNoCase(k, key); });
 }
 
 // Keeps a mistake; success as long as the build goes on behind it.
@@ -147,80 +117,6 @@ Result ModuleBuilder::Note(const Result& mistake) {
   return Result::Success();
 }
 
-std::optional<int> ModuleBuilder::TypeId(const std::string& entry) const {
-  for (const ModuleType& type : header_.types)
-    if (AsciiEqualNoCase(type.entry, entry)) return type.driverId;
-  return std::nullopt;
-}
-
-Result ModuleBuilder::ReadTypes(const SourceLine& line) {
-  header_.typesLine = line;
-  for (const std::string& word : SplitText(line.value, ' ')) {
-    const std::string entry(TrimmedView(word));
-    if (entry.empty()) continue;
-    ModuleType type{entry, entry, {}, 0};
-    const std::size_t open = entry.find('(');
-    if (open != std::string::npos) {
-      if (entry.back() != ')') return SourceFailure(line, "\"" + entry + "\" needs a closing bracket");
-      type.descriptor = entry.substr(0, open);
-      type.argument = entry.substr(open + 1, entry.size() - open - 2);
-    }
-    const std::string plain = type.descriptor + type.argument;
-    if (type.descriptor.empty() || plain.find_first_of("\\/:.") != std::string::npos)
-      return SourceFailure(line, "\"" + entry + "\" is no name for a data type");
-    if (TypeId(entry)) return SourceFailure(line, "\"" + entry + "\" is there twice");
-    if (header_.types.size() >= kMaxModuleTypes) return SourceFailure(line, "the module has too many data types");
-    header_.types.push_back(std::move(type));
-  }
-  return Result::Success();
-}
-
-Result ModuleBuilder::ReadHeaderLine(const SourceLine& line) {
-  if (AsciiEqualNoCase(line.key, "Name")) {
-    if (line.value.empty() || line.value.size() > 64 || !IsSafePackagePath(line.value) ||
-        line.value.find_first_of("\\/.") != std::string::npos)
-      return SourceFailure(line, "the name needs 1 to 64 characters that can stand in a file name");
-    header_.name = line.value;
-    header_.nameLine = line;
-  } else if (AsciiEqualNoCase(line.key, "ShortName")) {
-    if (line.value.size() > 15) return SourceFailure(line, "a short name has at most 15 characters");
-    header_.shortName = line.value;
-  } else if (AsciiEqualNoCase(line.key, "DriverBase") || AsciiEqualNoCase(line.key, "Version")) {
-    const auto number = ModuleTypeNumber(line, 1, kMaxDriverId);
-    if (!number) return SourceFailure(line, "a number from 1 to " + std::to_string(kMaxDriverId) + " is expected");
-    (AsciiEqualNoCase(line.key, "Version") ? header_.version : header_.driverBase) = *number;
-  } else if (AsciiEqualNoCase(line.key, "Types")) {
-    return ReadTypes(line);
-  } else {
-    header_.defaults.push_back(line);
-  }
-  return Result::Success();
-}
-
-Result ModuleBuilder::ReadHeader() {
-  Result result = ReadIniSource(source_, "module.ini", &header_.lines, mistakes_);
-  const auto has = [this](const char* key) {
-    return std::any_of(header_.lines.begin(), header_.lines.end(), [&](const SourceLine& line) {
-      return AsciiEqualNoCase(line.section, "Module") && AsciiEqualNoCase(line.key, key);
-    });
-  };
-  for (const SourceLine& line : header_.lines)
-    if (result.ok() && AsciiEqualNoCase(line.section, "Module")) result = Note(ReadHeaderLine(line));
-  const auto need = [&](bool missing, const char* key, const char* text) {
-    if (!result.ok() || !missing) return;
-    // A key that is there with a bad value was named before.
-    if (first_.ok() || !has(key)) result = Note(SourceFailure("module.ini", 1, text));
-  };
-  need(header_.name.empty(), "Name", "section [Module] needs a \"Name\"");
-  need(header_.types.empty(), "Types", "section [Module] needs \"Types\"");
-  need(header_.driverBase == 0, "DriverBase", "section [Module] needs a \"DriverBase\"");
-  if (!result.ok()) return result;
-  if (header_.shortName.empty()) header_.shortName = header_.name.substr(0, 15);
-  for (std::size_t i = 0; i < header_.types.size(); ++i)
-    header_.types[i].driverId = header_.driverBase + static_cast<int>(i);
-  return Result::Success();
-}
-
 // The parameters of address-based transfers live in the dump-request area.
 Result ModuleBuilder::ApplyRoland(const SourceLine& line, TypeBuild* build, bool* known) {
   struct Place {
@@ -242,7 +138,7 @@ Result ModuleBuilder::ApplyRoland(const SourceLine& line, TypeBuild* build, bool
       std::copy(bytes->begin(), bytes->end(), p);
       return Result::Success();
     }
-    const auto value = ModuleTypeNumber(line, 0, 256);
+    const auto value = SourceNumber(line, 0, 256);
     if (!value) return SourceFailure(line, "a number from 0 to 256 is expected");
     *p = static_cast<std::uint8_t>(place.index == 6 ? *value - 1 : *value);
     return Result::Success();
@@ -292,8 +188,10 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
   }
   static const char* const kScripts[] = {"receive", "transmit", "audition"};
   for (int i = 0; i < 3; ++i)
-    if (AsciiEqualNoCase(line.key, kScripts[i]))
-      return CompileScriptSource(source_, line, &build->scripts[i], mistakes_);
+    if (AsciiEqualNoCase(line.key, kScripts[i])) {
+      build->scriptLines[i] = line;
+      return Result::Success();
+    }
   if (AsciiEqualNoCase(line.key, "init")) return ApplyInit(line, build);
   if (AsciiEqualNoCase(line.key, "map")) {
     build->mapLines.push_back(line);
@@ -313,13 +211,13 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
     return Result::Success();
   }
   if (AsciiEqualNoCase(line.key, "defaultPatch")) {
-    const auto value = ModuleTypeNumber(line, 0, 65535);
+    const auto value = SourceNumber(line, 0, 65535);
     if (!value) return SourceFailure(line, "a number from 0 to 65535 is expected");
     build->defaultPatch = *value;
     return Result::Success();
   }
   if (AsciiEqualNoCase(line.key, "patchType")) {
-    const auto id = TypeId(line.value);
+    const auto id = header_.TypeId(line.value);
     if (!id) return SourceFailure(line, "the module has no data type \"" + line.value + "\"");
     build->synth.childId = static_cast<std::uint16_t>(*id);
     return Result::Success();
@@ -363,10 +261,35 @@ void ModuleBuilder::FillDefaults(TypeBuild* build) {
   s.midiChannel = s.midiChannelDefault;
   s.dumpRequestHasChannel = s.dumpRequestChannelOffset != 0;
   SetStorageFormat(&s, s.storageFormat);
-  if (!build->scripts[0].empty() || !build->scripts[1].empty()) s.noChecksumOnFormat = 1;
+  if (!build->scriptLines[0].value.empty() || !build->scriptLines[1].value.empty()) s.noChecksumOnFormat = 1;
   if (s.manufacturerId == kRolandId && !build->IsSet("rolandSize")) RolandSizeOf(&s);
   if (GetDefn(s).empty()) SetDefn(&s, (header_.name + "/").c_str());
   if (build->instrumentName.empty()) build->instrumentName = header_.name.substr(0, 31);
+}
+
+// One form; behind an entry that is wrong the others are tried.
+Result ModuleBuilder::ParseForm(std::vector<SourceLine> lines, FormEntries entries, TypeBuild* build) {
+  // Without sizes nothing can be said about what depends on them.
+  Synth synth = build->synth;
+  if (build->sizesUnknown) synth.fileSize = synth.voiceSize = kMaxFileSize;
+  bool left = false;
+  for (;;) {
+    RecognizeRule rule;
+    const Result result = ParseRecognizeRule(entries, synth, &rule);
+    if (result.ok()) {
+      if (!left) build->rules.push_back(std::move(rule));
+      return Result::Success();
+    }
+    const auto wrong = static_cast<std::size_t>(std::max(result.code - 1, 0));
+    const bool whole = wrong >= entries.size();
+    if (whole && (left || build->sizesUnknown)) return Result::Success();
+    const Result noted = Note(SourceFailure(lines[std::min(wrong, lines.size() - 1)], result.text));
+    if (!noted.ok() || whole) return noted;
+    lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(wrong));
+    entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(wrong));
+    if (entries.empty()) return Result::Success();
+    left = true;
+  }
 }
 
 Result ModuleBuilder::ParseForms(TypeBuild* build) {
@@ -376,24 +299,17 @@ Result ModuleBuilder::ParseForms(TypeBuild* build) {
       if (form == 0 && build->forms.size() == 1) return Result::Success();
       return SourceFailure(build->typeLine, "a form of the data type (\"or\") has no lines");
     }
-    std::vector<std::pair<std::string, std::string>> entries;
+    FormEntries entries;
     for (SourceLine& line : lines) {
       if (AsciiEqualNoCase(line.key, "numberAs")) {
-        const auto id = TypeId(line.value);
+        const auto id = header_.TypeId(line.value);
         if (!id) return SourceFailure(line, "the module has no data type \"" + line.value + "\"");
         line.value = std::to_string(*id);
       }
       entries.emplace_back(line.key, line.value);
     }
-    RecognizeRule rule;
-    const Result result = ParseRecognizeRule(entries, build->synth, &rule);
-    if (!result.ok()) {
-      const auto at = static_cast<std::size_t>(std::clamp<int>(result.code - 1, 0, static_cast<int>(lines.size()) - 1));
-      const Result noted = Note(SourceFailure(lines[at], result.text));
-      if (!noted.ok()) return noted;
-      continue;
-    }
-    build->rules.push_back(std::move(rule));
+    const Result result = ParseForm(lines, std::move(entries), build);
+    if (!result.ok()) return result;
   }
   return Result::Success();
 }
@@ -412,7 +328,25 @@ Result ModuleBuilder::FinishType(TypeBuild* build) {
     if (result.ok() && std::uint64_t{build->init[i].first} + build->init[i].second.size() > build->synth.fileSize)
       result = Note(SourceFailure(build->initLines[i], "the bytes lie outside the image"));
   if (result.ok()) result = ParseForms(build);
-  return result.ok() ? MakeMap(build) : result;
+  if (result.ok()) result = MakeMap(build);
+  return result.ok() ? CompileScripts(build) : result;
+}
+
+// A script knows the texts of its line, else those of the end, and what the lines of the descriptor say at last.
+Result ModuleBuilder::CompileScripts(TypeBuild* build) {
+  const SourceLets made = ScriptLets(build->synth, build->rules.empty() ? nullptr : &build->rules.front());
+  for (int i = 0; i < 3; ++i) {
+    const SourceLine& line = build->scriptLines[i];
+    if (line.value.empty()) continue;
+    SourceLets lets = line.lets;
+    for (const SourceLine& other : build->lines)
+      if (IsNamedKey(other.key)) lets[other.key] = other.value;
+    lets.insert(build->lets.begin(), build->lets.end());
+    lets.insert(made.begin(), made.end());
+    const Result result = Note(CompileScriptSource(source_, line, lets, &build->scripts[i], mistakes_));
+    if (!result.ok()) return result;
+  }
+  return Result::Success();
 }
 
 // The SysEx map; data that no map can describe says that it needs none.
@@ -441,9 +375,11 @@ Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
   SourceLets lets{{"arg", type.argument}};
   int count = 0;
   for (const std::string& part : SplitText(type.argument, ',')) lets["arg" + std::to_string(++count)] = part;
-  std::vector<SourceLine> lines = header_.defaults;
-  const std::size_t before = Mistakes();
-  Result result = ReadDescriptorSource(source_, type.descriptor, &lets, &lines, mistakes_);
+  std::vector<SourceLine>& lines = build->lines;
+  const std::size_t mistakes = Mistakes();
+  Result result =
+      ReadDescriptorSource(source_, type.descriptor, {header_.defaults, type.row}, &lets, &lines, mistakes_);
+  build->lets = lets;
   if (!result.ok() && AsciiStartsWithNoCase(result.text, "module.ini:1:"))
     return SourceFailure(header_.typesLine, result.text.substr(14));
   for (const SourceLine& line : lines) {
@@ -454,7 +390,10 @@ Result ModuleBuilder::BuildType(const ModuleType& type, TypeBuild* build) {
     if (AsciiEqualNoCase(line.key, "typeName")) diagnostics_->places[type.driverId][""] = place;
   }
   // Sizes that were not understood would make sentences about everything that depends on them.
-  return result.ok() && Mistakes() == before ? FinishType(build) : result;
+  build->sizesUnknown = Mistakes() != mistakes;
+  if (!result.ok() || !build->sizesUnknown) return result.ok() ? FinishType(build) : result;
+  if (build->typeLine.line) result = ParseForms(build);
+  return result.ok() ? CompileScripts(build) : result;
 }
 
 std::vector<std::uint8_t> ModuleBuilder::InitialImage(const TypeBuild& build) const {
@@ -492,12 +431,6 @@ Result ModuleBuilder::DriverFile(const TypeBuild& build, std::vector<std::uint8_
   return Result::Success();
 }
 
-std::string ModuleBuilder::DriverFileName(const ModuleType& type) const {
-  std::string name = type.descriptor + type.argument;
-  std::replace(name.begin(), name.end(), ',', '-');
-  return name + ".PV6";
-}
-
 std::string ModuleBuilder::ModuleIni(const std::vector<TypeBuild>& builds) const {
   std::string text = "; Instrument module, made from its source.\n";
   const auto put = [&text](const std::string& key, const std::string& value) { text += key + "=" + value + "\n"; };
@@ -507,14 +440,14 @@ std::string ModuleBuilder::ModuleIni(const std::vector<TypeBuild>& builds) const
   put("Version", std::to_string(header_.version));
   put("NumDrivers", std::to_string(builds.size()));
   for (std::size_t i = 0; i < builds.size(); ++i) {
-    put("ID" + std::to_string(i), DriverFileName(*builds[i].type));
+    put("ID" + std::to_string(i), builds[i].type->FileName());
     if (builds[i].defaultPatch) put("Pch" + std::to_string(i), std::to_string(builds[i].defaultPatch));
   }
   for (const SourceLine& line : header_.lines)
     if (AsciiEqualNoCase(line.section, "Instrument")) put(line.key, line.value);
   std::string section;
   for (const SourceLine& line : header_.lines) {
-    if (AsciiEqualNoCase(line.section, "Instrument") || AsciiEqualNoCase(line.section, "Module")) continue;
+    if (AsciiEqualNoCase(line.section, "Instrument")) continue;
     if (!AsciiEqualNoCase(line.section, section)) text += "\n[" + (section = line.section) + "]\n";
     put(line.key, line.value);
   }
@@ -533,7 +466,7 @@ std::string ModuleBuilder::ModuleIni(const std::vector<TypeBuild>& builds) const
 }
 
 Result ModuleBuilder::Build(ModuleImage* out) {
-  Result result = ReadHeader();
+  Result result = ReadModuleHeader(source_, &header_, mistakes_);
   if (!result.ok()) return result;
   std::vector<TypeBuild> builds(header_.types.size());
   ModuleImage image{header_.name, {}, {}};
@@ -541,7 +474,7 @@ Result ModuleBuilder::Build(ModuleImage* out) {
     const std::size_t before = Mistakes();
     result = Note(BuildType(header_.types[i], &builds[i]));
     if (Mistakes() != before) continue;
-    PackageFile file{header_.name + "\\" + DriverFileName(header_.types[i]), {}};
+    PackageFile file{header_.name + "\\" + header_.types[i].FileName(), {}};
     if (result.ok()) result = DriverFile(builds[i], &file.bytes);
     if (!result.ok()) return result;
     image.files.push_back(std::move(file));

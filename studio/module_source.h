@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,11 +8,9 @@
 
 #include "platform/result.h"
 #include "studio/module.h"
+#include "studio/module_lets.h"
 
 namespace tonalith {
-
-// Values that stand for `$name$`.
-using SourceLets = std::map<std::string, std::string>;
 
 // A line of a module source: `key = value` with the place it came from.
 struct SourceLine {
@@ -29,9 +26,6 @@ struct SourceLine {
 Result SourceFailure(const SourceLine& at, const std::string& text);
 Result SourceFailure(const std::string& file, int line, const std::string& text);
 
-// Replaces every `$name$`; false with a sentence when a name is not known or a `$` is alone.
-bool ReplaceLets(std::string_view text, const SourceLets& lets, std::string* out, std::string* error);
-
 // Takes mistakes ("FILE:LINE: text") after which the reading can go on: it then gives success, else the mistake.
 using SourceMistakes = std::function<Result(const Result& mistake)>;
 
@@ -39,16 +33,30 @@ using SourceMistakes = std::function<Result(const Result& mistake)>;
 Result ReadIniSource(const ModuleSource& source, const std::string& file, std::vector<SourceLine>* lines,
                      const SourceMistakes& mistakes);
 
-// The lines of a descriptor with its includes put in; `let` lines go into `lets` and are applied to what follows.
-// A line "or" alone comes out with the key "or".  Lines that are wrong go to `mistakes`.
-Result ReadDescriptorSource(const ModuleSource& source, const std::string& name, SourceLets* lets,
-                            std::vector<SourceLine>* lines, const SourceMistakes& mistakes);
+// Lines that go before a descriptor: those it may override, and those of a row, which override it.
+struct SourceLead {
+  std::vector<SourceLine> defaults, row;
+};
+
+// The lines of a descriptor with its includes put in, behind those of `lead`; `let` lines go into `lets`, and so does
+// the value of each line whose key is a name (IsNamedKey); both are applied to what follows.  A message line with a
+// range of bytes comes out as one line for each.  A line "or" alone comes out with the key "or".  Lines that are wrong
+// go to `mistakes`.
+Result ReadDescriptorSource(const ModuleSource& source, const std::string& name, const SourceLead& lead,
+                            SourceLets* lets, std::vector<SourceLine>* lines, const SourceMistakes& mistakes);
+
+// True for the keys of a form: how the data looks in a file.
+bool IsFormKey(const std::string& key);
+
+// True for keys whose value is known by their name in what follows: those that stand once.
+bool IsNamedKey(const std::string& key);
 
 // True for the keys that name a script: receive, transmit, audition.
 bool IsScriptKey(std::string_view key);
 
-// Compiles the script source that a line names; doubtful places that the compiler would accept are mistakes as well.
-Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, std::vector<std::uint8_t>* code,
-                           const SourceMistakes& mistakes);
+// Compiles the script source that a line names, with what stands for `$name$` in it; doubtful places that the compiler
+// would accept are mistakes as well.
+Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, const SourceLets& lets,
+                           std::vector<std::uint8_t>* code, const SourceMistakes& mistakes);
 
 }  // namespace tonalith

@@ -3,6 +3,7 @@
 #include "data/container.h"
 #include "data/data_text.h"
 #include "studio/module.h"
+#include "studio/module_lets.h"
 
 namespace tonalith {
 
@@ -79,6 +80,130 @@ TEST(ModuleSourceText, EveryErrorHasAPlace) {
   };
   for (const Case& c : cases) {
     ModuleSource source = GoodSource();
+    std::string& text = source[c.file];
+    const std::size_t at = text.find(c.from);
+    ASSERT_NE(at, std::string::npos) << c.from;
+    text.replace(at, std::string(c.from).size(), c.to);
+    ModuleImage image;
+    const Result result = BuildModule(source, &image);
+    EXPECT_FALSE(result.ok()) << c.error;
+    EXPECT_EQ(result.text.substr(0, std::string(c.error).size()), c.error) << result.text;
+  }
+}
+
+TEST(ModuleSourceText, NamesAreReplacedAndCalculatedWith) {
+  struct Case {
+    const char* text;
+    const char* result;  // behind '!': the mistake
+  };
+  const SourceLets lets{{"size", "274"}, {"tag", "4D 43 52"}, {"word", "abc"}, {"big", "2000000000"}};
+  const std::vector<Case> cases = {
+      {"$size$ $tag$", "274 4D 43 52"},
+      {"$size - 8$", "266"},
+      {"$ 2 + size*3 - 8/4 $", "822"},
+      {"$#tag$ $#tag+2$", "3 5"},
+      {"$septets size - 8$", "02 0A"},
+      {"[$gone?$]", "[]"},
+      {"$gone$", "!nothing is known by the name \"gone\""},
+      {"$size", "!a '$' stands alone"},
+      {"$word - 1$", "!\"word\" is no number: \"abc\""},
+      {"$size / 0$", "!a division by 0"},
+      {"$big * big$", "!the number becomes too large"},
+      {"$size -$", "!a '$' stands alone"},
+      {"$septets 1 - size$", "!-273 does not fit into two bytes of seven bits"},
+      {"$#word$", "!"},
+  };
+  for (const Case& c : cases) {
+    std::string out, error;
+    const bool good = ReplaceLets(c.text, lets, &out, &error);
+    EXPECT_EQ(good, c.result[0] != '!') << c.text << error;
+    if (good)
+      EXPECT_EQ(out, c.result) << c.text;
+    else
+      EXPECT_EQ(error.substr(0, std::string(c.result).size() - 1), c.result + 1) << c.text;
+  }
+}
+
+namespace {
+
+// Two types of one family, a message for each of three parts, and scripts that all modules share.
+ModuleSource FamilySource() {
+  return {{"module.ini",
+           "[Module]\nName = Family\nDriverBase = 60\nIdentity = 3E | 13 00 | ChMax = 7\nTypes = one two(5)\n"
+           "receive = get\ntransmit = put\n[Family tagged]\ncolumns = typeName | fileSize | let tag | let lead\n"
+           "one = First | 14 | 31\ntwo(5) = Second $arg$ | 20 | 32 | D 100\n"},
+          {"../common/tagged.descriptor",
+           "headerSize = 4\nlet request = F0 3E $tag$ F7\nmessage = F0 3E $tag$ 00..01 | length $fileSize / 2$\n"
+           "verify = 0 4 $fileSize/2-6$ $fileSize/2-2$\n"},
+          {"../common/get.script", "$lead?$\nS $#request$ { $request$ }\nC 2\nTR $#request$\nR $size$\n$checks$\n]\n"},
+          {"put.script", "$sums$\nT $size$\n]\n"},
+          {"../common/put.script", "nonsense $gone$\n"}};
+}
+
+}  // namespace
+
+TEST(ModuleSourceText, FamilyRowsAndSharedFilesMakeTheSameAsDescriptors) {
+  ModuleSource spelled = FamilySource();
+  spelled["module.ini"] =
+      "[Module]\nName = Family\nDriverBase = 60\nTypes = one two(5)\n[Device Inquiry]\nEnable=1\nIDSize=1\nID1=0x3E\n"
+      "[Device Inquiry 1]\nFamily1=0x13\nFamily2=0x00\n[Device Inquiry]\nChMax=7\n";
+  spelled["one.descriptor"] =
+      "typeName = First\nfileSize = 14\nheaderSize = 4\nreceive = get1\ntransmit = put1\nmessage = F0 3E 31 00 | "
+      "length 7\n"
+      "message = F0 3E 31 01 | length 7\nverify = 0 4 1 5\n";
+  spelled["two.descriptor"] =
+      "typeName = Second 5\nfileSize = 20\nheaderSize = 4\nreceive = get2\ntransmit = put2\nmessage = F0 3E 32 00 | "
+      "length 10\n"
+      "message = F0 3E 32 01 | length 10\nverify = 0 4 4 8\n";
+  spelled["get1.script"] =
+      "S 4 { F0 3E 31 F7 }\nC 2\nTR 4\nR 14\nMV9 = 0\nGP 0\nFG V2 5\nK 00 00 4 1 5\nFG V3 5\nMV3 - V2\nIF V3\nMV9 = "
+      "1\nIFX\n]\n";
+  spelled["get2.script"] =
+      "D 100\nS 4 { F0 3E 32 F7 }\nC 2\nTR 4\nR 20\nMV9 = 0\nGP 0\nFG V2 8\nK 00 00 4 4 8\nFG V3 8\nMV3 - V2\nIF "
+      "V3\nMV9 "
+      "= 1\nIFX\n]\n";
+  spelled["put1.script"] = "K 00 00 4 1 5\nT 14\n]\n";
+  spelled["put2.script"] = "K 00 00 4 4 8\nT 20\n]\n";
+  ModuleImage family, plain;
+  Result result = BuildModule(FamilySource(), &family);
+  ASSERT_TRUE(result.ok()) << result.text;
+  result = BuildModule(spelled, &plain);
+  ASSERT_TRUE(result.ok()) << result.text;
+  ASSERT_EQ(family.files.size(), plain.files.size());
+  for (std::size_t i = 1; i < family.files.size(); ++i) {
+    EXPECT_EQ(family.files[i].path, plain.files[i].path);
+    EXPECT_TRUE(family.files[i].bytes == plain.files[i].bytes) << family.files[i].path;
+  }
+  const std::string ini(family.files[0].bytes.begin(), family.files[0].bytes.end());
+  for (const char* part : {"[Device Inquiry]\nEnable=1\nIDSize=1\nID1=0x3E\n", "Family1=0x13\nFamily2=0x00\n",
+                           "ChMax=7\n", "message0=F0 3E 31 00 | length 7\nmessage1=F0 3E 31 01 | length 7\n"})
+    EXPECT_NE(ini.find(part), std::string::npos) << part << ini;
+  EXPECT_EQ(ini.find("Family tagged"), std::string::npos);
+}
+
+TEST(ModuleSourceText, MistakesOfFamiliesHaveAPlace) {
+  struct Case {
+    const char* file;
+    const char* from;
+    const char* to;
+    const char* error;
+  };
+  const std::vector<Case> cases = {
+      {"module.ini", "one = First", "three = First", "module.ini:10: \"three\" is none of the \"Types\""},
+      {"module.ini", "two(5) = Second", "one = Second", "module.ini:11: \"one\" has a row already"},
+      {"module.ini", "| 31\n", "| 31 | | x\n", "module.ini:10: the row has more cells"},
+      {"module.ini", "columns", "column", "module.ini:9: the `columns` of the family come first"},
+      {"module.ini", "typeName |", "typeNames |", "module.ini:10: "},
+      {"module.ini", "Identity = 3E | 13 00", "Identity = 3E | 13", "module.ini:4: `Identity` reads"},
+      {"../common/tagged.descriptor", "00..01", "01..00",
+       "../common/tagged.descriptor:3: one range of bytes reads 00..0F"},
+      {"../common/tagged.descriptor", "00..01", "..01", "../common/tagged.descriptor:3: one range"},
+      {"../common/tagged.descriptor", "00..01", "00..01 00..01", "../common/tagged.descriptor:3: one range"},
+      {"../common/get.script", "TR", "SetFoo", "../common/get.script:4: "},
+      {"../common/get.script", "]\n", "SetFoo 1\n]\n", "../common/get.script:7: "},
+  };
+  for (const Case& c : cases) {
+    ModuleSource source = FamilySource();
     std::string& text = source[c.file];
     const std::size_t at = text.find(c.from);
     ASSERT_NE(at, std::string::npos) << c.from;
