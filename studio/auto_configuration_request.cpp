@@ -17,6 +17,7 @@ constexpr std::int64_t kFastLeastMs = 180, kFastMostMs = 420;
 constexpr std::int64_t kPatientMs = 3000;  // ... and a silent try of the second one
 constexpr std::int64_t kLongestTryMs = 30'000;
 constexpr std::int64_t kSettleMs = 250;
+constexpr int kSettleRounds = 20;
 
 // One request on one pair of ports, on a thread of its own.
 class Try {
@@ -143,7 +144,7 @@ class RequestRun {
     tries.clear();
     if (search_.Cancelled()) return false;
     if (certain) return Found(in, out, channel);
-    return !inputs.empty() && TryPairs(inputs, channel);
+    return !inputs.empty() && TryPairs(inputs, channel, patienceMs + kSettleMs);
   }
 
   // Until every try is over, or nothing at all has begun to come within the patience.
@@ -186,7 +187,7 @@ class RequestRun {
   }
 
   // The order of the description: inputs, and for each of them the outputs; the output of the same name first.
-  bool TryPairs(const std::vector<std::string>& inputs, int channel) {
+  bool TryPairs(const std::vector<std::string>& inputs, int channel, std::int64_t patienceMs) {
     search_.Wait(kSettleMs);
     for (const std::string& in : inputs) {
       std::vector<std::string> outputs;
@@ -194,14 +195,30 @@ class RequestRun {
         outputs.insert(output.name == in ? outputs.begin() : outputs.end(), output.name);
       for (const std::string& out : outputs) {
         if (search_.Cancelled()) return false;
-        search_.shown.inPort = in;
-        search_.shown.outPort = out;
-        search_.Show(true);
-        search_.Trace(Printf("request on channel %d: ", channel) + in + " / " + out);
-        std::vector<std::unique_ptr<Try>> one;
-        one.push_back(std::make_unique<Try>(search_, in, out, channel));
-        AwaitRound(one, kLongestTryMs);
-        if (one[0]->succeeded()) return Found(in, out, channel);
+        if (TryPair(in, out, channel, patienceMs)) return Found(in, out, channel);
+      }
+    }
+    return false;
+  }
+
+  // What comes late must not be taken for the answer of the next pair.  Where something came but no data, once more.
+  bool TryPair(const std::string& in, const std::string& out, int channel, std::int64_t patienceMs) {
+    search_.shown.inPort = in;
+    search_.shown.outPort = out;
+    search_.Show(true);
+    bool heard = true;
+    for (int attempt = 0; attempt < 2 && heard && !search_.Cancelled(); ++attempt) {
+      search_.ForgetHeard();
+      search_.Trace(Printf("request on channel %d: ", channel) + in + " / " + out);
+      std::vector<std::unique_ptr<Try>> one;
+      one.push_back(std::make_unique<Try>(search_, in, out, channel));
+      AwaitRound(one, patienceMs);
+      if (one[0]->succeeded()) return true;
+      one.clear();
+      heard = false;
+      for (int round = 0; round < kSettleRounds && search_.Wait(kSettleMs); ++round) {
+        if (search_.TakeHeard().empty()) break;
+        heard = true;
       }
     }
     return false;

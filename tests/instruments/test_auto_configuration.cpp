@@ -318,6 +318,30 @@ TEST_F(AutoConfigTest, MisbehavingInstruments) {
   }
 }
 
+// An instrument that only its own request finds: what comes late or first is never taken for the answer on another
+// pair.
+TEST_F(AutoConfigTest, MisbehavingAnswersToItsOwnRequest) {
+  struct Case {
+    const char* key;
+    const char* name;
+    const char* fault;
+    bool found;
+  };
+  for (const Case& c : {Case{"kawai-k4", "k4", "", true}, Case{"kawai-k4", "k4", "foreign-first:reply=0", false},
+                        Case{"kawai-k4", "k4", "foreign-first:reply=2", true},
+                        Case{"kawai-k4", "k4", "late-reply:reply=2,delay=400", true},
+                        Case{"roland-d50", "d-50", "double-reply:reply=0", false}}) {
+    SCOPED_TRACE(std::string(c.key) + " " + c.fault);
+    PlugAnew(c.key, c.fault);
+    const AutoConfigResult result = Sense(c.name);
+    ASSERT_EQ(result.outcome == AutoConfigOutcome::Found, c.found);
+    if (!c.found) continue;
+    EXPECT_LT(seconds_, 10);
+    EXPECT_EQ(result.outPortName, "Port 5");
+    EXPECT_EQ(result.inPortName, "Port 5");
+  }
+}
+
 TEST_F(AutoConfigTest, AnswersOnAnotherPort) {
   Plug("korg-m1", 4, 1, "", 6);
   cables_->AnswerOn(1, 3);
