@@ -339,9 +339,6 @@ int DefaultDriverBase(const std::string& name) {
   return 20000 + static_cast<int>(hash % 4000u) * 10;
 }
 
-namespace {
-
-// What the descriptors need of a draft; a sentence when something does not go together.
 std::string DraftProblem(const DraftType& type) {
   const std::string of = "The " + type.typeName + ": ";
   const std::uint64_t image = std::uint64_t{type.messageSize} * (type.layout == DraftLayout::Messages ? type.count : 1);
@@ -367,13 +364,14 @@ std::string DraftProblem(const DraftType& type) {
            (type.storageFormat == kStream78 ? LogicalBytes(kStream78, static_cast<std::uint32_t>(data)) : data)))
     return of + std::to_string(type.count) + " patches of " + std::to_string(type.patchSize) +
            " bytes do not fit into the " + std::to_string(data) + " bytes between header and end.";
-  const std::uint64_t patch = type.layout == DraftLayout::Bank ? type.patchSize : data;
+  const std::uint64_t patch =
+      LogicalBytes(type.storageFormat == kStream78 ? 0 : type.storageFormat,
+                   static_cast<std::uint32_t>(type.layout == DraftLayout::Bank ? type.patchSize : data));
+  if (patch == 0) return of + "a patch holds nothing.";
   if (std::uint64_t{type.nameOffset} + type.nameLength > patch || type.nameLength > kMaxNameLength)
     return of + "the name lies outside of the " + std::to_string(patch) + " bytes of a patch.";
   return {};
 }
-
-}  // namespace
 
 Result WriteDraft(const ModuleDraft& draft, ModuleSource* source) {
   if (draft.name.size() > 64 || !IsSafePackagePath(draft.name) ||

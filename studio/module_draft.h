@@ -101,6 +101,9 @@ Result DraftOfOptions(const DraftOptions& options, ModuleDraft* draft);
 Result DraftOfDump(std::span<const std::uint8_t> file, const DraftOptions& options, ModuleDraft* draft,
                    std::vector<DraftFinding>* findings);
 
+// What does not go together in a data type, a sentence; empty: nothing.
+std::string DraftProblem(const DraftType& type);
+
 // The source files.  What it gives can be built.
 Result WriteDraft(const ModuleDraft& draft, ModuleSource* source);
 

@@ -518,6 +518,13 @@ Result DumpReader::Read(std::span<const std::uint8_t> file, ModuleDraft* draft) 
   for (std::size_t i = 0; i < std::min(groups_.size(), kMaxTypes); ++i) {
     DraftType type = TypeOf(groups_[i], i);
     const bool pair = i + 1 < groups_.size() && StoredBehind(groups_[i], groups_[i + 1], &type);
+    // What was found apart may exclude each other.
+    if (!DraftProblem(type).empty()) type.nameLength = 0;
+    if (!DraftProblem(type).empty()) type.checksum.reset();
+    if (!DraftProblem(type).empty()) {
+      Find(DraftTrust::Likely, "they hold no data");
+      continue;
+    }
     if (draft->types.empty()) Override(&type);
     // A message for each patch: also the single one is a data type.
     const bool single = type.layout == DraftLayout::Messages && draft->types.empty();
@@ -529,6 +536,7 @@ Result DumpReader::Read(std::span<const std::uint8_t> file, ModuleDraft* draft) 
     }
     if (pair) ++i;
   }
+  if (draft->types.empty()) return Result::Failure("None of the messages is long enough to hold data.");
   if (options_.request.empty())
     Find(DraftTrust::Sure, "a dump does not say how it is asked for: add --request HEX, or \"dumpRequest\" later");
   return Result::Success();
