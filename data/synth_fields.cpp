@@ -20,7 +20,7 @@ constexpr auto I32 = FieldType::kI32;
 constexpr auto Char = FieldType::kChar;
 constexpr auto Text = FieldType::kText;
 constexpr auto Bytes = FieldType::kBytes;
-constexpr auto Never = FieldSwap::kNever;
+constexpr auto Never = FieldSwap::kNone;
 constexpr auto Always = FieldSwap::kAlways;
 constexpr auto Reached = FieldSwap::kWhenReached;
 

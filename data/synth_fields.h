@@ -13,7 +13,7 @@ enum class FieldType : std::uint8_t { kU8, kI8, kU16, kI16, kU32, kI32, kChar, k
 
 // How FlipSynth treats a field.
 enum class FieldSwap : std::uint8_t {
-  kNever,
+  kNone,
   kAlways,
   kWhenReached,  // only when the record that was read is longer than the field (size >= offset + 3)
 };

@@ -78,7 +78,7 @@ void SetDefn(Synth* synth, const char* text) {
 void FlipSynth(Synth* synth, std::uint32_t size) {
   auto* record = reinterpret_cast<std::uint8_t*>(synth);
   for (const SynthField& field : SynthFields()) {
-    if (field.swap == FieldSwap::kNever) continue;
+    if (field.swap == FieldSwap::kNone) continue;
     const std::size_t width = WidthOf(field.type);
     for (std::size_t at = field.offset; at < std::size_t{field.offset} + field.size; at += width) {
       // Sizes below 2 wrap around and convert everything.

@@ -9,18 +9,19 @@ namespace tonalith {
 
 namespace {
 
-constexpr const char* kSection = "Coded Messages";
+constexpr const char* kCodedSection = "Coded Messages";
 constexpr std::size_t kCheckBytes = 4;
 constexpr std::size_t kMaxCodedData = 1u << 20;
 
 }  // namespace
 
 std::optional<CodedMessages> ReadCodedMessages(const IniFile& module, std::string* problem) {
-  const std::string head = module.GetString(kSection, "Head", ""), piece = module.GetString(kSection, "Piece", "");
+  const std::string head = module.GetString(kCodedSection, "Head", ""),
+                    piece = module.GetString(kCodedSection, "Piece", "");
   if (head.empty() && piece.empty()) return std::nullopt;
   CodedMessages coding;
   std::string error;
-  if (module.GetString(kSection, "Coding", "") != "base64-crc32") {
+  if (module.GetString(kCodedSection, "Coding", "") != "base64-crc32") {
     *problem = "there is no such coding";
     return std::nullopt;
   }
