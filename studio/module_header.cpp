@@ -119,29 +119,31 @@ class HeaderReader {
   // `MAKER | FAMILY | MEMBER | Key = value ...`: the sections of the device inquiry.
   Result Identity(const SourceLine& line) {
     static constexpr const char* kKeys[] = {"ID", "Family", "Member"};
+    static constexpr const char* kInquiry = "Device Inquiry";
+    static constexpr const char* kReply = "Device Inquiry 1";
     static constexpr const char* kForm = "`Identity` reads MAKER | FAMILY | MEMBER | Key = value, bytes hexadecimal";
+    std::vector<SourceLine> family;  // stands behind what is said of the inquiry
     const auto put = [&](const char* section, const std::string& key, const std::string& value) {
-      header_.lines.push_back({line.file, line.line, section, key, value, {}});
+      (section == kReply ? family : header_.lines).push_back({line.file, line.line, section, key, value, {}});
     };
-    put("Device Inquiry", "Enable", "1");
-    std::vector<SourceLine> reply;
+    put(kInquiry, "Enable", "1");
     std::size_t place = 0;
     for (const std::string& cell : Cells(line.value)) {
       const std::size_t equals = cell.find('=');
       if (equals != std::string::npos) {
-        put("Device Inquiry", std::string(TrimmedView(std::string_view(cell).substr(0, equals))),
+        put(kInquiry, std::string(TrimmedView(std::string_view(cell).substr(0, equals))),
             std::string(TrimmedView(std::string_view(cell).substr(equals + 1))));
         continue;
       }
       const auto bytes = ParseHex(cell);
       if (place > 2 || !bytes || bytes->empty() || bytes->size() > 3 || (place > 0 && bytes->size() != 2))
         return SourceFailure(line, kForm);
-      if (place == 0) put("Device Inquiry", "IDSize", std::to_string(bytes->size()));
+      if (place == 0) put(kInquiry, "IDSize", std::to_string(bytes->size()));
       for (std::size_t i = 0; i < bytes->size(); ++i)
-        put(place ? "Device Inquiry 1" : "Device Inquiry", kKeys[place] + std::to_string(i + 1),
-            "0x" + HexText({&(*bytes)[i], 1}));
+        put(place ? kReply : kInquiry, kKeys[place] + std::to_string(i + 1), "0x" + HexText({&(*bytes)[i], 1}));
       ++place;
     }
+    header_.lines.insert(header_.lines.end(), family.begin(), family.end());
     return place ? Result::Success() : SourceFailure(line, kForm);
   }
 

@@ -153,7 +153,9 @@ SourceLets ScriptLets(const Synth& synth, const RecognizeRule* rule) {
     checks += v.always < 0 ? "MV9 = 1\n" : "MV2 - " + std::to_string(v.always) + "\nIF V2\nMV9 = 1\nIFX\n";
     checks += "IFX\n" + close;
   }
-  const std::string size = std::to_string(patchwise ? synth.voiceSize : synth.fileSize);
+  // What varies in size is taken as it comes and sent whole.
+  const bool varies = !(synth.optionBits & 2);
+  const std::string size = std::to_string(varies ? 0 : patchwise ? synth.voiceSize : synth.fileSize);
   return {{"fileSize", std::to_string(synth.fileSize)},
           {"headerSize", std::to_string(synth.headerSize)},
           {"numVoices", std::to_string(synth.numVoices)},
@@ -164,7 +166,7 @@ SourceLets ScriptLets(const Synth& synth, const RecognizeRule* rule) {
           {"size", size},
           {"sums", sums},
           {"checks", checks},
-          {"keep", "IFGQ V10\n" + checks + "GP " + size + "\nIF V9\nGP 0\nIFX\nIFX\n"}};
+          {"keep", varies ? std::string() : "IFGQ V10\n" + checks + "GP " + size + "\nIF V9\nGP 0\nIFX\nIFX\n"}};
 }
 
 }  // namespace tonalith

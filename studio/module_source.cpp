@@ -81,8 +81,10 @@ class DescriptorReader {
   // Lines that another file holds; those of a row (with `fixed`) stand whatever the descriptor says.
   Result Add(const std::vector<SourceLine>& lines, bool fixed) {
     for (const SourceLine& line : lines) {
+      const std::size_t added = lines_->size();
       Result result = Entry({line.file, line.line, {}, line.key, {}, {}}, line.value, 0);
       if (fixed) fixed_.insert(AsciiLower(line.key));
+      for (std::size_t i = added; fixed && i < lines_->size(); ++i) fixed_.insert(AsciiLower((*lines_)[i].key));
       if (!result.ok()) result = mistakes_(result);
       if (!result.ok()) return result;
     }
