@@ -25,7 +25,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr char kTitle[] = "Install from Web";
+constexpr char kWebTitle[] = "Install from Web";
 
 }  // namespace
 
@@ -162,7 +162,7 @@ void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::st
   list_->clear();
   if (!result.ok()) {
     status_->setText(FromUtf8(result.text));
-    if (result.code != kServerCancelledCode) host_.prompts().Say(kTitle, result.text);
+    if (result.code != kServerCancelledCode) host_.prompts().Say(kWebTitle, result.text);
     UpdateState();
     return;
   }
@@ -224,7 +224,7 @@ void InstallFromWebDlg::Fetched(const Result& result, const std::filesystem::pat
   if (!result.ok()) {
     SetBusy(false);
     status_->setText(FromUtf8(result.text));
-    host_.prompts().Say(kTitle, result.code == kServerCancelledCode ? kServerCancelled : result.text);
+    host_.prompts().Say(kWebTitle, result.code == kServerCancelledCode ? kServerCancelled : result.text);
     return;
   }
   const std::string name = waiting_[done_++];

@@ -14,7 +14,7 @@ namespace tonalith {
 
 namespace {
 
-enum PanelRole { kNodeRole = Qt::UserRole, kLinesRole, kStateRole, kSearchRole };
+enum PanelRole { kPanelNodeRole = Qt::UserRole, kLinesRole, kStateRole, kSearchRole };
 constexpr int kMargin = 8;
 constexpr int kCompactPicture = 0;
 
@@ -106,7 +106,7 @@ ZKStudioList::ZKStudioList(ZKStudioDoc& studio, StudioWindowHost& host, const St
 }
 
 ZKDrvList* ZKStudioList::InstrumentOf(const QListWidgetItem* item) const {
-  return item ? static_cast<ZKDrvList*>(item->data(kNodeRole).value<void*>()) : nullptr;
+  return item ? static_cast<ZKDrvList*>(item->data(kPanelNodeRole).value<void*>()) : nullptr;
 }
 
 ZKDrvList* ZKStudioList::CurrentInstrument() const {
@@ -136,7 +136,7 @@ void ZKStudioList::Rebuild() {
     const Synth* synth = FirstSynth(instrument.get());
     const auto port = [](const std::string& name) { return name.empty() ? tr("unassigned") : FromUtf8(name); };
     auto* panel = new QListWidgetItem(FromUtf8(instrument->DisplayKey()), this);
-    panel->setData(kNodeRole, QVariant::fromValue(static_cast<void*>(instrument.get())));
+    panel->setData(kPanelNodeRole, QVariant::fromValue(static_cast<void*>(instrument.get())));
     panel->setData(kLinesRole, QStringList{tr("In: %1").arg(port(instrument->inPortName)),
                                            tr("Out: %1").arg(port(instrument->outPortName)),
                                            tr("Device %1, channel %2")

@@ -21,7 +21,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr int kNodeRole = Qt::UserRole;
+constexpr int kDriverRole = Qt::UserRole;
 // Values of the setting "display style": 0 as chosen in the window, 1 panels without pictures, 2 panels, 3 tree.
 constexpr int kStylePanels = 1, kStyleTree = 3;
 
@@ -269,7 +269,7 @@ void TZKDrvLst::FillDrivers() {
   for (const auto& driver : instrument->drivers) {
     auto* item = new QListWidgetItem(DriverIcon(driver.get(), palette(), fontMetrics().height()),
                                      FromLatin1(driver->TypeName()), drivers_);
-    item->setData(kNodeRole, QVariant::fromValue(static_cast<void*>(driver.get())));
+    item->setData(kDriverRole, QVariant::fromValue(static_cast<void*>(driver.get())));
     item->setToolTip(tr("Double-click to get this data from the instrument"));
   }
   drivers_->setCurrentRow(std::min(row, drivers_->count() - 1));
@@ -293,7 +293,7 @@ ZKDrvList* TZKDrvLst::CurrentNode() const {
   if (!ShowsPanels())
     node = tree_->CurrentNode();
   else if (const QListWidgetItem* item = drivers_->currentItem())
-    node = static_cast<ZKDrvList*>(item->data(kNodeRole).value<void*>());
+    node = static_cast<ZKDrvList*>(item->data(kDriverRole).value<void*>());
   else
     node = list_->CurrentInstrument();
   // Until a view is built anew its rows may still name what is gone.

@@ -26,7 +26,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr int kTimerMs = 50;
+constexpr int kLookMs = 50;
 
 constexpr const char* kKindNames[kMonitorKinds] = {
     QT_TRANSLATE_NOOP("TZKMonText", "Note O&ff"),         QT_TRANSLATE_NOOP("TZKMonText", "Note O&n"),
@@ -163,7 +163,7 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
   layout->addWidget(lightRow_);
   BuildLights();
   connect(timer_, &QTimer::timeout, this, &TZKMonText::Tick);
-  timer_->start(kTimerMs);
+  timer_->start(kLookMs);
   resize(metrics.averageCharWidth() * 100, metrics.height() * 28);
 }
 
