@@ -174,6 +174,8 @@ void MakeNumberStr(const Synth* synth, char* out, int patch) {
       return put("I%2.2d", n);
     case kNumberFormatPerformance:
       return put("PF%d", n + 1);
+    case kNumberFormatThreeDigits:
+      return put("%3.3d", n);
     case kNumberFormatMemories:
       return put("%c%c-%d", "IiEe"[(n & 0x7F) / 32], 'A' + n % 32 / 8, n % 8 + 1);
     default:

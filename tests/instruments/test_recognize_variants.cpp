@@ -166,7 +166,7 @@ TEST(RecognizeVariants, BanksOfSingles) {
 
 TEST(RecognizeVariants, NumbersOfSinglePatches) {
   Recognizer& recognizer = InstalledModules::Instance().recognizer();
-  const std::vector<std::pair<Dump, std::string>> cases = {{MatrixPatch(42), "42"},
+  const std::vector<std::pair<Dump, std::string>> cases = {{MatrixPatch(42), "042"},
                                                            {CasioTone(0x2F), "16"},
                                                            {K4Single(17), "B-2"},
                                                            {JvPatch(0x11, 107), "108"},
