@@ -1,5 +1,6 @@
 #include "app/preferences.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -161,7 +162,7 @@ PreferencesSheet::PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWid
       help_(new QLabel(this)) {
   setWindowTitle(QStringLiteral("Preferences"));
   auto* layout = new QVBoxLayout(this);
-  search_->setPlaceholderText(tr("Search"));
+  search_->setPlaceholderText(tr("Search (Ctrl+F)"));
   search_->setClearButtonEnabled(true);
   search_->setAccessibleName(tr("Search the preferences"));
   layout->addWidget(search_);
@@ -170,16 +171,17 @@ PreferencesSheet::PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWid
   help_->setMinimumHeight(help_->fontMetrics().lineSpacing() * 2);
   help_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   layout->addWidget(help_);
+  // Before the buttons: the Tab key goes in the order of making.
+  AddPage(new ZKPropDrvList(basics, host));
+  AddPage(new ZKPropMidi(basics));
+  AddPage(new ZKPropTones(basics));
+  AddPage(new ZKPropMisc(basics, host));
   auto* buttons = new QDialogButtonBox(this);
   auto* ok = buttons->addButton(QDialogButtonBox::Ok);
   apply_ = buttons->addButton(QDialogButtonBox::Apply);
   cancel_ = buttons->addButton(QDialogButtonBox::Cancel);
   auto* defaults = buttons->addButton(QDialogButtonBox::RestoreDefaults);
   layout->addWidget(buttons);
-  AddPage(new ZKPropDrvList(basics, host));
-  AddPage(new ZKPropMidi(basics));
-  AddPage(new ZKPropTones(basics));
-  AddPage(new ZKPropMisc(basics, host));
   apply_->setEnabled(false);
   connect(ok, &QPushButton::clicked, this, &PreferencesSheet::accept);
   connect(apply_, &QPushButton::clicked, this, &PreferencesSheet::Apply);
@@ -188,8 +190,12 @@ PreferencesSheet::PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWid
           [this] { pages_[static_cast<std::size_t>(tabs_->currentIndex())]->RestoreDefaults(); });
   connect(search_, &QLineEdit::textChanged, this, &PreferencesSheet::Search);
   tabs_->setFocus();
-  // As tall as the longest page, where the screen has room for it.
-  const int others = sizeHint().height() - tabs_->sizeHint().height();
+  auto* find = new QAction(this);
+  find->setShortcut(QKeySequence::Find);
+  connect(find, &QAction::triggered, search_, qOverload<>(&QWidget::setFocus));
+  addAction(find);
+  // As tall as the longest page, where the screen has room for it; the line is for the frames around the page.
+  const int others = sizeHint().height() - tabs_->sizeHint().height() + fontMetrics().lineSpacing();
   const int room = screen() ? screen()->availableGeometry().height() * 9 / 10 : 600;
   resize(sizeHint().width(), std::min(room, tallest_ + tabs_->tabBar()->sizeHint().height() + others));
 }

@@ -37,6 +37,18 @@ constexpr ButtonChoice kButtonChoices[] = {
     {PromptButtons::RetryCancel, PromptAnswer::Cancel, "Cancel", QMessageBox::RejectRole},
 };
 
+// A button whose text names no key takes the first letter that no button before it has.
+QString WithLetter(QString caption, QString& taken) {
+  qsizetype at = caption.indexOf('&') + 1;
+  if (at == 0) {
+    while (at < caption.size() && (!caption[at].isLetter() || taken.contains(caption[at], Qt::CaseInsensitive))) ++at;
+    if (at == caption.size()) return caption;
+    caption.insert(at++, '&');
+  }
+  if (at < caption.size()) taken += caption[at];
+  return caption;
+}
+
 QMessageBox::Icon BoxIcon(PromptIcon icon) {
   switch (icon) {
     case PromptIcon::Information:
@@ -94,11 +106,12 @@ PromptAnswer QtPrompts::ShowMessage(const MessagePrompt& prompt) {
   box.setTextInteractionFlags(Qt::TextSelectableByMouse);
   box.setIcon(BoxIcon(prompt.icon));
   std::vector<std::pair<QAbstractButton*, PromptAnswer>> buttons;
+  QString letters;
   for (const auto& choice : kButtonChoices) {
     if (choice.set != prompt.buttons) continue;
     const std::size_t place = buttons.size();
-    const QString caption =
-        place < prompt.labels.size() ? FromUtf8(prompt.labels[place]) : QString::fromLatin1(choice.text);
+    const QString caption = place < prompt.labels.size() ? WithLetter(FromUtf8(prompt.labels[place]), letters)
+                                                         : QString::fromLatin1(choice.text);
     QPushButton* button = box.addButton(caption, choice.role);
     buttons.emplace_back(button, choice.answer);
     if (choice.answer == RefusingAnswer(prompt.buttons)) box.setEscapeButton(button);

@@ -150,6 +150,14 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
     sheet.tabs()->setCurrentIndex(page.index);
     KeepScreenshot(&sheet, QStringLiteral("preferences-%1").arg(QLatin1String(page.tab).toString().toLower()));
   }
+  // The Tab key goes from the tabs into the page, not past it.
+  sheet.tabs()->setCurrentIndex(0);
+  sheet.show();
+  ASSERT_TRUE(MakeActive(&sheet));
+  sheet.tabs()->setFocus();
+  PressKey(sheet.tabs(), Qt::Key_Tab);
+  EXPECT_TRUE(sheet.pages()[0]->isAncestorOf(QApplication::focusWidget()));
+  sheet.hide();
   // Every setting of the pages that exist has its control, and comes back as it went in.
   for (const SettingInfo& info : SettingsTable()) {
     const int page = info.page == SettingPage::Studio          ? 0
