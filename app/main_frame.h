@@ -329,6 +329,7 @@ class CMainFrame final : public QMainWindow,
   void KeepUnsaved();
   bool RefuseMissingPort(const DataFile& dataFile, bool receive);
   void Status(const QString& text);
+  void WarnOfDamage(const DataFile& dataFile);
   std::string EndSentence(const TransferResult& result, const DataFile& dataFile) const;
 
   friend class FrameTransferObserver;

@@ -195,6 +195,16 @@ void CMainFrame::TransferEnded(const QPointer<TZKBank>& window, int number, cons
   std::erase_if(sending_, [&](const Sending& entry) { return entry.window == window && entry.number == number; });
   window->BankTransferEnded(number, sentence);
   Status(sentence);
+  if (result.ok && result.operation == TransferOperation::kReceive) WarnOfDamage(*window->document().dataFile());
+}
+
+// The instrument's protocol took the data; whether it came as it left shows in its checksums.
+void CMainFrame::WarnOfDamage(const DataFile& dataFile) {
+  if (Recognizer(studio_).Verify(dataFile) != ChecksumVerdict::kBad) return;
+  const std::string what = Latin1ToUtf8(TransferInstrumentName(dataFile) + " " + FieldText(dataFile.synth->typeName));
+  const std::string sentence = what + " was received damaged: its checksum is wrong.";
+  Status(FromUtf8(sentence));
+  prompts().Say("Get", sentence + "\n\nGet it again, or choose Undo to have the former data back.");
 }
 
 bool CMainFrame::TransmitWindowOpen() const {

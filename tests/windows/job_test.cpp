@@ -142,6 +142,19 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   frame().CancelTransfers(bank);
 }
 
+TEST_F(JobTest, DamagedDataIsSaidToBeDamaged) {
+  Start({"ok"});
+  VirtualStudio& cables = program_->simulation()->studio();
+  cables.With(cables.Find("yamaha-dx7"), [](SimulatedInstrument& one) {
+    one.SetFaults(FaultPlan::Parse("corrupt-byte:reply=1,at=500", nullptr).value());
+  });
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_TRUE(Idle(bank));
+  ASSERT_TRUE(WaitFor([&] { return !program_->PromptLog().empty(); }));
+  EXPECT_NE(program_->PromptLog().back().find("was received damaged: its checksum is wrong."), std::string::npos);
+  EXPECT_TRUE(bank->CommandEnabled(CommandId::EditUndo));
+}
+
 TEST_F(JobTest, BusyDataIsNeitherEditedNorSavedNorClosedWithoutAQuestion) {
   Start({"no", "yes"}, {});
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);
