@@ -166,7 +166,9 @@ SourceLets ScriptLets(const Synth& synth, const RecognizeRule* rule) {
           {"size", size},
           {"sums", sums},
           {"checks", checks},
-          {"keep", varies ? std::string() : "IFGQ V10\n" + checks + "GP " + size + "\nIF V9\nGP 0\nIFX\nIFX\n"}};
+          {"keep", varies || verify.empty()
+                       ? std::string()
+                       : "IFQ V10 " + size + "\n" + checks + "GP " + size + "\nIF V9\nGP 0\nIFX\nIFX\n"}};
 }
 
 }  // namespace tonalith
