@@ -15,19 +15,19 @@ namespace {
 namespace fs = std::filesystem;
 
 // Bytes of a studio file, put together from the layout of the records.
-class Bytes {
+class ByteText {
  public:
-  Bytes& Text(const std::string& text) {
+  ByteText& Text(const std::string& text) {
     bytes_ += text;
     return *this;
   }
-  Bytes& Le(std::uint64_t value, int size) {
+  ByteText& Le(std::uint64_t value, int size) {
     for (int i = 0; i < size; ++i) bytes_ += static_cast<char>(value >> (8 * i) & 0xFF);
     return *this;
   }
-  Bytes& Short(const std::string& text) { return Le(text.size(), 1).Text(text); }
+  ByteText& Short(const std::string& text) { return Le(text.size(), 1).Text(text); }
   // A record of zeros with these pieces in it.
-  Bytes& Record(const std::vector<std::pair<std::size_t, std::string>>& pieces) {
+  ByteText& Record(const std::vector<std::pair<std::size_t, std::string>>& pieces) {
     std::string record(740, '\0');
     for (const auto& [at, piece] : pieces) record.replace(at, piece.size(), piece);
     EXPECT_EQ(record.size(), 740u);
@@ -92,7 +92,7 @@ TEST_F(StudioFormats, StudioFileByteForByte) {
     pieces.insert(pieces.end(), more.begin(), more.end());
     return pieces;
   };
-  Bytes expected;
+  ByteText expected;
   expected.Text("9VRD").Le(6, 2);
   expected.Record(with(instrument, {{13, B({0, 0, 1, 1})}}));
   expected.Record(with(driver, {{13, B({0, 0, 1, 1})}, {18, B({1})}, {280, "bank.PV6"}}));
