@@ -83,8 +83,10 @@ class DescriptorReader {
     for (const SourceLine& line : lines) {
       const std::size_t added = lines_->size();
       Result result = Entry({line.file, line.line, {}, line.key, {}, {}}, line.value, 0);
-      if (fixed) fixed_.insert(AsciiLower(line.key));
-      for (std::size_t i = added; fixed && i < lines_->size(); ++i) fixed_.insert(AsciiLower((*lines_)[i].key));
+      // What a row includes is the descriptor's like any other.
+      const bool stands = fixed && !AsciiEqualNoCase(line.key, "include");
+      if (stands) fixed_.insert(AsciiLower(line.key));
+      for (std::size_t i = added; stands && i < lines_->size(); ++i) fixed_.insert(AsciiLower((*lines_)[i].key));
       if (!result.ok()) result = mistakes_(result);
       if (!result.ok()) return result;
     }
@@ -128,6 +130,7 @@ class DescriptorReader {
     if (fixed_.count(AsciiLower(at.key))) return Result::Success();
     if (lines_->size() >= kMaxSourceLines) return SourceFailure(at, "the descriptor has too many lines");
     if (!ReplaceLets(value, *lets_, &at.value, &error)) return SourceFailure(at, error);
+    at.value = std::string(TrimmedView(at.value));
     if (AsciiEqualNoCase(at.key, "include")) return Read(at.value, &at, depth + 1);
     if (AsciiStartsWithNoCase(at.key, "let ")) {
       const std::string name(TrimmedView(std::string_view(at.key).substr(4)));
