@@ -204,6 +204,7 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   auto* scroll = new QScrollArea(tabs_);
   scroll->setWidgetResizable(true);
   scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setFocusPolicy(Qt::NoFocus);
   scroll->setWidget(page);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   scroll->setMinimumWidth(page->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width() +

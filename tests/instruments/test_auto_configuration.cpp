@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <fstream>
+#include <mutex>
 
 #include "data/data_text.h"
 #include "midi/port_system.h"
@@ -216,6 +217,7 @@ class AutoConfigTest : public ::testing::Test {
     midi_.MidiPortOutOpenPortsFromMap();
     midi_.out().RemoveMonitor(monitor_);
     monitor_ = midi_.out().AddMonitor([this](int port, std::span<const std::uint8_t> message) {
+      const std::lock_guard lock(sentMutex_);
       sent_.push_back(midi_.out().OUTGETPORTNAME(port) + " " + HexText(message));
     });
   }
@@ -276,6 +278,7 @@ class AutoConfigTest : public ::testing::Test {
   std::unique_ptr<ZKStudioDoc> studio_;
   ZKDrvList* instrument_ = nullptr;
   std::shared_ptr<AutoConfigControl> control_ = std::make_shared<AutoConfigControl>();
+  std::mutex sentMutex_;  // several requests are sent at the same time
   std::vector<std::string> sent_;
   int monitor_ = 0;
   int cancelAt_ = -1;

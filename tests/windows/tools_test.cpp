@@ -1,4 +1,3 @@
-#include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
@@ -157,7 +156,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   ASSERT_TRUE(MakeActive(&sheet));
   sheet.tabs()->setFocus();
   PressKey(sheet.tabs(), Qt::Key_Tab);
-  EXPECT_TRUE(sheet.pages()[0]->isAncestorOf(QApplication::focusWidget()));
+  EXPECT_TRUE(sheet.pages()[0]->isAncestorOf(sheet.focusWidget()));
   sheet.hide();
   // Every setting of the pages that exist has its control, and comes back as it went in.
   for (const SettingInfo& info : SettingsTable()) {
