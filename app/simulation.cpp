@@ -41,20 +41,23 @@ std::string Simulation::AttachAll() {
     if (FileExists(file) && ReadWholeFile(file, dump).ok()) {
       virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { instrument.LoadDump(dump); });
     }
-    virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { kept_[place] = instrument.Dump(); });
+    virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { kept_[place] = instrument.Memory(); });
   }
   return problem;
 }
 
 void Simulation::Remember() {
   for (std::size_t place = 0; place < kept_.size(); ++place) {
-    std::vector<std::uint8_t> dump;
-    virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { dump = instrument.Dump(); });
-    if (dump.empty() || dump == kept_[place]) continue;
+    std::vector<std::uint8_t> memory, dump;
+    virtualStudio_->With(place, [&](SimulatedInstrument& instrument) {
+      memory = instrument.Memory();
+      if (memory != kept_[place]) dump = instrument.Dump();
+    });
+    if (dump.empty()) continue;
     Result result = MakeFolders(folder_);
     if (result.ok()) result = WriteFileAtomically(FileOf(place), std::span<const std::uint8_t>(dump));
     if (result.ok())
-      kept_[place] = std::move(dump);
+      kept_[place] = std::move(memory);
     else
       MonitorMsg("%s", result.text.c_str());
   }

@@ -36,7 +36,7 @@ class Simulation {
   std::string folder_;
   std::shared_ptr<VirtualBackend> backend_;
   std::unique_ptr<VirtualStudio> virtualStudio_;
-  std::vector<std::vector<std::uint8_t>> kept_;
+  std::vector<std::vector<std::uint8_t>> kept_;  // the memory that the next start finds
   std::vector<bool> plugged_;
 };
 
