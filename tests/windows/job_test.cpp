@@ -176,6 +176,7 @@ TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
   Start({}, {});
   MidiOut& out = program_->basics()->midi().out();
   TZKBank* bank = Open("Yamaha DX7", "Voice", true);
+  out.GetMidiOutPort(bank->document().synth().midiOutPort)->SetSpeed(200);  // slow enough to be seen at work
   frame().RunCommand(CommandId::MidiTransmit);
   ASSERT_TRUE(WaitFor([&] { return out.GetMidiOutPort(bank->document().synth().midiOutPort)->isBusy(); }));
   ASSERT_TRUE(Idle(bank));
