@@ -117,8 +117,8 @@ bool CMainFrame::LoadWorkspace(const std::string& path) {
       if (IsStudio(window) != studio) continue;
       if (ZKWindow* child = OpenDesktopWindow(window)) {
         PlaceDesktopWindow(child, window);
-      } else {
-        ++left;
+      } else if (!OpensItsFile(window.type) || !window.FilePath().empty()) {
+        ++left;  // data that was never saved is not missed
       }
     }
   }

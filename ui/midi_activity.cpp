@@ -93,6 +93,7 @@ void MidiActivityDock::Look() {
 }
 
 void MidiActivityDock::showEvent(QShowEvent* event) {
+  Rebuild();  // ports of the start are announced to nobody
   QDockWidget::showEvent(event);
   timer_->start(kLookMs);
 }

@@ -1,3 +1,4 @@
+#include <QLabel>
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
@@ -11,6 +12,7 @@
 #include "bank/ui/bank_list.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "ui/midi_activity.h"
 #include "ui/patch_selector.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
@@ -128,6 +130,11 @@ TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
   frame().RunCommand(CommandId::ViewMidiActivity);
   frame().ActionOf(CommandId::ViewMidiActivity)->setChecked(true);
   frame().RunCommand(CommandId::ViewMidiActivity);
+  const auto* activity = frame().findChild<MidiActivityDock*>();
+  const auto labels = activity->findChildren<QLabel*>();
+  EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](const QLabel* label) {
+    return label->text().contains(QStringLiteral("Kawai K4"));
+  })) << "ports that were there at the start are shown";
   ZKDrvList* instrument = program_->studio()->FindInstrument("k4");
   instrument->SetMidiChannel(8);
   frame().StudioEdited();
