@@ -27,7 +27,8 @@ bool ReplaceLets(std::string_view text, const SourceLets& lets, std::string* out
 //   sums     statements that store the checksums of one transfer (V8 is used, the cursor is at 0 afterwards)
 //   checks   statements that compare them (V9 := 1 when one is wrong, else 0; V2, V3, V8 are used, the cursor is at 0
 //            afterwards); sums of kinds that do not stand in one byte are left out
-//   keep     statements behind a receive that keep `size` bytes when so many came and all checksums are right; nothing when
+//   keep     statements behind a receive that keep `size` bytes when so many came and all checksums are right; nothing
+//   when
 //            the size varies or there are no checksums
 // `rule` is the first form of the type, null without one: then the descriptor's own checksum counts.
 SourceLets ScriptLets(const Synth& synth, const RecognizeRule* rule);
