@@ -96,6 +96,7 @@ bool IsConstant(const Message& bytes, std::size_t at, std::size_t size, std::siz
 NameRun FindNames(const Message& bytes, std::size_t from, std::size_t size, std::size_t count, std::size_t beyond = 0) {
   const std::size_t least = count >= 4 ? 5 : 6;
   NameRun best, run;
+  if (count == 0) return best;
   std::size_t score = 0, letters = 0, varied = 0;
   const auto end = [&] {
     // A column that is the same everywhere belongs to no name.
