@@ -65,7 +65,7 @@ quit() {
 names() { "$BIN/tonalith-cli" --config-root "$ROOT" names "$1"; }
 get_dx7_bank() {
   xdotool type --delay 30 "Yamaha DX7"
-  keys Down ctrl+g
+  keys Left Right Down ctrl+g
   within 5 window "MIDI I/O" || fail "no receive window"
 }
 
