@@ -68,7 +68,6 @@ class CliHome {
     std::filesystem::copy_file(TONALITH_SOURCE_DIR "/resources/EditorPV.bin", folder_ / "resources/EditorPV.bin");
     for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments")) {
       if (!std::filesystem::exists(entry.path() / "module.ini")) continue;
-      if (!entry.is_directory()) continue;
       const CliOutput built = RunCli({"module", "build", entry.path().string(),
                                       Path("resources/modules/" + entry.path().filename().string() + ".pvz")});
       problem_ += built.err;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -17,6 +18,15 @@
 #include "studio/studio_document.h"
 
 namespace tonalith {
+
+// Names of the source folders of the shipped modules, in order.
+inline std::vector<std::string> ModuleFolders() {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments"))
+    if (std::filesystem::exists(entry.path() / "module.ini")) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
 
 // All shipped modules, built from their sources, packed, unpacked and installed into a folder that goes away again.
 class InstalledModules {

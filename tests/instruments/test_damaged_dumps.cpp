@@ -79,14 +79,6 @@ Bytes SplitOverEvents(const Bytes& dump) {
   return file;
 }
 
-Names ModuleFolders() {
-  Names names;
-  for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments"))
-    if (std::filesystem::exists(entry.path() / "module.ini")) names.push_back(entry.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 }  // namespace
 
 void ModuleDumps::ExpectSame(const char* what, const Bytes& file, const RecognizedPiece& as) {

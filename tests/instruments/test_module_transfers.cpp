@@ -146,14 +146,6 @@ void ChangeFirstVoice(DataFile* data) {
   if (!named && middle < data->bodySize) data->body[middle] ^= 1;
 }
 
-Names ShippedModules() {
-  Names names;
-  for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments"))
-    if (std::filesystem::exists(entry.path() / "module.ini")) names.push_back(entry.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 }  // namespace
 
 void ModuleTransfers::ExpectRecognized(const Bytes& dump, const DataFile& data, const Names& names) {
@@ -298,7 +290,7 @@ TEST_P(ModuleTransfers, DamagedAnswersAreRefused) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ModuleTransfers, ::testing::ValuesIn(ShippedModules()), [](const auto& test) {
+INSTANTIATE_TEST_SUITE_P(All, ModuleTransfers, ::testing::ValuesIn(ModuleFolders()), [](const auto& test) {
   std::string name = test.param;
   std::replace(name.begin(), name.end(), '-', '_');
   return name;

@@ -18,7 +18,7 @@ Bytes HandWritten() {
   std::copy(head.begin(), head.end(), bytes.begin());
   const Bytes place = {0x00, 0x0A, 0x01, 0x02, 0x02, 0x80, 0x01, 0xE0};
   std::copy(place.begin(), place.end(), bytes.begin() + 12);
-  std::memcpy(bytes.data() + 12 + 8, "/home/a", 7);
+  std::memcpy(bytes.data() + 12 + 8, "/data/a", 7);
   std::memcpy(bytes.data() + 12 + 264, "x.dat", 5);
   bytes[12 + 520] = 0x68;  // 17000, low byte first
   bytes[12 + 521] = 0x42;
@@ -36,7 +36,7 @@ TEST(DesktopFile, ReadsAndWritesTheBytesOfTheFormat) {
   EXPECT_EQ(windows[0].y, 258);
   EXPECT_EQ(windows[0].width, 640);
   EXPECT_EQ(windows[0].height, 480);
-  EXPECT_EQ(windows[0].FilePath(), "/home/a/x.dat");
+  EXPECT_EQ(windows[0].FilePath(), "/data/a/x.dat");
   EXPECT_EQ(windows[0].type, static_cast<int>(WindowType::BankEditor));
   EXPECT_EQ(windows[1].FilePath(), "");
   EXPECT_EQ(windows[1].type, static_cast<int>(WindowType::Monitor));

@@ -311,7 +311,7 @@ TEST_F(StudioTest, TheFirstStepsCanBeSeenAgain) {
   KeepScreenshot(page, "first-steps-simulated");
   FirstStartFacts facts;
   facts.inputs = {"Synth In"};
-  facts.data = facts.instruments = facts.preferences = "/home/somebody/folder";
+  facts.data = facts.instruments = facts.preferences = "/folder/of/somebody";
   FirstStartPage first(facts);
   first.show();
   KeepScreenshot(&first, "first-steps");
