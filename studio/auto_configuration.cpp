@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"

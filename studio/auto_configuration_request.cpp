@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/log.h"
 #include "platform/text.h"
 #include "script/transfer_engine.h"

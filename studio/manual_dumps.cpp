@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "data/checksums.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/log.h"
 #include "platform/text.h"
 

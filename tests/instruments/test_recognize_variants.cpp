@@ -3,7 +3,7 @@
 
 #include "data/checksums.h"
 #include "data/container.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/patch_names.h"
 #include "data/standard_midi_file.h"
 #include "tests/instruments/installed_modules.h"

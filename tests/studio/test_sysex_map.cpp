@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/prompts.h"
 #include "studio/module.h"
 #include "studio/module_maps.h"
