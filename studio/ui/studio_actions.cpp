@@ -82,7 +82,7 @@ void TZKDrvLst::UndoRemove() {
 }
 
 void TZKDrvLst::Moved(int from, int to) {
-  if (!studio_.MoveInstrument(from, to)) return;
+  if (!studio_.list().MoveInstrument(from, to)) return;
   const ZKDrvList* moved = studio_.GetInstrument(to);
   host_.StudioEdited();
   Refresh();
@@ -122,7 +122,7 @@ void TZKDrvLst::DeleteModuleOfCurrent() {
 void TZKDrvLst::OpenModuleFolder() {
   const ZKDrvList* instrument = CurrentInstrument();
   if (!instrument) return;
-  const QString folder = FromUtf8(studio_.ModuleFolder(instrument).string());
+  const QString folder = FromUtf8(studio_.facts().ModuleFolder(instrument).string());
   if (!QDesktopServices::openUrl(QUrl::fromLocalFile(folder)))
     emit StatusMessage(tr("%1 could not be opened").arg(folder));
 }
