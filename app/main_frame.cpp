@@ -17,6 +17,13 @@
 #include "app/manual_dump_receiver.h"
 #include "app/midi_panic.h"
 #include "app/simulation.h"
+#include "midi/port_system.h"
+#include "platform/clock.h"
+#include "platform/prompts.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/settings.h"
+#include "services/window_counters.h"
 #include "services/zkbasics.h"
 #include "tools/monitor_registry.h"
 #include "ui/midi_activity.h"
@@ -124,6 +131,7 @@ void CMainFrame::Activate(ZKWindow* child) {
 }
 
 void CMainFrame::AddChild(ZKWindow* window) {
+  basics_.program().windowCounters().Count(window->TypeCode());
   window->setAttribute(Qt::WA_DeleteOnClose);
   const QSize size = window->size();
   QMdiSubWindow* sub = area_->addSubWindow(window);

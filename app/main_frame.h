@@ -113,6 +113,7 @@ class CMainFrame final : public QMainWindow,
   Settings& settings() override;
   std::string ResourceFolder() override;
   std::string PreferencesIni() override;
+  const WindowCounters* windowCounters() override;
 
   // Looks for these instruments one after the other, until "Cancel All".
   void SenseInstruments(std::vector<ZKDrvList*> instruments);

@@ -4,6 +4,9 @@
 #include <algorithm>
 
 #include "app/main_frame.h"
+#include "midi/port_system.h"
+#include "platform/jobs.h"
+#include "script/transfer_engine.h"
 #include "services/zkbasics.h"
 #include "studio/ui/auto_config_dialog.h"
 #include "studio/ui/instrument_settings.h"

@@ -15,6 +15,8 @@
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "midi/port_system.h"
+#include "services/paths.h"
 #include "services/zkbasics.h"
 #include "ui/midi_activity.h"
 #include "ui/qt_text.h"

@@ -10,6 +10,8 @@
 #include "platform/atomic_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
+#include "services/paths.h"
+#include "services/window_places.h"
 #include "services/zkbasics.h"
 #include "ui/qt_text.h"
 

@@ -15,6 +15,8 @@
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "services/paths.h"
+#include "services/settings.h"
 #include "services/zkbasics.h"
 #include "studio/new_data.h"
 #include "ui/qt_text.h"

@@ -9,6 +9,7 @@
 
 #include "app/main_frame.h"
 #include "platform/ini_file.h"
+#include "services/paths.h"
 #include "services/zkbasics.h"
 #include "ui/qt_text.h"
 

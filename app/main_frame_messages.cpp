@@ -1,6 +1,9 @@
 #include <QPointer>
 
 #include "app/main_frame.h"
+#include "services/hosts.h"
+#include "services/main_window_messages.h"
+#include "services/program.h"
 #include "services/zkbasics.h"
 
 namespace tonalith {
@@ -14,19 +17,8 @@ constexpr std::uint32_t kWindowShortMidi = 0x8001;
 }  // namespace
 
 std::int64_t CMainFrame::SendMessage(FrameMessage message, std::uint64_t wParam, std::int64_t lParam) {
-  const auto key = static_cast<std::int32_t>(wParam);
-  switch (message) {
-    case FrameMessage::TransmitFile:
-      return lParam != 0 && TransmitFile(reinterpret_cast<const char*>(lParam), key) ? 1 : 0;
-    case FrameMessage::GetAppVarGUID:
-      return basics_.appVars().GetAppVarGUID();
-    case FrameMessage::GetAppVar:
-      return basics_.appVars().GetAppVar(key);
-    case FrameMessage::SetAppVar:
-      basics_.appVars().SetAppVar(key, static_cast<std::int32_t>(lParam));
-      return 1;
-  }
-  return 0;
+  return basics_.program().mainWindow().SendMessage(static_cast<MainWindowMessage>(message),
+                                                    static_cast<std::int64_t>(wParam), lParam);
 }
 
 ZKWindow* CMainFrame::FirstThat(const std::function<bool(ZKWindow&)>& fits) const {

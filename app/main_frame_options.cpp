@@ -2,6 +2,9 @@
 
 #include "app/main_frame.h"
 #include "app/preferences.h"
+#include "midi/port_system.h"
+#include "script/transfer_engine.h"
+#include "services/paths.h"
 #include "services/zkbasics.h"
 #include "ui/port_dialogs.h"
 

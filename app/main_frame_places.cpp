@@ -7,6 +7,8 @@
 #include "app/main_frame.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
+#include "services/paths.h"
+#include "services/window_places.h"
 #include "services/zkbasics.h"
 #include "ui/midi_activity.h"
 #include "ui/qt_text.h"

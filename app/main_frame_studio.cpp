@@ -11,6 +11,9 @@
 #include "platform/ini_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/settings.h"
 #include "services/zkbasics.h"
 #include "ui/qt_text.h"
 
@@ -101,6 +104,10 @@ std::string CMainFrame::ResourceFolder() {
 
 std::string CMainFrame::PreferencesIni() {
   return basics_.paths().MainGetPreferencesIni();
+}
+
+const WindowCounters* CMainFrame::windowCounters() {
+  return &basics_.program().windowCounters();
 }
 
 bool CMainFrame::InstallPackageFile(const std::string& path) {

@@ -7,6 +7,9 @@
 #include <mutex>
 
 #include "app/main_frame.h"
+#include "midi/port_system.h"
+#include "platform/clock.h"
+#include "script/transfer_engine.h"
 #include "services/zkbasics.h"
 #include "ui/qt_text.h"
 

@@ -8,7 +8,6 @@
 #include <QVBoxLayout>
 
 #include "bank/ui/bank_list.h"
-#include "services/window_counters.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -21,7 +20,6 @@ constexpr const char* kBankTitle = "Bank Editor";
 
 TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, BankWindowHost& host, QWidget* parent)
     : ZKWindow(parent), document_(std::move(document)), host_(host) {
-  WindowCounters::Instance().Count("Bank Editor");
   auto* column = new QVBoxLayout(this);
   heading_ = new QLabel(this);
   QFont bold = heading_->font();
