@@ -20,13 +20,16 @@ struct Row {
   const char* text;
 };
 
+constexpr const char* kInTransfer =
+    "A MIDI transfer of {what} is {detail}.  Please wait until it is done or cancel it.";
+
 // The first row that fits.  {what}, {port}, {detail}, {done}, {todo} stand for the facts, {code} for the text of the
 // result code, {entry} for the patch that failed.
 constexpr Row kRows[] = {
     {Kind::kGet, Cause::kNone, When::kAlways, "{what} was received."},
     {Kind::kGet, Cause::kBlocked, When::kAlways, "MIDI is blocked: the {what} was not received."},
     {Kind::kGet, Cause::kNoData, When::kAlways, "The transfer of the {what} was not started."},
-    {Kind::kGet, Cause::kBusy, When::kAlways, "{detail}"},
+    {Kind::kGet, Cause::kBusy, When::kAlways, kInTransfer},
     {Kind::kGet, Cause::kPortMissing, When::kAlways, "{detail}"},
     {Kind::kGet, Cause::kPortInUse, When::kAlways, "{detail}"},
     {Kind::kGet, Cause::kNotChosen, When::kAlways, "Nothing was received."},
@@ -46,7 +49,7 @@ constexpr Row kRows[] = {
     {Kind::kSend, Cause::kNone, When::kAlways, "{what} was sent."},
     {Kind::kSend, Cause::kBlocked, When::kAlways, "MIDI is blocked: the {what} was not sent."},
     {Kind::kSend, Cause::kNoData, When::kAlways, "The transfer of the {what} was not started."},
-    {Kind::kSend, Cause::kBusy, When::kAlways, "{detail}"},
+    {Kind::kSend, Cause::kBusy, When::kAlways, kInTransfer},
     {Kind::kSend, Cause::kPortMissing, When::kAlways, "{detail}"},
     {Kind::kSend, Cause::kNotChosen, When::kAlways, "Nothing was sent."},
     {Kind::kSend, Cause::kNothingToSend, When::kAlways, "There is no SysEx data to transmit in the {what}."},
@@ -74,6 +77,7 @@ constexpr Row kRows[] = {
     {Kind::kFile, Cause::kNone, When::kAlways, "{what} was sent."},
     {Kind::kFile, Cause::kCancelled, When::kAlways, "Sending {what} was stopped."},
     {Kind::kFile, Cause::kNeverBegan, When::kAlways, "Sending {what} was stopped."},
+    {Kind::kFile, Cause::kInactive, When::kAlways, "{what} was not sent."},
     {Kind::kFile, Cause::kAbandoned, When::kAlways, "The transfer was given up."},
 };
 
@@ -128,7 +132,9 @@ std::string QueuedSentence(const TransferFacts& facts) {
 }
 
 std::string StartedSentence(const TransferFacts& facts) {
-  return Filled(facts.kind == Kind::kGet ? "Receiving {what}..." : "Sending {what}...", facts);
+  if (facts.kind == Kind::kGet) return Filled("Receiving {what}...", facts);
+  if (facts.messages == 0) return Filled("Sending {what}...", facts);
+  return Filled("Sending {what}", facts) + " (SysEx messages: " + std::to_string(facts.messages) + ")...";
 }
 
 std::string EndSentence(const TransferFacts& facts) {
