@@ -7,6 +7,7 @@
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "services/transfer_sentences.h"
 #include "services/zkbasics.h"
 #include "studio/recognize.h"
 #include "ui/qt_text.h"
@@ -246,7 +247,7 @@ void CMainFrame::FileSent(const TransferResult& result) {
     ++job.sent;
   } else {
     job.stopped = true;
-    job.problem = FromUtf8(result.text.empty() ? std::string("The dataFile was not sent.") : result.text);
+    job.problem = FromUtf8(EndSentence(FactsOf(result)));
   }
   ReleaseLater(std::move(job.files[job.next++]));
   QTimer::singleShot(0, this, [this] {
