@@ -331,7 +331,6 @@ class CMainFrame final : public QMainWindow,
   bool RefuseMissingPort(const DataFile& dataFile, bool receive);
   void Status(const QString& text);
   void WarnOfDamage(const DataFile& dataFile);
-  std::string EndSentence(const TransferResult& result, const DataFile& dataFile) const;
 
   friend class FrameTransferObserver;
   // Data that was handed to its port; the port needs its time to send it.

@@ -2,15 +2,16 @@
 #include <algorithm>
 
 #include "app/main_frame.h"
+#include "data/container.h"
 #include "data/standard_midi_file.h"
 #include "data/sysex_split.h"
+#include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
-#include "data/container.h"
-#include "midi/port_system.h"
 #include "script/transfer_engine.h"
 #include "services/paths.h"
+#include "services/transfer_sentences.h"
 #include "services/zkbasics.h"
 #include "studio/recognize.h"
 #include "ui/qt_text.h"
@@ -250,7 +251,7 @@ void CMainFrame::FileSent(const TransferResult& result) {
     ++job.sent;
   } else {
     job.stopped = true;
-    job.problem = FromUtf8(result.text.empty() ? std::string("The dataFile was not sent.") : result.text);
+    job.problem = FromUtf8(EndSentence(FactsOf(result)));
   }
   ReleaseLater(std::move(job.files[job.next++]));
   QTimer::singleShot(0, this, [this] {

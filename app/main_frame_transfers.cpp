@@ -12,13 +12,14 @@
 #include "app/midi_panic.h"
 #include "app/simulation.h"
 #include "data/patch_names.h"
+#include "midi/port_system.h"
 #include "platform/atomic_file.h"
+#include "platform/clock.h"
 #include "platform/log.h"
 #include "platform/text.h"
-#include "midi/port_system.h"
-#include "platform/clock.h"
 #include "script/transfer_engine.h"
 #include "services/paths.h"
+#include "services/transfer_sentences.h"
 #include "services/zkbasics.h"
 #include "ui/qt_text.h"
 #include "ui/transfer_windows.h"
@@ -167,26 +168,11 @@ void CMainFrame::SendingCancelled(int port) {
   StopSendJobs();
 }
 
-std::string CMainFrame::EndSentence(const TransferResult& result, const DataFile& dataFile) const {
-  const std::string what = Latin1ToUtf8(TransferInstrumentName(dataFile) + " " + FieldText(dataFile.synth->typeName));
-  const bool receive = result.operation == TransferOperation::kReceive;
-  if (!result.ok) {
-    if (!result.text.empty()) return result.text;
-    return receive ? "Nothing was received; the data is as it was." : "The data was not sent.";
-  }
-  if (!receive) return what + " was sent.";
-  if (result.patchesToDo > 0) {
-    return std::to_string(result.patchesDone) + " of " + std::to_string(result.patchesToDo) + " patches of " + what +
-           " were received.";
-  }
-  return what + " was received.";
-}
-
 void CMainFrame::TransferEnded(const QPointer<TZKBank>& window, int number, const TransferResult& result) {
   if (receiveWindow_) receiveWindow_->TransferClosed(result);
   if (simulation_) simulation_->Remember();
   if (!window) return;
-  const QString sentence = FromUtf8(EndSentence(result, *window->document().dataFile()));
+  const QString sentence = FromUtf8(EndSentence(FactsOf(result)));
   for (Sending& entry : sending_) {
     if (entry.window != window || entry.number != number) continue;
     entry.handedOver = true;
