@@ -73,14 +73,14 @@ struct DeskStep {
   enum class Kind { kGet, kSend, kMessages };
   Kind kind = Kind::kGet;
   DataFile* dataFile = nullptr;
-  std::shared_ptr<DataFile> owned;    // instead of dataFile
-  std::vector<std::uint8_t> patches;  // one value a patch; empty: the transfer mask of the DataFile, else all
-  std::vector<DeskMessage> messages;  // kMessages
-  int inPort = -1;                    // slots of open ports; -1: as the DataFile says
-  int outPort = -1;                   // kMessages: needed
-  std::string title;                  // what sentences call it, UTF-8; empty: instrument and data
+  std::shared_ptr<DataFile> owned{};    // instead of dataFile
+  std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile, else all
+  std::vector<DeskMessage> messages{};  // kMessages
+  int inPort = -1;                      // slots of open ports; -1: as the DataFile says
+  int outPort = -1;                     // kMessages: needed
+  std::string title{};                  // what sentences call it, UTF-8; empty: instrument and data
   // After the step went well, on the owner's thread: a failure ends the sequence with its text.
-  std::function<Result(const DeskResult&)> after;
+  std::function<Result(const DeskResult&)> after{};
 };
 
 struct DeskRequest {
