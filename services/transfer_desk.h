@@ -103,6 +103,7 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   // Of the whole job; meaningful once it has ended.
   const DeskResult& result() const { return result_; }
   std::size_t step() const { return step_; }
+  // Its DataFile pointers are null once the data is gone, and after the last event.
   const DeskRequest& request() const { return request_; }
   // The engine's handle of the running step, for windows that show it and press its buttons; null while there is none.
   const std::shared_ptr<Transfer>& transfer() const { return transfer_; }
@@ -222,7 +223,8 @@ class TransferDesk {
   Dispatcher& dispatcher_;
   Options options_;
   Receiver receiver_;
-  std::list<Job> jobs_;  // that have not ended, in the order they came
+  std::list<Job> jobs_;     // that have not ended, in the order they came
+  std::list<Job> leaving_;  // that have, until the last event was told
   bool pumping_ = false;
   bool pumpAgain_ = false;
   std::unique_ptr<DataFileWatch> watch_;

@@ -301,9 +301,11 @@ void TransferDesk::EndJob(const Job& job, const TransferFacts& facts, DeskResult
   jobs_.remove(job);
   TellState(job, DeskState::kEnded, job->result_.sentence);
   // What belonged to the job goes after everybody was told.
-  Post([job] {
+  leaving_.push_back(job);
+  Post([this, job] {
+    leaving_.remove(job);
     for (DeskStep& step : job->request_.steps) {
-      if (step.owned) step.dataFile = nullptr;
+      step.dataFile = nullptr;
       step.owned.reset();
     }
   });
