@@ -18,7 +18,7 @@ TEST_F(Desk, BothDirectionsSayHowFarTheyAre) {
   EXPECT_TRUE(diary.empty()) << "nobody is told from inside a call";
   Finish();
   EXPECT_EQ(diary,
-            "get started Receiving Mock One Bank...\nget 1/3\nget answered\nget 2/3\nget 3/3\nget step 0 ok\n"
+            "get started Receiving Mock One Bank...\nget answered\nget 1/3\nget 2/3\nget 3/3\nget step 0 ok\n"
             "get ended 3 of 3 patches of Mock One Bank were received.\n");
   EXPECT_EQ(Bytes(df->body + 40, df->body + 60), MockPatch(2, 0x11));
   diary.clear();
@@ -286,6 +286,115 @@ TEST_F(Desk, EverythingOnAPortStops) {
   Finish();
   EXPECT_EQ(e->result().cause, TransferCause::kCancelled);
   EXPECT_EQ(f->result().cause, TransferCause::kNeverBegan);
+}
+
+// Cancels the question for the patch number.
+struct NoNumber final : TransferPreferences {
+  bool AskPatchNumber() const override { return true; }
+  std::optional<int> SelectPatchNumber(const std::string&, int, int, int) override { return std::nullopt; }
+};
+
+// What goes wrong at the instrument, the port or the data comes out as its cause, and the pair is free afterwards.
+TEST_F(Desk, EveryFailureHasItsCause) {
+  Begin();
+  const auto silent = [](const Bytes&, int) { return std::vector<Bytes>{}; };
+  using Set = std::function<void(DataFile&)>;
+  const Set handshake = [](DataFile& df) {
+    df.synth->manufacturerId = kRolandId;
+    df.synth->rolandHandshake = 1;
+    df.synth->allowsNonSysEx = 1;
+    df.synth->rolandSize[0] = 2;
+  };
+  const Set scripted = [](DataFile& df) { df.synth->noChecksumOnFormat = 1; };
+  const Set oldPort = [](DataFile& df) {
+    AllocChunk(&df.midiOutPortName, &df.midiOutPortNameSize, 4, "Old");
+    df.midiOutPortName[3] = 0;
+  };
+  const struct {
+    const char* name;
+    bool get;
+    Set prepare;
+    std::function<void()> before, after;
+    TransferCause cause;
+  } cases[] = {
+      {"MIDI is blocked",
+       true,
+       {},
+       [&] { services->SetBlockMidi(true); },
+       [&] { services->SetBlockMidi(false); },
+       TransferCause::kBlocked},
+      {"somebody else receives there",
+       true,
+       {},
+       [&] { engine->portsInUse().Add(system.in().FindPort("Mock")); },
+       [&] { engine->ClearPortReceiveState(-1); },
+       TransferCause::kPortInUse},
+      {"no script to receive", true, scripted, {}, {}, TransferCause::kNoScript},
+      {"no script to send", false, scripted, {}, {}, TransferCause::kNoScript},
+      {"no message", false, [](DataFile& df) { df.body[0] = 0; }, {}, {}, TransferCause::kSendFailed},
+      {"nothing to be sent",
+       false,
+       [](DataFile& df) {
+         SetScript(df, false, "F X 5 T 20 ]");
+         df.body[0] = 0;
+       },
+       {},
+       {},
+       TransferCause::kNothingToSend},
+      {"no answer", true, [](DataFile& df) { SetScript(df, true, kPatchReceive); }, {}, {}, TransferCause::kCode},
+      {"no answer to a handshake", false, handshake, {}, {}, TransferCause::kNotTaken},
+      {"a port that is never ready",
+       false,
+       {},
+       [&] {
+         VirtualFaults faults;
+         faults.notReady = 1000;
+         mock->SetFaults(CableDirection::ToPeer, faults);
+       },
+       [&] { mock->SetFaults(CableDirection::ToPeer, {}); },
+       TransferCause::kPortFailed},
+      {"a port of another place", false, oldPort, {}, {}, TransferCause::kPortMissing},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Answer(silent);
+    auto df = Dump("Mock", 400);
+    if (c.prepare) c.prepare(*df);
+    const Bytes before(df->body, df->body + df->bodySize);
+    if (c.before) c.before();
+    DeskRequest request = DeskRequest::Of(c.get ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, df.get());
+    request.showWindow = 0;
+    const auto job = desk->Submit(std::move(request));
+    EXPECT_TRUE(desk->Wait(job, 600'000));
+    if (c.after) c.after();
+    EXPECT_FALSE(job->result().ok);
+    EXPECT_EQ(job->result().cause, c.cause) << job->result().sentence;
+    EXPECT_EQ(Bytes(df->body, df->body + df->bodySize), before);
+    EXPECT_FALSE(engine->Busy(df.get()));
+    Pass(2000);
+    Answer(AnswerOne);
+    auto bank = Bank("Mock", 1);
+    const auto next = Get(bank, "next");
+    EXPECT_TRUE(desk->Wait(next, 60'000));
+    EXPECT_TRUE(next->result().ok) << next->result().sentence;
+  }
+}
+
+TEST_F(Desk, ANumberThatIsNotChosenStartsNothing) {
+  NoNumber asks;
+  Begin();
+  desk.reset();
+  engine = std::make_unique<TransferEngine>(*services, prompts, &system.out(), &asks,
+                                            [this](std::function<void()> call) { dispatcher.Post(std::move(call)); });
+  desk = std::make_unique<TransferDesk>(*engine, system, dispatcher);
+  auto df = Dump("Mock");
+  df->synth->patchNumberInImage = 1;
+  const auto job = Send(df, "it");
+  EXPECT_TRUE(job->Ended());
+  EXPECT_EQ(job->result().sentence, "Nothing was sent.");
+  EXPECT_FALSE(desk->Busy(df.get()));
+  desk.reset();
+  engine.reset();
 }
 
 // --- Files ---
