@@ -1,0 +1,32 @@
+#include "app/monitor_commands.h"
+
+#include "app/child_windows.h"
+#include "app/command_menus.h"
+#include "services/zkbasics.h"
+#include "tools/monitor_registry.h"
+#include "tools/ui/graphic_monitor.h"
+#include "tools/ui/monitor_window.h"
+
+namespace tonalith {
+
+MonitorCommands::MonitorCommands(const FrameContext& frame)
+    : frame_(frame), monitors_(ZKMonInitialize(frame.basics.in(), frame.basics.out(), frame.basics.clock())) {
+  frame_.menus.Register(CommandId::UtilitiesMidiMonitor, {[this] { OpenTextMonitor(); }});
+  frame_.menus.Register(CommandId::UtilitiesGraphicMonitor, {[this] { OpenGraphicMonitor(); }});
+}
+
+MonitorCommands::~MonitorCommands() = default;
+
+ZKWindow* MonitorCommands::OpenTextMonitor() {
+  ZKWindow* window = ZKMonChild(*monitors_, frame_.prompts(), &frame_.studio, nullptr);
+  frame_.children.Add(window);
+  return window;
+}
+
+ZKWindow* MonitorCommands::OpenGraphicMonitor() {
+  ZKWindow* window = ZKMon(*monitors_, nullptr);
+  frame_.children.Add(window);
+  return window;
+}
+
+}  // namespace tonalith
