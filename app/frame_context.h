@@ -10,13 +10,13 @@ class CommandMenus;
 class Prompts;
 class Simulation;
 class StudioPorts;
-class ZKBasics;
+class Program;
 class ZKStudioDoc;
 
 // What the parts of the main window share.  All of it outlives them.
 struct FrameContext {
   QMainWindow& window;  // dialogs stand over it
-  ZKBasics& basics;
+  Program& program;
   ZKStudioDoc& studio;
   StudioPorts& ports;
   Simulation* simulation;  // null: real instruments
@@ -27,5 +27,8 @@ struct FrameContext {
   // A sentence for the status line.
   void Status(const QString& text) const;
 };
+
+// Why a command on the active window is off: none is open; empty when one is.
+QString NoWindowSentence(const FrameContext& frame);
 
 }  // namespace tonalith

@@ -12,7 +12,7 @@
 
 #include "app/command_menus.h"
 #include "platform/ini_file.h"
-#include "services/zkbasics.h"
+#include "services/program.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -60,8 +60,8 @@ HelpCommands::HelpCommands(const FrameContext& frame) : frame_(frame) {
 
 // The addresses behind the commands are settings: the preferences file of the program, then the user's.
 void HelpCommands::SetupURLs() {
-  const IniFile shipped(frame_.basics.paths().MainGetPreferencesIni());
-  const IniFile own(frame_.basics.paths().GetZKIni());
+  const IniFile shipped(frame_.program.paths().MainGetPreferencesIni());
+  const IniFile own(frame_.program.paths().GetZKIni());
   const auto address = [&](const char* key) {
     return own.GetString(kUrlSection, key, shipped.GetString(kUrlSection, key));
   };
@@ -103,8 +103,8 @@ void HelpCommands::OnHelpKeys() {
 void HelpCommands::OnAppAbout() {
   frame_.prompts().Say("About Tonalith",
                        "Tonalith " TONALITH_VERSION "\nEditor and librarian for MIDI instruments\n\nInstruments: " +
-                           frame_.basics.paths().MainGetInstrPath() +
-                           "\nData: " + frame_.basics.paths().MainGetDataPath());
+                           frame_.program.paths().MainGetInstrPath() +
+                           "\nData: " + frame_.program.paths().MainGetDataPath());
 }
 
 void HelpCommands::SetManuals(const std::vector<std::pair<std::string, std::string>>& manuals, bool show) {

@@ -6,7 +6,7 @@
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
-#include "services/zkbasics.h"
+#include "services/program.h"
 #include "ui/port_dialogs.h"
 #include "ui/window_base.h"
 
@@ -19,21 +19,21 @@ constexpr char kPortsBusy[] =
 
 }  // namespace
 
-QString NoOutputSentence(ZKBasics& basics) {
+QString NoOutputSentence(Program& program) {
   int outputs = 0;
-  basics.midi().out().OUTNUMPORTS(&outputs);
+  program.out().OUTNUMPORTS(&outputs);
   return outputs > 0 ? QString() : MidiCommands::tr("No MIDI OUT port is open.");
 }
 
 MidiCommands::MidiCommands(const FrameContext& frame, bool panicOff)
     : frame_(frame),
-      panic_(frame.basics.midi().out(), &frame.window),
-      tones_(frame.basics.midi().out(), frame.basics.settings()),
+      panic_(frame.program.midi().out(), &frame.window),
+      tones_(frame.program.midi().out(), frame.program.settings()),
       panicOff_(panicOff) {
   frame_.menus.Register(CommandId::MidiInPorts, {[this] { OnMidiInPorts(); }});
   frame_.menus.Register(CommandId::MidiOutPorts, {[this] { OnMidiOutPorts(); }});
   frame_.menus.Register(CommandId::MidiPanic,
-                        {[this] { OnMidiPanic(); }, [this] { return NoOutputSentence(frame_.basics); }});
+                        {[this] { OnMidiPanic(); }, [this] { return NoOutputSentence(frame_.program); }});
   RegisterTones();
   connect(&panic_, &MidiPanic::Ended, this, [this](bool complete) {
     frame_.Status(complete ? tr("Every note was switched off.") : tr("Switching off every note was cancelled."));
@@ -49,7 +49,7 @@ MidiCommands::~MidiCommands() {
 // ---- ports ----------------------------------------------------------------------------------------------------------
 
 bool MidiCommands::MayClosePorts() {
-  if (frame_.basics.transfers().Running().empty()) return true;
+  if (frame_.program.transfers().Running().empty()) return true;
   MessagePrompt prompt;
   prompt.title = "MIDI Ports";
   prompt.text = kPortsBusy;
@@ -60,14 +60,14 @@ bool MidiCommands::MayClosePorts() {
 
 void MidiCommands::OnMidiInPorts() {
   if (!MayClosePorts()) return;
-  PVMidiIn dialog(frame_.basics.midi(), &frame_.window);
-  if (dialog.exec() == QDialog::Accepted) frame_.basics.UpdateMidiPorts();
+  PVMidiIn dialog(frame_.program.midi(), &frame_.window);
+  if (dialog.exec() == QDialog::Accepted) frame_.program.midiSide().UpdateMidiPorts();
 }
 
 void MidiCommands::OnMidiOutPorts() {
   if (!MayClosePorts()) return;
-  PVMidiOut dialog(frame_.basics.midi(), &frame_.window);
-  if (dialog.exec() == QDialog::Accepted) frame_.basics.UpdateMidiPorts();
+  PVMidiOut dialog(frame_.program.midi(), &frame_.window);
+  if (dialog.exec() == QDialog::Accepted) frame_.program.midiSide().UpdateMidiPorts();
 }
 
 void MidiCommands::OpenPortDialog(bool input) {
@@ -75,17 +75,17 @@ void MidiCommands::OpenPortDialog(bool input) {
 }
 
 void MidiCommands::AskForPorts() {
-  MidiPortSystem& midi = frame_.basics.midi();
-  const std::string profile = frame_.basics.paths().MidiPortsProfile();
+  MidiPortSystem& midi = frame_.program.midi();
+  const std::string profile = frame_.program.paths().MidiPortsProfile();
   if (NoPortsSelected(midi, MidiDirection::Input) && PVAskPorts(frame_.prompts(), MidiDirection::Input, profile))
     OnMidiInPorts();
   if (NoPortsSelected(midi, MidiDirection::Output) && PVAskPortsOut(frame_.prompts(), profile)) OnMidiOutPorts();
 }
 
 void MidiCommands::ResetMidiInPorts() {
-  frame_.basics.midi().MidiPortInClosePorts();
-  frame_.basics.midi().MidiPortInOpenPorts({}, true);
-  frame_.basics.UpdateMidiPorts();
+  frame_.program.midi().MidiPortInClosePorts();
+  frame_.program.midi().MidiPortInOpenPorts({}, true);
+  frame_.program.midiSide().UpdateMidiPorts();
 }
 
 // ---- notes ----------------------------------------------------------------------------------------------------------
@@ -100,11 +100,11 @@ void MidiCommands::OnMidiPanic() {
 ToneTarget MidiCommands::TonesGoTo() const {
   const ZKWindow* active = frame_.children.Active();
   if (const auto route = active ? active->AuditionRoute() : std::nullopt) return {route->outPort, route->channel};
-  return {std::max(0, frame_.basics.midi().out().MainPortOut()), -1};
+  return {std::max(0, frame_.program.midi().out().MainPortOut()), -1};
 }
 
 void MidiCommands::RegisterTones() {
-  const auto refusal = [this] { return NoOutputSentence(frame_.basics); };
+  const auto refusal = [this] { return NoOutputSentence(frame_.program); };
   for (int tone = 0; tone < kToneCount; ++tone) {
     frame_.menus.Register(static_cast<CommandId>(static_cast<int>(CommandId::PlayNote1) + tone),
                           {[this, tone] { tones_.PlayNote(tone, TonesGoTo()); }, refusal});

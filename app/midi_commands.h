@@ -39,6 +39,6 @@ class MidiCommands final : public QObject {
 };
 
 // Why nothing can be sent: no output port is open; empty when one is.
-QString NoOutputSentence(ZKBasics& basics);
+QString NoOutputSentence(Program& program);
 
 }  // namespace tonalith

@@ -2,7 +2,7 @@
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
-#include "services/zkbasics.h"
+#include "services/program.h"
 #include "tools/monitor_registry.h"
 #include "tools/ui/graphic_monitor.h"
 #include "tools/ui/monitor_window.h"
@@ -10,7 +10,7 @@
 namespace tonalith {
 
 MonitorCommands::MonitorCommands(const FrameContext& frame)
-    : frame_(frame), monitors_(ZKMonInitialize(frame.basics.in(), frame.basics.out(), frame.basics.clock())) {
+    : frame_(frame), monitors_(ZKMonInitialize(frame.program.in(), frame.program.out(), frame.program.clock())) {
   frame_.menus.Register(CommandId::UtilitiesMidiMonitor, {[this] { OpenTextMonitor(); }});
   frame_.menus.Register(CommandId::UtilitiesGraphicMonitor, {[this] { OpenGraphicMonitor(); }});
 }

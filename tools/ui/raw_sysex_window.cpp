@@ -1,7 +1,6 @@
-#include "app/raw_sysex_window.h"
+#include "tools/ui/raw_sysex_window.h"
 
 #include <QComboBox>
-#include <QFileInfo>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -12,9 +11,10 @@
 #include <algorithm>
 
 #include "data/maker_names.h"
-#include "data/sysex_split.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "services/settings.h"
+#include "services/transfer_files.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -38,37 +38,31 @@ QString HexText(std::span<const std::uint8_t> bytes) {
 
 // ---- messages -------------------------------------------------------------------------------------------------------
 
-RawSysExModel::RawSysExModel(std::span<const std::uint8_t> bytes, std::vector<SysExName> names, QObject* parent)
-    : QAbstractTableModel(parent), bytes_(bytes), names_(std::move(names)) {
-  std::sort(names_.begin(), names_.end(), [](const SysExName& a, const SysExName& b) { return a.offset < b.offset; });
-  other_ = bytes.size();
-  for (const SysExPiece& piece : SplitSysEx(bytes, true)) {
-    rows_.push_back({piece.offset, piece.bytes.size(), piece.isTerminated});
-    other_ -= piece.bytes.size();
-  }
-}
+RawSysExModel::RawSysExModel(const RawSysExDocument& document, std::vector<SysExName> names, QObject* parent)
+    : QAbstractTableModel(parent), document_(document), names_(std::move(names)) {}
 
 int RawSysExModel::rowCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(rows_.size());
+  return parent.isValid() ? 0 : static_cast<int>(document_.messages().size());
 }
 
 int RawSysExModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : kColumns;
 }
 
-QString RawSysExModel::NameOf(const Row& row) const {
-  auto after = std::upper_bound(names_.begin(), names_.end(), row.offset,
+QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
+  auto after = std::upper_bound(names_.begin(), names_.end(), message.offset,
                                 [](std::size_t at, const SysExName& name) { return at < name.offset; });
   if (after != names_.begin()) {
     const SysExName& name = *std::prev(after);
-    if (row.offset < name.offset + name.length) return name.text;
+    if (message.offset < name.offset + name.length)
+      return name.damaged ? tr("%1, wrong checksum").arg(FromUtf8(name.text)) : FromUtf8(name.text);
   }
-  const auto message = bytes_.subspan(row.offset, row.length);
-  return message.size() < 2 ? QString() : FromUtf8(MakerName(message.subspan(1)));
+  const auto bytes = document_.BytesOf(message);
+  return bytes.size() < 2 ? QString() : FromUtf8(MakerName(bytes.subspan(1)));
 }
 
 QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
-  const Row& row = RowAt(index.row());
+  const auto& row = RowAt(index.row());
   const bool number = index.column() < kHolds;
   if (role == Qt::TextAlignmentRole && number) return QVariant(Qt::AlignRight | Qt::AlignVCenter);
   if (role == Qt::FontRole && index.column() == kBytes) return QFontDatabase::systemFont(QFontDatabase::FixedFont);
@@ -83,7 +77,7 @@ QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
     case kHolds:
       return row.complete ? NameOf(row) : tr("incomplete");
     default:
-      return HexText(bytes_.subspan(row.offset, row.length));
+      return HexText(document_.BytesOf(row));
   }
 }
 
@@ -95,27 +89,40 @@ QVariant RawSysExModel::headerData(int section, Qt::Orientation orientation, int
 
 // ---- window ---------------------------------------------------------------------------------------------------------
 
-RawSysExWindow::RawSysExWindow(std::vector<std::uint8_t> bytes, std::string path, RawSysExHost& host, QWidget* parent)
-    : ZKWindow(parent),
-      bytes_(std::move(bytes)),
-      path_(std::move(path)),
-      host_(host),
-      model_(new RawSysExModel(bytes_, host.NameSysEx(bytes_), this)),
+RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, WindowContext& context,
+                               RawSysExServices services, QWidget* parent)
+    : DocumentWindow(std::move(document), context, parent),
+      services_(std::move(services)),
+      model_(new RawSysExModel(bytes(), NameSysEx(services_.studio, bytes().bytes()), this)),
       list_(new QTableView(this)),
       port_(new QComboBox(this)) {
-  setWindowTitle(tr("Raw SysEx - %1").arg(FromUtf8(FileNameOf(path_))));
   auto* column = new QVBoxLayout(this);
   const int count = model_->rowCount();
-  QString heading = count == 1 ? tr("1 message, %1 bytes").arg(bytes_.size())
-                               : tr("%1 messages, %2 bytes").arg(count).arg(bytes_.size());
-  if (model_->otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(model_->otherBytes());
+  const std::size_t size = bytes().bytes().size();
+  QString heading =
+      count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
+  if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
   column->addWidget(new QLabel(heading, this));
+  BuildTools(column);
+  BuildList(column);
+  UpdateTitle();
+  resize(fontMetrics().averageCharWidth() * 90, fontMetrics().height() * 24);
+}
 
+const RawSysExDocument& RawSysExWindow::bytes() const {
+  return static_cast<const RawSysExDocument&>(document());
+}
+
+QString RawSysExWindow::TitleText() const {
+  return tr("Raw SysEx - %1").arg(FromUtf8(document().FileName()));
+}
+
+void RawSysExWindow::BuildTools(QBoxLayout* column) {
   auto* row = new QHBoxLayout;
   auto* portLabel = new QLabel(tr("&Port:"), this);
   portLabel->setBuddy(port_);
-  for (const auto& name : host_.OutPortNames()) port_->addItem(FromUtf8(name));
-  port_->setCurrentIndex(std::clamp(host_.RawSysExPort(-1), 0, std::max(0, port_->count() - 1)));
+  for (const auto& name : services_.outPorts) port_->addItem(FromUtf8(name));
+  port_->setCurrentIndex(std::clamp(services_.settings.MainMidiXPort(-1), 0, std::max(0, port_->count() - 1)));
   port_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   port_->setMinimumContentsLength(16);
   auto* send = new QPushButton(tr("&Send"), this);
@@ -128,7 +135,11 @@ RawSysExWindow::RawSysExWindow(std::vector<std::uint8_t> bytes, std::string path
   row->addWidget(send);
   row->addWidget(save);
   column->addLayout(row);
+  connect(send, &QPushButton::clicked, this, &RawSysExWindow::Send);
+  connect(save, &QPushButton::clicked, this, &RawSysExWindow::SaveSelection);
+}
 
+void RawSysExWindow::BuildList(QBoxLayout* column) {
   list_->setModel(model_);
   list_->setAccessibleName(tr("Messages"));
   list_->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -142,10 +153,7 @@ RawSysExWindow::RawSysExWindow(std::vector<std::uint8_t> bytes, std::string path
   list_->setColumnWidth(RawSysExModel::kHolds, width * 28);
   column->addWidget(list_, 1);
   setFocusProxy(list_);
-  connect(send, &QPushButton::clicked, this, &RawSysExWindow::Send);
-  connect(save, &QPushButton::clicked, this, &RawSysExWindow::SaveAs);
   connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { emit StateChanged(); });
-  resize(width * 90, fontMetrics().height() * 24);
 }
 
 bool RawSysExWindow::CommandEnabled(CommandId command) const {
@@ -153,8 +161,22 @@ bool RawSysExWindow::CommandEnabled(CommandId command) const {
          (command == CommandId::MidiTransmit && port_->count() > 0);
 }
 
+QString RawSysExWindow::CommandRefusal(CommandId command) const {
+  switch (command) {
+    case CommandId::MidiTransmit:
+      return tr("No MIDI OUT port is open.");
+    case CommandId::FileSave:
+    case CommandId::EditUndo:
+    case CommandId::EditRedo:
+      return tr("Nothing can be changed here.");
+    default:
+      return {};
+  }
+}
+
 void RawSysExWindow::RunCommand(CommandId command) {
-  if (command == CommandId::FileSaveAs) SaveAs();
+  if (!CommandEnabled(command)) return;
+  if (command == CommandId::FileSaveAs) SaveSelection();
   if (command == CommandId::EditSelectAll) list_->selectAll();
   if (command == CommandId::MidiTransmit) Send();
 }
@@ -162,38 +184,37 @@ void RawSysExWindow::RunCommand(CommandId command) {
 // With nothing selected, everything.
 std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
   QModelIndexList rows = list_->selectionModel()->selectedRows();
-  if (rows.isEmpty()) return bytes_;
+  if (rows.isEmpty()) return {bytes().bytes().begin(), bytes().bytes().end()};
   std::sort(rows.begin(), rows.end());
-  std::vector<std::uint8_t> bytes;
+  std::vector<std::uint8_t> selected;
   for (const QModelIndex& index : rows) {
-    const auto& row = model_->RowAt(index.row());
-    bytes.insert(bytes.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(row.offset),
-                 bytes_.begin() + static_cast<std::ptrdiff_t>(row.offset + row.length));
+    const auto message = bytes().BytesOf(model_->RowAt(index.row()));
+    selected.insert(selected.end(), message.begin(), message.end());
   }
-  return bytes;
+  return selected;
 }
 
 void RawSysExWindow::Send() {
-  host_.RawSysExPort(port_->currentIndex());
-  host_.SendRawSysEx(SelectedBytes(), port_->currentIndex(), FileNameOf(path_));
+  services_.settings.MainMidiXPort(port_->currentIndex());
+  services_.files.SendMidiX(SelectedBytes(), port_->currentIndex() + 1, document().FileName());
 }
 
-void RawSysExWindow::SaveAs() {
+void RawSysExWindow::SaveSelection() {
   FilePrompt prompt;
-  prompt.title = "Save As";
-  prompt.folder = FolderOf(path_);
-  prompt.name = FileNameOf(path_);
+  prompt.title = SaveTitle();
+  prompt.folder = FolderOf(document().path());
+  prompt.name = document().FileName();
   prompt.patterns = FilePatterns("ZK MidiX File (*.SYX)|*.SYX|All Files (*.*)|*.*|");
   prompt.save = true;
-  const std::string path = host_.prompts().File(prompt);
+  const std::string path = context().prompts().File(prompt);
   if (path.empty()) return;
-  const auto bytes = SelectedBytes();
-  if (const Result saved = WriteFileAtomically(path, std::span<const std::uint8_t>(bytes)); !saved.ok()) {
-    host_.prompts().Say("File Error", saved.text);
+  const auto selected = SelectedBytes();
+  if (const Result saved = WriteFileAtomically(path, std::span<const std::uint8_t>(selected)); !saved.ok()) {
+    context().prompts().Say("File Error", saved.text);
     return;
   }
-  host_.FileUsed(path);
-  emit StatusMessage(tr("%1 bytes were saved as %2.").arg(bytes.size()).arg(FromUtf8(path)));
+  context().FileUsed(path);
+  Say(tr("%1 bytes were saved as %2.").arg(selected.size()).arg(FromUtf8(path)));
 }
 
 }  // namespace tonalith
