@@ -5,8 +5,8 @@
 #include <QMenu>
 #include <algorithm>
 
-#include "app/file_kinds.h"
 #include "app/main_frame.h"
+#include "document/file_kinds.h"
 #include "platform/atomic_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"

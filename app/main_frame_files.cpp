@@ -6,10 +6,10 @@
 #include <QUrl>
 #include <algorithm>
 
-#include "app/file_kinds.h"
 #include "app/main_frame.h"
 #include "app/raw_sysex_window.h"
 #include "data/patch_names.h"
+#include "document/file_kinds.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"

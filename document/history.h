@@ -91,9 +91,8 @@ class History {
   };
   bool HasGesture() const { return gesture_ != 0 && gestureDiffers_; }
   void Seal();
-  void AddEntry(std::vector<BufferDelta> deltas);
+  void AddEntry(std::string name, std::vector<BufferDelta> deltas, std::uint64_t state);
   void DropUndone();
-  void KeepLimits();
   bool Step(bool back);
 
   HistoryTarget* target_ = nullptr;
@@ -105,11 +104,15 @@ class History {
   std::uint64_t nextState_ = 2;
   std::optional<std::uint64_t> saved_ = 1;
 
-  // The change being recorded, or a gesture that may go on.
-  BeforeImage before_;
-  std::string name_;
+  // The change being recorded.
   int depth_ = 0;
+  std::string name_;
+  BeforeImage change_;
+
+  // The newest entry while it may still grow: it is sealed by whatever comes next.
   std::uint64_t gesture_ = 0;
+  std::string gestureName_;
+  BeforeImage gestureBefore_;
   bool gestureDiffers_ = false;
   std::uint64_t gestureState_ = 0;
 };

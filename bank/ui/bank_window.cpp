@@ -51,7 +51,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, BankWindowHost& host, QWid
 
   connect(list_->bankModel(), &BankListModel::Refused, this, &TZKBank::Say);
   connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { emit StateChanged(); });
-  listener_ = document_->AddListener([this](ZKBankDoc::Change, int) { Refresh(); });
+  listener_ = document_->AddListener([this](const DocumentChange&) { Refresh(); });
   Refresh();
   const int width = fontMetrics().averageCharWidth();
   resize(width * 60, fontMetrics().height() * 28);

@@ -39,7 +39,7 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   ASSERT_EQ(bank.PatchCount(), 4);
   EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
   int told = 0;
-  bank.AddListener([&](ZKBankDoc::Change, int) { ++told; });
+  bank.AddListener([&](const DocumentChange&) { ++told; });
   EXPECT_TRUE(bank.Rename(2, "A VERY LONG NAME").ok());
   EXPECT_EQ(bank.GetPatchName(2), "A VERY LON") << "cut to what the instrument holds";
   EXPECT_EQ(bank.GetPatchName(1), "VOICE 1");
