@@ -81,8 +81,7 @@ std::string Document::CannotWrite(const std::string& path) const {
 
 Result Document::TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
   if (Result read = ReadBytes(bytes, path); !read.ok()) return read;
-  history_.Clear();
-  history_.MarkSaved();
+  history_.Reset();
   return Result::Success();
 }
 

@@ -10,6 +10,7 @@ constexpr std::string_view kLine6Filter = "Line6 L6T Files (*.L6T)|*.L6T|";
 constexpr std::string_view kAllFiles = "All Files (*.*)|*.*|";
 
 bool Begins(std::span<const std::uint8_t> bytes, std::size_t offset, std::string_view text) {
+  if (text.empty()) return true;
   if (bytes.size() < offset + text.size()) return false;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (bytes[offset + i] != static_cast<std::uint8_t>(text[i])) return false;

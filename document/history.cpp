@@ -12,10 +12,16 @@ constexpr std::size_t kLongestName = 255;
 
 void History::SetTarget(HistoryTarget* target) {
   target_ = target;
+  Reset();
+}
+
+void History::Reset() {
   depth_ = 0;
   change_ = {};
   gesture_ = 0;
+  gestureBefore_ = {};
   Clear();
+  firstState_ = nextState_++;
   MarkSaved();
 }
 

@@ -28,10 +28,12 @@ class History {
   History(const History&) = delete;
   History& operator=(const History&) = delete;
 
-  // Whose bytes are meant; not owned, must outlive the history.  Forgets everything; the present state counts as the
-  // one in the file.
+  // Whose bytes are meant; not owned, must outlive the history.  Begins anew.
   void SetTarget(HistoryTarget* target);
   HistoryTarget* target() const { return target_; }
+  // The content was replaced as a whole: forgets everything; the present state is a new one and counts as the one in
+  // the file.
+  void Reset();
   // Forgets all entries; whether the present state is the one in the file stays known.
   void Clear();
 
