@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "platform/file_stamp.h"
 
 namespace tonalith {
 
@@ -176,10 +177,14 @@ bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
 
 // --- Files -----------------------------------------------------------------------------------------------------------
 
-// Reads a whole file of at most kMaxContainerSize bytes.  0, 1 (cannot be opened) or 2.
-int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes);
-// Replaces a file as a whole; the former file stays when anything fails.  0, 7 or 8.
-int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes);
+// The one way to read and to replace a file, for every kind.
+
+// Reads a whole file of at most kMaxContainerSize bytes.  0, 1 (cannot be opened) or 2.  `stamp` (may be null) receives
+// what tells the file that was read from a later one.
+int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp = nullptr);
+// Replaces a file as a whole; the former file stays when anything fails.  0, 7 or 8.  `stamp` (may be null) receives
+// that of the new file.
+int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp = nullptr);
 
 // Disk operations as the documents use them: they remember a base directory (the process's own is never changed) and
 // report results through the hooks.  Used on the user-interface thread or with one object a thread.

@@ -97,14 +97,16 @@ const char* DiskErrorText(int code) {
   }
 }
 
-int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes) {
+int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp) {
+  // Noted first: a change while the file is read counts as a later one.
+  if (stamp) *stamp = StampOf(path);
   const Result result = ReadWholeFile(path, *bytes, static_cast<std::size_t>(kMaxContainerSize));
   if (result.ok()) return kDiskOk;
   DebugLog("%s", result.text.c_str());
   return result.code == kFileMissing || result.code == kFileDenied ? kDiskNotFound : kDiskReadError;
 }
 
-int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes) {
+int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp) {
   AtomicFile file;
   Result result = file.Open(path);
   if (!result.ok()) {
@@ -113,7 +115,10 @@ int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes) {
   }
   result = file.Write(bytes);
   if (result.ok()) result = file.Commit();
-  if (result.ok()) return kDiskOk;
+  if (result.ok()) {
+    if (stamp) *stamp = StampOf(path);
+    return kDiskOk;
+  }
   DebugLog("%s", result.text.c_str());
   return kDiskWriteError;
 }

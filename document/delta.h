@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <span>
 #include <vector>
 
 #include "document/history_target.h"
@@ -37,19 +38,23 @@ class BeforeImage {
   // Keeps the whole buffer, also when it does not exist: then its size may change by other means than the history.
   void RememberWhole(HistoryTarget& target, BufferId id);
 
+  // Adds what a later change kept, where this one kept nothing.
+  void Absorb(const BeforeImage& later);
+
   // Whether any kept byte, or a size, is another now.
   bool Differs(HistoryTarget& target) const;
-  // The differences to the present state; buffers without any are left out.
+  // The differences to the present state, in the order of their ids; buffers without any are left out.
   std::vector<BufferDelta> Deltas(HistoryTarget& target) const;
-  bool IsEmpty() const { return buffers_.empty(); }
 
  private:
+  using Bytes = std::span<const std::uint8_t>;
   struct Kept {
     std::size_t size = 0;                                     // of the buffer, before
     std::map<std::size_t, std::vector<std::uint8_t>> pieces;  // by offset; they neither overlap nor touch
   };
-  static void Keep(Kept& kept, std::span<const std::uint8_t> bytes, std::size_t offset, std::size_t length);
-  static BufferDelta DeltaOf(BufferId id, const Kept& kept, std::span<const std::uint8_t> now);
+  Kept& KeptOf(HistoryTarget& target, BufferId id);
+  static void Keep(Kept& kept, std::size_t offset, Bytes bytes);
+  static BufferDelta DeltaOf(BufferId id, const Kept& kept, Bytes now);
 
   std::map<BufferId, Kept> buffers_;
 };

@@ -104,7 +104,8 @@ class Document {
   Result Save(const std::string& path = {}) { return Save(path, SaveOptions{}); }
   // Writes another file; the document keeps its own path and stays as modified as it was.
   Result SaveCopy(const std::string& path);
-  // Somebody else has replaced, changed or removed the file since it was read or saved.
+  // Somebody else has replaced or changed the file since it was read or saved.  A file that is gone counts as the same:
+  // there is nothing that saving would destroy.
   bool FileChangedOnDisk() const;
 
   // --- Autosave and recovery
@@ -143,6 +144,7 @@ class Document {
 
  private:
   Result StepHistory(bool back);
+  Result TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path);
 
   History history_;
   Listeners<const DocumentChange&> listeners_;
@@ -154,6 +156,8 @@ class Document {
   RecoveryFolder* recovery_ = nullptr;
   std::string autosaveFile_;
   std::uint64_t autosavedState_ = 0;
+  std::uint64_t changes_ = 0;  // by other means than the history
+  std::uint64_t autosavedChanges_ = 0;
 };
 
 }  // namespace tonalith

@@ -35,14 +35,21 @@ struct FileMagic {
   std::string_view atEight;  // at offset 8; empty: anything
 };
 
+struct FileExtension {
+  std::string_view text;  // upper case, with its dot
+  bool inDesktop = true;  // counts for files that a desktop brings back, too
+  bool offered = true;    // File > Open offers it among the files of this program
+  bool claimed = true;    // the desktop environment is told that such files are of this kind
+};
+
 // One row of the table of file kinds.
 struct FileKindRow {
   FileKind kind;
-  std::string_view name;                       // for sentences: "Set"
-  std::vector<std::string_view> extensions;    // upper case, with their dot, in the order they are looked for
-  std::vector<std::string_view> notInDesktop;  // those of them that do not count for files a desktop brings back
-  std::string_view filter;                     // of file dialogs: "ZK Set (*.PVS)|*.PVS;*.PVG|"; empty: none
-  std::string_view mimeType;                   // empty: the desktop environment is not told about it
+  std::string_view name;  // for sentences and autosave files: "Set"
+  std::vector<FileExtension> extensions;
+  std::string_view filter;    // row of a file dialog: "ZK Set (*.PVS)|*.PVS;*.PVG|"; empty: none
+  std::string_view mimeType;  // empty: the desktop environment is not told about this kind
+  bool ownMimeType = false;   // the type is defined by this program's MIME file
   FileMagic magic;
 };
 

@@ -28,10 +28,12 @@ class History {
   History(const History&) = delete;
   History& operator=(const History&) = delete;
 
-  // Whose bytes are meant; not owned, must outlive the history.  Forgets everything; the present state counts as the
-  // one in the file.
+  // Whose bytes are meant; not owned, must outlive the history.  Begins anew.
   void SetTarget(HistoryTarget* target);
   HistoryTarget* target() const { return target_; }
+  // The content was replaced as a whole: forgets everything; the present state is a new one and counts as the one in
+  // the file.
+  void Reset();
   // Forgets all entries; whether the present state is the one in the file stays known.
   void Clear();
 
@@ -91,9 +93,8 @@ class History {
   };
   bool HasGesture() const { return gesture_ != 0 && gestureDiffers_; }
   void Seal();
-  void AddEntry(std::vector<BufferDelta> deltas);
+  void AddEntry(std::string name, std::vector<BufferDelta> deltas, std::uint64_t state);
   void DropUndone();
-  void KeepLimits();
   bool Step(bool back);
 
   HistoryTarget* target_ = nullptr;
@@ -105,11 +106,15 @@ class History {
   std::uint64_t nextState_ = 2;
   std::optional<std::uint64_t> saved_ = 1;
 
-  // The change being recorded, or a gesture that may go on.
-  BeforeImage before_;
-  std::string name_;
+  // The change being recorded.
   int depth_ = 0;
+  std::string name_;
+  BeforeImage change_;
+
+  // The newest entry while it may still grow: it is sealed by whatever comes next.
   std::uint64_t gesture_ = 0;
+  std::string gestureName_;
+  BeforeImage gestureBefore_;
   bool gestureDiffers_ = false;
   std::uint64_t gestureState_ = 0;
 };

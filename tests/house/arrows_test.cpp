@@ -34,7 +34,8 @@ const std::map<std::string, std::set<std::string>> kArrows = {
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator"}},
 };
-const std::set<std::string> kWithoutQt = {"platform", "data", "midi", "script", "services", "document", "simulator", "cli"};
+const std::set<std::string> kWithoutQt = {"platform", "data",     "midi",      "script",
+                                          "services", "document", "simulator", "cli"};
 
 bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;

@@ -13,11 +13,11 @@
 
 #include "app/control_bar.h"
 #include "app/desktop_menu.h"
-#include "app/file_kinds.h"
 #include "app/midi_panic.h"
 #include "app/raw_sysex_window.h"
 #include "data/container.h"
 #include "data/standard_midi_file.h"
+#include "document/file_kinds.h"
 #include "platform/atomic_file.h"
 #include "services/desktop_file.h"
 #include "window_test_tools.h"
