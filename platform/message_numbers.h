@@ -300,6 +300,7 @@ enum class EditorWindowMessage : std::uint32_t {
 enum class MainWindowMessage : std::uint32_t {
   TransmitFile = 0x80FF,
   OpenUpdateDialog = 0x8119,
+  GetVersionInfo = 0x811A,
   CollectionIdMap = 0x811B,
   GetAppVarGuid = 0x811C,
   GetAppVar = 0x811D,
