@@ -27,13 +27,6 @@ extern "C" void NoteInterrupt(int) {
   interruptSeen = 1;
 }
 
-std::string OneSentence(std::string_view text) {
-  std::string line = ReplaceAll(ReplaceAll(text, "\r\n", " "), "\n", " ");
-  line = std::string(TrimmedView(line));
-  if (!line.empty() && line.back() != '.' && line.back() != '!' && line.back() != '*') line += '.';
-  return line;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------------- services
@@ -118,8 +111,13 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
   midi_->out().SetGlobalMidiDelay(static_cast<std::uint32_t>(std::max(0, session.settings().MidiDelay())));
   midi_->Start();
   services_ = std::make_unique<CliScriptServices>(*midi_, session);
-  engine_ = std::make_unique<TransferEngine>(*services_, session.prompts(), &midi_->out());
+  dispatcher_ = std::make_unique<Dispatcher>(*clock_);
+  engine_ =
+      std::make_unique<TransferEngine>(*services_, session.prompts(), &midi_->out(), nullptr,
+                                       [this](std::function<void()> call) { dispatcher_->Post(std::move(call)); });
   services_->SetTransferEngine(engine_.get());
+  desk_ = std::make_unique<TransferDesk>(*engine_, *midi_, *dispatcher_);
+  desk_->SetOptions({virtualClock_ ? kSettleVirtualMs : kSettleRealMs});
   exchangeUs_ = clock_->NowUs();
   inMonitor_ = midi_->in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
     Note("IN", message);
@@ -144,6 +142,7 @@ TransferRig::~TransferRig() {
   midi_->in().RemoveMidiInMonitor(inMonitor_);
   midi_->out().RemoveMonitor(outMonitor_);
   session_.settings().SetPacingSink({});
+  desk_.reset();
   engine_.reset();
   services_.reset();
   midi_->Stop();
@@ -209,19 +208,17 @@ void TransferRig::RoutePorts(DataFile* dataFile) {
 
 // ---------------------------------------------------------------------------------------------------- transfers
 
-void TransferRig::ShowProgress(const Transfer& transfer) {
-  if (!session_.environment().showsProgress) return;
-  const ReceiveWindowState state = transfer.WindowState();
+void TransferRig::ShowProgress(const DeskJob& job) {
+  if (!session_.environment().showsProgress || !job.transfer()) return;
+  const ReceiveWindowState state = job.transfer()->WindowState();
   std::string text = Latin1ToUtf8(state.shortName + " " + state.typeName) + ": ";
-  if (transfer.operation() == TransferOperation::kReceive) {
-    if (state.patchesToDo > 0)
-      text += Printf("patch %d of %d", state.patchesDone, state.patchesToDo);
-    else
-      text +=
-          Printf("%lld of %lld bytes", static_cast<long long>(state.received), static_cast<long long>(state.expected));
-  } else {
+  if (state.patchesToDo > 0)
+    text += Printf("patch %d of %d", state.patchesDone, state.patchesToDo);
+  else if (job.Sends())
     text += Printf("%lld bytes sent", static_cast<long long>(state.sent));
-  }
+  else
+    text +=
+        Printf("%lld of %lld bytes", static_cast<long long>(state.received), static_cast<long long>(state.expected));
   const std::size_t width = text.size();
   if (width < progressWidth_) text.append(progressWidth_ - width, ' ');
   progressWidth_ = width;
@@ -234,63 +231,26 @@ void TransferRig::ClearProgress() {
   progressWidth_ = 0;
 }
 
-Result TransferRig::WaitSent(int port, std::uint64_t failedBefore) {
-  const InterruptGuard guard(session_.environment());
-  const auto slot = midi_->out().GetMidiOutPort(port);
-  if (!slot) return Result::Success();
-  while (slot->Alive() && !slot->WaitIdle(kLookMs, nullptr)) {
-    if (!guard.Interrupted()) continue;
-    slot->StopTransmit();
-    return Result::Failure("The MIDI transfer was cancelled; the instrument may hold a part of the data.");
-  }
-  if (!slot->Alive()) return Result::Failure("The MIDI connection was lost: a MIDI port is no longer available.");
-  if (slot->failedMessages() != failedBefore)
-    return Result::Failure("The MIDI OUT port \"" + slot->name() + "\" did not take all of the data.");
-  clock_->SleepMs(virtualClock_ ? kSettleVirtualMs : kSettleRealMs);
-  return Result::Success();
-}
-
 Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher) {
   {
     const std::lock_guard lock(receivedMutex_);
     received_.clear();
   }
-  session_.TakeNotices();
   const InterruptGuard guard(session_.environment());
-  const int outPort = dataFile->synth->midiOutPort;
-  const auto slot = midi_->out().GetMidiOutPort(outPort);
-  const std::uint64_t failedBefore = slot ? slot->failedMessages() : 0;
-  TransferRequest request;
-  request.operation = operation;
-  request.dataFile = dataFile;
-  request.observer = std::make_shared<TransferObserver>();
-  request.background = true;
-  std::shared_ptr<Transfer> transfer;
-  engine_->MidiIODataFile(request, &transfer);
-  if (!transfer) {
-    const auto notices = session_.TakeNotices();
-    return Result::Failure(notices.empty() ? "The transfer of the " + DataTitle(*dataFile) + " was not started."
-                                           : OneSentence(notices.front()));
-  }
-  while (!transfer->Wait(kLookMs)) {
-    ShowProgress(*transfer);
-    if (watcher) watcher(*transfer);
-    if (!guard.Interrupted()) continue;
-    transfer->Press(TransferState::Cancel);
-    if (operation == TransferOperation::kTransmit && slot) slot->StopTransmit();
+  const bool receive = operation == TransferOperation::kReceive;
+  DeskRequest request = DeskRequest::Of(receive ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile);
+  request.showWindow = 0;
+  const TransferDesk::Job job = desk_->Submit(std::move(request));
+  for (bool cancelled = false; !desk_->Wait(job, kLookMs);) {
+    ShowProgress(*job);
+    if (watcher && job->transfer()) watcher(*job->transfer());
+    if (cancelled || !guard.Interrupted()) continue;
+    cancelled = true;
+    desk_->Cancel(job);
   }
   ClearProgress();
-  const TransferResult result = transfer->Result();
-  if (!result.ok) {
-    std::string text = OneSentence(Latin1ToUtf8(result.text));
-    if (text.empty()) text = "The transfer of the " + DataTitle(*dataFile) + " failed.";
-    if (result.patchesDone > 0 && result.patchesDone < result.patchesToDo) {
-      if (text.back() == '.') text.pop_back();
-      text += Printf(" (%d of %d patches had come).", result.patchesDone, result.patchesToDo);
-    }
-    return Result::Failure(text, result.code == 0 ? 1 : result.code);
-  }
-  return operation == TransferOperation::kTransmit ? WaitSent(outPort, failedBefore) : Result::Success();
+  const DeskResult& result = job->result();
+  return result.ok ? Result::Success() : Result::Failure(result.sentence, result.code == 0 ? 1 : result.code);
 }
 
 std::vector<std::uint8_t> TransferRig::Received() {

@@ -14,6 +14,7 @@
 #include "platform/clock.h"
 #include "script/transfer_engine.h"
 #include "script/transfer_engine_services.h"
+#include "services/transfer_desk.h"
 #include "simulator/virtual_studio.h"
 
 namespace tonalith {
@@ -68,6 +69,7 @@ class TransferRig {
 
   // --- transfers
   TransferEngine& transfers() { return *engine_; }
+  TransferDesk& desk() { return *desk_; }
   CliScriptServices& services() { return *services_; }
   Clock& clock() { return *clock_; }
   // Looked at every 50 ms while a transfer runs; may press its buttons.
@@ -81,19 +83,20 @@ class TransferRig {
   std::string Exchange();
 
  private:
-  void ShowProgress(const Transfer& transfer);
+  void ShowProgress(const DeskJob& job);
   void ClearProgress();
-  Result WaitSent(int port, std::uint64_t failedBefore);
 
   Session& session_;
   std::unique_ptr<VirtualClock> virtualClock_;
   Clock* clock_;
   std::optional<ClockThread> here_;
+  std::unique_ptr<Dispatcher> dispatcher_;
   std::shared_ptr<VirtualBackend> backend_;
   std::unique_ptr<MidiPortSystem> midi_;
   std::unique_ptr<VirtualStudio> studio_;
   std::unique_ptr<CliScriptServices> services_;
   std::unique_ptr<TransferEngine> engine_;
+  std::unique_ptr<TransferDesk> desk_;
   void Note(const char* direction, std::span<const std::uint8_t> message);
 
   std::mutex receivedMutex_;  // what follows

@@ -7,7 +7,7 @@ enum class TransferCause {
   kNone,
   // Before it began.
   kBlocked,        // MIDI is switched off for everybody
-  kNoData,         // there is no DataFile, or no memory for its copy
+  kNoData,         // there is no DataFile
   kBusy,           // the DataFile is in another transfer
   kPortMissing,    // a port it needs is not open
   kPortInUse,      // somebody else receives on its input port
@@ -24,7 +24,6 @@ enum class TransferCause {
   kNotTaken,       // the instrument refused what was sent
   kSendFailed,     // the transmission ended without a result
   kNothingReceived,
-  kNoMemory,
   kCode,
   // After the last byte was handed over.
   kPortFailed,  // the output port gave up messages it had taken

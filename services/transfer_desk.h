@@ -113,7 +113,7 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   class Observer;
   // What a transfer occupies.
   struct Ports {
-    std::shared_ptr<MidiInPort> in;
+    std::vector<std::shared_ptr<MidiInPort>> in;
     std::vector<std::shared_ptr<MidiOutPort>> out;
     bool Shares(const Ports& other) const;
     void Add(const Ports& other);
@@ -121,20 +121,25 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
 
   DeskRequest request_;
   std::optional<Receiver::Token> receiver_;
+  bool silent_ = false;  // nobody is told of it any more
   DeskState state_ = DeskState::kQueued;
   std::size_t step_ = 0;
-  int sent_ = 0;
-  Ports ports_;  // while it runs
-  std::shared_ptr<Transfer> transfer_;
-  std::shared_ptr<MidiOutPort> out_;  // of the running step
-  std::uint64_t failedBefore_ = 0;
+  int sent_ = 0;  // steps that went well
+  Ports ports_;   // while it runs
   bool cancelled_ = false;
-  bool abandoned_ = false;
-  bool announcedAnswer_ = false;
-  CancelToken stop_;     // of the thread below
-  WorkerThread thread_;  // hands messages over, waits until the port has sent
-  DeskResult stepResult_;
   DeskResult result_;
+
+  // Of the running step.
+  std::shared_ptr<Transfer> transfer_;
+  std::shared_ptr<MidiOutPort> out_;
+  std::uint64_t failedBefore_ = 0;
+  bool begun_ = false;     // bytes were handed to the port
+  bool cut_ = false;       // output was stopped before the port had sent it
+  bool answered_ = false;  // bytes came
+  bool told_ = false;      // (a Get) and the observer was told of them
+  TransferResult outcome_;
+  CancelToken stop_;     // of the thread
+  WorkerThread thread_;  // hands messages over, waits until the port has sent
 };
 
 // Where transfers are asked for.
@@ -188,26 +193,29 @@ class TransferDesk {
   bool Sends() const;  // a job sends or waits to send
 
  private:
-  struct Life;
-
+  friend class DeskJob;
   DeskJob::Ports PortsOf(const DeskStep& step) const;
   DeskJob::Ports PortsOf(const DeskRequest& request) const;
-  DeskResult Refusal(const DeskStep& step) const;
+  // Why a step cannot begin; kNone: it can.
+  TransferRefusal RefusalOf(const DeskStep& step) const;
   void Pump();
-  bool Begin(const Job& job);
-  bool BeginStep(const Job& job);
-  bool BeginTransfer(const Job& job, const DeskStep& step);
-  void BeginMessages(const Job& job, const DeskStep& step);
+  void BeginStep(const Job& job);
+  bool BeginTransfer(const Job& job, const DeskStep& step, TransferRefusal* refusal);
+  bool BeginMessages(const Job& job, const DeskStep& step, TransferRefusal* refusal);
+  void WatchPort(const Job& job, std::shared_ptr<const std::vector<DeskMessage>> messages);
+  void HandedOver(const Job& job, bool all);
+  void Answered(const Job& job);
+  void Progress(const Job& job, int done, int total);
   void TransferClosed(const Job& job, const TransferResult& result);
-  void WatchPort(const Job& job);
-  void PortDone(const Job& job, bool sent);
+  void PortDone(const Job& job);
   void EndStep(const Job& job);
-  void EndJob(const Job& job, DeskResult result);
+  void EndJob(const Job& job, const TransferFacts& facts, DeskResult result);
+  void StopWork(const Job& job, bool all);
+  DeskResult ResultOf(const DeskJob& job, const TransferFacts& facts) const;
+  TransferFacts FactsOf(const DeskJob& job) const;
   void Tell(const Job& job, DeskEvent event);
-  void TellState(const Job& job, DeskState state);
-  void StopPort(const DeskJob& job);
-  TransferFacts FactsOf(const DeskJob& job, const DeskResult& result) const;
-  void Later(std::function<void()> call);
+  void TellState(const Job& job, DeskState state, std::string text = {});
+  void Post(std::function<void()> call) { dispatcher_.PostTo(receiver_, std::move(call)); }
 
   TransferEngine& engine_;
   MidiPortSystem& midi_;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <span>
 #include <string>
 
@@ -41,7 +42,7 @@ class TransferFiles {
 
  private:
   bool PortIsThere(int port);
-  bool AddPart(DataFilePtr dataFile, int port, DeskRequest* request);
+  static void AddPart(DataFilePtr dataFile, int port, DeskRequest* request);
   bool Start(DeskRequest request);
 
   TransferDesk& desk_;
