@@ -7,6 +7,7 @@
 #include "tools/raw_sysex_document.h"
 #include "ui/document_window.h"
 
+class QBoxLayout;
 class QComboBox;
 class QTableView;
 
@@ -68,8 +69,8 @@ class RawSysExWindow final : public DocumentWindow {
 
  private:
   const RawSysExDocument& bytes() const;
-  void BuildTools(class QBoxLayout* column);
-  void BuildList(class QBoxLayout* column);
+  void BuildTools(QBoxLayout* column);
+  void BuildList(QBoxLayout* column);
   void Send();
   void SaveSelection();
   std::vector<std::uint8_t> SelectedBytes() const;
