@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "services/program.h"
+#include "services/settings.h"
 #include "studio/studio_document.h"
 #include "studio/ui/auto_config_dialog.h"
 #include "studio/ui/instrument_settings.h"

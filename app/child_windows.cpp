@@ -8,6 +8,7 @@
 #include <QMenu>
 #include <algorithm>
 
+#include "services/window_counters.h"
 #include "services/window_places.h"
 #include "ui/window_base.h"
 
@@ -25,8 +26,8 @@ constexpr int kNumberedWindows = 9;
 
 }  // namespace
 
-ChildWindows::ChildWindows(WindowPlaces& places, QWidget* parent)
-    : QObject(parent), places_(places), area_(new QMdiArea(parent)) {
+ChildWindows::ChildWindows(WindowPlaces& places, WindowCounters& counters, QWidget* parent)
+    : QObject(parent), places_(places), counters_(counters), area_(new QMdiArea(parent)) {
   area_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
   area_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
   connect(area_, &QMdiArea::subWindowActivated, this, &ChildWindows::Changed);
@@ -42,6 +43,7 @@ ChildWindows::~ChildWindows() {
 // ---- which there are ------------------------------------------------------------------------------------------------
 
 void ChildWindows::Add(ZKWindow* window) {
+  counters_.Count(window->TypeCode());
   window->setAttribute(Qt::WA_DeleteOnClose);
   const QSize size = window->size();
   QMdiSubWindow* sub = area_->addSubWindow(window);

@@ -14,6 +14,7 @@ class QWidget;
 
 namespace tonalith {
 
+class WindowCounters;
 class WindowPlaces;
 class ZKWindow;
 
@@ -22,8 +23,8 @@ class ChildWindows final : public QObject {
   Q_OBJECT
 
  public:
-  // `places` (where windows of each kind stood) must outlive this.
-  ChildWindows(WindowPlaces& places, QWidget* parent);
+  // `places` (where windows of each kind stood) and `counters` must outlive this.
+  ChildWindows(WindowPlaces& places, WindowCounters& counters, QWidget* parent);
   // Closes what is left without asking; nobody is told any more.
   ~ChildWindows() override;
 
@@ -73,6 +74,7 @@ class ChildWindows final : public QObject {
   void StorePlace(const ZKWindow* window) const;
 
   WindowPlaces& places_;
+  WindowCounters& counters_;
   QPointer<QMdiArea> area_;
   std::vector<QAction*> listed_;
 };

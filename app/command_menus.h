@@ -21,8 +21,9 @@ class ZKWindow;
 // What a command of the frame does.
 struct CommandHandler {
   std::function<void()> run;
-  std::function<QString()> refusal = {};  // why the command is off now, a sentence; empty answer or no function: it is on
-  std::function<bool()> checked = {};     // state of a command with a check mark that others change too
+  std::function<QString()> refusal =
+      {};                              // why the command is off now, a sentence; empty answer or no function: it is on
+  std::function<bool()> checked = {};  // state of a command with a check mark that others change too
 };
 
 // The menus of a main window, from the command table, and what their entries do.  A command of the frame appears when

@@ -52,9 +52,8 @@ void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, Docu
   });
   registry.RegisterLoader(FileKind::SysEx, LoadRawSysEx);
   windows.RegisterWindow(FileKind::SysEx, [frame, &files](std::unique_ptr<Document> document, WindowContext& context) {
-    return new RawSysExWindow(
-        As<RawSysExDocument>(std::move(document)), context,
-        {frame.studio, frame.program.settings(), files, frame.ports.OutputPortNames()});
+    return new RawSysExWindow(As<RawSysExDocument>(std::move(document)), context,
+                              {frame.studio, frame.program.settings(), files, frame.ports.OutputPortNames()});
   });
 }
 

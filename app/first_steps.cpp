@@ -11,6 +11,7 @@
 #include "platform/ini_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
+#include "services/paths.h"
 #include "services/program.h"
 #include "studio/studio_document.h"
 #include "studio/ui/studio_window.h"

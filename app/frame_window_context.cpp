@@ -2,6 +2,7 @@
 
 #include "app/recent_files_menu.h"
 #include "app/window_transfers.h"
+#include "services/paths.h"
 #include "services/program.h"
 #include "studio/studio_document.h"
 

@@ -12,6 +12,8 @@
 
 #include "app/command_menus.h"
 #include "platform/ini_file.h"
+#include "platform/prompts.h"
+#include "services/paths.h"
 #include "services/program.h"
 #include "ui/qt_text.h"
 
@@ -101,10 +103,10 @@ void HelpCommands::OnHelpKeys() {
 }
 
 void HelpCommands::OnAppAbout() {
-  frame_.prompts().Say("About Tonalith",
-                       "Tonalith " TONALITH_VERSION "\nEditor and librarian for MIDI instruments\n\nInstruments: " +
-                           frame_.program.paths().MainGetInstrPath() +
-                           "\nData: " + frame_.program.paths().MainGetDataPath());
+  frame_.prompts().Say("About Tonalith", "Tonalith " TONALITH_VERSION
+                                         "\nEditor and librarian for MIDI instruments\n\nInstruments: " +
+                                             frame_.program.paths().MainGetInstrPath() +
+                                             "\nData: " + frame_.program.paths().MainGetDataPath());
 }
 
 void HelpCommands::SetManuals(const std::vector<std::pair<std::string, std::string>>& manuals, bool show) {

@@ -5,6 +5,7 @@
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QLabel>
+#include <QMdiArea>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
@@ -22,6 +23,7 @@
 #include "services/program.h"
 #include "services/program_midi.h"
 #include "services/settings.h"
+#include "services/window_counters.h"
 #include "services/window_places.h"
 #include "ui/midi_activity.h"
 #include "ui/window_base.h"
@@ -42,7 +44,7 @@ constexpr const char* kTabsKey = "Tabs";
 CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports, Simulation* simulation)
     : program_(program),
       simulation_(simulation),
-      windows_(new ChildWindows(program.windowPlaces(), this)),
+      windows_(new ChildWindows(program.windowPlaces(), program.windowCounters(), this)),
       menus_(new CommandMenus(menuBar(), this, [this] { return windows_->Active(); })),
       controlBar_(new ZKControlBar(program.paths().MainGetResourcePath(), this)),
       activity_(new MidiActivityDock(program.in(), program.out(), this)),
@@ -53,12 +55,10 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
   BuildBars();
   RegisterViewCommands();
   RegisterWindowCommands();
-  parts_ = std::make_unique<FrameParts>(
-      FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_});
+  parts_ = std::make_unique<FrameParts>(FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_});
   connect(windows_, &ChildWindows::Changed, menus_, &CommandMenus::Update);
-  connect(windows_, &ChildWindows::StatusMessage, statusBar(), [this](const QString& text) {
-    statusBar()->showMessage(text);
-  });
+  connect(windows_, &ChildWindows::StatusMessage, statusBar(),
+          [this](const QString& text) { statusBar()->showMessage(text); });
   connect(menus_, &CommandMenus::Updated, this, &CMainFrame::UpdateBars);
   portListener_ = program_.midiSide().AddPortListener([this](int changes) { PortsChanged(changes); });
   UpdateAppTitleBar();
@@ -94,12 +94,12 @@ void CMainFrame::RegisterViewCommands() {
                    {[&settings] { settings.MainApplicationControlBar(!settings.MainApplicationControlBar(-1)); },
                     {},
                     [&settings] { return settings.MainApplicationControlBar(-1) != 0; }});
-  menus_->Register(CommandId::ViewStatusBar, {[this] { statusBar()->setVisible(statusBar()->isHidden()); },
-                                              {},
-                                              [this] { return !statusBar()->isHidden(); }});
-  menus_->Register(CommandId::ViewMidiActivity, {[this] { activity_->setVisible(activity_->isHidden()); },
-                                                 {},
-                                                 [this] { return !activity_->isHidden(); }});
+  menus_->Register(
+      CommandId::ViewStatusBar,
+      {[this] { statusBar()->setVisible(statusBar()->isHidden()); }, {}, [this] { return !statusBar()->isHidden(); }});
+  menus_->Register(
+      CommandId::ViewMidiActivity,
+      {[this] { activity_->setVisible(activity_->isHidden()); }, {}, [this] { return !activity_->isHidden(); }});
 }
 
 void CMainFrame::RegisterWindowCommands() {
@@ -107,9 +107,8 @@ void CMainFrame::RegisterWindowCommands() {
   const auto free = [this, any] { return windows_->AsTabs() ? tr("The windows are shown as tabs.") : any(); };
   menus_->Register(CommandId::WindowCascade, {[this] { windows_->Cascade(); }, free});
   menus_->Register(CommandId::WindowTile, {[this] { windows_->Tile(); }, free});
-  menus_->Register(CommandId::WindowTabbed, {[this] { windows_->ShowAsTabs(!windows_->AsTabs()); },
-                                             {},
-                                             [this] { return windows_->AsTabs(); }});
+  menus_->Register(CommandId::WindowTabbed,
+                   {[this] { windows_->ShowAsTabs(!windows_->AsTabs()); }, {}, [this] { return windows_->AsTabs(); }});
   menus_->Register(CommandId::WindowNext, {[this] { windows_->Next(); }, any});
   menus_->Register(CommandId::WindowCloseAll, {[this] { windows_->CloseAll(); }, any});
   QMenu* menu = menus_->Menu(MenuId::Window);

@@ -6,7 +6,13 @@
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
+#include "midi/port_system.h"
+#include "platform/prompts.h"
+#include "script/transfer_engine.h"
+#include "services/paths.h"
 #include "services/program.h"
+#include "services/program_midi.h"
+#include "services/settings.h"
 #include "ui/port_dialogs.h"
 #include "ui/window_base.h"
 

@@ -2,6 +2,9 @@
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
+#include "midi/port_system.h"
+#include "platform/clock.h"
+#include "platform/prompts.h"
 #include "services/program.h"
 #include "tools/monitor_registry.h"
 #include "tools/ui/graphic_monitor.h"

@@ -9,7 +9,10 @@
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
+#include "platform/prompts.h"
+#include "services/paths.h"
 #include "services/program.h"
+#include "services/settings.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -24,7 +27,7 @@ constexpr int kMostCategories = 32;
 OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : frame_(frame), midi_(midi) {
   Settings& settings = frame_.program.settings();
   frame_.menus.Register(CommandId::OptionsPreferences,
-                        {[this] { MainSetProperties(&frame_.window, frame_.program, *this); }});
+                        {[this] { MainSetProperties(&frame_.window, frame_.program.basics(), *this); }});
   frame_.menus.Register(CommandId::OptionsAudition, {[&settings] { settings.MainAudition(!settings.MainAudition(-1)); },
                                                      {},
                                                      [&settings] { return settings.MainAudition(-1) != 0; }});

@@ -12,8 +12,13 @@
 #include "app/midi_commands.h"
 #include "app/window_transfers.h"
 #include "data/patch_names.h"
+#include "midi/port_system.h"
 #include "platform/atomic_file.h"
+#include "platform/clock.h"
 #include "platform/log.h"
+#include "platform/prompts.h"
+#include "script/transfer_engine.h"
+#include "services/paths.h"
 #include "services/program.h"
 #include "studio/studio_document.h"
 #include "ui/document_window.h"
@@ -139,9 +144,8 @@ bool QuitSequence::WaitForOutput() {
 
 void QuitSequence::KeepUnsaved(DocumentWindow* window, const std::string& folder, const std::string& ending) {
   if (window->document().IsBusy()) window->GiveUpWork();
-  const std::string file =
-      folder + "/" + FixInvalidFilenameCharacters(window->document().Title()) + " " + ending + "." +
-      window->document().Extension();
+  const std::string file = folder + "/" + FixInvalidFilenameCharacters(window->document().Title()) + " " + ending +
+                           "." + window->document().Extension();
   Result kept = MakeFolders(folder);
   if (kept.ok()) kept = window->document().SaveCopy(file);
   MonitorMsg("%s", kept.ok() ? ("Unsaved changes were kept as " + file).c_str() : kept.text.c_str());

@@ -6,6 +6,7 @@
 
 #include "app/command_menus.h"
 #include "platform/log.h"
+#include "services/paths.h"
 #include "services/program.h"
 #include "ui/qt_text.h"
 

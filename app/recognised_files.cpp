@@ -7,7 +7,9 @@
 #include "app/studio_commands.h"
 #include "document/document_registry.h"
 #include "platform/atomic_file.h"
+#include "platform/prompts.h"
 #include "services/program.h"
+#include "services/settings.h"
 #include "studio/new_data.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
@@ -46,9 +48,10 @@ bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
     OpenPieces(path, recognition);
     return true;
   }
-  NewData made = DrvAddNewDataFile(frame_.studio, frame_.prompts(), &frame_.program.settings(),
-                                   midiFile ? NewDataKind::MidiFile : NewDataKind::SysEx, studio_.SelectedDriver(),
-                                   path, [this](const std::vector<std::string>& choices) { return ChooseDriver(choices); });
+  NewData made =
+      DrvAddNewDataFile(frame_.studio, frame_.prompts(), &frame_.program.settings(),
+                        midiFile ? NewDataKind::MidiFile : NewDataKind::SysEx, studio_.SelectedDriver(), path,
+                        [this](const std::vector<std::string>& choices) { return ChooseDriver(choices); });
   if (made.state == NewData::State::NoDriver) {
     if (!midiFile) return files_.OpenDocument(path) != nullptr;
     frame_.prompts().Say("File Error", path + "\n\nNone of the studio's instruments knows this data.");

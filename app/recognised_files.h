@@ -12,9 +12,9 @@ class FileOpening;
 class StudioCommands;
 struct Recognition;
 
-// Files whose bytes the studio's instruments know: SysEx, Standard MIDI Files.  What they know is opened piece by piece;
-// else the file may be new data of the selected driver or of one whose size fits.  Without a studio SysEx is shown as it
-// is.
+// Files whose bytes the studio's instruments know: SysEx, Standard MIDI Files.  What they know is opened piece by
+// piece; else the file may be new data of the selected driver or of one whose size fits.  Without a studio SysEx is
+// shown as it is.
 class RecognisedFiles final {
  public:
   // Registers itself for these kinds.  All of it must outlive this.

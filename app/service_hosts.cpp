@@ -4,6 +4,7 @@
 #include <QTimer>
 #include <memory>
 
+#include "app/command_menus.h"
 #include "app/desktop_files.h"
 #include "app/file_opening.h"
 #include "app/first_steps.h"
@@ -27,6 +28,7 @@ ServiceHosts::ServiceHosts(const FrameContext& frame, const Parts& parts) : fram
   window.transmitFile = [this](const std::string& path, int port) {
     return parts_.transfers.files().TransmitFile(path, port);
   };
+  window.openUpdateDialog = [this] { frame_.menus.Run(CommandId::HelpUpdates); };
   frame_.program.mainWindow().SetWindow(std::move(window));
 }
 

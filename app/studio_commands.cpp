@@ -10,8 +10,11 @@
 #include "app/document_windows.h"
 #include "app/simulation.h"
 #include "bank/bank_document.h"
+#include "platform/prompts.h"
 #include "platform/text.h"
+#include "services/paths.h"
 #include "services/program.h"
+#include "services/settings.h"
 #include "studio/ui/studio_window.h"
 #include "ui/instrument_window.h"
 #include "ui/qt_text.h"
@@ -78,6 +81,10 @@ std::string StudioCommands::ResourceFolder() {
 
 std::string StudioCommands::PreferencesIni() {
   return frame_.program.paths().MainGetPreferencesIni();
+}
+
+const WindowCounters* StudioCommands::windowCounters() {
+  return &frame_.program.windowCounters();
 }
 
 const AutoConfigServices* StudioCommands::autoConfig() {

@@ -57,6 +57,7 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   Settings& settings() override;
   std::string ResourceFolder() override;
   std::string PreferencesIni() override;
+  const WindowCounters* windowCounters() override;
   const AutoConfigServices* autoConfig() override;
 
  private:

@@ -21,6 +21,7 @@ namespace tonalith {
 
 class IniFile;
 class Settings;
+class WindowCounters;
 
 // The folders the studio works with.
 struct StudioPaths {
@@ -169,7 +170,8 @@ enum class DriverParm { DefaultPatch = 0, SysExChannel = 1, MidiChannel = 2, InP
 // What the configuration report tells about the program around the studio.
 struct StudioReportFacts {
   std::string programPath;
-  int kernel[3] = {};  // version of the system
+  int kernel[3] = {};                      // version of the system
+  const WindowCounters* windows = nullptr;  // null: no windows were created
   // The version of the running kernel.
   static StudioReportFacts OfThisMachine(const std::string& programPath);
 };

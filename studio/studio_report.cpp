@@ -157,7 +157,7 @@ void ZKStudioDoc::SetupInformation(std::ostream& out, const StudioReportFacts& f
   WritePreferences(out, settings_);
   out << "Stats\n-----\n";
   for (const auto& [kind, words] : WindowCounters::kKinds)
-    out << words << ": " << WindowCounters::Instance().Created(kind) << "\n";
+    out << words << ": " << (facts.windows ? facts.windows->Created(kind) : 0) << "\n";
   out << "\n\n";
 }
 

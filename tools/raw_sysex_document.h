@@ -15,7 +15,7 @@ class ZKStudioDoc;
 struct SysExName {
   std::size_t offset = 0;
   std::size_t length = 0;
-  std::string text;  // instrument and data type, UTF-8
+  std::string text;      // instrument and data type, UTF-8
   bool damaged = false;  // its checksum is wrong
 };
 // The pieces that instruments of the studio know, by offset.

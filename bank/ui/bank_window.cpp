@@ -7,7 +7,6 @@
 #include <QVBoxLayout>
 
 #include "bank/ui/bank_list.h"
-#include "services/window_counters.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -22,7 +21,6 @@ ZKBankDoc& BankOf(Document& document) {
 
 TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QWidget* parent)
     : InstrumentWindow(std::move(document), context, parent), bank_(BankOf(DocumentWindow::document())) {
-  WindowCounters::Instance().Count("Bank Editor");
   context.UpdateFromStudio(dataFile());
   auto* column = new QVBoxLayout(this);
   BuildHeading(column);

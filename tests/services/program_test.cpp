@@ -6,11 +6,20 @@
 #include <thread>
 #include <vector>
 
+#include "data/container.h"
 #include "midi/backends/virtual_backend.h"
+#include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
+#include "script/transfer_engine.h"
 #include "services/command_line.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/registry.h"
+#include "services/script_bridge.h"
+#include "services/single_instance.h"
 #include "services/start_stop.h"
+#include "services/window_places.h"
 #include "services/zkbasics.h"
 
 namespace tonalith {
@@ -36,16 +45,16 @@ class Recorder final : public StartStopHost, public DocumentsHost, public Studio
  public:
   bool InitialiseFramework() override { return Note("framework"); }
   void ZKEditInit() override { Note("edit init"); }
-  std::unique_ptr<ZKBasics> AllocZKBasics(const CommandLine& line) override {
+  std::unique_ptr<Program> AllocZKBasics(const CommandLine& line) override {
     Note("services");
     if (refuseServices) return nullptr;
-    auto basics = std::make_unique<ZKBasics>(line.MakeFolders(), SystemClock(), prompts, dispatcher);
-    basics->SetDocuments(this);
-    basics->SetStudio(this);
-    return basics;
+    auto program = std::make_unique<Program>(line.MakeFolders(), SystemClock(), prompts, dispatcher);
+    program->SetDocuments(this);
+    program->SetStudio(this);
+    return program;
   }
   void ZKMonInitialize() override { Note("monitor"); }
-  bool CreateMainFrame(ZKBasics&) override { return Note("frame") && !refuseFrame; }
+  bool CreateMainFrame(Program&) override { return Note("frame") && !refuseFrame; }
   void SetManuals(const std::vector<Manual>& list, bool menu) override {
     Note("manuals " + std::to_string(list.size()) + (menu ? " menu" : ""));
   }
@@ -102,7 +111,7 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
   {
     StartStop program(host, CommandLine::Parse({"--config-root", root_, "/x/one.PVS", "/x/two.syx"}));
     ASSERT_TRUE(program.InitInstance());
-    const Paths& paths = program.basics()->paths();
+    const Paths& paths = program.program()->paths();
     for (const std::string& folder :
          {paths.MainGetPreferencesPath(), paths.MainGetApplicationSupportPath(), paths.MainGetInstrPath(),
           paths.MainGetDataPath() + "/Collections", paths.MainGetDataPath() + "/OSC"}) {
@@ -110,10 +119,10 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
       EXPECT_EQ(folder.compare(0, root_.size(), root_), 0) << folder;
     }
     EXPECT_TRUE(FileExists(paths.MainGetApplicationSupportPath() + "/ZKKeys.ini"));
-    EXPECT_EQ(program.basics()->mainGetKey("Data Path(32)"), paths.MainGetDataPath());
-    EXPECT_EQ(program.basics()->out().GlobalMidiDelay(), 200u);
+    EXPECT_EQ(program.program()->registry().mainGetKey("Data Path(32)"), paths.MainGetDataPath());
+    EXPECT_EQ(program.program()->out().GlobalMidiDelay(), 200u);
     char small[6];
-    program.basics()->MainGetApplicationName(small, sizeof small);
+    program.program()->basics().MainGetApplicationName(small, sizeof small);
     EXPECT_STREQ(small, "Tonal");
     program.ExitInstance();
     EXPECT_EQ(GetPrivateProfileString("Preferences", "ExtendedMode", "-", Path("config/Corvane/Tonalith/v13/ZK.ini")),
@@ -129,7 +138,7 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
   host.notes.clear();
   StartStop again(host, CommandLine::Parse({"--config-root", root_}));
   ASSERT_TRUE(again.InitInstance());
-  EXPECT_EQ(host.notes.back(), "desktop " + again.basics()->paths().DefaultDesktopFile());
+  EXPECT_EQ(host.notes.back(), "desktop " + again.program()->paths().DefaultDesktopFile());
 }
 
 TEST_F(ProgramTest, DebugModeShowsTheStepsAndRefusalsEndTheStart) {
@@ -165,14 +174,16 @@ TEST_F(ProgramTest, RecordedFoldersAreUsedWhenTheyCanBe) {
   Dispatcher dispatcher;
   const Folders folders = Folders::Below(root_);
   {
-    ZKBasics basics(folders, SystemClock(), prompts, dispatcher);
+    Program program(folders, SystemClock(), prompts, dispatcher);
+    ZKBasics& basics = program.basics();
     basics.ConfigBasics();
     basics.MainSetInstrPath(Path("my instruments"));
     ASSERT_TRUE(WriteFileAtomically(Path("file"), "x"));
     basics.SetRegistry("Data Path(32)", Path("file/below"));
     basics.SetRegistry("Key", "value", true);
   }
-  ZKBasics basics(folders, SystemClock(), prompts, dispatcher);
+  Program program(folders, SystemClock(), prompts, dispatcher);
+  ZKBasics& basics = program.basics();
   basics.ConfigBasics();
   EXPECT_EQ(basics.paths().MainGetInstrPath(), Path("my instruments"));
   EXPECT_EQ(basics.paths().MainGetDataPath(), Path("Documents/Corvane/Tonalith"));
@@ -198,7 +209,8 @@ TEST_F(ProgramTest, UnwritableRegistryIsShown) {
 TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
   ScriptedPrompts prompts({});
   Dispatcher dispatcher;
-  ZKBasics basics(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  ZKBasics& basics = program.basics();
   basics.ConfigBasics();
   basics.LoadConfig();
   ScriptServices& services = basics.scripts();
@@ -251,7 +263,8 @@ TEST_F(ProgramTest, UnpluggedCablesEndTransfersAndAreToldOnTheMainThread) {
   auto backend = std::make_shared<VirtualBackend>(SystemClock());
   auto first = backend->CreateEndpoint("First");
   auto second = backend->CreateEndpoint("Second");
-  ZKBasics basics(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  ZKBasics& basics = program.basics();
   basics.midi().AddBackend(backend);
   basics.ConfigBasics();
   basics.LoadConfig();

@@ -399,9 +399,9 @@ TEST_F(Engine, RendersInsteadOfSending) {
   EXPECT_TRUE(peer->Heard().empty());
   // Recording belongs to one thread.
   Event* list = nullptr;
-  SetFirstEvent(true, &list);
+  services->SetFirstEvent(true, &list);
   EXPECT_EQ(engine->MidiSendDataFile(df.get(), 0, 0, nullptr), 20);
-  SetFirstEvent(false, nullptr);
+  services->SetFirstEvent(false, nullptr);
   ASSERT_NE(list, nullptr);
   FreeEventList(list);
 }

@@ -99,8 +99,7 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
   auto* column = new QVBoxLayout(this);
   const int count = model_->rowCount();
   const std::size_t size = bytes().bytes().size();
-  QString heading =
-      count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
+  QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
   if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
   column->addWidget(new QLabel(heading, this));
   BuildTools(column);

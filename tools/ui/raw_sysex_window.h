@@ -37,9 +37,7 @@ class RawSysExModel final : public QAbstractTableModel {
   int columnCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
-  const RawSysExDocument::Message& RowAt(int row) const {
-    return document_.messages()[static_cast<std::size_t>(row)];
-  }
+  const RawSysExDocument::Message& RowAt(int row) const { return document_.messages()[static_cast<std::size_t>(row)]; }
 
  private:
   QString NameOf(const RawSysExDocument::Message& message) const;
