@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMdiArea>
 #include <QObject>
 #include <QPointer>
 #include <cstdint>
@@ -7,7 +8,6 @@
 #include <vector>
 
 class QAction;
-class QMdiArea;
 class QMdiSubWindow;
 class QMenu;
 class QWidget;

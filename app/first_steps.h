@@ -3,11 +3,11 @@
 #include <QObject>
 #include <QPointer>
 
+#include "app/first_start.h"
 #include "app/frame_context.h"
 
 namespace tonalith {
 
-class FirstStartPage;
 class StudioCommands;
 
 // When the page of the first start is shown, and what its buttons do.

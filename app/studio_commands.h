@@ -9,13 +9,13 @@
 
 #include "app/frame_context.h"
 #include "studio/ui/studio_host.h"
+#include "studio/ui/studio_window.h"
 
 namespace tonalith {
 
 class AutoSenseSearch;
 class DocumentWindows;
 class InstrumentWindow;
-class TZKDrvLst;
 class ZKDrvList;
 
 // The studio's window and what is done from it: new data of an instrument, modules, the studio file.

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QWidget>
 #include <string>
 #include <vector>
 
@@ -9,7 +10,6 @@
 #include "services/transfer_desk.h"
 #include "services/transfer_files.h"
 
-class QWidget;
 
 namespace tonalith {
 

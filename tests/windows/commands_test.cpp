@@ -64,7 +64,7 @@ TEST_F(CommandsTest, EveryRowOfTheTableIsAnEntryWithItsOwnShortcut) {
 
 TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
   Start();
-  auto* tree = frame().ShowStudio()->tree();
+  auto* tree = parts().studio.Show()->tree();
   tree->setCurrentItem(tree->topLevelItem(0));
   std::set<CommandId> ofStudio = {CommandId::FilePrint, CommandId::FileSave, CommandId::FileSaveAs};
   EXPECT_EQ(Enabled(), ofStudio);

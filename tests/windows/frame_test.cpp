@@ -72,7 +72,7 @@ TEST_F(FrameTest, QuittingWhileSendingAsks) {
   TZKBank* bank = Open("Yamaha DX7", "Voice", true);
   program_->basics()->midi().out().GetMidiOutPort(bank->document().synth().midiOutPort)->SetSpeed(60);
   frame().RunCommand(CommandId::MidiTransmit);
-  ASSERT_TRUE(WaitFor([this] { return frame().TransmitWindowOpen(); }));
+  ASSERT_TRUE(WaitFor([this] { return parts().transfers.TransmitWindowOpen(); }));
   EXPECT_FALSE(frame().close());
   EXPECT_TRUE(bank->document().IsBusy()) << "Cancel goes on sending";
   EXPECT_TRUE(frame().close()) << "Stop ends it: " << LogText();
@@ -125,7 +125,7 @@ TEST_F(FrameTest, ASecondProcessHandsItsFilesOver) {
 TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
   Start();
   MakeFiles();
-  frame().OpenFile(Path("two.dat"), 0);
+  parts().files.OpenFile(Path("two.dat"), 0);
   frame().resize(640, 560);
   frame().RunCommand(CommandId::ViewMidiActivity);
   frame().ActionOf(CommandId::ViewMidiActivity)->setChecked(true);
@@ -137,7 +137,7 @@ TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
   })) << "ports that were there at the start are shown";
   ZKDrvList* instrument = program_->studio()->FindInstrument("k4");
   instrument->SetMidiChannel(8);
-  frame().StudioEdited();
+  parts().studio.StudioEdited();
   EXPECT_TRUE(frame().close());
   Stop();
   Start();
@@ -154,13 +154,13 @@ TEST_F(FrameTest, AModuleInstalledAgainKeepsTheSettingsOfItsInstrument) {
   const std::size_t count = program_->studio()->instruments().size();
   ZKDrvList* k4 = program_->studio()->FindInstrument("k4");
   k4->SetSysExChannel(5);
-  EXPECT_TRUE(frame().OpenFile(TONALITH_BINARY_DIR "/share/tonalith/modules/kawai-k4.pvz", 0)) << LogText();
+  EXPECT_TRUE(parts().files.OpenFile(TONALITH_BINARY_DIR "/share/tonalith/modules/kawai-k4.pvz", 0)) << LogText();
   EXPECT_EQ(program_->studio()->instruments().size(), count);
   k4 = program_->studio()->FindInstrument("k4");
   ASSERT_NE(k4, nullptr);
   EXPECT_EQ(k4->sysExChannel, 5);
   EXPECT_EQ(k4->inPortName, "Simulated Kawai K4");
-  EXPECT_EQ(frame().ShowStudio()->tree()->CurrentNode(), k4);
+  EXPECT_EQ(parts().studio.Show()->tree()->CurrentNode(), k4);
 }
 
 TEST(CancelTransmitDialog, AnswersOnlyWithPortsSelected) {

@@ -58,7 +58,7 @@ class MainFrameTest : public ProgramFixture {
     return sent_;
   }
   void CloseStudio() {
-    frame().ShowStudio()->CloseVerified();
+    parts().studio.Show()->CloseVerified();
     ASSERT_TRUE(WaitFor([this] { return frame().Children().empty(); }));
   }
   bool Logged(const std::string& part) const { return LogText().find(part) != std::string::npos; }
@@ -142,12 +142,12 @@ TEST_F(MainFrameTest, AuditionNotesGoToTheInstrumentAndEnd) {
 
 TEST_F(MainFrameTest, ApplicationVariablesAnswerByNumber) {
   Start();
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 5, 0), -1);
-  frame().SendMessage(FrameMessage::SetAppVar, 1, 77);
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 1, 0), 77);
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVarGUID, 0, 0), 2);
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 2, 0), 0);
-  EXPECT_EQ(frame().SendMessage(static_cast<FrameMessage>(0x1234), 0, 0), 0);
+  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 5, 0), -1);
+  program_->program()->mainWindow().SendMessage(MainWindowMessage::SetAppVar, 1, 77);
+  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 1, 0), 77);
+  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVarGUID, 0, 0), 2);
+  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 2, 0), 0);
+  EXPECT_EQ(program_->program()->mainWindow().SendMessage(static_cast<MainWindowMessage>(0x1234), 0, 0), 0);
 }
 
 // ---- files ----------------------------------------------------------------------------------------------------------
@@ -204,7 +204,7 @@ TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
   for (const auto& row : rows) {
     Write(row.name, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
     const std::size_t before = program_->PromptLog().size();
-    EXPECT_FALSE(frame().OpenFile(Path(row.name), 0)) << row.name;
+    EXPECT_FALSE(parts().files.OpenFile(Path(row.name), 0)) << row.name;
     const auto log = program_->PromptLog();
     ASSERT_EQ(log.size(), before + (*row.sentence ? 1 : 0)) << row.name;
     if (*row.sentence) {
@@ -222,8 +222,8 @@ TEST_F(MainFrameTest, RawSysExIsListedSentAndSaved) {
   bytes.insert(bytes.end(), kMessage.begin(), kMessage.end());
   bytes.insert(bytes.end(), {0xF0, 0x43, 9});
   Write("raw.syx", bytes);
-  ASSERT_TRUE(frame().OpenFile(Path("raw.syx"), 0));
-  ASSERT_TRUE(frame().OpenFile(Path("raw.syx"), 0)) << "a second time brings it to the front";
+  ASSERT_TRUE(parts().files.OpenFile(Path("raw.syx"), 0));
+  ASSERT_TRUE(parts().files.OpenFile(Path("raw.syx"), 0)) << "a second time brings it to the front";
   ASSERT_EQ(frame().Children().size(), 1U);
   auto* window = qobject_cast<RawSysExWindow*>(frame().ActiveChild());
   ASSERT_NE(window, nullptr);
@@ -255,24 +255,24 @@ TEST_F(MainFrameTest, RawAndMidiFilesAreSent) {
   const SmfMessage messages[] = {{kMessage, 0}, {kMessage, 30}};
   Write("two.mid", WriteSmfSysEx(messages));
   Listen();
-  EXPECT_TRUE(frame().TransmitFile(Path("two.syx"), 2));
+  EXPECT_TRUE(parts().transfers.files().TransmitFile(Path("two.syx"), 2));
   EXPECT_TRUE(WaitFor([this] { return Sent() == std::vector<std::string>{"1:F07D010203F7", "1:F07D09F7"}; }));
-  EXPECT_TRUE(WaitFor([this] { return !frame().SendingFiles(); }));
+  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.files().Sending(); }));
   frame().ActionOf(CommandId::SendSysEx)->trigger();
   EXPECT_TRUE(Logged("Choose MIDIX File to Send?"));
   EXPECT_TRUE(Logged("File doesn't appear to contain valid MIDI data!"));
   const std::size_t asked = program_->PromptLog().size();
-  EXPECT_FALSE(frame().MidiXTransmit(Path("open.syx"), 1));
+  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("open.syx"), 1));
   EXPECT_EQ(program_->PromptLog().size(), asked + 1);
-  EXPECT_FALSE(frame().MidiXTransmit(Path("empty.syx"), 1));
-  EXPECT_FALSE(frame().MidiXTransmit(Path("missing.syx"), 1));
+  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("empty.syx"), 1));
+  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("missing.syx"), 1));
   EXPECT_EQ(program_->PromptLog().size(), asked + 1) << "an empty or unreadable file ends silently";
-  EXPECT_FALSE(frame().SMFTransmit(Path("two.syx"), 1));
+  EXPECT_FALSE(parts().transfers.files().SMFTransmit(Path("two.syx"), 1));
   EXPECT_TRUE(Logged("File Open Error!"));
   const int port = basics().out().MaxOutPorts();
-  EXPECT_FALSE(frame().MidiXTransmit(Path("two.syx"), port + 1));
+  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("two.syx"), port + 1));
   EXPECT_TRUE(Logged("There is no MIDI OUT port " + std::to_string(port + 1)));
-  EXPECT_TRUE(frame().SMFTransmit(Path("two.mid"), 1));
+  EXPECT_TRUE(parts().transfers.files().SMFTransmit(Path("two.mid"), 1));
   EXPECT_TRUE(WaitFor([this] { return !basics().out().GetMidiOutPort(0)->isBusy(); }));
   const auto sent = Sent();
   ASSERT_EQ(sent.size(), 4U);
@@ -294,8 +294,8 @@ TEST_F(MainFrameTest, MembersOfASetAreSentInOrderButNotTheInactiveOnes) {
   ASSERT_TRUE(WriteList(&bytes, list));
   Write("mine.PVS", bytes);
   Listen();
-  EXPECT_TRUE(frame().TransmitFile(Path("mine.PVS"), 1)) << LogText();
-  EXPECT_TRUE(WaitFor([this] { return !frame().SendingFiles(); }));
+  EXPECT_TRUE(parts().transfers.files().TransmitFile(Path("mine.PVS"), 1)) << LogText();
+  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.files().Sending(); }));
   EXPECT_EQ(Sent(), (std::vector<std::string>{"0:F07D01F7", "0:F07D03F7"}));
   EXPECT_TRUE(frame().statusBar()->currentMessage().contains(QStringLiteral("stayed out: 1")));
 }
@@ -307,7 +307,7 @@ TEST_F(MainFrameTest, QuittingWaitsForAFileOrStopsIt) {
   bytes.back() = 0xF7;
   Write("long.syx", bytes);
   basics().out().GetMidiOutPort(0)->SetSpeed(300);
-  ASSERT_TRUE(frame().MidiXTransmit(Path("long.syx"), 1));
+  ASSERT_TRUE(parts().transfers.files().MidiXTransmit(Path("long.syx"), 1));
   ASSERT_TRUE(WaitFor([this] { return basics().out().GetMidiOutPort(0)->isBusy(); }));
   EXPECT_FALSE(frame().close());
   EXPECT_TRUE(Logged("Exit | The application is currently sending MIDI data."));
@@ -328,13 +328,13 @@ TEST_F(MainFrameTest, PanicGoesOnBesidesAndCanBeCancelled) {
   const int ports = basics().out().MaxOutPorts();
   Listen();
   frame().ActionOf(CommandId::MidiPanic)->trigger();
-  EXPECT_TRUE(frame().panic()->Running()) << "the command returns at once";
+  EXPECT_TRUE(parts().midi.panic().Running()) << "the command returns at once";
   const auto controllers = static_cast<std::size_t>(ports) * 16;
   ASSERT_TRUE(WaitFor([&] { return Sent().size() > controllers + 130; }, 10000));
   auto* note = frame().findChild<QProgressDialog*>();
   ASSERT_NE(note, nullptr);
   ClickMouse(note->findChild<QPushButton*>());
-  EXPECT_FALSE(frame().panic()->Running());
+  EXPECT_FALSE(parts().midi.panic().Running());
   const auto sent = Sent();
   for (std::size_t i = 0; i < controllers; ++i) {
     char expected[32];
@@ -378,12 +378,12 @@ TEST_F(MainFrameTest, ADesktopNeverClosesUnsavedWorkUnasked) {
   TZKBank* bank = Open("k4", "Single", true);
   ASSERT_TRUE(bank->document().IsModified());
   Write("damaged.PVW", {'P', 'V', 'D', 'T', 0, 0, 0, 1, 0, 0, 2, 12, 1, 2, 3});
-  EXPECT_FALSE(frame().OpenFile(Path("damaged.PVW"), 0));
+  EXPECT_FALSE(parts().files.OpenFile(Path("damaged.PVW"), 0));
   EXPECT_EQ(frame().Children().size(), 2U);
   Write("empty.PVW", WriteDesktop({}));
-  EXPECT_FALSE(frame().OpenFile(Path("empty.PVW"), 0)) << "the question was cancelled";
+  EXPECT_FALSE(parts().files.OpenFile(Path("empty.PVW"), 0)) << "the question was cancelled";
   EXPECT_EQ(frame().Children().size(), 2U);
-  EXPECT_TRUE(frame().OpenFile(Path("empty.PVW"), 0));
+  EXPECT_TRUE(parts().files.OpenFile(Path("empty.PVW"), 0));
   EXPECT_TRUE(WaitFor([this] { return frame().Children().empty(); }));
   const auto log = program_->PromptLog();
   EXPECT_EQ(std::count_if(log.begin(), log.end(),
@@ -405,7 +405,7 @@ TEST_F(MainFrameTest, ADesktopOpensDataAndNothingElse) {
                                         {0, 0, 10, 10, "", "", 4711}};
   Write("raw.syx", kMessage);
   Write("evil.PVW", WriteDesktop(windows));
-  EXPECT_TRUE(frame().OpenFile(Path("evil.PVW"), 0));
+  EXPECT_TRUE(parts().files.OpenFile(Path("evil.PVW"), 0));
   EXPECT_TRUE(Sent().empty());
   std::string kinds;
   for (ZKWindow* child : frame().Children()) kinds += std::to_string(static_cast<int>(child->TypeCode())) + " ";
