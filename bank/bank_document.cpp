@@ -6,6 +6,7 @@
 
 #include "data/container.h"
 #include "data/patch_names.h"
+#include "platform/log.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -159,6 +160,16 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
   // Every buffer is taken over while the record itself, which others may point to, stays where it is.
   std::swap(*dataFile_, *read);
   return Result::Success();
+}
+
+std::string ZKBankDoc::CannotRead(const std::string& path, const std::string& reason) const {
+  DebugLog("%s", reason.c_str());
+  return "The file " + path + " could not be read.";
+}
+
+std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& reason) const {
+  DebugLog("%s", reason.c_str());
+  return "The file " + path + " could not be written; the former file was left as it is.";
 }
 
 // A record says where its file is; the copy that is written already names the new place.

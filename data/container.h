@@ -12,6 +12,7 @@
 
 #include "data/data_records.h"
 #include "platform/file_stamp.h"
+#include "platform/result.h"
 
 namespace tonalith {
 
@@ -177,14 +178,17 @@ bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
 
 // --- Files -----------------------------------------------------------------------------------------------------------
 
-// The one way to read and to replace a file, for every kind.
+// The one way to read and to replace a file, for every kind.  The code of a failure is a DiskCode, its text says why.
 
-// Reads a whole file of at most kMaxContainerSize bytes.  0, 1 (cannot be opened) or 2.  `stamp` (may be null) receives
-// what tells the file that was read from a later one.
-int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp = nullptr);
-// Replaces a file as a whole; the former file stays when anything fails.  0, 7 or 8.  `stamp` (may be null) receives
+// Reads a whole file of at most kMaxContainerSize bytes.  Code 1 (cannot be opened) or 2.  `stamp` (may be null)
+// receives what tells the file that was read from a later one.
+Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp = nullptr);
+// Replaces a file as a whole; the former file stays when anything fails.  Code 7 or 8.  `stamp` (may be null) receives
 // that of the new file.
-int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp = nullptr);
+Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp = nullptr);
+// The same for callers that go by the code; the reason goes to the log.
+int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes);
+int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 // Disk operations as the documents use them: they remember a base directory (the process's own is never changed) and
 // report results through the hooks.  Used on the user-interface thread or with one object a thread.

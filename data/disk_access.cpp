@@ -97,30 +97,38 @@ const char* DiskErrorText(int code) {
   }
 }
 
-int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp) {
+Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp) {
   // Noted first: a change while the file is read counts as a later one.
   if (stamp) *stamp = StampOf(path);
-  const Result result = ReadWholeFile(path, *bytes, static_cast<std::size_t>(kMaxContainerSize));
-  if (result.ok()) return kDiskOk;
-  DebugLog("%s", result.text.c_str());
-  return result.code == kFileMissing || result.code == kFileDenied ? kDiskNotFound : kDiskReadError;
+  Result result = ReadWholeFile(path, *bytes, static_cast<std::size_t>(kMaxContainerSize));
+  if (!result.ok()) {
+    const bool missing = result.code == kFileMissing || result.code == kFileDenied;
+    result.code = missing ? kDiskNotFound : kDiskReadError;
+  }
+  return result;
 }
 
-int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp) {
+Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp) {
   AtomicFile file;
   Result result = file.Open(path);
-  if (!result.ok()) {
-    DebugLog("%s", result.text.c_str());
-    return kDiskCreateError;
-  }
+  if (!result.ok()) return Result::Failure(result.text, kDiskCreateError);
   result = file.Write(bytes);
   if (result.ok()) result = file.Commit();
-  if (result.ok()) {
-    if (stamp) *stamp = StampOf(path);
-    return kDiskOk;
-  }
-  DebugLog("%s", result.text.c_str());
-  return kDiskWriteError;
+  if (!result.ok()) return Result::Failure(result.text, kDiskWriteError);
+  if (stamp) *stamp = StampOf(path);
+  return result;
+}
+
+int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes) {
+  const Result result = LoadDiskFile(path, bytes);
+  if (!result.ok()) DebugLog("%s", result.text.c_str());
+  return result.code;
+}
+
+int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes) {
+  const Result result = SaveDiskFile(path, bytes);
+  if (!result.ok()) DebugLog("%s", result.text.c_str());
+  return result.code;
 }
 
 DiskAccess::DiskAccess(DiskHooks* hooks) : hooks_(hooks ? hooks : &DefaultHooks()) {}

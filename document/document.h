@@ -133,9 +133,9 @@ class Document {
   virtual Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) = 0;
   // The file `path` holds the content now.
   virtual void FileWritten(const std::string& /*path*/) {}
-  // Texts of failures.
-  virtual std::string CannotRead(const std::string& path) const;
-  virtual std::string CannotWrite(const std::string& path) const;
+  // The sentence for a file that could not be read or written, from the sentence that says why.
+  virtual std::string CannotRead(const std::string& path, const std::string& reason) const;
+  virtual std::string CannotWrite(const std::string& path, const std::string& reason) const;
 
   // Content was changed by other means than the history.
   void MarkChanged();
