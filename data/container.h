@@ -173,6 +173,13 @@ void WriteFormSection(std::vector<std::uint8_t>* out, std::uint32_t id, const vo
 bool DiskWriteForm(std::vector<std::uint8_t>* out, const DataFile& dataFile,
                    WriteBuffers buffers = WriteBuffers::kSkipEmpty, std::uint32_t formId = ChunkId("FORM"),
                    std::uint32_t formType = ChunkId("BANK"));
+// The same with another name of the record's own file (UTF-8): the record takes that name (SetFileName) once the file
+// is written.
+bool DiskWriteFormAs(std::vector<std::uint8_t>* out, const DataFile& dataFile, std::string_view fileName);
+// Whether the record has a buffer for the name of its file that is large enough and of even size.
+bool KeepsFileName(const DataFile& dataFile);
+// Gives the record the name of its file, cut between characters to what it holds.
+void SetFileName(DataFile* dataFile, std::string_view fileName);
 // Appends a whole LIST.  False as above.
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
 
