@@ -131,6 +131,7 @@ Result Document::Save(const std::string& path, SaveOptions options) {
 }
 
 Result Document::SaveCopy(const std::string& path) {
+  if (path == path_) return Save(path);
   if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
   std::vector<std::uint8_t> bytes;
   if (Result written = WriteBytes(path, &bytes); !written.ok()) return written;
@@ -167,9 +168,11 @@ void Document::RemoveAutosave() {
 }
 
 Result Document::Recover(RecoveryFolder& folder, const RecoverableFile& file) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
   RecoverableFile about;
   std::vector<std::uint8_t> content;
   if (Result read = RecoveryFolder::Read(file.file, &about, &content); !read.ok()) return read;
+  if (about.kind != Kind()) return Result::Failure("The file " + file.file + " is of another kind.", kDiskNotOurs);
   if (Result taken = TakeBytes(content, about.path); !taken.ok()) return taken;
   history_.MarkUnsaved();
   path_ = about.path;

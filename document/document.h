@@ -102,7 +102,7 @@ class Document {
   // the record says about its file, the mark of the saved state.  The former file stays when anything fails.
   Result Save(const std::string& path, SaveOptions options);
   Result Save(const std::string& path = {}) { return Save(path, SaveOptions{}); }
-  // Writes another file; the document keeps its own path and stays as modified as it was.
+  // Writes another file; the document keeps its own path and stays as modified as it was.  Its own path: as Save.
   Result SaveCopy(const std::string& path);
   // Somebody else has replaced or changed the file since it was read or saved.  A file that is gone counts as the same:
   // there is nothing that saving would destroy.
