@@ -6,6 +6,7 @@
 
 #include "data/container.h"
 #include "data/patch_names.h"
+#include "platform/log.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -161,26 +162,23 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
   return Result::Success();
 }
 
-// A record says where its file is; the copy that is written already names the new place.
+std::string ZKBankDoc::CannotRead(const std::string& path, const std::string& reason) const {
+  DebugLog("%s", reason.c_str());
+  return "The file " + path + " could not be read.";
+}
+
+std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& reason) const {
+  DebugLog("%s", reason.c_str());
+  return "The file " + path + " could not be written; the former file was left as it is.";
+}
+
 Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {
-  DataFile copy = *dataFile_;
-  std::vector<char> name(std::max(copy.fileNameSize, kFileNameSize) + kBufferSlack);
-  if (!path.empty()) {
-    if (copy.fileName) std::copy_n(copy.fileName, copy.fileNameSize, name.begin());
-    CopyText(name.data(), kFileNameSize, CutUtf8(path, kFileNameSize - 1));
-    copy.fileName = name.data();
-    copy.fileNameSize = std::max(copy.fileNameSize, kFileNameSize);
-  }
-  if (!DiskWriteForm(bytes, copy)) return Result::Failure("This data cannot be written as a file.");
-  return Result::Success();
+  const bool written = path.empty() ? DiskWriteForm(bytes, *dataFile_) : DiskWriteFormAs(bytes, *dataFile_, path);
+  return written ? Result::Success() : Result::Failure("This data cannot be written as a file.");
 }
 
 void ZKBankDoc::FileWritten(const std::string& path) {
-  if (!dataFile_->fileName || dataFile_->fileNameSize < kFileNameSize) {
-    FreeChunk(dataFile_->fileName, dataFile_->fileNameSize);
-    AllocChunk(&dataFile_->fileName, &dataFile_->fileNameSize, kFileNameSize);
-  }
-  if (dataFile_->fileName) CopyText(dataFile_->fileName, kFileNameSize, CutUtf8(path, kFileNameSize - 1));
+  SetFileName(dataFile_.get(), path);
 }
 
 }  // namespace tonalith

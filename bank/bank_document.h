@@ -72,6 +72,8 @@ class ZKBankDoc : public Document {
   Result WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) override;
   Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) override;
   void FileWritten(const std::string& path) override;
+  std::string CannotRead(const std::string& path, const std::string& reason) const override;
+  std::string CannotWrite(const std::string& path, const std::string& reason) const override;
 
  private:
   DataFilePtr dataFile_;

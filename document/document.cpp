@@ -71,12 +71,12 @@ Result Document::Redo() {
 
 // ---- files ----------------------------------------------------------------------------------------------------------
 
-std::string Document::CannotRead(const std::string& path) const {
-  return "The file " + path + " could not be read.";
+std::string Document::CannotRead(const std::string& /*path*/, const std::string& reason) const {
+  return reason;
 }
 
-std::string Document::CannotWrite(const std::string& path) const {
-  return "The file " + path + " could not be written; the former file was left as it is.";
+std::string Document::CannotWrite(const std::string& /*path*/, const std::string& reason) const {
+  return reason;
 }
 
 Result Document::TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
@@ -89,8 +89,8 @@ Result Document::Load(const std::string& path) {
   if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
   std::vector<std::uint8_t> bytes;
   FileStamp stamp;
-  if (const int code = DiskLoadFile(path, &bytes, &stamp); code != kDiskOk) {
-    return Result::Failure(CannotRead(path), code);
+  if (const Result read = LoadDiskFile(path, &bytes, &stamp); !read.ok()) {
+    return Result::Failure(CannotRead(path, read.text), read.code);
   }
   if (Result taken = TakeBytes(bytes, path); !taken.ok()) return taken;
   path_ = path;
@@ -117,8 +117,8 @@ Result Document::Save(const std::string& path, SaveOptions options) {
   std::vector<std::uint8_t> bytes;
   if (Result written = WriteBytes(target, &bytes); !written.ok()) return written;
   FileStamp stamp;
-  if (const int code = DiskSaveFile(target, bytes, &stamp); code != kDiskOk) {
-    return Result::Failure(CannotWrite(target), code);
+  if (const Result saved = SaveDiskFile(target, bytes, &stamp); !saved.ok()) {
+    return Result::Failure(CannotWrite(target, saved.text), saved.code);
   }
   path_ = target;
   stamp_ = stamp;
@@ -131,11 +131,12 @@ Result Document::Save(const std::string& path, SaveOptions options) {
 }
 
 Result Document::SaveCopy(const std::string& path) {
+  if (path == path_) return Save(path);
   if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
   std::vector<std::uint8_t> bytes;
   if (Result written = WriteBytes(path, &bytes); !written.ok()) return written;
-  if (const int code = DiskSaveFile(path, bytes); code != kDiskOk) return Result::Failure(CannotWrite(path), code);
-  return Result::Success();
+  const Result saved = SaveDiskFile(path, bytes);
+  return saved.ok() ? saved : Result::Failure(CannotWrite(path, saved.text), saved.code);
 }
 
 // ---- autosave and recovery ------------------------------------------------------------------------------------------
@@ -167,9 +168,11 @@ void Document::RemoveAutosave() {
 }
 
 Result Document::Recover(RecoveryFolder& folder, const RecoverableFile& file) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
   RecoverableFile about;
   std::vector<std::uint8_t> content;
   if (Result read = RecoveryFolder::Read(file.file, &about, &content); !read.ok()) return read;
+  if (about.kind != Kind()) return Result::Failure("The file " + file.file + " is of another kind.", kDiskNotOurs);
   if (Result taken = TakeBytes(content, about.path); !taken.ok()) return taken;
   history_.MarkUnsaved();
   path_ = about.path;

@@ -102,7 +102,7 @@ class Document {
   // the record says about its file, the mark of the saved state.  The former file stays when anything fails.
   Result Save(const std::string& path, SaveOptions options);
   Result Save(const std::string& path = {}) { return Save(path, SaveOptions{}); }
-  // Writes another file; the document keeps its own path and stays as modified as it was.
+  // Writes another file; the document keeps its own path and stays as modified as it was.  Its own path: as Save.
   Result SaveCopy(const std::string& path);
   // Somebody else has replaced or changed the file since it was read or saved.  A file that is gone counts as the same:
   // there is nothing that saving would destroy.
@@ -133,9 +133,9 @@ class Document {
   virtual Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) = 0;
   // The file `path` holds the content now.
   virtual void FileWritten(const std::string& /*path*/) {}
-  // Texts of failures.
-  virtual std::string CannotRead(const std::string& path) const;
-  virtual std::string CannotWrite(const std::string& path) const;
+  // The sentence for a file that could not be read or written, from the sentence that says why.
+  virtual std::string CannotRead(const std::string& path, const std::string& reason) const;
+  virtual std::string CannotWrite(const std::string& path, const std::string& reason) const;
 
   // Content was changed by other means than the history.
   void MarkChanged();

@@ -23,7 +23,8 @@ struct RecoverableFile {
 };
 
 // The folder of autosave files.  Each running program has a session in it that ends with the program, however that
-// ends: what its session left is recoverable then.  One object a program; used on the user-interface thread.
+// ends: what its session left is recoverable then.  One object a program; outlives the documents that are kept in it;
+// used on the user-interface thread.
 class RecoveryFolder {
  public:
   // Nothing is made before the first Keep.

@@ -77,7 +77,7 @@ TEST(BankDocument, UndoAndRedoBringBackAllThatAReceiveChanged) {
       {"shorter image", [&] { ResizeBody(&data, 34); }},
       {"longer image", [&] { ResizeBody(&data, 5000); }},
       {"descriptor", [&] { data.synth->timeStamp = data.synth->timeStamp + 12345; }},
-      {"separate names", [&] { AllocChunk(&data.voiceNames, &data.voiceNamesSize, 4 * kVoiceNameSize, "x"); }},
+      {"separate names", [&] { AllocChunk(&data.voiceNames, &data.voiceNamesSize, 4 * kVoiceNameSize); }},
       {"comment", [&] { std::strcpy(data.comment, "A comment"); }},
       {"keywords", [&] { std::strcpy(data.findText + 16, "Brass"); }},
       {"undefined bit", [&] { SetMapBit(data.emptyMap, data.emptyMapSize, 3, true); }},

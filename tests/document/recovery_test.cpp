@@ -120,6 +120,9 @@ TEST(Recovery, CutAndStrangeFilesAreSetAside) {
   std::vector<std::uint8_t> bytes;
   ASSERT_TRUE(RecoveryFolder::Read(about.file, &read, &bytes).ok());
   EXPECT_EQ(bytes, content);
+  NoteDocument note("mine");
+  EXPECT_FALSE(note.Recover(recovery, read).ok()) << "another kind of document";
+  EXPECT_EQ(note.text(), "mine");
   const std::string cut = folder.At("1-2-3-1.autosave");
   for (std::size_t n = 0; n < whole.size(); ++n) {
     std::ofstream(cut, std::ios::binary | std::ios::trunc) << whole.substr(0, n);
