@@ -34,10 +34,6 @@ constexpr std::string_view kMidiErrorMsg[] = {
 
 constexpr const char* kMidiIoTitle = "MIDI I/O";
 
-std::string DataNames(const Synth& synth) {
-  return FieldText(synth.shortName) + " " + FieldText(synth.typeName);
-}
-
 bool HoldsNothing(const DataFile& dataFile) {
   return dataFile.xtra && dataFile.xtra->hasNoSysEx;
 }
@@ -201,7 +197,7 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
   transfer->inPortName_ = services_.PortName(MidiDirection::Input, synth.midiInPort);
   transfer->outPortName_ = services_.PortName(MidiDirection::Output, synth.midiOutPort);
   transfer->dataFile_ = request.dataFile;
-  transfer->lock_ = TransferLock(locks_, request.dataFile, DataNames(synth));
+  transfer->lock_ = TransferLock(locks_, request.dataFile, transfer->what_);
   if (!transfer->lock_.Taken()) {
     Refuse(request, refusal, TransferCause::kBusy, locks_.BusySentence(request.dataFile));
     return nullptr;

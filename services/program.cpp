@@ -87,6 +87,9 @@ Registry& Program::registry() {
 Paths& Program::paths() {
   return parts_->paths;
 }
+const Paths& Program::paths() const {
+  return parts_->paths;
+}
 Settings& Program::settings() {
   return parts_->settings;
 }
@@ -139,6 +142,9 @@ ScriptBridge& Program::scripts() {
 }
 TransferEngine& Program::transfers() {
   return midiSide().transfers();
+}
+TransferDesk& Program::desk() {
+  return midiSide().desk();
 }
 ScriptRouter& Program::router() {
   return midiSide().router();

@@ -31,6 +31,7 @@ class ScriptRouter;
 class Settings;
 class SingleInstanceManager;
 class StudioHost;
+class TransferDesk;
 class TransferEngine;
 class TransferWindowsHost;
 class WindowCounters;
@@ -61,6 +62,7 @@ class Program {
   ZKBasics& basics();  // the same by the names of the described operations
   Registry& registry();
   Paths& paths();
+  const Paths& paths() const;
   Settings& settings();
   SingleInstanceManager& singleInstances();
   WindowPlaces& windowPlaces();
@@ -78,6 +80,7 @@ class Program {
   MidiIn& in();
   ScriptBridge& scripts();
   TransferEngine& transfers();
+  TransferDesk& desk();
   ScriptRouter& router();
   MainWindowMessages& mainWindow();
   // A second one on another clock, whose ports its owner opens; it must not outlive the program.  The dispatcher keeps

@@ -1,5 +1,7 @@
 #include "services/program_midi.h"
 
+#include <algorithm>
+
 #include "services/paths.h"
 #include "services/settings.h"
 
@@ -16,7 +18,8 @@ ProgramMidi::ProgramMidi(const ProgramShared& shared, Clock& clock, Dispatcher& 
       mainWindow_(router_, shared.appVars),
       scripts_(midi_, {shared.settings, shared.paths, dispatcher, shared.scriptState, router_}, ports),
       transfers_(scripts_, shared.prompts, &midi_.out(), &scripts_,
-                 [&dispatcher](std::function<void()> call) { dispatcher.Post(std::move(call)); }) {
+                 [&dispatcher](std::function<void()> call) { dispatcher.Post(std::move(call)); }),
+      desk_(transfers_, midi_, dispatcher) {
   scripts_.SetTransferEngine(&transfers_);
   pacingSink_ =
       settings_.AddPacingSink([this](const std::int16_t values[5]) { midi_.out().OtAMidiSetPreferencesParms(values); });
@@ -29,7 +32,6 @@ ProgramMidi::~ProgramMidi() {
   settings_.RemoveListener(settingsListener_);
   settings_.RemovePacingSink(pacingSink_);
   if (portChangeListener_) midi_.RemovePortChangeListener(portChangeListener_);
-  midi_.Stop();
 }
 
 void ProgramMidi::LoadConfig() {
@@ -37,12 +39,15 @@ void ProgramMidi::LoadConfig() {
   if (ports_ == ScriptPorts::kChosen) return;
   midi_.SetInAMidiIniPath(paths_.MidiPortsProfile());
   midi_.SetOtAMidiIniPath(paths_.MidiPortsProfile());
+  transfers_.ShowTransmitWindow(settings_.Value(SettingId::MainShowTransmitWindow));
+  PassDefaultPorts();
 }
 
 // Scripts first: one that waits for an answer of the thread this runs on would keep its transfer from ending.
 void ProgramMidi::StopWork() {
   router_.Close();
   scripts_.SetQuitting();
+  desk_.CancelAll();
   transfers_.CancelAll();
   midi_.StopPortMonitorThread();
 }
@@ -50,16 +55,14 @@ void ProgramMidi::StopWork() {
 // ---- settings that ports and transfers follow
 
 void ProgramMidi::SettingChanged(SettingId id, int value) {
-  if (id == SettingId::MainShowTransmitWindow) transfers_.ShowTransmitWindow(value);
   if (ports_ == ScriptPorts::kChosen) return;
   switch (id) {
-    case SettingId::MainPortOut:
-      midi_.out().SetMainPortOut(value);
-      PassEcho();
+    case SettingId::MainShowTransmitWindow:
+      transfers_.ShowTransmitWindow(value);
       break;
+    case SettingId::MainPortOut:
     case SettingId::MainPortIn:
-      midi_.in().SetMainPortIn(value);
-      PassEcho();
+      PassDefaultPorts();
       break;
     case SettingId::MainEchoMode:
     case SettingId::MainMidiChannel:
@@ -70,6 +73,12 @@ void ProgramMidi::SettingChanged(SettingId id, int value) {
     default:
       break;
   }
+}
+
+void ProgramMidi::PassDefaultPorts() {
+  midi_.out().SetMainPortOut(settings_.Value(SettingId::MainPortOut));
+  midi_.in().SetMainPortIn(settings_.Value(SettingId::MainPortIn));
+  PassEcho();
 }
 
 void ProgramMidi::PassEcho() {

@@ -12,6 +12,7 @@
 #include "services/main_window_messages.h"
 #include "services/script_bridge.h"
 #include "services/script_router.h"
+#include "services/transfer_desk.h"
 
 namespace tonalith {
 
@@ -43,6 +44,7 @@ class ProgramMidi {
   MainWindowMessages& mainWindow() { return mainWindow_; }
   ScriptBridge& scripts() { return scripts_; }
   TransferEngine& transfers() { return transfers_; }
+  TransferDesk& desk() { return desk_; }
 
   // Takes over the settings that were just loaded.
   void LoadConfig();
@@ -60,6 +62,7 @@ class ProgramMidi {
 
  private:
   void SettingChanged(SettingId id, int value);
+  void PassDefaultPorts();
   void PassEcho();
   std::vector<std::string> PortNames(MidiDirection direction);
   void EndTransfersOfMovedPorts(MidiDirection direction, const std::vector<std::string>& before);
@@ -74,6 +77,7 @@ class ProgramMidi {
   MainWindowMessages mainWindow_;
   ScriptBridge scripts_;
   TransferEngine transfers_;
+  TransferDesk desk_;
   Receiver receiver_;
   int pacingSink_ = 0;
   int settingsListener_ = 0;

@@ -93,7 +93,9 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   // TransferPreferences
   int PatchBayDelay() const override { return settings_.Value(SettingId::MainPatchBayDelay); }
   bool AskPatchNumber() const override { return settings_.Value(SettingId::MainPchPopupSelect) != 0; }
-  bool ShowTransmitWindow() const override { return settings_.Value(SettingId::MainShowTransmitWindow) != 0; }
+  bool ShowTransmitWindow() const override {
+    return ports_ == ScriptPorts::kOfProfile && settings_.Value(SettingId::MainShowTransmitWindow) != 0;
+  }
   std::optional<int> SelectPatchNumber(const std::string& title, int current, int minimum, int maximum) override;
   void SentDataFile(DataFile* dataFile) override;
 

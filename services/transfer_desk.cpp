@@ -209,7 +209,8 @@ void TransferDesk::CancelSends(int outPort) {
 
 void TransferDesk::Abandon(const DataFile* dataFile) {
   if (!dataFile) return;
-  const std::vector<Job> jobs = Jobs();
+  std::vector<Job> jobs = Jobs();
+  jobs.insert(jobs.end(), leaving_.begin(), leaving_.end());
   for (const Job& job : jobs) {
     bool concerned = false;
     for (DeskStep& step : job->request_.steps) {
@@ -219,6 +220,7 @@ void TransferDesk::Abandon(const DataFile* dataFile) {
     }
     if (!concerned) continue;
     job->silent_ = true;
+    if (job->Ended()) continue;
     if (job->state_ != DeskState::kQueued) engine_.Abandon(dataFile);
     Cancel(job);
   }

@@ -73,14 +73,14 @@ struct DeskStep {
   enum class Kind { kGet, kSend, kMessages };
   Kind kind = Kind::kGet;
   DataFile* dataFile = nullptr;
-  std::shared_ptr<DataFile> owned;    // instead of dataFile
-  std::vector<std::uint8_t> patches;  // one value a patch; empty: the transfer mask of the DataFile, else all
-  std::vector<DeskMessage> messages;  // kMessages
-  int inPort = -1;                    // slots of open ports; -1: as the DataFile says
-  int outPort = -1;                   // kMessages: needed
-  std::string title;                  // what sentences call it, UTF-8; empty: instrument and data
+  std::shared_ptr<DataFile> owned{};    // instead of dataFile
+  std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile, else all
+  std::vector<DeskMessage> messages{};  // kMessages
+  int inPort = -1;                      // slots of open ports; -1: as the DataFile says
+  int outPort = -1;                     // kMessages: needed
+  std::string title{};                  // what sentences call it, UTF-8; empty: instrument and data
   // After the step went well, on the owner's thread: a failure ends the sequence with its text.
-  std::function<Result(const DeskResult&)> after;
+  std::function<Result(const DeskResult&)> after{};
 };
 
 struct DeskRequest {
@@ -103,6 +103,7 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   // Of the whole job; meaningful once it has ended.
   const DeskResult& result() const { return result_; }
   std::size_t step() const { return step_; }
+  // Its DataFile pointers are null once the data is gone, and after the last event.
   const DeskRequest& request() const { return request_; }
   // The engine's handle of the running step, for windows that show it and press its buttons; null while there is none.
   const std::shared_ptr<Transfer>& transfer() const { return transfer_; }
@@ -222,7 +223,8 @@ class TransferDesk {
   Dispatcher& dispatcher_;
   Options options_;
   Receiver receiver_;
-  std::list<Job> jobs_;  // that have not ended, in the order they came
+  std::list<Job> jobs_;     // that have not ended, in the order they came
+  std::list<Job> leaving_;  // that have, until the last event was told
   bool pumping_ = false;
   bool pumpAgain_ = false;
   std::unique_ptr<DataFileWatch> watch_;

@@ -17,7 +17,10 @@ class DeskJob::Observer final : public TransferObserver {
       : desk_(desk), life_(std::move(life)), job_(std::move(job)) {}
 
   void progress(int done, int total) override {
-    if (const auto job = Living()) desk_.Progress(job, done, total);
+    const auto job = Living();
+    if (!job) return;
+    if (done > 0 && !job->Sends()) desk_.Answered(job);
+    desk_.Progress(job, done, total);
   }
   void bytes(std::int64_t received, std::int64_t) override {
     const auto job = received > 0 ? Living() : nullptr;
@@ -301,9 +304,11 @@ void TransferDesk::EndJob(const Job& job, const TransferFacts& facts, DeskResult
   jobs_.remove(job);
   TellState(job, DeskState::kEnded, job->result_.sentence);
   // What belonged to the job goes after everybody was told.
-  Post([job] {
+  leaving_.push_back(job);
+  Post([this, job] {
+    leaving_.remove(job);
     for (DeskStep& step : job->request_.steps) {
-      if (step.owned) step.dataFile = nullptr;
+      step.dataFile = nullptr;
       step.owned.reset();
     }
   });

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -13,12 +14,15 @@
 #include "platform/ini_file.h"
 #include "script/transfer_engine.h"
 #include "services/command_line.h"
+#include "services/hosts.h"
 #include "services/paths.h"
 #include "services/program.h"
+#include "services/program_midi.h"
 #include "services/registry.h"
 #include "services/script_bridge.h"
 #include "services/single_instance.h"
 #include "services/start_stop.h"
+#include "services/window_counters.h"
 #include "services/window_places.h"
 #include "services/zkbasics.h"
 
@@ -321,6 +325,132 @@ TEST_F(ProgramTest, NamesAndApplicationVariables) {
   vars.SetAppVar(2, 21);
   EXPECT_EQ(vars.GetAppVar(2), 21);
   EXPECT_EQ(vars.GetAppVar(3), 0);
+}
+
+// Everything a program keeps, in two programs on folders and cables of their own; the second ends while the first
+// works.
+TEST_F(ProgramTest, TwoProgramsSideBySide) {
+  struct One {
+    One(const std::string& root, const char* port) : backend(std::make_shared<VirtualBackend>(SystemClock())) {
+      cable = backend->CreateEndpoint(port);
+      cable->SetReceiver([this](std::span<const std::uint8_t> bytes, std::int64_t) { heard += bytes.size(); });
+      program = std::make_unique<Program>(Folders::Below(root), SystemClock(), prompts, dispatcher);
+      program->midi().AddBackend(backend);
+      program->ConfigBasics();
+      program->LoadConfig();
+      PortMap all;
+      all.SetOpenAll(true);
+      program->midi().SetMidiInPortMap(all);
+      program->midi().SetMidiOutPortMap(all);
+      program->midi().Start();
+      program->midi().MidiPortInOpenPortsFromMap();
+      program->midi().MidiPortOutOpenPortsFromMap();
+    }
+    ~One() { program.reset(); }
+    ScriptServices& scripts() { return program->scripts(); }
+    std::int64_t Ask(MainWindowMessage message, std::int64_t w, std::int64_t l = 0) {
+      ScriptMessage ask;
+      ask.number = static_cast<std::uint16_t>(message);
+      ask.wParam = w;
+      ask.lParam = l;
+      return scripts().Host()->Send(ScriptReceiver::MainWindow, ask, {});
+    }
+    ScriptedPrompts prompts{{}};
+    Dispatcher dispatcher;
+    std::shared_ptr<VirtualBackend> backend;
+    std::shared_ptr<VirtualEndpoint> cable;
+    std::atomic<std::size_t> heard{0};
+    std::unique_ptr<Program> program;
+  };
+  One a(Path("a"), "Cable A");
+  auto b = std::make_unique<One>(Path("b"), "Cable B");
+  EXPECT_EQ(a.program->out().OUTGETPORTNAME(0), "Cable A");
+  EXPECT_EQ(b->program->out().OUTGETPORTNAME(0), "Cable B");
+
+  a.program->settings().MainDelay(30);
+  a.program->settings().MainPortOut(4);
+  EXPECT_EQ(a.program->out().midiXDelay(), 30);
+  EXPECT_EQ(b->program->out().midiXDelay(), 0);
+  EXPECT_EQ(b->program->out().MainPortOut(), 0);
+  EXPECT_TRUE(a.program->SaveConfig().ok());
+  EXPECT_NE(a.program->paths().BuildConfigFilename(), b->program->paths().BuildConfigFilename());
+
+  a.Ask(MainWindowMessage::SetAppVar, 1, 10);
+  EXPECT_EQ(b->Ask(MainWindowMessage::GetAppVar, 1), -1);
+  EXPECT_EQ(b->Ask(MainWindowMessage::GetAppVarGuid, 0), 1);
+  EXPECT_EQ(a.Ask(MainWindowMessage::GetAppVarGuid, 0), 2);
+  a.scripts().AppState().SetBasicsVar(3, 33);
+  EXPECT_TRUE(a.scripts().AppState().TakeOneShot(5));
+  EXPECT_EQ(b->scripts().AppState().BasicsVar(3), 0);
+  EXPECT_TRUE(b->scripts().AppState().TakeOneShot(5));
+  a.program->windowCounters().Count(WindowType::Set);
+  EXPECT_EQ(b->program->windowCounters().Created(WindowType::Set), 0);
+
+  // What one records, the other sends.
+  Event* list = nullptr;
+  a.program->basics().SetFirstEvent(true, &list);
+  TransferContext context;
+  const std::uint8_t message[] = {0xF0, 0x7D, 1, 0xF7};
+  EXPECT_EQ(b->program->basics().GetFirstEvent(), nullptr);
+  EXPECT_EQ(a.scripts().SendDataPort(message, 0, context), 4);
+  EXPECT_EQ(b->scripts().SendDataPort(message, 0, context), 4);
+  EXPECT_TRUE(b->program->out().MidiOutWaitIdle(0, 5000));
+  a.program->basics().SetFirstEvent(false, nullptr);
+  ASSERT_NE(list, nullptr);
+  FreeEventList(list);
+  EXPECT_TRUE(a.dispatcher.RunUntil([&] { return b->heard == 4; }, SystemClock().NowUs() + 5'000'000));
+  EXPECT_EQ(a.heard, 0u);
+
+  // Data that a thread releases is told on each one's main thread; the end of one leaves the other at work.
+  std::vector<char> told;
+  const DataFileWatch watchA(a.program->dataFileObservers(), [&](const DataFile*) { told.push_back('a'); });
+  {
+    const DataFileWatch watchB(b->program->dataFileObservers(), [&](const DataFile*) { told.push_back('b'); });
+    std::thread([] { FreeDataFile(AllocDataFile()); }).join();
+    EXPECT_TRUE(told.empty());
+    b->dispatcher.RunQueued();
+    a.dispatcher.RunQueued();
+    EXPECT_EQ(told, (std::vector<char>{'b', 'a'}));
+  }
+  b->program->StopWork();
+  EXPECT_EQ(b->Ask(MainWindowMessage::GetAppVarGuid, 0), 0);
+  EXPECT_TRUE(b->scripts().Quitting() && !a.scripts().Quitting());
+  b.reset();
+  std::thread([] { FreeDataFile(AllocDataFile()); }).join();
+  a.dispatcher.RunQueued();
+  EXPECT_EQ(told.size(), 3u);
+  EXPECT_EQ(a.scripts().SendDataPort(message, 0, context), 4);
+  EXPECT_EQ(a.Ask(MainWindowMessage::GetAppVar, 1), 10);
+
+  // The next start on the same folders begins with what was saved.
+  One again(Path("a"), "Cable A");
+  EXPECT_EQ(again.program->out().MainPortOut(), 4);
+  EXPECT_EQ(again.program->out().midiXDelay(), 30);
+}
+
+// A script on a second set of ports: those are not the script's to change, everything else is the program's.
+TEST_F(ProgramTest, SecondPortsShareTheProgram) {
+  ScriptedPrompts prompts({});
+  Dispatcher dispatcher;
+  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  program.ConfigBasics();
+  program.LoadConfig();
+  program.settings().MainPortOut(3);
+  program.settings().MainMidiChannel(7);
+  VirtualClock clock;
+  Dispatcher second(clock);
+  const auto midi = program.MakeMidi(clock, second);
+  ScriptServices& scripts = midi->scripts();
+  EXPECT_EQ(scripts.Setting(ScriptSetting::DefaultOutPort), 0);
+  EXPECT_EQ(scripts.Setting(ScriptSetting::DefaultMidiChannel), 7);
+  scripts.SetSetting(ScriptSetting::DefaultOutPort, 5);
+  scripts.SetSetting(ScriptSetting::Delay, 12);
+  EXPECT_EQ(program.settings().MainPortOut(-1), 3);
+  EXPECT_EQ(midi->midi().out().midiXDelay(), 12);
+  EXPECT_EQ(scripts.SetOpenAllPorts(MidiDirection::Output, 1), 0);
+  EXPECT_EQ(midi->midi().MidiPortOutOpenAll(-1), 0);
+  EXPECT_EQ(&scripts.AppState(), &program.scriptState());
+  EXPECT_EQ(scripts.PreferencesInt("Version", "Major", -1), 13);
 }
 
 }  // namespace
