@@ -1,0 +1,233 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "data/data_records.h"
+#include "platform/byte_window.h"
+#include "script/script_services.h"
+#include "script/transfer_context.h"
+
+namespace tonalith::former {
+
+class TranslatedCode;
+struct LoopFrame;
+
+// Result codes of scripts; -code selects the text of the transfer engine's table.
+inline constexpr int kMacroNoResponse = -1;
+inline constexpr int kMacroNoEnd = -2;
+inline constexpr int kMacroMissingBytes = -3;
+inline constexpr int kMacroEndOfCode = -4;
+inline constexpr int kMacroBadCommand = -5;
+inline constexpr int kMacroNoSysExEnd = -6;
+inline constexpr int kMacroWrongId = -7;
+inline constexpr int kMacroNoMemory = -15;
+inline constexpr int kMacroBroken = -99;  // "BREAK" outside a loop
+
+inline constexpr int kMaxLoopDepth = 256;
+inline constexpr int kMaxMacroDepth = 64;
+inline constexpr std::int64_t kMaxWorkBuffer = 16 << 20;
+inline constexpr std::size_t kScratchBytes = 512;
+
+// The block of 32-bit variables a script works on.  In float mode the block continues, at entry 4096, with 4096 float
+// companions and, at entry 8192, with 4096 type words; a block of float scripts has kVariableBlockEntries entries.
+using VariableBlock = std::span<std::int32_t>;
+inline constexpr std::size_t kVariableBlockEntries = 12288;
+inline constexpr std::size_t kMacroBlockEntries = 8192;  // what MidiMacro shows to its script
+
+// Values of type words.
+inline constexpr std::int32_t kIntegerType = 0;
+inline constexpr std::int32_t kFloatType = 1;
+
+// The data a script works on: `bytes` is the memory it may touch, `size` (at most bytes.size()) what it is told.
+struct MacroBuffer {
+  std::span<std::uint8_t> bytes;
+  std::size_t size = 0;
+
+  MacroBuffer() = default;
+  MacroBuffer(std::span<std::uint8_t> all) : bytes(all), size(all.size()) {}  // NOLINT(google-explicit-constructor)
+  MacroBuffer(std::span<std::uint8_t> all, std::size_t told)
+      : bytes(all), size(told < all.size() ? told : all.size()) {}
+};
+
+// What a run of scripts shares: limits, the scratch buffer of "RB", and the reason to stop.  Made by the entry points
+// below; the default limits are far beyond what a script of an instrument needs.
+class MacroSession {
+ public:
+  MacroSession(ScriptServices& scriptServices, TransferContext& transferContext)
+      : services(scriptServices), context(transferContext) {}
+  MacroSession(const MacroSession&) = delete;
+  MacroSession& operator=(const MacroSession&) = delete;
+  // Drops a staged request that no receive took, ends collecting of messages and clears a cancel pattern that scripts
+  // of this session left behind.
+  ~MacroSession();
+
+  // Looks at the limits and at whoever may end the run; nonzero: everything ends with this code.
+  int Poll();
+  // Counts one loop pass or call; looks around from time to time.
+  int Pass() { return --untilPoll < 0 ? Poll() : 0; }
+  // Makes the next loop pass look around; for statements that take long.
+  void LookSoon() {
+    passesLeft += untilPoll;
+    untilPoll = 0;
+  }
+  // Counts long work inside one statement as loop passes.
+  int Charge(std::int64_t passes) {
+    LookSoon();
+    passesLeft -= passes;
+    return Poll();
+  }
+  // The same for bytes that a statement goes over; small amounts are free.
+  int Work(std::int64_t bytes) {
+    constexpr std::int64_t kFreeBytes = 65536;
+    constexpr std::int64_t kBytesPerPass = 4096;
+    return bytes < kFreeBytes ? 0 : Charge(bytes / kBytesPerPass);
+  }
+  // Cancelled from outside, or the program ends.
+  bool Ended() const { return context.cancel.Cancelled() || services.Quitting(); }
+
+  ScriptServices& services;
+  TransferContext& context;
+  std::int64_t passesLeft = 2'000'000'000;  // loop passes and macro calls
+  std::int32_t untilPoll = 0;
+  int macroDepth = 0;
+  int stop = 0;                // nonzero: everything ends with this code
+  bool buttonPressed = false;  // a script pressed a button of the receive window itself
+  int cancelPatternPort = -1;  // input port with a cancel pattern of this session
+  int collectingPort = -1;     // output port that this session switched to collecting
+  unsigned foreignCalls = 0;   // statements that may have changed the macro table
+  std::array<std::uint8_t, kScratchBytes> scratch{};
+};
+
+// Executes compiled scripts ("macros") against one descriptor and one buffer.  All memory is reached through checked
+// windows: what lies outside reads as 0 and is not written.  One thread; lives for one Run.
+class ZKMacro {
+ public:
+  explicit ZKMacro(MacroSession& session);
+  // Ends a requested wait for acknowledgements and the collecting of messages, clears the receive filters.
+  ~ZKMacro();
+  ZKMacro(const ZKMacro&) = delete;
+  ZKMacro& operator=(const ZKMacro&) = delete;
+
+  // Runs `code` from its first byte; running past its end is the normal end of a macro.  The number of bytes consumed
+  // from the buffer (position of the receive cursor at the end; a script can set it beyond the size), the value of
+  // "RET" when returnRet is set, or a negative result code other than -1, -2 and -4. setRegisters: X := xValue, Y :=
+  // SysEx channel, Z := patch number; otherwise the registers stay as they are.
+  int Run(Synth& synth, std::span<const std::uint8_t> code, MacroBuffer buffer, std::int32_t xValue, bool setRegisters,
+          VariableBlock variables, bool returnRet);
+  // Runs code in the present state: the value of "RET", else X at the start; negative codes as above.
+  int NoSetupRun(std::span<const std::uint8_t> code);
+  // Takes over every field; the buffers are shared, so `other` must outlive this object and not run meanwhile.
+  void CopyFrom(const ZKMacro& other);
+
+  std::int32_t Register(int index) const { return s_.registers[static_cast<std::size_t>(index & 3)]; }
+  void SetRegister(int index, std::int32_t value) { s_.registers[static_cast<std::size_t>(index & 3)] = value; }
+  float RegisterFloat(int index) const { return s_.registerFloats[static_cast<std::size_t>(index & 3)]; }
+  void SetFloatMode(bool on) { s_.floatMode = on; }
+
+ private:
+  friend struct MacroStatements;
+  friend class TranslatedCode;
+
+  // A pointer into checked memory and the bytes a script believes to be left behind it.
+  struct Cursor {
+    ByteWindow memory;
+    std::int64_t pos = 0;
+    std::int32_t space = 0;
+  };
+
+  // Everything a called macro starts with a copy of.
+  struct State {
+    MacroSession* session = nullptr;
+    Synth* synth = nullptr;
+    Cursor receive;
+    Cursor saved;
+    Cursor alternate;
+    Cursor transmit;  // space: the transmit count
+    ByteWindow buffer;
+    VariableBlock variables;
+    const std::int32_t* localWords = nullptr;
+    std::array<std::int32_t, 4> registers{};
+    std::array<std::int32_t, 4> registerTypes{};
+    std::array<float, 4> registerFloats{};
+    float lastFloat = 0;
+    std::int32_t size = 0;
+    std::int32_t skipDepth = 0;
+    std::int32_t channelPosition = 0;
+    std::int32_t continueOnError = 0;
+    std::int32_t returnValue = 0;
+    std::int32_t macroIndex = -1;
+    std::uint8_t channel = 0;
+    std::uint8_t idCheck = 0;  // 0: replies must carry the manufacturer id
+    bool hasTransmit = false;
+    bool aFlag = true;
+    bool floatMode = false;
+    bool returnSet = false;
+    bool ackWait = false;
+    bool queueWasCollecting = false;
+    bool timeoutByReceive = false;  // the receive timeout was set by a receive, not by the script
+  };
+
+  // A macro that translated code calls.
+  struct CalledMacro {
+    std::span<const std::uint8_t> code;
+    std::unique_ptr<TranslatedCode> translated;
+    unsigned foreignCalls = 0;
+    bool known = false;
+  };
+
+  int ExMidiMacro(std::span<const std::uint8_t> code);
+  // Runs operations from index `op`.  A result code, or kLeftTranslated with `at` at the statement to go on with.
+  int RunTranslated(const TranslatedCode& translated, std::int32_t op, LoopFrame* loops, int& depth,
+                    const std::uint8_t*& at);
+  // The macro as it may run without an interpreter of its own, or null.
+  TranslatedCode* FindCalled(std::int32_t n);
+  TranslatedCode* TranslateCalled(std::int32_t n);
+  int CallTranslated(TranslatedCode& translated, std::int32_t n);
+
+  State s_;
+  std::shared_ptr<std::vector<std::uint8_t>> work_;
+  std::unique_ptr<std::array<std::int32_t, 256>> ownLocalWords_;  // made when the first one is written
+  std::vector<std::uint8_t> ownTransmit_;
+  std::vector<CalledMacro> called_;
+};
+
+// --- Entry points
+
+// Runs a script with a fresh interpreter; the list of accepted reply sizes is cleared first.  `channel` has no effect.
+int MidiMacroA(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
+               MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, bool setRegisters,
+               VariableBlock variables, bool returnRet);
+// As MidiMacroA for editor controls: all four registers preset, no register rules applied.
+int MidiMacroEdit(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
+                  MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, VariableBlock variables,
+                  bool returnRet, std::int32_t w, std::int32_t y, std::int32_t z);
+// As MidiMacroA with a variable block of its own: V40 the v40Value of the descriptor, V44 its MIDI channel, V999
+// `extra`.
+int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
+              MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, std::int32_t extra);
+// Runs a script without an instrument: a scratch descriptor on channel `channelAndMode` (its low nibble, and float
+// mode, when the high nibble is not 0) and a scratch buffer.  X, Y and Z of `registers` are replaced by the register
+// rules.
+int MidiMacroB(ScriptServices& services, TransferContext& context, std::span<const std::uint8_t> code,
+               std::span<const std::int32_t, 4> registers, VariableBlock variables, int channelAndMode);
+
+// What is left in the registers and the variable block after a run.
+struct MacroOutcome {
+  int result = 0;
+  std::array<std::int32_t, 4> registers{};
+  std::vector<std::int32_t> variables;  // kVariableBlockEntries entries
+};
+// As MidiMacro, telling everything about the end of the run.
+MacroOutcome RunTransferMacro(ScriptServices& services, TransferContext& context, Synth& synth,
+                              std::span<const std::uint8_t> code, MacroBuffer buffer, std::int32_t xValue,
+                              std::int32_t extra);
+
+// A layout rule of layered editor pages: when value < limit, advances *layer by one and sets *position to
+// layer * 480 + 719.  Returns value.
+int CheckLayer(int value, int limit, int* layer, unsigned* position);
+
+}  // namespace tonalith::former

@@ -1,0 +1,112 @@
+#include <algorithm>
+
+#include "script/former_engine/interpreter.h"
+
+namespace tonalith::former {
+
+namespace {
+
+constexpr std::size_t kV40Entry = 40;
+constexpr std::size_t kMidiChannelOfBlock = 44;
+constexpr std::size_t kFlagsEntry = 999;
+// The scratch buffer of scripts without an instrument.
+constexpr std::size_t kScratchBufferBytes = 10000;
+
+struct RunSetup {
+  std::array<std::int32_t, 4> registers{};
+  bool setRegisters = false;
+  bool floatMode = false;
+  bool returnRet = false;
+  std::int32_t xValue = 0;
+};
+
+int RunFresh(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
+             MacroBuffer buffer, const RunSetup& setup, VariableBlock variables,
+             std::array<std::int32_t, 4>* registers) {
+  MacroSession session(services, context);
+  ZKMacro macro(session);
+  for (int i = 0; i < 4; ++i) macro.SetRegister(i, setup.registers[static_cast<std::size_t>(i)]);
+  macro.SetFloatMode(setup.floatMode);
+  context.acceptedSizes.clear();
+  const int result = macro.Run(synth, code, buffer, setup.xValue, setup.setRegisters, variables, setup.returnRet);
+  if (registers) {
+    for (int i = 0; i < 4; ++i) (*registers)[static_cast<std::size_t>(i)] = macro.Register(i);
+  }
+  return result;
+}
+
+std::vector<std::int32_t> TransferBlock(const Synth& synth, std::int32_t extra) {
+  std::vector<std::int32_t> block(kVariableBlockEntries);
+  block[kV40Entry] = synth.v40Value;
+  block[kMidiChannelOfBlock] = synth.midiChannel;
+  block[kFlagsEntry] = extra;
+  return block;
+}
+
+}  // namespace
+
+int MidiMacroA(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
+               MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, bool setRegisters,
+               VariableBlock variables, bool returnRet) {
+  (void)channel;
+  RunSetup setup;
+  setup.setRegisters = setRegisters;
+  setup.returnRet = returnRet;
+  setup.xValue = xValue;
+  return RunFresh(services, context, synth, code, buffer, setup, variables, nullptr);
+}
+
+int MidiMacroEdit(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
+                  MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, VariableBlock variables,
+                  bool returnRet, std::int32_t w, std::int32_t y, std::int32_t z) {
+  (void)channel;
+  RunSetup setup;
+  setup.registers = {w, xValue, y, z};
+  setup.returnRet = returnRet;
+  setup.xValue = xValue;
+  return RunFresh(services, context, synth, code, buffer, setup, variables, nullptr);
+}
+
+int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
+              MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, std::int32_t extra) {
+  std::vector<std::int32_t> block = TransferBlock(synth, extra);
+  return MidiMacroA(services, context, synth, code, buffer, channel, xValue, true,
+                    VariableBlock(block).first(kMacroBlockEntries), false);
+}
+
+MacroOutcome RunTransferMacro(ScriptServices& services, TransferContext& context, Synth& synth,
+                              std::span<const std::uint8_t> code, MacroBuffer buffer, std::int32_t xValue,
+                              std::int32_t extra) {
+  MacroOutcome outcome;
+  outcome.variables = TransferBlock(synth, extra);
+  RunSetup setup;
+  setup.setRegisters = true;
+  setup.xValue = xValue;
+  outcome.result = RunFresh(services, context, synth, code, buffer, setup,
+                            VariableBlock(outcome.variables).first(kMacroBlockEntries), &outcome.registers);
+  return outcome;
+}
+
+int MidiMacroB(ScriptServices& services, TransferContext& context, std::span<const std::uint8_t> code,
+               std::span<const std::int32_t, 4> registers, VariableBlock variables, int channelAndMode) {
+  Synth synth{};
+  RunSetup setup;
+  setup.floatMode = (channelAndMode & 0xF0) != 0;
+  const auto channel = static_cast<std::uint8_t>(setup.floatMode ? channelAndMode & 15 : channelAndMode);
+  synth.midiChannel = channel;
+  synth.sysExChannel = channel;
+  std::copy(registers.begin(), registers.end(), setup.registers.begin());
+  setup.setRegisters = true;
+  std::vector<std::uint8_t> scratch(kScratchBufferBytes);
+  return RunFresh(services, context, synth, code, std::span<std::uint8_t>(scratch), setup, variables, nullptr);
+}
+
+int CheckLayer(int value, int limit, int* layer, unsigned* position) {
+  if (value < limit) {
+    ++*layer;
+    *position = static_cast<unsigned>(*layer) * 480u + 719u;
+  }
+  return value;
+}
+
+}  // namespace tonalith::former

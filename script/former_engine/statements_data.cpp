@@ -1,0 +1,307 @@
+#include <algorithm>
+#include <cstring>
+
+#include "data/checksums.h"
+#include "data/packed_bytes.h"
+#include "platform/log.h"
+#include "script/former_engine/macro_statements.h"
+
+namespace tonalith::former {
+
+namespace {
+
+constexpr std::uint8_t kSysExStart = 0xF0;
+constexpr std::uint8_t kSysExEnd = 0xF7;
+constexpr std::size_t kReceiveResultEntry = 10;
+constexpr std::size_t kMidiChannelEntry = 44;
+constexpr std::int32_t kMaxTrinEffEntries = 4096;
+
+constexpr bool IsChannelVoice(std::uint8_t status) {
+  return status >= 0x80 && status < 0xF0;
+}
+
+// A status byte other than real-time between the F0 and the F7 of a message.
+bool HasStrayStatus(std::span<const std::uint8_t> reply) {
+  bool inside = false;
+  for (const std::uint8_t byte : reply) {
+    if (byte >= 0xF8) continue;
+    if (byte == kSysExStart) {
+      if (inside) return true;
+      inside = true;
+    } else if (byte == kSysExEnd) {
+      inside = false;
+    } else if (byte >= 0x80 && inside) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Checks a reply of r bytes where n were asked for; 0 or the code of the first failure that `failed` does not pass
+// over.
+template <typename Failed>
+int CheckReply(const Synth& synth, const TransferContext& context, bool idCheck, std::span<const std::uint8_t> reply,
+               std::int32_t n, Failed failed) {
+  constexpr int kMustEnd = 1;
+  constexpr int kSizeMatters = 2;
+  constexpr int kNoChecksOnOtherSize = 4;
+  const auto r = static_cast<std::int32_t>(reply.size());
+  if ((synth.optionBits & kNoChecksOnOtherSize) && r != n) return 0;
+  if ((synth.optionBits & kSizeMatters) && r != n) {
+    const auto& sizes = context.acceptedSizes;
+    if (std::find(sizes.begin(), sizes.end(), static_cast<std::uint32_t>(r)) == sizes.end() &&
+        failed(kMacroMissingBytes)) {
+      return kMacroMissingBytes;
+    }
+  }
+  if (idCheck && synth.manufacturerId != 0 && (r < 2 || reply[1] != synth.manufacturerId) && failed(kMacroWrongId)) {
+    return kMacroWrongId;
+  }
+  if ((synth.optionBits & kMustEnd) && (r == 0 || reply.back() != kSysExEnd) && failed(kMacroNoSysExEnd)) {
+    return kMacroNoSysExEnd;
+  }
+  if (context.verifyReceivedSysEx && HasStrayStatus(reply) && failed(kMacroNoSysExEnd)) return kMacroNoSysExEnd;
+  return 0;
+}
+
+}  // namespace
+
+std::span<std::uint8_t> MacroStatements::Remaining(const Cursor& c, std::int64_t limit) {
+  return c.memory.Clamped(c.pos, std::min<std::int64_t>(limit, c.space));
+}
+
+void MacroStatements::Advance(Cursor& c, std::int64_t count) {
+  c.pos += count;
+  c.space = WrapToInt(c.space - count);
+}
+
+void MacroStatements::DropTransmit(State& s) {
+  s.transmit = {};
+  s.hasTransmit = false;
+  s.aFlag = true;
+}
+
+std::int32_t MacroStatements::GetPacked(const State& s, const Cursor& c, std::int64_t index) {
+  return WrapToInt(ConstImageView(Whole(c.memory), *s.synth).Get(c.pos, index));
+}
+
+void MacroStatements::SetTransmitData(ZKMacro& m, std::span<const std::uint8_t> bytes) {
+  State& s = m.s_;
+  // A private copy: "T", "F" and "FS" change transmit data, the code stays as it is.
+  m.ownTransmit_.assign(bytes.begin(), bytes.end());
+  if (!m.ownTransmit_.empty() && IsChannelVoice(m.ownTransmit_[0])) {
+    m.ownTransmit_[0] = static_cast<std::uint8_t>((m.ownTransmit_[0] & 0xF0) | (s.synth->midiChannel & 0x0F));
+  }
+  s.transmit = {ByteWindow(m.ownTransmit_), 0, static_cast<std::int32_t>(bytes.size())};
+  s.hasTransmit = true;
+  s.aFlag = false;
+}
+
+void MacroStatements::CopyInline(State& s, std::span<const std::uint8_t> bytes, std::int32_t offset) {
+  s.receive.memory.Write(s.receive.pos + offset, bytes);
+}
+
+void MacroStatements::PatchChannel(State& s, std::span<std::uint8_t> bytes, bool keepOpenChannel) {
+  if (bytes.empty()) return;
+  if (IsChannelVoice(bytes[0])) {
+    const std::int32_t channel = s.variables.empty() ? s.synth->midiChannel : Entry(s, kMidiChannelEntry);
+    bytes[0] = static_cast<std::uint8_t>((bytes[0] & 0xF0) | (channel & 0x0F));
+    return;
+  }
+  if (bytes[0] != kSysExStart || s.channelPosition <= 0) return;
+  const auto p = static_cast<std::size_t>(s.channelPosition);
+  if (p >= bytes.size() || (keepOpenChannel && bytes[p] == 0xFF)) return;
+  bytes[p] = s.synth->sysExChannelMax < 16 ? static_cast<std::uint8_t>((bytes[p] & 0xF0) + s.channel) : s.channel;
+}
+
+int MacroStatements::Transmit(ZKMacro& m, TransmitKind kind, std::int32_t n) {
+  State& s = m.s_;
+  MacroSession& session = *s.session;
+  if (session.Ended()) return session.Poll();
+  session.LookSoon();
+  Cursor& source = kind == TransmitKind::B ? s.receive : Current(s);
+  const std::span<std::uint8_t> bytes = Remaining(source, n == 0 ? INT32_MAX : n);
+  if (!bytes.empty()) {
+    if (const int stop = session.Work(static_cast<std::int64_t>(bytes.size()))) return stop;
+    PatchChannel(s, bytes, false);
+    const int port = s.synth->midiOutPort;
+    if (kind == TransmitKind::TR) {
+      session.context.staged = TransferContext::Staged{{bytes.begin(), bytes.end()}, port};
+    } else if (session.services.SendDataPort(bytes, port, session.context) < 0) {
+      return kMacroNoResponse;
+    }
+  }
+  Advance(source, static_cast<std::int64_t>(bytes.size()));
+  if (!s.aFlag && s.transmit.space <= 0) DropTransmit(s);
+  return 0;
+}
+
+int MacroStatements::Receive(ZKMacro& m, std::int64_t skip, std::int32_t n) {
+  State& s = m.s_;
+  MacroSession& session = *s.session;
+  TransferContext& context = session.context;
+  if (session.Ended()) return session.Poll();
+  session.LookSoon();
+  if (n == 0) n = s.receive.space;
+  const std::span<std::uint8_t> destination = Remaining(s.receive, n);
+  context.timedOut = false;
+  context.cancelledByPattern = false;
+  if (destination.empty()) {
+    SetEntry(s, kReceiveResultEntry, 0);
+    return 0;
+  }
+  const bool automatic = (!context.quiet && !context.hasIoWindow) || (s.synth->optionBits & 8);
+  if (automatic && (context.receiveTimeoutMs == 0 || s.timeoutByReceive)) {
+    const auto bytes = static_cast<std::int64_t>(destination.size());  // no more than these can be awaited
+    const std::int64_t wait = bytes / 2 + (context.autoConfiguring ? 1300 : 300) + (context.quiet ? 100 : 0);
+    context.receiveTimeoutMs = std::max(context.receiveTimeoutMs, wait);
+    s.timeoutByReceive = true;
+  }
+  const int r = skip == 0 ? session.services.GetDataPort(destination, s.synth->midiInPort, context)
+                          : session.services.GetDataSkipPort(destination, s.synth->midiInPort,
+                                                             std::max<std::int64_t>(skip, 0), context);
+  SetEntry(s, kReceiveResultEntry, r);
+  if (r == kReceiveNothing) {
+    s.registers[3] = 1;
+    context.timedOut = true;
+    return 0;
+  }
+  if (r < 0) return s.continueOnError && !session.Ended() ? 0 : r;
+  const auto received = destination.first(std::min(static_cast<std::size_t>(r), destination.size()));
+  const auto failed = [&s](int code) {
+    SetEntry(s, kReceiveResultEntry, code);
+    return s.continueOnError == 0;
+  };
+  if (const int code = CheckReply(*s.synth, context, s.idCheck == 0, received, n, failed)) return code;
+  Advance(s.receive, static_cast<std::int64_t>(received.size()));
+  return 0;
+}
+
+int MacroStatements::ReceiveAndDrop(ZKMacro& m, std::int32_t n) {
+  State& s = m.s_;
+  MacroSession& session = *s.session;
+  if (session.Ended()) return session.Poll();
+  session.LookSoon();
+  if (n == 0 || n > static_cast<std::int32_t>(kScratchBytes)) n = static_cast<std::int32_t>(kScratchBytes);
+  if (n < 0) return 0;
+  const std::span<std::uint8_t> scratch(session.scratch.data(), static_cast<std::size_t>(n));
+  const int r = session.services.GetDataPort(scratch, s.synth->midiInPort, session.context);
+  return r < 0 ? r : 0;
+}
+
+void MacroStatements::Checksum(State& s, const std::uint8_t* at) {
+  const int unused = at[0];
+  const int type = at[1];
+  at += 2;
+  const std::int32_t start = Number(s, at);
+  const std::int32_t count = Number(s, at);
+  const std::int32_t offset = Number(s, at);
+  if (s.session->context.suppressChecksums) return;
+  s.session->Work(std::min<std::int64_t>(count, Current(s).memory.size()));
+  CSum(FromCursor(Current(s)), unused, type, start, count, offset);
+}
+
+void MacroStatements::DiskRead(State& s, std::int32_t n, std::int32_t offset) {
+  ScriptServices& services = s.session->services;
+  if (n <= 0 || !services.HasDiskFile()) return;
+  const std::int64_t position = s.receive.pos + offset;
+  s.session->Work(n);
+  if (position >= 0) services.DiskRead(s.receive.memory.Clamped(position, n));
+}
+
+int MacroStatements::CallMacro(ZKMacro& m, std::int32_t n) {
+  State& s = m.s_;
+  MacroSession& session = *s.session;
+  if (n < 0 || n >= 256 || !session.services.HasMacroTable()) return 0;
+  const std::span<const std::uint8_t> code = session.services.Macro(n);
+  if (code.empty()) return 0;
+  if (const int stop = session.Pass()) return stop;
+  if (session.macroDepth == kMaxMacroDepth) {
+    DebugLog("A script is ended: macros call each other more than %d levels deep", kMaxMacroDepth);
+    session.stop = kMacroBadCommand;
+    return session.stop;
+  }
+  ++session.macroDepth;
+  int result;
+  {
+    ZKMacro called(session);
+    called.CopyFrom(m);
+    called.s_.macroIndex = n;
+    session.context.acceptedSizes.clear();
+    result = called.NoSetupRun(code);
+  }
+  --session.macroDepth;
+  SetX(s, result);
+  return session.stop;
+}
+
+int MacroStatements::RolandStep(ZKMacro& m) {
+  State& s = m.s_;
+  MacroSession& session = *s.session;
+  if (session.Ended()) return session.Poll();
+  session.LookSoon();
+  const int r = session.services.MacroRoland(*s.synth, FromCursor(s.receive), Entry(s, 3), Entry(s, 0), Entry(s, 1),
+                                             Entry(s, 2), session.context);
+  if (r < 0) return r;
+  Advance(s.receive, std::min<std::int64_t>(r, std::max<std::int64_t>(s.receive.memory.size() - s.receive.pos, 0)));
+  return 0;
+}
+
+void MacroStatements::TrinEff(State& s) {
+  const Cursor& data = Current(s);
+  const std::int64_t base = std::int64_t{s.registers[3]} + s.registers[0];
+  const std::int64_t stride = s.registers[2];
+  const auto value = [&](std::int64_t i) { return GetPacked(s, data, base + stride * i); };
+  const bool sixteen = s.registers[1] == 16;
+  const std::int32_t count = std::clamp(s.registers[1], 0, kMaxTrinEffEntries);
+  const std::int32_t firstReference = sixteen ? 4 : 5;
+  int total = 0;
+  bool circular = false;
+  s.session->Work(std::int64_t{count} * 256);
+  for (std::int32_t i = 0; i < count && total <= 8 && !circular; ++i) {
+    const std::int32_t v = value(i);
+    if (v >= 1 && v < firstReference) total += 1 << (v - 1);
+    if (v >= firstReference && value(v - firstReference) >= firstReference) circular = true;
+  }
+  SetX(s, total > 8 || circular ? 0 : 1);
+}
+
+int MacroStatements::InsertBytes(State& s, const std::int32_t* operands) {
+  const ByteWindow& memory = s.receive.memory;
+  const std::int64_t origin = s.receive.pos;
+  const std::int64_t left = std::max<std::int64_t>(memory.size() - std::max<std::int64_t>(origin, 0), 0);
+  const std::int64_t last = std::min<std::int64_t>(operands[1], left - 1);
+  const auto p = static_cast<std::uint8_t>(operands[2]);
+  const auto q = static_cast<std::uint8_t>(operands[3]);
+  const std::int64_t n = operands[4];
+  if (n < 0 || origin < 0) return 0;
+  std::int64_t moved = 0;
+  if (const int stop = s.session->Work(last)) return stop;
+  for (std::int64_t i = std::max<std::int64_t>(operands[0], 0); i < last - n; ++i) {
+    if (memory.At(origin + i) != p || memory.At(origin + i + 1) != q) continue;
+    const std::int64_t count = last - n - i;
+    std::memmove(memory.base() + origin + i + 1 + n, memory.base() + origin + i + 1, static_cast<std::size_t>(count));
+    i += n;
+    moved += count;
+    if (moved > (1 << 24)) {
+      if (const int stop = s.session->Work(moved)) return stop;
+      moved = 0;
+    }
+  }
+  return 0;
+}
+
+int MacroStatements::VariableBlockAccess(State& s, const std::uint8_t* at) {
+  constexpr std::int32_t kEntryMask = 4095;
+  const std::uint8_t sub = *at++;
+  if (sub == 0) {
+    const std::size_t target = VariableIndex(at);
+    WriteVariable(s, target, Entry(s, static_cast<std::size_t>(Number(s, at) & kEntryMask)));
+  } else if (sub == 1) {
+    const auto entry = static_cast<std::size_t>(Number(s, at) & kEntryMask);
+    SetEntry(s, entry, ReadVariable(s, VariableIndex(at)));
+  }
+  return 0;
+}
+
+}  // namespace tonalith::former
