@@ -8,6 +8,7 @@
 #include <QMenu>
 #include <algorithm>
 
+#include "platform/message_numbers.h"
 #include "services/window_counters.h"
 #include "services/window_places.h"
 #include "ui/window_base.h"
@@ -16,9 +17,6 @@ namespace tonalith {
 
 namespace {
 
-// Messages to child windows: a controller and its value; a port and a packed short message.
-constexpr std::uint32_t kWindowController = 0x8005;
-constexpr std::uint32_t kWindowShortMidi = 0x8001;
 // How much of the studio stays inside when its place lies outside.
 constexpr int kInsideX = 300;
 constexpr int kInsideY = 200;
@@ -121,11 +119,13 @@ void ChildWindows::DistributeToAllWindows(std::uint32_t message, std::uint64_t w
 }
 
 void ChildWindows::DistributeCntrlToAllWindows(int controller, int value) const {
-  DistributeToAllWindows(kWindowController, static_cast<std::uint64_t>(controller), value);
+  DistributeToAllWindows(static_cast<std::uint32_t>(ChildWindowMessage::Controller),
+                         static_cast<std::uint64_t>(controller), value);
 }
 
 void ChildWindows::DistributeMIDIToAllWindows(int port, std::uint32_t shortMessage) const {
-  DistributeToAllWindows(kWindowShortMidi, static_cast<std::uint64_t>(port), shortMessage);
+  DistributeToAllWindows(static_cast<std::uint32_t>(ChildWindowMessage::ShortMidi), static_cast<std::uint64_t>(port),
+                         shortMessage);
 }
 
 // ---- closing --------------------------------------------------------------------------------------------------------

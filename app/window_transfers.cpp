@@ -42,7 +42,7 @@ constexpr SendCommand kSendCommands[] = {
 
 WindowTransfers::WindowTransfers(const FrameContext& frame)
     : frame_(frame),
-      desk_(frame.program.transfers(), frame.program.midi(), frame.program.dispatcher()),
+      desk_(frame.program.desk()),
       files_(desk_, frame.program.disk(), frame.program.out(), frame.prompts()) {
   for (const SendCommand& row : kSendCommands) {
     frame_.menus.Register(row.command, {[this, &row] {

@@ -10,7 +10,6 @@
 #include "services/transfer_desk.h"
 #include "services/transfer_files.h"
 
-
 namespace tonalith {
 
 class ZKMidiInStatus;
@@ -46,7 +45,7 @@ class WindowTransfers final : public QObject {
   void WarnOfDamage(const DataFile& dataFile);
 
   FrameContext frame_;
-  TransferDesk desk_;
+  TransferDesk& desk_;
   TransferFiles files_;
   QPointer<QWidget> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;

@@ -10,10 +10,10 @@
 #include <QTableView>
 
 #include "app/preferences.h"
+#include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
-#include "midi/port_system.h"
 #include "services/paths.h"
 #include "services/settings.h"
 #include "services/zkbasics.h"
