@@ -27,10 +27,13 @@ RecentFilesMenu::RecentFilesMenu(const FrameContext& frame)
       files_(frame.program.paths().GetZKIni()),
       menu_(frame.menus.Submenu(MenuId::File, kMenuTitle)),
       end_(menu_->insertSeparator(frame.menus.ActionOf(CommandId::FileClearRecent))) {
-  frame_.menus.Register(CommandId::FileClearRecent, {[this] {
-                          LogFailure(files_.Clear());
-                          Fill();
-                        }});
+  CommandHandler clear;
+  clear.run = [this] {
+    LogFailure(files_.Clear());
+    Fill();
+  };
+  clear.refusal = [this] { return files_.paths().empty() ? tr("The list is empty.") : QString(); };
+  frame_.menus.Register(CommandId::FileClearRecent, std::move(clear));
   Fill();
 }
 

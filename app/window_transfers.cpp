@@ -82,8 +82,9 @@ void WindowTransfers::Show(const DeskEvent& event) {
   const bool ended = event.state == DeskState::kEnded;
   const std::string& sentence = ended ? event.result.sentence : event.text;
   if (!sentence.empty()) frame_.Status(FromUtf8(sentence));
-  if (event.state == DeskState::kStarted && !event.job->Sends() && event.job->transfer())
-    receiveWindow()->Add(event.job->transfer());
+  const auto& transfer = event.job->transfer();
+  if (event.state == DeskState::kStarted && !event.job->Sends() && transfer && transfer->Running())
+    receiveWindow()->Add(transfer);
   if (!ended) return;
   if (receiveWindow_) receiveWindow_->TransferClosed();
   if (frame_.simulation) frame_.simulation->Remember();

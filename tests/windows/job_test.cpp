@@ -201,14 +201,19 @@ TEST_F(JobTest, TwoReceivesHaveAPageEach) {
   parts().studio.OpenDriver(program_->studio()->FindDriver("k4", "Single Bank"), true);
   auto* second = qobject_cast<TZKBank*>(frame().ActiveChild());
   ZKMidiInStatus* window = parts().transfers.receiveWindow();
-  EXPECT_EQ(window->Pages(), 2);
+  EXPECT_TRUE(WaitFor([&] { return window->Pages() == 2; }));
   EXPECT_TRUE(window->isVisible());
   EXPECT_FALSE(ButtonOf(window, kCancelAllButton)->isHidden());
-  // A port serves one receive at a time.
+  // A port serves one transfer at a time: the next one waits.
   parts().studio.OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice"), true);
-  EXPECT_FALSE(qobject_cast<TZKBank*>(frame().ActiveChild())->document().IsBusy());
-  EXPECT_NE(LogText().find("is currently in use with another MIDI device"), std::string::npos);
+  auto* third = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_TRUE(third->document().IsBusy());
+  const auto job = parts().transfers.desk().JobOf(third->dataFile());
+  ASSERT_NE(job, nullptr);
+  EXPECT_EQ(job->state(), DeskState::kQueued);
   EXPECT_EQ(window->Pages(), 2);
+  third->CancelTransfer();
+  EXPECT_FALSE(third->document().IsBusy());
   ClickMouse(ButtonOf(window, kCancelAllButton));
   EXPECT_TRUE(Idle(first, 1500));
   EXPECT_TRUE(Idle(second, 1500));

@@ -11,15 +11,19 @@
 #include <fstream>
 #include <mutex>
 
+#include "app/child_windows.h"
 #include "app/control_bar.h"
 #include "app/desktop_menu.h"
 #include "app/midi_panic.h"
-#include "app/raw_sysex_window.h"
 #include "data/container.h"
 #include "data/standard_midi_file.h"
 #include "document/file_kinds.h"
 #include "platform/atomic_file.h"
 #include "services/desktop_file.h"
+#include "services/main_window_messages.h"
+#include "services/program.h"
+#include "services/zkbasics.h"
+#include "tools/ui/raw_sysex_window.h"
 #include "window_test_tools.h"
 
 namespace tonalith {
@@ -69,21 +73,6 @@ class MainFrameTest : public ProgramFixture {
 };
 
 // ---- commands -------------------------------------------------------------------------------------------------------
-
-TEST_F(MainFrameTest, CommandsWithoutAWindowSaySo) {
-  Start();
-  for (const CommandId id :
-       {CommandId::FileNewSet, CommandId::FileNewLibrary, CommandId::FileNewCollection, CommandId::FileNewSysExMessage,
-        CommandId::OptionsEditorSkins, CommandId::ViewSetList, CommandId::ViewFileList, CommandId::UtilitiesCreator,
-        CommandId::UtilitiesFileConversion, CommandId::UtilitiesController, CommandId::UtilitiesSequencer,
-        CommandId::UtilitiesRemote, CommandId::UtilitiesOscEditor}) {
-    const std::size_t before = program_->PromptLog().size();
-    frame().ActionOf(id)->trigger();
-    const auto log = program_->PromptLog();
-    ASSERT_EQ(log.size(), before + 1) << frame().ActionOf(id)->text().toStdString();
-    EXPECT_NE(log.back().find("is not part of this version of the program yet."), std::string::npos) << log.back();
-  }
-}
 
 TEST_F(MainFrameTest, CommandsThatChangeTheWindowDoSo) {
   Start({"text Yamaha DX7, Voice"});
@@ -145,7 +134,7 @@ TEST_F(MainFrameTest, ApplicationVariablesAnswerByNumber) {
   EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 5, 0), -1);
   program_->program()->mainWindow().SendMessage(MainWindowMessage::SetAppVar, 1, 77);
   EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 1, 0), 77);
-  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVarGUID, 0, 0), 2);
+  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVarGuid, 0, 0), 2);
   EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 2, 0), 0);
   EXPECT_EQ(program_->program()->mainWindow().SendMessage(static_cast<MainWindowMessage>(0x1234), 0, 0), 0);
 }
@@ -167,6 +156,31 @@ TEST(FileKinds, TheFirstExtensionOfTheOrderWins) {
       {"a.smf", FileKind::MidiFile},
       {"a.zkr", FileKind::Remote},
       {"a.pvb", FileKind::ImportedElsewhere},
+      {"a.zkosc", FileKind::OscEditor},
+      {"a.fxb", FileKind::PluginBank},
+      {"a.pvz", FileKind::Module},
+      {"a.library", FileKind::ForeignLibrary},
+      {"a.dat", FileKind::Data},
+      {"syx", FileKind::Data},
+      {"", FileKind::Data},
+  };
+  for (const auto& row : rows) EXPECT_EQ(KindOfFile(row.name), row.kind) << row.name;
+  EXPECT_EQ(KindOfFile("a.ubk"), FileKind::ForeignLibrary);
+  EXPECT_EQ(KindOfFile("a.ubk", kOpenInDesktop), FileKind::Data);
+  EXPECT_EQ(KindOfFile("a.ulb", kOpenInDesktop), FileKind::ForeignLibrary);
+}
+
+TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
+  Start();
+  CloseStudio();
+  const struct {
+    const char* name;
+    const char* sentence;  // empty: nothing is said
+  } rows[] = {
+      {"a.pvs", "a.pvs\\n\\nThis is a Set. There is no window for Sets; File > Send > Set or Collection sends"},
+      {"a.pvc", "This is a Collection."},
+      {"a.pvl", "This is a Library of patches. There is no window for Libraries."},
+      {"a.zkr", "This is a file of remote triggers. There is no window for them."},
       {"a.zkosc", FileKind::OscEditor},
       {"a.fxb", FileKind::PluginBank},
       {"a.pvz", FileKind::Module},
@@ -231,6 +245,7 @@ TEST_F(MainFrameTest, RawSysExIsListedSentAndSaved) {
   EXPECT_EQ(window->model()->RowAt(1).offset, 8U);
   EXPECT_FALSE(window->model()->RowAt(2).complete);
   EXPECT_EQ(window->model()->otherBytes(), 2U);
+  EXPECT_FALSE(window->document().IsModified());
   KeepScreenshot(window, QStringLiteral("raw_sysex"));
   Listen();
   window->list()->selectRow(1);
@@ -391,6 +406,37 @@ TEST_F(MainFrameTest, ADesktopNeverClosesUnsavedWorkUnasked) {
             2);
 }
 
+TEST_F(MainFrameTest, CloseAllClosesAllOrNothing) {
+  Start({"no", "cancel", "no", "yes", "file " + Path("kept.dat")});
+  TZKBank* first = Open("k4", "Single", true);
+  TZKBank* second = Open("Yamaha DX7", "Voice", true);
+  frame().RunCommand(CommandId::WindowCloseAll);
+  Settle();
+  EXPECT_EQ(frame().Children().size(), 3U) << "Cancel for the second keeps the first too";
+  EXPECT_TRUE(first->document().IsModified());
+  EXPECT_TRUE(second->document().CanUndo());
+  frame().RunCommand(CommandId::WindowCloseAll);
+  EXPECT_TRUE(WaitFor([this] { return frame().Children().empty(); }));
+  EXPECT_TRUE(FileExists(Path("kept.dat")));
+  EXPECT_EQ(program_->PromptLog().size(), 5U) << LogText();
+}
+
+// Yes to the end of a transfer is no word about the other windows.
+TEST_F(MainFrameTest, CloseAllGivesATransferUpOnlyWhenEverythingCloses) {
+  Start({"yes", "cancel", "yes", "no"}, {});
+  TZKBank* busy = Open("Yamaha DX7", "Voice Bank", false);
+  frame().RunCommand(CommandId::MidiGet);
+  ASSERT_TRUE(busy->document().IsBusy());
+  parts().transfers.desk().SetOptions({});
+  TZKBank* changed = Open("k4", "Single", true);
+  ASSERT_TRUE(Idle(changed, 10000));
+  frame().RunCommand(CommandId::WindowCloseAll);
+  EXPECT_TRUE(busy->document().IsBusy());
+  frame().RunCommand(CommandId::WindowCloseAll);
+  EXPECT_TRUE(WaitFor([this] { return frame().Children().empty(); }));
+  EXPECT_TRUE(WaitFor([this] { return !basics().transfers().ReceiveRunning(); }));
+}
+
 TEST_F(MainFrameTest, ADesktopOpensDataAndNothingElse) {
   Start();
   Listen();
@@ -459,13 +505,15 @@ TEST_F(MainFrameTest, TheControlBarLaysOutShowsAndSendsItsCommands) {
     EXPECT_TRUE(icons->IsPressed(slot) || !icons->IsEnabled(icons->CommandAt(slot)));
     QTest::mouseRelease(icons, Qt::LeftButton, {}, release);
   };
-  const std::size_t before = program_->PromptLog().size();
+  const std::size_t before = frame().Children().size();
+  EXPECT_FALSE(icons->IsEnabled(514)) << "nobody carries this command out";
   press(7, icons->RectOf(7).center());
-  EXPECT_EQ(program_->PromptLog().size(), before + 1) << "the MIDI controller has no window yet";
-  press(7, icons->RectOf(8).center());
-  EXPECT_EQ(program_->PromptLog().size(), before + 1) << "released over another button";
+  press(9, icons->RectOf(8).center());
+  EXPECT_EQ(frame().Children().size(), before) << "released over another button";
   press(3, icons->RectOf(3).center());
-  EXPECT_EQ(program_->PromptLog().size(), before + 1) << "disabled";
+  EXPECT_EQ(frame().Children().size(), before) << "disabled";
+  press(9, icons->RectOf(9).center());
+  EXPECT_EQ(frame().Children().size(), before + 1) << "the graphic monitor";
   icons->SetFixedButtonSize(40, 20);
   EXPECT_EQ(icons->RectOf(1), QRect(42, icons->RectOf(0).y(), 40, 20));
   icons->ShowButton(57601, false);
