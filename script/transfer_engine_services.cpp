@@ -7,36 +7,39 @@
 
 namespace tonalith {
 
-namespace {
-
-struct ThreadRecording {
-  EventList events;
-  Event** list = nullptr;
-};
-thread_local ThreadRecording threadRecording;
-
-}  // namespace
-
-void SetFirstEvent(bool record, Event** list) {
-  if (threadRecording.list) {
+void MidiScriptServices::SetFirstEvent(bool record, Event** list) {
+  std::lock_guard guard(recordingMutex_);
+  const auto here = recordings_.find(std::this_thread::get_id());
+  if (here != recordings_.end()) {
     // Whoever recorded before gets what there is, behind what the list held.
-    Event** end = threadRecording.list;
+    Event** end = here->second.list;
     while (*end) end = &(*end)->next;
-    *end = threadRecording.events.Release();
+    *end = here->second.events.Release();
+    recordings_.erase(here);
   }
-  threadRecording.list = record ? list : nullptr;
+  if (record && list) recordings_[std::this_thread::get_id()].list = list;
+  anyRecords_.store(!recordings_.empty());
 }
 
-Event** GetFirstEvent() {
-  return threadRecording.list;
+MidiScriptServices::ThreadRecording* MidiScriptServices::RecordingHere() {
+  if (!anyRecords_.load()) return nullptr;
+  std::lock_guard guard(recordingMutex_);
+  const auto here = recordings_.find(std::this_thread::get_id());
+  return here == recordings_.end() ? nullptr : &here->second;
 }
 
-EventList* RecordingOf(const TransferContext& context) {
+Event** MidiScriptServices::GetFirstEvent() {
+  const ThreadRecording* recording = RecordingHere();
+  return recording ? recording->list : nullptr;
+}
+
+EventList* MidiScriptServices::RecordingOf(const TransferContext& context) {
   if (context.recording) return context.recording;
-  return threadRecording.list ? &threadRecording.events : nullptr;
+  ThreadRecording* recording = RecordingHere();
+  return recording ? &recording->events : nullptr;
 }
 
-SendOptions MidiScriptServices::OptionsOf(TransferContext& context) const {
+SendOptions MidiScriptServices::OptionsOf(TransferContext& context) {
   SendOptions options;
   options.delayBetweenMs = context.transmitDelayMs;
   options.cancel = &context.cancel;
@@ -50,7 +53,7 @@ SendOptions MidiScriptServices::OptionsOf(TransferContext& context) const {
 }
 
 // Ports move down when one before them goes; a transfer must not go on with a neighbour.
-bool MidiScriptServices::OutputGone(int port, TransferContext& context) const {
+bool MidiScriptServices::OutputGone(int port, TransferContext& context) {
   if (RecordingOf(context)) return false;
   const auto slot = out_.GetMidiOutPort(port);
   if (!slot || !slot->Alive() ||

@@ -168,7 +168,7 @@ void StudioReports::SetupInformation(std::ostream& out, const StudioReportFacts&
   WritePreferences(out, around_.settings);
   out << "Stats\n-----\n";
   for (const auto& [kind, words] : WindowCounters::kKinds)
-    out << words << ": " << WindowCounters::Instance().Created(kind) << "\n";
+    out << words << ": " << (facts.windows ? facts.windows->Created(kind) : 0) << "\n";
   out << "\n\n";
 }
 

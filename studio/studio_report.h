@@ -10,12 +10,14 @@ namespace tonalith {
 
 class ModuleFacts;
 class StudioList;
+class WindowCounters;
 struct StudioSurroundings;
 
 // What the configuration report tells about the program around the studio.
 struct StudioReportFacts {
   std::string programPath;
-  int kernel[3] = {};  // version of the system
+  int kernel[3] = {};                       // version of the system
+  const WindowCounters* windows = nullptr;  // null: no windows were created
   // The version of the running kernel.
   static StudioReportFacts OfThisMachine(const std::string& programPath);
 };

@@ -241,7 +241,9 @@ void TZKDrvLst::OnSettings() {
 
 void TZKDrvLst::OnSetupInformation() {
   std::ostringstream text;
-  studio_.SetupInformation(text, StudioReportFacts::OfThisMachine(ToUtf8(QCoreApplication::applicationDirPath())));
+  auto facts = StudioReportFacts::OfThisMachine(ToUtf8(QCoreApplication::applicationDirPath()));
+  facts.windows = host_.windowCounters();
+  studio_.SetupInformation(text, facts);
   auto* window = new StudioReportWindow(tr("Configuration Report"), FromUtf8(text.str()), studio_.paths().data.string(),
                                         "Studio Configuration.txt", host_.prompts(), this);
   window->setAttribute(Qt::WA_DeleteOnClose);

@@ -163,8 +163,10 @@ TEST_F(StudioFormats, ReportByteForByte) {
   StudioReportFacts facts;
   facts.programPath = "/opt/p";
   facts.kernel[0] = 6, facts.kernel[1] = 1, facts.kernel[2] = 9;
-  WindowCounters::Instance().Count("Sequencer");
-  WindowCounters::Instance().Count("no such kind");
+  WindowCounters windows;
+  windows.Count(WindowType::Sequencer);
+  windows.Count(WindowType::Tips);  // not in the report
+  facts.windows = &windows;
   std::ostringstream out;
   studio.SetupInformation(out, facts);
   const std::string rule(77, '-');
