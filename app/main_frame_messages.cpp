@@ -5,28 +5,21 @@
 
 namespace tonalith {
 
-namespace {
-
-// Messages to child windows: a controller and its value; a port and a packed short message.
-constexpr std::uint32_t kWindowController = 0x8005;
-constexpr std::uint32_t kWindowShortMidi = 0x8001;
-
-}  // namespace
-
-std::int64_t CMainFrame::SendMessage(FrameMessage message, std::uint64_t wParam, std::int64_t lParam) {
+std::int64_t CMainFrame::SendMessage(MainWindowMessage message, std::uint64_t wParam, std::int64_t lParam) {
   const auto key = static_cast<std::int32_t>(wParam);
   switch (message) {
-    case FrameMessage::TransmitFile:
+    case MainWindowMessage::TransmitFile:
       return lParam != 0 && TransmitFile(reinterpret_cast<const char*>(lParam), key) ? 1 : 0;
-    case FrameMessage::GetAppVarGUID:
+    case MainWindowMessage::GetAppVarGuid:
       return basics_.appVars().GetAppVarGUID();
-    case FrameMessage::GetAppVar:
+    case MainWindowMessage::GetAppVar:
       return basics_.appVars().GetAppVar(key);
-    case FrameMessage::SetAppVar:
+    case MainWindowMessage::SetAppVar:
       basics_.appVars().SetAppVar(key, static_cast<std::int32_t>(lParam));
       return 1;
+    default:
+      return 0;
   }
-  return 0;
 }
 
 ZKWindow* CMainFrame::FirstThat(const std::function<bool(ZKWindow&)>& fits) const {
@@ -45,16 +38,16 @@ void CMainFrame::ForEach(const std::function<void(ZKWindow&)>& action) const {
   }
 }
 
-void CMainFrame::DistributeToAllWindows(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) const {
-  ForEach([&](ZKWindow& child) { child.WindowProc(message, wParam, lParam); });
+void CMainFrame::DistributeToAllWindows(ChildWindowMessage message, std::uint64_t wParam, std::int64_t lParam) const {
+  ForEach([&](ZKWindow& child) { child.WindowProc(static_cast<std::uint32_t>(message), wParam, lParam); });
 }
 
 void CMainFrame::DistributeCntrlToAllWindows(int controller, int value) const {
-  DistributeToAllWindows(kWindowController, static_cast<std::uint64_t>(controller), value);
+  DistributeToAllWindows(ChildWindowMessage::Controller, static_cast<std::uint64_t>(controller), value);
 }
 
 void CMainFrame::DistributeMIDIToAllWindows(int port, std::uint32_t shortMessage) const {
-  DistributeToAllWindows(kWindowShortMidi, static_cast<std::uint64_t>(port), shortMessage);
+  DistributeToAllWindows(ChildWindowMessage::ShortMidi, static_cast<std::uint64_t>(port), shortMessage);
 }
 
 }  // namespace tonalith

@@ -2,8 +2,10 @@
 
 #include <iterator>
 #include <string_view>
+#include <type_traits>
 
 #include "platform/byte_window.h"
+#include "platform/message_numbers.h"
 
 namespace tonalith {
 namespace {
@@ -27,18 +29,22 @@ constexpr OperandList Ops(Kinds... kinds) {
   return OperandList(kinds...);
 }
 
-constexpr Route Request(T target, int code, P packing, std::int32_t constant = 0, X result = X::None) {
+// Numbers of messages and requests come from the enumerations of their receivers.
+template <typename Number>
+concept Named = std::is_enum_v<Number>;
+
+constexpr Route Request(T target, Named auto code, P packing, std::int32_t constant = 0, X result = X::None) {
   return {target, RouteCall::Request, static_cast<std::uint16_t>(code), packing, constant, result};
 }
-constexpr Route Message(T target, int number, P packing, X result = X::None, std::int32_t constant = 0,
+constexpr Route Message(T target, Named auto number, P packing, X result = X::None, std::int32_t constant = 0,
                         G gate = G::None) {
   return {target, RouteCall::Message, static_cast<std::uint16_t>(number), packing, constant, result, gate};
 }
-constexpr Route Posted(T target, int number, P packing, X result = X::None, std::int32_t constant = 0,
+constexpr Route Posted(T target, Named auto number, P packing, X result = X::None, std::int32_t constant = 0,
                        G gate = G::None) {
   return {target, RouteCall::Posted, static_cast<std::uint16_t>(number), packing, constant, result, gate};
 }
-constexpr Route Either(T target, int number, P packing, int otherNumber, P otherPacking) {
+constexpr Route Either(T target, Named auto number, P packing, Named auto otherNumber, P otherPacking) {
   return {target,
           RouteCall::Message,
           static_cast<std::uint16_t>(number),
@@ -49,7 +55,7 @@ constexpr Route Either(T target, int number, P packing, int otherNumber, P other
           static_cast<std::uint16_t>(otherNumber),
           otherPacking};
 }
-constexpr Route EitherPosted(T target, int number, P packing, int otherNumber, P otherPacking) {
+constexpr Route EitherPosted(T target, Named auto number, P packing, Named auto otherNumber, P otherPacking) {
   Route route = Either(target, number, packing, otherNumber, otherPacking);
   route.call = RouteCall::Posted;
   return route;

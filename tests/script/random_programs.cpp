@@ -1,116 +1,135 @@
 #include "random_programs.h"
 
 #include <algorithm>
-#include <cstring>
 
-#include "script/former_engine/statement_table.h"
+#include "script/statement_table.h"
 
 namespace tonalith::test {
 
-using namespace former;
-
 namespace {
+
+using S = Statement;
 
 constexpr std::uint32_t kMacros = 6;
 constexpr std::uint32_t kDeepestBlock = 3;
-
-const StatementInfo& Named(std::string_view keyword) {
-  const auto table = StatementTable();
-  return *std::find_if(table.begin(), table.end(),
-                       [keyword](const StatementInfo& row) { return row.name && keyword == row.name; });
-}
 
 class ProgramMaker {
  public:
   // plain: only what computes, without MIDI, windows and settings.
   ProgramMaker(RandomNumbers& random, ProgramKind kind, bool inMacro, bool plain)
-      : random_(random), tame_(kind == ProgramKind::Tame), inMacro_(inMacro), plain_(plain) {}
+      : random_(random), whole_(kind == ProgramKind::Whole), inMacro_(inMacro), plain_(plain) {}
 
-  Statements Make(std::uint32_t longest) {
+  // One entry a statement.
+  std::vector<Code> Make(std::uint32_t longest) {
     const std::size_t wanted = 1 + random_.Below(longest);
-    while (out_.size() < wanted) Statement(0);
-    if (random_.Chance(70)) Add(Named("]"));
+    while (out_.size() < wanted) AddOne(0);
+    if (whole_) return std::move(out_);
+    if (random_.Chance(70)) Add(S::EndBlock);
     if (random_.Chance(40)) out_.push_back({kEndOfScript});
     return std::move(out_);
   }
 
  private:
-  void Block(std::uint32_t depth) {
-    for (std::uint32_t left = 1 + random_.Below(6); left > 0; --left) Statement(depth + 1);
+  void AddBlock(std::uint32_t depth) {
+    for (std::uint32_t left = 1 + random_.Below(6); left > 0; --left) AddOne(depth + 1);
   }
 
-  void Statement(std::uint32_t depth) {
-    static constexpr const char* kConditions[] = {"IF", "IFN", "IFL", "IFG", "IFLQ", "IFGQ", "IFQ", "IFNQ"};
-    static constexpr const char* kData[] = {"F",  "FS",     "FG", "FR", "FT", "VR", "VW", "RET", "GPINC",
-                                            "GP", "K",      "S",  "FA", "A",  "T",  "TR", "B",   "R",
-                                            "GC", "SetVar", "GA", "GN", "GO", "GR", "GM"};
-    static constexpr const char* kMath[] = {"ABS", "MIN",   "MAX",    "POW",      "SQRT",     "FACT",
-                                            "EXP", "LOG",   "BITINV", "MaskRetr", "MaskStor", "Within",
-                                            "INT", "FLOAT", "ASIN",   "ATAN2",    "RANDOM",   "SIN"};
-    static constexpr const char* kPlain[] = {"F",  "FG",       "FR",       "FS",     "FT",          "VR",
-                                             "VW", "RET",      "MaskRetr", "SetVar", "SetlocalVar", "PutLocalVarInY",
-                                             "K",  "MaskStor", "Within",   "GPINC",  "GPDEC",       "GETID"};
+  void AddOne(std::uint32_t depth) {
+    static constexpr S kConditions[] = {S::IF, S::IFN, S::IFL, S::IFG, S::IFLQ, S::IFGQ, S::IFQ, S::IFNQ};
     const std::uint32_t what = random_.Below(1000);
-    if (what < 90 && depth < kDeepestBlock && !(tame_ && (depth > 1 || inMacro_))) return Loop(depth);
-    if (what < 220) {
-      Add(Named(random_.Of(kConditions)));
-      if (depth < kDeepestBlock + 1) Block(depth + 1);
-      if (random_.Chance(94)) return Add(Named("IFX"));
-      if (random_.Chance(50)) Add(Named("IFE"));
-      return;
+    if (what < 90 && depth < kDeepestBlock && !(whole_ && (depth > 1 || inMacro_))) {
+      Add(S::L);
+      AddBlock(depth);
+      if (whole_ || random_.Chance(96)) Add(S::EndBlock);
+    } else if (what < 220 && depth <= kDeepestBlock) {
+      Add(random_.Of(kConditions));
+      AddBlock(depth + 1);
+      if (whole_ || random_.Chance(94)) {
+        Add(S::IFX);
+      } else if (random_.Chance(50)) {
+        Add(S::IFE);
+      }
+    } else if (what < 985) {
+      AddSimple(what);
+    } else if (whole_) {
+      UnknownMember();
+    } else {
+      AddOdd(depth);
     }
-    if (what < 460) return Add(Named("M"));
-    if (plain_ && what < 650) return Add(Named(random_.Of(kPlain)));
-    if (what < 650) return Add(Named(random_.Of(kData)));
-    if (what < 720) return Add(Named(random_.Of(kMath)));
-    if (what < 775) return tame_ && inMacro_ ? Add(Named("A")) : Add(Named("MACRO"));
-    if (what < 785) return Add(Named(depth > 0 || random_.Chance(10) ? "BREAK" : "A"));
-    if (plain_ && what < 850 && !(tame_ && inMacro_)) return Add(Named("MACRO"));
-    if (plain_ && what < 990) return Add(Named(random_.Chance(60) ? "M" : random_.Of(kPlain)));
-    if (what < 990) return AnyRow();
-    if (what < 995) return UnknownMember();
-    if (what < 998)
-      return out_.push_back({static_cast<std::uint8_t>(random_.Chance(30) ? 13 : 59 + random_.Below(196))});
-    Add(Named("]"));
   }
 
-  void Loop(std::uint32_t depth) {
-    inLoopCount_ = true;
-    Add(Named("L"));
-    inLoopCount_ = false;
-    Block(depth);
-    if (random_.Chance(96)) Add(Named("]"));
+  void AddSimple(std::uint32_t what) {
+    static constexpr S kData[] = {S::F,  S::FS, S::FG, S::FR, S::FT, S::VR, S::VW,    S::RET, S::GPINC,
+                                  S::K,  S::S,  S::FA, S::A,  S::T,  S::TR, S::B,     S::R,   S::GC,
+                                  S::GA, S::GN, S::GO, S::GR, S::GM, S::GP, S::SetVar};
+    static constexpr S kMath[] = {S::ABS,      S::MIN,      S::MAX,    S::POW,  S::SQRT,  S::FACT,   S::EXP, S::LOG,
+                                  S::MaskRetr, S::MaskStor, S::Within, S::ASIN, S::ATAN2, S::BITINV, S::SIN, S::RANDOM};
+    static constexpr S kPlain[] = {S::F,        S::FG,       S::FR,     S::FS,          S::FT,
+                                   S::VR,       S::VW,       S::RET,    S::SetlocalVar, S::PutLocalVarInY,
+                                   S::MaskRetr, S::MaskStor, S::Within, S::SetVar,      S::K,
+                                   S::GPINC,    S::GPDEC,    S::GETID};
+    if (what < 460) {
+      Add(S::M);
+    } else if (what < 650) {
+      Add(plain_ ? random_.Of(kPlain) : random_.Of(kData));
+    } else if (what < 720) {
+      Add(random_.Of(kMath));
+    } else if (what < (plain_ ? 850 : 775) && !(whole_ && inMacro_)) {
+      Add(S::MACRO);
+    } else if (plain_) {
+      Add(random_.Chance(60) ? S::M : random_.Of(kPlain));
+    } else {
+      AnyRow();
+    }
+  }
+
+  void AddOdd(std::uint32_t depth) {
+    switch (random_.Below(4)) {
+      case 0:
+        return UnknownMember();
+      case 1:
+        return Add(depth > 0 ? S::BREAK : S::EndBlock);
+      case 2:
+        return Add(random_.Chance(50) ? S::INT : S::FLOAT);
+      default: {
+        std::uint8_t opcode = 0;
+        while (IsDefinedOpcode(opcode)) opcode = static_cast<std::uint8_t>(random_.Below(256));
+        return out_.push_back({opcode});
+      }
+    }
   }
 
   void AnyRow() {
     const auto table = StatementTable();
     const StatementInfo& row = table[random_.Below(static_cast<std::uint32_t>(table.size()))];
-    const std::string_view name = row.name ? row.name : "";
-    if (tame_ && (name == "L" || name == "MACRO")) return;
-    Add(row);
+    const bool blocks = row.condition != ConditionRole::None || row.id == S::L || row.id == S::EndBlock ||
+                        row.id == S::BREAK || row.id == S::MACRO;
+    if (!(whole_ && blocks)) Add(row.id);
   }
 
   // A sub-code that no row has, or one of those that share a row.
   void UnknownMember() {
-    static constexpr std::uint8_t kFamilies[] = {18, 40, 47, 48, 50, 51, 52, 53, 54, 55, 56, 57, 58};
-    std::vector<std::uint8_t> bytes{random_.Of(kFamilies), static_cast<std::uint8_t>(random_.Below(256))};
-    const StatementInfo* row = FindStatement(bytes[0], bytes[1]);
-    if (row) {
-      Operands(row->operands, bytes);
-    } else {
-      Operands(StatementOperands(bytes[0], bytes[1]), bytes);
-    }
+    std::uint8_t family = 0;
+    while (!IsFamilyOpcode(family)) family = static_cast<std::uint8_t>(random_.Below(256));
+    const auto sub = static_cast<std::uint8_t>(random_.Below(256));
+    const StatementInfo* row = FindStatement(family, sub);
+    if (row && whole_) return;
+    Code bytes{family, sub};
+    Operands(row ? row->operands : StatementOperands(family, sub), bytes);
     out_.push_back(std::move(bytes));
   }
 
-  void Add(const StatementInfo& row) {
-    std::vector<std::uint8_t> bytes{row.opcode};
+  void Add(S statement) {
+    const StatementInfo& row = InfoOf(statement);
+    Code bytes{row.opcode};
     if (row.IsFamily()) bytes.push_back(static_cast<std::uint8_t>(row.sub));
+    counting_ = statement == S::L;
     Operands(row.operands, bytes);
+    counting_ = false;
     out_.push_back(std::move(bytes));
   }
 
-  void Operands(const OperandList& list, std::vector<std::uint8_t>& bytes) {
+  void Operands(const OperandList& list, Code& bytes) {
     std::uint8_t assign = 0;
     std::uint32_t count = 0;
     for (std::size_t i = 0; i < list.count; ++i) {
@@ -129,7 +148,7 @@ class ProgramMaker {
           break;
         case OperandKind::AssignValue:
           if (assign == kCopyOperator) {
-            Variable(bytes, !tame_);  // the second byte of a wide one is executed as a statement
+            Variable(bytes, !whole_);  // the second byte of a wide one is executed as a statement
           } else {
             Word(Number(), bytes);
           }
@@ -153,11 +172,11 @@ class ProgramMaker {
     }
   }
 
-  static void Word(std::uint32_t value, std::vector<std::uint8_t>& bytes) {
+  static void Word(std::uint32_t value, Code& bytes) {
     for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<std::uint8_t>(value >> shift));
   }
 
-  void Variable(std::vector<std::uint8_t>& bytes, bool mayBeWide = true) {
+  void Variable(Code& bytes, bool mayBeWide = true) {
     std::uint32_t index = random_.Below(4);
     bool wide = false;
     if (random_.Chance(40)) index = 4 + random_.Below(20);
@@ -175,10 +194,8 @@ class ProgramMaker {
   }
 
   std::uint32_t Number() {
-    if (inLoopCount_) {
-      if (tame_) return random_.Below(9);
-      if (random_.Chance(75)) return random_.Below(30);
-    }
+    if (counting_ && whole_) return 1 + random_.Below(5);
+    if (counting_ && random_.Chance(75)) return random_.Below(30);
     const std::uint32_t what = random_.Below(100);
     if (what < 40) return random_.Below(24);
     if (what < 50) return random_.Below(200);
@@ -192,7 +209,7 @@ class ProgramMaker {
     return random_.Of(kOdd);
   }
 
-  void Data(std::uint32_t count, std::vector<std::uint8_t>& bytes) {
+  void Data(std::uint32_t count, Code& bytes) {
     const std::size_t first = bytes.size();
     for (std::uint32_t i = 0; i < count; ++i) bytes.push_back(static_cast<std::uint8_t>(random_.Below(128)));
     if (count == 0) return;
@@ -206,16 +223,16 @@ class ProgramMaker {
   }
 
   RandomNumbers& random_;
-  bool tame_;
+  bool whole_;
   bool inMacro_;
   bool plain_;
-  bool inLoopCount_ = false;
-  Statements out_;
+  bool counting_ = false;  // the operand is a count of passes
+  std::vector<Code> out_;
 };
 
-void Damage(RandomNumbers& random, Statements& code) {
+void Damage(RandomNumbers& random, std::vector<Code>& code) {
   for (std::uint32_t left = 1 + random.Below(3); left > 0 && !code.empty(); --left) {
-    std::vector<std::uint8_t>& statement = code[random.Below(static_cast<std::uint32_t>(code.size()))];
+    Code& statement = code[random.Below(static_cast<std::uint32_t>(code.size()))];
     if (statement.empty()) continue;
     const auto at = statement.begin() + random.Below(static_cast<std::uint32_t>(statement.size()));
     switch (random.Below(4)) {
@@ -245,25 +262,18 @@ std::uint64_t RandomNumbers::Next() {
   return z ^ (z >> 31);
 }
 
-std::vector<std::uint8_t> Joined(const Statements& statements) {
-  std::vector<std::uint8_t> bytes;
-  for (const auto& statement : statements) bytes.insert(bytes.end(), statement.begin(), statement.end());
-  return bytes;
-}
-
 RandomProgram MakeProgram(RandomNumbers& random, ProgramKind kind) {
-  RandomProgram program;
+  const auto joined = [&random, kind](std::vector<Code> statements) {
+    if (kind == ProgramKind::Any && random.Chance(10)) Damage(random, statements);
+    Code code;
+    for (const Code& statement : statements) code.insert(code.end(), statement.begin(), statement.end());
+    return code;
+  };
   const bool plain = random.Chance(40);
-  program.code = ProgramMaker(random, kind, false, plain).Make(random.Chance(80) ? 25 : 80);
+  RandomProgram program;
+  program.code = joined(ProgramMaker(random, kind, false, plain).Make(random.Chance(80) ? 20 : 60));
   for (std::uint32_t i = 0; i < kMacros; ++i) {
-    program.macros.push_back(random.Chance(10)
-                                 ? Statements{}
-                                 : ProgramMaker(random, kind, true, plain || random.Chance(30)).Make(plain ? 7 : 12));
-  }
-  // Damage can make a tame program wild.
-  if (kind != ProgramKind::Tame && random.Chance(15)) {
-    Damage(random, program.code);
-    if (random.Chance(30)) Damage(random, program.macros[random.Below(kMacros)]);
+    program.macros.push_back(joined(ProgramMaker(random, kind, true, plain || random.Chance(30)).Make(8)));
   }
   return program;
 }

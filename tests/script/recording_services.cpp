@@ -30,26 +30,20 @@ int Number(MidiDirection direction) {
 
 }  // namespace
 
-void CallLog::Take(std::string line) {
-  digest_ = Fold(digest_, {reinterpret_cast<const std::uint8_t*>(line.data()), line.size()});
-  ++calls_;
-  if (lines_.size() < kLinesKept) lines_.push_back(std::move(line));
-}
-
 void CallLog::Add(const char* format, ...) {
   char text[300];
   va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  Take(text);
+  lines_.emplace_back(text);
 }
 
 void CallLog::AddBytes(const char* what, std::span<const std::uint8_t> bytes) {
   char text[80];
   std::snprintf(text, sizeof text, "%s %zu bytes %016llx:", what, bytes.size(),
                 static_cast<unsigned long long>(Fold(0, bytes)));
-  Take(text + Hex(bytes));
+  lines_.push_back(text + Hex(bytes));
 }
 
 // --- Documents and windows

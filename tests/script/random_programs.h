@@ -1,8 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
-#include <string_view>
 #include <vector>
 
 namespace tonalith::test {
@@ -25,25 +23,21 @@ class RandomNumbers {
   std::uint64_t state_;
 };
 
-using Statements =
-    std::vector<std::vector<std::uint8_t>>;  // one entry a statement, so that programs can be made smaller
+using Code = std::vector<std::uint8_t>;
 
-std::vector<std::uint8_t> Joined(const Statements& statements);
-
-// What a program does at most, beside its own statements.
 enum class ProgramKind : std::uint8_t {
-  Any,   // loops of any count, macros that call macros
-  Tame,  // few passes whatever the values are: for runs without a limit of passes
+  Any,    // loops of any count, macros that call macros; now and then a block is left open, a statement is none, or the
+          // bytes are damaged or cut
+  Whole,  // few passes; every block is closed and nothing leaves one, so that the code means the same anywhere
 };
 
-// A program that is mostly well formed: nested loops and conditions around any statements of the table with any
-// operands; now and then a block is left open, a statement is none, or the bytes are damaged or cut.
+// Nested loops and conditions around any statements of the table with any operands.
 struct RandomProgram {
-  Statements code;
-  std::vector<Statements> macros;
+  Code code;  // Whole: without an end
+  std::vector<Code> macros;
 };
 
-inline constexpr std::uint16_t kProgramDriverId = 7;  // statements name it often
+inline constexpr std::uint16_t kProgramDriverId = 7;  // operands name it often
 
 RandomProgram MakeProgram(RandomNumbers& random, ProgramKind kind);
 

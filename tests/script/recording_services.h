@@ -21,16 +21,9 @@ class CallLog {
   void Add(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void AddBytes(const char* what, std::span<const std::uint8_t> bytes);
   const std::vector<std::string>& lines() const { return lines_; }
-  std::size_t calls() const { return calls_; }
-  std::uint64_t digest() const { return digest_; }  // of all lines, also those beyond the ones kept
 
  private:
-  void Take(std::string line);
-
-  static constexpr std::size_t kLinesKept = 300;
   std::vector<std::string> lines_;
-  std::size_t calls_ = 0;
-  std::uint64_t digest_ = 14695981039346656037u;
 };
 
 // Every wait is over at once.
@@ -46,7 +39,7 @@ class HurriedClock final : public Clock {
   std::int64_t nowUs_ = 0;
 };
 
-// What the world around a program is like; drawn once, used by both runs.
+// What the world around a program is like; drawn once, used by all runs that are compared.
 struct World {
   std::uint64_t seed = 0;
   unsigned receivers = 0;  // one bit a ScriptReceiver
@@ -54,7 +47,7 @@ struct World {
   bool diskFile = false;
   bool macroTable = true;
   std::size_t cancelAtCall = 0;  // the run is cancelled from outside at this call; 0: never
-  std::vector<std::vector<std::uint8_t>> macros;
+  std::vector<Code> macros;
 };
 
 class RecordingServices;
