@@ -1,5 +1,7 @@
 #include "studio/studio_document.h"
 
+#include <utility>
+
 #include "platform/log.h"
 #include "services/settings.h"
 
@@ -15,16 +17,11 @@ ZKStudioDoc::ZKStudioDoc(StudioPaths paths, Prompts& prompts, StudioPorts* ports
       plugins_(around_, list_, facts_),
       reports_(around_, list_, facts_),
       data_(around_, list_),
-      file_({around_, list_, loader_, portReferences_, reports_, [this] { return LoadStudio(); }}) {
-  list_.AddListener(this);
-}
+      file_({around_, list_, loader_, portReferences_, reports_, [this] { return LoadStudio(); }}) {}
 
-ZKStudioDoc::~ZKStudioDoc() {
-  list_.RemoveListener(this);
-}
-
-void ZKStudioDoc::StudioChanged() {
-  if (changeSink_) changeSink_();
+void ZKStudioDoc::SetChangeSink(std::function<void()> sink) {
+  list_.RemoveListener(std::exchange(changeSink_, 0));
+  if (sink) changeSink_ = list_.AddListener(std::move(sink));
 }
 
 int ZKStudioDoc::LoadStudio() {

@@ -23,11 +23,10 @@ namespace tonalith {
 
 // The studio put together from its parts, on the user-interface thread only.  What needs one part should take that
 // part; the operations here that only name one forward to it.
-class ZKStudioDoc final : private StudioListener {
+class ZKStudioDoc final {
  public:
   // Everything given must outlive the document; ports may be null (no MIDI).
   ZKStudioDoc(StudioPaths paths, Prompts& prompts, StudioPorts* ports = nullptr);
-  ~ZKStudioDoc() override;
   ZKStudioDoc(const ZKStudioDoc&) = delete;
   ZKStudioDoc& operator=(const ZKStudioDoc&) = delete;
 
@@ -168,11 +167,9 @@ class ZKStudioDoc final : private StudioListener {
   void SetAutoSenseHook(std::function<void(ZKDrvList*)> hook) { around_.autoSense = std::move(hook); }
   void SetDataFolderSink(std::function<void(const std::string&)> sink) { around_.dataFolder = std::move(sink); }
   // Called after instruments came, went or changed, as one listener of the list; may be empty.
-  void SetChangeSink(std::function<void()> sink) { changeSink_ = std::move(sink); }
+  void SetChangeSink(std::function<void()> sink);
 
  private:
-  void StudioChanged() override;
-
   StudioSurroundings around_;
   StudioList list_;
   ModuleFacts facts_;
@@ -183,7 +180,7 @@ class ZKStudioDoc final : private StudioListener {
   StudioReports reports_;
   StudioData data_;
   StudioFile file_;
-  std::function<void()> changeSink_;
+  int changeSink_ = 0;  // its number among the listeners
 };
 
 }  // namespace tonalith

@@ -16,22 +16,9 @@ constexpr int kMaxInstances = 255;
 
 // --- Who is told -----------------------------------------------------------------------------------------------------
 
-void StudioList::AddListener(StudioListener* listener) {
-  listeners_.push_back(listener);
-}
-
-void StudioList::RemoveListener(StudioListener* listener) {
-  std::replace(listeners_.begin(), listeners_.end(), listener, static_cast<StudioListener*>(nullptr));
-  if (telling_ == 0) std::erase(listeners_, nullptr);
-}
-
 void StudioList::Tell() {
   untold_ = false;
-  ++telling_;
-  const std::size_t count = listeners_.size();
-  for (std::size_t i = 0; i < count; ++i)
-    if (listeners_[i]) listeners_[i]->StudioChanged();
-  if (--telling_ == 0) std::erase(listeners_, nullptr);
+  listeners_.Tell();
 }
 
 void StudioList::Changed() {

@@ -1,25 +1,21 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "document/listeners.h"
 #include "studio/studio_node.h"
 #include "studio/sysex_map.h"
 
 namespace tonalith {
 
 struct StudioSurroundings;
-
-// Is told after instruments came, went, moved or changed.
-class StudioListener {
- public:
-  virtual ~StudioListener() = default;
-  virtual void StudioChanged() = 0;
-};
 
 // The instruments the user has connected, in studio order, with whoever wants to know of changes.  Used on the
 // user-interface thread only.
@@ -31,10 +27,10 @@ class StudioList {
 
   // --- Who is told ------------------------------------------------------------------------------------------------
 
-  // The listener must leave before it goes.  Both may be called, and listeners may go, while changes are being told:
-  // who left is not told, who came is told from the next change on.  A listener is in the list once.
-  void AddListener(StudioListener* listener);
-  void RemoveListener(StudioListener* listener);
+  // Listeners are told after instruments came, went, moved or changed.  There may be several; they may come and go
+  // while they are told.  The result is the number for RemoveListener.
+  int AddListener(std::function<void()> listener) { return listeners_.Add(std::move(listener)); }
+  void RemoveListener(int id) { listeners_.Remove(id); }
   void Changed();
   // Another number after every change: what was made from the nodes before may be stale.
   std::uint64_t generation() const { return generation_; }
@@ -115,8 +111,7 @@ class StudioList {
 
   const StudioSurroundings& around_;
   std::vector<std::unique_ptr<ZKDrvList>> instruments_;
-  std::vector<StudioListener*> listeners_;  // null: left while changes were told
-  int telling_ = 0;
+  Listeners<> listeners_;
   int quiet_ = 0;
   bool untold_ = false;
   std::uint64_t generation_ = 1;

@@ -11,16 +11,10 @@ namespace {
 constexpr std::size_t kLongestFile = 700;
 constexpr std::size_t kLongestFunction = 80;
 
-// Being taken apart on another branch.
-bool IsOpen(const std::string& path) {
-  return path.rfind("script/", 0) == 0 || path == "tests/script/interpreter_test.cpp";
-}
-
 }  // namespace
 
 TEST(Sizes, NoFileIsTooLong) {
-  for (const SourceFile& file : SourcesOf(Rooms()))
-    EXPECT_TRUE(file.lines.size() <= kLongestFile || IsOpen(file.path)) << file.path;
+  for (const SourceFile& file : SourcesOf(Rooms())) EXPECT_LE(file.lines.size(), kLongestFile) << file.path;
 }
 
 TEST(Sizes, NoFunctionIsTooLong) {
@@ -30,7 +24,7 @@ TEST(Sizes, NoFunctionIsTooLong) {
   for (const SourceFile& file : SourcesOf(folders)) {
     for (const FunctionLines& function : FunctionsOf(file)) {
       ++functions;
-      EXPECT_TRUE(function.count <= kLongestFunction || IsOpen(file.path))
+      EXPECT_LE(function.count, kLongestFunction)
           << file.path << ':' << function.line << " has " << function.count << " lines: " << function.signature;
     }
   }
