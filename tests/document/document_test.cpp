@@ -41,8 +41,15 @@ TEST(Document, SaysWhetherItDiffersFromItsFile) {
   ASSERT_TRUE(note.Redo().ok());
   EXPECT_FALSE(note.IsModified());
   EXPECT_EQ(note.Redo().code, kDocumentNothingToDo);
-  note.Touch();
+  std::string told;
+  note.AddListener(
+      [&](const DocumentChange& change) { told += change.kind == DocumentChange::Kind::Everything ? "E" : "S"; });
+  note.Change("two");
   EXPECT_TRUE(note.IsModified());
+  note.SetBusy(true, "A reason.");
+  EXPECT_EQ(note.Save().text, "A reason.");
+  note.SetBusy(false);
+  EXPECT_EQ(told, "ESS");
   ASSERT_TRUE(note.SaveCopy(folder.At("copy.syx")).ok());
   EXPECT_TRUE(note.IsModified());
   EXPECT_EQ(note.path(), folder.At("a.syx"));
