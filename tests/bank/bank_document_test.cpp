@@ -36,6 +36,11 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   EXPECT_EQ(bank.dataFile(), before) << "the record stays where others point to";
   EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
   EXPECT_FALSE(bank.IsModified());
+  EXPECT_EQ(told, 2);
+  SetMapBit(bank.dataFile()->emptyMap, bank.dataFile()->emptyMapSize, 1, true);
+  EXPECT_FALSE(bank.IsPatchDefined(1));
+  EXPECT_TRUE(bank.IsPatchDefined(0) && bank.IsPatchDefined(2));
+  EXPECT_TRUE(bank.IsPatchDefined(8000)) << "outside the map";
   EXPECT_FALSE(bank.Rename(4, "X").ok());
   EXPECT_FALSE(bank.Rename(-1, "X").ok());
   EXPECT_TRUE(bank.Rename(0, "VOICE 0").ok());
@@ -53,7 +58,11 @@ TEST(BankDocument, RefusesWhileBusyAndKnowsWhetherAReceiveChangedAnything) {
   EXPECT_FALSE(bank.IsModified());
   bank.BeginReceive();
   bank.dataFile()->body[10] ^= 1;
+  std::string told;
+  bank.AddListener(
+      [&](const DocumentChange& change) { told += change.kind == DocumentChange::Kind::Everything ? "E" : "S"; });
   EXPECT_TRUE(bank.EndReceive());
+  EXPECT_EQ(told, "SE");
   EXPECT_TRUE(bank.CanUndo());
   EXPECT_TRUE(bank.IsModified());
 }

@@ -160,6 +160,16 @@ TEST(Document, NoticesThatSomebodyElseChangedItsFile) {
   }
 }
 
+TEST(Document, AFileThatWasNeverReadHereIsNotGuarded) {
+  const TestFolder folder("unknown");
+  Put(folder.At("a.syx"), "other");
+  NoteDocument note("own");
+  note.SetPath(folder.At("a.syx"));
+  EXPECT_FALSE(note.FileChangedOnDisk());
+  EXPECT_TRUE(note.Save().ok());
+  EXPECT_EQ(Contents(folder.At("a.syx")), "own");
+}
+
 TEST(Document, ListenersMayComeAndGoWhileTheyAreTold) {
   NoteDocument note("a");
   std::string told;

@@ -100,6 +100,11 @@ TEST(Recovery, KeepsNothingOfDocumentsThatAreSafe) {
   ASSERT_TRUE(note->Redo().ok());
   ASSERT_TRUE(note->Autosave(*recovery).ok());
   EXPECT_EQ(count(), 0U) << "it is as in the file again";
+  note->Set("f");
+  ASSERT_TRUE(note->Autosave(*recovery).ok());
+  EXPECT_EQ(count(), 1U);
+  ASSERT_TRUE(note->Load(folder.At("note.syx")).ok());
+  EXPECT_EQ(count(), 0U) << "the changes were given up";
   for (const char* text : {"d", "e"}) {
     note->Change(text);
     ASSERT_TRUE(note->Autosave(*recovery).ok());
@@ -142,6 +147,8 @@ TEST(Recovery, CutAndStrangeFilesAreSetAside) {
     std::ofstream(cut, std::ios::binary | std::ios::trunc) << whole.substr(0, n);
     ASSERT_FALSE(RecoveryFolder::Read(cut, &read, &bytes).ok()) << n;
   }
+  std::ofstream(cut, std::ios::binary | std::ios::trunc) << "X" + whole.substr(1);
+  EXPECT_FALSE(RecoveryFolder::Read(cut, &read, &bytes).ok());
   EXPECT_TRUE(recovery.Leftovers().empty());
   EXPECT_TRUE(fs::exists(cut + ".broken"));
 }
