@@ -16,6 +16,7 @@
 #include "data/container.h"
 #include "midi/port_system.h"
 #include "platform/jobs.h"
+#include "platform/message_numbers.h"
 #include "script/transfer_engine.h"
 #include "services/hosts.h"
 #include "studio/recognize.h"
@@ -43,14 +44,6 @@ class ZKMidiInStatus;
 struct AutoConfigServices;
 
 // The main window: menus, child windows, transfers of their data, files by their kind.
-// Messages of the main window that scripts and other windows send.
-enum class FrameMessage : std::uint32_t {
-  TransmitFile = 0x80FF,
-  GetAppVarGUID = 0x811C,
-  GetAppVar = 0x811D,
-  SetAppVar = 0x811E,
-};
-
 class CMainFrame final : public QMainWindow,
                          public BankWindowHost,
                          public StudioWindowHost,
@@ -205,13 +198,13 @@ class CMainFrame final : public QMainWindow,
 
   // Application variables and other messages by number; unknown ones give 0.  A path is text that lives during the
   // call.
-  std::int64_t SendMessage(FrameMessage message, std::uint64_t wParam, std::int64_t lParam);
+  std::int64_t SendMessage(MainWindowMessage message, std::uint64_t wParam, std::int64_t lParam);
 
   // The first child window that fits; null when none does.
   ZKWindow* FirstThat(const std::function<bool(ZKWindow&)>& fits) const;
   void ForEach(const std::function<void(ZKWindow&)>& action) const;
   // Messages to every child window.
-  void DistributeToAllWindows(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) const;
+  void DistributeToAllWindows(ChildWindowMessage message, std::uint64_t wParam, std::int64_t lParam) const;
   void DistributeCntrlToAllWindows(int controller, int value) const;
   void DistributeMIDIToAllWindows(int port, std::uint32_t shortMessage) const;
   void SetCurrentDataFile(DataFile* dataFile) { currentDataFile_ = dataFile; }

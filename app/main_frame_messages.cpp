@@ -8,17 +8,8 @@
 
 namespace tonalith {
 
-namespace {
-
-// Messages to child windows: a controller and its value; a port and a packed short message.
-constexpr std::uint32_t kWindowController = 0x8005;
-constexpr std::uint32_t kWindowShortMidi = 0x8001;
-
-}  // namespace
-
-std::int64_t CMainFrame::SendMessage(FrameMessage message, std::uint64_t wParam, std::int64_t lParam) {
-  return basics_.program().mainWindow().SendMessage(static_cast<MainWindowMessage>(message),
-                                                    static_cast<std::int64_t>(wParam), lParam);
+std::int64_t CMainFrame::SendMessage(MainWindowMessage message, std::uint64_t wParam, std::int64_t lParam) {
+  return basics_.program().mainWindow().SendMessage(message, static_cast<std::int64_t>(wParam), lParam);
 }
 
 ZKWindow* CMainFrame::FirstThat(const std::function<bool(ZKWindow&)>& fits) const {
@@ -37,16 +28,16 @@ void CMainFrame::ForEach(const std::function<void(ZKWindow&)>& action) const {
   }
 }
 
-void CMainFrame::DistributeToAllWindows(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) const {
-  ForEach([&](ZKWindow& child) { child.WindowProc(message, wParam, lParam); });
+void CMainFrame::DistributeToAllWindows(ChildWindowMessage message, std::uint64_t wParam, std::int64_t lParam) const {
+  ForEach([&](ZKWindow& child) { child.WindowProc(static_cast<std::uint32_t>(message), wParam, lParam); });
 }
 
 void CMainFrame::DistributeCntrlToAllWindows(int controller, int value) const {
-  DistributeToAllWindows(kWindowController, static_cast<std::uint64_t>(controller), value);
+  DistributeToAllWindows(ChildWindowMessage::Controller, static_cast<std::uint64_t>(controller), value);
 }
 
 void CMainFrame::DistributeMIDIToAllWindows(int port, std::uint32_t shortMessage) const {
-  DistributeToAllWindows(kWindowShortMidi, static_cast<std::uint64_t>(port), shortMessage);
+  DistributeToAllWindows(ChildWindowMessage::ShortMidi, static_cast<std::uint64_t>(port), shortMessage);
 }
 
 }  // namespace tonalith

@@ -82,7 +82,7 @@ bool MidiOutPort::Post(MidiOutMessage message) {
   return true;
 }
 
-bool MidiOutPort::SendMessage(std::uint32_t number, std::uint64_t wParam, std::uint64_t lParam,
+bool MidiOutPort::SendMessage(OutputPortMessage number, std::uint64_t wParam, std::uint64_t lParam,
                               std::vector<std::uint8_t> bytes) {
   MidiOutMessage message{number, wParam, lParam, std::move(bytes)};
   if (!writeToQueue_.load()) return Post(std::move(message));
@@ -95,7 +95,7 @@ bool MidiOutPort::SendMessage(std::uint32_t number, std::uint64_t wParam, std::u
 
 bool MidiOutPort::OutputQueue() {
   writeToQueue_.store(false);
-  return Post({kMidiMsgDrain, 0, 0, {}});
+  return Post({OutputPortMessage::Drain, 0, 0, {}});
 }
 
 bool MidiOutPort::PostPieces(std::vector<MidiOutMessage> pieces, bool mayWait, const CancelToken* cancel) {
@@ -103,7 +103,7 @@ bool MidiOutPort::PostPieces(std::vector<MidiOutMessage> pieces, bool mayWait, c
   std::size_t counted = 0;
   for (const MidiOutMessage& piece : pieces) {
     bytes += piece.bytes.size();
-    counted += piece.number == kMidiMsgShort ? 3 : piece.bytes.size();
+    counted += piece.number == OutputPortMessage::Short ? 3 : piece.bytes.size();
   }
   std::unique_lock lock(mutex_);
   const bool collecting = writeToQueue_.load();
@@ -139,7 +139,7 @@ void MidiOutPort::StopTransmit() {
     if (closing_.load() || !hasThread_.load()) return;
     stopping_.store(true);
     ++pendingStops_;
-    queue_.push_back({kMidiMsgStopped, 0, 0, {}});
+    queue_.push_back({OutputPortMessage::Stopped, 0, 0, {}});
     ++posted_;
   }
   changed_.NotifyAll();
@@ -179,7 +179,7 @@ void MidiOutPort::BeginClosing() {
     queue_.clear();
     collected_.clear();
     waitingBytes_ = collectedBytes_ = 0;
-    queue_.push_back({kMidiMsgQuit, 0, 0, {}});
+    queue_.push_back({OutputPortMessage::Quit, 0, 0, {}});
     handled_ = posted_;
   }
   changed_.NotifyAll();
@@ -243,44 +243,44 @@ void MidiOutPort::FinishMessage() {
 
 bool MidiOutPort::ProcessMsg(MidiOutMessage message) {
   switch (message.number) {
-    case kMidiMsgShort:
+    case OutputPortMessage::Short:
       ProcessShort(message);
       break;
-    case kMidiMsgLong:
+    case OutputPortMessage::Long:
       ProcessLong(std::move(message));
       break;
-    case kMidiMsgDelay:
+    case OutputPortMessage::Delay:
       if (Interrupted()) break;
       sleeping_.store(true);
       PauseUntil(clock_.NowUs() + static_cast<std::int64_t>(message.lParam) * 1000, Cut::Stop);
       sleeping_.store(false);
       break;
-    case kMidiMsgStopped: {
+    case OutputPortMessage::Stopped: {
       std::lock_guard lock(mutex_);
       if (--pendingStops_ <= 0 && !closing_.load()) stopping_.store(false);
       counting_.store(false);
       break;
     }
-    case kMidiMsgAckOn:
+    case OutputPortMessage::AckOn:
       if (!Interrupted()) ProcessAckOn(std::move(message));
       break;
-    case kMidiMsgAckOff: {
+    case OutputPortMessage::AckOff: {
       std::lock_guard lock(mutex_);
       waitForAck_.store(false);
       ackPattern_.clear();
       break;
     }
-    case kMidiMsgCountOn:
+    case OutputPortMessage::CountOn:
       countedBytes_.store(0);
       counting_.store(true);
       break;
-    case kMidiMsgCountOff:
+    case OutputPortMessage::CountOff:
       counting_.store(false);
       break;
-    case kMidiMsgDrain:
+    case OutputPortMessage::Drain:
       DrainCollected();
       break;
-    case kMidiMsgQuit:
+    case OutputPortMessage::Quit:
       exitCode_ = message.wParam;
       return true;
     default:
@@ -463,7 +463,7 @@ void MidiOutPort::DrainCollected() {
       collected_.pop_front();
       collectedBytes_ -= message.bytes.size();
     }
-    if (message.number != kMidiMsgDrain) ProcessMsg(std::move(message));
+    if (message.number != OutputPortMessage::Drain) ProcessMsg(std::move(message));
   }
 }
 

@@ -59,7 +59,7 @@ std::vector<MidiOutMessage> CutIntoPieces(std::span<const std::uint8_t> data, st
     const auto part = data.first(split ? std::min(chunk, data.size()) : data.size());
     data = data.subspan(part.size());
     MidiOutMessage piece;
-    piece.number = kMidiMsgLong;
+    piece.number = OutputPortMessage::Long;
     piece.wParam = part.size();
     piece.bytes.assign(part.begin(), part.end());
     piece.more = !data.empty();
@@ -208,7 +208,7 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
     const std::uint32_t packed = PackUpToFour(data);
     if (threaded) {
       std::vector<MidiOutMessage> one(1);
-      one[0].number = kMidiMsgShort;
+      one[0].number = OutputPortMessage::Short;
       one[0].lParam = packed;
       if (!open->PostPieces(std::move(one), mayWait, cancel)) return -1;
     } else {
@@ -227,7 +227,7 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
     if (!open->PostPieces(CutIntoPieces(data, size), mayWait, cancel)) return -1;
   }
   if (const std::int16_t delay = midiXDelay_.load(); delay >= 1 && threaded)
-    open->SendMessage(kMidiMsgDelay, 0, static_cast<std::uint64_t>(delay));
+    open->SendMessage(OutputPortMessage::Delay, 0, static_cast<std::uint64_t>(delay));
   return 0;
 }
 
@@ -311,7 +311,7 @@ void MidiOut::Capture(std::span<const std::uint8_t> message, const SendOptions& 
 
 void MidiOut::MidiOutDelay(int port, std::uint32_t ms) {
   const auto open = GetMidiOutPort(port);
-  if (open && open->HasThread()) open->SendMessage(kMidiMsgDelay, 0, ms);
+  if (open && open->HasThread()) open->SendMessage(OutputPortMessage::Delay, 0, ms);
 }
 
 bool MidiOut::MidiOutWaitIdle(int port, std::int64_t timeoutMs, const CancelToken* cancel) {
@@ -346,13 +346,13 @@ void MidiOut::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8
   pattern = pattern.first(std::min(pattern.size(), kMaxAckPattern));
   const std::uint64_t wParam =
       (static_cast<std::uint64_t>(timeoutMs) & 0xFFFF) | static_cast<std::uint64_t>(inPort & 0xFFFF) << 16;
-  open->SendMessage(kMidiMsgAckOn, wParam, 0, {pattern.begin(), pattern.end()});
+  open->SendMessage(OutputPortMessage::AckOn, wParam, 0, {pattern.begin(), pattern.end()});
 }
 
 void MidiOut::MidiOutClrWaitForAck(int port) {
   if (port < 0 || port >= maxOutPorts_.load()) return;
   const auto open = Slot(port);
-  if (open && open->HasThread()) open->SendMessage(kMidiMsgAckOff, 0, 0);
+  if (open && open->HasThread()) open->SendMessage(OutputPortMessage::AckOff, 0, 0);
 }
 
 void MidiOut::MidiOutTestForAck(int inPort, std::span<const std::uint8_t> message) {
@@ -395,12 +395,12 @@ bool MidiOut::MayBecomeAck(int inPort, std::span<const std::uint8_t> start) cons
 
 void MidiOut::MidiOutStartModal(int port) {
   const auto open = GetMidiOutPort(port);
-  if (open && open->HasThread()) open->SendMessage(kMidiMsgCountOn, 0, 0);
+  if (open && open->HasThread()) open->SendMessage(OutputPortMessage::CountOn, 0, 0);
 }
 
 void MidiOut::MidiOutEndModal(int port) {
   const auto open = GetMidiOutPort(port);
-  if (open && open->HasThread()) open->SendMessage(kMidiMsgCountOff, 0, 0);
+  if (open && open->HasThread()) open->SendMessage(OutputPortMessage::CountOff, 0, 0);
 }
 
 void MidiOut::MidiOutGetModalInfo(int port, std::uint8_t* counting, std::uint32_t* count) const {

@@ -16,6 +16,7 @@
 #include "midi/backend.h"
 #include "midi/receive_options.h"
 #include "platform/clock.h"
+#include "platform/message_numbers.h"
 #include "platform/prompts.h"
 
 namespace tonalith {
@@ -28,21 +29,9 @@ inline constexpr std::uint32_t kMidiWireRate = 3125;  // bytes a second on a MID
 inline constexpr std::size_t kMaxAckPattern = 256;
 inline constexpr std::size_t kMaxQueuedOutput = 64u << 20;  // bytes that may wait for one port
 
-// What a port's sending thread understands.
-inline constexpr std::uint32_t kMidiMsgShort = 0x8063;    // lParam: packed short message
-inline constexpr std::uint32_t kMidiMsgLong = 0x8064;     // wParam: length; the bytes travel with the message
-inline constexpr std::uint32_t kMidiMsgDelay = 0x8065;    // lParam: milliseconds
-inline constexpr std::uint32_t kMidiMsgStopped = 0x8066;  // end of a stop
-inline constexpr std::uint32_t kMidiMsgAckOn = 0x8067;    // wParam: input port << 16 | timeout ms; the pattern as bytes
-inline constexpr std::uint32_t kMidiMsgAckOff = 0x8068;   //
-inline constexpr std::uint32_t kMidiMsgCountOn = 0x8069;  // start counting bytes
-inline constexpr std::uint32_t kMidiMsgCountOff = 0x806A;  //
-inline constexpr std::uint32_t kMidiMsgDrain = 0x806B;     // send what was collected in queue mode
-inline constexpr std::uint32_t kMidiMsgQuit = 283;         // wParam: exit code
-
 // One message to a port's thread.
 struct MidiOutMessage {
-  std::uint32_t number = 0;
+  OutputPortMessage number = OutputPortMessage::None;
   std::uint64_t wParam = 0;
   std::uint64_t lParam = 0;
   std::vector<std::uint8_t> bytes;
@@ -82,7 +71,7 @@ class MidiOutPort {
   // this call.
   virtual void StopTransmit();
   // Queues one message, or collects it in queue mode.  False when the port is closed.
-  virtual bool SendMessage(std::uint32_t message, std::uint64_t wParam, std::uint64_t lParam,
+  virtual bool SendMessage(OutputPortMessage message, std::uint64_t wParam, std::uint64_t lParam,
                            std::vector<std::uint8_t> bytes = {});
   // Ends queue mode and sends what was collected.
   virtual bool OutputQueue();

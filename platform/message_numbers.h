@@ -6,93 +6,93 @@ namespace tonalith {
 
 // Numbers of the messages that windows, documents and threads exchange.  The same number means different things to
 // different receivers, so each receiver has its own enumeration.  Inside the program the typed methods are called; the
-// numbers are what scripts and stored tables name.
-
-inline constexpr std::uint32_t kApplicationMessageBase = 0x8000;
-// Codes between documents are offset by this.
-inline constexpr std::uint32_t kDocumentMessageOffset = 32767;
-inline constexpr std::uint32_t kCommandMessage = 0xCA;  // a menu command or button: wParam is its number
-inline constexpr std::uint32_t kThreadQuitMessage = 283;
+// numbers are what scripts and stored tables name.  They stand nowhere else; a test looks.
 
 // To the sending thread of an output port.
 enum class OutputPortMessage : std::uint32_t {
+  None = 0,
+  Quit = 283,      // wParam: exit code
   Short = 0x8063,  // lParam: packed short message
-  Long = 0x8064,   // wParam: length, lParam: buffer owned by the message
+  Long = 0x8064,   // wParam: length; the bytes travel with the message
   Delay = 0x8065,  // lParam: milliseconds
-  StopEnd = 0x8066,
-  AckOn = 0x8067,  // wParam: input port << 16 | timeout in ms, lParam: pattern
+  Stopped = 0x8066,
+  AckOn = 0x8067,  // wParam: input port << 16 | timeout in ms; the pattern as bytes
   AckOff = 0x8068,
-  CountStart = 0x8069,
-  CountEnd = 0x806A,
-  Drain = 0x806B,
-  Quit = kThreadQuitMessage,
+  CountOn = 0x8069,
+  CountOff = 0x806A,
+  Drain = 0x806B,  // send what was collected in queue mode
 };
 
-// To the receive thread of an input port, and to the distribution thread (Short only).
-enum class InputPortMessage : std::uint32_t {
-  Short = 0x8063,
-  Long = 0x8064,
-  Quit = kThreadQuitMessage,
+// To every child window of the main window.
+enum class ChildWindowMessage : std::uint32_t {
+  ShortMidi = 0x8001,   // wParam: input port, lParam: packed short message
+  Controller = 0x8005,  // wParam: controller, lParam: value
 };
 
-// To every window that asked for distributed MIDI input.
-enum class MidiInputWindowMessage : std::uint32_t {
-  Event = 0x8006,
-};
+// To any document or window: lParam is the address of a request record, whose first byte is one of the receiver's
+// requests below.
+inline constexpr std::uint16_t kRequestMessage = 0x8000;
 
-// To any window: a request record (lParam) whose first byte is the kind.
-enum class WindowMessage : std::uint32_t {
-  Request = 0x8000,
-};
-enum class WindowRequest : std::uint8_t {
-  TypeCode = 0x22,
-  DirectoryAndFile = 0x2C,
-};
-
-// To the receive window.
-enum class ReceiveWindowMessage : std::uint32_t {
-  Command = kCommandMessage,  // wParam: 1 "Ok", 2 "Cancel", 3 "Cancel All"
-  Text = 0x80C7,
-  Close = 0x80C8,
-};
-
-// To the window that asked for a transfer.
-enum class RequesterMessage : std::uint32_t {
-  Progress = 0x80D2,  // wParam: patches done
-  Done = 0x80DC,
-};
-
-// To the studio window.
-enum class StudioMessage : std::uint32_t {
-  OpenFile = 0x80E1,       // a file of a kind the studio imports
-  InstallModule = 0x8133,  // a package
-};
-
-// Command bytes of a script's request record.
-enum class ScriptRequest : std::uint8_t {
+// Requests to the document of the editor whose script runs.
+enum class EditorRequest : std::uint8_t {
+  RefreshControl = 0x25,
+  ControlToFront = 0x27,
+  HideControl = 0x41,
+  ShowControl = 0x42,
+  NoEffect = 0x43,            // "GJ"
+  ShowOrHideControls = 0x49,  // of two Ids and between
+  TransmitControl = 0x4A,
   GetParm = 0x4F,
-  ControlProperty = 0x58,  // family 47
-  ViewState = 0x62,        // VS, VL
-  ReadSetByte = 0x66,      // FRX
-  WriteSetByte = 0x67,     // FSX
+  ShowLayer = 0x52,
+  HideLayer = 0x53,
+  ControlProperty = 0x58,  // which one: the sub-code
+  LimitControl = 0x59,
+  ControllerOn = 0x5A,
+  ControllerOff = 0x5B,
+  LayerControllersOn = 0x5C,
+  LayerControllersOff = 0x5D,
+  ShowMasterLayer = 0x5E,
+  HideMasterLayer = 0x5F,
+  BankV40 = 0x61,
+  VariableFile = 0x62,  // "VS", "VL"
+  MidiFocus = 0x63,
+  GetValue = 0x64,
+  SelectBank = 0x65,
   SetDirty = 0x68,
   TransmitDataFile = 0x6C,
   ReceiveDataFile = 0x6D,
-  Table = 0x6E,
-  OpenEditor = 0x6F,
+  TableEntry = 0x6E,
   SetMapValue = 0x70,
   GetMapSize = 0x71,
   ClearStringList = 0x72,
   MapFromTable = 0x73,
   SetStringListEntry = 0x74,
-  SetCommand = 0x76,
-  SetParm = 0x88,
+  SetCommand = 0x76,  // for the Set of the editor
   MaxParm = 0x89,
 };
 
-// To the document of the editor that runs a script.
+// Requests to the window of an editor.
+enum class EditorWindowRequest : std::uint8_t {
+  Exchange = 0x26,  // "GL", "GL2", "GD"
+  EditBank = 0x60,
+  OpenEditor = 0x6F,
+};
+
+// Requests to a Set document.
+enum class SetRequest : std::uint8_t {
+  ReadByte = 0x66,
+  WriteByte = 0x67,
+  Command = 0x76,
+  SetParm = 0x88,
+};
+
+// Requests to the window of a Set.
+enum class SetWindowRequest : std::uint8_t {
+  Command = 0x76,
+};
+
+// To the document of the editor whose script runs.
 enum class EditorMessage : std::uint32_t {
-  MacroRequest = 0x8000,
   GetPanelVersion = 0x8109,
   GetDirty = 0x810B,
   CompareStart = 0x810C,
@@ -118,7 +118,7 @@ enum class EditorMessage : std::uint32_t {
   DBaseToEdit = 0x8125,
   GrpIdList = 0x8127,
   Transparency = 0x812A,
-  Lt = 0x812B,
+  LayerTransparency = 0x812B,
   IsVisible = 0x812C,
   MoveTo = 0x812D,
   SizeTo = 0x812E,
@@ -143,13 +143,13 @@ enum class EditorMessage : std::uint32_t {
   GetTableIndex = 0x8149,
   IsInTable = 0x814A,
   TestStart = 0x814B,
-  Delete = 0x8152,
+  Delete = 0x8152,  // a control or a layer
   ImportTemplate = 0x8153,
   Execute = 0x8155,
   SetLayerTo = 0x8156,
   GrpReceive = 0x8157,
   IsVirtual = 0x8158,
-  SetPopOffset = 0x815D,
+  PopupProperty = 0x815D,  // popup offset, string offset, popup Id
   TransmitSyx = 0x815F,
   FileExists = 0x8161,
   SetDefaultFolderPath = 0x8164,
@@ -159,12 +159,12 @@ enum class EditorMessage : std::uint32_t {
   SyxTransmit = 0x816D,
   SyxSize = 0x816E,
   SyxBytes = 0x816F,
-  SyxSyxElementBytes = 0x8170,
+  SyxElementBytes = 0x8170,
   SyxElementData = 0x8171,
   SyxFree = 0x8172,
-  SetCustomOffsetEx = 0x8173,
+  SetCustomOffset = 0x8173,  // also to a Set
   SetMidiNoteOffset = 0x8174,
-  Buffer = 0x8176,
+  EditBuffer = 0x8176,  // load, save, swap, stored, load only
   IsInCtl = 0x8177,
   StringlistPopup = 0x8178,
   InvalidateRect = 0x8179,
@@ -172,6 +172,7 @@ enum class EditorMessage : std::uint32_t {
   SetCtlBitmapFont = 0x817B,
   SetCtlStepClick = 0x817C,
   BundleFileSave = 0x817D,
+  PatchInit = 0x817D,  // also to a Set
   BundleFileOpen = 0x817E,
   DBaseAutoDblClk = 0x817F,
   DBaseStore = 0x8180,
@@ -180,11 +181,12 @@ enum class EditorMessage : std::uint32_t {
   SetMinRaw = 0x8183,
   SetMaxRaw = 0x8184,
   SetValRaw = 0x8185,
-  GetRaw = 0x8186,
+  GetRaw = 0x8186,  // minimum, maximum, value
+  SetFileSize = 0x8187,
   SetDefaultBank = 0x818A,
   SetDefaultBankPatch = 0x818B,
   GetZKInitMode = 0x818C,
-  IsKeyDown = 0x818D,
+  IsKeyDown = 0x818D,  // Shift, Alt, Ctrl
   GetCtlEnable = 0x8193,
   SetCtlEnable = 0x8194,
   SetText = 0x819E,
@@ -192,21 +194,22 @@ enum class EditorMessage : std::uint32_t {
   BlockMidiFlow = 0x81A4,
   ShowPopupKeys = 0x81A5,
   CtlTransmit = 0x81A6,
-  GetCustomOffset = 0x81AA,
+  GetCustomOffset = 0x81AA,  // also to a Set
   SetArraySteps = 0x81B4,
   SetStringListDisableTable = 0x81B7,
-  SetValForcedEx = 0x81BA,
+  SetValForced = 0x81BA,  // also to a Set
   GetControlType = 0x81BB,
   SetModalLayer = 0x81BC,
-  Lm = 0x81C2,
-  Lmt = 0x81C3,
+  MoveLayer = 0x81C2,
+  MoveLayerWithTransparency = 0x81C3,
   ExportToCsv = 0x81D6,
   GetIdForNrpn = 0x81D7,
   PatchEditorBankId = 0x81D8,
   MidiSend = 0x81DB,
   TableInit = 0x81DE,
+  TableAdd = 0x81DF,
   TableClr = 0x81DF,
-  CtlToTab = 0x81E1,
+  CtlToTag = 0x81E1,
   ProgramControlW = 0x81E2,
   GetIndexFromSynthName = 0x81E3,
   LayerDisable = 0x81E4,
@@ -230,6 +233,7 @@ enum class EditorMessage : std::uint32_t {
   GetControlIdWithWY = 0x81FB,
   GetControlIdWithWYZ = 0x81FC,
   MidiRcvRealTime = 0x81FD,
+  BankStringList = 0x81FE,
   SetDefaultW = 0x81FF,
   SetDefaultY = 0x8200,
   SetDefaultZ = 0x8201,
@@ -240,50 +244,11 @@ enum class EditorMessage : std::uint32_t {
   LimitCtl = 0x8214,
 };
 
-// To a Set document.
-enum class SetMessage : std::uint32_t {
-  MacroRequest = 0x8000,
-  MacroEx = 0x8144,
-  IsSync = 0x814A,
-  IsGrpDiskLoad = 0x8151,
-  CreateLocalFileView = 0x8155,
-  CreateRemoteFileView = 0x8156,
-  GetSetVar = 0x815A,
-  SetSetVar = 0x815B,
-  PatchInit2 = 0x815C,
-  IsDefined = 0x815D,
-  SetVoiceSize = 0x8160,
-  MacroOnCommand = 0x8162,
-  GetBankNumVoices = 0x8165,
-  SetBankNumVoices = 0x8166,
-  SetLinkId = 0x8167,
-  QueryUserToSync = 0x8178,
-  GetSync = 0x8179,
-  BundleInit = 0x817A,
-  BundleAdd = 0x817B,
-  BundleIdMap = 0x817C,
-  ExecuteEx = 0x8180,
-  ParentChildStringAssign = 0x8185,
-  LinkTrackerEnable = 0x8189,
-  ComponentWindow = 0x818A,
-  GrpIdExists = 0x818D,
-  SetSyncMode = 0x8192,
-  SetMasterModeControl = 0x8193,
-  SetRangeEx = 0x8195,
-  GetRangeEx = 0x8196,
-  SynchronizeStateReport = 0x819B,
-  ComponentDocument = 0x81AD,
-  UpdateParentChild = 0x81B4,
-  GetIdForType = 0x81B6,
-  GrpCopy = 0x81C0,
-  LoadTemplate = 0x81C7,
-};
-
 // To the window of an editor.
 enum class EditorWindowMessage : std::uint32_t {
-  Command = 0x00CA,
-  MacroRequest = 0x8000,
+  Command = 0x00CA,  // wParam: number of the menu command
   SetCommChannel = 0x8108,
+  MessageBox = 0x813F,
   TestEnd = 0x814C,
   TestCtl = 0x814D,
   TestAll = 0x8150,
@@ -296,9 +261,64 @@ enum class EditorWindowMessage : std::uint32_t {
   GetLButtonDown = 0x81B8,
 };
 
+// To a Set document.
+enum class SetMessage : std::uint32_t {
+  MacroEx = 0x8144,
+  IsSync = 0x814A,
+  IsGrpDiskLoad = 0x8151,
+  CreateLocalFileView = 0x8155,
+  CreateRemoteFileView = 0x8156,
+  GetSetVar = 0x815A,
+  SetSetVar = 0x815B,
+  PatchInit2 = 0x815C,
+  IsDefined = 0x815D,
+  GetVoiceSize = 0x815E,
+  GetFileSize = 0x815F,
+  SetVoiceSize = 0x8160,
+  SetFileSize = 0x8161,
+  MacroOnCommand = 0x8162,
+  GetBankNumVoices = 0x8165,
+  SetBankNumVoices = 0x8166,
+  SetLinkId = 0x8167,
+  QueryUserToSync = 0x8178,
+  GetSync = 0x8179,
+  BundleInit = 0x817A,
+  BundleAdd = 0x817B,
+  BundleIdMap = 0x817C,
+  ExecuteEx = 0x8180,
+  ParentChildStringAssign = 0x8185,
+  LinkTrackerEnable = 0x8189,
+  ComponentWindow = 0x818A,  // answer: the window of a component
+  GrpIdExists = 0x818D,
+  SetNotDefined = 0x818E,
+  SetSyncMode = 0x8192,
+  SetMasterModeControl = 0x8193,
+  SetComponentValue = 0x8195,  // value, minimum, maximum
+  GetComponentValue = 0x8196,  // value, minimum, maximum
+  SynchronizeStateReport = 0x819B,
+  ComponentDocument = 0x81AD,  // answer: the document of a component
+  UpdateParentChild = 0x81B4,
+  GetIdForType = 0x81B6,
+  GrpCopy = 0x81C0,
+  LoadTemplate = 0x81C7,
+  SetAuditionMacroV0 = 0x81C7,
+};
+
+// To the window of a Set.
+enum class SetWindowMessage : std::uint32_t {
+  PostMacro = 0x819C,
+};
+
+// To the window of a component of a Set.
+enum class ComponentWindowMessage : std::uint32_t {
+  TransmitElement = 0x817F,
+  ReceiveElement = 0x8181,
+  GetLocalSync = 0x81A8,
+};
+
 // To the main window.
 enum class MainWindowMessage : std::uint32_t {
-  TransmitFile = 0x80FF,
+  TransmitFile = 0x80FF,  // wParam: output port, lParam: address of a path
   OpenUpdateDialog = 0x8119,
   GetVersionInfo = 0x811A,
   CollectionIdMap = 0x811B,
@@ -307,10 +327,7 @@ enum class MainWindowMessage : std::uint32_t {
   SetAppVar = 0x811E,
   ToggleViewState = 0x811F,
   SetPluginMidiRealTime = 0x8124,
-  DataFileFreed = 0x812A,
-  MidiPortsChanged = 0x8131,
   SetListAutoDblClk = 0x813D,
-  ReleaseDataFile = 0x8142,
 };
 
 }  // namespace tonalith

@@ -8,7 +8,6 @@
 
 #include "platform/prompts.h"
 #include "platform/text.h"
-#include "script/statement_table.h"
 
 namespace tonalith {
 namespace {
@@ -162,14 +161,15 @@ CompileError ScriptCompiler::Emit(std::uint8_t opcode, int sub) {
   return error != CompileError::None || sub < 0 ? error : SynWriteDest(static_cast<std::uint8_t>(sub));
 }
 
-CompileError ScriptCompiler::Next(Form form) {
+CompileError ScriptCompiler::Next(OperandKind kind) {
   if (const auto error = SynNextChar(); error != CompileError::None) return error;
-  return form == Form::Number ? SynWriteLong() : SynWriteVar();
+  const bool number = kind == OperandKind::Number || kind == OperandKind::Offset || kind == OperandKind::AssignValue;
+  return number ? SynWriteLong() : SynWriteVar();
 }
 
-CompileError ScriptCompiler::NextAll(std::initializer_list<Form> forms) {
-  for (const Form form : forms) {
-    if (const auto error = Next(form); error != CompileError::None) return error;
+CompileError ScriptCompiler::NextAll(const OperandList& operands) {
+  for (std::size_t i = 0; i < operands.count; ++i) {
+    if (const auto error = Next(operands.kind[i]); error != CompileError::None) return error;
   }
   return CompileError::None;
 }
@@ -193,40 +193,36 @@ CompileError ScriptCompiler::Keyword(const ScriptKeyword& keyword) {
     return CompileError::None;
   }
   if (const auto error = Emit(keyword.opcode, keyword.sub); error != CompileError::None) return error;
-  if (keyword.numbers != kOperandsOfTable) {
-    for (int i = 0; i < keyword.numbers; ++i) {
-      if (const auto error = Next(Form::Number); error != CompileError::None) return error;
-    }
-    return CompileError::None;
-  }
-  const OperandList& operands = StatementOperands(keyword.opcode, keyword.sub);
-  for (std::size_t i = 0; i < operands.count; ++i) {
-    const bool number = operands.kind[i] == OperandKind::Number || operands.kind[i] == OperandKind::Offset;
-    const auto error = Next(number ? Form::Number : Form::Variable);
-    if (error != CompileError::None) return error;
-  }
-  return CompileError::None;
+  if (keyword.numbers != kOperandsOfTable) return NextAll(OperandList::Numbers(keyword.numbers));
+  return NextAll(StatementOperands(keyword.opcode, keyword.sub));
 }
 
-// A short form of `letters` characters from the position.  With operands the position stays on its last letter, so that
-// stepping over "one character" steps over that letter.
-CompileError ScriptCompiler::Simple(int letters, std::uint8_t opcode, std::initializer_list<Form> forms) {
-  NoteStatement(ch_ + letters, opcode, -1, nullptr);
-  ch_ += forms.size() ? letters - 1 : letters;
-  const auto error = Emit(opcode);
-  return error != CompileError::None ? error : NextAll(forms);
+// The code of a short form whose last `letters` characters begin at the position.
+CompileError ScriptCompiler::Begin(int letters, Statement statement) {
+  const StatementInfo& info = InfoOf(statement);
+  NoteStatement(ch_ + letters, info.opcode, info.sub, nullptr);
+  return Emit(info.opcode, info.sub);
+}
+
+// The same with the operands of its row.  With operands the position stays on the last letter, so that stepping over
+// "one character" steps over that letter.
+CompileError ScriptCompiler::Simple(int letters, Statement statement) {
+  const auto error = Begin(letters, statement);
+  const OperandList& operands = InfoOf(statement).operands;
+  ch_ += operands.count > 0 ? letters - 1 : letters;
+  return error != CompileError::None ? error : NextAll(operands);
 }
 
 CompileError ScriptCompiler::ShortD() {
   switch (AsciiUpper(At(ch_ + 1))) {
     case 'M':
-      return Simple(2, 15, {Form::Number});
+      return Simple(2, Statement::DM);
     case 'R':
-      return Simple(2, 21, {Form::Number, Form::Number});
+      return Simple(2, Statement::DR);
     case 'S':
-      return Simple(2, 22, {Form::Number});
+      return Simple(2, Statement::DS);
     default:
-      return Simple(1, 6, {Form::Number});
+      return Simple(1, Statement::D);
   }
 }
 
@@ -234,118 +230,81 @@ CompileError ScriptCompiler::ShortF() {
   if (const auto error = SynNextChar(); error != CompileError::None) return error;
   switch (AsciiUpper(Current())) {
     case 'A': {
-      NoteStatement(ch_ + 1, 11, -1, nullptr);
-      if (const auto error = Emit(11); error != CompileError::None) return error;
+      if (const auto error = Begin(1, Statement::FA); error != CompileError::None) return error;
       if (const auto error = SynNextChar(); error != CompileError::None) return error;
       const std::uint64_t count = WrittenCount();
       if (const auto error = SynWriteLong(); error != CompileError::None) return error;
-      if (const auto error = Next(Form::Number); error != CompileError::None) return error;
+      if (const auto error = Next(OperandKind::Offset); error != CompileError::None) return error;
       return DataBytes(count);
     }
     case 'G':
-      return Simple(1, 29, {Form::Variable, Form::Number});
+      return Simple(1, Statement::FG);
     case 'R':
-      return Simple(1, 19, {Form::Variable, Form::Number});
+      return Simple(1, Statement::FR);
     case 'S':
-      return Simple(1, 26, {Form::Variable, Form::Number});
+      return Simple(1, Statement::FS);
     case 'T':
-      return Simple(1, 35, {Form::Variable, Form::Number});
+      return Simple(1, Statement::FT);
     default:
       break;
   }
   if (!IsVariableLetter(Current())) return CompileError::VariableExpected;
-  NoteStatement(ch_, 12, -1, nullptr);
-  if (const auto error = Emit(12); error != CompileError::None) return error;
+  if (const auto error = Begin(0, Statement::F); error != CompileError::None) return error;
   if (const auto error = SynWriteVar(); error != CompileError::None) return error;
-  return Next(Form::Number);
+  return Next(OperandKind::Offset);
 }
 
 CompileError ScriptCompiler::ShortG() {
   if (const auto error = SynNextChar(); error != CompileError::None) return error;
-  // Letter, sub-code and numbers; a second letter (behind blanks) selects the member of the second pair.
-  struct GForm {
-    char letter;
-    std::int8_t sub;
-    std::int8_t numbers;
-    char second = 0;
-    std::int8_t secondSub = 0;
-    std::int8_t secondNumbers = 0;
-  };
-  static constexpr GForm kForms[] = {{'A', 0, 1},
-                                     {'C', 4, 3},
-                                     {'D', 22, 0},
-                                     {'F', 1, 1},
-                                     {'H', 12, 1, 'B', 16, 2},
-                                     {'J', 14, 3},
-                                     {'L', 10, 0, '2', 21, 0},
-                                     {'M', 7, 0},
-                                     {'N', 2, 0},
-                                     {'O', 3, 0},
-                                     {'P', 6, 1},
-                                     {'R', 5, 0},
-                                     {'S', 13, 1, 'B', 15, 2},
-                                     {'T', 9, 1, 'R', 17, 1},
-                                     {'U', 11, 1},
-                                     {'W', 8, 2}};
-  for (const GForm& form : kForms) {
-    if (form.letter != AsciiUpper(Current())) continue;
-    std::int8_t sub = form.sub;
-    std::int8_t numbers = form.numbers;
-    if (form.second) {
+  // By the letter behind the G; a third letter (behind blanks) selects another statement.
+  static constexpr Statement kForms[] = {Statement::GA, Statement::GC,  Statement::GD,  Statement::GF, Statement::GHB,
+                                         Statement::GH, Statement::GJ,  Statement::GL2, Statement::GL, Statement::GM,
+                                         Statement::GN, Statement::GO,  Statement::GP,  Statement::GR, Statement::GSB,
+                                         Statement::GS, Statement::GTR, Statement::GT,  Statement::GU, Statement::GW};
+  for (const Statement form : kForms) {
+    const std::string_view word = InfoOf(form).keyword;
+    if (word[1] != AsciiUpper(Current())) continue;
+    if (word.size() > 2) {
       int position = ch_ + 1;
       while (IsOperandBlank(At(position))) ++position;
-      if (AsciiUpper(At(position)) == form.second) {
-        ch_ = position;
-        sub = form.secondSub;
-        numbers = form.secondNumbers;
-      }
+      if (AsciiUpper(At(position)) != word[2]) continue;
+      ch_ = position;
     }
-    NoteStatement(ch_ + 1, 18, sub, nullptr);
-    if (const auto error = Emit(18, sub); error != CompileError::None) return error;
-    if (numbers == 0) ++ch_;
-    for (int i = 0; i < numbers; ++i) {
-      if (const auto error = Next(Form::Number); error != CompileError::None) return error;
-    }
-    return CompileError::None;
+    if (const auto error = Begin(1, form); error != CompileError::None) return error;
+    const OperandList& operands = InfoOf(form).operands;
+    if (operands.count == 0) ++ch_;
+    return NextAll(operands);
   }
   return CompileError::VariableExpected;
 }
 
 CompileError ScriptCompiler::ShortI() {
   if (const auto error = SynNextChar(); error != CompileError::None) return error;
-  struct IfForm {
-    std::string_view text;
-    std::uint8_t opcode;
-    std::uint8_t operands;  // 1: a variable, 2: a variable and a number
-  };
-  static constexpr IfForm kForms[] = {{"FNQ", 46, 2}, {"FN", 24, 1}, {"FLQ", 42, 1}, {"FL", 27, 1}, {"FGQ", 43, 1},
-                                      {"FG", 28, 1},  {"FE", 25, 0}, {"FX", 38, 0},  {"FQ", 33, 2}, {"F", 23, 1}};
-  for (const IfForm& form : kForms) {
+  // Behind the I; longer words stand before their own beginnings.
+  static constexpr Statement kForms[] = {Statement::IFNQ, Statement::IFN, Statement::IFLQ, Statement::IFL,
+                                         Statement::IFGQ, Statement::IFG, Statement::IFE,  Statement::IFX,
+                                         Statement::IFQ,  Statement::IF};
+  for (const Statement form : kForms) {
+    const std::string_view letters = std::string_view(InfoOf(form).keyword).substr(1);
     std::size_t i = 0;
-    while (i < form.text.size() && AsciiUpper(At(ch_ + static_cast<int>(i))) == form.text[i]) ++i;
-    if (i < form.text.size()) continue;
-    const int letters = static_cast<int>(form.text.size());
-    if (form.operands == 0) return Simple(letters, form.opcode, {});
-    if (form.operands == 1) return Simple(letters, form.opcode, {Form::Variable});
-    return Simple(letters, form.opcode, {Form::Variable, Form::Number});
+    while (i < letters.size() && AsciiUpper(At(ch_ + static_cast<int>(i))) == letters[i]) ++i;
+    if (i == letters.size()) return Simple(static_cast<int>(letters.size()), form);
   }
   return CompileError::UnknownStatement;
 }
 
 CompileError ScriptCompiler::ShortK() {
-  NoteStatement(ch_ + 1, 10, -1, nullptr);
-  if (const auto error = Emit(10); error != CompileError::None) return error;
+  if (const auto error = Begin(1, Statement::K); error != CompileError::None) return error;
   for (int i = 0; i < 2; ++i) {
     if (const auto error = SynNextChar(); error != CompileError::None) return error;
     if (const auto error = SynWriteHexByte(true); error != CompileError::None) return error;
   }
-  return NextAll({Form::Number, Form::Number, Form::Number});
+  return NextAll(OperandList::Numbers(3));
 }
 
 CompileError ScriptCompiler::ShortM() {
-  NoteStatement(ch_ + 1, 14, -1, nullptr);
-  if (const auto error = Emit(14); error != CompileError::None) return error;
-  if (const auto error = Next(Form::Variable); error != CompileError::None) return error;
+  if (const auto error = Begin(1, Statement::M); error != CompileError::None) return error;
+  if (const auto error = Next(OperandKind::UpdateVar); error != CompileError::None) return error;
   // The operator may follow the variable directly.
   if (Current() == 0 || IsOperandBlank(Current())) {
     if (const auto error = SynNextChar(); error != CompileError::None) return error;
@@ -354,43 +313,42 @@ CompileError ScriptCompiler::ShortM() {
   if (!found) return CompileError::UnknownOperator;
   const auto op = static_cast<std::uint8_t>(found - kAssignOperators);
   if (const auto error = SynWriteDest(op); error != CompileError::None) return error;
-  return Next(op == kCopyOperator ? Form::Variable : Form::Number);
+  return Next(op == kCopyOperator ? OperandKind::ReadVar : OperandKind::Number);
 }
 
 // The second letter counts in upper case only.
 CompileError ScriptCompiler::ShortN() {
   switch (At(ch_ + 1)) {
     case 'S':
-      return Simple(2, 49, {});
+      return Simple(2, Statement::NS);
     case 'I':
-      return Simple(2, 32, {});
+      return Simple(2, Statement::NI);
     case 'D':
-      return Simple(2, 31, {});
+      return Simple(2, Statement::ND);
     default:
-      return Simple(1, 5, {});
+      return Simple(1, Statement::N);
   }
 }
 
 CompileError ScriptCompiler::ShortR() {
   switch (AsciiUpper(At(ch_ + 1))) {
     case 'B':
-      return Simple(2, 17, {Form::Number});
+      return Simple(2, Statement::RB);
     case 'A':
-      return Simple(2, 30, {Form::Number, Form::Number});
+      return Simple(2, Statement::RA);
     case 'D':
-      return Simple(2, 21, {Form::Number, Form::Number});
+      return Simple(2, Statement::DR);
     case 'E':
-      if (AsciiUpper(At(ch_ + 2)) == 'T') return Simple(3, 20, {Form::Variable});
+      if (AsciiUpper(At(ch_ + 2)) == 'T') return Simple(3, Statement::RET);
       break;
     default:
       break;
   }
-  return Simple(1, 1, {Form::Number});
+  return Simple(1, Statement::R);
 }
 
 CompileError ScriptCompiler::ShortS() {
-  NoteStatement(ch_ + 1, 8, -1, nullptr);
-  if (const auto error = Emit(8); error != CompileError::None) return error;
+  if (const auto error = Begin(1, Statement::S); error != CompileError::None) return error;
   if (const auto error = SynNextChar(); error != CompileError::None) return error;
   const std::uint64_t count = WrittenCount();
   if (const auto error = SynWriteLong(); error != CompileError::None) return error;
@@ -415,16 +373,16 @@ CompileError ScriptCompiler::DataBytes(std::uint64_t count) {
 CompileError ScriptCompiler::ShortForm(char letter) {
   switch (letter) {
     case 'A':
-      return Simple(1, 9, {});
+      return Simple(1, Statement::A);
     case 'B':
-      return Simple(1, 3, {Form::Number});
+      return Simple(1, Statement::B);
     case 'C':
-      return Simple(1, 2, {Form::Number});
+      return Simple(1, Statement::C);
     case 'D':
       return ShortD();
     case 'E':
     case ']':
-      return Simple(1, 7, {});
+      return Simple(1, Statement::EndBlock);
     case 'F':
       return ShortF();
     case 'G':
@@ -434,7 +392,7 @@ CompileError ScriptCompiler::ShortForm(char letter) {
     case 'K':
       return ShortK();
     case 'L':
-      return Simple(1, 4, {Form::Number});
+      return Simple(1, Statement::L);
     case 'M':
       return ShortM();
     case 'N':
@@ -446,15 +404,15 @@ CompileError ScriptCompiler::ShortForm(char letter) {
     case 'S':
       return ShortS();
     case 'T':
-      if (AsciiUpper(At(ch_ + 1)) == 'R') return Simple(2, 16, {Form::Number});
-      return Simple(1, 0, {Form::Number});
+      if (AsciiUpper(At(ch_ + 1)) == 'R') return Simple(2, Statement::TR);
+      return Simple(1, Statement::T);
     default:
       // Unknown words with P, Q, U, V, W, H and Z, and every character that starts no statement.
       return CompileError::UnknownStatement;
   }
 }
 
-CompileError ScriptCompiler::Statement() {
+CompileError ScriptCompiler::NextStatement() {
   statementLine_ = line_;
   statementStart_ = ch_;
   if (const ScriptKeyword* keyword = MatchKeyword(Rest())) return Keyword(*keyword);
@@ -472,7 +430,7 @@ CompileError ScriptCompiler::SynGoCompile() {
       ++ch_;
     } else if (c == ';') {
       while (Current() != 0 && Current() != 10 && Current() != 13) ++ch_;
-    } else if (const auto error = Statement(); error != CompileError::None) {
+    } else if (const auto error = NextStatement(); error != CompileError::None) {
       return error;
     }
   }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "script/keyword_table.h"
+#include "script/statement_table.h"
 
 namespace tonalith {
 
@@ -63,8 +64,6 @@ class ScriptCompiler {
   void RecordEvents(std::vector<CompileEvent>* events) { events_ = events; }
 
  private:
-  enum class Form : std::uint8_t { Number, Variable };
-
   char Current() const { return At(ch_); }
   char At(int position) const;
   std::string_view Rest() const;
@@ -76,13 +75,14 @@ class ScriptCompiler {
   CompileError SynWriteHexByte(bool hex);
   bool SynGetVar(std::uint32_t& index);
 
-  CompileError Emit(std::uint8_t opcode, int sub = -1);
-  CompileError Next(Form form);
-  CompileError NextAll(std::initializer_list<Form> forms);
+  CompileError Emit(std::uint8_t opcode, int sub);
+  CompileError Next(OperandKind kind);
+  CompileError NextAll(const OperandList& operands);
   CompileError Keyword(const ScriptKeyword& keyword);
-  CompileError Statement();
+  CompileError NextStatement();
   CompileError ShortForm(char letter);
-  CompileError Simple(int letters, std::uint8_t opcode, std::initializer_list<Form> forms);
+  CompileError Begin(int letters, Statement statement);
+  CompileError Simple(int letters, Statement statement);
   CompileError ShortD();
   CompileError ShortF();
   CompileError ShortG();

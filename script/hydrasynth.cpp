@@ -324,26 +324,33 @@ int ASMHydrasynthBurn(ScriptServices& services, TransferContext& context, Synth&
   return ASMHydrasynthMidiIO(services, context, synth, buffer, patch, mode, extra).Burn();
 }
 
-int MacroStatements::Hydrasynth(ZKMacro& m, std::uint8_t sub, std::int32_t mode, std::int32_t extra) {
-  State& s = m.s_;
+namespace {
+
+// One exchange of the current patch (W) at the receive cursor; the result goes to V10.
+template <typename Exchange>
+int RunExchange(MacroStatements::State& s, const TranslatedOp& op, Exchange exchange) {
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
   session.LookSoon();
-  const auto buffer = Remaining(s.receive);
-  const int patch = s.registers[0];
-  int r = 0;
-  if (sub == 74) {
-    r = ASMHydrasynthRecv(session.services, session.context, *s.synth, buffer, patch, mode, extra);
-  } else if (sub == 75) {
-    r = ASMHydrasynthSend(session.services, session.context, *s.synth, buffer, patch, mode, extra);
-  } else {
-    r = ASMHydrasynthBurn(session.services, session.context, *s.synth, buffer, patch, mode, extra);
-  }
+  const int r = exchange(session.services, session.context, *s.synth, MacroStatements::Remaining(s.receive),
+                         s.registers[0], op.Number(0), op.Number(1));
   constexpr std::size_t kResultEntry = 10;
-  SetEntry(s, kResultEntry, r);
+  MacroStatements::SetEntry(s, kResultEntry, r);
   if (r < 0) return r;
-  Advance(s.receive, r);
+  MacroStatements::Advance(s.receive, r);
   return 0;
+}
+
+}  // namespace
+
+int MacroStatements::HydrasynthReceive(ZKMacro& m, const Op& op) {
+  return RunExchange(m.s_, op, ASMHydrasynthRecv);
+}
+int MacroStatements::HydrasynthSend(ZKMacro& m, const Op& op) {
+  return RunExchange(m.s_, op, ASMHydrasynthSend);
+}
+int MacroStatements::HydrasynthBurn(ZKMacro& m, const Op& op) {
+  return RunExchange(m.s_, op, ASMHydrasynthBurn);
 }
 
 }  // namespace tonalith

@@ -14,7 +14,6 @@
 namespace tonalith {
 
 class TranslatedCode;
-struct LoopFrame;
 
 // Result codes of scripts; -code selects the text of the transfer engine's table.
 inline constexpr int kMacroNoResponse = -1;
@@ -98,7 +97,7 @@ class MacroSession {
   bool buttonPressed = false;  // a script pressed a button of the receive window itself
   int cancelPatternPort = -1;  // input port with a cancel pattern of this session
   int collectingPort = -1;     // output port that this session switched to collecting
-  unsigned foreignCalls = 0;   // statements that may have changed the macro table
+  unsigned foreignCalls = 0;   // statements after which the macro table may be another one
   std::array<std::uint8_t, kScratchBytes> scratch{};
 };
 
@@ -126,11 +125,12 @@ class ZKMacro {
   std::int32_t Register(int index) const { return s_.registers[static_cast<std::size_t>(index & 3)]; }
   void SetRegister(int index, std::int32_t value) { s_.registers[static_cast<std::size_t>(index & 3)] = value; }
   float RegisterFloat(int index) const { return s_.registerFloats[static_cast<std::size_t>(index & 3)]; }
+  // Before a run.
   void SetFloatMode(bool on) { s_.floatMode = on; }
 
  private:
   friend struct MacroStatements;
-  friend class TranslatedCode;
+  friend struct EngineForms;
 
   // A pointer into checked memory and the bytes a script believes to be left behind it.
   struct Cursor {
@@ -153,13 +153,10 @@ class ZKMacro {
     std::array<std::int32_t, 4> registers{};
     std::array<std::int32_t, 4> registerTypes{};
     std::array<float, 4> registerFloats{};
-    float lastFloat = 0;
     std::int32_t size = 0;
-    std::int32_t skipDepth = 0;
     std::int32_t channelPosition = 0;
     std::int32_t continueOnError = 0;
     std::int32_t returnValue = 0;
-    std::int32_t macroIndex = -1;
     std::uint8_t channel = 0;
     std::uint8_t idCheck = 0;  // 0: replies must carry the manufacturer id
     bool hasTransmit = false;
@@ -171,28 +168,40 @@ class ZKMacro {
     bool timeoutByReceive = false;  // the receive timeout was set by a receive, not by the script
   };
 
-  // A macro that translated code calls.
+  // A macro of the table as it was when it was called.
   struct CalledMacro {
-    std::span<const std::uint8_t> code;
-    std::unique_ptr<TranslatedCode> translated;
+    std::vector<std::uint8_t> bytes;
+    std::unique_ptr<TranslatedCode> code;  // null: there is no such macro
     unsigned foreignCalls = 0;
     bool known = false;
   };
 
-  int ExMidiMacro(std::span<const std::uint8_t> code);
-  // Runs operations from index `op`.  A result code, or kLeftTranslated with `at` at the statement to go on with.
-  int RunTranslated(const TranslatedCode& translated, std::int32_t op, LoopFrame* loops, int& depth,
-                    const std::uint8_t*& at);
-  // The macro as it may run without an interpreter of its own, or null.
-  TranslatedCode* FindCalled(std::int32_t n);
-  TranslatedCode* TranslateCalled(std::int32_t n);
-  int CallTranslated(TranslatedCode& translated, std::int32_t n);
+  // Runs code to its end; a result code.
+  int Execute(std::span<const std::uint8_t> code);
+  int Execute(TranslatedCode& code);
+  // The macro of that number, translated; null when there is none.
+  TranslatedCode* FindCalled(std::int32_t n) {
+    const auto index = static_cast<std::size_t>(static_cast<std::uint32_t>(n));
+    if (index < called_.size() && called_[index].known && called_[index].foreignCalls == s_.session->foreignCalls) {
+      return called_[index].code.get();
+    }
+    return LookUpCalled(n);
+  }
+  TranslatedCode* LookUpCalled(std::int32_t n);
+  // Runs a called macro on copies of everything a macro may change; X := its result.  The reason to stop, or 0.
+  int CallOnCopies(TranslatedCode& code);
+  // What the end of every macro puts an end to: waits for acknowledgements and the patterns of receives.
+  void EndOfMacro();
+  void ForgetCalled();
 
   State s_;
   std::shared_ptr<std::vector<std::uint8_t>> work_;
   std::unique_ptr<std::array<std::int32_t, 256>> ownLocalWords_;  // made when the first one is written
   std::vector<std::uint8_t> ownTransmit_;
   std::vector<CalledMacro> called_;
+  std::vector<CalledMacro> replaced_;  // macros that were replaced in the table while they ran
+  std::int32_t zero_ = 0;              // what is read outside the variable block
+  std::int32_t sink_ = 0;              // what is written there
 };
 
 // --- Entry points

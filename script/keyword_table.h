@@ -6,9 +6,9 @@
 
 namespace tonalith {
 
-// The words of the compiler.  They are compared in a fixed order and over their own length only, so a word also matches
-// a longer text that begins with it.  Several words stand for one code; what the listing prints for a code is the
-// keyword of the statement table, which may differ.
+// The words of the compiler, from the rows of statements.def.  They are compared over their own length only, so a word
+// also matches a longer text that begins with it; of several words that match, the longest counts.  Several words may
+// stand for one code; what the listing prints for a code may differ from all of them.
 
 // Opcode of "DEC", which emits nothing but switches data bytes to decimal.
 inline constexpr std::uint8_t kDecimalMode = 254;
@@ -22,9 +22,7 @@ struct ScriptKeyword {
   std::int8_t numbers = kOperandsOfTable;
 };
 
-// The words of a first letter (upper case) in the order of comparison; empty for letters without words.  The list of
-// 'M' also holds the words that begin with "ZK" and the list of 'U' those that begin with "HX", hence 'Z' and 'H' give
-// these lists.
+// The words that begin with a letter (upper case), in the order of comparison: longer ones first.
 std::span<const ScriptKeyword> KeywordsFor(char letter);
 
 // The first word, in the order of comparison, with which `text` begins regardless of case; null when there is none.

@@ -60,7 +60,7 @@ std::string ShortMessageText(std::span<const std::uint8_t> slot, std::int64_t na
 
 }  // namespace
 
-int MacroStatements::Kurzweil(ZKMacro& m) {
+int MacroStatements::Kurzweil(ZKMacro& m, const Op&) {
   State& s = m.s_;
   MacroSession& session = *s.session;
   const std::span<std::uint8_t> data = FromCursor(Current(s));

@@ -1,6 +1,8 @@
 #include "script/lint.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <span>
 
 #include "platform/text.h"
@@ -10,11 +12,6 @@
 namespace tonalith {
 namespace {
 
-constexpr std::uint8_t kLintLoopOpcode = 4;
-constexpr std::uint8_t kLintBlockEndOpcode = 7;
-constexpr std::uint8_t kLintDataOpcode = 8;
-constexpr std::uint8_t kLintCopyDataOpcode = 11;
-constexpr std::uint8_t kLintAssignOpcode = 14;
 constexpr std::uint32_t kLargestLiteral = 0x3FFFFFFF;
 constexpr std::uint32_t kLargestVariableIndex = 32767;
 
@@ -40,6 +37,17 @@ constexpr OddWord kOddWords[] = {
     {"SyxFree", "SyxFree compiles to the code of SyxBytes"},
     {"TableClr", "TableClr compiles to the code of TableInit"},
 };
+
+bool IsStatement(const CompileEvent& event, Statement statement) {
+  return event.opcode == OpcodeOf(statement) && !IsFamilyOpcode(event.opcode);
+}
+
+// Statements whose number the compiler takes as 0 when it is not there.
+bool MayLackNumber(const CompileEvent& event) {
+  constexpr Statement kLacking[] = {Statement::T, Statement::R, Statement::B, Statement::TR, Statement::RB};
+  return std::any_of(std::begin(kLacking), std::end(kLacking),
+                     [&event](Statement statement) { return IsStatement(event, statement); });
+}
 
 class ScriptLint {
   using Event = CompileEvent;
@@ -105,16 +113,16 @@ class ScriptLint {
     const Event* before = &statement;
     for (const Event& operand : operands) {
       if (operand.kind == Kind::DataByte) break;
-      if (before != &statement && statement.opcode != kLintAssignOpcode) CheckSeparator(*before);
+      if (before != &statement && !IsStatement(statement, Statement::M)) CheckSeparator(*before);
       if (operand.kind == Kind::Number) CheckNumber(statement, operand, &operand == operands.data());
       if (operand.kind == Kind::Variable) CheckVariable(operand);
       before = &operand;
     }
-    if (statement.opcode == kLintAssignOpcode && operands.size() == 2 && operands[1].kind == Kind::Variable &&
+    if (IsStatement(statement, Statement::M) && operands.size() == 2 && operands[1].kind == Kind::Variable &&
         operands[1].value >= 128) {
       Warn(operands[1], "V124 and above behind @ take two bytes, of which the second is run as a statement");
     }
-    if (statement.opcode == kLintDataOpcode || statement.opcode == kLintCopyDataOpcode) CheckData(statement, operands);
+    if (IsStatement(statement, Statement::S) || IsStatement(statement, Statement::FA)) CheckData(statement, operands);
   }
 
   // The rest of a word that was reported where it began.
@@ -148,13 +156,13 @@ class ScriptLint {
   void CheckBlocks(const Event& statement, std::span<const Event> operands) {
     const StatementInfo* info = FindStatement(statement.opcode, statement.sub);
     if (!info) return;
-    if (statement.opcode == kLintLoopOpcode) {
+    if (IsStatement(statement, Statement::L)) {
       loops_.push_back(&statement);
       if (!operands.empty() && operands[0].value == 0 && IsLintDecimal(At(operands[0].line, operands[0].begin))) {
         Warn(statement, "a loop with count 0 is not skipped: it runs once, and its ] ends the level around it");
       }
     }
-    if (statement.opcode == kLintBlockEndOpcode && !loops_.empty()) loops_.pop_back();
+    if (IsStatement(statement, Statement::EndBlock) && !loops_.empty()) loops_.pop_back();
     switch (info->condition) {
       case ConditionRole::Opens:
         ++conditions_;
@@ -185,8 +193,7 @@ class ScriptLint {
   void CheckNumber(const Event& statement, const Event& number, bool first) {
     const char c = At(number.line, number.begin);
     if (number.begin == number.end) {
-      const bool mayBeMissing =
-          first && (statement.opcode <= 1 || statement.opcode == 3 || statement.opcode == 16 || statement.opcode == 17);
+      const bool mayBeMissing = first && MayLackNumber(statement);
       if (mayBeMissing && (IsLintLetter(c) || c == ']' || c == ';' || c == '[' || c == '{' || c == '}')) return;
       Warn(number, "a number is expected before " + Quoted(c) + "; 0 is compiled");
       return;

@@ -10,22 +10,14 @@
 namespace tonalith {
 namespace {
 
-constexpr std::uint8_t kListedTransmit = 0;
-constexpr std::uint8_t kListedReceive = 1;
-constexpr std::uint8_t kListedTransmitBuffer = 3;
-constexpr std::uint8_t kListedLoop = 4;
-constexpr std::uint8_t kListedBlockEnd = 7;
-constexpr std::uint8_t kListedAssign = 14;
-constexpr std::uint8_t kListedStage = 16;
-constexpr std::uint8_t kListedDiscard = 17;
 constexpr std::size_t kMaxListingText = std::size_t{64} << 20;
 constexpr std::size_t kShortCode = 41;
 constexpr std::size_t kShortCodeThreshold = 80;
 
 // "T", "R", "B", "TR" and "RB" stand alone when their number is 0.
-bool OmitsZero(std::uint8_t opcode) {
-  return opcode == kListedTransmit || opcode == kListedReceive || opcode == kListedTransmitBuffer ||
-         opcode == kListedStage || opcode == kListedDiscard;
+bool OmitsZero(const StatementInfo& info) {
+  return info.id == Statement::T || info.id == Statement::R || info.id == Statement::B || info.id == Statement::TR ||
+         info.id == Statement::RB;
 }
 
 class ScriptLister {
@@ -48,7 +40,7 @@ class ScriptLister {
         return ListingError::None;
       }
       if (!IsDefinedOpcode(opcode)) return ListingError::InvalidOpcode;
-      if (const auto error = Statement(opcode); error != ListingError::None) return error;
+      if (const auto error = NextStatement(opcode); error != ListingError::None) return error;
       if (const auto error = EndStatement(); error != ListingError::None) return error;
     }
   }
@@ -76,7 +68,7 @@ class ScriptLister {
     return ListingError::None;
   }
 
-  ListingError Statement(std::uint8_t opcode) {
+  ListingError NextStatement(std::uint8_t opcode) {
     ++cursor_;
     int sub = -1;
     if (IsFamilyOpcode(opcode)) {
@@ -87,7 +79,7 @@ class ScriptLister {
     if (info && info->keyword) {
       if (const auto error = SynWriteSrcStr(info->keyword, line_); error != ListingError::None) return error;
       // "MX + 5": the variable follows directly.
-      if (opcode != kListedAssign) {
+      if (info->id != Statement::M) {
         if (const auto error = SynWriteSrcStr(" ", line_); error != ListingError::None) return error;
       }
     }
@@ -95,14 +87,14 @@ class ScriptLister {
     dataBytes_ = 0;
     assignOperator_ = 0;
     for (std::size_t i = 0; i < operands.count; ++i) {
-      const auto error = Operand(operands.kind[i], i == 0 && OmitsZero(opcode));
+      const auto error = Operand(operands.kind[i], i == 0 && info && OmitsZero(*info));
       if (error != ListingError::None) return error;
     }
-    if (opcode == kListedLoop) {
+    if (info && info->id == Statement::L) {
       if (const auto error = SynWriteSrcStr("[ ", line_); error != ListingError::None) return error;
       ++indentation_;
     }
-    if (opcode == kListedBlockEnd) Outdent();
+    if (info && info->id == Statement::EndBlock) Outdent();
     if (info) Condition(info->condition);
     return ListingError::None;
   }

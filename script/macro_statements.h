@@ -6,44 +6,29 @@
 
 #include "script/interpreter.h"
 #include "script/statement_table.h"
+#include "script/translated_code.h"
 
 namespace tonalith {
 
-// The statements of the interpreter outside its dispatch loop.  `at` is behind the opcode; the operands are known to be
-// inside the code.  Results: 0 to go on, any other value ends the macro with that code.
+// "T", "B" and "TR".
+enum class TransmitKind { T, B, TR };
+
+// The handlers that statements.def names, and what they share.  A handler gets the macro and its translated statement;
+// 0 to go on, any other value ends the macro with that code.
 struct MacroStatements {
   using State = ZKMacro::State;
   using Cursor = ZKMacro::Cursor;
+  using Op = TranslatedOp;
+
+  static constexpr StatementHandler InLoop = nullptr;  // the form of the statement has a body in the engine's loop
+  static constexpr std::int32_t kScriptVariables = 8192;
 
   // --- Operands and variables.  Numbers: 4 bytes; variables: one or two bytes, index 0 to 3 = W X Y Z.
   static std::uint32_t Word(const std::uint8_t* at) { return LoadBe32(at); }
-  static std::int32_t Value(const State& s, std::uint32_t word) {
-    if (!(word & kNumberReferenceMask)) return static_cast<std::int32_t>(word);
-    return Reference(s, word);
-  }
-  static std::int32_t Reference(const State& s, std::uint32_t word) {
-    const std::size_t index = word & 0xFFFFu;
-    if (word & kNumberRegisterBit) return index < 4 ? s.registers[index] : 0;
-    if (index < s.variables.size()) return s.variables[index];
-    return s.variables.empty() ? static_cast<std::int32_t>(word) : 0;
-  }
-  // MacroReadLong: the value, with its float companion left in lastFloat in float mode.
-  static std::int32_t Number(State& s, const std::uint8_t*& at) {
-    const std::uint32_t word = Word(at);
-    at += 4;
-    const std::int32_t value = Value(s, word);
-    if (s.floatMode) s.lastFloat = FloatOfWord(s, word, value);
-    return value;
-  }
   static std::size_t VariableIndex(const std::uint8_t*& at) {  // GetSrcVar
     const std::size_t first = *at++;
     if (!(first & 0x80)) return first;
     return (first & 0x7F) | static_cast<std::size_t>(*at++) << 7;
-  }
-  static std::int32_t ReadVariable(const State& s, std::size_t index) {
-    if (index < 4) return s.registers[index];
-    index -= 4;
-    return index < s.variables.size() ? s.variables[index] : 0;
   }
   static void WriteVariable(State& s, std::size_t index, std::int32_t value) {
     if (index < 4) {
@@ -66,7 +51,10 @@ struct MacroStatements {
   // MacroWriteLong: through a reference only, and only with a variable block.
   static void WriteThrough(State& s, std::uint32_t word, std::int32_t value);
   static void WriteFloatThrough(State& s, std::uint32_t word, float value);
-  static void ApplyFloatOperator(State& s, std::uint8_t op, std::size_t target);
+  // Number operand i as the float companion of what it refers to; 0 outside float mode.
+  static float Float(const State& s, const Op& op, int i) {
+    return s.floatMode ? FloatOfWord(s, op.NumberWord(i), op.Number(i)) : 0;
+  }
   static float FloatOfWord(const State& s, std::uint32_t word, std::int32_t value);
   static float FloatOfVariable(const State& s, std::size_t index);
   static void SetFloatOfVariable(State& s, std::size_t index, float value);
@@ -84,39 +72,199 @@ struct MacroStatements {
   static void Advance(Cursor& c, std::int64_t count);
   static void DropTransmit(State& s);
 
-  static void SetTransmitData(ZKMacro& m, std::span<const std::uint8_t> bytes);
-  static void CopyInline(State& s, std::span<const std::uint8_t> bytes, std::int32_t offset);
-  enum class TransmitKind { T, B, TR };
-  static int Transmit(ZKMacro& m, TransmitKind kind, std::int32_t n);
+  static int TransmitData(ZKMacro& m, TransmitKind kind, std::int32_t n);
   static void PatchChannel(State& s, std::span<std::uint8_t> bytes, bool keepOpenChannel);
-  static int Receive(ZKMacro& m, std::int64_t skip, std::int32_t n);
-  static int ReceiveAndDrop(ZKMacro& m, std::int32_t n);
-  static void Checksum(State& s, const std::uint8_t* at);
-  static void DiskRead(State& s, std::int32_t n, std::int32_t offset);
-  static int CallMacro(ZKMacro& m, std::int32_t n);
-  static int RolandStep(ZKMacro& m);
-  static void TrinEff(State& s);
-  static int Kurzweil(ZKMacro& m);
-  static int InsertBytes(State& s, const std::int32_t* operands);
-
-  // --- Families
-  static int Buffers(ZKMacro& m, const std::uint8_t* at);                            // 18
-  static int Mathematics(ZKMacro& m, const std::uint8_t* at);                        // 40
-  static int VariableBlockAccess(State& s, const std::uint8_t* at);                  // 50
-  static int FamilyMember(ZKMacro& m, std::uint8_t opcode, const std::uint8_t* at);  // 47, 48, 51 to 58
-  static int ThreeOperands(ZKMacro& m, std::uint8_t sub, const std::int32_t* n);
-  static int OneOperand(ZKMacro& m, std::uint8_t sub, std::int32_t n);
-  static int NoOperand(ZKMacro& m, std::uint8_t sub);
-  static int TwoOperands(ZKMacro& m, std::uint8_t sub, const std::int32_t* n);
-  static int PortStatement(ZKMacro& m, std::uint8_t sub, std::int32_t n);
+  static int ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n);
   static void TakePattern(State& s, MidiPattern& pattern);
-  static void SetErrorMessage(ZKMacro& m);
-  static int Pause(State& s, std::int64_t ms);
-  static void MessageBox(State& s, std::int32_t a, std::int32_t b);
-  static int Hydrasynth(ZKMacro& m, std::uint8_t sub, std::int32_t mode, std::int32_t extra);
+  static void ReleaseWork(ZKMacro& m);
 
-  // Forwards a statement as its row says; `sub` as it stands in the code.
-  static int Forward(State& s, const StatementInfo& info, std::uint8_t sub, const std::int32_t* operands);
+  // --- MIDI and the data of the transfer
+  template <TransmitKind kind>
+  static int Transmit(ZKMacro& m, const Op& op) {
+    return TransmitData(m, kind, op.Number(0));
+  }
+  static int Receive(ZKMacro& m, const Op& op);
+  static int ReceiveSkipping(ZKMacro& m, const Op& op);
+  static int ReceiveAndDrop(ZKMacro& m, const Op& op);
+  static int SetChannelPosition(ZKMacro& m, const Op& op);
+  static int ToggleIdCheck(ZKMacro& m, const Op& op);
+  static int AcceptPastEnd(ZKMacro& m, const Op& op);
+  static int QueueDelay(ZKMacro& m, const Op& op);
+  static int SetMessageDelay(ZKMacro& m, const Op& op);
+  static int SetTimeout(ZKMacro& m, const Op& op);
+  static int SetTransmitData(ZKMacro& m, const Op& op);
+  static int UseBuffer(ZKMacro& m, const Op& op);
+  static int CopyInline(ZKMacro& m, const Op& op);
+  static int Checksum(ZKMacro& m, const Op& op);
+  static int DiskRead(ZKMacro& m, const Op& op);
+  static int DiskSeek(ZKMacro& m, const Op& op);
+  static int RolandStep(ZKMacro& m, const Op& op);
+  static int CheckEffects(ZKMacro& m, const Op& op);
+  static int Kurzweil(ZKMacro& m, const Op& op);
+  static int InsertBytes(ZKMacro& m, const Op& op);
+
+  // --- Work buffers, cursors, messages in the data
+  static int AllocateWork(ZKMacro& m, const Op& op);
+  static int FreeWork(ZKMacro& m, const Op& op);
+  static int EnterWork(ZKMacro& m, const Op& op);
+  static int LeaveWork(ZKMacro& m, const Op& op);
+  static int RestartWork(ZKMacro& m, const Op& op);
+  static int CopyFromSaved(ZKMacro& m, const Op& op);
+  static int SetCursor(ZKMacro& m, const Op& op);
+  static int StepForward(ZKMacro& m, const Op& op);
+  static int StepBack(ZKMacro& m, const Op& op);
+  static int MeasureMessage(ZKMacro& m, const Op& op);
+  static int MeasureMessages(ZKMacro& m, const Op& op);
+  static int StripEnds(ZKMacro& m, const Op& op);
+  static int WriteDecimal(ZKMacro& m, const Op& op);
+
+  // --- Arithmetic
+  static int AssignFloat(ZKMacro& m, const Op& op);
+  static int Absolute(ZKMacro& m, const Op& op);
+  static int Minimum(ZKMacro& m, const Op& op);
+  static int Maximum(ZKMacro& m, const Op& op);
+  static int Sine(ZKMacro& m, const Op& op);
+  static int Cosine(ZKMacro& m, const Op& op);
+  static int Tangent(ZKMacro& m, const Op& op);
+  static int ArcSine(ZKMacro& m, const Op& op);
+  static int ArcCosine(ZKMacro& m, const Op& op);
+  static int ArcTangent(ZKMacro& m, const Op& op);
+  static int ArcTangent2(ZKMacro& m, const Op& op);
+  static int HyperbolicSine(ZKMacro& m, const Op& op);
+  static int HyperbolicCosine(ZKMacro& m, const Op& op);
+  static int HyperbolicTangent(ZKMacro& m, const Op& op);
+  static int MakeInteger(ZKMacro& m, const Op& op);
+  static int MakeFloat(ZKMacro& m, const Op& op);
+  static int Power(ZKMacro& m, const Op& op);
+  static int SquareRoot(ZKMacro& m, const Op& op);
+  static int Factorial(ZKMacro& m, const Op& op);
+  static int Exponential(ZKMacro& m, const Op& op);
+  static int DecimalLogarithm(ZKMacro& m, const Op& op);
+  static int Logarithm(ZKMacro& m, const Op& op);
+  static int Random(ZKMacro& m, const Op& op);
+  static int TenthPower(ZKMacro& m, const Op& op);
+  static int InvertBits(ZKMacro& m, const Op& op);
+
+  // --- Filters and the course of the transfer
+  static int SetAcceptPattern(ZKMacro& m, const Op& op);
+  static int ClearAcceptPattern(ZKMacro& m, const Op& op);
+  static int AddDeclinePattern(ZKMacro& m, const Op& op);
+  static int ClearDeclinePatterns(ZKMacro& m, const Op& op);
+  static int SetEndPattern(ZKMacro& m, const Op& op);
+  static int ClearEndPattern(ZKMacro& m, const Op& op);
+  static int SetCancelPattern(ZKMacro& m, const Op& op);
+  static int ClearCancelPattern(ZKMacro& m, const Op& op);
+  static int AddReplySize(ZKMacro& m, const Op& op);
+  static int SetContinueOnError(ZKMacro& m, const Op& op);
+  static int SetRetries(ZKMacro& m, const Op& op);
+  static int SetTimedOut(ZKMacro& m, const Op& op);
+  static int SetVerifyReplies(ZKMacro& m, const Op& op);
+  static int WaitForAck(ZKMacro& m, const Op& op);
+  static int ClearAckWait(ZKMacro& m, const Op& op);
+  static int CollectMessages(ZKMacro& m, const Op& op);
+  static int SendCollected(ZKMacro& m, const Op& op);
+  static int PressButton(ZKMacro& m, const Op& op);
+  static int SetStayOpen(ZKMacro& m, const Op& op);
+  static int StopBankLoop(ZKMacro& m, const Op& op);
+  static int Sleep(ZKMacro& m, const Op& op);
+  static int ReadDropped(ZKMacro& m, const Op& op);
+  static int ReadDiskSize(ZKMacro& m, const Op& op);
+  static int HydrasynthReceive(ZKMacro& m, const Op& op);
+  static int HydrasynthSend(ZKMacro& m, const Op& op);
+  static int HydrasynthBurn(ZKMacro& m, const Op& op);
+  template <auto member>
+  static int FromTransfer(ZKMacro& m, const Op&) {
+    SetX(m.s_, m.s_.session->context.*member);
+    return 0;
+  }
+
+  // --- Settings, ports, the program
+  template <ScriptSetting setting>
+  static int ReadSetting(ZKMacro& m, const Op&) {
+    SetX(m.s_, m.s_.session->services.Setting(setting));
+    return 0;
+  }
+  template <ScriptSetting setting>
+  static int WriteSetting(ZKMacro& m, const Op& op) {
+    m.s_.session->services.SetSetting(setting, op.Number(0));
+    return 0;
+  }
+  template <ScriptSetting setting>
+  static int ExchangeSetting(ZKMacro& m, const Op& op) {
+    return Exchange(m, setting, op.Number(0));
+  }
+  static int Exchange(ZKMacro& m, ScriptSetting setting, std::int32_t value);
+  template <MidiDirection direction>
+  static int SetOpenAllPorts(ZKMacro& m, const Op& op) {
+    SetX(m.s_, m.s_.session->services.SetOpenAllPorts(direction, op.Number(0)));
+    return 0;
+  }
+  template <MidiDirection direction>
+  static int ClosePortsExcept(ZKMacro& m, const Op& op) {
+    if (Hosted(m)) m.s_.session->services.ClosePortsExcept(direction, op.Number(0));
+    return 0;
+  }
+  template <MidiDirection direction>
+  static int OpenPortsFromMap(ZKMacro& m, const Op& op) {
+    m.s_.session->services.OpenPortsFromMap(direction, op.Number(0));
+    return 0;
+  }
+  template <MidiDirection direction>
+  static int SelectPortMap(ZKMacro& m, const Op& op) {
+    m.s_.session->services.SelectPortMap(direction, op.Number(0));
+    return 0;
+  }
+  template <MidiDirection direction>
+  static int OpenPortDialog(ZKMacro& m, const Op&) {
+    m.s_.session->services.OpenPortDialog(direction);
+    return 0;
+  }
+  template <MidiDirection direction>
+  static int OpenPorts(ZKMacro& m, const Op&) {
+    m.s_.session->services.OpenPorts(direction);
+    return 0;
+  }
+  template <MidiDirection direction>
+  static int ClosePorts(ZKMacro& m, const Op&) {
+    m.s_.session->services.ClosePorts(direction);
+    return 0;
+  }
+  template <MidiDirection direction>
+  static int CountPorts(ZKMacro& m, const Op&) {
+    SetX(m.s_, m.s_.session->services.PortCount(direction));
+    return 0;
+  }
+  static bool Hosted(const ZKMacro& m);
+  static int SetForceExit(ZKMacro& m, const Op& op);
+  static int SetMaxSpeed(ZKMacro& m, const Op& op);
+  static int SetUsbSpeed(ZKMacro& m, const Op& op);
+  static int ExchangeDefaultChannel(ZKMacro& m, const Op& op);
+  static int ClearManualDumps(ZKMacro& m, const Op& op);
+  static int ReadEnvironment(ZKMacro& m, const Op& op);
+  static int ReadPlatform(ZKMacro& m, const Op& op);
+  static int ReadOsVersion(ZKMacro& m, const Op& op);
+  static int ReadVersionInfo(ZKMacro& m, const Op& op);
+  static int CompareVersion(ZKMacro& m, const Op& op);
+  static int OpenUpdateAddress(ZKMacro& m, const Op& op);
+  static int QuitApp(ZKMacro& m, const Op& op);
+  static int ReadDriverId(ZKMacro& m, const Op& op);
+  static int ReadChildId(ZKMacro& m, const Op& op);
+  static int SetChildId(ZKMacro& m, const Op& op);
+  static int TakeOneShot(ZKMacro& m, const Op& op);
+  static int ReadBasicsVar(ZKMacro& m, const Op& op);
+  static int WriteBasicsVar(ZKMacro& m, const Op& op);
+  static int SetLocalWord(ZKMacro& m, const Op& op);
+  template <std::size_t index>
+  static int LocalWordTo(ZKMacro& m, const Op& op) {
+    const std::int32_t word = op.Number(0);
+    if (word >= 0 && word < kLocalWordCount) m.s_.registers[index] = m.s_.localWords[word];
+    return 0;
+  }
+  static constexpr std::int32_t kLocalWordCount = 256;
+
+  // --- Requests to editors, Sets and windows
+  static int Forward(ZKMacro& m, const Op& op);  // as the row says
+  static int MessageBox(ZKMacro& m, const Op& op);
 };
 
 // Toward zero; NaN gives 0, what is too large the nearest limit.
@@ -130,35 +278,6 @@ inline std::int32_t SaturateToInt(double value) {
 // Arithmetic that wraps at 32 bits.
 inline std::int32_t WrapToInt(std::int64_t value) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(value)));
-}
-
-// The 14 operators of 32-bit assignments; unknown operators and division by 0 leave `a` as it is.
-inline std::int32_t ApplyOperator(std::uint8_t op, std::int32_t a, std::int32_t b) {
-  switch (op) {
-    case 0:
-      return WrapToInt(std::int64_t{a} + b);
-    case 1:
-      return WrapToInt(std::int64_t{a} - b);
-    case 2:
-      return b == 0 ? a : static_cast<std::int32_t>(std::int64_t{a} % b);
-    case 3:
-      return b == 0 ? a : WrapToInt(std::int64_t{a} / b);
-    case 4:
-      return a >> (b & 31);
-    case 5:
-      return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) << (b & 31));
-    case 6:
-      return WrapToInt(std::int64_t{a} * b);
-    case 7:
-    case kCopyOperator:
-      return b;
-    case 9:
-      return a | b;
-    case 10:
-      return a & b;
-    default:
-      return a;
-  }
 }
 
 // Results after which a run counts as ended in the normal way.

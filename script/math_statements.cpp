@@ -18,34 +18,7 @@ bool HasFloats(VariableBlock block) {
   return block.size() >= kVariableBlockEntries;
 }
 
-enum MathMember : std::uint8_t {
-  kAbs,
-  kMin,
-  kMax,
-  kSin,
-  kCos,
-  kTan,
-  kAsin,
-  kAcos,
-  kAtan,
-  kAtan2,
-  kSinh,
-  kCosh,
-  kTanh,
-  kInt,
-  kFloat,
-  kPow,
-  kSqrt,
-  kFact,
-  kExp,
-  kLog10,
-  kLog,
-  kRandom,
-  kExp10,
-  kBitInv
-};
-
-std::int32_t Factorial(std::int32_t n) {
+std::int32_t FactorialOf(std::int32_t n) {
   if (n <= 1) return n;
   constexpr std::int32_t kAllZeroFrom = 34;  // every product from here on is a multiple of 2 to the 32
   if (n >= kAllZeroFrom) return 0;
@@ -60,44 +33,28 @@ float FactorialFloat(float n) {
   return product;
 }
 
-// The functions of one operand; `fold` is where operands outside the domain were put before.
+// Where operands outside the domain of logarithms are put.
 template <typename Real>
-Real OneOperandFunction(std::uint8_t sub, Real a) {
-  constexpr auto kSmallest = static_cast<Real>(kSmallestLogOperand);
-  switch (sub) {
-    case kAbs:
-      return std::fabs(a);
-    case kSin:
-      return std::sin(a);
-    case kCos:
-      return std::cos(a);
-    case kTan:
-      return std::tan(a);
-    case kAsin:
-      return std::asin(a);
-    case kAcos:
-      return std::acos(a);
-    case kAtan:
-      return std::atan(a);
-    case kSinh:
-      return std::sinh(a);
-    case kCosh:
-      return std::cosh(a);
-    case kTanh:
-      return std::tanh(a);
-    case kSqrt:
-      return std::sqrt(a);
-    case kExp:
-      return std::exp(a);
-    case kLog10:
-      return std::log10(a > 0 ? a : kSmallest);
-    case kLog:
-      return std::log(a > 0 ? a : kSmallest);
-    case kExp10:
-      return std::pow(a > 0 ? a : kSmallest, Real{10});
-    default:
-      return 0;
-  }
+Real AboveZero(Real a) {
+  return a > 0 ? a : static_cast<Real>(kSmallestLogOperand);
+}
+
+// X := function of the operands, in integers and, in float mode, in floats.
+template <typename Function>
+int OneOperandTo(MacroStatements::State& s, const TranslatedOp& op, Function function) {
+  const std::int32_t a = op.Number(0);
+  const float af = MacroStatements::Float(s, op, 0);
+  MacroStatements::SetX(s, SaturateToInt(function(double{1} * a)), s.floatMode ? function(af) : 0);
+  return 0;
+}
+template <typename Function>
+int TwoOperandsTo(MacroStatements::State& s, const TranslatedOp& op, Function function) {
+  const std::int32_t a = op.Number(0);
+  const std::int32_t b = op.Number(1);
+  const float af = MacroStatements::Float(s, op, 0);
+  const float bf = MacroStatements::Float(s, op, 1);
+  MacroStatements::SetX(s, SaturateToInt(function(double{1} * a, double{1} * b)), s.floatMode ? function(af, bf) : 0);
+  return 0;
 }
 
 }  // namespace
@@ -155,88 +112,166 @@ void MacroStatements::WriteFloatThrough(State& s, std::uint32_t word, float valu
   }
 }
 
-// The same operation on the float companions; the operand's is the float read last.
-void MacroStatements::ApplyFloatOperator(State& s, std::uint8_t op, std::size_t target) {
+// "M" in float mode: the same operation on the integers and on the float companions.
+int MacroStatements::AssignFloat(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  const std::uint8_t* at = op.at + 1;
+  const std::size_t target = VariableIndex(at);
+  const char assign = kAssignOperators[*at];
   const float a = FloatOfVariable(s, target);
-  const float b = s.lastFloat;
-  switch (op) {
-    case 0:
-      return SetFloatOfVariable(s, target, a + b);
-    case 1:
-      return SetFloatOfVariable(s, target, a - b);
-    case 3:
-      return SetFloatOfVariable(s, target, b == 0 ? a : a / b);
-    case 6:
-      return SetFloatOfVariable(s, target, a * b);
-    case 7:
-      return SetFloatOfVariable(s, target, b);
+  const float b = Float(s, op, 0);
+  const std::int64_t old = *op.target;
+  const std::int32_t n = op.Number(0);
+  switch (assign) {
+    case '+':
+      SetFloatOfVariable(s, target, a + b);
+      *op.target = WrapToInt(old + n);
+      break;
+    case '-':
+      SetFloatOfVariable(s, target, a - b);
+      *op.target = WrapToInt(old - n);
+      break;
+    case '*':
+      SetFloatOfVariable(s, target, a * b);
+      *op.target = WrapToInt(old * n);
+      break;
+    case '/':
+      SetFloatOfVariable(s, target, b == 0 ? a : a / b);
+      if (n != 0) *op.target = WrapToInt(old / n);
+      break;
+    case '=':
+      SetFloatOfVariable(s, target, b);
+      *op.target = n;
+      break;
+    case '%':
+      if (n != 0) *op.target = static_cast<std::int32_t>(old % n);
+      break;
+    case '>':
+      *op.target >>= n & 31;
+      break;
+    case '<':
+      *op.target = static_cast<std::int32_t>(static_cast<std::uint32_t>(*op.target) << (n & 31));
+      break;
+    case '|':
+      *op.target |= n;
+      break;
+    case '&':
+      *op.target &= n;
+      break;
     default:
-      return;
+      break;
   }
+  return 0;
 }
 
-int MacroStatements::Mathematics(ZKMacro& m, const std::uint8_t* at) {
+int MacroStatements::Absolute(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::fabs(a); });
+}
+int MacroStatements::Sine(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::sin(a); });
+}
+int MacroStatements::Cosine(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::cos(a); });
+}
+int MacroStatements::Tangent(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::tan(a); });
+}
+int MacroStatements::ArcTangent(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::atan(a); });
+}
+int MacroStatements::HyperbolicSine(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::sinh(a); });
+}
+int MacroStatements::HyperbolicCosine(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::cosh(a); });
+}
+int MacroStatements::HyperbolicTangent(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::tanh(a); });
+}
+int MacroStatements::SquareRoot(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::sqrt(a); });
+}
+int MacroStatements::Exponential(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::exp(a); });
+}
+int MacroStatements::DecimalLogarithm(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::log10(AboveZero(a)); });
+}
+int MacroStatements::Logarithm(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::log(AboveZero(a)); });
+}
+int MacroStatements::TenthPower(ZKMacro& m, const Op& op) {
+  return OneOperandTo(m.s_, op, [](auto a) { return std::pow(AboveZero(a), decltype(a){10}); });
+}
+int MacroStatements::Minimum(ZKMacro& m, const Op& op) {
+  return TwoOperandsTo(m.s_, op, [](auto a, auto b) { return std::min(a, b); });
+}
+int MacroStatements::Maximum(ZKMacro& m, const Op& op) {
+  return TwoOperandsTo(m.s_, op, [](auto a, auto b) { return std::max(a, b); });
+}
+int MacroStatements::Power(ZKMacro& m, const Op& op) {
+  return TwoOperandsTo(m.s_, op, [](auto a, auto b) { return std::pow(a, b); });
+}
+int MacroStatements::ArcTangent2(ZKMacro& m, const Op& op) {
+  return TwoOperandsTo(m.s_, op, [](auto a, auto b) { return std::atan2(a, b); });
+}
+
+namespace {
+
+// Arc sine and cosine: integers count by their sign, floats are brought into the domain, also where they came from.
+template <typename Function>
+int InUnitRange(MacroStatements::State& s, const TranslatedOp& op, Function function) {
+  const std::int32_t a = op.Number(0);
+  const int sign = (a > 0) - (a < 0);
+  const float af = std::clamp(MacroStatements::Float(s, op, 0), -1.0F, 1.0F);
+  if (s.floatMode) MacroStatements::WriteFloatThrough(s, op.NumberWord(0), af);
+  MacroStatements::SetX(s, SaturateToInt(function(double{1} * sign)), function(af));
+  return 0;
+}
+
+}  // namespace
+
+int MacroStatements::ArcSine(ZKMacro& m, const Op& op) {
+  return InUnitRange(m.s_, op, [](auto a) { return std::asin(a); });
+}
+int MacroStatements::ArcCosine(ZKMacro& m, const Op& op) {
+  return InUnitRange(m.s_, op, [](auto a) { return std::acos(a); });
+}
+
+int MacroStatements::Factorial(ZKMacro& m, const Op& op) {
   State& s = m.s_;
-  const std::uint8_t sub = *at++;
-  if (sub == kInt || sub == kFloat) {
-    const std::size_t target = VariableIndex(at);
-    if (!s.floatMode) return 0;
-    if (sub == kInt) WriteVariable(s, target, SaturateToInt(FloatOfVariable(s, target)));
-    SetTypeOfVariable(s, target, sub == kInt ? kIntegerType : kFloatType);
-    return 0;
-  }
-  if (sub > kBitInv) {
-    const StatementInfo* info = FindStatement(40, sub);
-    if (!info) return 0;
-    const std::int32_t operand = info->operands.count ? Number(s, at) : 0;
-    return Forward(s, *info, sub, &operand);
-  }
-  const std::uint32_t word = Word(at);
-  const std::int32_t a = Number(s, at);
-  float af = s.lastFloat;
-  switch (sub) {
-    case kMin:
-    case kMax:
-    case kAtan2:
-    case kPow: {
-      const std::int32_t b = Number(s, at);
-      const float bf = s.lastFloat;
-      if (sub == kMin) {
-        SetX(s, std::min(a, b), std::min(af, bf));
-      } else if (sub == kMax) {
-        SetX(s, std::max(a, b), std::max(af, bf));
-      } else if (sub == kPow) {
-        SetX(s, SaturateToInt(std::pow(double{1} * a, double{1} * b)), std::pow(af, bf));
-      } else {
-        SetX(s, SaturateToInt(std::atan2(double{1} * a, double{1} * b)), std::atan2(af, bf));
-      }
-      return 0;
-    }
-    case kAsin:
-    case kAcos: {
-      const int sign = (a > 0) - (a < 0);
-      if (s.floatMode) {
-        af = std::clamp(af, -1.0F, 1.0F);
-        WriteFloatThrough(s, word, af);
-      }
-      SetX(s, SaturateToInt(OneOperandFunction(sub, double{1} * sign)), OneOperandFunction(sub, af));
-      return 0;
-    }
-    case kFact:
-      SetX(s, Factorial(a), s.floatMode ? FactorialFloat(af) : 0);
-      return 0;
-    case kRandom: {
-      const double share = std::trunc(std::rand() / 2147483647.0);
-      SetX(s, SaturateToInt(a * share), af * static_cast<float>(share));
-      return 0;
-    }
-    case kBitInv:
-      WriteThrough(s, word, ~a);
-      return 0;
-    default:
-      SetX(s, SaturateToInt(OneOperandFunction(sub, double{1} * a)), s.floatMode ? OneOperandFunction(sub, af) : 0);
-      return 0;
-  }
+  SetX(s, FactorialOf(op.Number(0)), s.floatMode ? FactorialFloat(Float(s, op, 0)) : 0);
+  return 0;
+}
+
+int MacroStatements::Random(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  const double share = std::trunc(std::rand() / 2147483647.0);
+  SetX(s, SaturateToInt(op.Number(0) * share), Float(s, op, 0) * static_cast<float>(share));
+  return 0;
+}
+
+int MacroStatements::InvertBits(ZKMacro& m, const Op& op) {
+  WriteThrough(m.s_, op.NumberWord(0), ~op.Number(0));
+  return 0;
+}
+
+int MacroStatements::MakeInteger(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  if (!s.floatMode) return 0;
+  const std::uint8_t* at = op.at + 2;
+  const std::size_t target = VariableIndex(at);
+  WriteVariable(s, target, SaturateToInt(FloatOfVariable(s, target)));
+  SetTypeOfVariable(s, target, kIntegerType);
+  return 0;
+}
+
+int MacroStatements::MakeFloat(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  if (!s.floatMode) return 0;
+  const std::uint8_t* at = op.at + 2;
+  SetTypeOfVariable(s, VariableIndex(at), kFloatType);
+  return 0;
 }
 
 }  // namespace tonalith

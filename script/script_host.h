@@ -7,6 +7,7 @@
 #include <span>
 
 #include "platform/cancel_token.h"
+#include "platform/message_numbers.h"
 
 namespace tonalith {
 
@@ -24,10 +25,10 @@ static_assert(sizeof(MacroRequest) == 80 && offsetof(MacroRequest, parameter1) =
               offsetof(MacroRequest, parameter3) == 64 && offsetof(MacroRequest, result) == 72);
 
 // Number of the message that carries a MacroRequest (wParam 0, lParam the record).
-inline constexpr std::uint16_t kMacroRequestMessage = 0x8000;
+inline constexpr std::uint16_t kMacroRequestMessage = kRequestMessage;
 // Messages by which a Set names the window or the document of one of its components (wParam = driver id).
-inline constexpr std::uint16_t kSetComponentWindowMessage = 0x818A;
-inline constexpr std::uint16_t kSetComponentDocumentMessage = 0x81AD;
+inline constexpr auto kSetComponentWindowMessage = static_cast<std::uint16_t>(SetMessage::ComponentWindow);
+inline constexpr auto kSetComponentDocumentMessage = static_cast<std::uint16_t>(SetMessage::ComponentDocument);
 
 enum class ScriptReceiver : std::uint8_t {
   EditorDocument,  // the editor whose script runs

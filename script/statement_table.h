@@ -7,10 +7,8 @@
 
 namespace tonalith {
 
-// The one table of the script language.  The listing, the skip lengths, the compiler, the interpreter and the routing
-// of editor requests are all driven by it.
-//
-// A statement is an opcode byte, for families a sub-code byte, and operands one after another:
+// The statements of the script language as statements.def describes them.  A statement is an opcode byte, for families
+// a sub-code byte, and operands one after another:
 //   number     4 bytes, most significant first.  Bit 31: register (low 16 bits, 0..3 = W X Y Z).  Bit 30:
 //   variable-block
 //              entry (low 16 bits).  Neither: the value itself.
@@ -18,7 +16,6 @@ namespace tonalith {
 //   byte       1 byte.
 
 inline constexpr std::uint8_t kEndOfScript = 255;
-inline constexpr std::uint8_t kLastOpcode = 58;
 inline constexpr std::uint32_t kNumberRegisterBit = 0x80000000u;
 inline constexpr std::uint32_t kNumberVariableBit = 0x40000000u;
 inline constexpr std::uint32_t kNumberReferenceMask = 0xC0000000u;
@@ -26,6 +23,23 @@ inline constexpr std::uint32_t kNumberReferenceMask = 0xC0000000u;
 inline constexpr char kAssignOperators[] = "+-%/><*=@|&";
 inline constexpr std::size_t kAssignOperatorCount = sizeof(kAssignOperators) - 1;
 inline constexpr std::uint8_t kCopyOperator = 8;
+
+// Opcodes that are followed by a sub-code.
+enum class StatementFamily : std::uint8_t {
+#define FAMILY(name, opcode, numbers) name = opcode,
+#include "script/statements.def"
+};
+
+// Every statement with a row: its opcode in the high byte, its sub-code in the low one.
+enum class Statement : std::uint16_t {
+#define STATEMENT(name, opcode, sub, listing, words, operands, skip, form, handler, route) \
+  name = (opcode) << 8 | ((sub) < 0 ? 0 : (sub)),
+#include "script/statements.def"
+};
+
+constexpr std::uint8_t OpcodeOf(Statement statement) {
+  return static_cast<std::uint8_t>(static_cast<std::uint16_t>(statement) >> 8);
+}
 
 enum class OperandKind : std::uint8_t {
   None,
@@ -57,12 +71,6 @@ struct OperandList {
     list.count = static_cast<std::uint8_t>(n);
     return list;
   }
-};
-
-enum class Handler : std::uint8_t {
-  Core,      // the interpreter itself: registers, variables, buffers, control flow, MIDI of the running instrument
-  Services,  // through the services object: transfer state, filters, ports, settings, manufacturer protocols
-  Routed,    // forwarded to a document or window as the Route says
 };
 
 // What a statement does to the skip depth of conditions.
@@ -170,82 +178,75 @@ struct Route {
   Packing alternatePacking = Packing::Nothing;
 };
 
+// How a translated statement runs.  The engine's loop has a body for each form; a row of statements.def names one of
+// the first group, or Assign, whose operator selects among the second.
+enum class Form : std::uint8_t {
+#define FORM(name) name,
+#include "script/forms.def"
+};
+
+// A word by which the compiler knows a statement.
+struct Word {
+  const char* text = nullptr;
+  std::int8_t numbers = -1;  // that the compiler reads and emits; -1: as the operands say
+
+  constexpr Word() = default;
+  constexpr Word(const char* spelling, int count = -1)  // NOLINT(google-explicit-constructor)
+      : text(spelling), numbers(static_cast<std::int8_t>(count)) {}
+};
+inline constexpr std::size_t kMaxWords = 2;
+
+struct WordList {
+  std::array<Word, kMaxWords> word{};
+  std::uint8_t count = 0;
+  bool letters = false;  // short forms: the compiler reads them letter by letter
+};
+
 struct StatementInfo {
+  Statement id{};
   std::uint8_t opcode = 0;
   std::int16_t sub = -1;          // -1: the opcode is no family
   const char* keyword = nullptr;  // text of the listing; null: the listing prints the operands only
+  WordList words;
   OperandList operands;
-  Handler handler = Handler::Core;
   ConditionRole condition = ConditionRole::None;
+  Form form = Form::Nothing;
+  bool forwarded = false;      // nothing but the route
   Route route;                 // target None unless the statement (or one branch of it) is forwarded
   const char* name = nullptr;  // for messages and logs: the keyword, or the compiler's word where there is no keyword
 
   constexpr bool IsFamily() const { return sub >= 0; }
 };
 
-// All statements in the order of their codes.
+// All statements in the order of statements.def.
 std::span<const StatementInfo> StatementTable();
+const StatementInfo& InfoOf(Statement statement);
 
-// The row of a statement; null for opcode 13, opcodes above 58 and sub-codes without a row.  `sub` is ignored for
-// opcodes that are no family.  All sub-codes of 47 from 24 up share the row of 24: packing takes the sub-code from the
-// bytecode, not from the row.
+// The row of a statement; null for undefined opcodes and sub-codes without a row.  `sub` is ignored for opcodes that
+// are no family.  All sub-codes of control properties above the named ones share the row OtherProperty: packing takes
+// the sub-code from the bytecode, not from the row.
 const StatementInfo* FindStatement(std::uint8_t opcode, int sub);
 
 // True for opcodes that are followed by a sub-code byte.
-constexpr bool IsFamilyOpcode(std::uint8_t opcode) {
-  return opcode == 18 || opcode == 40 || opcode == 47 || opcode == 48 || (opcode >= 50 && opcode <= 58);
-}
-// False for 13 and for everything above 58 (255, the end byte, included).
-constexpr bool IsDefinedOpcode(std::uint8_t opcode) {
-  return opcode <= kLastOpcode && opcode != 13;
-}
+bool IsFamilyOpcode(std::uint8_t opcode);
+// False for opcodes without a row (the end byte is one of them).
+bool IsDefinedOpcode(std::uint8_t opcode);
 
-// The operands of a statement, also for sub-codes without a row: those of 47, 48 and 51 to 58 keep the operand count of
-// their family, those of 18, 40 and 50 have none.
+// The operands of a statement, also for sub-codes without a row, which keep the number of operands that the family has
+// for them.
 const OperandList& StatementOperands(std::uint8_t opcode, int sub);
 
 // Returned by OperandBytes for a statement that is not defined or runs over the end of the code.
 inline constexpr std::size_t kBadStatement = static_cast<std::size_t>(-1);
-inline constexpr std::uint8_t kLengthVaries = 0xFF;  // entries of kFixedOperandBytes
-inline constexpr std::uint8_t kLengthInvalid = 0xFE;
-
-namespace detail {
-constexpr std::array<std::uint8_t, 256> FixedOperandBytes() {
-  std::array<std::uint8_t, 256> bytes{};
-  for (auto& b : bytes) b = kLengthInvalid;
-  for (std::size_t i = 0; i <= kLastOpcode; ++i) bytes[i] = kLengthVaries;
-  bytes[13] = kLengthInvalid;
-  for (int i : {5, 7, 9, 25, 31, 32, 36, 37, 38, 39, 41, 49, 255}) bytes[static_cast<std::size_t>(i)] = 0;
-  for (int i : {0, 1, 2, 3, 4, 6, 15, 16, 17, 22, 34, 45}) bytes[static_cast<std::size_t>(i)] = 4;
-  for (int i : {21, 30, 44}) bytes[static_cast<std::size_t>(i)] = 8;
-  bytes[10] = 14;
-  constexpr int kFamily[][2] = {{48, 1}, {51, 3}, {52, 1}, {53, 0}, {54, 4}, {55, 2}, {56, 5}, {57, 7}, {58, 6}};
-  for (const auto& row : kFamily) bytes[static_cast<std::size_t>(row[0])] = static_cast<std::uint8_t>(1 + 4 * row[1]);
-  return bytes;
-}
-}  // namespace detail
-
-// Bytes behind the opcode (sub-code and operands) of every statement whose length does not depend on its own bytes;
-// kLengthVaries for the others, kLengthInvalid for undefined opcodes, 0 for the end byte.
-inline constexpr std::array<std::uint8_t, 256> kFixedOperandBytes = detail::FixedOperandBytes();
-
-// The slow half of OperandBytes.
-std::size_t VariableOperandBytes(const std::uint8_t* statement, std::size_t left);
 
 // Bytes behind the opcode byte at `statement` that stepping over it skips; `left` counts the bytes from the opcode to
 // the end of the code.  kBadStatement when the opcode is undefined or the operands run over the end.
-inline std::size_t OperandBytes(const std::uint8_t* statement, std::size_t left) {
-  if (left == 0) return kBadStatement;
-  const std::uint8_t fixed = kFixedOperandBytes[*statement];
-  if (fixed < kLengthInvalid) return fixed < left ? fixed : kBadStatement;
-  return fixed == kLengthVaries ? VariableOperandBytes(statement, left) : kBadStatement;
-}
+std::size_t OperandBytes(const std::uint8_t* statement, std::size_t left);
 
 // Whether the whole statement is an "M" that copies a variable written in two bytes.  It is stepped over and listed as
 // it is written; executing it takes the first of the two bytes and goes on with the second one as a statement.
 constexpr bool CopiesWideVariable(const std::uint8_t* statement) {
-  constexpr std::uint8_t kAssign = 14;
-  if (statement[0] != kAssign) return false;
+  if (statement[0] != OpcodeOf(Statement::M)) return false;
   const std::size_t target = (statement[1] & 0x80) ? 2 : 1;
   return statement[target + 1] == kCopyOperator && (statement[target + 2] & 0x80) != 0;
 }

@@ -30,85 +30,119 @@ std::int32_t MessageLength(std::span<const std::uint8_t> data, std::int32_t limi
   return count;
 }
 
+// Length of the run of complete SysEx messages at the start.
+std::int32_t SysExRun(std::span<const std::uint8_t> data) {
+  std::size_t end = 0;
+  while (end < data.size() && data[end] == 0xF0) {
+    const auto found = std::find(data.begin() + static_cast<std::ptrdiff_t>(end), data.end(), std::uint8_t{0xF7});
+    if (found == data.end()) break;
+    end = static_cast<std::size_t>(found - data.begin()) + 1;
+  }
+  return static_cast<std::int32_t>(end);
+}
+
 }  // namespace
 
-int MacroStatements::Buffers(ZKMacro& m, const std::uint8_t* at) {
+void MacroStatements::ReleaseWork(ZKMacro& m) {
+  ForgetMemory(m.work_.get(), {&m.s_.receive.memory, &m.s_.saved.memory, &m.s_.alternate.memory});
+  m.work_.reset();
+  m.s_.alternate = {};
+}
+
+int MacroStatements::AllocateWork(ZKMacro& m, const Op& op) {
+  const std::int32_t size = op.Number(0);
+  if (size < 0 || size > kMaxWorkBuffer) return kMacroNoMemory;
+  if (const int stop = m.s_.session->Work(size)) return stop;
+  ReleaseWork(m);
+  m.work_ = std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(size));
+  m.s_.alternate = {ByteWindow(*m.work_), 0, size};
+  return 0;
+}
+
+int MacroStatements::FreeWork(ZKMacro& m, const Op&) {
+  ReleaseWork(m);
+  return 0;
+}
+
+int MacroStatements::EnterWork(ZKMacro& m, const Op&) {
+  m.s_.saved = m.s_.receive;
+  m.s_.receive = m.s_.alternate;
+  return 0;
+}
+
+int MacroStatements::LeaveWork(ZKMacro& m, const Op&) {
+  m.s_.alternate = m.s_.receive;
+  m.s_.receive = m.s_.saved;
+  return 0;
+}
+
+int MacroStatements::RestartWork(ZKMacro& m, const Op&) {
+  m.s_.receive = m.work_ ? Cursor{ByteWindow(*m.work_), 0, static_cast<std::int32_t>(m.work_->size())} : Cursor{};
+  return 0;
+}
+
+int MacroStatements::CopyFromSaved(ZKMacro& m, const Op& op) {
   State& s = m.s_;
-  const std::uint8_t sub = *at++;
-  const auto release = [&m, &s] {
-    ForgetMemory(m.work_.get(), {&s.receive.memory, &s.saved.memory, &s.alternate.memory});
-    m.work_.reset();
-    s.alternate = {};
-  };
-  switch (sub) {
-    case 0: {  // GA
-      const std::int32_t size = Number(s, at);
-      if (size < 0 || size > kMaxWorkBuffer) return kMacroNoMemory;
-      if (const int stop = s.session->Work(size)) return stop;
-      release();
-      m.work_ = std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(size));
-      s.alternate = {ByteWindow(*m.work_), 0, size};
-      return 0;
-    }
-    case 1:  // GF
-      release();
-      return 0;
-    case 2:  // GN
-      s.saved = s.receive;
-      s.receive = s.alternate;
-      return 0;
-    case 3:  // GO
-      s.alternate = s.receive;
-      s.receive = s.saved;
-      return 0;
-    case 4: {  // GC
-      const std::int32_t from = Number(s, at);
-      const std::int32_t to = Number(s, at);
-      const std::int32_t count = Number(s, at);
-      const std::int64_t source = s.saved.pos + from;
-      if (count <= 0 || source < 0) return 0;
-      const Cursor& target = s.hasTransmit ? s.transmit : s.receive;
-      s.session->Work(std::min<std::int64_t>(count, s.saved.memory.size()));
-      target.memory.Write(target.pos + to, s.saved.memory.Clamped(source, count));
-      return 0;
-    }
-    case 5:  // GR
-      s.receive = m.work_ ? Cursor{ByteWindow(*m.work_), 0, static_cast<std::int32_t>(m.work_->size())} : Cursor{};
-      return 0;
-    case 6: {  // GP
-      const std::int32_t n = std::max(Number(s, at), 0);
-      if (!m.work_) {
-        s.receive = {s.buffer, n, WrapToInt(std::int64_t{s.size} - n)};
-        return 0;
-      }
-      s.receive.memory = s.alternate.memory;
-      s.receive.pos = s.alternate.pos + n;
-      // The space does not count down with n; it never exceeds what is there.
-      const std::int64_t left = std::max<std::int64_t>(s.alternate.memory.size() - s.receive.pos, 0);
-      s.receive.space = static_cast<std::int32_t>(std::min<std::int64_t>(s.alternate.space - 1, left));
-      return 0;
-    }
-    case 7:  // GM
-      SetX(s, MessageLength(FromCursor(Current(s)), s.registers[1]));
-      return s.session->Work(s.registers[1]);
-    case 8: {  // GW
-      const std::int32_t value = Number(s, at);
-      const std::int32_t offset = Number(s, at);
-      char text[16];
-      auto length = static_cast<std::size_t>(std::snprintf(text, sizeof text, "%+d", value));
-      text[++length] = '\xF7';
-      const Cursor& data = Current(s);
-      data.memory.Write(data.pos + offset, {reinterpret_cast<const std::uint8_t*>(text), length + 1});
-      return 0;
-    }
-    default:
-      break;
+  const std::int32_t count = op.Number(2);
+  const std::int64_t source = s.saved.pos + op.Number(0);
+  if (count <= 0 || source < 0) return 0;
+  const Cursor& target = s.hasTransmit ? s.transmit : s.receive;
+  s.session->Work(std::min<std::int64_t>(count, s.saved.memory.size()));
+  target.memory.Write(target.pos + op.Number(1), s.saved.memory.Clamped(source, count));
+  return 0;
+}
+
+int MacroStatements::SetCursor(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  const std::int32_t n = std::max(op.Number(0), 0);
+  if (!m.work_) {
+    s.receive = {s.buffer, n, WrapToInt(std::int64_t{s.size} - n)};
+    return 0;
   }
-  const StatementInfo* info = FindStatement(18, sub);
-  if (!info) return 0;
-  std::int32_t operands[kMaxOperands] = {};
-  for (std::size_t i = 0; i < info->operands.count; ++i) operands[i] = Number(s, at);
-  return Forward(s, *info, sub, operands);
+  s.receive.memory = s.alternate.memory;
+  s.receive.pos = s.alternate.pos + n;
+  // The space does not count down with n; it never exceeds what is there.
+  const std::int64_t left = std::max<std::int64_t>(s.alternate.memory.size() - s.receive.pos, 0);
+  s.receive.space = static_cast<std::int32_t>(std::min<std::int64_t>(s.alternate.space - 1, left));
+  return 0;
+}
+
+int MacroStatements::StepForward(ZKMacro& m, const Op&) {
+  Cursor& c = m.s_.receive;
+  if (c.pos < c.memory.size()) Advance(c, 1);
+  return 0;
+}
+
+int MacroStatements::StepBack(ZKMacro& m, const Op&) {
+  if (m.s_.receive.pos > 0) Advance(m.s_.receive, -1);
+  return 0;
+}
+
+int MacroStatements::MeasureMessage(ZKMacro& m, const Op&) {
+  State& s = m.s_;
+  SetX(s, MessageLength(FromCursor(Current(s)), s.registers[1]));
+  return s.session->Work(s.registers[1]);
+}
+
+int MacroStatements::MeasureMessages(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  SetX(s, SysExRun(Remaining(Current(s), op.Number(0))));
+  return s.session->Work(s.registers[1]);
+}
+
+int MacroStatements::StripEnds(ZKMacro& m, const Op& op) {
+  const auto bytes = Remaining(Current(m.s_), op.Number(0));
+  std::replace(bytes.begin(), bytes.end(), std::uint8_t{0xF7}, std::uint8_t{0});
+  return m.s_.session->Work(static_cast<std::int64_t>(bytes.size()));
+}
+
+int MacroStatements::WriteDecimal(ZKMacro& m, const Op& op) {
+  char text[16];
+  auto length = static_cast<std::size_t>(std::snprintf(text, sizeof text, "%+d", op.Number(0)));
+  text[++length] = '\xF7';
+  const Cursor& data = Current(m.s_);
+  data.memory.Write(data.pos + op.Number(1), {reinterpret_cast<const std::uint8_t*>(text), length + 1});
+  return 0;
 }
 
 }  // namespace tonalith

@@ -3,7 +3,6 @@
 
 #include "data/checksums.h"
 #include "data/packed_bytes.h"
-#include "platform/log.h"
 #include "script/macro_statements.h"
 
 namespace tonalith {
@@ -85,20 +84,66 @@ std::int32_t MacroStatements::GetPacked(const State& s, const Cursor& c, std::in
   return WrapToInt(ConstImageView(Whole(c.memory), *s.synth).Get(c.pos, index));
 }
 
-void MacroStatements::SetTransmitData(ZKMacro& m, std::span<const std::uint8_t> bytes) {
+int MacroStatements::SetTransmitData(ZKMacro& m, const Op& op) {
   State& s = m.s_;
+  const std::uint8_t* const bytes = op.at + 1 + 4;
+  const std::size_t count = InlineByteCount(op.NumberWord(0));
   // A private copy: "T", "F" and "FS" change transmit data, the code stays as it is.
-  m.ownTransmit_.assign(bytes.begin(), bytes.end());
+  m.ownTransmit_.assign(bytes, bytes + count);
   if (!m.ownTransmit_.empty() && IsChannelVoice(m.ownTransmit_[0])) {
     m.ownTransmit_[0] = static_cast<std::uint8_t>((m.ownTransmit_[0] & 0xF0) | (s.synth->midiChannel & 0x0F));
   }
-  s.transmit = {ByteWindow(m.ownTransmit_), 0, static_cast<std::int32_t>(bytes.size())};
+  s.transmit = {ByteWindow(m.ownTransmit_), 0, static_cast<std::int32_t>(count)};
   s.hasTransmit = true;
   s.aFlag = false;
+  return 0;
 }
 
-void MacroStatements::CopyInline(State& s, std::span<const std::uint8_t> bytes, std::int32_t offset) {
-  s.receive.memory.Write(s.receive.pos + offset, bytes);
+int MacroStatements::UseBuffer(ZKMacro& m, const Op&) {
+  m.s_.aFlag = true;
+  return 0;
+}
+
+int MacroStatements::CopyInline(ZKMacro& m, const Op& op) {
+  const Cursor& c = m.s_.receive;
+  c.memory.Write(c.pos + op.Number(1), {op.at + 1 + 8, InlineByteCount(op.NumberWord(0))});
+  return 0;
+}
+
+int MacroStatements::SetChannelPosition(ZKMacro& m, const Op& op) {
+  m.s_.channelPosition = op.Number(0);
+  return 0;
+}
+
+int MacroStatements::ToggleIdCheck(ZKMacro& m, const Op&) {
+  State& s = m.s_;
+  s.idCheck = s.idCheck ? 0 : 1;
+  s.session->context.acceptAny = static_cast<AcceptAny>(s.idCheck);
+  return 0;
+}
+
+int MacroStatements::AcceptPastEnd(ZKMacro& m, const Op&) {
+  m.s_.idCheck = 2;
+  m.s_.session->context.acceptAny = AcceptAny::PastEnd;
+  return 0;
+}
+
+int MacroStatements::QueueDelay(ZKMacro& m, const Op& op) {
+  MacroSession& session = *m.s_.session;
+  session.services.CreateDelayEvent(m.s_.synth->midiOutPort,
+                                    static_cast<std::uint32_t>(std::max(op.Number(0) / 100, 0)), session.context);
+  return 0;
+}
+
+int MacroStatements::SetMessageDelay(ZKMacro& m, const Op& op) {
+  m.s_.session->context.transmitDelayMs = static_cast<std::uint32_t>(std::max(op.Number(0), 0));
+  return 0;
+}
+
+int MacroStatements::SetTimeout(ZKMacro& m, const Op& op) {
+  m.s_.session->context.receiveTimeoutMs = std::max(op.Number(0), 0);
+  m.s_.timeoutByReceive = false;
+  return 0;
 }
 
 void MacroStatements::PatchChannel(State& s, std::span<std::uint8_t> bytes, bool keepOpenChannel) {
@@ -114,7 +159,7 @@ void MacroStatements::PatchChannel(State& s, std::span<std::uint8_t> bytes, bool
   bytes[p] = s.synth->sysExChannelMax < 16 ? static_cast<std::uint8_t>((bytes[p] & 0xF0) + s.channel) : s.channel;
 }
 
-int MacroStatements::Transmit(ZKMacro& m, TransmitKind kind, std::int32_t n) {
+int MacroStatements::TransmitData(ZKMacro& m, TransmitKind kind, std::int32_t n) {
   State& s = m.s_;
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
@@ -136,7 +181,15 @@ int MacroStatements::Transmit(ZKMacro& m, TransmitKind kind, std::int32_t n) {
   return 0;
 }
 
-int MacroStatements::Receive(ZKMacro& m, std::int64_t skip, std::int32_t n) {
+int MacroStatements::Receive(ZKMacro& m, const Op& op) {
+  return ReceiveReply(m, 0, op.Number(0));
+}
+
+int MacroStatements::ReceiveSkipping(ZKMacro& m, const Op& op) {
+  return ReceiveReply(m, op.Number(0), op.Number(1));
+}
+
+int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n) {
   State& s = m.s_;
   MacroSession& session = *s.session;
   TransferContext& context = session.context;
@@ -177,7 +230,8 @@ int MacroStatements::Receive(ZKMacro& m, std::int64_t skip, std::int32_t n) {
   return 0;
 }
 
-int MacroStatements::ReceiveAndDrop(ZKMacro& m, std::int32_t n) {
+int MacroStatements::ReceiveAndDrop(ZKMacro& m, const Op& op) {
+  std::int32_t n = op.Number(0);
   State& s = m.s_;
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
@@ -189,53 +243,32 @@ int MacroStatements::ReceiveAndDrop(ZKMacro& m, std::int32_t n) {
   return r < 0 ? r : 0;
 }
 
-void MacroStatements::Checksum(State& s, const std::uint8_t* at) {
-  const int unused = at[0];
-  const int type = at[1];
-  at += 2;
-  const std::int32_t start = Number(s, at);
-  const std::int32_t count = Number(s, at);
-  const std::int32_t offset = Number(s, at);
-  if (s.session->context.suppressChecksums) return;
+int MacroStatements::Checksum(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  if (s.session->context.suppressChecksums) return 0;
+  const std::int32_t count = op.Number(1);
   s.session->Work(std::min<std::int64_t>(count, Current(s).memory.size()));
-  CSum(FromCursor(Current(s)), unused, type, start, count, offset);
+  CSum(FromCursor(Current(s)), op.at[1], op.at[2], op.Number(0), count, op.Number(2));
+  return 0;
 }
 
-void MacroStatements::DiskRead(State& s, std::int32_t n, std::int32_t offset) {
+int MacroStatements::DiskRead(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  const std::int32_t n = op.Number(0);
   ScriptServices& services = s.session->services;
-  if (n <= 0 || !services.HasDiskFile()) return;
-  const std::int64_t position = s.receive.pos + offset;
+  if (n <= 0 || !services.HasDiskFile()) return 0;
+  const std::int64_t position = s.receive.pos + op.Number(1);
   s.session->Work(n);
   if (position >= 0) services.DiskRead(s.receive.memory.Clamped(position, n));
+  return 0;
 }
 
-int MacroStatements::CallMacro(ZKMacro& m, std::int32_t n) {
-  State& s = m.s_;
-  MacroSession& session = *s.session;
-  if (n < 0 || n >= 256 || !session.services.HasMacroTable()) return 0;
-  const std::span<const std::uint8_t> code = session.services.Macro(n);
-  if (code.empty()) return 0;
-  if (const int stop = session.Pass()) return stop;
-  if (session.macroDepth == kMaxMacroDepth) {
-    DebugLog("A script is ended: macros call each other more than %d levels deep", kMaxMacroDepth);
-    session.stop = kMacroBadCommand;
-    return session.stop;
-  }
-  ++session.macroDepth;
-  int result;
-  {
-    ZKMacro called(session);
-    called.CopyFrom(m);
-    called.s_.macroIndex = n;
-    session.context.acceptedSizes.clear();
-    result = called.NoSetupRun(code);
-  }
-  --session.macroDepth;
-  SetX(s, result);
-  return session.stop;
+int MacroStatements::DiskSeek(ZKMacro& m, const Op& op) {
+  m.s_.session->services.DiskSeek(std::max(op.Number(0), 0));
+  return 0;
 }
 
-int MacroStatements::RolandStep(ZKMacro& m) {
+int MacroStatements::RolandStep(ZKMacro& m, const Op&) {
   State& s = m.s_;
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
@@ -247,7 +280,8 @@ int MacroStatements::RolandStep(ZKMacro& m) {
   return 0;
 }
 
-void MacroStatements::TrinEff(State& s) {
+int MacroStatements::CheckEffects(ZKMacro& m, const Op&) {
+  State& s = m.s_;
   const Cursor& data = Current(s);
   const std::int64_t base = std::int64_t{s.registers[3]} + s.registers[0];
   const std::int64_t stride = s.registers[2];
@@ -264,20 +298,22 @@ void MacroStatements::TrinEff(State& s) {
     if (v >= firstReference && value(v - firstReference) >= firstReference) circular = true;
   }
   SetX(s, total > 8 || circular ? 0 : 1);
+  return 0;
 }
 
-int MacroStatements::InsertBytes(State& s, const std::int32_t* operands) {
+int MacroStatements::InsertBytes(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
   const ByteWindow& memory = s.receive.memory;
   const std::int64_t origin = s.receive.pos;
   const std::int64_t left = std::max<std::int64_t>(memory.size() - std::max<std::int64_t>(origin, 0), 0);
-  const std::int64_t last = std::min<std::int64_t>(operands[1], left - 1);
-  const auto p = static_cast<std::uint8_t>(operands[2]);
-  const auto q = static_cast<std::uint8_t>(operands[3]);
-  const std::int64_t n = operands[4];
+  const std::int64_t last = std::min<std::int64_t>(op.Number(1), left - 1);
+  const auto p = static_cast<std::uint8_t>(op.Number(2));
+  const auto q = static_cast<std::uint8_t>(op.Number(3));
+  const std::int64_t n = op.Number(4);
   if (n < 0 || origin < 0) return 0;
   std::int64_t moved = 0;
   if (const int stop = s.session->Work(last)) return stop;
-  for (std::int64_t i = std::max<std::int64_t>(operands[0], 0); i < last - n; ++i) {
+  for (std::int64_t i = std::max<std::int64_t>(op.Number(0), 0); i < last - n; ++i) {
     if (memory.At(origin + i) != p || memory.At(origin + i + 1) != q) continue;
     const std::int64_t count = last - n - i;
     std::memmove(memory.base() + origin + i + 1 + n, memory.base() + origin + i + 1, static_cast<std::size_t>(count));
@@ -287,19 +323,6 @@ int MacroStatements::InsertBytes(State& s, const std::int32_t* operands) {
       if (const int stop = s.session->Work(moved)) return stop;
       moved = 0;
     }
-  }
-  return 0;
-}
-
-int MacroStatements::VariableBlockAccess(State& s, const std::uint8_t* at) {
-  constexpr std::int32_t kEntryMask = 4095;
-  const std::uint8_t sub = *at++;
-  if (sub == 0) {
-    const std::size_t target = VariableIndex(at);
-    WriteVariable(s, target, Entry(s, static_cast<std::size_t>(Number(s, at) & kEntryMask)));
-  } else if (sub == 1) {
-    const auto entry = static_cast<std::size_t>(Number(s, at) & kEntryMask);
-    SetEntry(s, entry, ReadVariable(s, VariableIndex(at)));
   }
   return 0;
 }

@@ -245,82 +245,97 @@ void PostRoute(ScriptHost& host, const ResolvedRoute& where, const Route& route,
   }
 }
 
-}  // namespace
-
-int MacroStatements::Forward(State& s, const StatementInfo& info, std::uint8_t sub, const std::int32_t* operands) {
+// The answer of the receiver, 0 without one.  What came back in a request is left in `packed`.
+std::int64_t Deliver(MacroStatements::State& s, const StatementInfo& info, std::uint8_t sub, const std::int32_t* n,
+                     const ResolvedRoute& where, PackedStatement& packed) {
   const Route& route = info.route;
-  MacroSession& session = *s.session;
-  ScriptServices& services = session.services;
-  const CancelToken& cancel = session.context.cancel;
-  std::int32_t n[kMaxOperands] = {};
-  for (std::size_t i = 0; i < info.operands.count; ++i) n[i] = operands[i];
-
-  if (route.gate == RouteGate::FirstNotZero && n[0] == 0) {
-    // "getVoiceSize" and "getFileSize" of the running data type.
-    constexpr std::uint8_t kVoiceSizeMember = 89;
-    SetX(s, static_cast<std::int32_t>(sub == kVoiceSizeMember ? s.synth->voiceSize : s.synth->fileSize));
+  const std::size_t count = info.operands.count;
+  if (!where.found) return 0;
+  ScriptHost& host = *s.session->services.Host();
+  if (route.call == RouteCall::Posted) {
+    PostRoute(host, where, route, count, n, s.registers, s.session->Ended());
     return 0;
   }
-
-  session.LookSoon();
-  ++session.foreignCalls;
-  ScriptHost* host = services.Host();
-  ResolvedRoute where;
-  if (host && GateIsOpen(route, services, *host)) where = ResolveRoute(*host, route, n[0], s.synth->driverId, cancel);
-
-  std::int64_t answer = 0;
-  PackedStatement packed;
-  if (where.found) {
-    if (route.call == RouteCall::Posted) {
-      PostRoute(*host, where, route, info.operands.count, n, s.registers, session.Ended());
-    } else {
-      if (route.call == RouteCall::Request) {
-        PackRequest(packed, route, sub, info.operands.count, n, s.registers);
-      } else {
-        packed.message.number = where.alternate && route.alternateNumber ? route.alternateNumber : route.number;
-        const Packing packing = where.alternate && route.alternateNumber ? route.alternatePacking : route.packing;
-        PackMessage(packed, packing, route.constant, info.operands.count, n, s.registers);
-      }
-      packed.message.component = where.component;
-      if (IsAwaited(route)) host->ResetTestEvent();
-      answer = host->Send(where.receiver, packed.message, cancel);
-      if (IsAwaited(route)) host->AwaitTestEvent(cancel);
-    }
+  if (route.call == RouteCall::Request) {
+    PackRequest(packed, route, sub, count, n, s.registers);
+  } else {
+    const bool other = where.alternate && route.alternateNumber;
+    packed.message.number = other ? route.alternateNumber : route.number;
+    PackMessage(packed, other ? route.alternatePacking : route.packing, route.constant, count, n, s.registers);
   }
+  packed.message.component = where.component;
+  const CancelToken& cancel = s.session->context.cancel;
+  if (IsAwaited(route)) host.ResetTestEvent();
+  const std::int64_t answer = host.Send(where.receiver, packed.message, cancel);
+  if (IsAwaited(route)) host.AwaitTestEvent(cancel);
+  return answer;
+}
 
+// What the answer changes; how the macro goes on.
+int TakeAnswer(MacroStatements::State& s, ResultRule rule, std::int64_t answer, bool found, const MacroRequest& request,
+               std::int32_t lastOperand) {
+  using M = MacroStatements;
   const std::int32_t result = WrapToInt(answer);
-  switch (route.result) {
+  switch (rule) {
     case ResultRule::None:
     case ResultRule::XKept:
       break;
     case ResultRule::X:
-      SetX(s, result);
+      M::SetX(s, result);
       break;
     case ResultRule::XMinusOne:
-      SetX(s, where.found ? result : -1);
+      M::SetX(s, found ? result : -1);
       break;
     case ResultRule::XBool:
-      SetX(s, answer != 0 ? 1 : 0);
+      M::SetX(s, answer != 0 ? 1 : 0);
       break;
     case ResultRule::XParameter:
-      SetX(s, answer != 0 ? WrapToInt(packed.request.parameter1) : 0);
+      M::SetX(s, answer != 0 ? WrapToInt(request.parameter1) : 0);
       break;
     case ResultRule::XRecordYAnswer:
-      SetX(s, where.found ? WrapToInt(packed.request.result) : 0);
+      M::SetX(s, found ? WrapToInt(request.result) : 0);
       s.registers[2] = result;
       break;
     case ResultRule::YMinusOne:
-      s.registers[2] = where.found ? result : -1;
+      s.registers[2] = found ? result : -1;
       break;
     case ResultRule::XIfLastNotZero:
-      if (info.operands.count > 0 && n[info.operands.count - 1] != 0) SetX(s, result);
+      if (lastOperand != 0) M::SetX(s, result);
       break;
     case ResultRule::EndsMacro:
       // Ends every enclosing loop as well; without a receiver the statement does nothing.
-      if (where.found) return result == 0 ? kMacroNoResponse : result;
+      if (found) return result == 0 ? kMacroNoResponse : result;
       break;
   }
   return 0;
+}
+
+}  // namespace
+
+int MacroStatements::Forward(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  MacroSession& session = *s.session;
+  const std::uint8_t sub = op.at[1];
+  const StatementInfo& info = *FindStatement(op.at[0], sub);
+  const Route& route = info.route;
+  std::int32_t n[kMaxOperands] = {};
+  for (std::size_t i = 0; i < info.operands.count; ++i) n[i] = op.Number(static_cast<int>(i));
+
+  if (route.gate == RouteGate::FirstNotZero && n[0] == 0) {
+    SetX(s, static_cast<std::int32_t>(info.id == Statement::getVoiceSize ? s.synth->voiceSize : s.synth->fileSize));
+    return 0;
+  }
+
+  session.LookSoon();
+  ScriptHost* host = session.services.Host();
+  ResolvedRoute where;
+  if (host && GateIsOpen(route, session.services, *host)) {
+    where = ResolveRoute(*host, route, n[0], s.synth->driverId, session.context.cancel);
+  }
+  PackedStatement packed;
+  const std::int64_t answer = Deliver(s, info, sub, n, where, packed);
+  const std::int32_t last = info.operands.count > 0 ? n[info.operands.count - 1] : 0;
+  return TakeAnswer(s, route.result, answer, where.found, packed.request, last);
 }
 
 }  // namespace tonalith

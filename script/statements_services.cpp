@@ -1,9 +1,7 @@
 #include <algorithm>
-#include <bit>
-#include <cstring>
+#include <iterator>
 
 #include "platform/log.h"
-#include "script/hydrasynth.h"
 #include "script/macro_statements.h"
 
 namespace tonalith {
@@ -11,36 +9,10 @@ namespace tonalith {
 namespace {
 
 constexpr int kHostedProgram = 5;
-constexpr std::int32_t kScriptVariables = 8192;
-constexpr std::int32_t kLocalWordCount = 256;
 constexpr std::size_t kMaxAcceptedSizes = 65536;
 constexpr std::int64_t kLongestPauseMs = 600'000;
 
 constexpr const char* kVersionKeys[] = {"Major", "Minor", "Year", "Month", "Day", "Hour", "DayOverRev", "IsBeta"};
-
-std::int32_t MaskedStore(std::int32_t a, std::int32_t mask, std::int32_t old) {
-  const auto bits = static_cast<std::uint32_t>(mask);
-  if (bits == 0) return a;
-  const int shift = std::countr_zero(bits);
-  return static_cast<std::int32_t>(((static_cast<std::uint32_t>(a) << shift) & bits) |
-                                   (static_cast<std::uint32_t>(old) & ~bits));
-}
-
-std::int32_t MaskedRead(std::int32_t a, std::int32_t mask) {
-  if (mask == 0) return a;
-  return (a & mask) >> std::countr_zero(static_cast<std::uint32_t>(mask));
-}
-
-// Length of the run of complete SysEx messages at the start.
-std::int32_t SysExRun(std::span<const std::uint8_t> data) {
-  std::size_t end = 0;
-  while (end < data.size() && data[end] == 0xF0) {
-    const auto found = std::find(data.begin() + static_cast<std::ptrdiff_t>(end), data.end(), std::uint8_t{0xF7});
-    if (found == data.end()) break;
-    end = static_cast<std::size_t>(found - data.begin()) + 1;
-  }
-  return static_cast<std::int32_t>(end);
-}
 
 bool IsWebAddress(const std::string& url) {
   return url.rfind("http://", 0) == 0 || url.rfind("https://", 0) == 0;
@@ -54,7 +26,45 @@ void MacroStatements::TakePattern(State& s, MidiPattern& pattern) {
   DropTransmit(s);
 }
 
-void MacroStatements::SetErrorMessage(ZKMacro& m) {
+int MacroStatements::SetAcceptPattern(ZKMacro& m, const Op&) {
+  State& s = m.s_;
+  if (!s.hasTransmit || s.transmit.space <= 0) return 0;
+  TakePattern(s, s.session->context.acceptPattern);
+  s.session->context.hasAcceptPattern = true;
+  return 0;
+}
+
+int MacroStatements::ClearAcceptPattern(ZKMacro& m, const Op&) {
+  m.s_.session->context.acceptPattern.clear();
+  m.s_.session->context.hasAcceptPattern = false;
+  return 0;
+}
+
+int MacroStatements::AddDeclinePattern(ZKMacro& m, const Op&) {
+  if (!m.s_.hasTransmit) return 0;
+  MidiPattern pattern;
+  TakePattern(m.s_, pattern);
+  auto& patterns = m.s_.session->context.declinePatterns;
+  if (patterns.size() < kMaxDeclinePatterns) patterns.push_back(std::move(pattern));
+  return 0;
+}
+
+int MacroStatements::ClearDeclinePatterns(ZKMacro& m, const Op&) {
+  m.s_.session->context.declinePatterns.clear();
+  return 0;
+}
+
+int MacroStatements::SetEndPattern(ZKMacro& m, const Op&) {
+  TakePattern(m.s_, m.s_.session->context.endPattern);
+  return 0;
+}
+
+int MacroStatements::ClearEndPattern(ZKMacro& m, const Op&) {
+  m.s_.session->context.endPattern.clear();
+  return 0;
+}
+
+int MacroStatements::SetCancelPattern(ZKMacro& m, const Op&) {
   State& s = m.s_;
   const std::span<std::uint8_t> bytes = Remaining(Current(s));
   PatchChannel(s, bytes, true);
@@ -62,10 +72,95 @@ void MacroStatements::SetErrorMessage(ZKMacro& m) {
   s.session->services.SetSysXCancel(port, bytes, s.synth->midiOutPort);
   s.session->cancelPatternPort = bytes.empty() ? -1 : port;
   if (!s.aFlag) DropTransmit(s);
+  return 0;
 }
 
-int MacroStatements::Pause(State& s, std::int64_t ms) {
-  MacroSession& session = *s.session;
+int MacroStatements::ClearCancelPattern(ZKMacro& m, const Op&) {
+  m.s_.session->services.SetSysXCancel(m.s_.synth->midiInPort, {}, 0);
+  m.s_.session->cancelPatternPort = -1;
+  return 0;
+}
+
+int MacroStatements::AddReplySize(ZKMacro& m, const Op& op) {
+  auto& sizes = m.s_.session->context.acceptedSizes;
+  if (sizes.size() < kMaxAcceptedSizes) sizes.push_back(static_cast<std::uint32_t>(op.Number(0)));
+  return 0;
+}
+
+int MacroStatements::SetContinueOnError(ZKMacro& m, const Op& op) {
+  m.s_.continueOnError = op.Number(0);
+  return 0;
+}
+
+int MacroStatements::SetRetries(ZKMacro& m, const Op& op) {
+  m.s_.session->context.retryOnTimeout = op.Number(0);
+  return 0;
+}
+
+int MacroStatements::SetTimedOut(ZKMacro& m, const Op& op) {
+  m.s_.session->context.timedOut = op.Number(0) != 0;
+  return 0;
+}
+
+int MacroStatements::SetVerifyReplies(ZKMacro& m, const Op& op) {
+  m.s_.session->context.verifyReceivedSysEx = op.Number(0) != 0;
+  return 0;
+}
+
+int MacroStatements::WaitForAck(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  s.session->services.MidiOutWaitForAck(s.synth->midiOutPort, s.synth->midiInPort, Remaining(s.transmit), op.Number(0));
+  DropTransmit(s);
+  s.ackWait = true;
+  return 0;
+}
+
+int MacroStatements::ClearAckWait(ZKMacro& m, const Op&) {
+  m.s_.session->services.MidiOutClrWaitForAck(m.s_.synth->midiOutPort);
+  m.s_.ackWait = false;
+  return 0;
+}
+
+int MacroStatements::CollectMessages(ZKMacro& m, const Op&) {
+  State& s = m.s_;
+  ScriptServices& services = s.session->services;
+  const int port = s.synth->midiOutPort;
+  s.queueWasCollecting = services.GetWriteToQueue(port);
+  services.SetWriteToQueue(port, true);
+  if (!s.queueWasCollecting) s.session->collectingPort = port;
+  return 0;
+}
+
+int MacroStatements::SendCollected(ZKMacro& m, const Op&) {
+  State& s = m.s_;
+  if (!s.queueWasCollecting) {
+    s.session->services.OutputQueue(s.synth->midiOutPort);
+    s.session->collectingPort = -1;
+  }
+  s.queueWasCollecting = false;
+  return 0;
+}
+
+int MacroStatements::PressButton(ZKMacro& m, const Op& op) {
+  MacroSession& session = *m.s_.session;
+  session.buttonPressed = true;
+  session.services.PressTransferButton(op.Number(0), session.context);
+  return 0;
+}
+
+int MacroStatements::SetStayOpen(ZKMacro& m, const Op& op) {
+  m.s_.session->services.SetTransmitStayOpen(op.Number(0) != 0);
+  return 0;
+}
+
+int MacroStatements::StopBankLoop(ZKMacro& m, const Op&) {
+  m.s_.session->context.stopBankLoop = true;
+  return 0;
+}
+
+int MacroStatements::Sleep(ZKMacro& m, const Op& op) {
+  MacroSession& session = *m.s_.session;
+  const std::int64_t ms = std::int64_t{op.Number(0)} + session.services.Setting(ScriptSetting::Delay);
   Clock& clock = session.services.clock();
   const std::int64_t until = clock.NowUs() + std::clamp<std::int64_t>(ms, 0, kLongestPauseMs) * 1000;
   constexpr std::int64_t kSliceUs = 50'000;
@@ -76,460 +171,178 @@ int MacroStatements::Pause(State& s, std::int64_t ms) {
   return session.Ended() ? session.Poll() : 0;
 }
 
-void MacroStatements::MessageBox(State& s, std::int32_t a, std::int32_t b) {
-  (void)a;
+int MacroStatements::ReadDropped(ZKMacro& m, const Op& op) {
+  const std::int32_t n = op.Number(0);
+  const bool inside = n >= 0 && n < static_cast<std::int32_t>(kScratchBytes);
+  SetX(m.s_, inside ? m.s_.session->scratch[static_cast<std::size_t>(n)] : 0);
+  return 0;
+}
+
+int MacroStatements::ReadDiskSize(ZKMacro& m, const Op&) {
+  ScriptServices& services = m.s_.session->services;
+  SetX(m.s_, services.HasDiskFile() ? WrapToInt(services.DiskSize()) : 0);
+  return 0;
+}
+
+// --- Settings, ports, the program
+
+int MacroStatements::Exchange(ZKMacro& m, ScriptSetting setting, std::int32_t value) {
+  ScriptServices& services = m.s_.session->services;
+  SetX(m.s_, services.Setting(setting));
+  services.SetSetting(setting, value);
+  return 0;
+}
+
+int MacroStatements::ExchangeDefaultChannel(ZKMacro& m, const Op& op) {
+  return Exchange(m, ScriptSetting::DefaultMidiChannel, op.Number(0) & 15);
+}
+
+int MacroStatements::ClearManualDumps(ZKMacro& m, const Op&) {
+  m.s_.session->services.SetSetting(ScriptSetting::ReceiveManualBulkDumps, 0);
+  return 0;
+}
+
+bool MacroStatements::Hosted(const ZKMacro& m) {
+  return m.s_.session->services.Setting(ScriptSetting::ProgramType) == kHostedProgram;
+}
+
+int MacroStatements::SetForceExit(ZKMacro& m, const Op& op) {
+  m.s_.session->services.SetMidiOutForceExit(op.Number(0) != 0);
+  return 0;
+}
+
+int MacroStatements::SetMaxSpeed(ZKMacro& m, const Op& op) {
+  m.s_.session->services.MidiOutSetMaxSysExSpeed(m.s_.synth->midiOutPort, std::max(op.Number(0), 0));
+  return 0;
+}
+
+int MacroStatements::SetUsbSpeed(ZKMacro& m, const Op& op) {
+  m.s_.session->services.MidiOutSetUSBPortSpeed(m.s_.synth->midiOutPort, std::max(op.Number(0), 0));
+  return 0;
+}
+
+int MacroStatements::ReadEnvironment(ZKMacro& m, const Op&) {
+  ScriptServices& services = m.s_.session->services;
+  ScriptHost* host = services.Host();
+  const bool editor = host && host->Has(ScriptReceiver::EditorDocument);
+  SetX(m.s_, editor ? services.Setting(ScriptSetting::Environment) : 0);
+  return 0;
+}
+
+int MacroStatements::ReadPlatform(ZKMacro& m, const Op&) {
+  SetX(m.s_, 1);
+  return 0;
+}
+
+int MacroStatements::ReadOsVersion(ZKMacro& m, const Op&) {
+  SetX(m.s_, m.s_.session->services.OsVersion());
+  return 0;
+}
+
+int MacroStatements::ReadVersionInfo(ZKMacro& m, const Op& op) {
+  const std::int32_t product = op.Number(0);
+  const std::int32_t key = op.Number(1);
+  if (key < 0 || key >= static_cast<std::int32_t>(std::size(kVersionKeys))) {
+    SetX(m.s_, -1);
+    return 0;
+  }
+  if (product != 0) return Forward(m, op);
+  SetX(m.s_, m.s_.session->services.PreferencesInt("Version", kVersionKeys[key], -1));
+  return 0;
+}
+
+int MacroStatements::CompareVersion(ZKMacro& m, const Op& op) {
+  const std::int32_t major = op.Number(0);
+  const std::int32_t minor = op.Number(1);
+  const std::int32_t revision = op.Number(2);
+  m.s_.registers[0] = 0;
+  if (major >= 14 || (major == 13 && (minor >= 1 || (minor == 0 && revision <= 0)))) SetX(m.s_, 1);
+  return 0;
+}
+
+int MacroStatements::OpenUpdateAddress(ZKMacro& m, const Op&) {
+  ScriptServices& services = m.s_.session->services;
+  const std::string url = services.PreferencesText("Version", "UpdateURL");
+  if (url.empty()) return 0;
+  if (IsWebAddress(url)) {
+    services.OpenUrl(url);
+  } else {
+    DebugLog("The update address is not a web address and is not opened");
+  }
+  return 0;
+}
+
+int MacroStatements::QuitApp(ZKMacro& m, const Op&) {
+  m.s_.session->services.QuitApp();
+  return 0;
+}
+
+int MacroStatements::ReadDriverId(ZKMacro& m, const Op&) {
+  SetX(m.s_, m.s_.synth->driverId);
+  return 0;
+}
+
+int MacroStatements::ReadChildId(ZKMacro& m, const Op&) {
+  SetX(m.s_, m.s_.synth->childId);
+  return 0;
+}
+
+int MacroStatements::SetChildId(ZKMacro& m, const Op& op) {
+  m.s_.synth->childId = static_cast<std::uint16_t>(op.Number(0));
+  return 0;
+}
+
+int MacroStatements::TakeOneShot(ZKMacro& m, const Op& op) {
+  SetX(m.s_, m.s_.session->services.AppState().TakeOneShot(op.Number(0)) ? 1 : 0);
+  return 0;
+}
+
+int MacroStatements::ReadBasicsVar(ZKMacro& m, const Op& op) {
+  SetX(m.s_, m.s_.session->services.AppState().BasicsVar(op.Number(0)));
+  return 0;
+}
+
+int MacroStatements::WriteBasicsVar(ZKMacro& m, const Op& op) {
+  m.s_.session->services.AppState().SetBasicsVar(op.Number(0), op.Number(1));
+  return 0;
+}
+
+int MacroStatements::SetLocalWord(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  const std::int32_t word = op.Number(0);
+  if (word < 0 || word >= kLocalWordCount) return 0;
+  if (!m.ownLocalWords_) {
+    m.ownLocalWords_ = std::make_unique<std::array<std::int32_t, kLocalWordCount>>();
+    std::copy_n(s.localWords, kLocalWordCount, m.ownLocalWords_->begin());
+    s.localWords = m.ownLocalWords_->data();
+  }
+  (*m.ownLocalWords_)[static_cast<std::size_t>(word)] = op.Number(1);
+  return 0;
+}
+
+int MacroStatements::MessageBox(ZKMacro& m, const Op& op) {
+  State& s = m.s_;
+  const std::int32_t hint = op.Number(1);
+  if (hint >= 100) return Forward(m, op);
   const std::string name = FieldText(s.synth->shortName);
   const std::string type = FieldText(s.synth->typeName);
   std::string text;
-  if (b == 0 || b == 1) {
+  if (hint == 0 || hint == 1) {
     text = ">>>> If necessary, go to your " + name + " and manually dump the " + type +
            " SysEx.\n>>>> For more information on transferring SysEx, see device Fast Tips.";
-  } else if (b == 2) {
+  } else if (hint == 2) {
     text = ">>>> The " + name +
            " doesn't support SysEx dump request messages.\n"
            ">>>> SysEx must be manually transmitted from the instrument.\n\n"
            "For information on transferring SysEx, see device Fast Tips.";
-  } else if (b == 3) {
+  } else if (hint == 3) {
     text = ">>>> To receive bulk SysEx messages, the " + name + " must be in Librarian mode.\nIf the " + name +
            " is not in Librarian mode...\n"
            "Cancel transmission, configure the instrument, and resend the SysEx\n\n"
            "For information on transferring SysEx, see device Fast Tips.";
   }
   if (!text.empty()) s.session->services.DisplayMessage(text, s.session->context);
-}
-
-int MacroStatements::FamilyMember(ZKMacro& m, std::uint8_t opcode, const std::uint8_t* at) {
-  State& s = m.s_;
-  const std::uint8_t sub = IsFamilyOpcode(opcode) ? *at++ : std::uint8_t{0};
-  std::int32_t operands[kMaxOperands] = {};
-  const OperandList& list = StatementOperands(opcode, sub);
-  for (std::size_t i = 0; i < list.count; ++i) operands[i] = Number(s, at);
-  const StatementInfo* info = FindStatement(opcode, sub);
-  if (!info) return 0;
-  if (info->handler == Handler::Routed) return Forward(s, *info, sub, operands);
-  switch (opcode) {
-    case 47:
-      // The only member that is not always forwarded.
-      if (operands[1] >= 100) return Forward(s, *info, sub, operands);
-      MessageBox(s, operands[0], operands[1]);
-      return 0;
-    case 51:
-      return ThreeOperands(m, sub, operands);
-    case 52:
-      return OneOperand(m, sub, operands[0]);
-    case 53:
-      return NoOperand(m, sub);
-    case 55:
-      return TwoOperands(m, sub, operands);
-    case 56:
-      return InsertBytes(s, operands);
-    default:
-      return 0;
-  }
-}
-
-int MacroStatements::ThreeOperands(ZKMacro& m, std::uint8_t sub, const std::int32_t* n) {
-  State& s = m.s_;
-  switch (sub) {
-    case 13:
-      SetX(s, MaskedStore(n[0], n[1], n[2]));
-      return 0;
-    case 30:
-      SetX(s, n[1] <= n[0] && n[0] <= n[2] ? 1 : 0);
-      return 0;
-    case 32:  // isZKVersion
-      s.registers[0] = 0;
-      if (n[0] >= 14 || (n[0] == 13 && (n[1] >= 1 || (n[1] == 0 && n[2] <= 0)))) SetX(s, 1);
-      return 0;
-    default:
-      return 0;
-  }
-}
-
-int MacroStatements::PortStatement(ZKMacro& m, std::uint8_t sub, std::int32_t n) {
-  State& s = m.s_;
-  ScriptServices& services = s.session->services;
-  const int outPort = s.synth->midiOutPort;
-  const bool hosted = services.Setting(ScriptSetting::ProgramType) == kHostedProgram;
-  switch (sub) {
-    case 50:
-      SetX(s, services.SetOpenAllPorts(MidiDirection::Input, n));
-      break;
-    case 51:
-      SetX(s, services.SetOpenAllPorts(MidiDirection::Output, n));
-      break;
-    case 52:
-      services.SetMidiOutForceExit(n != 0);
-      break;
-    case 104: {
-      const auto pattern = Remaining(s.transmit);
-      services.MidiOutWaitForAck(outPort, s.synth->midiInPort, pattern, n);
-      DropTransmit(s);
-      s.ackWait = true;
-      break;
-    }
-    case 110:
-      if (hosted) services.ClosePortsExcept(MidiDirection::Input, n);
-      break;
-    case 111:
-      if (hosted) services.ClosePortsExcept(MidiDirection::Output, n);
-      break;
-    case 117:
-      services.OpenPortsFromMap(MidiDirection::Input, n);
-      break;
-    case 118:
-      services.OpenPortsFromMap(MidiDirection::Output, n);
-      break;
-    case 119:
-      services.SelectPortMap(MidiDirection::Input, n);
-      break;
-    case 120:
-      services.SelectPortMap(MidiDirection::Output, n);
-      break;
-    case 145:
-      services.MidiOutSetMaxSysExSpeed(outPort, std::max(n, 0));
-      break;
-    case 147:
-      services.MidiOutSetUSBPortSpeed(outPort, std::max(n, 0));
-      break;
-    default:
-      break;
-  }
   return 0;
-}
-
-int MacroStatements::OneOperand(ZKMacro& m, std::uint8_t sub, std::int32_t n) {
-  State& s = m.s_;
-  MacroSession& session = *s.session;
-  ScriptServices& services = session.services;
-  TransferContext& context = session.context;
-  const auto exchange = [&](ScriptSetting setting, std::int32_t value) {
-    SetX(s, services.Setting(setting));
-    services.SetSetting(setting, value);
-  };
-  switch (sub) {
-    case 12:  // RBR
-      SetX(s,
-           n >= 0 && n < static_cast<std::int32_t>(kScratchBytes) ? session.scratch[static_cast<std::size_t>(n)] : 0);
-      return 0;
-    case 23:  // SLEEP
-      return Pause(s, std::int64_t{n} + services.Setting(ScriptSetting::Delay));
-    case 27:
-      services.SetSetting(ScriptSetting::BankRespondToPatchChange, n);
-      return 0;
-    case 44:
-      exchange(ScriptSetting::DefaultOutPort, n);
-      return 0;
-    case 45:
-      exchange(ScriptSetting::DefaultInPort, n);
-      return 0;
-    case 46:
-      exchange(ScriptSetting::DefaultMidiChannel, n & 15);
-      return 0;
-    case 47:
-      services.SetSetting(ScriptSetting::EchoMode, n);
-      return 0;
-    case 48:
-      services.SetSetting(ScriptSetting::IncludeRealTimeEvents, n);
-      return 0;
-    case 49:
-      services.SetSetting(ScriptSetting::DeleteStudioOnExit, n);
-      return 0;
-    case 61:
-      s.continueOnError = n;
-      return 0;
-    case 65:
-      services.SetSetting(ScriptSetting::UpdatePatch, n);
-      return 0;
-    case 81:
-      SetX(s, services.AppState().BasicsVar(n));
-      return 0;
-    case 94:
-    case 95:
-    case 96:
-    case 97:
-      if (n >= 0 && n < kLocalWordCount) s.registers[sub - 94u] = s.localWords[n];
-      return 0;
-    case 98:
-      SetX(s, services.AppState().TakeOneShot(n) ? 1 : 0);
-      return 0;
-    case 102:
-      if (context.acceptedSizes.size() < kMaxAcceptedSizes) {
-        context.acceptedSizes.push_back(static_cast<std::uint32_t>(n));
-      }
-      return 0;
-    case 109:
-      services.SetSetting(ScriptSetting::ShowTransmitWindow, n);
-      return 0;
-    case 112:
-      context.retryOnTimeout = n;
-      return 0;
-    case 116:
-      services.SetSetting(ScriptSetting::AutoSenseOnProgramExecution, n);
-      return 0;
-    case 124: {  // StripF7
-      const auto bytes = Remaining(Current(s), n);
-      std::replace(bytes.begin(), bytes.end(), std::uint8_t{0xF7}, std::uint8_t{0});
-      return session.Work(static_cast<std::int64_t>(bytes.size()));
-    }
-    case 127:
-      session.buttonPressed = true;
-      services.PressTransferButton(n, context);
-      return 0;
-    case 128:
-      context.timedOut = n != 0;
-      return 0;
-    case 133:
-      s.synth->childId = static_cast<std::uint16_t>(n);
-      return 0;
-    case 146:
-      SetX(s, SysExRun(Remaining(Current(s), n)));
-      return session.Work(s.registers[1]);
-    case 148:
-      services.SetSetting(ScriptSetting::MidiDelay, n);
-      return 0;
-    case 149:
-      context.verifyReceivedSysEx = n != 0;
-      return 0;
-    case 150:
-      services.SetTransmitStayOpen(n != 0);
-      return 0;
-    default:
-      return PortStatement(m, sub, n);
-  }
-}
-
-namespace {
-
-std::int32_t TransferValue(const TransferContext& context, std::uint8_t sub) {
-  switch (sub) {
-    case 51:
-      return context.transferRunning;
-    case 52:
-      return context.patchByPatch;
-    case 53:
-      return context.patchesToDo;
-    case 54:
-      return context.patchesDone.load();
-    case 55:
-      return context.firstPatch;
-    case 56:
-      return context.lastPatch;
-    default:
-      return context.currentPatch.load();
-  }
-}
-
-// The statements without operands that only touch the port system.
-void PortSystemStatement(ScriptServices& services, std::uint8_t sub) {
-  switch (sub) {
-    case 36:
-      return services.OpenPortDialog(MidiDirection::Input);
-    case 37:
-      return services.OpenPortDialog(MidiDirection::Output);
-    case 38:
-      return services.ClosePorts(MidiDirection::Input);
-    case 39:
-      return services.ClosePorts(MidiDirection::Output);
-    case 40:
-      return services.OpenPorts(MidiDirection::Input);
-    default:
-      return services.OpenPorts(MidiDirection::Output);
-  }
-}
-
-void OpenUpdateAddress(ScriptServices& services) {
-  const std::string url = services.PreferencesText("Version", "UpdateURL");
-  if (url.empty()) return;
-  if (IsWebAddress(url)) {
-    services.OpenUrl(url);
-  } else {
-    DebugLog("The update address is not a web address and is not opened");
-  }
-}
-
-}  // namespace
-
-int MacroStatements::NoOperand(ZKMacro& m, std::uint8_t sub) {
-  State& s = m.s_;
-  MacroSession& session = *s.session;
-  ScriptServices& services = session.services;
-  TransferContext& context = session.context;
-  switch (sub) {
-    case 0: {
-      ScriptHost* host = services.Host();
-      const bool editor = host && host->Has(ScriptReceiver::EditorDocument);
-      SetX(s, editor ? services.Setting(ScriptSetting::Environment) : 0);
-      return 0;
-    }
-    case 11:
-      SetErrorMessage(m);
-      return 0;
-    case 12:
-      services.SetSysXCancel(s.synth->midiInPort, {}, 0);
-      session.cancelPatternPort = -1;
-      return 0;
-    case 15:
-      SetX(s, s.synth->driverId);
-      return 0;
-    case 16:
-    case 32:
-      SetX(s, services.Setting(ScriptSetting::ProgramType));
-      return 0;
-    case 17:
-      if (s.receive.pos < s.receive.memory.size()) Advance(s.receive, 1);
-      return 0;
-    case 18:
-      if (s.receive.pos > 0) Advance(s.receive, -1);
-      return 0;
-    case 29:
-      if (s.hasTransmit && s.transmit.space > 0) {
-        TakePattern(s, context.acceptPattern);
-        context.hasAcceptPattern = true;
-      }
-      return 0;
-    case 30:
-      context.acceptPattern.clear();
-      context.hasAcceptPattern = false;
-      return 0;
-    case 33:
-      SetX(s, 1);
-      return 0;
-    case 34:
-      SetX(s, services.OsVersion());
-      return 0;
-    case 35:
-      services.QuitApp();
-      return 0;
-    case 36:
-    case 37:
-    case 38:
-    case 39:
-    case 40:
-    case 41:
-      PortSystemStatement(services, sub);
-      return 0;
-    case 42:
-      SetX(s, services.Setting(ScriptSetting::UseSynchronizedEditing));
-      return 0;
-    case 50:
-      SetX(s, services.Setting(ScriptSetting::UpdatePatch));
-      return 0;
-    case 51:
-    case 52:
-    case 53:
-    case 54:
-    case 55:
-    case 56:
-    case 57:
-      SetX(s, TransferValue(context, sub));
-      return 0;
-    case 58:
-      OpenUpdateAddress(services);
-      return 0;
-    case 67:
-      services.MidiOutClrWaitForAck(s.synth->midiOutPort);
-      s.ackWait = false;
-      return 0;
-    case 69:
-      SetX(s, services.HasDiskFile() ? WrapToInt(services.DiskSize()) : 0);
-      return 0;
-    case 71:
-      context.stopBankLoop = true;
-      return 0;
-    case 74:
-      SetX(s, services.PortCount(MidiDirection::Input));
-      return 0;
-    case 75:
-      SetX(s, services.PortCount(MidiDirection::Output));
-      return 0;
-    case 76:
-      SetX(s, services.Setting(ScriptSetting::AutoSenseOnProgramExecution));
-      return 0;
-    case 81:
-      SetX(s, s.synth->childId);
-      return 0;
-    case 82:
-      services.SetSetting(ScriptSetting::ReceiveManualBulkDumps, 0);
-      return 0;
-    case 86:
-      if (s.hasTransmit) {
-        MidiPattern pattern;
-        TakePattern(s, pattern);
-        if (context.declinePatterns.size() < kMaxDeclinePatterns) context.declinePatterns.push_back(std::move(pattern));
-      }
-      return 0;
-    case 87:
-      context.declinePatterns.clear();
-      return 0;
-    case 88:
-      TakePattern(s, context.endPattern);
-      return 0;
-    case 89:
-      context.endPattern.clear();
-      return 0;
-    case 90: {  // SetWriteToQueue
-      const int port = s.synth->midiOutPort;
-      s.queueWasCollecting = services.GetWriteToQueue(port);
-      services.SetWriteToQueue(port, true);
-      if (!s.queueWasCollecting) session.collectingPort = port;
-      return 0;
-    }
-    case 91:  // OutputQueue
-      if (!s.queueWasCollecting) {
-        services.OutputQueue(s.synth->midiOutPort);
-        session.collectingPort = -1;
-      }
-      s.queueWasCollecting = false;
-      return 0;
-    case 92:
-      SetX(s, services.Setting(ScriptSetting::ActivateOnMouseOver));
-      return 0;
-    default:
-      return 0;
-  }
-}
-
-int MacroStatements::TwoOperands(ZKMacro& m, std::uint8_t sub, const std::int32_t* n) {
-  State& s = m.s_;
-  ScriptServices& services = s.session->services;
-  switch (sub) {
-    case 11:
-      SetX(s, MaskedRead(n[0], n[1]));
-      return 0;
-    case 26:
-      services.AppState().SetBasicsVar(n[0], n[1]);
-      return 0;
-    case 36: {  // HXGetVersionInfo
-      if (n[1] < 0 || n[1] > 7) {
-        SetX(s, -1);
-      } else if (n[0] == 0) {
-        SetX(s, services.PreferencesInt("Version", kVersionKeys[n[1]], -1));
-      } else {
-        return Forward(s, *FindStatement(55, sub), sub, n);
-      }
-      return 0;
-    }
-    case 38:
-      if (n[0] >= 0 && n[0] < kLocalWordCount) {
-        if (!m.ownLocalWords_) {
-          m.ownLocalWords_ = std::make_unique<std::array<std::int32_t, 256>>();
-          std::copy_n(s.localWords, kLocalWordCount, m.ownLocalWords_->begin());
-          s.localWords = m.ownLocalWords_->data();
-        }
-        (*m.ownLocalWords_)[static_cast<std::size_t>(n[0])] = n[1];
-      }
-      return 0;
-    case 62:
-      if (n[0] >= 0 && n[0] < kScriptVariables) SetEntry(s, static_cast<std::size_t>(n[0]), n[1]);
-      return 0;
-    case 74:
-    case 75:
-    case 76:
-      return Hydrasynth(m, sub, n[0], n[1]);
-    default:
-      return 0;
-  }
 }
 
 }  // namespace tonalith

@@ -8,237 +8,238 @@ namespace tonalith {
 
 namespace {
 
-constexpr TranslatedOp::Kind kAssignKinds[] = {
-    TranslatedOp::Kind::Add,      TranslatedOp::Kind::Subtract,   TranslatedOp::Kind::Modulo,
-    TranslatedOp::Kind::Divide,   TranslatedOp::Kind::ShiftRight, TranslatedOp::Kind::ShiftLeft,
-    TranslatedOp::Kind::Multiply, TranslatedOp::Kind::Set,        TranslatedOp::Kind::Set,
-    TranslatedOp::Kind::Or,       TranslatedOp::Kind::And};
+constexpr std::size_t kMostSlots = kMaxOperands;
+constexpr std::size_t kMostOps = 256;  // of one block
 
-bool IsCondition(TranslatedOp::Kind kind) {
-  return kind >= TranslatedOp::Kind::IfNotZero && kind <= TranslatedOp::Kind::IfNotEqual;
+constexpr StatementHandler kHandlers[] = {
+#define STATEMENT(name, opcode, sub, listing, words, operands, skip, form, handler, route) MacroStatements::handler,
+#include "script/statements.def"
+};
+
+// By operator.
+constexpr Form kAssignForms[] = {Form::Add,        Form::Subtract,  Form::Modulo,   Form::Divide,
+                                 Form::ShiftRight, Form::ShiftLeft, Form::Multiply, Form::Set,
+                                 Form::Set,        Form::Or,        Form::And};
+static_assert(std::size(kAssignForms) == kAssignOperatorCount);
+
+bool EndsBlock(Form form) {
+  return form == Form::End || form == Form::Jump || form == Form::Continue;
 }
 
-bool WritesTarget(TranslatedOp::Kind kind) {
-  return kind <= TranslatedOp::Kind::And || kind == TranslatedOp::Kind::GetByte;
+// Forms that leave nothing behind but registers, variables, the return value and bytes.
+bool IsLight(Form form) {
+  return form != Form::Handler && form != Form::Loop;
 }
 
-constexpr std::uint8_t kCloseAll = 25;
-constexpr std::uint8_t kClose = 38;
-
-// "INT" and "FLOAT", and conditions whose variable could not be bound.
-bool RaisesDepthWhenSkipped(const std::uint8_t* at) {
-  constexpr std::uint8_t kMathematics = 40;
-  if (at[0] == kMathematics) return at[1] == 13 || at[1] == 14;
-  const StatementInfo* info = IsFamilyOpcode(at[0]) ? nullptr : FindStatement(at[0], -1);
-  return info && info->condition == ConditionRole::Opens;
-}
-
-TranslatedOp::Kind ConditionKind(std::uint8_t opcode) {
-  switch (opcode) {
-    case 23:
-      return TranslatedOp::Kind::IfNotZero;
-    case 24:
-      return TranslatedOp::Kind::IfZero;
-    case 27:
-      return TranslatedOp::Kind::IfNegative;
-    case 28:
-      return TranslatedOp::Kind::IfPositive;
-    case 33:
-      return TranslatedOp::Kind::IfEqual;
-    case 42:
-      return TranslatedOp::Kind::IfNotPositive;
-    case 43:
-      return TranslatedOp::Kind::IfNotNegative;
-    default:
-      return TranslatedOp::Kind::IfNotEqual;
-  }
+// Forms whose variable is written.
+bool WritesTarget(Form form) {
+  return (form >= Form::Add && form <= Form::And) || form == Form::GetByte || form == Form::GetPacked ||
+         form == Form::GetTransmitted || form == Form::ReadEntry;
 }
 
 }  // namespace
 
-TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, std::span<std::int32_t, 4> registers,
-                               VariableBlock variables)
-    : registers_(registers), variables_(variables) {
-  const std::uint8_t* at = code.data();
-  const std::uint8_t* const end = at + code.size();
-  ops_.reserve(code.size() / 4 + 2);
-  for (;;) {
-    std::size_t length = 0;
-    TranslatedOp op = Translate(at, end, &length);
-    op.at = at;
-    complete_ = complete_ && op.kind != TranslatedOp::Kind::Leave;
-    usable_ = usable_ && (op.kind == TranslatedOp::Kind::End || !CopiesWideVariable(at));
-    ops_.push_back(op);
-    if (op.kind == TranslatedOp::Kind::End) break;
-    at += length;
+TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, const TranslationTarget& target)
+    : code_(code), target_(target) {
+  TranslateBlock(first_, first_ + kFirstOps, code.data());
+}
+
+TranslatedOp* TranslatedCode::Continue(TranslatedOp* op) {
+  // Nobody has looked for a statement yet: then what follows the last one is new.
+  op->jump = known_.empty() ? NewBlock(op->at) : Find(op->at);
+  op->form = Form::Jump;
+  return op->jump;
+}
+
+TranslatedOp* TranslatedCode::StepOver(TranslatedOp* condition) {
+  const std::uint8_t* const end = code_.data() + code_.size();
+  const std::uint8_t* at = condition->at;
+  int depth = 0;
+  do {
+    const std::size_t operands = OperandBytes(at, static_cast<std::size_t>(end - at));
+    // The code ends here, whether it is stepped over or not.
+    if (operands == kBadStatement || *at == kEndOfScript) break;
+    const StatementInfo* const info = FindStatement(*at, operands > 0 ? at[1] : 0);
+    switch (info ? info->condition : ConditionRole::None) {
+      case ConditionRole::Opens:
+      case ConditionRole::OpensSkipped:
+        ++depth;
+        break;
+      case ConditionRole::Closes:
+        --depth;
+        break;
+      case ConditionRole::ClosesAll:
+        depth = 0;
+        break;
+      case ConditionRole::None:
+        break;
+    }
+    at += 1 + operands;
+  } while (depth > 0 && at < end);
+  condition->jump = Find(at);
+  return condition->jump;
+}
+
+void TranslatedCode::Complete() {
+  light_ = !target_.floatMode;  // companions are more than registers
+  for (TranslatedOp* op = first_;;) {
+    if (op->form == Form::Continue) Continue(op);
+    if (op->form == Form::Jump) {
+      op = op->jump;
+      continue;
+    }
+    light_ = light_ && IsLight(op->form) && (op->form == Form::End || !CopiesWideVariable(op->at));
+    for (unsigned i = 0; i < 4; ++i) {
+      if (op->target == target_.registers + i && WritesTarget(op->form)) writtenRegisters_ |= 1u << i;
+    }
+    if (op->form == Form::End || !light_) return;
+    op += op->slots;
   }
-  // Literals are read from the operation itself, which does not move any more.
-  for (TranslatedOp& op : ops_) {
-    if (!op.source) op.source = &op.literal;
-    for (std::size_t i = 0; i < 4; ++i) {
-      if (op.target == &registers_[i] && WritesTarget(op.kind)) writtenRegisters_ |= 1u << i;
+}
+
+TranslatedOp* TranslatedCode::Find(const std::uint8_t* at) {
+  if (known_.empty()) {
+    known_.resize(code_.size() + 1);
+    Know(first_);
+    for (const auto& block : blocks_) Know(block.get());
+  }
+  TranslatedOp* const known = known_[static_cast<std::size_t>(at - code_.data())];
+  return known ? known : NewBlock(at);
+}
+
+void TranslatedCode::Know(TranslatedOp* op) {
+  for (; !EndsBlock(op->form); op += op->slots) known_[static_cast<std::size_t>(op->at - code_.data())] = op;
+  if (op->form == Form::End) known_[static_cast<std::size_t>(op->at - code_.data())] = op;
+}
+
+TranslatedOp* TranslatedCode::NewBlock(const std::uint8_t* at) {
+  const auto left = static_cast<std::size_t>(code_.data() + code_.size() - at);
+  const std::size_t ops = std::min(left / 2 + kMostSlots + 2, kMostOps);
+  TranslatedOp* const block = blocks_.emplace_back(std::make_unique_for_overwrite<TranslatedOp[]>(ops)).get();
+  TranslateBlock(block, block + ops, at);
+  if (!known_.empty()) Know(block);
+  return block;
+}
+
+void TranslatedCode::TranslateBlock(TranslatedOp* op, const TranslatedOp* end, const std::uint8_t* at) {
+  const bool begun = !known_.empty();
+  for (bool first = true;; first = false) {
+    op->at = at;
+    op->slots = 1;
+    if (begun && !first) {
+      if (TranslatedOp* const known = known_[static_cast<std::size_t>(at - code_.data())]) {
+        op->form = Form::Jump;
+        op->jump = known;
+        return;
+      }
+    }
+    if (static_cast<std::size_t>(end - op) <= kMostSlots) {
+      op->form = Form::Continue;
+      return;
+    }
+    at += Translate(op, at);
+    if (op->form == Form::End) return;
+    op += op->slots;
+  }
+}
+
+// One statement.  The bytes of it that are executed.
+std::size_t TranslatedCode::Translate(TranslatedOp* op, const std::uint8_t* at) {
+  const auto left = static_cast<std::size_t>(code_.data() + code_.size() - at);
+  op->source = target_.zero;
+  op->target = target_.zero;
+  op->jump = nullptr;
+  op->form = Form::End;
+  op->result = kMacroEndOfCode;
+  if (left == 0 || *at == kEndOfScript) return 0;
+  if (!IsDefinedOpcode(*at)) {
+    op->result = kMacroBadCommand;
+    return 0;
+  }
+  if (OperandBytes(at, left) == kBadStatement) return 0;
+  const bool family = IsFamilyOpcode(*at);
+  const StatementInfo* const info = FindStatement(*at, family ? at[1] : -1);
+  std::uint8_t assign = 0;
+  const OperandList& operands = info ? info->operands : StatementOperands(*at, at[1]);
+  const std::size_t bytes = BindOperands(op, operands, &assign);
+  op->form = Form::Nothing;
+  if (info) ChooseForm(op, *info, assign);
+  return bytes;
+}
+
+void TranslatedCode::ChooseForm(TranslatedOp* op, const StatementInfo& info, std::uint8_t assign) const {
+  op->form = info.form;
+  const StatementHandler handler = kHandlers[&info - StatementTable().data()];
+  if (op->form == Form::Handler || op->form == Form::Pure || (target_.floatMode && handler)) {
+    if (op->form != Form::Handler) op->form = Form::Pure;
+    op->handler = handler;
+  }
+  if (info.form != Form::Assign) return;
+  if (assign >= kAssignOperatorCount) {
+    op->form = Form::Nothing;
+  } else if (!target_.floatMode || assign == kCopyOperator) {
+    op->form = kAssignForms[assign];
+    const bool literal = op->source == &op->word;
+    if (literal && op->form == Form::Subtract) op->word = WrapToInt(-std::int64_t{op->word});
+    if (literal && (op->form == Form::Add || op->form == Form::Subtract)) op->form = Form::AddLiteral;
+  }
+}
+
+// The bytes of the statement that are executed.
+std::size_t TranslatedCode::BindOperands(TranslatedOp* op, const OperandList& operands, std::uint8_t* assign) {
+  const std::uint8_t* at = op->at + 1;
+  if (IsFamilyOpcode(*op->at)) ++at;
+  std::uint8_t numbers = 0;
+  std::size_t dataBytes = 0;
+  for (std::size_t i = 0; i < operands.count; ++i) {
+    const OperandKind kind = operands.kind[i];
+    switch (kind) {
+      case OperandKind::ReadVar:
+        op->target = Place(MacroStatements::VariableIndex(at), target_.zero);
+        break;
+      case OperandKind::WriteVar:
+      case OperandKind::UpdateVar:
+        op->target = Place(MacroStatements::VariableIndex(at), target_.sink);
+        break;
+      case OperandKind::Byte:
+        ++at;
+        break;
+      case OperandKind::Operator:
+        *assign = *at++;
+        break;
+      case OperandKind::DataBytes:
+        at += dataBytes;
+        break;
+      default:
+        if (kind == OperandKind::AssignValue && *assign == kCopyOperator) {
+          op->source = Place(*at++, target_.zero);  // one byte, whatever is written
+          break;
+        }
+        if (kind == OperandKind::Count) dataBytes = InlineByteCount(MacroStatements::Word(at));
+        BindNumber(op + numbers++, MacroStatements::Word(at));
+        at += 4;
+        break;
     }
   }
-  complete_ = complete_ && usable_;
-  ResolveJumps();
-  Flatten();
+  op->slots = std::max<std::uint8_t>(numbers, 1);
+  return static_cast<std::size_t>(at - op->at);
 }
 
-void TranslatedCode::Flatten() {
-  flat_ = complete_ && std::none_of(ops_.begin(), ops_.end(),
-                                    [](const TranslatedOp& op) { return op.kind == TranslatedOp::Kind::Loop; });
-  if (!flat_) return;
-  for (TranslatedOp& op : ops_) {
-    if (op.kind != TranslatedOp::Kind::EndBlock && op.kind != TranslatedOp::Kind::Break) continue;
-    op.literal = op.kind == TranslatedOp::Kind::Break ? kMacroBroken : 0;
-    op.kind = TranslatedOp::Kind::End;
-  }
-}
-
-std::int32_t TranslatedCode::Find(const std::uint8_t* at) const {
-  const auto found = std::lower_bound(ops_.begin(), ops_.end(), at,
-                                      [](const TranslatedOp& op, const std::uint8_t* where) { return op.at < where; });
-  return static_cast<std::int32_t>(found - ops_.begin());
-}
-
-bool TranslatedCode::Bind(TranslatedOp& op, std::size_t variable) {
-  if (variable < 4) {
-    op.target = &registers_[variable];
-  } else if (variable - 4 < variables_.size()) {
-    op.target = &variables_[variable - 4];
-  }
-  return op.target != nullptr;
-}
-
-bool TranslatedCode::BindNumber(TranslatedOp& op, std::uint32_t word) {
+void TranslatedCode::BindNumber(TranslatedOp* op, std::uint32_t word) {
+  op->word = static_cast<std::int32_t>(word);
   const std::size_t index = word & 0xFFFFu;
   if (word & kNumberRegisterBit) {
-    if (index < 4) op.source = &registers_[index];
-    return index < 4;
+    op->source = index < 4 ? &target_.registers[index] : target_.zero;
+  } else if ((word & kNumberVariableBit) && !target_.variables.empty()) {
+    op->source = index < target_.variables.size() ? &target_.variables[index] : target_.zero;
+  } else {
+    op->source = &op->word;
   }
-  if ((word & kNumberVariableBit) && !variables_.empty()) {
-    if (index < variables_.size()) op.source = &variables_[index];
-    return index < variables_.size();
-  }
-  op.literal = static_cast<std::int32_t>(word);
-  return true;
 }
 
-// One statement.  What cannot be bound is left to the interpreter's own loop.
-TranslatedOp TranslatedCode::Translate(const std::uint8_t* at, const std::uint8_t* end, std::size_t* length) {
-  TranslatedOp op;
-  const auto ends = [&op](int result) {
-    op.kind = TranslatedOp::Kind::End;
-    op.literal = result;
-    return op;
-  };
-  if (at >= end || *at == kEndOfScript) return ends(kMacroEndOfCode);
-  const std::uint8_t opcode = *at;
-  if (!IsDefinedOpcode(opcode)) return ends(kMacroBadCommand);
-  const std::size_t operands = OperandBytes(at, static_cast<std::size_t>(end - at));
-  if (operands == kBadStatement) return ends(kMacroEndOfCode);
-  *length = 1 + operands;
-  const std::uint8_t* operand = at + 1;
-  bool bound = true;
-  switch (opcode) {
-    case 4:
-      op.kind = TranslatedOp::Kind::Loop;
-      bound = BindNumber(op, LoadBe32(operand));
-      break;
-    case 7:
-      op.kind = TranslatedOp::Kind::EndBlock;
-      break;
-    case 12:
-    case 29:
-      op.kind = opcode == 12 ? TranslatedOp::Kind::PutByte : TranslatedOp::Kind::GetByte;
-      bound = Bind(op, MacroStatements::VariableIndex(operand)) && BindNumber(op, LoadBe32(operand));
-      break;
-    case 14: {
-      bound = Bind(op, MacroStatements::VariableIndex(operand));
-      const std::uint8_t assign = *operand++;
-      if (assign >= kAssignOperatorCount) {
-        op.kind = TranslatedOp::Kind::Nothing;
-      } else if (assign == kCopyOperator) {
-        TranslatedOp copied;
-        op.kind = TranslatedOp::Kind::Set;
-        bound = bound && Bind(copied, *operand);
-        op.source = copied.target;
-      } else {
-        op.kind = kAssignKinds[assign];
-        bound = bound && BindNumber(op, LoadBe32(operand));
-        if (!op.source && op.kind == TranslatedOp::Kind::Add) op.kind = TranslatedOp::Kind::AddLiteral;
-        if (!op.source && op.kind == TranslatedOp::Kind::Subtract) {
-          op.kind = TranslatedOp::Kind::AddLiteral;
-          op.literal = WrapToInt(-std::int64_t{op.literal});
-        }
-      }
-      break;
-    }
-    case 20:
-      op.kind = TranslatedOp::Kind::Return;
-      bound = Bind(op, MacroStatements::VariableIndex(operand));
-      break;
-    case 23:
-    case 24:
-    case 27:
-    case 28:
-    case 42:
-    case 43:
-      op.kind = ConditionKind(opcode);
-      bound = Bind(op, MacroStatements::VariableIndex(operand));
-      break;
-    case 33:
-    case 46:
-      op.kind = ConditionKind(opcode);
-      bound = Bind(op, MacroStatements::VariableIndex(operand)) && BindNumber(op, LoadBe32(operand));
-      break;
-    case 25:
-    case 31:
-    case 32:
-    case 38:
-      break;
-    case 34:
-      op.kind = TranslatedOp::Kind::Call;
-      bound = BindNumber(op, LoadBe32(operand));
-      break;
-    case 36:
-      op.kind = TranslatedOp::Kind::Break;
-      break;
-    default:
-      bound = false;
-      break;
-  }
-  if (!bound) {
-    op = {};
-    op.kind = TranslatedOp::Kind::Leave;
-  }
-  return op;
-}
-
-// Where stepping over a false condition ends does not depend on values: behind the IFX that closes it, behind the next
-// IFE, or at the end of the code.
-void TranslatedCode::ResolveJumps() {
-  constexpr std::int32_t kNoCondition = -1;
-  std::vector<std::int32_t> open;
-  const auto closeTo = [this](std::int32_t condition, std::size_t where) {
-    if (condition != kNoCondition) ops_[static_cast<std::size_t>(condition)].jump = static_cast<std::int32_t>(where);
-  };
-  for (std::size_t i = 0; i < ops_.size(); ++i) {
-    const TranslatedOp& op = ops_[i];
-    if (op.kind == TranslatedOp::Kind::End) {
-      for (const std::int32_t condition : open) closeTo(condition, i);
-    } else if (IsCondition(op.kind)) {
-      open.push_back(static_cast<std::int32_t>(i));
-    } else if (RaisesDepthWhenSkipped(op.at)) {
-      open.push_back(kNoCondition);
-    } else if (op.at[0] == kCloseAll) {
-      for (const std::int32_t condition : open) closeTo(condition, i + 1);
-      open.clear();
-    } else if (op.at[0] == kClose && !open.empty()) {
-      closeTo(open.back(), i + 1);
-      open.pop_back();
-    }
-  }
+std::int32_t* TranslatedCode::Place(std::size_t variable, std::int32_t* outside) const {
+  if (variable < 4) return &target_.registers[variable];
+  return variable - 4 < target_.variables.size() ? &target_.variables[variable - 4] : outside;
 }
 
 }  // namespace tonalith

@@ -1,104 +1,93 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
-#include "script/interpreter.h"
+#include "script/statement_table.h"
 
 namespace tonalith {
 
-// Result of running translated code that came to a statement of the interpreter's own loop.
-inline constexpr int kLeftTranslated = INT32_MIN;
+class ZKMacro;
+struct TranslatedOp;
 
-// One running loop of a script.
-struct LoopFrame {
-  const std::uint8_t* body;
-  std::int32_t left;
-  std::int32_t op;  // index of the body's first operation in the translated code
-};
+// Carries out a translated statement.  0 to go on, any other value ends the macro with that code.
+using StatementHandler = int (*)(ZKMacro& macro, const TranslatedOp& op);
 
-// A statement with its operands looked up: what loops and called macros run on from their second pass on.
+// A statement with its operands looked up.  Its number operands stand in this and the following slots, one each.
 struct TranslatedOp {
-  enum class Kind : std::uint8_t {
-    Add,
-    AddLiteral,  // also for subtracted ones
-    Subtract,
-    Modulo,
-    Divide,
-    ShiftRight,
-    ShiftLeft,
-    Multiply,
-    Set,
-    Or,
-    And,
-    IfNotZero,
-    IfZero,
-    IfNegative,
-    IfPositive,
-    IfNotPositive,
-    IfNotNegative,
-    IfEqual,
-    IfNotEqual,
-    Loop,
-    EndBlock,
-    Break,
-    GetByte,
-    PutByte,
-    Return,
-    Call,
-    Nothing,
-    End,    // the code ends here with `literal` as its result
-    Leave,  // a statement that only the interpreter's own loop executes
+  const std::int32_t* source;  // where the value of a number operand is
+  std::int32_t* target;        // the register or variable that is read or written
+  union {
+    StatementHandler handler;
+    TranslatedOp* jump;  // conditions: where a false one goes on, null while nobody asked
   };
+  const std::uint8_t* at;  // the statement in the code
+  std::int32_t word;       // the number operand as it is written
+  std::int32_t result;     // End: how the code ends
+  Form form;
+  std::uint8_t slots;
 
-  Kind kind = Kind::Nothing;
-  std::int32_t literal = 0;
-  std::int32_t jump = 0;                 // conditions: where a false one goes on
-  std::int32_t* target = nullptr;        // register or variable that is written or tested
-  const std::int32_t* source = nullptr;  // value of the number operand
-  const std::uint8_t* at = nullptr;      // the statement itself
+  // Values of the number operands, and the operands as they are written.
+  std::int32_t Number(int i) const { return *this[i].source; }
+  std::uint32_t NumberWord(int i) const { return static_cast<std::uint32_t>(this[i].word); }
 };
 
-// The statements of one code, in their order.  Bound to the registers and the variable block it was made for; made only
-// when the same statements are about to run again.  Every statement of the code has exactly one operation, the last
-// operation is an End.
+// What the operands of translated statements refer to.
+struct TranslationTarget {
+  std::int32_t* registers = nullptr;  // W X Y Z
+  std::span<std::int32_t> variables;
+  std::int32_t* zero = nullptr;  // what is read outside
+  std::int32_t* sink = nullptr;  // what is written outside
+  bool floatMode = false;
+};
+
+// The statements of one code as they are run, translated piece by piece when the run comes to them.  The code must stay
+// where it is.  Operations do not move.
 class TranslatedCode {
  public:
-  TranslatedCode(std::span<const std::uint8_t> code, std::span<std::int32_t, 4> registers, VariableBlock variables);
+  TranslatedCode(std::span<const std::uint8_t> code, const TranslationTarget& target);
   TranslatedCode(const TranslatedCode&) = delete;
   TranslatedCode& operator=(const TranslatedCode&) = delete;
 
-  const TranslatedOp* ops() const { return ops_.data(); }
-  // Index of the operation of the statement at `at`.
-  std::int32_t Find(const std::uint8_t* at) const;
-  // Not when what is executed and what is stepped over are different statements (see CopiesWideVariable).
-  bool usable() const { return usable_; }
-  // Whether every statement has an operation of its own: such code touches nothing but registers, variables, the
-  // return value and the bytes of the data.
-  bool complete() const { return complete_; }
-  // Complete and without loops: what ends a block or leaves a loop then simply ends the code.
-  bool flat() const { return flat_; }
-  // Whether an operation writes that register; a call gives X its result anyway.
+  TranslatedOp* start() { return first_; }
+  // Translates what follows a Continue operation, which becomes a jump there.
+  TranslatedOp* Continue(TranslatedOp* op);
+  // Where a false condition goes on: behind the "IFX" that closes it, behind the next "IFE", or at the end of the code.
+  TranslatedOp* StepOver(TranslatedOp* condition);
+
+  // Translates everything and looks whether the code is light.
+  void Complete();
+  // Touches nothing but registers, variables, the return value and bytes of the data, calls aside, and has no loops.
+  bool light() const { return light_; }
+  // Whether light code writes that register; a call gives X its result anyway.
   bool Writes(int registerIndex) const { return ((writtenRegisters_ >> registerIndex) & 1u) != 0; }
 
   // How many calls run on this at the moment; it stays while there are any.
   int running = 0;
 
  private:
-  TranslatedOp Translate(const std::uint8_t* at, const std::uint8_t* end, std::size_t* length);
-  bool Bind(TranslatedOp& op, std::size_t variable);
-  bool BindNumber(TranslatedOp& op, std::uint32_t word);
-  void ResolveJumps();
-  void Flatten();
+  // The operation of the statement at `at`.
+  TranslatedOp* Find(const std::uint8_t* at);
+  TranslatedOp* NewBlock(const std::uint8_t* at);
+  void TranslateBlock(TranslatedOp* op, const TranslatedOp* end, const std::uint8_t* at);
+  std::size_t Translate(TranslatedOp* op, const std::uint8_t* at);
+  std::size_t BindOperands(TranslatedOp* op, const OperandList& operands, std::uint8_t* assign);
+  void BindNumber(TranslatedOp* op, std::uint32_t word);
+  std::int32_t* Place(std::size_t variable, std::int32_t* outside) const;
+  void ChooseForm(TranslatedOp* op, const StatementInfo& info, std::uint8_t assign) const;
+  void Know(TranslatedOp* block);
 
-  std::span<std::int32_t, 4> registers_;
-  VariableBlock variables_;
-  std::vector<TranslatedOp> ops_;
-  bool complete_ = true;
-  bool usable_ = true;
-  bool flat_ = false;
+  static constexpr std::size_t kFirstOps = 24;
+
+  std::span<const std::uint8_t> code_;
+  TranslationTarget target_;
+  std::vector<std::unique_ptr<TranslatedOp[]>> blocks_;
+  std::vector<TranslatedOp*> known_;  // by position in the code; made when somebody looks for one
+  bool light_ = false;
   unsigned writtenRegisters_ = 0;
+  TranslatedOp first_[kFirstOps];
 };
 
 }  // namespace tonalith

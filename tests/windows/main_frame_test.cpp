@@ -142,12 +142,12 @@ TEST_F(MainFrameTest, AuditionNotesGoToTheInstrumentAndEnd) {
 
 TEST_F(MainFrameTest, ApplicationVariablesAnswerByNumber) {
   Start();
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 5, 0), -1);
-  frame().SendMessage(FrameMessage::SetAppVar, 1, 77);
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 1, 0), 77);
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVarGUID, 0, 0), 2);
-  EXPECT_EQ(frame().SendMessage(FrameMessage::GetAppVar, 2, 0), 0);
-  EXPECT_EQ(frame().SendMessage(static_cast<FrameMessage>(0x1234), 0, 0), 0);
+  EXPECT_EQ(frame().SendMessage(MainWindowMessage::GetAppVar, 5, 0), -1);
+  frame().SendMessage(MainWindowMessage::SetAppVar, 1, 77);
+  EXPECT_EQ(frame().SendMessage(MainWindowMessage::GetAppVar, 1, 0), 77);
+  EXPECT_EQ(frame().SendMessage(MainWindowMessage::GetAppVarGuid, 0, 0), 2);
+  EXPECT_EQ(frame().SendMessage(MainWindowMessage::GetAppVar, 2, 0), 0);
+  EXPECT_EQ(frame().SendMessage(static_cast<MainWindowMessage>(0x1234), 0, 0), 0);
 }
 
 // ---- files ----------------------------------------------------------------------------------------------------------
