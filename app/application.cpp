@@ -181,7 +181,7 @@ bool CZKApp::CreateMainFrame(Program& program) {
   QApplication::setWindowIcon(QIcon(FromUtf8(program.paths().MainGetResourcePath() + "/ZKBmp/Tonalith.png")));
   ports_ = std::make_unique<OpenStudioPorts>(program.midi());
   studio_ = MakeStudio(program.paths(), program.prompts(), ports_.get());
-  frame_ = std::make_unique<CMainFrame>(program.basics(), *studio_, *ports_, simulation_.get());
+  frame_ = std::make_unique<CMainFrame>(program, *studio_, *ports_, simulation_.get());
   prompts_.SetParent(frame_.get());
   PlugIn(program, frame_.get());
   connect(
@@ -194,21 +194,9 @@ bool CZKApp::CreateMainFrame(Program& program) {
   return true;
 }
 
-// What the rooms below ask of the windows; a null frame takes it away.
+// The dialog that scripts ask for a patch number with; a null frame takes it away.
 void CZKApp::PlugIn(Program& program, CMainFrame* frame) {
-  program.SetDocuments(frame);
-  program.SetStudio(frame);
-  program.SetTransferWindows(frame);
-  if (!frame) {
-    program.mainWindow().SetWindow({});
-    program.transfers().SetTransmitWindowOpener({});
-    program.scripts().SetPatchSelector({});
-    return;
-  }
-  program.mainWindow().SetWindow(
-      {[frame](const std::string& path, int port) { return frame->TransmitFile(path, port); },
-       [frame] { frame->OnHelpUpdates(); }});
-  program.transfers().SetTransmitWindowOpener([frame] { frame->OpenTransmitWindow(-1, 0); });
+  if (!frame) return program.scripts().SetPatchSelector({});
   program.scripts().SetPatchSelector([this](const std::string& question, int current, int low, int high) {
     std::optional<int> number;
     dispatcher_.Call([&] {

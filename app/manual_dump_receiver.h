@@ -3,21 +3,21 @@
 #include <QObject>
 #include <memory>
 
+#include "app/frame_context.h"
 #include "studio/manual_dumps.h"
 
 class QTimer;
 
 namespace tonalith {
 
-class CMainFrame;
-class TZKBank;
-class ZKBasics;
+class InstrumentWindow;
+class StudioCommands;
 
 // Brings what instruments send on their own from the input threads to the windows.
 class ManualDumpReceiver final : public QObject, private ManualDumpHost {
  public:
-  // The frame is the parent; everything given must outlive the object.
-  ManualDumpReceiver(CMainFrame& frame, ZKBasics& basics, ZKStudioDoc& studio);
+  // Everything given must outlive the object.
+  ManualDumpReceiver(const FrameContext& frame, StudioCommands& studio);
   ~ManualDumpReceiver() override;
 
  private:
@@ -32,12 +32,13 @@ class ManualDumpReceiver final : public QObject, private ManualDumpHost {
   void OpenNew(DataFilePtr dataFile) override;
   void Tell(const std::string& sentence) override;
 
+  void Listen();
   void TakeQueue();
   void Tick();
-  TZKBank* WindowOf(const DataFile* dataFile) const;
+  InstrumentWindow* WindowOf(const DataFile* dataFile) const;
 
-  CMainFrame& frame_;
-  ZKBasics& basics_;
+  FrameContext frame_;
+  StudioCommands& studio_;
   ManualDumps dumps_;
   std::shared_ptr<Queue> queue_;
   QTimer* timer_;

@@ -21,19 +21,21 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"midi", {"platform", "data"}},
     {"script", {"platform", "data", "midi"}},
     {"services", {"platform", "data", "midi", "script"}},
+    {"document", {"platform", "data", "midi", "script", "services"}},
     {"simulator", {"platform", "data", "midi"}},
-    {"studio", {"platform", "data", "midi", "script", "services"}},
-    {"bank", {"platform", "data", "midi", "script", "services", "studio"}},
-    {"store", {"platform", "data", "midi", "script", "services", "studio", "bank"}},
-    {"editor", {"platform", "data", "midi", "script", "services", "studio", "bank", "store"}},
-    {"tools", {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor"}},
-    {"ui", {"platform", "data", "midi", "script", "services"}},
-    {"cli", {"platform", "data", "midi", "script", "services", "studio", "bank", "tools", "simulator"}},
+    {"studio", {"platform", "data", "midi", "script", "services", "document"}},
+    {"bank", {"platform", "data", "midi", "script", "services", "document", "studio"}},
+    {"store", {"platform", "data", "midi", "script", "services", "document", "studio", "bank"}},
+    {"editor", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store"}},
+    {"tools", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
+    {"ui", {"platform", "data", "midi", "script", "services", "document"}},
+    {"cli", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "tools", "simulator"}},
     {"app",
-     {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor", "tools", "ui",
+     {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator"}},
 };
-const std::set<std::string> kWithoutQt = {"platform", "data", "midi", "script", "services", "simulator", "cli"};
+const std::set<std::string> kWithoutQt = {"platform", "data",     "midi",      "script",
+                                          "services", "document", "simulator", "cli"};
 
 bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;
