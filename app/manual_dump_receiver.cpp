@@ -72,7 +72,7 @@ bool ManualDumpReceiver::Ask(const std::string& question) {
 }
 
 void ManualDumpReceiver::OpenNew(DataFilePtr dataFile) {
-  studio_.OpenData(std::move(dataFile));
+  studio_.OpenData(std::move(dataFile), true);
 }
 
 void ManualDumpReceiver::Tell(const std::string& sentence) {
