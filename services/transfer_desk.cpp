@@ -1,6 +1,7 @@
 #include "services/transfer_desk.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tonalith {
 
@@ -85,7 +86,7 @@ TransferDesk::Job TransferDesk::Send(DataFile* dataFile, std::function<void(cons
 
 TransferDesk::Job TransferDesk::Submit(DeskRequest request) {
   auto job = std::make_shared<DeskJob>();
-  if (request.receiver) job->receiver_ = request.receiver->token();
+  if (const Receiver* receiver = std::exchange(request.receiver, nullptr)) job->receiver_ = receiver->token();
   for (DeskStep& step : request.steps) {
     if (step.owned) step.dataFile = step.owned.get();
     if (step.title.empty() && step.dataFile && step.dataFile->synth) step.title = TransferTitle(*step.dataFile);

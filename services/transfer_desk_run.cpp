@@ -6,7 +6,8 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::int64_t kLookMs = 1000;  // a port that died is noticed so late at the latest
+constexpr std::int64_t kLookMs = 200;   // a port that died is noticed so late at the latest
+constexpr std::int64_t kStopMs = 1000;  // what was stopped leaves its port in this time
 
 }  // namespace
 
@@ -117,27 +118,29 @@ void TransferDesk::WatchPort(const Job& job, std::shared_ptr<const std::vector<D
       SendOptions options;
       options.cancel = &stop;
       bool all = true;
+      int sent = 0;
       const auto total = static_cast<int>(messages->size());
-      for (int i = 0; i < total && all; ++i) {
-        const DeskMessage& message = (*messages)[static_cast<std::size_t>(i)];
+      while (all && sent < total) {
+        const DeskMessage& message = (*messages)[static_cast<std::size_t>(sent)];
         if (message.waitMs > 0) midi.MidiOutDelay(out->slot(), message.waitMs);
         all = out->Alive() && !stop.Cancelled() && midi.SendDataPort(message.bytes, out->slot(), options) > 0;
-        if (all) post([this, job, i, total] { Progress(job, i + 1, total); });
+        if (all) post([this, job, done = ++sent, total] { Progress(job, done, total); });
       }
-      post([this, job, all] { HandedOver(job, all); });
+      post([this, job, sent, total] { HandedOver(job, sent, total); });
     }
     while (out->Alive() && !stop.Cancelled() && !out->WaitIdle(kLookMs, &stop)) {
     }
     // What was stopped leaves the queue before anybody else may use the port.
-    if (stop.Cancelled()) out->WaitIdle(kLookMs, nullptr);
+    if (stop.Cancelled()) out->WaitIdle(kStopMs, nullptr);
     if (out->Alive()) clock.SleepMs(settleMs, &stop);
     post([this, job] { PortDone(job); });
   };
   job->thread_ = WorkerThread(engine_.clock(), work);
 }
 
-void TransferDesk::HandedOver(const Job& job, bool all) {
-  job->begun_ = job->begun_ || all;
+void TransferDesk::HandedOver(const Job& job, int messages, int total) {
+  const bool all = messages == total;
+  job->begun_ = messages > 0;
   job->outcome_.ok = all && !job->cut_;
   if (!all) job->outcome_.cause = TransferCause::kPortFailed;
   if (job->outcome_.ok) TellState(job, DeskState::kHandedOver);
