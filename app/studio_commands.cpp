@@ -93,8 +93,10 @@ const AutoConfigServices* StudioCommands::autoConfig() {
 
 // ---- data of its instruments ----------------------------------------------------------------------------------------
 
-InstrumentWindow* StudioCommands::OpenData(DataFilePtr dataFile) {
-  return qobject_cast<InstrumentWindow*>(windows_.Open(std::make_unique<ZKBankDoc>(std::move(dataFile))));
+InstrumentWindow* StudioCommands::OpenData(DataFilePtr dataFile, bool unsaved) {
+  auto document = std::make_unique<ZKBankDoc>(std::move(dataFile));
+  if (unsaved) document->MarkChanged();
+  return qobject_cast<InstrumentWindow*>(windows_.Open(std::move(document)));
 }
 
 InstrumentWindow* StudioCommands::OpenNewData(ZKDrvList* driver, bool get) {

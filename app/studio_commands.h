@@ -36,8 +36,8 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   ZKDrvList* SelectedDriver() const;
   // A window on new data of a driver; with `get` its receive is started.  Null: it could not be made.
   InstrumentWindow* OpenNewData(ZKDrvList* driver, bool get);
-  // A window on data that no file holds.
-  InstrumentWindow* OpenData(DataFilePtr dataFile);
+  // A window on data without a file of its own.  `unsaved`: it is nowhere else, closing the window has to ask.
+  InstrumentWindow* OpenData(DataFilePtr dataFile, bool unsaved = false);
   AutoSenseSearch& autoSense() { return *autoSense_; }
 
   // Loads the default studio and shows it.

@@ -65,6 +65,8 @@ class ZKBankDoc : public Document {
   void BeginReceive(const std::string& description = "Get from Instrument");
   // Tells the listeners; returns true when the data differs from what it was before.
   bool EndReceive();
+  // The data came from elsewhere and no file holds it.
+  using Document::MarkChanged;
   // Patches of a running receive are in place.
   void PatchesArrived() { Tell(DocumentChange::Kind::Everything); }
 

@@ -12,6 +12,7 @@
 #include "bank/ui/bank_list.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "services/paths.h"
 #include "ui/midi_activity.h"
 #include "ui/patch_selector.h"
 #include "ui/transfer_windows.h"
