@@ -169,7 +169,7 @@ TEST_F(JobTest, BusyDataIsNeitherEditedNorSavedNorClosedWithoutAQuestion) {
   frame().RunCommand(CommandId::FileClose);
   EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
   EXPECT_TRUE(WaitFor([this] { return !parts().transfers.receiveWindow()->isVisible(); }, 1000));
-  EXPECT_FALSE(program_->basics()->transfers().ReceiveRunning());
+  EXPECT_TRUE(WaitFor([this] { return !program_->basics()->transfers().ReceiveRunning(); }, 1000));
 }
 
 TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
