@@ -25,9 +25,6 @@ ServiceHosts::ServiceHosts(const FrameContext& frame, const Parts& parts) : fram
   frame_.program.SetTransferWindows(this);
   frame_.program.transfers().SetTransmitWindowOpener([this] { parts_.transfers.OpenTransmitWindow(); });
   MainWindowMessages::Window window;
-  window.transmitFile = [this](const std::string& path, int port) {
-    return parts_.transfers.files().TransmitFile(path, port);
-  };
   window.openUpdateDialog = [this] { frame_.menus.Run(CommandId::HelpUpdates); };
   frame_.program.mainWindow().SetWindow(std::move(window));
 }

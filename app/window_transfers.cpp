@@ -41,9 +41,7 @@ constexpr SendCommand kSendCommands[] = {
 }  // namespace
 
 WindowTransfers::WindowTransfers(const FrameContext& frame)
-    : frame_(frame),
-      desk_(frame.program.desk()),
-      files_(desk_, frame.program.disk(), frame.program.out(), frame.prompts()) {
+    : frame_(frame), desk_(frame.program.desk()), files_(frame.program.files()) {
   for (const SendCommand& row : kSendCommands) {
     frame_.menus.Register(row.command, {[this, &row] {
                             FilePrompt prompt;
@@ -59,7 +57,9 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
   files_.SetObserver([this](const DeskEvent& event) { Show(event); });
 }
 
-WindowTransfers::~WindowTransfers() = default;
+WindowTransfers::~WindowTransfers() {
+  files_.SetObserver({});
+}
 
 ZKMidiInStatus* WindowTransfers::receiveWindow() {
   if (!receiveWindow_) receiveWindow_ = new ZKMidiInStatus(&frame_.window);

@@ -46,7 +46,7 @@ class WindowTransfers final : public QObject {
 
   FrameContext frame_;
   TransferDesk& desk_;
-  TransferFiles files_;
+  TransferFiles& files_;
   QPointer<QWidget> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;
 };

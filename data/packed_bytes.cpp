@@ -308,10 +308,11 @@ void CheckedMove(const ImageView& dst, const ImageView& src, RangeRule rule, std
 
 }  // namespace
 
-std::int64_t ImageView::Get(std::int64_t origin, std::int64_t index) const {
+// Flattened: passed from function to function the access would go through memory, which costs more than the codec.
+[[gnu::flatten]] std::int64_t ImageView::Get(std::int64_t origin, std::int64_t index) const {
   return codec::Get(*synth_, CheckedAt(bytes_, origin), codec::Near(index));
 }
-void ImageView::Set(std::int64_t origin, std::int64_t index, std::int64_t value) const {
+[[gnu::flatten]] void ImageView::Set(std::int64_t origin, std::int64_t index, std::int64_t value) const {
   codec::Put(*synth_, CheckedAt(bytes_, origin), codec::Near(index), value);
 }
 std::int64_t ImageView::BankGet(std::int64_t origin, std::int64_t base, std::int64_t index) const {
@@ -350,7 +351,7 @@ void ImageView::BankTransferFrom(const ImageView& src, std::int64_t srcOrigin, s
   }
 }
 
-std::int64_t ConstImageView::Get(std::int64_t origin, std::int64_t index) const {
+[[gnu::flatten]] std::int64_t ConstImageView::Get(std::int64_t origin, std::int64_t index) const {
   return codec::Get(*synth_, CheckedAt(bytes_, origin), codec::Near(index));
 }
 std::int64_t ConstImageView::BankGet(std::int64_t origin, std::int64_t base, std::int64_t index) const {

@@ -212,7 +212,7 @@ std::vector<RecoverableFile> RecoveryFolder::Leftovers() {
   for (const std::string& name : NamesIn(folder_, kLockEnding)) {
     const std::string session = name.substr(0, name.size() - kLockEnding.size());
     const std::string file = JoinPath(folder_, name);
-    if (session != session_ && !sessions.count(session) && !IsHeld(file)) ::unlink(file.c_str());
+    if (!sessions.count(session) && !IsHeld(file)) ::unlink(file.c_str());
   }
   std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.time < b.time; });
   return found;

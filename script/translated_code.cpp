@@ -1,6 +1,7 @@
 #include "script/translated_code.h"
 
 #include <algorithm>
+#include <array>
 
 #include "script/macro_statements.h"
 
@@ -22,6 +23,47 @@ constexpr Form kAssignForms[] = {Form::Add,        Form::Subtract,  Form::Modulo
                                  Form::Set,        Form::Or,        Form::And};
 static_assert(std::size(kAssignForms) == kAssignOperatorCount);
 
+// What the translation has to know about a statement, and where it is found.
+struct Pattern {
+  const OperandList* operands = nullptr;  // null: undefined
+  StatementHandler handler = nullptr;
+  Form form = Form::Nothing;
+  std::uint8_t family = 0;  // opcodes of families: 1 + index into `members`
+};
+
+}  // namespace
+
+struct PatternIndex {
+  std::array<Pattern, 256> single;
+  std::vector<std::array<Pattern, 256>> members;
+
+  PatternIndex() {
+    for (int opcode = 0; opcode < 256; ++opcode) {
+      const auto code = static_cast<std::uint8_t>(opcode);
+      if (!IsDefinedOpcode(code)) continue;
+      Pattern& pattern = single[code];
+      pattern = PatternOf(code, -1);
+      if (!IsFamilyOpcode(code)) continue;
+      auto& rows = members.emplace_back();
+      for (int sub = 0; sub < 256; ++sub) rows[static_cast<std::size_t>(sub)] = PatternOf(code, sub);
+      pattern.family = static_cast<std::uint8_t>(members.size());
+    }
+  }
+
+  static Pattern PatternOf(std::uint8_t opcode, int sub) {
+    const StatementInfo* const info = FindStatement(opcode, sub);
+    if (!info) return {&StatementOperands(opcode, sub)};
+    return {&info->operands, kHandlers[info - StatementTable().data()], info->form};
+  }
+};
+
+namespace {
+
+const PatternIndex& Patterns() {
+  static const PatternIndex kPatterns;
+  return kPatterns;
+}
+
 bool EndsBlock(Form form) {
   return form == Form::End || form == Form::Jump || form == Form::Continue;
 }
@@ -40,7 +82,7 @@ bool WritesTarget(Form form) {
 }  // namespace
 
 TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, const TranslationTarget& target)
-    : code_(code), target_(target) {
+    : code_(code), target_(target), patterns_(Patterns()) {
   TranslateBlock(first_, first_ + kFirstOps, code.data());
 }
 
@@ -76,8 +118,17 @@ TranslatedOp* TranslatedCode::StepOver(TranslatedOp* condition) {
     }
     at += 1 + operands;
   } while (depth > 0 && at < end);
-  condition->jump = Find(at);
+  condition->jump = FindBehind(condition, at);
   return condition->jump;
+}
+
+// As Find.  The operation is mostly in the block of the one before.
+TranslatedOp* TranslatedCode::FindBehind(TranslatedOp* op, const std::uint8_t* at) {
+  if (known_.empty()) {
+    while (op->at < at && !EndsBlock(op->form)) op += op->slots;
+    if (op->at == at && op->form != Form::Jump) return op;
+  }
+  return Find(at);
 }
 
 void TranslatedCode::Complete() {
@@ -145,36 +196,36 @@ void TranslatedCode::TranslateBlock(TranslatedOp* op, const TranslatedOp* end, c
 
 // One statement.  The bytes of it that are executed.
 std::size_t TranslatedCode::Translate(TranslatedOp* op, const std::uint8_t* at) {
-  const auto left = static_cast<std::size_t>(code_.data() + code_.size() - at);
+  const std::uint8_t* const end = code_.data() + code_.size();
   op->source = target_.zero;
   op->target = target_.zero;
   op->jump = nullptr;
   op->form = Form::End;
   op->result = kMacroEndOfCode;
-  if (left == 0 || *at == kEndOfScript) return 0;
-  if (!IsDefinedOpcode(*at)) {
+  if (at == end || *at == kEndOfScript) return 0;
+  const Pattern* pattern = &patterns_.single[*at];
+  const std::uint8_t* operand = at + 1;
+  if (pattern->family != 0) {
+    if (operand == end) return 0;
+    pattern = &patterns_.members[pattern->family - 1u][*operand++];
+  }
+  if (!pattern->operands) {
     op->result = kMacroBadCommand;
     return 0;
   }
-  if (OperandBytes(at, left) == kBadStatement) return 0;
-  const bool family = IsFamilyOpcode(*at);
-  const StatementInfo* const info = FindStatement(*at, family ? at[1] : -1);
   std::uint8_t assign = 0;
-  const OperandList& operands = info ? info->operands : StatementOperands(*at, at[1]);
-  const std::size_t bytes = BindOperands(op, operands, &assign);
-  op->form = Form::Nothing;
-  if (info) ChooseForm(op, *info, assign);
-  return bytes;
+  const std::uint8_t* const next = BindOperands(op, *pattern->operands, operand, &assign);
+  if (!next) return 0;
+  op->form = pattern->form;
+  if (pattern->handler && (target_.floatMode || op->form == Form::Handler || op->form == Form::Pure)) {
+    if (op->form != Form::Handler) op->form = Form::Pure;
+    op->handler = pattern->handler;
+  }
+  if (pattern->form == Form::Assign) ChooseAssignForm(op, assign);
+  return static_cast<std::size_t>(next - at);
 }
 
-void TranslatedCode::ChooseForm(TranslatedOp* op, const StatementInfo& info, std::uint8_t assign) const {
-  op->form = info.form;
-  const StatementHandler handler = kHandlers[&info - StatementTable().data()];
-  if (op->form == Form::Handler || op->form == Form::Pure || (target_.floatMode && handler)) {
-    if (op->form != Form::Handler) op->form = Form::Pure;
-    op->handler = handler;
-  }
-  if (info.form != Form::Assign) return;
+void TranslatedCode::ChooseAssignForm(TranslatedOp* op, std::uint8_t assign) const {
   if (assign >= kAssignOperatorCount) {
     op->form = Form::Nothing;
   } else if (!target_.floatMode || assign == kCopyOperator) {
@@ -185,44 +236,41 @@ void TranslatedCode::ChooseForm(TranslatedOp* op, const StatementInfo& info, std
   }
 }
 
-// The bytes of the statement that are executed.
-std::size_t TranslatedCode::BindOperands(TranslatedOp* op, const OperandList& operands, std::uint8_t* assign) {
-  const std::uint8_t* at = op->at + 1;
-  if (IsFamilyOpcode(*op->at)) ++at;
+// Where the statement that is executed behind this one begins; null when the operands run over the end.
+const std::uint8_t* TranslatedCode::BindOperands(TranslatedOp* op, const OperandList& operands, const std::uint8_t* at,
+                                                 std::uint8_t* assign) {
+  const std::uint8_t* const end = code_.data() + code_.size();
   std::uint8_t numbers = 0;
   std::size_t dataBytes = 0;
   for (std::size_t i = 0; i < operands.count; ++i) {
     const OperandKind kind = operands.kind[i];
-    switch (kind) {
-      case OperandKind::ReadVar:
-        op->target = Place(MacroStatements::VariableIndex(at), target_.zero);
-        break;
-      case OperandKind::WriteVar:
-      case OperandKind::UpdateVar:
-        op->target = Place(MacroStatements::VariableIndex(at), target_.sink);
-        break;
-      case OperandKind::Byte:
-        ++at;
-        break;
-      case OperandKind::Operator:
-        *assign = *at++;
-        break;
-      case OperandKind::DataBytes:
-        at += dataBytes;
-        break;
-      default:
-        if (kind == OperandKind::AssignValue && *assign == kCopyOperator) {
-          op->source = Place(*at++, target_.zero);  // one byte, whatever is written
-          break;
-        }
-        if (kind == OperandKind::Count) dataBytes = InlineByteCount(MacroStatements::Word(at));
-        BindNumber(op + numbers++, MacroStatements::Word(at));
-        at += 4;
-        break;
+    const auto left = static_cast<std::size_t>(end - at);
+    if (kind == OperandKind::DataBytes) {
+      if (left < dataBytes) return nullptr;
+      at += dataBytes;
+    } else if (left == 0) {
+      return nullptr;
+    } else if (kind == OperandKind::ReadVar || kind == OperandKind::WriteVar || kind == OperandKind::UpdateVar) {
+      if ((*at & 0x80) && left < 2) return nullptr;
+      op->target =
+          Place(MacroStatements::VariableIndex(at), kind == OperandKind::ReadVar ? target_.zero : target_.sink);
+    } else if (kind == OperandKind::Byte) {
+      ++at;
+    } else if (kind == OperandKind::Operator) {
+      *assign = *at++;
+    } else if (kind == OperandKind::AssignValue && *assign == kCopyOperator) {
+      if ((*at & 0x80) && left < 2) return nullptr;
+      op->source = Place(*at++, target_.zero);  // one byte, whatever is written
+    } else {
+      if (left < 4) return nullptr;
+      const std::uint32_t word = MacroStatements::Word(at);
+      if (kind == OperandKind::Count) dataBytes = InlineByteCount(word);
+      BindNumber(op + numbers++, word);
+      at += 4;
     }
   }
   op->slots = std::max<std::uint8_t>(numbers, 1);
-  return static_cast<std::size_t>(at - op->at);
+  return at;
 }
 
 void TranslatedCode::BindNumber(TranslatedOp* op, std::uint32_t word) {

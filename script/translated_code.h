@@ -10,6 +10,7 @@
 namespace tonalith {
 
 class ZKMacro;
+struct PatternIndex;
 struct TranslatedOp;
 
 // Carries out a translated statement.  0 to go on, any other value ends the macro with that code.
@@ -70,19 +71,22 @@ class TranslatedCode {
  private:
   // The operation of the statement at `at`.
   TranslatedOp* Find(const std::uint8_t* at);
+  TranslatedOp* FindBehind(TranslatedOp* op, const std::uint8_t* at);
   TranslatedOp* NewBlock(const std::uint8_t* at);
   void TranslateBlock(TranslatedOp* op, const TranslatedOp* end, const std::uint8_t* at);
   std::size_t Translate(TranslatedOp* op, const std::uint8_t* at);
-  std::size_t BindOperands(TranslatedOp* op, const OperandList& operands, std::uint8_t* assign);
+  const std::uint8_t* BindOperands(TranslatedOp* op, const OperandList& operands, const std::uint8_t* at,
+                                   std::uint8_t* assign);
   void BindNumber(TranslatedOp* op, std::uint32_t word);
   std::int32_t* Place(std::size_t variable, std::int32_t* outside) const;
-  void ChooseForm(TranslatedOp* op, const StatementInfo& info, std::uint8_t assign) const;
+  void ChooseAssignForm(TranslatedOp* op, std::uint8_t assign) const;
   void Know(TranslatedOp* block);
 
   static constexpr std::size_t kFirstOps = 24;
 
   std::span<const std::uint8_t> code_;
   TranslationTarget target_;
+  const PatternIndex& patterns_;
   std::vector<std::unique_ptr<TranslatedOp[]>> blocks_;
   std::vector<TranslatedOp*> known_;  // by position in the code; made when somebody looks for one
   bool light_ = false;

@@ -1,5 +1,7 @@
 #include "services/main_window_messages.h"
 
+#include <utility>
+
 #include "services/hosts.h"
 
 namespace tonalith {
@@ -10,7 +12,8 @@ constexpr std::int64_t kNobody = -1;
 
 }  // namespace
 
-MainWindowMessages::MainWindowMessages(ScriptRouter& router, ZKAppVars& appVars) : appVars_(appVars) {
+MainWindowMessages::MainWindowMessages(ScriptRouter& router, ZKAppVars& appVars, FileSender transmitFile)
+    : appVars_(appVars), transmitFile_(std::move(transmitFile)) {
   registration_ = router.RegisterReceiver(ScriptReceiver::MainWindow, [this](const ScriptMessage& message) {
     const auto number = static_cast<MainWindowMessage>(message.number);
     // No script names a file by its address.
@@ -42,7 +45,8 @@ std::int64_t MainWindowMessages::SendMessage(MainWindowMessage message, std::int
 }
 
 bool MainWindowMessages::TransmitFile(const std::string& path, int port) {
-  return window_.transmitFile && window_.transmitFile(path, port);
+  const FileSender& send = window_.transmitFile ? window_.transmitFile : transmitFile_;
+  return send && send(path, port);
 }
 
 }  // namespace tonalith

@@ -15,15 +15,17 @@ class ZKAppVars;
 // or without a main window; the rest is carried out by whoever plugs in, as typed calls.  User-interface thread.
 class MainWindowMessages {
  public:
-  // What the window does.  An empty one is answered as without a main window.
+  // A file straight to an instrument: port from 1, 0 for the one the data names.  False: nothing was begun.
+  using FileSender = std::function<bool(const std::string& path, int port)>;
+  // What the window does.  What is empty is done, or answered, as without a main window.
   struct Window {
-    // A file straight to an instrument: port from 1, 0 for the one the data names.  False: nothing was begun.
-    std::function<bool(const std::string& path, int port)> transmitFile;
+    FileSender transmitFile;
     std::function<void()> openUpdateDialog;
   };
 
-  // Registers as the main window of the scripts.  Both outlive this.
-  MainWindowMessages(ScriptRouter& router, ZKAppVars& appVars);
+  // Registers as the main window of the scripts.  `transmitFile`: how files are sent without a window.  The others
+  // outlive this.
+  MainWindowMessages(ScriptRouter& router, ZKAppVars& appVars, FileSender transmitFile = {});
   MainWindowMessages(const MainWindowMessages&) = delete;
   MainWindowMessages& operator=(const MainWindowMessages&) = delete;
 
@@ -37,6 +39,7 @@ class MainWindowMessages {
 
  private:
   ZKAppVars& appVars_;
+  FileSender transmitFile_;
   Window window_;
   ScriptRouter::Registration registration_;
 };

@@ -143,6 +143,9 @@ ScriptBridge& Program::scripts() {
 TransferEngine& Program::transfers() {
   return midiSide().transfers();
 }
+TransferFiles& Program::files() {
+  return midiSide().files();
+}
 TransferDesk& Program::desk() {
   return midiSide().desk();
 }
@@ -158,7 +161,7 @@ std::unique_ptr<ProgramMidi> Program::MakeMidi(Clock& clock, Dispatcher& dispatc
 }
 
 ProgramShared Program::Shared() {
-  return {parts_->settings, parts_->paths, parts_->scriptState, parts_->appVars, prompts_};
+  return {parts_->settings, parts_->paths, parts_->scriptState, parts_->appVars, prompts_, parts_->disk};
 }
 
 // ---- what the rooms above plug in

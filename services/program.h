@@ -33,6 +33,7 @@ class SingleInstanceManager;
 class StudioHost;
 class TransferDesk;
 class TransferEngine;
+class TransferFiles;
 class TransferWindowsHost;
 class WindowCounters;
 class WindowPlaces;
@@ -81,6 +82,7 @@ class Program {
   ScriptBridge& scripts();
   TransferEngine& transfers();
   TransferDesk& desk();
+  TransferFiles& files();
   ScriptRouter& router();
   MainWindowMessages& mainWindow();
   // A second one on another clock, whose ports its owner opens; it must not outlive the program.  The dispatcher keeps

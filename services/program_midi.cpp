@@ -15,11 +15,13 @@ ProgramMidi::ProgramMidi(const ProgramShared& shared, Clock& clock, Dispatcher& 
       ports_(ports),
       midi_(clock, &shared.prompts),
       router_(dispatcher, clock),
-      mainWindow_(router_, shared.appVars),
+      mainWindow_(router_, shared.appVars,
+                  [this](const std::string& path, int port) { return files_.TransmitFile(path, port); }),
       scripts_(midi_, {shared.settings, shared.paths, dispatcher, shared.scriptState, router_}, ports),
       transfers_(scripts_, shared.prompts, &midi_.out(), &scripts_,
                  [&dispatcher](std::function<void()> call) { dispatcher.Post(std::move(call)); }),
-      desk_(transfers_, midi_, dispatcher) {
+      desk_(transfers_, midi_, dispatcher),
+      files_(desk_, shared.disk, midi_.out(), shared.prompts) {
   scripts_.SetTransferEngine(&transfers_);
   pacingSink_ =
       settings_.AddPacingSink([this](const std::int16_t values[5]) { midi_.out().OtAMidiSetPreferencesParms(values); });

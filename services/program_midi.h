@@ -13,6 +13,7 @@
 #include "services/script_bridge.h"
 #include "services/script_router.h"
 #include "services/transfer_desk.h"
+#include "services/transfer_files.h"
 
 namespace tonalith {
 
@@ -23,6 +24,7 @@ struct ProgramShared {
   ScriptAppState& scriptState;
   ZKAppVars& appVars;
   Prompts& prompts;
+  DiskAccess& disk;
 };
 
 // Ports, scripts and transfers on one clock, put together.  A program has one; who needs a clock or cables of its own
@@ -45,6 +47,7 @@ class ProgramMidi {
   ScriptBridge& scripts() { return scripts_; }
   TransferEngine& transfers() { return transfers_; }
   TransferDesk& desk() { return desk_; }
+  TransferFiles& files() { return files_; }
 
   // Takes over the settings that were just loaded.
   void LoadConfig();
@@ -78,6 +81,7 @@ class ProgramMidi {
   ScriptBridge scripts_;
   TransferEngine transfers_;
   TransferDesk desk_;
+  TransferFiles files_;
   Receiver receiver_;
   int pacingSink_ = 0;
   int settingsListener_ = 0;

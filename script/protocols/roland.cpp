@@ -124,6 +124,18 @@ RolandStored StoreData(std::span<const std::uint8_t> bytes, const RolandPlace& p
   return stored;
 }
 
+// Notes which bytes have come; how many of them are new.
+std::int64_t MarkStored(std::vector<bool>& have, const RolandStored& stored) {
+  const auto last = std::min(stored.end, static_cast<std::int64_t>(have.size()));
+  std::int64_t fresh = 0;
+  for (std::int64_t i = std::max<std::int64_t>(stored.begin, 0); i < last; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    if (!have[at]) ++fresh;
+    have[at] = true;
+  }
+  return fresh;
+}
+
 }  // namespace
 
 int BuiltInProtocols::MidiReceiveRoland(const Synth& synth, ByteWindow buffer) {
@@ -132,6 +144,35 @@ int BuiltInProtocols::MidiReceiveRoland(const Synth& synth, ByteWindow buffer) {
 
 int BuiltInProtocols::MidiSendRoland(const Synth& synth, ByteWindow buffer) {
   return synth.rolandHandshake ? SendRolandHandshake(synth, buffer) : SendRolandOneWay(synth, buffer);
+}
+
+// The next answer to a request for data that is not the request itself coming back: kDt1 or kEod with its start, or a
+// negative code.
+int BuiltInProtocols::AwaitRolandData(std::vector<std::uint8_t>& reply, std::int64_t expected, std::int64_t& start) {
+  for (int again = 0; again <= kMaxAgain; ++again) {
+    if (line_.Cancelled()) return transfer_code::kNoResponse;
+    reply.assign(static_cast<std::size_t>(expected), 0);
+    const int r = line_.Receive(reply);
+    if (r < 0) return transfer_code::kNoResponse;
+    reply.resize(static_cast<std::size_t>(r));
+    if (reply.empty() || reply.back() != 0xF7) return transfer_code::kWrongCount;
+    if (r != expected && r >= 11) {
+      if (reply[4] == kRq1) continue;
+      // Address and data; the sum is the byte before the F7.
+      if (RolandCheckSum(reply.data() + kHeader, r - kHeader - 2) != reply[static_cast<std::size_t>(r) - 2]) {
+        return transfer_code::kWrongCount;
+      }
+    }
+    start = FindStart(reply, kRolandReply);
+    if (start < 0 || start + kHeader >= r) return transfer_code::kWrongCount;
+    const std::uint8_t command = reply[static_cast<std::size_t>(start) + 4];
+    if (command == kRq1) continue;
+    if (command == kErr) return transfer_code::kCommunication;
+    if (command == kRjc) return transfer_code::kRejected;
+    if (command == kAck) return transfer_code::kUnexpectedAck;
+    return command == kDt1 || command == kEod ? command : transfer_code::kUnknownError;
+  }
+  return transfer_code::kWrongCount;
 }
 
 int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer) {
@@ -150,32 +191,9 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
                             static_cast<std::uint32_t>(size)));
     const std::int64_t expected = place.groups + 7 + size;
     std::int64_t start = -1;
-    for (int again = 0;; ++again) {
-      if (again > kMaxAgain) return transfer_code::kWrongCount;
-      if (line_.Cancelled()) return transfer_code::kNoResponse;
-      reply.assign(static_cast<std::size_t>(expected), 0);
-      const int r = line_.Receive(reply);
-      if (r < 0) return transfer_code::kNoResponse;
-      reply.resize(static_cast<std::size_t>(r));
-      if (reply.empty() || reply.back() != 0xF7) return transfer_code::kWrongCount;
-      if (r != expected && r >= 11) {
-        if (reply[4] == kRq1) continue;
-        // Address and data; the sum is the byte before the F7.
-        if (RolandCheckSum(reply.data() + kHeader, r - kHeader - 2) != reply[static_cast<std::size_t>(r) - 2]) {
-          return transfer_code::kWrongCount;
-        }
-      }
-      start = FindStart(reply, kRolandReply);
-      if (start < 0 || start + kHeader >= r) return transfer_code::kWrongCount;
-      const std::uint8_t command = reply[static_cast<std::size_t>(start) + 4];
-      if (command == kRq1) continue;
-      if (command == kEod) return static_cast<int>(offset);
-      if (command == kErr) return transfer_code::kCommunication;
-      if (command == kRjc) return transfer_code::kRejected;
-      if (command == kAck) return transfer_code::kUnexpectedAck;
-      if (command != kDt1) return transfer_code::kUnknownError;
-      break;
-    }
+    const int command = AwaitRolandData(reply, expected, start);
+    if (command < 0) return command;
+    if (command == kEod) return static_cast<int>(offset);
     // A lost zero does not change the sum; what is short by nature is so again.
     const std::int64_t missing = expected - static_cast<std::int64_t>(reply.size());
     if (missing > 0 && missing * kFewBytes <= size && doubted != offset) {
@@ -245,14 +263,9 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
       line_.Send(RolandSign(synth, kRjc));
       return static_cast<int>(total);
     }
-    const std::int64_t before = storedBytes;
-    const auto last = std::min(stored.end, static_cast<std::int64_t>(have.size()));
-    for (std::int64_t i = std::max<std::int64_t>(stored.begin, 0); i < last; ++i) {
-      const auto at = static_cast<std::size_t>(i);
-      if (!have[at]) ++storedBytes;
-      have[at] = true;
-    }
-    if (storedBytes > before) {
+    const std::int64_t fresh = MarkStored(have, stored);
+    storedBytes += fresh;
+    if (fresh > 0) {
       idleRounds = 0;
     } else if (++idleRounds > kMaxIdleRounds) {
       return fail(transfer_code::kCommunication);

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "data/container.h"
+#include "platform/text.h"
 #include "tests/bank/small_bank.h"
 
 namespace tonalith {
@@ -27,6 +28,7 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   EXPECT_EQ(bank.GetPatchName(1), "VOICE 1");
   EXPECT_EQ(bank.GetPatchName(3), "VOICE 3");
   EXPECT_TRUE(bank.IsModified());
+  EXPECT_EQ(bank.StatusText(), "Rename");
   EXPECT_GT(told, 0);
   const DataFile* before = bank.dataFile();
   EXPECT_LT(bank.history().MemoryBytes(), 1000U);
@@ -34,7 +36,13 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   EXPECT_EQ(bank.dataFile(), before) << "the record stays where others point to";
   EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
   EXPECT_FALSE(bank.IsModified());
+  EXPECT_EQ(told, 2);
+  SetMapBit(bank.dataFile()->emptyMap, bank.dataFile()->emptyMapSize, 1, true);
+  EXPECT_FALSE(bank.IsPatchDefined(1));
+  EXPECT_TRUE(bank.IsPatchDefined(0) && bank.IsPatchDefined(2));
+  EXPECT_TRUE(bank.IsPatchDefined(8000)) << "outside the map";
   EXPECT_FALSE(bank.Rename(4, "X").ok());
+  EXPECT_FALSE(bank.Rename(-1, "X").ok());
   EXPECT_TRUE(bank.Rename(0, "VOICE 0").ok());
   EXPECT_FALSE(bank.CanUndo()) << "the same name is no change";
 }
@@ -50,7 +58,11 @@ TEST(BankDocument, RefusesWhileBusyAndKnowsWhetherAReceiveChangedAnything) {
   EXPECT_FALSE(bank.IsModified());
   bank.BeginReceive();
   bank.dataFile()->body[10] ^= 1;
+  std::string told;
+  bank.AddListener(
+      [&](const DocumentChange& change) { told += change.kind == DocumentChange::Kind::Everything ? "E" : "S"; });
   EXPECT_TRUE(bank.EndReceive());
+  EXPECT_EQ(told, "SE");
   EXPECT_TRUE(bank.CanUndo());
   EXPECT_TRUE(bank.IsModified());
 }
@@ -140,9 +152,29 @@ TEST(BankDocument, SavesAndLoadsTheSameBank) {
   ZKBankDoc again(std::move(read));
   EXPECT_EQ(again.GetPatchName(3), "LAST");
   EXPECT_EQ(again.PatchCount(), 4);
-  std::ofstream(folder / "junk.dat") << "not a data file";
-  DataFilePtr junk;
-  EXPECT_FALSE(ZKBankDoc::Load((folder / "junk.dat").string(), &junk).ok());
+  const std::string form(
+      "FORM\0\0\0\x0c"
+      "BANKCOMM\0\0\0\0",
+      20);
+  for (const std::string& bad : {std::string(), std::string("not a data file"), form}) {
+    std::ofstream(folder / "junk.dat", std::ios::binary) << bad;
+    DataFilePtr junk;
+    EXPECT_FALSE(ZKBankDoc::Load((folder / "junk.dat").string(), &junk).ok());
+    EXPECT_FALSE(again.Load((folder / "junk.dat").string()).ok());
+    EXPECT_EQ(again.GetPatchName(3), "LAST");
+  }
+  EXPECT_EQ(again.Title(), "Test Bank");
+  EXPECT_EQ(again.Extension(), "DAT");
+  EXPECT_EQ(again.FolderName(), "");
+  EXPECT_FALSE(again.IsEmpty());
+  again.dataFile()->xtra->hasNoSysEx = 1;
+  EXPECT_TRUE(again.IsEmpty());
+  SetDefn(again.dataFile()->synth, "Mäker/Bank.tpl");
+  EXPECT_EQ(again.FolderName(), Latin1ToUtf8("Mäker"));
+  std::strcpy(again.dataFile()->synth->reserved206, "../x");
+  std::strcpy(again.dataFile()->synth->reserved238, "S/X");
+  EXPECT_EQ(again.FolderName(), "") << "no way out of the data folder";
+  EXPECT_EQ(again.Extension(), "S_X");
   fs::remove_all(folder);
 }
 

@@ -41,8 +41,15 @@ TEST(Document, SaysWhetherItDiffersFromItsFile) {
   ASSERT_TRUE(note.Redo().ok());
   EXPECT_FALSE(note.IsModified());
   EXPECT_EQ(note.Redo().code, kDocumentNothingToDo);
-  note.Touch();
+  std::string told;
+  note.AddListener(
+      [&](const DocumentChange& change) { told += change.kind == DocumentChange::Kind::Everything ? "E" : "S"; });
+  note.Change("two");
   EXPECT_TRUE(note.IsModified());
+  note.SetBusy(true, "A reason.");
+  EXPECT_EQ(note.Save().text, "A reason.");
+  note.SetBusy(false);
+  EXPECT_EQ(told, "ESS");
   ASSERT_TRUE(note.SaveCopy(folder.At("copy.syx")).ok());
   EXPECT_TRUE(note.IsModified());
   EXPECT_EQ(note.path(), folder.At("a.syx"));
@@ -151,6 +158,16 @@ TEST(Document, NoticesThatSomebodyElseChangedItsFile) {
     note.Set("three");
     EXPECT_TRUE(note.Save().ok()) << row.what << ": what was written here is known";
   }
+}
+
+TEST(Document, AFileThatWasNeverReadHereIsNotGuarded) {
+  const TestFolder folder("unknown");
+  Put(folder.At("a.syx"), "other");
+  NoteDocument note("own");
+  note.SetPath(folder.At("a.syx"));
+  EXPECT_FALSE(note.FileChangedOnDisk());
+  EXPECT_TRUE(note.Save().ok());
+  EXPECT_EQ(Contents(folder.At("a.syx")), "own");
 }
 
 TEST(Document, ListenersMayComeAndGoWhileTheyAreTold) {

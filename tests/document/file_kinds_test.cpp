@@ -55,6 +55,47 @@ TEST(FileKinds, TheDesktopEnvironmentIsToldTheSame) {
   EXPECT_EQ(Matches(*line.begin(), "([^;]+);"), all);
 }
 
+TEST(FileKinds, TellsAFileByTheFirstExtensionOfTheTableInItsName) {
+  const struct {
+    const char* name;
+    FileKind kind;
+    FileKind inDesktop;
+  } rows[] = {
+      {"a.pvs", FileKind::Set, FileKind::Set},
+      {"X.PVS.SYX", FileKind::Set, FileKind::Set},
+      {"x.syx.pvg", FileKind::Set, FileKind::Set},
+      {"a.PVC", FileKind::Collection, FileKind::Collection},
+      {"a.Pvd", FileKind::Collection, FileKind::Collection},
+      {"a.pvl", FileKind::Library, FileKind::Library},
+      {"Default.PV9~", FileKind::Studio, FileKind::Studio},
+      {"a.pv5", FileKind::Studio, FileKind::Studio},
+      {"a.pvw", FileKind::Desktop, FileKind::Desktop},
+      {"a.syx.mid", FileKind::SysEx, FileKind::SysEx},
+      {"a.zkr", FileKind::Remote, FileKind::Remote},
+      {"a.l6t", FileKind::ImportedElsewhere, FileKind::ImportedElsewhere},
+      {"a.pvb", FileKind::ImportedElsewhere, FileKind::ImportedElsewhere},
+      {"a.midi", FileKind::MidiFile, FileKind::MidiFile},
+      {"a.smf", FileKind::MidiFile, FileKind::MidiFile},
+      {"a.zkosc", FileKind::OscEditor, FileKind::OscEditor},
+      {"a.fxb", FileKind::PluginBank, FileKind::PluginBank},
+      {"a.pvz", FileKind::Module, FileKind::Module},
+      {"a.lib", FileKind::ForeignLibrary, FileKind::ForeignLibrary},
+      {"a.ubk", FileKind::ForeignLibrary, FileKind::Data},
+      {"a.ulb", FileKind::ForeignLibrary, FileKind::ForeignLibrary},
+      {"a.dat", FileKind::Data, FileKind::Data},
+      {"syx", FileKind::Data, FileKind::Data},
+      {"", FileKind::Data, FileKind::Data},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(KindOfFile(row.name), row.kind) << row.name;
+    EXPECT_EQ(KindOfFile(row.name, kOpenInDesktop), row.inDesktop) << row.name;
+  }
+  EXPECT_EQ(OpenFilter(false),
+            "Files of this program|*.DAT;*.PVS;*.PVG;*.PVC;*.PVD;*.PVL;*.PV9;*.PVW;*.SYX;*.MID;*.SMF;*.PVZ|ZK Data "
+            "(*.DAT)|*.DAT|ZK Set (*.PVS)|*.PVS;*.PVG|ZK Compressed Module (.pvz)|*.pvz|All Files (*.*)|*.*|");
+  EXPECT_EQ(OpenFilter(true), "ZK Set (*.PVS)|*.PVS;*.PVG|Line6 L6T Files (*.L6T)|*.L6T|All Files (*.*)|*.*|");
+}
+
 TEST(FileKinds, TellsAFileByItsFirstBytes) {
   const struct {
     std::string bytes;

@@ -39,8 +39,8 @@ void Edit(Buffers& buffers, History& history, std::uint64_t gesture = 0) {
   ASSERT_TRUE(history.End());
 }
 
-// e edit, k knob (one gesture), g end of the gesture, u undo, r redo, s save, n a command that changes nothing, a an
-// abandoned one, d changed by other means.
+// e edit, k knob (one gesture), g end of the gesture, m the knob touched but not moved, o an edit inside a command, u
+// undo, r redo, s save, n a command that changes nothing, a an abandoned one, d changed by other means.
 TEST(History, ModifiedMeansAnotherStateThanTheOneInTheFile) {
   const struct {
     const char* steps;
@@ -52,7 +52,8 @@ TEST(History, ModifiedMeansAnotherStateThanTheOneInTheFile) {
       {"sn", false, 0},   {"esn", false, 1},    {"esa", false, 1},   {"kkk", true, 1},      {"kkku", false, 0},
       {"kkkur", true, 1}, {"kskk", true, 2},    {"kskku", false, 1}, {"kgk", true, 2},      {"kek", true, 3},
       {"kuk", true, 1},   {"ds", false, 0},     {"d", true, 0},      {"edu", true, 0},      {"esuds", false, 0},
-      {"esusr", true, 1}, {"esusrs", false, 1}, {"kkskuu", true, 0}, {"kkskuur", false, 1},
+      {"esusr", true, 1}, {"esusrs", false, 1}, {"kkskuu", true, 0}, {"kkskuur", false, 1}, {"kgm", true, 1},
+      {"m", false, 0},    {"o", true, 1},       {"eou", true, 1},    {"oou", true, 1},
   };
   for (const auto& row : rows) {
     Buffers buffers({Bytes(10)});
@@ -64,8 +65,24 @@ TEST(History, ModifiedMeansAnotherStateThanTheOneInTheFile) {
           Edit(buffers, history);
           break;
         case 'k':
-          Edit(buffers, history, 7);
+          Edit(buffers, history, 1);
           break;
+        case 'm':
+          history.Begin("Touch", 1);
+          EXPECT_FALSE(history.End());
+          break;
+        case 'o': {
+          history.Begin("Outer");
+          const std::uint8_t two[] = {static_cast<std::uint8_t>(buffers.bytes[0][5] + 1)};
+          history.Write(kFirst, 5, two);
+          history.Begin("Inner");
+          history.Write(kFirst, 6, two);
+          EXPECT_FALSE(history.End());
+          EXPECT_FALSE(history.CanUndo() || history.Undo()) << "while recording";
+          EXPECT_TRUE(history.End());
+          EXPECT_EQ(history.UndoName(), "Outer");
+          break;
+        }
         case 'g':
           history.EndGesture();
           break;
@@ -179,7 +196,7 @@ TEST(History, ADragOfAKnobIsOneSmallEntry) {
   Buffers buffers({Bytes(100'000)});
   History history;
   history.SetTarget(&buffers);
-  for (int i = 0; i < 10'000; ++i) Edit(buffers, history, 7);
+  for (int i = 0; i < 10'000; ++i) Edit(buffers, history, 1);
   history.EndGesture();
   EXPECT_EQ(history.Count(), 1U);
   EXPECT_LT(history.MemoryBytes(), 1000U);
@@ -241,6 +258,7 @@ TEST(History, WithoutMemoryUndoLeavesEverythingAsItIs) {
   const std::vector<Bytes> now = buffers.bytes;
   buffers.limit = 500;
   EXPECT_FALSE(history.Undo());
+  EXPECT_FALSE(history.GoTo(0));
   EXPECT_EQ(buffers.bytes, now);
   EXPECT_TRUE(history.CanUndo());
   buffers.limit = 5000;

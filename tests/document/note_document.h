@@ -28,7 +28,11 @@ class NoteDocument : public Document, private HistoryTarget {
     change.Commit();
     Tell(DocumentChange::Kind::Everything);
   }
-  void Touch() { MarkChanged(); }
+  // Without history.
+  void Change(const std::string& text) {
+    text_.assign(text.begin(), text.end());
+    MarkChanged();
+  }
   bool refuses = false;  // to be written
 
  protected:

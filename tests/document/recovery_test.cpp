@@ -91,16 +91,31 @@ TEST(Recovery, KeepsNothingOfDocumentsThatAreSafe) {
   ASSERT_TRUE(note->Autosave(*recovery).ok());
   EXPECT_EQ(count(), 1U);
   EXPECT_TRUE(RecoveryFolder(folder.path().string()).Leftovers().empty()) << "its program still runs";
+  note->Set("c");
   ASSERT_TRUE(note->Save(folder.At("note.syx")).ok());
   EXPECT_EQ(count(), 0U);
   ASSERT_TRUE(note->Undo().ok());
   ASSERT_TRUE(note->Autosave(*recovery).ok());
-  EXPECT_EQ(count(), 1U);
+  EXPECT_EQ(count(), 1U) << "also when this very state was kept before";
   ASSERT_TRUE(note->Redo().ok());
   ASSERT_TRUE(note->Autosave(*recovery).ok());
   EXPECT_EQ(count(), 0U) << "it is as in the file again";
-  note->Set("c");
+  note->Set("f");
   ASSERT_TRUE(note->Autosave(*recovery).ok());
+  EXPECT_EQ(count(), 1U);
+  ASSERT_TRUE(note->Load(folder.At("note.syx")).ok());
+  EXPECT_EQ(count(), 0U) << "the changes were given up";
+  for (const char* text : {"d", "e"}) {
+    note->Change(text);
+    ASSERT_TRUE(note->Autosave(*recovery).ok());
+    RecoverableFile about;
+    std::vector<std::uint8_t> bytes;
+    for (const auto& entry : fs::directory_iterator(folder.path())) {
+      if (entry.path().extension() != ".autosave") continue;
+      EXPECT_TRUE(RecoveryFolder::Read(entry.path().string(), &about, &bytes).ok());
+    }
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), text) << "changes without history are kept as well";
+  }
   note.reset();
   EXPECT_EQ(count(), 0U) << "closed in order";
   recovery.reset();
@@ -120,6 +135,10 @@ TEST(Recovery, CutAndStrangeFilesAreSetAside) {
   std::vector<std::uint8_t> bytes;
   ASSERT_TRUE(RecoveryFolder::Read(about.file, &read, &bytes).ok());
   EXPECT_EQ(bytes, content);
+  RecoverableFile nothing{{}, FileKind::Data, {}, {}, 0, {}};
+  ASSERT_TRUE(recovery.Keep(&nothing, {}).ok());
+  EXPECT_TRUE(RecoveryFolder::Read(nothing.file, &nothing, &bytes).ok());
+  EXPECT_TRUE(bytes.empty());
   NoteDocument note("mine");
   EXPECT_FALSE(note.Recover(recovery, read).ok()) << "another kind of document";
   EXPECT_EQ(note.text(), "mine");
@@ -128,6 +147,8 @@ TEST(Recovery, CutAndStrangeFilesAreSetAside) {
     std::ofstream(cut, std::ios::binary | std::ios::trunc) << whole.substr(0, n);
     ASSERT_FALSE(RecoveryFolder::Read(cut, &read, &bytes).ok()) << n;
   }
+  std::ofstream(cut, std::ios::binary | std::ios::trunc) << "X" + whole.substr(1);
+  EXPECT_FALSE(RecoveryFolder::Read(cut, &read, &bytes).ok());
   EXPECT_TRUE(recovery.Leftovers().empty());
   EXPECT_TRUE(fs::exists(cut + ".broken"));
 }

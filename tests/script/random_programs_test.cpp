@@ -132,14 +132,19 @@ TEST(RandomPrograms, DoTheSameEveryTimeAndStayInTheirBuffer) {
   EXPECT_GT(normalEnds, static_cast<int>(kPrograms / 3));
 }
 
+Code Loop(std::uint8_t passes, const Code& body) {
+  Code loop;
+  Append(loop, Statement::L, {0, 0, 0, passes});
+  loop.insert(loop.end(), body.begin(), body.end());
+  Append(loop, Statement::EndBlock, {});
+  return loop;
+}
+
 TEST(RandomPrograms, ALoopIsItsBodySeveralTimes) {
   for (std::uint64_t seed = 1; seed <= kPrograms; ++seed) {
     const Start start = MakeStart(seed, ProgramKind::Whole);
     const auto passes = static_cast<std::uint8_t>(1 + seed % 9);
-    Code loop;
-    Append(loop, Statement::L, {0, 0, 0, passes});
-    loop.insert(loop.end(), start.program.code.begin(), start.program.code.end());
-    Append(loop, Statement::EndBlock, {});
+    const Code loop = Loop(passes, start.program.code);
     Code straight;
     for (int i = 0; i < passes; ++i) {
       straight.insert(straight.end(), start.program.code.begin(), start.program.code.end());
@@ -149,6 +154,22 @@ TEST(RandomPrograms, ALoopIsItsBodySeveralTimes) {
     ASSERT_EQ(looped.result, unrolled.result) << seed << "\n" << Text(loop);
     ASSERT_EQ(looped.calls, unrolled.calls) << seed << "\n" << Text(loop);
     ASSERT_TRUE(looped == unrolled) << seed << "\n" << Text(loop);
+  }
+}
+
+// Float companions are kept beside the integers; only "INT" goes from one to the other, and variables that lie among
+// the companions.
+TEST(RandomPrograms, IntegersDoNotNoticeFloatMode) {
+  for (std::uint64_t seed = 1; seed <= kPrograms; ++seed) {
+    Start start = MakeStart(seed, ProgramKind::Whole);
+    start.blockEntries = kMacroBlockEntries;
+    const Code code = Loop(5, start.program.code);
+    start.floatMode = false;
+    Remains plain = After(start, code);
+    start.floatMode = true;
+    Remains withFloats = After(start, code);
+    plain.registerFloats = withFloats.registerFloats = {};
+    ASSERT_TRUE(plain == withFloats) << seed << "\n" << Text(code);
   }
 }
 

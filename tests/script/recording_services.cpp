@@ -62,7 +62,7 @@ std::int64_t RecordingHost::Send(ScriptReceiver receiver, const ScriptMessage& m
                       static_cast<long long>(message.component));
   for (std::int32_t& word : message.record) {
     services_.log().Add(" record %d", word);
-    word += 3;
+    word ^= 3;
   }
   RandomNumbers& random = services_.random();
   if (MacroRequest* request = message.request) {

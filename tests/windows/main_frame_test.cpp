@@ -17,7 +17,6 @@
 #include "app/midi_panic.h"
 #include "data/container.h"
 #include "data/standard_midi_file.h"
-#include "document/file_kinds.h"
 #include "platform/atomic_file.h"
 #include "services/desktop_file.h"
 #include "services/main_window_messages.h"
@@ -143,35 +142,6 @@ TEST_F(MainFrameTest, ApplicationVariablesAnswerByNumber) {
 
 // ---- files ----------------------------------------------------------------------------------------------------------
 
-TEST(FileKinds, TheFirstExtensionOfTheOrderWins) {
-  const struct {
-    const char* name;
-    FileKind kind;
-  } rows[] = {
-      {"a.pvs", FileKind::Set},
-      {"X.PVS.SYX", FileKind::Set},
-      {"a.syx.pvg", FileKind::Set},
-      {"a.pvd", FileKind::Collection},
-      {"a.PvL", FileKind::Library},
-      {"a.pv5", FileKind::Studio},
-      {"My.MIDI notes.dat", FileKind::MidiFile},
-      {"a.smf", FileKind::MidiFile},
-      {"a.zkr", FileKind::Remote},
-      {"a.pvb", FileKind::ImportedElsewhere},
-      {"a.zkosc", FileKind::OscEditor},
-      {"a.fxb", FileKind::PluginBank},
-      {"a.pvz", FileKind::Module},
-      {"a.library", FileKind::ForeignLibrary},
-      {"a.dat", FileKind::Data},
-      {"syx", FileKind::Data},
-      {"", FileKind::Data},
-  };
-  for (const auto& row : rows) EXPECT_EQ(KindOfFile(row.name), row.kind) << row.name;
-  EXPECT_EQ(KindOfFile("a.ubk"), FileKind::ForeignLibrary);
-  EXPECT_EQ(KindOfFile("a.ubk", kOpenInDesktop), FileKind::Data);
-  EXPECT_EQ(KindOfFile("a.ulb", kOpenInDesktop), FileKind::ForeignLibrary);
-}
-
 TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
   Start();
   CloseStudio();
@@ -265,7 +235,7 @@ TEST_F(MainFrameTest, RawAndMidiFilesAreSent) {
   EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("two.syx"), port + 1));
   EXPECT_TRUE(Logged("There is no MIDI OUT port " + std::to_string(port + 1)));
   EXPECT_TRUE(parts().transfers.files().SMFTransmit(Path("two.mid"), 1));
-  EXPECT_TRUE(WaitFor([this] { return !basics().out().GetMidiOutPort(0)->isBusy(); }));
+  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.files().Sending(); }));
   const auto sent = Sent();
   ASSERT_EQ(sent.size(), 4U);
   EXPECT_EQ(sent[3], "0:F07D010203F7");
