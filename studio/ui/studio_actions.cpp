@@ -300,11 +300,6 @@ bool DrvOpenNewEditor(TZKDrvLst* parent) {
   return true;
 }
 
-bool DrvOpenNewLibrary(TZKDrvLst* parent) {
-  parent->host().prompts().Say(kStudioTitle, "The Library window is not part of this version of the program yet.");
-  return false;
-}
-
 bool DrvRemoveAllDrivers(TZKDrvLst* parent) {
   const bool removed = parent->studio().DeleteAllDrivers(true);
   parent->host().StudioEdited();
