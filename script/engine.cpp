@@ -7,7 +7,7 @@
 #include "script/translated_code.h"
 
 // The loop that runs translated statements.  Each form of statement has a body in EngineForms, which is expanded into
-// the loop; a body returns the operation to go on with, those of ENDING_FORM null when the run is over.
+// the loop; a body returns the operation to go on with.
 
 namespace tonalith {
 
@@ -39,6 +39,7 @@ struct Engine {
   CallFrame* firstCall;
   CallFrame* call;            // behind the innermost one
   bool filtersClear = false;  // no statement since a call can have set receive filters
+  TranslatedOp* leave;        // what a run that is over goes on with
   int result = 0;
 };
 
@@ -121,12 +122,16 @@ struct EngineForms {
   // --- Bytes of the data
   TONALITH_FORM GetByte(Op* op, Engine& e) {
     const ZKMacro::Cursor& c = S(e).receive;
-    *op->target = c.memory.At(c.pos + *op->source);
+    const std::int64_t position = c.pos + *op->source;
+    const bool inside = static_cast<std::uint64_t>(position) < static_cast<std::uint64_t>(c.memory.size());
+    *op->target = inside ? c.memory.base()[position] : 0;
     return op + 1;
   }
   TONALITH_FORM PutByte(Op* op, Engine& e) {
     const ZKMacro::Cursor& c = M::Current(S(e));
-    c.memory.Put(c.pos + *op->source, static_cast<std::uint8_t>(*op->target));
+    const std::int64_t position = c.pos + *op->source;
+    const bool inside = static_cast<std::uint64_t>(position) < static_cast<std::uint64_t>(c.memory.size());
+    if (inside) c.memory.base()[position] = static_cast<std::uint8_t>(*op->target);
     return op + 1;
   }
   TONALITH_FORM GetPacked(Op* op, Engine& e) {
@@ -285,13 +290,13 @@ struct EngineForms {
   TONALITH_FORM Finish(Engine& e, int code) {
     if (e.call != e.firstCall) return EndCall(e, code);
     e.result = code;
-    return nullptr;
+    return e.leave;
   }
   // Everything is over.
   TONALITH_FORM Stop(Engine& e, int code) {
     while (e.call != e.firstCall) EndCall(e, code);
     e.result = code;
-    return nullptr;
+    return e.leave;
   }
 
   // --- Everything else
@@ -317,20 +322,20 @@ int ZKMacro::Execute(TranslatedCode& code) {
 #define FORM(name) &&name,
 #include "script/forms.def"
   };
+  TranslatedOp leave;
+  leave.form = Form::Leave;
   LoopFrame loops[kMaxLoopDepth];
   CallFrame calls[kMaxMacroDepth];
-  Engine engine{*this, *s_.session, &code, loops, loops, calls, calls};
+  Engine engine{*this, *s_.session, &code, loops, loops, calls, calls, false, &leave};
   TranslatedOp* op = code.start();
   goto* kBodies[static_cast<std::size_t>(op->form)];
 #define FORM(name)                    \
   name:                               \
   op = EngineForms::name(op, engine); \
   goto* kBodies[static_cast<std::size_t>(op->form)];
-#define ENDING_FORM(name)             \
-  name:                               \
-  op = EngineForms::name(op, engine); \
-  if (!op) return engine.result;      \
-  goto* kBodies[static_cast<std::size_t>(op->form)];
+#define LEAVING_FORM(name) \
+  name:                    \
+  return engine.result;
 #include "script/forms.def"
 }
 
