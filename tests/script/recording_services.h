@@ -8,7 +8,6 @@
 
 #include "platform/clock.h"
 #include "random_programs.h"
-#include "script/hydrasynth.h"
 #include "script/script_host.h"
 #include "script/script_services.h"
 
