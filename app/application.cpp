@@ -22,7 +22,11 @@
 #include "platform/atomic_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
+#include "script/transfer_engine.h"
+#include "services/main_window_messages.h"
+#include "services/script_bridge.h"
 #include "studio/package_install.h"
+#include "studio/shipped_modules.h"
 #include "ui/patch_selector.h"
 #include "ui/qt_text.h"
 
@@ -146,55 +150,40 @@ int CZKApp::Run() {
   return status;
 }
 
-std::unique_ptr<ZKBasics> CZKApp::AllocZKBasics(const CommandLine& commandLine) {
+std::unique_ptr<Program> CZKApp::AllocZKBasics(const CommandLine& commandLine) {
   const Folders folders = commandLine.MakeFolders();
   Prompts& prompts = scripted_ ? *scripted_ : static_cast<Prompts&>(prompts_);
-  auto basics = std::make_unique<ZKBasics>(folders, SystemClock(), prompts, dispatcher_);
+  auto program = std::make_unique<Program>(folders, SystemClock(), prompts, dispatcher_);
   if (simulated_) {
     simulation_ = std::make_unique<Simulation>(SystemClock(), folders.support + "/Simulated Instruments", fastCables_);
-    basics->midi().AddBackend(simulation_->backend());
+    program->midi().AddBackend(simulation_->backend());
     if (const std::string problem = simulation_->AttachAll(); !problem.empty()) MonitorMsg("%s", problem.c_str());
   } else {
-    basics->midi().AddBackend(MakeAlsaBackend());
-    basics->midi().AddBackend(MakeJackBackend());
+    program->midi().AddBackend(MakeAlsaBackend());
+    program->midi().AddBackend(MakeJackBackend());
   }
-  return basics;
+  return program;
 }
 
 void CZKApp::SetDisplayName(const std::string& name) {
   QApplication::setApplicationDisplayName(FromUtf8(name));
 }
 
-bool CZKApp::CreateMainFrame(ZKBasics& basics) {
-  const Paths& paths = basics.paths();
-  if (const Result result = EnsureInstrumentFolder(paths.MainGetInstrPath(), paths.MainGetResourcePath()); !result.ok())
-    MonitorMsg("%s", result.text.c_str());
-  if (const Result result = InstallShippedPackages(paths.MainGetResourcePath() + "/modules", paths.MainGetInstrPath());
-      !result.ok()) {
-    MonitorMsg("%s", result.text.c_str());
-  }
-  QApplication::setWindowIcon(QIcon(FromUtf8(paths.MainGetResourcePath() + "/ZKBmp/Tonalith.png")));
-  StudioPaths folders;
-  folders.instruments = paths.MainGetInstrPath();
-  folders.data = paths.MainGetDataPath();
-  folders.preferences = paths.CompanyConfigPath();
-  folders.applicationIni = paths.GetZKIni();
-  ports_ = std::make_unique<OpenStudioPorts>(basics.midi());
-  studio_ = std::make_unique<ZKStudioDoc>(folders, basics.prompts(), ports_.get());
-  frame_ = std::make_unique<CMainFrame>(basics, *studio_, *ports_, simulation_.get());
+// The window program shows what the user may install, so its instrument folder is there even without packages.
+void CZKApp::PrepareInstruments(const Paths& paths) {
+  const Result folder = EnsureInstrumentFolder(paths.MainGetInstrPath(), paths.MainGetResourcePath());
+  if (!folder.ok()) MonitorMsg("%s", folder.text.c_str());
+  if (const Result result = InstallShippedModules(paths); !result.ok()) MonitorMsg("%s", result.text.c_str());
+}
+
+bool CZKApp::CreateMainFrame(Program& program) {
+  PrepareInstruments(program.paths());
+  QApplication::setWindowIcon(QIcon(FromUtf8(program.paths().MainGetResourcePath() + "/ZKBmp/Tonalith.png")));
+  ports_ = std::make_unique<OpenStudioPorts>(program.midi());
+  studio_ = MakeStudio(program.paths(), program.prompts(), ports_.get());
+  frame_ = std::make_unique<CMainFrame>(program, *studio_, *ports_, simulation_.get());
   prompts_.SetParent(frame_.get());
-  basics.SetDocuments(frame_.get());
-  basics.SetStudio(frame_.get());
-  basics.SetTransferWindows(frame_.get());
-  basics.transfers().SetTransmitWindowOpener([this] { frame_->OpenTransmitWindow(-1, 0); });
-  basics.scripts().SetPatchSelector([this](const std::string& question, int current, int low, int high) {
-    std::optional<int> number;
-    dispatcher_.Call([&] {
-      ZKPatchSelector dialog(question, current, low, high, frame_.get());
-      if (dialog.exec() == QDialog::Accepted) number = dialog.Selected();
-    });
-    return number;
-  });
+  PlugIn(program, frame_.get());
   connect(
       qApp, &QGuiApplication::commitDataRequest, this,
       [this] {
@@ -203,6 +192,19 @@ bool CZKApp::CreateMainFrame(ZKBasics& basics) {
       },
       Qt::DirectConnection);
   return true;
+}
+
+// The dialog that scripts ask for a patch number with; a null frame takes it away.
+void CZKApp::PlugIn(Program& program, CMainFrame* frame) {
+  if (!frame) return program.scripts().SetPatchSelector({});
+  program.scripts().SetPatchSelector([this](const std::string& question, int current, int low, int high) {
+    std::optional<int> number;
+    dispatcher_.Call([&] {
+      ZKPatchSelector dialog(question, current, low, high, frame_.get());
+      if (dialog.exec() == QDialog::Accepted) number = dialog.Selected();
+    });
+    return number;
+  });
 }
 
 void CZKApp::SetManuals(const std::vector<Manual>& manuals, bool showInMenu) {
@@ -243,13 +245,7 @@ void CZKApp::CloseMainWindow() {
   splash_.reset();
   prompts_.SetQuitting(true);
   prompts_.SetParent(nullptr);
-  if (ZKBasics* services = basics()) {
-    services->SetDocuments(nullptr);
-    services->SetStudio(nullptr);
-    services->SetTransferWindows(nullptr);
-    services->transfers().SetTransmitWindowOpener({});
-    services->scripts().SetPatchSelector({});
-  }
+  if (program()) PlugIn(*program(), nullptr);
   frame_.reset();
 }
 

@@ -7,8 +7,8 @@
 
 #include "app/main_frame.h"
 #include "app/simulation.h"
+#include "services/program.h"
 #include "services/start_stop.h"
-#include "services/zkbasics.h"
 #include "studio/open_studio_ports.h"
 #include "ui/qt_dispatch.h"
 #include "ui/qt_prompts.h"
@@ -33,7 +33,8 @@ class CZKApp final : public QObject, public StartStopHost {
   // Starts, runs the main loop and ends; the exit status of the process.
   int Run();
 
-  ZKBasics* basics() { return sequence_.basics(); }
+  Program* program() { return sequence_.program(); }
+  ZKBasics* basics() { return program() ? &program()->basics() : nullptr; }
   CMainFrame* frame() { return frame_.get(); }
   ZKStudioDoc* studio() { return studio_.get(); }
   Simulation* simulation() { return simulation_.get(); }
@@ -47,9 +48,9 @@ class CZKApp final : public QObject, public StartStopHost {
   void Listen();
 
   // ---- StartStopHost
-  std::unique_ptr<ZKBasics> AllocZKBasics(const CommandLine& commandLine) override;
+  std::unique_ptr<Program> AllocZKBasics(const CommandLine& commandLine) override;
   void SetDisplayName(const std::string& name) override;
-  bool CreateMainFrame(ZKBasics& basics) override;
+  bool CreateMainFrame(Program& program) override;
   void SetManuals(const std::vector<Manual>& manuals, bool showInMenu) override;
   void RemoveMenuActions(const std::vector<std::string>& names) override;
   void UpdateAppTitleBar() override;
@@ -62,6 +63,8 @@ class CZKApp final : public QObject, public StartStopHost {
   void CleanUpModule(const char* name) override;
 
  private:
+  void PrepareInstruments(const Paths& paths);
+  void PlugIn(Program& program, CMainFrame* frame);
   void ReportStart();
   void TakeFiles();
   std::string ServerName() const;

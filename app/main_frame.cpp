@@ -1,178 +1,236 @@
 #include "app/main_frame.h"
 
 #include <QAction>
-#include <QDesktopServices>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDragEnterEvent>
 #include <QLabel>
 #include <QMdiArea>
-#include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMimeData>
+#include <QScreen>
 #include <QStatusBar>
-#include <QTimer>
-#include <QUrl>
-#include <algorithm>
 
-#include "app/audition_tones.h"
+#include "app/child_windows.h"
+#include "app/command_menus.h"
 #include "app/control_bar.h"
-#include "app/manual_dump_receiver.h"
-#include "app/midi_panic.h"
-#include "app/simulation.h"
-#include "services/zkbasics.h"
-#include "tools/monitor_registry.h"
+#include "app/frame_parts.h"
+#include "midi/port_system.h"
+#include "platform/ini_file.h"
+#include "platform/log.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/program_midi.h"
+#include "services/settings.h"
+#include "services/window_counters.h"
+#include "services/window_places.h"
 #include "ui/midi_activity.h"
-#include "ui/qt_text.h"
+#include "ui/window_base.h"
 
 namespace tonalith {
 
-CMainFrame::CMainFrame(ZKBasics& basics, ZKStudioDoc& studio, StudioPorts& ports, Simulation* simulation)
-    : basics_(basics),
-      studio_(studio),
-      ports_(ports),
+namespace {
+
+constexpr int kFramePlace = 0;
+constexpr const char* kPlacesSection = "Windows";
+constexpr const char* kMaximizedKey = "Maximized";
+constexpr const char* kStatusLineKey = "Status Line";
+constexpr const char* kActivityKey = "MIDI Activity";
+constexpr const char* kTabsKey = "Tabs";
+
+}  // namespace
+
+CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports, Simulation* simulation)
+    : program_(program),
       simulation_(simulation),
-      monitors_(ZKMonInitialize(basics.in(), basics.out(), basics.clock())),
-      jobs_(basics.clock(), 1),
-      area_(new QMdiArea(this)),
-      sendingTimer_(new QTimer(this)),
-      desktops_(basics.paths().MainGetDataPath(), kFirstDesktopCommand),
-      panic_(new MidiPanic(basics.midi().out(), this)),
-      tones_(new AuditionTones(basics.midi().out(), basics.settings(), this)),
-      controlBar_(new ZKControlBar(basics.paths().MainGetResourcePath(), this)) {
+      windows_(new ChildWindows(program.windowPlaces(), program.windowCounters(), this)),
+      menus_(new CommandMenus(menuBar(), this, [this] { return windows_->Active(); })),
+      controlBar_(new ZKControlBar(program.paths().MainGetResourcePath(), this)),
+      activity_(new MidiActivityDock(program.in(), program.out(), this)),
+      portsLabel_(new QLabel(this)) {
   setObjectName(QStringLiteral("CMainFrame"));
-  setCentralWidget(area_);
+  setCentralWidget(windows_->area());
   setAcceptDrops(true);
-  area_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-  area_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-  activity_ = new MidiActivityDock(basics_.midi().in(), basics_.midi().out(), this);
-  addDockWidget(Qt::RightDockWidgetArea, activity_);
-  activity_->hide();
-  portsLabel_ = new QLabel(this);
-  statusBar()->addPermanentWidget(portsLabel_);
-  controlBar_->MoveToCorner(this, basics_.MainToolbarCorner(-1));
-  SetupURLs();
-  BuildMenus();
-  connect(controlBar_->icons(), &TZKIconBar2::Command, this,
-          [this](int command) { RunCommand(static_cast<CommandId>(command)); });
-  connect(panic_, &MidiPanic::Ended, this, [this](bool complete) {
-    Status(complete ? tr("Every note was switched off.") : tr("Switching off every note was cancelled."));
-  });
-  area_->setContextMenuPolicy(Qt::CustomContextMenu);
-  connect(area_, &QMdiArea::customContextMenuRequested, this, &CMainFrame::ShowDesktopMenu);
-  connect(area_, &QMdiArea::subWindowActivated, this, [this] { UpdateCommands(); });
-  ConnectStudio();
-  studio_.SetChangeSink([this] {
-    if (studioWindow_) studioWindow_->Refresh();
-    TellMonitorsOfStudio();
-  });
-  connect(sendingTimer_, &QTimer::timeout, this, &CMainFrame::WatchSending);
-  portListener_ = basics_.AddPortListener([this](int changes) { PortsChanged(changes); });
+  BuildBars();
+  RegisterViewCommands();
+  RegisterWindowCommands();
+  parts_ = std::make_unique<FrameParts>(FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_});
+  connect(windows_, &ChildWindows::Changed, menus_, &CommandMenus::Update);
+  connect(windows_, &ChildWindows::StatusMessage, statusBar(),
+          [this](const QString& text) { statusBar()->showMessage(text); });
+  connect(menus_, &CommandMenus::Updated, this, &CMainFrame::UpdateBars);
+  portListener_ = program_.midiSide().AddPortListener([this](int changes) { PortsChanged(changes); });
   UpdateAppTitleBar();
-  manualDumps_ = new ManualDumpReceiver(*this, basics_, studio_);
   ReadPlace();
+  menus_->Update();
 }
 
 CMainFrame::~CMainFrame() {
-  receiver_.Forget();
-  delete manualDumps_;
-  sendingTimer_->stop();
-  panic_->Cancel();
-  tones_->Stop();
+  program_.midiSide().RemovePortListener(portListener_);
   // The windows inside go while there is still somebody to ask; none of their signals must reach a half-gone frame.
-  for (ZKWindow* child : Children()) disconnect(child, nullptr, this, nullptr);
-  disconnect(area_, nullptr, this, nullptr);
+  disconnect(windows_, nullptr, nullptr, nullptr);
+  disconnect(menus_, nullptr, this, nullptr);
   disconnect(activity_, nullptr, this, nullptr);
   hide();
   delete takeCentralWidget();
-  basics_.RemovePortListener(portListener_);
-  studio_.SetChangeSink({});
-  studio_.SetCloseHook({});
-  studio_.SetAutoSenseHook({});
-  jobs_.StopAll();
 }
 
-Prompts& CMainFrame::prompts() {
-  return basics_.prompts();
+// ---- menus and bars -------------------------------------------------------------------------------------------------
+
+void CMainFrame::BuildBars() {
+  addDockWidget(Qt::RightDockWidgetArea, activity_);
+  activity_->hide();
+  statusBar()->addPermanentWidget(portsLabel_);
+  controlBar_->MoveToCorner(this, program_.settings().MainToolbarCorner(-1));
+  connect(controlBar_->icons(), &TZKIconBar2::Command, this,
+          [this](int command) { RunCommand(static_cast<CommandId>(command)); });
+  connect(activity_, &QDockWidget::visibilityChanged, menus_, &CommandMenus::Update);
+}
+
+void CMainFrame::RegisterViewCommands() {
+  Settings& settings = program_.settings();
+  menus_->Register(CommandId::ViewControlBar,
+                   {[&settings] { settings.MainApplicationControlBar(!settings.MainApplicationControlBar(-1)); },
+                    {},
+                    [&settings] { return settings.MainApplicationControlBar(-1) != 0; }});
+  menus_->Register(
+      CommandId::ViewStatusBar,
+      {[this] { statusBar()->setVisible(statusBar()->isHidden()); }, {}, [this] { return !statusBar()->isHidden(); }});
+  menus_->Register(
+      CommandId::ViewMidiActivity,
+      {[this] { activity_->setVisible(activity_->isHidden()); }, {}, [this] { return !activity_->isHidden(); }});
+}
+
+void CMainFrame::RegisterWindowCommands() {
+  const auto any = [this] { return windows_->Empty() ? tr("No window is open.") : QString(); };
+  const auto free = [this, any] { return windows_->AsTabs() ? tr("The windows are shown as tabs.") : any(); };
+  menus_->Register(CommandId::WindowCascade, {[this] { windows_->Cascade(); }, free});
+  menus_->Register(CommandId::WindowTile, {[this] { windows_->Tile(); }, free});
+  menus_->Register(CommandId::WindowTabbed,
+                   {[this] { windows_->ShowAsTabs(!windows_->AsTabs()); }, {}, [this] { return windows_->AsTabs(); }});
+  menus_->Register(CommandId::WindowNext, {[this] { windows_->Next(); }, any});
+  menus_->Register(CommandId::WindowCloseAll, {[this] { windows_->CloseAll(); }, any});
+  QMenu* menu = menus_->Menu(MenuId::Window);
+  connect(menu, &QMenu::aboutToShow, windows_, [this, menu] { windows_->ListIn(menu); });
+}
+
+void CMainFrame::UpdateBars() {
+  for (const ControlBarSlot& slot : ControlBarSlots()) {
+    const QAction* action = ActionOf(static_cast<CommandId>(slot.command));
+    if (action) controlBar_->icons()->EnableButton(slot.command, action->isEnabled());
+  }
+  controlBar_->setVisible(program_.settings().MainApplicationControlBar(-1) != 0);
+  int outputs = 0;
+  program_.out().OUTNUMPORTS(&outputs);
+  portsLabel_->setText(tr("MIDI: %1 in, %2 out").arg(program_.in().InPorts()).arg(outputs));
+}
+
+void CMainFrame::RunCommand(CommandId command) {
+  menus_->Run(command);
+}
+
+QAction* CMainFrame::ActionOf(CommandId command) const {
+  return menus_->ActionOf(command);
+}
+
+void CMainFrame::RemoveMenuActions(const std::vector<std::string>& names) {
+  menus_->RemoveMenuActions(names);
+}
+
+void CMainFrame::SetManuals(const std::vector<std::pair<std::string, std::string>>& manuals, bool show) {
+  parts_->help.SetManuals(manuals, show);
+}
+
+void CMainFrame::LoadRecentFiles(int entries) {
+  parts_->recent.Load(entries);
+}
+
+void CMainFrame::UpdateAppTitleBar() {
+  setWindowTitle(simulation_ ? tr("Simulated instruments - Tonalith") : QStringLiteral("Tonalith"));
 }
 
 // ---- child windows --------------------------------------------------------------------------------------------------
 
 ZKWindow* CMainFrame::ActiveChild() const {
-  QMdiSubWindow* window = area_->currentSubWindow();
-  return window ? qobject_cast<ZKWindow*>(window->widget()) : nullptr;
+  return windows_->Active();
 }
 
 std::vector<ZKWindow*> CMainFrame::Children() const {
-  std::vector<ZKWindow*> children;
-  for (QMdiSubWindow* window : area_->subWindowList()) {
-    if (auto* child = qobject_cast<ZKWindow*>(window->widget())) children.push_back(child);
-  }
-  return children;
+  return windows_->All();
 }
 
-QMdiSubWindow* CMainFrame::SubWindowOf(const ZKWindow* window) const {
-  for (QMdiSubWindow* sub : area_->subWindowList()) {
-    if (sub->widget() == window) return sub;
-  }
-  return nullptr;
+void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
+  if (event->mimeData()->hasUrls()) event->acceptProposedAction();
 }
 
-void CMainFrame::Activate(ZKWindow* child) {
-  QMdiSubWindow* sub = SubWindowOf(child);
-  if (!sub) return;
-  if (sub->isMinimized()) sub->showNormal();
-  area_->setActiveSubWindow(sub);
-  child->setFocus();
+void CMainFrame::dropEvent(QDropEvent* event) {
+  parts_->files.OpenDropped(*event->mimeData());
+  event->acceptProposedAction();
 }
 
-void CMainFrame::AddChild(ZKWindow* window) {
-  window->setAttribute(Qt::WA_DeleteOnClose);
-  const QSize size = window->size();
-  QMdiSubWindow* sub = area_->addSubWindow(window);
-  const QSize frame = sub->size() - sub->contentsRect().size();
-  sub->resize((size + frame).boundedTo(area_->viewport()->size()));
-  PlaceChild(sub, window);
-  sub->setAttribute(Qt::WA_DeleteOnClose);
-  connect(window, &ZKWindow::StateChanged, this, &CMainFrame::UpdateCommands);
-  connect(window, &ZKWindow::StatusMessage, this, &CMainFrame::Status);
-  connect(window, &ZKWindow::Closing, this, [this, window] {
-    StoreChildPlace(window);
-    if (window == studioWindow_) studioWindow_.clear();
-  });
-  // Its own Close would make the menu's shortcut ambiguous.
-  for (QAction* action : sub->actions()) action->setShortcuts(QList<QKeySequence>());
-  if (QMenu* own = sub->systemMenu()) {
-    for (QAction* action : own->actions()) action->setShortcuts(QList<QKeySequence>());
-  }
-  sub->show();
-  // The free place that was found may lie outside.
-  const QSize room = area_->viewport()->size() - sub->size();
-  sub->move(std::clamp(sub->x(), 0, std::max(0, room.width())), std::clamp(sub->y(), 0, std::max(0, room.height())));
-  window->setFocus();
-  UpdateCommands();
-}
+// ---- ports ----------------------------------------------------------------------------------------------------------
 
-TZKBank* CMainFrame::OpenBank(DataFilePtr dataFile, const std::string& path) {
-  auto document = std::make_unique<ZKBankDoc>(std::move(dataFile));
-  document->SetPath(path);
-  auto* window = new TZKBank(std::move(document), *this);
-  AddChild(window);
-  return window;
+void CMainFrame::AskForPorts() {
+  parts_->midi.AskForPorts();
 }
-
-// ---- studio ---------------------------------------------------------------------------------------------------------
 
 void CMainFrame::PortsChanged(int changes) {
-  studio_.UpdateMidiPortsStatusChanged();
-  if (simulation_) simulation_->RouteInstruments(studio_, ports_);
-  for (ZKWindow* child : Children()) {
-    auto* bank = qobject_cast<TZKBank*>(child);
-    if (bank && !bank->document().IsBusy()) studio_.DrvUpdateDataFile(bank->document().dataFile());
-  }
+  parts_->studio.PortsChanged(changes);
   activity_->Rebuild();
-  TellMonitorsOfPorts(changes);
-  if (studioWindow_) studioWindow_->Refresh();
-  if (changes != 0)
-    Status((changes & kPortsRemoved) != 0 ? tr("A MIDI port went away.") : tr("A MIDI port was added."));
-  UpdateCommands();
+  if (changes != 0) {
+    statusBar()->showMessage((changes & kPortsRemoved) != 0 ? tr("A MIDI port went away.")
+                                                            : tr("A MIDI port was added."));
+  }
+  menus_->Update();
+}
+
+// ---- its place, and its end -----------------------------------------------------------------------------------------
+
+void CMainFrame::ReadPlace() {
+  const QRect available = screen()->availableGeometry();
+  const int width = fontMetrics().averageCharWidth() * 182;
+  resize(QSize(width, fontMetrics().height() * 46).boundedTo(available.size() * 9 / 10));
+  WindowPlace place;
+  if (program_.windowPlaces().Read(kFramePlace, place)) {
+    const QRect wanted(place.left, place.top, place.width, place.height);
+    // A screen that is no longer there must not hide the window.
+    if (available.intersects(wanted.adjusted(40, 0, -40, -40))) {
+      move(wanted.topLeft());
+      resize(wanted.size().boundedTo(available.size()));
+    }
+  }
+  const IniFile ini(program_.paths().GetZKIni());
+  if (ini.GetInt(kPlacesSection, kMaximizedKey) != 0) setWindowState(Qt::WindowMaximized);
+  statusBar()->setVisible(ini.GetInt(kPlacesSection, kStatusLineKey, 1) != 0);
+  activity_->setVisible(ini.GetInt(kPlacesSection, kActivityKey) != 0);
+  windows_->ShowAsTabs(ini.GetInt(kPlacesSection, kTabsKey) != 0);
+}
+
+void CMainFrame::StorePlace() {
+  const QRect place = isMaximized() ? normalGeometry() : QRect(pos(), size());
+  program_.windowPlaces().Store(kFramePlace, {place.x(), place.y(), place.width(), place.height()});
+  IniFile ini(program_.paths().GetZKIni());
+  ini.SetInt(kPlacesSection, kMaximizedKey, isMaximized() ? 1 : 0);
+  ini.SetInt(kPlacesSection, kStatusLineKey, statusBar()->isHidden() ? 0 : 1);
+  ini.SetInt(kPlacesSection, kActivityKey, activity_->isHidden() ? 0 : 1);
+  ini.SetInt(kPlacesSection, kTabsKey, windows_->AsTabs() ? 1 : 0);
+  if (const Result saved = ini.Save(); !saved.ok()) DebugLog("%s", saved.text.c_str());
+  windows_->StorePlaces();
+}
+
+void CMainFrame::SetQuitting() {
+  parts_->quit.SetQuitting();
+}
+
+void CMainFrame::closeEvent(QCloseEvent* event) {
+  if (!parts_->quit.Close()) {
+    event->ignore();
+    return;
+  }
+  StorePlace();
+  event->accept();
+  QApplication::quit();
 }
 
 }  // namespace tonalith

@@ -1,28 +1,22 @@
 #pragma once
 
-#include <QObject>
-#include <memory>
-
-#include "studio/manual_dumps.h"
-
-class QTimer;
+#include "app/frame_context.h"
+#include "studio/manual_dump_feed.h"
 
 namespace tonalith {
 
-class CMainFrame;
-class TZKBank;
-class ZKBasics;
+class InstrumentWindow;
+class StudioCommands;
 
-// Brings what instruments send on their own from the input threads to the windows.
-class ManualDumpReceiver final : public QObject, private ManualDumpHost {
+// Brings what instruments send on their own to the windows.
+class ManualDumpReceiver final : private ManualDumpHost {
  public:
-  // The frame is the parent; everything given must outlive the object.
-  ManualDumpReceiver(CMainFrame& frame, ZKBasics& basics, ZKStudioDoc& studio);
-  ~ManualDumpReceiver() override;
+  // Everything given must outlive the object.
+  ManualDumpReceiver(const FrameContext& frame, StudioCommands& studio);
+  ManualDumpReceiver(const ManualDumpReceiver&) = delete;
+  ManualDumpReceiver& operator=(const ManualDumpReceiver&) = delete;
 
  private:
-  struct Queue;
-
   // ---- ManualDumpHost
   ManualDumpMode Mode() const override;
   std::vector<DataFile*> OpenData() override;
@@ -32,16 +26,12 @@ class ManualDumpReceiver final : public QObject, private ManualDumpHost {
   void OpenNew(DataFilePtr dataFile) override;
   void Tell(const std::string& sentence) override;
 
-  void TakeQueue();
-  void Tick();
-  TZKBank* WindowOf(const DataFile* dataFile) const;
+  InstrumentWindow* WindowOf(const DataFile* dataFile) const;
 
-  CMainFrame& frame_;
-  ZKBasics& basics_;
+  FrameContext frame_;
+  StudioCommands& studio_;
   ManualDumps dumps_;
-  std::shared_ptr<Queue> queue_;
-  QTimer* timer_;
-  int monitor_ = 0;
+  ManualDumpFeed feed_;
 };
 
 }  // namespace tonalith

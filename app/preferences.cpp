@@ -17,6 +17,10 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "midi/port_system.h"
+#include "platform/prompts.h"
+#include "services/paths.h"
+#include "services/settings.h"
 #include "services/zkbasics.h"
 #include "ui/qt_text.h"
 

@@ -9,6 +9,8 @@
 #include <filesystem>
 
 #include "app/preferences.h"
+#include "platform/prompts.h"
+#include "services/paths.h"
 #include "services/zkbasics.h"
 #include "tools/monitor_lines.h"
 #include "ui/qt_text.h"

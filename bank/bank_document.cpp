@@ -1,34 +1,59 @@
 #include "bank/bank_document.h"
 
 #include <algorithm>
-#include <cstring>
+#include <span>
 #include <utility>
 
 #include "data/container.h"
 #include "data/patch_names.h"
+#include "platform/log.h"
 #include "platform/text.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr std::size_t kMaxBackups = 50;
-
-// Takes over every buffer of `from` while the record itself, which others may point to, stays where it is.
-void TakeContents(DataFile& to, DataFile& from) {
-  std::swap(to, from);
+// Only what comes before the first separator.
+std::string FirstComponent(const std::string& text) {
+  return text.substr(0, text.find_first_of("/\\:"));
 }
 
-bool SameBytes(const void* a, std::uint32_t aSize, const void* b, std::uint32_t bSize) {
-  if (!a || !b) return (!a || !aSize) && (!b || !bSize);
-  return aSize == bSize && std::memcmp(a, b, aSize) == 0;
+Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path, DataFilePtr* dataFile) {
+  DataFilePtr read(AllocDataFile());
+  ContainerReader reader(bytes);
+  FormReadOptions options;
+  options.mode = 1;
+  const int code = read ? reader.DiskReadForm(read.get(), options) : static_cast<int>(kDiskNoMemory);
+  if (code != kDiskOk || !read->synth || !read->body) {
+    return Result::Failure("The file " + path + " is not a bank or patch of this program.", code ? code : kDiskNotOurs);
+  }
+  *dataFile = std::move(read);
+  return Result::Success();
 }
 
 }  // namespace
 
-ZKBankDoc::ZKBankDoc(DataFilePtr dataFile) : dataFile_(std::move(dataFile)) {}
+ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
+    : dataFile_(dataFile ? std::move(dataFile) : DataFilePtr(AllocDataFile())), target_(dataFile_.get()) {
+  history().SetTarget(&target_);
+}
 
 ZKBankDoc::~ZKBankDoc() = default;
+
+std::string ZKBankDoc::Title() const {
+  return Latin1ToUtf8(Description());
+}
+
+std::string ZKBankDoc::FolderName() const {
+  std::string folder = FirstComponent(FieldText(synth().reserved206));
+  if (folder.empty()) folder = FirstComponent(GetDefn(synth()));
+  return folder == "." || folder == ".." ? std::string() : Latin1ToUtf8(folder);
+}
+
+std::string ZKBankDoc::Extension() const {
+  const std::string extension = FieldText(synth().reserved238);
+  return extension.empty() ? Document::Extension() : Latin1ToUtf8(FixInvalidFilenameCharacters(extension));
+}
 
 std::string ZKBankDoc::Description() const {
   std::string maker = dataFile_->xtra ? FieldText(dataFile_->xtra->instrumentName) : std::string();
@@ -66,7 +91,7 @@ std::uint32_t ZKBankDoc::NameLength() const {
 }
 
 std::string ZKBankDoc::ReadOnlyReason() const {
-  if (busy_) return "This data is being transferred; please wait until the transfer has ended.";
+  if (IsBusy()) return BusyReason();
   const auto layout = LayoutOf(*dataFile_);
   if (!layout.editable) return "This data cannot be edited: " + layout.problem;
   return {};
@@ -76,52 +101,29 @@ Result ZKBankDoc::Rename(int patch, const std::string& name) {
   if (const std::string reason = ReadOnlyReason(); !reason.empty()) return Result::Failure(reason);
   if (NameLength() == 0) return Result::Failure("The patches of this data type have no names.");
   if (patch < 0 || patch >= PatchCount()) return Result::Failure("There is no such patch.");
-  std::string cut = name.substr(0, NameLength());
+  const std::string cut = name.substr(0, NameLength());
   if (cut == GetPatchName(patch)) return Result::Success();
-  CreateBackup("Rename");
+  HistoryGroup change(history(), "Rename");
+  history().RememberWhole(IdOf(DataBuffer::Body));
+  history().RememberWhole(IdOf(DataBuffer::VoiceNames));
   if (!SetPatchName(dataFile_.get(), patch, cut)) {
-    backups_.pop_back();
     return Result::Failure("The name could not be written into this data.");
   }
-  modified_ = true;
-  status_ = "Rename";
-  Tell(Change::Patch, patch);
+  change.Commit();
+  SetStatus("Rename");
+  Tell(DocumentChange::Kind::Item, patch);
   return Result::Success();
 }
 
 void ZKBankDoc::CreateBackup(const std::string& description) {
-  DataFilePtr copy(DupForUser(dataFile_.get()));
-  if (!copy) return;
-  if (backups_.size() >= kMaxBackups) backups_.erase(backups_.begin());
-  backups_.push_back({std::move(copy), description.substr(0, 255), modified_});
+  history().Begin(description);
+  history().RememberEverything();
 }
 
-void ZKBankDoc::DeleteBackups() {
-  backups_.clear();
-}
-
-std::string ZKBankDoc::UndoText() const {
-  return backups_.empty() ? std::string() : backups_.back().description;
-}
-
-bool ZKBankDoc::CmEditUndo() {
-  if (busy_ || backups_.empty()) return false;
-  Backup backup = std::move(backups_.back());
-  backups_.pop_back();
-  TakeContents(*dataFile_, *backup.dataFile);
-  modified_ = backup.modified;
-  status_ = "Undo " + backup.description;
-  Tell(Change::All);
-  return true;
-}
-
-bool ZKBankDoc::SameAs(const DataFile& other) const {
-  const DataFile& own = *dataFile_;
-  return SameBytes(own.body, own.bodySize, other.body, other.bodySize) &&
-         SameBytes(own.synth, own.synthSize, other.synth, other.synthSize) &&
-         SameBytes(own.voiceNames, own.voiceNamesSize, other.voiceNames, other.voiceNamesSize) &&
-         SameBytes(own.emptyMap, own.emptyMapSize, other.emptyMap, other.emptyMapSize) &&
-         SameBytes(own.xtra, own.xtraSize, other.xtra, other.xtraSize);
+bool ZKBankDoc::EndBackup() {
+  const bool changed = history().End();
+  if (changed) SetStatus(UndoText());
+  return changed;
 }
 
 void ZKBankDoc::BeginReceive(const std::string& description) {
@@ -130,71 +132,53 @@ void ZKBankDoc::BeginReceive(const std::string& description) {
 }
 
 bool ZKBankDoc::EndReceive() {
-  const bool changed = backups_.empty() || !SameAs(*backups_.back().dataFile);
-  if (!changed) {
-    backups_.pop_back();
-  } else {
-    modified_ = true;
-    status_ = backups_.empty() ? "Get from Instrument" : backups_.back().description;
-  }
-  busy_ = false;
-  Tell(Change::All);
+  const bool changed = EndBackup();
+  SetBusy(false);
+  Tell(DocumentChange::Kind::Everything);
   return changed;
 }
 
-void ZKBankDoc::SetBusy(bool busy) {
-  busy_ = busy;
-  Tell(Change::State);
-}
+// ---- files ----------------------------------------------------------------------------------------------------------
 
-Result ZKBankDoc::Save(const std::string& path) {
-  if (busy_) return Result::Failure(ReadOnlyReason());
-  if (!dataFile_->fileName || dataFile_->fileNameSize < kFileNameSize) {
-    FreeChunk(dataFile_->fileName, dataFile_->fileNameSize);
-    AllocChunk(&dataFile_->fileName, &dataFile_->fileNameSize, kFileNameSize);
-  }
-  if (dataFile_->fileName) CopyText(dataFile_->fileName, kFileNameSize, CutUtf8(path, kFileNameSize - 1));
-  std::vector<std::uint8_t> bytes;
-  if (!DiskWriteForm(&bytes, *dataFile_)) return Result::Failure("This data cannot be written as a file.");
-  if (const int code = DiskSaveFile(path, bytes); code != 0) {
-    return Result::Failure("The file " + path + " could not be written; the former file was left as it is.", code);
-  }
-  path_ = path;
-  modified_ = false;
-  status_ = "Saved";
-  Tell(Change::State);
+Result ZKBankDoc::Open(const std::string& path, std::unique_ptr<ZKBankDoc>* document) {
+  auto made = std::make_unique<ZKBankDoc>(nullptr);
+  if (Result result = made->Load(path); !result.ok()) return result;
+  *document = std::move(made);
   return Result::Success();
 }
 
 Result ZKBankDoc::Load(const std::string& path, DataFilePtr* dataFile) {
-  std::vector<std::uint8_t> bytes;
-  if (const int code = DiskLoadFile(path, &bytes); code != 0) {
-    return Result::Failure("The file " + path + " could not be read.", code);
-  }
-  DataFilePtr read(AllocDataFile());
-  ContainerReader reader(bytes);
-  FormReadOptions options;
-  options.mode = 1;
-  const int code = read ? reader.DiskReadForm(read.get(), options) : 6;
-  if (code != 0 || !read->synth || !read->body) {
-    return Result::Failure("The file " + path + " is not a bank or patch of this program.", code ? code : 3);
-  }
-  *dataFile = std::move(read);
+  std::unique_ptr<ZKBankDoc> document;
+  if (Result result = Open(path, &document); !result.ok()) return result;
+  *dataFile = std::move(document->dataFile_);
   return Result::Success();
 }
 
-int ZKBankDoc::AddListener(Listener listener) {
-  listeners_.emplace_back(nextListener_, std::move(listener));
-  return nextListener_++;
+Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
+  DataFilePtr read;
+  if (Result result = ReadDataFile(bytes, path, &read); !result.ok()) return result;
+  // Every buffer is taken over while the record itself, which others may point to, stays where it is.
+  std::swap(*dataFile_, *read);
+  return Result::Success();
 }
 
-void ZKBankDoc::RemoveListener(int id) {
-  std::erase_if(listeners_, [id](const auto& entry) { return entry.first == id; });
+std::string ZKBankDoc::CannotRead(const std::string& path, const std::string& reason) const {
+  DebugLog("%s", reason.c_str());
+  return "The file " + path + " could not be read.";
 }
 
-void ZKBankDoc::Tell(Change change, int patch) {
-  const auto listeners = listeners_;
-  for (const auto& [id, listener] : listeners) listener(change, patch);
+std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& reason) const {
+  DebugLog("%s", reason.c_str());
+  return "The file " + path + " could not be written; the former file was left as it is.";
+}
+
+Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {
+  const bool written = path.empty() ? DiskWriteForm(bytes, *dataFile_) : DiskWriteFormAs(bytes, *dataFile_, path);
+  return written ? Result::Success() : Result::Failure("This data cannot be written as a file.");
+}
+
+void ZKBankDoc::FileWritten(const std::string& path) {
+  SetFileName(dataFile_.get(), path);
 }
 
 }  // namespace tonalith

@@ -1,31 +1,43 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "data/data_records.h"
+#include "document/data_file_target.h"
+#include "document/document.h"
 #include "platform/result.h"
 
 namespace tonalith {
 
 // One bank of patches (or one single patch) with its history.  Works without a window; used on the user-interface
 // thread only.  Texts are instrument bytes (Latin-1) unless said otherwise.
-class ZKBankDoc {
+class ZKBankDoc : public Document {
  public:
-  // What a listener is told: everything changed, or one patch.
-  enum class Change { All, Patch, State };
-  using Listener = std::function<void(Change change, int patch)>;
-
+  // Null is an empty record, to be loaded.
   explicit ZKBankDoc(DataFilePtr dataFile);
-  ~ZKBankDoc();
-  ZKBankDoc(const ZKBankDoc&) = delete;
-  ZKBankDoc& operator=(const ZKBankDoc&) = delete;
+  ~ZKBankDoc() override;
 
-  // Owned by the document; a transfer may work on it while the document is busy.
+  // A document of a file, and the data of a file alone.
+  static Result Open(const std::string& path, std::unique_ptr<ZKBankDoc>* document);
+  static Result Load(const std::string& path, DataFilePtr* dataFile);
+  using Document::Load;
+
+  // Owned by the document; stays the same object for its life.  A transfer may work on it while the document is busy.
   DataFile* dataFile() const { return dataFile_.get(); }
   const Synth& synth() const { return *dataFile_->synth; }
+
+  std::string Title() const override;
+  FileKind Kind() const override { return FileKind::Data; }
+  WindowType Window() const override { return WindowType::BankEditor; }
+  // True when nothing was received or read yet.
+  bool IsEmpty() const override;
+  // As the data type says.
+  std::string FolderName() const override;
+  std::string Extension() const override;
+  std::string ReadOnlyReason() const override;
 
   // Maker and model, a blank, and the data type ("Yamaha DX7 Voice Bank").
   std::string Description() const;
@@ -35,63 +47,39 @@ class ZKBankDoc {
   std::string GetPatchName(int patch) const;
   // False: the slot holds nothing yet.
   bool IsPatchDefined(int patch) const;
-  // True when nothing was received or read yet.
-  bool IsEmpty() const;
   // Longest name in characters; 0: this data has no names that can be changed.
   std::uint32_t NameLength() const;
-  // Why the data cannot be edited; empty when it can.
-  std::string ReadOnlyReason() const;
 
   // Writes a name into the image or the separate names.  The same name as before changes nothing.
   Result Rename(int patch, const std::string& name);
 
-  // Keeps a snapshot of everything (bytes, names, texts, bitmaps) that Undo brings back.
+  // Whatever changes in dataFile() from here to EndBackup (bytes, names, texts, bitmaps, sizes) is one entry of the
+  // history.  EndBackup returns false, and there is no entry, when nothing did.
   void CreateBackup(const std::string& description);
-  void DeleteBackups();
-  bool CanUndo() const { return !backups_.empty(); }
-  std::string UndoText() const;
-  bool CmEditUndo();
+  bool EndBackup();
+  void DeleteBackups() { history().Clear(); }
+  bool CmEditUndo() { return Undo().ok(); }
+  bool CmEditRedo() { return Redo().ok(); }
 
-  // To be called around a receive into dataFile(): the snapshot is dropped again when nothing changed.
+  // To be called around a receive into dataFile(): what it changed is one entry of the history.
   void BeginReceive(const std::string& description = "Get from Instrument");
   // Tells the listeners; returns true when the data differs from what it was before.
   bool EndReceive();
+  // The data came from elsewhere and no file holds it.
+  using Document::MarkChanged;
   // Patches of a running receive are in place.
-  void PatchesArrived() { Tell(Change::All); }
-  bool IsBusy() const { return busy_; }
-  // While busy, editing, saving and closing are refused with a sentence.
-  void SetBusy(bool busy);
+  void PatchesArrived() { Tell(DocumentChange::Kind::Everything); }
 
-  bool IsModified() const { return modified_; }
-  // The file the data was read from or saved to (UTF-8); empty: none yet.
-  const std::string& path() const { return path_; }
-  void SetPath(const std::string& path) { path_ = path; }
-  // Writes the data file as a whole; the former file stays when anything fails.
-  Result Save(const std::string& path);
-  static Result Load(const std::string& path, DataFilePtr* dataFile);
-
-  // Description of the last operation.
-  const std::string& StatusText() const { return status_; }
-  int AddListener(Listener listener);
-  void RemoveListener(int id);
+ protected:
+  Result WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) override;
+  Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) override;
+  void FileWritten(const std::string& path) override;
+  std::string CannotRead(const std::string& path, const std::string& reason) const override;
+  std::string CannotWrite(const std::string& path, const std::string& reason) const override;
 
  private:
-  struct Backup {
-    DataFilePtr dataFile;
-    std::string description;
-    bool modified;
-  };
-  void Tell(Change change, int patch = -1);
-  bool SameAs(const DataFile& other) const;
-
   DataFilePtr dataFile_;
-  std::vector<Backup> backups_;
-  std::vector<std::pair<int, Listener>> listeners_;
-  std::string path_;
-  std::string status_;
-  bool modified_ = false;
-  bool busy_ = false;
-  int nextListener_ = 1;
+  DataFileTarget target_;
 };
 
 }  // namespace tonalith

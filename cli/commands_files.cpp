@@ -26,12 +26,11 @@ constexpr std::uint32_t kMessagePauseMs = 20;  // time an instrument has between
 Result Rename(Session& session, const std::vector<std::string>& words) {
   const auto slot = ParseInteger(words[1]);
   if (!slot || *slot < 0 || *slot > 65535) return Result::Failure("SLOT is a number from 0, not \"" + words[1] + "\".");
-  DataFilePtr data;
-  if (Result read = ZKBankDoc::Load(words[0], &data); !read.ok()) {
+  ZKBankDoc document(nullptr);
+  if (Result read = document.Load(words[0]); !read.ok()) {
     read.text += "  Raw SysEx becomes a data file with \"import\".";
     return read;
   }
-  ZKBankDoc document(std::move(data));
   const int patch = static_cast<int>(*slot);
   if (patch >= document.PatchCount())
     return Result::Failure(words[0] + " has the slots 0 to " + std::to_string(document.PatchCount() - 1) + ".");
@@ -44,7 +43,7 @@ Result Rename(Session& session, const std::vector<std::string>& words) {
   // The name is part of what checksums protect; they are renewed as for sending.
   std::vector<RenderedMessage> unused;
   RenderData(session, document.dataFile(), &unused);
-  if (Result result = document.Save(words[0]); !result.ok()) return result;
+  if (Result result = document.Save(); !result.ok()) return result;
   const std::string stored = document.GetPatchName(patch);
   if (stored != TrimmedView(name))
     session.environment().err << "tonalith-cli rename: The instrument writes this name \"" << Latin1ToUtf8(stored)

@@ -18,9 +18,13 @@
 #include "midi/midi_input.h"
 #include "midi/midi_output.h"
 #include "platform/clock.h"
+#include "platform/jobs.h"
 #include "script/compiler.h"
 #include "script/interpreter.h"
 #include "script/transfer_engine_services.h"
+#include "services/hosts.h"
+#include "services/main_window_messages.h"
+#include "services/script_router.h"
 #include "simulator/conversation.h"
 
 namespace tonalith {
@@ -78,12 +82,26 @@ class TrafficLog {
   std::ostream& out_;
 };
 
+// What a script may ask of the program that runs it: the main window's variables.  Nobody else is there.
+struct RunProgram {
+  explicit RunProgram(Clock& clock) : dispatcher(clock), router(dispatcher, clock), mainWindow(router, appVars) {}
+  Dispatcher dispatcher;
+  ScriptRouter router;
+  ZKAppVars appVars;
+  MainWindowMessages mainWindow;
+};
+
 // The services of a script on one cable whose far end plays the replies.
 class RunServices final : public MidiScriptServices {
  public:
   RunServices(MidiOut& midiOut, MidiIn& midiIn, std::shared_ptr<VirtualEndpoint> endpoint, TrafficLog& log,
-              RunRequest& request, std::ostream& err)
-      : MidiScriptServices(midiOut, midiIn), endpoint_(std::move(endpoint)), log_(log), request_(request), err_(err) {}
+              RunRequest& request, ScriptHost& host, std::ostream& err)
+      : MidiScriptServices(midiOut, midiIn),
+        endpoint_(std::move(endpoint)),
+        log_(log),
+        request_(request),
+        host_(host),
+        err_(err) {}
 
   int SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) override {
     const int sent = MidiScriptServices::SendDataPort(bytes, port, context);
@@ -122,6 +140,7 @@ class RunServices final : public MidiScriptServices {
     if (index < 0 || static_cast<std::size_t>(index) >= request_.macros.size()) return {};
     return request_.macros[static_cast<std::size_t>(index)];
   }
+  ScriptHost* Host() override { return &host_; }
   void DisplayMessage(const std::string& text, TransferContext&) override { err_ << text << '\n'; }
   void MonitorLine(const std::string& text) override { err_ << text << '\n'; }
 
@@ -143,6 +162,7 @@ class RunServices final : public MidiScriptServices {
   std::shared_ptr<VirtualEndpoint> endpoint_;
   TrafficLog& log_;
   RunRequest& request_;
+  ScriptHost& host_;
   std::ostream& err_;
   std::optional<RunBytes> reply_;
 };
@@ -394,9 +414,11 @@ int RunRun(const std::vector<std::string>& args, std::istream& in, std::ostream&
     const int monitor =
         wire.out.AddMonitor([&log](int, std::span<const std::uint8_t> message) { log.Line("OUT", message); });
     if (player) PlayConversation(wire, *player, playerMutex, log);
-    RunServices services(wire.out, wire.in, wire.endpoint, log, request, err);
+    RunProgram program(clock);
+    RunServices services(wire.out, wire.in, wire.endpoint, log, request, program.router, err);
     TransferContext context;
     outcome = RunTransferMacro(services, context, request.synth, request.code, image, request.x, 0);
+    program.dispatcher.RunQueued();
     wire.out.MidiOutWaitIdle(0, 600'000);
     clock.SleepUs(kReplyDelayUs);
     wire.endpoint->SetReceiver({});

@@ -126,7 +126,7 @@ class TransferCommand {
 
   // Plugs in what is at the other end and opens the ports.  `instrument` may be null when no module knows the data.
   Result Prepare(ZKDrvList* instrument, bool needsInput) {
-    rig_.services().SetTimeout(options_.timeout);
+    rig_.services().SetReceiveTimeout(options_.timeout);
     Result result = Result::Success();
     if (options_.isVirtual) result = PlugSimulated(instrument);
     if (options_.isConversation) result = PlugTalk();

@@ -8,6 +8,7 @@
 #include "bank/bank_document.h"
 #include "data/sysex_split.h"
 #include "platform/atomic_file.h"
+#include "platform/clock.h"
 #include "platform/text.h"
 #include "script/render_transmission.h"
 #include "script/transfer_engine.h"
@@ -20,34 +21,26 @@ Session::Session(CliEnvironment& environment)
       console_(environment.in, environment.err, environment.canAsk),
       scripted_(ScriptedPrompts::FromEnvironment()),
       activePrompts_(scripted_ ? static_cast<Prompts*>(scripted_.get()) : &console_),
-      registry_(RegistryFile(environment.folders), "Tonalith", activePrompts_),
-      paths_(environment.folders, registry_) {
-  paths_.ConfigBasics();
-  settings_.MainLoadConfig(paths_.BuildConfigFilename(), paths_.MainGetPreferencesIni(),
-                           paths_.MainGetPreferencesPath());
+      program_(environment.folders, SystemClock(), *activePrompts_, dispatcher_) {
+  program_.ConfigBasics();
+  program_.LoadConfig();
 }
 
 Session::~Session() = default;
 
 void Session::InstallModules() {
-  const Result result = InstallShippedModules(paths_.MainGetResourcePath(), paths_.MainGetInstrPath());
+  const Result result = InstallShippedModules(paths());
   if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
 }
 
-void Session::MakeStudio() {
-  StudioPaths folders{paths_.MainGetInstrPath(), paths_.MainGetDataPath(), paths_.CompanyConfigPath(),
-                      paths_.GetZKIni()};
-  studio_ = std::make_unique<ZKStudioDoc>(std::move(folders), *activePrompts_);
-}
-
 void Session::LoadInstalledStudio() {
-  MakeStudio();
+  studio_ = MakeStudio(paths(), *activePrompts_);
   studio_->LoadStudio();
 }
 
 void Session::LoadStudio() {
-  MakeStudio();
-  const Result result = LoadStudioWithShippedModules(*studio_, paths_.MainGetResourcePath());
+  studio_ = MakeStudio(paths(), *activePrompts_);
+  const Result result = LoadStudioWithShippedModules(*studio_, paths().MainGetResourcePath());
   if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
   // A studio file that could not be used, modules that could not be loaded.
   for (const std::string& notice : TakeNotices())
@@ -62,7 +55,7 @@ const Recognizer& Session::recognizer() {
 Result Session::FindInstrument(const std::string& name, ZKDrvList** instrument) {
   const auto& instruments = studio_->instruments();
   if (instruments.empty())
-    return Result::Failure("No instrument module is installed in " + paths_.MainGetInstrPath() + ".");
+    return Result::Failure("No instrument module is installed in " + paths().MainGetInstrPath() + ".");
   std::vector<std::string> names;
   for (const auto& entry : instruments) names.push_back(entry->DisplayKey());
   std::size_t chosen = 0;

@@ -7,18 +7,19 @@
 #include <string>
 #include <vector>
 
-#include "cli/command_line_tool.h"
+#include "cli/command.h"
 #include "cli/console_prompts.h"
+#include "platform/jobs.h"
 #include "platform/result.h"
 #include "services/paths.h"
-#include "services/registry.h"
+#include "services/program.h"
 #include "services/settings.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
 
-// The core without a window: folders, settings and the studio with the modules the program comes with.
+// The program without a window: its prompts on the console, and the studio with the modules it comes with.
 class Session {
  public:
   // Makes the folders; nothing is loaded yet.
@@ -35,14 +36,15 @@ class Session {
   void LoadInstalledStudio();
 
   CliEnvironment& environment() { return environment_; }
-  Paths& paths() { return paths_; }
-  Settings& settings() { return settings_; }
+  Program& program() { return program_; }
+  Paths& paths() { return program_.paths(); }
+  Settings& settings() { return program_.settings(); }
   Prompts& prompts() { return *activePrompts_; }
   // What the program told since the last call, in sentences; empty with scripted prompts.
   std::vector<std::string> TakeNotices() { return console_.TakeNotices(); }
   ZKStudioDoc& studio() { return *studio_; }  // after LoadStudio
   const Recognizer& recognizer();             // after LoadStudio
-  std::filesystem::path instruments() const { return paths_.MainGetInstrPath(); }
+  std::filesystem::path instruments() const { return program_.paths().MainGetInstrPath(); }
 
   // By display name, or a part of it that only one has; without regard to case.
   Result FindInstrument(const std::string& name, ZKDrvList** instrument);
@@ -50,15 +52,12 @@ class Session {
   Result FindType(ZKDrvList* instrument, const std::string& name, ZKDrvList** driver);
 
  private:
-  void MakeStudio();
-
   CliEnvironment& environment_;
   ConsolePrompts console_;
   std::unique_ptr<ScriptedPrompts> scripted_;
   Prompts* activePrompts_;
-  Registry registry_;
-  Paths paths_;
-  Settings settings_;
+  Dispatcher dispatcher_;
+  Program program_;
   std::unique_ptr<ZKStudioDoc> studio_;
   std::unique_ptr<Recognizer> recognizer_;
 };

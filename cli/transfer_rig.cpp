@@ -27,47 +27,7 @@ extern "C" void NoteInterrupt(int) {
   interruptSeen = 1;
 }
 
-std::string OneSentence(std::string_view text) {
-  std::string line = ReplaceAll(ReplaceAll(text, "\r\n", " "), "\n", " ");
-  line = std::string(TrimmedView(line));
-  if (!line.empty() && line.back() != '.' && line.back() != '!' && line.back() != '*') line += '.';
-  return line;
-}
-
 }  // namespace
-
-// ---------------------------------------------------------------------------------------------------- services
-
-int CliScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
-                                       TransferContext& context) {
-  if (timeoutMs_ <= 0) return MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
-  const std::int64_t own = std::exchange(context.receiveTimeoutMs, timeoutMs_);
-  const int stored = MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
-  context.receiveTimeoutMs = own;
-  return stored;
-}
-
-int CliScriptServices::Setting(ScriptSetting setting) {
-  Settings& settings = session_.settings();
-  switch (setting) {
-    case ScriptSetting::DefaultMidiChannel:
-      return settings.Value(SettingId::MainMidiChannel);
-    case ScriptSetting::Delay:
-      return settings.Value(SettingId::MainDelay);
-    case ScriptSetting::MidiDelay:
-      return settings.MidiDelay();
-    default:
-      return 0;
-  }
-}
-
-int CliScriptServices::PreferencesInt(std::string_view section, std::string_view key, int fallback) {
-  return IniFile(session_.paths().MainGetPreferencesIni()).GetInt(std::string(section), std::string(key), fallback);
-}
-
-std::string CliScriptServices::PreferencesText(std::string_view section, std::string_view key) {
-  return IniFile(session_.paths().MainGetPreferencesIni()).GetString(std::string(section), std::string(key));
-}
 
 // ---------------------------------------------------------------------------------------------------- interrupts
 
@@ -105,29 +65,24 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
     backend_ = std::make_shared<VirtualBackend>(*clock_);
     studio_ = std::make_unique<VirtualStudio>(*backend_, VirtualStudio::Options{kCableRate});
   }
-  midi_ = std::make_unique<MidiPortSystem>(*clock_, &session.prompts());
+  dispatcher_ = std::make_unique<Dispatcher>(*clock_);
+  midiSide_ = session.program().MakeMidi(*clock_, *dispatcher_);
   if (backend_) {
-    midi_->AddBackend(backend_);
+    midi().AddBackend(backend_);
   } else {
-    midi_->AddBackend(MakeJackBackend());
-    midi_->AddBackend(MakeAlsaBackend());
+    midi().AddBackend(MakeJackBackend());
+    midi().AddBackend(MakeAlsaBackend());
   }
-  session.settings().SetPacingSink(
-      [this](const std::int16_t values[5]) { midi_->out().OtAMidiSetPreferencesParms(values); });
-  session.settings().PushPacing();
-  midi_->out().SetGlobalMidiDelay(static_cast<std::uint32_t>(std::max(0, session.settings().MidiDelay())));
-  midi_->Start();
-  services_ = std::make_unique<CliScriptServices>(*midi_, session);
-  engine_ = std::make_unique<TransferEngine>(*services_, session.prompts(), &midi_->out());
-  services_->SetTransferEngine(engine_.get());
+  midi().Start();
+  desk().SetOptions({virtualClock_ ? kSettleVirtualMs : kSettleRealMs});
   exchangeUs_ = clock_->NowUs();
-  inMonitor_ = midi_->in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
+  inMonitor_ = midi().in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
     Note("IN", message);
     if (message.size() < 2 || message.front() != 0xF0 || message.back() != 0xF7) return;
     const std::lock_guard guard(receivedMutex_);
     received_.insert(received_.end(), message.begin(), message.end());
   });
-  outMonitor_ = midi_->out().AddMonitor([this](int, std::span<const std::uint8_t> message) { Note("OUT", message); });
+  outMonitor_ = midi().out().AddMonitor([this](int, std::span<const std::uint8_t> message) { Note("OUT", message); });
 }
 
 // Waits between an OUT and the IN that follows it are written; before an OUT they say nothing about the other side.
@@ -141,12 +96,9 @@ void TransferRig::Note(const char* direction, std::span<const std::uint8_t> mess
 }
 
 TransferRig::~TransferRig() {
-  midi_->in().RemoveMidiInMonitor(inMonitor_);
-  midi_->out().RemoveMonitor(outMonitor_);
-  session_.settings().SetPacingSink({});
-  engine_.reset();
-  services_.reset();
-  midi_->Stop();
+  midi().in().RemoveMidiInMonitor(inMonitor_);
+  midi().out().RemoveMonitor(outMonitor_);
+  midiSide_.reset();
   studio_.reset();
 }
 
@@ -166,11 +118,11 @@ Result TransferRig::OpenPorts(const std::string& inName, const std::string& outN
     PortMap map;
     map.AddPortName(name);
     if (input) {
-      midi_->SetMidiInPortMap(map);
+      midi().SetMidiInPortMap(map);
     } else {
-      midi_->SetMidiOutPortMap(map);
+      midi().SetMidiOutPortMap(map);
     }
-    const int opened = input ? midi_->MidiPortInOpenPortsFromMap() : midi_->MidiPortOutOpenPortsFromMap();
+    const int opened = input ? midi().MidiPortInOpenPortsFromMap() : midi().MidiPortOutOpenPortsFromMap();
     if (opened < 1)
       return Result::Failure(std::string("The MIDI ") + (input ? "IN" : "OUT") + " port \"" + name +
                              "\" could not be opened; another program may be using it.");
@@ -181,20 +133,20 @@ Result TransferRig::OpenPorts(const std::string& inName, const std::string& outN
 bool TransferRig::OpenAllPorts() {
   PortMap all;
   all.SetOpenAll(true);
-  midi_->SetMidiInPortMap(all);
-  midi_->SetMidiOutPortMap(all);
-  const int inputs = midi_->MidiPortInOpenPortsFromMap();
-  const int outputs = midi_->MidiPortOutOpenPortsFromMap();
+  midi().SetMidiInPortMap(all);
+  midi().SetMidiOutPortMap(all);
+  const int inputs = midi().MidiPortInOpenPortsFromMap();
+  const int outputs = midi().MidiPortOutOpenPortsFromMap();
   return inputs > 0 && outputs > 0;
 }
 
 void TransferRig::RoutePorts(ZKDrvList* instrument) {
-  const std::string in = midi_->in().INGETPORTNAME(0);
-  const std::string out = midi_->out().OUTGETPORTNAME(0);
+  const std::string in = midi().in().INGETPORTNAME(0);
+  const std::string out = midi().out().OUTGETPORTNAME(0);
   instrument->SetInPort(0, in);
   instrument->SetOutPort(0, out);
   const int speed = IniFile(instrument->GetIniPath().string()).GetInt("Instrument", "MaxSysExSpeed");
-  if (speed > 0) midi_->out().MidiOutSetMaxSysExSpeed(0, static_cast<std::uint32_t>(speed));
+  if (speed > 0) midi().out().MidiOutSetMaxSysExSpeed(0, static_cast<std::uint32_t>(speed));
 }
 
 void TransferRig::RoutePorts(DataFile* dataFile) {
@@ -202,26 +154,24 @@ void TransferRig::RoutePorts(DataFile* dataFile) {
   dataFile->synth->midiOutPort = 0;
   // Names from a file are of another place; these ports were chosen by the user.
   if (dataFile->midiInPortName)
-    CopyText(dataFile->midiInPortName, dataFile->midiInPortNameSize, midi_->in().INGETPORTNAME(0));
+    CopyText(dataFile->midiInPortName, dataFile->midiInPortNameSize, midi().in().INGETPORTNAME(0));
   if (dataFile->midiOutPortName)
-    CopyText(dataFile->midiOutPortName, dataFile->midiOutPortNameSize, midi_->out().OUTGETPORTNAME(0));
+    CopyText(dataFile->midiOutPortName, dataFile->midiOutPortNameSize, midi().out().OUTGETPORTNAME(0));
 }
 
 // ---------------------------------------------------------------------------------------------------- transfers
 
-void TransferRig::ShowProgress(const Transfer& transfer) {
-  if (!session_.environment().showsProgress) return;
-  const ReceiveWindowState state = transfer.WindowState();
+void TransferRig::ShowProgress(const DeskJob& job) {
+  if (!session_.environment().showsProgress || !job.transfer()) return;
+  const ReceiveWindowState state = job.transfer()->WindowState();
   std::string text = Latin1ToUtf8(state.shortName + " " + state.typeName) + ": ";
-  if (transfer.operation() == TransferOperation::kReceive) {
-    if (state.patchesToDo > 0)
-      text += Printf("patch %d of %d", state.patchesDone, state.patchesToDo);
-    else
-      text +=
-          Printf("%lld of %lld bytes", static_cast<long long>(state.received), static_cast<long long>(state.expected));
-  } else {
+  if (state.patchesToDo > 0)
+    text += Printf("patch %d of %d", state.patchesDone, state.patchesToDo);
+  else if (job.Sends())
     text += Printf("%lld bytes sent", static_cast<long long>(state.sent));
-  }
+  else
+    text +=
+        Printf("%lld of %lld bytes", static_cast<long long>(state.received), static_cast<long long>(state.expected));
   const std::size_t width = text.size();
   if (width < progressWidth_) text.append(progressWidth_ - width, ' ');
   progressWidth_ = width;
@@ -234,63 +184,26 @@ void TransferRig::ClearProgress() {
   progressWidth_ = 0;
 }
 
-Result TransferRig::WaitSent(int port, std::uint64_t failedBefore) {
-  const InterruptGuard guard(session_.environment());
-  const auto slot = midi_->out().GetMidiOutPort(port);
-  if (!slot) return Result::Success();
-  while (slot->Alive() && !slot->WaitIdle(kLookMs, nullptr)) {
-    if (!guard.Interrupted()) continue;
-    slot->StopTransmit();
-    return Result::Failure("The MIDI transfer was cancelled; the instrument may hold a part of the data.");
-  }
-  if (!slot->Alive()) return Result::Failure("The MIDI connection was lost: a MIDI port is no longer available.");
-  if (slot->failedMessages() != failedBefore)
-    return Result::Failure("The MIDI OUT port \"" + slot->name() + "\" did not take all of the data.");
-  clock_->SleepMs(virtualClock_ ? kSettleVirtualMs : kSettleRealMs);
-  return Result::Success();
-}
-
 Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher) {
   {
     const std::lock_guard lock(receivedMutex_);
     received_.clear();
   }
-  session_.TakeNotices();
   const InterruptGuard guard(session_.environment());
-  const int outPort = dataFile->synth->midiOutPort;
-  const auto slot = midi_->out().GetMidiOutPort(outPort);
-  const std::uint64_t failedBefore = slot ? slot->failedMessages() : 0;
-  TransferRequest request;
-  request.operation = operation;
-  request.dataFile = dataFile;
-  request.observer = std::make_shared<TransferObserver>();
-  request.background = true;
-  std::shared_ptr<Transfer> transfer;
-  engine_->MidiIODataFile(request, &transfer);
-  if (!transfer) {
-    const auto notices = session_.TakeNotices();
-    return Result::Failure(notices.empty() ? "The transfer of the " + DataTitle(*dataFile) + " was not started."
-                                           : OneSentence(notices.front()));
-  }
-  while (!transfer->Wait(kLookMs)) {
-    ShowProgress(*transfer);
-    if (watcher) watcher(*transfer);
-    if (!guard.Interrupted()) continue;
-    transfer->Press(TransferState::Cancel);
-    if (operation == TransferOperation::kTransmit && slot) slot->StopTransmit();
+  const bool receive = operation == TransferOperation::kReceive;
+  DeskRequest request = DeskRequest::Of(receive ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile);
+  request.showWindow = 0;
+  const TransferDesk::Job job = desk().Submit(std::move(request));
+  for (bool cancelled = false; !desk().Wait(job, kLookMs);) {
+    ShowProgress(*job);
+    if (watcher && job->transfer()) watcher(*job->transfer());
+    if (cancelled || !guard.Interrupted()) continue;
+    cancelled = true;
+    desk().Cancel(job);
   }
   ClearProgress();
-  const TransferResult result = transfer->Result();
-  if (!result.ok) {
-    std::string text = OneSentence(Latin1ToUtf8(result.text));
-    if (text.empty()) text = "The transfer of the " + DataTitle(*dataFile) + " failed.";
-    if (result.patchesDone > 0 && result.patchesDone < result.patchesToDo) {
-      if (text.back() == '.') text.pop_back();
-      text += Printf(" (%d of %d patches had come).", result.patchesDone, result.patchesToDo);
-    }
-    return Result::Failure(text, result.code == 0 ? 1 : result.code);
-  }
-  return operation == TransferOperation::kTransmit ? WaitSent(outPort, failedBefore) : Result::Success();
+  const DeskResult& result = job->result();
+  return result.ok ? Result::Success() : Result::Failure(result.sentence, result.code == 0 ? 1 : result.code);
 }
 
 std::vector<std::uint8_t> TransferRig::Received() {

@@ -13,30 +13,11 @@
 #include "midi/port_system.h"
 #include "platform/clock.h"
 #include "script/transfer_engine.h"
-#include "script/transfer_engine_services.h"
+#include "services/program_midi.h"
+#include "services/transfer_desk.h"
 #include "simulator/virtual_studio.h"
 
 namespace tonalith {
-
-// Scripts and transfers of the command line tool: the real ports, the settings, no windows.
-class CliScriptServices final : public MidiScriptServices {
- public:
-  CliScriptServices(MidiPortSystem& midi, Session& session)
-      : MidiScriptServices(midi.out(), midi.in()), session_(session) {}
-
-  // Milliseconds every receive may be silent, whatever the data type says; 0: as the data type says.
-  void SetTimeout(std::int64_t ms) { timeoutMs_ = ms; }
-
-  int GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
-                      TransferContext& context) override;
-  int Setting(ScriptSetting setting) override;
-  int PreferencesInt(std::string_view section, std::string_view key, int fallback) override;
-  std::string PreferencesText(std::string_view section, std::string_view key) override;
-
- private:
-  Session& session_;
-  std::int64_t timeoutMs_ = 0;
-};
 
 // MIDI ports, and transfers over them.  Either the ports of the machine in real time, or a virtual cable in virtual
 // time, on which a transfer takes no longer than the computer needs to work it out.  The thread that makes a virtual
@@ -56,8 +37,8 @@ class TransferRig {
   VirtualStudio& cables() { return *studio_; }
 
   // --- ports
-  MidiPortSystem& midi() { return *midi_; }
-  std::vector<std::string> PortNames(MidiDirection direction) { return midi_->DeviceNames(direction); }
+  MidiPortSystem& midi() { return midiSide_->midi(); }
+  std::vector<std::string> PortNames(MidiDirection direction) { return midi().DeviceNames(direction); }
   // Opens exactly one input and one output, as slot 0 of their tables.
   Result OpenPorts(const std::string& inName, const std::string& outName);
   // Opens every port there is; true when there is an input and an output.
@@ -67,8 +48,9 @@ class TransferRig {
   void RoutePorts(DataFile* dataFile);
 
   // --- transfers
-  TransferEngine& transfers() { return *engine_; }
-  CliScriptServices& services() { return *services_; }
+  TransferEngine& transfers() { return midiSide_->transfers(); }
+  TransferDesk& desk() { return midiSide_->desk(); }
+  ScriptBridge& services() { return midiSide_->scripts(); }
   Clock& clock() { return *clock_; }
   // Looked at every 50 ms while a transfer runs; may press its buttons.
   using Watcher = std::function<void(Transfer&)>;
@@ -81,19 +63,17 @@ class TransferRig {
   std::string Exchange();
 
  private:
-  void ShowProgress(const Transfer& transfer);
+  void ShowProgress(const DeskJob& job);
   void ClearProgress();
-  Result WaitSent(int port, std::uint64_t failedBefore);
 
   Session& session_;
   std::unique_ptr<VirtualClock> virtualClock_;
   Clock* clock_;
   std::optional<ClockThread> here_;
+  std::unique_ptr<Dispatcher> dispatcher_;
   std::shared_ptr<VirtualBackend> backend_;
-  std::unique_ptr<MidiPortSystem> midi_;
   std::unique_ptr<VirtualStudio> studio_;
-  std::unique_ptr<CliScriptServices> services_;
-  std::unique_ptr<TransferEngine> engine_;
+  std::unique_ptr<ProgramMidi> midiSide_;
   void Note(const char* direction, std::span<const std::uint8_t> message);
 
   std::mutex receivedMutex_;  // what follows

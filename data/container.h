@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "platform/file_stamp.h"
+#include "platform/result.h"
 
 namespace tonalith {
 
@@ -171,14 +173,28 @@ void WriteFormSection(std::vector<std::uint8_t>* out, std::uint32_t id, const vo
 bool DiskWriteForm(std::vector<std::uint8_t>* out, const DataFile& dataFile,
                    WriteBuffers buffers = WriteBuffers::kSkipEmpty, std::uint32_t formId = ChunkId("FORM"),
                    std::uint32_t formType = ChunkId("BANK"));
+// The same with another name of the record's own file (UTF-8): the record takes that name (SetFileName) once the file
+// is written.
+bool DiskWriteFormAs(std::vector<std::uint8_t>* out, const DataFile& dataFile, std::string_view fileName);
+// Whether the record has a buffer for the name of its file that is large enough and of even size.
+bool KeepsFileName(const DataFile& dataFile);
+// Gives the record the name of its file, cut between characters to what it holds.
+void SetFileName(DataFile* dataFile, std::string_view fileName);
 // Appends a whole LIST.  False as above.
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
 
 // --- Files -----------------------------------------------------------------------------------------------------------
 
-// Reads a whole file of at most kMaxContainerSize bytes.  0, 1 (cannot be opened) or 2.
+// The one way to read and to replace a file, for every kind.  The code of a failure is a DiskCode, its text says why.
+
+// Reads a whole file of at most kMaxContainerSize bytes.  Code 1 (cannot be opened) or 2.  `stamp` (may be null)
+// receives what tells the file that was read from a later one.
+Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp = nullptr);
+// Replaces a file as a whole; the former file stays when anything fails.  Code 7 or 8.  `stamp` (may be null) receives
+// that of the new file.
+Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp = nullptr);
+// The same for callers that go by the code; the reason goes to the log.
 int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes);
-// Replaces a file as a whole; the former file stays when anything fails.  0, 7 or 8.
 int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 // Disk operations as the documents use them: they remember a base directory (the process's own is never changed) and

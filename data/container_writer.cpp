@@ -3,6 +3,7 @@
 
 #include "data/container.h"
 #include "platform/byte_window.h"
+#include "platform/text.h"
 
 namespace tonalith {
 
@@ -132,6 +133,28 @@ bool DiskWriteForm(std::vector<std::uint8_t>* out, const DataFile& df, WriteBuff
   }
   writer.Reference(df);
   return EndGroup(out, lengthAt);
+}
+
+bool KeepsFileName(const DataFile& df) {
+  return df.fileName && df.fileNameSize >= kFileNameSize && (df.fileNameSize & 1) == 0;
+}
+
+bool DiskWriteFormAs(std::vector<std::uint8_t>* out, const DataFile& df, std::string_view fileName) {
+  DataFile copy = df;  // of the pointers alone
+  std::vector<char> name(KeepsFileName(df) ? df.fileNameSize : kFileNameSize);
+  const std::string_view cut = CutUtf8(fileName, kFileNameSize - 1);
+  std::copy(cut.begin(), cut.end(), name.begin());
+  copy.fileName = name.data();
+  copy.fileNameSize = static_cast<std::uint32_t>(name.size());
+  return DiskWriteForm(out, copy);
+}
+
+void SetFileName(DataFile* df, std::string_view fileName) {
+  if (!KeepsFileName(*df)) FreeChunk(df->fileName, df->fileNameSize);
+  if (!df->fileName && !AllocChunk(&df->fileName, &df->fileNameSize, kFileNameSize)) return;
+  const std::string_view cut = CutUtf8(fileName, kFileNameSize - 1);
+  std::memmove(df->fileName, cut.data(), cut.size());
+  std::memset(df->fileName + cut.size(), 0, df->fileNameSize - cut.size());
 }
 
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list) {

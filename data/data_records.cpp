@@ -287,7 +287,7 @@ void FreeData(DataFile* df) {
 }
 
 void FreeDataFile(DataFile* dataFile) {
-  DataFileObservers::Instance().Announce(dataFile);
+  DataFileObservers::Announce(dataFile);
   if (!dataFile) return;
   FreeData(dataFile);
   std::free(dataFile);

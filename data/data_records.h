@@ -428,49 +428,50 @@ void SetMapBit(std::uint8_t* map, std::uint32_t size, std::uint32_t voice, bool 
 
 // Whoever keeps DataFile pointers registers here and drops them when told.  The pointer is a token: it must only be
 // compared, never followed.
+//
+// A program has one of these, with its own user-interface thread; what needs no program makes its own.  A record does
+// not know whose it is, so FreeDataFile tells every one that lives in the process, from their construction to their
+// destruction; an address means the same record to all of them.
 class DataFileObservers {
  public:
   using Callback = std::function<void(const DataFile* released)>;
   using Poster = std::function<void(std::function<void()>)>;
 
-  static DataFileObservers& Instance();
+  DataFileObservers();
+  DataFileObservers(const DataFileObservers&) = delete;
+  DataFileObservers& operator=(const DataFileObservers&) = delete;
+  // What is still queued for the user-interface thread is dropped.
+  ~DataFileObservers();
 
   // Returns an id for Remove.  Callbacks run on the user-interface thread when a poster is set, else on the caller's.
   int Add(Callback callback);
   // After Remove returns, the callback is not started again.
   void Remove(int id);
 
-  // Names the user-interface thread and how to queue a call there; an empty poster switches queueing off.
+  // Names the user-interface thread and how to queue a call there; an empty poster switches queueing off.  The poster
+  // must not block; it is not used after this object is gone.
   void SetUiThread(std::thread::id thread, Poster poster);
 
   // Called by FreeDataFile before anything is freed.
-  void Announce(const DataFile* released);
+  static void Announce(const DataFile* released);
 
  private:
-  void Deliver(const DataFile* released);
-
-  struct Entry {
-    int id;
-    std::shared_ptr<Callback> callback;
-  };
-  std::mutex mutex_;
-  std::vector<Entry> entries_;
-  std::atomic<int> count_{0};
-  int nextId_ = 1;
-  std::thread::id uiThread_;
-  Poster poster_;
+  struct State;
+  std::shared_ptr<State> state_;
 };
 
-// Registration for the life of an object.
+// Registration for the life of an object: in the registry of a program, or on its own (told on the thread that frees).
 class DataFileWatch {
  public:
-  explicit DataFileWatch(DataFileObservers::Callback callback)
-      : id_(DataFileObservers::Instance().Add(std::move(callback))) {}
-  ~DataFileWatch() { DataFileObservers::Instance().Remove(id_); }
+  explicit DataFileWatch(DataFileObservers::Callback callback);
+  DataFileWatch(DataFileObservers& observers, DataFileObservers::Callback callback);
+  ~DataFileWatch();
   DataFileWatch(const DataFileWatch&) = delete;
   DataFileWatch& operator=(const DataFileWatch&) = delete;
 
  private:
+  std::unique_ptr<DataFileObservers> own_;
+  DataFileObservers& observers_;
   int id_;
 };
 

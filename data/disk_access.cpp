@@ -37,23 +37,12 @@ bool IsStudioFile(const std::string& name) {
   return AsciiEqualNoCase(name, "Default.PV8") || AsciiEndsWithNoCase(name, ".PV9");
 }
 
-// Keeps the name a record was read from or saved as.
-void RememberFileName(DataFile* df, const std::string& name) {
-  if (df->fileName && (df->fileNameSize < kFileNameSize || (df->fileNameSize & 1))) {
-    FreeChunk(df->fileName, df->fileNameSize);
-  }
+// The name a record has once it was read from or saved as `name`.
+std::string NameToKeep(const DataFile& df, const std::string& name) {
+  if (!KeepsFileName(df)) return name;
+  const std::string former(df.fileName, strnlen(df.fileName, df.fileNameSize));
   const bool isPath = name.find(':') != std::string::npos || name.find('\\') != std::string::npos;
-  if (df->fileName) {
-    const std::string_view former(df->fileName, strnlen(df->fileName, df->fileNameSize));
-    if (isPath || AsciiEqualNoCase(former, name)) return;
-  } else if (!AllocChunk(&df->fileName, &df->fileNameSize, kFileNameSize)) {
-    return;
-  }
-  std::memset(df->fileName, 0, df->fileNameSize);
-  std::size_t n = std::min<std::size_t>(name.size(), kFileNameSize - 1);
-  // Cut between characters.
-  while (n < name.size() && n > 0 && (static_cast<unsigned char>(name[n]) & 0xC0) == 0x80) --n;
-  std::memcpy(df->fileName, name.data(), n);
+  return isPath || AsciiEqualNoCase(former, name) ? former : name;
 }
 
 }  // namespace
@@ -97,25 +86,38 @@ const char* DiskErrorText(int code) {
   }
 }
 
+Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp) {
+  // Noted first: a change while the file is read counts as a later one.
+  if (stamp) *stamp = StampOf(path);
+  Result result = ReadWholeFile(path, *bytes, static_cast<std::size_t>(kMaxContainerSize));
+  if (!result.ok()) {
+    const bool missing = result.code == kFileMissing || result.code == kFileDenied;
+    result.code = missing ? kDiskNotFound : kDiskReadError;
+  }
+  return result;
+}
+
+Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp) {
+  AtomicFile file;
+  Result result = file.Open(path);
+  if (!result.ok()) return Result::Failure(result.text, kDiskCreateError);
+  result = file.Write(bytes);
+  if (result.ok()) result = file.Commit();
+  if (!result.ok()) return Result::Failure(result.text, kDiskWriteError);
+  if (stamp) *stamp = StampOf(path);
+  return result;
+}
+
 int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes) {
-  const Result result = ReadWholeFile(path, *bytes, static_cast<std::size_t>(kMaxContainerSize));
-  if (result.ok()) return kDiskOk;
-  DebugLog("%s", result.text.c_str());
-  return result.code == kFileMissing || result.code == kFileDenied ? kDiskNotFound : kDiskReadError;
+  const Result result = LoadDiskFile(path, bytes);
+  if (!result.ok()) DebugLog("%s", result.text.c_str());
+  return result.code;
 }
 
 int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes) {
-  AtomicFile file;
-  Result result = file.Open(path);
-  if (!result.ok()) {
-    DebugLog("%s", result.text.c_str());
-    return kDiskCreateError;
-  }
-  result = file.Write(bytes);
-  if (result.ok()) result = file.Commit();
-  if (result.ok()) return kDiskOk;
-  DebugLog("%s", result.text.c_str());
-  return kDiskWriteError;
+  const Result result = SaveDiskFile(path, bytes);
+  if (!result.ok()) DebugLog("%s", result.text.c_str());
+  return result.code;
 }
 
 DiskAccess::DiskAccess(DiskHooks* hooks) : hooks_(hooks ? hooks : &DefaultHooks()) {}
@@ -180,7 +182,7 @@ int DiskAccess::DiskRead(int kind, const std::string& dir, const std::string& na
     fileId_ = reader.fileId();
   }
   if (code == kDiskOk) {
-    RememberFileName(df, name);
+    SetFileName(df, NameToKeep(*df, name));
     if (!hooks_->MainConfigDriver(df->synth ? df->synth->driverId : std::uint16_t{0})) code = kDiskWrongDriver;
   }
   DiskAccessClose(code, dir, name);
@@ -191,14 +193,15 @@ int DiskAccess::DiskWrite(int /*kind*/, const std::string& dir, const std::strin
   DiskDirectoryFix(dir, true);
   int code = kDiskOk;
   std::vector<std::uint8_t> bytes;
-  RememberFileName(df, name);
+  const std::string kept = NameToKeep(*df, name);
   if (!base_.empty() && !FolderExists(base_)) {
     code = kDiskNoDirectory;
-  } else if (!DiskWriteForm(&bytes, *df)) {
+  } else if (!DiskWriteFormAs(&bytes, *df, kept)) {
     code = kDiskWriteError;
   } else {
     code = DiskSaveFile(FullPath(name), bytes);
   }
+  if (code == kDiskOk) SetFileName(df, kept);
   DiskAccessClose(code, dir, name);
   return code == kDiskOk ? 1 : 0;
 }

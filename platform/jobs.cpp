@@ -103,7 +103,10 @@ std::size_t Dispatcher::RunQueued() {
   for (std::size_t count = queue_.size(); ran < count && !queue_.empty(); ++ran) {
     Entry entry = std::move(queue_.front());
     queue_.pop_front();
+    // What waits behind a call that runs the loop must not wait for its end.
+    const std::function<void()> others = ran == 0 && !queue_.empty() ? wakeUp_ : nullptr;
     lock.unlock();
+    if (others) others();
     if (!entry.guarded || !entry.receiver.expired()) entry.call();
     entry = {};
     lock.lock();

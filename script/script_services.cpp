@@ -9,11 +9,6 @@
 
 namespace tonalith {
 
-ScriptAppState& ScriptAppState::Instance() {
-  static ScriptAppState state;
-  return state;
-}
-
 int ScriptAppState::BasicsVar(int index) const {
   if (index < 0 || index >= kBasicsVars) return -1;
   std::lock_guard guard(mutex_);
@@ -36,10 +31,9 @@ bool ScriptAppState::TakeOneShot(int index) {
   return set;
 }
 
-HydrasynthSendQueue& ScriptServices::HydrasynthQueue() {
-  static HydrasynthSendQueue queue(SystemClock());
-  return queue;
-}
+ScriptServices::ScriptServices() : hydrasynthQueue_(std::make_unique<HydrasynthSendQueue>(SystemClock())) {}
+
+ScriptServices::~ScriptServices() = default;
 
 void ScriptServices::MonitorLine(const std::string& text) {
   MonitorMsg("%s", text.c_str());

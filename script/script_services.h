@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <span>
 #include <string>
@@ -43,10 +44,9 @@ enum class ScriptSetting : std::uint8_t {
   ShowTransmitWindow,           // process-wide, not saved
 };
 
-// Variables that all scripts of the program share.  Any thread.
+// Variables that all scripts of a program share.  Any thread.
 class ScriptAppState {
  public:
-  static ScriptAppState& Instance();
   ScriptAppState() { oneShots_.fill(0x0000FFFFu); }
 
   static constexpr int kBasicsVars = 256;
@@ -69,7 +69,8 @@ class ScriptAppState {
 // transfer; the context is the transfer's own.
 class ScriptServices {
  public:
-  virtual ~ScriptServices() = default;
+  ScriptServices();
+  virtual ~ScriptServices();
 
   // --- MIDI of a transfer
 
@@ -159,7 +160,8 @@ class ScriptServices {
   }
   // Negative values leave a setting as it is.
   virtual void SetSetting(ScriptSetting setting, int value) { (void)setting, (void)value; }
-  virtual ScriptAppState& AppState() { return ScriptAppState::Instance(); }
+  // Those of this object, unless the program around it has its own.
+  virtual ScriptAppState& AppState() { return ownAppState_; }
   // Entries of the preferences INI file.
   virtual int PreferencesInt(std::string_view section, std::string_view key, int fallback) {
     (void)section, (void)key;
@@ -197,8 +199,8 @@ class ScriptServices {
     (void)synth, (void)buffer, (void)parameter3, (void)parameter0, (void)parameter1, (void)parameter2, (void)context;
     return 0;
   }
-  // The list of patches handed over by ASMHydrasynthSend.
-  virtual HydrasynthSendQueue& HydrasynthQueue();
+  // The list of patches handed over by ASMHydrasynthSend; emptied before this object is gone.
+  HydrasynthSendQueue& HydrasynthQueue() { return *hydrasynthQueue_; }
 
   // --- Windows and program
 
@@ -224,6 +226,10 @@ class ScriptServices {
   virtual Clock& clock() { return SystemClock(); }
   // True when the program ends: scripts stop at the next look.
   virtual bool Quitting() const { return false; }
+
+ private:
+  ScriptAppState ownAppState_;
+  std::unique_ptr<HydrasynthSendQueue> hydrasynthQueue_;
 };
 
 }  // namespace tonalith

@@ -79,6 +79,10 @@ struct TransferContext {
   bool firstPatch = false;
   bool lastPatch = false;
   bool stopBankLoop = false;
+  int failedPatch = -1;  // the first that failed; -1: none
+
+  // Called on the transfer's thread after every patch of a transmission; may be empty.
+  std::function<void()> patchDone;
 
   // While set, messages and delays are appended here instead of being performed.
   EventList* recording = nullptr;  // script/transfer_engine_events.h

@@ -1,15 +1,14 @@
 #include "script/transfer_engine.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 
 #include "platform/log.h"
 #include "script/interpreter.h"
+#include "script/services_line.h"
 #include "script/transfer_engine_events.h"
 #include "script/transfer_engine_run.h"
-#include "script/transfer_engine_services.h"
 
 namespace tonalith {
 
@@ -34,13 +33,6 @@ constexpr std::string_view kMidiErrorMsg[] = {
 };
 
 constexpr const char* kMidiIoTitle = "MIDI I/O";
-constexpr std::uint8_t kUsePatchBay = 1;
-constexpr std::uint8_t kPatchBayByHand = 2;
-constexpr std::uint8_t kPatchBayReverts = 4;
-
-std::string DataNames(const Synth& synth) {
-  return FieldText(synth.shortName) + " " + FieldText(synth.typeName);
-}
 
 bool HoldsNothing(const DataFile& dataFile) {
   return dataFile.xtra && dataFile.xtra->hasNoSysEx;
@@ -178,11 +170,22 @@ void TransferEngine::Post(std::function<void()> work) {
   });
 }
 
-std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request) {
+int TransferEngine::Refuse(const TransferRequest& request, TransferRefusal* refusal, TransferCause cause,
+                           const std::string& text) {
+  if (refusal) {
+    *refusal = {cause, text};
+  } else if (!request.quiet && !text.empty()) {
+    prompts_.Say(kMidiIoTitle, text);
+  }
+  return 0;
+}
+
+std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request, TransferRefusal* refusal) {
   Reap();
   Synth synth = *request.dataFile->synth;
-  if (const std::string missing = RoutePorts(*request.dataFile, request.operation, synth); !missing.empty()) {
-    if (!request.quiet) prompts_.Say(kMidiIoTitle, missing);
+  if (const std::string missing = RoutePorts(*request.dataFile, request.operation, synth, request.ports);
+      !missing.empty()) {
+    Refuse(request, refusal, TransferCause::kPortMissing, missing);
     return nullptr;
   }
   auto transfer = std::shared_ptr<Transfer>(new Transfer(clock_));
@@ -190,12 +193,13 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request)
   transfer->observer_ = request.observer;
   transfer->showWindow_ = request.showWindow;
   transfer->synth_ = synth;
+  transfer->what_ = TransferInstrumentName(*request.dataFile) + " " + FieldText(synth.typeName);
   transfer->inPortName_ = services_.PortName(MidiDirection::Input, synth.midiInPort);
   transfer->outPortName_ = services_.PortName(MidiDirection::Output, synth.midiOutPort);
   transfer->dataFile_ = request.dataFile;
-  transfer->lock_ = TransferLock(locks_, request.dataFile, DataNames(synth));
+  transfer->lock_ = TransferLock(locks_, request.dataFile, transfer->what_);
   if (!transfer->lock_.Taken()) {
-    if (!request.quiet) prompts_.Say(kMidiIoTitle, locks_.BusySentence(request.dataFile));
+    Refuse(request, refusal, TransferCause::kBusy, locks_.BusySentence(request.dataFile));
     return nullptr;
   }
   TransferContext& context = transfer->context_;
@@ -207,26 +211,28 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request)
   context.hasIoWindow =
       !request.quiet && request.showWindow && request.observer && request.operation == TransferOperation::kReceive;
   context.expectedBytes = synth.fileSize;
-  if (!request.quiet && request.observer) {
-    context.display = [this, weak = std::weak_ptr<Transfer>(transfer)](const std::string& text) {
-      const auto self = weak.lock();
-      if (!self) return;
-      {
-        std::lock_guard guard(self->mutex_);
-        self->messages_.push_back(text);
-      }
-      const auto tell = [observer = self->observer_, text] { observer->message(text); };
-      if (self->direct_) {
-        tell();
-      } else {
-        Post(tell);
-      }
-    };
-  }
+  if (!request.quiet && request.observer) ShowMessagesOf(transfer);
   std::lock_guard guard(mutex_);
   transfer->id_ = nextId_++;
   transfers_.push_back(transfer);
   return transfer;
+}
+
+void TransferEngine::ShowMessagesOf(const std::shared_ptr<Transfer>& transfer) {
+  transfer->context_.display = [this, weak = std::weak_ptr<Transfer>(transfer)](const std::string& text) {
+    const auto self = weak.lock();
+    if (!self) return;
+    {
+      std::lock_guard guard(self->mutex_);
+      self->messages_.push_back(text);
+    }
+    const auto tell = [observer = self->observer_, text] { observer->message(text); };
+    if (self->direct_) {
+      tell();
+    } else {
+      Post(tell);
+    }
+  };
 }
 
 void TransferEngine::Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work) {
@@ -256,13 +262,15 @@ void TransferEngine::Reap() {
 
 // --- Starting ---
 
-int TransferEngine::MidiIODataFile(const TransferRequest& request, std::shared_ptr<Transfer>* started) {
-  if (services_.MidiBlocked() || !request.dataFile || !request.dataFile->synth) return 0;
+int TransferEngine::MidiIODataFile(const TransferRequest& request, std::shared_ptr<Transfer>* started,
+                                   TransferRefusal* refusal) {
+  if (services_.MidiBlocked()) return Refuse(request, refusal, TransferCause::kBlocked, {});
+  if (!request.dataFile || !request.dataFile->synth) return Refuse(request, refusal, TransferCause::kNoData, {});
   switch (request.operation) {
     case TransferOperation::kTransmit:
-      return StartTransmit(request, started);
+      return StartTransmit(request, started, refusal);
     case TransferOperation::kReceive:
-      return StartReceive(request, started);
+      return StartReceive(request, started, refusal);
     default:
       if (!GetNewPchNumber(request.dataFile, request.operation)) return 0;
       return Render(request.dataFile);
@@ -311,25 +319,25 @@ int TransferEngine::MidiIODataFile(std::shared_ptr<TransferObserver> requester, 
   return MidiIODataFile(request);
 }
 
-int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started) {
+int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started,
+                                 TransferRefusal* refusal) {
   DataFile* df = request.dataFile;
   Synth routed = *df->synth;
-  RoutePorts(*df, request.operation, routed);
+  RoutePorts(*df, request.operation, routed, request.ports);
   const int port = routed.midiInPort;
   if (portsInUse_.Contains(port)) {
-    if (request.quiet) return 0;
-    prompts_.Say(kMidiIoTitle, "The MIDI IN port " + std::to_string(port + 1) + " (" +
-                                   services_.PortName(MidiDirection::Input, port) +
-                                   ")\nis currently in use with another MIDI device.\n"
-                                   "Please retry when the port is free.");
-    return 0;
+    return Refuse(request, refusal, TransferCause::kPortInUse,
+                  "The MIDI IN port " + std::to_string(port + 1) + " (" +
+                      services_.PortName(MidiDirection::Input, port) +
+                      ")\nis currently in use with another MIDI device.\nPlease retry when the port is free.");
   }
-  if (!request.quiet && !GetNewPchNumber(df, TransferOperation::kReceive)) return 0;
-  const auto transfer = Create(request);
+  if (!request.quiet && !GetNewPchNumber(df, TransferOperation::kReceive))
+    return Refuse(request, refusal, TransferCause::kNotChosen, {});
+  const auto transfer = Create(request, refusal);
   if (!transfer) return 0;
   if (started) *started = transfer;
   auto run = std::make_shared<TransferRun>(*this, transfer, request.quiet);
-  const bool prepared = run->Prepare(*df);
+  const bool prepared = run->Prepare(*df, request.patches);
   const bool reserves = request.observer != nullptr;
   if (reserves) portsInUse_.Add(port);
   if (request.observer && !request.quiet) request.observer->opened(transfer->View(), request.showWindow);
@@ -351,16 +359,19 @@ int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr
   return 1;
 }
 
-int TransferEngine::StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started) {
+int TransferEngine::StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started,
+                                  TransferRefusal* refusal) {
   DataFile* df = request.dataFile;
-  if (df->xtra && (df->xtra->hasNoSysEx || df->xtra->isInactive)) return 0;
-  if (!GetNewPchNumber(df, TransferOperation::kTransmit)) return 0;
-  const auto transfer = Create(request);
+  if (HoldsNothing(*df)) return Refuse(request, refusal, TransferCause::kNothingToSend, {});
+  if (df->xtra && df->xtra->isInactive) return Refuse(request, refusal, TransferCause::kInactive, {});
+  if (!GetNewPchNumber(df, TransferOperation::kTransmit))
+    return Refuse(request, refusal, TransferCause::kNotChosen, {});
+  const auto transfer = Create(request, refusal);
   if (!transfer) return 0;
   if (started) *started = transfer;
   const bool background = request.background && !request.quiet;
   auto run = std::make_shared<TransferRun>(*this, transfer, !background);
-  const bool prepared = run->Prepare(*df);
+  const bool prepared = run->Prepare(*df, request.patches);
   if (request.observer && !request.quiet) request.observer->opened(transfer->View(), request.showWindow);
   const int port = transfer->outPort();
   const bool counts = request.showWindow && !request.quiet && out_;
@@ -380,7 +391,7 @@ int TransferEngine::StartTransmit(const TransferRequest& request, std::shared_pt
   if (!background) {
     work();
     transfer->finished_ = true;
-    if (run->result().text == "No Command Sequence to Transmit Data" && !request.quiet) SayNoScript();
+    if (run->result().cause == TransferCause::kNoScript && !request.quiet) SayNoScript();
     return run->result().result;
   }
   Launch(transfer, work);
@@ -488,8 +499,10 @@ int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& c
     const int flags = (patch == patches.front() ? 1 : 0) | (patch == patches.back() ? 2 : 0);
     result = SendPart(dataFile, synth, context, patch, flags, static_cast<std::int64_t>(patch) * synth.voiceSize,
                       missingScript);
+    if (result < 0 && context.failedPatch < 0) context.failedPatch = patch;
     context.patchesDone.fetch_add(1);
     context.progressCount.fetch_add(1);
+    if (context.patchDone) context.patchDone();
     if (*missingScript) break;
   }
   return result;
@@ -543,54 +556,6 @@ int TransferEngine::MidiSendNoMsg(const Synth& synth, std::span<std::uint8_t> bu
   TransferContext context;
   ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
   return BuiltInProtocols(line).MidiSendNoMsg(synth, ByteWindow(buffer));
-}
-
-// --- Patch number and patch bay ---
-
-int TransferEngine::GetNewPchNumber(DataFile* dataFile, TransferOperation operation) {
-  Synth& synth = *dataFile->synth;
-  if (!preferences_->AskPatchNumber() || !synth.patchNumberInImage ||
-      services_.Setting(ScriptSetting::Environment) != 0) {
-    return 1;
-  }
-  const std::string title = std::string("Please select the Patch # (PCH #) to ") +
-                            (operation == TransferOperation::kReceive ? "Receive" : "Transmit") + " a " +
-                            DataNames(synth);
-  const int minimum = PatchMin(synth);
-  const int maximum = PatchMax(synth);
-  const auto choice = preferences_->SelectPatchNumber(title, synth.patchNumber, minimum, maximum);
-  if (!choice) return 0;
-  synth.patchNumber = static_cast<std::uint16_t>(std::max(minimum, std::min(*choice, maximum)));
-  return 1;
-}
-
-bool TransferEngine::MidiPatchBay(const Synth& synth, TransferContext& context) {
-  if (!(synth.patchBayFlags & kUsePatchBay)) return true;
-  if (synth.patchBayFlags & kPatchBayByHand) {
-    if (context.quiet) return true;
-    MessagePrompt prompt;
-    prompt.title = "Patch Bay Manual Switch";
-    prompt.text = "Switching to " + DataNames(synth) + ".\nPlease select Patch #" +
-                  std::to_string(synth.patchBayPatch) + " on your patch bay and\nPress OK when ready.";
-    prompt.buttons = PromptButtons::OkCancel;
-    return prompts_.Message(prompt) == PromptAnswer::Ok;
-  }
-  const std::array<std::uint8_t, 2> change{static_cast<std::uint8_t>(0xC0 + (synth.patchBayChannel & 15)),
-                                           synth.patchBayPatch};
-  services_.SendDataPort(change, synth.patchBayPort, context);
-  services_.CreateDelayEvent(synth.midiOutPort, static_cast<std::uint32_t>(preferences_->PatchBayDelay()) * 100u,
-                             context);
-  return true;
-}
-
-void TransferEngine::MidiPBayRevert(const Synth& synth, TransferContext& context) {
-  if (!(synth.patchBayFlags & kUsePatchBay) || !(synth.patchBayFlags & kPatchBayReverts)) return;
-  const auto delay = static_cast<std::uint32_t>(preferences_->PatchBayDelay()) * 100u;
-  const std::array<std::uint8_t, 2> change{static_cast<std::uint8_t>(0xC0 + (synth.patchBayChannel & 15)),
-                                           synth.patchBayRevertPatch};
-  services_.CreateDelayEvent(synth.midiOutPort, delay, context);
-  services_.SendDataPort(change, synth.patchBayPort, context);
-  services_.CreateDelayEvent(synth.midiOutPort, delay, context);
 }
 
 }  // namespace tonalith

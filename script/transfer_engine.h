@@ -77,6 +77,7 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   int showWindow_ = 0;
   bool direct_ = false;  // on the owner's thread
   Synth synth_{};        // as it was at the start
+  std::string what_;     // instrument and data
   std::string inPortName_;
   std::string outPortName_;
   TransferContext context_;  // of the transfer's thread, but for its atomics and tokens
@@ -94,6 +95,25 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   WorkerThread thread_;
 };
 
+// Open ports by number instead of those the DataFile names; -1: those.
+struct PortChoice {
+  int in = -1;
+  int out = -1;
+};
+
+// Numbers of the open ports that a transfer uses; -1: none.
+struct TransferPorts {
+  int in = -1;
+  int out = -1;
+  int patchBay = -1;  // when it is switched by the program
+};
+
+// Why nothing was started.  The text is a sentence about a busy port, a missing port or busy data; else empty.
+struct TransferRefusal {
+  TransferCause cause = TransferCause::kNone;
+  std::string text;
+};
+
 struct TransferRequest {
   TransferOperation operation = TransferOperation::kReceive;
   DataFile* dataFile = nullptr;                // the caller's; busy until `closed`
@@ -101,6 +121,8 @@ struct TransferRequest {
   int showWindow = 0;                          // 0: no window; 2: the window's second style
   bool quiet = false;                          // no windows, no messages; on the caller's thread
   bool background = false;                     // transmissions: on a thread of their own
+  PortChoice ports{};
+  std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile
 };
 
 // Gets DataFiles from instruments and sends them.
@@ -128,8 +150,9 @@ class TransferEngine {
   // Starts a receive, or transmits, or renders a transmission into dataFile->eventList (operation 2).
   // 0: refused, cancelled in a dialog or failed.  Receives: 1 = started (quiet: what it gave).  Transmissions: the
   // result of MidiIODataFileFn, or 1 when started in the background.  `started` receives the handle, also of a transfer
-  // that is over already.
-  int MidiIODataFile(const TransferRequest& request, std::shared_ptr<Transfer>* started = nullptr);
+  // that is over already.  `refusal`: gets why nothing was started; without it the user is told.
+  int MidiIODataFile(const TransferRequest& request, std::shared_ptr<Transfer>* started = nullptr,
+                     TransferRefusal* refusal = nullptr);
   // The same in the described form.  `done` is called once the transfer is over; empty: not called.
   int MidiIODataFile(std::shared_ptr<TransferObserver> requester, TransferOperation operation, DataFile* dataFile,
                      int showWindow, std::function<void()> done = {});
@@ -158,7 +181,9 @@ class TransferEngine {
   // Why the DataFile cannot be transferred now: the sentence about its port that is not open; empty: nothing is
   // missing. A DataFile that names its ports is transferred on the ports of those names, whatever their numbers have
   // become; with a named port missing, transfers are refused with this sentence and nothing goes to another port.
-  std::string MissingPort(const DataFile& dataFile, TransferOperation operation) const;
+  std::string MissingPort(const DataFile& dataFile, TransferOperation operation, const PortChoice& choice = {}) const;
+  // The ports a transfer of the DataFile would use now.
+  TransferPorts PortsOf(const DataFile& dataFile, TransferOperation operation, const PortChoice& choice = {}) const;
 
   // --- Who is busy ---
   TransferLocks& locks() { return locks_; }
@@ -186,7 +211,7 @@ class TransferEngine {
   void CancelTransmit();
   // Stops the output of the flagged ports (as listed by OUTNUMPORTS) and cancels transmissions on them.
   void StopOutput(const std::vector<bool>& ports);
-  // Called when a window is wanted, on the thread that starts the transmission.
+  // Called when a window is wanted, on the thread the poster serves.  Set on it.
   void SetTransmitWindowOpener(std::function<void()> open) { openTransmitWindow_ = std::move(open); }
 
   ScriptServices& services() { return services_; }
@@ -195,16 +220,20 @@ class TransferEngine {
  private:
   friend class TransferRun;
 
-  int StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started);
-  int StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started);
+  int StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started, TransferRefusal* refusal);
+  int StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started, TransferRefusal* refusal);
+  // Tells the asker, or else the user.  0.
+  int Refuse(const TransferRequest& request, TransferRefusal* refusal, TransferCause cause, const std::string& text);
   int Render(DataFile* dataFile);
   // The number of the open port of that name, 255: none; without a name the number as it is.
   int OpenPortNamed(MidiDirection direction, const std::string& name, int number) const;
   // Puts the numbers of the named ports into the descriptor; a sentence when one that is needed is not open.
-  std::string RoutePorts(const DataFile& dataFile, TransferOperation operation, Synth& synth) const;
+  std::string RoutePorts(const DataFile& dataFile, TransferOperation operation, Synth& synth,
+                         const PortChoice& choice = {}) const;
   // The descriptor for a transmission on the calling thread; nullopt: refused, and the user was told.
   std::optional<Synth> RoutedDescriptor(const DataFile& dataFile);
-  std::shared_ptr<Transfer> Create(const TransferRequest& request);
+  std::shared_ptr<Transfer> Create(const TransferRequest& request, TransferRefusal* refusal = nullptr);
+  void ShowMessagesOf(const std::shared_ptr<Transfer>& transfer);
   void Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work);
   void Post(std::function<void()> work);
   void Reap();

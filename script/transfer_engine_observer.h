@@ -4,6 +4,7 @@
 #include <string>
 
 #include "script/protocols/built_in_protocols.h"
+#include "script/transfer_cause.h"
 #include "script/transfer_context.h"
 #include "script/transfer_view.h"
 
@@ -15,13 +16,18 @@ struct TransferResult {
   // Receives: 1 data was received (patch by patch: at least one patch), 0 none.  Transmissions: the result of the last
   // message or script (0 or negative: failed, see ok).
   int result = 0;
-  int code = 0;  // the transfer_code of the last failure; 0: none
+  int code = 0;  // the transfer_code of the first failure; 0: none
   bool ok = false;
   TransferState state = TransferState::Running;  // the button that ended it
   int patchesDone = 0;
-  int patchesToDo = 0;   // 0: the whole image at once
-  bool changed = false;  // the DataFile holds something new
-  std::string text;      // empty when ok; else a sentence for the user
+  int patchesToDo = 0;                         // 0: the whole image at once
+  bool changed = false;                        // the DataFile holds something new
+  TransferCause cause = TransferCause::kNone;  // kNone when ok
+  int patch = -1;                              // the first that failed, from 0; -1: none, or not one patch
+  int entry = -1;                              // the same as its type counts
+  // For sentences, single bytes: instrument and data.
+  std::string what;
+  std::string port;  // UTF-8: the port of a port cause; empty: it has none
 };
 
 // What a window or the command line sees of one transfer.  Calls come, one at a time and in order, on the thread that

@@ -7,7 +7,7 @@
 
 #include "platform/log.h"
 #include "script/interpreter.h"
-#include "script/transfer_engine_services.h"
+#include "script/services_line.h"
 
 namespace tonalith {
 
@@ -60,14 +60,16 @@ TransferRun::TransferRun(TransferEngine& engine, std::shared_ptr<Transfer> trans
   transfer_->direct_ = direct;
 }
 
-bool TransferRun::Prepare(const DataFile& dataFile) {
+bool TransferRun::Prepare(const DataFile& dataFile, const std::vector<std::uint8_t>& patches) {
   copy_ = std::shared_ptr<DataFile>(DupForUser(&dataFile), DataFileDeleter());
   if (!copy_ || !copy_->synth) return false;
   synth_ = copy_->synth;
   synth_->midiInPort = transfer_->synth_.midiInPort;
   synth_->midiOutPort = transfer_->synth_.midiOutPort;
   synth_->patchBayPort = transfer_->synth_.patchBayPort;
-  if (dataFile.transferMask) {
+  if (!patches.empty()) {
+    mask_ = patches;
+  } else if (dataFile.transferMask) {
     mask_.assign(dataFile.transferMask, dataFile.transferMask + dataFile.transferMaskSize);
   }
   // Scripts work on as many bytes as the descriptor says.
@@ -230,7 +232,7 @@ int TransferRun::MidiIODataFileFn(TransferOperation operation, int patch) {
   }
   ReportError(operation, r);
   if (operation == TransferOperation::kReceive) {
-    if (r <= 0 && failure_ == 0) failure_ = r;
+    if (r <= 0) NoteFailure(r);
     r = CheckReceived(r, patch);
     if (r > 0) result_.result = 1;
   }
@@ -299,16 +301,27 @@ std::string TransferRun::ErrorText(int r) const {
   if (text.empty()) return text;
   text += "\r\nwhen receiving a " + FieldText(synth_->shortName) + " " + FieldText(synth_->typeName);
   if (context_.patchByPatch && copy_->emptyMap) {
-    text += " (entry " + std::to_string(context_.currentPatch + (synth_->numberFormat == 1 ? 0 : 1)) + ")";
+    text += " (entry " + std::to_string(EntryOf(context_.currentPatch)) + ")";
   }
   return text;
+}
+
+int TransferRun::EntryOf(int patch) const {
+  return patch + (synth_ && synth_->numberFormat == 1 ? 0 : 1);
+}
+
+// The first failure is the result's.
+void TransferRun::NoteFailure(int r) {
+  if (failure_ != 0) return;
+  failure_ = r;
+  if (context_.patchByPatch && copy_->emptyMap) result_.patch = context_.currentPatch;
 }
 
 void TransferRun::ReportError(TransferOperation operation, int r) {
   if (r > transfer_code::kTimeOut) return;
   if (operation != TransferOperation::kReceive && !UsesCommandSequence(*synth_)) return;
-  failure_ = r;
-  result_.code = r;
+  NoteFailure(r);
+  if (result_.code == 0) result_.code = r;
   if (context_.quiet || !context_.display) return;
   if ((synth_->optionBits & 8) && r == transfer_code::kStillNoResponse) return;
   context_.display(ErrorText(r));
@@ -369,11 +382,18 @@ void TransferRun::CommitNothing() {
 void TransferRun::Transmit() {
   const std::vector<std::uint8_t> before(copy_->body, copy_->body + copy_->bodySize);
   engine_.services().ForgetReplies(synth_->midiInPort);
+  context_.patchDone = [this] {
+    transfer_->patchesToDo_ = result_.patchesToDo = context_.patchesToDo;
+    result_.patchesDone = context_.patchesDone;
+    ReportProgress();
+  };
   result_.result = MidiIODataFileFn(TransferOperation::kTransmit, -1);
+  context_.patchDone = {};
   const bool failed = missingScript_ || context_.sendFailed || Stopped() ||
                       (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);
   result_.ok = !failed;
   failure_ = failed ? std::min(result_.result, 0) : 0;
+  result_.patch = failed ? context_.failedPatch : -1;
   const bool changed = !std::equal(before.begin(), before.end(), copy_->body);
   result_.changed = changed;
   Post([transfer = transfer_, copy = copy_, changed, failed, preferences = engine_.preferences_] {
@@ -388,38 +408,34 @@ void TransferRun::Transmit() {
   });
 }
 
-std::string TransferRun::FailureText(TransferOperation operation, int r) const {
-  const std::string what = FieldText(synth_->shortName) + " " + FieldText(synth_->typeName);
+TransferCause TransferRun::CauseOf(TransferOperation operation, int r) const {
   const bool receive = operation == TransferOperation::kReceive;
   if (context_.portGone) {
     const bool wasThere = receive ? !transfer_->inPortName_.empty() : !transfer_->outPortName_.empty();
-    if (!wasThere) return std::string("No MIDI ") + (receive ? "IN" : "OUT") + " port is open for the " + what + ".";
-    return "The MIDI connection to the " + what + " was lost: a MIDI port is no longer available.";
+    return wasThere ? TransferCause::kPortLost : TransferCause::kPortNeverOpen;
   }
   const TransferState state = context_.state.load();
-  if (state == TransferState::Cancel || state == TransferState::CancelAll || context_.cancel.Cancelled()) {
-    return "The MIDI transfer of the " + what + " was cancelled.";
-  }
-  if (missingScript_) {
-    return receive ? "No Command Sequence to Receive Data" : "No Command Sequence to Transmit Data";
-  }
-  if (context_.sendFailed) return "The " + what + " could not be sent: the MIDI OUT port does not take data.";
-  if (receive) {
-    const std::string text = ErrorText(r);
-    return text.empty() ? "No data was received for the " + what + "." : text;
-  }
-  if (r < 0 && !UsesCommandSequence(*synth_)) return "The instrument did not take the " + what + ".";
-  if (r == transfer_code::kNoResponse) return "There is no SysEx data to transmit in the " + what + ".";
-  if (r == 0) return "** TRANSMISSION ERROR **";
-  return ErrorText(r);
+  if (state == TransferState::Cancel || state == TransferState::CancelAll || context_.cancel.Cancelled())
+    return TransferCause::kCancelled;
+  if (missingScript_) return TransferCause::kNoScript;
+  if (context_.sendFailed) return TransferCause::kPortRefused;
+  if (receive) return MidiErrorMsg(r).empty() ? TransferCause::kNothingReceived : TransferCause::kCode;
+  if (r < 0 && synth_ && !UsesCommandSequence(*synth_)) return TransferCause::kNotTaken;
+  if (r == transfer_code::kNoResponse) return TransferCause::kNothingToSend;
+  if (r == 0) return TransferCause::kSendFailed;
+  return TransferCause::kCode;
 }
 
 void TransferRun::Finish() {
   result_.state = context_.state.load();
   if (!result_.ok) {
     if (result_.code == 0) result_.code = failure_;
-    result_.text = FailureText(result_.operation, result_.code);
+    result_.cause = CauseOf(result_.operation, result_.code);
   }
+  result_.what = transfer_->what_;
+  result_.port = result_.operation == TransferOperation::kReceive ? transfer_->inPortName_ : transfer_->outPortName_;
+  if (result_.ok) result_.patch = -1;
+  if (result_.patch >= 0) result_.entry = EntryOf(result_.patch);
   context_.transferRunning = false;
   context_.patchByPatch = false;
   Post([transfer = transfer_, result = result_, copy = std::move(copy_)]() mutable {

@@ -17,7 +17,8 @@ class TransferRun {
   TransferRun(TransferEngine& engine, std::shared_ptr<Transfer> transfer, bool direct);
 
   // Copies of the DataFile and its transfer mask.  False when memory is short.
-  bool Prepare(const DataFile& dataFile);
+  // `patches`: one value a patch instead of the mask; empty: the mask.
+  bool Prepare(const DataFile& dataFile, const std::vector<std::uint8_t>& patches = {});
 
   void Receive();
   void ReceivePatch(int patch);
@@ -37,7 +38,9 @@ class TransferRun {
   int CheckReceived(int r, int patch);
   void ReportError(TransferOperation operation, int r);
   std::string ErrorText(int r) const;
-  std::string FailureText(TransferOperation operation, int r) const;
+  TransferCause CauseOf(TransferOperation operation, int r) const;
+  int EntryOf(int patch) const;
+  void NoteFailure(int r);
   void CommitPatch(int patch);
   void CommitWhole();
   void CommitNothing();

@@ -2,41 +2,45 @@
 
 #include <algorithm>
 
+#include "script/services_line.h"
 #include "script/transfer_engine.h"
 #include "script/transfer_engine_events.h"
 
 namespace tonalith {
 
-namespace {
-
-struct ThreadRecording {
-  EventList events;
-  Event** list = nullptr;
-};
-thread_local ThreadRecording threadRecording;
-
-}  // namespace
-
-void SetFirstEvent(bool record, Event** list) {
-  if (threadRecording.list) {
+void MidiScriptServices::SetFirstEvent(bool record, Event** list) {
+  std::lock_guard guard(recordingMutex_);
+  const auto here = recordings_.find(std::this_thread::get_id());
+  if (here != recordings_.end()) {
     // Whoever recorded before gets what there is, behind what the list held.
-    Event** end = threadRecording.list;
+    Event** end = here->second.list;
     while (*end) end = &(*end)->next;
-    *end = threadRecording.events.Release();
+    *end = here->second.events.Release();
+    recordings_.erase(here);
   }
-  threadRecording.list = record ? list : nullptr;
+  if (record && list) recordings_[std::this_thread::get_id()].list = list;
+  anyRecords_.store(!recordings_.empty());
 }
 
-Event** GetFirstEvent() {
-  return threadRecording.list;
+MidiScriptServices::ThreadRecording* MidiScriptServices::RecordingHere() {
+  if (!anyRecords_.load()) return nullptr;
+  std::lock_guard guard(recordingMutex_);
+  const auto here = recordings_.find(std::this_thread::get_id());
+  return here == recordings_.end() ? nullptr : &here->second;
 }
 
-EventList* RecordingOf(const TransferContext& context) {
+Event** MidiScriptServices::GetFirstEvent() {
+  const ThreadRecording* recording = RecordingHere();
+  return recording ? recording->list : nullptr;
+}
+
+EventList* MidiScriptServices::RecordingOf(const TransferContext& context) {
   if (context.recording) return context.recording;
-  return threadRecording.list ? &threadRecording.events : nullptr;
+  ThreadRecording* recording = RecordingHere();
+  return recording ? &recording->events : nullptr;
 }
 
-SendOptions MidiScriptServices::OptionsOf(TransferContext& context) const {
+SendOptions MidiScriptServices::OptionsOf(TransferContext& context) {
   SendOptions options;
   options.delayBetweenMs = context.transmitDelayMs;
   options.cancel = &context.cancel;
@@ -50,7 +54,7 @@ SendOptions MidiScriptServices::OptionsOf(TransferContext& context) const {
 }
 
 // Ports move down when one before them goes; a transfer must not go on with a neighbour.
-bool MidiScriptServices::OutputGone(int port, TransferContext& context) const {
+bool MidiScriptServices::OutputGone(int port, TransferContext& context) {
   if (RecordingOf(context)) return false;
   const auto slot = out_.GetMidiOutPort(port);
   if (!slot || !slot->Alive() ||
@@ -220,46 +224,6 @@ void MidiScriptServices::OpenTransmitWindow(int port, std::uint32_t total) {
 
 void MidiScriptServices::SetTransmitStayOpen(bool stay) {
   if (engine_) engine_->SetTransmitStayOpen(stay);
-}
-
-// --- The line of a protocol ---
-
-int ServicesLine::Send(std::span<const std::uint8_t> bytes) {
-  return services_.SendDataPort(bytes, outPort_, context_);
-}
-
-int ServicesLine::SendBare(std::span<const std::uint8_t> bytes) {
-  return services_.SendBare(bytes, outPort_, context_);
-}
-
-void ServicesLine::Stage(std::span<const std::uint8_t> bytes) {
-  context_.staged = TransferContext::Staged{{bytes.begin(), bytes.end()}, outPort_, false};
-}
-
-void ServicesLine::StageBare(std::span<const std::uint8_t> bytes) {
-  context_.staged = TransferContext::Staged{{bytes.begin(), bytes.end()}, outPort_, true};
-}
-
-int ServicesLine::Receive(std::span<std::uint8_t> into) {
-  const int received = services_.GetDataPort(into, inPort_, context_);
-  context_.staged.reset();
-  if (received == transfer_code::kQuiet) context_.timedOut = true;
-  return received;
-}
-
-void ServicesLine::Delay(std::uint32_t ms) {
-  services_.CreateDelayEvent(outPort_, ms, context_);
-}
-
-bool ServicesLine::Cancelled() const {
-  const TransferState state = context_.state.load();
-  return context_.cancel.Cancelled() || state == TransferState::Cancel || state == TransferState::CancelAll ||
-         context_.portGone || services_.Quitting();
-}
-
-void ServicesLine::Report(const std::string& text) {
-  services_.MonitorLine(text);
-  if (context_.display) context_.display(text);
 }
 
 }  // namespace tonalith

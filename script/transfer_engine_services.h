@@ -1,13 +1,17 @@
 #pragma once
 
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <thread>
+
 #include "midi/midi_input.h"
 #include "midi/midi_output.h"
-#include "script/protocols/built_in_protocols.h"
 #include "script/script_services.h"
+#include "script/transfer_engine_events.h"
 
 namespace tonalith {
 
-class EventList;
 class TransferEngine;
 
 // The MIDI half of ScriptServices on the real ports.  The program's services derive from it and add settings, windows
@@ -18,6 +22,11 @@ class MidiScriptServices : public ScriptServices {
 
   // The engine that shows transmissions; null (no window) at first.
   void SetTransferEngine(TransferEngine* engine) { engine_ = engine; }
+  // Recording for the calling thread only: from now on what it sends without a transfer of its own, and its delays, are
+  // appended to *list instead of being performed; `record` false ends that.  The chain belongs to the caller.
+  void SetFirstEvent(bool record, Event** list);
+  // The list being recorded by this thread; null when it does not record.
+  Event** GetFirstEvent();
   MidiOut& out() const { return out_; }
   MidiIn& in() const { return in_; }
 
@@ -51,45 +60,24 @@ class MidiScriptServices : public ScriptServices {
   Clock& clock() override { return out_.clock(); }
 
  private:
-  bool OutputGone(int port, TransferContext& context) const;
+  struct ThreadRecording {
+    EventList events;
+    Event** list = nullptr;
+  };
+  // Of the calling thread; null when it does not record.
+  ThreadRecording* RecordingHere();
+  // Where a transfer's (or else the calling thread's) messages are recorded; null: they are performed.
+  EventList* RecordingOf(const TransferContext& context);
+  bool OutputGone(int port, TransferContext& context);
   void BeforeSending(int port, TransferContext& context);
-  SendOptions OptionsOf(TransferContext& context) const;
+  SendOptions OptionsOf(TransferContext& context);
 
   MidiOut& out_;
   MidiIn& in_;
   TransferEngine* engine_ = nullptr;
+  std::mutex recordingMutex_;
+  std::atomic<bool> anyRecords_{false};
+  std::map<std::thread::id, ThreadRecording> recordings_;  // each is used by its thread only
 };
-
-// A protocol's line on the ports of one descriptor.
-class ServicesLine final : public ProtocolLine {
- public:
-  ServicesLine(ScriptServices& services, TransferContext& context, int inPort, int outPort)
-      : services_(services), context_(context), inPort_(inPort), outPort_(outPort) {}
-
-  int Send(std::span<const std::uint8_t> bytes) override;
-  int SendBare(std::span<const std::uint8_t> bytes) override;
-  void Stage(std::span<const std::uint8_t> bytes) override;
-  void StageBare(std::span<const std::uint8_t> bytes) override;
-  int Receive(std::span<std::uint8_t> into) override;
-  void Delay(std::uint32_t ms) override;
-  void AllPortReceiving(AcceptAny mode) override { context_.acceptAny = mode; }
-  bool Cancelled() const override;
-  bool Blocked() const override { return services_.MidiBlocked(); }
-  void Report(const std::string& text) override;
-
- private:
-  ScriptServices& services_;
-  TransferContext& context_;
-  int inPort_;
-  int outPort_;
-};
-
-// Recording for the calling thread only: from now on what it sends without a transfer of its own, and its delays, are
-// appended to *list instead of being performed; `record` false ends that.  The chain belongs to the caller.
-void SetFirstEvent(bool record, Event** list);
-// The list being recorded by this thread; null when it does not record.
-Event** GetFirstEvent();
-// Where a transfer's (or else the calling thread's) messages are recorded; null: they are performed.
-EventList* RecordingOf(const TransferContext& context);
 
 }  // namespace tonalith

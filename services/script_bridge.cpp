@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "platform/ini_file.h"
 #include "platform/log.h"
@@ -53,16 +54,34 @@ std::optional<SettingId> SettingOf(ScriptSetting setting) {
   return std::nullopt;
 }
 
+bool IsDefaultPort(ScriptSetting setting) {
+  return setting == ScriptSetting::DefaultOutPort || setting == ScriptSetting::DefaultInPort;
+}
+
 }  // namespace
 
-ScriptBridge::ScriptBridge(MidiPortSystem& midi, Settings& settings, Paths& paths, Dispatcher& dispatcher)
+ScriptBridge::ScriptBridge(MidiPortSystem& midi, const Program& program, ScriptPorts ports)
     : MidiScriptServices(midi.out(), midi.in()),
       midi_(midi),
-      settings_(settings),
-      paths_(paths),
-      dispatcher_(dispatcher) {}
+      settings_(program.settings),
+      paths_(program.paths),
+      dispatcher_(program.dispatcher),
+      appState_(program.appState),
+      host_(program.host),
+      ports_(ports) {}
+
+int ScriptBridge::GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
+                                  TransferContext& context) {
+  const std::int64_t patience = receiveTimeoutMs_.load();
+  if (patience <= 0) return MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
+  const std::int64_t own = std::exchange(context.receiveTimeoutMs, patience);
+  const int stored = MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
+  context.receiveTimeoutMs = own;
+  return stored;
+}
 
 void ScriptBridge::OnOwner(const std::function<void()>& call) {
+  if (ports_ == ScriptPorts::kChosen) return;
   if (!dispatcher_.Call(call, quit_, kOwnerTimeoutMs)) DebugLog("A script's request to the main thread was given up.");
 }
 
@@ -144,6 +163,8 @@ void ScriptBridge::OpenPortDialog(MidiDirection direction) {
 // ---- settings and preferences
 
 int ScriptBridge::Setting(ScriptSetting setting) {
+  // Numbers of the profile's ports mean nothing among others.
+  if (ports_ == ScriptPorts::kChosen && IsDefaultPort(setting)) return 0;
   if (const auto id = SettingOf(setting)) return settings_.Value(*id);
   switch (setting) {
     case ScriptSetting::MidiDelay:
@@ -160,7 +181,7 @@ int ScriptBridge::Setting(ScriptSetting setting) {
 }
 
 void ScriptBridge::SetSetting(ScriptSetting setting, int value) {
-  if (value < 0) return;
+  if (value < 0 || (ports_ == ScriptPorts::kChosen && IsDefaultPort(setting))) return;
   if (const auto id = SettingOf(setting)) {
     settings_.Access(*id, value);
   } else if (setting == ScriptSetting::MidiDelay) {

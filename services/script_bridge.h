@@ -26,14 +26,28 @@ struct MacroTable {
   std::array<std::vector<std::uint8_t>, 256> macros;
 };
 
-// What scripts and transfers see of the program: the real ports, the settings, the preferences file, and the windows
-// that upper rooms plug in.  Any thread; what concerns ports and windows is brought to the dispatcher's thread.
+// Whose ports a program's scripts and transfers use.
+enum class ScriptPorts {
+  kOfProfile,  // those the user selected: scripts open and close them and read and set the default ports
+  kChosen,  // those that somebody opened for this one purpose: scripts leave them as they are, the default is the first
+};
+
+// What scripts and transfers see of the program: the real ports, the settings, the preferences file, the router to
+// editors and windows, and the windows that upper rooms plug in.  Any thread; what concerns ports and windows is
+// brought to the dispatcher's thread.
 class ScriptBridge final : public MidiScriptServices, public TransferPreferences {
  public:
-  ScriptBridge(MidiPortSystem& midi, Settings& settings, Paths& paths, Dispatcher& dispatcher);
+  // Everything that is given outlives the bridge.
+  struct Program {
+    Settings& settings;
+    Paths& paths;
+    Dispatcher& dispatcher;
+    ScriptAppState& appState;
+    ScriptHost& host;
+  };
+  ScriptBridge(MidiPortSystem& midi, const Program& program, ScriptPorts ports);
 
   // Not owned; null takes it away again.  Set on the user-interface thread before scripts run.
-  void SetScriptHost(ScriptHost* host) { host_.store(host); }
   void SetDocuments(DocumentsHost* documents) { documents_.store(documents); }
   void SetWindows(TransferWindowsHost* windows) { windows_.store(windows); }
   using PatchSelector = std::function<std::optional<int>(const std::string& title, int current, int low, int high)>;
@@ -47,8 +61,12 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   // The program ends: scripts stop at their next look.
   void SetQuitting();
   int DeleteStudioOnExit() const { return deleteStudioOnExit_.load(); }
+  // Milliseconds every receive may be silent, whatever the data type says; 0: as the data type says.
+  void SetReceiveTimeout(std::int64_t ms) { receiveTimeoutMs_.store(ms); }
 
   // ScriptServices
+  int GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
+                      TransferContext& context) override;
   int SetOpenAllPorts(MidiDirection direction, int value) override;
   void OpenPorts(MidiDirection direction) override;
   void ClosePorts(MidiDirection direction) override;
@@ -66,7 +84,8 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   std::size_t DiskRead(std::span<std::uint8_t> destination) override;
   void DiskSeek(std::int64_t position) override;
   std::int64_t DiskSize() override;
-  ScriptHost* Host() override { return host_.load(); }
+  ScriptAppState& AppState() override { return appState_; }
+  ScriptHost* Host() override { return &host_; }
   void QuitApp() override;
   void OpenUrl(const std::string& url) override;
   bool Quitting() const override { return quitting_.load(); }
@@ -74,20 +93,25 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   // TransferPreferences
   int PatchBayDelay() const override { return settings_.Value(SettingId::MainPatchBayDelay); }
   bool AskPatchNumber() const override { return settings_.Value(SettingId::MainPchPopupSelect) != 0; }
-  bool ShowTransmitWindow() const override { return settings_.Value(SettingId::MainShowTransmitWindow) != 0; }
+  bool ShowTransmitWindow() const override {
+    return ports_ == ScriptPorts::kOfProfile && settings_.Value(SettingId::MainShowTransmitWindow) != 0;
+  }
   std::optional<int> SelectPatchNumber(const std::string& title, int current, int minimum, int maximum) override;
   void SentDataFile(DataFile* dataFile) override;
 
  private:
-  // Runs a call on the thread that owns ports and windows and waits for it.
+  // Runs a call on the thread that owns the ports and waits for it; nothing when they are not the scripts' to change.
   void OnOwner(const std::function<void()>& call);
 
   MidiPortSystem& midi_;
   Settings& settings_;
   Paths& paths_;
   Dispatcher& dispatcher_;
+  ScriptAppState& appState_;
+  ScriptHost& host_;
+  ScriptPorts ports_;
   CancelToken quit_;
-  std::atomic<ScriptHost*> host_{nullptr};
+  std::atomic<std::int64_t> receiveTimeoutMs_{0};
   std::atomic<DocumentsHost*> documents_{nullptr};
   std::atomic<TransferWindowsHost*> windows_{nullptr};
   PatchSelector patchSelector_;

@@ -206,24 +206,35 @@ Result MainSaveCfg(const std::string& name, const void* record, std::size_t size
 
 Settings::Settings() : config_(GetDfltConfig()) {}
 
-void Settings::SetPacingSink(PacingSink sink) {
+int Settings::AddPacingSink(PacingSink sink) {
+  int id = 0;
+  {
+    std::lock_guard guard(mutex_);
+    id = nextListener_++;
+    pacing_.emplace_back(id, std::move(sink));
+  }
+  PushPacing();
+  return id;
+}
+
+void Settings::RemovePacingSink(int id) {
   std::lock_guard guard(mutex_);
-  pacing_ = std::move(sink);
+  std::erase_if(pacing_, [id](const auto& entry) { return entry.first == id; });
 }
 
 void Settings::PushPacing() const {
-  PacingSink sink;
+  std::vector<std::pair<int, PacingSink>> sinks;
   std::int16_t values[5] = {};
   {
     std::lock_guard guard(mutex_);
-    sink = pacing_;
+    sinks = pacing_;
     values[0] = static_cast<std::int16_t>(config_.delay);
     values[1] = static_cast<std::int16_t>(config_.delayMidi);
     values[2] = static_cast<std::int16_t>(config_.midiSlow);
     values[3] = static_cast<std::int16_t>(config_.useMidiTime);
     values[4] = static_cast<std::int16_t>(config_.midiTransferRate);
   }
-  if (sink) sink(values);
+  for (const auto& sink : sinks) sink.second(values);
 }
 
 int Settings::AddListener(Listener listener) {

@@ -127,8 +127,9 @@ class Settings {
 
   Settings();
 
-  // Receives the five pacing values when they are loaded and when one of them is stored.
-  void SetPacingSink(PacingSink sink);
+  // Receives the five pacing values now, when they are loaded and when one of them is stored.
+  int AddPacingSink(PacingSink sink);
+  void RemovePacingSink(int id);
   void PushPacing() const;
   // Called when a number setting has been stored (also with its former value).
   int AddListener(Listener listener);
@@ -205,7 +206,7 @@ class Settings {
   mutable std::mutex mutex_;
   Config config_;
   int midiDelay_ = 200;
-  PacingSink pacing_;
+  std::vector<std::pair<int, PacingSink>> pacing_;
   std::vector<std::pair<int, Listener>> listeners_;
   int nextListener_ = 1;
 };

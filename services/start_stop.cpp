@@ -3,12 +3,18 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "midi/midi_input.h"
 #include "platform/atomic_file.h"
+#include "platform/clock.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
+#include "platform/prompts.h"
 #include "platform/text.h"
-#include "services/zkbasics.h"
+#include "services/hosts.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/settings.h"
 
 namespace tonalith {
 
@@ -43,7 +49,7 @@ StartStop::~StartStop() {
 
 void StartStop::Say(const char* step) {
   DebugLog("%s", step);
-  if (commandLine_.debug && basics_ && !quiet_) basics_->prompts().Say("Tonalith", step);
+  if (commandLine_.debug && program_ && !quiet_) program_->prompts().Say("Tonalith", step);
 }
 
 std::vector<Manual> StartStop::ReadManuals(const std::string& iniFile) {
@@ -68,34 +74,34 @@ std::vector<std::string> StartStop::ReadMenuRemovals(const std::string& iniFile)
 }
 
 void StartStop::OwlMain() {
-  CopyFromResources(basics_->paths(), "ZKSkins.ini", true);
-  CopyFromResources(basics_->paths(), "ZKKeys.ini", false);
+  CopyFromResources(program_->paths(), "ZKSkins.ini", true);
+  CopyFromResources(program_->paths(), "ZKKeys.ini", false);
 }
 
 bool StartStop::InitInstance() {
   if (!host_.InitialiseFramework()) return false;
   std::srand(static_cast<unsigned>(std::time(nullptr)));
   host_.ZKEditInit();
-  basics_ = host_.AllocZKBasics(commandLine_);
-  if (!basics_) return false;
-  basics_->SetOwnerName("CZKapp");
+  program_ = host_.AllocZKBasics(commandLine_);
+  if (!program_) return false;
+  program_->SetOwnerName("CZKapp");
   Say("CZKApp::InitInstance Debug mode set from command line");
   host_.SetDisplayName("Tonalith");
-  basics_->ConfigBasics();
-  basics_->LoadConfig();
-  const Paths& paths = basics_->paths();
+  program_->ConfigBasics();
+  program_->LoadConfig();
+  const Paths& paths = program_->paths();
   host_.InitialiseComponents();
   OwlMain();
   Say("ZKApp::InitInstance()-A");
   host_.SetPictureBasePath(paths.BasePath());
   Say("ZKApp::InitInstance()-A1");
   host_.ZKMonInitialize();
-  basics_->in().InAMidiInitialize();
+  program_->in().InAMidiInitialize();
   host_.RegisterPictures();
   Say("ZKApp::InitInstance()-A2");
   host_.SetHelpFile(paths.HelpFile());
   Say("ZKApp::InitInstance()-A3");
-  if (basics_->MainNoRegExtensions(-1) == 0) {
+  if (program_->settings().MainNoRegExtensions(-1) == 0) {
     host_.RegisterFileTypes();
     Say("ZKApp::InitInstance()-A4");
   }
@@ -103,7 +109,7 @@ bool StartStop::InitInstance() {
   Say(paths.MainGetApplicationName().c_str());
   Say("ZKApp::InitInstance()-A6");
   host_.SetRegistryKey("Corvane\\" + paths.MainGetApplicationName() + "\\13.0");
-  if (!host_.CreateMainFrame(*basics_)) return false;
+  if (!host_.CreateMainFrame(*program_)) return false;
   frameMade_ = true;
   for (const char* step : {"-A7", "-A71", "-A72", "-A"}) Say((std::string("ZKApp::InitInstance()") + step).c_str());
   const std::vector<Manual> manuals = ReadManuals(paths.GetZKIni());
@@ -130,45 +136,46 @@ bool StartStop::InitInstance() {
 // What needs the frame: ports first, because the studio looks its instruments' ports up by name, and the studio before
 // the windows that refer to it.
 void StartStop::AfterShow() {
-  basics_->OpenMidiPorts();
+  program_->OpenMidiPorts();
   host_.AskForPorts();
-  if (StudioHost* studio = basics_->studio()) studio->DrvLoadSetup(0);
-  DocumentsHost* documents = basics_->documents();
-  const std::string desktop = basics_->paths().DefaultDesktopFile();
-  if (documents && basics_->MainAutoSaveLoadDesktop(-1) != 0 && FileExists(desktop)) documents->LoadWorkspace(desktop);
+  if (StudioHost* studio = program_->studio()) studio->DrvLoadSetup(0);
+  DocumentsHost* documents = program_->documents();
+  const std::string desktop = program_->paths().DefaultDesktopFile();
+  if (documents && program_->settings().MainAutoSaveLoadDesktop(-1) != 0 && FileExists(desktop))
+    documents->LoadWorkspace(desktop);
   OpenFiles(commandLine_.files);
 }
 
 void StartStop::OpenFiles(const std::vector<std::string>& files) {
-  DocumentsHost* documents = basics_ ? basics_->documents() : nullptr;
+  DocumentsHost* documents = program_ ? program_->documents() : nullptr;
   for (const std::string& file : files) {
     if (documents) documents->OpenFile(file, 0);
   }
 }
 
 void StartStop::ExitInstance(bool quietly) {
-  if (ended_ || !basics_) return;
+  if (ended_ || !program_) return;
   ended_ = true;
   quiet_ = quietly;
   // Whoever still works on data stops before the windows and documents go.
-  basics_->StopWork();
-  if (frameMade_ && basics_->documents() && basics_->MainAutoSaveLoadDesktop(-1) != 0) {
-    basics_->documents()->SaveWorkspace(basics_->paths().DefaultDesktopFile());
+  program_->StopWork();
+  if (frameMade_ && program_->documents() && program_->settings().MainAutoSaveLoadDesktop(-1) != 0) {
+    program_->documents()->SaveWorkspace(program_->paths().DefaultDesktopFile());
   }
   host_.FreeMenuAndShortcuts();
   Say("ZKApp::ExitInstance()-1");
   host_.CloseMainWindow();
   Say("ZKApp::ExitInstance()-2");
-  basics_->clock().SleepMs(100);
+  program_->clock().SleepMs(100);
   const Result written = WritePrivateProfileString("Preferences", "ExtendedMode", commandLine_.extended ? "1" : "0",
-                                                   basics_->paths().GetZKIni());
+                                                   program_->paths().GetZKIni());
   if (!written) DebugLog("%s", written.text.c_str());
   Say("ZKApp::ExitInstance()-3");
   Say("Out of prog - closing .DLLs next");
-  host_.ShowClosingMidi([this] { basics_->CloseMidiPorts(); });
+  host_.ShowClosingMidi([this] { program_->CloseMidiPorts(); });
   host_.CloseMaintenanceTimer();
   Say("ZKApp::ExitInstance()-4");
-  basics_->in().InAMidiCleanup();
+  program_->in().InAMidiCleanup();
   for (const char* module : {"bank", "studio", "bitmap", "set", "library", "monitor", "view"}) {
     host_.CleanUpModule(module);
   }
@@ -182,7 +189,7 @@ void StartStop::ExitInstance(bool quietly) {
   Say("ZKApp::ExitInstance()-Finished");
   host_.ExitFramework();
   Say("CWinApp::ExitInstance()-Finished");
-  basics_.reset();
+  program_.reset();
 }
 
 }  // namespace tonalith

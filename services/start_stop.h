@@ -10,7 +10,7 @@
 
 namespace tonalith {
 
-class ZKBasics;
+class Program;
 
 struct Manual {
   std::string title;
@@ -27,8 +27,8 @@ class StartStopHost {
   // ---- start
   virtual bool InitialiseFramework() { return true; }
   virtual void ZKEditInit() {}
-  // The services object; null ends the start.  Backends, hosts and prompts are plugged in here.
-  virtual std::unique_ptr<ZKBasics> AllocZKBasics(const CommandLine& commandLine) = 0;
+  // The program with its services object; null ends the start.  Backends, hosts and prompts are plugged in here.
+  virtual std::unique_ptr<Program> AllocZKBasics(const CommandLine& commandLine) = 0;
   virtual void SetDisplayName(const std::string& name) { (void)name; }
   virtual void InitialiseComponents() {}
   virtual void SetPictureBasePath(const std::string& basePath) { (void)basePath; }
@@ -38,8 +38,8 @@ class StartStopHost {
   virtual void RegisterFileTypes() {}                                 // unless the user does not want it
   virtual void SetRegistryKey(const std::string& key) { (void)key; }  // of the framework's own settings
   // Makes the main frame and links it with the services; false ends the start.
-  virtual bool CreateMainFrame(ZKBasics& basics) {
-    (void)basics;
+  virtual bool CreateMainFrame(Program& program) {
+    (void)program;
     return true;
   }
   // All manuals; showInMenu: append their titles to the Help menu.
@@ -81,7 +81,7 @@ class StartStop {
   // Safe after a start that failed half-way; runs once.  `quietly`: no message boxes (end of the session, SIGTERM).
   void ExitInstance(bool quietly = false);
 
-  ZKBasics* basics() { return basics_.get(); }
+  Program* program() { return program_.get(); }
   const CommandLine& commandLine() const { return commandLine_; }
   // Files that another process handed over, or that were dropped on the program.
   void OpenFiles(const std::vector<std::string>& files);
@@ -96,7 +96,7 @@ class StartStop {
 
   StartStopHost& host_;
   CommandLine commandLine_;
-  std::unique_ptr<ZKBasics> basics_;
+  std::unique_ptr<Program> program_;
   bool frameMade_ = false;
   bool quiet_ = false;
   bool ended_ = false;

@@ -20,6 +20,10 @@ class WindowPlaces {
   // False (and `place` untouched) when nothing sensible is stored.
   bool Read(int window, WindowPlace& place) const;
   bool Store(int window, const WindowPlace& place);
+  // mode below 0 reads, else stores.
+  bool MainGetLeftTop(int mode, int window, WindowPlace& place) {
+    return mode < 0 ? Read(window, place) : Store(window, place);
+  }
 
  private:
   const Paths& paths_;

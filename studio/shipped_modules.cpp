@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "platform/clock.h"
+#include "services/paths.h"
 
 namespace tonalith {
 
@@ -33,6 +34,15 @@ class InstallLock {
 
 }  // namespace
 
+std::unique_ptr<ZKStudioDoc> MakeStudio(const Paths& paths, Prompts& prompts, StudioPorts* ports) {
+  StudioPaths folders;
+  folders.instruments = paths.MainGetInstrPath();
+  folders.data = paths.MainGetDataPath();
+  folders.preferences = paths.CompanyConfigPath();
+  folders.applicationIni = paths.GetZKIni();
+  return std::make_unique<ZKStudioDoc>(std::move(folders), prompts, ports);
+}
+
 std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resources) {
   return resources / "modules";
 }
@@ -47,12 +57,16 @@ Result InstallShippedModules(const std::filesystem::path& resources, const std::
   return InstallShippedPackages(packages, instruments, reports);
 }
 
+Result InstallShippedModules(const Paths& paths) {
+  return InstallShippedModules(paths.MainGetResourcePath(), paths.MainGetInstrPath());
+}
+
 Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources) {
   std::vector<InstallReport> installed;
   Result result = InstallShippedModules(resources, studio.paths().instruments, &installed);
   studio.DrvLoadSetup(0);
   for (const InstallReport& report : installed)
-    if (!report.moduleFile.empty() && !studio.IsInstrumentInstalled(report.moduleFile))
+    if (!report.moduleFile.empty() && !studio.list().IsInstrumentInstalled(report.moduleFile))
       studio.AddDrivers(report.moduleFile);
   return result;
 }

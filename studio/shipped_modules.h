@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,11 @@
 #include "studio/studio_document.h"
 
 namespace tonalith {
+
+class Paths;
+
+// The studio in the folders of a program; nothing is loaded yet.  What is given outlives it; `ports` may be null.
+std::unique_ptr<ZKStudioDoc> MakeStudio(const Paths& paths, Prompts& prompts, StudioPorts* ports = nullptr);
 
 // The packages the program comes with: "modules" in the resources folder.
 std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resources);
@@ -19,6 +25,8 @@ std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resource
 // A failure names the packages that could not be installed; the others were.
 Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
                              std::vector<InstallReport>* reports = nullptr);
+// The same for the folders of a program.
+Result InstallShippedModules(const Paths& paths);
 
 // InstallShippedModules, then the studio as the user left it (all installed modules when there is no studio file yet),
 // then the modules that were new.  Used by every front end at its start.

@@ -13,5 +13,5 @@ check() {
   if output=$(clang-tidy -quiet -p build-tidy "$1" 2>/dev/null); then touch "$cache/$key"; else echo "$output"; return 1; fi
 }
 export -f check
-git ls-files 'platform/*.cpp' 'data/*.cpp' 'midi/*.cpp' 'script/*.cpp' 'services/*.cpp' 'studio/*.cpp' 'simulator/*.cpp' |
+git ls-files 'platform/*.cpp' 'data/*.cpp' 'midi/*.cpp' 'script/*.cpp' 'services/*.cpp' 'document/*.cpp' 'studio/*.cpp' 'simulator/*.cpp' |
   grep -v '/ui/' | xargs -P "$(nproc)" -I{} bash -c 'check {}'

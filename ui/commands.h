@@ -28,6 +28,7 @@ enum class CommandId : int {
   SendSysEx = 408,
   SendMidiFile = 409,
   EditUndo = 57643,
+  EditRedo = 57644,
   EditCut = 57635,
   EditCopy = 57634,
   EditPaste = 57637,
@@ -94,8 +95,9 @@ enum class CommandId : int {
   HelpAbout = 57664,
 };
 
-// Who carries a command out: the main frame, or the active child window.
-enum class CommandOwner { Frame, Child };
+// Who carries a command out: the main frame, or the active child window.  Menu: the entry only opens a menu that is
+// filled while the program runs.
+enum class CommandOwner { Frame, Child, Menu };
 enum class MenuId { File, Edit, View, Midi, Utilities, Window, Help };
 
 struct CommandRow {
@@ -106,7 +108,8 @@ struct CommandRow {
   const char* help;      // shown in the status line
   CommandOwner owner = CommandOwner::Frame;
   bool checkable = false;
-  const char* submenu = "";  // title of the menu inside the menu that holds this entry; empty: none
+  const char* submenu = "";         // title of the menu inside the menu that holds this entry; empty: none
+  const char* secondShortcut = "";  // other keys for the same; empty: none
 };
 
 // Every menu entry in order; one table for the menus, the shortcuts and the tests.

@@ -140,7 +140,7 @@ void ZKMidiInStatus::Refresh() {
 }
 
 // The transfer counts as running until its observers have been told.
-void ZKMidiInStatus::TransferClosed(const TransferResult&) {
+void ZKMidiInStatus::TransferClosed() {
   QTimer::singleShot(0, this, &ZKMidiInStatus::Refresh);
 }
 

@@ -50,8 +50,8 @@ class ZKMidiInStatus final : public QDialog {
  public:
   explicit ZKMidiInStatus(QWidget* parent = nullptr);
   void Add(const std::shared_ptr<Transfer>& transfer);
-  // A transfer was reported closed.
-  void TransferClosed(const TransferResult& result);
+  // A transfer has ended.
+  void TransferClosed();
   int Pages() const;
 
  protected:

@@ -2,12 +2,19 @@
 
 #include <QWidget>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "services/desktop_file.h"
 #include "ui/commands.h"
 
 namespace tonalith {
+
+// An instrument on a MIDI output.
+struct MidiRoute {
+  int outPort = 0;
+  int channel = 0;  // from 0
+};
 
 // A child window of the main frame.
 class ZKWindow : public QWidget {
@@ -21,6 +28,11 @@ class ZKWindow : public QWidget {
   virtual bool VerifyClose() = 0;
   virtual bool CommandEnabled(CommandId command) const = 0;
   virtual void RunCommand(CommandId command) = 0;
+  // Why the command is off now, a sentence; empty: the window knows no better than that it is.
+  virtual QString CommandRefusal(CommandId command) const {
+    (void)command;
+    return {};
+  }
   // The file the window shows (UTF-8); empty: none.
   virtual std::string FilePath() const { return {}; }
   // Messages that go to every window; the answer is the window's own.
@@ -28,6 +40,14 @@ class ZKWindow : public QWidget {
     (void)message, (void)wParam, (void)lParam;
     return 0;
   }
+  // The instrument that audition notes go to while the window is active; none: the program's own port.
+  virtual std::optional<MidiRoute> AuditionRoute() const { return std::nullopt; }
+  // MIDI ports came or went; `changes` holds kPortsRemoved and kPortsAdded.
+  virtual void PortsChanged(int changes) { (void)changes; }
+  // Instruments of the studio came, went or got other ports or channels.
+  virtual void StudioChanged() {}
+  // Settings were stored.
+  virtual void SettingsChanged() {}
   // Closes without asking again what VerifyClose was asked for already.
   void CloseVerified();
 

@@ -24,12 +24,12 @@ QBrush FadedText() {
 
 BankListModel::BankListModel(ZKBankDoc& document, QObject* parent)
     : QAbstractTableModel(parent), document_(document), rows_(document.PatchCount()) {
-  listener_ = document_.AddListener([this](ZKBankDoc::Change change, int patch) {
-    if (change == ZKBankDoc::Change::Patch) {
-      emit dataChanged(index(patch, 0), index(patch, kColumns - 1));
+  listener_ = document_.AddListener([this](const DocumentChange& change) {
+    if (change.kind == DocumentChange::Kind::Item) {
+      emit dataChanged(index(change.item, 0), index(change.item, kColumns - 1));
       return;
     }
-    if (change == ZKBankDoc::Change::State && document_.PatchCount() == rows_) return;
+    if (change.kind == DocumentChange::Kind::State && document_.PatchCount() == rows_) return;
     if (document_.PatchCount() == rows_) {
       emit dataChanged(index(0, 0), index(rows_ - 1, kColumns - 1));
       return;

@@ -11,6 +11,7 @@ class QWidget;
 namespace tonalith {
 
 class Settings;
+class WindowCounters;
 struct AutoConfigServices;
 
 // What the studio window asks of the program.
@@ -26,6 +27,8 @@ class StudioWindowHost {
   virtual Settings& settings() = 0;
   virtual std::string ResourceFolder() = 0;
   virtual std::string PreferencesIni() = 0;
+  // For the configuration report; null: nobody counts.
+  virtual const WindowCounters* windowCounters() { return nullptr; }
   // What a search for an instrument needs; null when there is none.
   virtual const AutoConfigServices* autoConfig() = 0;
 };

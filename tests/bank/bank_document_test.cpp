@@ -6,52 +6,43 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
-#include "data/patch_names.h"
+#include "data/container.h"
+#include "platform/text.h"
+#include "tests/bank/small_bank.h"
 
 namespace tonalith {
 namespace {
 
 namespace fs = std::filesystem;
 
-// Four voices of 16 bytes behind a header of 2, a ten character name at 4.
-DataFilePtr SmallBank() {
-  DataFilePtr driver(AllocDataFile());
-  AllocChunk(&driver->synth, &driver->synthSize, kSynthSize);
-  Synth& synth = *driver->synth;
-  std::strcpy(synth.shortName, "Test");
-  std::strcpy(synth.typeName, "Bank");
-  synth.fileSize = 2 + 4 * 16;
-  synth.headerSize = 2;
-  synth.numVoices = 4;
-  synth.voiceSize = 16;
-  synth.voiceBytes = 16;
-  synth.nameLength = 10;
-  synth.nameOffset = 4;
-  synth.isBank = 1;
-  DataFilePtr data(AllocDataNew(driver.get()));
-  for (int i = 0; i < 4; ++i) SetPatchName(data.get(), i, "VOICE " + std::to_string(i));
-  return data;
-}
-
 TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   ZKBankDoc bank(SmallBank());
   ASSERT_EQ(bank.PatchCount(), 4);
   EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
   int told = 0;
-  bank.AddListener([&](ZKBankDoc::Change, int) { ++told; });
+  bank.AddListener([&](const DocumentChange&) { ++told; });
   EXPECT_TRUE(bank.Rename(2, "A VERY LONG NAME").ok());
   EXPECT_EQ(bank.GetPatchName(2), "A VERY LON") << "cut to what the instrument holds";
   EXPECT_EQ(bank.GetPatchName(1), "VOICE 1");
   EXPECT_EQ(bank.GetPatchName(3), "VOICE 3");
   EXPECT_TRUE(bank.IsModified());
+  EXPECT_EQ(bank.StatusText(), "Rename");
   EXPECT_GT(told, 0);
   const DataFile* before = bank.dataFile();
+  EXPECT_LT(bank.history().MemoryBytes(), 1000U);
   EXPECT_TRUE(bank.CmEditUndo());
   EXPECT_EQ(bank.dataFile(), before) << "the record stays where others point to";
   EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
   EXPECT_FALSE(bank.IsModified());
+  EXPECT_EQ(told, 2);
+  SetMapBit(bank.dataFile()->emptyMap, bank.dataFile()->emptyMapSize, 1, true);
+  EXPECT_FALSE(bank.IsPatchDefined(1));
+  EXPECT_TRUE(bank.IsPatchDefined(0) && bank.IsPatchDefined(2));
+  EXPECT_TRUE(bank.IsPatchDefined(8000)) << "outside the map";
   EXPECT_FALSE(bank.Rename(4, "X").ok());
+  EXPECT_FALSE(bank.Rename(-1, "X").ok());
   EXPECT_TRUE(bank.Rename(0, "VOICE 0").ok());
   EXPECT_FALSE(bank.CanUndo()) << "the same name is no change";
 }
@@ -67,9 +58,72 @@ TEST(BankDocument, RefusesWhileBusyAndKnowsWhetherAReceiveChangedAnything) {
   EXPECT_FALSE(bank.IsModified());
   bank.BeginReceive();
   bank.dataFile()->body[10] ^= 1;
+  std::string told;
+  bank.AddListener(
+      [&](const DocumentChange& change) { told += change.kind == DocumentChange::Kind::Everything ? "E" : "S"; });
   EXPECT_TRUE(bank.EndReceive());
+  EXPECT_EQ(told, "SE");
   EXPECT_TRUE(bank.CanUndo());
   EXPECT_TRUE(bank.IsModified());
+}
+
+// Everything a file would hold of the document, but the name of the file.
+std::vector<std::uint8_t> Image(const ZKBankDoc& bank) {
+  std::vector<std::uint8_t> bytes;
+  DataFile copy = *bank.dataFile();
+  copy.fileName = nullptr;
+  EXPECT_TRUE(DiskWriteForm(&bytes, copy, WriteBuffers::kAll));
+  return bytes;
+}
+
+TEST(BankDocument, UndoAndRedoBringBackAllThatAReceiveChanged) {
+  ZKBankDoc bank(SmallBank());
+  DataFile& data = *bank.dataFile();
+  AddDataFileComponents(&data, 1);
+  ASSERT_TRUE(data.comment && data.findText && data.emptyMap && data.tagMap && data.authors && data.xtra);
+  const struct {
+    const char* what;
+    std::function<void()> change;
+  } rows[] = {
+      {"bytes", [&] { data.body[10] ^= 1; }},
+      {"shorter image", [&] { ResizeBody(&data, 34); }},
+      {"longer image", [&] { ResizeBody(&data, 5000); }},
+      {"descriptor", [&] { data.synth->timeStamp = data.synth->timeStamp + 12345; }},
+      {"separate names", [&] { AllocChunk(&data.voiceNames, &data.voiceNamesSize, 4 * kVoiceNameSize); }},
+      {"comment", [&] { std::strcpy(data.comment, "A comment"); }},
+      {"keywords", [&] { std::strcpy(data.findText + 16, "Brass"); }},
+      {"undefined bit", [&] { SetMapBit(data.emptyMap, data.emptyMapSize, 3, true); }},
+      {"transmit bit", [&] { SetMapBit(data.tagMap, data.tagMapSize, 2, true); }},
+      {"tag", [&] { data.authors[256] = 'M'; }},
+      {"tag gone", [&] { FreeChunk(data.songs, data.songsSize); }},
+      {"extension record", [&] { data.xtra->hasNoSysEx ^= 1; }},
+      {"port name", [&] { std::strcpy(data.midiInPortName, "Port"); }},
+      {"script", [&] { AllocChunk(&data.transmitScript, &data.transmitScriptSize, 10, "0123456789"); }},
+      {"link", [&] { std::strcpy(data.refFileName, "other.dat"), data.isReference = 1; }},
+      {"modes of chunks", [&] { data.chunkModes[2] = 9; }},
+  };
+  std::vector<std::vector<std::uint8_t>> images = {Image(bank)};
+  for (const auto& row : rows) {
+    bank.BeginReceive(row.what);
+    EXPECT_FALSE(bank.CanUndo());
+    row.change();
+    EXPECT_TRUE(bank.EndReceive()) << row.what;
+    EXPECT_EQ(bank.UndoText(), row.what);
+    images.push_back(Image(bank));
+    EXPECT_NE(images[images.size() - 2], images.back()) << row.what;
+  }
+  for (int round = 0; round < 2; ++round) {
+    for (std::size_t i = images.size() - 1; i-- > 0;) {
+      ASSERT_TRUE(bank.CmEditUndo());
+      EXPECT_EQ(Image(bank), images[i]) << "undo of " << rows[i].what;
+      EXPECT_EQ(bank.IsModified(), i > 0);
+    }
+    for (std::size_t i = 1; i < images.size(); ++i) {
+      ASSERT_TRUE(bank.CmEditRedo());
+      EXPECT_EQ(Image(bank), images[i]) << "redo of " << rows[i - 1].what;
+    }
+  }
+  EXPECT_EQ(bank.dataFile(), &data);
 }
 
 TEST(BankDocument, SavesAndLoadsTheSameBank) {
@@ -81,17 +135,46 @@ TEST(BankDocument, SavesAndLoadsTheSameBank) {
     ASSERT_TRUE(bank.Rename(3, "LAST").ok());
     ASSERT_TRUE(bank.Save(path).ok());
     EXPECT_FALSE(bank.IsModified());
+    const std::vector<std::uint8_t> saved = Image(bank);
     EXPECT_FALSE(bank.Save((folder / "none" / "x.dat").string()).ok());
     EXPECT_EQ(bank.path(), path);
+    EXPECT_STREQ(bank.dataFile()->fileName, path.c_str()) << "the record names the file that was written";
+    ASSERT_TRUE(bank.SaveCopy((folder / "copy.dat").string()).ok());
+    EXPECT_STREQ(bank.dataFile()->fileName, path.c_str());
+    EXPECT_TRUE(bank.CmEditUndo());
+    EXPECT_TRUE(bank.IsModified()) << "the file holds the later name";
+    EXPECT_TRUE(bank.CmEditRedo());
+    EXPECT_FALSE(bank.IsModified());
+    EXPECT_EQ(Image(bank), saved);
   }
   DataFilePtr read;
   ASSERT_TRUE(ZKBankDoc::Load(path, &read).ok());
   ZKBankDoc again(std::move(read));
   EXPECT_EQ(again.GetPatchName(3), "LAST");
   EXPECT_EQ(again.PatchCount(), 4);
-  std::ofstream(folder / "junk.dat") << "not a data file";
-  DataFilePtr junk;
-  EXPECT_FALSE(ZKBankDoc::Load((folder / "junk.dat").string(), &junk).ok());
+  const std::string form(
+      "FORM\0\0\0\x0c"
+      "BANKCOMM\0\0\0\0",
+      20);
+  for (const std::string& bad : {std::string(), std::string("not a data file"), form}) {
+    std::ofstream(folder / "junk.dat", std::ios::binary) << bad;
+    DataFilePtr junk;
+    EXPECT_FALSE(ZKBankDoc::Load((folder / "junk.dat").string(), &junk).ok());
+    EXPECT_FALSE(again.Load((folder / "junk.dat").string()).ok());
+    EXPECT_EQ(again.GetPatchName(3), "LAST");
+  }
+  EXPECT_EQ(again.Title(), "Test Bank");
+  EXPECT_EQ(again.Extension(), "DAT");
+  EXPECT_EQ(again.FolderName(), "");
+  EXPECT_FALSE(again.IsEmpty());
+  again.dataFile()->xtra->hasNoSysEx = 1;
+  EXPECT_TRUE(again.IsEmpty());
+  SetDefn(again.dataFile()->synth, "Mäker/Bank.tpl");
+  EXPECT_EQ(again.FolderName(), Latin1ToUtf8("Mäker"));
+  std::strcpy(again.dataFile()->synth->reserved206, "../x");
+  std::strcpy(again.dataFile()->synth->reserved238, "S/X");
+  EXPECT_EQ(again.FolderName(), "") << "no way out of the data folder";
+  EXPECT_EQ(again.Extension(), "S_X");
   fs::remove_all(folder);
 }
 

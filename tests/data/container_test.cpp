@@ -345,6 +345,9 @@ TEST_F(DiskAccessTest, SavesReadsAndReports) {
   DataFilePtr df = FullRecord();
   EXPECT_EQ(disk_.DiskWrite(0, dir_, "a.dat", df.get()), 1);
   EXPECT_STREQ(df->fileName, "a.dat");
+  EXPECT_EQ(disk_.DiskWrite(0, dir_ + "/none", "b.dat", df.get()), 0);
+  EXPECT_STREQ(df->fileName, "a.dat") << "a failed save changes nothing in the record";
+  hooks_.shown.clear();
   DataFilePtr read(AllocDataFile());
   EXPECT_EQ(disk_.DiskRead(0, dir_, "a.dat", "", read.get(), 1), 1);
   EXPECT_EQ(Written(*read), Written(*df));

@@ -177,27 +177,36 @@ TEST(Records, ValidationRefusesWhatDoesNotFit) {
   EXPECT_TRUE(broken([](Synth& s) { s.fileSize = 1; }));
 }
 
+// Two registries (two programs), one of them with a user-interface thread of its own, and a watch without a program.
 TEST(Records, ReleasedDataIsAnnounced) {
-  std::vector<const DataFile*> seen;
+  using Seen = std::vector<const DataFile*>;
+  Seen first, second, alone;
   std::vector<std::function<void()>> queued;
-  auto& observers = DataFileObservers::Instance();
+  DataFileObservers other;
+  const DataFileWatch watchOther(other, [&second](const DataFile* released) { second.push_back(released); });
+  const DataFileWatch watchAlone([&alone](const DataFile* released) { alone.push_back(released); });
+  DataFile* df = AllocDataFile();
   {
-    const DataFileWatch watch([&seen](const DataFile* released) { seen.push_back(released); });
+    DataFileObservers observers;
+    const DataFileWatch watch(observers, [&first](const DataFile* released) { first.push_back(released); });
     FreeDataFile(nullptr);
-    DataFile* df = AllocDataFile();
     FreeDataFile(df);
-    EXPECT_EQ(seen, (std::vector<const DataFile*>{nullptr, df}));
+    EXPECT_EQ(first, (Seen{nullptr, df}));
     observers.SetUiThread(std::this_thread::get_id(),
                           [&queued](std::function<void()> call) { queued.push_back(call); });
     std::thread([] { FreeDataFile(AllocDataFile()); }).join();
-    EXPECT_EQ(seen.size(), 2u);
+    EXPECT_EQ(first.size(), 2u);
     ASSERT_EQ(queued.size(), 1u);
     queued[0]();
-    EXPECT_EQ(seen.size(), 3u);
+    EXPECT_EQ(first.size(), 3u);
+    std::thread([] { FreeDataFile(AllocDataFile()); }).join();
   }
-  observers.SetUiThread({}, {});
+  ASSERT_EQ(queued.size(), 2u);
+  queued[1]();
   FreeDataFile(nullptr);
-  EXPECT_EQ(seen.size(), 3u);
+  EXPECT_EQ(first.size(), 3u);
+  EXPECT_EQ(second.size(), 5u);
+  EXPECT_EQ(alone, second);
 }
 
 TEST(Records, LongListsAreFreedAndCopied) {

@@ -10,6 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/house/sources.h"
+
+namespace tonalith {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -21,51 +25,45 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"midi", {"platform", "data"}},
     {"script", {"platform", "data", "midi"}},
     {"services", {"platform", "data", "midi", "script"}},
+    {"document", {"platform", "data", "midi", "script", "services"}},
     {"simulator", {"platform", "data", "midi"}},
-    {"studio", {"platform", "data", "midi", "script", "services"}},
-    {"bank", {"platform", "data", "midi", "script", "services", "studio"}},
-    {"store", {"platform", "data", "midi", "script", "services", "studio", "bank"}},
-    {"editor", {"platform", "data", "midi", "script", "services", "studio", "bank", "store"}},
-    {"tools", {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor"}},
-    {"ui", {"platform", "data", "midi", "script", "services"}},
-    {"cli", {"platform", "data", "midi", "script", "services", "studio", "bank", "tools", "simulator"}},
+    {"studio", {"platform", "data", "midi", "script", "services", "document"}},
+    {"bank", {"platform", "data", "midi", "script", "services", "document", "studio"}},
+    {"store", {"platform", "data", "midi", "script", "services", "document", "studio", "bank"}},
+    {"editor", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store"}},
+    {"tools", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
+    {"ui", {"platform", "data", "midi", "script", "services", "document"}},
+    {"cli", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "tools", "simulator"}},
     {"app",
-     {"platform", "data", "midi", "script", "services", "studio", "bank", "store", "editor", "tools", "ui",
+     {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator"}},
 };
-const std::set<std::string> kWithoutQt = {"platform", "data", "midi", "script", "services", "simulator", "cli"};
+const std::set<std::string> kWithoutQt = {"platform", "data",     "midi",      "script",
+                                          "services", "document", "simulator", "cli"};
 
 bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;
 }
 
-struct Include {
+struct RoomInclude {
   std::string file;
   std::string target;
   bool quoted;
 };
 
-std::vector<Include> IncludesOf(const fs::path& root, const std::string& room) {
-  std::vector<Include> includes;
-  if (!fs::exists(root / room)) return includes;
-  for (const auto& entry : fs::recursive_directory_iterator(root / room)) {
-    const auto extension = entry.path().extension();
-    if (extension != ".h" && extension != ".cpp") continue;
-    std::ifstream file(entry.path());
-    for (std::string line; std::getline(file, line);) {
-      if (line.rfind("#include ", 0) != 0 || line.size() < 12) continue;
-      const bool quoted = line[9] == '"';
-      const auto end = line.find(quoted ? '"' : '>', 10);
-      includes.push_back({fs::relative(entry.path(), root).string(), line.substr(10, end - 10), quoted});
-    }
-  }
+std::vector<RoomInclude> IncludesOfRoom(const std::string& room) {
+  std::vector<RoomInclude> includes;
+  for (const house::SourceFile& file : house::SourcesOf({room}))
+    for (const house::Include& include : house::IncludesOf(file))
+      includes.push_back({file.path, include.target, include.quoted});
   return includes;
 }
 
+}  // namespace
+
 TEST(House, EveryIncludeFollowsAnArrow) {
-  const fs::path root = TONALITH_SOURCE_DIR;
   for (const auto& [room, allowed] : kArrows) {
-    for (const auto& include : IncludesOf(root, room)) {
+    for (const auto& include : IncludesOfRoom(room)) {
       if (!include.quoted) continue;
       const std::string target = include.target.substr(0, include.target.find('/'));
       if (!kArrows.count(target)) continue;
@@ -81,11 +79,10 @@ TEST(House, EveryIncludeFollowsAnArrow) {
 }
 
 TEST(House, LowerRoomsKnowNoQtAndDocumentsKnowNoWidgets) {
-  const fs::path root = TONALITH_SOURCE_DIR;
   const std::set<std::string> core = {"QObject", "QString",  "QTimer",   "QByteArray",
                                       "QVector", "QPointer", "QVariant", "QCoreApplication"};
   for (const auto& [room, allowed] : kArrows) {
-    for (const auto& include : IncludesOf(root, room)) {
+    for (const auto& include : IncludesOfRoom(room)) {
       const bool qt = include.target.size() > 1 && include.target[0] == 'Q' &&
                       std::isupper(static_cast<unsigned char>(include.target[1]));
       if (!qt || room == "ui" || room == "app" || IsWindowFolder("/" + include.file)) continue;
@@ -126,4 +123,4 @@ TEST(House, TheLinkGraphHasNoCycleAndMatchesTheArrows) {
   EXPECT_GE(seen.size(), 8U);
 }
 
-}  // namespace
+}  // namespace tonalith

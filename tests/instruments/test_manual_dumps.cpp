@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <mutex>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/sysex_split.h"
 #include "midi/port_system.h"
 #include "platform/log.h"
 #include "simulator/virtual_studio.h"
-#include "studio/manual_dumps.h"
+#include "studio/manual_dump_feed.h"
 #include "tests/instruments/installed_modules.h"
 
 namespace tonalith {
@@ -137,6 +137,32 @@ TEST_F(ManualDumpTest, ADumpOfThePanelBecomesNewData) {
   host.mode = ManualDumpMode::kOff;
   Feed(Press(kDx7, "bank"));
   EXPECT_FALSE(dumps.Waiting());
+}
+
+// From the cable to the question, on the thread of the dispatcher.
+TEST_F(ManualDumpTest, TheFeedBringsWhatNobodyAskedFor) {
+  Dispatcher dispatcher(clock);
+  PortsInUse used;
+  auto feed = std::make_unique<ManualDumpFeed>(midi.in(), used, clock, dispatcher, dumps);
+  const auto pass = [&](std::int64_t seconds, const std::function<bool()>& done) {
+    return dispatcher.RunUntil(done, clock.NowUs() + seconds * 1'000'000);
+  };
+  const auto never = [] { return false; };
+  ASSERT_TRUE(cables->PanelSend(kDx7, "bank"));
+  ASSERT_TRUE(pass(30, [&] { return !host.asked.empty(); }));
+  ASSERT_EQ(host.fresh.size(), 1u);
+  EXPECT_EQ(host.fresh[0]->bodySize, 4104u);
+  used.Add(midi.in().FindPort(cables->PortName(kDx7)));
+  ASSERT_TRUE(cables->PanelSend(kDx7, "bank"));
+  pass(10, never);
+  EXPECT_EQ(host.asked.size(), 1u) << "the answer to somebody else";
+  used.ClearPortReceiveState(-1);
+  pass(2, never);
+  ASSERT_TRUE(cables->PanelSend(kDx7, "bank"));
+  clock.SleepMs(5000);
+  feed.reset();
+  pass(5, never);
+  EXPECT_EQ(host.asked.size(), 1u) << "what was under way when the program ended";
 }
 
 TEST_F(ManualDumpTest, OpenDataTakesWhatItsMapKnows) {

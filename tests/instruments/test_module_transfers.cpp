@@ -2,7 +2,7 @@
 #include <optional>
 #include <set>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/patch_names.h"
 #include "midi/port_system.h"
 #include "platform/ini_file.h"
@@ -10,6 +10,7 @@
 #include "script/render_transmission.h"
 #include "script/transfer_engine.h"
 #include "script/transfer_engine_services.h"
+#include "services/transfer_sentences.h"
 #include "simulator/virtual_studio.h"
 #include "tests/instruments/installed_modules.h"
 
@@ -196,7 +197,7 @@ void ModuleTransfers::ThereAndBack(const ZKDrvList& driver) {
   if (byPatch && !banksSeen.insert(FieldText(synth.typeKey)).second)
     some.emplace(*data, std::vector<std::uint32_t>{0, synth.numVoices / 2, synth.numVoices - 1});
   const TransferResult first = Run(TransferOperation::kReceive, *data);
-  ASSERT_TRUE(first.ok) << first.text;
+  ASSERT_TRUE(first.ok) << EndSentence(FactsOf(first));
   EXPECT_NE(modules.recognizer().Verify(*data), ChecksumVerdict::kBad);
   const Bytes body = BodyOf(*data);
   // Names beside the data are the user's own.
@@ -210,7 +211,7 @@ void ModuleTransfers::ThereAndBack(const ZKDrvList& driver) {
   // Sent back it changes nothing; changed it comes back changed.
   const Bytes memory = Memory();
   const TransferResult back = Run(TransferOperation::kTransmit, *data);
-  EXPECT_TRUE(back.ok) << back.text;
+  EXPECT_TRUE(back.ok) << EndSentence(FactsOf(back));
   EXPECT_TRUE(Memory() == memory);
   const Bytes file = RenderTransmission(*data, prompts).stream;
   if (HasForms(*data)) ExpectRecognized(file, *data, names);
@@ -219,11 +220,11 @@ void ModuleTransfers::ThereAndBack(const ZKDrvList& driver) {
   }
   ChangeFirstVoice(data.get());
   const TransferResult changed = Run(TransferOperation::kTransmit, *data);
-  EXPECT_TRUE(changed.ok) << changed.text;
+  EXPECT_TRUE(changed.ok) << EndSentence(FactsOf(changed));
   EXPECT_FALSE(Memory() == memory) << "the instrument did not take the data";
   const Bytes wanted = BodyOf(*data);
   const TransferResult again = Run(TransferOperation::kReceive, *data);
-  EXPECT_TRUE(again.ok) << again.text;
+  EXPECT_TRUE(again.ok) << EndSentence(FactsOf(again));
   EXPECT_TRUE(BodyOf(*data) == wanted);
   if (synth.nameLength) {
     EXPECT_NE(NamesOf(*data), names);
@@ -242,13 +243,13 @@ void ModuleTransfers::OnePatch(DataFile& data) {
   const Bytes before = BodyOf(data);
   std::fill_n(data.body + begin, synth.voiceSize, std::uint8_t{0});
   const TransferResult fetched = Run(TransferOperation::kReceive, data);
-  EXPECT_TRUE(fetched.ok) << fetched.text;
+  EXPECT_TRUE(fetched.ok) << EndSentence(FactsOf(fetched));
   EXPECT_EQ(fetched.patchesToDo, 1);
   EXPECT_TRUE(BodyOf(data) == before);
   const Bytes memory = Memory();
   ChangeFirstVoice(&data);  // which is not sent
   const TransferResult back = Run(TransferOperation::kTransmit, data);
-  EXPECT_TRUE(back.ok) << back.text;
+  EXPECT_TRUE(back.ok) << EndSentence(FactsOf(back));
   EXPECT_TRUE(Memory() == memory);
 }
 

@@ -91,6 +91,31 @@ TEST(Dispatcher, CallsArriveInOrderOnTheTargetAndOnlyForLivingReceivers) {
   EXPECT_EQ(order, "5alater");
 }
 
+TEST(Dispatcher, ACallThatRunsTheLoopDoesNotHoldUpThoseBehindIt) {
+  Dispatcher dispatcher;
+  int wakeUps = 0;
+  dispatcher.SetWakeUp([&] { ++wakeUps; });
+  std::string order;
+  // A main loop runs the queue when it was woken, and not before.
+  const auto loop = [&] {
+    while (wakeUps > 0) {
+      --wakeUps;
+      dispatcher.RunQueued();
+    }
+  };
+  dispatcher.Post([&] { order += "1"; });
+  dispatcher.Post([&] {
+    order += "(";
+    loop();
+    dispatcher.Post([&] { order += "4"; });
+    loop();
+    order += ")";
+  });
+  for (const char* text : {"2", "3"}) dispatcher.Post([&order, text] { order += text; });
+  loop();
+  EXPECT_EQ(order, "1(234)");
+}
+
 TEST(Dispatcher, WaitingCallsEndWithTheirResultOrWithoutHavingRun) {
   Dispatcher dispatcher;
   std::atomic<int> ran{0};

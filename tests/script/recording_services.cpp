@@ -253,10 +253,6 @@ int RecordingServices::MacroRoland(Synth&, std::span<std::uint8_t> buffer, int p
   if (!buffer.empty()) buffer[0] = static_cast<std::uint8_t>(random_.Below(256));
   return static_cast<int>(random_.Below(60)) - 3;
 }
-HydrasynthSendQueue& RecordingServices::HydrasynthQueue() {
-  if (!queue_) queue_ = std::make_unique<HydrasynthSendQueue>(SystemClock());
-  return *queue_;
-}
 void RecordingServices::MonitorLine(const std::string& text) {
   log_.Add("monitor %s", text.c_str());
 }

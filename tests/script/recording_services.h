@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -107,7 +106,6 @@ class RecordingServices final : public ScriptServices {
   std::int64_t DiskSize() override;
   int MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0, int parameter1,
                   int parameter2, TransferContext& context) override;
-  HydrasynthSendQueue& HydrasynthQueue() override;
   ScriptHost* Host() override { return world_.receivers ? &host_ : nullptr; }
   void MonitorLine(const std::string& text) override;
   void PressTransferButton(int button, TransferContext& context) override;
@@ -135,7 +133,6 @@ class RecordingServices final : public ScriptServices {
   RecordingHost host_;
   ScriptAppState state_;
   HurriedClock time_;
-  std::unique_ptr<HydrasynthSendQueue> queue_;
   std::array<int, 32> settings_{};
   bool collecting_ = false;
   std::size_t firstMacro_ = 0;

@@ -1,16 +1,29 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "data/container.h"
 #include "midi/backends/virtual_backend.h"
+#include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
+#include "script/transfer_engine.h"
 #include "services/command_line.h"
+#include "services/hosts.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/program_midi.h"
+#include "services/registry.h"
+#include "services/script_bridge.h"
+#include "services/single_instance.h"
 #include "services/start_stop.h"
+#include "services/window_counters.h"
+#include "services/window_places.h"
 #include "services/zkbasics.h"
 
 namespace tonalith {
@@ -36,16 +49,16 @@ class Recorder final : public StartStopHost, public DocumentsHost, public Studio
  public:
   bool InitialiseFramework() override { return Note("framework"); }
   void ZKEditInit() override { Note("edit init"); }
-  std::unique_ptr<ZKBasics> AllocZKBasics(const CommandLine& line) override {
+  std::unique_ptr<Program> AllocZKBasics(const CommandLine& line) override {
     Note("services");
     if (refuseServices) return nullptr;
-    auto basics = std::make_unique<ZKBasics>(line.MakeFolders(), SystemClock(), prompts, dispatcher);
-    basics->SetDocuments(this);
-    basics->SetStudio(this);
-    return basics;
+    auto program = std::make_unique<Program>(line.MakeFolders(), SystemClock(), prompts, dispatcher);
+    program->SetDocuments(this);
+    program->SetStudio(this);
+    return program;
   }
   void ZKMonInitialize() override { Note("monitor"); }
-  bool CreateMainFrame(ZKBasics&) override { return Note("frame") && !refuseFrame; }
+  bool CreateMainFrame(Program&) override { return Note("frame") && !refuseFrame; }
   void SetManuals(const std::vector<Manual>& list, bool menu) override {
     Note("manuals " + std::to_string(list.size()) + (menu ? " menu" : ""));
   }
@@ -102,7 +115,7 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
   {
     StartStop program(host, CommandLine::Parse({"--config-root", root_, "/x/one.PVS", "/x/two.syx"}));
     ASSERT_TRUE(program.InitInstance());
-    const Paths& paths = program.basics()->paths();
+    const Paths& paths = program.program()->paths();
     for (const std::string& folder :
          {paths.MainGetPreferencesPath(), paths.MainGetApplicationSupportPath(), paths.MainGetInstrPath(),
           paths.MainGetDataPath() + "/Collections", paths.MainGetDataPath() + "/OSC"}) {
@@ -110,10 +123,10 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
       EXPECT_EQ(folder.compare(0, root_.size(), root_), 0) << folder;
     }
     EXPECT_TRUE(FileExists(paths.MainGetApplicationSupportPath() + "/ZKKeys.ini"));
-    EXPECT_EQ(program.basics()->mainGetKey("Data Path(32)"), paths.MainGetDataPath());
-    EXPECT_EQ(program.basics()->out().GlobalMidiDelay(), 200u);
+    EXPECT_EQ(program.program()->registry().mainGetKey("Data Path(32)"), paths.MainGetDataPath());
+    EXPECT_EQ(program.program()->out().GlobalMidiDelay(), 200u);
     char small[6];
-    program.basics()->MainGetApplicationName(small, sizeof small);
+    program.program()->basics().MainGetApplicationName(small, sizeof small);
     EXPECT_STREQ(small, "Tonal");
     program.ExitInstance();
     EXPECT_EQ(GetPrivateProfileString("Preferences", "ExtendedMode", "-", Path("config/Corvane/Tonalith/v13/ZK.ini")),
@@ -129,7 +142,7 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
   host.notes.clear();
   StartStop again(host, CommandLine::Parse({"--config-root", root_}));
   ASSERT_TRUE(again.InitInstance());
-  EXPECT_EQ(host.notes.back(), "desktop " + again.basics()->paths().DefaultDesktopFile());
+  EXPECT_EQ(host.notes.back(), "desktop " + again.program()->paths().DefaultDesktopFile());
 }
 
 TEST_F(ProgramTest, DebugModeShowsTheStepsAndRefusalsEndTheStart) {
@@ -165,14 +178,16 @@ TEST_F(ProgramTest, RecordedFoldersAreUsedWhenTheyCanBe) {
   Dispatcher dispatcher;
   const Folders folders = Folders::Below(root_);
   {
-    ZKBasics basics(folders, SystemClock(), prompts, dispatcher);
+    Program program(folders, SystemClock(), prompts, dispatcher);
+    ZKBasics& basics = program.basics();
     basics.ConfigBasics();
     basics.MainSetInstrPath(Path("my instruments"));
     ASSERT_TRUE(WriteFileAtomically(Path("file"), "x"));
     basics.SetRegistry("Data Path(32)", Path("file/below"));
     basics.SetRegistry("Key", "value", true);
   }
-  ZKBasics basics(folders, SystemClock(), prompts, dispatcher);
+  Program program(folders, SystemClock(), prompts, dispatcher);
+  ZKBasics& basics = program.basics();
   basics.ConfigBasics();
   EXPECT_EQ(basics.paths().MainGetInstrPath(), Path("my instruments"));
   EXPECT_EQ(basics.paths().MainGetDataPath(), Path("Documents/Corvane/Tonalith"));
@@ -198,7 +213,8 @@ TEST_F(ProgramTest, UnwritableRegistryIsShown) {
 TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
   ScriptedPrompts prompts({});
   Dispatcher dispatcher;
-  ZKBasics basics(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  ZKBasics& basics = program.basics();
   basics.ConfigBasics();
   basics.LoadConfig();
   ScriptServices& services = basics.scripts();
@@ -251,7 +267,8 @@ TEST_F(ProgramTest, UnpluggedCablesEndTransfersAndAreToldOnTheMainThread) {
   auto backend = std::make_shared<VirtualBackend>(SystemClock());
   auto first = backend->CreateEndpoint("First");
   auto second = backend->CreateEndpoint("Second");
-  ZKBasics basics(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  ZKBasics& basics = program.basics();
   basics.midi().AddBackend(backend);
   basics.ConfigBasics();
   basics.LoadConfig();
@@ -287,7 +304,7 @@ TEST_F(ProgramTest, UnpluggedCablesEndTransfersAndAreToldOnTheMainThread) {
   EXPECT_TRUE(dispatcher.RunUntil([&] { return changes != 0 && !transfer->Running(); }, deadline));
   EXPECT_EQ(changes, kPortsRemoved);
   EXPECT_FALSE(transfer->Result().ok);
-  EXPECT_NE(transfer->Result().text, "");
+  EXPECT_EQ(transfer->Result().cause, TransferCause::kPortLost);
   EXPECT_EQ(data->body[0], 0x55);
   EXPECT_EQ(basics.in().FindPort("Second"), 0);
 }
@@ -308,6 +325,138 @@ TEST_F(ProgramTest, NamesAndApplicationVariables) {
   vars.SetAppVar(2, 21);
   EXPECT_EQ(vars.GetAppVar(2), 21);
   EXPECT_EQ(vars.GetAppVar(3), 0);
+}
+
+namespace {
+
+// A program on a folder and a cable of its own.
+struct One {
+  One(const std::string& root, const char* port) : backend(std::make_shared<VirtualBackend>(SystemClock())) {
+    cable = backend->CreateEndpoint(port);
+    cable->SetReceiver([this](std::span<const std::uint8_t> bytes, std::int64_t) { heard += bytes.size(); });
+    program = std::make_unique<Program>(Folders::Below(root), SystemClock(), prompts, dispatcher);
+    program->midi().AddBackend(backend);
+    program->ConfigBasics();
+    program->LoadConfig();
+    PortMap all;
+    all.SetOpenAll(true);
+    program->midi().SetMidiInPortMap(all);
+    program->midi().SetMidiOutPortMap(all);
+    program->midi().Start();
+    program->midi().MidiPortInOpenPortsFromMap();
+    program->midi().MidiPortOutOpenPortsFromMap();
+  }
+  ~One() { program.reset(); }
+  ScriptServices& scripts() { return program->scripts(); }
+  std::int64_t Ask(MainWindowMessage message, std::int64_t w, std::int64_t l = 0) {
+    ScriptMessage ask;
+    ask.number = static_cast<std::uint16_t>(message);
+    ask.wParam = w;
+    ask.lParam = l;
+    return scripts().Host()->Send(ScriptReceiver::MainWindow, ask, {});
+  }
+  ScriptedPrompts prompts{{}};
+  Dispatcher dispatcher;
+  std::shared_ptr<VirtualBackend> backend;
+  std::shared_ptr<VirtualEndpoint> cable;
+  std::atomic<std::size_t> heard{0};
+  std::unique_ptr<Program> program;
+};
+
+}  // namespace
+
+// Everything a program keeps, in two programs on folders and cables of their own; the second ends while the first
+// works.
+TEST_F(ProgramTest, TwoProgramsSideBySide) {
+  One a(Path("a"), "Cable A");
+  auto b = std::make_unique<One>(Path("b"), "Cable B");
+  EXPECT_EQ(a.program->out().OUTGETPORTNAME(0), "Cable A");
+  EXPECT_EQ(b->program->out().OUTGETPORTNAME(0), "Cable B");
+
+  a.program->settings().MainDelay(30);
+  a.program->settings().MainPortOut(4);
+  EXPECT_EQ(a.program->out().midiXDelay(), 30);
+  EXPECT_EQ(b->program->out().midiXDelay(), 0);
+  EXPECT_EQ(b->program->out().MainPortOut(), 0);
+  EXPECT_TRUE(a.program->SaveConfig().ok());
+  EXPECT_NE(a.program->paths().BuildConfigFilename(), b->program->paths().BuildConfigFilename());
+
+  a.Ask(MainWindowMessage::SetAppVar, 1, 10);
+  EXPECT_EQ(b->Ask(MainWindowMessage::GetAppVar, 1), -1);
+  EXPECT_EQ(b->Ask(MainWindowMessage::GetAppVarGuid, 0), 1);
+  EXPECT_EQ(a.Ask(MainWindowMessage::GetAppVarGuid, 0), 2);
+  a.scripts().AppState().SetBasicsVar(3, 33);
+  EXPECT_TRUE(a.scripts().AppState().TakeOneShot(5));
+  EXPECT_EQ(b->scripts().AppState().BasicsVar(3), 0);
+  EXPECT_TRUE(b->scripts().AppState().TakeOneShot(5));
+  a.program->windowCounters().Count(WindowType::Set);
+  EXPECT_EQ(b->program->windowCounters().Created(WindowType::Set), 0);
+
+  // What one records, the other sends.
+  Event* list = nullptr;
+  a.program->basics().SetFirstEvent(true, &list);
+  TransferContext context;
+  const std::uint8_t message[] = {0xF0, 0x7D, 1, 0xF7};
+  EXPECT_EQ(b->program->basics().GetFirstEvent(), nullptr);
+  EXPECT_EQ(a.scripts().SendDataPort(message, 0, context), 4);
+  EXPECT_EQ(b->scripts().SendDataPort(message, 0, context), 4);
+  EXPECT_TRUE(b->program->out().MidiOutWaitIdle(0, 5000));
+  a.program->basics().SetFirstEvent(false, nullptr);
+  ASSERT_NE(list, nullptr);
+  FreeEventList(list);
+  EXPECT_TRUE(a.dispatcher.RunUntil([&] { return b->heard == 4; }, SystemClock().NowUs() + 5'000'000));
+  EXPECT_EQ(a.heard, 0u);
+
+  // Data that a thread releases is told on each one's main thread; the end of one leaves the other at work.
+  std::vector<char> told;
+  const DataFileWatch watchA(a.program->dataFileObservers(), [&](const DataFile*) { told.push_back('a'); });
+  {
+    const DataFileWatch watchB(b->program->dataFileObservers(), [&](const DataFile*) { told.push_back('b'); });
+    std::thread([] { FreeDataFile(AllocDataFile()); }).join();
+    EXPECT_TRUE(told.empty());
+    b->dispatcher.RunQueued();
+    a.dispatcher.RunQueued();
+    EXPECT_EQ(told, (std::vector<char>{'b', 'a'}));
+  }
+  b->program->StopWork();
+  EXPECT_EQ(b->Ask(MainWindowMessage::GetAppVarGuid, 0), 0);
+  EXPECT_TRUE(b->scripts().Quitting() && !a.scripts().Quitting());
+  b.reset();
+  std::thread([] { FreeDataFile(AllocDataFile()); }).join();
+  a.dispatcher.RunQueued();
+  EXPECT_EQ(told.size(), 3u);
+  EXPECT_EQ(a.scripts().SendDataPort(message, 0, context), 4);
+  EXPECT_EQ(a.Ask(MainWindowMessage::GetAppVar, 1), 10);
+
+  // The next start on the same folders begins with what was saved.
+  One again(Path("a"), "Cable A");
+  EXPECT_EQ(again.program->out().MainPortOut(), 4);
+  EXPECT_EQ(again.program->out().midiXDelay(), 30);
+}
+
+// A script on a second set of ports: those are not the script's to change, everything else is the program's.
+TEST_F(ProgramTest, SecondPortsShareTheProgram) {
+  ScriptedPrompts prompts({});
+  Dispatcher dispatcher;
+  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  program.ConfigBasics();
+  program.LoadConfig();
+  program.settings().MainPortOut(3);
+  program.settings().MainMidiChannel(7);
+  VirtualClock clock;
+  Dispatcher second(clock);
+  const auto midi = program.MakeMidi(clock, second);
+  ScriptServices& scripts = midi->scripts();
+  EXPECT_EQ(scripts.Setting(ScriptSetting::DefaultOutPort), 0);
+  EXPECT_EQ(scripts.Setting(ScriptSetting::DefaultMidiChannel), 7);
+  scripts.SetSetting(ScriptSetting::DefaultOutPort, 5);
+  scripts.SetSetting(ScriptSetting::Delay, 12);
+  EXPECT_EQ(program.settings().MainPortOut(-1), 3);
+  EXPECT_EQ(midi->midi().out().midiXDelay(), 12);
+  EXPECT_EQ(scripts.SetOpenAllPorts(MidiDirection::Output, 1), 0);
+  EXPECT_EQ(midi->midi().MidiPortOutOpenAll(-1), 0);
+  EXPECT_EQ(&scripts.AppState(), &program.scriptState());
+  EXPECT_EQ(scripts.PreferencesInt("Version", "Major", -1), 13);
 }
 
 }  // namespace

@@ -101,7 +101,7 @@ TEST_F(SettingsTest, SavedRecordOverridesTheShippedDefaults) {
   const std::string ini = Ini("[Preferences]\nMIDIDelay=77\nKnob Edit=0\n[MidiX Control]\nMidiX Delay=5\n");
   Settings first;
   std::vector<int> pushed;
-  first.SetPacingSink([&](const std::int16_t values[5]) { pushed.assign(values, values + 5); });
+  first.AddPacingSink([&](const std::int16_t values[5]) { pushed.assign(values, values + 5); });
   first.MainLoadConfig(Path("ZK.cfg"), ini, Path("prefs"));
   EXPECT_EQ(pushed, (std::vector<int>{5, 0, 0, 1, 3125}));
   EXPECT_EQ(first.MidiDelay(), 77);

@@ -55,6 +55,7 @@ class Peer {
  private:
   void Take(std::span<const std::uint8_t> bytes) {
     for (const std::uint8_t byte : bytes) {
+      if (byte == 0xF0) pending_.clear();  // the one before was cut
       pending_.push_back(byte);
       const bool shortEnd = pending_[0] >= 0xC0 && pending_[0] < 0xE0 && pending_.size() == 2;
       if (byte != 0xF7 && !shortEnd) continue;
@@ -97,7 +98,10 @@ struct EngineRig {
     engine = std::make_unique<TransferEngine>(*services, prompts, &system.out(), &preferences, std::move(poster));
     services->SetTransferEngine(engine.get());
   }
-  void Answer(Peer::Answer answer) { peer = std::make_unique<Peer>(mock, std::move(answer)); }
+  void Answer(Peer::Answer answer) {
+    peer.reset();
+    peer = std::make_unique<Peer>(mock, std::move(answer));
+  }
   void UsePort(DataFile& df, const std::string& name) {
     df.synth->midiInPort = static_cast<std::uint8_t>(system.in().FindPort(name));
     df.synth->midiOutPort = static_cast<std::uint8_t>(system.out().FindPort(name));

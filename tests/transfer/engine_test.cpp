@@ -39,7 +39,7 @@ TEST_F(Engine, SelectedPatchesOnly) {
   const Bytes before(df->body, df->body + df->bodySize);
   const auto result = Receive(*df, diary, 1);
   df->transferMask = nullptr;
-  EXPECT_TRUE(result.ok) << result.text;
+  EXPECT_TRUE(result.ok) << EndSentence(FactsOf(result));
   EXPECT_EQ(result.patchesToDo, 3);
   EXPECT_EQ(peer->HeardText(), "F0 3E 11 00 05 01 F7\nF0 3E 11 00 05 04 F7\nF0 3E 11 00 05 06 F7\n");
   EXPECT_EQ(diary->Lines(), "opened Receiving: Mock Bank\nprogress 1/3\nprogress 2/3\nprogress 3/3\nclosed 1\n");
@@ -82,7 +82,8 @@ TEST_F(Engine, CancelInTheMiddleKeepsWhatIsThere) {
     ASSERT_EQ(engine->MidiIODataFile(request, &transfer), 1);
     ASSERT_TRUE(transfer->Wait(60000));
     EXPECT_FALSE(transfer->Result().ok);
-    EXPECT_EQ(transfer->Result().text, "The MIDI transfer of the Mock Bank was cancelled.");
+    EXPECT_EQ(EndSentence(FactsOf(transfer->Result())),
+              "The MIDI transfer of the Mock One Bank was cancelled (3 of 8 patches had come).");
     EXPECT_EQ(transfer->Result().patchesDone, 3);
     EXPECT_EQ(Bytes(df->body + 60, df->body + 160), Bytes(before.begin() + 60, before.end()));
     EXPECT_EQ(Bytes(df->body + 40, df->body + 60), MockPatch(2, 0x11));
@@ -194,7 +195,7 @@ TEST_F(Engine, ErrorsRetriesAndTexts) {
     const Bytes before(df->body, df->body + df->bodySize);
     auto diary = std::make_shared<Diary>();
     const auto result = Receive(*df, diary, 1);
-    EXPECT_EQ(result.ok, c.ok) << result.text;
+    EXPECT_EQ(result.ok, c.ok) << EndSentence(FactsOf(result));
     EXPECT_EQ(result.code, c.code);
     EXPECT_EQ(peer->Heard().size(), c.requests);
     EXPECT_EQ(diary->Lines(), "opened Receiving: Mock Voice\n" +
@@ -220,10 +221,12 @@ TEST_F(Engine, VanishedPortsEndWithASentence) {
   const auto result = Receive(*df, std::make_shared<Diary>(), 1);
   EXPECT_FALSE(result.ok);
   EXPECT_EQ(result.patchesDone, 2);
-  EXPECT_EQ(result.text, "The MIDI connection to the Mock Bank was lost: a MIDI port is no longer available.");
+  EXPECT_EQ(EndSentence(FactsOf(result)),
+            "The MIDI connection to the Mock One Bank was lost: a MIDI port is no longer available (2 of 8 patches had "
+            "come).");
   system.MidiInPortsChanged();
   system.MidiOutPortsChanged();
-  EXPECT_EQ(Receive(*df).text, "No MIDI IN port is open for the Mock Bank.");
+  EXPECT_EQ(EndSentence(FactsOf(Receive(*df))), "No MIDI IN port is open for the Mock One Bank.");
 }
 
 // Closing the owner while the engine's work is queued to its thread: nothing is written to freed data.
@@ -285,7 +288,7 @@ TEST_F(Engine, RepliesBeforeTheReceiveAndRequestsBehindADelay) {
     auto df = MockVoice();
     SetScript(*df, true, script);
     const auto result = Receive(*df);
-    EXPECT_TRUE(result.ok) << script << ": " << result.text;
+    EXPECT_TRUE(result.ok) << script << ": " << EndSentence(FactsOf(result));
     EXPECT_EQ(Bytes(df->body, df->body + 20), MockPatch(0, 0x11));
   }
   // What an earlier transfer left over is not the answer to this one.
@@ -396,9 +399,9 @@ TEST_F(Engine, RendersInsteadOfSending) {
   EXPECT_TRUE(peer->Heard().empty());
   // Recording belongs to one thread.
   Event* list = nullptr;
-  SetFirstEvent(true, &list);
+  services->SetFirstEvent(true, &list);
   EXPECT_EQ(engine->MidiSendDataFile(df.get(), 0, 0, nullptr), 20);
-  SetFirstEvent(false, nullptr);
+  services->SetFirstEvent(false, nullptr);
   ASSERT_NE(list, nullptr);
   FreeEventList(list);
 }

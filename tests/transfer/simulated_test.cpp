@@ -108,7 +108,7 @@ TEST_F(SimulatedTransfer, WhatIsReceivedAndSentBackIsTheSame) {
   for (Case& c : cases) {
     SCOPED_TRACE(studio->PortName(c.place) + (c.data->synth->rolandHandshake ? " handshake" : ""));
     const auto received = Receive(*c.data);
-    ASSERT_TRUE(received.ok) << received.text;
+    ASSERT_TRUE(received.ok) << EndSentence(FactsOf(received));
     const Bytes before = Memory(c.place);
     const Bytes first(c.data->body, c.data->body + c.data->bodySize);
     studio->With(c.place, [](SimulatedInstrument& instrument) {
@@ -122,12 +122,12 @@ TEST_F(SimulatedTransfer, WhatIsReceivedAndSentBackIsTheSame) {
     std::shared_ptr<Transfer> transfer;
     ASSERT_EQ(engine->MidiIODataFile(request, &transfer), 1);
     ASSERT_TRUE(transfer->Wait(3'600'000));
-    EXPECT_TRUE(transfer->Result().ok) << transfer->Result().text;
+    EXPECT_TRUE(transfer->Result().ok) << EndSentence(FactsOf(transfer->Result()));
     system.out().MidiOutWaitIdle(c.data->synth->midiOutPort);
     clock.SleepMs(3000);
     EXPECT_EQ(Memory(c.place), before);
     const auto again = Receive(*c.data);
-    EXPECT_TRUE(again.ok) << again.text;
+    EXPECT_TRUE(again.ok) << EndSentence(FactsOf(again));
     EXPECT_EQ(Bytes(c.data->body, c.data->body + c.data->bodySize), first);
   }
   Bytes bank;
@@ -173,8 +173,8 @@ TEST_F(SimulatedTransfer, FaultsNeverHarmFormerData) {
     Faults(c.place, c.faults);
     const std::int64_t start = clock.NowUs();
     const auto result = Receive(*df);
-    EXPECT_EQ(result.ok, c.ok) << result.text;
-    EXPECT_EQ(result.text.empty(), c.ok);
+    EXPECT_EQ(result.ok, c.ok) << EndSentence(FactsOf(result));
+    EXPECT_EQ(result.cause == TransferCause::kNone, c.ok);
     EXPECT_LT(clock.NowUs() - start, 60'000'000);
     const bool same = Bytes(df->body, df->body + df->bodySize) == before;
     EXPECT_NE(same, c.ok);

@@ -17,6 +17,7 @@
 #include "script/transfer_engine.h"
 #include "script/transfer_engine_events.h"
 #include "script/transfer_engine_services.h"
+#include "services/transfer_sentences.h"
 
 namespace tonalith::transfer_test {
 

@@ -27,7 +27,7 @@ TEST_F(AutosenseTest, FindsAndTellsTheInstrument) {
   instrument->SetInPort(0, "elsewhere");
   instrument->SetOutPort(0, "elsewhere");
   instrument->SetSysExChannel(20);
-  DrvAutoConfig dialog(*program_->studio(), instrument, *frame().autoConfig(), AutoConfigMode::Ask, &frame());
+  DrvAutoConfig dialog(*program_->studio(), instrument, *parts().studio.autoConfig(), AutoConfigMode::Ask, &frame());
   ASSERT_TRUE(dialog.StartSearch());
   dialog.show();
   ASSERT_NE(Button(dialog, "&Cancel"), nullptr);
@@ -51,7 +51,7 @@ TEST_F(AutosenseTest, NotThereTriedAgainAndCancelled) {
   cables.With(place,
               [](SimulatedInstrument& one) { one.SetFaults(FaultPlan::Parse("no-reply:reply=0", nullptr).value()); });
   const std::string former = instrument->outPortName;
-  DrvAutoConfig dialog(*program_->studio(), instrument, *frame().autoConfig(), AutoConfigMode::Ask, &frame());
+  DrvAutoConfig dialog(*program_->studio(), instrument, *parts().studio.autoConfig(), AutoConfigMode::Ask, &frame());
   ASSERT_TRUE(dialog.StartSearch());
   dialog.show();
   ASSERT_TRUE(WaitFor([&] { return !dialog.Searching(); }, 120000));

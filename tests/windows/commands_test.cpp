@@ -1,12 +1,21 @@
+#include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
+#include <QMdiArea>
+#include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPalette>
+#include <QStatusBar>
+#include <QTimer>
 #include <QToolButton>
+#include <atomic>
 #include <set>
 
+#include "app/command_menus.h"
 #include "bank/ui/bank_list.h"
+#include "midi/midi_output.h"
+#include "ui/transfer_windows.h"
 #include "window_test_tools.h"
 
 namespace tonalith {
@@ -64,7 +73,7 @@ TEST_F(CommandsTest, EveryRowOfTheTableIsAnEntryWithItsOwnShortcut) {
 
 TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
   Start();
-  auto* tree = frame().ShowStudio()->tree();
+  auto* tree = parts().studio.Show()->tree();
   tree->setCurrentItem(tree->topLevelItem(0));
   std::set<CommandId> ofStudio = {CommandId::FilePrint, CommandId::FileSave, CommandId::FileSaveAs};
   EXPECT_EQ(Enabled(), ofStudio);
@@ -96,6 +105,106 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
       EXPECT_TRUE(button->focusPolicy() & Qt::TabFocus) << button->text().toStdString();
     }
   }
+}
+
+// What a user can see or hear of the program.
+class CommandWalk : public CommandsTest {
+ protected:
+  void TearDown() override {
+    timer_.stop();
+    if (program_ && monitor_) program_->program()->out().RemoveMonitor(monitor_);
+    CommandsTest::TearDown();
+  }
+  void Watch() {
+    monitor_ = program_->program()->out().AddMonitor([this](int, std::span<const std::uint8_t>) { ++sent_; });
+    // Dialogs that wait for an answer are closed.
+    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] {
+      if (QWidget* dialog = QApplication::activeModalWidget()) {
+        ++dialogs_;
+        dialog->close();
+      }
+    });
+    timer_.start(20);
+  }
+  QString Seen(bool midi = false) {
+    QStringList seen = {QString::number(midi && sent_ > 0), QString::number(dialogs_),
+                        QString::number(program_->PromptLog().size()), frame().statusBar()->currentMessage()};
+    for (const CommandRow& row : CommandTable()) {
+      if (row.checkable) seen << QString::number(frame().ActionOf(row.id)->isChecked());
+    }
+    for (const QMdiSubWindow* sub : frame().windows().area()->subWindowList()) {
+      const QRect place = sub->geometry();
+      seen << QStringLiteral("%1 %2 %3 %4 %5 %6")
+                  .arg(sub->windowTitle())
+                  .arg(place.x())
+                  .arg(place.y())
+                  .arg(place.width())
+                  .arg(place.height())
+                  .arg(sub == frame().windows().area()->currentSubWindow());
+    }
+    for (const QAbstractItemView* view : frame().findChildren<QAbstractItemView*>())
+      if (view->selectionModel()) seen << QString::number(view->selectionModel()->selectedIndexes().size());
+    int shown = 0;
+    for (const QWidget* widget : QApplication::topLevelWidgets()) shown += widget->isVisible() ? 1 : 0;
+    const QWidget* focus = QApplication::focusWidget();
+    seen << QString::number(shown) << (focus ? focus->metaObject()->className() : "");
+    return seen.join(QLatin1Char('|'));
+  }
+  // A bank in front that everything can be done with.
+  void Prepare() {
+    auto* bank =
+        qobject_cast<TZKBank*>(frame().windows().FirstThat([](ZKWindow& w) { return qobject_cast<TZKBank*>(&w); }));
+    if (!bank) {
+      bank = Open("Yamaha DX7", "Voice Bank", true);
+      parts().transfers.receiveWindow()->hide();
+    }
+    ASSERT_TRUE(Idle(bank));
+    frame().windows().Activate(bank);
+    bank->list()->clearSelection();
+    bank->list()->setFocus();
+    frame().statusBar()->clearMessage();
+    sent_ = 0;
+    frame().menus().Update();
+  }
+
+  std::atomic<int> sent_{0};
+  int dialogs_ = 0;
+  int monitor_ = 0;
+  QTimer timer_;
+};
+
+TEST_F(CommandWalk, EveryEntryDoesSomethingOrSaysWhyNot) {
+  Start();
+  Watch();
+  const std::set<CommandId> absent = {
+      CommandId::FileNewSet,          CommandId::FileNewLibrary,     CommandId::FileNewCollection,
+      CommandId::FileNewSysExMessage, CommandId::OptionsEditorSkins, CommandId::ViewSetList,
+      CommandId::ViewFileList,        CommandId::UtilitiesCreator,   CommandId::UtilitiesFileConversion,
+      CommandId::UtilitiesController, CommandId::UtilitiesSequencer, CommandId::UtilitiesRemote,
+      CommandId::UtilitiesOscEditor,
+  };
+  for (const CommandRow& row : CommandTable()) {
+    if (row.id == CommandId::None || row.id == CommandId::FileExit || row.owner == CommandOwner::Menu) continue;
+    Prepare();
+    const QAction* action = frame().ActionOf(row.id);
+    const bool manual = row.id >= CommandId::HelpManual1 && row.id <= CommandId::HelpManual10;
+    EXPECT_EQ(action->isVisible(), !absent.count(row.id) && !manual) << row.text;
+    if (!action->isVisible() || !action->isEnabled()) {
+      EXPECT_FALSE(manual ? false : frame().menus().Refusal(row.id).isEmpty()) << row.text;
+      EXPECT_TRUE(manual || action->statusTip().contains(frame().menus().Refusal(row.id))) << row.text;
+      const QString before = Seen();
+      frame().RunCommand(row.id);
+      EXPECT_EQ(Seen(), before) << row.text << " is off";
+      continue;
+    }
+    const bool midi = row.menu == MenuId::Midi && *row.submenu;
+    const QString before = Seen(midi);
+    frame().ActionOf(row.id)->trigger();
+    EXPECT_TRUE(WaitFor([&] { return Seen(midi) != before; }, 1000)) << row.text << " did nothing";
+    for (const auto& line : program_->PromptLog()) EXPECT_EQ(line.find("this version"), std::string::npos) << line;
+  }
+  EXPECT_FALSE(frame().ActionOf(CommandId::EditCut)->isEnabled());
+  frame().ActionOf(CommandId::FileExit)->trigger();
 }
 
 TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {

@@ -12,6 +12,7 @@
 #include "bank/ui/bank_list.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "services/paths.h"
 #include "ui/midi_activity.h"
 #include "ui/patch_selector.h"
 #include "ui/transfer_windows.h"
@@ -53,6 +54,80 @@ TEST_F(FrameTest, UnsavedChangesAreAskedForOnClosing) {
       3);
 }
 
+TEST_F(FrameTest, UndoAndRedoByKeysAndModifiedMeansOtherThanTheFile) {
+  Start();
+  MakeFiles();
+  parts().files.OpenFile(Path("one.dat"), 0);
+  auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  bank->list()->setFocus();
+  EXPECT_FALSE(frame().ActionOf(CommandId::EditRedo)->isEnabled());
+  const auto name = [bank] { return bank->document().GetPatchName(0); };
+  const std::string former = name();
+  ASSERT_TRUE(bank->document()
+                  .Rename(0,
+                          "\xDC"
+                          "bung")
+                  .ok());
+  const std::string renamed = name();
+  ASSERT_NE(renamed, former);
+  const struct {
+    Qt::Key key;
+    Qt::KeyboardModifiers modifiers;
+    const std::string& expected;
+    bool modified;
+  } rows[] = {
+      {Qt::Key_Z, Qt::ControlModifier, former, false},
+      {Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier, renamed, true},
+      {Qt::Key_Z, Qt::ControlModifier, former, false},
+      {Qt::Key_Y, Qt::ControlModifier, renamed, true},
+      {Qt::Key_Y, Qt::ControlModifier, renamed, true},  // nothing is left to redo
+      {Qt::Key_S, Qt::ControlModifier, renamed, false},
+      {Qt::Key_Z, Qt::ControlModifier, former, true},  // the file holds the new name
+      {Qt::Key_Y, Qt::ControlModifier, renamed, false},
+  };
+  int step = 0;
+  for (const auto& row : rows) {
+    PressShortcut(&frame(), row.key, row.modifiers);
+    EXPECT_EQ(name(), row.expected) << step;
+    EXPECT_EQ(bank->isWindowModified(), row.modified) << step;
+    ++step;
+  }
+  ASSERT_TRUE(bank->document().Undo().ok());
+  ASSERT_TRUE(bank->document().Rename(0, "OTHER").ok());
+  EXPECT_FALSE(bank->CommandEnabled(CommandId::EditRedo)) << "a new change ends what could be redone";
+}
+
+TEST_F(FrameTest, AFileThatSomebodyElseChangedIsAskedFor) {
+  Start({"cancel", "no", "file " + Path("mine.dat"), "yes"});
+  MakeFiles();
+  parts().files.OpenFile(Path("one.dat"), 0);
+  auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  const auto others = [&](const std::string& path) {
+    std::vector<std::uint8_t> bytes;
+    EXPECT_TRUE(ReadWholeFile(path, bytes).ok());
+    return bytes.size() == 5;
+  };
+  const auto changeOutside = [&](const std::string& path) {
+    ASSERT_TRUE(WriteFileAtomically(path, std::string_view("other")).ok());
+  };
+  ASSERT_TRUE(bank->document().Rename(0, "MINE").ok());
+  changeOutside(Path("one.dat"));
+  EXPECT_FALSE(bank->Save(false)) << "cancelled";
+  EXPECT_TRUE(others(Path("one.dat")));
+  EXPECT_TRUE(bank->document().IsModified());
+  EXPECT_TRUE(bank->Save(false)) << "under another name";
+  EXPECT_TRUE(others(Path("one.dat")));
+  EXPECT_EQ(bank->FilePath(), Path("mine.dat"));
+  EXPECT_FALSE(bank->document().IsModified());
+  ASSERT_TRUE(bank->document().Rename(0, "AGAIN").ok());
+  changeOutside(Path("mine.dat"));
+  EXPECT_TRUE(bank->Save(false)) << "overwritten";
+  EXPECT_FALSE(others(Path("mine.dat")));
+  EXPECT_NE(LogText().find("Another program has changed this file"), std::string::npos) << LogText();
+}
+
 TEST_F(FrameTest, TheEndOfTheSessionAsksNothingAndKeepsChanges) {
   Start();
   TZKBank* bank = Open("Yamaha DX7", "Voice", true);
@@ -72,7 +147,7 @@ TEST_F(FrameTest, QuittingWhileSendingAsks) {
   TZKBank* bank = Open("Yamaha DX7", "Voice", true);
   program_->basics()->midi().out().GetMidiOutPort(bank->document().synth().midiOutPort)->SetSpeed(60);
   frame().RunCommand(CommandId::MidiTransmit);
-  ASSERT_TRUE(WaitFor([this] { return frame().TransmitWindowOpen(); }));
+  ASSERT_TRUE(WaitFor([this] { return parts().transfers.TransmitWindowOpen(); }));
   EXPECT_FALSE(frame().close());
   EXPECT_TRUE(bank->document().IsBusy()) << "Cancel goes on sending";
   EXPECT_TRUE(frame().close()) << "Stop ends it: " << LogText();
@@ -125,7 +200,7 @@ TEST_F(FrameTest, ASecondProcessHandsItsFilesOver) {
 TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
   Start();
   MakeFiles();
-  frame().OpenFile(Path("two.dat"), 0);
+  parts().files.OpenFile(Path("two.dat"), 0);
   frame().resize(640, 560);
   frame().RunCommand(CommandId::ViewMidiActivity);
   frame().ActionOf(CommandId::ViewMidiActivity)->setChecked(true);
@@ -137,7 +212,7 @@ TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
   })) << "ports that were there at the start are shown";
   ZKDrvList* instrument = program_->studio()->FindInstrument("k4");
   instrument->SetMidiChannel(8);
-  frame().StudioEdited();
+  parts().studio.StudioEdited();
   EXPECT_TRUE(frame().close());
   Stop();
   Start();
@@ -154,13 +229,13 @@ TEST_F(FrameTest, AModuleInstalledAgainKeepsTheSettingsOfItsInstrument) {
   const std::size_t count = program_->studio()->instruments().size();
   ZKDrvList* k4 = program_->studio()->FindInstrument("k4");
   k4->SetSysExChannel(5);
-  EXPECT_TRUE(frame().OpenFile(TONALITH_BINARY_DIR "/share/tonalith/modules/kawai-k4.pvz", 0)) << LogText();
+  EXPECT_TRUE(parts().files.OpenFile(TONALITH_BINARY_DIR "/share/tonalith/modules/kawai-k4.pvz", 0)) << LogText();
   EXPECT_EQ(program_->studio()->instruments().size(), count);
   k4 = program_->studio()->FindInstrument("k4");
   ASSERT_NE(k4, nullptr);
   EXPECT_EQ(k4->sysExChannel, 5);
   EXPECT_EQ(k4->inPortName, "Simulated Kawai K4");
-  EXPECT_EQ(frame().ShowStudio()->tree()->CurrentNode(), k4);
+  EXPECT_EQ(parts().studio.Show()->tree()->CurrentNode(), k4);
 }
 
 TEST(CancelTransmitDialog, AnswersOnlyWithPortsSelected) {

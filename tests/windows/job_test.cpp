@@ -29,7 +29,7 @@ bool SaysIn(TZKBank* window, const QString& part) {
 
 TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   Start({"file " + Path("mine.dat")});
-  TZKDrvLst* studio = frame().ShowStudio();
+  TZKDrvLst* studio = parts().studio.Show();
   studio->tree()->SetCurrentNode(program_->studio()->FindDriver("Yamaha DX7", "Voice Bank"));
   PressKey(studio->tree(), Qt::Key_Return);
   auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
@@ -39,7 +39,7 @@ TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   EXPECT_FALSE(bank->document().GetPatchName(31).empty());
   EXPECT_EQ(bank->list()->bankModel()->index(31, 0).data().toString(), "32");
 
-  ASSERT_TRUE(WaitFor([this] { return !frame().receiveWindow()->isVisible(); }));
+  ASSERT_TRUE(WaitFor([this] { return !parts().transfers.receiveWindow()->isVisible(); }));
   ASSERT_TRUE(MakeActive(&frame()));
   bank->list()->setFocus();
   PressKey(bank->list(), Qt::Key_Down);
@@ -62,7 +62,7 @@ TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   ASSERT_TRUE(bank->document().IsBusy());
   ASSERT_TRUE(Idle(bank));
   EXPECT_TRUE(SaysIn(bank, "was sent"));
-  ASSERT_TRUE(WaitFor([this] { return !frame().TransmitWindowOpen(); }));
+  ASSERT_TRUE(WaitFor([this] { return !parts().transfers.TransmitWindowOpen(); }));
   ASSERT_TRUE(MakeActive(&frame()));
   bank->list()->setFocus();
   PressShortcut(&frame(), Qt::Key_S, Qt::ControlModifier);
@@ -94,7 +94,7 @@ TEST_F(JobTest, EveryInstrumentIsReceived) {
       {"k4", "Single Bank", 64},        {"matrix", "Patch", 1},
   };
   for (const Row& row : kRows) {
-    frame().OpenDriver(program_->studio()->FindDriver(row.instrument, row.type), true);
+    parts().studio.OpenDriver(program_->studio()->FindDriver(row.instrument, row.type), true);
     auto* window = qobject_cast<TZKBank*>(frame().ActiveChild());
     ASSERT_TRUE(Idle(window, 15000)) << row.instrument;
     EXPECT_FALSE(window->document().IsEmpty()) << row.instrument;
@@ -108,7 +108,7 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   Start({}, {});
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);
   frame().RunCommand(CommandId::MidiGet);
-  ZKMidiInStatus* window = frame().receiveWindow();
+  ZKMidiInStatus* window = parts().transfers.receiveWindow();
   const auto receiving = [&] {
     const auto transfer = program_->basics()->transfers().TransferOf(bank->document().dataFile());
     return transfer && transfer->WindowState().received > 200;
@@ -139,7 +139,7 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   Settle();
   frame().RunCommand(CommandId::MidiGet);
   EXPECT_TRUE(bank->document().IsBusy()) << "plugged in, it is there again";
-  frame().CancelTransfers(bank);
+  bank->CancelTransfer();
 }
 
 TEST_F(JobTest, DamagedDataIsSaidToBeDamaged) {
@@ -168,8 +168,8 @@ TEST_F(JobTest, BusyDataIsNeitherEditedNorSavedNorClosedWithoutAQuestion) {
   EXPECT_TRUE(bank->document().IsBusy());
   frame().RunCommand(CommandId::FileClose);
   EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
-  EXPECT_TRUE(WaitFor([this] { return !frame().receiveWindow()->isVisible(); }, 1000));
-  EXPECT_FALSE(program_->basics()->transfers().ReceiveRunning());
+  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.receiveWindow()->isVisible(); }, 1000));
+  EXPECT_TRUE(WaitFor([this] { return !program_->basics()->transfers().ReceiveRunning(); }, 1000));
 }
 
 TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
@@ -184,9 +184,9 @@ TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
   EXPECT_TRUE(SaysIn(bank, "was sent"));
   bank->Save(false);
   out.GetMidiOutPort(bank->document().synth().midiOutPort)->SetSpeed(60);
-  ASSERT_TRUE(WaitFor([this] { return !frame().TransmitWindowOpen(); }));
+  ASSERT_TRUE(WaitFor([this] { return !parts().transfers.TransmitWindowOpen(); }));
   frame().RunCommand(CommandId::MidiTransmit);
-  ASSERT_TRUE(WaitFor([this] { return frame().TransmitWindowOpen(); }));
+  ASSERT_TRUE(WaitFor([this] { return parts().transfers.TransmitWindowOpen(); }));
   auto* window = frame().findChild<ZKMidiOutStatus*>();
   ASSERT_NE(window, nullptr);
   PressKey(window, Qt::Key_Escape);
@@ -196,19 +196,24 @@ TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
 
 TEST_F(JobTest, TwoReceivesHaveAPageEach) {
   Start({}, {});
-  frame().OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice Bank"), true);
+  parts().studio.OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice Bank"), true);
   auto* first = qobject_cast<TZKBank*>(frame().ActiveChild());
-  frame().OpenDriver(program_->studio()->FindDriver("k4", "Single Bank"), true);
+  parts().studio.OpenDriver(program_->studio()->FindDriver("k4", "Single Bank"), true);
   auto* second = qobject_cast<TZKBank*>(frame().ActiveChild());
-  ZKMidiInStatus* window = frame().receiveWindow();
-  EXPECT_EQ(window->Pages(), 2);
+  ZKMidiInStatus* window = parts().transfers.receiveWindow();
+  EXPECT_TRUE(WaitFor([&] { return window->Pages() == 2; }));
   EXPECT_TRUE(window->isVisible());
   EXPECT_FALSE(ButtonOf(window, kCancelAllButton)->isHidden());
-  // A port serves one receive at a time.
-  frame().OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice"), true);
-  EXPECT_FALSE(qobject_cast<TZKBank*>(frame().ActiveChild())->document().IsBusy());
-  EXPECT_NE(LogText().find("is currently in use with another MIDI device"), std::string::npos);
+  // A port serves one transfer at a time: the next one waits.
+  parts().studio.OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice"), true);
+  auto* third = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_TRUE(third->document().IsBusy());
+  const auto job = parts().transfers.desk().JobOf(third->dataFile());
+  ASSERT_NE(job, nullptr);
+  EXPECT_EQ(job->state(), DeskState::kQueued);
   EXPECT_EQ(window->Pages(), 2);
+  third->CancelTransfer();
+  EXPECT_FALSE(third->document().IsBusy());
   ClickMouse(ButtonOf(window, kCancelAllButton));
   EXPECT_TRUE(Idle(first, 1500));
   EXPECT_TRUE(Idle(second, 1500));

@@ -32,7 +32,7 @@ namespace fs = std::filesystem;
 class StudioTest : public ProgramFixture {
  protected:
   ZKStudioDoc& studio() { return *program_->studio(); }
-  TZKDrvLst* window() { return frame().ShowStudio(); }
+  TZKDrvLst* window() { return parts().studio.Show(); }
   std::string Package(const char* name) {
     return std::string(TONALITH_BINARY_DIR "/share/tonalith/modules/") + name + ".pvz";
   }
@@ -183,9 +183,9 @@ TEST_F(StudioTest, APortThatIsGoneIsShownAndKept) {
   Start();
   ZKDrvList* dx7 = Choose("Yamaha DX7");
   const std::string port = dx7->inPortName;
-  EXPECT_EQ(StateOfInstrument(frame().ports(), dx7), PortState::There);
+  EXPECT_EQ(StateOfInstrument(parts().studio.ports(), dx7), PortState::There);
   program_->simulation()->SetPlugged(program_->simulation()->studio().Find("Simulated Yamaha DX7"), false);
-  ASSERT_TRUE(WaitFor([&] { return StateOfInstrument(frame().ports(), dx7) == PortState::Gone; }));
+  ASSERT_TRUE(WaitFor([&] { return StateOfInstrument(parts().studio.ports(), dx7) == PortState::Gone; }));
   KeepScreenshot(window(), "studio-port-gone");
   WhenOpen<InstrumentSettingsDlg>([](InstrumentSettingsDlg* dialog) { dialog->accept(); });
   window()->OnSettings();
@@ -195,13 +195,13 @@ TEST_F(StudioTest, APortThatIsGoneIsShownAndKept) {
 TEST_F(StudioTest, InstallingAsksShowsAndCanBeDeclined) {
   Start({"cancel", "ok", "ok", "ok"});
   const std::size_t count = studio().instruments().size();
-  EXPECT_FALSE(frame().OpenFile(Package("kawai-k4"), 0));
+  EXPECT_FALSE(parts().files.OpenFile(Package("kawai-k4"), 0));
   EXPECT_EQ(studio().instruments().size(), count);
   for (const char* part : {"Install Kawai K4", "SHA-256: ", "kawai-k4.pvz", "Kawai K4.ini", "takes the place of"})
     EXPECT_NE(LogText().find(part), std::string::npos) << part << "\n" << LogText();
   studio().FindInstrument("k4")->SetPatchBay(kPatchBayOn, 3, 0, 5, "");
   const auto before = Names();
-  EXPECT_TRUE(frame().OpenFile(Package("kawai-k4"), 0)) << LogText();
+  EXPECT_TRUE(parts().files.OpenFile(Package("kawai-k4"), 0)) << LogText();
   EXPECT_EQ(Names(), before) << "read anew in its place";
   EXPECT_EQ(studio().FindInstrument("k4")->patchBayRevertPatch, 5);
   // One that is not in the studio is added.
@@ -211,7 +211,7 @@ TEST_F(StudioTest, InstallingAsksShowsAndCanBeDeclined) {
   EXPECT_EQ(window()->CurrentNode()->name, "Kawai K4");
   // Damaged.
   ASSERT_TRUE(WriteFileAtomically(Path("bad.pvz"), std::string_view("PVZ \1\0\0\0\3a/b", 12)).ok());
-  EXPECT_FALSE(frame().OpenFile(Path("bad.pvz"), 0));
+  EXPECT_FALSE(parts().files.OpenFile(Path("bad.pvz"), 0));
   EXPECT_NE(LogText().find("File Read Error"), std::string::npos) << LogText();
 }
 
@@ -248,7 +248,7 @@ TEST_F(StudioTest, ModulesOfAServer) {
   if (!ftp.running()) GTEST_SKIP() << "no FTP server to test with";
   Start({"ok"});
   std::vector<std::string> sources;
-  InstallFromWebDlg dialog(studio(), frame(), [&](const fs::path& package, const std::string& source, bool) {
+  InstallFromWebDlg dialog(studio(), parts().studio, [&](const fs::path& package, const std::string& source, bool) {
     sources.push_back(source);
     return window()->InstallInstrumentModule(package.string(), true, source);
   });
@@ -285,7 +285,7 @@ TEST_F(StudioTest, ReportsAndListing) {
   KeepScreenshot(report, "studio-report");
   report->Save();
   EXPECT_TRUE(FileExists(Path("report.txt")));
-  PrintStudioToPdf(studio(), frame().prompts());
+  PrintStudioToPdf(studio(), parts().frame.prompts());
   std::string pdf;
   ASSERT_TRUE(ReadWholeFile(Path("studio.pdf"), pdf).ok()) << LogText();
   EXPECT_EQ(pdf.rfind("%PDF-", 0), 0u);

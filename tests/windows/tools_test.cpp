@@ -10,9 +10,12 @@
 #include <QTableView>
 
 #include "app/preferences.h"
+#include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
+#include "services/paths.h"
+#include "services/settings.h"
 #include "services/zkbasics.h"
 #include "tools/ui/graphic_monitor.h"
 #include "tools/ui/monitor_window.h"
@@ -143,7 +146,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
     int index;
     const char* tab;
   };
-  PreferencesSheet sheet(basics(), frame(), &frame());
+  PreferencesSheet sheet(basics(), parts().options, &frame());
   ASSERT_EQ(sheet.pages().size(), 4U);
   for (const Page& page : {Page{0, "Studio"}, Page{1, "MIDI"}, Page{2, "Tones"}, Page{3, "Miscellaneous"}}) {
     EXPECT_EQ(sheet.tabs()->tabText(page.index), QLatin1String(page.tab));
@@ -175,7 +178,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
     }
   }
   basics().MainDelay(7);
-  PreferencesSheet other(basics(), frame(), &frame());
+  PreferencesSheet other(basics(), parts().options, &frame());
   auto* delay = qobject_cast<QSpinBox*>(other.pages()[1]->ControlOf(SettingId::MainDelay));
   ASSERT_NE(delay, nullptr);
   EXPECT_FALSE(other.applyButton()->isEnabled());

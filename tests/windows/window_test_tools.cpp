@@ -143,7 +143,7 @@ TZKBank* ProgramFixture::Open(const char* instrument, const char* type, bool get
   ZKDrvList* driver = program_->studio()->FindDriver(instrument, type);
   EXPECT_NE(driver, nullptr) << instrument << " " << type;
   if (!driver) return nullptr;
-  frame().OpenDriver(driver, get);
+  parts().studio.OpenDriver(driver, get);
   auto* window = qobject_cast<TZKBank*>(frame().ActiveChild());
   if (get && window) {
     EXPECT_TRUE(Idle(window));

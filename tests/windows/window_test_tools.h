@@ -11,6 +11,11 @@
 #include <vector>
 
 #include "app/application.h"
+#include "app/child_windows.h"
+#include "app/frame_parts.h"
+#include "bank/ui/bank_window.h"
+#include "services/program.h"
+#include "services/zkbasics.h"
 
 class QWidget;
 
@@ -49,6 +54,7 @@ class ProgramFixture : public testing::Test {
   std::string Path(const std::string& name) const { return root_ + "/" + name; }
   std::string LogText() const;
   CMainFrame& frame() { return *program_->frame(); }
+  FrameParts& parts() { return frame().parts(); }
 
   std::string root_;
   std::unique_ptr<CZKApp> program_;

@@ -10,7 +10,6 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
-#include "services/window_counters.h"
 #include "tools/monitor_lines.h"
 #include "ui/qt_text.h"
 
@@ -90,7 +89,6 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
       scroll_(new QScrollArea(this)),
       timer_(new QTimer(this)),
       follow_(new QAction(tr("&Auto Scroll"), this)) {
-  WindowCounters::Instance().Count("Graphic Monitor");
   setWindowTitle(tr("Graphic MIDI Monitor"));
   auto* layout = new QVBoxLayout(this);
   auto* row = new QHBoxLayout;

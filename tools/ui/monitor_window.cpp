@@ -17,7 +17,6 @@
 #include "data/data_text.h"
 #include "midi/port_system.h"
 #include "platform/atomic_file.h"
-#include "services/window_counters.h"
 #include "ui/clipboard.h"
 #include "ui/midi_activity.h"
 #include "ui/qt_text.h"
@@ -138,7 +137,6 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
       table_(new QTableView(this)),
       timer_(new QTimer(this)),
       lightRow_(new QWidget(this)) {
-  WindowCounters::Instance().Count("Monitor");
   setWindowTitle(tr("MIDI Monitor"));
   document_.SetDescriber([this](std::span<const std::uint8_t> message) { return words_.Words(message); });
   auto* layout = new QVBoxLayout(this);

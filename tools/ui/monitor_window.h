@@ -58,9 +58,9 @@ class TZKMonText final : public ZKWindow {
   MonitorModel* model() { return model_; }
   QTableView* table() { return table_; }
   // The instruments of the studio changed.
-  void StudioChanged() { words_.StudioChanged(); }
+  void StudioChanged() override { words_.StudioChanged(); }
   // Ports came or went; `changes` holds kPortsRemoved and kPortsAdded.
-  void PortsChanged(int changes);
+  void PortsChanged(int changes) override;
 
   void OnMonNoteOff() { Toggle(MonitorKind::NoteOff); }
   void OnMonNoteOn() { Toggle(MonitorKind::NoteOn); }

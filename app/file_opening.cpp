@@ -1,0 +1,108 @@
+#include "app/file_opening.h"
+
+#include <QApplication>
+#include <QFileInfo>
+#include <QMimeData>
+#include <QUrl>
+
+#include "app/child_windows.h"
+#include "app/command_menus.h"
+#include "app/document_windows.h"
+#include "app/recent_files_menu.h"
+#include "document/document.h"
+#include "document/document_registry.h"
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "platform/prompts.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "ui/document_window.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+// What a file is that no window shows, and what can be done with it.
+struct KindSentence {
+  FileKind kind;
+  const char* text;
+};
+constexpr KindSentence kNotShown[] = {
+    {FileKind::Set, "This is a Set. There is no window for Sets; File > Send > Set or Collection sends what it holds."},
+    {FileKind::Collection,
+     "This is a Collection. There is no window for Collections; File > Send > Set or Collection sends what it holds."},
+    {FileKind::Library, "This is a Library of patches. There is no window for Libraries."},
+    {FileKind::Remote, "This is a file of remote triggers. There is no window for them."},
+    {FileKind::OscEditor, "This kind of file is not supported."},
+    {FileKind::PluginBank, "This kind of file is not supported."},
+};
+
+}  // namespace
+
+FileOpening::FileOpening(const FrameContext& frame, const DocumentRegistry& registry, DocumentWindows& windows,
+                         RecentFilesMenu& recent, bool line6)
+    : frame_(frame), registry_(registry), windows_(windows), recent_(recent), line6_(line6) {
+  recent_.SetOpener([this](const std::string& path) { OpenFile(path, 0); });
+  frame_.menus.Register(CommandId::FileOpen, {[this] { OnFileOpen(); }});
+  frame_.menus.Register(CommandId::FileClose,
+                        {[this] { frame_.children.CloseActive(); }, [this] { return NoWindowSentence(frame_); }});
+}
+
+void FileOpening::OnFileOpen() {
+  FilePrompt prompt;
+  prompt.title = "Choose File to Open...";
+  prompt.folder = frame_.program.paths().MainGetDataPath();
+  prompt.patterns = FilePatterns(OpenFilter(line6_));
+  if (const std::string path = frame_.prompts().File(prompt); !path.empty()) OpenFile(path, 0);
+}
+
+bool FileOpening::OpenFile(const std::string& path, int hint) {
+  if (hint != kOpenInDesktop && FileExists(path)) recent_.Used(path);
+  const DocumentRegistry::Way way = registry_.WayOf(path, hint);
+  if (way.open) return (*way.open)(path, hint);
+  if (way.load && windows_.Shows(way.kind)) return OpenDocument(path) != nullptr;
+  return SayNotOpened(path, hint);
+}
+
+bool FileOpening::IsDocument(const std::string& path) const {
+  const DocumentRegistry::Way way = registry_.WayOf(path, kOpenInDesktop);
+  return way.load && windows_.Shows(way.kind);
+}
+
+// A file that is open already is not opened twice: the windows would overwrite each other's changes.
+DocumentWindow* FileOpening::OpenDocument(const std::string& path) {
+  if (DocumentWindow* open = windows_.WindowOf(path)) {
+    frame_.children.Activate(open);
+    return open;
+  }
+  std::unique_ptr<Document> document;
+  QApplication::setOverrideCursor(Qt::WaitCursor);
+  const Result read = registry_.Load(path, &document);
+  QApplication::restoreOverrideCursor();
+  if (!read.ok() || !document) {
+    frame_.prompts().Say("File Error", read.text);
+    return nullptr;
+  }
+  return windows_.Open(std::move(document));
+}
+
+bool FileOpening::SayNotOpened(const std::string& path, int hint) {
+  const FileKind kind = KindOfFile(FileNameOf(path), hint);
+  for (const KindSentence& row : kNotShown) {
+    if (row.kind == kind) frame_.prompts().Say("File Error", path + "\n\n" + row.text);
+  }
+  if (kind == FileKind::ImportedElsewhere) {
+    frame_.Status(QCoreApplication::translate("FileOpening", "%1 is opened by the windows that import it.")
+                      .arg(QFileInfo(FromUtf8(path)).fileName()));
+  }
+  return false;
+}
+
+void FileOpening::OpenDropped(const QMimeData& data) {
+  for (const QUrl& url : data.urls()) {
+    if (url.isLocalFile()) OpenFile(ToUtf8(url.toLocalFile()), 0);
+  }
+}
+
+}  // namespace tonalith

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+
+#include "app/frame_context.h"
+
+class QMimeData;
+
+namespace tonalith {
+
+class DocumentRegistry;
+class DocumentWindow;
+class DocumentWindows;
+class RecentFilesMenu;
+
+// Opens files by their kind: File > Open, drops, the command line, recent files, desktops.
+class FileOpening final {
+ public:
+  // Registers Open and Close.  All of it must outlive this.  `line6`: Open offers files of the Line 6 editors.
+  FileOpening(const FrameContext& frame, const DocumentRegistry& registry, DocumentWindows& windows,
+              RecentFilesMenu& recent, bool line6);
+
+  // Does with a file what its kind stands for; false: it was not opened, and the user has been told why.  `hint`:
+  // kOpenInDesktop for files that a desktop brings back.
+  bool OpenFile(const std::string& path, int hint);
+  // Whether the kind of this file is shown by a window of its own.
+  bool IsDocument(const std::string& path) const;
+  // Opens a document whose kind is known; a file that is open already comes to the front.  Null: it could not be read,
+  // and the user has been told why.
+  DocumentWindow* OpenDocument(const std::string& path);
+  void OpenDropped(const QMimeData& data);
+
+ private:
+  void OnFileOpen();
+  bool SayNotOpened(const std::string& path, int hint);
+
+  FrameContext frame_;
+  const DocumentRegistry& registry_;
+  DocumentWindows& windows_;
+  RecentFilesMenu& recent_;
+  bool line6_;
+};
+
+}  // namespace tonalith

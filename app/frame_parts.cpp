@@ -1,0 +1,49 @@
+#include "app/frame_parts.h"
+
+#include "app/autosense_search.h"
+#include "app/command_menus.h"
+#include "app/document_kinds.h"
+#include "app/simulator_menu.h"
+#include "platform/ini_file.h"
+#include "services/paths.h"
+#include "services/program.h"
+
+namespace tonalith {
+
+namespace {
+
+// The mode for the Line 6 editors: the preferences file of the program, then the user's.
+bool Line6Mode(Program& program) {
+  const IniFile shipped(program.paths().MainGetPreferencesIni());
+  const IniFile own(program.paths().GetZKIni());
+  return own.GetInt("Preferences", "Line6", shipped.GetInt("Preferences", "Line6")) != 0;
+}
+
+}  // namespace
+
+FrameParts::FrameParts(const FrameContext& context)
+    : frame(context),
+      midi(frame, Line6Mode(frame.program)),
+      transfers(frame),
+      recent(frame),
+      windowContext(frame, recent, transfers),
+      documents(frame, windowContext),
+      studio(frame, documents),
+      files(frame, registry, documents, recent, Line6Mode(frame.program)),
+      recognised(frame, registry, files, studio),
+      desktops(frame, files),
+      monitors(frame),
+      firstSteps(frame, studio),
+      options(frame, midi),
+      help(frame),
+      quit(frame, transfers, midi),
+      manualDumps(frame, studio),
+      hosts(frame, {files, desktops, studio, firstSteps, transfers, midi}) {
+  RegisterDocumentKinds(frame, transfers.files(), registry, documents);
+  RegisterFileActions(frame, studio, desktops, registry);
+  RegisterDesktopWindows(desktops, monitors);
+  QObject::connect(&studio.autoSense(), &AutoSenseSearch::ChoosePorts, &midi, &MidiCommands::OpenPortDialog);
+  if (frame.simulation) BuildSimulatorMenu(frame.menus.OpenedMenu(CommandId::UtilitiesSimulator), *frame.simulation);
+}
+
+}  // namespace tonalith

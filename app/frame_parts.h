@@ -1,0 +1,49 @@
+#pragma once
+
+#include "app/desktop_files.h"
+#include "app/document_windows.h"
+#include "app/file_opening.h"
+#include "app/first_steps.h"
+#include "app/frame_context.h"
+#include "app/frame_window_context.h"
+#include "app/help_commands.h"
+#include "app/manual_dump_receiver.h"
+#include "app/midi_commands.h"
+#include "app/monitor_commands.h"
+#include "app/option_commands.h"
+#include "app/quit_sequence.h"
+#include "app/recent_files_menu.h"
+#include "app/recognised_files.h"
+#include "app/service_hosts.h"
+#include "app/studio_commands.h"
+#include "app/window_transfers.h"
+#include "document/document_registry.h"
+
+namespace tonalith {
+
+// What works in the main window besides its menus and child windows, put together in the order in which one needs the
+// other.
+struct FrameParts {
+  explicit FrameParts(const FrameContext& context);
+
+  FrameContext frame;
+  DocumentRegistry registry;
+  MidiCommands midi;
+  WindowTransfers transfers;
+  RecentFilesMenu recent;
+  FrameWindowContext windowContext;
+  DocumentWindows documents;
+  StudioCommands studio;
+  FileOpening files;
+  RecognisedFiles recognised;
+  DesktopFiles desktops;
+  MonitorCommands monitors;
+  FirstSteps firstSteps;
+  OptionCommands options;
+  HelpCommands help;
+  QuitSequence quit;
+  ManualDumpReceiver manualDumps;
+  ServiceHosts hosts;
+};
+
+}  // namespace tonalith

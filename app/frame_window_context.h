@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+#include "app/frame_context.h"
+#include "ui/window_context.h"
+
+namespace tonalith {
+
+class RecentFilesMenu;
+class WindowTransfers;
+
+// What the main window gives to the windows of documents.
+class FrameWindowContext final : public WindowContext {
+ public:
+  FrameWindowContext(const FrameContext& frame, RecentFilesMenu& recent, WindowTransfers& transfers)
+      : frame_(frame), recent_(recent), transfers_(transfers) {}
+
+  Prompts& prompts() override { return frame_.prompts(); }
+  std::string DataFolder() override;
+  void FileUsed(const std::string& path) override;
+  void UpdateFromStudio(DataFile* dataFile) override;
+  TransferDesk::Job Transfer(DeskRequest request) override;
+  void AbandonTransfers(const DataFile* dataFile) override;
+
+ private:
+  FrameContext frame_;
+  RecentFilesMenu& recent_;
+  WindowTransfers& transfers_;
+};
+
+}  // namespace tonalith

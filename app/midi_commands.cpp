@@ -1,0 +1,123 @@
+#include "app/midi_commands.h"
+
+#include <QDialog>
+#include <QMainWindow>
+#include <algorithm>
+
+#include "app/child_windows.h"
+#include "app/command_menus.h"
+#include "midi/port_system.h"
+#include "platform/prompts.h"
+#include "script/transfer_engine.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/program_midi.h"
+#include "services/settings.h"
+#include "ui/port_dialogs.h"
+#include "ui/window_base.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kPortsBusy[] =
+    "Data is being transferred. Closing the ports now breaks the transfer off.\nChoose the ports all the same?";
+
+}  // namespace
+
+QString NoOutputSentence(Program& program) {
+  int outputs = 0;
+  program.out().OUTNUMPORTS(&outputs);
+  return outputs > 0 ? QString() : MidiCommands::tr("No MIDI OUT port is open.");
+}
+
+MidiCommands::MidiCommands(const FrameContext& frame, bool panicOff)
+    : frame_(frame),
+      panic_(frame.program.midi().out(), &frame.window),
+      tones_(frame.program.midi().out(), frame.program.settings()),
+      panicOff_(panicOff) {
+  frame_.menus.Register(CommandId::MidiInPorts, {[this] { OnMidiInPorts(); }});
+  frame_.menus.Register(CommandId::MidiOutPorts, {[this] { OnMidiOutPorts(); }});
+  frame_.menus.Register(CommandId::MidiPanic,
+                        {[this] { OnMidiPanic(); }, [this] { return NoOutputSentence(frame_.program); }});
+  RegisterTones();
+  connect(&panic_, &MidiPanic::Ended, this, [this](bool complete) {
+    frame_.Status(complete ? tr("Every note was switched off.") : tr("Switching off every note was cancelled."));
+  });
+}
+
+MidiCommands::~MidiCommands() {
+  disconnect(&panic_, nullptr, this, nullptr);
+  panic_.Cancel();
+  tones_.Stop();
+}
+
+// ---- ports ----------------------------------------------------------------------------------------------------------
+
+bool MidiCommands::MayClosePorts() {
+  if (frame_.program.transfers().Running().empty()) return true;
+  MessagePrompt prompt;
+  prompt.title = "MIDI Ports";
+  prompt.text = kPortsBusy;
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Warning;
+  return frame_.prompts().Message(prompt) == PromptAnswer::Yes;
+}
+
+void MidiCommands::OnMidiInPorts() {
+  if (!MayClosePorts()) return;
+  PVMidiIn dialog(frame_.program.midi(), &frame_.window);
+  if (dialog.exec() == QDialog::Accepted) frame_.program.midiSide().UpdateMidiPorts();
+}
+
+void MidiCommands::OnMidiOutPorts() {
+  if (!MayClosePorts()) return;
+  PVMidiOut dialog(frame_.program.midi(), &frame_.window);
+  if (dialog.exec() == QDialog::Accepted) frame_.program.midiSide().UpdateMidiPorts();
+}
+
+void MidiCommands::OpenPortDialog(bool input) {
+  input ? OnMidiInPorts() : OnMidiOutPorts();
+}
+
+void MidiCommands::AskForPorts() {
+  MidiPortSystem& midi = frame_.program.midi();
+  const std::string profile = frame_.program.paths().MidiPortsProfile();
+  if (NoPortsSelected(midi, MidiDirection::Input) && PVAskPorts(frame_.prompts(), MidiDirection::Input, profile))
+    OnMidiInPorts();
+  if (NoPortsSelected(midi, MidiDirection::Output) && PVAskPortsOut(frame_.prompts(), profile)) OnMidiOutPorts();
+}
+
+void MidiCommands::ResetMidiInPorts() {
+  frame_.program.midi().MidiPortInClosePorts();
+  frame_.program.midi().MidiPortInOpenPorts({}, true);
+  frame_.program.midiSide().UpdateMidiPorts();
+}
+
+// ---- notes ----------------------------------------------------------------------------------------------------------
+
+void MidiCommands::OnMidiPanic() {
+  if (panicOff_) return;
+  frame_.Status(tr("Switching off every note..."));
+  panic_.Start();
+}
+
+// The instrument of the active window, else the program's own output port and the channels of the preferences.
+ToneTarget MidiCommands::TonesGoTo() const {
+  const ZKWindow* active = frame_.children.Active();
+  if (const auto route = active ? active->AuditionRoute() : std::nullopt) return {route->outPort, route->channel};
+  return {std::max(0, frame_.program.midi().out().MainPortOut()), -1};
+}
+
+void MidiCommands::RegisterTones() {
+  const auto refusal = [this] { return NoOutputSentence(frame_.program); };
+  for (int tone = 0; tone < kToneCount; ++tone) {
+    frame_.menus.Register(static_cast<CommandId>(static_cast<int>(CommandId::PlayNote1) + tone),
+                          {[this, tone] { tones_.PlayNote(tone, TonesGoTo()); }, refusal});
+  }
+  frame_.menus.Register(CommandId::PlayChord, {[this] { tones_.PlayChord(TonesGoTo()); }, refusal});
+  frame_.menus.Register(CommandId::PlaySequence, {[this] { tones_.PlaySequence(TonesGoTo()); }, refusal});
+  frame_.menus.Register(CommandId::PlayLastNote, {[this] { tones_.PlayLastNote(TonesGoTo()); }, refusal});
+}
+
+}  // namespace tonalith

@@ -1,0 +1,75 @@
+#include "app/option_commands.h"
+
+#include <QMainWindow>
+#include <algorithm>
+
+#include "app/child_windows.h"
+#include "app/command_menus.h"
+#include "app/midi_commands.h"
+#include "platform/atomic_file.h"
+#include "platform/ini_file.h"
+#include "platform/path_resolver.h"
+#include "platform/prompts.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "services/settings.h"
+#include "ui/window_base.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr const char* kKeyFile = "ZKKeys.ini";
+constexpr int kMostCategories = 32;
+
+}  // namespace
+
+OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : frame_(frame), midi_(midi) {
+  Settings& settings = frame_.program.settings();
+  frame_.menus.Register(CommandId::OptionsPreferences,
+                        {[this] { MainSetProperties(&frame_.window, frame_.program.basics(), *this); }});
+  frame_.menus.Register(CommandId::OptionsAudition, {[&settings] { settings.MainAudition(!settings.MainAudition(-1)); },
+                                                     {},
+                                                     [&settings] { return settings.MainAudition(-1) != 0; }});
+  frame_.menus.Register(CommandId::OptionsReopenDesktop,
+                        {[&settings] { settings.MainAutoSaveLoadDesktop(!settings.MainAutoSaveLoadDesktop(-1)); },
+                         {},
+                         [&settings] { return settings.MainAutoSaveLoadDesktop(-1) != 0; }});
+  frame_.menus.Register(CommandId::OptionsSavePreferences, {[this] { OnSavePreferences(); }});
+  frame_.menus.Register(CommandId::OptionsUpdateKeyList, {[this] { OnUpdateKeyList(); }});
+}
+
+void OptionCommands::ResetMidiInPorts() {
+  midi_.ResetMidiInPorts();
+}
+
+void OptionCommands::PreferencesApplied() {
+  frame_.children.ForEach([](ZKWindow& child) { child.SettingsChanged(); });
+  frame_.menus.Update();
+}
+
+void OptionCommands::OnSavePreferences() {
+  const Result saved = frame_.program.SaveConfig();
+  if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
+  if (saved.ok()) frame_.Status(tr("The preferences were saved."));
+}
+
+// The user's list stands in the data folder and begins as a copy of the one that came with the program.
+void OptionCommands::OnUpdateKeyList() {
+  const std::string own = JoinPath(frame_.program.paths().MainGetDataPath(), kKeyFile);
+  if (!FileExists(own)) {
+    const std::string first = JoinPath(frame_.program.paths().MainGetApplicationSupportPath(), kKeyFile);
+    if (const Result copied = CopyFileAtomically(first, own); !copied.ok()) {
+      frame_.prompts().Say("Keywords", copied.text);
+      return;
+    }
+  }
+  const IniFile list(own);
+  const int categories = std::max(0, list.GetInt("Categories", "Number"));
+  int keywords = 0;
+  for (int i = 0; i < std::min(categories, kMostCategories); ++i)
+    keywords += std::max(0, list.GetInt(list.GetString("Categories", "Cat" + std::to_string(i)), "Number"));
+  frame_.Status(tr("The list of keywords was read: %1 keywords in %2 categories.").arg(keywords).arg(categories));
+}
+
+}  // namespace tonalith

@@ -1,0 +1,145 @@
+#include "app/window_transfers.h"
+
+#include <QMainWindow>
+
+#include "app/command_menus.h"
+#include "app/midi_commands.h"
+#include "app/simulation.h"
+#include "midi/port_system.h"
+#include "platform/prompts.h"
+#include "script/transfer_engine.h"
+#include "services/paths.h"
+#include "services/program.h"
+#include "studio/recognize.h"
+#include "ui/qt_text.h"
+#include "ui/transfer_windows.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr const char* kSendTitle = "MIDI I/O";
+
+struct SendCommand {
+  CommandId command;
+  const char* title;
+  const char* filter;
+  bool (TransferFiles::*send)(const std::string& path, int port);
+};
+constexpr SendCommand kSendCommands[] = {
+    {CommandId::SendDataFile, "Choose Data File to Send?", "ZK Data File (*.*)|*.*|", &TransferFiles::DiskTransmit},
+    {CommandId::SendCollection, "Choose Collection/Set to Send?",
+     "Set/Collection|*.PVS;*.PVC;*.PVD;*.PVG|ZK Collection (*.PVC)|*.PVC;*.PVD|ZK Set (*.PVS)|*.PVS;*.PVG|ZK Data File "
+     "(*.*)|*.*|",
+     &TransferFiles::DiskDBTransmit},
+    {CommandId::SendSysEx, "Choose MIDIX File to Send?", "ZK MidiX File (*.SYX)|*.SYX|All Files (*.*)|*.*|",
+     &TransferFiles::MidiXTransmit},
+    {CommandId::SendMidiFile, "Choose SMF File to Send?", "MIDI File (*.MID)|*.MID|All Files (*.*)|*.*|",
+     &TransferFiles::SMFTransmit},
+};
+
+}  // namespace
+
+WindowTransfers::WindowTransfers(const FrameContext& frame)
+    : frame_(frame), desk_(frame.program.desk()), files_(frame.program.files()) {
+  for (const SendCommand& row : kSendCommands) {
+    frame_.menus.Register(row.command, {[this, &row] {
+                            FilePrompt prompt;
+                            prompt.title = row.title;
+                            prompt.folder = frame_.program.paths().MainGetDataPath();
+                            prompt.patterns = FilePatterns(row.filter);
+                            const std::string path = frame_.prompts().File(prompt);
+                            if (!path.empty()) (files_.*row.send)(path, 0);
+                          }});
+  }
+  frame_.menus.Register(CommandId::MidiCancelTransmit,
+                        {[this] { OnCancelTransmit(); }, [this] { return NoOutputSentence(frame_.program); }});
+  files_.SetObserver([this](const DeskEvent& event) { Show(event); });
+}
+
+WindowTransfers::~WindowTransfers() {
+  files_.SetObserver({});
+}
+
+ZKMidiInStatus* WindowTransfers::receiveWindow() {
+  if (!receiveWindow_) receiveWindow_ = new ZKMidiInStatus(&frame_.window);
+  return receiveWindow_;
+}
+
+TransferDesk::Job WindowTransfers::Start(DeskRequest request) {
+  // The window hears of the end first: what is said about damage comes after it.
+  request.observer = [this, inner = std::move(request.observer)](const DeskEvent& event) {
+    if (inner) inner(event);
+    Show(event);
+  };
+  TransferDesk::Job job = desk_.Submit(std::move(request));
+  if (job->Ended()) frame_.prompts().Say(kSendTitle, job->result().sentence);
+  return job;
+}
+
+void WindowTransfers::Show(const DeskEvent& event) {
+  if (event.kind != DeskEvent::Kind::kState) return;
+  const bool ended = event.state == DeskState::kEnded;
+  const std::string& sentence = ended ? event.result.sentence : event.text;
+  if (!sentence.empty()) frame_.Status(FromUtf8(sentence));
+  const auto& transfer = event.job->transfer();
+  if (event.state == DeskState::kStarted && !event.job->Sends() && transfer && transfer->Running())
+    receiveWindow()->Add(transfer);
+  if (!ended) return;
+  if (receiveWindow_) receiveWindow_->TransferClosed();
+  if (frame_.simulation) frame_.simulation->Remember();
+  const DataFile* dataFile = event.job->request().steps.back().dataFile;
+  if (event.result.ok && event.result.kind == TransferFacts::Kind::kGet && dataFile) WarnOfDamage(*dataFile);
+}
+
+// The instrument's protocol took the data; whether it came as it left shows in its checksums.
+void WindowTransfers::WarnOfDamage(const DataFile& dataFile) {
+  if (Recognizer(frame_.studio).Verify(dataFile) != ChecksumVerdict::kBad) return;
+  const std::string sentence = TransferTitle(dataFile) + " was received damaged: its checksum is wrong.";
+  frame_.Status(FromUtf8(sentence));
+  frame_.prompts().Say("Get", sentence + "\n\nGet it again, or choose Undo to have the former data back.");
+}
+
+void WindowTransfers::OpenTransmitWindow() {
+  if (transmitWindow_) return;
+  auto* window = new ZKMidiOutStatus(frame_.program.transfers(), &frame_.window);
+  transmitWindow_ = window;
+  connect(window, &ZKMidiOutStatus::Cancelled, this, [this](int port) { desk_.CancelSends(port); });
+  window->show();
+}
+
+// ---- cancelling -----------------------------------------------------------------------------------------------------
+
+void WindowTransfers::OnCancelTransmit() {
+  MidiOut& out = frame_.program.out();
+  int count = 0;
+  out.OUTNUMPORTS(&count);
+  std::vector<std::string> names;
+  for (int i = 0; i < count; ++i) names.push_back(out.OUTGETPORTNAME(i));
+  ZKCancelTransmit dialog(names, &frame_.window);
+  if (dialog.exec() == QDialog::Accepted) StopPorts(dialog.Selected());
+}
+
+void WindowTransfers::StopPorts(const std::vector<bool>& ports) {
+  for (std::size_t i = 0; i < ports.size(); ++i) {
+    if (ports[i]) desk_.CancelSends(static_cast<int>(i));
+  }
+  frame_.program.transfers().StopOutput(ports);
+}
+
+void WindowTransfers::StopOutputs() {
+  files_.Cancel();
+  StopPorts(std::vector<bool>(static_cast<std::size_t>(frame_.program.out().MaxOutPorts()), true));
+}
+
+bool WindowTransfers::Sends() const {
+  if (desk_.Sends()) return true;
+  MidiOut& out = frame_.program.out();
+  for (int i = 0; i < out.MaxOutPorts(); ++i) {
+    const auto port = out.Slot(i);
+    if (port && port->isBusy()) return true;
+  }
+  return false;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QWidget>
+#include <string>
+#include <vector>
+
+#include "app/frame_context.h"
+#include "services/transfer_desk.h"
+#include "services/transfer_files.h"
+
+namespace tonalith {
+
+class ZKMidiInStatus;
+
+// Transfers as the main window shows them: sentences in the status line, the receive and transmit windows, the commands
+// that send files and cancel what is sent.  What a transfer does is the desk's.
+class WindowTransfers final : public QObject {
+  Q_OBJECT
+
+ public:
+  // Registers the commands.
+  explicit WindowTransfers(const FrameContext& frame);
+  ~WindowTransfers() override;
+
+  // Starts a transfer; what the desk refuses is told the user.
+  TransferDesk::Job Start(DeskRequest request);
+  TransferDesk& desk() { return desk_; }
+  TransferFiles& files() { return files_; }
+  ZKMidiInStatus* receiveWindow();
+
+  bool TransmitWindowOpen() const { return transmitWindow_ != nullptr; }
+  void OpenTransmitWindow();
+
+  // Something is on its way out, or waits for it.
+  bool Sends() const;
+  // Ends everything that is sent, on every port.
+  void StopOutputs();
+
+ private:
+  void OnCancelTransmit();
+  void StopPorts(const std::vector<bool>& ports);
+  void Show(const DeskEvent& event);
+  void WarnOfDamage(const DataFile& dataFile);
+
+  FrameContext frame_;
+  TransferDesk& desk_;
+  TransferFiles& files_;
+  QPointer<QWidget> transmitWindow_;
+  ZKMidiInStatus* receiveWindow_ = nullptr;
+};
+
+}  // namespace tonalith

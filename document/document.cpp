@@ -1,0 +1,187 @@
+#include "document/document.h"
+
+#include <utility>
+
+#include "data/container.h"
+#include "document/recovery.h"
+#include "platform/path_resolver.h"
+
+namespace tonalith {
+
+Document::~Document() {
+  RemoveAutosave();
+}
+
+std::string Document::Extension() const {
+  const auto& extensions = FileKindRowOf(Kind()).extensions;
+  return extensions.empty() ? "DAT" : std::string(extensions.front().text.substr(1));
+}
+
+std::string Document::FileName() const {
+  return FileNameOf(path_);
+}
+
+void Document::SetPath(const std::string& path) {
+  path_ = path;
+  stamp_ = {};
+  Tell(DocumentChange::Kind::State);
+}
+
+void Document::SetBusy(bool busy, const std::string& reason) {
+  busy_ = busy;
+  busyReason_ = reason;
+  Tell(DocumentChange::Kind::State);
+}
+
+std::string Document::BusyReason() const {
+  if (!busy_) return {};
+  if (!busyReason_.empty()) return busyReason_;
+  return "This data is being transferred; please wait until the transfer has ended.";
+}
+
+void Document::MarkChanged() {
+  history_.MarkUnsaved();
+  ++changes_;
+  Tell(DocumentChange::Kind::Everything);
+}
+
+// ---- undo and redo --------------------------------------------------------------------------------------------------
+
+Result Document::StepHistory(bool back) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  const std::string name = back ? history_.UndoName() : history_.RedoName();
+  if (back ? !history_.CanUndo() : !history_.CanRedo()) {
+    return Result::Failure(back ? "There is nothing to undo." : "There is nothing to redo.", kDocumentNothingToDo);
+  }
+  if (!(back ? history_.Undo() : history_.Redo())) {
+    return Result::Failure("There is not enough memory; the data stays as it is.", kDiskNoMemory);
+  }
+  status_ = (back ? "Undo " : "Redo ") + name;
+  Tell(DocumentChange::Kind::Everything);
+  return Result::Success();
+}
+
+Result Document::Undo() {
+  return StepHistory(true);
+}
+
+Result Document::Redo() {
+  return StepHistory(false);
+}
+
+// ---- files ----------------------------------------------------------------------------------------------------------
+
+std::string Document::CannotRead(const std::string& /*path*/, const std::string& reason) const {
+  return reason;
+}
+
+std::string Document::CannotWrite(const std::string& /*path*/, const std::string& reason) const {
+  return reason;
+}
+
+Result Document::TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
+  if (Result read = ReadBytes(bytes, path); !read.ok()) return read;
+  history_.Reset();
+  return Result::Success();
+}
+
+Result Document::Load(const std::string& path) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  std::vector<std::uint8_t> bytes;
+  FileStamp stamp;
+  if (const Result read = LoadDiskFile(path, &bytes, &stamp); !read.ok()) {
+    return Result::Failure(CannotRead(path, read.text), read.code);
+  }
+  if (Result taken = TakeBytes(bytes, path); !taken.ok()) return taken;
+  path_ = path;
+  stamp_ = stamp;
+  RemoveAutosave();
+  Tell(DocumentChange::Kind::Everything);
+  return Result::Success();
+}
+
+bool Document::FileChangedOnDisk() const {
+  if (!stamp_.known) return false;
+  const FileStamp now = StampOf(path_);
+  return now.exists && now != stamp_;
+}
+
+Result Document::Save(const std::string& path, SaveOptions options) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  const std::string target = path.empty() ? path_ : path;
+  if (target.empty()) return Result::Failure("This data has no file yet.", kDocumentNoPath);
+  if (target == path_ && !options.overChangedFile && FileChangedOnDisk()) {
+    return Result::Failure("The file " + target + " was changed by somebody else since it was read or saved here.",
+                           kDocumentFileChanged);
+  }
+  std::vector<std::uint8_t> bytes;
+  if (Result written = WriteBytes(target, &bytes); !written.ok()) return written;
+  FileStamp stamp;
+  if (const Result saved = SaveDiskFile(target, bytes, &stamp); !saved.ok()) {
+    return Result::Failure(CannotWrite(target, saved.text), saved.code);
+  }
+  path_ = target;
+  stamp_ = stamp;
+  FileWritten(target);
+  history_.MarkSaved();
+  status_ = "Saved";
+  RemoveAutosave();
+  Tell(DocumentChange::Kind::State);
+  return Result::Success();
+}
+
+Result Document::SaveCopy(const std::string& path) {
+  if (path == path_) return Save(path);
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  std::vector<std::uint8_t> bytes;
+  if (Result written = WriteBytes(path, &bytes); !written.ok()) return written;
+  const Result saved = SaveDiskFile(path, bytes);
+  return saved.ok() ? saved : Result::Failure(CannotWrite(path, saved.text), saved.code);
+}
+
+// ---- autosave and recovery ------------------------------------------------------------------------------------------
+
+Result Document::Autosave(RecoveryFolder& folder) {
+  if (busy_ || history_.IsOpen()) return Result::Success();
+  if (!IsModified()) {
+    RemoveAutosave();
+    return Result::Success();
+  }
+  if (recovery_ != &folder) RemoveAutosave();
+  const bool kept = !autosaveFile_.empty();
+  if (kept && autosavedState_ == history_.State() && autosavedChanges_ == changes_) return Result::Success();
+  std::vector<std::uint8_t> bytes;
+  if (Result written = WriteBytes(path_, &bytes); !written.ok()) return written;
+  RecoverableFile about{autosaveFile_, Kind(), path_, Title(), 0, stamp_};
+  if (Result result = folder.Keep(&about, bytes); !result.ok()) return result;
+  recovery_ = &folder;
+  autosaveFile_ = about.file;
+  autosavedState_ = history_.State();
+  autosavedChanges_ = changes_;
+  return Result::Success();
+}
+
+void Document::RemoveAutosave() {
+  if (recovery_ && !autosaveFile_.empty()) recovery_->Remove(autosaveFile_);
+  autosaveFile_.clear();
+  recovery_ = nullptr;
+}
+
+Result Document::Recover(RecoveryFolder& folder, const RecoverableFile& file) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  RecoverableFile about;
+  std::vector<std::uint8_t> content;
+  if (Result read = RecoveryFolder::Read(file.file, &about, &content); !read.ok()) return read;
+  if (about.kind != Kind()) return Result::Failure("The file " + file.file + " is of another kind.", kDiskNotOurs);
+  if (Result taken = TakeBytes(content, about.path); !taken.ok()) return taken;
+  history_.MarkUnsaved();
+  path_ = about.path;
+  stamp_ = about.stamp;
+  status_ = "Recovered";
+  // The only copy stays until there is another.
+  if (Autosave(folder).ok()) folder.Remove(file.file);
+  Tell(DocumentChange::Kind::Everything);
+  return Result::Success();
+}
+
+}  // namespace tonalith

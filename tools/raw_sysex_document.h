@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "document/document.h"
+
+namespace tonalith {
+
+class ZKStudioDoc;
+
+// What is known about a part of SysEx bytes.
+struct SysExName {
+  std::size_t offset = 0;
+  std::size_t length = 0;
+  std::string text;      // instrument and data type, UTF-8
+  bool damaged = false;  // its checksum is wrong
+};
+// The pieces that instruments of the studio know, by offset.
+std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std::uint8_t> bytes);
+
+// The messages of a file that no data type claims.  They are looked at, sent and saved, never changed.
+class RawSysExDocument final : public Document {
+ public:
+  struct Message {
+    std::size_t offset = 0;
+    std::size_t length = 0;
+    bool complete = true;  // ends with F7
+  };
+
+  std::string Title() const override { return "Raw SysEx"; }
+  FileKind Kind() const override { return FileKind::SysEx; }
+  WindowType Window() const override { return WindowType::BankEditor; }
+  bool IsEmpty() const override { return bytes_.empty(); }
+
+  std::span<const std::uint8_t> bytes() const { return bytes_; }
+  const std::vector<Message>& messages() const { return messages_; }
+  std::span<const std::uint8_t> BytesOf(const Message& message) const {
+    return bytes().subspan(message.offset, message.length);
+  }
+  std::size_t otherBytes() const { return other_; }  // outside of every message
+
+ protected:
+  Result WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) override;
+  Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) override;
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  std::vector<Message> messages_;
+  std::size_t other_ = 0;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,224 @@
+#include "tools/ui/raw_sysex_window.h"
+
+#include <QComboBox>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QTableView>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "data/maker_names.h"
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "services/settings.h"
+#include "services/transfer_files.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+// Bytes of a message that its row shows.
+constexpr std::size_t kShownBytes = 24;
+
+QString HexText(std::span<const std::uint8_t> bytes) {
+  QString text;
+  for (const std::uint8_t b : bytes.first(std::min(bytes.size(), kShownBytes))) {
+    if (!text.isEmpty()) text += QLatin1Char(' ');
+    text += QStringLiteral("%1").arg(b, 2, 16, QLatin1Char('0')).toUpper();
+  }
+  if (bytes.size() > kShownBytes) text += QStringLiteral(" ...");
+  return text;
+}
+
+}  // namespace
+
+// ---- messages -------------------------------------------------------------------------------------------------------
+
+RawSysExModel::RawSysExModel(const RawSysExDocument& document, std::vector<SysExName> names, QObject* parent)
+    : QAbstractTableModel(parent), document_(document), names_(std::move(names)) {}
+
+int RawSysExModel::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(document_.messages().size());
+}
+
+int RawSysExModel::columnCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : kColumns;
+}
+
+QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
+  auto after = std::upper_bound(names_.begin(), names_.end(), message.offset,
+                                [](std::size_t at, const SysExName& name) { return at < name.offset; });
+  if (after != names_.begin()) {
+    const SysExName& name = *std::prev(after);
+    if (message.offset < name.offset + name.length)
+      return name.damaged ? tr("%1, wrong checksum").arg(FromUtf8(name.text)) : FromUtf8(name.text);
+  }
+  const auto bytes = document_.BytesOf(message);
+  return bytes.size() < 2 ? QString() : FromUtf8(MakerName(bytes.subspan(1)));
+}
+
+QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
+  const auto& row = RowAt(index.row());
+  const bool number = index.column() < kHolds;
+  if (role == Qt::TextAlignmentRole && number) return QVariant(Qt::AlignRight | Qt::AlignVCenter);
+  if (role == Qt::FontRole && index.column() == kBytes) return QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  if (role != Qt::DisplayRole) return {};
+  switch (index.column()) {
+    case kNumber:
+      return index.row() + 1;
+    case kOffset:
+      return static_cast<qulonglong>(row.offset);
+    case kLength:
+      return static_cast<qulonglong>(row.length);
+    case kHolds:
+      return row.complete ? NameOf(row) : tr("incomplete");
+    default:
+      return HexText(document_.BytesOf(row));
+  }
+}
+
+QVariant RawSysExModel::headerData(int section, Qt::Orientation orientation, int role) const {
+  if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
+  const QString titles[] = {tr("Message"), tr("Offset"), tr("Length"), tr("Holds"), tr("Bytes")};
+  return section < kColumns ? titles[section] : QString();
+}
+
+// ---- window ---------------------------------------------------------------------------------------------------------
+
+RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, WindowContext& context,
+                               RawSysExServices services, QWidget* parent)
+    : DocumentWindow(std::move(document), context, parent),
+      services_(std::move(services)),
+      model_(new RawSysExModel(bytes(), NameSysEx(services_.studio, bytes().bytes()), this)),
+      list_(new QTableView(this)),
+      port_(new QComboBox(this)) {
+  auto* column = new QVBoxLayout(this);
+  const int count = model_->rowCount();
+  const std::size_t size = bytes().bytes().size();
+  QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
+  if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
+  column->addWidget(new QLabel(heading, this));
+  BuildTools(column);
+  BuildList(column);
+  UpdateTitle();
+  resize(fontMetrics().averageCharWidth() * 90, fontMetrics().height() * 24);
+}
+
+RawSysExWindow::~RawSysExWindow() {
+  // The rows read the document, which goes before the children of this window would.
+  delete list_;
+}
+
+const RawSysExDocument& RawSysExWindow::bytes() const {
+  return static_cast<const RawSysExDocument&>(document());
+}
+
+QString RawSysExWindow::TitleText() const {
+  return tr("Raw SysEx - %1").arg(FromUtf8(document().FileName()));
+}
+
+void RawSysExWindow::BuildTools(QBoxLayout* column) {
+  auto* row = new QHBoxLayout;
+  auto* portLabel = new QLabel(tr("&Port:"), this);
+  portLabel->setBuddy(port_);
+  for (const auto& name : services_.outPorts) port_->addItem(FromUtf8(name));
+  port_->setCurrentIndex(std::clamp(services_.settings.MainMidiXPort(-1), 0, std::max(0, port_->count() - 1)));
+  port_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  port_->setMinimumContentsLength(16);
+  auto* send = new QPushButton(tr("&Send"), this);
+  send->setToolTip(tr("Send the selected messages, or all of them, as they are"));
+  send->setEnabled(port_->count() > 0);
+  auto* save = new QPushButton(tr("Save &As..."), this);
+  save->setToolTip(tr("Write the selected messages, or all bytes, to a file"));
+  row->addWidget(portLabel);
+  row->addWidget(port_, 1);
+  row->addWidget(send);
+  row->addWidget(save);
+  column->addLayout(row);
+  connect(send, &QPushButton::clicked, this, &RawSysExWindow::Send);
+  connect(save, &QPushButton::clicked, this, &RawSysExWindow::SaveSelection);
+}
+
+void RawSysExWindow::BuildList(QBoxLayout* column) {
+  list_->setModel(model_);
+  list_->setAccessibleName(tr("Messages"));
+  list_->setSelectionBehavior(QAbstractItemView::SelectRows);
+  list_->verticalHeader()->hide();
+  list_->setTabKeyNavigation(false);
+  list_->setWordWrap(false);
+  list_->horizontalHeader()->setStretchLastSection(true);
+  const int width = fontMetrics().averageCharWidth();
+  for (const int section : {RawSysExModel::kNumber, RawSysExModel::kOffset, RawSysExModel::kLength})
+    list_->setColumnWidth(section, width * 11);
+  list_->setColumnWidth(RawSysExModel::kHolds, width * 28);
+  column->addWidget(list_, 1);
+  setFocusProxy(list_);
+  connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { emit StateChanged(); });
+}
+
+bool RawSysExWindow::CommandEnabled(CommandId command) const {
+  return command == CommandId::FileSaveAs || command == CommandId::EditSelectAll ||
+         (command == CommandId::MidiTransmit && port_->count() > 0);
+}
+
+QString RawSysExWindow::CommandRefusal(CommandId command) const {
+  switch (command) {
+    case CommandId::MidiTransmit:
+      return tr("No MIDI OUT port is open.");
+    case CommandId::FileSave:
+    case CommandId::EditUndo:
+    case CommandId::EditRedo:
+      return tr("Nothing can be changed here.");
+    default:
+      return {};
+  }
+}
+
+void RawSysExWindow::RunCommand(CommandId command) {
+  if (!CommandEnabled(command)) return;
+  if (command == CommandId::FileSaveAs) SaveSelection();
+  if (command == CommandId::EditSelectAll) list_->selectAll();
+  if (command == CommandId::MidiTransmit) Send();
+}
+
+// With nothing selected, everything.
+std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
+  QModelIndexList rows = list_->selectionModel()->selectedRows();
+  if (rows.isEmpty()) return {bytes().bytes().begin(), bytes().bytes().end()};
+  std::sort(rows.begin(), rows.end());
+  std::vector<std::uint8_t> selected;
+  for (const QModelIndex& index : rows) {
+    const auto message = bytes().BytesOf(model_->RowAt(index.row()));
+    selected.insert(selected.end(), message.begin(), message.end());
+  }
+  return selected;
+}
+
+void RawSysExWindow::Send() {
+  services_.settings.MainMidiXPort(port_->currentIndex());
+  services_.files.SendMidiX(SelectedBytes(), port_->currentIndex() + 1, document().FileName());
+}
+
+void RawSysExWindow::SaveSelection() {
+  FilePrompt prompt;
+  prompt.title = SaveTitle();
+  prompt.folder = FolderOf(document().path());
+  prompt.name = document().FileName();
+  prompt.patterns = FilePatterns("ZK MidiX File (*.SYX)|*.SYX|All Files (*.*)|*.*|");
+  prompt.save = true;
+  const std::string path = context().prompts().File(prompt);
+  if (path.empty()) return;
+  const auto selected = SelectedBytes();
+  if (const Result saved = WriteFileAtomically(path, std::span<const std::uint8_t>(selected)); !saved.ok()) {
+    context().prompts().Say("File Error", saved.text);
+    return;
+  }
+  context().FileUsed(path);
+  Say(tr("%1 bytes were saved as %2.").arg(selected.size()).arg(FromUtf8(path)));
+}
+
+}  // namespace tonalith

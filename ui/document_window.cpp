@@ -1,0 +1,200 @@
+#include "ui/document_window.h"
+
+#include "data/patch_names.h"
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kBusyQuestion[] = "This data is being transferred.\nCancel the transfer and close the window?";
+
+// "ZK Data (*.DAT)" with the extension of the document.
+std::string Pattern(const FileKindRow& row, const std::string& extension) {
+  std::string label(row.filter.substr(0, row.filter.find(" (")));
+  if (label.empty()) label = row.name;
+  return label + " (*." + extension + ")";
+}
+
+}  // namespace
+
+DocumentWindow::DocumentWindow(std::unique_ptr<Document> document, WindowContext& context, QWidget* parent)
+    : ZKWindow(parent), document_(std::move(document)), context_(context) {
+  listener_ = document_->AddListener([this](const DocumentChange& change) {
+    UpdateTitle();
+    DocumentChanged(change);
+    emit StateChanged();
+  });
+}
+
+DocumentWindow::~DocumentWindow() {
+  document_->RemoveListener(listener_);
+}
+
+QString DocumentWindow::TitleText() const {
+  const QString file = document_->path().empty() ? tr("not saved yet") : FromUtf8(document_->FileName());
+  return QStringLiteral("%1: %2[*]").arg(FromUtf8(document_->Title()), file);
+}
+
+void DocumentWindow::UpdateTitle() {
+  setWindowTitle(TitleText());
+  setWindowModified(document_->IsModified());
+}
+
+// ---- commands -------------------------------------------------------------------------------------------------------
+
+bool DocumentWindow::CommandEnabled(CommandId command) const {
+  switch (command) {
+    case CommandId::FileSave:
+    case CommandId::FileSaveAs:
+      return !document_->IsBusy() && !document_->IsEmpty();
+    case CommandId::EditUndo:
+      return document_->CanUndo();
+    case CommandId::EditRedo:
+      return document_->CanRedo();
+    default:
+      return false;
+  }
+}
+
+QString DocumentWindow::CommandRefusal(CommandId command) const {
+  if (document_->IsBusy()) return FromUtf8(document_->BusyReason());
+  switch (command) {
+    case CommandId::FileSave:
+    case CommandId::FileSaveAs:
+      return document_->IsEmpty() ? tr("There is nothing to save yet.") : QString();
+    case CommandId::EditUndo:
+      return tr("Nothing was changed that could be taken back.");
+    case CommandId::EditRedo:
+      return tr("Nothing was taken back.");
+    default:
+      return {};
+  }
+}
+
+void DocumentWindow::RunCommand(CommandId command) {
+  if (!CommandEnabled(command)) return;
+  switch (command) {
+    case CommandId::FileSave:
+      Save(false);
+      break;
+    case CommandId::FileSaveAs:
+      Save(true);
+      break;
+    case CommandId::EditUndo:
+      StepHistory(true);
+      break;
+    case CommandId::EditRedo:
+      StepHistory(false);
+      break;
+    default:
+      break;
+  }
+}
+
+void DocumentWindow::StepHistory(bool back) {
+  const QString name = FromUtf8(back ? document_->UndoText() : document_->RedoText());
+  const Result done = back ? document_->Undo() : document_->Redo();
+  if (!done.ok()) return Say(FromUtf8(done.text));
+  Say((back ? tr("Undone: %1") : tr("Redone: %1")).arg(name));
+}
+
+// ---- saving ---------------------------------------------------------------------------------------------------------
+
+std::string DocumentWindow::NewFileName() const {
+  return FixInvalidFilenameCharacters(document_->Title()) + "." + document_->Extension();
+}
+
+std::string DocumentWindow::AskPath() {
+  const std::string& path = document_->path();
+  FilePrompt prompt;
+  prompt.title = SaveTitle();
+  prompt.save = true;
+  if (path.empty()) {
+    prompt.folder = context_.DataFolder();
+    const std::string own = document_->FolderName();
+    if (const std::string folder = JoinPath(prompt.folder, own); !own.empty() && MakeFolders(folder).ok())
+      prompt.folder = folder;
+    prompt.name = NewFileName();
+  } else {
+    prompt.folder = FolderOf(path);
+    prompt.name = document_->FileName();
+  }
+  prompt.patterns = {Pattern(FileKindRowOf(document_->Kind()), document_->Extension()), "All Files (*)"};
+  return context_.prompts().File(prompt);
+}
+
+bool DocumentWindow::Save(bool askName) {
+  std::string path = document_->path();
+  if (askName || path.empty()) path = AskPath();
+  return !path.empty() && SaveTo(path, false);
+}
+
+bool DocumentWindow::SaveTo(const std::string& path, bool overChangedFile) {
+  Document::SaveOptions options;
+  options.overChangedFile = overChangedFile;
+  const Result result = document_->Save(path, options);
+  if (result.code == kDocumentFileChanged) return SaveOverChanged(path);
+  if (!result.ok()) {
+    context_.prompts().Say(WindowName(), result.text);
+    return false;
+  }
+  context_.FileUsed(path);
+  Say(tr("Saved as %1").arg(FromUtf8(path)));
+  return true;
+}
+
+bool DocumentWindow::SaveOverChanged(const std::string& path) {
+  MessagePrompt prompt;
+  prompt.title = WindowName();
+  prompt.text = path + "\n\nAnother program has changed this file since it was read. Saving here replaces its changes.";
+  prompt.buttons = PromptButtons::YesNoCancel;
+  prompt.icon = PromptIcon::Warning;
+  prompt.labels = {"Overwrite", "Save As...", "Cancel"};
+  switch (context_.prompts().Message(prompt)) {
+    case PromptAnswer::Yes:
+      return SaveTo(path, true);
+    case PromptAnswer::No:
+      return Save(true);
+    default:
+      return false;
+  }
+}
+
+// ---- closing --------------------------------------------------------------------------------------------------------
+
+bool DocumentWindow::VerifyBusy() {
+  if (!document_->IsBusy()) return true;
+  MessagePrompt prompt;
+  prompt.title = WindowName();
+  prompt.text = kBusyQuestion;
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Question;
+  return context_.prompts().Message(prompt) == PromptAnswer::Yes;
+}
+
+bool DocumentWindow::VerifyModified() {
+  if (!document_->IsModified()) return true;
+  MessagePrompt prompt;
+  prompt.title = WindowName();
+  prompt.text = "Save the changes to " + document_->Title() + "?";
+  prompt.buttons = PromptButtons::YesNoCancel;
+  prompt.icon = PromptIcon::Question;
+  switch (context_.prompts().Message(prompt)) {
+    case PromptAnswer::Yes:
+      if (document_->IsBusy()) GiveUpWork();
+      return Save(false);
+    case PromptAnswer::No:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool DocumentWindow::VerifyClose() {
+  return VerifyBusy() && VerifyModified();
+}
+
+}  // namespace tonalith

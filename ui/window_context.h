@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+#include "data/data_records.h"
+#include "platform/prompts.h"
+#include "services/transfer_desk.h"
+
+namespace tonalith {
+
+// What a window of a document needs from the program around it.  Outlives the windows.
+class WindowContext {
+ public:
+  virtual ~WindowContext() = default;
+  virtual Prompts& prompts() = 0;
+  // The user's data folder (UTF-8).
+  virtual std::string DataFolder() = 0;
+  // The file was opened or saved: the list of recent files takes it.
+  virtual void FileUsed(const std::string& path) = 0;
+
+  // Gives data the ports and channels that its instrument has in the studio now.
+  virtual void UpdateFromStudio(DataFile* dataFile) = 0;
+  // Starts a transfer at the desk and shows its windows and sentences.  A request that is refused has ended when this
+  // returns; the user has been told why and the request's observer hears nothing.
+  virtual TransferDesk::Job Transfer(DeskRequest request) = 0;
+  // Ends what is done with the data; the observer hears nothing more.
+  virtual void AbandonTransfers(const DataFile* dataFile) = 0;
+};
+
+}  // namespace tonalith
