@@ -5,27 +5,22 @@
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
-#include <fstream>
 #include <initializer_list>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/house/sources.h"
+
+namespace tonalith::house {
 namespace {
 
-namespace fs = std::filesystem;
-
-const char* const kProduct[] = {"platform", "data",      "midi",   "script", "services", "document", "studio", "bank",
-                                "store",    "simulator", "editor", "tools",  "ui",       "app",      "cli"};
+constexpr const char* kMessageNumbers = "platform/message_numbers.h";
 
 // Comments and texts are replaced by blanks, so that lines keep their numbers.
-std::string CodeOf(const fs::path& path) {
-  std::ifstream file(path);
-  std::stringstream stream;
-  stream << file.rdbuf();
-  std::string code = stream.str();
+std::string CodeOf(const std::string& path) {
+  std::string code = TextOf(path);
   enum class Inside { Code, Line, Block, Text, Character } inside = Inside::Code;
   for (std::size_t i = 0; i < code.size(); ++i) {
     const char c = code[i];
@@ -70,28 +65,22 @@ std::vector<std::string> Matches(const std::string& code, std::initializer_list<
   return found;
 }
 
-template <typename Visit>
-void VisitFiles(const fs::path& folder, Visit visit) {
-  if (!fs::exists(folder)) return;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    const auto extension = entry.path().extension();
-    if (extension == ".h" || extension == ".cpp" || extension == ".def") visit(entry.path());
-  }
+// The files of some rooms, the definitions of statements included.
+std::vector<std::string> PathsOf(const std::vector<std::string>& rooms) {
+  std::vector<std::string> paths = {"script/statements.def", "script/forms.def"};
+  for (const SourceFile& file : SourcesOf(rooms)) paths.push_back(file.path);
+  return paths;
 }
 
 TEST(House, MessageNumbersStandInOnePlace) {
-  const fs::path root = TONALITH_SOURCE_DIR;
   // 8001h to 8215h; 8000h alone is also a bit or an address.
   const std::regex message(
       "\\b0[xX]8(00[1-9A-Fa-f]|0[1-9A-Fa-f][0-9A-Fa-f]|1[0-9A-Fa-f]{2}|20[0-9A-Fa-f]|21[0-5])[uU]?\\b");
-  for (const char* room : kProduct) {
-    VisitFiles(root / room, [&](const fs::path& path) {
-      const std::string name = fs::relative(path, root).string();
-      if (name == "platform/message_numbers.h") return;
-      for (const std::string& found : Matches(CodeOf(path), {"0x8", "0X8"}, message, name)) {
-        ADD_FAILURE() << found << " is a message number: name it in platform/message_numbers.h";
-      }
-    });
+  for (const std::string& path : PathsOf(Rooms())) {
+    if (path == kMessageNumbers) continue;
+    for (const std::string& found : Matches(CodeOf(path), {"0x8", "0X8"}, message, path)) {
+      ADD_FAILURE() << found << " is a message number: name it in " << kMessageNumbers;
+    }
   }
 }
 
@@ -106,14 +95,11 @@ bool Names(const std::string& code, const std::string& name) {
 
 // Every name of a message is used by somebody.
 TEST(House, MessageNamesAreUsed) {
-  const fs::path root = TONALITH_SOURCE_DIR;
   std::string product;
-  for (const char* room : kProduct) {
-    VisitFiles(root / room, [&](const fs::path& path) {
-      if (path.filename() != "message_numbers.h") product += CodeOf(path);
-    });
+  for (const std::string& path : PathsOf(Rooms())) {
+    if (path != kMessageNumbers) product += CodeOf(path);
   }
-  const std::string header = CodeOf(root / "platform/message_numbers.h");
+  const std::string header = CodeOf(kMessageNumbers);
   const std::regex enumeration("enum class (\\w+)[^{]*\\{([^}]*)\\}");
   const std::regex enumerator("(\\w+)\\s*=");
   int names = 0;
@@ -130,21 +116,20 @@ TEST(House, MessageNamesAreUsed) {
 
 // Statements are told apart by Statement, never by the bytes of their code.
 TEST(House, StatementCodesStandInTheirDefinition) {
-  const fs::path root = TONALITH_SOURCE_DIR;
   const std::regex code(
       "\\bcase\\s+(0[xX][0-9A-Fa-f]+|[0-9]+)\\s*:"
       "|\\b(opcode|sub|subCode|statement\\[0\\])\\s*[=!]=\\s*[0-9]+"
       "|\\b[0-9]+\\s*[=!]=\\s*(opcode|sub|subCode)\\b"
       "|\\b(FindStatement|StatementOperands|IsFamilyOpcode|IsDefinedOpcode)\\(\\s*[0-9]+");
-  VisitFiles(root / "script", [&](const fs::path& path) {
-    const std::string name = fs::relative(path, root).string();
+  for (const std::string& path : PathsOf({"script"})) {
     // Protocols count their own steps.
-    if (path.extension() == ".def" || name.rfind("script/protocols/", 0) == 0) return;
+    if (path.ends_with(".def") || path.starts_with("script/protocols/")) continue;
     for (const std::string& found :
-         Matches(CodeOf(path), {"case", "code", "sub", "tatement", "IsFamily"}, code, name)) {
+         Matches(CodeOf(path), {"case", "code", "sub", "tatement", "IsFamily"}, code, path)) {
       ADD_FAILURE() << found << " looks like the code of a statement: name it as in script/statements.def";
     }
-  });
+  }
 }
 
 }  // namespace
+}  // namespace tonalith::house

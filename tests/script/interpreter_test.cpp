@@ -175,6 +175,56 @@ TEST(Interpreter, MacrosCallMacros) {
   EXPECT_EQ(endless.V(1), 0);
 }
 
+// Code that is reached later than what stands behind it, longer than what is translated at a time.
+TEST(Interpreter, LongCodeInPieces) {
+  const auto times = [](int count, const std::string& statement) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += statement;
+    return text;
+  };
+  MacroRun run;
+  EXPECT_EQ(run.Text("L 3 [ IFQ V0 1 " + times(200, "MV1 + 1 ") + "IFX MV2 + 1 " + times(100, "MV3 + 1 ") +
+                     "L 2 [ MV4 + 1 ] MV0 + 1 ] MV5 = 9 ]"),
+            0);
+  EXPECT_EQ(run.V(0), 3);
+  EXPECT_EQ(run.V(1), 200);
+  EXPECT_EQ(run.V(2), 3);
+  EXPECT_EQ(run.V(3), 300);
+  EXPECT_EQ(run.V(4), 6);
+  EXPECT_EQ(run.V(5), 9);
+  // The second byte of a copied variable is executed as a statement, here a "]", but not when it is stepped over:
+  // L 3 [ MV1 + 1 IFQ V1 1 MX @ V968 IFX MV0 + 1 ] MV2 = 5 ]
+  MacroRun wide;
+  EXPECT_EQ(wide.Code(Hex("04 00 00 00 03 0E 05 00 00 00 00 01 21 05 00 00 00 01 0E 01 08 CC 07 26 "
+                          "0E 04 00 00 00 00 01 07 0E 06 07 00 00 00 05 07")),
+            0);
+  EXPECT_EQ(wide.V(0), 2);
+  EXPECT_EQ(wide.V(1), 3);
+  EXPECT_EQ(wide.V(2), 5);
+}
+
+// A request to a window may bring another macro table: what runs goes on, what is called next is new.
+TEST(Interpreter, MacroTableIsReplacedWhileItRuns) {
+  struct ReplacingHost : RecordingScriptHost {
+    std::int64_t Send(ScriptReceiver receiver, const ScriptMessage& message, const CancelToken& cancel) override {
+      macros->at(0) = MacroRun::Compile("MV5 + 7 ]");
+      return RecordingScriptHost::Send(receiver, message, cancel);
+    }
+    std::vector<Bytes>* macros = nullptr;
+  };
+  MacroRun run;
+  ReplacingHost host;
+  host.macros = &run.services.macros;
+  run.services.host = &host;
+  run.services.macros = {MacroRun::Compile("MV0 + 1 MACRO 1 GETDIRTY MACRO 0 MV1 + 1 ]"),
+                         MacroRun::Compile("MV2 + 1 ]")};
+  EXPECT_EQ(run.Text("MACRO 0 MACRO 0 MACRO 1 ]"), 0);
+  EXPECT_EQ(run.V(0), 1);
+  EXPECT_EQ(run.V(1), 1);
+  EXPECT_EQ(run.V(2), 2);
+  EXPECT_EQ(run.V(5), 14);
+}
+
 TEST(Interpreter, LimitsEndRunawayScripts) {
   MacroRun deep;
   std::string source;
