@@ -227,12 +227,6 @@ bool MeansHelp(const std::string& word) {
 
 }  // namespace
 
-int CliFailure(CliEnvironment& environment, const std::string& command, const std::string& sentence) {
-  environment.err << "tonalith-cli " << command << ": " << sentence;
-  if (sentence.empty() || sentence.back() != '\n') environment.err << "\n";
-  return 1;
-}
-
 int RunCommandLine(const std::vector<std::string>& arguments, CliEnvironment& environment) {
   constexpr char kRoot[] = "--config-root";
   std::size_t at = 0;

@@ -1,39 +1,11 @@
 #pragma once
 
-#include <functional>
-#include <iosfwd>
 #include <string>
 #include <vector>
 
-#include "platform/cancel_token.h"
-#include "platform/folders.h"
+#include "cli/command.h"
 
 namespace tonalith {
-
-// What a command works with.  The streams must outlive it.
-struct CliEnvironment {
-  std::istream& in;
-  std::ostream& out;
-  std::ostream& err;
-  Folders folders;              // of the user, or below --config-root
-  bool canAsk = false;          // standard input is a terminal: questions may be asked there
-  bool showsProgress = false;   // standard error is a terminal
-  bool catchesSignals = false;  // an interrupt ends a transfer instead of the process
-  CancelToken interrupt{};      // ends a transfer, as an interrupt does
-};
-
-enum class CliGroup { Instruments, Files, Modules, Scripts, Bytes };
-
-// A line of the command table.
-struct CliCommand {
-  const char* name;
-  CliGroup group;
-  const char* summary;       // what it does, for the list of commands
-  std::string (*forms)();    // how it is called, one line a form
-  std::string (*details)();  // everything else that --help says: options, examples
-  // `args`: the words behind the command.  0: it is done; 1: it is not, and a sentence on standard error says why.
-  std::function<int(CliEnvironment& environment, const std::vector<std::string>& args)> run;
-};
 
 const std::vector<CliCommand>& CliCommands();
 const CliCommand* FindCliCommand(const std::string& name);  // null: none
@@ -41,8 +13,5 @@ const CliCommand* FindCliCommand(const std::string& name);  // null: none
 // Runs one command line (without the program's name) and returns the exit status.
 //   [--config-root DIR] COMMAND ARGUMENTS... | --help | --version | help [COMMAND] | COMMAND --help
 int RunCommandLine(const std::vector<std::string>& arguments, CliEnvironment& environment);
-
-// One sentence on standard error; the result is the exit status 1.
-int CliFailure(CliEnvironment& environment, const std::string& command, const std::string& sentence);
 
 }  // namespace tonalith

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/command_line_tool.h"
+#include "cli/command.h"
 
 namespace tonalith {
 

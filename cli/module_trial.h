@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/command_line_tool.h"
+#include "cli/command.h"
 #include "cli/session.h"
 #include "platform/result.h"
 #include "simulator/conversation.h"

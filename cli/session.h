@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/command_line_tool.h"
+#include "cli/command.h"
 #include "cli/console_prompts.h"
 #include "platform/jobs.h"
 #include "platform/result.h"

@@ -8,28 +8,15 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "data/number_format.h"
 
 namespace tonalith {
 
 inline constexpr int kNameFormats = 35;
-inline constexpr int kNumberFormats = 28;
 extern const char* const kNameFormatNames[kNameFormats];
-extern const char* const kNumberFormatNames[kNumberFormats];
-// Beyond the named ones, which are those of the file format; every other number means plain numbers.
-inline constexpr int kNumberFormatLetters = 66;      // A0 to A127, B0 ...
-inline constexpr int kNumberFormatUserFactory = 67;  // U1 P1 to U4 P128, F1 P1 ...
-inline constexpr int kNumberFormatBanks = 68;        // 1-1 to 1-128, 2-1 ...
-inline constexpr int kNumberFormatMemories = 64;     // IA-1 to ID-8, iA-1 ..., EA-1 ..., eA-1 ...
-inline constexpr int kNumberFormatGroups = 65;       // A11 to A88, B11 ...
-inline constexpr int kNumberFormatSixteens = 69;     // B-1 ...
-inline constexpr int kNumberFormatInternal = 70;     // I00 to I99
-inline constexpr int kNumberFormatPerformance = 71;  // PF1, PF2 ...
-inline constexpr int kNumberFormatThreeDigits = 72;  // 000 to 999
 
 // Longest name the decoders give; longer lengths are cut.
 inline constexpr std::uint32_t kMaxNameText = 255;
-// Size of an `out` buffer that takes any name or number text.
-inline constexpr std::size_t kNameBuffer = 264;
 
 // Decodes a name of `length` characters into out (kNameBuffer bytes) and terminates it at out[length].  base is the raw
 // offset of the voice in `image`, start the logical offset of the name in it (negative: from the last F7 or the end of
@@ -51,10 +38,6 @@ void BankDispCreateStr(const Synth* synth, std::span<const std::uint8_t> image, 
 
 // Code of an upper-cased character in the five-bit alphabet of format 20; 31 (blank) when absent.
 int GetVSChar(int c);
-
-// The patch number as the instrument's panel shows it, for slot `patch` (from 0); out takes kNameBuffer bytes.
-void MakeNumberStr(const Synth* synth, char* out, int patch);
-std::string MakeNumberStr(const Synth& synth, int patch);
 
 // The name of a DataFile (its first separate name, or the name at headerSize), trailing blanks removed.  index is kept
 // for callers; synth null: the record's own.  out takes kNameBuffer bytes.

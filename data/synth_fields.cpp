@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 
 namespace tonalith {
 

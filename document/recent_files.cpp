@@ -26,8 +26,9 @@ void RecentFiles::Load(int limit) {
 }
 
 Result RecentFiles::Used(const std::string& path) {
-  std::erase(paths_, path);
-  paths_.insert(paths_.begin(), path);
+  const std::string used = path;  // may be one of the list
+  std::erase(paths_, used);
+  paths_.insert(paths_.begin(), used);
   if (paths_.size() > limit_) paths_.resize(limit_);
   return Store();
 }

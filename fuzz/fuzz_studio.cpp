@@ -51,9 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ZKStudioDoc studio(paths, fuzz.prompts);
   std::string error;
   studio.ReadStudio({data, data + size}, &error);
-  const std::vector<std::uint8_t> written = studio.WriteStudio();
+  const std::vector<std::uint8_t> written = studio.file().WriteStudio();
   ZKStudioDoc again(paths, fuzz.prompts);
-  if (again.ReadStudio(written, &error) != 0 || again.WriteStudio() != written) __builtin_trap();
+  if (again.ReadStudio(written, &error) != 0 || again.file().WriteStudio() != written) __builtin_trap();
   studio.TextSummary();
   studio.DrvPrint(10);
   for (const auto kind : {NewDataKind::SysEx, NewDataKind::MidiFile}) DriversThatFit(studio, kind, {data, size});

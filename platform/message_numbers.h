@@ -91,6 +91,33 @@ enum class SetWindowRequest : std::uint8_t {
   Command = 0x76,
 };
 
+// What the requests SetCommand and Command ask of a component of a Set (AutoLayout: of the Set).
+enum class SetCommand : std::uint8_t {
+  AutoLayout = 0,
+  SelectAndOpen = 1,
+  Select = 2,
+  Show = 3,
+  Hide = 4,
+  Move = 5,
+  Resize = 6,
+  ToFront = 7,
+  ToBack = 8,
+  Open = 9,
+  BankCommand = 10,
+  EditorCommand = 11,
+  ReadControl = 12,
+  WriteControl = 13,
+  GetBankSelection = 14,
+  SetBankSelection = 15,
+  ClearBankSelection = 16,
+  BankAudition = 17,
+  BankPage = 18,
+  SelectBank = 19,
+  Enable = 21,
+  Disable = 22,
+  Activate = 23,
+};
+
 // To the document of the editor whose script runs.
 enum class EditorMessage : std::uint32_t {
   GetPanelVersion = 0x8109,

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "script/protocols/built_in_protocols.h"
+#include "script/services_line.h"
 #include "script/transfer_engine.h"
-#include "script/transfer_engine_services.h"
 
 namespace tonalith {
 

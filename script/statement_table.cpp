@@ -33,8 +33,16 @@ constexpr OperandList Ops(Kinds... kinds) {
 template <typename Number>
 concept Named = std::is_enum_v<Number>;
 
-constexpr Route Request(T target, Named auto code, P packing, std::int32_t constant = 0, X result = X::None) {
-  return {target, RouteCall::Request, static_cast<std::uint16_t>(code), packing, constant, result};
+// k of the packing rule: a number, or the name of a command.
+struct Constant {
+  constexpr Constant(int number) : value(number) {}  // NOLINT(google-explicit-constructor)
+  constexpr Constant(Named auto name)
+      : value(static_cast<std::int32_t>(name)) {}  // NOLINT(google-explicit-constructor)
+  std::int32_t value;
+};
+
+constexpr Route Request(T target, Named auto code, P packing, Constant constant = 0, X result = X::None) {
+  return {target, RouteCall::Request, static_cast<std::uint16_t>(code), packing, constant.value, result};
 }
 constexpr Route Message(T target, Named auto number, P packing, X result = X::None, std::int32_t constant = 0,
                         G gate = G::None) {

@@ -243,14 +243,6 @@ inline constexpr std::size_t kBadStatement = static_cast<std::size_t>(-1);
 // the end of the code.  kBadStatement when the opcode is undefined or the operands run over the end.
 std::size_t OperandBytes(const std::uint8_t* statement, std::size_t left);
 
-// Whether the whole statement is an "M" that copies a variable written in two bytes.  It is stepped over and listed as
-// it is written; executing it takes the first of the two bytes and goes on with the second one as a statement.
-constexpr bool CopiesWideVariable(const std::uint8_t* statement) {
-  if (statement[0] != OpcodeOf(Statement::M)) return false;
-  const std::size_t target = (statement[1] & 0x80) ? 2 : 1;
-  return statement[target + 1] == kCopyOperator && (statement[target + 2] & 0x80) != 0;
-}
-
 // Bytes of inline data that a count operand announces: its literal value, 0 for a register or variable reference.
 constexpr std::size_t InlineByteCount(std::uint32_t countWord) {
   return (countWord & kNumberReferenceMask) ? 0 : countWord;

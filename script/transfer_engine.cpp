@@ -6,9 +6,9 @@
 
 #include "platform/log.h"
 #include "script/interpreter.h"
+#include "script/services_line.h"
 #include "script/transfer_engine_events.h"
 #include "script/transfer_engine_run.h"
-#include "script/transfer_engine_services.h"
 
 namespace tonalith {
 

@@ -211,7 +211,7 @@ class TransferEngine {
   void CancelTransmit();
   // Stops the output of the flagged ports (as listed by OUTNUMPORTS) and cancels transmissions on them.
   void StopOutput(const std::vector<bool>& ports);
-  // Called when a window is wanted, on the thread that starts the transmission.
+  // Called when a window is wanted, on the thread the poster serves.  Set on it.
   void SetTransmitWindowOpener(std::function<void()> open) { openTransmitWindow_ = std::move(open); }
 
   ScriptServices& services() { return services_; }

@@ -7,7 +7,7 @@
 
 #include "platform/log.h"
 #include "script/interpreter.h"
-#include "script/transfer_engine_services.h"
+#include "script/services_line.h"
 
 namespace tonalith {
 

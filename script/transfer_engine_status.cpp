@@ -68,7 +68,10 @@ void TransferEngine::OpenZKMidiOutStatus(int port, std::uint32_t total) {
     transmit_.portName = services_.PortName(MidiDirection::Output, port);
     transmit_.total = total;
   }
-  if (openTransmitWindow_) Post(openTransmitWindow_);
+  // Looked at when it runs: whoever opens windows may be gone by then.
+  Post([this] {
+    if (openTransmitWindow_) openTransmitWindow_();
+  });
 }
 
 int TransferEngine::ShowTransmitWindow(int show) {

@@ -23,12 +23,19 @@ constexpr Form kAssignForms[] = {Form::Add,        Form::Subtract,  Form::Modulo
                                  Form::Set,        Form::Or,        Form::And};
 static_assert(std::size(kAssignForms) == kAssignOperatorCount);
 
+// Operand lists that most statements have.
+enum class Layout : std::uint8_t { Undefined, Numbers, Variable, VariableNumber, Assign, Other };
+
 // What the translation has to know about a statement, and where it is found.
 struct Pattern {
-  const OperandList* operands = nullptr;  // null: undefined
+  const OperandList* operands = nullptr;
   StatementHandler handler = nullptr;
   Form form = Form::Nothing;
+  Layout layout = Layout::Undefined;
+  std::uint8_t numbers = 0;
+  bool writes = false;      // the variable of layouts with one
   std::uint8_t family = 0;  // opcodes of families: 1 + index into `members`
+  ConditionRole role = ConditionRole::None;
 };
 
 }  // namespace
@@ -52,8 +59,35 @@ struct PatternIndex {
 
   static Pattern PatternOf(std::uint8_t opcode, int sub) {
     const StatementInfo* const info = FindStatement(opcode, sub);
-    if (!info) return {&StatementOperands(opcode, sub)};
-    return {&info->operands, kHandlers[info - StatementTable().data()], info->form};
+    const OperandList& operands = StatementOperands(opcode, sub);
+    Pattern pattern;
+    pattern.operands = &operands;
+    pattern.layout = LayoutOf(operands, info && info->form == Form::Assign);
+    pattern.numbers = operands.count;
+    pattern.writes = operands.count > 0 && operands.kind[0] != OperandKind::ReadVar;
+    if (info) {
+      pattern.handler = kHandlers[info - StatementTable().data()];
+      pattern.form = info->form;
+      pattern.role = info->condition;
+    }
+    return pattern;
+  }
+
+  static Layout LayoutOf(const OperandList& operands, bool assigns) {
+    if (assigns) return Layout::Assign;
+    std::size_t variables = 0;
+    for (std::size_t i = 0; i < operands.count; ++i) {
+      const OperandKind kind = operands.kind[i];
+      if (kind == OperandKind::Number || kind == OperandKind::Offset) continue;
+      if (kind != OperandKind::ReadVar && kind != OperandKind::WriteVar && kind != OperandKind::UpdateVar) {
+        return Layout::Other;
+      }
+      if (i > 0) return Layout::Other;
+      ++variables;
+    }
+    if (variables == 0) return Layout::Numbers;
+    if (operands.count > 2) return Layout::Other;
+    return operands.count == 1 ? Layout::Variable : Layout::VariableNumber;
   }
 };
 
@@ -79,10 +113,26 @@ bool WritesTarget(Form form) {
          form == Form::GetTransmitted || form == Form::ReadEntry;
 }
 
+// The skip depth behind a statement that is stepped over.
+int StepDepth(int depth, ConditionRole role) {
+  switch (role) {
+    case ConditionRole::Opens:
+    case ConditionRole::OpensSkipped:
+      return depth + 1;
+    case ConditionRole::Closes:
+      return depth - 1;
+    case ConditionRole::ClosesAll:
+      return 0;
+    case ConditionRole::None:
+      break;
+  }
+  return depth;
+}
+
 }  // namespace
 
 TranslatedCode::TranslatedCode(std::span<const std::uint8_t> code, const TranslationTarget& target)
-    : code_(code), target_(target), patterns_(Patterns()) {
+    : code_(code), end_(code.data() + code.size()), target_(target), patterns_(Patterns()) {
   TranslateBlock(first_, first_ + kFirstOps, code.data());
 }
 
@@ -94,39 +144,26 @@ TranslatedOp* TranslatedCode::Continue(TranslatedOp* op) {
 }
 
 TranslatedOp* TranslatedCode::StepOver(TranslatedOp* condition) {
-  const std::uint8_t* const end = code_.data() + code_.size();
-  const std::uint8_t* at = condition->at;
+  // Along the operations as long as they are there, and are what is stepped over.
+  TranslatedOp* op = condition;
   int depth = 0;
-  do {
-    const std::size_t operands = OperandBytes(at, static_cast<std::size_t>(end - at));
-    // The code ends here, whether it is stepped over or not.
-    if (operands == kBadStatement || *at == kEndOfScript) break;
-    const StatementInfo* const info = FindStatement(*at, operands > 0 ? at[1] : 0);
-    switch (info ? info->condition : ConditionRole::None) {
-      case ConditionRole::Opens:
-      case ConditionRole::OpensSkipped:
-        ++depth;
-        break;
-      case ConditionRole::Closes:
-        --depth;
-        break;
-      case ConditionRole::ClosesAll:
-        depth = 0;
-        break;
-      case ConditionRole::None:
-        break;
-    }
-    at += 1 + operands;
-  } while (depth > 0 && at < end);
-  condition->jump = FindBehind(condition, at);
+  while (!EndsBlock(op->form) && !op->stepsFurther) {
+    depth = StepDepth(depth, op->role);
+    op += op->slots;
+    if (depth == 0) break;
+  }
+  condition->jump = depth == 0 || op->form == Form::End ? op : StepOverBytes(op->at, depth);
   return condition->jump;
 }
 
-// As Find.  The operation is mostly in the block of the one before.
-TranslatedOp* TranslatedCode::FindBehind(TranslatedOp* op, const std::uint8_t* at) {
-  if (known_.empty()) {
-    while (op->at < at && !EndsBlock(op->form)) op += op->slots;
-    if (op->at == at && op->form != Form::Jump) return op;
+TranslatedOp* TranslatedCode::StepOverBytes(const std::uint8_t* at, int depth) {
+  while (depth > 0 && at < end_) {
+    const std::size_t operands = OperandBytes(at, static_cast<std::size_t>(end_ - at));
+    // The code ends here, whether it is stepped over or not.
+    if (operands == kBadStatement || *at == kEndOfScript) break;
+    const StatementInfo* const info = FindStatement(*at, operands > 0 ? at[1] : 0);
+    if (info) depth = StepDepth(depth, info->condition);
+    at += 1 + operands;
   }
   return Find(at);
 }
@@ -139,7 +176,7 @@ void TranslatedCode::Complete() {
       op = op->jump;
       continue;
     }
-    light_ = light_ && IsLight(op->form) && (op->form == Form::End || !CopiesWideVariable(op->at));
+    light_ = light_ && IsLight(op->form) && !op->stepsFurther;
     for (unsigned i = 0; i < 4; ++i) {
       if (op->target == target_.registers + i && WritesTarget(op->form)) writtenRegisters_ |= 1u << i;
     }
@@ -164,12 +201,139 @@ void TranslatedCode::Know(TranslatedOp* op) {
 }
 
 TranslatedOp* TranslatedCode::NewBlock(const std::uint8_t* at) {
-  const auto left = static_cast<std::size_t>(code_.data() + code_.size() - at);
+  const auto left = static_cast<std::size_t>(end_ - at);
   const std::size_t ops = std::min(left / 2 + kMostSlots + 2, kMostOps);
   TranslatedOp* const block = blocks_.emplace_back(std::make_unique_for_overwrite<TranslatedOp[]>(ops)).get();
   TranslateBlock(block, block + ops, at);
   if (!known_.empty()) Know(block);
   return block;
+}
+
+inline void TranslatedCode::ChooseAssignForm(TranslatedOp* op, std::uint8_t assign) const {
+  if (assign >= kAssignOperatorCount) {
+    op->form = Form::Nothing;
+  } else if (!target_.floatMode || assign == kCopyOperator) {
+    op->form = kAssignForms[assign];
+    const bool literal = op->source == &op->word;
+    if (literal && op->form == Form::Subtract) op->word = WrapToInt(-std::int64_t{op->word});
+    if (literal && (op->form == Form::Add || op->form == Form::Subtract)) op->form = Form::AddLiteral;
+  }
+}
+
+inline void TranslatedCode::BindNumber(TranslatedOp* op, std::uint32_t word) {
+  op->word = static_cast<std::int32_t>(word);
+  const std::size_t index = word & 0xFFFFu;
+  if (word & kNumberRegisterBit) {
+    op->source = index < 4 ? &target_.registers[index] : target_.zero;
+  } else if ((word & kNumberVariableBit) && !target_.variables.empty()) {
+    op->source = index < target_.variables.size() ? &target_.variables[index] : target_.zero;
+  } else {
+    op->source = &op->word;
+  }
+}
+
+inline std::int32_t* TranslatedCode::Place(std::size_t variable, std::int32_t* outside) const {
+  if (variable < 4) return &target_.registers[variable];
+  return variable - 4 < target_.variables.size() ? &target_.variables[variable - 4] : outside;
+}
+
+// The Bind functions return where the next operand begins; null when the operands run over the end.
+
+inline const std::uint8_t* TranslatedCode::BindVariable(TranslatedOp* op, const std::uint8_t* at, bool writes) {
+  const auto left = end_ - at;
+  if (left < 1 || ((*at & 0x80) && left < 2)) return nullptr;
+  op->target = Place(MacroStatements::VariableIndex(at), writes ? target_.sink : target_.zero);
+  return at;
+}
+
+inline const std::uint8_t* TranslatedCode::BindNumbers(TranslatedOp* op, const std::uint8_t* at, int count) {
+  if (end_ - at < 4 * count) return nullptr;
+  op->slots = static_cast<std::uint8_t>(count > 1 ? count : 1);
+  for (int i = 0; i < count; ++i, at += 4) BindNumber(op + i, MacroStatements::Word(at));
+  return at;
+}
+
+inline const std::uint8_t* TranslatedCode::BindAssignment(TranslatedOp* op, const std::uint8_t* at,
+                                                          std::uint8_t* assign) {
+  if (end_ - at < 2) return nullptr;
+  *assign = *at++;
+  if (*assign != kCopyOperator) return BindNumbers(op, at, 1);
+  if ((*at & 0x80) && end_ - at < 2) return nullptr;
+  op->stepsFurther = (*at & 0x80) != 0;
+  op->source = Place(*at, target_.zero);  // one byte, whatever is written
+  return at + 1;
+}
+
+const std::uint8_t* TranslatedCode::BindOperands(TranslatedOp* op, const OperandList& operands,
+                                                 const std::uint8_t* at) {
+  std::uint8_t numbers = 0;
+  std::size_t dataBytes = 0;
+  for (std::size_t i = 0; i < operands.count && at; ++i) {
+    const OperandKind kind = operands.kind[i];
+    const auto left = static_cast<std::size_t>(end_ - at);
+    if (kind == OperandKind::DataBytes) {
+      at = left < dataBytes ? nullptr : at + dataBytes;
+    } else if (kind == OperandKind::Byte) {
+      at = left < 1 ? nullptr : at + 1;
+    } else if (kind == OperandKind::ReadVar || kind == OperandKind::WriteVar || kind == OperandKind::UpdateVar) {
+      at = BindVariable(op, at, kind != OperandKind::ReadVar);
+    } else {
+      if (left < 4) return nullptr;
+      if (kind == OperandKind::Count) dataBytes = InlineByteCount(MacroStatements::Word(at));
+      at = BindNumbers(op + numbers++, at, 1);
+    }
+  }
+  op->slots = std::max<std::uint8_t>(numbers, 1);
+  return at;
+}
+
+// One statement.  The bytes of it that are executed.
+inline std::size_t TranslatedCode::Translate(TranslatedOp* op, const std::uint8_t* at) {
+  op->source = target_.zero;
+  op->target = target_.zero;
+  op->jump = nullptr;
+  op->form = Form::End;
+  op->result = kMacroEndOfCode;
+  op->stepsFurther = false;
+  if (at == end_ || *at == kEndOfScript) return 0;
+  const Pattern* pattern = &patterns_.single[*at];
+  const std::uint8_t* operand = at + 1;
+  if (pattern->family != 0) {
+    if (operand == end_) return 0;
+    pattern = &patterns_.members[pattern->family - 1u][*operand++];
+  }
+  std::uint8_t assign = 0;
+  switch (pattern->layout) {
+    case Layout::Undefined:
+      op->result = kMacroBadCommand;
+      return 0;
+    case Layout::Numbers:
+      operand = BindNumbers(op, operand, pattern->numbers);
+      break;
+    case Layout::Variable:
+      operand = BindVariable(op, operand, pattern->writes);
+      break;
+    case Layout::VariableNumber:
+      operand = BindVariable(op, operand, pattern->writes);
+      if (operand) operand = BindNumbers(op, operand, 1);
+      break;
+    case Layout::Assign:
+      operand = BindVariable(op, operand, true);
+      if (operand) operand = BindAssignment(op, operand, &assign);
+      break;
+    case Layout::Other:
+      operand = BindOperands(op, *pattern->operands, operand);
+      break;
+  }
+  if (!operand) return 0;
+  op->form = pattern->form;
+  op->role = pattern->role;
+  if (pattern->handler && (target_.floatMode || op->form == Form::Handler || op->form == Form::Pure)) {
+    if (op->form != Form::Handler) op->form = Form::Pure;
+    op->handler = pattern->handler;
+  }
+  if (pattern->layout == Layout::Assign) ChooseAssignForm(op, assign);
+  return static_cast<std::size_t>(operand - at);
 }
 
 void TranslatedCode::TranslateBlock(TranslatedOp* op, const TranslatedOp* end, const std::uint8_t* at) {
@@ -192,102 +356,6 @@ void TranslatedCode::TranslateBlock(TranslatedOp* op, const TranslatedOp* end, c
     if (op->form == Form::End) return;
     op += op->slots;
   }
-}
-
-// One statement.  The bytes of it that are executed.
-std::size_t TranslatedCode::Translate(TranslatedOp* op, const std::uint8_t* at) {
-  const std::uint8_t* const end = code_.data() + code_.size();
-  op->source = target_.zero;
-  op->target = target_.zero;
-  op->jump = nullptr;
-  op->form = Form::End;
-  op->result = kMacroEndOfCode;
-  if (at == end || *at == kEndOfScript) return 0;
-  const Pattern* pattern = &patterns_.single[*at];
-  const std::uint8_t* operand = at + 1;
-  if (pattern->family != 0) {
-    if (operand == end) return 0;
-    pattern = &patterns_.members[pattern->family - 1u][*operand++];
-  }
-  if (!pattern->operands) {
-    op->result = kMacroBadCommand;
-    return 0;
-  }
-  std::uint8_t assign = 0;
-  const std::uint8_t* const next = BindOperands(op, *pattern->operands, operand, &assign);
-  if (!next) return 0;
-  op->form = pattern->form;
-  if (pattern->handler && (target_.floatMode || op->form == Form::Handler || op->form == Form::Pure)) {
-    if (op->form != Form::Handler) op->form = Form::Pure;
-    op->handler = pattern->handler;
-  }
-  if (pattern->form == Form::Assign) ChooseAssignForm(op, assign);
-  return static_cast<std::size_t>(next - at);
-}
-
-void TranslatedCode::ChooseAssignForm(TranslatedOp* op, std::uint8_t assign) const {
-  if (assign >= kAssignOperatorCount) {
-    op->form = Form::Nothing;
-  } else if (!target_.floatMode || assign == kCopyOperator) {
-    op->form = kAssignForms[assign];
-    const bool literal = op->source == &op->word;
-    if (literal && op->form == Form::Subtract) op->word = WrapToInt(-std::int64_t{op->word});
-    if (literal && (op->form == Form::Add || op->form == Form::Subtract)) op->form = Form::AddLiteral;
-  }
-}
-
-// Where the statement that is executed behind this one begins; null when the operands run over the end.
-const std::uint8_t* TranslatedCode::BindOperands(TranslatedOp* op, const OperandList& operands, const std::uint8_t* at,
-                                                 std::uint8_t* assign) {
-  const std::uint8_t* const end = code_.data() + code_.size();
-  std::uint8_t numbers = 0;
-  std::size_t dataBytes = 0;
-  for (std::size_t i = 0; i < operands.count; ++i) {
-    const OperandKind kind = operands.kind[i];
-    const auto left = static_cast<std::size_t>(end - at);
-    if (kind == OperandKind::DataBytes) {
-      if (left < dataBytes) return nullptr;
-      at += dataBytes;
-    } else if (left == 0) {
-      return nullptr;
-    } else if (kind == OperandKind::ReadVar || kind == OperandKind::WriteVar || kind == OperandKind::UpdateVar) {
-      if ((*at & 0x80) && left < 2) return nullptr;
-      op->target =
-          Place(MacroStatements::VariableIndex(at), kind == OperandKind::ReadVar ? target_.zero : target_.sink);
-    } else if (kind == OperandKind::Byte) {
-      ++at;
-    } else if (kind == OperandKind::Operator) {
-      *assign = *at++;
-    } else if (kind == OperandKind::AssignValue && *assign == kCopyOperator) {
-      if ((*at & 0x80) && left < 2) return nullptr;
-      op->source = Place(*at++, target_.zero);  // one byte, whatever is written
-    } else {
-      if (left < 4) return nullptr;
-      const std::uint32_t word = MacroStatements::Word(at);
-      if (kind == OperandKind::Count) dataBytes = InlineByteCount(word);
-      BindNumber(op + numbers++, word);
-      at += 4;
-    }
-  }
-  op->slots = std::max<std::uint8_t>(numbers, 1);
-  return at;
-}
-
-void TranslatedCode::BindNumber(TranslatedOp* op, std::uint32_t word) {
-  op->word = static_cast<std::int32_t>(word);
-  const std::size_t index = word & 0xFFFFu;
-  if (word & kNumberRegisterBit) {
-    op->source = index < 4 ? &target_.registers[index] : target_.zero;
-  } else if ((word & kNumberVariableBit) && !target_.variables.empty()) {
-    op->source = index < target_.variables.size() ? &target_.variables[index] : target_.zero;
-  } else {
-    op->source = &op->word;
-  }
-}
-
-std::int32_t* TranslatedCode::Place(std::size_t variable, std::int32_t* outside) const {
-  if (variable < 4) return &target_.registers[variable];
-  return variable - 4 < target_.variables.size() ? &target_.variables[variable - 4] : outside;
 }
 
 }  // namespace tonalith

@@ -29,6 +29,10 @@ struct TranslatedOp {
   std::int32_t result;     // End: how the code ends
   Form form;
   std::uint8_t slots;
+  ConditionRole role;
+  // An "M" that copies a variable written in two bytes: it is stepped over and listed as it is written; executing it
+  // takes the first of the two bytes and goes on with the second one as a statement.
+  bool stepsFurther;
 
   // Values of the number operands, and the operands as they are written.
   std::int32_t Number(int i) const { return *this[i].source; }
@@ -71,20 +75,23 @@ class TranslatedCode {
  private:
   // The operation of the statement at `at`.
   TranslatedOp* Find(const std::uint8_t* at);
-  TranslatedOp* FindBehind(TranslatedOp* op, const std::uint8_t* at);
+  TranslatedOp* StepOverBytes(const std::uint8_t* at, int depth);
   TranslatedOp* NewBlock(const std::uint8_t* at);
   void TranslateBlock(TranslatedOp* op, const TranslatedOp* end, const std::uint8_t* at);
   std::size_t Translate(TranslatedOp* op, const std::uint8_t* at);
-  const std::uint8_t* BindOperands(TranslatedOp* op, const OperandList& operands, const std::uint8_t* at,
-                                   std::uint8_t* assign);
+  const std::uint8_t* BindOperands(TranslatedOp* op, const OperandList& operands, const std::uint8_t* at);
+  const std::uint8_t* BindVariable(TranslatedOp* op, const std::uint8_t* at, bool writes);
+  const std::uint8_t* BindNumbers(TranslatedOp* op, const std::uint8_t* at, int count);
+  const std::uint8_t* BindAssignment(TranslatedOp* op, const std::uint8_t* at, std::uint8_t* assign);
   void BindNumber(TranslatedOp* op, std::uint32_t word);
   std::int32_t* Place(std::size_t variable, std::int32_t* outside) const;
   void ChooseAssignForm(TranslatedOp* op, std::uint8_t assign) const;
   void Know(TranslatedOp* block);
 
-  static constexpr std::size_t kFirstOps = 24;
+  static constexpr std::size_t kFirstOps = 48;
 
   std::span<const std::uint8_t> code_;
+  const std::uint8_t* end_;
   TranslationTarget target_;
   const PatternIndex& patterns_;
   std::vector<std::unique_ptr<TranslatedOp[]>> blocks_;

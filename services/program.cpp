@@ -15,7 +15,6 @@
 #include "services/single_instance.h"
 #include "services/window_counters.h"
 #include "services/window_places.h"
-#include "services/zkbasics.h"
 
 namespace tonalith {
 
@@ -29,7 +28,6 @@ constexpr char kDefaultApplicationName[] = "Tonalith";
 struct Program::Parts final : DiskHooks {
   Parts(Program& program, Folders folders)
       : prompts(program.prompts_),
-        basics(program),
         registry(RegistryFile(folders), kDefaultApplicationName, &program.prompts_),
         paths(std::move(folders), registry),
         places(paths),
@@ -47,7 +45,6 @@ struct Program::Parts final : DiskHooks {
   void ShowMessage(const std::string& title, const std::string& text) override { prompts.Say(title, text); }
 
   Prompts& prompts;
-  ZKBasics basics;
   Registry registry;
   Paths paths;
   Settings settings;
@@ -66,7 +63,7 @@ struct Program::Parts final : DiskHooks {
 };
 
 Program::Program(Folders folders, Clock& clock, Prompts& prompts, Dispatcher& dispatcher)
-    : clock_(clock), prompts_(prompts), dispatcher_(dispatcher) {
+    : clock_(clock), prompts_(prompts), dispatcher_(dispatcher), basics_(MakeBasics(*this)) {
   parts_ = std::make_unique<Parts>(*this, std::move(folders));
   parts_->observers.SetUiThread(std::this_thread::get_id(),
                                 [&dispatcher](std::function<void()> call) { dispatcher.Post(std::move(call)); });
@@ -78,9 +75,6 @@ Program::~Program() {
 
 // ---- components
 
-ZKBasics& Program::basics() {
-  return parts_->basics;
-}
 Registry& Program::registry() {
   return parts_->registry;
 }

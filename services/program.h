@@ -60,7 +60,7 @@ class Program {
   Dispatcher& dispatcher() { return dispatcher_; }
 
   // ---- components
-  ZKBasics& basics();  // the same by the names of the described operations
+  ZKBasics& basics() { return *basics_; }  // the same by the names of the described operations
   Registry& registry();
   Paths& paths();
   const Paths& paths() const;
@@ -120,6 +120,10 @@ class Program {
   Dispatcher& dispatcher_;
   std::string ownerName_;
   int synCompileSize_ = 15000;
+  // Stands with the facade: only that knows both.
+  static std::shared_ptr<ZKBasics> MakeBasics(Program& program);
+
+  const std::shared_ptr<ZKBasics> basics_;
   std::unique_ptr<Parts> parts_;
 };
 

@@ -19,6 +19,10 @@
 
 namespace tonalith {
 
+std::shared_ptr<ZKBasics> Program::MakeBasics(Program& program) {
+  return std::make_shared<ZKBasics>(program);
+}
+
 // ---- components
 
 Clock& ZKBasics::clock() {

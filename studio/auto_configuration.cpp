@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
@@ -15,7 +15,6 @@ namespace {
 constexpr char kSection[] = "Device Inquiry";
 constexpr char kBeforeSection[] = "Pre Device Inquiry";
 constexpr int kMostPatterns = 200;
-constexpr int kMostRepeats = 100;
 constexpr int kLongestWaitMs = 10'000;
 constexpr int kMostBeforeBytes = 65'536;
 constexpr std::int64_t kSliceUs = 20'000;
@@ -64,7 +63,7 @@ DeviceInquiry ReadDeviceInquiry(const IniFile& module) {
   if (inquiry.chMax < 0) inquiry.chMin = -1;
   inquiry.chMax = std::max(inquiry.chMin, inquiry.chMax);
   inquiry.separationMs = Limited(module, kSection, "Separation", 30, 0, kLongestWaitMs);
-  inquiry.repeats = Limited(module, kSection, "Repeats", 1, 1, kMostRepeats);
+  inquiry.repeats = Limited(module, kSection, "Repeats", kAutoSenseRepeats, 1, kAutoSenseMostRepeats);
   inquiry.defaultInPort = module.GetString(kSection, "MacDefaultMidiInPort");
   inquiry.defaultOutPort = module.GetString(kSection, "MacDefaultMidiOutPort");
   const int count = Limited(module, kSection, "NumInquiry", 1, 1, kMostPatterns);

@@ -18,6 +18,7 @@
 #include "platform/clock.h"
 #include "platform/ini_file.h"
 #include "platform/result.h"
+#include "studio/auto_sense_retries.h"
 
 namespace tonalith {
 
@@ -55,7 +56,7 @@ struct DeviceInquiry {
   int chMin = 0;    // device IDs tried; -1: everybody
   int chMax = 15;
   int separationMs = 30;
-  int repeats = 1;
+  int repeats = kAutoSenseRepeats;
   std::vector<DeviceInquiryPattern> patterns;  // one at least
   std::string defaultInPort;
   std::string defaultOutPort;

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/maker_names.h"
 #include "platform/text.h"
 #include "studio/auto_configuration.h"

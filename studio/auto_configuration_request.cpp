@@ -1,10 +1,11 @@
 #include <algorithm>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/log.h"
 #include "platform/text.h"
 #include "script/transfer_engine.h"
 #include "studio/auto_configuration.h"
+#include "studio/auto_sense_retries.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -12,12 +13,6 @@ namespace tonalith {
 namespace {
 
 constexpr std::int64_t kLookMs = 20;
-constexpr std::int64_t kFastAllMs = 7000;  // what the first, quick pass over all channels may take
-constexpr std::int64_t kFastLeastMs = 180, kFastMostMs = 420;
-constexpr std::int64_t kPatientMs = 3000;  // ... and a silent try of the second one
-constexpr std::int64_t kLongestTryMs = 30'000;
-constexpr std::int64_t kSettleMs = 250;
-constexpr int kSettleRounds = 20;
 
 // One request on one pair of ports, on a thread of its own.
 class Try {
@@ -103,9 +98,9 @@ class RequestRun {
     rounds_ = (outs + ins - 1) / ins;
     search_.shown.range =
         static_cast<int>(std::min<std::size_t>(2 * rounds_ * static_cast<std::size_t>(channels) - 1, 1'000'000));
-    const std::int64_t fast =
-        std::clamp(kFastAllMs / (static_cast<std::int64_t>(rounds_) * channels), kFastLeastMs, kFastMostMs);
-    return Pass(fast) || (asks_ && !search_.Cancelled() && Pass(kPatientMs));
+    const std::int64_t fast = std::clamp(kAutoSenseQuickAllMs / (static_cast<std::int64_t>(rounds_) * channels),
+                                         kAutoSenseQuickLeastMs, kAutoSenseQuickMostMs);
+    return Pass(fast) || (asks_ && !search_.Cancelled() && Pass(kAutoSensePatientMs));
   }
 
  private:
@@ -144,7 +139,7 @@ class RequestRun {
     tries.clear();
     if (search_.Cancelled()) return false;
     if (certain) return Found(in, out, channel);
-    return !inputs.empty() && TryPairs(inputs, channel, patienceMs + kSettleMs);
+    return !inputs.empty() && TryPairs(inputs, channel, patienceMs + kAutoSenseSettleMs);
   }
 
   // Until every try is over, or nothing at all has begun to come within the patience.
@@ -159,7 +154,7 @@ class RequestRun {
         succeeded = succeeded || one->succeeded();
         receiving = receiving || one->receiving();
       }
-      if (over || succeeded || pastMs > kLongestTryMs || (pastMs > patienceMs && !receiving)) break;
+      if (over || succeeded || pastMs > kAutoSenseLongestMs || (pastMs > patienceMs && !receiving)) break;
     }
     bool asked = false;
     for (const auto& one : tries) one->Cancel();
@@ -188,7 +183,7 @@ class RequestRun {
 
   // The order of the description: inputs, and for each of them the outputs; the output of the same name first.
   bool TryPairs(const std::vector<std::string>& inputs, int channel, std::int64_t patienceMs) {
-    search_.Wait(kSettleMs);
+    search_.Wait(kAutoSenseSettleMs);
     for (const std::string& in : inputs) {
       std::vector<std::string> outputs;
       for (const auto& output : search_.outputs)
@@ -207,7 +202,7 @@ class RequestRun {
     search_.shown.outPort = out;
     search_.Show(true);
     bool heard = true;
-    for (int attempt = 0; attempt < 2 && heard && !search_.Cancelled(); ++attempt) {
+    for (int attempt = 0; attempt < kAutoSenseTriesOfPair && heard && !search_.Cancelled(); ++attempt) {
       search_.ForgetHeard();
       search_.Trace(Printf("request on channel %d: ", channel) + in + " / " + out);
       std::vector<std::unique_ptr<Try>> one;
@@ -216,7 +211,7 @@ class RequestRun {
       if (one[0]->succeeded()) return true;
       one.clear();
       heard = false;
-      for (int round = 0; round < kSettleRounds && search_.Wait(kSettleMs); ++round) {
+      for (int round = 0; round < kAutoSenseSettleRounds && search_.Wait(kAutoSenseSettleMs); ++round) {
         if (search_.TakeHeard().empty()) break;
         heard = true;
       }

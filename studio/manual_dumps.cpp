@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "data/checksums.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/log.h"
 #include "platform/text.h"
 
@@ -74,7 +74,7 @@ bool ManualDumps::TakeOpen(int port, std::span<const std::uint8_t> message, Dump
       DataFile* data = OpenDataOf(studio_, driver.get(), open);
       // Also drivers without open data look at the message: it may say that the next ones are theirs.
       const std::size_t index =
-          driver->sysExMap->Validate(data ? *data : *driver->dataFile, message, studio_.sysExBase());
+          driver->sysExMap->Validate(data ? *data : *driver->dataFile, message, studio_.list().sysExBase());
       if (!data || index == BufferDescriptor::kNoMatch) continue;
       taken = TakeInto(*driver, index, message, data, dump) || taken;
     }
@@ -85,11 +85,11 @@ bool ManualDumps::TakeOpen(int port, std::span<const std::uint8_t> message, Dump
 bool ManualDumps::TakeInto(const ZKDrvList& driver, std::size_t index, std::span<const std::uint8_t> message,
                            DataFile* dataFile, Dump* dump) {
   const BufferDescriptor& map = *driver.sysExMap;
-  const auto range = map.Range(index, message, studio_.sysExBase());
+  const auto range = map.Range(index, message, studio_.list().sysExBase());
   if (!range || range->count == 0) return false;
   // The bytes go into a copy first: a damaged message must not reach the data.
   const DataFilePtr tried(DupForUser(dataFile));
-  if (!tried || map.Copy(index, tried.get(), message, studio_.sysExBase()) == 0) return false;
+  if (!tried || map.Copy(index, tried.get(), message, studio_.list().sysExBase()) == 0) return false;
   const bool damaged = !AddressChecksumHolds(message) || (recognizer().Verify(*tried) == ChecksumVerdict::kBad &&
                                                           recognizer().Verify(*dataFile) != ChecksumVerdict::kBad);
   if (damaged) {
@@ -102,7 +102,7 @@ bool ManualDumps::TakeInto(const ZKDrvList& driver, std::size_t index, std::span
   if (!SameData(*tried, *dataFile)) {
     const bool more = !dump->changed.insert(dataFile).second;
     if (!more) host_.BeginChange(dataFile);
-    map.Copy(index, dataFile, message, studio_.sysExBase());
+    map.Copy(index, dataFile, message, studio_.list().sysExBase());
     host_.EndChange(dataFile, more);
   }
   dump->copied += range->count;
@@ -112,9 +112,9 @@ bool ManualDumps::TakeInto(const ZKDrvList& driver, std::size_t index, std::span
 
 // Reading the rules of all modules takes its time; they hold as long as the studio stays as it is.
 const Recognizer& ManualDumps::recognizer() {
-  if (!recognizer_ || recognizerOf_ != studio_.generation()) {
+  if (!recognizer_ || recognizerOf_ != studio_.list().generation()) {
     recognizer_ = std::make_unique<Recognizer>(studio_);
-    recognizerOf_ = studio_.generation();
+    recognizerOf_ = studio_.list().generation();
   }
   return *recognizer_;
 }
@@ -176,7 +176,7 @@ void ManualDumps::UseInstrumentOf(int port, DataFile* dataFile) const {
     if (instrument->midiInPort != port) continue;
     for (const auto& driver : instrument->drivers) {
       if (!driver->synth() || driver->synth()->driverId != dataFile->synth->driverId) continue;
-      studio_.ApplyInstrumentName(driver.get(), dataFile);
+      ApplyInstrumentName(driver.get(), dataFile);
       studio_.DrvUpdateDataFile(dataFile);
       return;
     }

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "data/container.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/packed_bytes.h"
 #include "data/patch_names.h"
 #include "data/synth_fields.h"

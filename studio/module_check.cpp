@@ -4,7 +4,7 @@
 #include <numeric>
 
 #include "data/container.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/packed_bytes.h"
 #include "data/synth_fields.h"
 #include "platform/text.h"

@@ -400,75 +400,97 @@ DraftBytes CommonWith(const DraftBytes& request, int channelByte) {
   return {{request.pairs.begin(), request.pairs.begin() + static_cast<std::ptrdiff_t>(length)}};
 }
 
-}  // namespace
-
-Result DraftOfOptions(const DraftOptions& options, ModuleDraft* draft) {
-  if (options.name.empty()) return Result::Failure("--name is missing: the instrument needs a name.");
+// Why what was said is not enough for a draft; empty: it is.
+std::string MissingOptions(const DraftOptions& options) {
+  if (options.name.empty()) return "--name is missing: the instrument needs a name.";
   if (options.request.empty() && options.header.empty())
-    return Result::Failure(
-        "--request is missing: the message that asks for the data (or --header and --reply, or "
-        "--dump FILE).");
-  if (options.reply == 0) return Result::Failure("--reply is missing: the bytes of the answer, from F0 to F7.");
+    return "--request is missing: the message that asks for the data (or --header and --reply, or "
+           "--dump FILE).";
+  if (options.reply == 0) return "--reply is missing: the bytes of the answer, from F0 to F7.";
   const DraftBytes& known = options.header.empty() ? options.request : options.header;
   if (known.size() < 2 || known.pairs[0] != "F0")
-    return Result::Failure("A request and a header begin with F0 and the number of the manufacturer.");
+    return "A request and a header begin with F0 and the number of the manufacturer.";
   if (!options.request.empty() && (options.request.size() < 3 || options.request.pairs.back() != "F7"))
-    return Result::Failure("--request: a message ends with F7.");
+    return "--request: a message ends with F7.";
   if (options.channelByte >= 0 &&
       (options.channelByte < 2 || static_cast<std::uint32_t>(options.channelByte) >= options.reply))
-    return Result::Failure("--channel-byte: the device number stands behind the manufacturer, from byte 2 on.");
+    return "--channel-byte: the device number stands behind the manufacturer, from byte 2 on.";
   const auto maker = ParseInteger("0x" + known.pairs[1]);
-  if (!maker || *maker > 0x7F) return Result::Failure("\"" + known.pairs[1] + "\" is no number of a manufacturer.");
-  draft->name = options.name;
-  draft->driverBase = options.driverBase ? options.driverBase : DefaultDriverBase(options.name);
-  draft->channelByte = options.channelByte;
-  draft->manufacturer = static_cast<int>(*maker);
+  if (!maker || *maker > 0x7F) return "\"" + known.pairs[1] + "\" is no number of a manufacturer.";
+  return {};
+}
+
+// The single patch, which has what was said about request, header and answer.
+DraftType SingleOfOptions(const DraftOptions& options) {
   DraftType single;
   single.file = "patch", single.typeName = "Patch", single.typeKey = "PATCH";
   single.request = options.request, single.header = options.header;
   single.messageSize = options.reply;
-  if (single.header.empty()) single.header = CommonWith(known, options.channelByte);
+  if (single.header.empty()) single.header = CommonWith(options.request, options.channelByte);
   single.headerSize = static_cast<std::uint32_t>(single.header.size());
   single.checksum = options.checksum;
+  return single;
+}
+
+// The bank without the sizes of its patches: as one block of data where it can be asked for or cannot be addressed
+// patch by patch, else as messages of single patches.
+DraftType BankOfOptions(const DraftOptions& options, const DraftType& single) {
   DraftType bank = single;
   bank.file = "bank", bank.typeName = "Patch Bank", bank.typeKey = "BANK";
   bank.count = std::max(options.bank, 1u);
-  if (options.bank && (options.request.NumberPlace() < 0 || !options.bankRequest.empty())) {
-    bank.layout = DraftLayout::Bank;
-    if (!options.bankRequest.empty()) {
-      bank.request = options.bankRequest;
-      bank.header = CommonWith(options.bankRequest, options.channelByte);
-    }
-    if (!options.bankHeader.empty()) bank.header = options.bankHeader;
-    bank.headerSize = static_cast<std::uint32_t>(bank.header.size());
-    if (options.bankReply) bank.messageSize = options.bankReply;
-  } else {
+  if (!options.bank || (options.request.NumberPlace() >= 0 && options.bankRequest.empty())) {
     bank.layout = DraftLayout::Messages;
+    return bank;
   }
+  bank.layout = DraftLayout::Bank;
+  if (!options.bankRequest.empty()) {
+    bank.request = options.bankRequest;
+    bank.header = CommonWith(options.bankRequest, options.channelByte);
+  }
+  if (!options.bankHeader.empty()) bank.header = options.bankHeader;
+  bank.headerSize = static_cast<std::uint32_t>(bank.header.size());
+  if (options.bankReply) bank.messageSize = options.bankReply;
+  return bank;
+}
+
+// Sizes and checksum of a bank that is one block.  `apart`: the answer that was given is that of a single patch.
+void CompleteBlock(const DraftOptions& options, const DraftType& single, bool apart, DraftType* bank) {
+  if (apart) bank->checksum.reset();
+  const std::uint32_t size =
+      options.patchSize ? options.patchSize
+      : apart           ? single.messageSize - single.headerSize - TailOf(single)
+              : (bank->messageSize - std::min(bank->messageSize, bank->headerSize + TailOf(*bank))) / bank->count;
+  bank->patchSize = size;
+  const std::uint64_t patches = std::uint64_t{size} * bank->count;
+  if (apart && !options.bankReply)
+    bank->messageSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(bank->headerSize + patches + 1, 0xFFFFFFFF));
+  // A byte more than header, patches and F7: the bank has the checksum of the single patch over all of them.
+  if (apart && options.checksum && bank->headerSize + patches + 2 == bank->messageSize &&
+      options.checksum->start <= single.headerSize &&
+      options.checksum->start + options.checksum->count == options.checksum->offset) {
+    const std::uint32_t before = std::min(single.headerSize - options.checksum->start, bank->headerSize);
+    const auto count = static_cast<std::uint32_t>(patches);
+    bank->checksum =
+        DraftChecksum{options.checksum->type, bank->headerSize - before, count + before, bank->headerSize + count, 1};
+  }
+  if (patches + 1 + TailOf(*bank) < bank->messageSize && options.patchSize)
+    bank->headerSize = static_cast<std::uint32_t>(bank->messageSize - TailOf(*bank) - patches);
+}
+
+}  // namespace
+
+Result DraftOfOptions(const DraftOptions& options, ModuleDraft* draft) {
+  if (const std::string missing = MissingOptions(options); !missing.empty()) return Result::Failure(missing);
+  const DraftBytes& known = options.header.empty() ? options.request : options.header;
+  draft->name = options.name;
+  draft->driverBase = options.driverBase ? options.driverBase : DefaultDriverBase(options.name);
+  draft->channelByte = options.channelByte;
+  draft->manufacturer = static_cast<int>(ParseInteger("0x" + known.pairs[1]).value_or(0));
+  DraftType single = SingleOfOptions(options);
+  DraftType bank = BankOfOptions(options, single);
   const bool whole = bank.layout == DraftLayout::Bank;
-  const bool apart = whole && !options.bankRequest.empty();  // the reply that was given is that of a single patch
-  if (whole) {
-    if (apart) bank.checksum.reset();
-    const std::uint32_t size =
-        options.patchSize ? options.patchSize
-        : apart           ? single.messageSize - single.headerSize - TailOf(single)
-                : (bank.messageSize - std::min(bank.messageSize, bank.headerSize + TailOf(bank))) / bank.count;
-    bank.patchSize = size;
-    const std::uint64_t patches = std::uint64_t{size} * bank.count;
-    if (apart && !options.bankReply)
-      bank.messageSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(bank.headerSize + patches + 1, 0xFFFFFFFF));
-    // A byte more than header, patches and F7: the bank has the checksum of the single patch over all of them.
-    if (apart && options.checksum && bank.headerSize + patches + 2 == bank.messageSize &&
-        options.checksum->start <= single.headerSize &&
-        options.checksum->start + options.checksum->count == options.checksum->offset) {
-      const std::uint32_t before = std::min(single.headerSize - options.checksum->start, bank.headerSize);
-      const auto count = static_cast<std::uint32_t>(patches);
-      bank.checksum =
-          DraftChecksum{options.checksum->type, bank.headerSize - before, count + before, bank.headerSize + count, 1};
-    }
-    if (patches + 1 + TailOf(bank) < bank.messageSize && options.patchSize)
-      bank.headerSize = static_cast<std::uint32_t>(bank.messageSize - TailOf(bank) - patches);
-  }
+  const bool apart = whole && !options.bankRequest.empty();
+  if (whole) CompleteBlock(options, single, apart, &bank);
   for (DraftType* type : {&bank, &single}) {
     if (!options.nameOffset) continue;
     const std::uint32_t header = apart ? single.headerSize : type->headerSize;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/text.h"
 #include "studio/package.h"
 

@@ -48,7 +48,7 @@ bool Reload(ZKStudioDoc& studio, ZKDrvList* instrument, ModuleInStudio* outcome)
   ZKDrvList* fresh = studio.instruments().back().get();
   fresh->instance = former->instance;
   CopySettings(*former, fresh);
-  studio.MoveInstrument(static_cast<int>(before), index);
+  studio.list().MoveInstrument(static_cast<int>(before), index);
   if (!outcome->instrument) outcome->instrument = fresh;
   ++outcome->reloaded;
   return true;

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/text.h"
 
 namespace tonalith {

@@ -4,7 +4,7 @@
 #include <array>
 #include <set>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"

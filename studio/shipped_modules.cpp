@@ -66,7 +66,7 @@ Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::
   Result result = InstallShippedModules(resources, studio.paths().instruments, &installed);
   studio.DrvLoadSetup(0);
   for (const InstallReport& report : installed)
-    if (!report.moduleFile.empty() && !studio.IsInstrumentInstalled(report.moduleFile))
+    if (!report.moduleFile.empty() && !studio.list().IsInstrumentInstalled(report.moduleFile))
       studio.AddDrivers(report.moduleFile);
   return result;
 }

@@ -1,9 +1,12 @@
+#include "studio/studio_data.h"
+
 #include <algorithm>
 
 #include "data/patch_names.h"
 #include "platform/text.h"
 #include "services/settings.h"
-#include "studio/studio_document.h"
+#include "studio/studio_list.h"
+#include "studio/studio_surroundings.h"
 
 namespace tonalith {
 
@@ -45,7 +48,16 @@ int WithinRange(int channel, const Synth& s) {
 }
 
 }  // namespace
-DataFilePtr ZKStudioDoc::GetNewDataFile(const ZKDrvList* driver, const std::string& name) const {
+
+void ApplyInstrumentName(const ZKDrvList* node, DataFile* dataFile) {
+  if (!node || !dataFile || !dataFile->xtra) return;
+  const ZKDrvList* instrument = node->instrument ? node->instrument : node;
+  CopyText(dataFile->xtra->instrumentName, Utf8ToLatin1(instrument->name));
+  dataFile->xtra->instrumentIndex = instrument->instance;
+  if (dataFile->synth) dataFile->xtra->driverNumber = dataFile->synth->driverId;
+}
+
+DataFilePtr StudioData::GetNewDataFile(const ZKDrvList* driver, const std::string& name) const {
   if (!driver || !driver->synth()) return nullptr;
   const DataFile& source = *driver->dataFile;
   DataFilePtr data(AllocDataNew(driver->dataFile.get()));
@@ -59,32 +71,16 @@ DataFilePtr ZKStudioDoc::GetNewDataFile(const ZKDrvList* driver, const std::stri
   return data;
 }
 
-DataFilePtr ZKStudioDoc::GetNewDataFile(int driverId, const std::string& name) const {
-  return GetNewDataFile(GetDriverWithID(driverId), name);
+DataFilePtr StudioData::GetNewDataFile(int driverId, const std::string& name) const {
+  return GetNewDataFile(list_.GetDriverWithID(driverId), name);
 }
 
-ZKDrvList* ZKStudioDoc::DriverOf(const DataFile* dataFile) const {
-  if (!dataFile || !dataFile->synth) return nullptr;
-  ZKDrvList* first = nullptr;
-  for (const auto& instrument : instruments_) {
-    for (const auto& driver : instrument->drivers) {
-      if (!driver->synth() || driver->synth()->driverId != dataFile->synth->driverId) continue;
-      const DFXtra* xtra = dataFile->xtra;
-      if (xtra && instrument->instance == xtra->instrumentIndex &&
-          FieldText(xtra->instrumentName) == Utf8ToLatin1(instrument->name).substr(0, sizeof xtra->instrumentName - 1))
-        return driver.get();
-      if (!first) first = driver.get();
-    }
-  }
-  return first;
-}
-
-void ZKStudioDoc::DrvUpdateDataFile(DataFile* dataFile, int update) const {
-  const ZKDrvList* driver = DriverOf(dataFile);
+void StudioData::DrvUpdateDataFile(DataFile* dataFile, int update) const {
+  const ZKDrvList* driver = list_.DriverOf(dataFile);
   if (!driver) return;
   const Synth& from = *driver->synth();
   Synth& to = *dataFile->synth;
-  if (update < 0) update = settings_ ? settings_->Value(SettingId::MainAutoUpdate) : 0;
+  if (update < 0) update = around_.settings ? around_.settings->Value(SettingId::MainAutoUpdate) : 0;
   if (update != 0 && SameLayout(from, to)) {
     TakeDescriptor(&to, from);
     const DataFile& source = *driver->dataFile;

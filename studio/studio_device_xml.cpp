@@ -1,11 +1,15 @@
+#include "studio/studio_device_xml.h"
+
 #include <algorithm>
 #include <array>
 
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
+#include "platform/prompts.h"
 #include "platform/text.h"
-#include "studio/studio_document.h"
+#include "studio/studio_list.h"
+#include "studio/studio_surroundings.h"
 
 namespace tonalith {
 
@@ -164,7 +168,7 @@ std::string DeviceType(const ZKDrvList& instrument) {
 
 }  // namespace
 
-std::string ZKStudioDoc::MidiDeviceXml(const std::vector<const ZKDrvList*>& instruments) const {
+std::string MidiDeviceXml(const StudioList& list, const std::vector<const ZKDrvList*>& instruments) {
   std::string xml =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n\n"
       "<!DOCTYPE MIDIDeviceTypes PUBLIC\n"
@@ -175,21 +179,21 @@ std::string ZKStudioDoc::MidiDeviceXml(const std::vector<const ZKDrvList*>& inst
       "<MIDIDeviceTypes>\n"
       "\t<Author>Corvane Music Software</Author>\n\n";
   for (const ZKDrvList* node : instruments)
-    if (const ZKDrvList* instrument = GetInstrumentDrvList(node)) xml += DeviceType(*instrument);
+    if (const ZKDrvList* instrument = list.GetInstrumentDrvList(node)) xml += DeviceType(*instrument);
   return xml + "</MIDIDeviceTypes>\n\n";
 }
 
-Result ZKStudioDoc::BuildMIDIDeviceFiles(const std::string& name, const std::vector<const ZKDrvList*>& instruments,
-                                         std::filesystem::path* written) const {
+Result BuildMIDIDeviceFiles(const StudioSurroundings& around, const StudioList& list, const std::string& name,
+                            const std::vector<const ZKDrvList*>& instruments, std::filesystem::path* written) {
   if (written) written->clear();
   if (name.empty() || instruments.empty()) return Result::Success();
-  const std::string folder = (paths_.data / kDeviceFolder).string();
+  const std::string folder = (around.paths.data / kDeviceFolder).string();
   std::string path;
   Result result = MakeFolders(folder);
   if (result.ok()) result = SafeJoin(folder, name + ".middev", path);
-  if (result.ok()) result = WriteFileAtomically(path, std::string_view(MidiDeviceXml(instruments)));
+  if (result.ok()) result = WriteFileAtomically(path, std::string_view(MidiDeviceXml(list, instruments)));
   if (!result.ok()) {
-    prompts_.Say("Tonalith", "Error opening text file!");
+    around.prompts.Say("Tonalith", "Error opening text file!");
     return result;
   }
   if (written) *written = path;

@@ -1,6 +1,7 @@
+#include "studio/studio_file.h"
+
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <span>
 #include <utility>
 
@@ -9,8 +10,13 @@
 #include "platform/byte_window.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
+#include "platform/prompts.h"
 #include "platform/text.h"
-#include "studio/studio_document.h"
+#include "studio/instrument_loader.h"
+#include "studio/port_references.h"
+#include "studio/studio_list.h"
+#include "studio/studio_report.h"
+#include "studio/studio_surroundings.h"
 
 namespace tonalith {
 
@@ -19,7 +25,6 @@ namespace {
 constexpr char kStudioMagic[] = "9VRD";
 constexpr char kBlocksMark[] = "EXP1";
 constexpr char kBadEnding[] = ".bad";
-constexpr std::size_t kCutModuleName = 36;  // 39 bytes, less what a cut character may leave out
 constexpr std::size_t kStudioHeader = 6;
 constexpr std::size_t kMaxStudioRecords = 32767;  // the count is a signed 16-bit number
 constexpr std::size_t kMaxStudioFile = 64u << 20;
@@ -68,20 +73,20 @@ bool IsWholeStudio(const std::vector<std::uint8_t>& bytes) {
   return blocks == 0;
 }
 
-std::string OrUnassigned(const std::string& name) {
-  return name.empty() ? "unassigned" : name;
-}
-
 }  // namespace
 
-std::vector<std::uint8_t> ZKStudioDoc::WriteStudio() const {
+StudioFile::StudioFile(Parts parts)
+    : parts_(std::move(parts)), studioFile_(parts_.around.paths.data / kStudioFileName) {}
+
+std::vector<std::uint8_t> StudioFile::WriteStudio() const {
+  const auto& all = parts_.list.instruments();
   std::size_t count = 0, written = 0;
-  for (; written < instruments_.size(); ++written) {
-    const std::size_t nodes = 1 + instruments_[written]->drivers.size();
+  for (; written < all.size(); ++written) {
+    const std::size_t nodes = 1 + all[written]->drivers.size();
     if (count + nodes > kMaxStudioRecords) break;
     count += nodes;
   }
-  const std::span instruments(instruments_.data(), written);
+  const std::span instruments(all.data(), written);
   std::vector<std::uint8_t> out(kStudioMagic, kStudioMagic + 4);
   out.resize(kStudioHeader + kStudioRecordSize * count);
   StoreLe16(out.data() + 4, static_cast<std::uint16_t>(count));
@@ -110,58 +115,7 @@ std::vector<std::uint8_t> ZKStudioDoc::WriteStudio() const {
   return out;
 }
 
-// A record holds 39 bytes of the module's file name: a longer one is the only module that begins with them.
-std::string ZKStudioDoc::ModuleOfRecord(const std::string& moduleFile) const {
-  if (moduleFile.size() < kCutModuleName || FindPath(paths_.instruments.string(), moduleFile, PathTrust::Untrusted))
-    return moduleFile;
-  std::string found;
-  for (const std::string& module : InstalledModules()) {
-    if (!AsciiStartsWithNoCase(module, moduleFile)) continue;
-    if (!found.empty()) return moduleFile;
-    found = module;
-  }
-  return found.empty() ? moduleFile : found;
-}
-
-// The folder a driver's file is in: the stored one, or, since people move, that of its module today.
-std::optional<std::string> ZKStudioDoc::FolderOfRecord(const ZKDrvList& driver) const {
-  const auto holds = [&](const std::string& folder) {
-    const auto file = FindPath(folder, driver.file, PathTrust::Untrusted);
-    return file && FileExists(*file);
-  };
-  if (driver.file.empty()) return {};
-  if (!driver.path.empty() && driver.path.front() == '/') {
-    if (holds(driver.path)) return driver.path;
-  } else if (const auto below = FindPath(paths_.instruments.string(), driver.path, PathTrust::Untrusted)) {
-    if (holds(*below)) return below;
-  }
-  const std::string folder = ModuleFolder(&driver).string();
-  if (holds(folder)) return folder;
-  return {};
-}
-
-// Reads the driver file a record names and gives the node its data; the node keeps its settings.
-bool ZKStudioDoc::LoadDriverOfRecord(ZKDrvList* driver, const ZKDrvList& instrument) {
-  const auto folder = FolderOfRecord(*driver);
-  if (!folder) return false;
-  const bool quiet = std::exchange(quietModules_, true);
-  auto loaded = DrvLoadDriver(driver->file, *folder, driver->setMember, driver->setMemberCopy);
-  quietModules_ = quiet;
-  if (!loaded) return false;
-  driver->path = *folder;
-  driver->dataFile = std::move(loaded->dataFile);
-  Synth& s = *driver->dataFile->synth;
-  if (driver->versionWord >> 16) s.v40Value = static_cast<std::uint16_t>(driver->versionWord >> 16);
-  driver->icon = instrument.icon;
-  driver->instance = instrument.instance;
-  driver->CopyToDescriptors();
-  GetPchInfo(driver);
-  driver->sysExMap = BufferDescriptor::LoadBin(paths_, *driver);
-  if (dataFolderSink_) dataFolderSink_(FieldText(s.reserved206));
-  return true;
-}
-
-int ZKStudioDoc::ReadStudio(const std::vector<std::uint8_t>& bytes, std::string* error) {
+int StudioFile::ReadStudio(const std::vector<std::uint8_t>& bytes, std::string* error) {
   error->clear();
   const std::string magic(bytes.begin(),
                           bytes.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(bytes.size(), 4)));
@@ -170,21 +124,19 @@ int ZKStudioDoc::ReadStudio(const std::vector<std::uint8_t>& bytes, std::string*
     *error = old ? kOldStudioText : kNoStudioText;
     return kDiskNotOurs;
   }
-  if (!DeleteAllDrivers()) return kDiskCancelled;
-  loading_ = true;
-  sysExBase_ = {};
+  if (!parts_.list.DeleteAllDrivers()) return kDiskCancelled;
+  const StudioList::Quiet quiet(parts_.list);
+  parts_.list.sysExBase() = {};
   std::size_t at = kStudioHeader;
   int code = ReadRecords(bytes, &at);
-  droppedNodes_ +=
-      static_cast<int>(std::erase_if(instruments_, [](const auto& instrument) { return instrument->drivers.empty(); }));
+  droppedNodes_ += parts_.list.RemoveEmpty();
   if (!ReadPortBlocks(bytes, at)) code = kDiskReadError;
-  UpdatePortReferences();
-  loading_ = false;
-  Changed();
+  parts_.ports.UpdatePortReferences();
+  parts_.list.Changed();
   return code;
 }
 
-int ZKStudioDoc::ReadRecords(const std::vector<std::uint8_t>& bytes, std::size_t* at) {
+int StudioFile::ReadRecords(const std::vector<std::uint8_t>& bytes, std::size_t* at) {
   droppedNodes_ = 0;
   if (bytes.size() < kStudioHeader) {
     *at = bytes.size();
@@ -196,12 +148,13 @@ int ZKStudioDoc::ReadRecords(const std::vector<std::uint8_t>& bytes, std::size_t
     // A record begins with four zero bytes; a count that is too large would read the port names as one.
     if (bytes.size() - *at < kStudioRecordSize || std::memcmp(record, kBlocksMark, 4) == 0) return kDiskReadError;
     auto node = ZKDrvList::FromRecord(record);
-    node->SetIniFile(paths_, ModuleOfRecord(node->moduleFile));
+    node->SetIniFile(parts_.around.paths, parts_.loader.ModuleOfRecord(node->moduleFile));
     if (node->IsInstrument()) {
-      instruments_.push_back(std::move(node));
-    } else if (!instruments_.empty() && LoadDriverOfRecord(node.get(), *instruments_.back())) {
-      node->instrument = instruments_.back().get();
-      instruments_.back()->drivers.push_back(std::move(node));
+      parts_.list.Append(std::move(node));
+    } else if (!parts_.list.instruments().empty() &&
+               parts_.loader.LoadDriverOfRecord(node.get(), *parts_.list.instruments().back())) {
+      node->instrument = parts_.list.instruments().back().get();
+      node->instrument->drivers.push_back(std::move(node));
     } else {
       ++droppedNodes_;
     }
@@ -210,7 +163,7 @@ int ZKStudioDoc::ReadRecords(const std::vector<std::uint8_t>& bytes, std::size_t
 }
 
 // False when the blocks are not whole, or the file holds something else behind the records.
-bool ZKStudioDoc::ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+bool StudioFile::ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::size_t at) {
   if (at == bytes.size()) return true;
   if (bytes.size() - at < 8 || std::memcmp(bytes.data() + at, kBlocksMark, 4) != 0) return false;
   const std::uint32_t blocks = LoadLe32(bytes.data() + at + 4);
@@ -227,10 +180,11 @@ bool ZKStudioDoc::ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::si
     const std::string out = TakePortText(bytes, &at, end);
     const std::string bay = TakePortText(bytes, &at, end);
     at = end;
-    const auto match = std::find_if(instruments_.begin(), instruments_.end(), [&](const auto& instrument) {
+    const auto& all = parts_.list.instruments();
+    const auto match = std::find_if(all.begin(), all.end(), [&](const auto& instrument) {
       return instrument->name == name && instrument->instance == instance;
     });
-    if (match == instruments_.end()) continue;
+    if (match == all.end()) continue;
     ZKDrvList& instrument = **match;
     instrument.SetInPort(instrument.midiInPort, in);
     instrument.SetOutPort(instrument.midiOutPort, out);
@@ -243,7 +197,7 @@ bool ZKStudioDoc::ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::si
 // --- Saving ----------------------------------------------------------------------------------------------------------
 
 // The file that is about to be replaced becomes NAME~; one that is no studio is set aside.
-Result ZKStudioDoc::KeepFormerFile(const std::filesystem::path& target, const std::vector<std::uint8_t>& fresh) const {
+Result StudioFile::KeepFormerFile(const std::filesystem::path& target, const std::vector<std::uint8_t>& fresh) const {
   if (!FileExists(target.string())) return Result::Success();
   std::vector<std::uint8_t> former;
   const Result read = ReadWholeFile(target.string(), former, kMaxStudioFile);
@@ -253,13 +207,16 @@ Result ZKStudioDoc::KeepFormerFile(const std::filesystem::path& target, const st
   return WriteFileAtomically(target.string() + "~", std::span<const std::uint8_t>(former));
 }
 
-int ZKStudioDoc::DrvSaveSetup(int mode) {
-  if (hosted_) return kDiskOk;
-  std::filesystem::path target = paths_.data / kStudioFileName;
+int StudioFile::DrvSaveSetup(int mode) {
+  if (parts_.around.hosted) return kDiskOk;
+  std::filesystem::path target = parts_.around.paths.data / kStudioFileName;
   if (mode == 1) {
-    FilePrompt prompt{
-        "Save Studio As...", paths_.data.string(), studioFile_.filename().string(), {"Studio (*.PV9)"}, true};
-    const std::string chosen = prompts_.File(prompt);
+    FilePrompt prompt{"Save Studio As...",
+                      parts_.around.paths.data.string(),
+                      studioFile_.filename().string(),
+                      {"Studio (*.PV9)"},
+                      true};
+    const std::string chosen = parts_.around.prompts.File(prompt);
     if (chosen.empty()) return kDiskCancelled;
     target = AsciiEqualNoCase(ExtensionOf(chosen), ".PV9") ? chosen : chosen + ".PV9";
   }
@@ -269,25 +226,25 @@ int ZKStudioDoc::DrvSaveSetup(int mode) {
     prompt.text = "Save the changes to the studio?";
     prompt.buttons = PromptButtons::YesNoCancel;
     prompt.icon = PromptIcon::Question;
-    const PromptAnswer answer = prompts_.Message(prompt);
+    const PromptAnswer answer = parts_.around.prompts.Message(prompt);
     if (answer == PromptAnswer::No) return kDiskOk;
     if (answer != PromptAnswer::Yes) return kDiskCancelled;
   }
   studioFile_ = target;
   const Result result = WriteStudioFile(target);
   if (result.ok()) return kDiskOk;
-  prompts_.Say("File Error", result.text);
+  parts_.around.prompts.Say("File Error", result.text);
   return kDiskWriteError;
 }
 
-Result ZKStudioDoc::WriteStudioFile(const std::filesystem::path& target) const {
+Result StudioFile::WriteStudioFile(const std::filesystem::path& target) const {
   const std::vector<std::uint8_t> bytes = WriteStudio();
   Result result = MakeFolders(target.parent_path().string());
   if (result.ok()) result = KeepFormerFile(target, bytes);
   if (result.ok()) result = WriteFileAtomically(target.string(), std::span<const std::uint8_t>(bytes));
   if (!result.ok()) return result;
   const Result text = SaveAsTextFile(target.parent_path(), target.filename().string());
-  if (!text.ok()) prompts_.Say("Tonalith", text.text);
+  if (!text.ok()) parts_.around.prompts.Say("Tonalith", text.text);
   return result;
 }
 
@@ -295,8 +252,8 @@ Result ZKStudioDoc::WriteStudioFile(const std::filesystem::path& target) const {
 
 // What is read of a damaged studio is loaded.  Neither it nor the studio saved before it may be lost by what is saved
 // from now on.
-int ZKStudioDoc::RecoverStudio() {
-  const std::filesystem::path source = paths_.data / kStudioFileName;
+int StudioFile::RecoverStudio() {
+  const std::filesystem::path source = parts_.around.paths.data / kStudioFileName;
   const std::string former = source.string() + "~";
   std::string damaged;
   if (!SetAsideBroken(source.string(), kBadEnding, &damaged).ok()) damaged = source.string();
@@ -306,102 +263,77 @@ int ZKStudioDoc::RecoverStudio() {
   std::vector<std::uint8_t> bytes;
   std::string error;
   if (!ReadWholeFile(former, bytes, kMaxStudioFile).ok() || !IsWholeStudio(bytes)) {
-    prompts_.Say("File Error", told);
-  } else if (Ask(told + "\n\nUse the studio as it was saved before that instead?")) {
+    parts_.around.prompts.Say("File Error", told);
+  } else if (parts_.around.Ask(told + "\n\nUse the studio as it was saved before that instead?")) {
     if (ReadStudio(bytes, &error) == kDiskOk) return kDiskOk;
   } else {
-    WriteFileAtomically((paths_.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
+    WriteFileAtomically((parts_.around.paths.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
   }
   return kDiskReadError;
 }
 
-int ZKStudioDoc::LoadDefaultStudio(const std::vector<std::uint8_t>& bytes) {
-  const std::string source = (paths_.data / kStudioFileName).string();
+int StudioFile::LoadDefaultStudio(const std::vector<std::uint8_t>& bytes) {
+  const std::string source = (parts_.around.paths.data / kStudioFileName).string();
   std::string error;
   int code = bytes.empty() ? kDiskOk : ReadStudio(bytes, &error);
   if (code == kDiskCancelled) return code;
   if (code == kDiskNotOurs) {
-    prompts_.Say("Tonalith", error);
+    parts_.around.prompts.Say("Tonalith", error);
     SetAsideBroken(source, kBadEnding);
   } else if (code == kDiskReadError) {
     code = RecoverStudio();
     // With nothing left of it, what is installed is a better start than an empty studio.
-    if (instruments_.empty()) LoadStudio();
-    if (!instruments_.empty()) DrvSaveSetup(0);
+    if (parts_.list.instruments().empty()) parts_.build();
+    if (!parts_.list.instruments().empty()) DrvSaveSetup(0);
   } else if (droppedNodes_ > 0 && !bytes.empty()) {
-    WriteFileAtomically((paths_.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
+    WriteFileAtomically((parts_.around.paths.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
     MonitorMsg("Some instruments of the studio could not be loaded; the studio file is kept as %s", kKeptStudioFile);
   }
   // Without a studio of the user's own, everything that is installed is in it.
-  if (bytes.empty() || code == kDiskNotOurs || (instruments_.empty() && code == kDiskOk))
-    code = LoadStudio() < 0 ? kDiskCancelled : kDiskOk;
+  if (bytes.empty() || code == kDiskNotOurs || (parts_.list.instruments().empty() && code == kDiskOk))
+    code = parts_.build() < 0 ? kDiskCancelled : kDiskOk;
   return code;
 }
 
-int ZKStudioDoc::DrvLoadSetup(int mode, const std::filesystem::path& folder, const std::string& file) {
-  std::filesystem::path source = paths_.data / kStudioFileName;
+int StudioFile::DrvLoadSetup(int mode, const std::filesystem::path& folder, const std::string& file) {
+  std::filesystem::path source = parts_.around.paths.data / kStudioFileName;
   const bool plain = mode != 1 && file.empty();
   if (mode == 1) {
-    FilePrompt prompt{"Open Studio", paths_.data.string(), {}, {"Studio (*.PV9)"}, false};
-    const std::string chosen = prompts_.File(prompt);
+    FilePrompt prompt{"Open Studio", parts_.around.paths.data.string(), {}, {"Studio (*.PV9)"}, false};
+    const std::string chosen = parts_.around.prompts.File(prompt);
     if (chosen.empty()) return kDiskCancelled;
     source = chosen;
   } else if (!plain) {
-    const std::filesystem::path place = folder.empty() ? paths_.data : folder;
+    const std::filesystem::path place = folder.empty() ? parts_.around.paths.data : folder;
     if (!FolderExists(place.string())) {
-      prompts_.Say("File Error", "Error Setting Path to " + place.string() + "!");
+      parts_.around.prompts.Say("File Error", "Error Setting Path to " + place.string() + "!");
       return kDiskNoDirectory;
     }
     source = place / file;
   }
   std::vector<std::uint8_t> bytes;
-  const Result read = tonalith::ReadWholeFile(source.string(), bytes, kMaxStudioFile);
+  const Result read = ReadWholeFile(source.string(), bytes, kMaxStudioFile);
   if (plain) {
     studioFile_ = source;
     return LoadDefaultStudio(bytes);
   }
   if (!read.ok()) {
-    prompts_.Say("File Error", read.text);
+    parts_.around.prompts.Say("File Error", read.text);
     return kDiskNotFound;
   }
   std::string error;
   const int code = ReadStudio(bytes, &error);
   if (code == kDiskOk || code == kDiskReadError) studioFile_ = source;
-  if (code == kDiskNotOurs) prompts_.Say("Tonalith", error);
+  if (code == kDiskNotOurs) parts_.around.prompts.Say("Tonalith", error);
   if (code == kDiskReadError)
-    prompts_.Say("File Error", "The studio file\n" + source.string() +
-                                   "\nis damaged.  What could be read of it is loaded; the file stays as it is.");
+    parts_.around.prompts.Say("File Error",
+                              "The studio file\n" + source.string() +
+                                  "\nis damaged.  What could be read of it is loaded; the file stays as it is.");
   return code;
 }
 
-std::string ZKStudioDoc::TextSummary() const {
-  const bool patchBay = PatchBaySupport();
-  std::string out;
-  for (const auto& instrument : instruments_) {
-    const Synth* s = instrument->drivers.empty() ? nullptr : instrument->drivers.front()->synth();
-    if (!s) continue;
-    out += instrument->name + "\n";
-    out += "\tMIDI IN Port: " + OrUnassigned(instrument->inPortName) + "\n";
-    out += "\tMIDI OUT Port: " + OrUnassigned(instrument->outPortName) + "\n";
-    if (s->hasSysExChannel)
-      out += "\tSysEx Channel: " + std::to_string(instrument->sysExChannel + (s->sysExChannelZeroBased ? 0 : 1)) + "\n";
-    out += "\tMIDI Channel: " + std::to_string(instrument->midiChannel + 1) + "\n";
-    if (patchBay && (s->patchBayFlags & kPatchBayOn)) {
-      out += "\tPatch Bay Mode: enabled\n\tPatch Bay Port: " + OrUnassigned(instrument->patchBayPortName) + "\n";
-      out += "\tPatch Bay MIDI Channel: " + std::to_string(instrument->patchBayChannel + 1) + "\n";
-      out += "\tPatch Bay Cntrl #: " + std::to_string(instrument->patchBayController) + "\n";
-      out += std::string("\tPatch Bay Manual: ") + (s->patchBayFlags & kPatchBayManual ? "On" : "Off") + "\n";
-      if (s->patchBayFlags & kPatchBayRevert)
-        out +=
-            "\tPatch Bay Revert: On\n\tPatch Bay Revert to: " + std::to_string(instrument->patchBayRevertPatch) + "\n";
-    }
-    out += "\n\n";
-  }
-  return out;
-}
-
-Result ZKStudioDoc::SaveAsTextFile(const std::filesystem::path& folder, const std::string& file) const {
-  const std::string out = TextSummary();
+Result StudioFile::SaveAsTextFile(const std::filesystem::path& folder, const std::string& file) const {
+  const std::string out = parts_.reports.TextSummary();
   const std::string stem = file.size() >= 4 ? file.substr(0, file.size() - 4) : file;
   const Result written = WriteFileAtomically((folder / (stem + ".txt")).string(), std::string_view(out));
   return written.ok() ? written : Result::Failure("Error opening Studio text output file", written.code);

@@ -1,3 +1,5 @@
+#include "studio/studio_node.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -5,7 +7,8 @@
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
-#include "studio/studio_document.h"
+#include "studio/studio_surroundings.h"
+#include "studio/sysex_map.h"
 
 namespace tonalith {
 

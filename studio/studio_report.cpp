@@ -1,12 +1,19 @@
+#include "studio/studio_report.h"
+
 #include <sys/utsname.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <ostream>
 
+#include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "services/settings.h"
 #include "services/window_counters.h"
-#include "studio/studio_document.h"
+#include "studio/module_facts.h"
+#include "studio/studio_list.h"
+#include "studio/studio_surroundings.h"
+#include "studio/sysex_map.h"
 
 namespace tonalith {
 
@@ -111,6 +118,10 @@ void WritePreferences(std::ostream& out, const Settings* settings) {
       << "Misc: Auto Reload Session: " << OnOff(value(SettingId::MainAutoSaveLoadDesktop)) << "\n";
 }
 
+std::string OrUnassigned(const std::string& name) {
+  return name.empty() ? "unassigned" : name;
+}
+
 }  // namespace
 
 StudioReportFacts StudioReportFacts::OfThisMachine(const std::string& programPath) {
@@ -122,21 +133,21 @@ StudioReportFacts StudioReportFacts::OfThisMachine(const std::string& programPat
   return facts;
 }
 
-bool ZKStudioDoc::PatchBaySupport() const {
-  return (settings_ ? settings_->Value(SettingId::PatchBayMode)
-                    : ReadSetting(GetDfltConfig(), SettingId::PatchBayMode)) != 0;
+bool StudioReports::PatchBaySupport() const {
+  return (around_.settings ? around_.settings->Value(SettingId::PatchBayMode)
+                           : ReadSetting(GetDfltConfig(), SettingId::PatchBayMode)) != 0;
 }
 
-void ZKStudioDoc::SetupInformation(std::ostream& out, const StudioReportFacts& facts) const {
+void StudioReports::SetupInformation(std::ostream& out, const StudioReportFacts& facts) const {
   const bool patchBay = PatchBaySupport();
-  const std::vector<std::string> ins = InNames(), outs = OutNames();
+  const std::vector<std::string> ins = around_.InNames(), outs = around_.OutNames();
   WriteHeading(out, "Studio Configuration", '=');
   WriteHeading(out, "Global");
   out << "Platform: Linux\n"
       << "Linux Version: " << facts.kernel[0] << "." << facts.kernel[1] << "." << facts.kernel[2] << "\n"
       << "Program Path: " << facts.programPath << "\n"
-      << "Instrument Path: " << paths_.instruments.string() << "\n"
-      << "Data Path: " << paths_.data.string() << "\n"
+      << "Instrument Path: " << around_.paths.instruments.string() << "\n"
+      << "Data Path: " << around_.paths.data.string() << "\n"
       << "Global Patch Bay Support: " << EnabledDisabled(patchBay) << "\n\n\n";
   WriteHeading(out, "MIDI IN Ports");
   for (std::size_t i = 0; i < ins.size(); ++i) out << i << ": " << ins[i] << "\n";
@@ -145,30 +156,31 @@ void ZKStudioDoc::SetupInformation(std::ostream& out, const StudioReportFacts& f
   for (std::size_t i = 0; i < outs.size(); ++i) out << i << ": " << outs[i] << "\n";
   out << "\n\n";
   WriteHeading(out, "Installed Instruments");
-  const std::vector<std::string> modules = InstalledModules();
+  const std::vector<std::string> modules = facts_.InstalledModules();
   out << "Number of installed instrument modules: " << modules.size() << "\n";
   for (const std::string& module : modules) out << module << "\n";
   out << "\n\n";
   WriteHeading(out, "Loaded Instruments");
-  for (const auto& instrument : instruments_) out << instrument->DisplayKey() << "\n";
+  for (const auto& instrument : list_.instruments()) out << instrument->DisplayKey() << "\n";
   out << "\n\n";
   WriteHeading(out, "Loaded Instrument Setup");
-  for (const auto& instrument : instruments_) WriteInstrumentSetup(out, *instrument, patchBay, ins, outs);
-  WritePreferences(out, settings_);
+  for (const auto& instrument : list_.instruments()) WriteInstrumentSetup(out, *instrument, patchBay, ins, outs);
+  WritePreferences(out, around_.settings);
   out << "Stats\n-----\n";
   for (const auto& [kind, words] : WindowCounters::kKinds)
     out << words << ": " << (facts.windows ? facts.windows->Created(kind) : 0) << "\n";
   out << "\n\n";
 }
 
-std::vector<StudioListingPage> ZKStudioDoc::DrvPrint(int linesPerPage) const {
+std::vector<StudioListingPage> StudioReports::DrvPrint(const std::filesystem::path& studioFile,
+                                                       int linesPerPage) const {
   StudioListingPage lines{"STUDIO LISTING",
                           "--------------",
-                          "Filename: " + studioFile_.filename().string(),
-                          "Path: " + studioFile_.parent_path().string(),
+                          "Filename: " + studioFile.filename().string(),
+                          "Path: " + studioFile.parent_path().string(),
                           "Make            Model                    CommCh MidiCh Port Patch Cntrl",
                           std::string(kListingRule, '-')};
-  for (const auto& instrument : instruments_) {
+  for (const auto& instrument : list_.instruments()) {
     lines.push_back(instrument->path);
     for (const auto& driver : instrument->drivers) {
       const Synth* s = driver->synth();
@@ -187,6 +199,55 @@ std::vector<StudioListingPage> ZKStudioDoc::DrvPrint(int linesPerPage) const {
     pages.back().push_back(lines[i]);
   }
   return pages;
+}
+
+std::string StudioReports::TextSummary() const {
+  const bool patchBay = PatchBaySupport();
+  std::string out;
+  for (const auto& instrument : list_.instruments()) {
+    const Synth* s = instrument->drivers.empty() ? nullptr : instrument->drivers.front()->synth();
+    if (!s) continue;
+    out += instrument->name + "\n";
+    out += "\tMIDI IN Port: " + OrUnassigned(instrument->inPortName) + "\n";
+    out += "\tMIDI OUT Port: " + OrUnassigned(instrument->outPortName) + "\n";
+    if (s->hasSysExChannel)
+      out += "\tSysEx Channel: " + std::to_string(instrument->sysExChannel + (s->sysExChannelZeroBased ? 0 : 1)) + "\n";
+    out += "\tMIDI Channel: " + std::to_string(instrument->midiChannel + 1) + "\n";
+    if (patchBay && (s->patchBayFlags & kPatchBayOn)) {
+      out += "\tPatch Bay Mode: enabled\n\tPatch Bay Port: " + OrUnassigned(instrument->patchBayPortName) + "\n";
+      out += "\tPatch Bay MIDI Channel: " + std::to_string(instrument->patchBayChannel + 1) + "\n";
+      out += "\tPatch Bay Cntrl #: " + std::to_string(instrument->patchBayController) + "\n";
+      out += std::string("\tPatch Bay Manual: ") + (s->patchBayFlags & kPatchBayManual ? "On" : "Off") + "\n";
+      if (s->patchBayFlags & kPatchBayRevert)
+        out +=
+            "\tPatch Bay Revert: On\n\tPatch Bay Revert to: " + std::to_string(instrument->patchBayRevertPatch) + "\n";
+    }
+    out += "\n\n";
+  }
+  return out;
+}
+
+std::string StudioReports::DriversMissingDescriptor(
+    const std::function<int(const std::filesystem::path& map)>& entriesOf) const {
+  std::string lines;
+  std::vector<int> seen;
+  for (const auto& instrument : list_.instruments()) {
+    if (facts_.IsUnfinished(instrument.get())) continue;
+    for (const auto& driver : instrument->drivers) {
+      const Synth* s = driver->synth();
+      if (!s || s->dumpRequestSize == 0 || s->reserved296) continue;
+      const int id = s->driverId;
+      if (std::find(seen.begin(), seen.end(), id) != seen.end()) continue;
+      seen.push_back(id);
+      const std::string name = Printf("SysXMap.ID%d.bin", id);
+      const auto map = FindPath(facts_.ModuleFolder(instrument.get()).string(), name, PathTrust::Untrusted);
+      if (map && entriesOf(*map) > 0) continue;
+      lines += Printf("ID%d: %s (%s) %s -> ", id, instrument->name.c_str(), Latin1ToUtf8(driver->TypeName()).c_str(),
+                      instrument->moduleFile.c_str());
+      lines += map ? name + " file exists but no entries\r\n" : "no " + name + " file.\r\n";
+    }
+  }
+  return lines;
 }
 
 }  // namespace tonalith

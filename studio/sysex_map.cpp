@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "data/checksums.h"
-#include "studio/studio_document.h"
 
 namespace tonalith {
 
@@ -43,9 +42,8 @@ void ClearMarks(DataFile* dataFile, std::uint64_t destination) {
 
 }  // namespace
 
-void SysXBase::Forget(const ZKDrvList& instrument) {
-  for (const auto& driver : instrument.drivers)
-    if (driver->synth() && driver->synth()->driverId == driverId) *this = {};
+void SysXBase::Forget(int driver) {
+  if (driver == driverId) *this = {};
 }
 
 std::optional<std::vector<std::uint8_t>> PadSysExText(std::span<const std::uint8_t> message) {

@@ -31,7 +31,7 @@ struct SysXBase {
   std::uint16_t driverId = kNoDriver;  // who set it
 
   // To be called before an instrument goes away.
-  void Forget(const ZKDrvList& instrument);
+  void Forget(int driver);
 };
 
 // Bytes on their way from a message into an image.  Nothing lies outside the message.

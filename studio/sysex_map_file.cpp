@@ -8,7 +8,8 @@
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
-#include "studio/studio_document.h"
+#include "studio/studio_node.h"
+#include "studio/studio_surroundings.h"
 #include "studio/sysex_map.h"
 
 namespace tonalith {

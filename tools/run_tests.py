@@ -127,6 +127,17 @@ def stage_style():
             note(os.path.basename(script), ok, output[-4000:])
 
 
+def stage_alone():
+    """Every source file and every header compiled alone"""
+    ok, output = call(["cmake", "-S", ".", "-B", "build-alone", "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                       "-DTONALITH_UNITY=OFF", "-DTONALITH_BENCHMARKS=ON"])
+    if ok:
+        start = time.time()
+        ok, output = call([sys.executable, os.path.join("tools", "compile_alone.py"), "build-alone"], timeout=1800)
+        print(f"{output.strip().splitlines()[-1] if output.strip() else ''}, {time.time() - start:.0f} s", flush=True)
+    note("files compile alone", ok, output[-6000:])
+
+
 def stage_asan():
     """All test programs under AddressSanitizer and UBSan"""
     folder = build("asan")
@@ -178,8 +189,8 @@ def stage_scripts():
         print(f"{name}: {time.time() - start:.1f} s", flush=True)
 
 
-STAGES = {"default": stage_default, "style": stage_style, "scripts": stage_scripts, "asan": stage_asan,
-          "tsan": stage_tsan, "fuzz": stage_fuzz}
+STAGES = {"default": stage_default, "style": stage_style, "alone": stage_alone, "scripts": stage_scripts,
+          "asan": stage_asan, "tsan": stage_tsan, "fuzz": stage_fuzz}
 
 
 def main(arguments):

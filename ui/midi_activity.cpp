@@ -6,6 +6,7 @@
 #include <QScrollArea>
 #include <QTimer>
 
+#include "ui/led_colors.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -35,7 +36,7 @@ void ActivityLight::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(palette().color(QPalette::Mid));
-  painter.setBrush(on_ ? QColor(0x3C, 0xB0, 0x43) : palette().color(QPalette::Window).darker(115));
+  painter.setBrush(LedColor(on_, palette()));
   painter.drawEllipse(rect().adjusted(1, 1, -2, -2));
 }
 

@@ -16,6 +16,7 @@
 #include <mutex>
 #include <thread>
 
+#include "midi/backends/jack_pacing.h"
 #include "midi/backends/port_names.h"
 #include "midi/backends/shared_backend.h"
 #include "platform/log.h"
@@ -24,9 +25,6 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::size_t kJackSpan = 1024;          // bytes of one event: every server takes them
-constexpr std::size_t kJackPeriodBudget = 4096;  // bytes a port and period
-constexpr std::size_t kJackOutputRing = 32 * 1024;
 constexpr std::size_t kJackInputRing = 4 * 1024 * 1024;
 constexpr int kJackMaxPorts = 256;
 constexpr auto kJackServerSilent = std::chrono::seconds(3);
@@ -60,14 +58,6 @@ class RealtimeSignal {
   sem_t semaphore_{};
 };
 
-struct JackRing {
-  explicit JackRing(std::size_t size) : ring(jack_ringbuffer_create(size)) {}
-  ~JackRing() { jack_ringbuffer_free(ring); }
-  JackRing(const JackRing&) = delete;
-  JackRing& operator=(const JackRing&) = delete;
-  jack_ringbuffer_t* ring;
-};
-
 // The connection of one of our ports to the other end, as the server tells it.  A new connection shows only after a
 // while.
 struct JackLink {
@@ -77,27 +67,13 @@ struct JackLink {
 
 // What an open output shares with the process callback and the feeding thread.
 struct JackOutput {
-  explicit JackOutput(std::string target) : destination(std::move(target)), ring(kJackOutputRing) {}
-
-  struct Piece {
-    std::vector<std::uint8_t> bytes;
-    std::size_t fed = 0;
-    MidiSent sent;
-    std::uint64_t doneAt = 0;  // value of framesSent when the last byte has left; 0 until fed whole
-  };
+  explicit JackOutput(std::string target) : destination(std::move(target)) {}
 
   const std::string destination;
   jack_port_t* port = nullptr;
-  JackRing ring;  // frames: u16 length, bytes
-  std::atomic<std::uint64_t> framesSent{0};
+  JackPacing pacing;
   std::atomic<bool> gone{false};
   JackLink link;
-  std::atomic<std::uint64_t> dropUntil{0};  // frames up to this count are given up instead of sent
-  // Feeding side only, under `mutex`.
-  std::mutex mutex;
-  std::deque<Piece> pieces;
-  std::uint64_t framesFed = 0;
-  std::uint32_t maxRate = 0;
 };
 
 struct JackInput {
@@ -134,7 +110,6 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
 
   Result QueueShort(JackOutput& output, std::span<const std::uint8_t> message);
   Result QueueLong(JackOutput& output, std::span<const std::uint8_t> piece, MidiSent sent);
-  void ResetOutput(JackOutput& output);
   void CloseOutput(const std::shared_ptr<JackOutput>& output);
   void CloseInput(const std::shared_ptr<JackInput>& input);
   void WakeFeeder() { feed_.Post(); }
@@ -152,10 +127,8 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   }
 
   int Run(jack_nframes_t frames);
-  void SendPeriod(JackOutput& output, void* buffer);
   void FeedThread();
   void InputThread();
-  void Feed(JackOutput& output);
   bool LookAtPorts();  // true: a link was found broken
   bool LinkBroken(const jack_port_t* own, const std::string& other, JackLink& link);
   void Close();
@@ -195,7 +168,7 @@ class JackOutputHandle final : public MidiOutputHandle {
   Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) override {
     return owner_->QueueLong(*output_, piece, std::move(sent));
   }
-  void Reset() override { owner_->ResetOutput(*output_); }
+  void Reset() override { output_->pacing.GiveUp(); }
   void SetMaxRate(std::uint32_t) override {}  // the period budget is the only limit of this backend
   bool Alive() const override { return !output_->gone.load(); }
 
@@ -268,7 +241,7 @@ void JackBackend::Close() {
   for (auto& slot : liveInputs_) slot.store(nullptr);
   for (const auto& output : outputs) {
     output->gone.store(true);
-    ResetOutput(*output);
+    output->pacing.GiveUp();
   }
 }
 
@@ -286,7 +259,7 @@ int JackBackend::Run(jack_nframes_t frames) {
     if (!output) continue;
     void* buffer = jack_port_get_buffer(output->port, frames);
     jack_midi_clear_buffer(buffer);
-    SendPeriod(*output, buffer);
+    if (output->pacing.SendPeriod(buffer)) feed_.Post();
   }
   bool news = false;
   for (std::size_t i = 0; i < liveInputs_.size(); ++i) {
@@ -313,66 +286,6 @@ int JackBackend::Run(jack_nframes_t frames) {
   return 0;
 }
 
-void JackBackend::SendPeriod(JackOutput& output, void* buffer) {
-  std::size_t budget = std::min<std::size_t>(kJackPeriodBudget, jack_midi_max_event_size(buffer) / 2);
-  const std::uint64_t dropUntil = output.dropUntil.load(std::memory_order_acquire);
-  bool progress = false;
-  while (true) {
-    std::uint16_t length = 0;
-    if (jack_ringbuffer_peek(output.ring.ring, reinterpret_cast<char*>(&length), sizeof length) < sizeof length) break;
-    if (jack_ringbuffer_read_space(output.ring.ring) < sizeof length + length) break;
-    const bool drop = output.framesSent.load(std::memory_order_relaxed) < dropUntil;
-    if (!drop && length > budget) break;
-    if (!drop) {
-      jack_midi_data_t* data = jack_midi_event_reserve(buffer, 0, length);
-      if (!data) break;
-      jack_ringbuffer_read_advance(output.ring.ring, sizeof length);
-      jack_ringbuffer_read(output.ring.ring, reinterpret_cast<char*>(data), length);
-      budget -= length;
-    } else {
-      jack_ringbuffer_read_advance(output.ring.ring, sizeof length + length);
-    }
-    output.framesSent.fetch_add(1, std::memory_order_release);
-    progress = true;
-  }
-  if (progress) feed_.Post();
-}
-
-void JackBackend::Feed(JackOutput& output) {
-  std::vector<std::pair<MidiSent, Result>> finished;
-  {
-    std::lock_guard guard(output.mutex);
-    const bool gone = output.gone.load();
-    while (!output.pieces.empty()) {
-      auto& piece = output.pieces.front();
-      if (gone) {
-        finished.emplace_back(std::move(piece.sent), Result::Failure("The MIDI port is gone.", kMidiNoDevice));
-      } else if (piece.doneAt && output.framesSent.load(std::memory_order_acquire) >= piece.doneAt) {
-        finished.emplace_back(std::move(piece.sent), Result::Success());
-      } else {
-        break;
-      }
-      output.pieces.pop_front();
-    }
-    for (auto& piece : output.pieces) {
-      while (piece.fed < piece.bytes.size()) {
-        const auto length = static_cast<std::uint16_t>(std::min(kJackSpan, piece.bytes.size() - piece.fed));
-        if (jack_ringbuffer_write_space(output.ring.ring) < sizeof length + length) break;
-        // Length and bytes become visible together: the reader looks for both.
-        jack_ringbuffer_write(output.ring.ring, reinterpret_cast<const char*>(&length), sizeof length);
-        jack_ringbuffer_write(output.ring.ring, reinterpret_cast<const char*>(piece.bytes.data() + piece.fed), length);
-        piece.fed += length;
-        ++output.framesFed;
-      }
-      if (piece.fed < piece.bytes.size()) break;
-      if (!piece.doneAt) piece.doneAt = output.framesFed;
-    }
-  }
-  for (auto& [sent, result] : finished) {
-    if (sent) sent(result);
-  }
-}
-
 void JackBackend::FeedThread() {
   auto lastMove = std::chrono::steady_clock::now();
   std::uint64_t lastPeriod = periods_.load();
@@ -394,8 +307,8 @@ void JackBackend::FeedThread() {
     for (const auto& output : outputs) {
       // A server that no longer calls cannot be waited for: what is queued fails, the port stays.
       if (gone) output->gone.store(true);
-      if (silent && !gone) ResetOutput(*output);
-      Feed(*output);
+      if (silent && !gone) output->pacing.GiveUp();
+      output->pacing.Feed(output->gone.load());
     }
     bool news = portsChanged_.exchange(false) || gone;
     if ((news || lookAgain_) && !gone) news = LookAtPorts() || news;
@@ -556,28 +469,13 @@ Result JackBackend::QueueLong(JackOutput& output, std::span<const std::uint8_t> 
     if (sent) sent(Result::Success());
     return Result::Success();
   }
-  {
-    std::lock_guard guard(output.mutex);
-    output.pieces.push_back({{piece.begin(), piece.end()}, 0, std::move(sent), 0});
-  }
+  output.pacing.Queue(piece, std::move(sent));
   feed_.Post();
   return Result::Success();
 }
 
-void JackBackend::ResetOutput(JackOutput& output) {
-  std::deque<JackOutput::Piece> pieces;
-  {
-    std::lock_guard guard(output.mutex);
-    pieces.swap(output.pieces);
-    output.dropUntil.store(output.framesFed, std::memory_order_release);
-  }
-  for (auto& piece : pieces) {
-    if (piece.sent) piece.sent(Result::Failure("Sending was stopped.", kMidiFailed));
-  }
-}
-
 void JackBackend::CloseOutput(const std::shared_ptr<JackOutput>& output) {
-  ResetOutput(*output);
+  output->pacing.GiveUp();
   std::lock_guard guard(mutex_);
   std::erase(outputs_, output);
   bool live = false;

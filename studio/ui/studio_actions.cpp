@@ -82,7 +82,7 @@ void TZKDrvLst::UndoRemove() {
 }
 
 void TZKDrvLst::Moved(int from, int to) {
-  if (!studio_.MoveInstrument(from, to)) return;
+  if (!studio_.list().MoveInstrument(from, to)) return;
   const ZKDrvList* moved = studio_.GetInstrument(to);
   host_.StudioEdited();
   Refresh();
@@ -122,7 +122,7 @@ void TZKDrvLst::DeleteModuleOfCurrent() {
 void TZKDrvLst::OpenModuleFolder() {
   const ZKDrvList* instrument = CurrentInstrument();
   if (!instrument) return;
-  const QString folder = FromUtf8(studio_.ModuleFolder(instrument).string());
+  const QString folder = FromUtf8(studio_.facts().ModuleFolder(instrument).string());
   if (!QDesktopServices::openUrl(QUrl::fromLocalFile(folder)))
     emit StatusMessage(tr("%1 could not be opened").arg(folder));
 }
@@ -298,11 +298,6 @@ bool DrvOpenNewEditor(TZKDrvLst* parent) {
   }
   parent->host().OpenDriver(node, false);
   return true;
-}
-
-bool DrvOpenNewLibrary(TZKDrvLst* parent) {
-  parent->host().prompts().Say(kStudioTitle, "The Library window is not part of this version of the program yet.");
-  return false;
 }
 
 bool DrvRemoveAllDrivers(TZKDrvLst* parent) {

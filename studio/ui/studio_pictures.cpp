@@ -141,7 +141,7 @@ QIcon StudioPictures::Button(const char* name) const {
 }
 
 QPixmap InstrumentPicture(ZKStudioDoc& studio, const ZKDrvList* instrument, qreal scale, const QPalette& palette) {
-  if (const auto file = studio.InstrumentBitmap(instrument)) {
+  if (const auto file = studio.facts().InstrumentBitmap(instrument)) {
     QPixmap picture(FromUtf8(file->string()));
     if (!picture.isNull()) {
       picture = picture.scaled(kInstrumentPicture * scale, Qt::KeepAspectRatio, Qt::SmoothTransformation);

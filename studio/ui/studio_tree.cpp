@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "studio/ui/studio_pictures.h"
+#include "ui/led_colors.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -134,8 +135,8 @@ QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal 
   mark.fill(Qt::transparent);
   QPainter painter(&mark);
   painter.setRenderHint(QPainter::Antialiasing);
-  const QColor colour = state == PortState::There  ? QColor(0x3a, 0xa0, 0x5a)
-                        : state == PortState::Gone ? QColor(0xd0, 0x52, 0x4a)
+  const QColor colour = state == PortState::There  ? QColor(kLedPortThere)
+                        : state == PortState::Gone ? QColor(kLedPortMissing)
                                                    : palette.color(QPalette::Disabled, QPalette::Text);
   painter.setPen(QPen(colour, 1.6));
   if (state != PortState::None) painter.setBrush(colour);

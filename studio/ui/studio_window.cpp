@@ -313,7 +313,7 @@ std::vector<ZKDrvList*> TZKDrvLst::SelectedInstruments() const {
 }
 
 void TZKDrvLst::SelectionChanged() {
-  studio_.SetSelection(CurrentNode());
+  studio_.list().SetSelection(CurrentNode());
   const auto selected = SelectedInstruments();
   for (const auto& instrument : studio_.instruments())
     instrument->selected = std::find(selected.begin(), selected.end(), instrument.get()) != selected.end() ? 1 : 0;

@@ -130,8 +130,6 @@ class TZKDrvLst final : public ZKWindow {
 TZKDrvLst* ZKDriverList(QWidget* parent, ZKStudioDoc& studio, StudioWindowHost& host);
 // New data of the selected driver in a window of its own; false when no driver is selected (the user is told).
 bool DrvOpenNewEditor(TZKDrvLst* parent);
-// The same for a library of this kind of data.
-bool DrvOpenNewLibrary(TZKDrvLst* parent);
 // Removes every instrument after a question; false when the user kept one.
 bool DrvRemoveAllDrivers(TZKDrvLst* parent);
 

@@ -5,7 +5,7 @@
 #include <numeric>
 #include <vector>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 
 namespace tonalith {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 
 namespace tonalith {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/packed_bytes.h"
 
 namespace tonalith {

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "data/data_text.h"
 #include "data/event.h"
+#include "data/hex_text.h"
 #include "data/standard_midi_file.h"
 #include "data/sysex_split.h"
 

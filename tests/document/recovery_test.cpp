@@ -158,7 +158,7 @@ TEST(RecentFiles, KeepsTheOrderAndTheLimit) {
   RecentFiles files(folder.At("ZK.ini"));
   files.Load(3);
   for (int i = 0; i < 12; ++i) ASSERT_TRUE(files.Used("/f" + std::to_string(i)).ok());
-  ASSERT_TRUE(files.Used("/f5").ok());
+  ASSERT_TRUE(files.Used(files.paths()[6]).ok());
   RecentFiles again(folder.At("ZK.ini"));
   again.Load(0);
   EXPECT_EQ(again.paths(), files.paths());

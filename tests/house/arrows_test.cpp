@@ -10,6 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/house/sources.h"
+
+namespace tonalith {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -41,33 +45,25 @@ bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;
 }
 
-struct Include {
+struct RoomInclude {
   std::string file;
   std::string target;
   bool quoted;
 };
 
-std::vector<Include> IncludesOf(const fs::path& root, const std::string& room) {
-  std::vector<Include> includes;
-  if (!fs::exists(root / room)) return includes;
-  for (const auto& entry : fs::recursive_directory_iterator(root / room)) {
-    const auto extension = entry.path().extension();
-    if (extension != ".h" && extension != ".cpp") continue;
-    std::ifstream file(entry.path());
-    for (std::string line; std::getline(file, line);) {
-      if (line.rfind("#include ", 0) != 0 || line.size() < 12) continue;
-      const bool quoted = line[9] == '"';
-      const auto end = line.find(quoted ? '"' : '>', 10);
-      includes.push_back({fs::relative(entry.path(), root).string(), line.substr(10, end - 10), quoted});
-    }
-  }
+std::vector<RoomInclude> IncludesOfRoom(const std::string& room) {
+  std::vector<RoomInclude> includes;
+  for (const house::SourceFile& file : house::SourcesOf({room}))
+    for (const house::Include& include : house::IncludesOf(file))
+      includes.push_back({file.path, include.target, include.quoted});
   return includes;
 }
 
+}  // namespace
+
 TEST(House, EveryIncludeFollowsAnArrow) {
-  const fs::path root = TONALITH_SOURCE_DIR;
   for (const auto& [room, allowed] : kArrows) {
-    for (const auto& include : IncludesOf(root, room)) {
+    for (const auto& include : IncludesOfRoom(room)) {
       if (!include.quoted) continue;
       const std::string target = include.target.substr(0, include.target.find('/'));
       if (!kArrows.count(target)) continue;
@@ -83,11 +79,10 @@ TEST(House, EveryIncludeFollowsAnArrow) {
 }
 
 TEST(House, LowerRoomsKnowNoQtAndDocumentsKnowNoWidgets) {
-  const fs::path root = TONALITH_SOURCE_DIR;
   const std::set<std::string> core = {"QObject", "QString",  "QTimer",   "QByteArray",
                                       "QVector", "QPointer", "QVariant", "QCoreApplication"};
   for (const auto& [room, allowed] : kArrows) {
-    for (const auto& include : IncludesOf(root, room)) {
+    for (const auto& include : IncludesOfRoom(room)) {
       const bool qt = include.target.size() > 1 && include.target[0] == 'Q' &&
                       std::isupper(static_cast<unsigned char>(include.target[1]));
       if (!qt || room == "ui" || room == "app" || IsWindowFolder("/" + include.file)) continue;
@@ -128,4 +123,4 @@ TEST(House, TheLinkGraphHasNoCycleAndMatchesTheArrows) {
   EXPECT_GE(seen.size(), 8U);
 }
 
-}  // namespace
+}  // namespace tonalith

@@ -140,7 +140,8 @@ TEST(House, StatementCodesStandInTheirDefinition) {
     const std::string name = fs::relative(path, root).string();
     // Protocols count their own steps.
     if (path.extension() == ".def" || name.rfind("script/protocols/", 0) == 0) return;
-    for (const std::string& found : Matches(CodeOf(path), {"case", "code", "sub", "tatement", "IsFamily"}, code, name)) {
+    for (const std::string& found :
+         Matches(CodeOf(path), {"case", "code", "sub", "tatement", "IsFamily"}, code, name)) {
       ADD_FAILURE() << found << " looks like the code of a statement: name it as in script/statements.def";
     }
   });

@@ -2,7 +2,7 @@
 #include <fstream>
 #include <mutex>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "midi/port_system.h"
 #include "platform/byte_window.h"
 #include "script/transfer_engine.h"

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/sysex_split.h"
 #include "midi/port_system.h"
 #include "platform/log.h"

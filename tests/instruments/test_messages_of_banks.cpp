@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "data/checksums.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "simulator/instrument.h"
 #include "tests/instruments/installed_modules.h"
 

@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "data/checksums.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "script/interpreter.h"
 #include "script/script_services.h"
 #include "tests/instruments/installed_modules.h"

@@ -2,7 +2,7 @@
 #include <optional>
 #include <set>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/patch_names.h"
 #include "midi/port_system.h"
 #include "platform/ini_file.h"

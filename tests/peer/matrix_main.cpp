@@ -183,6 +183,41 @@ int FindPort(MidiPortSystem& midi, MidiDirection direction, const std::string& p
   return -1;
 }
 
+// The cable is pulled in the middle of a receive: a quick end, no hang.  server: process to end instead of the cable,
+// or null.
+void UnplugCase(MidiPortSystem& midi, int in, Peer& peer, const char* server) {
+  const auto begin = std::chrono::steady_clock::now();
+  std::vector<std::uint8_t> buffer(4096);
+  midi.AddPortChangeListener([] {});
+  midi.CreatePortMonitorThread();
+  std::thread puller([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (server) {
+      kill(static_cast<pid_t>(std::atoi(server)), SIGKILL);
+    } else {
+      peer.Ask("unplug");
+    }
+  });
+  std::atomic<bool> done{false};
+  std::thread owner([&] {
+    while (!done.load()) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      midi.MidiInPortsChanged();
+      midi.MidiOutPortsChanged();
+    }
+  });
+  ReceiveOptions options;
+  options.timeoutMs = 20000;
+  const auto got = midi.in().GetDataVector(buffer, in, options);
+  puller.join();
+  done.store(true);
+  owner.join();
+  const auto took =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
+  Check(got < 0 && took < 15000,
+        "the port went away in a receive: result " + std::to_string(got) + " after " + std::to_string(took) + " ms");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -235,37 +270,7 @@ int main(int argc, char** argv) {
     ReceiveCase(midi, in, peer, 4104, 1000, 0);
   }
 
-  // The cable is pulled in the middle of a receive: a quick end, no hang.
-  const auto begin = std::chrono::steady_clock::now();
-  std::vector<std::uint8_t> buffer(4096);
-  midi.AddPortChangeListener([] {});
-  midi.CreatePortMonitorThread();
-  std::thread puller([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    if (argc > 3) {
-      kill(static_cast<pid_t>(std::atoi(argv[3])), SIGKILL);
-    } else {
-      peer.Ask("unplug");
-    }
-  });
-  std::atomic<bool> done{false};
-  std::thread owner([&] {
-    while (!done.load()) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-      midi.MidiInPortsChanged();
-      midi.MidiOutPortsChanged();
-    }
-  });
-  ReceiveOptions options;
-  options.timeoutMs = 20000;
-  const auto got = midi.in().GetDataVector(buffer, in, options);
-  puller.join();
-  done.store(true);
-  owner.join();
-  const auto took =
-      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin).count();
-  Check(got < 0 && took < 15000,
-        "the port went away in a receive: result " + std::to_string(got) + " after " + std::to_string(took) + " ms");
+  UnplugCase(midi, in, peer, argc > 3 ? argv[3] : nullptr);
   midi.Stop();
   std::printf("%d failed\n", failures);
   return failures ? 1 : 0;

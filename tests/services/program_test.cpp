@@ -327,41 +327,47 @@ TEST_F(ProgramTest, NamesAndApplicationVariables) {
   EXPECT_EQ(vars.GetAppVar(3), 0);
 }
 
+namespace {
+
+// A program on a folder and a cable of its own.
+struct One {
+  One(const std::string& root, const char* port) : backend(std::make_shared<VirtualBackend>(SystemClock())) {
+    cable = backend->CreateEndpoint(port);
+    cable->SetReceiver([this](std::span<const std::uint8_t> bytes, std::int64_t) { heard += bytes.size(); });
+    program = std::make_unique<Program>(Folders::Below(root), SystemClock(), prompts, dispatcher);
+    program->midi().AddBackend(backend);
+    program->ConfigBasics();
+    program->LoadConfig();
+    PortMap all;
+    all.SetOpenAll(true);
+    program->midi().SetMidiInPortMap(all);
+    program->midi().SetMidiOutPortMap(all);
+    program->midi().Start();
+    program->midi().MidiPortInOpenPortsFromMap();
+    program->midi().MidiPortOutOpenPortsFromMap();
+  }
+  ~One() { program.reset(); }
+  ScriptServices& scripts() { return program->scripts(); }
+  std::int64_t Ask(MainWindowMessage message, std::int64_t w, std::int64_t l = 0) {
+    ScriptMessage ask;
+    ask.number = static_cast<std::uint16_t>(message);
+    ask.wParam = w;
+    ask.lParam = l;
+    return scripts().Host()->Send(ScriptReceiver::MainWindow, ask, {});
+  }
+  ScriptedPrompts prompts{{}};
+  Dispatcher dispatcher;
+  std::shared_ptr<VirtualBackend> backend;
+  std::shared_ptr<VirtualEndpoint> cable;
+  std::atomic<std::size_t> heard{0};
+  std::unique_ptr<Program> program;
+};
+
+}  // namespace
+
 // Everything a program keeps, in two programs on folders and cables of their own; the second ends while the first
 // works.
 TEST_F(ProgramTest, TwoProgramsSideBySide) {
-  struct One {
-    One(const std::string& root, const char* port) : backend(std::make_shared<VirtualBackend>(SystemClock())) {
-      cable = backend->CreateEndpoint(port);
-      cable->SetReceiver([this](std::span<const std::uint8_t> bytes, std::int64_t) { heard += bytes.size(); });
-      program = std::make_unique<Program>(Folders::Below(root), SystemClock(), prompts, dispatcher);
-      program->midi().AddBackend(backend);
-      program->ConfigBasics();
-      program->LoadConfig();
-      PortMap all;
-      all.SetOpenAll(true);
-      program->midi().SetMidiInPortMap(all);
-      program->midi().SetMidiOutPortMap(all);
-      program->midi().Start();
-      program->midi().MidiPortInOpenPortsFromMap();
-      program->midi().MidiPortOutOpenPortsFromMap();
-    }
-    ~One() { program.reset(); }
-    ScriptServices& scripts() { return program->scripts(); }
-    std::int64_t Ask(MainWindowMessage message, std::int64_t w, std::int64_t l = 0) {
-      ScriptMessage ask;
-      ask.number = static_cast<std::uint16_t>(message);
-      ask.wParam = w;
-      ask.lParam = l;
-      return scripts().Host()->Send(ScriptReceiver::MainWindow, ask, {});
-    }
-    ScriptedPrompts prompts{{}};
-    Dispatcher dispatcher;
-    std::shared_ptr<VirtualBackend> backend;
-    std::shared_ptr<VirtualEndpoint> cable;
-    std::atomic<std::size_t> heard{0};
-    std::unique_ptr<Program> program;
-  };
   One a(Path("a"), "Cable A");
   auto b = std::make_unique<One>(Path("b"), "Cable B");
   EXPECT_EQ(a.program->out().OUTGETPORTNAME(0), "Cable A");

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "data/container.h"
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "studio/module.h"
 #include "studio/module_lets.h"
 

@@ -70,7 +70,7 @@ TEST_F(StudioTest, StudioFileBringsEverythingBack) {
   second->SetOutPort(0, "Out A");
   second->SetPatchBay(kPatchBayOn | kPatchBayRevert, 3, 1, 64, "Out B");
   ASSERT_EQ(studio.DrvSaveSetup(0), 0);
-  const std::vector<std::uint8_t> bytes = studio.WriteStudio();
+  const std::vector<std::uint8_t> bytes = studio.file().WriteStudio();
   EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "9VRD");
   EXPECT_EQ(LoadLe16(bytes.data() + 4), 6);
   EXPECT_EQ(LoadLe32(bytes.data() + 6 + 4), 1u);
@@ -103,7 +103,7 @@ TEST_F(StudioTest, StudioFileBringsEverythingBack) {
 TEST_F(StudioTest, StudioFilesThatAreNotWhole) {
   ZKStudioDoc studio(paths(), prompts_);
   studio.LoadStudio();
-  const std::vector<std::uint8_t> bytes = studio.WriteStudio();
+  const std::vector<std::uint8_t> bytes = studio.file().WriteStudio();
   std::string error;
   ZKStudioDoc other(paths(), prompts_);
   EXPECT_EQ(other.ReadStudio({bytes.begin(), bytes.begin() + 6 + 740 * 2 + 100}, &error), 2);

@@ -107,7 +107,7 @@ TEST_F(StudioFormats, StudioFileByteForByte) {
   expected.Short("Synth").Le(0, 1).Short("In B").Short("Out B").Short("Out A");
   expected.Text("EXPD").Le(1 + 5 + 1 + 1 + 4 + 1 + 5 + 1 + 5, 4);
   expected.Short("Synth").Le(1, 1).Short("In B").Short("Out A").Short("Out B");
-  const std::string bytes = AsText(studio.WriteStudio());
+  const std::string bytes = AsText(studio.file().WriteStudio());
   ASSERT_EQ(bytes.size(), expected.text().size());
   for (std::size_t i = 0; i < bytes.size(); ++i)
     ASSERT_EQ(+static_cast<std::uint8_t>(bytes[i]), +static_cast<std::uint8_t>(expected.text()[i]))
@@ -117,7 +117,7 @@ TEST_F(StudioFormats, StudioFileByteForByte) {
   ZKStudioDoc again(paths(), prompts_, &ports_);
   std::string error;
   ASSERT_EQ(again.ReadStudio({bytes.begin(), bytes.end()}, &error), 0);
-  EXPECT_TRUE(AsText(again.WriteStudio()) == bytes);
+  EXPECT_TRUE(AsText(again.file().WriteStudio()) == bytes);
   const ZKDrvList& patch = *again.GetInstrument(1)->drivers[1];
   const Synth& s = *patch.synth();
   EXPECT_EQ(s.midiChannel, 11);
@@ -288,11 +288,11 @@ TEST_F(StudioFormats, MapsThatAreMissingAndPluginSettings) {
   }
   ASSERT_TRUE(
       WriteFileAtomically((paths().instruments / "Synth/SysXMap.ID8.bin").string(), std::string_view("x")).ok());
-  EXPECT_EQ(studio.DriversMissingDescriptor([](const fs::path&) { return 0; }),
+  EXPECT_EQ(studio.reports().DriversMissingDescriptor([](const fs::path&) { return 0; }),
             "ID7: Synth (Bank) Synth.ini -> no SysXMap.ID7.bin file.\r\n"
             "ID8: Synth (Patch) Synth.ini -> SysXMap.ID8.bin file exists but no entries\r\n");
   ModuleKey("Instrument", "Beta", "1");
-  EXPECT_EQ(studio.DriversMissingDescriptor([](const fs::path&) { return 0; }), "");
+  EXPECT_EQ(studio.reports().DriversMissingDescriptor([](const fs::path&) { return 0; }), "");
 
   const DataFilePtr data = studio.GetNewDataFile(studio.GetInstrument(1)->drivers[1].get());
   ASSERT_TRUE(studio.WritePluginSettings(data.get()).ok());

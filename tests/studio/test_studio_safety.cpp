@@ -230,10 +230,10 @@ TEST_F(StudioSafety, RemovingAsksTheWindowsAndCanBeTakenBack) {
     asked = instruments.size();
     return allowed;
   });
-  const auto bytes = studio.WriteStudio();
+  const auto bytes = studio.file().WriteStudio();
   std::string error;
   ZKDrvList* second = studio.GetInstrument(1);
-  studio.SetSelection(second->drivers[0].get());
+  studio.list().SetSelection(second->drivers[0].get());
   EXPECT_EQ(studio.GetSelDataFile(), second->drivers[0]->dataFile.get());
   EXPECT_FALSE(studio.DeleteInstrument(second));
   EXPECT_FALSE(studio.DeleteAllDrivers());
@@ -255,11 +255,11 @@ TEST_F(StudioSafety, RemovingAsksTheWindowsAndCanBeTakenBack) {
   EXPECT_EQ(second->instance, 3);
   EXPECT_EQ(studio.GetInstrument(1), second);
   EXPECT_EQ(second->drivers[1]->synth()->midiChannel, 9);
-  EXPECT_TRUE(studio.MoveInstrument(1, 3));
+  EXPECT_TRUE(studio.list().MoveInstrument(1, 3));
   EXPECT_EQ(studio.GetInstrument(3), second);
-  EXPECT_TRUE(studio.MoveInstrument(3, 0));
+  EXPECT_TRUE(studio.list().MoveInstrument(3, 0));
   EXPECT_EQ(studio.GetInstrument(0), second);
-  EXPECT_FALSE(studio.MoveInstrument(0, 4));
+  EXPECT_FALSE(studio.list().MoveInstrument(0, 4));
   EXPECT_TRUE(studio.DrvClearAll(true));
   EXPECT_TRUE(studio.instruments().empty());
 }
@@ -344,19 +344,19 @@ TEST_F(StudioSafety, WhatModulesSay) {
   studio.AssignGroupForInstrument(instrument, 1);
   EXPECT_EQ(instrument->drivers[1]->setMember, 1);
   EXPECT_EQ(instrument->drivers[0]->setMember, 0);
-  EXPECT_EQ(studio.GetInstrumentWidthHeight(driver), (std::pair{640, 0}));
-  EXPECT_EQ(studio.UseScalingWithPlugins(driver), 1.25);
-  EXPECT_TRUE(studio.IsLibrarian(driver));
-  EXPECT_FALSE(studio.GetInstrumentNotPV(driver));
-  EXPECT_EQ(studio.GetInstrumentCustomLayout(driver), "wide");
-  EXPECT_FALSE(studio.InstrumentBitmap(driver));
-  EXPECT_FALSE(studio.InstrumentBitmap(driver));
+  EXPECT_EQ(studio.facts().GetInstrumentWidthHeight(driver), (std::pair{640, 0}));
+  EXPECT_EQ(studio.facts().UseScalingWithPlugins(driver), 1.25);
+  EXPECT_TRUE(studio.facts().IsLibrarian(driver));
+  EXPECT_FALSE(studio.facts().GetInstrumentNotPV(driver));
+  EXPECT_EQ(studio.facts().GetInstrumentCustomLayout(driver), "wide");
+  EXPECT_FALSE(studio.facts().InstrumentBitmap(driver));
+  EXPECT_FALSE(studio.facts().InstrumentBitmap(driver));
   EXPECT_EQ(prompts.Log().size(), 1u) << "told once";
   EXPECT_NE(prompts.Log()[0].find("Failed to find the following instrument bitmap file"), std::string::npos);
   const fs::path folder = paths().instruments / "Synth";
   ASSERT_TRUE(WriteFileAtomically((folder / "face_ipad.jpg").string(), std::string_view("x")).ok());
-  EXPECT_FALSE(studio.InstrumentBitmap(driver));
-  EXPECT_EQ(studio.InstrumentBitmap(driver, true)->filename(), "face_ipad.jpg");
+  EXPECT_FALSE(studio.facts().InstrumentBitmap(driver));
+  EXPECT_EQ(studio.facts().InstrumentBitmap(driver, true)->filename(), "face_ipad.jpg");
 }
 
 }  // namespace tonalith

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "data/data_text.h"
+#include "data/hex_text.h"
 #include "platform/prompts.h"
 #include "studio/module.h"
 #include "studio/module_maps.h"
@@ -375,11 +375,11 @@ TEST_F(MapFolder, TheCheckNamesDriversWithoutAMap) {
 }
 
 TEST_F(MapFolder, TheBaseGoesWithItsInstrument) {
-  studio_->sysExBase() = {5, 70};
+  studio_->list().sysExBase() = {5, 70};
   ASSERT_TRUE(studio_->AddDrivers("Maps.ini"));
-  EXPECT_EQ(studio_->sysExBase().value, 5u);
+  EXPECT_EQ(studio_->list().sysExBase().value, 5u);
   studio_->DeleteInstrument(studio_->GetInstrument(0));
-  EXPECT_EQ(studio_->sysExBase().driverId, kNoDriver);
+  EXPECT_EQ(studio_->list().sysExBase().driverId, kNoDriver);
 }
 
 TEST(ModuleMaps, LinesByHand) {

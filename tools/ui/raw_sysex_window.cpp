@@ -108,6 +108,11 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
   resize(fontMetrics().averageCharWidth() * 90, fontMetrics().height() * 24);
 }
 
+RawSysExWindow::~RawSysExWindow() {
+  // The rows read the document, which goes before the children of this window would.
+  delete list_;
+}
+
 const RawSysExDocument& RawSysExWindow::bytes() const {
   return static_cast<const RawSysExDocument&>(document());
 }

@@ -53,6 +53,7 @@ class RawSysExWindow final : public DocumentWindow {
  public:
   RawSysExWindow(std::unique_ptr<RawSysExDocument> document, WindowContext& context, RawSysExServices services,
                  QWidget* parent = nullptr);
+  ~RawSysExWindow() override;
 
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;

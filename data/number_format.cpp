@@ -1,0 +1,162 @@
+#include "data/number_format.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace tonalith {
+
+const char* const kNumberFormatNames[kNumberFormats] = {"Use VName",
+                                                        "Rol 8x3",
+                                                        "Rol 8x2",
+                                                        "Rol A64",
+                                                        "Line6 ABCD",
+                                                        "n/4-n%4",
+                                                        "S80 A01",
+                                                        "16-16",
+                                                        "Chroma Polaris",
+                                                        "Roland A88 (D-50)",
+                                                        "TC-Electronic GSystem",
+                                                        "1A-01 (Kiwi-3P)",
+                                                        "Leading Zeros",
+                                                        "Octal N-NN",
+                                                        "Jup50",
+                                                        "Jup80",
+                                                        "Rol A/J16",
+                                                        "Rol A/P-D4",
+                                                        "Rol A/P-A4",
+                                                        "16.16",
+                                                        "8:8:8",
+                                                        "1:9:9:9",
+                                                        "3:8:8:8",
+                                                        "x:5:8",
+                                                        "x-99",
+                                                        "A:8:8",
+                                                        "AXXX",
+                                                        "OB-SX / n:8"};
+
+namespace {
+
+void PutPlainNumber(char* out, int n, bool isShort) {
+  std::snprintf(out, kNameBuffer, isShort ? "%2d" : "%3d", n);
+}
+
+// Number format 0 follows the name format.
+void NumberByNameFormat(const Synth& s, char* out, int n) {
+  switch (s.nameFormat) {
+    case 2:
+    case 3:
+      std::snprintf(out, kNameBuffer, "%c-%d%d", n < 64 ? 'A' : 'B', n % 64 / 8 + 1, n % 8 + 1);
+      return;
+    case 1:
+    case 5:
+    case 9:
+    case 14:
+    case 22:
+      return PutPlainNumber(out, n, s.numVoices <= 100);
+    default:
+      if (s.numVoices == 100) return PutPlainNumber(out, n, true);
+      return PutPlainNumber(out, n + 1, s.numVoices < 100);
+  }
+}
+
+// One piece of a number text: what counts is n % modulus / divisor + base, as printf is told to print it.
+struct Digit {
+  int modulus;  // 0: the whole number
+  int divisor;
+  int base;
+};
+
+struct NumberFormat {
+  int number;
+  const char* text;  // for printf, with as many arguments as there are digits
+  std::array<Digit, 4> digits;
+};
+
+constexpr NumberFormat kFormats[] = {
+    {2, "%d%d", {{{64, 8, 1}, {8, 1, 1}}}},
+    {3, "%c%2.2d", {{{0, 64, 'A'}, {64, 1, 1}}}},
+    {4, "%d%c", {{{0, 4, 1}, {4, 1, 'A'}}}},
+    {5, "%2.2d-%d", {{{0, 4, 1}, {4, 1, 1}}}},
+    {6, "%c%2.2d", {{{0, 16, 'A'}, {16, 1, 1}}}},
+    {7, "%2.2d-%2.2d", {{{0, 16, 1}, {16, 1, 1}}}},
+    {8, "%c%2.2d", {{{0, 12, 'A'}, {12, 1, 1}}}},
+    {9, "%c-%d%d", {{{0, 64, 'A'}, {64, 8, 1}, {8, 1, 1}}}},
+    {10, "%2.2d-%d", {{{0, 5, 1}, {5, 1, 1}}}},
+    {11, "%d%c-%2.2d", {{{0, 64, 1}, {64, 16, 'A'}, {16, 1, 1}}}},
+    {13, "%d-%d%d", {{{0, 64, 1}, {64, 8, 1}, {8, 1, 1}}}},
+    {14, "[%.2d] %d-%d", {{{0, 16, 1}, {16, 4, 1}, {4, 1, 1}}}},
+    {15, "[%.2d] %c-%d", {{{0, 32, 1}, {32, 8, 'A'}, {8, 1, 1}}}},
+    {16, "%c%.2d", {{{0, 16, 'A'}, {16, 1, 1}}}},
+    {17, "%c%.2d-D%d", {{{0, 64, 'A'}, {64, 4, 1}, {4, 1, 1}}}},
+    {18, "%c%.2d-A%d", {{{0, 64, 'A'}, {64, 4, 1}, {4, 1, 1}}}},
+    {19, "%.2d.%.2d", {{{0, 16, 1}, {16, 1, 1}}}},
+    {20, "%.1d:%.1d:%.1d", {{{0, 64, 1}, {64, 8, 1}, {8, 1, 1}}}},
+    {21, "%.1d:%.1d:%.1d:%.1d", {{{0, 1000, 0}, {1000, 100, 0}, {100, 10, 0}, {10, 1, 0}}}},
+    {22, "%.1d:%.1d:%.1d:%.1d", {{{0, 512, 1}, {512, 64, 1}, {64, 8, 1}, {8, 1, 1}}}},
+    {23, "%.1d:%.1d:%.1d", {{{0, 40, 1}, {40, 8, 1}, {8, 1, 1}}}},
+    {24, "%.1d-%.2d", {{{0, 100, 0}, {100, 1, 0}}}},
+    {25, "%c:%.1d:%.1d", {{{0, 64, 'A'}, {64, 8, 1}, {8, 1, 1}}}},
+    {26, "%c%.3d", {{{0, 128, 'A'}, {128, 1, 1}}}},
+    {27, "%2d:%d", {{{0, 8, 1}, {8, 1, 1}}}},
+    {kNumberFormatGroups, "%c%d%d", {{{0, 64, 'A'}, {64, 8, 1}, {8, 1, 1}}}},
+    {kNumberFormatLetters, "%c%d", {{{0, 128, 'A'}, {128, 1, 0}}}},
+    {kNumberFormatBanks, "%d-%d", {{{0, 128, 1}, {128, 1, 1}}}},
+    {kNumberFormatSixteens, "%c-%d", {{{0, 16, 'A'}, {16, 1, 1}}}},
+    {kNumberFormatInternal, "I%2.2d", {{{0, 1, 0}}}},
+    {kNumberFormatPerformance, "PF%d", {{{0, 1, 1}}}},
+    {kNumberFormatThreeDigits, "%3.3d", {{{0, 1, 0}}}},
+};
+
+int ValueOf(const Digit& digit, int n) {
+  return (digit.modulus ? n % digit.modulus : n) / std::max(digit.divisor, 1) + digit.base;
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+void Print(const NumberFormat& format, char* out, int n) {
+  const auto& d = format.digits;
+  std::snprintf(out, kNameBuffer, format.text, ValueOf(d[0], n), ValueOf(d[1], n), ValueOf(d[2], n), ValueOf(d[3], n));
+}
+#pragma GCC diagnostic pop
+
+constexpr const char* kMemories[] = {"I%c-%d", "i%c-%d", "E%c-%d", "e%c-%d"};
+
+// Formats that need more than digits.
+void PrintSpecial(const Synth& s, char* out, int n) {
+  switch (s.numberFormat) {
+    case 0:
+      return NumberByNameFormat(s, out, n);
+    case 1:
+      if (s.numVoices > 64) return Print({1, "%c%d%d%d", {{{0, 64, 'A'}, {64, 16, 1}, {16, 4, 1}, {4, 1, 1}}}}, out, n);
+      return Print({1, "%d%d%d", {{{0, 16, 1}, {16, 4, 1}, {4, 1, 1}}}}, out, n);
+    case 12: {
+      const bool isShort = s.bankNumberOffset + static_cast<std::int64_t>(s.numVoices) - 1 < 100;
+      return Print({12, isShort ? "%2.2d" : "%3.3d", {{{0, 1, 1}}}}, out, n);
+    }
+    case kNumberFormatUserFactory:
+      return Print({s.numberFormat, n < 512 ? "U%d P%d" : "F%d P%d", {{{512, 128, 1}, {128, 1, 1}}}}, out, n);
+    case kNumberFormatMemories:
+      return Print({s.numberFormat, kMemories[(n & 0x7F) / 32], {{{32, 8, 'A'}, {8, 1, 1}}}}, out, n);
+    default:
+      return PutPlainNumber(out, n + 1, s.numVoices < 100);
+  }
+}
+
+}  // namespace
+
+void MakeNumberStr(const Synth* synth, char* out, int patch) {
+  const int n = static_cast<std::int16_t>(synth->bankNumberOffset + patch);
+  for (const NumberFormat& format : kFormats)
+    if (format.number == synth->numberFormat) return Print(format, out, n);
+  PrintSpecial(*synth, out, n);
+}
+
+std::string MakeNumberStr(const Synth& synth, int patch) {
+  char out[kNameBuffer];
+  MakeNumberStr(&synth, out, patch);
+  return out;
+}
+
+}  // namespace tonalith

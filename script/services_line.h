@@ -1,0 +1,35 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "script/protocols/built_in_protocols.h"
+#include "script/script_services.h"
+
+namespace tonalith {
+
+// A protocol's line on the ports of one descriptor.
+class ServicesLine final : public ProtocolLine {
+ public:
+  ServicesLine(ScriptServices& services, TransferContext& context, int inPort, int outPort)
+      : services_(services), context_(context), inPort_(inPort), outPort_(outPort) {}
+
+  int Send(std::span<const std::uint8_t> bytes) override;
+  int SendBare(std::span<const std::uint8_t> bytes) override;
+  void Stage(std::span<const std::uint8_t> bytes) override;
+  void StageBare(std::span<const std::uint8_t> bytes) override;
+  int Receive(std::span<std::uint8_t> into) override;
+  void Delay(std::uint32_t ms) override;
+  void AllPortReceiving(AcceptAny mode) override { context_.acceptAny = mode; }
+  bool Cancelled() const override;
+  bool Blocked() const override { return services_.MidiBlocked(); }
+  void Report(const std::string& text) override;
+
+ private:
+  ScriptServices& services_;
+  TransferContext& context_;
+  int inPort_;
+  int outPort_;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "data/data_records.h"
+
+namespace tonalith {
+
+class StudioList;
+class ZKDrvList;
+struct StudioSurroundings;
+
+// Data and the drivers of the studio: new data, and data from files that joins today's studio.
+class StudioData {
+ public:
+  StudioData(const StudioSurroundings& around, const StudioList& list) : around_(around), list_(list) {}
+
+  // New data of a driver's type with the settings of its instrument.  The driver's own record stays as it is; the new
+  // image is the driver's initial image.  Null when memory is short or there is no such driver.
+  DataFilePtr GetNewDataFile(int driverId, const std::string& name = {}) const;
+  DataFilePtr GetNewDataFile(const ZKDrvList* driver, const std::string& name = {}) const;
+  // Lets data that was read from a file use the ports and channels of its instrument in the studio.  With automatic
+  // updating (the setting MainAutoUpdate, or `update` of 0 or 1) also its scripts and its descriptor, except what
+  // identifies the data and its number.
+  void DrvUpdateDataFile(DataFile* dataFile, int update = -1) const;
+
+ private:
+  const StudioSurroundings& around_;
+  const StudioList& list_;
+};
+
+// The name of the instrument a node belongs to, with its number, into the data.
+void ApplyInstrumentName(const ZKDrvList* node, DataFile* dataFile);
+
+}  // namespace tonalith
