@@ -61,7 +61,7 @@ void AutoSenseSearch::EndRowLater() {
 
 void AutoSenseSearch::Search(std::vector<ZKDrvList*> instruments) {
   if (!rowOpen_) {
-    BeginAutoConfigRow();
+    BeginAutoConfigRow(*services());
     rowOpen_ = true;
     EndRowLater();
   }
@@ -70,7 +70,7 @@ void AutoSenseSearch::Search(std::vector<ZKDrvList*> instruments) {
     const auto& there = frame_.studio.instruments();
     const bool stays =
         std::any_of(there.begin(), there.end(), [&](const auto& one) { return one.get() == instrument; });
-    if (stays && !AutoConfigRowCancelled())
+    if (stays && !AutoConfigRowCancelled(*services()))
       AutoConfigInstrument(frame_.studio, instrument, &frame_.window, *services(), AutoConfigMode::Quiet);
   }
   --searching_;

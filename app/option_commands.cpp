@@ -27,7 +27,7 @@ constexpr int kMostCategories = 32;
 OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : frame_(frame), midi_(midi) {
   Settings& settings = frame_.program.settings();
   frame_.menus.Register(CommandId::OptionsPreferences,
-                        {[this] { MainSetProperties(&frame_.window, frame_.program.basics(), *this); }});
+                        {[this] { MainSetProperties(&frame_.window, frame_.program, *this); }});
   frame_.menus.Register(CommandId::OptionsAudition, {[&settings] { settings.MainAudition(!settings.MainAudition(-1)); },
                                                      {},
                                                      [&settings] { return settings.MainAudition(-1) != 0; }});

@@ -20,8 +20,8 @@
 #include "midi/port_system.h"
 #include "platform/prompts.h"
 #include "services/paths.h"
+#include "services/program.h"
 #include "services/settings.h"
-#include "services/zkbasics.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -29,20 +29,20 @@ namespace tonalith {
 namespace {
 
 // Ports by name; the setting is their number.
-void FillPorts(QComboBox* box, ZKBasics& basics, bool input) {
+void FillPorts(QComboBox* box, Program& program, bool input) {
   int count = 0;
   if (input)
-    count = basics.in().InPorts();
+    count = program.in().InPorts();
   else
-    basics.out().OUTNUMPORTS(&count);
+    program.out().OUTNUMPORTS(&count);
   for (int i = 0; i < count; ++i)
-    box->addItem(FromUtf8(input ? basics.in().INGETPORTNAME(i) : basics.out().OUTGETPORTNAME(i)), i);
+    box->addItem(FromUtf8(input ? program.in().INGETPORTNAME(i) : program.out().OUTGETPORTNAME(i)), i);
 }
 
 }  // namespace
 
-ZKPropPage::ZKPropPage(ZKBasics& basics, QString tab, std::span<const PreferenceRow> rows)
-    : basics_(basics), tab_(std::move(tab)), form_(new QFormLayout(this)) {
+ZKPropPage::ZKPropPage(Program& program, QString tab, std::span<const PreferenceRow> rows)
+    : program_(program), tab_(std::move(tab)), form_(new QFormLayout(this)) {
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
   for (const PreferenceRow& row : rows) {
     const SettingInfo& info = Info(row.id);
@@ -76,7 +76,7 @@ QWidget* ZKPropPage::MakeControl(const PreferenceRow& row, const SettingInfo& in
   }
   auto* box = new QComboBox(this);
   for (std::size_t i = 0; i < row.choices.size(); ++i) box->addItem(tr(row.choices[i]), static_cast<int>(i));
-  if (row.control != PreferenceControl::Choice) FillPorts(box, basics_, row.control == PreferenceControl::InPort);
+  if (row.control != PreferenceControl::Choice) FillPorts(box, program_, row.control == PreferenceControl::InPort);
   connect(box, &QComboBox::currentIndexChanged, this, &ZKPropPage::Changed);
   return box;
 }
@@ -102,17 +102,17 @@ int ZKPropPage::Value(const Line& line) const {
 
 void ZKPropPage::OnInitDialog() {
   for (const Line& line : lines_)
-    if (line.row) SetValue(line, basics_.settings().Access(line.row->id, -1));
+    if (line.row) SetValue(line, program_.settings().Access(line.row->id, -1));
 }
 
 void ZKPropPage::OnApply() {
   for (const Line& line : lines_)
-    if (line.row) basics_.settings().Access(line.row->id, Value(line));
+    if (line.row) program_.settings().Access(line.row->id, Value(line));
 }
 
 void ZKPropPage::RestoreDefaults() {
   Config defaults;
-  InitConfig(defaults, IniFile(basics_.paths().MainGetPreferencesIni()), {});
+  InitConfig(defaults, IniFile(program_.paths().MainGetPreferencesIni()), {});
   for (const Line& line : lines_)
     if (line.row) SetValue(line, ReadSetting(defaults, line.row->id));
 }
@@ -157,9 +157,9 @@ bool ZKPropPage::Filter(const QString& text) {
   return any;
 }
 
-PreferencesSheet::PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWidget* parent)
+PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWidget* parent)
     : QDialog(parent),
-      basics_(basics),
+      program_(program),
       host_(host),
       search_(new QLineEdit(this)),
       tabs_(new QTabWidget(this)),
@@ -176,10 +176,10 @@ PreferencesSheet::PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWid
   help_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   layout->addWidget(help_);
   // Before the buttons: the Tab key goes in the order of making.
-  AddPage(new ZKPropDrvList(basics, host));
-  AddPage(new ZKPropMidi(basics));
-  AddPage(new ZKPropTones(basics));
-  AddPage(new ZKPropMisc(basics, host));
+  AddPage(new ZKPropDrvList(program, host));
+  AddPage(new ZKPropMidi(program));
+  AddPage(new ZKPropTones(program));
+  AddPage(new ZKPropMisc(program, host));
   auto* buttons = new QDialogButtonBox(this);
   auto* ok = buttons->addButton(QDialogButtonBox::Ok);
   apply_ = buttons->addButton(QDialogButtonBox::Apply);
@@ -244,12 +244,12 @@ void PreferencesSheet::Apply() {
 
 void PreferencesSheet::accept() {
   Apply();
-  if (const Result saved = basics_.SaveConfig(); !saved.ok()) basics_.prompts().Say("Preferences", saved.text);
+  if (const Result saved = program_.SaveConfig(); !saved.ok()) program_.prompts().Say("Preferences", saved.text);
   QDialog::accept();
 }
 
-void MainSetProperties(QWidget* parent, ZKBasics& basics, PreferencesHost& owner) {
-  PreferencesSheet sheet(basics, owner, parent);
+void MainSetProperties(QWidget* parent, Program& program, PreferencesHost& owner) {
+  PreferencesSheet sheet(program, owner, parent);
   sheet.exec();
 }
 

@@ -19,7 +19,7 @@ class QSpinBox;
 
 namespace tonalith {
 
-class ZKBasics;
+class Program;
 
 // How a setting is edited.
 enum class PreferenceControl : std::uint8_t { Check, Number, Choice, Channel, InPort, OutPort };
@@ -39,7 +39,7 @@ class ZKPropPage : public QWidget {
 
  public:
   // The services must outlive the page.
-  ZKPropPage(ZKBasics& basics, QString tab, std::span<const PreferenceRow> rows);
+  ZKPropPage(Program& program, QString tab, std::span<const PreferenceRow> rows);
 
   const QString& tab() const { return tab_; }
   // Fills the controls from the settings.
@@ -63,7 +63,7 @@ class ZKPropPage : public QWidget {
   void AddLine(const QString& label, QWidget* control, const QString& help);
   void Watch(QWidget* control, const QString& help);
   bool eventFilter(QObject* watched, QEvent* event) override;
-  ZKBasics& basics() { return basics_; }
+  Program& program() { return program_; }
 
  private:
   struct Line {
@@ -76,7 +76,7 @@ class ZKPropPage : public QWidget {
   void SetValue(const Line& line, int value);
   int Value(const Line& line) const;
 
-  ZKBasics& basics_;
+  Program& program_;
   QString tab_;
   std::vector<Line> lines_;
   QFormLayout* form_;
@@ -97,14 +97,14 @@ class ZKPropDrvList final : public ZKPropPage {
   Q_OBJECT
 
  public:
-  ZKPropDrvList(ZKBasics& basics, PreferencesHost& host);
+  ZKPropDrvList(Program& program, PreferencesHost& host);
 };
 
 class ZKPropMidi final : public ZKPropPage {
   Q_OBJECT
 
  public:
-  explicit ZKPropMidi(ZKBasics& basics);
+  explicit ZKPropMidi(Program& program);
 };
 
 // The audition notes: note, velocity and channel of each.
@@ -112,7 +112,7 @@ class ZKPropTones final : public ZKPropPage {
   Q_OBJECT
 
  public:
-  explicit ZKPropTones(ZKBasics& basics);
+  explicit ZKPropTones(Program& program);
   void OnInitDialog() override;
   void OnApply() override;
   void RestoreDefaults() override;
@@ -127,7 +127,7 @@ class ZKPropMisc final : public ZKPropPage {
   Q_OBJECT
 
  public:
-  ZKPropMisc(ZKBasics& basics, PreferencesHost& host);
+  ZKPropMisc(Program& program, PreferencesHost& host);
   void OnInitDialog() override;
   void OnApply() override;
 
@@ -135,7 +135,7 @@ class ZKPropMisc final : public ZKPropPage {
   QLineEdit* AddFolder(const QString& label, const QString& help, bool readOnly);
   void ApplyFolder(QLineEdit* edit, const std::string& now, const std::function<void(const std::string&)>& store);
 
-  QLineEdit* program_;
+  QLineEdit* programFolder_;
   QLineEdit* instruments_;
   QLineEdit* data_;
 };
@@ -145,7 +145,7 @@ class PreferencesSheet final : public QDialog {
   Q_OBJECT
 
  public:
-  PreferencesSheet(ZKBasics& basics, PreferencesHost& host, QWidget* parent);
+  PreferencesSheet(Program& program, PreferencesHost& host, QWidget* parent);
 
   QTabWidget* tabs() { return tabs_; }
   const std::vector<ZKPropPage*>& pages() const { return pages_; }
@@ -159,7 +159,7 @@ class PreferencesSheet final : public QDialog {
   void AddPage(ZKPropPage* page);
   void Search(const QString& text);
 
-  ZKBasics& basics_;
+  Program& program_;
   PreferencesHost& host_;
   QLineEdit* search_;
   QTabWidget* tabs_;
@@ -171,6 +171,6 @@ class PreferencesSheet final : public QDialog {
 };
 
 // Shows the preferences and waits for their end.
-void MainSetProperties(QWidget* parent, ZKBasics& basics, PreferencesHost& owner);
+void MainSetProperties(QWidget* parent, Program& program, PreferencesHost& owner);
 
 }  // namespace tonalith

@@ -11,7 +11,8 @@
 #include "app/preferences.h"
 #include "platform/prompts.h"
 #include "services/paths.h"
-#include "services/zkbasics.h"
+#include "services/program.h"
+#include "services/settings.h"
 #include "tools/monitor_lines.h"
 #include "ui/qt_text.h"
 
@@ -105,8 +106,8 @@ const std::vector<PreferenceRow>& MiscRows() {
 
 }  // namespace
 
-ZKPropDrvList::ZKPropDrvList(ZKBasics& services, PreferencesHost& host)
-    : ZKPropPage(services, QStringLiteral("Studio"), StudioRows()) {
+ZKPropDrvList::ZKPropDrvList(Program& program, PreferencesHost& host)
+    : ZKPropPage(program, QStringLiteral("Studio"), StudioRows()) {
   auto* reset = new QPushButton(tr("&Reset MIDI IN Ports"), this);
   AddLine({}, reset, tr("Closes the MIDI inputs and opens them again, when an interface stopped answering."));
   connect(reset, &QPushButton::clicked, this, [this, &host] {
@@ -117,13 +118,13 @@ ZKPropDrvList::ZKPropDrvList(ZKBasics& services, PreferencesHost& host)
         "Are you sure you want to reset?";
     prompt.buttons = PromptButtons::YesNo;
     prompt.icon = PromptIcon::Question;
-    if (basics().prompts().Message(prompt) == PromptAnswer::Yes) host.ResetMidiInPorts();
+    if (this->program().prompts().Message(prompt) == PromptAnswer::Yes) host.ResetMidiInPorts();
   });
 }
 
-ZKPropMidi::ZKPropMidi(ZKBasics& services) : ZKPropPage(services, QStringLiteral("MIDI"), MidiRows()) {}
+ZKPropMidi::ZKPropMidi(Program& program) : ZKPropPage(program, QStringLiteral("MIDI"), MidiRows()) {}
 
-ZKPropTones::ZKPropTones(ZKBasics& services) : ZKPropPage(services, QStringLiteral("Tones"), TonesRows()) {
+ZKPropTones::ZKPropTones(Program& program) : ZKPropPage(program, QStringLiteral("Tones"), TonesRows()) {
   auto* table = new QWidget(this);
   auto* grid = new QGridLayout(table);
   grid->setContentsMargins(0, 0, 0, 0);
@@ -164,14 +165,14 @@ void ZKPropTones::Fill(const std::function<int(int)>& value) {
 
 void ZKPropTones::OnInitDialog() {
   ZKPropPage::OnInitDialog();
-  Fill([this](int i) { return basics().MainTonesData(i, -1); });
+  Fill([this](int i) { return program().settings().MainTonesData(i, -1); });
 }
 
 void ZKPropTones::OnApply() {
   ZKPropPage::OnApply();
   for (int i = 0; i < 3 * kToneNotes; ++i) {
     const QSpinBox* box = entries_[static_cast<std::size_t>(i)];
-    basics().MainTonesData(i, box->value() - box->minimum());
+    program().settings().MainTonesData(i, box->value() - box->minimum());
   }
 }
 
@@ -181,10 +182,11 @@ void ZKPropTones::RestoreDefaults() {
   Fill([&](int i) { return defaults.tonesData[i]; });
 }
 
-ZKPropMisc::ZKPropMisc(ZKBasics& services, PreferencesHost& host)
-    : ZKPropPage(services, QStringLiteral("Miscellaneous"), MiscRows()) {
-  program_ = AddFolder(tr("&Program folder"), tr("Where the program and its resources lie; it finds them by itself."),
-                       !host.ExtendedMode());
+ZKPropMisc::ZKPropMisc(Program& program, PreferencesHost& host)
+    : ZKPropPage(program, QStringLiteral("Miscellaneous"), MiscRows()) {
+  programFolder_ =
+      AddFolder(tr("&Program folder"), tr("Where the program and its resources lie; it finds them by itself."),
+                !host.ExtendedMode());
   instruments_ = AddFolder(tr("&Instrument folder"), tr("Where instrument modules are installed."), false);
   data_ = AddFolder(tr("&Data folder"), tr("Where your sounds and the studio are kept."), false);
 }
@@ -214,9 +216,9 @@ QLineEdit* ZKPropMisc::AddFolder(const QString& label, const QString& help, bool
 
 void ZKPropMisc::OnInitDialog() {
   ZKPropPage::OnInitDialog();
-  program_->setText(FromUtf8(basics().paths().MainGetProgramPath()));
-  instruments_->setText(FromUtf8(basics().paths().MainGetInstrPath()));
-  data_->setText(FromUtf8(basics().paths().MainGetDataPath()));
+  programFolder_->setText(FromUtf8(program().paths().MainGetProgramPath()));
+  instruments_->setText(FromUtf8(program().paths().MainGetInstrPath()));
+  data_->setText(FromUtf8(program().paths().MainGetDataPath()));
 }
 
 void ZKPropMisc::ApplyFolder(QLineEdit* edit, const std::string& now,
@@ -229,21 +231,21 @@ void ZKPropMisc::ApplyFolder(QLineEdit* edit, const std::string& now,
   const std::filesystem::path probe = folder / ".tonalith-write-test";
   std::FILE* file = error || folder.is_relative() ? nullptr : std::fopen(probe.c_str(), "wxe");
   if (!file) {
-    basics().prompts().Say("Preferences", "The folder\n" + wanted + "\ncannot be written to. It was not changed.");
+    program().prompts().Say("Preferences", "The folder\n" + wanted + "\ncannot be written to. It was not changed.");
     return;
   }
   std::fclose(file);
   std::filesystem::remove(probe, error);
   store(wanted);
-  basics().prompts().Say("Preferences", "The folder\n" + wanted +
-                                            "\nis used after the program was started again.\nFiles in the former "
-                                            "folder stay where they are.");
+  program().prompts().Say("Preferences", "The folder\n" + wanted +
+                                             "\nis used after the program was started again.\nFiles in the former "
+                                             "folder stay where they are.");
 }
 
 void ZKPropMisc::OnApply() {
   ZKPropPage::OnApply();
-  Paths& paths = basics().paths();
-  ApplyFolder(program_, paths.MainGetProgramPath(), [&](const std::string& to) { paths.MainSetProgramPath(to); });
+  Paths& paths = program().paths();
+  ApplyFolder(programFolder_, paths.MainGetProgramPath(), [&](const std::string& to) { paths.MainSetProgramPath(to); });
   ApplyFolder(instruments_, paths.MainGetInstrPath(), [&](const std::string& to) { paths.MainSetInstrPath(to); });
   ApplyFolder(data_, paths.MainGetDataPath(), [&](const std::string& to) { paths.MainSetDataPath(to); });
 }

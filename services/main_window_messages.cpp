@@ -45,8 +45,7 @@ std::int64_t MainWindowMessages::SendMessage(MainWindowMessage message, std::int
 }
 
 bool MainWindowMessages::TransmitFile(const std::string& path, int port) {
-  const FileSender& send = window_.transmitFile ? window_.transmitFile : transmitFile_;
-  return send && send(path, port);
+  return transmitFile_ && transmitFile_(path, port);
 }
 
 }  // namespace tonalith

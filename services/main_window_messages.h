@@ -17,14 +17,12 @@ class MainWindowMessages {
  public:
   // A file straight to an instrument: port from 1, 0 for the one the data names.  False: nothing was begun.
   using FileSender = std::function<bool(const std::string& path, int port)>;
-  // What the window does.  What is empty is done, or answered, as without a main window.
+  // What only a window does.  What is empty is answered as without a main window.
   struct Window {
-    FileSender transmitFile;
     std::function<void()> openUpdateDialog;
   };
 
-  // Registers as the main window of the scripts.  `transmitFile`: how files are sent without a window.  The others
-  // outlive this.
+  // Registers as the main window of the scripts.  An empty `transmitFile` sends nothing.  The others outlive this.
   MainWindowMessages(ScriptRouter& router, ZKAppVars& appVars, FileSender transmitFile = {});
   MainWindowMessages(const MainWindowMessages&) = delete;
   MainWindowMessages& operator=(const MainWindowMessages&) = delete;

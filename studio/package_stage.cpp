@@ -6,6 +6,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
@@ -194,7 +195,7 @@ Result MainModule(const std::vector<PackageModule>& modules, const std::string& 
 }
 
 StagedPackage::StagedPackage(const fs::path& instruments) : instruments_(instruments) {
-  static int counter = 0;
+  static std::atomic<int> counter{0};  // names in a folder that other threads and processes stage in as well
   SweepStaging(instruments);
   stage_ = instruments / (kStagingPrefix + std::to_string(::getpid()) + "-" + std::to_string(++counter));
 }

@@ -127,9 +127,7 @@ void PVMidiPorts::accept() {
 }
 
 bool PVAskPorts(Prompts& prompts, MidiDirection direction, const std::string& profile) {
-  static bool asked[2] = {};
   const bool in = direction == MidiDirection::Input;
-  if (std::exchange(asked[in ? 0 : 1], true)) return false;
   const char* section = in ? "Midi In Ports" : kAskPortsSection;
   if (!profile.empty() && IniFile(profile).GetInt(section, kAskPortsKey, 0) != 0) return false;
   bool never = false;

@@ -62,8 +62,8 @@ class PVMidiOut final : public PVMidiPorts {
 inline constexpr char kAskPortsSection[] = "Midi Out Ports";
 inline constexpr char kAskPortsKey[] = "DoNotAsk";
 
-// Asks whether ports shall be chosen now because none is.  True: yes.  Not asked again in this run, and never again
-// when the user checks the box (kept in the INI file `profile`).
+// Asks whether ports shall be chosen now because none is.  True: yes.  Never asked again when the user checks the box
+// (kept in the INI file `profile`).
 bool PVAskPorts(Prompts& prompts, MidiDirection direction, const std::string& profile);
 inline bool PVAskPortsOut(Prompts& prompts, const std::string& profile) {
   return PVAskPorts(prompts, MidiDirection::Output, profile);

@@ -24,9 +24,6 @@ constexpr char kTitle[] = "AutoSense";
 constexpr std::int64_t kCloseWaitMs = 3000;
 constexpr int kAfterMs = 100;
 
-bool rowCancelled = false;       // of the searches of one operation; user-interface thread
-bool missingPortsShown = false;  // once a run of the program
-
 QString RemainingText(std::int64_t ms) {
   if (ms < 0) return {};
   const std::int64_t seconds = (ms + 999) / 1000;
@@ -48,12 +45,12 @@ bool InStudio(const ZKStudioDoc& studio, const ZKDrvList* instrument) {
 
 }  // namespace
 
-void BeginAutoConfigRow() {
-  rowCancelled = false;
+void BeginAutoConfigRow(const AutoConfigServices& services) {
+  services.memory->rowCancelled = false;
 }
 
-bool AutoConfigRowCancelled() {
-  return rowCancelled;
+bool AutoConfigRowCancelled(const AutoConfigServices& services) {
+  return services.memory->rowCancelled;
 }
 
 bool AutoConfigInstrument(ZKStudioDoc& studio, ZKDrvList* instrument, QWidget* studioWindow,
@@ -64,12 +61,12 @@ bool AutoConfigInstrument(ZKStudioDoc& studio, ZKDrvList* instrument, QWidget* s
                                      : "Internal Error!\n\nNo drivers loaded. Unable to proceed with AutoSense");
     return false;
   }
-  if (mode == AutoConfigMode::Quiet && rowCancelled) return false;
+  if (mode == AutoConfigMode::Quiet && services.memory->rowCancelled) return false;
   const std::string missing = AutoConfigMissingPorts(services.in->InPorts(), services.out->MaxOutPorts());
   if (!missing.empty()) {
     // In a row of instruments one box is enough; who asks for the search gets an answer each time.
-    if (missingPortsShown && mode == AutoConfigMode::Quiet) return false;
-    missingPortsShown = true;
+    if (services.memory->missingPortsShown && mode == AutoConfigMode::Quiet) return false;
+    services.memory->missingPortsShown = true;
     services.prompts->Say("AutoSense MIDI Ports Setup", missing);
     if (services.choosePorts) services.choosePorts();
     return false;
@@ -286,7 +283,7 @@ void DrvAutoConfig::OnCancel() {
 }
 
 void DrvAutoConfig::OnCancelAll() {
-  rowCancelled = true;
+  services_.memory->rowCancelled = true;
   if (control_) control_->cancelState = AutoConfigCancel::All;
   OnCancel();
 }

@@ -17,8 +17,15 @@ namespace tonalith {
 
 class StudioPorts;
 
+// What searches remember of each other.
+struct AutoConfigMemory {
+  bool rowCancelled = false;       // of the searches of one operation
+  bool missingPortsShown = false;  // once a run of the program
+};
+
 // What a search needs of the program; everything must outlive the dialog.
 struct AutoConfigServices {
+  std::shared_ptr<AutoConfigMemory> memory = std::make_shared<AutoConfigMemory>();
   MidiOut* out = nullptr;
   MidiIn* in = nullptr;
   TransferEngine* transfers = nullptr;
@@ -40,8 +47,8 @@ enum class AutoConfigMode {
 };
 
 // "Cancel All" ends the row of searches that was begun; a new operation begins a new row.
-void BeginAutoConfigRow();
-bool AutoConfigRowCancelled();
+void BeginAutoConfigRow(const AutoConfigServices& services);
+bool AutoConfigRowCancelled(const AutoConfigServices& services);
 
 // Searches one instrument of the studio with a dialog.  True: found, and the studio has its ports and channels.
 bool AutoConfigInstrument(ZKStudioDoc& studio, ZKDrvList* instrument, QWidget* studioWindow,

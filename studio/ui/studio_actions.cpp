@@ -208,9 +208,9 @@ void TZKDrvLst::OnInstallFromWeb() {
 void TZKDrvLst::SenseQueued() {
   const auto added = studio_.TakeQueued();
   if (added.empty() || !host_.autoConfig() || host_.settings().Value(SettingId::MainAutoConfigInstruments) == 0) return;
-  BeginAutoConfigRow();
+  BeginAutoConfigRow(*host_.autoConfig());
   for (ZKDrvList* instrument : added) {
-    if (AutoConfigRowCancelled()) break;
+    if (AutoConfigRowCancelled(*host_.autoConfig())) break;
     if (studio_.GetInstrumentDrvList(instrument))
       AutoConfigInstrument(studio_, instrument, this, *host_.autoConfig(), AutoConfigMode::Quiet);
   }
@@ -220,9 +220,9 @@ void TZKDrvLst::SenseQueued() {
 void TZKDrvLst::OnAutoSense() {
   const auto instruments = SelectedInstruments();
   if (instruments.empty() || !host_.autoConfig()) return;
-  BeginAutoConfigRow();
+  BeginAutoConfigRow(*host_.autoConfig());
   for (ZKDrvList* instrument : instruments) {
-    if (AutoConfigRowCancelled()) break;
+    if (AutoConfigRowCancelled(*host_.autoConfig())) break;
     if (studio_.GetInstrumentDrvList(instrument))
       AutoConfigInstrument(studio_, instrument, this, *host_.autoConfig(),
                            instruments.size() > 1 ? AutoConfigMode::Quiet : AutoConfigMode::Ask);

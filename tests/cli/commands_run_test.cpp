@@ -156,6 +156,16 @@ TEST(RunCommand, Conversations) {
   EXPECT_NE(broken.out.find("RESULT 0\n"), std::string::npos);
 }
 
+// The main window's variables are there without a window, for each run anew.
+TEST(RunCommand, ApplicationVariables) {
+  for (int run = 0; run < 2; ++run) {
+    const RunOutput output = RunScriptCommand("SetAppVar 1 42\nGetAppVar 1\n", {});
+    EXPECT_EQ(output.status, 0) << output.err;
+    EXPECT_NE(output.out.find(" X 42 "), std::string::npos) << output.out;
+  }
+  EXPECT_NE(RunScriptCommand("GetAppVar 1\n", {}).out.find(" X -1 "), std::string::npos);
+}
+
 TEST(RunCommand, CodeAndMistakes) {
   const RunOutput hex = RunScriptCommand("0E 05 07 00 00 00 07\n0E 01 08 05 07 FF\n", {"--x", "-3"});
   EXPECT_EQ(hex.out, "RESULT 0\nW 0 X 7 Y 0 Z 0\nV10 0\n");

@@ -407,6 +407,14 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
   EXPECT_TRUE(a.dispatcher.RunUntil([&] { return b->heard == 4; }, SystemClock().NowUs() + 5'000'000));
   EXPECT_EQ(a.heard, 0u);
 
+  // A file goes to the instrument without a window; no script can name one.
+  const std::string file = Path("dump.syx");
+  ASSERT_TRUE(WriteFileAtomically(file, std::string_view("\xF0\x7D\x02\xF7")));
+  const auto address = static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(file.c_str()));
+  EXPECT_EQ(a.Ask(MainWindowMessage::TransmitFile, 1, address), 0);
+  EXPECT_EQ(a.program->mainWindow().SendMessage(MainWindowMessage::TransmitFile, 1, address), 1);
+  EXPECT_TRUE(a.dispatcher.RunUntil([&] { return a.heard == 4; }, SystemClock().NowUs() + 5'000'000));
+
   // Data that a thread releases is told on each one's main thread; the end of one leaves the other at work.
   std::vector<char> told;
   const DataFileWatch watchA(a.program->dataFileObservers(), [&](const DataFile*) { told.push_back('a'); });

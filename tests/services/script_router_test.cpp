@@ -65,7 +65,7 @@ TEST_F(RouterTest, ScriptsReachTheirReceivers) {
   ZKAppVars vars;
   MainWindowMessages mainWindow(router_, vars);
   int updates = 0;
-  mainWindow.SetWindow({{}, [&] { ++updates; }});
+  mainWindow.SetWindow({[&] { ++updates; }});
   const auto editor = router_.RegisterReceiver(kEditor, [&](const ScriptMessage& message) -> std::int64_t {
     EXPECT_EQ(std::this_thread::get_id(), here);
     if (message.request) {  // what a request brings back lies in its record

@@ -62,12 +62,12 @@ TEST_F(AutosenseTest, NotThereTriedAgainAndCancelled) {
   ASSERT_NE(Button(dialog, "&Try Again"), nullptr);
   ClickMouse(Button(dialog, "&Try Again"));
   EXPECT_TRUE(dialog.Searching());
-  BeginAutoConfigRow();
+  BeginAutoConfigRow(*parts().studio.autoConfig());
   ClickMouse(Button(dialog, "Cancel &All"));
   EXPECT_FALSE(dialog.Searching());
   EXPECT_FALSE(dialog.isVisible());
-  EXPECT_TRUE(AutoConfigRowCancelled());
-  BeginAutoConfigRow();
+  EXPECT_TRUE(AutoConfigRowCancelled(*parts().studio.autoConfig()));
+  BeginAutoConfigRow(*parts().studio.autoConfig());
 }
 
 }  // namespace

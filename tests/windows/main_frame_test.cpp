@@ -21,6 +21,8 @@
 #include "services/desktop_file.h"
 #include "services/main_window_messages.h"
 #include "services/paths.h"
+#include "midi/port_system.h"
+#include "script/transfer_engine.h"
 #include "services/program.h"
 #include "services/settings.h"
 #include "services/zkbasics.h"

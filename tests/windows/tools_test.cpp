@@ -16,6 +16,7 @@
 #include "platform/log.h"
 #include "services/paths.h"
 #include "services/settings.h"
+#include "services/program.h"
 #include "services/zkbasics.h"
 #include "tools/ui/graphic_monitor.h"
 #include "tools/ui/monitor_window.h"
@@ -146,7 +147,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
     int index;
     const char* tab;
   };
-  PreferencesSheet sheet(basics(), parts().options, &frame());
+  PreferencesSheet sheet(*program_->program(), parts().options, &frame());
   ASSERT_EQ(sheet.pages().size(), 4U);
   for (const Page& page : {Page{0, "Studio"}, Page{1, "MIDI"}, Page{2, "Tones"}, Page{3, "Miscellaneous"}}) {
     EXPECT_EQ(sheet.tabs()->tabText(page.index), QLatin1String(page.tab));
@@ -178,7 +179,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
     }
   }
   basics().MainDelay(7);
-  PreferencesSheet other(basics(), parts().options, &frame());
+  PreferencesSheet other(*program_->program(), parts().options, &frame());
   auto* delay = qobject_cast<QSpinBox*>(other.pages()[1]->ControlOf(SettingId::MainDelay));
   ASSERT_NE(delay, nullptr);
   EXPECT_FALSE(other.applyButton()->isEnabled());
