@@ -26,9 +26,9 @@ void RecentFiles::Load(int limit) {
 }
 
 Result RecentFiles::Used(const std::string& path) {
-  const std::string used = path;  // may be one of the list
-  std::erase(paths_, used);
-  paths_.insert(paths_.begin(), used);
+  // `path` may be one of the list: nothing goes before the new first entry stands.
+  paths_.insert(paths_.begin(), path);
+  paths_.erase(std::remove(paths_.begin() + 1, paths_.end(), paths_.front()), paths_.end());
   if (paths_.size() > limit_) paths_.resize(limit_);
   return Store();
 }
