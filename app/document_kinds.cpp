@@ -46,10 +46,12 @@ Result LoadRawSysEx(const std::string& path, std::unique_ptr<Document>* document
 
 void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, DocumentRegistry& registry,
                            DocumentWindows& windows) {
+  registry.RegisterMaker(FileKind::Data, [] { return std::make_unique<ZKBankDoc>(nullptr); });
   registry.RegisterLoader(FileKind::Data, LoadData);
   windows.RegisterWindow(FileKind::Data, [](std::unique_ptr<Document> document, WindowContext& context) {
     return new TZKBank(As<ZKBankDoc>(std::move(document)), context);
   });
+  registry.RegisterMaker(FileKind::SysEx, [] { return std::make_unique<RawSysExDocument>(); });
   registry.RegisterLoader(FileKind::SysEx, LoadRawSysEx);
   windows.RegisterWindow(FileKind::SysEx, [frame, &files](std::unique_ptr<Document> document, WindowContext& context) {
     return new RawSysExWindow(As<RawSysExDocument>(std::move(document)), context,

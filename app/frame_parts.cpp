@@ -28,6 +28,7 @@ FrameParts::FrameParts(const FrameContext& context)
       recent(frame),
       windowContext(frame, recent, transfers),
       documents(frame, windowContext),
+      autosave(frame, registry, documents),
       studio(frame, documents),
       files(frame, registry, documents, recent, Line6Mode(frame.program)),
       recognised(frame, registry, files, studio),
@@ -36,9 +37,9 @@ FrameParts::FrameParts(const FrameContext& context)
       firstSteps(frame, studio),
       options(frame, midi),
       help(frame),
-      quit(frame, transfers, midi),
+      quit(frame, transfers, midi, autosave),
       manualDumps(frame, studio),
-      hosts(frame, {files, desktops, studio, firstSteps, transfers, midi}) {
+      hosts(frame, {files, autosave, desktops, studio, firstSteps, transfers, midi}) {
   RegisterDocumentKinds(frame, transfers.files(), registry, documents);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/autosave.h"
 #include "app/desktop_files.h"
 #include "app/document_windows.h"
 #include "app/file_opening.h"
@@ -33,6 +34,7 @@ struct FrameParts {
   RecentFilesMenu recent;
   FrameWindowContext windowContext;
   DocumentWindows documents;
+  Autosave autosave;
   StudioCommands studio;
   FileOpening files;
   RecognisedFiles recognised;

@@ -26,34 +26,22 @@ const std::vector<PreferenceRow>& StudioRows() {
   static const std::vector<PreferenceRow> rows = {
       {SettingId::MainAutoUpdate, Control::Check,
        "Data that is opened takes the ports, channels and scripts of its instrument in the studio."},
-      {SettingId::MainAutoGroup, Control::Check, "A Set of an instrument is opened without being asked for."},
-      {SettingId::MainPBayRevert, Control::Check, "The patch bay goes back to a patch of its own after each transfer."},
-      {SettingId::MainPBayRevertNum, Control::Number, "The patch the patch bay goes back to."},
       {SettingId::MainDrvOldDisplayStyle,
        Control::Choice,
        "How the studio window shows its instruments.",
        {"Off", "Select instrument", "Select instrument Graphic", "Studio"}},
       {SettingId::MainAutoConfigInstruments, Control::Check,
        "Ports and device number of an instrument are looked for when it is added to the studio."},
-      {SettingId::MainAutoAddRomBanks, Control::Check, "New Sets also hold the banks that cannot be changed."},
-      {SettingId::MainPchPopupSelect, Control::Check, "Asks which patch number single data is sent to."},
       {SettingId::MainAutoDefinePatchesAndBanks,
        Control::Choice,
        "Numbers and names of banks are taken from the instrument's module for new data.",
        {"Off", "On", "Auto"}},
-      {SettingId::MainAutoLoadTempElements,
-       Control::Choice,
-       "Where new elements of a Set get their MIDI channel from.",
-       {"MIDI Channel", "Auto with Smart Port", "Auto with Default MIDI In Port"}},
       {SettingId::MainAutoSenseOnProgramExecution, Control::Check,
        "Ports and device numbers of all instruments are looked for when the program starts."},
-      {SettingId::MainAutoHide, Control::Check, "The studio window makes room when a Set is opened."},
       {SettingId::MainReceiveManualBulkDumps,
        Control::Choice,
        "What happens to data that an instrument sends on its own.",
        {"Off", "Ask", "Without asking"}},
-      {SettingId::MainCreateVstxml, Control::Check, "Plug-in parameter descriptions are written with the data."},
-      {SettingId::PatchBayMode, Control::Check, "Instruments may be reached through a patch bay."},
   };
   return rows;
 }
@@ -93,13 +81,11 @@ const std::vector<PreferenceRow>& MiscRows() {
        Control::Choice,
        "Where the control bar lies.",
        {"Top left", "Top right", "Bottom left", "Bottom right"}},
-      {SettingId::MainNoRegExtensions, Control::Check, "File managers do not learn which files this program opens."},
       {SettingId::MainAutoSave, Control::Check, "Files that are open are saved from time to time."},
       {SettingId::MainAutoSaveLoadDesktop, Control::Check,
        "The windows that are open at the end are opened again at the next start."},
       {SettingId::MainApplicationControlBar, Control::Check, "The bar with pictures below the menus."},
       {SettingId::MainAutoSaveMinutes, Control::Number, "The time between two automatic saves."},
-      {SettingId::MainOscLimits, Control::Check, "Values that come over the network are kept inside their range."},
   };
   return rows;
 }

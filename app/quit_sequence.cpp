@@ -1,28 +1,23 @@
 #include "app/quit_sequence.h"
 
 #include <QApplication>
-#include <QDateTime>
 #include <QEventLoop>
 #include <QMainWindow>
 #include <QProgressDialog>
 #include <QTimer>
 
+#include "app/autosave.h"
 #include "app/child_windows.h"
 #include "app/command_menus.h"
 #include "app/midi_commands.h"
 #include "app/window_transfers.h"
-#include "data/patch_names.h"
 #include "midi/port_system.h"
-#include "platform/atomic_file.h"
 #include "platform/clock.h"
 #include "platform/log.h"
 #include "platform/prompts.h"
 #include "script/transfer_engine.h"
-#include "services/paths.h"
 #include "services/program.h"
 #include "studio/studio_document.h"
-#include "ui/document_window.h"
-#include "ui/qt_text.h"
 
 namespace tonalith {
 
@@ -48,8 +43,9 @@ constexpr const char* kBreakOffWarning =
 
 }  // namespace
 
-QuitSequence::QuitSequence(const FrameContext& frame, WindowTransfers& transfers, MidiCommands& midi)
-    : frame_(frame), transfers_(transfers), midi_(midi) {
+QuitSequence::QuitSequence(const FrameContext& frame, WindowTransfers& transfers, MidiCommands& midi,
+                           Autosave& autosave)
+    : frame_(frame), transfers_(transfers), midi_(midi), autosave_(autosave) {
   frame_.menus.Register(CommandId::FileExit, {[this] { frame_.window.close(); }});
 }
 
@@ -63,7 +59,7 @@ bool QuitSequence::Close() {
   // The session may end while a question is open.
   if (!asked || !ends) {
     transfers_.StopOutputs();
-    KeepUnsaved();
+    autosave_.LeaveForNextStart();
   }
   quitting_ = true;
   frame_.program.transfers().CancelAll();
@@ -71,7 +67,7 @@ bool QuitSequence::Close() {
   return true;
 }
 
-// ---- with questions -------------------------------------------------------------------------------------------------
+// ---- questions ------------------------------------------------------------------------------------------------------
 
 bool QuitSequence::OnClose() {
   MidiOut& out = frame_.program.out();
@@ -138,29 +134,6 @@ bool QuitSequence::WaitForOutput() {
     return true;
   }
   return true;
-}
-
-// ---- without --------------------------------------------------------------------------------------------------------
-
-void QuitSequence::KeepUnsaved(DocumentWindow* window, const std::string& folder, const std::string& ending) {
-  if (window->document().IsBusy()) window->GiveUpWork();
-  const std::string file = folder + "/" + FixInvalidFilenameCharacters(window->document().Title()) + " " + ending +
-                           "." + window->document().Extension();
-  Result kept = MakeFolders(folder);
-  if (kept.ok()) kept = window->document().SaveCopy(file);
-  MonitorMsg("%s", kept.ok() ? ("Unsaved changes were kept as " + file).c_str() : kept.text.c_str());
-}
-
-void QuitSequence::KeepUnsaved() {
-  const std::string folder = frame_.program.paths().MainGetDataPath() + "/Recovered";
-  const std::string stamp = ToUtf8(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH.mm.ss")));
-  int count = 0;
-  for (ZKWindow* child : frame_.children.All()) {
-    auto* window = qobject_cast<DocumentWindow*>(child);
-    if (!window || !window->document().IsModified()) continue;
-    KeepUnsaved(window, folder, stamp + (count ? " " + std::to_string(count + 1) : ""));
-    ++count;
-  }
 }
 
 }  // namespace tonalith

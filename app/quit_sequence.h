@@ -8,7 +8,7 @@
 
 namespace tonalith {
 
-class DocumentWindow;
+class Autosave;
 class MidiCommands;
 class WindowTransfers;
 
@@ -19,9 +19,9 @@ class QuitSequence final : public QObject {
 
  public:
   // Registers the command.  All of it must outlive this.
-  QuitSequence(const FrameContext& frame, WindowTransfers& transfers, MidiCommands& midi);
+  QuitSequence(const FrameContext& frame, WindowTransfers& transfers, MidiCommands& midi, Autosave& autosave);
 
-  // From now on nothing is asked (end of the session): changes nobody saved are kept in the folder "Recovered".
+  // From now on nothing is asked (end of the session): changes nobody saved are left to the next start.
   void SetQuitting() { quitting_ = true; }
   // The window was asked to close.  False: it stays.
   bool Close();
@@ -32,12 +32,11 @@ class QuitSequence final : public QObject {
   bool MayBreakOff();
   bool WaitForOutput();
   void LetTransfersEnd();
-  void KeepUnsaved();
-  void KeepUnsaved(DocumentWindow* window, const std::string& folder, const std::string& ending);
 
   FrameContext frame_;
   WindowTransfers& transfers_;
   MidiCommands& midi_;
+  Autosave& autosave_;
   bool quitting_ = false;
   bool asking_ = false;
 };

@@ -4,6 +4,7 @@
 #include <QTimer>
 #include <memory>
 
+#include "app/autosave.h"
 #include "app/command_menus.h"
 #include "app/desktop_files.h"
 #include "app/file_opening.h"
@@ -41,6 +42,10 @@ ServiceHosts::~ServiceHosts() {
 
 bool ServiceHosts::OpenFile(const std::string& path, int hint) {
   return parts_.files.OpenFile(path, hint);
+}
+
+void ServiceHosts::OfferRecovery() {
+  parts_.autosave.Offer();
 }
 
 bool ServiceHosts::LoadWorkspace(const std::string& path) {

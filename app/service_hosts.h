@@ -5,6 +5,7 @@
 
 namespace tonalith {
 
+class Autosave;
 class DesktopFiles;
 class FileOpening;
 class FirstSteps;
@@ -17,6 +18,7 @@ class ServiceHosts final : public DocumentsHost, public StudioHost, public Trans
  public:
   struct Parts {
     FileOpening& files;
+    Autosave& autosave;
     DesktopFiles& desktops;
     StudioCommands& studio;
     FirstSteps& firstSteps;
@@ -31,6 +33,7 @@ class ServiceHosts final : public DocumentsHost, public StudioHost, public Trans
 
   // ---- DocumentsHost
   bool OpenFile(const std::string& path, int hint) override;
+  void OfferRecovery() override;
   bool LoadWorkspace(const std::string& path) override;
   bool SaveWorkspace(const std::string& path) override;
   void ReleaseLater(DataFilePtr dataFile) override;

@@ -167,6 +167,11 @@ void Document::RemoveAutosave() {
   recovery_ = nullptr;
 }
 
+void Document::LeaveAutosave() {
+  autosaveFile_.clear();
+  recovery_ = nullptr;
+}
+
 Result Document::Recover(RecoveryFolder& folder, const RecoverableFile& file) {
   if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
   RecoverableFile about;

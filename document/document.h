@@ -42,7 +42,7 @@ class Document {
 
   Document(const Document&) = delete;
   Document& operator=(const Document&) = delete;
-  // Removes the autosave file: a document that goes in order needs no recovery.
+  // Removes the autosave file, unless it was left: a document that goes in order needs no recovery.
   virtual ~Document();
 
   // --- What it is
@@ -114,6 +114,8 @@ class Document {
   // nothing has changed since the last call.  A busy document is left for later (success).
   Result Autosave(RecoveryFolder& folder);
   void RemoveAutosave();
+  // What was kept stays when the document goes, for the next start.
+  void LeaveAutosave();
   // Takes the content of a file that a killed program left, with its path; it counts as modified.  The file is removed
   // once the content is kept again.
   Result Recover(RecoveryFolder& folder, const RecoverableFile& file);

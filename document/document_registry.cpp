@@ -7,6 +7,10 @@
 
 namespace tonalith {
 
+void DocumentRegistry::RegisterMaker(FileKind kind, Maker maker) {
+  makers_[kind] = std::move(maker);
+}
+
 void DocumentRegistry::RegisterLoader(FileKind kind, Loader loader) {
   loaders_[kind] = std::move(loader);
 }
@@ -25,6 +29,11 @@ DocumentRegistry::Way DocumentRegistry::WayOf(const std::string& path, int hint)
 
 bool DocumentRegistry::Opens(FileKind kind) const {
   return loaders_.count(kind) != 0 || openers_.count(kind) != 0;
+}
+
+std::unique_ptr<Document> DocumentRegistry::Make(FileKind kind) const {
+  const auto maker = makers_.find(kind);
+  return maker == makers_.end() ? nullptr : maker->second();
 }
 
 Result DocumentRegistry::Load(const std::string& path, std::unique_ptr<Document>* document, int hint) const {

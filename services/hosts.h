@@ -20,6 +20,8 @@ class DocumentsHost {
     (void)path, (void)hint;
     return false;
   }
+  // Offers what earlier sessions left unsaved.
+  virtual void OfferRecovery() {}
   virtual bool LoadWorkspace(const std::string& path) {
     (void)path;
     return false;

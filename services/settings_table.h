@@ -2,8 +2,9 @@
 
 // The one table of the number settings.  A row gives, from left to right: accessor, record field, type, section and key
 // in the preferences file (none: the default holds until the user changes it), the value when the key is missing,
-// lowest and highest value of the field, how the key's value becomes the field's, page of the preferences dialog, and
-// label. The record, the accessors, the defaults, the checks after loading and the pages are all made from it.
+// lowest and highest value of the field, how the key's value becomes the field's, page of the preferences dialog (None:
+// it is not shown, as what has no effect must not be), and label. The record, the accessors, the defaults and the checks
+// after loading are all made from it.
 
 // clang-format off
 #define TONALITH_NUMBER_SETTINGS(X) \
@@ -32,9 +33,9 @@
   X(MainAutoUpdate, autoUpdate, U8, nullptr, nullptr, 1, 0, 1, Plain, Studio, "Update data from the instrument settings") \
   X(MainWinActivate, winActivate, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Activate windows with the mouse") \
   X(MainHelpState, helpState, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "State of the help window") \
-  X(MainPBayRevert, pBayRevert, U8, nullptr, nullptr, 0, 0, 1, Plain, Studio, "Revert the patch bay after a transfer") \
-  X(MainPBayRevertNum, pBayRevertNum, U8, nullptr, nullptr, 0, 0, 127, Plain, Studio, "Patch bay patch to revert to") \
-  X(MainAutoGroup, autoGroup, U8, nullptr, nullptr, 0, 0, 1, Plain, Studio, "Open new Sets automatically") \
+  X(MainPBayRevert, pBayRevert, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Revert the patch bay after a transfer") \
+  X(MainPBayRevertNum, pBayRevertNum, U8, nullptr, nullptr, 0, 0, 127, Plain, None, "Patch bay patch to revert to") \
+  X(MainAutoGroup, autoGroup, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Open new Sets automatically") \
   X(MainGrpSplit, grpSplit, U16, nullptr, nullptr, 200, 0, 65535, Plain, None, "Divider of Set windows") \
   X(MainDBaseSplit, dBaseSplit, U16, nullptr, nullptr, 200, 0, 65535, Plain, None, "Divider of Collection windows") \
   X(MainGroupViewMode, groupViewMode, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "View of Set windows") \
@@ -62,10 +63,10 @@
   X(MainLibNumMix, libNumMix, U16, nullptr, nullptr, 32, 1, 512, Plain, Library, "Results of Mix All") \
   X(MainLibCol, libCol, U8, nullptr, nullptr, 1, 0, 255, Plain, Library, "Columns") \
   X(MainBankSaveCurrentPatchEdits, bankSaveCurrentPatchEdits, U8, nullptr, nullptr, 0, 0, 2, Plain, Bank, "Save edits of the current patch") \
-  X(MainAutoAddRomBanks, autoAddRomBanks, U8, nullptr, nullptr, 0, 0, 1, Plain, Studio, "Add ROM banks to new Sets") \
+  X(MainAutoAddRomBanks, autoAddRomBanks, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Add ROM banks to new Sets") \
   X(MainBankSplitInGroup, bankSplitInGroup, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Split bank views in Sets") \
   X(MainApplicationControlBar, applicationControlBar, U8, nullptr, nullptr, 1, 0, 1, Plain, Miscellaneous, "Show the control bar") \
-  X(MainPchPopupSelect, pchPopupSelect, U8, nullptr, nullptr, 0, 0, 1, Plain, Studio, "Ask for the patch number on transfers") \
+  X(MainPchPopupSelect, pchPopupSelect, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Ask for the patch number on transfers") \
   X(MainMidiMonitorOpen, midiMonitorOpen, U8, "Preferences", "Open Monitor View", 0, 0, 1, Plain, None, "Open the MIDI monitor at start") \
   X(MainDBaseOpen, dBaseOpen, U8, "Preferences", "Open Collection View", 0, 0, 1, Plain, None, "Open the Collection window at start") \
   X(MainFileListOpen, fileListOpen, U8, "Preferences", "Open Set View", 0, 0, 1, Plain, None, "Open the Set window at start") \
@@ -75,7 +76,7 @@
   X(MainAutoDefinePatchesAndBanks, autoDefinePatchesAndBanks, U8, "Preferences", "Auto Define Patches And Banks", 0, 0, 2, Plain, Studio, "Define patches and banks automatically") \
   X(MainNoMouseLimit, noMouseLimit, U8, "Preferences", "No Mouse Limit", 1, 0, 1, Plain, Patch, "Mouse moves are not limited to the control") \
   X(MainIncludeRealTimeEvents, includeRealTimeEvents, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Include real-time messages in MIDI thru") \
-  X(MainAutoLoadTempElements, autoLoadTempElements, U8, "Preferences", "Auto Load Temp Elements", 2, 0, 2, Plain, Studio, "New Set elements") \
+  X(MainAutoLoadTempElements, autoLoadTempElements, U8, "Preferences", "Auto Load Temp Elements", 2, 0, 2, Plain, None, "New Set elements") \
   X(MainAutoSenseOnProgramExecution, autoSenseOnProgramExecution, U8, "Preferences", "Auto Sense On Program Execution", 0, 0, 1, Plain, Studio, "Sense instruments at start") \
   X(MainToolbarCorner, toolbarCorner, U8, nullptr, nullptr, 0, 0, 3, Plain, Miscellaneous, "Corner of the tool bar") \
   X(MainBankSplit, bankSplit, U16, nullptr, nullptr, 200, 0, 65535, Plain, None, "Divider of bank windows") \
@@ -88,15 +89,15 @@
   X(MainLibAddMode, libAddMode, U8, nullptr, nullptr, 3, 0, 3, Plain, Library, "Adding patches") \
   X(MainLibAddSortMode, libAddSortMode, U8, nullptr, nullptr, 0, 0, 255, Plain, Library, "Sorting of added patches") \
   X(MainBankRespondToPatchChange, bankRespondToPatchChange, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Respond to patch changes") \
-  X(MainNoRegExtensions, noRegExtensions, U8, nullptr, nullptr, 0, 0, 1, Plain, Miscellaneous, "Do not register file types") \
+  X(MainNoRegExtensions, noRegExtensions, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Do not register file types") \
   X(MainBankViewMode, bankViewMode, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "View of bank windows") \
   X(MainLibViewMode, libViewMode, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "View of Library windows") \
   X(MainDBaseViewMode, dBaseViewMode, U8, nullptr, nullptr, 0, 0, 255, Plain, Collection, "View") \
   X(MainMidiXPort, midiXPort, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "Port of raw SysEx windows") \
-  X(MainAutoHide, autoHide, U8, nullptr, nullptr, 0, 0, 1, Plain, Studio, "Hide the studio when a Set opens") \
+  X(MainAutoHide, autoHide, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Hide the studio when a Set opens") \
   X(MainCubaseVersion, cubaseVersion, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "Cubase version") \
   X(MainLockToMouse, lockToMouse, U8, "Preferences", "Lock to Mouse", 0, 0, 1, Plain, Patch, "Lock controls to the mouse") \
-  X(MainCreateVstxml, createVstxml, U8, nullptr, nullptr, 0, 0, 1, Plain, Studio, "Write plug-in parameter descriptions") \
+  X(MainCreateVstxml, createVstxml, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Write plug-in parameter descriptions") \
   X(MainUseMacAddress, useMacAddress, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Use the network address") \
   X(MainInvertScrollWheelInput, invertScrollWheelInput, U8, nullptr, nullptr, 0, 0, 1, Plain, Patch, "Invert the mouse wheel") \
   X(MainMidiThruLocalOff, midiThruLocalOff, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Local off while MIDI thru is on") \
@@ -104,7 +105,7 @@
   X(MainCreateProToolsMidnamFiles, createProToolsMidnamFiles, U8, nullptr, nullptr, 0, 0, 1, Plain, Set, "Write MIDNAM patch name files") \
   X(MainLeftHandTouch, leftHandTouch, U8, nullptr, nullptr, 0, 0, 1, Plain, Patch, "Left-hand touch") \
   X(MainTouchScreenEditing, touchScreenEditing, U8, nullptr, nullptr, 0, 0, 1, Plain, Patch, "Touch screen editing") \
-  X(MainOscLimits, oscLimits, U8, nullptr, nullptr, 0, 0, 1, Plain, Miscellaneous, "Limit OSC values") \
+  X(MainOscLimits, oscLimits, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Limit OSC values") \
   X(MainReceiveManualBulkDumps, receiveManualBulkDumps, U8, nullptr, nullptr, 0, 0, 2, Plain, Studio, "Receive manual bulk dumps and create new SysEx") \
   X(MainHideUAC, hideUAC, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Hide permission notices") \
   X(MainGroupByType, groupByType, U8, nullptr, nullptr, 1, 0, 1, Plain, None, "Arrange Sets by type") \
@@ -119,7 +120,7 @@
   X(MainUseMidiTime, useMidiTime, U8, "MidiX Control", "UseMIDITime", 1, 0, 1, Plain, None, "Pace SysEx by the speed of a MIDI cable") \
   X(MainMidiTransferRate, midiTransferRate, U16, "MidiX Control", "MIDI Transfer Rate", 3125, 0, 65535, Plain, None, "Transfer rate (bytes per second)") \
   X(MainPatchBayDelay, patchBayDelay, U8, nullptr, nullptr, 2, 0, 255, Plain, None, "Delay after switching the patch bay (tenths of a second)") \
-  X(PatchBayMode, patchBayMode, U8, "Preferences", "Patch Bay Mode", 1, 0, 1, Plain, Studio, "Patch bay support")
+  X(PatchBayMode, patchBayMode, U8, "Preferences", "Patch Bay Mode", 1, 0, 1, Plain, None, "Patch bay support")
 
 // Text settings: accessor, record field, bytes with terminator, section, key.
 #define TONALITH_TEXT_SETTINGS(X) \

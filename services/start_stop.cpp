@@ -143,6 +143,8 @@ void StartStop::AfterShow() {
   const std::string desktop = program_->paths().DefaultDesktopFile();
   if (documents && program_->settings().MainAutoSaveLoadDesktop(-1) != 0 && FileExists(desktop))
     documents->LoadWorkspace(desktop);
+  // After the desktop, which closes every other window.
+  if (documents) documents->OfferRecovery();
   OpenFiles(commandLine_.files);
 }
 

@@ -250,36 +250,55 @@ Result StudioFile::WriteStudioFile(const std::filesystem::path& target) const {
 
 // --- Loading ---------------------------------------------------------------------------------------------------------
 
-// What is read of a damaged studio is loaded.  Neither it nor the studio saved before it may be lost by what is saved
-// from now on.
-int StudioFile::RecoverStudio() {
-  const std::filesystem::path source = parts_.around.paths.data / kStudioFileName;
-  const std::string former = source.string() + "~";
-  std::string damaged;
-  if (!SetAsideBroken(source.string(), kBadEnding, &damaged).ok()) damaged = source.string();
-  const std::string told = "The studio file\n" + source.string() +
-                           "\nis damaged.  What could be read of it is loaded.\nThe damaged file is kept as\n" +
-                           damaged;
+// `told` says what is wrong with the studio file.  Without a whole studio that was saved before it that is all; else
+// the user is asked, and a former studio that is not used now stays whatever is saved later.
+bool StudioFile::UseFormerStudio(const char* title, const std::string& told) {
+  const std::string former = (parts_.around.paths.data / kStudioFileName).string() + "~";
   std::vector<std::uint8_t> bytes;
   std::string error;
   if (!ReadWholeFile(former, bytes, kMaxStudioFile).ok() || !IsWholeStudio(bytes)) {
-    parts_.around.prompts.Say("File Error", told);
+    parts_.around.prompts.Say(title, told);
   } else if (parts_.around.Ask(told + "\n\nUse the studio as it was saved before that instead?")) {
-    if (ReadStudio(bytes, &error) == kDiskOk) return kDiskOk;
+    return ReadStudio(bytes, &error) == kDiskOk;
   } else {
     WriteFileAtomically((parts_.around.paths.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
   }
-  return kDiskReadError;
+  return false;
 }
 
-int StudioFile::LoadDefaultStudio(const std::vector<std::uint8_t>& bytes) {
+// What is read of a damaged studio is loaded.  Neither it nor the studio saved before it may be lost by what is saved
+// from now on.
+int StudioFile::RecoverStudio() {
   const std::string source = (parts_.around.paths.data / kStudioFileName).string();
+  std::string damaged;
+  if (!SetAsideBroken(source, kBadEnding, &damaged).ok()) damaged = source;
+  const std::string told = "The studio file\n" + source +
+                           "\nis damaged.  What could be read of it is loaded.\nThe damaged file is kept as\n" +
+                           damaged;
+  return UseFormerStudio("File Error", told) ? kDiskOk : kDiskReadError;
+}
+
+// A file that holds no studio, or cannot be read at all.  True: the former studio is used.
+bool StudioFile::ReplaceStudio(const char* title, const std::string& reason) {
+  SetAsideBroken((parts_.around.paths.data / kStudioFileName).string(), kBadEnding);
+  if (!UseFormerStudio(title, reason)) return false;
+  DrvSaveSetup(0);
+  return true;
+}
+
+int StudioFile::LoadDefaultStudio(const std::vector<std::uint8_t>& bytes, const Result& read) {
+  const std::filesystem::path source = parts_.around.paths.data / kStudioFileName;
+  std::error_code none;
+  if (!read.ok() && std::filesystem::exists(std::filesystem::symlink_status(source, none))) {
+    if (ReplaceStudio("File Error", read.text)) return kDiskOk;
+  } else if (read.ok() && bytes.empty()) {
+    if (ReplaceStudio("File Error", "The studio file\n" + source.string() + "\nis empty.")) return kDiskOk;
+  }
   std::string error;
   int code = bytes.empty() ? kDiskOk : ReadStudio(bytes, &error);
   if (code == kDiskCancelled) return code;
   if (code == kDiskNotOurs) {
-    parts_.around.prompts.Say("Tonalith", error);
-    SetAsideBroken(source, kBadEnding);
+    if (ReplaceStudio("Tonalith", error)) return kDiskOk;
   } else if (code == kDiskReadError) {
     code = RecoverStudio();
     // With nothing left of it, what is installed is a better start than an empty studio.
@@ -315,7 +334,7 @@ int StudioFile::DrvLoadSetup(int mode, const std::filesystem::path& folder, cons
   const Result read = ReadWholeFile(source.string(), bytes, kMaxStudioFile);
   if (plain) {
     studioFile_ = source;
-    return LoadDefaultStudio(bytes);
+    return LoadDefaultStudio(bytes, read);
   }
   if (!read.ok()) {
     parts_.around.prompts.Say("File Error", read.text);

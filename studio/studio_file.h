@@ -61,7 +61,9 @@ class StudioFile {
   int ReadRecords(const std::vector<std::uint8_t>& bytes, std::size_t* at);
   bool ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::size_t at);
   Result KeepFormerFile(const std::filesystem::path& target, const std::vector<std::uint8_t>& fresh) const;
-  int LoadDefaultStudio(const std::vector<std::uint8_t>& bytes);
+  int LoadDefaultStudio(const std::vector<std::uint8_t>& bytes, const Result& read);
+  bool UseFormerStudio(const char* title, const std::string& told);
+  bool ReplaceStudio(const char* title, const std::string& reason);
   int RecoverStudio();
 
   Parts parts_;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The program as a user starts it, under a display of its own: get a bank, rename a patch in place, send, save, quit,
-# start again, open the file, get again.  What was saved is checked with the command line tool.
+# start again, open the file, get again; kill it and recover.  What was saved is checked with the command line tool.
 set -u
 cd "$(dirname "$(readlink -f "$0")")/../.."
 BIN=${TONALITH_BIN:-build/bin}
@@ -137,4 +137,36 @@ kill -TERM "$PROGRAM"
 within 15 eval '! kill -0 $PROGRAM' || fail "SIGTERM did not end the program"
 wait "$PROGRAM"
 [ $? = 0 ] || fail "the program ended with an error"
+
+echo "a killed program loses ten seconds at most"
+ROOT=$WORK/killed
+start
+get_dx7_bank
+within 15 gone "MIDI I/O" || fail "the receive did not end"
+focus
+keys Down Down F2
+xdotool type --delay 30 "SURVIVES"
+keys Return
+# Killed ten seconds after the edit, whatever has been kept by then.
+sleep 10
+kill -KILL "$PROGRAM"
+wait "$PROGRAM" 2>/dev/null
+start
+within 10 window "Unsaved Changes" || fail "nothing was offered after the kill"
+import -window root build/window-recovery.png
+xdotool windowactivate --sync "$(window "Unsaved Changes" | tail -1)" 2>/dev/null
+keys Return
+within 10 gone "Unsaved Changes" || fail "the question stayed"
+focus
+keys ctrl+s
+within 10 window "Save Data As" || fail "no file dialog"
+sleep 0.3
+keys ctrl+a
+xdotool type --delay 15 "$WORK/survived.dat"
+keys Return
+within 10 test -s "$WORK/survived.dat" || fail "nothing was saved"
+names "$WORK/survived.dat" | awk -F'\t' '$3 == "SURVIVES" { found = 1 } END { exit !found }' ||
+  fail "the recovered bank does not hold the new name"
+quit
+[ -z "$(find "$ROOT" -name "*.autosave")" ] || fail "what is saved is still kept for recovery"
 echo "passed"

@@ -72,6 +72,7 @@ class Recorder final : public StartStopHost, public DocumentsHost, public Studio
   void ExitFramework() override { Note("exit"); }
   bool DrvLoadSetup(int which) override { return Note("studio " + std::to_string(which)); }
   bool LoadWorkspace(const std::string& path) override { return Note("desktop " + path); }
+  void OfferRecovery() override { Note("recovery"); }
   bool SaveWorkspace(const std::string& path) override {
     Note("save desktop");
     return WriteFileAtomically(path, "PVDT").ok();
@@ -132,17 +133,36 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
     EXPECT_EQ(GetPrivateProfileString("Preferences", "ExtendedMode", "-", Path("config/Corvane/Tonalith/v13/ZK.ini")),
               "0");
   }
-  EXPECT_EQ(host.notes,
-            (std::vector<std::string>{
-                "framework",     "edit init",     "services",   "monitor",      "frame",           "manuals 0",
-                "show",          "first open",    "recent 4",   "studio 0",     "open /x/one.PVS", "open /x/two.syx",
-                "save desktop",  "close window",  "clean bank", "clean studio", "clean bitmap",    "clean set",
-                "clean library", "clean monitor", "clean view", "sequencer",    "edit cleanup",    "exit"}));
+  EXPECT_EQ(host.notes, (std::vector<std::string>{"framework",
+                                                  "edit init",
+                                                  "services",
+                                                  "monitor",
+                                                  "frame",
+                                                  "manuals 0",
+                                                  "show",
+                                                  "first open",
+                                                  "recent 4",
+                                                  "studio 0",
+                                                  "recovery",
+                                                  "open /x/one.PVS",
+                                                  "open /x/two.syx",
+                                                  "save desktop",
+                                                  "close window",
+                                                  "clean bank",
+                                                  "clean studio",
+                                                  "clean bitmap",
+                                                  "clean set",
+                                                  "clean library",
+                                                  "clean monitor",
+                                                  "clean view",
+                                                  "sequencer",
+                                                  "edit cleanup",
+                                                  "exit"}));
   EXPECT_TRUE(host.prompts.Log().empty());
   host.notes.clear();
   StartStop again(host, CommandLine::Parse({"--config-root", root_}));
   ASSERT_TRUE(again.InitInstance());
-  EXPECT_EQ(host.notes.back(), "desktop " + again.program()->paths().DefaultDesktopFile());
+  EXPECT_EQ(host.notes[host.notes.size() - 2], "desktop " + again.program()->paths().DefaultDesktopFile());
 }
 
 TEST_F(ProgramTest, DebugModeShowsTheStepsAndRefusalsEndTheStart) {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 
 #include "platform/atomic_file.h"
 #include "platform/byte_window.h"
@@ -115,6 +116,48 @@ TEST_F(StudioSafety, DamagedFilesCostNothing) {
     fs::remove(Default().string() + ".bad");
     fs::remove(Default().string() + ".bad2");
   }
+}
+
+TEST_F(StudioSafety, TheFormerStudioIsOfferedWhenTheFileCannotBeRead) {
+  const std::vector<std::uint8_t> good = SaveTwice();
+  const struct {
+    const char* what;
+    const char* sentence;
+    std::function<void()> make;
+  } cases[] = {{"empty", "is empty", [&] { Write(Default(), {}); }},
+               {"foreign", "",
+                [&] {
+                  Write(Default(), {'R', 'I', 'F', 'F', 1, 2, 3, 4});
+                }},
+               {"a folder", "Default.PV9", [&] { fs::create_directory(Default()); }}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    for (const bool use : {false, true}) {
+      Write(Default().string() + "~", good);
+      fs::remove_all(Default());
+      fs::remove(paths().data / kKeptStudioFile);
+      c.make();
+      ScriptedPrompts prompts({use ? "yes" : "no"});
+      ZKStudioDoc studio(paths(), prompts, &ports_);
+      EXPECT_EQ(studio.DrvLoadSetup(0), 0);
+      ASSERT_GE(prompts.Log().size(), 1U);
+      EXPECT_NE(prompts.Log()[0].find("Use the studio as it was saved before"), std::string::npos);
+      EXPECT_NE(prompts.Log()[0].find(c.sentence), std::string::npos);
+      EXPECT_EQ(studio.instruments().size(), use ? 2U : 1U);
+      if (use) {
+        EXPECT_TRUE(Read(Default()) == good) << "it is the studio again";
+      } else {
+        EXPECT_TRUE(Read(paths().data / kKeptStudioFile) == good) << "whatever is saved later";
+      }
+    }
+  }
+  fs::remove_all(Default());
+  fs::remove(Default().string() + "~");
+  Write(Default(), {});
+  ScriptedPrompts told({"ok"});
+  ZKStudioDoc studio(paths(), told, &ports_);
+  EXPECT_EQ(studio.DrvLoadSetup(0), 0);
+  EXPECT_EQ(studio.instruments().size(), 1U) << "made from the instrument folder";
 }
 
 TEST_F(StudioSafety, EmptyAndForeignFiles) {

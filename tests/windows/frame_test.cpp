@@ -128,20 +128,6 @@ TEST_F(FrameTest, AFileThatSomebodyElseChangedIsAskedFor) {
   EXPECT_NE(LogText().find("Another program has changed this file"), std::string::npos) << LogText();
 }
 
-TEST_F(FrameTest, TheEndOfTheSessionAsksNothingAndKeepsChanges) {
-  Start();
-  TZKBank* bank = Open("Yamaha DX7", "Voice", true);
-  ASSERT_TRUE(bank->document().Rename(0, "RESCUED").ok());
-  program_->EndQuietly();
-  const std::string folder = program_->basics()->paths().MainGetDataPath() + "/Recovered";
-  const auto files = ListFolder(folder, "*.dat");
-  ASSERT_EQ(files.size(), 1U);
-  DataFilePtr read;
-  ASSERT_TRUE(ZKBankDoc::Load(folder + "/" + files[0], &read).ok());
-  EXPECT_EQ(ZKBankDoc(std::move(read)).GetPatchName(0), "RESCUED");
-  EXPECT_EQ(LogText(), "");
-}
-
 TEST_F(FrameTest, QuittingWhileSendingAsks) {
   Start({"cancel", "no", "no"}, {});
   TZKBank* bank = Open("Yamaha DX7", "Voice", true);

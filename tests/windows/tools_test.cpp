@@ -8,6 +8,13 @@
 #include <QSpinBox>
 #include <QTabWidget>
 #include <QTableView>
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string>
 
 #include "app/preferences.h"
 #include "midi/port_system.h"
@@ -141,6 +148,61 @@ TEST_F(ToolsTest, PortsAreChosenByName) {
   EXPECT_FALSE(NoPortsSelected(basics().midi(), MidiDirection::Input));
 }
 
+// The sources of the rooms without comments, but for those that define, show, forward or print settings.
+std::string ReadersOfSettings() {
+  namespace fs = std::filesystem;
+  static const std::set<std::string> kNoReaders = {"settings",          "settings_table", "preferences",
+                                                   "preferences_pages", "zkbasics",       "studio_report"};
+  std::string text;
+  for (const char* room : {"app", "bank", "cli", "document", "midi", "script", "services", "simulator", "studio",
+                           "tools", "transfer", "ui"}) {
+    std::error_code none;
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(TONALITH_SOURCE_DIR) / room, none)) {
+      const std::string ending = entry.path().extension().string();
+      if ((ending != ".cpp" && ending != ".h") || kNoReaders.count(entry.path().stem().string())) continue;
+      std::ifstream file(entry.path());
+      for (std::string line; std::getline(file, line);) text += line.substr(0, line.find("//")) + "\n";
+    }
+  }
+  // What the settings push to those who follow them.
+  std::ifstream file(std::string(TONALITH_SOURCE_DIR) + "/services/settings.cpp");
+  for (std::string line; std::getline(file, line);) {
+    if (line.find("config_.") != std::string::npos) text += line + "\n";
+  }
+  return text;
+}
+
+// As a word that is no call with a value to store.
+bool IsRead(const std::string& text, const std::string& name) {
+  const auto letter = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
+  for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at + 1)) {
+    const std::string behind = text.substr(at + name.size(), 4);
+    if (at > 0 && letter(text[at - 1])) continue;
+    if (!behind.empty() && !letter(behind[0]) && (behind[0] != '(' || behind == "(-1)")) return true;
+  }
+  return false;
+}
+
+TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
+  Start();
+  const std::map<std::string, std::string> fields = {
+#define TONALITH_ROW(accessor, field, ...) {#accessor, #field},
+      TONALITH_NUMBER_SETTINGS(TONALITH_ROW)
+#undef TONALITH_ROW
+  };
+  PreferencesSheet sheet(*program_->program(), parts().options, &frame());
+  const std::string readers = ReadersOfSettings();
+  int shown = 0;
+  for (const SettingInfo& info : SettingsTable()) {
+    const auto& pages = sheet.pages();
+    if (std::none_of(pages.begin(), pages.end(), [&](ZKPropPage* page) { return page->ControlOf(info.id); })) continue;
+    ++shown;
+    EXPECT_TRUE(IsRead(readers, info.name) || IsRead(readers, "config_." + fields.at(info.name)))
+        << info.name << " is shown and has no effect";
+  }
+  EXPECT_GT(shown, 15);
+}
+
 TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   Start({"no"});
   struct Page {
@@ -169,8 +231,11 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
                      : info.page == SettingPage::Tones         ? 2
                      : info.page == SettingPage::Miscellaneous ? 3
                                                                : -1;
+    for (const ZKPropPage* other : sheet.pages()) {
+      const bool shows = page >= 0 && other == sheet.pages()[static_cast<std::size_t>(page)];
+      EXPECT_EQ(other->ControlOf(info.id) != nullptr, shows) << info.name;
+    }
     if (page < 0) continue;
-    EXPECT_NE(sheet.pages()[static_cast<std::size_t>(page)]->ControlOf(info.id), nullptr) << info.name;
     for (const int value : {info.maximum, info.minimum}) {
       basics().settings().Access(info.id, value);
       sheet.pages()[static_cast<std::size_t>(page)]->OnInitDialog();
@@ -189,7 +254,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   EXPECT_EQ(basics().MainDelay(-1), 7);
   other.Apply();
   EXPECT_EQ(basics().MainDelay(-1), 250);
-  other.search()->setText(QStringLiteral("patch bay"));
+  other.search()->setText(QStringLiteral("device number"));
   EXPECT_TRUE(other.tabs()->isTabEnabled(0));
   EXPECT_FALSE(other.tabs()->isTabEnabled(2));
 }
