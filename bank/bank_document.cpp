@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "data/container.h"
-#include "platform/log.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -162,13 +161,11 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
 }
 
 std::string ZKBankDoc::CannotRead(const std::string& path, const std::string& reason) const {
-  DebugLog("%s", reason.c_str());
-  return "The file " + path + " could not be read.";
+  return "The file " + path + " could not be read.  " + reason;
 }
 
 std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& reason) const {
-  DebugLog("%s", reason.c_str());
-  return "The file " + path + " could not be written; the former file was left as it is.";
+  return "The file " + path + " could not be written; the former file was left as it is.  " + reason;
 }
 
 Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {

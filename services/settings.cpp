@@ -296,7 +296,7 @@ void Settings::MainLoadConfig(const std::string& cfgName, const std::string& ini
   const Result read = ReadWholeFile(path, record);
   if (read.ok() ? !ReadConfigRecord(record, &loaded) : read.code == kFileTooLarge) {
     std::string aside;
-    const Result kept = SetAsideBroken(path, ".broken", &aside);
+    const Result kept = SetAsideBroken(path, &aside);
     DebugLog("%s is not a configuration file of this program; %s", path.c_str(),
              kept.ok() ? ("it was kept as " + aside).c_str() : kept.text.c_str());
   } else if (!read.ok() && read.code != kFileMissing) {

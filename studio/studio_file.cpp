@@ -24,7 +24,6 @@ namespace {
 
 constexpr char kStudioMagic[] = "9VRD";
 constexpr char kBlocksMark[] = "EXP1";
-constexpr char kBadEnding[] = ".bad";
 constexpr std::size_t kStudioHeader = 6;
 constexpr std::size_t kMaxStudioRecords = 32767;  // the count is a signed 16-bit number
 constexpr std::size_t kMaxStudioFile = 64u << 20;
@@ -202,7 +201,7 @@ Result StudioFile::KeepFormerFile(const std::filesystem::path& target, const std
   std::vector<std::uint8_t> former;
   const Result read = ReadWholeFile(target.string(), former, kMaxStudioFile);
   if (!read.ok() || former.size() < 4 || std::memcmp(former.data(), kStudioMagic, 4) != 0)
-    return former.empty() && read.ok() ? Result::Success() : SetAsideBroken(target.string(), kBadEnding);
+    return former.empty() && read.ok() ? Result::Success() : SetAsideBroken(target.string());
   if (former == fresh) return Result::Success();
   return WriteFileAtomically(target.string() + "~", std::span<const std::uint8_t>(former));
 }
@@ -256,7 +255,7 @@ int StudioFile::RecoverStudio() {
   const std::filesystem::path source = parts_.around.paths.data / kStudioFileName;
   const std::string former = source.string() + "~";
   std::string damaged;
-  if (!SetAsideBroken(source.string(), kBadEnding, &damaged).ok()) damaged = source.string();
+  if (!SetAsideBroken(source.string(), &damaged).ok()) damaged = source.string();
   const std::string told = "The studio file\n" + source.string() +
                            "\nis damaged.  What could be read of it is loaded.\nThe damaged file is kept as\n" +
                            damaged;
@@ -279,7 +278,7 @@ int StudioFile::LoadDefaultStudio(const std::vector<std::uint8_t>& bytes) {
   if (code == kDiskCancelled) return code;
   if (code == kDiskNotOurs) {
     parts_.around.prompts.Say("Tonalith", error);
-    SetAsideBroken(source, kBadEnding);
+    SetAsideBroken(source);
   } else if (code == kDiskReadError) {
     code = RecoverStudio();
     // With nothing left of it, what is installed is a better start than an empty studio.

@@ -50,6 +50,17 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   EXPECT_FALSE(bank.CanUndo()) << "nor is one that is written as it";
 }
 
+TEST(BankDocument, FailuresOfFilesSayWhy) {
+  ZKBankDoc bank(SmallBank());
+  EXPECT_EQ(
+      bank.Save("/tmp").text,
+      "The file /tmp could not be written; the former file was left as it is.  Cannot write /tmp: it is a folder.");
+  EXPECT_EQ(bank.Load("/tmp").text, "The file /tmp could not be read.  Cannot open /tmp: it is a folder.");
+  EXPECT_EQ(bank.Load("/none/such").text,
+            "The file /none/such could not be read.  Cannot open /none/such: there is no such file or folder.");
+  EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
+}
+
 TEST(BankDocument, RefusesWhileBusyAndKnowsWhetherAReceiveChangedAnything) {
   ZKBankDoc bank(SmallBank());
   bank.BeginReceive();
