@@ -5,8 +5,6 @@
 #include <utility>
 
 #include "data/container.h"
-#include "data/patch_names.h"
-#include "platform/log.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -97,22 +95,22 @@ std::string ZKBankDoc::ReadOnlyReason() const {
   return {};
 }
 
-Result ZKBankDoc::Rename(int patch, const std::string& name) {
-  if (const std::string reason = ReadOnlyReason(); !reason.empty()) return Result::Failure(reason);
-  if (NameLength() == 0) return Result::Failure("The patches of this data type have no names.");
-  if (patch < 0 || patch >= PatchCount()) return Result::Failure("There is no such patch.");
-  const std::string cut = name.substr(0, NameLength());
-  if (cut == GetPatchName(patch)) return Result::Success();
+RenameResult ZKBankDoc::Rename(int patch, const std::string& name) {
+  if (const std::string reason = ReadOnlyReason(); !reason.empty()) return {Result::Failure(reason), {}};
+  if (NameLength() == 0) return {Result::Failure("The patches of this data type have no names."), {}};
+  if (patch < 0 || patch >= PatchCount()) return {Result::Failure("There is no such patch."), {}};
+  NameFit fit = FitPatchName(*dataFile_, name);
+  if (fit.name == GetPatchName(patch)) return {Result::Success(), std::move(fit)};
   HistoryGroup change(history(), "Rename");
   history().RememberWhole(IdOf(DataBuffer::Body));
   history().RememberWhole(IdOf(DataBuffer::VoiceNames));
-  if (!SetPatchName(dataFile_.get(), patch, cut)) {
-    return Result::Failure("The name could not be written into this data.");
+  if (!SetPatchName(dataFile_.get(), patch, fit.name)) {
+    return {Result::Failure("The name could not be written into this data."), {}};
   }
   change.Commit();
   SetStatus("Rename");
   Tell(DocumentChange::Kind::Item, patch);
-  return Result::Success();
+  return {Result::Success(), std::move(fit)};
 }
 
 void ZKBankDoc::CreateBackup(const std::string& description) {
@@ -163,13 +161,11 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
 }
 
 std::string ZKBankDoc::CannotRead(const std::string& path, const std::string& reason) const {
-  DebugLog("%s", reason.c_str());
-  return "The file " + path + " could not be read.";
+  return "The file " + path + " could not be read.  " + reason;
 }
 
 std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& reason) const {
-  DebugLog("%s", reason.c_str());
-  return "The file " + path + " could not be written; the former file was left as it is.";
+  return "The file " + path + " could not be written; the former file was left as it is.  " + reason;
 }
 
 Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {

@@ -6,11 +6,17 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "data/patch_names.h"
 #include "document/data_file_target.h"
 #include "document/document.h"
 #include "platform/result.h"
 
 namespace tonalith {
+
+// How a renaming ended, and what of the text the name holds.
+struct RenameResult : Result {
+  NameFit fit;
+};
 
 // One bank of patches (or one single patch) with its history.  Works without a window; used on the user-interface
 // thread only.  Texts are instrument bytes (Latin-1) unless said otherwise.
@@ -50,8 +56,9 @@ class ZKBankDoc : public Document {
   // Longest name in characters; 0: this data has no names that can be changed.
   std::uint32_t NameLength() const;
 
-  // Writes a name into the image or the separate names.  The same name as before changes nothing.
-  Result Rename(int patch, const std::string& name);
+  // Writes a name (UTF-8), as far as the data can hold it, into the image or the separate names.  The same name as
+  // before changes nothing.
+  RenameResult Rename(int patch, const std::string& name);
 
   // Whatever changes in dataFile() from here to EndBackup (bytes, names, texts, bitmaps, sizes) is one entry of the
   // history.  EndBackup returns false, and there is no entry, when nothing did.

@@ -39,13 +39,16 @@ Result Rename(Session& session, const std::vector<std::string>& words) {
   const std::uint32_t longest = document.NameLength();
   if (longest > 0 && name.size() > longest)
     return Result::Failure("A name of this data has at most " + std::to_string(longest) + " characters.");
-  if (Result result = document.Rename(patch, name); !result.ok()) return result;
+  const RenameResult renamed = document.Rename(patch, words[2]);
+  if (!renamed.ok()) return renamed;
   // The name is part of what checksums protect; they are renewed as for sending.
   std::vector<RenderedMessage> unused;
   RenderData(session, document.dataFile(), &unused);
   if (Result result = document.Save(); !result.ok()) return result;
   const std::string stored = document.GetPatchName(patch);
-  if (stored != TrimmedView(name))
+  if (const std::string changed = renamed.fit.Sentence(); !changed.empty())
+    session.environment().err << "tonalith-cli rename: " << changed << "\n";
+  else if (TrimmedView(stored) != TrimmedView(name))
     session.environment().err << "tonalith-cli rename: The instrument writes this name \"" << Latin1ToUtf8(stored)
                               << "\".\n";
   session.environment().out << PatchText({patch, MakeNumberStr(document.synth(), patch), stored}) << "\n";
@@ -159,7 +162,9 @@ std::string RenameForms() {
 
 std::string RenameDetails() {
   return "SLOT counts from 0, as \"names\" prints it.  Checksums inside the data are renewed.  Prints the new line of\n"
-         "the list: slot, number, name.\n\n"
+         "the list: slot, number, name.  A character that the instrument does not have is written as the nearest ASCII "
+         "letter,\n"
+         "else as a blank, and that is said.\n\n"
          "  tonalith-cli rename bank.dat 4 \"WARM PAD\"\n";
 }
 

@@ -203,7 +203,8 @@ class DiskAccess {
  public:
   explicit DiskAccess(DiskHooks* hooks = nullptr);
 
-  // Reads one DataFile of directory `dir`.  1 on success, 0 on failure after the message.
+  // Reads one DataFile of directory `dir`.  Kinds 0 and 1 are a single data file, any other ends with code 4.  1 on
+  // success, 0 on failure after the message.
   int DiskRead(int kind, const std::string& dir, const std::string& name, const std::string& find, DataFile* dataFile,
                int mode);
   // Writes one DataFile and remembers its name in the record.  1 or 0 as above.
@@ -222,8 +223,8 @@ class DiskAccess {
   int DiskLibraryWrite(const std::string& dir, const std::string& name, const DataFile* header,
                        std::span<DataFile* const> members, std::span<const std::uint8_t> info);
 
-  // Ends an access: shows the message of `code` (which may be changed to 0 or 17).  A broken default studio is renamed
-  // to "NAME.broken" silently.
+  // Ends an access: shows the message of `code` (which may be changed to 0 or 17), with the reason when there is one.
+  // A broken default studio is renamed to "NAME.broken" silently.
   void DiskAccessClose(int& code, const std::string& dir, const std::string& name);
 
   // set true: remembers the current base directory and makes `dir` the base; false: returns to the remembered one.
@@ -243,12 +244,16 @@ class DiskAccess {
 
  private:
   FormReadOptions Options(int mode) const;
+  // A DiskCode; why a file that is there could not be read or written goes into reason_.
+  int Load(const std::string& name, std::vector<std::uint8_t>* bytes);
+  int Save(const std::string& name, std::span<const std::uint8_t> bytes);
   bool UpdateKeywordFile(const std::string& path, const std::string& oldKeyword, const std::string& newKeyword);
 
   DiskHooks* hooks_;
   std::string base_;
   std::vector<std::string> remembered_;
   std::uint32_t fileId_ = 0;
+  std::string reason_;  // of the failure that DiskAccessClose is about to show
 };
 
 // --- Small helpers ---------------------------------------------------------------------------------------------------

@@ -153,7 +153,7 @@ void DiskAccess::DiskDirectoryFix(const std::string& dir, bool set) {
 void DiskAccess::DiskAccessClose(int& code, const std::string& dir, const std::string& name) {
   const bool quiet = code == kDiskOk || code == kDiskCancelled || code == kDiskKeywordAbsent;
   if (code == kDiskNotSet && IsStudioFile(name)) {
-    const Result aside = SetAsideBroken(FullPath(name), ".bad");
+    const Result aside = SetAsideBroken(FullPath(name));
     if (!aside.ok()) DebugLog("%s", aside.text.c_str());
     code = kDiskOk;
   } else if (!quiet) {
@@ -161,10 +161,26 @@ void DiskAccess::DiskAccessClose(int& code, const std::string& dir, const std::s
     std::string why = DiskErrorText(code);
     if (SaysWhatFileIs(code, fileId_)) why = std::string("File looks like a") + LooksLike(fileId_) + "!\n" + why;
     const std::string what = code == kDiskNoDirectory ? dir : dir + "\\" + name;
-    hooks_->ShowMessage("File Error",
-                        "Attempting to access the file:\n    " + what + "\n\nCaused the following error:\n    " + why);
+    hooks_->ShowMessage("File Error", "Attempting to access the file:\n    " + what +
+                                          "\n\nCaused the following error:\n    " + why +
+                                          (reason_.empty() ? std::string() : "    " + reason_ + "\n"));
   }
+  reason_.clear();
   DiskDirectoryFix({}, false);
+}
+
+int DiskAccess::Load(const std::string& name, std::vector<std::uint8_t>* bytes) {
+  const std::string path = FullPath(name);
+  const Result result = LoadDiskFile(path, bytes);
+  // That a file is missing is said by the code.
+  if (!result.ok() && (FileExists(path) || FolderExists(path))) reason_ = result.text;
+  return result.code;
+}
+
+int DiskAccess::Save(const std::string& name, std::span<const std::uint8_t> bytes) {
+  const Result result = SaveDiskFile(FullPath(name), bytes);
+  reason_ = result.text;
+  return result.code;
 }
 
 int DiskAccess::DiskRead(int kind, const std::string& dir, const std::string& name, const std::string& find,
@@ -172,11 +188,11 @@ int DiskAccess::DiskRead(int kind, const std::string& dir, const std::string& na
   DiskDirectoryFix(dir, true);
   fileId_ = 0;
   std::vector<std::uint8_t> bytes;
-  int code = DiskLoadFile(FullPath(name), &bytes);
+  int code = Load(name, &bytes);
   if (code == kDiskOk) {
     ContainerReader reader(bytes);
     FormReadOptions options = Options(mode);
-    options.kind = kind;
+    options.kind = kind == 1 ? 0 : kind;
     options.find = find;
     code = reader.DiskReadForm(df, options);
     fileId_ = reader.fileId();
@@ -199,7 +215,7 @@ int DiskAccess::DiskWrite(int /*kind*/, const std::string& dir, const std::strin
   } else if (!DiskWriteFormAs(&bytes, *df, kept)) {
     code = kDiskWriteError;
   } else {
-    code = DiskSaveFile(FullPath(name), bytes);
+    code = Save(name, bytes);
   }
   if (code == kDiskOk) SetFileName(df, kept);
   DiskAccessClose(code, dir, name);
@@ -216,7 +232,7 @@ int DiskAccess::DiskDataBaseRead(const std::string& dir, const std::string& name
   DiskDirectoryFix(dir, true);
   fileId_ = 0;
   std::vector<std::uint8_t> bytes;
-  int code = DiskLoadFile(FullPath(name), &bytes);
+  int code = Load(name, &bytes);
   if (code == kDiskOk) code = DiskDataBaseReadFromOpenFile(bytes, list, mode);
   DiskAccessClose(code, dir, name);
   return code == kDiskOk ? 1 : 0;
@@ -230,7 +246,7 @@ int DiskAccess::DiskDataBaseWrite(const std::string& dir, const std::string& nam
   DiskDirectoryFix(dir, true);
   std::vector<std::uint8_t> bytes;
   int code = DiskDataBaseWriteToOpenFile(&bytes, list);
-  if (code == kDiskOk) code = DiskSaveFile(FullPath(name), bytes);
+  if (code == kDiskOk) code = Save(name, bytes);
   DiskAccessClose(code, dir, name);
   return code == kDiskOk ? 1 : 0;
 }
@@ -241,7 +257,7 @@ int DiskAccess::DiskLibraryRead(const std::string& dir, const std::string& name,
   DiskDirectoryFix(dir, true);
   fileId_ = 0;
   std::vector<std::uint8_t> bytes;
-  int code = DiskLoadFile(FullPath(name), &bytes);
+  int code = Load(name, &bytes);
   if (code == kDiskOk) {
     fileId_ = bytes.size() >= 4 ? LoadBe32(bytes.data()) : 0;
     FormReadOptions options = Options(mode);
@@ -274,7 +290,7 @@ int DiskAccess::DiskLibraryWrite(const std::string& dir, const std::string& name
     StoreBe32(bytes.data() + 4, static_cast<std::uint32_t>(inside.size() + 4));
     StoreBe32(bytes.data() + 8, kListLibrary);
     bytes.insert(bytes.end(), inside.begin(), inside.end());
-    code = DiskSaveFile(FullPath(name), bytes);
+    code = Save(name, bytes);
   }
   DiskAccessClose(code, dir, name);
   return code == kDiskOk ? 1 : 0;

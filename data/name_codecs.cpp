@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "data/packed_bytes.h"
@@ -463,7 +464,15 @@ std::string BankDispString(const Synth& synth, std::span<const std::uint8_t> ima
   return out;
 }
 
-void BankWriteString(const Synth* synth, std::span<std::uint8_t> image, std::string_view name, std::uint32_t length,
+namespace {
+
+// Latin-1 from A0.
+constexpr string_view kNearestLatin1 =
+    "          a          u    o     "
+    "AAAAAAACEEEEIIIIDNOOOOO OUUUUYTsaaaaaaaceeeeiiiidnooooo ouuuuyty";
+static_assert(kNearestLatin1.size() == 0x100 - 0xA0);
+
+void WriteCharacters(const Synth* synth, std::span<std::uint8_t> image, std::string_view name, std::uint32_t length,
                      std::int64_t base, std::int64_t start, int format) {
   const std::uint32_t count = CharactersOf(format, length);
   const ImageView view(image, *synth);
@@ -482,6 +491,38 @@ void BankWriteString(const Synth* synth, std::span<std::uint8_t> image, std::str
       EncodeCharacter(to, format, k, character(k));
     }
   }
+}
+
+// Whether a format holds a character is seen by writing it into an empty image and reading it back.
+bool HoldsCharacter(const Synth& synth, int format, unsigned char c) {
+  if (c == 0 || (c >= 0x7F && c < 0xA0)) return false;
+  std::array<std::uint8_t, 512> image{};
+  const char text = static_cast<char>(c);
+  WriteCharacters(&synth, image, {&text, 1}, 2, 0, 0, format);
+  char out[kNameBuffer];
+  BankDispString(&synth, image, out, 2, 0, 0, format);
+  if (out[0] != text) return false;
+  // Some formats and packings of plain letters use all eight bits; their messages are packed again when they go out.
+  return c < 0x80 || std::none_of(image.begin(), image.end(), [](std::uint8_t byte) { return byte > 0x7F; });
+}
+
+}  // namespace
+
+unsigned char FitCharacter(const Synth& synth, int format, unsigned char c) {
+  if (HoldsCharacter(synth, format, c)) return c;
+  if (c >= 0xA0) c = static_cast<unsigned char>(kNearestLatin1[c - 0xA0U]);
+  if (HoldsCharacter(synth, format, c)) return c;
+  const bool isSmall = c >= 'a' && c <= 'z';
+  const bool isCapital = c >= 'A' && c <= 'Z';
+  const auto other = static_cast<unsigned char>(c ^ 0x20);
+  return (isSmall || isCapital) && HoldsCharacter(synth, format, other) ? other : ' ';
+}
+
+void BankWriteString(const Synth* synth, std::span<std::uint8_t> image, std::string_view name, std::uint32_t length,
+                     std::int64_t base, std::int64_t start, int format) {
+  std::string fitting(name.substr(0, std::max(length, kEightCharacters)));
+  for (char& c : fitting) c = static_cast<char>(FitCharacter(*synth, format, static_cast<unsigned char>(c)));
+  WriteCharacters(synth, image, fitting, length, base, start, format);
 }
 
 }  // namespace tonalith

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "data/packed_bytes.h"
+#include "platform/text.h"
 
 namespace tonalith {
 
@@ -89,6 +90,80 @@ std::string GetPatchName(const DataFile& dataFile, int patch) {
   char out[kNameBuffer];
   GetPatchName(&dataFile, patch, out);
   return out;
+}
+
+namespace {
+
+// Latin-1 for a code point: itself, the nearest ASCII letter, or 0 when there is none.
+unsigned char NearestByte(char32_t code) {
+  static constexpr std::string_view kLatinExtendedA =
+      "AaAaAaCcCcCcCcDdDdEeEeEeEeEeGgGgGgGgHhHhIiIiIiIiIiIiJjKkkLlLlLlLlLlNnNnNnnNnOoOoOoOoRrRrRrSsSsSsSsTtTtTtUuUuUuUu"
+      "UuUuWwYyYZzZzZzs";
+  static_assert(kLatinExtendedA.size() == 0x80);
+  if (code < 0x100) return static_cast<unsigned char>(code);
+  if (code < 0x180) return static_cast<unsigned char>(kLatinExtendedA[code - 0x100]);
+  static constexpr std::string_view kCommaBelow = "SsTt";
+  if (code >= 0x218 && code <= 0x21B) return static_cast<unsigned char>(kCommaBelow[code - 0x218]);
+  return code == 0x1E9E ? 'S' : 0;
+}
+
+bool IsCombiningMark(char32_t code) {
+  return code >= 0x300 && code <= 0x36F;
+}
+
+std::string ShownCharacter(char32_t code) {
+  if (code < ' ' || (code >= 0x7F && code < 0xA0)) return Printf("\\x%02X", static_cast<unsigned>(code));
+  std::string text;
+  AppendUtf8(text, code);
+  return text;
+}
+
+}  // namespace
+
+NameFit FitPatchName(const DataFile& df, std::string_view utf8) {
+  NameFit fit;
+  if (!df.synth) return fit;
+  const std::uint32_t longest = PatchNameLength(df);
+  for (const char32_t code : Utf8CodePoints(utf8)) {
+    const bool isMark = IsCombiningMark(code);
+    if (!isMark && fit.name.size() >= longest) {
+      fit.cutTo = longest;
+      break;
+    }
+    unsigned char byte = NearestByte(code);
+    if (df.synth->namesSeparate) {
+      if (byte < ' ' || (byte >= 0x7F && byte < 0xA0)) byte = ' ';
+    } else {
+      byte = FitCharacter(*df.synth, df.synth->nameFormat, byte);
+    }
+    if (!isMark) fit.name.push_back(static_cast<char>(byte));
+    if (byte == code) continue;
+    if (code >= 'a' && code <= 'z' && byte != ' ') {
+      fit.capitalsOnly = true;
+      continue;
+    }
+    const std::string shown = ShownCharacter(code);
+    if (std::find(fit.missing.begin(), fit.missing.end(), shown) == fit.missing.end()) fit.missing.push_back(shown);
+  }
+  return fit;
+}
+
+std::string NameFit::Sentence() const {
+  if (missing.empty() && !capitalsOnly && cutTo == 0) return {};
+  std::vector<std::string> lacks = missing;
+  if (capitalsOnly) lacks.push_back("small letters");
+  std::string reason;
+  for (std::size_t i = 0; i < lacks.size(); ++i) {
+    if (i > 0) reason += i + 1 == lacks.size() ? " or " : ", ";
+    reason += lacks[i];
+  }
+  if (!reason.empty()) reason = "the instrument has no " + reason;
+  if (cutTo > 0) {
+    if (!reason.empty()) reason += ", and ";
+    reason += Printf("a name has at most %u characters", cutTo);
+  }
+  const std::string written = name.substr(0, name.find_last_not_of(' ') + 1);
+  return "The name was written as \"" + Latin1ToUtf8(written) + "\": " + reason + ".";
 }
 
 bool SetPatchName(DataFile* df, int patch, std::string_view name) {

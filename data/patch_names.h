@@ -27,8 +27,13 @@ void BankDispString(const Synth* synth, std::span<const std::uint8_t> image, cha
 std::string BankDispString(const Synth& synth, std::span<const std::uint8_t> image, std::uint32_t length,
                            std::int64_t base, std::int64_t start, int nameFormat);
 
-// Encodes name into the image, padded with spaces: the inverse of BankDispString.  A character that a format cannot
-// hold becomes its space (or the first entry of a table without one).
+// The Latin-1 character that is written for c: c itself when reading gives it back and it puts no byte above 7F into an
+// image; else the nearest ASCII letter, in the case that the format has; else a blank.  0, 7F and the control characters
+// from 80 to 9F are never held.
+unsigned char FitCharacter(const Synth& synth, int nameFormat, unsigned char c);
+
+// Encodes name into the image, padded with spaces: the inverse of BankDispString.  Every character is written as
+// FitCharacter gives it.
 void BankWriteString(const Synth* synth, std::span<std::uint8_t> image, std::string_view name, std::uint32_t length,
                      std::int64_t base, std::int64_t start, int nameFormat);
 
@@ -47,7 +52,19 @@ std::string DFGetName(const DataFile& dataFile);
 // One voice's name.  out takes kNameBuffer bytes; empty when there is none.
 void GetPatchName(const DataFile* dataFile, int patch, char* out);
 std::string GetPatchName(const DataFile& dataFile, int patch);
-// False when the record has no such voice or no names (nothing is changed then).
+// What of a text the names of some data hold.
+struct NameFit {
+  std::string name;                  // Latin-1, as it will be read back but for blanks at the end
+  std::vector<std::string> missing;  // UTF-8: characters of the text that were replaced, each once
+  bool capitalsOnly = false;         // small letters became capitals
+  std::uint32_t cutTo = 0;           // characters of the longest name when the text was longer, else 0
+
+  // One sentence for the user (UTF-8); empty when the name is the text.
+  std::string Sentence() const;
+};
+NameFit FitPatchName(const DataFile& dataFile, std::string_view utf8);
+// Writes a Latin-1 name; for names in the image as BankWriteString does.  False when the record has no such voice or no
+// names (nothing is changed then).
 bool SetPatchName(DataFile* dataFile, int patch, std::string_view name);
 // Names of all voices, in slot order.
 std::vector<std::string> LoadPatchNames(const DataFile& dataFile);

@@ -1,6 +1,9 @@
 #include "platform/atomic_file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,6 +41,37 @@ std::string TemporaryName(const std::string& target) {
   std::string name(CutUtf8(FileNameOf(target), 200));
   return JoinPath(FolderOf(target),
                   Printf(".%s.%ld-%u.part", name.c_str(), static_cast<long>(getpid()), counter.fetch_add(1) + 1));
+}
+
+// The process that a name of TemporaryName belongs to; 0: another name.
+long TemporaryOwner(std::string_view name) {
+  constexpr std::string_view kEnd = ".part";
+  if (name.size() <= kEnd.size() || name[0] != '.' || !name.ends_with(kEnd)) return 0;
+  name.remove_suffix(kEnd.size());
+  const std::size_t dot = name.rfind('.');
+  if (dot == 0 || dot == std::string_view::npos) return 0;
+  const auto numbers = SplitText(name.substr(dot + 1), '-');
+  if (numbers.size() != 2) return 0;
+  for (const std::string& number : numbers)
+    if (number.empty() || number.size() > 10 || number.find_first_not_of("0123456789") != std::string::npos) return 0;
+  return std::stol(numbers[0]);
+}
+
+// A temporary file in use is locked, and its process is there.
+void RemoveLeftovers(const std::string& folder) {
+  DIR* list = ::opendir(folder.c_str());
+  if (!list) return;
+  while (const dirent* entry = ::readdir(list)) {
+    const long owner = TemporaryOwner(entry->d_name);
+    if (owner <= 0 || ::kill(static_cast<pid_t>(owner), 0) == 0 || errno != ESRCH) continue;
+    const int fd = ::openat(::dirfd(list), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) continue;
+    struct stat info {};
+    const bool isOurs = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == ::geteuid();
+    if (isOurs && ::flock(fd, LOCK_EX | LOCK_NB) == 0) ::unlinkat(::dirfd(list), entry->d_name, 0);
+    ::close(fd);
+  }
+  ::closedir(list);
 }
 
 bool WriteFully(int fd, const std::uint8_t* data, std::size_t size) {
@@ -185,8 +219,10 @@ Result AtomicFile::Open(const std::string& path, unsigned mode) {
   if (exists) {
     // The owner can be kept by the superuser only, the group by its members.
     if (::fchown(fd_, old.st_uid, old.st_gid) != 0 && ::fchown(fd_, static_cast<uid_t>(-1), old.st_gid) != 0) errno = 0;
-    if (::fchmod(fd_, old.st_mode & 07777) != 0) return Fail("write", errno);
+    // Not every file system has modes.
+    if (::fchmod(fd_, old.st_mode & 07777) != 0) errno = 0;
   }
+  ::flock(fd_, LOCK_EX | LOCK_NB);
   buffer_.reserve(kWriteBuffer);
   return Result::Success();
 }
@@ -231,7 +267,9 @@ Result AtomicFile::CopyToNamed() {
   if (named < 0) return Fail("write", errno);
   temporary_ = name;
   std::vector<std::uint8_t> block(kWriteBuffer);
-  bool good = ::fchmod(named, info.st_mode & 07777) == 0;
+  ::flock(named, LOCK_EX | LOCK_NB);
+  bool good = true;
+  if (::fchmod(named, info.st_mode & 07777) != 0) errno = 0;
   for (off_t at = 0; good && at < info.st_size;) {
     const ssize_t count = ::pread(fd_, block.data(), block.size(), at);
     good = count > 0 && WriteFully(named, block.data(), static_cast<std::size_t>(count));
@@ -261,6 +299,7 @@ Result AtomicFile::Commit() {
   if (::close(fd) != 0) return Fail("write", errno);
   if (::rename(temporary_.c_str(), target_.c_str()) != 0) return Fail("replace", errno);
   temporary_.clear();
+  RemoveLeftovers(FolderOf(target_));
   SyncFolder(FolderOf(target_));
   return Result::Success();
 }
@@ -311,10 +350,11 @@ Result MakeFolders(const std::string& path) {
   }
 }
 
-Result SetAsideBroken(const std::string& path, const std::string& ending, std::string* name) {
-  std::string aside = path + ending;
+Result SetAsideBroken(const std::string& path, std::string* name) {
+  static constexpr char kEnding[] = ".broken";
+  std::string aside = path + kEnding;
   struct stat info {};
-  for (int i = 2; ::lstat(aside.c_str(), &info) == 0 && i < 1000; ++i) aside = path + ending + std::to_string(i);
+  for (int i = 2; ::lstat(aside.c_str(), &info) == 0 && i < 1000; ++i) aside = path + kEnding + std::to_string(i);
   if (::rename(path.c_str(), aside.c_str()) != 0) return FileFailure("rename", path, errno);
   if (name) *name = aside;
   return Result::Success();

@@ -22,7 +22,8 @@ inline constexpr int kFileFailed = 1;    // anything else: disk full, device err
 // A file that is replaced as a whole or not at all.  Written bytes go to a temporary file in the same folder; Commit
 // makes it durable and puts it in the place of the old file, whose mode, owner (where allowed) and symbolic links are
 // kept.  Until Commit has succeeded, and after a crash at any moment, the old file is complete and in place.  Without
-// Commit nothing is changed.  Existing devices and pipes are written directly.
+// Commit nothing is changed.  Commit also removes temporary files that killed programs left in the folder.  Existing
+// devices and pipes are written directly.
 class AtomicFile {
  public:
   AtomicFile() = default;
@@ -66,9 +67,9 @@ bool FileExists(const std::string& path);    // anything but a folder
 bool FolderExists(const std::string& path);  // also through a symbolic link
 // Creates the folder and all above it; success when it is there already.
 Result MakeFolders(const std::string& path);
-// Renames a file that could not be read to NAME.broken (.broken2 ... when that exists), or with another ending.  `name`
-// (may be null) receives the new path.
-Result SetAsideBroken(const std::string& path, const std::string& ending = ".broken", std::string* name = nullptr);
+// Renames a file that could not be read to NAME.broken (.broken2 ... when that exists).  `name` (may be null) receives
+// the new path.
+Result SetAsideBroken(const std::string& path, std::string* name = nullptr);
 
 // A sentence for an errno value: "Cannot WHAT PATH: REASON."
 Result FileFailure(const char* what, const std::string& path, int error);

@@ -85,6 +85,15 @@ std::size_t ScanInteger(std::string_view text, std::int64_t& value) {
 
 }  // namespace
 
+std::u32string Utf8CodePoints(std::string_view text) {
+  std::u32string codes;
+  while (!text.empty()) {
+    const char32_t code = TakeUtf8(text);
+    codes.push_back(code == kNoCharacter ? 0xFFFD : code);
+  }
+  return codes;
+}
+
 void AppendUtf8(std::string& out, char32_t code) {
   if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) code = 0xFFFD;
   if (code < 0x80) {

@@ -22,6 +22,8 @@ std::string Utf8ToCp1252(std::string_view text, char replacement = '?');
 bool IsValidUtf8(std::string_view text);
 // The longest beginning of `text` of at most maxBytes bytes that ends at a character border.
 std::string_view CutUtf8(std::string_view text, std::size_t maxBytes);
+// The code points of a text; a byte that is no UTF-8 becomes U+FFFD.
+std::u32string Utf8CodePoints(std::string_view text);
 // Appends one code point (invalid ones as U+FFFD).
 void AppendUtf8(std::string& out, char32_t codePoint);
 

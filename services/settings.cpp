@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/atomic_file.h"
+#include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 
@@ -173,6 +174,43 @@ void SanitizeConfig(Config& config) {
   for (auto& entry : config.seqPathFile) entry[kConfigPathSize - 1] = 0;
 }
 
+namespace {
+
+// The end of the last field, or table of fields, that lies whole in the first `size` bytes of a record.
+std::size_t WholeFields(std::size_t size) {
+  std::size_t end = kConfigHeader;
+  const auto take = [&](std::size_t first, std::size_t bytes) {
+    if (first == end && first + bytes <= size) end = first + bytes;
+  };
+  for (const SettingInfo& row : kSettings) take(row.offset, row.type == SettingType::U8 ? 1 : 2);
+  take(offsetof(Config, startUpOption), 1);
+#define TONALITH_ROW(accessor, field, entries, highest) take(offsetof(Config, field), sizeof(Config::field));
+  TONALITH_ARRAY_SETTINGS(TONALITH_ROW)
+#undef TONALITH_ROW
+#define TONALITH_ROW(accessor, count, field, entries) \
+  take(offsetof(Config, field##Count), sizeof(Config::field##Count) + sizeof(Config::field));
+  TONALITH_LIST_SETTINGS(TONALITH_ROW)
+#undef TONALITH_ROW
+  for (const TextSettingInfo& row : kTextSettings) take(row.offset, row.size);
+  for (std::size_t i = 0; i < kSequenceFiles; ++i)
+    take(offsetof(Config, seqPathFile) + i * kConfigPathSize, kConfigPathSize);
+  return end;
+}
+
+}  // namespace
+
+bool ReadConfigRecord(std::span<const std::uint8_t> record, Config* config) {
+  Config header;
+  if (record.size() < kConfigHeader) return false;
+  std::memcpy(static_cast<void*>(&header), record.data(), kConfigHeader);
+  if (std::memcmp(header.magic, kConfigMagic, sizeof header.magic) != 0 || header.version > kConfigVersion)
+    return false;
+  const std::size_t end = WholeFields(std::min<std::size_t>(record.size(), header.size));
+  std::memcpy(reinterpret_cast<char*>(config) + kConfigHeader, record.data() + kConfigHeader, end - kConfigHeader);
+  SanitizeConfig(*config);
+  return true;
+}
+
 std::string VersionedConfigName(const std::string& name) {
   constexpr std::string_view kEnding = "_v2.cfg";
   if (name.size() >= kEnding.size() && std::string_view(name).substr(name.size() - kEnding.size()) == kEnding) {
@@ -253,11 +291,16 @@ void Settings::MainLoadConfig(const std::string& cfgName, const std::string& ini
   const IniFile ini(iniName);
   Config loaded;
   InitConfig(loaded, ini, preferencesPath);
-  Config saved{};
-  if (MainLoadCfg(cfgName, &saved, sizeof saved) && std::memcmp(saved.magic, kConfigMagic, sizeof saved.magic) == 0 &&
-      saved.version == kConfigVersion && saved.size == sizeof saved) {
-    loaded = saved;
-    SanitizeConfig(loaded);
+  const std::string path = VersionedConfigName(cfgName);
+  std::vector<std::uint8_t> record;
+  const Result read = ReadWholeFile(path, record);
+  if (read.ok() ? !ReadConfigRecord(record, &loaded) : read.code == kFileTooLarge) {
+    std::string aside;
+    const Result kept = SetAsideBroken(path, &aside);
+    DebugLog("%s is not a configuration file of this program; %s", path.c_str(),
+             kept.ok() ? ("it was kept as " + aside).c_str() : kept.text.c_str());
+  } else if (!read.ok() && read.code != kFileMissing) {
+    DebugLog("%s", read.text.c_str());
   }
   {
     std::lock_guard guard(mutex_);

@@ -50,8 +50,8 @@ inline constexpr std::size_t kSequenceFiles = 10;
 inline constexpr int kToneNotes = 8;
 
 #pragma pack(push, 1)
-// The settings as they lie in the configuration file: packed, little-endian.  A file with another magic, version or
-// size is ignored as a whole.
+// The settings as they lie in the configuration file: packed, little-endian.  A field keeps its place for ever, so that
+// the record of any program can be read as far as it goes: new fields are added behind the last one only.
 struct Config {
   char magic[4];
   std::uint16_t version;
@@ -77,6 +77,9 @@ struct Config {
 };
 #pragma pack(pop)
 static_assert(sizeof(Config) < 65536 && offsetof(Config, size) == 6);
+inline constexpr std::size_t kConfigHeader = 8;  // magic, version and size
+// Rows that are added to or taken out of the tables move everything behind them; the records of users would be misread.
+static_assert(offsetof(Config, startUpOption) == 133 && offsetof(Config, seqPathFile) == 17730);
 
 // One row of the number table, for everything that walks it (defaults, dialogs, tests).
 struct SettingInfo {
@@ -112,6 +115,9 @@ void SanitizeConfig(Config& config);
 
 // "ZK.cfg" -> "ZK_v2.cfg"; a name that ends in "_v2.cfg" stays.
 std::string VersionedConfigName(const std::string& name);
+// Replaces the fields of `config` that lie whole in a record of this or an earlier version, whatever its size; the
+// others stay.  False, with `config` untouched: other magic, a later version or less than a header.
+bool ReadConfigRecord(std::span<const std::uint8_t> record, Config* config);
 // Reads or writes the record as it is, under the versioned name.  Loading takes the file only when it has exactly
 // `size` bytes; otherwise `record` stays untouched and the result is a failure.  Saving is atomic; the file is readable
 // by its owner only.
@@ -136,7 +142,7 @@ class Settings {
   void RemoveListener(int id);
 
   // Defaults, keys of the preferences file, then the user's saved record; at last the pacing values are handed over.
-  // A missing or foreign file leaves what was there before it.
+  // A saved record counts as far as it goes; one that ReadConfigRecord does not take is kept as NAME.broken.
   void MainLoadConfig(const std::string& cfgName, const std::string& iniName, const std::string& preferencesPath = {});
   Result SaveConfig(const std::string& cfgName) const;
   // "MIDIDelay" of the preferences file: milliseconds between the messages of one send; 200 when missing.

@@ -24,7 +24,6 @@ namespace {
 
 constexpr char kStudioMagic[] = "9VRD";
 constexpr char kBlocksMark[] = "EXP1";
-constexpr char kBadEnding[] = ".bad";
 constexpr std::size_t kStudioHeader = 6;
 constexpr std::size_t kMaxStudioRecords = 32767;  // the count is a signed 16-bit number
 constexpr std::size_t kMaxStudioFile = 64u << 20;
@@ -202,7 +201,7 @@ Result StudioFile::KeepFormerFile(const std::filesystem::path& target, const std
   std::vector<std::uint8_t> former;
   const Result read = ReadWholeFile(target.string(), former, kMaxStudioFile);
   if (!read.ok() || former.size() < 4 || std::memcmp(former.data(), kStudioMagic, 4) != 0)
-    return former.empty() && read.ok() ? Result::Success() : SetAsideBroken(target.string(), kBadEnding);
+    return former.empty() && read.ok() ? Result::Success() : SetAsideBroken(target.string());
   if (former == fresh) return Result::Success();
   return WriteFileAtomically(target.string() + "~", std::span<const std::uint8_t>(former));
 }
@@ -271,7 +270,7 @@ bool StudioFile::UseFormerStudio(const char* title, const std::string& told) {
 int StudioFile::RecoverStudio() {
   const std::string source = (parts_.around.paths.data / kStudioFileName).string();
   std::string damaged;
-  if (!SetAsideBroken(source, kBadEnding, &damaged).ok()) damaged = source;
+  if (!SetAsideBroken(source, &damaged).ok()) damaged = source;
   const std::string told = "The studio file\n" + source +
                            "\nis damaged.  What could be read of it is loaded.\nThe damaged file is kept as\n" +
                            damaged;
@@ -280,7 +279,7 @@ int StudioFile::RecoverStudio() {
 
 // A file that holds no studio, or cannot be read at all.  True: the former studio is used.
 bool StudioFile::ReplaceStudio(const char* title, const std::string& reason) {
-  SetAsideBroken((parts_.around.paths.data / kStudioFileName).string(), kBadEnding);
+  SetAsideBroken((parts_.around.paths.data / kStudioFileName).string());
   if (!UseFormerStudio(title, reason)) return false;
   DrvSaveSetup(0);
   return true;

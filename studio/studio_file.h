@@ -42,7 +42,7 @@ class StudioFile {
   // the studio from the instrument folder.  0 or the disk result code (2: damaged, what could be read is loaded; 9: the
   // user cancelled or keeps a window open, nothing changed).
   // No saving after this costs the user anything that was in the file: a studio file that is none, or is damaged, is
-  // set aside as NAME.bad, and when instruments of it could not be loaded a copy is kept as kKeptStudioFile.
+  // set aside as NAME.broken, and when instruments of it could not be loaded a copy is kept as kKeptStudioFile.
   int DrvLoadSetup(int mode, const std::filesystem::path& folder = {}, const std::string& file = {});
   Result SaveAsTextFile(const std::filesystem::path& folder, const std::string& file) const;
   // Writes the studio and its text summary; the file that was there becomes NAME~.

@@ -89,8 +89,9 @@ Qt::ItemFlags BankListModel::flags(const QModelIndex& index) const {
 
 bool BankListModel::setData(const QModelIndex& index, const QVariant& value, int role) {
   if (role != Qt::EditRole || index.column() != kName) return false;
-  const Result result = document_.Rename(index.row(), ToLatin1(value.toString()));
-  if (!result.ok()) emit Refused(FromUtf8(result.text));
+  const RenameResult result = document_.Rename(index.row(), ToUtf8(value.toString()));
+  const std::string sentence = result.ok() ? result.fit.Sentence() : result.text;
+  if (!sentence.empty()) emit Explained(FromUtf8(sentence));
   return result.ok();
 }
 

@@ -27,8 +27,8 @@ class BankListModel final : public QAbstractTableModel {
   bool setData(const QModelIndex& index, const QVariant& value, int role) override;
 
  signals:
-  // Why a name was not taken.
-  void Refused(const QString& sentence);
+  // Why a name was not taken, or not taken as it was typed.
+  void Explained(const QString& sentence);
 
  private:
   ZKBankDoc& document_;

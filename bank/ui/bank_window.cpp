@@ -33,7 +33,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
   column->addWidget(status_);
   setFocusProxy(list_);
 
-  connect(list_->bankModel(), &BankListModel::Refused, this, &TZKBank::Say);
+  connect(list_->bankModel(), &BankListModel::Explained, this, &TZKBank::Say);
   connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { emit StateChanged(); });
   UpdateTitle();
   Refresh();

@@ -23,7 +23,8 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
   int told = 0;
   bank.AddListener([&](const DocumentChange&) { ++told; });
-  EXPECT_TRUE(bank.Rename(2, "A VERY LONG NAME").ok());
+  EXPECT_EQ(bank.Rename(2, "A VERY LONG NAME").fit.Sentence(),
+            "The name was written as \"A VERY LON\": a name has at most 10 characters.");
   EXPECT_EQ(bank.GetPatchName(2), "A VERY LON") << "cut to what the instrument holds";
   EXPECT_EQ(bank.GetPatchName(1), "VOICE 1");
   EXPECT_EQ(bank.GetPatchName(3), "VOICE 3");
@@ -45,6 +46,19 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   EXPECT_FALSE(bank.Rename(-1, "X").ok());
   EXPECT_TRUE(bank.Rename(0, "VOICE 0").ok());
   EXPECT_FALSE(bank.CanUndo()) << "the same name is no change";
+  EXPECT_EQ(bank.Rename(0, "V\u00D6ICE 0").fit.name, "VOICE 0");
+  EXPECT_FALSE(bank.CanUndo()) << "nor is one that is written as it";
+}
+
+TEST(BankDocument, FailuresOfFilesSayWhy) {
+  ZKBankDoc bank(SmallBank());
+  EXPECT_EQ(
+      bank.Save("/tmp").text,
+      "The file /tmp could not be written; the former file was left as it is.  Cannot write /tmp: it is a folder.");
+  EXPECT_EQ(bank.Load("/tmp").text, "The file /tmp could not be read.  Cannot open /tmp: it is a folder.");
+  EXPECT_EQ(bank.Load("/none/such").text,
+            "The file /none/such could not be read.  Cannot open /none/such: there is no such file or folder.");
+  EXPECT_EQ(bank.GetPatchName(2), "VOICE 2");
 }
 
 TEST(BankDocument, RefusesWhileBusyAndKnowsWhetherAReceiveChangedAnything) {

@@ -98,6 +98,9 @@ TEST_F(TransferCommands, CasioToneThereAndBack) {
 TEST_F(TransferCommands, ARenamedPatchReachesTheInstrument) {
   const std::string data = Path("renamed.dat"), state = Path("renamed-state.syx");
   Ok({"receive", "dx7", "voice bank", data, "--virtual", "factory"});
+  const CliOutput nearest = Ok({"rename", data, "4", "Fl\u00FCgel"});
+  EXPECT_EQ(nearest.out, "4\t 5\tFlugel\n");
+  EXPECT_EQ(nearest.err, "tonalith-cli rename: The name was written as \"Flugel\": the instrument has no \u00FC.\n");
   EXPECT_EQ(Ok({"rename", data, "4", "WARM PAD"}).out, "4\t 5\tWARM PAD\n");
   EXPECT_NE(Ok({"identify", data}).out.find("\tok\n"), std::string::npos);
   Ok({"send", data, "--virtual", "factory", "--state", state});

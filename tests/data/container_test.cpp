@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "data/patch_names.h"
+#include "platform/atomic_file.h"
 
 namespace tonalith {
 namespace {
@@ -379,6 +380,24 @@ TEST_F(DiskAccessTest, SavesReadsAndReports) {
           Message("x.PVS", "File looks like an unknown type!\nPlease choose or drop a Set or Collection file!\n")}));
 }
 
+TEST_F(DiskAccessTest, KindOneIsASingleFileAndReasonsAreSaid) {
+  DataFilePtr df = FullRecord(), read(AllocDataFile());
+  ASSERT_EQ(disk_.DiskWrite(0, dir_, "a.dat", df.get()), 1);
+  EXPECT_EQ(disk_.DiskRead(1, dir_, "a.dat", "", read.get(), 1), 1);
+  EXPECT_EQ(Written(*read), Written(*df));
+  EXPECT_EQ(disk_.DiskRead(2, dir_, "a.dat", "", read.get(), 1), 0);
+  hooks_.shown.clear();
+  ASSERT_TRUE(MakeFolders(At("folder")).ok());
+  EXPECT_EQ(disk_.DiskRead(1, dir_, "folder", "", read.get(), 1), 0);
+  EXPECT_EQ(disk_.DiskWrite(0, dir_, "folder", df.get()), 0);
+  EXPECT_EQ(disk_.DiskRead(0, dir_, "none.dat", "", read.get(), 1), 0);
+  EXPECT_EQ(hooks_.shown,
+            (std::vector<std::string>{
+                Message("folder", "File read error.\n    Cannot open " + At("folder") + ": it is a folder.\n"),
+                Message("folder", "File creation error.\n    Cannot write " + At("folder") + ": it is a folder.\n"),
+                Message("none.dat", "File not found.\n")}));
+}
+
 TEST_F(DiskAccessTest, BrokenStudioIsSetAsideSilently) {
   DiskSaveFile(At("Default.PV9"), Bytes(20, 1));
   disk_.DiskDirectoryFix(dir_, true);
@@ -386,7 +405,7 @@ TEST_F(DiskAccessTest, BrokenStudioIsSetAsideSilently) {
   disk_.DiskAccessClose(code, dir_, "Default.PV9");
   EXPECT_EQ(code, 0);
   EXPECT_TRUE(hooks_.shown.empty());
-  EXPECT_TRUE(fs::exists(At("Default.PV9.bad")));
+  EXPECT_TRUE(fs::exists(At("Default.PV9.broken")));
   disk_.DiskDirectoryFix("", true);
   code = 55;
   disk_.DiskAccessClose(code, "d", "n");

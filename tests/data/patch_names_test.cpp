@@ -119,6 +119,44 @@ TEST(PatchNames, WritingIsTheInverseOfReading) {
   }
 }
 
+// What the name formats make of letters that they do not have.
+TEST(PatchNames, NearestLetter) {
+  const struct {
+    int format, storage;
+    const char *text, *name, *sentence;
+  } cases[] = {
+      {0, 0, "Fl\u00FCgel", "Flugel", "The name was written as \"Flugel\": the instrument has no \u00FC."},
+      {0, 0, "Fu\u00DF\x7F\u0141\u20AC", "Fus L",
+       "The name was written as \"Fus L\": the instrument has no \u00DF, \\x7F, \u0141 or \u20AC."},
+      {0, 0, "u\u0308b", "ub", "The name was written as \"ub\": the instrument has no \u0308."},
+      {0, 0, "\xFF", "", "The name was written as \"\": the instrument has no \uFFFD."},
+      {0, 0, "NINE CHARS", "NINE CHA", "The name was written as \"NINE CHA\": a name has at most 8 characters."},
+      {0, 0, "plain", "plain", ""},
+      {16, 0, "\u00FF\x7Fx", "y x", "The name was written as \"y x\": the instrument has no \u00FF or \\x7F."},
+      {19, 0, "\u00E9", "e", "The name was written as \"e\": the instrument has no \u00E9."},
+      {8, 0, "\u00E9b*", "EB", "The name was written as \"EB\": the instrument has no \u00E9, * or small letters."},
+      {26, 0, "\u00FC", "\xFC", ""},  // both halves of a byte
+      {19, 1, "\u00FC", "\xFC", ""},
+  };
+  for (const auto& c : cases) {
+    DataFilePtr df(AllocDataFile());
+    ASSERT_TRUE(AllocChunk(&df->synth, &df->synthSize, kSynthSize));
+    Synth& s = *df->synth;
+    s.fileSize = 400;
+    s.voiceSize = s.voiceBytes = 100;
+    s.numVoices = 1;
+    s.nameLength = 8;
+    s.nameFormat = static_cast<std::uint8_t>(c.format);
+    SetStorageFormat(&s, c.storage);
+    ASSERT_TRUE(AllocChunk(&df->body, &df->bodySize, 400));
+    const NameFit fit = FitPatchName(*df, c.text);
+    EXPECT_EQ(fit.Sentence(), c.sentence);
+    ASSERT_TRUE(SetPatchName(df.get(), 0, fit.name));
+    EXPECT_EQ(GetPatchName(*df, 0), c.name) << c.sentence;
+    for (const std::uint8_t byte : BodySpan(*df)) ASSERT_LT(byte, 0x7F) << c.sentence;
+  }
+}
+
 TEST(PatchNames, NegativeStartCountsFromTheLastEndByte) {
   Synth s{};
   s.voiceSize = 120;

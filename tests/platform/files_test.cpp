@@ -1,11 +1,21 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 
@@ -118,6 +128,56 @@ TEST_F(FilesTest, FailuresSayWhy) {
   ASSERT_TRUE(SetAsideBroken(Path("a.PV9")));
   EXPECT_EQ(Read("a.PV9.broken"), "bad");
   EXPECT_EQ(Read("a.PV9.broken2"), "bad2");
+}
+
+TEST_F(FilesTest, SavingRemovesWhatKilledProgramsLeft) {
+  const pid_t gone = ::fork();
+  if (gone == 0) ::_exit(0);
+  ::waitpid(gone, nullptr, 0);
+  const std::string dead = std::to_string(gone), own = std::to_string(::getpid());
+  const struct {
+    std::string name;
+    bool stays;
+  } files[] = {{"." + std::string("a.dat.") + dead + "-1.part", false},
+               {".other file." + dead + "-77.part", false},
+               {".a.dat." + own + "-999999.part", true},  // of this program, which runs
+               {"a.dat." + dead + "-1.part", true},
+               {".a.dat." + dead + "-x.part", true},
+               {".a.dat." + dead + ".part", true},
+               {"." + dead + "-1.part", true},
+               {".a.dat." + dead + "-1.party", true},
+               {".a.dat." + dead + "-2.part", true}};  // locked
+  for (const auto& file : files) std::ofstream(Path(file.name)) << "half";
+  const std::string locked = Path(std::end(files)[-1].name);
+  const int lock = ::open(locked.c_str(), O_RDONLY);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  ASSERT_TRUE(WriteFileAtomically(Path("b.dat"), "whole"));
+  for (const auto& file : files) EXPECT_EQ(FileExists(Path(file.name)), file.stays) << file.name;
+  ::close(lock);
+  ASSERT_TRUE(WriteFileAtomically(Path("b.dat"), "whole"));
+  EXPECT_FALSE(FileExists(locked));
+}
+
+// A file system without modes refuses to set them.
+TEST_F(FilesTest, SavingWithoutModes) {
+  ASSERT_TRUE(WriteFileAtomically(Path("a"), "old"));
+  const pid_t child = ::fork();
+  if (child == 0) {
+    sock_filter code[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fchmod, 0, 1),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog program{std::size(code), code};
+    if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+      ::_exit(2);
+    }
+    ::_exit(WriteFileAtomically(Path("a"), "new").ok() ? 0 : 1);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "system calls cannot be refused here";
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Read("a"), "new");
 }
 
 TEST_F(FilesTest, ProfileReading) {

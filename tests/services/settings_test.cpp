@@ -138,7 +138,7 @@ TEST_F(SettingsTest, ForeignAndDamagedRecordsAreIgnoredOrMadeSafe) {
     return settings.Copy();
   };
   EXPECT_EQ(load(sizeof image).knobEdit, 9);
-  EXPECT_EQ(load(sizeof image - 1).knobEdit, 2);
+  EXPECT_EQ(load(sizeof image - 1).knobEdit, 9);
   image.magic[0] = 'X';
   EXPECT_EQ(load(sizeof image).knobEdit, 2);
   image = saved.Copy();
@@ -152,6 +152,94 @@ TEST_F(SettingsTest, ForeignAndDamagedRecordsAreIgnoredOrMadeSafe) {
   EXPECT_EQ(strnlen(safe.logFont, 256), 255u);
   EXPECT_EQ(strnlen(safe.seqPathFile[9], 256), 255u);
   EXPECT_EQ(safe.seqChannel[15], 15);
+}
+
+// Records of every size: what lies whole in them counts, everything behind keeps its default.
+TEST_F(SettingsTest, RecordsAreReadAsFarAsTheyGo) {
+  const std::string ini = Ini("[Preferences]\nKnob Edit=2\n");
+  Settings defaults;
+  defaults.MainLoadConfig(Path("ZK.cfg"), ini);
+  const Config fresh = defaults.Copy();
+  Settings chosen;
+  for (const SettingInfo& row : SettingsTable()) {
+    const int former = ReadSetting(fresh, row.id);
+    chosen.Access(row.id, former == row.maximum ? row.minimum : row.maximum);
+  }
+  chosen.MainVSTPaths(0, "/some/folder");
+  chosen.MainDefaultFont("Sans");
+  chosen.MainSetSeqPathFile(9, "last");
+  const Config own = chosen.Copy();
+  const std::string whole(reinterpret_cast<const char*>(&own), sizeof own);
+  const auto load = [&](std::string record) {
+    EXPECT_TRUE(WriteFileAtomically(Path("ZK_v2.cfg"), record));
+    Settings settings;
+    settings.MainLoadConfig(Path("ZK.cfg"), ini);
+    return settings.Copy();
+  };
+  std::vector<std::size_t> sizes = {kConfigHeader,
+                                    offsetof(Config, startUpOption),
+                                    offsetof(Config, vstPathsCount) + 1,
+                                    offsetof(Config, defaultFont) + 2,
+                                    sizeof own - 1,
+                                    sizeof own};
+  for (const SettingInfo& row : SettingsTable()) sizes.insert(sizes.end(), {row.offset, row.offset + 1});
+  for (const std::size_t size : sizes) {
+    for (const bool cutFile : {true, false}) {
+      std::string record = whole.substr(0, cutFile ? size : whole.size());
+      if (!cutFile) {
+        record[6] = static_cast<char>(size & 0xFF);
+        record[7] = static_cast<char>(size >> 8);
+      }
+      const Config got = load(record);
+      EXPECT_EQ(std::memcmp(&got, &fresh, kConfigHeader), 0);
+      for (const SettingInfo& row : SettingsTable()) {
+        const bool isThere = row.offset + (row.type == SettingType::U8 ? 1 : 2) <= size;
+        EXPECT_EQ(ReadSetting(got, row.id), ReadSetting(isThere ? own : fresh, row.id)) << row.name << " in " << size;
+      }
+      const bool hasPaths = size >= offsetof(Config, vstPathsCount) + 1 + sizeof own.vstPaths;
+      EXPECT_EQ(std::string(got.vstPaths[0]), hasPaths ? "/some/folder" : "");
+      EXPECT_EQ(got.vstPathsCount, hasPaths ? 1 : 0);
+      EXPECT_EQ(std::string(got.seqPathFile[9]), size == sizeof own ? "last" : "");
+    }
+  }
+  std::string older = whole, longer = whole + std::string(300, 'n');
+  older[4] = 0;
+  longer[6] = static_cast<char>((sizeof own + 300) & 0xFF);
+  longer[7] = static_cast<char>((sizeof own + 300) >> 8);
+  for (const std::string& record : {older, longer, whole + "rest"}) {
+    const Config got = load(record);
+    EXPECT_EQ(std::memcmp(&got, &own, sizeof own), 0);
+  }
+  EXPECT_FALSE(FileExists(Path("ZK_v2.cfg.broken")));
+}
+
+TEST_F(SettingsTest, RecordsThatCannotBeReadAreKept) {
+  Settings saved;
+  saved.MainKnobEdit(9);
+  Config image = saved.Copy();
+  const std::string good(reinterpret_cast<const char*>(&image), sizeof image);
+  std::string magic = good, later = good;
+  magic[0] = 'X';
+  later[4] = 2;
+  int count = 0;
+  for (const std::string& record : {magic, later, std::string(), std::string("TZCF"), good.substr(0, 7)}) {
+    ASSERT_TRUE(WriteFileAtomically(Path("ZK_v2.cfg"), record));
+    Settings settings;
+    settings.MainLoadConfig(Path("ZK.cfg"), Ini(""));
+    EXPECT_NE(settings.MainKnobEdit(-1), 9);
+    ++count;
+    std::string kept;
+    ASSERT_TRUE(ReadWholeFile(Path("ZK_v2.cfg.broken") + (count > 1 ? std::to_string(count) : ""), kept));
+    EXPECT_EQ(kept, record);
+    EXPECT_FALSE(FileExists(Path("ZK_v2.cfg")));
+    ASSERT_TRUE(settings.SaveConfig(Path("ZK.cfg")));
+  }
+  // What stands in the way without being a file stays.
+  std::filesystem::remove(Path("ZK_v2.cfg"));
+  ASSERT_TRUE(MakeFolders(Path("ZK_v2.cfg/inside")));
+  Settings settings;
+  settings.MainLoadConfig(Path("ZK.cfg"), Ini(""));
+  EXPECT_TRUE(FolderExists(Path("ZK_v2.cfg/inside")));
 }
 
 TEST_F(SettingsTest, ConfigurationNames) {

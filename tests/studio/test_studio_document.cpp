@@ -117,7 +117,7 @@ TEST_F(StudioTest, StudioFilesThatAreNotWhole) {
   ASSERT_TRUE(WriteFileAtomically((paths().data / "Default.PV9").string(), std::string_view("something else")).ok());
   EXPECT_EQ(other.DrvLoadSetup(0), 0);
   EXPECT_EQ(other.instruments().size(), 1u) << "built from the instrument folder";
-  EXPECT_TRUE(fs::exists(paths().data / "Default.PV9.bad")) << "the file is set aside, not deleted";
+  EXPECT_TRUE(fs::exists(paths().data / "Default.PV9.broken")) << "the file is set aside, not deleted";
   fs::remove(paths().instruments / "Synth/bank.PV6");
   fs::remove(paths().instruments / "Synth/patch.PV6");
   EXPECT_EQ(other.ReadStudio(bytes, &error), 0);

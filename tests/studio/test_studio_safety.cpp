@@ -98,7 +98,7 @@ TEST_F(StudioSafety, DamagedFilesCostNothing) {
     ZKStudioDoc studio(paths(), no, &ports_);
     EXPECT_EQ(studio.DrvLoadSetup(0), 2);
     EXPECT_EQ(studio.instruments().size(), c.instruments);
-    EXPECT_TRUE(Read(Default().string() + ".bad") == c.bytes);
+    EXPECT_TRUE(Read(Default().string() + ".broken") == c.bytes);
     studio.AddDrivers("Synth.ini");
     studio.DrvSaveSetup(0);
     studio.AddDrivers("Synth.ini");
@@ -113,8 +113,8 @@ TEST_F(StudioSafety, DamagedFilesCostNothing) {
     ASSERT_EQ(recovered.instruments().size(), 2u) << "the former file was used";
     EXPECT_EQ(recovered.GetInstrument(1)->midiChannel, 7);
     EXPECT_TRUE(Read(Default()) == good) << "and is the studio again";
-    fs::remove(Default().string() + ".bad");
-    fs::remove(Default().string() + ".bad2");
+    fs::remove(Default().string() + ".broken");
+    fs::remove(Default().string() + ".broken2");
   }
 }
 

@@ -484,6 +484,21 @@ TEST_F(Files, PartsOfASetGoOneAfterTheOther) {
       << filePrompts.Log()[0];
 }
 
+TEST_F(Files, OneDataFile) {
+  Begin();
+  Bytes bytes;
+  auto data = Dump("Other", 40);
+  const Bytes body(data->body, data->body + data->synth->fileSize);
+  ASSERT_TRUE(DiskWriteForm(&bytes, *data));
+  const int port = system.out().FindPort("Mock") + 1;
+  ASSERT_TRUE(files->TransmitFile(Write("one.dat", bytes), port));
+  Finish();
+  ASSERT_EQ(peer->Heard().size(), 1U);
+  EXPECT_EQ(peer->Heard()[0], body);
+  EXPECT_NE(diary.find("one.dat was sent."), std::string::npos) << diary;
+  EXPECT_TRUE(filePrompts.Log().empty());
+}
+
 TEST_F(Files, RawBytes) {
   Begin();
   const int port = system.out().FindPort("Mock") + 1;

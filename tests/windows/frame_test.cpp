@@ -66,7 +66,7 @@ TEST_F(FrameTest, UndoAndRedoByKeysAndModifiedMeansOtherThanTheFile) {
   const std::string former = name();
   ASSERT_TRUE(bank->document()
                   .Rename(0,
-                          "\xDC"
+                          "\xC3\x9C"
                           "bung")
                   .ok());
   const std::string renamed = name();
