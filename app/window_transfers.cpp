@@ -20,22 +20,28 @@ namespace {
 
 constexpr const char* kSendTitle = "MIDI I/O";
 
+template <bool (TransferFiles::*Send)(const std::string& path, int port)>
+void SendWith(TransferFiles& files, const std::string& path) {
+  (files.*Send)(path, 0);
+}
+
 struct SendCommand {
   CommandId command;
   const char* title;
   const char* filter;
-  bool (TransferFiles::*send)(const std::string& path, int port);
+  void (*send)(TransferFiles& files, const std::string& path);
 };
 constexpr SendCommand kSendCommands[] = {
-    {CommandId::SendDataFile, "Choose Data File to Send?", "ZK Data File (*.*)|*.*|", &TransferFiles::DiskTransmit},
+    {CommandId::SendDataFile, "Choose Data File to Send?", "ZK Data File (*.*)|*.*|",
+     SendWith<&TransferFiles::DiskTransmit>},
     {CommandId::SendCollection, "Choose Collection/Set to Send?",
      "Set/Collection|*.PVS;*.PVC;*.PVD;*.PVG|ZK Collection (*.PVC)|*.PVC;*.PVD|ZK Set (*.PVS)|*.PVS;*.PVG|ZK Data File "
      "(*.*)|*.*|",
-     &TransferFiles::DiskDBTransmit},
+     SendWith<&TransferFiles::DiskDBTransmit>},
     {CommandId::SendSysEx, "Choose MIDIX File to Send?", "ZK MidiX File (*.SYX)|*.SYX|All Files (*.*)|*.*|",
-     &TransferFiles::MidiXTransmit},
+     SendWith<&TransferFiles::MidiXTransmit>},
     {CommandId::SendMidiFile, "Choose SMF File to Send?", "MIDI File (*.MID)|*.MID|All Files (*.*)|*.*|",
-     &TransferFiles::SMFTransmit},
+     SendWith<&TransferFiles::SMFTransmit>},
 };
 
 }  // namespace
@@ -49,7 +55,7 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
                             prompt.folder = frame_.program.paths().MainGetDataPath();
                             prompt.patterns = FilePatterns(row.filter);
                             const std::string path = frame_.prompts().File(prompt);
-                            if (!path.empty()) (files_.*row.send)(path, 0);
+                            if (!path.empty()) row.send(files_, path);
                           }});
   }
   frame_.menus.Register(CommandId::MidiCancelTransmit,
