@@ -3,8 +3,8 @@
 // The one table of the number settings.  A row gives, from left to right: accessor, record field, type, section and key
 // in the preferences file (none: the default holds until the user changes it), the value when the key is missing,
 // lowest and highest value of the field, how the key's value becomes the field's, page of the preferences dialog (None:
-// it is not shown, as what has no effect must not be), and label. The record, the accessors, the defaults and the checks
-// after loading are all made from it.
+// it is not shown, as what has no effect must not be), and label. The record, the accessors, the defaults and the
+// checks after loading are all made from it.
 
 // clang-format off
 #define TONALITH_NUMBER_SETTINGS(X) \
