@@ -35,10 +35,9 @@ std::string Escaped(std::string_view text, bool severalLines) {
     const std::string_view taken = rest.substr(0, rest.size() - text.size());
     if (!code) {
       out += Printf("\\x%02X", static_cast<unsigned>(static_cast<unsigned char>(taken.front())));
-    } else if (!IsHiddenCharacter(*code) || (severalLines && (*code == U'\n' || *code == U'\t'))) {
+    } else if (!IsHiddenCharacter(*code) ||
+               (severalLines && (*code == U'\n' || *code == U'\t' || (*code == U'\r' && text.starts_with('\n'))))) {
       out += taken;
-    } else if (severalLines && *code == U'\r' && text.starts_with('\n')) {
-      continue;
     } else {
       out += Printf(*code < 0xA0 ? "\\x%02X" : "\\u{%X}", static_cast<unsigned>(*code));
     }
@@ -55,6 +54,18 @@ bool IsHiddenCharacter(char32_t code) {
 
 std::string PlainLine(std::string_view text) {
   return Escaped(text, false);
+}
+
+std::string PlainSentence(std::string_view text) {
+  std::string joined;
+  for (text = TrimmedView(text); !text.empty();) {
+    const std::size_t end = text.find_first_of("\r\n");
+    joined += text.substr(0, end);
+    if (end == text.npos) break;
+    joined += ' ';
+    text = TrimmedView(text.substr(end));
+  }
+  return PlainLine(joined);
 }
 
 std::string PlainLines(std::string_view text) {

@@ -16,7 +16,9 @@ bool IsHiddenCharacter(char32_t code);
 // One line for a terminal or a log.  `text` should be UTF-8; hidden characters up to U+009F and bytes that are no UTF-8
 // become \xNN, other hidden characters \u{N}; everything else stays as it is.
 std::string PlainLine(std::string_view text);
-// As PlainLine; line feeds stay, carriage returns before them go, and tabs stay.
+// As PlainLine for a sentence that may be laid out in several lines: each of its line ends becomes one blank.
+std::string PlainSentence(std::string_view text);
+// As PlainLine; tabs and line ends (line feeds, alone or behind a carriage return) stay.
 std::string PlainLines(std::string_view text);
 
 // For one line of a window: hidden characters become the one-character pictures of U+2400 (C0 and DEL) or U+FFFD, and
