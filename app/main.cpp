@@ -2,11 +2,12 @@
 #include <unistd.h>
 #include <QApplication>
 #include <csignal>
-#include <cstdio>
+#include <iostream>
 
 #include <QSocketNotifier>
 
 #include "app/application.h"
+#include "platform/terminal_text.h"
 
 namespace {
 
@@ -14,12 +15,17 @@ constexpr int kWrongUse = 2;
 
 int signalPipe[2] = {-1, -1};
 
+// Qt's own warnings name files and windows.
+void OnQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+  tonalith::WriteErrorLine(qFormatLogMessage(type, context, text).toStdString());
+}
+
 void OnSignal(int) {
   const char byte = 1;
   if (write(signalPipe[1], &byte, 1) < 0) _exit(1);
 }
 
-constexpr const char* kHelp =
+constexpr char kHelp[] =
     "Usage: tonalith [options] [files]\n"
     "  --simulated        instruments on virtual cables instead of MIDI ports\n"
     "  --fast-cables      virtual cables without the pace of real ones\n"
@@ -35,9 +41,11 @@ constexpr const char* kHelp =
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
-    if (word == "--help") return std::fputs(kHelp, stdout) < 0;
-    if (word == "--version") return std::printf("Tonalith %s\n", TONALITH_VERSION) < 0;
+    const tonalith::TerminalText out(std::cout);
+    if (word == "--help") return !(out << kHelp).Takes();
+    if (word == "--version") return !(out << "Tonalith " TONALITH_VERSION "\n").Takes();
   }
+  qInstallMessageHandler(OnQtMessage);
   QApplication application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("tonalith"));
   QApplication::setDesktopFileName(QStringLiteral("com.corvane.Tonalith"));
@@ -46,7 +54,7 @@ int main(int argc, char** argv) {
   auto commandLine = tonalith::CommandLine::Parse(words);
   commandLine.RefuseOthersThan(tonalith::CZKApp::kOptions);
   if (!commandLine.problem.empty()) {
-    std::fprintf(stderr, "tonalith: %s\n", commandLine.problem.c_str());
+    tonalith::WriteErrorLine("tonalith: " + commandLine.problem);
     return kWrongUse;
   }
   tonalith::CZKApp program(commandLine);

@@ -1,12 +1,10 @@
 #include "cli/command.h"
 
-#include <ostream>
-
 namespace tonalith {
 
-int CliFailure(CliEnvironment& environment, const std::string& command, const std::string& sentence) {
-  environment.err << "tonalith-cli " << command << ": " << sentence;
-  if (sentence.empty() || sentence.back() != '\n') environment.err << "\n";
+int CliFailure(TerminalText err, std::string_view command, std::string_view sentence, std::string_view forms) {
+  err << "tonalith-cli " << command << ": " << PlainSentence(sentence) << "\n";
+  err.Lines(forms);
   return 1;
 }
 

@@ -4,18 +4,20 @@
 #include <functional>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/cancel_token.h"
 #include "platform/folders.h"
+#include "platform/terminal_text.h"
 
 namespace tonalith {
 
 // What a command works with.  The streams must outlive it.
 struct CliEnvironment {
   std::istream& in;
-  std::ostream& out;
-  std::ostream& err;
+  TerminalText out;
+  TerminalText err;
   Folders folders;              // of the user, or below --config-root
   bool canAsk = false;          // standard input is a terminal: questions may be asked there
   bool showsProgress = false;   // standard error is a terminal
@@ -36,7 +38,8 @@ struct CliCommand {
   std::function<int(CliEnvironment& environment, const std::vector<std::string>& args)> run;
 };
 
-// One sentence on standard error; the result is the exit status 1.
-int CliFailure(CliEnvironment& environment, const std::string& command, const std::string& sentence);
+// One sentence on standard error, as one line, and the forms of the command where they help; the result is the exit
+// status 1.
+int CliFailure(TerminalText err, std::string_view command, std::string_view sentence, std::string_view forms = {});
 
 }  // namespace tonalith

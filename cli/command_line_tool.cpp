@@ -1,7 +1,6 @@
 #include "cli/command_line_tool.h"
 
 #include <algorithm>
-#include <ostream>
 
 #include "cli/commands_authoring.h"
 #include "cli/commands_data.h"
@@ -17,6 +16,7 @@
 #include "cli/commands_sysxmap.h"
 #include "cli/commands_transfer.h"
 #include "cli/session.h"
+#include "platform/terminal_text.h"
 
 namespace tonalith {
 
@@ -57,8 +57,8 @@ constexpr GroupTitle kGroups[] = {
     {CliGroup::Bytes, "Bytes, names and numbers"},
 };
 
-using PlainCommand = int (*)(const std::vector<std::string>&, std::istream&, std::ostream&, std::ostream&);
-using ModuleCommand = int (*)(const std::vector<std::string>&, std::istream&, std::ostream&, std::ostream&,
+using PlainCommand = int (*)(const std::vector<std::string>&, std::istream&, TerminalText, TerminalText);
+using ModuleCommand = int (*)(const std::vector<std::string>&, std::istream&, TerminalText, TerminalText,
                               const std::filesystem::path&);
 
 // A command that works on what it is given and nothing else.
@@ -201,24 +201,24 @@ const CliCommand* FindCliCommand(const std::string& name) {
 
 namespace {
 
-void PrintOverview(std::ostream& out) {
+void PrintOverview(TerminalText out) {
   out << kHead;
   for (const GroupTitle& group : kGroups) {
-    out << "\n" << group.title << "\n";
+    out << "\n" << std::string_view(group.title) << "\n";
     for (const CliCommand& command : CliCommands()) {
       if (command.group != group.group) continue;
       std::string name = command.name;
       name.resize(std::max<std::size_t>(name.size(), 9), ' ');
-      out << "  " << name << "  " << command.summary << "\n";
+      out << "  " << name << "  " << std::string_view(command.summary) << "\n";
     }
   }
   out << kTail;
 }
 
-void PrintCommand(const CliCommand& command, std::ostream& out) {
-  out << "tonalith-cli " << command.name << ": " << command.summary << "\n\n"
-      << command.forms() << "\n"
-      << command.details();
+void PrintCommand(const CliCommand& command, TerminalText out) {
+  out << "tonalith-cli " << std::string_view(command.name) << ": " << std::string_view(command.summary) << "\n\n";
+  out.Lines(command.forms()) << "\n";
+  out.Lines(command.details());
 }
 
 bool MeansHelp(const std::string& word) {
@@ -271,8 +271,8 @@ int RunCommandLine(const std::vector<std::string>& arguments, CliEnvironment& en
     return 0;
   }
   const int status = command->run(environment, args);
-  environment.out.flush();
-  if (status == 0 && !environment.out) {
+  environment.out.Flush();
+  if (status == 0 && !environment.out.Takes()) {
     environment.err << "tonalith-cli " << name << ": Standard output takes no data.\n";
     return 1;
   }

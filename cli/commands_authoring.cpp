@@ -1,7 +1,6 @@
 #include "cli/commands_authoring.h"
 
 #include <algorithm>
-#include <ostream>
 
 #include "cli/arguments.h"
 #include "cli/module_trial.h"
@@ -19,7 +18,7 @@ namespace {
 constexpr std::int64_t kLargest = 16 << 20;  // bytes of a message, as a descriptor takes it
 
 int Failed(CliEnvironment& environment, const std::string& text) {
-  return CliFailure(environment, "module", text);
+  return CliFailure(environment.err, "module", text);
 }
 
 // Options of several words ("--name-at 6 10") become one value.
@@ -149,7 +148,8 @@ int New(CliEnvironment& environment, const std::string& folder, const CliArgumen
       if (!result.ok()) result.text = *file + ": " + result.text;
     }
     for (const DraftFinding& finding : findings)
-      if (result.ok()) environment.out << DraftTrustText(finding.trust) << "\t" << finding.text << "\n";
+      if (result.ok())
+        environment.out << std::string_view(DraftTrustText(finding.trust)) << "\t" << finding.text << "\n";
   } else {
     result = DraftOfOptions(options, &draft);
   }
@@ -238,7 +238,7 @@ int Check(CliEnvironment& environment, const std::string& folder, const CheckOpt
   for (const ModuleRemark& remark : remarks) {
     errors += remark.isError;
     environment.out << JoinPath(folder, remark.file) << ":" << remark.line << ": "
-                    << (remark.isError ? "error: " : "warning: ") << remark.text << "\n";
+                    << (remark.isError ? OwnText("error: ") : OwnText("warning: ")) << remark.text << "\n";
     if (!remark.hint.empty()) environment.out << "    " << remark.hint << "\n";
   }
   if (!image.name.empty()) {

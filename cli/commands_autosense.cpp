@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <ostream>
 
 #include "cli/arguments.h"
 #include "cli/session.h"
 #include "cli/transfer_rig.h"
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "studio/auto_configuration.h"
 #include "studio/open_studio_ports.h"
@@ -40,7 +40,6 @@ Result ReadOptions(const CliArguments& args, Options* options) {
   if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
   if (!result.ok()) return result;
   options->pairs = std::max({options->pairs, options->at, options->answerOn});
-  if (args.words().size() != 1) return Result::Failure("one instrument is needed: " + StudioAutosenseForms());
   const bool cables = args.Has("pairs") || args.Has("at") || args.Has("answer-on") || args.Has("device") ||
                       args.Has("fault") || args.Has("also") || options->live || options->absent;
   if (cables && !options->isVirtual) return Result::Failure("options of simulated cables belong to --virtual.");
@@ -178,15 +177,15 @@ class AutosenseCommand {
   }
 
   void Print(const AutoConfigResult& result, const ZKDrvList& instrument) {
-    std::ostream& out = session_.environment().out;
-    out << AutoConfigResultText(result) << "\n";
+    TerminalText out = session_.environment().out;
+    out.Lines(AutoConfigResultText(result)) << "\n";
     if (result.outcome == AutoConfigOutcome::Found)
       out << "Device ID: " << static_cast<int>(instrument.sysExChannel)
           << "\nMIDI channel: " << static_cast<int>(instrument.midiChannel) + 1 << "\n";
     if (!result.answers.empty()) out << "\nWhat answered:\n";
     for (const AutoConfigAnswer& answer : result.answers)
-      out << "  " << answer.Text() << (answer.matched ? " (this instrument)" : "") << "\n";
-    if (options_.verbose) out << Printf("\n%d requests in %.1f seconds.\n", result.requests, seconds_);
+      out << "  " << answer.Text() << (answer.matched ? OwnText(" (this instrument)") : OwnText("")) << "\n";
+    if (options_.verbose) out << "\n" << Printf("%d requests in %.1f seconds.", result.requests, seconds_) << "\n";
   }
 
   Session& session_;
@@ -225,6 +224,8 @@ int RunStudioAutosense(CliEnvironment& environment, const std::vector<std::strin
                                {"virtual", "live", "absent", "verbose"});
   Options options;
   Result result = ReadOptions(arguments, &options);
+  if (result.ok() && arguments.words().size() != 1)
+    return CliFailure(environment.err, kCommand, "one instrument is needed:", StudioAutosenseForms());
   if (result.ok()) {
     Session session(environment);
     session.LoadStudio();
@@ -233,7 +234,7 @@ int RunStudioAutosense(CliEnvironment& environment, const std::vector<std::strin
     if (result.ok()) result = AutosenseCommand(session, options).Run(instrument);
   }
   if (result.ok()) return 0;
-  return result.text.empty() ? 1 : CliFailure(environment, kCommand, result.text);
+  return result.text.empty() ? 1 : CliFailure(environment.err, kCommand, result.text);
 }
 
 }  // namespace tonalith

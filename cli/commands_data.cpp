@@ -11,6 +11,8 @@
 #include "data/packed_bytes.h"
 #include "data/patch_names.h"
 #include "data/synth_fields.h"
+#include "platform/terminal_text.h"
+#include "platform/text.h"
 
 namespace tonalith {
 
@@ -72,13 +74,14 @@ CommandWords SplitWords(const std::vector<std::string>& args, const std::vector<
   return out;
 }
 
-int FailWith(std::ostream& err, const std::string& sentence) {
-  err << sentence << '\n';
+int FailWith(TerminalText err, const std::string& sentence) {
+  err << PlainSentence(sentence) << "\n";
   return 1;
 }
 
-int FailUsage(std::ostream& err, const char* help) {
-  err << "Use it like this:\n" << help;
+int FailUsage(TerminalText err, const char* help) {
+  err << "Use it like this:\n";
+  err.Lines(help);
   return 1;
 }
 
@@ -142,7 +145,7 @@ bool ReadBytesOperand(const std::string& operand, std::istream& in, std::vector<
   return true;
 }
 
-int RunPack(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+int RunPack(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
   const CommandWords words = SplitWords(args, {"bank", "voice-size"});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
@@ -169,15 +172,15 @@ int RunPack(const std::vector<std::string>& args, std::istream& in, std::ostream
   const ImageView view(image, synth);
   const bool isBank = words.Option("bank").has_value();
   if (!isSet) {
-    out << (isBank ? view.BankGet(0, base, index) : view.Get(0, index)) << '\n';
+    out << (isBank ? view.BankGet(0, base, index) : view.Get(0, index)) << "\n";
     return 0;
   }
   isBank ? view.BankSet(0, base, index, value) : view.Set(0, index, value);
-  out << HexText(image) << '\n';
+  out << HexText(image) << "\n";
   return 0;
 }
 
-int RunCsum(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+int RunCsum(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
   const CommandWords words = SplitWords(args, {});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
@@ -192,16 +195,14 @@ int RunCsum(const std::vector<std::string>& args, std::istream& in, std::ostream
   }
   const std::uint32_t crc = CSum(image, 0, static_cast<int>(type), start, count, offset);
   if (type == 19) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%08X", crc);
-    out << text << '\n';
+    out << Printf("%08X", crc) << "\n";
   } else {
-    out << HexText(image) << '\n';
+    out << HexText(image) << "\n";
   }
   return 0;
 }
 
-int RunNumber(const std::vector<std::string>& args, std::istream& /*in*/, std::ostream& out, std::ostream& err) {
+int RunNumber(const std::vector<std::string>& args, std::istream& /*in*/, TerminalText out, TerminalText err) {
   const CommandWords words = SplitWords(args, {"voices", "first", "name-format"});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
@@ -219,11 +220,11 @@ int RunNumber(const std::vector<std::string>& args, std::istream& /*in*/, std::o
   synth.numVoices = static_cast<std::uint32_t>(voices);
   synth.bankNumberOffset = static_cast<std::int16_t>(first);
   synth.nameFormat = static_cast<std::uint8_t>(nameFormat);
-  out << '"' << MakeNumberStr(synth, static_cast<int>(n)) << "\"\n";
+  out << "\"" << MakeNumberStr(synth, static_cast<int>(n)) << "\"\n";
   return 0;
 }
 
-int RunName(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+int RunName(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
   constexpr std::size_t kTextWord = 3;  // of "name set FORMAT LENGTH TEXT HEX"
   const bool hasText = std::find(args.begin(), args.end(), "set") != args.end();
   const CommandWords words = SplitWords(args, {"storage", "voice-size", "start"}, hasText ? kTextWord : kNoText);
@@ -250,11 +251,11 @@ int RunName(const std::vector<std::string>& args, std::istream& in, std::ostream
   synth.voiceSize = static_cast<std::uint32_t>(voiceSize);
   const auto count = static_cast<std::uint32_t>(length);
   if (!isSet) {
-    out << '"' << BankDispString(synth, image, count, 0, start, static_cast<int>(format)) << "\"\n";
+    out << "\"" << Latin1ToUtf8(BankDispString(synth, image, count, 0, start, static_cast<int>(format))) << "\"\n";
     return 0;
   }
   BankWriteString(&synth, image, w[3], count, 0, start, static_cast<int>(format));
-  out << HexText(image) << '\n';
+  out << HexText(image) << "\n";
   return 0;
 }
 
@@ -282,21 +283,21 @@ bool ReadForm(const std::string& path, std::span<const std::uint8_t> bytes, int 
   return false;
 }
 
-int DumpList(const ListFile& list, int depth, std::ostream& out) {
+int DumpList(const ListFile& list, int depth, TerminalText out) {
   const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
-  out << indent << "LIST " << ChunkIdText(list.type) << ' ' << list.members.size() << " members\n";
-  if (list.header) out << indent << "header\n" << DataFileText(*list.header, false);
+  out << indent << "LIST " << ChunkIdText(list.type) << " " << list.members.size() << " members\n";
+  if (list.header) (out << indent << "header\n").Lines(DataFileText(*list.header, false));
   for (const ListMember& member : list.members) {
     if (member.list) {
       DumpList(*member.list, depth + 1, out);
     } else {
-      out << indent << "member\n" << DataFileText(*member.data, false);
+      (out << indent << "member\n").Lines(DataFileText(*member.data, false));
     }
   }
   return 0;
 }
 
-int DfDump(const std::string& path, std::istream& in, std::ostream& out, std::ostream& err) {
+int DfDump(const std::string& path, std::istream& in, TerminalText out, TerminalText err) {
   std::vector<std::uint8_t> bytes;
   const int loaded = LoadOperand(path, in, &bytes);
   if (loaded == kDiskOk && IsListFile(bytes)) {
@@ -311,16 +312,16 @@ int DfDump(const std::string& path, std::istream& in, std::ostream& out, std::os
   std::string error;
   const DataFilePtr df(AllocDataFile());
   if (!df || !ReadForm(path, bytes, loaded, df.get(), &error)) return FailWith(err, error);
-  out << DataFileText(*df);
+  out.Lines(DataFileText(*df));
   return 0;
 }
 
-int SaveBytes(const std::string& path, std::span<const std::uint8_t> bytes, std::ostream& err) {
+int SaveBytes(const std::string& path, std::span<const std::uint8_t> bytes, TerminalText err) {
   if (DiskSaveFile(path, bytes) == kDiskOk) return 0;
   return FailWith(err, "The file \"" + path + "\" cannot be written.");
 }
 
-int DfRoundtrip(const std::string& from, const std::string& to, std::istream& in, std::ostream& err) {
+int DfRoundtrip(const std::string& from, const std::string& to, std::istream& in, TerminalText err) {
   std::vector<std::uint8_t> bytes, written;
   const int loaded = LoadOperand(from, in, &bytes);
   if (loaded == kDiskOk && IsListFile(bytes)) {
@@ -337,7 +338,7 @@ int DfRoundtrip(const std::string& from, const std::string& to, std::istream& in
   return SaveBytes(to, written, err);
 }
 
-int DfMake(const CommandWords& words, std::istream& in, std::ostream& err) {
+int DfMake(const CommandWords& words, std::istream& in, TerminalText err) {
   // Words between "make" and the file are further assignments of one --descriptor.
   const auto& w = words.words;
   const auto isAssignment = [](const std::string& word) { return word.find('=') != std::string::npos; };
@@ -377,7 +378,7 @@ int DfMake(const CommandWords& words, std::istream& in, std::ostream& err) {
 
 }  // namespace
 
-int RunDf(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+int RunDf(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
   const CommandWords words = SplitWords(args, {"descriptor", "body"});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;

@@ -2,19 +2,20 @@
 
 #include <cstdint>
 #include <istream>
-#include <ostream>
 #include <string>
 #include <vector>
+
+#include "platform/terminal_text.h"
 
 namespace tonalith {
 
 // The commands on images, checksums, numbers, names and data files.  `args` are the words behind the command.  Results
 // go to `out`; 0 = true success, 1 = failure with a sentence on `err`.
-int RunPack(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
-int RunCsum(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
-int RunNumber(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
-int RunName(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
-int RunDf(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+int RunPack(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err);
+int RunCsum(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err);
+int RunNumber(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err);
+int RunName(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err);
+int RunDf(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err);
 
 // Help texts of the same commands, one line a form.
 extern const char* const kPackHelp;

@@ -1,7 +1,6 @@
 #include "cli/commands_demo.h"
 
 #include <algorithm>
-#include <ostream>
 
 #include "bank/bank_document.h"
 #include "cli/arguments.h"
@@ -9,6 +8,7 @@
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -31,7 +31,7 @@ class Demo {
     for (const auto step : {&Demo::ShowStudio, &Demo::PlugIn, &Demo::GetBank, &Demo::RenameAndSend, &Demo::SaveAndRead,
                             &Demo::GetAgain, &Demo::CancelInTheMiddle, &Demo::PullTheCable}) {
       if (Result result = (this->*step)(); !result.ok()) return result;
-      out_.flush();
+      out_.Flush();
     }
     out_ << "\nEverything worked.\n";
     return Result::Success();
@@ -42,9 +42,9 @@ class Demo {
     out_ << "The studio:\n";
     for (const auto& instrument : session_.studio().instruments()) {
       out_ << "  " << instrument->DisplayKey() << ": ";
-      const char* separator = "";
+      OwnText separator = "";
       for (const auto& driver : instrument->drivers)
-        out_ << std::exchange(separator, ", ") << Latin1ToUtf8(driver->TypeName());
+        out_ << std::exchange(separator, OwnText(", ")) << Latin1ToUtf8(driver->TypeName());
       out_ << "\n";
     }
     Result result = session_.FindInstrument(kDemoInstrument, &instrument_);
@@ -92,11 +92,12 @@ class Demo {
     DataFilePtr data = NewBank();
     if (!data) return Result::Failure("There is not enough memory.");
     bank_ = std::make_unique<ZKBankDoc>(std::move(data));
-    out_ << "Getting the " << bank_->Description() << "...\n";
+    out_ << "Getting the " << Latin1ToUtf8(bank_->Description()) << "...\n";
     const std::int64_t start = rig_.clock().NowUs();
     if (Result result = rig_.Run(TransferOperation::kReceive, bank_->dataFile()); !result.ok()) return result;
-    out_ << Printf("Got %u bytes; on a MIDI cable that takes %.1f seconds.\n\nThe patches before:\n",
-                   bank_->synth().fileSize, static_cast<double>(rig_.clock().NowUs() - start) / 1e6);
+    out_ << Printf("Got %u bytes; on a MIDI cable that takes %.1f seconds.", bank_->synth().fileSize,
+                   static_cast<double>(rig_.clock().NowUs() - start) / 1e6)
+         << "\n\nThe patches before:\n";
     PrintList(*bank_);
     return Result::Success();
   }
@@ -170,8 +171,8 @@ class Demo {
     const auto now = BodySpan(*bank_->dataFile());
     if (changed || Lines(*bank_) != before || !std::equal(now.begin(), now.end(), body.begin(), body.end()))
       return Result::Failure(std::string(what) + ": the data was changed by a receive that failed.");
-    out_ << what << ": " << result.text << "\n  The bank is as it was: 32 patches, " << bank_->NumberText(kDemoSlot)
-         << " \"" << Latin1ToUtf8(bank_->GetPatchName(kDemoSlot)) << "\".\n";
+    out_ << std::string_view(what) << ": " << result.text << "\n  The bank is as it was: 32 patches, "
+         << bank_->NumberText(kDemoSlot) << " \"" << Latin1ToUtf8(bank_->GetPatchName(kDemoSlot)) << "\".\n";
     return Result::Success();
   }
 
@@ -200,7 +201,7 @@ class Demo {
   }
 
   Session& session_;
-  std::ostream& out_;
+  TerminalText out_;
   TransferRig rig_;
   std::size_t place_ = 0;
   std::string memoryFile_;
@@ -234,7 +235,7 @@ int RunDemo(CliEnvironment& environment, const std::vector<std::string>& args) {
     session.LoadStudio();
     result = Demo(session).Run();
   }
-  return result.ok() ? 0 : CliFailure(environment, "demo", result.text);
+  return result.ok() ? 0 : CliFailure(environment.err, "demo", result.text);
 }
 
 }  // namespace tonalith

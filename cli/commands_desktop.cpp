@@ -1,7 +1,5 @@
 #include "cli/commands_desktop.h"
 
-#include <ostream>
-
 #include "platform/text.h"
 #include "services/desktop_file.h"
 
@@ -9,24 +7,22 @@ namespace tonalith {
 
 namespace {
 
-std::string DesktopLine(std::size_t number, const DesktopWindow& window) {
+void PrintWindow(TerminalText out, std::size_t number, const DesktopWindow& window) {
   const char* kind = WindowTypeName(window.type);
-  std::string line = Printf("%zu\t%d\t%s\t%d\t%d\t%d\t%d\t", number, window.type, kind ? kind : "unknown", window.x,
-                            window.y, window.width, window.height);
-  for (const char c : window.FilePath()) line += static_cast<unsigned char>(c) < 32 ? '?' : c;
-  return line;
+  out << number << "\t" << window.type << "\t" << std::string_view(kind ? kind : "unknown") << "\t" << window.x << "\t"
+      << window.y << "\t" << window.width << "\t" << window.height << "\t" << window.FilePath() << "\n";
 }
 
 }  // namespace
 
 int RunDesktop(CliEnvironment& environment, const std::vector<std::string>& args) {
   if (args.size() != 2 || args[0] != "dump")
-    return CliFailure(environment, "desktop", "The form is \"desktop dump FILE\".");
+    return CliFailure(environment.err, "desktop", "The form is \"desktop dump FILE\".");
   std::vector<DesktopWindow> windows;
   if (const Result read = ReadDesktopFile(args[1], &windows); !read.ok())
-    return CliFailure(environment, "desktop", ReplaceAll(read.text, "\n\n", ": "));
+    return CliFailure(environment.err, "desktop", ReplaceAll(read.text, "\n\n", ": "));
   environment.out << "windows: " << windows.size() << "\n";
-  for (std::size_t i = 0; i < windows.size(); ++i) environment.out << DesktopLine(i + 1, windows[i]) << "\n";
+  for (std::size_t i = 0; i < windows.size(); ++i) PrintWindow(environment.out, i + 1, windows[i]);
   return 0;
 }
 

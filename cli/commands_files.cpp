@@ -1,7 +1,6 @@
 #include "cli/commands_files.h"
 
 #include <algorithm>
-#include <ostream>
 
 #include "bank/bank_document.h"
 #include "cli/arguments.h"
@@ -51,7 +50,7 @@ Result Rename(Session& session, const std::vector<std::string>& words) {
   else if (TrimmedView(stored) != TrimmedView(name))
     session.environment().err << "tonalith-cli rename: The instrument writes this name \"" << Latin1ToUtf8(stored)
                               << "\".\n";
-  session.environment().out << PatchText({patch, MakeNumberStr(document.synth(), patch), stored}) << "\n";
+  PrintPatch(session.environment().out, {patch, MakeNumberStr(document.synth(), patch), stored});
   return Result::Success();
 }
 
@@ -74,7 +73,8 @@ Result Import(Session& session, const std::vector<std::string>& words, const std
   Result result = document.Save(words[1]);
   if (result.ok())
     session.environment().out << DataTitle(*document.dataFile()) << ": " << document.PatchCount()
-                              << (document.PatchCount() == 1 ? " patch" : " patches") << " in " << words[1] << "\n";
+                              << (document.PatchCount() == 1 ? OwnText(" patch") : OwnText(" patches")) << " in "
+                              << words[1] << "\n";
   return result;
 }
 
@@ -141,17 +141,18 @@ Result Export(CliEnvironment& environment, const std::vector<std::string>& words
   }
   result = WriteFileAtomically(words[1], std::span<const std::uint8_t>(written));
   if (result.ok())
-    environment.out << messages.size() << (messages.size() == 1 ? " message" : " messages") << " in " << words[1]
-                    << "\n";
+    environment.out << messages.size() << (messages.size() == 1 ? OwnText(" message") : OwnText(" messages")) << " in "
+                    << words[1] << "\n";
   return result;
 }
 
 int FilesCommand(CliEnvironment& environment, const std::string& name, const CliArguments& arguments, std::size_t words,
                  const std::string& forms, const std::function<Result()>& work) {
   Result result = arguments.state();
-  if (result.ok() && arguments.words().size() != words) result = Result::Failure("use it like this: " + forms);
+  if (result.ok() && arguments.words().size() != words)
+    return CliFailure(environment.err, name, "use it like this:", forms);
   if (result.ok()) result = work();
-  return result.ok() ? 0 : CliFailure(environment, name, result.text);
+  return result.ok() ? 0 : CliFailure(environment.err, name, result.text);
 }
 
 }  // namespace

@@ -4,11 +4,12 @@
 #include <istream>
 #include <iterator>
 #include <memory>
-#include <ostream>
 
+#include "cli/command.h"
 #include "cli/session.h"
 #include "platform/atomic_file.h"
 #include "platform/prompts.h"
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
@@ -45,7 +46,7 @@ Result Identify(const std::string& operand, std::istream& in, IdentifiedFile* fi
   return result;
 }
 
-void NoteLeftOvers(const Recognition& found, std::ostream& err) {
+void NoteLeftOvers(const Recognition& found, TerminalText err) {
   if (found.unknownMessages)
     err << "tonalith-cli: " << found.unknownMessages << " SysEx messages were not recognised.\n";
   for (const std::string& other : found.others) err << "tonalith-cli: Of them are " << other << ".\n";
@@ -71,26 +72,24 @@ const char* NamesUsage() {
   return "names FILE [--type NAME]      patches of a file: slot from 0, number as displayed, name\n";
 }
 
-int RunIdentify(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err,
+int RunIdentify(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err,
                 const std::filesystem::path& instruments) {
   if (args.size() != 1) {
-    err << "tonalith-cli identify: one file is needed.\n" << IdentifyUsage();
-    return 1;
+    return CliFailure(err, "identify", "one file is needed.", IdentifyUsage());
   }
   IdentifiedFile file(instruments);
   const Result result = Identify(args[0], in, &file);
   if (!result.ok()) {
-    err << "tonalith-cli identify: " << result.text << "\n";
-    return 1;
+    return CliFailure(err, "identify", result.text);
   }
   for (const RecognizedPiece& piece : file.found.pieces)
     out << piece.offset << "\t" << piece.length << "\t" << piece.instrument << "\t" << piece.dataType << "\t"
-        << ChecksumVerdictText(piece.checksum) << "\n";
+        << std::string_view(ChecksumVerdictText(piece.checksum)) << "\n";
   NoteLeftOvers(file.found, err);
   return 0;
 }
 
-int RunNames(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err,
+int RunNames(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err,
              const std::filesystem::path& instruments) {
   std::string path, type;
   bool good = true;
@@ -103,14 +102,12 @@ int RunNames(const std::vector<std::string>& args, std::istream& in, std::ostrea
       good = false;
   }
   if (!good || path.empty()) {
-    err << "tonalith-cli names: one file is needed.\n" << NamesUsage();
-    return 1;
+    return CliFailure(err, "names", "one file is needed.", NamesUsage());
   }
   IdentifiedFile file(instruments);
   const Result result = Identify(path, in, &file);
   if (!result.ok()) {
-    err << "tonalith-cli names: " << result.text << "\n";
-    return 1;
+    return CliFailure(err, "names", result.text);
   }
   const auto hasNames = [](const RecognizedPiece& piece) {
     return piece.data->synth->nameLength != 0 || piece.data->synth->namesSeparate != 0;
@@ -120,14 +117,14 @@ int RunNames(const std::vector<std::string>& args, std::istream& in, std::ostrea
   for (const RecognizedPiece& piece : file.found.pieces) {
     if (type.empty() ? anyNames && !hasNames(piece) : !SameType(piece, type)) continue;
     for (const PatchLine& line : file.recognizer->Patches(*piece.data)) {
-      out << PatchText(line) << "\n";
+      PrintPatch(out, line);
       printed = true;
     }
   }
   if (!printed) {
-    err << "tonalith-cli names: " << path << ": "
-        << (type.empty() ? "the file holds no patches." : "the file holds no data of type \"" + type + "\".") << "\n";
-    return 1;
+    return CliFailure(
+        err, "names",
+        path + (type.empty() ? ": the file holds no patches." : ": the file holds no data of type \"" + type + "\"."));
   }
   return 0;
 }

@@ -1,11 +1,13 @@
 #include "cli/commands_module.h"
 
 #include <istream>
-#include <ostream>
 
+#include "cli/command.h"
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
+#include "platform/terminal_text.h"
+#include "platform/text.h"
 #include "studio/module.h"
 #include "studio/package_install.h"
 #include "studio/recognize.h"
@@ -15,12 +17,11 @@ namespace tonalith {
 
 namespace {
 
-int ModuleFailed(std::ostream& err, const std::string& text) {
-  err << "tonalith-cli module: " << text << "\n";
-  return 1;
+int ModuleFailed(TerminalText err, const std::string& text) {
+  return CliFailure(err, "module", text);
 }
 
-int ModuleBuild(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+int ModuleBuild(const std::vector<std::string>& args, TerminalText out, TerminalText err) {
   if (args.size() != 3) return ModuleFailed(err, "\"build\" needs a source folder and a package to write.");
   ModuleSource source;
   Result result = ReadModuleSource(args[1], &source);
@@ -36,7 +37,7 @@ int ModuleBuild(const std::vector<std::string>& args, std::ostream& out, std::os
   return 0;
 }
 
-int ModuleList(std::ostream& out, std::ostream& err, const std::filesystem::path& instruments) {
+int ModuleList(TerminalText out, TerminalText err, const std::filesystem::path& instruments) {
   ScriptedPrompts prompts({});
   ZKStudioDoc studio({instruments, {}, {}, {}}, prompts);
   studio.LoadStudio();
@@ -46,8 +47,8 @@ int ModuleList(std::ostream& out, std::ostream& err, const std::filesystem::path
         << "\n";
     for (const auto& driver : instrument->drivers) {
       const Synth& s = *driver->synth();
-      out << "\t" << driver->TypeName() << "\t" << s.driverId << "\t" << s.fileSize << " bytes\t" << s.numVoices
-          << (s.numVoices == 1 ? " patch" : " patches") << "\n";
+      out << "\t" << Latin1ToUtf8(driver->TypeName()) << "\t" << s.driverId << "\t" << s.fileSize << " bytes\t"
+          << s.numVoices << (s.numVoices == 1 ? OwnText(" patch") : OwnText(" patches")) << "\n";
     }
   }
   int code = 0;
@@ -64,13 +65,12 @@ const char* ModuleUsage() {
          "module list                   installed modules and their data types\n";
 }
 
-int RunModule(const std::vector<std::string>& args, std::istream&, std::ostream& out, std::ostream& err,
+int RunModule(const std::vector<std::string>& args, std::istream&, TerminalText out, TerminalText err,
               const std::filesystem::path& instruments) {
   const std::string verb = args.empty() ? "" : args[0];
   if (verb == "build") return ModuleBuild(args, out, err);
   if (verb == "list" && args.size() == 1) return ModuleList(out, err, instruments);
-  err << "tonalith-cli module: what to do is missing.\n" << ModuleUsage();
-  return 1;
+  return CliFailure(err, "module", "what to do is missing.", ModuleUsage());
 }
 
 }  // namespace tonalith

@@ -1,11 +1,12 @@
 #include "cli/commands_monitor.h"
 
 #include <istream>
-#include <ostream>
 
+#include "cli/command.h"
 #include "cli/commands_data.h"
 #include "midi/sysex_assembler.h"
 #include "platform/prompts.h"
+#include "platform/terminal_text.h"
 #include "studio/studio_document.h"
 #include "tools/monitor_lines.h"
 #include "tools/sysex_words.h"
@@ -17,7 +18,7 @@ namespace {
 // Prints each message of a stream as the monitor shows it.
 class LinePrinter final : public SysExAssembler::Listener {
  public:
-  LinePrinter(SysExWords& words, std::ostream& out) : words_(words), out_(out) {}
+  LinePrinter(SysExWords& words, TerminalText out) : words_(words), out_(out) {}
 
   void Short(std::span<const std::uint8_t> message) override { out_ << MonitorText(message) << "\n"; }
   void SysExBegin() override { sysex_.clear(); }
@@ -43,7 +44,7 @@ class LinePrinter final : public SysExAssembler::Listener {
 
  private:
   SysExWords& words_;
-  std::ostream& out_;
+  TerminalText out_;
   std::vector<std::uint8_t> sysex_;
   std::size_t stray_ = 0;
   bool unfinished_ = false;
@@ -62,7 +63,7 @@ std::string MonitorDetails() {
          "  tonalith-cli monitor @rom1a.syx\n";
 }
 
-int RunMonitor(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err,
+int RunMonitor(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err,
                const std::filesystem::path& instruments) {
   std::vector<std::uint8_t> bytes;
   std::string problem;
@@ -71,8 +72,7 @@ int RunMonitor(const std::vector<std::string>& args, std::istream& in, std::ostr
   if (operand.empty()) problem = "bytes are needed.";
   if (problem.empty() && ReadBytesOperand(operand, in, &bytes, &problem) && bytes.empty()) problem = "no bytes.";
   if (!problem.empty()) {
-    err << "tonalith-cli monitor: " << problem << "\n";
-    return 1;
+    return CliFailure(err, "monitor", problem);
   }
   ScriptedPrompts prompts{{}};
   ZKStudioDoc studio({instruments, {}, {}, {}}, prompts);
@@ -85,8 +85,7 @@ int RunMonitor(const std::vector<std::string>& args, std::istream& in, std::ostr
   printer.CountStray(assembler.pending());
   problem = printer.Problem();
   if (problem.empty()) return 0;
-  err << "tonalith-cli monitor: " << problem << "\n";
-  return 1;
+  return CliFailure(err, "monitor", problem);
 }
 
 }  // namespace tonalith

@@ -19,6 +19,7 @@
 #include "midi/midi_output.h"
 #include "platform/clock.h"
 #include "platform/jobs.h"
+#include "platform/terminal_text.h"
 #include "script/compiler.h"
 #include "script/interpreter.h"
 #include "script/transfer_engine_services.h"
@@ -71,15 +72,15 @@ struct RunRequest {
 // The lines of the traffic; sending threads and the cable's thread write.
 class TrafficLog {
  public:
-  explicit TrafficLog(std::ostream& out) : out_(out) {}
+  explicit TrafficLog(TerminalText out) : out_(out) {}
   void Line(const char* direction, std::span<const std::uint8_t> bytes) {
     std::lock_guard guard(mutex_);
-    out_ << direction << ' ' << HexLine(bytes) << '\n';
+    out_ << std::string_view(direction) << " " << HexLine(bytes) << "\n";
   }
 
  private:
   std::mutex mutex_;
-  std::ostream& out_;
+  TerminalText out_;
 };
 
 // What a script may ask of the program that runs it: the main window's variables.  Nobody else is there.
@@ -95,7 +96,7 @@ struct RunProgram {
 class RunServices final : public MidiScriptServices {
  public:
   RunServices(MidiOut& midiOut, MidiIn& midiIn, std::shared_ptr<VirtualEndpoint> endpoint, TrafficLog& log,
-              RunRequest& request, ScriptHost& host, std::ostream& err)
+              RunRequest& request, ScriptHost& host, TerminalText err)
       : MidiScriptServices(midiOut, midiIn),
         endpoint_(std::move(endpoint)),
         log_(log),
@@ -141,8 +142,8 @@ class RunServices final : public MidiScriptServices {
     return request_.macros[static_cast<std::size_t>(index)];
   }
   ScriptHost* Host() override { return &host_; }
-  void DisplayMessage(const std::string& text, TransferContext&) override { err_ << text << '\n'; }
-  void MonitorLine(const std::string& text) override { err_ << text << '\n'; }
+  void DisplayMessage(const std::string& text, TransferContext&) override { err_ << PlainSentence(text) << "\n"; }
+  void MonitorLine(const std::string& text) override { err_ << PlainSentence(text) << "\n"; }
 
  private:
   // Lets the message reach the far end, so that the order of the lines does not depend on threads.
@@ -163,7 +164,7 @@ class RunServices final : public MidiScriptServices {
   TrafficLog& log_;
   RunRequest& request_;
   ScriptHost& host_;
-  std::ostream& err_;
+  TerminalText err_;
   std::optional<RunBytes> reply_;
 };
 
@@ -173,7 +174,7 @@ bool ReadWholeInput(const std::string& file, std::istream& in, std::string* text
   if (file != "-") {
     opened.open(file, std::ios::binary);
     if (!opened) {
-      *error = "The file " + file + " cannot be read.";
+      *error = "The file " + PlainLine(file) + " cannot be read.";
       return false;
     }
     source = &opened;
@@ -183,7 +184,7 @@ bool ReadWholeInput(const std::string& file, std::istream& in, std::string* text
   while (source->read(block, sizeof block) || source->gcount() > 0) {
     text->append(block, static_cast<std::size_t>(source->gcount()));
     if (text->size() > kMaxRunFile) {
-      *error = "The file " + file + " is too large for a script.";
+      *error = "The file " + PlainLine(file) + " is too large for a script.";
       return false;
     }
   }
@@ -389,11 +390,12 @@ void PlayConversation(RunWire& wire, ConversationPlayer& player, std::mutex& mut
 
 }  // namespace
 
-int RunRun(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+int RunRun(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
   RunRequest request;
   std::string error;
   if (!ParseRunArguments(args, in, &request, &error)) {
-    err << error << (error.empty() || error.back() != '\n' ? "\n" : "");
+    err.Lines(error);
+    if (!error.ends_with('\n')) err << "\n";
     return 1;
   }
   RunBytes memory;
@@ -425,15 +427,15 @@ int RunRun(const std::vector<std::string>& args, std::istream& in, std::ostream&
     wire.out.RemoveMonitor(monitor);
   }
   constexpr std::size_t kReceiveResult = 10;
-  out << "RESULT " << outcome.result << '\n';
+  out << "RESULT " << outcome.result << "\n";
   out << "W " << outcome.registers[0] << " X " << outcome.registers[1] << " Y " << outcome.registers[2] << " Z "
-      << outcome.registers[3] << '\n';
-  out << "V10 " << outcome.variables[kReceiveResult] << '\n';
-  if (request.showImage) out << "IMAGE " << HexLine(memory) << '\n';
+      << outcome.registers[3] << "\n";
+  out << "V10 " << outcome.variables[kReceiveResult] << "\n";
+  if (request.showImage) out << "IMAGE " << HexLine(memory) << "\n";
   if (player) {
     const std::string verdict = player->Verdict();
     if (!verdict.empty()) {
-      err << verdict << '\n';
+      err << verdict << "\n";
       return 1;
     }
   }

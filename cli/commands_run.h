@@ -1,9 +1,10 @@
 #pragma once
 
 #include <istream>
-#include <ostream>
 #include <string>
 #include <vector>
+
+#include "platform/terminal_text.h"
 
 namespace tonalith {
 
@@ -15,7 +16,7 @@ namespace tonalith {
 // The image defaults to zeros: as many as fileSize says, 65536 when the descriptor does not say either.
 // 0: the script ran (whatever its result) and the conversation, if there is one, was kept to; 1 with a sentence on
 // `err` otherwise.
-int RunRun(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+int RunRun(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err);
 
 extern const char* const kRunHelp;
 

@@ -7,6 +7,8 @@
 #include <optional>
 #include <span>
 
+#include "data/hex_text.h"
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "script/compiler.h"
 #include "script/lint.h"
@@ -19,7 +21,7 @@ namespace {
 constexpr std::size_t kMaxScriptFile = std::size_t{4} << 20;
 
 // The whole of FILE, or of the standard input for "-".
-bool ReadScriptOperand(const std::string& operand, std::istream& in, std::ostream& err, std::string& bytes) {
+bool ReadScriptOperand(const std::string& operand, std::istream& in, TerminalText err, std::string& bytes) {
   std::ifstream file;
   if (operand != "-") {
     file.open(operand, std::ios::binary);
@@ -69,13 +71,8 @@ std::optional<std::vector<std::uint8_t>> ParseBytecodeText(const std::string& te
   return bytes;
 }
 
-void PrintBytecode(std::span<const std::uint8_t> bytes, std::ostream& out) {
-  char pair[4];
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    std::snprintf(pair, sizeof(pair), i ? " %02X" : "%02X", bytes[i]);
-    out << pair;
-  }
-  out << '\n';
+void PrintBytecode(std::span<const std::uint8_t> bytes, TerminalText out) {
+  out << HexText(bytes) << "\n";
 }
 
 }  // namespace
@@ -84,7 +81,7 @@ const char* const kCompileHelp =
     "compile [--lint] [--capacity N] FILE|-   compile a script and print the bytecode in hex\n";
 const char* const kListHelp = "list FILE|-   print the listing of bytecode (hex text or raw bytes)\n";
 
-int RunCompile(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+int RunCompile(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
   bool lint = false;
   std::size_t capacity = kMaxScriptBytes;
   std::optional<std::string> operand;
@@ -101,32 +98,35 @@ int RunCompile(const std::vector<std::string>& args, std::istream& in, std::ostr
     } else if (!operand && (args[i] == "-" || args[i].empty() || args[i][0] != '-')) {
       operand = args[i];
     } else {
-      err << "compile does not know \"" << args[i] << "\".\n" << kCompileHelp;
+      err << "compile does not know \"" << args[i] << "\".\n";
+      err.Lines(kCompileHelp);
       return 1;
     }
   }
   if (!operand) {
-    err << "compile needs a file, or - for the standard input.\n" << kCompileHelp;
+    err << "compile needs a file, or - for the standard input.\n";
+    err.Lines(kCompileHelp);
     return 1;
   }
   std::string source;
   if (!ReadScriptOperand(*operand, in, err, source)) return 1;
   const CompileResult result = CompileScript(source, capacity);
   if (lint) {
-    for (const LintWarning& warning : Lint(source)) err << FormatLintWarning(warning) << '\n';
+    for (const LintWarning& warning : Lint(source)) err << FormatLintWarning(warning) << "\n";
   }
   if (!result.ok()) {
-    err << result.report;
-    if (result.report.back() != '\n') err << '\n';
+    err.Lines(result.report);
+    if (result.report.back() != '\n') err << "\n";
     return 1;
   }
   PrintBytecode(result.code, out);
   return 0;
 }
 
-int RunList(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+int RunList(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
   if (args.size() != 1) {
-    err << "list needs one file, or - for the standard input.\n" << kListHelp;
+    err << "list needs one file, or - for the standard input.\n";
+    err.Lines(kListHelp);
     return 1;
   }
   std::string input;
@@ -134,17 +134,14 @@ int RunList(const std::vector<std::string>& args, std::istream& in, std::ostream
   std::vector<std::uint8_t> code(input.begin(), input.end());
   if (auto bytes = ParseBytecodeText(input)) code = std::move(*bytes);
   const ListingResult result = ListScript(code);
-  out << result.text;
-  if (result.text.empty() || result.text.back() != '\n') out << '\n';
+  out.Lines(result.text);
+  if (result.text.empty() || result.text.back() != '\n') out << "\n";
   if (result.error == ListingError::None) return 0;
-  err << ListingReport(result.error) << '\n';
+  err.Lines(ListingReport(result.error)) << "\n";
   if (result.stoppedAt >= code.size()) {
     err << "The code ends without its end byte FF.\n";
   } else {
-    char place[80];
-    std::snprintf(place, sizeof(place), "No complete statement at byte %zu (%02X).\n", result.stoppedAt,
-                  code[result.stoppedAt]);
-    err << place;
+    err << Printf("No complete statement at byte %zu (%02X).", result.stoppedAt, code[result.stoppedAt]) << "\n";
   }
   return 1;
 }

@@ -1,7 +1,7 @@
 #include "cli/commands_studio.h"
 
 #include <functional>
-#include <ostream>
+#include <sstream>
 
 #include "cli/arguments.h"
 #include "cli/commands_autosense.h"
@@ -9,6 +9,7 @@
 #include "cli/transfer_rig.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "studio/module_install.h"
 
@@ -54,7 +55,7 @@ Result Open(Session& session, const std::vector<std::string>& words, std::size_t
   return Result::Failure(words[at] + ": " + ReplaceAll(error, "\n", " "), code);
 }
 
-void PrintCommunication(std::ostream& out, const ZKDrvList& node, const Synth* s) {
+void PrintCommunication(TerminalText out, const ZKDrvList& node, const Synth* s) {
   out << "\t";
   if (s && s->hasSysExChannel)
     out << node.sysExChannel + (s->sysExChannelZeroBased ? 0 : 1);
@@ -66,7 +67,7 @@ void PrintCommunication(std::ostream& out, const ZKDrvList& node, const Synth* s
 
 Result List(Session& session, const std::vector<std::string>& words) {
   const Result opened = Open(session, words, 1);
-  std::ostream& out = session.environment().out;
+  TerminalText out = session.environment().out;
   constexpr int kDamaged = 2;
   if (!opened.ok() && opened.code != kDamaged) return opened;
   for (const auto& instrument : session.studio().instruments()) {
@@ -96,21 +97,22 @@ Result Report(Session& session, const std::vector<std::string>& words) {
   ListedPorts ports(rig);
   session.studio().SetPorts(&ports);
   session.studio().SetSettings(&session.settings());
-  session.studio().SetupInformation(session.environment().out,
-                                    StudioReportFacts::OfThisMachine(session.paths().MainGetProgramPath()));
+  std::ostringstream report;
+  session.studio().SetupInformation(report, StudioReportFacts::OfThisMachine(session.paths().MainGetProgramPath()));
+  session.environment().out.Lines(report.str());
   session.studio().SetPorts(nullptr);
   return Result::Success();
 }
 
 Result Summary(Session& session, const std::vector<std::string>& words) {
   if (Result opened = Open(session, words, 1); !opened.ok()) return opened;
-  session.environment().out << session.studio().TextSummary();
+  session.environment().out.Lines(session.studio().TextSummary());
   return Result::Success();
 }
 
 Result Listing(Session& session, const std::vector<std::string>& words) {
   if (Result opened = Open(session, words, 1); !opened.ok()) return opened;
-  std::ostream& out = session.environment().out;
+  TerminalText out = session.environment().out;
   bool first = true;
   for (const StudioListingPage& page : session.studio().DrvPrint()) {
     if (!first) out << "\f";
@@ -163,7 +165,7 @@ Result Devices(Session& session, const std::vector<std::string>& words) {
   for (const auto& instrument : session.studio().instruments()) all.push_back(instrument.get());
   const std::string xml = session.studio().MidiDeviceXml(all);
   if (words[1] == "-") {
-    session.environment().out << xml;
+    session.environment().out.Lines(xml);
     return Result::Success();
   }
   return WriteFileAtomically(AbsolutePath(words[1]), std::string_view(xml));
@@ -223,19 +225,19 @@ int RunStudio(CliEnvironment& environment, const std::vector<std::string>& args)
       Session session(environment);
       result = verb.run(session, arguments.words());
     }
-    return result.ok() ? 0 : CliFailure(environment, "studio", result.text);
+    return result.ok() ? 0 : CliFailure(environment.err, "studio", result.text);
   }
-  return CliFailure(environment, "studio", "what to do is missing.\n" + StudioForms());
+  return CliFailure(environment.err, "studio", "what to do is missing.", StudioForms());
 }
 
 int RunModuleInstall(CliEnvironment& environment, const std::vector<std::string>& args) {
   const CliArguments arguments(args, {});
   Result result = arguments.state();
   if (result.ok() && arguments.words().empty()) result = Result::Failure("\"install\" needs a package.");
-  if (!result.ok()) return CliFailure(environment, "module", result.text);
+  if (!result.ok()) return CliFailure(environment.err, "module", result.text);
   Session session(environment);
   result = EnsureInstrumentFolder(session.instruments(), session.paths().MainGetResourcePath());
-  if (!result.ok()) return CliFailure(environment, "module", result.text);
+  if (!result.ok()) return CliFailure(environment.err, "module", result.text);
   session.LoadStudio();
   for (const std::string& package : arguments.words()) {
     InstallReport report;
@@ -243,9 +245,12 @@ int RunModuleInstall(CliEnvironment& environment, const std::vector<std::string>
     if (!result.ok()) {
       for (const std::string& notice : session.TakeNotices())
         if (notice.find(result.text) == std::string::npos) result.text += " " + notice;
-      return CliFailure(environment, "module", ReplaceAll(result.text, "\n", " "));
+      return CliFailure(environment.err, "module", result.text);
     }
-    environment.out << (report.name.empty() ? package + ": the package is empty" : report.name + ": installed") << "\n";
+    if (report.name.empty())
+      environment.out << package << ": the package is empty\n";
+    else
+      environment.out << report.name << ": installed\n";
     for (const std::string& kept : report.kept) environment.out << "kept\t" << kept << "\n";
   }
   return 0;

@@ -1,7 +1,6 @@
 #include "cli/commands_sysxmap.h"
 
 #include <optional>
-#include <ostream>
 
 #include "cli/arguments.h"
 #include "cli/session.h"
@@ -47,7 +46,7 @@ Result ReadMap(CliEnvironment& environment, const std::string& path, BufferDescr
 int Dump(CliEnvironment& environment, const std::string& path) {
   BufferDescriptor map;
   if (const Result result = ReadMap(environment, path, &map); !result.ok())
-    return CliFailure(environment, kName, result.text);
+    return CliFailure(environment.err, kName, result.text);
   environment.out << "descriptors=" << map.descriptors.size() << "\n";
   for (std::size_t i = 0; i < map.descriptors.size(); ++i)
     environment.out << i << " "
@@ -82,13 +81,13 @@ std::optional<int> OnlyIdOf(const std::string& path) {
 int Make(CliEnvironment& environment, const std::string& ini, const std::string& out, std::optional<int> id) {
   if (!id) id = IdOfName(ini);
   if (!id) id = OnlyIdOf(ini);
-  if (!id) return CliFailure(environment, kName, ini + ": which driver is meant? Say it with --id.");
+  if (!id) return CliFailure(environment.err, kName, ini + ": which driver is meant? Say it with --id.");
   BufferDescriptor map;
   Result result = map.LoadIni(ini, *id);
   if (result.ok() && map.descriptors.empty())
     result = Result::Failure(ini + ": the file says nothing about driver " + std::to_string(*id) + ".");
   if (result.ok()) result = WriteFileAtomically(out, map.ToBytes());
-  if (!result.ok()) return CliFailure(environment, kName, result.text);
+  if (!result.ok()) return CliFailure(environment.err, kName, result.text);
   environment.out << "driver " << *id << ": " << map.descriptors.size() << " descriptors in " << out << "\n";
   return 0;
 }
@@ -96,7 +95,7 @@ int Make(CliEnvironment& environment, const std::string& ini, const std::string&
 int Match(CliEnvironment& environment, const std::vector<std::string>& words, int id) {
   BufferDescriptor map;
   if (const Result result = ReadMap(environment, words[1], &map); !result.ok())
-    return CliFailure(environment, kName, result.text);
+    return CliFailure(environment.err, kName, result.text);
   Synth synth{};
   synth.driverId = static_cast<std::uint16_t>(id);
   DataFile data{};
@@ -106,7 +105,7 @@ int Match(CliEnvironment& environment, const std::vector<std::string>& words, in
   for (std::size_t i = 2; i < words.size(); ++i) {
     std::string error;
     const auto message = ParseHex(words[i], &error);
-    if (!message) return CliFailure(environment, kName, error);
+    if (!message) return CliFailure(environment.err, kName, error);
     const std::size_t index = map.Validate(data, *message, base);
     all = all && index != BufferDescriptor::kNoMatch;
     if (index == BufferDescriptor::kNoMatch) {
@@ -122,15 +121,15 @@ int Match(CliEnvironment& environment, const std::vector<std::string>& words, in
       environment.out << index << "\tbytes " << range->source << ".." << range->source + range->count - 1 << "\timage "
                       << range->destination << ".." << range->destination + range->count - 1 << "\n";
   }
-  return all ? 0 : CliFailure(environment, kName, "No descriptor matches.");
+  return all ? 0 : CliFailure(environment.err, kName, "No descriptor matches.");
 }
 
 int Check(CliEnvironment& environment) {
   Session session(environment);
   session.LoadStudio();
   const std::string lines = session.studio().OnDriversMissingDescriptor();
-  environment.out << lines;
-  return lines.empty() ? 0 : CliFailure(environment, kName, "Data types without a SysEx map were found.");
+  environment.out.Lines(lines);
+  return lines.empty() ? 0 : CliFailure(environment.err, kName, "Data types without a SysEx map were found.");
 }
 
 }  // namespace
@@ -157,7 +156,7 @@ int RunSysxmap(CliEnvironment& environment, const std::vector<std::string>& args
   std::int64_t number = -1;
   Result state = arguments.state();
   if (state.ok()) state = arguments.Number("id", 0, 65535, -1, &number);
-  if (!state.ok()) return CliFailure(environment, kName, state.text);
+  if (!state.ok()) return CliFailure(environment.err, kName, state.text);
   const std::vector<std::string>& words = arguments.words();
   const std::string verb = words.empty() ? "" : words[0];
   const auto id = number < 0 ? std::nullopt : std::optional<int>(static_cast<int>(number));
@@ -166,8 +165,7 @@ int RunSysxmap(CliEnvironment& environment, const std::vector<std::string>& args
   if (verb == "match" && words.size() >= 3)
     return Match(environment, words, id.value_or(IdOfName(words[1]).value_or(0)));
   if (verb == "check" && words.size() == 1) return Check(environment);
-  environment.err << "tonalith-cli sysxmap: what to do is missing.\n" << SysxmapForms();
-  return 1;
+  return CliFailure(environment.err, kName, "what to do is missing.", SysxmapForms());
 }
 
 }  // namespace tonalith

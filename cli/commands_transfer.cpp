@@ -1,7 +1,6 @@
 #include "cli/commands_transfer.h"
 
 #include <algorithm>
-#include <ostream>
 
 #include "bank/bank_document.h"
 #include "cli/arguments.h"
@@ -10,6 +9,7 @@
 #include "data/container.h"
 #include "data/standard_midi_file.h"
 #include "platform/atomic_file.h"
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -384,9 +384,9 @@ Result WriteReceived(Session& session, const std::string& path, const std::vecto
   std::vector<std::uint8_t> bytes;
   if (Result result = RawSysEx(session, received, data.get(), &bytes); !result.ok()) return result;
   if (path != "-") return WriteFileAtomically(path, std::span<const std::uint8_t>(bytes));
-  std::ostream& out = session.environment().out;
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  return out.flush() ? Result::Success() : Result::Failure("Standard output takes no data.");
+  TerminalText out = session.environment().out;
+  out.Bytes(bytes).Flush();
+  return out.Takes() ? Result::Success() : Result::Failure("Standard output takes no data.");
 }
 
 Result Receive(Session& session, const std::vector<std::string>& words, const TransferOptions& options) {
@@ -513,17 +513,17 @@ std::string SendForms() {
 int RunPorts(CliEnvironment& environment, const std::vector<std::string>& args) {
   const CliArguments arguments(args, {});
   if (!arguments.state().ok() || !arguments.words().empty())
-    return CliFailure(environment, "ports", "no arguments are needed.");
+    return CliFailure(environment.err, "ports", "no arguments are needed.");
   Session session(environment);
   TransferRig rig(session, TransferRig::Kind::Real);
   for (const MidiDirection direction : {MidiDirection::Input, MidiDirection::Output}) {
     rig.PortNames(direction);
     for (const MidiPortDevice& device : rig.midi().Devices(direction))
-      environment.out << (direction == MidiDirection::Input ? "in" : "out") << "\t" << device.backend->Name() << "\t"
-                      << device.info.name << "\n";
+      environment.out << (direction == MidiDirection::Input ? OwnText("in") : OwnText("out")) << "\t"
+                      << device.backend->Name() << "\t" << device.info.name << "\n";
   }
   for (const auto& [system, state] : rig.midi().BackendStates())
-    if (!state.ok()) environment.err << "tonalith-cli ports: " << system << ": " << state.text << "\n";
+    if (!state.ok()) CliFailure(environment.err, "ports", system + ": " + state.text);
   return 0;
 }
 
@@ -532,26 +532,27 @@ int RunReceive(CliEnvironment& environment, const std::vector<std::string>& args
   TransferOptions options;
   Result result = ReadOptions(arguments, &options);
   if (result.ok() && arguments.words().size() != 3)
-    result = Result::Failure("an instrument, a data type and a file are needed: " + ReceiveForms());
+    return CliFailure(environment.err, "receive", "an instrument, a data type and a file are needed:", ReceiveForms());
   if (result.ok()) {
     Session session(environment);
     session.LoadStudio();
     result = Receive(session, arguments.words(), options);
   }
-  return result.ok() ? 0 : CliFailure(environment, "receive", result.text);
+  return result.ok() ? 0 : CliFailure(environment.err, "receive", result.text);
 }
 
 int RunSend(CliEnvironment& environment, const std::vector<std::string>& args) {
   const CliArguments arguments(args, TransferOptionNames());
   TransferOptions options;
   Result result = ReadOptions(arguments, &options);
-  if (result.ok() && arguments.words().size() != 1) result = Result::Failure("one file is needed: " + SendForms());
+  if (result.ok() && arguments.words().size() != 1)
+    return CliFailure(environment.err, "send", "one file is needed:", SendForms());
   if (result.ok()) {
     Session session(environment);
     session.LoadStudio();
     result = Send(session, arguments.words()[0], options);
   }
-  return result.ok() ? 0 : CliFailure(environment, "send", result.text);
+  return result.ok() ? 0 : CliFailure(environment.err, "send", result.text);
 }
 
 }  // namespace tonalith

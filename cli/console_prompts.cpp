@@ -1,7 +1,6 @@
 #include "cli/console_prompts.h"
 
 #include <istream>
-#include <ostream>
 #include <utility>
 
 #include "platform/text.h"
@@ -34,14 +33,10 @@ std::vector<ConsoleButton> ButtonsOf(PromptButtons buttons) {
   return {{A::Ok, "ok"}};
 }
 
-std::string OneLine(std::string_view text) {
-  return std::string(TrimmedView(ReplaceAll(ReplaceAll(text, "\r", ""), "\n", " ")));
-}
-
 }  // namespace
 
 bool ConsolePrompts::ReadAnswer(std::string* answer) {
-  err_.flush();
+  err_.Flush();
   if (!std::getline(in_, *answer)) return false;
   *answer = std::string(TrimmedView(*answer));
   return true;
@@ -50,18 +45,20 @@ bool ConsolePrompts::ReadAnswer(std::string* answer) {
 PromptAnswer ConsolePrompts::Message(const MessagePrompt& prompt) {
   const std::lock_guard guard(mutex_);
   if (prompt.buttons == PromptButtons::Ok) {
-    notices_.push_back(OneLine(prompt.text));
+    notices_.push_back(PlainSentence(prompt.text));
     return PromptAnswer::Ok;
   }
-  err_ << prompt.title << ": " << OneLine(prompt.text) << "\n";
+  err_ << prompt.title << ": " << PlainSentence(prompt.text) << "\n";
   if (!canAsk_) {
-    err_ << "(Nobody can be asked: the answer is \"" << PromptAnswerName(RefusingAnswer(prompt.buttons)) << "\".)\n";
+    err_ << "(Nobody can be asked: the answer is \""
+         << std::string_view(PromptAnswerName(RefusingAnswer(prompt.buttons))) << "\".)\n";
     return RefusingAnswer(prompt.buttons);
   }
   const auto buttons = ButtonsOf(prompt.buttons);
   for (std::string answer;;) {
-    const char* separator = "[";
-    for (const ConsoleButton& button : buttons) err_ << std::exchange(separator, "/") << button.name;
+    OwnText separator = "[";
+    for (const ConsoleButton& button : buttons)
+      err_ << std::exchange(separator, OwnText("/")) << std::string_view(button.name);
     err_ << "] ";
     if (!ReadAnswer(&answer)) return RefusingAnswer(prompt.buttons);
     for (const ConsoleButton& button : buttons)

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/prompts.h"
+#include "platform/terminal_text.h"
 
 namespace tonalith {
 
@@ -14,7 +15,7 @@ namespace tonalith {
 // failure.
 class ConsolePrompts final : public Prompts {
  public:
-  ConsolePrompts(std::istream& in, std::ostream& err, bool canAsk) : in_(in), err_(err), canAsk_(canAsk) {}
+  ConsolePrompts(std::istream& in, TerminalText err, bool canAsk) : in_(in), err_(err), canAsk_(canAsk) {}
 
   PromptAnswer Message(const MessagePrompt& prompt) override;
   std::string File(const FilePrompt& prompt) override;
@@ -28,7 +29,7 @@ class ConsolePrompts final : public Prompts {
 
   std::mutex mutex_;
   std::istream& in_;
-  std::ostream& err_;
+  TerminalText err_;
   bool canAsk_;
   std::vector<std::string> notices_;
 };

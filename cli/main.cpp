@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/command_line_tool.h"
+#include "platform/terminal_text.h"
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
@@ -18,7 +19,7 @@ int main(int argc, char** argv) {
     environment.catchesSignals = true;
     return tonalith::RunCommandLine(std::vector<std::string>(argv + 1, argv + argc), environment);
   } catch (const std::exception& error) {
-    std::cerr << "tonalith-cli: " << error.what() << "\n";
+    tonalith::WriteErrorLine(std::string("tonalith-cli: ") + error.what());
     return 1;
   }
 }

@@ -10,6 +10,7 @@
 #include "data/data_text.h"
 #include "data/sysex_split.h"
 #include "platform/path_resolver.h"
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "studio/package_install.h"
 
@@ -126,25 +127,29 @@ Result ModuleTrial::Install(const ModuleImage& image) {
 }
 
 bool ModuleTrial::TryDump(const std::string& name, std::span<const std::uint8_t> bytes, std::size_t mostNames,
-                          std::ostream& out) {
+                          TerminalText out) {
   const Recognizer& recognizer = session_->recognizer();
   Recognition found;
   const Result result = recognizer.Recognize(bytes, &found);
   bool right = result.ok();
-  if (!result.ok()) out << name << ": " << result.text << "\n";
+  if (!result.ok()) out << name << ": " << PlainSentence(result.text) << "\n";
   for (const RecognizedPiece& piece : found.pieces) {
     const auto patches = recognizer.Patches(*piece.data);
     out << name << ": " << piece.dataType << ", " << piece.length << " bytes, checksum "
-        << ChecksumVerdictText(piece.checksum) << ", " << patches.size()
-        << (patches.size() == 1 ? " patch\n" : " patches\n");
+        << std::string_view(ChecksumVerdictText(piece.checksum)) << ", " << patches.size()
+        << (patches.size() == 1 ? OwnText(" patch\n") : OwnText(" patches\n"));
     right = right && piece.checksum != ChecksumVerdict::kBad && piece.badMessages == 0;
-    for (std::size_t i = 0; i < std::min(patches.size(), mostNames); ++i) out << "  " << PatchText(patches[i]) << "\n";
+    for (std::size_t i = 0; i < std::min(patches.size(), mostNames); ++i) {
+      out << "  ";
+      PrintPatch(out, patches[i]);
+    }
     if (patches.size() > mostNames) out << "  ... " << patches.size() - mostNames << " more\n";
   }
   for (const std::string& other : found.others) out << name << ": " << other << "\n";
   const std::size_t unknown = found.unknownMessages;
   if (unknown && result.ok())
-    out << name << ": " << unknown << (unknown == 1 ? " message was" : " messages were") << " not recognised\n";
+    out << name << ": " << unknown << (unknown == 1 ? OwnText(" message was") : OwnText(" messages were"))
+        << " not recognised\n";
   if (!result.ok() && !bytes.empty()) {
     std::size_t shown = 0;
     SysExSplitter splitter(bytes);
@@ -200,7 +205,7 @@ ModuleTrial::Attempt ModuleTrial::TryType(const Talk& talk, ZKDrvList* driver) {
   attempt.right =
       result.ok() && !damaged && !report.Differs() && !report.GoesOn() && rig.cables().TalkVerdict(place).empty();
   if (!result.ok())
-    attempt.text += "  " + result.text + "\n";
+    attempt.text += "  " + PlainSentence(result.text) + "\n";
   else if (damaged)
     attempt.text +=
         "  What was received has a wrong checksum: compare checksumStart, checksumLength and checksumType.\n";
@@ -209,14 +214,14 @@ ModuleTrial::Attempt ModuleTrial::TryType(const Talk& talk, ZKDrvList* driver) {
   return attempt;
 }
 
-bool ModuleTrial::TryTalk(const Talk& talk, std::ostream& out) {
+bool ModuleTrial::TryTalk(const Talk& talk, TerminalText out) {
   ZKDrvList* instrument = session_->studio().instruments().front().get();
   std::vector<ZKDrvList*> drivers;
   if (!talk.type.empty()) {
     ZKDrvList* driver = nullptr;
     const Result result = session_->FindType(instrument, talk.type, &driver);
     if (!result.ok()) {
-      out << result.text << "\n";
+      out << PlainSentence(result.text) << "\n";
       return false;
     }
     drivers.push_back(driver);
@@ -235,7 +240,8 @@ bool ModuleTrial::TryTalk(const Talk& talk, std::ostream& out) {
     if (best.right) break;
   }
   if (!chosen) return false;
-  out << talk.file << ": " << Latin1ToUtf8(chosen->TypeName()) << "\n" << best.text;
+  out << talk.file << ": " << Latin1ToUtf8(chosen->TypeName()) << "\n";
+  out.Lines(best.text);
   return best.right;
 }
 

@@ -9,6 +9,7 @@
 #include "cli/command.h"
 #include "cli/session.h"
 #include "platform/result.h"
+#include "platform/terminal_text.h"
 #include "simulator/conversation.h"
 #include "studio/module.h"
 
@@ -27,7 +28,7 @@ class ModuleTrial {
 
   // Recognises a dump, lists what is in it (at most `mostNames` names of each piece) and says what is wrong with it.
   // True when every message is known and every checksum right.
-  bool TryDump(const std::string& name, std::span<const std::uint8_t> bytes, std::size_t mostNames, std::ostream& out);
+  bool TryDump(const std::string& name, std::span<const std::uint8_t> bytes, std::size_t mostNames, TerminalText out);
 
   struct Talk {
     std::string file;  // for sentences
@@ -37,7 +38,7 @@ class ModuleTrial {
     std::vector<int> patches;
   };
   // Gets data of the conversation's other side, and sends it when the conversation goes on.  True when it went so.
-  bool TryTalk(const Talk& talk, std::ostream& out);
+  bool TryTalk(const Talk& talk, TerminalText out);
 
  private:
   struct Attempt {

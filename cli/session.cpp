@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <istream>
 #include <iterator>
-#include <ostream>
 
 #include "bank/bank_document.h"
 #include "data/sysex_split.h"
@@ -30,7 +29,7 @@ Session::~Session() = default;
 
 void Session::InstallModules() {
   const Result result = InstallShippedModules(paths());
-  if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
+  if (!result.ok()) environment_.err << "tonalith-cli: " << PlainSentence(result.text) << "\n";
 }
 
 void Session::LoadInstalledStudio() {
@@ -41,10 +40,9 @@ void Session::LoadInstalledStudio() {
 void Session::LoadStudio() {
   studio_ = MakeStudio(paths(), *activePrompts_);
   const Result result = LoadStudioWithShippedModules(*studio_, paths().MainGetResourcePath());
-  if (!result.ok()) environment_.err << "tonalith-cli: " << result.text << "\n";
+  if (!result.ok()) environment_.err << "tonalith-cli: " << PlainSentence(result.text) << "\n";
   // A studio file that could not be used, modules that could not be loaded.
-  for (const std::string& notice : TakeNotices())
-    environment_.err << "tonalith-cli: " << ReplaceAll(notice, "\n", " ") << "\n";
+  for (const std::string& notice : TakeNotices()) environment_.err << "tonalith-cli: " << notice << "\n";
 }
 
 const Recognizer& Session::recognizer() {
@@ -157,12 +155,8 @@ std::string DataTitle(const DataFile& dataFile) {
   return Latin1ToUtf8(TransferInstrumentName(dataFile) + " " + FieldText(dataFile.synth->typeName));
 }
 
-std::string PatchText(const PatchLine& line) {
-  std::string name = line.name;
-  // Junk in a name must not look like another column or line.
-  std::replace_if(
-      name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-  return std::to_string(line.slot) + "\t" + line.number + "\t" + Latin1ToUtf8(name);
+void PrintPatch(TerminalText out, const PatchLine& line) {
+  out << line.slot << "\t" << line.number << "\t" << Latin1ToUtf8(line.name) << "\n";
 }
 
 }  // namespace tonalith

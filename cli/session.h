@@ -81,7 +81,7 @@ Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_
 
 // "Yamaha DX7 Voice Bank", UTF-8.
 std::string DataTitle(const DataFile& dataFile);
-// "slot, number as displayed, name", tab separated: the lines of `names`.
-std::string PatchText(const PatchLine& line);
+// "slot, number as displayed, name", tab separated: a line of `names`.
+void PrintPatch(TerminalText out, const PatchLine& line);
 
 }  // namespace tonalith

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <ostream>
 
 #include "data/data_text.h"
 #include "midi/backends/alsa_backend.h"
@@ -175,12 +174,14 @@ void TransferRig::ShowProgress(const DeskJob& job) {
   const std::size_t width = text.size();
   if (width < progressWidth_) text.append(progressWidth_ - width, ' ');
   progressWidth_ = width;
-  session_.environment().err << '\r' << text << std::flush;
+  session_.environment().err << "\r" << text;
+  session_.environment().err.Flush();
 }
 
 void TransferRig::ClearProgress() {
   if (progressWidth_ == 0) return;
-  session_.environment().err << '\r' << std::string(progressWidth_, ' ') << '\r' << std::flush;
+  session_.environment().err << "\r" << std::string(progressWidth_, ' ') << "\r";
+  session_.environment().err.Flush();
   progressWidth_ = 0;
 }
 

@@ -1,8 +1,8 @@
 #include "platform/log.h"
 
-#include <cstdio>
 #include <cstdlib>
 
+#include "platform/terminal_text.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -35,8 +35,8 @@ void Log::RemoveSink(int id) {
   std::erase_if(sinks_, [id](const auto& entry) { return entry.first == id; });
 }
 
-void Log::Write(LogChannel channel, std::string_view line) {
-  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
+void Log::Write(LogChannel channel, std::string_view text) {
+  const std::string line = PlainSentence(text);
   std::vector<Sink> sinks;
   {
     std::lock_guard guard(mutex_);
@@ -45,9 +45,7 @@ void Log::Write(LogChannel channel, std::string_view line) {
     if (kept.size() >= 2 * kKeptLines) kept.erase(kept.begin(), kept.end() - static_cast<std::ptrdiff_t>(kKeptLines));
     kept.emplace_back(line);
     for (const auto& entry : sinks_) sinks.push_back(entry.second);
-    if (DebugToStandardError()) {
-      std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
-    }
+    if (DebugToStandardError()) WriteErrorLine(line);
   }
   for (const Sink& sink : sinks) sink(channel, line);
 }

@@ -12,9 +12,9 @@ namespace tonalith {
 // Two channels: the debug output for developers, and the monitor log that the user can open.
 enum class LogChannel { Debug, Monitor };
 
-// Lines go to every sink, on the calling thread; sinks must be quick and may be called from any thread.  Both also
-// go to standard error when the environment variable TONALITH_DEBUG is set.  The last 1000 lines of each channel are
-// kept for windows that open later.
+// What is written becomes one plain line (PlainSentence).  Lines go to every sink, on the calling thread; sinks must be
+// quick and may be called from any thread.  Both also go to standard error when the environment variable TONALITH_DEBUG
+// is set.  The last 1000 lines of each channel are kept for windows that open later.
 class Log {
  public:
   using Sink = std::function<void(LogChannel, std::string_view line)>;
@@ -23,7 +23,7 @@ class Log {
 
   int AddSink(Sink sink);
   void RemoveSink(int id);
-  void Write(LogChannel channel, std::string_view line);
+  void Write(LogChannel channel, std::string_view text);
   std::vector<std::string> Lines(LogChannel channel) const;
 
  private:

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/atomic_file.h"
+#include "platform/plain_text.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -160,7 +161,8 @@ std::string ScriptedPrompts::Next(const std::string& title) {
   return {};
 }
 
-void ScriptedPrompts::Note(const std::string& line) {
+void ScriptedPrompts::Note(const std::string& text) {
+  const std::string line = PlainLine(text);
   log_.push_back(line);
   if (logFile_.empty()) return;
   if (std::FILE* file = std::fopen(logFile_.c_str(), "a")) {

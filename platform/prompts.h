@@ -93,7 +93,7 @@ class ScriptedPrompts final : public Prompts {
 
  private:
   std::string Next(const std::string& title);
-  void Note(const std::string& line);
+  void Note(const std::string& text);
 
   mutable std::mutex mutex_;
   std::vector<std::string> answers_;

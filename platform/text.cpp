@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/utf8.h"
+
 namespace tonalith {
 
 namespace {
@@ -17,41 +19,6 @@ constexpr std::array<char16_t, 32> kCp1252High = {0x20AC, 0x0081, 0x201A, 0x0192
                                                   0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
                                                   0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
-constexpr char32_t kNoCharacter = 0xFFFFFFFF;
-
-// Takes one character off the front of `text` (one byte when it is no valid UTF-8; then kNoCharacter).
-char32_t TakeUtf8(std::string_view& text) {
-  const auto byte = [&text](std::size_t i) -> unsigned { return static_cast<unsigned char>(text[i]); };
-  const unsigned first = byte(0);
-  std::size_t length = 0;
-  char32_t code = 0;
-  if (first < 0x80) {
-    text.remove_prefix(1);
-    return first;
-  }
-  if (first >= 0xC2 && first <= 0xDF) {
-    length = 2;
-    code = first & 0x1F;
-  } else if (first >= 0xE0 && first <= 0xEF) {
-    length = 3;
-    code = first & 0x0F;
-  } else if (first >= 0xF0 && first <= 0xF4) {
-    length = 4;
-    code = first & 0x07;
-  }
-  bool good = length > 0 && length <= text.size();
-  for (std::size_t i = 1; good && i < length; ++i) {
-    good = (byte(i) & 0xC0) == 0x80;
-    code = code << 6 | (byte(i) & 0x3F);
-  }
-  if (good && ((length == 3 && code < 0x800) || (length == 4 && (code < 0x10000 || code > 0x10FFFF)) ||
-               (code >= 0xD800 && code <= 0xDFFF))) {
-    good = false;
-  }
-  text.remove_prefix(good ? length : 1);
-  return good ? code : kNoCharacter;
-}
-
 int Digit(char c, int base) {
   int value = -1;
   if (c >= '0' && c <= '9') value = c - '0';
@@ -59,6 +26,8 @@ int Digit(char c, int base) {
   if (c >= 'A' && c <= 'F') value = c - 'A' + 10;
   return value < base ? value : -1;
 }
+
+constexpr char32_t kNoCharacter = 0xFFFFFFFF;
 
 // Sign, optional 0x, digits; saturates at 64 bits.  Returns the number of characters used, 0 when there is no digit.
 std::size_t ScanInteger(std::string_view text, std::int64_t& value) {
@@ -88,8 +57,7 @@ std::size_t ScanInteger(std::string_view text, std::int64_t& value) {
 std::u32string Utf8CodePoints(std::string_view text) {
   std::u32string codes;
   while (!text.empty()) {
-    const char32_t code = TakeUtf8(text);
-    codes.push_back(code == kNoCharacter ? 0xFFFD : code);
+    codes.push_back(TakeUtf8(text).value_or(0xFFFD));
   }
   return codes;
 }
@@ -134,7 +102,7 @@ std::string Utf8ToLatin1(std::string_view text, char replacement) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const char32_t code = TakeUtf8(text);
+    const char32_t code = TakeUtf8(text).value_or(kNoCharacter);
     out += code < 0x100 ? static_cast<char>(code) : replacement;
   }
   return out;
@@ -144,7 +112,7 @@ std::string Utf8ToCp1252(std::string_view text, char replacement) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const char32_t code = TakeUtf8(text);
+    const char32_t code = TakeUtf8(text).value_or(kNoCharacter);
     if (code < 0x80 || (code >= 0xA0 && code < 0x100)) {
       out += static_cast<char>(code);
       continue;
@@ -157,7 +125,7 @@ std::string Utf8ToCp1252(std::string_view text, char replacement) {
 
 bool IsValidUtf8(std::string_view text) {
   while (!text.empty()) {
-    if (TakeUtf8(text) == kNoCharacter) return false;
+    if (!TakeUtf8(text)) return false;
   }
   return true;
 }

@@ -160,7 +160,7 @@ void ManualDumps::Finish(int port, const Dump& dump) {
 }
 
 std::string ManualDumps::Describe(const RecognizedPiece& piece) {
-  std::string text = piece.instrument + " " + Latin1ToUtf8(piece.dataType);
+  std::string text = piece.instrument + " " + piece.dataType;
   const auto patches = recognizer().Patches(*piece.data);
   const std::uint32_t voices = piece.data->synth->numVoices;
   if (voices > 1 && patches.size() < voices)

@@ -282,8 +282,9 @@ void Recognizer::Rules::NoteWrongLengths(const FileMessages& file, Recognition* 
     if (message.used || !HasWrongLength(message, &index)) continue;
     const TypeForms& type = types[index.type];
     const std::string& name = type.driver->instrument ? type.driver->instrument->name : type.driver->name;
-    ++notes[type.driver->TypeName() + " of the " + name + " with " + std::to_string(message.bytes.size()) +
-            " in place of " + std::to_string(type.forms[index.form].messages.front().length) + " bytes"];
+    ++notes[Latin1ToUtf8(type.driver->TypeName()) + " of the " + name + " with " +
+            std::to_string(message.bytes.size()) + " in place of " +
+            std::to_string(type.forms[index.form].messages.front().length) + " bytes"];
     if (notes.size() >= kMostNotes) break;
   }
   for (const auto& [note, count] : notes) out->others.push_back(std::to_string(count) + " " + note);
@@ -421,8 +422,9 @@ bool Recognizer::Rules::TakePiece(FileMessages* file, std::uint32_t first, std::
   RecognizedPiece piece = MakePiece(*bestType, *bestRule, *file, std::move(best));
   if (!piece.data) return false;
   const ZKDrvList* driver = bestType->driver;
-  piece.instrument = driver->instrument ? driver->instrument->name : FieldText(driver->synth()->shortName);
-  piece.dataType = driver->TypeName();
+  piece.instrument =
+      driver->instrument ? driver->instrument->name : Latin1ToUtf8(FieldText(driver->synth()->shortName));
+  piece.dataType = Latin1ToUtf8(driver->TypeName());
   piece.driverId = driver->synth()->driverId;
   out->pieces.push_back(std::move(piece));
   return true;
@@ -432,12 +434,12 @@ void Recognizer::Rules::TakeDataFile(DataFilePtr data, Recognition* out) const {
   if (!data || !data->synth) return;
   RecognizedPiece piece;
   piece.length = std::min<std::size_t>(data->bodySize, data->synth->fileSize);
-  piece.dataType = FieldText(data->synth->typeName);
+  piece.dataType = Latin1ToUtf8(FieldText(data->synth->typeName));
   piece.driverId = data->synth->driverId;
   const TypeForms* type = TypeOf(piece.driverId);
   if (type && type->driver->instrument) piece.instrument = type->driver->instrument->name;
-  if (piece.instrument.empty() && data->xtra) piece.instrument = FieldText(data->xtra->instrumentName);
-  if (piece.instrument.empty()) piece.instrument = FieldText(data->synth->shortName);
+  if (piece.instrument.empty() && data->xtra) piece.instrument = Latin1ToUtf8(FieldText(data->xtra->instrumentName));
+  if (piece.instrument.empty()) piece.instrument = Latin1ToUtf8(FieldText(data->synth->shortName));
   piece.checksum = VerifyWith(type && !type->forms.empty() ? &type->forms.front() : nullptr, *data);
   piece.data = std::move(data);
   out->pieces.push_back(std::move(piece));

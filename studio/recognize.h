@@ -21,8 +21,8 @@ class ZKStudioDoc;
 struct RecognizedPiece {
   std::size_t offset = 0;  // in the file
   std::size_t length = 0;  // bytes from its first to its last message (SysEx bytes in a Standard MIDI File)
-  std::string instrument;
-  std::string dataType;
+  std::string instrument;  // UTF-8
+  std::string dataType;    // UTF-8
   std::uint16_t driverId = kNoDriver;
   ChecksumVerdict checksum = ChecksumVerdict::kNone;
   DataFilePtr data;  // body, channel, patch number and (banks) emptyMap filled in

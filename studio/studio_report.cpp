@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "platform/path_resolver.h"
+#include "platform/plain_text.h"
 #include "platform/text.h"
 #include "services/settings.h"
 #include "services/window_counters.h"
@@ -46,10 +47,10 @@ void WritePortLines(std::ostream& out, const char* way, const char* nameKey, int
   out << "  MIDI " << way << " port #: " << port << "\n";
   out << "  MIDI " << way << " port name using number: ";
   if (port < static_cast<int>(names.size()))
-    out << names[static_cast<std::size_t>(port)] << "\n";
+    out << PlainLine(names[static_cast<std::size_t>(port)]) << "\n";
   else
     out << "WARNING! No port for MIDI " << way << " port #" << port << "\n";
-  out << "  " << nameKey << " name (CString): " << stored << "\n";
+  out << "  " << nameKey << " name (CString): " << PlainLine(stored) << "\n";
 }
 
 void WritePatchBay(std::ostream& out, const ZKDrvList& instrument, const std::vector<std::string>& outNames) {
@@ -59,7 +60,7 @@ void WritePatchBay(std::ostream& out, const ZKDrvList& instrument, const std::ve
   out << "    Patch Bay Manual: " << YesNo(instrument.patchBayFlags & kPatchBayManual) << "\n";
   out << "    Patch Bay Port #: " << int{instrument.patchBayPort} << "\n";
   if (instrument.patchBayPort < outNames.size())
-    out << "    Patch Bay Port name: " << outNames[instrument.patchBayPort] << "\n";
+    out << "    Patch Bay Port name: " << PlainLine(outNames[instrument.patchBayPort]) << "\n";
   else
     out << "    Patch Bay Port Name: WARNING! No port for MIDI OUT port #" << int{instrument.patchBayPort} << "\n";
   out << "    Patch Bay MIDI Channel: " << int{instrument.patchBayChannel} << "\n";
@@ -71,7 +72,7 @@ void WritePatchBay(std::ostream& out, const ZKDrvList& instrument, const std::ve
 void WriteInstrumentSetup(std::ostream& out, const ZKDrvList& instrument, bool patchBay,
                           const std::vector<std::string>& ins, const std::vector<std::string>& outs) {
   const Synth* s = instrument.drivers.empty() ? nullptr : instrument.drivers.front()->synth();
-  out << "Instrument: " << instrument.name << "\n";
+  out << "Instrument: " << PlainLine(instrument.name) << "\n";
   out << "  Instrument #: " << int{instrument.instance} << "\n";
   if (!s || !s->hasSysExChannel || s->sysExChannelMin == s->sysExChannelMax)
     out << "  SysEx channel: not used\n";
@@ -84,7 +85,7 @@ void WriteInstrumentSetup(std::ostream& out, const ZKDrvList& instrument, bool p
   out << "\n\n";
   for (const auto& driver : instrument.drivers)
     if (driver->synth() && driver->synth()->reserved252)
-      out << "  " << Latin1ToUtf8(driver->TypeName()) << " Custom value: " << driver->defaultPatch << "\n";
+      out << "  " << PlainLine(Latin1ToUtf8(driver->TypeName())) << " Custom value: " << driver->defaultPatch << "\n";
   out << std::string(kInstrumentRule, '-') << "\n";
 }
 
@@ -119,7 +120,7 @@ void WritePreferences(std::ostream& out, const Settings* settings) {
 }
 
 std::string OrUnassigned(const std::string& name) {
-  return name.empty() ? "unassigned" : name;
+  return name.empty() ? "unassigned" : PlainLine(name);
 }
 
 }  // namespace
@@ -150,18 +151,18 @@ void StudioReports::SetupInformation(std::ostream& out, const StudioReportFacts&
       << "Data Path: " << around_.paths.data.string() << "\n"
       << "Global Patch Bay Support: " << EnabledDisabled(patchBay) << "\n\n\n";
   WriteHeading(out, "MIDI IN Ports");
-  for (std::size_t i = 0; i < ins.size(); ++i) out << i << ": " << ins[i] << "\n";
+  for (std::size_t i = 0; i < ins.size(); ++i) out << i << ": " << PlainLine(ins[i]) << "\n";
   out << "\n\n";
   WriteHeading(out, "MIDI OUT Ports");
-  for (std::size_t i = 0; i < outs.size(); ++i) out << i << ": " << outs[i] << "\n";
+  for (std::size_t i = 0; i < outs.size(); ++i) out << i << ": " << PlainLine(outs[i]) << "\n";
   out << "\n\n";
   WriteHeading(out, "Installed Instruments");
   const std::vector<std::string> modules = facts_.InstalledModules();
   out << "Number of installed instrument modules: " << modules.size() << "\n";
-  for (const std::string& module : modules) out << module << "\n";
+  for (const std::string& module : modules) out << PlainLine(module) << "\n";
   out << "\n\n";
   WriteHeading(out, "Loaded Instruments");
-  for (const auto& instrument : list_.instruments()) out << instrument->DisplayKey() << "\n";
+  for (const auto& instrument : list_.instruments()) out << PlainLine(instrument->DisplayKey()) << "\n";
   out << "\n\n";
   WriteHeading(out, "Loaded Instrument Setup");
   for (const auto& instrument : list_.instruments()) WriteInstrumentSetup(out, *instrument, patchBay, ins, outs);
@@ -207,7 +208,7 @@ std::string StudioReports::TextSummary() const {
   for (const auto& instrument : list_.instruments()) {
     const Synth* s = instrument->drivers.empty() ? nullptr : instrument->drivers.front()->synth();
     if (!s) continue;
-    out += instrument->name + "\n";
+    out += PlainLine(instrument->name) + "\n";
     out += "\tMIDI IN Port: " + OrUnassigned(instrument->inPortName) + "\n";
     out += "\tMIDI OUT Port: " + OrUnassigned(instrument->outPortName) + "\n";
     if (s->hasSysExChannel)
@@ -242,8 +243,8 @@ std::string StudioReports::DriversMissingDescriptor(
       const std::string name = Printf("SysXMap.ID%d.bin", id);
       const auto map = FindPath(facts_.ModuleFolder(instrument.get()).string(), name, PathTrust::Untrusted);
       if (map && entriesOf(*map) > 0) continue;
-      lines += Printf("ID%d: %s (%s) %s -> ", id, instrument->name.c_str(), Latin1ToUtf8(driver->TypeName()).c_str(),
-                      instrument->moduleFile.c_str());
+      lines += PlainLine(Printf("ID%d: %s (%s) %s -> ", id, instrument->name.c_str(),
+                                Latin1ToUtf8(driver->TypeName()).c_str(), instrument->moduleFile.c_str()));
       lines += map ? name + " file exists but no entries\r\n" : "no " + name + " file.\r\n";
     }
   }

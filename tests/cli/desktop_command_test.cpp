@@ -15,7 +15,7 @@ TEST(DesktopCommand, ListsTheWindowsOrSaysWhatIsWrong) {
   const CliOutput listed = RunCli({"desktop", "dump", file});
   EXPECT_EQ(listed.status, 0) << listed.err;
   EXPECT_EQ(listed.out,
-            "windows: 3\n1\t17000\tbank editor\t10\t20\t300\t200\t/a/x?.dat\n2\t17006\tMIDI monitor\t0\t0\t0\t0\t\n"
+            "windows: 3\n1\t17000\tbank editor\t10\t20\t300\t200\t/a/x\\x0A.dat\n2\t17006\tMIDI monitor\t0\t0\t0\t0\t\n"
             "3\t9\tunknown\t1\t2\t3\t4\t\n");
   WriteFileText(file, std::string(bytes.begin(), bytes.end() - 1));
   const CliOutput cut = RunCli({"desktop", "dump", file});

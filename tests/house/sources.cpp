@@ -1,10 +1,11 @@
 #include "tests/house/sources.h"
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
+#include <sstream>
 
 namespace tonalith::house {
 
@@ -89,6 +90,51 @@ std::vector<SourceFile> SourcesOf(const std::vector<std::string>& folders) {
   }
   std::sort(files.begin(), files.end(), [](const SourceFile& a, const SourceFile& b) { return a.path < b.path; });
   return files;
+}
+
+std::string CodeOf(const std::string& path) {
+  std::string code = TextOf(path);
+  enum class Inside { Code, Line, Block, Text, Character } inside = Inside::Code;
+  for (std::size_t i = 0; i < code.size(); ++i) {
+    const char c = code[i];
+    const char next = i + 1 < code.size() ? code[i + 1] : '\0';
+    if (inside == Inside::Code) {
+      if (c == '/' && next == '/') inside = Inside::Line;
+      if (c == '/' && next == '*') inside = Inside::Block;
+      if (c == '"') inside = Inside::Text;
+      // A quote inside a number separates its digits.
+      if (c == '\'' && (i == 0 || !std::isalnum(static_cast<unsigned char>(code[i - 1])))) inside = Inside::Character;
+      if (inside == Inside::Code) continue;
+    } else if ((inside == Inside::Text || inside == Inside::Character) && c == '\\') {
+      code[i] = ' ';
+      if (next != '\n') code[++i] = ' ';
+      continue;
+    } else if ((inside == Inside::Text && c == '"') || (inside == Inside::Character && c == '\'') ||
+               (inside == Inside::Line && c == '\n')) {
+      inside = Inside::Code;
+    } else if (inside == Inside::Block && c == '*' && next == '/') {
+      code[i++] = ' ';
+      inside = Inside::Code;
+    }
+    if (code[i] != '\n') code[i] = ' ';
+  }
+  return code;
+}
+
+std::vector<std::string> Matches(const std::string& code, std::initializer_list<const char*> hints,
+                                 const std::regex& pattern, const std::string& file) {
+  std::vector<std::string> found;
+  std::istringstream lines(code);
+  int number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    const auto stands = [&line](const char* hint) { return line.find(hint) != std::string::npos; };
+    if (hints.size() > 0 && std::none_of(hints.begin(), hints.end(), stands)) continue;
+    for (std::sregex_iterator at(line.begin(), line.end(), pattern), end; at != end; ++at) {
+      found.push_back(file + ":" + std::to_string(number) + ": " + at->str());
+    }
+  }
+  return found;
 }
 
 std::vector<Include> IncludesOf(const SourceFile& file) {

@@ -1,6 +1,8 @@
 // The sources as the house tests read them: files of rooms, lines, includes.
 #pragma once
 
+#include <initializer_list>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -25,6 +27,14 @@ const std::vector<std::string>& Rooms();
 
 // Whole text of a file; "" when it cannot be read.
 std::string TextOf(const std::string& path);
+
+// Text of a file with its comments and texts replaced by blanks, so that lines keep their numbers.
+std::string CodeOf(const std::string& path);
+
+// What a pattern finds in the lines of a code, as "file:line: what".  Lines without one of `hints` are not looked at
+// more closely; no hints: every line is.
+std::vector<std::string> Matches(const std::string& code, std::initializer_list<const char*> hints,
+                                 const std::regex& pattern, const std::string& file);
 
 // What a file includes.
 struct Include {
