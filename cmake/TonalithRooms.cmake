@@ -1,6 +1,8 @@
 # Building blocks of the house: one static library a room, one program a main file.
+include(TonalithHardening)
 
 add_library(tonalith_flags INTERFACE)
+target_link_libraries(tonalith_flags INTERFACE tonalith_hardening)
 target_include_directories(tonalith_flags INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(tonalith_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
 target_compile_definitions(tonalith_flags INTERFACE TONALITH_VERSION="${PROJECT_VERSION}")

@@ -1,9 +1,9 @@
 #include "midi/port_system.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "platform/log.h"
+#include "platform/text.h"
 
 namespace tonalith {
 
@@ -181,13 +181,13 @@ void MidiPortSystem::ReportCapsError(MidiDirection direction, int index, int cod
   if (!prompts_) return;
   const bool input = direction == MidiDirection::Input;
   const char* way = input ? "In" : "Out";
-  const char* format = "Unknown error trying to open Midi %s Port #%d!\nfor midi%sGetDevCaps call";
-  if (code == kMidiNoDevice) format = "Midi %s Port #%d is out of range!\nfor midi%sGetDevCaps call";
-  char text[160];
+  std::string text;
   if (code == 3) {
-    std::snprintf(text, sizeof text, "No driver for Midi %s Port #d!\nfor midi%sGetDevCaps call", way, way);
+    text = Printf("No driver for Midi %s Port #d!\nfor midi%sGetDevCaps call", way, way);
+  } else if (code == kMidiNoDevice) {
+    text = Printf("Midi %s Port #%d is out of range!\nfor midi%sGetDevCaps call", way, index, way);
   } else {
-    std::snprintf(text, sizeof text, format, way, index, way);
+    text = Printf("Unknown error trying to open Midi %s Port #%d!\nfor midi%sGetDevCaps call", way, index, way);
   }
   prompts_->Say(input ? "MIDI IN Port Error" : "MIDI OUT Port Error", text);
 }

@@ -127,6 +127,29 @@ def stage_style():
             note(os.path.basename(script), ok, output[-4000:])
 
 
+def stage_hardened():
+    """What users get: the optimised programs, installed, hardened and at work"""
+    folder = build("run", "tonalith", "tonalith-cli", "modules", "share")
+    if not folder:
+        return
+    installed = os.path.join(ROOT, folder, "installed")
+    ok, output = call(["cmake", "--install", folder, "--prefix", installed])
+    note("install", ok, output[-3000:])
+    check = os.path.join(ROOT, "tests", "hardening", "hardening.py")
+    programs = [os.path.join(where, name) for where in (os.path.join(ROOT, folder, "bin"), os.path.join(installed, "bin"))
+                for name in ("tonalith", "tonalith-cli")]
+    for arguments in (["--self-check"], programs, [os.path.join(ROOT, folder, "compile_commands.json")]):
+        ok, output = call(["/usr/bin/python3", check, *arguments])
+        lines = [line for line in output.splitlines() if line.startswith(("ok ", "FAILED "))]
+        for line in lines:
+            note("hardening: " + line.partition(" ")[2], line.startswith("ok "))
+        if not lines or (not ok and all(line.startswith("ok ") for line in lines)):
+            note("hardening", False, output[-3000:])
+    ok, output = call(["bash", os.path.join(ROOT, "tests", "end_to_end", "10_demo.sh")], timeout=900,
+                      env={"TONALITH_BIN": os.path.join(installed, "bin"), "XDG_RUNTIME_DIR": runtime_folder()})
+    note("the demo with the installed programs", ok, output[-3000:])
+
+
 def stage_alone():
     """Every source file and every header compiled alone"""
     ok, output = call(["cmake", "-S", ".", "-B", "build-alone", "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
@@ -190,7 +213,7 @@ def stage_scripts():
         print(f"{name}: {time.time() - start:.1f} s", flush=True)
 
 
-STAGES = {"default": stage_default, "style": stage_style, "alone": stage_alone, "scripts": stage_scripts,
+STAGES = {"default": stage_default, "style": stage_style, "alone": stage_alone, "scripts": stage_scripts, "hardened": stage_hardened,
           "asan": stage_asan, "tsan": stage_tsan, "fuzz": stage_fuzz}
 
 
