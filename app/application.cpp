@@ -1,14 +1,11 @@
 #include "app/application.h"
 
 #include <QApplication>
-#include <QCryptographicHash>
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QIcon>
 #include <QLabel>
-#include <QLocalServer>
-#include <QLocalSocket>
 #include <QPixmap>
 #include <QTimer>
 #include <QWindow>
@@ -19,9 +16,7 @@
 
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
-#include "platform/atomic_file.h"
 #include "platform/log.h"
-#include "platform/path_resolver.h"
 #include "script/transfer_engine.h"
 #include "services/main_window_messages.h"
 #include "services/script_bridge.h"
@@ -34,7 +29,6 @@ namespace tonalith {
 
 namespace {
 
-constexpr int kHandOverMs = 2000;
 constexpr int kClosingNoteMs = 2000;
 
 }  // namespace
@@ -46,6 +40,7 @@ CZKApp::CZKApp(const CommandLine& commandLine)
       dispatch_(std::make_unique<QtDispatch>(dispatcher_)),
       scripted_(ScriptedPrompts::FromEnvironment()),
       prompts_(dispatcher_),
+      handOver_(commandLine_.MakeFolders()),
       sequence_(*this, commandLine_) {}
 
 std::vector<std::string> CZKApp::PromptLog() const {
@@ -57,71 +52,20 @@ CZKApp::~CZKApp() {
   dispatcher_.Close();
 }
 
-// One server for each set of folders: another configuration root is another program.
-std::string CZKApp::ServerName() const {
-  const Folders folders = commandLine_.MakeFolders();
-  const QByteArray key = QCryptographicHash::hash(QByteArray::fromStdString(folders.config + "\n" + folders.support),
-                                                  QCryptographicHash::Sha256);
-  return folders.runtime + "/tonalith-" + key.toHex().left(16).toStdString();
-}
-
 bool CZKApp::HandOver() {
-  if (commandLine_.newInstance) return false;
-  QLocalSocket socket;
-  socket.connectToServer(FromUtf8(ServerName()));
-  if (!socket.waitForConnected(kHandOverMs)) return false;
-  QByteArray message("TONALITH\n");
-  for (const auto& file : commandLine_.files) message += QByteArray::fromStdString(file) + '\n';
-  message += '\n';
-  socket.write(message);
-  // The other process answers when it has taken the files; one that hangs is not waited for.
-  return socket.waitForBytesWritten(kHandOverMs) && socket.waitForReadyRead(kHandOverMs) &&
-         socket.readAll().startsWith("OK");
+  return !commandLine_.newInstance && handOver_.Give(commandLine_.files);
 }
 
 void CZKApp::Listen() {
-  const QString name = FromUtf8(ServerName());
-  if (const Result made = MakeFolders(FolderOf(ServerName())); !made.ok()) DebugLog("%s", made.text.c_str());
-  server_ = new QLocalServer(this);
-  server_->setSocketOptions(QLocalServer::UserAccessOption);
-  connect(server_, &QLocalServer::newConnection, this, &CZKApp::TakeFiles);
-  if (server_->listen(name)) return;
-  // A socket that nobody answers was left by a process that ended badly.
-  QLocalSocket probe;
-  probe.connectToServer(name);
-  if (probe.waitForConnected(kHandOverMs)) return;
-  QLocalServer::removeServer(name);
-  if (!server_->listen(name))
-    DebugLog("Other processes cannot hand files over: %s", ToUtf8(server_->errorString()).c_str());
-}
-
-void CZKApp::TakeFiles() {
-  while (QLocalSocket* socket = server_->nextPendingConnection()) {
-    connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-    connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-      constexpr qint64 kMostBytes = 1 << 20;
-      if (socket->bytesAvailable() > kMostBytes) {
-        socket->abort();
-        return;
-      }
-      const QByteArray soFar = socket->peek(kMostBytes);
-      if (!soFar.startsWith("TONALITH\n") || !soFar.endsWith("\n\n")) return;
-      QByteArray message = socket->readAll();
-      std::vector<std::string> files;
-      for (const QByteArray& line : message.mid(9).split('\n')) {
-        if (!line.isEmpty()) files.push_back(line.toStdString());
-      }
-      socket->write("OK\n");
-      socket->flush();
-      socket->disconnectFromServer();
-      if (frame_) {
-        frame_->setWindowState(frame_->windowState() & ~Qt::WindowMinimized);
-        frame_->raise();
-        frame_->activateWindow();
-      }
-      sequence_.OpenFiles(files);
-    });
-  }
+  const Result listening = handOver_.Listen([this](const std::vector<std::string>& files) {
+    if (frame_) {
+      frame_->setWindowState(frame_->windowState() & ~Qt::WindowMinimized);
+      frame_->raise();
+      frame_->activateWindow();
+    }
+    sequence_.OpenFiles(files);
+  });
+  if (!listening) MonitorMsg("%s", listening.text.c_str());
 }
 
 // For the benchmark: how long after a given moment (milliseconds since 1970) the window is painted and takes input.

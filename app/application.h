@@ -5,6 +5,7 @@
 #include <memory>
 #include <string_view>
 
+#include "app/hand_over.h"
 #include "app/main_frame.h"
 #include "app/simulation.h"
 #include "services/program.h"
@@ -12,8 +13,6 @@
 #include "studio/open_studio_ports.h"
 #include "ui/qt_dispatch.h"
 #include "ui/qt_prompts.h"
-
-class QLocalServer;
 
 namespace tonalith {
 
@@ -66,8 +65,6 @@ class CZKApp final : public QObject, public StartStopHost {
   void PrepareInstruments(const Paths& paths);
   void PlugIn(Program& program, CMainFrame* frame);
   void ReportStart();
-  void TakeFiles();
-  std::string ServerName() const;
 
   CommandLine commandLine_;
   bool simulated_ = false;
@@ -77,12 +74,12 @@ class CZKApp final : public QObject, public StartStopHost {
   std::unique_ptr<ScriptedPrompts> scripted_;
   QtPrompts prompts_;
   std::unique_ptr<Simulation> simulation_;
+  FileHandOver handOver_;
   StartStop sequence_;
   std::unique_ptr<OpenStudioPorts> ports_;
   std::unique_ptr<ZKStudioDoc> studio_;
   std::unique_ptr<CMainFrame> frame_;
   std::unique_ptr<QSplashScreen> splash_;
-  QLocalServer* server_ = nullptr;
 };
 
 }  // namespace tonalith

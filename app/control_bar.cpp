@@ -57,6 +57,8 @@ ZKControlBar::ZKControlBar(const std::string& resourcePath, QWidget* parent)
 }
 
 void ZKControlBar::MoveToCorner(QMainWindow* window, int corner) {
+  if (corner == corner_) return;
+  corner_ = corner;
   delete spacer_;
   spacer_ = nullptr;
   if ((corner & 1) != 0) {

@@ -29,6 +29,7 @@ class ZKControlBar final : public QToolBar {
 
  private:
   TZKIconBar2* icons_;
+  int corner_ = -1;            // not yet in any
   QAction* spacer_ = nullptr;  // pushes the buttons to the right
 };
 

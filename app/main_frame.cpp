@@ -82,7 +82,6 @@ void CMainFrame::BuildBars() {
   addDockWidget(Qt::RightDockWidgetArea, activity_);
   activity_->hide();
   statusBar()->addPermanentWidget(portsLabel_);
-  controlBar_->MoveToCorner(this, program_.settings().MainToolbarCorner(-1));
   connect(controlBar_->icons(), &TZKIconBar2::Command, this,
           [this](int command) { RunCommand(static_cast<CommandId>(command)); });
   connect(activity_, &QDockWidget::visibilityChanged, menus_, &CommandMenus::Update);
@@ -120,6 +119,7 @@ void CMainFrame::UpdateBars() {
     const QAction* action = ActionOf(static_cast<CommandId>(slot.command));
     if (action) controlBar_->icons()->EnableButton(slot.command, action->isEnabled());
   }
+  controlBar_->MoveToCorner(this, program_.settings().MainToolbarCorner(-1));
   controlBar_->setVisible(program_.settings().MainApplicationControlBar(-1) != 0);
   int outputs = 0;
   program_.out().OUTNUMPORTS(&outputs);

@@ -88,10 +88,10 @@ std::string SessionOf(const std::string& name) {
   return name.substr(0, name.rfind('-'));
 }
 
-// Whether a program holds the lock file of its session.
+// Whether a program holds the lock file of its session.  What cannot be looked at is left to whose it is.
 bool IsHeld(const std::string& lockFile) {
   const int fd = ::open(lockFile.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
-  if (fd < 0) return false;
+  if (fd < 0) return errno != ENOENT;
   const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
   ::close(fd);
   return held;
@@ -117,7 +117,7 @@ Result RecoveryFolder::Start() {
   session_ = Printf("%016llx-%ld-%d", micros, static_cast<long>(::getpid()), ++sessions);
   const std::string name = JoinPath(folder_, session_ + std::string(kLockEnding));
   const std::string temporary = name + ".new";
-  const int fd = ::open(temporary.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, kOwnerOnly);
+  const int fd = ::open(temporary.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_RDWR | O_CLOEXEC, kOwnerOnly);
   if (fd < 0) return FileFailure("write", temporary, errno);
   if (::flock(fd, LOCK_EX | LOCK_NB) != 0 || ::rename(temporary.c_str(), name.c_str()) != 0) {
     const int error = errno;

@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "platform/path_resolver.h"
+#include "platform/save_target.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -22,19 +23,6 @@ namespace tonalith {
 namespace {
 
 constexpr std::size_t kWriteBuffer = 1 << 16;
-
-// The file a path stands for, with symbolic links followed even when the last one points to nothing yet.
-std::string FollowLinks(const std::string& path) {
-  if (auto real = RealPath(path)) return *real;
-  std::string current = path;
-  for (int hops = 0; hops < 40; ++hops) {
-    char link[4096];
-    const ssize_t length = readlink(current.c_str(), link, sizeof link);
-    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof link) return current;
-    current = JoinPath(FolderOf(current), std::string_view(link, static_cast<std::size_t>(length)));
-  }
-  return current;
-}
 
 std::string TemporaryName(const std::string& target) {
   static std::atomic<unsigned> counter{0};
@@ -192,8 +180,8 @@ Result AtomicFile::Open(const std::string& path, unsigned mode) {
   Discard();
   failed_ = {};
   asked_ = path;
-  target_ = FollowLinks(path);
   direct_ = false;
+  if (const Result found = FindSaveTarget(path, target_); !found) return failed_ = found;
   struct stat old {};
   const bool exists = ::stat(target_.c_str(), &old) == 0;
   if (exists && S_ISDIR(old.st_mode)) return Fail("write", EISDIR);
@@ -209,7 +197,7 @@ Result AtomicFile::Open(const std::string& path, unsigned mode) {
   }
   if (fd_ < 0) {
     temporary_ = TemporaryName(target_);
-    fd_ = ::open(temporary_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode);
+    fd_ = ::open(temporary_.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode);
     if (fd_ < 0) {
       const int error = errno;
       temporary_.clear();
@@ -263,7 +251,7 @@ Result AtomicFile::CopyToNamed() {
   const std::string name = TemporaryName(target_);
   struct stat info {};
   if (::fstat(fd_, &info) != 0) return Fail("write", errno);
-  const int named = ::open(name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, info.st_mode & 07777);
+  const int named = ::open(name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, info.st_mode & 07777);
   if (named < 0) return Fail("write", errno);
   temporary_ = name;
   std::vector<std::uint8_t> block(kWriteBuffer);

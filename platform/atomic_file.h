@@ -31,8 +31,9 @@ class AtomicFile {
   AtomicFile& operator=(const AtomicFile&) = delete;
   ~AtomicFile();
 
-  // The folder must exist.  Fails for a folder, and for an existing file the user may not write.  `mode` is that of a
-  // new file, less the user's mask.
+  // The folder must exist.  Fails for a folder, for an existing file the user may not write, and for what another
+  // account laid out in a folder that everyone may write into (FindSaveTarget).  `mode` is that of a new file, less the
+  // user's mask.
   Result Open(const std::string& path, unsigned mode = 0666);
   // After a failure every later call fails with the same text.
   Result Write(std::span<const std::uint8_t> bytes);

@@ -1,12 +1,14 @@
 #include "platform/folders.h"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <vector>
 
 #include "platform/atomic_file.h"
+#include "platform/own_folder.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 
@@ -49,6 +51,19 @@ std::string DocumentsFolder(const std::string& config, const std::string& home) 
   return JoinPath(home, "Documents");
 }
 
+bool IsOwned(const std::string& folder) {
+  struct stat info {};
+  return ::stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::geteuid();
+}
+
+// The runtime folder of somebody else (kept in the environment by su and sudo) is not used.
+std::string RuntimeFolder(const std::string& cache) {
+  for (const std::string& base :
+       {BaseFolder("XDG_RUNTIME_DIR", ""), Printf("/run/user/%u", static_cast<unsigned>(::geteuid()))})
+    if (!base.empty() && IsOwned(base)) return JoinPath(base, "tonalith");
+  return JoinPath(cache, "tonalith-run");
+}
+
 }  // namespace
 
 std::string HomeFolder() {
@@ -61,7 +76,7 @@ std::string HomeFolder() {
       found->pw_dir[0] == '/') {
     return WithoutTrailingSlash(found->pw_dir);
   }
-  return Printf("/tmp/tonalith-%u", static_cast<unsigned>(::getuid()));
+  return FirstOwnFolder(Printf("/tmp/tonalith-%u", static_cast<unsigned>(::geteuid())));
 }
 
 std::string ExecutablePath() {
@@ -112,7 +127,7 @@ Folders Folders::Standard() {
   folders.systemSupport = "/var/lib";
   folders.documents = DocumentsFolder(folders.config, home);
   folders.cache = BaseFolder("XDG_CACHE_HOME", JoinPath(home, ".cache"));
-  folders.runtime = BaseFolder("XDG_RUNTIME_DIR", folders.cache);
+  folders.runtime = RuntimeFolder(folders.cache);
   folders.executable = ExecutablePath();
   folders.resources = FindResourceFolder(folders.executable);
   return folders;
@@ -127,6 +142,8 @@ Folders Folders::Below(const std::string& configRoot) {
   folders.documents = JoinPath(root, "Documents");
   folders.cache = JoinPath(root, "cache");
   folders.runtime = JoinPath(root, "run");
+  if (FolderExists(folders.runtime) && !IsOwned(folders.runtime))
+    folders.runtime += Printf("-%u", static_cast<unsigned>(::geteuid()));
   folders.executable = ExecutablePath();
   folders.resources = FindResourceFolder(folders.executable);
   return folders;

@@ -28,7 +28,7 @@ constexpr char kDefaultApplicationName[] = "Tonalith";
 struct Program::Parts final : DiskHooks {
   Parts(Program& program, Folders folders)
       : prompts(program.prompts_),
-        registry(RegistryFile(folders), kDefaultApplicationName, &program.prompts_),
+        registry(RegistryFile(folders), folders.runtime, kDefaultApplicationName, &program.prompts_),
         paths(std::move(folders), registry),
         places(paths),
         disk(this),

@@ -11,9 +11,9 @@ namespace tonalith {
 // The program's string values in the key store, under "SOFTWARE\Corvane\<application>" and its version key.
 class Registry {
  public:
-  // `prompts` (not owned, may be null) shows a failed write.
-  Registry(std::string file, std::string applicationName, Prompts* prompts)
-      : store_(std::move(file)), application_(std::move(applicationName)), prompts_(prompts) {}
+  // `lockFolder` as for KeyStore; `prompts` (not owned, may be null) shows a failed write.
+  Registry(std::string file, std::string lockFolder, std::string applicationName, Prompts* prompts)
+      : store_(std::move(file), std::move(lockFolder)), application_(std::move(applicationName)), prompts_(prompts) {}
 
   // False when the value could not be written; that was then shown with the key as text.
   bool SetRegistry(std::string_view name, std::string_view value, bool noVersion = false);

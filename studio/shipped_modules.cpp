@@ -1,36 +1,13 @@
 #include "studio/shipped_modules.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-#include "platform/clock.h"
+#include "platform/lock_file.h"
 #include "services/paths.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr char kInstallLock[] = ".install.lock";
 constexpr std::int64_t kInstallWaitMs = 10'000;
-
-// Held while packages are installed; taken over from a process that ended.
-class InstallLock {
- public:
-  explicit InstallLock(const std::filesystem::path& folder)
-      : fd_(::open((folder / kInstallLock).c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0644)) {
-    const std::int64_t until = SystemClock().NowUs() + kInstallWaitMs * 1000;
-    while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0 && SystemClock().NowUs() < until) SystemClock().SleepMs(20);
-  }
-  InstallLock(const InstallLock&) = delete;
-  InstallLock& operator=(const InstallLock&) = delete;
-  ~InstallLock() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-
- private:
-  int fd_;
-};
 
 }  // namespace
 
@@ -40,6 +17,7 @@ std::unique_ptr<ZKStudioDoc> MakeStudio(const Paths& paths, Prompts& prompts, St
   folders.data = paths.MainGetDataPath();
   folders.preferences = paths.CompanyConfigPath();
   folders.applicationIni = paths.GetZKIni();
+  folders.locks = paths.folders().runtime;
   return std::make_unique<ZKStudioDoc>(std::move(folders), prompts, ports);
 }
 
@@ -48,22 +26,26 @@ std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resource
 }
 
 Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
-                             std::vector<InstallReport>* reports) {
+                             const std::filesystem::path& locks, std::vector<InstallReport>* reports) {
   std::error_code error;
   const std::filesystem::path packages = ShippedModulesFolder(resources);
   if (!std::filesystem::is_directory(packages, error)) return Result::Success();
   if (Result folder = EnsureInstrumentFolder(instruments, resources); !folder.ok()) return folder;
-  const InstallLock lock(instruments);
+  LockFile lock;
+  if (!locks.empty()) {
+    const Result taken = lock.Take(locks, LockFile::NameFor("install", instruments), kInstallWaitMs);
+    if (!taken) return Result::Failure("The instruments were not brought up to date. " + taken.text, taken.code);
+  }
   return InstallShippedPackages(packages, instruments, reports);
 }
 
 Result InstallShippedModules(const Paths& paths) {
-  return InstallShippedModules(paths.MainGetResourcePath(), paths.MainGetInstrPath());
+  return InstallShippedModules(paths.MainGetResourcePath(), paths.MainGetInstrPath(), paths.folders().runtime);
 }
 
 Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources) {
   std::vector<InstallReport> installed;
-  Result result = InstallShippedModules(resources, studio.paths().instruments, &installed);
+  Result result = InstallShippedModules(resources, studio.paths().instruments, studio.paths().locks, &installed);
   studio.DrvLoadSetup(0);
   for (const InstallReport& report : installed)
     if (!report.moduleFile.empty() && !studio.list().IsInstrumentInstalled(report.moduleFile))

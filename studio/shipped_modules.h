@@ -20,11 +20,12 @@ std::unique_ptr<ZKStudioDoc> MakeStudio(const Paths& paths, Prompts& prompts, St
 std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resources);
 
 // Brings the instrument folder up to what the program comes with: packages of the resources folder whose module is not
-// installed, or is installed in an older version, are installed.  Several processes may do so at the same time: one
-// works, the others wait for it (ten seconds at most).  Nothing to install, or no packages at all, is success.
-// A failure names the packages that could not be installed; the others were.
+// installed, or is installed in an older version, are installed.  Several processes of the user may do so at the same
+// time: one works, the others wait for it.  `locks` as StudioPaths::locks.  Nothing to install, or no packages at all,
+// is success.  A failure names the packages that could not be installed (the others were), or says who has been working
+// for ten seconds; nothing was installed then.
 Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
-                             std::vector<InstallReport>* reports = nullptr);
+                             const std::filesystem::path& locks, std::vector<InstallReport>* reports = nullptr);
 // The same for the folders of a program.
 Result InstallShippedModules(const Paths& paths);
 

@@ -18,6 +18,7 @@ struct StudioPaths {
   std::filesystem::path data;            // studio file
   std::filesystem::path preferences;     // InstrumentDefaults.v13.ini
   std::filesystem::path applicationIni;  // "Port In Names" / "Port Out Names"; may be empty
+  std::filesystem::path locks = {};      // where processes of the user take their turns; empty: nobody else is there
 };
 
 // What the studio needs of the MIDI ports.  Numbers are positions in the lists of the moment.

@@ -22,33 +22,13 @@
 #include "platform/atomic_file.h"
 #include "platform/folders.h"
 #include "platform/ini_file.h"
-#include "platform/key_store.h"
 #include "platform/path_resolver.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
 
 namespace fs = std::filesystem;
-
-class FilesTest : public testing::Test {
- protected:
-  void SetUp() override {
-    char name[] = "/tmp/tonalith_files_XXXXXX";
-    root_ = ::mkdtemp(name);
-  }
-  void TearDown() override { fs::remove_all(root_); }
-  std::string Path(const std::string& name) const { return root_ + "/" + name; }
-  std::string Read(const std::string& name) const {
-    std::string text;
-    EXPECT_TRUE(ReadWholeFile(Path(name), text));
-    return text;
-  }
-  void Write(const std::string& name, std::string_view text) {
-    ASSERT_TRUE(MakeFolders(FolderOf(Path(name))));
-    ASSERT_TRUE(WriteFileAtomically(Path(name), text));
-  }
-  std::string root_;
-};
 
 // Every save is stopped by SIGKILL somewhere; the reader must find one complete content, never a mixture or a stump.
 TEST_F(FilesTest, SavedFileSurvivesKillAtAnyMoment) {
@@ -235,24 +215,6 @@ TEST_F(FilesTest, UnreadableSettingsAreNotReplaced) {
   ASSERT_TRUE(ini.Set("a", "k", "v"));
   EXPECT_FALSE(ini.Save());
   EXPECT_FALSE(WritePrivateProfileString("a", "k", "v", Path("x.ini")));
-}
-
-TEST_F(FilesTest, KeyStoreIsSharedBetweenProcesses) {
-  const std::string file = Path("sub/Registry.ini");
-  for (int p = 0; p < 4; ++p) {
-    if (::fork() == 0) {
-      KeyStore store(file);
-      for (int i = 0; i < 10; ++i)
-        store.Write("SOFTWARE\\Corvane\\X", std::to_string(p) + "_" + std::to_string(i), "v");
-      ::_exit(0);
-    }
-  }
-  for (int p = 0; p < 4; ++p) ::wait(nullptr);
-  EXPECT_EQ(IniFile(file).Keys("software\\corvane\\x").size(), 40u);
-  KeyStore store(file);
-  EXPECT_EQ(store.Read("SOFTWARE\\CORVANE\\x", "3_9"), "v");
-  EXPECT_TRUE(store.Remove("SOFTWARE\\Corvane\\X", "3_9"));
-  EXPECT_EQ(store.Read("SOFTWARE\\Corvane\\X", "3_9"), std::nullopt);
 }
 
 TEST_F(FilesTest, PathsAreFoundWithoutCaseAndStayBelowTheirRoot) {

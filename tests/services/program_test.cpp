@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "services/program_midi.h"
 #include "services/registry.h"
 #include "services/script_bridge.h"
+#include "services/settings.h"
 #include "services/single_instance.h"
 #include "services/start_stop.h"
 #include "services/window_counters.h"
@@ -224,7 +226,7 @@ TEST_F(ProgramTest, RecordedFoldersAreUsedWhenTheyCanBe) {
 TEST_F(ProgramTest, UnwritableRegistryIsShown) {
   ScriptedPrompts prompts({});
   ASSERT_TRUE(WriteFileAtomically(Path("file"), "x"));
-  Registry registry(Path("file/Registry.ini"), "Tonalith", &prompts);
+  Registry registry(Path("file/Registry.ini"), Path("run"), "Tonalith", &prompts);
   EXPECT_FALSE(registry.SetRegistry("a", "b"));
   ASSERT_EQ(prompts.Log().size(), 1u);
   EXPECT_EQ(prompts.Log()[0], "Error Creating Key! | SOFTWARE\\Corvane\\Tonalith\\13.0 | ok -> ok");
@@ -460,6 +462,58 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
   One again(Path("a"), "Cable A");
   EXPECT_EQ(again.program->out().MainPortOut(), 4);
   EXPECT_EQ(again.program->out().midiXDelay(), 30);
+}
+
+// What comes in on the cable, and what then goes out on it, for each preference of MIDI thru.
+TEST_F(ProgramTest, ThruAndPacingFollowThePreferences) {
+  using Bytes = std::vector<std::uint8_t>;
+  const Bytes note = {0x90, 60, 100}, clock = {0xF8};
+  const struct {
+    int mode, channel, realTime, localOff;
+    Bytes in, out;
+  } rows[] = {{0, 0, 1, 1, note, {}},   {1, 7, 0, 0, note, note},
+              {3, 0, 0, 0, note, note}, {3, 7, 0, 0, note, {0x97, 60, 100}},
+              {2, 7, 0, 0, note, {}},   {2, 7, 0, 1, note, {0x97, 60, 100}},
+              {1, 0, 0, 0, clock, {}},  {1, 0, 1, 0, clock, clock}};
+  One one(Path("a"), "Cable");
+  std::mutex mutex;
+  Bytes heard;
+  one.cable->SetReceiver([&](std::span<const std::uint8_t> bytes, std::int64_t) {
+    const std::lock_guard lock(mutex);
+    heard.insert(heard.end(), bytes.begin(), bytes.end());
+  });
+  Settings& settings = one.program->settings();
+  const Bytes end = {0xF0, 0x7D, 0x7F, 0xF7};
+  TransferContext context;
+  for (const auto& row : rows) {
+    settings.MainEchoMode(row.mode);
+    settings.MainMidiChannel(row.channel);
+    settings.MainIncludeRealTimeEvents(row.realTime);
+    settings.MainMidiThruLocalOff(row.localOff);
+    one.cable->Send(row.in);
+    ASSERT_TRUE(one.cable->Flush(5000));
+    EXPECT_EQ(one.scripts().SendDataPort(end, 0, context), 4);
+    Bytes all = row.out;
+    all.insert(all.end(), end.begin(), end.end());
+    const auto arrived = [&] {
+      const std::lock_guard lock(mutex);
+      return heard.size() >= end.size() && std::equal(end.rbegin(), end.rend(), heard.rbegin());
+    };
+    EXPECT_TRUE(one.dispatcher.RunUntil(arrived, SystemClock().NowUs() + 5'000'000));
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(heard, all) << row.mode << " " << row.channel << " " << row.realTime << " " << row.localOff;
+    heard.clear();
+  }
+  one.cable->SetReceiver({});
+  settings.MainDelay(11);
+  settings.MainDelayMidi(22);
+  settings.MainMidiSlow(33);
+  settings.MainPortIn(2);
+  const MidiOut& out = one.program->out();
+  EXPECT_EQ(out.midiXDelay(), 11);
+  EXPECT_EQ(out.midiXSpace(), 22);
+  EXPECT_EQ(out.midiXSlow(), 33);
+  EXPECT_EQ(one.program->in().MainPortIn(), 2);
 }
 
 // A script on a second set of ports: those are not the script's to change, everything else is the program's.

@@ -361,8 +361,14 @@ TEST_F(StudioSafety, DataTakesWhatItsInstrumentSays) {
   EXPECT_EQ(data->synth->patchBayPatch, 44);
   EXPECT_EQ(+data->synth->nameOffset, 2);
   EXPECT_EQ(data->transmitScriptSize, 4u);
-  studio.DrvUpdateDataFile(data.get(), 1);
-  EXPECT_EQ(+data->synth->nameOffset, 1);
+  Settings settings;
+  studio.SetSettings(&settings);
+  for (const int update : {0, 1}) {
+    settings.MainAutoUpdate(update);
+    studio.DrvUpdateDataFile(data.get());
+    EXPECT_EQ(+data->synth->nameOffset, update ? 1 : 2);
+  }
+  studio.SetSettings(nullptr);
   EXPECT_EQ(data->synth->patchNumber, 77);
   EXPECT_EQ(data->synth->bankNumberOffset, 33);
   ASSERT_EQ(data->transmitScriptSize, 6u);

@@ -192,6 +192,31 @@ TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
   };
   PreferencesSheet sheet(*program_->program(), parts().options, &frame());
   const std::string readers = ReadersOfSettings();
+  // The test that sets it and looks at what changes.
+  const std::map<std::string, std::string> effects = {
+      {"MainAutoUpdate", "studio/test_studio_safety.cpp"},
+      {"MainDrvOldDisplayStyle", "windows/studio_test.cpp"},
+      {"MainAutoConfigInstruments", "studio/test_studio_safety.cpp"},
+      {"MainAutoDefinePatchesAndBanks", "studio/test_studio_formats.cpp"},
+      {"MainAutoSenseOnProgramExecution", "windows/preference_effects_test.cpp"},
+      {"MainReceiveManualBulkDumps", "windows/manual_dump_test.cpp"},
+      {"MainIncludeRealTimeEvents", "services/program_test.cpp"},
+      {"MainDelay", "services/program_test.cpp"},
+      {"MainDelayMidi", "services/program_test.cpp"},
+      {"MainMidiSlow", "services/program_test.cpp"},
+      {"MainMidiChannel", "services/program_test.cpp"},
+      {"MainPortIn", "services/program_test.cpp"},
+      {"MainPortOut", "services/program_test.cpp"},
+      {"MainMidiThruLocalOff", "services/program_test.cpp"},
+      {"MainEchoMode", "services/program_test.cpp"},
+      {"MainNotesToPlay", "windows/main_frame_test.cpp"},
+      {"MainPlaybackSpeed", "windows/main_frame_test.cpp"},
+      {"MainToolbarCorner", "windows/preference_effects_test.cpp"},
+      {"MainAutoSave", "windows/autosave_test.cpp"},
+      {"MainAutoSaveLoadDesktop", "windows/preference_effects_test.cpp"},
+      {"MainApplicationControlBar", "windows/preference_effects_test.cpp"},
+      {"MainAutoSaveMinutes", "windows/autosave_test.cpp"},
+  };
   int shown = 0;
   for (const SettingInfo& info : SettingsTable()) {
     const auto& pages = sheet.pages();
@@ -199,6 +224,11 @@ TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
     ++shown;
     EXPECT_TRUE(IsRead(readers, info.name) || IsRead(readers, "config_." + fields.at(info.name)))
         << info.name << " is shown and has no effect";
+    const auto effect = effects.find(info.name);
+    ASSERT_NE(effect, effects.end()) << info.name << " is shown, and no test looks at its effect";
+    std::string test;
+    ASSERT_TRUE(ReadWholeFile(std::string(TONALITH_SOURCE_DIR) + "/tests/" + effect->second, test)) << effect->second;
+    EXPECT_NE(test.find(info.name), std::string::npos) << info.name << " is not in " << effect->second;
   }
   EXPECT_GT(shown, 15);
 }
