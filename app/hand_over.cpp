@@ -46,9 +46,9 @@ Result FileHandOver::Listen(std::function<void(const std::vector<std::string>&)>
   server_ = new QLocalServer(this);
   server_->setSocketOptions(QLocalServer::UserAccessOption);
   connect(server_, &QLocalServer::newConnection, this, &FileHandOver::Accept);
+  // Listening takes the name away from whoever has it, so that comes after looking.  A socket that nobody answers was
+  // left by a process that ended badly.
   const QString name = FromUtf8(name_);
-  if (server_->listen(name)) return Result::Success();
-  // A socket that nobody answers was left by a process that ended badly.
   QLocalSocket probe;
   probe.connectToServer(name);
   if (probe.waitForConnected(kStepMs)) return Result::Success();

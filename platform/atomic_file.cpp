@@ -181,7 +181,14 @@ Result AtomicFile::Open(const std::string& path, unsigned mode) {
   failed_ = {};
   asked_ = path;
   direct_ = false;
-  if (const Result found = FindSaveTarget(path, target_); !found) return failed_ = found;
+  const SaveTarget found = FindSaveTarget(path);
+  if (!found.strangers.empty()) {
+    failed_ =
+        Result::Failure("Cannot write " + path + ": " + found.strangers + " belongs to another account.", kFileDenied);
+    return failed_;
+  }
+  if (found.error != 0) return Fail("write", found.error);
+  target_ = found.path;
   struct stat old {};
   const bool exists = ::stat(target_.c_str(), &old) == 0;
   if (exists && S_ISDIR(old.st_mode)) return Fail("write", EISDIR);

@@ -8,8 +8,8 @@
 
 namespace tonalith {
 
-// Result::code of a lock that somebody else holds.
-inline constexpr int kLockHeld = 5;
+// Result::code of a lock that somebody else holds; none of the codes of files.
+inline constexpr int kLockHeld = 50;
 
 // A lock that the processes of one account take in turns: a file of mode 0600 in a folder of that account alone (see
 // MakeOwnFolder), so that nobody else can hold it.  It is free again when its holder ends, however that happens.  The

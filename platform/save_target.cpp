@@ -7,7 +7,6 @@
 #include <deque>
 #include <optional>
 
-#include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 
@@ -37,14 +36,15 @@ std::string Absolute(const std::string& path) {
   return path.front() == '/' || !::getcwd(here, sizeof here) ? path : JoinPath(here, path);
 }
 
-Result Refusal(const std::string& path, const std::string& what) {
-  return Result::Failure("Cannot write " + path + ": " + what + " belongs to another account.", kFileDenied);
+bool IsFolder(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 }  // namespace
 
-Result FindSaveTarget(const std::string& path, std::string& target) {
-  if (path.empty()) return FileFailure("write", path, ENOENT);
+SaveTarget FindSaveTarget(const std::string& path) {
+  if (path.empty()) return {{}, ENOENT, {}};
   const auto piecesOf = [](const std::string& text) {
     const auto pieces = SplitText(text, '/');
     return std::deque<std::string>(pieces.begin(), pieces.end());
@@ -65,20 +65,19 @@ Result FindSaveTarget(const std::string& path, std::string& target) {
     const bool exists = ::lstat(entry.c_str(), &info) == 0;
     const auto link = exists && S_ISLNK(info.st_mode) ? ReadLink(entry) : std::nullopt;
     if (exists && (link || left.empty()) && IsStrangersInSharedFolder(info, folder))
-      return Refusal(path, (link ? "the link " : "the file ") + entry);
+      return {{}, EACCES, (link ? "the link " : "the file ") + entry};
     if (!link) {
       folder = entry;
       continue;
     }
-    if (++links > kMostLinks) return FileFailure("write", path, ELOOP);
+    if (++links > kMostLinks) return {{}, ELOOP, {}};
     if (link->front() == '/') folder = "/";
     const std::deque<std::string> onward = piecesOf(*link);
     left.insert(left.begin(), onward.begin(), onward.end());
   }
   // A name that ends in '/' is no file's.
-  if (path.back() == '/' && !FolderExists(folder)) return FileFailure("write", path, ENOENT);
-  target = folder;
-  return Result::Success();
+  if (path.back() == '/' && !IsFolder(folder)) return {{}, ENOENT, {}};
+  return {folder, 0, {}};
 }
 
 }  // namespace tonalith

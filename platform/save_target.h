@@ -2,14 +2,17 @@
 
 #include <string>
 
-#include "platform/result.h"
-
 namespace tonalith {
 
-// What saving to `path` replaces: the absolute path with symbolic links followed, also links to what is not there yet.
+// What saving to a path replaces.
+struct SaveTarget {
+  std::string path;       // absolute, with symbolic links followed, also links to what is not there yet
+  int error = 0;          // errno when there can be no such file; `path` is then empty
+  std::string strangers;  // "the link /tmp/x" that is somebody else's; `path` is then empty
+};
+
 // In a folder that everyone may write into but where each may remove his own only (such as /tmp), neither a link nor an
-// existing file counts when it belongs to somebody else than this account and the folder's owner: the failure says
-// which.
-Result FindSaveTarget(const std::string& path, std::string& target);
+// existing file counts when it belongs to somebody else than this account and the folder's owner.
+SaveTarget FindSaveTarget(const std::string& path);
 
 }  // namespace tonalith

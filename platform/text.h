@@ -70,6 +70,6 @@ std::string FormatFixed(double value, int decimals);
 
 // printf into a string; the decimal point is the C locale's as the program never sets another one for numbers.
 std::string Printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string PrintfV(const char* format, std::va_list arguments);
+std::string PrintfV(const char* format, std::va_list arguments) __attribute__((format(printf, 1, 0)));
 
 }  // namespace tonalith

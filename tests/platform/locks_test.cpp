@@ -248,22 +248,16 @@ TEST_F(StrangersTest, LayNoLinksForWhatIsSaved) {
               {"common/hisdir/new", "private/sub/new", "private/sub/new"},
               {"common/hisfile", "common/hisfile", "common/hisfile"}};
   for (const auto& row : rows) {
-    std::string target;
-    const Result found = FindSaveTarget(Path(row.path), target);
-    EXPECT_EQ(found.ok(), *row.target != 0) << row.path;
-    if (found) {
-      EXPECT_EQ(target, Path(row.target)) << row.path;
-    } else {
-      EXPECT_NE(found.text.find("belongs to another account"), std::string::npos) << found.text;
-    }
-    EXPECT_EQ(AsStranger([&] {
-                std::string his;
-                return FindSaveTarget(Path(row.path), his) && his == Path(row.hisTarget) ? 0 : 1;
-              }),
-              0)
+    const SaveTarget found = FindSaveTarget(Path(row.path));
+    EXPECT_EQ(found.path, *row.target ? Path(row.target) : "") << row.path;
+    EXPECT_EQ(found.strangers.empty(), *row.target != 0) << row.path;
+    EXPECT_EQ(AsStranger([&] { return FindSaveTarget(Path(row.path)).path == Path(row.hisTarget) ? 0 : 1; }), 0)
         << row.path;
   }
-  EXPECT_EQ(WriteFileAtomically(Path("shared/his"), "new").code, kFileDenied);
+  const Result refused = WriteFileAtomically(Path("shared/his"), "new");
+  EXPECT_EQ(refused.text,
+            "Cannot write " + Path("shared/his") + ": the link " + Path("shared/his") + " belongs to another account.");
+  EXPECT_EQ(refused.code, kFileDenied);
   EXPECT_EQ(Read("private/real"), "old");
   EXPECT_TRUE(WriteFileAtomically(Path("shared/own"), "new"));
   EXPECT_EQ(Read("private/real"), "new");

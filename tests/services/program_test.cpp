@@ -466,24 +466,24 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
 
 // What comes in on the cable, and what then goes out on it, for each preference of MIDI thru.
 TEST_F(ProgramTest, ThruAndPacingFollowThePreferences) {
-  using Bytes = std::vector<std::uint8_t>;
-  const Bytes note = {0x90, 60, 100}, clock = {0xF8};
+  using Octets = std::vector<std::uint8_t>;
+  const Octets note = {0x90, 60, 100}, clock = {0xF8};
   const struct {
     int mode, channel, realTime, localOff;
-    Bytes in, out;
+    Octets in, out;
   } rows[] = {{0, 0, 1, 1, note, {}},   {1, 7, 0, 0, note, note},
               {3, 0, 0, 0, note, note}, {3, 7, 0, 0, note, {0x97, 60, 100}},
               {2, 7, 0, 0, note, {}},   {2, 7, 0, 1, note, {0x97, 60, 100}},
               {1, 0, 0, 0, clock, {}},  {1, 0, 1, 0, clock, clock}};
   One one(Path("a"), "Cable");
   std::mutex mutex;
-  Bytes heard;
+  Octets heard;
   one.cable->SetReceiver([&](std::span<const std::uint8_t> bytes, std::int64_t) {
     const std::lock_guard lock(mutex);
     heard.insert(heard.end(), bytes.begin(), bytes.end());
   });
   Settings& settings = one.program->settings();
-  const Bytes end = {0xF0, 0x7D, 0x7F, 0xF7};
+  const Octets end = {0xF0, 0x7D, 0x7F, 0xF7};
   TransferContext context;
   for (const auto& row : rows) {
     settings.MainEchoMode(row.mode);
@@ -493,7 +493,7 @@ TEST_F(ProgramTest, ThruAndPacingFollowThePreferences) {
     one.cable->Send(row.in);
     ASSERT_TRUE(one.cable->Flush(5000));
     EXPECT_EQ(one.scripts().SendDataPort(end, 0, context), 4);
-    Bytes all = row.out;
+    Octets all = row.out;
     all.insert(all.end(), end.begin(), end.end());
     const auto arrived = [&] {
       const std::lock_guard lock(mutex);

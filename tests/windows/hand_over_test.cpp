@@ -1,5 +1,6 @@
 #include "app/hand_over.h"
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>

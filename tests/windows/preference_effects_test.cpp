@@ -69,7 +69,9 @@ TEST_F(PreferenceEffects, InstrumentsAreLookedForAtTheStart) {
     ASSERT_TRUE(program_->program()->SaveConfig());
     Stop();
     seen = 0;
-    Start();
+    // The search is a dialog, so the main window need not come to the front.
+    program_ = std::make_unique<CZKApp>(Line({"--fast-cables"}));
+    ASSERT_TRUE(program_->Start());
     WaitFor([&] { return seen > 0; }, wanted ? 10000 : 500);
     EXPECT_EQ(seen > 0, wanted != 0);
     Stop();
