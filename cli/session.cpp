@@ -11,6 +11,7 @@
 #include "platform/text.h"
 #include "script/render_transmission.h"
 #include "script/transfer_engine.h"
+#include "services/registry.h"
 #include "studio/shipped_modules.h"
 
 namespace tonalith {
@@ -22,6 +23,10 @@ Session::Session(CliEnvironment& environment)
       activePrompts_(scripted_ ? static_cast<Prompts*>(scripted_.get()) : &console_),
       program_(environment.folders, SystemClock(), *activePrompts_, dispatcher_) {
   program_.ConfigBasics();
+  // Said once, with the reason, instead of key by key.
+  TakeNotices();
+  if (const std::string& problem = program_.registry().problem(); !problem.empty())
+    environment_.err << "tonalith-cli: The folders in use could not be recorded. " << problem << "\n";
   program_.LoadConfig();
 }
 

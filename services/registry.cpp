@@ -20,7 +20,8 @@ bool Registry::SetRegistry(std::string_view name, std::string_view value, bool n
   const std::string key = KeyPath(noVersion);
   const Result result = store_.Write(key, name, value);
   if (result) return true;
-  DebugLog("SetRegistry %s: %s", key.c_str(), result.text.c_str());
+  problem_ = result.text;
+  DebugLog("SetRegistry %s: %s", key.c_str(), problem_.c_str());
   if (prompts_) prompts_->Say("Error Creating Key!", key);
   return false;
 }

@@ -24,6 +24,9 @@ class Registry {
   // As SetRegistry writes it.
   std::string GetRegistry(std::string_view name, bool noVersion = false) const;
 
+  // Why the last value that could not be written was not; empty: all were.
+  const std::string& problem() const { return problem_; }
+
   KeyStore& store() { return store_; }
 
  private:
@@ -32,6 +35,7 @@ class Registry {
   KeyStore store_;
   std::string application_;
   Prompts* prompts_;
+  std::string problem_;
 };
 
 }  // namespace tonalith

@@ -110,5 +110,21 @@ TEST(CommandLine, DataFilesComeBackByteForByte) {
   EXPECT_NE(home.Run({"df", "dump", a}).out.find("000000  F0 7D 00 01 F7 00\n"), std::string::npos);
 }
 
+// Without a place for the lock nothing is recorded, and that is said once.
+TEST(CommandLine, WhatCannotBeLockedIsNotRecorded) {
+  const CliHome& home = CliHome::Instance();
+  const std::filesystem::path root = home.Path("unlocked");
+  std::filesystem::create_directories(root / "elsewhere");
+  std::filesystem::create_symlink("elsewhere", root / "run");
+  const CliOutput output = RunCli({"--config-root", root.string(), "ports"});
+  EXPECT_EQ(output.status, 0);
+  const std::string said = "tonalith-cli: The folders in use could not be recorded. Cannot use the folder " +
+                           (root / "run").string() + ": it is a link or a file.\n";
+  EXPECT_EQ(output.err.substr(0, said.size()), said);
+  EXPECT_EQ(output.err.find("recorded", said.size()), std::string::npos) << output.err;
+  EXPECT_TRUE(std::filesystem::is_empty(root / "elsewhere"));
+  EXPECT_FALSE(std::filesystem::exists(root / "config/Corvane/Registry.ini"));
+}
+
 }  // namespace
 }  // namespace tonalith
