@@ -84,7 +84,10 @@ DocumentWindow* FileOpening::OpenDocument(const std::string& path) {
     frame_.prompts().Say("File Error", read.text);
     return nullptr;
   }
-  return windows_.Open(std::move(document));
+  const std::string notice = document->LoadNotice();
+  DocumentWindow* window = windows_.Open(std::move(document));
+  if (!notice.empty()) frame_.prompts().Say("File Error", notice);
+  return window;
 }
 
 bool FileOpening::SayNotOpened(const std::string& path, int hint) {

@@ -1,11 +1,10 @@
 #include "cli/session.h"
 
 #include <algorithm>
-#include <istream>
-#include <iterator>
 #include <ostream>
 
 #include "bank/bank_document.h"
+#include "cli/input_files.h"
 #include "data/sysex_split.h"
 #include "platform/atomic_file.h"
 #include "platform/clock.h"
@@ -109,14 +108,14 @@ Result ChooseByName(const std::vector<std::string>& names, const std::string& wa
 }
 
 Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::vector<std::uint8_t>* bytes) {
-  if (path != "-") return ReadWholeFile(path, *bytes);
-  bytes->assign(std::istreambuf_iterator<char>(environment.in), std::istreambuf_iterator<char>());
-  return Result::Success();
+  return ReadInput(path, environment.in, bytes);
 }
 
-Result RecognizeFile(Session& session, const std::string& path, Recognition* found) {
+Result RecognizeFile(Session& session, const std::string& path, Recognition* found, bool* isShort) {
   std::vector<std::uint8_t> bytes;
   if (Result read = ReadCliFile(session.environment(), path, &bytes); !read.ok()) return read;
+  const bool endsEarly = NoteShortFile(path, bytes, session.environment().err);
+  if (isShort) *isShort = endsEarly;
   Result result = session.recognizer().Recognize(bytes, found);
   if (!result.ok()) result.text = path + ": " + result.text;
   return result;
