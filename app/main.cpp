@@ -7,6 +7,7 @@
 #include <QSocketNotifier>
 
 #include "app/application.h"
+#include "platform/short_memory.h"
 
 namespace {
 
@@ -18,6 +19,18 @@ void OnSignal(int) {
   const char byte = 1;
   if (write(signalPipe[1], &byte, 1) < 0) _exit(1);
 }
+
+// The last place where an event that runs out of memory ends; commands, files and queued calls say so themselves.
+class Application final : public QApplication {
+ public:
+  using QApplication::QApplication;
+  bool notify(QObject* receiver, QEvent* event) override {
+    bool taken = false;
+    const bool enough = tonalith::WithMemory([&] { taken = QApplication::notify(receiver, event); });
+    if (!enough) std::fprintf(stderr, "tonalith: %s\n", tonalith::kShortMemory);
+    return taken;
+  }
+};
 
 constexpr const char* kHelp =
     "Usage: tonalith [options] [files]\n"
@@ -38,7 +51,7 @@ int main(int argc, char** argv) {
     if (word == "--help") return std::fputs(kHelp, stdout) < 0;
     if (word == "--version") return std::printf("Tonalith %s\n", TONALITH_VERSION) < 0;
   }
-  QApplication application(argc, argv);
+  Application application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("tonalith"));
   QApplication::setDesktopFileName(QStringLiteral("com.corvane.Tonalith"));
   std::vector<std::string> words;

@@ -20,7 +20,8 @@ const char* const kPackHelp =
     "pack set FORMAT INDEX VALUE HEX [--bank BASE] [--voice-size N]  the image after storing one\n";
 const char* const kCsumHelp = "csum TYPE START COUNT OFFSET HEX  the image with its checksum (type 19: the CRC)\n";
 const char* const kNumberHelp =
-    "number FORMAT N [--voices V] [--first F] [--name-format K]  the patch number as a panel shows it\n";
+    "number FORMAT N [--voices V] [--first F] [--name-format K]  the patch number as a panel shows it\n"
+    "number formats                                              the number and name of every FORMAT\n";
 const char* const kNameHelp =
     "name get FORMAT LENGTH HEX [--storage N]       the name in an image\n"
     "name set FORMAT LENGTH TEXT HEX [--storage N]  the image after storing a name\n";
@@ -208,6 +209,10 @@ int RunNumber(const std::vector<std::string>& args, std::istream& /*in*/, std::o
   const CommandWords words = SplitWords(args, {"voices", "first", "name-format"});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
+  if (w.size() == 1 && w[0] == "formats") {
+    for (const int format : NumberFormats()) out << format << '\t' << NumberFormatName(format) << '\n';
+    return 0;
+  }
   if (w.size() != 2) return FailUsage(err, kNumberHelp);
   std::string error;
   std::int64_t format = 0, n = 0, voices = 1, first = 0, nameFormat = 0;

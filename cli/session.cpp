@@ -22,7 +22,8 @@ Session::Session(CliEnvironment& environment)
       activePrompts_(scripted_ ? static_cast<Prompts*>(scripted_.get()) : &console_),
       program_(environment.folders, SystemClock(), *activePrompts_, dispatcher_) {
   program_.ConfigBasics();
-  program_.LoadConfig();
+  if (const Result loaded = program_.LoadConfig(); !loaded.ok())
+    environment.err << "tonalith-cli: " << loaded.text << "\n";
 }
 
 Session::~Session() = default;
