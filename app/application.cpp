@@ -17,6 +17,8 @@
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
 #include "platform/log.h"
+#include "platform/path_resolver.h"
+#include "platform/short_memory.h"
 #include "script/transfer_engine.h"
 #include "services/main_window_messages.h"
 #include "services/script_bridge.h"
@@ -127,6 +129,7 @@ bool CZKApp::CreateMainFrame(Program& program) {
   studio_ = MakeStudio(program.paths(), program.prompts(), ports_.get());
   frame_ = std::make_unique<CMainFrame>(program, *studio_, *ports_, simulation_.get());
   prompts_.SetParent(frame_.get());
+  dispatcher_.SetShortMemory([&program] { program.prompts().Say("Tonalith", kShortMemory); });
   PlugIn(program, frame_.get());
   connect(
       qApp, &QGuiApplication::commitDataRequest, this,
@@ -189,6 +192,7 @@ void CZKApp::CloseMainWindow() {
   splash_.reset();
   prompts_.SetQuitting(true);
   prompts_.SetParent(nullptr);
+  dispatcher_.SetShortMemory({});
   if (program()) PlugIn(*program(), nullptr);
   frame_.reset();
 }

@@ -5,6 +5,7 @@
 #include <QMenu>
 #include <QMenuBar>
 
+#include "platform/short_memory.h"
 #include "ui/qt_text.h"
 #include "ui/window_base.h"
 
@@ -90,11 +91,14 @@ void CommandMenus::Show(CommandId command, bool shown) {
 void CommandMenus::Run(CommandId command) {
   const Entry* entry = Find(command);
   if (!entry || !Refusal(*entry).isEmpty()) return;
-  if (entry->row->owner == CommandOwner::Child) {
-    if (ZKWindow* child = active_()) child->RunCommand(command);
-  } else if (entry->handler.run) {
-    entry->handler.run();
-  }
+  const bool enough = WithMemory([&] {
+    if (entry->row->owner == CommandOwner::Child) {
+      if (ZKWindow* child = active_()) child->RunCommand(command);
+    } else if (entry->handler.run) {
+      entry->handler.run();
+    }
+  });
+  if (!enough && shortMemory_) shortMemory_();
   Update();
 }
 

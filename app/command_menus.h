@@ -39,6 +39,8 @@ class CommandMenus final : public QObject {
   CommandMenus(QMenuBar* bar, QWidget* window, ActiveWindow active);
 
   void Register(CommandId command, CommandHandler handler);
+  // Called when a command was given up for want of memory.
+  void SetShortMemory(std::function<void()> tell) { shortMemory_ = std::move(tell); }
   // Carries a command out unless it is off.
   void Run(CommandId command);
   // Looks at every command again: on or off, and its check mark.
@@ -80,6 +82,7 @@ class CommandMenus final : public QObject {
   const Entry* Find(CommandId command) const;
 
   QWidget* window_;
+  std::function<void()> shortMemory_;
   ActiveWindow active_;
   std::map<CommandId, Entry> entries_;
   std::vector<QMenu*> menus_;

@@ -14,6 +14,7 @@
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
+#include "platform/short_memory.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "ui/document_window.h"
@@ -58,6 +59,13 @@ void FileOpening::OnFileOpen() {
 }
 
 bool FileOpening::OpenFile(const std::string& path, int hint) {
+  bool opened = false;
+  const bool enough = WithMemory([&] { opened = OpenByKind(path, hint); });
+  if (!enough) frame_.prompts().Say("File Error", path + "\n\n" + kShortMemory);
+  return opened;
+}
+
+bool FileOpening::OpenByKind(const std::string& path, int hint) {
   if (hint != kOpenInDesktop && FileExists(path)) recent_.Used(path);
   const DocumentRegistry::Way way = registry_.WayOf(path, hint);
   if (way.open) return (*way.open)(path, hint);
@@ -78,13 +86,18 @@ DocumentWindow* FileOpening::OpenDocument(const std::string& path) {
   }
   std::unique_ptr<Document> document;
   QApplication::setOverrideCursor(Qt::WaitCursor);
-  const Result read = registry_.Load(path, &document);
+  Result read;
+  if (!WithMemory([&] { read = registry_.Load(path, &document); }))
+    read = Result::Failure(path + "\n\n" + kShortMemory);
   QApplication::restoreOverrideCursor();
   if (!read.ok() || !document) {
     frame_.prompts().Say("File Error", read.text);
     return nullptr;
   }
-  return windows_.Open(std::move(document));
+  const std::string notice = document->LoadNotice();
+  DocumentWindow* window = windows_.Open(std::move(document));
+  if (!notice.empty()) frame_.prompts().Say("File Error", notice);
+  return window;
 }
 
 bool FileOpening::SayNotOpened(const std::string& path, int hint) {

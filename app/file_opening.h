@@ -32,6 +32,7 @@ class FileOpening final {
 
  private:
   void OnFileOpen();
+  bool OpenByKind(const std::string& path, int hint);
   bool SayNotOpened(const std::string& path, int hint);
 
   FrameContext frame_;

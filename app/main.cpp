@@ -7,6 +7,7 @@
 #include <QSocketNotifier>
 
 #include "app/application.h"
+#include "platform/short_memory.h"
 #include "platform/terminal_text.h"
 
 namespace {
@@ -24,6 +25,18 @@ void OnSignal(int) {
   const char byte = 1;
   if (write(signalPipe[1], &byte, 1) < 0) _exit(1);
 }
+
+// The last place where an event that runs out of memory ends; commands, files and queued calls say so themselves.
+class Application final : public QApplication {
+ public:
+  using QApplication::QApplication;
+  bool notify(QObject* receiver, QEvent* event) override {
+    bool taken = false;
+    const bool enough = tonalith::WithMemory([&] { taken = QApplication::notify(receiver, event); });
+    if (!enough) tonalith::TerminalText(std::cerr) << "tonalith: " << tonalith::kShortMemory << "\n";
+    return taken;
+  }
+};
 
 constexpr char kHelp[] =
     "Usage: tonalith [options] [files]\n"
@@ -46,7 +59,7 @@ int main(int argc, char** argv) {
     if (word == "--version") return !(out << "Tonalith " TONALITH_VERSION "\n").Takes();
   }
   qInstallMessageHandler(OnQtMessage);
-  QApplication application(argc, argv);
+  Application application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("tonalith"));
   QApplication::setDesktopFileName(QStringLiteral("com.corvane.Tonalith"));
   std::vector<std::string> words;

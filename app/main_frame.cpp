@@ -19,6 +19,7 @@
 #include "midi/port_system.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
+#include "platform/short_memory.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/program_midi.h"
@@ -55,6 +56,7 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
   BuildBars();
   RegisterViewCommands();
   RegisterWindowCommands();
+  menus_->SetShortMemory([&program] { program.prompts().Say("Tonalith", kShortMemory); });
   parts_ = std::make_unique<FrameParts>(FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_});
   connect(windows_, &ChildWindows::Changed, menus_, &CommandMenus::Update);
   connect(windows_, &ChildWindows::StatusMessage, statusBar(),

@@ -16,15 +16,27 @@ std::string FirstComponent(const std::string& text) {
   return text.substr(0, text.find_first_of("/\\:"));
 }
 
+// Why a file was not opened, from the DiskCode of the reader.
+std::string NotOpened(const std::string& path, int code) {
+  switch (code) {
+    case kDiskNoMemory:
+      return "The file " + path + " needs more memory than there is, or than a file of its size may take.";
+    case kDiskReadError:
+      return "The file " + path + " is damaged; what is left of it is too little to be opened.";
+    default:
+      return "The file " + path + " is not a bank or patch of this program.";
+  }
+}
+
 Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path, DataFilePtr* dataFile) {
+  if (bytes.empty()) return Result::Failure("The file " + path + " is empty.", kDiskReadError);
   DataFilePtr read(AllocDataFile());
   ContainerReader reader(bytes);
   FormReadOptions options;
   options.mode = 1;
-  const int code = read ? reader.DiskReadForm(read.get(), options) : static_cast<int>(kDiskNoMemory);
-  if (code != kDiskOk || !read->synth || !read->body) {
-    return Result::Failure("The file " + path + " is not a bank or patch of this program.", code ? code : kDiskNotOurs);
-  }
+  int code = read ? reader.DiskReadForm(read.get(), options) : static_cast<int>(kDiskNoMemory);
+  if (code == kDiskOk && (!read->synth || !read->body)) code = MissingBytes(bytes) ? kDiskReadError : kDiskNotOurs;
+  if (code != kDiskOk) return Result::Failure(NotOpened(path, code), code);
   *dataFile = std::move(read);
   return Result::Success();
 }
@@ -157,6 +169,7 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
   if (Result result = ReadDataFile(bytes, path, &read); !result.ok()) return result;
   // Every buffer is taken over while the record itself, which others may point to, stays where it is.
   std::swap(*dataFile_, *read);
+  SetLoadNotice(MissingSentence(path, bytes));
   return Result::Success();
 }
 
@@ -170,7 +183,9 @@ std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& r
 
 Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {
   const bool written = path.empty() ? DiskWriteForm(bytes, *dataFile_) : DiskWriteFormAs(bytes, *dataFile_, path);
-  return written ? Result::Success() : Result::Failure("This data cannot be written as a file.");
+  if (written) return Result::Success();
+  return Result::Failure(dataFile_->synth ? kTooLargeToWrite : "There is no data that could be written.",
+                         kDiskWriteError);
 }
 
 void ZKBankDoc::FileWritten(const std::string& path) {

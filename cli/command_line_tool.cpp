@@ -16,6 +16,7 @@
 #include "cli/commands_sysxmap.h"
 #include "cli/commands_transfer.h"
 #include "cli/session.h"
+#include "platform/short_memory.h"
 #include "platform/terminal_text.h"
 
 namespace tonalith {
@@ -270,7 +271,11 @@ int RunCommandLine(const std::vector<std::string>& arguments, CliEnvironment& en
     PrintCommand(*command, environment.out);
     return 0;
   }
-  const int status = command->run(environment, args);
+  int status = 1;
+  if (!WithMemory([&] { status = command->run(environment, args); })) {
+    environment.err << "tonalith-cli " << name << ": " << kShortMemory << "\n";
+    return 1;
+  }
   environment.out.Flush();
   if (status == 0 && !environment.out.Takes()) {
     environment.err << "tonalith-cli " << name << ": Standard output takes no data.\n";

@@ -1,10 +1,10 @@
 #include "cli/commands_data.h"
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <optional>
 
+#include "cli/input_files.h"
 #include "data/checksums.h"
 #include "data/container.h"
 #include "data/data_text.h"
@@ -21,7 +21,8 @@ const char* const kPackHelp =
     "pack set FORMAT INDEX VALUE HEX [--bank BASE] [--voice-size N]  the image after storing one\n";
 const char* const kCsumHelp = "csum TYPE START COUNT OFFSET HEX  the image with its checksum (type 19: the CRC)\n";
 const char* const kNumberHelp =
-    "number FORMAT N [--voices V] [--first F] [--name-format K]  the patch number as a panel shows it\n";
+    "number FORMAT N [--voices V] [--first F] [--name-format K]  the patch number as a panel shows it\n"
+    "number formats                                              the number and name of every FORMAT\n";
 const char* const kNameHelp =
     "name get FORMAT LENGTH HEX [--storage N]       the name in an image\n"
     "name set FORMAT LENGTH TEXT HEX [--storage N]  the image after storing a name\n";
@@ -126,14 +127,16 @@ bool ReadBytesOperand(const std::string& operand, std::istream& in, std::vector<
                       std::string* error) {
   if (!operand.empty() && operand[0] == '@') {
     const std::string path = operand.substr(1);
-    const int code = DiskLoadFile(path, bytes);
-    if (code == kDiskOk) return true;
-    *error = "The file \"" + path + "\" cannot be read.";
-    return false;
+    const Result read = ReadWholeFile(path, *bytes);
+    *error = read.text;
+    return read.ok();
   }
   std::string text = operand;
   if (operand == "-") {
-    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    if (const Result read = ReadInput(operand, in, &text); !read.ok()) {
+      *error = read.text;
+      return false;
+    }
     if (!IsPlainText(text)) {
       bytes->assign(text.begin(), text.end());
       return true;
@@ -206,6 +209,10 @@ int RunNumber(const std::vector<std::string>& args, std::istream& /*in*/, Termin
   const CommandWords words = SplitWords(args, {"voices", "first", "name-format"});
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
+  if (w.size() == 1 && w[0] == "formats") {
+    for (const int format : NumberFormats()) out << format << '\t' << NumberFormatName(format) << '\n';
+    return 0;
+  }
   if (w.size() != 2) return FailUsage(err, kNumberHelp);
   std::string error;
   std::int64_t format = 0, n = 0, voices = 1, first = 0, nameFormat = 0;
@@ -261,26 +268,16 @@ int RunName(const std::vector<std::string>& args, std::istream& in, TerminalText
 
 namespace {
 
-// The bytes of a file, "-" for standard input.
-int LoadOperand(const std::string& path, std::istream& in, std::vector<std::uint8_t>* bytes) {
-  if (path != "-") return DiskLoadFile(path, bytes);
-  bytes->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return kDiskOk;
+std::string ReadingFailed(const std::string& path, int code) {
+  return "The file \"" + path + "\" was not read: " + std::string(TrimmedView(DiskErrorText(code)));
 }
 
-// `code` is what loading the bytes gave.
-bool ReadForm(const std::string& path, std::span<const std::uint8_t> bytes, int code, DataFile* df,
-              std::string* error) {
-  if (code == kDiskOk) {
-    ContainerReader reader(bytes);
-    code = reader.DiskReadForm(df, {});
-  }
+bool ReadForm(const std::string& path, std::span<const std::uint8_t> bytes, DataFile* df, std::string* error) {
+  ContainerReader reader(bytes);
+  int code = reader.DiskReadForm(df, {});
   if (code == kDiskOk && !df->synth) code = kDiskReadError;
-  if (code == kDiskOk) return true;
-  std::string text = DiskErrorText(code);
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  *error = "The file \"" + path + "\" was not read: " + text;
-  return false;
+  if (code != kDiskOk) *error = ReadingFailed(path, code);
+  return code == kDiskOk;
 }
 
 int DumpList(const ListFile& list, int depth, TerminalText out) {
@@ -299,10 +296,12 @@ int DumpList(const ListFile& list, int depth, TerminalText out) {
 
 int DfDump(const std::string& path, std::istream& in, TerminalText out, TerminalText err) {
   std::vector<std::uint8_t> bytes;
-  const int loaded = LoadOperand(path, in, &bytes);
-  if (loaded == kDiskOk && IsListFile(bytes)) {
+  if (const Result read = ReadInput(path, in, &bytes); !read.ok()) return FailWith(err, read.text);
+  NoteShortFile(path, bytes, err);
+  if (IsListFile(bytes)) {
     ListFile list;
     const int code = ReadList(bytes, {}, &list);
+    if (code == kDiskNoMemory) return FailWith(err, ReadingFailed(path, code));
     if (code != kDiskOk || list.skippedMembers > 0) {
       DumpList(list, 0, out);
       return FailWith(err, "Parts of the file \"" + path + "\" could not be read.");
@@ -311,30 +310,35 @@ int DfDump(const std::string& path, std::istream& in, TerminalText out, Terminal
   }
   std::string error;
   const DataFilePtr df(AllocDataFile());
-  if (!df || !ReadForm(path, bytes, loaded, df.get(), &error)) return FailWith(err, error);
+  if (!df || !ReadForm(path, bytes, df.get(), &error)) return FailWith(err, error);
   out.Lines(DataFileText(*df));
   return 0;
 }
 
 int SaveBytes(const std::string& path, std::span<const std::uint8_t> bytes, TerminalText err) {
-  if (DiskSaveFile(path, bytes) == kDiskOk) return 0;
-  return FailWith(err, "The file \"" + path + "\" cannot be written.");
+  std::string kept;
+  if (const Result saved = SaveDiskFile(path, bytes, nullptr, &kept); !saved.ok()) return FailWith(err, saved.text);
+  if (!kept.empty()) err << "tonalith-cli: The former file is kept as " << kept << ".\n";
+  return 0;
 }
 
 int DfRoundtrip(const std::string& from, const std::string& to, std::istream& in, TerminalText err) {
   std::vector<std::uint8_t> bytes, written;
-  const int loaded = LoadOperand(from, in, &bytes);
-  if (loaded == kDiskOk && IsListFile(bytes)) {
+  if (const Result read = ReadInput(from, in, &bytes); !read.ok()) return FailWith(err, read.text);
+  NoteShortFile(from, bytes, err);
+  if (IsListFile(bytes)) {
     ListFile list;
-    if (ReadList(bytes, {}, &list) != kDiskOk || list.skippedMembers > 0 || !WriteList(&written, list)) {
+    const int code = ReadList(bytes, {}, &list);
+    if (code == kDiskNoMemory) return FailWith(err, ReadingFailed(from, code));
+    if (code != kDiskOk || list.skippedMembers > 0)
       return FailWith(err, "Parts of the file \"" + from + "\" could not be read.");
-    }
+    if (!WriteList(&written, list)) return FailWith(err, kTooLargeToWrite);
     return SaveBytes(to, written, err);
   }
   std::string error;
   const DataFilePtr df(AllocDataFile());
-  if (!df || !ReadForm(from, bytes, loaded, df.get(), &error)) return FailWith(err, error);
-  if (!DiskWriteForm(&written, *df, WriteBuffers::kAll)) return FailWith(err, "The data is too large to be written.");
+  if (!df || !ReadForm(from, bytes, df.get(), &error)) return FailWith(err, error);
+  if (!DiskWriteForm(&written, *df, WriteBuffers::kAll)) return FailWith(err, kTooLargeToWrite);
   return SaveBytes(to, written, err);
 }
 
@@ -372,7 +376,7 @@ int DfMake(const CommandWords& words, std::istream& in, TerminalText err) {
   const VoiceLayout layout = LayoutOf(*df);
   if (!layout.editable) err << "Note: the data is kept but cannot be edited: " << layout.problem << ".\n";
   std::vector<std::uint8_t> bytes;
-  if (!DiskWriteForm(&bytes, *df)) return FailWith(err, "The data is too large to be written.");
+  if (!DiskWriteForm(&bytes, *df)) return FailWith(err, kTooLargeToWrite);
   return SaveBytes(w.back(), bytes, err);
 }
 

@@ -4,6 +4,7 @@
 
 #include "bank/bank_document.h"
 #include "cli/arguments.h"
+#include "cli/input_files.h"
 #include "cli/session.h"
 #include "data/container.h"
 #include "data/patch_names.h"
@@ -30,6 +31,8 @@ Result Rename(Session& session, const std::vector<std::string>& words) {
     read.text += "  Raw SysEx becomes a data file with \"import\".";
     return read;
   }
+  TerminalText err = session.environment().err;
+  if (!document.LoadNotice().empty()) err << "tonalith-cli rename: " << document.LoadNotice() << "\n";
   const int patch = static_cast<int>(*slot);
   if (patch >= document.PatchCount())
     return Result::Failure(words[0] + " has the slots 0 to " + std::to_string(document.PatchCount() - 1) + ".");
@@ -44,12 +47,12 @@ Result Rename(Session& session, const std::vector<std::string>& words) {
   std::vector<RenderedMessage> unused;
   RenderData(session, document.dataFile(), &unused);
   if (Result result = document.Save(); !result.ok()) return result;
+  if (!document.LoadNotice().empty()) err << "tonalith-cli rename: " << document.StatusText() << ".\n";
   const std::string stored = document.GetPatchName(patch);
   if (const std::string changed = renamed.fit.Sentence(); !changed.empty())
-    session.environment().err << "tonalith-cli rename: " << changed << "\n";
+    err << "tonalith-cli rename: " << changed << "\n";
   else if (TrimmedView(stored) != TrimmedView(name))
-    session.environment().err << "tonalith-cli rename: The instrument writes this name \"" << Latin1ToUtf8(stored)
-                              << "\".\n";
+    err << "tonalith-cli rename: The instrument writes this name \"" << Latin1ToUtf8(stored) << "\".\n";
   PrintPatch(session.environment().out, {patch, MakeNumberStr(document.synth(), patch), stored});
   return Result::Success();
 }
@@ -116,6 +119,7 @@ Result Export(CliEnvironment& environment, const std::vector<std::string>& words
     return Result::Failure("The file to write ends in .mid or .syx, not \"" + FileNameOf(words[1]) + "\".");
   std::vector<std::uint8_t> bytes;
   if (Result read = ReadCliFile(environment, words[0], &bytes); !read.ok()) return read;
+  if (NoteShortFile(words[0], bytes, environment.err)) return Result::Failure(kShortIsNotSent);
   std::vector<RenderedMessage> messages;
   Result result = Result::Success();
   if (LooksLikeDataFile(bytes) || IsListFile(bytes)) {

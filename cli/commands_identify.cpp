@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <istream>
-#include <iterator>
 #include <memory>
 
 #include "cli/command.h"
+#include "cli/input_files.h"
 #include "cli/session.h"
 #include "platform/atomic_file.h"
 #include "platform/prompts.h"
@@ -29,15 +29,9 @@ struct IdentifiedFile {
   Recognition found;
 };
 
-Result ReadOperand(const std::string& operand, std::istream& in, std::vector<std::uint8_t>* bytes) {
-  if (operand != "-") return ReadWholeFile(operand, *bytes);
-  bytes->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return Result::Success();
-}
-
-Result Identify(const std::string& operand, std::istream& in, IdentifiedFile* file) {
-  const Result read = ReadOperand(operand, in, &file->bytes);
-  if (!read.ok()) return read;
+Result Identify(const std::string& operand, std::istream& in, TerminalText err, IdentifiedFile* file) {
+  if (Result read = ReadInput(operand, in, &file->bytes); !read.ok()) return read;
+  NoteShortFile(operand, file->bytes, err);
   if (file->studio.LoadStudio() == 0)
     return Result::Failure("No instrument module is installed in " + file->studio.paths().instruments.string() + ".");
   file->recognizer = std::make_unique<Recognizer>(file->studio);
@@ -78,7 +72,7 @@ int RunIdentify(const std::vector<std::string>& args, std::istream& in, Terminal
     return CliFailure(err, "identify", "one file is needed.", IdentifyUsage());
   }
   IdentifiedFile file(instruments);
-  const Result result = Identify(args[0], in, &file);
+  const Result result = Identify(args[0], in, err, &file);
   if (!result.ok()) {
     return CliFailure(err, "identify", result.text);
   }
@@ -105,7 +99,7 @@ int RunNames(const std::vector<std::string>& args, std::istream& in, TerminalTex
     return CliFailure(err, "names", "one file is needed.", NamesUsage());
   }
   IdentifiedFile file(instruments);
-  const Result result = Identify(path, in, &file);
+  const Result result = Identify(path, in, err, &file);
   if (!result.ok()) {
     return CliFailure(err, "names", result.text);
   }

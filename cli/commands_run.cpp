@@ -5,7 +5,6 @@
 #include <charconv>
 #include <cstdint>
 #include <deque>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <mutex>
@@ -13,6 +12,7 @@
 #include <sstream>
 
 #include "cli/commands_data.h"
+#include "cli/input_files.h"
 #include "data/synth_fields.h"
 #include "midi/backends/virtual_backend.h"
 #include "midi/midi_input.h"
@@ -169,26 +169,10 @@ class RunServices final : public MidiScriptServices {
 };
 
 bool ReadWholeInput(const std::string& file, std::istream& in, std::string* text, std::string* error) {
-  std::ifstream opened;
-  std::istream* source = &in;
-  if (file != "-") {
-    opened.open(file, std::ios::binary);
-    if (!opened) {
-      *error = "The file " + PlainLine(file) + " cannot be read.";
-      return false;
-    }
-    source = &opened;
-  }
-  text->clear();
-  char block[65536];
-  while (source->read(block, sizeof block) || source->gcount() > 0) {
-    text->append(block, static_cast<std::size_t>(source->gcount()));
-    if (text->size() > kMaxRunFile) {
-      *error = "The file " + PlainLine(file) + " is too large for a script.";
-      return false;
-    }
-  }
-  return true;
+  const Result read = ReadInput(file, in, text, kMaxRunFile);
+  if (!read.ok())
+    *error = read.code == kFileTooLarge ? "The file " + PlainLine(file) + " is too large for a script." : read.text;
+  return read.ok();
 }
 
 // Bytecode given as hex pairs: nothing but hex digits and blanks, FF at the end.

@@ -2,11 +2,10 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <span>
 
+#include "cli/input_files.h"
 #include "data/hex_text.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
@@ -22,28 +21,14 @@ constexpr std::size_t kMaxScriptFile = std::size_t{4} << 20;
 
 // The whole of FILE, or of the standard input for "-".
 bool ReadScriptOperand(const std::string& operand, std::istream& in, TerminalText err, std::string& bytes) {
-  std::ifstream file;
-  if (operand != "-") {
-    file.open(operand, std::ios::binary);
-    if (!file) {
-      err << "Cannot open \"" << operand << "\".\n";
-      return false;
-    }
+  const Result read = ReadInput(operand, in, &bytes, kMaxScriptFile);
+  if (read.ok()) return true;
+  if (read.code == kFileTooLarge) {
+    err << "\"" << operand << "\" is larger than 4 MiB, which is no script.\n";
+  } else {
+    err << read.text << "\n";
   }
-  std::istream& source = operand == "-" ? in : file;
-  char block[65536];
-  while (source.read(block, sizeof(block)) || source.gcount() > 0) {
-    bytes.append(block, static_cast<std::size_t>(source.gcount()));
-    if (bytes.size() > kMaxScriptFile) {
-      err << "\"" << operand << "\" is larger than 4 MiB, which is no script.\n";
-      return false;
-    }
-  }
-  if (source.bad() || (operand != "-" && !source.eof())) {
-    err << "Cannot read \"" << operand << "\".\n";
-    return false;
-  }
-  return true;
+  return false;
 }
 
 int BytecodeDigit(char c) {

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "cli/arguments.h"
+#include "cli/input_files.h"
 #include "cli/session.h"
 #include "data/data_text.h"
 #include "platform/atomic_file.h"
@@ -35,7 +36,7 @@ std::string DescriptorText(const RolandSysXDescriptor& d) {
 
 Result ReadMap(CliEnvironment& environment, const std::string& path, BufferDescriptor* map) {
   std::vector<std::uint8_t> bytes;
-  Result result = path == "-" ? ReadCliFile(environment, path, &bytes) : ReadWholeFile(path, bytes, kMaxSysExMapFile);
+  Result result = ReadInput(path, environment.in, &bytes, kMaxSysExMapFile);
   if (result.ok()) {
     result = BufferDescriptor::FromBytes(bytes, map);
     if (!result.ok()) result.text = path + ": " + result.text;

@@ -4,6 +4,7 @@
 
 #include "bank/bank_document.h"
 #include "cli/arguments.h"
+#include "cli/input_files.h"
 #include "cli/simulated_state.h"
 #include "cli/transfer_rig.h"
 #include "data/container.h"
@@ -420,7 +421,9 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
 Result PiecesToSend(Session& session, const std::string& path, const std::string& type,
                     std::vector<DataFilePtr>* pieces) {
   Recognition found;
-  Result result = RecognizeFile(session, path, &found);
+  bool isShort = false;
+  Result result = RecognizeFile(session, path, &found, &isShort);
+  if (isShort) return Result::Failure(kShortIsNotSent);
   if (!result.ok()) {
     // A data file knows how it is sent even when its module is not installed.
     DataFilePtr data;

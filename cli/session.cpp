@@ -1,10 +1,9 @@
 #include "cli/session.h"
 
 #include <algorithm>
-#include <istream>
-#include <iterator>
 
 #include "bank/bank_document.h"
+#include "cli/input_files.h"
 #include "data/sysex_split.h"
 #include "platform/atomic_file.h"
 #include "platform/clock.h"
@@ -27,7 +26,8 @@ Session::Session(CliEnvironment& environment)
   TakeNotices();
   if (const std::string& problem = program_.registry().problem(); !problem.empty())
     environment_.err << "tonalith-cli: The folders in use could not be recorded. " << problem << "\n";
-  program_.LoadConfig();
+  if (const Result loaded = program_.LoadConfig(); !loaded.ok())
+    environment_.err << "tonalith-cli: " << loaded.text << "\n";
 }
 
 Session::~Session() = default;
@@ -112,14 +112,14 @@ Result ChooseByName(const std::vector<std::string>& names, const std::string& wa
 }
 
 Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::vector<std::uint8_t>* bytes) {
-  if (path != "-") return ReadWholeFile(path, *bytes);
-  bytes->assign(std::istreambuf_iterator<char>(environment.in), std::istreambuf_iterator<char>());
-  return Result::Success();
+  return ReadInput(path, environment.in, bytes);
 }
 
-Result RecognizeFile(Session& session, const std::string& path, Recognition* found) {
+Result RecognizeFile(Session& session, const std::string& path, Recognition* found, bool* isShort) {
   std::vector<std::uint8_t> bytes;
   if (Result read = ReadCliFile(session.environment(), path, &bytes); !read.ok()) return read;
+  const bool endsEarly = NoteShortFile(path, bytes, session.environment().err);
+  if (isShort) *isShort = endsEarly;
   Result result = session.recognizer().Recognize(bytes, found);
   if (!result.ok()) result.text = path + ": " + result.text;
   return result;

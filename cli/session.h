@@ -69,7 +69,8 @@ Result ChooseByName(const std::vector<std::string>& names, const std::string& wa
 
 // Pieces of data in a file: raw SysEx, a data file or a Standard MIDI File; "-" is standard input.
 Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::vector<std::uint8_t>* bytes);
-Result RecognizeFile(Session& session, const std::string& path, Recognition* found);
+// `isShort` (may be null): the file is shorter than it says, which was noted on standard error.
+Result RecognizeFile(Session& session, const std::string& path, Recognition* found, bool* isShort = nullptr);
 
 // What MIDI carries when the data is sent (its checksums are brought up to date in `dataFile` by this).
 struct RenderedMessage {

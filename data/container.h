@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "data/read_budget.h"
 #include "platform/file_stamp.h"
 #include "platform/result.h"
 
@@ -18,7 +19,7 @@ namespace tonalith {
 
 // The chunked files of instrument data: one FORM a DataFile, LIST files of many.
 
-// Whole-file readers stop here.
+// Readers and writers of whole files stop here.
 inline constexpr std::uint64_t kMaxContainerSize = 256ull << 20;
 
 // Result codes of readers and writers.
@@ -75,6 +76,7 @@ struct FormReadOptions {
   int mode = 0;      // 0: exactly what the file holds; 1: let the hooks update it and complete every buffer
   std::string find;  // not empty: code 100 when the first keyword entry does not contain it
   DiskHooks* hooks = nullptr;
+  ReadBudget* budget = nullptr;  // what the file may still cost; null: that of the bytes that are read
 };
 
 // Which buffers a writer leaves out besides those that do not exist.
@@ -85,18 +87,19 @@ enum class WriteBuffers {
 
 // --- Reading from memory ---------------------------------------------------------------------------------------------
 
-// Walks chunked bytes.  Keeps byte order and file identifier of the file being read; never looks outside its span.
+// Walks chunked bytes.  Keeps byte order and file identifier of the file being read; never looks outside its span.  Of
+// a FORM that ends early everything that is there is read; a bank's voices that are not are marked as holding nothing.
 class ContainerReader {
  public:
   explicit ContainerReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
   // Reads one FORM (or PROP) at the position.  firstId nonzero: the first identifier has been read already.  After the
-  // call the position is behind the FORM (success) or anywhere (failure).  0 or a DiskCode; after codes 2 and 6 from
-  // the descriptor or the image the DataFile is empty.
+  // call the position is behind the FORM (success) or anywhere (failure).  0 or a DiskCode; 6 also when the file asks
+  // for more memory than its size allows.  After codes 2 and 6 the DataFile is empty.
   int DiskReadForm(DataFile* dataFile, const FormReadOptions& options, std::uint32_t firstId = 0);
 
-  // Reads a chunk length and its bytes into a new buffer of max(length, minAlloc) bytes.  The length, -2 for a read
-  // failure, -6 for short memory.
+  // Reads a chunk length and its bytes, as many as there are, into a new buffer of max(length, minAlloc) bytes.  The
+  // number of bytes read, -2 when there are none of those announced, -6 for short memory.
   std::int64_t ReadIff(std::uint8_t** pointer, std::uint32_t* size, std::uint32_t minAlloc);
 
   // First identifier of the file as it stands ("FORM", "LIST" or other), for messages.
@@ -110,8 +113,9 @@ class ContainerReader {
   bool ReadLength(std::uint32_t* n);  // converted by the byte order
 
  private:
+  int ReadForm(DataFile* dataFile, const FormReadOptions& options, std::uint32_t firstId);
   int ReadChunks(DataFile* dataFile, const FormReadOptions& options, std::uint32_t formSize);
-  // Reads the data of one chunk whose identifier has been read.  Its counted size, or -2, -6, or -100 (keyword absent).
+  // Reads the data of one chunk whose identifier has been read.  Its size, or -2, -6, or -100 (keyword absent).
   std::int64_t ReadChunk(std::uint32_t id, DataFile* dataFile, const FormReadOptions& options);
   std::int64_t ReadDescriptor(DataFile* dataFile);
   std::int64_t ReadNames(DataFile* dataFile);
@@ -119,16 +123,24 @@ class ContainerReader {
   std::int64_t ReadXtra(DataFile* dataFile);
   std::int64_t ReadText(char** pointer, std::uint32_t* size, std::uint32_t minAlloc);
   std::int64_t ReadReference(std::uint32_t id, DataFile* dataFile);
-  std::int64_t SkipChunk();
-  // The data of a chunk where it stands; null when it is cut off.
+  // The data of a chunk where it stands, as much as there is; null when there is nothing of what is announced.
   const std::uint8_t* TakeChunk(std::uint32_t* length);
+  // AllocChunk within the budget.
+  template <class T>
+  bool Alloc(T** pointer, std::uint32_t* size, std::uint32_t wanted);
+  int CompleteBody(DataFile* dataFile, const FormReadOptions& options);
+  void MarkLost(DataFile* dataFile);
   int Finish(DataFile* dataFile, const FormReadOptions& options);
 
   std::span<const std::uint8_t> bytes_;
   std::size_t position_ = 0;
   std::uint32_t fileId_ = 0;
   std::uint32_t descriptorLength_ = 0;
+  std::uint32_t announced_ = 0;  // length of the chunk taken last, as it says itself
+  std::uint32_t bodyRead_ = 0;   // bytes of the image that are there
   bool littleEndian_ = false;
+  bool cut_ = false;  // the FORM is shorter than it says
+  ReadBudget* budget_ = nullptr;
 };
 
 // --- LIST files ------------------------------------------------------------------------------------------------------
@@ -164,12 +176,17 @@ int ReadList(std::span<const std::uint8_t> bytes, const FormReadOptions& options
 // A plain FORM with a descriptor is read as a list of one, so that callers can open either.
 int ReadListOrForm(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list);
 
+// How many bytes a FORM or LIST, or what is in it, announces beyond its end: 0 when it is whole, or neither of them.
+std::uint64_t MissingBytes(std::span<const std::uint8_t> bytes);
+// What to say when there are any; else empty.
+std::string MissingSentence(const std::string& path, std::span<const std::uint8_t> bytes);
+
 // --- Writing to memory -----------------------------------------------------------------------------------------------
 
 // Appends one chunk: identifier, even length, data, zero pad byte when n is odd.
 void WriteFormSection(std::vector<std::uint8_t>* out, std::uint32_t id, const void* data, std::size_t n);
-// Appends the FORM (or "PROP") of a record, descriptor first.  The record is not changed.  False: no descriptor or more
-// than 4 GiB.
+// Appends the FORM (or "PROP") of a record, descriptor first.  The record is not changed.  False: no descriptor, or
+// more than kMaxContainerSize bytes in `out`.
 bool DiskWriteForm(std::vector<std::uint8_t>* out, const DataFile& dataFile,
                    WriteBuffers buffers = WriteBuffers::kSkipEmpty, std::uint32_t formId = ChunkId("FORM"),
                    std::uint32_t formType = ChunkId("BANK"));
@@ -182,17 +199,21 @@ bool KeepsFileName(const DataFile& dataFile);
 void SetFileName(DataFile* dataFile, std::string_view fileName);
 // Appends a whole LIST.  False as above.
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
+// Why data that has a descriptor was not written.
+inline constexpr char kTooLargeToWrite[] = "The data takes more than the 256 MiB that a file may have.";
 
 // --- Files -----------------------------------------------------------------------------------------------------------
 
 // The one way to read and to replace a file, for every kind.  The code of a failure is a DiskCode, its text says why.
 
-// Reads a whole file of at most kMaxContainerSize bytes.  Code 1 (cannot be opened) or 2.  `stamp` (may be null)
+// Reads a whole file of at most kMaxContainerSize bytes.  Code 1 (not there), 2 or 6.  `stamp` (may be null)
 // receives what tells the file that was read from a later one.
 Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp = nullptr);
 // Replaces a file as a whole; the former file stays when anything fails.  Code 7 or 8.  `stamp` (may be null) receives
-// that of the new file.
-Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp = nullptr);
+// that of the new file.  A former FORM or LIST with missing bytes is kept beside it as NAME~ (NAME~2 ... when that
+// exists), and `kept` (may be null) receives that path.
+Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp = nullptr,
+                    std::string* kept = nullptr);
 // The same for callers that go by the code; the reason goes to the log.
 int DiskLoadFile(const std::string& path, std::vector<std::uint8_t>* bytes);
 int DiskSaveFile(const std::string& path, std::span<const std::uint8_t> bytes);
@@ -223,8 +244,8 @@ class DiskAccess {
   int DiskLibraryWrite(const std::string& dir, const std::string& name, const DataFile* header,
                        std::span<DataFile* const> members, std::span<const std::uint8_t> info);
 
-  // Ends an access: shows the message of `code` (which may be changed to 0 or 17), with the reason when there is one.
-  // A broken default studio is renamed to "NAME.broken" silently.
+  // Ends an access: shows the message of `code` (which may be changed to 0 or 17), with the reason when there is one,
+  // or that a file that was read ends early. A broken default studio is renamed to "NAME.broken" silently.
   void DiskAccessClose(int& code, const std::string& dir, const std::string& name);
 
   // set true: remembers the current base directory and makes `dir` the base; false: returns to the remembered one.
@@ -238,6 +259,8 @@ class DiskAccess {
   int DiskStructureUpdate(const std::string& dir, const std::string& oldKeyword, const std::string& newKeyword,
                           const std::function<bool(const std::string& path)>& progress = {});
 
+  // Whether the file that was read last is shorter than it says.
+  bool EndsEarly() const { return endsEarly_; }
   void SetFileId(std::uint32_t id) { fileId_ = id; }
   std::uint32_t fileId() const { return fileId_; }
   void SetHooks(DiskHooks* hooks);
@@ -253,7 +276,9 @@ class DiskAccess {
   std::string base_;
   std::vector<std::string> remembered_;
   std::uint32_t fileId_ = 0;
-  std::string reason_;  // of the failure that DiskAccessClose is about to show
+  std::string reason_;   // of the failure that DiskAccessClose is about to show
+  std::string missing_;  // what it is about to say of a file that was read, but ends early
+  bool endsEarly_ = false;
 };
 
 // --- Small helpers ---------------------------------------------------------------------------------------------------

@@ -50,6 +50,10 @@ void RepairWindow(DFXtra* x) {
   x->windowExtra = RepairedCoordinate(x->windowExtra, 40);
 }
 
+// Chunks that are neither plain nor text, in kPlainChunks' and kTextChunks' stead.
+constexpr std::uint32_t kOtherChunks[] = {ChunkId("SHDR"), ChunkId("NAME"), ChunkId("FIND"), ChunkId("XTRA"),
+                                          ChunkId("CHNL"), ChunkId("XBNK"), ChunkId("XFIL"), ChunkId("XDIR")};
+
 // Buffers that are filled as they stand in the file.
 struct PlainChunk {
   std::uint32_t id;
@@ -83,6 +87,58 @@ constexpr TextChunk kTextChunks[] = {
     {ChunkId("MPOT"), &DataFile::midiOutPortName, &DataFile::midiOutPortNameSize, kPortNameSize},
     {ChunkId("MPBY"), &DataFile::patchBayPortName, &DataFile::patchBayPortNameSize, kPortNameSize}};
 
+bool IsKnownChunk(std::uint32_t id) {
+  const auto has = [id](const auto& chunk) { return chunk.id == id; };
+  return std::any_of(std::begin(kPlainChunks), std::end(kPlainChunks), has) ||
+         std::any_of(std::begin(kTextChunks), std::end(kTextChunks), has) ||
+         std::find(std::begin(kOtherChunks), std::end(kOtherChunks), id) != std::end(kOtherChunks);
+}
+
+// Steps over the chunks of a FORM without reading them.
+class ChunkSteps {
+ public:
+  // `at`: behind the form type; `formSize` counts from it on, the type included.
+  ChunkSteps(std::span<const std::uint8_t> bytes, std::size_t at, std::uint32_t formSize, bool littleEndian)
+      : bytes_(bytes), at_(at), formSize_(formSize), littleEndian_(littleEndian) {}
+
+  bool Next() {
+    if (counter_ >= formSize_ || bytes_.size() - at_ < 8) return false;
+    id = Number(at_);
+    lengthAt = at_ + 4;
+    length = Number(lengthAt);
+    at_ += 8;
+    const auto there = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, bytes_.size() - at_));
+    missing = length - there;
+    length = there;
+    at_ += there;
+    counter_ += std::uint64_t{there} + 8;
+    // Odd chunks stand without a pad byte; other writers add one, and no identifier begins with zero.
+    if ((there & 1) && at_ < bytes_.size() && (bytes_[at_] == 0 || !IsKnownChunk(id))) {
+      ++at_;
+      ++counter_;
+    }
+    return true;
+  }
+  std::size_t at() const { return at_; }
+
+  // The chunk that Next stepped over.
+  std::uint32_t id = 0;
+  std::uint32_t length = 0;   // of what is there
+  std::uint32_t missing = 0;  // of what it announces beyond that
+  std::size_t lengthAt = 0;   // where its length stands
+
+ private:
+  std::uint32_t Number(std::size_t at) const {
+    return littleEndian_ ? LoadLe32(bytes_.data() + at) : LoadBe32(bytes_.data() + at);
+  }
+
+  std::span<const std::uint8_t> bytes_;
+  std::size_t at_;
+  std::uint64_t counter_ = 4;
+  std::uint32_t formSize_;
+  bool littleEndian_;
+};
+
 }  // namespace
 
 std::string ChunkIdText(std::uint32_t id) {
@@ -107,13 +163,20 @@ bool ContainerReader::ReadLength(std::uint32_t* n) {
 }
 
 const std::uint8_t* ContainerReader::TakeChunk(std::uint32_t* length) {
-  if (!ReadLength(length) || *length > left()) {
+  if (!ReadLength(length) || (*length > 0 && left() == 0)) {
     position_ = bytes_.size();
     return nullptr;
   }
+  announced_ = *length;
+  *length = static_cast<std::uint32_t>(std::min<std::uint64_t>(*length, left()));
   const std::uint8_t* data = bytes_.data() + position_;
   position_ += *length;
   return data;
+}
+
+template <class T>
+bool ContainerReader::Alloc(T** pointer, std::uint32_t* size, std::uint32_t wanted) {
+  return (!budget_ || budget_->Take(wanted + kBufferSlack)) && AllocChunk(pointer, size, wanted) != 0;
 }
 
 std::int64_t ContainerReader::ReadIff(std::uint8_t** pointer, std::uint32_t* size, std::uint32_t minAlloc) {
@@ -123,7 +186,7 @@ std::int64_t ContainerReader::ReadIff(std::uint8_t** pointer, std::uint32_t* siz
   if (length == 0) return 0;
   std::uint8_t* fresh = nullptr;
   std::uint32_t freshSize = 0;
-  if (!AllocChunk(&fresh, &freshSize, std::max(length, minAlloc))) return kNoMemory;
+  if (!Alloc(&fresh, &freshSize, std::max(length, minAlloc))) return kNoMemory;
   std::memcpy(fresh, data, length);
   FreeChunk(*pointer, *size);
   *pointer = fresh;
@@ -149,7 +212,7 @@ std::int64_t ContainerReader::ReadDescriptor(DataFile* df) {
   if (!data) return kReadFailed;
   if (length == 0) return 0;
   FreeChunk(df->synth, df->synthSize);
-  if (!AllocChunk(&df->synth, &df->synthSize, kSynthSize)) return kNoMemory;
+  if (!Alloc(&df->synth, &df->synthSize, kSynthSize)) return kNoMemory;
   std::memcpy(df->synth, data, std::min(length, kSynthSize));
   if (littleEndian_) {
     const int result = DiskMSFixSynth(df);
@@ -164,6 +227,22 @@ std::int64_t ContainerReader::ReadDescriptor(DataFile* df) {
   return length;
 }
 
+namespace {
+
+// Lays names out with their full size.  `announced` is how many bytes of them there were before the file was cut.
+void SpreadNames(std::span<const std::uint8_t> names, std::uint32_t announced, std::uint32_t voices,
+                 std::uint8_t* wide) {
+  const std::size_t each = std::min(announced / voices, kVoiceNameSize);
+  const std::size_t step = announced / voices;
+  for (std::size_t i = 0; i < voices && i * step < names.size(); ++i) {
+    const auto* from = reinterpret_cast<const char*>(names.data()) + i * step;
+    const std::size_t n = strnlen(from, std::min({each, names.size() - i * step, std::size_t{kVoiceNameSize - 1}}));
+    std::memcpy(wide + i * kVoiceNameSize, from, n);
+  }
+}
+
+}  // namespace
+
 std::int64_t ContainerReader::ReadNames(DataFile* df) {
   std::uint8_t* names = nullptr;
   std::uint32_t size = 0;
@@ -174,15 +253,10 @@ std::int64_t ContainerReader::ReadNames(DataFile* df) {
   if (voices > 0 && length < wanted) {
     std::uint8_t* wide = nullptr;
     std::uint32_t wideSize = 0;
-    if (AllocChunk(&wide, &wideSize, wanted)) {
-      const auto each = static_cast<std::uint32_t>(length) / voices;
-      for (std::uint32_t i = 0; i < voices; ++i) {
-        const auto* from = reinterpret_cast<const char*>(names) + std::size_t{i} * each;
-        const std::size_t n = strnlen(from, std::min(each, kVoiceNameSize - 1));
-        std::memcpy(wide + std::size_t{i} * kVoiceNameSize, from, n);
-      }
-    }
+    const bool enough = Alloc(&wide, &wideSize, wanted);
+    if (enough) SpreadNames({names, static_cast<std::size_t>(length)}, announced_, voices, wide);
     FreeChunk(names, size);
+    if (!enough) return kNoMemory;
     names = wide;
     size = wideSize;
   }
@@ -212,7 +286,7 @@ std::int64_t ContainerReader::ReadXtra(DataFile* df) {
   if (!data) return kReadFailed;
   if (length == 0) return 0;
   FreeChunk(df->xtra, df->xtraSize);
-  if (!AllocChunk(&df->xtra, &df->xtraSize, kXtraSize)) return kNoMemory;
+  if (!Alloc(&df->xtra, &df->xtraSize, kXtraSize)) return kNoMemory;
   std::memcpy(df->xtra, data, std::min(length, kXtraSize));
   FlipDFXtra(df->xtra, length);
   RepairWindow(df->xtra);
@@ -234,13 +308,6 @@ std::int64_t ContainerReader::ReadReference(std::uint32_t id, DataFile* df) {
   const std::size_t n = strnlen(reinterpret_cast<const char*>(data), std::min<std::size_t>(length, sizeof field - 1));
   std::memcpy(field, data, n);
   return length;
-}
-
-std::int64_t ContainerReader::SkipChunk() {
-  std::uint32_t length = 0;
-  if (!TakeChunk(&length)) return kReadFailed;
-  if ((length & 1) && left() > 0) ++position_;
-  return std::int64_t{length} + (length & 1);
 }
 
 std::int64_t ContainerReader::ReadChunk(std::uint32_t id, DataFile* df, const FormReadOptions& options) {
@@ -271,38 +338,65 @@ std::int64_t ContainerReader::ReadChunk(std::uint32_t id, DataFile* df, const Fo
       return length;
     }
     default:
-      return SkipChunk();
+      return 0;
   }
 }
 
+// Where what a chunk kind comes with several times, the last one counts: nothing is read for the others.
 int ContainerReader::ReadChunks(DataFile* df, const FormReadOptions& options, std::uint32_t formSize) {
-  std::uint64_t counter = 4;
-  std::uint32_t id = 0;
-  while (counter < formSize && left() >= 8 && ReadId(&id)) {
+  std::vector<std::pair<std::uint32_t, std::size_t>> last;  // identifier, place of the length
+  ChunkSteps chunk(bytes_, position_, formSize, littleEndian_);
+  while (chunk.Next()) {
+    const bool isVital = chunk.id == kDescriptorChunk || chunk.id == kBodyChunk;
+    cut_ = cut_ || chunk.missing > 0;
+    if (isVital && chunk.length == 0 && chunk.missing == 0) return kDiskReadError;
+    // Half a descriptor says nothing that can be relied on.
+    if (chunk.missing > 0 && chunk.id == kDescriptorChunk) return kDiskReadError;
+    if (chunk.length == 0 || !IsKnownChunk(chunk.id)) continue;
+    std::erase_if(last, [&](const auto& former) { return former.first == chunk.id; });
+    last.emplace_back(chunk.id, chunk.lengthAt);
+  }
+  for (const auto& [id, lengthAt] : last) {
+    position_ = lengthAt;
     const std::int64_t length = ReadChunk(id, df, options);
     if (length == kKeywordAbsent) return kDiskKeywordAbsent;
-    if (length <= 0 && (id == kDescriptorChunk || id == kBodyChunk)) {
-      FreeData(df);
-      return length == 0 ? kDiskReadError : static_cast<int>(-length);
-    }
-    if (length >= 0) counter += static_cast<std::uint64_t>(length) + 8;
-    // Odd chunks stand without a pad byte; other writers add one, and no identifier begins with zero.
-    if ((length & 1) && left() > 0 && bytes_[position_] == 0) {
-      ++position_;
-      ++counter;
-    }
+    // What is left out for want of memory would be lost by the next save.
+    if (length < 0) return static_cast<int>(-length);
+    if (id == kBodyChunk) bodyRead_ = static_cast<std::uint32_t>(length);
   }
+  position_ = chunk.at();
   return kDiskOk;
 }
 
-int ContainerReader::Finish(DataFile* df, const FormReadOptions& options) {
-  if (df->synth && df->body && df->synth->fileSize > df->bodySize && df->synth->fileSize <= kMaxFileSize &&
-      df->synth->fileSize - df->bodySize <= df->bodySize + kMaxBodyGrowth) {
-    DebugLog("image of %u bytes completed to %u", df->bodySize, df->synth->fileSize);
-    if (!ResizeBody(df, df->synth->fileSize)) return kDiskNoMemory;
+int ContainerReader::CompleteBody(DataFile* df, const FormReadOptions& options) {
+  if (!df->synth || df->synth->fileSize > kMaxFileSize) return kDiskOk;
+  const std::uint32_t wanted = df->synth->fileSize;
+  // Of a file that was cut off before its image, the rest is shown all the same.
+  if (!df->body && (!cut_ || options.mode == 0 || wanted < kMinFileSize)) return kDiskOk;
+  if (wanted <= df->bodySize) return kDiskOk;
+  const bool wholeOfCut = cut_ && options.mode != 0;
+  if (!wholeOfCut && wanted - df->bodySize > df->bodySize + kMaxBodyGrowth) return kDiskOk;
+  if (!budget_->Take(wanted + kBufferSlack)) return cut_ ? kDiskOk : kDiskNoMemory;
+  DebugLog("image of %u bytes completed to %u", df->bodySize, wanted);
+  return ResizeBody(df, wanted) ? kDiskOk : kDiskNoMemory;
+}
+
+// Voices that were cut off hold nothing.
+void ContainerReader::MarkLost(DataFile* df) {
+  if (bodyRead_ == 0) df->xtra->hasNoSysEx = 1;
+  const VoiceLayout layout = LayoutOf(*df);
+  if (!df->synth->isBank || !layout.editable) return;
+  for (std::uint32_t i = 0; i < layout.numVoices; ++i) {
+    const std::uint64_t end = layout.headerSize + (std::uint64_t{i} + 1) * layout.voiceSize;
+    if (end > bodyRead_) SetMapBit(df->emptyMap, df->emptyMapSize, i, true);
   }
+}
+
+int ContainerReader::Finish(DataFile* df, const FormReadOptions& options) {
+  if (const int completed = CompleteBody(df, options); completed != kDiskOk) return completed;
   const std::uint32_t leastDescriptor = littleEndian_ ? kMinLegacySynthSize : kMinSynthSize;
   if (options.mode == 0 || (df->synth && descriptorLength_ < leastDescriptor)) return kDiskOk;
+  if (!budget_->Take(ComponentsSize(*df))) return kDiskNoMemory;
   if (!df->xtra) {
     if (!AllocChunk(&df->xtra, &df->xtraSize, kXtraSize)) return kDiskNoMemory;
     df->xtra->isNewRecord = 1;
@@ -314,12 +408,25 @@ int ContainerReader::Finish(DataFile* df, const FormReadOptions& options) {
   }
   const VoiceLayout layout = LayoutOf(*df);
   if (df->synth && !layout.editable) DebugLog("data is kept but cannot be edited: %s", layout.problem.c_str());
-  return AddDataFileComponents(df, options.mode) ? kDiskOk : kDiskNoMemory;
+  if (!AddDataFileComponents(df, options.mode)) return kDiskNoMemory;
+  if (cut_ && df->synth && df->body && bodyRead_ < df->bodySize) MarkLost(df);
+  return kDiskOk;
 }
 
 int ContainerReader::DiskReadForm(DataFile* df, const FormReadOptions& options, std::uint32_t firstId) {
+  ReadBudget ownBudget(bytes_.size());
+  budget_ = options.budget ? options.budget : &ownBudget;
+  const int result = ReadForm(df, options, firstId);
+  budget_ = nullptr;
+  if (result == kDiskReadError || result == kDiskNoMemory) FreeData(df);
+  return result;
+}
+
+int ContainerReader::ReadForm(DataFile* df, const FormReadOptions& options, std::uint32_t firstId) {
   std::uint32_t id = firstId;
   descriptorLength_ = 0;
+  bodyRead_ = 0;
+  cut_ = false;
   if (id == 0) {
     littleEndian_ = false;
     if (!ReadId(&id)) return kDiskReadError;
@@ -335,6 +442,7 @@ int ContainerReader::DiskReadForm(DataFile* df, const FormReadOptions& options, 
   if (!ReadLength(&df->formSize) || !ReadId(&type)) return kDiskReadError;
   if (options.kind != 0) return kDiskNotSingle;
   if (!IsDataFormType(type)) return kDiskNotDriver;
+  cut_ = df->formSize > left() + 4;
   if (df->formSize >= 5) {
     const int result = ReadChunks(df, options, df->formSize);
     if (result != kDiskOk) return result;
@@ -362,33 +470,36 @@ std::size_t MemberEnd(std::span<const std::uint8_t> bytes, std::size_t start, st
   return unpadded ? end : end + 1;
 }
 
-bool ReadMember(std::span<const std::uint8_t> bytes, std::uint32_t id, const FormReadOptions& options, int depth,
-                ListFile* list) {
+// A DiskCode: what ends the whole reading (no memory), or why a member is left out.
+int ReadMember(std::span<const std::uint8_t> bytes, std::uint32_t id, const FormReadOptions& options, int depth,
+               ListFile* list) {
+  if (!options.budget->Take(sizeof(ListMember) + sizeof(ListFile) + sizeof(DataFile))) return kDiskNoMemory;
   if (id == kList) {
-    if (depth >= kMaxListDepth) return false;
+    if (depth >= kMaxListDepth) return kDiskReadError;
     auto nested = std::make_unique<ListFile>();
-    if (ReadListAt(bytes, options, depth + 1, nested.get()) != kDiskOk) return false;
+    if (const int code = ReadListAt(bytes, options, depth + 1, nested.get()); code != kDiskOk) return code;
     list->skippedMembers += nested->skippedMembers;
     list->members.push_back({nullptr, std::move(nested)});
-    return true;
+    return kDiskOk;
   }
   if (id == kInfo) {
     list->info.assign(bytes.begin() + 8, bytes.end());
-    return true;
+    return kDiskOk;
   }
-  if (id != kForm && id != kProp) return true;
+  if (id != kForm && id != kProp) return kDiskOk;
   DataFilePtr data(AllocDataFile());
-  if (!data) return false;
+  if (!data) return kDiskNoMemory;
   ContainerReader reader(bytes);
   const int result = reader.DiskReadForm(data.get(), options);
-  if (result == kDiskKeywordAbsent) return true;
-  if (result != kDiskOk || !data->synth) return false;
+  if (result == kDiskKeywordAbsent) return kDiskOk;
+  if (result != kDiskOk) return result;
+  if (!data->synth) return kDiskReadError;
   if (id == kProp && !list->header) {
     list->header = std::move(data);
   } else {
     list->members.push_back({std::move(data), nullptr});
   }
-  return true;
+  return kDiskOk;
 }
 
 int ReadListAt(std::span<const std::uint8_t> bytes, const FormReadOptions& options, int depth, ListFile* list) {
@@ -401,20 +512,59 @@ int ReadListAt(std::span<const std::uint8_t> bytes, const FormReadOptions& optio
   while (inside.size() >= at + 8) {
     const std::uint32_t id = LoadBe32(inside.data() + at);
     const std::size_t end = MemberEnd(inside, at, LoadBe32(inside.data() + at + 4));
-    if (!ReadMember(inside.subspan(at, end - at), id, options, depth, list)) ++list->skippedMembers;
+    const int code = ReadMember(inside.subspan(at, end - at), id, options, depth, list);
+    if (code == kDiskNoMemory) return code;
+    if (code != kDiskOk) ++list->skippedMembers;
     at = end;
   }
   return kDiskOk;
 }
 
+// How many bytes a group or something in it announces beyond the end of `bytes`.
+std::uint64_t MissingOf(std::span<const std::uint8_t> bytes, int depth) {
+  if (bytes.size() < 8) return 0;
+  const std::uint32_t id = LoadBe32(bytes.data());
+  const bool little = id == kLegacyForm;
+  const std::uint32_t length = little ? LoadLe32(bytes.data() + 4) : LoadBe32(bytes.data() + 4);
+  const bool isForm = little || id == kForm || id == kProp;
+  if (depth == 0 && !isForm && id != kList) return 0;
+  std::uint64_t missing = 8 + std::uint64_t{length} > bytes.size() ? 8 + std::uint64_t{length} - bytes.size() : 0;
+  if (bytes.size() < 12) return missing;
+  if (isForm) {
+    for (ChunkSteps chunk(bytes, 12, length, little); chunk.Next();)
+      missing = std::max<std::uint64_t>(missing, chunk.missing);
+  } else if (id == kList && depth < kMaxListDepth) {
+    const auto inside = bytes.first(std::min<std::size_t>(bytes.size(), std::size_t{8} + length));
+    for (std::size_t at = 12; inside.size() >= at + 8;) {
+      const std::size_t end = MemberEnd(inside, at, LoadBe32(inside.data() + at + 4));
+      missing = std::max(missing, MissingOf(inside.subspan(at, end - at), depth + 1));
+      at = end;
+    }
+  }
+  return missing;
+}
+
 }  // namespace
+
+std::uint64_t MissingBytes(std::span<const std::uint8_t> bytes) {
+  return MissingOf(bytes, 0);
+}
+
+std::string MissingSentence(const std::string& path, std::span<const std::uint8_t> bytes) {
+  if (MissingBytes(bytes) == 0) return {};
+  return "The file " + path + " is shorter than it says; what is there was read.  A save over it keeps it, with a ~ " +
+         "behind its name.";
+}
 
 bool IsListFile(std::span<const std::uint8_t> bytes) {
   return bytes.size() >= 4 && LoadBe32(bytes.data()) == kList;
 }
 
 int ReadList(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list) {
-  const int result = ReadListAt(bytes, options, 0, list);
+  ReadBudget budget(bytes.size());
+  FormReadOptions counted = options;
+  if (!counted.budget) counted.budget = &budget;
+  const int result = ReadListAt(bytes, counted, 0, list);
   if (list->skippedMembers > 0) MonitorMsg("%d parts of the file could not be read", list->skippedMembers);
   return result;
 }

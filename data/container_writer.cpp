@@ -9,8 +9,6 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::uint64_t kMaxChunkLength = 0xFFFFFFFF;
-
 void PutBe32(std::vector<std::uint8_t>* out, std::uint32_t value) {
   std::uint8_t bytes[4];
   StoreBe32(bytes, value);
@@ -30,14 +28,24 @@ class FormWriter {
   void Optional(std::uint32_t id, const void* data, std::uint32_t size) {
     if (!data || size == 0) return;
     if (buffers_ == WriteBuffers::kSkipEmpty && IsAllZero(data, size)) return;
-    WriteFormSection(out_, id, data, size);
+    Section(id, data, size);
   }
+
+  // Nothing is added to what is larger than a file may be already.
+  void Section(std::uint32_t id, const void* data, std::uint32_t size) {
+    if (out_->size() + size <= kMaxContainerSize) {
+      WriteFormSection(out_, id, data, size);
+    } else {
+      fits_ = false;
+    }
+  }
+  bool fits() const { return fits_; }
 
   void Descriptor(const DataFile& df) {
     Synth copy{};
     std::memcpy(&copy, df.synth, std::min(df.synthSize, kSynthSize));
     FlipSynth(&copy, kSynthSize);
-    WriteFormSection(out_, ChunkId("SHDR"), &copy, sizeof copy);
+    Section(ChunkId("SHDR"), &copy, sizeof copy);
   }
 
   void Xtra(const DataFile& df) {
@@ -49,14 +57,14 @@ class FormWriter {
     unmarked.isNewRecord = 0;
     if (buffers_ == WriteBuffers::kSkipEmpty && IsAllZero(&unmarked, sizeof unmarked)) return;
     FlipDFXtra(&copy, kXtraSize);
-    WriteFormSection(out_, ChunkId("XTRA"), &copy, sizeof copy);
+    Section(ChunkId("XTRA"), &copy, sizeof copy);
   }
 
   void Reference(const DataFile& df) {
     if (!df.isReference) return;
     std::uint8_t bank[2];
     StoreBe16(bank, df.refBankNumber);
-    WriteFormSection(out_, ChunkId("XBNK"), bank, sizeof bank);
+    Section(ChunkId("XBNK"), bank, sizeof bank);
     Text(ChunkId("XFIL"), df.refFileName);
     Text(ChunkId("XDIR"), df.refDirectory);
   }
@@ -66,11 +74,12 @@ class FormWriter {
     char padded[258] = {};
     const std::size_t n = strnlen(text, sizeof text - 1);
     std::memcpy(padded, text, n);
-    WriteFormSection(out_, id, padded, IFFSize(padded));
+    Section(id, padded, IFFSize(padded));
   }
 
   std::vector<std::uint8_t>* out_;
   WriteBuffers buffers_;
+  bool fits_ = true;
 };
 
 void WriteBuffersOf(FormWriter* w, const DataFile& df) {
@@ -103,7 +112,7 @@ std::size_t BeginGroup(std::vector<std::uint8_t>* out, std::uint32_t id, std::ui
 
 bool EndGroup(std::vector<std::uint8_t>* out, std::size_t lengthAt) {
   const std::uint64_t length = out->size() - lengthAt - 4;
-  if (length > kMaxChunkLength) return false;
+  if (out->size() > kMaxContainerSize) return false;
   StoreBe32(out->data() + lengthAt, static_cast<std::uint32_t>(length));
   return true;
 }
@@ -125,14 +134,14 @@ bool DiskWriteForm(std::vector<std::uint8_t>* out, const DataFile& df, WriteBuff
   FormWriter writer(out, buffers);
   writer.Descriptor(df);
   writer.Optional(ChunkId("NAME"), df.voiceNames, df.voiceNamesSize);
-  if (df.body && df.bodySize > 0) WriteFormSection(out, ChunkId("BODY"), df.body, df.bodySize);
+  if (df.body && df.bodySize > 0) writer.Section(ChunkId("BODY"), df.body, df.bodySize);
   writer.Xtra(df);
   WriteBuffersOf(&writer, df);
   if (!IsAllZero(df.chunkModes, sizeof df.chunkModes)) {
-    WriteFormSection(out, ChunkId("CHNL"), df.chunkModes, sizeof df.chunkModes);
+    writer.Section(ChunkId("CHNL"), df.chunkModes, sizeof df.chunkModes);
   }
   writer.Reference(df);
-  return EndGroup(out, lengthAt);
+  return writer.fits() && EndGroup(out, lengthAt);
 }
 
 bool KeepsFileName(const DataFile& df) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "data/packed_bytes.h"
 #include "platform/log.h"
@@ -297,26 +298,48 @@ bool ResizeBody(DataFile* df, std::uint32_t newSize) {
   return AllocChunk(&df->body, &df->bodySize, newSize) != 0;
 }
 
+namespace {
+
+// Sizes of what a completed record has.
+struct Components {
+  std::uint32_t map = 0;
+  std::uint32_t names = 0;
+  std::uint32_t text = 0;
+};
+
+Components ComponentsOf(const DataFile& df) {
+  const VoiceLayout layout = LayoutOf(df);
+  Components sizes;
+  if (df.synth && df.synth->isBank && layout.editable) sizes.map = MapSize(layout.numVoices);
+  if (df.synth && df.synth->namesSeparate && layout.editable) sizes.names = kVoiceNameSize * layout.numVoices;
+  sizes.text = kPatchTextSize * (HasTextPerVoice(layout) ? layout.numVoices : 1);
+  return sizes;
+}
+
+}  // namespace
+
 int AddDataFileComponents(DataFile* df, int /*mode*/, const void* /*unused*/) {
   if (!df) return 0;
-  const VoiceLayout layout = LayoutOf(*df);
-  const std::uint32_t voices = layout.numVoices;
-  const bool isBank = df->synth && df->synth->isBank && layout.editable;
+  const Components sizes = ComponentsOf(*df);
   bool ok = GrowTo(&df->comment, &df->commentSize, kCommentSize) &&
             GrowTo(&df->findText, &df->findTextSize, kFindTextSize) &&
             GrowTo(&df->fileName, &df->fileNameSize, kFileNameSize);
   if (ok && (!df->xtra || df->xtraSize < kXtraSize)) ok = AllocChunk(&df->xtra, &df->xtraSize, kXtraSize) != 0;
-  if (ok && isBank) {
-    ok = GrowTo(&df->emptyMap, &df->emptyMapSize, MapSize(voices)) &&
-         GrowTo(&df->tagMap, &df->tagMapSize, MapSize(voices));
+  if (ok && sizes.map > 0) {
+    ok = GrowTo(&df->emptyMap, &df->emptyMapSize, sizes.map) && GrowTo(&df->tagMap, &df->tagMapSize, sizes.map);
   }
-  if (ok && df->synth && df->synth->namesSeparate && layout.editable) {
-    ok = GrowTo(&df->voiceNames, &df->voiceNamesSize, kVoiceNameSize * voices);
-  }
-  const std::uint32_t perVoice = kPatchTextSize * (HasTextPerVoice(layout) ? voices : 1);
-  for (const TextPair& text : kPatchTexts) ok = ok && GrowTo(&(df->*text.pointer), &(df->*text.size), perVoice);
+  if (ok && sizes.names > 0) ok = GrowTo(&df->voiceNames, &df->voiceNamesSize, sizes.names);
+  for (const TextPair& text : kPatchTexts) ok = ok && GrowTo(&(df->*text.pointer), &(df->*text.size), sizes.text);
   for (const PortPair& port : kPortNames) ok = ok && GrowTo(&(df->*port.pointer), &(df->*port.size), kPortNameSize);
   return ok ? 1 : 0;
+}
+
+std::uint64_t ComponentsSize(const DataFile& df) {
+  constexpr std::uint64_t kBuffers = 16;
+  const Components sizes = ComponentsOf(df);
+  return kCommentSize + kFindTextSize + kFileNameSize + kXtraSize + 2ull * sizes.map + sizes.names +
+         std::size(kPatchTexts) * std::uint64_t{sizes.text} + std::size(kPortNames) * kPortNameSize +
+         kBuffers * kBufferSlack;
 }
 
 int MemCmp(const DataFile* a, const DataFile* b) {

@@ -312,6 +312,8 @@ bool ResizeBody(DataFile* dataFile, std::uint32_t newSize);
 // names exist at full size (existing contents are kept, new bytes are zero).  `mode` and `unused` are kept for callers
 // that pass them through.  1 = ok, 0 = memory is short.
 int AddDataFileComponents(DataFile* dataFile, int mode, const void* unused = nullptr);
+// How many bytes that may allocate at most.
+std::uint64_t ComponentsSize(const DataFile& dataFile);
 
 // 0 = same, nonzero = different, -1 = not comparable (other driver or other image size).  Data that differ only outside
 // the data bytes of their first voice count as same.

@@ -37,6 +37,12 @@ bool IsStudioFile(const std::string& name) {
   return AsciiEqualNoCase(name, "Default.PV8") || AsciiEndsWithNoCase(name, ".PV9");
 }
 
+bool HaveDescriptors(const ListFile& list) {
+  return std::all_of(list.members.begin(), list.members.end(), [](const ListMember& member) {
+    return (!member.data || member.data->synth) && (!member.list || HaveDescriptors(*member.list));
+  });
+}
+
 // The name a record has once it was read from or saved as `name`.
 std::string NameToKeep(const DataFile& df, const std::string& name) {
   if (!KeepsFileName(df)) return name;
@@ -92,18 +98,40 @@ Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, F
   Result result = ReadWholeFile(path, *bytes, static_cast<std::size_t>(kMaxContainerSize));
   if (!result.ok()) {
     const bool missing = result.code == kFileMissing || result.code == kFileDenied;
-    result.code = missing ? kDiskNotFound : kDiskReadError;
+    result.code = missing ? kDiskNotFound : result.code == kFileNoMemory ? kDiskNoMemory : kDiskReadError;
   }
   return result;
 }
 
-Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp) {
+namespace {
+
+// Keeps a file that ends early, whose rest may be found yet, before it is replaced.
+Result KeepCutFile(const std::string& path, std::string* kept) {
+  constexpr std::size_t kGroupHead = 8;  // alone it misses everything that the group holds
+  std::vector<std::uint8_t> former;
+  if (!ReadFileHead(path, former, kGroupHead).ok() || MissingBytes(former) == 0) return Result::Success();
+  if (!ReadWholeFile(path, former, static_cast<std::size_t>(kMaxContainerSize)).ok() || MissingBytes(former) == 0)
+    return Result::Success();
+  Result result = KeepBeside(path, kept);
+  if (!result.ok()) result.text += "  The file there ends early and would be lost; save under another name.";
+  return result;
+}
+
+}  // namespace
+
+Result SaveDiskFile(const std::string& path, std::span<const std::uint8_t> bytes, FileStamp* stamp, std::string* kept) {
   AtomicFile file;
   Result result = file.Open(path);
   if (!result.ok()) return Result::Failure(result.text, kDiskCreateError);
   result = file.Write(bytes);
+  std::string beside;
+  if (result.ok()) result = KeepCutFile(path, &beside);
   if (result.ok()) result = file.Commit();
-  if (!result.ok()) return Result::Failure(result.text, kDiskWriteError);
+  if (!result.ok()) {
+    if (!beside.empty()) std::remove(beside.c_str());
+    return Result::Failure(result.text, kDiskWriteError);
+  }
+  if (kept) *kept = beside;
   if (stamp) *stamp = StampOf(path);
   return result;
 }
@@ -152,6 +180,8 @@ void DiskAccess::DiskDirectoryFix(const std::string& dir, bool set) {
 
 void DiskAccess::DiskAccessClose(int& code, const std::string& dir, const std::string& name) {
   const bool quiet = code == kDiskOk || code == kDiskCancelled || code == kDiskKeywordAbsent;
+  if (code == kDiskOk && !missing_.empty()) hooks_->ShowMessage("File Error", missing_);
+  missing_.clear();
   if (code == kDiskNotSet && IsStudioFile(name)) {
     const Result aside = SetAsideBroken(FullPath(name));
     if (!aside.ok()) DebugLog("%s", aside.text.c_str());
@@ -172,6 +202,8 @@ void DiskAccess::DiskAccessClose(int& code, const std::string& dir, const std::s
 int DiskAccess::Load(const std::string& name, std::vector<std::uint8_t>* bytes) {
   const std::string path = FullPath(name);
   const Result result = LoadDiskFile(path, bytes);
+  missing_ = result.ok() ? MissingSentence(path, *bytes) : std::string();
+  endsEarly_ = !missing_.empty();
   // That a file is missing is said by the code.
   if (!result.ok() && (FileExists(path) || FolderExists(path))) reason_ = result.text;
   return result.code;
@@ -214,6 +246,7 @@ int DiskAccess::DiskWrite(int /*kind*/, const std::string& dir, const std::strin
     code = kDiskNoDirectory;
   } else if (!DiskWriteFormAs(&bytes, *df, kept)) {
     code = kDiskWriteError;
+    if (df->synth) reason_ = kTooLargeToWrite;
   } else {
     code = Save(name, bytes);
   }
@@ -246,6 +279,7 @@ int DiskAccess::DiskDataBaseWrite(const std::string& dir, const std::string& nam
   DiskDirectoryFix(dir, true);
   std::vector<std::uint8_t> bytes;
   int code = DiskDataBaseWriteToOpenFile(&bytes, list);
+  if (code != kDiskOk && HaveDescriptors(list)) reason_ = kTooLargeToWrite;
   if (code == kDiskOk) code = Save(name, bytes);
   DiskAccessClose(code, dir, name);
   return code == kDiskOk ? 1 : 0;
@@ -278,19 +312,18 @@ int DiskAccess::DiskLibraryRead(const std::string& dir, const std::string& name,
 int DiskAccess::DiskLibraryWrite(const std::string& dir, const std::string& name, const DataFile* header,
                                  std::span<DataFile* const> members, std::span<const std::uint8_t> info) {
   DiskDirectoryFix(dir, true);
-  std::vector<std::uint8_t> inside;
-  bool ok = !header || DiskWriteForm(&inside, *header, WriteBuffers::kSkipEmpty, ChunkId("PROP"));
-  for (DataFile* member : members) ok = ok && member && DiskWriteForm(&inside, *member);
-  if (!info.empty()) WriteFormSection(&inside, ChunkId("INFO"), info.data(), info.size());
-  ok = ok && inside.size() <= 0xFFFFFFF0;
+  std::vector<std::uint8_t> bytes(12);
+  bool ok = !header || DiskWriteForm(&bytes, *header, WriteBuffers::kSkipEmpty, ChunkId("PROP"));
+  for (DataFile* member : members) ok = ok && member && DiskWriteForm(&bytes, *member);
+  if (!info.empty()) WriteFormSection(&bytes, ChunkId("INFO"), info.data(), info.size());
   int code = kDiskWriteError;
-  if (ok) {
-    std::vector<std::uint8_t> bytes(12);
+  if (ok && bytes.size() <= kMaxContainerSize) {
     StoreBe32(bytes.data(), ChunkId("LIST"));
-    StoreBe32(bytes.data() + 4, static_cast<std::uint32_t>(inside.size() + 4));
+    StoreBe32(bytes.data() + 4, static_cast<std::uint32_t>(bytes.size() - 8));
     StoreBe32(bytes.data() + 8, kListLibrary);
-    bytes.insert(bytes.end(), inside.begin(), inside.end());
     code = Save(name, bytes);
+  } else if (std::all_of(members.begin(), members.end(), [](const DataFile* m) { return m && m->synth; })) {
+    reason_ = kTooLargeToWrite;
   }
   DiskAccessClose(code, dir, name);
   return code == kDiskOk ? 1 : 0;

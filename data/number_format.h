@@ -3,14 +3,13 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "data/data_records.h"
 
 namespace tonalith {
 
-inline constexpr int kNumberFormats = 28;
-extern const char* const kNumberFormatNames[kNumberFormats];
-// Beyond the named ones, which are those of the file format; every other number means plain numbers.
+// 0 to 27 are those of the file format; these are our own.  A number in no table means plain numbers from 1.
 inline constexpr int kNumberFormatMemories = 64;     // IA-1 to ID-8, iA-1 ..., EA-1 ..., eA-1 ...
 inline constexpr int kNumberFormatGroups = 65;       // A11 to A88, B11 ...
 inline constexpr int kNumberFormatLetters = 66;      // A0 to A127, B0 ...
@@ -20,6 +19,13 @@ inline constexpr int kNumberFormatSixteens = 69;     // A-1 to A-16, B-1 ...
 inline constexpr int kNumberFormatInternal = 70;     // I00 to I99
 inline constexpr int kNumberFormatPerformance = 71;  // PF1, PF2 ...
 inline constexpr int kNumberFormatThreeDigits = 72;  // 000 to 999
+inline constexpr int kLastNumberFormat = 72;
+// What a data type without a number format gets.
+inline constexpr int kNumberFormatPlain = 28;
+
+// Every number of the table, in order, to choose from; and what a choice is called, null for a number in no table.
+std::vector<int> NumberFormats();
+const char* NumberFormatName(int number);
 
 // Size of an `out` buffer that takes any name or number text.
 inline constexpr std::size_t kNameBuffer = 264;

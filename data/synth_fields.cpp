@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "data/hex_text.h"
+#include "data/number_format.h"
 
 namespace tonalith {
 
@@ -104,7 +105,7 @@ constexpr SynthField kFields[] = {
     FIELD(reserved252, U8, Never, "Fixed patch names", 0, 255),
     FIELD(reserved253, U8, Never, "Auto-sense driver", 0, 255),
     FIELD(reserved254, Bytes, Never, "", 0, 255),
-    FIELD(numberFormat, U8, Never, "Number format", 0, 27),
+    FIELD(numberFormat, U8, Never, "Number format", 0, kLastNumberFormat),
     FIELD(dataKind, U8, Never, "Kind of data", 0, 30),
     FIELD(patchBayFlags, U8, Never, "Patch bay", 0, 7),
     FIELD(patchBayChannel, U8, Never, "Patch bay channel", 0, 15),

@@ -1,5 +1,6 @@
 #include "document/document.h"
 
+#include <new>
 #include <utility>
 
 #include "data/container.h"
@@ -7,6 +8,14 @@
 #include "platform/path_resolver.h"
 
 namespace tonalith {
+
+namespace {
+
+Result NoMemory() {
+  return Result::Failure("There is not enough memory; the data stays as it is.", kDiskNoMemory);
+}
+
+}  // namespace
 
 Document::~Document() {
   RemoveAutosave();
@@ -54,7 +63,7 @@ Result Document::StepHistory(bool back) {
     return Result::Failure(back ? "There is nothing to undo." : "There is nothing to redo.", kDocumentNothingToDo);
   }
   if (!(back ? history_.Undo() : history_.Redo())) {
-    return Result::Failure("There is not enough memory; the data stays as it is.", kDiskNoMemory);
+    return NoMemory();
   }
   status_ = (back ? "Undo " : "Redo ") + name;
   Tell(DocumentChange::Kind::Everything);
@@ -80,9 +89,27 @@ std::string Document::CannotWrite(const std::string& /*path*/, const std::string
 }
 
 Result Document::TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
-  if (Result read = ReadBytes(bytes, path); !read.ok()) return read;
+  const std::string former = std::exchange(loadNotice_, {});
+  Result read;
+  try {
+    read = ReadBytes(bytes, path);
+  } catch (const std::bad_alloc&) {
+    read = NoMemory();
+  }
+  if (!read.ok()) {
+    loadNotice_ = former;
+    return read;
+  }
   history_.Reset();
   return Result::Success();
+}
+
+Result Document::BytesToWrite(const std::string& path, std::vector<std::uint8_t>* bytes) {
+  try {
+    return WriteBytes(path, bytes);
+  } catch (const std::bad_alloc&) {
+    return NoMemory();
+  }
 }
 
 Result Document::Load(const std::string& path) {
@@ -115,16 +142,17 @@ Result Document::Save(const std::string& path, SaveOptions options) {
                            kDocumentFileChanged);
   }
   std::vector<std::uint8_t> bytes;
-  if (Result written = WriteBytes(target, &bytes); !written.ok()) return written;
+  if (Result written = BytesToWrite(target, &bytes); !written.ok()) return written;
   FileStamp stamp;
-  if (const Result saved = SaveDiskFile(target, bytes, &stamp); !saved.ok()) {
+  std::string kept;
+  if (const Result saved = SaveDiskFile(target, bytes, &stamp, &kept); !saved.ok()) {
     return Result::Failure(CannotWrite(target, saved.text), saved.code);
   }
   path_ = target;
   stamp_ = stamp;
   FileWritten(target);
   history_.MarkSaved();
-  status_ = "Saved";
+  status_ = kept.empty() ? "Saved" : "Saved; the file that was shorter than it says is kept as " + kept;
   RemoveAutosave();
   Tell(DocumentChange::Kind::State);
   return Result::Success();
@@ -134,7 +162,7 @@ Result Document::SaveCopy(const std::string& path) {
   if (path == path_) return Save(path);
   if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
   std::vector<std::uint8_t> bytes;
-  if (Result written = WriteBytes(path, &bytes); !written.ok()) return written;
+  if (Result written = BytesToWrite(path, &bytes); !written.ok()) return written;
   const Result saved = SaveDiskFile(path, bytes);
   return saved.ok() ? saved : Result::Failure(CannotWrite(path, saved.text), saved.code);
 }
@@ -151,7 +179,7 @@ Result Document::Autosave(RecoveryFolder& folder) {
   const bool kept = !autosaveFile_.empty();
   if (kept && autosavedState_ == history_.State() && autosavedChanges_ == changes_) return Result::Success();
   std::vector<std::uint8_t> bytes;
-  if (Result written = WriteBytes(path_, &bytes); !written.ok()) return written;
+  if (Result written = BytesToWrite(path_, &bytes); !written.ok()) return written;
   RecoverableFile about{autosaveFile_, Kind(), path_, Title(), 0, stamp_};
   if (Result result = folder.Keep(&about, bytes); !result.ok()) return result;
   recovery_ = &folder;

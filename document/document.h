@@ -94,12 +94,15 @@ class Document {
 
   // Replaces the content and forgets the history.  On failure the document is as it was.
   Result Load(const std::string& path);
+  // What the user has to know about the file that was read: a sentence, or empty.
+  const std::string& LoadNotice() const { return loadNotice_; }
 
   struct SaveOptions {
     bool overChangedFile = false;  // also when the file is not the one that was read
   };
   // Writes the file as a whole (an empty path: its own); only when that has succeeded the document changes: path, what
-  // the record says about its file, the mark of the saved state.  The former file stays when anything fails.
+  // the record says about its file, the mark of the saved state.  The former file stays when anything fails; one that
+  // ends early is kept beside the new one (StatusText says its name).
   Result Save(const std::string& path, SaveOptions options);
   Result Save(const std::string& path = {}) { return Save(path, SaveOptions{}); }
   // Writes another file; the document keeps its own path and stays as modified as it was.  Its own path: as Save.
@@ -131,7 +134,8 @@ class Document {
   // The bytes of a file.  `path` is where they are going; a record that names its own file names that one.  The
   // document must not change: the write may fail yet.
   virtual Result WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) = 0;
-  // Takes over the content.  On failure nothing has changed.  `path` is the file's, for sentences.
+  // Takes over the content.  On failure nothing has changed.  `path` is the file's, for sentences.  May call
+  // SetLoadNotice.
   virtual Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) = 0;
   // The file `path` holds the content now.
   virtual void FileWritten(const std::string& /*path*/) {}
@@ -142,10 +146,13 @@ class Document {
   // Content was changed by other means than the history.
   void MarkChanged();
   void SetStatus(const std::string& text) { status_ = text; }
+  void SetLoadNotice(const std::string& sentence) { loadNotice_ = sentence; }
   void Tell(DocumentChange::Kind kind, int item = -1) { listeners_.Tell({kind, item}); }
 
  private:
   Result StepHistory(bool back);
+  // WriteBytes, for which the memory may be short.
+  Result BytesToWrite(const std::string& path, std::vector<std::uint8_t>* bytes);
   Result TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path);
 
   History history_;
@@ -153,6 +160,7 @@ class Document {
   std::string path_;
   FileStamp stamp_;
   std::string status_;
+  std::string loadNotice_;
   std::string busyReason_;
   bool busy_ = false;
   RecoveryFolder* recovery_ = nullptr;

@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <istream>
+#include <new>
 
 #include "platform/path_resolver.h"
 #include "platform/save_target.h"
@@ -22,7 +24,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::size_t kWriteBuffer = 1 << 16;
+constexpr std::size_t kBlock = 1 << 16;
 
 std::string TemporaryName(const std::string& target) {
   static std::atomic<unsigned> counter{0};
@@ -88,40 +90,100 @@ int OpenWithoutWaiting(const std::string& path, int flags) {
   return fd;
 }
 
+// Why something that is no ordinary file is not read; null: it is one.  Pipes and devices may wait for ever or never
+// end.
+const char* WhyNotRead(const struct stat& info) {
+  if (S_ISREG(info.st_mode)) return nullptr;
+  if (S_ISDIR(info.st_mode)) return "it is a folder";
+  if (S_ISFIFO(info.st_mode)) return "it is a pipe, not a file";
+  if (S_ISSOCK(info.st_mode)) return "it is a socket, not a file";
+  return "it is a device, not a file";
+}
+
+Result NotAFile(const std::string& path, const char* why) {
+  return Result::Failure(Printf("Cannot open %s: %s.", path.c_str(), why), kFileNotRegular);
+}
+
+Result NoMemoryFor(const std::string& source) {
+  return Result::Failure("There is not enough memory to read " + source + ".", kFileNoMemory);
+}
+
+Result TooLarge(const std::string& source, std::size_t limit) {
+  return Result::Failure(Printf("%s is too large (more than %zu bytes).", source.c_str(), limit), kFileTooLarge);
+}
+
+// Appends all that `read` gives (bytes put at a place of a size; 0: the end, negative: an error in errno).  `expected`
+// is how much there seems to be: one byte more shows the end without growing.
+template <typename Container, typename Read>
+Result Drain(const std::string& source, Container& out, std::size_t expected, std::size_t limit, const Read& read) {
+  std::size_t used = 0;
+  out.resize(expected > 0 ? expected + 1 : kBlock);
+  for (;;) {
+    const ssize_t count = read(out.data() + used, out.size() - used);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return FileFailure("read", source, errno);
+    if (count == 0) break;
+    used += static_cast<std::size_t>(count);
+    if (used > limit) return TooLarge(source, limit);
+    if (used == out.size()) out.resize(std::min(used * 2, limit + 1));
+  }
+  out.resize(used);
+  return Result::Success();
+}
+
+template <typename Container, typename Read>
+Result DrainOrClear(const std::string& source, Container& out, std::size_t expected, std::size_t limit,
+                    const Read& read) {
+  Result result;
+  try {
+    result = Drain(source, out, expected, limit, read);
+  } catch (const std::bad_alloc&) {
+    result = NoMemoryFor(source);
+  }
+  if (!result) Container().swap(out);
+  return result;
+}
+
+enum class Extent { kWhole, kHead };
+
+// A whole file of at most `limit` bytes, or that many of its first.
 template <typename Container>
-Result ReadInto(const std::string& path, Container& out, std::size_t limit) {
+Result ReadInto(const std::string& path, Container& out, std::size_t limit, Extent extent = Extent::kWhole) {
   out.clear();
+  struct stat info {};
+  // Looked at first: opening alone already does something to some devices.
+  if (::stat(path.c_str(), &info) != 0) return FileFailure("open", path, errno);
+  if (const char* why = WhyNotRead(info)) return NotAFile(path, why);
   const int fd = OpenWithoutWaiting(path, O_RDONLY);
   if (fd < 0) return FileFailure("open", path, errno);
-  struct stat info {};
   Result result;
   if (::fstat(fd, &info) != 0) {
     result = FileFailure("open", path, errno);
-  } else if (S_ISDIR(info.st_mode)) {
-    result = FileFailure("open", path, EISDIR);
-  } else if (S_ISREG(info.st_mode) && info.st_size > static_cast<off_t>(limit)) {
-    result = Result::Failure(Printf("%s is too large (more than %zu bytes).", path.c_str(), limit), kFileTooLarge);
+  } else if (const char* why = WhyNotRead(info)) {
+    result = NotAFile(path, why);
+  } else if (extent == Extent::kHead) {
+    out.resize(limit);
+    ssize_t count = 0;
+    do count = ::read(fd, out.data(), out.size());
+    while (count < 0 && errno == EINTR);
+    if (count < 0) result = FileFailure("read", path, errno);
+    out.resize(static_cast<std::size_t>(std::max<ssize_t>(0, count)));
+  } else if (info.st_size > static_cast<off_t>(limit)) {
+    result = TooLarge(path, limit);
   } else {
-    // One byte more than the file has shows its end without growing; pipes and devices grow step by step.
-    std::size_t used = 0;
-    const bool regular = S_ISREG(info.st_mode) && info.st_size > 0;
-    out.resize(regular ? static_cast<std::size_t>(info.st_size) + 1 : kWriteBuffer);
-    for (;;) {
-      const ssize_t count = ::read(fd, out.data() + used, out.size() - used);
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) result = FileFailure("read", path, errno);
-      if (count <= 0) break;
-      used += static_cast<std::size_t>(count);
-      if (used > limit) {
-        result = Result::Failure(Printf("%s is too large (more than %zu bytes).", path.c_str(), limit), kFileTooLarge);
-        break;
-      }
-      if (used == out.size()) out.resize(std::min(used * 2, limit + 1));
-    }
-    out.resize(result ? used : 0);
+    result = DrainOrClear(path, out, static_cast<std::size_t>(info.st_size), limit,
+                          [fd](void* to, std::size_t size) { return ::read(fd, to, size); });
   }
   ::close(fd);
   return result;
+}
+
+template <typename Container>
+Result ReadStreamInto(std::istream& in, const std::string& source, Container& out, std::size_t limit) {
+  return DrainOrClear(source, out, 0, limit, [&in](void* to, std::size_t size) {
+    in.read(static_cast<char*>(to), static_cast<std::streamsize>(size));
+    return static_cast<ssize_t>(in.gcount());
+  });
 }
 
 }  // namespace
@@ -179,6 +241,7 @@ void AtomicFile::Discard() {
 Result AtomicFile::Open(const std::string& path, unsigned mode) {
   Discard();
   failed_ = {};
+  written_ = 0;
   asked_ = path;
   direct_ = false;
   const SaveTarget found = FindSaveTarget(path);
@@ -218,14 +281,22 @@ Result AtomicFile::Open(const std::string& path, unsigned mode) {
     if (::fchmod(fd_, old.st_mode & 07777) != 0) errno = 0;
   }
   ::flock(fd_, LOCK_EX | LOCK_NB);
-  buffer_.reserve(kWriteBuffer);
+  buffer_.reserve(kBlock);
   return Result::Success();
 }
 
 Result AtomicFile::Write(std::span<const std::uint8_t> bytes) {
   if (!failed_) return failed_;
   if (fd_ < 0) return Result::Failure("The file is not open.");
-  if (buffer_.size() + bytes.size() < kWriteBuffer) {
+  if (bytes.size() > kMaxWholeFile - written_) {
+    failed_ = Result::Failure(Printf("Cannot write %s: it would have more than %zu MiB, and no larger file is read.",
+                                     asked_.c_str(), kMaxWholeFile >> 20),
+                              kFileTooLarge);
+    Discard();
+    return failed_;
+  }
+  written_ += bytes.size();
+  if (buffer_.size() + bytes.size() < kBlock) {
     buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
     return Result::Success();
   }
@@ -261,7 +332,7 @@ Result AtomicFile::CopyToNamed() {
   const int named = ::open(name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, info.st_mode & 07777);
   if (named < 0) return Fail("write", errno);
   temporary_ = name;
-  std::vector<std::uint8_t> block(kWriteBuffer);
+  std::vector<std::uint8_t> block(kBlock);
   ::flock(named, LOCK_EX | LOCK_NB);
   bool good = true;
   if (::fchmod(named, info.st_mode & 07777) != 0) errno = 0;
@@ -324,6 +395,18 @@ Result ReadWholeFile(const std::string& path, std::string& out, std::size_t limi
   return ReadInto(path, out, limit);
 }
 
+Result ReadFileHead(const std::string& path, std::vector<std::uint8_t>& out, std::size_t count) {
+  return ReadInto(path, out, count, Extent::kHead);
+}
+
+Result ReadWholeStream(std::istream& in, const std::string& source, std::vector<std::uint8_t>& out, std::size_t limit) {
+  return ReadStreamInto(in, source, out, limit);
+}
+
+Result ReadWholeStream(std::istream& in, const std::string& source, std::string& out, std::size_t limit) {
+  return ReadStreamInto(in, source, out, limit);
+}
+
 bool FileExists(const std::string& path) {
   struct stat info {};
   return ::stat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
@@ -353,6 +436,21 @@ Result SetAsideBroken(const std::string& path, std::string* name) {
   if (::rename(path.c_str(), aside.c_str()) != 0) return FileFailure("rename", path, errno);
   if (name) *name = aside;
   return Result::Success();
+}
+
+Result KeepBeside(const std::string& path, std::string* name) {
+  for (int i = 1; i < 1000; ++i) {
+    const std::string beside = path + "~" + (i > 1 ? std::to_string(i) : std::string());
+    struct stat info {};
+    if (::lstat(beside.c_str(), &info) == 0) continue;
+    if (::linkat(AT_FDCWD, path.c_str(), AT_FDCWD, beside.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+      if (errno == EEXIST) continue;
+      if (const Result copied = CopyFileAtomically(path, beside); !copied) return copied;
+    }
+    if (name) *name = beside;
+    return Result::Success();
+  }
+  return Result::Failure("There are too many kept files beside " + path + ".");
 }
 
 }  // namespace tonalith

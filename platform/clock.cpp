@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <chrono>
 
+#include "platform/log.h"
+#include "platform/short_memory.h"
+
 namespace tonalith {
 
 namespace {
@@ -84,7 +87,7 @@ WorkerThread::WorkerThread(Clock& clock, std::function<void()> work)
   clock.ThreadBegins(false);
   thread_ = std::thread([&clock, ending = ending_, run = std::move(work)] {
     ++announcedHere;
-    run();
+    if (!WithMemory(run)) MonitorMsg("%s", kShortMemory);
     --announcedHere;
     const std::lock_guard guard(ending->mutex);
     ending->ended = true;

@@ -64,7 +64,8 @@ class ClockThread {
 };
 
 // A thread that is announced from the moment it is started.  Joining lets virtual time go on meanwhile.
-// Joined by the destructor at the latest.
+// Joined by the destructor at the latest.  Work that runs out of memory ends, which is logged; who waits for what the
+// work was to hand back sees to that itself.
 class WorkerThread {
  public:
   WorkerThread() = default;

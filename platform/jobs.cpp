@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "platform/log.h"
+#include "platform/short_memory.h"
+
 namespace tonalith {
 
 // --- Dispatcher ------------------------------------------------------------------------------------------------------
@@ -77,10 +80,18 @@ bool Dispatcher::Call(const std::function<void()>& call, const CancelToken& canc
         if (state->stage != Stage::Waiting) return;
         state->stage = Stage::Running;
       }
+      // Who waits must be told even when the call ends with an exception.
+      struct End {
+        Shot& shot;
+        Stage stage = Stage::Abandoned;
+        ~End() {
+          std::lock_guard guard(shot.state->mutex);
+          shot.state->stage = stage;
+          shot.owner.finished_.NotifyAll();
+        }
+      } end{*this};
       (*call)();
-      std::lock_guard guard(state->mutex);
-      state->stage = Stage::Done;
-      owner.finished_.NotifyAll();
+      end.stage = Stage::Done;
     }
   };
   auto state = std::make_shared<State>();
@@ -92,7 +103,7 @@ bool Dispatcher::Call(const std::function<void()>& call, const CancelToken& canc
     state->stage = Stage::Abandoned;
     return false;
   }
-  if (state->stage == Stage::Running) finished_.Wait(lock, [&] { return state->stage == Stage::Done; });
+  if (state->stage == Stage::Running) finished_.Wait(lock, [&] { return state->stage >= Stage::Done; });
   return state->stage == Stage::Done;
 }
 
@@ -107,8 +118,10 @@ std::size_t Dispatcher::RunQueued() {
     const std::function<void()> others = ran == 0 && !queue_.empty() ? wakeUp_ : nullptr;
     lock.unlock();
     if (others) others();
-    if (!entry.guarded || !entry.receiver.expired()) entry.call();
+    const bool lives = !entry.guarded || !entry.receiver.expired();
+    const bool enough = !lives || WithMemory([&entry] { entry.call(); });
     entry = {};
+    if (!enough) SayShortMemory();
     lock.lock();
   }
   // What was posted meanwhile did not find the queue empty: ask to be called again.
@@ -116,6 +129,19 @@ std::size_t Dispatcher::RunQueued() {
   lock.unlock();
   if (wakeUp) wakeUp();
   return ran;
+}
+
+void Dispatcher::SetShortMemory(std::function<void()> tell) {
+  std::lock_guard guard(mutex_);
+  shortMemory_ = std::move(tell);
+}
+
+void Dispatcher::SayShortMemory() {
+  MonitorMsg("%s", kShortMemory);
+  std::unique_lock lock(mutex_);
+  const auto tell = shortMemory_;
+  lock.unlock();
+  if (tell) tell();
 }
 
 bool Dispatcher::RunUntil(const std::function<bool()>& done, std::int64_t deadlineUs, const CancelToken& cancel) {
@@ -173,7 +199,7 @@ void Jobs::Loop() {
     queue_.pop_front();
     const auto place = running_.insert(running_.end(), item.cancel);
     lock.unlock();
-    if (!item.cancel.Cancelled()) item.work(item.cancel);
+    if (!item.cancel.Cancelled() && !WithMemory([&item] { item.work(item.cancel); })) MonitorMsg("%s", kShortMemory);
     item.work = nullptr;
     lock.lock();
     running_.erase(place);

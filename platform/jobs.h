@@ -71,6 +71,8 @@ class Dispatcher {
   // Called (from any thread, must not block) when the queue was empty and something is put in.
   void SetWakeUp(std::function<void()> wakeUp);
   void SetTargetThread(std::thread::id thread);
+  // Called on the target thread when a queued call was given up for want of memory (it is logged in any case).
+  void SetShortMemory(std::function<void()> tell);
   bool OnTargetThread() const;
 
   // False when the dispatcher is closed: the call is dropped.
@@ -80,8 +82,8 @@ class Dispatcher {
   bool PostTo(Receiver::Token receiver, Task call);
 
   // Runs a call on the target thread and waits for it (at once when already there).  False when it was not run because
-  // the dispatcher closed, the token was cancelled or the time (milliseconds, -1: none) was over before it began; once
-  // begun it is always waited for.
+  // the dispatcher closed, the token was cancelled or the time (milliseconds, -1: none) was over before it began, or
+  // not to its end because memory was short; once begun it is always waited for.
   bool Call(const std::function<void()>& call, const CancelToken& cancel, std::int64_t timeoutMs = -1);
   bool Call(const std::function<void()>& call) { return Call(call, CancelToken()); }
 
@@ -100,6 +102,7 @@ class Dispatcher {
     Task call;
   };
   bool Push(Entry entry);
+  void SayShortMemory();
 
   Clock& clock_;
   mutable std::mutex mutex_;
@@ -107,6 +110,7 @@ class Dispatcher {
   WaitPoint finished_;
   std::deque<Entry> queue_;
   std::function<void()> wakeUp_;
+  std::function<void()> shortMemory_;
   std::thread::id target_;
   bool closed_ = false;
 };
@@ -120,7 +124,8 @@ class Jobs {
   Jobs(const Jobs&) = delete;
   Jobs& operator=(const Jobs&) = delete;
 
-  // Queues work; it gets the job's own token, which is also returned and is cancelled by StopAll.
+  // Queues work; it gets the job's own token, which is also returned and is cancelled by StopAll.  Work that runs out
+  // of memory is given up and logged.
   CancelToken Start(std::function<void(const CancelToken&)> work);
 
   // The same with a result: `done(value)` is called on the dispatcher's target thread, if the receiver still lives and

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "platform/log.h"
+#include "platform/short_memory.h"
 #include "script/interpreter.h"
 #include "script/services_line.h"
 #include "script/transfer_engine_events.h"
@@ -342,11 +343,7 @@ int TransferEngine::StartReceive(const TransferRequest& request, std::shared_ptr
   if (reserves) portsInUse_.Add(port);
   if (request.observer && !request.quiet) request.observer->opened(transfer->View(), request.showWindow);
   const auto work = [this, run, prepared, reserves, port] {
-    if (prepared) {
-      run->Receive();
-    } else {
-      run->result().code = transfer_code::kNoMemory;
-    }
+    if (!prepared || !WithMemory([&run] { run->Receive(); })) run->ShortMemory();
     if (reserves) ClearPortReceiveState(port);
     run->Finish();
   };
@@ -380,11 +377,7 @@ int TransferEngine::StartTransmit(const TransferRequest& request, std::shared_pt
     OpenZKMidiOutStatus(port, df->synth->fileSize);
   }
   const auto work = [this, run, prepared, counts, port] {
-    if (prepared) {
-      run->Transmit();
-    } else {
-      run->result().code = transfer_code::kNoMemory;
-    }
+    if (!prepared || !WithMemory([&run] { run->Transmit(); })) run->ShortMemory();
     if (counts) out_->MidiOutEndModal(port);
     run->Finish();
   };

@@ -408,7 +408,17 @@ void TransferRun::Transmit() {
   });
 }
 
+// The transfer ends where it is, for want of memory.
+void TransferRun::ShortMemory() {
+  context_.patchDone = {};
+  if (synth_) engine_.services().SetSysXCancel(synth_->midiInPort, {}, synth_->midiOutPort);
+  result_.ok = false;
+  result_.result = 0;
+  result_.code = failure_ = transfer_code::kNoMemory;
+}
+
 TransferCause TransferRun::CauseOf(TransferOperation operation, int r) const {
+  if (r == transfer_code::kNoMemory) return TransferCause::kCode;
   const bool receive = operation == TransferOperation::kReceive;
   if (context_.portGone) {
     const bool wasThere = receive ? !transfer_->inPortName_.empty() : !transfer_->outPortName_.empty();

@@ -23,6 +23,7 @@ class TransferRun {
   void Receive();
   void ReceivePatch(int patch);
   void Transmit();
+  void ShortMemory();
   // Frees the DataFile, tells the observer.
   void Finish();
 

@@ -187,11 +187,12 @@ void Program::ConfigBasics() {
   parts_->paths.ConfigBasics();
 }
 
-void Program::LoadConfig() {
+Result Program::LoadConfig() {
   const Paths& paths = parts_->paths;
-  parts_->settings.MainLoadConfig(paths.BuildConfigFilename(), paths.MainGetPreferencesIni(),
-                                  paths.MainGetPreferencesPath());
+  Result loaded = parts_->settings.MainLoadConfig(paths.BuildConfigFilename(), paths.MainGetPreferencesIni(),
+                                                  paths.MainGetPreferencesPath());
   if (parts_->midi) parts_->midi->LoadConfig();
+  return loaded;
 }
 
 Result Program::SaveConfig() {

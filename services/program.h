@@ -98,7 +98,8 @@ class Program {
 
   // ---- start and end
   void ConfigBasics();  // folders and paths
-  void LoadConfig();
+  // The usual settings are in place when it fails; the sentence is for the user.
+  Result LoadConfig();
   Result SaveConfig();
   void OpenMidiPorts();
   void CloseMidiPorts();

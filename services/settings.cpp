@@ -286,27 +286,31 @@ void Settings::RemoveListener(int id) {
   std::erase_if(listeners_, [id](const auto& entry) { return entry.first == id; });
 }
 
-void Settings::MainLoadConfig(const std::string& cfgName, const std::string& iniName,
-                              const std::string& preferencesPath) {
+Result Settings::MainLoadConfig(const std::string& cfgName, const std::string& iniName,
+                                const std::string& preferencesPath) {
   const IniFile ini(iniName);
   Config loaded;
   InitConfig(loaded, ini, preferencesPath);
   const std::string path = VersionedConfigName(cfgName);
   std::vector<std::uint8_t> record;
   const Result read = ReadWholeFile(path, record);
+  Result result;
   if (read.ok() ? !ReadConfigRecord(record, &loaded) : read.code == kFileTooLarge) {
     std::string aside;
     const Result kept = SetAsideBroken(path, &aside);
-    DebugLog("%s is not a configuration file of this program; %s", path.c_str(),
-             kept.ok() ? ("it was kept as " + aside).c_str() : kept.text.c_str());
+    result = Result::Failure("The settings in " + path +
+                             " are damaged or of another program, so the usual ones are used.  " +
+                             (kept.ok() ? "The file was kept as " + aside + "." : kept.text));
   } else if (!read.ok() && read.code != kFileMissing) {
-    DebugLog("%s", read.text.c_str());
+    result = Result::Failure("The settings could not be read, so the usual ones are used.  " + read.text);
   }
+  if (!result.ok()) DebugLog("%s", result.text.c_str());
   {
     std::lock_guard guard(mutex_);
     midiDelay_ = std::max(0, ini.GetInt("Preferences", "MIDIDelay", kDefaultMidiDelay));
   }
   Assign(loaded);
+  return result;
 }
 
 Result Settings::SaveConfig(const std::string& cfgName) const {

@@ -142,8 +142,10 @@ class Settings {
   void RemoveListener(int id);
 
   // Defaults, keys of the preferences file, then the user's saved record; at last the pacing values are handed over.
-  // A saved record counts as far as it goes; one that ReadConfigRecord does not take is kept as NAME.broken.
-  void MainLoadConfig(const std::string& cfgName, const std::string& iniName, const std::string& preferencesPath = {});
+  // A saved record counts as far as it goes; one that ReadConfigRecord does not take is kept as NAME.broken, which the
+  // failure says.
+  Result MainLoadConfig(const std::string& cfgName, const std::string& iniName,
+                        const std::string& preferencesPath = {});
   Result SaveConfig(const std::string& cfgName) const;
   // "MIDIDelay" of the preferences file: milliseconds between the messages of one send; 200 when missing.
   int MidiDelay() const;

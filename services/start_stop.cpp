@@ -88,7 +88,7 @@ bool StartStop::InitInstance() {
   Say("CZKApp::InitInstance Debug mode set from command line");
   host_.SetDisplayName("Tonalith");
   program_->ConfigBasics();
-  program_->LoadConfig();
+  settingsProblem_ = program_->LoadConfig().text;
   const Paths& paths = program_->paths();
   host_.InitialiseComponents();
   OwlMain();
@@ -136,6 +136,7 @@ bool StartStop::InitInstance() {
 // What needs the frame: ports first, because the studio looks its instruments' ports up by name, and the studio before
 // the windows that refer to it.
 void StartStop::AfterShow() {
+  if (!settingsProblem_.empty()) program_->prompts().Say("Tonalith", settingsProblem_);
   program_->OpenMidiPorts();
   host_.AskForPorts();
   if (StudioHost* studio = program_->studio()) studio->DrvLoadSetup(0);

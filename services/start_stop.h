@@ -96,6 +96,7 @@ class StartStop {
 
   StartStopHost& host_;
   CommandLine commandLine_;
+  std::string settingsProblem_;  // what the user is told once the main window is there
   std::unique_ptr<Program> program_;
   bool frameMade_ = false;
   bool quiet_ = false;

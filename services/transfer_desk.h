@@ -204,7 +204,7 @@ class TransferDesk {
   bool BeginTransfer(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   bool BeginMessages(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   void WatchPort(const Job& job, std::shared_ptr<const std::vector<DeskMessage>> messages);
-  void HandedOver(const Job& job, int messages, int total);
+  void HandedOver(const Job& job, int messages, int total, bool enoughMemory);
   void Answered(const Job& job);
   void Progress(const Job& job, int done, int total);
   void TransferClosed(const Job& job, const TransferResult& result);

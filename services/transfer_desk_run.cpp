@@ -1,5 +1,7 @@
 #include <utility>
 
+#include "platform/short_memory.h"
+#include "script/protocols/protocol_line.h"
 #include "services/transfer_desk.h"
 
 namespace tonalith {
@@ -120,13 +122,15 @@ void TransferDesk::WatchPort(const Job& job, std::shared_ptr<const std::vector<D
       bool all = true;
       int sent = 0;
       const auto total = static_cast<int>(messages->size());
-      while (all && sent < total) {
-        const DeskMessage& message = (*messages)[static_cast<std::size_t>(sent)];
-        if (message.waitMs > 0) midi.MidiOutDelay(out->slot(), message.waitMs);
-        all = out->Alive() && !stop.Cancelled() && midi.SendDataPort(message.bytes, out->slot(), options) > 0;
-        if (all) post([this, job, done = ++sent, total] { Progress(job, done, total); });
-      }
-      post([this, job, sent, total] { HandedOver(job, sent, total); });
+      const bool enough = WithMemory([&] {
+        while (all && sent < total) {
+          const DeskMessage& message = (*messages)[static_cast<std::size_t>(sent)];
+          if (message.waitMs > 0) midi.MidiOutDelay(out->slot(), message.waitMs);
+          all = out->Alive() && !stop.Cancelled() && midi.SendDataPort(message.bytes, out->slot(), options) > 0;
+          if (all) post([this, job, done = ++sent, total] { Progress(job, done, total); });
+        }
+      });
+      post([this, job, sent, total, enough] { HandedOver(job, sent, total, enough); });
     }
     while (out->Alive() && !stop.Cancelled() && !out->WaitIdle(kLookMs, &stop)) {
     }
@@ -138,11 +142,12 @@ void TransferDesk::WatchPort(const Job& job, std::shared_ptr<const std::vector<D
   job->thread_ = WorkerThread(engine_.clock(), work);
 }
 
-void TransferDesk::HandedOver(const Job& job, int messages, int total) {
-  const bool all = messages == total;
+void TransferDesk::HandedOver(const Job& job, int messages, int total, bool enoughMemory) {
+  const bool all = messages == total && enoughMemory;
   job->begun_ = messages > 0;
   job->outcome_.ok = all && !job->cut_;
-  if (!all) job->outcome_.cause = TransferCause::kPortFailed;
+  if (!all) job->outcome_.cause = enoughMemory ? TransferCause::kPortFailed : TransferCause::kCode;
+  if (!enoughMemory) job->outcome_.code = transfer_code::kNoMemory;
   if (job->outcome_.ok) TellState(job, DeskState::kHandedOver);
 }
 

@@ -55,6 +55,12 @@ bool TransferFiles::PortIsThere(int port) {
   return false;
 }
 
+// Half of a dump must not reach an instrument.
+bool TransferFiles::IsWhole() {
+  if (disk_.EndsEarly()) prompts_.Say(kSendTitle, "A file that is not whole is not sent.");
+  return !disk_.EndsEarly();
+}
+
 // Parts that are switched off stay out.
 void TransferFiles::AddPart(DataFilePtr dataFile, int port, DeskRequest* request) {
   if (dataFile->xtra && dataFile->xtra->isInactive) {
@@ -71,7 +77,7 @@ void TransferFiles::AddPart(DataFilePtr dataFile, int port, DeskRequest* request
 bool TransferFiles::DiskTransmit(const std::string& path, int port) {
   DataFilePtr dataFile(AllocDataFile());
   if (!dataFile || !disk_.DiskRead(1, FolderOf(path), FileNameOf(path), {}, dataFile.get(), 1)) return false;
-  if (!PortIsThere(port)) return false;
+  if (!IsWhole() || !PortIsThere(port)) return false;
   DeskRequest request;
   request.file = FileNameOf(path);
   AddPart(std::move(dataFile), port, &request);
@@ -87,7 +93,7 @@ bool TransferFiles::DiskDBTransmit(const std::string& path, int port) {
     prompts_.Say(kSendTitle, path + "\n\nThere is nothing in this file that could be sent.");
     return false;
   }
-  if (!PortIsThere(port)) return false;
+  if (!IsWhole() || !PortIsThere(port)) return false;
   DeskRequest request;
   request.file = FileNameOf(path);
   for (DataFilePtr& part : parts) AddPart(std::move(part), port, &request);
@@ -96,7 +102,10 @@ bool TransferFiles::DiskDBTransmit(const std::string& path, int port) {
 
 bool TransferFiles::MidiXTransmit(const std::string& path, int port) {
   std::vector<std::uint8_t> bytes;
-  if (!ReadWholeFile(path, bytes).ok() || bytes.empty()) return false;
+  if (const Result read = ReadWholeFile(path, bytes); !read.ok() || bytes.empty()) {
+    if (read.code == kFileNotRegular) prompts_.Say(kSendTitle, read.text);
+    return false;
+  }
   return SendMidiX(bytes, port, FileNameOf(path));
 }
 
@@ -123,8 +132,8 @@ bool TransferFiles::SendMidiX(std::span<const std::uint8_t> bytes, int port, con
 
 bool TransferFiles::SMFTransmit(const std::string& path, int port) {
   ZKSMFFile file;
-  if (!file.LoadSMFFile(path).ok()) {
-    prompts_.Say(kSendTitle, "File Open Error!");
+  if (const Result read = file.LoadSMFFile(path); !read.ok()) {
+    prompts_.Say(kSendTitle, read.code == kFileNotRegular ? read.text : "File Open Error!");
     return false;
   }
   const auto messages = file.ProcessSysXData();

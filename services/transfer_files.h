@@ -42,6 +42,7 @@ class TransferFiles {
 
  private:
   bool PortIsThere(int port);
+  bool IsWhole();
   static void AddPart(DataFilePtr dataFile, int port, DeskRequest* request);
   bool Start(DeskRequest request);
 

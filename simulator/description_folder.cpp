@@ -1,8 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
+#include "platform/atomic_file.h"
 #include "simulator/description.h"
 
 #ifndef TONALITH_SIMULATOR_DIR
@@ -11,10 +10,14 @@
 
 namespace tonalith {
 
+namespace {
+constexpr std::size_t kMaxDescriptionFile = std::size_t{4} << 20;
+}
+
 DescriptionResult LoadDescription(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return {std::nullopt, "The instrument description " + file.string() + " cannot be read."};
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::string text;
+  if (const Result read = ReadWholeFile(file.string(), text, kMaxDescriptionFile); !read.ok())
+    return {std::nullopt, "The instrument description cannot be read.  " + read.text};
   return ParseDescription(text, file.filename().string());
 }
 

@@ -105,7 +105,9 @@ std::unique_ptr<ZKDrvList> InstrumentLoader::DrvLoadDriver(const std::string& dr
       [this](const std::string& title, const std::string& text) { ModuleProblem(title, text, false); });
   const auto found = FindPath(folder.string(), driverFile, PathTrust::Untrusted);
   const std::string name = found ? FileNameOf(*found) : driverFile;
-  if (!DiskAccess(&hooks).DiskRead(0, folder.string(), name, {}, data.get(), 0) || !data->synth) {
+  DiskAccess disk(&hooks);
+  // Half a script must not be run.
+  if (!disk.DiskRead(0, folder.string(), name, {}, data.get(), 0) || disk.EndsEarly() || !data->synth) {
     ModuleProblem(kProblemTitle, "Internal Error. TZKDrvList::DrvLoadDriver DiskRead failed to load driver", false);
     return nullptr;
   }

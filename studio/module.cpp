@@ -255,7 +255,7 @@ void ModuleBuilder::FillDefaults(TypeBuild* build) {
   if (!build->IsSet("startsEmpty")) s.startsEmpty = 1;
   if (!build->IsSet("sysExChannelMax")) s.sysExChannelMax = 15;
   if (!build->IsSet("dataKind")) s.dataKind = s.numVoices > 1 ? 2 : 1;
-  if (!build->IsSet("numberFormat")) s.numberFormat = 28;
+  if (!build->IsSet("numberFormat")) s.numberFormat = kNumberFormatPlain;
   if (!build->IsSet("patchMax")) SetPatchMax(&s, static_cast<int>(std::min<std::uint32_t>(s.numVoices - 1, 65535)));
   s.sysExChannel = s.sysExChannelDefault;
   s.midiChannel = s.midiChannelDefault;

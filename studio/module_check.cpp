@@ -5,6 +5,7 @@
 
 #include "data/container.h"
 #include "data/hex_text.h"
+#include "data/number_format.h"
 #include "data/packed_bytes.h"
 #include "data/synth_fields.h"
 #include "platform/text.h"
@@ -144,6 +145,7 @@ class TypeChecker {
       Remark(false, "", "it has no SysEx map: what the instrument sends on its own is not put into open data",
              "Maps are made of `message` and `slots` lines (docs/modules.md); map = none says that it is meant so.");
     Names();
+    Numbers();
     Sums();
   }
 
@@ -180,6 +182,12 @@ class TypeChecker {
     if (s_.patchNumberInImage && s_.dumpRequestPatchOffset >= s_.dumpRequestSize)
       Remark(true, "dumpRequestPatchOffset", "the patch number lies outside of the request",
              "Byte 0 of the request is its F0.");
+  }
+
+  void Numbers() {
+    if (NumberFormatName(s_.numberFormat) || s_.numberFormat == kNumberFormatPlain) return;
+    Remark(false, "numberFormat", Printf("there is no number format %d: plain numbers are shown", +s_.numberFormat),
+           "\"tonalith-cli number formats\" names them.");
   }
 
   void Names() {

@@ -72,7 +72,8 @@ Result CheckDrivers(const std::filesystem::path& folder, const IniFile& ini) {
       return Result::Failure("The module's driver " + std::to_string(i) + ", \"" + file + "\", is not in its folder.");
     DiskHooks quiet;
     DataFilePtr data(AllocDataFile());
-    if (!data || !DiskAccess(&quiet).DiskRead(0, FolderOf(*found), FileNameOf(*found), {}, data.get(), 0) ||
+    DiskAccess disk(&quiet);
+    if (!data || !disk.DiskRead(0, FolderOf(*found), FileNameOf(*found), {}, data.get(), 0) || disk.EndsEarly() ||
         !data->synth)
       return Result::Failure("The module's driver \"" + file + "\" cannot be read.");
   }

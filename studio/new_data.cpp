@@ -52,10 +52,12 @@ FilePrompt PromptFor(NewDataKind kind, const std::string& folder) {
 bool ReadFile(Prompts& prompts, const std::string& path, std::vector<std::uint8_t>* bytes) {
   const Result read = ReadWholeFile(path, *bytes);
   if (read.ok() && !bytes->empty()) return true;
-  const char* text = read.code == kFileTooLarge                              ? "Memory Allocation Failed!"
-                     : read.code == kFileMissing || read.code == kFileDenied ? "Error opening file!"
-                                                                             : "Error Loading File";
-  prompts.Say(kTitle, text);
+  const bool isMemory = read.code == kFileTooLarge || read.code == kFileNoMemory;
+  const bool isClosed = read.code == kFileMissing || read.code == kFileDenied;
+  prompts.Say(kTitle, read.code == kFileNotRegular ? read.text
+                      : isMemory                   ? "Memory Allocation Failed!"
+                      : isClosed                   ? "Error opening file!"
+                                                   : "Error Loading File");
   return false;
 }
 

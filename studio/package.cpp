@@ -220,7 +220,7 @@ Result WritePackage(const PackageFiles& files, const std::filesystem::path& pack
 
 Result ReadPackageBytes(const std::filesystem::path& package, std::vector<std::uint8_t>* bytes) {
   const Result read = ReadWholeFile(package.string(), *bytes);
-  return read.ok() ? read : PackageFailure(kPackageOpenError, package.string());
+  return read.ok() || read.code == kFileNotRegular ? read : PackageFailure(kPackageOpenError, package.string());
 }
 
 Result ReadPackage(const std::filesystem::path& package, PackageFiles* files, const PackageLimits& limits) {

@@ -3,7 +3,6 @@
 #include <QCryptographicHash>
 #include <QDialogButtonBox>
 #include <QEventLoop>
-#include <QFile>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -14,6 +13,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "platform/atomic_file.h"
 #include "platform/clock.h"
 #include "platform/ini_file.h"
 #include "platform/jobs.h"
@@ -49,10 +49,11 @@ void RememberInstallFolder(const ZKStudioDoc& studio, const std::string& folder)
 }
 
 std::string FileSha256(const std::filesystem::path& file) {
-  QFile in(FromUtf8(file.string()));
-  QCryptographicHash hash(QCryptographicHash::Sha256);
-  if (!in.open(QIODevice::ReadOnly) || !hash.addData(&in)) return {};
-  return hash.result().toHex().toStdString();
+  std::vector<std::uint8_t> bytes;
+  if (!ReadWholeFile(file.string(), bytes).ok()) return {};
+  const QByteArray content =
+      QByteArray::fromRawData(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size()));
+  return QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex().toStdString();
 }
 
 std::string InstallPreviewText(const std::string& source, const std::string& sha256, const PackagePreview& preview) {

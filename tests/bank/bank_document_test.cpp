@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 
 #include "data/container.h"
+#include "document/recovery.h"
 #include "platform/text.h"
 #include "tests/bank/small_bank.h"
 
@@ -138,6 +140,57 @@ TEST(BankDocument, UndoAndRedoBringBackAllThatAReceiveChanged) {
     }
   }
   EXPECT_EQ(bank.dataFile(), &data);
+}
+
+TEST(BankDocument, AFileThatEndsEarlyIsOpenedAndKept) {
+  const fs::path folder = fs::temp_directory_path() / ("tonalith-cut-bank-" + std::to_string(getpid()));
+  fs::create_directories(folder);
+  const std::string path = (folder / "b\u00E4nk.dat").string();
+  ASSERT_TRUE(ZKBankDoc(SmallBank()).Save(path));
+  std::vector<std::uint8_t> cut, kept;
+  ASSERT_TRUE(LoadDiskFile(path, &cut));
+  const std::string chunk = "BODY";
+  const auto body = std::search(cut.begin(), cut.end(), chunk.begin(), chunk.end()) - cut.begin();
+  cut.resize(static_cast<std::size_t>(body) + 8 + 2 + 2 * 16 + 5);  // into the third voice
+  fs::resize_file(path, cut.size());
+  std::ofstream(path + "~") << "better";
+  std::unique_ptr<ZKBankDoc> bank;
+  ASSERT_TRUE(ZKBankDoc::Open(path, &bank));
+  EXPECT_EQ(bank->LoadNotice(), MissingSentence(path, cut));
+  EXPECT_FALSE(bank->LoadNotice().empty());
+  EXPECT_EQ(bank->GetPatchName(1), "VOICE 1");
+  EXPECT_TRUE(bank->IsPatchDefined(1));
+  EXPECT_FALSE(bank->IsPatchDefined(2));
+  EXPECT_EQ(bank->ReadOnlyReason(), "");
+  // A program that is killed here leaves its changes for the next start, which finds the file as it was.
+  ASSERT_TRUE(bank->Rename(1, "NEW").ok());
+  RecoveryFolder former((folder / "recovery").string());
+  ASSERT_TRUE(bank->Autosave(former).ok());
+  bank->LeaveAutosave();
+  const auto left = fs::directory_iterator(folder / "recovery");
+  bank = std::make_unique<ZKBankDoc>(nullptr);
+  for (const auto& entry : left) {
+    RecoverableFile about;
+    std::vector<std::uint8_t> content;
+    about.file = entry.path().string();
+    if (RecoveryFolder::Read(about.file, &about, &content)) {
+      ASSERT_TRUE(bank->Recover(former, about).ok());
+    }
+  }
+  ASSERT_EQ(bank->GetPatchName(1), "NEW");
+  ASSERT_TRUE(bank->Save().ok());
+  EXPECT_NE(bank->StatusText().find(path + "~2"), std::string::npos) << bank->StatusText();
+  ASSERT_TRUE(LoadDiskFile(path + "~2", &kept));
+  EXPECT_EQ(kept, cut);
+  EXPECT_EQ(fs::file_size(path + "~"), 6u);
+  ASSERT_TRUE(bank->Rename(0, "AGAIN").ok());
+  ASSERT_TRUE(bank->Save().ok());
+  EXPECT_EQ(bank->StatusText(), "Saved");
+  EXPECT_FALSE(fs::exists(path + "~3"));
+  ASSERT_TRUE(ZKBankDoc::Open(path, &bank));
+  EXPECT_EQ(bank->LoadNotice(), "");
+  bank.reset();
+  fs::remove_all(folder);
 }
 
 TEST(BankDocument, SavesAndLoadsTheSameBank) {

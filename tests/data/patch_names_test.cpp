@@ -7,6 +7,7 @@
 
 #include "data/hex_text.h"
 #include "data/packed_bytes.h"
+#include "data/synth_fields.h"
 
 namespace tonalith {
 namespace {
@@ -44,6 +45,14 @@ TEST(PatchNumbers, EveryScheme) {
     s.nameFormat = static_cast<std::uint8_t>(c.nameFormat);
     EXPECT_EQ(MakeNumberStr(s, c.n), c.text) << "format " << c.format << " n " << c.n;
   }
+  // Every one has a name and is inside of what a data type may have; plain numbers go without.
+  const SynthField* field = FindSynthField("numberFormat");
+  EXPECT_EQ(NumberFormats().size(), 28u + 9u);
+  for (const int format : NumberFormats()) {
+    EXPECT_TRUE(field->low <= format && format <= field->high) << format;
+    EXPECT_STRNE(NumberFormatName(format), "");
+  }
+  EXPECT_EQ(NumberFormatName(kNumberFormatPlain), nullptr);
   for (int format = 0; format < 256; ++format) {  // any number gives some text
     Synth s{};
     s.numberFormat = static_cast<std::uint8_t>(format);

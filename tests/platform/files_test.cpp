@@ -5,18 +5,22 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 
 #include "platform/atomic_file.h"
@@ -24,6 +28,7 @@
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
 #include "tests/platform/files_fixture.h"
+#include "tests/platform/short_memory.h"
 
 namespace tonalith {
 namespace {
@@ -96,11 +101,9 @@ TEST_F(FilesTest, FailuresSayWhy) {
   Write("big", std::string(1001, 'x'));
   EXPECT_EQ(ReadWholeFile(Path("big"), text, 1000).code, kFileTooLarge);
   EXPECT_TRUE(text.empty());
-  EXPECT_EQ(ReadWholeFile("/dev/zero", text, 1000).code, kFileTooLarge);
   const Result full = WriteFileAtomically("/dev/full", "x");
   EXPECT_NE(full.text.find("the disk is full"), std::string::npos) << full.text;
   ASSERT_EQ(::mkfifo(Path("pipe").c_str(), 0600), 0);  // nobody at the other end: no waiting
-  EXPECT_TRUE(ReadWholeFile(Path("pipe"), text));
   EXPECT_FALSE(WriteFileAtomically(Path("pipe"), "x"));
   Write("a.PV9", "bad");
   ASSERT_TRUE(SetAsideBroken(Path("a.PV9")));
@@ -108,6 +111,45 @@ TEST_F(FilesTest, FailuresSayWhy) {
   ASSERT_TRUE(SetAsideBroken(Path("a.PV9")));
   EXPECT_EQ(Read("a.PV9.broken"), "bad");
   EXPECT_EQ(Read("a.PV9.broken2"), "bad2");
+}
+
+TEST_F(FilesTest, OnlyOrdinaryFilesAreRead) {
+  ASSERT_EQ(::mkfifo(Path("pipe").c_str(), 0600), 0);
+  const int socketFd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, Path("socket").c_str(), sizeof address.sun_path - 1);
+  ASSERT_EQ(::bind(socketFd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  Write("empty", "");
+  fs::create_symlink("pipe", Path("link"));
+  struct Row {
+    std::string path;
+    const char* why;
+  } const rows[] = {{Path("pipe"), "it is a pipe"}, {Path("link"), "it is a pipe"},  {Path("socket"), "it is a socket"},
+                    {root_, "it is a folder"},      {"/dev/zero", "it is a device"}, {"/dev/null", "it is a device"}};
+  std::string text;
+  for (const Row& row : rows) {
+    const Result read = ReadWholeFile(row.path, text);
+    EXPECT_EQ(read.code, kFileNotRegular) << row.path;
+    EXPECT_NE(read.text.find(row.why), std::string::npos) << read.text;
+  }
+  ::close(socketFd);
+  EXPECT_TRUE(ReadWholeFile(Path("empty"), text));
+  EXPECT_TRUE(ReadWholeFile("/proc/self/status", text));  // says that it is empty
+  EXPECT_FALSE(text.empty());
+  std::istringstream stream(std::string(1001, 'x'));
+  EXPECT_EQ(ReadWholeStream(stream, "Standard input", text, 1000).code, kFileTooLarge);
+}
+
+TEST_F(FilesTest, ShortMemoryIsSaid) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers need the memory themselves";
+  Write("large", "");
+  fs::resize_file(Path("large"), kMaxWholeFile);
+  const int status = InChildWithMemory(64u << 20, [this] {
+    std::string text;
+    return ReadWholeFile(Path("large"), text).code;
+  });
+  EXPECT_EQ(status, kFileNoMemory);
 }
 
 TEST_F(FilesTest, SavingRemovesWhatKilledProgramsLeft) {

@@ -225,11 +225,14 @@ TEST_F(SettingsTest, RecordsThatCannotBeReadAreKept) {
   for (const std::string& record : {magic, later, std::string(), std::string("TZCF"), good.substr(0, 7)}) {
     ASSERT_TRUE(WriteFileAtomically(Path("ZK_v2.cfg"), record));
     Settings settings;
-    settings.MainLoadConfig(Path("ZK.cfg"), Ini(""));
+    const Result loaded = settings.MainLoadConfig(Path("ZK.cfg"), Ini(""));
     EXPECT_NE(settings.MainKnobEdit(-1), 9);
     ++count;
     std::string kept;
-    ASSERT_TRUE(ReadWholeFile(Path("ZK_v2.cfg.broken") + (count > 1 ? std::to_string(count) : ""), kept));
+    const std::string aside = Path("ZK_v2.cfg.broken") + (count > 1 ? std::to_string(count) : "");
+    ASSERT_TRUE(ReadWholeFile(aside, kept));
+    EXPECT_NE(loaded.text.find(aside + "."), std::string::npos) << loaded.text;
+    EXPECT_TRUE(settings.MainLoadConfig(Path("ZK.cfg"), Ini("")).ok()) << "it is told once";
     EXPECT_EQ(kept, record);
     EXPECT_FALSE(FileExists(Path("ZK_v2.cfg")));
     ASSERT_TRUE(settings.SaveConfig(Path("ZK.cfg")));
