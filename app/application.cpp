@@ -10,6 +10,7 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QPixmap>
+#include <QStatusBar>
 #include <QTimer>
 #include <QWindow>
 #include <atomic>
@@ -173,7 +174,10 @@ void CZKApp::SetDisplayName(const std::string& name) {
 void CZKApp::PrepareInstruments(const Paths& paths) {
   const Result folder = EnsureInstrumentFolder(paths.MainGetInstrPath(), paths.MainGetResourcePath());
   if (!folder.ok()) MonitorMsg("%s", folder.text.c_str());
-  if (const Result result = InstallShippedModules(paths); !result.ok()) MonitorMsg("%s", result.text.c_str());
+  ShippedOutcome outcome;
+  if (const Result result = InstallShippedModules(paths, &outcome); !result.ok()) MonitorMsg("%s", result.text.c_str());
+  restored_ = RestoredSentence(outcome);
+  if (!restored_.empty()) MonitorMsg("%s", restored_.c_str());
 }
 
 bool CZKApp::CreateMainFrame(Program& program) {
@@ -219,6 +223,12 @@ void CZKApp::RemoveMenuActions(const std::vector<std::string>& names) {
 
 void CZKApp::UpdateAppTitleBar() {
   frame_->UpdateAppTitleBar();
+}
+
+bool CZKApp::Start() {
+  const bool started = sequence_.InitInstance();
+  if (started && frame_ && !restored_.empty()) frame_->statusBar()->showMessage(FromUtf8(restored_));
+  return started;
 }
 
 void CZKApp::ShowMainFrame() {

@@ -9,6 +9,7 @@
 #include "studio/module.h"
 #include "studio/package_install.h"
 #include "studio/recognize.h"
+#include "studio/shipped_manifest.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -60,7 +61,7 @@ int ModuleList(std::ostream& out, std::ostream& err, const std::filesystem::path
 
 const char* ModuleUsage() {
   return "module build SOURCE OUT.pvz   build a module package from its source folder\n"
-         "module install FILE.pvz ...   install packages into the instrument folder\n"
+         "module manifest FOLDER        write the list that the packages of a folder are verified with\n"
          "module list                   installed modules and their data types\n";
 }
 
@@ -68,6 +69,10 @@ int RunModule(const std::vector<std::string>& args, std::istream&, std::ostream&
               const std::filesystem::path& instruments) {
   const std::string verb = args.empty() ? "" : args[0];
   if (verb == "build") return ModuleBuild(args, out, err);
+  if (verb == "manifest" && args.size() == 2) {
+    const Result written = WriteShippedManifest(args[1]);
+    return written.ok() ? 0 : ModuleFailed(err, written.text);
+  }
   if (verb == "list" && args.size() == 1) return ModuleList(out, err, instruments);
   err << "tonalith-cli module: what to do is missing.\n" << ModuleUsage();
   return 1;

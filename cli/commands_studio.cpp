@@ -10,7 +10,6 @@
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
-#include "studio/module_install.h"
 
 namespace tonalith {
 
@@ -226,29 +225,6 @@ int RunStudio(CliEnvironment& environment, const std::vector<std::string>& args)
     return result.ok() ? 0 : CliFailure(environment, "studio", result.text);
   }
   return CliFailure(environment, "studio", "what to do is missing.\n" + StudioForms());
-}
-
-int RunModuleInstall(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {});
-  Result result = arguments.state();
-  if (result.ok() && arguments.words().empty()) result = Result::Failure("\"install\" needs a package.");
-  if (!result.ok()) return CliFailure(environment, "module", result.text);
-  Session session(environment);
-  result = EnsureInstrumentFolder(session.instruments(), session.paths().MainGetResourcePath());
-  if (!result.ok()) return CliFailure(environment, "module", result.text);
-  session.LoadStudio();
-  for (const std::string& package : arguments.words()) {
-    InstallReport report;
-    result = InstallInstrumentModule(session.studio(), AbsolutePath(package), true, &report);
-    if (!result.ok()) {
-      for (const std::string& notice : session.TakeNotices())
-        if (notice.find(result.text) == std::string::npos) result.text += " " + notice;
-      return CliFailure(environment, "module", ReplaceAll(result.text, "\n", " "));
-    }
-    environment.out << (report.name.empty() ? package + ": the package is empty" : report.name + ": installed") << "\n";
-    for (const std::string& kept : report.kept) environment.out << "kept\t" << kept << "\n";
-  }
-  return 0;
 }
 
 }  // namespace tonalith

@@ -48,24 +48,26 @@ std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resource
 }
 
 Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
-                             std::vector<InstallReport>* reports) {
+                             ShippedOutcome* outcome) {
   std::error_code error;
   const std::filesystem::path packages = ShippedModulesFolder(resources);
   if (!std::filesystem::is_directory(packages, error)) return Result::Success();
   if (Result folder = EnsureInstrumentFolder(instruments, resources); !folder.ok()) return folder;
   const InstallLock lock(instruments);
-  return InstallShippedPackages(packages, instruments, reports);
+  return InstallShippedPackages(packages, instruments, outcome);
 }
 
-Result InstallShippedModules(const Paths& paths) {
-  return InstallShippedModules(paths.MainGetResourcePath(), paths.MainGetInstrPath());
+Result InstallShippedModules(const Paths& paths, ShippedOutcome* outcome) {
+  return InstallShippedModules(paths.MainGetResourcePath(), paths.MainGetInstrPath(), outcome);
 }
 
-Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources) {
-  std::vector<InstallReport> installed;
-  Result result = InstallShippedModules(resources, studio.paths().instruments, &installed);
+Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources,
+                                    ShippedOutcome* outcome) {
+  ShippedOutcome own;
+  if (!outcome) outcome = &own;
+  Result result = InstallShippedModules(resources, studio.paths().instruments, outcome);
   studio.DrvLoadSetup(0);
-  for (const InstallReport& report : installed)
+  for (const InstallReport& report : outcome->installed)
     if (!report.moduleFile.empty() && !studio.list().IsInstrumentInstalled(report.moduleFile))
       studio.AddDrivers(report.moduleFile);
   return result;

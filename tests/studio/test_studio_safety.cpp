@@ -251,10 +251,10 @@ TEST_F(StudioSafety, APackageWithoutItsDriversReplacesNothing) {
       {{{"Fresh.ini", {fresh.begin(), fresh.end()}}, {"Fresh\\other.PV6", good}}, "is not in its folder"},
   };
   for (const auto& [files, part] : cases) {
-    const fs::path package = root_ / "broken.pvz";
-    ASSERT_TRUE(WritePackage(files, package).ok());
+    std::vector<std::uint8_t> bytes;
+    ASSERT_TRUE(PackFiles(files, &bytes).ok());
     InstallReport report;
-    const Result result = InstallInstrumentModule(studio, package, true, &report);
+    const Result result = InstallInstrumentModule(studio, PackageData::Of("broken.pvz", bytes), true, &report);
     EXPECT_NE(result.text.find(part), std::string::npos) << result.text;
     EXPECT_EQ(Read(paths().instruments / dir / driver), good);
     EXPECT_FALSE(fs::exists(paths().instruments / "Fresh"));
