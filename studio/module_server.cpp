@@ -190,7 +190,10 @@ Result ModuleServerSession::Failure(int code, const char* folderMessage, const c
     default:
       break;
   }
-  return Result::Failure(std::string(message) + "\n" + curl_easy_strerror(static_cast<CURLcode>(code)) + ".");
+  std::string reason = std::string(curl_easy_strerror(static_cast<CURLcode>(code))) + ".";
+  if (code == CURLE_PEER_FAILED_VERIFICATION)
+    reason = "The certificate of the server is not one that can be trusted; nothing was sent to it.";
+  return Result::Failure(std::string(message) + "\n" + reason);
 }
 
 Result ModuleServerSession::List(std::vector<std::string>* names, std::size_t* leftOut) {
