@@ -7,6 +7,7 @@
 #include <QIcon>
 #include <QLabel>
 #include <QPixmap>
+#include <QStatusBar>
 #include <QTimer>
 #include <QWindow>
 #include <atomic>
@@ -119,7 +120,10 @@ void CZKApp::SetDisplayName(const std::string& name) {
 void CZKApp::PrepareInstruments(const Paths& paths) {
   const Result folder = EnsureInstrumentFolder(paths.MainGetInstrPath(), paths.MainGetResourcePath());
   if (!folder.ok()) MonitorMsg("%s", folder.text.c_str());
-  if (const Result result = InstallShippedModules(paths); !result.ok()) MonitorMsg("%s", result.text.c_str());
+  ShippedOutcome outcome;
+  if (const Result result = InstallShippedModules(paths, &outcome); !result.ok()) MonitorMsg("%s", result.text.c_str());
+  restored_ = RestoredSentence(outcome);
+  if (!restored_.empty()) MonitorMsg("%s", restored_.c_str());
 }
 
 bool CZKApp::CreateMainFrame(Program& program) {
@@ -166,6 +170,12 @@ void CZKApp::RemoveMenuActions(const std::vector<std::string>& names) {
 
 void CZKApp::UpdateAppTitleBar() {
   frame_->UpdateAppTitleBar();
+}
+
+bool CZKApp::Start() {
+  const bool started = sequence_.InitInstance();
+  if (started && frame_ && !restored_.empty()) frame_->statusBar()->showMessage(FromUtf8(restored_));
+  return started;
 }
 
 void CZKApp::ShowMainFrame() {

@@ -39,7 +39,7 @@ class CZKApp final : public QObject, public StartStopHost {
   Simulation* simulation() { return simulation_.get(); }
   // The questions asked so far, when a script answers them.
   std::vector<std::string> PromptLog() const;
-  bool Start() { return sequence_.InitInstance(); }
+  bool Start();
   void End(bool quietly) { sequence_.ExitInstance(quietly); }
   // Ends as soon as the main loop runs, without questions (SIGTERM, end of the session).
   void EndQuietly();
@@ -69,6 +69,7 @@ class CZKApp final : public QObject, public StartStopHost {
   CommandLine commandLine_;
   bool simulated_ = false;
   bool fastCables_ = false;
+  std::string restored_;  // what the start found damaged among the shipped modules, said once the frame is shown
   Dispatcher dispatcher_;
   std::unique_ptr<QtDispatch> dispatch_;
   std::unique_ptr<ScriptedPrompts> scripted_;

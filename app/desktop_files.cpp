@@ -5,12 +5,13 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
+#include <QStringList>
 #include <algorithm>
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
 #include "app/file_opening.h"
-#include "document/file_kinds.h"
+#include "document/desktop_plan.h"
 #include "platform/atomic_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
@@ -120,49 +121,82 @@ bool DesktopFiles::CloseAllBut(bool studio) {
   return true;
 }
 
-// A desktop may come from anywhere: it only opens windows, and a file only in the window of its kind.
+// A desktop that names another studio file than the one that is used: what is done about it is asked before anything
+// closes.  False: the desktop is not loaded.
+bool DesktopFiles::AskAboutStudio(const DesktopPlan& plan, bool* useIt) {
+  *useIt = false;
+  const auto step = std::find_if(plan.steps.begin(), plan.steps.end(),
+                                 [](const DesktopStep& one) { return one.action == DesktopAction::ShowStudio; });
+  if (step == plan.steps.end()) return true;
+  const std::string own = frame_.studio.studioFile().string();
+  if (QFileInfo(FromUtf8(own)) == QFileInfo(FromUtf8(step->path))) return true;
+  MessagePrompt prompt;
+  prompt.title = "Desktop";
+  prompt.text = "The desktop brings another studio:\n" + step->path + "\nYours is\n" + own +
+                "\n\nUse the studio of the desktop instead of yours?";
+  prompt.icon = PromptIcon::Question;
+  prompt.buttons = PromptButtons::YesNoCancel;
+  prompt.labels = {"&Use It", "&Keep Mine", "Cancel"};
+  const PromptAnswer answer = frame_.prompts().Message(prompt);
+  *useIt = answer == PromptAnswer::Yes;
+  return answer == PromptAnswer::Yes || answer == PromptAnswer::No;
+}
+
 bool DesktopFiles::LoadWorkspace(const std::string& path) {
   std::vector<DesktopWindow> windows;
   if (const Result read = ReadDesktopFile(path, &windows); !read.ok()) {
     frame_.prompts().Say("File Error", read.text);
     return false;
   }
+  const DesktopPlan plan = PlanDesktop(windows);
+  bool useItsStudio = false;
+  if (!AskAboutStudio(plan, &useItsStudio)) return false;
   if (!CloseAllBut(std::any_of(windows.begin(), windows.end(), IsStudio))) return false;
   int left = 0;
-  // The studio comes first: the data refers to its instruments.
-  for (const bool studio : {true, false}) {
-    for (const DesktopWindow& window : windows) {
-      if (IsStudio(window) != studio) continue;
-      if (ZKWindow* child = OpenDesktopWindow(window)) {
-        PlaceDesktopWindow(child, window);
-      } else if (!OpensItsFile(window.type) || !window.FilePath().empty()) {
-        ++left;  // data that was never saved is not missed
-      }
+  for (const DesktopStep& step : plan.steps) {
+    const DesktopWindow& window = windows[step.window];
+    if (ZKWindow* child = OpenDesktopWindow(step, window, useItsStudio)) {
+      PlaceDesktopWindow(child, window);
+    } else if (step.action != DesktopAction::Nothing || !step.reason.empty()) {
+      ++left;  // data that was never saved is not missed
     }
+    if (!step.reason.empty()) DebugLog("%s: %s", path.c_str(), step.reason.c_str());
   }
-  if (left > 0) frame_.Status(tr("Windows of the desktop that could not be opened: %1.").arg(left));
+  QStringList told;
+  if (plan.leftOut > 0) told << FromUtf8(LeftOutSentence(plan));
+  if (left > 0) told << tr("Windows of the desktop that could not be opened: %1.").arg(left);
+  if (!told.isEmpty()) frame_.Status(told.join(' '));
   return true;
 }
 
-ZKWindow* DesktopFiles::OpenDesktopWindow(const DesktopWindow& window) {
-  const auto type = static_cast<WindowType>(window.type);
-  if (!OpensItsFile(window.type)) {
-    const auto open = openers_.find(type);
-    return open == openers_.end() ? nullptr : open->second();
+ZKWindow* DesktopFiles::OpenDesktopWindow(const DesktopStep& step, const DesktopWindow& window, bool useItsStudio) {
+  switch (step.action) {
+    case DesktopAction::ShowStudio:
+      return OpenStudio(window, useItsStudio ? step.path : std::string());
+    case DesktopAction::OpenFile:
+      return files_.IsDocument(step.path) && files_.OpenFile(step.path, kOpenInDesktop) ? frame_.children.Active()
+                                                                                        : nullptr;
+    case DesktopAction::ShowWindow:
+      return ShowWindow(static_cast<WindowType>(window.type));
+    case DesktopAction::Nothing:
+      break;
   }
-  const std::string file = window.FilePath();
-  const auto found = FindPath("/", file, PathTrust::Trusted);
-  if (file.empty() || !found) return nullptr;
-  if (IsStudio(window)) return OpenStudio(window, *found);
-  return files_.IsDocument(*found) && files_.OpenFile(*found, kOpenInDesktop) ? frame_.children.Active() : nullptr;
+  return nullptr;
 }
 
+ZKWindow* DesktopFiles::ShowWindow(WindowType type) {
+  const auto open = openers_.find(type);
+  return open == openers_.end() ? nullptr : open->second();
+}
+
+// `path`: the studio file to use instead of the one that is; empty: none.
 ZKWindow* DesktopFiles::OpenStudio(const DesktopWindow& window, const std::string& path) {
   const DesktopRect pixels = Pixels(window);
   WindowPlace place{pixels.x, pixels.y, pixels.width, pixels.height};
   frame_.program.windowPlaces().MainGetLeftTop(0, window.type, place);
-  if (KindOfFile(FileNameOf(path)) != FileKind::Studio || !files_.OpenFile(path, kOpenInDesktop)) return nullptr;
-  return frame_.children.FirstThat([](ZKWindow& child) { return child.TypeCode() == WindowType::Studio; });
+  ZKWindow* shown = ShowWindow(WindowType::Studio);
+  if (!path.empty()) files_.OpenFile(path, kOpenInDesktop);
+  return shown;
 }
 
 DesktopRect DesktopFiles::Pixels(const DesktopWindow& window) const {

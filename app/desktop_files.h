@@ -16,6 +16,8 @@ namespace tonalith {
 
 class FileOpening;
 class ZKWindow;
+struct DesktopPlan;
+struct DesktopStep;
 
 // Desktops: which windows are open, and where, kept as a file and brought back; and the menu of desktops on the
 // background.
@@ -43,7 +45,9 @@ class DesktopFiles final : public QObject {
   std::vector<DesktopWindow> SaveDeskTopWindow();
   bool SaveEachWindow(const ZKWindow* child, DesktopWindow* window);
   bool CloseAllBut(bool studio);
-  ZKWindow* OpenDesktopWindow(const DesktopWindow& window);
+  bool AskAboutStudio(const DesktopPlan& plan, bool* useIt);
+  ZKWindow* OpenDesktopWindow(const DesktopStep& step, const DesktopWindow& window, bool useItsStudio);
+  ZKWindow* ShowWindow(WindowType type);
   ZKWindow* OpenStudio(const DesktopWindow& window, const std::string& path);
   void PlaceDesktopWindow(ZKWindow* child, const DesktopWindow& window);
   void ShowDesktopMenu(const QPoint& at);

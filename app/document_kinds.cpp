@@ -10,6 +10,7 @@
 #include "platform/prompts.h"
 #include "services/program.h"
 #include "studio/studio_document.h"
+#include "studio/ui/studio_window.h"
 #include "tools/raw_sysex_document.h"
 #include "tools/ui/raw_sysex_window.h"
 
@@ -77,7 +78,8 @@ void RegisterFileActions(const FrameContext& frame, StudioCommands& studio, Desk
   });
 }
 
-void RegisterDesktopWindows(DesktopFiles& desktops, MonitorCommands& monitors) {
+void RegisterDesktopWindows(DesktopFiles& desktops, MonitorCommands& monitors, StudioCommands& studio) {
+  desktops.RegisterWindow(WindowType::Studio, [&studio] { return studio.Show(); });
   desktops.RegisterWindow(WindowType::Monitor, [&monitors] { return monitors.OpenTextMonitor(); });
   desktops.RegisterWindow(WindowType::GraphicMonitor, [&monitors] { return monitors.OpenGraphicMonitor(); });
 }

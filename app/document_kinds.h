@@ -18,6 +18,6 @@ void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, Docu
                            DocumentWindows& windows);
 void RegisterFileActions(const FrameContext& frame, StudioCommands& studio, DesktopFiles& desktops,
                          DocumentRegistry& registry);
-void RegisterDesktopWindows(DesktopFiles& desktops, MonitorCommands& monitors);
+void RegisterDesktopWindows(DesktopFiles& desktops, MonitorCommands& monitors, StudioCommands& studio);
 
 }  // namespace tonalith

@@ -42,7 +42,7 @@ FrameParts::FrameParts(const FrameContext& context)
       hosts(frame, {files, autosave, desktops, studio, firstSteps, transfers, midi}) {
   RegisterDocumentKinds(frame, transfers.files(), registry, documents);
   RegisterFileActions(frame, studio, desktops, registry);
-  RegisterDesktopWindows(desktops, monitors);
+  RegisterDesktopWindows(desktops, monitors, studio);
   QObject::connect(&studio.autoSense(), &AutoSenseSearch::ChoosePorts, &midi, &MidiCommands::OpenPortDialog);
   if (frame.simulation) BuildSimulatorMenu(frame.menus.OpenedMenu(CommandId::UtilitiesSimulator), *frame.simulation);
 }

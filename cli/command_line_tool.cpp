@@ -10,6 +10,7 @@
 #include "cli/commands_identify.h"
 #include "cli/commands_module.h"
 #include "cli/commands_monitor.h"
+#include "cli/commands_packages.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
 #include "cli/commands_studio.h"
@@ -79,6 +80,7 @@ int WithModules(CliEnvironment& environment, const std::vector<std::string>& arg
 // Building a module must not touch the folders of a user.
 int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
   if (!args.empty() && args[0] == "install") return RunModuleInstall(environment, {args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "server") return RunModuleServer(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "new") return RunModuleNew(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "check") return RunModuleCheck(environment, {args.begin() + 1, args.end()});
   if (args.empty() || args[0] != "list") return RunModule(args, environment.in, environment.out, environment.err, {});
@@ -143,7 +145,7 @@ const std::vector<CliCommand>& CliCommands() {
        },
        Plain<RunDf>},
       {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
-       [] { return ModuleUsage() + AuthoringForms(); },
+       [] { return ModuleUsage() + PackageForms() + AuthoringForms(); },
        [] {
          return std::string(
              "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md); docs/authoring.md\n"

@@ -107,8 +107,7 @@ std::map<int, std::string> KnownDrivers(CliEnvironment& environment, const std::
   const std::string shipped = ShippedModulesFolder(environment.folders.resources).string();
   for (const std::string& name : ListFolder(shipped, "*.pvz")) {
     PackageFiles files;
-    std::vector<std::uint8_t> package;
-    if (ReadPackageBytes(JoinPath(shipped, name), &package).ok() && UnpackFiles(package, &files).ok()) add(files);
+    if (ReadPackage(JoinPath(shipped, name), &files).ok()) add(files);
   }
   // A program that was never started has no folders, and looking is no reason to make them.
   if (!FileExists(RegistryFile(environment.folders))) return known;

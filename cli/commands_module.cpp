@@ -11,6 +11,7 @@
 #include "studio/module.h"
 #include "studio/package_install.h"
 #include "studio/recognize.h"
+#include "studio/shipped_manifest.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -61,7 +62,7 @@ int ModuleList(TerminalText out, TerminalText err, const std::filesystem::path& 
 
 const char* ModuleUsage() {
   return "module build SOURCE OUT.pvz   build a module package from its source folder\n"
-         "module install FILE.pvz ...   install packages into the instrument folder\n"
+         "module manifest FOLDER        write the list that the packages of a folder are verified with\n"
          "module list                   installed modules and their data types\n";
 }
 
@@ -69,6 +70,10 @@ int RunModule(const std::vector<std::string>& args, std::istream&, TerminalText 
               const std::filesystem::path& instruments) {
   const std::string verb = args.empty() ? "" : args[0];
   if (verb == "build") return ModuleBuild(args, out, err);
+  if (verb == "manifest" && args.size() == 2) {
+    const Result written = WriteShippedManifest(args[1]);
+    return written.ok() ? 0 : ModuleFailed(err, written.text);
+  }
   if (verb == "list" && args.size() == 1) return ModuleList(out, err, instruments);
   return CliFailure(err, "module", "what to do is missing.", ModuleUsage());
 }

@@ -11,7 +11,6 @@
 #include "platform/path_resolver.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
-#include "studio/module_install.h"
 
 namespace tonalith {
 
@@ -228,32 +227,6 @@ int RunStudio(CliEnvironment& environment, const std::vector<std::string>& args)
     return result.ok() ? 0 : CliFailure(environment.err, "studio", result.text);
   }
   return CliFailure(environment.err, "studio", "what to do is missing.", StudioForms());
-}
-
-int RunModuleInstall(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {});
-  Result result = arguments.state();
-  if (result.ok() && arguments.words().empty()) result = Result::Failure("\"install\" needs a package.");
-  if (!result.ok()) return CliFailure(environment.err, "module", result.text);
-  Session session(environment);
-  result = EnsureInstrumentFolder(session.instruments(), session.paths().MainGetResourcePath());
-  if (!result.ok()) return CliFailure(environment.err, "module", result.text);
-  session.LoadStudio();
-  for (const std::string& package : arguments.words()) {
-    InstallReport report;
-    result = InstallInstrumentModule(session.studio(), AbsolutePath(package), true, &report);
-    if (!result.ok()) {
-      for (const std::string& notice : session.TakeNotices())
-        if (notice.find(result.text) == std::string::npos) result.text += " " + notice;
-      return CliFailure(environment.err, "module", result.text);
-    }
-    if (report.name.empty())
-      environment.out << package << ": the package is empty\n";
-    else
-      environment.out << report.name << ": installed\n";
-    for (const std::string& kept : report.kept) environment.out << "kept\t" << kept << "\n";
-  }
-  return 0;
 }
 
 }  // namespace tonalith

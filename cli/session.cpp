@@ -33,8 +33,14 @@ Session::Session(CliEnvironment& environment)
 Session::~Session() = default;
 
 void Session::InstallModules() {
-  const Result result = InstallShippedModules(paths());
+  ShippedOutcome outcome;
+  TellShipped(InstallShippedModules(paths(), &outcome), outcome);
+}
+
+void Session::TellShipped(const Result& result, const ShippedOutcome& outcome) {
   if (!result.ok()) environment_.err << "tonalith-cli: " << PlainSentence(result.text) << "\n";
+  if (const std::string restored = RestoredSentence(outcome); !restored.empty())
+    environment_.err << "tonalith-cli: " << restored << "\n";
 }
 
 void Session::LoadInstalledStudio() {
@@ -44,8 +50,8 @@ void Session::LoadInstalledStudio() {
 
 void Session::LoadStudio() {
   studio_ = MakeStudio(paths(), *activePrompts_);
-  const Result result = LoadStudioWithShippedModules(*studio_, paths().MainGetResourcePath());
-  if (!result.ok()) environment_.err << "tonalith-cli: " << PlainSentence(result.text) << "\n";
+  ShippedOutcome outcome;
+  TellShipped(LoadStudioWithShippedModules(*studio_, paths().MainGetResourcePath(), &outcome), outcome);
   // A studio file that could not be used, modules that could not be loaded.
   for (const std::string& notice : TakeNotices()) environment_.err << "tonalith-cli: " << notice << "\n";
 }

@@ -19,6 +19,8 @@
 
 namespace tonalith {
 
+struct ShippedOutcome;
+
 // The program without a window: its prompts on the console, and the studio with the modules it comes with.
 class Session {
  public:
@@ -28,7 +30,8 @@ class Session {
   Session& operator=(const Session&) = delete;
   ~Session();
 
-  // Installs shipped modules that are missing or older (a problem is noted on standard error).
+  // Installs shipped modules that are missing or older and restores files of theirs that are damaged (that, and a
+  // problem, is noted on standard error).
   void InstallModules();
   // InstallModules and the studio.
   void LoadStudio();
@@ -52,6 +55,8 @@ class Session {
   Result FindType(ZKDrvList* instrument, const std::string& name, ZKDrvList** driver);
 
  private:
+  void TellShipped(const Result& result, const ShippedOutcome& outcome);
+
   CliEnvironment& environment_;
   ConsolePrompts console_;
   std::unique_ptr<ScriptedPrompts> scripted_;

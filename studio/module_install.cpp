@@ -62,6 +62,43 @@ std::vector<ZKDrvList*> InstrumentsOf(const ZKStudioDoc& studio, const std::stri
   return found;
 }
 
+// Instruments of modules that another one takes the place of: out of the studio while that is installed, back in their
+// places when it is not.
+class LeavingInstruments {
+ public:
+  explicit LeavingInstruments(ZKStudioDoc& studio) : studio_(studio) {}
+  LeavingInstruments(const LeavingInstruments&) = delete;
+  LeavingInstruments& operator=(const LeavingInstruments&) = delete;
+  ~LeavingInstruments() {
+    for (; !taken_.empty(); taken_.pop_back()) studio_.PutBack(std::move(taken_.back().first), taken_.back().second);
+  }
+
+  // What takes the place of an INI of the same name is read anew later, with the instruments of it.
+  Result Take(const PackageData& package, const std::vector<std::string>& modules) {
+    if (modules.empty()) return Result::Success();
+    PackagePreview preview;
+    if (Result looked = PreviewPackage(package, studio_.paths().instruments, &preview); !looked.ok()) return looked;
+    for (const ModuleConflict& conflict : preview.conflicts) {
+      const std::string& file = conflict.victim.moduleFile;
+      const bool agreed = std::any_of(modules.begin(), modules.end(),
+                                      [&](const std::string& one) { return AsciiEqualNoCase(one, file); });
+      if (!agreed || AsciiEqualNoCase(file, preview.module.moduleFile)) continue;
+      for (ZKDrvList* instrument : InstrumentsOf(studio_, file)) {
+        int index = 0;
+        auto taken = studio_.TakeInstrument(instrument, &index);
+        if (!taken) return Result::Failure("Nothing was installed: a window still uses " + conflict.victim.name + ".");
+        taken_.emplace_back(std::move(taken), index);
+      }
+    }
+    return Result::Success();
+  }
+  void Drop() { taken_.clear(); }
+
+ private:
+  ZKStudioDoc& studio_;
+  std::vector<std::pair<std::unique_ptr<ZKDrvList>, int>> taken_;
+};
+
 // A package whose drivers cannot be read must not take the place of a module that works.
 Result CheckDrivers(const std::filesystem::path& folder, const IniFile& ini) {
   const int count = std::min(ini.GetInt("Instrument", "NumDrivers"), kMaxModuleDrivers);
@@ -96,19 +133,27 @@ Result AddInstalledModule(ZKStudioDoc& studio, const std::string& moduleFile, bo
   return Result::Success();
 }
 
-Result InstallInstrumentModule(ZKStudioDoc& studio, const std::filesystem::path& package, bool queue,
-                               InstallReport* report, ModuleInStudio* outcome, const InstallOptions& options) {
-  ModuleInStudio own;
-  if (!outcome) outcome = &own;
-  if (!HasInstrumentDefinition(studio.paths().instruments))
-    return Result::Failure(DefinitionMissing(studio.paths().instruments));
+Result InstallIntoStudio(ZKStudioDoc& studio, const PackageData& package, bool queue, InstallReport* report,
+                         ModuleInStudio* outcome, const InstallOptions& options, const PackageInstaller& install) {
+  const std::filesystem::path instruments = studio.paths().instruments;
+  if (!HasInstrumentDefinition(instruments)) return Result::Failure(DefinitionMissing(instruments));
   InstallOptions checked = options;
   checked.check = CheckDrivers;
-  Result result = InstallPackage(package, studio.paths().instruments, report, checked);
+  LeavingInstruments leaving(studio);
+  Result result = leaving.Take(package, options.replace);
+  if (result.ok())
+    result = install ? install(package, checked, report) : InstallPackage(package, instruments, report, checked);
   if (!result.ok() || report->moduleFile.empty()) return result;
-  result = AddInstalledModule(studio, report->moduleFile, queue, outcome);
-  if (result.ok() && studio.DrvSaveSetup(0) != 0) result = Result::Failure("The studio could not be saved.");
-  return result;
+  leaving.Drop();
+  return AddInstalledModule(studio, report->moduleFile, queue, outcome);
+}
+
+Result InstallInstrumentModule(ZKStudioDoc& studio, const PackageData& package, bool queue, InstallReport* report,
+                               ModuleInStudio* outcome, const InstallOptions& options) {
+  ModuleInStudio own;
+  Result result = InstallIntoStudio(studio, package, queue, report, outcome ? outcome : &own, options);
+  if (!result.ok() || report->moduleFile.empty()) return result;
+  return studio.DrvSaveSetup(0) == 0 ? result : Result::Failure("The studio could not be saved.");
 }
 
 Result DeleteModuleFiles(ZKStudioDoc& studio, const std::string& moduleFile) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <filesystem>
+#include <functional>
 #include <string>
 
 #include "studio/package_install.h"
@@ -20,10 +20,17 @@ struct ModuleInStudio {
 // wrong (the user has been told more); what was there stays.
 Result AddInstalledModule(ZKStudioDoc& studio, const std::string& moduleFile, bool queue, ModuleInStudio* outcome);
 
-// Installs a package, brings it into the studio and saves the studio.
-Result InstallInstrumentModule(ZKStudioDoc& studio, const std::filesystem::path& package, bool queue,
-                               InstallReport* report, ModuleInStudio* outcome = nullptr,
-                               const InstallOptions& options = {});
+// How the files of a package are installed, when not by InstallPackage on this thread.
+using PackageInstaller =
+    std::function<Result(const PackageData& package, const InstallOptions& options, InstallReport* report)>;
+
+// Installs a package whose drivers can be read and brings it into the studio; does not save the studio.  Instruments of
+// modules that lose their place to it (InstallOptions::replace) leave the studio first, after their windows.
+Result InstallIntoStudio(ZKStudioDoc& studio, const PackageData& package, bool queue, InstallReport* report,
+                         ModuleInStudio* outcome, const InstallOptions& options, const PackageInstaller& install = {});
+// The same, and saves the studio.
+Result InstallInstrumentModule(ZKStudioDoc& studio, const PackageData& package, bool queue, InstallReport* report,
+                               ModuleInStudio* outcome = nullptr, const InstallOptions& options = {});
 
 // Every instrument of the module leaves the studio, then its files go to ".trash" in the instrument folder.  Does not
 // save the studio.

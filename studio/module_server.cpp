@@ -10,6 +10,7 @@
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "services/settings.h"
 #include "studio/package.h"
 
 namespace tonalith {
@@ -49,6 +50,7 @@ struct ModuleServerSession::Transfer {
   std::function<bool(std::string_view)> take;
   std::function<void(std::uint64_t, std::uint64_t)> progress;
   std::uint64_t limit = 0;
+  int seconds = 0;
   std::uint64_t taken = 0;
   bool tooLarge = false;
   Result failed;
@@ -71,7 +73,25 @@ struct ModuleServerSession::Transfer {
 ModuleServer ModuleServer::FromIni(const IniFile& ini) {
   constexpr char kSection[] = "Module Server";
   return {ini.GetString(kSection, "Site"), ini.GetString(kSection, "Directory"), ini.GetString(kSection, "User"),
-          ini.GetString(kSection, "Password")};
+          ini.GetString(kSection, "Password"), false};
+}
+
+ModuleServer ChosenModuleServer(const Settings& settings, const std::string& preferencesIni) {
+  if (settings.MainGetAltFtpSite().empty()) return ModuleServer::FromIni(IniFile(preferencesIni));
+  return {settings.MainGetAltFtpSite(), settings.MainGetAltFtpDirectory(), settings.MainGetAltFtpUsername(),
+          settings.MainGetAltFtpPassword(), false};
+}
+
+MessagePrompt PlainPasswordQuestion(const ModuleServer& server) {
+  MessagePrompt prompt;
+  prompt.title = "Password in Plain Text";
+  prompt.text =
+      "The server " + server.site + " does not encrypt the connection (TLS).\nThe password of \"" + server.user +
+      "\" would be sent in plain text: anybody on the way to the server can read it.\n\nSend it all the same?";
+  prompt.icon = PromptIcon::Warning;
+  prompt.buttons = PromptButtons::OkCancel;
+  prompt.labels = {"&Send Password", "Cancel"};
+  return prompt;
 }
 
 ModuleServerSession::ModuleServerSession(ModuleServer server, CancelToken cancel, ModuleServerLimits limits)
@@ -100,6 +120,16 @@ Result ModuleServerSession::Prepare(const std::string& path, Transfer* transfer)
     return Result::Failure(std::string(kServerConnectError) + "\n\"" + scheme + host + "\" is no server name.");
   curl_easy_setopt(easy, CURLOPT_URL, (scheme + host + path).c_str());
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "ftp,ftps");
+  // Whatever a server or a proxy answers, no other place is asked instead.
+  curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_FTP_SKIP_PASV_IP, 1L);
+  // Through a proxy as through a wire: it never gets the password to hand on.
+  curl_easy_setopt(easy, CURLOPT_HTTPPROXYTUNNEL, 1L);
+  const bool needsTls = scheme == "ftps://" || (!server_.password.empty() && !server_.plainPassword);
+  curl_easy_setopt(easy, CURLOPT_USE_SSL, static_cast<long>(needsTls ? CURLUSESSL_ALL : CURLUSESSL_TRY));
+  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   if (!server_.user.empty()) {
     curl_easy_setopt(easy, CURLOPT_USERNAME, server_.user.c_str());
@@ -109,7 +139,7 @@ Result ModuleServerSession::Prepare(const std::string& path, Transfer* transfer)
   curl_easy_setopt(easy, CURLOPT_SERVER_RESPONSE_TIMEOUT, static_cast<long>(limits_.stallSeconds));
   curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
   curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(limits_.stallSeconds));
-  curl_easy_setopt(easy, CURLOPT_TIMEOUT, static_cast<long>(limits_.totalSeconds));
+  curl_easy_setopt(easy, CURLOPT_TIMEOUT, static_cast<long>(transfer->seconds));
   curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(transfer->limit));
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::Write);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, transfer);
@@ -140,6 +170,7 @@ int ModuleServerSession::Run(Transfer* transfer) {
 
 Result ModuleServerSession::Failure(int code, const char* folderMessage, const char* otherMessage) const {
   if (cancel_.Cancelled()) return Result::Failure(kServerCancelled, kServerCancelledCode);
+  if (code == CURLE_USE_SSL_FAILED) return Result::Failure(kServerNoTls, kServerNoTlsCode);
   const char* message = otherMessage;
   switch (code) {
     case CURLE_REMOTE_ACCESS_DENIED:
@@ -159,14 +190,19 @@ Result ModuleServerSession::Failure(int code, const char* folderMessage, const c
     default:
       break;
   }
-  return Result::Failure(std::string(message) + "\n" + curl_easy_strerror(static_cast<CURLcode>(code)) + ".");
+  std::string reason = std::string(curl_easy_strerror(static_cast<CURLcode>(code))) + ".";
+  if (code == CURLE_PEER_FAILED_VERIFICATION)
+    reason = "The certificate of the server is not one that can be trusted; nothing was sent to it.";
+  return Result::Failure(std::string(message) + "\n" + reason);
 }
 
-Result ModuleServerSession::List(std::vector<std::string>* names) {
+Result ModuleServerSession::List(std::vector<std::string>* names, std::size_t* leftOut) {
   names->clear();
+  if (leftOut) *leftOut = 0;
   std::string text;
   Transfer transfer;
   transfer.limit = limits_.listing;
+  transfer.seconds = limits_.listingSeconds;
   transfer.take = [&text](std::string_view bytes) {
     text += bytes;
     return true;
@@ -180,11 +216,16 @@ Result ModuleServerSession::List(std::vector<std::string>* names) {
     return Failure(code, kServerDirectoryError, kServerConnectError);
   for (const std::string& line : SplitText(text, '\n')) {
     const std::string name = FileNameOf(TrimmedView(line));
-    if (!name.empty() && name.front() != '.' && AsciiEndsWithNoCase(name, ".pvz") && IsSafePackagePath(name))
+    if (!name.empty() && name.front() != '.' && AsciiEndsWithNoCase(name, ".pvz") && IsSafePackagePath(name) &&
+        IsValidUtf8(name))
       names->push_back(name);
   }
   std::sort(names->begin(), names->end(), [](const auto& a, const auto& b) { return AsciiCompareNoCase(a, b) < 0; });
   names->erase(std::unique(names->begin(), names->end()), names->end());
+  if (names->size() > limits_.names) {
+    if (leftOut) *leftOut = names->size() - limits_.names;
+    names->resize(limits_.names);
+  }
   return Result::Success();
 }
 
@@ -198,6 +239,7 @@ Result ModuleServerSession::Download(const std::string& name, const std::filesys
   AtomicFile out;
   Transfer transfer;
   transfer.limit = limits_.file;
+  transfer.seconds = limits_.totalSeconds;
   transfer.progress = progress;
   transfer.take = [&](std::string_view bytes) {
     transfer.failed = out.Write(bytes);

@@ -9,6 +9,7 @@
 #include "platform/atomic_file.h"
 #include "platform/byte_window.h"
 #include "platform/path_resolver.h"
+#include "platform/sha256.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -94,7 +95,7 @@ bool IsSafePackagePath(const std::string& path) {
       part += c;
       continue;
     }
-    if (part.empty() || part == "." || part == "..") return false;
+    if (part.empty() || part.back() == '.' || part.back() == ' ') return false;
     part.clear();
   }
   return true;
@@ -218,16 +219,26 @@ Result WritePackage(const PackageFiles& files, const std::filesystem::path& pack
   return WriteFileAtomically(package.string(), std::span<const std::uint8_t>(bytes));
 }
 
-Result ReadPackageBytes(const std::filesystem::path& package, std::vector<std::uint8_t>* bytes) {
-  const Result read = ReadWholeFile(package.string(), *bytes);
-  return read.ok() || read.code == kFileNotRegular ? read : PackageFailure(kPackageOpenError, package.string());
+PackageData PackageData::Of(std::string fileName, std::vector<std::uint8_t> bytes) {
+  PackageData data{std::move(fileName), std::move(bytes), {}};
+  data.sha256 = Sha256Hex(data.bytes);
+  return data;
+}
+
+Result LoadPackage(const std::filesystem::path& package, PackageData* data) {
+  *data = {};
+  std::vector<std::uint8_t> bytes;
+  const Result read = ReadWholeFile(package.string(), bytes);
+  if (!read.ok()) return read.code == kFileNotRegular ? read : PackageFailure(kPackageOpenError, package.string());
+  *data = PackageData::Of(package.filename().string(), std::move(bytes));
+  return Result::Success();
 }
 
 Result ReadPackage(const std::filesystem::path& package, PackageFiles* files, const PackageLimits& limits) {
   files->clear();
-  std::vector<std::uint8_t> bytes;
-  const Result read = ReadPackageBytes(package, &bytes);
-  return read.ok() ? UnpackFiles(bytes, files, limits) : read;
+  PackageData data;
+  const Result read = LoadPackage(package, &data);
+  return read.ok() ? UnpackFiles(data.bytes, files, limits) : read;
 }
 
 }  // namespace tonalith

@@ -41,7 +41,8 @@ inline constexpr int kPackageCancelled = 22;
 // The message box of a failure: its title is the message, its text what exactly.
 MessagePrompt PackageMessage(const Result& failure);
 
-// True when every name is a plain relative path that stays inside its folder.
+// True when the path is plain, relative and stays inside its folder, and no name in it ends with a dot or a blank (file
+// systems that drop those would make it another name).
 bool IsSafePackagePath(const std::string& path);
 
 // Packs files.  Refuses names longer than 255 bytes, unsafe names and names given twice (without regard to case).
@@ -58,7 +59,15 @@ Result WritePackage(const PackageFiles& files, const std::filesystem::path& pack
 // A whole package into memory.
 Result ReadPackage(const std::filesystem::path& package, PackageFiles* files, const PackageLimits& limits = {});
 
-// The bytes of a package file; a failure is kPackageOpenError with the path.
-Result ReadPackageBytes(const std::filesystem::path& package, std::vector<std::uint8_t>* bytes);
+// A package file that was read once: what is shown, what is hashed and what is installed are these bytes.
+struct PackageData {
+  std::string fileName;  // "kawai-k4.pvz"; without its extension the name of the module it stands for
+  std::vector<std::uint8_t> bytes;
+  std::string sha256;  // of the bytes, 64 hexadecimal digits
+
+  static PackageData Of(std::string fileName, std::vector<std::uint8_t> bytes);
+};
+// A failure is kPackageOpenError with the path.
+Result LoadPackage(const std::filesystem::path& package, PackageData* data);
 
 }  // namespace tonalith

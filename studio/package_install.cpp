@@ -53,21 +53,26 @@ Result EnsureInstrumentFolder(const fs::path& instruments, const fs::path& resou
   return copied.ok() ? copied : Result::Failure(DefinitionMissing(instruments));
 }
 
+Result InstallPackage(const PackageData& package, const fs::path& instruments, InstallReport* report,
+                      const InstallOptions& options) {
+  *report = {};
+  if (const Result made = MakeFolders(instruments.string()); !made.ok()) return made;
+  StagedPackage staged(instruments);
+  std::size_t done = 0;
+  const Result result = UnpackEach(package.bytes, [&](const std::string& path, std::span<const std::uint8_t> file) {
+    if (options.cancel.Cancelled()) return Cancelled();
+    if (options.progress) options.progress(++done, ClaimedFiles(package.bytes));
+    return staged.Add(path, file);
+  });
+  return result.ok() ? FinishInstall(staged, WithoutExtension(package.fileName), options, report) : result;
+}
+
 Result InstallPackage(const fs::path& package, const fs::path& instruments, InstallReport* report,
                       const InstallOptions& options) {
   *report = {};
-  std::vector<std::uint8_t> bytes;
-  Result result = ReadPackageBytes(package, &bytes);
-  if (result.ok()) result = MakeFolders(instruments.string());
-  if (!result.ok()) return result;
-  StagedPackage staged(instruments);
-  std::size_t done = 0;
-  result = UnpackEach(bytes, [&](const std::string& path, std::span<const std::uint8_t> file) {
-    if (options.cancel.Cancelled()) return Cancelled();
-    if (options.progress) options.progress(++done, ClaimedFiles(bytes));
-    return staged.Add(path, file);
-  });
-  return result.ok() ? FinishInstall(staged, package.stem().string(), options, report) : result;
+  PackageData data;
+  const Result read = LoadPackage(package, &data);
+  return read.ok() ? InstallPackage(data, instruments, report, options) : read;
 }
 
 Result InstallPackageFiles(const PackageFiles& files, const fs::path& instruments, InstallReport* report,
@@ -89,21 +94,31 @@ int DecompressFile(Prompts& prompts, const fs::path& instruments, const fs::path
   return 0;
 }
 
-Result PreviewPackage(const fs::path& package, const fs::path& instruments, PackagePreview* preview) {
+static PackagePreview::Module PreviewModule(const PackageModule& module, const fs::path& instruments) {
+  PackagePreview::Module shown;
+  shown.moduleFile = module.iniName;
+  shown.name = module.ini.GetString("Instrument", "Name", module.baseName);
+  shown.version = module.ini.GetString("Instrument", "Version");
+  const fs::path installed = ExistingModulePath(instruments, module.iniName);
+  shown.installed = FileExists(installed.string());
+  if (shown.installed) shown.installedVersion = IniFile(installed.string()).GetString("Instrument", "Version");
+  return shown;
+}
+
+Result PreviewPackage(const PackageData& package, const fs::path& instruments, PackagePreview* preview) {
   *preview = {};
-  std::vector<std::uint8_t> bytes;
-  Result result = ReadPackageBytes(package, &bytes);
-  if (!result.ok()) return result;
-  preview->packageSize = bytes.size();
+  preview->packageSize = package.bytes.size();
   std::vector<std::string> paths;
   std::map<std::string, std::string> inis;
-  result = UnpackEach(bytes, [&](const std::string& path, std::span<const std::uint8_t> file) {
+  std::map<std::string, DriverFacts> drivers;  // lower case
+  Result result = UnpackEach(package.bytes, [&](const std::string& path, std::span<const std::uint8_t> file) {
     const std::string name = PackagePathOnDisk(path);
     preview->files.push_back({name, file.size()});
     preview->totalSize += file.size();
     paths.push_back(name);
     if (name.find('/') == std::string::npos && AsciiEndsWithNoCase(name, ".ini"))
       inis[name].assign(file.begin(), file.end());
+    if (const auto facts = ReadDriverFacts(file)) drivers[AsciiLower(name)] = *facts;
     return Result::Success();
   });
   if (!result.ok() || paths.empty()) return result;
@@ -111,72 +126,27 @@ Result PreviewPackage(const fs::path& package, const fs::path& instruments, Pack
   std::size_t main = 0;
   result = SortPackage(
       paths, [&inis](const std::string& path) { return inis[path]; }, &modules);
-  if (result.ok()) result = MainModule(modules, package.stem().string(), &main);
+  if (result.ok()) result = MainModule(modules, WithoutExtension(package.fileName), &main);
   if (!result.ok()) return result;
-  const PackageModule& module = modules[main];
-  preview->moduleFile = module.iniName;
-  preview->name = module.ini.GetString("Instrument", "Name", module.baseName);
-  preview->version = module.ini.GetString("Instrument", "Version");
-  const fs::path installed = ExistingModulePath(instruments, module.iniName);
-  preview->installed = FileExists(installed.string());
-  if (preview->installed) preview->installedVersion = IniFile(installed.string()).GetString("Instrument", "Version");
+  for (std::size_t i = 0; i < modules.size(); ++i) {
+    PackagePreview::Module shown = PreviewModule(modules[i], instruments);
+    if (i == main)
+      preview->module = std::move(shown);
+    else
+      preview->further.push_back(std::move(shown));
+  }
+  const auto driver = [&drivers](const std::string& path) {
+    const auto found = drivers.find(AsciiLower(path));
+    return found == drivers.end() ? std::nullopt : std::optional(found->second);
+  };
+  preview->conflicts = FindConflicts(instruments, IncomingModules(modules, instruments, false, driver));
   return Result::Success();
 }
 
-// True when the module folder came from these very files, whatever the user changed since.
-static bool BroughtBefore(const PackageModule& module, const PackageFiles& files, const fs::path& instruments) {
-  const PackageManifest manifest = ReadPackageManifest(instruments, module.baseName);
-  for (const PackageFile& file : files) {
-    const std::string path = PackagePathOnDisk(file.path);
-    const bool top = path.find('/') == std::string::npos;
-    const auto known = manifest.find(AsciiLower(top ? "../" + path : path.substr(module.folder.size() + 1)));
-    if (known == manifest.end() || known->second != PackageFileCrc(file.bytes)) return false;
-  }
-  return true;
-}
-
-static Result InstallShipped(const fs::path& package, const fs::path& instruments,
-                             std::vector<InstallReport>* reports) {
-  std::vector<std::uint8_t> bytes;
-  PackageFiles files;
-  Result result = ReadPackageBytes(package, &bytes);
-  if (result.ok()) result = UnpackFiles(bytes, &files);
-  if (!result.ok() || files.empty()) return result;
-  std::vector<std::string> paths;
-  for (const PackageFile& file : files) paths.push_back(PackagePathOnDisk(file.path));
-  const auto readIni = [&](const std::string& path) {
-    const auto& found = files[static_cast<std::size_t>(std::find(paths.begin(), paths.end(), path) - paths.begin())];
-    return std::string(found.bytes.begin(), found.bytes.end());
-  };
-  std::vector<PackageModule> modules;
-  std::size_t main = 0;
-  result = SortPackage(paths, readIni, &modules);
-  if (result.ok()) result = MainModule(modules, package.stem().string(), &main);
-  if (!result.ok()) return result;
-  const PackageModule& module = modules[main];
-  const IniFile installed(ExistingModulePath(instruments, module.iniName).string());
-  const bool present =
-      installed.HasSection("Instrument") && FolderExists(ExistingModulePath(instruments, module.folder).string());
-  const int change = installed.GetInt("Instrument", "Version") - module.ini.GetInt("Instrument", "Version");
-  if (present && (change > 0 || (change == 0 && modules.size() == 1 && BroughtBefore(module, files, instruments))))
-    return Result::Success();
-  InstallOptions options;
-  options.backUpAll = false;
-  options.sync = false;
-  InstallReport report;
-  result = InstallPackageFiles(files, instruments, &report, options, package.stem().string());
-  if (result.ok() && reports) reports->push_back(std::move(report));
-  return result;
-}
-
-Result InstallShippedPackages(const fs::path& packages, const fs::path& instruments,
-                              std::vector<InstallReport>* reports) {
-  std::string problems;
-  for (const std::string& name : ListFolder(packages.string(), "*.pvz")) {
-    const Result result = InstallShipped(packages / name, instruments, reports);
-    if (!result.ok()) problems += (problems.empty() ? "" : "\n") + name + ": " + result.text;
-  }
-  return problems.empty() ? Result::Success() : Result::Failure(problems);
+std::vector<std::string> ReplacedModules(const PackagePreview& preview) {
+  std::vector<std::string> files;
+  for (const ModuleConflict& conflict : preview.conflicts) files.push_back(conflict.victim.moduleFile);
+  return files;
 }
 
 std::vector<std::string> OfferedPackages(const fs::path& folder) {

@@ -9,6 +9,7 @@
 #include "platform/cancel_token.h"
 #include "platform/ini_file.h"
 #include "platform/result.h"
+#include "studio/module_identity.h"
 #include "studio/package.h"
 
 namespace tonalith {
@@ -25,14 +26,22 @@ Result EnsureInstrumentFolder(const std::filesystem::path& instruments, const st
 
 // What an installation did.
 struct InstallReport {
-  std::string moduleFile;            // name of the module INI; empty when the package held no files
-  std::string name;                  // "Name" of the module
-  std::vector<std::string> written;  // relative paths
-  std::vector<std::string> kept;     // the user's own files in the module folder that stayed
-  std::vector<std::string> backups;  // former files that were put aside (below ".backup")
+  std::string moduleFile;             // name of the module INI; empty when the package held no files
+  std::string name;                   // "Name" of the module
+  std::vector<std::string> written;   // relative paths
+  std::vector<std::string> kept;      // the user's own files in the module folder that stayed
+  std::vector<std::string> backups;   // former files that were put aside (below ".backup")
+  std::vector<std::string> replaced;  // INIs of other modules that are in ".trash" now
 };
 
+// A package would take the place of another module than its own, and nobody agreed to that.
+inline constexpr int kPackageConflict = 24;
+
 struct InstallOptions {
+  // INIs of the other modules that the user let this package take the place of; each goes to ".trash/MODULE/DATE/".
+  std::vector<std::string> replace;
+  // The package comes with the program: a module that came with it before is updated, whatever it was then.
+  bool fromProgram = false;
   // Every former file that differs is put aside; false: only those that were changed since they were installed.
   bool backUpAll = true;
   // The files are on the disk when the call returns.  Files of the user always are.
@@ -53,7 +62,13 @@ struct InstallOptions {
 // differs is copied to ".backup/MODULE/DATE/"; initial data ("InitForID*.bin"), templates (".ini") and variables
 // (".var.ini") that the user changed stay in place instead, and the package's own is put beside them as "NAME.new".
 //
+// A module takes the place of an installed one only when it is the same (IsSameModule); when it would take that of
+// another (FindConflicts) that is not in `replace`, the installation fails with kPackageConflict and a sentence that
+// names it.
+//
 // A package with no files installs nothing and succeeds.
+Result InstallPackage(const PackageData& package, const std::filesystem::path& instruments, InstallReport* report,
+                      const InstallOptions& options = {});
 Result InstallPackage(const std::filesystem::path& package, const std::filesystem::path& instruments,
                       InstallReport* report, const InstallOptions& options = {});
 // The same from files in memory; `packageName` as above, may be empty.
@@ -73,21 +88,21 @@ struct PackagePreview {
   std::uint64_t packageSize = 0;  // bytes of the package
   std::uint64_t totalSize = 0;    // bytes of its files
   std::vector<File> files;
-  std::string moduleFile;
-  std::string name;
-  std::string version;           // "Version" of the package's module, "" when it names none
-  bool installed = false;        // a module of this file name is there
-  std::string installedVersion;  // its "Version"
+  struct Module {
+    std::string moduleFile;
+    std::string name;
+    std::string version;           // "Version", "" when it names none
+    bool installed = false;        // a module of this file name is there
+    std::string installedVersion;  // its "Version"
+  };
+  Module module;                          // what the package stands for
+  std::vector<Module> further;            // what else it brings
+  std::vector<ModuleConflict> conflicts;  // modules that would lose their place to it
 };
 // Reads and checks the whole package without writing anything; refuses what InstallPackage would refuse.
-Result PreviewPackage(const std::filesystem::path& package, const std::filesystem::path& instruments,
-                      PackagePreview* preview);
-
-// Installs every package of a folder whose module is not installed yet, is installed in an older version ("Version" of
-// section "Instrument"), or came from other files of the same version.  Packages that fail are named in the sentence;
-// the others are installed.
-Result InstallShippedPackages(const std::filesystem::path& packages, const std::filesystem::path& instruments,
-                              std::vector<InstallReport>* reports = nullptr);
+Result PreviewPackage(const PackageData& package, const std::filesystem::path& instruments, PackagePreview* preview);
+// The INIs that have to be in InstallOptions::replace for it to be installed.
+std::vector<std::string> ReplacedModules(const PackagePreview& preview);
 
 // Packages of a folder that can be offered for installation: "*.pvz" but not one named "ZK".  File names.
 std::vector<std::string> OfferedPackages(const std::filesystem::path& folder);

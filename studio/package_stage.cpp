@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <atomic>
@@ -25,6 +24,7 @@ namespace fs = std::filesystem;
 
 constexpr char kStagingPrefix[] = ".staging-";
 constexpr char kBackupFolder[] = ".backup";
+constexpr char kTrashFolder[] = ".trash";
 
 Result WriteBelow(const fs::path& folder, const std::string& name, std::span<const std::uint8_t> bytes) {
   std::string target;
@@ -64,13 +64,6 @@ void SweepStaging(const fs::path& instruments) {
   }
 }
 
-// Files that the user writes while working with the instrument: initial data, learned controllers in templates,
-// variables.
-bool IsUserKind(const std::string& name) {
-  const std::string file = AsciiLower(FileNameOf(name));
-  return MatchesPattern("initforid*.bin", file) || file.ends_with(".ini");
-}
-
 // Puts `from` in the place of `to`; what was there is afterwards at `from`.
 std::error_code Exchange(const fs::path& from, const fs::path& to) {
   std::error_code error;
@@ -96,36 +89,13 @@ std::error_code Exchange(const fs::path& from, const fs::path& to) {
 
 }  // namespace
 
+bool IsUserKind(const std::string& name) {
+  const std::string file = AsciiLower(FileNameOf(name));
+  return MatchesPattern("initforid*.bin", file) || file.ends_with(".ini");
+}
+
 std::string PackagePathOnDisk(const std::string& path) {
   return ReplaceAll(IsValidUtf8(path) ? path : Cp1252ToUtf8(path), "\\", "/");
-}
-
-std::uint32_t PackageFileCrc(std::span<const std::uint8_t> bytes) {
-  return static_cast<std::uint32_t>(crc32_z(0, bytes.data(), bytes.size()));
-}
-
-std::string PackageManifestName(const std::string& baseName) {
-  return ".installed/" + baseName + ".lst";
-}
-
-PackageManifest ReadPackageManifest(const fs::path& instruments, const std::string& baseName) {
-  PackageManifest manifest;
-  const auto file = FindPath(instruments.string(), PackageManifestName(baseName), PathTrust::Untrusted);
-  std::string text;
-  if (!file || !ReadWholeFile(*file, text, 16u << 20).ok()) return manifest;
-  for (const std::string& line : SplitText(text, '\n')) {
-    unsigned crc = 0;
-    int used = 0;
-    if (std::sscanf(line.c_str(), "%8x %n", &crc, &used) == 1 && used > 0)
-      manifest[AsciiLower(TrimmedView(std::string_view(line).substr(static_cast<std::size_t>(used))))] = crc;
-  }
-  return manifest;
-}
-
-std::string PackageManifestText(const PackageManifest& manifest) {
-  std::string text;
-  for (const auto& [name, crc] : manifest) text += Printf("%08x ", crc) + name + "\n";
-  return text;
 }
 
 fs::path ExistingModulePath(const fs::path& instruments, const std::string& name) {
@@ -148,6 +118,7 @@ Result SortPackage(const std::vector<std::string>& paths, const std::function<st
                    std::vector<PackageModule>* modules) {
   for (const std::string& path : paths) {
     if (path.find('/') != std::string::npos || !AsciiEndsWithNoCase(path, ".ini")) continue;
+    if (path.front() == '.') return Result::Failure("The package holds a hidden module INI.");
     PackageModule module;
     module.iniName = path;
     module.baseName = WithoutExtension(path);
@@ -194,6 +165,23 @@ Result MainModule(const std::vector<PackageModule>& modules, const std::string& 
   return Result::Failure("The package holds more than one module INI, and none has the name of the package.");
 }
 
+std::vector<IncomingModule> IncomingModules(
+    const std::vector<PackageModule>& modules, const fs::path& instruments, bool fromProgram,
+    const std::function<std::optional<DriverFacts>(const std::string& path)>& driver) {
+  std::vector<IncomingModule> incoming;
+  for (const PackageModule& module : modules) {
+    IncomingModule one;
+    one.identity = IdentityOf(module.iniName, module.ini,
+                              [&](const std::string& file) { return driver(module.folder + "/" + file); });
+    one.identity.folder = module.folder;
+    const InstalledFiles former = ReadInstalledFiles(instruments, module.baseName);
+    one.updatesOwn = fromProgram && (former.origin == ModuleOrigin::Program ||
+                                     (former.origin == ModuleOrigin::Unknown && !former.crcs.empty()));
+    incoming.push_back(std::move(one));
+  }
+  return incoming;
+}
+
 StagedPackage::StagedPackage(const fs::path& instruments) : instruments_(instruments) {
   static std::atomic<int> counter{0};  // names in a folder that other threads and processes stage in as well
   SweepStaging(instruments);
@@ -223,6 +211,7 @@ Result StagedPackage::Add(const std::string& path, std::span<const std::uint8_t>
   const Result written = WriteBelow(stage_ / "files", name, bytes);
   if (!written.ok()) return Result::Failure(std::string(kPackageTempError) + ": " + written.text, kPackageFault);
   crcs_[name] = PackageFileCrc(bytes);
+  if (const auto facts = ReadDriverFacts(bytes)) drivers_[name] = *facts;
   lowerNames_[AsciiLower(name)] = name;
   return Result::Success();
 }
@@ -236,7 +225,7 @@ Result StagedPackage::BackUp(const PackageModule& module, const fs::path& file, 
 }
 
 Result StagedPackage::KeepFormerEntry(const PackageModule& module, const fs::path& former, const std::string& name,
-                                      const PackageManifest& manifest, const InstallOptions& options,
+                                      const InstalledFiles& installed, const InstallOptions& options,
                                       InstallReport* report) {
   const auto brought = lowerNames_.find(AsciiLower(module.folder + "/" + name));
   std::error_code error;
@@ -247,8 +236,8 @@ Result StagedPackage::KeepFormerEntry(const PackageModule& module, const fs::pat
     if (const Result read = ReadWholeFile(former.string(), bytes); !read.ok()) return read;
     crc = PackageFileCrc(bytes);
   }
-  const auto known = manifest.find(AsciiLower(name));
-  const bool changed = link || known == manifest.end() || known->second != crc;
+  const auto known = installed.crcs.find(AsciiLower(name));
+  const bool changed = link || known == installed.crcs.end() || known->second != crc;
   const fs::path files = stage_ / "files";
   if (brought == lowerNames_.end()) {
     const fs::path target = files / module.folder / name;
@@ -273,15 +262,15 @@ Result StagedPackage::KeepFormerEntry(const PackageModule& module, const fs::pat
 Result StagedPackage::KeepFormerFolder(const PackageModule& module, const InstallOptions& options,
                                        InstallReport* report) {
   const fs::path former = ExistingModulePath(instruments_, module.folder);
-  const PackageManifest manifest = ReadPackageManifest(instruments_, module.baseName);
+  const InstalledFiles installed = ReadInstalledFiles(instruments_, module.baseName);
   std::error_code error;
   if (fs::is_directory(former, error)) {
     for (auto it = fs::recursive_directory_iterator(former, error); !error && it != fs::recursive_directory_iterator();
          it.increment(error)) {
       const bool link = it->is_symlink(error);
-      if (!link && !it->is_regular_file(error)) continue;
+      if (MakesRoom(it->path()) || (!link && !it->is_regular_file(error))) continue;
       const std::string name = it->path().lexically_relative(former).generic_string();
-      const Result kept = KeepFormerEntry(module, it->path(), name, manifest, options, report);
+      const Result kept = KeepFormerEntry(module, it->path(), name, installed, options, report);
       if (!kept.ok()) return kept;
     }
     if (error) return Result::Failure("The former module folder cannot be read: " + error.message() + ".");
@@ -293,28 +282,102 @@ Result StagedPackage::KeepFormer(const PackageModule& module, const InstallOptio
   if (!module.sharesFolder) {
     if (const Result kept = KeepFormerFolder(module, options, report); !kept.ok()) return kept;
   }
-  const PackageManifest manifest = ReadPackageManifest(instruments_, module.baseName);
+  const InstalledFiles installed = ReadInstalledFiles(instruments_, module.baseName);
   std::error_code error;
   const fs::path ini = ExistingModulePath(instruments_, module.iniName);
   std::vector<std::uint8_t> bytes;
-  if (!fs::is_regular_file(ini, error) || !ReadWholeFile(ini.string(), bytes).ok()) return Result::Success();
+  if (MakesRoom(ini) || !fs::is_regular_file(ini, error) || !ReadWholeFile(ini.string(), bytes).ok())
+    return Result::Success();
   const std::uint32_t crc = PackageFileCrc(bytes);
-  const auto known = manifest.find("../" + AsciiLower(module.iniName));
-  const bool changed = known == manifest.end() || known->second != crc;
+  const auto known = installed.crcs.find("../" + AsciiLower(module.iniName));
+  const bool changed = known == installed.crcs.end() || known->second != crc;
   if (crc == crcs_[module.iniName] || (!changed && !options.backUpAll)) return Result::Success();
   return BackUp(module, ini, module.iniName, report);
 }
 
-Result StagedPackage::WriteManifest(const PackageModule& module) {
-  PackageManifest manifest;
+InstalledFiles StagedPackage::ListOf(const PackageModule& module, ModuleOrigin origin) {
+  InstalledFiles list;
+  list.origin = origin;
   for (const std::string& name : module.files) {
     const auto& staged = lowerNames_[AsciiLower(module.folder + "/" + name)];
-    manifest[AsciiLower(name)] = crcs_[staged];
+    list.crcs[AsciiLower(name)] = crcs_[staged];
   }
-  manifest["../" + AsciiLower(module.iniName)] = crcs_[module.iniName];
-  const std::string text = PackageManifestText(manifest);
-  return WriteBelow(stage_, PackageManifestName(module.baseName),
-                    {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+  list.crcs["../" + AsciiLower(module.iniName)] = crcs_[module.iniName];
+  return list;
+}
+
+Result StagedPackage::WriteList(const std::string& baseName, const InstalledFiles& files) {
+  const std::string name = InstalledFilesName(baseName), text = files.ToText();
+  const Result written = WriteBelow(stage_, name, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+  return written.ok() ? Plan(stage_ / name, ExistingModulePath(instruments_, name)) : written;
+}
+
+bool StagedPackage::MakesRoom(const fs::path& entry) const {
+  return std::any_of(makingRoom_.begin(), makingRoom_.end(), [&](const fs::path& gone) {
+    return entry == gone || entry.string().starts_with(gone.string() + "/");
+  });
+}
+
+// Modules that lose their place go to the trash whole, when the user agreed to each of them.
+Result StagedPackage::PlanReplaced(const InstallOptions& options, InstallReport* report) {
+  const auto driver = [this](const std::string& path) {
+    const auto found = drivers_.find(lowerNames_[AsciiLower(path)]);
+    return found == drivers_.end() ? std::nullopt : std::optional(found->second);
+  };
+  const auto conflicts =
+      FindConflicts(instruments_, IncomingModules(modules_, instruments_, options.fromProgram, driver));
+  for (const ModuleConflict& conflict : conflicts) {
+    const ModuleIdentity& victim = conflict.victim;
+    const bool agreed = std::any_of(options.replace.begin(), options.replace.end(),
+                                    [&](const std::string& name) { return AsciiEqualNoCase(name, victim.moduleFile); });
+    if (!agreed) {
+      return Result::Failure("\"" + conflict.byName + "\" would take the place of " + ConflictText(conflict) +
+                                 ", which is another module.  Nothing was installed.",
+                             kPackageConflict);
+    }
+  }
+  for (const ModuleConflict& conflict : conflicts) {
+    const ModuleIdentity& victim = conflict.victim;
+    const std::string baseName = WithoutExtension(victim.moduleFile);
+    const fs::path trash = DatedFolder(instruments_ / kTrashFolder / baseName);
+    std::vector<fs::path> entries = {instruments_ / victim.moduleFile};
+    const auto folder = FindPath(instruments_.string(), victim.folder, PathTrust::Untrusted);
+    if (folder && !victim.folder.empty() && conflict.files > 0) entries.emplace_back(*folder);
+    for (const fs::path& entry : entries) {
+      if (MakesRoom(entry)) continue;
+      if (Result planned = Plan(entry, trash / entry.filename()); !planned.ok()) return planned;
+      makingRoom_.insert(entry);
+    }
+    report->replaced.push_back(victim.moduleFile);
+    const bool hasOwnList = std::any_of(modules_.begin(), modules_.end(), [&](const PackageModule& module) {
+      return AsciiEqualNoCase(module.baseName, baseName);
+    });
+    InstalledFiles gone;
+    gone.origin = ModuleOrigin::Replaced;
+    const Result noted = hasOwnList ? Result::Success() : WriteList(baseName, gone);
+    if (!noted.ok()) return noted;
+  }
+  return Result::Success();
+}
+
+Result StagedPackage::PlanModule(const PackageModule& module, const InstallOptions& options, InstallReport* report) {
+  std::error_code error;
+  const fs::path folder = ExistingModulePath(instruments_, module.folder);
+  const fs::path ini = ExistingModulePath(instruments_, module.iniName);
+  if (!MakesRoom(folder) && fs::exists(folder, error) && !fs::is_directory(folder, error))
+    return Result::Failure("The module's folder \"" + module.folder + "\" has the name of a file that is there.");
+  if (!MakesRoom(ini) && fs::is_directory(ini, error))
+    return Result::Failure("The module INI " + module.iniName + " has the name of a folder that is there.");
+  fs::create_directories(stage_ / "files" / module.folder, error);
+  Result result = KeepFormer(module, options, report);
+  const fs::path backup = stage_ / kBackupFolder / module.baseName;
+  const fs::path files = stage_ / "files";
+  if (result.ok() && fs::exists(backup, error))
+    result = Plan(backup, DatedFolder(instruments_ / kBackupFolder / module.baseName));
+  if (result.ok() && !module.sharesFolder) result = Plan(files / module.folder, folder);
+  if (result.ok()) result = Plan(files / module.iniName, ini);
+  const ModuleOrigin origin = options.fromProgram ? ModuleOrigin::Program : ModuleOrigin::User;
+  return result.ok() ? WriteList(module.baseName, ListOf(module, origin)) : result;
 }
 
 Result StagedPackage::Prepare(const std::string& packageName, const InstallOptions& options, InstallReport* report) {
@@ -331,23 +394,11 @@ Result StagedPackage::Prepare(const std::string& packageName, const InstallOptio
   const PackageModule& module = modules_[main];
   if (module.ini.GetInt("Instrument", "NumDrivers") <= 0)
     return Result::Failure("Error!\nThere are no drivers in the file\n" + module.iniName + "\nto load!");
+  result = PlanReplaced(options, report);
   for (const PackageModule& each : modules_) {
-    std::error_code error;
-    fs::create_directories(stage_ / "files" / each.folder, error);
-    result = KeepFormer(each, options, report);
-    if (result.ok()) result = WriteManifest(each);
-    if (!result.ok()) return result;
-    const fs::path backup = stage_ / kBackupFolder / each.baseName;
-    const fs::path files = stage_ / "files";
-    const std::string manifest = PackageManifestName(each.baseName);
-    if (fs::exists(backup, error)) result = Plan(backup, DatedFolder(instruments_ / kBackupFolder / each.baseName));
-    if (result.ok() && !each.sharesFolder)
-      result = Plan(files / each.folder, ExistingModulePath(instruments_, each.folder));
-    if (result.ok()) result = Plan(files / each.iniName, ExistingModulePath(instruments_, each.iniName));
-    if (result.ok()) result = Plan(stage_ / manifest, instruments_ / manifest);
-    if (!result.ok()) return result;
+    if (result.ok()) result = PlanModule(each, options, report);
   }
-  if (options.check) result = options.check(stage_ / "files" / module.folder, module.ini);
+  if (result.ok() && options.check) result = options.check(stage_ / "files" / module.folder, module.ini);
   if (!result.ok()) return result;
   report->written = paths;
   report->moduleFile = ExistingModulePath(instruments_, module.iniName).filename().string();
@@ -385,9 +436,9 @@ Result StagedPackage::Commit(bool sync) {
       else
         fs::rename(moves_[i].to, moves_[i].from, ignored);
     }
-    std::error_code ignored;
     for (const Move& move : moves_) {
-      if (move.to.parent_path() != instruments_) fs::remove(move.to.parent_path(), ignored);
+      // An empty folder that was made for it; never a file of that name.
+      if (move.to.parent_path() != instruments_) ::rmdir(move.to.parent_path().c_str());
     }
     return Result::Failure("\"" + what + "\" cannot be put in place: " + error.message() + ".");
   }

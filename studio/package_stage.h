@@ -1,12 +1,17 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/ini_file.h"
 #include "platform/result.h"
+#include "studio/installed_files.h"
+#include "studio/module_identity.h"
 #include "studio/package_install.h"
 
 namespace tonalith {
@@ -32,14 +37,15 @@ Result MainModule(const std::vector<PackageModule>& modules, const std::string& 
 
 // A path of a package as a file name: UTF-8, '/' between.
 std::string PackagePathOnDisk(const std::string& path);
-std::uint32_t PackageFileCrc(std::span<const std::uint8_t> bytes);
 
-// What packages brought: path below the module folder (lower case, '/') -> crc of the file.  Kept in the instrument
-// folder, one list a module.
-using PackageManifest = std::map<std::string, std::uint32_t>;
-PackageManifest ReadPackageManifest(const std::filesystem::path& instruments, const std::string& baseName);
-std::string PackageManifestName(const std::string& baseName);  // relative to the instrument folder
-std::string PackageManifestText(const PackageManifest& manifest);
+// Files of a module that people make their own, by their path below its folder: initial data, learned controllers in
+// templates, variables.
+bool IsUserKind(const std::string& name);
+
+// The modules of a package as FindConflicts takes them; `driver` gives the facts of a file of the package.
+std::vector<IncomingModule> IncomingModules(
+    const std::vector<PackageModule>& modules, const std::filesystem::path& instruments, bool fromProgram,
+    const std::function<std::optional<DriverFacts>(const std::string& path)>& driver);
 
 // The name an entry of the instrument folder already has, whatever its case.
 std::filesystem::path ExistingModulePath(const std::filesystem::path& instruments, const std::string& name);
@@ -68,14 +74,18 @@ class StagedPackage {
   struct Move {
     std::filesystem::path from, to;
   };
+  Result PlanReplaced(const InstallOptions& options, InstallReport* report);
+  Result PlanModule(const PackageModule& module, const InstallOptions& options, InstallReport* report);
   Result KeepFormer(const PackageModule& module, const InstallOptions& options, InstallReport* report);
   Result KeepFormerFolder(const PackageModule& module, const InstallOptions& options, InstallReport* report);
   Result KeepFormerEntry(const PackageModule& module, const std::filesystem::path& former, const std::string& name,
-                         const PackageManifest& manifest, const InstallOptions& options, InstallReport* report);
+                         const InstalledFiles& installed, const InstallOptions& options, InstallReport* report);
   Result BackUp(const PackageModule& module, const std::filesystem::path& file, const std::string& name,
                 InstallReport* report);
   void Sync() const;
-  Result WriteManifest(const PackageModule& module);
+  Result WriteList(const std::string& baseName, const InstalledFiles& files);
+  InstalledFiles ListOf(const PackageModule& module, ModuleOrigin origin);
+  bool MakesRoom(const std::filesystem::path& entry) const;
   std::string OneSpelling(const std::string& name);
   // Plans one move into the instrument folder; a failure when its folder is a link that leads out of it.
   Result Plan(const std::filesystem::path& from, const std::filesystem::path& to);
@@ -85,7 +95,9 @@ class StagedPackage {
   std::map<std::string, std::uint32_t> crcs_;       // staged paths -> crc
   std::map<std::string, std::string> lowerNames_;   // lower case -> staged path
   std::map<std::string, std::string> folderNames_;  // lower case -> the folder's staged path
+  std::map<std::string, DriverFacts> drivers_;      // staged paths of drivers
   std::vector<PackageModule> modules_;
+  std::set<std::filesystem::path> makingRoom_;  // entries of other modules that go to the trash
   std::vector<Move> moves_;
   bool copied_ = false;
 };

@@ -26,7 +26,7 @@ std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resource
 }
 
 Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
-                             const std::filesystem::path& locks, std::vector<InstallReport>* reports) {
+                             const std::filesystem::path& locks, ShippedOutcome* outcome) {
   std::error_code error;
   const std::filesystem::path packages = ShippedModulesFolder(resources);
   if (!std::filesystem::is_directory(packages, error)) return Result::Success();
@@ -36,18 +36,20 @@ Result InstallShippedModules(const std::filesystem::path& resources, const std::
     const Result taken = lock.Take(locks, LockFile::NameFor("install", instruments), kInstallWaitMs);
     if (!taken) return Result::Failure("The instruments were not brought up to date. " + taken.text, taken.code);
   }
-  return InstallShippedPackages(packages, instruments, reports);
+  return InstallShippedPackages(packages, instruments, outcome);
 }
 
-Result InstallShippedModules(const Paths& paths) {
-  return InstallShippedModules(paths.MainGetResourcePath(), paths.MainGetInstrPath(), paths.folders().runtime);
+Result InstallShippedModules(const Paths& paths, ShippedOutcome* outcome) {
+  return InstallShippedModules(paths.MainGetResourcePath(), paths.MainGetInstrPath(), paths.folders().runtime, outcome);
 }
 
-Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources) {
-  std::vector<InstallReport> installed;
-  Result result = InstallShippedModules(resources, studio.paths().instruments, studio.paths().locks, &installed);
+Result LoadStudioWithShippedModules(ZKStudioDoc& studio, const std::filesystem::path& resources,
+                                    ShippedOutcome* outcome) {
+  ShippedOutcome own;
+  if (!outcome) outcome = &own;
+  Result result = InstallShippedModules(resources, studio.paths().instruments, studio.paths().locks, outcome);
   studio.DrvLoadSetup(0);
-  for (const InstallReport& report : installed)
+  for (const InstallReport& report : outcome->installed)
     if (!report.moduleFile.empty() && !studio.list().IsInstrumentInstalled(report.moduleFile))
       studio.AddDrivers(report.moduleFile);
   return result;

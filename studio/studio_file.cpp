@@ -15,6 +15,7 @@
 #include "platform/text.h"
 #include "studio/instrument_loader.h"
 #include "studio/port_references.h"
+#include "studio/studio_generations.h"
 #include "studio/studio_list.h"
 #include "studio/studio_report.h"
 #include "studio/studio_surroundings.h"
@@ -199,7 +200,7 @@ bool StudioFile::ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::siz
 
 // --- Saving ----------------------------------------------------------------------------------------------------------
 
-// The file that is about to be replaced becomes NAME~; one that is no studio is set aside.
+// The file that is about to be replaced becomes the newest of its generations; one that is no studio is set aside.
 Result StudioFile::KeepFormerFile(const std::filesystem::path& target, const std::vector<std::uint8_t>& fresh) const {
   if (!FileExists(target.string())) return Result::Success();
   std::vector<std::uint8_t> former;
@@ -207,7 +208,7 @@ Result StudioFile::KeepFormerFile(const std::filesystem::path& target, const std
   if (!read.ok() || former.size() < 4 || std::memcmp(former.data(), kStudioMagic, 4) != 0)
     return former.empty() && read.ok() ? Result::Success() : SetAsideBroken(target.string());
   if (former == fresh) return Result::Success();
-  return WriteFileAtomically(target.string() + "~", std::span<const std::uint8_t>(former));
+  return KeepStudioGeneration(target, former);
 }
 
 int StudioFile::DrvSaveSetup(int mode) {
@@ -256,16 +257,19 @@ Result StudioFile::WriteStudioFile(const std::filesystem::path& target) const {
 // `told` says what is wrong with the studio file.  Without a whole studio that was saved before it that is all; else
 // the user is asked, and a former studio that is not used now stays whatever is saved later.
 bool StudioFile::UseFormerStudio(const char* title, const std::string& told) {
-  const std::string former = (parts_.around.paths.data / kStudioFileName).string() + "~";
-  std::vector<std::uint8_t> bytes;
-  std::string error;
-  if (!ReadWholeFile(former, bytes, kMaxStudioFile).ok() || !IsWholeStudio(bytes)) {
+  const std::filesystem::path file = parts_.around.paths.data / kStudioFileName;
+  const auto former = NewestStudioGeneration(file, IsWholeStudio);
+  if (!former) {
     parts_.around.prompts.Say(title, told);
-  } else if (parts_.around.Ask(told + "\n\nUse the studio as it was saved before that instead?")) {
-    return ReadStudio(bytes, &error) == kDiskOk;
-  } else {
-    WriteFileAtomically((parts_.around.paths.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
+    return false;
   }
+  const bool newest = former->file == StudioGeneration(file, 1);
+  const std::string which = newest ? "" : " (" + former->file.filename().string() + ")";
+  std::string error;
+  if (parts_.around.Ask(told + "\n\nUse the studio as it was saved before that" + which + " instead?"))
+    return ReadStudio(former->bytes, &error) == kDiskOk;
+  WriteFileAtomically((parts_.around.paths.data / kKeptStudioFile).string(),
+                      std::span<const std::uint8_t>(former->bytes));
   return false;
 }
 

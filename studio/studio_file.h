@@ -36,7 +36,7 @@ class StudioFile {
 
   // Mode 0 writes the studio file, 1 asks for a name first, 2 asks whether to save and then does as 0.  0, 7 (write
   // error, told) or 9 (cancelled).  The text summary is written beside it.  The file that was there before becomes
-  // NAME~.  Nothing is written inside a host.
+  // NAME~, the one before that NAME~2 and so on (studio_generations.h).  Nothing is written inside a host.
   int DrvSaveSetup(int mode);
   // Mode 0 reads folder/file or, when they are empty, the studio file; 1 asks.  A missing or empty studio file makes
   // the studio from the instrument folder.  0 or the disk result code (2: damaged, what could be read is loaded; 9: the

@@ -1,6 +1,5 @@
 #include "studio/ui/install_dialogs.h"
 
-#include <QCryptographicHash>
 #include <QDialogButtonBox>
 #include <QEventLoop>
 #include <QFileDialog>
@@ -19,6 +18,7 @@
 #include "platform/jobs.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
+#include "platform/text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -48,26 +48,31 @@ void RememberInstallFolder(const ZKStudioDoc& studio, const std::string& folder)
   if (const Result saved = ini.Save(); !saved.ok()) DebugLog("%s", saved.text.c_str());
 }
 
-std::string FileSha256(const std::filesystem::path& file) {
-  std::vector<std::uint8_t> bytes;
-  if (!ReadWholeFile(file.string(), bytes).ok()) return {};
-  const QByteArray content =
-      QByteArray::fromRawData(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size()));
-  return QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex().toStdString();
-}
-
-std::string InstallPreviewText(const std::string& source, const std::string& sha256, const PackagePreview& preview) {
-  std::string text =
-      "Install " + preview.name + (preview.version.empty() ? "" : ", version " + preview.version) + "?\n";
-  if (preview.installed) {
-    text += "It takes the place of the installed module";
-    text += preview.installedVersion.empty() ? std::string() : ", version " + preview.installedVersion;
-    text += ". Instruments of it keep their ports and channels, and what you changed is kept.\n";
+std::string InstallPreviewText(const std::string& source, const PackageData& package, const PackagePreview& preview) {
+  const auto versioned = [](const std::string& version) { return version.empty() ? "" : ", version " + version; };
+  const PackagePreview::Module& module = preview.module;
+  std::string text = "Install " + module.name + versioned(module.version) + "?\n";
+  const auto isConflict = [&](const PackagePreview::Module& one) {
+    return std::any_of(preview.conflicts.begin(), preview.conflicts.end(), [&](const ModuleConflict& conflict) {
+      return AsciiEqualNoCase(conflict.victim.moduleFile, one.moduleFile);
+    });
+  };
+  if (module.installed && !isConflict(module)) {
+    text += "It takes the place of the installed module" + versioned(module.installedVersion) +
+            ". Instruments of it keep their ports and channels, and what you changed is kept.\n";
   }
+  for (const PackagePreview::Module& further : preview.further) {
+    text += "It also brings " + further.name + versioned(further.version);
+    if (further.installed && !isConflict(further))
+      text += ", which takes the place of the installed module" + versioned(further.installedVersion);
+    text += ".\n";
+  }
+  for (const ModuleConflict& conflict : preview.conflicts)
+    text += "It would take the place of " + ConflictText(conflict) + ", which is another module.\n";
   text += "\nFrom: " + source + "\nSize: " + SizeText(preview.packageSize) + ", " + SizeText(preview.totalSize) +
-          " unpacked\nSHA-256: " + sha256.substr(0, 32) + "\n                 " +
-          (sha256.size() > 32 ? sha256.substr(32) : std::string()) + "\nModule: " + preview.moduleFile + "\n\n" +
-          std::to_string(preview.files.size()) + (preview.files.size() == 1 ? " file:\n" : " files:\n");
+          " unpacked\nSHA-256: " + package.sha256.substr(0, 32) + "\n                 " + package.sha256.substr(32) +
+          "\nModule: " + module.moduleFile + "\n\n" + std::to_string(preview.files.size()) +
+          (preview.files.size() == 1 ? " file:\n" : " files:\n");
   for (std::size_t i = 0; i < std::min(kShownFiles, preview.files.size()); ++i)
     text += "    " + preview.files[i].path + "\n";
   if (preview.files.size() > kShownFiles)
@@ -76,25 +81,42 @@ std::string InstallPreviewText(const std::string& source, const std::string& sha
   return text;
 }
 
-InstallAnswer AskInstall(const std::filesystem::path& package, const std::string& source, bool more, bool* empty,
-                         const ZKStudioDoc& studio, Prompts& prompts) {
-  *empty = false;
+// Each module that would make room is named once more, with what happens to it.
+static bool AskReplace(const PackagePreview& preview, Prompts& prompts) {
+  MessagePrompt prompt;
+  prompt.title = "Replace Another Module";
+  prompt.icon = PromptIcon::Warning;
+  prompt.buttons = PromptButtons::OkCancel;
+  prompt.labels = {"&Replace", "Cancel"};
+  for (const ModuleConflict& conflict : preview.conflicts) {
+    prompt.text += "\"" + conflict.byName + "\" takes the place of " + ConflictText(conflict) +
+                   ".\nThat module leaves the studio, and its files are moved to the folder \".trash\" in the "
+                   "instrument folder.\n\n";
+  }
+  prompt.text += preview.conflicts.size() == 1 ? "Replace this module?" : "Replace these modules?";
+  return prompts.Message(prompt) == PromptAnswer::Ok;
+}
+
+InstallChoice AskInstall(const PackageData& package, const std::string& source, bool more, const ZKStudioDoc& studio,
+                         Prompts& prompts) {
+  InstallChoice choice;
   if (!HasInstrumentDefinition(studio.paths().instruments)) {
     prompts.Say("Install Instrument Module", DefinitionMissing(studio.paths().instruments));
-    return InstallAnswer::Cancel;
+    choice.answer = InstallAnswer::Cancel;
+    return choice;
   }
   PackagePreview preview;
   if (const Result looked = PreviewPackage(package, studio.paths().instruments, &preview); !looked.ok()) {
     prompts.Message(PackageMessage(looked));
-    return InstallAnswer::Skip;
+    return choice;
   }
   if (preview.files.empty()) {
-    *empty = true;
-    return InstallAnswer::Skip;
+    choice.empty = true;
+    return choice;
   }
   MessagePrompt prompt;
   prompt.title = "Install Instrument Module";
-  prompt.text = InstallPreviewText(source, FileSha256(package), preview);
+  prompt.text = InstallPreviewText(source, package, preview);
   prompt.icon = PromptIcon::Question;
   prompt.buttons = more ? PromptButtons::YesNoCancel : PromptButtons::OkCancel;
   prompt.labels =
@@ -102,18 +124,23 @@ InstallAnswer AskInstall(const std::filesystem::path& package, const std::string
   switch (prompts.Message(prompt)) {
     case PromptAnswer::Ok:
     case PromptAnswer::Yes:
-      return InstallAnswer::Install;
+      break;
     case PromptAnswer::No:
-      return InstallAnswer::Skip;
+      return choice;
     default:
-      return InstallAnswer::Cancel;
+      choice.answer = InstallAnswer::Cancel;
+      return choice;
   }
+  if (!preview.conflicts.empty() && !AskReplace(preview, prompts)) return choice;
+  choice.replace = ReplacedModules(preview);
+  choice.answer = InstallAnswer::Install;
+  return choice;
 }
 
-Result InstallWithProgress(const std::filesystem::path& package, const std::filesystem::path& instruments,
-                           InstallReport* report, QWidget* parent) {
-  QProgressDialog progress(QObject::tr("Installing %1").arg(FromUtf8(package.filename().string())),
-                           QObject::tr("Cancel"), 0, 0, parent);
+Result InstallWithProgress(const PackageData& package, const std::filesystem::path& instruments,
+                           const InstallOptions& wanted, InstallReport* report, QWidget* parent) {
+  QProgressDialog progress(QObject::tr("Installing %1").arg(FromUtf8(package.fileName)), QObject::tr("Cancel"), 0, 0,
+                           parent);
   progress.setWindowTitle(QObject::tr("Install Instrument Module"));
   progress.setWindowModality(Qt::ApplicationModal);
   progress.setMinimumDuration(kProgressAfterMs);
@@ -121,7 +148,7 @@ Result InstallWithProgress(const std::filesystem::path& package, const std::file
   progress.setValue(0);
   QEventLoop loop;
   Result result;
-  InstallOptions options;
+  InstallOptions options = wanted;
   QObject::connect(&progress, &QProgressDialog::canceled, [&] { options.cancel.Cancel(); });
   options.progress = [&](std::size_t done, std::size_t all) {
     QMetaObject::invokeMethod(

@@ -18,19 +18,26 @@ namespace tonalith {
 std::string LastInstallFolder(const ZKStudioDoc& studio);
 void RememberInstallFolder(const ZKStudioDoc& studio, const std::string& folder);
 
-// The text of "what will be installed": source, size, SHA-256, module, versions and files.
-std::string InstallPreviewText(const std::string& source, const std::string& sha256, const PackagePreview& preview);
-std::string FileSha256(const std::filesystem::path& file);
+// The text of "what will be installed": source, size, SHA-256, module, versions, files, and which other modules would
+// lose their place.
+std::string InstallPreviewText(const std::string& source, const PackageData& package, const PackagePreview& preview);
 
 enum class InstallAnswer { Install, Skip, Cancel };
-// Looks at a package, tells what is wrong with it (Skip), or asks whether to install what it holds.  `source` is where
-// it came from; `more` when other packages follow.
-InstallAnswer AskInstall(const std::filesystem::path& package, const std::string& source, bool more, bool* empty,
-                         const ZKStudioDoc& studio, Prompts& prompts);
+// What the user decided about a package.
+struct InstallChoice {
+  InstallAnswer answer = InstallAnswer::Skip;
+  bool empty = false;                // the package holds nothing
+  std::vector<std::string> replace;  // for InstallOptions::replace
+};
+// Looks at a package, tells what is wrong with it (Skip), or asks whether to install what it holds, with a second
+// question when another module would lose its place.  `source` is where it came from; `more` when other packages
+// follow.
+InstallChoice AskInstall(const PackageData& package, const std::string& source, bool more, const ZKStudioDoc& studio,
+                         Prompts& prompts);
 
 // Unpacks a package on a thread of its own, with a progress window that can cancel it.
-Result InstallWithProgress(const std::filesystem::path& package, const std::filesystem::path& instruments,
-                           InstallReport* report, QWidget* parent);
+Result InstallWithProgress(const PackageData& package, const std::filesystem::path& instruments,
+                           const InstallOptions& options, InstallReport* report, QWidget* parent);
 
 // Lists the packages of a folder and returns the chosen ones.
 class InstallFromDlg final : public QDialog {

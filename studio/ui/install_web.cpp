@@ -12,6 +12,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <system_error>
 
 #include "platform/clock.h"
@@ -77,12 +78,7 @@ InstallFromWebDlg::~InstallFromWebDlg() {
 }
 
 QWidget* InstallFromWebDlg::BuildServer() {
-  ModuleServer server = ModuleServer::FromIni(IniFile(host_.PreferencesIni()));
-  const Settings& settings = host_.settings();
-  if (!settings.MainGetAltFtpSite().empty()) {
-    server = {settings.MainGetAltFtpSite(), settings.MainGetAltFtpDirectory(), settings.MainGetAltFtpUsername(),
-              settings.MainGetAltFtpPassword()};
-  }
+  const ModuleServer server = ChosenModuleServer(host_.settings(), host_.PreferencesIni());
   auto* group = new QGroupBox(tr("Server"), this);
   auto* form = new QFormLayout(group);
   const auto field = [&](const QString& label, const std::string& text, const QString& hint) {
@@ -102,8 +98,10 @@ QWidget* InstallFromWebDlg::BuildServer() {
 }
 
 ModuleServer InstallFromWebDlg::Server() const {
-  return {ToUtf8(site_->text().trimmed()), ToUtf8(directory_->text().trimmed()), ToUtf8(user_->text()),
-          ToUtf8(password_->text())};
+  ModuleServer server{ToUtf8(site_->text().trimmed()), ToUtf8(directory_->text().trimmed()), ToUtf8(user_->text()),
+                      ToUtf8(password_->text()), false};
+  server.plainPassword = plainAllowed_ == server.site + "\n" + server.user;
+  return server;
 }
 
 QString InstallFromWebDlg::status() const {
@@ -151,15 +149,28 @@ void InstallFromWebDlg::Connect() {
   settings.MainGetAltFtpUsername(same ? std::string() : server.user);
   settings.MainGetAltFtpPassword(same ? std::string() : server.password);
   status_->setText(kServerOpening);
-  auto names = std::make_shared<std::vector<std::string>>();
-  auto result = std::make_shared<Result>();
-  Run([names, result](ModuleServerSession& session) { *result = session.List(names.get()); },
-      [this, names, result] { ShowList(*result, *names); });
+  struct Listing {
+    Result result;
+    std::vector<std::string> names;
+    std::size_t leftOut = 0;
+  };
+  auto listing = std::make_shared<Listing>();
+  Run([listing](ModuleServerSession& session) { listing->result = session.List(&listing->names, &listing->leftOut); },
+      [this, listing] { ShowList(listing->result, listing->names, listing->leftOut); });
 }
 
-void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::string>& names) {
+void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::string>& names, std::size_t leftOut) {
   SetBusy(false);
   list_->clear();
+  if (result.code == kServerNoTlsCode) {
+    status_->setText(FromUtf8(result.text));
+    UpdateState();
+    const ModuleServer server = Server();
+    const QPointer<InstallFromWebDlg> alive(this);
+    if (host_.prompts().Message(PlainPasswordQuestion(server)) != PromptAnswer::Ok || !alive) return;
+    plainAllowed_ = server.site + "\n" + server.user;
+    return Connect();
+  }
   if (!result.ok()) {
     status_->setText(FromUtf8(result.text));
     if (result.code != kServerCancelledCode) host_.prompts().Say(kWebTitle, result.text);
@@ -173,6 +184,11 @@ void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::st
   }
   status_->setText(names.empty() ? tr("The server offers no modules in this directory.")
                                  : tr("Choose the modules to install:"));
+  if (leftOut > 0) {
+    status_->setText(tr("The server offers %1 modules; only the first %2 are shown. Choose the modules to install:")
+                         .arg(names.size() + leftOut)
+                         .arg(names.size()));
+  }
   if (installed_->isChecked()) MarkInstalled();
   UpdateState();
 }
@@ -210,7 +226,7 @@ void InstallFromWebDlg::FetchNext() {
     if (all == 0) return;
     QMetaObject::invokeMethod(
         this,
-        [this, percent = static_cast<int>(done * 100 / all)] {
+        [this, percent = static_cast<int>(std::min<std::uint64_t>(done, all) * 100 / all)] {
           bar_->setRange(0, 100);
           bar_->setValue(percent);
         },

@@ -44,7 +44,7 @@ class InstallFromWebDlg final : public QDialog {
  private:
   QWidget* BuildServer();
   ModuleServer Server() const;
-  void ShowList(const Result& result, const std::vector<std::string>& names);
+  void ShowList(const Result& result, const std::vector<std::string>& names, std::size_t leftOut);
   void FetchNext();
   void Fetched(const Result& result, const std::filesystem::path& file);
   void MarkInstalled();
@@ -68,6 +68,7 @@ class InstallFromWebDlg final : public QDialog {
   CancelToken cancel_;
   bool busy_ = false;
   std::unique_ptr<Jobs> jobs_;
+  std::string plainAllowed_;  // server and user whose password may go in plain text
 };
 
 }  // namespace tonalith

@@ -133,20 +133,28 @@ bool TZKDrvLst::InstallInstrumentModule(const std::string& package, bool queue, 
                                         bool* goOn) {
   if (goOn) *goOn = true;
   if (installing_) return false;
-  bool empty = false;
-  const InstallAnswer answer =
-      AskInstall(package, source.empty() ? package : source, more, &empty, studio_, host_.prompts());
-  if (empty) emit StatusMessage(tr("%1 holds nothing to install.").arg(FromUtf8(FileNameOf(package))));
-  if (answer == InstallAnswer::Cancel && goOn) *goOn = false;
-  if (answer != InstallAnswer::Install) return empty;
+  PackageData contents;
+  if (const Result read = LoadPackage(package, &contents); !read.ok()) {
+    host_.prompts().Message(PackageMessage(read));
+    return false;
+  }
+  const InstallChoice choice = AskInstall(contents, source.empty() ? package : source, more, studio_, host_.prompts());
+  if (choice.empty) emit StatusMessage(tr("%1 holds nothing to install.").arg(FromUtf8(contents.fileName)));
+  if (choice.answer == InstallAnswer::Cancel && goOn) *goOn = false;
+  if (choice.answer != InstallAnswer::Install) return choice.empty;
   installing_ = true;
   const QPointer<TZKDrvLst> alive(this);
   InstallReport report;
-  Result result = InstallWithProgress(package, studio_.paths().instruments, &report, this);
-  if (!alive) return result.ok();
-  installing_ = false;
   ModuleInStudio outcome;
-  if (result.ok()) result = AddInstalledModule(studio_, report.moduleFile, queue, &outcome);
+  InstallOptions options;
+  options.replace = choice.replace;
+  const auto install = [&](const PackageData& bytes, const InstallOptions& wanted, InstallReport* done) {
+    const Result installed = InstallWithProgress(bytes, studio_.paths().instruments, wanted, done, this);
+    if (alive) installing_ = false;
+    return installed;
+  };
+  const Result result = InstallIntoStudio(studio_, contents, queue, &report, &outcome, options, install);
+  if (alive) installing_ = false;
   if (!alive) return result.ok();
   if (!result.ok()) {
     if (result.code == kPackageCancelled && goOn) *goOn = false;

@@ -17,6 +17,12 @@ TEST(DesktopCommand, ListsTheWindowsOrSaysWhatIsWrong) {
   EXPECT_EQ(listed.out,
             "windows: 3\n1\t17000\tbank editor\t10\t20\t300\t200\t/a/x\\x0A.dat\n2\t17006\tMIDI monitor\t0\t0\t0\t0\t\n"
             "3\t9\tunknown\t1\t2\t3\t4\t\n");
+  const CliOutput checked = RunCli({"desktop", "check", file});
+  EXPECT_EQ(checked.status, 1);
+  EXPECT_EQ(checked.out,
+            "1\tnothing\tThere is no file /a/x?.dat.\n2\twindow\tMIDI monitor\n3\tnothing\tThere are no windows of "
+            "type 9.\n");
+  EXPECT_FALSE(checked.err.empty());
   WriteFileText(file, std::string(bytes.begin(), bytes.end() - 1));
   const CliOutput cut = RunCli({"desktop", "dump", file});
   EXPECT_EQ(cut.status, 1);

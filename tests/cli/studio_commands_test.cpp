@@ -1,4 +1,7 @@
+#include "platform/text.h"
+#include "studio/package.h"
 #include "tests/cli/cli_test_tools.h"
+#include "tests/peer/ftp_server.h"
 
 namespace tonalith {
 
@@ -84,6 +87,79 @@ TEST(StudioCommands, InstallingAddsTheInstrument) {
   output = Studio({"studio", "list"}, "install-root");
   EXPECT_NE(output.err.find("Error! This file does not contain a Studio"), std::string::npos) << output.err;
   EXPECT_EQ(CountLines(output.out, "instrument\t"), CountLines(before.out, "instrument\t"));
+}
+
+TEST(StudioCommands, AnotherModuleIsReplacedOnlyByName) {
+  const CliHome& home = CliHome::Instance();
+  ASSERT_EQ(Studio({"studio", "list"}, "replace-root").status, 0);
+  PackageFiles files;
+  ASSERT_TRUE(ReadPackage(home.Path("resources/modules/kawai-k4.pvz"), &files).ok());
+  for (PackageFile& file : files) {
+    if (file.path.find('\\') != std::string::npos) {
+      file.path = "Yamaha DX7" + file.path.substr(file.path.find('\\'));
+      continue;
+    }
+    std::string ini(file.bytes.begin(), file.bytes.end());
+    ini = ReplaceAll(ReplaceAll(ini, "Dir=Kawai K4", "Dir=Yamaha DX7"), "Name=Kawai K4", "Name=Evil");
+    file = {"Evil.ini", {ini.begin(), ini.end()}};
+  }
+  const std::string package = home.Path("evil.pvz");
+  ASSERT_TRUE(WritePackage(files, package).ok());
+  for (const std::vector<std::string>& more : {std::vector<std::string>{}, {"--replace", "Kawai K4"}}) {
+    std::vector<std::string> words = {"module", "install", package};
+    words.insert(words.end(), more.begin(), more.end());
+    const CliOutput refused = Studio(words, "replace-root");
+    EXPECT_EQ(refused.status, 1);
+    for (const char* part : {"\"Yamaha DX7\"", "Nothing was installed", "--replace"})
+      EXPECT_NE(refused.err.find(part), std::string::npos) << refused.err;
+    EXPECT_NE(refused.out.find("SHA-256 "), std::string::npos) << "shown before anything is installed";
+    EXPECT_EQ(CountLines(Studio({"studio", "list"}, "replace-root").out, "instrument\tYamaha DX7\t"), 1u);
+  }
+  const CliOutput agreed = Studio({"module", "install", package, "--replace", "yamaha dx7"}, "replace-root");
+  EXPECT_EQ(agreed.status, 0) << agreed.err;
+  EXPECT_NE(agreed.out.find("replaced\tYamaha DX7.ini\n"), std::string::npos) << agreed.out;
+  const CliOutput after = Studio({"studio", "list"}, "replace-root");
+  EXPECT_EQ(CountLines(after.out, "instrument\tYamaha DX7\t"), 0u);
+  EXPECT_EQ(CountLines(after.out, "instrument\tEvil\t"), 1u);
+}
+
+TEST(StudioCommands, RestoredFilesAreSaidOnce) {
+  const CliHome& home = CliHome::Instance();
+  ASSERT_EQ(RunCli({"module", "manifest", home.Path("resources/modules")}).status, 0);
+  ASSERT_EQ(Studio({"module", "list"}, "restore-root").err, "");
+  const std::string ini = home.Path("restore-root/share/Corvane/Tonalith/v13/Instruments/Yamaha DX7.ini");
+  WriteFileText(ini, "junk");
+  const CliOutput restored = Studio({"module", "list"}, "restore-root");
+  EXPECT_EQ(restored.status, 0);
+  EXPECT_NE(restored.err.find("has been restored: Yamaha DX7.ini (the damaged one is kept as Yamaha DX7.ini.broken)."),
+            std::string::npos)
+      << restored.err;
+  EXPECT_EQ(CountLines(restored.out, "Yamaha DX7\t"), 1u);
+  EXPECT_EQ(Studio({"module", "list"}, "restore-root").err, "");
+  std::filesystem::remove(home.Path("resources/modules/shipped.sha256"));
+}
+
+TEST(StudioCommands, TheModuleServerGetsNoPasswordInPlainText) {
+  const CliHome& home = CliHome::Instance();
+  const std::string log = home.Path("ftp-commands");
+  FtpServerProcess ftp(std::vector<std::string>{"hostile_ftp.py", "plain", log});
+  if (!ftp.running()) GTEST_SKIP() << "no python to run a server with";
+  WriteFileText(home.Path("password"), "secret\n");
+  std::vector<std::string> words = {"module", "server", "--site",          ftp.site(),
+                                    "--user", "me",     "--password-file", home.Path("password")};
+  const CliOutput refused = Studio(words, "server-root");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("--plain-password"), std::string::npos) << refused.err;
+  EXPECT_EQ(ReadFileText(log).find("PASS"), std::string::npos);
+  words.push_back("--plain-password");
+  const CliOutput listed = Studio(words, "server-root");
+  EXPECT_EQ(listed.status, 0) << listed.err;
+  EXPECT_EQ(listed.out, "good.pvz\n");
+  words.push_back("good.pvz");
+  const CliOutput fetched = Studio(words, "server-root");
+  EXPECT_EQ(fetched.status, 1) << "what it sends is no package";
+  EXPECT_NE(fetched.err.find("Invalid File Header on read"), std::string::npos) << fetched.err;
+  EXPECT_EQ(Studio({"module", "server"}, "server-root").status, 1) << "no server is set up";
 }
 
 }  // namespace tonalith

@@ -11,10 +11,15 @@
 
 namespace tonalith {
 
-// tests/peer/ftp_server.py in a process of its own, for as long as this object lives.
+// A server of tests/peer in a process of its own, for as long as this object lives.
 class FtpServerProcess {
  public:
-  explicit FtpServerProcess(const std::string& root, const std::string& user = {}, const std::string& password = {}) {
+  // One that works: ftp_server.py.
+  explicit FtpServerProcess(const std::string& root, const std::string& user = {}, const std::string& password = {})
+      : FtpServerProcess(user.empty() ? std::vector<std::string>{"ftp_server.py", root}
+                                      : std::vector<std::string>{"ftp_server.py", root, user, password}) {}
+  // A script of tests/peer that prints its port, and its arguments.
+  explicit FtpServerProcess(const std::vector<std::string>& script) {
     int in[2], out[2];
     if (::pipe(in) != 0 || ::pipe(out) != 0) return;
     pid_ = ::fork();
@@ -22,9 +27,9 @@ class FtpServerProcess {
       ::dup2(in[0], 0);
       ::dup2(out[1], 1);
       for (const int fd : {in[0], in[1], out[0], out[1]}) ::close(fd);
-      std::vector<const char*> words = {"/usr/bin/python3", TONALITH_SOURCE_DIR "/tests/peer/ftp_server.py",
-                                        root.c_str()};
-      if (!user.empty()) words.insert(words.end(), {user.c_str(), password.c_str()});
+      const std::string path = TONALITH_SOURCE_DIR "/tests/peer/" + script.front();
+      std::vector<const char*> words = {"/usr/bin/python3", path.c_str()};
+      for (std::size_t i = 1; i < script.size(); ++i) words.push_back(script[i].c_str());
       words.push_back(nullptr);
       ::execvp("/usr/bin/python3", const_cast<char* const*>(words.data()));
       ::_exit(127);

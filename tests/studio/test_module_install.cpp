@@ -11,16 +11,19 @@ namespace fs = std::filesystem;
 class ModuleInstallTest : public StudioTest {
  protected:
   // The installed module as a package, in another version.
-  fs::path Package(const char* name) {
+  PackageData Package(const char* name) {
     PackageFiles files;
     for (const char* file : {"Synth.ini", "Synth/bank.PV6", "Synth/patch.PV6"}) {
       std::vector<std::uint8_t> bytes;
       EXPECT_TRUE(ReadWholeFile((paths().instruments / file).string(), bytes).ok());
       files.push_back({file, bytes});
     }
-    const fs::path package = root_ / name;
-    EXPECT_TRUE(WritePackage(files, package).ok());
-    return package;
+    return Packed(name, files);
+  }
+  static PackageData Packed(const char* name, const PackageFiles& files) {
+    std::vector<std::uint8_t> bytes;
+    EXPECT_TRUE(PackFiles(files, &bytes).ok());
+    return PackageData::Of(name, std::move(bytes));
   }
   void PutDefinition() {
     ASSERT_TRUE(EnsureInstrumentFolder(paths().instruments, TONALITH_SOURCE_DIR "/resources").ok());
@@ -57,7 +60,7 @@ TEST_F(ModuleInstallTest, InstrumentsAreReadAnewInTheirPlaces) {
 
 TEST_F(ModuleInstallTest, AnInstrumentIsAddedOnceAndTakenAway) {
   ZKStudioDoc studio(paths(), prompts_, &ports_);
-  const fs::path package = Package("Synth.pvz");
+  const PackageData package = Package("Synth.pvz");
   InstallReport report;
   ModuleInStudio outcome;
   EXPECT_NE(InstallInstrumentModule(studio, package, true, &report).text.find("Instrument Definition file"),
@@ -70,8 +73,7 @@ TEST_F(ModuleInstallTest, AnInstrumentIsAddedOnceAndTakenAway) {
   PackageFiles broken = {{"Synth.ini", {}}, {"Synth\\bank.PV6", {1, 2, 3}}};
   const std::string ini = "[Instrument]\nName=Synth\nDir=Synth\nNumDrivers=1\nID0=bank.PV6\n";
   broken[0].bytes.assign(ini.begin(), ini.end());
-  ASSERT_TRUE(WritePackage(broken, root_ / "broken/Synth.pvz").ok());
-  EXPECT_FALSE(InstallInstrumentModule(studio, root_ / "broken/Synth.pvz", false, &report, &outcome).ok());
+  EXPECT_FALSE(InstallInstrumentModule(studio, Packed("Synth.pvz", broken), false, &report, &outcome).ok());
   ASSERT_EQ(studio.instruments().size(), 1u);
   EXPECT_EQ(studio.GetInstrument(0)->drivers.size(), 2u);
   EXPECT_TRUE(DeleteModuleFiles(studio, "Synth.ini").ok());

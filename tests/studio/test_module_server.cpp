@@ -3,7 +3,9 @@
 #include <sys/socket.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <thread>
 
 #include "../peer/ftp_server.h"
@@ -42,7 +44,7 @@ class ModuleServerTest : public testing::Test {
 TEST_F(ModuleServerTest, ListsAndFetches) {
   FtpServerProcess ftp((root_ / "served").string(), "me", "secret word");
   if (!ftp.running()) GTEST_SKIP() << "no FTP server to test with";
-  ModuleServer server{ftp.site(), "all modules", "me", "secret word"};
+  ModuleServer server{ftp.site(), "all modules", "me", "secret word", true};
   ModuleServerSession session(server, CancelToken());
   std::vector<std::string> names;
   const Result listed = session.List(&names);
@@ -110,6 +112,107 @@ TEST_F(ModuleServerTest, BadAddressesAndSilentServersEnd) {
   EXPECT_EQ(cancelled.code, kServerCancelledCode);
   EXPECT_EQ(cancelled.text, kServerCancelled);
   ::close(silent);
+}
+
+// What a server did to us, and what it was told.
+struct Attack {
+  Result listed, fetched;
+  std::vector<std::string> names;
+  std::size_t leftOut = 0;
+  std::string commands;
+  double seconds = 0;
+};
+
+class HostileServerTest : public ModuleServerTest {
+ protected:
+  Attack Run(const std::string& mode, ModuleServer server, const std::string& certificate = {}) {
+    Attack attack;
+    const std::string log = (root_ / ("log " + mode)).string();
+    FtpServerProcess ftp(std::vector<std::string>{"hostile_ftp.py", mode, log, certificate});
+    EXPECT_TRUE(ftp.running());
+    server.site = ftp.site();
+    ModuleServerLimits limits;
+    limits.connectSeconds = limits.stallSeconds = limits.listingSeconds = limits.totalSeconds = 1;
+    limits.listing = limits.file = 1u << 20;
+    ModuleServerSession session(server, {}, limits);
+    fs::path file;
+    const auto begin = std::chrono::steady_clock::now();
+    attack.listed = session.List(&attack.names, &attack.leftOut);
+    attack.fetched = session.Download("good.pvz", root_ / "to", {}, &file);
+    attack.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    attack.commands = FileExists(log) ? Text(log) : "";
+    return attack;
+  }
+  // A certificate that nobody signed.
+  std::string Certificate() {
+    const std::string file = (root_ / "server.pem").string();
+    const std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 -keyout " +
+                                file + " -out " + file + ".crt 2>/dev/null && cat " + file + ".crt >> " + file;
+    return std::system(command.c_str()) == 0 ? file : "";
+  }
+};
+
+TEST_F(HostileServerTest, NothingEscapesAndNothingWaitsForEver) {
+  const struct {
+    const char* mode;
+    bool lists, fetches;
+  } rows[] = {
+      {"plain", true, true},           {"endless-list", false, true}, {"drip-list", false, true},
+      {"drip-greeting", false, false}, {"no-answer", false, false},   {"size-small", true, true},
+      {"size-large", true, false},     {"huge", true, false},         {"drip-file", true, false},
+      {"names", true, true},           {"many-names", true, true},    {"elsewhere", true, true},
+      {"texts", false, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.mode);
+    fs::remove_all(root_ / "to");
+    const Attack attack = Run(row.mode, {});
+    EXPECT_EQ(attack.listed.ok(), row.lists) << attack.listed.text;
+    EXPECT_EQ(attack.fetched.ok(), row.fetches) << attack.fetched.text;
+    EXPECT_LT(attack.seconds, 20) << "each of the two ends by itself";
+    for (const Result& result : {attack.listed, attack.fetched}) {
+      EXPECT_EQ(result.ok(), result.text.empty());
+      for (const char c : result.text) EXPECT_TRUE(c == '\n' || static_cast<unsigned char>(c) >= 32) << result.text;
+    }
+    if (!row.fetches) {
+      EXPECT_TRUE(!fs::exists(root_ / "to") || fs::is_empty(root_ / "to")) << "nothing is left";
+    }
+    EXPECT_EQ(attack.commands.find("PASS secret"), std::string::npos);
+    for (const std::string& name : attack.names)
+      EXPECT_TRUE(name.find_first_of("/\\") == std::string::npos && name.front() != '.') << name;
+  }
+  const Attack names = Run("names", {});
+  EXPECT_EQ(std::set<std::string>(names.names.begin(), names.names.end()),
+            (std::set<std::string>{"dot..pvz", "evil.pvz", "good.pvz", "GOOD.pvz", "passwd.pvz"}));
+  const Attack many = Run("many-names", {});
+  EXPECT_EQ(many.names.size(), ModuleServerLimits().names);
+  EXPECT_EQ(many.leftOut, 20000 - many.names.size());
+}
+
+TEST_F(HostileServerTest, APasswordIsSentOnlyEncryptedOrWhenAllowed) {
+  ModuleServer server{"", "", "me", "secret", false};
+  const Attack refused = Run("plain", server);
+  EXPECT_EQ(refused.listed.code, kServerNoTlsCode);
+  EXPECT_EQ(refused.listed.text, kServerNoTls);
+  EXPECT_EQ(refused.fetched.code, kServerNoTlsCode);
+  EXPECT_NE(refused.commands.find("AUTH"), std::string::npos) << "TLS is tried";
+  EXPECT_EQ(refused.commands.find("PASS"), std::string::npos) << refused.commands;
+  EXPECT_EQ(refused.commands.find("USER"), std::string::npos) << refused.commands;
+  server.plainPassword = true;
+  const Attack allowed = Run("plain", server);
+  EXPECT_TRUE(allowed.listed.ok()) << allowed.listed.text;
+  EXPECT_NE(allowed.commands.find("AUTH"), std::string::npos) << "TLS is tried all the same";
+  EXPECT_NE(allowed.commands.find("PASS secret"), std::string::npos);
+  EXPECT_TRUE(Run("plain", {}).listed.ok()) << "without a password there is nothing to hide";
+  const std::string certificate = Certificate();
+  if (certificate.empty()) GTEST_SKIP() << "no openssl to make a certificate with";
+  for (const bool plain : {false, true}) {
+    server.plainPassword = plain;
+    const Attack untrusted = Run("tls", server, certificate);
+    EXPECT_EQ(untrusted.listed.text.rfind(kServerConnectError, 0), 0U);
+    EXPECT_NE(untrusted.listed.text.find("certificate"), std::string::npos) << untrusted.listed.text;
+    EXPECT_EQ(untrusted.commands.find("PASS"), std::string::npos) << "a certificate nobody signed is no server";
+  }
 }
 
 TEST_F(ModuleServerTest, IsNamedInThePreferencesFile) {

@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <map>
 #include <tuple>
 
-#include "platform/atomic_file.h"
+#include "package_fixture.h"
 #include "platform/byte_window.h"
-#include "studio/package_install.h"
+#include "studio/shipped_files.h"
 
 namespace tonalith {
 
@@ -15,55 +12,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class TempFolder {
- public:
-  TempFolder() {
-    static int n = 0;
-    path_ = fs::temp_directory_path() / ("tonalith-package-" + std::to_string(::getpid()) + "-" + std::to_string(++n));
-    fs::create_directories(path_);
-  }
-  ~TempFolder() {
-    std::error_code error;
-    fs::remove_all(path_, error);
-  }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
-
-std::vector<std::uint8_t> TextBytes(const std::string& text) {
-  return {text.begin(), text.end()};
-}
-
-std::string TextOf(const fs::path& file) {
-  std::string text;
-  return ReadWholeFile(file.string(), text).ok() ? text : "-";
-}
-
-void PutText(const fs::path& file, const std::string& text) {
-  fs::create_directories(file.parent_path());
-  ASSERT_TRUE(WriteFileAtomically(file.string(), std::string_view(text)).ok());
-}
-
-void PutBytes(const fs::path& file, const std::vector<std::uint8_t>& bytes) {
-  ASSERT_TRUE(WriteFileAtomically(file.string(), std::span<const std::uint8_t>(bytes)).ok());
-}
-
 std::vector<std::uint8_t> FromHexText(const std::string& hex) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
     bytes.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
   return bytes;
-}
-
-// Every file below a folder with its text, hidden ones included.
-std::map<std::string, std::string> Tree(const fs::path& folder) {
-  std::map<std::string, std::string> tree;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    tree[entry.path().lexically_relative(folder).string()] = entry.is_regular_file() ? TextOf(entry.path()) : "/";
-  }
-  return tree;
 }
 
 PackageFiles Module(int version, std::vector<std::pair<std::string, std::string>> more = {}) {
@@ -75,10 +28,10 @@ PackageFiles Module(int version, std::vector<std::pair<std::string, std::string>
   return files;
 }
 
-std::vector<std::uint8_t> Packed(const PackageFiles& files) {
-  std::vector<std::uint8_t> bytes;
-  EXPECT_TRUE(PackFiles(files, &bytes).ok());
-  return bytes;
+Result Preview(const fs::path& file, const fs::path& instruments, PackagePreview* preview) {
+  PackageData package;
+  const Result read = LoadPackage(file, &package);
+  return read.ok() ? PreviewPackage(package, instruments, preview) : read;
 }
 
 // A package entry as it stands, with any name and length.
@@ -107,10 +60,11 @@ TEST(Package, APackageOfAnotherProgramIsInstalledAsItStands) {
   const fs::path folder = temp.path() / "Instruments", package = temp.path() / "Acme X1 (2).pvz";
   PutBytes(package, FromHexText(kForeignPackage));
   PackagePreview preview;
-  ASSERT_TRUE(PreviewPackage(package, folder, &preview).ok());
-  EXPECT_EQ(preview.name + "|" + preview.version + "|" + preview.moduleFile, "Acme X1|3|Acme X1.ini");
+  ASSERT_TRUE(Preview(package, folder, &preview).ok());
+  EXPECT_EQ(preview.module.name + "|" + preview.module.version + "|" + preview.module.moduleFile,
+            "Acme X1|3|Acme X1.ini");
   EXPECT_EQ(preview.files.size(), 3u);
-  EXPECT_FALSE(preview.installed);
+  EXPECT_FALSE(preview.module.installed);
   EXPECT_FALSE(fs::exists(folder)) << "a look writes nothing";
   PutText(folder / "temp.gz", "the user's");
   ScriptedPrompts prompts({});
@@ -121,8 +75,8 @@ TEST(Package, APackageOfAnotherProgramIsInstalledAsItStands) {
   EXPECT_EQ(TextOf(folder / "Acme X1/ID1.PV6").size(), 16u);
   EXPECT_EQ(TextOf(folder / "temp.gz"), "the user's");
   EXPECT_EQ(fs::status(folder / "Acme X1/ID1.PV6").permissions() & fs::perms(0111), fs::perms::none);
-  ASSERT_TRUE(PreviewPackage(package, folder, &preview).ok());
-  EXPECT_EQ(preview.installedVersion, "3");
+  ASSERT_TRUE(Preview(package, folder, &preview).ok());
+  EXPECT_EQ(preview.module.installedVersion, "3");
 }
 
 TEST(Package, TheUserIsToldWhatIsWrong) {
@@ -333,16 +287,17 @@ TEST(Package, ShippedPackagesAreInstalledOnce) {
   const fs::path folder = temp.path() / "Instruments", shipped = temp.path() / "shipped";
   ASSERT_TRUE(WritePackage(Module(2), shipped / "Synth.pvz").ok());
   PutText(shipped / "bad.pvz", "PVZ nonsense");
-  std::vector<InstallReport> reports;
-  const Result first = InstallShippedPackages(shipped, folder, &reports);
+  ShippedOutcome outcome;
+  const auto& reports = outcome.installed;
+  const Result first = InstallShippedPackages(shipped, folder, &outcome);
   EXPECT_NE(first.text.find("bad.pvz"), std::string::npos);
   EXPECT_EQ(reports.size(), 1u);
   fs::remove(shipped / "bad.pvz");
-  reports.clear();
-  EXPECT_TRUE(InstallShippedPackages(shipped, folder, &reports).ok());
+  outcome = {};
+  EXPECT_TRUE(InstallShippedPackages(shipped, folder, &outcome).ok());
   EXPECT_TRUE(reports.empty());
   ASSERT_TRUE(WritePackage(Module(3), shipped / "Synth.pvz").ok());
-  EXPECT_TRUE(InstallShippedPackages(shipped, folder, &reports).ok());
+  EXPECT_TRUE(InstallShippedPackages(shipped, folder, &outcome).ok());
   EXPECT_EQ(reports.size(), 1u);
   EXPECT_EQ(TextOf(folder / "Synth/a.PV6"), "driver 3");
   EXPECT_FALSE(fs::exists(folder / ".backup")) << "nothing of the user's was replaced";

@@ -7,6 +7,7 @@
 #include "platform/text.h"
 #include "services/settings.h"
 #include "studio/module_install.h"
+#include "studio/studio_generations.h"
 #include "tests/studio/studio_fixture.h"
 
 namespace tonalith {
@@ -160,6 +161,42 @@ TEST_F(StudioSafety, TheFormerStudioIsOfferedWhenTheFileCannotBeRead) {
   EXPECT_EQ(studio.instruments().size(), 1U) << "made from the instrument folder";
 }
 
+TEST_F(StudioSafety, FiveGenerationsAreKeptAndTheNewestThatReadsIsOffered) {
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  studio.LoadStudio();
+  std::vector<std::vector<std::uint8_t>> saved;
+  for (int channel = 1; channel <= 8; ++channel) {
+    studio.GetInstrument(0)->SetMidiChannel(static_cast<std::uint8_t>(channel));
+    for (int again = 0; again < 2; ++again) ASSERT_EQ(studio.DrvSaveSetup(0), 0);
+    saved.push_back(Read(Default()));
+  }
+  const auto there = [this](int generation) { return fs::exists(StudioGeneration(Default(), generation)); };
+  for (int n = 1; n <= kStudioGenerations; ++n)
+    EXPECT_TRUE(Read(StudioGeneration(Default(), n)) == saved[7 - static_cast<std::size_t>(n)]) << n;
+  EXPECT_FALSE(there(6));
+  EXPECT_EQ(StudioGeneration(Default(), 1), Default().string() + "~");
+
+  // What a crash between two steps leaves: a number is missing, and it is filled before an older one goes.
+  fs::remove(StudioGeneration(Default(), 3));
+  ASSERT_TRUE(KeepStudioGeneration(Default(), saved[0]).ok());
+  EXPECT_TRUE(Read(StudioGeneration(Default(), 3)) == saved[5]);
+  EXPECT_TRUE(Read(StudioGeneration(Default(), 5)) == saved[2]) << "the oldest stays";
+  ASSERT_TRUE(KeepStudioGeneration(Default(), saved[0]).ok());
+  EXPECT_TRUE(Read(StudioGeneration(Default(), 2)) == saved[6]) << "the same again changes nothing";
+
+  // Damaged, missing, damaged: the fourth is offered.
+  Write(StudioGeneration(Default(), 1), {'9', 'V', 'R', 'D', 9});
+  fs::remove(StudioGeneration(Default(), 2));
+  Write(StudioGeneration(Default(), 3), {});
+  Write(Default(), {1, 2, 3});
+  ScriptedPrompts yes({"yes"});
+  ZKStudioDoc recovered(paths(), yes, &ports_);
+  EXPECT_EQ(recovered.DrvLoadSetup(0), 0);
+  ASSERT_EQ(yes.Log().size(), 1U);
+  EXPECT_NE(yes.Log()[0].find("saved before that (Default.PV9~4) instead?"), std::string::npos) << yes.Log()[0];
+  EXPECT_EQ(recovered.GetInstrument(0)->midiChannel, 4);
+}
+
 TEST_F(StudioSafety, EmptyAndForeignFiles) {
   const std::vector<std::uint8_t> good = SaveTwice();
   auto negative = good;
@@ -251,10 +288,10 @@ TEST_F(StudioSafety, APackageWithoutItsDriversReplacesNothing) {
       {{{"Fresh.ini", {fresh.begin(), fresh.end()}}, {"Fresh\\other.PV6", good}}, "is not in its folder"},
   };
   for (const auto& [files, part] : cases) {
-    const fs::path package = root_ / "broken.pvz";
-    ASSERT_TRUE(WritePackage(files, package).ok());
+    std::vector<std::uint8_t> bytes;
+    ASSERT_TRUE(PackFiles(files, &bytes).ok());
     InstallReport report;
-    const Result result = InstallInstrumentModule(studio, package, true, &report);
+    const Result result = InstallInstrumentModule(studio, PackageData::Of("broken.pvz", bytes), true, &report);
     EXPECT_NE(result.text.find(part), std::string::npos) << result.text;
     EXPECT_EQ(Read(paths().instruments / dir / driver), good);
     EXPECT_FALSE(fs::exists(paths().instruments / "Fresh"));

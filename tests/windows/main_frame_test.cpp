@@ -17,6 +17,7 @@
 #include "app/midi_panic.h"
 #include "data/container.h"
 #include "data/standard_midi_file.h"
+#include "document/desktop_plan.h"
 #include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "script/transfer_engine.h"
@@ -406,6 +407,45 @@ TEST_F(MainFrameTest, ADesktopOpensDataAndNothingElse) {
   for (ZKWindow* child : frame().Children()) kinds += std::to_string(static_cast<int>(child->TypeCode())) + " ";
   EXPECT_EQ(kinds, "17008 17000 ");
   EXPECT_EQ(LogText(), "");
+}
+
+// A desktop from somewhere else brings its own studio; the user's stays unless the user says otherwise.
+TEST_F(MainFrameTest, ADesktopAsksBeforeItChangesTheStudio) {
+  Start({"cancel", "no", "yes"});
+  std::vector<std::uint8_t> own;
+  ASSERT_TRUE(ReadWholeFile(basics().paths().MainGetDataPath() + "/Default.PV9", own).ok());
+  Write("other.PV9", {'9', 'V', 'R', 'D', 0, 0});
+  Write("evil.PVW", WriteDesktop(std::vector<DesktopWindow>{{0, 0, 10, 10, root_, "other.PV9", 17008}}));
+  const std::size_t count = program_->studio()->instruments().size();
+  ASSERT_GT(count, 0U);
+  EXPECT_FALSE(parts().files.OpenFile(Path("evil.PVW"), 0));
+  EXPECT_TRUE(Logged("brings another studio:\\n" + Path("other.PV9"))) << LogText();
+  EXPECT_EQ(program_->studio()->instruments().size(), count);
+  EXPECT_TRUE(parts().files.OpenFile(Path("evil.PVW"), 0));
+  EXPECT_EQ(program_->studio()->instruments().size(), count) << "mine was kept";
+  EXPECT_EQ(frame().Children().size(), 1U) << "and is shown";
+  std::vector<std::uint8_t> after;
+  ASSERT_TRUE(ReadWholeFile(basics().paths().MainGetDataPath() + "/Default.PV9", after).ok());
+  EXPECT_EQ(after, own);
+  EXPECT_TRUE(parts().files.OpenFile(Path("evil.PVW"), 0));
+  EXPECT_EQ(program_->studio()->instruments().size(), 0U) << "as it was asked for";
+}
+
+TEST_F(MainFrameTest, ADesktopOpensAHundredWindowsAndSaysHowManyAreLeftOut) {
+  Start();
+  Write("many.PVW", WriteDesktop(std::vector<DesktopWindow>(230, {0, 0, 10, 10, "", "", 17006})));
+  EXPECT_TRUE(parts().files.OpenFile(Path("many.PVW"), 0));
+  EXPECT_LE(frame().Children().size(), kMaxDesktopWindows);
+  EXPECT_NE(frame().statusBar()->currentMessage().indexOf("130 are left out"), -1)
+      << frame().statusBar()->currentMessage().toStdString();
+}
+
+TEST_F(MainFrameTest, WhatADesktopOpensIsWhatHasAWindow) {
+  Start();
+  for (const FileKindRow& row : FileKinds()) {
+    const std::string name = "/x" + std::string(row.extensions.empty() ? ".dat" : row.extensions.front().text);
+    EXPECT_EQ(DesktopOpens(row.kind), parts().files.IsDocument(name)) << name;
+  }
 }
 
 TEST(DesktopMenu, HoldsDesktopFilesByNumber) {

@@ -215,6 +215,55 @@ TEST_F(StudioTest, InstallingAsksShowsAndCanBeDeclined) {
   EXPECT_NE(LogText().find("File Read Error"), std::string::npos) << LogText();
 }
 
+TEST_F(StudioTest, AnotherModuleLosesItsPlaceOnlyAfterAQuestionThatNamesIt) {
+  Start({"ok", "cancel", "ok", "ok"});
+  PackageFiles files;
+  ASSERT_TRUE(ReadPackage(Package("kawai-k4"), &files).ok());
+  for (PackageFile& file : files) {
+    if (file.path.find('\\') != std::string::npos) {
+      file.path = "yamaha dx7" + file.path.substr(file.path.find('\\'));
+      continue;
+    }
+    std::string ini(file.bytes.begin(), file.bytes.end());
+    ini = ReplaceAll(ReplaceAll(ini, "Dir=Kawai K4", "Dir=yamaha dx7"), "Name=Kawai K4", "Name=Evil");
+    file = {"Evil.ini", {ini.begin(), ini.end()}};
+  }
+  ASSERT_TRUE(WritePackage(files, Path("evil.pvz")).ok());
+  const fs::path folder = studio().paths().instruments;
+  const std::size_t count = studio().instruments().size();
+  EXPECT_FALSE(parts().files.OpenFile(Path("evil.pvz"), 0));
+  for (const char* part : {"Replace Another Module", "\"Yamaha DX7\"", "version 1", "8 files", ".trash"})
+    EXPECT_NE(LogText().find(part), std::string::npos) << part << "\n" << LogText();
+  EXPECT_EQ(studio().instruments().size(), count);
+  EXPECT_TRUE(fs::exists(folder / "Yamaha DX7.ini"));
+  EXPECT_TRUE(parts().files.OpenFile(Path("evil.pvz"), 0)) << LogText();
+  EXPECT_EQ(studio().instruments().size(), count) << "one left, one came";
+  EXPECT_NE(studio().FindInstrument("Evil"), nullptr);
+  EXPECT_FALSE(fs::exists(folder / "Yamaha DX7.ini"));
+  EXPECT_TRUE(fs::exists(folder / ".trash/Yamaha DX7"));
+  Stop();
+  Start();
+  EXPECT_EQ(studio().FindInstrument("Yamaha DX7"), nullptr) << "the next start keeps the choice";
+  EXPECT_FALSE(fs::exists(folder / "Yamaha DX7.ini"));
+}
+
+TEST_F(StudioTest, AStartRestoresDamagedFilesOfShippedModulesAndSaysSo) {
+  Start();
+  const fs::path ini = studio().paths().instruments / "Yamaha DX7.ini";
+  std::string good;
+  ASSERT_TRUE(ReadWholeFile(ini.string(), good).ok());
+  Stop();
+  ASSERT_TRUE(WriteFileAtomically(ini.string(), std::string_view("junk")).ok());
+  Start();
+  EXPECT_NE(frame().statusBar()->currentMessage().indexOf("Yamaha DX7.ini.broken"), -1)
+      << frame().statusBar()->currentMessage().toStdString();
+  std::string now, kept;
+  ASSERT_TRUE(ReadWholeFile(ini.string(), now).ok());
+  ASSERT_TRUE(ReadWholeFile(ini.string() + ".broken", kept).ok());
+  EXPECT_EQ(now, good);
+  EXPECT_EQ(kept, "junk");
+}
+
 TEST_F(StudioTest, DeletedModulesGoToTheTrash) {
   Start({"ok"});
   Choose("k4");
@@ -271,6 +320,28 @@ TEST_F(StudioTest, ModulesOfAServer) {
   dialog.Connect();
   ASSERT_TRUE(WaitFor([&] { return !dialog.Busy(); }, 10000));
   EXPECT_NE(LogText().find("Failed to set directory"), std::string::npos) << LogText();
+}
+
+TEST_F(StudioTest, APasswordIsSentInPlainTextOnlyAfterAQuestion) {
+  FtpServerProcess ftp(std::vector<std::string>{"hostile_ftp.py", "plain", Path("commands")});
+  if (!ftp.running()) GTEST_SKIP() << "no python to run a server with";
+  Start({"cancel", "ok"});
+  InstallFromWebDlg dialog(studio(), parts().studio, [](const fs::path&, const std::string&, bool) { return true; });
+  dialog.show();
+  const auto fields = dialog.findChildren<QLineEdit*>();
+  fields[0]->setText(QString::fromStdString(ftp.site()));
+  fields[2]->setText("me");
+  fields[3]->setText("secret");
+  for (const bool allowed : {false, true}) {
+    dialog.Connect();
+    ASSERT_TRUE(WaitFor([&] { return !dialog.Busy() && (!allowed || dialog.list()->count() > 0); }, 10000));
+    std::string commands;
+    ASSERT_TRUE(ReadWholeFile(Path("commands"), commands).ok());
+    EXPECT_EQ(commands.find("PASS secret") != std::string::npos, allowed) << commands;
+    EXPECT_EQ(dialog.list()->count(), allowed ? 1 : 0);
+  }
+  EXPECT_NE(LogText().find("Password in Plain Text"), std::string::npos);
+  EXPECT_EQ(LogText().find("secret"), std::string::npos) << "a password is in no message";
 }
 
 TEST_F(StudioTest, ReportsAndListing) {
