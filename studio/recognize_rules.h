@@ -100,6 +100,7 @@ struct RecognizeRule {
   int patchBankByte = -1, patchFirstBank = 0;
   int numberAs = -1;
   std::vector<VerifyRule> verify;
+  bool byAnswer = false;  // no rule of the module: FormsOfAnswer
 
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.
