@@ -10,6 +10,7 @@
 #include "platform/atomic_file.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
+#include "studio/file_messages.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
 
@@ -25,7 +26,7 @@ struct IdentifiedFile {
   ZKStudioDoc studio;
   std::unique_ptr<Recognizer> recognizer;
   std::vector<std::uint8_t> bytes;
-  Recognition found;
+  FoundFile found;
 };
 
 Result ReadOperand(const std::string& operand, std::istream& in, std::vector<std::uint8_t>* bytes) {
@@ -40,12 +41,12 @@ Result Identify(const std::string& operand, std::istream& in, IdentifiedFile* fi
   if (file->studio.LoadStudio() == 0)
     return Result::Failure("No instrument module is installed in " + file->studio.paths().instruments.string() + ".");
   file->recognizer = std::make_unique<Recognizer>(file->studio);
-  Result result = file->recognizer->Recognize(file->bytes, &file->found);
+  Result result = file->recognizer->Find(file->bytes, &file->found);
   if (!result.ok()) result.text = operand + ": " + result.text;
   return result;
 }
 
-void NoteLeftOvers(const Recognition& found, std::ostream& err) {
+void NoteLeftOvers(const FileFindings& found, std::ostream& err) {
   if (found.unknownMessages)
     err << "tonalith-cli: " << found.unknownMessages << " SysEx messages were not recognised.\n";
   for (const std::string& other : found.others) err << "tonalith-cli: Of them are " << other << ".\n";
@@ -54,10 +55,13 @@ void NoteLeftOvers(const Recognition& found, std::ostream& err) {
   if (found.outsideBytes) err << "tonalith-cli: " << found.outsideBytes << " bytes stand outside of SysEx messages.\n";
   if (found.realTimeBytes)
     err << "tonalith-cli: " << found.realTimeBytes << " real-time bytes were left out of SysEx messages.\n";
+  if (found.skippedBytes)
+    err << "tonalith-cli: The file has more than " << kMostFileMessages << " SysEx messages; the " << found.skippedBytes
+        << " bytes behind them were not looked at.\n";
 }
 
-bool SameType(const RecognizedPiece& piece, const std::string& type) {
-  return AsciiEqualNoCase(piece.dataType, type) || std::to_string(piece.driverId) == type;
+bool SameType(const FoundType& found, const std::string& type) {
+  return AsciiEqualNoCase(found.dataType, type) || std::to_string(found.driverId) == type;
 }
 
 }  // namespace
@@ -83,9 +87,9 @@ int RunIdentify(const std::vector<std::string>& args, std::istream& in, std::ost
     err << "tonalith-cli identify: " << result.text << "\n";
     return 1;
   }
-  for (const RecognizedPiece& piece : file.found.pieces)
-    out << piece.offset << "\t" << piece.length << "\t" << piece.instrument << "\t" << piece.dataType << "\t"
-        << ChecksumVerdictText(piece.checksum) << "\n";
+  for (const FoundPiece& piece : file.found.pieces)
+    out << piece.offset << "\t" << piece.length << "\t" << piece.type->instrument << "\t" << piece.type->dataType
+        << "\t" << ChecksumVerdictText(piece.checksum) << "\n";
   NoteLeftOvers(file.found, err);
   return 0;
 }
@@ -112,14 +116,17 @@ int RunNames(const std::vector<std::string>& args, std::istream& in, std::ostrea
     err << "tonalith-cli names: " << result.text << "\n";
     return 1;
   }
-  const auto hasNames = [](const RecognizedPiece& piece) {
-    return piece.data->synth->nameLength != 0 || piece.data->synth->namesSeparate != 0;
-  };
-  const bool anyNames = std::any_of(file.found.pieces.begin(), file.found.pieces.end(), hasNames);
+  const bool anyNames = std::any_of(file.found.pieces.begin(), file.found.pieces.end(),
+                                    [](const FoundPiece& piece) { return piece.type->hasNames; });
   bool printed = false;
-  for (const RecognizedPiece& piece : file.found.pieces) {
-    if (type.empty() ? anyNames && !hasNames(piece) : !SameType(piece, type)) continue;
-    for (const PatchLine& line : file.recognizer->Patches(*piece.data)) {
+  DataFilePtr data;
+  for (const FoundPiece& piece : file.found.pieces) {
+    if (type.empty() ? anyNames && !piece.type->hasNames : !SameType(*piece.type, type)) continue;
+    if (!file.recognizer->Remake(file.found, piece, &data)) {
+      err << "tonalith-cli names: There is not enough memory.\n";
+      return 1;
+    }
+    for (const PatchLine& line : file.recognizer->Patches(*data)) {
       out << PatchText(line) << "\n";
       printed = true;
     }

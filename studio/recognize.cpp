@@ -62,6 +62,10 @@ void SetChannel(Synth* synth, int channel) {
     synth->sysExChannel = static_cast<std::uint8_t>(channel);
 }
 
+bool HasNames(const Synth& synth) {
+  return synth.nameLength != 0 || synth.namesSeparate != 0;
+}
+
 // The channel that an image was sent with; -1: its type has none.
 int ChannelInImage(const DataFile& data) {
   const Synth& synth = *data.synth;
@@ -146,7 +150,7 @@ Recognizer::Rules::Rules(const ZKStudioDoc& document) : studio(document) {
     const ZKDrvList& driver = *type.driver;
     const Synth& synth = *driver.synth();
     found.push_back({driver.instrument ? driver.instrument->name : FieldText(synth.shortName), driver.TypeName(),
-                     synth.driverId, &driver});
+                     synth.driverId, HasNames(synth), &driver});
   }
 }
 
@@ -236,7 +240,7 @@ bool Recognizer::Rules::TakePiece(FoundFile* file, std::uint32_t first, std::int
 void Recognizer::Rules::TakeDataFile(DataFilePtr data, FoundFile* out) const {
   if (!data || !data->synth) return;
   FoundFile::Contents& contents = *out->contents_;
-  FoundType type{{}, FieldText(data->synth->typeName), data->synth->driverId, nullptr};
+  FoundType type{{}, FieldText(data->synth->typeName), data->synth->driverId, HasNames(*data->synth), nullptr};
   const TypeForms* forms = table.TypeOf(type.driverId);
   if (forms) type.driver = forms->driver;
   if (forms && forms->driver->instrument) type.instrument = forms->driver->instrument->name;

@@ -37,6 +37,7 @@ struct FoundType {
   std::string instrument;
   std::string dataType;  // Latin-1
   std::uint16_t driverId = kNoDriver;
+  bool hasNames = false;              // its patches have names
   const ZKDrvList* driver = nullptr;  // null: a data file of a type that the studio does not have
 };
 
