@@ -149,8 +149,8 @@ Recognizer::Rules::Rules(const ZKStudioDoc& document) : studio(document) {
   for (const TypeForms& type : table.types()) {
     const ZKDrvList& driver = *type.driver;
     const Synth& synth = *driver.synth();
-    found.push_back({driver.instrument ? driver.instrument->name : FieldText(synth.shortName), driver.TypeName(),
-                     synth.driverId, HasNames(synth), &driver});
+    found.push_back({driver.instrument ? driver.instrument->name : Latin1ToUtf8(FieldText(synth.shortName)),
+                     driver.TypeName(), synth.driverId, HasNames(synth), &driver});
   }
 }
 
@@ -244,8 +244,8 @@ void Recognizer::Rules::TakeDataFile(DataFilePtr data, FoundFile* out) const {
   const TypeForms* forms = table.TypeOf(type.driverId);
   if (forms) type.driver = forms->driver;
   if (forms && forms->driver->instrument) type.instrument = forms->driver->instrument->name;
-  if (type.instrument.empty() && data->xtra) type.instrument = FieldText(data->xtra->instrumentName);
-  if (type.instrument.empty()) type.instrument = FieldText(data->synth->shortName);
+  if (type.instrument.empty() && data->xtra) type.instrument = Latin1ToUtf8(FieldText(data->xtra->instrumentName));
+  if (type.instrument.empty()) type.instrument = Latin1ToUtf8(FieldText(data->synth->shortName));
   FoundPiece piece;
   piece.length = std::min<std::size_t>(data->bodySize, data->synth->fileSize);
   piece.checksum = VerifyData(forms && !forms->forms.empty() ? &forms->forms.front() : nullptr, *data);
@@ -357,6 +357,18 @@ DataFilePtr Recognizer::Make(FoundFile& found, const FoundPiece& piece) const {
   DataFilePtr data;
   Remake(found, piece, &data);
   return data;
+}
+
+DataFilePtr Recognizer::MakeNew(const ZKDrvList& driver) const {
+  return rules_->studio.GetNewDataFile(&driver);
+}
+
+void Recognizer::Seal(DataFile* data) const {
+  const TypeForms* type = rules_->table.TypeOf(data->synth->driverId);
+  if (!type || type->forms.empty() || type->forms.front().byAnswer) return;
+  const std::span<std::uint8_t> image(data->body, std::min(data->bodySize, data->synth->fileSize));
+  FillFrame(type->forms.front(), *data->synth, image);
+  StoreChecksums(type->forms.front(), *data->synth, image);
 }
 
 Result Recognizer::Recognize(std::span<const std::uint8_t> file, Recognition* out) const {

@@ -34,8 +34,8 @@ struct FileFindings {
 
 // Whose data a piece is.
 struct FoundType {
-  std::string instrument;
-  std::string dataType;  // Latin-1
+  std::string instrument;  // UTF-8
+  std::string dataType;    // Latin-1
   std::uint16_t driverId = kNoDriver;
   bool hasNames = false;              // its patches have names
   const ZKDrvList* driver = nullptr;  // null: a data file of a type that the studio does not have
@@ -106,6 +106,10 @@ class Recognizer {
   // The same into `*data`, which is null or what the last call gave, unchanged: pieces of one type that follow each
   // other share its memory.  False (and null) when memory is short.
   bool Remake(FoundFile& found, const FoundPiece& piece, DataFilePtr* data) const;
+  // New data of a type.  Null when memory is short.
+  DataFilePtr MakeNew(const ZKDrvList& driver) const;
+  // Puts message heads, ends and checksums into an image whose data was changed.
+  void Seal(DataFile* data) const;
   // Finds all pieces and makes their data; fails as Find does.
   Result Recognize(std::span<const std::uint8_t> file, Recognition* out) const;
 

@@ -1,7 +1,11 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QModelIndexList>
+#include <functional>
 #include <memory>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "tools/raw_sysex_document.h"
@@ -22,6 +26,8 @@ struct RawSysExServices {
   Settings& settings;         // the port chosen last
   TransferFiles& files;       // sends
   std::vector<std::string> outPorts;
+  // Opens what a part of the bytes holds as data; `name` is that of the file.
+  std::function<void(std::span<const std::uint8_t> bytes, const std::string& name)> openData;
 };
 
 // The messages of raw SysEx bytes, a row each.
@@ -37,16 +43,20 @@ class RawSysExModel final : public QAbstractTableModel {
   int columnCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+  // The piece of data that a message belongs to; null: nobody knows the message.
+  const SysExName* PieceAt(int row) const;
   const RawSysExDocument::Message& RowAt(int row) const { return document_.messages()[static_cast<std::size_t>(row)]; }
 
  private:
+  const SysExName* PieceOf(const RawSysExDocument::Message& message) const;
   QString NameOf(const RawSysExDocument::Message& message) const;
 
   const RawSysExDocument& document_;
   std::vector<SysExName> names_;  // by offset
 };
 
-// Raw SysEx: its messages can be looked at, sent and saved again.
+// Raw SysEx: its messages can be looked at, sent, saved again and, when an instrument of the studio knows them, opened
+// as data.
 class RawSysExWindow final : public DocumentWindow {
   Q_OBJECT
 
@@ -71,7 +81,9 @@ class RawSysExWindow final : public DocumentWindow {
   void BuildTools(QBoxLayout* column);
   void BuildList(QBoxLayout* column);
   void Send();
+  void OpenRows(const QModelIndexList& rows);
   void SaveSelection();
+  std::string NameOfFile() const;
   std::vector<std::uint8_t> SelectedBytes() const;
 
   RawSysExServices services_;
