@@ -122,6 +122,13 @@ Result RecognizeFile(Session& session, const std::string& path, Recognition* fou
   return result;
 }
 
+Result FindInFile(Session& session, const std::string& path, std::vector<std::uint8_t>* bytes, FoundFile* found) {
+  if (Result read = ReadCliFile(session.environment(), path, bytes); !read.ok()) return read;
+  Result result = session.recognizer().Find(*bytes, found);
+  if (!result.ok()) result.text = path + ": " + result.text;
+  return result;
+}
+
 Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages) {
   if (!dataFile || !dataFile->synth || !dataFile->body) return Result::Failure("There is no data.");
   const RenderedTransmission rendered = RenderTransmission(*dataFile, session.prompts());

@@ -70,6 +70,8 @@ Result ChooseByName(const std::vector<std::string>& names, const std::string& wa
 // Pieces of data in a file: raw SysEx, a data file or a Standard MIDI File; "-" is standard input.
 Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::vector<std::uint8_t>* bytes);
 Result RecognizeFile(Session& session, const std::string& path, Recognition* found);
+// The same without making the data; `bytes` has to live as long as `found`.
+Result FindInFile(Session& session, const std::string& path, std::vector<std::uint8_t>* bytes, FoundFile* found);
 
 // What MIDI carries when the data is sent (its checksums are brought up to date in `dataFile` by this).
 struct RenderedMessage {
