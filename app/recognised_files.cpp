@@ -8,7 +8,7 @@
 #include "app/studio_commands.h"
 #include "data/standard_midi_file.h"
 #include "document/document_registry.h"
-#include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "studio/gather_patches.h"
@@ -49,7 +49,7 @@ RecognisedFiles::RecognisedFiles(const FrameContext& frame, DocumentRegistry& re
 }
 
 bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
-  std::vector<std::uint8_t> bytes;
+  FileBytes bytes;
   if (const Result read = ReadWholeFile(path, bytes); !read.ok()) {
     frame_.prompts().Say("File Error", read.text);
     return false;

@@ -104,7 +104,7 @@ Result ChoosePiece(const FoundFile& found, const std::string& path, const std::s
 
 Result Import(Session& session, const std::vector<std::string>& words, const std::string& type,
               const std::string& place) {
-  std::vector<std::uint8_t> bytes;
+  FileBytes bytes;
   FoundFile found;
   if (Result result = FindInFile(session, words[0], &bytes, &found); !result.ok()) return result;
   const FoundPiece* piece = nullptr;

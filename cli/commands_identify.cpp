@@ -7,7 +7,7 @@
 #include <ostream>
 
 #include "cli/session.h"
-#include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
 #include "studio/file_messages.h"
@@ -25,11 +25,11 @@ struct IdentifiedFile {
   ScriptedPrompts prompts{{}};
   ZKStudioDoc studio;
   std::unique_ptr<Recognizer> recognizer;
-  std::vector<std::uint8_t> bytes;
+  FileBytes bytes;
   FoundFile found;
 };
 
-Result ReadOperand(const std::string& operand, std::istream& in, std::vector<std::uint8_t>* bytes) {
+Result ReadOperand(const std::string& operand, std::istream& in, FileBytes* bytes) {
   if (operand != "-") return ReadWholeFile(operand, *bytes);
   bytes->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   return Result::Success();

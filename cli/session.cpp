@@ -7,7 +7,7 @@
 
 #include "bank/bank_document.h"
 #include "data/sysex_split.h"
-#include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
 #include "platform/clock.h"
 #include "platform/text.h"
 #include "script/render_transmission.h"
@@ -114,6 +114,12 @@ Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::ve
   return Result::Success();
 }
 
+Result ReadCliFile(CliEnvironment& environment, const std::string& path, FileBytes* bytes) {
+  if (path != "-") return ReadWholeFile(path, *bytes);
+  bytes->assign(std::istreambuf_iterator<char>(environment.in), std::istreambuf_iterator<char>());
+  return Result::Success();
+}
+
 Result RecognizeFile(Session& session, const std::string& path, Recognition* found) {
   std::vector<std::uint8_t> bytes;
   if (Result read = ReadCliFile(session.environment(), path, &bytes); !read.ok()) return read;
@@ -122,7 +128,7 @@ Result RecognizeFile(Session& session, const std::string& path, Recognition* fou
   return result;
 }
 
-Result FindInFile(Session& session, const std::string& path, std::vector<std::uint8_t>* bytes, FoundFile* found) {
+Result FindInFile(Session& session, const std::string& path, FileBytes* bytes, FoundFile* found) {
   if (Result read = ReadCliFile(session.environment(), path, bytes); !read.ok()) return read;
   Result result = session.recognizer().Find(*bytes, found);
   if (!result.ok()) result.text = path + ": " + result.text;

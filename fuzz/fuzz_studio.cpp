@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <string>

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/file_bytes.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 
@@ -326,6 +327,10 @@ Result ReadWholeFile(const std::string& path, std::vector<std::uint8_t>& out, st
 }
 
 Result ReadWholeFile(const std::string& path, std::string& out, std::size_t limit) {
+  return ReadInto(path, out, limit);
+}
+
+Result ReadWholeFile(const std::string& path, FileBytes& out, std::size_t limit) {
   return ReadInto(path, out, limit);
 }
 
