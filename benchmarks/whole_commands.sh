@@ -43,13 +43,13 @@ measure() {
 
 cli receive dx7 "voice bank" "$WORK/bank.syx" --virtual factory >/dev/null
 cli receive k4 single "$WORK/single.syx" --virtual factory >/dev/null
-cli receive jv-1080 "patch bank" "$WORK/address.syx" --virtual factory >/dev/null
-for name in bank single address; do repeated "$WORK/$name.syx" "$WORK/$name-many.syx"; done
+cli receive matrix "patch bank 0" "$WORK/slots.syx" --virtual factory >/dev/null
+for name in bank single slots; do repeated "$WORK/$name.syx" "$WORK/$name-many.syx"; done
 
 echo "files of $MEGABYTES MB, best of $RUNS, load $(cut -d' ' -f1 /proc/loadavg)"
 measure "nothing but the start" "$WORK/bank.syx" identify "$WORK/bank.syx"
 measure "identify, banks in one message" "$WORK/bank-many.syx" identify "$WORK/bank-many.syx"
 measure "identify, single patches" "$WORK/single-many.syx" identify "$WORK/single-many.syx"
-measure "identify, patches by address" "$WORK/address-many.syx" identify "$WORK/address-many.syx"
+measure "identify, banks of single messages" "$WORK/slots-many.syx" identify "$WORK/slots-many.syx"
 measure "names, banks in one message" "$WORK/bank-many.syx" names "$WORK/bank-many.syx"
 measure "import, one of the banks" "$WORK/bank-many.syx" import "$WORK/bank-many.syx" "$WORK/one.dat" --piece 5000

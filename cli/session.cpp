@@ -7,8 +7,8 @@
 
 #include "bank/bank_document.h"
 #include "data/sysex_split.h"
-#include "platform/file_bytes.h"
 #include "platform/clock.h"
+#include "platform/file_bytes.h"
 #include "platform/text.h"
 #include "script/render_transmission.h"
 #include "script/transfer_engine.h"

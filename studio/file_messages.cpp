@@ -32,6 +32,7 @@ void SplitRawStream(std::span<const std::uint8_t> file, FileMessages* out) {
       if (out->damage.size() < kMostFileMessages) out->damage.push_back({piece.offset, piece.bytes.size()});
       continue;
     }
+    ReserveByProgress(&out->list, at, file.size());
     FileMessage message;
     message.bytes = piece.bytes;
     message.offset = static_cast<std::uint32_t>(piece.offset);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <span>
@@ -48,6 +49,17 @@ struct FileMessages {
   std::size_t skippedBytes = 0;     // behind the last message that is looked at
   std::vector<TornMessage> damage;  // where messages without end or beginning stand, in order
 };
+
+// A list that grows evenly while `done` of `total` is gone through gets room for the rest, so that it is not copied
+// again and again as it grows.
+template <typename Item>
+void ReserveByProgress(std::vector<Item>* list, std::size_t done, std::size_t total) {
+  constexpr std::size_t kTelling = 4096;
+  if (list->size() != kTelling || done == 0) return;
+  const std::size_t expected =
+      static_cast<std::size_t>(static_cast<double>(total) / static_cast<double>(done) * static_cast<double>(kTelling));
+  list->reserve(std::min(kMostFileMessages, expected + kTelling));
+}
 
 // Splits a raw SysEx stream or a Standard MIDI File of at most 4 GiB.  Fails with a sentence when it is a Standard MIDI
 // File that cannot be read; a stream without messages is no failure.

@@ -25,7 +25,7 @@ struct PieceSource {
   std::uint32_t first = 0;        // its message
   std::uint32_t plan = kNoPlan;   // of a piece that is more than this message
   std::int32_t patchNumber = -1;  // of that message
-  std::int32_t channel = -1;
+  std::int16_t channel = -1;
 };
 
 // Marks every voice of a bank as empty but those in `slots`.
@@ -187,7 +187,7 @@ void Recognizer::Rules::AddPiece(FoundFile* file, const FormIndex& form, PieceMa
   const std::uint32_t last = std::max(match->messages.back(), match->attached.empty() ? 0 : match->attached.back());
   FoundPiece piece;
   piece.offset = messages[first].offset;
-  piece.length = std::size_t{messages[last].offset} + messages[last].length - messages[first].offset;
+  piece.length = messages[last].offset + messages[last].length - messages[first].offset;
   piece.type = &found[form.type];
   piece.badMessages = match->badMessages;
   piece.checksum = VerifyMatch(*file, form, match);
@@ -205,10 +205,10 @@ void Recognizer::Rules::AddPiece(FoundFile* file, const FormIndex& form, PieceMa
   }
   if (LacksMessage(table, contents.messages, first, last, piece.checksum)) piece.checksum = ChecksumVerdict::kBad;
   piece.place = static_cast<std::uint32_t>(contents.sources.size());
-  PieceSource source{form, first, kNoPlan, match->patchNumber, match->channel};
+  PieceSource source{form, first, kNoPlan, match->patchNumber, static_cast<std::int16_t>(match->channel)};
   if (!IsWholeMessage(rule, *found[form.type].driver->synth())) {
     source.plan = static_cast<std::uint32_t>(contents.plans.size());
-    match->body = {};
+    std::vector<std::uint8_t>().swap(match->body);
     contents.plans.push_back(std::move(*match));
   }
   contents.sources.push_back(source);
@@ -247,7 +247,7 @@ void Recognizer::Rules::TakeDataFile(DataFilePtr data, FoundFile* out) const {
   if (type.instrument.empty() && data->xtra) type.instrument = Latin1ToUtf8(FieldText(data->xtra->instrumentName));
   if (type.instrument.empty()) type.instrument = Latin1ToUtf8(FieldText(data->synth->shortName));
   FoundPiece piece;
-  piece.length = std::min<std::size_t>(data->bodySize, data->synth->fileSize);
+  piece.length = std::min(data->bodySize, data->synth->fileSize);
   piece.checksum = VerifyData(forms && !forms->forms.empty() ? &forms->forms.front() : nullptr, *data);
   contents.recordTypes.push_back(std::move(type));
   piece.type = &contents.recordTypes.back();
@@ -329,7 +329,11 @@ Result Recognizer::Find(std::span<const std::uint8_t> file, FoundFile* out) cons
   LinkContexts(rules_->table.contexts(), &messages.list);
   std::int64_t budget = 64 * static_cast<std::int64_t>(messages.list.size()) + 1'000'000;
   for (std::uint32_t i = 0; i < messages.list.size(); ++i)
-    if (!messages.list[i].used) rules_->TakePiece(out, i, &budget);
+    if (!messages.list[i].used) {
+      ReserveByProgress(&out->pieces, i, messages.list.size());
+      ReserveByProgress(&out->contents_->sources, i, messages.list.size());
+      rules_->TakePiece(out, i, &budget);
+    }
   for (const FileMessage& message : messages.list)
     if (!message.used) ++out->unknownMessages;
   if (out->unknownMessages) NoteUnrecognized(rules_->table, messages, &out->others);

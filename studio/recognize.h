@@ -43,8 +43,8 @@ struct FoundType {
 
 // A piece of data where it stands in the file; nothing of it is copied.
 struct FoundPiece {
-  std::size_t offset = 0;  // in the file
-  std::size_t length = 0;  // bytes from its first to its last message (SysEx bytes in a Standard MIDI File)
+  std::uint32_t offset = 0;  // in the file
+  std::uint32_t length = 0;  // bytes from its first to its last message (SysEx bytes in a Standard MIDI File)
   const FoundType* type = nullptr;
   ChecksumVerdict checksum = ChecksumVerdict::kNone;
   std::uint32_t badMessages = 0;

@@ -38,8 +38,13 @@ QString HexText(std::span<const std::uint8_t> bytes) {
 
 // ---- messages -------------------------------------------------------------------------------------------------------
 
-RawSysExModel::RawSysExModel(const RawSysExDocument& document, std::vector<SysExName> names, QObject* parent)
-    : QAbstractTableModel(parent), document_(document), names_(std::move(names)) {}
+RawSysExModel::RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent)
+    : QAbstractTableModel(parent), document_(document), names_(NameSysEx(studio, document.bytes())), words_(&studio) {}
+
+void RawSysExModel::StudioChanged() {
+  words_.StudioChanged();
+  if (rowCount() > 0) emit dataChanged(index(0, kHolds), index(rowCount() - 1, kHolds));
+}
 
 int RawSysExModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(document_.messages().size());
@@ -62,8 +67,13 @@ const SysExName* RawSysExModel::PieceAt(int row) const {
 }
 
 QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
-  if (const SysExName* name = PieceOf(message))
+  if (const SysExName* name = PieceOf(message)) {
+    // With the name of a single patch, to tell them apart; of a part of a large dump that is not known.
+    const std::string words = words_.Words(document_.bytes().subspan(name->offset, name->length));
+    if (!words.empty()) return FromUtf8(words);
     return name->damaged ? tr("%1, wrong checksum").arg(FromUtf8(*name->text)) : FromUtf8(*name->text);
+  }
+  if (const std::string words = UniversalSysExWords(document_.BytesOf(message)); !words.empty()) return FromUtf8(words);
   const auto bytes = document_.BytesOf(message);
   return bytes.size() < 2 ? QString() : FromUtf8(MakerName(bytes.subspan(1)));
 }
@@ -100,7 +110,7 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
                                RawSysExServices services, QWidget* parent)
     : DocumentWindow(std::move(document), context, parent),
       services_(std::move(services)),
-      model_(new RawSysExModel(bytes(), NameSysEx(services_.studio, bytes().bytes()), this)),
+      model_(new RawSysExModel(bytes(), services_.studio, this)),
       list_(new QTableView(this)),
       port_(new QComboBox(this)) {
   auto* column = new QVBoxLayout(this);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/raw_sysex_document.h"
+#include "tools/sysex_words.h"
 #include "ui/document_window.h"
 
 class QBoxLayout;
@@ -37,12 +38,14 @@ class RawSysExModel final : public QAbstractTableModel {
  public:
   enum Column { kNumber = 0, kOffset, kLength, kHolds, kBytes, kColumns };
 
-  // The document must outlive the model.
-  RawSysExModel(const RawSysExDocument& document, std::vector<SysExName> names, QObject* parent);
+  // Both must outlive the model.
+  RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent);
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+  // What is known of the studio is read again at the next row.
+  void StudioChanged();
   // The piece of data that a message belongs to; null: nobody knows the message.
   const SysExName* PieceAt(int row) const;
   const RawSysExDocument::Message& RowAt(int row) const { return document_.messages()[static_cast<std::size_t>(row)]; }
@@ -53,6 +56,7 @@ class RawSysExModel final : public QAbstractTableModel {
 
   const RawSysExDocument& document_;
   std::vector<SysExName> names_;  // by offset
+  mutable SysExWords words_;      // of the rows that are shown
 };
 
 // Raw SysEx: its messages can be looked at, sent, saved again and, when an instrument of the studio knows them, opened
@@ -71,6 +75,7 @@ class RawSysExWindow final : public DocumentWindow {
 
   RawSysExModel* model() { return model_; }
   QTableView* list() { return list_; }
+  void StudioChanged() override { model_->StudioChanged(); }
 
  protected:
   std::string WindowName() const override { return "Raw SysEx"; }
