@@ -3,6 +3,7 @@
 #include "app/desktop_files.h"
 #include "app/document_windows.h"
 #include "app/monitor_commands.h"
+#include "app/recognised_files.h"
 #include "app/studio_commands.h"
 #include "bank/bank_document.h"
 #include "bank/ui/bank_window.h"
@@ -46,7 +47,7 @@ Result LoadRawSysEx(const std::string& path, std::unique_ptr<Document>* document
 }  // namespace
 
 void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, DocumentRegistry& registry,
-                           DocumentWindows& windows) {
+                           DocumentWindows& windows, RecognisedFiles& recognised) {
   registry.RegisterMaker(FileKind::Data, [] { return std::make_unique<ZKBankDoc>(nullptr); });
   registry.RegisterLoader(FileKind::Data, LoadData);
   windows.RegisterWindow(FileKind::Data, [](std::unique_ptr<Document> document, WindowContext& context) {
@@ -54,10 +55,14 @@ void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, Docu
   });
   registry.RegisterMaker(FileKind::SysEx, [] { return std::make_unique<RawSysExDocument>(); });
   registry.RegisterLoader(FileKind::SysEx, LoadRawSysEx);
-  windows.RegisterWindow(FileKind::SysEx, [frame, &files](std::unique_ptr<Document> document, WindowContext& context) {
-    return new RawSysExWindow(As<RawSysExDocument>(std::move(document)), context,
-                              {frame.studio, frame.program.settings(), files, frame.ports.OutputPortNames()});
-  });
+  windows.RegisterWindow(
+      FileKind::SysEx, [frame, &files, &recognised](std::unique_ptr<Document> document, WindowContext& context) {
+        const auto open = [&recognised](std::span<const std::uint8_t> bytes, const std::string& name) {
+          recognised.OpenPart(bytes, name);
+        };
+        return new RawSysExWindow(As<RawSysExDocument>(std::move(document)), context,
+                                  {frame.studio, frame.program.settings(), files, frame.ports.OutputPortNames(), open});
+      });
 }
 
 void RegisterFileActions(const FrameContext& frame, StudioCommands& studio, DesktopFiles& desktops,

@@ -8,6 +8,7 @@ class DesktopFiles;
 class DocumentRegistry;
 class DocumentWindows;
 class MonitorCommands;
+class RecognisedFiles;
 class StudioCommands;
 class TransferFiles;
 
@@ -15,7 +16,7 @@ class TransferFiles;
 // what stands behind the kinds that are no documents, and how a desktop opens windows without a file.  A new kind is a
 // line here.  All of it must outlive the registry's use.
 void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, DocumentRegistry& registry,
-                           DocumentWindows& windows);
+                           DocumentWindows& windows, RecognisedFiles& recognised);
 void RegisterFileActions(const FrameContext& frame, StudioCommands& studio, DesktopFiles& desktops,
                          DocumentRegistry& registry);
 void RegisterDesktopWindows(DesktopFiles& desktops, MonitorCommands& monitors, StudioCommands& studio);

@@ -31,7 +31,7 @@ FrameParts::FrameParts(const FrameContext& context)
       autosave(frame, registry, documents),
       studio(frame, documents),
       files(frame, registry, documents, recent, Line6Mode(frame.program)),
-      recognised(frame, registry, files, studio),
+      recognised(frame, registry, documents, files, studio),
       desktops(frame, files),
       monitors(frame),
       firstSteps(frame, studio),
@@ -40,7 +40,7 @@ FrameParts::FrameParts(const FrameContext& context)
       quit(frame, transfers, midi, autosave),
       manualDumps(frame, studio),
       hosts(frame, {files, autosave, desktops, studio, firstSteps, transfers, midi}) {
-  RegisterDocumentKinds(frame, transfers.files(), registry, documents);
+  RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);
   QObject::connect(&studio.autoSense(), &AutoSenseSearch::ChoosePorts, &midi, &MidiCommands::OpenPortDialog);

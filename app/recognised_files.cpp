@@ -1,20 +1,20 @@
 #include "app/recognised_files.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
+#include <algorithm>
 
+#include "app/document_windows.h"
 #include "app/file_opening.h"
 #include "app/studio_commands.h"
+#include "data/standard_midi_file.h"
 #include "document/document_registry.h"
-#include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
+#include "platform/path_resolver.h"
 #include "platform/prompts.h"
-#include "services/program.h"
-#include "services/settings.h"
-#include "studio/new_data.h"
+#include "studio/gather_patches.h"
 #include "studio/recognize.h"
-#include "studio/studio_document.h"
-#include "studio/ui/studio_window.h"
-#include "ui/instrument_window.h"
+#include "tools/raw_sysex_document.h"
+#include "ui/document_window.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -25,11 +25,22 @@ QString Text(const char* text) {
   return QCoreApplication::translate("RecognisedFiles", text);
 }
 
+// What becomes windows of its own; `tooMany`: that would be too many windows.
+std::vector<PieceGroup> GroupsOf(const FoundFile& found, bool* tooMany) {
+  std::vector<PieceGroup> groups;
+  if (found.pieces.size() > RecognisedFiles::kMostWindows)
+    groups = GroupPieces(found);
+  else
+    for (std::uint32_t i = 0; i < found.pieces.size(); ++i) groups.push_back({{i}, nullptr});
+  *tooMany = groups.size() > RecognisedFiles::kMostWindows;
+  return groups;
+}
+
 }  // namespace
 
-RecognisedFiles::RecognisedFiles(const FrameContext& frame, DocumentRegistry& registry, FileOpening& files,
-                                 StudioCommands& studio)
-    : frame_(frame), files_(files), studio_(studio) {
+RecognisedFiles::RecognisedFiles(const FrameContext& frame, DocumentRegistry& registry, DocumentWindows& windows,
+                                 FileOpening& files, StudioCommands& studio)
+    : frame_(frame), windows_(windows), files_(files), studio_(studio) {
   registry.RegisterOpener(FileKind::SysEx, [this](const std::string& path, int hint) {
     return studio_.window() && hint != kOpenInDesktop ? Open(path, false) : files_.OpenDocument(path) != nullptr;
   });
@@ -38,49 +49,87 @@ RecognisedFiles::RecognisedFiles(const FrameContext& frame, DocumentRegistry& re
 }
 
 bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
-  std::vector<std::uint8_t> bytes;
+  FileBytes bytes;
   if (const Result read = ReadWholeFile(path, bytes); !read.ok()) {
     frame_.prompts().Say("File Error", read.text);
     return false;
   }
-  Recognition recognition;
-  if (Recognizer(frame_.studio).Recognize(bytes, &recognition).ok() && !recognition.pieces.empty()) {
-    OpenPieces(path, recognition);
-    return true;
-  }
-  NewData made =
-      DrvAddNewDataFile(frame_.studio, frame_.prompts(), &frame_.program.settings(),
-                        midiFile ? NewDataKind::MidiFile : NewDataKind::SysEx, studio_.SelectedDriver(), path,
-                        [this](const std::vector<std::string>& choices) { return ChooseDriver(choices); });
-  if (made.state == NewData::State::NoDriver) {
+  const std::string name = FileNameOf(path);
+  const Recognizer recognizer(frame_.studio);
+  FoundFile found;
+  if (!recognizer.Find(bytes, &found).ok()) {
     if (!midiFile) return files_.OpenDocument(path) != nullptr;
     frame_.prompts().Say("File Error", path + "\n\nNone of the studio's instruments knows this data.");
+    return false;
   }
-  if (made.state != NewData::State::Made) return false;
-  InstrumentWindow* window = studio_.OpenData(std::move(made.dataFile));
-  if (made.sendNow && window) window->StartTransmit();
-  return window != nullptr;
+  bool listed = false;
+  std::vector<PieceGroup> groups = GroupsOf(found, &listed);
+  if (listed) {
+    // Banks can be made of the file only here; the rest is opened from the list.
+    std::erase_if(groups, [](const PieceGroup& group) { return !group.bank; });
+    if (groups.size() > kMostWindows) groups.clear();
+    if (!ShowList(path, midiFile, bytes)) return false;
+  }
+  OpenGroups(recognizer, found, groups, name);
+  Tell(found, name, groups.size(), listed);
+  return true;
 }
 
-int RecognisedFiles::ChooseDriver(const std::vector<std::string>& choices) {
-  return frame_.prompts().Choose({"New Data", "The file fits several kinds of data:", choices});
+// The SysEx of a file with all its pieces.
+bool RecognisedFiles::ShowList(const std::string& path, bool midiFile, std::span<const std::uint8_t> bytes) {
+  if (!midiFile) return files_.OpenDocument(path) != nullptr;
+  SmfContents contents;
+  std::string error;
+  ReadSmfSysEx(bytes, &contents, &error);
+  std::vector<std::uint8_t> messages;
+  for (const SmfSysEx& message : contents.messages)
+    messages.insert(messages.end(), message.bytes.begin(), message.bytes.end());
+  auto document = std::make_unique<RawSysExDocument>();
+  document->TakeBytes(std::move(messages));
+  document->SetOriginName(FileNameOf(path));
+  return windows_.Open(std::move(document)) != nullptr;
 }
 
-void RecognisedFiles::OpenPieces(const std::string& path, Recognition& recognition) {
-  constexpr std::size_t kMostWindows = 16;
-  std::size_t opened = 0;
-  std::size_t bad = 0;
-  for (auto& piece : recognition.pieces) {
-    bad += piece.checksum == ChecksumVerdict::kBad ? 1 : 0;
-    if (!piece.data || opened >= kMostWindows) continue;
-    studio_.OpenData(std::move(piece.data));
-    ++opened;
+void RecognisedFiles::OpenGroups(const Recognizer& recognizer, FoundFile& found, std::span<const PieceGroup> groups,
+                                 const std::string& name) {
+  for (const PieceGroup& group : groups) {
+    DataFilePtr data = MakeGroup(recognizer, found, group);
+    if (!data) {
+      frame_.prompts().Say("File Error", name + "\n\nThere is not enough memory for all the data of the file.");
+      return;
+    }
+    studio_.OpenData(std::move(data), false, name);
   }
-  const QString name = QFileInfo(FromUtf8(path)).fileName();
-  const std::size_t count = recognition.pieces.size();
+}
+
+void RecognisedFiles::OpenPart(std::span<const std::uint8_t> bytes, const std::string& name) {
+  const Recognizer recognizer(frame_.studio);
+  FoundFile found;
+  if (const Result result = recognizer.Find(bytes, &found); !result.ok()) return frame_.Status(FromUtf8(result.text));
+  bool tooMany = false;
+  const std::vector<PieceGroup> groups = GroupsOf(found, &tooMany);
+  if (tooMany) {
+    frame_.Status(
+        Text("These are %1 pieces of data; at most %2 are opened at a time.").arg(groups.size()).arg(kMostWindows));
+    return;
+  }
+  OpenGroups(recognizer, found, groups, name);
+  Tell(found, name, groups.size(), false);
+}
+
+void RecognisedFiles::Tell(const FoundFile& found, const std::string& name, std::size_t windows, bool listed) {
+  const QString file = FromUtf8(name);
+  const std::size_t count = found.pieces.size();
   QString text =
-      count == 1 ? Text("%1: one piece of data").arg(name) : Text("%1: %2 pieces of data").arg(name).arg(count);
-  if (opened < count) text += Text(", the first %1 were opened").arg(opened);
+      count == 1 ? Text("%1: one piece of data").arg(file) : Text("%1: %2 pieces of data").arg(file).arg(count);
+  if (listed && windows)
+    text += Text(", single patches in %1 banks; all are listed, to be opened from there").arg(windows);
+  else if (listed)
+    text += Text(" are listed, to be opened from there");
+  else if (windows < count)
+    text += Text(" in %1 windows, single patches in banks").arg(windows);
+  const auto bad = std::count_if(found.pieces.begin(), found.pieces.end(),
+                                 [](const FoundPiece& piece) { return piece.checksum == ChecksumVerdict::kBad; });
   if (bad == 1 && count == 1) {
     text += Text("; its checksum is wrong");
   } else if (bad) {

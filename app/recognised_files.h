@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -8,26 +10,39 @@
 namespace tonalith {
 
 class DocumentRegistry;
+class DocumentWindows;
 class FileOpening;
+class FoundFile;
+class Recognizer;
 class StudioCommands;
-struct Recognition;
+struct PieceGroup;
 
-// Files whose bytes the studio's instruments know: SysEx, Standard MIDI Files.  What they know is opened piece by
-// piece; else the file may be new data of the selected driver or of one whose size fits.  Without a studio SysEx is
-// shown as it is.
+// Files whose bytes the studio's instruments know: SysEx, Standard MIDI Files.  What they know is opened, each piece in
+// a window; of many pieces, single patches are put into banks, and what would still be too many windows is listed, to
+// be opened from there.  SysEx that nobody knows, and any without a studio, is shown as it is.
 class RecognisedFiles final {
  public:
+  static constexpr std::size_t kMostWindows = 16;  // that one file opens
+
   // Registers itself for these kinds.  All of it must outlive this.
-  RecognisedFiles(const FrameContext& frame, DocumentRegistry& registry, FileOpening& files, StudioCommands& studio);
+  RecognisedFiles(const FrameContext& frame, DocumentRegistry& registry, DocumentWindows& windows, FileOpening& files,
+                  StudioCommands& studio);
   RecognisedFiles(const RecognisedFiles&) = delete;
   RecognisedFiles& operator=(const RecognisedFiles&) = delete;
 
+  // Opens what a part of a file holds; `name` is the file's, without folder.  When it is too much for windows, the user
+  // is told.
+  void OpenPart(std::span<const std::uint8_t> bytes, const std::string& name);
+
  private:
   bool Open(const std::string& path, bool midiFile);
-  void OpenPieces(const std::string& path, Recognition& recognition);
-  int ChooseDriver(const std::vector<std::string>& choices);
+  bool ShowList(const std::string& path, bool midiFile, std::span<const std::uint8_t> bytes);
+  void OpenGroups(const Recognizer& recognizer, FoundFile& found, std::span<const PieceGroup> groups,
+                  const std::string& name);
+  void Tell(const FoundFile& found, const std::string& name, std::size_t windows, bool listed);
 
   FrameContext frame_;
+  DocumentWindows& windows_;
   FileOpening& files_;
   StudioCommands& studio_;
 };

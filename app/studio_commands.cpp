@@ -10,11 +10,13 @@
 #include "app/document_windows.h"
 #include "app/simulation.h"
 #include "bank/bank_document.h"
+#include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
+#include "studio/new_data.h"
 #include "studio/ui/studio_window.h"
 #include "ui/instrument_window.h"
 #include "ui/qt_text.h"
@@ -66,11 +68,6 @@ void StudioCommands::Refresh() {
   if (window_) window_->Refresh();
 }
 
-ZKDrvList* StudioCommands::SelectedDriver() const {
-  ZKDrvList* node = window_ ? window_->tree()->CurrentNode() : nullptr;
-  return node && !node->IsInstrument() ? node : nullptr;
-}
-
 Settings& StudioCommands::settings() {
   return frame_.program.settings();
 }
@@ -93,8 +90,9 @@ const AutoConfigServices* StudioCommands::autoConfig() {
 
 // ---- data of its instruments ----------------------------------------------------------------------------------------
 
-InstrumentWindow* StudioCommands::OpenData(DataFilePtr dataFile, bool unsaved) {
+InstrumentWindow* StudioCommands::OpenData(DataFilePtr dataFile, bool unsaved, const std::string& originName) {
   auto document = std::make_unique<ZKBankDoc>(std::move(dataFile));
+  document->SetOriginName(originName);
   if (unsaved) document->MarkChanged();
   return qobject_cast<InstrumentWindow*>(windows_.Open(std::move(document)));
 }
@@ -108,6 +106,13 @@ InstrumentWindow* StudioCommands::OpenNewData(ZKDrvList* driver, bool get) {
   InstrumentWindow* window = OpenData(std::move(fresh));
   if (get && window) window->StartGet();
   return window;
+}
+
+void StudioCommands::OpenDriverFromFile(ZKDrvList* driver, NewDataKind kind) {
+  NewData made = DrvAddNewDataFile(frame_.studio, frame_.prompts(), &frame_.program.settings(), kind, driver);
+  if (made.state != NewData::State::Made) return;
+  InstrumentWindow* window = OpenData(std::move(made.dataFile), false, FileNameOf(made.path));
+  if (made.sendNow && window) window->StartTransmit();
 }
 
 void StudioCommands::OnNewEditor() {

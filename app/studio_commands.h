@@ -32,12 +32,11 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   // Null when it is closed.
   TZKDrvLst* window() const { return window_; }
   void Refresh();
-  // The driver that is selected in the studio; null: none, or the window is closed.
-  ZKDrvList* SelectedDriver() const;
   // A window on new data of a driver; with `get` its receive is started.  Null: it could not be made.
   InstrumentWindow* OpenNewData(ZKDrvList* driver, bool get);
   // A window on data without a file of its own.  `unsaved`: it is nowhere else, closing the window has to ask.
-  InstrumentWindow* OpenData(DataFilePtr dataFile, bool unsaved = false);
+  // `originName`: the name of the file it was taken out of.
+  InstrumentWindow* OpenData(DataFilePtr dataFile, bool unsaved = false, const std::string& originName = {});
   AutoSenseSearch& autoSense() { return *autoSense_; }
 
   // Loads the default studio and shows it.
@@ -51,6 +50,7 @@ class StudioCommands final : public QObject, public StudioWindowHost {
 
   // ---- StudioWindowHost
   void OpenDriver(ZKDrvList* driver, bool get) override { OpenNewData(driver, get); }
+  void OpenDriverFromFile(ZKDrvList* driver, NewDataKind kind) override;
   void StudioEdited() override;
   StudioPorts* ports() override { return &frame_.ports; }
   Prompts& prompts() override { return frame_.prompts(); }

@@ -59,20 +59,61 @@ Result Rename(Session& session, const std::vector<std::string>& words) {
 
 // ---------------------------------------------------------------------------------------------------- import
 
-Result Import(Session& session, const std::vector<std::string>& words, const std::string& type) {
-  Recognition found;
-  if (Result result = RecognizeFile(session, words[0], &found); !result.ok()) return result;
-  std::vector<RecognizedPiece*> wanted;
-  std::string list;
-  for (RecognizedPiece& piece : found.pieces) {
-    list += (list.empty() ? "" : ", ") + piece.instrument + " " + piece.dataType;
-    if (type.empty() || AsciiEqualNoCase(piece.dataType, type)) wanted.push_back(&piece);
+// "Kawai K4 Multi, 64 times Kawai K4 Single", in the order of the file.
+std::string KindsOf(const FoundFile& found) {
+  constexpr std::size_t kMostKinds = 20;
+  std::vector<std::pair<std::string, std::size_t>> kinds;
+  for (const FoundPiece& piece : found.pieces) {
+    const std::string name = piece.type->instrument + " " + piece.type->dataType;
+    const auto known = std::find_if(kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.first == name; });
+    if (known != kinds.end())
+      ++known->second;
+    else if (kinds.size() <= kMostKinds)
+      kinds.emplace_back(name, 1);
   }
-  if (wanted.empty())
-    return Result::Failure(words[0] + " holds no data of type \"" + type + "\"; it holds: " + list + ".");
-  if (wanted.size() > 1)
-    return Result::Failure(words[0] + " holds several pieces of data: " + list + ".  Choose one with --type.");
-  ZKBankDoc document(std::move(wanted.front()->data));
+  std::string list;
+  for (const auto& [name, count] : kinds) {
+    list += list.empty() ? "" : ", ";
+    if (&name == &kinds.back().first && kinds.size() > kMostKinds) return list + "...";
+    list += (count > 1 ? std::to_string(count) + " times " : "") + name;
+  }
+  return list;
+}
+
+// The one piece that is meant: by its place among the lines of "identify" from 1, or by its type.
+Result ChoosePiece(const FoundFile& found, const std::string& path, const std::string& type, const std::string& place,
+                   const FoundPiece** piece) {
+  if (!place.empty()) {
+    const auto number = ParseInteger(place);
+    const std::size_t count = found.pieces.size();
+    if (!number || *number < 1 || static_cast<std::size_t>(*number) > count)
+      return Result::Failure(path + " has the pieces 1 to " + std::to_string(count) + ", not \"" + place + "\".");
+    *piece = &found.pieces[static_cast<std::size_t>(*number) - 1];
+    return Result::Success();
+  }
+  std::size_t wanted = 0;
+  for (const FoundPiece& one : found.pieces) {
+    if (!type.empty() && !AsciiEqualNoCase(one.type->dataType, type)) continue;
+    if (++wanted == 1) *piece = &one;
+  }
+  if (wanted == 0)
+    return Result::Failure(path + " holds no data of type \"" + type + "\"; it holds: " + KindsOf(found) + ".");
+  if (wanted > 1)
+    return Result::Failure(path + " holds several pieces of data: " + KindsOf(found) +
+                           ".  Choose one with --type, or with --piece and its line of \"identify\".");
+  return Result::Success();
+}
+
+Result Import(Session& session, const std::vector<std::string>& words, const std::string& type,
+              const std::string& place) {
+  FileBytes bytes;
+  FoundFile found;
+  if (Result result = FindInFile(session, words[0], &bytes, &found); !result.ok()) return result;
+  const FoundPiece* piece = nullptr;
+  if (Result result = ChoosePiece(found, words[0], type, place, &piece); !result.ok()) return result;
+  DataFilePtr data = session.recognizer().Make(found, *piece);
+  if (!data) return Result::Failure("There is not enough memory.");
+  ZKBankDoc document(std::move(data));
   Result result = document.Save(words[1]);
   if (result.ok())
     session.environment().out << DataTitle(*document.dataFile()) << ": " << document.PatchCount()
@@ -174,11 +215,12 @@ std::string RenameDetails() {
 }
 
 std::string ImportForms() {
-  return "import FILE OUT [--type NAME]  makes a data file of recognised data\n";
+  return "import FILE OUT [--type NAME | --piece N]  makes a data file of recognised data\n";
 }
 
 std::string ImportDetails() {
-  return "FILE is raw SysEx, a Standard MIDI File or a data file; --type chooses when it holds several pieces.\n\n"
+  return "FILE is raw SysEx, a Standard MIDI File or a data file; --type chooses when it holds several pieces,\n"
+         "or --piece, the line that \"identify\" has for it, counted from 1.\n\n"
          "  tonalith-cli import rom1a.syx rom1a.dat\n";
 }
 
@@ -203,11 +245,12 @@ int RunRename(CliEnvironment& environment, const std::vector<std::string>& args)
 }
 
 int RunImport(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {"type"});
+  const CliArguments arguments(args, {"type", "piece"});
   return FilesCommand(environment, "import", arguments, 2, ImportForms(), [&] {
     Session session(environment);
     session.LoadStudio();
-    return Import(session, arguments.words(), arguments.Option("type").value_or(""));
+    return Import(session, arguments.words(), arguments.Option("type").value_or(""),
+                  arguments.Option("piece").value_or(""));
   });
 }
 

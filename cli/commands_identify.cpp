@@ -7,10 +7,11 @@
 #include "cli/command.h"
 #include "cli/input_files.h"
 #include "cli/session.h"
-#include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
 #include "platform/prompts.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
+#include "studio/file_messages.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
 
@@ -25,8 +26,8 @@ struct IdentifiedFile {
   ScriptedPrompts prompts{{}};
   ZKStudioDoc studio;
   std::unique_ptr<Recognizer> recognizer;
-  std::vector<std::uint8_t> bytes;
-  Recognition found;
+  FileBytes bytes;
+  FoundFile found;
 };
 
 Result Identify(const std::string& operand, std::istream& in, TerminalText err, IdentifiedFile* file) {
@@ -35,12 +36,12 @@ Result Identify(const std::string& operand, std::istream& in, TerminalText err, 
   if (file->studio.LoadStudio() == 0)
     return Result::Failure("No instrument module is installed in " + file->studio.paths().instruments.string() + ".");
   file->recognizer = std::make_unique<Recognizer>(file->studio);
-  Result result = file->recognizer->Recognize(file->bytes, &file->found);
+  Result result = file->recognizer->Find(file->bytes, &file->found);
   if (!result.ok()) result.text = operand + ": " + result.text;
   return result;
 }
 
-void NoteLeftOvers(const Recognition& found, TerminalText err) {
+void NoteLeftOvers(const FileFindings& found, TerminalText err) {
   if (found.unknownMessages)
     err << "tonalith-cli: " << found.unknownMessages << " SysEx messages were not recognised.\n";
   for (const std::string& other : found.others) err << "tonalith-cli: Of them are " << other << ".\n";
@@ -49,10 +50,13 @@ void NoteLeftOvers(const Recognition& found, TerminalText err) {
   if (found.outsideBytes) err << "tonalith-cli: " << found.outsideBytes << " bytes stand outside of SysEx messages.\n";
   if (found.realTimeBytes)
     err << "tonalith-cli: " << found.realTimeBytes << " real-time bytes were left out of SysEx messages.\n";
+  if (found.skippedBytes)
+    err << "tonalith-cli: The file has more than " << kMostFileMessages << " SysEx messages; the " << found.skippedBytes
+        << " bytes behind them were not looked at.\n";
 }
 
-bool SameType(const RecognizedPiece& piece, const std::string& type) {
-  return AsciiEqualNoCase(piece.dataType, type) || std::to_string(piece.driverId) == type;
+bool SameType(const FoundType& found, const std::string& type) {
+  return AsciiEqualNoCase(found.dataType, type) || std::to_string(found.driverId) == type;
 }
 
 }  // namespace
@@ -76,9 +80,9 @@ int RunIdentify(const std::vector<std::string>& args, std::istream& in, Terminal
   if (!result.ok()) {
     return CliFailure(err, "identify", result.text);
   }
-  for (const RecognizedPiece& piece : file.found.pieces)
-    out << piece.offset << "\t" << piece.length << "\t" << piece.instrument << "\t" << piece.dataType << "\t"
-        << std::string_view(ChecksumVerdictText(piece.checksum)) << "\n";
+  for (const FoundPiece& piece : file.found.pieces)
+    out << piece.offset << "\t" << piece.length << "\t" << piece.type->instrument << "\t" << piece.type->dataType
+        << "\t" << std::string_view(ChecksumVerdictText(piece.checksum)) << "\n";
   NoteLeftOvers(file.found, err);
   return 0;
 }
@@ -103,14 +107,15 @@ int RunNames(const std::vector<std::string>& args, std::istream& in, TerminalTex
   if (!result.ok()) {
     return CliFailure(err, "names", result.text);
   }
-  const auto hasNames = [](const RecognizedPiece& piece) {
-    return piece.data->synth->nameLength != 0 || piece.data->synth->namesSeparate != 0;
-  };
-  const bool anyNames = std::any_of(file.found.pieces.begin(), file.found.pieces.end(), hasNames);
+  const bool anyNames = std::any_of(file.found.pieces.begin(), file.found.pieces.end(),
+                                    [](const FoundPiece& piece) { return piece.type->hasNames; });
   bool printed = false;
-  for (const RecognizedPiece& piece : file.found.pieces) {
-    if (type.empty() ? anyNames && !hasNames(piece) : !SameType(piece, type)) continue;
-    for (const PatchLine& line : file.recognizer->Patches(*piece.data)) {
+  DataFilePtr data;
+  for (const FoundPiece& piece : file.found.pieces) {
+    if (type.empty() ? anyNames && !piece.type->hasNames : !SameType(*piece.type, type)) continue;
+    if (!file.recognizer->Remake(file.found, piece, &data))
+      return CliFailure(err, "names", "There is not enough memory.");
+    for (const PatchLine& line : file.recognizer->Patches(*data)) {
       PrintPatch(out, line);
       printed = true;
     }

@@ -21,6 +21,10 @@ Result ReadInput(const std::string& operand, std::istream& in, std::vector<std::
   return ReadEither(operand, in, bytes, limit);
 }
 
+Result ReadInput(const std::string& operand, std::istream& in, FileBytes* bytes, std::size_t limit) {
+  return ReadEither(operand, in, bytes, limit);
+}
+
 Result ReadInput(const std::string& operand, std::istream& in, std::string* text, std::size_t limit) {
   return ReadEither(operand, in, text, limit);
 }

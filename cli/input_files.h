@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
 #include "platform/result.h"
 #include "platform/terminal_text.h"
 
@@ -17,6 +18,7 @@ namespace tonalith {
 // At most `limit` bytes (code kFileTooLarge beyond).
 Result ReadInput(const std::string& operand, std::istream& in, std::vector<std::uint8_t>* bytes,
                  std::size_t limit = kMaxWholeFile);
+Result ReadInput(const std::string& operand, std::istream& in, FileBytes* bytes, std::size_t limit = kMaxWholeFile);
 Result ReadInput(const std::string& operand, std::istream& in, std::string* text, std::size_t limit = kMaxWholeFile);
 
 // Why a file that is shorter than it says stays where it is: half of a dump must not reach an instrument.

@@ -5,8 +5,8 @@
 #include "bank/bank_document.h"
 #include "cli/input_files.h"
 #include "data/sysex_split.h"
-#include "platform/atomic_file.h"
 #include "platform/clock.h"
+#include "platform/file_bytes.h"
 #include "platform/text.h"
 #include "script/render_transmission.h"
 #include "script/transfer_engine.h"
@@ -121,12 +121,24 @@ Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::ve
   return ReadInput(path, environment.in, bytes);
 }
 
+Result ReadCliFile(CliEnvironment& environment, const std::string& path, FileBytes* bytes) {
+  return ReadInput(path, environment.in, bytes);
+}
+
 Result RecognizeFile(Session& session, const std::string& path, Recognition* found, bool* isShort) {
   std::vector<std::uint8_t> bytes;
   if (Result read = ReadCliFile(session.environment(), path, &bytes); !read.ok()) return read;
   const bool endsEarly = NoteShortFile(path, bytes, session.environment().err);
   if (isShort) *isShort = endsEarly;
   Result result = session.recognizer().Recognize(bytes, found);
+  if (!result.ok()) result.text = path + ": " + result.text;
+  return result;
+}
+
+Result FindInFile(Session& session, const std::string& path, FileBytes* bytes, FoundFile* found) {
+  if (Result read = ReadCliFile(session.environment(), path, bytes); !read.ok()) return read;
+  NoteShortFile(path, *bytes, session.environment().err);
+  Result result = session.recognizer().Find(*bytes, found);
   if (!result.ok()) result.text = path + ": " + result.text;
   return result;
 }

@@ -9,6 +9,7 @@
 
 #include "cli/command.h"
 #include "cli/console_prompts.h"
+#include "platform/file_bytes.h"
 #include "platform/jobs.h"
 #include "platform/result.h"
 #include "services/paths.h"
@@ -74,8 +75,11 @@ Result ChooseByName(const std::vector<std::string>& names, const std::string& wa
 
 // Pieces of data in a file: raw SysEx, a data file or a Standard MIDI File; "-" is standard input.
 Result ReadCliFile(CliEnvironment& environment, const std::string& path, std::vector<std::uint8_t>* bytes);
+Result ReadCliFile(CliEnvironment& environment, const std::string& path, FileBytes* bytes);
 // `isShort` (may be null): the file is shorter than it says, which was noted on standard error.
 Result RecognizeFile(Session& session, const std::string& path, Recognition* found, bool* isShort = nullptr);
+// The same without making the data; `bytes` has to live as long as `found`.
+Result FindInFile(Session& session, const std::string& path, FileBytes* bytes, FoundFile* found);
 
 // What MIDI carries when the data is sent (its checksums are brought up to date in `dataFile` by this).
 struct RenderedMessage {

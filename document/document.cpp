@@ -36,6 +36,11 @@ void Document::SetPath(const std::string& path) {
   Tell(DocumentChange::Kind::State);
 }
 
+void Document::SetOriginName(const std::string& name) {
+  originName_ = name;
+  Tell(DocumentChange::Kind::State);
+}
+
 void Document::SetBusy(bool busy, const std::string& reason) {
   busy_ = busy;
   busyReason_ = reason;

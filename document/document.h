@@ -64,6 +64,10 @@ class Document {
   std::string FileName() const;
   // For content that came from a file by other ways; what the file holds is then not known.
   void SetPath(const std::string& path);
+  // The name, without folder, of a file of another kind that the content was taken out of (UTF-8); empty: of none.  It
+  // names windows and suggests a name for saving; the file itself is never written.
+  const std::string& OriginName() const { return originName_; }
+  void SetOriginName(const std::string& name);
 
   // --- State
 
@@ -158,6 +162,7 @@ class Document {
   History history_;
   Listeners<const DocumentChange&> listeners_;
   std::string path_;
+  std::string originName_;
   FileStamp stamp_;
   std::string status_;
   std::string loadNotice_;

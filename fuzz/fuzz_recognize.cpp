@@ -1,11 +1,15 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <span>
+#include <vector>
 
 #include "platform/prompts.h"
+#include "studio/gather_patches.h"
 #include "studio/module.h"
 #include "studio/package_install.h"
 #include "studio/recognize.h"
@@ -19,7 +23,8 @@ using namespace tonalith;
 const ModuleSource& FuzzSource() {
   static const ModuleSource source = {
       {"module.ini",
-       "[Module]\nName=Fuzz\nDriverBase=1\nTypes=single pair bank area framed open coded\nmanufacturerId=0x41\n"
+       "[Module]\nName=Fuzz\nDriverBase=1\nTypes=single pair bank area framed open coded one many bare "
+       "asked\nmanufacturerId=0x41\n"
        "hasSysExChannel=1\nsysExChannelOffset=2\n[Coded Messages]\nHead=F0 00 20 2B 00 6F\nCoding=base64-crc32\n"
        "Piece=16 00 | index 2 | count 3 | data 4\n"},
       {"single.descriptor",
@@ -41,6 +46,12 @@ const ModuleSource& FuzzSource() {
       {"coded.descriptor",
        "typeName=Coded\nfileSize=8\nmessage=F0 00 20 2B 00 6F | length 15 | skip 6 | take 8\npatchByte=7 6 1\n"
        "numberAs=bank\nverify=4 0 7 7 | or 7F\n"},
+      {"one.descriptor", "typeName=One\nfileSize=12\nheaderSize=4\nvoiceSize=6\nnameLength=4\nmessage=F0 41 0? 06\n"},
+      {"many.descriptor",
+       "typeName=Many\nfileSize=32\nnumVoices=3\nvoiceSize=10\nvoiceBytes=6\nvoiceOffset=4\nnameLength=4\n"
+       "patchType=one\nmessage=F0 41 0? ??\nslots=3 7 3\nverify=0 5 3 8 | times 3 | step 10\n"},
+      {"bare.descriptor", "typeName=Bare\nfileSize=9\nheaderSize=4\ninit=0: F0 41 00 08 00 00 00 00 F7\n"},
+      {"asked.descriptor", "typeName=Asked\nfileSize=11\ndumpRequest=F0 41 00 09 0A F7\n"},
   };
   return source;
 }
@@ -65,6 +76,22 @@ struct FuzzStudio {
   }
 };
 
+// The pieces as windows open them: each in one group, and all patches of a group in its bank.
+void OpenPieces(const Recognizer& recognizer, std::span<const std::uint8_t> file) {
+  FoundFile found;
+  recognizer.Find(file, &found);
+  std::vector<bool> seen(found.pieces.size());
+  for (const PieceGroup& group : GroupPieces(found)) {
+    for (const std::uint32_t piece : group.pieces) {
+      if (seen[piece]) __builtin_trap();
+      seen[piece] = true;
+    }
+    const DataFilePtr data = MakeGroup(recognizer, found, group);
+    if (!data || (group.bank && recognizer.Patches(*data).size() != group.pieces.size())) __builtin_trap();
+  }
+  if (std::find(seen.begin(), seen.end(), false) != seen.end()) __builtin_trap();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -76,6 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz.recognizer->Patches(*piece.data);
     fuzz.recognizer->Verify(*piece.data);
   }
+  OpenPieces(*fuzz.recognizer, {data, size});
   // The same bytes as a studio file.
   std::string error;
   ZKStudioDoc other(fuzz.studio->paths(), fuzz.prompts);

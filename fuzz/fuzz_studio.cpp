@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -56,6 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (again.ReadStudio(written, &error) != 0 || again.file().WriteStudio() != written) __builtin_trap();
   studio.TextSummary();
   studio.DrvPrint(10);
-  for (const auto kind : {NewDataKind::SysEx, NewDataKind::MidiFile}) DriversThatFit(studio, kind, {data, size});
+  std::array<std::uint8_t, 40> image{};
+  FillFromSysEx({data, size}, image);
+  FillFromMidiFile({data, size}, image);
   return 0;
 }

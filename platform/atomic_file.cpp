@@ -16,6 +16,7 @@
 #include <istream>
 #include <new>
 
+#include "platform/file_bytes.h"
 #include "platform/path_resolver.h"
 #include "platform/save_target.h"
 #include "platform/text.h"
@@ -404,6 +405,14 @@ Result ReadWholeStream(std::istream& in, const std::string& source, std::vector<
 }
 
 Result ReadWholeStream(std::istream& in, const std::string& source, std::string& out, std::size_t limit) {
+  return ReadStreamInto(in, source, out, limit);
+}
+
+Result ReadWholeFile(const std::string& path, FileBytes& out, std::size_t limit) {
+  return ReadInto(path, out, limit);
+}
+
+Result ReadWholeStream(std::istream& in, const std::string& source, FileBytes& out, std::size_t limit) {
   return ReadStreamInto(in, source, out, limit);
 }
 

@@ -108,28 +108,6 @@ void MarkAsReceived(DataFile* dataFile) {
   if (dataFile->emptyMap) std::fill_n(dataFile->emptyMap, dataFile->emptyMapSize, std::uint8_t{0});
 }
 
-ZKDrvList* ChooseDriver(Prompts& prompts, const std::vector<ZKDrvList*>& drivers, const DriverChooser& choose) {
-  if (drivers.size() == 1) return drivers.front();
-  std::vector<std::string> titles;
-  for (const ZKDrvList* driver : drivers) titles.push_back(DriverTitle(*driver));
-  if (choose) {
-    const int chosen = choose(titles);
-    return chosen >= 0 && chosen < static_cast<int>(drivers.size()) ? drivers[static_cast<std::size_t>(chosen)]
-                                                                    : nullptr;
-  }
-  for (std::size_t i = 0; i < drivers.size(); ++i) {
-    MessagePrompt prompt;
-    prompt.title = kTitle;
-    prompt.text = "The file fits several data types.\n\nUse it as " + titles[i] + "?";
-    prompt.buttons = PromptButtons::YesNoCancel;
-    prompt.icon = PromptIcon::Question;
-    const PromptAnswer answer = prompts.Message(prompt);
-    if (answer == PromptAnswer::Yes) return drivers[i];
-    if (answer != PromptAnswer::No) return nullptr;
-  }
-  return nullptr;
-}
-
 // Patch data that goes to the instrument at once overwrites what is there.
 bool AgreesToOverwrite(Prompts& prompts, const ZKDrvList& driver) {
   MessagePrompt prompt;
@@ -144,13 +122,6 @@ bool AgreesToOverwrite(Prompts& prompts, const ZKDrvList& driver) {
 }
 
 }  // namespace
-
-std::optional<NewDataKind> NewDataKindOf(const std::string& path) {
-  const std::string ending = AsciiLower(ExtensionOf(path));
-  if (ending == ".syx") return NewDataKind::SysEx;
-  if (ending == ".mid") return NewDataKind::MidiFile;
-  return {};
-}
 
 FillOutcome FillFromSysEx(std::span<const std::uint8_t> file, std::span<std::uint8_t> image) {
   if (image.empty() || file.size() < image.size()) return FillOutcome::WrongSize;
@@ -194,39 +165,16 @@ FillOutcome FillHeaderless(std::span<const std::uint8_t> file, std::span<std::ui
   return FillOutcome::Filled;
 }
 
-std::vector<ZKDrvList*> DriversThatFit(const ZKStudioDoc& studio, NewDataKind kind,
-                                       std::span<const std::uint8_t> file) {
-  std::vector<ZKDrvList*> fitting;
-  if (kind == NewDataKind::Headerless) return fitting;
-  for (const auto& instrument : studio.instruments()) {
-    for (const auto& driver : instrument->drivers) {
-      const Synth* s = driver->synth();
-      if (!s || s->fileSize > file.size()) continue;
-      std::vector<std::uint8_t> image(s->fileSize);
-      const FillOutcome outcome =
-          kind == NewDataKind::SysEx ? FillFromSysEx(file, image) : FillFromMidiFile(file, image);
-      if (outcome == FillOutcome::Filled) fitting.push_back(driver.get());
-    }
-  }
-  return fitting;
-}
-
 NewData DrvAddNewDataFile(const ZKStudioDoc& studio, Prompts& prompts, const Settings* settings, NewDataKind kind,
-                          ZKDrvList* driver, const std::string& path, const DriverChooser& choose) {
+                          ZKDrvList* driver, const std::string& path) {
   NewData made;
   made.path = path.empty() ? prompts.File(PromptFor(kind, studio.paths().data.string())) : path;
   if (made.path.empty()) return made;
   made.state = NewData::State::Failed;
   std::vector<std::uint8_t> file;
   if (!ReadFile(prompts, made.path, &file)) return made;
-  if (!driver) {
-    const std::vector<ZKDrvList*> fitting = DriversThatFit(studio, kind, file);
-    made.state = fitting.empty() ? NewData::State::NoDriver : NewData::State::Cancelled;
-    driver = fitting.empty() ? nullptr : ChooseDriver(prompts, fitting, choose);
-  }
   // The question ran the event loop: the studio may have changed.
   if (!driver || !studio.GetInstrumentDrvList(driver) || !driver->synth()) return made;
-  made.state = NewData::State::Failed;
   DataFilePtr data = studio.GetNewDataFile(driver);
   if (!data || !data->body || data->bodySize < data->synth->fileSize) {
     prompts.Say(kTitle, "Driver Memory Allocation Failure");

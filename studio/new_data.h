@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,13 +16,10 @@ class Settings;
 class ZKDrvList;
 class ZKStudioDoc;
 
-// New instrument data from a file, by the data type of one driver.  Nothing here opens a window: the caller does, with
-// what comes back.
+// New instrument data from a file, by the data type of the driver that the user chose.  Nothing here opens a window:
+// the caller does, with what comes back.
 
 enum class NewDataKind { SysEx = 1, MidiFile = 2, Headerless = 3 };
-
-// ".SYX" and ".MID" by the end of the name, without regard to case.
-std::optional<NewDataKind> NewDataKindOf(const std::string& path);
 
 // Filling the image of new data with the bytes of a file.  `image` has exactly the size of the data.
 enum class FillOutcome {
@@ -39,16 +35,12 @@ FillOutcome FillFromMidiFile(std::span<const std::uint8_t> file, std::span<std::
 // The bytes behind the header of the image; a shorter file fills what it can.
 FillOutcome FillHeaderless(std::span<const std::uint8_t> file, std::span<std::uint8_t> image, std::uint32_t headerSize);
 
-// Drivers whose data this file can fill, in studio order.  For kind 3 there are none: such a file fits everywhere.
-std::vector<ZKDrvList*> DriversThatFit(const ZKStudioDoc& studio, NewDataKind kind, std::span<const std::uint8_t> file);
-
 // What came of it.
 struct NewData {
   enum class State {
     Made,       // `dataFile` is the new data, `driver` its driver
     Cancelled,  // the user cancelled; everything has been said
     Failed,     // the user has been told why
-    NoDriver,   // no driver fits: the caller shows the file as raw SysEx
   };
   State state = State::Cancelled;
   DataFilePtr dataFile;
@@ -58,14 +50,9 @@ struct NewData {
   bool autoDefine = false;  // bank data that defines patches and banks automatically, and the user wants that
 };
 
-// Chooses among several drivers: receives "instrument, data type" lines and answers with a position, -1 to cancel.
-using DriverChooser = std::function<int(const std::vector<std::string>& choices)>;
-
-// With a driver node, its new data is filled from the file.  Without one (`driver` null) the drivers that fit are
-// looked for; `choose` is asked when there are several (without it the user gets one question per driver).  An empty
-// path asks for the file.  `settings` may be null.
+// New data of the driver is filled from the file.  An empty path asks for the file.  `settings` may be null.
 NewData DrvAddNewDataFile(const ZKStudioDoc& studio, Prompts& prompts, const Settings* settings, NewDataKind kind,
-                          ZKDrvList* driver, const std::string& path = {}, const DriverChooser& choose = {});
+                          ZKDrvList* driver, const std::string& path = {});
 
 // Labels of banks for data that defines patches and banks automatically: keys "MSB%d:LSB%d" or "%d" of the module file
 // in the data type's own folder.  `msb` below 0: only the number counts.  Empty when the module names none.

@@ -12,34 +12,75 @@
 
 namespace tonalith {
 
+class ZKDrvList;
 class ZKStudioDoc;
 
 // Finds the pieces of instrument data in bytes: a raw SysEx stream, a data file of ours or a Standard MIDI File.
 // What a data type looks like comes from its module; see studio/recognize_rules.h.
 
-// One piece of data.
-struct RecognizedPiece {
-  std::size_t offset = 0;  // in the file
-  std::size_t length = 0;  // bytes from its first to its last message (SysEx bytes in a Standard MIDI File)
+// What is known of a file as a whole.
+struct FileFindings {
+  std::size_t messages = 0;         // SysEx messages in the file
+  std::size_t unknownMessages = 0;  // of them, in no piece
+  std::size_t unterminated = 0;     // messages without their F7
+  std::size_t headless = 0;         // F7s without a message
+  std::size_t outsideBytes = 0;     // bytes of a raw stream that belong to no message
+  std::size_t realTimeBytes = 0;    // of messages, left out
+  std::size_t skippedBytes = 0;     // behind the last message that is looked at (kMostFileMessages)
+  // Of the unknown ones: messages that an instrument knows and that are no data, "144 parameter changes of ...", and
+  // data of a wrong length, "1 Voice of the ... with 160 in place of 163 bytes".
+  std::vector<std::string> others;
+};
+
+// Whose data a piece is.
+struct FoundType {
   std::string instrument;  // UTF-8
   std::string dataType;    // UTF-8
+  std::uint16_t driverId = kNoDriver;
+  bool hasNames = false;              // its patches have names
+  const ZKDrvList* driver = nullptr;  // null: a data file of a type that the studio does not have
+};
+
+// A piece of data where it stands in the file; nothing of it is copied.
+struct FoundPiece {
+  std::uint32_t offset = 0;  // in the file
+  std::uint32_t length = 0;  // bytes from its first to its last message (SysEx bytes in a Standard MIDI File)
+  const FoundType* type = nullptr;
+  ChecksumVerdict checksum = ChecksumVerdict::kNone;
+  std::uint32_t badMessages = 0;
+  std::uint32_t place = 0;  // of what it is made from, in its FoundFile
+};
+
+// What Recognizer::Find found; the bytes and the recognizer must outlive it.
+class FoundFile : public FileFindings {
+ public:
+  FoundFile();
+  ~FoundFile();
+  FoundFile(FoundFile&&) noexcept;
+  FoundFile& operator=(FoundFile&&) noexcept;
+
+  std::vector<FoundPiece> pieces;  // by offset
+
+ private:
+  friend class Recognizer;
+  struct Contents;
+  std::unique_ptr<Contents> contents_;
+};
+
+// A piece with its data.
+struct RecognizedPiece {
+  std::size_t offset = 0;
+  std::size_t length = 0;
+  std::string instrument;
+  std::string dataType;
   std::uint16_t driverId = kNoDriver;
   ChecksumVerdict checksum = ChecksumVerdict::kNone;
   DataFilePtr data;  // body, channel, patch number and (banks) emptyMap filled in
   std::uint32_t badMessages = 0;
 };
 
-struct Recognition {
+struct Recognition : FileFindings {
   std::vector<RecognizedPiece> pieces;  // by offset
-  std::size_t messages = 0;             // SysEx messages in the file
-  std::size_t unknownMessages = 0;      // of them, in no piece
-  std::size_t unterminated = 0;         // messages without their F7
-  std::size_t headless = 0;             // F7s without a message
-  std::size_t outsideBytes = 0;         // bytes of a raw stream that belong to no message
-  std::size_t realTimeBytes = 0;        // of messages, left out
-  // Of the unknown ones: messages that an instrument knows and that are no data, "144 parameter changes of ...", and
-  // data of a wrong length, "1 Voice of the ... with 160 in place of 163 bytes".
-  std::vector<std::string> others;
 };
 
 // A line of a patch list.
@@ -57,8 +98,21 @@ class Recognizer {
   Recognizer(const Recognizer&) = delete;
   Recognizer& operator=(const Recognizer&) = delete;
 
-  // Fails with a sentence when the bytes are neither SysEx nor a file we know or hold nothing that is recognised.
+  // Finds the pieces without making their data: for files with many.  Fails with a sentence when the bytes are neither
+  // SysEx nor a file we know or hold nothing that is recognised.
+  Result Find(std::span<const std::uint8_t> file, FoundFile* out) const;
+  // The data of one piece.  Data that a data file holds is handed out once.  Null when memory is short.
+  DataFilePtr Make(FoundFile& found, const FoundPiece& piece) const;
+  // The same into `*data`, which is null or what the last call gave, unchanged: pieces of one type that follow each
+  // other share its memory.  False (and null) when memory is short.
+  bool Remake(FoundFile& found, const FoundPiece& piece, DataFilePtr* data) const;
+  // New data of a type.  Null when memory is short.
+  DataFilePtr MakeNew(const ZKDrvList& driver) const;
+  // Puts message heads, ends and checksums into an image whose data was changed.
+  void Seal(DataFile* data) const;
+  // Finds all pieces and makes their data; fails as Find does.
   Result Recognize(std::span<const std::uint8_t> file, Recognition* out) const;
+
   // The checksums inside the body of one piece of data.
   ChecksumVerdict Verify(const DataFile& data) const;
   // The patches of a piece of data that hold something (a single patch: one line with slot 0).

@@ -37,7 +37,8 @@ bool ContextAgrees(const RecognizeRule& rule, const FileMessage& message) {
 bool HasContext(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t first, int* there) {
   if (!rule.hasContext) return true;
   const std::uint32_t stop = first > kMaxContextDistance ? first - kMaxContextDistance : 0;
-  for (std::uint32_t i = first; i-- > stop;)
+  for (std::uint32_t i = messages[first].contextBefore; i != FileMessage::kNoMessage && i >= stop;
+       i = messages[i].contextBefore)
     if (IsContext(rule, messages[i])) {
       if (!ContextAgrees(rule, messages[i])) return false;
       *there = static_cast<int>(i);
@@ -140,6 +141,8 @@ class AddressMatch {
   }
 
   bool Run(const std::vector<FileMessage>& messages, std::uint32_t first, std::int64_t* budget, PieceMatch* out);
+  // Makes the body of a match again.
+  void Rebuild(const std::vector<FileMessage>& messages, PieceMatch* match);
 
  private:
   enum class Placing { Elsewhere, Placed, Again };
@@ -160,6 +163,8 @@ class AddressMatch {
   std::size_t SlotBase(std::uint32_t slot) const {
     return voices_ ? synth_.headerSize + std::size_t{synth_.voiceSize} * slot : 0;
   }
+  bool Begin(const FileMessage& first);
+  bool Finish(const std::vector<FileMessage>& messages, PieceMatch* match);
   Placing Place(const FileMessage& m);
   std::size_t StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write, bool* overlap);
   void CopyWhole(const FileMessage& m);
@@ -270,17 +275,22 @@ void AddressMatch::CopyWhole(const FileMessage& m) {
   }
 }
 
-bool AddressMatch::Run(const std::vector<FileMessage>& messages, std::uint32_t first, std::int64_t* budget,
-                       PieceMatch* out) {
-  if (!Fits(messages[first])) return false;
-  const std::int64_t firstSlot = SlotOfAddress(AddressOf(messages[first]));
+// False when the message carries nothing of the area.
+bool AddressMatch::Begin(const FileMessage& first) {
+  const std::int64_t firstSlot = SlotOfAddress(AddressOf(first));
   if (firstSlot < 0) return false;
   if (area_.slots && !voices_) onlySlot_ = firstSlot;
-  *budget -= synth_.fileSize / 512;
-  if (*budget < 0) return false;
   body_.assign(synth_.fileSize, 0);
   have_.assign(synth_.fileSize, false);
   touched_.assign(area_.slots ? area_.slots : 1, false);
+  return true;
+}
+
+bool AddressMatch::Run(const std::vector<FileMessage>& messages, std::uint32_t first, std::int64_t* budget,
+                       PieceMatch* out) {
+  if (!Fits(messages[first]) || SlotOfAddress(AddressOf(messages[first])) < 0) return false;
+  *budget -= synth_.fileSize / 512;
+  if (*budget < 0 || !Begin(messages[first])) return false;
   out->channel = DeviceOf(rule_.address, synth_, messages[first]);
   std::uint32_t interruption = 0;
   for (std::uint32_t i = first; i < messages.size() && interruption <= kMaxInterruption; ++i) {
@@ -301,24 +311,37 @@ bool AddressMatch::Run(const std::vector<FileMessage>& messages, std::uint32_t f
         messages[i].bytes[messages[i].bytes.size() - 2])
       ++out->badMessages;
     interruption = 0;
-    if (!voices_ && slots_.size() == 1 && Complete(voices_ ? slots_[0] : 0)) break;
+    if (!voices_ && slots_.size() == 1 && Complete(0)) break;
   }
+  return Finish(messages, out);
+}
+
+// Frames what is complete.  False when that is too little.
+bool AddressMatch::Finish(const std::vector<FileMessage>& messages, PieceMatch* match) {
   std::vector<std::uint32_t> whole;
   for (const std::uint32_t slot : slots_)
     if (Complete(voices_ ? slot : 0)) whole.push_back(slot);
   // A voice of which a message is missing is left out: the bank is not good then.
-  if (voices_) out->badMessages += static_cast<std::uint32_t>(slots_.size() - whole.size());
+  if (voices_) match->badMessages += static_cast<std::uint32_t>(slots_.size() - whole.size());
   const std::size_t needed = !voices_ ? 1 : rule_.complete ? area_.slots : 2;
   if (whole.size() < needed) return false;
-  const std::span<const std::uint8_t> header = messages[first].bytes.first(rule_.address.size());
+  const auto header = messages[match->messages.front()].bytes.first(rule_.address.size());
   for (const std::uint32_t slot : whole) Frame(slot, header);
-  for (const std::uint32_t i : out->messages) CopyWhole(messages[i]);
+  for (const std::uint32_t i : match->messages) CopyWhole(messages[i]);
   if (voices_)
-    out->slots = whole;
+    match->slots = std::move(whole);
   else if (area_.slots)
-    out->patchNumber = static_cast<int>(onlySlot_);
-  out->body = std::move(body_);
+    match->patchNumber = static_cast<int>(onlySlot_);
+  match->body = std::move(body_);
   return true;
+}
+
+void AddressMatch::Rebuild(const std::vector<FileMessage>& messages, PieceMatch* match) {
+  if (!Begin(messages[match->messages.front()])) return;
+  for (const std::uint32_t i : match->messages) Place(messages[i]);
+  const std::uint32_t bad = match->badMessages;
+  Finish(messages, match);
+  match->badMessages = bad;
 }
 
 }  // namespace
@@ -328,9 +351,12 @@ bool MatchRule(const RecognizeRule& rule, const Synth& synth, const std::vector<
   if (rule.byAddress()) {
     if (!rule.address.Matches(messages[first].bytes)) return false;
     bool found = false;
-    for (const AreaRule& area : rule.areas) {
+    for (std::size_t area = 0; area < rule.areas.size(); ++area) {
       PieceMatch match;
-      if (!AddressMatch(rule, synth, area).Run(messages, first, budget, &match) || match.bytes <= out->bytes) continue;
+      if (!AddressMatch(rule, synth, rule.areas[area]).Run(messages, first, budget, &match) ||
+          match.bytes <= out->bytes)
+        continue;
+      match.area = static_cast<std::uint32_t>(area);
       *out = std::move(match);
       found = true;
     }
@@ -342,9 +368,30 @@ bool MatchRule(const RecognizeRule& rule, const Synth& synth, const std::vector<
                        : MatchMessages(rule, synth, messages, first, out);
 }
 
+bool IsWholeMessage(const RecognizeRule& rule, const Synth& synth) {
+  if (rule.byAddress() || rule.hasSlots || rule.messages.size() != 1) return false;
+  const MessageRule& message = rule.messages.front();
+  if (message.length == 0) return true;
+  return message.at == 0 && message.skip == 0 && message.take == message.length && message.length == synth.fileSize;
+}
+
+void LinkContexts(const std::vector<BytePattern>& families, std::vector<FileMessage>* messages) {
+  if (families.empty()) return;
+  std::uint32_t before = FileMessage::kNoMessage;
+  for (std::size_t i = 0; i < messages->size(); ++i) {
+    FileMessage& message = (*messages)[i];
+    message.contextBefore = before;
+    for (const BytePattern& family : families)
+      if (family.Matches(message.bytes)) before = static_cast<std::uint32_t>(i);
+  }
+}
+
 void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
                     std::span<const std::uint8_t> initial, PieceMatch* match) {
-  if (rule.byAddress()) return;
+  if (rule.byAddress()) {
+    if (match->body.empty()) AddressMatch(rule, synth, rule.areas[match->area]).Rebuild(messages, match);
+    return;
+  }
   const bool variable = rule.messages.size() == 1 && rule.messages.front().length == 0;
   match->body.assign(initial.begin(), initial.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(
                                                             initial.size(), variable ? 0 : synth.fileSize)));

@@ -311,16 +311,17 @@ std::span<std::uint8_t> SlotOf(const Synth& synth, std::span<std::uint8_t> image
   return image.subspan(static_cast<std::size_t>(begin), synth.voiceSize);
 }
 
-void PutClamped(std::span<std::uint8_t> image, std::size_t at, std::uint8_t value) {
-  if (at < image.size()) image[at] = value;
+// The bits of the mask.
+void PutClamped(std::span<std::uint8_t> image, std::size_t at, std::uint8_t value, std::uint8_t mask = 0xFF) {
+  if (at < image.size()) image[at] = static_cast<std::uint8_t>((image[at] & ~mask) | (value & mask));
 }
 
 void FillMessage(const MessageRule& message, std::span<std::uint8_t> slot, const RecognizeRule& rule, std::uint32_t k) {
-  for (std::size_t i = message.skip; i < message.pattern.size() && i - message.skip < message.take; ++i) {
-    std::uint8_t value = message.pattern.value[i];
-    if (rule.slotInMessage() && i == rule.slotByte) value = static_cast<std::uint8_t>(rule.slotFirst + k);
-    PutClamped(slot, message.at + i - message.skip, value);
-  }
+  for (std::size_t i = message.skip; i < message.pattern.size() && i - message.skip < message.take; ++i)
+    PutClamped(slot, message.at + i - message.skip, message.pattern.value[i], message.pattern.mask[i]);
+  if (rule.slotInMessage() && rule.slotByte >= message.skip && rule.slotByte - message.skip < message.take)
+    PutClamped(slot, std::size_t{message.at} + rule.slotByte - message.skip,
+               static_cast<std::uint8_t>(rule.slotFirst + k));
   if (message.length && message.skip + message.take == message.length && message.take)
     PutClamped(slot, std::size_t{message.at} + message.take - 1, 0xF7);
 }

@@ -100,6 +100,7 @@ struct RecognizeRule {
   int patchBankByte = -1, patchFirstBank = 0;
   int numberAs = -1;
   std::vector<VerifyRule> verify;
+  bool byAnswer = false;  // no rule of the module: FormsOfAnswer
 
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.
@@ -134,8 +135,8 @@ bool ParseBytePattern(std::string_view text, BytePattern* out, std::string* erro
 Result ParseRecognizeRule(const std::vector<std::pair<std::string, std::string>>& entries, const Synth& synth,
                           RecognizeRule* out);
 
-// Writes the bytes of the messages that are the same for all data (wildcards as 0) into an image: message starts, slot
-// numbers, addresses, F7s.  Makes an empty image one that the instrument would take.
+// Writes what the messages of all data have alike into an image (open bits stay): message starts, slot numbers,
+// addresses, F7s.  Makes an empty image one that the instrument would take.
 void FillFrame(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image);
 // Stores every checksum of the rule (or the descriptor's own) into an image.
 void StoreChecksums(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image);

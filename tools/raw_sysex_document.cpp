@@ -1,6 +1,6 @@
 #include "tools/raw_sysex_document.h"
 
-#include <algorithm>
+#include <map>
 
 #include "data/container.h"
 #include "data/sysex_split.h"
@@ -10,14 +10,17 @@
 namespace tonalith {
 
 std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std::uint8_t> bytes) {
-  Recognition recognition;
+  const Recognizer recognizer(studio);
+  FoundFile found;
   std::vector<SysExName> names;
-  if (!Recognizer(studio).Recognize(bytes, &recognition).ok()) return names;
-  for (const auto& piece : recognition.pieces) {
-    names.push_back({piece.offset, piece.length, piece.instrument + " " + piece.dataType,
-                     piece.checksum == ChecksumVerdict::kBad});
+  recognizer.Find(bytes, &found);
+  std::map<const FoundType*, std::shared_ptr<const std::string>> texts;
+  for (const FoundPiece& piece : found.pieces) {
+    auto& text = texts[piece.type];
+    if (!text)
+      text = std::make_shared<const std::string>(piece.type->instrument + " " + piece.type->dataType);
+    names.push_back({piece.offset, piece.length, text, piece.checksum == ChecksumVerdict::kBad});
   }
-  std::sort(names.begin(), names.end(), [](const SysExName& a, const SysExName& b) { return a.offset < b.offset; });
   return names;
 }
 
@@ -28,14 +31,28 @@ Result RawSysExDocument::WriteBytes(const std::string&, std::vector<std::uint8_t
 
 Result RawSysExDocument::ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
   if (bytes.empty()) return Result::Failure(path + "\n\nThe file is empty.", kDiskReadError);
-  bytes_.assign(bytes.begin(), bytes.end());
-  messages_.clear();
-  other_ = bytes_.size();
-  for (const SysExPiece& piece : SplitSysEx(bytes_, true)) {
-    messages_.push_back({piece.offset, piece.bytes.size(), piece.isTerminated});
-    other_ -= piece.bytes.size();
-  }
+  TakeBytes({bytes.begin(), bytes.end()});
   return Result::Success();
+}
+
+void RawSysExDocument::TakeBytes(std::vector<std::uint8_t> bytes) {
+  bytes_ = std::move(bytes);
+  messages_.clear();
+  other_ = 0;
+  unlisted_ = 0;
+  std::size_t end = 0;
+  SysExSplitter splitter(bytes_);
+  for (SysExPiece piece; splitter.Next(&piece);) {
+    if (messages_.size() == kMostMessages) {
+      unlisted_ = bytes_.size() - end;
+      return;
+    }
+    other_ += piece.offset - end;
+    end = piece.offset + piece.bytes.size();
+    messages_.push_back(
+        {static_cast<std::uint32_t>(piece.offset), static_cast<std::uint32_t>(piece.bytes.size()), piece.isTerminated});
+  }
+  other_ += bytes_.size() - end;
 }
 
 }  // namespace tonalith

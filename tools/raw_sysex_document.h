@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,8 +16,8 @@ class ZKStudioDoc;
 struct SysExName {
   std::size_t offset = 0;
   std::size_t length = 0;
-  std::string text;      // instrument and data type, UTF-8
-  bool damaged = false;  // its checksum is wrong
+  std::shared_ptr<const std::string> text;  // instrument and data type, UTF-8; one for all pieces of a type
+  bool damaged = false;                     // its checksum is wrong
 };
 // The pieces that instruments of the studio know, by offset.
 std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std::uint8_t> bytes);
@@ -24,9 +25,11 @@ std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std:
 // The messages of a file that no data type claims.  They are looked at, sent and saved, never changed.
 class RawSysExDocument final : public Document {
  public:
+  // No more messages are listed.
+  static constexpr std::size_t kMostMessages = std::size_t{1} << 21;
   struct Message {
-    std::size_t offset = 0;
-    std::size_t length = 0;
+    std::uint32_t offset = 0;
+    std::uint32_t length = 0;
     bool complete = true;  // ends with F7
   };
 
@@ -40,7 +43,10 @@ class RawSysExDocument final : public Document {
   std::span<const std::uint8_t> BytesOf(const Message& message) const {
     return bytes().subspan(message.offset, message.length);
   }
-  std::size_t otherBytes() const { return other_; }  // outside of every message
+  std::size_t otherBytes() const { return other_; }        // outside of every message
+  std::size_t unlistedBytes() const { return unlisted_; }  // behind the last message that is listed
+  // Content that is no file's as a whole.
+  void TakeBytes(std::vector<std::uint8_t> bytes);
 
  protected:
   Result WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) override;
@@ -50,6 +56,7 @@ class RawSysExDocument final : public Document {
   std::vector<std::uint8_t> bytes_;
   std::vector<Message> messages_;
   std::size_t other_ = 0;
+  std::size_t unlisted_ = 0;
 };
 
 }  // namespace tonalith

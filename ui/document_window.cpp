@@ -34,7 +34,10 @@ DocumentWindow::~DocumentWindow() {
 }
 
 QString DocumentWindow::TitleText() const {
-  const QString file = document_->path().empty() ? tr("not saved yet") : FromUtf8(document_->FileName());
+  const std::string& origin = document_->OriginName();
+  const QString file = !document_->path().empty() ? FromUtf8(document_->FileName())
+                       : !origin.empty()          ? FromUtf8(origin)
+                                                  : tr("not saved yet");
   return QStringLiteral("%1: %2[*]").arg(FromUtf8(document_->Title()), file);
 }
 
@@ -104,7 +107,9 @@ void DocumentWindow::StepHistory(bool back) {
 // ---- saving ---------------------------------------------------------------------------------------------------------
 
 std::string DocumentWindow::NewFileName() const {
-  return FixInvalidFilenameCharacters(document_->Title()) + "." + document_->Extension();
+  const std::string& origin = document_->OriginName();
+  return FixInvalidFilenameCharacters(origin.empty() ? document_->Title() : WithoutExtension(origin)) + "." +
+         document_->Extension();
 }
 
 std::string DocumentWindow::AskPath() {

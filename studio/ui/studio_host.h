@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/prompts.h"
+#include "studio/new_data.h"
 #include "studio/studio_document.h"
 
 class QWidget;
@@ -20,6 +21,8 @@ class StudioWindowHost {
   virtual ~StudioWindowHost() = default;
   // Opens a window on new data of this driver; with `get` its receive is started at once.
   virtual void OpenDriver(ZKDrvList* driver, bool get) = 0;
+  // Opens a window on new data of this driver that is filled from a file; asks for the file.
+  virtual void OpenDriverFromFile(ZKDrvList* driver, NewDataKind kind) = 0;
   // An instrument came, went or got other ports or channels: saves the studio, brings open data up to date.
   virtual void StudioEdited() = 0;
   virtual StudioPorts* ports() = 0;

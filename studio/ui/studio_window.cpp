@@ -350,9 +350,21 @@ void TZKDrvLst::BuildMenu(QMenu* menu) {
     menu->addAction(tr("&New"), this, [this, node] {
       if (studio_.GetInstrumentDrvList(node)) host_.OpenDriver(node, false);
     });
+    AddFromFile(menu, node);
     menu->addSeparator();
   }
   AddSettings(menu, node->instrument ? node->instrument : node);
+}
+
+void TZKDrvLst::AddFromFile(QMenu* menu, ZKDrvList* driver) {
+  const std::pair<QString, NewDataKind> rows[] = {{tr("Fr&om SysEx File..."), NewDataKind::SysEx},
+                                                  {tr("From &MIDI File..."), NewDataKind::MidiFile},
+                                                  {tr("From &Headerless File..."), NewDataKind::Headerless}};
+  QMenu* files = menu->addMenu(tr("New &from File"));
+  for (const auto& [text, kind] : rows)
+    files->addAction(text, this, [this, driver, kind = kind] {
+      if (studio_.GetInstrumentDrvList(driver)) host_.OpenDriverFromFile(driver, kind);
+    });
 }
 
 // Menus stay open while the studio may change: nodes are looked up again before they are used.

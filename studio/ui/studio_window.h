@@ -94,6 +94,7 @@ class TZKDrvLst final : public ZKWindow {
   void AddInstallMenu(QAction* tool);
   void AddReportMenu(QAction* tool);
   void BuildMenu(QMenu* menu);
+  void AddFromFile(QMenu* menu, ZKDrvList* driver);
   void AddSettings(QMenu* menu, ZKDrvList* instrument);
   void AddPorts(QMenu* menu, ZKDrvList* instrument, bool input);
   void AddChannels(QMenu* menu, ZKDrvList* instrument, bool device);

@@ -144,25 +144,4 @@ TEST_F(NewDataTest, SendingAtOnceIsAgreedOn) {
   EXPECT_EQ(made.dataFile->xtra->hasNoSysEx, 0);
 }
 
-TEST_F(NewDataTest, DriversAreFoundByTheSize) {
-  studio_.AddDrivers("Synth.ini");
-  EXPECT_EQ(NewDataKindOf("/a/B.SYX"), NewDataKind::SysEx);
-  EXPECT_EQ(NewDataKindOf("x.mid"), NewDataKind::MidiFile);
-  EXPECT_FALSE(NewDataKindOf("x.dat"));
-  const std::string path = File("two.syx", Join({Dump(1), {0xF7}}));
-  std::vector<std::string> offered;
-  const NewData second =
-      DrvAddNewDataFile(studio_, quiet_, nullptr, NewDataKind::SysEx, nullptr, path, [&](const auto& choices) {
-        offered = choices;
-        return 1;
-      });
-  EXPECT_EQ(offered, (std::vector<std::string>{"Synth Patch", "Synth 1 Patch"}));
-  ASSERT_EQ(second.state, NewData::State::Made);
-  EXPECT_EQ(second.driver, studio_.GetInstrument(1)->drivers[1].get());
-  ScriptedPrompts asks({"no", "yes"}), cancels({"cancel"});
-  EXPECT_EQ(Make(asks, NewDataKind::SysEx, nullptr, path).driver, second.driver);
-  EXPECT_EQ(Make(cancels, NewDataKind::SysEx, nullptr, path).state, NewData::State::Cancelled);
-  EXPECT_EQ(Make(cancels, NewDataKind::SysEx, nullptr, File("no.syx", Image(5, 0xF0))).state, NewData::State::NoDriver);
-}
-
 }  // namespace tonalith

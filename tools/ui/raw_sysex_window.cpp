@@ -38,8 +38,13 @@ QString HexText(std::span<const std::uint8_t> bytes) {
 
 // ---- messages -------------------------------------------------------------------------------------------------------
 
-RawSysExModel::RawSysExModel(const RawSysExDocument& document, std::vector<SysExName> names, QObject* parent)
-    : QAbstractTableModel(parent), document_(document), names_(std::move(names)) {}
+RawSysExModel::RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent)
+    : QAbstractTableModel(parent), document_(document), names_(NameSysEx(studio, document.bytes())), words_(&studio) {}
+
+void RawSysExModel::StudioChanged() {
+  words_.StudioChanged();
+  if (rowCount() > 0) emit dataChanged(index(0, kHolds), index(rowCount() - 1, kHolds));
+}
 
 int RawSysExModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(document_.messages().size());
@@ -49,14 +54,26 @@ int RawSysExModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : kColumns;
 }
 
-QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
+const SysExName* RawSysExModel::PieceOf(const RawSysExDocument::Message& message) const {
   auto after = std::upper_bound(names_.begin(), names_.end(), message.offset,
                                 [](std::size_t at, const SysExName& name) { return at < name.offset; });
-  if (after != names_.begin()) {
-    const SysExName& name = *std::prev(after);
-    if (message.offset < name.offset + name.length)
-      return name.damaged ? tr("%1, wrong checksum").arg(FromUtf8(name.text)) : FromUtf8(name.text);
+  if (after == names_.begin()) return nullptr;
+  const SysExName& name = *std::prev(after);
+  return message.offset < name.offset + name.length ? &name : nullptr;
+}
+
+const SysExName* RawSysExModel::PieceAt(int row) const {
+  return PieceOf(RowAt(row));
+}
+
+QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
+  if (const SysExName* name = PieceOf(message)) {
+    // With the name of a single patch, to tell them apart; of a part of a large dump that is not known.
+    const std::string words = words_.Words(document_.bytes().subspan(name->offset, name->length));
+    if (!words.empty()) return FromUtf8(words);
+    return name->damaged ? tr("%1, wrong checksum").arg(FromUtf8(*name->text)) : FromUtf8(*name->text);
   }
+  if (const std::string words = UniversalSysExWords(document_.BytesOf(message)); !words.empty()) return FromUtf8(words);
   const auto bytes = document_.BytesOf(message);
   return bytes.size() < 2 ? QString() : FromUtf8(MakerName(bytes.subspan(1)));
 }
@@ -93,13 +110,14 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
                                RawSysExServices services, QWidget* parent)
     : DocumentWindow(std::move(document), context, parent),
       services_(std::move(services)),
-      model_(new RawSysExModel(bytes(), NameSysEx(services_.studio, bytes().bytes()), this)),
+      model_(new RawSysExModel(bytes(), services_.studio, this)),
       list_(new QTableView(this)),
       port_(new QComboBox(this)) {
   auto* column = new QVBoxLayout(this);
   const int count = model_->rowCount();
   const std::size_t size = bytes().bytes().size();
   QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
+  if (bytes().unlistedBytes() > 0) heading += tr("; the last %1 bytes are not listed").arg(bytes().unlistedBytes());
   if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
   column->addWidget(new QLabel(heading, this));
   BuildTools(column);
@@ -118,7 +136,7 @@ const RawSysExDocument& RawSysExWindow::bytes() const {
 }
 
 QString RawSysExWindow::TitleText() const {
-  return tr("Raw SysEx - %1").arg(FromUtf8(document().FileName()));
+  return tr("Raw SysEx - %1").arg(FromUtf8(NameOfFile()));
 }
 
 void RawSysExWindow::BuildTools(QBoxLayout* column) {
@@ -132,14 +150,19 @@ void RawSysExWindow::BuildTools(QBoxLayout* column) {
   auto* send = new QPushButton(tr("&Send"), this);
   send->setToolTip(tr("Send the selected messages, or all of them, as they are"));
   send->setEnabled(port_->count() > 0);
+  auto* open = new QPushButton(tr("&Open as Data"), this);
+  open->setToolTip(tr("Open the selected messages as data of their instrument"));
+  open->setEnabled(services_.openData != nullptr);
   auto* save = new QPushButton(tr("Save &As..."), this);
   save->setToolTip(tr("Write the selected messages, or all bytes, to a file"));
   row->addWidget(portLabel);
   row->addWidget(port_, 1);
   row->addWidget(send);
+  row->addWidget(open);
   row->addWidget(save);
   column->addLayout(row);
   connect(send, &QPushButton::clicked, this, &RawSysExWindow::Send);
+  connect(open, &QPushButton::clicked, this, [this] { OpenRows(list_->selectionModel()->selectedRows()); });
   connect(save, &QPushButton::clicked, this, &RawSysExWindow::SaveSelection);
 }
 
@@ -157,6 +180,7 @@ void RawSysExWindow::BuildList(QBoxLayout* column) {
   list_->setColumnWidth(RawSysExModel::kHolds, width * 28);
   column->addWidget(list_, 1);
   setFocusProxy(list_);
+  connect(list_, &QTableView::activated, this, [this](const QModelIndex& index) { OpenRows({index}); });
   connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { emit StateChanged(); });
 }
 
@@ -198,16 +222,40 @@ std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
   return selected;
 }
 
+// Pieces are opened whole, whatever part of them is selected.
+void RawSysExWindow::OpenRows(const QModelIndexList& rows) {
+  std::vector<std::size_t> opened;
+  std::vector<std::uint8_t> part;
+  QModelIndexList inOrder = rows;
+  std::sort(inOrder.begin(), inOrder.end());
+  for (const QModelIndex& index : inOrder) {
+    const SysExName* piece = model_->PieceAt(index.row());
+    if (!piece || (!opened.empty() && opened.back() == piece->offset)) continue;
+    opened.push_back(piece->offset);
+    const auto span = bytes().bytes().subspan(piece->offset, piece->length);
+    part.insert(part.end(), span.begin(), span.end());
+  }
+  if (part.empty())
+    Say(rows.isEmpty() ? tr("No message is selected.") : tr("No instrument of the studio knows these messages."));
+  else if (services_.openData)
+    services_.openData(part, NameOfFile());
+}
+
+// Of what it was taken out of when it is no file of its own.
+std::string RawSysExWindow::NameOfFile() const {
+  return document().path().empty() ? document().OriginName() : document().FileName();
+}
+
 void RawSysExWindow::Send() {
   services_.settings.MainMidiXPort(port_->currentIndex());
-  services_.files.SendMidiX(SelectedBytes(), port_->currentIndex() + 1, document().FileName());
+  services_.files.SendMidiX(SelectedBytes(), port_->currentIndex() + 1, NameOfFile());
 }
 
 void RawSysExWindow::SaveSelection() {
   FilePrompt prompt;
   prompt.title = SaveTitle();
-  prompt.folder = FolderOf(document().path());
-  prompt.name = document().FileName();
+  prompt.folder = document().path().empty() ? context().DataFolder() : FolderOf(document().path());
+  prompt.name = document().path().empty() ? WithoutExtension(NameOfFile()) + ".SYX" : NameOfFile();
   prompt.patterns = FilePatterns("ZK MidiX File (*.SYX)|*.SYX|All Files (*.*)|*.*|");
   prompt.save = true;
   const std::string path = context().prompts().File(prompt);

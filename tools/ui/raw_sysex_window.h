@@ -1,10 +1,15 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QModelIndexList>
+#include <functional>
 #include <memory>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "tools/raw_sysex_document.h"
+#include "tools/sysex_words.h"
 #include "ui/document_window.h"
 
 class QBoxLayout;
@@ -22,6 +27,8 @@ struct RawSysExServices {
   Settings& settings;         // the port chosen last
   TransferFiles& files;       // sends
   std::vector<std::string> outPorts;
+  // Opens what a part of the bytes holds as data; `name` is that of the file.
+  std::function<void(std::span<const std::uint8_t> bytes, const std::string& name)> openData;
 };
 
 // The messages of raw SysEx bytes, a row each.
@@ -31,22 +38,29 @@ class RawSysExModel final : public QAbstractTableModel {
  public:
   enum Column { kNumber = 0, kOffset, kLength, kHolds, kBytes, kColumns };
 
-  // The document must outlive the model.
-  RawSysExModel(const RawSysExDocument& document, std::vector<SysExName> names, QObject* parent);
+  // Both must outlive the model.
+  RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent);
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+  // What is known of the studio is read again at the next row.
+  void StudioChanged();
+  // The piece of data that a message belongs to; null: nobody knows the message.
+  const SysExName* PieceAt(int row) const;
   const RawSysExDocument::Message& RowAt(int row) const { return document_.messages()[static_cast<std::size_t>(row)]; }
 
  private:
+  const SysExName* PieceOf(const RawSysExDocument::Message& message) const;
   QString NameOf(const RawSysExDocument::Message& message) const;
 
   const RawSysExDocument& document_;
   std::vector<SysExName> names_;  // by offset
+  mutable SysExWords words_;      // of the rows that are shown
 };
 
-// Raw SysEx: its messages can be looked at, sent and saved again.
+// Raw SysEx: its messages can be looked at, sent, saved again and, when an instrument of the studio knows them, opened
+// as data.
 class RawSysExWindow final : public DocumentWindow {
   Q_OBJECT
 
@@ -61,6 +75,7 @@ class RawSysExWindow final : public DocumentWindow {
 
   RawSysExModel* model() { return model_; }
   QTableView* list() { return list_; }
+  void StudioChanged() override { model_->StudioChanged(); }
 
  protected:
   std::string WindowName() const override { return "Raw SysEx"; }
@@ -71,7 +86,9 @@ class RawSysExWindow final : public DocumentWindow {
   void BuildTools(QBoxLayout* column);
   void BuildList(QBoxLayout* column);
   void Send();
+  void OpenRows(const QModelIndexList& rows);
   void SaveSelection();
+  std::string NameOfFile() const;
   std::vector<std::uint8_t> SelectedBytes() const;
 
   RawSysExServices services_;
