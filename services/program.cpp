@@ -160,7 +160,8 @@ std::unique_ptr<ProgramMidi> Program::MakeMidi(Clock& clock, Dispatcher& dispatc
 }
 
 ProgramShared Program::Shared() {
-  return {parts_->settings, parts_->paths, parts_->scriptChanges, parts_->scriptState, parts_->appVars, prompts_, parts_->disk};
+  return {parts_->settings, parts_->paths, parts_->scriptChanges, parts_->scriptState,
+          parts_->appVars,  prompts_,      parts_->disk};
 }
 
 // ---- what the rooms above plug in
