@@ -456,6 +456,11 @@ std::vector<LintWarning> Lint(std::string_view source) {
   std::stable_sort(warnings.begin(), warnings.end(), [](const LintWarning& a, const LintWarning& b) {
     return std::pair(a.line, a.character) < std::pair(b.line, b.character);
   });
+  // Of two sentences about one place the first is enough.
+  const auto samePlace = [](const LintWarning& a, const LintWarning& b) {
+    return a.line == b.line && a.character == b.character;
+  };
+  warnings.erase(std::unique(warnings.begin(), warnings.end(), samePlace), warnings.end());
   return warnings;
 }
 
