@@ -12,8 +12,10 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/program_midi.h"
+#include "services/script_settings.h"
 #include "services/settings.h"
 #include "ui/port_dialogs.h"
+#include "ui/qt_text.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -41,15 +43,34 @@ MidiCommands::MidiCommands(const FrameContext& frame, bool panicOff)
   frame_.menus.Register(CommandId::MidiPanic,
                         {[this] { OnMidiPanic(); }, [this] { return NoOutputSentence(frame_.program); }});
   RegisterTones();
+  RegisterScriptChanges();
   connect(&panic_, &MidiPanic::Ended, this, [this](bool complete) {
     frame_.Status(complete ? tr("Every note was switched off.") : tr("Switching off every note was cancelled."));
   });
 }
 
 MidiCommands::~MidiCommands() {
+  frame_.program.scriptChanges().SetListener({});
   disconnect(&panic_, nullptr, this, nullptr);
   panic_.Cancel();
   tones_.Stop();
+}
+
+void MidiCommands::RegisterScriptChanges() {
+  ScriptChanges& changes = frame_.program.scriptChanges();
+  frame_.menus.Register(
+      CommandId::MidiUndoSettingsChange,
+      {[this, &changes] {
+         frame_.Status(FromUtf8(changes.Undo()));
+         frame_.menus.Update();
+       },
+       [&changes] { return changes.CanUndo() ? QString() : tr("No script has changed a preference."); }});
+  changes.SetListener([this, token = receiver_.token()](const std::string& sentence) {
+    frame_.program.dispatcher().PostTo(token, [this, sentence] {
+      frame_.Status(FromUtf8(sentence));
+      frame_.menus.Update();
+    });
+  });
 }
 
 // ---- ports ----------------------------------------------------------------------------------------------------------

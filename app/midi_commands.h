@@ -5,6 +5,7 @@
 #include "app/audition_tones.h"
 #include "app/frame_context.h"
 #include "app/midi_panic.h"
+#include "platform/jobs.h"
 
 namespace tonalith {
 
@@ -28,6 +29,8 @@ class MidiCommands final : public QObject {
   void OnMidiInPorts();
   void OnMidiOutPorts();
   void OnMidiPanic();
+  // Scripts that change preferences: told in the status line, and put back by a command.
+  void RegisterScriptChanges();
   bool MayClosePorts();
   ToneTarget TonesGoTo() const;
   void RegisterTones();
@@ -36,6 +39,7 @@ class MidiCommands final : public QObject {
   MidiPanic panic_;
   AuditionTones tones_;
   bool panicOff_;
+  Receiver receiver_;
 };
 
 // Why nothing can be sent: no output port is open; empty when one is.

@@ -16,6 +16,7 @@
 #include "cli/commands_studio.h"
 #include "cli/commands_sysxmap.h"
 #include "cli/commands_transfer.h"
+#include "cli/run_request.h"
 #include "cli/session.h"
 #include "platform/short_memory.h"
 #include "platform/terminal_text.h"
@@ -163,13 +164,7 @@ const std::vector<CliCommand>& CliCommands() {
       {"list", CliGroup::Scripts, "bytecode to script text", [] { return std::string(kListHelp); }, ListDetails,
        Plain<RunList>},
       {"run", CliGroup::Scripts, "runs a script with replies you give", [] { return std::string(kRunHelp); },
-       [] {
-         return std::string(
-             "Prints OUT and IN for the messages, then RESULT, the registers W X Y Z and the variable V10.\n"
-             "Time is virtual: waiting costs nothing.  Channels are counted from 0.\n\n"
-             "  tonalith-cli run request.script --image 'F0 43 00 F7' --channel 2 --reply 'F0 43 01 F7'\n");
-       },
-       Plain<RunRun>},
+       RunDetails, RunRun},
       {"pack", CliGroup::Bytes, "reads and writes packed bytes of an image", [] { return std::string(kPackHelp); },
        [] {
          return std::string(

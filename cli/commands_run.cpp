@@ -1,46 +1,34 @@
 #include "cli/commands_run.h"
 
-#include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <cstdint>
-#include <deque>
-#include <iterator>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <sstream>
 
-#include "cli/commands_data.h"
-#include "cli/input_files.h"
-#include "data/synth_fields.h"
+#include "cli/run_request.h"
+#include "cli/session.h"
 #include "midi/backends/virtual_backend.h"
 #include "midi/midi_input.h"
 #include "midi/midi_output.h"
 #include "platform/clock.h"
 #include "platform/jobs.h"
 #include "platform/terminal_text.h"
-#include "script/compiler.h"
+#include "platform/text.h"
 #include "script/interpreter.h"
+#include "script/transfer_engine.h"
 #include "script/transfer_engine_services.h"
 #include "services/hosts.h"
 #include "services/main_window_messages.h"
+#include "services/program.h"
 #include "services/script_router.h"
+#include "services/script_settings.h"
 #include "simulator/conversation.h"
 
 namespace tonalith {
 
-const char* const kRunHelp =
-    "run FILE|- [--image HEX|@FILE] [--descriptor FIELD=VALUE]... [--channel C] [--midi-channel C] [--patch P] [--x "
-    "N]\n"
-    "    [--reply HEX]... [--conversation FILE] [--macro FILE]... [--show-image]\n"
-    "                                  run a script in virtual time and show the traffic and the registers\n";
-
 namespace {
 
-using RunBytes = std::vector<std::uint8_t>;
-constexpr std::size_t kDefaultImageBytes = 65536;
-constexpr std::size_t kMaxRunFile = 64u << 20;
 constexpr std::int64_t kReplyDelayUs = 1000;
 
 std::string HexLine(std::span<const std::uint8_t> bytes) {
@@ -54,20 +42,6 @@ std::string HexLine(std::span<const std::uint8_t> bytes) {
   }
   return text;
 }
-
-// What the command line asks for.
-struct RunRequest {
-  std::string script;
-  RunBytes code;
-  std::vector<RunBytes> macros;
-  std::optional<RunBytes> image;
-  Synth synth{};
-  bool fileSizeGiven = false;
-  std::int32_t x = 0;
-  std::deque<RunBytes> replies;
-  std::optional<Conversation> conversation;
-  bool showImage = false;
-};
 
 // The lines of the traffic; sending threads and the cable's thread write.
 class TrafficLog {
@@ -96,12 +70,13 @@ struct RunProgram {
 class RunServices final : public MidiScriptServices {
  public:
   RunServices(MidiOut& midiOut, MidiIn& midiIn, std::shared_ptr<VirtualEndpoint> endpoint, TrafficLog& log,
-              RunRequest& request, ScriptHost& host, TerminalText err)
+              RunRequest& request, ScriptHost& host, Settings& settings, TerminalText err)
       : MidiScriptServices(midiOut, midiIn),
         endpoint_(std::move(endpoint)),
         log_(log),
         request_(request),
         host_(host),
+        settings_(settings),
         err_(err) {}
 
   int SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) override {
@@ -141,11 +116,31 @@ class RunServices final : public MidiScriptServices {
     if (index < 0 || static_cast<std::size_t>(index) >= request_.macros.size()) return {};
     return request_.macros[static_cast<std::size_t>(index)];
   }
+  int Setting(ScriptSetting setting) override {
+    const auto id = SettingOf(setting);
+    return id ? settings_.Value(*id) : others_[setting];
+  }
+  void SetSetting(ScriptSetting setting, int value) override {
+    if (value < 0) return;
+    if (const auto id = SettingOf(setting)) {
+      settings_.Access(*id, value);
+    } else if (setting == ScriptSetting::MidiDelay || setting == ScriptSetting::DeleteStudioOnExit) {
+      others_[setting] = value;
+    }
+  }
+  void SettingChanged(ScriptSetting setting, int before, int after, const Synth& by) override {
+    if (const auto id = SettingOf(setting)) err_ << SettingChangeSentence(NameOf(by), *id, before, after) << "\n";
+  }
+  std::int64_t ScriptLimitMs() override { return request_.limitMs; }
   ScriptHost* Host() override { return &host_; }
   void DisplayMessage(const std::string& text, TransferContext&) override { err_ << PlainSentence(text) << "\n"; }
   void MonitorLine(const std::string& text) override { err_ << PlainSentence(text) << "\n"; }
 
  private:
+  static std::string NameOf(const Synth& synth) {
+    const std::string name = Latin1ToUtf8(FieldText(synth.shortName) + " " + FieldText(synth.typeName));
+    return name == " " ? "run" : std::string(TrimmedView(name));
+  }
   // Lets the message reach the far end, so that the order of the lines does not depend on threads.
   void AfterSending(TransferContext& context) {
     constexpr std::int64_t kLongestSendMs = 600'000;
@@ -164,166 +159,11 @@ class RunServices final : public MidiScriptServices {
   TrafficLog& log_;
   RunRequest& request_;
   ScriptHost& host_;
+  Settings& settings_;
+  std::map<ScriptSetting, int> others_;  // those that are kept nowhere
   TerminalText err_;
   std::optional<RunBytes> reply_;
 };
-
-bool ReadWholeInput(const std::string& file, std::istream& in, std::string* text, std::string* error) {
-  const Result read = ReadInput(file, in, text, kMaxRunFile);
-  if (!read.ok())
-    *error = read.code == kFileTooLarge ? "The file " + PlainLine(file) + " is too large for a script." : read.text;
-  return read.ok();
-}
-
-// Bytecode given as hex pairs: nothing but hex digits and blanks, FF at the end.
-std::optional<RunBytes> AsHexCode(const std::string& text) {
-  std::string digits;
-  for (const char c : text) {
-    if (std::isspace(static_cast<unsigned char>(c))) continue;
-    if (!std::isxdigit(static_cast<unsigned char>(c))) return std::nullopt;
-    digits += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  }
-  if (digits.size() < 2 || digits.size() % 2 != 0 || digits.compare(digits.size() - 2, 2, "FF") != 0)
-    return std::nullopt;
-  RunBytes code;
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    unsigned value = 0;
-    std::from_chars(digits.data() + i, digits.data() + i + 2, value, 16);
-    code.push_back(static_cast<std::uint8_t>(value));
-  }
-  return code;
-}
-
-bool LooksBinary(const std::string& text) {
-  return std::any_of(text.begin(), text.end(), [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte == 0xFF || (byte < 32 && !std::isspace(byte) && byte != 26);
-  });
-}
-
-bool ReadScript(const std::string& file, std::istream& in, RunBytes* code, std::string* error) {
-  std::string text;
-  if (!ReadWholeInput(file, in, &text, error)) return false;
-  if (LooksBinary(text)) {
-    code->assign(text.begin(), text.end());
-    return true;
-  }
-  if (auto hex = AsHexCode(text)) {
-    *code = std::move(*hex);
-    return true;
-  }
-  CompileResult compiled = CompileScript(text);
-  *code = std::move(compiled.code);
-  *error = compiled.report.empty() ? "The script does not compile." : compiled.report;
-  return compiled.ok();
-}
-
-bool TakeRunNumber(const std::string& option, const std::string& text, std::int64_t low, std::int64_t high,
-                   std::int64_t* value, std::string* error) {
-  const bool negative = !text.empty() && text[0] == '-';
-  const bool hex = text.compare(negative ? 1 : 0, 2, "0x") == 0 || text.compare(negative ? 1 : 0, 2, "0X") == 0;
-  const char* first = text.data() + (negative ? 1 : 0) + (hex ? 2 : 0);
-  const auto parsed = std::from_chars(first, text.data() + text.size(), *value, hex ? 16 : 10);
-  if (negative) *value = -*value;
-  if (parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() && *value >= low && *value <= high)
-    return true;
-  *error = option + " takes a number from " + std::to_string(low) + " to " + std::to_string(high) + ", not \"" + text +
-           "\".";
-  return false;
-}
-
-bool TakeRunOption(const std::string& option, const std::string& value, std::istream& in, RunRequest* request,
-                   std::string* error) {
-  std::int64_t number = 0;
-  if (option == "--image") {
-    RunBytes bytes;
-    if (!value.empty() && !ReadBytesOperand(value, in, &bytes, error)) return false;
-    request->image = std::move(bytes);
-  } else if (option == "--descriptor") {
-    if (value.compare(0, 9, "fileSize=") == 0) request->fileSizeGiven = true;
-    return SetSynthField(&request->synth, value, error);
-  } else if (option == "--channel") {
-    if (!TakeRunNumber(option, value, 0, 255, &number, error)) return false;
-    request->synth.sysExChannel = static_cast<std::uint8_t>(number);
-  } else if (option == "--midi-channel") {
-    if (!TakeRunNumber(option, value, 0, 15, &number, error)) return false;
-    request->synth.midiChannel = static_cast<std::uint8_t>(number);
-  } else if (option == "--patch") {
-    if (!TakeRunNumber(option, value, 0, 65535, &number, error)) return false;
-    request->synth.patchNumber = static_cast<std::uint16_t>(number);
-  } else if (option == "--x") {
-    if (!TakeRunNumber(option, value, INT32_MIN, INT32_MAX, &number, error)) return false;
-    request->x = static_cast<std::int32_t>(number);
-  } else if (option == "--reply") {
-    RunBytes bytes;
-    if (!ReadBytesOperand(value, in, &bytes, error)) return false;
-    request->replies.push_back(std::move(bytes));
-  } else if (option == "--macro") {
-    return ReadScript(value, in, &request->macros.emplace_back(), error);
-  } else if (option == "--conversation") {
-    std::string text;
-    if (!ReadWholeInput(value, in, &text, error)) return false;
-    request->conversation = Conversation::Parse(text, error);
-    return request->conversation.has_value();
-  } else {
-    *error = "There is no option " + option + " here.";
-    return false;
-  }
-  return true;
-}
-
-bool ParseRunArguments(const std::vector<std::string>& args, std::istream& in, RunRequest* request,
-                       std::string* error) {
-  std::string script;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i].compare(0, 2, "--") != 0) {
-      if (!script.empty()) {
-        *error = "Only one script can be run at a time.";
-        return false;
-      }
-      script = args[i];
-      continue;
-    }
-    if (args[i] == "--show-image") {
-      request->showImage = true;
-      continue;
-    }
-    const std::size_t equals = args[i].find('=');
-    const std::string option = args[i].substr(0, equals);
-    std::string value;
-    if (equals != std::string::npos) {
-      value = args[i].substr(equals + 1);
-    } else if (i + 1 < args.size()) {
-      value = args[++i];
-    } else {
-      *error = option + " needs a value.";
-      return false;
-    }
-    if (!TakeRunOption(option, value, in, request, error)) return false;
-  }
-  if (script.empty()) {
-    *error = std::string("Use it like this:\n") + kRunHelp;
-    return false;
-  }
-  if (request->conversation && !request->replies.empty()) {
-    *error = "Replies come either from --reply or from --conversation.";
-    return false;
-  }
-  return ReadScript(script, in, &request->code, error);
-}
-
-// The memory of the image and the size the script is told; completes what the descriptor leaves out.
-MacroBuffer PrepareImage(RunRequest& request, RunBytes& memory) {
-  std::size_t told = request.fileSizeGiven ? request.synth.fileSize : kDefaultImageBytes;
-  if (request.image) {
-    memory = *request.image;
-    if (!request.fileSizeGiven) told = memory.size();
-  }
-  told = std::min<std::size_t>(told, kMaxRunFile);
-  memory.resize(std::max(memory.size(), told));
-  CompleteSynth(&request.synth, static_cast<std::uint32_t>(told));
-  return MacroBuffer(memory, told);
-}
 
 // One cable and the two port tables with that cable in them.
 struct RunWire {
@@ -372,12 +212,82 @@ void PlayConversation(RunWire& wire, ConversationPlayer& player, std::mutex& mut
   give(player.Start());
 }
 
+void PrintOutcome(const RunRequest& request, const MacroOutcome& outcome, TerminalText out) {
+  constexpr std::size_t kReceiveResult = 10;
+  constexpr const char* kNames[] = {"W ", " X ", " Y ", " Z "};
+  out << "RESULT " << outcome.result << "\n";
+  for (std::size_t i = 0; i < 4; ++i) out << std::string_view(kNames[i]) << outcome.registers[i];
+  out << "\n";
+  if (request.start.floatMode) {
+    out << "FLOAT ";
+    for (std::size_t i = 0; i < 4; ++i) out << std::string_view(kNames[i]) << outcome.registerFloats[i];
+    out << "\n";
+  }
+  out << "V10 " << outcome.variables[kReceiveResult] << "\n";
+}
+
+// Why a script has failed; empty: it has not.
+std::string FailureOf(const MacroOutcome& outcome) {
+  if (!outcome.stop.empty()) return "The script was " + outcome.stop + ".";
+  if (outcome.result >= 0) return {};
+  const std::string_view text = MidiErrorMsg(outcome.result);
+  return "The script ended with " + std::to_string(outcome.result) + (text.empty() ? "." : ": " + std::string(text));
+}
+
+// Runs the script as often as it is asked for, on the same image and variables; why the last run failed.
+std::string RunOnWire(RunRequest& request, const MacroBuffer& image, ConversationPlayer* player,
+                      std::mutex& playerMutex, Settings& settings, TerminalText out, TerminalText err) {
+  VirtualClock clock;
+  ClockThread here(clock);
+  TrafficLog log(out);
+  RunWire wire(clock);
+  if (!wire.Open()) return "The wire of the run could not be set up.";
+  const int monitor =
+      wire.out.AddMonitor([&log](int, std::span<const std::uint8_t> message) { log.Line("OUT", message); });
+  if (player) PlayConversation(wire, *player, playerMutex, log);
+  RunProgram program(clock);
+  RunServices services(wire.out, wire.in, wire.endpoint, log, request, program.router, settings, err);
+  MacroOutcome outcome;
+  std::string failure;
+  for (int i = 0; i < request.times && failure.empty(); ++i) {
+    TransferContext context;
+    outcome =
+        RunMacro(services, context, request.synth, request.code, image, request.start, std::move(outcome.variables));
+    program.dispatcher.RunQueued();
+    wire.out.MidiOutWaitIdle(0, 600'000);
+    clock.SleepUs(kReplyDelayUs);
+    PrintOutcome(request, outcome, out);
+    failure = FailureOf(outcome);
+  }
+  wire.endpoint->SetReceiver({});
+  wire.out.RemoveMonitor(monitor);
+  return failure;
+}
+
 }  // namespace
 
-int RunRun(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err) {
+std::string RunDetails() {
+  return "Prints OUT and IN for the messages, then RESULT, the registers W X Y Z and the variable V10.\n"
+         "Time is virtual: waiting costs nothing.  Channels are counted from 0.  The exit status is 1 for every\n"
+         "negative result, with a sentence that says why.\n\n"
+         "  --edit W,X,Y,Z   the registers, as the control of an editor gives them to its script; without it X is "
+         "what\n"
+         "                   --x says, Y the SysEx channel and Z the patch number\n"
+         "  --ret            RESULT is the value of RET, where the script has one\n"
+         "  --float          float mode; FLOAT shows the float registers\n"
+         "  --times N        runs it N times on the same image and variables, up to the first failure\n"
+         "  --limit SECONDS  what it may compute between two waits, 5 without it\n"
+         "  --user-settings  settings that the script reads and changes are those of the program, and are saved;\n"
+         "                   without it they begin as the defaults and are forgotten\n\n"
+         "  tonalith-cli run request.script --image 'F0 43 00 F7' --channel 2 --reply 'F0 43 01 F7'\n"
+         "  tonalith-cli run knob.script --edit 0,64,0,12 --ret --image @voice.syx --show-image\n";
+}
+
+int RunRun(CliEnvironment& environment, const std::vector<std::string>& args) {
   RunRequest request;
   std::string error;
-  if (!ParseRunArguments(args, in, &request, &error)) {
+  TerminalText err = environment.err;
+  if (!ParseRunArguments(args, environment.in, &request, &error)) {
     err.Lines(error);
     if (!error.ends_with('\n')) err << "\n";
     return 1;
@@ -387,43 +297,19 @@ int RunRun(const std::vector<std::string>& args, std::istream& in, TerminalText 
   std::optional<ConversationPlayer> player;
   if (request.conversation) player.emplace(std::move(*request.conversation));
   std::mutex playerMutex;
-  MacroOutcome outcome;
-  {
-    VirtualClock clock;
-    ClockThread here(clock);
-    TrafficLog log(out);
-    RunWire wire(clock);
-    if (!wire.Open()) {
-      err << "The wire of the run could not be set up.\n";
-      return 1;
-    }
-    const int monitor =
-        wire.out.AddMonitor([&log](int, std::span<const std::uint8_t> message) { log.Line("OUT", message); });
-    if (player) PlayConversation(wire, *player, playerMutex, log);
-    RunProgram program(clock);
-    RunServices services(wire.out, wire.in, wire.endpoint, log, request, program.router, err);
-    TransferContext context;
-    outcome = RunTransferMacro(services, context, request.synth, request.code, image, request.x, 0);
-    program.dispatcher.RunQueued();
-    wire.out.MidiOutWaitIdle(0, 600'000);
-    clock.SleepUs(kReplyDelayUs);
-    wire.endpoint->SetReceiver({});
-    wire.out.RemoveMonitor(monitor);
+  Settings own;
+  std::optional<Session> session;
+  if (request.userSettings) session.emplace(environment);
+  std::string failure = RunOnWire(request, image, player ? &*player : nullptr, playerMutex,
+                                  session ? session->settings() : own, environment.out, err);
+  if (request.showImage) environment.out << "IMAGE " << HexLine(memory) << "\n";
+  if (session) {
+    if (const Result saved = session->program().SaveConfig(); !saved.ok()) failure = saved.text;
   }
-  constexpr std::size_t kReceiveResult = 10;
-  out << "RESULT " << outcome.result << "\n";
-  out << "W " << outcome.registers[0] << " X " << outcome.registers[1] << " Y " << outcome.registers[2] << " Z "
-      << outcome.registers[3] << "\n";
-  out << "V10 " << outcome.variables[kReceiveResult] << "\n";
-  if (request.showImage) out << "IMAGE " << HexLine(memory) << "\n";
-  if (player) {
-    const std::string verdict = player->Verdict();
-    if (!verdict.empty()) {
-      err << verdict << "\n";
-      return 1;
-    }
-  }
-  return 0;
+  const std::string verdict = player ? player->Verdict() : std::string();
+  for (const std::string& text : {failure, verdict})
+    if (!text.empty()) err << text << "\n";
+  return failure.empty() && verdict.empty() ? 0 : 1;
 }
 
 }  // namespace tonalith

@@ -146,6 +146,14 @@ class TransferCommand {
     return rig_.Run(operation, data, watcher);
   }
 
+  // The result of everything, from the transfers' and what the other end has to say (Finish).  A conversation that went
+  // another way explains a failure better than a receive that starved, but not one that was ended here.
+  Result Outcome(const Result& transfers, const Result& end) const {
+    const TransferCause cause = rig_.LastCause();
+    const bool endedHere = cause == TransferCause::kScriptStopped || cause == TransferCause::kCancelled;
+    return end.ok() || (!transfers.ok() && (!options_.isConversation || endedHere)) ? transfers : end;
+  }
+
   // After all transfers: what the other end has to say about them.
   Result Finish(TransferOperation operation) {
     if (!options_.record.empty()) {
@@ -412,8 +420,7 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
                              " came with a wrong checksum: bytes were changed on the way. "
                              "It was not kept; --any-checksum keeps it all the same.");
   }
-  // A conversation that went another way explains the failure better than a receive that starved.
-  if (!end.ok() && (result.ok() || options.isConversation)) result = end;
+  result = command.Outcome(result, end);
   return result.ok() ? WriteReceived(session, words[2], command.rig().Received(), std::move(data)) : result;
 }
 
@@ -469,7 +476,7 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
   if (!result.ok() && sent > 0)
     result.text += " (" + std::to_string(sent) + " of " + std::to_string(pieces.size()) + " pieces were sent.)";
   const Result end = command.Finish(TransferOperation::kTransmit);
-  return end.ok() || (!result.ok() && !options.isConversation) ? result : end;
+  return command.Outcome(result, end);
 }
 
 }  // namespace

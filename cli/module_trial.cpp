@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "cli/transfer_rig.h"
 #include "data/data_text.h"
 #include "data/sysex_split.h"
 #include "platform/path_resolver.h"
@@ -98,7 +97,7 @@ class TalkReport {
 
 }  // namespace
 
-ModuleTrial::ModuleTrial(CliEnvironment& environment) : inside_(environment) {
+ModuleTrial::ModuleTrial(CliEnvironment& environment) : inside_(environment), guard_(inside_) {
   std::string name = (std::filesystem::temp_directory_path() / "tonalith-trial-XXXXXX").string();
   if (!::mkdtemp(name.data())) return;
   folder_ = name;
@@ -237,7 +236,7 @@ bool ModuleTrial::TryTalk(const Talk& talk, TerminalText out) {
     if (chosen && !attempt.right && attempt.matched <= best.matched) continue;
     best = std::move(attempt);
     chosen = driver;
-    if (best.right) break;
+    if (best.right || guard_.Interrupted()) break;
   }
   if (!chosen) return false;
   out << talk.file << ": " << Latin1ToUtf8(chosen->TypeName()) << "\n";

@@ -8,6 +8,7 @@
 
 #include "cli/command.h"
 #include "cli/session.h"
+#include "cli/transfer_rig.h"
 #include "platform/result.h"
 #include "platform/terminal_text.h"
 #include "simulator/conversation.h"
@@ -50,6 +51,7 @@ class ModuleTrial {
 
   std::filesystem::path folder_;
   CliEnvironment inside_;
+  InterruptGuard guard_;  // an interrupt ends the trial, whose folder goes away all the same
   std::unique_ptr<Session> session_;
 };
 

@@ -147,6 +147,8 @@ Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMess
   if (!dataFile || !dataFile->synth || !dataFile->body) return Result::Failure("There is no data.");
   const RenderedTransmission rendered = RenderTransmission(*dataFile, session.prompts());
   messages->clear();
+  if (!rendered.scriptStop.empty())
+    return Result::Failure("The script that sends the " + DataTitle(*dataFile) + " was " + rendered.scriptStop + ".");
   SysExSplitter splitter(rendered.stream);
   auto pause = rendered.pauses.begin();
   for (SysExPiece piece; splitter.Next(&piece);) {

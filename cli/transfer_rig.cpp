@@ -1,6 +1,7 @@
 #include "cli/transfer_rig.h"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 
 #include "data/data_text.h"
@@ -18,12 +19,12 @@ constexpr std::int64_t kLookMs = 50;             // how often a running transfer
 constexpr std::int64_t kSettleVirtualMs = 3000;  // an instrument works on what it was sent
 constexpr std::int64_t kSettleRealMs = 30;       // the last bytes leave the MIDI system's own buffers
 
-volatile std::sig_atomic_t interruptSeen = 0;
-struct sigaction formerInterrupt;
-struct sigaction formerTerminate;
+// What a signal sets; a handler may do no more than that.
+std::atomic<const CancelToken*> interruptToken{nullptr};
+static_assert(std::atomic<const CancelToken*>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 extern "C" void NoteInterrupt(int) {
-  interruptSeen = 1;
+  if (const CancelToken* token = interruptToken.load()) token->Cancel();
 }
 
 }  // namespace
@@ -33,21 +34,22 @@ extern "C" void NoteInterrupt(int) {
 InterruptGuard::InterruptGuard(CliEnvironment& environment)
     : environment_(environment), installed_(environment.catchesSignals) {
   if (!installed_) return;
-  interruptSeen = 0;
+  formerToken_ = interruptToken.exchange(&environment_.interrupt);
   struct sigaction action {};
   action.sa_handler = NoteInterrupt;
-  sigaction(SIGINT, &action, &formerInterrupt);
-  sigaction(SIGTERM, &action, &formerTerminate);
+  sigaction(SIGINT, &action, &formerInterrupt_);
+  sigaction(SIGTERM, &action, &formerTerminate_);
 }
 
 InterruptGuard::~InterruptGuard() {
   if (!installed_) return;
-  sigaction(SIGINT, &formerInterrupt, nullptr);
-  sigaction(SIGTERM, &formerTerminate, nullptr);
+  sigaction(SIGINT, &formerInterrupt_, nullptr);
+  sigaction(SIGTERM, &formerTerminate_, nullptr);
+  interruptToken.store(formerToken_);
 }
 
 bool InterruptGuard::Interrupted() const {
-  return (installed_ && interruptSeen) || environment_.interrupt.Cancelled();
+  return environment_.interrupt.Cancelled();
 }
 
 // ---------------------------------------------------------------------------------------------------- the rig
@@ -73,6 +75,8 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
     midi().AddBackend(MakeAlsaBackend());
   }
   midi().Start();
+  // In virtual time nothing else could end a script that computes: time stands still until it waits.
+  services().EndScriptsWith(session.environment().interrupt);
   desk().SetOptions({virtualClock_ ? kSettleVirtualMs : kSettleRealMs});
   exchangeUs_ = clock_->NowUs();
   inMonitor_ = midi().in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
@@ -203,7 +207,10 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
     desk().Cancel(job);
   }
   ClearProgress();
+  for (const std::string& change : session_.program().scriptChanges().TakeNews())
+    session_.environment().err << "tonalith-cli: " << change << " It is not saved.\n";
   const DeskResult& result = job->result();
+  lastCause_ = result.cause;
   return result.ok ? Result::Success() : Result::Failure(result.sentence, result.code == 0 ? 1 : result.code);
 }
 

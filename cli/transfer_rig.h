@@ -1,5 +1,6 @@
 #pragma once
 
+#include <csignal>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -57,6 +58,8 @@ class TransferRig {
   // Runs one transfer to its end, with progress on standard error; an interrupt cancels it.  A transmission has left
   // the ports when this returns.  Failure: one sentence.
   Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {});
+  // Why the last Run failed; kNone: it did not.
+  TransferCause LastCause() const { return lastCause_; }
   // The SysEx messages that came in during the last Run.
   std::vector<std::uint8_t> Received();
   // Everything that was sent and received since the rig was made, as a conversation (lines OUT, IN, WAIT).
@@ -83,9 +86,11 @@ class TransferRig {
   int inMonitor_ = 0;
   int outMonitor_ = 0;
   std::size_t progressWidth_ = 0;
+  TransferCause lastCause_ = TransferCause::kNone;
 };
 
-// While one lives, an interrupt (Ctrl-C) or a request to end is noted instead of ending the process.
+// While one lives, an interrupt (Ctrl-C) or a request to end sets the token of the environment instead of ending the
+// process.  Nests.
 class InterruptGuard {
  public:
   explicit InterruptGuard(CliEnvironment& environment);
@@ -97,6 +102,9 @@ class InterruptGuard {
  private:
   CliEnvironment& environment_;
   bool installed_;
+  const CancelToken* formerToken_ = nullptr;
+  struct sigaction formerInterrupt_ {};
+  struct sigaction formerTerminate_ {};
 };
 
 }  // namespace tonalith

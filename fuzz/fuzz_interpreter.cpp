@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   constexpr std::int64_t kPasses = 2000;
   {
     MacroSession session(services, context);
-    session.passesLeft = kPasses;
+    session.workLimit = kPasses;
     ZKMacro macro(session);
     macro.SetFloatMode((mode & 8) != 0);
     macro.Run(synth, {data + 4, size - 4}, MacroBuffer(image, image.size() / 2), 5, true, block, (mode & 16) != 0);

@@ -187,12 +187,14 @@ void ScriptCompiler::NoteStatement(int end, std::uint8_t opcode, int sub, const 
 CompileError ScriptCompiler::Keyword(const ScriptKeyword& keyword) {
   const int end = ch_ + static_cast<int>(keyword.text.size());
   NoteStatement(end, keyword.opcode, keyword.sub, &keyword);
-  ch_ = end;
   if (keyword.opcode == kDecimalMode) {
     hex_ = false;
+    ch_ = end;
     return CompileError::None;
   }
+  // Where there is no room any more, the word is the place.
   if (const auto error = Emit(keyword.opcode, keyword.sub); error != CompileError::None) return error;
+  ch_ = end;
   if (keyword.numbers != kOperandsOfTable) return NextAll(OperandList::Numbers(keyword.numbers));
   return NextAll(StatementOperands(keyword.opcode, keyword.sub));
 }
@@ -207,10 +209,10 @@ CompileError ScriptCompiler::Begin(int letters, Statement statement) {
 // The same with the operands of its row.  With operands the position stays on the last letter, so that stepping over
 // "one character" steps over that letter.
 CompileError ScriptCompiler::Simple(int letters, Statement statement) {
-  const auto error = Begin(letters, statement);
+  if (const auto error = Begin(letters, statement); error != CompileError::None) return error;
   const OperandList& operands = InfoOf(statement).operands;
   ch_ += operands.count > 0 ? letters - 1 : letters;
-  return error != CompileError::None ? error : NextAll(operands);
+  return NextAll(operands);
 }
 
 CompileError ScriptCompiler::ShortD() {
@@ -435,6 +437,12 @@ CompileError ScriptCompiler::SynGoCompile() {
     }
   }
   return SynWriteDest(kEndOfScript);
+}
+
+void ScriptCompiler::GoTo(int line, int character) {
+  line_ = line;
+  ch_ = character;
+  hex_ = true;
 }
 
 std::string ScriptCompiler::Report(CompileError error) const {

@@ -43,7 +43,7 @@ struct CompileEvent {
 };
 
 // One compilation of a source text.  The source is a sequence of lines without line ends (a line also ends at a zero
-// byte).  The object is used once; it keeps references to the lines and the destination, which must outlive it.
+// byte).  The object compiles one source; it keeps references to the lines and the destination, which must outlive it.
 class ScriptCompiler {
  public:
   // At most kMaxScriptBytes of `dest` are used.
@@ -51,6 +51,13 @@ class ScriptCompiler {
 
   // Compiles the whole source.  What was emitted before an error stays in the output.
   CompileError SynGoCompile();
+
+  // Puts the position elsewhere after an error; SynGoCompile goes on from there, behind what was emitted.  For who
+  // looks for all faults of a source.
+  void GoTo(int line, int character);
+  // Where the last statement began, from 0.
+  int statementLine() const { return statementLine_; }
+  int statementCharacter() const { return statementStart_; }
 
   std::size_t size() const { return written_; }
   // Where the last compilation stopped, from 0.

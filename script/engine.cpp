@@ -2,7 +2,6 @@
 #include <bit>
 
 #include "data/packed_bytes.h"
-#include "platform/log.h"
 #include "script/macro_statements.h"
 #include "script/translated_code.h"
 
@@ -211,10 +210,7 @@ struct EngineForms {
   TONALITH_FORM Loop(Op* op, Engine& e) {
     const std::int32_t count = *op->source;
     if (count <= 0) return op + 1;
-    if (e.top - e.base == kMaxLoopDepth) {
-      e.session.stop = kMacroBadCommand;
-      return Stop(e, kMacroBadCommand);
-    }
+    if (e.top - e.base == kMaxLoopDepth) return Stop(e, e.session.Stop(ScriptStop::LoopDepth, kMacroBadCommand));
     *e.top++ = {op + 1, count};
     return op + 1;
   }
@@ -236,12 +232,10 @@ struct EngineForms {
   // --- Calls
   TONALITH_FORM CallMacro(Op* op, Engine& e) {
     TranslatedCode* const called = e.macro.FindCalled(*op->source);
-    if (!called) return op + 1;
     if (const int stop = e.session.Pass()) return Stop(e, stop);
+    if (!called) return op + 1;
     if (e.session.macroDepth == kMaxMacroDepth) [[unlikely]] {
-      DebugLog("A script is ended: macros call each other more than %d levels deep", kMaxMacroDepth);
-      e.session.stop = kMacroBadCommand;
-      return Stop(e, kMacroBadCommand);
+      return Stop(e, e.session.Stop(ScriptStop::MacroDepth, kMacroBadCommand));
     }
     // The end of a called macro also ends a wait for acknowledgements.
     if (called->light() && !S(e).ackWait) return BeginCall(op, e, called);
@@ -300,18 +294,25 @@ struct EngineForms {
   }
 
   // --- Everything else
-  TONALITH_FORM Pure(Op* op, Engine& e) {
-    if (const int result = op->handler(e.macro, *op)) return Finish(e, result);
+  TONALITH_FORM Carry(Op* op, Engine& e) {
+    --e.session.untilPoll;
+    if (const int result = op->handler(e.macro, *op)) [[unlikely]] {
+      return e.session.stop != 0 ? Stop(e, e.session.stop) : Finish(e, result);
+    }
     return op + op->slots;
   }
+  TONALITH_FORM Pure(Op* op, Engine& e) { return Carry(op, e); }
   TONALITH_FORM Handler(Op* op, Engine& e) {
     e.filtersClear = false;
     ++e.session.foreignCalls;
-    if (const int result = op->handler(e.macro, *op)) return Finish(e, result);
-    return op + op->slots;
+    return Carry(op, e);
   }
   TONALITH_FORM Jump(Op* op, Engine&) { return op->jump; }
-  TONALITH_FORM Continue(Op* op, Engine& e) { return e.code->Continue(op); }
+  TONALITH_FORM Continue(Op* op, Engine& e) {
+    constexpr std::int64_t kTranslated = 1024;  // about the bytes of code that are translated at a time
+    if (const int stop = e.session.Work(kTranslated)) return Stop(e, stop);
+    return e.code->Continue(op);
+  }
   TONALITH_FORM End(Op* op, Engine& e) { return Finish(e, op->result); }
 };
 

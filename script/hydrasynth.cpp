@@ -331,7 +331,7 @@ template <typename Exchange>
 int RunExchange(MacroStatements::State& s, const TranslatedOp& op, Exchange exchange) {
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
-  session.LookSoon();
+  const ScriptWait wait(session);
   const int r = exchange(session.services, session.context, *s.synth, MacroStatements::Remaining(s.receive),
                          s.registers[0], op.Number(0), op.Number(1));
   constexpr std::size_t kResultEntry = 10;

@@ -10,38 +10,12 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::int32_t kPassesBetweenPolls = 1024;
-
 constexpr std::int32_t kMacroTableSize = 256;
 // Longer macros are translated as far as they run, and called on copies of everything.
 constexpr std::size_t kLongestLight = 512;
 constexpr std::array<std::int32_t, 256> kNoLocalWords{};
 
 }  // namespace
-
-MacroSession::~MacroSession() {
-  if (context.staged) {
-    DebugLog("A staged request of %zu bytes was not taken by any receive and is dropped", context.staged->bytes.size());
-    context.staged.reset();
-  }
-  if (collectingPort >= 0) services.OutputQueue(collectingPort);
-  if (cancelPatternPort >= 0) services.SetSysXCancel(cancelPatternPort, {}, 0);
-}
-
-int MacroSession::Poll() {
-  if (stop != 0) return stop;
-  const auto granted = static_cast<std::int32_t>(std::min<std::int64_t>(kPassesBetweenPolls, passesLeft));
-  if (granted <= 0) {
-    DebugLog("A script is ended: too many loop passes");
-    stop = kMacroBadCommand;
-  } else if (Ended() || (!buttonPressed && context.state.load() >= TransferState::Cancel)) {
-    stop = kMacroNoResponse;
-  } else {
-    passesLeft -= granted;
-    untilPoll = granted - 1;  // the pass that led here counts
-  }
-  return stop;
-}
 
 ZKMacro::ZKMacro(MacroSession& session) {
   s_.session = &session;
@@ -103,6 +77,7 @@ void ZKMacro::CopyFrom(const ZKMacro& other) {
 
 int ZKMacro::Execute(std::span<const std::uint8_t> code) {
   ForgetCalled();
+  s_.session->NoteCode(code.size());
   TranslatedCode translated(code, {s_.registers.data(), s_.variables, &zero_, &sink_, s_.floatMode});
   return Execute(translated);
 }
@@ -115,12 +90,14 @@ TranslatedCode* ZKMacro::LookUpCalled(std::int32_t n) {
   const std::span<const std::uint8_t> code =
       session.services.HasMacroTable() ? session.services.Macro(n) : std::span<const std::uint8_t>();
   called.foreignCalls = session.foreignCalls;
+  if (session.Work(static_cast<std::int64_t>(code.size())) != 0) return nullptr;
   if (called.known && std::equal(code.begin(), code.end(), called.bytes.begin(), called.bytes.end())) {
     return called.code.get();
   }
   if (called.code && called.code->running > 0) replaced_.push_back(std::move(called));
   called = {{code.begin(), code.end()}, nullptr, session.foreignCalls, true};
   if (code.empty()) return nullptr;
+  session.NoteCode(code.size());
   called.code = std::make_unique<TranslatedCode>(
       called.bytes, TranslationTarget{s_.registers.data(), s_.variables, &zero_, &sink_, s_.floatMode});
   if (code.size() <= kLongestLight) called.code->Complete();

@@ -3,11 +3,14 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "data/data_records.h"
 #include "platform/byte_window.h"
+#include "script/macro_session.h"
 #include "script/script_services.h"
 #include "script/transfer_context.h"
 
@@ -29,7 +32,6 @@ inline constexpr int kMacroBroken = -99;  // "BREAK" outside a loop
 inline constexpr int kMaxLoopDepth = 256;
 inline constexpr int kMaxMacroDepth = 64;
 inline constexpr std::int64_t kMaxWorkBuffer = 16 << 20;
-inline constexpr std::size_t kScratchBytes = 512;
 
 // The block of 32-bit variables a script works on.  In float mode the block continues, at entry 4096, with 4096 float
 // companions and, at entry 8192, with 4096 type words; a block of float scripts has kVariableBlockEntries entries.
@@ -50,55 +52,6 @@ struct MacroBuffer {
   MacroBuffer(std::span<std::uint8_t> all) : bytes(all), size(all.size()) {}  // NOLINT(google-explicit-constructor)
   MacroBuffer(std::span<std::uint8_t> all, std::size_t told)
       : bytes(all), size(told < all.size() ? told : all.size()) {}
-};
-
-// What a run of scripts shares: limits, the scratch buffer of "RB", and the reason to stop.  Made by the entry points
-// below; the default limits are far beyond what a script of an instrument needs.
-class MacroSession {
- public:
-  MacroSession(ScriptServices& scriptServices, TransferContext& transferContext)
-      : services(scriptServices), context(transferContext) {}
-  MacroSession(const MacroSession&) = delete;
-  MacroSession& operator=(const MacroSession&) = delete;
-  // Drops a staged request that no receive took, ends collecting of messages and clears a cancel pattern that scripts
-  // of this session left behind.
-  ~MacroSession();
-
-  // Looks at the limits and at whoever may end the run; nonzero: everything ends with this code.
-  int Poll();
-  // Counts one loop pass or call; looks around from time to time.
-  int Pass() { return --untilPoll < 0 ? Poll() : 0; }
-  // Makes the next loop pass look around; for statements that take long.
-  void LookSoon() {
-    passesLeft += untilPoll;
-    untilPoll = 0;
-  }
-  // Counts long work inside one statement as loop passes.
-  int Charge(std::int64_t passes) {
-    LookSoon();
-    passesLeft -= passes;
-    return Poll();
-  }
-  // The same for bytes that a statement goes over; small amounts are free.
-  int Work(std::int64_t bytes) {
-    constexpr std::int64_t kFreeBytes = 65536;
-    constexpr std::int64_t kBytesPerPass = 4096;
-    return bytes < kFreeBytes ? 0 : Charge(bytes / kBytesPerPass);
-  }
-  // Cancelled from outside, or the program ends.
-  bool Ended() const { return context.cancel.Cancelled() || services.Quitting(); }
-
-  ScriptServices& services;
-  TransferContext& context;
-  std::int64_t passesLeft = 2'000'000'000;  // loop passes and macro calls
-  std::int32_t untilPoll = 0;
-  int macroDepth = 0;
-  int stop = 0;                // nonzero: everything ends with this code
-  bool buttonPressed = false;  // a script pressed a button of the receive window itself
-  int cancelPatternPort = -1;  // input port with a cancel pattern of this session
-  int collectingPort = -1;     // output port that this session switched to collecting
-  unsigned foreignCalls = 0;   // statements after which the macro table may be another one
-  std::array<std::uint8_t, kScratchBytes> scratch{};
 };
 
 // Executes compiled scripts ("macros") against one descriptor and one buffer.  All memory is reached through checked
@@ -224,12 +177,28 @@ int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, 
 int MidiMacroB(ScriptServices& services, TransferContext& context, std::span<const std::uint8_t> code,
                std::span<const std::int32_t, 4> registers, VariableBlock variables, int channelAndMode);
 
+// How a script is started apart from a transfer.
+struct MacroStart {
+  std::int32_t x = 0;      // X, when `edit` does not say; Y and Z are then SysEx channel and patch number
+  std::int32_t extra = 0;  // V999
+  std::optional<std::array<std::int32_t, 4>> edit{};  // W X Y Z, as the control of an editor gives them
+  bool returnRet = false;                             // the result is the value of "RET" where there is one
+  bool floatMode = false;
+};
+
 // What is left in the registers and the variable block after a run.
 struct MacroOutcome {
   int result = 0;
   std::array<std::int32_t, 4> registers{};
+  std::array<float, 4> registerFloats{};
   std::vector<std::int32_t> variables;  // kVariableBlockEntries entries
+  std::string stop;                     // ScriptStopText of what ended it before its own end
 };
+// Runs a script as MidiMacro or MidiMacroEdit do, telling everything about the end of the run.  `variables` is the
+// block it begins with; empty: the one of MidiMacro.
+MacroOutcome RunMacro(ScriptServices& services, TransferContext& context, Synth& synth,
+                      std::span<const std::uint8_t> code, MacroBuffer buffer, const MacroStart& start,
+                      std::vector<std::int32_t> variables = {});
 // As MidiMacro, telling everything about the end of the run.
 MacroOutcome RunTransferMacro(ScriptServices& services, TransferContext& context, Synth& synth,
                               std::span<const std::uint8_t> code, MacroBuffer buffer, std::int32_t xValue,

@@ -72,26 +72,29 @@ int MacroStatements::Kurzweil(ZKMacro& m, const Op&) {
     const std::int64_t first = i * stride;
     return data.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(std::min(stride, size - first)));
   };
+  constexpr std::int64_t kMessageWork = 256;  // its text, when there is one to show
   const std::int64_t nameLength = Entry(s, 16) == 0 && Entry(s, 17) == 0 ? kKurzLongName : kKurzShortName;
 
   for (std::int64_t i = 0; i < messages; ++i) {
     const auto message = slot(i);
+    if (const int stop = session.Work(static_cast<std::int64_t>(message.size()) + kMessageWork)) return stop;
     const std::int64_t end = EndOfMessage(message);
     if (end > kKurzNameOffset - 1 && static_cast<std::int64_t>(message.size()) > kKurzNameOffset) {
       FitName(message, end, nameLength);
     }
     bool known = false;
     const std::int64_t expected = ExpectedLength(*s.synth, message, &known);
-    if (!known) session.services.DisplayMessage("Warning! Invalid format for Kurzweil data!", session.context);
+    if (!known) session.Show("Warning! Invalid format for Kurzweil data!");
     const std::int64_t fittedEnd = EndOfMessage(message);
     if (fittedEnd < expected - 7) {
-      session.services.DisplayMessage(ShortMessageText(message, nameLength, i, fittedEnd, expected), session.context);
+      session.Show(ShortMessageText(message, nameLength, i, fittedEnd, expected));
     }
   }
 
   const std::int64_t slots = s.registers[0];
   for (std::int64_t i = messages - 1; i >= 0; --i) {
     const auto message = slot(i);
+    if (const int stop = session.Work(static_cast<std::int64_t>(message.size()))) return stop;
     if (message.size() < 9) continue;
     std::int64_t number = message[8] + 128 * message[7] - 100 * std::int64_t{s.registers[1]};
     if (slots > 100) --number;
@@ -101,7 +104,7 @@ int MacroStatements::Kurzweil(ZKMacro& m, const Op&) {
     std::copy_n(message.begin(), count, target.begin());
     std::fill(message.begin(), message.end(), std::uint8_t{0});
   }
-  return session.Work(messages * 256 + size);
+  return 0;
 }
 
 }  // namespace tonalith

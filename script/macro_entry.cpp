@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "script/interpreter.h"
 
@@ -21,17 +22,25 @@ struct RunSetup {
 };
 
 int RunFresh(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
-             MacroBuffer buffer, const RunSetup& setup, VariableBlock variables,
-             std::array<std::int32_t, 4>* registers) {
+             MacroBuffer buffer, const RunSetup& setup, VariableBlock variables, MacroOutcome* outcome) {
   MacroSession session(services, context);
   ZKMacro macro(session);
   for (int i = 0; i < 4; ++i) macro.SetRegister(i, setup.registers[static_cast<std::size_t>(i)]);
   macro.SetFloatMode(setup.floatMode);
   context.acceptedSizes.clear();
   const int result = macro.Run(synth, code, buffer, setup.xValue, setup.setRegisters, variables, setup.returnRet);
-  if (registers) {
-    for (int i = 0; i < 4; ++i) (*registers)[static_cast<std::size_t>(i)] = macro.Register(i);
+  // A refusal or a "BREAK" in a called macro is its caller's affair.
+  if (result == kMacroNoMemory && session.workBufferRefused) session.stopped = ScriptStop::WorkBuffer;
+  if (result == kMacroBroken) session.stopped = ScriptStop::LonelyBreak;
+  context.scriptStop = ScriptStopText(session.stopped, session.limitMs);
+  if (!context.scriptStop.empty()) services.ScriptStopped(synth, context.scriptStop);
+  if (!outcome) return result;
+  for (int i = 0; i < 4; ++i) {
+    outcome->registers[static_cast<std::size_t>(i)] = macro.Register(i);
+    outcome->registerFloats[static_cast<std::size_t>(i)] = macro.RegisterFloat(i);
   }
+  outcome->result = result;
+  outcome->stop = context.scriptStop;
   return result;
 }
 
@@ -74,17 +83,30 @@ int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, 
                     VariableBlock(block).first(kMacroBlockEntries), false);
 }
 
+MacroOutcome RunMacro(ScriptServices& services, TransferContext& context, Synth& synth,
+                      std::span<const std::uint8_t> code, MacroBuffer buffer, const MacroStart& start,
+                      std::vector<std::int32_t> variables) {
+  MacroOutcome outcome;
+  outcome.variables = variables.empty() ? TransferBlock(synth, start.extra) : std::move(variables);
+  RunSetup setup;
+  setup.registers = start.edit.value_or(setup.registers);
+  setup.setRegisters = !start.edit;
+  setup.floatMode = start.floatMode;
+  setup.returnRet = start.returnRet;
+  setup.xValue = start.x;
+  VariableBlock block(outcome.variables);
+  if (!start.floatMode) block = block.first(std::min(block.size(), kMacroBlockEntries));
+  RunFresh(services, context, synth, code, buffer, setup, block, &outcome);
+  return outcome;
+}
+
 MacroOutcome RunTransferMacro(ScriptServices& services, TransferContext& context, Synth& synth,
                               std::span<const std::uint8_t> code, MacroBuffer buffer, std::int32_t xValue,
                               std::int32_t extra) {
-  MacroOutcome outcome;
-  outcome.variables = TransferBlock(synth, extra);
-  RunSetup setup;
-  setup.setRegisters = true;
-  setup.xValue = xValue;
-  outcome.result = RunFresh(services, context, synth, code, buffer, setup,
-                            VariableBlock(outcome.variables).first(kMacroBlockEntries), &outcome.registers);
-  return outcome;
+  MacroStart start;
+  start.x = xValue;
+  start.extra = extra;
+  return RunMacro(services, context, synth, code, buffer, start);
 }
 
 int MidiMacroB(ScriptServices& services, TransferContext& context, std::span<const std::uint8_t> code,

@@ -186,13 +186,15 @@ struct MacroStatements {
   }
   template <ScriptSetting setting>
   static int WriteSetting(ZKMacro& m, const Op& op) {
-    m.s_.session->services.SetSetting(setting, op.Number(0));
+    ChangeSetting(m, setting, op.Number(0));
     return 0;
   }
   template <ScriptSetting setting>
   static int ExchangeSetting(ZKMacro& m, const Op& op) {
     return Exchange(m, setting, op.Number(0));
   }
+  // Stores a value and tells when it is another one; the former one.
+  static int ChangeSetting(ZKMacro& m, ScriptSetting setting, std::int32_t value);
   static int Exchange(ZKMacro& m, ScriptSetting setting, std::int32_t value);
   template <MidiDirection direction>
   static int SetOpenAllPorts(ZKMacro& m, const Op& op) {

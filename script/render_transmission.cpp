@@ -36,6 +36,11 @@ class RenderServices final : public ScriptServices {
                                               static_cast<std::uint32_t>(std::max(0, parameter0)), 0, parameter2 != 0);
   }
 
+  void ScriptStopped(const Synth& synth, const std::string& text) override {
+    ScriptServices::ScriptStopped(synth, text);
+    out.scriptStop = text;
+  }
+
   RenderedTransmission out;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,8 @@ namespace tonalith {
 struct RenderedTransmission {
   std::vector<std::uint8_t> stream;
   std::vector<std::pair<std::size_t, std::uint32_t>> pauses;  // position in the stream, milliseconds before it
+  std::string
+      scriptStop;  // what became of a script that was ended before its own end (ScriptStopText); empty: none was
 };
 
 // Renders a transmission of all of a DataFile; its checksums are brought up to date by this.  Problems go to `prompts`.

@@ -45,6 +45,11 @@ void ScriptServices::PressTransferButton(int button, TransferContext& context) {
   context.wake.Cancel();
 }
 
+void ScriptServices::ScriptStopped(const Synth& synth, const std::string& text) {
+  DebugLog("A script of the %s %s was %s", FieldText(synth.shortName).c_str(), FieldText(synth.typeName).c_str(),
+           text.c_str());
+}
+
 int ScriptServices::OsVersion() {
   utsname system{};
   if (uname(&system) != 0) return 0;

@@ -23,6 +23,8 @@ class HydrasynthSendQueue;
 inline constexpr int kReceiveCancelled = -1;
 inline constexpr int kReceiveNothing = -19;
 
+inline constexpr std::int64_t kDefaultScriptLimitMs = 5000;
+
 // Preferences that scripts read and change.
 enum class ScriptSetting : std::uint8_t {
   DefaultOutPort,               // MainPortOut
@@ -160,6 +162,10 @@ class ScriptServices {
   }
   // Negative values leave a setting as it is.
   virtual void SetSetting(ScriptSetting setting, int value) { (void)setting, (void)value; }
+  // A script of that data changed a setting: the values before and afterwards, which differ.
+  virtual void SettingChanged(ScriptSetting setting, int before, int after, const Synth& by) {
+    (void)setting, (void)before, (void)after, (void)by;
+  }
   // Those of this object, unless the program around it has its own.
   virtual ScriptAppState& AppState() { return ownAppState_; }
   // Entries of the preferences INI file.
@@ -224,6 +230,10 @@ class ScriptServices {
   virtual int OsVersion();
 
   virtual Clock& clock() { return SystemClock(); }
+  // How many milliseconds a script may compute between two waits.
+  virtual std::int64_t ScriptLimitMs() { return kDefaultScriptLimitMs; }
+  // A script of that data was ended before its own end: ScriptStopText.  Written to the log.
+  virtual void ScriptStopped(const Synth& synth, const std::string& text);
   // True when the program ends: scripts stop at the next look.
   virtual bool Quitting() const { return false; }
 

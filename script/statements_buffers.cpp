@@ -20,16 +20,6 @@ void ForgetMemory(const std::vector<std::uint8_t>* buffer, std::initializer_list
   }
 }
 
-std::int32_t MessageLength(std::span<const std::uint8_t> data, std::int32_t limit) {
-  if (data.empty() || data[0] != 0xF0) return 0;
-  std::int32_t count = 0;
-  for (const std::uint8_t byte : data) {
-    ++count;
-    if (byte == 0xF7 || (limit > kMessageLimitFrom && count == limit) || count == INT32_MAX) break;
-  }
-  return count;
-}
-
 // Length of the run of complete SysEx messages at the start.
 std::int32_t SysExRun(std::span<const std::uint8_t> data) {
   std::size_t end = 0;
@@ -51,7 +41,8 @@ void MacroStatements::ReleaseWork(ZKMacro& m) {
 
 int MacroStatements::AllocateWork(ZKMacro& m, const Op& op) {
   const std::int32_t size = op.Number(0);
-  if (size < 0 || size > kMaxWorkBuffer) return kMacroNoMemory;
+  m.s_.session->workBufferRefused = size < 0 || size > kMaxWorkBuffer;
+  if (m.s_.session->workBufferRefused) return kMacroNoMemory;
   if (const int stop = m.s_.session->Work(size)) return stop;
   ReleaseWork(m);
   m.work_ = std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(size));
@@ -87,8 +78,9 @@ int MacroStatements::CopyFromSaved(ZKMacro& m, const Op& op) {
   const std::int64_t source = s.saved.pos + op.Number(0);
   if (count <= 0 || source < 0) return 0;
   const Cursor& target = s.hasTransmit ? s.transmit : s.receive;
-  s.session->Work(std::min<std::int64_t>(count, s.saved.memory.size()));
-  target.memory.Write(target.pos + op.Number(1), s.saved.memory.Clamped(source, count));
+  const std::span<const std::uint8_t> bytes = s.saved.memory.Clamped(source, count);
+  if (const int stop = s.session->Work(static_cast<std::int64_t>(bytes.size()))) return stop;
+  target.memory.Write(target.pos + op.Number(1), bytes);
   return 0;
 }
 
@@ -120,20 +112,35 @@ int MacroStatements::StepBack(ZKMacro& m, const Op&) {
 
 int MacroStatements::MeasureMessage(ZKMacro& m, const Op&) {
   State& s = m.s_;
-  SetX(s, MessageLength(FromCursor(Current(s)), s.registers[1]));
-  return s.session->Work(s.registers[1]);
+  std::span<const std::uint8_t> data = FromCursor(Current(s));
+  const std::int32_t limit = s.registers[1];
+  if (limit > kMessageLimitFrom) data = data.first(std::min(data.size(), static_cast<std::size_t>(limit)));
+  std::int32_t count = 0;
+  const auto measure = [&count](std::span<const std::uint8_t> piece) {
+    const auto found = std::find(piece.begin(), piece.end(), std::uint8_t{0xF7});
+    count += static_cast<std::int32_t>(found - piece.begin()) + (found == piece.end() ? 0 : 1);
+    return found == piece.end();
+  };
+  if (!data.empty() && data[0] == 0xF0) {
+    if (const int stop = s.session->WorkThrough(data, measure)) return stop;
+  }
+  SetX(s, count);
+  return 0;
 }
 
 int MacroStatements::MeasureMessages(ZKMacro& m, const Op& op) {
   State& s = m.s_;
-  SetX(s, SysExRun(Remaining(Current(s), op.Number(0))));
-  return s.session->Work(s.registers[1]);
+  const std::span<const std::uint8_t> bytes = Remaining(Current(s), op.Number(0));
+  if (const int stop = s.session->Work(static_cast<std::int64_t>(bytes.size()))) return stop;
+  SetX(s, SysExRun(bytes));
+  return 0;
 }
 
 int MacroStatements::StripEnds(ZKMacro& m, const Op& op) {
-  const auto bytes = Remaining(Current(m.s_), op.Number(0));
-  std::replace(bytes.begin(), bytes.end(), std::uint8_t{0xF7}, std::uint8_t{0});
-  return m.s_.session->Work(static_cast<std::int64_t>(bytes.size()));
+  return m.s_.session->WorkThrough(Remaining(Current(m.s_), op.Number(0)), [](std::span<std::uint8_t> piece) {
+    std::replace(piece.begin(), piece.end(), std::uint8_t{0xF7}, std::uint8_t{0});
+    return true;
+  });
 }
 
 int MacroStatements::WriteDecimal(ZKMacro& m, const Op& op) {

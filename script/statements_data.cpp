@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "data/checksums.h"
 #include "data/packed_bytes.h"
@@ -89,6 +90,7 @@ int MacroStatements::SetTransmitData(ZKMacro& m, const Op& op) {
   const std::uint8_t* const bytes = op.at + 1 + 4;
   const std::size_t count = InlineByteCount(op.NumberWord(0));
   // A private copy: "T", "F" and "FS" change transmit data, the code stays as it is.
+  if (const int stop = s.session->Work(static_cast<std::int64_t>(count))) return stop;
   m.ownTransmit_.assign(bytes, bytes + count);
   if (!m.ownTransmit_.empty() && IsChannelVoice(m.ownTransmit_[0])) {
     m.ownTransmit_[0] = static_cast<std::uint8_t>((m.ownTransmit_[0] & 0xF0) | (s.synth->midiChannel & 0x0F));
@@ -106,7 +108,9 @@ int MacroStatements::UseBuffer(ZKMacro& m, const Op&) {
 
 int MacroStatements::CopyInline(ZKMacro& m, const Op& op) {
   const Cursor& c = m.s_.receive;
-  c.memory.Write(c.pos + op.Number(1), {op.at + 1 + 8, InlineByteCount(op.NumberWord(0))});
+  const std::size_t count = InlineByteCount(op.NumberWord(0));
+  if (const int stop = m.s_.session->Work(static_cast<std::int64_t>(count))) return stop;
+  c.memory.Write(c.pos + op.Number(1), {op.at + 1 + 8, count});
   return 0;
 }
 
@@ -163,7 +167,7 @@ int MacroStatements::TransmitData(ZKMacro& m, TransmitKind kind, std::int32_t n)
   State& s = m.s_;
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
-  session.LookSoon();
+  const ScriptWait wait(session);
   Cursor& source = kind == TransmitKind::B ? s.receive : Current(s);
   const std::span<std::uint8_t> bytes = Remaining(source, n == 0 ? INT32_MAX : n);
   if (!bytes.empty()) {
@@ -194,7 +198,7 @@ int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n)
   MacroSession& session = *s.session;
   TransferContext& context = session.context;
   if (session.Ended()) return session.Poll();
-  session.LookSoon();
+  const ScriptWait wait(session);
   if (n == 0) n = s.receive.space;
   const std::span<std::uint8_t> destination = Remaining(s.receive, n);
   context.timedOut = false;
@@ -206,8 +210,8 @@ int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n)
   const bool automatic = (!context.quiet && !context.hasIoWindow) || (s.synth->optionBits & 8);
   if (automatic && (context.receiveTimeoutMs == 0 || s.timeoutByReceive)) {
     const auto bytes = static_cast<std::int64_t>(destination.size());  // no more than these can be awaited
-    const std::int64_t wait = bytes / 2 + (context.autoConfiguring ? 1300 : 300) + (context.quiet ? 100 : 0);
-    context.receiveTimeoutMs = std::max(context.receiveTimeoutMs, wait);
+    const std::int64_t patience = bytes / 2 + (context.autoConfiguring ? 1300 : 300) + (context.quiet ? 100 : 0);
+    context.receiveTimeoutMs = std::max(context.receiveTimeoutMs, patience);
     s.timeoutByReceive = true;
   }
   const int r = skip == 0 ? session.services.GetDataPort(destination, s.synth->midiInPort, context)
@@ -221,6 +225,9 @@ int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n)
   }
   if (r < 0) return s.continueOnError && !session.Ended() ? 0 : r;
   const auto received = destination.first(std::min(static_cast<std::size_t>(r), destination.size()));
+  constexpr auto kSizeBytes = static_cast<std::int64_t>(sizeof(context.acceptedSizes[0]));
+  const auto sizes = static_cast<std::int64_t>(context.acceptedSizes.size()) * kSizeBytes;
+  if (const int stop = session.Work(static_cast<std::int64_t>(received.size()) + sizes)) return stop;
   const auto failed = [&s](int code) {
     SetEntry(s, kReceiveResultEntry, code);
     return s.continueOnError == 0;
@@ -235,7 +242,7 @@ int MacroStatements::ReceiveAndDrop(ZKMacro& m, const Op& op) {
   State& s = m.s_;
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
-  session.LookSoon();
+  const ScriptWait wait(session);
   if (n == 0 || n > static_cast<std::int32_t>(kScratchBytes)) n = static_cast<std::int32_t>(kScratchBytes);
   if (n < 0) return 0;
   const std::span<std::uint8_t> scratch(session.scratch.data(), static_cast<std::size_t>(n));
@@ -247,7 +254,7 @@ int MacroStatements::Checksum(ZKMacro& m, const Op& op) {
   State& s = m.s_;
   if (s.session->context.suppressChecksums) return 0;
   const std::int32_t count = op.Number(1);
-  s.session->Work(std::min<std::int64_t>(count, Current(s).memory.size()));
+  if (const int stop = s.session->Work(std::min<std::int64_t>(count, Current(s).memory.size()))) return stop;
   CSum(FromCursor(Current(s)), op.at[1], op.at[2], op.Number(0), count, op.Number(2));
   return 0;
 }
@@ -258,8 +265,10 @@ int MacroStatements::DiskRead(ZKMacro& m, const Op& op) {
   ScriptServices& services = s.session->services;
   if (n <= 0 || !services.HasDiskFile()) return 0;
   const std::int64_t position = s.receive.pos + op.Number(1);
-  s.session->Work(n);
-  if (position >= 0) services.DiskRead(s.receive.memory.Clamped(position, n));
+  if (position < 0) return 0;
+  const std::span<std::uint8_t> destination = s.receive.memory.Clamped(position, n);
+  if (const int stop = s.session->Work(static_cast<std::int64_t>(destination.size()))) return stop;
+  services.DiskRead(destination);
   return 0;
 }
 
@@ -272,7 +281,7 @@ int MacroStatements::RolandStep(ZKMacro& m, const Op&) {
   State& s = m.s_;
   MacroSession& session = *s.session;
   if (session.Ended()) return session.Poll();
-  session.LookSoon();
+  const ScriptWait wait(session);
   const int r = session.services.MacroRoland(*s.synth, FromCursor(s.receive), Entry(s, 3), Entry(s, 0), Entry(s, 1),
                                              Entry(s, 2), session.context);
   if (r < 0) return r;
@@ -289,9 +298,10 @@ int MacroStatements::CheckEffects(ZKMacro& m, const Op&) {
   const bool sixteen = s.registers[1] == 16;
   const std::int32_t count = std::clamp(s.registers[1], 0, kMaxTrinEffEntries);
   const std::int32_t firstReference = sixteen ? 4 : 5;
+  constexpr std::int64_t kEntryBytes = 16;  // two values of the packing, which is more work than a byte
   int total = 0;
   bool circular = false;
-  s.session->Work(std::int64_t{count} * 256);
+  if (const int stop = s.session->Work(std::int64_t{count} * kEntryBytes)) return stop;
   for (std::int32_t i = 0; i < count && total <= 8 && !circular; ++i) {
     const std::int32_t v = value(i);
     if (v >= 1 && v < firstReference) total += 1 << (v - 1);
@@ -311,20 +321,19 @@ int MacroStatements::InsertBytes(ZKMacro& m, const Op& op) {
   const auto q = static_cast<std::uint8_t>(op.Number(3));
   const std::int64_t n = op.Number(4);
   if (n < 0 || origin < 0) return 0;
-  std::int64_t moved = 0;
-  if (const int stop = s.session->Work(last)) return stop;
+  constexpr std::int64_t kPart = 4096;
+  std::int64_t looked = 0;
   for (std::int64_t i = std::max<std::int64_t>(op.Number(0), 0); i < last - n; ++i) {
+    if (++looked == kPart) {
+      if (const int stop = s.session->Work(std::exchange(looked, 0))) return stop;
+    }
     if (memory.At(origin + i) != p || memory.At(origin + i + 1) != q) continue;
     const std::int64_t count = last - n - i;
+    if (const int stop = s.session->Work(count)) return stop;
     std::memmove(memory.base() + origin + i + 1 + n, memory.base() + origin + i + 1, static_cast<std::size_t>(count));
     i += n;
-    moved += count;
-    if (moved > (1 << 24)) {
-      if (const int stop = s.session->Work(moved)) return stop;
-      moved = 0;
-    }
   }
-  return 0;
+  return s.session->Work(looked);
 }
 
 }  // namespace tonalith

@@ -326,7 +326,7 @@ int MacroStatements::Forward(ZKMacro& m, const Op& op) {
     return 0;
   }
 
-  session.LookSoon();
+  const ScriptWait wait(session);
   ScriptHost* host = session.services.Host();
   ResolvedRoute where;
   if (host && GateIsOpen(route, session.services, *host)) {

@@ -67,6 +67,7 @@ int MacroStatements::ClearEndPattern(ZKMacro& m, const Op&) {
 int MacroStatements::SetCancelPattern(ZKMacro& m, const Op&) {
   State& s = m.s_;
   const std::span<std::uint8_t> bytes = Remaining(Current(s));
+  if (const int stop = s.session->Work(static_cast<std::int64_t>(bytes.size()))) return stop;
   PatchChannel(s, bytes, true);
   const int port = s.synth->midiInPort;
   s.session->services.SetSysXCancel(port, bytes, s.synth->midiOutPort);
@@ -109,7 +110,9 @@ int MacroStatements::SetVerifyReplies(ZKMacro& m, const Op& op) {
 
 int MacroStatements::WaitForAck(ZKMacro& m, const Op& op) {
   State& s = m.s_;
-  s.session->services.MidiOutWaitForAck(s.synth->midiOutPort, s.synth->midiInPort, Remaining(s.transmit), op.Number(0));
+  const std::span<const std::uint8_t> pattern = Remaining(s.transmit);
+  if (const int stop = s.session->Work(static_cast<std::int64_t>(pattern.size()))) return stop;
+  s.session->services.MidiOutWaitForAck(s.synth->midiOutPort, s.synth->midiInPort, pattern, op.Number(0));
   DropTransmit(s);
   s.ackWait = true;
   return 0;
@@ -161,13 +164,13 @@ int MacroStatements::StopBankLoop(ZKMacro& m, const Op&) {
 int MacroStatements::Sleep(ZKMacro& m, const Op& op) {
   MacroSession& session = *m.s_.session;
   const std::int64_t ms = std::int64_t{op.Number(0)} + session.services.Setting(ScriptSetting::Delay);
+  const ScriptWait wait(session);
   Clock& clock = session.services.clock();
   const std::int64_t until = clock.NowUs() + std::clamp<std::int64_t>(ms, 0, kLongestPauseMs) * 1000;
   constexpr std::int64_t kSliceUs = 50'000;
   while (!session.Ended() && clock.NowUs() < until) {
     clock.SleepUs(std::min(kSliceUs, until - clock.NowUs()), &session.context.cancel);
   }
-  session.LookSoon();
   return session.Ended() ? session.Poll() : 0;
 }
 
@@ -186,10 +189,17 @@ int MacroStatements::ReadDiskSize(ZKMacro& m, const Op&) {
 
 // --- Settings, ports, the program
 
-int MacroStatements::Exchange(ZKMacro& m, ScriptSetting setting, std::int32_t value) {
+int MacroStatements::ChangeSetting(ZKMacro& m, ScriptSetting setting, std::int32_t value) {
   ScriptServices& services = m.s_.session->services;
-  SetX(m.s_, services.Setting(setting));
+  const int before = services.Setting(setting);
   services.SetSetting(setting, value);
+  const int after = services.Setting(setting);
+  if (after != before) services.SettingChanged(setting, before, after, *m.s_.synth);
+  return before;
+}
+
+int MacroStatements::Exchange(ZKMacro& m, ScriptSetting setting, std::int32_t value) {
+  SetX(m.s_, ChangeSetting(m, setting, value));
   return 0;
 }
 
@@ -198,7 +208,7 @@ int MacroStatements::ExchangeDefaultChannel(ZKMacro& m, const Op& op) {
 }
 
 int MacroStatements::ClearManualDumps(ZKMacro& m, const Op&) {
-  m.s_.session->services.SetSetting(ScriptSetting::ReceiveManualBulkDumps, 0);
+  ChangeSetting(m, ScriptSetting::ReceiveManualBulkDumps, 0);
   return 0;
 }
 
@@ -341,7 +351,7 @@ int MacroStatements::MessageBox(ZKMacro& m, const Op& op) {
            "Cancel transmission, configure the instrument, and resend the SysEx\n\n"
            "For information on transferring SysEx, see device Fast Tips.";
   }
-  if (!text.empty()) s.session->services.DisplayMessage(text, s.session->context);
+  if (!text.empty()) s.session->Show(text);
   return 0;
 }
 

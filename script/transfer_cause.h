@@ -24,6 +24,7 @@ enum class TransferCause {
   kNotTaken,       // the instrument refused what was sent
   kSendFailed,     // the transmission ended without a result
   kNothingReceived,
+  kScriptStopped,  // a script was ended before its own end, see the result's text
   kCode,
   // After the last byte was handed over.
   kPortFailed,  // the output port gave up messages it had taken

@@ -81,6 +81,9 @@ struct TransferContext {
   bool stopBankLoop = false;
   int failedPatch = -1;  // the first that failed; -1: none
 
+  // What became of the last script when it was ended before its own end (ScriptStopText); empty: it ran to its end.
+  std::string scriptStop;
+
   // Called on the transfer's thread after every patch of a transmission; may be empty.
   std::function<void()> patchDone;
 

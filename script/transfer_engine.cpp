@@ -87,6 +87,8 @@ void Transfer::Press(TransferState button) {
   if (button == TransferState::Running || !Running()) return;
   receivedSomething_ = context_.receivedBytes > 0;
   context_.state = button;
+  // A script that pressed a button itself does not look at the state any more.
+  if (button != TransferState::Ok) context_.cancel.Cancel();
   context_.wake.Cancel();
 }
 
@@ -486,7 +488,7 @@ int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& c
   int result = -1;
   for (const int patch : patches) {
     if (context.cancel.Cancelled() || context.state.load() >= TransferState::Cancel || context.portGone ||
-        context.stopBankLoop) {
+        context.stopBankLoop || !context.scriptStop.empty()) {
       break;
     }
     const int flags = (patch == patches.front() ? 1 : 0) | (patch == patches.back() ? 2 : 0);

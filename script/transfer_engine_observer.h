@@ -27,7 +27,8 @@ struct TransferResult {
   int entry = -1;                              // the same as its type counts
   // For sentences, single bytes: instrument and data.
   std::string what;
-  std::string port;  // UTF-8: the port of a port cause; empty: it has none
+  std::string scriptStop;  // ScriptStopText of the script that was stopped; empty: none was
+  std::string port;        // UTF-8: the port of a port cause; empty: it has none
 };
 
 // What a window or the command line sees of one transfer.  Calls come, one at a time and in order, on the thread that

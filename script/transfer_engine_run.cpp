@@ -165,7 +165,7 @@ bool TransferRun::ReceiveOnePatch(int patch) {
   context_.timedOut = false;
   const bool received = MidiIODataFileFn(TransferOperation::kReceive, patch) != 0;
   if (!received) {
-    if (Stopped()) return false;
+    if (Stopped() || !context_.scriptStop.empty()) return false;
     const bool goesOn = (synth_->optionBits & 8) || context_.timedOut ||
                         engine_.services().Setting(ScriptSetting::ProgramType) == kHostedProgram;
     if (goesOn) ReportProgress();
@@ -264,6 +264,7 @@ int TransferRun::RunReceiveScript(int patch) {
     }
     if (context_.portGone) return transfer_code::kNoResponse;
     if (Stopped()) return transfer_code::kNothing;
+    if (!context_.scriptStop.empty()) return r;
     // The instrument's error message in the middle of the data is no success.
     if (context_.cancelledByPattern && r >= 0 && r < wanted) return transfer_code::kRejected;
     const bool mayRetry = context_.state.load() == TransferState::Running;
@@ -298,6 +299,7 @@ int TransferRun::CheckReceived(int r, int patch) {
 
 std::string TransferRun::ErrorText(int r) const {
   std::string text(MidiErrorMsg(r));
+  if (!context_.scriptStop.empty()) text = "The script was " + context_.scriptStop + "!";
   if (text.empty()) return text;
   text += "\r\nwhen receiving a " + FieldText(synth_->shortName) + " " + FieldText(synth_->typeName);
   if (context_.patchByPatch && copy_->emptyMap) {
@@ -425,9 +427,11 @@ TransferCause TransferRun::CauseOf(TransferOperation operation, int r) const {
     return wasThere ? TransferCause::kPortLost : TransferCause::kPortNeverOpen;
   }
   const TransferState state = context_.state.load();
-  if (state == TransferState::Cancel || state == TransferState::CancelAll || context_.cancel.Cancelled())
+  if (state == TransferState::Cancel || state == TransferState::CancelAll || context_.cancel.Cancelled() ||
+      engine_.services().Quitting())
     return TransferCause::kCancelled;
   if (missingScript_) return TransferCause::kNoScript;
+  if (!context_.scriptStop.empty()) return TransferCause::kScriptStopped;
   if (context_.sendFailed) return TransferCause::kPortRefused;
   if (receive) return MidiErrorMsg(r).empty() ? TransferCause::kNothingReceived : TransferCause::kCode;
   if (r < 0 && synth_ && !UsesCommandSequence(*synth_)) return TransferCause::kNotTaken;
@@ -443,6 +447,7 @@ void TransferRun::Finish() {
     result_.cause = CauseOf(result_.operation, result_.code);
   }
   result_.what = transfer_->what_;
+  if (!result_.ok) result_.scriptStop = context_.scriptStop;
   result_.port = result_.operation == TransferOperation::kReceive ? transfer_->inPortName_ : transfer_->outPortName_;
   if (result_.ok) result_.patch = -1;
   if (result_.patch >= 0) result_.entry = EntryOf(result_.patch);

@@ -11,6 +11,7 @@
 #include "services/paths.h"
 #include "services/program_midi.h"
 #include "services/registry.h"
+#include "services/script_settings.h"
 #include "services/settings.h"
 #include "services/single_instance.h"
 #include "services/window_counters.h"
@@ -48,6 +49,7 @@ struct Program::Parts final : DiskHooks {
   Registry registry;
   Paths paths;
   Settings settings;
+  ScriptChanges scriptChanges{settings};
   SingleInstanceManager singleInstances;
   WindowPlaces places;
   WindowCounters counters;
@@ -98,6 +100,9 @@ WindowCounters& Program::windowCounters() {
 }
 ZKAppVars& Program::appVars() {
   return parts_->appVars;
+}
+ScriptChanges& Program::scriptChanges() {
+  return parts_->scriptChanges;
 }
 ScriptAppState& Program::scriptState() {
   return parts_->scriptState;
@@ -155,7 +160,8 @@ std::unique_ptr<ProgramMidi> Program::MakeMidi(Clock& clock, Dispatcher& dispatc
 }
 
 ProgramShared Program::Shared() {
-  return {parts_->settings, parts_->paths, parts_->scriptState, parts_->appVars, prompts_, parts_->disk};
+  return {parts_->settings, parts_->paths, parts_->scriptChanges, parts_->scriptState,
+          parts_->appVars,  prompts_,      parts_->disk};
 }
 
 // ---- what the rooms above plug in

@@ -26,6 +26,7 @@ struct ProgramShared;
 class Prompts;
 class Registry;
 class ScriptAppState;
+class ScriptChanges;
 class ScriptBridge;
 class ScriptRouter;
 class Settings;
@@ -70,6 +71,7 @@ class Program {
   WindowCounters& windowCounters();
   ZKAppVars& appVars();
   ScriptAppState& scriptState();
+  ScriptChanges& scriptChanges();
   DataFileObservers& dataFileObservers();
   DiskAccess& disk();
   Jobs& jobs();

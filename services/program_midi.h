@@ -21,6 +21,7 @@ namespace tonalith {
 struct ProgramShared {
   Settings& settings;
   Paths& paths;
+  ScriptChanges& scriptChanges;
   ScriptAppState& scriptState;
   ZKAppVars& appVars;
   Prompts& prompts;

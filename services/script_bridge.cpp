@@ -17,43 +17,6 @@ constexpr std::int64_t kOwnerTimeoutMs = 5000;
 // Tables that scripts may still run from.
 constexpr std::size_t kFormerTables = 64;
 
-std::optional<SettingId> SettingOf(ScriptSetting setting) {
-  switch (setting) {
-    case ScriptSetting::DefaultOutPort:
-      return SettingId::MainPortOut;
-    case ScriptSetting::DefaultInPort:
-      return SettingId::MainPortIn;
-    case ScriptSetting::DefaultMidiChannel:
-      return SettingId::MainMidiChannel;
-    case ScriptSetting::EchoMode:
-      return SettingId::MainEchoMode;
-    case ScriptSetting::IncludeRealTimeEvents:
-      return SettingId::MainIncludeRealTimeEvents;
-    case ScriptSetting::BankRespondToPatchChange:
-      return SettingId::MainBankRespondToPatchChange;
-    case ScriptSetting::UpdatePatch:
-      return SettingId::MainUpdatePatch;
-    case ScriptSetting::AutoSenseOnProgramExecution:
-      return SettingId::MainAutoSenseOnProgramExecution;
-    case ScriptSetting::UseSynchronizedEditing:
-      return SettingId::MainUseSynchronizedEditing;
-    case ScriptSetting::ActivateOnMouseOver:
-      return SettingId::MainActivateOnMouseOver;
-    case ScriptSetting::ReceiveManualBulkDumps:
-      return SettingId::MainReceiveManualBulkDumps;
-    case ScriptSetting::Delay:
-      return SettingId::MainDelay;
-    case ScriptSetting::ShowTransmitWindow:
-      return SettingId::MainShowTransmitWindow;
-    case ScriptSetting::MidiDelay:
-    case ScriptSetting::ProgramType:
-    case ScriptSetting::Environment:
-    case ScriptSetting::DeleteStudioOnExit:
-      break;
-  }
-  return std::nullopt;
-}
-
 bool IsDefaultPort(ScriptSetting setting) {
   return setting == ScriptSetting::DefaultOutPort || setting == ScriptSetting::DefaultInPort;
 }
@@ -66,6 +29,7 @@ ScriptBridge::ScriptBridge(MidiPortSystem& midi, const Program& program, ScriptP
       settings_(program.settings),
       paths_(program.paths),
       dispatcher_(program.dispatcher),
+      changes_(program.changes),
       appState_(program.appState),
       host_(program.host),
       ports_(ports) {}
@@ -189,6 +153,11 @@ void ScriptBridge::SetSetting(ScriptSetting setting, int value) {
   } else if (setting == ScriptSetting::DeleteStudioOnExit) {
     deleteStudioOnExit_.store(value);
   }
+}
+
+void ScriptBridge::SettingChanged(ScriptSetting setting, int before, int after, const Synth& by) {
+  const auto id = SettingOf(setting);
+  if (id) changes_.Note(Latin1ToUtf8(FieldText(by.shortName) + " " + FieldText(by.typeName)), *id, before, after);
 }
 
 int ScriptBridge::PreferencesInt(std::string_view section, std::string_view key, int fallback) {

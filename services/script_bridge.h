@@ -16,6 +16,7 @@
 #include "script/transfer_engine_services.h"
 #include "services/hosts.h"
 #include "services/paths.h"
+#include "services/script_settings.h"
 #include "services/settings.h"
 
 namespace tonalith {
@@ -42,6 +43,7 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
     Settings& settings;
     Paths& paths;
     Dispatcher& dispatcher;
+    ScriptChanges& changes;
     ScriptAppState& appState;
     ScriptHost& host;
   };
@@ -58,6 +60,8 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   // The disk file that "DR", "DS" and "DZ" read: its bytes, or none.
   void OpenDiskFile(std::vector<std::uint8_t> bytes);
   void CloseDiskFile();
+  // From now on scripts and transfers end when the token is set, as at the end of the program.  Before scripts run.
+  void EndScriptsWith(const CancelToken& interrupt) { interrupt_ = interrupt; }
   // The program ends: scripts stop at their next look.
   void SetQuitting();
   int DeleteStudioOnExit() const { return deleteStudioOnExit_.load(); }
@@ -76,6 +80,7 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   void OpenPortDialog(MidiDirection direction) override;
   int Setting(ScriptSetting setting) override;
   void SetSetting(ScriptSetting setting, int value) override;
+  void SettingChanged(ScriptSetting setting, int before, int after, const Synth& by) override;
   int PreferencesInt(std::string_view section, std::string_view key, int fallback) override;
   std::string PreferencesText(std::string_view section, std::string_view key) override;
   bool HasMacroTable() const override;
@@ -88,7 +93,8 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   ScriptHost* Host() override { return &host_; }
   void QuitApp() override;
   void OpenUrl(const std::string& url) override;
-  bool Quitting() const override { return quitting_.load(); }
+  std::int64_t ScriptLimitMs() override { return settings_.Value(SettingId::MainScriptSeconds) * std::int64_t{1000}; }
+  bool Quitting() const override { return quitting_.load() || interrupt_.Cancelled(); }
 
   // TransferPreferences
   int PatchBayDelay() const override { return settings_.Value(SettingId::MainPatchBayDelay); }
@@ -107,10 +113,12 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   Settings& settings_;
   Paths& paths_;
   Dispatcher& dispatcher_;
+  ScriptChanges& changes_;
   ScriptAppState& appState_;
   ScriptHost& host_;
   ScriptPorts ports_;
   CancelToken quit_;
+  CancelToken interrupt_;
   std::atomic<std::int64_t> receiveTimeoutMs_{0};
   std::atomic<DocumentsHost*> documents_{nullptr};
   std::atomic<TransferWindowsHost*> windows_{nullptr};

@@ -91,15 +91,12 @@ struct ScriptRouter::State {
   bool Registered(std::int64_t id) const {
     return std::any_of(entries.begin(), entries.end(), [id](const Entry& entry) { return entry.id == id; });
   }
-  // Nothing is brought to the user-interface thread from here now.
-  bool Deaf() const { return closed || (waiting > 0 && !dispatcher.OnTargetThread()); }
 
   Dispatcher& dispatcher;  // not used once closed
   mutable std::mutex mutex;
   WaitPoint changed;
   std::vector<Entry> entries;  // the current one of a kind stands last
   std::int64_t nextId = 1;
-  int waiting = 0;  // nested WaitsForScripts
   bool closed = false;
   bool testEventExists = false;
   bool testEventSignalled = false;
@@ -207,19 +204,6 @@ void ScriptRouter::MakeCurrent(const Registration& registration) {
 
 // ---- when nobody answers
 
-ScriptRouter::WaitsForScripts::WaitsForScripts(ScriptRouter& router) : router_(router) {
-  {
-    std::lock_guard guard(router_.state_->mutex);
-    ++router_.state_->waiting;
-  }
-  router_.state_->changed.NotifyAll();
-}
-
-ScriptRouter::WaitsForScripts::~WaitsForScripts() {
-  std::lock_guard guard(router_.state_->mutex);
-  --router_.state_->waiting;
-}
-
 void ScriptRouter::Close() {
   {
     std::lock_guard guard(state_->mutex);
@@ -232,7 +216,7 @@ void ScriptRouter::Close() {
 
 bool ScriptRouter::Has(ScriptReceiver receiver) const {
   std::lock_guard guard(state_->mutex);
-  if (state_->Deaf()) return false;
+  if (state_->closed) return false;
   return std::any_of(state_->entries.begin(), state_->entries.end(),
                      [receiver](const Entry& entry) { return entry.receiver == receiver; });
 }
@@ -254,7 +238,7 @@ std::int64_t ScriptRouter::Send(ScriptReceiver receiver, const ScriptMessage& me
   if (!state_->dispatcher.Post(QueuedCall(state_, call, id))) return 0;
   std::unique_lock lock(state_->mutex);
   state_->changed.WaitUntil(lock, kNever, cancel, [&] {
-    return call->stage == Stage::kDone || state_->Deaf() || (call->stage == Stage::kWaiting && !state_->Registered(id));
+    return call->stage == Stage::kDone || state_->closed || (call->stage == Stage::kWaiting && !state_->Registered(id));
   });
   if (call->stage != Stage::kDone) {
     call->stage = Stage::kAbandoned;
@@ -326,7 +310,7 @@ void ScriptRouter::AwaitTestEvent(const CancelToken& cancel) {
   if (state_->dispatcher.OnTargetThread()) return;
   std::unique_lock lock(state_->mutex);
   state_->changed.WaitUntil(lock, kNever, cancel, [&] {
-    return state_->testEventSignalled || !state_->testEventExists || state_->Deaf() ||
+    return state_->testEventSignalled || !state_->testEventExists || state_->closed ||
            !state_->Find(ScriptReceiver::EditorDocument, 0);
   });
 }

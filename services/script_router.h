@@ -20,9 +20,9 @@ using ScriptHandler = std::function<std::int64_t(const ScriptMessage& message)>;
 // A receiver registers its handler on the user-interface thread and is called there.  Of several that registered for
 // the same receiver (two editors) the one that registered last, or was made current last, is meant.  Scripts call from
 // any thread: the request is brought to the user-interface thread and the script waits for the answer.  It gets the
-// answer 0 and goes on when nobody is there, when the receiver went away before its turn, when its cancel token is set,
-// when the program ends, and while the user-interface thread itself waits for a script's thread (see WaitsForScripts);
-// a handler that has begun then goes on with a copy of its own, and what it answers is dropped.
+// answer 0 and goes on when nobody is there, when the receiver went away before its turn, when its cancel token is set
+// and when the program ends; a handler that has begun then goes on with a copy of its own, and what it answers is
+// dropped.
 // A posted message is a value: it is queued, keeps the order in which a thread posted, and is dropped when the receiver
 // it was meant for is gone.
 class ScriptRouter final : public ScriptHost {
@@ -59,19 +59,6 @@ class ScriptRouter final : public ScriptHost {
   // From now on this one is meant among those that registered for the same receiver.
   void MakeCurrent(const Registration& registration);
 
-  // While one lives, the user-interface thread waits for a thread that may run a script: requests are answered 0 at
-  // once, also those under way.  Nests.  On the user-interface thread.
-  class WaitsForScripts {
-   public:
-    explicit WaitsForScripts(ScriptRouter& router);
-    ~WaitsForScripts();
-    WaitsForScripts(const WaitsForScripts&) = delete;
-    WaitsForScripts& operator=(const WaitsForScripts&) = delete;
-
-   private:
-    ScriptRouter& router_;
-  };
-
   // The program ends: every request is answered 0 from now on.  Any thread.
   void Close();
 
@@ -86,7 +73,7 @@ class ScriptRouter final : public ScriptHost {
   bool IsPatchEditor(std::int64_t component) const override;
   bool HasTestEvent() const override;
   void ResetTestEvent() override;
-  // Ends also when no editor document is registered any more, and while requests are answered 0.
+  // Ends also when no editor document is registered any more, and at the end of the program.
   void AwaitTestEvent(const CancelToken& cancel) override;
 
  private:

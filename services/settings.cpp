@@ -31,7 +31,7 @@ constexpr SettingInfo kSettings[] = {
    SettingRule::rule,                                                                             \
    SettingPage::page,                                                                             \
    label},
-    TONALITH_NUMBER_SETTINGS(TONALITH_ROW)
+    TONALITH_ALL_NUMBER_SETTINGS(TONALITH_ROW)
 #undef TONALITH_ROW
 };
 
@@ -182,7 +182,10 @@ std::size_t WholeFields(std::size_t size) {
   const auto take = [&](std::size_t first, std::size_t bytes) {
     if (first == end && first + bytes <= size) end = first + bytes;
   };
-  for (const SettingInfo& row : kSettings) take(row.offset, row.type == SettingType::U8 ? 1 : 2);
+  const auto takeNumbers = [&] {
+    for (const SettingInfo& row : kSettings) take(row.offset, row.type == SettingType::U8 ? 1 : 2);
+  };
+  takeNumbers();
   take(offsetof(Config, startUpOption), 1);
 #define TONALITH_ROW(accessor, field, entries, highest) take(offsetof(Config, field), sizeof(Config::field));
   TONALITH_ARRAY_SETTINGS(TONALITH_ROW)
@@ -194,6 +197,7 @@ std::size_t WholeFields(std::size_t size) {
   for (const TextSettingInfo& row : kTextSettings) take(row.offset, row.size);
   for (std::size_t i = 0; i < kSequenceFiles; ++i)
     take(offsetof(Config, seqPathFile) + i * kConfigPathSize, kConfigPathSize);
+  takeNumbers();  // those behind everything else
   return end;
 }
 

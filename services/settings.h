@@ -38,7 +38,7 @@ enum class SettingPage : std::uint8_t {
 
 enum class SettingId : std::uint16_t {
 #define TONALITH_ROW(accessor, ...) accessor,
-  TONALITH_NUMBER_SETTINGS(TONALITH_ROW)
+  TONALITH_ALL_NUMBER_SETTINGS(TONALITH_ROW)
 #undef TONALITH_ROW
 };
 
@@ -74,6 +74,9 @@ struct Config {
   TONALITH_TEXT_SETTINGS(TONALITH_ROW)
 #undef TONALITH_ROW
   char seqPathFile[kSequenceFiles][kConfigPathSize];
+#define TONALITH_ROW(accessor, field, type, ...) type field;
+  TONALITH_LATER_NUMBER_SETTINGS(TONALITH_ROW)
+#undef TONALITH_ROW
 };
 #pragma pack(pop)
 static_assert(sizeof(Config) < 65536 && offsetof(Config, size) == 6);
@@ -163,7 +166,7 @@ class Settings {
   int accessor(int value) {                    \
     return Access(SettingId::accessor, value); \
   }
-  TONALITH_NUMBER_SETTINGS(TONALITH_ROW)
+  TONALITH_ALL_NUMBER_SETTINGS(TONALITH_ROW)
 #undef TONALITH_ROW
 
   // The same for one entry of an array; 0 for an index outside.

@@ -66,7 +66,7 @@
   X(MainAutoAddRomBanks, autoAddRomBanks, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Add ROM banks to new Sets") \
   X(MainBankSplitInGroup, bankSplitInGroup, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Split bank views in Sets") \
   X(MainApplicationControlBar, applicationControlBar, U8, nullptr, nullptr, 1, 0, 1, Plain, Miscellaneous, "Show the control bar") \
-  X(MainPchPopupSelect, pchPopupSelect, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Ask for the patch number on transfers") \
+  X(MainPchPopupSelect, pchPopupSelect, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Ask for the patch number on transfers") \
   X(MainMidiMonitorOpen, midiMonitorOpen, U8, "Preferences", "Open Monitor View", 0, 0, 1, Plain, None, "Open the MIDI monitor at start") \
   X(MainDBaseOpen, dBaseOpen, U8, "Preferences", "Open Collection View", 0, 0, 1, Plain, None, "Open the Collection window at start") \
   X(MainFileListOpen, fileListOpen, U8, "Preferences", "Open Set View", 0, 0, 1, Plain, None, "Open the Set window at start") \
@@ -151,4 +151,12 @@
   X(MainSeqPort, seqPort, 16, 255) \
   X(MainSeqChannel, seqChannel, 16, 15) \
   X(MainTonesData, tonesData, 24, 127)
+
+// Number settings that came later: rows are added behind the last one, and their fields lie behind everything else.
+#define TONALITH_LATER_NUMBER_SETTINGS(X) \
+  X(MainScriptSeconds, scriptSeconds, U8, nullptr, nullptr, 5, 1, 250, Plain, Midi, "Seconds a script may compute without waiting")
+
+#define TONALITH_ALL_NUMBER_SETTINGS(X) \
+  TONALITH_NUMBER_SETTINGS(X) \
+  TONALITH_LATER_NUMBER_SETTINGS(X)
 // clang-format on

@@ -41,6 +41,7 @@ constexpr Row kRows[] = {
     {Kind::kGet, Cause::kPortRefused, When::kAlways,
      "The request for the {what} could not be sent: the MIDI OUT port does not take data."},
     {Kind::kGet, Cause::kNoScript, When::kAlways, "No Command Sequence to Receive Data"},
+    {Kind::kGet, Cause::kScriptStopped, When::kAlways, "The script that receives the {what} was {detail}."},
     {Kind::kGet, Cause::kNothingReceived, When::kAlways, "No data was received for the {what}."},
     {Kind::kGet, Cause::kCode, When::kAlways, "{code} when receiving a {what}{entry}"},
     {Kind::kGet, Cause::kStopped, When::kAlways, "{detail}"},
@@ -66,6 +67,9 @@ constexpr Row kRows[] = {
     {Kind::kSend, Cause::kPortRefused, When::kAlways,
      "The {what} could not be sent: the MIDI OUT port does not take data."},
     {Kind::kSend, Cause::kNoScript, When::kAlways, "No Command Sequence to Transmit Data"},
+    {Kind::kSend, Cause::kScriptStopped, When::kBegun,
+     "The script that sends the {what} was {detail}; the instrument may hold a part of it."},
+    {Kind::kSend, Cause::kScriptStopped, When::kAlways, "The script that sends the {what} was {detail}."},
     {Kind::kSend, Cause::kNotTaken, When::kAlways, "The instrument did not take the {what}."},
     {Kind::kSend, Cause::kSendFailed, When::kAlways, "** TRANSMISSION ERROR **"},
     {Kind::kSend, Cause::kCode, When::kAlways, "{code} when sending a {what}{entry}"},
@@ -162,6 +166,7 @@ TransferFacts FactsOf(const TransferResult& result) {
   facts.patchesDone = result.patchesDone;
   facts.patchesToDo = result.patchesToDo;
   facts.port = result.port;
+  facts.detail = result.scriptStop;
   return facts;
 }
 

@@ -137,7 +137,7 @@ void ZKBasics::RemovePortListener(int id) {
   int ZKBasics::accessor(int value) {           \
     return program_.settings().accessor(value); \
   }
-TONALITH_NUMBER_SETTINGS(TONALITH_ROW)
+TONALITH_ALL_NUMBER_SETTINGS(TONALITH_ROW)
 #undef TONALITH_ROW
 #define TONALITH_ROW(accessor, ...)                    \
   int ZKBasics::accessor(int index, int value) {       \

@@ -96,7 +96,7 @@ class ZKBasics {
 
   // ---- settings: a value of 0 or more stores, -1 reads
 #define TONALITH_ROW(accessor, ...) int accessor(int value);
-  TONALITH_NUMBER_SETTINGS(TONALITH_ROW)
+  TONALITH_ALL_NUMBER_SETTINGS(TONALITH_ROW)
 #undef TONALITH_ROW
 #define TONALITH_ROW(accessor, ...) int accessor(int index, int value);
   TONALITH_ARRAY_SETTINGS(TONALITH_ROW)

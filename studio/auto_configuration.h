@@ -109,7 +109,7 @@ struct AutoConfigTask {
   bool countsFromOne = false;  // device IDs are shown one higher
   DeviceInquiry inquiry;
   PreDeviceInquiry before;
-  std::string helpFile;  // opened when nothing is found; may be empty
+  std::string helpFile;  // offered when nothing is found; may be empty
   // Data the request search asks for; null: there is nothing to ask for.
   DataFilePtr request;
   int channelLow = 0;  // SysEx channels it tries

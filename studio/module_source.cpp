@@ -280,11 +280,15 @@ Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, con
     return numbers[static_cast<std::size_t>(std::clamp(line, 1, static_cast<int>(numbers.size())) - 1)];
   };
   const CompileResult compiled = CompileScript(text);
-  if (!compiled.ok()) return SourceFailure(found->first, place(compiled.line + 1), compiled.report);
-  for (const LintWarning& warning : Lint(text)) {
-    Result result = mistakes(SourceFailure(found->first, place(warning.line), warning.text));
+  // The lint names everything that keeps the script from compiling, and more.
+  const std::vector<LintWarning> warnings = Lint(text);
+  for (const LintWarning& warning : warnings) {
+    const std::string where = "character " + std::to_string(warning.character) + ": ";
+    Result result = mistakes(SourceFailure(found->first, place(warning.line), where + warning.text));
     if (!result.ok()) return result;
   }
+  if (!compiled.ok() && warnings.empty())
+    return SourceFailure(found->first, place(compiled.line + 1), compiled.report);
   *code = compiled.code;
   return Result::Success();
 }

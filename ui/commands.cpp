@@ -94,6 +94,8 @@ constexpr CommandRow kCommandRows[] = {
      kFrame, false},
     {CommandId::MidiOutPorts, MenuId::Midi, "MIDI &Out Ports...", "", "Choose the ports the program sends to", kFrame,
      false},
+    {CommandId::MidiUndoSettingsChange, MenuId::Midi, "&Undo Settings Change", "",
+     "Put back the preferences that the last script of an instrument changed", kFrame, false},
     {CommandId::None, MenuId::Midi, "", "", "", kFrame, false},
     {CommandId::PlayNote1, MenuId::Midi, "Note &1", "Ctrl+1", "Play note 1 on the instrument of the active window",
      kFrame, false, "&Audition Notes"},

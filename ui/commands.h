@@ -52,6 +52,7 @@ enum class CommandId : int {
   MidiCancelTransmit = 402,
   MidiInPorts = 405,
   MidiOutPorts = 406,
+  MidiUndoSettingsChange = 411,
   MidiPanic = 35774,
   PlayNote1 = 421,
   PlayNote2 = 422,

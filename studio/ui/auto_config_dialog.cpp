@@ -131,6 +131,7 @@ void DrvAutoConfig::Build() {
 
   auto* buttons = new QDialogButtonBox;
   setPorts_ = buttons->addButton(tr("&Set Ports..."), QDialogButtonBox::ActionRole);
+  help_ = buttons->addButton(tr("Show &Help"), QDialogButtonBox::HelpRole);
   again_ = buttons->addButton(tr("&Try Again"), QDialogButtonBox::ActionRole);
   cancelAll_ = buttons->addButton(tr("Cancel &All"), QDialogButtonBox::ActionRole);
   cancel_ = buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
@@ -139,6 +140,8 @@ void DrvAutoConfig::Build() {
   connect(cancel_, &QPushButton::clicked, this, &DrvAutoConfig::OnCancel);
   connect(cancelAll_, &QPushButton::clicked, this, &DrvAutoConfig::OnCancelAll);
   connect(close_, &QPushButton::clicked, this, &QDialog::accept);
+  // Nothing is opened unasked: the file is the module's.
+  connect(help_, &QPushButton::clicked, this, [this] { services_.openFile(result_.helpFile); });
   connect(again_, &QPushButton::clicked, this, [this] { StartSearch(); });
   connect(setPorts_, &QPushButton::clicked, this, [this] {
     accept();
@@ -247,7 +250,6 @@ void DrvAutoConfig::Finished(AutoConfigResult result) {
     return;
   }
   close_->setFocus();
-  if (!found_ && !result_.helpFile.empty() && services_.openFile) services_.openFile(result_.helpFile);
 }
 
 void DrvAutoConfig::UpdateButtons() {
@@ -255,6 +257,7 @@ void DrvAutoConfig::UpdateButtons() {
   cancelAll_->setVisible(searching_);
   close_->setVisible(!searching_);
   again_->setVisible(!searching_ && !found_);
+  help_->setVisible(!searching_ && !found_ && !result_.helpFile.empty() && static_cast<bool>(services_.openFile));
   setPorts_->setVisible(!searching_ && !found_ && static_cast<bool>(services_.setPorts));
   words_->setVisible(!searching_);
   remaining_->setVisible(searching_);

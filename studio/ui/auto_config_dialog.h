@@ -97,7 +97,8 @@ class DrvAutoConfig final : public QDialog {
   QLabel* answersTitle_ = nullptr;
   QListWidget* answers_ = nullptr;
   QProgressBar* bar_ = nullptr;
-  QPushButton *cancel_ = nullptr, *cancelAll_ = nullptr, *again_ = nullptr, *setPorts_ = nullptr, *close_ = nullptr;
+  QPushButton *cancel_ = nullptr, *cancelAll_ = nullptr, *again_ = nullptr, *setPorts_ = nullptr, *close_ = nullptr,
+              *help_ = nullptr;
 };
 
 }  // namespace tonalith

@@ -21,7 +21,8 @@ RunOutput RunScriptCommand(const std::string& script, std::vector<std::string> a
   std::ostringstream out;
   std::ostringstream err;
   RunOutput output;
-  output.status = RunRun(args, in, out, err);
+  CliEnvironment environment{in, out, err, Folders::Below("/nonexistent")};
+  output.status = RunRun(environment, args);
   output.out = out.str();
   output.err = err.str();
   return output;

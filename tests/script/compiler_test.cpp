@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "random_programs.h"
 #include "script/lint.h"
 #include "script/listing.h"
 #include "script/statement_table.h"
@@ -250,6 +251,8 @@ TEST(Compiler, ReportsShiftNumberAndSentence) {
       {"MX ! 1", 99, "Error at Line 1, Character 4\nError #6: Invalid Assignment Opcode\n! 1"},
       {"IF 1", 99, "Error at Line 1, Character 4\nError #7: End of Macro Buffer\n1"},
       {"A T", 99, "Error at Line 1, Character 4\nError #0: \n"},
+      {"A  SLEEP 5", 1, "Error at Line 1, Character 4\nError #2: Unknown Character\nSLEEP 5"},
+      {"A T 5", 1, "Error at Line 1, Character 3\nError #2: Unknown Character\nT 5"},
       {"O", 99, "Error at Line 1, Character 1\nError #-1: \nO"},
   };
   for (const auto& c : cases) EXPECT_EQ(CompileScript(c.source, c.capacity).report, c.report) << c.source;
@@ -283,6 +286,15 @@ TEST(Lint, NamesDoubtfulPlaces) {
       {"IF X FLOAT X IFX", "1:6: FLOAT inside a condition"},
       {"TableClr 1", "1:1: TableClr compiles to the code of TableInit"},
       {"setval 3-4", "1:9: \"-\" between operands"},
+      {"IF X T 1 ]", "1:1: the condition is never closed by an IFX"},
+      {"IF X IFG Y T 1 IFE L 2 [ IFN V3 BREAK IFX ] ]", ""},
+      {"S 1 { F6 } TR 1 ]", "1:12: TR stages a request that no R behind it sends"},
+      {"L 3 [ L 2 [ R 5 ] TR 7 ] ]", ""},
+      {"L 3 [ TR 7 RA 1 6 ] TR 7 MACRO 1 TR 7 RCOMM ]", ""},
+      {"BREAK ]", "1:1: BREAK outside a loop"},
+      {"L 2 [ T 1 ] BREAK ]", "1:13: BREAK outside a loop"},
+      {"S 3 { F0 ; the end\n7E F7 } T ]", "1:10: a comment between data bytes"},
+      {"S 3 { F0 7E F7 ; the end\n} T ; of it\n]", ""},
   };
   for (const auto& c : cases) {
     const std::vector<LintWarning> warnings = Lint(c.source);
@@ -293,6 +305,107 @@ TEST(Lint, NamesDoubtfulPlaces) {
     ASSERT_FALSE(warnings.empty()) << c.source;
     EXPECT_EQ(FormatLintWarning(warnings[0]).rfind(c.warning, 0), 0u) << c.source << "\n"
                                                                       << FormatLintWarning(warnings[0]);
+  }
+}
+
+// One run names them all, and what follows a fault is looked at as if it were not there.
+TEST(Lint, GoesOnBehindEveryFault) {
+  const char* const source =
+      "PLUGH 3 5 V2\n"
+      "T 5 ? 6 GP 1\n"
+      "S 3 { F0 1FF F7 } T\n"
+      "FOO 3 OTHER\n"
+      "IF 5\n"
+      "MX ! 3 STOP 3 5\n"
+      "TR 5 L 3 [ BREAK ] BREAK\n"
+      "S 3 { F0 ; comment\n"
+      "7E ; and another\nF7 }\n"
+      "IF V0 setval 3 -1\n"
+      "QUUX T";
+  std::string all;
+  for (const LintWarning& warning : Lint(source)) all += FormatLintWarning(warning) + "\n";
+  EXPECT_EQ(all,
+            "1:1: unknown word \"PLUGH\"\n"
+            "2:5: no statement begins with \"?\"\n"
+            "3:10: a data byte is at most FF\n"
+            "4:1: unknown word \"FOO\"\n"
+            "4:7: unknown word \"OTHER\"\n"
+            "5:4: a register or variable is expected\n"
+            "6:4: an operator of M is expected: one of + - % / > < * = @ | &\n"
+            "6:8: unknown word \"STOP\"; its beginning is compiled as S\n"
+            "7:1: TR stages a request that no R behind it sends\n"
+            "7:20: BREAK outside a loop ends the script with an error\n"
+            "8:10: a comment between data bytes: its digits and the letters A to F are read as bytes\n"
+            "9:4: a comment between data bytes: its digits and the letters A to F are read as bytes\n"
+            "11:1: the condition is never closed by an IFX\n"
+            "11:16: a number is expected before \"-\"; 0 is compiled\n"
+            "12:1: unknown word \"QUUX\"\n"
+            "12:7: the text ends where an operand is expected\n");
+  for (const char* odd : {"P", "Q\nP 5", "\t?", "\xE4\xF6", "S 99999 {", "MX\n?", "F\nB", "G", "I\n\nB", "-1 -2"})
+    EXPECT_FALSE(Lint(odd).empty()) << odd;
+  EXPECT_EQ(FormatLintWarning(Lint(std::string(kMaxScriptBytes, 'A')).back()),
+            "1:32767: the script is longer than 32767 bytes from here on");
+}
+
+// A statement of the table with some operands, as the listing writes it; empty: it is not read back.
+std::string StatementText(const StatementInfo& info, test::RandomNumbers& random) {
+  std::vector<std::uint8_t> code = {info.opcode};
+  if (info.IsFamily()) code.push_back(static_cast<std::uint8_t>(info.sub));
+  for (std::size_t i = 0; i < info.operands.count; ++i) {
+    const auto value = static_cast<std::uint8_t>(random.Below(10));
+    switch (info.operands.kind[i]) {
+      case OperandKind::Count:
+        code.insert(code.end(), {0, 0, 0, 3});
+        break;
+      case OperandKind::DataBytes:
+        code.insert(code.end(), {0xF0, value, 0xF7});
+        break;
+      case OperandKind::ReadVar:
+      case OperandKind::WriteVar:
+      case OperandKind::UpdateVar:
+      case OperandKind::Byte:
+      case OperandKind::Operator:
+        code.push_back(value);
+        break;
+      default:
+        code.push_back(random.Chance(30) ? 0x40 : 0);
+        code.insert(code.end(), {0, 0, value});
+    }
+  }
+  code.push_back(kEndOfScript);
+  const std::string text = ListScript(code).text;
+  return CompileScript(text).code == code ? text + "\n" : "";
+}
+
+void AddStatements(std::string* text, test::RandomNumbers& random, int depth) {
+  static constexpr const char* kConditions[] = {"IF X ", "IFNQ V3 5\n", "IFLQ V7 "};
+  const auto table = StatementTable();
+  for (std::uint32_t left = 1 + random.Below(8); left > 0; --left) {
+    const StatementInfo& info = table[random.Below(static_cast<std::uint32_t>(table.size()))];
+    if (depth < 4 && random.Chance(15)) {
+      *text += random.Chance(50) ? "L 3 [ " : "L V5\n[ ";
+      AddStatements(text, random, depth + 1);
+      *text += random.Chance(20) ? "BREAK ]\n" : "] ; and on\n";
+    } else if (depth < 4 && random.Chance(20)) {
+      *text += random.Of(kConditions);
+      AddStatements(text, random, depth + 1);
+      *text += random.Chance(80) ? "IFX\n" : "IFX ; closed\n";
+    } else if (info.keyword && info.condition == ConditionRole::None && info.id != Statement::L &&
+               info.id != Statement::EndBlock && info.id != Statement::BREAK && info.id != Statement::TR) {
+      *text += StatementText(info, random);
+    }
+  }
+}
+
+TEST(Lint, ValidProgramsAreNotDoubtful) {
+  for (std::uint64_t seed = 1; seed <= 1000; ++seed) {
+    test::RandomNumbers random(seed);
+    std::string text = "; a program\nS 5 { F0 43 20 09 F7 } ; asks\nTR 5 R 9\n";
+    for (int i = 0; i < 5; ++i) AddStatements(&text, random, 0);
+    text += "]\n";
+    ASSERT_TRUE(CompileScript(text).ok()) << CompileScript(text).report << text;
+    const std::vector<LintWarning> warnings = Lint(text);
+    EXPECT_TRUE(warnings.empty()) << FormatLintWarning(warnings.front()) << "\n" << text;
   }
 }
 

@@ -235,7 +235,7 @@ TEST(Interpreter, LimitsEndRunawayScripts) {
   const Bytes code = MacroRun::Compile("L 1000000000 [ L 1000000000 [ MX + 1 ] ] ]");
   {
     MacroSession session(run.services, run.context);
-    session.passesLeft = 5000;
+    session.workLimit = 5000;
     ZKMacro macro(session);
     EXPECT_EQ(macro.Run(run.synth, code, {}, 0, true, {}, false), kMacroBadCommand);
     EXPECT_GT(macro.Register(1), 4000);
@@ -244,7 +244,7 @@ TEST(Interpreter, LimitsEndRunawayScripts) {
   // Statements that look around at every pass count as well.
   {
     MacroSession session(run.services, run.context);
-    session.passesLeft = 5000;
+    session.workLimit = 5000;
     ZKMacro macro(session);
     const Bytes sends = MacroRun::Compile("L 1000000000 [ S 1 { F6 } T ] ]");
     EXPECT_EQ(macro.Run(run.synth, sends, {}, 0, true, {}, false), kMacroBadCommand);

@@ -88,7 +88,7 @@ Remains After(const Start& start, const Code& code) {
   }
   Synth synth = start.synth;
   MacroSession session(services, context);
-  session.passesLeft = start.passes;
+  session.workLimit = start.passes;
   ZKMacro macro(session);
   macro.SetFloatMode(start.floatMode);
   remains.result = macro.Run(synth, code, MacroBuffer(image, start.toldBytes), 5, true, remains.block, start.returnRet);

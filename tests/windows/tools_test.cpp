@@ -187,7 +187,7 @@ TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
   Start();
   const std::map<std::string, std::string> fields = {
 #define TONALITH_ROW(accessor, field, ...) {#accessor, #field},
-      TONALITH_NUMBER_SETTINGS(TONALITH_ROW)
+      TONALITH_ALL_NUMBER_SETTINGS(TONALITH_ROW)
 #undef TONALITH_ROW
   };
   PreferencesSheet sheet(*program_->program(), parts().options, &frame());
