@@ -25,7 +25,7 @@ struct MidiDeviceInfo {
 // Receives what comes in on one open input.  Called on the backend's input thread (one thread a backend): must not
 // block; called without any lock of the backend held. `bytes` is a piece of the raw stream in order: a short message,
 // or any part of a SysEx (possibly with real-time bytes in between); status bytes are never run together by running
-// status.
+// status.  An empty piece says that something was lost at this place of the stream.
 using MidiInputSink = std::function<void(std::span<const std::uint8_t> bytes, std::int64_t timeUs)>;
 
 // Fate of a long message: code 0 when the last byte has been handed to the port, otherwise why not.  Called without any
