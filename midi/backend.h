@@ -28,8 +28,8 @@ struct MidiDeviceInfo {
 // status.  An empty piece says that something was lost at this place of the stream.
 using MidiInputSink = std::function<void(std::span<const std::uint8_t> bytes, std::int64_t timeUs)>;
 
-// Fate of a long message: code 0 when the last byte has been handed to the port, otherwise why not.  Called without any
-// lock of the backend held.
+// Fate of what was queued: code 0 when its last byte has left a port that was connected, otherwise why not.  Called
+// without any lock of the backend held.
 using MidiSent = std::function<void(const Result& result)>;
 
 // Codes of failed operations.
@@ -42,9 +42,10 @@ inline constexpr int kMidiFailed = 1;
 // An open output of a backend.  Any one thread at a time.
 class MidiOutputHandle {
  public:
+  // Closing: what was queued and not given up leaves first, as far as that takes less than a second.
   virtual ~MidiOutputHandle() = default;
-  // A complete message of 1 to 3 bytes.
-  virtual Result SendShort(std::span<const std::uint8_t> message) = 0;
+  // A complete message of 1 to 3 bytes; `sent` (may be empty) as for long ones.
+  virtual Result SendShort(std::span<const std::uint8_t> message, MidiSent sent) = 0;
   // Queues a piece of a SysEx stream of any length; the bytes are copied or taken before the call returns.  `sent` is
   // called exactly once, from any thread, when the last byte was handed over (or the piece was given up).  The backend
   // never drops bytes silently; what it cannot take at all it refuses with kMidiNotReady.

@@ -262,7 +262,9 @@ class AlsaOutputHandle final : public MidiOutputHandle {
   AlsaOutputHandle(std::shared_ptr<AlsaBackend> owner, std::shared_ptr<AlsaOutput> output)
       : owner_(std::move(owner)), output_(std::move(output)) {}
   ~AlsaOutputHandle() override { owner_->CloseOutput(output_); }
-  Result SendShort(std::span<const std::uint8_t> message) override { return output_->Queue(message, true, {}); }
+  Result SendShort(std::span<const std::uint8_t> message, MidiSent sent) override {
+    return output_->Queue(message, true, std::move(sent));
+  }
   Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) override {
     return output_->Queue(piece, false, std::move(sent));
   }

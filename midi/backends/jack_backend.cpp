@@ -108,7 +108,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
     changed_ = std::move(changed);
   }
 
-  Result QueueShort(JackOutput& output, std::span<const std::uint8_t> message);
+  Result QueueShort(JackOutput& output, std::span<const std::uint8_t> message, MidiSent sent);
   Result QueueLong(JackOutput& output, std::span<const std::uint8_t> piece, MidiSent sent);
   void CloseOutput(const std::shared_ptr<JackOutput>& output);
   void CloseInput(const std::shared_ptr<JackInput>& input);
@@ -164,7 +164,9 @@ class JackOutputHandle final : public MidiOutputHandle {
   JackOutputHandle(std::shared_ptr<JackBackend> owner, std::shared_ptr<JackOutput> output)
       : owner_(std::move(owner)), output_(std::move(output)) {}
   ~JackOutputHandle() override { owner_->CloseOutput(output_); }
-  Result SendShort(std::span<const std::uint8_t> message) override { return owner_->QueueShort(*output_, message); }
+  Result SendShort(std::span<const std::uint8_t> message, MidiSent sent) override {
+    return owner_->QueueShort(*output_, message, std::move(sent));
+  }
   Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) override {
     return owner_->QueueLong(*output_, piece, std::move(sent));
   }
@@ -458,9 +460,9 @@ Result JackBackend::OpenInput(const std::string& id, MidiInputSink sink, std::un
   return Result::Success();
 }
 
-Result JackBackend::QueueShort(JackOutput& output, std::span<const std::uint8_t> message) {
+Result JackBackend::QueueShort(JackOutput& output, std::span<const std::uint8_t> message, MidiSent sent) {
   if (message.empty() || message.size() > 3) return Result::Failure("Not a short message.", kMidiFailed);
-  return QueueLong(output, message, {});
+  return QueueLong(output, message, std::move(sent));
 }
 
 Result JackBackend::QueueLong(JackOutput& output, std::span<const std::uint8_t> piece, MidiSent sent) {

@@ -364,10 +364,10 @@ class VirtualBackend::Core::Output final : public MidiOutputHandle {
     cable_->toPeer.maxRate = 0;
   }
 
-  Result SendShort(std::span<const std::uint8_t> message) override {
+  Result SendShort(std::span<const std::uint8_t> message, MidiSent sent) override {
     std::lock_guard lock(cable_->core->mutex);
     if (!life_->load()) return VirtualGone(cable_->name());
-    return cable_->Queue(message, {});
+    return cable_->Queue(message, std::move(sent));
   }
 
   Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) override {
