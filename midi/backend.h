@@ -18,8 +18,11 @@ struct MidiDeviceInfo {
   std::string id;  // stable for one run: what Open* takes
   std::string
       name;  // what users see and profiles keep: client and port name without numbers, twins told apart (" (2)")
-  bool own = false;      // one of our own ports
+  bool own = false;      // one of our own ports, or of another copy of the program
   bool through = false;  // a port that sends everything back ("Midi Through"); never opened by "open all"
+  // A port that stands for one of another MIDI system: the name it has there ("client:port"; only "client:" where more
+  // is not told).  Empty: none.
+  std::string bridged{};
 };
 
 // Receives what comes in on one open input.  Called on the backend's input thread (one thread a backend): must not
@@ -72,6 +75,10 @@ class MidiBackend {
   virtual std::string Name() const = 0;  // "alsa", "jack", "virtual"
   // False with a sentence when this machine has no such MIDI system; may be tried again later.
   virtual Result Start() = 0;
+  // False once the MIDI system went away since Start: Start is to be tried again.
+  virtual bool Running() const { return true; }
+  // How often the MIDI system was late since Start, where it says so.
+  virtual std::uint64_t Xruns() const { return 0; }
   // After Stop returned no callback runs any more.  Open handles become dead: sends fail with kMidiNoDevice.
   virtual void Stop() = 0;
   virtual std::vector<MidiDeviceInfo> Devices(MidiDirection direction) = 0;
