@@ -261,6 +261,11 @@ void MidiOutPort::ClosePort() {
 
 void MidiOutPort::ShutDownPort() {
   gone_.store(true);
+  {
+    std::lock_guard lock(mutex_);
+    if (!Idle() && !shared_->interrupted)
+      shared_->Failed(Result::Failure("The MIDI port " + name() + " went away.", kMidiNoDevice), queuedBytes_.load());
+  }
   EndThread();
 }
 
