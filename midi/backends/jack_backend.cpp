@@ -77,7 +77,8 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   bool MarkGone(const Session& session);
   void Close();
   Result Connect(const Session& session, JackEnd& end, bool output);
-  void Unregister(const Session& session, jack_port_t* port, std::shared_ptr<void> keep);
+  template <typename Port>
+  void Retire(const Session& session, std::shared_ptr<Port> port);
   Session Live() const;
 
   const std::string clientName_;
@@ -94,6 +95,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   std::thread feeder_;
   std::thread reader_;
   JackCaller caller_;
+  JackCaller closer_;  // of ports; waits for periods
 };
 
 class JackOutputHandle final : public MidiOutputHandle {
@@ -426,11 +428,15 @@ Result JackBackend::Connect(const Session& session, JackEnd& end, bool output) {
   return Result::Success();
 }
 
-// `keep` stays until the server has let the port go.
-void JackBackend::Unregister(const Session& session, jack_port_t* port, std::shared_ptr<void> keep) {
-  caller_.Post([session, port, keep = std::move(keep)] {
-    jack_client_t* client = session->client.load();
-    if (client && !session->serverGone.load()) jack_port_unregister(client, port);
+// Beside everybody: it takes periods, and an answer of the server.
+template <typename Port>
+void JackBackend::Retire(const Session& session, std::shared_ptr<Port> port) {
+  closer_.Post([self = shared_from_this(), session, port = std::move(port)] {
+    session->Remove(port.get());
+    self->caller_.Post([session, port] {
+      jack_client_t* client = session->client.load();
+      if (client && !session->serverGone.load()) jack_port_unregister(client, port->end.own);
+    });
   });
 }
 
@@ -442,7 +448,7 @@ Result JackBackend::OpenOutput(const std::string& id, std::unique_ptr<MidiOutput
   std::unique_lock guard(mutex_);
   if (session != session_ || !session->AddOutput(output.get())) {
     guard.unlock();
-    Unregister(session, output->end.own, output);
+    Retire(session, output);
     return Result::Failure("There is no room for more MIDI ports.", kMidiFailed);
   }
   outputs_.push_back(output);
@@ -459,7 +465,7 @@ Result JackBackend::OpenInput(const std::string& id, MidiInputSink sink, std::un
   input->serial = nextSerial_++;
   if (session != session_ || !session->AddInput(input.get())) {
     guard.unlock();
-    Unregister(session, input->end.own, input);
+    Retire(session, input);
     return Result::Failure("There is no room for more MIDI ports.", kMidiFailed);
   }
   inputs_.push_back(input);
@@ -488,9 +494,7 @@ void JackBackend::CloseOutput(const std::shared_ptr<JackOutput>& output) {
     std::lock_guard guard(mutex_);
     if (std::erase(outputs_, output)) session = session_;
   }
-  if (!session) return;
-  session->Remove(output.get());
-  Unregister(session, output->end.own, output);
+  if (session) Retire(session, output);
 }
 
 void JackBackend::CloseInput(const std::shared_ptr<JackInput>& input) {
@@ -503,9 +507,7 @@ void JackBackend::CloseInput(const std::shared_ptr<JackInput>& input) {
     std::lock_guard guard(mutex_);
     if (std::erase(inputs_, input)) session = session_;
   }
-  if (!session) return;
-  session->Remove(input.get());
-  Unregister(session, input->end.own, input);
+  if (session) Retire(session, input);
 }
 
 }  // namespace

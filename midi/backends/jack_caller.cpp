@@ -1,5 +1,7 @@
 #include "midi/backends/jack_caller.h"
 
+#include <csignal>
+
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -40,6 +42,11 @@ struct JackCaller::State {
 };
 
 void JackCaller::State::Run(const std::shared_ptr<State>& state) {
+  // A server that died must not take the program with it.
+  sigset_t pipe;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
   std::unique_lock lock(state->mutex);
   state->thread = std::this_thread::get_id();
   for (;;) {

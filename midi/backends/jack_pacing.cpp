@@ -40,7 +40,8 @@ bool JackPacing::BeginFrame() {
 }
 
 bool JackPacing::SendPeriod(JackEventBuffer& buffer) {
-  std::size_t budget = kJackPeriodBudget;
+  // Half of a buffer, so that another program that sends to the same port finds room in it too.
+  std::size_t budget = std::min(kJackPeriodBudget, std::max(buffer.Room() / 2, kShortMessage));
   const std::uint64_t dropUntil = dropUntil_.load(std::memory_order_acquire);
   bool progress = false;
   while (BeginFrame()) {

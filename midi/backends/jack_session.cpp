@@ -153,7 +153,7 @@ void JackSession::Remove(const JackInput* input) {
 // Waits until the process callback has begun anew twice, so that it no longer holds a pointer it read before.
 void JackSession::AwaitPeriod() {
   const auto begin = periods();
-  for (int i = 0; i < 400 && !serverGone.load() && !silent.load() && periods() < begin + 2; ++i) {
+  for (int i = 0; i < 400 && client.load() && !serverGone.load() && periods() < begin + 2; i += silent.load() ? 0 : 1) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }

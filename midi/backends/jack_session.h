@@ -78,7 +78,8 @@ class JackSession {
   // ---- process callback
   int Run(jack_nframes_t frames);
 
-  // ---- ports.  A port is live from Add until Remove returned; then the process callback has let go of it.
+  // ---- ports.  A port is live from Add until Remove returned; then the process callback has let go of it.  Remove
+  // waits for some periods, and for a server that stands still until it goes on.
   bool AddOutput(JackOutput* output);
   bool AddInput(JackInput* input);
   void Remove(const JackOutput* output);
