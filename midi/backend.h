@@ -18,18 +18,21 @@ struct MidiDeviceInfo {
   std::string id;  // stable for one run: what Open* takes
   std::string
       name;  // what users see and profiles keep: client and port name without numbers, twins told apart (" (2)")
-  bool own = false;      // one of our own ports
+  bool own = false;      // one of our own ports, or of another copy of the program
   bool through = false;  // a port that sends everything back ("Midi Through"); never opened by "open all"
+  // A port that stands for one of another MIDI system: the name it has there ("client:port"; only "client:" where more
+  // is not told).  Empty: none.
+  std::string bridged{};
 };
 
 // Receives what comes in on one open input.  Called on the backend's input thread (one thread a backend): must not
 // block; called without any lock of the backend held. `bytes` is a piece of the raw stream in order: a short message,
 // or any part of a SysEx (possibly with real-time bytes in between); status bytes are never run together by running
-// status.
+// status.  An empty piece says that something was lost at this place of the stream.
 using MidiInputSink = std::function<void(std::span<const std::uint8_t> bytes, std::int64_t timeUs)>;
 
-// Fate of a long message: code 0 when the last byte has been handed to the port, otherwise why not.  Called without any
-// lock of the backend held.
+// Fate of what was queued: code 0 when its last byte has left a port that was connected, otherwise why not.  Called
+// without any lock of the backend held.
 using MidiSent = std::function<void(const Result& result)>;
 
 // Codes of failed operations.
@@ -42,9 +45,10 @@ inline constexpr int kMidiFailed = 1;
 // An open output of a backend.  Any one thread at a time.
 class MidiOutputHandle {
  public:
+  // Closing: what was queued and not given up leaves first, as far as that takes less than a second.
   virtual ~MidiOutputHandle() = default;
-  // A complete message of 1 to 3 bytes.
-  virtual Result SendShort(std::span<const std::uint8_t> message) = 0;
+  // A complete message of 1 to 3 bytes; `sent` (may be empty) as for long ones.
+  virtual Result SendShort(std::span<const std::uint8_t> message, MidiSent sent) = 0;
   // Queues a piece of a SysEx stream of any length; the bytes are copied or taken before the call returns.  `sent` is
   // called exactly once, from any thread, when the last byte was handed over (or the piece was given up).  The backend
   // never drops bytes silently; what it cannot take at all it refuses with kMidiNotReady.
@@ -71,6 +75,10 @@ class MidiBackend {
   virtual std::string Name() const = 0;  // "alsa", "jack", "virtual"
   // False with a sentence when this machine has no such MIDI system; may be tried again later.
   virtual Result Start() = 0;
+  // False once the MIDI system went away since Start: Start is to be tried again.
+  virtual bool Running() const { return true; }
+  // How often the MIDI system was late since Start, where it says so.
+  virtual std::uint64_t Xruns() const { return 0; }
   // After Stop returned no callback runs any more.  Open handles become dead: sends fail with kMidiNoDevice.
   virtual void Stop() = 0;
   virtual std::vector<MidiDeviceInfo> Devices(MidiDirection direction) = 0;

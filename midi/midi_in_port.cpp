@@ -101,7 +101,17 @@ void MidiInPort::ClosePort() {
 }
 
 void MidiInPort::OnBytes(std::span<const std::uint8_t> bytes, std::int64_t timeUs) {
-  if (bytes.empty()) return;
+  if (bytes.empty()) {
+    lostEvents_.fetch_add(1);
+    MonitorMsg("MIDI IN %s: something that came could not be taken in time", name().c_str());
+    {
+      std::lock_guard lock(mutex_);
+      ServiceLost();
+    }
+    Listener listener(*this, timeUs);
+    assembler_.Lost(listener);
+    return;
+  }
   active_.store(true);
   bytesReceived_.fetch_add(bytes.size());
   if (owner_.stopped_.load() || closed_.load()) return;
@@ -282,6 +292,24 @@ void MidiInPort::ServiceBegin() {
   message_.verdict = Verdict::Undecided;
 }
 
+// A receive keeps nothing of a message with a hole in it: what comes next would complete it.
+void MidiInPort::ServiceLost() {
+  if (!message_.open) return;
+  const Mark& before = message_.before;
+  if (Receiving() && message_.verdict == Verdict::Take && before.receive == receiveNumber_) {
+    const std::int64_t taken = receive_.received - before.received;
+    receive_.cursor = before.cursor;
+    receive_.remaining += taken;
+    receive_.received = before.received;
+    receive_.receivedSized = before.receivedSized;
+    receive_.options.skip = before.skip;
+    receive_.started = before.started;
+    if (receive_.progress) receive_.progress->fetch_sub(taken);
+  }
+  message_.held.clear();
+  message_.verdict = Verdict::Ignore;
+}
+
 void MidiInPort::Hold(std::span<const std::uint8_t> bytes) {
   if (message_.lost) return;
   if (message_.held.size() + bytes.size() > kMaxHeldSysEx) {
@@ -315,6 +343,8 @@ void MidiInPort::Decide(bool ended, bool complete) {
   message_.held.clear();
   switch (message_.verdict) {
     case Verdict::Take:
+      message_.before = {receiveNumber_,    receive_.cursor,        receive_.options.skip,
+                         receive_.received, receive_.receivedSized, receive_.started};
       Store(held);
       break;
     case Verdict::Cancel:

@@ -339,12 +339,14 @@ std::int64_t MidiIn::GetDataVector(std::span<std::uint8_t> buffer, int port, con
     return kReceiveAborted;
   }
   if (buffer.empty()) return 0;
+  const std::uint64_t lostBefore = open->LostEvents();
   const std::uint64_t receive = open->SetReceive(buffer, options, hooks.received, static_cast<bool>(hooks.sendRequest));
   if (hooks.sendRequest) hooks.sendRequest();
   const std::int64_t timeoutMs =
       options.timeoutMs < 0 ? DefaultTimeoutMs(static_cast<std::int64_t>(buffer.size())) : options.timeoutMs;
   WaitForData(*open, receive, timeoutMs, hooks, outcome);
   outcome.stored = std::max<std::int64_t>(open->ClearReceive(receive), 0);
+  outcome.damaged = open->LostEvents() != lostBefore;
   if (outcome.aborted || outcome.portGone || outcome.cancelledByPattern) return kReceiveAborted;
   if (outcome.stored == 0) return kReceivedNothing;
   if (hooks.transferMode && hooks.transferMode() >= 2) return kReceiveAborted;

@@ -116,10 +116,12 @@ class MidiInPort {
   // 1 once after something arrived (for activity lights).
   int GetActive() { return active_.exchange(false) ? 1 : 0; }
   std::uint64_t BytesReceived() const { return bytesReceived_.load(); }
+  // How often something that arrived could not be taken; the message it belonged to is damaged.
+  std::uint64_t LostEvents() const { return lostEvents_.load(); }
 
   void ClosePort();
 
-  // The bytes of the backend; called by its input thread.
+  // The bytes of the backend (none: something was lost); called by its input thread.
   void OnBytes(std::span<const std::uint8_t> bytes, std::int64_t timeUs);
 
  private:
@@ -132,6 +134,15 @@ class MidiInPort {
     bool complete = false;
   };
   enum class Verdict { Undecided, Take, Ignore, Cancel, Ack };
+  // Where a receive stood before the open message, so that it can be taken out again.
+  struct Mark {
+    std::uint64_t receive = 0;  // number of the receive; 0: none
+    std::uint8_t* cursor = nullptr;
+    std::int64_t skip = 0;
+    std::int64_t received = 0;
+    std::int64_t receivedSized = 0;
+    bool started = false;
+  };
   // A SysEx that has begun and not ended, as the receive service sees it.
   struct OpenMessage {
     bool open = false;
@@ -141,6 +152,7 @@ class MidiInPort {
     std::vector<std::uint8_t> head;  // its first bytes, for the patterns
     std::int64_t length = 0;
     Verdict verdict = Verdict::Undecided;
+    Mark before;
   };
 
   // All with mutex_ held.
@@ -148,6 +160,7 @@ class MidiInPort {
   void ServiceBytes(std::span<const std::uint8_t> bytes);
   void ServiceEnd(bool complete);
   void ServiceStray(std::span<const std::uint8_t> bytes);
+  void ServiceLost();
   void ZKMidiInServiceEvent(std::span<const std::uint8_t> message);
   Verdict Judge(bool ended, bool complete) const;
   void Decide(bool ended, bool complete);
@@ -173,6 +186,7 @@ class MidiInPort {
   std::atomic<bool> shortService_{true};
   std::atomic<bool> active_{false};
   std::atomic<std::uint64_t> bytesReceived_{0};
+  std::atomic<std::uint64_t> lostEvents_{0};
 
   // Input thread only.
   SysExAssembler assembler_;
@@ -213,6 +227,7 @@ struct ReceiveReport {
   bool cancelledByPattern = false;
   bool aborted = false;
   bool portGone = false;
+  bool damaged = false;  // something that arrived meanwhile was lost
 };
 
 enum MidiEchoOptions : unsigned { kEchoRealTime = 1, kEchoLocalOff = 2 };

@@ -13,6 +13,11 @@ constexpr std::int64_t kNotReadyPauseUs = 1'000'000;
 constexpr int kNotReadyAttempts = 3;
 constexpr std::int64_t kPaceStepMs = 100;
 constexpr std::size_t kPacedSpan = 256;  // bytes handed over at a time while a rate holds
+constexpr int kMostPiecesUnderWay = 64;
+constexpr std::size_t kMostBytesUnderWay = 16384;
+constexpr std::int64_t kFinishUs = 1'000'000;  // what is queued may take so long when the port closes
+constexpr std::int64_t kCutUs = 200'000;       // longest wait for the F7 behind a SysEx that was cut
+constexpr std::int64_t kCutGapUs = 50'000;     // silence behind it
 
 std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
   return {static_cast<std::uint8_t>(packed), static_cast<std::uint8_t>(packed >> 8),
@@ -21,13 +26,38 @@ std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
 
 }  // namespace
 
-// A long message under way.  The backend may report its fate when the port is long gone, so it owns what it touches.
-struct MidiOutPort::LongSend {
-  explicit LongSend(Clock& clock) : point(clock) {}
+// What the backend's reports touch: they may come when the port is long gone.
+struct MidiOutPort::Shared {
+  Shared(Clock& clock, std::string portName) : changed(clock), name(std::move(portName)) {}
+
+  // With the mutex held.
+  void Failed(const Result& result, std::size_t length) {
+    ++failed;
+    lastFailure = result.text;
+    if (result.code == kMidiNoDevice) gone.store(true);
+    MonitorMsg("MIDI OUT %s: %zu bytes could not be sent. %s", name.c_str(), length, result.text.c_str());
+  }
+
   std::mutex mutex;
-  WaitPoint point;
-  bool done = false;
-  Result result;
+  WaitPoint changed;
+  const std::string name;
+  std::atomic<bool> gone{false};
+  int underWay = 0;  // pieces the backend has and has not reported
+  std::size_t bytesUnderWay = 0;
+  bool interrupted = false;  // what fails now was given up on purpose
+  std::uint64_t failed = 0;
+  std::string lastFailure;
+};
+
+// A long message under way, in any number of pieces.  Guarded by the mutex above.
+struct MidiOutPort::LongSend {
+  int pieces = 0;          // not reported yet
+  bool sealed = false;     // no more pieces follow
+  bool unwatched = false;  // its failure is counted by the report
+  std::size_t length = 0;  // of the whole
+  Result result;           // the first failure
+
+  bool Done() const { return !result || (sealed && pieces == 0); }
 };
 
 MidiOutPort::MidiOutPort(MidiOut& owner, MidiPortDevice device, std::unique_ptr<MidiOutputHandle> handle, int slot)
@@ -36,7 +66,10 @@ MidiOutPort::MidiOutPort(MidiOut& owner, MidiPortDevice device, std::unique_ptr<
       clock_(owner.clock()),
       handle_(std::move(handle)),
       slot_(slot),
-      changed_(owner.clock()) {
+      shared_(std::make_shared<Shared>(owner.clock(), device_.info.name)),
+      mutex_(shared_->mutex),
+      changed_(shared_->changed),
+      gone_(shared_->gone) {
   handle_->SetMaxRate(EffectiveRate());
 }
 
@@ -54,7 +87,21 @@ void MidiOutPort::StartThread() {
 bool MidiOutPort::isBusy() const {
   if (busy_.load() || state_.load() == 1 || sleeping_.load()) return true;
   std::lock_guard lock(mutex_);
-  return working_ || !queue_.empty();
+  return !Idle();
+}
+
+bool MidiOutPort::Idle() const {
+  return queue_.empty() && !working_ && shared_->underWay == 0;
+}
+
+std::uint64_t MidiOutPort::failedMessages() const {
+  std::lock_guard lock(mutex_);
+  return shared_->failed;
+}
+
+std::string MidiOutPort::lastFailure() const {
+  std::lock_guard lock(mutex_);
+  return shared_->lastFailure;
 }
 
 int MidiOutPort::GetActive() {
@@ -138,19 +185,18 @@ void MidiOutPort::StopTransmit() {
     std::lock_guard lock(mutex_);
     if (closing_.load() || !hasThread_.load()) return;
     stopping_.store(true);
+    shared_->interrupted = true;
     ++pendingStops_;
     queue_.push_back({OutputPortMessage::Stopped, 0, 0, {}});
     ++posted_;
   }
   changed_.NotifyAll();
-  std::lock_guard lock(handleMutex_);
-  if (handle_) handle_->Reset();
 }
 
 bool MidiOutPort::WaitIdle(std::int64_t timeoutMs, const CancelToken* cancel) {
   const std::int64_t deadline = timeoutMs < 0 ? kNever : clock_.NowUs() + timeoutMs * 1000;
   std::unique_lock lock(mutex_);
-  const auto idle = [this] { return queue_.empty() && !working_; };
+  const auto idle = [this] { return Idle(); };
   while (!idle()) {
     const std::int64_t now = clock_.NowUs();
     if (now >= deadline || closing_.load() || gone_.load() || (cancel && cancel->Cancelled())) return false;
@@ -176,6 +222,7 @@ void MidiOutPort::BeginClosing() {
     std::lock_guard lock(mutex_);
     if (closing_.exchange(true)) return;
     stopping_.store(true);
+    shared_->interrupted = true;
     queue_.clear();
     collected_.clear();
     waitingBytes_ = collectedBytes_ = 0;
@@ -183,13 +230,21 @@ void MidiOutPort::BeginClosing() {
     handled_ = posted_;
   }
   changed_.NotifyAll();
-  // Completion callbacks of what is given up wake the thread.
-  std::lock_guard lock(handleMutex_);
-  if (handle_) handle_->Reset();
+}
+
+// A port that has more to send than it can in the time is cut at once.
+void MidiOutPort::FinishSending(std::int64_t deadlineUs) {
+  if (!Alive()) return;
+  std::unique_lock lock(mutex_);
+  const std::uint32_t rate = EffectiveRate();
+  const std::int64_t bytes = static_cast<std::int64_t>(waitingBytes_) + currentLength_.load();
+  if (rate && clock_.NowUs() + bytes * 1'000'000 / rate > deadlineUs) return;
+  changed_.WaitUntil(lock, deadlineUs, [this] { return Idle() || closing_.load() || gone_.load(); });
 }
 
 void MidiOutPort::EndThread() {
   BeginClosing();
+  if (!thread_.Running()) CutOff();
   thread_.Join();
   hasThread_.store(false);
   std::unique_ptr<MidiOutputHandle> handle;
@@ -200,11 +255,17 @@ void MidiOutPort::EndThread() {
 }
 
 void MidiOutPort::ClosePort() {
+  FinishSending(clock_.NowUs() + kFinishUs);
   EndThread();
 }
 
 void MidiOutPort::ShutDownPort() {
   gone_.store(true);
+  {
+    std::lock_guard lock(mutex_);
+    if (!Idle() && !shared_->interrupted)
+      shared_->Failed(Result::Failure("The MIDI port " + name() + " went away.", kMidiNoDevice), queuedBytes_.load());
+  }
   EndThread();
 }
 
@@ -256,8 +317,12 @@ bool MidiOutPort::ProcessMsg(MidiOutMessage message) {
       sleeping_.store(false);
       break;
     case OutputPortMessage::Stopped: {
+      CutOff();
       std::lock_guard lock(mutex_);
-      if (--pendingStops_ <= 0 && !closing_.load()) stopping_.store(false);
+      if (--pendingStops_ <= 0 && !closing_.load()) {
+        stopping_.store(false);
+        shared_->interrupted = false;
+      }
       counting_.store(false);
       break;
     }
@@ -282,6 +347,8 @@ bool MidiOutPort::ProcessMsg(MidiOutMessage message) {
       break;
     case OutputPortMessage::Quit:
       exitCode_ = message.wParam;
+      CutOff();
+      clock_.SleepUs(silentUntilUs_ - clock_.NowUs());
       return true;
     default:
       break;
@@ -295,15 +362,18 @@ void MidiOutPort::Account(std::size_t length) {
 
 void MidiOutPort::ProcessShort(const MidiOutMessage& message) {
   Account(3);
+  PauseUntil(silentUntilUs_, Cut::Stop);
+  AwaitRoom();
   if (Interrupted()) return;
   state_.store(2);
   const auto bytes = UnpackShort(message.lParam);
   const int length = ShortMessageLength(bytes[0]);
   const auto used = std::span(bytes).first(static_cast<std::size_t>(length ? length : 3));
   if (const Result result = SendShortNow(used); !result) {
-    Failed(result, 3);
+    Failed(result, used.size());
     return;
   }
+  if (used[0] < 0xF8) sysexOpen_ = sysexLast_ = false;
   countedBytes_.fetch_add(3);
   UpdateNoteStatus(used);
 }
@@ -313,13 +383,15 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
   state_.store(1);
   busy_.store(true);
   Account(length);
+  PauseUntil(silentUntilUs_, Cut::Stop);
   if (!Interrupted() && length > 0) {
     const bool ack = waitForAck_.load() && !message.more;
     if (ack) {
       std::lock_guard lock(mutex_);
       acknowledged_ = false;
     }
-    std::shared_ptr<LongSend> send;
+    const auto send = std::make_shared<LongSend>();
+    send->length = length;
     std::int64_t startUs = 0;
     currentStartUs_.store(clock_.NowUs());
     currentLength_.store(static_cast<std::uint32_t>(length));
@@ -327,12 +399,12 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
     if (result) {
       if (ack) {
         WaitForAckOrTimeout();
+        WaitDone(*send, kNever);
       } else {
         SysXSleep(length, startUs, EffectiveRate());
       }
-      const bool done = WaitDone(*send, kNever);
-      std::lock_guard lock(send->mutex);
-      if (done) result = send->result;
+      AwaitRoom();
+      result = FateOf(*send);
     }
     currentLength_.store(0);
     if (result) {
@@ -341,6 +413,7 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
       if (message.split && slow > 0) PauseUntil(clock_.NowUs() + std::int64_t{slow} * 1000, Cut::StopOrForceExit);
     } else if (!Interrupted()) {
       Failed(result, length);
+      CutOff();
     }
     owner_.SetMidiOutForceExit(false);
   }
@@ -348,17 +421,39 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
   busy_.store(false);
 }
 
+MidiSent MidiOutPort::Report(std::shared_ptr<LongSend> send, std::size_t length) {
+  return [shared = shared_, send = std::move(send), length](const Result& result) {
+    {
+      std::lock_guard guard(shared->mutex);
+      --shared->underWay;
+      shared->bytesUnderWay -= length;
+      const bool first = !result && (!send || send->result);
+      if (send) {
+        --send->pieces;
+        if (first) send->result = result;
+      }
+      if (first && !shared->interrupted && (!send || send->unwatched))
+        shared->Failed(result, send ? send->length : length);
+    }
+    shared->changed.NotifyAll();
+  };
+}
+
+// Null: a short message.
 Result MidiOutPort::HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece) {
   std::lock_guard lock(handleMutex_);
   if (!handle_) return Result::Failure("The MIDI port is closed.", kMidiNoDevice);
-  return handle_->SendLong(piece, [send](const Result& result) {
-    {
-      std::lock_guard guard(send->mutex);
-      send->done = true;
-      send->result = result;
-    }
-    send->point.NotifyAll();
-  });
+  const auto count = [&](int pieces) {
+    std::lock_guard guard(mutex_);
+    shared_->underWay += pieces;
+    shared_->bytesUnderWay += pieces > 0 ? piece.size() : 0 - piece.size();
+    if (send) send->pieces += pieces;
+  };
+  count(1);
+  MidiSent sent = Report(send, piece.size());
+  Result result = send ? handle_->SendLong(piece, std::move(sent)) : handle_->SendShort(piece, std::move(sent));
+  if (!result) count(-1);
+  return result;
 }
 
 Result MidiOutPort::HandOverWithRetries(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece,
@@ -372,8 +467,8 @@ Result MidiOutPort::HandOverWithRetries(const std::shared_ptr<LongSend>& send, s
 }
 
 // Hands the bytes over no faster than the rate, so that no buffer on the way to the instrument is overrun, whatever
-// the backend does with long messages.  `last` is the send whose end is the end of the whole.
-Result MidiOutPort::HandOverPaced(std::shared_ptr<LongSend>& last, std::span<const std::uint8_t> bytes,
+// the backend does with long messages.
+Result MidiOutPort::HandOverPaced(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> bytes,
                                   std::uint32_t rate, std::int64_t& startUs) {
   const std::size_t span = rate ? kPacedSpan : bytes.size();
   std::int64_t unused = 0;
@@ -381,14 +476,69 @@ Result MidiOutPort::HandOverPaced(std::shared_ptr<LongSend>& last, std::span<con
     if (at > 0) {
       PauseUntil(startUs + static_cast<std::int64_t>(at) * 1'000'000 / rate, Cut::StopOrForceExit);
       if (Interrupted()) return Result::Failure("The transmission was stopped.", kMidiFailed);
-      std::lock_guard lock(last->mutex);
-      if (last->done && !last->result) return last->result;
+      std::lock_guard lock(mutex_);
+      if (!send->result) return send->result;
     }
-    last = std::make_shared<LongSend>(clock_);
     const auto piece = bytes.subspan(at, std::min(span, bytes.size() - at));
-    if (Result result = HandOverWithRetries(last, piece, at == 0 ? startUs : unused); !result) return result;
+    if (Result result = HandOverWithRetries(send, piece, at == 0 ? startUs : unused); !result) return result;
+    for (const std::uint8_t byte : piece)
+      if (byte == 0xF0 || byte == 0xF7) sysexOpen_ = byte == 0xF0;
+    sysexLast_ = true;
   }
+  std::lock_guard lock(mutex_);
+  send->sealed = true;
   return Result::Success();
+}
+
+// What is known of a message by now; from here on its report counts its failure.
+Result MidiOutPort::FateOf(LongSend& send) {
+  std::lock_guard lock(mutex_);
+  if (!send.Done()) send.unwatched = true;
+  return send.result;
+}
+
+// Messages follow one another while reports of the former are still to come, but not without end.
+void MidiOutPort::AwaitRoom() {
+  const auto room = [this] {
+    return shared_->underWay <= kMostPiecesUnderWay && shared_->bytesUnderWay <= kMostBytesUnderWay;
+  };
+  std::unique_lock lock(mutex_);
+  while (!room() && !Interrupted() && !gone_.load() && !owner_.forceExit()) {
+    changed_.WaitUntil(lock, clock_.NowUs() + kOutSliceUs, [&] { return room() || Interrupted(); });
+    lock.unlock();
+    const bool alive = Alive();
+    lock.lock();
+    if (!alive) return;
+  }
+}
+
+// Gives up what the backend still has.  An instrument that was left inside a SysEx would take what comes next for more
+// of it: it gets the end it misses, and time to see it.
+void MidiOutPort::CutOff() {
+  bool underWay = false;
+  {
+    std::lock_guard lock(mutex_);
+    underWay = shared_->underWay > 0;
+  }
+  if (!Alive() && !closing_.load()) return;
+  {
+    std::lock_guard lock(handleMutex_);
+    if (!handle_ || !handle_->Alive()) return;
+    if (underWay) handle_->Reset();
+  }
+  // Of a message whose end was handed over too, more may have been given up than its end.
+  if (!sysexOpen_ && !(underWay && sysexLast_)) return;
+  sysexOpen_ = sysexLast_ = false;
+  static constexpr std::uint8_t kEnd[1] = {0xF7};
+  const auto send = std::make_shared<LongSend>();
+  if (!HandOver(send, kEnd)) return;
+  {
+    std::unique_lock lock(mutex_);
+    send->sealed = true;
+    changed_.WaitUntil(lock, clock_.NowUs() + kCutUs, [&] { return send->Done(); });
+  }
+  silentUntilUs_ = clock_.NowUs() + kCutGapUs;
+  owner_.CallMonitors(slot(), kEnd);
 }
 
 void MidiOutPort::WaitForAckOrTimeout() {
@@ -402,22 +552,18 @@ void MidiOutPort::WaitForAckOrTimeout() {
 
 // True when the backend has reported the fate of the message.
 bool MidiOutPort::WaitDone(LongSend& send, std::int64_t deadlineUs) {
-  std::unique_lock lock(send.mutex);
-  while (!send.done) {
+  std::unique_lock lock(mutex_);
+  while (!send.Done()) {
     const std::int64_t now = clock_.NowUs();
     if (now >= deadlineUs || Interrupted() || owner_.forceExit()) break;
-    send.point.WaitUntil(lock, std::min(deadlineUs, now + kOutSliceUs), [&] { return send.done; });
-    if (send.done) break;
-    // The backend may hold the handle's lock while it reports, so this lock cannot be held while asking.
+    changed_.WaitUntil(lock, std::min(deadlineUs, now + kOutSliceUs), [&] { return send.Done() || Interrupted(); });
+    if (send.Done()) break;
     lock.unlock();
     const bool alive = Alive();
     lock.lock();
-    if (!alive && !send.done) {
-      send.done = true;
-      send.result = Result::Failure("The MIDI port " + name() + " went away.", kMidiNoDevice);
-    }
+    if (!alive && !send.Done()) send.result = Result::Failure("The MIDI port " + name() + " went away.", kMidiNoDevice);
   }
-  return send.done;
+  return send.Done();
 }
 
 // Lets the wire carry `length` bytes that were started at `startUs`.  Waits of 100 ms and more are whole steps of 100
@@ -468,24 +614,22 @@ void MidiOutPort::DrainCollected() {
 }
 
 void MidiOutPort::Failed(const Result& result, std::size_t length) {
-  failedMessages_.fetch_add(1);
-  if (result.code == kMidiNoDevice) gone_.store(true);
-  MonitorMsg("MIDI OUT %s: %zu bytes could not be sent. %s", name().c_str(), length, result.text.c_str());
+  std::lock_guard lock(mutex_);
+  shared_->Failed(result, length);
 }
 
 // ---------------------------------------------------------------------------------------------------- direct sending
 
 Result MidiOutPort::SendShortNow(std::span<const std::uint8_t> message) {
-  std::lock_guard lock(handleMutex_);
-  if (!handle_) return Result::Failure("The MIDI port is closed.", kMidiNoDevice);
-  return handle_->SendShort(message);
+  return HandOver(nullptr, message);
 }
 
 // For a port without a thread: sends on the caller's thread and waits for each piece as long as its bytes may take.
 void MidiOutPort::SendSynchronously(std::span<const std::uint8_t> data, std::size_t chunk) {
   while (!data.empty() && data[0] != 0) {
     const auto piece = data.first(chunk ? std::min(chunk, data.size()) : data.size());
-    std::shared_ptr<LongSend> send;
+    const auto send = std::make_shared<LongSend>();
+    send->length = piece.size();
     std::int64_t startUs = 0;
     const std::uint32_t rate = owner_.useMidiTime() ? owner_.midiTransferRate() : 0;
     if (const Result result = HandOverPaced(send, piece, rate, startUs); !result) {
@@ -499,6 +643,7 @@ void MidiOutPort::SendSynchronously(std::span<const std::uint8_t> data, std::siz
       limitMs = std::max<std::int64_t>(length * 100 / 2500, 200) * 11;
     }
     WaitDone(*send, clock_.NowUs() + limitMs * 1000);
+    if (const Result result = FateOf(*send); !result) Failed(result, piece.size());
     const std::int16_t slow = owner_.midiXSlow();
     if (piece.size() < data.size() && slow > 0) PauseUntil(clock_.NowUs() + std::int64_t{slow} * 1000, Cut::Stop);
     data = data.subspan(piece.size());

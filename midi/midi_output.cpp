@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kLargeSend = 100000;
 constexpr std::uint8_t kMidiFileDelta = 6;
+constexpr std::int64_t kCloseUs = 1'000'000;  // what is queued may take so long
 
 // The end of the message that `data` begins with: behind its first F7, or the end of the data.
 std::size_t MessageEnd(std::span<const std::uint8_t> data) {
@@ -169,7 +170,9 @@ void MidiOut::CloseAllPorts() {
     std::lock_guard lock(tableMutex_);
     ports = TakeAllPorts(slots_);
   }
-  // All threads end at the same time.
+  // All finish and end at the same time.
+  const std::int64_t deadline = clock_.NowUs() + kCloseUs;
+  for (const auto& port : ports) port->FinishSending(deadline);
   for (const auto& port : ports) port->BeginClosing();
   for (const auto& port : ports) port->ClosePort();
 }

@@ -68,7 +68,7 @@ class MidiOutPort {
   // True while a long message is on its way, messages wait, or a delay runs.
   virtual bool isBusy() const;
   // Drops what is queued, gives up the message that is being sent and lets the port go on with what is posted after
-  // this call.
+  // this call.  A SysEx that is cut in its middle is ended with F7, and the port is silent for a moment after it.
   virtual void StopTransmit();
   // Queues one message, or collects it in queue mode.  False when the port is closed.
   virtual bool SendMessage(OutputPortMessage message, std::uint64_t wParam, std::uint64_t lParam,
@@ -85,6 +85,7 @@ class MidiOutPort {
 
   // Clears `busy`; 1 while a long message is sent and once after a short message, else 0.
   int GetActive();
+  // What is queued is sent first when that takes less than about a second.
   void ClosePort();
   // Ends the thread and forgets the handle of a device that is gone.
   void ShutDownPort();
@@ -105,7 +106,8 @@ class MidiOutPort {
   bool sleeping() const { return sleeping_.load(); }
   int state() const { return state_.load(); }
   bool waitForAck() const { return waitForAck_.load(); }
-  std::uint64_t failedMessages() const { return failedMessages_.load(); }  // given up since the port was opened
+  std::uint64_t failedMessages() const;  // given up since the port was opened
+  std::string lastFailure() const;       // why the last of them was; a sentence
   // Bytes of the modal count including an estimate for the message that is being sent.
   std::uint32_t ProgressBytes() const;
 
@@ -113,7 +115,8 @@ class MidiOutPort {
   int NoteStatus(int channel, int note) const;
   void UpdateNoteStatus(std::span<const std::uint8_t> message);
 
-  // Waits until nothing is queued or being sent; false on timeout (ms, -1: none), cancel, or a port that is gone.
+  // Waits until nothing is queued and the last byte has left; false on timeout (ms, -1: none), cancel, or a port that
+  // is gone.
   bool WaitIdle(std::int64_t timeoutMs, const CancelToken* cancel);
   // Messages (delays included) that were ever queued, and how many of them are done with.
   std::uint64_t PostedMessages() const;
@@ -121,6 +124,7 @@ class MidiOutPort {
 
  private:
   friend class MidiOut;
+  struct Shared;
   struct LongSend;
 
   // What the thread may wait for besides time.
@@ -134,13 +138,19 @@ class MidiOutPort {
   void DrainCollected();
   void FinishMessage();
   bool Post(MidiOutMessage message);
+  MidiSent Report(std::shared_ptr<LongSend> send, std::size_t length);
   Result HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece);
   Result HandOverWithRetries(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece,
                              std::int64_t& startUs);
-  Result HandOverPaced(std::shared_ptr<LongSend>& last, std::span<const std::uint8_t> bytes, std::uint32_t rate,
+  Result HandOverPaced(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> bytes, std::uint32_t rate,
                        std::int64_t& startUs);
   void WaitForAckOrTimeout();
   bool WaitDone(LongSend& send, std::int64_t deadlineUs);
+  Result FateOf(LongSend& send);
+  void AwaitRoom();
+  void CutOff();
+  void FinishSending(std::int64_t deadlineUs);
+  bool Idle() const;  // mutex_ held
   void BeginClosing();
   void Account(std::size_t length);
   void SysXSleep(std::size_t length, std::int64_t startUs, std::uint32_t rate);
@@ -160,8 +170,9 @@ class MidiOutPort {
   std::atomic<int> slot_;
   std::array<std::array<std::atomic<std::uint16_t>, 128>, 16> notes_{};
 
-  mutable std::mutex mutex_;  // queue, acknowledge
-  mutable WaitPoint changed_;
+  const std::shared_ptr<Shared> shared_;
+  std::mutex& mutex_;  // queue, acknowledge, what is under way
+  WaitPoint& changed_;
   std::deque<MidiOutMessage> queue_;
   std::deque<MidiOutMessage> collected_;
   std::uint64_t posted_ = 0;
@@ -176,7 +187,7 @@ class MidiOutPort {
   std::atomic<bool> hasThread_{false};
   std::atomic<bool> threadFinished_{false};
   std::atomic<bool> closing_{false};
-  std::atomic<bool> gone_{false};
+  std::atomic<bool>& gone_;
   std::atomic<int> state_{0};
   std::atomic<std::uint32_t> queuedBytes_{0};
   std::atomic<std::uint32_t> sentBytes_{0};
@@ -188,9 +199,13 @@ class MidiOutPort {
   std::atomic<bool> writeToQueue_{false};
   std::atomic<std::uint32_t> speed_{kMidiWireRate};
   std::atomic<std::uint32_t> maxSysExSpeed_{0};
-  std::atomic<std::uint64_t> failedMessages_{0};
   std::atomic<std::uint32_t> currentLength_{0};
   std::atomic<std::int64_t> currentStartUs_{0};
+
+  // The sending thread's, or the caller's of a port without one.
+  bool sysexOpen_ = false;          // what was handed over so far ends inside a SysEx
+  bool sysexLast_ = false;          // what was handed over last is of a long message
+  std::int64_t silentUntilUs_ = 0;  // after a SysEx that was cut
 
   std::atomic<bool> waitForAck_{false};
   std::vector<std::uint8_t> ackPattern_;

@@ -70,8 +70,10 @@ void MidiPortSystem::StartBackends() {
   {
     std::lock_guard lock(backendMutex_);
     if (!started_) return;
-    for (const Backend& entry : backends_)
+    for (Backend& entry : backends_) {
+      entry.running = entry.running && entry.backend->Running();
       if (!entry.running) idle.push_back(entry.backend);
+    }
   }
   for (const auto& backend : idle) {
     const Result result = backend->Start();

@@ -43,6 +43,13 @@ void SysExAssembler::Reset() {
   shortHave_ = 0;
 }
 
+void SysExAssembler::Lost(Listener& listener) {
+  const bool broken = state_ == State::SysEx;
+  state_ = State::Dropping;
+  shortHave_ = 0;
+  if (broken) listener.SysExEnd(false);
+}
+
 void SysExAssembler::Feed(std::span<const std::uint8_t> piece, Listener& listener) {
   if (piece.empty()) return;
   if (state_ == State::SysEx && piece[0] >= 0x80 && piece[0] < 0xF8 && IsShortRun(piece)) {

@@ -23,6 +23,9 @@ class SysExAssembler {
   };
 
   void Feed(std::span<const std::uint8_t> piece, Listener& listener);
+  // Bytes were lost here: an open SysEx ends as broken off, and what may be its rest is dropped (up to its F7 or the
+  // next status byte).
+  void Lost(Listener& listener);
   // Forgets what is open without a report.
   void Reset();
   bool open() const { return state_ == State::SysEx; }

@@ -123,6 +123,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
  private:
   void ReadThread();
   void Take(const snd_seq_event_t& event);
+  void TellLoss();
   void TakeAnnouncement(const snd_seq_event_t& event);
   int NewPort(const char* kind, unsigned int capabilities);
 
@@ -261,7 +262,9 @@ class AlsaOutputHandle final : public MidiOutputHandle {
   AlsaOutputHandle(std::shared_ptr<AlsaBackend> owner, std::shared_ptr<AlsaOutput> output)
       : owner_(std::move(owner)), output_(std::move(output)) {}
   ~AlsaOutputHandle() override { owner_->CloseOutput(output_); }
-  Result SendShort(std::span<const std::uint8_t> message) override { return output_->Queue(message, true, {}); }
+  Result SendShort(std::span<const std::uint8_t> message, MidiSent sent) override {
+    return output_->Queue(message, true, std::move(sent));
+  }
   Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) override {
     return output_->Queue(piece, false, std::move(sent));
   }
@@ -464,12 +467,26 @@ void AlsaBackend::ReadThread() {
       snd_seq_event_t* event = nullptr;
       const int left = snd_seq_event_input(seq_, &event);
       if (left == -ENOSPC) {
-        MonitorMsg("MIDI input: the sequencer lost events because they were not taken in time");
+        TellLoss();
         continue;
       }
       if (left < 0) break;
       if (event) Take(*event);
     }
+  }
+}
+
+// The queue is one for all ports: any of them may have lost something.
+void AlsaBackend::TellLoss() {
+  std::vector<std::shared_ptr<AlsaInput>> inputs;
+  {
+    std::lock_guard guard(mutex_);
+    for (const auto& entry : inputs_) inputs.push_back(entry.second);
+  }
+  const std::int64_t now = clock_.NowUs();
+  for (const auto& input : inputs) {
+    std::lock_guard guard(input->mutex);
+    if (input->sink) input->sink({}, now);
   }
 }
 

@@ -15,6 +15,8 @@ class SharedBackend final : public MidiBackend {
   std::string Name() const override { return backend_->Name(); }
   Result Start() override { return backend_->Start(); }
   void Stop() override { backend_->Stop(); }
+  bool Running() const override { return backend_->Running(); }
+  std::uint64_t Xruns() const override { return backend_->Xruns(); }
   std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override { return backend_->Devices(direction); }
   Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override {
     return backend_->OpenOutput(id, handle);

@@ -40,6 +40,7 @@ struct CableSlice {
   std::vector<std::uint8_t> bytes;
   MidiSent sent;
   bool vanish = false;
+  bool lost = false;
 };
 
 std::uint32_t LowerRate(std::uint32_t a, std::uint32_t b) {
@@ -56,6 +57,7 @@ void ApplyFaults(CableLane& lane, CableSlice& slice) {
     if (faults.vanishAfter >= 0 && lane.position >= faults.vanishAfter) break;
     const std::int64_t at = lane.position++;
     if (at == faults.loseByte) continue;
+    slice.lost = slice.lost || at == faults.loseEvent;
     const std::uint8_t byte =
         at == faults.corruptByte ? static_cast<std::uint8_t>(original ^ faults.corruptMask) : original;
     if (byte == 0xF0) lane.inSysEx = true;
@@ -220,8 +222,8 @@ void VirtualBackend::Core::Cable::SetFaults(CableDirection direction, const Virt
   target.position = 0;
   target.sinceRealTime = 0;
   target.inSysEx = false;
-  target.faulty =
-      faults.loseByte >= 0 || faults.corruptByte >= 0 || faults.realTimeEvery > 0 || faults.vanishAfter >= 0;
+  target.faulty = faults.loseByte >= 0 || faults.loseEvent >= 0 || faults.corruptByte >= 0 ||
+                  faults.realTimeEvery > 0 || faults.vanishAfter >= 0;
 }
 
 void VirtualBackend::Core::Cable::SetRate(std::uint32_t bytesPerSecond) {
@@ -329,7 +331,8 @@ void VirtualBackend::Core::Cable::DeliverToProgram(std::unique_lock<std::mutex>&
     target->caller = std::this_thread::get_id();
   }
   lock.unlock();
-  if (target && !slice.bytes.empty()) target->sink(slice.bytes, core->clock.NowUs());
+  if (slice.lost) slice.bytes.clear();
+  if (target && (slice.lost || !slice.bytes.empty())) target->sink(slice.bytes, core->clock.NowUs());
   if (slice.vanish) Unplug();
   lock.lock();
   toProgram.delivering = false;
@@ -361,10 +364,10 @@ class VirtualBackend::Core::Output final : public MidiOutputHandle {
     cable_->toPeer.maxRate = 0;
   }
 
-  Result SendShort(std::span<const std::uint8_t> message) override {
+  Result SendShort(std::span<const std::uint8_t> message, MidiSent sent) override {
     std::lock_guard lock(cable_->core->mutex);
     if (!life_->load()) return VirtualGone(cable_->name());
-    return cable_->Queue(message, {});
+    return cable_->Queue(message, std::move(sent));
   }
 
   Result SendLong(std::span<const std::uint8_t> piece, MidiSent sent) override {

@@ -19,6 +19,7 @@ class VirtualBackend;
 // faults were set; -1: never.
 struct VirtualFaults {
   std::int64_t loseByte = -1;
+  std::int64_t loseEvent = -1;  // (to the program only) the piece with this byte is lost, and the program is told
   std::int64_t corruptByte = -1;
   std::uint8_t corruptMask = 0x01;  // exclusive-ored into that byte
   std::int64_t delayUs = 0;         // before each piece

@@ -105,6 +105,16 @@ TEST(LongSysEx, FaultsOfTheCableShow) {
   rig.end().Send(dump, 1000);
   EXPECT_EQ(rig.in().GetDataPort(buffer, 0), 1000);
   EXPECT_EQ(buffer[500] ^ dump[500], 0x10);
+  // A hole that the MIDI system tells of: nothing of the message stays, and the next one is whole.
+  rig.end().SetFaults(CableDirection::ToProgram, {.loseEvent = 500});
+  for (const std::size_t at : {0U, 256U, 512U, 768U})
+    rig.end().Send(std::span(dump).subspan(at, std::min<std::size_t>(256, 1000 - at)), 1000);
+  rig.end().Send(FromHex("F043017FF7"), 2000);
+  ReceiveReport report;
+  EXPECT_EQ(rig.in().GetDataVector(buffer, 0, {}, {}, &report), 5);
+  EXPECT_TRUE(report.damaged);
+  EXPECT_EQ(buffer[3], 0x7F);
+  EXPECT_EQ(rig.in().GetMidiInPort(0)->LostEvents(), 1u);
   rig.end().SetFaults(CableDirection::ToProgram, {.delayUs = 100'000});
   const std::int64_t start = clock.NowUs();
   rig.end().Send(dump, 1000);

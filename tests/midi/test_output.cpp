@@ -80,11 +80,12 @@ TEST_F(MidiOutput, ForceExitCutsLongWaits) {
   MidiRig rig(clock, {"Synth"}, {.bytesPerSecond = 0});
   rig.out().SENDDATAX(0, LongSysEx(100000));
   clock.SleepMs(200);
-  const std::int64_t start = clock.NowUs();
+  EXPECT_EQ(rig.out().GetMidiOutPort(0)->state(), 1);
   rig.out().SetMidiOutForceExit(true);
-  EXPECT_TRUE(rig.out().MidiOutWaitIdle(0, 1000));
-  EXPECT_LE(Ms(clock.NowUs() - start), 100);
+  clock.SleepMs(100);
+  EXPECT_EQ(rig.out().GetMidiOutPort(0)->state(), 0);
   EXPECT_FALSE(rig.out().forceExit());
+  EXPECT_FALSE(rig.out().MidiOutWaitIdle(0, 100));  // what was handed over has not left
 }
 
 // A backend that takes everything at once is not overrun: never more under way than the wire has room for.
@@ -267,7 +268,10 @@ TEST_F(MidiOutput, StopDropsWhatIsQueuedAndGoesOnWithWhatFollows) {
   EXPECT_LE(Ms(clock.NowUs() - start), 60);
   const MidiBytes all = rig.ear.All();
   EXPECT_LT(all.size(), 2000u);
-  EXPECT_EQ(MidiBytes(all.end() - 3, all.end()), FromHex("F07FF7"));
+  // The message that was cut ends, and the instrument has time to see it.
+  EXPECT_EQ(MidiBytes(all.end() - 4, all.end()), FromHex("F7F07FF7"));
+  const auto pieces = rig.ear.Pieces();
+  EXPECT_GE(pieces.back().timeUs - pieces[pieces.size() - 2].timeUs, 40'000);
   EXPECT_EQ(port->queuedBytes(), 0u);
   EXPECT_FALSE(port->counting());
 }
@@ -282,6 +286,59 @@ TEST_F(MidiOutput, ClosingWhileSendingIsQuick) {
   rig.system.MidiPortOutClosePorts();
   EXPECT_LE(Ms(clock.NowUs() - start), 2000);
   EXPECT_EQ(rig.out().MaxOutPorts(), 0);
+}
+
+// Whatever ends a long message in its middle, the last byte the instrument sees is an F7; what was whole stays alone.
+TEST_F(MidiOutput, NoInstrumentIsLeftInsideASysEx) {
+  struct Case {
+    const char* name;
+    std::size_t length;
+    std::uint32_t chunk;
+    std::int64_t afterMs;
+    bool close;
+  };
+  for (const Case& c : {Case{"stop", 10000, 0, 500, false},
+                        {"stop between pieces", 10000, 100, 90, false},
+                        {"close", 10000, 0, 500, true},
+                        {"stop when all is said", 100, 0, 500, false},
+                        {"close when all is said", 100, 0, 500, true}}) {
+    SCOPED_TRACE(c.name);
+    MidiRig rig(clock, {"Synth"}, {.bytesPerSecond = 3125});
+    rig.out().SENDDATAX(0, LongSysEx(c.length), c.chunk);
+    clock.SleepMs(c.afterMs);
+    if (c.close) {
+      rig.system.MidiPortOutClosePorts();
+    } else {
+      rig.out().GetMidiOutPort(0)->StopTransmit();
+      ASSERT_TRUE(rig.out().MidiOutWaitIdle(0));
+    }
+    const MidiBytes all = rig.ear.All();
+    ASSERT_FALSE(all.empty());
+    EXPECT_EQ(all.back(), 0xF7);
+    EXPECT_EQ(std::count(all.begin(), all.end(), 0xF7), 1);
+    EXPECT_EQ(all.size() == c.length, c.length == 100);
+  }
+}
+
+// What was taken leaves before the port closes, once.
+TEST_F(MidiOutput, ClosingLosesNothingThatHasTime) {
+  MidiRig rig(clock, {"Synth"}, {.bytesPerSecond = 3125});
+  for (int i = 0; i < 64; ++i) rig.out().SENDDATAX(0, FromHex("903C40"));
+  rig.out().SENDDATAX(0, LongSysEx(1000));
+  rig.out().SENDDATAX(0, FromHex("C005"));
+  rig.system.MidiPortOutClosePorts();
+  EXPECT_EQ(rig.ear.All().size(), 64u * 3 + 1000 + 2);
+}
+
+// A short message that does not arrive is a failure as a long one is.
+TEST_F(MidiOutput, ShortMessagesAreReportedToo) {
+  MidiRig rig(clock, {"Synth"}, {.bytesPerSecond = 3125});
+  const auto port = rig.out().GetMidiOutPort(0);
+  rig.end().SetFaults(CableDirection::ToPeer, {.vanishAfter = 30});
+  for (int i = 0; i < 20; ++i) rig.out().SENDDATAX(0, FromHex("903C40"));
+  EXPECT_FALSE(rig.out().MidiOutWaitIdle(0, 5000));
+  EXPECT_EQ(port->failedMessages(), 11u);
+  EXPECT_FALSE(port->lastFailure().empty());
 }
 
 TEST_F(MidiOutput, AFullQueueHoldsTheCallerBack) {

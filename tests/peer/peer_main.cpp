@@ -9,6 +9,7 @@
 //   send SIZE SEED SPAN CLOCK          -> sent SIZE       a SysEx of SIZE bytes in spans, an F8 after every CLOCK bytes
 //   unplug                             -> ok              takes the ports away
 //   replug                             -> ok              takes them away and at once brings them back (JACK)
+//   disconnect                         -> ok              cuts every cable into it (JACK)
 
 #include <alsa/asoundlib.h>
 #include <jack/jack.h>
@@ -55,6 +56,7 @@ class Wire {
   virtual bool Send(const std::vector<std::uint8_t>& span) = 0;
   virtual void Unplug() = 0;
   virtual void Replug() {}
+  virtual void Disconnect() {}
 };
 
 class JackWire final : public Wire {
@@ -85,6 +87,7 @@ class JackWire final : public Wire {
     Register();
     gone_.store(false);
   }
+  void Disconnect() override { jack_port_disconnect(client_, in_); }
 
  private:
   void Register() {
@@ -224,6 +227,9 @@ int main(int argc, char** argv) {
       std::printf("%s\n", SendPattern(*wire, size, seed, span, clock) ? "sent" : "failed");
     } else if (command == "replug") {
       wire->Replug();
+      std::printf("ok\n");
+    } else if (command == "disconnect") {
+      wire->Disconnect();
       std::printf("ok\n");
     } else if (command == "unplug") {
       wire->Unplug();

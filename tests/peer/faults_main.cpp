@@ -1,0 +1,292 @@
+// The JACK back end when things go wrong, against a jackd that this program starts, freezes and kills, and a process of
+// its own (midi_peer) that counts every byte.
+//
+//   midi_faults PATH-OF-MIDI_PEER SERVER-NAME PERIOD
+//
+// Prints a line for each case; exit status 0 when all are right.
+
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "midi/backends/jack_backend.h"
+#include "midi/port_system.h"
+#include "tests/peer/pattern.h"
+#include "tests/peer/peer_process.h"
+
+namespace {
+
+using namespace tonalith;
+using peer::Peer;
+
+int failures = 0;
+
+void Check(bool right, const std::string& what) {
+  std::printf("%s %s\n", right ? "ok    " : "FAILED", what.c_str());
+  std::fflush(stdout);
+  if (!right) ++failures;
+}
+
+void Pause(int ms) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+class Server {
+ public:
+  Server(std::string name, std::string period) : name_(std::move(name)), period_(std::move(period)) { Begin(); }
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+  ~Server() { End(SIGTERM); }
+  void Begin() {
+    pid_ = fork();
+    if (pid_ != 0) return;
+    if (!std::freopen("/dev/null", "w", stdout) || !std::freopen("/dev/null", "w", stderr)) _exit(126);
+    // Only the second jackd has a synchronous mode, and needs it here.
+    std::vector<const char*> words{"jackd", "-r", "-S",    "-n", name_.c_str(),   "-d",
+                                   "dummy", "-r", "48000", "-p", period_.c_str(), nullptr};
+    if (std::getenv("FIRST_JACKD")) words.erase(words.begin() + 2);
+    execvp(words[0], const_cast<char* const*>(words.data()));
+    _exit(127);
+  }
+  void Signal(int number) const { kill(pid_, number); }
+  void End(int number) {
+    if (pid_ <= 0) return;
+    kill(pid_, number);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+
+ private:
+  std::string name_;
+  std::string period_;
+  pid_t pid_ = -1;
+};
+
+// The program's side.  The thread that owns the ports looks at them when told, as the program's does.
+class Side {
+ public:
+  Side() : midi_(SystemClock()) {
+    midi_.AddBackend(MakeJackBackend());
+    midi_.Start();
+    midi_.MidiPortInOpenPorts();
+    midi_.MidiPortOutOpenPorts();
+    midi_.AddPortChangeListener([this] { news_.store(true); });
+    midi_.CreatePortMonitorThread();
+  }
+  ~Side() { midi_.Stop(); }
+  MidiPortSystem& midi() { return midi_; }
+  MidiOut& out() { return midi_.out(); }
+  void Look() {
+    if (!news_.exchange(false)) return;
+    midi_.MidiInPortsChanged();
+    midi_.MidiOutPortsChanged();
+  }
+  bool Await(const std::function<bool()>& what, int ms) {
+    for (int waited = 0; waited < ms; waited += 10) {
+      Look();
+      if (what()) return true;
+      Pause(10);
+    }
+    return false;
+  }
+  bool AwaitPorts(const std::string& name, int ms = 5000) {
+    return Await(
+        [&] {
+          const auto out = Find(name);
+          const auto in = midi_.in().GetMidiInPort(midi_.in().FindPort(name + ":out"));
+          return out && out->Alive() && in && in->Alive();
+        },
+        ms);
+  }
+  std::shared_ptr<MidiOutPort> Find(const std::string& name) {
+    const int slot = out().FindPort(name + ":in");
+    const auto port = slot < 0 ? nullptr : out().Slot(slot);
+    if (port) port->SetSpeed(100'000);
+    return port;
+  }
+
+ private:
+  MidiPortSystem midi_;
+  std::atomic<bool> news_{false};
+};
+
+std::unique_ptr<Peer> StartPeer(const char* program, const std::string& name) {
+  for (int attempt = 0; attempt < 50; ++attempt) {
+    auto other = std::make_unique<Peer>(program, "jack", name);
+    if (other->Line() == "ready") return other;
+    Pause(100);
+  }
+  return nullptr;
+}
+
+std::string Bytes(const peer::Counted& counted) {
+  return std::to_string(counted.bytes) + " bytes arrived";
+}
+
+void CloseCases(Side& side, Peer& other, const std::string& name) {
+  struct Case {
+    const char* what;
+    int notes;
+    std::size_t dump;
+  };
+  for (const Case& c :
+       {Case{"64 notes, then close", 64, 0}, Case{"2 bytes, then close", 0, 2},
+        Case{"32768 bytes, then close", 0, 32768}, Case{"3 notes and 4104 bytes, then close", 3, 4104}}) {
+    other.Ask("reset");
+    const auto port = side.Find(name);
+    if (!port) return Check(false, "no port");
+    const std::vector<std::uint8_t> note{0x90, 60, 64};
+    for (int i = 0; i < c.notes; ++i) side.out().SENDDATAX(port->slot(), note);
+    if (c.dump == 2) side.out().SENDDATAX(port->slot(), std::vector<std::uint8_t>{0xC0, 5});
+    if (c.dump > 2) side.out().SENDDATAX(port->slot(), peer::Pattern(c.dump, 1));
+    const auto all = static_cast<unsigned long long>(c.notes * 3) + c.dump;
+    side.midi().MidiPortOutClosePorts();
+    Pause(200);
+    const auto counted = peer::AskCount(other);
+    Check(counted.bytes == all, std::string(c.what) + ": " + Bytes(counted));
+    PortMap map;
+    map.SetOpenAll(true);
+    side.midi().SetMidiOutPortMap(map);
+    side.midi().MidiPortOutOpenPortsFromMap();
+  }
+}
+
+// A cable that somebody pulls in the patch bay: what is under way has failed, what follows too, until it is back.
+void DisconnectCase(Side& side, Peer& other, const std::string& name) {
+  const auto port = side.Find(name);
+  if (!port) return Check(false, "no port");
+  side.out().SENDDATAX(port->slot(), peer::Pattern(100'000, 2));
+  Pause(200);
+  other.Ask("disconnect");
+  const bool idle = port->WaitIdle(5000, nullptr);
+  Check(idle && port->failedMessages() == 1 && port->Alive(),
+        "the cable is pulled in a dump: " + std::to_string(port->failedMessages()) + " failed. " + port->lastFailure());
+  side.out().SENDDATAX(port->slot(), std::vector<std::uint8_t>{0xC0, 5});
+  port->WaitIdle(5000, nullptr);
+  Check(port->failedMessages() == 2, "2 bytes to a port nobody is connected to: " + port->lastFailure());
+}
+
+void ReplugCase(Side& side, Peer& other, const std::string& name) {
+  const auto before = side.Find(name);
+  other.Ask("replug");
+  const bool back = side.Await([&] { return side.Find(name) != before; }, 5000) && side.AwaitPorts(name);
+  const auto port = side.Find(name);
+  other.Ask("reset");
+  if (port) side.out().SENDDATAX(port->slot(), peer::Pattern(4104, 3));
+  if (port) port->WaitIdle(5000, nullptr);
+  const auto counted = peer::AwaitCount(other, 4104, 0);
+  Check(back && counted.bytes == 4104, "ports that went and came back: " + Bytes(counted));
+}
+
+// Two programs send to one port at the same time: nothing of either is lost.
+void TwoProgramsCase(Side& side, Peer& other, const std::string& name) {
+  Side second;
+  const auto a = side.Find(name);
+  const auto b = second.Find(name);
+  if (!a || !b) return Check(false, "no port");
+  other.Ask("reset");
+  side.out().SENDDATAX(a->slot(), peer::Pattern(10'000, 4));
+  second.out().SENDDATAX(b->slot(), peer::Pattern(10'000, 5));
+  const bool idle = a->WaitIdle(10'000, nullptr) && b->WaitIdle(10'000, nullptr);
+  const auto counted = peer::AwaitCount(other, 20'000, 0);
+  Check(idle && counted.bytes == 20'000, "two programs on one port: " + Bytes(counted));
+  Check(second.out().FindPort("Tonalith:in 1") < 0, "another copy's ports are not opened");
+}
+
+void FreezeCase(Side& side, Server& server, Peer& other, const std::string& name) {
+  const auto port = side.Find(name);
+  const int in = side.midi().in().FindPort(name + ":out");
+  if (!port || in < 0) return Check(false, "no port");
+  std::atomic<std::int64_t> received{1};
+  std::atomic<std::int64_t> receiveUs{0};
+  const std::int64_t begin = SystemClock().NowUs();
+  std::thread receiver([&] {
+    std::vector<std::uint8_t> buffer(4096);
+    ReceiveOptions options;
+    options.timeoutMs = 20'000;
+    received = side.midi().in().GetDataVector(buffer, in, options);
+    receiveUs = SystemClock().NowUs() - begin;
+  });
+  side.out().SENDDATAX(port->slot(), peer::Pattern(200'000, 6));
+  Pause(300);
+  server.Signal(SIGSTOP);
+  const std::int64_t frozen = SystemClock().NowUs();
+  const bool noticed = side.Await([&] { return !port->Alive(); }, 3000);
+  const auto ms = (SystemClock().NowUs() - frozen) / 1000;
+  receiver.join();
+  side.Await([&] { return port->failedMessages() > 0; }, 100);
+  Check(noticed && ms <= 600 && port->failedMessages() > 0,
+        "a server that stands still is noticed after " + std::to_string(ms) + " ms: " + port->lastFailure());
+  Check(received < 0 && receiveUs / 1000 < 1300, "the receive ended after " + std::to_string(receiveUs / 1000) + " ms");
+  std::int64_t longest = 0;
+  for (int i = 0; i < 50; ++i) {
+    const std::int64_t before = SystemClock().NowUs();
+    side.Look();
+    longest = std::max(longest, SystemClock().NowUs() - before);
+    Pause(10);
+  }
+  Check(longest < 300'000, "nobody waits for it: " + std::to_string(longest / 1000) + " ms at most");
+  server.Signal(SIGCONT);
+  Check(side.AwaitPorts(name), "its ports are back when it goes on");
+  other.Ask("reset");
+  const auto again = side.Find(name);
+  if (again) side.out().SENDDATAX(again->slot(), peer::Pattern(4104, 7));
+  if (again) again->WaitIdle(5000, nullptr);
+  const auto counted = peer::AwaitCount(other, 4104, 0);
+  Check(counted.bytes == 4104, "and carry what is sent: " + Bytes(counted));
+}
+
+void RestartCase(Side& side, Server& server, std::unique_ptr<Peer>& other, const char* program,
+                 const std::string& name) {
+  const auto port = side.Find(name);
+  if (!port) return Check(false, "no port");
+  side.out().SENDDATAX(port->slot(), peer::Pattern(200'000, 8));
+  Pause(300);
+  const std::int64_t begin = SystemClock().NowUs();
+  server.End(SIGKILL);
+  const bool noticed = side.Await([&] { return !port->Alive(); }, 3000);
+  const auto ms = (SystemClock().NowUs() - begin) / 1000;
+  side.Await([&] { return port->failedMessages() > 0; }, 100);
+  Check(noticed && ms <= 500 && port->failedMessages() > 0,
+        "a server that dies is noticed after " + std::to_string(ms) + " ms: " + port->lastFailure());
+  other.reset();
+  server.Begin();
+  other = StartPeer(program, name);
+  if (!other) return Check(false, "the server does not come back");
+  const bool back = side.AwaitPorts(name, 8000);
+  const auto again = side.Find(name);
+  if (again) side.out().SENDDATAX(again->slot(), peer::Pattern(4104, 9));
+  if (again) again->WaitIdle(5000, nullptr);
+  const auto counted = peer::AwaitCount(*other, 4104, 0);
+  Check(back && counted.bytes == 4104, "a new server brings the ports back: " + Bytes(counted));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 4) return 2;
+  signal(SIGPIPE, SIG_IGN);  // of the peer
+  setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
+  setenv("JACK_DEFAULT_SERVER", argv[2], 1);
+  std::printf("period %s\n", argv[3]);
+  std::fflush(stdout);
+  Server server(argv[2], argv[3]);
+  const std::string name = "peer" + std::to_string(getpid());
+  auto other = StartPeer(argv[1], name);
+  if (!other) {
+    std::printf("jackd or the peer did not start\n");
+    return 1;
+  }
+  Side side;
+  Check(side.AwaitPorts(name), "the peer's ports are found and open");
+  CloseCases(side, *other, name);
+  DisconnectCase(side, *other, name);
+  ReplugCase(side, *other, name);
+  TwoProgramsCase(side, *other, name);
+  FreezeCase(side, server, *other, name);
+  RestartCase(side, server, other, argv[1], name);
+  std::printf("%d failed\n", failures);
+  return failures ? 1 : 0;
+}

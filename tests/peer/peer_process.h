@@ -1,0 +1,94 @@
+// The peer process (midi_peer) at the other end of two pipes, and what it counts.
+#pragma once
+
+#include <signal.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+namespace peer {
+
+class Peer {
+ public:
+  Peer(const std::string& program, const std::string& backend, const std::string& name) {
+    int to[2];
+    int from[2];
+    if (pipe(to) != 0 || pipe(from) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(to[0], 0);
+      dup2(from[1], 1);
+      close(to[1]);
+      close(from[0]);
+      execl(program.c_str(), program.c_str(), backend.c_str(), name.c_str(), nullptr);
+      _exit(127);
+    }
+    close(to[0]);
+    close(from[1]);
+    out_ = fdopen(to[1], "w");
+    in_ = fdopen(from[0], "r");
+  }
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+  ~Peer() {
+    if (out_) fclose(out_);
+    if (in_) fclose(in_);
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  void Tell(const std::string& command) {
+    std::fprintf(out_, "%s\n", command.c_str());
+    std::fflush(out_);
+  }
+  std::string Line() {
+    char line[256] = "";
+    if (!std::fgets(line, sizeof line, in_)) return {};
+    std::string text(line);
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+  }
+  std::string Ask(const std::string& command) {
+    Tell(command);
+    return Line();
+  }
+
+ private:
+  pid_t pid_ = -1;
+  FILE* out_ = nullptr;
+  FILE* in_ = nullptr;
+};
+
+struct Counted {
+  unsigned long long bytes = 0;
+  unsigned long long realtime = 0;
+  unsigned crc = 0;
+};
+
+inline Counted AskCount(Peer& peer) {
+  Counted counted;
+  const std::string line = peer.Ask("count");
+  std::sscanf(line.c_str(), "bytes %llu realtime %llu crc %X", &counted.bytes, &counted.realtime, &counted.crc);
+  return counted;
+}
+
+// Waits until the peer has counted what was sent, or nothing more comes.
+inline Counted AwaitCount(Peer& peer, std::size_t bytes, std::size_t realtime) {
+  Counted last;
+  for (int still = 0; still < 40;) {
+    const Counted now = AskCount(peer);
+    if (now.bytes >= bytes && now.realtime >= realtime) return now;
+    still = now.bytes == last.bytes ? still + 1 : 0;
+    last = now;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return last;
+}
+
+}  // namespace peer
