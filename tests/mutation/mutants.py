@@ -16,7 +16,8 @@ class Mutant:
 
 
 def masked(text):
-    """The text with comments, literals of text and preprocessor lines blanked, character by character."""
+    """The text with comments, literals of text, preprocessor lines and what only the compiler checks blanked, character by
+    character."""
     out = list(text)
 
     def blank(start, end):
@@ -25,7 +26,7 @@ def masked(text):
                 out[k] = " "
 
     pattern = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<![0-9A-Fa-f])\'(?:\\.|[^\'\\\n])+\''
-                         r'|^[ \t]*#(?:[^\n]*\\\n)*[^\n]*', re.S | re.M)
+                         r'|^[ \t]*#(?:[^\n]*\\\n)*[^\n]*|static_assert\([^;]*;', re.S | re.M)
     for found in pattern.finditer(text):
         blank(found.start(), found.end())
     return "".join(out)
@@ -57,7 +58,7 @@ CALL = re.compile(r"\b([A-Za-z_]\w*)\(")
 STATEMENT = re.compile(r"(?:(?:return|break|continue)\b[^;]*|(?:\+\+|--|\*)?[A-Za-z_(][\w:.\[\]()>*-]*?"
                        r"(?: [-+*/%&|^]?=| <<=| >>=|\(|\+\+|--)[^;]*);")
 DECLARATION = re.compile(r"(?:const |constexpr |static |auto\b|using |return \{|[\w:]+(?:<[^()]*>)?[&*]* [&*]?\w+\()")
-COMMUTATIVE = {"min", "max", "switch", "if", "for", "while", "static_assert", "sizeof", "decltype"}
+COMMUTATIVE = {"min", "max", "switch", "if", "for", "while", "sizeof", "decltype"}
 
 
 def operators(code):
@@ -69,9 +70,6 @@ def operators(code):
 
 def constants(code):
     for found in CONSTANT.finditer(code):
-        line = code[code.rfind("\n", 0, found.start()) + 1:found.start()]
-        if "static_assert" in line:
-            continue
         text = found.group(1)
         value = int(text, 16) if text[:2].lower() == "0x" else int(text)
         for other in (value + 1, value - 1):
