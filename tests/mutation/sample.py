@@ -10,6 +10,7 @@ changes that cannot be noticed because they change nothing stand in equivalent.t
 chosen.  Exit status: 0 when at least --goal percent were caught, 1 when fewer, 2 when the unchanged tree fails.
 """
 import argparse
+import fcntl
 import os
 import queue
 import random
@@ -79,6 +80,13 @@ class Room:
                 return None
             left = self.by_kind[self.random.choice(kinds)]
             return left.pop(self.random.randrange(len(left)))
+
+
+def lock_trees():
+    """Waits until no other run uses the copies; the lock ends with this process."""
+    os.makedirs(os.path.join(ROOT, "build-mutation"), exist_ok=True)
+    lock = os.open(os.path.join(ROOT, "build-mutation", "lock"), os.O_CREAT | os.O_RDWR, 0o600)
+    fcntl.flock(lock, fcntl.LOCK_EX)
 
 
 class Tree:
@@ -231,6 +239,7 @@ def main():
                 name, text, mutant = chooser.take()
                 print(f"{name}:{mutants.line_of(text, mutant)}  {mutant.kind}: {mutants.shown(text, mutant)}")
         return 0
+    lock_trees()
     trees = [Tree(number) for number in range(options.jobs)]
     usual = {}
     for tree in trees:
