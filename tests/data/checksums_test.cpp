@@ -100,6 +100,11 @@ TEST(Checksums, UnknownBlockIsNotCalledGood) {
   CSum(image, 0, 14, 0, 40, 500);
   EXPECT_EQ(image, Bytes(600, 1));
   EXPECT_EQ(VerifyChecksum(image, 14, 0, 40, 500), ChecksumVerdict::kNone);
+  // What would be right stands behind the image.
+  const Bytes roland = *ParseHex("41 10 42 6D");
+  EXPECT_EQ(VerifyChecksum(roland, 0, 0, 3, 3), ChecksumVerdict::kOk);
+  EXPECT_EQ(VerifyChecksum(std::span(roland).first(3), 0, 0, 3, 3), ChecksumVerdict::kBad);
+  EXPECT_STREQ(ChecksumVerdictText(ChecksumVerdict::kOk), "ok");
 }
 
 TEST(Checksums, NothingOutsideTheImageIsTouched) {

@@ -252,14 +252,18 @@ TEST_F(DiskBounds, Libraries) {
   EXPECT_EQ(disk_.DiskLibraryWrite(dir_, "l.PVL", header.get(), members, info), 1);
   EXPECT_EQ(disk_.DiskLibraryWrite(dir_, "holes.PVL", header.get(), holes, info), 0);
   EXPECT_FALSE(fs::exists(dir_ / "holes.PVL"));
-  for (const auto& [find, count] : {std::pair("", 2u), {"ead", 1u}, {"none", 0u}}) {
+  Bytes file;
+  ASSERT_EQ(DiskLoadFile(dir_ / "l.PVL", &file), 0);
+  EXPECT_EQ(LoadBe32(file.data() + 4), file.size() - 8);
+  EXPECT_EQ(LoadBe32(file.data() + 8), kListLibrary);
+  for (const char* find : {"", "ead", "none"}) {
     DataFilePtr first;
     std::vector<DataFilePtr> read;
     Bytes kept;
     ASSERT_EQ(disk_.DiskLibraryRead(dir_, "l.PVL", &first, &read, &kept, 0, find), 1);
     EXPECT_EQ(disk_.fileId(), ChunkId("LIST"));
     // Records without keywords are found by every keyword.
-    EXPECT_EQ(read.size(), std::string(find) == "none" ? 1u : 2u) << count;
+    EXPECT_EQ(read.size(), std::string(find) == "none" ? 1u : 2u) << find;
     EXPECT_EQ(first->bodySize, header->bodySize);
     EXPECT_EQ(kept, (Bytes{1, 2, 3, 0}));
   }
@@ -342,7 +346,9 @@ TEST_F(DiskBounds, KeywordsAreRenamedWhereTheyStand) {
   };
   entry(0, "bass"), entry(1, "Bass2"), entry(7, "BASS"), entry(2, "ABCDEFGHIJKLMNOP");
   const Bytes find = Chunk("FIND", entries), form = Group(Start() + find);
-  const Bytes nested = Group(Chunk("JUNK", Text(4)) + Group(form, "ZSET", "LIST"), "ZLIB", "LIST");
+  const Bytes nested =
+      Group(Chunk("JUNK", Text(4)) + Group(Start() + find, "BANK", "PROP") + Group(Group(Start()), "ZSET", "LIST"),
+            "ZLIB", "LIST");
   const Bytes odd = Group(Start() + Chunk("ODD ", Text(5)) + Bytes{0} + find);
   const std::pair<const char*, Bytes> files[] = {
       {"a.dat", form},   {"n.pvs", nested},    {"o.pvg", odd},  {"l.PVL", nested},     {"d.PVD", nested},

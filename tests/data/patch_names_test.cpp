@@ -254,6 +254,10 @@ TEST(PatchNames, ZeroEndsSomeNamesOnly) {
   Bytes zero = *ParseHex("01 00 41 00 00 00 00 00"), late = *ParseHex("02 41 00 00 00 00 00 00");
   EXPECT_EQ(BankDispString(packed, zero, 2, 0, 0, 21), "");
   EXPECT_EQ(BankDispString(packed, late, 2, 0, 0, 21), "A");
+  Bytes middle = *ParseHex("00 41 00 42 00 00 00 00");
+  char out[kNameBuffer];
+  BankDispString(&packed, middle, out, 3, 0, 0, 0);
+  EXPECT_EQ(std::string(out, 4), std::string("A\0\0\0", 4)) << "nothing behind the end";
   Synth named{};
   std::strcpy(named.shortName, "ASM Hydrasynth");
   EXPECT_EQ(BankDispString(named, image, 3, 0, 1, 0), "A");

@@ -95,6 +95,8 @@ TEST(SmfTimes, FollowDivisionAndTempo) {
            {first + Bytes{96} + Bytes(kTempoSecond.begin() + 1, kTempoSecond.end()) + Bytes{0, 0xF0, 2, 0x7D, 0xF7} +
             after96 + end}),
        "0:4 500:3 1000:3 "},
+      {"of two tempos at one tick the last",
+       Smf(0, 96, {kTempoSecond + Bytes{0, 0xFF, 0x51, 3, 3, 0xD0, 0x90} + after96 + end}), "250:3 "},
       {"a tempo of a track that stands alone", Smf(2, 96, {after96 + end, kTempoSecond + after96 + end}),
        "500:3 1000:3 "},
       {"running status of one byte and of two",

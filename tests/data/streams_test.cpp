@@ -53,6 +53,8 @@ TEST(SysExSplit, MessagesJunkRealTimeAndTails) {
     EXPECT_EQ(got, c.pieces) << c.stream;
     EXPECT_EQ(splitter.junk(), c.junk) << c.stream;
   }
+  const Bytes two = *ParseHex("F0 F7 00 F0 01 F7");
+  EXPECT_EQ(SplitSysEx(std::span(two).first(3), true).size(), 1U) << "what stands behind is not its own";
 }
 
 TEST(StandardMidiFile, WrittenMessagesComeBack) {
@@ -87,6 +89,8 @@ TEST(StandardMidiFile, PacketsRunningStatusAndDamage) {
       {"00 90 40 7F 00 41 7F 00 F0 02 01 F7", "F0 01 F7."},
       {"00 F7 04 F0 7E 7F F7 00 F7 01 F8", "F0 7E 7F F7."},
       {"00 F0 05 01 02", "F0 01 02~"},
+      {"00 F0 04 01 F8 02 F7", "F0 01 02 F7."},
+      {"00 F0 04 01 90 02 F7", "F0 01~"},
       {"00 F0 02 01 02 00 F0 02 03 F7", "F0 01 02~F0 03 F7."},
       {"00 FF 7F 90 00", ""},
       {"FF FF FF FF FF", ""},
