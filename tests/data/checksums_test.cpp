@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "data/hex_text.h"
@@ -43,6 +45,9 @@ TEST(Checksums, KnownResults) {
       {18, "F0 01 02 03 04 05 06 07 08 00 F7 F0 01 02 03 04 05 06 7F 00 F7 00", 9, 9, 9,
        "F0 01 02 03 04 05 06 07 08 71 F7 F0 01 02 03 04 05 06 7F 01 F7 00"},
       {18, "00 F0 01 F7", 0, 0, 0, "00 F0 01 F7"},
+      {18, "F0 01 02 03 04 05 06 00 F7 F0 F7 F0 01 F7 F0 01", 0, 0, 0,
+       "F0 01 02 03 04 05 06 00 F7 F0 F7 F0 00 F7 F0 01"},
+      {18, "F0 01 02 03 04 05 06 7F 00 F7 01 F0 01 F7", 0, 0, 0, "F0 01 02 03 04 05 06 7F 01 F7 01 F0 01 F7"},
       {20, "01 02 03", 0, 2, 2, "01 02 03"},
   };
   for (const SumCase& c : cases) {
@@ -57,7 +62,10 @@ TEST(Checksums, CrcIsReturnedAndNothingStored) {
   const Bytes before = image;
   EXPECT_EQ(CSum(image, 0, 19, 0, 9, 1), 0xCBF43926u);
   EXPECT_EQ(image, before);
+  EXPECT_EQ(CSum(image, 0, 19, 0, 100, 1), 0xCBF43926u) << "up to the end";
+  EXPECT_EQ(rc_crc32(rc_crc32(0, image.data() + 1, 4), image.data() + 5, 5), 0xCBF43926u) << "piece by piece";
   EXPECT_EQ(rc_crc32(5, image.data(), 0), 5u);
+  EXPECT_EQ(rc_crc32(5, nullptr, 4), 5u);
 }
 
 // Every stored kind verifies what it wrote and notices a changed byte in its range.
@@ -92,6 +100,11 @@ TEST(Checksums, UnknownBlockIsNotCalledGood) {
   CSum(image, 0, 14, 0, 40, 500);
   EXPECT_EQ(image, Bytes(600, 1));
   EXPECT_EQ(VerifyChecksum(image, 14, 0, 40, 500), ChecksumVerdict::kNone);
+  // What would be right stands behind the image.
+  const Bytes roland = *ParseHex("41 10 42 6D");
+  EXPECT_EQ(VerifyChecksum(roland, 0, 0, 3, 3), ChecksumVerdict::kOk);
+  EXPECT_EQ(VerifyChecksum(std::span(roland).first(3), 0, 0, 3, 3), ChecksumVerdict::kBad);
+  EXPECT_STREQ(ChecksumVerdictText(ChecksumVerdict::kOk), "ok");
 }
 
 TEST(Checksums, NothingOutsideTheImageIsTouched) {
@@ -148,27 +161,203 @@ TEST(Checksums, FormatNewFilePutsChannelNumberAndSum) {
   image[6] = 0;
   FormatNewFile(&s, image);
   EXPECT_EQ(HexText(image), "F0 43 25 09 01 02 00 F7");
-  s.sysExChannelOffset = s.patchNumberOffset = s.checksumOffset = 4000000000u;
-  s.manufacturerId = 0;
-  FormatNewFile(&s, image);
-  EXPECT_EQ(HexText(image), "F0 43 25 09 01 02 00 F7");
+  struct Case {
+    std::uint32_t channelAt, numberAt, length;
+    int has, shift;
+    const char* after;
+  };
+  s.manufacturerId = s.noChecksumOnFormat = 0;
+  s.sysExChannel = 0x15;
+  for (const Case& c : {Case{7, 7, 0, 1, 0, "F0 43 25 09 01 02 00 09"}, Case{7, 0, 0, 1, 4, "F0 43 25 09 01 02 00 57"},
+                        Case{1, 2, 0, 0, 0, "F0 43 25 09 01 02 00 F7"}, Case{0, 0, 1, 3, 8, "F0 43 25 09 01 02 7F F7"},
+                        Case{8, 8, 2, 3, 0, "F0 43 25 09 01 02 7D F7"}, Case{2, 4, 2, 3, 12, "F0 43 55 09 09 02 75 F7"},
+                        Case{4000000000u, 4000000000u, 0, 3, 0, "F0 43 25 09 01 02 00 F7"}}) {
+    Bytes part = *ParseHex("F0 43 25 09 01 02 00 F7");
+    s.sysExChannelOffset = c.channelAt, s.patchNumberOffset = c.numberAt, s.checksumLength = c.length;
+    s.hasSysExChannel = c.has != 0, s.patchNumberInImage = c.has == 3 || c.numberAt == 7;
+    s.sysExChannelShift = static_cast<std::uint8_t>(c.shift);
+    FormatNewFile(&s, part);
+    EXPECT_EQ(HexText(part), c.after) << c.channelAt << ' ' << c.shift;
+  }
 }
 
-// A voice whose fields are all zero but one: single bytes count once, the high half of a pair counts 128 times.
-TEST(Checksums, SY22VoiceCountsPairsAndSingles) {
-  struct Case {
-    std::size_t at;
-    int weight;
+// What each byte of a voice counts: the high half of a pair (H) 128 times, others once.
+std::string SY22Weights() {
+  const std::string i = "HLsssssssssHLsHLsHLHL", a = "sHLsHLHLHLsssssHLHLHLssssss",
+                    b = "HLHLsHLHLHLssssHLssHLHLHLssssssHLssHLHLHLssssss";
+  std::string all = i + a + b + a + b + "ss";
+  for (int group = 0; group < 100; ++group) all += "Hsss";
+  return all;
+}
+
+// The kinds that only sum, in the plainest way: outside of the image everything is 0 and nothing is stored.
+Bytes Summed(const Bytes& image, int type, std::int64_t start, std::int64_t count, std::int64_t offset) {
+  Bytes after = image;
+  const auto at = [&](std::int64_t i) {
+    return i >= 0 && i < std::ssize(image) ? static_cast<int>(image[static_cast<std::size_t>(i)]) : 0;
   };
-  for (const Case& c : {Case{0, 128}, Case{1, 1}, Case{2, 1}, Case{11, 128}, Case{17, 128}, Case{21, 1}, Case{22, 128},
-                        Case{48, 128}, Case{52, 1}, Case{94, 1}, Case{141, 128}, Case{169, 1}, Case{171, 128},
-                        Case{172, 1}, Case{567, 128}, Case{570, 1}}) {
-    Bytes voice(kSY22VoiceSize);
-    voice[c.at] = 1;
-    FormatSY22Voice(voice);
-    const int negative = -c.weight;
-    EXPECT_EQ(voice[572], (negative >> 7) & 1) << c.at;
-    EXPECT_EQ(voice[573], negative & 0x7F) << c.at;
+  const auto put = [&](std::int64_t i, int value) {
+    if (i >= 0 && i < std::ssize(image)) after[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(value);
+  };
+  const auto pairs = [&](std::int64_t n, int first, int second) {
+    int sum = 0;
+    for (std::int64_t k = 0; k < n; ++k) sum += at(start + 2 * k) * first + at(start + 2 * k + 1) * second;
+    return sum;
+  };
+  const auto voice = [&](std::int64_t from) {
+    const std::string weights = SY22Weights();
+    int sum = 0;
+    for (std::size_t i = 0; i < weights.size(); ++i) {
+      sum += at(from + static_cast<std::int64_t>(i)) * (weights[i] == 'H' ? 128 : 1);
+    }
+    if (from >= 0) put(from + 572, (-sum >> 7) & 1), put(from + 573, -sum & 0x7F);
+  };
+  int sum = 0, all = 0, words = 0;
+  for (std::int64_t k = 0; k < count; ++k) sum += at(start + k), all ^= at(start + k);
+  switch (type) {
+    case 0:
+      put(offset, -sum & 0x7F);
+      break;
+    case 1:
+      put(offset, pairs(count / 2, 1, 16) & 15), put(offset + 1, pairs(count / 2, 1, 16) >> 4 & 15);
+      break;
+    case 2:
+      put(offset, pairs(count, 1, 16) & 0x7F);
+      break;
+    case 3:
+      put(offset, (sum + 37) & 0x7F);
+      break;
+    case 4:
+    case 10:
+      put(offset, sum & 0x7F);
+      break;
+    case 5:
+      put(offset, (127 - (sum & 0x7F)));
+      break;
+    case 6:
+      put(offset, -pairs(count, 16, 1) & 0x7F);
+      break;
+    case 7:
+      for (std::int64_t k = start; k < start + count / 2 * 4; k += 4) {
+        words += at(k) << 4 | at(k + 1) | at(k + 2) << 12 | at(k + 3) << 8;
+      }
+      for (int i = 0; i < 4; ++i) put(start + offset + i, (0x5A3C - words) >> (i * 4 ^ 4) & 15);
+      break;
+    case 8:
+      for (int i = 0; i < 92; ++i) {
+        const bool high = i >= 35 && i < 91 && (i < 51 || i >= 59) && i % 2 == 1;
+        all = (i ? all : 0) + at(start + i) * (high ? 128 : 1);
+      }
+      put(offset, -all >> 7 & 1), put(offset + 1, -all & 0x7F);
+      break;
+    case 9:
+      for (int i = 0; i < 4; ++i) voice(start + i * 574);
+      break;
+    case 11:
+      voice(start);
+      break;
+    case 12:
+      put(offset, pairs(count, 16, 1) >> 4 & 15), put(offset + 1, pairs(count, 16, 1) & 15);
+      break;
+    case 13:
+      put(offset, sum & 0x7F), put(offset + 1, sum >> 7 & 0x7F);
+      break;
+    case 16:
+      put(offset, all & 0x7F);
+      break;
+    case 17:
+      for (std::int64_t k = 0; k < count; ++k) {
+        words += (at(start + 3 * k) & 15) << 12 | at(start + 3 * k + 1) << 6 | at(start + 3 * k + 2);
+      }
+      put(offset, 0x40 | (~((words - 1) >> 12) & 15)), put(offset + 1, ~((words - 1) >> 6) & 63),
+          put(offset + 2, -words & 63);
+      break;
+    default:
+      break;
+  }
+  return after;
+}
+
+TEST(Checksums, SumsAsTheirDescriptionSays) {
+  for (const std::int64_t size : {0, 1, 17, 95, 580, 2400}) {
+    Bytes image(static_cast<std::size_t>(size));
+    for (std::size_t i = 0; i < image.size(); ++i) image[i] = static_cast<std::uint8_t>((i * i * 7 + i / 3) & 0x7F);
+    if (size > 100) image[3] = image[40] = 0xE5;
+    for (const int type : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 16, 17}) {
+      for (const std::int64_t start : {std::int64_t{0}, std::int64_t{1}, std::int64_t{-3}, size - 7, size - 1, size}) {
+        for (const std::int64_t count : {0, 1, 2, 3, 7, 12, 3000}) {
+          for (const std::int64_t offset : {std::int64_t{0}, std::int64_t{9}, size - 1, size, std::int64_t{-1}}) {
+            Bytes stored = image;
+            CSum(stored, 0, type, start, count, offset);
+            ASSERT_EQ(stored, Summed(image, type, start, count, offset))
+                << "type " << type << " of " << size << " from " << start << " x " << count << " to " << offset;
+          }
+        }
+      }
+    }
+  }
+}
+
+// A packed header: F7 goes with the two bytes before it, and nothing is done when one byte is missing.
+TEST(Checksums, PackedHeadersAreFinished) {
+  constexpr std::size_t kStart = 4, kEnd = kStart + 515;
+  Bytes image(kEnd + 3, 1);
+  const std::uint8_t value[] = {0x9C, 3, 0x7C, 0x7F, 0x7F};
+  std::copy(std::begin(value), std::end(value), image.begin() + kStart);
+  image[kStart + 6] = image[kStart + 100] = image[kEnd - 1] = image[kStart - 1] = 0xF7;
+  Bytes wanted = image;
+  for (const std::size_t at : {kStart + 4, kStart + 98, kEnd - 3})
+    std::fill_n(wanted.begin() + static_cast<int>(at), 3, 0);
+  const unsigned sum = std::accumulate(wanted.begin() + kStart, wanted.begin() + kEnd, 0U);
+  wanted[kEnd] = sum & 0x7F, wanted[kEnd + 1] = sum >> 7 & 0x7F, wanted[kEnd + 2] = 0xF7;
+  Bytes cut(image.begin(), image.end() - 1);
+  const Bytes before = cut;
+  CSum(cut, 0, 14, kStart, 0, 0);
+  EXPECT_EQ(cut, before);
+  CSum(image, 0, 14, kStart, 0, 0);
+  EXPECT_EQ(image, wanted);
+  for (const auto& [at, byte] : {std::pair(0, 0x1D), {1, 2}, {1, 7}, {2, 0x7D}, {2, 0x7E}}) {
+    Bytes other = before;
+    other.push_back(1);
+    other[kStart + static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(byte);
+    const Bytes left = other;
+    CSum(other, 0, 14, kStart, 0, 0);
+    EXPECT_EQ(other, left) << at;
+    EXPECT_EQ(VerifyChecksum(other, 14, kStart, 0, 0), ChecksumVerdict::kNone);
+  }
+}
+
+// Records of 86 bytes; one that is of type 4, 0 brings a section of 806 bytes.
+TEST(Checksums, RecordSectionsAreFinished) {
+  constexpr std::size_t kStart = 3, kHeadEnd = kStart + 1 + 2 * 86 + 82;
+  const auto sum = [](const Bytes& b, std::size_t from, std::size_t n) {
+    const auto first = b.begin() + static_cast<std::ptrdiff_t>(from);
+    return static_cast<std::uint8_t>((std::accumulate(first, first + static_cast<std::ptrdiff_t>(n), 37U)) & 0x7F);
+  };
+  for (const bool section : {true, false}) {
+    Bytes image(kHeadEnd + 1 + 806 + 20, 1);
+    image[kStart + 39] = 9;
+    image[kStart + 83] = 4;
+    image[kStart + 83 + 86] = section ? 4 : 5;
+    image[kStart + 83 + 87] = 0;
+    image[kStart + 60] = 0xF0, image[kStart + 61] = 0xEF, image[kHeadEnd - 1] = 0xFF, image[kStart + 1] = 0xF7;
+    Bytes wanted = image;
+    wanted[kStart + 51] = 2;
+    wanted[kStart + 39] = 0;
+    if (section) {
+      wanted[kStart + 60] = wanted[kHeadEnd - 1] = wanted[kStart + 1] = 0;
+      wanted[kHeadEnd] = 0xF7;
+      wanted[kHeadEnd + 1] = sum(wanted, kHeadEnd + 2, 805);
+    }
+    wanted[kStart] = sum(wanted, kStart + 1, 254);
+    CSum(image, 0, 15, kStart, 0, 0);
+    EXPECT_EQ(image, wanted) << section;
+  }
+  for (const std::size_t size : {kStart + 81, kStart + 82}) {
+    Bytes image(size, 1);
+    CSum(image, 0, 15, kStart, 0, 0);
+    EXPECT_EQ(image == Bytes(size, 1), size < kStart + 82);
+    CSum(image, 0, 15, -1, 0, 0);
   }
 }
 

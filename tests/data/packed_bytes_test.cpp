@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "data/hex_text.h"
@@ -73,6 +74,18 @@ TEST(PackedBytes, ReadsKnownValues) {
       {24, "12 01", 0, 0x92},
       {25, "01 12", 0, 0x92},
       {77, "12 34", 1, 0x34},
+      // Bits that no value has are left out.
+      {1, "F5 FA", 0, 0xA5},
+      {2, "81 FE", 0, 0xFE},
+      {11, "D5 AB", 0, 0xD5},
+      {15, "81 80 80 80 88", 3, 1},
+      {15, "81 80 80 80 88", 0, 0x80},
+      {15, "00 00 00 00 00 80 FF 80 80 80", 6, 0x3F},
+      {16, "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 D5 AA 00", 9, ((0x55 << 7 | 0x2A) >> 6) & 0xFF},
+      {16, "01 02 03 04 05 06 07 08 09 0A", 8, 9},
+      {21, "FF FF FF", 0, 0xFFFF},
+      {24, "92 03", 0, 0x92},
+      {25, "03 92", 0, 0x92},
   };
   for (const ReadCase& c : cases) {
     Bytes image = *ParseHex(c.image);
@@ -168,6 +181,105 @@ TEST(PackedBytes, BankAccessDiffersWhereItShould) {
   image[21] = 0;
   EXPECT_EQ(BankGetByte(&wide, image.data(), 20, 0), -8192);
   EXPECT_EQ(GetByte(&wide, image.data() + 20, 0), 8192);
+  EXPECT_EQ(BankGetByte(&stream, image.data(), 10, -3), GetByte(&stream, image.data(), 7));
+  EXPECT_EQ(GetByte(&single, image.data() + 16, -2), GetByte(&single, image.data(), 12));
+  for (const int format : {2, 11, 15, 17, 22}) {
+    const Synth s = SynthOfFormat(format);
+    Bytes one = image, other = image;
+    BankSetByte(&s, one.data(), 40, 5, 0xA5);
+    ImageView(other, s).BankSet(0, 40, 5, 0xA5);
+    EXPECT_EQ(BankGetByte(&s, one.data(), 40, 5), 0xA5) << format;
+    EXPECT_EQ(one, other) << format;
+  }
+}
+
+// The functions that name a packing are the packing of its number.
+TEST(PackedBytes, NamedFunctionsAreTheirFormats) {
+  const struct {
+    int format;
+    std::int64_t (*get)(const std::uint8_t*, std::int64_t);
+    void (*set)(std::uint8_t*, std::int64_t, std::int64_t);
+  } rows[] = {{2, GetByteM1, SetByteM1},    {7, GetByteHR, SetByteHR},  {11, GetByteQS, SetByteQS},
+              {15, GetByteMR, SetByteMR},   {16, GetByteKz, SetByteKz}, {18, GetByteAlesis78, SetByteAlesis78},
+              {19, GetByteEX5, SetByteEX5}, {22, GetByte45, SetByte45}};
+  const Bytes image = Noise(9).Take(64);
+  for (const auto& row : rows) {
+    const Synth s = SynthOfFormat(row.format);
+    for (int i = 0; i < 20; ++i) {
+      ASSERT_EQ(row.get(image.data(), i), GetByte(&s, image.data(), i)) << row.format;
+      Bytes one = image, other = image;
+      row.set(one.data(), i, 0x96);
+      SetByte(&s, other.data(), i, 0x96);
+      ASSERT_EQ(one, other) << row.format << ' ' << i;
+    }
+  }
+  const std::uint8_t raw[] = {0x11, 0xFE, 0x83};
+  EXPECT_EQ(GetSD2ByteHL(raw, 1), 0xFE83);
+  EXPECT_EQ(GetSD2ByteLH(raw, 1), 0x83FE);
+  EXPECT_EQ(GetSD7BitLH(raw, 1), 0x01FE);
+  EXPECT_EQ(FormatFlipBits(0x0B), 0xD0);
+}
+
+// Raw ranges of a bank: scaled or not, voice by voice or value by value.
+TEST(PackedBytes, BankRangesAndPlainWrites) {
+  const struct {
+    int format;
+    bool scale;
+    int width;  // 0: nothing, -1: by value
+  } rows[] = {{0, true, 1},   {1, true, 2},   {1, false, 1}, {13, true, 2},  {20, true, 4}, {21, true, 3},
+              {20, false, 1}, {17, true, 1},  {18, true, 1}, {19, false, 1}, {22, true, 1}, {2, false, -1},
+              {15, true, -1}, {15, false, 1}, {26, true, 0}, {26, false, 0}};
+  for (const auto& row : rows) {
+    const Synth s = SynthOfFormat(row.format);
+    Bytes a = Noise(31).Take(160), b = Noise(32).Take(160);
+    const Bytes was = a;
+    Bytes moved = b, wanted = b;
+    BankMovBytes(&s, a.data(), moved.data(), 3, 5, 7, row.scale);
+    BankMovBytes(&s, a.data(), moved.data(), 3, 5, 0, row.scale);
+    if (row.width < 0) {
+      for (int i = 0; i < 7; ++i) SetByte(&s, wanted.data(), 5 + i, GetByte(&s, a.data(), 3 + i));
+    } else {
+      std::copy_n(a.begin() + 3 * row.width, 7 * row.width, wanted.begin() + 5 * row.width);
+    }
+    EXPECT_EQ(moved, wanted) << row.format << row.scale;
+    BankSwapBytes(&s, a.data(), b.data(), 3, 5, 7, row.scale);
+    EXPECT_EQ(b, wanted) << "swap " << row.format << row.scale;
+    EXPECT_EQ(a == was, row.width == 0) << row.format << row.scale;
+  }
+  const Bytes values = {1, 2, 3, 4};
+  Bytes plain(8), nibbles(8);
+  const Synth zero = SynthOfFormat(0), pairs = SynthOfFormat(1);
+  BankWriteBytes(&zero, values.data(), plain.data(), 1, 1, 2, 3, 2);
+  EXPECT_EQ(plain, (Bytes{0, 0, 0, 0, 0, 3, 4, 0}));
+  BankWriteBytes(&pairs, values.data(), nibbles.data(), 1, 1, 1, 1, 2);
+  EXPECT_EQ(nibbles, (Bytes{0, 0, 0, 3, 0, 4, 0, 0}));
+  BankWriteBytes(&zero, values.data(), plain.data(), 0, 0, 0, 0, 0);
+  EXPECT_EQ(plain[0], 0);
+}
+
+TEST(PackedBytes, RawPlaceOfAVoice) {
+  const struct {
+    int format;
+    std::uint32_t voice, size, bytes, offset, body;
+    RawRange place;
+  } rows[] = {{0, 0, 16, 10, 2, 70, {8, 10}}, {0, 1, 16, 10, 2, 70, {24, 10}},  {0, 3, 16, 10, 2, 70, {56, 10}},
+              {0, 3, 16, 10, 2, 60, {56, 4}}, {0, 3, 16, 10, 2, 56, {0, 0}},    {0, 3, 16, 10, 2, 57, {56, 1}},
+              {1, 1, 16, 8, 0, 70, {22, 16}}, {2, 1, 14, 14, 0, 70, {22, 16}},  {2, 1, 10, 10, 0, 70, {14, 15}},
+              {2, 1, 10, 0, 0, 70, {0, 0}},   {17, 1, 16, 14, 0, 70, {22, 19}}, {15, 1, 16, 12, 0, 70, {22, 15}}};
+  for (const auto& row : rows) {
+    DataFilePtr data(AllocDataFile());
+    AllocChunk(&data->synth, &data->synthSize, kSynthSize);
+    *data->synth = SynthOfFormat(row.format, row.size);
+    data->synth->headerSize = 6;
+    data->synth->voiceBytes = row.bytes;
+    data->synth->voiceOffset = row.offset;
+    EXPECT_EQ(VoiceRange(*data, row.voice).size, 0u) << "no body";
+    ResizeBody(data.get(), row.body);
+    data->bodySize = row.body;
+    const RawRange place = VoiceRange(*data, row.voice);
+    EXPECT_EQ(place.size, row.place.size) << row.format << ' ' << row.voice << ' ' << row.body;
+    EXPECT_EQ(place.first, row.place.first) << row.format << ' ' << row.voice << ' ' << row.body;
+  }
 }
 
 TEST(PackedBytes, SizesOfVoices) {
@@ -176,9 +288,12 @@ TEST(PackedBytes, SizesOfVoices) {
     std::uint32_t n;
     std::int64_t bytes, size;
   };
-  for (const Case& c : {Case{2, 14, 16, 16}, Case{2, 15, 18, 18}, Case{17, 7, 8, 8}, Case{7, 7, 8, 7},
-                        Case{18, 8, 10, 8}, Case{15, 4, 5, 4}, Case{22, 5, 7, 5}, Case{19, 8, 16, 10},
-                        Case{20, 3, 12, 3}, Case{21, 3, 9, 3}, Case{0, 9, 9, 9}, Case{25, 9, 18, 9}}) {
+  for (const Case& c :
+       {Case{2, 14, 16, 16}, Case{2, 15, 18, 18}, Case{17, 7, 8, 8},   Case{7, 7, 8, 7},   Case{18, 8, 10, 8},
+        Case{15, 4, 5, 4},   Case{22, 5, 7, 5},   Case{19, 8, 16, 10}, Case{20, 3, 12, 3}, Case{21, 3, 9, 3},
+        Case{0, 9, 9, 9},    Case{25, 9, 18, 9},  Case{11, 8, 10, 8},  Case{12, 7, 8, 7},  Case{16, 6, 7, 6},
+        Case{18, 7, 8, 7},   Case{19, 7, 8, 8},   Case{3, 5, 10, 5},   Case{15, 5, 7, 5},  Case{26, 5, 5, 5},
+        Case{2, 6, 7, 7}}) {
     const Synth s = SynthOfFormat(c.format, c.n);
     EXPECT_EQ(GetBytesFromVoiceBytes(&s), c.bytes) << c.format;
     EXPECT_EQ(GetBytesFromVoiceSize(&s), c.size) << c.format;
@@ -187,6 +302,8 @@ TEST(PackedBytes, SizesOfVoices) {
   s.voiceAdjust = 128;
   s.voiceAdvance = 3;
   EXPECT_EQ(BankRealOfs(&s, 300), 306);
+  EXPECT_EQ(BankRealOfs(&s, 128), 131);
+  EXPECT_EQ(BankRealOfs(&s, 127), 127);
 }
 
 TEST(PackedBytes, RangesMoveTheSameValuesAsSingleBytes) {
@@ -204,6 +321,14 @@ TEST(PackedBytes, RangesMoveTheSameValuesAsSingleBytes) {
       EXPECT_EQ(GetByte(&s, dst.data(), 8 + i) & 0xFF, wanted[static_cast<std::size_t>(i)]) << format;
     }
     const Bytes moved = dst, source = src;
+    SwapBytes(&s, src.data(), dst.data(), 2, 1, 15);
+    for (int i = 0; i < 17; ++i) {
+      const Bytes& there = i >= 1 && i < 16 ? source : moved;
+      const Bytes& here = i >= 2 && i < 17 ? moved : source;
+      ASSERT_EQ(GetByte(&s, dst.data(), i), GetByte(&s, there.data(), &there == &source ? i + 1 : i)) << format;
+      ASSERT_EQ(GetByte(&s, src.data(), i), GetByte(&s, here.data(), &here == &moved ? i - 1 : i)) << format;
+    }
+    SwapBytes(&s, src.data(), dst.data(), 2, 1, 15);
     SwapBytes(&s, src.data(), dst.data(), 0, 0, 16);
     SwapBytes(&s, src.data(), dst.data(), 0, 0, 16);
     for (int i = 0; i < 16; ++i) EXPECT_EQ(GetByte(&s, dst.data(), i), GetByte(&s, moved.data(), i)) << format;
@@ -217,8 +342,11 @@ TEST(PackedBytes, TransferCopiesOneVoiceAndNothingElse) {
   };
   for (const Case& c :
        {Case{0, 16, 16, 32, 16}, Case{1, 8, 16, 32, 16}, Case{20, 4, 16, 32, 16}, Case{17, 14, 16, 32, 16},
-        Case{15, 12, 15, 30, 15}, Case{7, 14, 16, 32, 16}, Case{22, 12, 15, 30, 15}}) {
-    const Synth s = SynthOfFormat(c.format);
+        Case{15, 12, 15, 30, 15}, Case{7, 14, 16, 32, 16}, Case{22, 12, 15, 30, 15}, Case{11, 13, 16, 32, 15},
+        Case{12, 14, 16, 32, 16}, Case{16, 12, 16, 32, 14}, Case{18, 14, 16, 32, 16}, Case{19, 14, 16, 32, 16},
+        Case{15, 11, 15, 30, 14}, Case{3, 8, 16, 32, 16}, Case{21, 4, 15, 30, 12}, Case{0x105, 8, 16, 32, 0}}) {
+    Synth s = SynthOfFormat(c.format & 0xFF);
+    if (c.format > 0xFF) s.storageFormatCopy = 5;
     Bytes src = Noise(21).Take(96, 0x0F), dst = Noise(22).Take(96, 0x0F);
     Bytes wanted = dst, checked = dst;
     for (std::int64_t i = 0; i < c.raw; ++i) {
@@ -240,14 +368,34 @@ TEST(PackedBytes, MemMovSecondPassDecides) {
   EXPECT_EQ(c, (Bytes{5, 6, 5, 6, 5, 6}));
 }
 
+TEST(PackedBytes, CheckedRangesAreCutToBothImages) {
+  const Synth s = SynthOfFormat(0);
+  Bytes src = {1, 2, 3, 4, 5};
+  for (std::int64_t from = -3; from < 8; ++from) {
+    for (std::int64_t to = -3; to < 12; ++to) {
+      for (std::int64_t count = -1; count < 13; ++count) {
+        Bytes dst(9), wanted(9);
+        for (std::int64_t k = 0; k < count; ++k) {
+          if (from + k < 0 || from + k >= 5 || to + k < 0 || to + k >= 9) continue;
+          wanted[static_cast<std::size_t>(to + k)] = src[static_cast<std::size_t>(from + k)];
+        }
+        ImageView(dst, s).MovBytesFrom(ImageView(src, s), from, to, 0, 0, count);
+        ASSERT_EQ(dst, wanted) << from << ' ' << to << ' ' << count;
+      }
+    }
+  }
+}
+
 TEST(PackedBytes, CheckedViewSurvivesAnyPosition) {
   const std::int64_t places[] = {-(std::int64_t{1} << 62), -70000, -9, -1, 0, 1, 5, 7, 8, 9, 65535,
                                  std::int64_t{1} << 62};
   for (int format = 0; format <= kStorageFormats; ++format) {
     const Synth s = SynthOfFormat(format, 0xFFFFFFFF);
-    Bytes image = Noise(5).Take(9);
+    Bytes guarded(49, 0x55);
+    const std::span<std::uint8_t> image(guarded.data() + 20, 9);
     Bytes other(5);
     const ImageView view(image, s);
+    EXPECT_EQ(ConstImageView(image, s).Get(9 + 8, 0), 0) << format;
     for (const std::int64_t base : places) {
       for (const std::int64_t index : places) {
         view.Set(base, index, 0x1FF);
@@ -259,6 +407,13 @@ TEST(PackedBytes, CheckedViewSurvivesAnyPosition) {
         view.BankTransferFrom(ImageView(other, s), 0, 0, base, index, index);
       }
     }
+    std::fill_n(guarded.begin() + 20, 9, 0x55);
+    EXPECT_EQ(guarded, Bytes(49, 0x55)) << format;
+    view.SetRaw(9, 1);
+    view.SetRaw(-1, 1);
+    view.SetRaw(8, 7);
+    EXPECT_EQ(guarded[19] << 16 | guarded[28] << 8 | guarded[29], 0x550755);
+    EXPECT_EQ(view.Raw(9) + view.Raw(-1) + view.Raw(8), 7);
   }
 }
 

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <sstream>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "data/hex_text.h"
@@ -14,36 +18,46 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-struct NumberCase {
-  int format, n, voices;
-  const char* text;
-  int first = 0, nameFormat = 0;
-};
+// Rows of "format slot voices first-number name-format=TEXT": inside of a bank, its last slot, and the one behind,
+// where the first digit goes on or begins anew.
+constexpr const char* kNumbers =
+    "0 0 100 0 0= 0,0 0 128 0 2=A-11,0 5 64 0 0= 6,0 5 64 0 1= 5,0 5 100 0 5= 5,0 5 101 0 0=  6,0 5 101 0 14=  5,"
+    "0 5 101 0 9=  5,0 5 128 0 22=  5,0 8 64 0 3=A-21,0 63 64 0 2=A-88,0 64 128 0 3=B-11,0 98 99 0 0=99,"
+    "0 99 100 0 0=99,0 99 101 0 0=100,1 16 64 0 0=211,1 17 64 0 0=212,1 20 65 0 0=A221,1 63 64 0 0=444,"
+    "1 63 65 0 0=A444,1 64 65 0 0=B111,1 70 128 0 0=B123,2 55 64 0 0=78,2 63 64 0 0=88,2 64 65 0 0=11,"
+    "3 63 64 0 0=A64,3 64 128 0 0=B01,3 65 128 0 0=B02,3 128 129 0 0=C01,4 3 4 0 0=1D,4 4 8 0 0=2A,4 5 8 0 0=2B,"
+    "5 3 4 0 0=01-4,5 4 8 0 0=02-1,5 5 8 0 0=02-2,6 15 16 0 0=A16,6 16 32 0 0=B01,6 17 32 0 0=B02,"
+    "7 15 16 0 0=01-16,7 16 32 0 0=02-01,7 17 32 0 0=02-02,8 11 12 0 0=A12,8 12 24 0 0=B01,8 13 24 0 0=B02,"
+    "9 0 128 0 0=A-11,9 63 64 0 0=A-88,9 72 128 0 0=B-21,9 127 128 0 0=B-88,10 4 5 0 0=01-5,10 5 10 0 0=02-1,"
+    "10 6 10 0 0=02-2,11 63 64 0 0=1D-16,11 64 128 0 0=2A-01,11 81 128 0 0=2B-02,12 0 99 1 0=02,12 0 100 0 0=01,"
+    "12 0 101 0 0=001,12 4 64 0 0=05,12 4 64 86 0=091,12 4 101 0 0=005,13 63 64 0 0=1-88,13 64 128 0 0=2-11,"
+    "13 73 128 0 0=2-22,14 15 16 0 0=[01] 4-4,14 16 32 0 0=[02] 1-1,14 21 64 0 0=[02] 2-2,15 31 32 0 0=[01] D-8,"
+    "15 32 64 0 0=[02] A-1,15 41 64 0 0=[02] B-2,16 15 16 0 0=A16,16 16 32 0 0=B01,16 17 32 0 0=B02,"
+    "17 63 64 0 0=A16-D4,17 64 128 0 0=B01-D1,17 69 128 0 0=B02-D2,18 63 64 0 0=A16-A4,18 64 128 0 0=B01-A1,"
+    "18 69 128 0 0=B02-A2,19 15 16 0 0=01.16,19 16 32 0 0=02.01,19 17 32 0 0=02.02,20 63 64 0 0=1:8:8,"
+    "20 64 128 0 0=2:1:1,20 73 128 0 0=2:2:2,21 10 65535 0 0=0:0:1:0,21 1234 2000 0 0=1:2:3:4,"
+    "21 9999 65535 0 0=9:9:9:9,22 511 512 0 0=1:8:8:8,22 512 1024 0 0=2:1:1:1,22 585 1024 0 0=2:2:2:2,"
+    "23 39 40 0 0=1:5:8,23 40 80 0 0=2:1:1,23 49 80 0 0=2:2:2,24 99 100 0 0=0-99,24 100 200 0 0=1-00,"
+    "24 123 200 0 0=1-23,25 63 64 0 0=A:8:8,25 64 128 0 0=B:1:1,25 73 128 0 0=B:2:2,26 127 128 0 0=A128,"
+    "26 128 256 0 0=B001,26 129 256 0 0=B002,27 7 8 0 0= 1:8,27 8 16 0 0= 2:1,27 9 16 0 0= 2:2,28 8 64 0 0= 9,"
+    "28 8 99 0 0= 9,28 8 100 0 0=  9,64 0 32 32 0=iA-1,64 7 32 0 0=IA-8,64 9 32 0 0=IB-2,64 31 32 96 0=eD-8,"
+    "64 32 64 0 0=iA-1,64 63 64 0 0=iD-8,64 64 64 0 0=EA-1,65 63 128 0 0=A88,65 64 128 0 0=B11,65 73 128 0 0=B22,"
+    "66 0 128 384 0=D0,66 127 128 0 0=A127,66 128 256 0 0=B0,67 0 128 640 0=F2 P1,67 127 128 0 0=U1 P128,"
+    "67 128 256 0 0=U2 P1,67 511 512 0 0=U4 P128,67 512 513 0 0=F1 P1,67 639 640 0 0=F1 P128,68 0 128 128 0=2-1,"
+    "68 127 128 0 0=1-128,68 128 256 0 0=2-1,69 15 16 0 0=A-16,69 16 32 0 0=B-1,69 17 64 0 0=B-2,"
+    "70 7 100 0 0=I07,71 9 32 0 0=PF10,72 7 100 0 0=007,200 8 128 0 0=  9,";
 
 TEST(PatchNumbers, EveryScheme) {
-  const NumberCase cases[] = {
-      {0, 0, 128, "A-11", 0, 2},  {0, 64, 128, "B-11", 0, 3}, {0, 0, 100, " 0"},        {0, 5, 64, " 5", 0, 1},
-      {0, 5, 128, "  5", 0, 22},  {0, 5, 64, " 6"},           {0, 5, 101, "  6"},       {1, 70, 128, "B123"},
-      {1, 17, 64, "212"},         {2, 63, 64, "88"},          {3, 65, 128, "B02"},      {4, 5, 8, "2B"},
-      {5, 5, 8, "02-2"},          {6, 17, 32, "B02"},         {7, 17, 32, "02-02"},     {8, 13, 24, "B02"},
-      {9, 0, 128, "A-11"},        {9, 127, 128, "B-88"},      {10, 6, 10, "02-2"},      {11, 81, 128, "2B-02"},
-      {12, 4, 64, "05"},          {12, 4, 101, "005"},        {12, 4, 64, "091", 86},   {13, 73, 128, "2-22"},
-      {14, 21, 64, "[02] 2-2"},   {15, 41, 64, "[02] B-2"},   {16, 17, 32, "B02"},      {17, 69, 128, "B02-D2"},
-      {18, 69, 128, "B02-A2"},    {19, 17, 32, "02.02"},      {20, 73, 128, "2:2:2"},   {21, 1234, 2000, "1:2:3:4"},
-      {22, 585, 1024, "2:2:2:2"}, {23, 49, 80, "2:2:2"},      {24, 123, 200, "1-23"},   {25, 73, 128, "B:2:2"},
-      {26, 129, 256, "B002"},     {27, 9, 16, " 2:2"},        {28, 8, 64, " 9"},        {200, 8, 128, "  9"},
-      {64, 9, 32, "IB-2"},        {64, 0, 32, "iA-1", 32},    {64, 31, 32, "eD-8", 96}, {65, 63, 128, "A88"},
-      {65, 73, 128, "B22"},       {66, 127, 128, "A127"},     {66, 0, 128, "D0", 384},  {67, 127, 128, "U1 P128"},
-      {67, 0, 128, "F2 P1", 640}, {68, 127, 128, "1-128"},    {68, 0, 128, "2-1", 128}, {69, 17, 64, "B-2"},
-      {70, 7, 100, "I07"},        {71, 9, 32, "PF10"},        {72, 7, 100, "007"},
-  };
-  for (const NumberCase& c : cases) {
+  std::istringstream rows(kNumbers);
+  for (std::string row; std::getline(rows, row, ',');) {
+    int format = 0, n = 0, voices = 0, first = 0, nameFormat = 0;
+    ASSERT_EQ(std::sscanf(row.c_str(), "%d %d %d %d %d", &format, &n, &voices, &first, &nameFormat), 5) << row;
     Synth s{};
-    s.numberFormat = static_cast<std::uint8_t>(c.format);
-    s.numVoices = static_cast<std::uint32_t>(c.voices);
-    s.bankNumberOffset = static_cast<std::int16_t>(c.first);
-    s.nameFormat = static_cast<std::uint8_t>(c.nameFormat);
-    EXPECT_EQ(MakeNumberStr(s, c.n), c.text) << "format " << c.format << " n " << c.n;
+    s.numberFormat = static_cast<std::uint8_t>(format);
+    s.numVoices = static_cast<std::uint32_t>(voices);
+    s.bankNumberOffset = static_cast<std::int16_t>(first);
+    s.nameFormat = static_cast<std::uint8_t>(nameFormat);
+    EXPECT_EQ(MakeNumberStr(s, n), row.substr(row.find('=') + 1)) << row;
   }
   // Every one has a name and is inside of what a data type may have; plain numbers go without.
   const SynthField* field = FindSynthField("numberFormat");
@@ -79,6 +93,20 @@ TEST(PatchNames, DecodesKnownBytes) {
       {8, "10 01 63", 3, "A! "},
       {9, "08 03 03 08", 2, "AN"},
       {9, "78 13 03 08", 2, "IN"},  // what stands above a second nibble reaches into the first
+      {10, "00 1A 57 58", 4, "Aa. "},
+      {11, "00 01 34 35", 4, " A? "},
+      {17, "00 40 41 FF", 4, " !  "},
+      {18, "01 21 3F 40", 4, "!E  "},
+      {30, "00 01 00 08", 2, "AB"},
+      {30, "01 00 04 00", 2, "##"},
+      {34, "0A 23 24 32 33 00 09 FF", 8, " 90 ?[ZA"},
+      {20, "F5 BE 77 DF 06 7F", 8, "12345 AZ"},
+      {1, "41 80", 2, "A"},
+      {21, "80 41 09 0A", 4, "0A9\n"},
+      {16, "41 7F", 2, "A\x7F"},
+      {33, "C1 7F", 2, "A "},
+      {35, "41 42", 2, "AB"},
+      {-1, "C1 42", 2, "AB"},
       {12, "C1 42", 2, "AB"},
       {13, "0A 0B 00", 3, " A0"},
       {14, "21 00 00 00 00 00 00 22", 2, "AB"},
@@ -166,6 +194,40 @@ TEST(PatchNames, NearestLetter) {
   }
 }
 
+// How many of the 256 characters each format holds, and what becomes of the others.
+TEST(PatchNames, CharactersOfEveryFormat) {
+  Synth s{};
+  s.voiceSize = 100;
+  std::string counts;
+  for (int format = 0; format < kNameFormats; ++format) {
+    int held = 0;
+    for (int c = 0; c < 256; ++c) {
+      const auto fit = FitCharacter(s, format, static_cast<unsigned char>(c));
+      held += fit == c;
+      EXPECT_EQ(FitCharacter(s, format, fit), fit) << "format " << format << " of " << c;
+    }
+    counts += std::to_string(held) + (format % 10 == 9 ? "\n" : " ");
+  }
+  EXPECT_EQ(counts,
+            "126 126 126 64 126 95 64 222 42 126\n"
+            "88 53 126 41 95 95 126 65 53 126\n"
+            "32 117 126 126 126 95 222 126 126 222\n"
+            "73 126 222 126 52 ");
+  for (const auto& [c, code] : {std::pair('A', 0),
+                                {'1', 26},
+                                {'5', 30},
+                                {'z', 25},
+                                {'a', 0},
+                                {' ', 31},
+                                {'!', 31},
+                                {'[', 31},
+                                {'{', 31},
+                                {'`', 31},
+                                {'6', 31}}) {
+    EXPECT_EQ(GetVSChar(c), code) << c;
+  }
+}
+
 TEST(PatchNames, NegativeStartCountsFromTheLastEndByte) {
   Synth s{};
   s.voiceSize = 120;
@@ -175,6 +237,13 @@ TEST(PatchNames, NegativeStartCountsFromTheLastEndByte) {
   EXPECT_EQ(BankDispString(s, image, 10, 0, -17, 0), "FromTheEnd");
   image[100] = 'x';
   EXPECT_EQ(BankDispString(s, image, 10, 0, -37, 0), "FromTheEnd");
+  image[120] = 0xF7;
+  EXPECT_EQ(BankDispString(s, image, 10, 0, -37, 0), "FromTheEnd") << "behind the voice";
+  image[119] = 0xF7;
+  EXPECT_EQ(BankDispString(s, image, 10, 0, -36, 0), "FromTheEnd") << "the last byte";
+  image[119] = image[120] = 'x';
+  image[84] = 0xF7;
+  EXPECT_EQ(BankDispString(s, image, 2, 84, -1, 0), "Fw") << "the first byte";
 }
 
 TEST(PatchNames, ZeroEndsSomeNamesOnly) {
@@ -184,6 +253,20 @@ TEST(PatchNames, ZeroEndsSomeNamesOnly) {
   Synth driver{};
   driver.driverId = 4011;
   EXPECT_EQ(BankDispString(driver, image, 3, 0, 1, 0), "A");
+  for (const auto& [id, text] : {std::pair(4009, "A B"), {4010, "A"}, {4013, "A"}, {4014, "A B"}}) {
+    driver.driverId = static_cast<std::uint16_t>(id);
+    EXPECT_EQ(BankDispString(driver, image, 3, 0, 1, 0), text) << id;
+  }
+  Synth packed{};
+  SetStorageFormat(&packed, 2);
+  packed.voiceSize = 8;
+  Bytes zero = *ParseHex("01 00 41 00 00 00 00 00"), late = *ParseHex("02 41 00 00 00 00 00 00");
+  EXPECT_EQ(BankDispString(packed, zero, 2, 0, 0, 21), "");
+  EXPECT_EQ(BankDispString(packed, late, 2, 0, 0, 21), "A");
+  Bytes middle = *ParseHex("00 41 00 42 00 00 00 00");
+  char out[kNameBuffer];
+  BankDispString(&packed, middle, out, 3, 0, 0, 0);
+  EXPECT_EQ(std::string(out, 4), std::string("A\0\0\0", 4)) << "nothing behind the end";
   Synth named{};
   std::strcpy(named.shortName, "ASM Hydrasynth");
   EXPECT_EQ(BankDispString(named, image, 3, 0, 1, 0), "A");
@@ -214,12 +297,80 @@ TEST(PatchNames, StoredNamesAndNamesInTheImage) {
   EXPECT_EQ(GetPatchName(*df, 3), "");
   EXPECT_EQ(GetPatchName(*df, 900), "");
   EXPECT_FALSE(SetPatchName(df.get(), 900, "x"));
+  EXPECT_EQ(PatchNameLength(*df), 32u);
+  EXPECT_EQ(DFGetName(*df), "");
+  s.numVoices = 1;  // two names of a single patch
+  EXPECT_TRUE(SetPatchName(df.get(), 1, "Second"));
+  EXPECT_EQ(GetPatchName(*df, 1), "Second");
+  EXPECT_EQ(GetPatchName(*df, 2), "");
+  EXPECT_FALSE(SetPatchName(df.get(), 2, "x"));
+  EXPECT_TRUE(SetPatchName(df.get(), 0, "First  "));
+  EXPECT_EQ(DFGetName(*df), "First  ");
+
+  s.namesSeparate = 0;
+  const auto name = [&](std::uint32_t header, std::uint32_t length, const char* given) {
+    char out[kNameBuffer] = "?";
+    s.headerSize = header;
+    s.nameLength = length;
+    BuildName(&s, given, BodySpan(*df), out);
+    return std::string(out);
+  };
+  std::memcpy(df->body + 10, "Whole     ", 10);
+  EXPECT_EQ(DFGetName(*df), "Whole");
+  EXPECT_EQ(name(6, 3, nullptr), "Who");
+  EXPECT_EQ(name(6, 256, nullptr).substr(0, 5), "Whole");
+  EXPECT_EQ(name(6, 0, nullptr) + name(6, 257, nullptr) + name(70, 4, nullptr), "");
+  EXPECT_EQ(name(6, 3, "Given"), "Given");
+  EXPECT_EQ(DFGetName(DataFile{}), "");
+}
+
+// Letters that Latin-1 does not have, in names of their own buffer.
+TEST(PatchNames, SeparateNamesAreLatin1) {
+  DataFilePtr df(AllocDataFile());
+  EXPECT_EQ(FitPatchName(*df, "x").name, "");
+  ASSERT_TRUE(AllocChunk(&df->synth, &df->synthSize, kSynthSize));
+  df->synth->namesSeparate = 1;
+  ASSERT_TRUE(AllocChunk(&df->voiceNames, &df->voiceNamesSize, kVoiceNameSize));
+  const struct {
+    const char *text, *name;
+  } rows[] = {{"\u0100\u017F|\u0180\u0217\u0218\u021B\u021C\u1E9E|", "As|  St S|"},
+              {"\x1F \x7E\x7F\u0080\u009F\u00A0\u00FF", "  ~   \xA0\xFF"},
+              {"a\u02FFb\u0300c\u036Fd\u0370e", "a bcd e"},
+              {"12345678901234567890123456789012\u0301", "12345678901234567890123456789012"}};
+  for (const auto& row : rows) {
+    const NameFit fit = FitPatchName(*df, row.text);
+    EXPECT_EQ(fit.name, row.name);
+    EXPECT_EQ(fit.cutTo, 0u);
+  }
+  EXPECT_EQ(FitPatchName(*df, std::string(33, 'x')).cutTo, 32u);
+  EXPECT_EQ(FitPatchName(*df, "\x1F\u0080\u0180").Sentence(),
+            "The name was written as \"\": the instrument has no \\x1F, \\x80 or \u0180.");
+  EXPECT_EQ(FitPatchName(*df, "\u0180" + std::string(32, 'x')).Sentence(),
+            "The name was written as \" " + std::string(31, 'x') +
+                "\": the instrument has no \u0180, and a name has at most 32 characters.");
 }
 
 TEST(PatchNames, NamesForFilesAndLists) {
   EXPECT_STREQ(MakeDiskSafe("a/b\\c:d"), "a_b_c:d");
   EXPECT_EQ(FixInvalidFilenameCharacters(std::string("a/b:c\x01?")), "a_b_c__");
   EXPECT_EQ(FixInvalidFilenameCharacters(std::string("..")), "__");
+  for (const auto& [name, safe] : {std::pair(".", "_"),
+                                   {"..", "__"},
+                                   {"...", "..."},
+                                   {"\x1F\x20\x7F", "_ \x7F"},
+                                   {"\"*/:<>?[\\]|", "___________"},
+                                   {"a;b", "a;b"}}) {
+    EXPECT_EQ(FixInvalidFilenameCharacters(std::string(name)), safe);
+  }
+  EXPECT_EQ(FixInvalidFilenameCharacters(std::string("a\0b", 3)), "a_b");
+  EXPECT_STREQ(MakeDiskSafe(nullptr), "");
+  for (const auto& [given, aligned] : {std::pair("  ab ", "ab "), {"ab", "ab"}, {"  ", "  "}, {"", ""}}) {
+    char name[8];
+    std::strcpy(name, given);
+    NameAlign(name);
+    EXPECT_STREQ(name, aligned);
+    EXPECT_EQ(NameAlign(std::string(given)), aligned);
+  }
   EXPECT_EQ(NameAlign(std::string("  x ")), "x ");
   EXPECT_EQ(NameAlign(std::string("   ")), "   ");
   EXPECT_EQ(GetVSChar('h'), 7);

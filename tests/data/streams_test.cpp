@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "data/event.h"
@@ -28,16 +31,30 @@ TEST(SysExSplit, MessagesJunkRealTimeAndTails) {
       {"F0 01 02 03 04 05 06 07 08 09 0A", "F0 01 02 03 04 05 06 07 08 09 0A~", 0},
       {"F7 F7 F0 F7", "F0 F7.", 2},
       {"01 02 03", "", 3},
+      {"F0 01 02 03 04 05 06 07 F7 F0 01 02 03 04 05 06 07 08 F7",
+       "F0 01 02 03 04 05 06 07 F7.F0 01 02 03 04 05 06 07 08 F7.", 0},
+      {"F0 F8 FF F7", "F0 F7.", 0},
+      {"F0", "F0~", 0},
   };
   for (const Case& c : cases) {
     const Bytes stream = *ParseHex(c.stream);
     SysExSplitter splitter(stream);
     SysExPiece piece;
     std::string got;
-    while (splitter.Next(&piece)) got += HexText(CleanSysEx(piece)) + (piece.isTerminated ? '.' : '~');
+    while (splitter.Next(&piece)) {
+      EXPECT_EQ(piece.hasRealTime, CleanSysEx(piece).size() != piece.bytes.size()) << c.stream;
+      EXPECT_EQ(piece.bytes.data(), stream.data() + piece.offset);
+      got += HexText(CleanSysEx(piece)) + (piece.isTerminated ? '.' : '~');
+    }
+    EXPECT_EQ(SplitSysEx(stream, true).size(),
+              static_cast<std::size_t>(
+                  std::count_if(got.begin(), got.end(), [](char ch) { return ch == '.' || ch == '~'; })));
+    EXPECT_EQ(SplitSysEx(stream, false).size(), static_cast<std::size_t>(std::count(got.begin(), got.end(), '.')));
     EXPECT_EQ(got, c.pieces) << c.stream;
     EXPECT_EQ(splitter.junk(), c.junk) << c.stream;
   }
+  const Bytes two = *ParseHex("F0 F7 00 F0 01 F7");
+  EXPECT_EQ(SplitSysEx(std::span(two).first(3), true).size(), 1U) << "what stands behind is not its own";
 }
 
 TEST(StandardMidiFile, WrittenMessagesComeBack) {
@@ -72,6 +89,8 @@ TEST(StandardMidiFile, PacketsRunningStatusAndDamage) {
       {"00 90 40 7F 00 41 7F 00 F0 02 01 F7", "F0 01 F7."},
       {"00 F7 04 F0 7E 7F F7 00 F7 01 F8", "F0 7E 7F F7."},
       {"00 F0 05 01 02", "F0 01 02~"},
+      {"00 F0 04 01 F8 02 F7", "F0 01 02 F7."},
+      {"00 F0 04 01 90 02 F7", "F0 01~"},
       {"00 F0 02 01 02 00 F0 02 03 F7", "F0 01 02~F0 03 F7."},
       {"00 FF 7F 90 00", ""},
       {"FF FF FF FF FF", ""},
@@ -100,7 +119,21 @@ TEST(Events, BlocksCarryTheirSize) {
 TEST(DataText, HexAndNumbers) {
   EXPECT_EQ(HexText(*ParseHex("f0 43,10\n2aF7")), "F0 43 10 2A F7");
   for (const char* wrong : {"F", "F0 4", "0x10", "G0", "F 0"}) EXPECT_FALSE(ParseHex(wrong)) << wrong;
-  EXPECT_EQ(ParseNumber("-0x10"), -16);
+  for (const auto& [text, value] : {std::pair("-0x10", -16),
+                                    {" +7 ", 7},
+                                    {"0XfF", 255},
+                                    {"0", 0},
+                                    {"00a", -1},
+                                    {"0x1g", -1},
+                                    {"9", 9},
+                                    {"0x9A", 154}}) {
+    EXPECT_EQ(ParseNumber(text).value_or(-1), value) << text;
+  }
+  EXPECT_EQ(ParseNumber("999999999999999"), 999999999999999);
+  EXPECT_FALSE(ParseNumber("1000000000000000"));
+  std::string error;
+  EXPECT_FALSE(ParseHex("F0 4", &error));
+  EXPECT_EQ(error, "There is no pair of hex digits at character 4.");
   for (const char* wrong : {"", "-", "0x", "1 2", "12a", "99999999999999999999"}) EXPECT_FALSE(ParseNumber(wrong));
 }
 

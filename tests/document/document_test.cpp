@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "data/container.h"
+#include "document/recovery.h"
 #include "tests/document/note_document.h"
 
 namespace tonalith {
@@ -168,6 +169,52 @@ TEST(Document, AFileThatWasNeverReadHereIsNotGuarded) {
   EXPECT_FALSE(note.FileChangedOnDisk());
   EXPECT_TRUE(note.Save().ok());
   EXPECT_EQ(Contents(folder.At("a.syx")), "own");
+}
+
+TEST(Document, WhatItSaysOfItself) {
+  const TestFolder folder("says");
+  NoteDocument note("one");
+  std::string told;
+  note.AddListener(
+      [&](const DocumentChange& change) { told += change.kind == DocumentChange::Kind::State ? "S" : "E"; });
+  EXPECT_EQ(note.Extension() + note.FileName() + note.BusyReason(), "SYX");
+  EXPECT_EQ(note.Undo().text, "There is nothing to undo.");
+  EXPECT_EQ(note.Redo().text, "There is nothing to redo.");
+  EXPECT_EQ(note.Save().text, "This data has no file yet.");
+  ASSERT_TRUE(note.Save(folder.At("a.syx")).ok());
+  EXPECT_EQ(note.StatusText(), "Saved");
+  note.Set("two");
+  ASSERT_TRUE(note.Undo().ok() && note.Redo().ok());
+  EXPECT_EQ(note.StatusText(), "Redo Set");
+  note.SetBusy(true);
+  const std::string busy = "This data is being transferred; please wait until the transfer has ended.";
+  RecoveryFolder recovery(folder.At("auto"));
+  RecoverableFile about;
+  for (const Result& result : {note.Save(), note.SaveCopy(folder.At("b.syx")), note.Load(folder.At("a.syx")),
+                               note.Undo(), note.Redo(), note.Recover(recovery, about)}) {
+    EXPECT_EQ(result.text, busy);
+    EXPECT_EQ(result.code, kDocumentBusy);
+  }
+  EXPECT_EQ(note.BusyReason(), busy);
+  EXPECT_FALSE(note.CanUndo() || note.CanRedo());
+  note.SetBusy(false);
+  EXPECT_EQ(told, "SEEESS");
+  ASSERT_TRUE(note.SaveCopy(folder.At("a.syx")).ok());
+  EXPECT_FALSE(note.IsModified()) << "a copy in the place of its file is its file";
+  EXPECT_TRUE(note.CanUndo());
+  note.Set("three");
+  Put(folder.At("a.syx"), "other");
+  EXPECT_EQ(note.SaveCopy(folder.At("a.syx")).text,
+            "The file " + folder.At("a.syx") + " was changed by somebody else since it was read or saved here.");
+  ASSERT_TRUE(note.Load(folder.At("a.syx")).ok());
+  EXPECT_EQ(note.text(), "other");
+  EXPECT_FALSE(note.CanUndo() || note.IsModified() || note.FileChangedOnDisk());
+  Put(folder.At("a.syx"), "longer than before");
+  EXPECT_TRUE(note.FileChangedOnDisk());
+  told.clear();
+  note.SetPath(folder.At("a.syx"));
+  EXPECT_EQ(told, "S");
+  EXPECT_FALSE(note.FileChangedOnDisk()) << "nothing is known of a file that was only named";
 }
 
 TEST(Document, ListenersMayComeAndGoWhileTheyAreTold) {

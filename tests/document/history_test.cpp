@@ -4,6 +4,7 @@
 
 #include <map>
 #include <random>
+#include <utility>
 
 namespace tonalith {
 namespace {
@@ -244,6 +245,58 @@ TEST(History, TheOldestEntriesGoWhenMemoryIsUsedUp) {
   EXPECT_EQ(history.Count(), 1U);
   EXPECT_TRUE(history.Undo());
   EXPECT_EQ(buffers.bytes[0].size(), 10'000U);
+}
+
+// Writes at the edges of a buffer, before and behind what was kept already, and names that are too long.
+TEST(History, EdgesOfBuffersNamesAndLimits) {
+  Buffers buffers({{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {}});
+  const std::vector<Bytes> start = buffers.bytes;
+  History history({1 << 20, 3});
+  const Bytes one = {0xAA}, two = {0xBB, 0xBC}, ten(10, 0xCC);
+  EXPECT_FALSE(history.Write(kFirst, 0, one) || history.Resize(kFirst, 3)) << "not recording";
+  history.Begin("No target");
+  EXPECT_FALSE(history.IsOpen());
+  history.SetTarget(&buffers);
+  const std::pair<std::size_t, Bytes> writes[] = {{4, two}, {3, one}, {6, one}, {9, one}, {0, one}, {2, two}, {0, ten}};
+  history.Begin(std::string(300, 'n'));
+  for (const auto& [at, bytes] : writes) ASSERT_TRUE(history.Write(kFirst, at, bytes)) << at;
+  EXPECT_FALSE(history.Write(kFirst, 9, two) || history.Write(kFirst, 10, one) || history.Write(kFirst, 11, {}));
+  EXPECT_TRUE(history.Write(kFirst, 10, {}));
+  ASSERT_TRUE(history.End());
+  EXPECT_FALSE(history.End()) << "no more is open";
+  EXPECT_EQ(history.UndoName(), std::string(255, 'n'));
+  ASSERT_TRUE(history.Undo());
+  EXPECT_EQ(buffers.bytes, start);
+  EXPECT_EQ(history.RedoName(), std::string(255, 'n'));
+  EXPECT_EQ(history.UndoName(), "");
+  EXPECT_TRUE(history.GoTo(1));
+  EXPECT_FALSE(history.GoTo(2));
+  // Behind the sizes: kept bytes of a buffer that shrinks and grows again, and a change that is taken back by hand.
+  history.Begin("Sizes");
+  ASSERT_TRUE(history.Resize(kFirst, 4) && history.Resize(kFirst, 12) && history.Resize({0, 1}, 5));
+  ASSERT_TRUE(history.Write(kFirst, 2, {ten.data(), 9}));
+  ASSERT_TRUE(history.End());
+  history.Begin("Back and forth");
+  ASSERT_TRUE(history.Write(kFirst, 0, two) && history.Write(kFirst, 0, {ten.data(), 2}));
+  EXPECT_FALSE(history.End());
+  ASSERT_TRUE(history.Undo() && history.Undo());
+  EXPECT_EQ(buffers.bytes, start);
+  // The first of a gesture after another, and the mark while one is open.
+  for (const std::uint64_t gesture : {1, 1, 2, 0, 2}) {
+    history.Begin("G" + std::to_string(gesture), gesture);
+    const std::uint8_t next = static_cast<std::uint8_t>(buffers.bytes[0][1] + 1);
+    ASSERT_TRUE(history.Write(kFirst, 1, {&next, 1}));
+    ASSERT_TRUE(history.End());
+  }
+  EXPECT_EQ(history.Count(), 4U) << "three, and the gesture that goes on";
+  std::string names;
+  for (std::size_t i = 0; i < history.Count(); ++i) names += history.Name(i) + ' ';
+  EXPECT_EQ(names, "G1 G2 G0 G2 ");
+  history.Clear();
+  EXPECT_EQ(history.Count() + history.Position() + history.MemoryBytes(), 0U);
+  EXPECT_TRUE(history.IsModified());
+  history.Reset();
+  EXPECT_FALSE(history.IsModified() || history.CanUndo());
 }
 
 TEST(History, WithoutMemoryUndoLeavesEverythingAsItIs) {

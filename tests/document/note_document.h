@@ -62,8 +62,9 @@ class NoteDocument : public Document, private HistoryTarget {
 // A folder for the time of a test.
 class TestFolder {
  public:
-  explicit TestFolder(const std::string& name)
-      : path_(std::filesystem::temp_directory_path() / ("tonalith-" + name + "-" + std::to_string(::getpid()))) {
+  explicit TestFolder(const std::string& name,
+                      const std::filesystem::path& base = std::filesystem::temp_directory_path())
+      : path_(base / ("tonalith-" + name + "-" + std::to_string(::getpid()))) {
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
   }

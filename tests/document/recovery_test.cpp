@@ -4,6 +4,9 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <memory>
 
@@ -149,8 +152,86 @@ TEST(Recovery, CutAndStrangeFilesAreSetAside) {
   }
   std::ofstream(cut, std::ios::binary | std::ios::trunc) << "X" + whole.substr(1);
   EXPECT_FALSE(RecoveryFolder::Read(cut, &read, &bytes).ok());
+  for (const std::string& other : {whole + "X", std::string(whole).replace(12, 4, "Dato")}) {
+    std::ofstream(cut, std::ios::binary | std::ios::trunc) << other;
+    EXPECT_FALSE(RecoveryFolder::Read(cut, &read, &bytes).ok()) << "longer, or of no kind";
+  }
   EXPECT_TRUE(recovery.Leftovers().empty());
   EXPECT_TRUE(fs::exists(cut + ".broken"));
+}
+
+TEST(Recovery, EverythingAboutADocumentComesBack) {
+  const TestFolder folder("about");
+  RecoveryFolder recovery(folder.path().string());
+  const FileStamp stamps[] = {{}, {true, false, 1, 2, 3, 4}, {false, true, 0x0102030405060708, 5, ~0ULL, -6}};
+  for (const FileStamp& stamp : stamps) {
+    for (const std::size_t length : {0U, 1U, 65536U, 65537U}) {
+      RecoverableFile about{{}, FileKind::Data, std::string(length, 'p'), "Title", 0, stamp}, read;
+      std::vector<std::uint8_t> bytes;
+      ASSERT_TRUE(recovery.Keep(&about, {}).ok());
+      ASSERT_TRUE(RecoveryFolder::Read(about.file, &read, &bytes).ok());
+      EXPECT_EQ(read.path.size(), std::min<std::size_t>(length, 65536));
+      EXPECT_EQ(read.title + read.file, "Title" + about.file);
+      EXPECT_EQ(read.time, about.time);
+      EXPECT_LT(std::abs(std::difftime(read.time, std::time(nullptr))), 3600);
+      EXPECT_TRUE(read.stamp == stamp);
+      EXPECT_EQ(read.stamp.known * 2 + read.stamp.exists, stamp.known * 2 + stamp.exists);
+      EXPECT_EQ(fs::status(about.file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+      recovery.Remove(about.file);
+    }
+  }
+}
+
+// The kept state of one document stands in one file of one folder, and is written when there is something new.
+TEST(Recovery, OneFileADocument) {
+  const TestFolder folder("one");
+  RecoveryFolder first(folder.At("1")), second(folder.At("2"));
+  const auto files = [&](const char* name) {
+    std::vector<std::string> found;
+    for (const auto& entry : fs::directory_iterator(folder.At(name))) {
+      if (entry.path().extension() == ".autosave") found.push_back(entry.path().string());
+    }
+    return found;
+  };
+  NoteDocument note("a");
+  note.Set("b");
+  note.history().Begin("Open");
+  ASSERT_TRUE(note.Autosave(first).ok());
+  EXPECT_FALSE(fs::exists(folder.At("1"))) << "not in the middle of a command";
+  note.history().End();
+  ASSERT_TRUE(note.Autosave(first).ok());
+  const auto kept = files("1");
+  ASSERT_EQ(kept.size(), 1U);
+  const FileStamp stamp = StampOf(kept[0]);
+  ASSERT_TRUE(note.Autosave(first).ok());
+  EXPECT_TRUE(StampOf(kept[0]) == stamp) << "nothing new";
+  note.Set("c");
+  ASSERT_TRUE(note.Autosave(first).ok());
+  EXPECT_EQ(files("1"), kept);
+  EXPECT_FALSE(StampOf(kept[0]) == stamp);
+  ASSERT_TRUE(note.Autosave(second).ok());
+  EXPECT_TRUE(files("1").empty());
+  EXPECT_EQ(files("2").size(), 1U);
+  note.refuses = true;
+  note.Set("d");
+  EXPECT_FALSE(note.Autosave(second).ok());
+  note.LeaveAutosave();
+  EXPECT_EQ(files("2").size(), 1U);
+  RecoverableFile about;
+  ASSERT_TRUE(RecoveryFolder::Read(files("2")[0], &about, nullptr).ok());
+  NoteDocument other;
+  ASSERT_TRUE(other.Recover(second, about).ok());
+  EXPECT_EQ(other.text() + other.StatusText(), "cRecovered");
+  EXPECT_EQ(other.Recover(second, RecoverableFile{folder.At("none"), FileKind::SysEx, {}, {}, 0, {}}).code, 2);
+  EXPECT_NE(files("2"), std::vector<std::string>{about.file});
+  // Locks: one of a program that is gone goes, one that is held or still has files stays.
+  std::ofstream(folder.At("2/gone-1-1.lock")) << "";
+  std::ofstream(folder.At("2/left-1-1.lock")) << "";
+  fs::copy_file(files("2")[0], folder.At("2/left-1-1-1.autosave"));
+  EXPECT_EQ(second.Leftovers().size(), 1U);
+  EXPECT_FALSE(fs::exists(folder.At("2/gone-1-1.lock")));
+  EXPECT_TRUE(fs::exists(folder.At("2/left-1-1.lock")));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.At("2")), fs::directory_iterator()), 4);
 }
 
 TEST(RecentFiles, KeepsTheOrderAndTheLimit) {
@@ -165,9 +246,15 @@ TEST(RecentFiles, KeepsTheOrderAndTheLimit) {
   ASSERT_EQ(again.paths().size(), RecentFiles::kFewest);
   EXPECT_EQ(again.paths()[0], "/f5");
   EXPECT_EQ(again.paths()[1], "/f11");
+  std::ifstream ini(folder.At("ZK.ini"));
+  EXPECT_NE(std::string(std::istreambuf_iterator<char>(ini), {}).find("File1=/f5"), std::string::npos);
   ASSERT_TRUE(again.Clear().ok());
   files.Load(20);
   EXPECT_TRUE(files.paths().empty());
+  for (int i = 0; i < 25; ++i) ASSERT_TRUE(files.Used("/g" + std::to_string(i)).ok());
+  EXPECT_EQ(files.paths().size(), 20U);
+  again.Load(20);
+  EXPECT_EQ(again.paths(), files.paths());
 }
 
 }  // namespace

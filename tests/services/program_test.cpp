@@ -34,8 +34,8 @@ namespace {
 class ProgramTest : public testing::Test {
  protected:
   void SetUp() override {
-    char name[] = "/tmp/tonalith_program_XXXXXX";
-    root_ = ::mkdtemp(name);
+    std::string name = std::filesystem::temp_directory_path() / "tonalith_program_XXXXXX";
+    root_ = ::mkdtemp(name.data());
     ::setenv("TONALITH_RESOURCES", (std::string(TONALITH_SOURCE_DIR) + "/resources").c_str(), 1);
   }
   void TearDown() override {

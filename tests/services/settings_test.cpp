@@ -19,8 +19,8 @@ namespace {
 class SettingsTest : public testing::Test {
  protected:
   void SetUp() override {
-    char name[] = "/tmp/tonalith_settings_XXXXXX";
-    root_ = ::mkdtemp(name);
+    std::string name = std::filesystem::temp_directory_path() / "tonalith_settings_XXXXXX";
+    root_ = ::mkdtemp(name.data());
   }
   void TearDown() override { std::filesystem::remove_all(root_); }
   std::string Path(const std::string& name) const { return root_ + "/" + name; }
