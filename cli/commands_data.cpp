@@ -210,7 +210,8 @@ int RunNumber(const std::vector<std::string>& args, std::istream& /*in*/, Termin
   if (!words.error.empty()) return FailWith(err, words.error);
   const auto& w = words.words;
   if (w.size() == 1 && w[0] == "formats") {
-    for (const int format : NumberFormats()) out << format << '\t' << NumberFormatName(format) << '\n';
+    for (const int format : NumberFormats())
+      out << format << "\t" << std::string_view(NumberFormatName(format)) << "\n";
     return 0;
   }
   if (w.size() != 2) return FailUsage(err, kNumberHelp);

@@ -220,7 +220,8 @@ void PrintOutcome(const RunRequest& request, const MacroOutcome& outcome, Termin
   out << "\n";
   if (request.start.floatMode) {
     out << "FLOAT ";
-    for (std::size_t i = 0; i < 4; ++i) out << std::string_view(kNames[i]) << outcome.registerFloats[i];
+    for (std::size_t i = 0; i < 4; ++i)
+      out << std::string_view(kNames[i]) << Printf("%g", static_cast<double>(outcome.registerFloats[i]));
     out << "\n";
   }
   out << "V10 " << outcome.variables[kReceiveResult] << "\n";

@@ -20,9 +20,9 @@ std::unique_ptr<ZKStudioDoc> MakeStudio(const Paths& paths, Prompts& prompts, St
 std::filesystem::path ShippedModulesFolder(const std::filesystem::path& resources);
 
 // Brings the instrument folder up to what the program comes with (InstallShippedPackages).  Several processes of the
-// user may do so at the same time: one works, the others wait for it.  `locks` as StudioPaths::locks.  Nothing to do, or
-// no packages at all, is success.  A failure names the packages that could not be installed or restored from (the others
-// were), or says who has been working for ten seconds; nothing was installed then.
+// user may do so at the same time: one works, the others wait for it.  `locks` as StudioPaths::locks.  Nothing to do,
+// or no packages at all, is success.  A failure names the packages that could not be installed or restored from (the
+// others were), or says who has been working for ten seconds; nothing was installed then.
 Result InstallShippedModules(const std::filesystem::path& resources, const std::filesystem::path& instruments,
                              const std::filesystem::path& locks, ShippedOutcome* outcome = nullptr);
 // The same for the folders of a program.
