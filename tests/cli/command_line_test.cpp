@@ -110,8 +110,8 @@ TEST(CommandLine, DataFilesComeBackByteForByte) {
   EXPECT_NE(home.Run({"df", "dump", a}).out.find("000000  F0 7D 00 01 F7 00\n"), std::string::npos);
 }
 
-// Without a place for the lock nothing is recorded, and that is said once.
-TEST(CommandLine, WhatCannotBeLockedIsNotRecorded) {
+// Without a place for the lock nothing is recorded or installed, and each is said once.
+TEST(CommandLine, WhatCannotBeLockedIsNotDone) {
   const CliHome& home = CliHome::Instance();
   const std::filesystem::path root = home.Path("unlocked");
   std::filesystem::create_directories(root / "elsewhere");
@@ -122,6 +122,10 @@ TEST(CommandLine, WhatCannotBeLockedIsNotRecorded) {
                            (root / "run").string() + ": it is a link or a file.\n";
   EXPECT_EQ(output.err.substr(0, said.size()), said);
   EXPECT_EQ(output.err.find("recorded", said.size()), std::string::npos) << output.err;
+  const CliOutput studio = RunCli({"--config-root", root.string(), "studio", "list"});
+  EXPECT_NE(studio.err.find("The instruments were not brought up to date. Cannot use the folder"), std::string::npos)
+      << studio.err;
+  EXPECT_EQ(studio.out.find("Yamaha"), std::string::npos) << studio.out;
   EXPECT_TRUE(std::filesystem::is_empty(root / "elsewhere"));
   EXPECT_FALSE(std::filesystem::exists(root / "config/Corvane/Registry.ini"));
 }
