@@ -134,7 +134,7 @@ bool DesktopFiles::AskAboutStudio(const DesktopPlan& plan, bool* useIt) {
   prompt.title = "Desktop";
   prompt.text = "The desktop brings another studio:\n" + step->path + "\nYours is\n" + own +
                 "\n\nUse the studio of the desktop instead of yours?";
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
   prompt.buttons = PromptButtons::YesNoCancel;
   prompt.labels = {"&Use It", "&Keep Mine", "Cancel"};
   const PromptAnswer answer = frame_.prompts().Message(prompt);

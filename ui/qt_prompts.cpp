@@ -114,8 +114,10 @@ PromptAnswer QtPrompts::ShowMessage(const MessagePrompt& prompt) {
                                                          : QString::fromLatin1(choice.text);
     QPushButton* button = box.addButton(caption, choice.role);
     buttons.emplace_back(button, choice.answer);
-    if (choice.answer == RefusingAnswer(prompt.buttons)) box.setEscapeButton(button);
-    if (buttons.size() == 1) box.setDefaultButton(button);
+    const bool refuses = choice.answer == RefusingAnswer(prompt.buttons);
+    if (refuses) box.setEscapeButton(button);
+    // What a warning is about is lost by agreeing: Return alone does not.
+    if (buttons.size() == 1 || (refuses && prompt.icon == PromptIcon::Warning)) box.setDefaultButton(button);
   }
   QCheckBox* check = nullptr;
   if (!prompt.checkBox.empty()) {
