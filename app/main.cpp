@@ -7,6 +7,7 @@
 #include <QSocketNotifier>
 
 #include "app/application.h"
+#include "app/lost_display.h"
 #include "platform/terminal_text.h"
 
 namespace {
@@ -70,5 +71,6 @@ int main(int argc, char** argv) {
     std::signal(SIGTERM, OnSignal);
     std::signal(SIGINT, OnSignal);
   }
+  const tonalith::LostDisplay lost([&program] { return program.KeepUnsaved(); });
   return program.Run();
 }

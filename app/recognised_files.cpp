@@ -15,6 +15,7 @@
 #include "studio/studio_document.h"
 #include "studio/ui/studio_window.h"
 #include "ui/instrument_window.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -76,10 +77,10 @@ void RecognisedFiles::OpenPieces(const std::string& path, Recognition& recogniti
     studio_.OpenData(std::move(piece.data));
     ++opened;
   }
-  const QString name = QFileInfo(FromUtf8(path)).fileName();
+  const QString name = ShownLine(QFileInfo(FromUtf8(path)).fileName());
   const std::size_t count = recognition.pieces.size();
-  QString text =
-      count == 1 ? Text("%1: one piece of data").arg(name) : Text("%1: %2 pieces of data").arg(name).arg(count);
+  QString text = count == 1 ? Text("%1: one piece of data").arg(name)
+                            : Text("%1: %2 pieces of data").arg(name, QString::number(count));
   if (opened < count) text += Text(", the first %1 were opened").arg(opened);
   if (bad == 1 && count == 1) {
     text += Text("; its checksum is wrong");

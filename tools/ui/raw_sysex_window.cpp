@@ -4,7 +4,6 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QLabel>
 #include <QPushButton>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -15,7 +14,7 @@
 #include "platform/path_resolver.h"
 #include "services/settings.h"
 #include "services/transfer_files.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -55,10 +54,10 @@ QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
   if (after != names_.begin()) {
     const SysExName& name = *std::prev(after);
     if (message.offset < name.offset + name.length)
-      return name.damaged ? tr("%1, wrong checksum").arg(FromUtf8(name.text)) : FromUtf8(name.text);
+      return name.damaged ? tr("%1, wrong checksum").arg(ShownUtf8(name.text)) : ShownUtf8(name.text);
   }
   const auto bytes = document_.BytesOf(message);
-  return bytes.size() < 2 ? QString() : FromUtf8(MakerName(bytes.subspan(1)));
+  return bytes.size() < 2 ? QString() : ShownUtf8(MakerName(bytes.subspan(1)));
 }
 
 QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
@@ -101,7 +100,7 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
   const std::size_t size = bytes().bytes().size();
   QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
   if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
-  column->addWidget(new QLabel(heading, this));
+  column->addWidget(new PlainLabel(heading, this));
   BuildTools(column);
   BuildList(column);
   UpdateTitle();
@@ -118,22 +117,22 @@ const RawSysExDocument& RawSysExWindow::bytes() const {
 }
 
 QString RawSysExWindow::TitleText() const {
-  return tr("Raw SysEx - %1").arg(FromUtf8(document().FileName()));
+  return tr("Raw SysEx - %1").arg(ShownUtf8(document().FileName()));
 }
 
 void RawSysExWindow::BuildTools(QBoxLayout* column) {
   auto* row = new QHBoxLayout;
-  auto* portLabel = new QLabel(tr("&Port:"), this);
+  auto* portLabel = new PlainLabel(tr("&Port:"), this);
   portLabel->setBuddy(port_);
-  for (const auto& name : services_.outPorts) port_->addItem(FromUtf8(name));
+  for (const auto& name : services_.outPorts) port_->addItem(ShownUtf8(name));
   port_->setCurrentIndex(std::clamp(services_.settings.MainMidiXPort(-1), 0, std::max(0, port_->count() - 1)));
   port_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   port_->setMinimumContentsLength(16);
   auto* send = new QPushButton(tr("&Send"), this);
-  send->setToolTip(tr("Send the selected messages, or all of them, as they are"));
+  SetToolTip(send, tr("Send the selected messages, or all of them, as they are"));
   send->setEnabled(port_->count() > 0);
   auto* save = new QPushButton(tr("Save &As..."), this);
-  save->setToolTip(tr("Write the selected messages, or all bytes, to a file"));
+  SetToolTip(save, tr("Write the selected messages, or all bytes, to a file"));
   row->addWidget(portLabel);
   row->addWidget(port_, 1);
   row->addWidget(send);
@@ -218,7 +217,7 @@ void RawSysExWindow::SaveSelection() {
     return;
   }
   context().FileUsed(path);
-  Say(tr("%1 bytes were saved as %2.").arg(selected.size()).arg(FromUtf8(path)));
+  Say(tr("%1 bytes were saved as %2.").arg(selected.size()).arg(ShownUtf8(path)));
 }
 
 }  // namespace tonalith

@@ -6,6 +6,7 @@
 
 #include "tools/raw_sysex_document.h"
 #include "ui/document_window.h"
+#include "ui/plain_text.h"
 
 class QBoxLayout;
 class QComboBox;
