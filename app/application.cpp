@@ -12,20 +12,23 @@
 #include <QWindow>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
+#include <iostream>
 #include <thread>
 
+#include "app/frame_parts.h"
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/short_memory.h"
+#include "platform/terminal_text.h"
 #include "script/transfer_engine.h"
 #include "services/main_window_messages.h"
 #include "services/script_bridge.h"
 #include "studio/package_install.h"
 #include "studio/shipped_modules.h"
 #include "ui/patch_selector.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -78,8 +81,8 @@ void CZKApp::ReportStart() {
   auto* watch = new QTimer(this);
   connect(watch, &QTimer::timeout, this, [this, watch, began] {
     if (!frame_ || !frame_->windowHandle() || !frame_->windowHandle()->isExposed()) return;
-    std::printf("usable after %lld ms\n", static_cast<long long>(QDateTime::currentMSecsSinceEpoch() - began));
-    std::fflush(stdout);
+    const TerminalText out(std::cout);
+    (out << "usable after " << QDateTime::currentMSecsSinceEpoch() - began << " ms\n").Flush();
     watch->deleteLater();
   });
   watch->start(0);  // runs when nothing else waits
@@ -215,7 +218,8 @@ void CZKApp::ShowClosingMidi(const std::function<void()>& close) {
     close();
     done.store(true);
   });
-  QLabel note(tr("Closing MIDI..."), nullptr, Qt::SplashScreen);
+  PlainLabel note(tr("Closing MIDI..."));
+  note.setWindowFlags(Qt::SplashScreen);
   note.setFrameStyle(QFrame::Panel | QFrame::Raised);
   note.setMargin(24);
   QElapsedTimer time;
@@ -235,6 +239,10 @@ void CZKApp::EndQuietly() {
     frame_->close();
   }
   QApplication::quit();
+}
+
+std::string CZKApp::KeepUnsaved() {
+  return frame_ ? frame_->parts().autosave.KeepNow() : std::string();
 }
 
 void CZKApp::CleanUpModule(const char* name) {

@@ -43,6 +43,8 @@ class CZKApp final : public QObject, public StartStopHost {
   void End(bool quietly) { sequence_.ExitInstance(quietly); }
   // Ends as soon as the main loop runs, without questions (SIGTERM, end of the session).
   void EndQuietly();
+  // Keeps what is not saved for the next start, without any window; a sentence about it, empty when there was nothing.
+  std::string KeepUnsaved();
   // Lets other processes on the same folders hand their files over.
   void Listen();
 

@@ -15,6 +15,7 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "ui/document_window.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -97,7 +98,7 @@ void Autosave::Keep() {
 void Autosave::TellOnce(const std::string& problem) {
   if (!problem.empty() && problem != told_) {
     MonitorMsg("Unsaved changes cannot be kept for recovery: %s", problem.c_str());
-    frame_.Status(tr("Unsaved changes cannot be kept for recovery: %1").arg(FromUtf8(problem)));
+    frame_.Status(tr("Unsaved changes cannot be kept for recovery: %1").arg(ShownUtf8(problem)));
   }
   told_ = problem;
 }
@@ -114,7 +115,7 @@ void Autosave::SaveFiles() {
     if (!result.ok()) problem = result.text;
   });
   if (!problem.empty()) {
-    frame_.Status(tr("Not saved automatically: %1").arg(FromUtf8(problem)));
+    frame_.Status(tr("Not saved automatically: %1").arg(ShownUtf8(problem)));
   } else if (saved > 0) {
     frame_.Status(tr("Saved automatically; files: %1").arg(saved));
   }
@@ -176,6 +177,20 @@ Result Autosave::RecoverOne(const RecoverableFile& file) {
 }
 
 // ---- the end --------------------------------------------------------------------------------------------------------
+
+std::string Autosave::KeepNow() {
+  ending_ = true;
+  std::string sentence;
+  ForEachModified([&](DocumentWindow& window) {
+    const Result kept = window.document().Autosave(folder_);
+    if (!kept.ok()) {
+      sentence = kept.text;
+    } else if (sentence.empty()) {
+      sentence = "Unsaved changes are kept; the next start offers them.";
+    }
+  });
+  return sentence;
+}
 
 void Autosave::LeaveForNextStart() {
   ending_ = true;

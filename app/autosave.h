@@ -32,6 +32,9 @@ class Autosave final : public QObject {
   void Look(std::chrono::milliseconds passed);
   // Asks what shall become of what earlier sessions left.  Nothing is removed unless the user says so or has it open.
   void Offer();
+  // Keeps every unsaved change as it is at this moment; nothing is shown and no work is given up.  A sentence about it,
+  // empty when there was nothing to keep.
+  std::string KeepNow();
   // The program ends without questions: what is not saved is left to the next start.  Work that keeps documents busy is
   // given up.
   void LeaveForNextStart();

@@ -6,11 +6,13 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
+#include <QTabBar>
 #include <algorithm>
 
 #include "platform/message_numbers.h"
 #include "services/window_counters.h"
 #include "services/window_places.h"
+#include "ui/plain_text.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -21,6 +23,7 @@ namespace {
 constexpr int kInsideX = 300;
 constexpr int kInsideY = 200;
 constexpr int kNumberedWindows = 9;
+constexpr int kTabCharacters = 56;
 
 }  // namespace
 
@@ -51,6 +54,8 @@ void ChildWindows::Add(ZKWindow* window) {
   sub->setAttribute(Qt::WA_DeleteOnClose);
   connect(window, &ZKWindow::StateChanged, this, &ChildWindows::Changed);
   connect(window, &ZKWindow::StatusMessage, this, &ChildWindows::StatusMessage);
+  connect(window, &ZKWindow::StateChanged, this, &ChildWindows::NameTabs, Qt::QueuedConnection);
+  connect(sub, &QWidget::windowTitleChanged, this, &ChildWindows::NameTabs, Qt::QueuedConnection);
   connect(window, &ZKWindow::Closing, this, [this, window] { StorePlace(window); });
   // Its own Close would make the menu's shortcut ambiguous.
   for (QAction* action : sub->actions()) action->setShortcuts(QList<QKeySequence>());
@@ -62,6 +67,7 @@ void ChildWindows::Add(ZKWindow* window) {
   const QSize room = area_->viewport()->size() - sub->size();
   sub->move(std::clamp(sub->x(), 0, std::max(0, room.width())), std::clamp(sub->y(), 0, std::max(0, room.height())));
   window->setFocus();
+  NameTabs();
   emit Changed();
 }
 
@@ -154,6 +160,21 @@ void ChildWindows::ShowAsTabs(bool tabs) {
   area_->setTabsClosable(true);
   area_->setTabsMovable(true);
   area_->setDocumentMode(true);
+  NameTabs();
+}
+
+// The area takes a title for the text of its tab as it is; there every '&' would be a mnemonic.
+void ChildWindows::NameTabs() {
+  auto* tabs = area_->findChild<QTabBar*>(QString(), Qt::FindDirectChildrenOnly);
+  const QList<QMdiSubWindow*> windows = area_->subWindowList();
+  if (!tabs || tabs->count() != windows.size()) return;
+  for (int i = 0; i < tabs->count(); ++i) {
+    const QString title = ShownTitle(windows[i]);
+    const QString shown =
+        tabs->fontMetrics().elidedText(title, Qt::ElideMiddle, kTabCharacters * tabs->fontMetrics().averageCharWidth());
+    tabs->setTabText(i, MenuText(windows[i]->isWindowModified() ? shown + '*' : shown));
+    tabs->setTabToolTip(i, shown == title ? QString() : ToolTipText(title));
+  }
 }
 
 bool ChildWindows::AsTabs() const {
@@ -202,12 +223,12 @@ void ChildWindows::ListIn(QMenu* menu) {
   listed_.push_back(menu->addSeparator());
   int number = 0;
   for (ZKWindow* window : All()) {
-    QString title =
-        window->windowTitle().remove(QStringLiteral("[*]")).replace(QStringLiteral("&"), QStringLiteral("&&"));
-    if (++number <= kNumberedWindows) title.prepend(QStringLiteral("&%1 ").arg(number));
-    QAction* action = menu->addAction(title, this, [this, kept = QPointer<ZKWindow>(window)] {
+    const QString title = ShownTitle(window);
+    const QString digit = ++number <= kNumberedWindows ? QStringLiteral("&%1 ").arg(number) : QString();
+    QAction* action = menu->addAction(digit + MenuText(title), this, [this, kept = QPointer<ZKWindow>(window)] {
       if (kept) Activate(kept);
     });
+    SetToolTip(action, title);
     action->setCheckable(true);
     action->setChecked(window == Active());
     listed_.push_back(action);

@@ -70,6 +70,7 @@ class ChildWindows final : public QObject {
   void StatusMessage(const QString& text);
 
  private:
+  void NameTabs();
   void Place(QMdiSubWindow* sub, const ZKWindow* window) const;
   void StorePlace(const ZKWindow* window) const;
 

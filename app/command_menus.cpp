@@ -6,6 +6,7 @@
 #include <QMenuBar>
 
 #include "platform/short_memory.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/window_base.h"
 
@@ -64,7 +65,7 @@ void CommandMenus::AddEntry(const CommandRow& row) {
     menu->addAction(entry.action);
     ShowAsWanted(entry);
   }
-  entry.action->setStatusTip(QString::fromLatin1(row.help));
+  SetStatusTip(entry.action, QString::fromLatin1(row.help));
 }
 
 void CommandMenus::Register(CommandId command, CommandHandler handler) {
@@ -129,8 +130,8 @@ void CommandMenus::UpdateEntry(const Entry& entry) {
   const QString refusal = Refusal(entry);
   const QString help = QString::fromLatin1(entry.row->help);
   entry.action->setEnabled(refusal.isEmpty());
-  entry.action->setToolTip(refusal);
-  entry.action->setStatusTip(refusal.isEmpty() ? help : help + QStringLiteral(" - ") + refusal);
+  SetToolTip(entry.action, refusal);
+  SetStatusTip(entry.action, refusal.isEmpty() ? help : help + QStringLiteral(" - ") + refusal);
   if (entry.handler.checked) entry.action->setChecked(entry.handler.checked());
 }
 

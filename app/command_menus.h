@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ui/commands.h"
+#include "ui/plain_text.h"
 
 class QAction;
 class QMenu;

@@ -20,6 +20,7 @@
 #include "services/program.h"
 #include "services/window_places.h"
 #include "studio/studio_document.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/window_base.h"
 
@@ -56,7 +57,7 @@ void DesktopFiles::OnSaveDesktop() {
   const std::string path = frame_.prompts().File(prompt);
   if (path.empty()) return;
   if (SaveWorkspace(path)) {
-    frame_.Status(tr("The desktop was saved as %1.").arg(FromUtf8(path)));
+    frame_.Status(tr("The desktop was saved as %1.").arg(ShownUtf8(path)));
   } else {
     frame_.prompts().Say("Desktop", "The desktop could not be saved as " + path + ".");
   }

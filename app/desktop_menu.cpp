@@ -8,7 +8,7 @@
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -71,13 +71,12 @@ const DiskStructure::Node* DiskStructure::FindFile(const std::string& name) cons
 
 void BuildSubMenu(QMenu* menu, const DiskStructure::Node& folder) {
   for (const auto& node : folder.children) {
-    const QString title = FromUtf8(node.name).replace(QStringLiteral("&"), QStringLiteral("&&"));
     if (node.number == 0) {
       menu->addSeparator();
     } else if (node.isFolder) {
-      BuildSubMenu(menu->addMenu(title), node);
+      BuildSubMenu(AddSubmenu(menu, ShownUtf8(node.name)), node);
     } else {
-      menu->addAction(title)->setData(node.number);
+      AddEntry(menu, ShownUtf8(node.name))->setData(node.number);
     }
   }
 }

@@ -18,6 +18,7 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "ui/document_window.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -107,7 +108,7 @@ bool FileOpening::SayNotOpened(const std::string& path, int hint) {
   }
   if (kind == FileKind::ImportedElsewhere) {
     frame_.Status(QCoreApplication::translate("FileOpening", "%1 is opened by the windows that import it.")
-                      .arg(QFileInfo(FromUtf8(path)).fileName()));
+                      .arg(ShownLine(QFileInfo(FromUtf8(path)).fileName())));
   }
   return false;
 }

@@ -3,20 +3,18 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
 namespace {
 
-QLabel* Text(const QString& text) {
-  auto* label = new QLabel(text);
+PlainLabel* Text(const QString& text) {
+  auto* label = new PlainLabel(text);
   label->setWordWrap(true);
-  label->setTextFormat(Qt::PlainText);
   label->setTextInteractionFlags(Qt::TextSelectableByMouse);
   return label;
 }
@@ -24,7 +22,7 @@ QLabel* Text(const QString& text) {
 QString Names(const std::vector<std::string>& ports) {
   constexpr std::size_t kMost = 4;
   QStringList names;
-  for (std::size_t i = 0; i < ports.size() && i < kMost; ++i) names << FromUtf8(ports[i]);
+  for (std::size_t i = 0; i < ports.size() && i < kMost; ++i) names << ShownUtf8(ports[i]);
   if (ports.size() > kMost) names << FirstStartPage::tr("and %1 more").arg(ports.size() - kMost);
   return names.isEmpty() ? FirstStartPage::tr("none") : names.join(QStringLiteral("\n"));
 }
@@ -32,9 +30,9 @@ QString Names(const std::vector<std::string>& ports) {
 }  // namespace
 
 FirstStartPage::FirstStartPage(const FirstStartFacts& facts, QWidget* parent) : QDialog(parent) {
-  setWindowTitle(tr("First Steps"));
+  SetTitle(this, tr("First Steps"));
   auto* column = new QVBoxLayout(this);
-  auto* title = new QLabel(tr("Welcome to Tonalith"));
+  auto* title = new PlainLabel(tr("Welcome to Tonalith"));
   QFont large = font();
   large.setPointSizeF(large.pointSizeF() * 1.5);
   large.setBold(true);
@@ -59,7 +57,7 @@ FirstStartPage::FirstStartPage(const FirstStartFacts& facts, QWidget* parent) : 
   button(tr("&Add an Instrument"), &FirstStartPage::AddInstrument)->setDefault(true);
   QPushButton* simulated = button(tr("&Try It with Simulated Instruments"), &FirstStartPage::TrySimulated);
   simulated->setVisible(!facts.simulated);
-  simulated->setToolTip(tr("Starts the program again with instruments on virtual cables"));
+  SetToolTip(simulated, tr("Starts the program again with instruments on virtual cables"));
   row->addStretch(1);
   button(tr("Go to the &Studio"), &FirstStartPage::GoToStudio);
   column->addLayout(row);
@@ -79,9 +77,9 @@ QWidget* FirstStartPage::BuildPorts(const FirstStartFacts& facts) {
 QWidget* FirstStartPage::BuildFolders(const FirstStartFacts& facts) {
   auto* group = new QGroupBox(tr("Folders"));
   auto* form = new QFormLayout(group);
-  form->addRow(tr("Your data:"), Text(FromUtf8(facts.data)));
-  form->addRow(tr("Instruments:"), Text(FromUtf8(facts.instruments)));
-  form->addRow(tr("Settings:"), Text(FromUtf8(facts.preferences)));
+  form->addRow(tr("Your data:"), Text(ShownUtf8(facts.data)));
+  form->addRow(tr("Instruments:"), Text(ShownUtf8(facts.instruments)));
+  form->addRow(tr("Settings:"), Text(ShownUtf8(facts.preferences)));
   return group;
 }
 

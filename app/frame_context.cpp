@@ -7,6 +7,7 @@
 
 #include "app/child_windows.h"
 #include "services/program.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -15,7 +16,7 @@ Prompts& FrameContext::prompts() const {
 }
 
 void FrameContext::Status(const QString& text) const {
-  window.statusBar()->showMessage(text);
+  ShowStatus(window.statusBar(), text);
 }
 
 QString NoWindowSentence(const FrameContext& frame) {

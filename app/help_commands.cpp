@@ -15,6 +15,7 @@
 #include "platform/prompts.h"
 #include "services/paths.h"
 #include "services/program.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -74,13 +75,13 @@ void HelpCommands::SetupURLs() {
 void HelpCommands::OpenManual(std::size_t number) {
   if (number >= manuals_.size()) return;
   if (!QDesktopServices::openUrl(QUrl::fromLocalFile(FromUtf8(manuals_[number]))))
-    frame_.Status(tr("%1 could not be opened").arg(FromUtf8(manuals_[number])));
+    frame_.Status(tr("%1 could not be opened").arg(ShownUtf8(manuals_[number])));
 }
 
 void HelpCommands::OnHelpKeys() {
   auto* dialog = new QDialog(&frame_.window);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->setWindowTitle(tr("Keyboard Shortcuts"));
+  SetTitle(dialog, tr("Keyboard Shortcuts"));
   auto* column = new QVBoxLayout(dialog);
   auto* list = new QTreeWidget(dialog);
   list->setColumnCount(2);
@@ -117,7 +118,7 @@ void HelpCommands::SetManuals(const std::vector<std::pair<std::string, std::stri
     if (number >= manuals.size()) continue;
     manuals_.push_back(manuals[number].second);
     frame_.menus.ActionOf(ManualCommand(i))
-        ->setText(QStringLiteral("&%1 %2").arg((i + 1) % 10).arg(FromUtf8(manuals[number].first)));
+        ->setText(QStringLiteral("&%1 %2").arg((i + 1) % 10).arg(MenuText(ShownUtf8(manuals[number].first))));
   }
   frame_.menus.Submenu(MenuId::Help, kManualsMenu)->menuAction()->setVisible(show && !manuals_.empty());
 }

@@ -7,6 +7,7 @@
 #include <QSocketNotifier>
 
 #include "app/application.h"
+#include "app/lost_display.h"
 #include "platform/short_memory.h"
 #include "platform/terminal_text.h"
 
@@ -83,5 +84,6 @@ int main(int argc, char** argv) {
     std::signal(SIGTERM, OnSignal);
     std::signal(SIGINT, OnSignal);
   }
+  const tonalith::LostDisplay lost([&program] { return program.KeepUnsaved(); });
   return program.Run();
 }

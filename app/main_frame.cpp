@@ -4,7 +4,6 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
-#include <QLabel>
 #include <QMdiArea>
 #include <QMenu>
 #include <QMenuBar>
@@ -27,6 +26,7 @@
 #include "services/window_counters.h"
 #include "services/window_places.h"
 #include "ui/midi_activity.h"
+#include "ui/plain_text.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -49,7 +49,7 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
       menus_(new CommandMenus(menuBar(), this, [this] { return windows_->Active(); })),
       controlBar_(new ZKControlBar(program.paths().MainGetResourcePath(), this)),
       activity_(new MidiActivityDock(program.in(), program.out(), this)),
-      portsLabel_(new QLabel(this)) {
+      portsLabel_(new PlainLabel(this)) {
   setObjectName(QStringLiteral("CMainFrame"));
   setCentralWidget(windows_->area());
   setAcceptDrops(true);
@@ -60,7 +60,7 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
   parts_ = std::make_unique<FrameParts>(FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_});
   connect(windows_, &ChildWindows::Changed, menus_, &CommandMenus::Update);
   connect(windows_, &ChildWindows::StatusMessage, statusBar(),
-          [this](const QString& text) { statusBar()->showMessage(text); });
+          [this](const QString& text) { ShowStatus(statusBar(), text); });
   connect(menus_, &CommandMenus::Updated, this, &CMainFrame::UpdateBars);
   portListener_ = program_.midiSide().AddPortListener([this](int changes) { PortsChanged(changes); });
   UpdateAppTitleBar();
@@ -149,7 +149,7 @@ void CMainFrame::LoadRecentFiles(int entries) {
 }
 
 void CMainFrame::UpdateAppTitleBar() {
-  setWindowTitle(simulation_ ? tr("Simulated instruments - Tonalith") : QStringLiteral("Tonalith"));
+  SetTitle(this, simulation_ ? tr("Simulated instruments - Tonalith") : QStringLiteral("Tonalith"));
 }
 
 // ---- child windows --------------------------------------------------------------------------------------------------
@@ -181,8 +181,8 @@ void CMainFrame::PortsChanged(int changes) {
   parts_->studio.PortsChanged(changes);
   activity_->Rebuild();
   if (changes != 0) {
-    statusBar()->showMessage((changes & kPortsRemoved) != 0 ? tr("A MIDI port went away.")
-                                                            : tr("A MIDI port was added."));
+    ShowStatus(statusBar(),
+               (changes & kPortsRemoved) != 0 ? tr("A MIDI port went away.") : tr("A MIDI port was added."));
   }
   menus_->Update();
 }

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "ui/commands.h"
+#include "ui/plain_text.h"
 
 class QAction;
-class QLabel;
 
 namespace tonalith {
 
@@ -76,7 +76,7 @@ class CMainFrame final : public QMainWindow {
   CommandMenus* menus_;
   ZKControlBar* controlBar_;
   MidiActivityDock* activity_;
-  QLabel* portsLabel_;
+  PlainLabel* portsLabel_;
   std::unique_ptr<FrameParts> parts_;
   int portListener_ = 0;
 };

@@ -9,7 +9,7 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "ui/instrument_window.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -76,7 +76,7 @@ void ManualDumpReceiver::OpenNew(DataFilePtr dataFile) {
 }
 
 void ManualDumpReceiver::Tell(const std::string& sentence) {
-  frame_.Status(FromUtf8(sentence));
+  frame_.Status(ShownUtf8(sentence));
 }
 
 }  // namespace tonalith

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "midi/midi_output.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -33,8 +34,9 @@ void MidiPanic::Start() {
   out_.OUTNUMPORTS(&ports_);
   sent_ = 0;
   total_ = ports_ * kChannels * (1 + kNotes);
-  note_ = new QProgressDialog(tr("Switching off every note..."), tr("Cancel"), 0, std::max(1, total_), window_);
-  note_->setWindowTitle(tr("MIDI Panic"));
+  note_ = new QProgressDialog(QString(), tr("Cancel"), 0, std::max(1, total_), window_);
+  SetLabel(*note_, tr("Switching off every note..."));
+  SetTitle(note_, tr("MIDI Panic"));
   note_->setAttribute(Qt::WA_DeleteOnClose);
   note_->setAutoClose(false);
   note_->setAutoReset(false);

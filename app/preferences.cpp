@@ -6,7 +6,6 @@
 #include <QDialogButtonBox>
 #include <QEvent>
 #include <QFormLayout>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -22,11 +21,14 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
 namespace {
+
+constexpr char kHelpProperty[] = "help";
+constexpr int kPortCharacters = 24;
 
 // Ports by name; the setting is their number.
 void FillPorts(QComboBox* box, Program& program, bool input) {
@@ -36,7 +38,7 @@ void FillPorts(QComboBox* box, Program& program, bool input) {
   else
     program.out().OUTNUMPORTS(&count);
   for (int i = 0; i < count; ++i)
-    box->addItem(FromUtf8(input ? program.in().INGETPORTNAME(i) : program.out().OUTGETPORTNAME(i)), i);
+    box->addItem(ShownUtf8(input ? program.in().INGETPORTNAME(i) : program.out().OUTGETPORTNAME(i)), i);
 }
 
 }  // namespace
@@ -52,7 +54,7 @@ ZKPropPage::ZKPropPage(Program& program, QString tab, std::span<const Preference
     if (row.control == PreferenceControl::Check) {
       form_->addRow(control);
     } else {
-      auto* text = new QLabel(tr(info.label) + QLatin1Char(':'), this);
+      auto* text = new PlainLabel(tr(info.label) + QLatin1Char(':'), this);
       text->setBuddy(control);
       form_->addRow(text, control);
       label = text;
@@ -76,7 +78,11 @@ QWidget* ZKPropPage::MakeControl(const PreferenceRow& row, const SettingInfo& in
   }
   auto* box = new QComboBox(this);
   for (std::size_t i = 0; i < row.choices.size(); ++i) box->addItem(tr(row.choices[i]), static_cast<int>(i));
-  if (row.control != PreferenceControl::Choice) FillPorts(box, program_, row.control == PreferenceControl::InPort);
+  if (row.control != PreferenceControl::Choice) {
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box->setMinimumContentsLength(kPortCharacters);
+    FillPorts(box, program_, row.control == PreferenceControl::InPort);
+  }
   connect(box, &QComboBox::currentIndexChanged, this, &ZKPropPage::Changed);
   return box;
 }
@@ -125,7 +131,7 @@ QWidget* ZKPropPage::ControlOf(SettingId id) const {
 
 void ZKPropPage::AddLine(const QString& label, QWidget* control, const QString& help) {
   Watch(control, help);
-  auto* text = label.isEmpty() ? nullptr : new QLabel(label, this);
+  auto* text = label.isEmpty() ? nullptr : new PlainLabel(label, this);
   if (text) {
     text->setBuddy(control);
     form_->addRow(text, control);
@@ -136,13 +142,14 @@ void ZKPropPage::AddLine(const QString& label, QWidget* control, const QString& 
 }
 
 void ZKPropPage::Watch(QWidget* control, const QString& help) {
-  control->setToolTip(help);
+  control->setProperty(kHelpProperty, help);
+  SetToolTip(control, help);
   control->installEventFilter(this);
 }
 
 bool ZKPropPage::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() == QEvent::FocusIn || event->type() == QEvent::Enter)
-    emit HelpShown(qobject_cast<QWidget*>(watched)->toolTip());
+    emit HelpShown(watched->property(kHelpProperty).toString());
   return QWidget::eventFilter(watched, event);
 }
 
@@ -163,8 +170,8 @@ PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWid
       host_(host),
       search_(new QLineEdit(this)),
       tabs_(new QTabWidget(this)),
-      help_(new QLabel(this)) {
-  setWindowTitle(QStringLiteral("Preferences"));
+      help_(new PlainLabel(this)) {
+  SetTitle(this, QStringLiteral("Preferences"));
   auto* layout = new QVBoxLayout(this);
   search_->setPlaceholderText(tr("Search (Ctrl+F)"));
   search_->setClearButtonEnabled(true);
@@ -219,7 +226,7 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   pages_.push_back(page);
   page->OnInitDialog();
   connect(page, &ZKPropPage::Changed, this, [this] { apply_->setEnabled(true); });
-  connect(page, &ZKPropPage::HelpShown, help_, &QLabel::setText);
+  connect(page, &ZKPropPage::HelpShown, help_, [this](const QString& text) { help_->setText(text); });
 }
 
 void PreferencesSheet::Search(const QString& text) {

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "services/settings.h"
+#include "ui/plain_text.h"
 
 class QFormLayout;
-class QLabel;
 class QLineEdit;
 class QTabWidget;
 class QPushButton;
@@ -163,7 +163,7 @@ class PreferencesSheet final : public QDialog {
   PreferencesHost& host_;
   QLineEdit* search_;
   QTabWidget* tabs_;
-  QLabel* help_;
+  PlainLabel* help_;
   QPushButton* apply_;
   QPushButton* cancel_;
   int tallest_ = 0;

@@ -2,7 +2,6 @@
 #include <QFileDialog>
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSpinBox>
@@ -14,6 +13,7 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "tools/monitor_lines.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -120,11 +120,11 @@ ZKPropTones::ZKPropTones(Program& program) : ZKPropPage(program, QStringLiteral(
   grid->setContentsMargins(0, 0, 0, 0);
   const QString heads[] = {tr("Note"), tr("Velocity"), tr("Channel")};
   for (int column = 0; column < 3; ++column)
-    grid->addWidget(new QLabel(heads[column], table), 0, column == 0 ? 1 : column + 2);
+    grid->addWidget(new PlainLabel(heads[column], table), 0, column == 0 ? 1 : column + 2);
   entries_.resize(3 * kToneNotes);
   for (int i = 0; i < kToneNotes; ++i) {
-    grid->addWidget(new QLabel(QString::number(i + 1), table), i + 1, 0);
-    auto* name = new QLabel(table);
+    grid->addWidget(new PlainLabel(QString::number(i + 1), table), i + 1, 0);
+    auto* name = new PlainLabel(table);
     name->setMinimumWidth(name->fontMetrics().horizontalAdvance(QStringLiteral("G#-1 ")));
     grid->addWidget(name, i + 1, 2);
     for (int kind = 0; kind < 3; ++kind) {
@@ -137,12 +137,12 @@ ZKPropTones::ZKPropTones(Program& program) : ZKPropPage(program, QStringLiteral(
       Watch(box, tr("The notes that are played when a patch is listened to."));
       if (kind == 0)
         connect(box, &QSpinBox::valueChanged, name,
-                [name](int note) { name->setText(FromUtf8(MonitorNoteText(note)).remove(QLatin1Char(' '))); });
+                [name](int note) { name->setText(ShownUtf8(MonitorNoteText(note)).remove(QLatin1Char(' '))); });
     }
   }
   grid->setColumnStretch(5, 1);
   AddLine({}, table, tr("Note Velocity Channel audition"));
-  table->setToolTip({});
+  SetToolTip(table, {});
 }
 
 void ZKPropTones::Fill(const std::function<int(int)>& value) {
@@ -206,9 +206,9 @@ QLineEdit* ZKPropMisc::AddFolder(const QString& label, const QString& help, bool
 
 void ZKPropMisc::OnInitDialog() {
   ZKPropPage::OnInitDialog();
-  programFolder_->setText(FromUtf8(program().paths().MainGetProgramPath()));
-  instruments_->setText(FromUtf8(program().paths().MainGetInstrPath()));
-  data_->setText(FromUtf8(program().paths().MainGetDataPath()));
+  SetEdited(programFolder_, program().paths().MainGetProgramPath());
+  SetEdited(instruments_, program().paths().MainGetInstrPath());
+  SetEdited(data_, program().paths().MainGetDataPath());
 }
 
 void ZKPropMisc::ApplyFolder(QLineEdit* edit, const std::string& now,

@@ -18,6 +18,7 @@
 #include "script/transfer_engine.h"
 #include "services/program.h"
 #include "studio/studio_document.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -115,8 +116,9 @@ bool QuitSequence::MayBreakOff() {
 // Lets the main loop run until nothing is sent any more; a note says so and can be cancelled.  False: the quit request
 // ends.
 bool QuitSequence::WaitForOutput() {
-  QProgressDialog note(tr("Waiting until the MIDI data is sent..."), tr("Cancel"), 0, 0, &frame_.window);
-  note.setWindowTitle(tr("Exit"));
+  QProgressDialog note(QString(), tr("Cancel"), 0, 0, &frame_.window);
+  SetLabel(note, tr("Waiting until the MIDI data is sent..."));
+  SetTitle(&note, tr("Exit"));
   note.setWindowModality(Qt::ApplicationModal);
   note.setMinimumDuration(kNoteAfterMs);
   for (int poll = 1; transfers_.Sends() && !quitting_; ++poll) {

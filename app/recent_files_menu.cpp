@@ -8,6 +8,7 @@
 #include "platform/log.h"
 #include "services/paths.h"
 #include "services/program.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -53,12 +54,13 @@ void RecentFilesMenu::Fill() {
   menu_->setEnabled(!files_.paths().empty());
   int number = 0;
   for (const std::string& path : files_.paths()) {
-    const QString name = QFileInfo(FromUtf8(path)).fileName().replace(QStringLiteral("&"), QStringLiteral("&&"));
-    auto* action = new QAction(QStringLiteral("&%1 %2").arg(++number).arg(name), menu_);
+    const QString name = QFileInfo(FromUtf8(path)).fileName();
+    auto* action = new QAction(QStringLiteral("&%1 %2").arg(++number).arg(MenuText(name)), menu_);
+    SetToolTip(action, name);
     connect(action, &QAction::triggered, this, [this, path] {
       if (open_) open_(path);
     });
-    action->setStatusTip(FromUtf8(path));
+    SetStatusTip(action, FromUtf8(path));
     menu_->insertAction(end_, action);
     actions_.push_back(action);
   }

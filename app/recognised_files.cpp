@@ -15,6 +15,7 @@
 #include "studio/recognize.h"
 #include "tools/raw_sysex_document.h"
 #include "ui/document_window.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -105,7 +106,7 @@ void RecognisedFiles::OpenGroups(const Recognizer& recognizer, FoundFile& found,
 void RecognisedFiles::OpenPart(std::span<const std::uint8_t> bytes, const std::string& name) {
   const Recognizer recognizer(frame_.studio);
   FoundFile found;
-  if (const Result result = recognizer.Find(bytes, &found); !result.ok()) return frame_.Status(FromUtf8(result.text));
+  if (const Result result = recognizer.Find(bytes, &found); !result.ok()) return frame_.Status(ShownUtf8(result.text));
   bool tooMany = false;
   const std::vector<PieceGroup> groups = GroupsOf(found, &tooMany);
   if (tooMany) {
@@ -118,10 +119,10 @@ void RecognisedFiles::OpenPart(std::span<const std::uint8_t> bytes, const std::s
 }
 
 void RecognisedFiles::Tell(const FoundFile& found, const std::string& name, std::size_t windows, bool listed) {
-  const QString file = FromUtf8(name);
+  const QString file = ShownUtf8(name);
   const std::size_t count = found.pieces.size();
-  QString text =
-      count == 1 ? Text("%1: one piece of data").arg(file) : Text("%1: %2 pieces of data").arg(file).arg(count);
+  QString text = count == 1 ? Text("%1: one piece of data").arg(file)
+                            : Text("%1: %2 pieces of data").arg(file, QString::number(count));
   if (listed && windows)
     text += Text(", single patches in %1 banks; all are listed, to be opened from there").arg(windows);
   else if (listed)

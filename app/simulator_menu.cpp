@@ -6,7 +6,7 @@
 
 #include "app/command_menus.h"
 #include "app/simulation.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -29,10 +29,10 @@ std::vector<std::string> PanelKeys(VirtualStudio& studio, std::size_t place) {
 
 void BuildPanelMenu(QMenu* menu, VirtualStudio& studio) {
   for (std::size_t place = 0; place < studio.Count(); ++place) {
-    QMenu* panel = menu->addMenu(WithLetter(place, FromUtf8(studio.PortName(place))));
+    QMenu* panel = menu->addMenu(WithLetter(place, MenuText(ShownUtf8(studio.PortName(place)))));
     std::size_t number = 0;
     for (const std::string& key : PanelKeys(studio, place))
-      panel->addAction(WithLetter(number++, FromUtf8(key)), panel,
+      panel->addAction(WithLetter(number++, MenuText(ShownUtf8(key))), panel,
                        [&studio, place, key] { studio.PanelSend(place, key); });
   }
 }
@@ -42,10 +42,10 @@ void BuildPanelMenu(QMenu* menu, VirtualStudio& studio) {
 void BuildSimulatorMenu(QMenu* menu, Simulation& simulation) {
   VirtualStudio& studio = simulation.studio();
   for (std::size_t place = 0; place < studio.Count(); ++place) {
-    QAction* action = menu->addAction(WithLetter(place, FromUtf8(studio.PortName(place))));
+    QAction* action = menu->addAction(WithLetter(place, MenuText(ShownUtf8(studio.PortName(place)))));
     action->setCheckable(true);
     action->setChecked(true);
-    action->setStatusTip(Text("Pull or plug this virtual cable"));
+    SetStatusTip(action, Text("Pull or plug this virtual cable"));
     QObject::connect(action, &QAction::toggled, menu,
                      [&simulation, place](bool on) { simulation.SetPlugged(place, on); });
   }

@@ -11,7 +11,7 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "studio/recognize.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 #include "ui/transfer_windows.h"
 
 namespace tonalith {
@@ -87,7 +87,7 @@ void WindowTransfers::Show(const DeskEvent& event) {
   if (event.kind != DeskEvent::Kind::kState) return;
   const bool ended = event.state == DeskState::kEnded;
   const std::string& sentence = ended ? event.result.sentence : event.text;
-  if (!sentence.empty()) frame_.Status(FromUtf8(sentence));
+  if (!sentence.empty()) frame_.Status(ShownUtf8(sentence));
   const auto& transfer = event.job->transfer();
   if (event.state == DeskState::kStarted && !event.job->Sends() && transfer && transfer->Running())
     receiveWindow()->Add(transfer);
@@ -102,7 +102,7 @@ void WindowTransfers::Show(const DeskEvent& event) {
 void WindowTransfers::WarnOfDamage(const DataFile& dataFile) {
   if (Recognizer(frame_.studio).Verify(dataFile) != ChecksumVerdict::kBad) return;
   const std::string sentence = TransferTitle(dataFile) + " was received damaged: its checksum is wrong.";
-  frame_.Status(FromUtf8(sentence));
+  frame_.Status(ShownUtf8(sentence));
   frame_.prompts().Say("Get", sentence + "\n\nGet it again, or choose Undo to have the former data back.");
 }
 

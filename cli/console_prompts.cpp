@@ -77,7 +77,9 @@ std::string ConsolePrompts::File(const FilePrompt& prompt) {
 bool ConsolePrompts::Text(const TextPrompt& prompt, std::string& text) {
   const std::lock_guard guard(mutex_);
   if (!canAsk_) return false;
-  err_ << prompt.title << ": " << prompt.label << " [" << text << "] ";
+  // A choice has its entries in lines of the label.
+  err_ << prompt.title << ": ";
+  err_.Lines(prompt.label) << " [" << text << "] ";
   std::string answer;
   if (!ReadAnswer(&answer)) return false;
   if (!answer.empty()) text = CutUtf8(answer, static_cast<std::size_t>(prompt.maxLength));

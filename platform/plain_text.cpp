@@ -21,11 +21,6 @@ constexpr CodeRange kHidden[] = {
     {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE007F},
 };
 
-char32_t PictureOf(char32_t code) {
-  if (code < 0x20) return 0x2400 + code;
-  return code == 0x7F ? char32_t{0x2421} : kReplacement;
-}
-
 std::string Escaped(std::string_view text, bool severalLines) {
   std::string out;
   out.reserve(text.size());
@@ -79,24 +74,24 @@ std::u32string ShownLine(std::u32string_view text, std::size_t limit) {
       if (!out.empty()) out.back() = kEllipsis;
       break;
     }
-    out += IsHiddenCharacter(code) ? PictureOf(code) : code;
+    out += IsHiddenCharacter(code) ? kReplacement : code;
   }
   return out;
 }
 
 std::u32string ShownLines(std::u32string_view text, std::size_t limit, std::size_t lines) {
   std::u32string out;
-  for (std::size_t count = 0;; ++count) {
+  for (std::size_t count = 0; count < lines; ++count) {
     const std::size_t end = text.find(U'\n');
     std::u32string line(text.substr(0, end));
     if (end != text.npos && line.ends_with(U'\r')) line.pop_back();
     std::replace(line.begin(), line.end(), U'\t', U' ');
-    if (count >= lines || out.size() >= limit) return out += kEllipsis;
-    out += ShownLine(line, limit - out.size());
+    out += ShownLine(line, limit);
     if (end == text.npos) return out;
     out += U'\n';
     text.remove_prefix(end + 1);
   }
+  return out += kEllipsis;
 }
 
 }  // namespace tonalith

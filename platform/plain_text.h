@@ -21,14 +21,14 @@ std::string PlainSentence(std::string_view text);
 // As PlainLine; tabs and line ends (line feeds, alone or behind a carriage return) stay.
 std::string PlainLines(std::string_view text);
 
-// For one line of a window: hidden characters become the one-character pictures of U+2400 (C0 and DEL) or U+FFFD, and
-// what is longer than `limit` code points is cut and ends in an ellipsis.
+// For one line of a window: hidden characters become U+FFFD, which every font has, and what is longer than `limit` code
+// points is cut and ends in an ellipsis.
 constexpr std::size_t kShownCharacters = 300;
 std::u32string ShownLine(std::u32string_view text, std::size_t limit = kShownCharacters);
-// As ShownLine; line feeds stay, carriage returns before them go, and tabs become blanks.  Lines after `lines` are left
-// out, with an ellipsis in their place.
-constexpr std::size_t kShownLines = 40;
-std::u32string ShownLines(std::u32string_view text, std::size_t limit = 4 * kShownCharacters,
+// As ShownLine for each line of a text; line feeds stay, carriage returns before them go, and tabs become blanks.  In
+// the place of what follows `lines` lines an ellipsis stands.
+constexpr std::size_t kShownLines = 60;
+std::u32string ShownLines(std::u32string_view text, std::size_t limit = kShownCharacters,
                           std::size_t lines = kShownLines);
 
 }  // namespace tonalith

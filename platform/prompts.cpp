@@ -60,7 +60,7 @@ int Prompts::Choose(const ChoicePrompt& prompt) {
   TextPrompt asked;
   asked.title = prompt.title;
   asked.label = prompt.label;
-  for (const auto& item : prompt.items) asked.label += "\n" + item;
+  for (const auto& item : prompt.items) asked.label += "\n" + PlainLine(item);
   std::string text;
   if (!Text(asked, text)) return -1;
   for (std::size_t i = 0; i < prompt.items.size(); ++i) {

@@ -3,7 +3,7 @@
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -35,14 +35,14 @@ DocumentWindow::~DocumentWindow() {
 
 QString DocumentWindow::TitleText() const {
   const std::string& origin = document_->OriginName();
-  const QString file = !document_->path().empty() ? FromUtf8(document_->FileName())
-                       : !origin.empty()          ? FromUtf8(origin)
+  const QString file = !document_->path().empty() ? ShownUtf8(document_->FileName())
+                       : !origin.empty()          ? ShownUtf8(origin)
                                                   : tr("not saved yet");
-  return QStringLiteral("%1: %2[*]").arg(FromUtf8(document_->Title()), file);
+  return QStringLiteral("%1: %2").arg(ShownUtf8(document_->Title()), file);
 }
 
 void DocumentWindow::UpdateTitle() {
-  setWindowTitle(TitleText());
+  SetTitle(this, TitleText(), true);
   setWindowModified(document_->IsModified());
 }
 
@@ -63,7 +63,7 @@ bool DocumentWindow::CommandEnabled(CommandId command) const {
 }
 
 QString DocumentWindow::CommandRefusal(CommandId command) const {
-  if (document_->IsBusy()) return FromUtf8(document_->BusyReason());
+  if (document_->IsBusy()) return ShownUtf8(document_->BusyReason());
   switch (command) {
     case CommandId::FileSave:
     case CommandId::FileSaveAs:
@@ -98,9 +98,9 @@ void DocumentWindow::RunCommand(CommandId command) {
 }
 
 void DocumentWindow::StepHistory(bool back) {
-  const QString name = FromUtf8(back ? document_->UndoText() : document_->RedoText());
+  const QString name = ShownUtf8(back ? document_->UndoText() : document_->RedoText());
   const Result done = back ? document_->Undo() : document_->Redo();
-  if (!done.ok()) return Say(FromUtf8(done.text));
+  if (!done.ok()) return Say(ShownUtf8(done.text));
   Say((back ? tr("Undone: %1") : tr("Redone: %1")).arg(name));
 }
 
@@ -147,7 +147,7 @@ bool DocumentWindow::SaveTo(const std::string& path, bool overChangedFile) {
     return false;
   }
   context_.FileUsed(path);
-  Say(tr("Saved as %1").arg(FromUtf8(path)));
+  Say(tr("Saved as %1").arg(ShownUtf8(path)));
   return true;
 }
 

@@ -5,6 +5,7 @@
 
 #include "document/document.h"
 #include "platform/prompts.h"
+#include "ui/plain_text.h"
 #include "ui/window_base.h"
 #include "ui/window_context.h"
 

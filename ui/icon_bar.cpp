@@ -1,4 +1,5 @@
 #include "ui/icon_bar.h"
+#include "ui/plain_text.h"
 
 #include <QHelpEvent>
 #include <QMouseEvent>
@@ -213,7 +214,7 @@ bool TZKIconBar2::event(QEvent* event) {
   const auto* help = static_cast<QHelpEvent*>(event);
   const int slot = SlotAt(help->pos());
   if (slot >= 0) {
-    QToolTip::showText(help->globalPos(), slots_[static_cast<std::size_t>(slot)].tooltip, this, RectOf(slot));
+    ShowToolTip(help->globalPos(), slots_[static_cast<std::size_t>(slot)].tooltip, this, RectOf(slot));
   } else {
     QToolTip::hideText();
   }

@@ -2,7 +2,7 @@
 
 #include <QCloseEvent>
 
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -77,14 +77,14 @@ void InstrumentWindow::Start(bool get) {
   request.observer = [this](const DeskEvent& event) { Happened(event); };
   request.receiver = &receiver_;
   job_ = context().Transfer(std::move(request));
-  if (job_->Ended()) TransferOver(FromUtf8(job_->result().sentence));
+  if (job_->Ended()) TransferOver(ShownUtf8(job_->result().sentence));
 }
 
 void InstrumentWindow::Happened(const DeskEvent& event) {
   if (event.job != job_) return;
   if (event.kind == DeskEvent::Kind::kProgress && receiving_) PatchesArrived();
   if (event.kind == DeskEvent::Kind::kState && event.state == DeskState::kEnded)
-    TransferOver(FromUtf8(event.result.sentence));
+    TransferOver(ShownUtf8(event.result.sentence));
 }
 
 void InstrumentWindow::TransferOver(const QString& sentence) {

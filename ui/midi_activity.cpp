@@ -1,13 +1,12 @@
 #include "ui/midi_activity.h"
 
 #include <QGridLayout>
-#include <QLabel>
 #include <QPainter>
 #include <QScrollArea>
 #include <QTimer>
 
 #include "ui/led_colors.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -50,7 +49,7 @@ MidiActivityDock::MidiActivityDock(MidiIn& in, MidiOut& out, QWidget* parent)
 void MidiActivityDock::AddRow(QGridLayout* grid, const QString& name, ActivityLight* light) {
   const int row = grid->rowCount();
   grid->addWidget(light, row, 0);
-  grid->addWidget(new QLabel(name), row, 1);
+  grid->addWidget(new PlainLabel(name), row, 1);
 }
 
 void MidiActivityDock::Rebuild() {
@@ -59,19 +58,19 @@ void MidiActivityDock::Rebuild() {
   grid->setColumnStretch(1, 1);
   inputs_.clear();
   outputs_.clear();
-  auto* inHead = new QLabel(in_.InPorts() ? tr("MIDI IN") : tr("No MIDI IN port is open."), content);
+  auto* inHead = new PlainLabel(in_.InPorts() ? tr("MIDI IN") : tr("No MIDI IN port is open."), content);
   grid->addWidget(inHead, 0, 0, 1, 2);
   for (int i = 0; i < in_.InPorts(); ++i) {
     inputs_.push_back(new ActivityLight(content));
-    AddRow(grid, FromUtf8(in_.INGETPORTNAME(i)), inputs_.back());
+    AddRow(grid, ShownUtf8(in_.INGETPORTNAME(i)), inputs_.back());
   }
   int count = 0;
   out_.OUTNUMPORTS(&count);
-  grid->addWidget(new QLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), content), grid->rowCount(), 0, 1,
-                  2);
+  grid->addWidget(new PlainLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), content), grid->rowCount(),
+                  0, 1, 2);
   for (int i = 0; i < count; ++i) {
     outputs_.push_back(new ActivityLight(content));
-    AddRow(grid, FromUtf8(out_.OUTGETPORTNAME(i)), outputs_.back());
+    AddRow(grid, ShownUtf8(out_.OUTGETPORTNAME(i)), outputs_.back());
   }
   grid->setRowStretch(grid->rowCount(), 1);
   auto* scroll = new QScrollArea;

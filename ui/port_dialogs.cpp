@@ -4,7 +4,6 @@
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QGroupBox>
-#include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
 #include <QSpinBox>
@@ -13,6 +12,7 @@
 
 #include "platform/ini_file.h"
 #include "platform/log.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -31,9 +31,9 @@ PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget*
       list_(new QListWidget(this)),
       openAll_(new QCheckBox(tr("&Always open all MIDI ports"), this)) {
   const bool in = direction == MidiDirection::Input;
-  setWindowTitle(in ? tr("MIDI IN Ports") : tr("MIDI OUT Ports"));
+  SetTitle(this, in ? tr("MIDI IN Ports") : tr("MIDI OUT Ports"));
   auto* layout = new QVBoxLayout(this);
-  auto* head = new QLabel(
+  auto* head = new PlainLabel(
       in ? tr("MIDI &IN ports that the program opens:") : tr("MIDI &OUT ports that the program opens:"), this);
   head->setBuddy(list_);
   layout->addWidget(head);
@@ -67,9 +67,10 @@ void PVMidiPorts::BuildBuffers(QVBoxLayout* layout, const PortProfileSettings& s
   layout->addWidget(group);
 }
 
-void PVMidiPorts::AddPort(const QString& name, const QString& note, bool selected) {
-  auto* item = new QListWidgetItem(note.isEmpty() ? name : tr("%1 (%2)").arg(name, note), list_);
-  item->setData(Qt::UserRole, name);
+void PVMidiPorts::AddPort(const std::string& name, const QString& note, bool selected) {
+  const QString shown = ShownUtf8(name);
+  auto* item = new QListWidgetItem(note.isEmpty() ? shown : tr("%1 (%2)").arg(shown, note), list_);
+  item->setData(Qt::UserRole, FromUtf8(name));
   item->setSelected(selected);
 }
 
@@ -80,13 +81,13 @@ void PVMidiPorts::FillList() {
   for (const MidiPortDevice& device : midi_.Devices(direction_)) {
     if (device.info.own) continue;
     present.insert(device.info.name);
-    AddPort(FromUtf8(device.info.name), device.info.through ? tr("sends everything back") : QString(),
+    AddPort(device.info.name, device.info.through ? tr("sends everything back") : QString(),
             !map.openAll() && map.Listed(device.info.name));
   }
   // What was chosen and is not plugged in just now stays chosen.
   if (!map.openAll())
     for (const std::string& name : map.names())
-      if (present.insert(name).second) AddPort(FromUtf8(name), tr("not connected"), true);
+      if (present.insert(name).second) AddPort(name, tr("not connected"), true);
   if (list_->count() == 0) {
     auto* item = new QListWidgetItem(tr("This machine has no MIDI ports."), list_);
     item->setFlags(Qt::NoItemFlags);

@@ -30,7 +30,7 @@ class PVMidiPorts : public QDialog {
 
  private:
   void FillList();
-  void AddPort(const QString& name, const QString& note, bool selected);
+  void AddPort(const std::string& name, const QString& note, bool selected);
   void BuildBuffers(QVBoxLayout* layout, const PortProfileSettings& settings);
   PortMap Chosen() const;
 

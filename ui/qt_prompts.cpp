@@ -1,18 +1,23 @@
 #include "ui/qt_prompts.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QInputDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
 
 namespace {
+
+constexpr int kChoiceCharacters = 48;
 
 struct ButtonChoice {
   PromptButtons set;
@@ -65,6 +70,36 @@ QMessageBox::Icon BoxIcon(PromptIcon icon) {
   return QMessageBox::NoIcon;
 }
 
+// A question as a dialog shows it: words that are too long to be wrapped are broken, and its buttons stay on the
+// screen.
+QString QuestionText(const std::string& text) {
+  constexpr int kLongestWord = 90;
+  constexpr int kMostBreaks = 24;
+  QString shown;
+  int run = 0;
+  int breaks = 0;
+  for (const QChar c : ShownLines(FromUtf8(text))) {
+    // Where a line of a label may end.
+    const bool ends = c.isSpace() || c == '/' || c == '-';
+    if (!ends && run >= kLongestWord && !c.isLowSurrogate()) {
+      if (++breaks > kMostBreaks) return shown + QChar(0x2026);
+      shown += '\n';
+      run = 0;
+    }
+    shown += c;
+    run = ends ? 0 : run + 1;
+  }
+  return shown;
+}
+
+// The dialog makes its label when it gets a text.
+void Entitle(QInputDialog& dialog, const std::string& title, const std::string& label) {
+  SetTitle(&dialog, FromUtf8(title));
+  dialog.setLabelText(QStringLiteral(" "));
+  if (auto* line = dialog.findChild<QLabel*>()) line->setTextFormat(Qt::PlainText);
+  dialog.setLabelText(QuestionText(label));
+}
+
 }  // namespace
 
 PromptAnswer QtPrompts::Message(const MessagePrompt& prompt) {
@@ -100,9 +135,9 @@ int QtPrompts::Choose(const ChoicePrompt& prompt) {
 
 PromptAnswer QtPrompts::ShowMessage(const MessagePrompt& prompt) {
   QMessageBox box(parent_);
-  box.setWindowTitle(FromUtf8(prompt.title));
+  SetTitle(&box, FromUtf8(prompt.title));
   box.setTextFormat(Qt::PlainText);
-  box.setText(FromUtf8(prompt.text));
+  box.setText(QuestionText(prompt.text));
   box.setTextInteractionFlags(Qt::TextSelectableByMouse);
   box.setIcon(BoxIcon(prompt.icon));
   std::vector<std::pair<QAbstractButton*, PromptAnswer>> buttons;
@@ -141,9 +176,9 @@ std::string QtPrompts::ShowFile(const FilePrompt& prompt) {
   const QString filter = filters.join(QStringLiteral(";;"));
   QString path;
   if (!prompt.save) {
-    path = QFileDialog::getOpenFileName(parent_, FromUtf8(prompt.title), start, filter);
+    path = QFileDialog::getOpenFileName(parent_, TitleText(FromUtf8(prompt.title)), start, filter);
   } else {
-    path = QFileDialog::getSaveFileName(parent_, FromUtf8(prompt.title), start, filter);
+    path = QFileDialog::getSaveFileName(parent_, TitleText(FromUtf8(prompt.title)), start, filter);
     // The ending of the suggested name belongs to the kind of file: it is added when the user typed none.
     const QString ending = QFileInfo(FromUtf8(prompt.name)).suffix();
     if (!path.isEmpty() && QFileInfo(path).suffix().isEmpty() && !ending.isEmpty())
@@ -156,25 +191,30 @@ std::vector<std::string> QtPrompts::ShowFiles(const FilePrompt& prompt) {
   QStringList filters;
   for (const auto& pattern : prompt.patterns) filters << FromUtf8(pattern);
   std::vector<std::string> paths;
-  for (const QString& path : QFileDialog::getOpenFileNames(parent_, FromUtf8(prompt.title), FromUtf8(prompt.folder),
-                                                           filters.join(QStringLiteral(";;"))))
+  for (const QString& path : QFileDialog::getOpenFileNames(parent_, TitleText(FromUtf8(prompt.title)),
+                                                           FromUtf8(prompt.folder), filters.join(QStringLiteral(";;"))))
     paths.push_back(ToUtf8(path));
   return paths;
 }
 
 int QtPrompts::ShowChoice(const ChoicePrompt& prompt) {
   QStringList items;
-  for (const auto& item : prompt.items) items << FromUtf8(item);
-  bool accepted = false;
-  const QString item =
-      QInputDialog::getItem(parent_, FromUtf8(prompt.title), FromUtf8(prompt.label), items, 0, false, &accepted);
-  return accepted ? static_cast<int>(items.indexOf(item)) : -1;
+  for (const auto& item : prompt.items) items << ShownUtf8(item);
+  QInputDialog dialog(parent_);
+  Entitle(dialog, prompt.title, prompt.label);
+  dialog.setComboBoxItems(items);
+  dialog.setComboBoxEditable(false);
+  auto* box = dialog.findChild<QComboBox*>();
+  if (!box) return -1;
+  box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  box->setMinimumContentsLength(kChoiceCharacters);
+  // Entries may look alike: their place counts.
+  return dialog.exec() == QDialog::Accepted ? box->currentIndex() : -1;
 }
 
 bool QtPrompts::ShowText(const TextPrompt& prompt, std::string& text) {
   QInputDialog dialog(parent_);
-  dialog.setWindowTitle(FromUtf8(prompt.title));
-  dialog.setLabelText(FromUtf8(prompt.label));
+  Entitle(dialog, prompt.title, prompt.label);
   dialog.setTextValue(FromUtf8(prompt.text));
   if (auto* edit = dialog.findChild<QLineEdit*>()) edit->setMaxLength(prompt.maxLength);
   if (dialog.exec() != QDialog::Accepted) return false;

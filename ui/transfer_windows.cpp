@@ -1,7 +1,6 @@
 #include "ui/transfer_windows.h"
 
 #include <QDialogButtonBox>
-#include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -10,6 +9,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -18,9 +18,8 @@ namespace {
 
 constexpr int kRefreshMs = 100;
 
-QLabel* AddLine(QVBoxLayout* column, QWidget* parent) {
-  auto* label = new QLabel(parent);
-  label->setTextFormat(Qt::PlainText);
+PlainLabel* AddLine(QVBoxLayout* column, QWidget* parent) {
+  auto* label = new PlainLabel(parent);
   column->addWidget(label);
   return label;
 }
@@ -57,34 +56,34 @@ void ReceivePane::Refresh() {
   const ReceiveWindowState state = transfer_->WindowState();
   const ReceiveWindowView view = MakeReceiveView(state);
   hasMessages_ = !state.messages.empty();
-  receiving_->setText(FromLatin1(view.receiving));
-  inPort_->setText(FromUtf8(view.inPort));
-  outPort_->setText(FromUtf8(view.outPort));
-  channel_->setText(FromLatin1(view.channel));
-  bytes_->setText(FromLatin1(view.bytes));
+  receiving_->setText(ShownLatin1(view.receiving));
+  inPort_->setText(ShownUtf8(view.inPort));
+  outPort_->setText(ShownUtf8(view.outPort));
+  channel_->setText(ShownLatin1(view.channel));
+  bytes_->setText(ShownLatin1(view.bytes));
   progress_->setValue(view.percent);
-  const QString text = FromLatin1(view.messages).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+  const QString text = ShownText(FromLatin1(view.messages));
   if (text != shownMessages_) {
     shownMessages_ = text;
     messages_->setPlainText(text);
     messages_->moveCursor(QTextCursor::End);
   }
   loop_->setVisible(!view.loopWarning.empty());
-  if (!view.loopWarning.empty()) loop_->setText(FromLatin1(view.loopCounts + "\n" + view.loopWarning));
+  if (!view.loopWarning.empty()) loop_->setText(ShownLatin1(view.loopCounts) + '\n' + ShownLatin1(view.loopWarning));
 }
 
 ZKMidiInStatus::ZKMidiInStatus(QWidget* parent)
     : QDialog(parent), pages_(new QTabWidget(this)), timer_(new QTimer(this)) {
-  setWindowTitle(tr("MIDI I/O"));
+  SetTitle(this, tr("MIDI I/O"));
   setModal(false);
   auto* column = new QVBoxLayout(this);
   pages_->setTabBarAutoHide(true);
   pages_->setDocumentMode(true);
   column->addWidget(pages_, 1);
   auto* buttons = new QDialogButtonBox(this);
-  ok_ = buttons->addButton(FromLatin1(kOkButton), QDialogButtonBox::AcceptRole);
-  cancel_ = buttons->addButton(FromLatin1(kCancelButton), QDialogButtonBox::RejectRole);
-  cancelAll_ = buttons->addButton(FromLatin1(kCancelAllButton), QDialogButtonBox::DestructiveRole);
+  ok_ = buttons->addButton(QString::fromLatin1(kOkButton), QDialogButtonBox::AcceptRole);
+  cancel_ = buttons->addButton(QString::fromLatin1(kCancelButton), QDialogButtonBox::RejectRole);
+  cancelAll_ = buttons->addButton(QString::fromLatin1(kCancelAllButton), QDialogButtonBox::DestructiveRole);
   cancel_->setDefault(true);
   column->addWidget(buttons);
   connect(ok_, &QPushButton::clicked, this, [this] { Press(TransferState::Ok); });
@@ -109,7 +108,7 @@ void ZKMidiInStatus::Add(const std::shared_ptr<Transfer>& transfer) {
   }
   auto* pane = new ReceivePane(transfer, this);
   const auto state = transfer->WindowState();
-  pages_->setCurrentIndex(pages_->addTab(pane, FromLatin1(state.shortName + " " + state.typeName)));
+  pages_->setCurrentIndex(pages_->addTab(pane, MenuText(ShownLatin1(state.shortName + " " + state.typeName))));
   timer_->start(kRefreshMs);
   show();
   raise();
@@ -170,14 +169,14 @@ void ZKMidiInStatus::reject() {
 ZKMidiOutStatus::ZKMidiOutStatus(TransferEngine& engine, QWidget* parent)
     : QDialog(parent), engine_(engine), timer_(new QTimer(this)) {
   setAttribute(Qt::WA_DeleteOnClose);
-  setWindowTitle(FromLatin1(kTransmittingText));
+  SetTitle(this, ShownLatin1(kTransmittingText));
   auto* column = new QVBoxLayout(this);
   port_ = AddLine(column, this);
   progress_ = new QProgressBar(this);
   progress_->setRange(0, 100);
   column->addWidget(progress_);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
-  buttons->button(QDialogButtonBox::Cancel)->setText(FromLatin1(kCancelButton));
+  buttons->button(QDialogButtonBox::Cancel)->setText(QString::fromLatin1(kCancelButton));
   connect(buttons, &QDialogButtonBox::rejected, this, &ZKMidiOutStatus::reject);
   column->addWidget(buttons);
   connect(timer_, &QTimer::timeout, this, &ZKMidiOutStatus::Refresh);
@@ -188,7 +187,7 @@ ZKMidiOutStatus::ZKMidiOutStatus(TransferEngine& engine, QWidget* parent)
 
 void ZKMidiOutStatus::Refresh() {
   const TransmitWindowView view = MakeTransmitView(engine_.TransmitState());
-  port_->setText(FromUtf8(view.port));
+  port_->setText(ShownUtf8(view.port));
   progress_->setValue(view.percent);
   if (!view.close) return;
   timer_->stop();
@@ -205,11 +204,11 @@ void ZKMidiOutStatus::reject() {
 
 ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QWidget* parent)
     : QDialog(parent), list_(new QListWidget(this)) {
-  setWindowTitle(tr("Cancel Transmission"));
+  SetTitle(this, tr("Cancel Transmission"));
   auto* column = new QVBoxLayout(this);
-  column->addWidget(new QLabel(tr("Stop sending on these MIDI output ports:"), this));
+  column->addWidget(new PlainLabel(tr("Stop sending on these MIDI output ports:"), this));
   list_->setSelectionMode(QAbstractItemView::MultiSelection);
-  for (const auto& name : portNames) list_->addItem(FromUtf8(name));
+  for (const auto& name : portNames) list_->addItem(ShownUtf8(name));
   list_->selectAll();
   column->addWidget(list_, 1);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "script/transfer_engine.h"
+#include "ui/plain_text.h"
 
-class QLabel;
 class QListWidget;
 class QPlainTextEdit;
 class QProgressBar;
@@ -30,14 +30,14 @@ class ReceivePane final : public QWidget {
 
  private:
   std::shared_ptr<Transfer> transfer_;
-  QLabel* receiving_;
-  QLabel* inPort_;
-  QLabel* outPort_;
-  QLabel* channel_;
-  QLabel* bytes_;
+  PlainLabel* receiving_;
+  PlainLabel* inPort_;
+  PlainLabel* outPort_;
+  PlainLabel* channel_;
+  PlainLabel* bytes_;
   QProgressBar* progress_;
   QPlainTextEdit* messages_;
-  QLabel* loop_;
+  PlainLabel* loop_;
   QString shownMessages_;
   bool hasMessages_ = false;
 };
@@ -88,7 +88,7 @@ class ZKMidiOutStatus final : public QDialog {
   void Refresh();
 
   TransferEngine& engine_;
-  QLabel* port_;
+  PlainLabel* port_;
   QProgressBar* progress_;
   QTimer* timer_;
 };

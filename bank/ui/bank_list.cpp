@@ -6,6 +6,7 @@
 #include <QPalette>
 
 #include "bank/bank_document.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -57,8 +58,8 @@ QVariant BankListModel::data(const QModelIndex& index, int role) const {
   const bool defined = document_.IsPatchDefined(patch);
   switch (role) {
     case Qt::DisplayRole:
-      if (index.column() == kNumber) return FromLatin1(document_.NumberText(patch));
-      return defined ? FromLatin1(document_.GetPatchName(patch)) : tr("(not received yet)");
+      if (index.column() == kNumber) return ShownLatin1(document_.NumberText(patch));
+      return defined ? ShownLatin1(document_.GetPatchName(patch)) : tr("(not received yet)");
     case Qt::EditRole:
       return FromLatin1(index.column() == kNumber ? document_.NumberText(patch) : document_.GetPatchName(patch));
     case Qt::TextAlignmentRole:
@@ -67,7 +68,7 @@ QVariant BankListModel::data(const QModelIndex& index, int role) const {
       if (!defined) return FadedText();
       return {};
     case Qt::AccessibleTextRole:
-      return FromLatin1(document_.NumberText(patch) + " " + document_.GetPatchName(patch));
+      return ShownLatin1(document_.NumberText(patch) + " " + document_.GetPatchName(patch));
     default:
       return {};
   }
@@ -91,7 +92,7 @@ bool BankListModel::setData(const QModelIndex& index, const QVariant& value, int
   if (role != Qt::EditRole || index.column() != kName) return false;
   const RenameResult result = document_.Rename(index.row(), ToUtf8(value.toString()));
   const std::string sentence = result.ok() ? result.fit.Sentence() : result.text;
-  if (!sentence.empty()) emit Explained(FromUtf8(sentence));
+  if (!sentence.empty()) emit Explained(ShownUtf8(sentence));
   return result.ok();
 }
 

@@ -2,12 +2,11 @@
 
 #include <QDateTime>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 #include "bank/ui/bank_list.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -28,7 +27,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
   list_ = new ZKBankListCtrl(bank_, this);
   list_->setAccessibleName(tr("Patches"));
   column->addWidget(list_, 1);
-  status_ = new QLabel(this);
+  status_ = new PlainLabel(this);
   status_->setWordWrap(true);
   column->addWidget(status_);
   setFocusProxy(list_);
@@ -47,12 +46,12 @@ TZKBank::~TZKBank() {
 }
 
 void TZKBank::BuildHeading(QBoxLayout* column) {
-  heading_ = new QLabel(this);
+  heading_ = new PlainLabel(this);
   QFont bold = heading_->font();
   bold.setBold(true);
   bold.setPointSizeF(bold.pointSizeF() * 1.15);
   heading_->setFont(bold);
-  detail_ = new QLabel(this);
+  detail_ = new PlainLabel(this);
   column->addWidget(heading_);
   column->addWidget(detail_);
 }
@@ -72,7 +71,7 @@ void TZKBank::BuildTools(QBoxLayout* column) {
 void TZKBank::AddButton(QBoxLayout* row, CommandId command, const QString& text, const QString& tip) {
   auto* button = new QToolButton(this);
   button->setText(text);
-  button->setToolTip(tip);
+  SetToolTip(button, tip);
   button->setFocusPolicy(Qt::TabFocus);
   connect(button, &QToolButton::clicked, this, [this, command] { RunCommand(command); });
   row->addWidget(button);
@@ -84,7 +83,7 @@ void TZKBank::DocumentChanged(const DocumentChange&) {
 }
 
 void TZKBank::Refresh() {
-  heading_->setText(FromUtf8(bank_.Title()));
+  heading_->setText(ShownUtf8(bank_.Title()));
   const int count = bank_.PatchCount();
   QString detail = count == 1 ? tr("1 patch") : tr("%1 patches").arg(count);
   if (const auto stamp = bank_.synth().timeStamp; stamp && !bank_.IsEmpty()) {
@@ -98,7 +97,7 @@ void TZKBank::Refresh() {
   } else if (bank_.IsEmpty()) {
     status_->setText(tr("Nothing received yet. Choose Get to request this data from the instrument."));
   } else if (status_->text().isEmpty() || status_->text() == tr("Transferring...")) {
-    status_->setText(FromLatin1(bank_.StatusText()));
+    status_->setText(ShownLatin1(bank_.StatusText()));
   }
 }
 

@@ -6,9 +6,9 @@
 
 #include "bank/bank_document.h"
 #include "ui/instrument_window.h"
+#include "ui/plain_text.h"
 
 class QBoxLayout;
-class QLabel;
 class QToolButton;
 
 namespace tonalith {
@@ -50,9 +50,9 @@ class TZKBank final : public InstrumentWindow {
 
   ZKBankDoc& bank_;  // the window's document
   ZKBankListCtrl* list_ = nullptr;
-  QLabel* heading_ = nullptr;
-  QLabel* detail_ = nullptr;
-  QLabel* status_ = nullptr;
+  PlainLabel* heading_ = nullptr;
+  PlainLabel* detail_ = nullptr;
+  PlainLabel* status_ = nullptr;
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
 };
 

@@ -3,7 +3,6 @@
 #include <QCloseEvent>
 #include <QDialogButtonBox>
 #include <QFormLayout>
-#include <QLabel>
 #include <QListWidget>
 #include <QPointer>
 #include <QProgressBar>
@@ -14,6 +13,7 @@
 
 #include "platform/log.h"
 #include "studio/studio_document.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -86,7 +86,7 @@ bool AutoConfigInstrument(ZKStudioDoc& studio, ZKDrvList* instrument, QWidget* s
 DrvAutoConfig::DrvAutoConfig(ZKStudioDoc& studio, ZKDrvList* instrument, const AutoConfigServices& services,
                              AutoConfigMode mode, QWidget* parent)
     : QDialog(parent), studio_(studio), instrument_(instrument), services_(services), mode_(mode) {
-  setWindowTitle(QString::fromLatin1(kTitle));
+  SetTitle(this, QString::fromLatin1(kTitle));
   Build();
 }
 
@@ -98,8 +98,7 @@ void DrvAutoConfig::Build() {
   auto* layout = new QVBoxLayout(this);
   auto* form = new QFormLayout;
   const auto line = [&](const QString& title) {
-    auto* value = new QLabel;
-    value->setTextFormat(Qt::PlainText);
+    auto* value = new PlainLabel;
     value->setMinimumWidth(value->fontMetrics().averageCharWidth() * 54);
     form->addRow(title, value);
     return value;
@@ -113,14 +112,13 @@ void DrvAutoConfig::Build() {
   bar_->setTextVisible(false);
   bar_->setAccessibleName(tr("Progress of the search"));
   layout->addWidget(bar_);
-  remaining_ = new QLabel;
+  remaining_ = new PlainLabel;
   layout->addWidget(remaining_);
-  words_ = new QLabel;
+  words_ = new PlainLabel;
   words_->setWordWrap(true);
-  words_->setTextFormat(Qt::PlainText);
   words_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   layout->addWidget(words_);
-  answersTitle_ = new QLabel(tr("What ans&wered:"));
+  answersTitle_ = new PlainLabel(tr("What ans&wered:"));
   answers_ = new QListWidget;
   answers_->setWordWrap(true);
   answers_->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
@@ -198,10 +196,10 @@ bool DrvAutoConfig::StartSearch() {
 }
 
 void DrvAutoConfig::ShowProgress(const AutoConfigProgress& progress) {
-  name_->setText(FromUtf8(progress.instrument));
-  in_->setText(FromUtf8(progress.inPort));
-  out_->setText(FromUtf8(progress.outPort));
-  device_->setText(progress.device.empty() ? tr("All") : FromUtf8(progress.device));
+  name_->setText(ShownUtf8(progress.instrument));
+  in_->setText(ShownUtf8(progress.inPort));
+  out_->setText(ShownUtf8(progress.outPort));
+  device_->setText(progress.device.empty() ? tr("All") : ShownUtf8(progress.device));
   bar_->setRange(0, std::max(1, progress.range));
   bar_->setValue(progress.position);
   remaining_->setText(RemainingText(progress.remainingMs));
@@ -211,7 +209,7 @@ void DrvAutoConfig::ShowProgress(const AutoConfigProgress& progress) {
 
 void DrvAutoConfig::ShowAnswers(const std::vector<AutoConfigAnswer>& answers) {
   answers_->clear();
-  for (const AutoConfigAnswer& answer : answers) answers_->addItem(FromUtf8(answer.Text()));
+  for (const AutoConfigAnswer& answer : answers) answers_->addItem(ShownUtf8(answer.Text()));
   const bool any = !answers.empty();
   answersTitle_->setVisible(any);
   answers_->setVisible(any);
@@ -233,12 +231,12 @@ void DrvAutoConfig::Finished(AutoConfigResult result) {
     return;
   }
   found_ = result_.outcome == AutoConfigOutcome::Found;
-  QString words = FromUtf8(AutoConfigResultText(result_));
+  QString words = ShownLines(FromUtf8(AutoConfigResultText(result_)));
   if (found_) {
     const Result kept = ApplyAutoConfig(studio_, instrument_, result_);
-    if (!kept.ok()) words += "\n\n" + FromUtf8(kept.text);
-    in_->setText(FromUtf8(result_.inPortName));
-    out_->setText(FromUtf8(result_.outPortName));
+    if (!kept.ok()) words += "\n\n" + ShownUtf8(kept.text);
+    in_->setText(ShownUtf8(result_.inPortName));
+    out_->setText(ShownUtf8(result_.outPortName));
     device_->setText(DeviceText(*instrument_));
     if (services_.edited) services_.edited(instrument_);
   }

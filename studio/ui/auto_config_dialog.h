@@ -7,8 +7,8 @@
 #include "platform/jobs.h"
 #include "platform/prompts.h"
 #include "studio/auto_configuration.h"
+#include "ui/plain_text.h"
 
-class QLabel;
 class QListWidget;
 class QProgressBar;
 class QPushButton;
@@ -92,9 +92,9 @@ class DrvAutoConfig final : public QDialog {
   bool searching_ = false;
   bool found_ = false;
 
-  QLabel *name_ = nullptr, *in_ = nullptr, *out_ = nullptr, *device_ = nullptr, *remaining_ = nullptr;
-  QLabel* words_ = nullptr;
-  QLabel* answersTitle_ = nullptr;
+  PlainLabel *name_ = nullptr, *in_ = nullptr, *out_ = nullptr, *device_ = nullptr, *remaining_ = nullptr;
+  PlainLabel* words_ = nullptr;
+  PlainLabel* answersTitle_ = nullptr;
   QListWidget* answers_ = nullptr;
   QProgressBar* bar_ = nullptr;
   QPushButton *cancel_ = nullptr, *cancelAll_ = nullptr, *again_ = nullptr, *setPorts_ = nullptr, *close_ = nullptr,

@@ -4,7 +4,6 @@
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QListWidget>
 #include <QLocale>
 #include <QProgressDialog>
@@ -19,6 +18,7 @@
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -27,6 +27,7 @@ namespace {
 
 constexpr char kSection[] = "Studio";
 constexpr char kFolderKey[] = "Install Folder";
+constexpr int kNameRole = Qt::UserRole;
 constexpr std::size_t kShownFiles = 12;
 constexpr int kProgressAfterMs = 400;
 
@@ -139,9 +140,9 @@ InstallChoice AskInstall(const PackageData& package, const std::string& source, 
 
 Result InstallWithProgress(const PackageData& package, const std::filesystem::path& instruments,
                            const InstallOptions& wanted, InstallReport* report, QWidget* parent) {
-  QProgressDialog progress(QObject::tr("Installing %1").arg(FromUtf8(package.fileName)), QObject::tr("Cancel"), 0, 0,
-                           parent);
-  progress.setWindowTitle(QObject::tr("Install Instrument Module"));
+  QProgressDialog progress(QString(), QObject::tr("Cancel"), 0, 0, parent);
+  SetLabel(progress, QObject::tr("Installing %1").arg(ShownUtf8(package.fileName)));
+  SetTitle(&progress, QObject::tr("Install Instrument Module"));
   progress.setWindowModality(Qt::ApplicationModal);
   progress.setMinimumDuration(kProgressAfterMs);
   progress.setAutoReset(false);
@@ -171,8 +172,8 @@ Result InstallWithProgress(const PackageData& package, const std::filesystem::pa
 }
 
 InstallFromDlg::InstallFromDlg(const std::string& folder, QWidget* parent)
-    : QDialog(parent), place_(new QLabel(this)), list_(new QListWidget(this)) {
-  setWindowTitle(tr("Install Instrument Modules"));
+    : QDialog(parent), place_(new PlainLabel(this)), list_(new QListWidget(this)) {
+  SetTitle(this, tr("Install Instrument Modules"));
   auto* column = new QVBoxLayout(this);
   auto* row = new QHBoxLayout;
   place_->setWordWrap(true);
@@ -203,12 +204,13 @@ void InstallFromDlg::SetFolder(const std::string& folder) {
   folder_ = folder;
   list_->clear();
   for (const std::string& name : OfferedPackages(folder)) {
-    auto* item = new QListWidgetItem(FromUtf8(name), list_);
+    auto* item = new QListWidgetItem(ShownUtf8(name), list_);
+    item->setData(kNameRole, FromUtf8(name));
     item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
     item->setCheckState(Qt::Unchecked);
   }
-  place_->setText(list_->count() ? tr("Packages in %1:").arg(FromUtf8(folder))
-                                 : tr("There are no packages (.pvz) in %1.").arg(FromUtf8(folder)));
+  place_->setText(list_->count() ? tr("Packages in %1:").arg(ShownUtf8(folder))
+                                 : tr("There are no packages (.pvz) in %1.").arg(ShownUtf8(folder)));
   UpdateState();
 }
 
@@ -225,7 +227,8 @@ void InstallFromDlg::UpdateState() {
 std::vector<std::string> InstallFromDlg::Chosen() const {
   std::vector<std::string> paths;
   for (int i = 0; i < list_->count(); ++i) {
-    if (list_->item(i)->checkState() == Qt::Checked) paths.push_back(JoinPath(folder_, ToUtf8(list_->item(i)->text())));
+    if (list_->item(i)->checkState() == Qt::Checked)
+      paths.push_back(JoinPath(folder_, ToUtf8(list_->item(i)->data(kNameRole).toString())));
   }
   return paths;
 }

@@ -7,8 +7,8 @@
 
 #include "studio/package_install.h"
 #include "studio/ui/studio_host.h"
+#include "ui/plain_text.h"
 
-class QLabel;
 class QListWidget;
 class QPushButton;
 
@@ -54,7 +54,7 @@ class InstallFromDlg final : public QDialog {
   void UpdateState();
 
   std::string folder_;
-  QLabel* place_;
+  PlainLabel* place_;
   QListWidget* list_;
   QPushButton* install_;
 };

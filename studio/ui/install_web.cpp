@@ -6,7 +6,6 @@
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QGroupBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QProgressBar>
@@ -20,6 +19,7 @@
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "services/settings.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -27,6 +27,7 @@ namespace tonalith {
 namespace {
 
 constexpr char kWebTitle[] = "Install from Web";
+constexpr int kNameRole = Qt::UserRole;
 
 }  // namespace
 
@@ -36,12 +37,12 @@ InstallFromWebDlg::InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host
       host_(host),
       install_(std::move(install)),
       downloads_(studio.paths().instruments / (".download-" + std::to_string(::getpid()))),
-      status_(new QLabel(this)),
+      status_(new PlainLabel(this)),
       list_(new QListWidget(this)),
       installed_(new QCheckBox(tr("Select the installed &modules"), this)),
       bar_(new QProgressBar(this)),
       jobs_(std::make_unique<Jobs>(SystemClock(), 1)) {
-  setWindowTitle(tr("Install from Web"));
+  SetTitle(this, tr("Install from Web"));
   auto* column = new QVBoxLayout(this);
   column->addWidget(BuildServer());
   status_->setWordWrap(true);
@@ -82,7 +83,8 @@ QWidget* InstallFromWebDlg::BuildServer() {
   auto* group = new QGroupBox(tr("Server"), this);
   auto* form = new QFormLayout(group);
   const auto field = [&](const QString& label, const std::string& text, const QString& hint) {
-    auto* edit = new QLineEdit(FromUtf8(text), group);
+    auto* edit = new QLineEdit(group);
+    SetEdited(edit, text);
     edit->setPlaceholderText(hint);
     edit->setMaxLength(255);
     form->addRow(label, edit);
@@ -172,13 +174,14 @@ void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::st
     return Connect();
   }
   if (!result.ok()) {
-    status_->setText(FromUtf8(result.text));
+    status_->setText(ShownUtf8(result.text));
     if (result.code != kServerCancelledCode) host_.prompts().Say(kWebTitle, result.text);
     UpdateState();
     return;
   }
   for (const std::string& name : names) {
-    auto* item = new QListWidgetItem(FromUtf8(name), list_);
+    auto* item = new QListWidgetItem(ShownUtf8(name), list_);
+    item->setData(kNameRole, FromUtf8(name));
     item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
     item->setCheckState(Qt::Unchecked);
   }
@@ -196,7 +199,7 @@ void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::st
 void InstallFromWebDlg::MarkInstalled() {
   const auto modules = studio_.InstalledModules();
   for (int i = 0; i < list_->count(); ++i) {
-    const std::string base = WithoutExtension(ToUtf8(list_->item(i)->text()));
+    const std::string base = WithoutExtension(ToUtf8(list_->item(i)->data(kNameRole).toString()));
     for (const std::string& module : modules) {
       if (AsciiEqualNoCase(WithoutExtension(module), base))
         list_->item(i)->setCheckState(installed_->isChecked() ? Qt::Checked : Qt::Unchecked);
@@ -208,7 +211,8 @@ void InstallFromWebDlg::InstallChosen() {
   waiting_.clear();
   done_ = 0;
   for (int i = 0; i < list_->count(); ++i) {
-    if (list_->item(i)->checkState() == Qt::Checked) waiting_.push_back(ToUtf8(list_->item(i)->text()));
+    if (list_->item(i)->checkState() == Qt::Checked)
+      waiting_.push_back(ToUtf8(list_->item(i)->data(kNameRole).toString()));
   }
   FetchNext();
 }
@@ -219,7 +223,8 @@ void InstallFromWebDlg::FetchNext() {
     return status_->setText(tr("Done."));
   }
   const std::string name = waiting_[done_];
-  status_->setText(tr("Downloading %1").arg(FromUtf8(name)) + '\n' + tr("to %1...").arg(FromUtf8(downloads_.string())));
+  status_->setText(tr("Downloading %1").arg(ShownUtf8(name)) + '\n' +
+                   tr("to %1...").arg(ShownUtf8(downloads_.string())));
   auto file = std::make_shared<std::filesystem::path>();
   auto result = std::make_shared<Result>();
   const auto progress = [this](std::uint64_t done, std::uint64_t all) {
@@ -239,18 +244,18 @@ void InstallFromWebDlg::FetchNext() {
 void InstallFromWebDlg::Fetched(const Result& result, const std::filesystem::path& file) {
   if (!result.ok()) {
     SetBusy(false);
-    status_->setText(FromUtf8(result.text));
+    status_->setText(ShownUtf8(result.text));
     host_.prompts().Say(kWebTitle, result.code == kServerCancelledCode ? kServerCancelled : result.text);
     return;
   }
   const std::string name = waiting_[done_++];
-  status_->setText(tr("Installing %1").arg(FromUtf8(name)) + '\n' +
-                   tr("to %1 folder").arg(FromUtf8(studio_.paths().instruments.string())));
+  status_->setText(tr("Installing %1").arg(ShownUtf8(name)) + '\n' +
+                   tr("to %1 folder").arg(ShownUtf8(studio_.paths().instruments.string())));
   const std::string source = Server().site + "/" + JoinPath(Server().directory, name);
   const QPointer<InstallFromWebDlg> alive(this);
   const bool goOn = install_(file, source, done_ < waiting_.size());
   if (!alive) return;
-  status_->setText(tr("Deleting %1").arg(FromUtf8(name)));
+  status_->setText(tr("Deleting %1").arg(ShownUtf8(name)));
   std::error_code error;
   std::filesystem::remove(file, error);
   if (goOn && !cancel_.Cancelled()) return FetchNext();

@@ -11,9 +11,9 @@
 #include "platform/jobs.h"
 #include "studio/module_server.h"
 #include "studio/ui/studio_host.h"
+#include "ui/plain_text.h"
 
 class QCheckBox;
-class QLabel;
 class QLineEdit;
 class QListWidget;
 class QProgressBar;
@@ -58,7 +58,7 @@ class InstallFromWebDlg final : public QDialog {
   Install install_;
   std::filesystem::path downloads_;
   QLineEdit *site_ = nullptr, *directory_ = nullptr, *user_ = nullptr, *password_ = nullptr;
-  QLabel* status_;
+  PlainLabel* status_;
   QListWidget* list_;
   QCheckBox* installed_;
   QProgressBar* bar_;

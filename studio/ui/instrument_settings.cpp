@@ -6,7 +6,6 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHeaderView>
-#include <QLabel>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -14,6 +13,7 @@
 
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -23,6 +23,7 @@ namespace {
 // Data of a port choice: its number, or one of these.
 constexpr int kUnassigned = -1;
 constexpr int kGone = -2;
+constexpr int kPortNameRole = Qt::UserRole + 1;
 
 QSpinBox* Number(int low, int high, int value) {
   auto* box = new QSpinBox;
@@ -43,7 +44,7 @@ QComboBox* Channels(int current) {
 InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* instrument, StudioWindowHost& host,
                                              QWidget* parent)
     : QDialog(parent), studio_(studio), instrument_(instrument), host_(host) {
-  setWindowTitle(tr("Settings of %1").arg(FromUtf8(instrument->DisplayKey())));
+  SetTitle(this, tr("Settings of %1").arg(ShownUtf8(instrument->DisplayKey())));
   auto* column = new QVBoxLayout(this);
   column->addWidget(BuildPorts());
   column->addWidget(BuildPatchBay());
@@ -67,11 +68,12 @@ QComboBox* InstrumentSettingsDlg::PortChoice(const std::string& current, bool in
   StudioPorts* ports = host_.ports();
   const auto names = !ports ? std::vector<std::string>() : input ? ports->InputPortNames() : ports->OutputPortNames();
   for (std::size_t i = 0; i < names.size(); ++i) {
-    add(FromUtf8(names[i]), static_cast<int>(i), PortState::There);
+    add(ShownUtf8(names[i]), static_cast<int>(i), PortState::There);
+    box->setItemData(box->count() - 1, FromUtf8(names[i]), kPortNameRole);
     if (names[i] == current) box->setCurrentIndex(box->count() - 1);
   }
   if (!current.empty() && box->currentIndex() == 0) {
-    add(tr("%1 (not there)").arg(FromUtf8(current)), kGone, PortState::Gone);
+    add(tr("%1 (not there)").arg(ShownUtf8(current)), kGone, PortState::Gone);
     box->setCurrentIndex(box->count() - 1);
   }
   return box;
@@ -91,7 +93,7 @@ QWidget* InstrumentSettingsDlg::BuildPorts() {
     if (i == instrument_->sysExChannel) device_->setCurrentIndex(device_->count() - 1);
   }
   device_->setEnabled(device_->count() > 1);
-  device_->setToolTip(tr("The number the instrument answers to in SysEx messages"));
+  SetToolTip(device_, tr("The number the instrument answers to in SysEx messages"));
   form->addRow(tr("&Device ID:"), device_);
   channel_ = Channels(instrument_->midiChannel);
   form->addRow(tr("MIDI &channel:"), channel_);
@@ -102,12 +104,12 @@ QWidget* InstrumentSettingsDlg::BuildPatchBay() {
   patchBay_ = new QGroupBox(tr("Patch &bay"));
   patchBay_->setCheckable(true);
   patchBay_->setChecked((instrument_->patchBayFlags & kPatchBayOn) != 0);
-  patchBay_->setToolTip(tr("A patch bay is switched before the instrument is talked to"));
+  SetToolTip(patchBay_, tr("A patch bay is switched before the instrument is talked to"));
   auto* form = new QFormLayout(patchBay_);
   bayPort_ = PortChoice(instrument_->patchBayPortName, false);
   bayChannel_ = Channels(instrument_->patchBayChannel & 15);
   bayController_ = Number(0, 127, instrument_->patchBayController);
-  bayController_->setToolTip(tr("The patch of the patch bay that leads to this instrument"));
+  SetToolTip(bayController_, tr("The patch of the patch bay that leads to this instrument"));
   manual_ = new QCheckBox(tr("&Manual: ask before each transfer"));
   manual_->setChecked((instrument_->patchBayFlags & kPatchBayManual) != 0);
   revert_ = new QCheckBox(tr("&Revert to patch:"));
@@ -137,7 +139,7 @@ QWidget* InstrumentSettingsDlg::BuildDrivers() {
   patches_->setAccessibleName(tr("Default patches"));
   for (int i = 0; i < patches_->rowCount(); ++i) {
     const ZKDrvList* driver = instrument_->drivers[static_cast<std::size_t>(i)].get();
-    auto* name = new QTableWidgetItem(FromLatin1(driver->TypeName()));
+    auto* name = new QTableWidgetItem(ShownLatin1(driver->TypeName()));
     name->setIcon(DriverIcon(driver, palette(), fontMetrics().height()));
     name->setFlags(Qt::ItemIsEnabled);
     patches_->setItem(i, 0, name);
@@ -148,7 +150,7 @@ QWidget* InstrumentSettingsDlg::BuildDrivers() {
     if (!driver->patchNames.empty()) {
       auto* names = new QComboBox;
       for (int n = low; n <= high && n < static_cast<int>(driver->patchNames.size()); ++n)
-        names->addItem(FromLatin1(driver->patchNames[static_cast<std::size_t>(n)]), n);
+        names->addItem(ShownLatin1(driver->patchNames[static_cast<std::size_t>(n)]), n);
       names->setCurrentIndex(names->findData(static_cast<int>(driver->defaultPatch)));
       patches_->setCellWidget(i, 1, names);
     } else {
@@ -172,7 +174,7 @@ void InstrumentSettingsDlg::Apply(ZKDrvList* instrument) {
       *name = former;
     } else {
       *number = std::max(0, chosen);
-      *name = chosen == kUnassigned ? std::string() : ToUtf8(box->currentText());
+      *name = chosen == kUnassigned ? std::string() : ToUtf8(box->currentData(kPortNameRole).toString());
     }
   };
   int number = instrument->midiInPort;

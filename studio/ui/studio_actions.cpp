@@ -19,6 +19,7 @@
 #include "studio/ui/studio_report.h"
 #include "studio/ui/studio_window.h"
 #include "ui/clipboard.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -124,7 +125,7 @@ void TZKDrvLst::OpenModuleFolder() {
   if (!instrument) return;
   const QString folder = FromUtf8(studio_.facts().ModuleFolder(instrument).string());
   if (!QDesktopServices::openUrl(QUrl::fromLocalFile(folder)))
-    emit StatusMessage(tr("%1 could not be opened").arg(folder));
+    emit StatusMessage(tr("%1 could not be opened").arg(ShownLine(folder)));
 }
 
 // ---- installing -----------------------------------------------------------------------------------------------------
@@ -139,7 +140,7 @@ bool TZKDrvLst::InstallInstrumentModule(const std::string& package, bool queue, 
     return false;
   }
   const InstallChoice choice = AskInstall(contents, source.empty() ? package : source, more, studio_, host_.prompts());
-  if (choice.empty) emit StatusMessage(tr("%1 holds nothing to install.").arg(FromUtf8(contents.fileName)));
+  if (choice.empty) emit StatusMessage(tr("%1 holds nothing to install.").arg(ShownUtf8(contents.fileName)));
   if (choice.answer == InstallAnswer::Cancel && goOn) *goOn = false;
   if (choice.answer != InstallAnswer::Install) return choice.empty;
   installing_ = true;
@@ -168,7 +169,7 @@ bool TZKDrvLst::InstallInstrumentModule(const std::string& package, bool queue, 
   QString words = outcome.reloaded ? tr("%1 was installed again.") : tr("%1 was installed.");
   if (outcome.kept) words += tr(" An instrument whose window stays open uses the new files from the next start on.");
   if (!report.kept.empty()) words += tr(" Your own files were kept.");
-  emit StatusMessage(words.arg(FromUtf8(report.name)));
+  emit StatusMessage(words.arg(ShownUtf8(report.name)));
   return true;
 }
 
@@ -252,8 +253,9 @@ void TZKDrvLst::OnSetupInformation() {
   auto facts = StudioReportFacts::OfThisMachine(ToUtf8(QCoreApplication::applicationDirPath()));
   facts.windows = host_.windowCounters();
   studio_.SetupInformation(text, facts);
-  auto* window = new StudioReportWindow(tr("Configuration Report"), FromUtf8(text.str()), studio_.paths().data.string(),
-                                        "Studio Configuration.txt", host_.prompts(), this);
+  auto* window =
+      new StudioReportWindow(tr("Configuration Report"), ShownText(FromUtf8(text.str())), studio_.paths().data.string(),
+                             "Studio Configuration.txt", host_.prompts(), this);
   window->setAttribute(Qt::WA_DeleteOnClose);
   window->show();
 }
@@ -271,14 +273,14 @@ void TZKDrvLst::OnMidiDeviceFile() {
   std::filesystem::path written;
   const std::vector<const ZKDrvList*> instruments(selected.begin(), selected.end());
   if (studio_.BuildMIDIDeviceFiles(name, instruments, &written).ok() && !written.empty())
-    emit StatusMessage(tr("%1 was written.").arg(FromUtf8(written.string())));
+    emit StatusMessage(tr("%1 was written.").arg(ShownUtf8(written.string())));
 }
 
 void TZKDrvLst::OnDriversMissingDescriptor() {
   const std::string lines = studio_.OnDriversMissingDescriptor();
   if (lines.empty()) {
     host_.prompts().Say("Check SysEx Maps", "Every kind of data that needs a SysEx map has one.");
-  } else if (CopyText(host_.prompts(), FromLatin1(lines), "Check SysEx Maps")) {
+  } else if (CopyText(host_.prompts(), FromUtf8(lines), "Check SysEx Maps")) {
     host_.prompts().Say("Check SysEx Maps", "Finished copying to clipboard");
   }
 }

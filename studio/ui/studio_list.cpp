@@ -8,7 +8,7 @@
 
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -134,8 +134,8 @@ void ZKStudioList::Rebuild() {
   clear();
   for (const auto& instrument : studio_.instruments()) {
     const Synth* synth = FirstSynth(instrument.get());
-    const auto port = [](const std::string& name) { return name.empty() ? tr("unassigned") : FromUtf8(name); };
-    auto* panel = new QListWidgetItem(FromUtf8(instrument->DisplayKey()), this);
+    const auto port = [](const std::string& name) { return name.empty() ? tr("unassigned") : ShownUtf8(name); };
+    auto* panel = new QListWidgetItem(ShownUtf8(instrument->DisplayKey()), this);
     panel->setData(kPanelNodeRole, QVariant::fromValue(static_cast<void*>(instrument.get())));
     panel->setData(kLinesRole, QStringList{tr("In: %1").arg(port(instrument->inPortName)),
                                            tr("Out: %1").arg(port(instrument->outPortName)),
@@ -145,9 +145,9 @@ void ZKStudioList::Rebuild() {
     const PortState state = StateOfInstrument(host_.ports(), instrument.get());
     panel->setData(kStateRole, static_cast<int>(state));
     QString search = panel->text();
-    for (const auto& driver : instrument->drivers) search += '\n' + FromLatin1(driver->TypeName());
+    for (const auto& driver : instrument->drivers) search += '\n' + ShownLatin1(driver->TypeName());
     panel->setData(kSearchRole, search);
-    panel->setToolTip(panel->text() + '\n' + PortStateText(state));
+    SetToolTip(panel, panel->text() + '\n' + PortStateText(state));
     panel->setData(Qt::AccessibleTextRole, panel->text() + ", " +
                                                panel->data(kLinesRole).toStringList().join(QStringLiteral(", ")) +
                                                ", " + PortStateText(state));

@@ -15,6 +15,7 @@
 
 #include "platform/atomic_file.h"
 #include "ui/clipboard.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -29,13 +30,13 @@ constexpr int kLinesOfPage = 66;
 StudioReportWindow::StudioReportWindow(const QString& title, const QString& text, const std::string& folder,
                                        const std::string& file, Prompts& prompts, QWidget* parent)
     : QDialog(parent), text_(new QPlainTextEdit(this)), folder_(folder), file_(file), prompts_(prompts) {
-  setWindowTitle(title);
+  SetTitle(this, title);
   text_->setReadOnly(true);
   text_->setTabChangesFocus(true);
   text_->setLineWrapMode(QPlainTextEdit::NoWrap);
   text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   text_->setPlainText(text);
-  text_->setAccessibleName(title);
+  SetAccessibleName(text_, title);
   auto* column = new QVBoxLayout(this);
   column->addWidget(text_, 1);
   auto* row = new QHBoxLayout;
@@ -81,7 +82,7 @@ bool PaintListing(const std::vector<StudioListingPage>& pages, QPagedPaintDevice
   const QRectF field(0, 0, device.width(), device.height());
   qsizetype columns = 80;
   for (const auto& page : pages) {
-    for (const auto& line : page) columns = std::max(columns, static_cast<qsizetype>(FromUtf8(line).size()));
+    for (const auto& line : page) columns = std::max(columns, ShownUtf8(line).size());
   }
   QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
   font.setPixelSize(100);
@@ -96,7 +97,7 @@ bool PaintListing(const std::vector<StudioListingPage>& pages, QPagedPaintDevice
     if (!first) device.newPage();
     first = false;
     for (std::size_t i = 0; i < page.size(); ++i)
-      painter.drawText(QPointF(0, static_cast<qreal>(i + 1) * step), FromUtf8(page[i]));
+      painter.drawText(QPointF(0, static_cast<qreal>(i + 1) * step), ShownUtf8(page[i]));
   }
   return painter.end();
 }

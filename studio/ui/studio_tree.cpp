@@ -11,6 +11,7 @@
 
 #include "studio/ui/studio_pictures.h"
 #include "ui/led_colors.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -20,6 +21,7 @@ namespace {
 constexpr int kNodeRole = Qt::UserRole;
 // With more instruments than this the drivers are not shown at first.
 constexpr std::size_t kMostOpenAtFirst = 8;
+constexpr int kNameCharacters = 44;
 
 // Edits ports and channels of an instrument row with a list to choose from.
 class StudioDelegate final : public QStyledItemDelegate {
@@ -67,7 +69,7 @@ class StudioDelegate final : public QStyledItemDelegate {
     QMetaObject::invokeMethod(
         tree_,
         [tree = tree_, node, column = index.column(), place = box->currentIndex(), number = box->currentData().toInt(),
-         name = ToUtf8(box->currentText())] { Change(tree, node, column, place, number, name); },
+         name = ToUtf8(box->currentData().toString())] { Change(tree, node, column, place, number, name); },
         Qt::QueuedConnection);
   }
 
@@ -93,7 +95,10 @@ class StudioDelegate final : public QStyledItemDelegate {
     tree->Rebuild();
   }
   static void AddNames(QComboBox* box, const std::vector<std::string>& names) {
-    for (const auto& name : names) box->addItem(FromUtf8(name));
+    for (const auto& name : names) {
+      box->addItem(ShownUtf8(name));
+      box->setItemData(box->count() - 1, FromUtf8(name));
+    }
   }
   ZKDrvList* Node(const QModelIndex& index) const {
     return static_cast<ZKDrvList*>(index.sibling(index.row(), 0).data(kNodeRole).value<void*>());
@@ -174,10 +179,12 @@ ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget*
   setDragDropMode(DragDrop);
   header()->setStretchLastSection(false);
   header()->setSectionsMovable(false);
-  for (const int column : {kName, kDevice, kChannel})
-    header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+  for (const int column : {kDevice, kChannel}) header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
   for (const int column : {kIn, kOut}) header()->setSectionResizeMode(column, QHeaderView::Stretch);
-  connect(this, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* row) { open_[NodeOf(row)] = true; });
+  connect(this, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* row) {
+    open_[NodeOf(row)] = true;
+    FitNames();
+  });
   connect(this, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* row) { open_[NodeOf(row)] = false; });
 }
 
@@ -207,14 +214,14 @@ void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
   const Synth* synth = FirstSynth(instrument);
   const int size = fontMetrics().height();
   auto* row = new QTreeWidgetItem(this);
-  row->setText(kName, FromUtf8(instrument->DisplayKey()));
+  row->setText(kName, ShownUtf8(instrument->DisplayKey()));
   for (const bool input : {true, false}) {
     const std::string& port = input ? instrument->inPortName : instrument->outPortName;
     const PortState state = StateOfPort(host_.ports(), port, input);
     const int column = input ? kIn : kOut;
-    row->setText(column, FromUtf8(port));
+    row->setText(column, ShownUtf8(port));
     row->setIcon(column, QIcon(PortStateMark(state, palette(), size, devicePixelRatioF())));
-    row->setToolTip(column, port.empty() ? PortStateText(state) : FromUtf8(port) + '\n' + PortStateText(state));
+    SetToolTip(row, column, port.empty() ? PortStateText(state) : ShownUtf8(port) + '\n' + PortStateText(state));
   }
   row->setText(kDevice, QString::number(ShownDeviceNumber(synth, instrument->sysExChannel)));
   row->setText(kChannel, QString::number(instrument->midiChannel + 1));
@@ -225,12 +232,18 @@ void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
   row->setFont(kName, bold);
   for (const auto& driver : instrument->drivers) {
     auto* child = new QTreeWidgetItem(row);
-    child->setText(kName, FromLatin1(driver->TypeName()));
+    child->setText(kName, ShownLatin1(driver->TypeName()));
     child->setIcon(kName, DriverIcon(driver.get(), palette(), size));
     child->setData(kName, kNodeRole, QVariant::fromValue(static_cast<void*>(driver.get())));
-    child->setToolTip(kName, tr("Double-click to get this data from the instrument"));
+    SetToolTip(child, kName, tr("Double-click to get this data from the instrument"));
     child->setFlags(child->flags() & ~Qt::ItemIsDragEnabled);
   }
+}
+
+// A long name must not push the other columns out of the window.
+void ZKStudioTree::FitNames() {
+  const int wanted = std::max(sizeHintForColumn(kName), header()->sectionSizeHint(kName));
+  header()->resizeSection(kName, std::min(wanted, kNameCharacters * fontMetrics().averageCharWidth()));
 }
 
 void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
@@ -258,6 +271,7 @@ void ZKStudioTree::Rebuild() {
   if (!currentItem()) setCurrentItem(topLevelItem(std::clamp(place, 0, std::max(0, topLevelItemCount() - 1))));
   Filter(filter_);
   setUpdatesEnabled(true);
+  FitNames();
 }
 
 void ZKStudioTree::Filter(const QString& text) {

@@ -52,6 +52,7 @@ class ZKStudioTree final : public QTreeWidget {
 
  private:
   void AddInstrumentRow(ZKDrvList* instrument);
+  void FitNames();
   int PlaceOf(const QTreeWidgetItem* item) const;
 
   ZKStudioDoc& studio_;

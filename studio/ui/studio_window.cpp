@@ -3,7 +3,6 @@
 #include <QAction>
 #include <QHBoxLayout>
 #include <QKeySequence>
-#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
@@ -15,6 +14,7 @@
 #include <algorithm>
 
 #include "services/settings.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -32,11 +32,11 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
       studio_(studio),
       host_(host),
       pictures_(StudioPictures::doInitBitmap(host.ResourceFolder(), host.prompts())) {
-  setWindowTitle(tr("Studio"));
+  SetTitle(this, tr("Studio"));
   auto* column = new QVBoxLayout(this);
   BuildToolBar();
   column->addWidget(tools_);
-  hint_ = new QLabel(this);
+  hint_ = new PlainLabel(this);
   hint_->setWordWrap(true);
   column->addWidget(hint_);
   BuildViews();
@@ -62,7 +62,7 @@ QAction* TZKDrvLst::AddTool(const char* picture, const QString& text, const QStr
                             const std::function<void()>& run) {
   auto* action = new QAction(pictures_.Button(picture), QString(text).remove('&'), tools_);
   action->setIconText(text);  // with its letter, which the button takes
-  action->setToolTip(tip);
+  SetToolTip(action, tip);
   if (run) connect(action, &QAction::triggered, this, run);
   tools_->addAction(action);
   if (auto* button = qobject_cast<QToolButton*>(tools_->widgetForAction(action))) {
@@ -163,7 +163,7 @@ void TZKDrvLst::BuildButtons() {
     made->setIcon(pictures_.Button(picture));
     made->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     made->setText(text);
-    made->setToolTip(tip);
+    SetToolTip(made, tip);
     made->setFocusPolicy(Qt::TabFocus);
     row->addWidget(made);
     return made;
@@ -268,9 +268,9 @@ void TZKDrvLst::FillDrivers() {
   if (!instrument || !studio_.GetInstrumentDrvList(instrument)) return;
   for (const auto& driver : instrument->drivers) {
     auto* item = new QListWidgetItem(DriverIcon(driver.get(), palette(), fontMetrics().height()),
-                                     FromLatin1(driver->TypeName()), drivers_);
+                                     ShownLatin1(driver->TypeName()), drivers_);
     item->setData(kDriverRole, QVariant::fromValue(static_cast<void*>(driver.get())));
-    item->setToolTip(tr("Double-click to get this data from the instrument"));
+    SetToolTip(item, tr("Double-click to get this data from the instrument"));
   }
   drivers_->setCurrentRow(std::min(row, drivers_->count() - 1));
 }
@@ -384,7 +384,8 @@ void TZKDrvLst::AddPorts(QMenu* menu, ZKDrvList* instrument, bool input) {
   list->setEnabled(!names.empty());
   const std::string& current = input ? instrument->inPortName : instrument->outPortName;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    QAction* action = list->addAction(FromUtf8(names[i]).replace('&', QStringLiteral("&&")), this, [=, this] {
+    QAction* action = AddEntry(list, FromUtf8(names[i]));
+    connect(action, &QAction::triggered, this, [=, this] {
       Edit(instrument, [&](ZKDrvList* node) {
         const int port = static_cast<int>(i);
         if (input)
@@ -437,8 +438,8 @@ void TZKDrvLst::AddSettings(QMenu* menu, ZKDrvList* instrument) {
 void TZKDrvLst::BuildAddMenu(QMenu* menu) {
   menu->clear();
   for (const std::string& module : studio_.InstalledModules()) {
-    QString name = FromUtf8(module.substr(0, module.rfind('.'))).replace('&', QStringLiteral("&&"));
-    menu->addAction(name, this, [this, module] {
+    QAction* action = AddEntry(menu, ShownUtf8(module.substr(0, module.rfind('.'))));
+    connect(action, &QAction::triggered, this, [this, module] {
       if (!studio_.AddDrivers(module)) return;
       studio_.UpdatePortReferences();
       host_.StudioEdited();

@@ -10,10 +10,10 @@
 #include "studio/ui/studio_list.h"
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
+#include "ui/plain_text.h"
 #include "ui/window_base.h"
 
 class QAction;
-class QLabel;
 class QLineEdit;
 class QListWidget;
 class QMenu;
@@ -118,7 +118,7 @@ class TZKDrvLst final : public ZKWindow {
   QSplitter* panels_ = nullptr;
   ZKStudioList* list_ = nullptr;
   QListWidget* drivers_ = nullptr;  // of the current panel
-  QLabel* hint_ = nullptr;
+  PlainLabel* hint_ = nullptr;
   QToolButton *get_ = nullptr, *create_ = nullptr;
   QAction *add_ = nullptr, *remove_ = nullptr, *undo_ = nullptr, *sense_ = nullptr, *settings_ = nullptr,
           *panelsAction_ = nullptr;

@@ -169,4 +169,16 @@ names "$WORK/survived.dat" | awk -F'\t' '$3 == "SURVIVES" { found = 1 } END { ex
   fail "the recovered bank does not hold the new name"
 quit
 [ -z "$(find "$ROOT" -name "*.autosave")" ] || fail "what is saved is still kept for recovery"
+
+echo "a display that goes away ends it with a sentence and loses nothing"
+ROOT=$WORK/unseen
+start
+get_dx7_bank
+within 15 gone "MIDI I/O" || fail "the receive did not end"
+kill -KILL "${PIDS[0]}"
+within 15 eval '! kill -0 $PROGRAM' || fail "the program stayed without a display"
+wait "$PROGRAM"
+[ $? = 1 ] || fail "the program without a display ended with another status"
+grep -q "^tonalith: The display went away. Unsaved changes are kept" "$WORK/out" || fail "nothing was said"
+[ -n "$(find "$ROOT" -name "*.autosave")" ] || fail "nothing was kept for recovery"
 echo "passed"

@@ -46,15 +46,15 @@ TEST(PlainText, WindowsShowWhatIsThere) {
   } rows[] = {
       {U"<b>&Name[*]</b>", 99, 9, U"<b>&Name[*]</b>", U"<b>&Name[*]</b>"},
       {U"a\nb\tc\x7F\x9B\x202E", 99, 9,
-       U"a\x240A"
-       U"b\x2409"
-       U"c\x2421\xFFFD\xFFFD",
-       U"a\nb c\x2421\xFFFD\xFFFD"},
+       U"a\xFFFD"
+       U"b\xFFFD"
+       U"c\xFFFD\xFFFD\xFFFD",
+       U"a\nb c\xFFFD\xFFFD\xFFFD"},
       {U"abcdef", 4, 9, U"abc\x2026", U"abc\x2026"},
       {U"abcd", 4, 9, U"abcd", U"abcd"},
       {U"a\r\nb\nc", 99, 2,
-       U"a\x240D\x240A"
-       U"b\x240A"
+       U"a\xFFFD\xFFFD"
+       U"b\xFFFD"
        U"c",
        U"a\nb\n\x2026"},
   };

@@ -152,6 +152,18 @@ TEST_F(AutosaveTest, RecoveredDataTakesThePlaceOfTheFileThatTheDesktopOpens) {
   EXPECT_EQ(program_->PromptLog().size(), 1U) << LogText();
 }
 
+TEST_F(AutosaveTest, WhatAProgramWithoutADisplayHadIsOffered) {
+  Start();
+  EXPECT_EQ(program_->KeepUnsaved(), "");
+  Voice({}, "UNSEEN");
+  EXPECT_EQ(program_->KeepUnsaved(), "Unsaved changes are kept; the next start offers them.");
+  EXPECT_EQ(Kept(), 1U);
+  Die("display");
+  Start({"yes"});
+  ASSERT_EQ(Banks().size(), 1U) << LogText();
+  EXPECT_EQ(Banks()[0]->document().GetPatchName(0), "UNSEEN");
+}
+
 TEST_F(AutosaveTest, TheEndOfTheSessionAsksNothingAndTheNextStartOffers) {
   Start();
   Voice("", "RESCUED");

@@ -1,7 +1,6 @@
 #include "tools/ui/graphic_monitor.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QMenu>
 #include <QPainter>
 #include <QScrollArea>
@@ -11,7 +10,7 @@
 #include <QVBoxLayout>
 
 #include "tools/monitor_lines.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -71,7 +70,7 @@ void KeyboardPicture::paintEvent(QPaintEvent*) {
     if (note % 12 != 0) continue;
     painter.setPen(black);
     painter.drawText(KeyRect(note).adjusted(0, 0, 0, -2), Qt::AlignHCenter | Qt::AlignBottom,
-                     FromUtf8(MonitorNoteText(note)).remove(QLatin1Char(' ')));
+                     ShownUtf8(MonitorNoteText(note)).remove(QLatin1Char(' ')));
     painter.setPen(line);
   }
   for (int note = 0; note < kMonitorOctaves * 12; ++note) {
@@ -89,7 +88,7 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
       scroll_(new QScrollArea(this)),
       timer_(new QTimer(this)),
       follow_(new QAction(tr("&Auto Scroll"), this)) {
-  setWindowTitle(tr("Graphic MIDI Monitor"));
+  SetTitle(this, tr("Graphic MIDI Monitor"));
   auto* layout = new QVBoxLayout(this);
   auto* row = new QHBoxLayout;
   auto* octave = new QToolButton(this);
@@ -103,14 +102,14 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
   row->addWidget(octave);
   follow_->setCheckable(true);
   follow_->setChecked(true);
-  follow_->setToolTip(tr("Scroll to the keys that are played"));
+  SetToolTip(follow_, tr("Scroll to the keys that are played"));
   auto* follow = new QToolButton(this);
   follow->setDefaultAction(follow_);
   follow->setFocusPolicy(Qt::TabFocus);
   row->addWidget(follow);
   auto* clear = new QToolButton(this);
   clear->setText(tr("C&lear"));
-  clear->setToolTip(tr("Let all keys go"));
+  SetToolTip(clear, tr("Let all keys go"));
   clear->setFocusPolicy(Qt::TabFocus);
   connect(clear, &QToolButton::clicked, this, [this] {
     held_.Clear();
@@ -120,9 +119,9 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
   row->addStretch();
   layout->addLayout(row);
   row = new QHBoxLayout;
-  row->addWidget(new QLabel(tr("Channels:"), this));
+  row->addWidget(new PlainLabel(tr("Channels:"), this));
   for (int channel = 0; channel < 16; ++channel) {
-    auto* label = new QLabel(QString::number(channel + 1), this);
+    auto* label = new PlainLabel(QString::number(channel + 1), this);
     QPalette colors = label->palette();
     colors.setColor(QPalette::Window, KeyboardPicture::ChannelColor(channel));
     colors.setColor(QPalette::WindowText, Qt::black);

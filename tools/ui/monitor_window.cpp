@@ -5,7 +5,6 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QLabel>
 #include <QMenu>
 #include <QScrollBar>
 #include <QTableView>
@@ -19,6 +18,7 @@
 #include "platform/atomic_file.h"
 #include "ui/clipboard.h"
 #include "ui/midi_activity.h"
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -101,7 +101,8 @@ QVariant MonitorModel::data(const QModelIndex& index, int role) const {
     if (index.column() == kDelta) return line.delta();
     RowPainter painter;
     line.Draw(painter);
-    return FromUtf8(index.column() == kBytes ? painter.hex : painter.description);
+    const std::string& text = index.column() == kBytes ? painter.hex : painter.description;
+    return role == Qt::ToolTipRole ? ToolTipText(FromUtf8(text)) : ShownUtf8(text);
   }
   if (role == Qt::ForegroundRole) {
     RowPainter painter;
@@ -137,7 +138,7 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
       table_(new QTableView(this)),
       timer_(new QTimer(this)),
       lightRow_(new QWidget(this)) {
-  setWindowTitle(tr("MIDI Monitor"));
+  SetTitle(this, tr("MIDI Monitor"));
   document_.SetDescriber([this](std::span<const std::uint8_t> message) { return words_.Words(message); });
   auto* layout = new QVBoxLayout(this);
   BuildBar(layout);
@@ -172,7 +173,7 @@ void TZKMonText::BuildBar(QBoxLayout* layout) {
   const auto button = [&](const QString& text, const QString& tip) {
     auto* made = new QToolButton(this);
     made->setText(text);
-    made->setToolTip(tip);
+    SetToolTip(made, tip);
     made->setFocusPolicy(Qt::TabFocus);
     row->addWidget(made);
     return made;
@@ -190,7 +191,7 @@ void TZKMonText::BuildBar(QBoxLayout* layout) {
   showMenu->addSeparator();
   auto* complete = showMenu->addAction(tr("&Keep complete SysEx"));
   complete->setCheckable(true);
-  complete->setToolTip(tr("Saved files then hold whole messages"));
+  SetToolTip(complete, tr("Saved files then hold whole messages"));
   connect(complete, &QAction::toggled, this, [this](bool keep) { document_.KeepComplete(keep); });
   for (QAction* action : kinds_) action->setCheckable(true), action->setChecked(true);
   for (QAction* action : {showInput_, showOutput_}) action->setCheckable(true), action->setChecked(true);
@@ -213,7 +214,7 @@ void TZKMonText::BuildBar(QBoxLayout* layout) {
     auto* action = new QAction(text, this);
     action->setCheckable(true);
     action->setChecked(on);
-    action->setToolTip(tip);
+    SetToolTip(action, tip);
     made->setDefaultAction(action);
     return action;
   };
@@ -233,10 +234,10 @@ void TZKMonText::BuildLights() {
   registry_.out().OUTNUMPORTS(&count);
   for (int i = 0; i < count; ++i) {
     lights_.push_back(new ActivityLight(lightRow_));
-    lights_.back()->setToolTip(FromUtf8(registry_.out().OUTGETPORTNAME(i)));
+    SetToolTip(lights_.back(), FromUtf8(registry_.out().OUTGETPORTNAME(i)));
     row->addWidget(lights_.back());
   }
-  row->addWidget(new QLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), lightRow_));
+  row->addWidget(new PlainLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), lightRow_));
   row->addStretch();
 }
 

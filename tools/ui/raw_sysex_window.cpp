@@ -4,7 +4,6 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QLabel>
 #include <QPushButton>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -15,7 +14,7 @@
 #include "platform/path_resolver.h"
 #include "services/settings.h"
 #include "services/transfer_files.h"
-#include "ui/qt_text.h"
+#include "ui/plain_text.h"
 
 namespace tonalith {
 
@@ -70,12 +69,13 @@ QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
   if (const SysExName* name = PieceOf(message)) {
     // With the name of a single patch, to tell them apart; of a part of a large dump that is not known.
     const std::string words = words_.Words(document_.bytes().subspan(name->offset, name->length));
-    if (!words.empty()) return FromUtf8(words);
-    return name->damaged ? tr("%1, wrong checksum").arg(FromUtf8(*name->text)) : FromUtf8(*name->text);
+    if (!words.empty()) return ShownUtf8(words);
+    return name->damaged ? tr("%1, wrong checksum").arg(ShownUtf8(*name->text)) : ShownUtf8(*name->text);
   }
-  if (const std::string words = UniversalSysExWords(document_.BytesOf(message)); !words.empty()) return FromUtf8(words);
+  if (const std::string words = UniversalSysExWords(document_.BytesOf(message)); !words.empty())
+    return ShownUtf8(words);
   const auto bytes = document_.BytesOf(message);
-  return bytes.size() < 2 ? QString() : FromUtf8(MakerName(bytes.subspan(1)));
+  return bytes.size() < 2 ? QString() : ShownUtf8(MakerName(bytes.subspan(1)));
 }
 
 QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
@@ -119,7 +119,7 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
   QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
   if (bytes().unlistedBytes() > 0) heading += tr("; the last %1 bytes are not listed").arg(bytes().unlistedBytes());
   if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
-  column->addWidget(new QLabel(heading, this));
+  column->addWidget(new PlainLabel(heading, this));
   BuildTools(column);
   BuildList(column);
   UpdateTitle();
@@ -136,25 +136,25 @@ const RawSysExDocument& RawSysExWindow::bytes() const {
 }
 
 QString RawSysExWindow::TitleText() const {
-  return tr("Raw SysEx - %1").arg(FromUtf8(NameOfFile()));
+  return tr("Raw SysEx - %1").arg(ShownUtf8(NameOfFile()));
 }
 
 void RawSysExWindow::BuildTools(QBoxLayout* column) {
   auto* row = new QHBoxLayout;
-  auto* portLabel = new QLabel(tr("&Port:"), this);
+  auto* portLabel = new PlainLabel(tr("&Port:"), this);
   portLabel->setBuddy(port_);
-  for (const auto& name : services_.outPorts) port_->addItem(FromUtf8(name));
+  for (const auto& name : services_.outPorts) port_->addItem(ShownUtf8(name));
   port_->setCurrentIndex(std::clamp(services_.settings.MainMidiXPort(-1), 0, std::max(0, port_->count() - 1)));
   port_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   port_->setMinimumContentsLength(16);
   auto* send = new QPushButton(tr("&Send"), this);
-  send->setToolTip(tr("Send the selected messages, or all of them, as they are"));
+  SetToolTip(send, tr("Send the selected messages, or all of them, as they are"));
   send->setEnabled(port_->count() > 0);
   auto* open = new QPushButton(tr("&Open as Data"), this);
-  open->setToolTip(tr("Open the selected messages as data of their instrument"));
+  SetToolTip(open, tr("Open the selected messages as data of their instrument"));
   open->setEnabled(services_.openData != nullptr);
   auto* save = new QPushButton(tr("Save &As..."), this);
-  save->setToolTip(tr("Write the selected messages, or all bytes, to a file"));
+  SetToolTip(save, tr("Write the selected messages, or all bytes, to a file"));
   row->addWidget(portLabel);
   row->addWidget(port_, 1);
   row->addWidget(send);
@@ -266,7 +266,7 @@ void RawSysExWindow::SaveSelection() {
     return;
   }
   context().FileUsed(path);
-  Say(tr("%1 bytes were saved as %2.").arg(selected.size()).arg(FromUtf8(path)));
+  Say(tr("%1 bytes were saved as %2.").arg(selected.size()).arg(ShownUtf8(path)));
 }
 
 }  // namespace tonalith

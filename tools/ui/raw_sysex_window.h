@@ -11,6 +11,7 @@
 #include "tools/raw_sysex_document.h"
 #include "tools/sysex_words.h"
 #include "ui/document_window.h"
+#include "ui/plain_text.h"
 
 class QBoxLayout;
 class QComboBox;
