@@ -9,7 +9,7 @@ namespace tonalith {
 // The most that is allocated for a file of `fileSize` bytes, beside the bytes themselves.  A record completed for
 // editing has about 10 KiB of texts and tables, and the smallest records in files have some 300 bytes.
 inline constexpr std::uint64_t kReadMemoryBase = 16ull << 20;
-inline constexpr std::uint64_t kReadMemoryPerByte = 40;
+inline constexpr std::uint64_t kReadMemoryPerByte = 64;
 
 class ReadBudget {
  public:

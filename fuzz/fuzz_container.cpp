@@ -40,6 +40,8 @@ void ExerciseList(const ListFile& list) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const bool isShort = MissingBytes({data, size}) != 0;
+  if (MissingSentence("x", {data, size}).empty() == isShort) __builtin_trap();
   for (const int mode : {0, 1}) {
     FormReadOptions options;
     options.mode = mode;
@@ -48,6 +50,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ExerciseList(list);
     std::vector<std::uint8_t> first, second;
     WriteList(&first, list);
+    if (MissingBytes(first) != 0) __builtin_trap();
+    // Empty buffers are not written, so that the file may be smaller than what it came from.
+    ReadBudget budget(std::size_t{1} << 24);
+    options.budget = &budget;
     ListFile again;
     if (ReadList(first, options, &again) != kDiskOk) __builtin_trap();
     WriteList(&second, again);

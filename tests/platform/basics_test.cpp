@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <thread>
 
 #include "platform/clock.h"
@@ -166,6 +167,34 @@ TEST(Jobs, ResultsComeBackAndCancelledOnesDoNot) {
   EXPECT_FALSE(told);
   EXPECT_TRUE(jobs.Start([&](const CancelToken&) { told = true; }).Cancelled());
   EXPECT_FALSE(told);
+}
+
+// What runs out of memory ends; the loop, the pool and whoever waits go on.
+TEST(Jobs, ShortMemoryEndsTheWorkAlone) {
+  const auto exhaust = [] { throw std::bad_alloc(); };
+  Dispatcher dispatcher;
+  int told = 0;
+  int ran = 0;
+  dispatcher.SetShortMemory([&told] { ++told; });
+  dispatcher.Post(exhaust);
+  dispatcher.Post([&ran] { ++ran; });
+  dispatcher.RunQueued();
+  EXPECT_EQ(told, 1);
+  EXPECT_EQ(ran, 1);
+  bool whole = true;
+  WorkerThread waits(SystemClock(), [&] {
+    whole = dispatcher.Call(exhaust);
+    exhaust();
+  });
+  EXPECT_TRUE(dispatcher.RunUntil([&told] { return told == 2; }, SystemClock().NowUs() + 5'000'000));
+  waits.Join();
+  EXPECT_FALSE(whole);
+  Jobs jobs(SystemClock(), 1);
+  std::atomic<int> done{0};
+  jobs.Start([&](const CancelToken&) { exhaust(); });
+  jobs.Start([&](const CancelToken&) { ++done; });
+  EXPECT_TRUE(jobs.WaitIdle(5'000));
+  EXPECT_EQ(done, 1);
 }
 
 TEST(Jobs, RunInVirtualTime) {

@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
@@ -6,7 +7,9 @@
 #include <QStatusBar>
 #include <QTimer>
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
+#include <new>
 #include <thread>
 
 #include "bank/ui/bank_list.h"
@@ -20,6 +23,8 @@
 
 namespace tonalith {
 namespace {
+
+namespace fs = std::filesystem;
 
 class FrameTest : public ProgramFixture {
  protected:
@@ -126,6 +131,36 @@ TEST_F(FrameTest, AFileThatSomebodyElseChangedIsAskedFor) {
   EXPECT_TRUE(bank->Save(false)) << "overwritten";
   EXPECT_FALSE(others(Path("mine.dat")));
   EXPECT_NE(LogText().find("Another program has changed this file"), std::string::npos) << LogText();
+}
+
+TEST_F(FrameTest, WhatIsNoFileIsSaidAndAFileThatEndsEarlyIsOpened) {
+  Start();
+  MakeFiles();
+  parts().studio.Show();
+  const std::size_t windows = frame().Children().size();
+  for (const char* ending : {".dat", ".syx", ".mid", ".pvw", ".pvz", ".pv9"}) {
+    const std::string pipe = Path(std::string("pipe") + ending);
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_FALSE(parts().files.OpenFile(pipe, 0)) << ending;
+    EXPECT_NE(LogText().find(std::string("pipe") + ending + ": it is a pipe, not a file."), std::string::npos)
+        << ending << "\n"
+        << LogText();
+  }
+  EXPECT_EQ(frame().Children().size(), windows);
+  fs::resize_file(Path("one.dat"), fs::file_size(Path("one.dat")) - 10);
+  EXPECT_TRUE(parts().files.OpenFile(Path("one.dat"), 0));
+  EXPECT_NE(LogText().find("one.dat is shorter than it says"), std::string::npos) << LogText();
+  auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  EXPECT_TRUE(bank->Save(false));
+  EXPECT_TRUE(fs::exists(Path("one.dat~")));
+}
+
+TEST_F(FrameTest, ACommandThatRunsOutOfMemoryEnds) {
+  Start();
+  frame().menus().Register(CommandId::HelpAbout, {[] { throw std::bad_alloc(); }});
+  frame().RunCommand(CommandId::HelpAbout);
+  EXPECT_NE(LogText().find("There is not enough memory"), std::string::npos) << LogText();
 }
 
 TEST_F(FrameTest, QuittingWhileSendingAsks) {
