@@ -62,7 +62,7 @@ std::string KindsOf(const FoundFile& found) {
   constexpr std::size_t kMostKinds = 20;
   std::vector<std::pair<std::string, std::size_t>> kinds;
   for (const FoundPiece& piece : found.pieces) {
-    const std::string name = piece.type->instrument + " " + Latin1ToUtf8(piece.type->dataType);
+    const std::string name = piece.type->instrument + " " + piece.type->dataType;
     const auto known = std::find_if(kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.first == name; });
     if (known != kinds.end())
       ++known->second;

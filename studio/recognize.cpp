@@ -150,7 +150,7 @@ Recognizer::Rules::Rules(const ZKStudioDoc& document) : studio(document) {
     const ZKDrvList& driver = *type.driver;
     const Synth& synth = *driver.synth();
     found.push_back({driver.instrument ? driver.instrument->name : Latin1ToUtf8(FieldText(synth.shortName)),
-                     driver.TypeName(), synth.driverId, HasNames(synth), &driver});
+                     Latin1ToUtf8(driver.TypeName()), synth.driverId, HasNames(synth), &driver});
   }
 }
 
@@ -240,7 +240,8 @@ bool Recognizer::Rules::TakePiece(FoundFile* file, std::uint32_t first, std::int
 void Recognizer::Rules::TakeDataFile(DataFilePtr data, FoundFile* out) const {
   if (!data || !data->synth) return;
   FoundFile::Contents& contents = *out->contents_;
-  FoundType type{{}, FieldText(data->synth->typeName), data->synth->driverId, HasNames(*data->synth), nullptr};
+  FoundType type{
+      {}, Latin1ToUtf8(FieldText(data->synth->typeName)), data->synth->driverId, HasNames(*data->synth), nullptr};
   const TypeForms* forms = table.TypeOf(type.driverId);
   if (forms) type.driver = forms->driver;
   if (forms && forms->driver->instrument) type.instrument = forms->driver->instrument->name;

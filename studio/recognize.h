@@ -35,7 +35,7 @@ struct FileFindings {
 // Whose data a piece is.
 struct FoundType {
   std::string instrument;  // UTF-8
-  std::string dataType;    // Latin-1
+  std::string dataType;    // UTF-8
   std::uint16_t driverId = kNoDriver;
   bool hasNames = false;              // its patches have names
   const ZKDrvList* driver = nullptr;  // null: a data file of a type that the studio does not have
@@ -71,8 +71,8 @@ class FoundFile : public FileFindings {
 struct RecognizedPiece {
   std::size_t offset = 0;
   std::size_t length = 0;
-  std::string instrument;
-  std::string dataType;
+  std::string instrument;  // UTF-8
+  std::string dataType;    // UTF-8
   std::uint16_t driverId = kNoDriver;
   ChecksumVerdict checksum = ChecksumVerdict::kNone;
   DataFilePtr data;  // body, channel, patch number and (banks) emptyMap filled in

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "platform/text.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -52,8 +53,8 @@ void NoteWrongLengths(const TypeTable& table, const FileMessages& file, std::vec
     if (message.used || !HasWrongLength(table, message, &index)) continue;
     const ZKDrvList& driver = *table.types()[index.type].driver;
     const std::string& name = driver.instrument ? driver.instrument->name : driver.name;
-    ++notes[driver.TypeName() + " of the " + name + " with " + std::to_string(message.bytes.size()) + " in place of " +
-            std::to_string(table.Form(index).messages.front().length) + " bytes"];
+    ++notes[Latin1ToUtf8(driver.TypeName()) + " of the " + name + " with " + std::to_string(message.bytes.size()) +
+            " in place of " + std::to_string(table.Form(index).messages.front().length) + " bytes"];
     if (notes.size() >= kMostNotes) break;
   }
   for (const auto& [note, count] : notes) others->push_back(std::to_string(count) + " " + note);

@@ -4,7 +4,6 @@
 
 #include "data/container.h"
 #include "data/sysex_split.h"
-#include "platform/text.h"
 #include "studio/recognize.h"
 
 namespace tonalith {
@@ -17,8 +16,7 @@ std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std:
   std::map<const FoundType*, std::shared_ptr<const std::string>> texts;
   for (const FoundPiece& piece : found.pieces) {
     auto& text = texts[piece.type];
-    if (!text)
-      text = std::make_shared<const std::string>(piece.type->instrument + " " + Latin1ToUtf8(piece.type->dataType));
+    if (!text) text = std::make_shared<const std::string>(piece.type->instrument + " " + piece.type->dataType);
     names.push_back({piece.offset, piece.length, text, piece.checksum == ChecksumVerdict::kBad});
   }
   return names;

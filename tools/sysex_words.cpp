@@ -92,7 +92,7 @@ std::string SysExWords::InstrumentWords(std::span<const std::uint8_t> message) {
   Recognition found;
   if (!recognizer_->Recognize(message, &found).ok() || found.pieces.empty()) return {};
   const RecognizedPiece& piece = found.pieces.front();
-  std::string words = piece.instrument + " " + Latin1ToUtf8(piece.dataType);
+  std::string words = piece.instrument + " " + piece.dataType;
   const Synth& synth = *piece.data->synth;
   if (!synth.isBank) {
     const auto patches = recognizer_->Patches(*piece.data);
