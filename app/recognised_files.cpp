@@ -26,17 +26,6 @@ QString Text(const char* text) {
   return QCoreApplication::translate("RecognisedFiles", text);
 }
 
-// What becomes windows of its own; `tooMany`: that would be too many windows.
-std::vector<PieceGroup> GroupsOf(const FoundFile& found, bool* tooMany) {
-  std::vector<PieceGroup> groups;
-  if (found.pieces.size() > RecognisedFiles::kMostWindows)
-    groups = GroupPieces(found);
-  else
-    for (std::uint32_t i = 0; i < found.pieces.size(); ++i) groups.push_back({{i}, nullptr});
-  *tooMany = groups.size() > RecognisedFiles::kMostWindows;
-  return groups;
-}
-
 }  // namespace
 
 RecognisedFiles::RecognisedFiles(const FrameContext& frame, DocumentRegistry& registry, DocumentWindows& windows,
@@ -63,8 +52,8 @@ bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
     frame_.prompts().Say("File Error", path + "\n\nNone of the studio's instruments knows this data.");
     return false;
   }
-  bool listed = false;
-  std::vector<PieceGroup> groups = GroupsOf(found, &listed);
+  std::vector<PieceGroup> groups = GroupForWindows(found, kMostWindows);
+  const bool listed = groups.size() > kMostWindows;
   if (listed) {
     // Banks can be made of the file only here; the rest is opened from the list.
     std::erase_if(groups, [](const PieceGroup& group) { return !group.bank; });
@@ -107,9 +96,8 @@ void RecognisedFiles::OpenPart(std::span<const std::uint8_t> bytes, const std::s
   const Recognizer recognizer(frame_.studio);
   FoundFile found;
   if (const Result result = recognizer.Find(bytes, &found); !result.ok()) return frame_.Status(ShownUtf8(result.text));
-  bool tooMany = false;
-  const std::vector<PieceGroup> groups = GroupsOf(found, &tooMany);
-  if (tooMany) {
+  const std::vector<PieceGroup> groups = GroupForWindows(found, kMostWindows);
+  if (groups.size() > kMostWindows) {
     frame_.Status(
         Text("These are %1 pieces of data; at most %2 are opened at a time.").arg(groups.size()).arg(kMostWindows));
     return;

@@ -72,6 +72,13 @@ std::vector<PieceGroup> GroupPieces(const FoundFile& found) {
   return groups;
 }
 
+std::vector<PieceGroup> GroupForWindows(const FoundFile& found, std::size_t most) {
+  if (found.pieces.size() > most) return GroupPieces(found);
+  std::vector<PieceGroup> groups;
+  for (std::uint32_t i = 0; i < found.pieces.size(); ++i) groups.push_back({{i}, nullptr});
+  return groups;
+}
+
 DataFilePtr MakeGroup(const Recognizer& recognizer, FoundFile& found, const PieceGroup& group) {
   if (!group.bank) return recognizer.Make(found, found.pieces[group.pieces.front()]);
   DataFilePtr bank = recognizer.MakeNew(*group.bank);

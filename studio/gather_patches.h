@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -29,6 +30,8 @@ struct PieceGroup {
 // order of the file; where there are more than a bank holds, further banks follow.  One patch alone, and a damaged one
 // (its damage would not be seen in a bank), stay as they are.
 std::vector<PieceGroup> GroupPieces(const FoundFile& found);
+// One piece a group as long as that is no more than `most` groups, else GroupPieces (which may be more as well).
+std::vector<PieceGroup> GroupForWindows(const FoundFile& found, std::size_t most);
 
 // The data of a group.  Null when memory is short.
 DataFilePtr MakeGroup(const Recognizer& recognizer, FoundFile& found, const PieceGroup& group);

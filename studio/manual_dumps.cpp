@@ -6,6 +6,7 @@
 #include "data/hex_text.h"
 #include "platform/log.h"
 #include "platform/text.h"
+#include "studio/gather_patches.h"
 
 namespace tonalith {
 
@@ -142,8 +143,8 @@ void ManualDumps::Finish(int port, const Dump& dump) {
   if (dump.dropped)
     MonitorMsg("MIDI IN port %d: %zu SysEx messages were too much for one dump", port + 1, dump.dropped);
   if (dump.bytes.empty()) return;
-  Recognition found;
-  recognizer().Recognize(dump.bytes, &found);
+  FoundFile found;
+  recognizer().Find(dump.bytes, &found);
   if (found.pieces.empty() || found.unknownMessages) {
     const std::span<const std::uint8_t> bytes(dump.bytes);
     MonitorMsg("MIDI IN port %d: %zu of %zu SysEx messages belong to no data of the studio's instruments: %s ...",
@@ -151,8 +152,22 @@ void ManualDumps::Finish(int port, const Dump& dump) {
                HexText(bytes.first(std::min(bytes.size(), kLogBytes))).c_str());
   }
   std::vector<RecognizedPiece> good, damaged;
-  for (RecognizedPiece& piece : found.pieces) {
+  // Of many patches banks are made: what is sent by hand is nowhere else.
+  for (const PieceGroup& group : GroupForWindows(found, kMostNew)) {
+    const FoundPiece& first = found.pieces[group.pieces.front()];
+    RecognizedPiece piece{first.offset,
+                          first.length,
+                          first.type->instrument,
+                          first.type->dataType,
+                          first.type->driverId,
+                          first.checksum,
+                          MakeGroup(recognizer(), found, group),
+                          first.badMessages};
     if (!piece.data) continue;
+    if (group.bank) {
+      piece.dataType = Latin1ToUtf8(group.bank->TypeName());
+      piece.driverId = group.bank->synth()->driverId;
+    }
     (piece.checksum == ChecksumVerdict::kBad ? damaged : good).push_back(std::move(piece));
   }
   if (!good.empty()) Offer(port, std::move(good), false);

@@ -42,7 +42,7 @@ class ManualDumps {
  public:
   static constexpr std::int64_t kPauseUs = 1'000'000;
   static constexpr std::size_t kMostCollected = std::size_t{64} << 20;  // of one dump; the rest is dropped
-  static constexpr std::size_t kMostNew = 16;                           // pieces opened of one dump
+  static constexpr std::size_t kMostNew = 16;                           // windows opened for one dump
 
   // Both must outlive the object.
   ManualDumps(ZKStudioDoc& studio, ManualDumpHost& host) : studio_(studio), host_(host) {}

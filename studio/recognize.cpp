@@ -240,7 +240,8 @@ bool Recognizer::Rules::TakePiece(FoundFile* file, std::uint32_t first, std::int
 void Recognizer::Rules::TakeDataFile(DataFilePtr data, FoundFile* out) const {
   if (!data || !data->synth) return;
   FoundFile::Contents& contents = *out->contents_;
-  FoundType type{{}, Latin1ToUtf8(FieldText(data->synth->typeName)), data->synth->driverId, HasNames(*data->synth), nullptr};
+  FoundType type{
+      {}, Latin1ToUtf8(FieldText(data->synth->typeName)), data->synth->driverId, HasNames(*data->synth), nullptr};
   const TypeForms* forms = table.TypeOf(type.driverId);
   if (forms) type.driver = forms->driver;
   if (forms && forms->driver->instrument) type.instrument = forms->driver->instrument->name;

@@ -71,8 +71,8 @@ class FoundFile : public FileFindings {
 struct RecognizedPiece {
   std::size_t offset = 0;
   std::size_t length = 0;
-  std::string instrument;
-  std::string dataType;
+  std::string instrument;  // UTF-8
+  std::string dataType;    // UTF-8
   std::uint16_t driverId = kNoDriver;
   ChecksumVerdict checksum = ChecksumVerdict::kNone;
   DataFilePtr data;  // body, channel, patch number and (banks) emptyMap filled in

@@ -4,7 +4,6 @@
 
 #include "data/container.h"
 #include "data/sysex_split.h"
-#include "platform/text.h"
 #include "studio/recognize.h"
 
 namespace tonalith {

@@ -201,6 +201,18 @@ TEST_F(ManualDumpTest, OpenDataTakesWhatItsMapKnows) {
   EXPECT_NE(Bytes(bank->body, bank->body + 4104), former);
 }
 
+// More single patches than windows: none is left out.
+TEST_F(ManualDumpTest, ManyPatchesBecomeABank) {
+  const DataFilePtr single = New("K4", "Single");
+  host.mode = ManualDumpMode::kTake;
+  const Bytes message(single->body, single->body + single->synth->fileSize);
+  Feed(std::vector<Arrived>(20, {6, message, clock.NowUs()}));
+  Pause();
+  ASSERT_EQ(host.fresh.size(), 1u);
+  EXPECT_EQ(FieldText(host.fresh[0]->synth->typeName), "Single Bank");
+  EXPECT_EQ(modules.recognizer().Patches(*host.fresh[0]).size(), 20u);
+}
+
 TEST_F(ManualDumpTest, DamageIsNeverTakenForGood) {
   const DataFilePtr bank = New("DX7", "Voice Bank"), patches = New("D-50", "Patch Bank");
   const Bytes before(bank->body, bank->body + 4104), beforePatches(patches->body, patches->body + 28672);

@@ -104,7 +104,7 @@ TEST(Opening, RealFilesAreTakenByTheirOwnInstrumentOrNobody) {
     for (const FoundPiece& piece : found.pieces) {
       const std::string key = InstalledModules::Instance().keys().at(piece.type->instrument);
       EXPECT_TRUE(key.rfind(fields[1], 0) == 0 || sisters.count({fields[1], key}))
-          << piece.type->instrument << " " << Latin1ToUtf8(piece.type->dataType);
+          << piece.type->instrument << " " << piece.type->dataType;
     }
     ++files;
     taken += found.pieces.empty() ? 0 : 1;
