@@ -325,7 +325,8 @@ void TransferRun::ReportError(TransferOperation operation, int r) {
   NoteFailure(r);
   if (result_.code == 0) result_.code = r;
   if (context_.quiet || !context_.display) return;
-  if ((synth_->optionBits & 8) && r == transfer_code::kStillNoResponse) return;
+  const bool silent = r == transfer_code::kStillNoResponse && context_.scriptStop.empty();
+  if ((synth_->optionBits & 8) && silent) return;
   context_.display(ErrorText(r));
 }
 

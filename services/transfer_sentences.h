@@ -24,7 +24,8 @@ struct TransferFacts {
   int patchesToDo = 0;    // 0: the whole image at once
   bool begun = false;     // sends: bytes had been handed to the port
   std::string port;       // of a port cause; may be empty
-  std::string detail;     // the sentence of kPortMissing, kPortInUse, kStopped; of kBusy "running" or "waiting"
+  std::string detail;     // the sentence of kPortMissing, kPortInUse, kStopped; of kBusy "running" or "waiting", of
+                          // kScriptStopped ScriptStopText
   int messages = 0;       // of a MIDI file that is sent message by message
   int partsSent = 0;      // files
   int partsInactive = 0;  // files: parts that are switched off and stayed out

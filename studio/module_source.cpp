@@ -287,8 +287,7 @@ Result CompileScriptSource(const ModuleSource& source, const SourceLine& at, con
     Result result = mistakes(SourceFailure(found->first, place(warning.line), where + warning.text));
     if (!result.ok()) return result;
   }
-  if (!compiled.ok() && warnings.empty())
-    return SourceFailure(found->first, place(compiled.line + 1), compiled.report);
+  if (!compiled.ok() && warnings.empty()) return SourceFailure(found->first, place(compiled.line + 1), compiled.report);
   *code = compiled.code;
   return Result::Success();
 }

@@ -78,6 +78,8 @@ TEST(RunCommand, ExampleInstrument) {
   otherMaker.replace(3, 2, "43");
   const RunOutput wrong = RunScriptCommand(kExampleReceive, ExampleArgs({"--reply", otherMaker}));
   EXPECT_EQ(wrong.out, request + "IN " + otherMaker + "\nRESULT -7\nW 0 X 0 Y 2 Z 9\nV10 -7\n");
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_EQ(wrong.err, "The script ended with -7: ERROR! Incorrect SysX Company ID!\n");
 
   const RunOutput silent = RunScriptCommand(kExampleReceive, ExampleArgs({}));
   EXPECT_EQ(silent.out, request + "RESULT 0\nW 0 X 0 Y 2 Z 1\nV10 -19\n");
@@ -167,6 +169,62 @@ TEST(RunCommand, ApplicationVariables) {
   EXPECT_NE(RunScriptCommand("GetAppVar 1\n", {}).out.find(" X -1 "), std::string::npos);
 }
 
+// What the script of an editor needs, and a sentence for each way to fail.
+TEST(RunCommand, EditorsLimitsAndFailures) {
+  struct Case {
+    const char* script;
+    std::vector<std::string> args;
+    const char* out;  // a part
+    const char* err;
+  };
+  const std::vector<Case> cases = {
+      {"MW + 1 MV0 @ X ]", {"--edit", "1,-2,3,0x10"}, "RESULT 0\nW 2 X -2 Y 3 Z 16\n", ""},
+      {"MX + 1 ]", {"--patch", "9", "--channel", "3"}, "W 0 X 1 Y 3 Z 9\n", ""},
+      {"MV0 = 7 RET V0 GP 5 ]", {"--ret"}, "RESULT 7\n", ""},
+      {"MV0 = 7 RET V0 GP 5 ]", {}, "RESULT 5\n", ""},
+      {"GP 5 ]", {"--ret"}, "RESULT 5\n", ""},
+      {"MV0 - 3 RET V0 ]", {"--ret"}, "RESULT -3\n", "The script ended with -3: ERROR! After 3 attempts"},
+      {"FLOAT V0 MV0 = 5 MV0 / 2 MX = V0 ]", {"--float"}, "FLOAT W 0 X 2.5 Y 0 Z 0\n", ""},
+      {"MV0 + 1 MX @ V0 F V0 0 ]",
+       {"--times", "3", "--show-image", "--image", "00"},
+       "RESULT 0\nW 0 X 1 Y 0 Z 0\nV10 0\nRESULT 0\nW 0 X 2 Y 0 Z 0\nV10 0\nRESULT 0\nW 0 X 3 Y 0 Z 0\nV10 "
+       "0\nIMAGE 03\n",
+       ""},
+      {"MV0 + 1 IFQ V0 2 BREAK IFX ]", {"--times", "9"}, "V10 0\nRESULT -99\n", "BREAK outside a loop.\n"},
+      {"L 1000000000 [ L 1000000000 [ MX + 1 ] ] ]",
+       {"--limit", "0.05"},
+       "RESULT -5\n",
+       "The script was stopped after 0.05 s of computing.\n"},
+      {"L 100 [ SLEEP 60000 ] ]", {"--limit", "0.05"}, "RESULT 0\n", ""},
+      {"MACRO 0 ]", {"--macro", "-"}, "RESULT -5\n", "The script was stopped: macros deeper than 64.\n"},
+      {"0D FF", {}, "RESULT -5\n", "The script ended with -5: ERROR! Unexpected Tonalith Macro Command!\n"},
+      {"GA 100000000 ]", {}, "RESULT -15\n", "a work buffer of more than 16 MiB.\n"},
+      {"setDefaultMidiChannel 4 setDefaultMidiChannel 6 setMidiThru 0 ]",
+       {"--descriptor", "shortName=Acme"},
+       " X 4 ",
+       "A script of the Acme changed \"Default MIDI channel\" from 1 to 5.\nA script of the Acme changed "
+       "\"Default MIDI channel\" from 5 to 7.\n"},
+      {"setDefaultMidiChannel 0 ]", {}, " X 0 ", ""},  // nothing of the run before is left
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.script);
+    const bool callsItself = !c.args.empty() && c.args[0] == "--macro";
+    const std::string macro = testing::TempDir() + "run_macro.txt";
+    std::ofstream(macro) << c.script;
+    const RunOutput output =
+        RunScriptCommand(c.script, callsItself ? std::vector<std::string>{"--macro", macro} : c.args);
+    const std::string told = "A script of the";
+    const bool fails = *c.err && std::string(c.err).compare(0, told.size(), told) != 0;
+    EXPECT_EQ(output.status, fails ? 1 : 0);
+    EXPECT_NE(output.out.find(c.out), std::string::npos) << output.out;
+    if (*c.err) {
+      EXPECT_NE(output.err.find(c.err), std::string::npos) << output.err;
+    } else {
+      EXPECT_EQ(output.err, "");
+    }
+  }
+}
+
 TEST(RunCommand, CodeAndMistakes) {
   const RunOutput hex = RunScriptCommand("0E 05 07 00 00 00 07\n0E 01 08 05 07 FF\n", {"--x", "-3"});
   EXPECT_EQ(hex.out, "RESULT 0\nW 0 X 7 Y 0 Z 0\nV10 0\n");
@@ -180,6 +238,12 @@ TEST(RunCommand, CodeAndMistakes) {
            {"]", {"--nothing", "1"}},
            {"]", {"--conversation", "/no/such/file"}},
            {"]", {"second.txt"}},
+           {"]", {"--edit", "1,2,3"}},
+           {"]", {"--edit", "1,2,3,x"}},
+           {"]", {"--edit", "1,2,3,4", "--x", "5"}},
+           {"]", {"--times", "0"}},
+           {"]", {"--limit", "0"}},
+           {"]", {"--limit", "1.2.3"}},
        }) {
     const RunOutput output = RunScriptCommand(script, args);
     EXPECT_EQ(output.status, 1) << script;

@@ -13,6 +13,9 @@
 #include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
+#include "platform/text.h"
+#include "script/compiler.h"
+#include "script/interpreter.h"
 #include "script/transfer_engine.h"
 #include "services/command_line.h"
 #include "services/hosts.h"
@@ -21,6 +24,7 @@
 #include "services/program_midi.h"
 #include "services/registry.h"
 #include "services/script_bridge.h"
+#include "services/script_settings.h"
 #include "services/settings.h"
 #include "services/single_instance.h"
 #include "services/start_stop.h"
@@ -230,6 +234,52 @@ TEST_F(ProgramTest, UnwritableRegistryIsShown) {
   EXPECT_FALSE(registry.SetRegistry("a", "b"));
   ASSERT_EQ(prompts.Log().size(), 1u);
   EXPECT_EQ(prompts.Log()[0], "Error Creating Key! | SOFTWARE\\Corvane\\Tonalith\\13.0 | ok -> ok");
+}
+
+// What scripts change in the preferences is told, and put back unless somebody changed it since.
+TEST_F(ProgramTest, WhatScriptsChangeIsToldAndPutBack) {
+  ScriptedPrompts prompts({});
+  Dispatcher dispatcher;
+  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
+  program.ConfigBasics();
+  program.LoadConfig();
+  Settings& settings = program.settings();
+  ScriptChanges& changes = program.scriptChanges();
+  std::vector<std::string> told;
+  changes.SetListener([&told](const std::string& sentence) { told.push_back(sentence); });
+  const auto run = [&](const char* maker, const std::string& source) {
+    Synth synth{};
+    CopyText(synth.shortName, sizeof synth.shortName, maker);
+    CopyText(synth.typeName, sizeof synth.typeName, "Patch");
+    TransferContext context;
+    MidiMacro(program.scripts(), context, synth, CompileScript(source).code, {}, 0, 0, 0);
+  };
+  EXPECT_FALSE(changes.CanUndo());
+  run("Acme", "setDefaultMidiOutPort 3 setDefaultMidiChannel 18 setMidiThru 1 setMidiThru 0 SetAutoSense 1 ]");
+  run("Acme", "setDefaultMidiOutPort 5 setDefaultMidiOutPort 5 ]");
+  EXPECT_EQ(told.front(), "A script of the Acme Patch changed \"Default MIDI OUT port\" from 1 to 4.");
+  EXPECT_EQ(told.size(), 6U);
+  EXPECT_EQ(changes.TakeNews(), told);
+  EXPECT_TRUE(changes.TakeNews().empty());
+  settings.MainMidiChannel(9);
+  EXPECT_EQ(changes.Undo(),
+            "Put back: \"Default MIDI OUT port\" is 1, \"MIDI thru\" is 0, \"Sense instruments at start\" is 0. "
+            "Changed since, and left alone: \"Default MIDI channel\".");
+  EXPECT_EQ(settings.MainPortOut(-1), 0);
+  EXPECT_EQ(settings.MainMidiChannel(-1), 9);
+  EXPECT_EQ(settings.MainAutoSenseOnProgramExecution(-1), 0);
+  EXPECT_FALSE(changes.CanUndo());
+  EXPECT_EQ(changes.Undo(), "Nothing was put back.");
+  // Only the last one's are taken back.
+  run("Acme", "setDefaultMidiOutPort 2 ]");
+  run("J\xFCrgen", "setDefaultMidiInPort 2 ]");
+  EXPECT_EQ(told.back(), "A script of the J\xC3\xBCrgen Patch changed \"Default MIDI IN port\" from 1 to 3.");
+  EXPECT_EQ(changes.Undo(), "Put back: \"Default MIDI IN port\" is 1.");
+  EXPECT_EQ(settings.MainPortOut(-1), 2);
+  // A script computes as long as the preferences say.
+  EXPECT_EQ(program.scripts().ScriptLimitMs(), 5000);
+  settings.MainScriptSeconds(2);
+  EXPECT_EQ(program.scripts().ScriptLimitMs(), 2000);
 }
 
 TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {

@@ -42,6 +42,7 @@ TEST(TransferSentences, OfEveryOperationAndCause) {
       {Kind::kGet, Cause::kPortRefused, false,
        "The request for the Yamaha DX7 Voice Bank could not be sent: the MIDI OUT port does not take data."},
       {Kind::kGet, Cause::kNoScript, false, "No Command Sequence to Receive Data."},
+      {Kind::kGet, Cause::kScriptStopped, true, "The script that receives the Yamaha DX7 Voice Bank was The detail."},
       {Kind::kGet, Cause::kNothingReceived, true, "No data was received for the Yamaha DX7 Voice Bank."},
       {Kind::kGet, Cause::kCode, true, "ERROR! MIDI Device did not respond! when receiving a Yamaha DX7 Voice Bank."},
       {Kind::kGet, Cause::kStopped, true, "The detail."},
@@ -65,6 +66,9 @@ TEST(TransferSentences, OfEveryOperationAndCause) {
       {Kind::kSend, Cause::kPortRefused, false,
        "The Yamaha DX7 Voice Bank could not be sent: the MIDI OUT port does not take data."},
       {Kind::kSend, Cause::kNoScript, false, "No Command Sequence to Transmit Data."},
+      {Kind::kSend, Cause::kScriptStopped, false, "The script that sends the Yamaha DX7 Voice Bank was The detail."},
+      {Kind::kSend, Cause::kScriptStopped, true,
+       "The script that sends the Yamaha DX7 Voice Bank was The detail; the instrument may hold a part of it."},
       {Kind::kSend, Cause::kNotTaken, true, "The instrument did not take the Yamaha DX7 Voice Bank."},
       {Kind::kSend, Cause::kSendFailed, true, "** TRANSMISSION ERROR **"},
       {Kind::kSend, Cause::kCode, true, "ERROR! MIDI Device did not respond! when sending a Yamaha DX7 Voice Bank."},
@@ -102,6 +106,12 @@ TEST(TransferSentences, PatchesPartsAndNames) {
             "J\xC3\xB6rgs {entry} Bank (entry 3).");
   facts.patchesDone = 2;
   EXPECT_EQ(EndSentence(facts).substr(EndSentence(facts).find(" (entry")), " (entry 3) (2 of 128 patches had come).");
+  facts.cause = Cause::kScriptStopped;
+  facts.detail = "stopped after 5 s of computing";
+  EXPECT_EQ(
+      EndSentence(facts),
+      "The script that receives the J\xC3\xB6rgs {entry} Bank (entry 3) was stopped after 5 s of computing (2 of 128 "
+      "patches had come).");
   facts.cause = Cause::kNone;
   facts.patchesDone = 127;
   EXPECT_EQ(EndSentence(facts), "127 of 128 patches of J\xC3\xB6rgs {entry} Bank were received.");

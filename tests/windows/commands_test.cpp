@@ -11,10 +11,15 @@
 #include <QToolButton>
 #include <atomic>
 #include <set>
+#include <thread>
 
 #include "app/command_menus.h"
 #include "bank/ui/bank_list.h"
 #include "midi/midi_output.h"
+#include "platform/text.h"
+#include "script/compiler.h"
+#include "script/interpreter.h"
+#include "services/script_bridge.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
 
@@ -239,6 +244,31 @@ TEST_F(CommandsTest, TextIsReadableOnADarkPalette) {
     frame().grab().save(picture);
   Stop();
   QApplication::setPalette(former);
+}
+
+// A preference that a script changes is told where it is seen, and one command puts it back.
+TEST_F(CommandsTest, SettingsThatAScriptChangedArePutBack) {
+  Start();
+  QAction* undo = frame().ActionOf(CommandId::MidiUndoSettingsChange);
+  EXPECT_FALSE(undo->isEnabled());
+  const int channel = basics().MainMidiChannel(-1);
+  std::thread script([&] {
+    Synth synth{};
+    CopyText(synth.shortName, "Acme");
+    CopyText(synth.typeName, "Patch");
+    TransferContext context;
+    MidiMacro(basics().scripts(), context, synth, CompileScript("setDefaultMidiChannel 7 ]").code, {}, 0, 0, 0);
+  });
+  script.join();
+  ASSERT_TRUE(WaitFor([&] { return undo->isEnabled(); }));
+  EXPECT_EQ(basics().MainMidiChannel(-1), 7);
+  EXPECT_EQ(
+      frame().statusBar()->currentMessage().toStdString(),
+      "A script of the Acme Patch changed \"Default MIDI channel\" from " + std::to_string(channel + 1) + " to 8.");
+  undo->trigger();
+  EXPECT_EQ(basics().MainMidiChannel(-1), channel);
+  EXPECT_TRUE(frame().statusBar()->currentMessage().startsWith(QStringLiteral("Put back: ")));
+  EXPECT_FALSE(undo->isEnabled());
 }
 
 }  // namespace
