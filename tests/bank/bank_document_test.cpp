@@ -245,6 +245,48 @@ TEST(BankDocument, SavesAndLoadsTheSameBank) {
   fs::remove_all(folder);
 }
 
+TEST(BankDocument, PatchesAtTheEndsOfABank) {
+  DataFilePtr data = SmallBank();
+  data->synth->numVoices = 17;
+  data->synth->fileSize = 2 + 17 * 16;
+  ResizeBody(data.get(), data->synth->fileSize);
+  FreeChunk(data->emptyMap, data->emptyMapSize);
+  ZKBankDoc bank(std::move(data));
+  EXPECT_TRUE(bank.IsPatchDefined(0) && bank.IsPatchDefined(16)) << "without a map everything is";
+  bank.dataFile()->xtra->hasNoSysEx = 1;
+  EXPECT_FALSE(bank.IsPatchDefined(0)) << "unless there is nothing at all";
+  AllocChunk(&bank.dataFile()->emptyMap, &bank.dataFile()->emptyMapSize, 2);
+  bank.dataFile()->emptyMap[0] = 0x81;
+  bank.dataFile()->emptyMap[1] = 0x80;
+  std::string undefined;
+  for (int patch = 0; patch < 17; ++patch) undefined += bank.IsPatchDefined(patch) ? "" : std::to_string(patch) + " ";
+  EXPECT_EQ(undefined, "0 7 15 16 ");
+  EXPECT_EQ(bank.NumberText(0) + bank.NumberText(16), "117");
+  for (const int patch : {-1, 17}) EXPECT_EQ(bank.Rename(patch, "X").text, "There is no such patch.");
+  EXPECT_TRUE(bank.Rename(16, "LAST  ").ok());
+  EXPECT_EQ(bank.GetPatchName(16), "LAST");
+  EXPECT_EQ(bank.NameLength(), 10u);
+  bank.dataFile()->synth->nameLength = 0;
+  EXPECT_EQ(bank.Rename(0, "X").text, "The patches of this data type have no names.");
+  bank.dataFile()->synth->nameLength = 10;
+  bank.SetBusy(true, "Wait.");
+  EXPECT_EQ(bank.ReadOnlyReason() + bank.Rename(0, "X").text, "Wait.Wait.");
+  bank.SetBusy(false);
+  EXPECT_EQ(bank.ReadOnlyReason(), "");
+  bank.CreateBackup("Command");
+  EXPECT_FALSE(bank.EndBackup());
+  bank.CreateBackup("Command");
+  bank.dataFile()->body[3] ^= 1;
+  EXPECT_TRUE(bank.EndBackup());
+  EXPECT_EQ(bank.StatusText() + bank.UndoText(), "CommandCommand");
+  std::strcpy(bank.dataFile()->xtra->instrumentName, "Own");
+  EXPECT_EQ(bank.Description(), "Own Bank");
+  for (const char* folder : {".", "..", "a/b", "a:b", "a\\b"}) {
+    std::strcpy(bank.dataFile()->synth->reserved206, folder);
+    EXPECT_EQ(bank.FolderName(), folder[0] == 'a' ? "a" : "");
+  }
+}
+
 TEST(BankDocument, DataThatDoesNotFitItsDescriptorIsShownButNotEdited) {
   auto data = SmallBank();
   data->synth->numVoices = 4000;

@@ -297,6 +297,7 @@ TEST_F(DiskBounds, FoldersAndNames) {
   const DataFilePtr raw = CreateMidiXFile(dir_.string(), "First.dat");
   ASSERT_TRUE(raw);
   EXPECT_EQ(raw->bodySize, fs::file_size(dir_ / "First.dat"));
+  EXPECT_EQ(+raw->synth->voiceBytes, raw->bodySize);
   EXPECT_FALSE(CreateMidiXFile(dir_.string() + "/", "none"));
   for (const auto& [bytes, maker] :
        {std::pair(Bytes{0xF0}, 0), {{0xF0, 0x7F}, 0x7F}, {{0xF0, 0x80}, 0}, {{0xF1, 0x41}, 0}}) {

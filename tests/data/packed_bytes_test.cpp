@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "data/hex_text.h"
@@ -40,58 +43,28 @@ class Noise {
   std::uint32_t state_;
 };
 
-struct ReadCase {
-  int format;
-  const char* image;
-  std::int64_t index;
-  std::int64_t value;
-};
+// Rows of "format|bytes|index|value"; from the second 1 on bits that no value has are set, too.
+constexpr const char* kReads =
+    "0|12FF|1|255 1|152A|0|165 2|4001020304050607|6|135 2|40010203040506070111|7|145 3|3147|0|16 4|353A|0|165 "
+    "5|0040|0|-8192 5|7F3F|0|8191 6|1255|0|373 8|0801|0|129 9|4000|0|8192 10|0040|0|8192 14|4040|0|129 "
+    "15|0100000008|3|1 15|0100000008|0|128 16|000000000000000000000000000000000000552A|9|170 18|4001|0|129 "
+    "18|0100000000000005|6|133 19|0506000000000002|1|134 20|017F017F|0|65535 21|4F3F3F000000|1|65535 "
+    "22|0506070804|2|135 24|1201|0|146 25|0112|0|146 77|1234|1|52 1|F5FA|0|165 2|81FE|0|254 11|D5AB|0|213 "
+    "15|8180808088|3|1 15|8180808088|0|128 15|000000000080FF808080|6|63 "
+    "16|000000000000000000000000000000000000D5AA00|9|170 16|0102030405060708090A|8|9 21|FFFFFF|0|65535 "
+    "24|9203|0|146 25|0392|0|146 ";
 
 TEST(PackedBytes, ReadsKnownValues) {
-  const ReadCase cases[] = {
-      {0, "12 FF", 1, 255},
-      {1, "15 2A", 0, 0xA5},
-      {2, "40 01 02 03 04 05 06 07", 6, 0x87},
-      {2, "40 01 02 03 04 05 06 07 01 11", 7, 0x91},
-      {3, "31 47", 0, 0x10},
-      {4, "35 3A", 0, 0xA5},
-      {5, "00 40", 0, -8192},
-      {5, "7F 3F", 0, 8191},
-      {6, "12 55", 0, 0x175},
-      {8, "08 01", 0, 0x81},
-      {9, "40 00", 0, 8192},
-      {10, "00 40", 0, 8192},
-      {14, "40 40", 0, 0x81},
-      {15, "01 00 00 00 08", 3, 1},
-      {15, "01 00 00 00 08", 0, 0x80},
-      {16, "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 55 2A", 9, ((0x55 << 7 | 0x2A) >> 6) & 0xFF},
-      {18, "40 01", 0, 0x81},
-      {18, "01 00 00 00 00 00 00 05", 6, 0x85},
-      {19, "05 06 00 00 00 00 00 02", 1, 0x86},
-      {20, "01 7F 01 7F", 0, 0xFFFF},
-      {21, "4F 3F 3F 00 00 00", 1, 0xFFFF},
-      {22, "05 06 07 08 04", 2, 0x87},
-      {24, "12 01", 0, 0x92},
-      {25, "01 12", 0, 0x92},
-      {77, "12 34", 1, 0x34},
-      // Bits that no value has are left out.
-      {1, "F5 FA", 0, 0xA5},
-      {2, "81 FE", 0, 0xFE},
-      {11, "D5 AB", 0, 0xD5},
-      {15, "81 80 80 80 88", 3, 1},
-      {15, "81 80 80 80 88", 0, 0x80},
-      {15, "00 00 00 00 00 80 FF 80 80 80", 6, 0x3F},
-      {16, "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 D5 AA 00", 9, ((0x55 << 7 | 0x2A) >> 6) & 0xFF},
-      {16, "01 02 03 04 05 06 07 08 09 0A", 8, 9},
-      {21, "FF FF FF", 0, 0xFFFF},
-      {24, "92 03", 0, 0x92},
-      {25, "03 92", 0, 0x92},
-  };
-  for (const ReadCase& c : cases) {
-    Bytes image = *ParseHex(c.image);
-    const Synth s = SynthOfFormat(c.format);
-    EXPECT_EQ(GetByte(&s, image.data(), c.index), c.value) << "format " << c.format << " index " << c.index;
-    EXPECT_EQ(ImageView(image, s).Get(0, c.index), c.value) << "checked, format " << c.format;
+  std::istringstream rows(kReads);
+  for (std::string row; rows >> row;) {
+    int format = 0;
+    char hex[100] = {};
+    long index = 0, value = 0;
+    ASSERT_EQ(std::sscanf(row.c_str(), "%d|%99[0-9A-F]|%ld|%ld", &format, hex, &index, &value), 4) << row;
+    Bytes image = *ParseHex(hex);
+    const Synth s = SynthOfFormat(format);
+    EXPECT_EQ(GetByte(&s, image.data(), index), value) << row;
+    EXPECT_EQ(ImageView(image, s).Get(0, index), value) << "checked, " << row;
   }
 }
 

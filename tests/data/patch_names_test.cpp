@@ -75,64 +75,30 @@ TEST(PatchNumbers, EveryScheme) {
   }
 }
 
-struct NameCase {
-  int format;
-  const char* image;
-  std::uint32_t length;
-  const char* text;
-};
+// Rows of "format|bytes|characters|TEXT;".
+constexpr const char* kNames =
+    "0|417F00C2|4|A  B;3|011B353E3F|5|Aa10-;4|41004200|2|AB;5|012130|3|A!0;6|40413E|3|AB ;7|01040204|2|AB;"
+    "8|100163|3|A! ;9|08030308|2|AN;9|78130308|2|IN;10|001A5758|4|Aa. ;11|00013435|4| A? ;17|004041FF|4| !  ;"
+    "18|01213F40|4|!E  ;30|00010008|2|AB;30|01000400|2|##;34|0A232432330009FF|8| 90 ?[ZA;"
+    "20|F5BE77DF067F|8|12345 AZ;1|4180|2|A;21|8041090A|4|0A9\n;16|417F|2|A\x7F;33|C17F|2|A ;35|4142|2|AB;"
+    "-1|C142|2|AB;12|C142|2|AB;13|0A0B00|3| A0;14|2100000000000022|2|AB;15|2122|2|AB;"
+    "19|410000000000000042|2|AB;20|00110C8531C0|3|ABCDEFGH;21|41020500308089|7|A25 009;22|41420043|4|AB;"
+    "23|414243444546470048|8|ABCDEFGH;24|00000000444C4D314142|2|AB;26|04010402|2|AB;27|412100|2|AB;"
+    "28|000101000102|2|AB;32|04F10402|2|AB;34|3333240B0A020100|8|012AB[  ;";
 
 TEST(PatchNames, DecodesKnownBytes) {
-  const NameCase cases[] = {
-      {0, "41 7F 00 C2", 4, "A  B"},
-      {3, "01 1B 35 3E 3F", 5, "Aa10-"},  // raw codes into the first table
-      {4, "41 00 42 00", 2, "AB"},
-      {5, "01 21 30", 3, "A!0"},
-      {6, "40 41 3E", 3, "AB "},
-      {7, "01 04 02 04", 2, "AB"},
-      {8, "10 01 63", 3, "A! "},
-      {9, "08 03 03 08", 2, "AN"},
-      {9, "78 13 03 08", 2, "IN"},  // what stands above a second nibble reaches into the first
-      {10, "00 1A 57 58", 4, "Aa. "},
-      {11, "00 01 34 35", 4, " A? "},
-      {17, "00 40 41 FF", 4, " !  "},
-      {18, "01 21 3F 40", 4, "!E  "},
-      {30, "00 01 00 08", 2, "AB"},
-      {30, "01 00 04 00", 2, "##"},
-      {34, "0A 23 24 32 33 00 09 FF", 8, " 90 ?[ZA"},
-      {20, "F5 BE 77 DF 06 7F", 8, "12345 AZ"},
-      {1, "41 80", 2, "A"},
-      {21, "80 41 09 0A", 4, "0A9\n"},
-      {16, "41 7F", 2, "A\x7F"},
-      {33, "C1 7F", 2, "A "},
-      {35, "41 42", 2, "AB"},
-      {-1, "C1 42", 2, "AB"},
-      {12, "C1 42", 2, "AB"},
-      {13, "0A 0B 00", 3, " A0"},
-      {14, "21 00 00 00 00 00 00 22", 2, "AB"},
-      {15, "21 22", 2, "AB"},
-      {19, "41 00 00 00 00 00 00 00 42", 2, "AB"},
-      {20, "00 11 0C 85 31 C0", 3, "ABCDEFGH"},
-      {21, "41 02 05 00 30 80 89", 7, "A25 009"},
-      {22, "41 42 00 43", 4, "AB"},
-      {23, "41 42 43 44 45 46 47 00 48", 8, "ABCDEFGH"},
-      {24, "00 00 00 00 44 4C 4D 31 41 42", 2, "AB"},
-      {26, "04 01 04 02", 2, "AB"},
-      {27, "41 21 00", 2, "AB"},
-      {28, "00 01 01 00 01 02", 2, "AB"},
-      {29, "04 05 02 04 0A 03", 4, "AB@\xA0"},
-      {32, "04 F1 04 02", 2, "AB"},
-      {34, "33 33 24 0B 0A 02 01 00", 8, "012AB[  "},
-  };
-  for (const NameCase& c : cases) {
-    Synth s{};
-    Bytes image = *ParseHex(c.image);
-    if (c.format == 29) {
-      EXPECT_EQ(BankDispString(s, image, 1, 0, 0, 29), "A");
-      continue;
-    }
-    EXPECT_EQ(BankDispString(s, image, c.length, 0, 0, c.format), c.text) << "format " << c.format;
+  std::istringstream rows(kNames);
+  for (std::string row, format, image, length; std::getline(rows, row, ';');) {
+    std::istringstream fields(row);
+    std::getline(std::getline(std::getline(fields, format, '|'), image, '|'), length, '|');
+    std::string text;
+    std::getline(fields, text, '\0');
+    const Bytes bytes = *ParseHex(image);
+    EXPECT_EQ(BankDispString(Synth{}, bytes, static_cast<std::uint32_t>(std::stoul(length)), 0, 0, std::stoi(format)),
+              text)
+        << row;
   }
+  EXPECT_EQ(BankDispString(Synth{}, *ParseHex("04 05 02 04 0A 03"), 1, 0, 0, 29), "A");
 }
 
 // Whatever a format can hold comes back, and no byte outside the name's place changes.

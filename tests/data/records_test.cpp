@@ -32,6 +32,8 @@ TEST(Records, AllocChunkRules) {
   EXPECT_EQ(AllocChunk(&p, &size, 0xFFFFFFFF), 0);
   EXPECT_EQ(size, 300u);
   for (std::size_t i = 0; i < kBufferSlack; ++i) EXPECT_EQ(p[size + i], 0);
+  EXPECT_EQ(AllocMem(0x7FFFFFFF), nullptr);
+  EXPECT_EQ(AllocMem(0), nullptr);
   FreeChunk(p, size);
   EXPECT_EQ(size, 0u);
 }

@@ -21,20 +21,10 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 Bytes Smf(int format, int division, const std::vector<Bytes>& tracks) {
-  Bytes file = {'M',
-                'T',
-                'h',
-                'd',
-                0,
-                0,
-                0,
-                6,
-                0,
-                static_cast<std::uint8_t>(format),
-                0,
-                static_cast<std::uint8_t>(tracks.size()),
-                static_cast<std::uint8_t>(division >> 8),
-                static_cast<std::uint8_t>(division)};
+  Bytes file = {'M', 'T', 'h', 'd', 0, 0, 0, 6, 0};
+  for (const int value : {format, 0, static_cast<int>(tracks.size()), division >> 8, division}) {
+    file.push_back(static_cast<std::uint8_t>(value));
+  }
   for (const Bytes& track : tracks) {
     const Bytes head = {'M', 'T', 'r', 'k', 0, 0, 0, static_cast<std::uint8_t>(track.size())};
     file.insert(file.end(), head.begin(), head.end());

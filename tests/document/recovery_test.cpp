@@ -238,6 +238,10 @@ TEST(RecentFiles, KeepsTheOrderAndTheLimit) {
   const TestFolder folder("recent");
   RecentFiles files(folder.At("ZK.ini"));
   files.Load(3);
+  ASSERT_TRUE(files.Used("/only").ok());
+  std::ifstream one(folder.At("ZK.ini"));
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(one), {}).find("File2"), std::string::npos);
+  ASSERT_TRUE(files.Clear().ok());
   for (int i = 0; i < 12; ++i) ASSERT_TRUE(files.Used("/f" + std::to_string(i)).ok());
   ASSERT_TRUE(files.Used(files.paths()[6]).ok());
   RecentFiles again(folder.At("ZK.ini"));

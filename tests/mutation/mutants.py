@@ -120,7 +120,7 @@ def arguments(code):
                 parts.append((last, k))
                 last = k + 1
         texts = [code[a:b].strip() for a, b in parts]
-        if any(re.match(r"(?:const )?[\w:]+(?:<.*>)?[&*]* [&*]*\w+(?: = .*)?$", text) or not text for text in texts):
+        if any(re.match(r"(?:const )?[\w:]+(?:<.*>)?[&*]* [&*]*\w+(?: = .*)?$", text) for text in texts):
             continue  # a declaration
         for first, second in zip(parts, parts[1:]):
             a, b = code[first[0]:first[1]].strip(), code[second[0]:second[1]].strip()

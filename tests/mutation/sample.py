@@ -132,7 +132,7 @@ class Tree:
             file.write(text)
 
     def make(self, programs):
-        return subprocess.run(["ninja", "-C", self.build, "-j1", *programs], stdout=subprocess.DEVNULL,
+        return subprocess.run(["ninja", "-C", self.build, "-j2", *programs], stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL, check=False).returncode == 0
 
     def wide_headers(self):
@@ -253,11 +253,12 @@ def main():
                 return 2
     wide = trees[0].wide_headers()
     print(f"seed {options.seed}, {options.count} mutants: " + ", ".join(f"{room} {share[room]}" for room in rooms), flush=True)
+    choosers = {room: Room(room, options.seed, wide, known) for room in rooms}
+    order = [room for room in rooms for _ in range(share[room])]
+    random.Random(options.seed).shuffle(order)  # a run that is stopped has a bit of every room
     jobs = queue.Queue()
-    for room in rooms:
-        chooser = Room(room, options.seed, wide, known)
-        for _ in range(share[room]):
-            jobs.put((room, chooser))
+    for room in order:
+        jobs.put((room, choosers[room]))
     results, lock = [], threading.Lock()
     threads = [threading.Thread(target=work, args=(tree, jobs, usual, results, lock)) for tree in trees]
     for thread in threads:
