@@ -75,7 +75,7 @@ int MidiIn::FindPort(const std::string& name) const {
   const int count = std::clamp(openPorts_.load(), 0, kMaxMidiPorts);
   std::lock_guard lock(tableMutex_);
   for (int i = 0; i < count; ++i)
-    if (const auto& port = slots_[static_cast<std::size_t>(i)]; port && port->name() == name) return i;
+    if (const auto& port = slots_[static_cast<std::size_t>(i)]; port && port->name() == name && port->Alive()) return i;
   return -1;
 }
 

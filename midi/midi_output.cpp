@@ -127,7 +127,7 @@ std::vector<std::shared_ptr<MidiOutPort>> MidiOut::OpenPorts() const {
 
 int MidiOut::FindPort(const std::string& name) const {
   for (const auto& port : OpenPorts())
-    if (port->name() == name) return port->slot();
+    if (port->name() == name && port->Alive()) return port->slot();
   return -1;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "midi/bridge_names.h"
 #include "platform/log.h"
 
 namespace tonalith {
@@ -11,6 +12,18 @@ namespace {
 
 constexpr std::int64_t kPortPollUs = 2'000'000;
 constexpr std::int64_t kPortSettleUs = 20'000;  // one device often brings several notices
+
+// A device that two MIDI systems show is one device: the one that is not behind a bridge stays.
+void FoldBridged(std::vector<MidiPortDevice>& devices) {
+  const std::vector<MidiPortDevice> all = devices;
+  std::erase_if(devices, [&all](const MidiPortDevice& device) {
+    const std::string& bridged = device.info.bridged;
+    return !bridged.empty() && std::any_of(all.begin(), all.end(), [&](const MidiPortDevice& other) {
+      if (!other.info.bridged.empty() || other.backend == device.backend) return false;
+      return bridged.back() == ':' ? other.info.name.rfind(bridged, 0) == 0 : other.info.name == bridged;
+    });
+  });
+}
 
 bool NameInUse(const std::vector<MidiPortDevice>& devices, const std::string& name) {
   return std::any_of(devices.begin(), devices.end(), [&](const MidiPortDevice& d) { return d.info.name == name; });
@@ -25,9 +38,11 @@ MidiPortSystem::MidiPortSystem(Clock& clock, Prompts* prompts)
       in_(std::make_unique<MidiIn>(clock, *out_, prompts)),
       monitorWake_(clock) {
   in_->SetBufferSizeSaver([this](int size) { WriteBufferSize(size); });
+  out_->numbers().SetReleased([this] { Notice(); });
 }
 
 MidiPortSystem::~MidiPortSystem() {
+  out_->numbers().SetReleased({});
   Stop();
 }
 
@@ -41,13 +56,7 @@ void MidiPortSystem::SetPrompts(Prompts* prompts) {
 
 void MidiPortSystem::AddBackend(std::shared_ptr<MidiBackend> backend) {
   if (!backend) return;
-  backend->SetChangeNotice([this] {
-    {
-      std::lock_guard lock(monitorMutex_);
-      noticed_ = true;
-    }
-    monitorWake_.NotifyAll();
-  });
+  backend->SetChangeNotice([this] { Notice(); });
   bool start = false;
   {
     std::lock_guard lock(backendMutex_);
@@ -55,6 +64,14 @@ void MidiPortSystem::AddBackend(std::shared_ptr<MidiBackend> backend) {
     start = started_;
   }
   if (start) StartBackends();
+}
+
+void MidiPortSystem::Notice() {
+  {
+    std::lock_guard lock(monitorMutex_);
+    noticed_ = true;
+  }
+  monitorWake_.NotifyAll();
 }
 
 void MidiPortSystem::Start() {
@@ -136,6 +153,7 @@ int MidiPortSystem::Refresh(MidiDirection direction) {
   std::vector<MidiPortDevice> current;
   for (const auto& backend : Running())
     for (MidiDeviceInfo& info : backend->Devices(direction)) current.push_back({backend, std::move(info)});
+  FoldBridged(current);
   std::lock_guard lock(deviceMutex_);
   auto& snapshot = direction == MidiDirection::Input ? inDevices_ : outDevices_;
   std::erase_if(snapshot,
@@ -199,7 +217,9 @@ void MidiPortSystem::ReportCapsError(MidiDirection direction, int index, int cod
 // Ports that send everything back, and our own, are opened only when they were chosen by name.
 bool MidiPortSystem::Wanted(const PortMap& map, const MidiPortDevice& device) {
   if (device.info.own || device.info.through) return !map.openAll() && map.Listed(device.info.name);
-  return map.GetPort(device.info.name);
+  // A name that was kept while the port was reached over a bridge.
+  const auto kept = [&](const std::string& name) { return BridgedName(name) == device.info.name; };
+  return map.GetPort(device.info.name) || std::any_of(map.names().begin(), map.names().end(), kept);
 }
 
 int MidiPortSystem::OpenPorts(MidiDirection direction) const {
@@ -212,6 +232,7 @@ int MidiPortSystem::OpenDevice(MidiDirection direction, const MidiPortDevice& de
   if (slot >= kMaxMidiPorts) return 1;
   if (direction == MidiDirection::Output) {
     if (out_->MidiOutOpenOnePort(device, slot, showErrors, map)) return 1;
+    if (const std::uint32_t speed = PortSpeed(device.info.name)) out_->Slot(slot)->SetSpeed(speed);
     out_->SetMaxOutPorts(slot + 1);
     return 0;
   }
@@ -332,7 +353,8 @@ int MidiPortSystem::Changed(MidiDirection direction) {
   std::vector<MidiPortDevice> devices = Devices(direction);
   int result = 0;
   for (int slot = OpenPorts(direction) - 1; slot >= 0; --slot) {
-    if (StillThere(direction, slot, devices)) continue;
+    // A transfer goes on with the ports behind this one.
+    if (StillThere(direction, slot, devices) || out_->numbers().Held()) continue;
     if (input) {
       in_->RemovePort(slot);
     } else {

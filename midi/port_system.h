@@ -70,6 +70,10 @@ class MidiPortSystem {
   Result SetPortOutProfile(const PortMap& map);
   PortProfileSettings ProfileSettings(MidiDirection direction) const;
   Result WriteBufferSize(int size);
+  // Bytes a second that a USB port may be fed with, by name; 0: as a MIDI cable (3125).  Holds from then on for the
+  // open port too, and is kept with the output profile.
+  std::uint32_t PortSpeed(const std::string& name) const;
+  Result SetPortSpeed(const std::string& name, std::uint32_t bytesPerSecond);
 
   // ---- open ports
   PortMap inMap() const { return inMap_; }  // of this session: without the ports that could not be opened
@@ -95,7 +99,8 @@ class MidiPortSystem {
   int MidiOutOpenOnePort(int device, int slot, bool showErrors, PortMap* map);
   int MidiInOpenOnePort(int device, int slot, bool showErrors, PortMap* map);
 
-  // ---- devices that come and go.  Both return kPortsRemoved | kPortsAdded as it applies.
+  // ---- devices that come and go.  Both return kPortsRemoved | kPortsAdded as it applies.  While port numbers are held
+  // (MidiOut::numbers), a port that went keeps its place, dead; when they are free the change is told again.
   int MidiInPortsChanged();
   int MidiOutPortsChanged();
   // Starts the thread that calls the listeners when devices changed: at once on a backend's notice, within about two
@@ -136,6 +141,7 @@ class MidiPortSystem {
   void ReportCapsError(MidiDirection direction, int index, int code);
   void MonitorThread(std::string keys);
   void StartBackends();
+  void Notice();
   std::string DeviceKeys() const;
 
   Clock& clock_;
