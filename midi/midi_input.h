@@ -257,6 +257,9 @@ class MidiIn {
   std::shared_ptr<MidiInPort> GetMidiInPort(int port) const;  // null when not open
   int FindPort(const std::string& name) const;                // slot, -1: not open (any more)
   int MidiInOpenOnePort(const MidiPortDevice& device, int slot, bool showErrors, PortMap* map);
+  // Opens a device without giving it a slot yet (nothing it brings is taken); any thread.
+  Result OpenPort(const MidiPortDevice& device, std::shared_ptr<MidiInPort>& port);
+  void AdoptPort(std::shared_ptr<MidiInPort> port, int slot);
   int MidiInInitOnePort(int slot, bool showErrors);
   void SetInPorts(int count) { openPorts_.store(count); }
   void CloseAllPorts();

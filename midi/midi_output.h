@@ -267,6 +267,9 @@ class MidiOut {
   // 0: the device is open in `slot` with its thread running.  1: it is not, the reason was shown when `showErrors`, and
   // the name was taken out of `map` (null allowed).
   int MidiOutOpenOnePort(const MidiPortDevice& device, int slot, bool showErrors, PortMap* map, bool withThread = true);
+  // A handle that was opened elsewhere becomes the port of a slot that is free.
+  void AdoptPort(const MidiPortDevice& device, std::unique_ptr<MidiOutputHandle> handle, int slot,
+                 bool withThread = true);
   void SetMaxOutPorts(int count) { maxOutPorts_.store(count); }
   // Closes every open port.  At most about two seconds in all, however much is queued.
   void CloseAllPorts();

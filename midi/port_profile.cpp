@@ -140,6 +140,7 @@ int MidiPortSystem::OpenAllFlag(MidiDirection direction, int flag) {
   const int before = map.openAll() ? 1 : 0;
   if (flag < 0) return before;
   map.SetOpenAll(flag != 0);
+  PublishMaps();
   const std::string& path = direction == MidiDirection::Input ? inProfile_ : outProfile_;
   if (path.empty()) return before;
   IniFile ini(path);

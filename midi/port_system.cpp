@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <utility>
 
 #include "midi/bridge_names.h"
 #include "platform/log.h"
@@ -230,13 +232,23 @@ int MidiPortSystem::OpenPorts(MidiDirection direction) const {
 int MidiPortSystem::OpenDevice(MidiDirection direction, const MidiPortDevice& device, bool showErrors, PortMap* map) {
   const int slot = OpenPorts(direction);
   if (slot >= kMaxMidiPorts) return 1;
+  PreparedPort ready;
+  const bool prepared = TakePrepared(direction, device, &ready);
   if (direction == MidiDirection::Output) {
-    if (out_->MidiOutOpenOnePort(device, slot, showErrors, map)) return 1;
+    if (prepared) {
+      out_->AdoptPort(device, std::move(ready.output), slot);
+    } else if (out_->MidiOutOpenOnePort(device, slot, showErrors, map)) {
+      return 1;
+    }
     if (const std::uint32_t speed = PortSpeed(device.info.name)) out_->Slot(slot)->SetSpeed(speed);
     out_->SetMaxOutPorts(slot + 1);
     return 0;
   }
-  if (in_->MidiInOpenOnePort(device, slot, showErrors, map)) return 1;
+  if (prepared) {
+    in_->AdoptPort(std::move(ready.input), slot);
+  } else if (in_->MidiInOpenOnePort(device, slot, showErrors, map)) {
+    return 1;
+  }
   in_->MidiInInitOnePort(slot, showErrors);
   in_->SetInPorts(slot + 1);
   return 0;
@@ -264,6 +276,7 @@ int MidiPortSystem::OpenFromMap(MidiDirection direction, bool showErrors) {
                   input ? "No MIDI IN Ports currently available!" : "No MIDI OUT Ports currently available!");
   }
   Map(direction) = map;
+  PublishMaps();
   if (input) in_->SetInputStopped(false);
   return opened;
 }
@@ -303,11 +316,13 @@ int MidiPortSystem::MidiInOpenOnePort(int device, int slot, bool showErrors, Por
 void MidiPortSystem::MidiPortInClosePorts() {
   in_->CloseAllPorts();
   inMap_.Clear();
+  PublishMaps();
 }
 
 void MidiPortSystem::MidiPortOutClosePorts() {
   out_->CloseAllPorts();
   outMap_.Clear();
+  PublishMaps();
 }
 
 void MidiPortSystem::MidiPortInShutDown() {
@@ -321,6 +336,7 @@ void MidiPortSystem::MidiPortInShutDownPort(int slot) {
 void MidiPortSystem::MidiPortOutShutDown() {
   out_->ShutDownAllPorts();
   outMap_.Clear();
+  PublishMaps();
 }
 
 std::string MidiPortSystem::CloseMidiInPortsExcept(int port) {
@@ -349,7 +365,13 @@ bool MidiPortSystem::StillThere(MidiDirection direction, int slot, std::vector<M
 
 int MidiPortSystem::Changed(MidiDirection direction) {
   const bool input = direction == MidiDirection::Input;
-  Refresh(direction);
+  const bool monitored = monitor_.Running();
+  bool fresh = false;
+  {
+    std::lock_guard lock(deviceMutex_);
+    fresh = std::exchange(input ? freshIn_ : freshOut_, false);
+  }
+  if (!fresh) Refresh(direction);
   std::vector<MidiPortDevice> devices = Devices(direction);
   int result = 0;
   for (int slot = OpenPorts(direction) - 1; slot >= 0; --slot) {
@@ -365,12 +387,94 @@ int MidiPortSystem::Changed(MidiDirection direction) {
   PortMap& map = Map(direction);
   for (const MidiPortDevice& device : devices) {
     if (!Wanted(map, device)) continue;
-    if ((input ? in_->FindPort(device.info.name) : out_->FindPort(device.info.name)) >= 0) continue;
+    if (Open(direction, device.info.name)) continue;
+    if (monitored && !TakePrepared(direction, device, nullptr)) continue;
     if (OpenDevice(direction, device, false, nullptr)) continue;
     if (!map.Listed(device.info.name)) map.AddPortName(device.info.name);
     result |= kPortsAdded;
   }
+  PublishMaps();
   return result;
+}
+
+bool MidiPortSystem::Open(MidiDirection direction, const std::string& name) const {
+  return (direction == MidiDirection::Input ? in_->FindPort(name) : out_->FindPort(name)) >= 0;
+}
+
+void MidiPortSystem::SetMidiInPortMap(const PortMap& map) {
+  inMap_ = map;
+  PublishMaps();
+}
+
+void MidiPortSystem::SetMidiOutPortMap(const PortMap& map) {
+  outMap_ = map;
+  PublishMaps();
+}
+
+void MidiPortSystem::PublishMaps() {
+  std::lock_guard lock(deviceMutex_);
+  wantedIn_ = inMap_;
+  wantedOut_ = outMap_;
+}
+
+// Monitor thread: opens what is wanted and not open, so that the owner of the ports need not wait for it.  How many
+// were opened.
+int MidiPortSystem::PreparePorts(MidiDirection direction) {
+  const bool input = direction == MidiDirection::Input;
+  Refresh(direction);
+  PortMap map;
+  std::vector<PreparedPort> stale;
+  {
+    std::lock_guard lock(deviceMutex_);
+    map = input ? wantedIn_ : wantedOut_;
+    const auto unused = std::stable_partition(prepared_.begin(), prepared_.end(), [&](const PreparedPort& port) {
+      return port.direction != direction ||
+             (port.Alive() && Wanted(map, port.device) && !Open(direction, port.device.info.name));
+    });
+    std::move(unused, prepared_.end(), std::back_inserter(stale));
+    prepared_.erase(unused, prepared_.end());
+  }
+  stale.clear();
+  int opened = 0;
+  for (const MidiPortDevice& device : Devices(direction)) {
+    if (!Wanted(map, device) || Open(direction, device.info.name) || TakePrepared(direction, device, nullptr)) continue;
+    PreparedPort port{direction, device, nullptr, nullptr};
+    const Result result =
+        input ? in_->OpenPort(device, port.input) : device.backend->OpenOutput(device.info.id, port.output);
+    if (!result.ok()) {
+      MonitorMsg("MIDI %s %s could not be opened. %s", input ? "IN" : "OUT", device.info.name.c_str(),
+                 result.text.c_str());
+      continue;
+    }
+    std::lock_guard lock(deviceMutex_);
+    prepared_.push_back(std::move(port));
+    ++opened;
+  }
+  std::lock_guard lock(deviceMutex_);
+  (input ? freshIn_ : freshOut_) = true;
+  return opened;
+}
+
+bool MidiPortSystem::AnyPortDead() const {
+  for (int i = 0; i < in_->InPorts(); ++i)
+    if (const auto port = in_->GetMidiInPort(i); port && !port->Alive()) return true;
+  for (int i = 0; i < out_->MaxOutPorts(); ++i)
+    if (const auto port = out_->Slot(i); port && !port->Alive()) return true;
+  return false;
+}
+
+// Null: only whether it is there.
+bool MidiPortSystem::TakePrepared(MidiDirection direction, const MidiPortDevice& device, PreparedPort* port) {
+  std::lock_guard lock(deviceMutex_);
+  const auto found = std::find_if(prepared_.begin(), prepared_.end(), [&](const PreparedPort& entry) {
+    return entry.direction == direction && entry.device.backend == device.backend &&
+           entry.device.info.id == device.info.id && entry.Alive();
+  });
+  if (found == prepared_.end()) return false;
+  if (!port) return true;
+  *port = std::move(*found);
+  prepared_.erase(found);
+  return true;
 }
 
 int MidiPortSystem::MidiInPortsChanged() {
@@ -401,6 +505,7 @@ void MidiPortSystem::CreatePortMonitorThread() {
     monitorQuit_ = false;
     noticed_ = false;
   }
+  PublishMaps();
   monitor_ = WorkerThread(clock_, [this, keys = DeviceKeys()] { MonitorThread(keys); });
 }
 
@@ -411,6 +516,11 @@ void MidiPortSystem::StopPortMonitorThread() {
   }
   monitorWake_.NotifyAll();
   monitor_.Join();
+  std::vector<PreparedPort> unused;  // closed without the lock
+  {
+    std::lock_guard lock(deviceMutex_);
+    unused.swap(prepared_);
+  }
 }
 
 void MidiPortSystem::MonitorThread(std::string keys) {
@@ -426,7 +536,11 @@ void MidiPortSystem::MonitorThread(std::string keys) {
     std::string now = DeviceKeys();
     if (noticed || now != keys) {
       keys = std::move(now);
-      NotifyMidiPortChange();
+      // What is gone is told before anything is opened, which may take its time.
+      const bool told = AnyPortDead();
+      if (told) NotifyMidiPortChange();
+      const bool opened = PreparePorts(MidiDirection::Input) + PreparePorts(MidiDirection::Output) > 0;
+      if (opened || !told) NotifyMidiPortChange();
     }
     lock.lock();
   }

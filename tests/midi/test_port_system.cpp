@@ -228,9 +228,9 @@ TEST_F(MidiPorts, HeldNumbersDoNotMove) {
   EXPECT_EQ(rig.out().FindPort("C"), 2);
   EXPECT_EQ(rig.out().SENDDATAX(0, FromHex("903C40")), -1);
   rig.end(0).Plug();
+  clock.SleepMs(100);
   EXPECT_EQ(rig.system.MidiOutPortsChanged(), kPortsAdded);
   EXPECT_EQ(rig.out().FindPort("A"), 3);
-  clock.SleepMs(100);
   told = 0;
   hold.reset();
   clock.SleepMs(100);
