@@ -113,8 +113,9 @@ void MidiInPort::OnBytes(std::span<const std::uint8_t> bytes, std::int64_t timeU
     return;
   }
   active_.store(true);
+  lastHeardUs_.store(clock_.NowUs());
   bytesReceived_.fetch_add(bytes.size());
-  if (owner_.stopped_.load() || closed_.load()) return;
+  if (owner_.stopped_.load() || closed_.load() || slot() < 0) return;
   Listener listener(*this, timeUs);
   assembler_.Feed(bytes, listener);
 }

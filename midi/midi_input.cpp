@@ -75,30 +75,42 @@ int MidiIn::FindPort(const std::string& name) const {
   const int count = std::clamp(openPorts_.load(), 0, kMaxMidiPorts);
   std::lock_guard lock(tableMutex_);
   for (int i = 0; i < count; ++i)
-    if (const auto& port = slots_[static_cast<std::size_t>(i)]; port && port->name() == name) return i;
+    if (const auto& port = slots_[static_cast<std::size_t>(i)]; port && port->name() == name && port->Alive()) return i;
   return -1;
 }
 
-int MidiIn::MidiInOpenOnePort(const MidiPortDevice& device, int slot, bool showErrors, PortMap* map) {
-  if (slot < 0 || slot >= kMaxMidiPorts || !device.backend || GetMidiInPort(slot)) return 1;
-  auto port = std::make_shared<MidiInPort>(*this, device, slot);
-  MidiInPort* const raw = port.get();
+Result MidiIn::OpenPort(const MidiPortDevice& device, std::shared_ptr<MidiInPort>& port) {
+  auto made = std::make_shared<MidiInPort>(*this, device, -1);
+  MidiInPort* const raw = made.get();
   std::unique_ptr<MidiInputHandle> handle;
   const Result result = device.backend->OpenInput(
       device.info.id, [raw](std::span<const std::uint8_t> bytes, std::int64_t timeUs) { raw->OnBytes(bytes, timeUs); },
       handle);
-  if (!result || !handle) {
+  if (!result || !handle) return result ? Result::Failure("The MIDI port gave no input.", kMidiFailed) : result;
+  {
+    std::lock_guard lock(made->handleMutex_);
+    made->handle_ = std::move(handle);
+  }
+  port = std::move(made);
+  return Result::Success();
+}
+
+void MidiIn::AdoptPort(std::shared_ptr<MidiInPort> port, int slot) {
+  port->SetSlot(slot);
+  std::lock_guard lock(tableMutex_);
+  slots_[static_cast<std::size_t>(slot)] = std::move(port);
+}
+
+int MidiIn::MidiInOpenOnePort(const MidiPortDevice& device, int slot, bool showErrors, PortMap* map) {
+  if (slot < 0 || slot >= kMaxMidiPorts || !device.backend || GetMidiInPort(slot)) return 1;
+  std::shared_ptr<MidiInPort> port;
+  if (const Result result = OpenPort(device, port); !result) {
     MonitorMsg("MIDI IN %s could not be opened. %s", device.info.name.c_str(), result.text.c_str());
     if (showErrors) ShowOpenError(device.info.name, result);
     if (map) map->ClearPort(device.info.name);
     return 1;
   }
-  {
-    std::lock_guard lock(port->handleMutex_);
-    port->handle_ = std::move(handle);
-  }
-  std::lock_guard lock(tableMutex_);
-  slots_[static_cast<std::size_t>(slot)] = std::move(port);
+  AdoptPort(std::move(port), slot);
   return 0;
 }
 

@@ -116,6 +116,8 @@ class MidiInPort {
   // 1 once after something arrived (for activity lights).
   int GetActive() { return active_.exchange(false) ? 1 : 0; }
   std::uint64_t BytesReceived() const { return bytesReceived_.load(); }
+  // When the last byte came (active sensing counts), on the clock's time; 0: none yet.
+  std::int64_t LastHeardUs() const { return lastHeardUs_.load(); }
   // How often something that arrived could not be taken; the message it belonged to is damaged.
   std::uint64_t LostEvents() const { return lostEvents_.load(); }
 
@@ -187,6 +189,7 @@ class MidiInPort {
   std::atomic<bool> active_{false};
   std::atomic<std::uint64_t> bytesReceived_{0};
   std::atomic<std::uint64_t> lostEvents_{0};
+  std::atomic<std::int64_t> lastHeardUs_{0};
 
   // Input thread only.
   SysExAssembler assembler_;
@@ -252,8 +255,11 @@ class MidiIn {
   int InPorts() const { return openPorts_.load(); }
   std::string INGETPORTNAME(int port) const;
   std::shared_ptr<MidiInPort> GetMidiInPort(int port) const;  // null when not open
-  int FindPort(const std::string& name) const;                // slot, -1: not open
+  int FindPort(const std::string& name) const;                // slot, -1: not open (any more)
   int MidiInOpenOnePort(const MidiPortDevice& device, int slot, bool showErrors, PortMap* map);
+  // Opens a device without giving it a slot yet (nothing it brings is taken); any thread.
+  Result OpenPort(const MidiPortDevice& device, std::shared_ptr<MidiInPort>& port);
+  void AdoptPort(std::shared_ptr<MidiInPort> port, int slot);
   int MidiInInitOnePort(int slot, bool showErrors);
   void SetInPorts(int count) { openPorts_.store(count); }
   void CloseAllPorts();

@@ -127,7 +127,7 @@ std::vector<std::shared_ptr<MidiOutPort>> MidiOut::OpenPorts() const {
 
 int MidiOut::FindPort(const std::string& name) const {
   for (const auto& port : OpenPorts())
-    if (port->name() == name) return port->slot();
+    if (port->name() == name && port->Alive()) return port->slot();
   return -1;
 }
 
@@ -142,11 +142,16 @@ int MidiOut::MidiOutOpenOnePort(const MidiPortDevice& device, int slot, bool sho
     if (map) map->ClearPort(device.info.name);
     return 1;
   }
+  AdoptPort(device, std::move(handle), slot, withThread);
+  return 0;
+}
+
+void MidiOut::AdoptPort(const MidiPortDevice& device, std::unique_ptr<MidiOutputHandle> handle, int slot,
+                        bool withThread) {
   auto port = std::make_shared<MidiOutPort>(*this, device, std::move(handle), slot);
   if (withThread) port->StartThread();
   std::lock_guard lock(tableMutex_);
   slots_[static_cast<std::size_t>(slot)] = std::move(port);
-  return 0;
 }
 
 void MidiOut::ShowOpenError(const std::string& name) {

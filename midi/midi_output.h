@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "midi/backend.h"
+#include "midi/port_numbers.h"
 #include "midi/receive_options.h"
 #include "platform/clock.h"
 #include "platform/message_numbers.h"
@@ -260,11 +261,15 @@ class MidiOut {
   std::shared_ptr<MidiOutPort> GetMidiOutPort(int port) const;
   std::shared_ptr<MidiOutPort> Slot(int slot) const;  // not reduced; null when the slot is closed
   int Reduce(int port) const;                         // -1 when no port is open
-  int FindPort(const std::string& name) const;        // slot, -1: not open
+  int FindPort(const std::string& name) const;        // slot, -1: not open (any more)
+  PortNumbers& numbers() { return numbers_; }         // of outputs and inputs
 
   // 0: the device is open in `slot` with its thread running.  1: it is not, the reason was shown when `showErrors`, and
   // the name was taken out of `map` (null allowed).
   int MidiOutOpenOnePort(const MidiPortDevice& device, int slot, bool showErrors, PortMap* map, bool withThread = true);
+  // A handle that was opened elsewhere becomes the port of a slot that is free.
+  void AdoptPort(const MidiPortDevice& device, std::unique_ptr<MidiOutputHandle> handle, int slot,
+                 bool withThread = true);
   void SetMaxOutPorts(int count) { maxOutPorts_.store(count); }
   // Closes every open port.  At most about two seconds in all, however much is queued.
   void CloseAllPorts();
@@ -355,6 +360,7 @@ class MidiOut {
 
   Clock& clock_;
   Prompts* prompts_;
+  PortNumbers numbers_;
   mutable std::mutex tableMutex_;
   std::array<std::shared_ptr<MidiOutPort>, kMaxMidiPorts> slots_;
   std::atomic<int> maxOutPorts_{0};

@@ -10,6 +10,8 @@ namespace tonalith {
 namespace {
 
 constexpr int kMaxProfilePorts = 1024;
+constexpr const char* kSpeedSection = "Midi Out Port Speeds";
+constexpr int kMostPortSpeed = 1'000'000;  // bytes a second
 
 const char* ProfileSection(MidiDirection direction) {
   return direction == MidiDirection::Input ? "Midi In Ports" : "Midi Out Ports";
@@ -103,6 +105,34 @@ Result MidiPortSystem::WriteBufferSize(int size) {
   return ini.Save();
 }
 
+std::uint32_t MidiPortSystem::PortSpeed(const std::string& name) const {
+  if (outProfile_.empty()) return 0;
+  const IniFile ini(outProfile_);
+  const int count = std::min(ini.GetInt(kSpeedSection, "SpeedCount", 0), kMaxProfilePorts);
+  for (int i = 0; i < count; ++i)
+    if (ini.GetString(kSpeedSection, "SpeedName" + std::to_string(i)) == name)
+      return static_cast<std::uint32_t>(
+          std::clamp(ini.GetInt(kSpeedSection, "Speed" + std::to_string(i), 0), 0, kMostPortSpeed));
+  return 0;
+}
+
+Result MidiPortSystem::SetPortSpeed(const std::string& name, std::uint32_t bytesPerSecond) {
+  if (bytesPerSecond > static_cast<std::uint32_t>(kMostPortSpeed))
+    return Result::Failure("A MIDI port takes at most " + std::to_string(kMostPortSpeed) + " bytes a second.");
+  if (const auto port = out_->Slot(out_->FindPort(name)))
+    port->SetSpeed(bytesPerSecond ? bytesPerSecond : kMidiWireRate);
+  if (outProfile_.empty()) return Result::Success();
+  IniFile ini(outProfile_);
+  const int count = std::min(ini.GetInt(kSpeedSection, "SpeedCount", 0), kMaxProfilePorts);
+  int place = 0;
+  while (place < count && ini.GetString(kSpeedSection, "SpeedName" + std::to_string(place)) != name) ++place;
+  if (place == kMaxProfilePorts) return Result::Failure("There are too many MIDI ports with a speed of their own.");
+  ini.SetInt(kSpeedSection, "SpeedCount", std::max(count, place + 1));
+  ini.Set(kSpeedSection, "SpeedName" + std::to_string(place), name);
+  ini.SetInt(kSpeedSection, "Speed" + std::to_string(place), static_cast<int>(bytesPerSecond));
+  return ini.Save();
+}
+
 // Only the flag is saved: the map of the session may lack ports that could not be opened, and the user's selection must
 // not lose them.
 int MidiPortSystem::OpenAllFlag(MidiDirection direction, int flag) {
@@ -110,6 +140,7 @@ int MidiPortSystem::OpenAllFlag(MidiDirection direction, int flag) {
   const int before = map.openAll() ? 1 : 0;
   if (flag < 0) return before;
   map.SetOpenAll(flag != 0);
+  PublishMaps();
   const std::string& path = direction == MidiDirection::Input ? inProfile_ : outProfile_;
   if (path.empty()) return before;
   IniFile ini(path);

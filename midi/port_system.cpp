@@ -1,7 +1,11 @@
 #include "midi/port_system.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <utility>
 
+#include "midi/bridge_names.h"
 #include "platform/log.h"
 #include "platform/text.h"
 
@@ -11,6 +15,18 @@ namespace {
 
 constexpr std::int64_t kPortPollUs = 2'000'000;
 constexpr std::int64_t kPortSettleUs = 20'000;  // one device often brings several notices
+
+// A device that two MIDI systems show is one device: the one that is not behind a bridge stays.
+void FoldBridged(std::vector<MidiPortDevice>& devices) {
+  const std::vector<MidiPortDevice> all = devices;
+  std::erase_if(devices, [&all](const MidiPortDevice& device) {
+    const std::string& bridged = device.info.bridged;
+    return !bridged.empty() && std::any_of(all.begin(), all.end(), [&](const MidiPortDevice& other) {
+      if (!other.info.bridged.empty() || other.backend == device.backend) return false;
+      return bridged.back() == ':' ? other.info.name.rfind(bridged, 0) == 0 : other.info.name == bridged;
+    });
+  });
+}
 
 bool NameInUse(const std::vector<MidiPortDevice>& devices, const std::string& name) {
   return std::any_of(devices.begin(), devices.end(), [&](const MidiPortDevice& d) { return d.info.name == name; });
@@ -25,9 +41,11 @@ MidiPortSystem::MidiPortSystem(Clock& clock, Prompts* prompts)
       in_(std::make_unique<MidiIn>(clock, *out_, prompts)),
       monitorWake_(clock) {
   in_->SetBufferSizeSaver([this](int size) { WriteBufferSize(size); });
+  out_->numbers().SetReleased([this] { Notice(); });
 }
 
 MidiPortSystem::~MidiPortSystem() {
+  out_->numbers().SetReleased({});
   Stop();
 }
 
@@ -41,13 +59,7 @@ void MidiPortSystem::SetPrompts(Prompts* prompts) {
 
 void MidiPortSystem::AddBackend(std::shared_ptr<MidiBackend> backend) {
   if (!backend) return;
-  backend->SetChangeNotice([this] {
-    {
-      std::lock_guard lock(monitorMutex_);
-      noticed_ = true;
-    }
-    monitorWake_.NotifyAll();
-  });
+  backend->SetChangeNotice([this] { Notice(); });
   bool start = false;
   {
     std::lock_guard lock(backendMutex_);
@@ -55,6 +67,14 @@ void MidiPortSystem::AddBackend(std::shared_ptr<MidiBackend> backend) {
     start = started_;
   }
   if (start) StartBackends();
+}
+
+void MidiPortSystem::Notice() {
+  {
+    std::lock_guard lock(monitorMutex_);
+    noticed_ = true;
+  }
+  monitorWake_.NotifyAll();
 }
 
 void MidiPortSystem::Start() {
@@ -136,6 +156,7 @@ int MidiPortSystem::Refresh(MidiDirection direction) {
   std::vector<MidiPortDevice> current;
   for (const auto& backend : Running())
     for (MidiDeviceInfo& info : backend->Devices(direction)) current.push_back({backend, std::move(info)});
+  FoldBridged(current);
   std::lock_guard lock(deviceMutex_);
   auto& snapshot = direction == MidiDirection::Input ? inDevices_ : outDevices_;
   std::erase_if(snapshot,
@@ -199,7 +220,9 @@ void MidiPortSystem::ReportCapsError(MidiDirection direction, int index, int cod
 // Ports that send everything back, and our own, are opened only when they were chosen by name.
 bool MidiPortSystem::Wanted(const PortMap& map, const MidiPortDevice& device) {
   if (device.info.own || device.info.through) return !map.openAll() && map.Listed(device.info.name);
-  return map.GetPort(device.info.name);
+  // A name that was kept while the port was reached over a bridge.
+  const auto kept = [&](const std::string& name) { return BridgedName(name) == device.info.name; };
+  return map.GetPort(device.info.name) || std::any_of(map.names().begin(), map.names().end(), kept);
 }
 
 int MidiPortSystem::OpenPorts(MidiDirection direction) const {
@@ -210,12 +233,23 @@ int MidiPortSystem::OpenPorts(MidiDirection direction) const {
 int MidiPortSystem::OpenDevice(MidiDirection direction, const MidiPortDevice& device, bool showErrors, PortMap* map) {
   const int slot = OpenPorts(direction);
   if (slot >= kMaxMidiPorts) return 1;
+  PreparedPort ready;
+  const bool prepared = TakePrepared(direction, device, &ready);
   if (direction == MidiDirection::Output) {
-    if (out_->MidiOutOpenOnePort(device, slot, showErrors, map)) return 1;
+    if (prepared) {
+      out_->AdoptPort(device, std::move(ready.output), slot);
+    } else if (out_->MidiOutOpenOnePort(device, slot, showErrors, map)) {
+      return 1;
+    }
+    if (const std::uint32_t speed = PortSpeed(device.info.name)) out_->Slot(slot)->SetSpeed(speed);
     out_->SetMaxOutPorts(slot + 1);
     return 0;
   }
-  if (in_->MidiInOpenOnePort(device, slot, showErrors, map)) return 1;
+  if (prepared) {
+    in_->AdoptPort(std::move(ready.input), slot);
+  } else if (in_->MidiInOpenOnePort(device, slot, showErrors, map)) {
+    return 1;
+  }
   in_->MidiInInitOnePort(slot, showErrors);
   in_->SetInPorts(slot + 1);
   return 0;
@@ -243,6 +277,7 @@ int MidiPortSystem::OpenFromMap(MidiDirection direction, bool showErrors) {
                   input ? "No MIDI IN Ports currently available!" : "No MIDI OUT Ports currently available!");
   }
   Map(direction) = map;
+  PublishMaps();
   if (input) in_->SetInputStopped(false);
   return opened;
 }
@@ -282,11 +317,13 @@ int MidiPortSystem::MidiInOpenOnePort(int device, int slot, bool showErrors, Por
 void MidiPortSystem::MidiPortInClosePorts() {
   in_->CloseAllPorts();
   inMap_.Clear();
+  PublishMaps();
 }
 
 void MidiPortSystem::MidiPortOutClosePorts() {
   out_->CloseAllPorts();
   outMap_.Clear();
+  PublishMaps();
 }
 
 void MidiPortSystem::MidiPortInShutDown() {
@@ -300,6 +337,7 @@ void MidiPortSystem::MidiPortInShutDownPort(int slot) {
 void MidiPortSystem::MidiPortOutShutDown() {
   out_->ShutDownAllPorts();
   outMap_.Clear();
+  PublishMaps();
 }
 
 std::string MidiPortSystem::CloseMidiInPortsExcept(int port) {
@@ -328,11 +366,18 @@ bool MidiPortSystem::StillThere(MidiDirection direction, int slot, std::vector<M
 
 int MidiPortSystem::Changed(MidiDirection direction) {
   const bool input = direction == MidiDirection::Input;
-  Refresh(direction);
+  const bool monitored = monitor_.Running();
+  bool fresh = false;
+  {
+    std::lock_guard lock(deviceMutex_);
+    fresh = std::exchange(input ? freshIn_ : freshOut_, false);
+  }
+  if (!fresh) Refresh(direction);
   std::vector<MidiPortDevice> devices = Devices(direction);
   int result = 0;
   for (int slot = OpenPorts(direction) - 1; slot >= 0; --slot) {
-    if (StillThere(direction, slot, devices)) continue;
+    // A transfer goes on with the ports behind this one.
+    if (StillThere(direction, slot, devices) || out_->numbers().Held()) continue;
     if (input) {
       in_->RemovePort(slot);
     } else {
@@ -343,12 +388,94 @@ int MidiPortSystem::Changed(MidiDirection direction) {
   PortMap& map = Map(direction);
   for (const MidiPortDevice& device : devices) {
     if (!Wanted(map, device)) continue;
-    if ((input ? in_->FindPort(device.info.name) : out_->FindPort(device.info.name)) >= 0) continue;
+    if (Open(direction, device.info.name)) continue;
+    if (monitored && !TakePrepared(direction, device, nullptr)) continue;
     if (OpenDevice(direction, device, false, nullptr)) continue;
     if (!map.Listed(device.info.name)) map.AddPortName(device.info.name);
     result |= kPortsAdded;
   }
+  PublishMaps();
   return result;
+}
+
+bool MidiPortSystem::Open(MidiDirection direction, const std::string& name) const {
+  return (direction == MidiDirection::Input ? in_->FindPort(name) : out_->FindPort(name)) >= 0;
+}
+
+void MidiPortSystem::SetMidiInPortMap(const PortMap& map) {
+  inMap_ = map;
+  PublishMaps();
+}
+
+void MidiPortSystem::SetMidiOutPortMap(const PortMap& map) {
+  outMap_ = map;
+  PublishMaps();
+}
+
+void MidiPortSystem::PublishMaps() {
+  std::lock_guard lock(deviceMutex_);
+  wantedIn_ = inMap_;
+  wantedOut_ = outMap_;
+}
+
+// Monitor thread: opens what is wanted and not open, so that the owner of the ports need not wait for it.  How many
+// were opened.
+int MidiPortSystem::PreparePorts(MidiDirection direction) {
+  const bool input = direction == MidiDirection::Input;
+  Refresh(direction);
+  PortMap map;
+  std::vector<PreparedPort> stale;
+  {
+    std::lock_guard lock(deviceMutex_);
+    map = input ? wantedIn_ : wantedOut_;
+    const auto unused = std::stable_partition(prepared_.begin(), prepared_.end(), [&](const PreparedPort& port) {
+      return port.direction != direction ||
+             (port.Alive() && Wanted(map, port.device) && !Open(direction, port.device.info.name));
+    });
+    std::move(unused, prepared_.end(), std::back_inserter(stale));
+    prepared_.erase(unused, prepared_.end());
+  }
+  stale.clear();
+  int opened = 0;
+  for (const MidiPortDevice& device : Devices(direction)) {
+    if (!Wanted(map, device) || Open(direction, device.info.name) || TakePrepared(direction, device, nullptr)) continue;
+    PreparedPort port{direction, device, nullptr, nullptr};
+    const Result result =
+        input ? in_->OpenPort(device, port.input) : device.backend->OpenOutput(device.info.id, port.output);
+    if (!result.ok()) {
+      MonitorMsg("MIDI %s %s could not be opened. %s", input ? "IN" : "OUT", device.info.name.c_str(),
+                 result.text.c_str());
+      continue;
+    }
+    std::lock_guard lock(deviceMutex_);
+    prepared_.push_back(std::move(port));
+    ++opened;
+  }
+  std::lock_guard lock(deviceMutex_);
+  (input ? freshIn_ : freshOut_) = true;
+  return opened;
+}
+
+bool MidiPortSystem::AnyPortDead() const {
+  for (int i = 0; i < in_->InPorts(); ++i)
+    if (const auto port = in_->GetMidiInPort(i); port && !port->Alive()) return true;
+  for (int i = 0; i < out_->MaxOutPorts(); ++i)
+    if (const auto port = out_->Slot(i); port && !port->Alive()) return true;
+  return false;
+}
+
+// Null: only whether it is there.
+bool MidiPortSystem::TakePrepared(MidiDirection direction, const MidiPortDevice& device, PreparedPort* port) {
+  std::lock_guard lock(deviceMutex_);
+  const auto found = std::find_if(prepared_.begin(), prepared_.end(), [&](const PreparedPort& entry) {
+    return entry.direction == direction && entry.device.backend == device.backend &&
+           entry.device.info.id == device.info.id && entry.Alive();
+  });
+  if (found == prepared_.end()) return false;
+  if (!port) return true;
+  *port = std::move(*found);
+  prepared_.erase(found);
+  return true;
 }
 
 int MidiPortSystem::MidiInPortsChanged() {
@@ -379,6 +506,7 @@ void MidiPortSystem::CreatePortMonitorThread() {
     monitorQuit_ = false;
     noticed_ = false;
   }
+  PublishMaps();
   monitor_ = WorkerThread(clock_, [this, keys = DeviceKeys()] { MonitorThread(keys); });
 }
 
@@ -389,6 +517,11 @@ void MidiPortSystem::StopPortMonitorThread() {
   }
   monitorWake_.NotifyAll();
   monitor_.Join();
+  std::vector<PreparedPort> unused;  // closed without the lock
+  {
+    std::lock_guard lock(deviceMutex_);
+    unused.swap(prepared_);
+  }
 }
 
 void MidiPortSystem::MonitorThread(std::string keys) {
@@ -404,7 +537,11 @@ void MidiPortSystem::MonitorThread(std::string keys) {
     std::string now = DeviceKeys();
     if (noticed || now != keys) {
       keys = std::move(now);
-      NotifyMidiPortChange();
+      // What is gone is told before anything is opened, which may take its time.
+      const bool told = AnyPortDead();
+      if (told) NotifyMidiPortChange();
+      const bool opened = PreparePorts(MidiDirection::Input) + PreparePorts(MidiDirection::Output) > 0;
+      if (opened || !told) NotifyMidiPortChange();
     }
     lock.lock();
   }

@@ -70,12 +70,16 @@ class MidiPortSystem {
   Result SetPortOutProfile(const PortMap& map);
   PortProfileSettings ProfileSettings(MidiDirection direction) const;
   Result WriteBufferSize(int size);
+  // Bytes a second that a USB port may be fed with, by name; 0: as a MIDI cable (3125).  Holds from then on for the
+  // open port too, and is kept with the output profile.
+  std::uint32_t PortSpeed(const std::string& name) const;
+  Result SetPortSpeed(const std::string& name, std::uint32_t bytesPerSecond);
 
   // ---- open ports
   PortMap inMap() const { return inMap_; }  // of this session: without the ports that could not be opened
   PortMap outMap() const { return outMap_; }
-  void SetMidiInPortMap(const PortMap& map) { inMap_ = map; }
-  void SetMidiOutPortMap(const PortMap& map) { outMap_ = map; }
+  void SetMidiInPortMap(const PortMap& map);
+  void SetMidiOutPortMap(const PortMap& map);
   int MidiPortInOpenPorts(const std::string& profile = {}, bool showErrors = false);  // number of open ports
   int MidiPortOutOpenPorts(const std::string& profile = {}, bool showErrors = false);
   int MidiPortInOpenPortsFromMap(bool showErrors = false);
@@ -95,7 +99,10 @@ class MidiPortSystem {
   int MidiOutOpenOnePort(int device, int slot, bool showErrors, PortMap* map);
   int MidiInOpenOnePort(int device, int slot, bool showErrors, PortMap* map);
 
-  // ---- devices that come and go.  Both return kPortsRemoved | kPortsAdded as it applies.
+  // ---- devices that come and go.  While the monitor runs, it opens what came on its own thread, and these only give
+  // it a place: they never wait for a MIDI system.  Both return kPortsRemoved | kPortsAdded as it applies.  While port
+  // numbers are held (MidiOut::numbers), a port that went keeps its place, dead; when they are free the change is told
+  // again.
   int MidiInPortsChanged();
   int MidiOutPortsChanged();
   // Starts the thread that calls the listeners when devices changed: at once on a backend's notice, within about two
@@ -119,6 +126,15 @@ class MidiPortSystem {
     Result state;
   };
 
+  // A port that the monitor has opened and that has no slot yet.
+  struct PreparedPort {
+    MidiDirection direction;
+    MidiPortDevice device;
+    std::unique_ptr<MidiOutputHandle> output;
+    std::shared_ptr<MidiInPort> input;
+    bool Alive() const { return output ? output->Alive() : input && input->Alive(); }
+  };
+
   static MidiPortDevice* FindDevice(std::vector<MidiPortDevice>& devices, const MidiBackend* backend,
                                     const std::string& id);
   std::vector<std::shared_ptr<MidiBackend>> Running() const;
@@ -136,6 +152,12 @@ class MidiPortSystem {
   void ReportCapsError(MidiDirection direction, int index, int code);
   void MonitorThread(std::string keys);
   void StartBackends();
+  void Notice();
+  int PreparePorts(MidiDirection direction);
+  bool AnyPortDead() const;
+  bool TakePrepared(MidiDirection direction, const MidiPortDevice& device, PreparedPort* port);
+  void PublishMaps();
+  bool Open(MidiDirection direction, const std::string& name) const;
   std::string DeviceKeys() const;
 
   Clock& clock_;
@@ -150,6 +172,11 @@ class MidiPortSystem {
   mutable std::mutex deviceMutex_;
   std::vector<MidiPortDevice> inDevices_;
   std::vector<MidiPortDevice> outDevices_;
+  std::vector<PreparedPort> prepared_;
+  PortMap wantedIn_;  // copies of the maps for the monitor
+  PortMap wantedOut_;
+  bool freshIn_ = false;  // the monitor has just taken the snapshot
+  bool freshOut_ = false;
 
   PortMap inMap_;
   PortMap outMap_;

@@ -76,6 +76,8 @@ class ScriptServices {
 
   // --- MIDI of a transfer
 
+  // While what this returns lives, port numbers stay with their ports.
+  virtual std::shared_ptr<void> HoldPortNumbers() { return nullptr; }
   // Sends one message or a SysEx stream, with the context's delay between messages; while the context records, it is
   // appended to the event list instead.  The number of bytes; 0 when MIDI is blocked; -1 when no port is open or the
   // send failed.

@@ -55,7 +55,11 @@ void Stamp(DataFile& dataFile) {
 }  // namespace
 
 TransferRun::TransferRun(TransferEngine& engine, std::shared_ptr<Transfer> transfer, bool direct)
-    : engine_(engine), transfer_(std::move(transfer)), context_(transfer_->context_), direct_(direct) {
+    : engine_(engine),
+      transfer_(std::move(transfer)),
+      context_(transfer_->context_),
+      direct_(direct),
+      numbers_(engine.services().HoldPortNumbers()) {
   result_.operation = transfer_->operation_;
   transfer_->direct_ = direct;
 }

@@ -55,6 +55,7 @@ class TransferRun {
   std::shared_ptr<Transfer> transfer_;
   TransferContext& context_;
   bool direct_;
+  const std::shared_ptr<void> numbers_;  // the ports keep theirs while this runs
   std::shared_ptr<DataFile> copy_;
   Synth* synth_ = nullptr;
   std::vector<std::uint8_t> mask_;

@@ -53,7 +53,7 @@ SendOptions MidiScriptServices::OptionsOf(TransferContext& context) {
   return options;
 }
 
-// Ports move down when one before them goes; a transfer must not go on with a neighbour.
+// Scripts may run without holding the numbers of their ports; then they must not go on with a neighbour.
 bool MidiScriptServices::OutputGone(int port, TransferContext& context) {
   if (RecordingOf(context)) return false;
   const auto slot = out_.GetMidiOutPort(port);
@@ -203,7 +203,12 @@ int MidiScriptServices::PortCount(MidiDirection direction) {
 }
 
 std::string MidiScriptServices::PortName(MidiDirection direction, int port) {
-  return direction == MidiDirection::Input ? in_.INGETPORTNAME(port) : out_.OUTGETPORTNAME(port);
+  if (direction == MidiDirection::Input) {
+    const auto open = in_.GetMidiInPort(port);
+    return open && open->Alive() ? open->name() : std::string();
+  }
+  const auto open = out_.GetMidiOutPort(port);
+  return open && open->Alive() ? open->name() : std::string();
 }
 
 int MidiScriptServices::MacroRoland(Synth& synth, std::span<std::uint8_t> buffer, int parameter3, int parameter0,

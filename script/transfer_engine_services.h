@@ -48,6 +48,7 @@ class MidiScriptServices : public ScriptServices {
   bool GetWriteToQueue(int port) override;
   void SetWriteToQueue(int port, bool collect) override;
   void OutputQueue(int port) override;
+  std::shared_ptr<void> HoldPortNumbers() override { return out_.numbers().Take(); }
   bool HasPortTables() const override { return true; }
   int PortCount(MidiDirection direction) override;
   std::string PortName(MidiDirection direction, int port) override;

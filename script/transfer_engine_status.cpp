@@ -42,7 +42,9 @@ void TransferEngine::Abandon(const DataFile* dataFile) {
 
 void TransferEngine::PortGone(MidiDirection direction, int port) {
   for (const auto& transfer : Running()) {
-    if ((direction == MidiDirection::Input ? transfer->inPort() : transfer->outPort()) != port) continue;
+    const bool input = direction == MidiDirection::Input;
+    if (input && transfer->operation() != TransferOperation::kReceive) continue;
+    if ((input ? transfer->inPort() : transfer->outPort()) != port) continue;
     transfer->context_.portGone = true;
     transfer->Cancel();
   }

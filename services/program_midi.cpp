@@ -113,28 +113,21 @@ void ProgramMidi::CloseMidiPorts() {
   midi_.MidiPortInClosePorts();
 }
 
-std::vector<std::string> ProgramMidi::PortNames(MidiDirection direction) {
-  std::vector<std::string> names;
-  const bool input = direction == MidiDirection::Input;
-  const int count = input ? midi_.in().InPorts() : midi_.out().MaxOutPorts();
-  for (int i = 0; i < count; ++i) names.push_back(input ? midi_.in().INGETPORTNAME(i) : midi_.out().OUTGETPORTNAME(i));
-  return names;
-}
-
-// Ports behind one that went away move down: a transfer on any of them would go on with its neighbour.
-void ProgramMidi::EndTransfersOfMovedPorts(MidiDirection direction, const std::vector<std::string>& before) {
-  const std::vector<std::string> now = PortNames(direction);
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    if (i >= now.size() || now[i] != before[i]) transfers_.PortGone(direction, static_cast<int>(i));
+// Transfers hold the numbers of their ports, so those of the others go on.
+void ProgramMidi::EndTransfersOfGonePorts() {
+  for (int i = 0; i < midi_.in().InPorts(); ++i) {
+    const auto port = midi_.in().GetMidiInPort(i);
+    if (!port || !port->Alive()) transfers_.PortGone(MidiDirection::Input, i);
+  }
+  for (int i = 0; i < midi_.out().MaxOutPorts(); ++i) {
+    const auto port = midi_.out().Slot(i);
+    if (!port || !port->Alive()) transfers_.PortGone(MidiDirection::Output, i);
   }
 }
 
 void ProgramMidi::UpdateMidiPorts() {
-  const auto inputs = PortNames(MidiDirection::Input);
-  const auto outputs = PortNames(MidiDirection::Output);
+  EndTransfersOfGonePorts();
   const int changes = midi_.MidiInPortsChanged() | midi_.MidiOutPortsChanged();
-  EndTransfersOfMovedPorts(MidiDirection::Input, inputs);
-  EndTransfersOfMovedPorts(MidiDirection::Output, outputs);
   const auto listeners = portListeners_;
   for (const auto& entry : listeners) entry.second(changes);
 }

@@ -68,8 +68,7 @@ class ProgramMidi {
   void SettingChanged(SettingId id, int value);
   void PassDefaultPorts();
   void PassEcho();
-  std::vector<std::string> PortNames(MidiDirection direction);
-  void EndTransfersOfMovedPorts(MidiDirection direction, const std::vector<std::string>& before);
+  void EndTransfersOfGonePorts();
 
   Clock& clock_;
   Settings& settings_;

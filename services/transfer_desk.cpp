@@ -65,6 +65,7 @@ TransferDesk::~TransferDesk() {
     job->result_.cause = TransferCause::kAbandoned;
     job->transfer_.reset();
     job->ports_ = {};
+    job->numbers_.reset();
   }
 }
 
@@ -104,6 +105,7 @@ TransferDesk::Job TransferDesk::Submit(DeskRequest request) {
     EndJob(job, facts, {});
     return job;
   }
+  job->numbers_ = midi_.out().numbers().Take();
   jobs_.push_back(job);
   Pump();
   job->silent_ = job->silent_ || job->Ended();

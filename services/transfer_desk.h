@@ -122,7 +122,8 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
 
   DeskRequest request_;
   std::optional<Receiver::Token> receiver_;
-  bool silent_ = false;  // nobody is told of it any more
+  PortNumbers::Hold numbers_;  // until it has ended: its steps may name ports by number
+  bool silent_ = false;        // nobody is told of it any more
   DeskState state_ = DeskState::kQueued;
   std::size_t step_ = 0;
   int sent_ = 0;  // steps that went well

@@ -309,6 +309,7 @@ void TransferDesk::EndJob(const Job& job, const TransferFacts& facts, DeskResult
   job->result_ = std::move(result);
   job->transfer_.reset();
   job->ports_ = {};
+  job->numbers_.reset();
   jobs_.remove(job);
   TellState(job, DeskState::kEnded, job->result_.sentence);
   // What belonged to the job goes after everybody was told.

@@ -13,6 +13,7 @@
 
 #include "midi/backends/port_names.h"
 #include "midi/backends/shared_backend.h"
+#include "midi/bridge_names.h"
 #include "platform/log.h"
 
 namespace tonalith {
@@ -27,6 +28,7 @@ constexpr std::uint32_t kAlsaWireRate = 3125;
 constexpr std::uint32_t kAlsaProgramRate = 131072;
 constexpr std::int64_t kAlsaGiveUpUs = 10'000'000;  // a port that takes nothing for that long is treated as gone
 constexpr std::int64_t kAlsaRetryUs = 2'000;
+constexpr std::int64_t kAlsaFinishUs = 1'000'000;  // what is queued may take so long when its port closes
 
 void QuietAlsa(const char*, int, const char*, int, const char*, ...) {}
 
@@ -83,6 +85,7 @@ class AlsaOutput {
   std::mutex mutex_;
   WaitPoint work_;
   std::deque<Piece> pieces_;
+  bool sending_ = false;
   bool ending_ = false;
   bool gone_ = false;
   std::uint64_t generation_ = 0;  // counts resets
@@ -105,6 +108,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
   ~AlsaBackend() override { Stop(); }
 
   std::string Name() const override { return "alsa"; }
+  bool Running() const override { return !gone_.load(); }
   Result Start() override;
   void Stop() override;
   std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override;
@@ -124,6 +128,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
   void ReadThread();
   void Take(const snd_seq_event_t& event);
   void TellLoss();
+  void SequencerGone();
   void TakeAnnouncement(const snd_seq_event_t& event);
   int NewPort(const char* kind, unsigned int capabilities);
 
@@ -136,6 +141,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
   snd_midi_event_t* decoder_ = nullptr;
   int wake_ = -1;
   std::atomic<bool> ending_{false};
+  std::atomic<bool> gone_{false};  // the sequencer; Start opens it again
   std::function<void()> changed_;
   std::vector<std::shared_ptr<AlsaOutput>> outputs_;
   std::map<int, std::shared_ptr<AlsaInput>> inputs_;
@@ -177,10 +183,16 @@ void AlsaOutput::Run() {
       pieces_.pop_front();
       generation = generation_;
       gone = gone_;
+      sending_ = true;
     }
     const Result result =
         gone ? Result::Failure("The MIDI port is gone.", kMidiNoDevice) : SendPiece(piece, generation);
     if (piece.sent) piece.sent(result);
+    {
+      std::lock_guard guard(mutex_);
+      sending_ = false;
+    }
+    work_.NotifyAll();
   }
 }
 
@@ -249,7 +261,9 @@ void AlsaOutput::SetRate(std::uint32_t rate) {
 
 void AlsaOutput::Close() {
   {
-    std::lock_guard guard(mutex_);
+    std::unique_lock lock(mutex_);
+    work_.WaitUntil(lock, clock_.NowUs() + kAlsaFinishUs,
+                    [this] { return (pieces_.empty() && !sending_) || gone_ || ending_; });
     ending_ = true;
   }
   work_.NotifyAll();
@@ -290,6 +304,7 @@ class AlsaInputHandle final : public MidiInputHandle {
 };
 
 Result AlsaBackend::Start() {
+  if (gone_.load()) Stop();
   std::lock_guard guard(mutex_);
   if (seq_) return Result::Success();
   snd_lib_error_set_handler(QuietAlsa);
@@ -310,6 +325,7 @@ Result AlsaBackend::Start() {
                                              SND_SEQ_PORT_TYPE_APPLICATION);
   snd_seq_connect_from(seq_, announcePort_, SND_SEQ_CLIENT_SYSTEM, SND_SEQ_PORT_SYSTEM_ANNOUNCE);
   ending_.store(false);
+  gone_.store(false);
   reader_ = std::thread([this] { ReadThread(); });
   return Result::Success();
 }
@@ -340,7 +356,7 @@ void AlsaBackend::Stop() {
 std::vector<MidiDeviceInfo> AlsaBackend::Devices(MidiDirection direction) {
   std::lock_guard guard(mutex_);
   std::vector<MidiDeviceInfo> devices;
-  if (!seq_) return devices;
+  if (!seq_ || gone_.load()) return devices;
   const unsigned int wanted = direction == MidiDirection::Output ? SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE
                                                                  : SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ;
   snd_seq_client_info_t* client = nullptr;
@@ -359,6 +375,7 @@ std::vector<MidiDeviceInfo> AlsaBackend::Devices(MidiDirection direction) {
       MidiDeviceInfo device;
       device.id = AddressText(*snd_seq_port_info_get_addr(port));
       device.name = std::string(snd_seq_client_info_get_name(client)) + ":" + snd_seq_port_info_get_name(port);
+      device.own = IsOwnClient(device.name, clientName_);
       device.through = device.name.rfind("Midi Through", 0) == 0;
       devices.push_back(std::move(device));
     }
@@ -463,6 +480,13 @@ void AlsaBackend::ReadThread() {
   snd_seq_poll_descriptors(seq_, descriptors.data() + 1, static_cast<unsigned int>(descriptors.size() - 1), POLLIN);
   while (!ending_.load()) {
     poll(descriptors.data(), descriptors.size(), -1);
+    const bool broken = std::any_of(descriptors.begin() + 1, descriptors.end(), [](const pollfd& descriptor) {
+      return (descriptor.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
+    });
+    if (broken) {
+      SequencerGone();
+      return;
+    }
     while (!ending_.load()) {
       snd_seq_event_t* event = nullptr;
       const int left = snd_seq_event_input(seq_, &event);
@@ -474,6 +498,21 @@ void AlsaBackend::ReadThread() {
       if (event) Take(*event);
     }
   }
+}
+
+void AlsaBackend::SequencerGone() {
+  MonitorMsg("The kernel's MIDI sequencer went away");
+  std::vector<std::shared_ptr<AlsaOutput>> gone;
+  std::function<void()> changed;
+  {
+    std::lock_guard guard(mutex_);
+    gone_.store(true);
+    gone = outputs_;
+    for (const auto& entry : inputs_) entry.second->gone.store(true);
+    changed = changed_;
+  }
+  for (const auto& output : gone) output->MarkGone();
+  if (changed) changed();
 }
 
 // The queue is one for all ports: any of them may have lost something.
@@ -515,6 +554,12 @@ void AlsaBackend::Take(const snd_seq_event_t& event) {
 }
 
 void AlsaBackend::TakeAnnouncement(const snd_seq_event_t& event) {
+  if (event.type == SND_SEQ_EVENT_PORT_SUBSCRIBED &&
+      event.data.connect.sender.client == event.data.connect.dest.client &&
+      event.data.connect.dest.client == snd_seq_client_id(seq_)) {
+    MonitorMsg("A MIDI OUT port is wired to a MIDI IN port of this program: what is sent comes back");
+    return;
+  }
   if (event.type < SND_SEQ_EVENT_CLIENT_START || event.type > SND_SEQ_EVENT_PORT_CHANGE) return;
   std::vector<std::shared_ptr<AlsaOutput>> gone;
   std::function<void()> changed;

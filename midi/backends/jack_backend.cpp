@@ -4,11 +4,11 @@
 #include <thread>
 #include <utility>
 
-#include "midi/backends/bridge_names.h"
 #include "midi/backends/jack_caller.h"
 #include "midi/backends/jack_session.h"
 #include "midi/backends/port_names.h"
 #include "midi/backends/shared_backend.h"
+#include "midi/bridge_names.h"
 #include "platform/log.h"
 
 namespace tonalith {
@@ -75,6 +75,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   void InputThread(const Session& session);
   JackLink LookAt(jack_client_t* client, JackEnd& end);
   bool MarkGone(const Session& session);
+  void LookForLoops(const Session& session);
   void Close();
   Result Connect(const Session& session, JackEnd& end, bool output);
   template <typename Port>
@@ -89,6 +90,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   std::function<void()> changed_;
   std::vector<std::shared_ptr<JackOutput>> outputs_;
   std::vector<std::shared_ptr<JackInput>> inputs_;
+  bool looped_ = false;
   std::uint32_t nextSerial_ = 1;
   unsigned nextPort_ = 0;
   std::atomic<bool> ending_{false};
@@ -303,6 +305,24 @@ bool JackBackend::MarkGone(const Session& session) {
   return true;
 }
 
+// What goes out of one of our ports and into another comes back as if an instrument had said it.
+void JackBackend::LookForLoops(const Session& session) {
+  std::lock_guard guard(mutex_);
+  jack_client_t* client = session->client.load();
+  bool looped = false;
+  for (const auto& output : outputs_) {
+    for (const auto& input : inputs_) {
+      if (!client || output->end.gone.load() || input->end.gone.load()) continue;
+      if (!jack_port_connected_to(output->end.own, jack_port_name(input->end.own))) continue;
+      looped = true;
+      if (!looped_)
+        MonitorMsg("MIDI OUT %s is wired to MIDI IN %s of this program: what is sent comes back",
+                   output->end.name.c_str(), input->end.name.c_str());
+    }
+  }
+  looped_ = looped;
+}
+
 void JackBackend::FeedThread(const Session& session) {
   std::int64_t lastMove = clock_.NowUs();
   std::int64_t lastLook = lastMove;
@@ -333,6 +353,7 @@ void JackBackend::FeedThread(const Session& session) {
         for (const auto& input : inputs_)
           if (client && !gone && !silent) LookAt(client, input->end);
       }
+      if (!gone && !silent) LookForLoops(session);
       if (changed) changed();
     }
     if (gone) return;
@@ -382,7 +403,9 @@ std::vector<MidiDeviceInfo> JackBackend::Devices(MidiDirection direction) {
     device.bridged = BridgedName(*name);
     for (int i = 0; i < count && device.bridged.empty(); ++i)
       device.bridged = BridgedName(aliases[static_cast<std::size_t>(i)]);
-    device.own = IsOwnClient(device.bridged.empty() ? device.name : device.bridged, clientName_);
+    // Numbers of clients change from day to day; the name is the one the port has where it comes from.
+    if (!device.bridged.empty() && device.bridged.back() != ':') device.name = device.bridged;
+    device.own = IsOwnClient(device.name, clientName_);
     device.through =
         device.name.find("Midi-Through") != std::string::npos || device.name.find("Midi Through") != std::string::npos;
     devices.push_back(std::move(device));

@@ -10,6 +10,8 @@ namespace tonalith {
 
 namespace {
 
+constexpr std::int64_t kFinishUs = 1'000'000;  // what is queued may take so long when its port closes
+
 Result VirtualGone(const std::string& name) {
   return Result::Failure("The MIDI port " + name + " is not there any more.", kMidiNoDevice);
 }
@@ -357,6 +359,12 @@ class VirtualBackend::Core::Output final : public MidiOutputHandle {
  public:
   explicit Output(std::shared_ptr<Cable> cable) : cable_(std::move(cable)), life_(cable_->life) {}
   ~Output() override {
+    {
+      Core& core = *cable_->core;
+      std::unique_lock lock(core.mutex);
+      core.idle.WaitUntil(lock, core.clock.NowUs() + kFinishUs,
+                          [this] { return cable_->toPeer.queue.empty() || !life_->load(); });
+    }
     Reset();
     std::lock_guard lock(cable_->core->mutex);
     if (!life_->load()) return;
@@ -554,7 +562,7 @@ std::vector<MidiDeviceInfo> VirtualBackend::Devices(MidiDirection direction) {
   for (const auto& cable : core_->cables) {
     if (!cable->isPlugged) continue;
     if (direction == MidiDirection::Input ? !cable->options.input : !cable->options.output) continue;
-    devices.push_back({cable->id(), cable->name(), false, false});
+    devices.push_back({cable->id(), cable->name(), false, false, cable->options.bridged});
   }
   return devices;
 }

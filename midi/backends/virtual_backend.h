@@ -37,6 +37,7 @@ struct VirtualCableOptions {
   std::size_t slice = 256;           // longest piece that is delivered while a rate holds
   bool input = true;                 // the program sees an input of this name
   bool output = true;                // the program sees an output of this name
+  std::string bridged{};             // the port of another MIDI system that it stands for
 };
 
 // The far end of a cable: what a simulated instrument or a test holds.  The program sees an output and an input port of

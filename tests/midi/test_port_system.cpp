@@ -71,6 +71,24 @@ TEST_F(MidiPorts, TwinsAreToldApartAndBothOpen) {
   EXPECT_EQ(rig.system.DeviceNames(MidiDirection::Output).back(), "Synth (3)");
 }
 
+// One device that two MIDI systems show is one port; a selection made on either side finds it.
+TEST_F(MidiPorts, ADeviceBehindABridgeIsNotASecondOne) {
+  MidiRig rig(clock, {"Juno:MIDI 1"});
+  auto other = std::make_shared<VirtualBackend>(clock);
+  other->CreateEndpoint("bridge to Juno", {.bridged = "Juno:MIDI 1"});
+  other->CreateEndpoint("bridge to all of Juno", {.bridged = "Juno:"});
+  other->CreateEndpoint("bridge to Jupiter", {.bridged = "Jupiter:MIDI 1"});
+  rig.system.AddBackend(other);
+  EXPECT_EQ(rig.system.DeviceNames(MidiDirection::Output),
+            (std::vector<std::string>{"Juno:MIDI 1", "bridge to Jupiter"}));
+  rig.system.MidiPortOutClosePorts();
+  PortMap map;
+  map.AddPortName("a2j:Juno [20] (playback): MIDI 1");
+  rig.system.SetMidiOutPortMap(map);
+  EXPECT_EQ(rig.system.MidiPortOutOpenPortsFromMap(), 1);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Output), "Juno:MIDI 1 ");
+}
+
 TEST_F(MidiPorts, TheProfileKeepsTheSelection) {
   MidiRig rig(clock, {"A", "B", "C"});
   rig.system.MidiPortInClosePorts();
@@ -95,6 +113,25 @@ TEST_F(MidiPorts, TheProfileKeepsTheSelection) {
   ASSERT_TRUE(rig.system.SetPortInProfile(shorter));
   EXPECT_EQ(Text().find("PortName1"), std::string::npos);
   EXPECT_NE(Text().find("PortName0=B"), std::string::npos);
+}
+
+// A USB port that may be fed faster than a cable is, from now on and in the next session.
+TEST_F(MidiPorts, ASpeedBelongsToItsPort) {
+  for (const bool again : {false, true}) {
+    MidiRig rig(clock, {"Cable", "USB = fast"});
+    rig.system.MidiPortOutClosePorts();
+    rig.system.SetOtAMidiIniPath(profile);
+    if (!again) {
+      EXPECT_FALSE(rig.system.SetPortSpeed("USB = fast", 2'000'000));
+      ASSERT_TRUE(rig.system.SetPortSpeed("USB = fast", 100'000));
+    }
+    rig.system.MidiPortOutOpenPorts();
+    EXPECT_EQ(rig.out().Slot(0)->speed(), kMidiWireRate);
+    EXPECT_EQ(rig.out().Slot(1)->speed(), 100'000u);
+    if (!again) continue;
+    ASSERT_TRUE(rig.system.SetPortSpeed("USB = fast", 0));
+    EXPECT_EQ(rig.out().Slot(1)->speed(), kMidiWireRate);
+  }
 }
 
 TEST_F(MidiPorts, AnEmptySelectionOpensNothingWithoutAWord) {
@@ -176,6 +213,30 @@ TEST_F(MidiPorts, AReceiveStaysWithItsPort) {
   EXPECT_EQ(rig.in().GetDataPort(buffer, 0), -1);
   EXPECT_EQ(buffer[0], 0);
   actor.Join();
+}
+
+// While somebody uses their numbers, ports keep them; then the dead ones go and the change is told again.
+TEST_F(MidiPorts, HeldNumbersDoNotMove) {
+  MidiRig rig(clock, {"A", "B", "C"});
+  int told = 0;
+  rig.system.AddPortChangeListener([&] { ++told; });
+  rig.system.CreatePortMonitorThread();
+  auto hold = rig.out().numbers().Take();
+  rig.end(0).Unplug();
+  EXPECT_EQ(rig.system.MidiOutPortsChanged(), 0);
+  EXPECT_EQ(rig.out().FindPort("A"), -1);
+  EXPECT_EQ(rig.out().FindPort("C"), 2);
+  EXPECT_EQ(rig.out().SENDDATAX(0, FromHex("903C40")), -1);
+  rig.end(0).Plug();
+  clock.SleepMs(100);
+  EXPECT_EQ(rig.system.MidiOutPortsChanged(), kPortsAdded);
+  EXPECT_EQ(rig.out().FindPort("A"), 3);
+  told = 0;
+  hold.reset();
+  clock.SleepMs(100);
+  EXPECT_EQ(told, 1);
+  EXPECT_EQ(rig.system.MidiOutPortsChanged(), kPortsRemoved);
+  EXPECT_EQ(OpenNames(rig, MidiDirection::Output), "B C A ");
 }
 
 TEST_F(MidiPorts, ChangesAreNoticedAtOnceAndByTheCount) {

@@ -333,7 +333,7 @@ TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
 
 // Two cables; while data is received on the second, the first goes away and the second takes its number: the receive
 // ends with a sentence instead of going on with whatever is behind that number now.
-TEST_F(ProgramTest, UnpluggedCablesEndTransfersAndAreToldOnTheMainThread) {
+TEST_F(ProgramTest, UnpluggedCablesEndTheirTransfersAndAreToldOnTheMainThread) {
   ScriptedPrompts prompts({});
   Dispatcher dispatcher;
   auto backend = std::make_shared<VirtualBackend>(SystemClock());
@@ -370,15 +370,29 @@ TEST_F(ProgramTest, UnpluggedCablesEndTransfersAndAreToldOnTheMainThread) {
   request.dataFile = data.get();
   std::shared_ptr<Transfer> transfer;
   ASSERT_EQ(basics.transfers().MidiIODataFile(request, &transfer), 1);
+  const std::int64_t deadline = SystemClock().NowUs() + 20'000'000;
+  // Another port goes: the transfer goes on, and the ports move once it is over.
   second->Send(std::vector<std::uint8_t>{0xF0, 0x3E, 0x01});
   first->Unplug();
-  const std::int64_t deadline = SystemClock().NowUs() + 20'000'000;
+  dispatcher.RunUntil([] { return false; }, SystemClock().NowUs() + 300'000);
+  EXPECT_TRUE(transfer->Running());
+  EXPECT_EQ(basics.in().FindPort("Second"), 1);
+  std::vector<std::uint8_t> rest(17, 2);
+  rest.back() = 0xF7;
+  second->Send(rest);
   EXPECT_TRUE(dispatcher.RunUntil([&] { return changes != 0 && !transfer->Running(); }, deadline));
   EXPECT_EQ(changes, kPortsRemoved);
-  EXPECT_FALSE(transfer->Result().ok);
+  EXPECT_TRUE(transfer->Result().ok);
+  EXPECT_EQ(data->body[0], 0xF0);
+  EXPECT_EQ(basics.in().FindPort("Second"), 0);
+  // Its own goes.
+  data->body[0] = 0x55;
+  data->synth->midiInPort = data->synth->midiOutPort = 0;
+  ASSERT_EQ(basics.transfers().MidiIODataFile(request, &transfer), 1);
+  second->Unplug();
+  EXPECT_TRUE(dispatcher.RunUntil([&] { return !transfer->Running(); }, deadline));
   EXPECT_EQ(transfer->Result().cause, TransferCause::kPortLost);
   EXPECT_EQ(data->body[0], 0x55);
-  EXPECT_EQ(basics.in().FindPort("Second"), 0);
 }
 
 TEST_F(ProgramTest, NamesAndApplicationVariables) {

@@ -1,4 +1,4 @@
-#include "midi/backends/bridge_names.h"
+#include "midi/bridge_names.h"
 
 #include <algorithm>
 #include <cctype>
