@@ -413,6 +413,7 @@ TEST_F(MainFrameTest, ADesktopOpensDataAndNothingElse) {
 TEST_F(MainFrameTest, ADesktopAsksBeforeItChangesTheStudio) {
   Start({"cancel", "no", "yes"});
   std::vector<std::uint8_t> own;
+  ASSERT_EQ(program_->studio()->DrvSaveSetup(0), 0);
   ASSERT_TRUE(ReadWholeFile(basics().paths().MainGetDataPath() + "/Default.PV9", own).ok());
   Write("other.PV9", {'9', 'V', 'R', 'D', 0, 0});
   Write("evil.PVW", WriteDesktop(std::vector<DesktopWindow>{{0, 0, 10, 10, root_, "other.PV9", 17008}}));
