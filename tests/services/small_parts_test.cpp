@@ -34,7 +34,7 @@ class SmallParts : public testing::Test {
 TEST_F(SmallParts, FoldersAreMadeAndRecorded) {
   Folders folders = Folders::Below(root_);
   folders.executable = Path("app/bin/tonalith");
-  Registry registry(RegistryFile(folders), "Tonalith", nullptr);
+  Registry registry(RegistryFile(folders), folders.runtime, "Tonalith", nullptr);
   Paths paths(folders, registry);
   paths.ConfigBasics();
   const std::string data = folders.documents + "/Corvane/Tonalith";
@@ -85,7 +85,7 @@ TEST_F(SmallParts, FoldersAreMadeAndRecorded) {
 
 TEST_F(SmallParts, PlacesOfWindows) {
   const Folders folders = Folders::Below(root_);
-  Registry registry(RegistryFile(folders), "Tonalith", nullptr);
+  Registry registry(RegistryFile(folders), folders.runtime, "Tonalith", nullptr);
   Paths paths(folders, registry);
   paths.ConfigBasics();
   WindowPlaces places(paths);
