@@ -187,7 +187,7 @@ std::unique_ptr<ZKDrvList> InstrumentLoader::LoadInstrument(const std::string& m
   instrument->path = ini.GetString("Instrument", "Group0");
   instrument->file = ini.GetString("Instrument", "Bitmap");
   instrument->icon = static_cast<std::uint8_t>(ini.GetInt("Instrument", "InstrumentIcon"));
-  instrument->name = std::string(CutUtf8(ini.GetString("Instrument", "Name", WithoutExtension(moduleFile)), 63));
+  instrument->name = ZKDrvList::RecordName(ini.GetString("Instrument", "Name", WithoutExtension(moduleFile)));
   instrument->pluginCode = ini.GetString("Instrument", "AUCode").substr(0, 7);
   instrument->multitimbral = static_cast<std::uint8_t>(ini.GetInt("Instrument", "MultiTimbralDevice") != 0);
   const int instance = list.FreeInstance(instrument->name);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <span>
 #include <utility>
 
@@ -103,7 +104,7 @@ std::vector<std::uint8_t> StudioFile::WriteStudio() const {
   AppendLe32(&out, static_cast<std::uint32_t>(instruments.size()));
   for (const auto& instrument : instruments) {
     std::vector<std::uint8_t> block;
-    AppendPortText(&block, instrument->name);
+    AppendPortText(&block, std::string(ZKDrvList::RecordName(instrument->name)));
     block.push_back(instrument->instance);
     AppendPortText(&block, instrument->inPortName);
     AppendPortText(&block, instrument->outPortName);
@@ -168,6 +169,7 @@ bool StudioFile::ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::siz
   if (bytes.size() - at < 8 || std::memcmp(bytes.data() + at, kBlocksMark, 4) != 0) return false;
   const std::uint32_t blocks = LoadLe32(bytes.data() + at + 4);
   at += 8;
+  std::set<const ZKDrvList*> given;  // of two that are named alike, each takes its own
   for (std::uint32_t i = 0; i < blocks && blocks <= INT32_MAX; ++i) {
     if (bytes.size() - at < 8 || std::memcmp(bytes.data() + at, "EXPD", 4) != 0) return false;
     const std::uint32_t length = LoadLe32(bytes.data() + at + 4);
@@ -182,9 +184,11 @@ bool StudioFile::ReadPortBlocks(const std::vector<std::uint8_t>& bytes, std::siz
     at = end;
     const auto& all = parts_.list.instruments();
     const auto match = std::find_if(all.begin(), all.end(), [&](const auto& instrument) {
-      return instrument->name == name && instrument->instance == instance;
+      return ZKDrvList::RecordName(instrument->name) == ZKDrvList::RecordName(name) &&
+             instrument->instance == instance && !given.contains(instrument.get());
     });
     if (match == all.end()) continue;
+    given.insert(match->get());
     ZKDrvList& instrument = **match;
     instrument.SetInPort(instrument.midiInPort, in);
     instrument.SetOutPort(instrument.midiOutPort, out);

@@ -30,6 +30,11 @@ std::string RecordText(const std::uint8_t* record, std::size_t at, std::size_t s
   return std::string(text, strnlen(text, size));
 }
 
+// Of a text that ends with a zero byte even when it fills its field; a file may hold one that does not.
+std::string RecordTextCut(const std::uint8_t* record, std::size_t at, std::size_t size) {
+  return std::string(CutUtf8(RecordText(record, at, size), size - 1));
+}
+
 }  // namespace
 
 void ZKDrvList::SetIniFile(const StudioPaths& paths, const std::string& moduleName) {
@@ -195,6 +200,10 @@ void ZKDrvList::WriteRecord(std::uint8_t* record) const {
   record[669] = multitimbral;
 }
 
+std::string_view ZKDrvList::RecordName(std::string_view name) {
+  return CutUtf8(name, kRecordNameSize - 1);
+}
+
 std::unique_ptr<ZKDrvList> ZKDrvList::FromRecord(const std::uint8_t* record) {
   auto node = std::make_unique<ZKDrvList>(LoadLe32(record + 4) ? ZKDrvListKind::Instrument : ZKDrvListKind::Driver);
   node->state = record[12];
@@ -207,8 +216,8 @@ std::unique_ptr<ZKDrvList> ZKDrvList::FromRecord(const std::uint8_t* record) {
   node->patchBayController = record[20];
   node->setMember = record[22];
   node->setMemberCopy = record[23];
-  node->path = RecordText(record, kRecordPath, kRecordPathSize);
-  node->file = RecordText(record, kRecordFile, kRecordFileSize);
+  node->path = RecordTextCut(record, kRecordPath, kRecordPathSize);
+  node->file = RecordTextCut(record, kRecordFile, kRecordFileSize);
   node->versionWord = LoadLe32(record + 540);
   node->patchBayFlags = record[548];
   node->patchBayChannel = record[549] & 15;
@@ -216,8 +225,8 @@ std::unique_ptr<ZKDrvList> ZKDrvList::FromRecord(const std::uint8_t* record) {
   node->patchBayRevertPatch = record[551] & 127;
   std::memcpy(node->carried, record + 552, sizeof node->carried);
   node->icon = record[555];
-  node->moduleFile = RecordText(record, kRecordModule, kRecordModuleSize);
-  node->name = RecordText(record, kRecordName, kRecordNameSize);
+  node->moduleFile = RecordTextCut(record, kRecordModule, kRecordModuleSize);
+  node->name = RecordTextCut(record, kRecordName, kRecordNameSize);
   node->instance = record[660];
   node->pluginCode = RecordText(record, kRecordCode, kRecordCodeSize);
   node->multitimbral = record[669];

@@ -79,6 +79,8 @@ class ZKDrvList {
   // Studio record (kStudioRecordSize bytes); the port names are kept apart from it.
   void WriteRecord(std::uint8_t* record) const;
   static std::unique_ptr<ZKDrvList> FromRecord(const std::uint8_t* record);
+  // A name as a record holds it, at most 63 bytes.
+  static std::string_view RecordName(std::string_view name);
 
   std::vector<std::unique_ptr<ZKDrvList>> drivers;  // of an instrument node
   ZKDrvList* instrument = nullptr;                  // of a driver node

@@ -157,15 +157,16 @@ def stage_tsan():
 
 
 def stage_fuzz():
-    """Every parser and the interpreter, a fixed number of inputs each"""
+    """Every parser and the interpreter, a fixed number of inputs each from one seed (TONALITH_FUZZ_SEED: another)"""
     folder = build("fuzz")
     if not folder:
         return
+    seed = os.environ.get("TONALITH_FUZZ_SEED", "1")
     for program in sorted(glob.glob(os.path.join(ROOT, folder, "bin", "fuzz_*"))):
         short = os.path.basename(program)
         corpus = os.path.join(ROOT, folder, "corpus", short)
         os.makedirs(corpus, exist_ok=True)
-        command = [program, "-runs=200000", "-max_total_time=12", "-timeout=10", "-rss_limit_mb=1024",
+        command = [program, f"-seed={seed}", "-runs=200000", "-max_total_time=12", "-timeout=10", "-rss_limit_mb=1024",
                    "-malloc_limit_mb=512", "-print_final_stats=0", "-verbosity=0", corpus]
         seeds = os.path.join(ROOT, "fuzz", "corpus", short)
         if os.path.isdir(seeds):

@@ -60,6 +60,34 @@ TEST_F(StudioTest, NewDataNeverSharesWithTheDriver) {
   EXPECT_EQ(studio.GetNewDataFile(99), nullptr);
 }
 
+// Names that fill their field without an end, with half a character at it, or that two instruments share.
+TEST_F(StudioTest, PortsStayWithInstrumentsOfOddNames) {
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  studio.LoadStudio();
+  studio.AddDrivers("Synth.ini");
+  studio.GetInstrument(0)->SetOutPort(0, "Out A");
+  studio.GetInstrument(1)->SetOutPort(0, "Out B");
+  for (const std::string& name : {std::string(64, 'n'), std::string(62, 'n') + "\xC3\xBC", std::string(64, '\xBF'),
+                                  std::string(300, 'n'), std::string("Synth")}) {
+    for (int i = 0; i < 2; ++i) {
+      studio.GetInstrument(i)->name = name;
+      studio.GetInstrument(i)->instance = 0;
+    }
+    std::vector<std::uint8_t> bytes = studio.file().WriteStudio();
+    for (const std::size_t record : {0, 3})
+      std::copy_n(name.begin(), std::min<std::size_t>(name.size(), 64),
+                  bytes.begin() + static_cast<std::ptrdiff_t>(6 + 740 * record + 596));
+    ZKStudioDoc again(paths(), prompts_, &ports_);
+    std::string error;
+    ASSERT_EQ(again.ReadStudio(bytes, &error), 0) << name;
+    EXPECT_EQ(again.GetInstrument(0)->outPortName, "Out A") << name;
+    EXPECT_EQ(again.GetInstrument(1)->outPortName, "Out B") << name;
+    const std::vector<std::uint8_t> written = again.file().WriteStudio();
+    ASSERT_EQ(again.ReadStudio(written, &error), 0) << name;
+    EXPECT_EQ(again.file().WriteStudio(), written) << name;
+  }
+}
+
 TEST_F(StudioTest, StudioFileBringsEverythingBack) {
   ZKStudioDoc studio(paths(), prompts_, &ports_);
   studio.LoadStudio();
