@@ -12,6 +12,7 @@
 #include <new>
 #include <thread>
 
+#include "app/command_menus.h"
 #include "bank/ui/bank_list.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
