@@ -1,5 +1,9 @@
 #include "tests/transfer/engine_rig.h"
 
+#include <new>
+
+#include "script/protocols/protocol_line.h"
+
 namespace tonalith::transfer_test {
 namespace {
 
@@ -88,6 +92,32 @@ struct SimulatedTransfer : ::testing::Test, EngineRig {
     return df;
   }
 };
+
+// Asked for when the patch bay is switched, on the thread of the transfer.
+struct ShortOfMemory final : TransferPreferences {
+  int PatchBayDelay() const override {
+    if (isShort) throw std::bad_alloc();
+    return 0;
+  }
+  bool isShort = true;
+};
+
+TEST_F(SimulatedTransfer, ShortMemoryEndsATransferAndTheNextOneRuns) {
+  const std::size_t dx7 = Plug("yamaha-dx7");
+  Start();
+  ShortOfMemory memory;
+  engine = std::make_unique<TransferEngine>(*services, prompts, &system.out(), &memory);
+  services->SetTransferEngine(engine.get());
+  auto data = Dx7Bank(dx7);
+  data->synth->patchBayFlags = 1;
+  data->synth->patchBayPort = data->synth->midiOutPort;
+  const TransferResult ended = Receive(*data);
+  EXPECT_FALSE(ended.ok);
+  EXPECT_EQ(ended.code, transfer_code::kNoMemory);
+  EXPECT_NE(EndSentence(FactsOf(ended)).find("emory"), std::string::npos) << EndSentence(FactsOf(ended));
+  memory.isShort = false;
+  EXPECT_TRUE(Receive(*data).ok);
+}
 
 TEST_F(SimulatedTransfer, WhatIsReceivedAndSentBackIsTheSame) {
   const std::size_t dx7 = Plug("yamaha-dx7");
