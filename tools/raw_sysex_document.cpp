@@ -14,8 +14,8 @@ std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std:
   std::vector<SysExName> names;
   if (!Recognizer(studio).Recognize(bytes, &recognition).ok()) return names;
   for (const auto& piece : recognition.pieces) {
-    names.push_back({piece.offset, piece.length, piece.instrument + " " + piece.dataType,
-                     piece.checksum == ChecksumVerdict::kBad});
+    names.push_back(
+        {piece.offset, piece.length, piece.instrument + " " + piece.dataType, piece.checksum == ChecksumVerdict::kBad});
   }
   std::sort(names.begin(), names.end(), [](const SysExName& a, const SysExName& b) { return a.offset < b.offset; });
   return names;
