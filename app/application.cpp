@@ -5,7 +5,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QIcon>
-#include <QLabel>
 #include <QPixmap>
 #include <QStatusBar>
 #include <QTimer>
@@ -177,7 +176,7 @@ void CZKApp::UpdateAppTitleBar() {
 
 bool CZKApp::Start() {
   const bool started = sequence_.InitInstance();
-  if (started && frame_ && !restored_.empty()) frame_->statusBar()->showMessage(FromUtf8(restored_));
+  if (started && frame_ && !restored_.empty()) ShowStatus(frame_->statusBar(), ShownUtf8(restored_));
   return started;
 }
 

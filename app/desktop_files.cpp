@@ -164,7 +164,7 @@ bool DesktopFiles::LoadWorkspace(const std::string& path) {
     if (!step.reason.empty()) DebugLog("%s: %s", path.c_str(), step.reason.c_str());
   }
   QStringList told;
-  if (plan.leftOut > 0) told << FromUtf8(LeftOutSentence(plan));
+  if (plan.leftOut > 0) told << ShownUtf8(LeftOutSentence(plan));
   if (left > 0) told << tr("Windows of the desktop that could not be opened: %1.").arg(left);
   if (!told.isEmpty()) frame_.Status(told.join(' '));
   return true;

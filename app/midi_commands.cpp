@@ -14,6 +14,7 @@
 #include "services/program_midi.h"
 #include "services/script_settings.h"
 #include "services/settings.h"
+#include "ui/plain_text.h"
 #include "ui/port_dialogs.h"
 #include "ui/qt_text.h"
 #include "ui/window_base.h"
@@ -61,13 +62,13 @@ void MidiCommands::RegisterScriptChanges() {
   frame_.menus.Register(
       CommandId::MidiUndoSettingsChange,
       {[this, &changes] {
-         frame_.Status(FromUtf8(changes.Undo()));
+         frame_.Status(ShownUtf8(changes.Undo()));
          frame_.menus.Update();
        },
        [&changes] { return changes.CanUndo() ? QString() : tr("No script has changed a preference."); }});
   changes.SetListener([this, token = receiver_.token()](const std::string& sentence) {
     frame_.program.dispatcher().PostTo(token, [this, sentence] {
-      frame_.Status(FromUtf8(sentence));
+      frame_.Status(ShownUtf8(sentence));
       frame_.menus.Update();
     });
   });

@@ -165,7 +165,7 @@ void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::st
   SetBusy(false);
   list_->clear();
   if (result.code == kServerNoTlsCode) {
-    status_->setText(FromUtf8(result.text));
+    status_->setText(ShownUtf8(result.text));
     UpdateState();
     const ModuleServer server = Server();
     const QPointer<InstallFromWebDlg> alive(this);

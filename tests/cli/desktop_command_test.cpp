@@ -20,7 +20,7 @@ TEST(DesktopCommand, ListsTheWindowsOrSaysWhatIsWrong) {
   const CliOutput checked = RunCli({"desktop", "check", file});
   EXPECT_EQ(checked.status, 1);
   EXPECT_EQ(checked.out,
-            "1\tnothing\tThere is no file /a/x?.dat.\n2\twindow\tMIDI monitor\n3\tnothing\tThere are no windows of "
+            "1\tnothing\tThere is no file /a/x\\x0A.dat.\n2\twindow\tMIDI monitor\n3\tnothing\tThere are no windows of "
             "type 9.\n");
   EXPECT_FALSE(checked.err.empty());
   WriteFileText(file, std::string(bytes.begin(), bytes.end() - 1));

@@ -578,6 +578,11 @@ TEST_F(ProgramTest, ThruAndPacingFollowThePreferences) {
   EXPECT_EQ(out.midiXSpace(), 22);
   EXPECT_EQ(out.midiXSlow(), 33);
   EXPECT_EQ(one.program->in().MainPortIn(), 2);
+  const TransferPreferences& asked = one.program->scripts();
+  for (const int ask : {1, 0}) {
+    settings.MainPchPopupSelect(ask);
+    EXPECT_EQ(asked.AskPatchNumber(), ask != 0);
+  }
 }
 
 // A script on a second set of ports: those are not the script's to change, everything else is the program's.

@@ -201,6 +201,7 @@ TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
       {"MainAutoSenseOnProgramExecution", "windows/preference_effects_test.cpp"},
       {"MainReceiveManualBulkDumps", "windows/manual_dump_test.cpp"},
       {"MainIncludeRealTimeEvents", "services/program_test.cpp"},
+      {"MainPchPopupSelect", "services/program_test.cpp"},
       {"MainDelay", "services/program_test.cpp"},
       {"MainDelayMidi", "services/program_test.cpp"},
       {"MainMidiSlow", "services/program_test.cpp"},
