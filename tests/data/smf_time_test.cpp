@@ -108,6 +108,9 @@ TEST(SmfTimes, WaitsAndWrappersComeBack) {
   const Bytes message = {0xF0, 0x7D, 1, 0xF7}, escaped = {0x7D, 0xF0, 0x7E, 0xF7};
   const std::size_t bare = WriteSmfSysEx({}, "").size();
   EXPECT_EQ(WriteSmfSysEx({}, "Name").size(), bare + 8);
+  const Bytes empty = {'M', 'T', 'h', 'd', 0,  0, 0,    6,    0, 0, 0,    1,    1, 0xF4, 'M',  'T', 'r',
+                       'k', 0,   0,   0,   11, 0, 0xFF, 0x51, 3, 7, 0xA1, 0x20, 0, 0xFF, 0x2F, 0};
+  EXPECT_EQ(WriteSmfSysEx({}, ""), empty);
   EXPECT_EQ(WriteSmfSysEx(std::vector<SmfMessage>{{Bytes(), 5}}, "").size(), bare);
   for (const auto& [wait, length] : {std::pair(0u, 1u),
                                      {0x7Fu, 1u},

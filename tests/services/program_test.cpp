@@ -300,6 +300,27 @@ TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
   EXPECT_EQ(basics.out().midiXDelay(), 40);
   basics.ShowTransmitWindow(0);
   EXPECT_EQ(basics.transfers().ShowTransmitWindow(), 0);
+  const std::pair<ScriptSetting, SettingId> settings[] = {
+      {ScriptSetting::DefaultOutPort, SettingId::MainPortOut},
+      {ScriptSetting::DefaultInPort, SettingId::MainPortIn},
+      {ScriptSetting::DefaultMidiChannel, SettingId::MainMidiChannel},
+      {ScriptSetting::EchoMode, SettingId::MainEchoMode},
+      {ScriptSetting::IncludeRealTimeEvents, SettingId::MainIncludeRealTimeEvents},
+      {ScriptSetting::BankRespondToPatchChange, SettingId::MainBankRespondToPatchChange},
+      {ScriptSetting::UpdatePatch, SettingId::MainUpdatePatch},
+      {ScriptSetting::AutoSenseOnProgramExecution, SettingId::MainAutoSenseOnProgramExecution},
+      {ScriptSetting::UseSynchronizedEditing, SettingId::MainUseSynchronizedEditing},
+      {ScriptSetting::ActivateOnMouseOver, SettingId::MainActivateOnMouseOver},
+      {ScriptSetting::ReceiveManualBulkDumps, SettingId::MainReceiveManualBulkDumps},
+      {ScriptSetting::Delay, SettingId::MainDelay},
+      {ScriptSetting::ShowTransmitWindow, SettingId::MainShowTransmitWindow}};
+  for (const auto& [script, id] : settings) {
+    for (const int value : {1, 0, 1}) {
+      services.SetSetting(script, value);
+      EXPECT_EQ(basics.settings().Value(id), value) << Info(id).name;
+      EXPECT_EQ(services.Setting(script), value) << Info(id).name;
+    }
+  }
   EXPECT_EQ(services.PreferencesInt("Version", "Major", -1), 13);
   WindowPlace place{-20, 5, 640, 480};
   EXPECT_TRUE(basics.MainGetLeftTop(0, 1, place));

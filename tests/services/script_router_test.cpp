@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -259,6 +260,16 @@ TEST_F(RouterTest, TheTestEventIsAwaited) {
   awaited([&] { editor.End(); });
   editor = router_.RegisterReceiver(kEditor, [](const ScriptMessage&) -> std::int64_t { return 0; });
   awaited([&] { router_.SetTestEvent(false); });
+}
+
+TEST(ScriptRouterLife, ReceiversMayOutliveTheirRouter) {
+  Dispatcher dispatcher;
+  auto router = std::make_unique<ScriptRouter>(dispatcher, SystemClock());
+  ScriptRouter::Registration kept =
+      router->RegisterReceiver(ScriptReceiver::EditorDocument, [](const ScriptMessage&) { return 1; });
+  router.reset();
+  kept = {};
+  EXPECT_EQ(kept.id(), 0);
 }
 
 }  // namespace
