@@ -249,24 +249,25 @@ TEST_F(CommandsTest, TextIsReadableOnADarkPalette) {
 // A preference that a script changes is told where it is seen, and one command puts it back.
 TEST_F(CommandsTest, SettingsThatAScriptChangedArePutBack) {
   Start();
+  ZKBasics& basics = *program_->basics();
   QAction* undo = frame().ActionOf(CommandId::MidiUndoSettingsChange);
   EXPECT_FALSE(undo->isEnabled());
-  const int channel = basics().MainMidiChannel(-1);
+  const int channel = basics.MainMidiChannel(-1);
   std::thread script([&] {
     Synth synth{};
     CopyText(synth.shortName, "Acme");
     CopyText(synth.typeName, "Patch");
     TransferContext context;
-    MidiMacro(basics().scripts(), context, synth, CompileScript("setDefaultMidiChannel 7 ]").code, {}, 0, 0, 0);
+    MidiMacro(basics.scripts(), context, synth, CompileScript("setDefaultMidiChannel 7 ]").code, {}, 0, 0, 0);
   });
   script.join();
   ASSERT_TRUE(WaitFor([&] { return undo->isEnabled(); }));
-  EXPECT_EQ(basics().MainMidiChannel(-1), 7);
+  EXPECT_EQ(basics.MainMidiChannel(-1), 7);
   EXPECT_EQ(
       frame().statusBar()->currentMessage().toStdString(),
       "A script of the Acme Patch changed \"Default MIDI channel\" from " + std::to_string(channel + 1) + " to 8.");
   undo->trigger();
-  EXPECT_EQ(basics().MainMidiChannel(-1), channel);
+  EXPECT_EQ(basics.MainMidiChannel(-1), channel);
   EXPECT_TRUE(frame().statusBar()->currentMessage().startsWith(QStringLiteral("Put back: ")));
   EXPECT_FALSE(undo->isEnabled());
 }
