@@ -104,7 +104,7 @@ TEST(House, ShownBytesGoThroughTheDoor) {
       "SetStatusTip", "AddEntry", "AddSubmenu", "PlainLabel", "setApplicationDisplayName"};
   const std::vector<std::string> lines = {
       "return found ? FromUtf8(*found) : QString();",  // a picture
-      "const QString name = FromUtf8(name_);",  // a socket
+      "const QString name = FromUtf8(name_);",         // a socket
       "const QString folder = FromUtf8(studio_.facts().ModuleFolder(instrument).string());",
       "if (text.remove('&').remove(QStringLiteral(\"...\")) != FromUtf8(name)) continue;",
       "return FromLatin1(index.column() == kNumber ? document_.NumberText(patch) : document_.GetPatchName(patch));"};

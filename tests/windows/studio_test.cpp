@@ -8,7 +8,6 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QStatusBar>
-#include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
 #include <algorithm>
@@ -18,7 +17,6 @@
 #include "app/first_start.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
-#include "platform/text.h"
 #include "platform/text.h"
 #include "services/settings.h"
 #include "studio/package_install.h"
