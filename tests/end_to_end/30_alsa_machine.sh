@@ -50,7 +50,7 @@ sync
 poweroff -f
 INIT
   chmod +x start/init
-  (cd start && find . | cpio -o -H newc --quiet | gzip -1) >start.gz
+  (cd start && find . | cpio -o -H newc --quiet | gzip -1) >start.part && mv start.part start.gz
 fi
 
 rm -f share/result share/log
