@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "data/data_text.h"
+#include "data/hex_text.h"
 #include "data/maker_names.h"
 #include "data/packed_bytes.h"
 #include "data/synth_fields.h"
@@ -122,6 +123,11 @@ TEST(Records, NumbersInTwoPieces) {
                                                                            {{2}, ""},
                                                                            {{0, 0x20, 0x28}, ""}};
   for (const auto& [id, name] : makers) EXPECT_EQ(MakerName(id), name);
+  std::vector<std::uint8_t> known;
+  for (std::uint8_t id = 0; id < 0x80; ++id) {
+    if (!MakerName(std::span(&id, 1)).empty()) known.push_back(id);
+  }
+  EXPECT_EQ(HexText(known), "01 04 06 07 08 0F 10 11 18 2F 31 33 36 3E 40 41 42 43 44 47 4C 52 54 7D");
 }
 
 TEST(Records, DefinitionTextMayEndOnTheTypeKey) {

@@ -27,8 +27,11 @@ class Buffers : public HistoryTarget {
     return true;
   }
 
+  void HistoryApplied() override { ++applied; }
+
   std::vector<Bytes> bytes;
   std::size_t limit = 1 << 20;
+  int applied = 0;
 };
 
 constexpr BufferId kFirst{0, 0};
@@ -276,6 +279,11 @@ TEST(History, EdgesOfBuffersNamesAndLimits) {
   ASSERT_TRUE(history.Resize(kFirst, 4) && history.Resize(kFirst, 12) && history.Resize({0, 1}, 5));
   ASSERT_TRUE(history.Write(kFirst, 2, {ten.data(), 9}));
   ASSERT_TRUE(history.End());
+  const std::vector<Bytes> wide = buffers.bytes;
+  history.Begin("One byte");
+  ASSERT_TRUE(history.Resize(kFirst, 11));
+  ASSERT_TRUE(history.End() && history.Undo());
+  EXPECT_EQ(buffers.bytes, wide);
   history.Begin("Back and forth");
   ASSERT_TRUE(history.Write(kFirst, 0, two) && history.Write(kFirst, 0, {ten.data(), 2}));
   EXPECT_FALSE(history.End());
@@ -314,8 +322,10 @@ TEST(History, WithoutMemoryUndoLeavesEverythingAsItIs) {
   EXPECT_FALSE(history.GoTo(0));
   EXPECT_EQ(buffers.bytes, now);
   EXPECT_TRUE(history.CanUndo());
+  EXPECT_EQ(buffers.applied, 0);
   buffers.limit = 5000;
   EXPECT_TRUE(history.Undo());
+  EXPECT_EQ(buffers.applied, 1);
   EXPECT_EQ(buffers.bytes[1], Bytes(1000, 5));
 }
 
