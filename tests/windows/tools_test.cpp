@@ -202,6 +202,7 @@ TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
       {"MainReceiveManualBulkDumps", "windows/manual_dump_test.cpp"},
       {"MainIncludeRealTimeEvents", "services/program_test.cpp"},
       {"MainPchPopupSelect", "services/program_test.cpp"},
+      {"MainScriptSeconds", "services/program_test.cpp"},
       {"MainDelay", "services/program_test.cpp"},
       {"MainDelayMidi", "services/program_test.cpp"},
       {"MainMidiSlow", "services/program_test.cpp"},
