@@ -248,7 +248,7 @@ void Recognizer::Rules::TakeDataFile(DataFilePtr data, FoundFile* out) const {
   if (type.instrument.empty() && data->xtra) type.instrument = Latin1ToUtf8(FieldText(data->xtra->instrumentName));
   if (type.instrument.empty()) type.instrument = Latin1ToUtf8(FieldText(data->synth->shortName));
   FoundPiece piece;
-  piece.length = std::min(data->bodySize, data->synth->fileSize);
+  piece.length = std::min(data->bodySize, +data->synth->fileSize);
   piece.checksum = VerifyData(forms && !forms->forms.empty() ? &forms->forms.front() : nullptr, *data);
   contents.recordTypes.push_back(std::move(type));
   piece.type = &contents.recordTypes.back();
@@ -371,7 +371,7 @@ DataFilePtr Recognizer::MakeNew(const ZKDrvList& driver) const {
 void Recognizer::Seal(DataFile* data) const {
   const TypeForms* type = rules_->table.TypeOf(data->synth->driverId);
   if (!type || type->forms.empty() || type->forms.front().byAnswer) return;
-  const std::span<std::uint8_t> image(data->body, std::min(data->bodySize, data->synth->fileSize));
+  const std::span<std::uint8_t> image(data->body, std::min(data->bodySize, +data->synth->fileSize));
   FillFrame(type->forms.front(), *data->synth, image);
   StoreChecksums(type->forms.front(), *data->synth, image);
 }

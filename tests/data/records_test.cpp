@@ -215,9 +215,9 @@ TEST(Records, ValidationRefusesWhatDoesNotFit) {
     change(s);
     const VoiceLayout layout = ValidateSynth(s, 100);
     EXPECT_EQ(layout.problem, "");
-    EXPECT_EQ(layout.numVoices, std::max<std::uint32_t>(1, s.numVoices));
+    EXPECT_EQ(layout.numVoices, std::max<std::uint32_t>(1, +s.numVoices));
     EXPECT_EQ(layout.headerSize + layout.voiceOffset, 6u);
-    EXPECT_EQ(layout.nameLength, s.nameLength);
+    EXPECT_EQ(layout.nameLength, +s.nameLength);
   }
   EXPECT_EQ(ValidateSynth(Synth{}, 77).voiceBytes, 77u);
   EXPECT_EQ(LayoutOf(DataFile{}).problem, "the data has no descriptor");
