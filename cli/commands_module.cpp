@@ -54,7 +54,8 @@ int ModuleList(TerminalText out, TerminalText err, const std::filesystem::path& 
   }
   int code = 0;
   for (const std::string& line : prompts.Log()) code = ModuleFailed(err, line);
-  for (const std::string& problem : Recognizer(studio).problems()) code = ModuleFailed(err, problem);
+  const Recognizer recognizer(studio);
+  for (const std::string& problem : recognizer.problems()) code = ModuleFailed(err, problem);
   return code;
 }
 
