@@ -3,9 +3,11 @@
 
     tests/mutation/sample.py [--seed N] [--count N] [--rooms data,document,services,bank] [--jobs N]
     tests/mutation/sample.py --list        what the seed would choose, without building
+    tests/mutation/sample.py --only FILE   the survivors of an earlier run, whose output FILE is
 
 Works in copies of the source tree below build-mutation, so the tree itself stays as it is.  A mutant that does not
-compile is replaced by another one; a test program that fails, crashes or does not end has caught its mutant.  The
+compile is replaced by another one; a test program that fails, crashes or does not end has caught its mutant.  What the
+tests of its own room pass is tried once more, at the end, with the test programs of the rooms below which it lies.  The
 changes that cannot be noticed because they change nothing stand in equivalent.txt, each with its reason, and are not
 chosen.  Exit status: 0 when at least --goal percent were caught, 1 when fewer, 2 when the unchanged tree fails.
 """
@@ -29,9 +31,12 @@ import mutants  # noqa: E402
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
-# A room, its part of the sample, and the programs that hold its tests.
-ROOMS = {"data": (55, ["test_data"]), "document": (30, ["test_document"]),
-         "services": (50, ["test_services", "test_transfer"]), "bank": (15, ["test_bank"])}
+# A room, its part of the sample, the programs that hold its tests, and those that use the room besides.
+ROOMS = {"data": (55, ["test_data"], ["test_document", "test_bank", "test_studio", "test_cli"]),
+         "document": (30, ["test_document"], ["test_bank", "test_studio"]),
+         "services": (50, ["test_services", "test_transfer"], ["test_cli"]),
+         "bank": (15, ["test_bank"], ["test_cli"])}
+OWN, FURTHER = 1, 2  # columns of ROOMS
 HEADER_USERS = 8  # a header that more files include is left alone: each of its mutants would take minutes
 MEMORY = 6 << 30
 
@@ -50,6 +55,30 @@ def equivalents():
 def key_of(name, text, mutant):
     line = text.split("\n")[mutants.line_of(text, mutant) - 1]
     return name, line.strip(), mutants.shown(text, mutant)
+
+
+def label_of(chosen):
+    """The change as it is printed, which --only reads again."""
+    name, text, mutant = chosen
+    column = mutant.start - text.rfind("\n", 0, mutant.start)
+    return f"{name}:{mutants.line_of(text, mutant)}:{column}  {mutant.kind}: {mutants.shown(text, mutant)}"
+
+
+def survivors_of(path):
+    """(room, mutant) of the survivors that an earlier run printed; one whose line has changed since is named and left out."""
+    found = []
+    with open(path, encoding="utf-8") as file:
+        labels = [line[len("survived"):].strip() for line in file if line.startswith("survived ")]
+    for label in labels:
+        name = label.split(":")[0]
+        with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+            text = file.read()
+        same = [(name, text, mutant) for mutant in mutants.mutants_of(text) if label_of((name, text, mutant)) == label]
+        if same:
+            found.append((name.split("/")[0], same[0]))
+        else:
+            print(f"no longer there: {label}")
+    return found
 
 
 def sources(room, wide_headers):
@@ -169,14 +198,14 @@ def limits():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
-def try_mutant(tree, room, usual, chosen):
+def try_mutant(tree, programs, usual, chosen):
     """(verdict, how) of one mutant, None when it does not compile."""
     name, text, mutant = chosen
     tree.write(name, mutants.apply(text, mutant))
     try:
-        if not tree.make(ROOMS[room][1]):
+        if not tree.make(programs):
             return None
-        for program in ROOMS[room][1]:
+        for program in programs:
             result, _ = tree.run(program, 20 + 5 * usual[program])
             if result != "passed":
                 return "caught", f"{program} {result}"
@@ -185,23 +214,73 @@ def try_mutant(tree, room, usual, chosen):
         tree.restore(name)
 
 
-def work(tree, jobs, usual, results, lock):
-    while True:
-        try:
-            room, chooser = jobs.get_nowait()
-        except queue.Empty:
-            return
+def in_threads(trees, rows, task):
+    """task(tree, row) of every row, in every tree at a time."""
+    jobs = queue.Queue()
+    for row in rows:
+        jobs.put(row)
+
+    def work(tree):
+        while True:
+            try:
+                row = jobs.get_nowait()
+            except queue.Empty:
+                return
+            task(tree, row)
+
+    threads = [threading.Thread(target=work, args=(tree,)) for tree in trees]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+
+
+class Run:
+    """The trees, how long each program takes on the unchanged source, and the verdicts."""
+
+    def __init__(self, count):
+        self.trees = [Tree(number) for number in range(count)]
+        self.usual = {}
+        self.results = []  # (room, kind, verdict, what was changed)
+
+    def prepare(self, programs):
+        """Builds and runs the unchanged source; says what is wrong with it, or nothing."""
+        for tree in self.trees:
+            if not tree.prepare(programs):
+                return f"does not build: ninja -C {tree.build} {' '.join(programs)}"
+            for program in programs:
+                result, self.usual[program] = tree.run(program, 300)
+                if result != "passed":
+                    return f"fails: {program} {result}"
+        return ""
+
+    def try_own(self, tree, row):
+        room, next_mutant = row
         verdict = None
         while verdict is None:
-            chosen = chooser.take()
+            chosen = next_mutant()
             if chosen is None:
                 return
-            verdict = try_mutant(tree, room, usual, chosen)
-        name, text, mutant = chosen
-        with lock:
-            results.append((room, mutant.kind, verdict[0]))
-            print(f"{verdict[0]:8} {name}:{mutants.line_of(text, mutant)}  {mutant.kind}: {mutants.shown(text, mutant)}"
-                  + (f"  [{verdict[1]}]" if verdict[1] else ""), flush=True)
+            verdict = try_mutant(tree, ROOMS[room][OWN], self.usual, chosen)
+        self.results.append((room, chosen[2].kind, verdict[0], chosen))
+        say(verdict, chosen)
+
+    def try_further(self, tree, row):
+        room, kind, _, chosen = self.results[row]
+        verdict = try_mutant(tree, ROOMS[room][FURTHER], self.usual, chosen) or ("survived", "does not build there")
+        self.results[row] = (room, kind, verdict[0], chosen)
+        say(verdict, chosen)
+
+    def survivors(self):
+        return [row for row, result in enumerate(self.results) if result[2] == "survived"]
+
+
+def say(verdict, chosen):
+    print(f"{verdict[0]:8} {label_of(chosen)}" + (f"  [{verdict[1]}]" if verdict[1] else ""), flush=True)
+
+
+def programs_of(rooms, column):
+    return sorted({program for room in rooms for program in ROOMS[room][column]})
 
 
 def totals(results, label, column):
@@ -227,49 +306,53 @@ def main():
     parser.add_argument("--jobs", type=int, default=1)
     parser.add_argument("--goal", type=int, default=85)
     parser.add_argument("--list", action="store_true")
+    parser.add_argument("--only", metavar="FILE")
     options = parser.parse_args()
     rooms = options.rooms.split(",")
-    programs = [program for room in rooms for program in ROOMS[room][1]]
     share = parts(rooms, options.count)
     known = equivalents()
     if options.list:
         for room in rooms:
             chooser = Room(room, options.seed, set(), known)
             for _ in range(share[room]):
-                name, text, mutant = chooser.take()
-                print(f"{name}:{mutants.line_of(text, mutant)}  {mutant.kind}: {mutants.shown(text, mutant)}")
+                print(label_of(chooser.take()))
         return 0
+    chosen = survivors_of(options.only) if options.only else []
+    if options.only:
+        rooms = sorted({room for room, _ in chosen})
     lock_trees()
-    trees = [Tree(number) for number in range(options.jobs)]
-    usual = {}
-    for tree in trees:
-        if not tree.prepare(programs):
-            print(f"the unchanged tree does not build: ninja -C {tree.build} {' '.join(programs)}")
-            return 2
-        for program in programs:
-            result, usual[program] = tree.run(program, 300)
-            if result != "passed":
-                print(f"the unchanged tree fails: {program} {result}")
-                return 2
-    wide = trees[0].wide_headers()
-    print(f"seed {options.seed}, {options.count} mutants: " + ", ".join(f"{room} {share[room]}" for room in rooms), flush=True)
-    choosers = {room: Room(room, options.seed, wide, known) for room in rooms}
-    order = [room for room in rooms for _ in range(share[room])]
-    random.Random(options.seed).shuffle(order)  # a run that is stopped has a bit of every room
-    jobs = queue.Queue()
-    for room in order:
-        jobs.put((room, choosers[room]))
-    results, lock = [], threading.Lock()
-    threads = [threading.Thread(target=work, args=(tree, jobs, usual, results, lock)) for tree in trees]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    totals(results, "kind", 1)
-    totals(results, "room", 0)
-    caught = sum(row[2] == "caught" for row in results)
-    print(f"{caught} of {len(results)} caught, {100 * caught / max(1, len(results)):.0f} percent")
-    return 0 if caught * 100 >= options.goal * len(results) else 1
+    run = Run(options.jobs)
+    wrong = run.prepare(programs_of(rooms, OWN))
+    if wrong:
+        print(f"the unchanged tree {wrong}")
+        return 2
+    if options.only:
+        order = [(room, iter([mutant, None]).__next__) for room, mutant in chosen]
+    else:
+        print(f"seed {options.seed}, {options.count} mutants: " + ", ".join(f"{room} {share[room]}" for room in rooms),
+              flush=True)
+        wide = run.trees[0].wide_headers()
+        choosers = {room: Room(room, options.seed, wide, known) for room in rooms}
+        order = [(room, choosers[room].take) for room in rooms for _ in range(share[room])]
+        random.Random(options.seed).shuffle(order)  # a run that is stopped has a bit of every room
+    in_threads(run.trees, order, run.try_own)
+    return finish(run, options.goal)
+
+
+def finish(run, goal):
+    """The second step for what survived, and the totals."""
+    left = run.survivors()
+    print(f"tests of the rooms: {len(run.results) - len(left)} of {len(run.results)} caught", flush=True)
+    wrong = run.prepare(programs_of({run.results[row][0] for row in left}, FURTHER)) if left else ""
+    if wrong:
+        print(f"the unchanged tree {wrong}")
+        return 2
+    in_threads(run.trees, left, run.try_further)
+    totals(run.results, "kind", 1)
+    totals(run.results, "room", 0)
+    caught = len(run.results) - len(run.survivors())
+    print(f"{caught} of {len(run.results)} caught, {100 * caught / max(1, len(run.results)):.0f} percent")
+    return 0 if caught * 100 >= goal * len(run.results) else 1
 
 
 if __name__ == "__main__":
