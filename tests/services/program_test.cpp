@@ -68,7 +68,9 @@ class Recorder final : public StartStopHost, public DocumentsHost, public Studio
   void SetManuals(const std::vector<Manual>& list, bool menu) override {
     Note("manuals " + std::to_string(list.size()) + (menu ? " menu" : ""));
   }
+  void RegisterFileTypes() override { Note("file types"); }
   void ShowMainFrame() override { Note("show"); }
+  void ShowSplash(const std::string& picture, int) override { Note("splash " + picture); }
   void ZKEditOnFirstOpen() override { Note("first open"); }
   void LoadRecentFiles(int entries) override { Note("recent " + std::to_string(entries)); }
   void CloseMainWindow() override { Note("close window"); }
@@ -139,36 +141,28 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
     EXPECT_EQ(GetPrivateProfileString("Preferences", "ExtendedMode", "-", Path("config/Corvane/Tonalith/v13/ZK.ini")),
               "0");
   }
-  EXPECT_EQ(host.notes, (std::vector<std::string>{"framework",
-                                                  "edit init",
-                                                  "services",
-                                                  "monitor",
-                                                  "frame",
-                                                  "manuals 0",
-                                                  "show",
-                                                  "first open",
-                                                  "recent 4",
-                                                  "studio 0",
-                                                  "recovery",
-                                                  "open /x/one.PVS",
-                                                  "open /x/two.syx",
-                                                  "save desktop",
-                                                  "close window",
-                                                  "clean bank",
-                                                  "clean studio",
-                                                  "clean bitmap",
-                                                  "clean set",
-                                                  "clean library",
-                                                  "clean monitor",
-                                                  "clean view",
-                                                  "sequencer",
-                                                  "edit cleanup",
-                                                  "exit"}));
+  EXPECT_EQ(host.notes, (std::vector<std::string>{"framework",       "edit init",
+                                                  "services",        "monitor",
+                                                  "file types",      "frame",
+                                                  "manuals 0",       "show",
+                                                  "first open",      "recent 4",
+                                                  "studio 0",        "recovery",
+                                                  "open /x/one.PVS", "open /x/two.syx",
+                                                  "save desktop",    "close window",
+                                                  "clean bank",      "clean studio",
+                                                  "clean bitmap",    "clean set",
+                                                  "clean library",   "clean monitor",
+                                                  "clean view",      "sequencer",
+                                                  "edit cleanup",    "exit"}));
   EXPECT_TRUE(host.prompts.Log().empty());
   host.notes.clear();
   StartStop again(host, CommandLine::Parse({"--config-root", root_}));
   ASSERT_TRUE(again.InitInstance());
   EXPECT_EQ(host.notes[host.notes.size() - 2], "desktop " + again.program()->paths().DefaultDesktopFile());
+  again.program()->settings().MainAutoSaveLoadDesktop(0);
+  host.notes.clear();
+  again.ExitInstance();
+  EXPECT_EQ(host.notes.front(), "close window") << "the desktop is only saved for who wants it";
 }
 
 TEST_F(ProgramTest, DebugModeShowsTheStepsAndRefusalsEndTheStart) {
@@ -340,6 +334,13 @@ TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
   EXPECT_EQ(code.size(), 2u);
   EXPECT_EQ(code[0], 7);
   EXPECT_TRUE(services.Macro(255).empty());
+  // A script may still run in the code of a table that was exchanged; the last 64 stay.
+  table = std::make_shared<MacroTable>();
+  const std::weak_ptr<MacroTable> exchanged = table;
+  for (int i = 0; i < 65; ++i) basics.SetEditMacros(i > 0 ? std::make_shared<MacroTable>() : std::move(table));
+  EXPECT_FALSE(exchanged.expired());
+  basics.SetEditMacros(nullptr);
+  EXPECT_TRUE(exchanged.expired());
 
   std::uint8_t bytes[4] = {};
   EXPECT_EQ(services.DiskRead(bytes), 0u);
@@ -521,6 +522,15 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
   EXPECT_EQ(a.Ask(MainWindowMessage::TransmitFile, 1, address), 0);
   EXPECT_EQ(a.program->mainWindow().SendMessage(MainWindowMessage::TransmitFile, 1, address), 1);
   EXPECT_TRUE(a.dispatcher.RunUntil([&] { return a.heard == 4; }, SystemClock().NowUs() + 5'000'000));
+  EXPECT_EQ(a.program->mainWindow().SendMessage(MainWindowMessage::TransmitFile, 2, address), 0);
+  b->program->CloseMidiPorts();
+  for (const int port : {0, 1})
+    EXPECT_EQ(b->program->mainWindow().SendMessage(MainWindowMessage::TransmitFile, port, address), 0);
+  const auto refusals = b->prompts.Log();
+  ASSERT_EQ(a.prompts.Log().size() * 10 + refusals.size(), 12U);
+  EXPECT_NE(a.prompts.Log()[0].find("There is no MIDI OUT port 2."), std::string::npos);
+  for (const std::string& told : refusals)
+    EXPECT_NE(told.find("There is no MIDI OUT port to send to."), std::string::npos);
 
   // Data that a thread releases is told on each one's main thread; the end of one leaves the other at work.
   std::vector<char> told;
