@@ -7,7 +7,7 @@
 
 Works in copies of the source tree below build-mutation, so the tree itself stays as it is.  A mutant that does not
 compile is replaced by another one; a test program that fails, crashes or does not end has caught its mutant.  What the
-tests of its own room pass is tried once more, at the end, with the test programs of the rooms below which it lies.  The
+tests of its own room pass is tried once more, at the end, with the test programs of other rooms that use it.  The
 changes that cannot be noticed because they change nothing stand in equivalent.txt, each with its reason, and are not
 chosen.  Exit status: 0 when at least --goal percent were caught, 1 when fewer, 2 when the unchanged tree fails.
 """
