@@ -16,6 +16,7 @@ import fcntl
 import os
 import queue
 import random
+import re
 import resource
 import shutil
 import signal
@@ -66,10 +67,13 @@ def label_of(chosen):
 
 def survivors_of(path):
     """(room, mutant) of the survivors that an earlier run printed; one whose line has changed since is named and left out."""
-    found = []
+    found, last = [], {}  # what the first step let pass stands there once more with the verdict of the second
     with open(path, encoding="utf-8") as file:
-        labels = [line[len("survived"):].strip() for line in file if line.startswith("survived ")]
-    for label in labels:
+        for line in file:
+            if line.startswith(("survived ", "caught ")):
+                verdict, label = line.split(None, 1)
+                last[re.sub(r"  \[[^\]]*\]$", "", label.rstrip())] = verdict
+    for label in (label for label, verdict in last.items() if verdict == "survived"):
         name = label.split(":")[0]
         with open(os.path.join(ROOT, name), encoding="utf-8") as file:
             text = file.read()
