@@ -52,4 +52,6 @@ measure "identify, banks in one message" "$WORK/bank-many.syx" identify "$WORK/b
 measure "identify, single patches" "$WORK/single-many.syx" identify "$WORK/single-many.syx"
 measure "identify, banks of single messages" "$WORK/slots-many.syx" identify "$WORK/slots-many.syx"
 measure "names, banks in one message" "$WORK/bank-many.syx" names "$WORK/bank-many.syx"
+measure "names, single patches" "$WORK/single-many.syx" names "$WORK/single-many.syx"
+measure "names, banks of single messages" "$WORK/slots-many.syx" names "$WORK/slots-many.syx"
 measure "import, one of the banks" "$WORK/bank-many.syx" import "$WORK/bank-many.syx" "$WORK/one.dat" --piece 5000

@@ -80,9 +80,12 @@ int RunIdentify(const std::vector<std::string>& args, std::istream& in, Terminal
   if (!result.ok()) {
     return CliFailure(err, "identify", result.text);
   }
-  for (const FoundPiece& piece : file.found.pieces)
-    out << piece.offset << "\t" << piece.length << "\t" << piece.type->instrument << "\t" << piece.type->dataType
-        << "\t" << std::string_view(ChecksumVerdictText(piece.checksum)) << "\n";
+  {
+    TerminalBlocks lines(out);
+    for (const FoundPiece& piece : file.found.pieces)
+      lines << piece.offset << "\t" << piece.length << "\t" << piece.type->instrument << "\t" << piece.type->dataType
+            << "\t" << std::string_view(ChecksumVerdictText(piece.checksum)) << "\n";
+  }
   NoteLeftOvers(file.found, err);
   return 0;
 }
@@ -109,17 +112,20 @@ int RunNames(const std::vector<std::string>& args, std::istream& in, TerminalTex
   }
   const bool anyNames = std::any_of(file.found.pieces.begin(), file.found.pieces.end(),
                                     [](const FoundPiece& piece) { return piece.type->hasNames; });
-  bool printed = false;
-  DataFilePtr data;
-  for (const FoundPiece& piece : file.found.pieces) {
-    if (type.empty() ? anyNames && !piece.type->hasNames : !SameType(*piece.type, type)) continue;
-    if (!file.recognizer->Remake(file.found, piece, &data))
-      return CliFailure(err, "names", "There is not enough memory.");
-    for (const PatchLine& line : file.recognizer->Patches(*data)) {
-      PrintPatch(out, line);
+  bool printed = false, enough = true;
+  {
+    TerminalBlocks lines(out);
+    const PatchVisitor print = [&](const PatchView& patch) {
+      PrintPatch(lines, patch);
       printed = true;
+    };
+    for (const FoundPiece& piece : file.found.pieces) {
+      if (type.empty() ? anyNames && !piece.type->hasNames : !SameType(*piece.type, type)) continue;
+      enough = file.recognizer->VisitPatches(file.found, piece, print);
+      if (!enough) break;
     }
   }
+  if (!enough) return CliFailure(err, "names", "There is not enough memory.");
   if (!printed) {
     return CliFailure(
         err, "names",

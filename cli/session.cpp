@@ -180,8 +180,18 @@ std::string DataTitle(const DataFile& dataFile) {
   return Latin1ToUtf8(TransferInstrumentName(dataFile) + " " + FieldText(dataFile.synth->typeName));
 }
 
+void PrintPatch(TerminalBlocks& out, const PatchView& patch) {
+  out << patch.slot << "\t" << patch.number << "\t";
+  if (IsPlainAscii(patch.name))
+    out << patch.name;
+  else
+    out << Latin1ToUtf8(patch.name);
+  out << "\n";
+}
+
 void PrintPatch(TerminalText out, const PatchLine& line) {
-  out << line.slot << "\t" << line.number << "\t" << Latin1ToUtf8(line.name) << "\n";
+  TerminalBlocks block(out);
+  PrintPatch(block, PatchView{line.slot, line.number, line.name});
 }
 
 }  // namespace tonalith

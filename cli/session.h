@@ -92,6 +92,7 @@ Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_
 // "Yamaha DX7 Voice Bank", UTF-8.
 std::string DataTitle(const DataFile& dataFile);
 // "slot, number as displayed, name", tab separated: a line of `names`.
+void PrintPatch(TerminalBlocks& out, const PatchView& patch);
 void PrintPatch(TerminalText out, const PatchLine& line);
 
 }  // namespace tonalith

@@ -11,10 +11,11 @@ namespace tonalith {
 
 namespace {
 
-// Removes blanks and zero bytes at the end.
-void TrimEnd(char* text) {
+// Removes blanks at the end; the length that is left.
+std::size_t TrimEnd(char* text) {
   std::size_t n = std::strlen(text);
   while (n > 0 && text[n - 1] == ' ') text[--n] = 0;
+  return n;
 }
 
 std::span<const std::uint8_t> FromHeader(std::span<const std::uint8_t> image, std::uint32_t headerSize) {
@@ -78,12 +79,17 @@ void GetPatchName(const DataFile* df, int patch, char* out) {
     if (patch >= 2 && static_cast<std::uint32_t>(patch) >= s.numVoices) return;
     return CopyStored(out, StoredName(*df, static_cast<std::uint32_t>(patch)));
   }
-  const VoiceLayout layout = LayoutOf(*df);
-  if (layout.nameLength == 0) return;
-  BankDispString(&s, FromHeader(BodySpan(*df), s.headerSize), out, layout.nameLength, SlotOffset(s, patch),
-                 s.nameOffset, s.nameFormat);
+  PatchNameInImage(s, LayoutOf(*df), BodySpan(*df), patch, out);
+}
+
+std::size_t PatchNameInImage(const Synth& s, const VoiceLayout& layout, std::span<const std::uint8_t> image, int patch,
+                             char* out) {
+  out[0] = 0;
+  if (layout.nameLength == 0) return 0;
+  BankDispString(&s, FromHeader(image, s.headerSize), out, layout.nameLength, SlotOffset(s, patch), s.nameOffset,
+                 s.nameFormat);
   if (layout.nameLength < kNameBuffer) out[layout.nameLength] = 0;
-  TrimEnd(out);
+  return TrimEnd(out);
 }
 
 std::string GetPatchName(const DataFile& dataFile, int patch) {

@@ -52,6 +52,10 @@ std::string DFGetName(const DataFile& dataFile);
 // One voice's name.  out takes kNameBuffer bytes; empty when there is none.
 void GetPatchName(const DataFile* dataFile, int patch, char* out);
 std::string GetPatchName(const DataFile& dataFile, int patch);
+// The same for names that lie in an image; `layout` is that of the image.  Returns the length of the name.
+std::size_t PatchNameInImage(const Synth& synth, const VoiceLayout& layout, std::span<const std::uint8_t> image,
+                             int patch, char* out);
+
 // What of a text the names of some data hold.
 struct NameFit {
   std::string name;                  // Latin-1, as it will be read back but for blanks at the end

@@ -21,9 +21,7 @@ constexpr CodeRange kHidden[] = {
     {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE007F},
 };
 
-std::string Escaped(std::string_view text, bool severalLines) {
-  std::string out;
-  out.reserve(text.size());
+void AppendEscaped(std::string& out, std::string_view text, bool severalLines) {
   while (!text.empty()) {
     const std::string_view rest = text;
     const auto code = TakeUtf8(text);
@@ -37,7 +35,6 @@ std::string Escaped(std::string_view text, bool severalLines) {
       out += Printf(*code < 0xA0 ? "\\x%02X" : "\\u{%X}", static_cast<unsigned>(*code));
     }
   }
-  return out;
 }
 
 }  // namespace
@@ -47,8 +44,22 @@ bool IsHiddenCharacter(char32_t code) {
                      [code](CodeRange range) { return code >= range.first && code <= range.last; });
 }
 
+bool IsPlainAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < 0x7F; });
+}
+
+void AppendPlainLine(std::string& out, std::string_view text) {
+  if (IsPlainAscii(text))
+    out += text;
+  else
+    AppendEscaped(out, text, false);
+}
+
 std::string PlainLine(std::string_view text) {
-  return Escaped(text, false);
+  std::string out;
+  out.reserve(text.size());
+  AppendPlainLine(out, text);
+  return out;
 }
 
 std::string PlainSentence(std::string_view text) {
@@ -64,7 +75,10 @@ std::string PlainSentence(std::string_view text) {
 }
 
 std::string PlainLines(std::string_view text) {
-  return Escaped(text, true);
+  std::string out;
+  out.reserve(text.size());
+  AppendEscaped(out, text, true);
+  return out;
 }
 
 std::u32string ShownLine(std::u32string_view text, std::size_t limit) {

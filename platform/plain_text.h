@@ -16,6 +16,10 @@ bool IsHiddenCharacter(char32_t code);
 // One line for a terminal or a log.  `text` should be UTF-8; hidden characters up to U+009F and bytes that are no UTF-8
 // become \xNN, other hidden characters \u{N}; everything else stays as it is.
 std::string PlainLine(std::string_view text);
+// The same behind what `out` holds.
+void AppendPlainLine(std::string& out, std::string_view text);
+// Nothing but visible ASCII and blanks: the same text in Latin-1 and UTF-8, and its own plain line.
+bool IsPlainAscii(std::string_view text);
 // As PlainLine for a sentence that may be laid out in several lines: each of its line ends becomes one blank.
 std::string PlainSentence(std::string_view text);
 // As PlainLine; tabs and line ends (line feeds, alone or behind a carriage return) stay.

@@ -19,7 +19,10 @@ const TerminalText& TerminalText::operator<<(OwnText text) const {
 }
 
 const TerminalText& TerminalText::Line(std::string_view text) const {
-  Write(*stream_, PlainLine(text));
+  if (IsPlainAscii(text))
+    Write(*stream_, text);
+  else
+    Write(*stream_, PlainLine(text));
   return *this;
 }
 
@@ -39,6 +42,11 @@ void TerminalText::Flush() const {
 
 bool TerminalText::Takes() const {
   return static_cast<bool>(*stream_);
+}
+
+void TerminalBlocks::HandOn() {
+  out_.Bytes({reinterpret_cast<const std::uint8_t*>(collected_.data()), collected_.size()});
+  collected_.clear();
 }
 
 void WriteErrorLine(std::string_view text) {

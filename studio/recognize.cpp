@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <deque>
+#include <unordered_map>
 
 #include "data/container.h"
-#include "data/patch_names.h"
 #include "platform/byte_window.h"
 #include "platform/text.h"
 #include "studio/file_messages.h"
+#include "studio/patch_list.h"
 #include "studio/recognize_match.h"
 #include "studio/studio_document.h"
 #include "studio/type_forms.h"
@@ -17,15 +18,13 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::uint32_t kNoPlan = 0xFFFFFFFF;
-
-// What a piece of SysEx is made from.
-struct PieceSource {
-  FormIndex form;
-  std::uint32_t first = 0;        // its message
-  std::uint32_t plan = kNoPlan;   // of a piece that is more than this message
-  std::int32_t patchNumber = -1;  // of that message
-  std::int16_t channel = -1;
+// Patches of a type as they are listed.
+struct TypeListing {
+  PatchNumbers numbers;
+  // Of images in one message: those of the size before.
+  std::uint32_t size = 0;
+  Synth synth{};
+  VoiceLayout layout;
 };
 
 // Marks every voice of a bank as empty but those in `slots`.
@@ -80,11 +79,6 @@ bool IsDataFile(std::span<const std::uint8_t> file) {
   return id == ChunkId("FORM") || id == ChunkId("MROF") || id == ChunkId("PROP");
 }
 
-// Voices of a bank that hold nothing.
-bool VoiceIsEmpty(const DataFile& data, std::uint32_t voice) {
-  return data.synth->isBank && data.emptyMap && MapBit(data.emptyMap, data.emptyMapSize, voice);
-}
-
 // The checksums of an image.  `isEmpty` tells which voices have none.
 template <typename IsEmpty>
 ChecksumVerdict VerifyImage(const RecognizeRule* rule, const Synth& synth, std::span<const std::uint8_t> body,
@@ -119,10 +113,11 @@ ChecksumVerdict VerifyData(const RecognizeRule* rule, const DataFile& data) {
 
 struct FoundFile::Contents {
   FileMessages messages;
-  std::vector<PieceSource> sources;
   std::vector<PieceMatch> plans;  // without their bodies
   std::vector<DataFilePtr> records;
   std::deque<FoundType> recordTypes;
+  std::unordered_map<std::uint32_t, TypeListing> listings;  // by type
+  DataFilePtr listed;                                       // of the piece that was listed last
 };
 
 FoundFile::FoundFile() = default;
@@ -136,12 +131,22 @@ struct Recognizer::Rules {
   std::vector<FoundType> found;  // for each type of the table
 
   explicit Rules(const ZKStudioDoc& document);
-  bool TakePiece(FoundFile* file, std::uint32_t first, std::int64_t* budget) const;
+  // What is found with the matches of the pieces before, whose memory is used again.
+  struct Search {
+    std::int64_t budget = 0;
+    PieceMatch match, best;
+  };
+  bool TakePiece(FoundFile* file, std::uint32_t first, Search* search) const;
   void AddPiece(FoundFile* file, const FormIndex& form, PieceMatch* match) const;
   ChecksumVerdict VerifyMatch(const FoundFile& file, const FormIndex& form, PieceMatch* match) const;
   void TakeDataFile(DataFilePtr data, FoundFile* out) const;
   void TakeList(ListFile* list, FoundFile* out) const;
-  bool FillNew(const FoundFile& file, const PieceSource& source, DataFilePtr* data) const;
+  // Of a piece of SysEx.
+  FormIndex FormOf(const FoundPiece& piece) const {
+    return {static_cast<std::uint32_t>(piece.type - found.data()), piece.form};
+  }
+  bool FillNew(const FoundFile& file, const FoundPiece& piece, DataFilePtr* data) const;
+  std::span<const std::uint8_t> ImageInFile(const FoundFile& file, const FoundPiece& piece) const;
 };
 
 Recognizer::Rules::Rules(const ZKStudioDoc& document) : studio(document) {
@@ -160,11 +165,14 @@ ChecksumVerdict Recognizer::Rules::VerifyMatch(const FoundFile& file, const Form
   const RecognizeRule& rule = table.Form(form);
   const RecognizeRule* verify = rule.verify.empty() ? &type.forms.front() : &rule;
   const std::vector<FileMessage>& messages = file.contents_->messages.list;
-  Synth synth = *type.driver->synth();
+  const Synth& synth = *type.driver->synth();
   if (IsWholeMessage(rule, synth)) {
     const std::span<const std::uint8_t> image = messages[match->messages.front()].bytes;
-    if (synth.fileSize != image.size()) AdoptSize(&synth, static_cast<std::uint32_t>(image.size()));
-    return VerifyImage(verify, synth, image, [](std::uint32_t) { return false; });
+    const auto noneIsEmpty = [](std::uint32_t) { return false; };
+    if (synth.fileSize == image.size()) return VerifyImage(verify, synth, image, noneIsEmpty);
+    Synth adopted = synth;
+    AdoptSize(&adopted, static_cast<std::uint32_t>(image.size()));
+    return VerifyImage(verify, adopted, image, noneIsEmpty);
   }
   const std::span<const std::uint8_t> initial = BodySpan(*type.driver->dataFile);
   BuildMatchBody(rule, synth, messages, initial, match);
@@ -204,29 +212,37 @@ void Recognizer::Rules::AddPiece(FoundFile* file, const FormIndex& form, PieceMa
       piece.checksum = ChecksumVerdict::kOk;
   }
   if (LacksMessage(table, contents.messages, first, last, piece.checksum)) piece.checksum = ChecksumVerdict::kBad;
-  piece.place = static_cast<std::uint32_t>(contents.sources.size());
-  PieceSource source{form, first, kNoPlan, match->patchNumber, static_cast<std::int16_t>(match->channel)};
-  if (!IsWholeMessage(rule, *found[form.type].driver->synth())) {
-    source.plan = static_cast<std::uint32_t>(contents.plans.size());
+  static_assert(sizeof(FoundPiece) <= 32);
+  static_assert(kMostForms <= 256);
+  piece.form = static_cast<std::uint8_t>(form.form);
+  piece.planned = !IsWholeMessage(rule, *found[form.type].driver->synth());
+  if (piece.planned) {
+    piece.place = static_cast<std::uint32_t>(contents.plans.size());
     std::vector<std::uint8_t>().swap(match->body);
     contents.plans.push_back(std::move(*match));
+  } else {
+    piece.place = first;
+    if (match->patchNumber >= 0) piece.patchNumber = static_cast<std::uint16_t>(match->patchNumber);
+    piece.channel = static_cast<std::int16_t>(match->channel);
   }
-  contents.sources.push_back(source);
   file->pieces.push_back(piece);
 }
 
 // The best piece that begins with a message: the one that explains most bytes, then the one whose context is there,
 // then the one whose type comes first.
-bool Recognizer::Rules::TakePiece(FoundFile* file, std::uint32_t first, std::int64_t* budget) const {
+bool Recognizer::Rules::TakePiece(FoundFile* file, std::uint32_t first, Search* search) const {
   std::vector<FileMessage>& messages = file->contents_->messages.list;
-  PieceMatch best;
+  PieceMatch& best = search->best;
+  PieceMatch& match = search->match;
+  best.Clear();
   const FormIndex* bestForm = nullptr;
   for (const FormIndex& index : table.Candidates(messages[first])) {
-    PieceMatch match;
-    if (!MatchRule(table.Form(index), *table.types()[index.type].driver->synth(), messages, first, budget, &match) ||
+    match.Clear();
+    if (!MatchRule(table.Form(index), *table.types()[index.type].driver->synth(), messages, first, &search->budget,
+                   &match) ||
         match.bytes < best.bytes || (match.bytes == best.bytes && (best.context >= 0 || match.context < 0)))
       continue;
-    best = std::move(match);
+    std::swap(best, match);
     bestForm = &index;
   }
   if (!bestForm) return false;
@@ -267,9 +283,10 @@ void Recognizer::Rules::TakeList(ListFile* list, FoundFile* out) const {
 }
 
 // Fills the data of a piece into `*data`: new data of its type, or that of a piece of the same type.
-bool Recognizer::Rules::FillNew(const FoundFile& file, const PieceSource& source, DataFilePtr* data) const {
-  const TypeForms& type = table.types()[source.form.type];
-  const RecognizeRule& rule = table.Form(source.form);
+bool Recognizer::Rules::FillNew(const FoundFile& file, const FoundPiece& piece, DataFilePtr* data) const {
+  const FormIndex form = FormOf(piece);
+  const TypeForms& type = table.types()[form.type];
+  const RecognizeRule& rule = table.Form(form);
   const Synth& fresh = *type.driver->synth();
   const std::span<const std::uint8_t> initial = BodySpan(*type.driver->dataFile);
   const FoundFile::Contents& contents = *file.contents_;
@@ -283,10 +300,13 @@ bool Recognizer::Rules::FillNew(const FoundFile& file, const PieceSource& source
   DataFile* made = data->get();
   if (!made || !made->body) return false;
   PieceMatch match;
-  match.messages = {source.first};
-  match.channel = source.channel;
-  match.patchNumber = source.patchNumber;
-  if (source.plan != kNoPlan) match = contents.plans[source.plan];
+  if (piece.planned) {
+    match = contents.plans[piece.place];
+  } else {
+    match.messages = {piece.place};
+    match.channel = piece.channel;
+    if (piece.patchNumber != FoundPiece::kNoPatchNumber) match.patchNumber = piece.patchNumber;
+  }
   BuildMatchBody(rule, fresh, contents.messages.list, initial, &match);
   const auto size = static_cast<std::uint32_t>(match.body.size());
   if (made->synth->fileSize != size) {
@@ -299,6 +319,16 @@ bool Recognizer::Rules::FillNew(const FoundFile& file, const PieceSource& source
   if (made->xtra) made->xtra->hasNoSysEx = 0;
   MarkVoices(made, match.slots);
   return true;
+}
+
+// The image of a piece where it stands in the file; empty when its data is more than these bytes.
+std::span<const std::uint8_t> Recognizer::Rules::ImageInFile(const FoundFile& file, const FoundPiece& piece) const {
+  const DataFile& fresh = *piece.type->driver->dataFile;
+  if (piece.planned || fresh.synth->namesSeparate) return {};
+  const std::span<const std::uint8_t> image = file.contents_->messages.list[piece.place].bytes;
+  // What new data holds behind its image stays there when a message of the same size is put in.
+  if (image.size() == fresh.synth->fileSize && image.size() != BodySpan(fresh).size()) return {};
+  return image;
 }
 
 Recognizer::Recognizer(const ZKStudioDoc& studio) : rules_(std::make_unique<Rules>(studio)) {}
@@ -328,18 +358,19 @@ Result Recognizer::Find(std::span<const std::uint8_t> file, FoundFile* out) cons
                                : "The file holds no SysEx and is neither a data file nor a Standard MIDI File.");
   JoinCodedMessages(rules_->table, &messages, &out->others);
   LinkContexts(rules_->table.contexts(), &messages.list);
-  std::int64_t budget = 64 * static_cast<std::int64_t>(messages.list.size()) + 1'000'000;
+  Rules::Search search;
+  search.budget = 64 * static_cast<std::int64_t>(messages.list.size()) + 1'000'000;
   for (std::uint32_t i = 0; i < messages.list.size(); ++i)
     if (!messages.list[i].used) {
       ReserveByProgress(&out->pieces, i, messages.list.size());
-      ReserveByProgress(&out->contents_->sources, i, messages.list.size());
-      rules_->TakePiece(out, i, &budget);
+      rules_->TakePiece(out, i, &search);
     }
   for (const FileMessage& message : messages.list)
     if (!message.used) ++out->unknownMessages;
   if (out->unknownMessages) NoteUnrecognized(rules_->table, messages, &out->others);
-  std::stable_sort(out->pieces.begin(), out->pieces.end(),
-                   [](const FoundPiece& a, const FoundPiece& b) { return a.offset < b.offset; });
+  const auto byOffset = [](const FoundPiece& a, const FoundPiece& b) { return a.offset < b.offset; };
+  if (!std::is_sorted(out->pieces.begin(), out->pieces.end(), byOffset))
+    std::stable_sort(out->pieces.begin(), out->pieces.end(), byOffset);
   if (!out->pieces.empty()) return Result::Success();
   if (out->others.empty()) return Result::Failure("No data of an installed instrument is in the file.");
   std::string found;
@@ -353,7 +384,7 @@ bool Recognizer::Remake(FoundFile& found, const FoundPiece& piece, DataFilePtr* 
     *data = std::move(contents.records[piece.place]);
     return *data != nullptr;
   }
-  if (rules_->FillNew(found, contents.sources[piece.place], data)) return true;
+  if (rules_->FillNew(found, piece, data)) return true;
   data->reset();
   return false;
 }
@@ -396,38 +427,41 @@ ChecksumVerdict Recognizer::Verify(const DataFile& data) const {
   return VerifyData(type && !type->forms.empty() ? &type->forms.front() : nullptr, data);
 }
 
+bool Recognizer::VisitPatches(FoundFile& found, const FoundPiece& piece, const PatchVisitor& visit) const {
+  FoundFile::Contents& contents = *found.contents_;
+  if (!contents.records.empty()) {
+    if (!Remake(found, piece, &contents.listed)) return false;
+    PatchNumbers numbers;
+    ListPatches(*contents.listed, rules_->table, &numbers, visit);
+    contents.listed.reset();
+    return true;
+  }
+  const FormIndex form = rules_->FormOf(piece);
+  TypeListing& listing = contents.listings[form.type];
+  const std::span<const std::uint8_t> image = rules_->ImageInFile(found, piece);
+  if (image.empty()) {
+    if (!Remake(found, piece, &contents.listed)) return false;
+    ListPatches(*contents.listed, rules_->table, &listing.numbers, visit);
+    return true;
+  }
+  const Synth& fresh = *rules_->table.types()[form.type].driver->synth();
+  if (listing.size != image.size()) {
+    listing.size = static_cast<std::uint32_t>(image.size());
+    listing.synth = fresh;
+    if (fresh.fileSize != listing.size) AdoptSize(&listing.synth, listing.size);
+    listing.layout = ValidateSynth(listing.synth, image.size());
+  }
+  const std::uint16_t number = piece.patchNumber == FoundPiece::kNoPatchNumber ? fresh.patchNumber : piece.patchNumber;
+  ListPatchesOfImage(listing.synth, listing.layout, image, number, rules_->table, &listing.numbers, visit);
+  return true;
+}
+
 std::vector<PatchLine> Recognizer::Patches(const DataFile& data) const {
   std::vector<PatchLine> lines;
-  if (!data.synth || !data.body) return lines;
-  const VoiceLayout layout = LayoutOf(data);
-  for (std::uint32_t i = 0; i < layout.numVoices; ++i) {
-    if (layout.numVoices > 1 && VoiceIsEmpty(data, i)) continue;
-    PatchLine line;
-    line.slot = static_cast<int>(i);
-    line.number = MakeNumberStr(*data.synth, line.slot);
-    line.name = GetPatchName(data, line.slot);
-    lines.push_back(std::move(line));
-  }
-  if (layout.numVoices != 1 || lines.empty()) return lines;
-  const TypeForms* type = rules_->table.TypeOf(data.synth->driverId);
-  const int bankId = type && !type->forms.empty() ? type->forms.front().numberAs : -1;
-  const TypeForms* bank = bankId >= 0 ? rules_->table.TypeOf(bankId) : nullptr;
-  if (!bank) return lines;
-  int slot = data.synth->patchNumber;
-  for (const RecognizeRule& form : bank->forms)
-    if (form.hasSlots) {
-      slot -= static_cast<int>(form.slotFirst);
-      break;
-    }
-  // Numbers beyond a bank are those of the banks that follow.
-  for (int voices = static_cast<int>(bank->driver->synth()->numVoices); bank != type && slot >= voices;
-       slot -= voices) {
-    const TypeForms* next = rules_->table.TypeOf(bank->driver->synth()->driverId + 1);
-    if (!next || static_cast<int>(next->driver->synth()->numVoices) != voices) break;
-    bank = next;
-  }
-  if (slot >= 0 && (bank == type || slot < static_cast<int>(bank->driver->synth()->numVoices)))
-    lines.front().number = MakeNumberStr(*bank->driver->synth(), slot);
+  PatchNumbers numbers;
+  ListPatches(data, rules_->table, &numbers, [&lines](const PatchView& patch) {
+    lines.push_back({patch.slot, std::string(patch.number), std::string(patch.name)});
+  });
   return lines;
 }
 

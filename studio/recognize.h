@@ -9,6 +9,7 @@
 #include "data/checksums.h"
 #include "data/data_records.h"
 #include "platform/result.h"
+#include "studio/patch_list.h"
 
 namespace tonalith {
 
@@ -46,9 +47,16 @@ struct FoundPiece {
   std::uint32_t offset = 0;  // in the file
   std::uint32_t length = 0;  // bytes from its first to its last message (SysEx bytes in a Standard MIDI File)
   const FoundType* type = nullptr;
-  ChecksumVerdict checksum = ChecksumVerdict::kNone;
   std::uint32_t badMessages = 0;
-  std::uint32_t place = 0;  // of what it is made from, in its FoundFile
+  ChecksumVerdict checksum : 8 = ChecksumVerdict::kNone;  // there may be very many pieces: they are kept small
+
+  // What it is made from, for the recognizer.
+  static constexpr std::uint16_t kNoPatchNumber = 0xFFFF;
+  bool planned = false;                        // of more than one message as it stands
+  std::uint8_t form = 0;                       // of its type
+  std::uint16_t patchNumber = kNoPatchNumber;  // of its message
+  std::int16_t channel = -1;
+  std::uint32_t place = 0;  // of its message, its plan or its record
 };
 
 // What Recognizer::Find found; the bytes and the recognizer must outlive it.
@@ -83,7 +91,7 @@ struct Recognition : FileFindings {
   std::vector<RecognizedPiece> pieces;  // by offset
 };
 
-// A line of a patch list.
+// A line of a patch list that is kept.
 struct PatchLine {
   int slot = 0;
   std::string number;  // as the instrument shows it
@@ -115,6 +123,9 @@ class Recognizer {
 
   // The checksums inside the body of one piece of data.
   ChecksumVerdict Verify(const DataFile& data) const;
+  // Visits the patches of a piece as Patches lists those of its data; names that stand in one message are read there.
+  // Data that a data file holds is handed out by this.  False when memory is short.
+  bool VisitPatches(FoundFile& found, const FoundPiece& piece, const PatchVisitor& visit) const;
   // The patches of a piece of data that hold something (a single patch: one line with slot 0).
   std::vector<PatchLine> Patches(const DataFile& data) const;
   // Rules that could not be read, "module: section: what" (shown by `module list`).

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "data/data_records.h"
@@ -22,6 +23,14 @@ struct PieceMatch {
   int context = -1;               // the message before it that the form asks for
   std::uint32_t area = 0;         // of a rule by address
   std::uint32_t badMessages = 0;  // address messages with a wrong checksum
+
+  // For the next match, in the same memory.
+  void Clear() {
+    std::vector<std::uint32_t> emptied = std::move(messages);
+    emptied.clear();
+    *this = {};
+    messages = std::move(emptied);
+  }
 };
 
 // Lets messages know the context message before them.  `families` are the beginnings of all such messages.

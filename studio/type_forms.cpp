@@ -11,8 +11,6 @@ namespace tonalith {
 
 namespace {
 
-constexpr int kMostForms = 32;  // of a data type
-
 // 0: any.
 std::uint32_t LengthOfFirst(const RecognizeRule& rule) {
   return rule.byAddress() ? 0 : rule.messages.front().length;

@@ -20,6 +20,9 @@ class ZKStudioDoc;
 
 // How the data of all types in a studio looks, and an index by maker and length.
 
+// Of a data type.
+inline constexpr int kMostForms = 32;
+
 struct TypeForms {
   const ZKDrvList* driver = nullptr;
   std::vector<RecognizeRule> forms;

@@ -247,7 +247,15 @@ TEST(Opening, PatchesThatAreNoBankStayAsTheyAre) {
   EXPECT_EQ(groups, (Texts{" 0", "Single Bank: 1 4", " 2", " 3", " 5"}));
 }
 
-// The data of one piece after the other in the same memory is that of pieces made alone.
+Texts LinesOf(const std::vector<PatchLine>& patches) {
+  Texts lines;
+  for (const PatchLine& line : patches)
+    lines.push_back(std::to_string(line.slot) + " " + line.number + " " + line.name);
+  return lines;
+}
+
+// The data of one piece after the other in the same memory is that of pieces made alone, and so are the patches where
+// they stand.
 TEST(Opening, MemoryOfAPieceIsSharedWithoutTraces) {
   InstalledModules& modules = InstalledModules::Instance();
   const Recognizer& recognizer = modules.recognizer();
@@ -256,8 +264,10 @@ TEST(Opening, MemoryOfAPieceIsSharedWithoutTraces) {
     for (const auto& driver : instrument->drivers) {
       Bytes dump = DumpOf(*driver);
       file = file + dump;
-      if (dump.size() > 20) dump[15] ^= 1;
-      file = file + dump;
+      for (const std::size_t place : {15, 7}) {
+        if (dump.size() > place + 5) dump[place] ^= 1;
+        file = file + dump;
+      }
     }
     FoundFile found = FindIn(file);
     DataFilePtr shared;
@@ -268,7 +278,13 @@ TEST(Opening, MemoryOfAPieceIsSharedWithoutTraces) {
       EXPECT_TRUE(std::ranges::equal(BodySpan(*alone), BodySpan(*shared)));
       EXPECT_EQ(alone->synth->patchNumber, shared->synth->patchNumber);
       EXPECT_EQ(alone->synth->sysExChannel, shared->synth->sysExChannel);
-      EXPECT_EQ(recognizer.Patches(*alone).size(), recognizer.Patches(*shared).size());
+      const Texts lines = LinesOf(recognizer.Patches(*alone));
+      EXPECT_EQ(LinesOf(recognizer.Patches(*shared)), lines);
+      std::vector<PatchLine> visited;
+      EXPECT_TRUE(recognizer.VisitPatches(found, piece, [&visited](const PatchView& patch) {
+        visited.push_back({patch.slot, std::string(patch.number), std::string(patch.name)});
+      }));
+      EXPECT_EQ(LinesOf(visited), lines);
     }
   }
 }

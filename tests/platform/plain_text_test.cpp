@@ -77,6 +77,23 @@ TEST(TerminalText, OnlyTheProgramEndsLines) {
   EXPECT_FALSE(out.Takes());
 }
 
+TEST(TerminalText, BlocksSayTheSame) {
+  std::ostringstream stream, blocks;
+  const TerminalText out(stream);
+  const std::string texts[] = {"a\n\x1B[1m", "plain", "", "Z\xC3\xBCrich \xC3", std::string(70000, 'x'), "\x7F"};
+  {
+    TerminalBlocks lines{TerminalText(blocks)};
+    const auto say = [&texts](auto& to) {
+      for (const std::string& text : texts) to << 7 << "\t" << text << " " << std::string_view("\t") << -12 << "\n";
+    };
+    say(out);
+    say(lines);
+    EXPECT_GE(blocks.str().size(), 70000u);
+    EXPECT_LT(blocks.str().size(), stream.str().size());
+  }
+  EXPECT_EQ(blocks.str(), stream.str());
+}
+
 TEST(Log, ALineStaysALine) {
   std::string seen;
   const int sink = Log::Instance().AddSink([&seen](LogChannel, std::string_view line) { seen = line; });
