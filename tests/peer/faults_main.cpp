@@ -19,15 +19,9 @@
 namespace {
 
 using namespace tonalith;
+using peer::Check;
+using peer::failures;
 using peer::Peer;
-
-int failures = 0;
-
-void Check(bool right, const std::string& what) {
-  std::printf("%s %s\n", right ? "ok    " : "FAILED", what.c_str());
-  std::fflush(stdout);
-  if (!right) ++failures;
-}
 
 void Pause(int ms) {
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));

@@ -26,16 +26,10 @@ namespace {
 
 using namespace tonalith;
 using peer::AwaitCount;
+using peer::Check;
 using peer::Counted;
+using peer::failures;
 using peer::Peer;
-
-int failures = 0;
-
-void Check(bool right, const std::string& what) {
-  std::printf("%s %s\n", right ? "ok    " : "FAILED", what.c_str());
-  std::fflush(stdout);
-  if (!right) ++failures;
-}
 
 void SendCase(MidiPortSystem& midi, int port, Peer& peer, std::size_t size, std::uint32_t chunk, bool clocks) {
   peer.Ask("reset");

@@ -13,6 +13,16 @@
 
 namespace peer {
 
+// What went wrong so far; the exit status of a program of checks.
+inline int failures = 0;
+
+// Prints a line for one check.
+inline void Check(bool right, const std::string& what) {
+  std::printf("%s %s\n", right ? "ok    " : "FAILED", what.c_str());
+  std::fflush(stdout);
+  if (!right) ++failures;
+}
+
 class Peer {
  public:
   Peer(const std::string& program, const std::string& backend, const std::string& name) {
