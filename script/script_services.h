@@ -121,6 +121,11 @@ class ScriptServices {
     (void)port, (void)inPort, (void)pattern, (void)timeoutMs, (void)device;
   }
   virtual void MidiOutClrWaitForAck(int port) { (void)port; }
+  // False: what is sent is written down and goes to no instrument, so that nobody answers.
+  virtual bool CanBeAnswered(const TransferContext& context) {
+    (void)context;
+    return true;
+  }
   // Before the first of them: false when there is nobody to wait for (messages are recorded, the input is not open).
   virtual bool BeginAcks(int port, int inPort, TransferContext& context) {
     (void)port, (void)inPort, (void)context;

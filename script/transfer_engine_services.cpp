@@ -181,7 +181,7 @@ void MidiScriptServices::MidiOutClrWaitForAck(int port) {
 }
 
 bool MidiScriptServices::BeginAcks(int port, int inPort, TransferContext& context) {
-  if (RecordingOf(context) || PortName(MidiDirection::Input, inPort).empty()) return false;
+  if (!CanBeAnswered(context) || PortName(MidiDirection::Input, inPort).empty()) return false;
   const AckCounts now = out_.Acks(port);
   context.acksBefore = {now.asked, now.answered, now.refused};
   return true;

@@ -41,6 +41,7 @@ class MidiScriptServices : public ScriptServices {
   void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs,
                          int device) override;
   void MidiOutClrWaitForAck(int port) override;
+  bool CanBeAnswered(const TransferContext& context) override { return RecordingOf(context) == nullptr; }
   bool BeginAcks(int port, int inPort, TransferContext& context) override;
   int EndAcks(int port, TransferContext& context) override;
   void SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) override;

@@ -202,7 +202,7 @@ int TransferEngine::SendPart(DataFile& dataFile, Synth& synth, TransferContext& 
     ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
     result = BuiltInProtocols(line).MidiSend(synth, body);
     if (result >= 0 && context.refused) result = transfer_code::kRejected;
-    if (result >= 0 && context.unanswered) result = transfer_code::kNoResponse;
+    if (result >= 0 && context.unanswered && services_.CanBeAnswered(context)) result = transfer_code::kNoResponse;
   } else if (!dataFile.transmitScript) {
     *missingScript = true;
     return 0;
@@ -211,11 +211,16 @@ int TransferEngine::SendPart(DataFile& dataFile, Synth& synth, TransferContext& 
     const std::int64_t from = std::max<std::int64_t>(patchOffset, 0);
     const MacroBuffer buffer(body.Clamped(from, body.size() - from),
                              patchOffset >= 0 && PatchAddressable(synth) ? synth.voiceSize : synth.fileSize);
-    result = SendCode(RunTransferMacro(services_, context, synth, code, buffer, patchIndex, flags), context);
+    const MacroOutcome script = RunTransferMacro(services_, context, synth, code, buffer, patchIndex, flags);
+    result = services_.CanBeAnswered(context) ? SendCode(script, context) : script.result;
     if (std::exchange(context.stagedLost, false) && result >= 0) {
       MonitorMsg("A transmit script handed over data that no receive sent.");
       result = transfer_code::kBadCommand;
     }
+  }
+  if (!services_.CanBeAnswered(context)) {
+    context.unanswered = context.refused = false;
+    return result;
   }
   if (!context.unanswered && IsRefusal(result)) context.refused = true;
   if (result == transfer_code::kTimeOut || result == transfer_code::kQuiet || result == transfer_code::kStillNoResponse)
