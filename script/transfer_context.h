@@ -67,6 +67,8 @@ struct TransferContext {
   bool sendFailed = false;            // a message (also a staged one) was not taken by its port
   int retryOnTimeout = 0;
   int extraAttempts = 2;  // how often a piece that did not come, was refused or came damaged is asked for again
+  bool inDoubt = false;  // what comes from here on may belong to another request: nothing more of the bank is asked for
+  std::vector<std::uint8_t> pieceBytes;  // everything that receives stored for the piece that is asked for
   bool receivedSomething = false;
   bool quiet = false;        // no windows, no messages
   bool hasIoWindow = false;  // a receive window shows this transfer
