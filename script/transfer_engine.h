@@ -49,6 +49,7 @@ class TransferPreferences {
 struct GetOptions {
   bool twice = false;        // as ReadTwice
   bool keepDamaged = false;  // damaged data is kept, and marked (MarkDamaged)
+  int extraAttempts = -1;    // instead of ExtraAttempts; -1: that
 };
 
 // One transfer from its start to its end.  Handles may outlive it.  Any thread.
@@ -282,6 +283,7 @@ class TransferEngine {
   std::function<void()> openTransmitWindow_;
 };
 
+bool HoldsNothing(const DataFile& dataFile);
 // What a data type's flags say about its transfers.
 bool PatchAddressable(const Synth& synth);  // single patches can be sent and received
 bool UsesCommandSequence(const Synth& synth);

@@ -17,11 +17,6 @@ constexpr std::string_view kDamagedText = "ERROR! SysX data came damaged!";
 
 }  // namespace
 
-void TakeOverDescriptor(DataFile& to, const Synth& from) {
-  to.synth->childId = from.childId;
-  to.synth->rolandHandshake = from.rolandHandshake;
-}
-
 TransferRun::TransferRun(TransferEngine& engine, std::shared_ptr<Transfer> transfer, bool direct)
     : engine_(engine),
       transfer_(std::move(transfer)),
@@ -91,8 +86,19 @@ int TransferRun::RunBuiltIn(TransferOperation operation) {
   return Stopped() ? std::min(r, 0) : r;
 }
 
+int TransferRun::SendExchange() {
+  int r = 0;
+  const bool scripted = UsesCommandSequence(*synth_);
+  if (BeginExchange())
+    r = scripted ? engine_.SendAll(*copy_, *synth_, context_, mask_, &missingScript_)
+                 : RunBuiltIn(TransferOperation::kTransmit);
+  if (scripted) ReportError(TransferOperation::kTransmit, r);
+  EndExchange();
+  return r;
+}
+
 std::string TransferRun::ErrorText(int r) const {
-  std::string text(pieceState_ == ReceivedState::kDamaged ? kDamagedText : MidiErrorMsg(r));
+  std::string text(piece_.state == ReceivedState::kDamaged ? kDamagedText : MidiErrorMsg(r));
   if (!context_.scriptStop.empty()) text = "The script was " + context_.scriptStop + "!";
   if (text.empty()) return text;
   text += "\r\nwhen receiving a " + FieldText(synth_->shortName) + " " + FieldText(synth_->typeName);
@@ -122,40 +128,6 @@ void TransferRun::ReportError(TransferOperation operation, int r) {
   const bool silent = r == transfer_code::kStillNoResponse && context_.scriptStop.empty();
   if ((synth_->optionBits & 8) && silent) return;
   context_.display(ErrorText(r));
-}
-
-void TransferRun::Transmit() {
-  const std::vector<std::uint8_t> before(copy_->body, copy_->body + copy_->bodySize);
-  engine_.services().ForgetReplies(synth_->midiInPort);
-  context_.patchDone = [this] {
-    transfer_->patchesToDo_ = result_.patchesToDo = context_.patchesToDo;
-    result_.patchesDone = context_.patchesDone;
-    ReportProgress();
-  };
-  if (BeginExchange()) {
-    result_.result = UsesCommandSequence(*synth_) ? engine_.SendAll(*copy_, *synth_, context_, mask_, &missingScript_)
-                                                  : RunBuiltIn(TransferOperation::kTransmit);
-  }
-  if (UsesCommandSequence(*synth_)) ReportError(TransferOperation::kTransmit, result_.result);
-  EndExchange();
-  context_.patchDone = {};
-  const bool failed = missingScript_ || context_.sendFailed || Stopped() ||
-                      (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);
-  result_.ok = !failed;
-  failure_ = failed ? std::min(result_.result, 0) : 0;
-  result_.patch = failed ? context_.failedPatch : -1;
-  const bool changed = !std::equal(before.begin(), before.end(), copy_->body);
-  result_.changed = changed;
-  Post([transfer = transfer_, copy = copy_, changed, failed, preferences = engine_.preferences_] {
-    std::unique_lock lock(transfer->mutex_);
-    DataFile* df = transfer->dataFile_;
-    if (!df || !df->synth) return;
-    // Channel, number and checksum as they were sent.
-    if (changed && df->bodySize == copy->bodySize) std::memcpy(df->body, copy->body, copy->bodySize);
-    TakeOverDescriptor(*df, *copy->synth);
-    lock.unlock();
-    if (!failed) preferences->SentDataFile(df);
-  });
 }
 
 // The transfer ends where it is, for want of memory.

@@ -11,6 +11,11 @@
 
 namespace tonalith {
 
+inline constexpr const char* kMidiIoTitle = "MIDI I/O";  // of boxes about transfers
+
+// What scripts and protocols may change in the descriptor of the data they work on.
+void TakeOverDescriptor(DataFile& to, const Synth& from);
+
 // The work of one transfer on its thread: the private copies, the retries, and the handing back of what was received.
 class TransferRun {
  public:
@@ -37,7 +42,14 @@ class TransferRun {
   void ReceiveWhole();
   std::span<std::uint8_t> PieceWindow(int patch);
   bool ReceivePiece(int patch);
-  int TryPiece(int patch, std::span<std::uint8_t> window);
+  // What an attempt to receive a piece gave.
+  struct Attempt {
+    int code = 0;  // transfer_code, or above 0: it came
+    ReceivedState state = ReceivedState::kUnknown;
+    std::uint32_t size = 0;
+  };
+  Attempt TryPiece(int patch, std::span<std::uint8_t> window);
+  bool TakeAgreed(const std::vector<std::vector<std::uint8_t>>& readings, int patch, std::span<std::uint8_t> window);
   bool MayAskAgain() const;
   int AttemptsLeft() const;
   bool EndPiece(int patch, const std::vector<std::uint8_t>& former, std::span<std::uint8_t> window);
@@ -51,6 +63,7 @@ class TransferRun {
   bool BeginExchange();
   void EndExchange();
   int RunBuiltIn(TransferOperation operation);
+  int SendExchange();
   void ReportError(TransferOperation operation, int r);
   std::string ErrorText(int r) const;
   TransferCause CauseOf(TransferOperation operation, int r) const;
@@ -77,15 +90,10 @@ class TransferRun {
   int failure_ = 0;       // the first result that was no success
 
   // Of the piece that is asked for, or was asked for last.
-  int pieceCode_ = 0;
-  std::uint32_t pieceSize_ = 0;
-  ReceivedState pieceState_ = ReceivedState::kUnknown;
+  Attempt piece_;
   bool keptDamaged_ = false;
   bool silent_ = false;   // the piece before was asked for in vain, and not a byte came
   bool damaged_ = false;  // the first failure was a piece that came damaged
 };
-
-// What scripts and protocols may change in the descriptor of the data they work on.
-void TakeOverDescriptor(DataFile& to, const Synth& from);
 
 }  // namespace tonalith

@@ -134,18 +134,17 @@ void TransferRun::ReceiveBank() {
 bool TransferRun::ReceiveOnePatch(int patch, std::vector<int>* came) {
   constexpr int kHostedProgram = 5;
   if (!ReceivePiece(patch)) {
-    result_.faults.push_back({patch, pieceCode_});
+    result_.faults.push_back({patch, piece_.code});
     if (Stopped() || !context_.scriptStop.empty() || context_.inDoubt) return false;
-    const bool goesOn = (synth_->optionBits & kMayMiss) || !IsFinal(pieceCode_) ||
+    const bool goesOn = (synth_->optionBits & kMayMiss) || !IsFinal(piece_.code) ||
                         engine_.services().Setting(ScriptSetting::ProgramType) == kHostedProgram;
     if (goesOn) ReportProgress();
     return goesOn && context_.state.load() != TransferState::Ok;
   }
-  if (keptDamaged_) result_.faults.push_back({patch, pieceCode_, true});
+  if (keptDamaged_) result_.faults.push_back({patch, piece_.code, true});
   came->push_back(patch);
   context_.patchesDone.fetch_add(1);
   result_.patchesDone = context_.patchesDone;
-  // An instrument that has answered does not leave the user waiting for the rest.
   context_.hasIoWindow = false;
   ReportProgress();
   context_.progressCount.fetch_add(1);
@@ -172,7 +171,7 @@ void TransferRun::ReceiveWhole() {
   const bool received = ReceivePiece(-1);
   ReportBytes();
   if (received) {
-    if (keptDamaged_) result_.faults.push_back({-1, pieceCode_, true});
+    if (keptDamaged_) result_.faults.push_back({-1, piece_.code, true});
     CommitWhole();
   } else if (context_.state.load() != TransferState::Cancel &&
              !(context_.state.load() == TransferState::CancelAll && context_.receivedBytes == 0)) {
@@ -192,104 +191,113 @@ bool TransferRun::ReceivePiece(int patch) {
   const std::span<std::uint8_t> window = PieceWindow(patch);
   const Bytes former(window.begin(), window.end());
   std::vector<Bytes> readings;
+  Attempt answered;  // the last that was, with what it left
+  Bytes left;
   keptDamaged_ = false;
-  pieceSize_ = 0;
   for (int failed = 0;;) {
-    pieceCode_ = TryPiece(patch, window);
-    const bool came = pieceCode_ > 0;
+    piece_ = TryPiece(patch, window);
+    if (!IsSilence(piece_.code)) {
+      answered = piece_;
+      left.assign(window.begin(), window.begin() + piece_.size);
+    }
+    const bool came = piece_.code > 0;
     if (came) {
       silent_ = false;
-      if (!transfer_->get_.twice || pieceState_ != ReceivedState::kUnknown) break;
+      if (!transfer_->get_.twice || piece_.state != ReceivedState::kUnknown) break;
       // Nothing in the data tells whether it is right: two readings have to agree.
-      readings.emplace_back(window.begin(), window.begin() + pieceSize_);
-      if (readings.size() > 1) {
-        if (const auto agreed = AgreedReading(readings, *synth_, patch >= 0)) {
-          std::copy(agreed->begin(), agreed->end(), window.begin());
-          pieceSize_ = static_cast<std::uint32_t>(agreed->size());
-          break;
-        }
-        if (readings.size() == kMostReadings) {
-          pieceCode_ = transfer_code::kNoEnd;
-          pieceState_ = ReceivedState::kDamaged;
-        }
-      }
+      readings.push_back(left);
+      if (TakeAgreed(readings, patch, window) || readings.size() == kMostReadings) break;
     }
-    if (!MayAskAgain() || readings.size() == kMostReadings) break;
-    if (!came && failed++ >= AttemptsLeft()) break;
+    if (!MayAskAgain() || (!came && failed++ >= AttemptsLeft())) break;
     if (!came) ++result_.retriedPieces;
+    // An instrument that has answered does not leave the user waiting for what it owes.
+    if (!context_.pieceBytes.empty()) context_.hasIoWindow = false;
     engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
     if (Stopped()) break;
     std::copy(former.begin(), former.end(), window.begin());
   }
+  // Readings that were not compared to the end are no better than damaged ones.
+  if (!readings.empty() && !TakeAgreed(readings, patch, window)) {
+    piece_.code = transfer_code::kNoEnd;
+    piece_.state = ReceivedState::kDamaged;
+  } else if (IsSilence(piece_.code) && answered.code < 0) {
+    piece_ = answered;
+    std::copy(left.begin(), left.end(), window.begin());
+  }
   return EndPiece(patch, former, window);
 }
 
+bool TransferRun::TakeAgreed(const std::vector<Bytes>& readings, int patch, std::span<std::uint8_t> window) {
+  const auto agreed = readings.size() > 1 ? AgreedReading(readings, *synth_, patch >= 0) : std::nullopt;
+  if (!agreed) return false;
+  std::copy(agreed->begin(), agreed->end(), window.begin());
+  piece_ = {static_cast<int>(agreed->size()), ReceivedState::kUnknown, static_cast<std::uint32_t>(agreed->size())};
+  return true;
+}
+
 bool TransferRun::MayAskAgain() const {
-  return !IsFinal(pieceCode_) && !Stopped() && !context_.inDoubt && context_.scriptStop.empty() &&
+  return !IsFinal(piece_.code) && !Stopped() && !context_.inDoubt && context_.scriptStop.empty() &&
          context_.state.load() == TransferState::Running;
 }
 
 // How often a failed piece is asked for again.  An instrument that has gone silent is not waited for that often.
 int TransferRun::AttemptsLeft() const {
-  if (!IsSilence(pieceCode_)) return context_.extraAttempts;
+  if (!IsSilence(piece_.code)) return context_.extraAttempts;
   if (transfer_->startedAtPanel_) return 0;
   return std::max(silent_ ? 0 : context_.extraAttempts, context_.retryOnTimeout);
 }
 
 bool TransferRun::EndPiece(int patch, const Bytes& former, std::span<std::uint8_t> window) {
-  keptDamaged_ = pieceState_ == ReceivedState::kDamaged && transfer_->get_.keepDamaged && pieceSize_ > 0;
-  if (pieceCode_ > 0 || keptDamaged_) {
-    if (pieceCode_ > 0) pieceCode_ = 0;
-    if (!TakeSize(patch)) return false;
+  const bool damaged = piece_.state == ReceivedState::kDamaged;
+  keptDamaged_ = damaged && transfer_->get_.keepDamaged && piece_.size > 0;
+  if ((piece_.code > 0 || keptDamaged_) && TakeSize(patch)) {
+    piece_.code = std::min(piece_.code, 0);
     result_.result = 1;
     return true;
   }
-  if (patch >= 0 || window.size() == former.size()) std::copy(former.begin(), former.end(), window.begin());
-  silent_ = IsSilence(pieceCode_) && context_.receivedBytes == 0;
-  if (failure_ == 0) damaged_ = pieceState_ == ReceivedState::kDamaged;
-  if (IsRefusal(pieceCode_)) ++result_.refusedPieces;
-  ReportError(TransferOperation::kReceive, pieceCode_);
-  NoteFailure(pieceCode_);
+  std::copy(former.begin(), former.end(), window.begin());
+  silent_ = IsSilence(piece_.code) && context_.receivedBytes == 0;
+  if (failure_ == 0) damaged_ = damaged;
+  if (IsRefusal(piece_.code)) ++result_.refusedPieces;
+  ReportError(TransferOperation::kReceive, piece_.code);
+  NoteFailure(piece_.code);
   return false;
 }
 
 // Gives the image the size that arrived where its type allows that.
 bool TransferRun::TakeSize(int patch) {
-  if (patch >= 0 || (synth_->optionBits & kExactSize) || pieceSize_ == synth_->fileSize) return true;
-  if (!ResizeBody(copy_.get(), std::max(kMinFileSize, (pieceSize_ + 1) & ~1u))) {
-    pieceCode_ = failure_ = transfer_code::kNoMemory;
+  if (patch >= 0 || (synth_->optionBits & kExactSize) || piece_.size == synth_->fileSize) return true;
+  if (!ResizeBody(copy_.get(), std::max(kMinFileSize, (piece_.size + 1) & ~1u))) {
+    piece_.code = failure_ = transfer_code::kNoMemory;
     return false;
   }
-  synth_->fileSize = pieceSize_;
+  synth_->fileSize = piece_.size;
   return true;
 }
 
-// One attempt.  Above 0: a piece that is right as far as one can tell; else what is wrong.
-int TransferRun::TryPiece(int patch, std::span<std::uint8_t> window) {
+// One attempt.  A code above 0: a piece that is right as far as one can tell.
+TransferRun::Attempt TransferRun::TryPiece(int patch, std::span<std::uint8_t> window) {
   context_.pieceBytes.clear();
   context_.timedOut = false;
-  pieceState_ = ReceivedState::kUnknown;
-  pieceSize_ = 0;
   int r = 0;
   const bool scripted = UsesCommandSequence(*synth_);
   if (BeginExchange()) r = scripted ? RunReceiveScript(patch, window) : RunBuiltIn(TransferOperation::kReceive);
   EndExchange();
-  if (Stopped() || !context_.scriptStop.empty() || missingScript_) return std::min(r, 0);
+  if (Stopped() || !context_.scriptStop.empty() || missingScript_) return {std::min(r, 0)};
   const std::size_t came = context_.pieceBytes.size();
-  if (r < 0 || (r == 0 && (came == 0 || !scripted))) return r;
+  if (r < 0 || (r == 0 && (came == 0 || !scripted))) return {r};
   // A script that keeps nothing of what came has found it wanting.
   const bool dropped = r == 0;
-  auto size =
-      static_cast<std::uint32_t>(std::min<std::size_t>(dropped ? came : static_cast<std::size_t>(r), window.size()));
+  const std::size_t size = std::min(dropped ? came : static_cast<std::size_t>(r), window.size());
   const auto& sizes = context_.acceptedSizes;
   if (scripted && (synth_->optionBits & kExactSize) && size != window.size() &&
       std::find(sizes.begin(), sizes.end(), size) == sizes.end())
-    return transfer_code::kWrongCount;
-  const auto part = window.first(size);
-  pieceState_ = CheckReceivedPiece(*transfer_->check_, *synth_, part, patch >= 0, context_.pieceBytes);
-  if (dropped) pieceState_ = ReceivedState::kDamaged;
-  pieceSize_ = size;
-  return pieceState_ == ReceivedState::kDamaged ? transfer_code::kNoEnd : r;
+    return {transfer_code::kWrongCount};
+  const ReceivedState state =
+      dropped ? ReceivedState::kDamaged
+              : CheckReceivedPiece(*transfer_->check_, *synth_, window.first(size), patch >= 0, context_.pieceBytes);
+  const bool damaged = state == ReceivedState::kDamaged;
+  return {damaged ? transfer_code::kNoEnd : r, state, static_cast<std::uint32_t>(size)};
 }
 
 int TransferRun::RunReceiveScript(int patch, std::span<std::uint8_t> window) {
@@ -393,6 +401,7 @@ std::string TransferRun::MissingText() const {
        " came damaged and were not kept"},
       {[](const PatchFault& f) { return f.kept; }, " came damaged and was kept", " came damaged and were kept"},
   };
+  if (!result_.faults.empty() && result_.faults.front().patch < 0) return "it came damaged and was kept";
   std::string text;
   for (const Kind& kind : kKinds) {
     std::vector<int> patches;
