@@ -6,6 +6,7 @@
 #include "data/standard_midi_file.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
+#include "studio/type_check.h"
 
 namespace tonalith {
 
@@ -37,7 +38,6 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
   options->type = args.Option("type").value_or("");
   options->record = args.Option("record").value_or("");
   options->isVirtual = args.Has("virtual");
-  options->anyChecksum = args.Has("any-checksum");
   options->isConversation = args.Has("conversation");
   if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
   if (result.ok()) result = args.Number("channel", 0, 15, -1, &options->channel);
@@ -110,6 +110,8 @@ TransferCommand::TransferCommand(Session& session, const TransferOptions& option
 
 Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput) {
   rig_.services().SetReceiveTimeout(options_.timeout);
+  rig_.services().SetReceivedChecks(
+      [&studio = session_.studio()](const DataFile& data) { return CheckOfType(studio, data); });
   Result result = Result::Success();
   if (options_.isVirtual) result = PlugSimulated(instrument);
   if (options_.isConversation) result = PlugTalk();
@@ -120,16 +122,16 @@ Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput) {
   return result;
 }
 
-Result TransferCommand::Run(TransferOperation operation, DataFile* data) {
+Result TransferCommand::Run(TransferOperation operation, DataFile* data, const GetOptions& get) {
   const auto watcher = [&](Transfer&) {
     // What the far end says of its own accord comes when the receive is armed.
     if (options_.isConversation && !std::exchange(talkBegun_, true)) rig_.cables().BeginTalk(place_);
   };
-  return rig_.Run(operation, data, watcher);
+  return rig_.Run(operation, data, watcher, get);
 }
 
 Result TransferCommand::Outcome(const Result& transfers, const Result& end) const {
-  const TransferCause cause = rig_.LastCause();
+  const TransferCause cause = rig_.LastResult().cause;
   const bool endedHere = cause == TransferCause::kScriptStopped || cause == TransferCause::kCancelled;
   return end.ok() || (!transfers.ok() && (!options_.isConversation || endedHere)) ? transfers : end;
 }

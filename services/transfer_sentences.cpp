@@ -3,6 +3,7 @@
 #include <array>
 
 #include "platform/text.h"
+#include "script/started_at_panel.h"
 
 namespace tonalith {
 
@@ -43,6 +44,9 @@ constexpr Row kRows[] = {
     {Kind::kGet, Cause::kNoScript, When::kAlways, "No Command Sequence to Receive Data"},
     {Kind::kGet, Cause::kScriptStopped, When::kAlways, "The script that receives the {what}{entry} was {detail}."},
     {Kind::kGet, Cause::kNothingReceived, When::kAlways, "No data was received for the {what}."},
+    {Kind::kGet, Cause::kDamaged, When::kAlways,
+     "The {what} came damaged: a checksum is wrong, or bytes were changed on the way.  It was not kept."},
+    {Kind::kGet, Cause::kIncomplete, When::kAlways, "{done} of {todo} patches of {what} were received."},
     {Kind::kGet, Cause::kCode, When::kAlways, "{code} when receiving a {what}{entry}"},
     {Kind::kGet, Cause::kStopped, When::kAlways, "{detail}"},
     {Kind::kGet, Cause::kAbandoned, When::kAlways, "The transfer was given up."},
@@ -137,6 +141,7 @@ std::string QueuedSentence(const TransferFacts& facts) {
 }
 
 std::string StartedSentence(const TransferFacts& facts) {
+  if (facts.kind == Kind::kGet && facts.atPanel) return Filled("Receiving {what}...  ", facts) + kStartTheDump;
   if (facts.kind == Kind::kGet) return Filled("Receiving {what}...", facts);
   if (facts.messages == 0) return Filled("Sending {what}...", facts);
   return Filled("Sending {what}", facts) + " (SysEx messages: " + std::to_string(facts.messages) + ")...";
@@ -145,8 +150,17 @@ std::string StartedSentence(const TransferFacts& facts) {
 std::string EndSentence(const TransferFacts& facts) {
   const bool ok = facts.cause == Cause::kNone;
   const bool patches = facts.kind == Kind::kGet && facts.patchesToDo > 0;
-  std::string text = OneSentence(Filled(ok && patches ? kPatchesReceived : TextOf(facts), facts));
-  if (!ok && patches && facts.patchesDone > 0 && facts.patchesDone < facts.patchesToDo) {
+  const bool counted = facts.cause == Cause::kIncomplete || (ok && patches);
+  std::string text = OneSentence(Filled(counted && ok ? kPatchesReceived : TextOf(facts), facts));
+  if ((ok || counted) && facts.kind == Kind::kGet && !facts.missing.empty()) {
+    text.pop_back();
+    text += "; " + facts.missing + ".";
+  }
+  if (!ok && facts.kind == Kind::kSend && !facts.missing.empty()) {
+    text.pop_back();
+    text += Filled(" ({done} of {todo} patches were sent; ", facts) + facts.missing + ").";
+  }
+  if (!ok && !counted && patches && facts.patchesDone > 0 && facts.patchesDone < facts.patchesToDo) {
     if (text.back() == '.') text.pop_back();
     text += Filled(kPatchesHadCome, facts);
   }
@@ -168,6 +182,8 @@ TransferFacts FactsOf(const TransferResult& result) {
   facts.patchesToDo = result.patchesToDo;
   facts.port = result.port;
   facts.detail = result.scriptStop;
+  facts.missing = Latin1ToUtf8(result.missing);
+  if (facts.kind == Kind::kSend && !facts.missing.empty()) facts.entry = -1;
   return facts;
 }
 
