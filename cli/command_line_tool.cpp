@@ -11,6 +11,7 @@
 #include "cli/commands_module.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_packages.h"
+#include "cli/commands_ports.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
 #include "cli/commands_studio.h"
@@ -129,8 +130,7 @@ const std::vector<CliCommand>& CliCommands() {
              "  tonalith-cli names rom1a.syx\n");
        },
        WithModules<RunNames>},
-      {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails,
-       WithModules<RunMonitor>},
+      {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails, RunMonitor},
       {"rename", CliGroup::Files, "gives a patch of a data file another name", RenameForms, RenameDetails, RunRename},
       {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
        RunImport},

@@ -7,11 +7,6 @@
 
 namespace tonalith {
 
-// ports: a line for each MIDI port of the machine: "in" or "out", MIDI system, name, tab separated.
-int RunPorts(CliEnvironment& environment, const std::vector<std::string>& args);
-std::string PortsForms();
-std::string PortsDetails();
-
 // receive INSTRUMENT TYPE OUT [options]: gets data from an instrument and writes it as a file.  Whatever goes wrong,
 // OUT is left as it was.
 int RunReceive(CliEnvironment& environment, const std::vector<std::string>& args);
