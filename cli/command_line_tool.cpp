@@ -12,6 +12,7 @@
 #include "cli/commands_monitor.h"
 #include "cli/commands_packages.h"
 #include "cli/commands_ports.h"
+#include "cli/commands_receive.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
 #include "cli/commands_studio.h"
