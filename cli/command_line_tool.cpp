@@ -8,6 +8,7 @@
 #include "cli/commands_desktop.h"
 #include "cli/commands_files.h"
 #include "cli/commands_identify.h"
+#include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_packages.h"
@@ -109,6 +110,8 @@ const std::vector<CliCommand>& CliCommands() {
       {"demo", CliGroup::Instruments, "get, rename, send, save and get again, with a simulated instrument", DemoForms,
        DemoDetails, RunDemo},
       {"ports", CliGroup::Instruments, "the MIDI ports of this machine", PortsForms, PortsDetails, RunPorts},
+      {"midi-test", CliGroup::Instruments, "whether every byte passes a cable from an output to an input",
+       MidiTestForms, MidiTestDetails, RunMidiTest},
       {"receive", CliGroup::Instruments, "gets data from an instrument into a file", ReceiveForms, ReceiveDetails,
        RunReceive},
       {"send", CliGroup::Instruments, "sends the data of a file to its instrument", SendForms, SendDetails, RunSend},

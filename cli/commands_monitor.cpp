@@ -22,6 +22,8 @@ namespace tonalith {
 
 namespace {
 
+constexpr std::int64_t kLiveLookMs = 50;
+
 // Prints each message of a stream as the monitor shows it.
 class LinePrinter final : public SysExAssembler::Listener {
  public:
@@ -148,7 +150,6 @@ Result OpenInputs(TransferRig& rig, const std::string& wanted) {
 
 // Until the time is over or an interrupt comes.
 int ShowLive(CliEnvironment& environment, const std::string& port, std::int64_t seconds) {
-  constexpr std::int64_t kLookMs = 50;
   Session session(environment);
   InstalledWords installed(session);
   TransferRig rig(session, TransferRig::Kind::Real);
@@ -159,7 +160,7 @@ int ShowLive(CliEnvironment& environment, const std::string& port, std::int64_t 
   const std::int64_t end = seconds > 0 ? rig.clock().NowUs() + seconds * 1'000'000 : kNever;
   for (bool over = false; !over;) {
     over = guard.Interrupted() || rig.clock().NowUs() >= end;
-    if (!over) rig.clock().SleepMs(kLookMs, &environment.interrupt);
+    if (!over) rig.clock().SleepMs(kLiveLookMs, &environment.interrupt);
     for (const Arrivals::Arrival& arrival : arrivals.Take()) {
       environment.out << rig.midi().in().INGETPORTNAME(arrival.port) << "\t" << MonitorText(arrival.message);
       if (const std::string said = installed.words->Words(arrival.message); !said.empty())

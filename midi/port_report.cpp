@@ -7,16 +7,15 @@
 
 namespace tonalith {
 
-namespace {
-
-constexpr std::int64_t kSecondsFromMs = 10'000;  // shorter silences are told to a tenth of a second
-
-// "3,125".
 std::string GroupedNumber(std::uint64_t number) {
   std::string text = std::to_string(number);
   for (std::size_t at = text.size(); at > 3; at -= 3) text.insert(at - 3, ",");
   return text;
 }
+
+namespace {
+
+constexpr std::int64_t kSecondsFromMs = 10'000;  // shorter silences are told to a tenth of a second
 
 std::string Counted(std::uint64_t count, const char* one, const char* many) {
   return GroupedNumber(count) + " " + (count == 1 ? one : many);

@@ -30,6 +30,9 @@ struct PortReport {
 // Of every open port, inputs first.
 std::vector<PortReport> ReportPorts(MidiPortSystem& midi);
 
+// "3,125".
+std::string GroupedNumber(std::uint64_t number);
+
 enum class PortColumn : std::size_t { Direction, Name, System, State, Bytes, Heard, Lost, Reconnects, Late, Speed };
 inline constexpr std::size_t kPortColumns = 10;
 extern const std::array<const char*, kPortColumns> kPortColumnTitles;
