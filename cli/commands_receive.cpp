@@ -152,7 +152,7 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
     return Result::Failure("The " + DataTitle(*data) +
                            " is asked for; --wait is for dumps that are started on the instrument.");
   TransferCommand command(session, options);
-  result = command.Prepare(instrument, true);
+  result = command.Prepare(instrument, true, driver);
   if (!result.ok()) return result;
   if (receive.wait && options.timeout == 0) command.rig().services().SetReceiveTimeout(kForEverMs);
   command.rig().RoutePorts(data.get());
