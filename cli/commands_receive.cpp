@@ -110,18 +110,28 @@ Result WritePart(Session& session, const std::string& path, const ReceiveWishes&
   return Result::Success();
 }
 
-// The data that is to be filled, with the mask of its patches.  `complete`: nothing has to be received.
-Result PrepareData(Session& session, const ZKDrvList& driver, const TransferOptions& options,
-                   const ReceiveWishes& receive, DataFilePtr* data, std::vector<std::uint8_t>* mask, bool* complete) {
-  *complete = false;
-  if (receive.resume.empty()) {
-    *data = session.studio().GetNewDataFile(&driver);
-    return *data ? Result::Success() : Result::Failure("There is not enough memory.");
-  }
+// --resume: the data and the mask of what is missing.  `complete`: nothing is.
+Result PrepareResume(Session& session, const ZKDrvList& driver, const TransferOptions& options, const std::string& path,
+                     DataFilePtr* data, std::vector<std::uint8_t>* mask, bool* complete) {
   if (!options.patches.empty()) return Result::Failure("--resume and --patch exclude each other.");
-  if (Result result = LoadFormer(session, receive.resume, driver, data); !result.ok()) return result;
+  if (Result result = LoadFormer(session, path, driver, data); !result.ok()) return result;
   *mask = MissingPatches(**data);
   *complete = std::count(mask->begin(), mask->end(), 0) == static_cast<std::ptrdiff_t>(mask->size());
+  return Result::Success();
+}
+
+// With the ports open and the channels set: the data that is to be filled.
+Result PrepareData(Session& session, TransferCommand& command, ZKDrvList* driver, const TransferOptions& options,
+                   DataFilePtr* data, std::vector<std::uint8_t>* mask) {
+  const bool resumes = *data != nullptr;
+  if (resumes) {
+    session.studio().DrvUpdateDataFile(data->get());
+  } else {
+    *data = session.studio().GetNewDataFile(driver);
+  }
+  if (!*data) return Result::Failure("There is not enough memory.");
+  command.rig().RoutePorts(data->get());
+  if (!resumes) return ApplyPatches(options, data->get(), mask);
   if (mask->size() > 1) {
     (*data)->transferMask = mask->data();
     (*data)->transferMaskSize = mask->size();
@@ -135,41 +145,38 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   ZKDrvList* driver = nullptr;
   Result result = session.FindInstrument(words[0], &instrument);
   if (result.ok()) result = session.FindType(instrument, words[1], &driver);
-  if (!result.ok()) return result;
   DataFilePtr data;
   std::vector<std::uint8_t> mask;
   bool complete = false;
-  result = PrepareData(session, *driver, options, receive, &data, &mask, &complete);
+  if (result.ok() && !receive.resume.empty())
+    result = PrepareResume(session, *driver, options, receive.resume, &data, &mask, &complete);
   if (!result.ok()) return result;
   TerminalText err = session.environment().err;
   if (complete) {
-    DropMask(data.get());
     err << "tonalith-cli receive: " << receive.resume << ": nothing is missing.\n";
     return words[2] == receive.resume ? Result::Success() : WriteReceived(session, words[2], {}, std::move(data));
   }
-  const bool atPanel = StartedAtPanel(*data);
-  if (receive.wait && !atPanel)
-    return Result::Failure("The " + DataTitle(*data) +
-                           " is asked for; --wait is for dumps that are started on the instrument.");
   TransferCommand command(session, options);
   result = command.Prepare(instrument, true, driver);
+  if (result.ok()) result = PrepareData(session, command, driver, options, &data, &mask);
+  const bool atPanel = result.ok() && StartedAtPanel(*data);
+  if (result.ok() && receive.wait && !atPanel)
+    result = Result::Failure("The " + DataTitle(*data) +
+                             " is asked for; --wait is for dumps that are started on the instrument.");
+  if (data && !result.ok()) DropMask(data.get());
   if (!result.ok()) return result;
   if (receive.wait && options.timeout == 0) command.rig().services().SetReceiveTimeout(kForEverMs);
-  command.rig().RoutePorts(data.get());
-  if (receive.resume.empty()) result = ApplyPatches(options, data.get(), &mask);
-  if (result.ok() && atPanel) err << kStartTheDump << "\n";
-  if (result.ok()) result = command.Run(TransferOperation::kReceive, data.get(), receive.get);
+  if (atPanel) err << kStartTheDump << "\n";
+  result = command.Run(TransferOperation::kReceive, data.get(), receive.get);
   DropMask(data.get());
   const DeskResult& got = command.rig().LastResult();
-  const Result end = command.Finish(TransferOperation::kReceive);
-  result = command.Outcome(result, end);
-  if (!result.ok() && got.ok) return result;
+  result = command.Outcome(result, command.Finish(TransferOperation::kReceive));
   if (result.ok()) {
     if (!got.faults.empty()) err << "tonalith-cli receive: " << got.sentence << "\n";
     return WriteReceived(session, words[2], command.rig().Received(), std::move(data));
   }
-  if (!got.changed) return result;
-  Result part = WritePart(session, words[2], receive, command.rig().Received(), std::move(data), &result.text);
+  if (got.ok || !got.changed) return result;
+  const Result part = WritePart(session, words[2], receive, command.rig().Received(), std::move(data), &result.text);
   if (!part.ok()) result.text += "  What came could not be kept: " + part.text;
   return result;
 }

@@ -139,7 +139,7 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   };
   Fails(with({"port-vanishes:at=2000"}), "was lost");
   Fails(with({"no-reply:times=9"}), "receive");
-  Fails(with({"corrupt-byte:at=1000,value=1,times=9"}), "wrong checksum");
+  Fails(with({"corrupt-byte:at=1000,value=1,times=9"}), "came damaged");
   Fails(with({"lost-byte:at=1000,times=9"}), "missing bytes");
   Fails(with({"truncated-reply:at=1000,times=9"}), "missing bytes");
   Fails(with({"no-reply:times=9", "--timeout", "250"}), "receive");
@@ -147,8 +147,9 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   Fails({"receive", "yamaha", "voice bank", out, "--virtual", "factory"}, "Yamaha DX7, ");
   Fails({"receive", "dx7", "tone", out, "--virtual", "factory"}, "Voice Bank, Voice");
   Fails({"receive", "dx7", "voice bank", out, "--virtual", Path("nothing.syx")}, "nothing.syx");
-  Fails({"receive", "d-50", "patch bank", out, "--virtual", "factory", "--fault", "corrupt-byte:value=1"},
-        "wrong checksum");
+  Fails({"receive", "d-50", "patch bank", out, "--virtual", "factory", "--fault",
+         "corrupt-byte:reply=0,value=1,times=9999"},
+        "came damaged");
   CancelToken interrupt;
   interrupt.Cancel();
   const CliOutput cancelled = home_.Run({"receive", "jv", "bank", out, "--virtual", "factory"}, {}, interrupt);
