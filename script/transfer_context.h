@@ -11,6 +11,7 @@
 #include "data/event.h"
 #include "midi/receive_options.h"
 #include "platform/cancel_token.h"
+#include "script/answer_rules.h"
 
 namespace tonalith {
 
@@ -43,6 +44,13 @@ struct TransferContext {
     bool bare = false;  // data that need not begin with a status byte
   };
   std::optional<Staged> staged;
+
+  // How the data of the transfer comes; null: its module does not say.
+  std::shared_ptr<const AnswerRules> answers;
+  // Taken by the next receive, as the staged request is.
+  AwaitedAnswer awaited;
+  // What the last receive passed over.
+  RefusedMessage refused;
 
   int lastOutPort = -1;  // where the last message went; -1: nothing was sent
 

@@ -46,9 +46,10 @@ void TypeTable::LoadOthers(const ZKDrvList& instrument, const IniFile& ini) {
   }
 }
 
-void TypeTable::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
-  const Synth& synth = *driver->synth();
-  TypeForms type{driver, {}};
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
+                                         std::vector<std::string>* problems) {
+  const Synth& synth = *driver.synth();
+  std::vector<RecognizeRule> forms;
   bool hasRules = false;
   for (int form = 0; form < kMostForms; ++form) {
     const std::string section =
@@ -58,14 +59,17 @@ void TypeTable::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
     hasRules = true;
     RecognizeRule rule;
     const Result result = ParseRecognizeRule(entries, synth, &rule);
-    if (!result.ok()) {
-      problems_.push_back(driver->moduleFile + ": [" + section + "]: " + result.text);
-      continue;
+    if (result.ok()) {
+      forms.push_back(std::move(rule));
+    } else if (problems) {
+      problems->push_back(driver.moduleFile + ": [" + section + "]: " + result.text);
     }
-    type.forms.push_back(std::move(rule));
   }
-  if (!hasRules) type.forms = FormsOfAnswer(synth, BodySpan(*driver->dataFile));
-  types_.push_back(std::move(type));
+  return hasRules ? forms : FormsOfAnswer(synth, BodySpan(*driver.dataFile));
+}
+
+void TypeTable::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
+  types_.push_back({driver, FormsOfDriver(*driver, ini, &problems_)});
   AddToIndex();
 }
 
