@@ -345,6 +345,7 @@ void MidiInPort::Refuse(bool complete) {
     return;
   }
   if (message_.length < 2) return;
+  if (!receive_.refused.any) receive_.refusedUs = clock_.NowUs();
   receive_.refused = {true, message_.length, message_.head[1], complete};
 }
 

@@ -73,6 +73,7 @@ struct ReceiveContext {
   AnswerSteps steps;
   std::function<bool()> requestWaits;  // while true, nothing can be the answer yet
   RefusedMessage refused;
+  std::int64_t refusedUs = 0;      // when the first message was refused
   int echoes = 0;                  // of the request
   int early = 0;                   // messages that began before the request had left
   std::int64_t received = 0;       // for progress

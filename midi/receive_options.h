@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace tonalith {
@@ -23,6 +24,10 @@ struct AnswerMessage {
 };
 using AnswerStep = std::vector<AnswerMessage>;  // the next message is one of these
 
+inline AnswerStep BeginsWith(std::span<const std::uint8_t> bytes) {
+  return {AnswerMessage{{bytes.begin(), bytes.end()}, std::vector<std::uint8_t>(bytes.size(), 0xFF), 0}};
+}
+
 // A SysEx that was passed over because it is no answer.
 struct RefusedMessage {
   bool any = false;         // there was one; the last one counts
@@ -43,10 +48,11 @@ struct ReceiveOptions {
   // The messages of the answer, in their order; empty: any message answers.  Others are passed over, whole or cut, and
   // the receive is complete behind the last.
   std::vector<AnswerStep> answer{};
-  bool answerRepeats = false;  // the first step holds for any number of messages, of any length
+  bool answerRepeats = false;        // the first step holds for any number of messages, of any length
   std::vector<std::uint8_t> echo{};  // the request itself, which comes back through a loop; empty: it is not known
-  std::int64_t timeoutMs = -1;  // -1: by length (max(length * 11 / 3125 + 30, length / 2 + 300)); 0: no time limit
-  std::int64_t silenceMs = 0;   // longest silence once data flows; 0: timeoutMs
+  std::int64_t timeoutMs = -1;       // -1: by length (max(length * 11 / 3125 + 30, length / 2 + 300)); 0: no time limit
+  std::int64_t silenceMs = 0;        // without a time limit: how long to wait once data flows; 0: no limit
+  std::int64_t betterMs = 0;         // without a time limit: how long a request waits after a message that is no answer
 };
 
 }  // namespace tonalith

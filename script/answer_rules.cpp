@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 #include "script/transfer_context.h"
 
@@ -103,10 +104,6 @@ class Resolver {
 };
 
 }  // namespace
-
-AnswerStep BeginsWith(std::span<const std::uint8_t> bytes, std::uint32_t length) {
-  return {AnswerMessage{{bytes.begin(), bytes.end()}, std::vector<std::uint8_t>(bytes.size(), 0xFF), length}};
-}
 
 AwaitedAnswer AnswerTo(const Synth& synth, const TransferContext& context, std::int64_t at, std::int64_t size,
                        bool byMaker) {

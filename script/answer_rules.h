@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "data/data_records.h"
@@ -44,8 +43,5 @@ struct AwaitedAnswer {
 // that go elsewhere.  Without rules for that, any message of the maker when `byMaker`.
 AwaitedAnswer AnswerTo(const Synth& synth, const TransferContext& context, std::int64_t at, std::int64_t size,
                        bool byMaker);
-
-// A message of a maker, for AwaitedAnswer::steps.
-AnswerStep BeginsWith(std::span<const std::uint8_t> bytes, std::uint32_t length = 0);
 
 }  // namespace tonalith

@@ -33,8 +33,6 @@ constexpr std::string_view kMidiErrorMsg[] = {
     "After multiple attempts, no response from instrument! Continuing...",
 };
 
-constexpr const char* kMidiIoTitle = "MIDI I/O";
-
 }  // namespace
 
 std::string_view MidiErrorMsg(int code) {

@@ -10,6 +10,8 @@
 
 namespace tonalith {
 
+inline constexpr const char* kMidiIoTitle = "MIDI I/O";  // of message boxes
+
 // What scripts and protocols may change in the descriptor of the data they work on.
 void TakeOverDescriptor(DataFile& to, const Synth& from);
 

@@ -115,9 +115,8 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
   options.end = context.endPattern;
   options.sizes = context.acceptedSizes;
   options.timeoutMs = context.receiveTimeoutMs > 0 ? context.receiveTimeoutMs : context.hasIoWindow ? 0 : -1;
-  if (options.timeoutMs == 0 && options.acceptAny != AcceptAny::Everything) {
-    options.silenceMs = MidiIn::DefaultTimeoutMs(static_cast<std::int64_t>(destination.size()));
-  }
+  options.betterMs = MidiIn::DefaultTimeoutMs(static_cast<std::int64_t>(destination.size()));
+  if (context.endSilence && options.acceptAny != AcceptAny::Everything) options.silenceMs = options.betterMs;
   const AwaitedAnswer awaited = std::exchange(context.awaited, {});
   const auto staged = std::exchange(context.staged, std::nullopt);
   if (skip == 0) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/ini_file.h"
+#include "studio/recognize_rules.h"
 #include "studio/studio_document.h"
 #include "studio/type_forms.h"
 

@@ -2,7 +2,6 @@
 #include <array>
 
 #include "data/checksums.h"
-#include "script/answer_rules.h"
 #include "script/protocols/built_in_protocols.h"
 
 namespace tonalith {
