@@ -25,7 +25,7 @@ class ServicesLine final : public ProtocolLine {
   void AwaitImage(const Synth& synth) override {
     context_.awaited = AnswerTo(synth, context_, 0, synth.fileSize, true);
   }
-  RefusedMessage Refused() const override { return context_.refused; }
+  RefusedMessage Refused() const override { return context_.passedOver; }
   int ExtraAttempts() const override { return context_.extraAttempts; }
   void Delay(std::uint32_t ms) override;
   void AllPortReceiving(AcceptAny mode) override { context_.acceptAny = mode; }
