@@ -143,7 +143,8 @@ int RecordingServices::GetDataSkipPort(std::span<std::uint8_t> destination, int 
 void RecordingServices::CreateDelayEvent(int port, std::uint32_t ms, TransferContext&) {
   log_.Add("delay %d %u", port, ms);
 }
-void RecordingServices::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) {
+void RecordingServices::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs,
+                                          int) {
   log_.Add("acknowledge %d %d %d", port, inPort, timeoutMs);
   log_.AddBytes(" pattern", pattern);
 }

@@ -75,7 +75,7 @@ class RecordingServices final : public ScriptServices {
   int GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
                       TransferContext& context) override;
   void CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) override;
-  void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) override;
+  void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs, int) override;
   void MidiOutClrWaitForAck(int port) override;
   void SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) override;
   void MidiOutSetMaxSysExSpeed(int port, int bytesPerSecond) override;
