@@ -25,7 +25,10 @@ struct TransferResult {
   bool changed = false;                        // the DataFile holds something new
   TransferCause cause = TransferCause::kNone;  // kNone when ok
   int patch = -1;                              // the first that failed, from 0; -1: none, or not one patch
-  int entry = -1;                              // the same as its type counts
+  std::string number;                          // the same as the instrument numbers it, single bytes
+  // Of the first piece (patch or image) that failed: how often it was tried, and whether anything came for it.
+  int attempts = 0;
+  bool answered = false;
   std::vector<int> notTaken;                   // a transmission patch by patch: patches that failed or were not begun
   // For sentences, single bytes: instrument and data.
   std::string what;

@@ -153,7 +153,7 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   interrupt.Cancel();
   const CliOutput cancelled = home_.Run({"receive", "jv", "bank", out, "--virtual", "factory"}, {}, interrupt);
   EXPECT_EQ(cancelled.status, 1);
-  EXPECT_EQ(cancelled.err, "tonalith-cli receive: The MIDI transfer of the Roland JV-1080 Patch Bank was cancelled.\n");
+  EXPECT_EQ(cancelled.err, "tonalith-cli receive: Receiving the Roland JV-1080 Patch Bank was cancelled.\n");
   EXPECT_EQ(ReadFileText(out), "precious");
 }
 
