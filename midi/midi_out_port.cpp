@@ -53,6 +53,16 @@ bool MidiOutPort::Idle() const {
   return queue_.empty() && !working_ && shared_->underWay == 0;
 }
 
+std::uint64_t MidiOutPort::TotalBytes() const {
+  std::lock_guard lock(mutex_);
+  return shared_->leftBytes;
+}
+
+std::uint64_t MidiOutPort::Reconnects() const {
+  std::lock_guard lock(handleMutex_);
+  return handle_ ? handle_->Reconnects() : 0;
+}
+
 std::uint64_t MidiOutPort::failedMessages() const {
   std::lock_guard lock(mutex_);
   return shared_->failed;

@@ -24,6 +24,7 @@ MidiSent MidiOutPort::Report(std::shared_ptr<LongSend> send, std::size_t length)
       std::lock_guard guard(shared->mutex);
       --shared->underWay;
       shared->bytesUnderWay -= length;
+      if (result) shared->leftBytes += length;
       const bool first = !result && (!send || send->result);
       if (send) {
         --send->pieces;

@@ -121,6 +121,8 @@ class MidiOutPort {
   AckCounts Acks() const;
   std::uint64_t failedMessages() const;  // given up since the port was opened
   std::string lastFailure() const;       // why the last of them was; a sentence
+  std::uint64_t TotalBytes() const;      // that left since the port was opened
+  std::uint64_t Reconnects() const;      // of its connection, where the MIDI system lets others cut it
   // Bytes of the modal count including an estimate for the message that is being sent.
   std::uint32_t ProgressBytes() const;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -198,6 +200,15 @@ struct MacroRun {
   std::int32_t Y() const { return outcome.registers[2]; }
   std::int32_t Z() const { return outcome.registers[3]; }
   std::int32_t V(std::size_t i) const { return outcome.variables[i]; }
+  // "V0=1 V5=2"
+  void Expect(const std::string& expected) const {
+    std::string text;
+    for (std::size_t at = expected.find('V'); at != std::string::npos; at = expected.find('V', at + 1)) {
+      const std::size_t i = std::stoul(expected.substr(at + 1));
+      text += (text.empty() ? "V" : " V") + std::to_string(i) + "=" + std::to_string(V(i));
+    }
+    EXPECT_EQ(text, expected);
+  }
 
   Synth synth{};
   Bytes image;
