@@ -183,7 +183,7 @@ TEST_F(SimulatedTransfer, FaultsNeverHarmFormerData) {
       {dx7, 0, "realtime-inside:at=2000", true},
       {dx7, 0, "late-reply:delay=1000", true},
       {d50, 1, "truncated-reply:reply=3,at=20", true},
-      {d50, 1, "no-reply:reply=4,times=3", false},
+      {d50, 1, "no-reply:reply=4,times=99", false},
       {d50, 1, "no-reply:reply=4,times=2", true},
       {d50, 1, "double-reply:reply=2", true},
       {d50, 2, "no-reply:reply=4", true},
