@@ -11,6 +11,7 @@
 #include "cli/commands_module.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_packages.h"
+#include "cli/commands_receive.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
 #include "cli/commands_studio.h"

@@ -12,12 +12,6 @@ int RunPorts(CliEnvironment& environment, const std::vector<std::string>& args);
 std::string PortsForms();
 std::string PortsDetails();
 
-// receive INSTRUMENT TYPE OUT [options]: gets data from an instrument and writes it as a file.  Whatever goes wrong,
-// OUT is left as it was.
-int RunReceive(CliEnvironment& environment, const std::vector<std::string>& args);
-std::string ReceiveForms();
-std::string ReceiveDetails();
-
 // send FILE [options]: sends every piece of data in a file to its instrument.
 int RunSend(CliEnvironment& environment, const std::vector<std::string>& args);
 std::string SendForms();

@@ -66,6 +66,7 @@ struct TransferContext {
   std::atomic<bool> portGone{false};  // a port of the transfer is not open (any more)
   bool sendFailed = false;            // a message (also a staged one) was not taken by its port
   int retryOnTimeout = 0;
+  int extraAttempts = 2;  // how often a piece that did not come, was refused or came damaged is asked for again
   bool receivedSomething = false;
   bool quiet = false;        // no windows, no messages
   bool hasIoWindow = false;  // a receive window shows this transfer

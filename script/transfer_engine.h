@@ -267,6 +267,7 @@ class TransferEngine {
   std::function<void()> openTransmitWindow_;
 };
 
+bool HoldsNothing(const DataFile& dataFile);
 // What a data type's flags say about its transfers.
 bool PatchAddressable(const Synth& synth);  // single patches can be sent and received
 bool UsesCommandSequence(const Synth& synth);

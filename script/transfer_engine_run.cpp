@@ -40,12 +40,6 @@ bool HasVoiceName(const DataFile& dataFile, std::uint32_t voice) {
   return !dataFile.voiceNames || at >= dataFile.voiceNamesSize || dataFile.voiceNames[at] != 0;
 }
 
-// What scripts and protocols may change in the descriptor of the data they work on.
-void TakeOverDescriptor(DataFile& to, const Synth& from) {
-  to.synth->childId = from.childId;
-  to.synth->rolandHandshake = from.rolandHandshake;
-}
-
 void Stamp(DataFile& dataFile) {
   const std::uint32_t now = GetTime32();
   dataFile.synth->timeStamp = now;
@@ -383,35 +377,6 @@ void TransferRun::CommitNothing() {
     DataFile* df = transfer->dataFile_;
     if (!df || !df->xtra || !df->xtra->hasNoSysEx) return;
     if (df->emptyMap) std::memset(df->emptyMap, 0xFF, df->emptyMapSize);
-  });
-}
-
-void TransferRun::Transmit() {
-  const std::vector<std::uint8_t> before(copy_->body, copy_->body + copy_->bodySize);
-  engine_.services().ForgetReplies(synth_->midiInPort);
-  context_.patchDone = [this] {
-    transfer_->patchesToDo_ = result_.patchesToDo = context_.patchesToDo;
-    result_.patchesDone = context_.patchesDone;
-    ReportProgress();
-  };
-  result_.result = MidiIODataFileFn(TransferOperation::kTransmit, -1);
-  context_.patchDone = {};
-  const bool failed = missingScript_ || context_.sendFailed || Stopped() ||
-                      (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);
-  result_.ok = !failed;
-  failure_ = failed ? std::min(result_.result, 0) : 0;
-  result_.patch = failed ? context_.failedPatch : -1;
-  const bool changed = !std::equal(before.begin(), before.end(), copy_->body);
-  result_.changed = changed;
-  Post([transfer = transfer_, copy = copy_, changed, failed, preferences = engine_.preferences_] {
-    std::unique_lock lock(transfer->mutex_);
-    DataFile* df = transfer->dataFile_;
-    if (!df || !df->synth) return;
-    // Channel, number and checksum as they were sent.
-    if (changed && df->bodySize == copy->bodySize) std::memcpy(df->body, copy->body, copy->bodySize);
-    TakeOverDescriptor(*df, *copy->synth);
-    lock.unlock();
-    if (!failed) preferences->SentDataFile(df);
   });
 }
 

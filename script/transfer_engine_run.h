@@ -10,6 +10,9 @@
 
 namespace tonalith {
 
+// What scripts and protocols may change in the descriptor of the data they work on.
+void TakeOverDescriptor(DataFile& to, const Synth& from);
+
 // The work of one transfer on its thread: the private copies, the retries, and the handing back of what was received.
 class TransferRun {
  public:
