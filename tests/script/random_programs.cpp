@@ -1,7 +1,5 @@
 #include "random_programs.h"
 
-#include <algorithm>
-
 #include "script/statement_table.h"
 
 namespace tonalith::test {
