@@ -104,6 +104,12 @@ bool VirtualStudio::With(std::size_t place, const std::function<void(SimulatedIn
   return true;
 }
 
+std::int64_t VirtualStudio::Carried(std::size_t place) const {
+  if (place >= cables_.size()) return 0;
+  const VirtualEndpoint& end = *cables_[place]->endpoint;
+  return static_cast<std::int64_t>(end.Carried(CableDirection::ToProgram) + end.Carried(CableDirection::ToPeer));
+}
+
 bool VirtualStudio::PanelSend(std::size_t place, std::string_view message, int item) {
   if (place >= cables_.size() || !cables_[place]->instrument) return false;
   Cable& cable = *cables_[place];

@@ -47,6 +47,8 @@ class VirtualStudio {
 
   // Runs `use` on the instrument while no message is being worked on; false when the place holds none.
   bool With(std::size_t place, const std::function<void(SimulatedInstrument&)>& use);
+  // Bytes the cable has carried so far, both ways.
+  std::int64_t Carried(std::size_t place) const;
   // The instrument's panel sends without being asked.
   bool PanelSend(std::size_t place, std::string_view message, int item = 0);
 

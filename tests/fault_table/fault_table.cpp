@@ -1,0 +1,234 @@
+#include "tests/fault_table/fault_table.h"
+
+#include <algorithm>
+#include <set>
+
+#include "data/patch_names.h"
+#include "platform/text.h"
+
+namespace tonalith::fault_table {
+
+namespace {
+
+struct Kind {
+  const char* name;
+  bool get, send;
+  bool mustHeal;  // a Get that met it once ends well
+};
+
+// Wrong data that nobody can tell from right data, beside flipped bits of types without a checksum: part of the line.
+constexpr const char* kInvisible[] = {
+    // The number of the bank was lost on the way, and a dump does not carry it.
+    "oberheim-matrix1000 | Patch Bank 2 | get | lost-byte:direction=in,at=4,reply=1",
+    "oberheim-matrix1000 | Patch Bank 2 | get | truncated-reply:direction=in,at=5,reply=1",
+    "oberheim-matrix1000 | Patch Bank 2 | get | no-reply:direction=in,reply=1",
+};
+
+// Faults of single messages; {} becomes the number of the message.
+constexpr Kind kKinds[] = {
+    {"lost-byte:reply={}", true, true, true},        {"corrupt-byte:reply={}", true, true, true},
+    {"late-reply:reply={}", true, true, true},       {"late-reply:delay=8000,reply={}", true, true, true},
+    {"no-reply:reply={}", true, true, true},         {"double-reply:reply={}", true, true, true},
+    {"truncated-reply:reply={}", true, true, true},  {"short-reply:reply={}", true, true, true},
+    {"realtime-inside:reply={}", true, true, true},  {"foreign-first:reply={}", true, true, true},
+    {"foreign-identity:reply={}", true, true, true}, {"wrong-device:reply={}", true, true, true},
+};
+// The same towards the instrument, and what it does with what it hears.
+constexpr Kind kInputKinds[] = {
+    {"lost-byte:direction=in,at=4,reply={}", true, true, true},
+    {"corrupt-byte:direction=in,reply={}", false, true, true},
+    {"truncated-reply:direction=in,at=5,reply={}", true, true, true},
+    {"no-reply:direction=in,reply={}", true, true, true},
+    {"busy-once:reply={}", true, true, true},
+    {"refuse-once:reply={}", false, true, true},
+};
+
+std::set<int> Places(int count) {
+  std::set<int> places;
+  if (count > 0) places = {1, std::min(2, count), count};
+  return places;
+}
+
+bool Contains(const std::string& text, std::string_view part) {
+  return text.find(part) != std::string::npos;
+}
+
+// Something in a voice becomes different: its name, or a byte in its middle.
+void ChangeVoice(DataFile* data, std::uint32_t voice) {
+  const Synth& synth = *data->synth;
+  const bool anySize = (synth.optionBits & 2) == 0;
+  const std::size_t middle =
+      anySize ? synth.fileSize / 2
+              : synth.headerSize + synth.voiceOffset + std::size_t{voice} * synth.voiceSize + synth.voiceSize / 2;
+  const bool named = !synth.namesSeparate && SetPatchName(data, voice, "NEW");
+  if (!named && middle < data->bodySize) data->body[middle] ^= 1;
+}
+
+}  // namespace
+
+Bytes BodyOf(const DataFile& data) {
+  return {data.body, data.body + data.synth->fileSize};
+}
+
+TypeTable::TypeTable(const TableType& type) : type_(type) {}
+
+DataFilePtr TypeTable::Data(const Bytes& body) const {
+  DataFilePtr data = InstalledModules::Instance().studio().GetNewDataFile(type_.driver);
+  if (!data || body.empty()) return data;
+  if (data->synth->fileSize != body.size()) {
+    ResizeBody(data.get(), static_cast<std::uint32_t>((body.size() + 1) & ~std::size_t{1}));
+    data->synth->fileSize = static_cast<std::uint32_t>(body.size());
+  }
+  std::copy(body.begin(), body.end(), data->body);
+  if (data->xtra) data->xtra->hasNoSysEx = 0;
+  if (data->emptyMap) std::fill_n(data->emptyMap, data->emptyMapSize, std::uint8_t{0});
+  return data;
+}
+
+TypeTable::Measure TypeTable::Measured(FaultRig& rig, DeskStep::Kind kind, DataFile& data, DeskResult* result) {
+  const Measure before{rig.Heard(), rig.Said(), rig.Carried()};
+  *result = rig.Run(kind, data, patches_);
+  return {rig.Heard() - before.heard, rig.Said() - before.said, rig.Carried() - before.carried};
+}
+
+std::string TypeTable::Prepare() {
+  FaultRig rig(type_.simulated);
+  DataFilePtr data = Data({});
+  const std::uint32_t voices = data->synth->numVoices;
+  if (type_.byPatch) {
+    patches_.assign(voices, 0);
+    for (const std::uint32_t patch : {0U, 1U, voices / 2, voices - 1})
+      if (patch < voices) patches_[patch] = 1;
+  }
+  DeskResult result;
+  if (type_.panel.empty()) {
+    get_ = Measured(rig, DeskStep::Kind::kGet, *data, &result);
+    if (!result.ok) return result.sentence;
+  } else {
+    Recognition found;
+    const Bytes dump = rig.PanelDump(type_.panel);
+    InstalledModules::Instance().recognizer().Recognize(dump, &found);
+    const auto piece = std::find_if(found.pieces.begin(), found.pieces.end(), [&](const RecognizedPiece& one) {
+      return one.driverId == type_.driver->synth()->driverId;
+    });
+    if (piece == found.pieces.end()) return "The instrument does not send \"" + type_.panel + "\".";
+    data = std::move(piece->data);
+  }
+  wanted_ = BodyOf(*data);
+  // What is there before a Get differs in every voice.
+  former_ = wanted_;
+  const Synth& synth = *data->synth;
+  if ((synth.optionBits & 2) && synth.voiceSize > 0 && voices > 0)
+    for (std::uint32_t i = 0; i < voices; ++i) {
+      const std::size_t at = synth.headerSize + std::size_t{i} * synth.voiceSize + synth.voiceSize / 2;
+      if (at < former_.size()) former_[at] ^= 2;
+    }
+  else
+    former_[former_.size() / 2] ^= 2;
+  if (!type_.sends) return {};
+  for (std::uint32_t i = 0; i < voices; ++i)
+    if (i == 0 || (type_.byPatch && patches_[i])) ChangeVoice(data.get(), i);
+  const Bytes before = rig.Memory();
+  send_ = Measured(rig, DeskStep::Kind::kSend, *data, &result);
+  if (!result.ok) return result.sentence;
+  changed_ = BodyOf(*data);
+  held_ = rig.Memory();
+  return held_ == before ? "The instrument did not take the data." : std::string();
+}
+
+std::vector<std::string> TypeTable::FaultsOf(bool send) const {
+  const Measure& measure = send ? send_ : get_;
+  std::vector<std::string> faults;
+  const auto add = [&](const Kind& kind, int messages) {
+    if (send ? !kind.send : !kind.get) return;
+    for (const int place : Places(messages)) faults.push_back(ReplaceAll(kind.name, "{}", std::to_string(place)));
+  };
+  for (const Kind& kind : kKinds) add(kind, measure.said);
+  for (const Kind& kind : kInputKinds) add(kind, measure.heard);
+  for (const std::int64_t at : {std::int64_t{1}, measure.carried / 2, measure.carried - 1})
+    faults.push_back("port-vanishes:at=" + std::to_string(at));
+  return faults;
+}
+
+TableRow TypeTable::Run(const std::string& fault, bool send) {
+  FaultRig rig(type_.simulated);
+  const DataFilePtr data = Data(send ? changed_ : former_);
+  const Bytes before = BodyOf(*data);
+  rig.SetFaults(fault);
+  TableRow row;
+  row.fault = fault;
+  row.send = send;
+  const Measure measure = Measured(rig, send ? DeskStep::Kind::kSend : DeskStep::Kind::kGet, *data, &row.result);
+  row.heard = measure.heard;
+  row.said = measure.said;
+  const Bytes after = BodyOf(*data);
+  if (send) {
+    row.same = rig.Memory() == held_;
+    row.former = after == before;
+  } else if (!type_.byPatch) {
+    row.same = after == wanted_;
+    row.former = after == before;
+  } else {
+    const Synth& synth = *data->synth;
+    row.same = row.former = after.size() == before.size();
+    for (std::uint32_t i = 0; i < patches_.size() && row.former; ++i) {
+      const std::size_t begin = synth.headerSize + std::size_t{i} * synth.voiceSize;
+      const auto equal = [&](const Bytes& other) {
+        return std::equal(after.begin() + static_cast<std::ptrdiff_t>(begin),
+                          after.begin() + static_cast<std::ptrdiff_t>(begin + synth.voiceSize),
+                          other.begin() + static_cast<std::ptrdiff_t>(begin));
+      };
+      const bool empty = data->emptyMap && MapBit(data->emptyMap, data->emptyMapSize, i);
+      const bool came = patches_[i] && equal(wanted_);
+      row.same = row.same && (patches_[i] ? came && !empty : equal(before));
+      row.former = row.former && (equal(before) || (came && !empty) || (patches_[i] && empty));
+    }
+  }
+  row.wrong = rig.hung() ? "hangs" : WrongOf(row);
+  return row;
+}
+
+std::string TypeTable::LineOf(const std::string& fault, bool send) const {
+  return type_.Name() + (send ? " | send | " : " | get | ") + fault;
+}
+
+std::string TypeTable::WrongOf(const TableRow& row) const {
+  const bool carriedIn = Contains(row.fault, "direction=in");
+  // Nobody hears what became of data that is sent to an instrument without a word.
+  const bool deaf = row.send && send_.said == 0;
+  const bool flipped = row.fault.rfind("corrupt-byte", 0) == 0;
+  if (row.result.ok) {
+    const bool invisible = std::count(std::begin(kInvisible), std::end(kInvisible), LineOf(row.fault, row.send)) != 0;
+    if (!row.send && !row.same)
+      return invisible || (flipped && !type_.hasChecksum) ? "" : "\"ok\", and the data is wrong";
+    if (row.send && !row.same)
+      return deaf || (flipped && carriedIn && !type_.hasChecksum) ? "" : "\"ok\", and the instrument does not hold it";
+  } else {
+    if (!row.former) return "failed, and the former data is damaged";
+    const bool vanished = row.fault.rfind("port-vanishes", 0) == 0;
+    if (!row.send && !vanished) return "given up";
+  }
+  return LieOf(row);
+}
+
+// What the sentence of a row claims and is not so.
+std::string TypeTable::LieOf(const TableRow& row) const {
+  const std::string& text = row.result.sentence;
+  const auto says = [&](std::string_view part) { return Contains(text, part); };
+  const std::string instrument = TransferInstrumentName(*Data({}));
+  if (!says(Latin1ToUtf8(instrument)) || !says(Latin1ToUtf8(type_.driver->TypeName())))
+    return "sentence: names no data";
+  if (row.result.ok) return {};
+  if (row.send ? says("receiv") : says("sent") && !says("request")) return "sentence: names the wrong operation";
+  const auto fault = [&](std::string_view name) { return row.fault.rfind(name, 0) == 0; };
+  const bool nothingCame = fault("no-reply") || fault("late-reply") || fault("busy-once") || fault("wrong-device") ||
+                           Contains(row.fault, "direction=in") || fault("foreign");
+  const bool saysNothing = says("did not respond") || says("No data was received") || says("no response");
+  if (saysNothing && !nothingCame && !fault("port-vanishes")) return "sentence: claims that nothing came";
+  if (says("3 attempts") && row.heard < 3) return "sentence: claims attempts";
+  if (says("hecksum") && !type_.hasChecksum) return "sentence: claims a checksum";
+  if (type_.byPatch && row.result.patch < 0 && !fault("port-vanishes")) return "sentence: names no patch";
+  return {};
+}
+
+}  // namespace tonalith::fault_table

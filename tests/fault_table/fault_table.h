@@ -1,0 +1,53 @@
+#pragma once
+
+#include <functional>
+
+#include "tests/fault_table/fault_rig.h"
+
+namespace tonalith::fault_table {
+
+// One transfer with one fault on its cable, and what came of it.
+struct TableRow {
+  std::string fault;  // as FaultPlan takes it
+  bool send = false;
+  DeskResult result;
+  bool same = false;        // got: the data is the instrument's; sent: the instrument holds the data
+  bool former = false;      // what was not got (and what was sent) is as it was
+  int heard = 0, said = 0;  // messages of the instrument
+  std::string wrong;        // empty: as it should be
+};
+
+// Runs the rows of one type.
+class TypeTable {
+ public:
+  explicit TypeTable(const TableType& type);
+
+  // The sound exchange that the faults are put into; a sentence when there is none.
+  std::string Prepare();
+  std::vector<std::string> FaultsOf(bool send) const;
+  TableRow Run(const std::string& fault, bool send);
+  // "yamaha-dx7 | Voice | get | no-reply:reply=1"
+  std::string LineOf(const std::string& fault, bool send) const;
+  const TableType& type() const { return type_; }
+
+ private:
+  // How many messages and bytes a sound exchange takes.
+  struct Measure {
+    int heard = 0, said = 0;
+    std::int64_t carried = 0;
+  };
+  DataFilePtr Data(const Bytes& body) const;
+  Measure Measured(FaultRig& rig, DeskStep::Kind kind, DataFile& data, DeskResult* result);
+  std::string WrongOf(const TableRow& row) const;
+  std::string LieOf(const TableRow& row) const;
+
+  const TableType type_;
+  std::vector<std::uint8_t> patches_;  // that are transferred; empty: not patch by patch
+  Bytes former_, wanted_, changed_;    // images: before a receive, of the instrument, that is sent
+  Bytes held_;                         // the instrument's memory once it was sent
+  Measure get_, send_;
+};
+
+Bytes BodyOf(const DataFile& data);
+
+}  // namespace tonalith::fault_table

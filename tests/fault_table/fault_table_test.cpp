@@ -1,0 +1,132 @@
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "platform/text.h"
+#include "tests/fault_table/fault_table.h"
+
+// Every data type of every shipped module, each fault of a simulated cable, both ways.
+//   test_fault_table --rows [PART...]     prints the rows whose line holds every PART
+//   test_fault_table --wrong [PART...]    only those that are not as they should be
+//   test_fault_table --note-failures      writes known_failures.txt anew
+
+namespace tonalith::fault_table {
+
+namespace {
+
+const std::string kKnownPath = TONALITH_SOURCE_DIR "/tests/fault_table/known_failures.txt";
+
+// Rows that are known to be wrong: they have to be mended, and then leave this list.
+const std::set<std::string>& KnownFailures() {
+  static const std::set<std::string> known = [] {
+    std::set<std::string> lines;
+    std::ifstream file(kKnownPath);
+    for (std::string line; std::getline(file, line);) lines.insert(line);
+    return lines;
+  }();
+  return known;
+}
+
+bool HoldsAll(const std::string& line, const std::vector<std::string>& parts) {
+  return std::all_of(parts.begin(), parts.end(),
+                     [&](const std::string& part) { return line.find(part) != std::string::npos; });
+}
+
+// A type that none of the parts can mean costs nothing.
+std::string EveryFaultName() {
+  std::string names = "0123456789:direction=in,at=,reply=,delay=";
+  for (const std::string_view name : FaultPlan::Names()) names += name;
+  return names;
+}
+
+using RowSink = std::function<void(const std::string& line, const TableRow& row)>;
+
+// The rows of a type whose line holds all parts.
+void RunType(const TableType& type, const std::vector<std::string>& parts, const RowSink& sink) {
+  if (type.isVariant) return;
+  TypeTable table(type);
+  bool prepared = false;
+  for (const bool send : {false, true}) {
+    if ((send ? !type.sends : !type.panel.empty()) || !HoldsAll(table.LineOf(EveryFaultName(), send), parts)) continue;
+    if (!std::exchange(prepared, true)) {
+      const std::string problem = table.Prepare();
+      EXPECT_EQ(problem, "") << type.Name();
+      if (!problem.empty()) return;
+    }
+    for (const std::string& fault : table.FaultsOf(send)) {
+      const std::string line = table.LineOf(fault, send);
+      if (HoldsAll(line, parts)) sink(line, table.Run(fault, send));
+    }
+  }
+}
+
+int PrintRows(const std::vector<std::string>& parts, bool onlyWrong) {
+  int wrong = 0, count = 0;
+  for (const TableType& type : TableTypes())
+    RunType(type, parts, [&](const std::string& line, const TableRow& row) {
+      ++count;
+      wrong += !row.wrong.empty();
+      if (onlyWrong && row.wrong.empty()) return;
+      std::printf("%s | %s | %s | %s | %s | %s\n", line.c_str(), row.result.ok ? "ok" : "failed",
+                  row.same ? "same" : "differs", row.former ? "former whole" : "former gone",
+                  row.wrong.empty() ? "true" : row.wrong.c_str(), row.result.sentence.c_str());
+      std::fflush(stdout);
+    });
+  std::printf("%d rows, %d of them wrong, %.1f s\n", count, wrong, static_cast<double>(std::clock()) / CLOCKS_PER_SEC);
+  return wrong ? 1 : 0;
+}
+
+// A row that is wrong now and then is noted with a question mark: it may be either.
+int NoteFailures() {
+  std::vector<std::string> lines;
+  std::map<std::string, int> wrong;
+  constexpr int kRuns = 3;
+  for (int run = 0; run < kRuns; ++run)
+    for (const TableType& type : TableTypes())
+      RunType(type, {}, [&](const std::string& line, const TableRow& row) {
+        if (!row.wrong.empty() && ++wrong[line] == 1) lines.push_back(line);
+      });
+  std::ofstream file(kKnownPath);
+  for (const std::string& line : lines) file << (wrong[line] < kRuns ? "? " : "") << line << "\n";
+  return file.flush() ? 0 : 1;
+}
+
+struct FaultTable : ::testing::TestWithParam<std::string> {};
+
+TEST_P(FaultTable, EveryRowIsTrue) {
+  int rows = 0;
+  for (const TableType& type : TableTypes()) {
+    if (type.module != GetParam()) continue;
+    RunType(type, {}, [&](const std::string& line, const TableRow& row) {
+      ++rows;
+      if (KnownFailures().count("? " + line) != 0) return;
+      const bool known = KnownFailures().count(line) != 0;
+      if (known == row.wrong.empty())
+        ADD_FAILURE() << line << ": " << (known ? "is mended; --note-failures takes it off the list" : row.wrong)
+                      << "\n  " << row.result.sentence;
+    });
+  }
+  EXPECT_GT(rows, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, FaultTable, ::testing::ValuesIn(ModuleFolders()), [](const auto& test) {
+  std::string name = test.param;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+});
+
+}  // namespace
+
+}  // namespace tonalith::fault_table
+
+int main(int argc, char** argv) {
+  using namespace tonalith::fault_table;
+  testing::InitGoogleTest(&argc, argv);
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  if (words.empty()) return RUN_ALL_TESTS();
+  if (words[0] == "--note-failures") return NoteFailures();
+  return PrintRows({words.begin() + 1, words.end()}, words[0] != "--rows");
+}
