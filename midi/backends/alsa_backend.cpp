@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 
+#include "midi/backends/alsa_arrival.h"
 #include "midi/backends/port_names.h"
 #include "midi/backends/shared_backend.h"
 #include "midi/bridge_names.h"
@@ -145,6 +146,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
   std::function<void()> changed_;
   std::vector<std::shared_ptr<AlsaOutput>> outputs_;
   std::map<int, std::shared_ptr<AlsaInput>> inputs_;
+  AlsaArrival arrival_{clock_};
   int announcePort_ = -1;
   int nextPort_ = 0;
   std::thread reader_;
@@ -320,6 +322,7 @@ Result AlsaBackend::Start() {
   snd_midi_event_new(kAlsaSpan, &coder_);
   snd_midi_event_new(kAlsaSpan, &decoder_);
   snd_midi_event_no_status(decoder_, 1);
+  arrival_.Start(seq_);
   wake_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   announcePort_ = snd_seq_create_simple_port(seq_, "announce", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT,
                                              SND_SEQ_PORT_TYPE_APPLICATION);
@@ -388,8 +391,17 @@ std::vector<MidiDeviceInfo> AlsaBackend::Devices(MidiDirection direction) {
 
 int AlsaBackend::NewPort(const char* kind, unsigned int capabilities) {
   const std::string name = std::string(kind) + " " + std::to_string(++nextPort_);
-  return snd_seq_create_simple_port(seq_, name.c_str(), capabilities,
-                                    SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
+  snd_seq_port_info_t* port = nullptr;
+  if (const int error = snd_seq_port_info_malloc(&port); error < 0) return error;
+  snd_seq_port_info_set_name(port, name.c_str());
+  snd_seq_port_info_set_capability(port, capabilities);
+  snd_seq_port_info_set_type(port, SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
+  snd_seq_port_info_set_midi_channels(port, 16);
+  if (capabilities & SND_SEQ_PORT_CAP_WRITE) arrival_.Stamp(port);
+  const int error = snd_seq_create_port(seq_, port);
+  const int number = error < 0 ? error : snd_seq_port_info_get_port(port);
+  snd_seq_port_info_free(port);
+  return number;
 }
 
 Result AlsaBackend::OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) {
@@ -541,16 +553,16 @@ void AlsaBackend::Take(const snd_seq_event_t& event) {
     if (found != inputs_.end()) input = found->second;
   }
   if (!input) return;
-  const std::int64_t now = clock_.NowUs();
+  const std::int64_t cameUs = arrival_.TimeOf(event);
   std::lock_guard guard(input->mutex);
   if (!input->sink) return;
   if (event.type == SND_SEQ_EVENT_SYSEX) {
-    input->sink({static_cast<const std::uint8_t*>(event.data.ext.ptr), event.data.ext.len}, now);
+    input->sink({static_cast<const std::uint8_t*>(event.data.ext.ptr), event.data.ext.len}, cameUs);
     return;
   }
   std::uint8_t bytes[16];
   const long length = snd_midi_event_decode(decoder_, bytes, sizeof bytes, &event);
-  if (length > 0) input->sink({bytes, static_cast<std::size_t>(length)}, now);
+  if (length > 0) input->sink({bytes, static_cast<std::size_t>(length)}, cameUs);
 }
 
 void AlsaBackend::TakeAnnouncement(const snd_seq_event_t& event) {

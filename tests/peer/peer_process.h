@@ -53,6 +53,7 @@ class Peer {
       waitpid(pid_, nullptr, 0);
     }
   }
+  void Signal(int number) const { kill(pid_, number); }
   void Tell(const std::string& command) {
     std::fprintf(out_, "%s\n", command.c_str());
     std::fflush(out_);
