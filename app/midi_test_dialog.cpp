@@ -52,12 +52,15 @@ MidiTestDialog::MidiTestDialog(MidiPortSystem& midi, TransferDesk& desk, QWidget
   table_->horizontalHeader()->setSectionResizeMode(kWhat, QHeaderView::Stretch);
   table_->verticalHeader()->hide();
   table_->setShowGrid(false);
+  table_->setWordWrap(false);
+  table_->verticalHeader()->setDefaultSectionSize(24);
   table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
   table_->setTabKeyNavigation(false);
   table_->setAccessibleName(tr("Patterns and what came back"));
   table_->setMinimumSize(fontMetrics().averageCharWidth() * 80, fontMetrics().height() * 12);
   layout->addWidget(table_, 1);
+  sentence_->setWordWrap(true);
   layout->addWidget(sentence_);
   layout->addWidget(progress_);
   auto* buttons = new QDialogButtonBox(this);

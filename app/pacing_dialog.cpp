@@ -41,6 +41,8 @@ PacingDialog::PacingDialog(ProgramMidi& midi, const ZKStudioDoc& studio, Prompts
   table_->horizontalHeader()->setStretchLastSection(true);
   table_->verticalHeader()->hide();
   table_->setShowGrid(false);
+  table_->setWordWrap(false);
+  table_->verticalHeader()->setDefaultSectionSize(24);
   table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
   table_->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -65,6 +67,7 @@ PacingDialog::PacingDialog(ProgramMidi& midi, const ZKStudioDoc& studio, Prompts
          "instrument is given back what it held. The smaller the data, the quicker."));
   lines_->setAccessibleName(tr("What the calibration does"));
   layout->addWidget(lines_, 1);
+  sentence_->setWordWrap(true);
   layout->addWidget(sentence_);
   auto* buttons = new QDialogButtonBox(this);
   close_ = buttons->addButton(QDialogButtonBox::Close);

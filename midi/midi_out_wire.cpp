@@ -78,6 +78,11 @@ Result MidiOutPort::HandOverPaced(const std::shared_ptr<LongSend>& send, std::sp
       if (!send->result) return send->result;
     }
     const auto piece = bytes.subspan(at, std::min(span, bytes.size() - at));
+    {
+      // What is acknowledged before its last piece left is another message.
+      std::lock_guard lock(mutex_);
+      acknowledged_ = refused_ = false;
+    }
     if (Result result = HandOverWithRetries(send, piece, at == 0 ? startUs : unused); !result) return result;
     for (const std::uint8_t byte : piece)
       if (byte == 0xF0 || byte == 0xF7) sysexOpen_ = byte == 0xF0;
