@@ -16,7 +16,7 @@ Result Calibrate(Session& session, const std::vector<std::string>& words, const 
   if (result.ok()) result = session.FindType(instrument, words[2], &driver);
   if (!result.ok()) return result;
   TransferCommand command(session, options);
-  if (result = command.Prepare(instrument, true); !result.ok()) return result;
+  if (result = command.Prepare(instrument, true, driver); !result.ok()) return result;
   const DataFilePtr type = session.studio().GetNewDataFile(driver);
   if (!type) return Result::Failure("There is not enough memory.");
   command.rig().RoutePorts(type.get());

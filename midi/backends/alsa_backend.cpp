@@ -92,6 +92,7 @@ class AlsaOutput {
   std::uint64_t generation_ = 0;  // counts resets
   std::uint32_t rate_ = 0;
   std::int64_t freeAtUs_ = 0;
+  std::int64_t refusedSinceUs_ = 0;  // the sending thread's: nothing was taken since; 0: the last piece was
   WorkerThread thread_;
 };
 
@@ -202,7 +203,6 @@ Result AlsaOutput::SendPiece(const Piece& piece, std::uint64_t generation) {
   for (std::size_t at = 0; at < piece.bytes.size();) {
     const std::size_t length = std::min(kAlsaSpan, piece.bytes.size() - at);
     Pace(length);
-    const std::int64_t giveUp = clock_.NowUs() + kAlsaGiveUpUs;
     while (true) {
       {
         std::lock_guard guard(mutex_);
@@ -210,11 +210,17 @@ Result AlsaOutput::SendPiece(const Piece& piece, std::uint64_t generation) {
         if (gone_) return Result::Failure("The MIDI port is gone.", kMidiNoDevice);
       }
       const int error = backend_.Deliver(ownPort_, destination_, {piece.bytes.data() + at, length}, piece.isShort);
-      if (error >= 0) break;
+      if (error >= 0) {
+        refusedSinceUs_ = 0;
+        break;
+      }
       if (error != -EAGAIN && error != -ENOMEM && error != -ENOSPC && error != -EINTR) {
         return Result::Failure(std::string("The MIDI port refused data: ") + snd_strerror(error), kMidiNoDevice);
       }
-      if (clock_.NowUs() > giveUp) return Result::Failure("The MIDI port takes no data.", kMidiNotReady);
+      // What waits behind a piece that was given up does not wait as long again.
+      if (refusedSinceUs_ == 0) refusedSinceUs_ = clock_.NowUs();
+      if (clock_.NowUs() - refusedSinceUs_ > kAlsaGiveUpUs)
+        return Result::Failure("The MIDI port takes no data.", kMidiNotReady);
       clock_.SleepUs(kAlsaRetryUs);
     }
     at += length;

@@ -9,7 +9,9 @@
 
 #include "midi/port_system.h"
 
-namespace tonalith::peer {
+namespace peer {
+
+using namespace tonalith;
 
 inline void Pause(int ms) {
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));
@@ -70,4 +72,4 @@ class Side {
   std::atomic<bool> news_{false};
 };
 
-}  // namespace tonalith::peer
+}  // namespace peer
