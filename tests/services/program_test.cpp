@@ -398,6 +398,9 @@ TEST_F(ProgramTest, UnpluggedCablesEndTheirTransfersAndAreToldOnTheMainThread) {
   std::shared_ptr<Transfer> transfer;
   ASSERT_EQ(basics.transfers().MidiIODataFile(request, &transfer), 1);
   const std::int64_t deadline = SystemClock().NowUs() + 20'000'000;
+  const auto listens = [&] { return basics.in().GetMidiInPort(1)->ReceiveState() == 1; };
+  while (!listens() && SystemClock().NowUs() < deadline)
+    dispatcher.RunUntil([] { return false; }, SystemClock().NowUs() + 5'000);
   // Another port goes: the transfer goes on, and the ports move once it is over.
   second->Send(std::vector<std::uint8_t>{0xF0, 0x3E, 0x01});
   first->Unplug();
