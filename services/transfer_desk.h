@@ -149,6 +149,8 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   std::shared_ptr<Transfer> transfer_;
   std::shared_ptr<MidiOutPort> out_;
   std::uint64_t failedBefore_ = 0;
+  std::uint64_t cutBefore_ = 0;
+  bool lineAsked_ = false;
   bool begun_ = false;     // bytes were handed to the port
   bool cut_ = false;       // output was stopped before the port had sent it
   bool answered_ = false;  // bytes came
@@ -182,6 +184,9 @@ class TransferDesk {
   ~TransferDesk();
 
   void SetOptions(const Options& options) { options_ = options; }
+  // Asked before a long send to a port that other programs may send to as well, with a sentence that says so.  False:
+  // nothing is sent.  Empty: nobody is asked.
+  void SetLineQuestion(std::function<bool(const std::string& warning)> ask) { askLine_ = std::move(ask); }
 
   using Job = std::shared_ptr<DeskJob>;
   // Never null.  A request that is refused at once (a port is missing, the data is busy, there is nothing to send) has
@@ -216,6 +221,7 @@ class TransferDesk {
   TransferRefusal RefusalOf(const DeskStep& step) const;
   void Pump();
   void BeginStep(const Job& job);
+  bool LineIsFree(const Job& job, const DeskStep& step);
   bool BeginTransfer(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   bool BeginMessages(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   bool BeginTask(const Job& job, const DeskStep& step, TransferRefusal* refusal);
@@ -238,6 +244,7 @@ class TransferDesk {
   MidiPortSystem& midi_;
   Dispatcher& dispatcher_;
   Options options_;
+  std::function<bool(const std::string& warning)> askLine_;
   Receiver receiver_;
   std::list<Job> jobs_;     // that have not ended, in the order they came
   std::list<Job> leaving_;  // that have, until the last event was told
