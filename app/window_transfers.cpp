@@ -62,6 +62,14 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
   frame_.menus.Register(CommandId::MidiCancelTransmit,
                         {[this] { OnCancelTransmit(); }, [this] { return NoOutputSentence(frame_.program); }});
   files_.SetObserver([this](const DeskEvent& event) { Show(event); });
+  desk_.SetLineQuestion([this](const std::string& warning) {
+    MessagePrompt prompt;
+    prompt.title = "MIDI I/O";
+    prompt.text = warning + "\n\nSend anyway?";
+    prompt.buttons = PromptButtons::YesNo;
+    prompt.icon = PromptIcon::Warning;
+    return frame_.prompts().Message(prompt) == PromptAnswer::Yes;
+  });
   frame_.program.scripts().SetReceivedChecks(
       [&studio = frame_.studio](const DataFile& dataFile) { return CheckOfType(studio, dataFile); });
 }
@@ -69,6 +77,7 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
 WindowTransfers::~WindowTransfers() {
   frame_.program.scripts().SetReceivedChecks({});
   files_.SetObserver({});
+  desk_.SetLineQuestion({});
 }
 
 ZKMidiInStatus* WindowTransfers::receiveWindow() {

@@ -79,6 +79,10 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
   // In virtual time nothing else could end a script that computes: time stands still until it waits.
   services().EndScriptsWith(session.environment().interrupt);
   desk().SetOptions({virtualClock_ ? kSettleVirtualMs : kSettleRealMs});
+  desk().SetLineQuestion([&session](const std::string& warning) {
+    session.environment().err << "tonalith-cli: " << warning << "\n";
+    return true;
+  });
   exchangeUs_ = clock_->NowUs();
   inMonitor_ = midi().in().AddMidiInMonitor([this](int, std::span<const std::uint8_t> message) {
     Note("IN", message);

@@ -73,6 +73,11 @@ AckCounts MidiOutPort::Acks() const {
   return acks_;
 }
 
+std::uint64_t MidiOutPort::cutSends() const {
+  std::lock_guard lock(mutex_);
+  return cutSends_;
+}
+
 std::string MidiOutPort::lastFailure() const {
   std::lock_guard lock(mutex_);
   return shared_->lastFailure;
@@ -158,6 +163,7 @@ void MidiOutPort::StopTransmit() {
   {
     std::lock_guard lock(mutex_);
     if (closing_.load() || !hasThread_.load()) return;
+    if (!Idle()) ++cutSends_;
     stopping_.store(true);
     shared_->interrupted = true;
     ++pendingStops_;

@@ -124,6 +124,7 @@ class MidiOutPort {
   int state() const { return state_.load(); }
   bool waitForAck() const { return waitForAck_.load(); }
   AckCounts Acks() const;
+  std::uint64_t cutSends() const;        // how often StopTransmit found something to stop
   std::uint64_t failedMessages() const;  // given up since the port was opened
   std::string lastFailure() const;       // why the last of them was; a sentence
   std::uint64_t TotalBytes() const;      // that left since the port was opened
@@ -239,6 +240,7 @@ class MidiOutPort {
   bool acknowledged_ = false;
   bool refused_ = false;
   AckCounts acks_;
+  std::uint64_t cutSends_ = 0;
 };
 
 // Where sent messages go instead of the wire.

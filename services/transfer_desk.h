@@ -155,6 +155,8 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   std::shared_ptr<Transfer> transfer_;
   std::shared_ptr<MidiOutPort> out_;
   std::uint64_t failedBefore_ = 0;
+  std::uint64_t cutBefore_ = 0;
+  bool lineAsked_ = false;
   bool begun_ = false;     // bytes were handed to the port
   bool cut_ = false;       // output was stopped before the port had sent it
   bool answered_ = false;  // bytes came
@@ -191,6 +193,9 @@ class TransferDesk {
   // How long messages are given to an instrument on an output (names in UTF-8).
   using PacingOf = std::function<std::optional<MidiPacing>(const std::string& instrument, const std::string& port)>;
   void SetPacing(PacingOf pacing) { pacingOf_ = std::move(pacing); }
+  // Asked before a long send to a port that other programs may send to as well, with a sentence that says so.  False:
+  // nothing is sent.  Empty: nobody is asked.
+  void SetLineQuestion(std::function<bool(const std::string& warning)> ask) { askLine_ = std::move(ask); }
 
   using Job = std::shared_ptr<DeskJob>;
   // Never null.  A request that is refused at once (a port is missing, the data is busy, there is nothing to send) has
@@ -227,6 +232,7 @@ class TransferDesk {
   TransferRefusal RefusalOf(const DeskStep& step) const;
   void Pump();
   void BeginStep(const Job& job);
+  bool LineIsFree(const Job& job, const DeskStep& step);
   bool BeginTransfer(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   bool BeginMessages(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   bool BeginTask(const Job& job, const DeskStep& step, TransferRefusal* refusal);
@@ -251,6 +257,7 @@ class TransferDesk {
   Dispatcher& dispatcher_;
   Options options_;
   PacingOf pacingOf_;
+  std::function<bool(const std::string& warning)> askLine_;
   Receiver receiver_;
   std::list<Job> jobs_;     // that have not ended, in the order they came
   std::list<Job> leaving_;  // that have, until the last event was told

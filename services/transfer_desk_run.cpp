@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "platform/short_memory.h"
@@ -10,8 +11,20 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::int64_t kLookMs = 200;   // a port that died is noticed so late at the latest
-constexpr std::int64_t kStopMs = 1000;  // what was stopped leaves its port in this time
+constexpr std::int64_t kLookMs = 200;      // a port that died is noticed so late at the latest
+constexpr std::size_t kLongSendMs = 1000;  // of the wire: before a longer one it is looked who else sends there
+constexpr std::int64_t kStopMs = 1000;     // what was stopped leaves its port in this time
+
+// As many as go over the wire, more or less.
+std::size_t BytesOf(const DeskStep& step) {
+  std::size_t bytes = 0;
+  for (const DeskMessage& message : step.messages) bytes += message.bytes.size();
+  if (!step.dataFile || !step.dataFile->synth) return bytes;
+  const Synth& synth = *step.dataFile->synth;
+  const auto chosen = std::count_if(step.patches.begin(), step.patches.end(), [](std::uint8_t on) { return on != 0; });
+  if (step.patches.empty() || !PatchAddressable(synth)) return synth.fileSize;
+  return static_cast<std::size_t>(chosen) * synth.voiceSize;
+}
 
 }  // namespace
 
@@ -78,6 +91,18 @@ void TransferDesk::BeginStep(const Job& job) {
   EndJob(job, facts, {});
 }
 
+// What another program sends into the middle of a dump spoils it.  The user is asked once a job.
+bool TransferDesk::LineIsFree(const Job& job, const DeskStep& step) {
+  if (!askLine_ || !job->out_ || job->lineAsked_) return true;
+  const std::size_t rate = job->out_->EffectiveRate() ? job->out_->EffectiveRate() : kMidiWireRate;
+  if (BytesOf(step) < rate * kLongSendMs / 1000) return true;
+  const MidiPortDevice& device = job->out_->device();
+  const std::vector<std::string> others = device.backend->OtherWriters(device.info.id);
+  if (others.empty()) return true;
+  job->lineAsked_ = true;
+  return askLine_(SharedLineSentence(others, job->out_->name()));
+}
+
 bool TransferDesk::BeginTransfer(const Job& job, const DeskStep& step, TransferRefusal* refusal) {
   *refusal = {TransferCause::kAbandoned, {}};
   if (!step.dataFile) return false;
@@ -94,6 +119,12 @@ bool TransferDesk::BeginTransfer(const Job& job, const DeskStep& step, TransferR
   const int out = engine_.PortsOf(*step.dataFile, request.operation, request.ports).out;
   job->out_ = out >= 0 ? midi_.out().GetMidiOutPort(out) : nullptr;
   job->failedBefore_ = job->out_ ? job->out_->failedMessages() : 0;
+  job->cutBefore_ = job->out_ ? job->out_->cutSends() : 0;
+  if (!receive && !LineIsFree(job, step)) {
+    *refusal = {TransferCause::kNotChosen, {}};
+    return false;
+  }
+  if (!step.dataFile) return false;  // it may have gone while the user was asked
   if (!receive && job->out_) {
     const std::string instrument = Latin1ToUtf8(TransferInstrumentName(*step.dataFile));
     job->out_->SetPacing(step.pacing || !pacingOf_ ? step.pacing : pacingOf_(instrument, job->out_->name()));
@@ -110,7 +141,12 @@ bool TransferDesk::BeginMessages(const Job& job, const DeskStep& step, TransferR
     *refusal = RefusalOf(step);
     return false;
   }
+  if (!LineIsFree(job, step)) {
+    *refusal = {TransferCause::kNotChosen, {}};
+    return false;
+  }
   job->failedBefore_ = job->out_->failedMessages();
+  job->cutBefore_ = job->out_->cutSends();
   job->outcome_.operation = TransferOperation::kTransmit;
   WatchPort(job, std::make_shared<const std::vector<DeskMessage>>(step.messages));
   return true;
@@ -123,6 +159,7 @@ bool TransferDesk::BeginTask(const Job& job, const DeskStep& step, TransferRefus
     return false;
   }
   job->failedBefore_ = job->out_->failedMessages();
+  job->cutBefore_ = job->out_->cutSends();
   job->outcome_.operation = TransferOperation::kTransmit;
   job->outcome_.ok = true;
   job->begun_ = true;
@@ -209,7 +246,8 @@ void TransferDesk::PortDone(const Job& job) {
   job->thread_.Join();
   TransferResult& outcome = job->outcome_;
   const bool failed = job->out_->failedMessages() != job->failedBefore_;
-  if (job->cut_) {
+  // Also when somebody else stopped what the port was sending.
+  if (job->cut_ || (outcome.ok && job->out_->cutSends() != job->cutBefore_)) {
     outcome.cause = TransferCause::kCancelled;
   } else if (!job->out_->Alive() && (outcome.ok || outcome.cause == TransferCause::kPortFailed)) {
     outcome.cause = TransferCause::kPortLost;

@@ -247,6 +247,15 @@ TransferFacts FactsOf(const TransferResult& result) {
   return facts;
 }
 
+std::string SharedLineSentence(const std::vector<std::string>& others, const std::string& port) {
+  std::string names;
+  for (std::size_t i = 0; i < others.size(); ++i)
+    names += (i == 0 ? "" : i + 1 == others.size() ? " and " : ", ") + ("\"" + others[i] + "\"");
+  const char* verb = others.size() == 1 ? " is" : " are";
+  return names + verb + " connected to the MIDI OUT port \"" + port +
+         "\" as well: what comes from there in the middle of the data spoils it.";
+}
+
 std::string TransferTitle(const DataFile& dataFile) {
   return Latin1ToUtf8(TransferInstrumentName(dataFile) + " " + FieldText(dataFile.synth->typeName));
 }

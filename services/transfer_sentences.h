@@ -43,6 +43,9 @@ std::string EndSentence(const TransferFacts& facts);
 
 TransferFacts FactsOf(const TransferResult& result);
 
+// "Ardour" and others may send to the port a long dump goes to.
+std::string SharedLineSentence(const std::vector<std::string>& others, const std::string& port);
+
 // "Yamaha DX7 Voice Bank": how sentences call a DataFile.
 std::string TransferTitle(const DataFile& dataFile);
 // A text of several lines as one sentence with its full stop.

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <set>
 
 #include <algorithm>
 #include <atomic>
@@ -114,6 +115,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
   Result Start() override;
   void Stop() override;
   std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override;
+  std::vector<std::string> OtherWriters(const std::string& id) override;
   Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override;
   Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) override;
   void SetChangeNotice(std::function<void()> changed) override {
@@ -393,6 +395,29 @@ std::vector<MidiDeviceInfo> AlsaBackend::Devices(MidiDirection direction) {
   snd_seq_client_info_free(client);
   TellTwinsApart(devices);
   return devices;
+}
+
+std::vector<std::string> AlsaBackend::OtherWriters(const std::string& id) {
+  std::lock_guard guard(mutex_);
+  snd_seq_addr_t address{};
+  if (!seq_ || gone_.load() || !ParseAddress(id, address)) return {};
+  std::set<std::string> found;
+  snd_seq_query_subscribe_t* query = nullptr;
+  snd_seq_client_info_t* client = nullptr;
+  snd_seq_query_subscribe_malloc(&query);
+  snd_seq_client_info_malloc(&client);
+  snd_seq_query_subscribe_set_root(query, &address);
+  snd_seq_query_subscribe_set_type(query, SND_SEQ_QUERY_SUBS_WRITE);
+  for (int index = 0;; ++index) {
+    snd_seq_query_subscribe_set_index(query, index);
+    if (snd_seq_query_port_subscribers(seq_, query) < 0) break;
+    const int number = snd_seq_query_subscribe_get_addr(query)->client;
+    if (number == snd_seq_client_id(seq_)) continue;
+    if (snd_seq_get_any_client_info(seq_, number, client) >= 0) found.insert(snd_seq_client_info_get_name(client));
+  }
+  snd_seq_client_info_free(client);
+  snd_seq_query_subscribe_free(query);
+  return {found.begin(), found.end()};
 }
 
 int AlsaBackend::NewPort(const char* kind, unsigned int capabilities) {

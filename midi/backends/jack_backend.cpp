@@ -1,6 +1,7 @@
 #include "midi/backends/jack_backend.h"
 
 #include <algorithm>
+#include <set>
 #include <thread>
 #include <utility>
 
@@ -41,6 +42,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   bool Running() const override;
   std::uint64_t Xruns() const override;
   std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override;
+  std::vector<std::string> OtherWriters(const std::string& id) override;
   Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override;
   Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) override;
   void SetChangeNotice(std::function<void()> changed) override {
@@ -424,6 +426,25 @@ std::vector<MidiDeviceInfo> JackBackend::Devices(MidiDirection direction) {
   jack_free(names);
   TellTwinsApart(devices);
   return devices;
+}
+
+std::vector<std::string> JackBackend::OtherWriters(const std::string& id) {
+  const Session session = Live();
+  const auto found = std::make_shared<std::set<std::string>>();
+  const auto work = [session, found, id] {
+    jack_client_t* client = session ? session->client.load() : nullptr;
+    const jack_port_t* port = client ? jack_port_by_name(client, id.c_str()) : nullptr;
+    const char** names = port ? jack_port_get_all_connections(client, port) : nullptr;
+    for (const char** name = names; name && *name; ++name) {
+      const jack_port_t* writer = jack_port_by_name(client, *name);
+      if (!writer || jack_port_is_mine(client, writer)) continue;
+      const std::string_view text(*name);
+      found->emplace(text.substr(0, text.find(':')));
+    }
+    if (names) jack_free(names);
+  };
+  if (!caller_.Call(work, {}, kJackAnswerUs)) return {};
+  return {found->begin(), found->end()};
 }
 
 Result JackBackend::Connect(const Session& session, JackEnd& end, bool output) {

@@ -567,6 +567,12 @@ std::vector<MidiDeviceInfo> VirtualBackend::Devices(MidiDirection direction) {
   return devices;
 }
 
+std::vector<std::string> VirtualBackend::OtherWriters(const std::string& id) {
+  std::lock_guard lock(core_->mutex);
+  const auto cable = core_->running ? core_->Find(id) : nullptr;
+  return cable ? cable->options.otherWriters : std::vector<std::string>();
+}
+
 Result VirtualBackend::OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) {
   std::lock_guard lock(core_->mutex);
   const auto cable = core_->running ? core_->Find(id) : nullptr;

@@ -33,11 +33,12 @@ struct VirtualFaults {
 enum class CableDirection { ToPeer, ToProgram };
 
 struct VirtualCableOptions {
-  std::uint32_t bytesPerSecond = 0;  // wire rate both ways; 0: at once, pieces as they were given
-  std::size_t slice = 256;           // longest piece that is delivered while a rate holds
-  bool input = true;                 // the program sees an input of this name
-  bool output = true;                // the program sees an output of this name
-  std::string bridged{};             // the port of another MIDI system that it stands for
+  std::uint32_t bytesPerSecond = 0;         // wire rate both ways; 0: at once, pieces as they were given
+  std::size_t slice = 256;                  // longest piece that is delivered while a rate holds
+  bool input = true;                        // the program sees an input of this name
+  bool output = true;                       // the program sees an output of this name
+  std::string bridged{};                    // the port of another MIDI system that it stands for
+  std::vector<std::string> otherWriters{};  // programs that are connected to it as well
 };
 
 // The far end of a cable: what a simulated instrument or a test holds.  The program sees an output and an input port of
@@ -85,6 +86,7 @@ class VirtualBackend final : public MidiBackend {
   std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override;
   Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override;
   Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) override;
+  std::vector<std::string> OtherWriters(const std::string& id) override;
   void SetChangeNotice(std::function<void()> changed) override;
 
  private:

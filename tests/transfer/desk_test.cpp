@@ -381,6 +381,104 @@ TEST_F(Desk, EveryFailureHasItsCause) {
   }
 }
 
+// A long send to a port that another program is connected to asks first, once a job; a short one does not.
+TEST_F(Desk, OtherProgramsOnTheLineAreAskedAbout) {
+  VirtualCableOptions shared = options;
+  shared.otherWriters = {"Ardour", "seq24"};
+  const auto line = backend->CreateEndpoint("Shared", shared);
+  Begin();
+  std::string asked;
+  bool answer = false;
+  desk->SetLineQuestion([&](const std::string& warning) {
+    asked += warning + "\n";
+    return answer;
+  });
+  const std::string sentence =
+      "\"Ardour\" and \"seq24\" are connected to the MIDI OUT port \"Shared\" as well: what comes from there in the "
+      "middle "
+      "of the data spoils it.\n";
+  const struct {
+    std::string port;
+    std::uint32_t bytes;
+    bool answer, asks;
+  } cases[] = {{"Shared", 4000, false, true},
+               {"Shared", 4000, true, true},
+               {"Shared", 3000, false, false},
+               {"Mock", 4000, false, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.port + std::to_string(c.bytes));
+    asked.clear();
+    answer = c.answer;
+    auto df = Dump(c.port, c.bytes);
+    const auto carried = line->Carried(CableDirection::ToPeer);
+    const auto job = Send(df, "dump");
+    Finish();
+    EXPECT_EQ(asked, c.asks ? sentence : "");
+    EXPECT_EQ(job->result().ok, c.answer || !c.asks) << job->result().sentence;
+    if (!job->result().ok) {
+      EXPECT_EQ(job->result().sentence, "Nothing was sent.");
+    }
+    if (c.port == "Shared") {
+      EXPECT_EQ(line->Carried(CableDirection::ToPeer) - carried, job->result().ok ? c.bytes : 0U);
+    }
+  }
+}
+
+// Whoever ends a send in the middle of its message: an F7 goes out, and 50 ms pass before anything else does.
+TEST_F(Desk, ACutSendEndsItsMessage) {
+  Begin();
+  Bytes heard;
+  std::int64_t lastUs = 0;
+  std::int64_t gapUs = 0;
+  mock->SetReceiver([&](std::span<const std::uint8_t> bytes, std::int64_t) {
+    if (heard.empty() || heard.back() == 0xF7) gapUs = clock.NowUs() - lastUs;
+    heard.insert(heard.end(), bytes.begin(), bytes.end());
+    lastUs = clock.NowUs();
+  });
+  using Job = TransferDesk::Job;
+  const struct {
+    const char* name;
+    std::function<void(const Job& job)> end;
+  } cases[] = {
+      {"the job is cancelled", [&](const Job& job) { desk->Cancel(job); }},
+      {"everything is cancelled", [&](const Job&) { desk->CancelAll(); }},
+      {"what the port sends is cancelled", [&](const Job&) { desk->CancelSends(system.out().FindPort("Mock")); }},
+      {"the output is stopped", [&](const Job&) { engine->StopOutput(std::vector<bool>(256, true)); }},
+      {"the data is gone", [&](const Job& job) { desk->Abandon(job->request().steps[0].dataFile); }},
+      {"the port is stopped",
+       [&](const Job&) { system.out().GetMidiOutPort(system.out().FindPort("Mock"))->StopTransmit(); }},
+      {"the program ends", [&](const Job&) { desk.reset(); }},
+      {"the ports are closed", [&](const Job&) { system.MidiPortOutClosePorts(); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    heard.clear();
+    if (!desk) desk = std::make_unique<TransferDesk>(*engine, system, dispatcher);
+    auto df = Dump("Mock", 9000);
+    const auto job = Send(df, "dump");
+    Pass(700);
+    ASSERT_GT(heard.size(), 1000U);
+    ASSERT_LT(heard.size(), 4000U);
+    c.end(job);
+    const bool open = system.out().FindPort("Mock") >= 0;
+    const Bytes next = Hex("F0 7D 01 F7");
+    if (open) system.out().SendDataPort(next, system.out().FindPort("Mock"));
+    Pass(1000);
+    ASSERT_LT(heard.size(), 4500U);
+    const std::size_t tail = open ? next.size() : 0;
+    ASSERT_GT(heard.size(), tail + 1);
+    EXPECT_EQ(heard[heard.size() - tail - 1], 0xF7);
+    if (open) {
+      EXPECT_EQ(Bytes(heard.end() - static_cast<std::ptrdiff_t>(tail), heard.end()), next);
+    }
+    if (open) {
+      EXPECT_GE(gapUs, 50'000);
+    }
+    EXPECT_FALSE(job->result().ok);
+  }
+  mock->SetReceiver(nullptr);
+}
+
 TEST_F(Desk, ANumberThatIsNotChosenStartsNothing) {
   NoNumber asks;
   Begin();
