@@ -130,6 +130,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
 
  private:
   void ReadThread();
+  void Wake() const;
   void Take(const snd_seq_event_t& event);
   void TellLoss();
   void SequencerGone();
@@ -145,7 +146,8 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
   snd_midi_event_t* decoder_ = nullptr;
   int wake_ = -1;
   std::atomic<bool> ending_{false};
-  std::atomic<bool> gone_{false};  // the sequencer; Start opens it again
+  std::atomic<bool> gone_{false};    // the sequencer; Start opens it again
+  std::atomic<bool> broken_{false};  // sending found that the sequencer is gone
   std::function<void()> changed_;
   std::vector<std::shared_ptr<AlsaOutput>> outputs_;
   std::map<int, std::shared_ptr<AlsaInput>> inputs_;
@@ -336,9 +338,15 @@ Result AlsaBackend::Start() {
                                              SND_SEQ_PORT_TYPE_APPLICATION);
   snd_seq_connect_from(seq_, announcePort_, SND_SEQ_CLIENT_SYSTEM, SND_SEQ_PORT_SYSTEM_ANNOUNCE);
   ending_.store(false);
+  broken_.store(false);
   gone_.store(false);
   reader_ = std::thread([this] { ReadThread(); });
   return Result::Success();
+}
+
+void AlsaBackend::Wake() const {
+  const std::uint64_t one = 1;
+  if (write(wake_, &one, sizeof one) < 0) DebugLog("alsa: the reader could not be woken");
 }
 
 void AlsaBackend::Stop() {
@@ -352,8 +360,7 @@ void AlsaBackend::Stop() {
   }
   for (const auto& output : outputs) output->MarkGone();
   ending_.store(true);
-  const std::uint64_t one = 1;
-  if (write(wake_, &one, sizeof one) < 0) DebugLog("alsa: the reader could not be woken");
+  Wake();
   if (reader_.joinable()) reader_.join();
   std::lock_guard sending(sending_);
   std::lock_guard guard(mutex_);
@@ -497,7 +504,13 @@ int AlsaBackend::Deliver(int ownPort, snd_seq_addr_t destination, std::span<cons
   snd_seq_ev_set_source(&event, static_cast<unsigned char>(ownPort));
   snd_seq_ev_set_dest(&event, destination.client, destination.port);
   snd_seq_ev_set_direct(&event);
-  return snd_seq_event_output_direct(seq_, &event);
+  const int error = snd_seq_event_output_direct(seq_, &event);
+  // The sequencer itself does not answer any more; the reading thread ends it.
+  if (error == -EBADF || error == -EBADFD || error == -EIO) {
+    broken_.store(true);
+    Wake();
+  }
+  return error;
 }
 
 void AlsaBackend::CloseOutput(const std::shared_ptr<AlsaOutput>& output) {
@@ -526,7 +539,7 @@ void AlsaBackend::ReadThread() {
     const bool broken = std::any_of(descriptors.begin() + 1, descriptors.end(), [](const pollfd& descriptor) {
       return (descriptor.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
     });
-    if (broken) {
+    if (broken || broken_.load()) {
       SequencerGone();
       return;
     }

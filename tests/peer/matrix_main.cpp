@@ -44,7 +44,7 @@ void SendCase(MidiPortSystem& midi, int port, Peer& peer, std::size_t size, std:
     ++ticks;
   }
   const bool taken = midi.out().SENDDATAX(port, stream, chunk) == 0;
-  const bool idle = midi.out().MidiOutWaitIdle(port, 60000);
+  const bool idle = midi.out().MidiOutWaitIdle(port, 120000);
   const Counted counted = AwaitCount(peer, size, ticks);
   const bool right =
       taken && idle && counted.bytes == size && counted.crc == peer::Crc(message) && counted.realtime == ticks;
