@@ -157,7 +157,7 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
     return words[2] == receive.resume ? Result::Success() : WriteReceived(session, words[2], {}, std::move(data));
   }
   TransferCommand command(session, options);
-  result = command.Prepare(instrument, true);
+  result = command.Prepare(instrument, true, driver);
   if (result.ok()) result = PrepareData(session, command, driver, options, &data, &mask);
   const bool atPanel = result.ok() && StartedAtPanel(*data);
   if (result.ok() && receive.wait && !atPanel)

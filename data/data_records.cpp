@@ -142,10 +142,8 @@ std::uint32_t MapSize(std::uint32_t voices) {
   return EvenSize((voices + 7) / 8);
 }
 
-bool GrowTo(std::uint8_t** pointer, std::uint32_t* size, std::uint32_t wanted) {
-  return (*pointer && *size >= wanted) || AllocChunk(pointer, size, wanted) != 0;
-}
-bool GrowTo(char** pointer, std::uint32_t* size, std::uint32_t wanted) {
+template <class Byte>
+bool GrowTo(Byte** pointer, std::uint32_t* size, std::uint32_t wanted) {
   return (*pointer && *size >= wanted) || AllocChunk(pointer, size, wanted) != 0;
 }
 

@@ -149,7 +149,7 @@ void DecodePlain(const Place<ConstImageView>& from, char* out, std::uint32_t len
   const PlainRule rule{ZeroEndsName(s), s.storageFormat == 2, digits};
   const std::int64_t first = from.base + from.start;
   const auto size = static_cast<std::int64_t>(from.view.bytes().size());
-  if (s.storageFormat == 0 && first >= 0 && first <= size && length <= size - first) {
+  if (s.storageFormat == 0 && first >= 0 && length <= size - first) {
     const std::uint8_t* raw = from.view.bytes().data() + first;
     for (std::uint32_t k = 0; k < length; ++k) {
       if (!PutPlain(raw[k], rule, out + k)) return;

@@ -20,7 +20,6 @@ DesktopStep PlanFile(const DesktopWindow& window, bool studioIsThere, const Desk
   if (file.empty()) return step;
   if (Result looked = look(file, &step.path); !looked.ok()) {
     step.reason = looked.text;
-    step.path.clear();
     return step;
   }
   const FileKind kind = KindOfFile(FileNameOf(step.path), kOpenInDesktop);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/ini_file.h"
+#include "platform/text.h"
 
 namespace tonalith {
 
@@ -40,13 +41,10 @@ Result RecentFiles::Clear() {
 
 Result RecentFiles::Store() const {
   IniFile ini(iniPath_);
-  for (std::size_t i = 0; i < limit_; ++i) {
-    if (i < paths_.size()) {
-      ini.Set(kSection, KeyOf(i), paths_[i]);
-    } else {
-      ini.RemoveKey(kSection, KeyOf(i));
-    }
-  }
+  // Also those of a longer list.
+  for (const std::string& key : ini.Keys(kSection))
+    if (AsciiLower(key).starts_with("file")) ini.RemoveKey(kSection, key);
+  for (std::size_t i = 0; i < paths_.size(); ++i) ini.Set(kSection, KeyOf(i), paths_[i]);
   return ini.Save();
 }
 

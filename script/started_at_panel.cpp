@@ -4,7 +4,6 @@
 
 #include "script/protocols/built_in_protocols.h"
 #include "script/statement_table.h"
-#include "script/transfer_engine.h"
 
 namespace tonalith {
 
@@ -43,7 +42,7 @@ bool OnlyReceives(std::span<const std::uint8_t> code) {
 bool StartedAtPanel(const DataFile& dataFile) {
   if (!dataFile.synth) return false;
   const Synth& synth = *dataFile.synth;
-  if (UsesCommandSequence(synth))
+  if (synth.noChecksumOnFormat != 0)
     return dataFile.receiveScript && OnlyReceives({dataFile.receiveScript, dataFile.receiveScriptSize});
   return !BuiltInProtocols::Asks(synth);
 }

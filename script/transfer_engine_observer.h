@@ -33,10 +33,11 @@ struct TransferResult {
   TransferCause cause = TransferCause::kNone;  // kNone when ok
   int patch = -1;                              // the first that failed, from 0; -1: none, or not one patch
   int entry = -1;                              // the same as its type counts
-  int refusedPieces = 0;                       // patches or images that the instrument refused at last
-  int retriedPieces = 0;                       // how often one was asked for, or sent, again
+  int refusedPieces = 0;                       // answers of the instrument that were no
+  int retriedPieces = 0;                       // pieces asked for, or sent, again
   std::vector<PatchFault> faults;              // receives: what of a bank did not come, in order
   std::string missing;                         // the same in words, single bytes: "64 is missing"; empty: nothing is
+  std::vector<int> notTaken;                   // a transmission patch by patch: patches that failed or were not begun
   // For sentences, single bytes: instrument and data.
   std::string what;
   std::string scriptStop;  // ScriptStopText of the script that was stopped; empty: none was

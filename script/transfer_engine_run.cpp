@@ -156,6 +156,7 @@ TransferCause TransferRun::CauseOf(TransferOperation operation, int r) const {
   if (receive && result_.patchesDone > 0) return TransferCause::kIncomplete;
   if (receive && damaged_) return TransferCause::kDamaged;
   if (receive) return MidiErrorMsg(r).empty() ? TransferCause::kNothingReceived : TransferCause::kCode;
+  if (context_.sendCause != TransferCause::kNone) return context_.sendCause;
   if (r < 0 && synth_ && !UsesCommandSequence(*synth_)) return TransferCause::kNotTaken;
   if (r == transfer_code::kNoResponse) return TransferCause::kNothingToSend;
   if (r == 0) return TransferCause::kSendFailed;
@@ -170,6 +171,8 @@ void TransferRun::Finish() {
   }
   result_.what = transfer_->what_;
   if (synth_) result_.missing = MissingText();
+  result_.refusedPieces = context_.refusedPieces;
+  result_.retriedPieces = context_.retriedPieces;
   if (!result_.ok) result_.scriptStop = context_.scriptStop;
   result_.port = result_.operation == TransferOperation::kReceive ? transfer_->inPortName_ : transfer_->outPortName_;
   if (result_.ok) result_.patch = -1;

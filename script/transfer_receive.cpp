@@ -200,6 +200,7 @@ bool TransferRun::ReceivePiece(int patch) {
       answered = piece_;
       left.assign(window.begin(), window.begin() + piece_.size);
     }
+    if (IsRefusal(piece_.code)) ++context_.refusedPieces;
     const bool came = piece_.code > 0;
     if (came) {
       silent_ = false;
@@ -209,7 +210,7 @@ bool TransferRun::ReceivePiece(int patch) {
       if (TakeAgreed(readings, patch, window) || readings.size() == kMostReadings) break;
     }
     if (!MayAskAgain() || (!came && failed++ >= AttemptsLeft())) break;
-    if (!came) ++result_.retriedPieces;
+    if (!came) ++context_.retriedPieces;
     // An instrument that has answered does not leave the user waiting for what it owes.
     if (!context_.pieceBytes.empty()) context_.hasIoWindow = false;
     engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
@@ -258,7 +259,6 @@ bool TransferRun::EndPiece(int patch, const Bytes& former, std::span<std::uint8_
   std::copy(former.begin(), former.end(), window.begin());
   silent_ = IsSilence(piece_.code) && context_.receivedBytes == 0;
   if (failure_ == 0) damaged_ = damaged;
-  if (IsRefusal(piece_.code)) ++result_.refusedPieces;
   ReportError(TransferOperation::kReceive, piece_.code);
   NoteFailure(piece_.code);
   return false;

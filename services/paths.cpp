@@ -67,8 +67,6 @@ void Paths::ConfigCommonPaths() {
 
 void Paths::ConfigBasics() {
   environment_ = 0;
-  basePath_ = FolderOf(folders_.executable.empty() ? ExecutablePath() : folders_.executable);
-  if (basePath_.back() != '/') basePath_ += '/';
   programPath_ = FolderOf(folders_.executable);
   resourcePath_ = folders_.resources;
   registry_.SetRegistry("Program Path", programPath_, true);
@@ -133,10 +131,6 @@ std::string Paths::DefaultStudioFile() const {
 
 std::string Paths::DefaultDesktopFile() const {
   return JoinPath(dataPath_, "Default.PVW");
-}
-
-std::string Paths::HelpFile() const {
-  return JoinPath(MainGetProgramPath(), "Tonalith.chm");
 }
 
 std::string Paths::SplashPicture() const {

@@ -27,8 +27,7 @@ class Paths {
   // preferences path + "/" + base name + ".cfg"
   std::string BuildConfigFilename() const;
 
-  const std::string& BasePath() const { return basePath_; }  // with its trailing '/'
-  std::string MainGetProgramPath() const;                    // asks the system again while it is empty
+  std::string MainGetProgramPath() const;  // asks the system again while it is empty
   const std::string& MainGetResourcePath() const { return resourcePath_; }
   std::string MainGetCodePath() const { return MainGetProgramPath() + "/Win32"; }
   const std::string& MainGetPreferencesPath() const { return preferencesPath_; }
@@ -55,7 +54,6 @@ class Paths {
   std::string MidiPortsProfile() const;    // preferences path + "/MidiPorts.ini"
   std::string DefaultStudioFile() const;   // data path + "/Default.PV9"
   std::string DefaultDesktopFile() const;  // data path + "/Default.PVW"
-  std::string HelpFile() const;            // program path + "/Tonalith.chm"
   std::string SplashPicture() const;       // resource path + "/ZKBmp/Splash.png"
   const Folders& folders() const { return folders_; }
 
@@ -67,7 +65,6 @@ class Paths {
   Folders folders_;
   Registry& registry_;
   int environment_ = 0;
-  std::string basePath_;
   std::string programPath_;
   std::string resourcePath_;
   std::string preferencesIni_;

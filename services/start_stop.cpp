@@ -90,16 +90,12 @@ bool StartStop::InitInstance() {
   program_->ConfigBasics();
   settingsProblem_ = program_->LoadConfig().text;
   const Paths& paths = program_->paths();
-  host_.InitialiseComponents();
   OwlMain();
   Say("ZKApp::InitInstance()-A");
-  host_.SetPictureBasePath(paths.BasePath());
   Say("ZKApp::InitInstance()-A1");
   host_.ZKMonInitialize();
   program_->in().InAMidiInitialize();
-  host_.RegisterPictures();
   Say("ZKApp::InitInstance()-A2");
-  host_.SetHelpFile(paths.HelpFile());
   Say("ZKApp::InitInstance()-A3");
   if (program_->settings().MainNoRegExtensions(-1) == 0) {
     host_.RegisterFileTypes();
@@ -108,7 +104,6 @@ bool StartStop::InitInstance() {
   Say("ZKApp::InitInstance()-A5");
   Say(paths.MainGetApplicationName().c_str());
   Say("ZKApp::InitInstance()-A6");
-  host_.SetRegistryKey("Corvane\\" + paths.MainGetApplicationName() + "\\13.0");
   if (!host_.CreateMainFrame(*program_)) return false;
   frameMade_ = true;
   for (const char* step : {"-A7", "-A71", "-A72", "-A"}) Say((std::string("ZKApp::InitInstance()") + step).c_str());
@@ -119,7 +114,6 @@ bool StartStop::InitInstance() {
   Say("ZKApp::InitInstance()-C");
   host_.UpdateAppTitleBar();
   Say("ZKApp::InitInstance()-D");
-  host_.LoadMenuAndShortcuts();
   Say("ZKApp::InitInstance()-E");
   host_.ShowMainFrame();
   if (const std::string picture = paths.SplashPicture(); !picture.empty()) {
@@ -165,7 +159,6 @@ void StartStop::ExitInstance(bool quietly) {
   if (frameMade_ && program_->documents() && program_->settings().MainAutoSaveLoadDesktop(-1) != 0) {
     program_->documents()->SaveWorkspace(program_->paths().DefaultDesktopFile());
   }
-  host_.FreeMenuAndShortcuts();
   Say("ZKApp::ExitInstance()-1");
   host_.CloseMainWindow();
   Say("ZKApp::ExitInstance()-2");
@@ -176,7 +169,6 @@ void StartStop::ExitInstance(bool quietly) {
   Say("ZKApp::ExitInstance()-3");
   Say("Out of prog - closing .DLLs next");
   host_.ShowClosingMidi([this] { program_->CloseMidiPorts(); });
-  host_.CloseMaintenanceTimer();
   Say("ZKApp::ExitInstance()-4");
   program_->in().InAMidiCleanup();
   for (const char* module : {"bank", "studio", "bitmap", "set", "library", "monitor", "view"}) {
@@ -185,8 +177,6 @@ void StartStop::ExitInstance(bool quietly) {
   Say("ZKApp::ExitInstance()-5");
   host_.CloseTimerAndSequencer();
   Say("ZKApp::ExitInstance()-6");
-  host_.FreeSharedComponents();
-  host_.FreeCutList();
   Say("ZKApp::ExitInstance()-7");
   host_.ZKEditCleanup();
   Say("ZKApp::ExitInstance()-Finished");

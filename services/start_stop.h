@@ -30,13 +30,8 @@ class StartStopHost {
   // The program with its services object; null ends the start.  Backends, hosts and prompts are plugged in here.
   virtual std::unique_ptr<Program> AllocZKBasics(const CommandLine& commandLine) = 0;
   virtual void SetDisplayName(const std::string& name) { (void)name; }
-  virtual void InitialiseComponents() {}
-  virtual void SetPictureBasePath(const std::string& basePath) { (void)basePath; }
   virtual void ZKMonInitialize() {}
-  virtual void RegisterPictures() {}
-  virtual void SetHelpFile(const std::string& path) { (void)path; }
-  virtual void RegisterFileTypes() {}                                 // unless the user does not want it
-  virtual void SetRegistryKey(const std::string& key) { (void)key; }  // of the framework's own settings
+  virtual void RegisterFileTypes() {}  // unless the user does not want it
   // Makes the main frame and links it with the services; false ends the start.
   virtual bool CreateMainFrame(Program& program) {
     (void)program;
@@ -46,7 +41,6 @@ class StartStopHost {
   virtual void SetManuals(const std::vector<Manual>& manuals, bool showInMenu) { (void)manuals, (void)showInMenu; }
   virtual void RemoveMenuActions(const std::vector<std::string>& names) { (void)names; }
   virtual void UpdateAppTitleBar() {}
-  virtual void LoadMenuAndShortcuts() {}
   virtual void ShowMainFrame() {}
   virtual void ShowSplash(const std::string& picture, int milliseconds) { (void)picture, (void)milliseconds; }
   virtual void ZKEditOnFirstOpen() {}
@@ -55,17 +49,13 @@ class StartStopHost {
   virtual void LoadRecentFiles(int entries) { (void)entries; }
 
   // ---- end
-  virtual void FreeMenuAndShortcuts() {}
   virtual void CloseMainWindow() {}
   // Closes the MIDI ports by calling `close` once and returns when that is done.  Ports that still send take their
   // time: a host may call it from another thread and show a note meanwhile.
   virtual void ShowClosingMidi(const std::function<void()>& close) { close(); }
-  virtual void CloseMaintenanceTimer() {}
   // Bank, studio, bitmaps, Set, Library, monitor, view: in this order.
   virtual void CleanUpModule(const char* name) { (void)name; }
   virtual void CloseTimerAndSequencer() {}
-  virtual void FreeSharedComponents() {}
-  virtual void FreeCutList() {}
   virtual void ZKEditCleanup() {}
   virtual void ExitFramework() {}
 };

@@ -1,7 +1,6 @@
 #include "bank/bank_document.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -13,6 +12,7 @@
 #include "document/recovery.h"
 #include "platform/text.h"
 #include "tests/bank/small_bank.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
@@ -143,8 +143,8 @@ TEST(BankDocument, UndoAndRedoBringBackAllThatAReceiveChanged) {
 }
 
 TEST(BankDocument, AFileThatEndsEarlyIsOpenedAndKept) {
-  const fs::path folder = fs::temp_directory_path() / ("tonalith-cut-bank-" + std::to_string(getpid()));
-  fs::create_directories(folder);
+  const TestFolder own;
+  const fs::path folder = own.path();
   const std::string path = (folder / "b\u00E4nk.dat").string();
   ASSERT_TRUE(ZKBankDoc(SmallBank()).Save(path));
   std::vector<std::uint8_t> cut, kept;
@@ -189,13 +189,11 @@ TEST(BankDocument, AFileThatEndsEarlyIsOpenedAndKept) {
   EXPECT_FALSE(fs::exists(path + "~3"));
   ASSERT_TRUE(ZKBankDoc::Open(path, &bank));
   EXPECT_EQ(bank->LoadNotice(), "");
-  bank.reset();
-  fs::remove_all(folder);
 }
 
 TEST(BankDocument, SavesAndLoadsTheSameBank) {
-  const fs::path folder = fs::temp_directory_path() / ("tonalith-bank-" + std::to_string(getpid()));
-  fs::create_directories(folder);
+  const TestFolder own;
+  const fs::path folder = own.path();
   const std::string path = (folder / "four.dat").string();
   {
     ZKBankDoc bank(SmallBank());
@@ -219,15 +217,18 @@ TEST(BankDocument, SavesAndLoadsTheSameBank) {
   ZKBankDoc again(std::move(read));
   EXPECT_EQ(again.GetPatchName(3), "LAST");
   EXPECT_EQ(again.PatchCount(), 4);
-  const std::string form(
-      "FORM\0\0\0\x0c"
-      "BANKCOMM\0\0\0\0",
-      20);
-  for (const std::string& bad : {std::string(), std::string("not a data file"), form}) {
-    std::ofstream(folder / "junk.dat", std::ios::binary) << bad;
+  const char* const ours = " is not a bank or patch of this program.";
+  const std::pair<std::string, const char*> bad[] = {
+      {"", " is empty."},
+      {"not a data file", ours},
+      {{"FORM\0\0\0\14BANKCOMM\0\0\0\0", 20}, ours},
+      {{"FORM\0\0\1\0BANKSHDR\0\0\0\x90", 20}, " is damaged; what is left of it is too little to be opened."}};
+  for (const auto& [bytes, reason] : bad) {
+    const std::string file = (folder / "junk.dat").string();
+    std::ofstream(file, std::ios::binary) << bytes;
     DataFilePtr junk;
-    EXPECT_FALSE(ZKBankDoc::Load((folder / "junk.dat").string(), &junk).ok());
-    EXPECT_FALSE(again.Load((folder / "junk.dat").string()).ok());
+    EXPECT_EQ(ZKBankDoc::Load(file, &junk).text, "The file " + file + reason);
+    EXPECT_FALSE(again.Load(file).ok());
     EXPECT_EQ(again.GetPatchName(3), "LAST");
   }
   EXPECT_EQ(again.Title(), "Test Bank");
@@ -242,7 +243,6 @@ TEST(BankDocument, SavesAndLoadsTheSameBank) {
   std::strcpy(again.dataFile()->synth->reserved238, "S/X");
   EXPECT_EQ(again.FolderName(), "") << "no way out of the data folder";
   EXPECT_EQ(again.Extension(), "S_X");
-  fs::remove_all(folder);
 }
 
 TEST(BankDocument, PatchesAtTheEndsOfABank) {

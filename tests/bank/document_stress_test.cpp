@@ -246,7 +246,7 @@ fs::path InMemory() {
 // A file, and programs that open it one after another.
 class Lives {
  public:
-  explicit Lives(const Kind& kind) : kind_(kind), folder_(std::string("stress-") + kind.name, InMemory()) {
+  explicit Lives(const Kind& kind) : kind_(kind), folder_(InMemory()) {
     auto document = kind_.make();
     if (document->IsEmpty() && kind_.edit == EditRaw) {
       EXPECT_TRUE(SaveDiskFile(folder_.At("document"), Bytes{0xF0, 0x7D, 0xF7}).ok());

@@ -1,29 +1,16 @@
 #include <gtest/gtest.h>
 
 #include "cli_test_tools.h"
+#include "platform/text.h"
 
 namespace tonalith {
 
 namespace {
 
-const std::vector<std::string> kChart = {"--name",
-                                         "Orrin Eight",
-                                         "--request",
-                                         "F0 7D 00 08 10 nn F7",
-                                         "--header",
-                                         "F0 7D 00 08 20 nn",
-                                         "--reply",
-                                         "24",
-                                         "--channel-byte",
-                                         "2",
-                                         "--name-at",
-                                         "6",
-                                         "10",
-                                         "--checksum",
-                                         "0",
-                                         "6",
-                                         "16",
-                                         "22"};
+const std::vector<std::string> kChart = SplitText(
+    "--name|Orrin Eight|--request|F0 7D 00 08 10 nn F7|--header|F0 7D 00 08 20 nn|--reply|24|--channel-byte|2|"
+    "--name-at|6|10|--checksum|0|6|16|22",
+    '|');
 
 CliOutput New(const std::string& folder, std::vector<std::string> more = {}, bool chart = true) {
   std::vector<std::string> args = {"module", "new", CliHome::Instance().Path(folder)};

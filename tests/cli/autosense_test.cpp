@@ -27,20 +27,10 @@ TEST(StudioAutosense, FindsAndRemembers) {
 
 TEST(StudioAutosense, RefusesWhatMakesNoSense) {
   const CliHome& home = CliHome::Instance();
-  for (const std::vector<std::string>& words :
-       std::vector<std::vector<std::string>>{{},
-                                             {"m1", "dx7"},
-                                             {"nothing", "--virtual"},
-                                             {"m1", "--pairs", "3"},
-                                             {"m1", "--virtual", "--pairs", "0"},
-                                             {"m1", "--virtual", "--pairs", "65"},
-                                             {"m1", "--virtual", "--also", "nobody"},
-                                             {"m1", "--virtual", "--also", "korg-m1@x"},
-                                             {"m1", "--virtual", "--fault", "nonsense"},
-                                             {"m1", "--virtual", "--also", "korg-m1@1"}}) {
-    std::vector<std::string> line = {"studio", "autosense"};
-    line.insert(line.end(), words.begin(), words.end());
-    const CliOutput output = home.Run(line);
+  for (const char* words : {"", "m1 dx7", "nothing --virtual", "m1 --pairs 3", "m1 --virtual --pairs 0",
+                            "m1 --virtual --pairs 65", "m1 --virtual --also nobody", "m1 --virtual --also korg-m1@x",
+                            "m1 --virtual --fault nonsense", "m1 --virtual --also korg-m1@1"}) {
+    const CliOutput output = home.Run(Words("studio autosense " + std::string(words)));
     EXPECT_EQ(output.status, 1);
     EXPECT_NE(output.err, "");
     EXPECT_EQ(output.out, "");

@@ -35,6 +35,12 @@ inline CliOutput RunCli(const std::vector<std::string>& arguments, const std::st
   return output;
 }
 
+// A command line without quotes.
+inline std::vector<std::string> Words(const std::string& line) {
+  std::istringstream in(line);
+  return {std::istream_iterator<std::string>(in), {}};
+}
+
 inline std::string ReadFileText(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

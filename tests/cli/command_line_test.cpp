@@ -27,6 +27,10 @@ TEST(CommandLine, FormsPrintExactly) {
       {{"name", "set", "0", "2", "--storage", "1", "AB", "00 00 00 00"}, "", "01 04 02 04\n"},
       {{"name", "get", "0", "3", "02 04 01 05 03 04", "--storage", "1"}, "", "\"BQC\"\n"},
       {{"compile", "-"}, "S 3 { F0 7E F7 }\n]", "08 00 00 00 03 F0 7E F7 07 FF\n"},
+      {{"compile", "-"}, "", "FF\n"},
+      {{"list", "-"}, "0900000000 05 ff", "A \r\nT 5 \r\n"},
+      {{"list", "-"}, std::string("\x08\0\0\0\x01\xF7\xFF", 7), "S 1 { F7 } \r\n"},
+      {{"list", "-"}, "FF", "\n"},
       {{"list", "-"}, "08 00 00 00 03 F0 7E F7 07 FF\n", "S 3 { F0 7E F7 } \r\n] \r\n"},
       {{"run", "-", "--descriptor", "manufacturerId=0x7E", "--descriptor", "optionBits=3", "--reply", "F07E01F7"},
        script,
@@ -41,43 +45,64 @@ TEST(CommandLine, FormsPrintExactly) {
 }
 
 TEST(CommandLine, WhatCannotBeDoneIsASentenceAndOne) {
-  const std::vector<std::vector<std::string>> cases = {
-      {},
-      {"nosuch"},
-      {"--nosuch"},
-      {"help", "nosuch"},
-      {"--config-root"},
-      {"--config-root="},
-      {"pack"},
-      {"pack", "get", "x", "0", "00"},
-      {"pack", "get", "1", "0", "0"},
-      {"csum", "0", "0"},
-      {"csum", "0", "0", "1", "0"},
-      {"name", "set", "0", "5"},
-      {"df", "make", "/nonexistent/x.dat", "--body", "F0F7"},
-      {"df", "dump", "/nonexistent/x.dat"},
-      {"compile", "/nonexistent"},
-      {"run", "/nonexistent"},
-      {"module"},
-      {"module", "build", "/nonexistent", "/nonexistent/x.pvz"},
-      {"receive", "dx7"},
-      {"receive", "dx7", "voice", "out", "--frob", "1"},
-      {"receive", "dx7", "voice", "out", "--device", "500"},
-      {"receive", "dx7", "voice", "out", "--state", "x"},
-      {"send"},
-      {"send", "x", "--in"},
-      {"rename", "x"},
-      {"export", "x", "y.wav"},
-      {"ports", "x"},
-      {"demo", "x"},
-  };
-  for (const auto& args : cases) {
-    const CliOutput output = RunCli(args);
-    const std::string line = args.empty() ? "" : args[0];
+  for (const char* line : {"",
+                           "nosuch",
+                           "--nosuch",
+                           "help nosuch",
+                           "--config-root",
+                           "--config-root=",
+                           "pack",
+                           "pack get x 0 00",
+                           "pack get 1 0 0",
+                           "csum 0 0",
+                           "csum 0 0 1 0",
+                           "name set 0 5",
+                           "df make /nonexistent/x.dat --body F0F7",
+                           "df dump /nonexistent/x.dat",
+                           "compile /nonexistent",
+                           "run /nonexistent",
+                           "module",
+                           "module build /nonexistent /nonexistent/x.pvz",
+                           "receive dx7",
+                           "receive dx7 voice out --frob 1",
+                           "receive dx7 voice out --device 500",
+                           "receive dx7 voice out --state x",
+                           "send",
+                           "send x --in",
+                           "rename x",
+                           "export x y.wav",
+                           "ports x",
+                           "demo x"}) {
+    const CliOutput output = RunCli(Words(line));
     EXPECT_EQ(output.status, 1) << line;
     EXPECT_EQ(output.out, "") << line;
     EXPECT_NE(output.err, "") << line;
     EXPECT_EQ(output.err.empty() ? '\n' : output.err.back(), '\n') << line;
+  }
+}
+
+// What could be read is printed all the same.
+TEST(CommandLine, FaultsOfScriptsAreNamed) {
+  const struct {
+    const char *line, *input;
+    int status;
+    const char *out, *err;
+  } cases[] = {
+      {"compile --lint -", "END", 0, "07 1F FF\n", "1:1: unknown word"},
+      {"compile -", "A\nT", 1, "", "Error at Line 2, Character 2\nError #0: \n"},
+      {"compile --capacity 1 -", "A", 1, "", "Error at Line 2, Character 1\nError #2: Unknown Character\n"},
+      {"compile", "", 1, "", "compile needs a file"},
+      {"compile --frob -", "", 1, "", "compile does not know"},
+      {"list -", "09 0D FF", 1, "A \r\n",
+       "Error Uncompiling Control String\nError: \nNo complete statement at byte 1 (0D)"},
+      {"list -", "09", 1, "A \r\n", "Error Uncompiling Control String\nError: \nThe code ends without"},
+      {"list -", "", 1, "\n", "Error Uncompiling Control String"},
+  };
+  for (const auto& c : cases) {
+    const CliOutput output = RunCli(Words(c.line), c.input);
+    EXPECT_EQ(output.status, c.status) << c.input;
+    EXPECT_EQ(output.out, c.out) << c.input;
+    EXPECT_NE(output.err.find(c.err), std::string::npos) << output.err;
   }
 }
 

@@ -5,8 +5,7 @@ namespace tonalith {
 namespace {
 
 TEST(DesktopCommand, ListsTheWindowsOrSaysWhatIsWrong) {
-  const std::string folder =
-      std::filesystem::temp_directory_path() / ("tonalith_desktop_" + std::to_string(::getpid()));
+  const std::string folder = CliHome::Instance().Path("desktop");
   std::filesystem::create_directories(folder);
   const auto bytes = WriteDesktop(std::vector<DesktopWindow>{
       {10, 20, 300, 200, "/a", "x\n.dat", 17000}, {0, 0, 0, 0, "", "", 17006}, {1, 2, 3, 4, "", "", 9}});
@@ -34,7 +33,6 @@ TEST(DesktopCommand, ListsTheWindowsOrSaysWhatIsWrong) {
     EXPECT_EQ(refused.status, 1);
     EXPECT_FALSE(refused.err.empty());
   }
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

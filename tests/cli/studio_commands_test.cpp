@@ -1,7 +1,7 @@
-#include "platform/text.h"
 #include "studio/package.h"
 #include "tests/cli/cli_test_tools.h"
 #include "tests/peer/ftp_server.h"
+#include "tests/studio/package_fixture.h"
 
 namespace tonalith {
 
@@ -92,19 +92,8 @@ TEST(StudioCommands, InstallingAddsTheInstrument) {
 TEST(StudioCommands, AnotherModuleIsReplacedOnlyByName) {
   const CliHome& home = CliHome::Instance();
   ASSERT_EQ(Studio({"studio", "list"}, "replace-root").status, 0);
-  PackageFiles files;
-  ASSERT_TRUE(ReadPackage(home.Path("resources/modules/kawai-k4.pvz"), &files).ok());
-  for (PackageFile& file : files) {
-    if (file.path.find('\\') != std::string::npos) {
-      file.path = "Yamaha DX7" + file.path.substr(file.path.find('\\'));
-      continue;
-    }
-    std::string ini(file.bytes.begin(), file.bytes.end());
-    ini = ReplaceAll(ReplaceAll(ini, "Dir=Kawai K4", "Dir=Yamaha DX7"), "Name=Kawai K4", "Name=Evil");
-    file = {"Evil.ini", {ini.begin(), ini.end()}};
-  }
   const std::string package = home.Path("evil.pvz");
-  ASSERT_TRUE(WritePackage(files, package).ok());
+  ASSERT_TRUE(WritePackage(BuiltModule("Evil", 900, 1, 1, "Yamaha DX7"), package).ok());
   for (const std::vector<std::string>& more : {std::vector<std::string>{}, {"--replace", "Kawai K4"}}) {
     std::vector<std::string> words = {"module", "install", package};
     words.insert(words.end(), more.begin(), more.end());

@@ -1,7 +1,6 @@
 // Where the container's limits are: the last length, type, depth and count that are taken, and the first that are not.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -13,6 +12,7 @@
 #include "data/data_text.h"
 #include "platform/byte_window.h"
 #include "tests/data/bank_record.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
@@ -232,13 +232,8 @@ TEST(ContainerBounds, NamesOfFilesAreCutBetweenCharacters) {
   }
 }
 
-class DiskBounds : public ::testing::Test {
+class DiskBounds : public FilesTest {
  protected:
-  DiskBounds() : dir_(fs::temp_directory_path() / ("tonalith-bounds-" + std::to_string(::getpid()))) {
-    fs::create_directories(dir_);
-  }
-  ~DiskBounds() override { fs::remove_all(dir_); }
-  fs::path dir_;
   DiskAccess disk_;
 };
 
@@ -249,18 +244,18 @@ TEST_F(DiskBounds, Libraries) {
   DataFile* const members[] = {a.get(), b.get()};
   DataFile* const holes[] = {a.get(), nullptr};
   const Bytes info = {1, 2, 3};
-  EXPECT_EQ(disk_.DiskLibraryWrite(dir_, "l.PVL", header.get(), members, info), 1);
-  EXPECT_EQ(disk_.DiskLibraryWrite(dir_, "holes.PVL", header.get(), holes, info), 0);
-  EXPECT_FALSE(fs::exists(dir_ / "holes.PVL"));
+  EXPECT_EQ(disk_.DiskLibraryWrite(root_, "l.PVL", header.get(), members, info), 1);
+  EXPECT_EQ(disk_.DiskLibraryWrite(root_, "holes.PVL", header.get(), holes, info), 0);
+  EXPECT_FALSE(fs::exists(Path("holes.PVL")));
   Bytes file;
-  ASSERT_EQ(DiskLoadFile(dir_ / "l.PVL", &file), 0);
+  ASSERT_EQ(DiskLoadFile(Path("l.PVL"), &file), 0);
   EXPECT_EQ(LoadBe32(file.data() + 4), file.size() - 8);
   EXPECT_EQ(LoadBe32(file.data() + 8), kListLibrary);
   for (const char* find : {"", "ead", "none"}) {
     DataFilePtr first;
     std::vector<DataFilePtr> read;
     Bytes kept;
-    ASSERT_EQ(disk_.DiskLibraryRead(dir_, "l.PVL", &first, &read, &kept, 0, find), 1);
+    ASSERT_EQ(disk_.DiskLibraryRead(root_, "l.PVL", &first, &read, &kept, 0, find), 1);
     EXPECT_EQ(disk_.fileId(), ChunkId("LIST"));
     // Records without keywords are found by every keyword.
     EXPECT_EQ(read.size(), std::string(find) == "none" ? 1u : 2u) << find;
@@ -288,17 +283,17 @@ TEST_F(DiskBounds, FoldersAndNames) {
                                    {"second.dat", "second.dat"},
                                    {colon, "second.dat"},
                                    {"a\\b.dat", "second.dat"}}) {
-    ASSERT_EQ(disk_.DiskWrite(0, dir_, name, df.get()), 1);
+    ASSERT_EQ(disk_.DiskWrite(0, root_, name, df.get()), 1);
     EXPECT_STREQ(df->fileName, kept) << name;
     DataFilePtr read(AllocDataFile());
-    ASSERT_EQ(disk_.DiskRead(0, dir_, name, "", read.get(), 0), 1);
+    ASSERT_EQ(disk_.DiskRead(0, root_, name, "", read.get(), 0), 1);
     EXPECT_STREQ(read->fileName, kept) << name;
   }
-  const DataFilePtr raw = CreateMidiXFile(dir_.string(), "First.dat");
+  const DataFilePtr raw = CreateMidiXFile(root_, "First.dat");
   ASSERT_TRUE(raw);
-  EXPECT_EQ(raw->bodySize, fs::file_size(dir_ / "First.dat"));
+  EXPECT_EQ(raw->bodySize, fs::file_size(Path("First.dat")));
   EXPECT_EQ(+raw->synth->voiceBytes, raw->bodySize);
-  EXPECT_FALSE(CreateMidiXFile(dir_.string() + "/", "none"));
+  EXPECT_FALSE(CreateMidiXFile(root_ + "/", "none"));
   for (const auto& [bytes, maker] :
        {std::pair(Bytes{0xF0}, 0), {{0xF0, 0x7F}, 0x7F}, {{0xF0, 0x80}, 0}, {{0xF1, 0x41}, 0}}) {
     EXPECT_EQ(CreateMidiXFile(bytes)->synth->manufacturerId, maker);
@@ -355,18 +350,18 @@ TEST_F(DiskBounds, KeywordsAreRenamedWhereTheyStand) {
       {"a.dat", form},   {"n.pvs", nested},    {"o.pvg", odd},  {"l.PVL", nested},     {"d.PVD", nested},
       {"c.PVC", nested}, {"list.dat", nested}, {"x.syx", form}, {"w.PVW", form},       {"9.pv9", form},
       {"i.INI", form},   {"5.PV5", form},      {"6.PV6", form}, {"readonly.dat", form}};
-  for (const auto& [name, bytes] : files) ASSERT_EQ(DiskSaveFile(dir_ / name, bytes), 0);
-  fs::permissions(dir_ / "readonly.dat", fs::perms::owner_read);
-  fs::create_symlink(dir_ / "x.syx", dir_ / "link.dat");
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "", "x"), 0);
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "BASS", "Low", [](const std::string&) { return false; }), 0);
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "BASS", "bass"), 6) << "both are written alike";
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "BASS", "bass"), 0);
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "ABCDEFGHIJKLMNO", "Long"), 6);
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "bass", "Low"), 6);
+  for (const auto& [name, bytes] : files) ASSERT_EQ(DiskSaveFile(Path(name), bytes), 0);
+  fs::permissions(Path("readonly.dat"), fs::perms::owner_read);
+  fs::create_symlink(Path("x.syx"), Path("link.dat"));
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "", "x"), 0);
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "BASS", "Low", [](const std::string&) { return false; }), 0);
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "BASS", "bass"), 6) << "both are written alike";
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "BASS", "bass"), 0);
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "ABCDEFGHIJKLMNO", "Long"), 6);
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "bass", "Low"), 6);
   for (const auto& [name, bytes] : files) {
     Bytes now;
-    ASSERT_EQ(DiskLoadFile(dir_ / name, &now), 0);
+    ASSERT_EQ(DiskLoadFile(Path(name), &now), 0);
     Bytes wanted = bytes;
     if (std::string_view("anoldc").find(name[0]) != std::string_view::npos && std::string(name) != "list.dat") {
       const auto at = std::search(wanted.begin(), wanted.end(), entries.begin(), entries.end());

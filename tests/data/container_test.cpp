@@ -1,7 +1,6 @@
 #include "data/container.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "tests/data/form_builder.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
@@ -273,51 +273,45 @@ class Recorder : public DiskHooks {
   std::vector<std::string> shown;
 };
 
-class DiskAccessTest : public ::testing::Test {
+class DiskAccessTest : public FilesTest {
  protected:
-  DiskAccessTest() : dir_((fs::temp_directory_path() / ("tonalith-disk-" + std::to_string(getpid()))).string()) {
-    fs::create_directories(dir_);
-  }
-  ~DiskAccessTest() override { fs::remove_all(dir_); }
-  std::string At(const std::string& name) const { return dir_ + "/" + name; }
   std::string Message(const std::string& name, const std::string& why) const {
-    return "File Error|Attempting to access the file:\n    " + dir_ + "\\" + name +
+    return "File Error|Attempting to access the file:\n    " + root_ + "\\" + name +
            "\n\nCaused the following error:\n    " + why;
   }
 
-  std::string dir_;
   Recorder hooks_;
   DiskAccess disk_{&hooks_};
 };
 
 TEST_F(DiskAccessTest, SavesReadsAndReports) {
   DataFilePtr df = FullRecord();
-  EXPECT_EQ(disk_.DiskWrite(0, dir_, "a.dat", df.get()), 1);
+  EXPECT_EQ(disk_.DiskWrite(0, root_, "a.dat", df.get()), 1);
   EXPECT_STREQ(df->fileName, "a.dat");
-  EXPECT_EQ(disk_.DiskWrite(0, dir_ + "/none", "b.dat", df.get()), 0);
+  EXPECT_EQ(disk_.DiskWrite(0, root_ + "/none", "b.dat", df.get()), 0);
   EXPECT_STREQ(df->fileName, "a.dat") << "a failed save changes nothing in the record";
   hooks_.shown.clear();
   DataFilePtr read(AllocDataFile());
-  EXPECT_EQ(disk_.DiskRead(0, dir_, "a.dat", "", read.get(), 1), 1);
+  EXPECT_EQ(disk_.DiskRead(0, root_, "a.dat", "", read.get(), 1), 1);
   EXPECT_EQ(Written(*read), Written(*df));
   EXPECT_TRUE(hooks_.shown.empty());
-  EXPECT_EQ(disk_.DiskRead(0, dir_, "a.dat", "Brass", read.get(), 1), 0);
+  EXPECT_EQ(disk_.DiskRead(0, root_, "a.dat", "Brass", read.get(), 1), 0);
   EXPECT_TRUE(hooks_.shown.empty());
 
   hooks_.accepts = false;
-  EXPECT_EQ(disk_.DiskRead(0, dir_, "a.dat", "", read.get(), 1), 0);
+  EXPECT_EQ(disk_.DiskRead(0, root_, "a.dat", "", read.get(), 1), 0);
   hooks_.accepts = true;
-  EXPECT_EQ(disk_.DiskRead(0, dir_, "none.dat", "", read.get(), 1), 0);
+  EXPECT_EQ(disk_.DiskRead(0, root_, "none.dat", "", read.get(), 1), 0);
   ListFile list;
   list.members.push_back({FullRecord(), nullptr});
-  EXPECT_EQ(disk_.DiskDataBaseWrite(dir_, "b.PVS", list), 1);
-  EXPECT_EQ(disk_.DiskRead(0, dir_, "b.PVS", "", read.get(), 1), 0);
+  EXPECT_EQ(disk_.DiskDataBaseWrite(root_, "b.PVS", list), 1);
+  EXPECT_EQ(disk_.DiskRead(0, root_, "b.PVS", "", read.get(), 1), 0);
   DataFilePtr header;
   std::vector<DataFilePtr> members;
   Bytes info;
-  EXPECT_EQ(disk_.DiskLibraryRead(dir_, "a.dat", &header, &members, &info, 1), 0);
-  DiskSaveFile(At("x.PVS"), Bytes(20, 1));
-  EXPECT_EQ(disk_.DiskDataBaseRead(dir_, "x.PVS", &list, 1), 0);
+  EXPECT_EQ(disk_.DiskLibraryRead(root_, "a.dat", &header, &members, &info, 1), 0);
+  DiskSaveFile(Path("x.PVS"), Bytes(20, 1));
+  EXPECT_EQ(disk_.DiskDataBaseRead(root_, "x.PVS", &list, 1), 0);
   EXPECT_EQ(
       hooks_.shown,
       (std::vector<std::string>{
@@ -330,30 +324,30 @@ TEST_F(DiskAccessTest, SavesReadsAndReports) {
 
 TEST_F(DiskAccessTest, KindOneIsASingleFileAndReasonsAreSaid) {
   DataFilePtr df = FullRecord(), read(AllocDataFile());
-  ASSERT_EQ(disk_.DiskWrite(0, dir_, "a.dat", df.get()), 1);
-  EXPECT_EQ(disk_.DiskRead(1, dir_, "a.dat", "", read.get(), 1), 1);
+  ASSERT_EQ(disk_.DiskWrite(0, root_, "a.dat", df.get()), 1);
+  EXPECT_EQ(disk_.DiskRead(1, root_, "a.dat", "", read.get(), 1), 1);
   EXPECT_EQ(Written(*read), Written(*df));
-  EXPECT_EQ(disk_.DiskRead(2, dir_, "a.dat", "", read.get(), 1), 0);
+  EXPECT_EQ(disk_.DiskRead(2, root_, "a.dat", "", read.get(), 1), 0);
   hooks_.shown.clear();
-  ASSERT_TRUE(MakeFolders(At("folder")).ok());
-  EXPECT_EQ(disk_.DiskRead(1, dir_, "folder", "", read.get(), 1), 0);
-  EXPECT_EQ(disk_.DiskWrite(0, dir_, "folder", df.get()), 0);
-  EXPECT_EQ(disk_.DiskRead(0, dir_, "none.dat", "", read.get(), 1), 0);
+  ASSERT_TRUE(MakeFolders(Path("folder")).ok());
+  EXPECT_EQ(disk_.DiskRead(1, root_, "folder", "", read.get(), 1), 0);
+  EXPECT_EQ(disk_.DiskWrite(0, root_, "folder", df.get()), 0);
+  EXPECT_EQ(disk_.DiskRead(0, root_, "none.dat", "", read.get(), 1), 0);
   EXPECT_EQ(hooks_.shown,
             (std::vector<std::string>{
-                Message("folder", "File read error.\n    Cannot open " + At("folder") + ": it is a folder.\n"),
-                Message("folder", "File creation error.\n    Cannot write " + At("folder") + ": it is a folder.\n"),
+                Message("folder", "File read error.\n    Cannot open " + Path("folder") + ": it is a folder.\n"),
+                Message("folder", "File creation error.\n    Cannot write " + Path("folder") + ": it is a folder.\n"),
                 Message("none.dat", "File not found.\n")}));
 }
 
 TEST_F(DiskAccessTest, BrokenStudioIsSetAsideSilently) {
-  DiskSaveFile(At("Default.PV9"), Bytes(20, 1));
-  disk_.DiskDirectoryFix(dir_, true);
+  DiskSaveFile(Path("Default.PV9"), Bytes(20, 1));
+  disk_.DiskDirectoryFix(root_, true);
   int code = kDiskNotSet;
-  disk_.DiskAccessClose(code, dir_, "Default.PV9");
+  disk_.DiskAccessClose(code, root_, "Default.PV9");
   EXPECT_EQ(code, 0);
   EXPECT_TRUE(hooks_.shown.empty());
-  EXPECT_TRUE(fs::exists(At("Default.PV9.broken")));
+  EXPECT_TRUE(fs::exists(Path("Default.PV9.broken")));
   disk_.DiskDirectoryFix("", true);
   code = 55;
   disk_.DiskAccessClose(code, "d", "n");
@@ -363,26 +357,26 @@ TEST_F(DiskAccessTest, BrokenStudioIsSetAsideSilently) {
 TEST_F(DiskAccessTest, KeywordsAreRenamedAndNothingElse) {
   DataFilePtr df = FullRecord();
   std::strcpy(df->findText + 16, "Lead");
-  disk_.DiskWrite(0, dir_, "a.dat", df.get());
+  disk_.DiskWrite(0, root_, "a.dat", df.get());
   ListFile list;
   list.members.push_back({FullRecord(), nullptr});
   list.info = {9, 9};
-  fs::create_directories(At("sub"));
-  disk_.DiskDataBaseWrite(At("sub"), "b.pvl", list);
-  disk_.DiskWrite(0, dir_, "c.syx", df.get());
+  fs::create_directories(Path("sub"));
+  disk_.DiskDataBaseWrite(Path("sub"), "b.pvl", list);
+  disk_.DiskWrite(0, root_, "c.syx", df.get());
   Bytes before, after;
-  DiskLoadFile(At("a.dat"), &before);
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "BASS", "Low end of things"), 2);
-  DiskLoadFile(At("a.dat"), &after);
+  DiskLoadFile(Path("a.dat"), &before);
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "BASS", "Low end of things"), 2);
+  DiskLoadFile(Path("a.dat"), &after);
   ASSERT_EQ(before.size(), after.size());
   int changed = 0;
   for (std::size_t i = 0; i < before.size(); ++i) changed += before[i] != after[i];
   EXPECT_LE(changed, 16);
   DataFilePtr read;
-  ASSERT_EQ(Read(after, &read), 0);
+  ASSERT_EQ(tonalith::Read(after, &read), 0);
   EXPECT_STREQ(read->findText, "Low end of thin");
   EXPECT_STREQ(read->findText + 16, "Lead");
-  EXPECT_EQ(disk_.DiskStructureUpdate(dir_, "BASS", "x"), 0);
+  EXPECT_EQ(disk_.DiskStructureUpdate(root_, "BASS", "x"), 0);
 }
 
 TEST(ContainerHelpers, PathsTypesAndRawSysEx) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "tests/data/form_builder.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
@@ -173,38 +175,48 @@ TEST(ReadBudget, AListCostsNoMoreThanItsSizeAllows) {
   }
 }
 
-class CutSaves : public ::testing::Test {
+class CutSaves : public FilesTest {
  protected:
-  CutSaves() : dir_(std::filesystem::temp_directory_path() / ("tonalith-cut-" + std::to_string(getpid()))) {
-    std::filesystem::create_directories(dir_);
-  }
-  ~CutSaves() override { std::filesystem::remove_all(dir_); }
-  std::string At(const std::string& name) const { return (dir_ / name).string(); }
   Bytes Content(const std::string& name) const {
     Bytes bytes;
-    ReadWholeFile(At(name), bytes);
+    ReadWholeFile(Path(name), bytes);
     return bytes;
   }
-  std::filesystem::path dir_;
 };
 
 TEST_F(CutSaves, TheOldFileStaysBesideTheNewOne) {
   const Bytes whole = Chunks().Add("SHDR", OnDisk(BankSynth())).Add("BODY", Body()).Form();
   const Bytes cut(whole.begin(), whole.end() - 3);
-  std::filesystem::create_symlink("a.dat", At("link.dat"));
+  std::filesystem::create_symlink("a.dat", Path("link.dat"));
   for (const std::string name : {"a.dat", "link.dat"}) {
     for (const char* kept : {"~", "~2"}) {
-      WriteFileAtomically(At("a.dat"), cut);
+      WriteFileAtomically(Path("a.dat"), cut);
       std::string beside;
-      ASSERT_TRUE(SaveDiskFile(At(name), whole, nullptr, &beside).ok());
-      EXPECT_EQ(beside, At(name + kept));
+      ASSERT_TRUE(SaveDiskFile(Path(name), whole, nullptr, &beside).ok());
+      EXPECT_EQ(beside, Path(name + kept));
       EXPECT_EQ(Content(name + kept), cut);
       EXPECT_EQ(Content("a.dat"), whole);
-      ASSERT_TRUE(SaveDiskFile(At(name), whole, nullptr, &beside).ok());
+      ASSERT_TRUE(SaveDiskFile(Path(name), whole, nullptr, &beside).ok());
       EXPECT_EQ(beside, "");
     }
   }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_), {}), 6);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root_), {}), 6);
+  // What cannot be written keeps nothing; what cannot be kept is not written over.
+  WriteFileAtomically(Path("a.dat"), cut);
+  rlimit former{};
+  getrlimit(RLIMIT_FSIZE, &former);
+  const rlimit small{10, former.rlim_max};
+  signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &small);
+  const Result full = SaveDiskFile(Path("a.dat"), whole);
+  setrlimit(RLIMIT_FSIZE, &former);
+  EXPECT_EQ(full.code, kDiskWriteError);
+  EXPECT_FALSE(std::filesystem::exists(Path("a.dat~3")));
+  const std::string longest = Path(std::string(255, 'n'));
+  WriteFileAtomically(longest, cut);
+  const Result unkept = SaveDiskFile(longest, whole);
+  EXPECT_NE(unkept.text.find("would be lost; save under another name."), std::string::npos) << unkept.text;
+  EXPECT_EQ(Content(std::string(255, 'n')), cut);
 }
 
 TEST_F(CutSaves, WritersStopWhereReadersDo) {
@@ -216,12 +228,12 @@ TEST_F(CutSaves, WritersStopWhereReadersDo) {
   EXPECT_FALSE(DiskWriteForm(&bytes, *df));
   EXPECT_LT(bytes.capacity(), 4096u);
   DiskAccess disk;
-  EXPECT_EQ(disk.DiskWrite(0, dir_.string(), "big.dat", df.get()), 0);
+  EXPECT_EQ(disk.DiskWrite(0, root_, "big.dat", df.get()), 0);
   const std::span<const std::uint8_t> big(df->body, kMaxContainerSize + 1);  // one of the spare bytes
-  const Result saved = SaveDiskFile(At("big.syx"), big);
+  const Result saved = SaveDiskFile(Path("big.syx"), big);
   EXPECT_EQ(saved.code, kDiskWriteError);
   EXPECT_NE(saved.text.find("256 MiB"), std::string::npos) << saved.text;
-  EXPECT_TRUE(std::filesystem::is_empty(dir_));
+  EXPECT_TRUE(std::filesystem::is_empty(root_));
 }
 
 }  // namespace

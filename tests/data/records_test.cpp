@@ -57,6 +57,9 @@ TEST(Records, NewDataIsCompleteAndEmptiesTheDriversNames) {
   EXPECT_EQ(DataFilePtr(AllocDataNew(driver.get()))->xtra->hasNoSysEx, 0);
   driver->synth->numVoices = 1;
   EXPECT_EQ(DataFilePtr(AllocDataNew(driver.get()))->authorsSize, 256u);
+  driver->synth->namesSeparate = 0;
+  FreeChunk(driver->voiceNames, driver->voiceNamesSize);
+  EXPECT_EQ(DataFilePtr(AllocDataNew(driver.get()))->voiceNames, nullptr);
   driver->synth->numVoices = 0x40000000;
   EXPECT_FALSE(DataFilePtr(AllocDataNew(driver.get())));
 }
@@ -274,6 +277,7 @@ TEST(Records, MapsAndComponentsFollowTheVoices) {
     DataFilePtr df = BankRecord(c.voices, c.size);
     FreeChunk(df->voiceNames, df->voiceNamesSize);
     AllocChunk(&df->comment, &df->commentSize, 300, nullptr);
+    AllocChunk(&df->emptyMap, &df->emptyMapSize, 2, nullptr);
     ASSERT_EQ(AddDataFileComponents(df.get(), 0), 1);
     EXPECT_EQ(df->authorsSize, 256 * c.texts) << c.voices;
     EXPECT_EQ(df->longNamesSize, 256 * c.texts) << c.voices;
@@ -391,6 +395,7 @@ TEST(Records, LongListsAreFreedAndCopied) {
   }
   EXPECT_EQ(head->row, -1);
   EXPECT_EQ(head->label.bottom, 96);
+  EXPECT_EQ(head->rect.left + head->rect.top + head->rect.right + head->rect.bottom, 0);
   FreeDataList(DupDataList(head));
   FreeDataList(head);
 }
@@ -428,8 +433,8 @@ TEST(SynthFields, TextSetsEveryFieldAndReadsItBack) {
   }
 }
 
-// Every number takes what its bytes hold and nothing beyond.
-TEST(SynthFields, RangesOfNumbers) {
+// Every number takes what its bytes hold and nothing beyond, every text what fits.
+TEST(SynthFields, RangesOfNumbersAndTexts) {
   for (const SynthField& field : SynthFields()) {
     const bool isWide = field.offset == offsetof(Synth, patchMin) || field.offset == offsetof(Synth, patchMax);
     std::int64_t low = 0, high = 255;
@@ -453,6 +458,15 @@ TEST(SynthFields, RangesOfNumbers) {
       case FieldType::kChar:
         high = isWide ? 65535 : 255;
         break;
+      case FieldType::kText: {
+        Synth s{};
+        std::string error, text(static_cast<std::size_t>(field.high), 'x');
+        ASSERT_GT(field.high, 0) << field.name;
+        EXPECT_TRUE(SetSynthField(&s, std::string(field.name) + "=" + text, &error)) << error;
+        EXPECT_EQ(SynthFieldText(s, field), text);
+        EXPECT_FALSE(SetSynthField(&s, std::string(field.name) + "=x" + text, &error)) << field.name;
+        continue;
+      }
       default:
         continue;
     }
@@ -527,7 +541,7 @@ TEST(SynthFields, SizesThatAreLeftOut) {
     s.voiceBytes = c.bytes, s.voiceOffset = c.offset, s.storageFormat = 17;
     CompleteSynth(&s, 100);
     EXPECT_EQ(+s.fileSize, c.file ? c.file : 100);
-    EXPECT_EQ(+s.numVoices, c.voices ? c.voices : 1);
+    EXPECT_EQ(+s.numVoices, c.voices);
     EXPECT_EQ(+s.voiceSize, c.sizeAfter);
     EXPECT_EQ(+s.voiceBytes, c.bytesAfter);
     EXPECT_EQ(s.storageFormatCopy * 100 + s.sysExChannelMax, 1715);

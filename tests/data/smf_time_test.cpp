@@ -127,38 +127,8 @@ TEST(SmfTimes, WaitsAndWrappersComeBack) {
     Bytes longHeader = file;
     longHeader[7] = 9;
     longHeader.insert(longHeader.begin() + 14, {1, 2, 3, 'j', 'u', 'n', 'k', 0, 0, 0, 1, 5});
-    Bytes wrapped = {'R',
-                     'I',
-                     'F',
-                     'F',
-                     0,
-                     0,
-                     0,
-                     0,
-                     'R',
-                     'M',
-                     'I',
-                     'D',
-                     'j',
-                     'u',
-                     'n',
-                     'k',
-                     3,
-                     0,
-                     0,
-                     0,
-                     1,
-                     2,
-                     3,
-                     0,
-                     'd',
-                     'a',
-                     't',
-                     'a',
-                     static_cast<std::uint8_t>(file.size()),
-                     0,
-                     0,
-                     0};
+    const std::string head("RIFF\0\0\0\0RMIDjunk\3\0\0\0\1\2\3\0data", 28);
+    Bytes wrapped = Bytes(head.begin(), head.end()) + Bytes{static_cast<std::uint8_t>(file.size()), 0, 0, 0};
     wrapped.insert(wrapped.end(), file.begin(), file.end());
     for (const Bytes& form : {file, longHeader, wrapped}) {
       SmfContents contents;

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
@@ -19,8 +20,9 @@ DesktopWindow Window(int type, const std::string& directory = {}, const std::str
 
 // Files of every sort that a desktop may name.
 TEST(DesktopPlan, OpensDataThatIsThereAndNothingElse) {
-  const std::string folder = std::filesystem::temp_directory_path() / ("tonalith_plan_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(folder + "/folder.dat");
+  const TestFolder own;
+  const std::string folder = own.path().string();
+  std::filesystem::create_directory(folder + "/folder.dat");
   for (const char* name : {"Data.dat", "raw.syx", "own.PV9", "evil.pvz", "more.PVW", "set.PVS", "song.mid"})
     std::ofstream(folder + "/" + name) << "x";
   ASSERT_EQ(::mkfifo((folder + "/pipe.dat").c_str(), 0600), 0);
@@ -57,7 +59,6 @@ TEST(DesktopPlan, OpensDataThatIsThereAndNothingElse) {
     EXPECT_NE(plan.steps[0].reason.find(row.reason), std::string::npos) << plan.steps[0].reason;
     EXPECT_EQ(plan.steps[0].reason.empty(), row.reason[0] == '\0') << row.name;
   }
-  std::filesystem::remove_all(folder);
 }
 
 TEST(DesktopPlan, TheStudioIsFirstAndOnceAndAHundredWindowsAreEnough) {

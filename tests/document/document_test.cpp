@@ -28,7 +28,7 @@ std::size_t FilesIn(const fs::path& folder) {
 }
 
 TEST(Document, SaysWhetherItDiffersFromItsFile) {
-  const TestFolder folder("document");
+  const TestFolder folder;
   NoteDocument note("one");
   EXPECT_EQ(note.Save().code, kDocumentNoPath);
   note.Set("two");
@@ -61,7 +61,7 @@ TEST(Document, SaysWhetherItDiffersFromItsFile) {
 }
 
 TEST(Document, AFailedSaveOrLoadChangesNothing) {
-  const TestFolder folder("failed");
+  const TestFolder folder;
   fs::create_directory(folder.path() / "closed");
   fs::create_directory(folder.path() / "is-a-folder");
   Put(folder.At("closed/old.syx"), "old");
@@ -142,7 +142,7 @@ TEST(Document, NoticesThatSomebodyElseChangedItsFile) {
       {"removed", false, [](const std::string& path) { fs::remove(path); }},
   };
   for (const auto& row : rows) {
-    const TestFolder folder("stamp");
+    const TestFolder folder;
     const std::string path = folder.At("a.syx");
     Put(path, "one");
     NoteDocument note;
@@ -162,7 +162,7 @@ TEST(Document, NoticesThatSomebodyElseChangedItsFile) {
 }
 
 TEST(Document, AFileThatWasNeverReadHereIsNotGuarded) {
-  const TestFolder folder("unknown");
+  const TestFolder folder;
   Put(folder.At("a.syx"), "other");
   NoteDocument note("own");
   note.SetPath(folder.At("a.syx"));
@@ -172,7 +172,7 @@ TEST(Document, AFileThatWasNeverReadHereIsNotGuarded) {
 }
 
 TEST(Document, WhatItSaysOfItself) {
-  const TestFolder folder("says");
+  const TestFolder folder;
   NoteDocument note("one");
   std::string told;
   note.AddListener(

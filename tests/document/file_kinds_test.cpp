@@ -139,7 +139,7 @@ TEST(DocumentRegistry, FindsWhoOpensAFile) {
   EXPECT_FALSE(registry.Load("/none/a.pvs", &document).ok());
   EXPECT_FALSE(registry.Load("/none/a.syx", &document).ok());
   EXPECT_FALSE(document);
-  const TestFolder folder("registry");
+  const TestFolder folder;
   std::ofstream(folder.At("a.syx")) << "x";
   EXPECT_TRUE(registry.Load(folder.At("a.syx"), &document).ok());
   ASSERT_TRUE(document);

@@ -277,7 +277,7 @@ TEST(History, EdgesOfBuffersNamesAndLimits) {
   // Behind the sizes: kept bytes of a buffer that shrinks and grows again, and a change that is taken back by hand.
   history.Begin("Sizes");
   ASSERT_TRUE(history.Resize(kFirst, 4) && history.Resize(kFirst, 12) && history.Resize({0, 1}, 5));
-  ASSERT_TRUE(history.Write(kFirst, 2, {ten.data(), 9}));
+  ASSERT_TRUE(history.Write(kFirst, 2, ten));
   ASSERT_TRUE(history.End());
   const std::vector<Bytes> wide = buffers.bytes;
   history.Begin("One byte");
@@ -300,6 +300,15 @@ TEST(History, EdgesOfBuffersNamesAndLimits) {
   std::string names;
   for (std::size_t i = 0; i < history.Count(); ++i) names += history.Name(i) + ' ';
   EXPECT_EQ(names, "G1 G2 G0 G2 ");
+  std::size_t used = 1 << 20;
+  for (int round = 0; round < 2; ++round) {  // the second one with exactly the memory that is used
+    Buffers twin({Bytes(10)});
+    History full({used, 50});
+    full.SetTarget(&twin);
+    for (int i = 0; i < 3; ++i) Edit(twin, full);
+    EXPECT_EQ(full.Count(), 3U);
+    used = full.MemoryBytes();
+  }
   history.Clear();
   EXPECT_EQ(history.Count() + history.Position() + history.MemoryBytes(), 0U);
   EXPECT_TRUE(history.IsModified());

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <unistd.h>
-
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "document/document.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 
@@ -57,27 +55,6 @@ class NoteDocument : public Document, private HistoryTarget {
 
   std::vector<std::uint8_t> text_;
   std::string writtenTo_;
-};
-
-// A folder for the time of a test.
-class TestFolder {
- public:
-  explicit TestFolder(const std::string& name,
-                      const std::filesystem::path& base = std::filesystem::temp_directory_path())
-      : path_(base / ("tonalith-" + name + "-" + std::to_string(::getpid()))) {
-    std::filesystem::remove_all(path_);
-    std::filesystem::create_directories(path_);
-  }
-  ~TestFolder() {
-    std::error_code ignored;
-    std::filesystem::permissions(path_, std::filesystem::perms::owner_all, ignored);
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::string At(const std::string& name) const { return (path_ / name).string(); }
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
 };
 
 }  // namespace tonalith

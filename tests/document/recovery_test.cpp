@@ -33,7 +33,7 @@ void InAProgramThatIsKilled(Run run) {
 }
 
 TEST(Recovery, BringsBackWhatAKilledProgramHad) {
-  const TestFolder folder("recovery");
+  const TestFolder folder;
   const std::string kept = folder.At("auto");
   const std::string path = folder.At("päth.syx");
   std::ofstream(path) << "in the file";
@@ -82,7 +82,7 @@ TEST(Recovery, BringsBackWhatAKilledProgramHad) {
 }
 
 TEST(Recovery, KeepsNothingOfDocumentsThatAreSafe) {
-  const TestFolder folder("safe");
+  const TestFolder folder;
   const auto count = [&] {
     std::size_t n = 0;
     for (const auto& entry : fs::directory_iterator(folder.path())) n += entry.path().extension() == ".autosave";
@@ -126,7 +126,7 @@ TEST(Recovery, KeepsNothingOfDocumentsThatAreSafe) {
 }
 
 TEST(Recovery, CutAndStrangeFilesAreSetAside) {
-  const TestFolder folder("cut");
+  const TestFolder folder;
   std::string file;
   RecoveryFolder recovery(folder.path().string());
   RecoverableFile about{{}, FileKind::Data, "/x/y.dat", "Title", 0, {}};
@@ -161,7 +161,7 @@ TEST(Recovery, CutAndStrangeFilesAreSetAside) {
 }
 
 TEST(Recovery, EverythingAboutADocumentComesBack) {
-  const TestFolder folder("about");
+  const TestFolder folder;
   RecoveryFolder recovery(folder.path().string());
   const FileStamp stamps[] = {{}, {true, false, 1, 2, 3, 4}, {false, true, 0x0102030405060708, 5, ~0ULL, -6}};
   for (const FileStamp& stamp : stamps) {
@@ -184,7 +184,7 @@ TEST(Recovery, EverythingAboutADocumentComesBack) {
 
 // The kept state of one document stands in one file of one folder, and is written when there is something new.
 TEST(Recovery, OneFileADocument) {
-  const TestFolder folder("one");
+  const TestFolder folder;
   RecoveryFolder first(folder.At("1")), second(folder.At("2"));
   const auto files = [&](const char* name) {
     std::vector<std::string> found;
@@ -235,7 +235,7 @@ TEST(Recovery, OneFileADocument) {
 }
 
 TEST(RecentFiles, KeepsTheOrderAndTheLimit) {
-  const TestFolder folder("recent");
+  const TestFolder folder;
   RecentFiles files(folder.At("ZK.ini"));
   files.Load(3);
   ASSERT_TRUE(files.Used("/only").ok());
@@ -259,6 +259,11 @@ TEST(RecentFiles, KeepsTheOrderAndTheLimit) {
   EXPECT_EQ(files.paths().size(), 20U);
   again.Load(20);
   EXPECT_EQ(again.paths(), files.paths());
+  again.Load(10);
+  EXPECT_EQ(again.paths().size(), 10U);
+  ASSERT_TRUE(again.Clear().ok());
+  again.Load(20);
+  EXPECT_TRUE(again.paths().empty()) << "also what a longer list had";
 }
 
 }  // namespace

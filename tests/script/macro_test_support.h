@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -110,7 +112,7 @@ class ScriptedServices : public ScriptServices {
     if (value >= 0) settings[setting] = value;
   }
   ScriptAppState& AppState() override { return state; }
-  void MidiOutWaitForAck(int, int, std::span<const std::uint8_t> pattern, int timeoutMs) override {
+  void MidiOutWaitForAck(int, int, std::span<const std::uint8_t> pattern, int timeoutMs, int) override {
     calls.push_back("ack " + std::to_string(pattern.size()) + " " + std::to_string(timeoutMs));
   }
   void MidiOutClrWaitForAck(int) override { calls.push_back("ack off"); }
@@ -198,6 +200,15 @@ struct MacroRun {
   std::int32_t Y() const { return outcome.registers[2]; }
   std::int32_t Z() const { return outcome.registers[3]; }
   std::int32_t V(std::size_t i) const { return outcome.variables[i]; }
+  // "V0=1 V5=2"
+  void Expect(const std::string& expected) const {
+    std::string text;
+    for (std::size_t at = expected.find('V'); at != std::string::npos; at = expected.find('V', at + 1)) {
+      const std::size_t i = std::stoul(expected.substr(at + 1));
+      text += (text.empty() ? "V" : " V") + std::to_string(i) + "=" + std::to_string(V(i));
+    }
+    EXPECT_EQ(text, expected);
+  }
 
   Synth synth{};
   Bytes image;

@@ -76,8 +76,8 @@ struct Remains {
 Remains After(const Start& start, const Code& code) {
   Remains remains;
   TransferContext context;
-  RecordingServices services(start.world, context);
-  context.display = [&services](const std::string& text) { services.log().Add("display %s", text.c_str()); };
+  RecordingServices services(start.world);
+  context.display = [&services](const std::string& text) { services.Note("display " + text, {}); };
   RandomNumbers fill(start.world.seed + 1);
   remains.memory.assign(start.imageBytes + 2 * kFence, kFenceByte);
   const auto image = std::span<std::uint8_t>(remains.memory).subspan(kFence, start.imageBytes);
@@ -96,7 +96,7 @@ Remains After(const Start& start, const Code& code) {
     remains.registers[i] = macro.Register(static_cast<int>(i));
     remains.registerFloats[i] = std::bit_cast<std::uint32_t>(macro.RegisterFloat(static_cast<int>(i)));
   }
-  remains.calls = services.log().lines();
+  remains.calls = services.log();
   return remains;
 }
 

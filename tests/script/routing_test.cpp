@@ -180,9 +180,7 @@ TEST(Routing, AnswersAndConditions) {
   run.Text(
       "getParm 1 2 MV0 @ X FRX 1 2 3 MV1 @ X MV2 @ Y MX = 6 FSX 1 2 3 MACROEX 1 2 3 4 5 6 0 MV3 @ X MACROEX 1 2 3 4 5 "
       "6 7 ]");
-  EXPECT_EQ(run.V(0), 321);
-  EXPECT_EQ(run.V(1), 654);
-  EXPECT_EQ(run.V(2), 1);
+  run.Expect("V0=321 V1=654 V2=1");
   EXPECT_EQ(host.log[2].request.result, 6);
   EXPECT_EQ(run.V(3), 6);
   EXPECT_EQ(run.X(), 1);

@@ -60,61 +60,6 @@ TEST(StatementTable, RoutesAreComplete) {
   }
 }
 
-struct StatementRouteCase {
-  int opcode, sub;
-  RouteTarget target;
-  RouteCall call;
-  int number;
-  Packing packing;
-  int constant;
-  ResultRule result;
-};
-
-TEST(StatementTable, RoutesOfEachShape) {
-  using T = RouteTarget;
-  using P = Packing;
-  using X = ResultRule;
-  constexpr auto M = RouteCall::Message;
-  constexpr auto R = RouteCall::Request;
-  const StatementRouteCase cases[] = {
-      {47, 12, T::EditorDocument, R, 0x58, P::SubCodeInTheMiddle, 0, X::EndsMacro},
-      {47, 19, T::SetDocument, R, 0x76, P::CommandValueId, 14, X::X},
-      {51, 0, T::SetElseEditor, R, 0x66, P::Params, 0, X::XRecordYAnswer},
-      {51, 1, T::SetElseEditor, R, 0x67, P::ParamsWithX, 0, X::YMinusOne},
-      {51, 6, T::SetDocument, R, 0x76, P::CommandPairId, 13, X::None},
-      {51, 7, T::EditorDocument, M, 0x8122, P::WordPair, 0, X::None},
-      {51, 17, T::SetDocument, M, 0x8180, P::RecordRegistersInside, 0, X::X},
-      {51, 18, T::SetDocument, M, 0x8185, P::PairWord, 0, X::None},
-      {51, 24, T::SetDocument, M, 0x8195, P::Record, 2, X::None},
-      {52, 3, T::EditorDocument, M, 0x8117, P::LParamOnly, 0, X::None},
-      {52, 20, T::EditorDocument, R, 0x76, P::FirstConstantThird, 9, X::None},
-      {52, 43, T::EditorWindow, M, 0x815B, P::WordConstant, 1, X::None},
-      {52, 60, T::EditorDocument, M, 0x8176, P::WordConstant, 3, X::XMinusOne},
-      {52, 63, T::EditorDocument, M, 0x8176, P::WordConstant, 4, X::None},
-      {52, 89, T::SetDocument, M, 0x815E, P::Words, 0, X::XMinusOne},
-      {52, 122, T::SetDocument, M, 0x818D, P::Words, 0, X::XBool},
-      {53, 63, T::EditorDocument, M, 0x818D, P::Nothing, 2, X::XMinusOne},
-      {54, 1, T::EditorDocument, R, 0x74, P::ThirdRecord, 0, X::None},
-      {54, 4, T::EditorDocument, M, 0x8179, P::Record, 0, X::None},
-      {55, 2, T::EditorDocument, M, 0x812B, P::Record, 0, X::None},
-      {55, 12, T::EditorDocument, M, 0x8155, P::RecordRegistersLast, 0, X::X},
-      {55, 51, T::SetDocument, M, 0x8196, P::Record, 2, X::X},
-      {56, 4, T::None, RouteCall::None, 0, P::Nothing, 0, X::None},
-      {57, 2, T::EditorDocument, M, 0x813B, P::Record, 1, X::None},
-  };
-  for (const StatementRouteCase& c : cases) {
-    SCOPED_TRACE(std::to_string(c.opcode) + "/" + std::to_string(c.sub));
-    const StatementInfo* info = FindStatement(static_cast<std::uint8_t>(c.opcode), c.sub);
-    ASSERT_NE(info, nullptr);
-    EXPECT_EQ(info->route.target, c.target);
-    EXPECT_EQ(info->route.call, c.call);
-    EXPECT_EQ(info->route.number, c.number);
-    EXPECT_EQ(info->route.packing, c.packing);
-    EXPECT_EQ(info->route.constant, c.constant);
-    EXPECT_EQ(info->route.result, c.result);
-  }
-}
-
 TEST(StatementTable, PackedPairs) {
   EXPECT_EQ(SignedPair(100, 2), 0x00020064);
   EXPECT_EQ(SignedPair(0x8000, 1), -0x8000);

@@ -31,23 +31,26 @@
 #include "services/window_counters.h"
 #include "services/window_places.h"
 #include "services/zkbasics.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
 
-class ProgramTest : public testing::Test {
+class ProgramTest : public FilesTest {
  protected:
-  void SetUp() override {
-    std::string name = std::filesystem::temp_directory_path() / "tonalith_program_XXXXXX";
-    root_ = ::mkdtemp(name.data());
-    ::setenv("TONALITH_RESOURCES", (std::string(TONALITH_SOURCE_DIR) + "/resources").c_str(), 1);
+  ProgramTest() { ::setenv("TONALITH_RESOURCES", TONALITH_SOURCE_DIR "/resources", 1); }
+  ~ProgramTest() override { ::unsetenv("TONALITH_RESOURCES"); }
+};
+
+// A program on the folder of the test, with its settings.
+struct Started {
+  explicit Started(const std::string& root) : program(Folders::Below(root), SystemClock(), prompts, dispatcher) {
+    program.ConfigBasics();
+    program.LoadConfig();
   }
-  void TearDown() override {
-    ::unsetenv("TONALITH_RESOURCES");
-    std::filesystem::remove_all(root_);
-  }
-  std::string Path(const std::string& name) const { return root_ + "/" + name; }
-  std::string root_;
+  ScriptedPrompts prompts{{}};
+  Dispatcher dispatcher;
+  Program program;
 };
 
 // Records the order of everything the sequence asks for.
@@ -106,6 +109,10 @@ TEST_F(ProgramTest, CommandLines) {
   EXPECT_EQ(line.files[0], std::filesystem::current_path().string() + "/a.PVS");
   EXPECT_EQ(line.others, std::vector<std::string>{"--simulated"});
   EXPECT_EQ(CommandLine::Parse({"--config-root=/q", "--extended", "--no-printer", "--new-instance"}).configRoot, "/q");
+  const char* const arguments[] = {"/bin/program", "--debug", "/b.PVS"};
+  EXPECT_TRUE(CommandLine::Parse(3, arguments).debug);
+  EXPECT_EQ(CommandLine::Parse(3, arguments).files, std::vector<std::string>{"/b.PVS"});
+  EXPECT_TRUE(CommandLine::Parse(0, arguments).files.empty());
   EXPECT_NE(CommandLine::Parse({"--config-root"}).problem, "");
   EXPECT_NE(CommandLine::Parse({"--config-root="}).problem, "");
   constexpr std::string_view kOwn[] = {"--simulated"};
@@ -134,6 +141,8 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
     EXPECT_TRUE(FileExists(paths.MainGetApplicationSupportPath() + "/ZKKeys.ini"));
     EXPECT_EQ(program.program()->registry().mainGetKey("Data Path(32)"), paths.MainGetDataPath());
     EXPECT_EQ(program.program()->out().GlobalMidiDelay(), 200u);
+    for (const auto& [size, now] : {std::pair(70000, 65535), {1, 1}, {0, 1}, {-1, 1}})
+      EXPECT_EQ(program.program()->MainGetSynCompileSize(size), now) << size;
     char small[6];
     program.program()->basics().MainGetApplicationName(small, sizeof small);
     EXPECT_STREQ(small, "Tonal");
@@ -141,19 +150,13 @@ TEST_F(ProgramTest, StartsAndEndsInOrder) {
     EXPECT_EQ(GetPrivateProfileString("Preferences", "ExtendedMode", "-", Path("config/Corvane/Tonalith/v13/ZK.ini")),
               "0");
   }
-  EXPECT_EQ(host.notes, (std::vector<std::string>{"framework",       "edit init",
-                                                  "services",        "monitor",
-                                                  "file types",      "frame",
-                                                  "manuals 0",       "show",
-                                                  "first open",      "recent 4",
-                                                  "studio 0",        "recovery",
-                                                  "open /x/one.PVS", "open /x/two.syx",
-                                                  "save desktop",    "close window",
-                                                  "clean bank",      "clean studio",
-                                                  "clean bitmap",    "clean set",
-                                                  "clean library",   "clean monitor",
-                                                  "clean view",      "sequencer",
-                                                  "edit cleanup",    "exit"}));
+  std::string notes;
+  for (const std::string& note : host.notes) notes += note + ", ";
+  EXPECT_EQ(notes,
+            "framework, edit init, services, monitor, file types, frame, manuals 0, show, first open, recent 4, "
+            "studio 0, recovery, open /x/one.PVS, open /x/two.syx, save desktop, close window, clean bank, "
+            "clean studio, clean bitmap, clean set, clean library, clean monitor, clean view, sequencer, "
+            "edit cleanup, exit, ");
   EXPECT_TRUE(host.prompts.Log().empty());
   host.notes.clear();
   StartStop again(host, CommandLine::Parse({"--config-root", root_}));
@@ -232,11 +235,8 @@ TEST_F(ProgramTest, UnwritableRegistryIsShown) {
 
 // What scripts change in the preferences is told, and put back unless somebody changed it since.
 TEST_F(ProgramTest, WhatScriptsChangeIsToldAndPutBack) {
-  ScriptedPrompts prompts({});
-  Dispatcher dispatcher;
-  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
-  program.ConfigBasics();
-  program.LoadConfig();
+  Started started(root_);
+  Program& program = started.program;
   Settings& settings = program.settings();
   ScriptChanges& changes = program.scriptChanges();
   std::vector<std::string> told;
@@ -277,12 +277,8 @@ TEST_F(ProgramTest, WhatScriptsChangeIsToldAndPutBack) {
 }
 
 TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {
-  ScriptedPrompts prompts({});
-  Dispatcher dispatcher;
-  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
-  ZKBasics& basics = program.basics();
-  basics.ConfigBasics();
-  basics.LoadConfig();
+  Started started(root_);
+  ZKBasics& basics = started.program.basics();
   ScriptServices& services = basics.scripts();
   services.SetSetting(ScriptSetting::DefaultOutPort, 3);
   services.SetSetting(ScriptSetting::DefaultOutPort, -5);
@@ -368,6 +364,14 @@ TEST_F(ProgramTest, UnpluggedCablesEndTheirTransfersAndAreToldOnTheMainThread) {
   basics.LoadConfig();
   basics.OpenMidiPorts();
   ASSERT_EQ(basics.in().FindPort("Second"), 1);
+  std::atomic<int> heard{0};
+  second->SetReceiver([&](std::span<const std::uint8_t>, std::int64_t) { ++heard; });
+  ASSERT_TRUE(WriteFileAtomically(Path("two.syx"), std::string_view("\xF0\x7D\xF7")));
+  EXPECT_EQ(program.mainWindow().SendMessage(
+                MainWindowMessage::TransmitFile, 2,
+                static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(Path("two.syx").c_str()))),
+            1);
+  EXPECT_TRUE(dispatcher.RunUntil([&] { return heard == 1; }, SystemClock().NowUs() + 5'000'000));
   int changes = 0;
   const auto here = std::this_thread::get_id();
   basics.AddPortListener([&](int what) {
@@ -522,11 +526,11 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
 
   // A file goes to the instrument without a window; no script can name one.
   const std::string file = Path("dump.syx");
-  ASSERT_TRUE(WriteFileAtomically(file, std::string_view("\xF0\x7D\x02\xF7")));
+  ASSERT_TRUE(WriteFileAtomically(file, std::string_view("\x80\x40\x01\xF0\x7D\x02\xF7")));
   const auto address = static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(file.c_str()));
   EXPECT_EQ(a.Ask(MainWindowMessage::TransmitFile, 1, address), 0);
   EXPECT_EQ(a.program->mainWindow().SendMessage(MainWindowMessage::TransmitFile, 1, address), 1);
-  EXPECT_TRUE(a.dispatcher.RunUntil([&] { return a.heard == 4; }, SystemClock().NowUs() + 5'000'000));
+  EXPECT_TRUE(a.dispatcher.RunUntil([&] { return a.heard == 7; }, SystemClock().NowUs() + 5'000'000));
   EXPECT_EQ(a.program->mainWindow().SendMessage(MainWindowMessage::TransmitFile, 2, address), 0);
   b->program->CloseMidiPorts();
   for (const int port : {0, 1})
@@ -620,11 +624,8 @@ TEST_F(ProgramTest, ThruAndPacingFollowThePreferences) {
 
 // A script on a second set of ports: those are not the script's to change, everything else is the program's.
 TEST_F(ProgramTest, SecondPortsShareTheProgram) {
-  ScriptedPrompts prompts({});
-  Dispatcher dispatcher;
-  Program program(Folders::Below(root_), SystemClock(), prompts, dispatcher);
-  program.ConfigBasics();
-  program.LoadConfig();
+  Started started(root_);
+  Program& program = started.program;
   program.settings().MainPortOut(3);
   program.settings().MainMidiChannel(7);
   VirtualClock clock;

@@ -12,23 +12,17 @@
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "services/settings.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
 
-class SettingsTest : public testing::Test {
+class SettingsTest : public FilesTest {
  protected:
-  void SetUp() override {
-    std::string name = std::filesystem::temp_directory_path() / "tonalith_settings_XXXXXX";
-    root_ = ::mkdtemp(name.data());
-  }
-  void TearDown() override { std::filesystem::remove_all(root_); }
-  std::string Path(const std::string& name) const { return root_ + "/" + name; }
   std::string Ini(const std::string& text) {
     EXPECT_TRUE(WriteFileAtomically(Path("Preferences.ini"), text));
     return Path("Preferences.ini");
   }
-  std::string root_;
 };
 
 // Every row of the table, once: storing, reading and both ends of its range, without touching any other row.
@@ -258,17 +252,13 @@ TEST_F(SettingsTest, ListsAndTexts) {
   EXPECT_TRUE(settings.MainCubaseFiles(1, "two"));
   EXPECT_FALSE(settings.MainCubaseFiles(3, "gap"));
   EXPECT_FALSE(settings.MainCubaseFiles(1, std::string(256, 'x')));
-  EXPECT_EQ(settings.MainCubaseFilesCount(-1), 2);
-  EXPECT_EQ(settings.MainCubaseFilesCount(1), 1);
-  EXPECT_EQ(settings.MainCubaseFilesCount(8), 1);
+  for (const auto& [asked, count] : {std::pair(-1, 2), {1, 1}, {8, 1}})
+    EXPECT_EQ(settings.MainCubaseFilesCount(asked), count);
   EXPECT_EQ(settings.MainCubaseFiles(1), "");
   settings.MainDefaultFont(std::string(125, 'x') + "\xC3\xA9");
   EXPECT_EQ(settings.MainDefaultFont().size(), 125u);
   EXPECT_EQ(settings.MainSeqPort(16, 3), 0);
   EXPECT_EQ(settings.MainSeqChannel(3, 99), 15);
-  settings.MainSetSeqPathFile(9, "song");
-  EXPECT_EQ(settings.MainGetSeqPathFile(9), "song");
-  EXPECT_EQ(settings.MainGetSeqPathFile(10), "");
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 // Folders, places and counts of windows, and the limits of lists and desktops.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,20 +13,12 @@
 #include "services/transfer_sentences.h"
 #include "services/window_counters.h"
 #include "services/window_places.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
 
-class SmallParts : public testing::Test {
- protected:
-  SmallParts() {
-    std::string name = std::filesystem::temp_directory_path() / "tonalith_parts_XXXXXX";
-    root_ = ::mkdtemp(name.data());
-  }
-  ~SmallParts() override { std::filesystem::remove_all(root_); }
-  std::string Path(const std::string& name) const { return root_ + "/" + name; }
-  std::string root_;
-};
+using SmallParts = FilesTest;
 
 TEST_F(SmallParts, FoldersAreMadeAndRecorded) {
   Folders folders = Folders::Below(root_);
@@ -46,10 +35,8 @@ TEST_F(SmallParts, FoldersAreMadeAndRecorded) {
       {paths.MainGetDataPath(), data},
       {paths.DefaultStudioFile(), data + "/Default.PV9"},
       {paths.DefaultDesktopFile(), data + "/Default.PVW"},
-      {paths.BasePath(), Path("app/bin/")},
       {paths.MainGetProgramPath(), Path("app/bin")},
       {paths.MainGetInstallPath(), Path("app")},
-      {paths.HelpFile(), Path("app/bin/Tonalith.chm")},
       {paths.MainGetApplicationName(), "Tonalith"},
       {paths.BuildConfigFilename(), folders.config + "/Corvane/Tonalith/v13/ZK.cfg"},
       {registry.GetRegistry("Program Path", true), Path("app/bin")},
@@ -129,6 +116,11 @@ TEST_F(SmallParts, DesktopsAtTheirLimits) {
     text->pop_back();
   }
   EXPECT_EQ(WriteDesktop(std::vector<DesktopWindow>(32768)).size(), 12 + 32767 * 524U);
+  DesktopWindow odd{-5, 70000, 1, 1, {}, std::string(254, 'a') + "\xC3\xA4", 17000};
+  ASSERT_TRUE(ReadDesktop(WriteDesktop(std::vector{odd}), &read).ok());
+  EXPECT_EQ(read[0].x, 0);
+  EXPECT_EQ(read[0].y, 65535);
+  EXPECT_EQ(read[0].name, std::string(254, 'a')) << "half of a character is left out";
   ASSERT_TRUE(WriteFileAtomically(Path("d.PVW"), std::span<const std::uint8_t>(one)).ok());
   EXPECT_TRUE(ReadDesktopFile(Path("d.PVW"), &read).ok());
   EXPECT_EQ(read.size(), 1U);
@@ -138,8 +130,6 @@ TEST_F(SmallParts, DesktopsAtTheirLimits) {
   EXPECT_TRUE(read.empty());
   EXPECT_EQ(ReadDesktopFile(Path("none"), &read).code, kFileMissing);
   EXPECT_EQ(DesktopUnits(7, 0) + DesktopUnits(96, 1) + DesktopPixels(96, 1), 7 + 9216 + 1);
-  EXPECT_EQ(ClampedToArea({1000, 800, 1000, 800}, 1000, 800).x, 700);
-  EXPECT_EQ(ClampedToArea({1000, 800, 1000, 800}, 1000, 800).y, 600);
 }
 
 TEST_F(SmallParts, ListsOfSettingsAndSentences) {

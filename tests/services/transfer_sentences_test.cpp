@@ -70,6 +70,8 @@ TEST(TransferSentences, OfEveryOperationAndCause) {
       {Kind::kSend, Cause::kScriptStopped, true,
        "The script that sends the Yamaha DX7 Voice Bank was The detail; the instrument may hold a part of it."},
       {Kind::kSend, Cause::kNotTaken, true, "The instrument did not take the Yamaha DX7 Voice Bank."},
+      {Kind::kSend, Cause::kNoAnswer, true,
+       "The instrument did not answer to the Yamaha DX7 Voice Bank that was sent."},
       {Kind::kSend, Cause::kSendFailed, true, "** TRANSMISSION ERROR **"},
       {Kind::kSend, Cause::kCode, true, "ERROR! MIDI Device did not respond! when sending a Yamaha DX7 Voice Bank."},
       {Kind::kSend, Cause::kPortFailed, true, "The MIDI OUT port \"UM-ONE\" did not take all of the data."},

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <map>
@@ -12,27 +11,11 @@
 #include "platform/atomic_file.h"
 #include "studio/module.h"
 #include "studio/package_install.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 
 namespace fs = std::filesystem;
-
-class TempFolder {
- public:
-  TempFolder() {
-    static int n = 0;
-    path_ = fs::temp_directory_path() / ("tonalith-package-" + std::to_string(::getpid()) + "-" + std::to_string(++n));
-    fs::create_directories(path_);
-  }
-  ~TempFolder() {
-    std::error_code error;
-    fs::remove_all(path_, error);
-  }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
 
 inline std::vector<std::uint8_t> TextBytes(const std::string& text) {
   return {text.begin(), text.end()};

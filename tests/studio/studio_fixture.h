@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -12,6 +11,7 @@
 #include "studio/module.h"
 #include "studio/package_install.h"
 #include "studio/studio_document.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 
@@ -29,9 +29,6 @@ class TestPorts final : public StudioPorts {
 class StudioTest : public ::testing::Test {
  protected:
   StudioTest() {
-    static int n = 0;
-    root_ = std::filesystem::temp_directory_path() /
-            ("tonalith-studio-" + std::to_string(::getpid()) + "-" + std::to_string(++n));
     const ModuleSource source = {
         {"module.ini",
          "[Module]\nName = Synth\nDriverBase = 7\nTypes = bank patch\nmanufacturerId = 0x3E\nhasSysExChannel = 1\n"
@@ -49,13 +46,10 @@ class StudioTest : public ::testing::Test {
     if (result.ok()) result = InstallPackageFiles(image.files, paths().instruments, &report);
     EXPECT_TRUE(result.ok()) << result.text;
   }
-  ~StudioTest() override {
-    std::error_code error;
-    std::filesystem::remove_all(root_, error);
-  }
   StudioPaths paths() const { return {root_ / "Instruments", root_ / "Data", root_ / "Preferences", root_ / "ZK.ini"}; }
 
-  std::filesystem::path root_;
+  const TestFolder folder_;
+  const std::filesystem::path root_ = folder_.path();
   ScriptedPrompts prompts_{{}};
   TestPorts ports_;
 };

@@ -23,6 +23,25 @@ ModuleSource GoodSource() {
           {"get.script", "; asks\nS 4 { F0 3E 10 F7 }\nTR 4\nR $size$\n]\n"}};
 }
 
+// One text of the source instead of another, and how the answer begins.
+struct Mistake {
+  const char *file, *from, *to, *error;
+};
+
+void ExpectMistakes(const ModuleSource& good, const std::vector<Mistake>& mistakes) {
+  for (const Mistake& c : mistakes) {
+    ModuleSource source = good;
+    std::string& text = source[c.file];
+    const std::size_t at = text.find(c.from);
+    ASSERT_NE(at, std::string::npos) << c.from;
+    text.replace(at, std::string(c.from).size(), c.to);
+    ModuleImage image;
+    const Result result = BuildModule(source, &image);
+    EXPECT_FALSE(result.ok()) << c.error;
+    EXPECT_EQ(result.text.substr(0, std::string(c.error).size()), c.error) << result.text;
+  }
+}
+
 }  // namespace
 
 TEST(ModuleSourceText, BecomesIniAndDrivers) {
@@ -48,14 +67,19 @@ TEST(ModuleSourceText, BecomesIniAndDrivers) {
   EXPECT_EQ(data->receiveScriptSize, 22u);
 }
 
+TEST(ModuleSourceText, ATypeMayHaveNoVoices) {
+  ModuleSource source = GoodSource();
+  source["one.descriptor"] += "numVoices = 0\n";
+  ModuleImage image;
+  ASSERT_TRUE(BuildModule(source, &image).ok());
+  const DataFilePtr data(AllocDataFile());
+  ASSERT_EQ(ContainerReader(image.files[1].bytes).DiskReadForm(data.get(), {}), 0);
+  const Synth& s = *data->synth;
+  EXPECT_TRUE(s.numVoices == 0 && s.voiceSize == 8 && s.dataKind == 30 && s.isBank == 0 && PatchMax(s) == 0);
+}
+
 TEST(ModuleSourceText, EveryErrorHasAPlace) {
-  struct Case {
-    const char* file;
-    const char* from;
-    const char* to;
-    const char* error;
-  };
-  const std::vector<Case> cases = {
+  const std::vector<Mistake> cases = {
       {"module.ini", "Types = one bank(7)", "Types = one two", "module.ini:4: there is no file \"two.descriptor\""},
       {"module.ini", "Name = Test Synth", "Name = ../x", "module.ini:2: the name"},
       {"module.ini", "DriverBase = 50", "DriverBase = no", "module.ini:3: a number"},
@@ -78,17 +102,7 @@ TEST(ModuleSourceText, EveryErrorHasAPlace) {
       {"get.script", "R $size$", "R $no$", "get.script:4: nothing is known"},
       {"get.script", "{ F0 3E 10 F7 }", "{ F0 3E 1FF F7 }", "get.script:2: "},
   };
-  for (const Case& c : cases) {
-    ModuleSource source = GoodSource();
-    std::string& text = source[c.file];
-    const std::size_t at = text.find(c.from);
-    ASSERT_NE(at, std::string::npos) << c.from;
-    text.replace(at, std::string(c.from).size(), c.to);
-    ModuleImage image;
-    const Result result = BuildModule(source, &image);
-    EXPECT_FALSE(result.ok()) << c.error;
-    EXPECT_EQ(result.text.substr(0, std::string(c.error).size()), c.error) << result.text;
-  }
+  ExpectMistakes(GoodSource(), cases);
 }
 
 TEST(ModuleSourceText, NamesAreReplacedAndCalculatedWith) {
@@ -182,13 +196,7 @@ TEST(ModuleSourceText, FamilyRowsAndSharedFilesMakeTheSameAsDescriptors) {
 }
 
 TEST(ModuleSourceText, MistakesOfFamiliesHaveAPlace) {
-  struct Case {
-    const char* file;
-    const char* from;
-    const char* to;
-    const char* error;
-  };
-  const std::vector<Case> cases = {
+  const std::vector<Mistake> cases = {
       {"module.ini", "one = First", "three = First", "module.ini:10: \"three\" is none of the \"Types\""},
       {"module.ini", "two(5) = Second", "one = Second", "module.ini:11: \"one\" has a row already"},
       {"module.ini", "| 31\n", "| 31 | | x\n", "module.ini:10: the row has more cells"},
@@ -202,17 +210,7 @@ TEST(ModuleSourceText, MistakesOfFamiliesHaveAPlace) {
       {"../common/get.script", "TR", "SetFoo", "../common/get.script:4: "},
       {"../common/get.script", "]\n", "SetFoo 1\n]\n", "../common/get.script:7: "},
   };
-  for (const Case& c : cases) {
-    ModuleSource source = FamilySource();
-    std::string& text = source[c.file];
-    const std::size_t at = text.find(c.from);
-    ASSERT_NE(at, std::string::npos) << c.from;
-    text.replace(at, std::string(c.from).size(), c.to);
-    ModuleImage image;
-    const Result result = BuildModule(source, &image);
-    EXPECT_FALSE(result.ok()) << c.error;
-    EXPECT_EQ(result.text.substr(0, std::string(c.error).size()), c.error) << result.text;
-  }
+  ExpectMistakes(FamilySource(), cases);
 }
 
 }  // namespace tonalith

@@ -28,7 +28,7 @@ class ModuleConflictTest : public testing::Test {
     before_ = Tree(folder_);
   }
 
-  TempFolder temp_;
+  TestFolder temp_;
   fs::path folder_;
   std::map<std::string, std::string> before_;
 };
@@ -58,7 +58,7 @@ TEST_F(ModuleConflictTest, AnotherModuleLosesItsPlaceOnlyWhenItIsNamed) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    TempFolder copy;
+    TestFolder copy;
     const fs::path folder = copy.path() / "Instruments";
     fs::copy(folder_, folder, fs::copy_options::recursive);
     PackagePreview preview;

@@ -9,9 +9,9 @@
 #include <thread>
 
 #include "../peer/ftp_server.h"
-#include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "studio/module_server.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 
@@ -19,30 +19,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class ModuleServerTest : public testing::Test {
+class ModuleServerTest : public FilesTest {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/tonalith_ftp_XXXXXX";
-    root_ = ::mkdtemp(name);
-    fs::create_directories(root_ / "served/all modules");
-    Put("served/all modules/Acme X1.pvz", "PVZ one");
-    Put("served/all modules/b.PVZ", std::string(300000, 'b'));
-    Put("served/all modules/readme.txt", "no package");
+  ModuleServerTest() {
+    Write("served/all modules/Acme X1.pvz", "PVZ one");
+    Write("served/all modules/b.PVZ", std::string(300000, 'b'));
+    Write("served/all modules/readme.txt", "no package");
   }
-  void TearDown() override { fs::remove_all(root_); }
-  void Put(const std::string& name, const std::string& text) {
-    ASSERT_TRUE(WriteFileAtomically((root_ / name).string(), std::string_view(text)).ok());
-  }
-  std::string Text(const fs::path& file) {
+  static std::string Text(const fs::path& file) {
     std::string text;
     return ReadWholeFile(file.string(), text).ok() ? text : "-";
   }
-
-  fs::path root_;
 };
 
 TEST_F(ModuleServerTest, ListsAndFetches) {
-  FtpServerProcess ftp((root_ / "served").string(), "me", "secret word");
+  FtpServerProcess ftp(Path("served"), "me", "secret word");
   if (!ftp.running()) GTEST_SKIP() << "no FTP server to test with";
   ModuleServer server{ftp.site(), "all modules", "me", "secret word", true};
   ModuleServerSession session(server, CancelToken());
@@ -52,29 +43,29 @@ TEST_F(ModuleServerTest, ListsAndFetches) {
   EXPECT_EQ(names, (std::vector<std::string>{"Acme X1.pvz", "b.PVZ"}));
   fs::path file;
   std::uint64_t seen = 0;
-  ASSERT_TRUE(session.Download("Acme X1.pvz", root_ / "to", {}, &file).ok());
+  ASSERT_TRUE(session.Download("Acme X1.pvz", Path("to"), {}, &file).ok());
   EXPECT_EQ(Text(file), "PVZ one");
   const auto progress = [&](std::uint64_t done, std::uint64_t) { seen = done; };
-  ASSERT_TRUE(session.Download("b.PVZ", root_ / "to", progress, &file).ok());
+  ASSERT_TRUE(session.Download("b.PVZ", Path("to"), progress, &file).ok());
   EXPECT_EQ(Text(file).size(), 300000u);
   EXPECT_EQ(seen, 300000u);
 
   ModuleServerLimits small;
   small.file = 1000;
   fs::path cut;
-  Put("to/b.PVZ", "former");
+  Write("to/b.PVZ", "former");
   EXPECT_EQ(ModuleServerSession(server, {}, small)
-                .Download("b.PVZ", root_ / "to", {}, &cut)
+                .Download("b.PVZ", Path("to"), {}, &cut)
                 .text.rfind(kServerDownloadError, 0),
             0u);
-  EXPECT_EQ(Text(root_ / "to/b.PVZ"), "former") << "only a whole file takes its place";
-  EXPECT_EQ(session.Download("gone.pvz", root_ / "to", {}, &file).text.rfind(kServerDownloadError, 0), 0u);
-  EXPECT_EQ(session.Download("../b.PVZ", root_ / "to", {}, &file).text, kServerDownloadError);
+  EXPECT_EQ(Text(Path("to/b.PVZ")), "former") << "only a whole file takes its place";
+  EXPECT_EQ(session.Download("gone.pvz", Path("to"), {}, &file).text.rfind(kServerDownloadError, 0), 0u);
+  EXPECT_EQ(session.Download("../b.PVZ", Path("to"), {}, &file).text, kServerDownloadError);
 
   server.directory = "nowhere";
   EXPECT_EQ(ModuleServerSession(server, {}).List(&names).text.rfind(kServerDirectoryError, 0), 0u);
   EXPECT_EQ(ModuleServerSession(server, {})
-                .Download("b.PVZ", root_ / "to", {}, &file)
+                .Download("b.PVZ", Path("to"), {}, &file)
                 .text.rfind(kServerDownloadFolderError, 0),
             0u);
   server.password = "wrong";
@@ -127,7 +118,7 @@ class HostileServerTest : public ModuleServerTest {
  protected:
   Attack Run(const std::string& mode, ModuleServer server, const std::string& certificate = {}) {
     Attack attack;
-    const std::string log = (root_ / ("log " + mode)).string();
+    const std::string log = Path("log " + mode);
     FtpServerProcess ftp(std::vector<std::string>{"hostile_ftp.py", mode, log, certificate});
     EXPECT_TRUE(ftp.running());
     server.site = ftp.site();
@@ -138,14 +129,14 @@ class HostileServerTest : public ModuleServerTest {
     fs::path file;
     const auto begin = std::chrono::steady_clock::now();
     attack.listed = session.List(&attack.names, &attack.leftOut);
-    attack.fetched = session.Download("good.pvz", root_ / "to", {}, &file);
+    attack.fetched = session.Download("good.pvz", Path("to"), {}, &file);
     attack.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     attack.commands = FileExists(log) ? Text(log) : "";
     return attack;
   }
   // A certificate that nobody signed.
   std::string Certificate() {
-    const std::string file = (root_ / "server.pem").string();
+    const std::string file = Path("server.pem");
     const std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1 -keyout " +
                                 file + " -out " + file + ".crt 2>/dev/null && cat " + file + ".crt >> " + file;
     return std::system(command.c_str()) == 0 ? file : "";
@@ -165,7 +156,7 @@ TEST_F(HostileServerTest, NothingEscapesAndNothingWaitsForEver) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.mode);
-    fs::remove_all(root_ / "to");
+    fs::remove_all(Path("to"));
     const Attack attack = Run(row.mode, {});
     EXPECT_EQ(attack.listed.ok(), row.lists) << attack.listed.text;
     EXPECT_EQ(attack.fetched.ok(), row.fetches) << attack.fetched.text;
@@ -175,7 +166,7 @@ TEST_F(HostileServerTest, NothingEscapesAndNothingWaitsForEver) {
       for (const char c : result.text) EXPECT_TRUE(c == '\n' || static_cast<unsigned char>(c) >= 32) << result.text;
     }
     if (!row.fetches) {
-      EXPECT_TRUE(!fs::exists(root_ / "to") || fs::is_empty(root_ / "to")) << "nothing is left";
+      EXPECT_TRUE(!fs::exists(Path("to")) || fs::is_empty(Path("to"))) << "nothing is left";
     }
     EXPECT_EQ(attack.commands.find("PASS secret"), std::string::npos);
     for (const std::string& name : attack.names)

@@ -56,7 +56,7 @@ constexpr char kForeignPackage[] =
     "00ff";
 
 TEST(Package, APackageOfAnotherProgramIsInstalledAsItStands) {
-  TempFolder temp;
+  TestFolder temp;
   const fs::path folder = temp.path() / "Instruments", package = temp.path() / "Acme X1 (2).pvz";
   PutBytes(package, FromHexText(kForeignPackage));
   PackagePreview preview;
@@ -80,7 +80,7 @@ TEST(Package, APackageOfAnotherProgramIsInstalledAsItStands) {
 }
 
 TEST(Package, TheUserIsToldWhatIsWrong) {
-  TempFolder temp;
+  TestFolder temp;
   const std::vector<std::tuple<std::string, std::string, std::string>> cases = {
       {"", "Error opening File! Cancel Operation | ", "package.pvz"},
       {"5056590000000000", "Install Instrument Module | ", "Invalid File Header on read"},
@@ -163,7 +163,7 @@ TEST(Package, BadBytesAreRefusedWithASentence) {
 }
 
 TEST(Package, InstallingAgainKeepsWhatIsTheUsers) {
-  TempFolder temp;
+  TestFolder temp;
   const fs::path folder = temp.path() / "Instruments";
   InstallReport report;
   const std::vector<std::pair<std::string, std::string>> user = {{"Synth\\InitForID1.bin", "init 1"},
@@ -204,7 +204,7 @@ TEST(Package, InstallingAgainKeepsWhatIsTheUsers) {
 }
 
 TEST(Package, FoldersAreOneWhateverTheirCase) {
-  TempFolder temp;
+  TestFolder temp;
   const fs::path folder = temp.path() / "Instruments";
   InstallReport report;
   ASSERT_TRUE(InstallPackageFiles(Module(1, {{"Synth\\Html\\a.txt", "1"}}), folder, &report).ok());
@@ -221,7 +221,7 @@ TEST(Package, FoldersAreOneWhateverTheirCase) {
 }
 
 TEST(Package, NothingIsWrittenThroughALinkOutOfTheInstrumentFolder) {
-  TempFolder temp;
+  TestFolder temp;
   const fs::path folder = temp.path() / "Instruments", outside = temp.path() / "outside";
   fs::create_directories(outside);
   InstallReport report;
@@ -240,7 +240,7 @@ TEST(Package, NothingIsWrittenThroughALinkOutOfTheInstrumentFolder) {
 }
 
 TEST(Package, NothingIsLeftOfAPackageThatCannotBeInstalled) {
-  TempFolder temp;
+  TestFolder temp;
   const fs::path folder = temp.path() / "Instruments";
   InstallReport report;
   ASSERT_TRUE(InstallPackageFiles(Module(1), folder, &report).ok());
@@ -283,7 +283,7 @@ TEST(Package, NothingIsLeftOfAPackageThatCannotBeInstalled) {
 }
 
 TEST(Package, ShippedPackagesAreInstalledOnce) {
-  TempFolder temp;
+  TestFolder temp;
   const fs::path folder = temp.path() / "Instruments", shipped = temp.path() / "shipped";
   ASSERT_TRUE(WritePackage(Module(2), shipped / "Synth.pvz").ok());
   PutText(shipped / "bad.pvz", "PVZ nonsense");
@@ -310,7 +310,7 @@ TEST(Package, ShippedPackagesAreInstalledOnce) {
 }
 
 TEST(Package, LongNamesAndBombsAreRefused) {
-  TempFolder temp;
+  TestFolder temp;
   const fs::path folder = temp.path() / "Instruments";
   InstallReport report;
   ASSERT_TRUE(InstallPackageFiles(Module(1), folder, &report).ok());

@@ -34,7 +34,7 @@ class ShippedFilesTest : public testing::Test {
     EXPECT_NE(result.text.find(problem), std::string::npos) << result.text;
   }
 
-  TempFolder temp_;
+  TestFolder temp_;
   fs::path packages_, folder_, driver_;
   ShippedOutcome outcome_;
   std::map<std::string, std::string> before_;
@@ -116,7 +116,7 @@ TEST_F(ShippedFilesTest, WhatIsTheUsersIsLeftAlone) {
 TEST_F(ShippedFilesTest, AModuleThatWasReplacedOnPurposeStaysReplaced) {
   const PackageFiles takers[] = {BuiltModule("Evil", 900, 3, 1, "Acme"), BuiltModule("Acme", 900, 3, 1)};
   for (const PackageFiles& taker : takers) {
-    TempFolder copy;
+    TestFolder copy;
     fs::remove_all(folder_);
     Start();
     InstallOptions options;

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "data/hex_text.h"
 #include "platform/prompts.h"
@@ -11,6 +9,7 @@
 #include "studio/package_install.h"
 #include "studio/studio_document.h"
 #include "studio/sysex_map.h"
+#include "tests/platform/files_fixture.h"
 
 namespace tonalith {
 namespace {
@@ -249,14 +248,8 @@ TEST(SysExMap, TextsOfOneMakerAreBroughtToTheirLength) {
 TEST(SysExMap, RolandAddresses) {
   const RolandSysXDescriptor d{0x100, 10, 20, 3, 0x14};
   const auto message = [](std::uint32_t address, std::size_t count) {
-    Bytes bytes = {0xF0,
-                   0x41,
-                   0x00,
-                   0x14,
-                   0x12,
-                   static_cast<std::uint8_t>(address >> 14),
-                   static_cast<std::uint8_t>(address >> 7 & 0x7F),
-                   static_cast<std::uint8_t>(address & 0x7F)};
+    Bytes bytes = {0xF0, 0x41, 0x00, 0x14, 0x12};
+    for (const int shift : {14, 7, 0}) bytes.push_back(static_cast<std::uint8_t>(address >> shift & 0x7F));
     for (std::size_t i = 0; i < count; ++i) bytes.push_back(static_cast<std::uint8_t>(0x30 + i));
     bytes.insert(bytes.end(), {0x00, 0xF7});
     return bytes;
@@ -282,10 +275,9 @@ TEST(SysExMap, RolandAddresses) {
 
 namespace {
 
-class MapFolder : public testing::Test {
+class MapFolder : public FilesTest {
  protected:
-  MapFolder() : folder_(std::filesystem::temp_directory_path() / ("tonalith-maps-" + std::to_string(::getpid()))) {
-    std::filesystem::remove_all(folder_);
+  MapFolder() {
     const ModuleSource source = {
         {"module.ini", "[Module]\nName = Maps\nDriverBase = 70\nTypes = one two\nmanufacturerId = 0x3E\n"},
         {"one.descriptor", "typeName = One\nfileSize = 12\ndumpRequest = F0 3E F7\nmessage = F0 3E 1? 01\n"},
@@ -294,19 +286,12 @@ class MapFolder : public testing::Test {
     ModuleImage image;
     InstallReport report;
     EXPECT_TRUE(BuildModule(source, &image).ok());
-    EXPECT_TRUE(InstallPackageFiles(image.files, folder_, &report).ok());
-    studio_ = std::make_unique<ZKStudioDoc>(StudioPaths{folder_, folder_, folder_, {}}, prompts_);
+    EXPECT_TRUE(InstallPackageFiles(image.files, root_, &report).ok());
+    studio_ = std::make_unique<ZKStudioDoc>(StudioPaths{root_, root_, root_, {}}, prompts_);
     EXPECT_EQ(studio_->LoadStudio(), 1);
-  }
-  ~MapFolder() override { std::filesystem::remove_all(folder_); }
-  void Write(const std::string& name, const std::string& text) {
-    const std::filesystem::path path = folder_ / "Maps" / name;
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
   }
   ZKDrvList& driver(int id) { return *studio_->GetDriverWithID(id); }
 
-  std::filesystem::path folder_;
   ScriptedPrompts prompts_{{}};
   std::unique_ptr<ZKStudioDoc> studio_;
 };
@@ -321,9 +306,9 @@ constexpr char kIni[] =
 
 TEST_F(MapFolder, TheTextFormBecomesTheMapFile) {
   ASSERT_TRUE(driver(70).sysExMap);
-  std::filesystem::remove(folder_ / "Maps" / "SysXMap.ID70.bin");
+  std::filesystem::remove(Path("Maps/SysXMap.ID70.bin"));
   EXPECT_FALSE(CreateBinDescriptor(studio_->paths(), driver(70)));
-  Write("SysX Descriptors/ID70.ini", kIni);
+  Write("Maps/SysX Descriptors/ID70.ini", kIni);
   EXPECT_FALSE(CreateRolandAddressBinDescriptor(studio_->paths(), driver(70)));
   const auto map = CreateBinDescriptor(studio_->paths(), driver(70));
   ASSERT_TRUE(map);
@@ -333,7 +318,7 @@ TEST_F(MapFolder, TheTextFormBecomesTheMapFile) {
   ASSERT_TRUE(saved);
   EXPECT_EQ(saved->descriptors, map->descriptors);
 
-  Write("SysX Descriptors/ID71.ini",
+  Write("Maps/SysX Descriptors/ID71.ini",
         "[ID Descriptor 71]\nCount=1\nType=1\n[ID Descriptor 71 - Msg 0]\nRolandBaseAddress=0x8000\nRolandOffset=4\n"
         "RolandSize=448\nRolandAddressBytes=3\nRolandInstrumentID=0x14\n");
   const auto roland = CreateRolandAddressIniDescriptor(studio_->paths(), driver(71));
@@ -354,23 +339,23 @@ TEST_F(MapFolder, WrongTextFormsAreRefused) {
   for (const auto& [from, to] : changes) {
     std::string text = kIni;
     text.replace(text.find(from), std::string(from).size(), to);
-    Write("try.ini", text);
-    EXPECT_FALSE(map.LoadIni((folder_ / "Maps" / "try.ini").string(), 70).ok()) << to;
+    Write("Maps/try.ini", text);
+    EXPECT_FALSE(map.LoadIni(Path("Maps/try.ini"), 70).ok()) << to;
     EXPECT_EQ(map.descriptors.size(), 2u) << "what was there stays";
   }
   std::string other = kIni;
   other.replace(other.find("Type=0"), 6, "Type=2");
-  Write("try.ini", other);
-  EXPECT_TRUE(map.LoadIni((folder_ / "Maps" / "try.ini").string(), 70).ok());
+  Write("Maps/try.ini", other);
+  EXPECT_TRUE(map.LoadIni(Path("Maps/try.ini"), 70).ok());
   EXPECT_TRUE(map.descriptors.empty()) << "an unknown kind loads nothing";
 }
 
 TEST_F(MapFolder, TheCheckNamesDriversWithoutAMap) {
   EXPECT_EQ(studio_->OnDriversMissingDescriptor(), "");
-  Write("SysXMap.ID70.bin", std::string("FORM\0\0\0\x10SYSXDESC\0\0\0\4\0\0\0\0", 24));
+  Write("Maps/SysXMap.ID70.bin", std::string("FORM\0\0\0\x10SYSXDESC\0\0\0\4\0\0\0\0", 24));
   EXPECT_EQ(studio_->OnDriversMissingDescriptor(),
             "ID70: Maps (One) Maps.ini -> SysXMap.ID70.bin file exists but no entries\r\n");
-  std::filesystem::remove(folder_ / "Maps" / "SysXMap.ID70.bin");
+  std::filesystem::remove(Path("Maps/SysXMap.ID70.bin"));
   EXPECT_EQ(studio_->OnDriversMissingDescriptor(), "ID70: Maps (One) Maps.ini -> no SysXMap.ID70.bin file.\r\n");
 }
 

@@ -246,20 +246,6 @@ TEST_F(FrameTest, PlacesDesktopAndSettingsOfTheStudioAreKept) {
   EXPECT_EQ(bank->document().path(), Path("two.dat"));
 }
 
-TEST_F(FrameTest, AModuleInstalledAgainKeepsTheSettingsOfItsInstrument) {
-  Start({"ok"});
-  const std::size_t count = program_->studio()->instruments().size();
-  ZKDrvList* k4 = program_->studio()->FindInstrument("k4");
-  k4->SetSysExChannel(5);
-  EXPECT_TRUE(parts().files.OpenFile(TONALITH_BINARY_DIR "/share/tonalith/modules/kawai-k4.pvz", 0)) << LogText();
-  EXPECT_EQ(program_->studio()->instruments().size(), count);
-  k4 = program_->studio()->FindInstrument("k4");
-  ASSERT_NE(k4, nullptr);
-  EXPECT_EQ(k4->sysExChannel, 5);
-  EXPECT_EQ(k4->inPortName, "Simulated Kawai K4");
-  EXPECT_EQ(parts().studio.Show()->tree()->CurrentNode(), k4);
-}
-
 TEST(CancelTransmitDialog, AnswersOnlyWithPortsSelected) {
   ZKCancelTransmit dialog({"One", "Two", "Three"});
   auto* list = dialog.findChild<QListWidget*>();

@@ -81,29 +81,6 @@ TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   EXPECT_EQ(again->document().GetPatchName(1), "LONGER THA") << "the instrument took it";
 }
 
-TEST_F(JobTest, EveryInstrumentIsReceived) {
-  Start();
-  struct Row {
-    const char* instrument;
-    const char* type;
-    int patches;
-  };
-  static constexpr Row kRows[] = {
-      {"yamaha dx7", "Voice Bank", 32}, {"tx81z", "Voice Bank", 32},      {"d-50", "Patch Bank", 64},
-      {"jv-1080", "Patch", 1},          {"korg m1", "Program Bank", 100}, {"cz-101", "Tone", 1},
-      {"k4", "Single Bank", 64},        {"matrix", "Patch", 1},
-  };
-  for (const Row& row : kRows) {
-    parts().studio.OpenDriver(program_->studio()->FindDriver(row.instrument, row.type), true);
-    auto* window = qobject_cast<TZKBank*>(frame().ActiveChild());
-    ASSERT_TRUE(Idle(window, 15000)) << row.instrument;
-    EXPECT_FALSE(window->document().IsEmpty()) << row.instrument;
-    EXPECT_EQ(window->document().PatchCount(), row.patches) << row.instrument;
-    EXPECT_FALSE(window->document().GetPatchName(0).empty() && window->document().NameLength() > 0) << row.instrument;
-  }
-  EXPECT_EQ(LogText(), "");
-}
-
 TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   Start({}, {});
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);

@@ -27,6 +27,7 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "services/zkbasics.h"
+#include "tests/platform/files_fixture.h"
 #include "tools/ui/raw_sysex_window.h"
 #include "window_test_tools.h"
 
@@ -133,16 +134,6 @@ TEST_F(MainFrameTest, AuditionNotesGoToTheInstrumentAndEnd) {
   EXPECT_TRUE(WaitFor([&] { return Sent().size() == 16; }));
 }
 
-TEST_F(MainFrameTest, ApplicationVariablesAnswerByNumber) {
-  Start();
-  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 5, 0), -1);
-  program_->program()->mainWindow().SendMessage(MainWindowMessage::SetAppVar, 1, 77);
-  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 1, 0), 77);
-  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVarGuid, 0, 0), 2);
-  EXPECT_EQ(program_->program()->mainWindow().SendMessage(MainWindowMessage::GetAppVar, 2, 0), 0);
-  EXPECT_EQ(program_->program()->mainWindow().SendMessage(static_cast<MainWindowMessage>(0x1234), 0, 0), 0);
-}
-
 // ---- files ----------------------------------------------------------------------------------------------------------
 
 TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
@@ -210,59 +201,16 @@ TEST_F(MainFrameTest, RawSysExIsListedSentAndSaved) {
 // ---- sending --------------------------------------------------------------------------------------------------------
 
 TEST_F(MainFrameTest, RawAndMidiFilesAreSent) {
-  Start({"file " + Path("no.syx")});
-  Bytes two = kMessage;
-  two.insert(two.end(), {0xF0, 0x7D, 9, 0xF7, 0x01});  // what stands behind the last F7 stays out
-  Write("two.syx", two);
+  Start({"file " + Path("no.syx"), "ok", "file " + Path("two.mid")});
   Write("no.syx", {0, 0xF0, 0x7D, 0xF7});
-  Write("open.syx", {0xF0, 0x7D, 1});
-  Write("empty.syx", {});
   const SmfMessage messages[] = {{kMessage, 0}, {kMessage, 30}};
   Write("two.mid", WriteSmfSysEx(messages));
   Listen();
-  EXPECT_TRUE(parts().transfers.files().TransmitFile(Path("two.syx"), 2));
-  EXPECT_TRUE(WaitFor([this] { return Sent() == std::vector<std::string>{"1:F07D010203F7", "1:F07D09F7"}; }));
-  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.files().Sending(); }));
   frame().ActionOf(CommandId::SendSysEx)->trigger();
   EXPECT_TRUE(Logged("Choose MIDIX File to Send?"));
   EXPECT_TRUE(Logged("File doesn't appear to contain valid MIDI data!"));
-  const std::size_t asked = program_->PromptLog().size();
-  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("open.syx"), 1));
-  EXPECT_EQ(program_->PromptLog().size(), asked + 1);
-  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("empty.syx"), 1));
-  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("missing.syx"), 1));
-  EXPECT_EQ(program_->PromptLog().size(), asked + 1) << "an empty or unreadable file ends silently";
-  EXPECT_FALSE(parts().transfers.files().SMFTransmit(Path("two.syx"), 1));
-  EXPECT_TRUE(Logged("File Open Error!"));
-  const int port = basics().out().MaxOutPorts();
-  EXPECT_FALSE(parts().transfers.files().MidiXTransmit(Path("two.syx"), port + 1));
-  EXPECT_TRUE(Logged("There is no MIDI OUT port " + std::to_string(port + 1)));
-  EXPECT_TRUE(parts().transfers.files().SMFTransmit(Path("two.mid"), 1));
-  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.files().Sending(); }));
-  const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 4U);
-  EXPECT_EQ(sent[3], "0:F07D010203F7");
-}
-
-TEST_F(MainFrameTest, MembersOfASetAreSentInOrderButNotTheInactiveOnes) {
-  Start();
-  ListFile list;
-  for (std::uint8_t i = 1; i <= 3; ++i) {
-    ListMember member;
-    member.data = CreateMidiXFile(Bytes{0xF0, 0x7D, i, 0xF7});
-    AddDataFileComponents(member.data.get(), 0);
-    ASSERT_NE(member.data->xtra, nullptr);
-    member.data->xtra->isInactive = i == 2;
-    list.members.push_back(std::move(member));
-  }
-  Bytes bytes;
-  ASSERT_TRUE(WriteList(&bytes, list));
-  Write("mine.PVS", bytes);
-  Listen();
-  EXPECT_TRUE(parts().transfers.files().TransmitFile(Path("mine.PVS"), 1)) << LogText();
-  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.files().Sending(); }));
-  EXPECT_EQ(Sent(), (std::vector<std::string>{"0:F07D01F7", "0:F07D03F7"}));
-  EXPECT_TRUE(frame().statusBar()->currentMessage().contains(QStringLiteral("stayed out: 1")));
+  frame().ActionOf(CommandId::SendMidiFile)->trigger();
+  EXPECT_TRUE(WaitFor([this] { return Sent() == std::vector<std::string>(2, "0:F07D010203F7"); })) << LogText();
 }
 
 TEST_F(MainFrameTest, QuittingWaitsForAFileOrStopsIt) {
@@ -280,12 +228,6 @@ TEST_F(MainFrameTest, QuittingWaitsForAFileOrStopsIt) {
   EXPECT_TRUE(frame().close()) << "Continue waits until the port has sent everything";
   EXPECT_FALSE(basics().out().GetMidiOutPort(0)->isBusy());
   EXPECT_EQ(program_->PromptLog().size(), 2U) << LogText();
-}
-
-TEST_F(MainFrameTest, QuittingAsksNothingWhenNothingIsSent) {
-  Start();
-  EXPECT_TRUE(frame().close());
-  EXPECT_EQ(LogText(), "");
 }
 
 TEST_F(MainFrameTest, PanicGoesOnBesidesAndCanBeCancelled) {
@@ -450,8 +392,8 @@ TEST_F(MainFrameTest, WhatADesktopOpensIsWhatHasAWindow) {
 }
 
 TEST(DesktopMenu, HoldsDesktopFilesByNumber) {
-  char name[] = "/tmp/tonalith_menu_XXXXXX";
-  const fs::path root = ::mkdtemp(name);
+  const TestFolder own;
+  const fs::path root = own.path();
   fs::create_directories(root / "sub.pvw");
   for (const char* file : {"b.PVW", "a.pvw", "c.txt", "locked.pvw", "sub.pvw/inner.pvw"})
     std::ofstream(root / file) << "x";

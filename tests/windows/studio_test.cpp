@@ -24,12 +24,11 @@
 #include "studio/ui/install_web.h"
 #include "studio/ui/instrument_settings.h"
 #include "studio/ui/studio_report.h"
+#include "tests/studio/package_fixture.h"
 #include "window_test_tools.h"
 
 namespace tonalith {
 namespace {
-
-namespace fs = std::filesystem;
 
 class StudioTest : public ProgramFixture {
  protected:
@@ -219,18 +218,7 @@ TEST_F(StudioTest, InstallingAsksShowsAndCanBeDeclined) {
 
 TEST_F(StudioTest, AnotherModuleLosesItsPlaceOnlyAfterAQuestionThatNamesIt) {
   Start({"ok", "cancel", "ok", "ok"});
-  PackageFiles files;
-  ASSERT_TRUE(ReadPackage(Package("kawai-k4"), &files).ok());
-  for (PackageFile& file : files) {
-    if (file.path.find('\\') != std::string::npos) {
-      file.path = "yamaha dx7" + file.path.substr(file.path.find('\\'));
-      continue;
-    }
-    std::string ini(file.bytes.begin(), file.bytes.end());
-    ini = ReplaceAll(ReplaceAll(ini, "Dir=Kawai K4", "Dir=yamaha dx7"), "Name=Kawai K4", "Name=Evil");
-    file = {"Evil.ini", {ini.begin(), ini.end()}};
-  }
-  ASSERT_TRUE(WritePackage(files, Path("evil.pvz")).ok());
+  ASSERT_TRUE(WritePackage(BuiltModule("Evil", 900, 1, 1, "yamaha dx7"), Path("evil.pvz")).ok());
   const fs::path folder = studio().paths().instruments;
   const std::size_t count = studio().instruments().size();
   EXPECT_FALSE(parts().files.OpenFile(Path("evil.pvz"), 0));

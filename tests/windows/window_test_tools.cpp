@@ -1,7 +1,5 @@
 #include "window_test_tools.h"
 
-#include <unistd.h>
-
 #include <QApplication>
 #include <QDir>
 #include <QDropEvent>
@@ -10,7 +8,6 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QUrl>
-#include <filesystem>
 
 #include "midi/midi_output.h"
 #include "platform/atomic_file.h"
@@ -103,15 +100,12 @@ bool DropFiles(QWidget* target, const std::vector<std::string>& files) {
 }
 
 void ProgramFixture::SetUp() {
-  char name[] = "/tmp/tonalith_windows_XXXXXX";
-  root_ = ::mkdtemp(name);
   ::setenv("TONALITH_RESOURCES", TONALITH_BINARY_DIR "/share/tonalith", 1);
 }
 
 void ProgramFixture::TearDown() {
   Stop();
   ::unsetenv("TONALITH_PROMPT_SCRIPT");
-  std::filesystem::remove_all(root_);
 }
 
 CommandLine ProgramFixture::Line(std::vector<std::string> options) const {

@@ -16,6 +16,7 @@
 #include "bank/ui/bank_window.h"
 #include "services/program.h"
 #include "services/zkbasics.h"
+#include "tests/platform/files_fixture.h"
 
 class QWidget;
 
@@ -38,7 +39,7 @@ QPalette DarkPalette();
 bool DropFiles(QWidget* target, const std::vector<std::string>& files);
 
 // The program with simulated instruments in folders of its own.
-class ProgramFixture : public testing::Test {
+class ProgramFixture : public FilesTest {
  protected:
   void SetUp() override;
   void TearDown() override;
@@ -51,12 +52,10 @@ class ProgramFixture : public testing::Test {
   TZKBank* Open(const char* instrument, const char* type, bool get);
   // Waits until the window's data is free again.
   bool Idle(TZKBank* window, int milliseconds = 3000);
-  std::string Path(const std::string& name) const { return root_ + "/" + name; }
   std::string LogText() const;
   CMainFrame& frame() { return *program_->frame(); }
   FrameParts& parts() { return frame().parts(); }
 
-  std::string root_;
   std::unique_ptr<CZKApp> program_;
 };
 
