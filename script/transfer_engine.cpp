@@ -34,7 +34,6 @@ constexpr std::string_view kMidiErrorMsg[] = {
     "After multiple attempts, no response from instrument! Continuing...",
 };
 
-
 }  // namespace
 
 std::string_view MidiErrorMsg(int code) {
@@ -116,6 +115,7 @@ ReceiveWindowState Transfer::WindowState() const {
   state.patchesDone = context_.patchesDone;
   state.patchesToDo = patchesToDo_;
   std::lock_guard guard(mutex_);
+  state.startedAtPanel = startedAtPanel_;
   state.messages = messages_;
   return state;
 }

@@ -154,6 +154,7 @@ TransferCause TransferRun::CauseOf(TransferOperation operation, int r) const {
   if (!context_.scriptStop.empty()) return TransferCause::kScriptStopped;
   if (context_.sendFailed) return TransferCause::kPortRefused;
   if (receive && result_.patchesDone > 0) return TransferCause::kIncomplete;
+  if (receive && transfer_->startedAtPanel_ && IsSilence(r)) return TransferCause::kNotStarted;
   if (receive && damaged_) return TransferCause::kDamaged;
   if (receive) return MidiErrorMsg(r).empty() ? TransferCause::kNothingReceived : TransferCause::kCode;
   if (context_.sendCause != TransferCause::kNone) return context_.sendCause;

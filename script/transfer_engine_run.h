@@ -13,6 +13,9 @@ namespace tonalith {
 
 inline constexpr const char* kMidiIoTitle = "MIDI I/O";  // of boxes about transfers
 
+// Result codes that say that nothing more came.
+bool IsSilence(int code);
+
 // What scripts and protocols may change in the descriptor of the data they work on.
 void TakeOverDescriptor(DataFile& to, const Synth& from);
 

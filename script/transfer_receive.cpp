@@ -44,11 +44,6 @@ void Stamp(DataFile& dataFile) {
   if (dataFile.xtra) dataFile.xtra->timeStamp = now;
 }
 
-bool IsSilence(int code) {
-  return code == transfer_code::kNoResponse || code == transfer_code::kTimeOut ||
-         code == transfer_code::kStillNoResponse || code == transfer_code::kQuiet;
-}
-
 bool IsRefusal(int code) {
   return code <= transfer_code::kUnexpectedAck && code >= transfer_code::kUnknownError;
 }
@@ -60,6 +55,11 @@ bool IsFinal(int code) {
 }
 
 }  // namespace
+
+bool IsSilence(int code) {
+  return code == transfer_code::kNoResponse || code == transfer_code::kTimeOut ||
+         code == transfer_code::kStillNoResponse || code == transfer_code::kQuiet;
+}
 
 void TransferRun::Receive() {
   context_.transferRunning = true;

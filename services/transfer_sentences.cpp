@@ -44,6 +44,8 @@ constexpr Row kRows[] = {
     {Kind::kGet, Cause::kNoScript, When::kAlways, "No Command Sequence to Receive Data"},
     {Kind::kGet, Cause::kScriptStopped, When::kAlways, "The script that receives the {what}{entry} was {detail}."},
     {Kind::kGet, Cause::kNothingReceived, When::kAlways, "No data was received for the {what}."},
+    {Kind::kGet, Cause::kNotStarted, When::kAlways,
+     "No {what} came.  The dump has to be started on the instrument while it is waited for."},
     {Kind::kGet, Cause::kDamaged, When::kAlways,
      "The {what} came damaged: a checksum is wrong, or bytes were changed on the way.  It was not kept."},
     {Kind::kGet, Cause::kIncomplete, When::kAlways, "{done} of {todo} patches of {what} were received."},
