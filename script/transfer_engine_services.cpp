@@ -149,6 +149,8 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
   }
   ReceiveReport report;
   const std::int64_t stored = in_.GetDataVector(destination, port, options, hooks, &report);
+  if (stored > 0 && context.transferRunning)
+    context.pieceBytes.insert(context.pieceBytes.end(), destination.begin(), destination.begin() + stored);
   context.cancelledByPattern = report.cancelledByPattern;
   if (report.portGone) context.portGone = true;
   if (staged && stored > 0 && static_cast<std::size_t>(stored) == staged->bytes.size() &&

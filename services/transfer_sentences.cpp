@@ -4,6 +4,7 @@
 
 #include "platform/text.h"
 #include "script/protocols/protocol_line.h"
+#include "script/started_at_panel.h"
 
 namespace tonalith {
 
@@ -91,6 +92,9 @@ constexpr Row kRows[] = {
      "The {what} cannot be received: No Command Sequence to Receive Data."},
     {Kind::kGet, Cause::kScriptStopped, When::kAlways, "The script that receives the {what}{entry} was {detail}."},
     {Kind::kGet, Cause::kNothingReceived, When::kAlways, kSilent},
+    {Kind::kGet, Cause::kDamaged, When::kAlways,
+     "The {what}{entry} was not received: what came was damaged on the way{tried}."},
+    {Kind::kGet, Cause::kIncomplete, When::kAlways, "{done} of {todo} patches of {what} were received."},
     {Kind::kGet, Cause::kStopped, When::kAlways, "{detail}"},
     {Kind::kGet, Cause::kAbandoned, When::kAlways, "Receiving the {what} was given up."},
 
@@ -196,6 +200,7 @@ std::string QueuedSentence(const TransferFacts& facts) {
 }
 
 std::string StartedSentence(const TransferFacts& facts) {
+  if (facts.kind == Kind::kGet && facts.atPanel) return Filled("Receiving {what}...  ", facts) + kStartTheDump;
   if (facts.kind == Kind::kGet) return Filled("Receiving {what}...", facts);
   if (facts.messages == 0) return Filled("Sending {what}...", facts);
   return Filled("Sending {what}", facts) + " (SysEx messages: " + std::to_string(facts.messages) + ")...";
@@ -204,8 +209,17 @@ std::string StartedSentence(const TransferFacts& facts) {
 std::string EndSentence(const TransferFacts& facts) {
   const bool ok = facts.cause == Cause::kNone;
   const bool patches = facts.kind == Kind::kGet && facts.patchesToDo > 0;
-  std::string text = OneSentence(Filled(ok && patches ? kPatchesReceived : TextOf(facts), facts));
-  if (!ok && patches && facts.patchesDone > 0 && facts.patchesDone < facts.patchesToDo) {
+  const bool counted = facts.cause == Cause::kIncomplete || (ok && patches);
+  std::string text = OneSentence(Filled(counted && ok ? kPatchesReceived : TextOf(facts), facts));
+  if ((ok || counted) && facts.kind == Kind::kGet && !facts.missing.empty()) {
+    text.pop_back();
+    text += "; " + facts.missing + ".";
+  }
+  if (!ok && facts.kind == Kind::kSend && !facts.missing.empty()) {
+    text.pop_back();
+    text += Filled(" ({done} of {todo} patches were sent; ", facts) + facts.missing + ").";
+  }
+  if (!ok && !counted && patches && facts.patchesDone > 0 && facts.patchesDone < facts.patchesToDo) {
     if (text.back() == '.') text.pop_back();
     text += Filled(kPatchesHadCome, facts);
   }
@@ -229,6 +243,8 @@ TransferFacts FactsOf(const TransferResult& result) {
   facts.patchesToDo = result.patchesToDo;
   facts.port = result.port;
   facts.detail = result.scriptStop;
+  facts.missing = Latin1ToUtf8(result.missing);
+  if (facts.kind == Kind::kSend && !facts.missing.empty()) facts.patch.clear();
   return facts;
 }
 

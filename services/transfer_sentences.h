@@ -28,6 +28,8 @@ struct TransferFacts {
   std::string port;       // of a port cause; may be empty
   std::string detail;     // the sentence of kPortMissing, kPortInUse, kStopped; of kBusy "running" or "waiting", of
                           // kScriptStopped ScriptStopText
+  std::string missing;    // of a bank: "3, 7 and 64 are missing"; empty: nothing is
+  bool atPanel = false;   // a Get waits until the dump is started on the instrument
   int messages = 0;       // of a MIDI file that is sent message by message
   int partsSent = 0;      // files
   int partsInactive = 0;  // files: parts that are switched off and stayed out

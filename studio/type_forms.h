@@ -28,6 +28,9 @@ struct TypeForms {
   std::vector<RecognizeRule> forms;
 };
 
+// The forms of one type; rules that could not be read are named in `problems` (may be null).
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, std::vector<std::string>* problems = nullptr);
+
 // A message that is no data: a parameter change, a button.
 struct OtherMessage {
   std::string what;  // "parameter changes of ..."
@@ -67,7 +70,6 @@ class TypeTable {
     // Forms of exactly this length and those of any, in the order of `all`.
     std::unordered_map<std::uint32_t, std::vector<FormIndex>> byLength;
   };
-  void LoadDriver(const ZKDrvList* driver, const IniFile& ini);
   void LoadOthers(const ZKDrvList& instrument, const IniFile& ini);
   void AddToIndex();
   void IndexLengths(MakerForms* maker) const;

@@ -139,7 +139,7 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   };
   Fails(with({"port-vanishes:at=2000"}), "MIDI port is no longer available");
   Fails(with({"no-reply:times=9"}), "receive");
-  Fails(with({"corrupt-byte:at=1000,value=1,times=9"}), "wrong checksum");
+  Fails(with({"corrupt-byte:at=1000,value=1,times=9"}), "damaged on the way");
   Fails(with({"lost-byte:at=1000,times=9"}), "bytes are missing");
   Fails(with({"truncated-reply:at=1000,times=9"}), "bytes are missing");
   Fails(with({"no-reply:times=9", "--timeout", "250"}), "receive");
@@ -147,8 +147,9 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   Fails({"receive", "yamaha", "voice bank", out, "--virtual", "factory"}, "Yamaha DX7, ");
   Fails({"receive", "dx7", "tone", out, "--virtual", "factory"}, "Voice Bank, Voice");
   Fails({"receive", "dx7", "voice bank", out, "--virtual", Path("nothing.syx")}, "nothing.syx");
-  Fails({"receive", "d-50", "patch bank", out, "--virtual", "factory", "--fault", "corrupt-byte:value=1"},
-        "wrong checksum");
+  Fails({"receive", "d-50", "patch bank", out, "--virtual", "factory", "--fault",
+         "corrupt-byte:reply=0,value=1,times=9999"},
+        "damaged on the way");
   CancelToken interrupt;
   interrupt.Cancel();
   const CliOutput cancelled = home_.Run({"receive", "jv", "bank", out, "--virtual", "factory"}, {}, interrupt);
@@ -161,7 +162,7 @@ TEST_F(TransferCommands, InstrumentThatRefusesMakesSendFail) {
   const std::string raw = Path("refused.syx");
   Ok({"receive", "dx7", "voice bank", raw, "--virtual", "factory"});
   Fails({"send", raw, "--virtual", "factory", "--fault", "corrupt-byte:direction=in,at=100,value=1"}, "CHECKSUM ERROR");
-  Fails({"send", raw, "--virtual", "factory", "--fault", "port-vanishes:at=2000"}, "lost");
+  Fails({"send", raw, "--virtual", "factory", "--fault", "port-vanishes:at=2000"}, "no longer available");
   Fails({"send", Path("refused.syx"), "--type", "Voice", "--virtual", "factory"}, "no data of type");
 }
 

@@ -343,7 +343,7 @@ TEST_F(Desk, EveryFailureHasItsCause) {
        {},
        TransferCause::kNothingToSend},
       {"no answer", true, [](DataFile& df) { SetScript(df, true, kPatchReceive); }, {}, {}, TransferCause::kCode},
-      {"no answer to a handshake", false, handshake, {}, {}, TransferCause::kNotTaken},
+      {"no answer to a handshake", false, handshake, {}, {}, TransferCause::kNoAnswer},
       {"a port that is never ready",
        false,
        {},
