@@ -30,6 +30,8 @@ void TransferRun::Transmit() {
                       (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);
   result_.ok = !failed;
   result_.attempts = context_.attempts;
+  result_.patchesToDo = context_.patchesToDo;
+  result_.patchesDone = context_.patchesDone;
   failure_ = failed ? std::min(result_.result, 0) : 0;
   if (failed && !context_.notTaken.empty()) result_.patch = context_.notTaken.front().first;
   for (const auto& [patch, code] : context_.notTaken) result_.faults.push_back({patch, code});

@@ -229,7 +229,7 @@ std::string TypeTable::LieOf(const TableRow& row) const {
                            Contains(row.fault, "direction=in") || fault("foreign");
   const bool saysNothing = says("did not answer");
   if (saysNothing && !nothingCame && !fault("port-vanishes")) return "sentence: claims that nothing came";
-  if (says("attempts)") && row.heard < 2) return "sentence: claims attempts";
+  if (says("attempts)") && row.heard < 2 && (row.send ? send_ : get_).heard > 0) return "sentence: claims attempts";
   if (says("hecksum") && !type_.hasChecksum) return "sentence: claims a checksum";
   if (type_.byPatch && row.result.patch < 0 && !fault("port-vanishes")) return "sentence: names no patch";
   return {};
