@@ -253,14 +253,19 @@ class TransferEngine {
   void Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work);
   void Post(std::function<void()> work);
   void Reap();
-  int SendPiece(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
-                std::int64_t patchOffset, bool* missingScript);
-  bool SendEnded(const TransferContext& context) const;
-  int SendPart(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
-               std::int64_t patchOffset, bool* missingScript);
+  // What is sent, and what comes of it.
+  struct Sending {
+    DataFile& dataFile;
+    Synth& synth;
+    TransferContext& context;
+    bool withModes = false;      // the maker's messages around the data as well
+    bool missingScript = false;  // out: there is no transmit script
+  };
   // mask: one value a patch; without data: all patches.
-  int SendAll(DataFile& dataFile, Synth& synth, TransferContext& context, std::span<const std::uint8_t> mask,
-              bool* missingScript);
+  int SendAll(Sending& sending, std::span<const std::uint8_t> mask);
+  int SendPiece(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset);
+  int SendPart(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset);
+  bool SendEnded(const TransferContext& context) const;
   void SayNoScript();
 
   ScriptServices& services_;

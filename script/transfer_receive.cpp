@@ -194,8 +194,12 @@ bool TransferRun::ReceivePiece(int patch) {
   Attempt answered;  // the last that was, with what it left
   Bytes left;
   keptDamaged_ = false;
+  int attempts = 0;
+  bool heard = false;
   for (int failed = 0;;) {
     piece_ = TryPiece(patch, window);
+    ++attempts;
+    heard = heard || context_.receivedBytes > 0 || !context_.pieceBytes.empty();
     if (!IsSilence(piece_.code)) {
       answered = piece_;
       left.assign(window.begin(), window.begin() + piece_.size);
@@ -224,6 +228,10 @@ bool TransferRun::ReceivePiece(int patch) {
   } else if (IsSilence(piece_.code) && answered.code < 0) {
     piece_ = answered;
     std::copy(left.begin(), left.end(), window.begin());
+  }
+  if (failure_ == 0) {
+    result_.attempts = attempts;
+    result_.answered = heard;
   }
   return EndPiece(patch, former, window);
 }
@@ -403,9 +411,14 @@ std::string TransferRun::MissingText() const {
        " came damaged and were not kept"},
       {[](const PatchFault& f) { return f.kept; }, " came damaged and was kept", " came damaged and were kept"},
   };
+  static constexpr Kind kSentKinds[] = {
+      {[](const PatchFault& f) { return !IsRefusal(f.code); }, " was not taken", " were not taken"},
+      {[](const PatchFault& f) { return IsRefusal(f.code); }, " was refused", " were refused"},
+  };
+  const bool sends = result_.operation == TransferOperation::kTransmit;
   if (!result_.faults.empty() && result_.faults.front().patch < 0) return "it came damaged and was kept";
   std::string text;
-  for (const Kind& kind : kKinds) {
+  for (const Kind& kind : sends ? std::span<const Kind>(kSentKinds) : std::span<const Kind>(kKinds)) {
     std::vector<int> patches;
     for (const PatchFault& fault : result_.faults)
       if (fault.patch >= 0 && kind.is(fault)) patches.push_back(fault.patch);

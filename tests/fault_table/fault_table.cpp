@@ -84,7 +84,7 @@ DataFilePtr TypeTable::Data(const Bytes& body) const {
   return data;
 }
 
-TypeTable::Measure TypeTable::Measured(FaultRig& rig, DeskStep::Kind kind, DataFile& data, DeskResult* result) {
+TypeTable::Measure TypeTable::Measured(FaultRig& rig, DeskStep::Kind kind, DataFile& data, DeskResult* result) const {
   const Measure before{rig.Heard(), rig.Said(), rig.Carried()};
   *result = rig.Run(kind, data, patches_);
   return {rig.Heard() - before.heard, rig.Said() - before.said, rig.Carried() - before.carried};
@@ -151,6 +151,33 @@ std::vector<std::string> TypeTable::FaultsOf(bool send) const {
 
 TableRow TypeTable::Run(const std::string& fault, bool send) {
   FaultRig rig(type_.simulated);
+  TableRow row = RunOn(rig, fault, send);
+  row.wrong = rig.hung() ? "hangs" : WrongOf(row);
+  return row;
+}
+
+TableRow TypeTable::RunSchedule(const std::string& plan, bool send) {
+  FaultRig rig(type_.simulated);
+  const Bytes memory = rig.Memory();
+  TableRow row = RunOn(rig, plan, send);
+  const bool deaf = send && send_.said == 0;
+  if (rig.hung())
+    row.wrong = "hangs";
+  else if (row.result.sentence.empty())
+    row.wrong = "nothing is said";
+  else if (row.result.ok && !row.same && !deaf && !MayDeceive(plan))
+    row.wrong = send ? "\"ok\", and the instrument does not hold it" : "\"ok\", and the data is wrong";
+  else if (!row.result.ok && !row.former && !MayDeceive(plan))
+    row.wrong = "failed, and the former data is damaged";
+  if (!row.wrong.empty() || !type_.panel.empty()) return row;
+  rig.Recover();
+  rig.RestoreMemory(memory);
+  const TableRow again = RunOn(rig, {}, false);
+  if (!again.result.ok || !again.same) row.wrong = "a Get without faults fails afterwards: " + again.result.sentence;
+  return row;
+}
+
+TableRow TypeTable::RunOn(FaultRig& rig, const std::string& fault, bool send) const {
   const DataFilePtr data = Data(send ? changed_ : former_);
   const Bytes before = BodyOf(*data);
   rig.SetFaults(fault);
@@ -183,8 +210,13 @@ TableRow TypeTable::Run(const std::string& fault, bool send) {
       row.former = row.former && (equal(before) || (came && !empty) || (patches_[i] && empty));
     }
   }
-  row.wrong = rig.hung() ? "hangs" : WrongOf(row);
   return row;
+}
+
+bool TypeTable::MayDeceive(const std::string& plan) const {
+  const bool anySize = (type_.driver->synth()->optionBits & 2) == 0;
+  const bool cut = Contains(plan, "lost-byte") || Contains(plan, "truncated-reply") || Contains(plan, "short-reply");
+  return !type_.hasChecksum && (Contains(plan, "corrupt-byte") || (anySize && cut));
 }
 
 std::string TypeTable::LineOf(const std::string& fault, bool send) const {
@@ -195,6 +227,7 @@ std::string TypeTable::WrongOf(const TableRow& row) const {
   const bool carriedIn = Contains(row.fault, "direction=in");
   // Nobody hears what became of data that is sent to an instrument without a word.
   const bool deaf = row.send && send_.said == 0;
+  if (const std::string lie = LieOf(row); !lie.empty()) return lie;
   const bool flipped = row.fault.rfind("corrupt-byte", 0) == 0;
   if (row.result.ok) {
     const bool invisible = std::count(std::begin(kInvisible), std::end(kInvisible), LineOf(row.fault, row.send)) != 0;
@@ -209,24 +242,26 @@ std::string TypeTable::WrongOf(const TableRow& row) const {
     const bool tooLate = Contains(row.fault, "delay=8000");
     if (!row.send && !vanished && !tooLate) return "given up";
   }
-  return LieOf(row);
+  return {};
 }
 
 // What the sentence of a row claims and is not so.
 std::string TypeTable::LieOf(const TableRow& row) const {
   const std::string& text = row.result.sentence;
-  const auto says = [&](std::string_view part) { return Contains(text, part); };
+  const std::string lower = AsciiLower(text);
+  const auto says = [&](std::string_view part) { return Contains(text, part) || Contains(lower, part); };
   const std::string instrument = TransferInstrumentName(*Data({}));
   if (!says(Latin1ToUtf8(instrument)) || !says(Latin1ToUtf8(type_.driver->TypeName())))
     return "sentence: names no data";
   if (row.result.ok) return {};
-  if (row.send ? says("receiv") : says("sent") && !says("request")) return "sentence: names the wrong operation";
+  if (!says(row.send ? "sen" : "rece") && !says(row.send ? "took" : "request") && !says("did not take"))
+    return "sentence: names no operation";
   const auto fault = [&](std::string_view name) { return row.fault.rfind(name, 0) == 0; };
   const bool nothingCame = fault("no-reply") || fault("late-reply") || fault("busy-once") || fault("wrong-device") ||
                            Contains(row.fault, "direction=in") || fault("foreign");
-  const bool saysNothing = says("did not respond") || says("No data was received") || says("no response");
+  const bool saysNothing = says("did not answer");
   if (saysNothing && !nothingCame && !fault("port-vanishes")) return "sentence: claims that nothing came";
-  if (says("3 attempts") && row.heard < 3) return "sentence: claims attempts";
+  if (says("attempts)") && row.heard < 2 && (row.send ? send_ : get_).heard > 0) return "sentence: claims attempts";
   if (says("hecksum") && !type_.hasChecksum) return "sentence: claims a checksum";
   if (type_.byPatch && row.result.patch < 0 && !fault("port-vanishes")) return "sentence: names no patch";
   return {};
