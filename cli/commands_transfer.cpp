@@ -45,7 +45,7 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
       return Result::Failure(path + " holds data of several instruments; choose with --type, or send a file for each.");
   }
   TransferCommand command(session, options);
-  result = command.Prepare(instrument, false);
+  result = command.Prepare(instrument, false, driver);
   if (!result.ok()) return result;
   int sent = 0;
   for (const DataFilePtr& piece : pieces) {

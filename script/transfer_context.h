@@ -51,6 +51,7 @@ struct TransferContext {
   std::shared_ptr<const AnswerRules> answers;
   // Taken by the next receive, as the staged request is.
   AwaitedAnswer awaited;
+  AnswerHistory history;
   bool endSilence = false;  // with a receive window: an answer that stops in the middle is not waited for without end
   // What the last receive passed over.
   RefusedMessage passedOver;

@@ -112,6 +112,7 @@ bool SumIsRight(std::span<const std::uint8_t> message) {
 // The code of a receive that gave nothing: that of the message which was no answer, if there was one.
 int WithoutAnswer(int result, const RefusedMessage& refused) {
   if (result != transfer_code::kQuiet || !refused.any) return transfer_code::kNoResponse;
+  if (refused.damaged) return transfer_code::kWrongCount;
   if (refused.maker != kRolandId) return transfer_code::kWrongCompany;
   return refused.ended ? transfer_code::kNoResponse : transfer_code::kWrongCount;
 }
