@@ -190,7 +190,7 @@ TEST_F(SimulatedTransfer, FaultsNeverHarmFormerData) {
       {d50, 2, "truncated-reply:reply=3,at=20", true},
       {d50, 2, "no-reply:reply=4,times=9", false},
       {cz, 3, "no-reply:reply=1", false},
-      {cz, 3, "lost-byte:reply=2,at=20", false},
+      {cz, 3, "lost-byte:reply=2,at=20", true},
       {dx7, 0, "port-vanishes:at=2000", false},
       {d50, 1, "port-vanishes:at=2000", false},
       {cz, 3, "port-vanishes:at=100", false},
