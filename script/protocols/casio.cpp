@@ -71,14 +71,16 @@ int BuiltInProtocols::MidiReceiveCasioPatch(const Synth& synth, ByteWindow slot,
   for (int attempt = 0; attempt <= line_.ExtraAttempts() && !line_.Cancelled(); ++attempt) {
     std::array<std::uint8_t, 6> reply{};
     const int ready = CasioRequest(synth, 0x10, static_cast<std::uint8_t>(patch), reply);
-    if (ready != 6 || reply[5] != kCasioReady) return transfer_code::kNoEnd;
-    line_.Stage(CasioVerify(synth));
-    line_.AwaitOnly(CasioMessages(synth));
-    std::array<std::uint8_t, kCasioToneBytes> tone{};
-    if (line_.Receive(tone) == static_cast<int>(tone.size()) && IsTone(tone)) {
-      slot.Write(0, tone);
-      line_.Send(kCasioAccept);
-      return static_cast<int>(kCasioToneBytes);
+    if (ready == 6 ? reply[5] != kCasioReady : ready <= 0 && !line_.Refused().any) return transfer_code::kNoEnd;
+    if (ready == 6) {
+      line_.Stage(CasioVerify(synth));
+      line_.AwaitOnly(CasioMessages(synth));
+      std::array<std::uint8_t, kCasioToneBytes> tone{};
+      if (line_.Receive(tone) == static_cast<int>(tone.size()) && IsTone(tone)) {
+        slot.Write(0, tone);
+        line_.Send(kCasioAccept);
+        return static_cast<int>(kCasioToneBytes);
+      }
     }
     // The exchange ends before it is begun again.
     if (attempt < line_.ExtraAttempts()) line_.Send(kCasioAccept);
