@@ -279,7 +279,8 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
   std::vector<std::uint8_t> reply;
   // Once data flows, the instrument says it again; false when it did so too often.
   const auto repeat = [&] {
-    if ((storedBytes == 0 && !line_.Refused().any) || line_.Cancelled() || ++damaged > line_.ExtraAttempts()) return false;
+    if ((storedBytes == 0 && !line_.Refused().any) || line_.Cancelled() || ++damaged > line_.ExtraAttempts())
+      return false;
     line_.Stage(RolandSign(synth, kErr));
     return true;
   };
