@@ -63,6 +63,7 @@ bool IsSilence(int code) {
 
 void TransferRun::Receive() {
   context_.transferRunning = true;
+  context_.endSilence = transfer_->startedAtPanel_;
   engine_.services().ForgetReplies(synth_->midiInPort);
   if (PatchAddressable(*synth_) && UsesCommandSequence(*synth_)) {
     ReceiveBank();
@@ -104,6 +105,7 @@ void TransferRun::ReceiveBank() {
     const std::uint64_t asked = static_cast<std::uint64_t>(count) * synth_->voiceSize;
     synth_->fileSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(asked, kMaxFileSize));
   }
+  context_.endSilence = true;
   context_.patchByPatch = true;
   context_.patchesToDo = count;
   transfer_->patchesToDo_ = count;
@@ -216,7 +218,7 @@ bool TransferRun::ReceivePiece(int patch) {
     if (!MayAskAgain() || (!came && failed++ >= AttemptsLeft())) break;
     if (!came) ++context_.retriedPieces;
     // An instrument that has answered does not leave the user waiting for what it owes.
-    if (!context_.pieceBytes.empty()) context_.hasIoWindow = false;
+    if (!IsSilence(piece_.code) || !context_.pieceBytes.empty()) context_.hasIoWindow = false;
     engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
     if (Stopped()) break;
     std::copy(former.begin(), former.end(), window.begin());
