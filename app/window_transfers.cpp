@@ -107,6 +107,10 @@ void WindowTransfers::Show(const DeskEvent& event) {
   if (!ended) return;
   if (receiveWindow_) receiveWindow_->TransferClosed();
   if (frame_.simulation) frame_.simulation->Remember();
+  // What is missing must not pass with the status line.
+  const TransferCause cause = event.result.cause;
+  if (cause == TransferCause::kDamaged || cause == TransferCause::kIncomplete || !event.result.faults.empty())
+    frame_.prompts().Say("Get", sentence);
 }
 
 void WindowTransfers::OpenTransmitWindow() {

@@ -27,7 +27,8 @@ bool AnswerSteps::Whole(std::span<const std::uint8_t> head, std::int64_t length,
   if (!Counted()) return true;
   if (!complete || at_ >= steps_.size()) return false;
   return std::any_of(steps_[at_].begin(), steps_[at_].end(), [&](const AnswerMessage& message) {
-    return (message.length == 0 || message.length == length) && FitOf(message, head) == Fit::Yes;
+    return (message.length == 0 ? length >= message.least : message.length == length) &&
+           FitOf(message, head) == Fit::Yes;
   });
 }
 

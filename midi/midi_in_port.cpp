@@ -171,6 +171,7 @@ std::int64_t MidiInPort::ClearReceive(std::uint64_t receive, ReceiveReport* repo
   if (receive != 0 && receive != receiveNumber_) return -1;
   const std::int64_t stored = receive_.received;
   if (report) {
+    if (message_.open && message_.refused && Receiving()) Refuse(false);
     report->refused = receive_.refused;
     report->echoes = receive_.echoes;
   }

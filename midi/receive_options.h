@@ -21,11 +21,12 @@ struct AnswerMessage {
   std::vector<std::uint8_t> value{};  // how it begins, as far as `mask` says
   std::vector<std::uint8_t> mask{};   // as long as `value`
   std::uint32_t length = 0;           // from F0 to F7; 0: any
+  std::uint32_t least = 0;            // that any length has
 };
 using AnswerStep = std::vector<AnswerMessage>;  // the next message is one of these
 
 inline AnswerStep BeginsWith(std::span<const std::uint8_t> bytes) {
-  return {AnswerMessage{{bytes.begin(), bytes.end()}, std::vector<std::uint8_t>(bytes.size(), 0xFF), 0}};
+  return {AnswerMessage{{bytes.begin(), bytes.end()}, std::vector<std::uint8_t>(bytes.size(), 0xFF)}};
 }
 
 // A SysEx that was passed over because it is no answer.
@@ -34,6 +35,7 @@ struct RefusedMessage {
   std::int64_t length = 0;  // bytes that came
   int maker = -1;           // its second byte; -1: it has none
   bool ended = false;       // with F7
+  bool damaged = false;     // something that came was lost on the way in
 };
 
 // How one receive takes its bytes.

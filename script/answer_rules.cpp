@@ -36,7 +36,10 @@ void FixDevice(AnswerMessage& message, const Synth& synth, std::span<const std::
   if (place >= request.size() || place >= message.mask.size() || !OpenAt(message, place)) return;
   const bool digit = message.mask[place] == 0xF0;
   if (!digit && message.mask[place] != 0) return;
-  if (!digit && request[place] == kEverybody) return;
+  // Of 17 numbers the last means all.
+  constexpr int kAllBehindChannels = 16;
+  const bool hasAll = synth.sysExChannelMax == kAllBehindChannels;
+  if (!digit && (request[place] == kEverybody || (hasAll && request[place] == kAllBehindChannels))) return;
   Fix(message, place, request[place]);
 }
 

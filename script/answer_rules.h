@@ -39,6 +39,16 @@ struct AwaitedAnswer {
   bool numbered = false;          // it says which
 };
 
+// What a transfer knows of the requests before.
+struct AnswerHistory {
+  std::vector<std::uint8_t> answer;  // the last patch that came
+  int patch = -1;                    // and where it belongs
+  int askedPatch = -1;
+  int owed = 0;           // requests for it that nobody answered; the answers may still come
+  int owedBefore = 0;     // the same of other patches
+  bool restless = false;  // what comes late has to pass by before the next request
+};
+
 // What answers the staged request of the context and fills `size` bytes of the image (or patch) from `at` on; -1: bytes
 // that go elsewhere.  Without rules for that, any message of the maker when `byMaker`.
 AwaitedAnswer AnswerTo(const Synth& synth, const TransferContext& context, std::int64_t at, std::int64_t size,

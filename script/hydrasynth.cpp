@@ -29,6 +29,8 @@ constexpr std::uint32_t kHydraCommandDelayMs = 50;
 constexpr std::uint32_t kHydraChunkDelayMs = 20;
 constexpr std::int64_t kHydraReplyTimeoutMs = 10000;
 constexpr int kHydraTooLong = -12;
+constexpr int kHydraDamaged = -6;
+constexpr int kHydraMostPassed = 30;  // messages that are not the one that is awaited
 constexpr int kHydraEditBank = 4;
 constexpr int kHydraEditPatch = 127;
 
@@ -149,6 +151,7 @@ int ASMHydrasynthMidiIO::SendPayload(std::span<const std::uint8_t> payload) {
 int ASMHydrasynthMidiIO::ReceiveMessage(std::span<std::uint8_t> message, std::int64_t timeoutMs) {
   std::fill(message.begin(), message.end(), std::uint8_t{0});
   if (timeoutMs > 0) context_.receiveTimeoutMs = timeoutMs;
+  context_.awaited.steps = {BeginsWith(kHydraHeader)};
   const int r = services_.GetDataPort(message, synth_.midiInPort, context_);
   if (timeoutMs > 0) context_.receiveTimeoutMs = 0;
   return r;
@@ -182,21 +185,32 @@ int ASMHydrasynthMidiIO::SendCmd(int command, int reply) {
   context_.timedOut = false;
   context_.cancelledByPattern = false;
   if (reply == 0) return 0;
-  std::array<std::uint8_t, kHydraMaxMessage> message{};
-  const int r = ReceiveMessage(message, kHydraReplyTimeoutMs);
-  if (r == kReceiveNothing) {
-    Monitor("Hydrasynth: Timeout when waiting for replyCmd=%d", reply);
-    return r;
+  // Something else may come before the answer; when nothing does after it, that was a bad answer.
+  int failed = 0;
+  for (int passed = 0; passed < kHydraMostPassed; ++passed) {
+    std::array<std::uint8_t, kHydraMaxMessage> message{};
+    const int r = ReceiveMessage(message, kHydraReplyTimeoutMs);
+    if (r == kReceiveNothing && failed) break;
+    if (r == kReceiveNothing) {
+      Monitor("Hydrasynth: Timeout when waiting for replyCmd=%d", reply);
+      return r;
+    }
+    if (r < 0) {
+      Monitor("Hydrasynth: Error when waiting replyCmd=%d Error=%d", reply, r);
+      return r;
+    }
+    const auto received = std::span(message).first(std::min(static_cast<std::size_t>(r), message.size()));
+    failed = received.size() == kHydraCommandMessage ? CheckReply(received, reply)
+                                                     : TellWrongLength(received, command, reply);
+    if (failed == 0) return 0;
   }
-  if (r < 0) {
-    Monitor("Hydrasynth: Error when waiting replyCmd=%d Error=%d", reply, r);
-    return r;
-  }
-  const auto received = std::span(message).first(std::min(static_cast<std::size_t>(r), message.size()));
-  if (received.size() == kHydraCommandMessage) return CheckReply(received, reply);
+  return failed;
+}
+
+int ASMHydrasynthMidiIO::TellWrongLength(std::span<const std::uint8_t> received, int command, int reply) {
   Monitor("Hydrasynth: Sent cmd %d", command);
   Monitor("Hydrasynth: Incorrect # bytes recvd for replyCmd %d", reply);
-  Monitor("Hydrasynth:    bytes received=%d", r);
+  Monitor("Hydrasynth:    bytes received=%d", static_cast<int>(received.size()));
   std::string text = "Msg=";
   constexpr std::size_t kShownBytes = 20;
   for (const std::uint8_t byte : received.first(std::min(received.size(), kShownBytes))) {
@@ -233,21 +247,47 @@ int ASMHydrasynthMidiIO::GetData(std::span<std::uint8_t> record) {
   }
   const auto payload = std::span<const std::uint8_t>(*decoded).subspan(kHydraCheckBytes);
   if (LoadLe32(decoded->data()) != HydraCheck(payload)) {
-    Monitor("Hydrasynth: the check value of a data reply is wrong; its bytes are kept as they are");
+    Monitor("Hydrasynth: the check value of a data reply is wrong");
+    return kHydraDamaged;
   }
   const std::size_t count = std::min(decoded->size(), record.size());
   std::copy_n(decoded->begin(), count, record.begin());
   return static_cast<int>(count);
 }
 
+// Sends what chunk `index` answers: the request, or that the one before was taken.
+int ASMHydrasynthMidiIO::AskForChunk(int index, int chunks) {
+  if (index == 0) return SendCmd_2DataBytes(kHydraRequest, bank_, patch_);
+  services_.CreateDelayEvent(synth_.midiOutPort, kHydraChunkDelayMs, context_);
+  return SendCmd_2DataBytes(kHydraAcknowledge, index - 1, chunks);
+}
+
+// Decoded bytes of chunk `index` in `record`, or a negative code.  One that is lost or damaged is asked for again.
+int ASMHydrasynthMidiIO::GetChunk(int index, int chunks, std::span<std::uint8_t> record) {
+  int length = -1;
+  for (int attempt = 0; attempt <= context_.extraAttempts; ++attempt) {
+    if (AskForChunk(index, chunks) < 0) return -1;
+    for (int passed = 0; passed < kHydraMostPassed; ++passed) {
+      length = GetData(record);
+      if (length < 0 || record[6] >= index) break;  // else one before, once more
+    }
+    if (length >= 0 && record[6] == index && (index == 0 || record[7] == chunks)) return length;
+    if (length >= 0) {
+      Monitor("Hydrasynth: chunk %d of %d where %d of %d is due", record[6], record[7], index, chunks);
+      length = kHydraDamaged;
+    }
+    if (context_.cancel.Cancelled() || context_.portGone || context_.state.load() != TransferState::Running) break;
+  }
+  return length;
+}
+
 int ASMHydrasynthMidiIO::Recv() {
   if (const int failed = SendCmd(kHydraLock, kHydraLock + 1)) return failed;
-  if (SendCmd_2DataBytes(kHydraRequest, bank_, patch_) < 0) return -1;
   std::size_t stored = 0;
   int chunks = 1;
   for (int i = 0; i < chunks; ++i) {
     std::array<std::uint8_t, kHydraMaxMessage> record{};
-    const int length = GetData(record);
+    const int length = GetChunk(i, chunks, record);
     if (length < 0) return length;
     if (i == 0) chunks = std::max<int>(record[7], 1);
     const auto data =
@@ -255,10 +295,6 @@ int ASMHydrasynthMidiIO::Recv() {
     if (data.size() > buffer_.size() - stored) return kHydraTooLong;
     std::copy(data.begin(), data.end(), buffer_.begin() + static_cast<std::ptrdiff_t>(stored));
     stored += data.size();
-    if (i + 1 < chunks) {
-      services_.CreateDelayEvent(synth_.midiOutPort, kHydraChunkDelayMs, context_);
-      if (SendCmd_2DataBytes(kHydraAcknowledge, i, chunks) < 0) return -1;
-    }
   }
   const int failed = SendCmd(kHydraUnlock, kHydraUnlock + 1);
   return failed ? failed : static_cast<int>(stored);

@@ -64,6 +64,9 @@ class ASMHydrasynthMidiIO {
   int SendPayload(std::span<const std::uint8_t> payload);
   int ReceiveMessage(std::span<std::uint8_t> message, std::int64_t timeoutMs);
   int CheckReply(std::span<const std::uint8_t> message, int reply);
+  int TellWrongLength(std::span<const std::uint8_t> received, int command, int reply);
+  int AskForChunk(int index, int chunks);
+  int GetChunk(int index, int chunks, std::span<std::uint8_t> record);
   void Monitor(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
   ScriptServices& services_;

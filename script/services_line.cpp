@@ -21,7 +21,9 @@ void ServicesLine::StageBare(std::span<const std::uint8_t> bytes) {
 int ServicesLine::Receive(std::span<std::uint8_t> into) {
   const int received = services_.GetDataPort(into, inPort_, context_);
   context_.staged.reset();
-  if (received == transfer_code::kQuiet) context_.timedOut = context_.unanswered = true;
+  // What was asked for again may have come.
+  context_.timedOut = received == transfer_code::kQuiet;
+  if (context_.timedOut) context_.unanswered = true;
   return received;
 }
 

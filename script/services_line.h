@@ -22,6 +22,7 @@ class ServicesLine final : public ProtocolLine {
   void StageBare(std::span<const std::uint8_t> bytes) override;
   int Receive(std::span<std::uint8_t> into) override;
   void Await(std::vector<AnswerStep> steps) override { context_.awaited = {std::move(steps)}; }
+  void AwaitOnly(AnswerStep messages) override { context_.awaited = {{std::move(messages)}, true}; }
   void AwaitImage(const Synth& synth) override {
     context_.awaited = AnswerTo(synth, context_, 0, synth.fileSize, true);
   }

@@ -237,6 +237,7 @@ int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n)
   if (r == kReceiveNothing) {
     // Something came that was no answer, and nothing better in time.
     const RefusedMessage& refused = context.passedOver;
+    if (refused.damaged && failed(kMacroNoSysExEnd)) return kMacroNoSysExEnd;
     if (refused.any) {
       const ReplyFacts facts{refused.length, refused.maker, refused.ended};
       if (const int code = CheckReply(*s.synth, context, idCheck, facts, n, failed)) return code;

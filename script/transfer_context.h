@@ -52,6 +52,7 @@ struct TransferContext {
   std::shared_ptr<const AnswerRules> answers;
   // Taken by the next receive, as the staged request is.
   AwaitedAnswer awaited;
+  AnswerHistory history;
   bool endSilence = false;  // with a receive window: an answer that stops in the middle is not waited for without end
   // What the last receive passed over.
   RefusedMessage passedOver;
@@ -89,6 +90,7 @@ struct TransferContext {
   };
   std::optional<Acks> acksBefore;
   int retryOnTimeout = 0;
+  int attempts = 0;       // a send: how often the first piece that failed went out
   int extraAttempts = 2;  // how often a piece that did not come, was refused or came damaged is asked for again
   bool inDoubt = false;  // what comes from here on may belong to another request: nothing more of the bank is asked for
   std::vector<std::uint8_t> pieceBytes;  // everything that receives stored for the piece that is asked for

@@ -115,6 +115,7 @@ ReceiveWindowState Transfer::WindowState() const {
   state.patchesDone = context_.patchesDone;
   state.patchesToDo = patchesToDo_;
   std::lock_guard guard(mutex_);
+  state.startedAtPanel = startedAtPanel_;
   state.messages = messages_;
   return state;
 }

@@ -122,8 +122,6 @@ int TransferRun::EntryOf(int patch) const {
 void TransferRun::NoteFailure(int r) {
   if (failure_ != 0) return;
   failure_ = r;
-  result_.answered = context_.receivedBytes > 0;
-  result_.attempts = tries_;
   if (context_.patchByPatch && copy_->emptyMap) result_.patch = context_.currentPatch;
 }
 
@@ -162,6 +160,7 @@ TransferCause TransferRun::CauseOf(TransferOperation operation, int r) const {
   if (!context_.scriptStop.empty()) return TransferCause::kScriptStopped;
   if (context_.sendFailed) return TransferCause::kPortRefused;
   if (receive && result_.patchesDone > 0) return TransferCause::kIncomplete;
+  if (receive && transfer_->startedAtPanel_ && IsSilence(r)) return TransferCause::kNotStarted;
   if (receive && damaged_) return TransferCause::kDamaged;
   if (receive) return MidiErrorMsg(r).empty() ? TransferCause::kNothingReceived : TransferCause::kCode;
   if (context_.sendCause != TransferCause::kNone) return context_.sendCause;
@@ -179,6 +178,8 @@ void TransferRun::Finish() {
   }
   result_.what = transfer_->what_;
   if (synth_) result_.missing = MissingText();
+  result_.refusedPieces = context_.refusedPieces;
+  result_.retriedPieces = context_.retriedPieces;
   if (!result_.ok) result_.scriptStop = context_.scriptStop;
   result_.port = result_.operation == TransferOperation::kReceive ? transfer_->inPortName_ : transfer_->outPortName_;
   if (result_.ok) result_.patch = -1;

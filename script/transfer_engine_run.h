@@ -13,6 +13,9 @@ namespace tonalith {
 
 inline constexpr const char* kMidiIoTitle = "MIDI I/O";  // of boxes about transfers
 
+// Result codes that say that nothing more came.
+bool IsSilence(int code);
+
 // What scripts and protocols may change in the descriptor of the data they work on.
 void TakeOverDescriptor(DataFile& to, const Synth& from);
 
@@ -91,7 +94,6 @@ class TransferRun {
 
   // Of the piece that is asked for, or was asked for last.
   Attempt piece_;
-  int tries_ = 0;  // at the piece, so far
   bool keptDamaged_ = false;
   bool silent_ = false;   // the piece before was asked for in vain, and not a byte came
   bool damaged_ = false;  // the first failure was a piece that came damaged

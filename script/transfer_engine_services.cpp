@@ -131,8 +131,67 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
     options.answerRepeats = awaited.every;
   }
   if (staged && context.acceptAny != AcceptAny::Everything) options.echo = staged->bytes;
-  const std::int64_t stored = Ask(destination, port, options, staged ? &*staged : nullptr, context);
+  std::int64_t stored = 0;
+  if (staged && context.acceptAny != AcceptAny::Everything) {
+    stored = AskSurely(destination, port, options, *staged, awaited, context);
+  } else {
+    stored = Ask(destination, port, options, staged ? &*staged : nullptr, context);
+  }
+  if (stored > 0 && context.transferRunning)
+    context.pieceBytes.insert(context.pieceBytes.end(), destination.begin(), destination.begin() + stored);
   return static_cast<int>(std::min<std::int64_t>(stored, INT32_MAX));
+}
+
+// Lets what comes late pass by.
+void MidiScriptServices::Drain(int port, TransferContext& context) {
+  constexpr std::int64_t kQuietUs = 200'000;
+  constexpr std::int64_t kLongestUs = 3'000'000;
+  constexpr std::int64_t kStepMs = 10;
+  const auto open = in_.GetMidiInPort(port);
+  if (!std::exchange(context.history.restless, false) || !open) return;
+  const std::int64_t begin = clock().NowUs();
+  for (std::int64_t now = begin; now - begin < kLongestUs; now = clock().NowUs()) {
+    if (now - std::max(begin, open->LastSysExUs()) >= kQuietUs || context.cancel.Cancelled() || !open->Alive()) break;
+    clock().SleepMs(kStepMs, &context.wake);
+    if (context.wake.Cancelled()) break;
+  }
+  if (open->LastSysExUs() <= begin) return;
+  int& owed = context.history.owedBefore > 0 ? context.history.owedBefore : context.history.owed;
+  owed = std::max(owed - 1, 0);
+}
+
+// Answers that do not say which patch they are may belong to a request before.  Instruments answer in order: behind as
+// many answers as are owed the right one comes, and an answer that is the one before again is asked for once more.
+std::int64_t MidiScriptServices::AskSurely(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options,
+                                           const TransferContext::Staged& staged, const AwaitedAnswer& awaited,
+                                           TransferContext& context) {
+  AnswerHistory& history = context.history;
+  const int patch = context.currentPatch;
+  Drain(port, context);
+  if (history.askedPatch != patch) {
+    history.askedPatch = patch;
+    history.owedBefore += std::exchange(history.owed, 0);
+  }
+  int more = -1;  // times to ask again; -1: not known yet
+  for (;;) {
+    const std::int64_t stored = Ask(destination, port, options, &staged, context);
+    if (stored == kReceivedNothing && !context.passedOver.damaged) ++history.owed;
+    if (stored <= 0 || !awaited.wholePatch || awaited.numbered) return stored;
+    const auto answer = destination.first(static_cast<std::size_t>(stored));
+    if (more < 0) {
+      const bool same = std::equal(answer.begin(), answer.end(), history.answer.begin(), history.answer.end());
+      more = history.owedBefore > 0 ? history.owedBefore : same && history.patch != patch ? 1 : 0;
+      if (more > 0) history.restless = true;
+    }
+    if (more-- == 0) {
+      history.owedBefore = 0;
+      history.answer.assign(answer.begin(), answer.end());
+      history.patch = patch;
+      return stored;
+    }
+    context.receivedBytes.fetch_sub(stored);
+    if (context.cancel.Cancelled()) return kReceiveAborted;
+  }
 }
 
 // One receive, and the request that goes with it.
@@ -165,11 +224,14 @@ std::int64_t MidiScriptServices::Ask(std::span<std::uint8_t> destination, int po
     if (staged) hooks.requestWaits = [slot, until] { return slot->BegunMessages() < until->load(); };
   }
   ReceiveReport report;
-  const std::int64_t stored = in_.GetDataVector(destination, port, options, hooks, &report);
-  if (stored > 0 && context.transferRunning)
-    context.pieceBytes.insert(context.pieceBytes.end(), destination.begin(), destination.begin() + stored);
+  std::int64_t stored = in_.GetDataVector(destination, port, options, hooks, &report);
+  if (report.timedOut) context.history.restless = true;
   context.cancelledByPattern = report.cancelledByPattern;
   context.passedOver = report.refused;
+  if (report.damaged) {
+    context.passedOver.any = context.passedOver.damaged = true;
+    if (stored > 0) stored = kReceivedNothing;
+  }
   context.loops.fetch_add(report.echoes);
   if (report.portGone) context.portGone = true;
   return stored;

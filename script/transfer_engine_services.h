@@ -85,6 +85,9 @@ class MidiScriptServices : public ScriptServices {
   bool OutputGone(int port, TransferContext& context);
   void BeforeSending(int port, TransferContext& context);
   SendOptions OptionsOf(TransferContext& context);
+  void Drain(int port, TransferContext& context);
+  std::int64_t AskSurely(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options,
+                         const TransferContext::Staged& staged, const AwaitedAnswer& awaited, TransferContext& context);
   std::int64_t Ask(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options,
                    const TransferContext::Staged* staged, TransferContext& context);
 

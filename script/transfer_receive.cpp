@@ -44,11 +44,6 @@ void Stamp(DataFile& dataFile) {
   if (dataFile.xtra) dataFile.xtra->timeStamp = now;
 }
 
-bool IsSilence(int code) {
-  return code == transfer_code::kNoResponse || code == transfer_code::kTimeOut ||
-         code == transfer_code::kStillNoResponse || code == transfer_code::kQuiet;
-}
-
 bool IsRefusal(int code) {
   return code <= transfer_code::kUnexpectedAck && code >= transfer_code::kUnknownError;
 }
@@ -61,8 +56,14 @@ bool IsFinal(int code) {
 
 }  // namespace
 
+bool IsSilence(int code) {
+  return code == transfer_code::kNoResponse || code == transfer_code::kTimeOut ||
+         code == transfer_code::kStillNoResponse || code == transfer_code::kQuiet;
+}
+
 void TransferRun::Receive() {
   context_.transferRunning = true;
+  context_.endSilence = transfer_->startedAtPanel_;
   engine_.services().ForgetReplies(synth_->midiInPort);
   if (PatchAddressable(*synth_) && UsesCommandSequence(*synth_)) {
     ReceiveBank();
@@ -104,6 +105,7 @@ void TransferRun::ReceiveBank() {
     const std::uint64_t asked = static_cast<std::uint64_t>(count) * synth_->voiceSize;
     synth_->fileSize = static_cast<std::uint32_t>(std::min<std::uint64_t>(asked, kMaxFileSize));
   }
+  context_.endSilence = true;
   context_.patchByPatch = true;
   context_.patchesToDo = count;
   transfer_->patchesToDo_ = count;
@@ -194,14 +196,17 @@ bool TransferRun::ReceivePiece(int patch) {
   Attempt answered;  // the last that was, with what it left
   Bytes left;
   keptDamaged_ = false;
-  tries_ = 0;
+  int attempts = 0;
+  bool heard = false;
   for (int failed = 0;;) {
-    ++tries_;
     piece_ = TryPiece(patch, window);
+    ++attempts;
+    heard = heard || context_.receivedBytes > 0 || !context_.pieceBytes.empty();
     if (!IsSilence(piece_.code)) {
       answered = piece_;
       left.assign(window.begin(), window.begin() + piece_.size);
     }
+    if (IsRefusal(piece_.code)) ++context_.refusedPieces;
     const bool came = piece_.code > 0;
     if (came) {
       silent_ = false;
@@ -211,9 +216,9 @@ bool TransferRun::ReceivePiece(int patch) {
       if (TakeAgreed(readings, patch, window) || readings.size() == kMostReadings) break;
     }
     if (!MayAskAgain() || (!came && failed++ >= AttemptsLeft())) break;
-    if (!came) ++result_.retriedPieces;
-    // Where anything was heard the user is not left waiting for what the instrument owes.
-    if (!context_.pieceBytes.empty() || context_.passedOver.any) context_.hasIoWindow = false;
+    if (!came) ++context_.retriedPieces;
+    // An instrument that has answered does not leave the user waiting for what it owes.
+    if (!IsSilence(piece_.code) || !context_.pieceBytes.empty()) context_.hasIoWindow = false;
     engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
     if (Stopped()) break;
     std::copy(former.begin(), former.end(), window.begin());
@@ -225,6 +230,10 @@ bool TransferRun::ReceivePiece(int patch) {
   } else if (IsSilence(piece_.code) && answered.code < 0) {
     piece_ = answered;
     std::copy(left.begin(), left.end(), window.begin());
+  }
+  if (failure_ == 0) {
+    result_.attempts = attempts;
+    result_.answered = heard;
   }
   return EndPiece(patch, former, window);
 }
@@ -260,7 +269,6 @@ bool TransferRun::EndPiece(int patch, const Bytes& former, std::span<std::uint8_
   std::copy(former.begin(), former.end(), window.begin());
   silent_ = IsSilence(piece_.code) && context_.receivedBytes == 0;
   if (failure_ == 0) damaged_ = damaged;
-  if (IsRefusal(piece_.code)) ++result_.refusedPieces;
   ReportError(TransferOperation::kReceive, piece_.code);
   NoteFailure(piece_.code);
   return false;

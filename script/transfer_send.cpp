@@ -29,6 +29,9 @@ void TransferRun::Transmit() {
   const bool failed = missingScript_ || context_.sendFailed || Stopped() ||
                       (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);
   result_.ok = !failed;
+  result_.attempts = context_.attempts;
+  result_.patchesToDo = context_.patchesToDo;
+  result_.patchesDone = context_.patchesDone;
   failure_ = failed ? std::min(result_.result, 0) : 0;
   if (failed && !context_.notTaken.empty()) result_.patch = context_.notTaken.front().first;
   for (const auto& [patch, code] : context_.notTaken) result_.faults.push_back({patch, code});
@@ -182,6 +185,7 @@ int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::
     if (attempt < context.extraAttempts) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
     if (SendEnded(context)) return result;
     if (attempt >= context.extraAttempts) {
+      if (context.attempts == 0) context.attempts = attempt + 1;
       if (context.refused) ++context.refusedPieces;
       if (context.sendCause == TransferCause::kNone)
         context.sendCause = context.refused ? TransferCause::kNotTaken : TransferCause::kNoAnswer;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "script/started_at_panel.h"
+
 namespace tonalith {
 
 namespace {
@@ -20,6 +22,7 @@ ReceiveWindowView MakeReceiveView(const ReceiveWindowState& state) {
   view.outPort = "MIDI OUT Port: " + state.outPort;
   view.channel = "SysEx Channel: " + std::to_string(state.sysExChannel + (state.zeroBased ? 0 : 1));
   view.bytes = state.received > 0 ? "Bytes Received: " + std::to_string(state.received) : kWaitingToReceive;
+  if (state.startedAtPanel && state.received == 0) view.hint = kStartTheDump;
   if (state.patchesToDo > 0) {
     // The expected size covers all patches that are asked for; those that are done count whole.
     const std::int64_t patch = std::max<std::int64_t>(1, state.expected / state.patchesToDo);

@@ -34,6 +34,7 @@ struct ReceiveWindowState {
   int loops = 0;
   int patchesDone = 0;
   int patchesToDo = 0;  // 0: the whole image at once
+  bool startedAtPanel = false;  // the instrument is not asked
   std::vector<std::string> messages;
 };
 
@@ -43,6 +44,7 @@ struct ReceiveWindowView {
   std::string outPort;     // "MIDI OUT Port: %s"
   std::string channel;     // "SysEx Channel: %d"
   std::string bytes;       // "Bytes Received: %d" or "Waiting to Receive SysEx"
+  std::string hint;        // what the user has to do, while nothing came; else empty
   int percent = 0;         // 0 to 100
   std::string messages;    // the message area, head included
   std::string loopCounts;  // empty unless there may be a MIDI loop

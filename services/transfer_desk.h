@@ -42,7 +42,7 @@ struct DeskResult {
   int patchesToDo = 0;   // 0: the whole image at once
   bool changed = false;  // the DataFile holds something new
   int step = 0;          // of a sequence: the last that was begun
-  // Of all steps: pieces (patches or images) that the instrument refused, and how often one was tried again.
+  // Of all steps: answers of the instrument that were no; pieces (patches or images) asked for, or sent, again.
   int refusedPieces = 0;
   int retriedPieces = 0;
   std::vector<PatchFault> faults{};  // a Get: what of a bank did not come

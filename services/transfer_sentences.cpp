@@ -91,6 +91,8 @@ constexpr Row kRows[] = {
      "The {what} cannot be received: No Command Sequence to Receive Data."},
     {Kind::kGet, Cause::kScriptStopped, When::kAlways, "The script that receives the {what}{entry} was {detail}."},
     {Kind::kGet, Cause::kNothingReceived, When::kAlways, kSilent},
+    {Kind::kGet, Cause::kNotStarted, When::kAlways,
+     "No {what} came.  The dump has to be started on the instrument while it is waited for."},
     {Kind::kGet, Cause::kDamaged, When::kAlways,
      "The {what}{entry} was not received: what came was damaged on the way{tried}."},
     {Kind::kGet, Cause::kIncomplete, When::kAlways, "{done} of {todo} patches of {what} were received."},

@@ -37,6 +37,8 @@ ReceivePane::ReceivePane(std::shared_ptr<Transfer> transfer, QWidget* parent)
   outPort_ = AddLine(column, this);
   channel_ = AddLine(column, this);
   bytes_ = AddLine(column, this);
+  hint_ = AddLine(column, this);
+  hint_->setFont(bold);
   progress_ = new QProgressBar(this);
   progress_->setRange(0, 100);
   column->addWidget(progress_);
@@ -61,6 +63,8 @@ void ReceivePane::Refresh() {
   outPort_->setText(ShownUtf8(view.outPort));
   channel_->setText(ShownLatin1(view.channel));
   bytes_->setText(ShownLatin1(view.bytes));
+  hint_->setVisible(!view.hint.empty());
+  if (!view.hint.empty()) hint_->setText(ShownLatin1(view.hint));
   progress_->setValue(view.percent);
   const QString text = ShownText(FromLatin1(view.messages));
   if (text != shownMessages_) {

@@ -35,6 +35,7 @@ class ReceivePane final : public QWidget {
   PlainLabel* outPort_;
   PlainLabel* channel_;
   PlainLabel* bytes_;
+  PlainLabel* hint_;
   QProgressBar* progress_;
   QPlainTextEdit* messages_;
   PlainLabel* loop_;

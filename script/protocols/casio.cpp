@@ -17,6 +17,20 @@ constexpr std::uint8_t kCasioReady = 0x30;
 constexpr std::uint8_t kCasioMore = 0x32;
 constexpr std::array<std::uint8_t, 1> kCasioAccept{0xF7};
 
+// How its messages begin: F0, maker, two zeros, channel.
+AnswerStep CasioMessages(const Synth& synth) {
+  std::array<std::uint8_t, 5> head{};
+  std::copy_n(synth.dumpRequest, 4, head.begin());
+  head[4] = static_cast<std::uint8_t>(0x70 + synth.sysExChannel);
+  return BeginsWith(head);
+}
+
+// A tone is nibbles and the F7.
+bool IsTone(std::span<const std::uint8_t> tone) {
+  const auto nibble = [](std::uint8_t byte) { return byte < 0x10; };
+  return tone.back() == 0xF7 && std::all_of(tone.begin(), tone.end() - 1, nibble);
+}
+
 std::array<std::uint8_t, 2> CasioVerify(const Synth& synth) {
   return {static_cast<std::uint8_t>(0x70 + synth.sysExChannel), 0x31};
 }
@@ -36,6 +50,7 @@ int BuiltInProtocols::CasioRequest(const Synth& synth, std::uint8_t command, std
   request[5] = command;
   request[6] = patch;
   line_.Stage(request);
+  line_.AwaitOnly(CasioMessages(synth));
   return line_.Receive(reply);
 }
 
@@ -53,16 +68,24 @@ int BuiltInProtocols::MidiReceiveCasio(const Synth& synth, ByteWindow buffer) {
 }
 
 int BuiltInProtocols::MidiReceiveCasioPatch(const Synth& synth, ByteWindow slot, std::uint16_t patch) {
-  std::array<std::uint8_t, 6> reply{};
-  if (CasioRequest(synth, 0x10, static_cast<std::uint8_t>(patch), reply) != 6 || reply[5] != kCasioReady) {
-    return transfer_code::kNoEnd;
+  for (int attempt = 0; attempt <= line_.ExtraAttempts() && !line_.Cancelled(); ++attempt) {
+    std::array<std::uint8_t, 6> reply{};
+    const int ready = CasioRequest(synth, 0x10, static_cast<std::uint8_t>(patch), reply);
+    if (ready == 6 ? reply[5] != kCasioReady : ready <= 0 && !line_.Refused().any) return transfer_code::kNoEnd;
+    if (ready == 6) {
+      line_.Stage(CasioVerify(synth));
+      line_.AwaitOnly(CasioMessages(synth));
+      std::array<std::uint8_t, kCasioToneBytes> tone{};
+      if (line_.Receive(tone) == static_cast<int>(tone.size()) && IsTone(tone)) {
+        slot.Write(0, tone);
+        line_.Send(kCasioAccept);
+        return static_cast<int>(kCasioToneBytes);
+      }
+    }
+    // The exchange ends before it is begun again.
+    if (attempt < line_.ExtraAttempts()) line_.Send(kCasioAccept);
   }
-  line_.Stage(CasioVerify(synth));
-  std::array<std::uint8_t, kCasioToneBytes> tone{};
-  if (line_.Receive(tone) != static_cast<int>(tone.size()) || tone.back() != 0xF7) return transfer_code::kNoEnd;
-  slot.Write(0, tone);
-  line_.Send(kCasioAccept);
-  return static_cast<int>(kCasioToneBytes);
+  return line_.Cancelled() ? transfer_code::kNoResponse : transfer_code::kNoEnd;
 }
 
 int BuiltInProtocols::MidiReceiveCasioSequence(const Synth& synth, ByteWindow buffer) {
@@ -72,6 +95,7 @@ int BuiltInProtocols::MidiReceiveCasioSequence(const Synth& synth, ByteWindow bu
   for (int block = 0; block < kCasioBlocks; ++block) {
     std::array<std::uint8_t, kCasioSlot> bytes{};
     line_.Stage(CasioVerify(synth));
+    line_.AwaitOnly(CasioMessages(synth));
     const int r = line_.Receive(bytes);
     if (r <= 0) return transfer_code::kNoEnd;
     const std::uint8_t last = bytes[static_cast<std::size_t>(r) - 1];

@@ -117,6 +117,7 @@ int BuiltInProtocols::YamahaMidiReceive(const Synth& synth, ByteWindow buffer) {
   // Something came that was no answer, and nothing better in time.
   const RefusedMessage refused = line_.Refused();
   if (!refused.any) return transfer_code::kTimeOut;
+  if (refused.damaged) return transfer_code::kNoEnd;
   const int code = CheckedAnswer(synth, refused.length, refused.ended, refused.maker);
   return code < 0 ? code : transfer_code::kTimeOut;
 }

@@ -51,6 +51,8 @@ class ProtocolLine {
   // The next Receive takes these messages in their order for the answer, or any when there are none; others are passed
   // over while the time runs.
   virtual void Await(std::vector<AnswerStep> steps) { (void)steps; }
+  // The next Receive passes messages over that do not begin so; what goes on inside a message is taken.
+  virtual void AwaitOnly(AnswerStep messages) { (void)messages; }
   // The same for the answer that fills the image of a data type, after its request was staged.
   virtual void AwaitImage(const Synth& synth) { (void)synth; }
   // What the last Receive passed over.

@@ -112,6 +112,7 @@ bool SumIsRight(std::span<const std::uint8_t> message) {
 // The code of a receive that gave nothing: that of the message which was no answer, if there was one.
 int WithoutAnswer(int result, const RefusedMessage& refused) {
   if (result != transfer_code::kQuiet || !refused.any) return transfer_code::kNoResponse;
+  if (refused.damaged) return transfer_code::kWrongCount;
   if (refused.maker != kRolandId) return transfer_code::kWrongCompany;
   return refused.ended ? transfer_code::kNoResponse : transfer_code::kWrongCount;
 }
@@ -230,7 +231,7 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
     const int command = AwaitRolandData(DataFrom(synth, place, offset), reply, expected, start);
     if (command < 0) {
       // A piece that is lost or damaged is asked for again; nobody there at all is not.
-      const bool lost = command == transfer_code::kNoResponse && offset > 0;
+      const bool lost = command == transfer_code::kNoResponse && (offset > 0 || line_.Refused().any);
       const bool isDamaged = command == transfer_code::kNoEnd || command == transfer_code::kWrongCount;
       if (!(lost || isDamaged) || line_.Cancelled() || ++damaged > line_.ExtraAttempts()) return command;
       line_.Delay(synth.dumpRequest[16] * 10u + 60u);
@@ -278,7 +279,8 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
   std::vector<std::uint8_t> reply;
   // Once data flows, the instrument says it again; false when it did so too often.
   const auto repeat = [&] {
-    if (storedBytes == 0 || line_.Cancelled() || ++damaged > line_.ExtraAttempts()) return false;
+    if ((storedBytes == 0 && !line_.Refused().any) || line_.Cancelled() || ++damaged > line_.ExtraAttempts())
+      return false;
     line_.Stage(RolandSign(synth, kErr));
     return true;
   };

@@ -149,7 +149,7 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   Fails({"receive", "dx7", "voice bank", out, "--virtual", Path("nothing.syx")}, "nothing.syx");
   Fails({"receive", "d-50", "patch bank", out, "--virtual", "factory", "--fault",
          "corrupt-byte:reply=0,value=1,times=9999"},
-        "came damaged");
+        "damaged on the way");
   CancelToken interrupt;
   interrupt.Cancel();
   const CliOutput cancelled = home_.Run({"receive", "jv", "bank", out, "--virtual", "factory"}, {}, interrupt);
@@ -162,7 +162,7 @@ TEST_F(TransferCommands, InstrumentThatRefusesMakesSendFail) {
   const std::string raw = Path("refused.syx");
   Ok({"receive", "dx7", "voice bank", raw, "--virtual", "factory"});
   Fails({"send", raw, "--virtual", "factory", "--fault", "corrupt-byte:direction=in,at=100,value=1"}, "CHECKSUM ERROR");
-  Fails({"send", raw, "--virtual", "factory", "--fault", "port-vanishes:at=2000"}, "lost");
+  Fails({"send", raw, "--virtual", "factory", "--fault", "port-vanishes:at=2000"}, "no longer available");
   Fails({"send", Path("refused.syx"), "--type", "Voice", "--virtual", "factory"}, "no data of type");
 }
 

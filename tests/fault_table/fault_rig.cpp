@@ -12,6 +12,7 @@ namespace tonalith::fault_table {
 namespace {
 
 constexpr std::int64_t kLongestMs = 36'000'000;  // of one transfer, in virtual time
+constexpr std::int64_t kLatestMs = 60'000;       // all late answers have come
 constexpr std::int64_t kRestMs = 3000;           // an instrument works on what it was sent
 
 // The program whose settings and folders every rig shares.
@@ -85,17 +86,13 @@ FaultRig::FaultRig(const std::string& simulated)
   program_ = TheProgram().MakeMidi(clock_, dispatcher_);
   program_->midi().AddBackend(backend_);
   program_->midi().Start();
-  OpenPorts();
+  program_->midi().MidiPortInOpenPorts();
+  program_->midi().MidiPortOutOpenPorts();
 }
 
 FaultRig::~FaultRig() {
   program_.reset();
   studio_.reset();
-}
-
-void FaultRig::OpenPorts() {
-  program_->midi().MidiPortInOpenPorts();
-  program_->midi().MidiPortOutOpenPorts();
 }
 
 void FaultRig::SetFaults(const std::string& plan) {
@@ -106,7 +103,9 @@ void FaultRig::SetFaults(const std::string& plan) {
 }
 
 DeskResult FaultRig::Run(DeskStep::Kind kind, DataFile& data, const std::vector<std::uint8_t>& patches) {
-  data.synth->midiInPort = data.synth->midiOutPort = 0;
+  const std::string port = studio_->PortName(0);
+  data.synth->midiInPort = static_cast<std::uint8_t>(program_->midi().in().FindPort(port));
+  data.synth->midiOutPort = static_cast<std::uint8_t>(program_->midi().out().FindPort(port));
   DeskRequest request = DeskRequest::Of(kind, &data);
   request.showWindow = 0;
   request.steps.front().patches = patches;
@@ -117,9 +116,11 @@ DeskResult FaultRig::Run(DeskStep::Kind kind, DataFile& data, const std::vector<
   return job->result();
 }
 
-void FaultRig::PlugInAgain() {
+void FaultRig::Recover() {
+  SetFaults({});
   studio_->PlugIn(0);
-  OpenPorts();
+  program_->UpdateMidiPorts();
+  dispatcher_.RunUntil([] { return false; }, clock_.NowUs() + kLatestMs * 1000);
 }
 
 Bytes FaultRig::PanelDump(const std::string& messages) {

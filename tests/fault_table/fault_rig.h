@@ -44,7 +44,8 @@ class FaultRig {
   // when it returns.
   DeskResult Run(DeskStep::Kind kind, DataFile& data, const std::vector<std::uint8_t>& patches);
   bool hung() const { return hung_; }
-  void PlugInAgain();
+  // No faults any more, the cable is plugged in, and what was late has come.
+  void Recover();
 
   // What the instrument says when a dump is started at its panel: "KEY", "KEY[1..4]" ...
   Bytes PanelDump(const std::string& messages);
@@ -55,8 +56,6 @@ class FaultRig {
   std::int64_t Carried();  // bytes, both ways
 
  private:
-  void OpenPorts();
-
   VirtualClock clock_;
   ClockThread here_;
   Dispatcher dispatcher_;

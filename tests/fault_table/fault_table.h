@@ -26,6 +26,8 @@ class TypeTable {
   std::string Prepare();
   std::vector<std::string> FaultsOf(bool send) const;
   TableRow Run(const std::string& fault, bool send);
+  // The same with any plan, and a sound Get behind it.  `wrong` says what must not be after any faults.
+  TableRow RunSchedule(const std::string& plan, bool send);
   // "yamaha-dx7 | Voice | get | no-reply:reply=1"
   std::string LineOf(const std::string& fault, bool send) const;
   const TableType& type() const { return type_; }
@@ -36,8 +38,11 @@ class TypeTable {
     int heard = 0, said = 0;
     std::int64_t carried = 0;
   };
+  TableRow RunOn(FaultRig& rig, const std::string& plan, bool send) const;
+  // Whether wrong data can look right after these faults.
+  bool MayDeceive(const std::string& plan) const;
   DataFilePtr Data(const Bytes& body) const;
-  Measure Measured(FaultRig& rig, DeskStep::Kind kind, DataFile& data, DeskResult* result);
+  Measure Measured(FaultRig& rig, DeskStep::Kind kind, DataFile& data, DeskResult* result) const;
   std::string WrongOf(const TableRow& row) const;
   std::string LieOf(const TableRow& row) const;
 

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <fstream>
 #include <map>
+#include <random>
 #include <set>
 
 #include "platform/text.h"
@@ -12,6 +13,7 @@
 //   test_fault_table --rows [PART...]     prints the rows whose line holds every PART
 //   test_fault_table --wrong [PART...]    only those that are not as they should be
 //   test_fault_table --note-failures      writes known_failures.txt anew
+//   test_fault_table --schedules [COUNT [SEED]]  random faults; prints what must not be after any
 
 namespace tonalith::fault_table {
 
@@ -94,6 +96,56 @@ int NoteFailures() {
   return file.flush() ? 0 : 1;
 }
 
+// One to four faults anywhere in the exchange; at most one of them changes a byte (two may cancel each other out).
+std::string RandomPlan(std::mt19937& random) {
+  const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
+  const auto names = FaultPlan::Names();
+  std::string plan;
+  bool changes = false;
+  for (int left = 1 + below(4); left > 0; --left) {
+    const std::string name(names[static_cast<std::size_t>(below(static_cast<int>(names.size())))]);
+    if (name == "corrupt-byte" && std::exchange(changes, true)) continue;
+    plan += (plan.empty() ? "" : ";") + name + ":reply=" + std::to_string(below(12)) +
+            ",times=" + std::to_string(1 + below(4)) + ",delay=" + std::to_string(below(12'000));
+    if (below(2)) plan += ",at=" + std::to_string(name == "port-vanishes" ? below(3000) : below(200));
+    if (name == "corrupt-byte" && below(2)) plan += ",value=" + std::to_string(below(128));
+    if (below(4) == 0) plan += ",direction=in";
+  }
+  return plan;
+}
+
+// Nothing that happens on a cable makes the program take wrong data for right, hang, or leave an instrument unusable.
+int RunSchedules(int count, unsigned seed, bool print) {
+  std::mt19937 random(seed);
+  std::vector<TypeTable> tables;
+  for (const TableType& type : TableTypes()) {
+    if (type.isVariant) continue;
+    EXPECT_EQ(tables.emplace_back(type).Prepare(), "") << type.Name();
+  }
+  int wrong = 0;
+  for (int i = 0; i < count; ++i) {
+    TypeTable& table = tables[random() % tables.size()];
+    const bool send = !table.type().panel.empty() || (table.type().sends && random() % 2);
+    const std::string plan = RandomPlan(random);
+    const TableRow row = table.RunSchedule(plan, send);
+    if (row.wrong.empty()) continue;
+    ++wrong;
+    const std::string line = table.LineOf(plan, send) + " | " + row.wrong + " | " + row.result.sentence;
+    if (print)
+      std::printf("%s\n", line.c_str());
+    else
+      ADD_FAILURE() << line;
+  }
+  if (print)
+    std::printf("%d schedules, %d of them wrong, %.1f s\n", count, wrong,
+                static_cast<double>(std::clock()) / CLOCKS_PER_SEC);
+  return wrong ? 1 : 0;
+}
+
+TEST(RandomFaults, AcceptNothingWrongAndLeaveEverythingUsable) {
+  RunSchedules(300, 9, false);
+}
+
 struct FaultTable : ::testing::TestWithParam<std::string> {};
 
 TEST_P(FaultTable, EveryRowIsTrue) {
@@ -128,5 +180,8 @@ int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
   if (words.empty()) return RUN_ALL_TESTS();
   if (words[0] == "--note-failures") return NoteFailures();
+  if (words[0] == "--schedules")
+    return RunSchedules(words.size() > 1 ? std::stoi(words[1]) : 10'000,
+                        words.size() > 2 ? static_cast<unsigned>(std::stoul(words[2])) : 1, true);
   return PrintRows({words.begin() + 1, words.end()}, words[0] != "--rows");
 }

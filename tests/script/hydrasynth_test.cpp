@@ -1,6 +1,7 @@
 #include "script/hydrasynth.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
 
 #include "data/checksums.h"
 #include "macro_test_support.h"
@@ -114,7 +115,14 @@ TEST(Hydrasynth, Failures) {
       {"no data reply", {lock, HydraMessage({21, 0, 0, 1, 5, 5})}, 99, 0, "Hydrasynth: GetData error buf[4] != 22"},
       {"too long", {lock, Chunk(0, 1, 128)}, 99, -12, nullptr},
       {"no last answer", {lock, Chunk(0, 1, 8)}, 99, -19, "Hydrasynth: Timeout when waiting for replyCmd=27"},
-      {"wrong check value is only told", {lock, wrongCheck, HydraMessage({27, 0})}, 99, 8, nullptr},
+      {"wrong check value, asked again", {lock, wrongCheck, Chunk(0, 1, 8), HydraMessage({27, 0})}, 99, 8, nullptr},
+      {"wrong check value again and again", {lock, wrongCheck, wrongCheck, wrongCheck}, 99, -6, nullptr},
+      {"one chunk twice, another early",
+       {lock, Chunk(0, 3, 8), Chunk(0, 3, 8), Chunk(2, 3, 4), Chunk(1, 3, 8), Chunk(2, 3, 4), HydraMessage({27, 0})},
+       99,
+       20,
+       nullptr},
+      {"strangers between", {lock, lock, Chunk(0, 1, 8), lock, HydraMessage({27, 0})}, 99, 8, nullptr},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -124,8 +132,8 @@ TEST(Hydrasynth, Failures) {
     run.services.replies.assign(c.replies.begin(), c.replies.end());
     EXPECT_EQ(run.Text("ASMHydrasynthRecv 0 0 ]"), c.result);
     if (c.monitor) {
-      ASSERT_FALSE(run.services.monitor.empty());
-      EXPECT_EQ(run.services.monitor.back(), c.monitor);
+      const auto& lines = run.services.monitor;
+      EXPECT_NE(std::find(lines.begin(), lines.end(), c.monitor), lines.end());
     }
   }
 }

@@ -275,6 +275,12 @@ TEST_F(ProgramTest, WhatScriptsChangeIsToldAndPutBack) {
   EXPECT_EQ(program.scripts().ScriptLimitMs(), 5000);
   settings.MainScriptSeconds(2);
   EXPECT_EQ(program.scripts().ScriptLimitMs(), 2000);
+  // A Get asks again as often, and reads twice when they say so.
+  EXPECT_EQ(program.scripts().ExtraAttempts(), 2);
+  settings.MainExtraAttempts(0);
+  EXPECT_EQ(program.scripts().ExtraAttempts(), 0);
+  settings.MainReadTwice(1);
+  EXPECT_TRUE(program.scripts().ReadTwice());
 }
 
 TEST_F(ProgramTest, ScriptsSeeSettingsMacrosAndTheDiskFile) {

@@ -253,6 +253,8 @@ TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
       {"MainIncludeRealTimeEvents", "services/program_test.cpp"},
       {"MainPchPopupSelect", "services/program_test.cpp"},
       {"MainScriptSeconds", "services/program_test.cpp"},
+      {"MainExtraAttempts", "services/program_test.cpp"},
+      {"MainReadTwice", "services/program_test.cpp"},
       {"MainDelay", "services/program_test.cpp"},
       {"MainDelayMidi", "services/program_test.cpp"},
       {"MainMidiSlow", "services/program_test.cpp"},
