@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "data/event.h"
@@ -89,7 +90,10 @@ struct TransferContext {
   };
   std::optional<Acks> acksBefore;
   int retryOnTimeout = 0;
+  int attempts = 0;       // a send: how often the first piece that failed went out
   int extraAttempts = 2;  // how often a piece that did not come, was refused or came damaged is asked for again
+  bool inDoubt = false;  // what comes from here on may belong to another request: nothing more of the bank is asked for
+  std::vector<std::uint8_t> pieceBytes;  // everything that receives stored for the piece that is asked for
   bool receivedSomething = false;
   bool quiet = false;        // no windows, no messages
   bool hasIoWindow = false;  // a receive window shows this transfer
@@ -104,9 +108,8 @@ struct TransferContext {
   bool lastPatch = false;
   bool stopBankLoop = false;
   TransferCause sendCause = TransferCause::kNone;  // of the first piece that was not taken
-  std::vector<int> notTaken;                       // patches of a transmission that failed or were not begun, in order
-
-  // What became of the last script when it was ended before its own end (ScriptStopText); empty: it ran to its end.
+  // Patches of a transmission that failed, with the code, or were not begun (0), in order.
+  std::vector<std::pair<int, int>> notTaken;
   std::string scriptStop;
 
   // Called on the transfer's thread after every patch of a transmission; may be empty.

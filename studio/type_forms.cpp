@@ -16,11 +16,37 @@ std::uint32_t LengthOfFirst(const RecognizeRule& rule) {
   return rule.byAddress() ? 0 : rule.messages.front().length;
 }
 
+std::vector<RecognizeRule> FormsOf(const ZKDrvList& driver, const IniFile& ini, std::vector<std::string>* problems) {
+  const Synth& synth = *driver.synth();
+  std::vector<RecognizeRule> forms;
+  bool hasRules = false;
+  for (int form = 0; form < kMostForms; ++form) {
+    const std::string section =
+        form == 0 ? Printf("Recognize %d", synth.driverId) : Printf("Recognize %d.%d", synth.driverId, form);
+    const auto entries = ini.Entries(section);
+    if (entries.empty()) break;
+    hasRules = true;
+    RecognizeRule rule;
+    const Result result = ParseRecognizeRule(entries, synth, &rule);
+    if (result.ok())
+      forms.push_back(std::move(rule));
+    else if (problems)
+      problems->push_back(driver.moduleFile + ": [" + section + "]: " + result.text);
+  }
+  if (!hasRules) forms = FormsOfAnswer(synth, BodySpan(*driver.dataFile));
+  return forms;
+}
+
 bool SamePattern(const BytePattern& a, const BytePattern& b) {
   return a.value == b.value && a.mask == b.mask;
 }
 
 }  // namespace
+
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, std::vector<std::string>* problems) {
+  if (!driver.synth() || !driver.instrument) return {};
+  return FormsOf(driver, IniFile(driver.instrument->GetIniPath().string()), problems);
+}
 
 void TypeTable::Load(const ZKStudioDoc& studio) {
   for (const auto& instrument : studio.instruments()) {
@@ -30,7 +56,10 @@ void TypeTable::Load(const ZKStudioDoc& studio) {
     if (auto coding = ReadCodedMessages(ini, &problem)) codings_.emplace_back(instrument->name, std::move(*coding));
     if (!problem.empty()) problems_.push_back(instrument->moduleFile + ": [Coded Messages]: " + problem);
     for (const auto& driver : instrument->drivers)
-      if (driver->synth()) LoadDriver(driver.get(), ini);
+      if (driver->synth()) {
+        types_.push_back({driver.get(), FormsOf(*driver, ini, &problems_)});
+        AddToIndex();
+      }
   }
   for (MakerForms& maker : makers_) IndexLengths(&maker);
 }
@@ -44,33 +73,6 @@ void TypeTable::LoadOthers(const ZKDrvList& instrument, const IniFile& ini) {
     else
       problems_.push_back(instrument.moduleFile + ": [Other Messages]: " + error);
   }
-}
-
-std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
-                                         std::vector<std::string>* problems) {
-  const Synth& synth = *driver.synth();
-  std::vector<RecognizeRule> forms;
-  bool hasRules = false;
-  for (int form = 0; form < kMostForms; ++form) {
-    const std::string section =
-        form == 0 ? Printf("Recognize %d", synth.driverId) : Printf("Recognize %d.%d", synth.driverId, form);
-    const auto entries = ini.Entries(section);
-    if (entries.empty()) break;
-    hasRules = true;
-    RecognizeRule rule;
-    const Result result = ParseRecognizeRule(entries, synth, &rule);
-    if (result.ok()) {
-      forms.push_back(std::move(rule));
-    } else if (problems) {
-      problems->push_back(driver.moduleFile + ": [" + section + "]: " + result.text);
-    }
-  }
-  return hasRules ? forms : FormsOfAnswer(synth, BodySpan(*driver.dataFile));
-}
-
-void TypeTable::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
-  types_.push_back({driver, FormsOfDriver(*driver, ini, &problems_)});
-  AddToIndex();
 }
 
 // The type that was added last.

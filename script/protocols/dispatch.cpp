@@ -21,6 +21,11 @@ int CheckedAnswer(const Synth& synth, std::int64_t size, bool ended, int maker) 
 
 constexpr const char* kTransmissionError = "** TRANSMISSION ERROR **";
 
+// Data that is asked for by its address.
+bool IsRolandRequest(const Synth& synth) {
+  return synth.manufacturerId == kRolandId && (synth.rolandSize[0] || synth.rolandSize[1] || synth.rolandSize[2]);
+}
+
 }  // namespace
 
 int BuiltInProtocols::MidiIO(TransferOperation operation, ByteWindow buffer, Synth& synth) {
@@ -36,9 +41,12 @@ int BuiltInProtocols::MidiIO(TransferOperation operation, ByteWindow buffer, Syn
     line_.AllPortReceiving(AcceptAny::SysExOnly);
     return received;
   }
-  const bool hasRolandSize = synth.rolandSize[0] || synth.rolandSize[1] || synth.rolandSize[2];
-  if (synth.manufacturerId == kRolandId && hasRolandSize) return RolandMidiReceive(synth, buffer);
+  if (IsRolandRequest(synth)) return RolandMidiReceive(synth, buffer);
   return YamahaMidiReceive(synth, buffer);
+}
+
+bool BuiltInProtocols::Asks(const Synth& synth) {
+  return synth.protocolLetter == 'H' || IsRolandRequest(synth) || synth.dumpRequestSize > 0;
 }
 
 int BuiltInProtocols::MidiSend(const Synth& synth, ByteWindow buffer) {
