@@ -46,6 +46,7 @@ struct AnswerHistory {
   int askedPatch = -1;
   int owed = 0;           // requests for it that nobody answered; the answers may still come
   int owedBefore = 0;     // the same of other patches
+  bool heard = false;     // something came after a request
   bool restless = false;  // what comes late has to pass by before the next request
 };
 

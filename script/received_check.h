@@ -10,6 +10,7 @@
 
 #include "data/checksums.h"
 #include "data/data_records.h"
+#include "script/answer_rules.h"
 
 namespace tonalith {
 
@@ -23,6 +24,8 @@ class ReceivedCheck {
   // The checksums of messages that are not kept with the data.  `came`: all messages of the piece, one behind the
   // other; of messages for one place the last one counts.
   virtual ChecksumVerdict MessageSums(std::span<const std::uint8_t> came) const;
+  // How its data comes; null: nobody knows.
+  virtual std::shared_ptr<const AnswerRules> Answers() const { return nullptr; }
 };
 // Null: the descriptor's own.
 using ReceivedCheckOf = std::function<std::shared_ptr<const ReceivedCheck>(const DataFile&)>;

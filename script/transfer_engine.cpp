@@ -213,6 +213,7 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
   if (request.operation == TransferOperation::kReceive) {
     transfer->check_ = preferences_->CheckOf(*request.dataFile);
     if (!transfer->check_) transfer->check_ = std::make_shared<ReceivedCheck>();
+    transfer->context_.answers = transfer->check_->Answers();
     if (preferences_->ReadTwice()) transfer->get_.twice = true;
     transfer->startedAtPanel_ = StartedAtPanel(*request.dataFile);
   }
@@ -227,7 +228,6 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
   context.hasIoWindow =
       !request.quiet && request.showWindow && request.observer && request.operation == TransferOperation::kReceive;
   context.expectedBytes = synth.fileSize;
-  if (request.operation == TransferOperation::kReceive) context.answers = services_.AnswersOf(synth.driverId);
   if (!request.quiet && request.observer) ShowMessagesOf(transfer);
   std::lock_guard guard(mutex_);
   transfer->id_ = nextId_++;

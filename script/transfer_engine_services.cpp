@@ -131,6 +131,8 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
     options.answerRepeats = awaited.every;
   }
   if (staged && context.acceptAny != AcceptAny::Everything) options.echo = staged->bytes;
+  // Whoever spoke before does not need all the time there is.
+  if (staged && options.timeoutMs == 0 && context.history.heard) options.timeoutMs = -1;
   std::int64_t stored = 0;
   if (staged && context.acceptAny != AcceptAny::Everything) {
     stored = AskSurely(destination, port, options, *staged, awaited, context);
@@ -226,6 +228,7 @@ std::int64_t MidiScriptServices::Ask(std::span<std::uint8_t> destination, int po
   ReceiveReport report;
   std::int64_t stored = in_.GetDataVector(destination, port, options, hooks, &report);
   if (report.timedOut) context.history.restless = true;
+  if (staged && (stored > 0 || report.refused.any)) context.history.heard = true;
   context.cancelledByPattern = report.cancelledByPattern;
   context.passedOver = report.refused;
   if (report.damaged) {

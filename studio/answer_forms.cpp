@@ -2,10 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/ini_file.h"
 #include "studio/recognize_rules.h"
-#include "studio/studio_document.h"
-#include "studio/type_forms.h"
 
 namespace tonalith {
 
@@ -81,17 +78,6 @@ AnswerRules AnswerRulesOf(const std::vector<RecognizeRule>& forms, const Synth& 
     if (!form.parts.empty()) rules.forms.push_back(std::move(form));
   }
   return rules;
-}
-
-std::shared_ptr<const AnswerRules> FindAnswerRules(const ZKStudioDoc& studio, std::uint16_t driverId) {
-  for (const auto& instrument : studio.instruments())
-    for (const auto& driver : instrument->drivers) {
-      if (!driver->synth() || driver->synth()->driverId != driverId) continue;
-      const IniFile ini(instrument->GetIniPath().string());
-      auto rules = std::make_shared<const AnswerRules>(AnswerRulesOf(FormsOfDriver(*driver, ini), *driver->synth()));
-      return rules->forms.empty() ? nullptr : rules;
-    }
-  return nullptr;
 }
 
 }  // namespace tonalith

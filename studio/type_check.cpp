@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "data/sysex_split.h"
+#include "studio/answer_forms.h"
 #include "studio/recognize_rules.h"
 #include "studio/studio_document.h"
 #include "studio/type_forms.h"
@@ -15,7 +16,10 @@ namespace {
 
 class TypeCheck final : public ReceivedCheck {
  public:
-  explicit TypeCheck(std::vector<RecognizeRule> forms) : forms_(std::move(forms)) {}
+  TypeCheck(std::vector<RecognizeRule> forms, const Synth& synth)
+      : forms_(std::move(forms)), answers_(std::make_shared<const AnswerRules>(AnswerRulesOf(forms_, synth))) {}
+
+  std::shared_ptr<const AnswerRules> Answers() const override { return answers_; }
 
   ChecksumVerdict Sums(const Synth& synth, std::span<const std::uint8_t> part, bool isPatch) const override {
     std::vector<VerifyRule> rules = forms_.empty() ? std::vector<VerifyRule>() : forms_.front().verify;
@@ -48,6 +52,7 @@ class TypeCheck final : public ReceivedCheck {
 
  private:
   std::vector<RecognizeRule> forms_;
+  std::shared_ptr<const AnswerRules> answers_;
 };
 
 }  // namespace
@@ -77,7 +82,7 @@ ChecksumVerdict VerifyImage(std::span<const VerifyRule> rules, const Synth& synt
 
 std::shared_ptr<const ReceivedCheck> CheckOfType(const ZKStudioDoc& studio, const DataFile& dataFile) {
   const ZKDrvList* driver = dataFile.synth ? studio.GetDriverWithID(dataFile.synth->driverId) : nullptr;
-  return driver ? std::make_shared<TypeCheck>(FormsOfDriver(*driver)) : nullptr;
+  return driver ? std::make_shared<TypeCheck>(FormsOfDriver(*driver), *driver->synth()) : nullptr;
 }
 
 }  // namespace tonalith

@@ -16,7 +16,7 @@ struct VerifyRule;
 ChecksumVerdict VerifyImage(std::span<const VerifyRule> rules, const Synth& synth, std::span<const std::uint8_t> image,
                             const std::function<bool(std::uint32_t voice)>& isEmpty);
 
-// What the module of the data says about its checksums.  Null: the studio has no such data type.
+// What the module of the data says about its checksums and about how it comes.  Null: the studio has no such data type.
 std::shared_ptr<const ReceivedCheck> CheckOfType(const ZKStudioDoc& studio, const DataFile& dataFile);
 
 }  // namespace tonalith

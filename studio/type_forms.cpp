@@ -54,28 +54,6 @@ void TypeTable::LoadOthers(const ZKDrvList& instrument, const IniFile& ini) {
   }
 }
 
-std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
-                                         std::vector<std::string>* problems) {
-  const Synth& synth = *driver.synth();
-  std::vector<RecognizeRule> forms;
-  bool hasRules = false;
-  for (int form = 0; form < kMostForms; ++form) {
-    const std::string section =
-        form == 0 ? Printf("Recognize %d", synth.driverId) : Printf("Recognize %d.%d", synth.driverId, form);
-    const auto entries = ini.Entries(section);
-    if (entries.empty()) break;
-    hasRules = true;
-    RecognizeRule rule;
-    const Result result = ParseRecognizeRule(entries, synth, &rule);
-    if (result.ok()) {
-      forms.push_back(std::move(rule));
-    } else if (problems) {
-      problems->push_back(driver.moduleFile + ": [" + section + "]: " + result.text);
-    }
-  }
-  return hasRules ? forms : FormsOfAnswer(synth, BodySpan(*driver.dataFile));
-}
-
 // The type that was added last.
 void TypeTable::AddToIndex() {
   const TypeForms& type = types_.back();

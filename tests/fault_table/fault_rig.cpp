@@ -5,7 +5,7 @@
 #include "data/patch_names.h"
 #include "midi/backends/virtual_backend.h"
 #include "platform/text.h"
-#include "studio/answer_forms.h"
+#include "studio/type_check.h"
 
 namespace tonalith::fault_table {
 
@@ -21,8 +21,6 @@ class SharedProgram {
   SharedProgram()
       : program_(Folders::Below(InstalledModules::Instance().folder() / "root"), SystemClock(), prompts_, dispatcher_) {
     program_.ConfigBasics();
-    program_.SetAnswerSource(
-        [](std::uint16_t id) { return FindAnswerRules(InstalledModules::Instance().studio(), id); });
   }
   Program& program() { return program_; }
 
@@ -84,6 +82,8 @@ FaultRig::FaultRig(const std::string& simulated)
   studio_->Attach(std::make_unique<SimulatedInstrument>(DescriptionOf(simulated)));
   studio_->With(0, [](SimulatedInstrument& instrument) { instrument.SetMemoryProtect(false); });
   program_ = TheProgram().MakeMidi(clock_, dispatcher_);
+  program_->scripts().SetReceivedChecks(
+      [](const DataFile& data) { return CheckOfType(InstalledModules::Instance().studio(), data); });
   program_->midi().AddBackend(backend_);
   program_->midi().Start();
   program_->midi().MidiPortInOpenPorts();

@@ -12,7 +12,7 @@
 #include "script/transfer_engine_services.h"
 #include "services/transfer_sentences.h"
 #include "simulator/virtual_studio.h"
-#include "studio/answer_forms.h"
+#include "studio/type_check.h"
 #include "tests/instruments/installed_modules.h"
 
 namespace tonalith {
@@ -21,6 +21,12 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using Names = std::vector<std::string>;
+
+struct ModuleKnowledge final : TransferPreferences {
+  std::shared_ptr<const ReceivedCheck> CheckOf(const DataFile& data) const override {
+    return CheckOfType(InstalledModules::Instance().studio(), data);
+  }
+};
 
 // One shipped module on one side of a virtual cable, its simulated instrument on the other, in virtual time.
 struct ModuleTransfers : ::testing::TestWithParam<std::string> {
@@ -34,8 +40,7 @@ struct ModuleTransfers : ::testing::TestWithParam<std::string> {
     midi.MidiPortInOpenPorts();
     midi.MidiPortOutOpenPorts();
     services = std::make_unique<MidiScriptServices>(midi.out(), midi.in());
-    services->SetAnswerSource([this](std::uint16_t id) { return FindAnswerRules(modules.studio(), id); });
-    engine = std::make_unique<TransferEngine>(*services, prompts, &midi.out());
+    engine = std::make_unique<TransferEngine>(*services, prompts, &midi.out(), &knowledge);
     for (const auto& [name, folder] : modules.keys())
       if (folder == GetParam()) instrument = modules.studio().FindInstrument(name);
   }
@@ -112,6 +117,7 @@ struct ModuleTransfers : ::testing::TestWithParam<std::string> {
   std::shared_ptr<VirtualBackend> backend;
   MidiPortSystem midi;
   ScriptedPrompts prompts{{}};
+  ModuleKnowledge knowledge;
   std::unique_ptr<VirtualStudio> cables;
   std::unique_ptr<MidiScriptServices> services;
   std::unique_ptr<TransferEngine> engine;
