@@ -48,7 +48,7 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
       windows_(new ChildWindows(program.windowPlaces(), program.windowCounters(), this)),
       menus_(new CommandMenus(menuBar(), this, [this] { return windows_->Active(); })),
       controlBar_(new ZKControlBar(program.paths().MainGetResourcePath(), this)),
-      activity_(new MidiActivityDock(program.in(), program.out(), this)),
+      activity_(new MidiActivityDock(program.midi(), this)),
       portsLabel_(new PlainLabel(this)) {
   setObjectName(QStringLiteral("CMainFrame"));
   setCentralWidget(windows_->area());

@@ -21,7 +21,8 @@ MonitorCommands::MonitorCommands(const FrameContext& frame)
 MonitorCommands::~MonitorCommands() = default;
 
 ZKWindow* MonitorCommands::OpenTextMonitor() {
-  ZKWindow* window = ZKMonChild(*monitors_, frame_.prompts(), &frame_.studio, nullptr);
+  TZKMonText* window = ZKMonChild(*monitors_, frame_.prompts(), &frame_.studio, nullptr);
+  window->WatchPorts(frame_.program.midi());
   frame_.children.Add(window);
   return window;
 }

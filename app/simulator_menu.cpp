@@ -18,12 +18,7 @@ QString Text(const char* text) {
 
 std::vector<std::string> PanelKeys(VirtualStudio& studio, std::size_t place) {
   std::vector<std::string> keys;
-  studio.With(place, [&keys](SimulatedInstrument& instrument) {
-    for (const MessageInfo& message : instrument.description().messages) keys.push_back(message.key);
-    if (!instrument.description().roland) return;
-    for (const AreaInfo& area : instrument.description().areas) keys.push_back(area.key);
-  });
-  keys.emplace_back("everything");
+  studio.With(place, [&keys](SimulatedInstrument& instrument) { keys = instrument.PanelKeys(); });
   return keys;
 }
 

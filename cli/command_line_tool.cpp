@@ -8,9 +8,11 @@
 #include "cli/commands_desktop.h"
 #include "cli/commands_files.h"
 #include "cli/commands_identify.h"
+#include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_packages.h"
+#include "cli/commands_ports.h"
 #include "cli/commands_receive.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
@@ -108,6 +110,8 @@ const std::vector<CliCommand>& CliCommands() {
       {"demo", CliGroup::Instruments, "get, rename, send, save and get again, with a simulated instrument", DemoForms,
        DemoDetails, RunDemo},
       {"ports", CliGroup::Instruments, "the MIDI ports of this machine", PortsForms, PortsDetails, RunPorts},
+      {"midi-test", CliGroup::Instruments, "whether every byte passes a cable from an output to an input",
+       MidiTestForms, MidiTestDetails, RunMidiTest},
       {"receive", CliGroup::Instruments, "gets data from an instrument into a file", ReceiveForms, ReceiveDetails,
        RunReceive},
       {"send", CliGroup::Instruments, "sends the data of a file to its instrument", SendForms, SendDetails, RunSend},
@@ -130,8 +134,7 @@ const std::vector<CliCommand>& CliCommands() {
              "  tonalith-cli names rom1a.syx\n");
        },
        WithModules<RunNames>},
-      {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails,
-       WithModules<RunMonitor>},
+      {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails, RunMonitor},
       {"rename", CliGroup::Files, "gives a patch of a data file another name", RenameForms, RenameDetails, RunRename},
       {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
        RunImport},

@@ -349,7 +349,9 @@ int DfMake(const CommandWords& words, std::istream& in, TerminalText err) {
   const auto isAssignment = [](const std::string& word) { return word.find('=') != std::string::npos; };
   if (w.size() < 2 || !std::all_of(w.begin() + 1, w.end() - 1, isAssignment)) return FailUsage(err, kDfHelp);
   const DataFilePtr df(AllocDataFile());
-  if (!df || !AllocChunk(&df->synth, &df->synthSize, kSynthSize)) return FailWith(err, "There is not enough memory.");
+  const Synth blank = BlankSynth();
+  if (!df || !AllocChunk(&df->synth, &df->synthSize, kSynthSize, &blank))
+    return FailWith(err, "There is not enough memory.");
   std::string error;
   const auto [first, last] = words.options.equal_range("descriptor");
   for (auto it = first; it != last; ++it) {

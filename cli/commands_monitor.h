@@ -1,18 +1,15 @@
 #pragma once
 
-#include <filesystem>
-#include <iosfwd>
 #include <string>
 #include <vector>
 
-#include "platform/terminal_text.h"
+#include "cli/command.h"
 
 namespace tonalith {
 
 std::string MonitorForms();
 std::string MonitorDetails();
-// The monitor's line for each message of a row of bytes.
-int RunMonitor(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err,
-               const std::filesystem::path& instruments);
+// The monitor's line for each message of a row of bytes, or of what comes in over MIDI.
+int RunMonitor(CliEnvironment& environment, const std::vector<std::string>& args);
 
 }  // namespace tonalith

@@ -70,7 +70,7 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   if (result.ok()) result = session.FindType(instrument, words[1], &driver);
   if (!result.ok()) return result;
   TransferCommand command(session, options);
-  result = command.Prepare(instrument, true);
+  result = command.Prepare(instrument, true, driver);
   if (!result.ok()) return result;
   DataFilePtr data = session.studio().GetNewDataFile(driver);
   if (!data) return Result::Failure("There is not enough memory.");

@@ -104,8 +104,8 @@ class RunServices final : public MidiScriptServices {
     GiveReply();
     return r;
   }
-  void MidiOutWaitForAck(int, int, std::span<const std::uint8_t> pattern, int timeoutMs) override {
-    MidiScriptServices::MidiOutWaitForAck(0, 0, pattern, timeoutMs);
+  void MidiOutWaitForAck(int, int, std::span<const std::uint8_t> pattern, int timeoutMs, int device) override {
+    MidiScriptServices::MidiOutWaitForAck(0, 0, pattern, timeoutMs, device);
   }
   void MidiOutClrWaitForAck(int) override { MidiScriptServices::MidiOutClrWaitForAck(0); }
   void SetSysXCancel(int, std::span<const std::uint8_t> pattern, int outPort) override {

@@ -45,7 +45,7 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
       return Result::Failure(path + " holds data of several instruments; choose with --type, or send a file for each.");
   }
   TransferCommand command(session, options);
-  result = command.Prepare(instrument, false);
+  result = command.Prepare(instrument, false, driver);
   if (!result.ok()) return result;
   int sent = 0;
   for (const DataFilePtr& piece : pieces) {
@@ -67,12 +67,6 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
 
 }  // namespace
 
-std::string PortsDetails() {
-  return "Prints \"in\" or \"out\", the MIDI system and the name, tab separated.  MIDI systems that are not there are\n"
-         "named on standard error.\n\n"
-         "  tonalith-cli ports\n";
-}
-
 std::string SendDetails() {
   return std::string("FILE is a data file, raw SysEx or a Standard MIDI File whose data is recognised.\n\n") +
          kTransferOptions +
@@ -82,29 +76,8 @@ std::string SendDetails() {
          "  tonalith-cli send bank.syx --virtual factory --state after.syx\n";
 }
 
-std::string PortsForms() {
-  return "ports  the MIDI ports of this machine\n";
-}
-
 std::string SendForms() {
   return "send FILE [OPTIONS]  sends the data of a file to its instrument\n";
-}
-
-int RunPorts(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {});
-  if (!arguments.state().ok() || !arguments.words().empty())
-    return CliFailure(environment.err, "ports", "no arguments are needed.");
-  Session session(environment);
-  TransferRig rig(session, TransferRig::Kind::Real);
-  for (const MidiDirection direction : {MidiDirection::Input, MidiDirection::Output}) {
-    rig.PortNames(direction);
-    for (const MidiPortDevice& device : rig.midi().Devices(direction))
-      environment.out << (direction == MidiDirection::Input ? OwnText("in") : OwnText("out")) << "\t"
-                      << device.backend->Name() << "\t" << device.info.name << "\n";
-  }
-  for (const auto& [system, state] : rig.midi().BackendStates())
-    if (!state.ok()) CliFailure(environment.err, "ports", system + ": " + state.text);
-  return 0;
 }
 
 int RunSend(CliEnvironment& environment, const std::vector<std::string>& args) {

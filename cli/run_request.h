@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "data/synth_fields.h"
 #include "script/interpreter.h"
 #include "simulator/conversation.h"
 
@@ -22,7 +23,7 @@ struct RunRequest {
   RunBytes code;
   std::vector<RunBytes> macros;
   std::optional<RunBytes> image;
-  Synth synth{};
+  Synth synth = BlankSynth();
   bool fileSizeGiven = false;
   MacroStart start;
   int times = 1;

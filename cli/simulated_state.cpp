@@ -51,7 +51,7 @@ std::vector<std::uint8_t> SimulatedState::Dump(const SimulatedInstrument& instru
     if (!changed && !apartBefore_.count({area, item})) continue;
     const std::string message = MessageForArea(instrument.description(), area);
     if (message.empty() || !added.emplace(message, item).second) continue;
-    const auto bytes = instrument.DumpOf(message, item);
+    const auto bytes = instrument.FileOf(message, item);
     dump.insert(dump.end(), bytes.begin(), bytes.end());
   }
   return dump;

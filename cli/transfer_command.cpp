@@ -23,6 +23,7 @@ const char kTransferOptions[] =
     "  --virtual DUMP          a simulated instrument loaded with DUMP (raw SysEx, MIDI file or data file), or with\n"
     "                          contents of its own: --virtual factory\n"
     "  --fault PLAN            faults of its cable, for example lost-byte:reply=1,at=100 (docs/simulator.md)\n"
+    "  --press LIST            starts a dump at its panel: MESSAGE, MESSAGE[5] or MESSAGE[0..31], blanks between\n"
     "  --state FILE            writes the memory of the simulated instrument to FILE afterwards\n"
     "  --conversation FILE     an exchange in lines OUT hex, IN hex, WAIT ms; another exchange is a failure\n";
 
@@ -32,6 +33,7 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
   options->out = args.Option("out").value_or("");
   options->virtualDump = args.Option("virtual").value_or("");
   options->fault = args.Option("fault").value_or("");
+  options->press = args.Option("press").value_or("");
   options->state = args.Option("state").value_or("");
   options->conversation = args.Option("conversation").value_or("");
   options->type = args.Option("type").value_or("");
@@ -50,14 +52,15 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
   }
   if (result.ok() && options->isVirtual && options->isConversation)
     result = Result::Failure("--virtual and --conversation exclude each other.");
-  if (result.ok() && !options->isVirtual && (!options->fault.empty() || !options->state.empty()))
-    result = Result::Failure("--fault and --state belong to --virtual.");
+  if (result.ok() && !options->isVirtual &&
+      (!options->fault.empty() || !options->state.empty() || !options->press.empty()))
+    result = Result::Failure("--fault, --press and --state belong to --virtual.");
   return result;
 }
 
 const std::vector<std::string>& TransferOptionNames() {
-  static const std::vector<std::string> names{"in",      "out",   "device", "channel",      "timeout", "patch",
-                                              "virtual", "fault", "state",  "conversation", "type",    "record"};
+  static const std::vector<std::string> names{"in",    "out",   "device", "channel",      "timeout", "patch", "virtual",
+                                              "fault", "press", "state",  "conversation", "type",    "record"};
   return names;
 }
 
@@ -90,16 +93,6 @@ Result ReadSysExOf(Session& session, const std::string& path, std::vector<std::u
   return Result::Success();
 }
 
-// The description of a simulated instrument goes by the name of the instrument's module.
-std::unique_ptr<SimulatedInstrument> SimulatedOfName(const std::string& name, std::string* problem) {
-  for (const std::string& key : SimulatedInstrumentKeys()) {
-    auto candidate = SimulatedInstrument::Create(key, problem);
-    if (candidate && AsciiEqualNoCase(candidate->description().name, name)) return candidate;
-  }
-  *problem = "There is no simulated " + name + ".";
-  return nullptr;
-}
-
 }  // namespace
 
 TransferCommand::TransferCommand(Session& session, const TransferOptions& options)
@@ -108,10 +101,10 @@ TransferCommand::TransferCommand(Session& session, const TransferOptions& option
       rig_(session,
            options.isVirtual || options.isConversation ? TransferRig::Kind::Virtual : TransferRig::Kind::Real) {}
 
-Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput) {
+Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput, const ZKDrvList* type) {
   rig_.services().SetReceiveTimeout(options_.timeout);
   Result result = Result::Success();
-  if (options_.isVirtual) result = PlugSimulated(instrument);
+  if (options_.isVirtual) result = PlugSimulated(instrument, type);
   if (options_.isConversation) result = PlugTalk();
   if (!result.ok()) return result;
   if (instrument) result = SetChannels(instrument);
@@ -123,7 +116,10 @@ Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput) {
 Result TransferCommand::Run(TransferOperation operation, DataFile* data) {
   const auto watcher = [&](Transfer&) {
     // What the far end says of its own accord comes when the receive is armed.
-    if (options_.isConversation && !std::exchange(talkBegun_, true)) rig_.cables().BeginTalk(place_);
+    if (std::exchange(talkBegun_, true)) return;
+    if (options_.isConversation) rig_.cables().BeginTalk(place_);
+    std::string problem;  // none: it was tried before
+    if (!options_.press.empty()) rig_.cables().Press(place_, options_.press, &problem);
   };
   return rig_.Run(operation, data, watcher);
 }
@@ -165,7 +161,7 @@ Result TransferCommand::FinishSimulated(TransferOperation operation) {
   return Result::Failure("The display of the simulated " + name + " says: " + display + ".");
 }
 
-Result TransferCommand::PlugSimulated(ZKDrvList* instrument) {
+Result TransferCommand::PlugSimulated(ZKDrvList* instrument, const ZKDrvList* type) {
   std::string problem;
   std::vector<std::uint8_t> dump;
   const bool factory = options_.virtualDump == "factory";
@@ -173,7 +169,7 @@ Result TransferCommand::PlugSimulated(ZKDrvList* instrument) {
     if (Result read = ReadSysExOf(session_, options_.virtualDump, &dump); !read.ok()) return read;
   }
   std::unique_ptr<SimulatedInstrument> simulated;
-  if (instrument) simulated = SimulatedOfName(instrument->name, &problem);
+  if (instrument) simulated = SimulatedInstrument::CreateFor(instrument->name, type ? type->TypeName() : "", &problem);
   if (!simulated && !factory) simulated = SimulatedInstrument::CreateForDump(dump, &problem);
   if (!simulated) return Result::Failure(problem);
   if (!factory) {
@@ -202,6 +198,9 @@ Result TransferCommand::PlugSimulated(ZKDrvList* instrument) {
     device = instrument->sysExChannel;
   }
   if (device >= base) simulated->SetDevice(device - base);
+  std::vector<Reply> tried;
+  if (!options_.press.empty() && !SimulatedInstrument(simulated->description()).Press(options_.press, &tried, &problem))
+    return Result::Failure(problem);
   state_.emplace(*simulated);
   place_ = rig_.PlugInstrument(std::move(simulated));
   return Result::Success();

@@ -17,7 +17,7 @@ extern const char kTransferOptions[];
 
 // What the options of receive and send say.
 struct TransferOptions {
-  std::string in, out, virtualDump, fault, state, conversation, type, record;
+  std::string in, out, virtualDump, fault, press, state, conversation, type, record;
   bool isVirtual = false, isConversation = false, anyChecksum = false;
   std::int64_t device = -1, channel = -1, timeout = 0;
   std::vector<std::int64_t> patches;
@@ -34,8 +34,9 @@ class TransferCommand {
 
   TransferRig& rig() { return rig_; }
 
-  // Plugs in what is at the other end and opens the ports.  `instrument` may be null when no module knows the data.
-  Result Prepare(ZKDrvList* instrument, bool needsInput);
+  // Plugs in what is at the other end and opens the ports.  `instrument` may be null when no module knows the data;
+  // `type`: the data type, as only some simulated models know it.
+  Result Prepare(ZKDrvList* instrument, bool needsInput, const ZKDrvList* type);
   Result Run(TransferOperation operation, DataFile* data);
   // After all transfers: what the other end has to say about them.
   Result Finish(TransferOperation operation);
@@ -45,7 +46,7 @@ class TransferCommand {
 
  private:
   Result FinishSimulated(TransferOperation operation);
-  Result PlugSimulated(ZKDrvList* instrument);
+  Result PlugSimulated(ZKDrvList* instrument, const ZKDrvList* type);
   int DeviceOf(const std::vector<std::uint8_t>& dump, const ZKDrvList* instrument);
   Result PlugTalk();
   Result SetChannels(ZKDrvList* instrument);
@@ -58,7 +59,7 @@ class TransferCommand {
   TransferRig rig_;
   std::optional<SimulatedState> state_;  // of the simulated instrument, before the transfers
   std::size_t place_ = 0;
-  bool talkBegun_ = false;
+  bool talkBegun_ = false;  // or the panel was pressed
 };
 
 // --patch: the number of a single patch, or the patches of a bank that is got patch by patch.

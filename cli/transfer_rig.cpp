@@ -73,6 +73,7 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
   } else {
     midi().AddBackend(MakeJackBackend());
     midi().AddBackend(MakeAlsaBackend());
+    midi().SetOtAMidiIniPath(session.paths().MidiPortsProfile());  // the speeds of ports
   }
   midi().Start();
   // In virtual time nothing else could end a script that computes: time stands still until it waits.

@@ -36,6 +36,7 @@ class TransferRig {
   std::size_t PlugInstrument(std::unique_ptr<SimulatedInstrument> instrument);
   std::size_t PlugConversation(Conversation conversation);
   VirtualStudio& cables() { return *studio_; }
+  VirtualBackend& backend() { return *backend_; }
 
   // --- ports
   MidiPortSystem& midi() { return midiSide_->midi(); }

@@ -444,11 +444,16 @@ bool SetSynthField(Synth* synth, std::string_view assignment, std::string* error
   return SetSynthField(synth, trim(assignment.substr(0, equals)), trim(assignment.substr(equals + 1)), error);
 }
 
+Synth BlankSynth() {
+  Synth synth{};
+  synth.numVoices = 1;
+  return synth;
+}
+
 void CompleteSynth(Synth* synth, std::uint32_t bodySize) {
   if (synth->fileSize == 0) synth->fileSize = bodySize;
-  if (synth->numVoices == 0) synth->numVoices = 1;
   if (synth->voiceSize == 0 && synth->fileSize >= synth->headerSize) {
-    synth->voiceSize = (synth->fileSize - synth->headerSize) / synth->numVoices;
+    synth->voiceSize = (synth->fileSize - synth->headerSize) / std::max(1U, +synth->numVoices);
   }
   if (synth->voiceBytes == 0 && synth->voiceSize > synth->voiceOffset) {
     synth->voiceBytes = synth->voiceSize - synth->voiceOffset;

@@ -52,8 +52,11 @@ bool SetSynthField(Synth* synth, std::string_view name, std::string_view value, 
 // The same from one "FIELD=VALUE".
 bool SetSynthField(Synth* synth, std::string_view assignment, std::string* error);
 
-// Gives a descriptor that leaves them out the sizes that go with an image of bodySize bytes: fileSize, numVoices,
-// voiceSize, voiceBytes, sysExChannelMax, storageFormatCopy.  What is set stays.
+// A descriptor to set fields of: of one voice, all else 0.
+Synth BlankSynth();
+
+// Gives a descriptor that leaves them out the sizes that go with an image of bodySize bytes: fileSize, voiceSize,
+// voiceBytes, sysExChannelMax, storageFormatCopy.  What is set stays; no voices mean one of the whole image.
 void CompleteSynth(Synth* synth, std::uint32_t bodySize);
 
 }  // namespace tonalith

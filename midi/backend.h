@@ -60,12 +60,15 @@ class MidiOutputHandle {
   virtual void SetMaxRate(std::uint32_t bytesPerSecond) = 0;
   // False once the port behind the handle went away; it stays so even when the port comes back.
   virtual bool Alive() const { return true; }
+  // How often the port was connected again after somebody had disconnected it.
+  virtual std::uint64_t Reconnects() const { return 0; }
 };
 
 class MidiInputHandle {
  public:
   virtual ~MidiInputHandle() = default;        // closing: after the destructor returned the sink is not called again
   virtual bool Alive() const { return true; }  // as for outputs
+  virtual std::uint64_t Reconnects() const { return 0; }
 };
 
 // One way to reach MIDI ports: alsa_seq, jack, or the in-process virtual cables.

@@ -83,6 +83,11 @@ bool MidiInPort::Alive() const {
   return handle_ && handle_->Alive();
 }
 
+std::uint64_t MidiInPort::Reconnects() const {
+  std::lock_guard lock(handleMutex_);
+  return handle_ ? handle_->Reconnects() : 0;
+}
+
 void MidiInPort::ClosePort() {
   closed_.store(true);
   std::unique_ptr<MidiInputHandle> handle;

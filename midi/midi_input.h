@@ -120,6 +120,7 @@ class MidiInPort {
   std::int64_t LastHeardUs() const { return lastHeardUs_.load(); }
   // How often something that arrived could not be taken; the message it belonged to is damaged.
   std::uint64_t LostEvents() const { return lostEvents_.load(); }
+  std::uint64_t Reconnects() const;  // of its connection, where the MIDI system lets others cut it
 
   void ClosePort();
 

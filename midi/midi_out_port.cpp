@@ -53,9 +53,24 @@ bool MidiOutPort::Idle() const {
   return queue_.empty() && !working_ && shared_->underWay == 0;
 }
 
+std::uint64_t MidiOutPort::TotalBytes() const {
+  std::lock_guard lock(mutex_);
+  return shared_->leftBytes;
+}
+
+std::uint64_t MidiOutPort::Reconnects() const {
+  std::lock_guard lock(handleMutex_);
+  return handle_ ? handle_->Reconnects() : 0;
+}
+
 std::uint64_t MidiOutPort::failedMessages() const {
   std::lock_guard lock(mutex_);
   return shared_->failed;
+}
+
+AckCounts MidiOutPort::Acks() const {
+  std::lock_guard lock(mutex_);
+  return acks_;
 }
 
 std::string MidiOutPort::lastFailure() const {
@@ -345,10 +360,6 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
   PauseUntil(silentUntilUs_, Cut::Stop);
   if (!Interrupted() && length > 0) {
     const bool ack = waitForAck_.load() && !message.more;
-    if (ack) {
-      std::lock_guard lock(mutex_);
-      acknowledged_ = false;
-    }
     const auto send = std::make_shared<LongSend>();
     send->length = length;
     std::int64_t startUs = 0;
@@ -384,9 +395,12 @@ void MidiOutPort::WaitForAckOrTimeout() {
   std::unique_lock lock(mutex_);
   DebugLog("Waiting for ACK - %dms", ackTimeoutMs_);
   const std::int64_t deadline = clock_.NowUs() + std::int64_t{ackTimeoutMs_} * 1000;
-  const auto over = [this] { return acknowledged_ || Interrupted() || owner_.forceExit(); };
+  ++acks_.asked;
+  const auto over = [this] { return acknowledged_ || refused_ || Interrupted() || owner_.forceExit(); };
   while (!over() && clock_.NowUs() < deadline && !gone_.load())
     changed_.WaitUntil(lock, std::min(deadline, clock_.NowUs() + kOutSliceUs), over);
+  if (acknowledged_) ++acks_.answered;
+  if (refused_ && !acknowledged_) ++acks_.refused;
 }
 
 // Lets the wire carry `length` bytes that were started at `startUs`.  Waits of 100 ms and more are whole steps of 100
@@ -419,6 +433,7 @@ void MidiOutPort::ProcessAckOn(MidiOutMessage message) {
   ackPattern_ = std::move(message.bytes);
   ackInPort_ = static_cast<int>((message.wParam >> 16) & 0xFFFF);
   ackTimeoutMs_ = static_cast<int>(message.wParam & 0xFFFF);
+  ackDevice_ = static_cast<std::size_t>(message.lParam);
   waitForAck_.store(true);
 }
 

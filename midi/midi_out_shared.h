@@ -34,6 +34,7 @@ struct MidiOutPort::Shared {
   std::size_t bytesUnderWay = 0;
   bool interrupted = false;  // what fails now was given up on purpose
   std::uint64_t failed = 0;
+  std::uint64_t leftBytes = 0;
   std::string lastFailure;
 };
 

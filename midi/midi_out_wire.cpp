@@ -24,6 +24,7 @@ MidiSent MidiOutPort::Report(std::shared_ptr<LongSend> send, std::size_t length)
       std::lock_guard guard(shared->mutex);
       --shared->underWay;
       shared->bytesUnderWay -= length;
+      if (result) shared->leftBytes += length;
       const bool first = !result && (!send || send->result);
       if (send) {
         --send->pieces;
@@ -77,6 +78,11 @@ Result MidiOutPort::HandOverPaced(const std::shared_ptr<LongSend>& send, std::sp
       if (!send->result) return send->result;
     }
     const auto piece = bytes.subspan(at, std::min(span, bytes.size() - at));
+    {
+      // What is acknowledged before its last piece left is another message.
+      std::lock_guard lock(mutex_);
+      acknowledged_ = refused_ = false;
+    }
     if (Result result = HandOverWithRetries(send, piece, at == 0 ? startUs : unused); !result) return result;
     for (const std::uint8_t byte : piece)
       if (byte == 0xF0 || byte == 0xF7) sysexOpen_ = byte == 0xF0;

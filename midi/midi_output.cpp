@@ -82,6 +82,17 @@ bool MatchesAck(std::span<const std::uint8_t> pattern, std::span<const std::uint
   return false;
 }
 
+bool RefusesAck(std::span<const std::uint8_t> pattern, std::span<const std::uint8_t> message, std::size_t device) {
+  if (pattern.size() < 2 || message.size() != pattern.size() || message.back() != 0xF7) return false;
+  const std::size_t maker = message[1] == 0 ? 4 : 2;  // bytes up to the end of the maker's number
+  int differences = 0;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] == 0xFF || pattern[i] == message[i]) continue;
+    if (i < maker || i == device || ++differences > 1) return false;
+  }
+  return differences == 1;
+}
+
 MidiOut::MidiOut(Clock& clock, Prompts* prompts) : clock_(clock), prompts_(prompts), criticalFree_(clock) {}
 
 MidiOut::~MidiOut() {
@@ -347,14 +358,16 @@ void MidiOut::MidiOutSetUSBPortSpeed(int port, std::uint32_t bytesPerSecond) {
 
 // ---------------------------------------------------------------------------------------------------- acknowledge
 
-void MidiOut::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) {
+void MidiOut::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs,
+                                int device) {
   if (port < 0 || port >= maxOutPorts_.load()) return;
   const auto open = Slot(port);
   if (!open || !open->HasThread()) return;
   pattern = pattern.first(std::min(pattern.size(), kMaxAckPattern));
   const std::uint64_t wParam =
       (static_cast<std::uint64_t>(timeoutMs) & 0xFFFF) | static_cast<std::uint64_t>(inPort & 0xFFFF) << 16;
-  open->SendMessage(OutputPortMessage::AckOn, wParam, 0, {pattern.begin(), pattern.end()});
+  open->SendMessage(OutputPortMessage::AckOn, wParam, static_cast<std::uint64_t>(std::max(device, 0)),
+                    {pattern.begin(), pattern.end()});
 }
 
 void MidiOut::MidiOutClrWaitForAck(int port) {
@@ -363,14 +376,22 @@ void MidiOut::MidiOutClrWaitForAck(int port) {
   if (open && open->HasThread()) open->SendMessage(OutputPortMessage::AckOff, 0, 0);
 }
 
+AckCounts MidiOut::Acks(int port) const {
+  const auto open = port >= 0 && port < maxOutPorts_.load() ? Slot(port) : nullptr;
+  return open ? open->Acks() : AckCounts();
+}
+
 void MidiOut::MidiOutTestForAck(int inPort, std::span<const std::uint8_t> message) {
   if (message.empty() || message[0] != 0xF0) return;
   for (const auto& port : OpenPorts()) {
     if (!port->waitForAck()) continue;
     {
       std::lock_guard lock(port->mutex_);
-      if (port->ackInPort_ != inPort || !MatchesAck(port->ackPattern_, message)) continue;
-      port->acknowledged_ = true;
+      if (port->ackInPort_ != inPort) continue;
+      const bool yes = MatchesAck(port->ackPattern_, message);
+      if (!yes && !RefusesAck(port->ackPattern_, message, port->ackDevice_)) continue;
+      (yes ? port->acknowledged_ : port->refused_) = true;
+      port->acks_.last.assign(message.begin(), message.end());
     }
     port->changed_.NotifyAll();
   }

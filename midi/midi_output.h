@@ -46,9 +46,20 @@ struct MidiPortDevice {
   MidiDeviceInfo info;
 };
 
+// What became of the messages that were sent with a wait for their acknowledgement, since the port was opened.
+struct AckCounts {
+  std::uint64_t asked = 0;
+  std::uint64_t answered = 0;
+  std::uint64_t refused = 0;       // the rest: nothing came in time
+  std::vector<std::uint8_t> last;  // the answer that came last, whether yes or no
+};
+
 // True when `message` matches an acknowledge pattern: byte by byte from the start, 0xFF in the pattern fits any byte,
 // until an equal 0xF7 is reached.  A pattern or message that ends before that does not match.
 bool MatchesAck(std::span<const std::uint8_t> pattern, std::span<const std::uint8_t> message);
+// True for the other word of the same sign: a message as long as the pattern that differs from it in one byte, which is
+// neither the maker's nor the one at `device`.  Families say "taken" and "not taken" so.
+bool RefusesAck(std::span<const std::uint8_t> pattern, std::span<const std::uint8_t> message, std::size_t device);
 
 // One open output with its sending thread.  Counters and flags may be read by any thread.
 class MidiOutPort {
@@ -107,8 +118,11 @@ class MidiOutPort {
   bool sleeping() const { return sleeping_.load(); }
   int state() const { return state_.load(); }
   bool waitForAck() const { return waitForAck_.load(); }
+  AckCounts Acks() const;
   std::uint64_t failedMessages() const;  // given up since the port was opened
   std::string lastFailure() const;       // why the last of them was; a sentence
+  std::uint64_t TotalBytes() const;      // that left since the port was opened
+  std::uint64_t Reconnects() const;      // of its connection, where the MIDI system lets others cut it
   // Bytes of the modal count including an estimate for the message that is being sent.
   std::uint32_t ProgressBytes() const;
 
@@ -211,8 +225,11 @@ class MidiOutPort {
   std::atomic<bool> waitForAck_{false};
   std::vector<std::uint8_t> ackPattern_;
   int ackInPort_ = 0;
+  std::size_t ackDevice_ = 0;
   int ackTimeoutMs_ = 0;
   bool acknowledged_ = false;
+  bool refused_ = false;
+  AckCounts acks_;
 };
 
 // Where sent messages go instead of the wire.
@@ -318,7 +335,9 @@ class MidiOut {
   bool InTransmission() const { return inTransmission_.load() != 0; }
 
   // ---- acknowledge
-  void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs);
+  // `device`: where the pattern has the device number; what differs there is somebody else's.  0: nowhere.
+  void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs, int device = 0);
+  AckCounts Acks(int port) const;
   void MidiOutClrWaitForAck(int port);
   void MidiOutTestForAck(int inPort, std::span<const std::uint8_t> message);
   int MidiInTestForAck(int inPort, std::span<const std::uint8_t> message) const;

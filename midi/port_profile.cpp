@@ -11,7 +11,6 @@ namespace {
 
 constexpr int kMaxProfilePorts = 1024;
 constexpr const char* kSpeedSection = "Midi Out Port Speeds";
-constexpr int kMostPortSpeed = 1'000'000;  // bytes a second
 
 const char* ProfileSection(MidiDirection direction) {
   return direction == MidiDirection::Input ? "Midi In Ports" : "Midi Out Ports";

@@ -378,6 +378,7 @@ int MidiPortSystem::Changed(MidiDirection direction) {
   for (int slot = OpenPorts(direction) - 1; slot >= 0; --slot) {
     // A transfer goes on with the ports behind this one.
     if (StillThere(direction, slot, devices) || out_->numbers().Held()) continue;
+    returns_.Gone(direction, input ? in_->INGETPORTNAME(slot) : out_->OUTGETPORTNAME(slot));
     if (input) {
       in_->RemovePort(slot);
     } else {
@@ -391,6 +392,7 @@ int MidiPortSystem::Changed(MidiDirection direction) {
     if (Open(direction, device.info.name)) continue;
     if (monitored && !TakePrepared(direction, device, nullptr)) continue;
     if (OpenDevice(direction, device, false, nullptr)) continue;
+    returns_.Opened(direction, device.info.name);
     if (!map.Listed(device.info.name)) map.AddPortName(device.info.name);
     result |= kPortsAdded;
   }

@@ -13,6 +13,7 @@
 #include "midi/midi_input.h"
 #include "midi/midi_output.h"
 #include "midi/port_map.h"
+#include "midi/port_returns.h"
 #include "platform/clock.h"
 #include "platform/prompts.h"
 
@@ -28,6 +29,8 @@ struct PortProfileSettings {
 
 inline constexpr int kPortsRemoved = 1;
 inline constexpr int kPortsAdded = 2;
+
+inline constexpr int kMostPortSpeed = 1'000'000;  // bytes a second
 
 // All MIDI of the program: the backends (all open at the same time), the lists of devices, which of them are open, and
 // the notice when devices come and go.  Ports are opened, closed and changed from one thread (the user-interface
@@ -74,6 +77,10 @@ class MidiPortSystem {
   // open port too, and is kept with the output profile.
   std::uint32_t PortSpeed(const std::string& name) const;
   Result SetPortSpeed(const std::string& name, std::uint32_t bytesPerSecond);
+  // How often a port of that name went away while it was open and was opened again.
+  std::uint64_t Reconnects(MidiDirection direction, const std::string& name) const {
+    return returns_.Count(direction, name);
+  }
 
   // ---- open ports
   PortMap inMap() const { return inMap_; }  // of this session: without the ports that could not be opened
@@ -178,6 +185,7 @@ class MidiPortSystem {
   bool freshIn_ = false;  // the monitor has just taken the snapshot
   bool freshOut_ = false;
 
+  PortReturns returns_;
   PortMap inMap_;
   PortMap outMap_;
   std::string inProfile_;

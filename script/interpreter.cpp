@@ -55,7 +55,7 @@ int ZKMacro::Run(Synth& synth, std::span<const std::uint8_t> code, MacroBuffer b
   s_.aFlag = true;
   s_.returnValue = 0;
   s_.returnSet = false;
-  const int r = Execute(code);
+  const int r = endCode_ = Execute(code);
   work_.reset();
   if (IsNormalEnd(r)) {
     if (returnRet && s_.returnSet) return s_.returnValue;
@@ -129,7 +129,11 @@ int ZKMacro::CallOnCopies(TranslatedCode& code) {
 }
 
 void ZKMacro::EndOfMacro() {
-  if (s_.ackWait && s_.synth) s_.session->services.MidiOutClrWaitForAck(s_.synth->midiOutPort);
+  if (s_.ackWait && s_.synth) {
+    const ScriptWait wait(*s_.session);
+    s_.session->services.MidiOutClrWaitForAck(s_.synth->midiOutPort);
+    s_.session->services.EndAcks(s_.synth->midiOutPort, s_.session->context);
+  }
   ClearReceiveFilters(s_.session->context);
 }
 

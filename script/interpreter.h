@@ -77,6 +77,10 @@ class ZKMacro {
 
   std::int32_t Register(int index) const { return s_.registers[static_cast<std::size_t>(index & 3)]; }
   void SetRegister(int index, std::int32_t value) { s_.registers[static_cast<std::size_t>(index & 3)] = value; }
+  // How the code of the last Run ended (0, or a negative result code), and whether it said "RET".
+  int EndCode() const { return endCode_; }
+  bool Returned() const { return s_.returnSet; }
+  std::int32_t ReturnValue() const { return s_.returnValue; }
   float RegisterFloat(int index) const { return s_.registerFloats[static_cast<std::size_t>(index & 3)]; }
   // Before a run.
   void SetFloatMode(bool on) { s_.floatMode = on; }
@@ -153,8 +157,9 @@ class ZKMacro {
   std::vector<std::uint8_t> ownTransmit_;
   std::vector<CalledMacro> called_;
   std::vector<CalledMacro> replaced_;  // macros that were replaced in the table while they ran
-  std::int32_t zero_ = 0;              // what is read outside the variable block
-  std::int32_t sink_ = 0;              // what is written there
+  int endCode_ = 0;
+  std::int32_t zero_ = 0;  // what is read outside the variable block
+  std::int32_t sink_ = 0;  // what is written there
 };
 
 // --- Entry points
@@ -193,6 +198,9 @@ struct MacroOutcome {
   std::array<float, 4> registerFloats{};
   std::vector<std::int32_t> variables;  // kVariableBlockEntries entries
   std::string stop;                     // ScriptStopText of what ended it before its own end
+  int end = 0;                          // 0, or the code that ended it, also one that `result` passes over
+  bool returned = false;                // it said "RET"
+  std::int32_t returnValue = 0;         // the value it said
 };
 // Runs a script as MidiMacro or MidiMacroEdit do, telling everything about the end of the run.  `variables` is the
 // block it begins with; empty: the one of MidiMacro.

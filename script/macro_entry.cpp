@@ -40,6 +40,9 @@ int RunFresh(ScriptServices& services, TransferContext& context, Synth& synth, s
     outcome->registerFloats[static_cast<std::size_t>(i)] = macro.RegisterFloat(i);
   }
   outcome->result = result;
+  outcome->end = macro.EndCode();
+  outcome->returned = macro.Returned();
+  outcome->returnValue = macro.ReturnValue();
   outcome->stop = context.scriptStop;
   return result;
 }

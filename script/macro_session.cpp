@@ -88,6 +88,7 @@ MacroSession::~MacroSession() {
   if (context.staged) {
     DebugLog("A staged request of %zu bytes was not taken by any receive and is dropped", context.staged->bytes.size());
     context.staged.reset();
+    context.stagedLost = true;
   }
   if (collectingPort >= 0) services.OutputQueue(collectingPort);
   if (cancelPatternPort >= 0) services.SetSysXCancel(cancelPatternPort, {}, 0);

@@ -22,6 +22,7 @@ struct MacroStatements {
 
   static constexpr StatementHandler InLoop = nullptr;  // the form of the statement has a body in the engine's loop
   static constexpr std::int32_t kScriptVariables = 8192;
+  static constexpr std::size_t kReceiveResultEntry = 10;
 
   // --- Operands and variables.  Numbers: 4 bytes; variables: one or two bytes, index 0 to 3 = W X Y Z.
   static std::uint32_t Word(const std::uint8_t* at) { return LoadBe32(at); }
@@ -161,6 +162,7 @@ struct MacroStatements {
   static int SetVerifyReplies(ZKMacro& m, const Op& op);
   static int WaitForAck(ZKMacro& m, const Op& op);
   static int ClearAckWait(ZKMacro& m, const Op& op);
+  static int EndAcks(ZKMacro& m);
   static int CollectMessages(ZKMacro& m, const Op& op);
   static int SendCollected(ZKMacro& m, const Op& op);
   static int PressButton(ZKMacro& m, const Op& op);

@@ -24,6 +24,7 @@ class RenderServices final : public ScriptServices {
     context.staged.reset();
     return kReceiveNothing;
   }
+  bool CanBeAnswered(const TransferContext& /*context*/) override { return false; }
   void CreateDelayEvent(int /*port*/, std::uint32_t ms, TransferContext& /*context*/) override {
     out.pauses.emplace_back(out.stream.size(), ms);
   }

@@ -115,10 +115,28 @@ class ScriptServices {
   // --- Ports
 
   // After this every message the output port sends waits for a message equal to `pattern` on inPort, at most timeoutMs.
-  virtual void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) {
-    (void)port, (void)inPort, (void)pattern, (void)timeoutMs;
+  // `device`: where the pattern has the device number, 0: nowhere.
+  virtual void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs,
+                                 int device) {
+    (void)port, (void)inPort, (void)pattern, (void)timeoutMs, (void)device;
   }
   virtual void MidiOutClrWaitForAck(int port) { (void)port; }
+  // False: what is sent is written down and goes to no instrument, so that nobody answers.
+  virtual bool CanBeAnswered(const TransferContext& context) {
+    (void)context;
+    return true;
+  }
+  // Before the first of them: false when there is nobody to wait for (messages are recorded, the input is not open).
+  virtual bool BeginAcks(int port, int inPort, TransferContext& context) {
+    (void)port, (void)inPort, (void)context;
+    return true;
+  }
+  // Behind the last: waits until the port has sent everything.  0: all were answered; else kMacroNoResponse, or the
+  // code of a refusal, which the context keeps as well.
+  virtual int EndAcks(int port, TransferContext& context) {
+    (void)port, (void)context;
+    return 0;
+  }
   // A message equal to `pattern` on inPort cancels the running receive and stops outPort; an empty pattern clears it.
   virtual void SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) {
     (void)inPort, (void)pattern, (void)outPort;

@@ -21,7 +21,7 @@ void ServicesLine::StageBare(std::span<const std::uint8_t> bytes) {
 int ServicesLine::Receive(std::span<std::uint8_t> into) {
   const int received = services_.GetDataPort(into, inPort_, context_);
   context_.staged.reset();
-  if (received == transfer_code::kQuiet) context_.timedOut = true;
+  if (received == transfer_code::kQuiet) context_.timedOut = context_.unanswered = true;
   return received;
 }
 

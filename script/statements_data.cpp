@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::uint8_t kSysExStart = 0xF0;
 constexpr std::uint8_t kSysExEnd = 0xF7;
-constexpr std::size_t kReceiveResultEntry = 10;
 constexpr std::size_t kMidiChannelEntry = 44;
 constexpr std::int32_t kMaxTrinEffEntries = 4096;
 
@@ -175,6 +174,7 @@ int MacroStatements::TransmitData(ZKMacro& m, TransmitKind kind, std::int32_t n)
     PatchChannel(s, bytes, false);
     const int port = s.synth->midiOutPort;
     if (kind == TransmitKind::TR) {
+      session.context.stagedLost = session.context.stagedLost || session.context.staged.has_value();
       session.context.staged = TransferContext::Staged{{bytes.begin(), bytes.end()}, port};
     } else if (session.services.SendDataPort(bytes, port, session.context) < 0) {
       return kMacroNoResponse;
@@ -220,7 +220,7 @@ int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n)
   SetEntry(s, kReceiveResultEntry, r);
   if (r == kReceiveNothing) {
     s.registers[3] = 1;
-    context.timedOut = true;
+    context.timedOut = context.unanswered = true;
     return 0;
   }
   if (r < 0) return s.continueOnError && !session.Ended() ? 0 : r;
@@ -247,6 +247,7 @@ int MacroStatements::ReceiveAndDrop(ZKMacro& m, const Op& op) {
   if (n < 0) return 0;
   const std::span<std::uint8_t> scratch(session.scratch.data(), static_cast<std::size_t>(n));
   const int r = session.services.GetDataPort(scratch, s.synth->midiInPort, session.context);
+  if (r == kReceiveNothing) session.context.unanswered = true;
   return r < 0 ? r : 0;
 }
 

@@ -99,7 +99,8 @@ int MacroStatements::SetRetries(ZKMacro& m, const Op& op) {
 }
 
 int MacroStatements::SetTimedOut(ZKMacro& m, const Op& op) {
-  m.s_.session->context.timedOut = op.Number(0) != 0;
+  TransferContext& context = m.s_.session->context;
+  context.timedOut = context.unanswered = op.Number(0) != 0;
   return 0;
 }
 
@@ -110,17 +111,34 @@ int MacroStatements::SetVerifyReplies(ZKMacro& m, const Op& op) {
 
 int MacroStatements::WaitForAck(ZKMacro& m, const Op& op) {
   State& s = m.s_;
-  const std::span<const std::uint8_t> pattern = Remaining(s.transmit);
+  const std::span<std::uint8_t> pattern = Remaining(s.transmit);
   if (const int stop = s.session->Work(static_cast<std::int64_t>(pattern.size()))) return stop;
-  s.session->services.MidiOutWaitForAck(s.synth->midiOutPort, s.synth->midiInPort, pattern, op.Number(0));
+  const int port = s.synth->midiOutPort;
+  const int former = s.ackWait ? EndAcks(m) : 0;
+  if (s.session->services.BeginAcks(port, s.synth->midiInPort, s.session->context)) {
+    PatchChannel(s, pattern, true);
+    s.session->services.MidiOutWaitForAck(port, s.synth->midiInPort, pattern, op.Number(0),
+                                          std::max(s.channelPosition, 0));
+    s.ackWait = true;
+  }
   DropTransmit(s);
-  s.ackWait = true;
-  return 0;
+  return former;
+}
+
+// What came of the messages that were to be acknowledged: like the result of a receive.
+int MacroStatements::EndAcks(ZKMacro& m) {
+  State& s = m.s_;
+  const ScriptWait wait(*s.session);
+  s.ackWait = false;
+  s.session->services.MidiOutClrWaitForAck(s.synth->midiOutPort);
+  const int r = s.session->services.EndAcks(s.synth->midiOutPort, s.session->context);
+  SetEntry(s, kReceiveResultEntry, r);
+  return s.continueOnError && !s.session->Ended() ? 0 : r;
 }
 
 int MacroStatements::ClearAckWait(ZKMacro& m, const Op&) {
+  if (m.s_.ackWait) return EndAcks(m);
   m.s_.session->services.MidiOutClrWaitForAck(m.s_.synth->midiOutPort);
-  m.s_.ackWait = false;
   return 0;
 }
 

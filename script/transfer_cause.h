@@ -22,6 +22,7 @@ enum class TransferCause {
   kPortRefused,    // the output port does not take data
   kNoScript,       // the type has no command sequence for this direction
   kNotTaken,       // the instrument refused what was sent
+  kNoAnswer,       // the instrument did not answer to what was sent
   kSendFailed,     // the transmission ended without a result
   kNothingReceived,
   kScriptStopped,  // a script was ended before its own end, see the result's text

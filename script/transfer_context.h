@@ -11,6 +11,7 @@
 #include "data/event.h"
 #include "midi/receive_options.h"
 #include "platform/cancel_token.h"
+#include "script/transfer_cause.h"
 
 namespace tonalith {
 
@@ -43,6 +44,7 @@ struct TransferContext {
     bool bare = false;  // data that need not begin with a status byte
   };
   std::optional<Staged> staged;
+  bool stagedLost = false;  // one was never sent, because no receive followed
 
   int lastOutPort = -1;  // where the last message went; -1: nothing was sent
 
@@ -65,6 +67,17 @@ struct TransferContext {
   bool cancelledByPattern = false;
   std::atomic<bool> portGone{false};  // a port of the transfer is not open (any more)
   bool sendFailed = false;            // a message (also a staged one) was not taken by its port
+  // What the instrument said to the piece that is being sent: a receive in it ended without an answer, or the answer
+  // was no.
+  bool unanswered = false;
+  bool refused = false;
+  int refusedPieces = 0;  // answers that were no
+  int retriedPieces = 0;  // pieces sent again
+  // Counts of the output port before the messages that are to be acknowledged; none: not waited for.
+  struct Acks {
+    std::uint64_t asked = 0, answered = 0, refused = 0;
+  };
+  std::optional<Acks> acksBefore;
   int retryOnTimeout = 0;
   int extraAttempts = 2;  // how often a piece that did not come, was refused or came damaged is asked for again
   bool receivedSomething = false;
@@ -80,7 +93,8 @@ struct TransferContext {
   bool firstPatch = false;
   bool lastPatch = false;
   bool stopBankLoop = false;
-  int failedPatch = -1;  // the first that failed; -1: none
+  TransferCause sendCause = TransferCause::kNone;  // of the first piece that was not taken
+  std::vector<int> notTaken;                       // patches of a transmission that failed or were not begun, in order
 
   // What became of the last script when it was ended before its own end (ScriptStopText); empty: it ran to its end.
   std::string scriptStop;

@@ -237,6 +237,9 @@ class TransferEngine {
   void Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work);
   void Post(std::function<void()> work);
   void Reap();
+  int SendPiece(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
+                std::int64_t patchOffset, bool* missingScript);
+  bool SendEnded(const TransferContext& context) const;
   int SendPart(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
                std::int64_t patchOffset, bool* missingScript);
   // mask: one value a patch; without data: all patches.

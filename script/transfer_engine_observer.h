@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "script/protocols/built_in_protocols.h"
 #include "script/transfer_cause.h"
@@ -25,6 +26,7 @@ struct TransferResult {
   TransferCause cause = TransferCause::kNone;  // kNone when ok
   int patch = -1;                              // the first that failed, from 0; -1: none, or not one patch
   int entry = -1;                              // the same as its type counts
+  std::vector<int> notTaken;                   // a transmission patch by patch: patches that failed or were not begun
   // For sentences, single bytes: instrument and data.
   std::string what;
   std::string scriptStop;  // ScriptStopText of the script that was stopped; empty: none was

@@ -404,6 +404,7 @@ TransferCause TransferRun::CauseOf(TransferOperation operation, int r) const {
   if (!context_.scriptStop.empty()) return TransferCause::kScriptStopped;
   if (context_.sendFailed) return TransferCause::kPortRefused;
   if (receive) return MidiErrorMsg(r).empty() ? TransferCause::kNothingReceived : TransferCause::kCode;
+  if (context_.sendCause != TransferCause::kNone) return context_.sendCause;
   if (r < 0 && synth_ && !UsesCommandSequence(*synth_)) return TransferCause::kNotTaken;
   if (r == transfer_code::kNoResponse) return TransferCause::kNothingToSend;
   if (r == 0) return TransferCause::kSendFailed;

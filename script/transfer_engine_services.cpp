@@ -1,12 +1,19 @@
 #include "script/transfer_engine_services.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "script/services_line.h"
 #include "script/transfer_engine.h"
 #include "script/transfer_engine_events.h"
 
 namespace tonalith {
+
+namespace {
+
+constexpr std::int64_t kAckLookMs = 200;  // a port that died while it waits is noticed so late at the latest
+
+}  // namespace
 
 void MidiScriptServices::SetFirstEvent(bool record, Event** list) {
   std::lock_guard guard(recordingMutex_);
@@ -164,12 +171,37 @@ void MidiScriptServices::CreateDelayEvent(int port, std::uint32_t ms, TransferCo
   }
 }
 
-void MidiScriptServices::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) {
-  out_.MidiOutWaitForAck(port, inPort, pattern, timeoutMs);
+void MidiScriptServices::MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs,
+                                           int device) {
+  out_.MidiOutWaitForAck(port, inPort, pattern, timeoutMs, device);
 }
 
 void MidiScriptServices::MidiOutClrWaitForAck(int port) {
   out_.MidiOutClrWaitForAck(port);
+}
+
+bool MidiScriptServices::BeginAcks(int port, int inPort, TransferContext& context) {
+  if (!CanBeAnswered(context) || PortName(MidiDirection::Input, inPort).empty()) return false;
+  const AckCounts now = out_.Acks(port);
+  context.acksBefore = {now.asked, now.answered, now.refused};
+  return true;
+}
+
+int MidiScriptServices::EndAcks(int port, TransferContext& context) {
+  const auto slot = out_.GetMidiOutPort(port);
+  if (!context.acksBefore || !slot) return 0;
+  const auto before = *std::exchange(context.acksBefore, std::nullopt);
+  while (slot->Alive() && !context.cancel.Cancelled() && !Quitting() && !slot->WaitIdle(kAckLookMs, &context.cancel)) {
+  }
+  const AckCounts now = slot->Acks();
+  const std::uint64_t asked = now.asked - before.asked;
+  if (now.refused != before.refused) {
+    context.refused = true;
+    return transfer_code::kRejected;
+  }
+  if (now.answered - before.answered == asked) return 0;
+  context.unanswered = true;
+  return transfer_code::kNoResponse;
 }
 
 void MidiScriptServices::SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) {

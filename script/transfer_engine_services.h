@@ -38,8 +38,12 @@ class MidiScriptServices : public ScriptServices {
   bool MidiBlocked() const override { return out_.BlockMidi(); }
   void SetBlockMidi(bool blocked) override { out_.SetBlockMidi(blocked); }
 
-  void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs) override;
+  void MidiOutWaitForAck(int port, int inPort, std::span<const std::uint8_t> pattern, int timeoutMs,
+                         int device) override;
   void MidiOutClrWaitForAck(int port) override;
+  bool CanBeAnswered(const TransferContext& context) override { return RecordingOf(context) == nullptr; }
+  bool BeginAcks(int port, int inPort, TransferContext& context) override;
+  int EndAcks(int port, TransferContext& context) override;
   void SetSysXCancel(int inPort, std::span<const std::uint8_t> pattern, int outPort) override;
   void ForgetReplies(int inPort) override { in_.ForgetReplies(inPort); }
   void MidiOutSetMaxSysExSpeed(int port, int bytesPerSecond) override;

@@ -1,5 +1,6 @@
 // Sending: a whole DataFile, its patches one after the other, one image, and what becomes of the data afterwards.
 #include <algorithm>
+#include <utility>
 
 #include "platform/log.h"
 #include "script/interpreter.h"
@@ -29,7 +30,8 @@ void TransferRun::Transmit() {
                       (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);
   result_.ok = !failed;
   failure_ = failed ? std::min(result_.result, 0) : 0;
-  result_.patch = failed ? context_.failedPatch : -1;
+  if (failed && !context_.notTaken.empty()) result_.patch = context_.notTaken.front();
+  result_.notTaken = context_.notTaken;
   const bool changed = !std::equal(before.begin(), before.end(), copy_->body);
   result_.changed = changed;
   Post([transfer = transfer_, copy = copy_, changed, failed, preferences = engine_.preferences_] {
@@ -86,7 +88,7 @@ int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int fla
     if (patchBuffer < dataFile->body || patchBuffer >= dataFile->body + dataFile->bodySize) return -1;
     offset = patchBuffer - dataFile->body;
   }
-  const int result = SendPart(*dataFile, synth, context, patchIndex, flags, offset, &missing);
+  const int result = SendPiece(*dataFile, synth, context, patchIndex, flags, offset, &missing);
   dataFile->synth->rolandHandshake = synth.rolandHandshake;
   dataFile->synth->childId = synth.childId;
   if (missing) SayNoScript();
@@ -105,7 +107,7 @@ int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& c
                             std::span<const std::uint8_t> mask, bool* missingScript) {
   if (HoldsNothing(dataFile)) return -1;
   if (!PatchAddressable(synth) || !UsesCommandSequence(synth))
-    return SendPart(dataFile, synth, context, 0, 0, -1, missingScript);
+    return SendPiece(dataFile, synth, context, 0, 0, -1, missingScript);
   std::vector<int> patches;
   const std::uint32_t voices = synth.numVoices;
   for (std::uint32_t i = 0; i < std::min(voices, kMaxVoices); ++i) {
@@ -114,21 +116,78 @@ int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& c
   }
   context.patchesToDo = static_cast<int>(patches.size());
   int result = -1;
+  int failure = 0;
+  bool ended = false;  // nothing more is sent
   for (const int patch : patches) {
-    if (context.cancel.Cancelled() || context.state.load() >= TransferState::Cancel || context.portGone ||
-        context.stopBankLoop || !context.scriptStop.empty()) {
-      break;
+    if (ended || SendEnded(context) || context.stopBankLoop) {
+      context.notTaken.push_back(patch);
+      continue;
     }
     const int flags = (patch == patches.front() ? 1 : 0) | (patch == patches.back() ? 2 : 0);
-    result = SendPart(dataFile, synth, context, patch, flags, static_cast<std::int64_t>(patch) * synth.voiceSize,
-                      missingScript);
-    if (result < 0 && context.failedPatch < 0) context.failedPatch = patch;
+    result = SendPiece(dataFile, synth, context, patch, flags, static_cast<std::int64_t>(patch) * synth.voiceSize,
+                       missingScript);
+    if (result < 0 || SendEnded(context) || *missingScript) {
+      if (failure == 0) failure = std::min(result, 0);
+      context.notTaken.push_back(patch);
+      // An instrument that refuses one patch may take the others; one that is silent takes none.
+      ended = !context.refused;
+      continue;
+    }
     context.patchesDone.fetch_add(1);
     context.progressCount.fetch_add(1);
     if (context.patchDone) context.patchDone();
-    if (*missingScript) break;
   }
-  return result;
+  return failure < 0 ? failure : result;
+}
+
+namespace {
+
+constexpr std::int64_t kSendAgainWaitMs = 300;
+
+// What a script that sent something tells by its end.
+int SendCode(const MacroOutcome& script, TransferContext& context) {
+  if (script.returned && script.end == 0) {
+    // The script looked after its answers itself.
+    context.unanswered = script.returnValue < 0 && context.unanswered;
+    context.refused = script.returnValue < 0 && !context.unanswered;
+    return script.returnValue < 0 ? script.returnValue : script.result;
+  }
+  if (script.end == kMacroNoResponse || script.end == kMacroNoEnd) return script.end;
+  if (script.result < 0) return script.result;
+  if (context.refused) return transfer_code::kRejected;
+  return context.unanswered ? transfer_code::kNoResponse : script.result;
+}
+
+// An answer came, but not the one that says that all is well.
+bool IsRefusal(int code) {
+  return code == transfer_code::kMissingBytes || (code <= transfer_code::kNoEnd && code >= transfer_code::kTooLarge);
+}
+
+}  // namespace
+
+bool TransferEngine::SendEnded(const TransferContext& context) const {
+  return context.cancel.Cancelled() || context.state.load() >= TransferState::Cancel || context.portGone ||
+         context.sendFailed || !context.scriptStop.empty() || services_.Quitting();
+}
+
+// A piece that is refused or not answered goes out again, as often as one that does not come is asked for.
+int TransferEngine::SendPiece(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
+                              std::int64_t patchOffset, bool* missingScript) {
+  for (int attempt = 0;; ++attempt) {
+    context.unanswered = context.refused = false;
+    const int result = SendPart(dataFile, synth, context, patchIndex, flags, patchOffset, missingScript);
+    if (result >= 0 || SendEnded(context) || !(context.unanswered || context.refused)) return result;
+    if (context.refused) ++context.refusedPieces;
+    if (attempt < context.extraAttempts) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
+    if (SendEnded(context)) return result;
+    if (attempt >= context.extraAttempts) {
+      if (context.sendCause == TransferCause::kNone)
+        context.sendCause = context.refused ? TransferCause::kNotTaken : TransferCause::kNoAnswer;
+      return result;
+    }
+    services_.ForgetReplies(synth.midiInPort);
+    ++context.retriedPieces;
+  }
 }
 
 // patchOffset: where the patch begins in the body; -1: the whole image.
@@ -138,24 +197,34 @@ int TransferEngine::SendPart(DataFile& dataFile, Synth& synth, TransferContext& 
   const ByteWindow body(dataFile.body, dataFile.bodySize);
   const bool looksLikeSysEx = patchOffset >= 0 ? body.At(patchOffset) == 0xF0 : (body.At(0) & 0x80) != 0;
   if (!synth.allowsNonSysEx && !looksLikeSysEx) return -1;
+  int result = 0;
   if (!UsesCommandSequence(synth)) {
     ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
-    return BuiltInProtocols(line).MidiSend(synth, body);
-  }
-  if (!dataFile.transmitScript) {
+    result = BuiltInProtocols(line).MidiSend(synth, body);
+    if (result >= 0 && context.refused) result = transfer_code::kRejected;
+    if (result >= 0 && context.unanswered && services_.CanBeAnswered(context)) result = transfer_code::kNoResponse;
+  } else if (!dataFile.transmitScript) {
     *missingScript = true;
     return 0;
+  } else {
+    const std::span<const std::uint8_t> code(dataFile.transmitScript, dataFile.transmitScriptSize);
+    const std::int64_t from = std::max<std::int64_t>(patchOffset, 0);
+    const MacroBuffer buffer(body.Clamped(from, body.size() - from),
+                             patchOffset >= 0 && PatchAddressable(synth) ? synth.voiceSize : synth.fileSize);
+    const MacroOutcome script = RunTransferMacro(services_, context, synth, code, buffer, patchIndex, flags);
+    result = services_.CanBeAnswered(context) ? SendCode(script, context) : script.result;
+    if (std::exchange(context.stagedLost, false) && result >= 0) {
+      MonitorMsg("A transmit script handed over data that no receive sent.");
+      result = transfer_code::kBadCommand;
+    }
   }
-  const std::span<const std::uint8_t> code(dataFile.transmitScript, dataFile.transmitScriptSize);
-  const std::int64_t from = std::max<std::int64_t>(patchOffset, 0);
-  const MacroBuffer buffer(body.Clamped(from, body.size() - from),
-                           patchOffset >= 0 && PatchAddressable(synth) ? synth.voiceSize : synth.fileSize);
-  const int result = MidiMacro(services_, context, synth, code, buffer, synth.sysExChannel, patchIndex, flags);
-  if (context.staged) {
-    const auto staged = std::move(*context.staged);
-    context.staged.reset();
-    MonitorMsg("A transmit script left a request of %zu bytes that no receive sent.", staged.bytes.size());
+  if (!services_.CanBeAnswered(context)) {
+    context.unanswered = context.refused = false;
+    return result;
   }
+  if (!context.unanswered && IsRefusal(result)) context.refused = true;
+  if (result == transfer_code::kTimeOut || result == transfer_code::kQuiet || result == transfer_code::kStillNoResponse)
+    context.unanswered = true;
   return result;
 }
 

@@ -115,7 +115,7 @@ TransferDesk::Job TransferDesk::Submit(DeskRequest request) {
 
 TransferRefusal TransferDesk::RefusalOf(const DeskStep& step) const {
   if (engine_.services().MidiBlocked()) return {TransferCause::kBlocked, {}};
-  if (step.kind == DeskStep::Kind::kMessages) {
+  if (step.kind == DeskStep::Kind::kMessages || step.kind == DeskStep::Kind::kTask) {
     if (midi_.out().Slot(step.outPort)) return {};
     return {TransferCause::kPortMissing, "There is no MIDI OUT port " + std::to_string(step.outPort + 1) + "."};
   }
@@ -135,8 +135,9 @@ DeskJob::Ports TransferDesk::PortsOf(const DeskStep& step) const {
   const auto add = [](auto& list, auto port) {
     if (port) list.push_back(std::move(port));
   };
-  if (step.kind == DeskStep::Kind::kMessages) {
+  if (step.kind == DeskStep::Kind::kMessages || step.kind == DeskStep::Kind::kTask) {
     add(ports.out, midi_.out().Slot(step.outPort));
+    if (step.inPort >= 0) add(ports.in, midi_.in().GetMidiInPort(step.inPort));
     return ports;
   }
   if (!step.dataFile) return ports;

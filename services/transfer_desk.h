@@ -70,15 +70,22 @@ struct DeskMessage {
 // One transfer of a sequence.  The DataFile stays the caller's (then it, or Abandon, must tell of its end: freeing it
 // does) or belongs to the step.
 struct DeskStep {
-  enum class Kind { kGet, kSend, kMessages };
+  enum class Kind {
+    kGet,
+    kSend,
+    kMessages,
+    kTask,  // work of the caller's on a thread of the desk, while nobody else may use the ports
+  };
   Kind kind = Kind::kGet;
   DataFile* dataFile = nullptr;
   std::shared_ptr<DataFile> owned{};    // instead of dataFile
   std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile, else all
   std::vector<DeskMessage> messages{};  // kMessages
-  int inPort = -1;                      // slots of open ports; -1: as the DataFile says
-  int outPort = -1;                     // kMessages: needed
-  std::string title{};                  // what sentences call it, UTF-8; empty: instrument and data
+  // kTask: runs until it is done, or soon after the token was cancelled.
+  std::function<void(const CancelToken& stop)> task{};
+  int inPort = -1;      // slots of open ports; -1: as the DataFile says
+  int outPort = -1;     // kMessages, kTask: needed
+  std::string title{};  // what sentences call it, UTF-8; empty: instrument and data
   // After the step went well, on the owner's thread: a failure ends the sequence with its text.
   std::function<Result(const DeskResult&)> after{};
 };
@@ -204,6 +211,7 @@ class TransferDesk {
   void BeginStep(const Job& job);
   bool BeginTransfer(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   bool BeginMessages(const Job& job, const DeskStep& step, TransferRefusal* refusal);
+  bool BeginTask(const Job& job, const DeskStep& step, TransferRefusal* refusal);
   void WatchPort(const Job& job, std::shared_ptr<const std::vector<DeskMessage>> messages);
   void HandedOver(const Job& job, int messages, int total, bool enoughMemory);
   void Answered(const Job& job);

@@ -60,8 +60,9 @@ void TransferDesk::BeginStep(const Job& job) {
   job->stop_ = CancelToken();
   const DeskStep& step = job->request_.steps[job->step_];
   TransferRefusal refusal;
-  const bool begun =
-      step.kind == DeskStep::Kind::kMessages ? BeginMessages(job, step, &refusal) : BeginTransfer(job, step, &refusal);
+  const bool begun = step.kind == DeskStep::Kind::kMessages ? BeginMessages(job, step, &refusal)
+                     : step.kind == DeskStep::Kind::kTask   ? BeginTask(job, step, &refusal)
+                                                            : BeginTransfer(job, step, &refusal);
   if (begun) {
     TellState(job, DeskState::kStarted, StartedSentence(FactsOf(*job)));
     // Cancelled while the user was asked something.
@@ -104,6 +105,26 @@ bool TransferDesk::BeginMessages(const Job& job, const DeskStep& step, TransferR
   job->failedBefore_ = job->out_->failedMessages();
   job->outcome_.operation = TransferOperation::kTransmit;
   WatchPort(job, std::make_shared<const std::vector<DeskMessage>>(step.messages));
+  return true;
+}
+
+bool TransferDesk::BeginTask(const Job& job, const DeskStep& step, TransferRefusal* refusal) {
+  job->out_ = midi_.out().Slot(step.outPort);
+  if (!job->out_ || !step.task) {
+    *refusal = RefusalOf(step);
+    return false;
+  }
+  job->failedBefore_ = job->out_->failedMessages();
+  job->outcome_.operation = TransferOperation::kTransmit;
+  job->outcome_.ok = true;
+  job->begun_ = true;
+  const Receiver::Token life = receiver_.token();
+  job->thread_ = WorkerThread(engine_.clock(), [this, &dispatcher = dispatcher_, life, job, task = step.task,
+                                                stop = job->stop_, out = job->out_] {
+    if (!WithMemory([&] { task(stop); })) stop.Cancel();
+    if (stop.Cancelled()) out->WaitIdle(kStopMs, nullptr);
+    dispatcher.PostTo(life, [this, job] { PortDone(job); });
+  });
   return true;
 }
 

@@ -12,6 +12,21 @@ constexpr int kMaxItems = 4096;
 constexpr int kMaxItemBytes = 65536;
 constexpr std::size_t kMaxDescriptionBytes = 1U << 20;
 
+// The inside of the brackets and the closing one.
+bool SendRange(std::string_view text, RuleInfo::Send* send) {
+  text.remove_suffix(1);
+  send->absolute = text.starts_with("=");
+  if (send->absolute) text.remove_prefix(1);
+  if (const std::size_t slash = text.find('/'); slash != std::string_view::npos) {
+    send->step = ReadSimNumber(text.substr(slash + 1)).value_or(0);
+    text = text.substr(0, slash);
+  }
+  const std::size_t dots = text.find("..");
+  send->first = ReadSimNumber(text.substr(0, dots)).value_or(-1);
+  send->last = dots == std::string_view::npos ? send->first : ReadSimNumber(text.substr(dots + 2)).value_or(-1);
+  return send->step >= 1 && send->first >= 0 && send->first <= send->last && send->last < kMaxItems;
+}
+
 // Reads the lines of one description into the record; the first problem ends it.
 class DescriptionReader {
  public:
@@ -168,6 +183,7 @@ class DescriptionReader {
     if (key_ == "key") return Text(out_.key);
     if (key_ == "name") return Text(out_.name);
     if (key_ == "port") return Text(out_.portName);
+    if (key_ == "stands_for") return StandsFor();
     if (key_ == "device_base") return Number(out_.deviceBase, 0, 127);
     if (key_ == "device") return Number(out_.device, 0, 127);
     if (key_ == "memory_protect") return YesNo(out_.memoryProtect);
@@ -177,7 +193,16 @@ class DescriptionReader {
     if (key_ == "request_gap_ms") return Number(out_.requestGapMs, 0, 60000);
     if (key_ == "mode") return Number(out_.mode, 0, 127);
     if (key_ == "dump") return Sends(out_.dump);
+    if (key_ == "file") return Sends(out_.file);
     return false;
+  }
+
+  bool StandsFor() {
+    const auto pieces = SeparatedPieces(value_, '/');
+    if (pieces.size() != 2) return Fail("expected an instrument / the beginning of its data types"), true;
+    out_.standsFor = pieces[0];
+    out_.standsForTypes = pieces[1];
+    return true;
   }
 
   bool AreaLine(AreaInfo& area) {
@@ -453,34 +478,9 @@ class DescriptionReader {
     return true;
   }
 
-  // "MESSAGE", "MESSAGE[0..99]", "MESSAGE[0..60/4]" (every fourth), "MESSAGE[=32]" (whatever bank is chosen), separated
-  // by blanks
   bool Sends(std::vector<RuleInfo::Send>& sends) {
-    for (const std::string_view word : BlankSeparatedWords(value_)) {
-      RuleInfo::Send send;
-      const std::size_t bracket = word.find('[');
-      send.message = std::string(word.substr(0, bracket));
-      if (bracket != std::string_view::npos && (word.back() != ']' || !SendRange(word.substr(bracket + 1), send)))
-        Fail("expected a range like [0..99]");
-      sends.push_back(send);
-    }
+    if (!ParseSends(value_, &sends)) Fail("expected messages and ranges like [0..99]");
     return true;
-  }
-
-  // The inside of the brackets and the closing one.
-  static bool SendRange(std::string_view text, RuleInfo::Send& send) {
-    text.remove_suffix(1);
-    send.absolute = text.starts_with("=");
-    if (send.absolute) text.remove_prefix(1);
-    if (const std::size_t slash = text.find('/'); slash != std::string_view::npos) {
-      send.step = ReadSimNumber(text.substr(slash + 1)).value_or(0);
-      text = text.substr(0, slash);
-    }
-    const std::size_t dots = text.find("..");
-    if (dots == std::string_view::npos && !send.absolute) return false;
-    send.first = ReadSimNumber(text.substr(0, dots)).value_or(-1);
-    send.last = dots == std::string_view::npos ? send.first : ReadSimNumber(text.substr(dots + 2)).value_or(-1);
-    return send.step >= 1 && send.first >= 0 && send.first <= send.last && send.last < kMaxItems;
   }
 
   bool RuleLine(RuleInfo& rule) {
@@ -591,6 +591,18 @@ class DescriptionReader {
 };
 
 }  // namespace
+
+bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends) {
+  for (const std::string_view word : BlankSeparatedWords(text)) {
+    RuleInfo::Send send;
+    const std::size_t bracket = word.find('[');
+    send.message = std::string(word.substr(0, bracket));
+    if (bracket != std::string_view::npos && (word.back() != ']' || !SendRange(word.substr(bracket + 1), &send)))
+      return false;
+    sends->push_back(send);
+  }
+  return true;
+}
 
 DescriptionResult ParseDescription(std::string_view text, const std::string& source) {
   if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description."};

@@ -196,6 +196,8 @@ struct InstrumentDescription {
   std::string key;
   std::string name;
   std::string portName;
+  // The data types of a sister model that this one answers: name of the instrument, beginning of the types' names.
+  std::string standsFor, standsForTypes;
   int deviceBase = 0;
   int device = 0;
   bool memoryProtect = false;  // as it comes out of the box
@@ -209,7 +211,8 @@ struct InstrumentDescription {
   std::vector<MessageInfo> messages;
   std::vector<RuleInfo> rules;
   std::map<std::string, BytePattern> statuses;
-  std::vector<RuleInfo::Send> dump;
+  std::vector<RuleInfo::Send> dump;  // what the panel sends as "everything"
+  std::vector<RuleInfo::Send> file;  // what another one of its kind has to hear to hold the same; as the dump by itself
   std::optional<RolandInfo> roland;
   std::optional<CasioInfo> casio;
   std::optional<HydraInfo> hydra;
@@ -227,6 +230,10 @@ struct DescriptionResult {
 // Fills in what a description leaves out and looks at what can only be seen when everything is there; false with what
 // is wrong (no full stop).  Part of ParseDescription.
 bool CompleteDescription(InstrumentDescription* description, std::string* problem);
+
+// "MESSAGE", "MESSAGE[5]", "MESSAGE[0..99]" (of the bank that is chosen), "MESSAGE[0..60/4]" (every fourth),
+// "MESSAGE[=32]" (whatever bank is chosen), separated by blanks.  False: it is no such list.
+bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends);
 
 // Parses the text of a description; `source` is named in problems.  Survives any input.
 DescriptionResult ParseDescription(std::string_view text, const std::string& source);

@@ -59,6 +59,9 @@ bool CompleteDescription(InstrumentDescription* description, std::string* proble
     if (block->parts.empty() || block->head.size() != head || head < out.fileTransfer->frame.size())
       return fail("message " + send.message + " is no block of the file transfer");
   }
+  for (const RuleInfo::Send& send : out.file)
+    if (out.FindMessage(send.message) == nullptr) return fail("there is no message " + send.message);
+  if (out.file.empty()) out.file = out.dump;
   for (const RuleInfo::Send& send : out.dump)
     if (!out.roland && out.FindMessage(send.message) == nullptr && !out.casio && !out.hydra)
       return fail("there is no message " + send.message);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/text.h"
 #include "simulator/casio_engine.h"
 #include "simulator/engine_core.h"
 #include "simulator/file_transfer_engine.h"
@@ -146,6 +147,22 @@ std::unique_ptr<SimulatedInstrument> SimulatedInstrument::Create(std::string_vie
   return std::make_unique<SimulatedInstrument>(std::move(*result.description));
 }
 
+std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateFor(std::string_view instrument, std::string_view type,
+                                                                    std::string* problem) {
+  std::unique_ptr<SimulatedInstrument> own;
+  for (const std::string& key : SimulatedInstrumentKeys()) {
+    auto candidate = Create(key, problem);
+    if (!candidate) continue;
+    const InstrumentDescription& what = candidate->description();
+    const bool sister = AsciiEqualNoCase(what.standsFor, instrument) && !what.standsForTypes.empty() &&
+                        AsciiStartsWithNoCase(type, what.standsForTypes);
+    if (sister) return candidate;
+    if (AsciiEqualNoCase(what.name, instrument)) own = std::move(candidate);
+  }
+  if (!own) *problem = "There is no simulated " + std::string(instrument) + ".";
+  return own;
+}
+
 std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateForDump(std::span<const std::uint8_t> dump,
                                                                         std::string* problem) {
   std::unique_ptr<SimulatedInstrument> best;
@@ -234,7 +251,7 @@ std::vector<std::uint8_t> SimulatedInstrument::Dump() const {
         append(DumpOf(send.message, item));
     return dump;
   }
-  for (const auto& message : state_->messages.Messages(description().dump, 0)) append(message);
+  for (const auto& message : state_->messages.Everything()) append(message);
   return dump;
 }
 
@@ -250,6 +267,14 @@ std::vector<std::uint8_t> SimulatedInstrument::DumpOf(std::string_view message, 
   if (state_->roland)
     for (const auto& piece : state_->roland->ItemMessages(area, item))
       bytes.insert(bytes.end(), piece.begin(), piece.end());
+  return bytes;
+}
+
+std::vector<std::uint8_t> SimulatedInstrument::FileOf(std::string_view message, int item) const {
+  std::vector<std::uint8_t> bytes;
+  if (const MessageInfo* info = description().FindMessage(message)) bytes = state_->messages.BankChoice(*info, item);
+  const std::vector<std::uint8_t> dump = DumpOf(message, item);
+  bytes.insert(bytes.end(), dump.begin(), dump.end());
   return bytes;
 }
 
@@ -312,19 +337,61 @@ bool SimulatedInstrument::StorePatch(std::string_view area, int item) {
          state_->core.memory.StoreEdit(description(), index, item);
 }
 
-std::vector<Reply> SimulatedInstrument::PanelSend(std::string_view message, int item) {
+bool SimulatedInstrument::PressOne(std::string_view message, int item) {
   State& s = *state_;
-  if (s.core.faults.vanished()) return {};
   const int area = description().FindArea(message);
   const MessageInfo* info = description().FindMessage(message);
-  if (message == "everything") {
+  if (message == "everything" && (s.roland || s.casio || s.hydra)) {
     for (auto& piece : ScanSysEx(Dump())) s.core.Answer(std::move(piece));
+  } else if (message == "everything") {
+    s.messages.SendAll(description().dump, 0);
   } else if (info != nullptr) {
     if (auto bytes = s.messages.Encode(*info, item); !bytes.empty()) s.core.Answer(std::move(bytes));
   } else if (s.roland && area >= 0) {
     for (auto& piece : s.roland->ItemMessages(area, item)) s.core.Answer(std::move(piece));
+  } else {
+    return false;
   }
-  return s.TakeAnswers();
+  return true;
+}
+
+std::vector<Reply> SimulatedInstrument::PanelSend(std::string_view message, int item) {
+  if (vanished()) return {};
+  PressOne(message, item);
+  return state_->TakeAnswers();
+}
+
+bool SimulatedInstrument::Press(std::string_view list, std::vector<Reply>* replies, std::string* problem) {
+  State& s = *state_;
+  std::vector<RuleInfo::Send> sends;
+  if (!ParseSends(list, &sends) || sends.empty()) {
+    *problem = "\"" + std::string(list) + "\" is no list like MESSAGE or MESSAGE[0..31].";
+    return false;
+  }
+  if (vanished()) return true;
+  for (const RuleInfo::Send& send : sends) {
+    const MessageInfo* info = description().FindMessage(send.message);
+    const int bankStart = info && !send.absolute ? info->bankSize * s.core.bank : 0;
+    for (int item = std::max(send.first, 0); item <= std::max(send.last, 0); item += send.step) {
+      if (PressOne(send.message, item + bankStart)) continue;
+      *problem = "The panel of the simulated " + description().name + " sends no \"" + send.message + "\"; it sends:";
+      for (const std::string& key : PanelKeys()) *problem += " " + key;
+      *problem += ".";
+      s.core.answers.clear();
+      return false;
+    }
+  }
+  *replies = s.TakeAnswers();
+  return true;
+}
+
+std::vector<std::string> SimulatedInstrument::PanelKeys() const {
+  std::vector<std::string> keys;
+  for (const MessageInfo& message : description().messages) keys.push_back(message.key);
+  if (description().roland)
+    for (const AreaInfo& area : description().areas) keys.push_back(area.key);
+  keys.emplace_back("everything");
+  return keys;
 }
 
 std::vector<PanelEntry> SimulatedInstrument::PanelList(std::string_view area) const {

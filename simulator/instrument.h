@@ -44,6 +44,9 @@ class SimulatedInstrument {
 
   // By key, with its description from the resource folder; null and a sentence in *problem when that fails.
   static std::unique_ptr<SimulatedInstrument> Create(std::string_view key, std::string* problem);
+  // By the name of an instrument and of one of its data types (single bytes; empty: any): a sister model may know it.
+  static std::unique_ptr<SimulatedInstrument> CreateFor(std::string_view instrument, std::string_view type,
+                                                        std::string* problem);
 
   // The instrument a raw SysEx dump belongs to, loaded with it: of all descriptions the one that takes the most of its
   // messages.  Null and a sentence in *problem when none takes any.
@@ -66,10 +69,13 @@ class SimulatedInstrument {
   // places do not hold.  Edit buffers the dump says nothing about take the first item of a bank that it fills, as when
   // the instrument is switched on.
   LoadResult LoadDump(std::span<const std::uint8_t> dump);
-  // Memory as the SysEx the instrument would send when asked for everything.
+  // Memory as the SysEx the instrument would send when asked for everything; banks whose number is not in their
+  // messages are chosen first.
   std::vector<std::uint8_t> Dump() const;
   // One kind of message (keys as in the description), for the item where the kind has several; empty: no such message.
   std::vector<std::uint8_t> DumpOf(std::string_view message, int item = 0) const;
+  // The same for a file: what chooses the item's bank goes first where the message does not say it.
+  std::vector<std::uint8_t> FileOf(std::string_view message, int item) const;
   // Address based instruments: the messages that answer a request for `bytes` bytes from the linear address.
   std::vector<std::vector<std::uint8_t>> DumpRange(std::uint32_t address, std::uint32_t bytes) const;
 
@@ -95,6 +101,9 @@ class SimulatedInstrument {
   bool StorePatch(std::string_view area, int item);
   // The panel's send function: messages without being asked; "everything" sends what Dump() holds.
   std::vector<Reply> PanelSend(std::string_view message, int item = 0);
+  // A list of them: "KEY", "KEY[5]", "KEY[0..99]"...  False and a sentence in *problem when one of them is not known.
+  bool Press(std::string_view list, std::vector<Reply>* replies, std::string* problem);
+  std::vector<std::string> PanelKeys() const;  // what the panel can send
   // The patch list of all areas that the panel shows, or of one of them.
   std::vector<PanelEntry> PanelList(std::string_view area = {}) const;
   // What the display says about the last thing that happened, e.g. "CHECKSUM ERROR"; empty at first.
@@ -112,6 +121,7 @@ class SimulatedInstrument {
   int messagesSent() const;
 
  private:
+  bool PressOne(std::string_view message, int item);  // false: the panel does not know the message
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -319,19 +319,51 @@ bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
   return false;
 }
 
-std::vector<std::vector<std::uint8_t>> MessageEngine::Messages(const std::vector<RuleInfo::Send>& sends,
-                                                               int item) const {
-  std::vector<std::vector<std::uint8_t>> messages;
+void MessageEngine::EachItem(const std::vector<RuleInfo::Send>& sends, int item,
+                             const std::function<void(const MessageInfo& message, int item)>& use) const {
   for (const RuleInfo::Send& send : sends) {
     const MessageInfo* info = core_.description.FindMessage(send.message);
     if (info == nullptr) continue;
     const int bankStart = send.absolute ? 0 : info->bankSize * core_.bank;
     const int first = send.first < 0 ? item : send.first + bankStart;
     const int last = send.last < 0 ? item : send.last + bankStart;
-    for (int i = first; i <= last; i += send.step)
-      if (auto bytes = Encode(*info, i); !bytes.empty()) messages.push_back(std::move(bytes));
+    for (int i = first; i <= last; i += send.step) use(*info, i);
   }
+}
+
+std::vector<std::vector<std::uint8_t>> MessageEngine::Messages(const std::vector<RuleInfo::Send>& sends,
+                                                               int item) const {
+  std::vector<std::vector<std::uint8_t>> messages;
+  EachItem(sends, item, [&](const MessageInfo& info, int i) {
+    if (auto bytes = Encode(info, i); !bytes.empty()) messages.push_back(std::move(bytes));
+  });
   return messages;
+}
+
+std::vector<std::vector<std::uint8_t>> MessageEngine::Everything() const {
+  std::vector<std::vector<std::uint8_t>> messages;
+  int chosen = 0;  // as after switching on
+  EachItem(core_.description.file, 0, [&](const MessageInfo& info, int item) {
+    auto bytes = Encode(info, item);
+    if (bytes.empty()) return;
+    auto bank = BankChoice(info, item);
+    if (!bank.empty() && item / info.bankSize != chosen) {
+      chosen = item / info.bankSize;
+      if (messages.empty() || messages.back() != bank) messages.push_back(std::move(bank));
+    }
+    messages.push_back(std::move(bytes));
+  });
+  return messages;
+}
+
+std::vector<std::uint8_t> MessageEngine::BankChoice(const MessageInfo& message, int item) const {
+  if (message.bankSize == 0) return {};
+  const auto saysBank = [](const PatternToken& token) { return token.name == "bank"; };
+  if (std::any_of(message.head.begin(), message.head.end(), saysBank)) return {};
+  for (const RuleInfo& rule : core_.description.rules)
+    if (rule.action == RuleInfo::Action::kBank)
+      return EmitPattern(rule.match, core_.device, core_.description.deviceBase, {{"bank", item / message.bankSize}});
+  return {};
 }
 
 void MessageEngine::SendAll(const std::vector<RuleInfo::Send>& sends, int item) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -25,6 +26,11 @@ class MessageEngine {
   void SendAll(const std::vector<RuleInfo::Send>& sends, int item);
   // The messages of a list, for `item` where it names none.
   std::vector<std::vector<std::uint8_t>> Messages(const std::vector<RuleInfo::Send>& sends, int item) const;
+  // What the instrument would say to be understood by another one of its kind: the messages
+  // of the description's `file`, and those that choose a bank.
+  std::vector<std::vector<std::uint8_t>> Everything() const;
+  // The message that chooses the bank of an item; empty: the item's own message says it, or there are no banks.
+  std::vector<std::uint8_t> BankChoice(const MessageInfo& message, int item) const;
 
  private:
   struct PartRange {
@@ -35,6 +41,9 @@ class MessageEngine {
     std::size_t offset = 0;  // the bytes of each item that are meant
     std::size_t bytes = 0;
   };
+  // The items a list means, one after the other.
+  void EachItem(const std::vector<RuleInfo::Send>& sends, int item,
+                const std::function<void(const MessageInfo& message, int item)>& use) const;
   std::vector<PartRange> Ranges(const MessageInfo& message, int item) const;
   // Bytes of the data before packing.
   static std::size_t PlainSize(const std::vector<PartRange>& ranges);

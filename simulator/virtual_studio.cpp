@@ -119,6 +119,16 @@ bool VirtualStudio::PanelSend(std::size_t place, std::string_view message, int i
   return !replies.empty();
 }
 
+bool VirtualStudio::Press(std::size_t place, std::string_view list, std::string* problem) {
+  if (place >= cables_.size() || !cables_[place]->instrument) return false;
+  Cable& cable = *cables_[place];
+  const std::lock_guard lock(cable.mutex);
+  std::vector<Reply> replies;
+  if (!cable.instrument->Press(list, &replies, problem)) return false;
+  SendReplies(cable, replies);
+  return true;
+}
+
 void VirtualStudio::AnswerOn(std::size_t place, std::size_t otherPlace) {
   if (place >= cables_.size() || otherPlace >= cables_.size()) return;
   const std::lock_guard lock(cables_[place]->mutex);

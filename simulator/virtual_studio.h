@@ -51,6 +51,8 @@ class VirtualStudio {
   std::int64_t Carried(std::size_t place) const;
   // The instrument's panel sends without being asked.
   bool PanelSend(std::size_t place, std::string_view message, int item = 0);
+  // As SimulatedInstrument::Press; also false where there is no instrument.
+  bool Press(std::size_t place, std::string_view list, std::string* problem);
 
   // What the instrument at `place` says comes in on the port of another place, as with cables put in crosswise.
   void AnswerOn(std::size_t place, std::size_t otherPlace);

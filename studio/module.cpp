@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::uint32_t kMaxInitialImage = 16u << 20;  // images of shipped data types are far smaller
 constexpr std::size_t kMaxProblems = 1000;
+constexpr std::uint8_t kKindWithoutVoices = 30;
 
 // One data type while it is put together.
 struct TypeBuild {
@@ -247,16 +248,17 @@ void ModuleBuilder::FillDefaults(TypeBuild* build) {
   Synth& s = build->synth;
   if (!s.shortName[0]) CopyText(s.shortName, header_.shortName);
   s.driverId = static_cast<std::uint16_t>(build->type->driverId);
-  if (s.numVoices == 0) s.numVoices = 1;
-  if (s.voiceSize == 0 && s.numVoices == 1 && s.fileSize > s.headerSize) s.voiceSize = s.fileSize - s.headerSize;
+  if (!build->IsSet("numVoices")) s.numVoices = 1;
+  if (s.voiceSize == 0 && s.numVoices <= 1 && s.fileSize > s.headerSize) s.voiceSize = s.fileSize - s.headerSize;
   if (s.voiceBytes == 0) s.voiceBytes = s.voiceSize;
   if (!build->IsSet("isBank")) s.isBank = s.numVoices > 1;
   if (!build->IsSet("optionBits")) s.optionBits = 3;
   if (!build->IsSet("startsEmpty")) s.startsEmpty = 1;
   if (!build->IsSet("sysExChannelMax")) s.sysExChannelMax = 15;
-  if (!build->IsSet("dataKind")) s.dataKind = s.numVoices > 1 ? 2 : 1;
+  if (!build->IsSet("dataKind")) s.dataKind = s.numVoices == 0 ? kKindWithoutVoices : s.numVoices > 1 ? 2 : 1;
   if (!build->IsSet("numberFormat")) s.numberFormat = kNumberFormatPlain;
-  if (!build->IsSet("patchMax")) SetPatchMax(&s, static_cast<int>(std::min<std::uint32_t>(s.numVoices - 1, 65535)));
+  if (!build->IsSet("patchMax"))
+    SetPatchMax(&s, static_cast<int>(std::min<std::uint32_t>(std::max(1U, +s.numVoices) - 1, 65535)));
   s.sysExChannel = s.sysExChannelDefault;
   s.midiChannel = s.midiChannelDefault;
   s.dumpRequestHasChannel = s.dumpRequestChannelOffset != 0;

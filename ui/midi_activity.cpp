@@ -5,6 +5,7 @@
 #include <QScrollArea>
 #include <QTimer>
 
+#include "midi/port_report.h"
 #include "ui/led_colors.h"
 #include "ui/plain_text.h"
 
@@ -13,6 +14,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kLookMs = 50;
+constexpr int kLooksOfReport = 10;  // texts change twice a second
 
 }  // namespace
 
@@ -39,8 +41,8 @@ void ActivityLight::paintEvent(QPaintEvent*) {
   painter.drawEllipse(rect().adjusted(1, 1, -2, -2));
 }
 
-MidiActivityDock::MidiActivityDock(MidiIn& in, MidiOut& out, QWidget* parent)
-    : QDockWidget(tr("MIDI Activity"), parent), in_(in), out_(out), timer_(new QTimer(this)) {
+MidiActivityDock::MidiActivityDock(MidiPortSystem& midi, QWidget* parent)
+    : QDockWidget(tr("MIDI Activity"), parent), midi_(midi), timer_(new QTimer(this)) {
   setObjectName(QStringLiteral("MidiActivity"));
   connect(timer_, &QTimer::timeout, this, &MidiActivityDock::Look);
   Rebuild();
@@ -50,6 +52,10 @@ void MidiActivityDock::AddRow(QGridLayout* grid, const QString& name, ActivityLi
   const int row = grid->rowCount();
   grid->addWidget(light, row, 0);
   grid->addWidget(new PlainLabel(name), row, 1);
+  auto* summary = new PlainLabel;
+  summary->setForegroundRole(QPalette::PlaceholderText);
+  grid->addWidget(summary, row + 1, 1);
+  summaries_.push_back(summary);
 }
 
 void MidiActivityDock::Rebuild() {
@@ -58,19 +64,21 @@ void MidiActivityDock::Rebuild() {
   grid->setColumnStretch(1, 1);
   inputs_.clear();
   outputs_.clear();
-  auto* inHead = new PlainLabel(in_.InPorts() ? tr("MIDI IN") : tr("No MIDI IN port is open."), content);
+  summaries_.clear();
+  MidiIn& in = midi_.in();
+  auto* inHead = new PlainLabel(in.InPorts() ? tr("MIDI IN") : tr("No MIDI IN port is open."), content);
   grid->addWidget(inHead, 0, 0, 1, 2);
-  for (int i = 0; i < in_.InPorts(); ++i) {
+  for (int i = 0; i < in.InPorts(); ++i) {
     inputs_.push_back(new ActivityLight(content));
-    AddRow(grid, ShownUtf8(in_.INGETPORTNAME(i)), inputs_.back());
+    AddRow(grid, ShownUtf8(in.INGETPORTNAME(i)), inputs_.back());
   }
   int count = 0;
-  out_.OUTNUMPORTS(&count);
+  midi_.out().OUTNUMPORTS(&count);
   grid->addWidget(new PlainLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), content), grid->rowCount(),
                   0, 1, 2);
   for (int i = 0; i < count; ++i) {
     outputs_.push_back(new ActivityLight(content));
-    AddRow(grid, ShownUtf8(out_.OUTGETPORTNAME(i)), outputs_.back());
+    AddRow(grid, ShownUtf8(midi_.out().OUTGETPORTNAME(i)), outputs_.back());
   }
   grid->setRowStretch(grid->rowCount(), 1);
   auto* scroll = new QScrollArea;
@@ -79,15 +87,28 @@ void MidiActivityDock::Rebuild() {
   scroll->setWidget(content);
   delete widget();
   setWidget(scroll);
+  ShowReports();
+}
+
+void MidiActivityDock::ShowReports() {
+  const std::vector<PortReport> reports = ReportPorts(midi_);
+  if (reports.size() != summaries_.size()) return;  // ports came or went: Rebuild follows
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    const QString text = ShownUtf8(PortSummary(reports[i]));
+    if (summaries_[i]->text() == text) continue;
+    summaries_[i]->setText(text);
+    SetToolTip(summaries_[i], text);
+  }
 }
 
 void MidiActivityDock::Look() {
+  if (++looks_ % kLooksOfReport == 0) ShowReports();
   for (std::size_t i = 0; i < inputs_.size(); ++i) {
-    const auto port = in_.GetMidiInPort(static_cast<int>(i));
+    const auto port = midi_.in().GetMidiInPort(static_cast<int>(i));
     inputs_[i]->SetOn(port && port->GetActive() != 0);
   }
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
-    const auto port = out_.Slot(static_cast<int>(i));
+    const auto port = midi_.out().Slot(static_cast<int>(i));
     outputs_[i]->SetOn(port && port->GetActive() != 0);
   }
 }

@@ -3,8 +3,7 @@
 #include <QDockWidget>
 #include <vector>
 
-#include "midi/midi_input.h"
-#include "midi/midi_output.h"
+#include "midi/port_system.h"
 
 class QTimer;
 class QGridLayout;
@@ -28,12 +27,15 @@ class ActivityLight final : public QWidget {
   bool on_ = false;
 };
 
-// A light for every open MIDI port.  Looks at the ports 20 times a second while it is visible, else not at all.
+class PlainLabel;
+
+// A light for every open MIDI port, and what happened on its line.  Looks at the ports 20 times a second while it is
+// visible, else not at all.
 class MidiActivityDock final : public QDockWidget {
   Q_OBJECT
 
  public:
-  MidiActivityDock(MidiIn& in, MidiOut& out, QWidget* parent = nullptr);
+  explicit MidiActivityDock(MidiPortSystem& midi, QWidget* parent = nullptr);
   // The open ports changed.
   void Rebuild();
 
@@ -43,11 +45,13 @@ class MidiActivityDock final : public QDockWidget {
 
  private:
   void Look();
+  void ShowReports();
   void AddRow(QGridLayout* grid, const QString& name, ActivityLight* light);
 
-  MidiIn& in_;
-  MidiOut& out_;
+  MidiPortSystem& midi_;
   QTimer* timer_;
+  int looks_ = 0;
+  std::vector<PlainLabel*> summaries_;  // in the order of the rows
   std::vector<ActivityLight*> inputs_;
   std::vector<ActivityLight*> outputs_;
 };

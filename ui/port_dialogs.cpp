@@ -1,6 +1,7 @@
 #include "ui/port_dialogs.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -47,8 +48,9 @@ PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget*
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
   connect(buttons, &QDialogButtonBox::accepted, this, &PVMidiPorts::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &PVMidiPorts::reject);
-  layout->addWidget(buttons);
   FillList();
+  if (!in) BuildSpeeds(layout);
+  layout->addWidget(buttons);
   connect(openAll_, &QCheckBox::toggled, list_, &QWidget::setDisabled);
 }
 
@@ -65,6 +67,45 @@ void PVMidiPorts::BuildBuffers(QVBoxLayout* layout, const PortProfileSettings& s
   form->addRow(tr("SysEx &buffers of each port:"), bufferCount_);
   form->addRow(tr("&Size of a buffer:"), bufferSize_);
   layout->addWidget(group);
+}
+
+void PVMidiPorts::BuildSpeeds(QVBoxLayout* layout) {
+  auto* group = new QGroupBox(tr("S&peed"), this);
+  auto* form = new QFormLayout(group);
+  speedPort_ = new QComboBox(group);
+  speedPort_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  speed_ = new QSpinBox(group);
+  speed_->setRange(0, kMostPortSpeed);
+  speed_->setSingleStep(1000);
+  speed_->setGroupSeparatorShown(true);
+  speed_->setSuffix(tr(" bytes/s"));
+  speed_->setSpecialValueText(tr("MIDI cable (3,125 bytes/s)"));
+  SetToolTip(speed_, tr("What the port takes: more only for USB without a MIDI cable behind it"));
+  form->addRow(tr("&Port:"), speedPort_);
+  form->addRow(tr("It &takes:"), speed_);
+  layout->addWidget(group);
+  for (int i = 0; i < list_->count(); ++i)
+    if (const QVariant name = list_->item(i)->data(Qt::UserRole); name.isValid())
+      speedPort_->addItem(ShownLine(name.toString()), name);
+  group->setEnabled(speedPort_->count() > 0);
+  const auto show = [this] {
+    const std::string name = ToUtf8(speedPort_->currentData().toString());
+    const auto changed = speeds_.find(name);
+    const QSignalBlocker quiet(speed_);
+    speed_->setValue(static_cast<int>(changed == speeds_.end() ? midi_.PortSpeed(name) : changed->second));
+  };
+  connect(speedPort_, &QComboBox::currentIndexChanged, this, show);
+  connect(speed_, &QSpinBox::valueChanged, this, [this](int bytes) {
+    speeds_[ToUtf8(speedPort_->currentData().toString())] = static_cast<std::uint32_t>(bytes);
+  });
+  show();
+}
+
+Result PVMidiPorts::KeepSpeeds() {
+  Result result;
+  for (const auto& [name, bytes] : speeds_)
+    if (Result kept = midi_.SetPortSpeed(name, bytes); !kept.ok()) result = kept;
+  return result;
 }
 
 void PVMidiPorts::AddPort(const std::string& name, const QString& note, bool selected) {
@@ -120,6 +161,7 @@ void PVMidiPorts::accept() {
   } else {
     midi_.MidiPortOutClosePorts();
     saved = midi_.SetPortOutProfile(map);
+    if (const Result speeds = KeepSpeeds(); saved.ok()) saved = speeds;
     midi_.SetMidiOutPortMap(map);
     midi_.MidiPortOutOpenPorts({}, true);
   }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <QDialog>
+#include <map>
 
 #include "midi/port_system.h"
 
 class QCheckBox;
+class QComboBox;
 class QDialogButtonBox;
 class QListWidget;
 class QSpinBox;
@@ -13,7 +15,8 @@ class QVBoxLayout;
 namespace tonalith {
 
 // Which ports of one direction the program opens.  OK closes all ports of the direction, keeps the choice in the
-// profile and opens the chosen ports again; Cancel changes nothing.
+// profile and opens the chosen ports again; Cancel changes nothing.  Outputs may take more bytes a second than a MIDI
+// cable carries.
 class PVMidiPorts : public QDialog {
   Q_OBJECT
 
@@ -25,12 +28,17 @@ class PVMidiPorts : public QDialog {
   // Null in the dialog for outputs and where the profile hides them.
   QSpinBox* bufferCount() { return bufferCount_; }
   QSpinBox* bufferSize() { return bufferSize_; }
+  // Null in the dialog for inputs: bytes a second of the chosen output; 0 is a MIDI cable.
+  QComboBox* speedPort() { return speedPort_; }
+  QSpinBox* speed() { return speed_; }
 
   void accept() override;
 
  private:
   void FillList();
   void AddPort(const std::string& name, const QString& note, bool selected);
+  void BuildSpeeds(QVBoxLayout* layout);
+  Result KeepSpeeds();
   void BuildBuffers(QVBoxLayout* layout, const PortProfileSettings& settings);
   PortMap Chosen() const;
 
@@ -40,6 +48,9 @@ class PVMidiPorts : public QDialog {
   QCheckBox* openAll_;
   QSpinBox* bufferCount_ = nullptr;
   QSpinBox* bufferSize_ = nullptr;
+  QComboBox* speedPort_ = nullptr;
+  QSpinBox* speed_ = nullptr;
+  std::map<std::string, std::uint32_t> speeds_;  // that were changed, by the name of the port
 };
 
 class PVMidiIn final : public PVMidiPorts {

@@ -115,6 +115,7 @@ class JackOutputHandle final : public MidiOutputHandle {
   void Reset() override { output_->pacing.GiveUp(); }
   void SetMaxRate(std::uint32_t) override {}  // the period budget is the only limit of this backend
   bool Alive() const override { return !output_->end.gone.load(); }
+  std::uint64_t Reconnects() const override { return output_->end.reconnects.load(); }
 
  private:
   std::shared_ptr<JackBackend> owner_;
@@ -127,6 +128,7 @@ class JackInputHandle final : public MidiInputHandle {
       : owner_(std::move(owner)), input_(std::move(input)) {}
   ~JackInputHandle() override { owner_->CloseInput(input_); }
   bool Alive() const override { return !input_->end.gone.load(); }
+  std::uint64_t Reconnects() const override { return input_->end.reconnects.load(); }
 
  private:
   std::shared_ptr<JackBackend> owner_;
@@ -251,13 +253,18 @@ void JackBackend::PortRegistered(jack_port_id_t id, int comes, void* self) {
 
 void JackBackend::PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* self) {
   auto* backend = static_cast<JackBackend*>(self);
-  if (const Session session = backend->Live(); session && !connected) {
+  if (const Session session = backend->Live()) {
     jack_client_t* client = session->client.load();
     const jack_port_t* from = client ? jack_port_by_id(client, a) : nullptr;
     const jack_port_t* to = client ? jack_port_by_id(client, b) : nullptr;
     std::lock_guard guard(backend->mutex_);
-    for (const auto& output : backend->outputs_)
-      if (output->end.own == from && output->end.other == to) output->pacing.Cut();
+    for (const auto& output : backend->outputs_) {
+      if (output->end.own != from || output->end.other != to) continue;
+      output->end.Linked(connected != 0);
+      if (!connected) output->pacing.Cut();
+    }
+    for (const auto& input : backend->inputs_)
+      if (input->end.own == to && input->end.other == from) input->end.Linked(connected != 0);
   }
   backend->PortNews();
 }

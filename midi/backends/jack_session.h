@@ -45,6 +45,16 @@ struct JackEnd {
   jack_port_t* other = nullptr;  // as it was when we connected; compared, never used
   bool seen = false;             // the connection showed once; the feeding thread's
   std::atomic<bool> gone{false};
+  std::atomic<bool> cut{false};  // by somebody else, and not connected again
+  std::atomic<std::uint64_t> reconnects{0};
+
+  void Linked(bool connected) {
+    if (!connected) {
+      cut.store(true);
+    } else if (cut.exchange(false)) {
+      reconnects.fetch_add(1);
+    }
+  }
 };
 
 struct JackOutput {

@@ -191,6 +191,33 @@ TEST_F(TransferCommands, SelectedPatchesOnly) {
   Fails({"receive", "dx7", "voice bank", some, "--virtual", "factory", "--patch", "1"}, "as a whole");
 }
 
+// A cable from output to input: every byte is counted, and what is wrong with it is said.
+TEST_F(TransferCommands, TheMidiTestCountsEveryByte) {
+  const struct {
+    const char* cable;
+    int status;
+    const char* sentence;
+  } cases[] = {
+      {"whole", 0, "All 37,583 bytes came from \"Test cable\" to \"Test cable\" unchanged."},
+      {"open", 1, "Nothing came back: no cable leads from \"Test cable\" to \"Test cable\"."},
+      {"lost-byte", 1, "37,583 bytes from \"Test cable\" to \"Test cable\": 1 lost, 0 changed."},
+      {"corrupt-byte", 1, "37,583 bytes from \"Test cable\" to \"Test cable\": 0 lost, 1 changed."},
+      {"late", 0, " ms late."},
+      {"lost-event", 1, "; the MIDI system lost input 1 times."},
+      {"port-vanishes", 1, "A MIDI port went away during the test."},
+  };
+  for (const auto& test : cases) {
+    const CliOutput output = home_.Run({"midi-test", "--virtual", test.cable});
+    EXPECT_EQ(output.status, test.status) << test.cable << output.err;
+    EXPECT_NE((output.out + output.err).find(test.sentence), std::string::npos) << test.cable << "\n"
+                                                                                << output.out << output.err;
+  }
+  CancelToken interrupt;
+  interrupt.Cancel();
+  EXPECT_EQ(home_.Run({"midi-test", "--virtual", "whole"}, {}, interrupt).err,
+            "tonalith-cli midi-test: The MIDI test was cancelled.\n");
+}
+
 TEST_F(TransferCommands, DemoFindsWhatItLeft) {
   const std::string root = Path("demo");
   const auto demo = [&] { return RunCli({"--config-root", root, "demo"}); };

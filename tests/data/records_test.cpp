@@ -541,7 +541,7 @@ TEST(SynthFields, SizesThatAreLeftOut) {
     s.voiceBytes = c.bytes, s.voiceOffset = c.offset, s.storageFormat = 17;
     CompleteSynth(&s, 100);
     EXPECT_EQ(+s.fileSize, c.file ? c.file : 100);
-    EXPECT_EQ(+s.numVoices, c.voices ? c.voices : 1);
+    EXPECT_EQ(+s.numVoices, c.voices);
     EXPECT_EQ(+s.voiceSize, c.sizeAfter);
     EXPECT_EQ(+s.voiceBytes, c.bytesAfter);
     EXPECT_EQ(s.storageFormatCopy * 100 + s.sysExChannelMax, 1715);

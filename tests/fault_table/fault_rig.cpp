@@ -121,17 +121,12 @@ void FaultRig::PlugInAgain() {
 
 Bytes FaultRig::PanelDump(const std::string& messages) {
   Bytes dump;
-  for (const std::string& word : SplitText(messages, ' ')) {
-    const std::size_t bracket = word.find('['), dots = word.find("..");
-    const bool range = bracket != std::string::npos && dots != std::string::npos;
-    const int first = range ? std::stoi(word.substr(bracket + 1)) : 0;
-    const int last = range ? std::stoi(word.substr(dots + 2)) : first;
-    for (int item = first; item <= last; ++item)
-      studio_->With(0, [&](SimulatedInstrument& instrument) {
-        for (const Reply& reply : instrument.PanelSend(word.substr(0, bracket), item))
-          dump.insert(dump.end(), reply.bytes.begin(), reply.bytes.end());
-      });
-  }
+  studio_->With(0, [&](SimulatedInstrument& instrument) {
+    std::vector<Reply> replies;
+    std::string problem;
+    EXPECT_TRUE(instrument.Press(messages, &replies, &problem)) << problem;
+    for (const Reply& reply : replies) dump.insert(dump.end(), reply.bytes.begin(), reply.bytes.end());
+  });
   return dump;
 }
 

@@ -166,17 +166,12 @@ void ModuleTransfers::ExpectRecognized(const Bytes& dump, const DataFile& data, 
 // Data that cannot be asked for: what the panel sends is recognised for what it is.
 void ModuleTransfers::PanelSends(const ZKDrvList& driver, const std::string& messages) {
   Bytes dump;
-  for (const std::string& word : SplitText(messages, ' ')) {
-    const std::size_t bracket = word.find('['), dots = word.find("..");
-    const bool range = bracket != std::string::npos && dots != std::string::npos;
-    const int first = range ? std::stoi(word.substr(bracket + 1)) : 0;
-    const int last = range ? std::stoi(word.substr(dots + 2)) : first;
-    for (int item = first; item <= last; ++item)
-      cables->With(place, [&](SimulatedInstrument& simulated) {
-        for (const Reply& reply : simulated.PanelSend(word.substr(0, bracket), item))
-          dump.insert(dump.end(), reply.bytes.begin(), reply.bytes.end());
-      });
-  }
+  cables->With(place, [&](SimulatedInstrument& simulated) {
+    std::vector<Reply> replies;
+    std::string problem;
+    EXPECT_TRUE(simulated.Press(messages, &replies, &problem)) << problem;
+    for (const Reply& reply : replies) dump.insert(dump.end(), reply.bytes.begin(), reply.bytes.end());
+  });
   ASSERT_FALSE(dump.empty()) << "the simulated instrument does not send \"" << messages << "\"";
   const DataFilePtr data = modules.studio().GetNewDataFile(&driver);
   ExpectRecognized(dump, *data, {});

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "midi/port_report.h"
 #include "midi_rig.h"
 #include "platform/log.h"
 
@@ -132,6 +133,41 @@ TEST_F(MidiPorts, ASpeedBelongsToItsPort) {
     ASSERT_TRUE(rig.system.SetPortSpeed("USB = fast", 0));
     EXPECT_EQ(rig.out().Slot(1)->speed(), kMidiWireRate);
   }
+}
+
+// Active sensing is a sign of life; what was lost, given up or came back is told.
+TEST_F(MidiPorts, AReportTellsWhatHappenedOnTheLine) {
+  MidiRig rig(clock, {"Synth", "Other"});
+  const auto report = [&](MidiDirection direction) {
+    for (const PortReport& found : ReportPorts(rig.system))
+      if (found.direction == direction && found.name == "Synth") return found;
+    return PortReport{};
+  };
+  EXPECT_EQ(PortSummary(report(MidiDirection::Input)), "0 bytes, heard never");
+  EXPECT_EQ(PortSummary(report(MidiDirection::Output)), "0 bytes, 3,125 bytes/s (MIDI cable)");
+  rig.Reply("FE");
+  rig.out().SENDDATAX(0, LongSysEx(1234));
+  ASSERT_TRUE(rig.out().MidiOutWaitIdle(0));
+  clock.SleepMs(300);
+  const PortReport out = report(MidiDirection::Output);
+  EXPECT_EQ(out.bytes, 1234u);
+  EXPECT_EQ(PortTrouble(out), "");
+  EXPECT_EQ(report(MidiDirection::Input).bytes, 1u);
+  EXPECT_GE(report(MidiDirection::Input).quietMs, 300);
+  rig.in().GetMidiInPort(0)->OnBytes({}, clock.NowUs());
+  rig.out().SENDDATAX(0, LongSysEx(9000));
+  clock.SleepMs(100);
+  rig.end().Unplug();
+  rig.system.MidiInPortsChanged();
+  rig.system.MidiOutPortsChanged();
+  rig.end().Plug();
+  rig.system.MidiInPortsChanged();
+  rig.system.MidiOutPortsChanged();
+  EXPECT_EQ(PortTrouble(report(MidiDirection::Input)), "MIDI IN Synth: reconnected 1 time");
+  EXPECT_EQ(report(MidiDirection::Output).reconnects, 1u);
+  EXPECT_EQ(
+      PortCells({MidiDirection::Input, "A", "jack", false, 12345, 1, "", 61'500, 2, 3, 0}),
+      (std::array<std::string, kPortColumns>{"IN", "A", "jack", "gone", "12,345", "61 s ago", "1", "2", "3", ""}));
 }
 
 TEST_F(MidiPorts, AnEmptySelectionOpensNothingWithoutAWord) {

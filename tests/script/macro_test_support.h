@@ -112,7 +112,7 @@ class ScriptedServices : public ScriptServices {
     if (value >= 0) settings[setting] = value;
   }
   ScriptAppState& AppState() override { return state; }
-  void MidiOutWaitForAck(int, int, std::span<const std::uint8_t> pattern, int timeoutMs) override {
+  void MidiOutWaitForAck(int, int, std::span<const std::uint8_t> pattern, int timeoutMs, int) override {
     calls.push_back("ack " + std::to_string(pattern.size()) + " " + std::to_string(timeoutMs));
   }
   void MidiOutClrWaitForAck(int) override { calls.push_back("ack off"); }

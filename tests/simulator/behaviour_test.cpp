@@ -39,6 +39,28 @@ TEST(Descriptions, EveryInstrumentHasUsableFactoryContents) {
   }
 }
 
+// A file says the bank of its items, whichever is chosen; the panel sends the chosen one.
+TEST(Banks, AreKeptInFiles) {
+  auto matrix = Make("oberheim-matrix1000");
+  ASSERT_TRUE(matrix->Rename("patches", 142, "BANK ONE"));
+  matrix->OnMessage(Hex("F0 10 06 0A 01 F7"), 1'000'000);
+  for (const Bytes& file : {matrix->Dump(), matrix->FileOf("single", 142)}) {
+    auto other = Make("oberheim-matrix1000");
+    other->LoadDump(file);
+    EXPECT_EQ(other->Item("patches", 142), matrix->Item("patches", 142));
+    EXPECT_NE(other->Item("patches", 42), matrix->Item("patches", 142));
+  }
+  std::vector<Reply> replies;
+  std::string problem;
+  ASSERT_TRUE(matrix->Press("single[42] everything", &replies, &problem)) << problem;
+  ASSERT_EQ(replies.size(), 102U);
+  EXPECT_EQ(replies[0].bytes, matrix->DumpOf("single", 142));
+  EXPECT_FALSE(matrix->Press("single[0..1] voice", &replies, &problem));
+  EXPECT_EQ(
+      problem,
+      "The panel of the simulated Oberheim Matrix-1000 sends no \"voice\"; it sends: single edit master everything.");
+}
+
 TEST(Descriptions, ProblemsAreSentencesWithALine) {
   const std::pair<const char*, const char*> cases[] = {
       {"[area x\n", "t, line 1: the block heading does not end with ]."},

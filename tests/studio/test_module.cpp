@@ -67,6 +67,17 @@ TEST(ModuleSourceText, BecomesIniAndDrivers) {
   EXPECT_EQ(data->receiveScriptSize, 22u);
 }
 
+TEST(ModuleSourceText, ATypeMayHaveNoVoices) {
+  ModuleSource source = GoodSource();
+  source["one.descriptor"] += "numVoices = 0\n";
+  ModuleImage image;
+  ASSERT_TRUE(BuildModule(source, &image).ok());
+  const DataFilePtr data(AllocDataFile());
+  ASSERT_EQ(ContainerReader(image.files[1].bytes).DiskReadForm(data.get(), {}), 0);
+  const Synth& s = *data->synth;
+  EXPECT_TRUE(s.numVoices == 0 && s.voiceSize == 8 && s.dataKind == 30 && s.isBank == 0 && PatchMax(s) == 0);
+}
+
 TEST(ModuleSourceText, EveryErrorHasAPlace) {
   const std::vector<Mistake> cases = {
       {"module.ini", "Types = one bank(7)", "Types = one two", "module.ini:4: there is no file \"two.descriptor\""},

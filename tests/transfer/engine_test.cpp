@@ -332,6 +332,77 @@ TEST_F(Engine, OwnerCloses) {
   EXPECT_NE(diary->Lines().find("progress 4/4\n"), std::string::npos);
 }
 
+// A send is one when the instrument said so to every patch; what it refuses or leaves open goes out again.
+TEST_F(Engine, ASendEndsAsTheInstrumentAnswers) {
+  Start();
+  const std::string acked = "S 6 { F0 3E 10 22 7F F7 } SetWaitForACK 500 T 20 ]";
+  const std::string asked = "TR 20 GA 6 GN R 6 GO GF 0 ]";
+  // What comes to the first messages: y: taken, n: refused, -: nothing, d: another device refuses.  Then always y, but
+  // behind a '*' always the last.
+  const struct {
+    std::string script, answers;
+    bool ok;
+    TransferCause cause;
+    std::size_t heard;
+    std::vector<int> notTaken;
+  } cases[] = {
+      {acked, "", true, TransferCause::kNone, 4, {}},
+      {acked, "n", true, TransferCause::kNone, 5, {}},
+      {acked, "y--y", true, TransferCause::kNone, 6, {}},
+      {acked, "dd", true, TransferCause::kNone, 6, {}},
+      {acked, "ynnny", false, TransferCause::kNotTaken, 6, {1}},
+      {acked, "yy-*", false, TransferCause::kNoAnswer, 5, {2, 3}},
+      {acked, "n*", false, TransferCause::kNotTaken, 12, {0, 1, 2, 3}},
+      {asked, "yy-", true, TransferCause::kNone, 5, {}},
+      {asked, "y-*", false, TransferCause::kNoAnswer, 4, {1, 2, 3}},
+      {"T 20 MV0 = 0 MV0 - 10 RET V0 ]", "y*", false, TransferCause::kNotTaken, 12, {0, 1, 2, 3}},
+      {"TR 20 GA 6 GN R 6 GO GF 0 IFL V10 MV0 = 0 RET V0 IFX ]", "-*", true, TransferCause::kNone, 4, {}},
+      {"TR 20 ]", "y*", false, TransferCause::kCode, 0, {0, 1, 2, 3}},
+      {"T 20 ]", "-*", true, TransferCause::kNone, 4, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.script + c.answers);
+    Answer([&](const Bytes&, int number) -> std::vector<Bytes> {
+      const bool forever = !c.answers.empty() && c.answers.back() == '*';
+      const std::size_t given = c.answers.size() - (forever ? 1 : 0);
+      const auto at = static_cast<std::size_t>(number - 1);
+      switch (at < given ? c.answers[at] : forever ? c.answers[given - 1] : 'y') {
+        case 'n':
+          return {Hex("F0 3E 10 22 7E F7")};
+        case 'd':
+          return {Hex("F0 3E 11 22 7F F7")};
+        case 'y':
+          return {Hex("F0 3E 10 22 7F F7")};
+        default:
+          return {};
+      }
+    });
+    auto df = MakeData(80, 4);
+    df->synth->patchByPatch = 1;
+    df->synth->sysExChannelOffset = 2;
+    df->synth->sysExChannelMax = 31;
+    df->synth->sysExChannel = 16;
+    for (std::uint32_t i = 0; i < 4; ++i) df->body[i * 20 + 19] = 0xF7;
+    SetScript(*df, false, c.script);
+    UsePort(*df, "Mock");
+    TransferRequest request;
+    request.operation = TransferOperation::kTransmit;
+    request.dataFile = df.get();
+    request.background = true;
+    request.observer = std::make_shared<Diary>();
+    std::shared_ptr<Transfer> transfer;
+    ASSERT_EQ(engine->MidiIODataFile(request, &transfer), 1);
+    ASSERT_TRUE(transfer->Wait(600'000));
+    const TransferResult result = transfer->Result();
+    system.out().MidiOutWaitIdle(+df->synth->midiOutPort);
+    clock.SleepMs(2000);
+    EXPECT_EQ(result.ok, c.ok) << EndSentence(FactsOf(result));
+    EXPECT_EQ(static_cast<int>(result.cause), static_cast<int>(c.cause)) << EndSentence(FactsOf(result));
+    EXPECT_EQ(peer->Heard().size(), c.heard);
+    EXPECT_EQ(result.notTaken, c.notTaken);
+  }
+}
+
 TEST_F(Engine, TransmitsPatchesMarksAndWholes) {
   Start();
   Answer([](const Bytes&, int) { return std::vector<Bytes>{}; });

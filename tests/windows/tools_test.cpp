@@ -139,8 +139,21 @@ TEST_F(ToolsTest, PortsAreChosenByName) {
   EXPECT_EQ(outputs.bufferCount(), nullptr);
   outputs.adjustSize();
   KeepScreenshot(&outputs, QStringLiteral("midi-out-ports"));
-  outputs.openAll()->setChecked(false);
+  // A speed that is chosen for one of them holds when it is opened, and is kept.
+  ASSERT_GT(outputs.speedPort()->count(), 0);
+  EXPECT_EQ(outputs.speed()->value(), 0);
+  const std::string fast = outputs.speedPort()->currentData().toString().toStdString();
+  outputs.speed()->setValue(20'000);
   outputs.accept();
+  ASSERT_GE(basics().out().FindPort(fast), 0);
+  EXPECT_EQ(basics().out().Slot(basics().out().FindPort(fast))->EffectiveRate(), 20'000u);
+  EXPECT_EQ(IniFile(profile).GetInt("Midi Out Port Speeds", "Speed0", 0), 20'000);
+  PVMidiOut again(basics().midi());
+  EXPECT_EQ(again.speed()->value(), 20'000);
+  again.speed()->setValue(0);
+  again.openAll()->setChecked(false);
+  again.accept();
+  EXPECT_EQ(basics().midi().PortSpeed(fast), 0u);
   int count = 1;
   basics().out().OUTNUMPORTS(&count);
   EXPECT_EQ(count, 0);

@@ -14,6 +14,7 @@
 #include <filesystem>
 
 #include "data/data_text.h"
+#include "midi/port_report.h"
 #include "midi/port_system.h"
 #include "platform/atomic_file.h"
 #include "ui/clipboard.h"
@@ -26,6 +27,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kLookMs = 50;
+constexpr int kTicksOfReport = 20;
 
 constexpr const char* kKindNames[kMonitorKinds] = {
     QT_TRANSLATE_NOOP("TZKMonText", "Note O&ff"),         QT_TRANSLATE_NOOP("TZKMonText", "Note O&n"),
@@ -137,7 +139,8 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
       model_(new MonitorModel(document_, this)),
       table_(new QTableView(this)),
       timer_(new QTimer(this)),
-      lightRow_(new QWidget(this)) {
+      lightRow_(new QWidget(this)),
+      troubles_(new PlainLabel(this)) {
   SetTitle(this, tr("MIDI Monitor"));
   document_.SetDescriber([this](std::span<const std::uint8_t> message) { return words_.Words(message); });
   auto* layout = new QVBoxLayout(this);
@@ -160,6 +163,8 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
   table_->setColumnWidth(MonitorModel::kBytes, 30 * digit);
   layout->addWidget(table_, 1);
   layout->addWidget(lightRow_);
+  layout->addWidget(troubles_);
+  troubles_->hide();
   BuildLights();
   connect(timer_, &QTimer::timeout, this, &TZKMonText::Tick);
   timer_->start(kLookMs);
@@ -263,7 +268,19 @@ void TZKMonText::OnMonMidiOutPorts() {
   showOutput_->setChecked(document_.showsOutput());
 }
 
+void TZKMonText::ShowTroubles() {
+  if (!midi_) return;
+  QString text;
+  for (const PortReport& report : ReportPorts(*midi_))
+    if (const std::string trouble = PortTrouble(report); !trouble.empty())
+      text += (text.isEmpty() ? QString() : QStringLiteral("\n")) + ShownUtf8(trouble);
+  if (text == troubles_->text()) return;
+  troubles_->setText(text);
+  troubles_->setVisible(!text.isEmpty());
+}
+
 void TZKMonText::Tick() {
+  if (++ticks_ % kTicksOfReport == 0) ShowTroubles();
   for (std::size_t i = 0; i < lights_.size(); ++i) lights_[i]->SetOn(document_.PortLit(static_cast<int>(i)));
   if (pause_->isChecked() || !document_.Process()) return;
   model_->Sync();

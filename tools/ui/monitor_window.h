@@ -17,6 +17,8 @@ class QTimer;
 namespace tonalith {
 
 class ActivityLight;
+class MidiPortSystem;
+class PlainLabel;
 class ZKStudioDoc;
 
 // The lines of a monitor as rows; rows are made only for what is seen.
@@ -55,6 +57,9 @@ class TZKMonText final : public ZKWindow {
   ~TZKMonText() override;
 
   MonitorDocument& document() { return document_; }
+  // What went wrong on its ports stands below the lines from now on.
+  void WatchPorts(MidiPortSystem& midi) { midi_ = &midi; }
+  PlainLabel* troubles() { return troubles_; }
   MonitorModel* model() { return model_; }
   QTableView* table() { return table_; }
   // The instruments of the studio changed.
@@ -94,6 +99,7 @@ class TZKMonText final : public ZKWindow {
   void BuildBar(QBoxLayout* layout);
   void BuildLights();
   void Tick();
+  void ShowTroubles();
   void CopyMidi(bool input, bool output);
 
   MonitorRegistry& registry_;
@@ -104,6 +110,9 @@ class TZKMonText final : public ZKWindow {
   QTableView* table_;
   QTimer* timer_;
   QWidget* lightRow_;
+  PlainLabel* troubles_;
+  MidiPortSystem* midi_ = nullptr;
+  int ticks_ = 0;
   std::vector<ActivityLight*> lights_;
   std::vector<QAction*> kinds_;
   QAction* showInput_ = nullptr;
