@@ -21,8 +21,7 @@ TransferFacts Facts(Kind kind, Cause cause) {
   return facts;
 }
 
-// One of each way to make them; the words are those of the table.
-TEST(TransferSentences, OfOperationsAndCauses) {
+TEST(TransferSentences, OfEveryOperationAndCause) {
   const struct {
     Kind kind;
     Cause cause;
@@ -31,32 +30,61 @@ TEST(TransferSentences, OfOperationsAndCauses) {
   } rows[] = {
       {Kind::kGet, Cause::kNone, false, "Yamaha DX7 Voice Bank was received."},
       {Kind::kGet, Cause::kBlocked, false, "MIDI is blocked: the Yamaha DX7 Voice Bank was not received."},
+      {Kind::kGet, Cause::kNoData, false, "Receiving the Yamaha DX7 Voice Bank was not begun."},
       {Kind::kGet, Cause::kPortMissing, false, "The detail."},
+      {Kind::kGet, Cause::kPortInUse, false, "The detail."},
+      {Kind::kGet, Cause::kNotChosen, false, "Receiving the Yamaha DX7 Voice Bank was given up before it began."},
+      {Kind::kGet, Cause::kNeverBegan, false, "Receiving the Yamaha DX7 Voice Bank was cancelled before it began."},
+      {Kind::kGet, Cause::kCancelled, true, "Receiving the Yamaha DX7 Voice Bank was cancelled."},
+      {Kind::kGet, Cause::kPortLost, true,
+       "Receiving the Yamaha DX7 Voice Bank ended: its MIDI port is no longer available."},
+      {Kind::kGet, Cause::kPortNeverOpen, false, "No MIDI IN port is open for the Yamaha DX7 Voice Bank."},
+      {Kind::kGet, Cause::kPortRefused, false,
+       "The request for the Yamaha DX7 Voice Bank could not be sent: the MIDI OUT port does not take data."},
+      {Kind::kGet, Cause::kNoScript, false,
+       "The Yamaha DX7 Voice Bank cannot be received: No Command Sequence to Receive Data."},
       {Kind::kGet, Cause::kScriptStopped, true, "The script that receives the Yamaha DX7 Voice Bank was The detail."},
       {Kind::kGet, Cause::kNothingReceived, true,
        "The instrument did not answer the request for the Yamaha DX7 Voice Bank."},
       {Kind::kGet, Cause::kStopped, true, "The detail."},
+      {Kind::kGet, Cause::kAbandoned, true, "Receiving the Yamaha DX7 Voice Bank was given up."},
       {Kind::kSend, Cause::kNone, true, "Yamaha DX7 Voice Bank was sent."},
       {Kind::kSend, Cause::kBlocked, false, "MIDI is blocked: the Yamaha DX7 Voice Bank was not sent."},
+      {Kind::kSend, Cause::kNoData, false, "Sending the Yamaha DX7 Voice Bank was not begun."},
+      {Kind::kSend, Cause::kPortMissing, false, "The detail."},
+      {Kind::kSend, Cause::kNotChosen, false, "Sending the Yamaha DX7 Voice Bank was given up before it began."},
+      {Kind::kSend, Cause::kNothingToSend, false, "The Yamaha DX7 Voice Bank was not sent: it holds no SysEx data."},
+      {Kind::kSend, Cause::kInactive, false, "The Yamaha DX7 Voice Bank is switched off and was not sent."},
+      {Kind::kSend, Cause::kNeverBegan, false, "Sending the Yamaha DX7 Voice Bank was cancelled before it began."},
       {Kind::kSend, Cause::kCancelled, true,
        "Sending the Yamaha DX7 Voice Bank was cancelled; the instrument may hold a part of it."},
       {Kind::kSend, Cause::kCancelled, false,
        "Sending the Yamaha DX7 Voice Bank was cancelled before anything was sent."},
       {Kind::kSend, Cause::kPortLost, true,
        "Sending the Yamaha DX7 Voice Bank ended: its MIDI port is no longer available; the instrument may hold a part "
-       "of it."},
+       "of "
+       "it."},
       {Kind::kSend, Cause::kPortLost, false,
        "The Yamaha DX7 Voice Bank was not sent: its MIDI port is no longer available."},
+      {Kind::kSend, Cause::kPortNeverOpen, false, "No MIDI OUT port is open for the Yamaha DX7 Voice Bank."},
+      {Kind::kSend, Cause::kPortRefused, false,
+       "The Yamaha DX7 Voice Bank could not be sent: the MIDI OUT port does not take data."},
+      {Kind::kSend, Cause::kNoScript, false,
+       "The Yamaha DX7 Voice Bank cannot be sent: No Command Sequence to Transmit Data."},
       {Kind::kSend, Cause::kScriptStopped, false, "The script that sends the Yamaha DX7 Voice Bank was The detail."},
       {Kind::kSend, Cause::kScriptStopped, true,
        "The script that sends the Yamaha DX7 Voice Bank was The detail; the instrument may hold a part of it."},
+      {Kind::kSend, Cause::kNotTaken, true, "The instrument did not take the Yamaha DX7 Voice Bank."},
       {Kind::kSend, Cause::kNoAnswer, true,
        "The instrument did not answer to the Yamaha DX7 Voice Bank that was sent."},
       {Kind::kSend, Cause::kSendFailed, true, "Sending the Yamaha DX7 Voice Bank failed: ** TRANSMISSION ERROR **"},
       {Kind::kSend, Cause::kPortFailed, true,
        "Sending the Yamaha DX7 Voice Bank failed: the MIDI OUT port \"UM-ONE\" did not take all of it."},
+      {Kind::kSend, Cause::kStopped, true, "The detail."},
+      {Kind::kSend, Cause::kAbandoned, true, "Sending the Yamaha DX7 Voice Bank was given up."},
       {Kind::kFile, Cause::kNone, true, "mine.PVS was sent."},
       {Kind::kFile, Cause::kCancelled, true, "Sending mine.PVS was stopped."},
+      {Kind::kFile, Cause::kNeverBegan, false, "Sending mine.PVS was stopped."},
       {Kind::kFile, Cause::kInactive, false, "mine.PVS was not sent."},
       {Kind::kFile, Cause::kPortLost, true, "The detail."},
       {Kind::kFile, Cause::kAbandoned, true, "Sending mine.PVS was given up."},
