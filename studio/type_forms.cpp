@@ -22,6 +22,28 @@ bool SamePattern(const BytePattern& a, const BytePattern& b) {
 
 }  // namespace
 
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
+                                         std::vector<std::string>* problems) {
+  const Synth& synth = *driver.synth();
+  std::vector<RecognizeRule> forms;
+  bool hasRules = false;
+  for (int form = 0; form < kMostForms; ++form) {
+    const std::string section =
+        form == 0 ? Printf("Recognize %d", synth.driverId) : Printf("Recognize %d.%d", synth.driverId, form);
+    const auto entries = ini.Entries(section);
+    if (entries.empty()) break;
+    hasRules = true;
+    RecognizeRule rule;
+    const Result result = ParseRecognizeRule(entries, synth, &rule);
+    if (result.ok())
+      forms.push_back(std::move(rule));
+    else if (problems)
+      problems->push_back(driver.moduleFile + ": [" + section + "]: " + result.text);
+  }
+  if (!hasRules) forms = FormsOfAnswer(synth, BodySpan(*driver.dataFile));
+  return forms;
+}
+
 std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, std::vector<std::string>* problems) {
   if (!driver.synth() || !driver.instrument) return {};
   return FormsOfDriver(driver, IniFile(driver.instrument->GetIniPath().string()), problems);
