@@ -10,7 +10,8 @@
 #include "script/transfer_engine.h"
 #include "services/paths.h"
 #include "services/program.h"
-#include "studio/recognize.h"
+#include "services/script_bridge.h"
+#include "studio/type_check.h"
 #include "ui/plain_text.h"
 #include "ui/transfer_windows.h"
 
@@ -61,9 +62,12 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
   frame_.menus.Register(CommandId::MidiCancelTransmit,
                         {[this] { OnCancelTransmit(); }, [this] { return NoOutputSentence(frame_.program); }});
   files_.SetObserver([this](const DeskEvent& event) { Show(event); });
+  frame_.program.scripts().SetReceivedChecks(
+      [&studio = frame_.studio](const DataFile& dataFile) { return CheckOfType(studio, dataFile); });
 }
 
 WindowTransfers::~WindowTransfers() {
+  frame_.program.scripts().SetReceivedChecks({});
   files_.SetObserver({});
 }
 
@@ -73,7 +77,7 @@ ZKMidiInStatus* WindowTransfers::receiveWindow() {
 }
 
 TransferDesk::Job WindowTransfers::Start(DeskRequest request) {
-  // The window hears of the end first: what is said about damage comes after it.
+  // The window hears of the end first.
   request.observer = [this, inner = std::move(request.observer)](const DeskEvent& event) {
     if (inner) inner(event);
     Show(event);
@@ -94,16 +98,6 @@ void WindowTransfers::Show(const DeskEvent& event) {
   if (!ended) return;
   if (receiveWindow_) receiveWindow_->TransferClosed();
   if (frame_.simulation) frame_.simulation->Remember();
-  const DataFile* dataFile = event.job->request().steps.back().dataFile;
-  if (event.result.ok && event.result.kind == TransferFacts::Kind::kGet && dataFile) WarnOfDamage(*dataFile);
-}
-
-// The instrument's protocol took the data; whether it came as it left shows in its checksums.
-void WindowTransfers::WarnOfDamage(const DataFile& dataFile) {
-  if (Recognizer(frame_.studio).Verify(dataFile) != ChecksumVerdict::kBad) return;
-  const std::string sentence = TransferTitle(dataFile) + " was received damaged: its checksum is wrong.";
-  frame_.Status(ShownUtf8(sentence));
-  frame_.prompts().Say("Get", sentence + "\n\nGet it again, or choose Undo to have the former data back.");
 }
 
 void WindowTransfers::OpenTransmitWindow() {

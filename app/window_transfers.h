@@ -42,7 +42,6 @@ class WindowTransfers final : public QObject {
   void OnCancelTransmit();
   void StopPorts(const std::vector<bool>& ports);
   void Show(const DeskEvent& event);
-  void WarnOfDamage(const DataFile& dataFile);
 
   FrameContext frame_;
   TransferDesk& desk_;

@@ -7,10 +7,14 @@
 #include "platform/atomic_file.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
+#include "script/received_check.h"
+#include "script/started_at_panel.h"
 
 namespace tonalith {
 
 namespace {
+
+constexpr std::int64_t kForEverMs = std::int64_t{10} * 365 * 24 * 3600 * 1000;
 
 bool IsThisData(Session& session, const std::vector<std::uint8_t>& sysex, const DataFile& data) {
   Recognition found;
@@ -40,18 +44,6 @@ Result RawSysEx(Session& session, const std::vector<std::uint8_t>& received, Dat
   return Result::Success();
 }
 
-// Data that was changed on the way, as far as its checksums tell.
-bool WasDamaged(Session& session, const std::vector<std::uint8_t>& received, const DataFile& data) {
-  const ChecksumVerdict verdict = session.recognizer().Verify(data);
-  if (verdict != ChecksumVerdict::kNone) return verdict == ChecksumVerdict::kBad;
-  // Checksums that are not kept with the data were in the messages.
-  Recognition found;
-  if (received.empty() || !session.recognizer().Recognize(received, &found).ok()) return false;
-  return std::any_of(found.pieces.begin(), found.pieces.end(), [](const RecognizedPiece& piece) {
-    return piece.badMessages != 0 || piece.checksum == ChecksumVerdict::kBad;
-  });
-}
-
 Result WriteReceived(Session& session, const std::string& path, const std::vector<std::uint8_t>& received,
                      DataFilePtr data) {
   if (path != "-" && !AsciiEndsWithNoCase(path, ".syx")) return ZKBankDoc(std::move(data)).Save(path);
@@ -63,30 +55,130 @@ Result WriteReceived(Session& session, const std::string& path, const std::vecto
   return out.Takes() ? Result::Success() : Result::Failure("Standard output takes no data.");
 }
 
-Result Receive(Session& session, const std::vector<std::string>& words, const TransferOptions& options) {
+// What only `receive` knows.
+struct ReceiveWishes {
+  GetOptions get;
+  std::string resume;  // a file with what came before; empty: none
+  bool wait = false;
+};
+
+// The patches of a bank that did not come yet, or came damaged; of other data all or nothing.
+std::vector<std::uint8_t> MissingPatches(const DataFile& data) {
+  const std::uint32_t voices = PatchAddressable(*data.synth) ? +data.synth->numVoices : 1;
+  std::vector<std::uint8_t> missing(voices, 0);
+  for (std::uint32_t i = 0; i < voices && voices > 1; ++i)
+    missing[i] = MapBit(data.emptyMap, data.emptyMapSize, i) || MarkedDamaged(data, static_cast<int>(i));
+  if (voices > 1) return missing;
+  missing[0] = MarkedDamaged(data, -1) || (data.xtra && data.xtra->hasNoSysEx);
+  for (std::uint32_t i = 0; i < data.synth->numVoices; ++i)
+    if (MapBit(data.emptyMap, data.emptyMapSize, i)) missing[0] = 1;
+  return missing;
+}
+
+// --resume: what came before, and what is still to be asked for.
+Result LoadFormer(Session& session, const std::string& path, const ZKDrvList& driver, DataFilePtr* data) {
+  Recognition found;
+  if (Result result = RecognizeFile(session, path, &found); !result.ok()) return result;
+  std::string others;
+  for (RecognizedPiece& piece : found.pieces) {
+    if (piece.driverId != driver.synth()->driverId) {
+      if (others.empty()) others = piece.instrument + " " + piece.dataType;
+    } else if (*data) {
+      return Result::Failure(path + " holds several pieces of " + DataTitle(**data) + ": one is needed to go on with.");
+    } else {
+      *data = std::move(piece.data);
+    }
+  }
+  if (!*data)
+    return Result::Failure(path + " holds no " + driver.instrument->name + " " + driver.TypeName() +
+                           (others.empty() ? "" : ", but a " + others) + ".");
+  session.studio().DrvUpdateDataFile(data->get());
+  return Result::Success();
+}
+
+// What came of a bank takes the place of no whole file: that one is kept beside it.
+Result WritePart(Session& session, const std::string& path, const ReceiveWishes& receive,
+                 const std::vector<std::uint8_t>& received, DataFilePtr data, std::string* sentence) {
+  std::string kept;
+  if (path != "-" && path != receive.resume && FileExists(path)) {
+    if (Result result = KeepBeside(path, &kept); !result.ok()) return result;
+  }
+  if (Result result = WriteReceived(session, path, received, std::move(data)); !result.ok()) return result;
+  if (path == "-") return Result::Success();
+  *sentence += "  What came is in " + path + "; --resume " + path + " gets the rest.";
+  if (!kept.empty()) *sentence += "  The former file is kept as " + kept + ".";
+  return Result::Success();
+}
+
+// --resume: the data and the mask of what is missing.  `complete`: nothing is.
+Result PrepareResume(Session& session, const ZKDrvList& driver, const TransferOptions& options, const std::string& path,
+                     DataFilePtr* data, std::vector<std::uint8_t>* mask, bool* complete) {
+  if (!options.patches.empty()) return Result::Failure("--resume and --patch exclude each other.");
+  if (Result result = LoadFormer(session, path, driver, data); !result.ok()) return result;
+  *mask = MissingPatches(**data);
+  *complete = std::count(mask->begin(), mask->end(), 0) == static_cast<std::ptrdiff_t>(mask->size());
+  return Result::Success();
+}
+
+// With the ports open and the channels set: the data that is to be filled.
+Result PrepareData(Session& session, TransferCommand& command, ZKDrvList* driver, const TransferOptions& options,
+                   DataFilePtr* data, std::vector<std::uint8_t>* mask) {
+  const bool resumes = *data != nullptr;
+  if (resumes) {
+    session.studio().DrvUpdateDataFile(data->get());
+  } else {
+    *data = session.studio().GetNewDataFile(driver);
+  }
+  if (!*data) return Result::Failure("There is not enough memory.");
+  command.rig().RoutePorts(data->get());
+  if (!resumes) return ApplyPatches(options, data->get(), mask);
+  if (mask->size() > 1) {
+    (*data)->transferMask = mask->data();
+    (*data)->transferMaskSize = mask->size();
+  }
+  return Result::Success();
+}
+
+Result Receive(Session& session, const std::vector<std::string>& words, const TransferOptions& options,
+               const ReceiveWishes& receive) {
   ZKDrvList* instrument = nullptr;
   ZKDrvList* driver = nullptr;
   Result result = session.FindInstrument(words[0], &instrument);
   if (result.ok()) result = session.FindType(instrument, words[1], &driver);
+  DataFilePtr data;
+  std::vector<std::uint8_t> mask;
+  bool complete = false;
+  if (result.ok() && !receive.resume.empty())
+    result = PrepareResume(session, *driver, options, receive.resume, &data, &mask, &complete);
   if (!result.ok()) return result;
+  TerminalText err = session.environment().err;
+  if (complete) {
+    err << "tonalith-cli receive: " << receive.resume << ": nothing is missing.\n";
+    return words[2] == receive.resume ? Result::Success() : WriteReceived(session, words[2], {}, std::move(data));
+  }
   TransferCommand command(session, options);
   result = command.Prepare(instrument, true, driver);
-  if (!result.ok()) return result;
-  DataFilePtr data = session.studio().GetNewDataFile(driver);
-  if (!data) return Result::Failure("There is not enough memory.");
-  command.rig().RoutePorts(data.get());
-  std::vector<std::uint8_t> mask;
-  result = ApplyPatches(options, data.get(), &mask);
-  if (result.ok()) result = command.Run(TransferOperation::kReceive, data.get());
-  DropMask(data.get());
-  const Result end = command.Finish(TransferOperation::kReceive);
-  if (result.ok() && !options.anyChecksum && WasDamaged(session, command.rig().Received(), *data)) {
+  if (result.ok()) result = PrepareData(session, command, driver, options, &data, &mask);
+  const bool atPanel = result.ok() && StartedAtPanel(*data);
+  if (result.ok() && receive.wait && !atPanel)
     result = Result::Failure("The " + DataTitle(*data) +
-                             " came with a wrong checksum: bytes were changed on the way. "
-                             "It was not kept; --any-checksum keeps it all the same.");
+                             " is asked for; --wait is for dumps that are started on the instrument.");
+  if (data && !result.ok()) DropMask(data.get());
+  if (!result.ok()) return result;
+  if (receive.wait && options.timeout == 0) command.rig().services().SetReceiveTimeout(kForEverMs);
+  if (atPanel) err << kStartTheDump << "\n";
+  result = command.Run(TransferOperation::kReceive, data.get(), receive.get);
+  DropMask(data.get());
+  const DeskResult& got = command.rig().LastResult();
+  result = command.Outcome(result, command.Finish(TransferOperation::kReceive));
+  if (result.ok()) {
+    if (!got.faults.empty()) err << "tonalith-cli receive: " << got.sentence << "\n";
+    return WriteReceived(session, words[2], command.rig().Received(), std::move(data));
   }
-  result = command.Outcome(result, end);
-  return result.ok() ? WriteReceived(session, words[2], command.rig().Received(), std::move(data)) : result;
+  if (got.ok || !got.changed) return result;
+  const Result part = WritePart(session, words[2], receive, command.rig().Received(), std::move(data), &result.text);
+  if (!part.ok()) result.text += "  What came could not be kept: " + part.text;
+  return result;
 }
 
 }  // namespace
@@ -95,10 +187,20 @@ std::string ReceiveDetails() {
   return std::string(
              "INSTRUMENT and TYPE are names or parts of them, without regard to case; \"module list\" names them.\n"
              "OUT ending in .syx is written as raw SysEx, anything else as a data file; - is raw SysEx on standard\n"
-             "output.  When the data does not come whole, OUT is left as it was.\n\n") +
+             "output.  When the data does not come whole, OUT is left as it was; what came of a bank is written, and "
+             "the\n"
+             "former OUT kept as OUT~.\n\n") +
          kTransferOptions +
          "receiving:\n"
-         "  --any-checksum          keeps data whose checksum is wrong\n"
+         "  --any-checksum          keeps damaged data and marks it with the keyword \"Damaged\"\n"
+         "  --resume FILE           gets what is missing or damaged in FILE, and keeps the rest of it\n"
+         "  --twice                 reads data without checksums twice and compares; what differs is read once more\n"
+         "  --attempts N            how often data that does not come whole is asked for again, 0 to 10 (else as in "
+         "the\n"
+         "                          preferences)\n"
+         "  --wait                  for dumps that are started on the instrument: waits as long as --timeout says, "
+         "else\n"
+         "                          until it is interrupted\n"
          "\n  tonalith-cli receive dx7 \"voice bank\" bank.dat --in UM-ONE --out UM-ONE\n"
          "  tonalith-cli receive dx7 \"voice bank\" bank.syx --virtual factory\n";
 }
@@ -108,15 +210,25 @@ std::string ReceiveForms() {
 }
 
 int RunReceive(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, TransferOptionNames(), {"any-checksum"});
+  std::vector<std::string> names = TransferOptionNames();
+  names.insert(names.end(), {"resume", "attempts"});
+  const CliArguments arguments(args, names, {"any-checksum", "twice", "wait"});
   TransferOptions options;
+  ReceiveWishes receive;
   Result result = ReadOptions(arguments, &options);
+  receive.get.keepDamaged = arguments.Has("any-checksum");
+  receive.get.twice = arguments.Has("twice");
+  receive.wait = arguments.Has("wait");
+  receive.resume = arguments.Option("resume").value_or("");
+  std::int64_t attempts = -1;
+  if (result.ok()) result = arguments.Number("attempts", 0, 10, -1, &attempts);
+  receive.get.extraAttempts = static_cast<int>(attempts);
   if (result.ok() && arguments.words().size() != 3)
     return CliFailure(environment.err, "receive", "an instrument, a data type and a file are needed:", ReceiveForms());
   if (result.ok()) {
     Session session(environment);
     session.LoadStudio();
-    result = Receive(session, arguments.words(), options);
+    result = Receive(session, arguments.words(), options, receive);
   }
   return result.ok() ? 0 : CliFailure(environment.err, "receive", result.text);
 }

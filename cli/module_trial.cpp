@@ -12,6 +12,7 @@
 #include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "studio/package_install.h"
+#include "studio/type_check.h"
 
 namespace tonalith {
 
@@ -182,11 +183,15 @@ ModuleTrial::Attempt ModuleTrial::TryType(const Talk& talk, ZKDrvList* driver) {
   } else if (!talk.patches.empty()) {
     synth.patchNumber = static_cast<std::uint16_t>(talk.patches.front());
   }
+  GetOptions asked;
+  asked.extraAttempts = 0;  // the talk holds no more
+  rig.services().SetReceivedChecks(
+      [this](const DataFile& received) { return CheckOfType(session_->studio(), received); });
   bool begun = false;
   const auto watcher = [&](Transfer&) {
     if (!std::exchange(begun, true)) rig.cables().BeginTalk(place);
   };
-  if (result.ok()) result = rig.Run(TransferOperation::kReceive, data.get(), watcher);
+  if (result.ok()) result = rig.Run(TransferOperation::kReceive, data.get(), watcher, asked);
   std::string verb = "received";
   TalkReport first(talk.conversation, rig.Exchange());
   const std::string received = first.Text();
@@ -200,10 +205,9 @@ ModuleTrial::Attempt ModuleTrial::TryType(const Talk& talk, ZKDrvList* driver) {
   TalkReport report(talk.conversation, rig.Exchange());
   attempt.text = report.Text();
   attempt.matched = report.Matched();
-  const bool damaged = result.ok() && session_->recognizer().Verify(*data) == ChecksumVerdict::kBad;
-  attempt.right =
-      result.ok() && !damaged && !report.Differs() && !report.GoesOn() && rig.cables().TalkVerdict(place).empty();
-  if (!result.ok())
+  const bool damaged = !result.ok() && rig.LastResult().cause == TransferCause::kDamaged;
+  attempt.right = result.ok() && !report.Differs() && !report.GoesOn() && rig.cables().TalkVerdict(place).empty();
+  if (!result.ok() && !damaged)
     attempt.text += "  " + PlainSentence(result.text) + "\n";
   else if (damaged)
     attempt.text +=

@@ -6,6 +6,7 @@
 #include "data/standard_midi_file.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
+#include "studio/type_check.h"
 
 namespace tonalith {
 
@@ -39,7 +40,6 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
   options->type = args.Option("type").value_or("");
   options->record = args.Option("record").value_or("");
   options->isVirtual = args.Has("virtual");
-  options->anyChecksum = args.Has("any-checksum");
   options->isConversation = args.Has("conversation");
   if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
   if (result.ok()) result = args.Number("channel", 0, 15, -1, &options->channel);
@@ -103,6 +103,8 @@ TransferCommand::TransferCommand(Session& session, const TransferOptions& option
 
 Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput, const ZKDrvList* type) {
   rig_.services().SetReceiveTimeout(options_.timeout);
+  rig_.services().SetReceivedChecks(
+      [&studio = session_.studio()](const DataFile& data) { return CheckOfType(studio, data); });
   Result result = Result::Success();
   if (options_.isVirtual) result = PlugSimulated(instrument, type);
   if (options_.isConversation) result = PlugTalk();
@@ -113,7 +115,7 @@ Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput, const ZK
   return result;
 }
 
-Result TransferCommand::Run(TransferOperation operation, DataFile* data) {
+Result TransferCommand::Run(TransferOperation operation, DataFile* data, const GetOptions& get) {
   const auto watcher = [&](Transfer&) {
     // What the far end says of its own accord comes when the receive is armed.
     if (std::exchange(talkBegun_, true)) return;
@@ -121,11 +123,11 @@ Result TransferCommand::Run(TransferOperation operation, DataFile* data) {
     std::string problem;  // none: it was tried before
     if (!options_.press.empty()) rig_.cables().Press(place_, options_.press, &problem);
   };
-  return rig_.Run(operation, data, watcher);
+  return rig_.Run(operation, data, watcher, get);
 }
 
 Result TransferCommand::Outcome(const Result& transfers, const Result& end) const {
-  const TransferCause cause = rig_.LastCause();
+  const TransferCause cause = rig_.LastResult().cause;
   const bool endedHere = cause == TransferCause::kScriptStopped || cause == TransferCause::kCancelled;
   return end.ok() || (!transfers.ok() && (!options_.isConversation || endedHere)) ? transfers : end;
 }

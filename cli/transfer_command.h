@@ -18,7 +18,7 @@ extern const char kTransferOptions[];
 // What the options of receive and send say.
 struct TransferOptions {
   std::string in, out, virtualDump, fault, press, state, conversation, type, record;
-  bool isVirtual = false, isConversation = false, anyChecksum = false;
+  bool isVirtual = false, isConversation = false;
   std::int64_t device = -1, channel = -1, timeout = 0;
   std::vector<std::int64_t> patches;
 };
@@ -37,7 +37,7 @@ class TransferCommand {
   // Plugs in what is at the other end and opens the ports.  `instrument` may be null when no module knows the data;
   // `type`: the data type, as only some simulated models know it.
   Result Prepare(ZKDrvList* instrument, bool needsInput, const ZKDrvList* type);
-  Result Run(TransferOperation operation, DataFile* data);
+  Result Run(TransferOperation operation, DataFile* data, const GetOptions& get = {});
   // After all transfers: what the other end has to say about them.
   Result Finish(TransferOperation operation);
   // The result of everything, from the transfers' and what the other end has to say (Finish).  A conversation that went

@@ -190,7 +190,8 @@ void TransferRig::ClearProgress() {
   progressWidth_ = 0;
 }
 
-Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher) {
+Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher,
+                        const GetOptions& get) {
   {
     const std::lock_guard lock(receivedMutex_);
     received_.clear();
@@ -199,6 +200,7 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
   const bool receive = operation == TransferOperation::kReceive;
   DeskRequest request = DeskRequest::Of(receive ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile);
   request.showWindow = 0;
+  request.steps.front().get = get;
   const TransferDesk::Job job = desk().Submit(std::move(request));
   for (bool cancelled = false; !desk().Wait(job, kLookMs);) {
     ShowProgress(*job);
@@ -210,8 +212,7 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
   ClearProgress();
   for (const std::string& change : session_.program().scriptChanges().TakeNews())
     session_.environment().err << "tonalith-cli: " << change << " It is not saved.\n";
-  const DeskResult& result = job->result();
-  lastCause_ = result.cause;
+  const DeskResult& result = lastResult_ = job->result();
   return result.ok ? Result::Success() : Result::Failure(result.sentence, result.code == 0 ? 1 : result.code);
 }
 

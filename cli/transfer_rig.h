@@ -60,9 +60,9 @@ class TransferRig {
   using Watcher = std::function<void(Transfer&)>;
   // Runs one transfer to its end, with progress on standard error; an interrupt cancels it.  A transmission has left
   // the ports when this returns.  Failure: one sentence.
-  Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {});
-  // Why the last Run failed; kNone: it did not.
-  TransferCause LastCause() const { return lastCause_; }
+  Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {}, const GetOptions& get = {});
+  // How the last Run ended.
+  const DeskResult& LastResult() const { return lastResult_; }
   // The SysEx messages that came in during the last Run.
   std::vector<std::uint8_t> Received();
   // Everything that was sent and received since the rig was made, as a conversation (lines OUT, IN, WAIT).
@@ -89,7 +89,7 @@ class TransferRig {
   int inMonitor_ = 0;
   int outMonitor_ = 0;
   std::size_t progressWidth_ = 0;
-  TransferCause lastCause_ = TransferCause::kNone;
+  DeskResult lastResult_;
 };
 
 // While one lives, an interrupt (Ctrl-C) or a request to end sets the token of the environment instead of ending the

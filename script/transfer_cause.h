@@ -25,6 +25,8 @@ enum class TransferCause {
   kNoAnswer,       // the instrument did not answer to what was sent
   kSendFailed,     // the transmission ended without a result
   kNothingReceived,
+  kDamaged,        // what came has wrong checksums or a status byte inside
+  kIncomplete,     // some patches of a bank came, others did not
   kScriptStopped,  // a script was ended before its own end, see the result's text
   kCode,
   // After the last byte was handed over.

@@ -6,11 +6,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "data/event.h"
 #include "midi/receive_options.h"
 #include "platform/cancel_token.h"
+#include "script/answer_rules.h"
 #include "script/transfer_cause.h"
 
 namespace tonalith {
@@ -46,6 +48,14 @@ struct TransferContext {
   std::optional<Staged> staged;
   bool stagedLost = false;  // one was never sent, because no receive followed
 
+  // How the data of the transfer comes; null: its module does not say.
+  std::shared_ptr<const AnswerRules> answers;
+  // Taken by the next receive, as the staged request is.
+  AwaitedAnswer awaited;
+  bool endSilence = false;  // with a receive window: an answer that stops in the middle is not waited for without end
+  // What the last receive passed over.
+  RefusedMessage passedOver;
+
   int lastOutPort = -1;  // where the last message went; -1: nothing was sent
 
   // The ports the transfer began on; when another name is found at their number, they are gone.  Empty: not looked at.
@@ -80,6 +90,8 @@ struct TransferContext {
   std::optional<Acks> acksBefore;
   int retryOnTimeout = 0;
   int extraAttempts = 2;  // how often a piece that did not come, was refused or came damaged is asked for again
+  bool inDoubt = false;  // what comes from here on may belong to another request: nothing more of the bank is asked for
+  std::vector<std::uint8_t> pieceBytes;  // everything that receives stored for the piece that is asked for
   bool receivedSomething = false;
   bool quiet = false;        // no windows, no messages
   bool hasIoWindow = false;  // a receive window shows this transfer
@@ -94,9 +106,8 @@ struct TransferContext {
   bool lastPatch = false;
   bool stopBankLoop = false;
   TransferCause sendCause = TransferCause::kNone;  // of the first piece that was not taken
-  std::vector<int> notTaken;                       // patches of a transmission that failed or were not begun, in order
-
-  // What became of the last script when it was ended before its own end (ScriptStopText); empty: it ran to its end.
+  // Patches of a transmission that failed, with the code, or were not begun (0), in order.
+  std::vector<std::pair<int, int>> notTaken;
   std::string scriptStop;
 
   // Called on the transfer's thread after every patch of a transmission; may be empty.

@@ -8,6 +8,7 @@
 #include "platform/short_memory.h"
 #include "script/interpreter.h"
 #include "script/services_line.h"
+#include "script/started_at_panel.h"
 #include "script/transfer_engine_events.h"
 #include "script/transfer_engine_run.h"
 
@@ -33,8 +34,6 @@ constexpr std::string_view kMidiErrorMsg[] = {
     "After multiple attempts, no response from instrument! Continuing...",
 };
 
-constexpr const char* kMidiIoTitle = "MIDI I/O";
-
 }  // namespace
 
 std::string_view MidiErrorMsg(int code) {
@@ -57,6 +56,10 @@ bool UsesCommandSequence(const Synth& synth) {
 std::string TransferInstrumentName(const DataFile& dataFile) {
   const std::string name = dataFile.xtra ? FieldText(dataFile.xtra->instrumentName) : std::string();
   return name.empty() && dataFile.synth ? FieldText(dataFile.synth->shortName) : name;
+}
+
+std::shared_ptr<const ReceivedCheck> TransferPreferences::CheckOf(const DataFile&) const {
+  return nullptr;
 }
 
 std::optional<int> TransferPreferences::SelectPatchNumber(const std::string& title, int current, int minimum,
@@ -205,7 +208,16 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
     Refuse(request, refusal, TransferCause::kBusy, locks_.BusySentence(request.dataFile));
     return nullptr;
   }
+  transfer->get_ = request.get;
+  if (request.operation == TransferOperation::kReceive) {
+    transfer->check_ = preferences_->CheckOf(*request.dataFile);
+    if (!transfer->check_) transfer->check_ = std::make_shared<ReceivedCheck>();
+    if (preferences_->ReadTwice()) transfer->get_.twice = true;
+    transfer->startedAtPanel_ = StartedAtPanel(*request.dataFile);
+  }
   TransferContext& context = transfer->context_;
+  context.extraAttempts = request.get.extraAttempts;
+  if (context.extraAttempts < 0) context.extraAttempts = std::max(0, preferences_->ExtraAttempts());
   context.inPort = synth.midiInPort;
   context.outPort = synth.midiOutPort;
   context.inPortName = transfer->inPortName_;
@@ -214,6 +226,7 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
   context.hasIoWindow =
       !request.quiet && request.showWindow && request.observer && request.operation == TransferOperation::kReceive;
   context.expectedBytes = synth.fileSize;
+  if (request.operation == TransferOperation::kReceive) context.answers = services_.AnswersOf(synth.driverId);
   if (!request.quiet && request.observer) ShowMessagesOf(transfer);
   std::lock_guard guard(mutex_);
   transfer->id_ = nextId_++;

@@ -15,6 +15,7 @@
 #include "midi/midi_output.h"
 #include "platform/clock.h"
 #include "platform/prompts.h"
+#include "script/received_check.h"
 #include "script/script_services.h"
 #include "script/transfer_engine_lock.h"
 #include "script/transfer_engine_observer.h"
@@ -36,8 +37,19 @@ class TransferPreferences {
   virtual bool ShowTransmitWindow() const { return false; }  // initial value of the setting
   // The patch selector; nullopt: cancelled.
   virtual std::optional<int> SelectPatchNumber(const std::string& title, int current, int minimum, int maximum);
+  virtual int ExtraAttempts() const { return 2; }   // for a piece that did not come, was refused or is damaged
+  virtual bool ReadTwice() const { return false; }  // data without checksums is read twice and compared
+  // What is known about received data of this type, on the owner's thread; null: no more than the descriptor says.
+  virtual std::shared_ptr<const ReceivedCheck> CheckOf(const DataFile& dataFile) const;
   // A DataFile was sent (ZKBasicsSentDataFile), on the owner's thread.
   virtual void SentDataFile(DataFile* dataFile) { (void)dataFile; }
+};
+
+// How a receive is done, beside what the preferences say.
+struct GetOptions {
+  bool twice = false;        // as ReadTwice
+  bool keepDamaged = false;  // damaged data is kept, and marked (MarkDamaged)
+  int extraAttempts = -1;    // instead of ExtraAttempts; -1: that
 };
 
 // One transfer from its start to its end.  Handles may outlive it.  Any thread.
@@ -80,7 +92,10 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   std::string what_;     // instrument and data
   std::string inPortName_;
   std::string outPortName_;
-  TransferContext context_;  // of the transfer's thread, but for its atomics and tokens
+  GetOptions get_;
+  bool startedAtPanel_ = false;                 // the instrument is not asked
+  std::shared_ptr<const ReceivedCheck> check_;  // receives; never null then
+  TransferContext context_;                     // of the transfer's thread, but for its atomics and tokens
   std::atomic<bool> receivedSomething_{false};
   std::atomic<int> patchesToDo_{0};
   std::atomic<bool> finished_{false};  // the work is done; `closed` may still be under way to the owner
@@ -123,14 +138,15 @@ struct TransferRequest {
   bool background = false;                     // transmissions: on a thread of their own
   PortChoice ports{};
   std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile
+  GetOptions get{};
 };
 
 // Gets DataFiles from instruments and sends them.
 //
 // A receive works on copies: descriptor, image and maps of the DataFile are taken when it starts, and only what was
-// received completely is put back (patch by patch: each patch when it is there).  A failed or cancelled receive leaves
-// the former data as it was.  While a transfer runs the DataFile is busy (locks()).  When the DataFile is freed
-// meanwhile, the transfer ends by itself and puts nothing back.
+// received completely is put back, at the end.  Of a bank received patch by patch that is also what came before a
+// failure; a cancelled receive, and the failed one of a whole image, leave the former data as it was.  While a transfer
+// runs the DataFile is busy (locks()).  When it is freed meanwhile, the transfer ends by itself and puts nothing back.
 //
 // Threads: MidiIODataFile, MidiSendDataFile and the other starting functions are called on the thread that owns the
 // DataFile.  Receives run on a thread of their own.  With a poster, what they put back and what observers see goes
@@ -237,14 +253,19 @@ class TransferEngine {
   void Launch(const std::shared_ptr<Transfer>& transfer, std::function<void()> work);
   void Post(std::function<void()> work);
   void Reap();
-  int SendPiece(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
-                std::int64_t patchOffset, bool* missingScript);
-  bool SendEnded(const TransferContext& context) const;
-  int SendPart(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
-               std::int64_t patchOffset, bool* missingScript);
+  // What is sent, and what comes of it.
+  struct Sending {
+    DataFile& dataFile;
+    Synth& synth;
+    TransferContext& context;
+    bool withModes = false;      // the maker's messages around the data as well
+    bool missingScript = false;  // out: there is no transmit script
+  };
   // mask: one value a patch; without data: all patches.
-  int SendAll(DataFile& dataFile, Synth& synth, TransferContext& context, std::span<const std::uint8_t> mask,
-              bool* missingScript);
+  int SendAll(Sending& sending, std::span<const std::uint8_t> mask);
+  int SendPiece(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset);
+  int SendPart(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset);
+  bool SendEnded(const TransferContext& context) const;
   void SayNoScript();
 
   ScriptServices& services_;

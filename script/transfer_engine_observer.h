@@ -11,6 +11,13 @@
 
 namespace tonalith {
 
+// A patch that did not come as it should, or was not taken.
+struct PatchFault {
+  int patch = -1;     // from 0
+  int code = 0;       // transfer_code of the last attempt; 0: it was not asked for, or sent, any more
+  bool kept = false;  // damaged, and kept all the same
+};
+
 // How a transfer ended.
 struct TransferResult {
   TransferOperation operation = TransferOperation::kReceive;
@@ -25,8 +32,14 @@ struct TransferResult {
   bool changed = false;                        // the DataFile holds something new
   TransferCause cause = TransferCause::kNone;  // kNone when ok
   int patch = -1;                              // the first that failed, from 0; -1: none, or not one patch
-  int entry = -1;                              // the same as its type counts
-  std::vector<int> notTaken;                   // a transmission patch by patch: patches that failed or were not begun
+  std::string number;                          // the same as the instrument numbers it, single bytes
+  // Of the first piece (patch or image) that failed: how often it was tried, and whether anything came for it.
+  int attempts = 0;
+  bool answered = false;
+  int refusedPieces = 0;           // patches or images that the instrument refused at last
+  int retriedPieces = 0;           // how often one was asked for, or sent, again
+  std::vector<PatchFault> faults;  // what of a bank did not come, or was not taken, in order
+  std::string missing;             // the same in words, single bytes: "64 is missing"; empty: nothing is
   // For sentences, single bytes: instrument and data.
   std::string what;
   std::string scriptStop;  // ScriptStopText of the script that was stopped; empty: none was

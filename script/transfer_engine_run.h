@@ -3,12 +3,15 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "script/transfer_engine.h"
 
 namespace tonalith {
+
+inline constexpr const char* kMidiIoTitle = "MIDI I/O";  // of boxes about transfers
 
 // What scripts and protocols may change in the descriptor of the data they work on.
 void TakeOverDescriptor(DataFile& to, const Synth& from);
@@ -33,21 +36,39 @@ class TransferRun {
   TransferResult& result() { return result_; }
 
  private:
-  int MidiIODataFileFn(TransferOperation operation, int patch);
-  int RunReceiveScript(int patch);
-  int ReceiveBuiltIn();
+  // Receiving.
   void ReceiveBank();
-  bool ReceiveOnePatch(int patch);
+  bool ReceiveOnePatch(int patch, std::vector<int>* came);
   void ReceiveWhole();
-  int CheckReceived(int r, int patch);
+  std::span<std::uint8_t> PieceWindow(int patch);
+  bool ReceivePiece(int patch);
+  // What an attempt to receive a piece gave.
+  struct Attempt {
+    int code = 0;  // transfer_code, or above 0: it came
+    ReceivedState state = ReceivedState::kUnknown;
+    std::uint32_t size = 0;
+  };
+  Attempt TryPiece(int patch, std::span<std::uint8_t> window);
+  bool TakeAgreed(const std::vector<std::vector<std::uint8_t>>& readings, int patch, std::span<std::uint8_t> window);
+  bool MayAskAgain() const;
+  int AttemptsLeft() const;
+  bool EndPiece(int patch, const std::vector<std::uint8_t>& former, std::span<std::uint8_t> window);
+  bool TakeSize(int patch);
+  int RunReceiveScript(int patch, std::span<std::uint8_t> window);
+  void CommitBank(const std::vector<int>& came);
+  void CommitWhole();
+  void CommitNothing();
+  std::string MissingText() const;
+
+  bool BeginExchange();
+  void EndExchange();
+  int RunBuiltIn(TransferOperation operation);
+  int SendExchange();
   void ReportError(TransferOperation operation, int r);
   std::string ErrorText(int r) const;
   TransferCause CauseOf(TransferOperation operation, int r) const;
   int EntryOf(int patch) const;
   void NoteFailure(int r);
-  void CommitPatch(int patch);
-  void CommitWhole();
-  void CommitNothing();
   void ReportProgress();
   void ReportBytes();
   bool Stopped() const;
@@ -66,7 +87,14 @@ class TransferRun {
   bool patchBayAsked_ = false;
   bool missingScript_ = false;
   bool complete_ = true;  // no patch ended the row early
-  int failure_ = 0;       // the last result that was no success
+  int failure_ = 0;       // the first result that was no success
+
+  // Of the piece that is asked for, or was asked for last.
+  Attempt piece_;
+  int tries_ = 0;  // at the piece, so far
+  bool keptDamaged_ = false;
+  bool silent_ = false;   // the piece before was asked for in vain, and not a byte came
+  bool damaged_ = false;  // the first failure was a piece that came damaged
 };
 
 }  // namespace tonalith

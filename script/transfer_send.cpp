@@ -24,14 +24,16 @@ void TransferRun::Transmit() {
     result_.patchesDone = context_.patchesDone;
     ReportProgress();
   };
-  result_.result = MidiIODataFileFn(TransferOperation::kTransmit, -1);
+  result_.result = SendExchange();
   context_.patchDone = {};
   const bool failed = missingScript_ || context_.sendFailed || Stopped() ||
                       (UsesCommandSequence(*synth_) ? result_.result < 0 : result_.result <= 0);
   result_.ok = !failed;
   failure_ = failed ? std::min(result_.result, 0) : 0;
-  if (failed && !context_.notTaken.empty()) result_.patch = context_.notTaken.front();
-  result_.notTaken = context_.notTaken;
+  if (failed && !context_.notTaken.empty()) result_.patch = context_.notTaken.front().first;
+  for (const auto& [patch, code] : context_.notTaken) result_.faults.push_back({patch, code});
+  result_.refusedPieces = context_.refusedPieces;
+  result_.retriedPieces = context_.retriedPieces;
   const bool changed = !std::equal(before.begin(), before.end(), copy_->body);
   result_.changed = changed;
   Post([transfer = transfer_, copy = copy_, changed, failed, preferences = engine_.preferences_] {
@@ -52,9 +54,9 @@ int TransferEngine::Render(DataFile* dataFile) {
   context.recording = &events;
   Synth synth = *dataFile->synth;
   RoutePorts(*dataFile, TransferOperation::kRender, synth);
-  bool missing = false;
-  const int result = SendPart(*dataFile, synth, context, 0, 0, -1, &missing);
-  if (missing) SayNoScript();
+  Sending sending{*dataFile, synth, context};
+  const int result = SendPart(sending, 0, 0, -1);
+  if (sending.missingScript) SayNoScript();
   FreeEventList(dataFile->eventList);
   dataFile->eventList = events.Release();
   return result;
@@ -68,11 +70,11 @@ int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
   if (!routed) return -1;
   Synth& synth = *routed;
   TransferContext context;
-  bool missing = false;
-  const int result = SendAll(*dataFile, synth, context, {dataFile->transferMask, dataFile->transferMaskSize}, &missing);
+  Sending sending{*dataFile, synth, context};
+  const int result = SendAll(sending, {dataFile->transferMask, dataFile->transferMaskSize});
   dataFile->synth->rolandHandshake = synth.rolandHandshake;
   dataFile->synth->childId = synth.childId;
-  if (missing) SayNoScript();
+  if (sending.missingScript) SayNoScript();
   return result;
 }
 
@@ -82,16 +84,16 @@ int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int fla
   if (!routed) return -1;
   Synth& synth = *routed;
   TransferContext context;
-  bool missing = false;
   std::int64_t offset = -1;
   if (patchBuffer) {
     if (patchBuffer < dataFile->body || patchBuffer >= dataFile->body + dataFile->bodySize) return -1;
     offset = patchBuffer - dataFile->body;
   }
-  const int result = SendPiece(*dataFile, synth, context, patchIndex, flags, offset, &missing);
+  Sending sending{*dataFile, synth, context};
+  const int result = SendPiece(sending, patchIndex, flags, offset);
   dataFile->synth->rolandHandshake = synth.rolandHandshake;
   dataFile->synth->childId = synth.childId;
-  if (missing) SayNoScript();
+  if (sending.missingScript) SayNoScript();
   return result;
 }
 
@@ -103,11 +105,12 @@ std::optional<Synth> TransferEngine::RoutedDescriptor(const DataFile& dataFile) 
   return std::nullopt;
 }
 
-int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& context,
-                            std::span<const std::uint8_t> mask, bool* missingScript) {
+int TransferEngine::SendAll(Sending& sending, std::span<const std::uint8_t> mask) {
+  const DataFile& dataFile = sending.dataFile;
+  const Synth& synth = sending.synth;
+  TransferContext& context = sending.context;
   if (HoldsNothing(dataFile)) return -1;
-  if (!PatchAddressable(synth) || !UsesCommandSequence(synth))
-    return SendPiece(dataFile, synth, context, 0, 0, -1, missingScript);
+  if (!PatchAddressable(synth) || !UsesCommandSequence(synth)) return SendPiece(sending, 0, 0, -1);
   std::vector<int> patches;
   const std::uint32_t voices = synth.numVoices;
   for (std::uint32_t i = 0; i < std::min(voices, kMaxVoices); ++i) {
@@ -120,15 +123,14 @@ int TransferEngine::SendAll(DataFile& dataFile, Synth& synth, TransferContext& c
   bool ended = false;  // nothing more is sent
   for (const int patch : patches) {
     if (ended || SendEnded(context) || context.stopBankLoop) {
-      context.notTaken.push_back(patch);
+      context.notTaken.emplace_back(patch, 0);
       continue;
     }
     const int flags = (patch == patches.front() ? 1 : 0) | (patch == patches.back() ? 2 : 0);
-    result = SendPiece(dataFile, synth, context, patch, flags, static_cast<std::int64_t>(patch) * synth.voiceSize,
-                       missingScript);
-    if (result < 0 || SendEnded(context) || *missingScript) {
+    result = SendPiece(sending, patch, flags, static_cast<std::int64_t>(patch) * synth.voiceSize);
+    if (result < 0 || SendEnded(context) || sending.missingScript) {
       if (failure == 0) failure = std::min(result, 0);
-      context.notTaken.push_back(patch);
+      context.notTaken.emplace_back(patch, std::min(result, 0));
       // An instrument that refuses one patch may take the others; one that is silent takes none.
       ended = !context.refused;
       continue;
@@ -159,7 +161,7 @@ int SendCode(const MacroOutcome& script, TransferContext& context) {
 }
 
 // An answer came, but not the one that says that all is well.
-bool IsRefusal(int code) {
+bool IsNoToSent(int code) {
   return code == transfer_code::kMissingBytes || (code <= transfer_code::kNoEnd && code >= transfer_code::kTooLarge);
 }
 
@@ -171,40 +173,45 @@ bool TransferEngine::SendEnded(const TransferContext& context) const {
 }
 
 // A piece that is refused or not answered goes out again, as often as one that does not come is asked for.
-int TransferEngine::SendPiece(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
-                              std::int64_t patchOffset, bool* missingScript) {
+int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset) {
+  TransferContext& context = sending.context;
   for (int attempt = 0;; ++attempt) {
     context.unanswered = context.refused = false;
-    const int result = SendPart(dataFile, synth, context, patchIndex, flags, patchOffset, missingScript);
+    const int result = SendPart(sending, patchIndex, flags, patchOffset);
     if (result >= 0 || SendEnded(context) || !(context.unanswered || context.refused)) return result;
-    if (context.refused) ++context.refusedPieces;
     if (attempt < context.extraAttempts) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
     if (SendEnded(context)) return result;
     if (attempt >= context.extraAttempts) {
+      if (context.refused) ++context.refusedPieces;
       if (context.sendCause == TransferCause::kNone)
         context.sendCause = context.refused ? TransferCause::kNotTaken : TransferCause::kNoAnswer;
       return result;
     }
-    services_.ForgetReplies(synth.midiInPort);
+    services_.ForgetReplies(sending.synth.midiInPort);
     ++context.retriedPieces;
   }
 }
 
 // patchOffset: where the patch begins in the body; -1: the whole image.
-int TransferEngine::SendPart(DataFile& dataFile, Synth& synth, TransferContext& context, int patchIndex, int flags,
-                             std::int64_t patchOffset, bool* missingScript) {
+int TransferEngine::SendPart(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset) {
+  const DataFile& dataFile = sending.dataFile;
+  Synth& synth = sending.synth;
+  TransferContext& context = sending.context;
   if (HoldsNothing(dataFile) || !dataFile.body) return -1;
   const ByteWindow body(dataFile.body, dataFile.bodySize);
+  const bool anyBytes = synth.allowsNonSysEx || (sending.withModes && !UsesCommandSequence(synth));
   const bool looksLikeSysEx = patchOffset >= 0 ? body.At(patchOffset) == 0xF0 : (body.At(0) & 0x80) != 0;
-  if (!synth.allowsNonSysEx && !looksLikeSysEx) return -1;
+  if (!anyBytes && !looksLikeSysEx) return -1;
   int result = 0;
   if (!UsesCommandSequence(synth)) {
     ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
-    result = BuiltInProtocols(line).MidiSend(synth, body);
+    BuiltInProtocols protocols(line);
+    result = sending.withModes ? protocols.MidiIO(TransferOperation::kTransmit, body, synth)
+                               : protocols.MidiSend(synth, body);
     if (result >= 0 && context.refused) result = transfer_code::kRejected;
     if (result >= 0 && context.unanswered && services_.CanBeAnswered(context)) result = transfer_code::kNoResponse;
   } else if (!dataFile.transmitScript) {
-    *missingScript = true;
+    sending.missingScript = true;
     return 0;
   } else {
     const std::span<const std::uint8_t> code(dataFile.transmitScript, dataFile.transmitScriptSize);
@@ -222,7 +229,7 @@ int TransferEngine::SendPart(DataFile& dataFile, Synth& synth, TransferContext& 
     context.unanswered = context.refused = false;
     return result;
   }
-  if (!context.unanswered && IsRefusal(result)) context.refused = true;
+  if (!context.unanswered && IsNoToSent(result)) context.refused = true;
   if (result == transfer_code::kTimeOut || result == transfer_code::kQuiet || result == transfer_code::kStillNoResponse)
     context.unanswered = true;
   return result;

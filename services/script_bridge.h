@@ -53,6 +53,8 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   void SetDocuments(DocumentsHost* documents) { documents_.store(documents); }
   void SetWindows(TransferWindowsHost* windows) { windows_.store(windows); }
   using PatchSelector = std::function<std::optional<int>(const std::string& title, int current, int low, int high)>;
+  // What knows data types better than their descriptors; empty takes it away again.  Called on the owner's thread.
+  void SetReceivedChecks(ReceivedCheckOf checks) { receivedChecks_ = std::move(checks); }
   void SetPatchSelector(PatchSelector selector) { patchSelector_ = std::move(selector); }
 
   // The macros of the editor that is active now; null: none.
@@ -102,6 +104,11 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   bool ShowTransmitWindow() const override {
     return ports_ == ScriptPorts::kOfProfile && settings_.Value(SettingId::MainShowTransmitWindow) != 0;
   }
+  int ExtraAttempts() const override { return settings_.Value(SettingId::MainExtraAttempts); }
+  bool ReadTwice() const override { return settings_.Value(SettingId::MainReadTwice) != 0; }
+  std::shared_ptr<const ReceivedCheck> CheckOf(const DataFile& dataFile) const override {
+    return receivedChecks_ ? receivedChecks_(dataFile) : nullptr;
+  }
   std::optional<int> SelectPatchNumber(const std::string& title, int current, int minimum, int maximum) override;
   void SentDataFile(DataFile* dataFile) override;
 
@@ -123,6 +130,7 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   std::atomic<DocumentsHost*> documents_{nullptr};
   std::atomic<TransferWindowsHost*> windows_{nullptr};
   PatchSelector patchSelector_;
+  ReceivedCheckOf receivedChecks_;
   std::atomic<bool> quitting_{false};
   std::atomic<int> deleteStudioOnExit_{0};
 

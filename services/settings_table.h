@@ -154,7 +154,9 @@
 
 // Number settings that came later: rows are added behind the last one, and their fields lie behind everything else.
 #define TONALITH_LATER_NUMBER_SETTINGS(X) \
-  X(MainScriptSeconds, scriptSeconds, U8, nullptr, nullptr, 5, 1, 250, Plain, Midi, "Seconds a script may compute without waiting")
+  X(MainScriptSeconds, scriptSeconds, U8, nullptr, nullptr, 5, 1, 250, Plain, Midi, "Seconds a script may compute without waiting") \
+  X(MainExtraAttempts, extraAttempts, U8, nullptr, nullptr, 2, 0, 10, Plain, Midi, "Extra attempts for data that does not come whole") \
+  X(MainReadTwice, readTwice, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Read data without checksums twice and compare")
 
 #define TONALITH_ALL_NUMBER_SETTINGS(X) \
   TONALITH_NUMBER_SETTINGS(X) \

@@ -42,7 +42,11 @@ struct DeskResult {
   int patchesToDo = 0;   // 0: the whole image at once
   bool changed = false;  // the DataFile holds something new
   int step = 0;          // of a sequence: the last that was begun
-  std::string sentence;  // UTF-8, one line; also of a success
+  // Of all steps: pieces (patches or images) that the instrument refused, and how often one was tried again.
+  int refusedPieces = 0;
+  int retriedPieces = 0;
+  std::vector<PatchFault> faults{};  // a Get: what of a bank did not come
+  std::string sentence;              // UTF-8, one line; also of a success
 };
 
 class DeskJob;
@@ -82,6 +86,7 @@ struct DeskStep {
   std::shared_ptr<DataFile> owned{};    // instead of dataFile
   std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile, else all
   std::vector<DeskMessage> messages{};  // kMessages
+  GetOptions get{};                     // kGet
   // kTask: runs until it is done, or soon after the token was cancelled.
   using TaskProgress = std::function<void(int done, int total)>;
   std::function<void(const CancelToken& stop, const TaskProgress& progress)> task{};
@@ -140,7 +145,9 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   DeskState state_ = DeskState::kQueued;
   std::size_t step_ = 0;
   int sent_ = 0;  // steps that went well
-  Ports ports_;   // while it runs
+  int refusedPieces_ = 0;
+  int retriedPieces_ = 0;
+  Ports ports_;  // while it runs
   bool cancelled_ = false;
   DeskResult result_;
 

@@ -3,6 +3,7 @@
 #include "platform/short_memory.h"
 #include "platform/text.h"
 #include "script/protocols/protocol_line.h"
+#include "script/started_at_panel.h"
 #include "services/transfer_desk.h"
 
 namespace tonalith {
@@ -89,6 +90,7 @@ bool TransferDesk::BeginTransfer(const Job& job, const DeskStep& step, TransferR
   request.background = true;
   request.ports = {step.inPort, step.outPort};
   request.patches = step.patches;
+  request.get = step.get;
   const int out = engine_.PortsOf(*step.dataFile, request.operation, request.ports).out;
   job->out_ = out >= 0 ? midi_.out().GetMidiOutPort(out) : nullptr;
   job->failedBefore_ = job->out_ ? job->out_->failedMessages() : 0;
@@ -183,6 +185,8 @@ void TransferDesk::HandedOver(const Job& job, int messages, int total, bool enou
 
 void TransferDesk::TransferClosed(const Job& job, const TransferResult& result) {
   job->outcome_ = result;
+  job->refusedPieces_ += result.refusedPieces;
+  job->retriedPieces_ += result.retriedPieces;
   const bool receive = result.operation == TransferOperation::kReceive;
   if (job->transfer_) {
     const ReceiveWindowState state = job->transfer_->WindowState();
@@ -272,6 +276,7 @@ TransferFacts TransferDesk::FactsOf(const DeskJob& job) const {
     facts.what = step.title;
     facts.kind = step.kind == DeskStep::Kind::kGet ? TransferFacts::Kind::kGet : TransferFacts::Kind::kSend;
     facts.messages = static_cast<int>(step.messages.size());
+    facts.atPanel = step.kind == DeskStep::Kind::kGet && step.dataFile && StartedAtPanel(*step.dataFile);
   }
   if (!job.request_.file.empty()) facts.what = job.request_.file;
   facts.begun = job.begun_;
@@ -289,6 +294,9 @@ DeskResult TransferDesk::ResultOf(const DeskJob& job, const TransferFacts& facts
   result.patchesToDo = facts.patchesToDo;
   result.changed = job.outcome_.changed;
   result.step = static_cast<int>(job.step_);
+  result.refusedPieces = job.refusedPieces_;
+  result.retriedPieces = job.retriedPieces_;
+  result.faults = job.outcome_.faults;
   result.sentence = EndSentence(facts);
   return result;
 }

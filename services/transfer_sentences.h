@@ -18,14 +18,18 @@ struct TransferFacts {
   Kind kind = Kind::kGet;
   std::string what;  // instrument and data ("Yamaha DX7 Voice Bank"), or the name of the file
   TransferCause cause = TransferCause::kNone;
-  int code = 0;    // of kCode
-  int entry = -1;  // number of the patch that failed, as its type counts; -1: not one patch
+  int code = 0;           // of kCode
+  std::string patch;      // that failed, as the instrument numbers it; empty: not one patch
+  int attempts = 0;       // at what failed
+  bool answered = false;  // bytes came for it
   int patchesDone = 0;
   int patchesToDo = 0;    // 0: the whole image at once
   bool begun = false;     // sends: bytes had been handed to the port
   std::string port;       // of a port cause; may be empty
   std::string detail;     // the sentence of kPortMissing, kPortInUse, kStopped; of kBusy "running" or "waiting", of
                           // kScriptStopped ScriptStopText
+  std::string missing;    // of a bank: "3, 7 and 64 are missing"; empty: nothing is
+  bool atPanel = false;   // a Get waits until the dump is started on the instrument
   int messages = 0;       // of a MIDI file that is sent message by message
   int partsSent = 0;      // files
   int partsInactive = 0;  // files: parts that are switched off and stayed out

@@ -15,6 +15,8 @@ namespace tonalith {
 
 namespace {
 
+constexpr std::int64_t kAcknowledgedWithinMs = 5000;
+
 constexpr std::size_t kMaxSourceFile = 1u << 20;
 constexpr std::size_t kMaxSourceFiles = 1000;
 constexpr std::size_t kMaxSourceLines = 20000;  // of one data type, includes counted
@@ -138,6 +140,7 @@ class DescriptorReader {
       (*lets_)[name] = at.value;
       return Result::Success();
     }
+    if (AsciiEqualNoCase(at.key, "acknowledged")) return Acknowledged(at);
     if (const ShortForm* form = FindShortForm(at.key)) return Fields(at, *form, depth);
     if (IsScriptKey(at.key)) at.lets = *lets_;
     if (IsNamedKey(at.key)) (*lets_)[at.key] = at.value;
@@ -164,6 +167,21 @@ class DescriptorReader {
     if (bar == std::string::npos) return Result::Success();
     return Entry({at.file, at.line, {}, form.text, {}, {}}, TrimmedView(std::string_view(at.value).substr(bar + 1)),
                  depth);
+  }
+
+  // What the instrument says when it has taken data: scripts that send find the wait for it in `listen`.
+  Result Acknowledged(const SourceLine& at) {
+    const std::size_t bar = at.value.find('|');
+    const std::string pattern(TrimmedView(std::string_view(at.value).substr(0, bar)));
+    const auto bytes = ParseHex(pattern);
+    const auto wait = bar == std::string::npos ? std::optional<std::int64_t>(kAcknowledgedWithinMs)
+                                               : ParseInteger(TrimmedView(std::string_view(at.value).substr(bar + 1)));
+    if (!bytes || bytes->size() < 3 || bytes->front() != 0xF0 || bytes->back() != 0xF7 || !wait || *wait < 1 ||
+        *wait > 65535)
+      return SourceFailure(at, "`acknowledged` is one SysEx message, then perhaps | and milliseconds");
+    (*lets_)["listen"] =
+        "S " + std::to_string(bytes->size()) + " { " + pattern + " } SetWaitForACK " + std::to_string(*wait);
+    return Result::Success();
   }
 
   // The messages of a range of bytes.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <unordered_map>
 
 #include "data/container.h"
@@ -11,6 +12,7 @@
 #include "studio/patch_list.h"
 #include "studio/recognize_match.h"
 #include "studio/studio_document.h"
+#include "studio/type_check.h"
 #include "studio/type_forms.h"
 #include "studio/unrecognized.h"
 
@@ -79,29 +81,9 @@ bool IsDataFile(std::span<const std::uint8_t> file) {
   return id == ChunkId("FORM") || id == ChunkId("MROF") || id == ChunkId("PROP");
 }
 
-// The checksums of an image.  `isEmpty` tells which voices have none.
-template <typename IsEmpty>
 ChecksumVerdict VerifyImage(const RecognizeRule* rule, const Synth& synth, std::span<const std::uint8_t> body,
-                            const IsEmpty& isEmpty) {
-  if (!rule || rule->verify.empty()) return VerifyChecksum(synth, body);
-  ChecksumVerdict verdict = ChecksumVerdict::kNone;
-  for (const VerifyRule& v : rule->verify) {
-    const bool perVoice = v.times == synth.numVoices && v.step == synth.voiceSize;
-    for (std::uint32_t i = 0; i < v.times; ++i) {
-      if (perVoice && isEmpty(i)) continue;
-      const std::int64_t shift = std::int64_t{v.step} * i;
-      const auto stored = static_cast<std::size_t>(v.offset + shift);
-      if (v.always >= 0 && stored < body.size() && body[stored] == v.always) {
-        verdict = ChecksumVerdict::kOk;
-        continue;
-      }
-      const ChecksumVerdict one =
-          VerifyChecksum(body, static_cast<int>(v.type), v.start + shift, v.count, v.offset + shift);
-      if (one == ChecksumVerdict::kBad) return one;
-      if (one == ChecksumVerdict::kOk) verdict = one;
-    }
-  }
-  return verdict;
+                            const std::function<bool(std::uint32_t)>& isEmpty) {
+  return VerifyImage(rule ? std::span(rule->verify) : std::span<const VerifyRule>(), synth, body, isEmpty);
 }
 
 ChecksumVerdict VerifyData(const RecognizeRule* rule, const DataFile& data) {

@@ -22,6 +22,33 @@ bool SamePattern(const BytePattern& a, const BytePattern& b) {
 
 }  // namespace
 
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
+                                         std::vector<std::string>* problems) {
+  const Synth& synth = *driver.synth();
+  std::vector<RecognizeRule> forms;
+  bool hasRules = false;
+  for (int form = 0; form < kMostForms; ++form) {
+    const std::string section =
+        form == 0 ? Printf("Recognize %d", synth.driverId) : Printf("Recognize %d.%d", synth.driverId, form);
+    const auto entries = ini.Entries(section);
+    if (entries.empty()) break;
+    hasRules = true;
+    RecognizeRule rule;
+    const Result result = ParseRecognizeRule(entries, synth, &rule);
+    if (result.ok())
+      forms.push_back(std::move(rule));
+    else if (problems)
+      problems->push_back(driver.moduleFile + ": [" + section + "]: " + result.text);
+  }
+  if (!hasRules) forms = FormsOfAnswer(synth, BodySpan(*driver.dataFile));
+  return forms;
+}
+
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, std::vector<std::string>* problems) {
+  if (!driver.synth() || !driver.instrument) return {};
+  return FormsOfDriver(driver, IniFile(driver.instrument->GetIniPath().string()), problems);
+}
+
 void TypeTable::Load(const ZKStudioDoc& studio) {
   for (const auto& instrument : studio.instruments()) {
     const IniFile ini(instrument->GetIniPath().string());
@@ -30,7 +57,10 @@ void TypeTable::Load(const ZKStudioDoc& studio) {
     if (auto coding = ReadCodedMessages(ini, &problem)) codings_.emplace_back(instrument->name, std::move(*coding));
     if (!problem.empty()) problems_.push_back(instrument->moduleFile + ": [Coded Messages]: " + problem);
     for (const auto& driver : instrument->drivers)
-      if (driver->synth()) LoadDriver(driver.get(), ini);
+      if (driver->synth()) {
+        types_.push_back({driver.get(), FormsOfDriver(*driver, ini, &problems_)});
+        AddToIndex();
+      }
   }
   for (MakerForms& maker : makers_) IndexLengths(&maker);
 }
@@ -44,29 +74,6 @@ void TypeTable::LoadOthers(const ZKDrvList& instrument, const IniFile& ini) {
     else
       problems_.push_back(instrument.moduleFile + ": [Other Messages]: " + error);
   }
-}
-
-void TypeTable::LoadDriver(const ZKDrvList* driver, const IniFile& ini) {
-  const Synth& synth = *driver->synth();
-  TypeForms type{driver, {}};
-  bool hasRules = false;
-  for (int form = 0; form < kMostForms; ++form) {
-    const std::string section =
-        form == 0 ? Printf("Recognize %d", synth.driverId) : Printf("Recognize %d.%d", synth.driverId, form);
-    const auto entries = ini.Entries(section);
-    if (entries.empty()) break;
-    hasRules = true;
-    RecognizeRule rule;
-    const Result result = ParseRecognizeRule(entries, synth, &rule);
-    if (!result.ok()) {
-      problems_.push_back(driver->moduleFile + ": [" + section + "]: " + result.text);
-      continue;
-    }
-    type.forms.push_back(std::move(rule));
-  }
-  if (!hasRules) type.forms = FormsOfAnswer(synth, BodySpan(*driver->dataFile));
-  types_.push_back(std::move(type));
-  AddToIndex();
 }
 
 // The type that was added last.

@@ -28,6 +28,9 @@ struct TypeForms {
   std::vector<RecognizeRule> forms;
 };
 
+// The forms of one type; rules that could not be read are named in `problems` (may be null).
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, std::vector<std::string>* problems = nullptr);
+
 // A message that is no data: a parameter change, a button.
 struct OtherMessage {
   std::string what;  // "parameter changes of ..."
@@ -38,6 +41,11 @@ struct FormIndex {
   std::uint32_t type = 0;
   std::uint32_t form = 0;
 };
+
+// The forms of a data type as the INI of its module has them; `problems` (may be null) gets the rules that could not be
+// read.
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
+                                         std::vector<std::string>* problems = nullptr);
 
 class TypeTable {
  public:
@@ -67,7 +75,6 @@ class TypeTable {
     // Forms of exactly this length and those of any, in the order of `all`.
     std::unordered_map<std::uint32_t, std::vector<FormIndex>> byLength;
   };
-  void LoadDriver(const ZKDrvList* driver, const IniFile& ini);
   void LoadOthers(const ZKDrvList& instrument, const IniFile& ini);
   void AddToIndex();
   void IndexLengths(MakerForms* maker) const;

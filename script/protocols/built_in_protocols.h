@@ -28,6 +28,8 @@ class BuiltInProtocols {
   // --- Dispatch ---
   // The built-in transfer of one image.  Transmit gives what MidiSend gives; receive gives the bytes received.
   int MidiIO(TransferOperation operation, ByteWindow buffer, Synth& synth);
+  // A receive of the type sends a request first.
+  static bool Asks(const Synth& synth);
   // Puts channel, patch number and checksum into the image, then MidiSendNoMsg.
   int MidiSend(const Synth& synth, ByteWindow buffer);
   // Sends the image as it is, in the way of its manufacturer.  0: failed, and the user was told.
@@ -66,7 +68,8 @@ class BuiltInProtocols {
  private:
   int SendYamahaParameters(const Synth& synth, ByteWindow buffer);
   void KorgModeChange(const Synth& synth);
-  int AwaitRolandData(std::vector<std::uint8_t>& reply, std::int64_t expected, std::int64_t& start);
+  int AwaitRolandData(const AnswerStep& answer, std::vector<std::uint8_t>& reply, std::int64_t expected,
+                      std::int64_t& start);
   int ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer);
   int ReceiveRolandHandshake(const Synth& synth, ByteWindow buffer);
   int SendRolandOneWay(const Synth& synth, ByteWindow buffer);

@@ -177,18 +177,21 @@ TEST_F(SimulatedTransfer, FaultsNeverHarmFormerData) {
     const char* faults;
     bool ok;
   } cases[] = {
-      {dx7, 0, "no-reply", false},
-      {dx7, 0, "lost-byte:at=2000", false},
-      {dx7, 0, "truncated-reply:at=2000", false},
+      {dx7, 0, "no-reply:times=9", false},
+      {dx7, 0, "lost-byte:at=2000,times=9", false},
+      {dx7, 0, "truncated-reply:at=2000,times=2", true},  // the third answer is whole
       {dx7, 0, "realtime-inside:at=2000", true},
       {dx7, 0, "late-reply:delay=1000", true},
-      {d50, 1, "truncated-reply:reply=3,at=20", false},
-      {d50, 1, "no-reply:reply=4,times=3", false},
-      {d50, 1, "double-reply:reply=2", false},  // the last answer is then too long for the last request
-      {d50, 2, "no-reply:reply=4", false},
-      {d50, 2, "truncated-reply:reply=3,at=20", false},
-      {cz, 3, "no-reply:reply=1", false},
-      {cz, 3, "lost-byte:reply=2,at=20", false},
+      {d50, 1, "truncated-reply:reply=3,at=20", true},
+      {d50, 1, "no-reply:reply=4,times=99", false},
+      {d50, 1, "no-reply:reply=4,times=2", true},
+      {d50, 1, "double-reply:reply=2", true},
+      {d50, 2, "no-reply:reply=4", true},
+      {d50, 2, "truncated-reply:reply=3,at=20", true},
+      {d50, 2, "truncated-reply:reply=0,at=20,times=99", false},
+      {d50, 2, "no-reply:reply=4,times=9", false},
+      {cz, 3, "no-reply:reply=1", true},
+      {cz, 3, "lost-byte:reply=0,at=20,times=99", false},
       {dx7, 0, "port-vanishes:at=2000", false},
       {d50, 1, "port-vanishes:at=2000", false},
       {cz, 3, "port-vanishes:at=100", false},

@@ -1,0 +1,83 @@
+#include "studio/type_check.h"
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+#include "data/sysex_split.h"
+#include "studio/recognize_rules.h"
+#include "studio/studio_document.h"
+#include "studio/type_forms.h"
+
+namespace tonalith {
+
+namespace {
+
+class TypeCheck final : public ReceivedCheck {
+ public:
+  explicit TypeCheck(std::vector<RecognizeRule> forms) : forms_(std::move(forms)) {}
+
+  ChecksumVerdict Sums(const Synth& synth, std::span<const std::uint8_t> part, bool isPatch) const override {
+    std::vector<VerifyRule> rules = forms_.empty() ? std::vector<VerifyRule>() : forms_.front().verify;
+    if (isPatch) {
+      // The places of the first patch are those of every patch.
+      for (VerifyRule& rule : rules)
+        if (rule.times == synth.numVoices) rule.times = 1;
+    }
+    return VerifyImage(rules, synth, part, [](std::uint32_t) { return false; });
+  }
+
+  ChecksumVerdict MessageSums(std::span<const std::uint8_t> came) const override {
+    std::map<std::vector<std::uint8_t>, bool> right;  // by address
+    SysExSplitter splitter(came);
+    for (SysExPiece piece; splitter.Next(&piece);) {
+      const std::vector<std::uint8_t> message = CleanSysEx(piece);
+      const auto form = std::find_if(forms_.begin(), forms_.end(), [&](const RecognizeRule& rule) {
+        return rule.byAddress() && message.size() > rule.address.size() + rule.addressBytes + 2 &&
+               rule.address.Matches(message);
+      });
+      if (!piece.isTerminated || form == forms_.end()) continue;
+      const auto address = message.begin() + static_cast<std::ptrdiff_t>(form->address.size());
+      const auto sum = RolandCheckSum(&*address, message.end() - address - 2);
+      right[{address, address + form->addressBytes}] = sum == *(message.end() - 2);
+    }
+    if (right.empty()) return ChecksumVerdict::kNone;
+    const bool all = std::all_of(right.begin(), right.end(), [](const auto& entry) { return entry.second; });
+    return all ? ChecksumVerdict::kOk : ChecksumVerdict::kBad;
+  }
+
+ private:
+  std::vector<RecognizeRule> forms_;
+};
+
+}  // namespace
+
+ChecksumVerdict VerifyImage(std::span<const VerifyRule> rules, const Synth& synth, std::span<const std::uint8_t> image,
+                            const std::function<bool(std::uint32_t voice)>& isEmpty) {
+  if (rules.empty()) return VerifyChecksum(synth, image);
+  ChecksumVerdict verdict = ChecksumVerdict::kNone;
+  for (const VerifyRule& v : rules) {
+    const bool perVoice = v.times == synth.numVoices && v.step == synth.voiceSize;
+    for (std::uint32_t i = 0; i < v.times; ++i) {
+      if (perVoice && isEmpty(i)) continue;
+      const std::int64_t shift = std::int64_t{v.step} * i;
+      const auto stored = static_cast<std::size_t>(v.offset + shift);
+      if (v.always >= 0 && stored < image.size() && image[stored] == v.always) {
+        verdict = ChecksumVerdict::kOk;
+        continue;
+      }
+      const ChecksumVerdict one =
+          VerifyChecksum(image, static_cast<int>(v.type), v.start + shift, v.count, v.offset + shift);
+      if (one == ChecksumVerdict::kBad) return one;
+      if (one == ChecksumVerdict::kOk) verdict = one;
+    }
+  }
+  return verdict;
+}
+
+std::shared_ptr<const ReceivedCheck> CheckOfType(const ZKStudioDoc& studio, const DataFile& dataFile) {
+  const ZKDrvList* driver = dataFile.synth ? studio.GetDriverWithID(dataFile.synth->driverId) : nullptr;
+  return driver ? std::make_shared<TypeCheck>(FormsOfDriver(*driver)) : nullptr;
+}
+
+}  // namespace tonalith
