@@ -23,6 +23,7 @@
 #include "services/program.h"
 #include "services/program_midi.h"
 #include "services/settings.h"
+#include "services/transfer_desk.h"
 #include "services/window_counters.h"
 #include "services/window_places.h"
 #include "ui/midi_activity.h"
@@ -54,6 +55,7 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
   setCentralWidget(windows_->area());
   setAcceptDrops(true);
   BuildBars();
+  activity_->SetTransferLine([&desk = program.midiSide().desk()] { return desk.totals().Text(); });
   RegisterViewCommands();
   RegisterWindowCommands();
   menus_->SetShortMemory([&program] { program.prompts().Say("Tonalith", kShortMemory); });

@@ -39,6 +39,14 @@ void DeskJob::Ports::Add(const Ports& other) {
   out.insert(out.end(), other.out.begin(), other.out.end());
 }
 
+std::string DeskTotals::Text() const {
+  std::string text = std::to_string(jobs) + (jobs == 1 ? " transfer" : " transfers");
+  if (failed) text += ", " + std::to_string(failed) + " of them failed";
+  if (refusedPieces || retriedPieces)
+    text += ", pieces: " + std::to_string(refusedPieces) + " refused, " + std::to_string(retriedPieces) + " repeated";
+  return text;
+}
+
 // ---- the desk
 
 TransferDesk::TransferDesk(TransferEngine& engine, MidiPortSystem& midi, Dispatcher& dispatcher)

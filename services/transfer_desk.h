@@ -49,6 +49,16 @@ struct DeskResult {
   std::string sentence;              // UTF-8, one line; also of a success
 };
 
+// Of all jobs that have ended.
+struct DeskTotals {
+  int jobs = 0;
+  int failed = 0;
+  int refusedPieces = 0;  // that instruments refused
+  int retriedPieces = 0;  // that were asked for, or sent, again
+  // "12 transfers, 1 of them failed, pieces: 3 refused, 2 repeated"
+  std::string Text() const;
+};
+
 class DeskJob;
 
 // What happened to a job.
@@ -222,6 +232,7 @@ class TransferDesk {
   Job JobOf(const DataFile* dataFile) const;  // null: none
   std::vector<Job> Jobs() const;              // that have not ended, in the order they came
   bool Idle() const { return jobs_.empty(); }
+  const DeskTotals& totals() const { return totals_; }
   bool Sends() const;  // a job sends or waits to send
 
  private:
@@ -259,7 +270,8 @@ class TransferDesk {
   PacingOf pacingOf_;
   std::function<bool(const std::string& warning)> askLine_;
   Receiver receiver_;
-  std::list<Job> jobs_;     // that have not ended, in the order they came
+  std::list<Job> jobs_;  // that have not ended, in the order they came
+  DeskTotals totals_;
   std::list<Job> leaving_;  // that have, until the last event was told
   bool pumping_ = false;
   bool pumpAgain_ = false;

@@ -401,6 +401,10 @@ void TransferDesk::EndJob(const Job& job, const TransferFacts& facts, DeskResult
     result.sentence = EndSentence(file);
   }
   job->result_ = std::move(result);
+  ++totals_.jobs;
+  totals_.failed += job->result_.ok ? 0 : 1;
+  totals_.refusedPieces += job->result_.refusedPieces;
+  totals_.retriedPieces += job->result_.retriedPieces;
   job->transfer_.reset();
   job->ports_ = {};
   job->numbers_.reset();

@@ -80,6 +80,9 @@ void MidiActivityDock::Rebuild() {
     outputs_.push_back(new ActivityLight(content));
     AddRow(grid, ShownUtf8(midi_.out().OUTGETPORTNAME(i)), outputs_.back());
   }
+  transfers_ = new PlainLabel(content);
+  transfers_->setForegroundRole(QPalette::PlaceholderText);
+  grid->addWidget(transfers_, grid->rowCount(), 0, 1, 2);
   grid->setRowStretch(grid->rowCount(), 1);
   auto* scroll = new QScrollArea;
   scroll->setWidgetResizable(true);
@@ -90,7 +93,13 @@ void MidiActivityDock::Rebuild() {
   ShowReports();
 }
 
+void MidiActivityDock::SetTransferLine(std::function<std::string()> line) {
+  transferLine_ = std::move(line);
+  ShowReports();
+}
+
 void MidiActivityDock::ShowReports() {
+  if (transferLine_) transfers_->setText(ShownUtf8(transferLine_()));
   const std::vector<PortReport> reports = ReportPorts(midi_);
   if (reports.size() != summaries_.size()) return;  // ports came or went: Rebuild follows
   for (std::size_t i = 0; i < reports.size(); ++i) {

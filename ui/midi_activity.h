@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QDockWidget>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "midi/port_system.h"
@@ -36,6 +38,8 @@ class MidiActivityDock final : public QDockWidget {
 
  public:
   explicit MidiActivityDock(MidiPortSystem& midi, QWidget* parent = nullptr);
+  // A line about all transfers, below the ports.
+  void SetTransferLine(std::function<std::string()> line);
   // The open ports changed.
   void Rebuild();
 
@@ -51,6 +55,8 @@ class MidiActivityDock final : public QDockWidget {
   MidiPortSystem& midi_;
   QTimer* timer_;
   int looks_ = 0;
+  std::function<std::string()> transferLine_;
+  PlainLabel* transfers_ = nullptr;
   std::vector<PlainLabel*> summaries_;  // in the order of the rows
   std::vector<ActivityLight*> inputs_;
   std::vector<ActivityLight*> outputs_;

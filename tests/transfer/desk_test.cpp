@@ -36,6 +36,7 @@ TEST_F(Desk, BothDirectionsSayHowFarTheyAre) {
             "send ended Mock One Bank was sent.\n");
   EXPECT_EQ(heard, 3 + 2U) << "it has left the port when the other end has it";
   EXPECT_FALSE(desk->Busy(df.get()));
+  EXPECT_EQ(desk->totals().Text(), "2 transfers");
 }
 
 TEST_F(Desk, PairsWorkAtTheSameTimeAndAPairOneAfterTheOther) {
