@@ -105,7 +105,7 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   ASSERT_TRUE(WaitFor(receiving));
   program_->simulation()->SetPlugged(cable, false);
   ASSERT_TRUE(Idle(bank, 2500)) << "a lost cable ends the receive";
-  EXPECT_TRUE(SaysIn(bank, "lost"));
+  EXPECT_TRUE(SaysIn(bank, "no longer available"));
   EXPECT_TRUE(bank->document().IsEmpty());
   EXPECT_TRUE(WaitFor([&] { return program_->basics()->midi().in().InPorts() == ports - 1; }));
   frame().RunCommand(CommandId::MidiGet);
@@ -128,7 +128,7 @@ TEST_F(JobTest, DamagedDataIsSaidToBeDamaged) {
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
   ASSERT_TRUE(Idle(bank, 6000));
   ASSERT_TRUE(WaitFor([&] { return !program_->PromptLog().empty(); }));
-  EXPECT_NE(program_->PromptLog().back().find("came damaged"), std::string::npos);
+  EXPECT_NE(program_->PromptLog().back().find("damaged on the way"), std::string::npos);
   EXPECT_TRUE(bank->document().IsEmpty()) << "nothing of it was kept";
 }
 
