@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "data/number_format.h"
 #include "platform/log.h"
+#include "platform/text.h"
 #include "script/interpreter.h"
 #include "script/services_line.h"
 
@@ -104,7 +106,8 @@ std::string TransferRun::ErrorText(int r) const {
   std::string text(piece_.state == ReceivedState::kDamaged ? kDamagedText : MidiErrorMsg(r));
   if (!context_.scriptStop.empty()) text = "The script was " + context_.scriptStop + "!";
   if (text.empty()) return text;
-  text += "\r\nwhen receiving a " + FieldText(synth_->shortName) + " " + FieldText(synth_->typeName);
+  text += result_.operation == TransferOperation::kReceive ? "\r\nwhen receiving a " : "\r\nwhen sending a ";
+  text += FieldText(synth_->shortName) + " " + FieldText(synth_->typeName);
   if (context_.patchByPatch && copy_->emptyMap) {
     text += " (entry " + std::to_string(EntryOf(context_.currentPatch)) + ")";
   }
@@ -119,6 +122,8 @@ int TransferRun::EntryOf(int patch) const {
 void TransferRun::NoteFailure(int r) {
   if (failure_ != 0) return;
   failure_ = r;
+  result_.answered = context_.receivedBytes > 0;
+  result_.attempts = tries_;
   if (context_.patchByPatch && copy_->emptyMap) result_.patch = context_.currentPatch;
 }
 
@@ -177,7 +182,7 @@ void TransferRun::Finish() {
   if (!result_.ok) result_.scriptStop = context_.scriptStop;
   result_.port = result_.operation == TransferOperation::kReceive ? transfer_->inPortName_ : transfer_->outPortName_;
   if (result_.ok) result_.patch = -1;
-  if (result_.patch >= 0) result_.entry = EntryOf(result_.patch);
+  if (result_.patch >= 0 && synth_) result_.number = TrimmedView(MakeNumberStr(*synth_, result_.patch));
   context_.transferRunning = false;
   context_.patchByPatch = false;
   Post([transfer = transfer_, result = result_, copy = std::move(copy_)]() mutable {

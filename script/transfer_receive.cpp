@@ -194,7 +194,9 @@ bool TransferRun::ReceivePiece(int patch) {
   Attempt answered;  // the last that was, with what it left
   Bytes left;
   keptDamaged_ = false;
+  tries_ = 0;
   for (int failed = 0;;) {
+    ++tries_;
     piece_ = TryPiece(patch, window);
     if (!IsSilence(piece_.code)) {
       answered = piece_;
@@ -210,8 +212,8 @@ bool TransferRun::ReceivePiece(int patch) {
     }
     if (!MayAskAgain() || (!came && failed++ >= AttemptsLeft())) break;
     if (!came) ++result_.retriedPieces;
-    // An instrument that has answered does not leave the user waiting for what it owes.
-    if (!context_.pieceBytes.empty()) context_.hasIoWindow = false;
+    // Where anything was heard the user is not left waiting for what the instrument owes.
+    if (!context_.pieceBytes.empty() || context_.passedOver.any) context_.hasIoWindow = false;
     engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
     if (Stopped()) break;
     std::copy(former.begin(), former.end(), window.begin());

@@ -18,8 +18,10 @@ struct TransferFacts {
   Kind kind = Kind::kGet;
   std::string what;  // instrument and data ("Yamaha DX7 Voice Bank"), or the name of the file
   TransferCause cause = TransferCause::kNone;
-  int code = 0;    // of kCode
-  int entry = -1;  // number of the patch that failed, as its type counts; -1: not one patch
+  int code = 0;           // of kCode
+  std::string patch;      // that failed, as the instrument numbers it; empty: not one patch
+  int attempts = 0;       // at what failed
+  bool answered = false;  // bytes came for it
   int patchesDone = 0;
   int patchesToDo = 0;    // 0: the whole image at once
   bool begun = false;     // sends: bytes had been handed to the port

@@ -137,11 +137,11 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
     args.insert(args.end(), more.begin(), more.end());
     return args;
   };
-  Fails(with({"port-vanishes:at=2000"}), "was lost");
+  Fails(with({"port-vanishes:at=2000"}), "MIDI port is no longer available");
   Fails(with({"no-reply:times=9"}), "receive");
-  Fails(with({"corrupt-byte:at=1000,value=1,times=9"}), "came damaged");
-  Fails(with({"lost-byte:at=1000,times=9"}), "missing bytes");
-  Fails(with({"truncated-reply:at=1000,times=9"}), "missing bytes");
+  Fails(with({"corrupt-byte:at=1000,value=1,times=9"}), "damaged on the way");
+  Fails(with({"lost-byte:at=1000,times=9"}), "bytes are missing");
+  Fails(with({"truncated-reply:at=1000,times=9"}), "bytes are missing");
   Fails(with({"no-reply:times=9", "--timeout", "250"}), "receive");
   Fails(with({"nonsense"}), "nonsense");
   Fails({"receive", "yamaha", "voice bank", out, "--virtual", "factory"}, "Yamaha DX7, ");
@@ -154,7 +154,7 @@ TEST_F(TransferCommands, FailedReceivesLeaveTheFileAlone) {
   interrupt.Cancel();
   const CliOutput cancelled = home_.Run({"receive", "jv", "bank", out, "--virtual", "factory"}, {}, interrupt);
   EXPECT_EQ(cancelled.status, 1);
-  EXPECT_EQ(cancelled.err, "tonalith-cli receive: The MIDI transfer of the Roland JV-1080 Patch Bank was cancelled.\n");
+  EXPECT_EQ(cancelled.err, "tonalith-cli receive: Receiving the Roland JV-1080 Patch Bank was cancelled.\n");
   EXPECT_EQ(ReadFileText(out), "precious");
 }
 
@@ -226,7 +226,7 @@ TEST_F(TransferCommands, DemoFindsWhatItLeft) {
   EXPECT_EQ(first.status, 0) << first.err;
   EXPECT_NE(first.out.find("The renamed patch came back: 5 \"TONALITH 1\"."), std::string::npos) << first.out;
   EXPECT_NE(first.out.find("was cancelled."), std::string::npos);
-  EXPECT_NE(first.out.find("was lost"), std::string::npos);
+  EXPECT_NE(first.out.find("MIDI port is no longer available"), std::string::npos);
   const CliOutput second = demo();
   EXPECT_EQ(second.status, 0) << second.err;
   EXPECT_NE(second.out.find("renamed from \"TONALITH 1\" to \"TONALITH 2\""), std::string::npos) << second.out;

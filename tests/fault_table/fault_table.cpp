@@ -195,6 +195,7 @@ std::string TypeTable::WrongOf(const TableRow& row) const {
   const bool carriedIn = Contains(row.fault, "direction=in");
   // Nobody hears what became of data that is sent to an instrument without a word.
   const bool deaf = row.send && send_.said == 0;
+  if (const std::string lie = LieOf(row); !lie.empty()) return lie;
   const bool flipped = row.fault.rfind("corrupt-byte", 0) == 0;
   if (row.result.ok) {
     const bool invisible = std::count(std::begin(kInvisible), std::end(kInvisible), LineOf(row.fault, row.send)) != 0;
@@ -209,24 +210,26 @@ std::string TypeTable::WrongOf(const TableRow& row) const {
     const bool tooLate = Contains(row.fault, "delay=8000");
     if (!row.send && !vanished && !tooLate) return "given up";
   }
-  return LieOf(row);
+  return {};
 }
 
 // What the sentence of a row claims and is not so.
 std::string TypeTable::LieOf(const TableRow& row) const {
   const std::string& text = row.result.sentence;
-  const auto says = [&](std::string_view part) { return Contains(text, part); };
+  const std::string lower = AsciiLower(text);
+  const auto says = [&](std::string_view part) { return Contains(text, part) || Contains(lower, part); };
   const std::string instrument = TransferInstrumentName(*Data({}));
   if (!says(Latin1ToUtf8(instrument)) || !says(Latin1ToUtf8(type_.driver->TypeName())))
     return "sentence: names no data";
   if (row.result.ok) return {};
-  if (row.send ? says("receiv") : says("sent") && !says("request")) return "sentence: names the wrong operation";
+  if (!says(row.send ? "sen" : "rece") && !says(row.send ? "took" : "request") && !says("did not take"))
+    return "sentence: names no operation";
   const auto fault = [&](std::string_view name) { return row.fault.rfind(name, 0) == 0; };
   const bool nothingCame = fault("no-reply") || fault("late-reply") || fault("busy-once") || fault("wrong-device") ||
                            Contains(row.fault, "direction=in") || fault("foreign");
-  const bool saysNothing = says("did not respond") || says("No data was received") || says("no response");
+  const bool saysNothing = says("did not answer");
   if (saysNothing && !nothingCame && !fault("port-vanishes")) return "sentence: claims that nothing came";
-  if (says("3 attempts") && row.heard < 3) return "sentence: claims attempts";
+  if (says("attempts)") && row.heard < 2) return "sentence: claims attempts";
   if (says("hecksum") && !type_.hasChecksum) return "sentence: claims a checksum";
   if (type_.byPatch && row.result.patch < 0 && !fault("port-vanishes")) return "sentence: names no patch";
   return {};

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include "platform/text.h"
 
 namespace tonalith {
 namespace {
@@ -30,59 +30,64 @@ TEST(TransferSentences, OfEveryOperationAndCause) {
   } rows[] = {
       {Kind::kGet, Cause::kNone, false, "Yamaha DX7 Voice Bank was received."},
       {Kind::kGet, Cause::kBlocked, false, "MIDI is blocked: the Yamaha DX7 Voice Bank was not received."},
-      {Kind::kGet, Cause::kNoData, false, "The transfer of the Yamaha DX7 Voice Bank was not started."},
+      {Kind::kGet, Cause::kNoData, false, "Receiving the Yamaha DX7 Voice Bank was not begun."},
       {Kind::kGet, Cause::kPortMissing, false, "The detail."},
       {Kind::kGet, Cause::kPortInUse, false, "The detail."},
-      {Kind::kGet, Cause::kNotChosen, false, "Nothing was received."},
-      {Kind::kGet, Cause::kNeverBegan, false, "Getting the Yamaha DX7 Voice Bank was cancelled before it began."},
-      {Kind::kGet, Cause::kCancelled, true, "The MIDI transfer of the Yamaha DX7 Voice Bank was cancelled."},
+      {Kind::kGet, Cause::kNotChosen, false, "Receiving the Yamaha DX7 Voice Bank was given up before it began."},
+      {Kind::kGet, Cause::kNeverBegan, false, "Receiving the Yamaha DX7 Voice Bank was cancelled before it began."},
+      {Kind::kGet, Cause::kCancelled, true, "Receiving the Yamaha DX7 Voice Bank was cancelled."},
       {Kind::kGet, Cause::kPortLost, true,
-       "The MIDI connection to the Yamaha DX7 Voice Bank was lost: a MIDI port is no longer available."},
+       "Receiving the Yamaha DX7 Voice Bank ended: its MIDI port is no longer available."},
       {Kind::kGet, Cause::kPortNeverOpen, false, "No MIDI IN port is open for the Yamaha DX7 Voice Bank."},
       {Kind::kGet, Cause::kPortRefused, false,
        "The request for the Yamaha DX7 Voice Bank could not be sent: the MIDI OUT port does not take data."},
-      {Kind::kGet, Cause::kNoScript, false, "No Command Sequence to Receive Data."},
+      {Kind::kGet, Cause::kNoScript, false,
+       "The Yamaha DX7 Voice Bank cannot be received: No Command Sequence to Receive Data."},
       {Kind::kGet, Cause::kScriptStopped, true, "The script that receives the Yamaha DX7 Voice Bank was The detail."},
-      {Kind::kGet, Cause::kNothingReceived, true, "No data was received for the Yamaha DX7 Voice Bank."},
-      {Kind::kGet, Cause::kCode, true, "ERROR! MIDI Device did not respond! when receiving a Yamaha DX7 Voice Bank."},
+      {Kind::kGet, Cause::kNothingReceived, true,
+       "The instrument did not answer the request for the Yamaha DX7 Voice Bank."},
       {Kind::kGet, Cause::kStopped, true, "The detail."},
-      {Kind::kGet, Cause::kAbandoned, true, "The transfer was given up."},
+      {Kind::kGet, Cause::kAbandoned, true, "Receiving the Yamaha DX7 Voice Bank was given up."},
       {Kind::kSend, Cause::kNone, true, "Yamaha DX7 Voice Bank was sent."},
       {Kind::kSend, Cause::kBlocked, false, "MIDI is blocked: the Yamaha DX7 Voice Bank was not sent."},
-      {Kind::kSend, Cause::kNoData, false, "The transfer of the Yamaha DX7 Voice Bank was not started."},
+      {Kind::kSend, Cause::kNoData, false, "Sending the Yamaha DX7 Voice Bank was not begun."},
       {Kind::kSend, Cause::kPortMissing, false, "The detail."},
-      {Kind::kSend, Cause::kNotChosen, false, "Nothing was sent."},
-      {Kind::kSend, Cause::kNothingToSend, false, "There is no SysEx data to transmit in the Yamaha DX7 Voice Bank."},
+      {Kind::kSend, Cause::kNotChosen, false, "Sending the Yamaha DX7 Voice Bank was given up before it began."},
+      {Kind::kSend, Cause::kNothingToSend, false, "The Yamaha DX7 Voice Bank was not sent: it holds no SysEx data."},
       {Kind::kSend, Cause::kInactive, false, "The Yamaha DX7 Voice Bank is switched off and was not sent."},
       {Kind::kSend, Cause::kNeverBegan, false, "Sending the Yamaha DX7 Voice Bank was cancelled before it began."},
       {Kind::kSend, Cause::kCancelled, true,
        "Sending the Yamaha DX7 Voice Bank was cancelled; the instrument may hold a part of it."},
-      {Kind::kSend, Cause::kCancelled, false, "The MIDI transfer of the Yamaha DX7 Voice Bank was cancelled."},
+      {Kind::kSend, Cause::kCancelled, false,
+       "Sending the Yamaha DX7 Voice Bank was cancelled before anything was sent."},
       {Kind::kSend, Cause::kPortLost, true,
-       "The MIDI connection to the Yamaha DX7 Voice Bank was lost; the instrument may hold a part of it."},
+       "Sending the Yamaha DX7 Voice Bank ended: its MIDI port is no longer available; the instrument may hold a part "
+       "of "
+       "it."},
       {Kind::kSend, Cause::kPortLost, false,
-       "The MIDI connection to the Yamaha DX7 Voice Bank was lost: a MIDI port is no longer available."},
+       "The Yamaha DX7 Voice Bank was not sent: its MIDI port is no longer available."},
       {Kind::kSend, Cause::kPortNeverOpen, false, "No MIDI OUT port is open for the Yamaha DX7 Voice Bank."},
       {Kind::kSend, Cause::kPortRefused, false,
        "The Yamaha DX7 Voice Bank could not be sent: the MIDI OUT port does not take data."},
-      {Kind::kSend, Cause::kNoScript, false, "No Command Sequence to Transmit Data."},
+      {Kind::kSend, Cause::kNoScript, false,
+       "The Yamaha DX7 Voice Bank cannot be sent: No Command Sequence to Transmit Data."},
       {Kind::kSend, Cause::kScriptStopped, false, "The script that sends the Yamaha DX7 Voice Bank was The detail."},
       {Kind::kSend, Cause::kScriptStopped, true,
        "The script that sends the Yamaha DX7 Voice Bank was The detail; the instrument may hold a part of it."},
       {Kind::kSend, Cause::kNotTaken, true, "The instrument did not take the Yamaha DX7 Voice Bank."},
       {Kind::kSend, Cause::kNoAnswer, true,
        "The instrument did not answer to the Yamaha DX7 Voice Bank that was sent."},
-      {Kind::kSend, Cause::kSendFailed, true, "** TRANSMISSION ERROR **"},
-      {Kind::kSend, Cause::kCode, true, "ERROR! MIDI Device did not respond! when sending a Yamaha DX7 Voice Bank."},
-      {Kind::kSend, Cause::kPortFailed, true, "The MIDI OUT port \"UM-ONE\" did not take all of the data."},
+      {Kind::kSend, Cause::kSendFailed, true, "Sending the Yamaha DX7 Voice Bank failed: ** TRANSMISSION ERROR **"},
+      {Kind::kSend, Cause::kPortFailed, true,
+       "Sending the Yamaha DX7 Voice Bank failed: the MIDI OUT port \"UM-ONE\" did not take all of it."},
       {Kind::kSend, Cause::kStopped, true, "The detail."},
-      {Kind::kSend, Cause::kAbandoned, true, "The transfer was given up."},
+      {Kind::kSend, Cause::kAbandoned, true, "Sending the Yamaha DX7 Voice Bank was given up."},
       {Kind::kFile, Cause::kNone, true, "mine.PVS was sent."},
       {Kind::kFile, Cause::kCancelled, true, "Sending mine.PVS was stopped."},
       {Kind::kFile, Cause::kNeverBegan, false, "Sending mine.PVS was stopped."},
       {Kind::kFile, Cause::kInactive, false, "mine.PVS was not sent."},
       {Kind::kFile, Cause::kPortLost, true, "The detail."},
-      {Kind::kFile, Cause::kAbandoned, true, "The transfer was given up."},
+      {Kind::kFile, Cause::kAbandoned, true, "Sending mine.PVS was given up."},
   };
   for (const auto& row : rows) {
     TransferFacts facts = Facts(row.kind, row.cause);
@@ -101,19 +106,19 @@ TEST(TransferSentences, PatchesPartsAndNames) {
   TransferFacts facts = Facts(Kind::kGet, Cause::kCode);
   facts.what = "J\xC3\xB6rgs {entry} Bank";
   facts.code = -3;
-  facts.entry = 3;
+  facts.patch = "A-13";
   facts.patchesToDo = 128;
   EXPECT_EQ(EndSentence(facts),
-            "ERROR! After 3 attempts, SysX data is continually missing bytes! Continuing... when receiving a "
-            "J\xC3\xB6rgs {entry} Bank (entry 3).");
+            "The J\xC3\xB6rgs {entry} Bank (patch A-13) was not received: bytes are missing in what came.");
   facts.patchesDone = 2;
-  EXPECT_EQ(EndSentence(facts).substr(EndSentence(facts).find(" (entry")), " (entry 3) (2 of 128 patches had come).");
+  EXPECT_EQ(EndSentence(facts).substr(EndSentence(facts).find(" in what")),
+            " in what came (2 of 128 patches had come).");
   facts.cause = Cause::kScriptStopped;
   facts.detail = "stopped after 5 s of computing";
-  EXPECT_EQ(
-      EndSentence(facts),
-      "The script that receives the J\xC3\xB6rgs {entry} Bank (entry 3) was stopped after 5 s of computing (2 of 128 "
-      "patches had come).");
+  EXPECT_EQ(EndSentence(facts),
+            "The script that receives the J\xC3\xB6rgs {entry} Bank (patch A-13) was stopped after 5 s of computing (2 "
+            "of 128 "
+            "patches had come).");
   facts.cause = Cause::kNone;
   facts.patchesDone = 127;
   EXPECT_EQ(EndSentence(facts), "127 of 128 patches of J\xC3\xB6rgs {entry} Bank were received.");
@@ -133,21 +138,52 @@ TEST(TransferSentences, PatchesPartsAndNames) {
   EXPECT_EQ(StartedSentence(file), "Sending mine.PVS (SysEx messages: 4)...");
 }
 
-// Every result code has its own text, of one line.
+// What is said of a result code: what failed, with the patch, and only the attempts there were.
 TEST(TransferSentences, OfEveryResultCode) {
-  std::set<std::string> seen;
-  for (int code = -1; code >= -15; --code) {
+  const struct {
+    int code;
+    bool answered;
+    const char *get, *send;  // {} stands for the data
+  } rows[] = {
+      {-1, false, "The instrument did not answer the request for the {}.",
+       "The instrument did not answer to the {} that was sent."},
+      {-2, false, "The instrument did not answer the request for the {}.",
+       "The instrument did not answer to the {} that was sent."},
+      {-2, true, "The {} was not received: what came did not end in time.",
+       "Whether the instrument took the {} is not known: its answer did not end in time."},
+      {-3, true, "The {} was not received: bytes are missing in what came.",
+       "Whether the instrument took the {} is not known: bytes are missing in its answer."},
+      {-5, false, "The {} was not received: its command sequence holds a command that cannot be carried out.",
+       "The {} was not sent: its command sequence holds a command that cannot be carried out."},
+      {-6, true, "The {} was not received: what came was damaged on the way.",
+       "Whether the instrument took the {} is not known: its answer was damaged on the way."},
+      {-7, true, "The {} was not received: what came is something else.",
+       "Whether the instrument took the {} is not known: what came is not its answer."},
+      {-10, true, "The {} was not received: the instrument refused.", "The instrument did not take the {}."},
+      {-12, true, "The {} was not received: what came has another size.",
+       "Whether the instrument took the {} is not known: its answer has another size than it should."},
+      {-99, true, "The {} was not received.", "Sending the {} failed."},
+  };
+  for (const auto& row : rows)
     for (const Kind kind : {Kind::kGet, Kind::kSend}) {
       TransferFacts facts = Facts(kind, Cause::kCode);
-      facts.code = code;
-      const std::string sentence = EndSentence(facts);
-      EXPECT_TRUE(seen.insert(sentence).second) << sentence;
-      EXPECT_EQ(sentence.find('\n'), std::string::npos);
-      EXPECT_NE(sentence.find(kind == Kind::kGet ? " when receiving a Yamaha" : " when sending a Yamaha"),
-                std::string::npos)
-          << sentence;
+      facts.code = row.code;
+      facts.answered = row.answered;
+      const std::string text = kind == Kind::kGet ? row.get : row.send;
+      EXPECT_EQ(EndSentence(facts), ReplaceAll(text, "{}", "Yamaha DX7 Voice Bank"));
+      facts.patch = "A-13";
+      EXPECT_NE(EndSentence(facts).find("Voice Bank (patch A-13)"), std::string::npos);
     }
+  for (int code = 0; code > -20; --code) {
+    TransferFacts facts = Facts(Kind::kGet, Cause::kCode);
+    facts.code = code;
+    EXPECT_EQ(EndSentence(facts).find_first_of("{}"), std::string::npos) << code;
   }
+  TransferFacts facts = Facts(Kind::kGet, Cause::kNothingReceived);
+  facts.answered = true;
+  facts.attempts = 3;
+  EXPECT_EQ(EndSentence(facts),
+            "The Yamaha DX7 Voice Bank was not received: what came could not be used (3 attempts).");
 }
 
 }  // namespace

@@ -95,8 +95,7 @@ TEST_F(Desk, RefusesAtOnceAndSaysWhy) {
        "A MIDI transfer of Mock One Bank is waiting.  Please wait until it is done or cancel it."},
       {Get(lost, "x"), TransferCause::kPortMissing,
        "No MIDI OUT port is open for the Mock One. Its port \"Nowhere\" is not connected."},
-      {Send(otherEmpty, "x"), TransferCause::kNothingToSend,
-       "There is no SysEx data to transmit in the Mock One Bank."},
+      {Send(otherEmpty, "x"), TransferCause::kNothingToSend, "The Mock One Bank was not sent: it holds no SysEx data."},
       {desk->Get(nullptr), TransferCause::kNoData, nullptr},
       {desk->Submit({}), TransferCause::kNoData, nullptr},
   };
@@ -127,11 +126,12 @@ TEST_F(Desk, CancelIsTrueInEveryState) {
     TransferCause cause;
     const char* sentence;
   } cases[] = {
-      {"queued get", true, -1, TransferCause::kNeverBegan, "Getting the Mock One Bank was cancelled before it began."},
+      {"queued get", true, -1, TransferCause::kNeverBegan,
+       "Receiving the Mock One Bank was cancelled before it began."},
       {"queued send", false, -1, TransferCause::kNeverBegan,
        "Sending the Mock One Voice was cancelled before it began."},
       {"get", true, 100, TransferCause::kCancelled,
-       "The MIDI transfer of the Mock One Bank was cancelled (6 of 30 patches had come)."},
+       "Receiving the Mock One Bank was cancelled (6 of 30 patches had come)."},
       {"send", false, 300, TransferCause::kCancelled,
        "Sending the Mock One Voice was cancelled; the instrument may hold a part of it."},
       {"all was sent", false, 1700, TransferCause::kNone, "Mock One Voice was sent."},
@@ -179,13 +179,14 @@ TEST_F(Desk, PortsThatVanish) {
   system.MidiOutPortsChanged();
   Finish();
   EXPECT_EQ(get->result().cause, TransferCause::kPortLost);
-  EXPECT_NE(get->result().sentence.find("was lost"), std::string::npos) << get->result().sentence;
+  EXPECT_NE(get->result().sentence.find(" ended: its MIDI port"), std::string::npos) << get->result().sentence;
   EXPECT_EQ(queued->result().cause, TransferCause::kPortMissing);
   EXPECT_EQ(queued->result().sentence,
             "No MIDI OUT port is open for the Mock One. Its port \"Mock\" is not connected.");
   EXPECT_EQ(send->result().cause, TransferCause::kPortLost);
-  EXPECT_EQ(send->result().sentence,
-            "The MIDI connection to the Mock One Voice was lost; the instrument may hold a part of it.");
+  EXPECT_EQ(
+      send->result().sentence,
+      "Sending the Mock One Voice ended: its MIDI port is no longer available; the instrument may hold a part of it.");
 }
 
 // Get, change, send, get again and compare: nobody comes between the steps.
@@ -489,7 +490,7 @@ TEST_F(Desk, ANumberThatIsNotChosenStartsNothing) {
   df->synth->patchNumberInImage = 1;
   const auto job = Send(df, "it");
   EXPECT_TRUE(job->Ended());
-  EXPECT_EQ(job->result().sentence, "Nothing was sent.");
+  EXPECT_EQ(job->result().sentence, "Sending the Mock One Voice was given up before it began.");
   EXPECT_FALSE(desk->Busy(df.get()));
   desk.reset();
   engine.reset();
@@ -577,7 +578,7 @@ TEST_F(Files, PartsOfASetGoOneAfterTheOther) {
   ASSERT_TRUE(files->TransmitFile(Write("broken.PVS", bytes), port));
   Finish();
   ASSERT_EQ(filePrompts.Log().size(), 1U);
-  EXPECT_NE(filePrompts.Log()[0].find("broken.PVS\\n\\nNo Command Sequence to Transmit Data. (1 parts)"),
+  EXPECT_NE(filePrompts.Log()[0].find("cannot be sent: No Command Sequence to Transmit Data. (1 parts)"),
             std::string::npos)
       << filePrompts.Log()[0];
 }

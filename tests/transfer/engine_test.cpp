@@ -83,7 +83,7 @@ TEST_F(Engine, CancelInTheMiddleLeavesTheFormerData) {
     ASSERT_TRUE(transfer->Wait(60000));
     EXPECT_FALSE(transfer->Result().ok);
     EXPECT_EQ(EndSentence(FactsOf(transfer->Result())),
-              "The MIDI transfer of the Mock One Bank was cancelled (3 of 8 patches had come).");
+              "Receiving the Mock One Bank was cancelled (3 of 8 patches had come).");
     EXPECT_EQ(transfer->Result().patchesDone, 3);
     EXPECT_FALSE(transfer->Result().changed);
     EXPECT_EQ(Bytes(df->body, df->body + 160), before);
@@ -221,9 +221,9 @@ TEST_F(Engine, VanishedPortsEndWithASentence) {
   const auto result = Receive(*df, std::make_shared<Diary>(), 1);
   EXPECT_FALSE(result.ok);
   EXPECT_EQ(result.patchesDone, 2);
-  EXPECT_EQ(EndSentence(FactsOf(result)),
-            "The MIDI connection to the Mock One Bank was lost: a MIDI port is no longer available (2 of 8 patches had "
-            "come).");
+  EXPECT_EQ(
+      EndSentence(FactsOf(result)),
+      "Receiving the Mock One Bank (patch 3) ended: its MIDI port is no longer available (2 of 8 patches had come).");
   system.MidiInPortsChanged();
   system.MidiOutPortsChanged();
   EXPECT_EQ(EndSentence(FactsOf(Receive(*df))), "No MIDI IN port is open for the Mock One Bank.");
