@@ -31,7 +31,6 @@ void TransferRun::Transmit() {
   result_.ok = !failed;
   failure_ = failed ? std::min(result_.result, 0) : 0;
   if (failed && !context_.notTaken.empty()) result_.patch = context_.notTaken.front().first;
-  if (failed && context_.sendCause != TransferCause::kNone) result_.attempts = 1 + context_.extraAttempts;
   for (const auto& [patch, code] : context_.notTaken) result_.faults.push_back({patch, code});
   result_.refusedPieces = context_.refusedPieces;
   result_.retriedPieces = context_.retriedPieces;
