@@ -89,10 +89,7 @@ class MidiBackend {
   virtual Result OpenInput(const std::string& id, MidiInputSink sink, std::unique_ptr<MidiInputHandle>& handle) = 0;
   // Other programs that are connected to the output `id` and may send to it, by name, in order.  Empty also where that
   // is not known.
-  virtual std::vector<std::string> OtherWriters(const std::string& id) {
-    (void)id;
-    return {};
-  }
+  virtual std::vector<std::string> OtherWriters(const std::string& id) = 0;
   // Called (any thread, must not block) whenever ports come or go.
   virtual void SetChangeNotice(std::function<void()> changed) = 0;
 };

@@ -18,6 +18,7 @@ class SharedBackend final : public MidiBackend {
   bool Running() const override { return backend_->Running(); }
   std::uint64_t Xruns() const override { return backend_->Xruns(); }
   std::vector<MidiDeviceInfo> Devices(MidiDirection direction) override { return backend_->Devices(direction); }
+  std::vector<std::string> OtherWriters(const std::string& id) override { return backend_->OtherWriters(id); }
   Result OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) override {
     return backend_->OpenOutput(id, handle);
   }
