@@ -39,7 +39,7 @@ bool HoldsAll(const std::string& line, const std::vector<std::string>& parts) {
 
 // A type that none of the parts can mean costs nothing.
 std::string EveryFaultName() {
-  std::string names = "0123456789:direction=in,at=,reply=,delay=";
+  std::string names = "twice:0123456789:direction=in,at=,reply=,delay=" + kLostEvent;
   for (const std::string_view name : FaultPlan::Names()) names += name;
   return names;
 }
