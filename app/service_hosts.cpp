@@ -16,6 +16,7 @@
 #include "script/transfer_engine.h"
 #include "services/main_window_messages.h"
 #include "services/program.h"
+#include "studio/answer_forms.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -24,6 +25,8 @@ ServiceHosts::ServiceHosts(const FrameContext& frame, const Parts& parts) : fram
   frame_.program.SetDocuments(this);
   frame_.program.SetStudio(this);
   frame_.program.SetTransferWindows(this);
+  frame_.program.SetAnswerSource(
+      [&studio = frame_.studio](std::uint16_t driverId) { return FindAnswerRules(studio, driverId); });
   frame_.program.transfers().SetTransmitWindowOpener([this] { parts_.transfers.OpenTransmitWindow(); });
   MainWindowMessages::Window window;
   window.openUpdateDialog = [this] { frame_.menus.Run(CommandId::HelpUpdates); };
@@ -36,6 +39,7 @@ ServiceHosts::~ServiceHosts() {
   frame_.program.SetDocuments(nullptr);
   frame_.program.SetStudio(nullptr);
   frame_.program.SetTransferWindows(nullptr);
+  frame_.program.SetAnswerSource({});
 }
 
 // ---- documents ------------------------------------------------------------------------------------------------------

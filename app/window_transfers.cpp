@@ -10,6 +10,7 @@
 #include "script/transfer_engine.h"
 #include "services/paths.h"
 #include "services/program.h"
+#include "services/script_bridge.h"
 #include "studio/type_check.h"
 #include "ui/plain_text.h"
 #include "ui/transfer_windows.h"

@@ -11,6 +11,7 @@
 #include "script/render_transmission.h"
 #include "script/transfer_engine.h"
 #include "services/registry.h"
+#include "studio/answer_forms.h"
 #include "studio/shipped_modules.h"
 
 namespace tonalith {
@@ -45,11 +46,13 @@ void Session::TellShipped(const Result& result, const ShippedOutcome& outcome) {
 
 void Session::LoadInstalledStudio() {
   studio_ = MakeStudio(paths(), *activePrompts_);
+  program_.SetAnswerSource([this](std::uint16_t driverId) { return FindAnswerRules(*studio_, driverId); });
   studio_->LoadStudio();
 }
 
 void Session::LoadStudio() {
   studio_ = MakeStudio(paths(), *activePrompts_);
+  program_.SetAnswerSource([this](std::uint16_t driverId) { return FindAnswerRules(*studio_, driverId); });
   ShippedOutcome outcome;
   TellShipped(LoadStudioWithShippedModules(*studio_, paths().MainGetResourcePath(), &outcome), outcome);
   // A studio file that could not be used, modules that could not be loaded.

@@ -37,6 +37,7 @@ class MidiInPort::Listener final : public SysExAssembler::Listener {
   void SysExBegin() override {
     port_.assembled_.clear();
     port_.assembledStartUs_ = timeUs_;
+    port_.lastSysExUs_.store(port_.clock_.NowUs());
     std::lock_guard lock(port_.mutex_);
     port_.ServiceBegin();
   }
@@ -44,6 +45,7 @@ class MidiInPort::Listener final : public SysExAssembler::Listener {
     auto& all = port_.assembled_;
     const auto taken = bytes.first(std::min(bytes.size(), kMaxHeldSysEx - std::min(kMaxHeldSysEx, all.size())));
     all.insert(all.end(), taken.begin(), taken.end());
+    port_.lastSysExUs_.store(port_.clock_.NowUs());
     std::lock_guard lock(port_.mutex_);
     port_.ServiceBytes(bytes);
   }
@@ -128,7 +130,8 @@ void MidiInPort::OnBytes(std::span<const std::uint8_t> bytes, std::int64_t timeU
 // ---------------------------------------------------------------------------------------------------- arming
 
 std::uint64_t MidiInPort::SetReceive(std::span<std::uint8_t> destination, const ReceiveOptions& options,
-                                     std::atomic<std::int64_t>* progress, bool fresh) {
+                                     std::atomic<std::int64_t>* progress, bool fresh,
+                                     std::function<bool()> requestWaits) {
   std::shared_ptr<MidiOutPort> stop;
   std::uint64_t number = 0;
   {
@@ -141,6 +144,8 @@ std::uint64_t MidiInPort::SetReceive(std::span<std::uint8_t> destination, const 
     receive_.remaining = static_cast<std::int64_t>(destination.size());
     receive_.state = 1;
     receive_.options = options;
+    receive_.steps = AnswerSteps(options.answer, options.answerRepeats);
+    receive_.requestWaits = std::move(requestWaits);
     receive_.progress = progress;
     receive_.lastByteUs = clock_.NowUs();
     ReceiveOptions& used = receive_.options;
@@ -161,10 +166,14 @@ std::uint64_t MidiInPort::SetReceive(std::span<std::uint8_t> destination, const 
   return number;
 }
 
-std::int64_t MidiInPort::ClearReceive(std::uint64_t receive) {
+std::int64_t MidiInPort::ClearReceive(std::uint64_t receive, ReceiveReport* report) {
   std::lock_guard lock(mutex_);
   if (receive != 0 && receive != receiveNumber_) return -1;
   const std::int64_t stored = receive_.received;
+  if (report) {
+    report->refused = receive_.refused;
+    report->echoes = receive_.echoes;
+  }
   if (message_.open && message_.verdict == Verdict::Take) message_.consumed = true;
   receive_ = ReceiveContext();
   return stored;
@@ -296,11 +305,23 @@ void MidiInPort::ServiceBegin() {
   message_.head.clear();
   message_.length = 0;
   message_.verdict = Verdict::Undecided;
+  message_.refused = false;
+  if (!Receiving() || !receive_.requestWaits || !receive_.requestWaits()) return;
+  ++receive_.early;
+  message_.consumed = true;
+  message_.verdict = Verdict::Ignore;
 }
 
 // A receive keeps nothing of a message with a hole in it: what comes next would complete it.
 void MidiInPort::ServiceLost() {
   if (!message_.open) return;
+  TakeOut();
+  message_.held.clear();
+  message_.verdict = Verdict::Ignore;
+}
+
+// The receive stands again where it was before the open message.
+void MidiInPort::TakeOut() {
   const Mark& before = message_.before;
   if (Receiving() && message_.verdict == Verdict::Take && before.receive == receiveNumber_) {
     const std::int64_t taken = receive_.received - before.received;
@@ -310,10 +331,27 @@ void MidiInPort::ServiceLost() {
     receive_.receivedSized = before.receivedSized;
     receive_.options.skip = before.skip;
     receive_.started = before.started;
+    receive_.state = receive_.started ? 2 : 1;
     if (receive_.progress) receive_.progress->fetch_sub(taken);
   }
-  message_.held.clear();
-  message_.verdict = Verdict::Ignore;
+}
+
+bool MidiInPort::IsEcho() const {
+  const auto& echo = receive_.options.echo;
+  return !echo.empty() && static_cast<std::size_t>(message_.length) == echo.size() &&
+         std::equal(message_.head.begin(), message_.head.end(), echo.begin());
+}
+
+// The open message is over and no answer.
+void MidiInPort::Refuse(bool complete) {
+  if (IsEcho()) {
+    ++receive_.echoes;
+    if (receive_.progress) receive_.progress->fetch_add(message_.length);
+    return;
+  }
+  if (message_.length < 2) return;
+  if (!receive_.refused.any) receive_.refusedUs = clock_.NowUs();
+  receive_.refused = {true, message_.length, message_.head[1], complete};
 }
 
 void MidiInPort::Hold(std::span<const std::uint8_t> bytes) {
@@ -368,6 +406,7 @@ void MidiInPort::Decide(bool ended, bool complete) {
       break;
     default:
       message_.consumed = true;
+      message_.refused = receive_.steps.Judge(message_.head) != AnswerSteps::Fit::Yes || IsEcho();
       break;
   }
 }
@@ -399,6 +438,21 @@ MidiInPort::Verdict MidiInPort::Judge(bool ended, bool complete) const {
       open = true;
     }
   }
+  const auto& echo = receive_.options.echo;
+  if (!echo.empty() && length <= echo.size() && AgreesSoFar(echo, head)) {
+    if (ended && IsEcho()) return Verdict::Ignore;
+    open = true;
+  }
+  switch (receive_.steps.Judge(head)) {
+    case AnswerSteps::Fit::No:
+      return Verdict::Ignore;
+    case AnswerSteps::Fit::Open:
+      if (ended) return Verdict::Ignore;
+      open = true;
+      break;
+    case AnswerSteps::Fit::Yes:
+      break;
+  }
   // A lone F0 that another F0 follows is noise.
   if (length < 2) return ended ? Verdict::Ignore : Verdict::Undecided;
   return open && !ended ? Verdict::Undecided : Verdict::Take;
@@ -407,7 +461,14 @@ MidiInPort::Verdict MidiInPort::Judge(bool ended, bool complete) const {
 void MidiInPort::ServiceEnd(bool complete) {
   if (Receiving() && message_.verdict == Verdict::Undecided) Decide(true, complete);
   if (Receiving()) {
-    if (message_.verdict == Verdict::Take) CheckMessageEnd();
+    if (message_.verdict == Verdict::Take && receive_.steps.Whole(message_.head, message_.length, complete)) {
+      CheckMessageEnd();
+    } else if (message_.verdict == Verdict::Take) {
+      TakeOut();
+      Refuse(complete);
+    } else if (message_.refused) {
+      Refuse(complete);
+    }
   } else if (!message_.held.empty()) {
     Keep(message_.held, message_.consumed ? KeptKind::Rest : KeptKind::SysEx, complete);
   }
@@ -418,6 +479,10 @@ void MidiInPort::ServiceEnd(bool complete) {
 void MidiInPort::CheckMessageEnd() {
   const ReceiveOptions& options = receive_.options;
   if (!receive_.started) return;
+  if (receive_.steps.Next()) {
+    Complete();
+    return;
+  }
   if (options.acceptAny == AcceptAny::SysExOnly && lastStored_ == 0xF7) {
     Complete();
     return;
@@ -443,6 +508,7 @@ void MidiInPort::ServiceStray(std::span<const std::uint8_t> bytes) {
     return;
   }
   if (!receive_.started && receive_.options.acceptAny == AcceptAny::SysExOnly) return;
+  if (receive_.steps.Counted()) return;
   const bool ends = bytes.back() == 0xF7;
   Store(bytes);
   if (Receiving() && ends) CheckMessageEnd();

@@ -352,12 +352,13 @@ std::int64_t MidiIn::GetDataVector(std::span<std::uint8_t> buffer, int port, con
   }
   if (buffer.empty()) return 0;
   const std::uint64_t lostBefore = open->LostEvents();
-  const std::uint64_t receive = open->SetReceive(buffer, options, hooks.received, static_cast<bool>(hooks.sendRequest));
+  const std::uint64_t receive =
+      open->SetReceive(buffer, options, hooks.received, static_cast<bool>(hooks.sendRequest), hooks.requestWaits);
   if (hooks.sendRequest) hooks.sendRequest();
   const std::int64_t timeoutMs =
       options.timeoutMs < 0 ? DefaultTimeoutMs(static_cast<std::int64_t>(buffer.size())) : options.timeoutMs;
   WaitForData(*open, receive, timeoutMs, hooks, outcome);
-  outcome.stored = std::max<std::int64_t>(open->ClearReceive(receive), 0);
+  outcome.stored = std::max<std::int64_t>(open->ClearReceive(receive, &outcome), 0);
   outcome.damaged = open->LostEvents() != lostBefore;
   if (outcome.aborted || outcome.portGone || outcome.cancelledByPattern) return kReceiveAborted;
   if (outcome.stored == 0) return kReceivedNothing;
@@ -408,8 +409,16 @@ void MidiIn::WaitForData(MidiInPort& port, std::uint64_t receive, std::int64_t t
       return;
     }
     // Once data flows, the time without a new byte counts.
-    const std::int64_t deadline =
-        timeoutMs > 0 ? std::max(startUs, port.receive_.lastByteUs) + timeoutMs * 1000 : kNever;
+    const ReceiveContext& at = port.receive_;
+    std::int64_t limitMs = timeoutMs;
+    std::int64_t sinceUs = std::max(startUs, at.lastByteUs);
+    if (limitMs == 0 && at.received > 0) {
+      limitMs = at.options.silenceMs;
+    } else if (limitMs == 0 && at.refused.any && hooks.sendRequest) {
+      limitMs = at.options.betterMs;
+      sinceUs = std::max(startUs, at.refusedUs);
+    }
+    const std::int64_t deadline = limitMs > 0 ? sinceUs + limitMs * 1000 : kNever;
     if (now >= deadline) {
       report.timedOut = !over();
       return;

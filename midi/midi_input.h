@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "midi/answer_steps.h"
 #include "midi/backend.h"
 #include "midi/midi_output.h"
 #include "midi/receive_options.h"
@@ -23,6 +24,7 @@ namespace tonalith {
 
 class MidiIn;
 class PortMap;
+struct ReceiveReport;
 
 inline constexpr std::size_t kShortRing = 512;           // messages
 inline constexpr std::size_t kSysExRing = 700000;        // bytes
@@ -68,6 +70,12 @@ struct ReceiveContext {
   bool cancelled = false;
   bool ackSeen = false;
   ReceiveOptions options;
+  AnswerSteps steps;
+  std::function<bool()> requestWaits;  // while true, nothing can be the answer yet
+  RefusedMessage refused;
+  std::int64_t refusedUs = 0;      // when the first message was refused
+  int echoes = 0;                  // of the request
+  int early = 0;                   // messages that began before the request had left
   std::int64_t received = 0;       // for progress
   std::int64_t receivedSized = 0;  // compared with the size list
   std::int64_t lastByteUs = 0;
@@ -91,11 +99,14 @@ class MidiInPort {
   // Arms the receive service, in place of a receive that is armed already; returns the number of this receive.
   // `destination` must stay until ClearReceive returned.  Bytes of a message that is just
   // arriving, and messages kept since the last receive (see ExpectData), are taken at once unless `fresh`.
+  // `requestWaits` (may be empty) is asked when a message begins; while it is true the message is passed over.
   virtual std::uint64_t SetReceive(std::span<std::uint8_t> destination, const ReceiveOptions& options,
-                                   std::atomic<std::int64_t>* progress = nullptr, bool fresh = false);
+                                   std::atomic<std::int64_t>* progress = nullptr, bool fresh = false,
+                                   std::function<bool()> requestWaits = {});
   // Nothing is written to the destination after this returned.  Returns the bytes stored; -1 when another receive has
-  // taken the place of receive number `receive` (0: whichever is armed).
-  virtual std::int64_t ClearReceive(std::uint64_t receive = 0);
+  // taken the place of receive number `receive` (0: whichever is armed).  `report` (may be null) is told what was
+  // passed over.
+  virtual std::int64_t ClearReceive(std::uint64_t receive = 0, ReceiveReport* report = nullptr);
   virtual std::uint8_t* GetReceivePtr() const;
   int ReceiveState() const;
   // While on, messages that arrive between two receives are kept for the next one.
@@ -116,6 +127,8 @@ class MidiInPort {
   // 1 once after something arrived (for activity lights).
   int GetActive() { return active_.exchange(false) ? 1 : 0; }
   std::uint64_t BytesReceived() const { return bytesReceived_.load(); }
+  // When the last byte of a SysEx came, on the clock's time; 0: none yet.
+  std::int64_t LastSysExUs() const { return lastSysExUs_.load(); }
   // When the last byte came (active sensing counts), on the clock's time; 0: none yet.
   std::int64_t LastHeardUs() const { return lastHeardUs_.load(); }
   // How often something that arrived could not be taken; the message it belonged to is damaged.
@@ -155,6 +168,7 @@ class MidiInPort {
     std::vector<std::uint8_t> head;  // its first bytes, for the patterns
     std::int64_t length = 0;
     Verdict verdict = Verdict::Undecided;
+    bool refused = false;  // it is not the answer that is awaited
     Mark before;
   };
 
@@ -164,6 +178,9 @@ class MidiInPort {
   void ServiceEnd(bool complete);
   void ServiceStray(std::span<const std::uint8_t> bytes);
   void ServiceLost();
+  void TakeOut();
+  void Refuse(bool complete);
+  bool IsEcho() const;
   void ZKMidiInServiceEvent(std::span<const std::uint8_t> message);
   Verdict Judge(bool ended, bool complete) const;
   void Decide(bool ended, bool complete);
@@ -191,6 +208,7 @@ class MidiInPort {
   std::atomic<std::uint64_t> bytesReceived_{0};
   std::atomic<std::uint64_t> lostEvents_{0};
   std::atomic<std::int64_t> lastHeardUs_{0};
+  std::atomic<std::int64_t> lastSysExUs_{0};
 
   // Input thread only.
   SysExAssembler assembler_;
@@ -222,6 +240,7 @@ struct ReceiveHooks {
   std::function<int()> transferMode{};            // 0 running, 1 keep what arrived, 2 cancel, 3 cancel all
   bool polling = false;                           // look at the result only every 100 ms
   std::function<bool()> requestUnderWay{};        // while true (something sent before has not left), no timeout runs
+  std::function<bool()> requestWaits{};           // the request has not begun to leave; any thread, takes no lock
 };
 
 // Why a blocking receive ended.
@@ -232,6 +251,8 @@ struct ReceiveReport {
   bool aborted = false;
   bool portGone = false;
   bool damaged = false;  // something that arrived meanwhile was lost
+  RefusedMessage refused;
+  int echoes = 0;  // times the request itself came
 };
 
 enum MidiEchoOptions : unsigned { kEchoRealTime = 1, kEchoLocalOff = 2 };

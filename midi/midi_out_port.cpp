@@ -202,6 +202,7 @@ void MidiOutPort::BeginClosing() {
     waitingBytes_ = collectedBytes_ = 0;
     queue_.push_back({OutputPortMessage::Quit, 0, 0, {}});
     handled_ = posted_;
+    begun_.store(handled_);
   }
   changed_.NotifyAll();
 }
@@ -267,7 +268,7 @@ void MidiOutPort::FinishMessage() {
   {
     std::lock_guard lock(mutex_);
     working_ = false;
-    ++handled_;
+    begun_.store(++handled_);
     if (sentBytes_.load() >= queuedBytes_.load()) {
       sentBytes_.store(0);
       queuedBytes_.store(0);

@@ -46,6 +46,7 @@ Result MidiOutPort::HandOver(const std::shared_ptr<LongSend>& send, std::span<co
     shared_->underWay += pieces;
     shared_->bytesUnderWay += pieces > 0 ? piece.size() : 0 - piece.size();
     if (send) send->pieces += pieces;
+    begun_.store(handled_ + 1);
   };
   count(1);
   MidiSent sent = Report(send, piece.size());

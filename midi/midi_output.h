@@ -136,6 +136,8 @@ class MidiOutPort {
   // Messages (delays included) that were ever queued, and how many of them are done with.
   std::uint64_t PostedMessages() const;
   std::uint64_t HandledMessages() const;
+  // The same of messages whose bytes begin to leave; takes no lock.
+  std::uint64_t BegunMessages() const { return begun_.load(); }
 
  private:
   friend class MidiOut;
@@ -192,6 +194,7 @@ class MidiOutPort {
   std::deque<MidiOutMessage> collected_;
   std::uint64_t posted_ = 0;
   std::uint64_t handled_ = 0;
+  std::atomic<std::uint64_t> begun_{0};
   std::size_t waitingBytes_ = 0;    // in queue_
   std::size_t collectedBytes_ = 0;  // in collected_
   int pendingStops_ = 0;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace tonalith {
@@ -14,6 +16,26 @@ inline constexpr std::size_t kMaxDeclinePatterns = 2;
 // only when the buffer is full; like SysEx only but not ending at F7.
 enum class AcceptAny : int { SysExOnly = 0, Everything = 1, PastEnd = 2 };
 
+// How one message of an answer looks.
+struct AnswerMessage {
+  std::vector<std::uint8_t> value{};  // how it begins, as far as `mask` says
+  std::vector<std::uint8_t> mask{};   // as long as `value`
+  std::uint32_t length = 0;           // from F0 to F7; 0: any
+};
+using AnswerStep = std::vector<AnswerMessage>;  // the next message is one of these
+
+inline AnswerStep BeginsWith(std::span<const std::uint8_t> bytes) {
+  return {AnswerMessage{{bytes.begin(), bytes.end()}, std::vector<std::uint8_t>(bytes.size(), 0xFF), 0}};
+}
+
+// A SysEx that was passed over because it is no answer.
+struct RefusedMessage {
+  bool any = false;         // there was one; the last one counts
+  std::int64_t length = 0;  // bytes that came
+  int maker = -1;           // its second byte; -1: it has none
+  bool ended = false;       // with F7
+};
+
 // How one receive takes its bytes.
 struct ReceiveOptions {
   std::int64_t skip = 0;  // leading bytes of the stream to drop
@@ -23,7 +45,14 @@ struct ReceiveOptions {
   std::vector<MidiPattern> decline{};  // a SysEx starting with one of them is ignored
   MidiPattern end{};                   // a SysEx starting with it completes the receive; empty: none
   std::vector<std::uint32_t> sizes{};  // the receive is complete when a message ends at one of these byte counts
-  std::int64_t timeoutMs = -1;  // -1: by length (max(length * 11 / 3125 + 30, length / 2 + 300)); 0: no time limit
+  // The messages of the answer, in their order; empty: any message answers.  Others are passed over, whole or cut, and
+  // the receive is complete behind the last.
+  std::vector<AnswerStep> answer{};
+  bool answerRepeats = false;        // the first step holds for any number of messages, of any length
+  std::vector<std::uint8_t> echo{};  // the request itself, which comes back through a loop; empty: it is not known
+  std::int64_t timeoutMs = -1;       // -1: by length (max(length * 11 / 3125 + 30, length / 2 + 300)); 0: no time limit
+  std::int64_t silenceMs = 0;        // without a time limit: how long to wait once data flows; 0: no limit
+  std::int64_t betterMs = 0;         // without a time limit: how long a request waits after a message that is no answer
 };
 
 }  // namespace tonalith

@@ -102,6 +102,11 @@ class ScriptServices {
     (void)destination, (void)port, (void)skip, (void)context;
     return kReceiveNothing;
   }
+  // How the data of a type comes; null: nobody knows.
+  virtual std::shared_ptr<const AnswerRules> AnswersOf(std::uint16_t driverId) {
+    (void)driverId;
+    return nullptr;
+  }
   // Queues a pause on an output port; while the context records, appends a delay event.
   virtual void CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) {
     (void)port, (void)ms, (void)context;

@@ -2,6 +2,8 @@
 
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "script/protocols/built_in_protocols.h"
 #include "script/script_services.h"
@@ -19,6 +21,12 @@ class ServicesLine final : public ProtocolLine {
   void Stage(std::span<const std::uint8_t> bytes) override;
   void StageBare(std::span<const std::uint8_t> bytes) override;
   int Receive(std::span<std::uint8_t> into) override;
+  void Await(std::vector<AnswerStep> steps) override { context_.awaited = {std::move(steps)}; }
+  void AwaitImage(const Synth& synth) override {
+    context_.awaited = AnswerTo(synth, context_, 0, synth.fileSize, true);
+  }
+  RefusedMessage Refused() const override { return context_.passedOver; }
+  int ExtraAttempts() const override { return context_.extraAttempts; }
   void Delay(std::uint32_t ms) override;
   void AllPortReceiving(AcceptAny mode) override { context_.acceptAny = mode; }
   bool Cancelled() const override;

@@ -36,30 +36,39 @@ bool HasStrayStatus(std::span<const std::uint8_t> reply) {
   return false;
 }
 
-// Checks a reply of r bytes where n were asked for; 0 or the code of the first failure that `failed` does not pass
-// over.
+// What is checked of a reply.
+struct ReplyFacts {
+  std::int64_t size = 0;
+  int maker = -1;  // its second byte
+  bool ended = false;
+  bool strayStatus = false;
+};
+
+ReplyFacts FactsOfReply(std::span<const std::uint8_t> reply, bool lookInside) {
+  return {static_cast<std::int64_t>(reply.size()), reply.size() > 1 ? reply[1] : -1,
+          !reply.empty() && reply.back() == kSysExEnd, lookInside && HasStrayStatus(reply)};
+}
+
+// Checks a reply where n bytes were asked for; 0 or the code of the first failure that `failed` does not pass over.
 template <typename Failed>
-int CheckReply(const Synth& synth, const TransferContext& context, bool idCheck, std::span<const std::uint8_t> reply,
+int CheckReply(const Synth& synth, const TransferContext& context, bool idCheck, const ReplyFacts& reply,
                std::int32_t n, Failed failed) {
   constexpr int kMustEnd = 1;
   constexpr int kSizeMatters = 2;
   constexpr int kNoChecksOnOtherSize = 4;
-  const auto r = static_cast<std::int32_t>(reply.size());
-  if ((synth.optionBits & kNoChecksOnOtherSize) && r != n) return 0;
-  if ((synth.optionBits & kSizeMatters) && r != n) {
+  if ((synth.optionBits & kNoChecksOnOtherSize) && reply.size != n) return 0;
+  if ((synth.optionBits & kSizeMatters) && reply.size != n) {
     const auto& sizes = context.acceptedSizes;
-    if (std::find(sizes.begin(), sizes.end(), static_cast<std::uint32_t>(r)) == sizes.end() &&
+    if (std::find(sizes.begin(), sizes.end(), static_cast<std::uint32_t>(reply.size)) == sizes.end() &&
         failed(kMacroMissingBytes)) {
       return kMacroMissingBytes;
     }
   }
-  if (idCheck && synth.manufacturerId != 0 && (r < 2 || reply[1] != synth.manufacturerId) && failed(kMacroWrongId)) {
+  if (idCheck && synth.manufacturerId != 0 && reply.maker != synth.manufacturerId && failed(kMacroWrongId)) {
     return kMacroWrongId;
   }
-  if ((synth.optionBits & kMustEnd) && (r == 0 || reply.back() != kSysExEnd) && failed(kMacroNoSysExEnd)) {
-    return kMacroNoSysExEnd;
-  }
-  if (context.verifyReceivedSysEx && HasStrayStatus(reply) && failed(kMacroNoSysExEnd)) return kMacroNoSysExEnd;
+  if ((synth.optionBits & kMustEnd) && !reply.ended && failed(kMacroNoSysExEnd)) return kMacroNoSysExEnd;
+  if (reply.strayStatus && failed(kMacroNoSysExEnd)) return kMacroNoSysExEnd;
   return 0;
 }
 
@@ -214,11 +223,24 @@ int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n)
     context.receiveTimeoutMs = std::max(context.receiveTimeoutMs, patience);
     s.timeoutByReceive = true;
   }
+  const bool idCheck = s.idCheck == 0;
+  const std::int64_t at = s.receive.memory.base() == s.buffer.base() ? s.receive.pos : -1;
+  context.awaited = AnswerTo(*s.synth, context, at, static_cast<std::int64_t>(destination.size()), idCheck);
   const int r = skip == 0 ? session.services.GetDataPort(destination, s.synth->midiInPort, context)
                           : session.services.GetDataSkipPort(destination, s.synth->midiInPort,
                                                              std::max<std::int64_t>(skip, 0), context);
   SetEntry(s, kReceiveResultEntry, r);
+  const auto failed = [&s](int code) {
+    SetEntry(s, kReceiveResultEntry, code);
+    return s.continueOnError == 0;
+  };
   if (r == kReceiveNothing) {
+    // Something came that was no answer, and nothing better in time.
+    const RefusedMessage& refused = context.passedOver;
+    if (refused.any) {
+      const ReplyFacts facts{refused.length, refused.maker, refused.ended};
+      if (const int code = CheckReply(*s.synth, context, idCheck, facts, n, failed)) return code;
+    }
     s.registers[3] = 1;
     context.timedOut = context.unanswered = true;
     return 0;
@@ -228,11 +250,8 @@ int MacroStatements::ReceiveReply(ZKMacro& m, std::int64_t skip, std::int32_t n)
   constexpr auto kSizeBytes = static_cast<std::int64_t>(sizeof(context.acceptedSizes[0]));
   const auto sizes = static_cast<std::int64_t>(context.acceptedSizes.size()) * kSizeBytes;
   if (const int stop = session.Work(static_cast<std::int64_t>(received.size()) + sizes)) return stop;
-  const auto failed = [&s](int code) {
-    SetEntry(s, kReceiveResultEntry, code);
-    return s.continueOnError == 0;
-  };
-  if (const int code = CheckReply(*s.synth, context, s.idCheck == 0, received, n, failed)) return code;
+  const ReplyFacts facts = FactsOfReply(received, context.verifyReceivedSysEx);
+  if (const int code = CheckReply(*s.synth, context, idCheck, facts, n, failed)) return code;
   Advance(s.receive, static_cast<std::int64_t>(received.size()));
   return 0;
 }
@@ -246,6 +265,7 @@ int MacroStatements::ReceiveAndDrop(ZKMacro& m, const Op& op) {
   if (n == 0 || n > static_cast<std::int32_t>(kScratchBytes)) n = static_cast<std::int32_t>(kScratchBytes);
   if (n < 0) return 0;
   const std::span<std::uint8_t> scratch(session.scratch.data(), static_cast<std::size_t>(n));
+  session.context.awaited = AnswerTo(*s.synth, session.context, -1, n, s.idCheck == 0);
   const int r = session.services.GetDataPort(scratch, s.synth->midiInPort, session.context);
   if (r == kReceiveNothing) session.context.unanswered = true;
   return r < 0 ? r : 0;

@@ -12,6 +12,7 @@
 #include "data/event.h"
 #include "midi/receive_options.h"
 #include "platform/cancel_token.h"
+#include "script/answer_rules.h"
 #include "script/transfer_cause.h"
 
 namespace tonalith {
@@ -46,6 +47,14 @@ struct TransferContext {
   };
   std::optional<Staged> staged;
   bool stagedLost = false;  // one was never sent, because no receive followed
+
+  // How the data of the transfer comes; null: its module does not say.
+  std::shared_ptr<const AnswerRules> answers;
+  // Taken by the next receive, as the staged request is.
+  AwaitedAnswer awaited;
+  bool endSilence = false;  // with a receive window: an answer that stops in the middle is not waited for without end
+  // What the last receive passed over.
+  RefusedMessage passedOver;
 
   int lastOutPort = -1;  // where the last message went; -1: nothing was sent
 

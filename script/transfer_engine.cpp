@@ -226,6 +226,7 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
   context.hasIoWindow =
       !request.quiet && request.showWindow && request.observer && request.operation == TransferOperation::kReceive;
   context.expectedBytes = synth.fileSize;
+  if (request.operation == TransferOperation::kReceive) context.answers = services_.AnswersOf(synth.driverId);
   if (!request.quiet && request.observer) ShowMessagesOf(transfer);
   std::lock_guard guard(mutex_);
   transfer->id_ = nextId_++;

@@ -91,6 +91,7 @@ class TransferRun {
 
   // Of the piece that is asked for, or was asked for last.
   Attempt piece_;
+  int tries_ = 0;  // at the piece, so far
   bool keptDamaged_ = false;
   bool silent_ = false;   // the piece before was asked for in vain, and not a byte came
   bool damaged_ = false;  // the first failure was a piece that came damaged

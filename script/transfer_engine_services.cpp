@@ -122,42 +122,57 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
   options.end = context.endPattern;
   options.sizes = context.acceptedSizes;
   options.timeoutMs = context.receiveTimeoutMs > 0 ? context.receiveTimeoutMs : context.hasIoWindow ? 0 : -1;
+  options.betterMs = MidiIn::DefaultTimeoutMs(static_cast<std::int64_t>(destination.size()));
+  if (context.endSilence && options.acceptAny != AcceptAny::Everything) options.silenceMs = options.betterMs;
+  const AwaitedAnswer awaited = std::exchange(context.awaited, {});
+  const auto staged = std::exchange(context.staged, std::nullopt);
+  if (skip == 0) {
+    options.answer = awaited.steps;
+    options.answerRepeats = awaited.every;
+  }
+  if (staged && context.acceptAny != AcceptAny::Everything) options.echo = staged->bytes;
+  const std::int64_t stored = Ask(destination, port, options, staged ? &*staged : nullptr, context);
+  return static_cast<int>(std::min<std::int64_t>(stored, INT32_MAX));
+}
 
+// One receive, and the request that goes with it.
+std::int64_t MidiScriptServices::Ask(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options,
+                                     const TransferContext::Staged* staged, TransferContext& context) {
+  // Messages that were posted until the request was.
+  const auto until = std::make_shared<std::atomic<std::uint64_t>>(UINT64_MAX);
+  const int outPort = staged ? staged->port : context.lastOutPort;
+  const auto slot = outPort >= 0 ? out_.GetMidiOutPort(outPort) : nullptr;
   ReceiveHooks hooks;
   hooks.received = &context.receivedBytes;
   hooks.wake = &context.wake;
   hooks.cancel = &context.cancel;
   hooks.transferMode = [&context] { return static_cast<int>(context.state.load()); };
-  const auto staged = std::move(context.staged);
-  context.staged.reset();
   if (staged) {
-    hooks.sendRequest = [this, &staged, &context] {
+    hooks.sendRequest = [this, staged, &context, slot, until] {
       if (staged->bare) {
         SendBare(staged->bytes, staged->port, context);
       } else {
         SendDataPort(staged->bytes, staged->port, context);
       }
+      until->store(slot ? slot->PostedMessages() : 0);
     };
   }
-  const int outPort = staged ? staged->port : context.lastOutPort;
-  const auto slot = outPort >= 0 ? out_.GetMidiOutPort(outPort) : nullptr;
   if (slot) {
-    hooks.requestUnderWay = [slot, until = std::optional<std::uint64_t>()]() mutable {
-      if (!until) until = slot->PostedMessages();
-      return slot->HandledMessages() < *until && slot->Alive();
+    hooks.requestUnderWay = [slot, posted = std::optional<std::uint64_t>()]() mutable {
+      if (!posted) posted = slot->PostedMessages();
+      return slot->HandledMessages() < *posted && slot->Alive();
     };
+    if (staged) hooks.requestWaits = [slot, until] { return slot->BegunMessages() < until->load(); };
   }
   ReceiveReport report;
   const std::int64_t stored = in_.GetDataVector(destination, port, options, hooks, &report);
   if (stored > 0 && context.transferRunning)
     context.pieceBytes.insert(context.pieceBytes.end(), destination.begin(), destination.begin() + stored);
   context.cancelledByPattern = report.cancelledByPattern;
+  context.passedOver = report.refused;
+  context.loops.fetch_add(report.echoes);
   if (report.portGone) context.portGone = true;
-  if (staged && stored > 0 && static_cast<std::size_t>(stored) == staged->bytes.size() &&
-      std::equal(staged->bytes.begin(), staged->bytes.end(), destination.begin())) {
-    context.loops.fetch_add(1);
-  }
-  return static_cast<int>(std::min<std::int64_t>(stored, INT32_MAX));
+  return stored;
 }
 
 void MidiScriptServices::CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) {

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "midi/midi_input.h"
 #include "midi/midi_output.h"
@@ -22,6 +25,12 @@ class MidiScriptServices : public ScriptServices {
 
   // The engine that shows transmissions; null (no window) at first.
   void SetTransferEngine(TransferEngine* engine) { engine_ = engine; }
+  // Who knows the data types; asked when a transfer is started, on the thread that starts it.
+  using AnswerSource = std::function<std::shared_ptr<const AnswerRules>(std::uint16_t driverId)>;
+  void SetAnswerSource(AnswerSource source) { answerSource_ = std::move(source); }
+  std::shared_ptr<const AnswerRules> AnswersOf(std::uint16_t driverId) override {
+    return answerSource_ ? answerSource_(driverId) : nullptr;
+  }
   // Recording for the calling thread only: from now on what it sends without a transfer of its own, and its delays, are
   // appended to *list instead of being performed; `record` false ends that.  The chain belongs to the caller.
   void SetFirstEvent(bool record, Event** list);
@@ -76,10 +85,13 @@ class MidiScriptServices : public ScriptServices {
   bool OutputGone(int port, TransferContext& context);
   void BeforeSending(int port, TransferContext& context);
   SendOptions OptionsOf(TransferContext& context);
+  std::int64_t Ask(std::span<std::uint8_t> destination, int port, const ReceiveOptions& options,
+                   const TransferContext::Staged* staged, TransferContext& context);
 
   MidiOut& out_;
   MidiIn& in_;
   TransferEngine* engine_ = nullptr;
+  AnswerSource answerSource_;
   std::mutex recordingMutex_;
   std::atomic<bool> anyRecords_{false};
   std::map<std::thread::id, ThreadRecording> recordings_;  // each is used by its thread only

@@ -194,11 +194,11 @@ bool TransferRun::ReceivePiece(int patch) {
   Attempt answered;  // the last that was, with what it left
   Bytes left;
   keptDamaged_ = false;
-  int attempts = 0;
   bool heard = false;
+  tries_ = 0;
   for (int failed = 0;;) {
+    ++tries_;
     piece_ = TryPiece(patch, window);
-    ++attempts;
     heard = heard || context_.receivedBytes > 0 || !context_.pieceBytes.empty();
     if (!IsSilence(piece_.code)) {
       answered = piece_;
@@ -214,8 +214,8 @@ bool TransferRun::ReceivePiece(int patch) {
     }
     if (!MayAskAgain() || (!came && failed++ >= AttemptsLeft())) break;
     if (!came) ++result_.retriedPieces;
-    // An instrument that has answered does not leave the user waiting for what it owes.
-    if (!context_.pieceBytes.empty()) context_.hasIoWindow = false;
+    // Where anything was heard the user is not left waiting for what the instrument owes.
+    if (!context_.pieceBytes.empty() || context_.passedOver.any) context_.hasIoWindow = false;
     engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
     if (Stopped()) break;
     std::copy(former.begin(), former.end(), window.begin());
@@ -229,7 +229,7 @@ bool TransferRun::ReceivePiece(int patch) {
     std::copy(left.begin(), left.end(), window.begin());
   }
   if (failure_ == 0) {
-    result_.attempts = attempts;
+    result_.attempts = tries_;
     result_.answered = heard;
   }
   return EndPiece(patch, former, window);

@@ -59,6 +59,7 @@ struct Program::Parts final : DiskHooks {
   DiskAccess disk;
   DocumentsHost* documents = nullptr;
   StudioHost* studio = nullptr;
+  AnswerSource answers;
   TransferWindowsHost* windows = nullptr;
   std::unique_ptr<ProgramMidi> midi;
   Jobs jobs;
@@ -124,6 +125,7 @@ ProgramMidi& Program::midiSide() {
     parts_->midi = std::make_unique<ProgramMidi>(Shared(), clock_, dispatcher_, ScriptPorts::kOfProfile);
     parts_->midi->scripts().SetDocuments(parts_->documents);
     parts_->midi->scripts().SetWindows(parts_->windows);
+    parts_->midi->scripts().SetAnswerSource(parts_->answers);
   }
   return *parts_->midi;
 }
@@ -156,7 +158,9 @@ MainWindowMessages& Program::mainWindow() {
 }
 
 std::unique_ptr<ProgramMidi> Program::MakeMidi(Clock& clock, Dispatcher& dispatcher) {
-  return std::make_unique<ProgramMidi>(Shared(), clock, dispatcher, ScriptPorts::kChosen);
+  auto midi = std::make_unique<ProgramMidi>(Shared(), clock, dispatcher, ScriptPorts::kChosen);
+  midi->scripts().SetAnswerSource(parts_->answers);
+  return midi;
 }
 
 ProgramShared Program::Shared() {
@@ -169,6 +173,11 @@ ProgramShared Program::Shared() {
 void Program::SetDocuments(DocumentsHost* documents) {
   parts_->documents = documents;
   if (parts_->midi) parts_->midi->scripts().SetDocuments(documents);
+}
+
+void Program::SetAnswerSource(AnswerSource source) {
+  parts_->answers = std::move(source);
+  if (parts_->midi) parts_->midi->scripts().SetAnswerSource(parts_->answers);
 }
 
 void Program::SetStudio(StudioHost* studio) {

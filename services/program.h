@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -10,6 +11,7 @@
 
 namespace tonalith {
 
+struct AnswerRules;
 class Clock;
 class DataFileObservers;
 class Dispatcher;
@@ -95,6 +97,9 @@ class Program {
   void SetDocuments(DocumentsHost* documents);
   void SetStudio(StudioHost* studio);
   void SetTransferWindows(TransferWindowsHost* windows);
+  // Who knows how the data of the types comes (`script/answer_rules.h`); asked on the user-interface thread.
+  using AnswerSource = std::function<std::shared_ptr<const AnswerRules>(std::uint16_t driverId)>;
+  void SetAnswerSource(AnswerSource source);
   DocumentsHost* documents() const;
   StudioHost* studio() const;
 

@@ -18,7 +18,7 @@ struct TransferFacts {
   Kind kind = Kind::kGet;
   std::string what;  // instrument and data ("Yamaha DX7 Voice Bank"), or the name of the file
   TransferCause cause = TransferCause::kNone;
-  int code = 0;    // of kCode
+  int code = 0;           // of kCode
   std::string patch;      // that failed, as the instrument numbers it; empty: not one patch
   int attempts = 0;       // at what failed
   bool answered = false;  // bytes came for it

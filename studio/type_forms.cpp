@@ -16,7 +16,14 @@ std::uint32_t LengthOfFirst(const RecognizeRule& rule) {
   return rule.byAddress() ? 0 : rule.messages.front().length;
 }
 
-std::vector<RecognizeRule> FormsOf(const ZKDrvList& driver, const IniFile& ini, std::vector<std::string>* problems) {
+bool SamePattern(const BytePattern& a, const BytePattern& b) {
+  return a.value == b.value && a.mask == b.mask;
+}
+
+}  // namespace
+
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
+                                         std::vector<std::string>* problems) {
   const Synth& synth = *driver.synth();
   std::vector<RecognizeRule> forms;
   bool hasRules = false;
@@ -37,15 +44,9 @@ std::vector<RecognizeRule> FormsOf(const ZKDrvList& driver, const IniFile& ini, 
   return forms;
 }
 
-bool SamePattern(const BytePattern& a, const BytePattern& b) {
-  return a.value == b.value && a.mask == b.mask;
-}
-
-}  // namespace
-
 std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, std::vector<std::string>* problems) {
   if (!driver.synth() || !driver.instrument) return {};
-  return FormsOf(driver, IniFile(driver.instrument->GetIniPath().string()), problems);
+  return FormsOfDriver(driver, IniFile(driver.instrument->GetIniPath().string()), problems);
 }
 
 void TypeTable::Load(const ZKStudioDoc& studio) {
@@ -57,7 +58,7 @@ void TypeTable::Load(const ZKStudioDoc& studio) {
     if (!problem.empty()) problems_.push_back(instrument->moduleFile + ": [Coded Messages]: " + problem);
     for (const auto& driver : instrument->drivers)
       if (driver->synth()) {
-        types_.push_back({driver.get(), FormsOf(*driver, ini, &problems_)});
+        types_.push_back({driver.get(), FormsOfDriver(*driver, ini, &problems_)});
         AddToIndex();
       }
   }

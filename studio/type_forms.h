@@ -42,6 +42,11 @@ struct FormIndex {
   std::uint32_t form = 0;
 };
 
+// The forms of a data type as the INI of its module has them; `problems` (may be null) gets the rules that could not be
+// read.
+std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, const IniFile& ini,
+                                         std::vector<std::string>* problems = nullptr);
+
 class TypeTable {
  public:
   // Reads the recognition sections of every driver.  The studio must outlive the table.

@@ -68,7 +68,8 @@ class BuiltInProtocols {
  private:
   int SendYamahaParameters(const Synth& synth, ByteWindow buffer);
   void KorgModeChange(const Synth& synth);
-  int AwaitRolandData(std::vector<std::uint8_t>& reply, std::int64_t expected, std::int64_t& start);
+  int AwaitRolandData(const AnswerStep& answer, std::vector<std::uint8_t>& reply, std::int64_t expected,
+                      std::int64_t& start);
   int ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer);
   int ReceiveRolandHandshake(const Synth& synth, ByteWindow buffer);
   int SendRolandOneWay(const Synth& synth, ByteWindow buffer);

@@ -11,6 +11,14 @@ namespace {
 constexpr std::uint8_t kCasioId = 0x44;
 constexpr std::uint8_t kYamahaId = 0x43;
 constexpr std::uint8_t kEnsoniqId = 0x0F;
+// The bytes of an answer, or the code of what is wrong with it; `maker` is its second byte.
+int CheckedAnswer(const Synth& synth, std::int64_t size, bool ended, int maker) {
+  if ((synth.optionBits & 2) && size != std::int64_t{synth.fileSize}) return transfer_code::kMissingBytes;
+  if ((synth.optionBits & 1) && !ended) return transfer_code::kNoEnd;
+  if (synth.manufacturerId && maker != synth.manufacturerId) return transfer_code::kWrongCompany;
+  return static_cast<int>(size);
+}
+
 constexpr const char* kTransmissionError = "** TRANSMISSION ERROR **";
 
 // Data that is asked for by its address.
@@ -81,6 +89,7 @@ void BuiltInProtocols::KorgModeChange(const Synth& synth) {
       0xF0, 0x42, static_cast<std::uint8_t>(0x30 + synth.sysExChannel), 0x19, 0x4E, mode, 0x10, 0xF7};
   std::array<std::uint8_t, 6> reply{};
   line_.Stage(change);
+  line_.Await({BeginsWith(std::span(change).first(4))});
   line_.Receive(reply);
 }
 
@@ -99,13 +108,17 @@ int BuiltInProtocols::YamahaMidiReceive(const Synth& synth, ByteWindow buffer) {
   const std::size_t length = std::min<std::size_t>(synth.dumpRequestSize, request.size());
   if (length) line_.Stage({request.data(), length});
 
+  line_.AwaitImage(synth);
   const int r = ReceiveInto(buffer, 0, synth.fileSize);
   if (r == transfer_code::kNoResponse) return r;
-  if (r < 0) return transfer_code::kTimeOut;
-  if ((synth.optionBits & 2) && static_cast<std::uint32_t>(r) != synth.fileSize) return transfer_code::kMissingBytes;
-  if ((synth.optionBits & 1) && (r == 0 || buffer.At(r - 1) != 0xF7)) return transfer_code::kNoEnd;
-  if (synth.manufacturerId && (r < 2 || buffer.At(1) != synth.manufacturerId)) return transfer_code::kWrongCompany;
-  return r;
+  if (r >= 0) {
+    return CheckedAnswer(synth, r, r > 0 && buffer.At(r - 1) == 0xF7, r > 1 ? buffer.At(1) : -1);
+  }
+  // Something came that was no answer, and nothing better in time.
+  const RefusedMessage refused = line_.Refused();
+  if (!refused.any) return transfer_code::kTimeOut;
+  const int code = CheckedAnswer(synth, refused.length, refused.ended, refused.maker);
+  return code < 0 ? code : transfer_code::kTimeOut;
 }
 
 void BuiltInProtocols::MidiIOSel(const Synth& synth) {

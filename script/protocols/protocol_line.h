@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "data/data_records.h"
 #include "midi/receive_options.h"
 
 namespace tonalith {
@@ -46,6 +48,15 @@ class ProtocolLine {
   // Receives at most `into.size()` bytes.  Number of bytes stored; kNoResponse on cancel, user abort or a port that is
   // gone; kQuiet when nothing arrived in time.
   virtual int Receive(std::span<std::uint8_t> into) = 0;
+  // The next Receive takes these messages in their order for the answer, or any when there are none; others are passed
+  // over while the time runs.
+  virtual void Await(std::vector<AnswerStep> steps) { (void)steps; }
+  // The same for the answer that fills the image of a data type, after its request was staged.
+  virtual void AwaitImage(const Synth& synth) { (void)synth; }
+  // What the last Receive passed over.
+  virtual RefusedMessage Refused() const { return {}; }
+  // How often a damaged piece is asked for again.
+  virtual int ExtraAttempts() const { return 2; }
   // Milliseconds of silence before the next message on the output port; while events are recorded it is recorded.
   virtual void Delay(std::uint32_t ms) = 0;
   virtual void AllPortReceiving(AcceptAny mode) = 0;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <vector>
 
 #include "data/checksums.h"
@@ -83,6 +84,38 @@ std::vector<std::uint8_t> RolandData(const Synth& synth, std::uint8_t command, i
   return message;
 }
 
+AnswerStep SignsOf(const Synth& synth, std::initializer_list<std::uint8_t> commands) {
+  AnswerStep step;
+  for (const std::uint8_t command : commands) {
+    const AnswerStep sign = BeginsWith(RolandHeader(synth, command));
+    step.insert(step.end(), sign.begin(), sign.end());
+  }
+  return step;
+}
+
+// What may follow a request for data: the data from that address on, or a sign.
+AnswerStep DataFrom(const Synth& synth, const RolandPlace& place, std::int64_t offset) {
+  AnswerStep step = SignsOf(synth, {kEod, kErr, kRjc, kAck});
+  auto data = RolandHeader(synth, kDt1);
+  AppendNumber(data, place.groups, static_cast<std::uint32_t>(place.base + offset));
+  step.push_back(BeginsWith(data).front());
+  return step;
+}
+
+// The sum over address and data of a message, the byte before its F7.
+bool SumIsRight(std::span<const std::uint8_t> message) {
+  const auto size = static_cast<std::int64_t>(message.size());
+  return size >= kHeader + 2 &&
+         RolandCheckSum(message.data() + kHeader, size - kHeader - 2) == message[message.size() - 2];
+}
+
+// The code of a receive that gave nothing: that of the message which was no answer, if there was one.
+int WithoutAnswer(int result, const RefusedMessage& refused) {
+  if (result != transfer_code::kQuiet || !refused.any) return transfer_code::kNoResponse;
+  if (refused.maker != kRolandId) return transfer_code::kWrongCompany;
+  return refused.ended ? transfer_code::kNoResponse : transfer_code::kWrongCount;
+}
+
 // Position of the message's F0; -1 when it is not among the first `within` bytes.
 std::int64_t FindStart(std::span<const std::uint8_t> bytes, std::int64_t within) {
   const auto end = bytes.begin() + std::min<std::int64_t>(within, static_cast<std::int64_t>(bytes.size()));
@@ -148,20 +181,19 @@ int BuiltInProtocols::MidiSendRoland(const Synth& synth, ByteWindow buffer) {
 
 // The next answer to a request for data that is not the request itself coming back: kDt1 or kEod with its start, or a
 // negative code.
-int BuiltInProtocols::AwaitRolandData(std::vector<std::uint8_t>& reply, std::int64_t expected, std::int64_t& start) {
+int BuiltInProtocols::AwaitRolandData(const AnswerStep& answer, std::vector<std::uint8_t>& reply, std::int64_t expected,
+                                      std::int64_t& start) {
   for (int again = 0; again <= kMaxAgain; ++again) {
     if (line_.Cancelled()) return transfer_code::kNoResponse;
     reply.assign(static_cast<std::size_t>(expected), 0);
+    line_.Await({answer});
     const int r = line_.Receive(reply);
-    if (r < 0) return transfer_code::kNoResponse;
+    if (r < 0) return WithoutAnswer(r, line_.Refused());
     reply.resize(static_cast<std::size_t>(r));
     if (reply.empty() || reply.back() != 0xF7) return transfer_code::kWrongCount;
     if (r != expected && r >= 11) {
       if (reply[4] == kRq1) continue;
-      // Address and data; the sum is the byte before the F7.
-      if (RolandCheckSum(reply.data() + kHeader, r - kHeader - 2) != reply[static_cast<std::size_t>(r) - 2]) {
-        return transfer_code::kWrongCount;
-      }
+      if (!SumIsRight(reply)) return transfer_code::kWrongCount;
     }
     start = FindStart(reply, kRolandReply);
     if (start < 0 || start + kHeader >= r) return transfer_code::kWrongCount;
@@ -170,6 +202,9 @@ int BuiltInProtocols::AwaitRolandData(std::vector<std::uint8_t>& reply, std::int
     if (command == kErr) return transfer_code::kCommunication;
     if (command == kRjc) return transfer_code::kRejected;
     if (command == kAck) return transfer_code::kUnexpectedAck;
+    if (command == kDt1 && !SumIsRight(std::span(reply).subspan(static_cast<std::size_t>(start)))) {
+      return transfer_code::kNoEnd;
+    }
     return command == kDt1 || command == kEod ? command : transfer_code::kUnknownError;
   }
   return transfer_code::kWrongCount;
@@ -184,6 +219,7 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
   std::int64_t furthest = 0;
   std::int64_t doubted = -1;  // position that was asked for a second time
   int idleRounds = 0;
+  int damaged = 0;  // answers of this position
   std::vector<std::uint8_t> reply;
   while (offset < total) {
     const std::int64_t size = std::min(chunk, total - offset);
@@ -191,8 +227,15 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
                             static_cast<std::uint32_t>(size)));
     const std::int64_t expected = place.groups + 7 + size;
     std::int64_t start = -1;
-    const int command = AwaitRolandData(reply, expected, start);
-    if (command < 0) return command;
+    const int command = AwaitRolandData(DataFrom(synth, place, offset), reply, expected, start);
+    if (command < 0) {
+      // A piece that is lost or damaged is asked for again; nobody there at all is not.
+      const bool lost = command == transfer_code::kNoResponse && offset > 0;
+      const bool isDamaged = command == transfer_code::kNoEnd || command == transfer_code::kWrongCount;
+      if (!(lost || isDamaged) || line_.Cancelled() || ++damaged > line_.ExtraAttempts()) return command;
+      line_.Delay(synth.dumpRequest[16] * 10u + 60u);
+      continue;
+    }
     if (command == kEod) return static_cast<int>(offset);
     // A lost zero does not change the sum; what is short by nature is so again.
     const std::int64_t missing = expected - static_cast<std::int64_t>(reply.size());
@@ -208,7 +251,7 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
     if (!stored.overflowed) offset = std::max<std::int64_t>(stored.end, 0);
     if (offset > furthest) {
       furthest = offset;
-      idleRounds = 0;
+      idleRounds = damaged = 0;
     } else if (++idleRounds > kMaxIdleRounds) {
       return transfer_code::kCommunication;
     }
@@ -225,23 +268,37 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
     line_.Send(RolandSign(synth, kRjc));
     return code;
   };
+  const AnswerStep answer = SignsOf(synth, {kWsd, kRqd, kDat, kAck, kEod, kErr, kRjc});
   line_.Stage(RolandRange(synth, kRqd, place.groups, place.base, synth.fileSize));
   std::vector<bool> have(static_cast<std::size_t>(std::min<std::int64_t>(total, buffer.size())), false);
   std::int64_t storedBytes = 0;
   int again = 0;
   int idleRounds = 0;
+  int damaged = 0;  // in a row
   std::vector<std::uint8_t> reply;
+  // Once data flows, the instrument says it again; false when it did so too often.
+  const auto repeat = [&] {
+    if (storedBytes == 0 || line_.Cancelled() || ++damaged > line_.ExtraAttempts()) return false;
+    line_.Stage(RolandSign(synth, kErr));
+    return true;
+  };
   for (;;) {
     if (line_.Cancelled()) return fail(transfer_code::kNoResponse);
     reply.assign(static_cast<std::size_t>(kRolandReply), 0);
+    line_.Await({answer});
     const int r = line_.Receive(reply);
-    if (r < 0) return fail(transfer_code::kNoResponse);
+    if (r < 0) {
+      if (repeat()) continue;
+      return fail(WithoutAnswer(r, line_.Refused()));
+    }
     reply.resize(static_cast<std::size_t>(r));
     const std::int64_t start = FindStart(reply, kRolandReply);
     if (reply.empty() || reply.back() != 0xF7 || start < 0 || start + kHeader >= r) {
+      if (repeat()) continue;
       return fail(transfer_code::kWrongCount);
     }
-    const std::uint8_t command = reply[static_cast<std::size_t>(start) + 4];
+    const auto message = std::span<const std::uint8_t>(reply).subspan(static_cast<std::size_t>(start));
+    const std::uint8_t command = message[4];
     if (command == kRqd || command == kWsd) {
       if (++again > kMaxAgain) return fail(transfer_code::kCommunication);
       if (command == kWsd) line_.Stage(RolandSign(synth, kAck));
@@ -257,8 +314,12 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
     if (command != kDat) return fail(transfer_code::kWrongCount);
 
     again = 0;
-    const RolandStored stored =
-        StoreData(std::span<const std::uint8_t>(reply).subspan(static_cast<std::size_t>(start)), place, buffer, total);
+    if (!SumIsRight(message)) {
+      if (++damaged > line_.ExtraAttempts()) return fail(transfer_code::kNoEnd);
+      line_.Stage(RolandSign(synth, kErr));
+      continue;
+    }
+    const RolandStored stored = StoreData(message, place, buffer, total);
     if (stored.overflowed) {
       line_.Send(RolandSign(synth, kRjc));
       return static_cast<int>(total);
@@ -266,7 +327,7 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
     const std::int64_t fresh = MarkStored(have, stored);
     storedBytes += fresh;
     if (fresh > 0) {
-      idleRounds = 0;
+      idleRounds = damaged = 0;
     } else if (++idleRounds > kMaxIdleRounds) {
       return fail(transfer_code::kCommunication);
     }

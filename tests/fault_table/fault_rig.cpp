@@ -5,6 +5,7 @@
 #include "data/patch_names.h"
 #include "midi/backends/virtual_backend.h"
 #include "platform/text.h"
+#include "studio/answer_forms.h"
 
 namespace tonalith::fault_table {
 
@@ -20,6 +21,8 @@ class SharedProgram {
   SharedProgram()
       : program_(Folders::Below(InstalledModules::Instance().folder() / "root"), SystemClock(), prompts_, dispatcher_) {
     program_.ConfigBasics();
+    program_.SetAnswerSource(
+        [](std::uint16_t id) { return FindAnswerRules(InstalledModules::Instance().studio(), id); });
   }
   Program& program() { return program_; }
 

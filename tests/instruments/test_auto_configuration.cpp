@@ -328,17 +328,15 @@ TEST_F(AutoConfigTest, MisbehavingAnswersToItsOwnRequest) {
     const char* key;
     const char* name;
     const char* fault;
-    bool found;
   };
-  for (const Case& c : {Case{"kawai-k4", "k4", "", true}, Case{"kawai-k4", "k4", "foreign-first:reply=0", false},
-                        Case{"kawai-k4", "k4", "foreign-first:reply=2", true},
-                        Case{"kawai-k4", "k4", "late-reply:reply=2,delay=400", true},
-                        Case{"roland-d50", "d-50", "double-reply:reply=0", false}}) {
+  for (const Case& c :
+       {Case{"kawai-k4", "k4", ""}, Case{"kawai-k4", "k4", "foreign-first:reply=0"},
+        Case{"kawai-k4", "k4", "foreign-first:reply=2"}, Case{"kawai-k4", "k4", "late-reply:reply=2,delay=400"},
+        Case{"roland-d50", "d-50", "double-reply:reply=0"}}) {
     SCOPED_TRACE(std::string(c.key) + " " + c.fault);
     PlugAnew(c.key, c.fault);
     const AutoConfigResult result = Sense(c.name);
-    ASSERT_EQ(result.outcome == AutoConfigOutcome::Found, c.found);
-    if (!c.found) continue;
+    ASSERT_EQ(result.outcome, AutoConfigOutcome::Found);
     EXPECT_LT(seconds_, 10);
     EXPECT_EQ(result.outPortName, "Port 5");
     EXPECT_EQ(result.inPortName, "Port 5");

@@ -12,6 +12,7 @@
 #include "script/transfer_engine_services.h"
 #include "services/transfer_sentences.h"
 #include "simulator/virtual_studio.h"
+#include "studio/answer_forms.h"
 #include "tests/instruments/installed_modules.h"
 
 namespace tonalith {
@@ -33,6 +34,7 @@ struct ModuleTransfers : ::testing::TestWithParam<std::string> {
     midi.MidiPortInOpenPorts();
     midi.MidiPortOutOpenPorts();
     services = std::make_unique<MidiScriptServices>(midi.out(), midi.in());
+    services->SetAnswerSource([this](std::uint16_t id) { return FindAnswerRules(modules.studio(), id); });
     engine = std::make_unique<TransferEngine>(*services, prompts, &midi.out());
     for (const auto& [name, folder] : modules.keys())
       if (folder == GetParam()) instrument = modules.studio().FindInstrument(name);

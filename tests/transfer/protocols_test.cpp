@@ -130,6 +130,7 @@ TEST(Protocols, ConversationsAreByteExact) {
   const std::string eod = "F0 41 10 14 45 F7";
   const std::string rjc = "F0 41 10 14 4F F7";
   const std::string dat = RolandMessage("42", "03 00 00 01 02 03 04");
+  const std::string badSum = "F0 41 10 14 12 03 00 00 0A 0B 0C 0D 00 F7";
   const std::string tone = [] {
     std::string text;
     for (int i = 0; i < 256; ++i) text += i % 16 < 10 ? "0" + std::to_string(i % 16) + " " : "0A ";
@@ -169,9 +170,30 @@ TEST(Protocols, ConversationsAreByteExact) {
        "OUT F0 00 00\nWAIT 100\nOUT C3 45\n",
        ""},
       {"roland", roland, receive, 4, {RolandMessage("12", "03 00 00 0A 0B 0C 0D")}, 4, rq1, "0A 0B 0C 0D"},
-      // A reply of the right length is taken whatever its sum says.
-      {"roland sum", roland, receive, 4, {"F0 41 10 14 12 03 00 00 0A 0B 0C 0D 00 F7"}, 4, rq1, "0A 0B 0C 0D"},
-      {"roland short, bad sum", roland, receive, 4, {"F0 41 10 14 12 03 00 00 0A 0B 00 F7"}, -12, rq1, ""},
+      {"roland sum, once",
+       roland,
+       receive,
+       4,
+       {badSum, RolandMessage("12", "03 00 00 0A 0B 0C 0D")},
+       4,
+       rq1 + "WAIT 60\n" + rq1,
+       "0A 0B 0C 0D"},
+      {"roland sum, always",
+       roland,
+       receive,
+       4,
+       {badSum, badSum, badSum, badSum},
+       -6,
+       rq1 + "WAIT 60\n" + rq1 + "WAIT 60\n" + rq1,
+       ""},
+      {"roland short, bad sum",
+       roland,
+       receive,
+       4,
+       {"F0 41 10 14 12 03 00 00 0A 0B 00 F7"},
+       -1,
+       rq1 + "WAIT 60\n" + rq1,
+       ""},
       {"roland in two",
        roland,
        receive,
@@ -221,6 +243,14 @@ TEST(Protocols, ConversationsAreByteExact) {
        {RolandMessage("42", "03 00 00 01 02 03 04 05")},
        4,
        rqd + "OUT " + rjc + "\n",
+       "01 02 03 04"},
+      {"handshake sum",
+       handshake,
+       receive,
+       4,
+       {"F0 41 10 14 42 03 00 00 01 02 03 04 00 F7", dat, eod},
+       4,
+       rqd + "OUT F0 41 10 14 4E F7\nOUT " + ack + "\nOUT " + ack + "\n",
        "01 02 03 04"},
       // Data may come in any order, and twice.
       {"handshake backwards",

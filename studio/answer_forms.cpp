@@ -1,0 +1,97 @@
+#include "studio/answer_forms.h"
+
+#include <algorithm>
+
+#include "platform/ini_file.h"
+#include "studio/recognize_rules.h"
+#include "studio/studio_document.h"
+#include "studio/type_forms.h"
+
+namespace tonalith {
+
+namespace {
+
+AnswerMessage MessageOf(const MessageRule& rule) {
+  return {rule.pattern.value, rule.pattern.mask, rule.length};
+}
+
+// Whole messages that the image keeps as they come.
+bool KeptWhole(const MessageRule& message) {
+  return message.skip == 0 && (message.length == 0 || message.take == message.length);
+}
+
+AnswerForm FormByAddress(const RecognizeRule& rule) {
+  AnswerForm form;
+  form.addressByte = static_cast<int>(rule.address.size());
+  form.addressBytes = static_cast<int>(rule.addressBytes);
+  for (const BlockRule& block : rule.blocks) {
+    if (!block.framed) return {};
+    AnswerPart part{{rule.address.value, rule.address.mask, rule.FramedSize(block)}, block.at, block.offset};
+    part.message.value.resize(rule.address.size() + rule.addressBytes);
+    part.message.mask.resize(part.message.value.size());
+    form.parts.push_back(std::move(part));
+  }
+  return form;
+}
+
+// A bank that is got at once: all of its messages.
+AnswerForm FormOfSlots(const RecognizeRule& rule, const Synth& synth) {
+  AnswerForm form;
+  const MessageRule& message = rule.messages.front();
+  for (std::uint32_t slot = 0; slot < rule.slotCount; slot += rule.slotVoices) {
+    AnswerPart part{MessageOf(message), static_cast<std::uint32_t>(rule.SlotPlace(synth, slot)), 0};
+    if (rule.slotInMessage() && rule.slotByte < kMaxMidiPattern) {
+      const std::size_t size = std::max<std::size_t>(part.message.value.size(), rule.slotByte + 1);
+      part.message.value.resize(size);
+      part.message.mask.resize(size);
+      part.message.value[rule.slotByte] = static_cast<std::uint8_t>(rule.slotFirst + slot);
+      part.message.mask[rule.slotByte] = 0xFF;
+    }
+    form.parts.push_back(std::move(part));
+  }
+  return form;
+}
+
+AnswerForm FormOf(const RecognizeRule& rule, const Synth& synth) {
+  if (rule.byAddress()) return FormByAddress(rule);
+  AnswerForm form;
+  for (const MessageRule& message : rule.messages) {
+    // What only says where the data belongs is no part of an answer.
+    if (message.length != 0 && message.take == 0) continue;
+    if (!KeptWhole(message)) return {};
+    form.parts.push_back({MessageOf(message), message.at, 0});
+  }
+  if (!rule.hasSlots) return form;
+  if (!synth.isBank || synth.patchByPatch != 1) return FormOfSlots(rule, synth);
+  if (rule.slotInMessage()) {
+    form.slotByte = static_cast<int>(rule.slotByte);
+    form.slotFirst = static_cast<int>(rule.slotFirst);
+  }
+  return form;
+}
+
+}  // namespace
+
+AnswerRules AnswerRulesOf(const std::vector<RecognizeRule>& forms, const Synth& synth) {
+  AnswerRules rules;
+  for (const RecognizeRule& rule : forms) {
+    AnswerForm form = FormOf(rule, synth);
+    const auto before = [](const AnswerPart& a, const AnswerPart& b) { return a.at < b.at; };
+    std::stable_sort(form.parts.begin(), form.parts.end(), before);
+    if (!form.parts.empty()) rules.forms.push_back(std::move(form));
+  }
+  return rules;
+}
+
+std::shared_ptr<const AnswerRules> FindAnswerRules(const ZKStudioDoc& studio, std::uint16_t driverId) {
+  for (const auto& instrument : studio.instruments())
+    for (const auto& driver : instrument->drivers) {
+      if (!driver->synth() || driver->synth()->driverId != driverId) continue;
+      const IniFile ini(instrument->GetIniPath().string());
+      auto rules = std::make_shared<const AnswerRules>(AnswerRulesOf(FormsOfDriver(*driver, ini), *driver->synth()));
+      return rules->forms.empty() ? nullptr : rules;
+    }
+  return nullptr;
+}
+
+}  // namespace tonalith
