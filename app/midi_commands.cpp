@@ -6,6 +6,8 @@
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
+#include "app/midi_test_dialog.h"
+#include "app/pacing_dialog.h"
 #include "midi/port_system.h"
 #include "platform/prompts.h"
 #include "script/transfer_engine.h"
@@ -26,6 +28,12 @@ namespace {
 constexpr char kPortsBusy[] =
     "Data is being transferred. Closing the ports now breaks the transfer off.\nChoose the ports all the same?";
 
+// Work goes on in the other windows meanwhile.
+void ShowBeside(QDialog* dialog) {
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->show();
+}
+
 }  // namespace
 
 QString NoOutputSentence(Program& program) {
@@ -41,6 +49,16 @@ MidiCommands::MidiCommands(const FrameContext& frame, bool panicOff)
       panicOff_(panicOff) {
   frame_.menus.Register(CommandId::MidiInPorts, {[this] { OnMidiInPorts(); }});
   frame_.menus.Register(CommandId::MidiOutPorts, {[this] { OnMidiOutPorts(); }});
+  frame_.menus.Register(
+      CommandId::MidiTestCable,
+      {[this] {
+         ShowBeside(new MidiTestDialog(frame_.program.midi(), frame_.program.midiSide().desk(), &frame_.window));
+       },
+       [this] { return NoOutputSentence(frame_.program); }});
+  frame_.menus.Register(CommandId::MidiSendingPace, {[this] {
+                          ShowBeside(new PacingDialog(frame_.program.midiSide(), frame_.studio, frame_.prompts(),
+                                                      frame_.program.paths().MainGetDataPath(), &frame_.window));
+                        }});
   frame_.menus.Register(CommandId::MidiPanic,
                         {[this] { OnMidiPanic(); }, [this] { return NoOutputSentence(frame_.program); }});
   RegisterTones();

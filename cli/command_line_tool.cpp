@@ -11,6 +11,7 @@
 #include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
 #include "cli/commands_monitor.h"
+#include "cli/commands_pacing.h"
 #include "cli/commands_packages.h"
 #include "cli/commands_ports.h"
 #include "cli/commands_receive.h"
@@ -112,6 +113,8 @@ const std::vector<CliCommand>& CliCommands() {
       {"ports", CliGroup::Instruments, "the MIDI ports of this machine", PortsForms, PortsDetails, RunPorts},
       {"midi-test", CliGroup::Instruments, "whether every byte passes a cable from an output to an input",
        MidiTestForms, MidiTestDetails, RunMidiTest},
+      {"pacing", CliGroup::Instruments, "how slowly an instrument has to be sent to; finds it out", PacingForms,
+       PacingDetails, RunPacing},
       {"receive", CliGroup::Instruments, "gets data from an instrument into a file", ReceiveForms, ReceiveDetails,
        RunReceive},
       {"send", CliGroup::Instruments, "sends the data of a file to its instrument", SendForms, SendDetails, RunSend},

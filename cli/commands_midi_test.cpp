@@ -67,10 +67,8 @@ SelfTestReport Test(CliEnvironment& environment, TransferRig& rig, std::int64_t 
   std::erase_if(request.sizes, [largest](std::size_t size) { return static_cast<std::int64_t>(size) > largest; });
   if (largest > static_cast<std::int64_t>(request.sizes.empty() ? 0 : request.sizes.back()))
     request.sizes.push_back(static_cast<std::size_t>(largest));
-  SelfTestReport report;
-  report.out = request.out->name();
-  report.in = request.in->name();
-  DeskRequest job = SelfTestJob(rig.midi(), request, &report);
+  const auto report = std::make_shared<SelfTestReport>();
+  DeskRequest job = SelfTestJob(rig.midi(), request, report);
   const InterruptGuard guard(environment);
   const TransferDesk::Job running = rig.desk().Submit(std::move(job));
   for (bool cancelled = false; !rig.desk().Wait(running, kTestLookMs);) {
@@ -78,8 +76,8 @@ SelfTestReport Test(CliEnvironment& environment, TransferRig& rig, std::int64_t 
     cancelled = true;
     rig.desk().Cancel(running);
   }
-  if (report.rows.empty()) report.notBegun = running->result().sentence;
-  return report;
+  if (report->rows.empty()) report->notBegun = running->result().sentence;
+  return *report;
 }
 
 Result Run(Session& session, const CliArguments& arguments, std::int64_t largest, SelfTestReport* report) {

@@ -52,6 +52,8 @@ class TransferRig {
   // --- transfers
   TransferEngine& transfers() { return midiSide_->transfers(); }
   TransferDesk& desk() { return midiSide_->desk(); }
+  const PacingProfile& pacing() const { return midiSide_->pacing(); }
+  void RunQueued() { dispatcher_->RunQueued(); }
   ScriptBridge& services() { return midiSide_->scripts(); }
   Clock& clock() { return *clock_; }
   // Looked at every 50 ms while a transfer runs; may press its buttons.

@@ -393,7 +393,7 @@ void EncodeCharacter(const WritePlace& to, int format, std::uint32_t k, int c) {
       to.Put(2 * n, c >> 4);
       return to.PutBits(2 * n + 1, 0x0F, c);
     case 27:
-      return EncodeBitStream(to, n, c < 0x80 ? c : ' ');
+      return EncodeBitStream(to, n, c);
     case 28:
       to.PutBits(3 * n + 1, 1, (c & 0x7F) >> 6);
       return to.PutBits(3 * n + 2, 0x7F, c & 63);

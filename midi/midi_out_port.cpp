@@ -380,7 +380,7 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
     currentLength_.store(0);
     if (result) {
       countedBytes_.fetch_add(static_cast<std::uint32_t>(length));
-      const std::int16_t slow = owner_.midiXSlow();
+      const int slow = Pacing() ? Pacing()->gapMs : owner_.midiXSlow();
       if (message.split && slow > 0) PauseUntil(clock_.NowUs() + std::int64_t{slow} * 1000, Cut::StopOrForceExit);
     } else if (!Interrupted()) {
       Failed(result, length);
@@ -490,6 +490,19 @@ void MidiOutPort::SetSpeed(std::uint32_t bytesPerSecond) {
   speed_.store(bytesPerSecond);
   std::lock_guard lock(handleMutex_);
   if (handle_) handle_->SetMaxRate(EffectiveRate());
+}
+
+void MidiOutPort::SetPacing(const std::optional<MidiPacing>& pacing) {
+  constexpr std::uint64_t kSet = std::uint64_t{1} << 48;
+  pacing_.store(
+      pacing ? kSet | std::uint64_t{pacing->chunk} << 32 | std::uint64_t{pacing->gapMs} << 16 | pacing->delayMs : 0);
+}
+
+std::optional<MidiPacing> MidiOutPort::Pacing() const {
+  const std::uint64_t packed = pacing_.load();
+  if (packed == 0) return std::nullopt;
+  return MidiPacing{static_cast<std::uint16_t>(packed >> 32), static_cast<std::uint16_t>(packed >> 16),
+                    static_cast<std::uint16_t>(packed)};
 }
 
 void MidiOutPort::SetMaxSysExSpeed(std::uint32_t bytesPerSecond) {

@@ -223,6 +223,7 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
   if (!open || !open->Alive()) return -1;
   if (data.empty()) return 0;
   const bool threaded = open->HasThread();
+  const std::optional<MidiPacing> pacing = open->Pacing();
   if (data.size() <= 3 && data[0] >= 0x80 && data[0] <= 0xEF) {
     const std::uint32_t packed = PackUpToFour(data);
     if (threaded) {
@@ -237,7 +238,7 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
       if (!open->SendShortNow(std::span(bytes).first(length))) return -1;
     }
   } else {
-    const std::int16_t space = midiXSpace_.load();
+    const int space = pacing ? pacing->chunk : midiXSpace_.load();
     const std::size_t size = space > 0 && chunk == 0 ? static_cast<std::size_t>(space) : chunk & 0xFFFF;
     if (!threaded) {
       open->SendSynchronously(data, size);
@@ -245,7 +246,7 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
     }
     if (!open->PostPieces(CutIntoPieces(data, size), mayWait, cancel)) return -1;
   }
-  if (const std::int16_t delay = midiXDelay_.load(); delay >= 1 && threaded)
+  if (const int delay = pacing ? pacing->delayMs : midiXDelay_.load(); delay >= 1 && threaded)
     open->SendMessage(OutputPortMessage::Delay, 0, static_cast<std::uint64_t>(delay));
   return 0;
 }

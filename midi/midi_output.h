@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <thread>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "midi/backend.h"
+#include "midi/midi_pacing.h"
 #include "midi/port_numbers.h"
 #include "midi/receive_options.h"
 #include "platform/clock.h"
@@ -109,6 +111,9 @@ class MidiOutPort {
   std::uint32_t speed() const { return speed_.load(); }
   void SetMaxSysExSpeed(std::uint32_t bytesPerSecond);  // 0: no limit of its own
   std::uint32_t EffectiveRate() const;                  // 0: not paced
+  // In place of the settings of the program, for everything that is sent from now on; none: these again.
+  void SetPacing(const std::optional<MidiPacing>& pacing);
+  std::optional<MidiPacing> Pacing() const;
 
   std::uint32_t queuedBytes() const { return queuedBytes_.load(); }
   std::uint32_t sentBytes() const { return sentBytes_.load(); }
@@ -217,6 +222,7 @@ class MidiOutPort {
   std::atomic<bool> writeToQueue_{false};
   std::atomic<std::uint32_t> speed_{kMidiWireRate};
   std::atomic<std::uint32_t> maxSysExSpeed_{0};
+  std::atomic<std::uint64_t> pacing_{0};  // packed; 0: none
   std::atomic<std::uint32_t> currentLength_{0};
   std::atomic<std::int64_t> currentStartUs_{0};
 

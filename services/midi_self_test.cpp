@@ -190,7 +190,7 @@ std::string SelfTestRowText(const SelfTestRow& row) {
 }
 
 SelfTestReport RunSelfTest(MidiPortSystem& midi, const SelfTestRequest& request, const CancelToken& cancel,
-                           const std::function<void(int done, int total)>& progress) {
+                           const DeskStep::TaskProgress& progress) {
   SelfTestReport report;
   report.out = request.out->name();
   report.in = request.in->name();
@@ -212,14 +212,14 @@ SelfTestReport RunSelfTest(MidiPortSystem& midi, const SelfTestRequest& request,
   return report;
 }
 
-DeskRequest SelfTestJob(MidiPortSystem& midi, const SelfTestRequest& request, SelfTestReport* report,
-                        std::function<void(int done, int total)> progress) {
+DeskRequest SelfTestJob(MidiPortSystem& midi, const SelfTestRequest& request, std::shared_ptr<SelfTestReport> report) {
   DeskRequest job = DeskRequest::Of(DeskStep::Kind::kTask, nullptr);
   DeskStep& step = job.steps.front();
   step.title = "MIDI test";
   step.outPort = request.out->slot();
   step.inPort = request.in->slot();
-  step.task = [&midi, request, report, progress = std::move(progress)](const CancelToken& stop) {
+  step.task = [&midi, request, report = std::move(report)](const CancelToken& stop,
+                                                           const DeskStep::TaskProgress& progress) {
     *report = RunSelfTest(midi, request, stop, progress);
   };
   job.showWindow = 0;

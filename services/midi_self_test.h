@@ -52,11 +52,10 @@ struct SelfTestRequest {
 // Blocks until the last pattern is back or given up; nobody else may use the ports meanwhile (TransferDesk keeps them
 // for a step of the kind kTask).  `progress`: patterns that are done.
 SelfTestReport RunSelfTest(MidiPortSystem& midi, const SelfTestRequest& request, const CancelToken& cancel,
-                           const std::function<void(int done, int total)>& progress = {});
+                           const DeskStep::TaskProgress& progress = {});
 
-// The test as a job for the desk.  `report` (must live until the job has ended) is whole when the job has ended; of a
-// job that never began it stays as it was.
-DeskRequest SelfTestJob(MidiPortSystem& midi, const SelfTestRequest& request, SelfTestReport* report,
-                        std::function<void(int done, int total)> progress = {});
+// The test as a job for the desk.  `report` is whole when the job has ended; of a job that never began it stays as it
+// was.
+DeskRequest SelfTestJob(MidiPortSystem& midi, const SelfTestRequest& request, std::shared_ptr<SelfTestReport> report);
 
 }  // namespace tonalith

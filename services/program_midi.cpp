@@ -21,9 +21,12 @@ ProgramMidi::ProgramMidi(const ProgramShared& shared, Clock& clock, Dispatcher& 
                ports),
       transfers_(scripts_, shared.prompts, &midi_.out(), &scripts_,
                  [&dispatcher](std::function<void()> call) { dispatcher.Post(std::move(call)); }),
+      pacing_([&paths = shared.paths] { return paths.MidiPortsProfile(); }),
       desk_(transfers_, midi_, dispatcher),
       files_(desk_, shared.disk, midi_.out(), shared.prompts) {
   scripts_.SetTransferEngine(&transfers_);
+  desk_.SetPacing(
+      [this](const std::string& instrument, const std::string& port) { return pacing_.Of(instrument, port); });
   pacingSink_ =
       settings_.AddPacingSink([this](const std::int16_t values[5]) { midi_.out().OtAMidiSetPreferencesParms(values); });
   settingsListener_ = settings_.AddListener([this](SettingId id, int value) { SettingChanged(id, value); });

@@ -10,6 +10,7 @@
 #include "platform/jobs.h"
 #include "script/transfer_engine.h"
 #include "services/main_window_messages.h"
+#include "services/pacing_profile.h"
 #include "services/script_bridge.h"
 #include "services/script_router.h"
 #include "services/transfer_desk.h"
@@ -49,6 +50,7 @@ class ProgramMidi {
   TransferEngine& transfers() { return transfers_; }
   TransferDesk& desk() { return desk_; }
   TransferFiles& files() { return files_; }
+  const PacingProfile& pacing() const { return pacing_; }
 
   // Takes over the settings that were just loaded.
   void LoadConfig();
@@ -80,6 +82,7 @@ class ProgramMidi {
   MainWindowMessages mainWindow_;
   ScriptBridge scripts_;
   TransferEngine transfers_;
+  PacingProfile pacing_;
   TransferDesk desk_;
   TransferFiles files_;
   Receiver receiver_;

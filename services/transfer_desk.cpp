@@ -247,6 +247,11 @@ void TransferDesk::StopWork(const Job& job, bool all) {
 
 // ---- looking
 
+TransferPorts TransferDesk::PortsFor(const DataFile& dataFile, DeskStep::Kind kind) const {
+  return engine_.PortsOf(dataFile,
+                         kind == DeskStep::Kind::kGet ? TransferOperation::kReceive : TransferOperation::kTransmit, {});
+}
+
 bool TransferDesk::Wait(const Job& job, std::int64_t timeoutMs) {
   const std::int64_t deadline = timeoutMs < 0 ? kNever : engine_.clock().NowUs() + timeoutMs * 1000;
   return dispatcher_.RunUntil([&job] { return job->Ended(); }, deadline);

@@ -11,6 +11,7 @@
 
 #include "data/data_records.h"
 #include "midi/midi_output.h"
+#include "midi/midi_pacing.h"
 #include "midi/port_system.h"
 #include "platform/jobs.h"
 #include "platform/result.h"
@@ -87,10 +88,12 @@ struct DeskStep {
   std::vector<DeskMessage> messages{};  // kMessages
   GetOptions get{};                     // kGet
   // kTask: runs until it is done, or soon after the token was cancelled.
-  std::function<void(const CancelToken& stop)> task{};
-  int inPort = -1;      // slots of open ports; -1: as the DataFile says
-  int outPort = -1;     // kMessages, kTask: needed
-  std::string title{};  // what sentences call it, UTF-8; empty: instrument and data
+  using TaskProgress = std::function<void(int done, int total)>;
+  std::function<void(const CancelToken& stop, const TaskProgress& progress)> task{};
+  std::optional<MidiPacing> pacing{};  // kSend: instead of the one that is kept for the instrument
+  int inPort = -1;                     // slots of open ports; -1: as the DataFile says
+  int outPort = -1;                    // kMessages, kTask: needed
+  std::string title{};                 // what sentences call it, UTF-8; empty: instrument and data
   // After the step went well, on the owner's thread: a failure ends the sequence with its text.
   std::function<Result(const DeskResult&)> after{};
 };
@@ -100,6 +103,9 @@ struct DeskRequest {
   int showWindow = 1;           // 0: no window; 2: the second style of the receive window
   std::string file;             // the parts of this file are sent: name for the sentences
   int inactive = 0;             // parts of it that stayed out
+  // When set: asked whenever a step has ended, well or not, on the owner's thread.  Gives a step that follows on the
+  // same ports before anybody else; a cancel counts for the step it ended.  Nothing: the job has ended like that step.
+  std::function<std::optional<DeskStep>(const DeskResult&)> next{};
   // Events, in order, on the owner's thread, never from inside a call to the desk.  With a receiver they end with it.
   std::function<void(const DeskEvent&)> observer;
   const Receiver* receiver = nullptr;
@@ -182,6 +188,9 @@ class TransferDesk {
   ~TransferDesk();
 
   void SetOptions(const Options& options) { options_ = options; }
+  // How long messages are given to an instrument on an output (names in UTF-8).
+  using PacingOf = std::function<std::optional<MidiPacing>(const std::string& instrument, const std::string& port)>;
+  void SetPacing(PacingOf pacing) { pacingOf_ = std::move(pacing); }
 
   using Job = std::shared_ptr<DeskJob>;
   // Never null.  A request that is refused at once (a port is missing, the data is busy, there is nothing to send) has
@@ -202,6 +211,8 @@ class TransferDesk {
   // For programs without a main loop: runs the dispatcher until the job has ended or the time (ms, -1: none) is over.
   bool Wait(const Job& job, std::int64_t timeoutMs = -1);
 
+  // The ports that data of this kind goes over.
+  TransferPorts PortsFor(const DataFile& dataFile, DeskStep::Kind kind) const;
   bool Busy(const DataFile* dataFile) const;  // in a job, also a waiting one
   Job JobOf(const DataFile* dataFile) const;  // null: none
   std::vector<Job> Jobs() const;              // that have not ended, in the order they came
@@ -226,6 +237,7 @@ class TransferDesk {
   void TransferClosed(const Job& job, const TransferResult& result);
   void PortDone(const Job& job);
   void EndStep(const Job& job);
+  bool GoOn(const Job& job, const DeskResult& result);
   void EndJob(const Job& job, const TransferFacts& facts, DeskResult result);
   void StopWork(const Job& job, bool all);
   DeskResult ResultOf(const DeskJob& job, const TransferFacts& facts) const;
@@ -238,6 +250,7 @@ class TransferDesk {
   MidiPortSystem& midi_;
   Dispatcher& dispatcher_;
   Options options_;
+  PacingOf pacingOf_;
   Receiver receiver_;
   std::list<Job> jobs_;     // that have not ended, in the order they came
   std::list<Job> leaving_;  // that have, until the last event was told

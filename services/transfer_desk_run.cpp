@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "platform/short_memory.h"
+#include "platform/text.h"
 #include "script/protocols/protocol_line.h"
 #include "script/started_at_panel.h"
 #include "services/transfer_desk.h"
@@ -64,6 +65,7 @@ void TransferDesk::BeginStep(const Job& job) {
   const bool begun = step.kind == DeskStep::Kind::kMessages ? BeginMessages(job, step, &refusal)
                      : step.kind == DeskStep::Kind::kTask   ? BeginTask(job, step, &refusal)
                                                             : BeginTransfer(job, step, &refusal);
+  if (!begun && job->out_) job->out_->SetPacing({});
   if (begun) {
     TellState(job, DeskState::kStarted, StartedSentence(FactsOf(*job)));
     // Cancelled while the user was asked something.
@@ -92,6 +94,10 @@ bool TransferDesk::BeginTransfer(const Job& job, const DeskStep& step, TransferR
   const int out = engine_.PortsOf(*step.dataFile, request.operation, request.ports).out;
   job->out_ = out >= 0 ? midi_.out().GetMidiOutPort(out) : nullptr;
   job->failedBefore_ = job->out_ ? job->out_->failedMessages() : 0;
+  if (!receive && job->out_) {
+    const std::string instrument = Latin1ToUtf8(TransferInstrumentName(*step.dataFile));
+    job->out_->SetPacing(step.pacing || !pacingOf_ ? step.pacing : pacingOf_(instrument, job->out_->name()));
+  }
   std::shared_ptr<Transfer> transfer;
   engine_.MidiIODataFile(request, &transfer, refusal);
   job->transfer_ = std::move(transfer);
@@ -123,7 +129,10 @@ bool TransferDesk::BeginTask(const Job& job, const DeskStep& step, TransferRefus
   const Receiver::Token life = receiver_.token();
   job->thread_ = WorkerThread(engine_.clock(), [this, &dispatcher = dispatcher_, life, job, task = step.task,
                                                 stop = job->stop_, out = job->out_] {
-    if (!WithMemory([&] { task(stop); })) stop.Cancel();
+    const auto progress = [&](int done, int total) {
+      dispatcher.PostTo(life, [this, job, done, total] { Progress(job, done, total); });
+    };
+    if (!WithMemory([&] { task(stop, progress); })) stop.Cancel();
     if (stop.Cancelled()) out->WaitIdle(kStopMs, nullptr);
     dispatcher.PostTo(life, [this, job] { PortDone(job); });
   });
@@ -297,13 +306,15 @@ void TransferDesk::EndStep(const Job& job) {
   TransferFacts facts = FactsOf(*job);
   DeskResult result = ResultOf(*job, facts);
   job->transfer_.reset();
+  if (job->out_) job->out_->SetPacing({});
   DeskEvent event;
   event.kind = DeskEvent::Kind::kStepEnded;
   event.patchesDone = result.patchesDone;
   event.patchesToDo = result.patchesToDo;
   event.result = result;
   Tell(job, std::move(event));
-  if (!result.ok) return EndJob(job, facts, std::move(result));
+  if (GoOn(job, result)) return;
+  if (!result.ok || job->request_.next) return EndJob(job, facts, std::move(result));
   ++job->sent_;
   if (step.after && !job->silent_) {
     if (const Result goOn = step.after(result); !goOn.ok()) {
@@ -319,6 +330,22 @@ void TransferDesk::EndStep(const Job& job) {
   facts = FactsOf(*job);
   facts.cause = TransferCause::kNeverBegan;
   EndJob(job, facts, {});
+}
+
+bool TransferDesk::GoOn(const Job& job, const DeskResult& result) {
+  if (!job->request_.next || job->silent_) return false;
+  job->cancelled_ = false;  // from now on a cancel means the next step
+  std::optional<DeskStep> step = job->request_.next(result);
+  if (!step) return false;
+  if (step->owned) step->dataFile = step->owned.get();
+  if (step->title.empty() && step->dataFile) step->title = TransferTitle(*step->dataFile);
+  DeskStep& former = job->request_.steps[job->step_];
+  former.dataFile = nullptr;
+  former.owned.reset();
+  job->request_.steps.push_back(std::move(*step));
+  ++job->step_;
+  BeginStep(job);
+  return true;
 }
 
 // `result` is made from the facts when it is empty.

@@ -190,6 +190,7 @@ class DescriptionReader {
     if (key_ == "reply_delay_ms") return Number(out_.replyDelayMs, 0, 60000);
     if (key_ == "reply_gap_ms") return Number(out_.replyGapMs, 0, 60000);
     if (key_ == "input_buffer") return Number(out_.inputBuffer, 0, 1 << 20);
+    if (key_ == "input_speed") return Number(out_.inputSpeed, 0, 1 << 20);
     if (key_ == "request_gap_ms") return Number(out_.requestGapMs, 0, 60000);
     if (key_ == "mode") return Number(out_.mode, 0, 127);
     if (key_ == "dump") return Sends(out_.dump);

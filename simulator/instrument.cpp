@@ -38,6 +38,7 @@ struct SimulatedInstrument::State {
   std::vector<std::uint8_t> shortData;
   std::uint32_t wireRate = 0;
   std::int64_t bufferedBytes = 0;  // waiting while the instrument is busy
+  std::int64_t emptiedUs = 0;      // when a slow one took bytes out of its buffer
   std::int64_t lostBytes = 0;
   std::int64_t lastReplyUs = 0;  // when the last answer is out
   int received = 0;
@@ -52,11 +53,20 @@ struct SimulatedInstrument::State {
   std::vector<Reply> TakeAnswers();
 };
 
-// While the instrument works on the last message its buffer takes a limited number of bytes.
+// While the instrument works on the last message its buffer takes a limited number of bytes; a slow one empties it no
+// faster than its speed.
 bool SimulatedInstrument::State::Overflows() {
-  if (core.nowUs >= core.busyUntilUs || core.description.inputBuffer == 0) {
+  if (core.description.inputBuffer == 0) return false;
+  const bool busy = core.nowUs < core.busyUntilUs;
+  if (!busy && core.description.inputSpeed == 0) {
     bufferedBytes = 0;
     return false;
+  }
+  if (!busy) {
+    const std::int64_t emptied =
+        (core.nowUs - std::max(emptiedUs, core.busyUntilUs)) * core.description.inputSpeed / 1'000'000;
+    bufferedBytes = std::max<std::int64_t>(bufferedBytes - std::max<std::int64_t>(emptied, 0), 0);
+    if (emptied > 0) emptiedUs = core.nowUs;
   }
   if (++bufferedBytes <= core.description.inputBuffer) return false;
   ++lostBytes;

@@ -53,6 +53,8 @@ enum class CommandId : int {
   MidiInPorts = 405,
   MidiOutPorts = 406,
   MidiUndoSettingsChange = 411,
+  MidiTestCable = 412,
+  MidiSendingPace = 413,
   MidiPanic = 35774,
   PlayNote1 = 421,
   PlayNote2 = 422,

@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 
+#include "midi/backends/alsa_arrival.h"
 #include "midi/backends/port_names.h"
 #include "midi/backends/shared_backend.h"
 #include "midi/bridge_names.h"
@@ -91,6 +92,7 @@ class AlsaOutput {
   std::uint64_t generation_ = 0;  // counts resets
   std::uint32_t rate_ = 0;
   std::int64_t freeAtUs_ = 0;
+  std::int64_t refusedSinceUs_ = 0;  // the sending thread's: nothing was taken since; 0: the last piece was
   WorkerThread thread_;
 };
 
@@ -145,6 +147,7 @@ class AlsaBackend final : public MidiBackend, public std::enable_shared_from_thi
   std::function<void()> changed_;
   std::vector<std::shared_ptr<AlsaOutput>> outputs_;
   std::map<int, std::shared_ptr<AlsaInput>> inputs_;
+  AlsaArrival arrival_{clock_};
   int announcePort_ = -1;
   int nextPort_ = 0;
   std::thread reader_;
@@ -200,7 +203,6 @@ Result AlsaOutput::SendPiece(const Piece& piece, std::uint64_t generation) {
   for (std::size_t at = 0; at < piece.bytes.size();) {
     const std::size_t length = std::min(kAlsaSpan, piece.bytes.size() - at);
     Pace(length);
-    const std::int64_t giveUp = clock_.NowUs() + kAlsaGiveUpUs;
     while (true) {
       {
         std::lock_guard guard(mutex_);
@@ -208,11 +210,17 @@ Result AlsaOutput::SendPiece(const Piece& piece, std::uint64_t generation) {
         if (gone_) return Result::Failure("The MIDI port is gone.", kMidiNoDevice);
       }
       const int error = backend_.Deliver(ownPort_, destination_, {piece.bytes.data() + at, length}, piece.isShort);
-      if (error >= 0) break;
+      if (error >= 0) {
+        refusedSinceUs_ = 0;
+        break;
+      }
       if (error != -EAGAIN && error != -ENOMEM && error != -ENOSPC && error != -EINTR) {
         return Result::Failure(std::string("The MIDI port refused data: ") + snd_strerror(error), kMidiNoDevice);
       }
-      if (clock_.NowUs() > giveUp) return Result::Failure("The MIDI port takes no data.", kMidiNotReady);
+      // What waits behind a piece that was given up does not wait as long again.
+      if (refusedSinceUs_ == 0) refusedSinceUs_ = clock_.NowUs();
+      if (clock_.NowUs() - refusedSinceUs_ > kAlsaGiveUpUs)
+        return Result::Failure("The MIDI port takes no data.", kMidiNotReady);
       clock_.SleepUs(kAlsaRetryUs);
     }
     at += length;
@@ -320,6 +328,7 @@ Result AlsaBackend::Start() {
   snd_midi_event_new(kAlsaSpan, &coder_);
   snd_midi_event_new(kAlsaSpan, &decoder_);
   snd_midi_event_no_status(decoder_, 1);
+  arrival_.Start(seq_);
   wake_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   announcePort_ = snd_seq_create_simple_port(seq_, "announce", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT,
                                              SND_SEQ_PORT_TYPE_APPLICATION);
@@ -388,8 +397,17 @@ std::vector<MidiDeviceInfo> AlsaBackend::Devices(MidiDirection direction) {
 
 int AlsaBackend::NewPort(const char* kind, unsigned int capabilities) {
   const std::string name = std::string(kind) + " " + std::to_string(++nextPort_);
-  return snd_seq_create_simple_port(seq_, name.c_str(), capabilities,
-                                    SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
+  snd_seq_port_info_t* port = nullptr;
+  if (const int error = snd_seq_port_info_malloc(&port); error < 0) return error;
+  snd_seq_port_info_set_name(port, name.c_str());
+  snd_seq_port_info_set_capability(port, capabilities);
+  snd_seq_port_info_set_type(port, SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
+  snd_seq_port_info_set_midi_channels(port, 16);
+  if (capabilities & SND_SEQ_PORT_CAP_WRITE) arrival_.Stamp(port);
+  const int error = snd_seq_create_port(seq_, port);
+  const int number = error < 0 ? error : snd_seq_port_info_get_port(port);
+  snd_seq_port_info_free(port);
+  return number;
 }
 
 Result AlsaBackend::OpenOutput(const std::string& id, std::unique_ptr<MidiOutputHandle>& handle) {
@@ -541,16 +559,16 @@ void AlsaBackend::Take(const snd_seq_event_t& event) {
     if (found != inputs_.end()) input = found->second;
   }
   if (!input) return;
-  const std::int64_t now = clock_.NowUs();
+  const std::int64_t cameUs = arrival_.TimeOf(event);
   std::lock_guard guard(input->mutex);
   if (!input->sink) return;
   if (event.type == SND_SEQ_EVENT_SYSEX) {
-    input->sink({static_cast<const std::uint8_t*>(event.data.ext.ptr), event.data.ext.len}, now);
+    input->sink({static_cast<const std::uint8_t*>(event.data.ext.ptr), event.data.ext.len}, cameUs);
     return;
   }
   std::uint8_t bytes[16];
   const long length = snd_midi_event_decode(decoder_, bytes, sizeof bytes, &event);
-  if (length > 0) input->sink({bytes, static_cast<std::size_t>(length)}, now);
+  if (length > 0) input->sink({bytes, static_cast<std::size_t>(length)}, cameUs);
 }
 
 void AlsaBackend::TakeAnnouncement(const snd_seq_event_t& event) {

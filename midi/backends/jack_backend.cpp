@@ -18,6 +18,8 @@ namespace {
 constexpr long kJackLookMs = 100;
 constexpr std::int64_t kJackAnswerUs = 1'000'000;     // so long a call may wait for the server
 constexpr std::int64_t kJackLinkShowsUs = 2'000'000;  // a new connection shows only after a while
+// A server that puts its clients into another order after a connection was made may show a buffer twice.
+constexpr std::uint64_t kJackSettlePeriods = 3;
 constexpr std::int64_t kJackDrainUs = 1'000'000;
 
 void QuietJack(const char* message) {
@@ -73,7 +75,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   void FeedThread(const Session& session);
   void FeedOutputs(const Session& session);
   void InputThread(const Session& session);
-  JackLink LookAt(jack_client_t* client, JackEnd& end);
+  JackLink LookAt(const Session& session, jack_client_t* client, JackEnd& end);
   bool MarkGone(const Session& session);
   void LookForLoops(const Session& session);
   void Close();
@@ -260,28 +262,30 @@ void JackBackend::PortsConnected(jack_port_id_t a, jack_port_id_t b, int connect
     std::lock_guard guard(backend->mutex_);
     for (const auto& output : backend->outputs_) {
       if (output->end.own != from || output->end.other != to) continue;
-      output->end.Linked(connected != 0);
+      output->end.Linked(connected != 0, backend->clock_.NowUs());
       if (!connected) output->pacing.Cut();
     }
     for (const auto& input : backend->inputs_)
-      if (input->end.own == to && input->end.other == from) input->end.Linked(connected != 0);
+      if (input->end.own == to && input->end.other == from) input->end.Linked(connected != 0, backend->clock_.NowUs());
   }
   backend->PortNews();
 }
 
 // ---- threads
 
-JackLink JackBackend::LookAt(jack_client_t* client, JackEnd& end) {
+JackLink JackBackend::LookAt(const Session& session, jack_client_t* client, JackEnd& end) {
   if (end.gone.load()) return JackLink::kGone;
   if (!jack_port_by_name(client, end.name.c_str())) {
     end.gone.store(true);
     return JackLink::kGone;
   }
   if (jack_port_connected_to(end.own, end.name.c_str())) {
-    end.seen = true;
-    return JackLink::kConnected;
+    end.seen.store(true);
+    if (!std::exchange(end.linked, true)) end.linkedAt = session->periods();
+    return session->periods() - end.linkedAt < kJackSettlePeriods ? JackLink::kNotYet : JackLink::kConnected;
   }
-  const bool cut = end.seen || clock_.NowUs() - end.openedUs > kJackLinkShowsUs;
+  end.linked = false;
+  const bool cut = end.seen.load() || clock_.NowUs() - end.madeUs.load() > kJackLinkShowsUs;
   return cut ? JackLink::kCut : JackLink::kNotYet;
 }
 
@@ -297,7 +301,7 @@ void JackBackend::FeedOutputs(const Session& session) {
     if (session->silent.load()) {
       link = JackLink::kSilent;
     } else if (client && !session->serverGone.load()) {
-      link = LookAt(client, output->end);
+      link = LookAt(session, client, output->end);
     }
     output->pacing.Feed(link, session->periods());
   }
@@ -358,7 +362,7 @@ void JackBackend::FeedThread(const Session& session) {
         changed = changed_;
         jack_client_t* client = session->client.load();
         for (const auto& input : inputs_)
-          if (client && !gone && !silent) LookAt(client, input->end);
+          if (client && !gone && !silent) LookAt(session, client, input->end);
       }
       if (!gone && !silent) LookForLoops(session);
       if (changed) changed();

@@ -37,21 +37,26 @@ class RealtimeSignal {
 
 // The other end of one of our ports, and how the connection to it stands.
 struct JackEnd {
-  explicit JackEnd(std::string portName, std::int64_t nowUs) : name(std::move(portName)), openedUs(nowUs) {}
+  explicit JackEnd(std::string portName, std::int64_t nowUs) : name(std::move(portName)), madeUs(nowUs) {}
 
   const std::string name;
-  const std::int64_t openedUs;
   jack_port_t* own = nullptr;
-  jack_port_t* other = nullptr;  // as it was when we connected; compared, never used
-  bool seen = false;             // the connection showed once; the feeding thread's
+  jack_port_t* other = nullptr;   // as it was when we connected; compared, never used
+  std::atomic<bool> seen{false};  // the connection showed since it was made
+  bool linked = false;            // it showed when it was looked at last; the feeding thread's, as is the next
+  std::uint64_t linkedAt = 0;     // the period that had begun when it showed
   std::atomic<bool> gone{false};
   std::atomic<bool> cut{false};  // by somebody else, and not connected again
   std::atomic<std::uint64_t> reconnects{0};
 
-  void Linked(bool connected) {
+  std::atomic<std::int64_t> madeUs;  // when the connection was asked for, or made again
+
+  void Linked(bool connected, std::int64_t nowUs) {
     if (!connected) {
       cut.store(true);
     } else if (cut.exchange(false)) {
+      seen.store(false);
+      madeUs.store(nowUs);
       reconnects.fetch_add(1);
     }
   }

@@ -1,10 +1,11 @@
+#include "platform/text.h"
 #include "tests/cli/cli_test_tools.h"
 
 namespace tonalith {
 namespace {
 
 struct CommandLineCase {
-  std::vector<std::string> args;
+  const char* line;
   std::string input;
   std::string out;
 };
@@ -13,66 +14,44 @@ struct CommandLineCase {
 TEST(CommandLine, FormsPrintExactly) {
   const std::string script = "S 3 { F0 7E F7 } TR 3 R 4 ]";
   const std::vector<CommandLineCase> cases = {
-      {{"pack", "get", "1", "0", "02 01"}, "", "18\n"},
-      {{"pack", "get", "1", "1", "02010403"}, "", "52\n"},
-      {{"pack", "get", "1", "1", "-"}, "02 01 04 03\n", "52\n"},
-      {{"pack", "get", "1", "0", "00 00 02 01", "--bank", "2", "--voice-size", "2"}, "", "18\n"},
-      {{"pack", "set", "1", "0", "18", "00", "00"}, "", "02 01\n"},
-      {{"csum", "0", "5", "3", "8", "F0 41 10 16 12 10 00 04 00 F7"}, "", "F0 41 10 16 12 10 00 04 6C F7\n"},
-      {{"csum", "19", "0", "9", "0", "313233343536373839"}, "", "CBF43926\n"},
-      {{"number", "0", "4", "--voices", "32"}, "", "\" 5\"\n"},
-      {{"name", "get", "0", "5", "42 52 41 53 53"}, "", "\"BRASS\"\n"},
-      {{"name", "set", "0", "5", "AB", "00 00 00 00 00"}, "", "41 42 20 20 20\n"},
-      {{"name", "set", "0", "6", "--[A]", "00 00 00 00 00 00"}, "", "2D 2D 5B 41 5D 20\n"},
-      {{"name", "set", "0", "2", "--storage", "1", "AB", "00 00 00 00"}, "", "01 04 02 04\n"},
-      {{"name", "get", "0", "3", "02 04 01 05 03 04", "--storage", "1"}, "", "\"BQC\"\n"},
-      {{"compile", "-"}, "S 3 { F0 7E F7 }\n]", "08 00 00 00 03 F0 7E F7 07 FF\n"},
-      {{"compile", "-"}, "", "FF\n"},
-      {{"list", "-"}, "0900000000 05 ff", "A \r\nT 5 \r\n"},
-      {{"list", "-"}, std::string("\x08\0\0\0\x01\xF7\xFF", 7), "S 1 { F7 } \r\n"},
-      {{"list", "-"}, "FF", "\n"},
-      {{"list", "-"}, "08 00 00 00 03 F0 7E F7 07 FF\n", "S 3 { F0 7E F7 } \r\n] \r\n"},
-      {{"run", "-", "--descriptor", "manufacturerId=0x7E", "--descriptor", "optionBits=3", "--reply", "F07E01F7"},
-       script,
+      {"pack get 1 0 0201", "", "18\n"},
+      {"pack get 1 1 02010403", "", "52\n"},
+      {"pack get 1 1 -", "02 01 04 03\n", "52\n"},
+      {"pack get 1 0 00000201 --bank 2 --voice-size 2", "", "18\n"},
+      {"pack set 1 0 18 00 00", "", "02 01\n"},
+      {"csum 0 5 3 8 F04110161210000400F7", "", "F0 41 10 16 12 10 00 04 6C F7\n"},
+      {"csum 19 0 9 0 313233343536373839", "", "CBF43926\n"},
+      {"number 0 4 --voices 32", "", "\" 5\"\n"},
+      {"name get 0 5 4252415353", "", "\"BRASS\"\n"},
+      {"name set 0 5 AB 0000000000", "", "41 42 20 20 20\n"},
+      {"name set 0 6 --[A] 000000000000", "", "2D 2D 5B 41 5D 20\n"},
+      {"name set 0 2 --storage 1 AB 00000000", "", "01 04 02 04\n"},
+      {"name get 0 3 020401050304 --storage 1", "", "\"BQC\"\n"},
+      {"compile -", "S 3 { F0 7E F7 }\n]", "08 00 00 00 03 F0 7E F7 07 FF\n"},
+      {"compile -", "", "FF\n"},
+      {"list -", "0900000000 05 ff", "A \r\nT 5 \r\n"},
+      {"list -", std::string("\x08\0\0\0\x01\xF7\xFF", 7), "S 1 { F7 } \r\n"},
+      {"list -", "FF", "\n"},
+      {"list -", "08 00 00 00 03 F0 7E F7 07 FF\n", "S 3 { F0 7E F7 } \r\n] \r\n"},
+      {"run - --descriptor manufacturerId=0x7E --descriptor optionBits=3 --reply F07E01F7", script,
        "OUT F0 7E F7\nIN F0 7E 01 F7\nRESULT 4\nW 0 X 0 Y 0 Z 0\nV10 4\n"},
   };
   for (const CommandLineCase& c : cases) {
-    const CliOutput output = RunCli(c.args, c.input);
-    EXPECT_EQ(output.status, 0) << c.args[0] << ": " << output.err;
-    EXPECT_EQ(output.out, c.out) << c.args[0];
-    EXPECT_EQ(output.err, "") << c.args[0];
+    const CliOutput output = RunCli(Words(c.line), c.input);
+    EXPECT_EQ(output.status, 0) << c.line << ": " << output.err;
+    EXPECT_EQ(output.out, c.out) << c.line;
+    EXPECT_EQ(output.err, "") << c.line;
   }
 }
 
 TEST(CommandLine, WhatCannotBeDoneIsASentenceAndOne) {
-  for (const char* line : {"",
-                           "nosuch",
-                           "--nosuch",
-                           "help nosuch",
-                           "--config-root",
-                           "--config-root=",
-                           "pack",
-                           "pack get x 0 00",
-                           "pack get 1 0 0",
-                           "csum 0 0",
-                           "csum 0 0 1 0",
-                           "name set 0 5",
-                           "df make /nonexistent/x.dat --body F0F7",
-                           "df dump /nonexistent/x.dat",
-                           "compile /nonexistent",
-                           "run /nonexistent",
-                           "module",
-                           "module build /nonexistent /nonexistent/x.pvz",
-                           "receive dx7",
-                           "receive dx7 voice out --frob 1",
-                           "receive dx7 voice out --device 500",
-                           "receive dx7 voice out --state x",
-                           "send",
-                           "send x --in",
-                           "rename x",
-                           "export x y.wav",
-                           "ports x",
-                           "demo x"}) {
+  constexpr char kLines[] =
+      ",nosuch,--nosuch,help nosuch,--config-root,--config-root=,pack,pack get x 0 00,pack get 1 0 0,csum 0 0,"
+      "csum 0 0 1 0,name set 0 5,df make /nonexistent/x.dat --body F0F7,df dump /nonexistent/x.dat,"
+      "compile /nonexistent,run /nonexistent,module,module build /nonexistent /nonexistent/x.pvz,receive dx7,"
+      "receive dx7 voice out --frob 1,receive dx7 voice out --device 500,receive dx7 voice out --state x,send,"
+      "send x --in,rename x,export x y.wav,ports x,demo x";
+  for (const std::string& line : SplitText(kLines, ',')) {
     const CliOutput output = RunCli(Words(line));
     EXPECT_EQ(output.status, 1) << line;
     EXPECT_EQ(output.out, "") << line;

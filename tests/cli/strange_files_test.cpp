@@ -1,6 +1,6 @@
 #include <sys/stat.h>
 
-#include "platform/atomic_file.h"
+#include "platform/text.h"
 #include "tests/cli/cli_test_tools.h"
 #include "tests/platform/short_memory.h"
 
@@ -20,23 +20,10 @@ TEST(StrangeFiles, EveryCommandSaysWhatItWasGiven) {
   std::filesystem::create_directories(folder);
   const std::string empty = Home().Path("empty.dat");
   WriteFileText(empty, "");
-  const std::vector<std::vector<std::string>> commands = {
-      {"identify", "FILE"},
-      {"names", "FILE"},
-      {"df", "dump", "FILE"},
-      {"df", "roundtrip", "FILE", out},
-      {"rename", "FILE", "0", "X"},
-      {"import", "FILE", out},
-      {"export", "FILE", out + ".syx"},
-      {"send", "FILE", "--virtual", "-"},
-      {"sysxmap", "dump", "FILE"},
-      {"list", "FILE"},
-      {"compile", "FILE"},
-      {"desktop", "dump", "FILE"},
-      {"studio", "summary", "FILE"},
-      {"module", "install", "FILE"},
-      {"csum", "0", "0", "1", "1", "@FILE"},
-  };
+  constexpr char kCommands[] =
+      "identify FILE,names FILE,df dump FILE,df roundtrip FILE OUT,rename FILE 0 X,import FILE OUT,"
+      "export FILE OUT.syx,send FILE --virtual -,sysxmap dump FILE,list FILE,compile FILE,desktop dump FILE,"
+      "studio summary FILE,module install FILE,csum 0 0 1 1 @FILE";
   struct Row {
     std::string file;
     const char* why;
@@ -46,9 +33,9 @@ TEST(StrangeFiles, EveryCommandSaysWhatItWasGiven) {
                     {Home().Path("none.dat"), ""},
                     {empty, ""}};
   for (const Row& row : rows) {
-    for (std::vector<std::string> command : commands) {
-      for (std::string& word : command)
-        if (const auto at = word.find("FILE"); at != std::string::npos) word.replace(at, 4, row.file);
+    for (const std::string& line : SplitText(kCommands, ',')) {
+      std::vector<std::string> command = Words(line);
+      for (std::string& word : command) word = ReplaceAll(ReplaceAll(word, "OUT", out), "FILE", row.file);
       const CliOutput output = Home().Run(command);
       // A script may be empty, and so may bytes to be summed.
       const bool mayBeEmpty = command[0] == "compile" || command[0] == "list" || command[0] == "csum";

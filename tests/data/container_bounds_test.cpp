@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "data/container.h"
-#include "data/data_text.h"
 #include "platform/byte_window.h"
 #include "tests/data/bank_record.h"
 #include "tests/platform/files_fixture.h"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The ALSA backend on a real kernel sequencer, in a small virtual machine that runs this machine's own programs.
+# The ALSA backend on a real kernel sequencer: long SysEx both ways, then clients that write in between, full pools, ports
+# that come and go, a sequencer that dies; in a small virtual machine that runs this machine's own programs.
 # The kernel comes from a Debian package that is unpacked, not installed.  Skipped where qemu or the kernel cannot be had.
 set -u
 root=$(cd "$(dirname "$(readlink -f "$0")")/../.." && pwd)
@@ -57,7 +58,12 @@ rm -f share/result share/log
 cat >share/run.sh <<RUN
 cd /tmp
 $bin/midi_matrix alsa $bin/midi_peer >/mnt/log 2>&1
-echo \$? >/mnt/result
+result=\$?
+device=\$(ls /sys/bus/platform/drivers/snd_virmidi | grep snd_virmidi | head -1)
+driver=/sys/bus/platform/drivers/snd_virmidi
+$bin/midi_alsa_faults $bin/midi_peer "echo \$device >\$driver/unbind" "echo \$device >\$driver/bind" >>/mnt/log 2>/mnt/noise ||
+  result=1
+echo \$result >/mnt/result
 RUN
 timeout 600 qemu-system-x86_64 -accel tcg,thread=multi -cpu max -m 2048 -smp 2 -nographic -no-reboot \
   -kernel kernel/boot/vmlinuz-"$version" -initrd start.gz -append 'console=ttyS0 quiet panic=1' \

@@ -110,7 +110,7 @@ class Client:
                 self.say("229 Entering (|||%d|)" % self.passive())
             elif verb == "PASV":
                 port = self.passive()
-                # An address of the documentation range: nobody is there.
+#An address of the documentation range : nobody is there.
                 self.say("227 Entering (192,0,2,1,%d,%d)" % (port // 256, port % 256))
             elif verb == "NLST":
                 self.send(self.listing())

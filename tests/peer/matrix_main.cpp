@@ -72,7 +72,8 @@ void ReceiveCase(MidiPortSystem& midi, int port, Peer& peer, std::size_t size, s
   const auto expected = peer::Pattern(size, static_cast<unsigned>(size));
   const bool same =
       got == static_cast<std::int64_t>(size) && std::equal(expected.begin(), expected.end(), buffer.begin());
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  for (int waited = 0; waited < 50 && seen.load() < static_cast<std::int64_t>(size); ++waited)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
   midi.in().RemoveMidiInMonitor(monitor);
   Check(sent && same && seen.load() == static_cast<std::int64_t>(size),
         "in  " + std::to_string(size) + " bytes, spans of " + std::to_string(span) + (clock ? ", clocks between" : "") +

@@ -10,6 +10,8 @@
 //   unplug                             -> ok              takes the ports away
 //   replug                             -> ok              takes them away and at once brings them back (JACK)
 //   disconnect                         -> ok              cuts every cable into it (JACK)
+//   connect                            -> ok              puts the cables back that disconnect cut (JACK)
+//   echo                               -> ok              from now on what comes in goes out again (JACK)
 
 #include <alsa/asoundlib.h>
 #include <jack/jack.h>
@@ -57,6 +59,8 @@ class Wire {
   virtual void Unplug() = 0;
   virtual void Replug() {}
   virtual void Disconnect() {}
+  virtual void Connect() {}
+  virtual void Echo() {}
 };
 
 class JackWire final : public Wire {
@@ -87,7 +91,18 @@ class JackWire final : public Wire {
     Register();
     gone_.store(false);
   }
-  void Disconnect() override { jack_port_disconnect(client_, in_); }
+  void Disconnect() override {
+    if (const char** names = jack_port_get_all_connections(client_, in_)) {
+      for (const char** name = names; *name; ++name) cut_.push_back(*name);
+      jack_free(names);
+    }
+    jack_port_disconnect(client_, in_);
+  }
+  void Connect() override {
+    for (const std::string& name : cut_) jack_connect(client_, name.c_str(), jack_port_name(in_));
+    cut_.clear();
+  }
+  void Echo() override { echo_.store(true); }
 
  private:
   void Register() {
@@ -96,13 +111,17 @@ class JackWire final : public Wire {
   }
   int Run(jack_nframes_t frames) {
     if (gone_.load()) return 0;
+    void* out = jack_port_get_buffer(out_, frames);
+    jack_midi_clear_buffer(out);
     void* in = jack_port_get_buffer(in_, frames);
     for (std::uint32_t i = 0; i < jack_midi_get_event_count(in); ++i) {
       jack_midi_event_t event;
-      if (jack_midi_event_get(&event, in, i) == 0) counter_.Take(event.buffer, event.size);
+      if (jack_midi_event_get(&event, in, i) != 0) continue;
+      counter_.Take(event.buffer, event.size);
+      if (!echo_.load()) continue;
+      if (jack_midi_data_t* data = jack_midi_event_reserve(out, event.time, event.size))
+        std::memcpy(data, event.buffer, event.size);
     }
-    void* out = jack_port_get_buffer(out_, frames);
-    jack_midi_clear_buffer(out);
     if (ready_.load(std::memory_order_acquire)) {
       if (jack_midi_data_t* data = jack_midi_event_reserve(out, 0, span_->size())) {
         std::memcpy(data, span_->data(), span_->size());
@@ -119,6 +138,8 @@ class JackWire final : public Wire {
   const std::vector<std::uint8_t>* span_ = nullptr;
   std::atomic<bool> ready_{false};
   std::atomic<bool> gone_{false};
+  std::atomic<bool> echo_{false};
+  std::vector<std::string> cut_;
 };
 
 class AlsaWire final : public Wire {
@@ -230,6 +251,12 @@ int main(int argc, char** argv) {
       std::printf("ok\n");
     } else if (command == "disconnect") {
       wire->Disconnect();
+      std::printf("ok\n");
+    } else if (command == "connect") {
+      wire->Connect();
+      std::printf("ok\n");
+    } else if (command == "echo") {
+      wire->Echo();
       std::printf("ok\n");
     } else if (command == "unplug") {
       wire->Unplug();

@@ -53,6 +53,16 @@ class Peer {
       waitpid(pid_, nullptr, 0);
     }
   }
+  // Lets it end by itself.
+  void End() {
+    if (out_) fclose(out_);
+    out_ = nullptr;
+    for (int waited = 0; waited < 50 && pid_ > 0; ++waited) {
+      if (waitpid(pid_, nullptr, WNOHANG) == pid_) pid_ = -1;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  }
+  void Signal(int number) const { kill(pid_, number); }
   void Tell(const std::string& command) {
     std::fprintf(out_, "%s\n", command.c_str());
     std::fflush(out_);

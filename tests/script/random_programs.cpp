@@ -1,7 +1,5 @@
 #include "random_programs.h"
 
-#include <algorithm>
-
 #include "script/statement_table.h"
 
 namespace tonalith::test {
@@ -15,9 +13,8 @@ constexpr std::uint32_t kDeepestBlock = 3;
 
 class ProgramMaker {
  public:
-  // plain: only what computes, without MIDI, windows and settings.
-  ProgramMaker(RandomNumbers& random, ProgramKind kind, bool inMacro, bool plain)
-      : random_(random), whole_(kind == ProgramKind::Whole), inMacro_(inMacro), plain_(plain) {}
+  ProgramMaker(RandomNumbers& random, ProgramKind kind, bool inMacro)
+      : random_(random), whole_(kind == ProgramKind::Whole), inMacro_(inMacro) {}
 
   // One entry a statement.
   std::vector<Code> Make(std::uint32_t longest) {
@@ -50,7 +47,7 @@ class ProgramMaker {
         Add(S::IFE);
       }
     } else if (what < 985) {
-      AddSimple(what);
+      AddSimple();
     } else if (whole_) {
       UnknownMember();
     } else {
@@ -58,29 +55,16 @@ class ProgramMaker {
     }
   }
 
-  void AddSimple(std::uint32_t what) {
-    static constexpr S kData[] = {S::F,  S::FS, S::FG, S::FR, S::FT, S::VR, S::VW,    S::RET, S::GPINC,
-                                  S::K,  S::S,  S::FA, S::A,  S::T,  S::TR, S::B,     S::R,   S::GC,
-                                  S::GA, S::GN, S::GO, S::GR, S::GM, S::GP, S::SetVar};
-    static constexpr S kMath[] = {S::ABS,      S::MIN,      S::MAX,    S::POW,  S::SQRT,  S::FACT,   S::EXP, S::LOG,
-                                  S::MaskRetr, S::MaskStor, S::Within, S::ASIN, S::ATAN2, S::BITINV, S::SIN, S::RANDOM};
-    static constexpr S kPlain[] = {S::F,        S::FG,       S::FR,     S::FS,          S::FT,
-                                   S::VR,       S::VW,       S::RET,    S::SetlocalVar, S::PutLocalVarInY,
-                                   S::MaskRetr, S::MaskStor, S::Within, S::SetVar,      S::K,
-                                   S::GPINC,    S::GPDEC,    S::GETID};
-    if (what < 460) {
-      Add(S::M);
-    } else if (what < 650) {
-      Add(plain_ ? random_.Of(kPlain) : random_.Of(kData));
-    } else if (what < 720) {
-      Add(random_.Of(kMath));
-    } else if (what < (plain_ ? 850 : 775) && !(whole_ && inMacro_)) {
-      Add(S::MACRO);
-    } else if (plain_) {
-      Add(random_.Chance(60) ? S::M : random_.Of(kPlain));
-    } else {
-      AnyRow();
-    }
+  // Half are assignments, most of the others what the interpreter does itself.
+  void AddSimple() {
+    if (random_.Chance(45)) return Add(S::M);
+    if (random_.Chance(10) && !(whole_ && inMacro_)) return Add(S::MACRO);
+    const auto table = StatementTable();
+    const StatementInfo* row = nullptr;
+    do row = &table[random_.Below(static_cast<std::uint32_t>(table.size()))];
+    while (row->condition != ConditionRole::None || row->id == S::L || row->id == S::EndBlock || row->id == S::BREAK ||
+           row->id == S::MACRO || (row->forwarded && random_.Chance(90)));
+    Add(row->id);
   }
 
   void AddOdd(std::uint32_t depth) {
@@ -97,14 +81,6 @@ class ProgramMaker {
         return out_.push_back({opcode});
       }
     }
-  }
-
-  void AnyRow() {
-    const auto table = StatementTable();
-    const StatementInfo& row = table[random_.Below(static_cast<std::uint32_t>(table.size()))];
-    const bool blocks = row.condition != ConditionRole::None || row.id == S::L || row.id == S::EndBlock ||
-                        row.id == S::BREAK || row.id == S::MACRO;
-    if (!(whole_ && blocks)) Add(row.id);
   }
 
   // A sub-code that no row has, or one of those that share a row.
@@ -225,7 +201,6 @@ class ProgramMaker {
   RandomNumbers& random_;
   bool whole_;
   bool inMacro_;
-  bool plain_;
   bool counting_ = false;  // the operand is a count of passes
   std::vector<Code> out_;
 };
@@ -269,11 +244,10 @@ RandomProgram MakeProgram(RandomNumbers& random, ProgramKind kind) {
     for (const Code& statement : statements) code.insert(code.end(), statement.begin(), statement.end());
     return code;
   };
-  const bool plain = random.Chance(40);
   RandomProgram program;
-  program.code = joined(ProgramMaker(random, kind, false, plain).Make(random.Chance(80) ? 20 : 60));
+  program.code = joined(ProgramMaker(random, kind, false).Make(random.Chance(80) ? 20 : 60));
   for (std::uint32_t i = 0; i < kMacros; ++i) {
-    program.macros.push_back(joined(ProgramMaker(random, kind, true, plain || random.Chance(30)).Make(8)));
+    program.macros.push_back(joined(ProgramMaker(random, kind, true).Make(8)));
   }
   return program;
 }

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <cmath>
-#include <cstring>
 
 #include "recording_services.h"
 #include "script/interpreter.h"

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "data/container.h"
+#include "data/standard_midi_file.h"
 #include "midi/backends/virtual_backend.h"
 #include "midi/port_system.h"
 #include "platform/atomic_file.h"
@@ -563,6 +564,21 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
   One again(Path("a"), "Cable A");
   EXPECT_EQ(again.program->out().MainPortOut(), 4);
   EXPECT_EQ(again.program->out().midiXDelay(), 30);
+}
+
+// The cable is pulled while the only message of a MIDI file waits in its port.
+TEST_F(ProgramTest, WhatAnInstrumentMayHoldOfAFileIsSaid) {
+  One one(Path("a"), "Cable");
+  const std::vector<std::uint8_t> message = {0xF0, 0x7D, 0x02, 0xF7};
+  const auto file = WriteSmfSysEx(std::vector<SmfMessage>{{message, 60'000}});
+  const std::string path = Path("one.mid");
+  ASSERT_TRUE(WriteFileAtomically(path, std::span<const std::uint8_t>(file)));
+  EXPECT_TRUE(one.program->mainWindow().SendMessage(
+      MainWindowMessage::TransmitFile, 1, static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(path.c_str()))));
+  one.dispatcher.RunUntil([] { return false; }, SystemClock().NowUs() + 100'000);
+  one.cable->Unplug();
+  EXPECT_TRUE(one.dispatcher.RunUntil([&] { return !one.prompts.Log().empty(); }, SystemClock().NowUs() + 10'000'000));
+  EXPECT_NE(one.prompts.Log().back().find("may hold a part of it"), std::string::npos) << one.prompts.Log().back();
 }
 
 // What comes in on the cable, and what then goes out on it, for each preference of MIDI thru.

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "data/checksums.h"
 #include "script/hydrasynth.h"
 #include "studio/coded_messages.h"

@@ -170,19 +170,11 @@ TEST(ModuleDraft, WhatDoesNotGoTogetherIsRefused) {
 TEST(ModuleDraft, FindsOutWhatADumpTells) {
   struct Case {
     const char* what;
-    std::function<Bytes()> dump;
+    Bytes dump;
     DraftLayout layout;
     std::uint32_t header, count, patchSize, nameOffset;
     int storage, checksum;
     const char* slots;
-  };
-  const auto row = [](std::size_t size, unsigned count, std::size_t nameAt, unsigned top) {
-    Bytes all;
-    for (unsigned k = 0; k < count; ++k) {
-      const Bytes patch = Patch(k, size, nameAt, 10, top);
-      all.insert(all.end(), patch.begin(), patch.end());
-    }
-    return all;
   };
   const auto messages = [](unsigned count, const std::function<Bytes(unsigned)>& one) {
     Bytes all;
@@ -192,46 +184,37 @@ TEST(ModuleDraft, FindsOutWhatADumpTells) {
     }
     return all;
   };
+  const auto row = [&](std::size_t size, unsigned count, std::size_t nameAt, unsigned top) {
+    return messages(count, [&](unsigned k) { return Patch(k, size, nameAt, 10, top); });
+  };
   const auto at = [](unsigned k) { return static_cast<std::uint8_t>(k); };
   const std::vector<Case> cases = {
-      {"a bank in one message",
-       [&] {
-         return Framed({0xF0, 0x43, 0, 9, 0x20, 0}, row(128, 32, 118, 100), 0);
-       },
-       DraftLayout::Bank, 6, 32, 128, 118, 0, 0, ""},
-      {"a packed bank",
-       [&] {
-         return Framed({0xF0, 0x42, 0x30, 0x19, 0x4C, 0}, Packed78(row(143, 100, 0, 256)), -1);
-       },
+      {"a bank in one message", Framed({0xF0, 0x43, 0, 9, 0x20, 0}, row(128, 32, 118, 100), 0), DraftLayout::Bank, 6,
+       32, 128, 118, 0, 0, ""},
+      {"a packed bank", Framed({0xF0, 0x42, 0x30, 0x19, 0x4C, 0}, Packed78(row(143, 100, 0, 256)), -1),
        DraftLayout::Bank, 6, 100, 143, 0, 2, -1, ""},
-      {"a bank of nibbles",
-       [&] {
-         return Framed({0xF0, 0x44, 0, 1, 2}, Nibbles(row(64, 16, 5, 256)), -1);
-       },
-       DraftLayout::Bank, 5, 16, 128, 5, 1, -1, ""},
+      {"a bank of nibbles", Framed({0xF0, 0x44, 0, 1, 2}, Nibbles(row(64, 16, 5, 256)), -1), DraftLayout::Bank, 5, 16,
+       128, 5, 1, -1, ""},
       {"numbered messages",
-       [&] {
-         return messages(20, [&](unsigned k) {
-           return Framed({0xF0, 0x40, 0, 0x20, at(k + 5)}, Patch(k, 90, 20, 10, 100), 4);
-         });
-       },
+       messages(20,
+                [&](unsigned k) {
+                  return Framed({0xF0, 0x40, 0, 0x20, at(k + 5)}, Patch(k, 90, 20, 10, 100), 4);
+                }),
        DraftLayout::Messages, 5, 20, 0, 20, 0, 4, "4 5 20"},
       {"nibbles in numbered messages",
-       [&] {
-         return messages(20, [&](unsigned k) {
-           return Framed({0xF0, 0x18, 4, 0, 1, at(k)}, Nibbles(Patch(k, 60, 20, 10, 256)), -1);
-         });
-       },
+       messages(20,
+                [&](unsigned k) {
+                  return Framed({0xF0, 0x18, 4, 0, 1, at(k)}, Nibbles(Patch(k, 60, 20, 10, 256)), -1);
+                }),
        DraftLayout::Messages, 4, 20, 0, 21, 1, -1, "5 0 20"},
       {"stored by the message behind",
-       [&] {
-         return messages(16, [&](unsigned k) {
-           Bytes both = Framed({0xF0, 0x42, 0x30, 3, 0x40}, Patch(k, 51, 3, 10, 100), -1);
-           for (const int byte : {0xF0, 0x42, 0x30, 3, 0x11, static_cast<int>(k), 0xF7})
-             both.push_back(at(static_cast<unsigned>(byte)));
-           return both;
-         });
-       },
+       messages(16,
+                [&](unsigned k) {
+                  Bytes both = Framed({0xF0, 0x42, 0x30, 3, 0x40}, Patch(k, 51, 3, 10, 100), -1);
+                  for (const int byte : {0xF0, 0x42, 0x30, 3, 0x11, static_cast<int>(k), 0xF7})
+                    both.push_back(at(static_cast<unsigned>(byte)));
+                  return both;
+                }),
        DraftLayout::Messages, 5, 16, 0, 3, 0, -1, "5 0 16 | behind F0 42 3? 03 11"},
   };
   for (const Case& c : cases) {
@@ -239,8 +222,7 @@ TEST(ModuleDraft, FindsOutWhatADumpTells) {
     options.name = "Try";
     ModuleDraft draft;
     std::vector<DraftFinding> findings;
-    const Bytes dump = c.dump();
-    ASSERT_TRUE(DraftOfDump(dump, options, &draft, &findings).ok()) << c.what;
+    ASSERT_TRUE(DraftOfDump(c.dump, options, &draft, &findings).ok()) << c.what;
     const DraftType& type = draft.types.front();
     EXPECT_EQ(type.layout, c.layout) << c.what;
     EXPECT_EQ(type.headerSize, c.header) << c.what;

@@ -1,6 +1,5 @@
 #include <array>
 
-#include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "studio/new_data.h"
 #include "tests/studio/studio_fixture.h"

@@ -1,4 +1,3 @@
-#include <cstring>
 #include <sstream>
 
 #include "platform/atomic_file.h"

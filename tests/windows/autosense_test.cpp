@@ -1,6 +1,3 @@
-#include <QLabel>
-#include <QListWidget>
-#include <QProgressBar>
 #include <QPushButton>
 
 #include "studio/ui/auto_config_dialog.h"

@@ -5,7 +5,6 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QStatusBar>
-#include <QTimer>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -16,7 +15,6 @@
 #include "bank/ui/bank_list.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
-#include "services/paths.h"
 #include "ui/midi_activity.h"
 #include "ui/patch_selector.h"
 #include "ui/transfer_windows.h"

@@ -1,6 +1,4 @@
 #include <QAction>
-#include <QHelpEvent>
-#include <QMouseEvent>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QStatusBar>

@@ -1,5 +1,4 @@
 #include <QStatusBar>
-#include <algorithm>
 
 #include "app/simulation.h"
 #include "window_test_tools.h"

@@ -8,8 +8,6 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QGroupBox>
-#include <QHelpEvent>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QMdiArea>
 #include <QMenu>
@@ -20,7 +18,6 @@
 #include <QTextDocument>
 #include <QTimer>
 #include <QToolTip>
-#include <QTreeWidgetItemIterator>
 #include <QWindow>
 #include <filesystem>
 

@@ -1,8 +1,6 @@
 // Preferences whose effect is seen in the window: set, applied, and looked at.
 
 #include <QApplication>
-#include <QLabel>
-#include <QMainWindow>
 #include <QPushButton>
 #include <QTimer>
 

@@ -4,12 +4,10 @@
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QTimer>
-#include <QToolBar>
 #include <algorithm>
 #include <filesystem>
 

@@ -8,6 +8,7 @@
 #include <QSpinBox>
 #include <QTabWidget>
 #include <QTableView>
+#include <QTableWidget>
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -16,6 +17,8 @@
 #include <set>
 #include <string>
 
+#include "app/midi_test_dialog.h"
+#include "app/pacing_dialog.h"
 #include "app/preferences.h"
 #include "midi/port_system.h"
 #include "platform/atomic_file.h"
@@ -159,6 +162,40 @@ TEST_F(ToolsTest, PortsAreChosenByName) {
   EXPECT_EQ(count, 0);
   EXPECT_TRUE(NoPortsSelected(basics().midi(), MidiDirection::Output));
   EXPECT_FALSE(NoPortsSelected(basics().midi(), MidiDirection::Input));
+}
+
+// The simulated instruments send nothing back: no cable.  The pace of one of them is found and forgotten again.
+TEST_F(ToolsTest, CableTestAndPaceOfAnInstrument) {
+  Start({"yes"});
+  frame().RunCommand(CommandId::MidiTestCable);
+  auto* cable = frame().findChild<MidiTestDialog*>();
+  ASSERT_NE(cable, nullptr);
+  cable->startButton()->click();
+  ASSERT_TRUE(WaitFor([&] { return !cable->Running() && cable->table()->rowCount() > 0; }));
+  EXPECT_TRUE(cable->Sentence().startsWith(QStringLiteral("Nothing came back: no cable leads from")))
+      << cable->Sentence().toStdString();
+  KeepScreenshot(cable, QStringLiteral("midi-test"));
+  cable->reject();
+
+  const PacingProfile profile([this] { return basics().paths().MidiPortsProfile(); });
+  ASSERT_TRUE(profile.Keep({"Yamaha DX7", "Synth", {64, 20, 100}}).ok());
+  frame().RunCommand(CommandId::MidiSendingPace);
+  auto* pace = frame().findChild<PacingDialog*>();
+  ASSERT_NE(pace, nullptr);
+  ASSERT_EQ(pace->table()->rowCount(), 1);
+  EXPECT_EQ(pace->table()->item(0, 2)->text(),
+            QStringLiteral("pieces of 64 bytes, 20 ms behind each, 100 ms behind each message"));
+  pace->types()->setCurrentIndex(pace->types()->findText(QStringLiteral("Yamaha DX7 Voice Bank")));
+  ASSERT_GE(pace->types()->currentIndex(), 0);
+  pace->calibrateButton()->click();
+  ASSERT_TRUE(pace->Running()) << pace->Sentence().toStdString();
+  pace->reject();
+  ASSERT_TRUE(WaitFor([&] { return !pace->Running(); }));
+  KeepScreenshot(pace, QStringLiteral("sending-pace"));
+  pace->table()->selectRow(0);
+  pace->removeButton()->click();
+  EXPECT_EQ(pace->table()->rowCount(), 0);
+  pace->reject();
 }
 
 // The sources of the rooms without comments, but for those that define, show, forward or print settings.

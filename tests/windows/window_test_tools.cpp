@@ -5,7 +5,6 @@
 #include <QDropEvent>
 #include <QMimeData>
 #include <QPixmap>
-#include <QSignalSpy>
 #include <QTest>
 #include <QUrl>
 
