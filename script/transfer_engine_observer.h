@@ -36,10 +36,10 @@ struct TransferResult {
   // Of the first piece (patch or image) that failed: how often it was tried, and whether anything came for it.
   int attempts = 0;
   bool answered = false;
-  int refusedPieces = 0;                       // answers of the instrument that were no
-  int retriedPieces = 0;                       // pieces asked for, or sent, again
-  std::vector<PatchFault> faults;              // what of a bank did not come, or was not taken, in order
-  std::string missing;                         // the same in words, single bytes: "64 is missing"; empty: nothing is
+  int refusedPieces = 0;           // answers of the instrument that were no
+  int retriedPieces = 0;           // pieces asked for, or sent, again
+  std::vector<PatchFault> faults;  // what of a bank did not come, or was not taken, in order
+  std::string missing;             // the same in words, single bytes: "64 is missing"; empty: nothing is
   // For sentences, single bytes: instrument and data.
   std::string what;
   std::string scriptStop;  // ScriptStopText of the script that was stopped; empty: none was

@@ -104,6 +104,10 @@ bool VirtualStudio::With(std::size_t place, const std::function<void(SimulatedIn
   return true;
 }
 
+void VirtualStudio::SetCableFaults(std::size_t place, const VirtualFaults& faults) {
+  if (place < cables_.size()) cables_[place]->endpoint->SetFaults(CableDirection::ToProgram, faults);
+}
+
 std::int64_t VirtualStudio::Carried(std::size_t place) const {
   if (place >= cables_.size()) return 0;
   const VirtualEndpoint& end = *cables_[place]->endpoint;

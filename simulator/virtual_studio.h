@@ -47,6 +47,8 @@ class VirtualStudio {
 
   // Runs `use` on the instrument while no message is being worked on; false when the place holds none.
   bool With(std::size_t place, const std::function<void(SimulatedInstrument&)>& use);
+  // Faults of the cable itself, towards the program: what is lost there the MIDI system knows of.
+  void SetCableFaults(std::size_t place, const VirtualFaults& faults);
   // Bytes the cable has carried so far, both ways.
   std::int64_t Carried(std::size_t place) const;
   // The instrument's panel sends without being asked.

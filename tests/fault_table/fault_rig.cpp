@@ -96,6 +96,12 @@ FaultRig::~FaultRig() {
 }
 
 void FaultRig::SetFaults(const std::string& plan) {
+  VirtualFaults cable;
+  if (plan.rfind(kLostEvent, 0) == 0) {
+    cable.loseEvent = std::stoll(plan.substr(kLostEvent.size()));
+    return studio_->SetCableFaults(0, cable);
+  }
+  studio_->SetCableFaults(0, cable);
   std::string problem;
   const auto faults = FaultPlan::Parse(plan, &problem);
   EXPECT_TRUE(faults) << problem;
@@ -109,6 +115,7 @@ DeskResult FaultRig::Run(DeskStep::Kind kind, DataFile& data, const std::vector<
   DeskRequest request = DeskRequest::Of(kind, &data);
   request.showWindow = 0;
   request.steps.front().patches = patches;
+  request.steps.front().get.twice = readTwice_;
   const TransferDesk::Job job = program_->desk().Submit(std::move(request));
   hung_ = !program_->desk().Wait(job, kLongestMs);
   if (hung_) program_->desk().Cancel(job, true), program_->desk().Wait(job, kLongestMs);

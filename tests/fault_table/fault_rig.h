@@ -15,6 +15,10 @@ namespace tonalith::fault_table {
 
 using Bytes = std::vector<std::uint8_t>;
 
+// A fault that is the MIDI system's, not the instrument's: the piece with this byte of the answer is lost, and the
+// program is told.
+inline const std::string kLostEvent = "lost-event:at=";
+
 // A data type of a shipped module, and how its simulated instrument is asked.
 struct TableType {
   std::string module;     // folder of the module's source
@@ -43,6 +47,7 @@ class FaultRig {
   // One transfer to its end, as window and command line start it; empty patches: all.  The instrument has come to rest
   // when it returns.
   DeskResult Run(DeskStep::Kind kind, DataFile& data, const std::vector<std::uint8_t>& patches);
+  void ReadTwice(bool on) { readTwice_ = on; }  // a Get reads data that nothing tells right twice and compares
   bool hung() const { return hung_; }
   // No faults any more, the cable is plugged in, and what was late has come.
   void Recover();
@@ -64,6 +69,7 @@ class FaultRig {
   std::unique_ptr<ProgramMidi> program_;
   std::shared_ptr<VirtualEndpoint> end_;
   bool hung_ = false;
+  bool readTwice_ = false;
 };
 
 }  // namespace tonalith::fault_table

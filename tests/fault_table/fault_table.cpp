@@ -42,6 +42,8 @@ constexpr Kind kInputKinds[] = {
     {"refuse-once:reply={}", false, true},
 };
 
+const std::string kTwice = "twice:";  // in front of a fault: the data is read twice
+
 std::set<int> Places(int count) {
   std::set<int> places;
   if (count > 0) places = {1, std::min(2, count), count};
@@ -144,6 +146,10 @@ std::vector<std::string> TypeTable::FaultsOf(bool send) const {
   };
   for (const Kind& kind : kKinds) add(kind, measure.said);
   for (const Kind& kind : kInputKinds) add(kind, measure.heard);
+  if (!send && !type_.hasChecksum)
+    for (const int place : Places(measure.said))
+      faults.push_back(kTwice + "corrupt-byte:reply=" + std::to_string(place));
+  if (!send) faults.push_back(kLostEvent + std::to_string(measure.carried / 2));
   for (const std::int64_t at : {std::int64_t{1}, measure.carried / 2, measure.carried - 1})
     faults.push_back("port-vanishes:at=" + std::to_string(at));
   return faults;
@@ -180,7 +186,9 @@ TableRow TypeTable::RunSchedule(const std::string& plan, bool send) {
 TableRow TypeTable::RunOn(FaultRig& rig, const std::string& fault, bool send) const {
   const DataFilePtr data = Data(send ? changed_ : former_);
   const Bytes before = BodyOf(*data);
-  rig.SetFaults(fault);
+  const bool twice = fault.rfind(kTwice, 0) == 0;
+  rig.ReadTwice(twice);
+  rig.SetFaults(twice ? fault.substr(kTwice.size()) : fault);
   TableRow row;
   row.fault = fault;
   row.send = send;
