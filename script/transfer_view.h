@@ -33,7 +33,7 @@ struct ReceiveWindowState {
   std::int64_t expected = 0;  // bytes of the running receive when it is complete
   int loops = 0;
   int patchesDone = 0;
-  int patchesToDo = 0;  // 0: the whole image at once
+  int patchesToDo = 0;          // 0: the whole image at once
   bool startedAtPanel = false;  // the instrument is not asked
   std::vector<std::string> messages;
 };

@@ -204,7 +204,7 @@ struct InstrumentDescription {
   int replyDelayMs = 10;
   int replyGapMs = 0;    // between two messages of one answer
   int inputBuffer = 0;   // bytes taken while busy; 0: no limit
-  int inputSpeed = 0;          // bytes a second taken out of that buffer; 0: all at once
+  int inputSpeed = 0;    // bytes a second taken out of that buffer; 0: all at once
   int requestGapMs = 0;  // requests that come sooner after the last one are not heard
   int mode = 0;
   std::vector<AreaInfo> areas;
