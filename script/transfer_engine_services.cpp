@@ -122,6 +122,8 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
   options.end = context.endPattern;
   options.sizes = context.acceptedSizes;
   options.timeoutMs = context.receiveTimeoutMs > 0 ? context.receiveTimeoutMs : context.hasIoWindow ? 0 : -1;
+  // What is started at the panel is waited for until it is, as long as the window that asks for it is there.
+  if (context.hasIoWindow && context.endSilence) options.timeoutMs = 0;
   options.betterMs = MidiIn::DefaultTimeoutMs(static_cast<std::int64_t>(destination.size()));
   if (context.endSilence && options.acceptAny != AcceptAny::Everything) options.silenceMs = options.betterMs;
   const AwaitedAnswer awaited = std::exchange(context.awaited, {});
