@@ -70,7 +70,7 @@ constexpr CodeRow kCodes[] = {
 constexpr const char* kInTransfer =
     "A MIDI transfer of {what} is {detail}.  Please wait until it is done or cancel it.";
 
-// The first row that fits.  {what}, {port}, {detail}, {done}, {todo} stand for the facts, {entry} for the patch
+// The first row that fits.  {what}, {port}, {detail}, {done}, {wanted} stand for the facts, {entry} for the patch
 // that failed, {tried} for how often it was tried when that was not once.
 constexpr Row kRows[] = {
     {Kind::kGet, Cause::kNone, When::kAlways, "{what} was received."},
@@ -95,7 +95,7 @@ constexpr Row kRows[] = {
      "No {what} came.  The dump has to be started on the instrument while it is waited for."},
     {Kind::kGet, Cause::kDamaged, When::kAlways,
      "The {what}{entry} was not received: what came was damaged on the way{tried}."},
-    {Kind::kGet, Cause::kIncomplete, When::kAlways, "{done} of {todo} patches of {what} were received."},
+    {Kind::kGet, Cause::kIncomplete, When::kAlways, "{done} of {wanted} patches of {what} were received."},
     {Kind::kGet, Cause::kStopped, When::kAlways, "{detail}"},
     {Kind::kGet, Cause::kAbandoned, When::kAlways, "Receiving the {what} was given up."},
 
@@ -137,8 +137,8 @@ constexpr Row kRows[] = {
     {Kind::kFile, Cause::kAbandoned, When::kAlways, "Sending {what} was given up."},
 };
 
-constexpr const char* kPatchesReceived = "{done} of {todo} patches of {what} were received.";
-constexpr const char* kPatchesHadCome = " ({done} of {todo} patches had come).";
+constexpr const char* kPatchesReceived = "{done} of {wanted} patches of {what} were received.";
+constexpr const char* kPatchesHadCome = " ({done} of {wanted} patches had come).";
 constexpr const char* kEntry = " (patch {number})";
 constexpr const char* kTried = " ({number} attempts)";
 constexpr const char* kParts = " ({number} parts)";
@@ -153,7 +153,7 @@ std::string Filled(const char* text, const TransferFacts& facts) {
       {"{port}", facts.port},
       {"{detail}", facts.detail},
       {"{done}", std::to_string(facts.patchesDone)},
-      {"{todo}", std::to_string(facts.patchesToDo)},
+      {"{wanted}", std::to_string(facts.patchesToDo)},
       {"{entry}", facts.patch.empty() ? std::string() : number(kEntry, facts.patch)},
       {"{tried}", facts.attempts > 1 ? number(kTried, std::to_string(facts.attempts)) : std::string()},
   }};
@@ -218,7 +218,7 @@ std::string EndSentence(const TransferFacts& facts) {
   }
   if (!ok && facts.kind == Kind::kSend && !facts.missing.empty()) {
     text.pop_back();
-    text += Filled(" ({done} of {todo} patches were sent; ", facts) + facts.missing + ").";
+    text += Filled(" ({done} of {wanted} patches were sent; ", facts) + facts.missing + ").";
   }
   if (!ok && !counted && patches && facts.patchesDone > 0 && facts.patchesDone < facts.patchesToDo) {
     if (text.back() == '.') text.pop_back();

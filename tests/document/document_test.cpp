@@ -128,13 +128,13 @@ TEST(Document, NoticesThatSomebodyElseChangedItsFile) {
       {"written again with the same size", true,
        [](const std::string& path) {
          const auto later = fs::last_write_time(path) + std::chrono::seconds(1);
-         Put(path, "xxx");
+         Put(path, "abc");
          fs::last_write_time(path, later);
        }},
       {"replaced by a file of the same time", true,
        [](const std::string& path) {
          const auto time = fs::last_write_time(path);
-         Put(path + "2", "xxx");
+         Put(path + "2", "abc");
          fs::last_write_time(path + "2", time);
          fs::rename(path + "2", path);
        }},
