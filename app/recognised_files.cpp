@@ -58,6 +58,8 @@ bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
     // Banks can be made of the file only here; the rest is opened from the list.
     std::erase_if(groups, [](const PieceGroup& group) { return !group.bank; });
     if (groups.size() > kMostWindows) groups.clear();
+    // Without windows of their own the pieces are only counted: the list reads the file for itself.
+    if (groups.empty() && !midiFile) FileBytes().swap(bytes);
     if (!ShowList(path, midiFile, bytes)) return false;
   }
   OpenGroups(recognizer, found, groups, name);
