@@ -13,6 +13,16 @@ AnswerSteps::Fit FitOf(const AnswerMessage& message, std::span<const std::uint8_
   return head.size() < message.value.size() ? AnswerSteps::Fit::Open : AnswerSteps::Fit::Yes;
 }
 
+bool LengthFits(const AnswerMessage& message, std::span<const std::uint8_t> head, std::int64_t length) {
+  if (message.length != 0) return length == message.length;
+  if (length < message.least || (length - message.least) % message.step) return false;
+  if (message.countAt == 0) return true;
+  if (head.size() < message.countAt + 2) return false;
+  const std::int64_t count = head[message.countAt] + 128 * head[message.countAt + 1];
+  const std::int64_t bytes = message.countFixed + message.countEach * count;
+  return length == message.countAt + 2 + bytes + (bytes + 6) / 7 + 1;
+}
+
 }  // namespace
 
 AnswerSteps::Fit AnswerSteps::Judge(std::span<const std::uint8_t> head) const {
@@ -27,8 +37,7 @@ bool AnswerSteps::Whole(std::span<const std::uint8_t> head, std::int64_t length,
   if (!Counted()) return true;
   if (!complete || at_ >= steps_.size()) return false;
   return std::any_of(steps_[at_].begin(), steps_[at_].end(), [&](const AnswerMessage& message) {
-    return (message.length == 0 ? length >= message.least : message.length == length) &&
-           FitOf(message, head) == Fit::Yes;
+    return LengthFits(message, head, length) && FitOf(message, head) == Fit::Yes;
   });
 }
 

@@ -22,6 +22,10 @@ struct AnswerMessage {
   std::vector<std::uint8_t> mask{};   // as long as `value`
   std::uint32_t length = 0;           // from F0 to F7; 0: any
   std::uint32_t least = 0;            // that any length has
+  std::uint32_t step = 1;             // what there is beyond comes in groups of so many
+  // Any length that is counted: the two seven-bit bytes at countAt, the lower one first, say how many times countEach
+  // bytes follow countFixed ones; they are packed seven in eight behind the count.  0: it is not counted.
+  std::uint32_t countAt = 0, countFixed = 0, countEach = 0;
 };
 using AnswerStep = std::vector<AnswerMessage>;  // the next message is one of these
 

@@ -9,7 +9,8 @@ namespace tonalith {
 namespace {
 
 AnswerMessage MessageOf(const MessageRule& rule) {
-  return {rule.pattern.value, rule.pattern.mask, rule.length};
+  return {rule.pattern.value, rule.pattern.mask, rule.length,     rule.least,
+          rule.step,          rule.countAt,      rule.countFixed, rule.countEach};
 }
 
 // Whole messages that the image keeps as they come.

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "data/checksums.h"
+#include "midi/receive_options.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -134,13 +135,18 @@ class RuleParser {
     if (message.pattern.size() < 2) return "a message pattern needs at least two bytes";
     message.length = rule_->hasSlots ? synth_.voiceSize : synth_.fileSize;
     message.at = rule_->messages.empty() ? 0 : rule_->messages.back().at + rule_->messages.back().take;
-    bool taken = false, any = false;
+    bool taken = false, any = false, sized = false;
     const auto options = SplitOptions(value);
     for (std::size_t i = 1; i < options.size(); ++i) {
       const RuleOption& option = options[i];
       std::uint32_t number = 0;
       if (option.word == "length" && AsciiEqualNoCase(option.rest, "any")) {
         any = true;
+        continue;
+      }
+      if (option.word == "least" || option.word == "counted") {
+        if (!Sized(option, &message)) return "\"" + option.word + "\" has no good value";
+        sized = true;
         continue;
       }
       if (!RuleNumber(option.rest, &number)) return "\"" + option.word + "\" needs a number";
@@ -155,6 +161,7 @@ class RuleParser {
       else
         return "unknown option \"" + option.word + "\"";
     }
+    if (sized && !any) return "\"least\" and \"counted\" need \"length any\"";
     if (any) {
       message.length = message.take = 0;
     } else {
@@ -165,6 +172,24 @@ class RuleParser {
     }
     rule_->messages.push_back(std::move(message));
     return {};
+  }
+
+  // least N STEP, counted AT FIXED EACH
+  bool Sized(const RuleOption& option, MessageRule* message) const {
+    constexpr std::uint32_t kMostEach = 1 << 16;
+    std::vector<std::uint32_t> numbers;
+    if (!RuleNumbers(option.rest, &numbers)) return false;
+    if (option.word == "least") {
+      if (numbers.empty() || numbers.size() > 2) return false;
+      message->least = numbers[0];
+      message->step = numbers.size() > 1 ? numbers[1] : 1;
+      return message->step != 0 && message->least <= synth_.fileSize;
+    }
+    if (numbers.size() != 3) return false;
+    message->countAt = numbers[0];
+    message->countFixed = numbers[1];
+    message->countEach = numbers[2];
+    return numbers[0] > 0 && numbers[0] + 2 <= kMaxMidiPattern && numbers[2] <= kMostEach;
   }
 
   std::string Slots(std::string_view value) {

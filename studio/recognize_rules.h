@@ -20,6 +20,9 @@ namespace tonalith {
 //   Message0=F0 43 0? 09 20 00 | length 4104 | at 0 | skip 0 | take 4104
 //       a message that begins so.  length: bytes from F0 to F7 (default: the image; `length any`); at: where it goes in
 //       the image (default: behind the message before); skip: bytes left out in front; take: bytes kept
+//       with `length any` an answer of the instrument has: least N STEP: N bytes, and more only in groups of STEP (1);
+//       counted AT FIXED EACH: the two seven-bit bytes at AT, the lower one first, say how many times EACH bytes follow
+//       FIXED ones, packed seven in eight behind them
 //   Message1=...           more messages of the same piece, one behind the other in the file
 //   Slots=BYTE FIRST COUNT the single message fills one voice slot; its byte BYTE minus FIRST is the slot
 //   Slots=BYTE FIRST COUNT | behind F0 42 3? 03 11
@@ -61,6 +64,9 @@ struct MessageRule {
   std::uint32_t at = 0;
   std::uint32_t skip = 0;
   std::uint32_t take = 0;  // with length 0: what is left
+  // Of answers with length 0.
+  std::uint32_t least = 0, step = 1;
+  std::uint32_t countAt = 0, countFixed = 0, countEach = 0;
 };
 
 struct AreaRule {

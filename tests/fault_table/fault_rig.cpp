@@ -68,7 +68,8 @@ std::vector<TableType> TableTypes() {
       type.hasChecksum = modules.recognizer().Verify(*data) == ChecksumVerdict::kOk;
       const std::string alike = type.module + "/" + FieldText(synth.typeKey) + "/" + std::to_string(synth.fileSize) +
                                 "/" + std::to_string(synth.voiceSize) + "/" + std::to_string(data->receiveScriptSize) +
-                                "/" + std::to_string(data->transmitScriptSize);
+                                "/" + std::to_string(data->transmitScriptSize) +
+                                ((synth.optionBits & 2) == 0 ? "/" + std::string(FieldText(synth.typeName)) : "");
       type.isVariant = !seen.insert(alike).second;
       types.push_back(std::move(type));
     }

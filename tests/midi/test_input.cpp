@@ -37,7 +37,7 @@ std::vector<ReceiveCase> ReceiveCases() {
   end.end = FromHex("F041FF12");
   sizes.acceptAny = AcceptAny::PastEnd;
   sizes.sizes = {4, 8};
-  ReceiveOptions answer, row, maker;
+  ReceiveOptions answer, row, maker, pairs, counted;
   answer.answer = {{{FromHex("F0430009"), FromHex("FFFFF0FF"), 6}}};
   answer.echo = FromHex("F0430109AAF7");
   row.acceptAny = AcceptAny::PastEnd;
@@ -47,6 +47,8 @@ std::vector<ReceiveCase> ReceiveCases() {
   maker.answer = {{{FromHex("F043"), FromHex("FFFF"), 0}}};
   maker.answerRepeats = true;
   maker.acceptAny = AcceptAny::PastEnd;
+  pairs.answer = {{{FromHex("F04301"), FromHex("FFFFFF"), 0, 6, 2}}};
+  counted.answer = {{{FromHex("F04301"), FromHex("FFFFFF"), 0, 0, 1, 3, 1, 2}}};
   return {
       {"strangers before the answer", answer, 20, "F0 7E 00 F7/F0 43 20 09 01 F7/F0 43 05 09 01 F7", 6, "F043050901F7"},
       {"cut, longer and shorter ones are no answer", answer, 20,
@@ -57,6 +59,10 @@ std::vector<ReceiveCase> ReceiveCases() {
       {"messages in their order, one twice", row, 9, "F0 43 03 01 F7/F0 43 02 F7/F0 43 02 F7/F0 43 03 01 F7", 9,
        "F04302F7F0430301F7"},
       {"one of two is cut", row, 9, "F0 43 02 F7/F0 43 03 F7", 4, "F04302F7"},
+      {"too few, and half a pair", pairs, 20, "F0 43 01 F7/F0 43 01 02 03 02 F7/F0 43 01 02 03 02 03 F7", 8,
+       "F0430102030203F7"},
+      {"another count than bytes", counted, 20,
+       "F0 43 01 01 F7/F0 43 01 01 00 00 02 03 F7/F0 43 01 01 00 00 02 03 04 F7", 10, "F04301010000020304F7"},
       {"all of a maker", maker, 7, "F0 42 F7/F0 43 F7/F0 41 F7/F0 43 05 F7", 7, "F043F7F04305F7"},
       {"complete at F7", plain, 20, "F0 43 01/02 F7/F0 44 F7", 5, "F0430102F7"},
       {"notes and real time stay out", plain, 20, "90 3C 40/F0 43 F8 01/FE/F7", 4, "F04301F7"},
