@@ -10,7 +10,6 @@ namespace tonalith {
 namespace {
 
 constexpr std::int64_t kPaceStepMs = 100;
-constexpr std::int64_t kAckRestUs = 10'000;    // a short message and some more
 constexpr std::int64_t kFinishUs = 1'000'000;  // what is queued may take so long when the port closes
 
 std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
@@ -377,8 +376,6 @@ void MidiOutPort::ProcessLong(MidiOutMessage message) {
     if (result) {
       if (ack) {
         WaitForAckOrTimeout();
-        // What says it twice has not yet said it to the next message.
-        PauseUntil(clock_.NowUs() + kAckRestUs, Cut::Stop);
         WaitDone(*send, kNever);
       } else {
         SysXSleep(length, startUs, EffectiveRate());
