@@ -95,8 +95,9 @@ class TransferRun {
   // Of the piece that is asked for, or was asked for last.
   Attempt piece_;
   bool keptDamaged_ = false;
-  bool silent_ = false;   // the piece before was asked for in vain, and not a byte came
-  bool damaged_ = false;  // the first failure was a piece that came damaged
+  bool silent_ = false;        // the piece before was asked for in vain, and not a byte came
+  bool afterSilence_ = false;  // no patch came since one was not answered
+  bool damaged_ = false;       // the first failure was a piece that came damaged
 };
 
 }  // namespace tonalith

@@ -196,6 +196,9 @@ bool TransferRun::ReceivePiece(int patch) {
   Attempt answered;  // the last that was, with what it left
   Bytes left;
   keptDamaged_ = false;
+  // Where requests were lost, what chooses the patch may have been lost with them.
+  const bool doubtful =
+      patch >= 0 && afterSilence_ && !transfer_->startedAtPanel_ && (synth_->optionBits & kMayMiss) == 0;
   int attempts = 0;
   bool heard = false;
   for (int failed = 0;;) {
@@ -210,7 +213,7 @@ bool TransferRun::ReceivePiece(int patch) {
     const bool came = piece_.code > 0;
     if (came) {
       silent_ = false;
-      if (!transfer_->get_.twice || piece_.state != ReceivedState::kUnknown) break;
+      if (!doubtful && (!transfer_->get_.twice || piece_.state != ReceivedState::kUnknown)) break;
       // Nothing in the data tells whether it is right: two readings have to agree.
       readings.push_back(left);
       if (TakeAgreed(readings, patch, window) || readings.size() == kMostReadings) break;
@@ -263,11 +266,13 @@ bool TransferRun::EndPiece(int patch, const Bytes& former, std::span<std::uint8_
   keptDamaged_ = damaged && transfer_->get_.keepDamaged && piece_.size > 0;
   if ((piece_.code > 0 || keptDamaged_) && TakeSize(patch)) {
     piece_.code = std::min(piece_.code, 0);
+    afterSilence_ = false;
     result_.result = 1;
     return true;
   }
   std::copy(former.begin(), former.end(), window.begin());
   silent_ = IsSilence(piece_.code) && context_.receivedBytes == 0;
+  afterSilence_ = afterSilence_ || IsSilence(piece_.code);
   if (failure_ == 0) damaged_ = damaged;
   ReportError(TransferOperation::kReceive, piece_.code);
   NoteFailure(piece_.code);

@@ -93,7 +93,8 @@ void FaultLine::Damage(const Fault& fault, Reply& reply, std::size_t devicePosit
       bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(at), value);
       break;
     case FaultKind::kWrongDevice:
-      if (devicePosition < bytes.size())
+      // Data within an open frame names no device.
+      if (bytes[0] == 0xF0 && devicePosition < bytes.size())
         bytes[devicePosition] =
             static_cast<std::uint8_t>((bytes[devicePosition] & 0x70) | ((bytes[devicePosition] + 1) & 0x0F));
       break;

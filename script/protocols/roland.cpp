@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <initializer_list>
+#include <utility>
 #include <vector>
 
 #include "data/checksums.h"
@@ -219,11 +220,12 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
   std::int64_t offset = 0;
   std::int64_t furthest = 0;
   std::int64_t doubted = -1;  // position that was asked for a second time
+  std::int64_t believed = 0;  // how much is there of that, as it came up short twice
   int idleRounds = 0;
   int damaged = 0;  // answers of this position
   std::vector<std::uint8_t> reply;
   while (offset < total) {
-    const std::int64_t size = std::min(chunk, total - offset);
+    const std::int64_t size = doubted == offset && believed > 0 ? believed : std::min(chunk, total - offset);
     line_.Stage(RolandRange(synth, kRq1, place.groups, static_cast<std::uint32_t>(place.base + offset),
                             static_cast<std::uint32_t>(size)));
     const std::int64_t expected = place.groups + 7 + size;
@@ -234,14 +236,20 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
       const bool lost = command == transfer_code::kNoResponse && (offset > 0 || line_.Refused().any);
       const bool isDamaged = command == transfer_code::kNoEnd || command == transfer_code::kWrongCount;
       if (!(lost || isDamaged) || line_.Cancelled() || ++damaged > line_.ExtraAttempts()) return command;
+      believed = 0;
       line_.Delay(synth.dumpRequest[16] * 10u + 60u);
       continue;
     }
     if (command == kEod) return static_cast<int>(offset);
-    // A lost zero does not change the sum; what is short by nature is so again.
+    // A lost zero does not change the sum; what is short by nature is so again, and whole when no more is asked for.
     const std::int64_t missing = expected - static_cast<std::int64_t>(reply.size());
-    if (missing > 0 && missing * kFewBytes <= size && doubted != offset) {
-      doubted = offset;
+    if (missing > 0 && missing * kFewBytes <= std::max(size, kFewBytes) && size > missing) {
+      if (std::exchange(doubted, offset) != offset)
+        believed = 0;
+      else if (believed != 0 && ++damaged > line_.ExtraAttempts())
+        return transfer_code::kNoEnd;
+      else if (believed == 0)
+        believed = size - missing;
       line_.Delay(synth.dumpRequest[16] * 10u + 60u);
       continue;
     }

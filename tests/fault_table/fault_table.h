@@ -41,6 +41,7 @@ class TypeTable {
   TableRow RunOn(FaultRig& rig, const std::string& plan, bool send) const;
   // Whether wrong data can look right after these faults.
   bool MayDeceive(const std::string& plan) const;
+  bool BreaksUnseen(const std::string& plan) const;
   DataFilePtr Data(const Bytes& body) const;
   Measure Measured(FaultRig& rig, DeskStep::Kind kind, DataFile& data, DeskResult* result) const;
   std::string WrongOf(const TableRow& row) const;
