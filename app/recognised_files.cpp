@@ -6,9 +6,9 @@
 #include "app/document_windows.h"
 #include "app/file_opening.h"
 #include "app/studio_commands.h"
+#include "data/container.h"
 #include "data/standard_midi_file.h"
 #include "document/document_registry.h"
-#include "platform/file_bytes.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "studio/gather_patches.h"
@@ -40,7 +40,8 @@ RecognisedFiles::RecognisedFiles(const FrameContext& frame, DocumentRegistry& re
 
 bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
   FileBytes bytes;
-  if (const Result read = ReadWholeFile(path, bytes); !read.ok()) {
+  FileStamp stamp;
+  if (const Result read = LoadDiskFile(path, &bytes, &stamp); !read.ok()) {
     frame_.prompts().Say("File Error", read.text);
     return false;
   }
@@ -58,22 +59,35 @@ bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
     // Banks can be made of the file only here; the rest is opened from the list.
     std::erase_if(groups, [](const PieceGroup& group) { return !group.bank; });
     if (groups.size() > kMostWindows) groups.clear();
-    // Without windows of their own the pieces are only counted: the list reads the file for itself.
-    if (groups.empty() && !midiFile) FileBytes().swap(bytes);
-    if (!ShowList(path, midiFile, bytes)) return false;
+    const bool shown = midiFile         ? ShowMidiList(path, bytes)
+                       : groups.empty() ? ShowRead(path, std::move(bytes), stamp, found)
+                                        : files_.OpenDocument(path) != nullptr;
+    if (!shown) return false;
   }
   OpenGroups(recognizer, found, groups, name);
   Tell(found, name, groups.size(), listed);
   return true;
 }
 
-// The SysEx of a file with all its pieces.
-bool RecognisedFiles::ShowList(const std::string& path, bool midiFile, std::span<const std::uint8_t> bytes) {
-  if (!midiFile) return files_.OpenDocument(path) != nullptr;
+// A file that is only listed, without reading it and looking at it again.
+bool RecognisedFiles::ShowRead(const std::string& path, FileBytes bytes, const FileStamp& stamp,
+                               const FoundFile& found) {
+  if (windows_.WindowOf(path)) return files_.OpenDocument(path) != nullptr;
+  auto document = std::make_unique<RawSysExDocument>();
+  if (const Result read = document->Load(path, std::move(bytes), stamp); !read.ok()) {
+    frame_.prompts().Say("File Error", read.text);
+    return false;
+  }
+  document->SetNames(NamesOf(found));
+  return windows_.Open(std::move(document)) != nullptr;
+}
+
+// The SysEx of a MIDI file with all its pieces.
+bool RecognisedFiles::ShowMidiList(const std::string& path, std::span<const std::uint8_t> bytes) {
   SmfContents contents;
   std::string error;
   ReadSmfSysEx(bytes, &contents, &error);
-  std::vector<std::uint8_t> messages;
+  FileBytes messages;
   for (const SmfSysEx& message : contents.messages)
     messages.insert(messages.end(), message.bytes.begin(), message.bytes.end());
   auto document = std::make_unique<RawSysExDocument>();

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "app/frame_context.h"
+#include "platform/file_bytes.h"
+#include "platform/file_stamp.h"
 
 namespace tonalith {
 
@@ -36,7 +38,8 @@ class RecognisedFiles final {
 
  private:
   bool Open(const std::string& path, bool midiFile);
-  bool ShowList(const std::string& path, bool midiFile, std::span<const std::uint8_t> bytes);
+  bool ShowRead(const std::string& path, FileBytes bytes, const FileStamp& stamp, const FoundFile& found);
+  bool ShowMidiList(const std::string& path, std::span<const std::uint8_t> bytes);
   void OpenGroups(const Recognizer& recognizer, FoundFile& found, std::span<const PieceGroup> groups,
                   const std::string& name);
   void Tell(const FoundFile& found, const std::string& name, std::size_t windows, bool listed);

@@ -12,6 +12,7 @@
 
 #include "data/data_records.h"
 #include "data/read_budget.h"
+#include "platform/file_bytes.h"
 #include "platform/file_stamp.h"
 #include "platform/result.h"
 
@@ -209,6 +210,7 @@ inline constexpr char kTooLargeToWrite[] = "The data takes more than the 256 MiB
 // Reads a whole file of at most kMaxContainerSize bytes.  Code 1 (not there), 2 or 6.  `stamp` (may be null)
 // receives what tells the file that was read from a later one.
 Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp = nullptr);
+Result LoadDiskFile(const std::string& path, FileBytes* bytes, FileStamp* stamp = nullptr);
 // Replaces a file as a whole; the former file stays when anything fails.  Code 7 or 8.  `stamp` (may be null) receives
 // that of the new file.  A former FORM or LIST with missing bytes is kept beside it as NAME~ (NAME~2 ... when that
 // exists), and `kept` (may be null) receives that path.

@@ -92,7 +92,10 @@ const char* DiskErrorText(int code) {
   }
 }
 
-Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp) {
+namespace {
+
+template <typename Bytes>
+Result LoadInto(const std::string& path, Bytes* bytes, FileStamp* stamp) {
   // Noted first: a change while the file is read counts as a later one.
   if (stamp) *stamp = StampOf(path);
   Result result = ReadWholeFile(path, *bytes, static_cast<std::size_t>(kMaxContainerSize));
@@ -101,6 +104,16 @@ Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, F
     result.code = missing ? kDiskNotFound : result.code == kFileNoMemory ? kDiskNoMemory : kDiskReadError;
   }
   return result;
+}
+
+}  // namespace
+
+Result LoadDiskFile(const std::string& path, std::vector<std::uint8_t>* bytes, FileStamp* stamp) {
+  return LoadInto(path, bytes, stamp);
+}
+
+Result LoadDiskFile(const std::string& path, FileBytes* bytes, FileStamp* stamp) {
+  return LoadInto(path, bytes, stamp);
 }
 
 namespace {

@@ -93,17 +93,17 @@ std::string Document::CannotWrite(const std::string& /*path*/, const std::string
   return reason;
 }
 
-Result Document::TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
+Result Document::TakeContent(const std::function<Result()>& read) {
   const std::string former = std::exchange(loadNotice_, {});
-  Result read;
+  Result taken;
   try {
-    read = ReadBytes(bytes, path);
+    taken = read();
   } catch (const std::bad_alloc&) {
-    read = NoMemory();
+    taken = NoMemory();
   }
-  if (!read.ok()) {
+  if (!taken.ok()) {
     loadNotice_ = former;
-    return read;
+    return taken;
   }
   history_.Reset();
   return Result::Success();
@@ -119,12 +119,17 @@ Result Document::BytesToWrite(const std::string& path, std::vector<std::uint8_t>
 
 Result Document::Load(const std::string& path) {
   if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
-  std::vector<std::uint8_t> bytes;
+  FileBytes bytes;
   FileStamp stamp;
   if (const Result read = LoadDiskFile(path, &bytes, &stamp); !read.ok()) {
     return Result::Failure(CannotRead(path, read.text), read.code);
   }
-  if (Result taken = TakeBytes(bytes, path); !taken.ok()) return taken;
+  return Load(path, std::move(bytes), stamp);
+}
+
+Result Document::Load(const std::string& path, FileBytes bytes, const FileStamp& stamp) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (Result taken = TakeContent([&] { return ReadOwnBytes(std::move(bytes), path); }); !taken.ok()) return taken;
   path_ = path;
   stamp_ = stamp;
   RemoveAutosave();
@@ -211,7 +216,7 @@ Result Document::Recover(RecoveryFolder& folder, const RecoverableFile& file) {
   std::vector<std::uint8_t> content;
   if (Result read = RecoveryFolder::Read(file.file, &about, &content); !read.ok()) return read;
   if (about.kind != Kind()) return Result::Failure("The file " + file.file + " is of another kind.", kDiskNotOurs);
-  if (Result taken = TakeBytes(content, about.path); !taken.ok()) return taken;
+  if (Result taken = TakeContent([&] { return ReadBytes(content, about.path); }); !taken.ok()) return taken;
   history_.MarkUnsaved();
   path_ = about.path;
   stamp_ = about.stamp;

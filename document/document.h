@@ -9,6 +9,7 @@
 #include "document/file_kinds.h"
 #include "document/history.h"
 #include "document/listeners.h"
+#include "platform/file_bytes.h"
 #include "platform/file_stamp.h"
 #include "platform/result.h"
 #include "services/desktop_file.h"
@@ -98,6 +99,8 @@ class Document {
 
   // Replaces the content and forgets the history.  On failure the document is as it was.
   Result Load(const std::string& path);
+  // The same with what LoadDiskFile has read of it.
+  Result Load(const std::string& path, FileBytes bytes, const FileStamp& stamp);
   // What the user has to know about the file that was read: a sentence, or empty.
   const std::string& LoadNotice() const { return loadNotice_; }
 
@@ -141,6 +144,8 @@ class Document {
   // Takes over the content.  On failure nothing has changed.  `path` is the file's, for sentences.  May call
   // SetLoadNotice.
   virtual Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) = 0;
+  // The same for a kind that keeps the bytes as they are, without a copy.
+  virtual Result ReadOwnBytes(FileBytes&& bytes, const std::string& path) { return ReadBytes(bytes, path); }
   // The file `path` holds the content now.
   virtual void FileWritten(const std::string& /*path*/) {}
   // The sentence for a file that could not be read or written, from the sentence that says why.
@@ -157,7 +162,7 @@ class Document {
   Result StepHistory(bool back);
   // WriteBytes, for which the memory may be short.
   Result BytesToWrite(const std::string& path, std::vector<std::uint8_t>* bytes);
-  Result TakeBytes(std::span<const std::uint8_t> bytes, const std::string& path);
+  Result TakeContent(const std::function<Result()>& read);
 
   History history_;
   Listeners<const DocumentChange&> listeners_;

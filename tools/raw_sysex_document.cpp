@@ -11,8 +11,12 @@ namespace tonalith {
 std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std::uint8_t> bytes) {
   const Recognizer recognizer(studio);
   FoundFile found;
-  std::vector<SysExName> names;
   recognizer.Find(bytes, &found);
+  return NamesOf(found);
+}
+
+std::vector<SysExName> NamesOf(const FoundFile& found) {
+  std::vector<SysExName> names;
   std::map<const FoundType*, std::shared_ptr<const std::string>> texts;
   for (const FoundPiece& piece : found.pieces) {
     auto& text = texts[piece.type];
@@ -23,18 +27,23 @@ std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std:
 }
 
 Result RawSysExDocument::WriteBytes(const std::string&, std::vector<std::uint8_t>* bytes) {
-  *bytes = bytes_;
+  bytes->assign(bytes_.begin(), bytes_.end());
   return Result::Success();
 }
 
 Result RawSysExDocument::ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
+  return ReadOwnBytes({bytes.begin(), bytes.end()}, path);
+}
+
+Result RawSysExDocument::ReadOwnBytes(FileBytes&& bytes, const std::string& path) {
   if (bytes.empty()) return Result::Failure(path + "\n\nThe file is empty.", kDiskReadError);
-  TakeBytes({bytes.begin(), bytes.end()});
+  TakeBytes(std::move(bytes));
   return Result::Success();
 }
 
-void RawSysExDocument::TakeBytes(std::vector<std::uint8_t> bytes) {
+void RawSysExDocument::TakeBytes(FileBytes bytes) {
   bytes_ = std::move(bytes);
+  names_.reset();
   messages_.clear();
   other_ = 0;
   unlisted_ = 0;

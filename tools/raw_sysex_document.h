@@ -2,14 +2,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "document/document.h"
+#include "platform/file_bytes.h"
 
 namespace tonalith {
 
+class FoundFile;
 class ZKStudioDoc;
 
 // What is known about a part of SysEx bytes.
@@ -20,6 +23,7 @@ struct SysExName {
   bool damaged = false;                     // its checksum is wrong
 };
 // The pieces that instruments of the studio know, by offset.
+std::vector<SysExName> NamesOf(const FoundFile& found);
 std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std::uint8_t> bytes);
 
 // The messages of a file that no data type claims.  They are looked at, sent and saved, never changed.
@@ -46,14 +50,19 @@ class RawSysExDocument final : public Document {
   std::size_t otherBytes() const { return other_; }        // outside of every message
   std::size_t unlistedBytes() const { return unlisted_; }  // behind the last message that is listed
   // Content that is no file's as a whole.
-  void TakeBytes(std::vector<std::uint8_t> bytes);
+  void TakeBytes(FileBytes bytes);
+  // What is known about the bytes, when somebody has looked already; empty: nobody has.
+  void SetNames(std::vector<SysExName> names) { names_ = std::move(names); }
+  const std::optional<std::vector<SysExName>>& names() const { return names_; }
 
  protected:
   Result WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) override;
   Result ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) override;
+  Result ReadOwnBytes(FileBytes&& bytes, const std::string& path) override;
 
  private:
-  std::vector<std::uint8_t> bytes_;
+  FileBytes bytes_;
+  std::optional<std::vector<SysExName>> names_;
   std::vector<Message> messages_;
   std::size_t other_ = 0;
   std::size_t unlisted_ = 0;

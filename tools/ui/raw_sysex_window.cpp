@@ -38,7 +38,10 @@ QString HexText(std::span<const std::uint8_t> bytes) {
 // ---- messages -------------------------------------------------------------------------------------------------------
 
 RawSysExModel::RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent)
-    : QAbstractTableModel(parent), document_(document), names_(NameSysEx(studio, document.bytes())), words_(&studio) {}
+    : QAbstractTableModel(parent),
+      document_(document),
+      names_(document.names() ? *document.names() : NameSysEx(studio, document.bytes())),
+      words_(&studio) {}
 
 void RawSysExModel::StudioChanged() {
   words_.StudioChanged();
