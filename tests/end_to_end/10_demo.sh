@@ -11,7 +11,7 @@ for run in 1 2; do
     { cat "$work/demo$run" "$work/err$run"; fail "demo failed in run $run"; }
   grep -q "The renamed patch came back: 5 \"TONALITH $run\"\\." "$work/demo$run" || fail "run $run: the patch did not come back"
   grep -q 'Cancel in the middle of a Get: .*cancelled' "$work/demo$run" || fail "run $run: no word about the cancelled Get"
-  grep -q 'The cable is pulled.*lost' "$work/demo$run" || fail "run $run: no word about the pulled cable"
+  grep -q 'The cable is pulled.*no longer available' "$work/demo$run" || fail "run $run: no word about the pulled cable"
 done
 grep -q 'renamed from "TONALITH 1" to "TONALITH 2"' "$work/demo2" || fail "the second run did not find the renamed patch"
 file="$work/root/Documents/Corvane/Tonalith/Yamaha DX7/Demo Voice Bank.DAT"

@@ -43,4 +43,4 @@ ends 3 "interrupt" "cancelled"
 begin --timeout 60000
 sleep 0.7
 echo unplug >&7
-ends 5 "ports gone" "lost"
+ends 5 "ports gone" "no longer available"
