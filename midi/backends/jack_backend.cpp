@@ -20,7 +20,7 @@ constexpr long kJackLookMs = 100;
 constexpr std::int64_t kJackAnswerUs = 1'000'000;     // so long a call may wait for the server
 constexpr std::int64_t kJackLinkShowsUs = 2'000'000;  // a new connection shows only after a while
 // A server that puts its clients into another order after a connection was made may show a buffer twice.
-constexpr std::uint64_t kJackSettlePeriods = 3;
+constexpr std::uint64_t kJackSettlePeriods = 8;
 constexpr std::int64_t kJackDrainUs = 1'000'000;
 
 void QuietJack(const char* message) {
