@@ -30,11 +30,14 @@ Result Calibrate(Session& session, const std::vector<std::string>& words, const 
   bool over = false;
   const InterruptGuard guard(session.environment());
   const TransferDesk::Job job = calibration.Begin(*type, [&over](const PacingCalibration::Report&) { over = true; });
-  for (bool cancelled = false; !over; command.rig().desk().Wait(job, kPacingLookMs)) {
+  bool cancelled = false;
+  while (!over) {
     if (job->Ended()) command.rig().RunQueued();
-    if (cancelled || !guard.Interrupted()) continue;
-    cancelled = true;
-    command.rig().desk().Cancel(job);
+    if (!cancelled && guard.Interrupted()) {
+      cancelled = true;
+      command.rig().desk().Cancel(job);
+    }
+    command.rig().desk().Wait(job, kPacingLookMs);
   }
   const Result end = command.Finish(TransferOperation::kTransmit);
   const PacingCalibration::Report& report = calibration.report();
