@@ -25,7 +25,7 @@ const char kTransferOptions[] =
     "                          contents of its own: --virtual factory\n"
     "  --fault PLAN            faults of its cable, for example lost-byte:reply=1,at=100 (docs/simulator.md)\n"
     "  --press LIST            starts a dump at its panel: MESSAGE, MESSAGE[5] or MESSAGE[0..31], blanks between\n"
-    "  --state FILE            writes the memory of the simulated instrument to FILE afterwards\n"
+    "  --state FILE            writes what the simulated instrument can dump to FILE afterwards\n"
     "  --conversation FILE     an exchange in lines OUT hex, IN hex, WAIT ms; another exchange is a failure\n";
 
 Result ReadOptions(const CliArguments& args, TransferOptions* options) {
