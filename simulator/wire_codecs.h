@@ -16,8 +16,8 @@ namespace tonalith {
 // program's own packing and checksum code, so that each checks the other.
 
 // By the names that descriptions use.
-std::optional<BodyPacking> BodyPackingOf(std::string_view name);
-std::optional<NameCode> NameCodeOf(std::string_view name);
+std::optional<BodyPacking> BodyPackingOf(std::string_view name, std::string* known = nullptr);
+std::optional<NameCode> NameCodeOf(std::string_view name, std::string* known = nullptr);
 
 std::size_t PackedSize(BodyPacking packing, std::size_t bytes);
 std::vector<std::uint8_t> PackBody(BodyPacking packing, std::span<const std::uint8_t> bytes);
