@@ -1,9 +1,19 @@
+#include <algorithm>
+
 #include "simulator/description.h"
 
 namespace tonalith {
 namespace {
 
 constexpr std::size_t kMaxMemory = 16U << 20;
+
+bool PartsFit(const InstrumentDescription& description) {
+  const PartsInfo& parts = *description.parts;
+  const auto area = [&](int index) -> const AreaInfo& { return description.areas[static_cast<std::size_t>(index)]; };
+  const int last = parts.first + parts.stride * (area(parts.bufferArea).items - 1);
+  return parts.bankSize > 0 && area(parts.voiceArea).itemBytes == area(parts.bufferArea).itemBytes &&
+         last + std::max({parts.channel, parts.bank, parts.number}) < area(parts.setupArea).itemBytes;
+}
 
 }  // namespace
 
@@ -45,6 +55,7 @@ bool CompleteDescription(InstrumentDescription* description, std::string* proble
     if (!begins || (message.parts.empty() && message.head.back().value != 0xF7))
       return fail("message " + message.key + " needs a head that begins with F0, and data or an F7");
   }
+  if (out.parts && !PartsFit(out)) return fail("the parts lie outside their set-up or their buffers");
   if (out.fileTransfer && (out.fileTransfer->frame.empty() || out.fileTransfer->data.empty()))
     return fail("a file transfer needs a frame and data");
   for (const RuleInfo& rule : out.rules) {
