@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/description_lines.h"
 #include "simulator/text_tools.h"
 #include "simulator/wire_codecs.h"
 
@@ -27,85 +28,57 @@ bool SendRange(std::string_view text, RuleInfo::Send* send) {
   return send->step >= 1 && send->first >= 0 && send->first <= send->last && send->last < kMaxItems;
 }
 
-// Reads the lines of one description into the record; the first problem ends it.
-class DescriptionReader {
+// Reads the lines of one description into the record; what is wrong with a line is noted, and the reading goes on.
+class DescriptionReader : private DescriptionLines {
  public:
-  DescriptionReader(std::string_view text, std::string source) : text_(text), source_(std::move(source)) {}
+  explicit DescriptionReader(std::string_view text) : DescriptionLines(text) {}
 
-  DescriptionResult Read() {
-    std::size_t at = 0;
-    while (at < text_.size() && problem_.empty()) {
-      std::size_t end = text_.find('\n', at);
-      if (end == std::string_view::npos) end = text_.size();
-      ++line_;
-      ReadLine(StripComment(text_.substr(at, end - at)));
-      at = end + 1;
-    }
-    std::string what;
-    if (problem_.empty() && !CompleteDescription(&out_, &what)) Fail(what);
+  DescriptionResult Read(const std::string& source) {
+    ReadLines();
+    std::vector<DescriptionMistake> mistakes = TakeMistakes();
+    if (mistakes.empty()) CompleteDescription(&out_, &mistakes);
     DescriptionResult result;
-    if (problem_.empty())
+    result.name = out_.name;
+    if (mistakes.empty())
       result.description = std::move(out_);
     else
-      result.problem = problem_;
+      result.problem = MistakeSentence(source, mistakes);
+    result.mistakes = std::move(mistakes);
     return result;
   }
 
  private:
-  static std::string_view StripComment(std::string_view line) {
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      if (line[i] == '"') quoted = !quoted;
-      if (line[i] == '#' && !quoted) return StripBlanks(line.substr(0, i));
-    }
-    return StripBlanks(line);
+  bool Entry() override {
+    if (block_ == "instrument") return InstrumentLine();
+    if (block_ == "area") return AreaLine(out_.areas.back());
+    if (block_ == "link") return LinkLine(out_.links.back());
+    if (block_ == "message") return MessageLine(out_.messages.back());
+    if (block_ == "rule") return RuleLine(out_.rules.back());
+    if (block_ == "status") return StatusLine();
+    if (block_ == "roland") return RolandLine();
+    if (block_ == "parts") return PartsLine(*out_.parts);
+    if (block_ == "casio") return CasioLine();
+    if (block_ == "hydra") return HydraLine();
+    if (block_ == "file_transfer") return FileTransferLine();
+    return false;
   }
 
-  void Fail(const std::string& what) {
-    if (problem_.empty()) problem_ = source_ + ", line " + std::to_string(line_) + ": " + what + ".";
-  }
-
-  void ReadLine(std::string_view line) {
-    if (line.empty()) return;
-    if (line.front() == '[') {
-      if (line.back() != ']') return Fail("the block heading does not end with ]");
-      OpenBlock(line.substr(1, line.size() - 2));
-      return;
-    }
-    const std::size_t equals = line.find('=');
-    if (equals == std::string_view::npos) return Fail("expected key = value");
-    key_ = StripBlanks(line.substr(0, equals));
-    value_ = StripBlanks(line.substr(equals + 1));
-    bool known = false;
-    if (block_ == "instrument") known = InstrumentLine();
-    if (block_ == "area") known = AreaLine(out_.areas.back());
-    if (block_ == "link") known = LinkLine(out_.links.back());
-    if (block_ == "message") known = MessageLine(out_.messages.back());
-    if (block_ == "rule") known = RuleLine(out_.rules.back());
-    if (block_ == "status") known = StatusLine();
-    if (block_ == "roland") known = RolandLine();
-    if (block_ == "parts") known = PartsLine(*out_.parts);
-    if (block_ == "casio") known = CasioLine();
-    if (block_ == "hydra") known = HydraLine();
-    if (block_ == "file_transfer") known = FileTransferLine();
-    if (!known) Fail("\"" + std::string(key_) + "\" is not known here");
-  }
-
-  void OpenBlock(std::string_view heading) {
-    const std::size_t blank = heading.find(' ');
-    block_ = std::string(heading.substr(0, blank));
-    const std::string name(blank == std::string_view::npos ? "" : StripBlanks(heading.substr(blank)));
+  bool OpenBlock(const std::string& name) override {
     if (block_ == "area") {
       out_.areas.emplace_back();
       out_.areas.back().key = name;
+      out_.areas.back().line = line();
     } else if (block_ == "link") {
       out_.links.emplace_back();
+      out_.links.back().line = line();
     } else if (block_ == "message") {
       out_.messages.emplace_back();
       out_.messages.back().key = name;
+      out_.messages.back().line = line();
     } else if (block_ == "rule") {
       out_.rules.emplace_back();
       out_.rules.back().key = name;
+      out_.rules.back().line = line();
     } else if (block_ == "parts") {
       out_.parts.emplace();
     } else if (block_ == "roland") {
@@ -116,37 +89,14 @@ class DescriptionReader {
       out_.hydra.emplace();
     } else if (block_ == "file_transfer") {
       out_.fileTransfer.emplace();
-    } else if (block_ != "instrument" && block_ != "status") {
-      Fail("there is no block \"" + block_ + "\"");
+    } else if (block_ == "instrument") {
+      out_.line = line();
+    } else {
+      return block_ == "status";
     }
+    return true;
   }
 
-  bool Number(int& target, int low, int high) {
-    const auto number = ReadSimNumber(value_);
-    if (!number || *number < low || *number > high)
-      Fail("\"" + std::string(value_) + "\" is no number from " + std::to_string(low) + " to " + std::to_string(high));
-    else
-      target = *number;
-    return true;
-  }
-  bool Text(std::string& target) {
-    target = std::string(value_);
-    return true;
-  }
-  bool YesNo(bool& target) {
-    if (value_ != "yes" && value_ != "no") Fail("expected yes or no");
-    target = value_ == "yes";
-    return true;
-  }
-  bool Pattern(BytePattern& target) {
-    std::string what;
-    auto pattern = ParsePattern(value_, &what);
-    if (!pattern)
-      Fail(what);
-    else
-      target = std::move(*pattern);
-    return true;
-  }
   bool Area(std::string_view areaKey, int& target) {
     target = out_.FindArea(areaKey);
     if (target < 0) {
@@ -258,7 +208,8 @@ class DescriptionReader {
   }
 
   bool OwnSumOf(AreaInfo& area) {
-    if (value_ != "sy22" || area.itemBytes != static_cast<int>(kSy22Bytes)) Fail("no such sum for items of this size");
+    if (value_ != "sy22" || area.itemBytes != static_cast<int>(kSy22Bytes))
+      Fail("no such sum for items of this size", "It is sy22, for items of 574 bytes.");
     area.ownSum = OwnSum::kSy22;
     return true;
   }
@@ -274,9 +225,10 @@ class DescriptionReader {
     }
     area.nameOffset = *offset;
     area.nameLength = *length;
-    const auto code = NameCodeOf(words[2]);
+    std::string known;
+    const auto code = NameCodeOf(words[2], &known);
     area.nameCode = code.value_or(NameCode::kNone);
-    if (!code) Fail("\"" + std::string(words[2]) + "\" is no name code");
+    if (!code) Fail("\"" + std::string(words[2]) + "\" is no name code", "There are: " + known + ".");
     return true;
   }
 
@@ -435,7 +387,7 @@ class DescriptionReader {
       part.count = number.value_or(0);
       if (part.count < 1 || part.count > kMaxItems) Fail("expected a number of items like [item x4]");
     } else {
-      Fail("\"" + std::string(what) + "\" is no choice of items");
+      Fail("\"" + std::string(what) + "\" is no choice of items", "The items are [all], [bank], [item] or [item x4].");
     }
   }
 
@@ -453,9 +405,10 @@ class DescriptionReader {
   }
 
   bool Packing(MessageInfo& message) {
-    const auto packing = BodyPackingOf(value_);
+    std::string known;
+    const auto packing = BodyPackingOf(value_, &known);
     message.packing = packing.value_or(BodyPacking::kPlain);
-    if (!packing) Fail("\"" + std::string(value_) + "\" is no packing");
+    if (!packing) Fail("\"" + std::string(value_) + "\" is no packing", "There are: " + known + ".");
     return true;
   }
 
@@ -498,7 +451,9 @@ class DescriptionReader {
     } else if (value_ == "unpacked") {
       message.sum = SumKind::kUnpacked;
     } else {
-      Fail("\"" + std::string(value_) + "\" is no checksum");
+      Fail("\"" + std::string(value_) + "\" is no checksum",
+           "The checksum reads negative FROM, running FROM, blocks FROM ITEMS, unpacked or kawai; docs/simulator.md "
+           "has all.");
     }
     return true;
   }
@@ -547,7 +502,7 @@ class DescriptionReader {
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else
-        Fail("\"" + std::string(value_) + "\" is no action");
+        Fail("\"" + std::string(value_) + "\" is no action", "It is mode or nothing; docs/simulator.md has all.");
       return true;
     }
     return false;
@@ -596,7 +551,7 @@ class DescriptionReader {
     return true;
   }
 
-  bool StatusLine() { return Pattern(out_.statuses[std::string(key_)]); }
+  bool StatusLine() { return Pattern(out_.statuses[key_.text()]); }
 
   bool RolandLine() {
     RolandInfo& roland = *out_.roland;
@@ -645,14 +600,7 @@ class DescriptionReader {
     return false;
   }
 
-  std::string_view text_;
-  std::string source_;
   InstrumentDescription out_;
-  std::string block_;
-  std::string_view key_;
-  std::string_view value_;
-  int line_ = 0;
-  std::string problem_;
 };
 
 }  // namespace
@@ -681,8 +629,8 @@ bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends) {
 }
 
 DescriptionResult ParseDescription(std::string_view text, const std::string& source) {
-  if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description."};
-  return DescriptionReader(text, source).Read();
+  if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description.", {}, {}};
+  return DescriptionReader(text).Read(source);
 }
 
 }  // namespace tonalith

@@ -73,6 +73,7 @@ struct AddressSegment {
 // A part of the memory: `items` of `itemBytes` unpacked bytes.
 struct AreaInfo {
   std::string key;
+  int line = 0;  // where its block begins, from 1
   std::string label;
   int items = 1;
   int itemBytes = 0;
@@ -107,6 +108,7 @@ struct LinkField {
   int editBit = -1;  // where the bits stand in an edit byte that several fields share; -1: the field is the whole byte
 };
 struct LinkInfo {
+  int line = 0;
   int bankArea = 0;
   int editArea = 0;
   std::vector<LinkField> fields;
@@ -125,6 +127,7 @@ struct MessagePart {
 // A message that carries data, in either direction.
 struct MessageInfo {
   std::string key;
+  int line = 0;
   BytePattern head;
   std::vector<BytePattern> fileHeads;  // odd headers found in files, accepted by LoadDump only
   std::vector<MessagePart> parts;
@@ -163,6 +166,7 @@ struct RuleInfo {
     kNothing
   };
   std::string key;
+  int line = 0;
   BytePattern match;
   std::vector<int> modes;  // empty: any
   Action action = Action::kNothing;
@@ -237,6 +241,7 @@ struct HydraInfo {
 };
 
 struct InstrumentDescription {
+  int line = 1;  // of its block
   std::string key;
   std::string name;
   std::string portName;
@@ -268,14 +273,23 @@ struct InstrumentDescription {
   const MessageInfo* FindMessage(std::string_view messageKey) const;
 };
 
-struct DescriptionResult {
-  std::optional<InstrumentDescription> description;
-  std::string problem;  // a sentence with file and line when there is no description
+// Something that is wrong in a description.
+struct DescriptionMistake {
+  int line = 0, column = 0;  // from 1
+  std::string text;          // what was read, and what is wrong with it; no full stop
+  std::string hint;          // what would be right, a sentence; may be empty
 };
 
-// Fills in what a description leaves out and looks at what can only be seen when everything is there; false with what
-// is wrong (no full stop).  Part of ParseDescription.
-bool CompleteDescription(InstrumentDescription* description, std::string* problem);
+struct DescriptionResult {
+  std::optional<InstrumentDescription> description;
+  std::string problem;  // a sentence with file and line of the first mistake when there is no description
+  std::vector<DescriptionMistake> mistakes;  // all of them, by line
+  std::string name;                          // of the instrument, as far as it was read
+};
+
+// Fills in what a description leaves out and looks at what can only be seen when everything is there; false when
+// something is wrong.  Part of ParseDescription.
+bool CompleteDescription(InstrumentDescription* description, std::vector<DescriptionMistake>* mistakes);
 
 // "MESSAGE", "MESSAGE[5]", "MESSAGE[0..99]" (of the bank that is chosen), "MESSAGE[0..60/4]" (every fourth),
 // "MESSAGE[=32]" (whatever bank is chosen), "FIRST+SECOND[0..31]" (the two in turn), separated by blanks.  False: it is

@@ -172,18 +172,27 @@ std::unique_ptr<SimulatedInstrument> SimulatedInstrument::Create(std::string_vie
 
 std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateFor(std::string_view instrument, std::string_view type,
                                                                     std::string* problem) {
-  std::unique_ptr<SimulatedInstrument> own;
+  std::optional<InstrumentDescription> own;
+  std::string wrong, others;  // with the description of that name; files that are wrong as well
   for (const std::string& key : SimulatedInstrumentKeys()) {
-    auto candidate = Create(key, problem);
-    if (!candidate) continue;
-    const InstrumentDescription& what = candidate->description();
+    DescriptionResult result = LoadDescriptionByKey(key);
+    const bool named = AsciiEqualNoCase(result.name, instrument) || AsciiEqualNoCase(key, instrument);
+    if (!result.description) {
+      if (named && wrong.empty()) wrong = result.problem;
+      others += (others.empty() ? "" : ", ") + key + ".sim";
+      continue;
+    }
+    const InstrumentDescription& what = *result.description;
     const bool sister = AsciiEqualNoCase(what.standsFor, instrument) && !what.standsForTypes.empty() &&
                         AsciiStartsWithNoCase(type, what.standsForTypes);
-    if (sister) return candidate;
-    if (AsciiEqualNoCase(what.name, instrument)) own = std::move(candidate);
+    if (sister) return std::make_unique<SimulatedInstrument>(std::move(*result.description));
+    if (named) own = std::move(result.description);
   }
-  if (!own) *problem = "There is no simulated " + std::string(instrument) + ".";
-  return own;
+  if (own) return std::make_unique<SimulatedInstrument>(std::move(*own));
+  *problem = "There is no simulated " + std::string(instrument) + ".";
+  if (!others.empty()) *problem += "  Descriptions that cannot be read: " + others + ".";
+  if (!wrong.empty()) *problem = "The description of the simulated " + std::string(instrument) + " is wrong.  " + wrong;
+  return nullptr;
 }
 
 std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateForDump(std::span<const std::uint8_t> dump,

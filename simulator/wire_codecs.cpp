@@ -112,15 +112,18 @@ class TrackReader {
 };
 
 template <typename Code, std::size_t N>
-std::optional<Code> CodeByName(const std::pair<std::string_view, Code> (&table)[N], std::string_view name) {
+std::optional<Code> CodeByName(const std::pair<std::string_view, Code> (&table)[N], std::string_view name,
+                               std::string* known) {
   for (const auto& [text, code] : table)
     if (text == name) return code;
+  for (const auto& [text, code] : table)
+    if (known != nullptr) *known += (known->empty() ? "" : ", ") + std::string(text);
   return std::nullopt;
 }
 
 }  // namespace
 
-std::optional<BodyPacking> BodyPackingOf(std::string_view name) {
+std::optional<BodyPacking> BodyPackingOf(std::string_view name, std::string* known) {
   static constexpr std::pair<std::string_view, BodyPacking> kPackings[] = {
       {"plain", BodyPacking::kPlain},
       {"nibbles-low", BodyPacking::kNibblesLowFirst},
@@ -128,16 +131,16 @@ std::optional<BodyPacking> BodyPackingOf(std::string_view name) {
       {"seven-eight", BodyPacking::kSevenEight},
       {"hex-digits", BodyPacking::kHexDigits},
       {"bit-stream", BodyPacking::kBitStream}};
-  return CodeByName(kPackings, name);
+  return CodeByName(kPackings, name, known);
 }
 
-std::optional<NameCode> NameCodeOf(std::string_view name) {
+std::optional<NameCode> NameCodeOf(std::string_view name, std::string* known) {
   static constexpr std::pair<std::string_view, NameCode> kCodes[] = {{"ascii", NameCode::kAscii},
                                                                      {"ascii-zero-ends", NameCode::kAsciiZeroEnds},
                                                                      {"d50", NameCode::kD50},
                                                                      {"matrix", NameCode::kMatrix},
                                                                      {"mks50", NameCode::kMks50}};
-  return CodeByName(kCodes, name);
+  return CodeByName(kCodes, name, known);
 }
 
 std::size_t PackedSize(BodyPacking packing, std::size_t bytes) {

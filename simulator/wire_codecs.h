@@ -16,8 +16,8 @@ namespace tonalith {
 // program's own packing and checksum code, so that each checks the other.
 
 // By the names that descriptions use.
-std::optional<BodyPacking> BodyPackingOf(std::string_view name);
-std::optional<NameCode> NameCodeOf(std::string_view name);
+std::optional<BodyPacking> BodyPackingOf(std::string_view name, std::string* known = nullptr);
+std::optional<NameCode> NameCodeOf(std::string_view name, std::string* known = nullptr);
 
 std::size_t PackedSize(BodyPacking packing, std::size_t bytes);
 // How many bytes so many packed ones are; nullopt when no number of bytes packs to that.
