@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 const std::map<std::string, std::set<std::string>> kArrows = {
     {"platform", {}},
     {"data", {"platform"}},
+    {"parameters", {"platform", "data"}},
     {"midi", {"platform", "data"}},
     {"script", {"platform", "data", "midi"}},
     {"services", {"platform", "data", "midi", "script"}},
@@ -38,8 +39,8 @@ const std::map<std::string, std::set<std::string>> kArrows = {
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator"}},
 };
-const std::set<std::string> kWithoutQt = {"platform", "data",     "midi",      "script",
-                                          "services", "document", "simulator", "cli"};
+const std::set<std::string> kWithoutQt = {"platform", "data",     "parameters", "midi", "script",
+                                          "services", "document", "simulator",  "cli"};
 
 bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;
