@@ -57,6 +57,7 @@ class DescriptionReader : private DescriptionLines {
     if (block_ == "status") return StatusLine();
     if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "roland") return RolandLine();
+    if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "casio") return CasioLine();
     if (block_ == "hydra") return HydraLine();
     if (block_ == "file_transfer") return FileTransferLine();
