@@ -60,6 +60,7 @@ class DescriptionReader : private DescriptionLines {
     if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "casio") return CasioLine();
     if (block_ == "hydra") return HydraLine();
+    if (block_ == "kits") return KitLine(*out_.kits);
     if (block_ == "packets") return PacketLine(*out_.packets);
     if (block_ == "file_transfer") return FileTransferLine();
     return false;
@@ -89,6 +90,8 @@ class DescriptionReader : private DescriptionLines {
       out_.casio.emplace();
     } else if (block_ == "hydra") {
       out_.hydra.emplace();
+    } else if (block_ == "kits") {
+      out_.kits.emplace();
     } else if (block_ == "packets") {
       out_.packets.emplace();
     } else if (block_ == "file_transfer") {
@@ -621,6 +624,21 @@ class DescriptionReader : private DescriptionLines {
     if (key_ == "bytes") return Words(packets, 1, false);
     if (key_ == "words") return Words(packets, 2, false);
     return key_ == "layer_words" && Words(packets, 2, true);
+  }
+
+  // bank = "AREA CODE CONTROLLER", the numbers in hexadecimal
+  bool KitLine(KitInfo& kits) {
+    if (key_ == "multis") return Area(value_, kits.multiArea);
+    if (key_ == "memory") return Number(kits.memoryBytes, 1, 1 << 20);
+    if (key_ == "backup_ms") return Number(kits.backupMs, 0, 60000);
+    if (key_ != "bank") return false;
+    const auto words = BlankSeparatedWords(value_);
+    const auto numbers = words.size() == 3 ? Numbers(value_.substr(words[0].size()), 1) : std::nullopt;
+    if (!numbers) return Fail("expected an area, its code and its bank select"), true;
+    KitInfo::Bank& bank = kits.banks.emplace_back();
+    bank.code = (*numbers)[0];
+    bank.controller = (*numbers)[1];
+    return Area(words[0], bank.area);
   }
 
   // "FIRST LAST OFFSET"

@@ -260,6 +260,19 @@ struct PacketInfo {
   std::vector<Words> words;  // parameter numbers and their places in a preset
 };
 
+// Singles of different size in banks that have a map of them.
+struct KitInfo {
+  struct Bank {
+    int area = 0;
+    int code = 0;        // in messages
+    int controller = 0;  // the bank select that chooses it
+  };
+  std::vector<Bank> banks;
+  int multiArea = 0;
+  int memoryBytes = 0;  // that a bank has room for
+  int backupMs = 0;     // nothing is heard for so long after a backup
+};
+
 struct HydraInfo {
   int area = 0;
   int version = 200;
@@ -297,6 +310,7 @@ struct InstrumentDescription {
   std::optional<HydraInfo> hydra;
   std::optional<FileTransferInfo> fileTransfer;
   std::optional<PacketInfo> packets;
+  std::optional<KitInfo> kits;
 
   int FindArea(std::string_view areaKey) const;  // -1: none
   const MessageInfo* FindMessage(std::string_view messageKey) const;

@@ -7,6 +7,7 @@
 #include "simulator/engine_core.h"
 #include "simulator/file_transfer_engine.h"
 #include "simulator/hydra_engine.h"
+#include "simulator/kit_engine.h"
 #include "simulator/message_engine.h"
 #include "simulator/packet_engine.h"
 #include "simulator/parts.h"
@@ -26,6 +27,7 @@ struct SimulatedInstrument::State {
     if (core.description.casio) casio.emplace(core);
     if (core.description.hydra) hydra.emplace(core);
     if (core.description.packets) packets.emplace(core);
+    if (core.description.kits) kits.emplace(core);
     if (core.description.fileTransfer) fileTransfer.emplace(core, messages);
   }
 
@@ -35,6 +37,7 @@ struct SimulatedInstrument::State {
   std::optional<CasioEngine> casio;
   std::optional<HydraEngine> hydra;
   std::optional<PacketEngine> packets;
+  std::optional<KitEngine> kits;
   std::optional<FileTransferEngine> fileTransfer;
 
   std::vector<std::uint8_t> sysex;  // being assembled; empty: none
@@ -115,6 +118,7 @@ void SimulatedInstrument::State::OnSysEx() {
   if (fileTransfer && fileTransfer->Handle(sysex)) return;
   if (hydra && hydra->Handle(sysex)) return;
   if (packets && packets->Handle(sysex)) return;
+  if (kits && kits->Handle(sysex)) return;
   messages.Handle(sysex);
 }
 
@@ -128,6 +132,7 @@ void SimulatedInstrument::State::OnShort() {
 }
 
 void SimulatedInstrument::State::Select(int program) {
+  if (kits) return kits->Select(core.bank, program);
   if (core.description.parts) return SelectOnParts(core.description, core.memory, running & 0x0F, program);
   if (core.description.links.empty()) return;
   if (core.description.programs > 0 && program >= core.description.programs) return;
@@ -254,6 +259,8 @@ LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
       taken = s.hydra->LoadData(message, &why);
     else if (s.packets)
       taken = s.packets->LoadData(message, &why);
+    else if (s.kits)
+      taken = s.kits->LoadData(message, &why);
     else
       taken = s.messages.LoadData(s.fileTransfer ? s.fileTransfer->OneWay(message) : message, &why);
     if (taken)
@@ -287,7 +294,7 @@ std::vector<std::uint8_t> SimulatedInstrument::Dump() const {
       for (const auto& message : DumpRange(range.address, range.bytes)) append(message);
     return dump;
   }
-  if (state_->casio || state_->hydra || state_->packets) {
+  if (state_->casio || state_->hydra || state_->packets || state_->kits) {
     for (const RuleInfo::Send& send : description().dump)
       for (int item = std::max(send.first, 0); item <= std::max(send.last, 0); ++item)
         append(DumpOf(send.message, item));
@@ -303,6 +310,7 @@ std::vector<std::uint8_t> SimulatedInstrument::DumpOf(std::string_view message, 
   const int area = description().FindArea(message);
   if (area < 0) return {};
   if (state_->casio) return state_->casio->FileMessage(area, item);
+  if (state_->kits) return state_->kits->ItemMessage(area, item);
   std::vector<std::uint8_t> bytes;
   if (state_->hydra)
     for (const auto& piece : state_->hydra->FileMessages(item)) bytes.insert(bytes.end(), piece.begin(), piece.end());
@@ -347,6 +355,7 @@ bool SimulatedInstrument::RestoreMemory(std::span<const std::uint8_t> image) {
 
 void SimulatedInstrument::RestoreFactory() {
   state_->core.memory.FillFactory(description());
+  if (state_->kits) state_->kits->ArrangeFactory();
 }
 
 void SimulatedInstrument::SetWireRate(std::uint32_t bytesPerSecond) {
@@ -386,12 +395,14 @@ bool SimulatedInstrument::PressOne(std::string_view message, int item) {
   State& s = *state_;
   const int area = description().FindArea(message);
   const MessageInfo* info = description().FindMessage(message);
-  if (message == "everything" && (s.roland || s.casio || s.hydra || s.packets)) {
+  if (message == "everything" && (s.roland || s.casio || s.hydra || s.packets || s.kits)) {
     for (auto& piece : ScanSysEx(Dump())) s.core.Answer(std::move(piece));
   } else if (message == "everything") {
     s.messages.SendAll(description().dump, 0);
   } else if (info != nullptr) {
     if (auto bytes = s.messages.Encode(*info, item); !bytes.empty()) s.core.Answer(std::move(bytes));
+  } else if (s.kits && area >= 0) {
+    if (auto bytes = s.kits->ItemMessage(area, item); !bytes.empty()) s.core.Answer(std::move(bytes));
   } else if (s.packets && area >= 0) {
     for (auto& piece : s.packets->FileMessages(area, item)) s.core.Answer(std::move(piece));
   } else if (s.roland && area >= 0) {
@@ -435,7 +446,7 @@ bool SimulatedInstrument::Press(std::string_view list, std::vector<Reply>* repli
 std::vector<std::string> SimulatedInstrument::PanelKeys() const {
   std::vector<std::string> keys;
   for (const MessageInfo& message : description().messages) keys.push_back(message.key);
-  if (description().roland || description().packets)
+  if (description().roland || description().packets || description().kits)
     for (const AreaInfo& area : description().areas) keys.push_back(area.key);
   keys.emplace_back("everything");
   return keys;

@@ -50,6 +50,15 @@ TEST(Exchanges, AnswersBeginAndEndAsTheyShould) {
       {"emu-proteus2000", "F0 18 0F 00 55 0C 01 05 00 00 00 F7", "F0 18 0F 00 55 0B 01 05 00 00 00", 28},
       {"emu-proteus2000", "F0 18 0F 00 55 02 01 01 07 F7", "F0 18 0F 00 55 01 02 01 07 7F 7F F7", 12},  // edit buffer
       {"emu-proteus2000", "F0 18 0F 01 55 0A F7", "", 0},
+      {"kawai-k5000", "F0 7E 00 06 01 F7", "F0 7E 00 06 02 40 00 00 0A 02 04 00 00 01 F7", 15},
+      {"kawai-k5000", "F0 40 00 00 00 0A 00 04 00 F7", "F0 40 00 20 00 0A 00 04 00", 10 + 5434},
+      {"kawai-k5000", "F0 40 00 00 00 0A 00 00 0A F7", "", 0},  // an empty place
+      {"kawai-k5000", "F0 40 00 00 00 0A 00 01 00 F7", "", 0},  // a bank of another model
+      {"kawai-k5000", "F0 40 00 00 00 0A 20 00 3F F7", "F0 40 00 20 00 0A 20 3F", 112},
+      {"kawai-k5000", "F0 40 00 01 00 0A 20 00 00 F7", "F0 40 00 21 00 0A 20", 7 + 64 * 103 + 1},
+      {"kawai-k5000", "F0 40 00 01 00 0A 00 03 00 F7",
+       "F0 40 00 21 00 0A 00 03 7F 77 7F 06 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00", 37782},
+      {"kawai-k5000", "F0 40 01 00 00 0A 00 00 00 F7", "", 0},
       {"roland-jx8p", "F0 41 34 00 21 20 01 00 00 02 F7", "", 0},
       {"roland-jx8p", "F0 7E 7F 06 01 F7", "", 0},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 44 F7", "F0 00 20 29 00 33 00 04 00 0A 40 00 05 01 00 08 00 F7",
@@ -104,6 +113,8 @@ TEST(Exchanges, DataComesBackAndDamageIsTold) {
       {"yamaha-fb01", "F0 43 75 00 20 03 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 2000},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "", "", 0},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 41 05 F7", "", "", 0},
+      {"kawai-k5000", "F0 40 00 00 00 0A 20 00 07 F7", "F0 40 00 40 F7", "F0 40 00 41 F7", 50},
+      {"kawai-k5000", "F0 40 00 01 00 0A 20 00 00 F7", "F0 40 00 40 F7", "F0 40 00 41 F7", 6500},
       {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 05 02 F7", "F0 00 20 32 00 01 24 00 01 00 F7",
        "F0 00 20 32 00 01 24 00 01 01 F7", 0},
   };
@@ -266,6 +277,87 @@ TEST(Proteus2000, ParametersBelongToThePresetAndLayerThatAreChosen) {
   host.Ask("F0 18 0F 00 55 01 02 01 07 09 00 F7");  // preset 9
   host.Ask("F0 18 0F 00 55 01 02 03 07 41 00 F7");  // first character of the name
   EXPECT_EQ(emu->Item("presets", 9)[0], 'A');
+}
+
+TEST(K5000, SinglesHaveTheirSizeAndSums) {
+  auto from = Make("kawai-k5000");
+  auto to = Make("kawai-k5000");
+  Host host(*to);
+  const Bytes done = Hex("F0 40 00 40 F7");
+  const Bytes error = Hex("F0 40 00 41 F7");
+  for (int item = 0; item < 40; ++item) {
+    Bytes single = from->DumpOf("singles_a", item);
+    if (item % 11 == 10) {
+      EXPECT_TRUE(single.empty());
+      continue;
+    }
+    const std::size_t sources = single[9 + 1 + 50];
+    const std::size_t behind = single.size() - 10 - 82 - 86 * sources;
+    EXPECT_EQ(behind % 806, 0U) << item;
+    single[7] = 3;  // into another bank
+    const Bytes before = to->Item("singles_e", item);
+    for (const std::size_t at : {std::size_t{9}, std::size_t{40}, single.size() - 2}) {
+      Bytes damaged = single;
+      damaged[at] ^= 1;
+      EXPECT_EQ(host.Ask(damaged), error) << item << " " << at;
+    }
+    Bytes longer = single;
+    longer.insert(longer.end() - 1, 0);
+    EXPECT_EQ(host.Ask(longer), error);
+    EXPECT_EQ(to->Item("singles_e", item), before);
+    EXPECT_EQ(host.Ask(single), done) << item;
+    EXPECT_EQ(to->Item("singles_e", item), from->Item("singles_a", item));
+  }
+}
+
+TEST(K5000, BanksAreReplacedAsAWholeAndHaveAnEnd) {
+  auto from = Make("kawai-k5000");
+  auto to = Make("kawai-k5000");
+  Host host(*to);
+  Bytes bank = Host(*from).Ask("F0 40 00 01 00 0A 00 00 00 F7");
+  bank[7] = 4;
+  to->SetMemoryProtect(true);
+  EXPECT_EQ(host.Ask(bank), Hex("F0 40 00 42 F7"));
+  to->SetMemoryProtect(false);
+  Bytes damaged = bank;
+  damaged[bank.size() - 2] ^= 1;
+  const Bytes before = to->Memory();
+  EXPECT_EQ(host.Ask(damaged), Hex("F0 40 00 41 F7"));
+  Bytes none = Hex("F0 40 00 21 00 0A 00 04");
+  none.resize(8 + 19, 0);
+  none.push_back(0xF7);
+  EXPECT_EQ(host.Ask(none), Hex("F0 40 00 41 F7"));
+  EXPECT_TRUE(to->Memory() == before);
+  EXPECT_EQ(host.Ask(bank), Hex("F0 40 00 40 F7"));
+  for (int item = 0; item < 128; ++item) EXPECT_EQ(to->Item("singles_f", item), from->Item("singles_a", item)) << item;
+  // Big singles until the memory of the bank is full.
+  Bytes big = from->DumpOf("singles_a", 0);
+  int taken = 0;
+  Bytes answer;
+  for (int item = 127; item >= 0 && answer != Hex("F0 40 00 44 F7"); --item, ++taken) {
+    big[8] = static_cast<std::uint8_t>(item);
+    answer = host.Ask(big);
+  }
+  EXPECT_LT(taken, 20);
+  EXPECT_EQ(to->display(), "MEMORY FULL");
+}
+
+TEST(K5000, OnlyABackupOutlivesAReset) {
+  auto k5000 = Make("kawai-k5000");
+  Host host(*k5000);
+  const Bytes kept = k5000->Item("singles_d", 3);
+  host.Ask("B0 00 66");
+  host.Ask("C0 03");
+  host.Ask("F0 40 00 10 00 0A 01 00 00 00 00 00 41 F7");  // first character of the name
+  EXPECT_EQ(k5000->Item("singles_d", 3)[39], 'A');
+  host.Ask("F0 40 00 32 00 0A 01 F7");
+  EXPECT_TRUE(host.Ask("F0 40 00 00 00 0A 20 00 00 F7", 14'000).empty()) << "it is busy with the backup";
+  host.Ask("F0 40 00 10 00 0A 01 00 00 00 00 00 42 F7", 2'000);
+  host.Ask("F0 40 00 10 00 0A 02 40 00 00 02 00 01 F7");
+  EXPECT_EQ(k5000->Item("singles_d", 3)[39], 'B');
+  host.Ask("F0 40 00 32 00 0A 02 F7");
+  EXPECT_EQ(k5000->Item("singles_d", 3)[39], 'A');
+  EXPECT_EQ(k5000->Item("singles_d", 3).size(), kept.size());
 }
 
 TEST(Jd800, PatchesComeInPiecesWithTimeBetween) {
