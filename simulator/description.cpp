@@ -56,6 +56,7 @@ class DescriptionReader : private DescriptionLines {
     if (block_ == "rule") return RuleLine(out_.rules.back());
     if (block_ == "status") return StatusLine();
     if (block_ == "roland") return RolandLine();
+    if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "casio") return CasioLine();
     if (block_ == "hydra") return HydraLine();
     if (block_ == "file_transfer") return FileTransferLine();
@@ -78,6 +79,8 @@ class DescriptionReader : private DescriptionLines {
       out_.rules.emplace_back();
       out_.rules.back().key = name;
       out_.rules.back().line = line();
+    } else if (block_ == "parts") {
+      out_.parts.emplace();
     } else if (block_ == "roland") {
       out_.roland.emplace();
     } else if (block_ == "casio") {
@@ -317,6 +320,7 @@ class DescriptionReader : private DescriptionLines {
     if (key_ == "bank_size") return Number(message.bankSize, 1, kMaxItems);
     if (key_ == "item_head") return Pattern(message.itemHead);
     if (key_ == "item_checksum") return Number(message.itemSumStart, 0, 64);
+    if (key_ == "block_pause_ms") return Number(message.blockPauseMs, 0, 60000);
     if (key_ == "receives") return YesNo(message.receives);
     if (key_ == "busy_ms") return Number(message.busyMs, 0, 60000);
     if (key_ == "answer") return Text(message.answer);
@@ -325,8 +329,8 @@ class DescriptionReader : private DescriptionLines {
     return false;
   }
 
-  // "AREA", "AREA[all]", "AREA[bank]", "AREA[item]", "AREA[item x4]", each perhaps with "@OFFSET+BYTES" and "+sum";
-  // separated by ";"
+  // "AREA", "AREA[all]", "AREA[bank]", "AREA[bank number]", "AREA[item]", "AREA[item x4]", each perhaps with
+  // "@OFFSET+BYTES" and "+sum"; separated by ";"
   bool Parts(MessageInfo& message) {
     for (std::string_view piece : SeparatedPieces(value_, ';')) {
       MessagePart part;
@@ -357,6 +361,8 @@ class DescriptionReader : private DescriptionLines {
       part.items = MessagePart::Items::kAll;
     } else if (what == "[bank]") {
       part.items = MessagePart::Items::kBank;
+    } else if (what == "[bank number]") {
+      part.items = MessagePart::Items::kBankNumber;
     } else if (what.starts_with("[item") && what.ends_with("]")) {
       part.items = MessagePart::Items::kCaptured;
       const std::string_view count = StripBlanks(what.substr(5, what.size() - 6));
@@ -422,14 +428,15 @@ class DescriptionReader : private DescriptionLines {
       message.sum = SumKind::kBlocks;
       message.sumStart = (*numbers)[0];
       message.blockItems = (*numbers)[1];
+    } else if (value_ == "counted") {
+      message.sum = SumKind::kCounted;
     } else if (value_ == "kawai") {
       message.sum = SumKind::kKawai;
     } else if (value_ == "unpacked") {
       message.sum = SumKind::kUnpacked;
     } else {
       Fail("\"" + std::string(value_) + "\" is no checksum",
-           "The checksum reads negative FROM, running FROM, blocks FROM ITEMS, unpacked or kawai; docs/simulator.md "
-           "has all.");
+           "docs/simulator.md has the checksums: negative FROM, running FROM, blocks FROM ITEMS, counted, unpacked, kawai.");
     }
     return true;
   }
@@ -460,18 +467,56 @@ class DescriptionReader : private DescriptionLines {
       Area(words[0], rule.fromArea);
       return Area(words.back(), rule.toArea);
     }
+    if (key_ == "select") return rule.action = Action::kSelect, Area(value_, rule.toArea);
+    if (key_ == "place") return Place(rule);
+    if (key_ == "repeat") return Repeat(rule);
+    if (key_ == "answer") return Text(rule.answer);
     if (key_ == "offsets") return Offsets(rule);
     if (key_ == "do") {
       rule.isRequest = false;
       if (value_ == "mode")
         rule.action = Action::kMode;
+      else if (value_ == "protect")
+        rule.action = Action::kProtect;
+      else if (value_ == "device")
+        rule.action = Action::kDevice;
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else
-        Fail("\"" + std::string(value_) + "\" is no action", "It is mode or nothing; docs/simulator.md has all.");
+        Fail("\"" + std::string(value_) + "\" is no action", "docs/simulator.md has the actions: mode, protect, device, nothing.");
       return true;
     }
     return false;
+  }
+
+  // "FIRST STRIDE"
+  bool Place(RuleInfo& rule) {
+    const auto numbers = Numbers(value_, 0);
+    if (!numbers || numbers->size() != 2 || (*numbers)[0] < 0 || (*numbers)[1] < 0)
+      return Fail("expected the place of the first part and the distance of the next"), true;
+    rule.placeFirst = (*numbers)[0];
+    rule.placeStride = (*numbers)[1];
+    return true;
+  }
+
+  bool Repeat(RuleInfo& rule) {
+    int bytes = 0;
+    Number(bytes, 1, 16);
+    if (rule.match.size() < static_cast<std::size_t>(bytes) + 2) Fail("the match has no so many bytes to repeat");
+    rule.repeat = static_cast<std::size_t>(bytes);
+    return true;
+  }
+
+  bool PartsLine(PartsInfo& parts) {
+    if (key_ == "setup") return Area(value_, parts.setupArea);
+    if (key_ == "voices") return Area(value_, parts.voiceArea);
+    if (key_ == "buffers") return Area(value_, parts.bufferArea);
+    if (key_ == "first") return Number(parts.first, 0, kMaxItemBytes);
+    if (key_ == "stride") return Number(parts.stride, 1, kMaxItemBytes);
+    if (key_ == "channel") return Number(parts.channel, 0, kMaxItemBytes);
+    if (key_ == "bank") return Number(parts.bank, 0, kMaxItemBytes);
+    if (key_ == "number") return Number(parts.number, 0, kMaxItemBytes);
+    return key_ == "bank_size" && Number(parts.bankSize, 1, kMaxItems);
   }
 
   // "NUMBER:OFFSET ..." in hexadecimal and decimal
@@ -548,7 +593,18 @@ bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends) {
     send.message = std::string(word.substr(0, bracket));
     if (bracket != std::string_view::npos && (word.back() != ']' || !SendRange(word.substr(bracket + 1), &send)))
       return false;
-    sends->push_back(send);
+    const std::size_t plus = send.message.find('+');
+    if (plus == std::string::npos) {
+      sends->push_back(send);
+      continue;
+    }
+    const std::string names[] = {send.message.substr(0, plus), send.message.substr(plus + 1)};
+    const int last = send.last;
+    for (send.last = send.first; send.last <= last; send.first = send.last += send.step)
+      for (const std::string& name : names) {
+        send.message = name;
+        sends->push_back(send);
+      }
   }
   return true;
 }

@@ -41,7 +41,7 @@ std::optional<BytePattern> ParsePattern(std::string_view text, std::string* prob
 
 enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight, kHexDigits };
 enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix, kMks50 };
-enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks, kRunning };
+enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks, kRunning, kCounted };
 // A sum that an item carries inside.
 enum class OwnSum : std::uint8_t { kNone, kSy22 };
 
@@ -106,7 +106,7 @@ struct LinkInfo {
 
 struct MessagePart {
   int area = 0;
-  enum class Items : std::uint8_t { kFirst, kAll, kCaptured, kBank } items = Items::kFirst;
+  enum class Items : std::uint8_t { kFirst, kAll, kCaptured, kBank, kBankNumber } items = Items::kFirst;
   int count = 1;         // items from the captured one on
   bool itemSum = false;  // a checksum after each item
   int offset = 0;        // only these bytes of each item; bytes 0: to its end
@@ -130,6 +130,7 @@ struct MessageInfo {
       itemHead;  // each item is framed by this and, behind its data, a checksum from itemSumStart of the frame on
   int itemSumStart = 0;
   int bankSize = 0;  // captured item numbers count within the bank of this size that the head names, or the current one
+  int blockPauseMs = 0;  // kCounted: time the instrument needs after each block; bytes that come sooner are lost
   bool receives = true;
   int busyMs = 0;           // time the instrument needs after taking it
   std::string answer;       // status sent after taking it (empty: "received" when there is one)
@@ -138,7 +139,19 @@ struct MessageInfo {
 };
 
 struct RuleInfo {
-  enum class Action : std::uint8_t { kSend, kStatus, kReply, kStore, kMode, kBank, kParameter, kNothing };
+  enum class Action : std::uint8_t {
+    kSend,
+    kStatus,
+    kReply,
+    kStore,
+    kMode,
+    kBank,
+    kParameter,
+    kSelect,
+    kProtect,
+    kDevice,
+    kNothing
+  };
   std::string key;
   int line = 0;
   BytePattern match;
@@ -159,6 +172,10 @@ struct RuleInfo {
   int bankSize = 0;
   bool isRequest = true;                // counts for the minimum distance of requests
   std::map<int, int> parameterOffsets;  // parameter number -> offset; empty: they are the same
+  int placeFirst = 0;                   // added to the offset, and placeStride for every captured part
+  int placeStride = 0;
+  std::size_t repeat = 0;           // as many bytes before the F7 may come several times
+  std::string answer = "received";  // status sent when a parameter was taken
 };
 
 struct RolandInfo {
@@ -191,6 +208,20 @@ struct FileTransferInfo {
   std::vector<RuleInfo::Send> data;
 };
 
+// A module that plays several voices at once: its set-up says for every part the channel and the voice, which is copied
+// into the part's buffer when it is chosen.
+struct PartsInfo {
+  int setupArea = 0;
+  int first = 0;  // place of the first part in the set-up, and the distance of the next
+  int stride = 0;
+  int channel = 0;  // places within the part
+  int bank = 0;
+  int number = 0;
+  int voiceArea = 0;
+  int bankSize = 0;
+  int bufferArea = 0;  // an item for every part
+};
+
 struct HydraInfo {
   int area = 0;
   int version = 200;
@@ -219,6 +250,7 @@ struct InstrumentDescription {
   std::map<std::string, BytePattern> statuses;
   std::vector<RuleInfo::Send> dump;  // what the panel sends as "everything"
   std::vector<RuleInfo::Send> file;  // what another one of its kind has to hear to hold the same; as the dump by itself
+  std::optional<PartsInfo> parts;
   std::optional<RolandInfo> roland;
   std::optional<CasioInfo> casio;
   std::optional<HydraInfo> hydra;
@@ -247,7 +279,8 @@ struct DescriptionResult {
 bool CompleteDescription(InstrumentDescription* description, std::vector<DescriptionMistake>* mistakes);
 
 // "MESSAGE", "MESSAGE[5]", "MESSAGE[0..99]" (of the bank that is chosen), "MESSAGE[0..60/4]" (every fourth),
-// "MESSAGE[=32]" (whatever bank is chosen), separated by blanks.  False: it is no such list.
+// "MESSAGE[=32]" (whatever bank is chosen), "FIRST+SECOND[0..31]" (the two in turn), separated by blanks.  False: it is
+// no such list.
 bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends);
 
 // Parses the text of a description; `source` is named in problems.  Survives any input.

@@ -1,9 +1,19 @@
+#include <algorithm>
+
 #include "simulator/description.h"
 
 namespace tonalith {
 namespace {
 
 constexpr std::size_t kMaxMemory = 16U << 20;
+
+bool PartsFit(const InstrumentDescription& description) {
+  const PartsInfo& parts = *description.parts;
+  const auto area = [&](int index) -> const AreaInfo& { return description.areas[static_cast<std::size_t>(index)]; };
+  const int last = parts.first + parts.stride * (area(parts.bufferArea).items - 1);
+  return parts.bankSize > 0 && area(parts.voiceArea).itemBytes == area(parts.bufferArea).itemBytes &&
+         last + std::max({parts.channel, parts.bank, parts.number}) < area(parts.setupArea).itemBytes;
+}
 
 }  // namespace
 
@@ -53,6 +63,7 @@ bool CompleteDescription(InstrumentDescription* description, std::vector<Descrip
       fail("there is no message \"" + message.unlessAfter + "\"");
   }
   line = out.line;
+  if (out.parts && !PartsFit(out)) return fail("the parts lie outside their set-up or their buffers");
   if (out.fileTransfer && (out.fileTransfer->frame.empty() || out.fileTransfer->data.empty()))
     return fail("a file transfer needs a frame and data");
   for (const RuleInfo& rule : out.rules) {

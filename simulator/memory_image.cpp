@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 
+#include "simulator/parts.h"
 #include "simulator/wire_codecs.h"
 
 namespace tonalith {
@@ -93,6 +94,7 @@ void MemoryImage::FillFactory(const InstrumentDescription& description) {
   for (std::size_t area = 0; area < description.areas.size(); ++area)
     FillFactoryArea(description, static_cast<int>(area));
   for (const LinkInfo& link : description.links) LoadEdit(description, link.bankArea, 0);
+  FillPartBuffers(description, *this);
 }
 
 void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int area) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/parts.h"
 #include "simulator/wire_codecs.h"
 
 namespace tonalith {
@@ -13,6 +14,10 @@ bool BeginsWith(const MessageInfo& message, const BytePattern& head, std::span<c
   return MatchPattern(head, bytes, device, deviceBase, captures) &&
          (message.itemHead.empty() ||
           MatchPattern(message.itemHead, bytes.subspan(head.size()), device, deviceBase, nullptr));
+}
+
+std::size_t CountedSize(const MessageInfo& message, std::size_t size) {
+  return 2 + PackedSize(message.packing, size) + 1;
 }
 
 int CapturedValue(const Captures& captures, const char* name, int otherwise = 0) {
@@ -42,6 +47,7 @@ std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& m
       range.first = item / message.bankSize * message.bankSize;
       range.count = message.bankSize;
     }
+    if (part.items == MessagePart::Items::kBankNumber && message.bankSize > 0) range.first = item / message.bankSize;
     ranges.push_back(range);
   }
   return ranges;
@@ -56,6 +62,11 @@ std::size_t MessageEngine::PlainSize(const std::vector<PartRange>& ranges) {
 
 std::size_t MessageEngine::BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const {
   if (message.sum == SumKind::kBlocks) return PlainSize(ranges) + 3 * BlockSizes(message, ranges).size() - 2;
+  if (message.sum == SumKind::kCounted) {
+    std::size_t body = 0;
+    for (const std::size_t size : ItemSizes(ranges)) body += CountedSize(message, size);
+    return body;
+  }
   if (message.itemHead.empty() || ranges.empty()) {
     const std::size_t packed = PackedSize(message.packing, PlainSize(ranges));
     return packed + (message.sum == SumKind::kRunning ? RunningSums(message, packed) : 0);
@@ -177,6 +188,58 @@ MessageEngine::Verdict MessageEngine::DecodeBlocks(const MessageInfo& message, s
   return Verdict::kTaken;
 }
 
+std::vector<std::size_t> MessageEngine::ItemSizes(const std::vector<PartRange>& ranges) {
+  std::vector<std::size_t> sizes;
+  for (const PartRange& range : ranges) sizes.insert(sizes.end(), static_cast<std::size_t>(range.count), range.bytes);
+  return sizes;
+}
+
+std::vector<std::uint8_t> MessageEngine::EncodeCounted(const MessageInfo& message, std::span<const std::uint8_t> plain,
+                                                       const std::vector<std::size_t>& sizes) {
+  std::vector<std::uint8_t> bytes;
+  for (const std::size_t size : sizes) {
+    const auto packed = PackBody(message.packing, plain.first(size));
+    plain = plain.subspan(size);
+    bytes.push_back(static_cast<std::uint8_t>(packed.size() >> 7 & 0x7F));
+    bytes.push_back(static_cast<std::uint8_t>(packed.size() & 0x7F));
+    bytes.insert(bytes.end(), packed.begin(), packed.end());
+    bytes.push_back(NegativeSum(packed));
+  }
+  return bytes;
+}
+
+MessageEngine::Verdict MessageEngine::DecodeCounted(const MessageInfo& message, std::span<const std::uint8_t> body,
+                                                    const std::vector<std::size_t>& sizes,
+                                                    std::vector<std::uint8_t>* plain) {
+  for (const std::size_t size : sizes) {
+    const std::size_t packed = PackedSize(message.packing, size);
+    if (std::size_t{body[0]} * 128 + body[1] != packed) return Verdict::kBadLength;
+    const auto data = body.subspan(2, packed);
+    if (NegativeSum(data) != body[2 + packed]) return Verdict::kBadSum;
+    const auto item = UnpackBody(message.packing, data, size);
+    if (!item) return Verdict::kBadLength;
+    plain->insert(plain->end(), item->begin(), item->end());
+    body = body.subspan(CountedSize(message, size));
+  }
+  return Verdict::kTaken;
+}
+
+int MessageEngine::BlockPause(std::span<const std::uint8_t> begun) const {
+  for (const MessageInfo& message : core_.description.messages) {
+    Captures captures;
+    if (message.blockPauseMs == 0 || begun.size() <= message.head.size() ||
+        !MatchPattern(message.head, begun, core_.device, core_.description.deviceBase, &captures))
+      continue;
+    std::size_t end = message.head.size();
+    for (const std::size_t size : ItemSizes(Ranges(message, ItemNumber(message.bankSize, captures)))) {
+      end += CountedSize(message, size);
+      if (end == begun.size()) return message.blockPauseMs;
+      if (end > begun.size()) break;
+    }
+  }
+  return 0;
+}
+
 std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int item) const {
   const int shown = message.bankSize > 0 ? item % message.bankSize : item;
   const int bank = message.bankSize > 0 ? item / message.bankSize : 0;
@@ -196,6 +259,8 @@ std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int 
   std::vector<std::uint8_t> body;
   if (message.sum == SumKind::kBlocks)
     body = EncodeBlocks(message, bytes, plain, BlockSizes(message, ranges));
+  else if (message.sum == SumKind::kCounted)
+    body = EncodeCounted(message, plain, ItemSizes(ranges));
   else if (message.itemHead.empty())
     body = PackBody(message.packing, plain);
   else
@@ -224,6 +289,9 @@ MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::si
   std::vector<std::uint8_t> plain;
   if (message.sum == SumKind::kBlocks) {
     const Verdict blocks = DecodeBlocks(message, headSize, bytes, BlockSizes(message, ranges), &plain);
+    if (blocks != Verdict::kTaken) return blocks;
+  } else if (message.sum == SumKind::kCounted) {
+    const Verdict blocks = DecodeCounted(message, bytes.subspan(headSize, body), ItemSizes(ranges), &plain);
     if (blocks != Verdict::kTaken) return blocks;
   } else if (!message.itemHead.empty()) {
     const Verdict frames = DecodeFrames(message, bytes.subspan(headSize, body), ranges.front().bytes, &plain);
@@ -283,6 +351,7 @@ void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const
     return core_.AnswerStatus("refused");
   }
   core_.display = "RECEIVED";
+  Follow(message, item);
   if (!message.initialises.empty() && core_.lastMessage != message.unlessAfter) {
     const int area = core_.description.FindArea(message.initialises);
     const auto target = core_.memory.Item(area, 0);
@@ -293,6 +362,38 @@ void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const
   core_.lastMessage = message.key;
   core_.Busy(message.busyMs);
   core_.AnswerStatus(message.answer.empty() ? "received" : message.answer);
+}
+
+void MessageEngine::Follow(const MessageInfo& message, int item) {
+  if (!core_.description.parts) return;
+  for (const PartRange& range : Ranges(message, item))
+    if (range.area == core_.description.parts->setupArea) FillPartBuffers(core_.description, core_.memory);
+}
+
+std::vector<Captures> MessageEngine::Matches(const RuleInfo& rule, std::span<const std::uint8_t> message,
+                                             int device) const {
+  std::vector<Captures> found;
+  const bool whole = rule.match.back().kind == PatternToken::Kind::kByte && rule.match.back().value == 0xF7;
+  const std::size_t size = rule.match.size();
+  if (whole && (rule.repeat == 0 ? message.size() != size
+                                 : message.size() < size || (message.size() - size) % rule.repeat != 0))
+    return found;
+  const auto match = [&](std::span<const std::uint8_t> bytes) {
+    Captures captures;
+    const bool matches = MatchPattern(rule.match, bytes, device, core_.description.deviceBase, &captures);
+    if (matches) found.push_back(std::move(captures));
+    return matches;
+  };
+  if (rule.repeat == 0 || !whole) return match(message), found;
+  const std::size_t head = size - 1 - rule.repeat;
+  for (std::size_t at = head; at + 1 < message.size(); at += rule.repeat) {
+    std::vector<std::uint8_t> piece(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(head));
+    const auto pair = message.subspan(at, rule.repeat);
+    piece.insert(piece.end(), pair.begin(), pair.end());
+    piece.push_back(0xF7);
+    if (!match(piece)) return {};
+  }
+  return found;
 }
 
 bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
@@ -309,12 +410,9 @@ bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
     return true;
   }
   for (const RuleInfo& rule : description.rules) {
-    Captures captures;
-    const bool whole = rule.match.back().kind == PatternToken::Kind::kByte && rule.match.back().value == 0xF7;
-    if (whole && message.size() != rule.match.size()) continue;
-    if (!MatchPattern(rule.match, message, core_.device, description.deviceBase, &captures)) continue;
-    Apply(rule, captures);
-    return true;
+    const auto matches = Matches(rule, message, core_.device);
+    for (const Captures& captures : matches) Apply(rule, captures);
+    if (!matches.empty()) return true;
   }
   return false;
 }
@@ -411,6 +509,16 @@ void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
     case Action::kParameter:
       OnParameter(rule, captures);
       break;
+    case Action::kSelect:
+      core_.memory.LoadEdit(core_.description, rule.toArea, CapturedValue(captures, "item"));
+      FillPartBuffers(core_.description, core_.memory);
+      break;
+    case Action::kProtect:
+      core_.memoryProtect = CapturedValue(captures, "value") != 0;
+      break;
+    case Action::kDevice:
+      core_.device = CapturedValue(captures, "value");
+      break;
     case Action::kNothing:
       break;
   }
@@ -421,24 +529,48 @@ void MessageEngine::OnStore(const RuleInfo& rule, const Captures& captures) {
   const int item = CapturedValue(captures, "item");
   if (core_.faults.TakeRefusal() || !core_.MayWrite(rule.toArea, item, &status))
     return core_.AnswerStatus("not_stored");
-  core_.AnswerStatus(core_.memory.StoreEdit(core_.description, rule.toArea, item) ? "stored" : "not_stored");
+  core_.AnswerStatus(Store(rule, captures) ? "stored" : "not_stored");
+}
+
+// Out of the edit buffer, or out of the buffer that the message names.
+bool MessageEngine::Store(const RuleInfo& rule, const Captures& captures) {
+  const int item = CapturedValue(captures, "item");
+  if (captures.count("from") == 0) return core_.memory.StoreEdit(core_.description, rule.toArea, item);
+  const auto source = core_.memory.Item(rule.fromArea, CapturedValue(captures, "from"));
+  const auto target = core_.memory.Item(rule.toArea, item);
+  if (source.empty() || source.size() != target.size()) return false;
+  std::copy(source.begin(), source.end(), target.begin());
+  return true;
 }
 
 void MessageEngine::OnParameter(const RuleInfo& rule, const Captures& captures) {
+  std::vector<int> parts = {CapturedValue(captures, "part")};
+  if (captures.count("channel") != 0)
+    parts = PartsOnChannel(core_.description, core_.memory, CapturedValue(captures, "channel"));
+  bool taken = false;
+  for (const int part : parts) taken |= SetParameter(rule, captures, part);
+  if (taken) core_.AnswerStatus(rule.answer);
+}
+
+bool MessageEngine::SetParameter(const RuleInfo& rule, const Captures& captures, int part) {
   int offset = CapturedValue(captures, "high") * 128 + CapturedValue(captures, "parameter");
   int value = CapturedValue(captures, "value");
+  if (captures.count("value_high") != 0)
+    value = CapturedValue(captures, "value_low") | CapturedValue(captures, "value_high") << 4;
   if (!rule.parameterOffsets.empty()) {
     const auto found = rule.parameterOffsets.find(offset);
-    if (found == rule.parameterOffsets.end()) return;
+    if (found == rule.parameterOffsets.end()) return false;
     offset = found->second;
   }
-  const auto bytes = core_.memory.Item(rule.toArea, 0);
-  if (offset < 0 || static_cast<std::size_t>(offset) >= bytes.size()) return;
-  // Fields that can be negative take the value as 7-bit two's complement.
+  offset += rule.placeFirst + rule.placeStride * part;
+  const auto bytes = core_.memory.Item(rule.toArea, rule.placeStride == 0 ? part : 0);
+  if (offset < 0 || static_cast<std::size_t>(offset) >= bytes.size()) return false;
+  // Whole bytes that can be negative take a value of seven bits as two's complement.
   for (const ValueRule& field : core_.Area(rule.toArea).values)
-    if (field.minimum < 0 && offset >= field.offset && offset < field.offset + field.run && value >= 64) value -= 128;
+    if (field.minimum < 0 && field.width == 8 && captures.count("value_high") == 0 && offset >= field.offset && offset < field.offset + field.run && value >= 64) value -= 128;
   bytes[static_cast<std::size_t>(offset)] = static_cast<std::uint8_t>(value);
-  core_.AnswerStatus("received");
+  FollowSetupByte(core_.description, core_.memory, rule.toArea, static_cast<std::size_t>(offset));
+  return true;
 }
 
 bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string* why) {
@@ -454,7 +586,7 @@ bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string*
         headSize = head.size();
     if (headSize == 0) continue;
     const Verdict verdict = Decode(info, headSize, ItemNumber(info.bankSize, captures), message);
-    if (verdict == Verdict::kTaken) return true;
+    if (verdict == Verdict::kTaken) return Follow(info, ItemNumber(info.bankSize, captures)), true;
     *why = verdict == Verdict::kBadSum ? "has a wrong checksum" : "has another length than it should";
     return false;
   }
@@ -463,7 +595,7 @@ bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string*
     // What a file stores as it would be stored by hand.
     if (rule.action == RuleInfo::Action::kStore && message.size() == rule.match.size() &&
         MatchPattern(rule.match, message, -1, description.deviceBase, &captures))
-      return core_.memory.StoreEdit(description, rule.toArea, CapturedValue(captures, "item"));
+      return Store(rule, captures);
     if (rule.action != RuleInfo::Action::kBank || message.size() != rule.match.size() ||
         !MatchPattern(rule.match, message, -1, description.deviceBase, &captures))
       continue;

@@ -29,6 +29,9 @@ class MessageEngine {
   // What the instrument would say to be understood by another one of its kind: the messages
   // of the description's `file`, and those that choose a bank.
   std::vector<std::vector<std::uint8_t>> Everything() const;
+  // For a message whose blocks need time: how many of its bytes so far end a block, after which the instrument is busy
+  // for that many milliseconds; 0: none does.
+  int BlockPause(std::span<const std::uint8_t> begun) const;
   // The message that chooses the bank of an item; empty: the item's own message says it, or there are no banks.
   std::vector<std::uint8_t> BankChoice(const MessageInfo& message, int item) const;
 
@@ -72,8 +75,20 @@ class MessageEngine {
   Verdict Decode(const MessageInfo& message, std::size_t headSize, int item, std::span<const std::uint8_t> bytes);
   void OnData(const MessageInfo& message, int item, std::span<const std::uint8_t> bytes);
   void Apply(const RuleInfo& rule, const Captures& captures);
+  // Every item in a block of its own: how many bytes follow (two 7-bit bytes, high first), the packed data, its sum.
+  static std::vector<std::size_t> ItemSizes(const std::vector<PartRange>& ranges);
+  static std::vector<std::uint8_t> EncodeCounted(const MessageInfo& message, std::span<const std::uint8_t> plain,
+                                                 const std::vector<std::size_t>& sizes);
+  static Verdict DecodeCounted(const MessageInfo& message, std::span<const std::uint8_t> body,
+                               const std::vector<std::size_t>& sizes, std::vector<std::uint8_t>* plain);
+  // What follows from data that was taken.
+  void Follow(const MessageInfo& message, int item);
   void OnStore(const RuleInfo& rule, const Captures& captures);
+  bool Store(const RuleInfo& rule, const Captures& captures);
   void OnParameter(const RuleInfo& rule, const Captures& captures);
+  bool SetParameter(const RuleInfo& rule, const Captures& captures, int part);
+  // A message that a rule matches, cut into several where pieces of it are repeated; empty: it does not match.
+  std::vector<Captures> Matches(const RuleInfo& rule, std::span<const std::uint8_t> message, int device) const;
   int ItemNumber(int bankSize, const Captures& captures) const;
 
   EngineCore& core_;

@@ -28,18 +28,20 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"document", {"platform", "data", "midi", "script", "services"}},
     {"simulator", {"platform", "data", "midi"}},
     {"studio", {"platform", "data", "midi", "script", "services", "document"}},
+    {"chart", {"platform", "data", "midi", "script", "services", "document", "studio"}},
     {"bank", {"platform", "data", "midi", "script", "services", "document", "studio"}},
     {"store", {"platform", "data", "midi", "script", "services", "document", "studio", "bank"}},
     {"editor", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store"}},
     {"tools", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
     {"ui", {"platform", "data", "midi", "script", "services", "document"}},
-    {"cli", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "tools", "simulator"}},
+    {"cli",
+     {"platform", "data", "midi", "script", "services", "document", "studio", "chart", "bank", "tools", "simulator"}},
     {"app",
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator"}},
 };
-const std::set<std::string> kWithoutQt = {"platform", "data",     "midi",      "script",
-                                          "services", "document", "simulator", "cli"};
+const std::set<std::string> kWithoutQt = {"platform", "data",      "midi",  "script", "services",
+                                          "document", "simulator", "chart", "cli"};
 
 bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;

@@ -184,6 +184,8 @@ const std::vector<RealDump> kRealDumps = {
      0,
      1024,
      0},
+    {"yamaha-fb01", "yamaha-fb01/YamahaFB01.syx", 1, "instruments", {"F0 43 75 00 28 00 00 F7"}, 0, 1, 0},
+    {"yamaha-fb01", "yamaha-fb01/YamahaFB01Multi.syx", 1, "current", {"F0 43 75 01 20 01 00 F7"}, 0, 1, 1},
     {"oberheim-matrix1000",
      "oberheim-matrix1000/OberheimMatrix1000Global.syx",
      1,

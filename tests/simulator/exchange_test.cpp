@@ -1,0 +1,165 @@
+#include <algorithm>
+
+#include "simulator/wire_codecs.h"
+#include "tests/simulator/simulator_test_tools.h"
+
+namespace tonalith::simulator_test {
+namespace {
+
+// What an instrument says when it is asked: how the answer begins, and how long it is.  An answer of as many bytes as
+// are given is exact.
+struct Exchange {
+  const char* key;
+  const char* request;
+  const char* answer;
+  std::size_t size;
+};
+
+TEST(Exchanges, AnswersBeginAndEndAsTheyShould) {
+  const Exchange exchanges[] = {
+      {"korg-dw6000", "F0 42 40 F7", "F0 42 30 04 F7", 5},
+      {"korg-dw6000", "F0 42 30 04 10 F7", "F0 42 30 04 40", 32},
+      {"korg-dw6000", "F0 42 30 04 11 3F F7", "F0 42 30 04 21 F7", 6},
+      {"korg-dw6000", "F0 42 30 04 11 40 F7", "F0 42 30 04 22 F7", 6},
+      {"korg-dw6000", "F0 42 30 04 40 00 F7", "F0 42 30 04 24 F7", 6},
+      {"korg-dw6000", "F0 42 30 04 41 05 3F F7", "", 0},
+      {"korg-dw6000", "F0 42 31 04 10 F7", "", 0},
+      {"korg-dw6000", "F0 42 30 03 10 F7", "", 0},
+      {"korg-dw6000", "F0 7E 7F 06 01 F7", "", 0},
+      {"yamaha-fb01", "F0 43 75 00 20 00 06 F7", "F0 43 75 00 00 00 06 00 40", 6363},
+      {"yamaha-fb01", "F0 43 75 00 20 00 07 F7", "F0 43 60 04 F7", 5},
+      {"yamaha-fb01", "F0 43 20 0C F7", "F0 43 00 0C 00 40", 6360},
+      {"yamaha-fb01", "F0 43 75 00 2F 00 00 F7", "F0 43 75 00 0F 00 00 01 00", 139},
+      {"yamaha-fb01", "F0 43 75 00 20 01 00 F7", "F0 43 75 00 00 01 00 01 20", 171},
+      {"yamaha-fb01", "F0 43 75 00 20 02 13 F7", "F0 43 75 00 00 02 13 01 20", 171},
+      {"yamaha-fb01", "F0 43 75 00 20 02 14 F7", "F0 43 60 04 F7", 5},
+      {"yamaha-fb01", "F0 43 75 00 20 03 00 F7", "F0 43 75 00 00 03 00 01 20", 2616},
+      {"yamaha-fb01", "F0 43 75 00 20 04 00 F7", "F0 43 75 00 00 04 00 00 10 59 41 4D 41 48 41 20", 27},
+      {"yamaha-fb01", "F0 43 75 00 28 40 00 F7", "F0 43 60 04 F7", 5},  // protected, as it comes out of the box
+      {"yamaha-fb01", "F0 43 75 00 20 40 00 F7", "F0 43 60 04 F7", 5},
+      {"yamaha-fb01", "F0 43 75 01 20 01 00 F7", "", 0},
+      {"yamaha-fb01", "F0 7E 7F 06 01 F7", "", 0},
+  };
+  for (const Exchange& test : exchanges) {
+    auto instrument = Make(test.key);
+    const Bytes answer = Host(*instrument).Ask(test.request);
+    const Bytes begin = Hex(test.answer);
+    EXPECT_EQ(answer.size(), test.size) << test.key << " " << test.request;
+    ASSERT_GE(answer.size(), begin.size()) << test.key << " " << test.request;
+    EXPECT_TRUE(std::equal(begin.begin(), begin.end(), answer.begin())) << test.key << " " << test.request;
+  }
+}
+
+// What goes out comes back from another instrument of the kind; damage and faults on the way are told.
+struct RoundTrip {
+  const char* key;
+  const char* request;
+  const char* taken;      // the answer to the data
+  const char* not_taken;  // the answer to damaged data
+  std::size_t damage;     // a byte of the data whose change is noticed; 0: no change of one is
+};
+
+TEST(Exchanges, DataComesBackAndDamageIsTold) {
+  const RoundTrip trips[] = {
+      {"korg-dw6000", "F0 42 30 04 10 F7", "F0 42 30 04 23 F7", "F0 42 30 04 24 F7", 0},
+      {"yamaha-fb01", "F0 43 75 00 2B 00 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 20},
+      {"yamaha-fb01", "F0 43 75 00 20 01 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 60},
+      {"yamaha-fb01", "F0 43 75 00 20 02 0F F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 8},
+      {"yamaha-fb01", "F0 43 75 00 20 03 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 2000},
+  };
+  for (const RoundTrip& test : trips) {
+    SCOPED_TRACE(std::string(test.key) + " " + test.request);
+    auto from = Make(test.key);
+    auto to = Make(test.key);
+    // The memory of the sender is another one.
+    Bytes memory = from->Memory();
+    for (std::uint8_t& byte : memory) byte ^= byte < 0x7E ? 1 : 0;
+    ASSERT_TRUE(from->RestoreMemory(memory));
+    to->SetMemoryProtect(false);
+    const Bytes data = Host(*from).Ask(test.request);
+    Host host(*to);
+    const Bytes before = host.Ask(test.request);
+    EXPECT_NE(data, before);
+    Bytes damaged = data;
+    if (test.damage > 0)
+      damaged[test.damage] ^= 1;
+    else
+      damaged.erase(damaged.end() - 2);
+    EXPECT_EQ(host.Ask(damaged), Hex(test.not_taken));
+    EXPECT_EQ(host.Ask(test.request), before);
+    std::string problem;
+    to->SetFaults(*FaultPlan::Parse("refuse-once;no-reply:reply=3", &problem));
+    EXPECT_EQ(host.Ask(data), Hex(test.not_taken));
+    EXPECT_EQ(host.Ask(test.request), before);
+    EXPECT_EQ(host.Ask(data), Bytes()) << "the answer is lost";
+    EXPECT_TRUE(host.Ask(test.request) == data);
+    EXPECT_EQ(host.Ask(data), Hex(test.taken));
+  }
+}
+
+TEST(Dw6000, StoresAndFilesAreBanksOfPrograms) {
+  auto dw = Make("korg-dw6000");
+  Host host(*dw);
+  host.Ask("C0 3F");
+  EXPECT_EQ(dw->Item("edit", 0), dw->Item("programs", 63));
+  host.Ask("F0 42 30 04 41 19 2D F7");  // interval and detune are one byte
+  dw->SetMemoryProtect(true);
+  EXPECT_EQ(host.Ask("F0 42 30 04 11 05 F7"), Hex("F0 42 30 04 22 F7"));
+  dw->SetMemoryProtect(false);
+  EXPECT_EQ(host.Ask("F0 42 30 04 11 05 F7"), Hex("F0 42 30 04 21 F7"));
+  EXPECT_EQ(dw->Item("programs", 5)[25], 0x2D);
+  const Bytes file = dw->Dump();
+  ASSERT_EQ(file.size(), 64U * 39 + 32);
+  EXPECT_EQ(Hex("F0 42 30 04 11 01 F7"), Bytes(file.begin() + 39 + 32, file.begin() + 78));
+}
+
+TEST(Fb01, BanksNeedTimeBetweenTheirBlocks) {
+  auto from = Make("yamaha-fb01");
+  auto to = Make("yamaha-fb01");
+  ASSERT_TRUE(from->Rename("voices", 95, "ANOTHER"));
+  const Bytes bank = from->DumpOf("bank", 48);
+  Host host(*to);
+  const auto send = [&](const Bytes& data, std::int64_t pauseMs) {
+    constexpr std::ptrdiff_t kBlock = 131;
+    auto at = data.end() - 1 - 48 * kBlock;
+    Bytes answer = host.Ask(Bytes(data.begin(), at));
+    for (; at < data.end(); at += std::min(kBlock, data.end() - at)) {
+      const Bytes more = host.Ask(Bytes(at, at + std::min(kBlock, data.end() - at)), pauseMs);
+      answer.insert(answer.end(), more.begin(), more.end());
+    }
+    return answer;
+  };
+  EXPECT_EQ(send(bank, 120), Hex("F0 43 60 04 F7"));
+  EXPECT_TRUE(host.Ask("F0 43 75 00 10 21 00 F7").empty());
+  EXPECT_EQ(send(bank, 20), Hex("F0 43 60 03 F7"));
+  EXPECT_NE(to->PanelList()[95].name, "ANOTHER");
+  EXPECT_EQ(send(bank, 120), Hex("F0 43 60 02 F7"));
+  EXPECT_EQ(to->PanelList()[95].name, "ANOTHER");
+  EXPECT_EQ(send(from->DumpOf("bank", 96), 120), Hex("F0 43 60 04 F7"));  // ROM
+  EXPECT_EQ(send(from->DumpOf("ram1"), 120), Hex("F0 43 60 02 F7"));
+}
+
+TEST(Fb01, InstrumentsTakeTheVoicesTheConfigurationNames) {
+  auto fb = Make("yamaha-fb01");
+  Host host(*fb);
+  host.Ask("F0 43 75 00 10 21 00 F7");
+  host.Ask("F0 43 75 00 10 22 07 F7");
+  EXPECT_EQ(fb->Item("current", 0), fb->Item("configurations", 7));
+  host.Ask("F0 43 75 00 1B 01 0C F7");  // instrument 4 listens to channel 13
+  host.Ask("F0 43 75 00 1B 04 02 F7");  // bank 3
+  host.Ask("CC 11");
+  EXPECT_EQ(fb->Item("instruments", 3), fb->Item("voices", 2 * 48 + 17));
+  host.Ask("F0 43 75 00 1B 56 0D 0E F7");  // a whole byte in nibbles, low first
+  EXPECT_EQ(fb->Item("instruments", 3)[0x16], 0xED);
+  host.Ask("F0 43 1C 15 40 01 04 F7");  // by channel
+  EXPECT_EQ(fb->Item("instruments", 3)[0], 'A');
+  EXPECT_EQ(host.Ask("F0 43 75 00 2B 40 5F F7"), Hex("F0 43 60 02 F7"));
+  EXPECT_EQ(fb->Item("voices", 95), fb->Item("instruments", 3));
+  EXPECT_EQ(host.Ask("F0 43 75 00 20 40 0F F7"), Hex("F0 43 60 02 F7"));
+  EXPECT_EQ(fb->Item("configurations", 15)[32 + 48 + 5], 17);
+  host.Ask("F0 43 75 00 10 20 05 F7");
+  EXPECT_EQ(host.Ask("F0 43 75 05 20 01 00 F7").size(), 171U);
+}
+
+}  // namespace
+}  // namespace tonalith::simulator_test
