@@ -172,6 +172,8 @@ class DescriptionReader : private DescriptionLines {
     if (key_ == "fill") return Number(area.fill, 0, 255);
     if (key_ == "factory_names") return Text(area.factoryNames);
     if (key_ == "own_sum") return OwnSumOf(area);
+    if (key_ == "variable") return Variable(area);
+    if (key_ == "empty_from") return Number(area.emptyFrom, 0, kMaxItems);
     if (key_ == "value") return Value(area);
     if (key_ == "copy_values") return CopyValues(area);
     if (key_ == "values_of") {
@@ -196,6 +198,13 @@ class DescriptionReader : private DescriptionLines {
       return true;
     }
     return false;
+  }
+
+  bool Variable(AreaInfo& area) {
+    YesNo(area.variable);
+    if (area.itemBytes < 1) Fail("the longest item has to be said before");
+    if (area.variable) area.itemBytes += 2;
+    return true;
   }
 
   bool OwnSumOf(AreaInfo& area) {
@@ -322,6 +331,7 @@ class DescriptionReader : private DescriptionLines {
     if (key_ == "item_checksum") return Number(message.itemSumStart, 0, 64);
     if (key_ == "block_pause_ms") return Number(message.blockPauseMs, 0, 60000);
     if (key_ == "receives") return YesNo(message.receives);
+    if (key_ == "when_empty") return Pattern(message.whenEmpty);
     if (key_ == "busy_ms") return Number(message.busyMs, 0, 60000);
     if (key_ == "answer") return Text(message.answer);
     if (key_ == "initialises") return Text(message.initialises);
@@ -330,10 +340,16 @@ class DescriptionReader : private DescriptionLines {
   }
 
   // "AREA", "AREA[all]", "AREA[bank]", "AREA[bank number]", "AREA[item]", "AREA[item x4]", each perhaps with
-  // "@OFFSET+BYTES" and "+sum"; separated by ";"
+  // "@OFFSET+BYTES", "+sum" and "plain"; separated by ";"
   bool Parts(MessageInfo& message) {
     for (std::string_view piece : SeparatedPieces(value_, ';')) {
       MessagePart part;
+      if (piece.ends_with(" plain")) {
+        part.plain = true;
+        piece = StripBlanks(piece.substr(0, piece.size() - 6));
+      } else if (!message.parts.empty() && message.parts.back().plain) {
+        Fail("parts that are not packed have to be the last");
+      }
       if (piece.ends_with("+sum")) {
         part.itemSum = true;
         piece = StripBlanks(piece.substr(0, piece.size() - 4));
@@ -480,6 +496,8 @@ class DescriptionReader : private DescriptionLines {
         rule.action = Action::kProtect;
       else if (value_ == "device")
         rule.action = Action::kDevice;
+      else if (value_ == "reset")
+        rule.action = Action::kReset;
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else

@@ -39,7 +39,14 @@ bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> byte
 std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase, const Captures& captures);
 std::optional<BytePattern> ParsePattern(std::string_view text, std::string* problem);
 
-enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight, kHexDigits };
+enum class BodyPacking : std::uint8_t {
+  kPlain,
+  kNibblesLowFirst,
+  kNibblesHighFirst,
+  kSevenEight,
+  kHexDigits,
+  kBitStream
+};
 enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix, kMks50 };
 enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks, kRunning, kCounted };
 // A sum that an item carries inside.
@@ -85,6 +92,9 @@ struct AreaInfo {
   int fill = 0;
   std::string factoryNames;  // "words", "bank" or empty
   OwnSum ownSum = OwnSum::kNone;
+  // Items differ in length: two bytes behind `itemBytes - 2` say how many of those in front are there (low byte first).
+  bool variable = false;
+  int emptyFrom = -1;  // items from this one on are empty as they come out of the box; -1: none is
   std::vector<ValueRule> values;
 };
 
@@ -111,6 +121,7 @@ struct MessagePart {
   bool itemSum = false;  // a checksum after each item
   int offset = 0;        // only these bytes of each item; bytes 0: to its end
   int bytes = 0;
+  bool plain = false;  // not packed; such parts are the last
 };
 
 // A message that carries data, in either direction.
@@ -132,6 +143,7 @@ struct MessageInfo {
   int bankSize = 0;  // captured item numbers count within the bank of this size that the head names, or the current one
   int blockPauseMs = 0;  // kCounted: time the instrument needs after each block; bytes that come sooner are lost
   bool receives = true;
+  BytePattern whenEmpty;    // the answer to a request for an item that is empty
   int busyMs = 0;           // time the instrument needs after taking it
   std::string answer;       // status sent after taking it (empty: "received" when there is one)
   std::string initialises;  // area set to its initial contents ...
@@ -150,6 +162,7 @@ struct RuleInfo {
     kSelect,
     kProtect,
     kDevice,
+    kReset,
     kNothing
   };
   std::string key;

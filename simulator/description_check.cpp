@@ -63,7 +63,7 @@ bool CompleteDescription(InstrumentDescription* description, std::vector<Descrip
       fail("there is no message \"" + message.unlessAfter + "\"");
   }
   line = out.line;
-  if (out.parts && !PartsFit(out)) return fail("the parts lie outside their set-up or their buffers");
+  if (out.parts && !PartsFit(out)) fail("the parts lie outside their set-up or their buffers");
   if (out.fileTransfer && (out.fileTransfer->frame.empty() || out.fileTransfer->data.empty()))
     return fail("a file transfer needs a frame and data");
   for (const RuleInfo& rule : out.rules) {

@@ -36,6 +36,12 @@ class MessageEngine {
   std::vector<std::uint8_t> BankChoice(const MessageInfo& message, int item) const;
 
  private:
+  enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
+  struct DataMatch {
+    const MessageInfo* message = nullptr;
+    std::size_t headSize = 0;
+    int item = 0;
+  };
   struct PartRange {
     int area = 0;
     int first = 0;
@@ -43,6 +49,7 @@ class MessageEngine {
     bool itemSum = false;
     std::size_t offset = 0;  // the bytes of each item that are meant
     std::size_t bytes = 0;
+    bool plain = false;
   };
   // The items a list means, one after the other.
   void EachItem(const std::vector<RuleInfo::Send>& sends, int item,
@@ -50,11 +57,20 @@ class MessageEngine {
   std::vector<PartRange> Ranges(const MessageInfo& message, int item) const;
   // Bytes of the data before packing.
   static std::size_t PlainSize(const std::vector<PartRange>& ranges);
+  // Of these, at the end, the ones that are not packed.
+  static std::size_t TailSize(const std::vector<PartRange>& ranges);
+  // The message carries one item that may be shorter.
+  bool LengthIsRight(const MessageInfo& message, std::size_t headSize, int item, std::size_t size) const;
+  bool IsVariable(const std::vector<PartRange>& ranges) const;
+  Verdict DecodeVariable(const MessageInfo& message, std::size_t headSize, const PartRange& range,
+                         std::span<const std::uint8_t> bytes);
+  // The data message that the bytes are: of several that begin alike the one of this length.  False: none.
+  bool FindData(std::span<const std::uint8_t> bytes, int device, bool file, DataMatch* match) const;
+  std::vector<std::uint8_t> Head(const MessageInfo& message, int item) const;
   std::size_t BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const;
   std::vector<std::uint8_t> EncodeFrames(const MessageInfo& message, std::span<const std::uint8_t> plain,
                                          std::size_t itemBytes) const;
   // Checks and unpacks; on success writes into memory.
-  enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
   Verdict DecodeFrames(const MessageInfo& message, std::span<const std::uint8_t> body, std::size_t itemBytes,
                        std::vector<std::uint8_t>* plain) const;
   // Sums of everything from a place of the head on, behind every block of the data.

@@ -35,8 +35,7 @@ void FollowSetupByte(const InstrumentDescription& description, MemoryImage& memo
   const PartsInfo& parts = *description.parts;
   for (int part = 0; part < PartCount(description); ++part)
     for (const int named : {parts.bank, parts.number})
-      if (offset == PartPlace(parts, part) + static_cast<std::size_t>(named))
-        FillPartBuffer(description, memory, part);
+      if (offset == PartPlace(parts, part) + static_cast<std::size_t>(named)) FillPartBuffer(description, memory, part);
 }
 
 std::vector<int> PartsOnChannel(const InstrumentDescription& description, const MemoryImage& memory, int channel) {

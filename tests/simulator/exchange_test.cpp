@@ -39,6 +39,19 @@ TEST(Exchanges, AnswersBeginAndEndAsTheyShould) {
       {"yamaha-fb01", "F0 43 75 00 20 40 00 F7", "F0 43 60 04 F7", 5},
       {"yamaha-fb01", "F0 43 75 01 20 01 00 F7", "", 0},
       {"yamaha-fb01", "F0 7E 7F 06 01 F7", "", 0},
+      {"roland-jx8p", "F0 41 34 00 21 20 01 00 00 02 F7", "", 0},
+      {"roland-jx8p", "F0 7E 7F 06 01 F7", "", 0},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 44 F7", "F0 00 20 29 00 33 00 04 00 0A 40 00 05 01 00 08 00 F7",
+       18},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "F0 00 20 29 00 33 00 00 00 00 00 00 00", 154},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 41 7F F7", "F0 00 20 29 00 33 00 01 7F 00 00 00 00", 154},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 08 00 F7", "F0 00 20 32 00 01 24 00 09 00 01 04 04 F7", 14},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 06 F7", "F0 00 20 32 00 01 24 00 07 50 52 4F 2D 38 30 30 00 F7",
+       18},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 01 01 F7", "F0 00 20 32 00 01 24 00 78 01 01", 210},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 7E 03 F7", "F0 00 20 32 00 01 24 00 78 7E 03", 58},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 0F 03 F7", "F0 F7", 2},  // the last program is empty
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 10 03 F7", "F0 00 20 32 00 01 24 00 01 01 F7", 11},
   };
   for (const Exchange& test : exchanges) {
     auto instrument = Make(test.key);
@@ -56,7 +69,7 @@ struct RoundTrip {
   const char* request;
   const char* taken;      // the answer to the data
   const char* not_taken;  // the answer to damaged data
-  std::size_t damage;     // a byte of the data whose change is noticed; 0: no change of one is
+  std::size_t damage;     // a byte of the data whose change is noticed; 0: no change of one is, but more bytes are
 };
 
 TEST(Exchanges, DataComesBackAndDamageIsTold) {
@@ -66,6 +79,10 @@ TEST(Exchanges, DataComesBackAndDamageIsTold) {
       {"yamaha-fb01", "F0 43 75 00 20 01 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 60},
       {"yamaha-fb01", "F0 43 75 00 20 02 0F F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 8},
       {"yamaha-fb01", "F0 43 75 00 20 03 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 2000},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "", "", 0},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 41 05 F7", "", "", 0},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 05 02 F7", "F0 00 20 32 00 01 24 00 01 00 F7",
+       "F0 00 20 32 00 01 24 00 01 01 F7", 0},
   };
   for (const RoundTrip& test : trips) {
     SCOPED_TRACE(std::string(test.key) + " " + test.request);
@@ -84,7 +101,7 @@ TEST(Exchanges, DataComesBackAndDamageIsTold) {
     if (test.damage > 0)
       damaged[test.damage] ^= 1;
     else
-      damaged.erase(damaged.end() - 2);
+      damaged.insert(damaged.end() - 1, 8, 0x01);
     EXPECT_EQ(host.Ask(damaged), Hex(test.not_taken));
     EXPECT_EQ(host.Ask(test.request), before);
     std::string problem;
@@ -111,6 +128,68 @@ TEST(Dw6000, StoresAndFilesAreBanksOfPrograms) {
   const Bytes file = dw->Dump();
   ASSERT_EQ(file.size(), 64U * 39 + 32);
   EXPECT_EQ(Hex("F0 42 30 04 11 01 F7"), Bytes(file.begin() + 39 + 32, file.begin() + 78));
+}
+
+TEST(Jx8p, TonesAreStoredByTheirProgramNumber) {
+  auto jx = Make("roland-jx8p");
+  Host host(*jx);
+  const Bytes tone = jx->DumpOf("stored_tone", 9);
+  ASSERT_EQ(tone.size(), 67U);
+  EXPECT_TRUE(host.Ask(tone).empty());
+  host.Ask("F0 41 36 00 21 20 01 0B 40 22 7F F7");  // two parameters in one message
+  EXPECT_EQ(jx->Item("edit", 0)[11], 0x40);
+  EXPECT_EQ(jx->Item("edit", 0)[34], 0x7F);
+  host.Ask("F0 41 36 00 21 20 01 0B 20 22 F7");  // a half pair: nothing of it
+  EXPECT_EQ(jx->Item("edit", 0)[11], 0x40);
+  jx->SetMemoryProtect(true);
+  host.Ask("F0 41 34 00 21 20 01 00 1F 02 F7");
+  EXPECT_NE(jx->Item("tones", 31), jx->Item("edit", 0));
+  jx->SetMemoryProtect(false);
+  host.Ask("F0 41 34 00 21 20 01 00 1F 02 F7");
+  EXPECT_EQ(jx->Item("tones", 31), jx->Item("edit", 0));
+  EXPECT_TRUE(host.Ask("F0 41 35 01 21 20 01 00 F7").empty());
+  EXPECT_EQ(jx->Dump().size(), 32U * 78 + 67);
+}
+
+TEST(BassStation2, OlderFilesHaveNoName) {
+  auto bass = Make("novation-bassstation2");
+  Host host(*bass);
+  const Bytes before = bass->Item("programs", 3);
+  Bytes old = bass->DumpOf("old_program", 9);
+  ASSERT_EQ(old.size(), 122U);
+  old[8] = 3;
+  EXPECT_TRUE(host.Ask(old).empty());
+  EXPECT_EQ(bass->Item("programs", 3)[30], bass->Item("programs", 9)[30]);
+  const Bytes after = bass->Item("programs", 3);
+  EXPECT_TRUE(std::equal(before.begin() + 98, before.end(), after.begin() + 98));
+}
+
+TEST(Pro800, ProgramsHaveTheirOwnLengthAndMayBeEmpty) {
+  auto pro = Make("behringer-pro800");
+  Host host(*pro);
+  const Bytes done = Hex("F0 00 20 32 00 01 24 00 01 00 F7");
+  const Bytes failed = Hex("F0 00 20 32 00 01 24 00 01 01 F7");
+  const Bytes request = Hex("F0 00 20 32 00 01 24 00 77 05 00 F7");
+  const Bytes whole = host.Ask(request);
+  Bytes shorter(whole.begin(), whole.begin() + 195);
+  shorter.push_back(0xF7);
+  EXPECT_EQ(host.Ask(shorter), done);
+  EXPECT_EQ(host.Ask(request), shorter);
+  Bytes longer = whole;
+  longer.insert(longer.end() - 1, 8, 0x01);
+  EXPECT_EQ(host.Ask(longer), failed);
+  Bytes alone(whole.begin(), whole.begin() + 12);  // the top bits of no bytes
+  alone.push_back(0xF7);
+  EXPECT_EQ(host.Ask(alone), failed);
+  EXPECT_EQ(host.Ask(request), shorter);
+  EXPECT_EQ(host.Ask("F0 00 20 32 00 01 24 00 78 05 00 F7"), done);
+  EXPECT_EQ(host.Ask(request), Hex("F0 F7"));
+  EXPECT_FALSE(pro->Rename("programs", 5, "Nobody"));
+  auto other = Make("behringer-pro800");
+  other->LoadDump(pro->Dump());
+  EXPECT_TRUE(other->Memory() == pro->Memory());
+  host.Ask("F0 00 20 32 00 01 24 00 7D F7");  // factory reset, without asking
+  EXPECT_EQ(host.Ask(request), whole);
 }
 
 TEST(Fb01, BanksNeedTimeBetweenTheirBlocks) {
