@@ -55,6 +55,7 @@ class DescriptionReader : private DescriptionLines {
     if (block_ == "message") return MessageLine(out_.messages.back());
     if (block_ == "rule") return RuleLine(out_.rules.back());
     if (block_ == "status") return StatusLine();
+    if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "roland") return RolandLine();
     if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "casio") return CasioLine();
