@@ -93,7 +93,7 @@ class ParameterTableBuilder {
 //   parameter  PLACE, NAME, RANGE, SHOWN, NUMBER, SECTION, number of the change message from 1 or nothing, DEFAULT
 
 std::string ParameterTableText(const ParameterTable& table);
-// Failures name the line.
+// Failures name the line or the parameter.
 Result ReadParameterTable(std::string_view text, ParameterTable* out);
 // Name of the file of a data type.
 std::string ParameterTableName(int driverId);
