@@ -42,6 +42,24 @@ std::string Raw(const std::string& hex) {
 
 }  // namespace
 
+TEST(Authoring, DescriptionsOfSimulatorsAreChecked) {
+  const CliHome& home = CliHome::Instance();
+  for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/simulator/descriptions")) {
+    const CliOutput checked = home.Run({"module", "check", "--simulator", entry.path().string()});
+    EXPECT_EQ(checked.status, 0) << entry.path() << checked.out << checked.err;
+    EXPECT_TRUE(Has(checked.out, ": no errors, no warnings; everything is ")) << checked.out;
+  }
+  const std::string file = home.Path("eight.sim");
+  WriteFileText(file, "[instrument]\nname = Orrin Eight\nkee = eight\n[area voices]\nbytes = 8 # all\nname = 0 9\n");
+  const CliOutput wrong = home.Run({"module", "check", "--simulator", file});
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_TRUE(
+      wrong.out.starts_with(file + ":3:1: error: \"kee\" is not known here\n    [instrument] takes: key, name, "))
+      << wrong.out;
+  EXPECT_TRUE(Has(wrong.out, file + ":6:8: error: name = 0 9: expected offset, length and code of the name\n"));
+  EXPECT_TRUE(Has(wrong.err, "2 errors, no warnings.")) << wrong.err;
+}
+
 TEST(Authoring, ASourceIsMadeOnceAndBuilds) {
   const CliOutput made = New("once", {"--bank", "4"});
   EXPECT_EQ(made.status, 0) << made.err;
