@@ -43,9 +43,10 @@ struct ParameterTable {
 
 // What a row says, as text.
 struct ParameterRow {
-  std::string place, name, range, shown, number, section;
+  std::string place, name, range;
+  std::string shown{}, number{}, section{};
   int change = -1;
-  std::optional<std::int64_t> defaultValue;  // else the value of the range next to 0
+  std::optional<std::int64_t> defaultValue{};  // else the value of the range next to 0
 };
 
 // Where a row is wrong.

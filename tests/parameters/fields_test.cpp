@@ -125,8 +125,8 @@ TEST(FieldPlace, BytesStandInTheOrderSaid) {
 TEST(FieldPlace, WhatDoesNotFitIsRefused) {
   FieldPlace place;
   FieldRange range;
-  for (const char* text : {"", "x", "19x", "19 6-5", "19 word sideways", "19 9 nibbles", "19 12 bits",
-                           "19 0-40", "99999999999", "19 &", "-3", "19 nibbles nibbles"})
+  for (const char* text : {"", "x", "19x", "19 6-5", "19 word sideways", "19 9 nibbles", "19 12 bits", "19 0-40",
+                           "99999999999", "19 &", "-3", "19 nibbles nibbles"})
     EXPECT_TRUE(ParseFieldPlace(text, true, {}, &place)) << text;
   EXPECT_TRUE(ParseFieldPlace("3", false, {-4, 0}, &place));
   for (const char* text : {"", "5", "5..", "9..3", "0..4", "-3..1", "-2..2", "0..99999999999999999999", "a..b"}) {
