@@ -463,8 +463,7 @@ class DescriptionReader : private DescriptionLines {
       message.sum = SumKind::kUnpacked;
     } else {
       Fail("\"" + std::string(value_) + "\" is no checksum",
-           "The checksum reads negative FROM, running FROM, blocks FROM ITEMS, unpacked or kawai; docs/simulator.md "
-           "has all.");
+           "docs/simulator.md has the checksums: negative FROM, running FROM, blocks FROM ITEMS, counted, unpacked, kawai.");
     }
     return true;
   }
@@ -513,7 +512,7 @@ class DescriptionReader : private DescriptionLines {
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else
-        Fail("\"" + std::string(value_) + "\" is no action", "It is mode or nothing; docs/simulator.md has all.");
+        Fail("\"" + std::string(value_) + "\" is no action", "docs/simulator.md has the actions: mode, protect, device, nothing.");
       return true;
     }
     return false;
