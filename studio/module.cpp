@@ -11,6 +11,7 @@
 #include "data/synth_fields.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
+#include "studio/coded_words.h"
 #include "studio/module_header.h"
 #include "studio/module_lets.h"
 #include "studio/module_maps.h"
@@ -94,6 +95,20 @@ std::string FormSection(int driverId, std::size_t form) {
   std::string text = "Recognize " + std::to_string(driverId);
   if (form) text += "." + std::to_string(form);
   return text;
+}
+
+// What is wrong with a number that a field took: no code of its table, or outside of its limits.
+std::string NumberProblem(const Synth& synth, const std::string& name) {
+  const SynthField* field = FindSynthField(name);
+  if (!field || field->type == FieldType::kText || field->type == FieldType::kBytes ||
+      field->type == FieldType::kU16Array)
+    return {};
+  const bool isLast = AsciiEqualNoCase(name, "patchMax"), isFirst = AsciiEqualNoCase(name, "patchMin");
+  const std::int64_t number = isLast ? PatchMax(synth) : isFirst ? PatchMin(synth) : SynthNumber(synth, *field);
+  if (FindCodedTable(field->name)) return CodedProblem(field->name, number);
+  if (number >= field->low && number <= field->high) return {};
+  return std::string(field->name) + " " + std::to_string(number) + " is out of range: " + std::to_string(field->low) +
+         " to " + std::to_string(field->high);
 }
 
 // Keeps a mistake; success as long as the build goes on behind it.
@@ -239,7 +254,10 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
     std::copy(bytes->begin(), bytes->end(), build->synth.dumpRequest);
     return Result::Success();
   }
-  if (!SetSynthField(&build->synth, field, value, &error)) return SourceFailure(line, error);
+  Synth changed = build->synth;
+  if (!SetSynthField(&changed, field, value, &error)) return SourceFailure(line, error);
+  if (error = NumberProblem(changed, field); !error.empty()) return SourceFailure(line, error);
+  build->synth = changed;
   build->fieldsSet.push_back(AsciiLower(field));
   return Result::Success();
 }

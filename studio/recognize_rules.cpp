@@ -6,6 +6,7 @@
 #include "data/checksums.h"
 #include "midi/receive_options.h"
 #include "platform/text.h"
+#include "studio/coded_words.h"
 
 namespace tonalith {
 
@@ -308,7 +309,8 @@ class RuleParser {
       if (!RuleNumber(options[i].rest, times ? &verify.times : &verify.step))
         return "\"" + options[i].word + "\" needs a number";
     }
-    if (verify.type >= static_cast<std::uint32_t>(kChecksumTypes) || verify.times == 0) return "no such checksum";
+    if (verify.times == 0) return "\"times\" needs a number from 1 on";
+    if (std::string problem = CodedProblem("checksumType", verify.type); !problem.empty()) return problem;
     if (rule_->verify.size() >= 256) return "too many checksums";
     rule_->verify.push_back(verify);
     return {};
