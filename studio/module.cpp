@@ -12,6 +12,9 @@
 #include "platform/ini_file.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
+#include "script/compiler.h"
+#include "script/lint.h"
+#include "studio/module_exchange.h"
 #include "studio/module_header.h"
 #include "studio/module_lets.h"
 #include "studio/module_maps.h"
@@ -34,7 +37,8 @@ struct TypeBuild {
   std::vector<std::pair<std::uint32_t, std::vector<std::uint8_t>>> init;
   std::vector<SourceLine> initLines;
   std::vector<std::vector<SourceLine>> forms{1};
-  SourceLine scriptLines[3];  // receive, transmit, audition
+  SourceLine scriptLines[3];         // receive, transmit, audition
+  std::vector<SourceLine> steps[2];  // get, put
   std::vector<std::uint8_t> scripts[3];
   std::vector<SourceLine> lines;  // of the descriptor
   SourceLets lets;                // what is known behind the last line
@@ -45,6 +49,10 @@ struct TypeBuild {
   bool sizesUnknown = false;           // lines were wrong
   std::vector<std::string> fieldsSet;  // lower case
 
+  bool HasSteps(int i) const { return !steps[i].empty() && !ExchangeIsNone(steps[i]); }
+  bool IsScripted() const {
+    return !scriptLines[0].value.empty() || !scriptLines[1].value.empty() || HasSteps(0) || HasSteps(1);
+  }
   bool IsSet(std::string_view field) const {
     return std::find(fieldsSet.begin(), fieldsSet.end(), AsciiLower(field)) != fieldsSet.end();
   }
@@ -72,6 +80,7 @@ class ModuleBuilder {
   Result ParseForm(std::vector<SourceLine> lines, FormEntries entries, TypeBuild* build);
   Result MakeMap(TypeBuild* build);
   Result CompileScripts(TypeBuild* build);
+  Result CompileSteps(int i, const SourceLets& made, TypeBuild* build);
   std::vector<std::uint8_t> InitialImage(const TypeBuild& build) const;
   Result DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const;
   std::string ModuleIni(const std::vector<TypeBuild>& builds) const;
@@ -202,6 +211,10 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
     build->forms.back().push_back(line);
     return Result::Success();
   }
+  if (IsExchangeKey(line.key)) {
+    build->steps[AsciiEqualNoCase(line.key, "get") ? 0 : 1].push_back(line);
+    return Result::Success();
+  }
   static const char* const kScripts[] = {"receive", "transmit", "audition"};
   for (int i = 0; i < 3; ++i)
     if (AsciiEqualNoCase(line.key, kScripts[i])) {
@@ -281,7 +294,7 @@ void ModuleBuilder::FillDefaults(TypeBuild* build) {
   s.midiChannel = s.midiChannelDefault;
   s.dumpRequestHasChannel = s.dumpRequestChannelOffset != 0;
   SetStorageFormat(&s, s.storageFormat);
-  if (!build->scriptLines[0].value.empty() || !build->scriptLines[1].value.empty()) s.noChecksumOnFormat = 1;
+  if (build->IsScripted()) s.noChecksumOnFormat = 1;
   if (s.manufacturerId == kRolandId && !build->IsSet("rolandSize")) RolandSizeOf(&s);
   if (GetDefn(s).empty()) SetDefn(&s, (header_.name + "/").c_str());
   if (build->instrumentName.empty()) build->instrumentName = header_.name.substr(0, 31);
@@ -357,6 +370,10 @@ Result ModuleBuilder::CompileScripts(TypeBuild* build) {
   const SourceLets made = ScriptLets(build->synth, build->rules.empty() ? nullptr : &build->rules.front());
   for (int i = 0; i < 3; ++i) {
     const SourceLine& line = build->scriptLines[i];
+    if (i < 2 && build->HasSteps(i)) {
+      const Result result = Note(CompileSteps(i, made, build));
+      if (!result.ok()) return result;
+    }
     if (line.value.empty()) continue;
     SourceLets lets = line.lets;
     for (const SourceLine& other : build->lines)
@@ -366,6 +383,24 @@ Result ModuleBuilder::CompileScripts(TypeBuild* build) {
     const Result result = Note(CompileScriptSource(source_, line, lets, &build->scripts[i], mistakes_));
     if (!result.ok()) return result;
   }
+  return Result::Success();
+}
+
+// The script of an exchange that is written as steps; i: 0 for get, 1 for put.
+Result ModuleBuilder::CompileSteps(int i, const SourceLets& made, TypeBuild* build) {
+  const std::vector<SourceLine>& steps = build->steps[i];
+  if (!build->scriptLines[i].value.empty())
+    return SourceFailure(build->scriptLines[i], "there are steps as well, `" + steps.front().key + "`");
+  const auto listen = build->lets.find("listen");
+  const ExchangeFacts facts{build->synth, made, listen == build->lets.end() ? std::string() : listen->second};
+  std::string script;
+  const std::size_t before = Mistakes();
+  const Result result = WriteExchange(steps, facts, &script, mistakes_);
+  if (!result.ok() || Mistakes() != before) return result;
+  const CompileResult compiled = CompileScript(script);
+  if (!compiled.ok()) return SourceFailure(steps.front(), compiled.report);
+  for (const LintWarning& warning : Lint(script)) return SourceFailure(steps.front(), warning.text);
+  build->scripts[i] = compiled.code;
   return Result::Success();
 }
 

@@ -266,7 +266,11 @@ bool IsFormKey(const std::string& key) {
 }
 
 bool IsNamedKey(const std::string& key) {
-  return !IsFormKey(key) && !AsciiEqualNoCase(key, "init") && !AsciiEqualNoCase(key, "map") && key != "or";
+  return !IsFormKey(key) && !IsExchangeKey(key) && !AsciiEqualNoCase(key, "init") && !AsciiEqualNoCase(key, "map") && key != "or";
+}
+
+bool IsExchangeKey(std::string_view key) {
+  return AsciiEqualNoCase(key, "get") || AsciiEqualNoCase(key, "put");
 }
 
 bool IsScriptKey(std::string_view key) {
