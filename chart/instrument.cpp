@@ -1,6 +1,7 @@
 #include "chart/instrument.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <optional>
 #include <set>
@@ -17,6 +18,7 @@ namespace {
 constexpr int kMostSlots = 16384;
 constexpr std::size_t kMostTypes = 200;
 constexpr int kMostVariants = 64;
+constexpr int kLastDriver = 65000;
 constexpr std::int64_t kLongestMs = 600000;
 
 std::optional<int> HexByteOf(std::string_view text) {
@@ -70,10 +72,11 @@ bool IsMessageKey(std::string_view key) {
   return key == "request" || key == "dump" || key == "each";
 }
 
-std::string EntryName(const std::string& name) {
+// The name of a file: letters, digits and, when it is said, - and capitals.
+std::string EntryName(const std::string& name, bool said) {
   std::string entry;
-  for (const char c : AsciiLower(name))
-    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) entry += c;
+  for (const char c : name)
+    if (std::isalnum(static_cast<unsigned char>(c)) || (said && c == '-')) entry += said ? c : AsciiLower(c);
   return entry.empty() ? "data" : entry;
 }
 
@@ -84,7 +87,7 @@ class TypeReader {
       : chart_(chart), type_(*type), used_(*used), problems_(*problems) {
     for (const ChartEntry& entry : chart.head->entries)
       if (IsChartDefinition(*chart.head, entry)) Define(entry);
-    if (const ChartSection* patch = HeldSection()) {
+    if (const ChartSection* patch = HeldSection(); patch && !full_.count("each")) {
       const auto dump = std::find_if(patch->entries.begin(), patch->entries.end(),
                                      [](const ChartEntry& entry) { return entry.key == "dump"; });
       if (dump != patch->entries.end()) Define(*dump, "each");
@@ -353,6 +356,50 @@ void ReadHolding(const ChartInstrument& chart, ChartType* type, ChartProblems* p
                   NearestWords(type->holds, names));
 }
 
+// `1140, 1141, 1144..1151`
+std::vector<int> DriverNumbers(const ChartEntry& entry, ChartProblems* problems) {
+  std::vector<int> numbers;
+  for (const ChartCell& part : SplitChartCell(entry.cell, ',')) {
+    std::string first = part.text, last = part.text;
+    SplitChartRange(part.text, &first, &last);
+    const auto low = ParseInteger(first), high = ParseInteger(last);
+    if (!low || !high || *low < 1 || *low > *high || *high > kLastDriver || *high - *low > kMostVariants) {
+      problems->Add(part.at, part.text, "no driver ids", "drivers = 1140, 1141, 1144..1151");
+      continue;
+    }
+    for (std::int64_t number = *low; number <= *high; ++number) numbers.push_back(static_cast<int>(number));
+  }
+  return numbers;
+}
+
+// Puts the types into the order of their driver ids.
+void SortTypes(ChartInstrument* chart, ChartProblems* problems) {
+  const ChartEntry* base = chart->Find("drivers");
+  const auto first = base ? ParseInteger(base->value) : std::nullopt;
+  const bool said =
+      std::any_of(chart->types.begin(), chart->types.end(), [](const ChartType& type) { return type.driver; });
+  if (!said || !first) return;
+  // The others take the ids that are left, in order.
+  std::set<int> taken;
+  for (const ChartType& type : chart->types) taken.insert(type.driver);
+  int next = static_cast<int>(*first);
+  for (ChartType& type : chart->types) {
+    if (type.driver) continue;
+    while (taken.count(next)) ++next;
+    type.driver = next++;
+  }
+  std::stable_sort(chart->types.begin(), chart->types.end(),
+                   [](const ChartType& a, const ChartType& b) { return a.driver < b.driver; });
+  for (std::size_t i = 0; i < chart->types.size(); ++i)
+    if (chart->types[i].driver != *first + static_cast<int>(i)) {
+      problems->Add(chart->types[i].section->at, chart->types[i].name,
+                    "the driver ids of the data types have a gap or stand twice",
+                    "from " + std::to_string(*first) + " to " +
+                        std::to_string(*first + static_cast<int>(chart->types.size()) - 1));
+      return;
+    }
+}
+
 // Definitions that no message, step or form refers to are most likely keys with a mistake in them.
 void CheckUse(const ChartInstrument& chart, const std::set<std::string>& used, ChartProblems* problems) {
   for (const ChartSection& section : chart.text->sections) {
@@ -467,15 +514,21 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
     CheckChartKeys(section, problems);
     std::vector<ChartVariable> variables = ChartVariables(section, problems);
     if (variables.empty()) variables.push_back({});
+    const auto drivers = std::find_if(section.entries.begin(), section.entries.end(),
+                                      [](const ChartEntry& entry) { return entry.key == "drivers"; });
+    std::vector<int> numbers;
+    if (drivers != section.entries.end()) numbers = DriverNumbers(*drivers, problems);
+    std::size_t number = 0;
     for (const ChartVariable& variable : variables) {
       if (chart.types.size() >= kMostTypes) break;
       ChartType type;
       type.section = &section;
       type.variable = variable;
+      if (number < numbers.size()) type.driver = numbers[number++];
       type.name = ChartShown(section.name, variable);
       if (variable.letter && type.name == section.name) type.name += " " + variable.shown;
       const ChartEntry* file = type.Find("driver file");
-      type.fileName = EntryName(file ? ChartShown(file->value, variable) : type.name);
+      type.fileName = EntryName(file ? ChartShown(file->value, variable) : type.name, file != nullptr);
       if (!entries.insert(type.fileName).second)
         problems->Add(section.nameAt, type.name, "there is a data type of this name already");
       ReadHolding(chart, &type, problems);
@@ -484,6 +537,7 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
   }
   if (chart.types.empty() && chart.head != &kNothing)
     problems->Add(chart.head->at, {}, "the chart has no data types", "[data NAME]");
+  SortTypes(&chart, problems);
   std::set<std::string> used;
   for (ChartType& type : chart.types) TypeReader(chart, &type, &used, problems).Read();
   // What is wrong may be why nothing uses a message.

@@ -57,6 +57,7 @@ struct ChartType {
   std::string name;
   std::string fileName;  // of its files in the module, without ending
   ChartVariable variable;
+  int driver = 0;  // driver id; 0: that of its place
   int slots = 1;
   std::string holds;  // name of the section of its patches
   ChartPlace holdsAt;

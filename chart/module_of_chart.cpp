@@ -76,7 +76,7 @@ class HeaderWriter {
 
   ChartMessage Message(const ChartEntry& entry) {
     ChartNames names;
-    if (chart_.device.letter) names.variables += chart_.device.letter;
+    names.variables = "abcdefghijklmnopqrstuvwxyz";
     // A text may stand behind two blanks.
     const auto parts = SplitAtGaps(entry.cell);
     return ReadChartMessage(parts.empty() ? entry.cell : parts.front(), names, &problems_);

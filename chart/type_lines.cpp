@@ -16,6 +16,7 @@ constexpr std::uint32_t kLargestAnySize = 131072;
 constexpr std::size_t kLongestRequest = 20;
 constexpr std::size_t kLongestKey = 7;
 constexpr int kMostOffset = 4096;
+constexpr int kByName = 0;  // the way of numbering that the name code says
 
 std::string Num(std::int64_t number) {
   return std::to_string(number);
@@ -30,6 +31,13 @@ const ChartItem* LastData(const ChartMessage& message) {
   for (const ChartItem& item : message.items)
     if (item.kind == ChartItemKind::kData) last = &item;
   return last;
+}
+
+// Sums of bytes in nibbles count the bytes.
+std::uint32_t SumCount(const ChartItem& sum) {
+  constexpr int kOfNibbles[] = {2, 6, 12};
+  const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
+  return nibbles ? sum.sumSize / 2 : sum.sumSize;
 }
 
 // A number of the words table, by the word of an entry.
@@ -140,6 +148,7 @@ class DescriptorWriter {
       problems_.Add(entry.valueAt, entry.value, "no range of numbers", "patches = 64..95");
       return;
     }
+    firstPatch_ = static_cast<int>(*low);
     Put("patchMin", Num(*low), entry.valueAt);
     Put("patchMax", Num(*high), entry.valueAt);
     const int place = type_.dump.empty() ? -1 : type_.dump.front().PlaceOf(kPatchLetter);
@@ -169,6 +178,7 @@ class DescriptorWriter {
     const bool own = type_.Find("numbers") || type_.slots > 1;
     for (const int offset : Offsets(slots))
       for (const int format : NumberFormats()) {
+        if (format == kByName) continue;
         Synth synth{};
         synth.numberFormat = static_cast<std::uint8_t>(format);
         synth.bankNumberOffset = static_cast<std::uint16_t>(offset);
@@ -248,7 +258,11 @@ class DescriptorWriter {
       const auto parts = SplitChartCell(entry->cell, ',');
       if (const auto code = CodeOf("bankSelectMode", parts.front(), &problems_))
         Put("bankSelectMode", Num(*code), entry->valueAt);
-      if (parts.size() > 1) Put("bankSelectMsbDefault", parts[1].text, parts[1].at);
+      for (std::size_t i = 1; i < parts.size(); ++i) {
+        const bool size = parts[i].text.ends_with(" a bank");
+        const std::string number = parts[i].text.substr(0, parts[i].text.find(' '));
+        Put(size ? "bankSelectMax" : "bankSelectMsbDefault", number, parts[i].at);
+      }
     }
     for (const char* direction : {"get", "put"})
       if (const ChartEntry* entry = type_.Find(std::string("script ") + direction))
@@ -267,7 +281,7 @@ class DescriptorWriter {
     const bool plain = sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise && type_.dump.size() == 1;
     for (const auto& [sum, place] : sums) {
       const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(sum->sumSize) + " " + Num(place + sum->offset);
+          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
       std::string repeat;
       if (type_.patchwise)
         repeat = " | times " + Num(type_.slots) + " | step " + Num(layout_.oneSize);
@@ -312,7 +326,9 @@ class DescriptorWriter {
       bool wanted = !bytes.empty() && (behind || item.times > 1);
       if (item.kind == ChartItemKind::kByte) {
         const ChartKnownByte byte = KnownByte(item.byte, chart_, type_);
-        wanted = (wanted && !byte.open) || (byte.open && item.byte.use == ChartUse::kNone && byte.value != 0);
+        if (item.byte.variable == kPatchLetter && !type_.patchwise) bytes = {item.byte.With(firstPatch_)};
+        wanted = (wanted && !byte.open) || (byte.open && (item.byte.use == ChartUse::kNone || !type_.patchwise) &&
+                                            bytes.front() != 0 && item.byte.variable != chart_.device.letter);
         if (&item == &message.items.back()) wanted = false;
       }
       if (!wanted || (!run.empty() && first->times != item.times)) flush();
@@ -358,6 +374,7 @@ class DescriptorWriter {
   ChartProblems& problems_;
   const ChartLayout layout_;
   ChartLines lines_;
+  int firstPatch_ = 0;  // its number in messages
 };
 
 }  // namespace

@@ -110,7 +110,7 @@ class StepWriter {
       if (static_cast<int>(item.offset) == place && byte.use != ChartUse::kHighDigit) return HexPair(known.value);
     } else if (byte.variable != kPatchLetter) {
       return "??";
-    } else if (pattern && !type_.patchwise && type_.slots > 1) {
+    } else if (pattern && !type_.patchwise) {
       return "??";
     }
     const std::string name = device ? "device" : "patch";
@@ -262,7 +262,8 @@ class StepWriter {
       return std::any_of(sent.items.begin(), sent.items.end(), [&](const ChartItem& one) {
         return one.kind == ChartItemKind::kSum && one.sumFrom <= item.offset && item.offset < one.sumFrom + one.sumSize;
       });
-    if (byte.variable == kPatchLetter) return true;
+    // A patch that stays where it is goes out with the number that it has.
+    if (byte.variable == kPatchLetter) return type_.patchwise || type_.Find("patches") != nullptr;
     if (byte.variable) return type_.patchwise;
     if (byte.mask != 0xFF) return false;
     for (const ChartItem& one : image.items)
