@@ -216,9 +216,17 @@ class TypeReader {
       refused.insert(refused.end(), own.begin() + 1, own.end());
     }
     for (const ChartCell& one : refused) {
+      if (one.text == "or nothing") {
+        step->anyway = true;
+        continue;
+      }
+      if (one.text.starts_with("within ")) {
+        step->ms = ChartMilliseconds(one.Part(7, one.text.size()), &problems_);
+        continue;
+      }
       const std::size_t quotes = one.text.find('"');
       if (!one.text.starts_with("refused ") || quotes == std::string::npos || !one.text.ends_with('"')) {
-        problems_.Add(one.at, one.text, "behind an answer stands what refuses", "| refused F0 ... F7 \"SENTENCE\"");
+        problems_.Add(one.at, one.text, "nothing that stands behind an answer", "| refused F0 ... F7 \"SENTENCE\", | within 1 s, | or nothing");
         continue;
       }
       std::string name;
@@ -459,6 +467,18 @@ int ChartSumKind(const ChartEntry* entry, ChartProblems* problems) {
   std::vector<std::string> words;
   for (const CodedWord& word : table.words) words.emplace_back(word.word);
   problems->Add(entry->valueAt, entry->value, "no kind of checksum", NearestWords(entry->value, words));
+  return 0;
+}
+
+int ChartMilliseconds(const ChartCell& time, ChartProblems* problems) {
+  std::string_view text = time.text;
+  const bool seconds = text.ends_with(" s");
+  if (seconds || text.ends_with(" ms")) text.remove_suffix(seconds ? 2 : 3);
+  const auto number = ParseInteger(text);
+  const std::int64_t scale = seconds ? 1000 : 1;
+  if (number && *number >= 1 && *number <= kLongestMs / scale && text.size() < time.text.size())
+    return static_cast<int>(*number * scale);
+  problems->Add(time.at, time.text, "no time", "75 ms, 3 s");
   return 0;
 }
 

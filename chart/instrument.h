@@ -25,7 +25,8 @@ struct ChartStep {
   ChartMessage answer;
   std::string answerName;
   std::vector<Refusal> refused;
-  int ms = 0;
+  bool anyway = false;  // the answer may be missing
+  int ms = 0;           // of a pause; how long the answer may take, 0: as usual
 };
 
 // A way the data looks in files: messages that follow each other.
@@ -94,6 +95,8 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
 
 // The kind of checksum that an entry names, -1 without one.
 int ChartSumKind(const ChartEntry* entry, ChartProblems* problems);
+// `75 ms`, `3 s`; 0 and a mistake for anything else.
+int ChartMilliseconds(const ChartCell& time, ChartProblems* problems);
 // `{b}` and the like replaced.
 std::string ChartShown(const std::string& text, const ChartVariable& variable);
 // `FIRST..LAST` of numbers, hex bytes or letters as they stand.

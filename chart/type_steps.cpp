@@ -58,19 +58,10 @@ class StepWriter {
     return here;
   }
 
-  // `75 ms`, `3 s`; 0 without the entry.
+  // 0 without the entry.
   int Milliseconds(const char* key) {
     const ChartEntry* entry = chart_.Find(type_, key);
-    if (!entry) return 0;
-    std::string_view text = entry->value;
-    const bool seconds = text.ends_with(" s");
-    if (seconds || text.ends_with(" ms")) text.remove_suffix(seconds ? 2 : 3);
-    const auto number = ParseInteger(text);
-    if (!number || *number < 1 || *number > 60000 || text.size() == entry->value.size()) {
-      problems_.Add(entry->valueAt, entry->value, "no time", "75 ms, 3 s");
-      return 0;
-    }
-    return static_cast<int>(*number * (seconds ? 1000 : 1));
+    return entry ? ChartMilliseconds(entry->cell, &problems_) : 0;
   }
 
   void Line(const std::string& step, ChartPlace at) { lines_.Put(direction_, step, at); }
@@ -162,7 +153,7 @@ class StepWriter {
           if (step.answered ? HasData(step.answer) : asks == 0 && IsLastMessage(steps, i))
             Ask(step, asks > 1);
           else
-            Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message),
+            Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step),
                  step.at);
           break;
         default:
@@ -222,9 +213,17 @@ class StepWriter {
       if (HasData(step.message))
         Data(step);
       else
-        Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message), step.at);
+        Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step), step.at);
       Between(step.at, i + 1 == steps.size());
     }
+  }
+
+  // What no form in files has is sent to the instrument only.
+  std::string Live(const ChartStep& step) const {
+    for (const ChartForm& form : type_.forms)
+      for (const auto& [name, message] : form.messages)
+        if (!step.name.empty() && name == step.name) return {};
+    return step.answered ? " | live" : "";
   }
 
   bool IsWhole(const ChartStep& step) const { return step.name == (type_.patchwise ? "each" : "dump"); }
@@ -266,10 +265,21 @@ class StepWriter {
     if (byte.variable == kPatchLetter) return type_.patchwise || type_.Find("patches") != nullptr;
     if (byte.variable) return type_.patchwise;
     if (byte.mask != 0xFF) return false;
-    for (const ChartItem& one : image.items)
-      if (one.offset == item.offset && one.kind == ChartItemKind::kByte)
-        return one.byte.mask != 0xFF || one.byte.base != byte.base;
+    if (Differs(item, image)) return true;
+    for (const ChartStep& step : type_.get)
+      if (step.answered && image.size && step.answer.size == image.size && Differs(item, step.answer)) return true;
+    for (const ChartForm& form : type_.forms)
+      for (const auto& [name, message] : form.messages)
+        if (image.size && message.size == image.size && Differs(item, message)) return true;
     return false;
+  }
+
+  // The other message may have another byte in this place.
+  static bool Differs(const ChartItem& item, const ChartMessage& other) {
+    return std::any_of(other.items.begin(), other.items.end(), [&](const ChartItem& one) {
+      return one.offset == item.offset && one.kind == ChartItemKind::kByte &&
+             (one.byte.mask != 0xFF || one.byte.base != item.byte.base);
+    });
   }
 
   // The data, with the pauses inside it.
