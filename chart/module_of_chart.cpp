@@ -10,7 +10,6 @@
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
-#include "studio/module_check.h"
 
 namespace tonalith {
 
@@ -207,6 +206,38 @@ Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* o
   for (const ModuleDiagnostics::Problem& problem : diagnostics.problems)
     problems->Add(module.PlaceOf(problem.file, problem.line), {}, problem.text, ModuleHint(problem.text));
   return problems->any() ? problems->First() : result;
+}
+
+Result CheckModuleAt(const std::filesystem::path& path, const std::map<int, std::string>& others,
+                     std::vector<ModuleRemark>* remarks, ModuleImage* image) {
+  remarks->clear();
+  const std::filesystem::path chart = ChartOfPath(path);
+  if (chart.empty()) {
+    ModuleSource source;
+    Result result = ReadModuleSource(path, &source);
+    if (!result.ok()) return result;
+    *remarks = CheckModule(source, others, image);
+    for (ModuleRemark& remark : *remarks) remark.file = JoinPath(path.string(), remark.file);
+    return result;
+  }
+  std::string text;
+  Result result = ReadChartFile(chart, &text);
+  if (!result.ok()) return result;
+  ChartProblems problems(chart.string());
+  const ChartModule module = ModuleOfChart(text, &problems);
+  for (const ChartProblem& problem : problems.all()) {
+    ModuleRemark remark{true, problem.file, problem.line, problem.Sentence(), {}, problem.column};
+    remarks->push_back(std::move(remark));
+  }
+  if (problems.any()) return result;
+  *remarks = CheckModule(module.source, others, image);
+  for (ModuleRemark& remark : *remarks) {
+    const ChartPlace at = module.PlaceOf(remark.file, remark.line);
+    remark.file = chart.string();
+    remark.line = at.line;
+    remark.column = at.column;
+  }
+  return result;
 }
 
 std::filesystem::path ChartOfPath(const std::filesystem::path& path) {

@@ -8,6 +8,7 @@
 
 #include "chart/chart_text.h"
 #include "studio/module.h"
+#include "studio/module_check.h"
 
 namespace tonalith {
 
@@ -24,6 +25,11 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems);
 
 // Builds the module of a chart; what the builder finds wrong is named at its place in the chart as well.
 Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* out);
+
+// Looks at a chart or a folder of module sources as CheckModule does; the files of its remarks have the folder with
+// them.
+Result CheckModuleAt(const std::filesystem::path& path, const std::map<int, std::string>& others,
+                     std::vector<ModuleRemark>* remarks, ModuleImage* image);
 
 // The chart that a path means: a file "NAME.chart", or the one of a folder; empty for anything else.
 std::filesystem::path ChartOfPath(const std::filesystem::path& path);

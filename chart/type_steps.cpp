@@ -114,6 +114,8 @@ class StepWriter {
       return "??";
     }
     const std::string name = device ? "device" : "patch";
+    // "All devices" is no digit.
+    if (device && byte.use == ChartUse::kLowDigit) return "device&15+" + Num(byte.base);
     if (byte.use == ChartUse::kHighDigit) return name + "*16" + (byte.base ? "+" + Num(byte.base) : "");
     if (byte.base == 0) return name;
     return byte.base > 0 ? HexPair(byte.base) + "+" + name : name + "-" + Num(-byte.base);
@@ -127,12 +129,7 @@ class StepWriter {
 
   std::string Within() const { return within_ ? " | within " + Num(within_) : ""; }
 
-  std::string Answer(const ChartStep& step) {
-    std::string text = " | answer " + Bytes(step.answer, true) + Within();
-    for (const ChartStep::Refusal& refusal : step.refused)
-      text += " | refused " + Bytes(refusal.message, true) + " \"" + refusal.sentence + "\"";
-    return text;
-  }
+  std::string Answer(const ChartStep& step) { return " | answer " + Bytes(step.answer, true) + Within(); }
 
   static std::size_t CountMessages(const std::vector<ChartStep>& steps) {
     return static_cast<std::size_t>(std::count_if(
