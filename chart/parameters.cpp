@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "chart/parameter_repeat.h"
 #include "platform/text.h"
@@ -220,6 +222,7 @@ class ParameterReader {
   void Say(const ParameterFault& fault) {
     const Added& added = added_[fault.row];
     const auto index = static_cast<std::size_t>(fault.cell);
+    if (!said_.insert({added.row, index}).second) return;  // of a row that repeats the first time tells it all
     const auto& cells = added.row->cells;
     const bool there = index < cells.size();
     const ChartCell& cell = there ? cells[index] : cells.back();
@@ -239,6 +242,7 @@ class ParameterReader {
   ParameterTableBuilder builder_;
   ChartProblems& problems_;
   std::vector<Added> added_;
+  std::set<std::pair<const ChartRow*, std::size_t>> said_;  // rows and cells
   Block top_;
   std::vector<Block*> open_;  // the section and the repeats that have not ended
   std::int64_t offset_ = 0;
