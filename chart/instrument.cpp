@@ -1,6 +1,7 @@
 #include "chart/instrument.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <optional>
 #include <set>
@@ -17,6 +18,8 @@ namespace {
 constexpr int kMostSlots = 16384;
 constexpr std::size_t kMostTypes = 200;
 constexpr int kMostVariants = 64;
+constexpr int kMostTurns = 128;
+constexpr int kLastDriver = 65000;
 constexpr std::int64_t kLongestMs = 600000;
 
 std::optional<int> HexByteOf(std::string_view text) {
@@ -70,10 +73,11 @@ bool IsMessageKey(std::string_view key) {
   return key == "request" || key == "dump" || key == "each";
 }
 
-std::string EntryName(const std::string& name) {
+// The name of a file: letters, digits and, when it is said, - and capitals.
+std::string EntryName(const std::string& name, bool said) {
   std::string entry;
-  for (const char c : AsciiLower(name))
-    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) entry += c;
+  for (const char c : name)
+    if (std::isalnum(static_cast<unsigned char>(c)) || (said && c == '-')) entry += said ? c : AsciiLower(c);
   return entry.empty() ? "data" : entry;
 }
 
@@ -84,7 +88,7 @@ class TypeReader {
       : chart_(chart), type_(*type), used_(*used), problems_(*problems) {
     for (const ChartEntry& entry : chart.head->entries)
       if (IsChartDefinition(*chart.head, entry)) Define(entry);
-    if (const ChartSection* patch = HeldSection()) {
+    if (const ChartSection* patch = HeldSection(); patch && !full_.count("each")) {
       const auto dump = std::find_if(patch->entries.begin(), patch->entries.end(),
                                      [](const ChartEntry& entry) { return entry.key == "dump"; });
       if (dump != patch->entries.end()) Define(*dump, "each");
@@ -95,7 +99,7 @@ class TypeReader {
       names_.definitions["each"] = names_.definitions["dump"];
       full_["each"] = full_["dump"];
     }
-    names_.variables = std::string(1, kPatchLetter) + Letters();
+    names_.variables = std::string{kPatchLetter, kTurnLetter} + Letters();
     names_.sum = ChartSumKind(chart.Find(*type, "sum"), &problems_);
   }
 
@@ -105,7 +109,7 @@ class TypeReader {
     const char* main = type_.patchwise ? "each" : "dump";
     if (const auto found = full_.find(main); found != full_.end()) {
       used_.insert(main);
-      for (const ChartCell& part : SplitOutside(MessagePart(found->second), " + ")) type_.dump.push_back(Message(part));
+      for (const ChartCell& part : SplitOutside(MessagePart(found->second), " + ")) Whole(part);
     }
     if (full_.count("request")) type_.request = Named("request");
     const ChartEntry* get = type_.Find(type_.patchwise ? "get each" : "get");
@@ -152,10 +156,46 @@ class TypeReader {
     return letters;
   }
 
+  // One message of the data, or `part*16`.
+  void Whole(const ChartCell& cell) {
+    std::string name;
+    int times = 1;
+    if (!Times(cell, &name, &times)) {
+      type_.dump.push_back(full_.count(cell.text) ? Named(cell.text) : Message(cell));
+      return;
+    }
+    const ChartMessage message = Named(name);
+    for (int turn = 0; turn < times; ++turn) {
+      type_.dump.push_back(message);
+      for (ChartItem& item : type_.dump.back().items)
+        if (item.byte.variable == kTurnLetter) {
+          item.byte.base = item.byte.With(turn) & 0x7F;
+          item.byte.mask = 0xFF;
+          item.byte.use = ChartUse::kNone;
+          item.byte.variable = 0;
+        }
+    }
+  }
+
+  // `NAME*16`
+  bool Times(const ChartCell& cell, std::string* name, int* times) {
+    const std::size_t star = cell.text.rfind('*');
+    if (star == std::string::npos || !full_.count(cell.text.substr(0, star))) return false;
+    const auto number = ParseInteger(cell.text.substr(star + 1));
+    if (!number || *number < 2 || *number > kMostTurns) {
+      problems_.Add(cell.At(star), cell.text.substr(star), "how often it stands there is a number up to 128", "*16");
+      return false;
+    }
+    *name = cell.text.substr(0, star);
+    *times = static_cast<int>(*number);
+    return true;
+  }
+
   ChartMessage Message(const ChartCell& text) { return ReadChartMessage(text, names_, &problems_); }
   ChartMessage Named(const std::string& name) {
     names_.used.insert(name);
-    return Message(MessagePart(full_.at(name)));
+    // Of data in several messages the first.
+    return Message(SplitOutside(MessagePart(full_.at(name)), " + ").front());
   }
 
   std::vector<ChartStep> Steps(const ChartCell& cell) {
@@ -219,16 +259,28 @@ class TypeReader {
   void Answer(const ChartCell& cell, ChartStep* step) {
     step->answered = true;
     const auto parts = SplitOutside(cell, "|");
-    step->answer = OneMessage(parts.front(), &step->answerName);
+    if (Times(parts.front(), &step->answerName, &step->times))
+      step->answer = Named(step->answerName);
+    else
+      step->answer = OneMessage(parts.front(), &step->answerName);
     std::vector<ChartCell> refused(parts.begin() + 1, parts.end());
     if (!step->answerName.empty()) {
       const auto own = SplitOutside(full_.at(step->answerName), "|");
       refused.insert(refused.end(), own.begin() + 1, own.end());
     }
     for (const ChartCell& one : refused) {
+      if (one.text == "or nothing") {
+        step->anyway = true;
+        continue;
+      }
+      if (one.text.starts_with("within ")) {
+        step->ms = ChartMilliseconds(one.Part(7, one.text.size()), &problems_);
+        continue;
+      }
       const std::size_t quotes = one.text.find('"');
       if (!one.text.starts_with("refused ") || quotes == std::string::npos || !one.text.ends_with('"')) {
-        problems_.Add(one.at, one.text, "behind an answer stands what refuses", "| refused F0 ... F7 \"SENTENCE\"");
+        problems_.Add(one.at, one.text, "nothing that stands behind an answer",
+                      "| refused F0 ... F7 \"SENTENCE\", | within 1 s, | or nothing");
         continue;
       }
       std::string name;
@@ -367,6 +419,50 @@ void ReadHolding(const ChartInstrument& chart, ChartType* type, ChartProblems* p
                   NearestWords(type->holds, names));
 }
 
+// `1140, 1141, 1144..1151`
+std::vector<int> DriverNumbers(const ChartEntry& entry, ChartProblems* problems) {
+  std::vector<int> numbers;
+  for (const ChartCell& part : SplitChartCell(entry.cell, ',')) {
+    std::string first = part.text, last = part.text;
+    SplitChartRange(part.text, &first, &last);
+    const auto low = ParseInteger(first), high = ParseInteger(last);
+    if (!low || !high || *low < 1 || *low > *high || *high > kLastDriver || *high - *low > kMostVariants) {
+      problems->Add(part.at, part.text, "no driver ids", "drivers = 1140, 1141, 1144..1151");
+      continue;
+    }
+    for (std::int64_t number = *low; number <= *high; ++number) numbers.push_back(static_cast<int>(number));
+  }
+  return numbers;
+}
+
+// Puts the types into the order of their driver ids.
+void SortTypes(ChartInstrument* chart, ChartProblems* problems) {
+  const ChartEntry* base = chart->Find("drivers");
+  const auto first = base ? ParseInteger(base->value) : std::nullopt;
+  const bool said =
+      std::any_of(chart->types.begin(), chart->types.end(), [](const ChartType& type) { return type.driver; });
+  if (!said || !first) return;
+  // The others take the ids that are left, in order.
+  std::set<int> taken;
+  for (const ChartType& type : chart->types) taken.insert(type.driver);
+  int next = static_cast<int>(*first);
+  for (ChartType& type : chart->types) {
+    if (type.driver) continue;
+    while (taken.count(next)) ++next;
+    type.driver = next++;
+  }
+  std::stable_sort(chart->types.begin(), chart->types.end(),
+                   [](const ChartType& a, const ChartType& b) { return a.driver < b.driver; });
+  for (std::size_t i = 0; i < chart->types.size(); ++i)
+    if (chart->types[i].driver != *first + static_cast<int>(i)) {
+      problems->Add(chart->types[i].section->at, chart->types[i].name,
+                    "the driver ids of the data types have a gap or stand twice",
+                    "from " + std::to_string(*first) + " to " +
+                        std::to_string(*first + static_cast<int>(chart->types.size()) - 1));
+      return;
+    }
+}
+
 // Definitions that no message, step or form refers to are most likely keys with a mistake in them.
 void CheckUse(const ChartInstrument& chart, const std::set<std::string>& used, ChartProblems* problems) {
   for (const ChartSection& section : chart.text->sections) {
@@ -429,6 +525,18 @@ int ChartSumKind(const ChartEntry* entry, ChartProblems* problems) {
   return 0;
 }
 
+int ChartMilliseconds(const ChartCell& time, ChartProblems* problems) {
+  std::string_view text = time.text;
+  const bool seconds = text.ends_with(" s");
+  if (seconds || text.ends_with(" ms")) text.remove_suffix(seconds ? 2 : 3);
+  const auto number = ParseInteger(text);
+  const std::int64_t scale = seconds ? 1000 : 1;
+  if (number && *number >= 1 && *number <= kLongestMs / scale && text.size() < time.text.size())
+    return static_cast<int>(*number * scale);
+  problems->Add(time.at, time.text, "no time", "75 ms, 3 s");
+  return 0;
+}
+
 std::string ChartShown(const std::string& text, const ChartVariable& variable) {
   return variable.letter ? ReplaceAll(text, "{" + std::string(1, variable.letter) + "}", variable.shown) : text;
 }
@@ -485,15 +593,21 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
     CheckChartKeys(section, problems);
     std::vector<ChartVariable> variables = ChartVariables(section, problems);
     if (variables.empty()) variables.push_back({});
+    const auto drivers = std::find_if(section.entries.begin(), section.entries.end(),
+                                      [](const ChartEntry& entry) { return entry.key == "drivers"; });
+    std::vector<int> numbers;
+    if (drivers != section.entries.end()) numbers = DriverNumbers(*drivers, problems);
+    std::size_t number = 0;
     for (const ChartVariable& variable : variables) {
       if (chart.types.size() >= kMostTypes) break;
       ChartType type;
       type.section = &section;
       type.variable = variable;
+      if (number < numbers.size()) type.driver = numbers[number++];
       type.name = ChartShown(section.name, variable);
-      if (variable.letter && type.name == section.name) type.name += " " + variable.shown;
+      if (variables.size() > 1 && type.name == section.name) type.name += " " + variable.shown;
       const ChartEntry* file = type.Find("driver file");
-      type.fileName = EntryName(file ? ChartShown(file->value, variable) : type.name);
+      type.fileName = EntryName(file ? ChartShown(file->value, variable) : type.name, file != nullptr);
       if (!entries.insert(type.fileName).second)
         problems->Add(section.nameAt, type.name, "there is a data type of this name already");
       ReadHolding(chart, &type, problems);
@@ -502,6 +616,7 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
   }
   if (chart.types.empty() && chart.head != &kNothing)
     problems->Add(chart.head->at, {}, "the chart has no data types", "[data NAME]");
+  SortTypes(&chart, problems);
   std::set<std::string> used;
   for (ChartType& type : chart.types) TypeReader(chart, &type, &used, problems).Read();
   // What is wrong may be why nothing uses a message.

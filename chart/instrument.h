@@ -25,7 +25,9 @@ struct ChartStep {
   ChartMessage answer;
   std::string answerName;
   std::vector<Refusal> refused;
-  int ms = 0;
+  int times = 1;        // with the letter of turns
+  bool anyway = false;  // the answer may be missing
+  int ms = 0;           // of a pause; how long the answer may take, 0: as usual
 };
 
 // A way the data looks in files: messages that follow each other.
@@ -57,6 +59,7 @@ struct ChartType {
   std::string name;
   std::string fileName;  // of its files in the module, without ending
   ChartVariable variable;
+  int driver = 0;  // driver id; 0: that of its place
   int slots = 1;
   std::string holds;  // name of the section of its patches
   ChartPlace holdsAt;
@@ -87,12 +90,15 @@ struct ChartInstrument {
 };
 
 inline constexpr char kPatchLetter = 'p';
+inline constexpr char kTurnLetter = 't';  // 0, 1, 2 ... in what stands there several times
 
 // Reads the sections of the instrument and of its data types.
 ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* problems);
 
 // The kind of checksum that an entry names, -1 without one.
 int ChartSumKind(const ChartEntry* entry, ChartProblems* problems);
+// `75 ms`, `3 s`; 0 and a mistake for anything else.
+int ChartMilliseconds(const ChartCell& time, ChartProblems* problems);
 // `{b}` and the like replaced.
 std::string ChartShown(const std::string& text, const ChartVariable& variable);
 // `FIRST..LAST` of numbers, hex bytes or letters as they stand.

@@ -36,7 +36,7 @@ class FormWriter {
     numbered_ = Numbering(forms);
     bool first = true;
     for (const ChartForm& form : forms) {
-      if (form.onlyFor && type_.variable.value != form.onlyValue) continue;
+      if (form.onlyFor && (type_.variable.value != form.onlyValue || IsChosen(forms))) continue;
       if (form.messages.empty()) continue;
       if (!first) lines_.Put("or", form.at);
       Form(form);
@@ -48,6 +48,14 @@ class FormWriter {
 
  private:
   void Put(const std::string& key, const std::string& value, ChartPlace at) { lines_.Put(key, value, at); }
+
+  // Another form says what chooses the bank, and knows what stands alone.
+  bool IsChosen(const std::vector<ChartForm>& forms) const {
+    return std::any_of(forms.begin(), forms.end(), [&](const ChartForm& form) {
+      return !form.messages.empty() && !form.messages.front().second.First(ChartItemKind::kData) &&
+             ItemWith(form.messages.front().second, type_.variable.letter);
+    });
+  }
 
   // The bank whose numbers patches get; empty when no form says a number.
   std::string Numbering(const std::vector<ChartForm>& forms) const {
@@ -83,10 +91,7 @@ class FormWriter {
       problems_.Add(form.at, {}, "a form in files needs a message with data");
       return;
     }
-    if (before)
-      Context(form, *before);
-    else if (form.onlyFor)
-      Alone(form);
+    if (before) Context(form, *before);
     const bool slots = type_.slots > 1 && (type_.patchwise || !IsImage(*data.front()));
     if (slots)
       Slots(form, *data.front(), others);
@@ -116,8 +121,6 @@ class FormWriter {
         form.at);
     chosen_ = true;
   }
-
-  void Alone(const ChartForm&) {}
 
   void Slots(const ChartForm& form, const ChartMessage& message, const std::vector<const ChartMessage*>& others) {
     std::string line = PatternOf(message, chart_, type_);

@@ -16,6 +16,7 @@ constexpr std::uint32_t kLargestAnySize = 131072;
 constexpr std::size_t kLongestRequest = 20;
 constexpr std::size_t kLongestKey = 7;
 constexpr int kMostOffset = 4096;
+constexpr int kByName = 0;  // the way of numbering that the name code says
 
 std::string Num(std::int64_t number) {
   return std::to_string(number);
@@ -35,6 +36,13 @@ const ChartItem* LastData(const ChartMessage& message) {
   for (const ChartItem& item : message.items)
     if (item.kind == ChartItemKind::kData) last = &item;
   return last;
+}
+
+// Sums of bytes in nibbles count the bytes.
+std::uint32_t SumCount(const ChartItem& sum) {
+  constexpr int kOfNibbles[] = {2, 6, 12};
+  const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
+  return nibbles ? sum.sumSize / 2 : sum.sumSize;
 }
 
 // A number of the words table, by the word of an entry.
@@ -145,6 +153,7 @@ class DescriptorWriter {
       problems_.Add(entry.valueAt, entry.value, "no range of numbers", "patches = 64..95");
       return;
     }
+    firstPatch_ = static_cast<int>(*low);
     Put("patchMin", Num(*low), entry.valueAt);
     Put("patchMax", Num(*high), entry.valueAt);
     const int place = type_.dump.empty() ? -1 : type_.dump.front().PlaceOf(kPatchLetter);
@@ -180,6 +189,7 @@ class DescriptorWriter {
     const bool own = type_.Find("numbers") || type_.slots > 1;
     for (const int offset : Offsets(slots))
       for (const int format : NumberFormats()) {
+        if (format == kByName) continue;
         Synth synth{};
         synth.numberFormat = static_cast<std::uint8_t>(format);
         synth.bankNumberOffset = static_cast<std::uint16_t>(offset);
@@ -265,7 +275,11 @@ class DescriptorWriter {
       const auto parts = SplitChartCell(entry->cell, ',');
       if (const auto code = CodeOf("bankSelectMode", parts.front(), &problems_))
         Put("bankSelectMode", Num(*code), entry->valueAt);
-      if (parts.size() > 1) Put("bankSelectMsbDefault", parts[1].text, parts[1].at);
+      for (std::size_t i = 1; i < parts.size(); ++i) {
+        const bool size = parts[i].text.ends_with(" a bank");
+        const std::string number = parts[i].text.substr(0, parts[i].text.find(' '));
+        Put(size ? "bankSelectMax" : "bankSelectMsbDefault", number, parts[i].at);
+      }
     }
     for (const char* direction : {"get", "put"})
       if (const ChartEntry* entry = type_.Find(std::string("script ") + direction))
@@ -274,7 +288,7 @@ class DescriptorWriter {
 
   // Checksums: a single one of the data stands in the descriptor, others in lines of the first form.
   void Sums(ChartLines* verify) {
-    std::vector<std::pair<const ChartItem*, std::uint32_t>> sums;  // with the place of their message
+    PlacedSums sums;  // with the place of their message
     std::uint32_t at = 0;
     for (const ChartMessage& message : type_.dump) {
       for (const ChartItem& item : message.items)
@@ -282,20 +296,42 @@ class DescriptorWriter {
       at += message.size;
     }
     const bool plain = sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise && type_.dump.size() == 1;
-    for (const auto& [sum, place] : sums) {
-      const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(sum->sumSize) + " " + Num(place + sum->offset);
-      std::string repeat;
-      if (type_.patchwise)
-        repeat = " | times " + Num(type_.slots) + " | step " + Num(layout_.oneSize);
-      else if (sum->times > 1)
-        repeat = " | times " + Num(sum->times) + " | step " + Num(sum->stride);
+    for (std::size_t i = 0; i < sums.size();) {
+      const auto [sum, place] = sums[i];
       if ((type_.patchwise && sum->times > 1) || sum->outerTimes > 1)
         problems_.Add(sum->at, "sum", "checksums of groups within groups cannot be said");
+      std::size_t end = i + 1;
+      std::int64_t times = sum->times, step = sum->stride;
+      if (type_.patchwise) {
+        times = type_.slots;
+        step = layout_.oneSize;
+      } else if (times == 1) {
+        end = AlikeFrom(sums, i);
+        times = static_cast<std::int64_t>(end - i);
+        if (times > 1) step = sums[i + 1].second + sums[i + 1].first->offset - place - sum->offset;
+      }
+      const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
+      const std::string numbers =
+          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
       if (plain) lines_.Put("checksum", numbers, sum->at);
       if (!plain || sum->orByte >= 0)
         verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
+      i = end;
     }
+  }
+
+  using PlacedSums = std::vector<std::pair<const ChartItem*, std::uint32_t>>;
+  // Behind the sums that follow each other at the same distance and are alike.
+  static std::size_t AlikeFrom(const PlacedSums& sums, std::size_t i) {
+    const auto place = [&](std::size_t k) { return sums[k].second + sums[k].first->offset; };
+    std::size_t end = i + 1;
+    while (end < sums.size() && sums[end].first->sum == sums[i].first->sum && sums[end].first->times == 1 &&
+           sums[end].first->sumSize == sums[i].first->sumSize &&
+           place(end) - place(end - 1) == place(i + 1) - place(i) &&
+           sums[end].second + sums[end].first->sumFrom - sums[end - 1].second - sums[end - 1].first->sumFrom ==
+               place(end) - place(end - 1))
+      ++end;
+    return end;
   }
 
   // What new data has besides the beginnings of its messages and its checksums.
@@ -331,7 +367,10 @@ class DescriptorWriter {
       bool wanted = !bytes.empty() && (behind || item.times > 1);
       if (item.kind == ChartItemKind::kByte) {
         const ChartKnownByte byte = KnownByte(item.byte, chart_, type_);
-        wanted = (wanted && !byte.open) || (byte.open && item.byte.use == ChartUse::kNone && byte.value != 0);
+        if (!behind && !byte.open && OpenInFiles(item)) wanted = byte.value != 0;
+        if (item.byte.variable == kPatchLetter && !type_.patchwise) bytes = {item.byte.With(firstPatch_)};
+        wanted = (wanted && !byte.open) || (byte.open && (item.byte.use == ChartUse::kNone || !type_.patchwise) &&
+                                            bytes.front() != 0 && item.byte.variable != chart_.device.letter);
         if (&item == &message.items.back()) wanted = false;
       }
       if (!wanted || (!run.empty() && first->times != item.times)) flush();
@@ -343,6 +382,19 @@ class DescriptorWriter {
       for (const int byte : bytes) run += " " + HexPair(byte);
     }
     flush();
+  }
+
+  // The first form leaves the byte open, so that it is not filled in from there.
+  bool OpenInFiles(const ChartItem& item) const {
+    if (type_.dump.size() > 1 || type_.forms.empty() || !type_.Find("file")) return false;
+    for (const auto& [name, message] : type_.forms.front().messages) {
+      if (!message.First(ChartItemKind::kData)) continue;
+      for (const ChartItem& other : message.items)
+        if (other.offset == item.offset && other.kind == ChartItemKind::kByte)
+          return KnownByte(other.byte, chart_, type_).open;
+      return false;
+    }
+    return false;
   }
 
   // `new 7 = 00 00 01`
@@ -389,6 +441,7 @@ class DescriptorWriter {
   ChartProblems& problems_;
   const ChartLayout layout_;
   ChartLines lines_;
+  int firstPatch_ = 0;  // its number in messages
 };
 
 }  // namespace

@@ -69,19 +69,10 @@ class StepWriter {
     return here;
   }
 
-  // `75 ms`, `3 s`; 0 without the entry.
+  // 0 without the entry.
   int Milliseconds(const char* key) {
     const ChartEntry* entry = chart_.Find(type_, key);
-    if (!entry) return 0;
-    std::string_view text = entry->value;
-    const bool seconds = text.ends_with(" s");
-    if (seconds || text.ends_with(" ms")) text.remove_suffix(seconds ? 2 : 3);
-    const auto number = ParseInteger(text);
-    if (!number || *number < 1 || *number > 60000 || text.size() == entry->value.size()) {
-      problems_.Add(entry->valueAt, entry->value, "no time", "75 ms, 3 s");
-      return 0;
-    }
-    return static_cast<int>(*number * (seconds ? 1000 : 1));
+    return entry ? ChartMilliseconds(entry->cell, &problems_) : 0;
   }
 
   void Line(const std::string& step, ChartPlace at) { lines_.Put(direction_, step, at); }
@@ -120,12 +111,12 @@ class StepWriter {
       if (filter_) return Filtered(byte);
       // The number goes to this place by itself.
       if (static_cast<int>(item.offset) == place && byte.use != ChartUse::kHighDigit) return HexPair(known.value);
-    } else if (byte.variable != kPatchLetter) {
+    } else if (byte.variable != kPatchLetter && byte.variable != kTurnLetter) {
       return "??";
-    } else if (pattern && !type_.patchwise && type_.slots > 1) {
+    } else if (pattern && (!type_.patchwise || byte.variable == kTurnLetter)) {
       return "??";
     }
-    const std::string name = device ? "device" : "patch";
+    const std::string name = device ? "device" : byte.variable == kTurnLetter ? "turn" : "patch";
     // "All devices" is no digit.
     if (device && byte.use == ChartUse::kLowDigit) return "device&15+" + Num(byte.base);
     if (byte.use == ChartUse::kHighDigit) return name + "*16" + (byte.base ? "+" + Num(byte.base) : "");
@@ -136,7 +127,7 @@ class StepWriter {
   // The device number in front of data that is waited for.
   std::string Filtered(const ChartByte& byte) const {
     if (filter_ == kFromAnyDevice || byte.use == ChartUse::kHighDigit) return "??";
-    return byte.base == 0 ? std::string("device") : HexPair(byte.base) + "+device";
+    return byte.base == 0 ? std::string("device") : "device&15+" + Num(byte.base);
   }
 
   // The bytes in front of data that is waited for.
@@ -155,7 +146,11 @@ class StepWriter {
 
   std::string Within() const { return within_ ? " | within " + Num(within_) : ""; }
 
-  std::string Answer(const ChartStep& step) { return " | answer " + Bytes(step.answer, true) + Within(); }
+  std::string Answer(const ChartStep& step) {
+    const int within = step.ms ? step.ms : within_;
+    return " | answer " + Bytes(step.answer, true) + (within ? " | within " + Num(within) : "") +
+           (step.anyway ? " | anyway" : "");
+  }
 
   static std::size_t CountMessages(const std::vector<ChartStep>& steps) {
     return static_cast<std::size_t>(std::count_if(
@@ -191,7 +186,8 @@ class StepWriter {
           if (step.answered ? HasData(step.answer) : asks == 0 && IsLastMessage(steps, i))
             Ask(step, asks > 1);
           else
-            Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message),
+            Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) +
+                     Live(step),
                  step.at);
           break;
         default:
@@ -217,12 +213,22 @@ class StepWriter {
   void Ask(const ChartStep& step, bool sized) {
     std::string text = "ask " + Bytes(step.message, false) + Sum(step.message);
     const bool other = step.answered && HasData(step.answer) &&
-                       PatternOf(step.answer, chart_, type_) != PatternOf(type_.dump.front(), chart_, type_);
+                       PatternOf(step.answer, chart_, type_) != PatternOf(FirstInFiles(), chart_, type_);
     if (sized)
       text += " | size " + Num(step.answer.size);
     else if (other)
       text += " | answer " + Front(step.answer, kFromDevice);
-    Line(text + Within() + (sized ? "" : Several()), step.at);
+    if (step.times > 1) Line("repeat " + Num(step.times), step.at);
+    Line(text + Within() + (sized ? std::string() : Several()), step.at);
+    if (step.times > 1) Line("end", step.at);
+  }
+
+  // What answers are taken as when nothing is said.
+  const ChartMessage& FirstInFiles() const {
+    if (!type_.forms.empty() && type_.Find("file"))
+      for (const auto& [name, message] : type_.forms.front().messages)
+        if (HasData(message)) return message;
+    return type_.dump.front();
   }
 
   void Put() {
@@ -251,38 +257,56 @@ class StepWriter {
       if (HasData(step.message))
         Data(step);
       else
-        Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message), step.at);
+        Line(
+            "send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step),
+            step.at);
       Between(step.at, i + 1 == steps.size());
     }
+  }
+
+  // What no form in files has is sent to the instrument only.
+  std::string Live(const ChartStep& step) const {
+    for (const ChartForm& form : type_.forms)
+      for (const auto& [name, message] : form.messages)
+        if (!step.name.empty() && name == step.name) return {};
+    return step.answered ? " | live" : "";
   }
 
   bool IsWhole(const ChartStep& step) const { return step.name == (type_.patchwise ? "each" : "dump"); }
 
   // Numbers and other bytes of the message that the image may have otherwise.
   void Stamp(const ChartStep& step) {
+    std::vector<std::pair<std::uint32_t, std::string>> stamps;  // place and bytes
     std::uint32_t place = 0;
     for (const ChartMessage& image : type_.dump) {
       const ChartMessage& sent = IsWhole(step) ? image : step.message;
-      std::string run;
-      std::uint32_t begin = 0;
-      const auto flush = [&]() {
-        if (!run.empty()) Line("set " + Num(place + begin) + ":" + run, step.at);
-        run.clear();
-      };
+      bool open = false;
       for (const ChartItem& item : sent.Head()) {
-        if (item.kind != ChartItemKind::kByte || !NeedsStamp(item, sent, image)) {
-          flush();
-          continue;
-        }
-        if (run.empty()) begin = item.offset;
-        const bool device = item.byte.variable && item.byte.variable == chart_.device.letter;
-        run += " " + (device && item.byte.use == ChartUse::kWhole && item.byte.base == 0 ? std::string("device")
-                                                                                         : Byte(item, false));
+        const bool needed = item.kind == ChartItemKind::kByte && NeedsStamp(item, sent, image);
+        if (needed && !open) stamps.emplace_back(place + item.offset, std::string());
+        if (needed) stamps.back().second += " " + StampByte(item);
+        open = needed;
       }
-      flush();
       place += image.size;
       if (!IsWhole(step)) break;
     }
+    for (std::size_t i = 0; i < stamps.size();) {
+      // What stands in several places at the same distance is one step.
+      std::size_t end = i + 1;
+      const std::uint32_t distance = end < stamps.size() ? stamps[end].first - stamps[i].first : 0;
+      while (end < stamps.size() && stamps[end].second == stamps[i].second &&
+             stamps[end].first - stamps[end - 1].first == distance)
+        ++end;
+      const std::string repeat =
+          end > i + 1 ? " | times " + Num(static_cast<std::int64_t>(end - i)) + " | step " + Num(distance) : "";
+      Line("set " + Num(stamps[i].first) + ":" + stamps[i].second + repeat, step.at);
+      i = end;
+    }
+  }
+
+  std::string StampByte(const ChartItem& item) {
+    const bool device = item.byte.variable && item.byte.variable == chart_.device.letter;
+    return device && item.byte.use == ChartUse::kWhole && item.byte.base == 0 ? "device" : Byte(item, false);
   }
 
   bool NeedsStamp(const ChartItem& item, const ChartMessage& sent, const ChartMessage& image) const {
@@ -291,13 +315,26 @@ class StepWriter {
       return std::any_of(sent.items.begin(), sent.items.end(), [&](const ChartItem& one) {
         return one.kind == ChartItemKind::kSum && one.sumFrom <= item.offset && item.offset < one.sumFrom + one.sumSize;
       });
-    if (byte.variable == kPatchLetter) return true;
+    // A patch that stays where it is goes out with the number that it has.
+    if (byte.variable == kPatchLetter) return type_.patchwise || type_.Find("patches") != nullptr;
     if (byte.variable) return type_.patchwise;
     if (byte.mask != 0xFF) return false;
-    for (const ChartItem& one : image.items)
-      if (one.offset == item.offset && one.kind == ChartItemKind::kByte)
-        return one.byte.mask != 0xFF || one.byte.base != byte.base;
+    if (Differs(item, image)) return true;
+    if (type_.dump.size() > 1) return false;
+    for (const ChartStep& step : type_.get)
+      if (step.answered && image.size && step.answer.size == image.size && Differs(item, step.answer)) return true;
+    for (const ChartForm& form : type_.forms)
+      for (const auto& [name, message] : form.messages)
+        if (image.size && message.size == image.size && Differs(item, message)) return true;
     return false;
+  }
+
+  // The other message may have another byte in this place.
+  static bool Differs(const ChartItem& item, const ChartMessage& other) {
+    return std::any_of(other.items.begin(), other.items.end(), [&](const ChartItem& one) {
+      return one.offset == item.offset && one.kind == ChartItemKind::kByte &&
+             (one.byte.mask != 0xFF || one.byte.base != item.byte.base);
+    });
   }
 
   // The data, with the pauses inside it.
@@ -314,9 +351,26 @@ class StepWriter {
         Parts(message, &parts);
       }
     }
+    Fold(&parts);
     const bool one = parts.size() == 1;
-    for (std::size_t i = 0; i < parts.size(); ++i)
-      Line((one ? "data" : parts[i]) + (i + 1 == parts.size() ? answer : ""), step.at);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      const bool last = i + 1 == parts.size() && !answer.empty();
+      if (last && !parts[i].starts_with("data")) problems_.Add(step.at, {}, "what is answered ends with data");
+      Line((one ? "data" : parts[i]) + (last ? answer : ""), step.at);
+    }
+  }
+
+  // `data 267, pause 50` several times becomes a loop.
+  static void Fold(std::vector<std::string>* parts) {
+    std::size_t begin = parts->size();
+    while (begin >= 4 && (*parts)[begin - 1] == parts->back() && (*parts)[begin - 2] == (*parts)[parts->size() - 2] &&
+           (*parts)[begin - 2].starts_with("pause"))
+      begin -= 2;
+    const std::size_t turns = (parts->size() - begin) / 2;
+    if (turns < 2) return;
+    const std::string pause = (*parts)[parts->size() - 2], data = parts->back();
+    parts->resize(begin);
+    parts->insert(parts->end(), {"repeat " + Num(static_cast<std::int64_t>(turns)), pause, data, "end"});
   }
 
   static void Parts(const ChartMessage& message, std::vector<std::string>* parts) {
