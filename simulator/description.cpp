@@ -55,6 +55,7 @@ class DescriptionReader : private DescriptionLines {
     if (block_ == "message") return MessageLine(out_.messages.back());
     if (block_ == "rule") return RuleLine(out_.rules.back());
     if (block_ == "status") return StatusLine();
+    if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "roland") return RolandLine();
     if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "casio") return CasioLine();
@@ -454,8 +455,7 @@ class DescriptionReader : private DescriptionLines {
       message.sum = SumKind::kUnpacked;
     } else {
       Fail("\"" + std::string(value_) + "\" is no checksum",
-           "The checksum reads negative FROM, running FROM, blocks FROM ITEMS, unpacked or kawai; docs/simulator.md "
-           "has all.");
+           "docs/simulator.md has the checksums: negative FROM, running FROM, blocks FROM ITEMS, counted, unpacked, kawai.");
     }
     return true;
   }
@@ -504,7 +504,7 @@ class DescriptionReader : private DescriptionLines {
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else
-        Fail("\"" + std::string(value_) + "\" is no action", "It is mode or nothing; docs/simulator.md has all.");
+        Fail("\"" + std::string(value_) + "\" is no action", "docs/simulator.md has the actions: mode, protect, device, nothing.");
       return true;
     }
     return false;
