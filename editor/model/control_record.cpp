@@ -94,12 +94,12 @@ ControlRecord ReadControlRecord(TemplateTag tag, std::span<const std::uint8_t> d
   }
   ControlRecord opaque;
   opaque.tag = tag;
-  opaque.opaque.assign(data.begin(), data.end());
+  opaque.opaque.emplace(data.begin(), data.end());
   return opaque;
 }
 
 std::vector<std::uint8_t> WriteControlRecord(const ControlRecord& record) {
-  if (!record.opaque.empty()) return record.opaque;
+  if (record.opaque) return *record.opaque;
   TemplateWriter writer;
   WriteHead(record.head, &writer);
   for (const TemplateValues& binding : record.bindings) {

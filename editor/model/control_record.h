@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -31,7 +32,8 @@ struct ControlRecord {
   ControlHead head;
   std::vector<TemplateValues> bindings;
   TemplateValues own{{}};
-  std::vector<std::uint8_t> opaque;  // the record's data when it was not taken apart; then nothing else is valid
+  // The data of a record that was not taken apart; then nothing else is valid.
+  std::optional<std::vector<std::uint8_t>> opaque{};
 
   // A new record of a kind (tag, kind number, fields); `bindings` of them with all fields.
   static ControlRecord Make(TemplateTag tag, std::size_t bindings);

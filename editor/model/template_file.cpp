@@ -173,20 +173,18 @@ Result ReadTemplate(std::span<const std::uint8_t> bytes, TemplateFile* out) {
 std::vector<std::uint8_t> WriteTemplate(const TemplateFile& panel) {
   TemplateWriter writer;
   writer.U32(kMagic);
-  const auto putWindow = [&](std::vector<std::uint8_t> stored) {
+  const TemplateBlock* windowBlock = panel.Find(kWindow);
+  for (const TemplateBlock& block : panel.blocks) {
+    if (&block != windowBlock) {
+      writer.Chunk(block.tag, block.bytes);
+      continue;
+    }
     WindowRecord window = panel.window;
-    window.bytes[WindowRecord::kCheck] =
-        window.at(WindowRecord::kSubversion) ? window.Check() : window.at(WindowRecord::kCheck);
+    if (window.at(WindowRecord::kSubversion)) window.bytes[WindowRecord::kCheck] = window.Check();
+    std::vector<std::uint8_t> stored = block.bytes;
     if (stored.empty()) stored.resize(kWindowRecordSize);
     std::copy_n(window.bytes.begin(), std::min(stored.size(), kWindowRecordSize), stored.begin());
     writer.Chunk(kWindow, stored);
-  };
-  if (!panel.Find(kWindow)) putWindow({});
-  for (const TemplateBlock& block : panel.blocks) {
-    if (block.tag == kWindow)
-      putWindow(block.bytes);
-    else
-      writer.Chunk(block.tag, block.bytes);
   }
   TemplateWriter controls;
   controls.U32(static_cast<std::uint32_t>(panel.controls.size()));

@@ -63,7 +63,7 @@ struct TemplateBlock {
 
 struct TemplateFile {
   WindowRecord window = WindowRecord::Standard();
-  std::vector<TemplateBlock> blocks;    // all but "CTLS"; that of "GLBL" says only where it stands
+  std::vector<TemplateBlock> blocks;    // all but "CTLS"; in place of the first "GLBL" the window record is written
   std::vector<ControlRecord> controls;  // not enciphered
   std::vector<std::uint8_t> behind;     // what follows the controls; ignored and kept
 

@@ -71,7 +71,7 @@ TEST(Template, EveryKindIsWrittenAsItWasRead) {
     EXPECT_EQ(back.Macros()[1].number, 100);
     ASSERT_EQ(back.controls.size(), panel.controls.size());
     for (std::size_t i = 0; i < panel.controls.size(); ++i) {
-      EXPECT_TRUE(back.controls[i].opaque.empty()) << TagText(panel.controls[i].tag);
+      EXPECT_FALSE(back.controls[i].opaque) << TagText(panel.controls[i].tag);
       EXPECT_EQ(back.controls[i].own, panel.controls[i].own) << TagText(panel.controls[i].tag);
       EXPECT_EQ(back.controls[i].bindings, panel.controls[i].bindings);
       EXPECT_EQ(back.controls[i].head.name, "Caf\xE9");
@@ -93,7 +93,7 @@ TEST(Template, ShortRecordsStayShort) {
     Bytes longer = whole;
     longer.insert(longer.end(), {9, 8, 7});
     const ControlRecord back = ReadControlRecord(record.tag, longer);
-    EXPECT_TRUE(back.opaque.empty());
+    EXPECT_FALSE(back.opaque);
     EXPECT_EQ(WriteControlRecord(back), longer) << TagText(record.tag);
   }
   const Bytes numeric = WriteControlRecord(panel.controls[0]);
@@ -123,7 +123,7 @@ TEST(Template, WhatIsNoTemplateIsRefused) {
     EXPECT_FALSE(ReadTemplate(std::span(good).first(size), &panel).ok()) << size;
   // Whatever is taken is written again as it was.
   std::mt19937 random(11);
-  for (int round = 0; round < 3000; ++round) {
+  for (int round = 0; round < 600; ++round) {
     Bytes mutant = good;
     for (int i = 0; i < 3; ++i) mutant[random() % mutant.size()] = static_cast<std::uint8_t>(random());
     if (!ReadTemplate(mutant, &panel).ok()) continue;
