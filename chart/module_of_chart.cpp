@@ -36,7 +36,6 @@ class HeaderWriter {
     for (const ChartType& type : chart_.types) types += (types.empty() ? "" : " ") + type.fileName;
     lines_.Put("Types", types, at);
     Identity();
-    Roland();
     lines_.Put("[Instrument]", at);
     if (const ChartEntry* icon = chart_.Find("icon")) Word(*icon, "InstrumentIcon");
     if (chart_.Find("multitimbral")) lines_.Put("MultiTimbralDevice", "1", at);
@@ -114,27 +113,6 @@ class HeaderWriter {
     if (chart_.device.first) value += " | ChMin = " + std::to_string(chart_.device.first);
     if (chart_.device.last > 16) value += " | ChMax = " + std::to_string(chart_.device.last);
     lines_.Put("Identity", value, entry->valueAt);
-  }
-
-  // `6A, address 4, pieces 256`
-  void Roland() {
-    const ChartEntry* entry = chart_.Find("roland model");
-    if (!entry) return;
-    for (const ChartCell& part : SplitChartCell(entry->cell, ',')) {
-      const std::size_t blank = std::min(part.text.find(' '), part.text.size());
-      const std::string word = part.text.substr(0, blank);
-      const std::string rest(TrimmedView(std::string_view(part.text).substr(blank)));
-      const auto model = ParseHex(word);
-      if (word == "address")
-        lines_.Put("rolandAddressLength", rest, part.at);
-      else if (word == "pieces")
-        lines_.Put("rolandChunk", rest, part.at);
-      else if (model && model->size() == 1)
-        lines_.Put("rolandModel", std::to_string(model->front()), part.at);
-      else
-        problems_.Add(part.at, part.text, "nothing that belongs to an address-based instrument",
-                      "roland model = 16, address 3, pieces 256");
-    }
   }
 
   // Messages that are no data.
