@@ -11,6 +11,8 @@ std::string Num(std::int64_t number) {
   return std::to_string(number);
 }
 
+constexpr char kFromDevice = 'd', kFromAnyDevice = '?';
+
 bool HasData(const ChartMessage& message) {
   return message.First(ChartItemKind::kData) != nullptr;
 }
@@ -30,8 +32,8 @@ class StepWriter {
     const bool readonly = IsReadonly();
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
-    const bool needed = type_.patchwise || type_.putSaid || (type_.getSaid && !panel) || type_.dump.size() > 1 ||
-                        !layout_.fileSize || readonly;
+    const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
+                        type_.dump.size() > 1 || !layout_.fileSize || readonly;
     if (!needed || type_.dump.empty()) return;
     if (!panel) Get();
     if (readonly)
@@ -53,6 +55,15 @@ class StepWriter {
       Line("area " + area.Text(), area.at);
     }
     if (pause_) Line("pause " + Num(pause_), area.at);
+  }
+
+  // Checksums that the one of the record does not say.
+  bool HasManySums() const {
+    std::size_t sums = 0;
+    for (const ChartMessage& message : type_.dump)
+      for (const ChartItem& item : message.items)
+        if (item.kind == ChartItemKind::kSum) sums += item.times;
+    return sums > 1;
   }
 
   bool IsReadonly() {
@@ -112,6 +123,7 @@ class StepWriter {
     const bool device = byte.variable == chart_.device.letter;
     if (device) {
       const int place = type_.dump.front().PlaceOf(chart_.device.letter);
+      if (filter_) return Filtered(byte);
       // The number goes to this place by itself.
       if (static_cast<int>(item.offset) == place && byte.use != ChartUse::kHighDigit) return HexPair(known.value);
     } else if (byte.variable != kPatchLetter && byte.variable != kTurnLetter) {
@@ -125,6 +137,20 @@ class StepWriter {
     if (byte.use == ChartUse::kHighDigit) return name + "*16" + (byte.base ? "+" + Num(byte.base) : "");
     if (byte.base == 0) return name;
     return byte.base > 0 ? HexPair(byte.base) + "+" + name : name + "-" + Num(-byte.base);
+  }
+
+  // The device number in front of data that is waited for.
+  std::string Filtered(const ChartByte& byte) const {
+    if (filter_ == kFromAnyDevice || byte.use == ChartUse::kHighDigit) return "??";
+    return byte.base == 0 ? std::string("device") : "device&15+" + Num(byte.base);
+  }
+
+  // The bytes in front of data that is waited for.
+  std::string Front(const ChartMessage& message, char devices) {
+    filter_ = devices;
+    std::string text = Trimmed(Bytes(message, true, true));
+    filter_ = 0;
+    return text;
   }
 
   std::string Sum(const ChartMessage& message) const {
@@ -165,8 +191,11 @@ class StepWriter {
         case ChartStep::Kind::kPause:
           Line("pause " + Num(step.ms), step.at);
           continue;
+        case ChartStep::Kind::kIgnore:
+          Line("ignore " + step.name, step.at);
+          continue;
         case ChartStep::Kind::kListen:
-          Line("listen | answer " + Trimmed(Bytes(type_.dump.front(), true, true)) + Several(), step.at);
+          Line("listen | answer " + Front(type_.dump.front(), kFromAnyDevice) + Several(), step.at);
           break;
         case ChartStep::Kind::kMessage:
           if (step.answered ? HasData(step.answer) : asks == 0 && IsLastMessage(steps, i))
@@ -203,7 +232,7 @@ class StepWriter {
     if (sized)
       text += " | size " + Num(step.answer.size);
     else if (other)
-      text += " | answer " + Trimmed(Bytes(step.answer, true, true));
+      text += " | answer " + Front(step.answer, kFromDevice);
     if (step.times > 1) Line("repeat " + Num(step.times), step.at);
     Line(text + Within() + (sized ? std::string() : Several()), step.at);
     if (step.times > 1) Line("end", step.at);
@@ -390,6 +419,7 @@ class StepWriter {
   ChartProblems& problems_;
   std::string direction_ = "get";
   int pause_ = 0, within_ = 0;
+  char filter_ = 0;  // what the device number is in the pattern that is written
 };
 
 }  // namespace
