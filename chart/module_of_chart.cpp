@@ -147,6 +147,19 @@ void AddFile(const std::string& name, ChartLines lines, ChartModule* module) {
   module->places[name] = std::move(lines.places);
 }
 
+// Where the data lies in data of several messages.
+std::vector<std::pair<std::uint32_t, std::uint32_t>> PiecesOf(const ChartType& type) {
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces;
+  if (type.dump.size() < 2) return pieces;
+  std::uint32_t at = 0;
+  for (const ChartMessage& message : type.dump) {
+    for (const ChartItem& item : message.items)
+      if (item.kind == ChartItemKind::kData) pieces.emplace_back(at + item.offset, item.size);
+    at += message.size;
+  }
+  return pieces;
+}
+
 Result ReadChartFile(const std::filesystem::path& path, std::string* text) {
   return ReadWholeFile(path.string(), *text, kMaxChartFile);
 }
@@ -166,7 +179,7 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems) {
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
   for (const ChartType& type : instrument.types) {
-    module.types.push_back({type.section->name, type.name, type.holds});
+    module.types.push_back({type.section->name, type.name, type.holds, PiecesOf(type)});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
   }
   for (const ChartSection& section : chart.sections) {
