@@ -566,6 +566,8 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
   std::thread([] { FreeDataFile(AllocDataFile()); }).join();
   a.dispatcher.RunQueued();
   EXPECT_EQ(told.size(), 3u);
+  EXPECT_TRUE(
+      a.dispatcher.RunUntil([&] { return a.program->midiSide().desk().Idle(); }, SystemClock().NowUs() + 5'000'000));
   EXPECT_EQ(a.scripts().SendDataPort(message, 0, context), 4);
   EXPECT_EQ(a.Ask(MainWindowMessage::GetAppVar, 1), 10);
 
