@@ -11,6 +11,10 @@
 #include "data/synth_fields.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
+#include "script/compiler.h"
+#include "script/lint.h"
+#include "studio/coded_words.h"
+#include "studio/module_exchange.h"
 #include "studio/module_header.h"
 #include "studio/module_lets.h"
 #include "studio/module_maps.h"
@@ -33,7 +37,8 @@ struct TypeBuild {
   std::vector<std::pair<std::uint32_t, std::vector<std::uint8_t>>> init;
   std::vector<SourceLine> initLines;
   std::vector<std::vector<SourceLine>> forms{1};
-  SourceLine scriptLines[3];  // receive, transmit, audition
+  SourceLine scriptLines[3];         // receive, transmit, audition
+  std::vector<SourceLine> steps[2];  // get, put
   std::vector<std::uint8_t> scripts[3];
   std::vector<SourceLine> lines;  // of the descriptor
   SourceLets lets;                // what is known behind the last line
@@ -44,6 +49,10 @@ struct TypeBuild {
   bool sizesUnknown = false;           // lines were wrong
   std::vector<std::string> fieldsSet;  // lower case
 
+  bool HasSteps(int i) const { return !steps[i].empty() && !ExchangeIsNone(steps[i]); }
+  bool IsScripted() const {
+    return !scriptLines[0].value.empty() || !scriptLines[1].value.empty() || HasSteps(0) || HasSteps(1);
+  }
   bool IsSet(std::string_view field) const {
     return std::find(fieldsSet.begin(), fieldsSet.end(), AsciiLower(field)) != fieldsSet.end();
   }
@@ -71,6 +80,8 @@ class ModuleBuilder {
   Result ParseForm(std::vector<SourceLine> lines, FormEntries entries, TypeBuild* build);
   Result MakeMap(TypeBuild* build);
   Result CompileScripts(TypeBuild* build);
+  void ReadCoding();
+  Result CompileSteps(int i, const SourceLets& made, TypeBuild* build);
   std::vector<std::uint8_t> InitialImage(const TypeBuild& build) const;
   Result DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const;
   std::string ModuleIni(const std::vector<TypeBuild>& builds) const;
@@ -81,6 +92,7 @@ class ModuleBuilder {
   Result first_ = Result::Success();
   std::size_t mistakeCount_ = 0;
   ModuleHeader header_;
+  std::optional<CodedMessages> coding_;
 };
 
 // The size bytes of an address-based type, as the data-type editor sets them.
@@ -94,6 +106,20 @@ std::string FormSection(int driverId, std::size_t form) {
   std::string text = "Recognize " + std::to_string(driverId);
   if (form) text += "." + std::to_string(form);
   return text;
+}
+
+// What is wrong with a number that a field took: no code of its table, or outside of its limits.
+std::string NumberProblem(const Synth& synth, const std::string& name) {
+  const SynthField* field = FindSynthField(name);
+  if (!field || field->type == FieldType::kText || field->type == FieldType::kBytes ||
+      field->type == FieldType::kU16Array)
+    return {};
+  const bool isLast = AsciiEqualNoCase(name, "patchMax"), isFirst = AsciiEqualNoCase(name, "patchMin");
+  const std::int64_t number = isLast ? PatchMax(synth) : isFirst ? PatchMin(synth) : SynthNumber(synth, *field);
+  if (FindCodedTable(field->name)) return CodedProblem(field->name, number);
+  if (number >= field->low && number <= field->high) return {};
+  return std::string(field->name) + " " + std::to_string(number) + " is out of range: " + std::to_string(field->low) +
+         " to " + std::to_string(field->high);
 }
 
 // Keeps a mistake; success as long as the build goes on behind it.
@@ -187,6 +213,10 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
     build->forms.back().push_back(line);
     return Result::Success();
   }
+  if (IsExchangeKey(line.key)) {
+    build->steps[AsciiEqualNoCase(line.key, "get") ? 0 : 1].push_back(line);
+    return Result::Success();
+  }
   static const char* const kScripts[] = {"receive", "transmit", "audition"};
   for (int i = 0; i < 3; ++i)
     if (AsciiEqualNoCase(line.key, kScripts[i])) {
@@ -239,7 +269,10 @@ Result ModuleBuilder::ApplyLine(const SourceLine& line, TypeBuild* build) {
     std::copy(bytes->begin(), bytes->end(), build->synth.dumpRequest);
     return Result::Success();
   }
-  if (!SetSynthField(&build->synth, field, value, &error)) return SourceFailure(line, error);
+  Synth changed = build->synth;
+  if (!SetSynthField(&changed, field, value, &error)) return SourceFailure(line, error);
+  if (error = NumberProblem(changed, field); !error.empty()) return SourceFailure(line, error);
+  build->synth = changed;
   build->fieldsSet.push_back(AsciiLower(field));
   return Result::Success();
 }
@@ -263,7 +296,7 @@ void ModuleBuilder::FillDefaults(TypeBuild* build) {
   s.midiChannel = s.midiChannelDefault;
   s.dumpRequestHasChannel = s.dumpRequestChannelOffset != 0;
   SetStorageFormat(&s, s.storageFormat);
-  if (!build->scriptLines[0].value.empty() || !build->scriptLines[1].value.empty()) s.noChecksumOnFormat = 1;
+  if (build->IsScripted()) s.noChecksumOnFormat = 1;
   if (s.manufacturerId == kRolandId && !build->IsSet("rolandSize")) RolandSizeOf(&s);
   if (GetDefn(s).empty()) SetDefn(&s, (header_.name + "/").c_str());
   if (build->instrumentName.empty()) build->instrumentName = header_.name.substr(0, 31);
@@ -339,6 +372,10 @@ Result ModuleBuilder::CompileScripts(TypeBuild* build) {
   const SourceLets made = ScriptLets(build->synth, build->rules.empty() ? nullptr : &build->rules.front());
   for (int i = 0; i < 3; ++i) {
     const SourceLine& line = build->scriptLines[i];
+    if (i < 2 && build->HasSteps(i)) {
+      const Result result = Note(CompileSteps(i, made, build));
+      if (!result.ok()) return result;
+    }
     if (line.value.empty()) continue;
     SourceLets lets = line.lets;
     for (const SourceLine& other : build->lines)
@@ -348,6 +385,25 @@ Result ModuleBuilder::CompileScripts(TypeBuild* build) {
     const Result result = Note(CompileScriptSource(source_, line, lets, &build->scripts[i], mistakes_));
     if (!result.ok()) return result;
   }
+  return Result::Success();
+}
+
+// The script of an exchange that is written as steps; i: 0 for get, 1 for put.
+Result ModuleBuilder::CompileSteps(int i, const SourceLets& made, TypeBuild* build) {
+  const std::vector<SourceLine>& steps = build->steps[i];
+  if (!build->scriptLines[i].value.empty())
+    return SourceFailure(build->scriptLines[i], "there are steps as well, `" + steps.front().key + "`");
+  const auto listen = build->lets.find("listen");
+  const ExchangeFacts facts{build->synth, made, listen == build->lets.end() ? std::string() : listen->second,
+                            coding_ ? &*coding_ : nullptr};
+  std::string script;
+  const std::size_t before = Mistakes();
+  const Result result = WriteExchange(steps, facts, &script, mistakes_);
+  if (!result.ok() || Mistakes() != before) return result;
+  const CompileResult compiled = CompileScript(script);
+  if (!compiled.ok()) return SourceFailure(steps.front(), compiled.report);
+  for (const LintWarning& warning : Lint(script)) return SourceFailure(steps.front(), warning.text);
+  build->scripts[i] = compiled.code;
   return Result::Success();
 }
 
@@ -467,9 +523,20 @@ std::string ModuleBuilder::ModuleIni(const std::vector<TypeBuild>& builds) const
   return text;
 }
 
+// A section that is wrong is told where the module is used.
+void ModuleBuilder::ReadCoding() {
+  std::string text, problem, section;
+  for (const SourceLine& line : header_.lines) {
+    if (line.section != section) text += "[" + (section = line.section) + "]\n";
+    text += line.key + "=" + line.value + "\n";
+  }
+  coding_ = ReadCodedMessages(IniFile::FromBytes(text), &problem);
+}
+
 Result ModuleBuilder::Build(ModuleImage* out) {
   Result result = ReadModuleHeader(source_, &header_, mistakes_);
   if (!result.ok()) return result;
+  ReadCoding();
   std::vector<TypeBuild> builds(header_.types.size());
   ModuleImage image{header_.name, {}, {}};
   for (std::size_t i = 0; i < builds.size(); ++i) {

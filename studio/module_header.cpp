@@ -5,6 +5,7 @@
 
 #include "data/hex_text.h"
 #include "platform/text.h"
+#include "studio/coded_words.h"
 #include "studio/package.h"
 
 namespace tonalith {
@@ -35,7 +36,7 @@ class HeaderReader {
       if (AsciiEqualNoCase(line.section, "Module"))
         result = Note(Line(line));
       else if (!AsciiStartsWithNoCase(line.section, kFamily))
-        header_.lines.push_back(line);
+        result = Note(PassedOn(line));
     }
     if (result.ok()) result = Needs(lines);
     if (!result.ok()) return result;
@@ -67,6 +68,17 @@ class HeaderReader {
     need(header_.types.empty(), "Types", "section [Module] needs \"Types\"");
     need(header_.driverBase == 0, "DriverBase", "section [Module] needs a \"DriverBase\"");
     return result;
+  }
+
+  // A line of the module INI as it stands; the icon and the kind of device have to be some that exist.
+  Result PassedOn(const SourceLine& line) {
+    header_.lines.push_back(line);
+    const CodedTable* table = AsciiEqualNoCase(line.section, "Instrument") ? FindCodedTable(line.key) : nullptr;
+    if (!table) return Result::Success();
+    const auto code = ParseInteger(line.value);
+    if (!code) return SourceFailure(line, std::string(table->key) + " is a number: " + CodedChoices(*table));
+    const std::string problem = CodedProblem(line.key, *code);
+    return problem.empty() ? Result::Success() : SourceFailure(line, problem);
   }
 
   Result Line(const SourceLine& line) {

@@ -51,6 +51,9 @@ bool IsFormKey(const std::string& key);
 // True for keys whose value is known by their name in what follows: those that stand once.
 bool IsNamedKey(const std::string& key);
 
+// True for the keys of steps: get, put.
+bool IsExchangeKey(std::string_view key);
+
 // True for the keys that name a script: receive, transmit, audition.
 bool IsScriptKey(std::string_view key);
 

@@ -219,4 +219,33 @@ TEST(ModuleSourceText, MistakesOfFamiliesHaveAPlace) {
   ExpectMistakes(FamilySource(), cases);
 }
 
+TEST(ModuleSourceText, MistakesInStepsHaveAPlace) {
+  const ModuleSource source = {
+      {"module.ini", "[Module]\nName = Steps\nDriverBase = 70\nTypes = one\nmanufacturerId = 0x3E\n"},
+      {"one.descriptor",
+       "typeName = One\nfileSize = 20\nmessage = F0 3E 01\nget = ask F0 3E 10 patch F7 | size 8\n"
+       "get = repeat 3\nget = ask F0 3E 10+turn F7 | size 4\nget = end\nput = set 3: patch\nput = data\n"}};
+  ModuleImage image;
+  const Result result = BuildModule(source, &image);
+  ASSERT_TRUE(result.ok()) << result.text;
+  const std::vector<Mistake> cases = {
+      {"one.descriptor", "get = repeat 3", "get = repeat 2", "one.descriptor:7: the steps have 16 bytes of 20"},
+      {"one.descriptor", "get = repeat 3", "get = repeat", "one.descriptor:5: \"repeat\" needs a number"},
+      {"one.descriptor", "get = end\n", "", "one.descriptor:6: a `repeat` has no `end`"},
+      {"one.descriptor", "get = repeat 3\n", "", "one.descriptor:6: there is no `repeat`"},
+      {"one.descriptor", " | size 4", "", "one.descriptor:6: each step needs the number"},
+      {"one.descriptor", "10+turn", "10+turns", "one.descriptor:6: \"10+turns\" is no byte"},
+      {"one.descriptor", "put = data", "put = ask F0 F7", "one.descriptor:9: `put` has no step \"ask\""},
+      {"one.descriptor", "put = data", "put = data | size 3", "one.descriptor:9: the step \"data\" has no option"},
+      {"one.descriptor", "put = data", "put = send F0 3E F7", "one.descriptor:9: no step takes or sends"},
+      {"one.descriptor", "set 3: patch", "set 19: 01 patch", "one.descriptor:8: the bytes lie outside"},
+      {"one.descriptor", "set 3: patch", "set 3", "one.descriptor:8: `set` reads"},
+      {"one.descriptor", "set 3: patch", "send F0 00 F7 | sum 0 1 9 1", "one.descriptor:8: `sum` reads"},
+      {"one.descriptor", "set 3: patch", "area 00 00 00", "one.descriptor:8: `area` reads"},
+      {"one.descriptor", "set 3: patch", "pause never", "one.descriptor:8: \"pause\" needs a number"},
+      {"one.descriptor", "put = data\n", "put = data\ntransmit = x\n", "one.descriptor:10: there are steps as well"},
+  };
+  ExpectMistakes(source, cases);
+}
+
 }  // namespace tonalith
