@@ -272,11 +272,17 @@ class StepWriter {
       if (HasData(step.message))
         Data(step);
       else
-        Line(
-            "send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step),
-            step.at);
+        Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) +
+                 (SaidAgain(steps, i) ? " | live" : Live(step)),
+             step.at);
       Between(step.at, i + 1 == steps.size());
     }
+  }
+
+  // What is said twice, in case it is lost on the way, stands in a file once.
+  static bool SaidAgain(const std::vector<ChartStep>& steps, std::size_t i) {
+    return !steps[i].name.empty() && std::any_of(steps.begin() + static_cast<std::ptrdiff_t>(i) + 1, steps.end(),
+                                                 [&](const ChartStep& later) { return later.name == steps[i].name; });
   }
 
   // What no form in files has is sent to the instrument only.
