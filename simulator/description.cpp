@@ -146,6 +146,7 @@ class DescriptionReader : private DescriptionLines {
     if (key_ == "input_speed") return Number(out_.inputSpeed, 0, 1 << 20);
     if (key_ == "request_gap_ms") return Number(out_.requestGapMs, 0, 60000);
     if (key_ == "mode") return Number(out_.mode, 0, 127);
+    if (key_ == "programs") return Number(out_.programs, 1, 128);
     if (key_ == "dump") return Sends(out_.dump);
     if (key_ == "file") return Sends(out_.file);
     return false;
@@ -193,6 +194,7 @@ class DescriptionReader : private DescriptionLines {
       return true;
     }
     if (key_ == "segment") return Segment(area);
+    if (key_ == "readable") return YesNo(area.readable);
     if (key_ == "holes") {
       if (auto numbers = Numbers(value_, 0)) area.holes = *numbers;
       return true;
@@ -564,6 +566,7 @@ class DescriptionReader : private DescriptionLines {
     if (key_ == "packet") return Number(roland.packet, 1, 4096);
     if (key_ == "crosses") return YesNo(roland.crosses);
     if (key_ == "handshake") return YesNo(roland.handshake);
+    if (key_ == "one_area") return YesNo(roland.oneArea);
     if (key_ != "dump") return false;
     const auto pieces = SeparatedPieces(value_, '/');
     if (pieces.size() != 2) return Fail("expected address / size"), true;

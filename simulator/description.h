@@ -89,6 +89,7 @@ struct AreaInfo {
   std::uint32_t addressStride = 0;
   std::vector<AddressSegment> segments;
   std::vector<int> holes;  // items that have no address
+  bool readable = true;    // by its address
   int fill = 0;
   std::string factoryNames;  // "words", "bank" or empty
   OwnSum ownSum = OwnSum::kNone;
@@ -197,6 +198,7 @@ struct RolandInfo {
   int packet = 256;      // data bytes in a message
   bool crosses = false;  // a message may run over the borders of segments
   bool handshake = false;
+  bool oneArea = false;  // requests that reach out of an area are not answered
   struct Range {
     std::uint32_t address = 0;
     std::uint32_t bytes = 0;
@@ -256,6 +258,7 @@ struct InstrumentDescription {
   int inputSpeed = 0;    // bytes a second taken out of that buffer; 0: all at once
   int requestGapMs = 0;  // requests that come sooner after the last one are not heard
   int mode = 0;
+  int programs = 0;  // program changes from this one on choose nothing; 0: they start over
   std::vector<AreaInfo> areas;
   std::vector<LinkInfo> links;
   std::vector<MessageInfo> messages;

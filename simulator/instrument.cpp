@@ -125,6 +125,7 @@ void SimulatedInstrument::State::OnShort() {
 void SimulatedInstrument::State::Select(int program) {
   if (core.description.parts) return SelectOnParts(core.description, core.memory, running & 0x0F, program);
   if (core.description.links.empty()) return;
+  if (core.description.programs > 0 && program >= core.description.programs) return;
   const int area = core.description.links.front().bankArea;
   int bankSize = 0;
   for (const MessageInfo& message : core.description.messages) bankSize = std::max(bankSize, message.bankSize);

@@ -45,6 +45,18 @@ TEST(Exchanges, AnswersBeginAndEndAsTheyShould) {
        18},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "F0 00 20 29 00 33 00 00 00 00 00 00 00", 154},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 41 7F F7", "F0 00 20 29 00 33 00 01 7F 00 00 00 00", 154},
+      {"roland-jd800", "F0 41 10 3D 11 00 00 00 00 03 00 7D F7", "F0 41 10 3D 12 00 00 00", 404},
+      {"roland-jd800", "F0 41 10 3D 11 05 7E 00 00 03 00 7A F7", "F0 41 10 3D 12 05 7E 00", 404},
+      {"roland-jd800", "F0 41 10 3D 11 06 01 00 00 03 00 76 F7", "F0 41 10 3D 12 06 01 00", 404},
+      {"roland-jd800", "F0 41 10 3D 11 05 00 00 01 40 00 3A F7", "F0 41 10 3D 12 05 00 00", 25536},
+      {"roland-jd800", "F0 41 10 3D 11 04 00 00 00 2A 02 50 F7", "F0 41 10 3D 12 04 00 00", 5598},
+      {"roland-jd800", "F0 41 10 3D 11 02 00 00 00 00 19 65 F7", "F0 41 10 3D 12 02 00 00", 35},
+      {"roland-jd800", "F0 41 10 3D 11 03 00 00 00 00 22 5B F7", "F0 41 10 3D 12 03 00 00", 44},
+      {"roland-jd800", "F0 41 10 3D 11 00 12 52 00 02 52 48 F7", "F0 41 10 3D 12 00 12 52", 358},
+      {"roland-jd800", "F0 41 10 3D 11 07 00 00 00 00 2C 4D F7", "", 0},  // the display cannot be read
+      {"roland-jd800", "F0 41 10 3D 11 05 00 00 01 40 01 39 F7", "", 0},  // beyond the patches
+      {"roland-jd800", "F0 41 10 3D 11 00 00 00 00 03 00 7C F7", "", 0},
+      {"roland-jd800", "F0 41 11 3D 11 00 00 00 00 03 00 7D F7", "", 0},
       {"behringer-pro800", "F0 00 20 32 00 01 24 00 08 00 F7", "F0 00 20 32 00 01 24 00 09 00 01 04 04 F7", 14},
       {"behringer-pro800", "F0 00 20 32 00 01 24 00 06 F7", "F0 00 20 32 00 01 24 00 07 50 52 4F 2D 38 30 30 00 F7",
        18},
@@ -162,6 +174,34 @@ TEST(BassStation2, OlderFilesHaveNoName) {
   EXPECT_EQ(bass->Item("programs", 3)[30], bass->Item("programs", 9)[30]);
   const Bytes after = bass->Item("programs", 3);
   EXPECT_TRUE(std::equal(before.begin() + 98, before.end(), after.begin() + 98));
+}
+
+TEST(Jd800, PatchesComeInPiecesWithTimeBetween) {
+  auto from = Make("roland-jd800");
+  auto to = Make("roland-jd800");
+  ASSERT_TRUE(from->Rename("patches", 42, "Across The Pages"));
+  const auto pieces = ScanSysEx(from->DumpOf("patches", 42));
+  ASSERT_EQ(pieces.size(), 2U);
+  Host host(*to);
+  to->SetMemoryProtect(true);
+  for (const Bytes& piece : pieces) host.Ask(piece);
+  EXPECT_NE(to->Item("patches", 42), from->Item("patches", 42));
+  to->SetMemoryProtect(false);
+  Bytes damaged = pieces[0];
+  damaged[30] ^= 1;
+  host.Ask(damaged);
+  EXPECT_EQ(to->display(), "CHECKSUM ERROR");
+  host.Ask(pieces[1]);
+  host.Ask(pieces[0], 1);  // too soon: bytes of it are lost
+  EXPECT_NE(to->Item("patches", 42), from->Item("patches", 42));
+  host.Ask(pieces[0], 25);
+  EXPECT_EQ(to->Item("patches", 42), from->Item("patches", 42));
+  host.Ask("C0 2A");
+  EXPECT_EQ(to->Item("temporary", 0), from->Item("patches", 42));
+  host.Ask("C0 6A");  // a card that is not there
+  EXPECT_EQ(to->Item("temporary", 0), from->Item("patches", 42));
+  host.Ask("F0 41 10 3D 12 00 00 71 00 45 4A F7");  // the waveform of tone A is two bytes
+  EXPECT_EQ(to->Item("temporary", 0)[113 + 1], 0x45);
 }
 
 TEST(Pro800, ProgramsHaveTheirOwnLengthAndMayBeEmpty) {
