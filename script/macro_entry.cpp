@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kV40Entry = 40;
 constexpr std::size_t kMidiChannelOfBlock = 44;
+constexpr std::size_t kPatchEntry = 998;
 constexpr std::size_t kFlagsEntry = 999;
 // The scratch buffer of scripts without an instrument.
 constexpr std::size_t kScratchBufferBytes = 10000;
@@ -47,10 +48,11 @@ int RunFresh(ScriptServices& services, TransferContext& context, Synth& synth, s
   return result;
 }
 
-std::vector<std::int32_t> TransferBlock(const Synth& synth, std::int32_t extra) {
+std::vector<std::int32_t> TransferBlock(const Synth& synth, std::int32_t x, std::int32_t extra) {
   std::vector<std::int32_t> block(kVariableBlockEntries);
   block[kV40Entry] = synth.v40Value;
   block[kMidiChannelOfBlock] = synth.midiChannel;
+  block[kPatchEntry] = x;
   block[kFlagsEntry] = extra;
   return block;
 }
@@ -81,7 +83,7 @@ int MidiMacroEdit(ScriptServices& services, TransferContext& context, Synth& syn
 
 int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
               MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, std::int32_t extra) {
-  std::vector<std::int32_t> block = TransferBlock(synth, extra);
+  std::vector<std::int32_t> block = TransferBlock(synth, xValue, extra);
   return MidiMacroA(services, context, synth, code, buffer, channel, xValue, true,
                     VariableBlock(block).first(kMacroBlockEntries), false);
 }
@@ -90,7 +92,7 @@ MacroOutcome RunMacro(ScriptServices& services, TransferContext& context, Synth&
                       std::span<const std::uint8_t> code, MacroBuffer buffer, const MacroStart& start,
                       std::vector<std::int32_t> variables) {
   MacroOutcome outcome;
-  outcome.variables = variables.empty() ? TransferBlock(synth, start.extra) : std::move(variables);
+  outcome.variables = variables.empty() ? TransferBlock(synth, start.x, start.extra) : std::move(variables);
   RunSetup setup;
   setup.registers = start.edit.value_or(setup.registers);
   setup.setRegisters = !start.edit;
