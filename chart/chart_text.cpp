@@ -406,7 +406,11 @@ ChartCell ChartCell::Part(std::size_t offset, std::size_t size) const {
 }
 
 std::string ChartProblem::Text() const {
-  std::string sentence = file + ":" + std::to_string(line) + ":" + std::to_string(column) + ": error: " + text;
+  return file + ":" + std::to_string(line) + ":" + std::to_string(column) + ": error: " + Sentence();
+}
+
+std::string ChartProblem::Sentence() const {
+  std::string sentence = text;
   if (!read.empty()) sentence += " (\"" + read + "\")";
   if (!right.empty()) sentence += "; right: " + right;
   return sentence;

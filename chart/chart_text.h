@@ -75,6 +75,8 @@ struct ChartProblem {
 
   // FILE:LINE:COLUMN: error: what is wrong ("what was read"); right: what would be right
   std::string Text() const;
+  // The same behind "error: ".
+  std::string Sentence() const;
 };
 
 // Collects mistakes, each once and not more than a person reads.

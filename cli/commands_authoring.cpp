@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "chart/module_of_chart.h"
 #include "cli/arguments.h"
 #include "cli/module_trial.h"
 #include "cli/simulator_check.h"
@@ -223,16 +224,17 @@ Result Try(CliEnvironment& environment, const ModuleImage& image, const CheckOpt
 }
 
 int Check(CliEnvironment& environment, const std::string& folder, const CheckOptions& options) {
-  ModuleSource source;
-  Result result = ReadModuleSource(folder, &source);
-  if (!result.ok()) return Failed(environment, result.text);
   ModuleImage image;
-  std::vector<ModuleRemark> remarks = CheckModule(source, {}, &image);
-  if (!image.name.empty()) remarks = CheckModule(source, KnownDrivers(environment, image.name), &image);
+  std::vector<ModuleRemark> remarks;
+  Result result = CheckModuleAt(folder, {}, &remarks, &image);
+  if (result.ok() && !image.name.empty())
+    result = CheckModuleAt(folder, KnownDrivers(environment, image.name), &remarks, &image);
+  if (!result.ok()) return Failed(environment, result.text);
   std::size_t errors = 0, failed = 0;
   for (const ModuleRemark& remark : remarks) {
     errors += remark.isError;
-    environment.out << JoinPath(folder, remark.file) << ":" << remark.line << ": "
+    environment.out << remark.file << ":" << remark.line
+                    << (remark.column ? ":" + std::to_string(remark.column) : std::string()) << ": "
                     << (remark.isError ? OwnText("error: ") : OwnText("warning: ")) << remark.text << "\n";
     if (!remark.hint.empty()) environment.out << "    " << remark.hint << "\n";
   }
@@ -264,8 +266,8 @@ std::string AuthoringForms() {
          "  --checksum TYPE START COUNT OFFSET      docs/authoring.md names the types\n"
          "  --driver-base N             the number of the first data type\n"
          "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n"
-         "module check FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
-         "                              what is wrong with a source folder, and whether it works\n"
+         "module check CHART|FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
+         "                              what is wrong with a chart or a source folder, and whether it works\n"
          "module check --simulator FILE...\n"
          "                              what is wrong with the description of a simulated instrument\n";
 }
@@ -289,7 +291,7 @@ int RunModuleCheck(CliEnvironment& environment, const std::vector<std::string>& 
   const std::vector<std::string> descriptions = arguments.Options("simulator");
   const bool isFolder = arguments.words().size() == 1;
   if (!isFolder && (descriptions.empty() || !arguments.words().empty()))
-    return Failed(environment, "\"check\" needs one source folder, or --simulator and a file.");
+    return Failed(environment, "\"check\" needs one chart or source folder, or --simulator and a file.");
   int status = 0;
   for (const std::string& file : descriptions) status = std::max(status, CheckSimulator(environment, file));
   return isFolder ? std::max(status, Check(environment, arguments.words()[0], options)) : status;

@@ -2,6 +2,7 @@
 
 #include <istream>
 
+#include "chart/module_of_chart.h"
 #include "cli/command.h"
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
@@ -23,17 +24,13 @@ int ModuleFailed(TerminalText err, const std::string& text) {
 }
 
 int ModuleBuild(const std::vector<std::string>& args, TerminalText out, TerminalText err) {
-  if (args.size() != 3) return ModuleFailed(err, "\"build\" needs a source folder and a package to write.");
-  ModuleSource source;
-  Result result = ReadModuleSource(args[1], &source);
+  if (args.size() != 3) return ModuleFailed(err, "\"build\" needs a chart or a source folder, and a package to write.");
   ModuleImage image;
-  if (result.ok()) {
-    result = BuildModule(source, &image);
-    // Places in the source are named from where the command was started.
-    if (!result.ok()) result.text = JoinPath(args[1], result.text);
-  }
+  std::vector<std::string> mistakes;
+  Result result = BuildModuleAt(args[1], &image, &mistakes);
   if (result.ok()) result = WritePackage(image.files, args[2]);
-  if (!result.ok()) return ModuleFailed(err, result.text);
+  for (std::size_t i = 1; i < mistakes.size(); ++i) ModuleFailed(err, mistakes[i - 1]);
+  if (!result.ok()) return ModuleFailed(err, mistakes.empty() ? result.text : mistakes.back());
   out << image.name << ": " << image.files.size() << " files in " << args[2] << "\n";
   return 0;
 }
@@ -62,7 +59,7 @@ int ModuleList(TerminalText out, TerminalText err, const std::filesystem::path& 
 }  // namespace
 
 const char* ModuleUsage() {
-  return "module build SOURCE OUT.pvz   build a module package from its source folder\n"
+  return "module build SOURCE OUT.pvz   build a module package from a chart or a source folder\n"
          "module manifest FOLDER        write the list that the packages of a folder are verified with\n"
          "module list                   installed modules and their data types\n";
 }

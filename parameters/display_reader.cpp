@@ -130,7 +130,7 @@ int Decimals(std::int64_t divide) {
   return decimals;
 }
 
-// The texts that "A..H", "-7..+7" or "1..16" stand for; empty when it is no such range.
+// The texts that "A..H", "-7..+7", "1..16" or "I01..I32" stand for; empty when it is no such range.
 std::vector<std::string> Counted(std::string_view item) {
   const std::size_t dots = item.find("..");
   if (dots == std::string_view::npos || dots == 0) return {};
@@ -140,11 +140,23 @@ std::vector<std::string> Counted(std::string_view item) {
     for (char c = first[0]; c <= last[0]; ++c) texts.emplace_back(1, c);
     return texts;
   }
-  const bool sign = last.starts_with('+');
-  const auto from = ParseInteger(first), to = ParseInteger(sign ? last.substr(1) : last);
+  // A text with a number at its end, the same before it: I01..I32.
+  const auto digits = [](std::string_view text) {
+    const std::size_t before = text.find_last_not_of("0123456789");
+    return before == std::string_view::npos ? 0 : before + 1;
+  };
+  const std::string_view prefix = first.substr(0, digits(first));
+  const bool sign = last.starts_with('+') || prefix == "-" || prefix == "+";
+  if (!sign && prefix != last.substr(0, digits(last))) return {};
+  const std::size_t skip = sign ? 0 : prefix.size();
+  const auto from = ParseInteger(first.substr(skip)), to = ParseInteger(last.substr(last.starts_with('+') ? 1 : skip));
   if (!from || !to || *from >= *to || *to - *from >= static_cast<std::int64_t>(kMaxTexts)) return {};
-  for (std::int64_t number = *from; number <= *to; ++number)
-    texts.push_back((sign && number > 0 ? "+" : "") + std::to_string(number));
+  const std::size_t width = !sign && first[skip] == '0' ? first.size() - skip : 0;
+  for (std::int64_t number = *from; number <= *to; ++number) {
+    std::string text = std::to_string(number);
+    if (text.size() < width) text.insert(0, width - text.size(), '0');
+    texts.push_back((last.starts_with('+') && number > 0 ? "+" : std::string(skip ? prefix : "")) + text);
+  }
   return texts;
 }
 

@@ -30,7 +30,8 @@ DisplayList ParseDisplayList(std::string_view name, std::string_view items);
 // How the values of a parameter read on the instrument's display.  The notation is a list of items with commas between;
 // a text with a comma in it stands in quotes.
 //
-//   16', 8', 4'              a text for each value of the range; `-7..+7` or `A..H` stand for all in between
+//   16', 8', 4'              a text for each value of the range; `-7..+7`, `A..H` or `I01..I32` stand for all in
+//                            between
 //   0 = off, 5..9 = hold     these values have texts of their own, in front of any of the others
 //   from 1                   counts from 1: the first value without a text of its own
 //   127 - value, value * 5 ms, value / 2, (value - 64) * 3 %

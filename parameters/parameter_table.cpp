@@ -1,7 +1,9 @@
 #include "parameters/parameter_table.h"
 
 #include <algorithm>
+#include <unordered_map>
 
+#include "parameters/tabbed_lines.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -12,19 +14,8 @@ constexpr int kMostReferences = 32;      // displays taken from displays
 constexpr std::uint32_t kMostBits = 16;  // of a logical byte
 constexpr std::size_t kMostRows = 65536;
 constexpr std::size_t kMostTexts = 1u << 20;
-constexpr std::size_t kMostText = 8u << 20;
-constexpr char kMagic[] = "Tonalith parameters";
-constexpr char kVersion[] = "1";
+constexpr char kKind[] = "parameters";
 constexpr std::size_t kRowCells = 9;
-
-std::string Line(const std::vector<std::string>& cells) {
-  std::string line;
-  for (const std::string& cell : cells) {
-    if (&cell != &cells.front()) line += '\t';
-    for (const char c : cell) line += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
-  }
-  return line + "\n";
-}
 
 }  // namespace
 
@@ -108,7 +99,7 @@ void ParameterTableBuilder::Display(std::size_t index, int depth) {
 }
 
 void ParameterTableBuilder::FindOverlaps(std::uint32_t patchBytes) {
-  std::map<std::uint32_t, std::size_t> owner;  // by bit of the patch
+  std::unordered_map<std::uint32_t, std::size_t> owner;  // by bit of the patch
   for (std::size_t i = 0; i < table_.parameters.size(); ++i) {
     const FieldPlace& place = table_.parameters[i].place;
     if (failed_[i]) continue;
@@ -149,55 +140,50 @@ std::string ParameterTableName(int driverId) {
 }
 
 std::string ParameterTableText(const ParameterTable& table) {
-  std::string text = Line({kMagic, kVersion}) + Line({"bits", table.sevenBit ? "7" : "8"});
-  for (const DisplayList& list : table.lists) text += Line({"list", list.name, list.source});
-  for (const std::string& change : table.changes) text += Line({"change", change});
+  std::string text = TabbedHead(kKind) + TabbedLine({"bits", table.sevenBit ? "7" : "8"});
+  for (const DisplayList& list : table.lists) text += TabbedLine({"list", list.name, list.source});
+  for (const std::string& change : table.changes) text += TabbedLine({"change", change});
   for (const Parameter& p : table.parameters)
-    text += Line({"parameter", p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section,
-                  p.change < 0 ? "" : std::to_string(p.change + 1), std::to_string(p.defaultValue)});
+    text += TabbedLine({"parameter", p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number,
+                        p.section, p.change < 0 ? "" : std::to_string(p.change + 1), std::to_string(p.defaultValue)});
   return text;
 }
 
 Result ReadParameterTable(std::string_view text, ParameterTable* out) {
-  const auto wrong = [](std::size_t line, const std::string& what) {
-    return Result::Failure("line " + std::to_string(line) + ": " + what);
-  };
-  if (text.size() > kMostText) return Result::Failure("the parameter table is too long.");
-  const std::vector<std::string> lines = SplitText(text, '\n');
-  if (SplitText(lines.front(), '\t') != std::vector<std::string>{kMagic, kVersion})
-    return wrong(1, "this is no parameter table.");
-  if (lines.size() > kMostRows) return Result::Failure("the parameter table is too long.");
-  const bool sevenBit = lines.size() > 1 && lines[1] == "bits\t7";
-  ParameterTableBuilder builder(sevenBit);
-  std::vector<std::size_t> lineOfRow;
+  ParameterTableBuilder builder(text.find("\nbits\t7\n") != std::string_view::npos);
+  std::vector<std::string> names;
   int changes = 0;
-  for (std::size_t i = 1; i < lines.size(); ++i) {
-    const std::vector<std::string> cells = SplitText(lines[i], '\t');
+  const auto take = [&](const std::vector<std::string>& cells) -> std::string {
+    if (cells[0] == "bits") return {};
     if (cells[0] == "list" && cells.size() == 3) {
       builder.AddList(cells[1], cells[2]);
     } else if (cells[0] == "change" && cells.size() == 2) {
       changes = std::max(changes, builder.AddChange(cells[1]) + 1);
     } else if (cells[0] == "parameter" && cells.size() == kRowCells) {
       const std::int64_t change = ParseInteger(cells[7]).value_or(0);
-      if (change < 0 || change > changes) return wrong(i + 1, "there is no such change message.");
+      if (change < 0 || change > changes) return "there is no such change message.";
+      if (names.size() >= kMostRows) return "there are too many parameters.";
       builder.Add({cells[1], cells[2], cells[3], cells[4], cells[5], cells[6], static_cast<int>(change) - 1,
                    ParseInteger(cells[8])});
-      lineOfRow.push_back(i + 1);
-    } else if (cells[0] != "bits" && !lines[i].empty()) {
-      return wrong(i + 1, "neither a parameter nor a list.");
+      names.push_back(cells[2]);
+    } else {
+      return "neither a parameter nor a list.";
     }
-  }
+    return {};
+  };
+  if (Result read = ReadTabbedLines(text, kKind, take); !read.ok()) return read;
   std::vector<ParameterFault> faults;
   ParameterTable table = builder.Take(0, &faults);
-  if (!faults.empty()) return wrong(lineOfRow[faults.front().row], faults.front().fault.text + ".");
+  if (!faults.empty())
+    return Result::Failure("parameter \"" + names[faults.front().row] + "\": " + faults.front().fault.text + ".");
   *out = std::move(table);
   return Result::Success();
 }
 
-std::string ParameterTableSheet(const ParameterTable& table) {
-  std::string text = Line({"place", "name", "range", "shown", "number", "section"});
+std::string ParameterTableSheet(const ParameterTable& table, const std::string& data) {
+  std::string text;
   for (const Parameter& p : table.parameters)
-    text += Line({p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section});
+    text += TabbedLine({data, p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section});
   return text;
 }
 

@@ -43,9 +43,10 @@ struct ParameterTable {
 
 // What a row says, as text.
 struct ParameterRow {
-  std::string place, name, range, shown, number, section;
+  std::string place, name, range;
+  std::string shown{}, number{}, section{};
   int change = -1;
-  std::optional<std::int64_t> defaultValue;  // else the value of the range next to 0
+  std::optional<std::int64_t> defaultValue{};  // else the value of the range next to 0
 };
 
 // Where a row is wrong.
@@ -93,13 +94,13 @@ class ParameterTableBuilder {
 //   parameter  PLACE, NAME, RANGE, SHOWN, NUMBER, SECTION, number of the change message from 1 or nothing, DEFAULT
 
 std::string ParameterTableText(const ParameterTable& table);
-// Failures name the line.
+// Failures name the line or the parameter.
 Result ReadParameterTable(std::string_view text, ParameterTable* out);
 // Name of the file of a data type.
 std::string ParameterTableName(int driverId);
 
-// The table for people and spreadsheets: a head line, then a line a parameter with place, name, range, shown, number,
-// section, each with tabs between.
-std::string ParameterTableSheet(const ParameterTable& table);
+// The table for people and spreadsheets: a line a parameter with data, place, name, range, shown, number and section,
+// tabs between.
+std::string ParameterTableSheet(const ParameterTable& table, const std::string& data);
 
 }  // namespace tonalith

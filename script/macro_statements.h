@@ -235,7 +235,9 @@ struct MacroStatements {
   }
   template <MidiDirection direction>
   static int CountPorts(ZKMacro& m, const Op&) {
-    SetX(m.s_, m.s_.session->services.PortCount(direction));
+    // While data is written to a file, nobody is there.
+    MacroSession& session = *m.s_.session;
+    SetX(m.s_, session.services.CanBeAnswered(session.context) ? session.services.PortCount(direction) : 0);
     return 0;
   }
   static bool Hosted(const ZKMacro& m);

@@ -73,6 +73,8 @@ int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
   if (!routed) return -1;
   Synth& synth = *routed;
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   Sending sending{*dataFile, synth, context};
   const int result = SendAll(sending, {dataFile->transferMask, dataFile->transferMaskSize});
   dataFile->synth->rolandHandshake = synth.rolandHandshake;
@@ -87,6 +89,8 @@ int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int fla
   if (!routed) return -1;
   Synth& synth = *routed;
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   std::int64_t offset = -1;
   if (patchBuffer) {
     if (patchBuffer < dataFile->body || patchBuffer >= dataFile->body + dataFile->bodySize) return -1;
@@ -178,14 +182,16 @@ bool TransferEngine::SendEnded(const TransferContext& context) const {
 // A piece that is refused or not answered goes out again, as often as one that does not come is asked for.
 int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset) {
   TransferContext& context = sending.context;
-  for (int attempt = 0;; ++attempt) {
+  context.spentAttempts = 0;
+  for (;;) {
     context.unanswered = context.refused = false;
     const int result = SendPart(sending, patchIndex, flags, patchOffset);
     if (result >= 0 || SendEnded(context) || !(context.unanswered || context.refused)) return result;
-    if (attempt < context.extraAttempts) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
+    const bool again = context.spentAttempts++ < context.extraAttempts;
+    if (again) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
     if (SendEnded(context)) return result;
-    if (attempt >= context.extraAttempts) {
-      if (context.attempts == 0) context.attempts = attempt + 1;
+    if (!again) {
+      if (context.attempts == 0) context.attempts = context.spentAttempts;
       if (context.refused) ++context.refusedPieces;
       if (context.sendCause == TransferCause::kNone)
         context.sendCause = context.refused ? TransferCause::kNotTaken : TransferCause::kNoAnswer;
@@ -245,18 +251,24 @@ void TransferEngine::SayNoScript() {
 
 int TransferEngine::MidiIO(TransferOperation operation, std::span<std::uint8_t> buffer, Synth& synth) {
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
   return BuiltInProtocols(line).MidiIO(operation, ByteWindow(buffer), synth);
 }
 
 int TransferEngine::MidiSend(const Synth& synth, std::span<std::uint8_t> buffer) {
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
   return BuiltInProtocols(line).MidiSend(synth, ByteWindow(buffer));
 }
 
 int TransferEngine::MidiSendNoMsg(const Synth& synth, std::span<std::uint8_t> buffer) {
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
   return BuiltInProtocols(line).MidiSendNoMsg(synth, ByteWindow(buffer));
 }

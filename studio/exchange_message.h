@@ -31,7 +31,15 @@ inline constexpr char kPatchVariable[] = "V60";
 inline constexpr char kTurnVariable[] = "V61";
 inline constexpr char kFailedVariable[] = "V62";  // something did not come
 inline constexpr char kByteVariable[] = "V63";
-inline constexpr char kPlaceVariable[] = "V64";
+inline constexpr char kPlaceVariable[] = "V64";  // of the next block in the image
+inline constexpr char kDueVariable[] = "V65";
+inline constexpr char kTriesVariable[] = "V66";
+inline constexpr char kVerdictVariable[] = "V67";
+inline constexpr char kFoundVariable[] = "V68";
+inline constexpr char kWantedVariable[] = "V69";
+inline constexpr char kLiveVariable[] = "V70";    // not 0: an instrument may answer
+inline constexpr char kBudgetVariable[] = "V71";  // how often a piece may be asked for again
+inline constexpr char kLeftVariable[] = "V998";   // what is left of that when the script ends
 
 // Nothing, with a sentence, when the text is no message.
 std::optional<ExchangeMessage> ParseExchangeMessage(std::string_view text, std::string* error);

@@ -11,9 +11,9 @@
 #include "data/synth_fields.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
-#include "studio/coded_words.h"
 #include "script/compiler.h"
 #include "script/lint.h"
+#include "studio/coded_words.h"
 #include "studio/module_exchange.h"
 #include "studio/module_header.h"
 #include "studio/module_lets.h"
@@ -81,6 +81,7 @@ class ModuleBuilder {
   Result ParseForm(std::vector<SourceLine> lines, FormEntries entries, TypeBuild* build);
   Result MakeMap(TypeBuild* build);
   Result CompileScripts(TypeBuild* build);
+  void ReadCoding();
   Result CompileSteps(int i, const SourceLets& made, TypeBuild* build);
   std::vector<std::uint8_t> InitialImage(const TypeBuild& build) const;
   Result DriverFile(const TypeBuild& build, std::vector<std::uint8_t>* bytes) const;
@@ -92,6 +93,7 @@ class ModuleBuilder {
   Result first_ = Result::Success();
   std::size_t mistakeCount_ = 0;
   ModuleHeader header_;
+  std::optional<CodedMessages> coding_;
 };
 
 // The size bytes of an address-based type, as the data-type editor sets them.
@@ -393,7 +395,8 @@ Result ModuleBuilder::CompileSteps(int i, const SourceLets& made, TypeBuild* bui
   if (!build->scriptLines[i].value.empty())
     return SourceFailure(build->scriptLines[i], "there are steps as well, `" + steps.front().key + "`");
   const auto listen = build->lets.find("listen");
-  const ExchangeFacts facts{build->synth, made, listen == build->lets.end() ? std::string() : listen->second};
+  const ExchangeFacts facts{build->synth, made, listen == build->lets.end() ? std::string() : listen->second,
+                            coding_ ? &*coding_ : nullptr};
   std::string script;
   const std::size_t before = Mistakes();
   const Result result = WriteExchange(steps, facts, &script, mistakes_);
@@ -522,9 +525,20 @@ std::string ModuleBuilder::ModuleIni(const std::vector<TypeBuild>& builds) const
   return text;
 }
 
+// A section that is wrong is told where the module is used.
+void ModuleBuilder::ReadCoding() {
+  std::string text, problem, section;
+  for (const SourceLine& line : header_.lines) {
+    if (line.section != section) text += "[" + (section = line.section) + "]\n";
+    text += line.key + "=" + line.value + "\n";
+  }
+  coding_ = ReadCodedMessages(IniFile::FromBytes(text), &problem);
+}
+
 Result ModuleBuilder::Build(ModuleImage* out) {
   Result result = ReadModuleHeader(source_, &header_, mistakes_);
   if (!result.ok()) return result;
+  ReadCoding();
   std::vector<TypeBuild> builds(header_.types.size());
   ModuleImage image{header_.name, {}, {}};
   for (std::size_t i = 0; i < builds.size(); ++i) {

@@ -16,6 +16,7 @@ struct ModuleRemark {
   int line = 0;         // from 1
   std::string text;
   std::string hint;  // what to do about it; may be empty
+  int column = 0;    // from 1; 0: the line as a whole
 };
 
 // Builds a source and looks at what came out.  `others`: the driver ids of the other instruments, with their names.

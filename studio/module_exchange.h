@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "studio/coded_messages.h"
 #include "studio/module_lets.h"
 #include "studio/module_source.h"
 
@@ -17,6 +18,7 @@ struct ExchangeFacts {
   const Synth& synth;           // finished
   const SourceLets& made;       // what ScriptLets knows of it
   std::string acknowledgement;  // statements that wait for what `acknowledged` says; empty without it
+  const CodedMessages* coding;  // null without section [Coded Messages]
 };
 
 // True when the steps say that there is no exchange in this direction (`put = no`).

@@ -74,9 +74,9 @@ class CliHome {
     std::filesystem::copy_file(TONALITH_SOURCE_DIR "/resources/EditorPV.bin", folder_ / "resources/EditorPV.bin");
     std::filesystem::copy(TONALITH_SOURCE_DIR "/instruments/common", folder_ / "resources/common");
     for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments")) {
-      if (!std::filesystem::exists(entry.path() / "module.ini")) continue;
+      if (entry.path().extension() != ".chart" && !std::filesystem::exists(entry.path() / "module.ini")) continue;
       const CliOutput built = RunCli({"module", "build", entry.path().string(),
-                                      Path("resources/modules/" + entry.path().filename().string() + ".pvz")});
+                                      Path("resources/modules/" + entry.path().stem().string() + ".pvz")});
       problem_ += built.err;
     }
     ::setenv("TONALITH_RESOURCES", Path("resources").c_str(), 1);

@@ -36,7 +36,7 @@ std::vector<std::string> ExampleArgs(std::vector<std::string> more) {
 
 // The patch keeps its number where X takes an answer.
 TEST(RunCommand, ThePatchHasAPlaceOfItsOwn) {
-  const CliOutput output = RunScriptCommand("ABS 9 S 4 { F0 7D 00 F7 } F V998 2 T 4 ]", {"--x", "4"});
+  const CliOutput output = RunScriptCommand("ABS 9 S 4 { F0 7D 00 F7 } F V997 2 T 4 ]", {"--x", "4"});
   EXPECT_EQ(output.out, "OUT F0 7D 04 F7\nRESULT 0\nW 0 X 9 Y 0 Z 0\nV10 0\n");
 }
 

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "chart/module_of_chart.h"
 #include "platform/prompts.h"
 #include "studio/module.h"
 #include "studio/package_install.h"
@@ -19,11 +20,15 @@
 
 namespace tonalith {
 
-// Names of the source folders of the shipped modules, in order.
+inline bool IsModuleSource(const std::filesystem::path& path) {
+  return path.extension() == ".chart" || std::filesystem::exists(path / "module.ini");
+}
+
+// Names of the charts and source folders of the shipped modules, in order.
 inline std::vector<std::string> ModuleFolders() {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments"))
-    if (std::filesystem::exists(entry.path() / "module.ini")) names.push_back(entry.path().filename().string());
+    if (IsModuleSource(entry.path())) names.push_back(entry.path().stem().string());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -41,7 +46,8 @@ class InstalledModules {
   const std::map<std::string, std::string>& problems() const { return problems_; }
   ZKStudioDoc& studio() { return *studio_; }
   Recognizer& recognizer() { return *recognizer_; }
-  // Folder of a module source ("yamaha-dx7"), which is also the key of its simulated instrument, by instrument name.
+  // Name of a module's chart or source folder ("yamaha-dx7"), which is also the key of its simulated instrument, by
+  // instrument name.
   const std::map<std::string, std::string>& keys() const { return keys_; }
   const std::map<int, std::string>& simulated() const { return simulated_; }
   // What a data type's source says about the simulated instrument; empty: nothing.
@@ -54,20 +60,18 @@ class InstalledModules {
   InstalledModules()
       : folder_(std::filesystem::temp_directory_path() / ("tonalith-modules-" + std::to_string(::getpid()))) {
     for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments")) {
-      if (!std::filesystem::exists(entry.path() / "module.ini")) continue;
-      ModuleSource source;
+      if (!IsModuleSource(entry.path())) continue;
       ModuleImage image;
       std::vector<std::uint8_t> package;
       PackageFiles files;
       InstallReport report;
-      Result result = ReadModuleSource(entry.path(), &source);
-      if (result.ok()) result = BuildModule(source, &image);
+      Result result = BuildModuleAt(entry.path(), &image);
       if (result.ok()) result = PackFiles(image.files, &package);
       if (result.ok()) result = UnpackFiles(package, &files);
       if (result.ok()) result = InstallPackageFiles(files, folder_, &report);
-      if (!image.name.empty()) keys_[image.name] = entry.path().filename().string();
+      if (!image.name.empty()) keys_[image.name] = entry.path().stem().string();
       simulated_.insert(image.simulated.begin(), image.simulated.end());
-      if (!result.ok()) problems_[entry.path().filename().string()] = result.text;
+      if (!result.ok()) problems_[entry.path().stem().string()] = result.text;
     }
     studio_ =
         std::make_unique<ZKStudioDoc>(StudioPaths{folder_, folder_ / "data", folder_ / "preferences", {}}, prompts_);

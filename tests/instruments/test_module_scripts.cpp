@@ -20,7 +20,9 @@ class CableServices final : public ScriptServices {
   std::function<Message(const Message&)> reply;
   std::vector<std::string> sent;
   std::vector<int> roland;
+  bool open = true;
 
+  int PortCount(MidiDirection /*direction*/) override { return open ? 1 : 0; }
   int SendDataPort(std::span<const std::uint8_t> bytes, int, TransferContext&) override {
     const Message message(bytes.begin(), bytes.end());
     sent.push_back(HexText(message));
@@ -232,6 +234,7 @@ TEST(ModuleScripts, VerifiedBlockExchange) {
   EXPECT_EQ(RunScript(&services, bank.get(), true, 0), 0);
   // Nobody there (a file is written): request and data in one message.
   services.sent.clear();
+  services.open = false;
   EXPECT_EQ(RunScript(&services, bank.get(), false, 15), 257);
   EXPECT_EQ(services.sent.back(), "F0 44 00 00 74 20 2F " + HexText(tone));
 }

@@ -125,8 +125,8 @@ TEST(FieldPlace, BytesStandInTheOrderSaid) {
 TEST(FieldPlace, WhatDoesNotFitIsRefused) {
   FieldPlace place;
   FieldRange range;
-  for (const char* text : {"", "x", "19x", "19 6-5", "19 word sideways", "19 9 nibbles", "19 12 bits",
-                           "19 0-40", "99999999999", "19 &", "-3", "19 nibbles nibbles"})
+  for (const char* text : {"", "x", "19x", "19 6-5", "19 word sideways", "19 9 nibbles", "19 12 bits", "19 0-40",
+                           "99999999999", "19 &", "-3", "19 nibbles nibbles"})
     EXPECT_TRUE(ParseFieldPlace(text, true, {}, &place)) << text;
   EXPECT_TRUE(ParseFieldPlace("3", false, {-4, 0}, &place));
   for (const char* text : {"", "5", "5..", "9..3", "0..4", "-3..1", "-2..2", "0..99999999999999999999", "a..b"}) {
@@ -174,6 +174,7 @@ TEST(ParameterDisplay, ValuesReadAsSaidAndBack) {
       {"0..99", "notes from A-1", {{0, "A-1"}, {39, "C3"}, {99, "C8"}}},
       {"0..14", "-7..+7", {{0, "-7"}, {14, "+7"}}},
       {"0..5", "off, A..D, on", {{0, "off"}, {2, "B"}, {5, "on"}}},
+      {"0..14", "I08..I12, P1..P10", {{0, "I08"}, {4, "I12"}, {14, "P10"}}},
       {"0..127", "126 = reset, 127 = rest", {{5, "5"}, {127, "rest"}}},
       {"0..127", "0..9 = low, 10 = \"a, b\"", {{4, "low"}, {10, "a, b"}, {11, "11"}}},
       {"0..3", "list WAVES", {{0, "saw"}, {3, "sine"}}},
