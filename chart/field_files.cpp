@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 
+#include "chart/instrument.h"
 #include "chart/panel.h"
 #include "chart/panel_layout.h"
 #include "chart/parameters.h"
@@ -138,10 +139,21 @@ class FieldFiles {
       }
       const PanelPlan plan = ReadPanel(section, &type->table, &problems);
       const Synth& synth = type->synth();
-      const PanelFiles panel = LayOutPanel(plan, type->table, {synth.headerSize, DeviceLetter()}, type->names.name);
+      const PanelFiles panel = LayOutPanel(
+          plan, type->table, {synth.headerSize, DeviceLetter(), SumKind(type->names.section)}, type->names.name);
       File(PanelFileName(synth.driverId), WriteTemplate(panel.panel));
       if (!panel.lists.texts.empty()) File(PanelListsName(synth.driverId), WriteTemplateLists(panel.lists));
     }
+  }
+
+  // Of the data, else of the instrument; -1: none.  What is wrong with it is named elsewhere.
+  int SumKind(const std::string& data) const {
+    ChartProblems named(problems_.file());
+    const ChartEntry* sum = nullptr;
+    for (const ChartSection& section : chart_.sections)
+      for (const ChartEntry& entry : section.entries)
+        if (entry.key == "sum" && (&section == &chart_.sections.front() || section.name == data)) sum = &entry;
+    return ChartSumKind(sum, &named);
   }
 
   // `device = n, also MIDI channel`

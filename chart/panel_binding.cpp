@@ -40,10 +40,14 @@ bool IsHexByte(const std::string& word) {
   return word.size() == 2 && ParseInteger("0x" + word).has_value();
 }
 
-// One byte of a message: fixed, or a part of the value.
+// One byte of a message: fixed, or a part of the value or of a byte of the patch.
 struct ChangeByte {
+  enum class Source { kFixed, kValue, kByte, kSum };
+  Source source = Source::kFixed;
   std::int64_t fixed = 0;
-  int shift = -1;  // of the value; -1: fixed
+  std::uint32_t byte = 0;  // of the patch
+  int shift = 0;
+  std::int64_t mask = kSeptet;
   bool device = false;
 };
 
@@ -62,39 +66,94 @@ class ChangeReader {
   ChangeReader(const Parameter& parameter, const PanelData& data) : parameter_(parameter), data_(data) {}
 
   bool Read(const std::string& change) {
-    const std::vector<std::string> words = SplitText(change, ' ');
-    for (std::size_t i = 0; i < words.size(); ++i) {
-      const bool high = i + 1 < words.size() && words[i + 1] == "high";
-      const bool low = i + 1 < words.size() && words[i + 1] == "low";
-      if (words[i].empty()) continue;
-      if (!Word(words[i], high, low)) return false;
-      if (high || low) ++i;
-    }
+    for (const std::string& word : SplitText(change, ' '))
+      if (!word.empty()) words_.push_back(word);
+    while (at_ < words_.size())
+      if (!Word(words_[at_++])) return false;
     return !bytes.empty();
   }
 
   std::vector<ChangeByte> bytes;
+  std::size_t sumFrom = 0;
 
  private:
-  bool Word(const std::string& word, bool high, bool low) {
-    if (word == "value" && !high && !low && parameter_.range.max + parameter_.place.bias > kSeptet) return false;
-    if (word == "value") return Add({0, high ? 7 : 0, false});
-    if (word == "number" || word == "offset") return Numbers(word == "offset", high, low);
-    if (high || low) return false;
-    if (IsHexByte(word)) return Add({*ParseInteger("0x" + word), -1, false});
-    if (data_.device && word.size() == 2 && word[1] == data_.device && IsHexByte(std::string(1, word[0]) + "0"))
-      return Add({*ParseInteger("0x" + std::string(1, word[0]) + "0"), -1, true});
-    return false;
+  using Source = ChangeByte::Source;
+
+  bool IsHalf(std::size_t at) const { return at < words_.size() && (words_[at] == "high" || words_[at] == "low"); }
+
+  // "high" or "low" that follows; 0 when neither does, or both: those are halves of the byte.
+  char Half() {
+    if (!IsHalf(at_) || IsHalf(at_ + 1)) return 0;
+    return words_[at_++][0];
   }
 
-  bool Numbers(bool offset, bool high, bool low) {
-    const auto numbers =
-        offset ? std::vector<std::int64_t>{parameter_.place.bits.front().byte} : NumbersOf(parameter_.number);
-    if (numbers.empty()) return false;
-    if (high || low) return Add({numbers[0] >> (high ? 7 : 0) & kSeptet, -1, false});
-    for (const std::int64_t number : numbers)
-      if (number > kSeptet || !Add({number, -1, false})) return false;
+  bool Word(const std::string& word) {
+    std::string name = word;
+    std::int64_t base = 0;
+    // `40+offset`, `17+3`: a byte and something on top
+    if (word.size() > 3 && word[2] == '+' && IsHexByte(word.substr(0, 2))) {
+      base = *ParseInteger("0x" + word.substr(0, 2));
+      name = word.substr(3);
+      const auto more = ParseInteger(name);
+      if (more) return Fixed(base + *more);
+    }
+    if (name == "number" || name == "offset") return Numbers(name == "offset", base);
+    if (base) return false;
+    if (name == "<") {
+      sumFrom = bytes.size();
+      return true;
+    }
+    if (name == "sum") return data_.sumKind >= 0 && Add({Source::kSum});
+    if (name == "value") return Value();
+    if (name == "byte" || name == "bytes" || name == "low" || name == "high") return OfPatch(name);
+    if (IsHexByte(name)) return Fixed(*ParseInteger("0x" + name));
+    return Device(name);
+  }
+
+  bool Device(const std::string& word) {
+    if (!data_.device || word.size() != 2 || word[1] != data_.device) return false;
+    const bool whole = word[0] == data_.device;
+    if (!whole && !IsHexByte(std::string(1, word[0]) + "0")) return false;
+    ChangeByte byte;
+    byte.fixed = whole ? 0 : *ParseInteger("0x" + std::string(1, word[0]) + "0");
+    byte.device = true;
+    return Add(byte);
+  }
+
+  bool Value() {
+    const char half = Half();
+    if (!half && parameter_.range.max + parameter_.place.bias > kSeptet) return false;
+    return Add({Source::kValue, 0, 0, half == 'h' ? 7 : 0});
+  }
+
+  // The bytes of the place as they lie in the patch; `low` and `high` are halves of the first.
+  bool OfPatch(const std::string& word) {
+    constexpr int kNibble = 4;
+    constexpr std::int64_t kNibbleMask = 15;
+    const auto& bits = parameter_.place.bits;
+    const std::uint32_t first = bits.back().byte;
+    if (word == "low" || word == "high")
+      return Add({Source::kByte, 0, first, word == "low" ? 0 : kNibble, kNibbleMask});
+    if (word == "byte") return bits.size() == 1 && Add({Source::kByte, 0, first});
+    for (std::uint32_t byte = first; byte < parameter_.place.end(); ++byte) Add({Source::kByte, 0, byte});
     return true;
+  }
+
+  bool Numbers(bool offset, std::int64_t base) {
+    const auto numbers =
+        offset ? std::vector<std::int64_t>{parameter_.place.bits.back().byte} : NumbersOf(parameter_.number);
+    if (numbers.empty()) return false;
+    if (const char half = Half()) return Fixed(base + (numbers[0] >> (half == 'h' ? 7 : 0) & kSeptet));
+    if (base && numbers.size() != 1) return false;
+    for (const std::int64_t number : numbers)
+      if (!Fixed(base + number)) return false;
+    return true;
+  }
+
+  bool Fixed(std::int64_t number) {
+    constexpr std::int64_t kLargest = 0xFF;
+    const bool inside = !bytes.empty();
+    return number >= 0 && number <= (inside && number != 0xF7 ? kSeptet : kLargest) && Add({Source::kFixed, number});
   }
 
   bool Add(ChangeByte byte) {
@@ -104,6 +163,8 @@ class ChangeReader {
 
   const Parameter& parameter_;
   const PanelData& data_;
+  std::vector<std::string> words_;
+  std::size_t at_ = 0;
 };
 
 }  // namespace
@@ -134,15 +195,24 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
 std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data) {
   ChangeReader reader(parameter, data);
   if (!reader.Read(change)) return {};
-  std::string head = "C 0\nS " + N(static_cast<std::int64_t>(reader.bytes.size())) + " {", stores;
+  const std::string count = N(static_cast<std::int64_t>(reader.bytes.size()));
+  std::int64_t device = 0;
+  std::string message, stores;
   for (std::size_t i = 0; i < reader.bytes.size(); ++i) {
     const ChangeByte& byte = reader.bytes[i];
-    const auto place = static_cast<std::int64_t>(i);
-    head += Printf(" %02X", static_cast<unsigned>(byte.fixed));
-    if (byte.device) head.replace(0, head.find('\n'), "C " + N(place));
-    if (byte.shift >= 0) stores += "MY @ X\nMY > " + N(byte.shift) + "\nMY & 127\nF Y " + N(place) + "\n";
+    const std::string place = N(static_cast<std::int64_t>(i));
+    message += Printf(" %02X", static_cast<unsigned>(byte.fixed));
+    if (byte.device) device = static_cast<std::int64_t>(i);
+    if (byte.source == ChangeByte::Source::kSum)
+      stores += Printf("K 00 %02X ", static_cast<unsigned>(data.sumKind)) +
+                N(static_cast<std::int64_t>(reader.sumFrom)) + " " + N(static_cast<std::int64_t>(i - reader.sumFrom)) +
+                " " + place + "\n";
+    if (byte.source != ChangeByte::Source::kValue && byte.source != ChangeByte::Source::kByte) continue;
+    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : "FR Y " + N(byte.byte) + "\n";
+    stores += "MY > " + N(byte.shift) + "\nMY & " + N(byte.mask) + "\nF Y " + place + "\n";
   }
-  return head + " }\n" + stores + "T " + N(static_cast<std::int64_t>(reader.bytes.size())) + "\n]";
+  return "GP " + N(data.headerSize) + "\nC " + N(device) + "\nS " + count + " {" + message + " }\n" + stores + "T " +
+         count + "\n]";
 }
 
 TemplateValues NoBinding() {

@@ -13,7 +13,8 @@ namespace tonalith {
 // What the bindings of a panel share.
 struct PanelData {
   std::uint32_t headerSize = 0;
-  char device = 0;  // the variable of messages that stands for the device number; 0: none
+  char device = 0;   // the variable of messages that stands for the device number; 0: none
+  int sumKind = -1;  // of `sum` in messages; -1: not known
 };
 
 // A binding ("CMMN") of a parameter.  Values count as they are stored without sign of an offset: what is shown is the

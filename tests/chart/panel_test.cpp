@@ -187,6 +187,9 @@ TEST(PanelBinding, ChangesAreSentAsTheChartSays) {
                       {"F0 41 36 0n number value high value low F7", "02 0B", 300, "F0 41 36 03 02 0B 02 2C F7"},
                       {"F0 42 04 offset value F7", "", 9, "F0 42 04 07 09 F7"},
                       {"F0 42 04 offset shape F7", "", 9, ""},
+                      {"F0 42 nn 40+offset low high byte F7", "", 9, "F0 42 03 47 0A 05 5A F7"},
+                      {"F0 41 10 < 03 offset high offset low bytes sum F7", "", 9, "F0 41 10 03 00 07 5A 1C F7"},
+                      {"F0 41 17+2 01 F7", "", 9, "F0 41 19 01 F7"},
                       {"controller number", "7", 9, ""},
                       {"F0 42 number value F7", "", 9, ""}};
   for (const Row& row : rows) {
@@ -200,10 +203,12 @@ TEST(PanelBinding, ChangesAreSentAsTheChartSays) {
     parameter.change = 0;
     ParameterTable table;
     table.changes = {row.change};
-    const TemplateValues binding = BindParameter(parameter, table, {6, 'n'});
+    const TemplateValues binding = BindParameter(parameter, table, {6, 'n', 0});
     EXPECT_EQ(binding.Number("Comm Mode"), *row.sent ? 0 : 2) << row.change;
     if (!*row.sent) continue;
+    synth.headerSize = 6;
     Bytes image(20);
+    image[6 + 7] = 0x5A;
     std::vector<Bytes> out;
     RunBinding(binding, "Transmit", &image, synth, row.value, &out);
     ASSERT_EQ(out.size(), 1u) << row.change;
