@@ -2,6 +2,7 @@
 
 #include <array>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "platform/text.h"
@@ -54,6 +55,7 @@ struct ChangeByte {
 // Numbers of a row: "13", or hexadecimal bytes.
 std::vector<std::int64_t> NumbersOf(const std::string& number) {
   std::vector<std::int64_t> numbers;
+  if (number.starts_with("CC ")) return NumbersOf(number.substr(3));
   const auto plain = ParseInteger(number);
   if (plain && number.find(' ') == std::string::npos) return {*plain};
   for (const std::string& word : SplitText(number, ' '))
@@ -192,7 +194,26 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
   return text + "]";
 }
 
-std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data) {
+namespace {
+
+// The messages of a change; controllers and NRPNs written as what goes out.
+std::vector<std::string> MessagesOf(const std::string& change) {
+  if (change == "controller number") return {"B0 number value"};
+  for (const std::string number : {"number", "offset"})
+    if (change == "NRPN " + number)
+      return {"B0 63 " + number + " high", "B0 62 " + number + " low", "B0 06 value high", "B0 26 value low"};
+  std::vector<std::string> messages;
+  constexpr std::string_view kAnd = " + ";
+  std::string_view rest = change;
+  for (std::size_t at = rest.find(kAnd); at != std::string_view::npos; at = rest.find(kAnd)) {
+    messages.emplace_back(rest.substr(0, at));
+    rest.remove_prefix(at + kAnd.size());
+  }
+  messages.emplace_back(rest);
+  return messages;
+}
+
+std::string MessageText(const Parameter& parameter, const std::string& change, const PanelData& data) {
   ChangeReader reader(parameter, data);
   if (!reader.Read(change)) return {};
   const std::string count = N(static_cast<std::int64_t>(reader.bytes.size()));
@@ -211,8 +232,19 @@ std::string TransmitMacroText(const Parameter& parameter, const std::string& cha
     stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : "FR Y " + N(byte.byte) + "\n";
     stores += "MY > " + N(byte.shift) + "\nMY & " + N(byte.mask) + "\nF Y " + place + "\n";
   }
-  return "GP " + N(data.headerSize) + "\nC " + N(device) + "\nS " + count + " {" + message + " }\n" + stores + "T " +
-         count + "\n]";
+  return "C " + N(device) + "\nS " + count + " {" + message + " }\n" + stores + "T " + count + "\n";
+}
+
+}  // namespace
+
+std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data) {
+  std::string text = "GP " + N(data.headerSize) + "\n";
+  for (const std::string& message : MessagesOf(change)) {
+    const std::string part = MessageText(parameter, message, data);
+    if (part.empty()) return {};
+    text += part;
+  }
+  return text + "]";
 }
 
 TemplateValues NoBinding() {
