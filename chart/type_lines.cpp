@@ -23,12 +23,8 @@ std::string Num(std::int64_t number) {
 }
 
 // Behind an item of data; of one in a group: behind the last turn of the group.
-std::uint32_t EndOf(const ChartMessage& message, const ChartItem& item) {
-  if (item.times == 1) return item.offset + item.size;
-  std::uint32_t begin = item.offset;
-  for (const ChartItem& other : message.items)
-    if (other.times == item.times && other.stride == item.stride) begin = std::min(begin, other.offset);
-  return begin + item.times * item.stride;
+std::uint32_t EndOf(const ChartItem& item) {
+  return item.offset + item.size + item.stride * (item.times - 1) + item.outerStride * (item.outerTimes - 1);
 }
 
 const ChartItem* LastData(const ChartMessage& message) {
