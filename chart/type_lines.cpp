@@ -23,8 +23,12 @@ std::string Num(std::int64_t number) {
 }
 
 // Behind an item of data; of one in a group: behind the last turn of the group.
-std::uint32_t EndOf(const ChartItem& item) {
-  return item.offset + item.size + item.stride * (item.times - 1) + item.outerStride * (item.outerTimes - 1);
+std::uint32_t EndOf(const ChartMessage& message, const ChartItem& item) {
+  if (item.times == 1) return item.offset + item.size;
+  std::uint32_t begin = item.offset;
+  for (const ChartItem& other : message.items)
+    if (other.times == item.times && other.stride == item.stride) begin = std::min(begin, other.offset);
+  return begin + item.times * item.stride;
 }
 
 const ChartItem* LastData(const ChartMessage& message) {
@@ -532,7 +536,7 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   } else if (slots == 1) {
     layout.headerSize = data->offset;
     layout.voiceSize = through ? data->bytes : EndOf(message, *last) - data->offset;
-    layout.voiceBytes = last == data ? data->bytes : layout.voiceSize;
+    layout.voiceBytes = last == data && data->times == 1 ? data->bytes : layout.voiceSize;
   } else if (data->times == slots) {
     std::uint32_t group = data->offset;
     for (const ChartItem& item : message.items)
