@@ -124,13 +124,11 @@ class DescriptorWriter {
       if (right) Put("manufacturerId", Num(bytes->front()), maker->valueAt);
     }
     const ChartDevice& device = chart_.device;
-    constexpr int kRolandPlace = 2;
-    const int place = !device.letter       ? -1
-                      : type_.dump.empty() ? kRolandPlace
-                                           : type_.dump.front().PlaceOf(device.letter);
+    // Data by address that is no messages has no place for it.
+    const int place = !device.letter ? -1 : type_.dump.empty() ? 0 : type_.dump.front().PlaceOf(device.letter);
     if (place < 0) return;
     Put("hasSysExChannel", "1", device.at);
-    Put("sysExChannelOffset", Num(place), device.at);
+    if (place) Put("sysExChannelOffset", Num(place), device.at);
     if (device.first) Put("sysExChannelMin", Num(device.first), device.at);
     if (device.last != 15) Put("sysExChannelMax", Num(device.last), device.at);
     if (device.standard) Put("sysExChannelDefault", Num(device.standard), device.at);
@@ -219,7 +217,7 @@ class DescriptorWriter {
         return;
       }
     const auto from = ParseInteger(first), to = ParseInteger(last);
-    if (from && to && *from >= 1 && *from < kMostOffset && *to == *from + slots - 1) {
+    if (from && to && first == Num(*from) && *from >= 1 && *from < kMostOffset && *to == *from + slots - 1) {
       Put("numberFormat", Num(kNumberFormatPlain), entry->valueAt);
       if (*from > 1 && own) Put("bankNumberOffset", Num(*from - 1), entry->valueAt);
       return;
