@@ -63,7 +63,7 @@ class StepWriter {
     for (const ChartMessage& message : type_.dump)
       for (const ChartItem& item : message.items)
         if (item.kind == ChartItemKind::kSum) sums += item.times;
-    return sums > 1;
+    return sums > 1 || type_.Find("inner sum");
   }
 
   bool IsReadonly() {
