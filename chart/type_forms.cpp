@@ -26,6 +26,8 @@ class FormWriter {
 
   void Write(const ChartLines& verify) {
     if (!address_.areas.empty()) {
+      // Files are those of the data without handshake.
+      if (type_.Has("handshake")) return;
       PutAddressForm(type_, address_, &lines_);
       if (const std::string bank = Numbering({}); !bank.empty()) Put("numberAs", bank, type_.section->at);
       if (type_.Has("complete")) Put("complete", "1", type_.section->at);
