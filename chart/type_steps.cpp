@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <tuple>
 
 #include "chart/type_lines.h"
 #include "platform/text.h"
@@ -279,8 +280,14 @@ class StepWriter {
     }
   }
 
-  // What no form in files has is sent to the instrument only.
+  // What no form in files has is sent to the instrument only, and what is said twice stands in them once.
   std::string Live(const ChartStep& step) const {
+    const bool twice = direction_ == "put" && !step.name.empty() &&
+                       std::any_of(type_.put.begin(), type_.put.end(), [&](const ChartStep& other) {
+                         return other.name == step.name &&
+                                std::tie(step.at.line, step.at.column) < std::tie(other.at.line, other.at.column);
+                       });
+    if (twice) return " | live";
     for (const ChartForm& form : type_.forms)
       for (const auto& [name, message] : form.messages)
         if (!step.name.empty() && name == step.name) return {};
