@@ -128,6 +128,11 @@ class DescriptorWriter {
     const int place = !device.letter       ? -1
                       : type_.dump.empty() ? kRolandPlace
                                            : type_.dump.front().PlaceOf(device.letter);
+    if (!type_.dump.empty() && !BeginsMessage(type_.dump.front())) {
+      // The messages around the data have it.
+      Put("allowsNonSysEx", "1", DumpAt());
+      if (device.letter) Put("hasSysExChannel", "1", device.at);
+    }
     if (place < 0) return;
     Put("hasSysExChannel", "1", device.at);
     Put("sysExChannelOffset", Num(place), device.at);
@@ -135,6 +140,18 @@ class DescriptorWriter {
     if (device.last != 15) Put("sysExChannelMax", Num(device.last), device.at);
     if (device.standard) Put("sysExChannelDefault", Num(device.standard), device.at);
     if (device.channel) Put("midiChannelFollowsSysEx", "1", device.at);
+  }
+
+  static bool BeginsMessage(const ChartMessage& message) {
+    return message.items.empty() ||
+           (message.items.front().kind == ChartItemKind::kByte && message.items.front().byte.base == 0xF0);
+  }
+
+  bool IsOpen() const {
+    if (!type_.exchange) return false;
+    const auto& steps = type_.exchange->entries;
+    return std::any_of(steps.begin(), steps.end(),
+                       [](const ChartEntry& step) { return step.value.ends_with("| open"); });
   }
 
   void Sizes() {
@@ -150,6 +167,8 @@ class DescriptorWriter {
       }
       Put("optionBits", "1", DumpAt());
     }
+    // Frames that stay open do not end with F7.
+    if (layout_.fileSize && IsOpen()) Put("optionBits", "2", DumpAt());
     Put("fileSize", Num(size), DumpAt());
     if (!layout_.fileSize) return;
     if (layout_.headerSize) Put("headerSize", Num(layout_.headerSize), DumpAt());

@@ -31,8 +31,12 @@ class StepWriter {
   void Write() {
     if (type_.Find("script get") || type_.Find("script put")) return;
     if (type_.exchange) {
-      for (const ChartEntry& entry : type_.exchange->entries)
-        lines_.Put(entry.key, ChartShown(entry.value, type_.variable), entry.valueAt);
+      // `{b}` as it is shown, `{b byte}` as it stands in messages.
+      const std::string byte = std::string("{") + type_.variable.letter + " byte}";
+      for (const ChartEntry& entry : type_.exchange->entries) {
+        const std::string step = ReplaceAll(entry.value, byte, HexPair(type_.variable.value));
+        lines_.Put(entry.key, ChartShown(step, type_.variable), entry.valueAt);
+      }
       return;
     }
     const bool readonly = IsReadonly();
