@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <tuple>
 
 #include "chart/type_lines.h"
 #include "platform/text.h"
@@ -282,21 +281,21 @@ class StepWriter {
       if (HasData(step.message))
         Data(step);
       else
-        Line(
-            "send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step),
-            step.at);
+        Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) +
+                 (SaidAgain(steps, i) ? " | live" : Live(step)),
+             step.at);
       Between(step.at, i + 1 == steps.size());
     }
   }
 
-  // What no form in files has is sent to the instrument only, and what is said twice stands in them once.
+  // What is said twice, in case it is lost on the way, stands in a file once.
+  static bool SaidAgain(const std::vector<ChartStep>& steps, std::size_t i) {
+    return !steps[i].name.empty() && std::any_of(steps.begin() + static_cast<std::ptrdiff_t>(i) + 1, steps.end(),
+                                                 [&](const ChartStep& later) { return later.name == steps[i].name; });
+  }
+
+  // What no form in files has is sent to the instrument only.
   std::string Live(const ChartStep& step) const {
-    const bool twice = direction_ == "put" && !step.name.empty() &&
-                       std::any_of(type_.put.begin(), type_.put.end(), [&](const ChartStep& other) {
-                         return other.name == step.name &&
-                                std::tie(step.at.line, step.at.column) < std::tie(other.at.line, other.at.column);
-                       });
-    if (twice) return " | live";
     for (const ChartForm& form : type_.forms)
       for (const auto& [name, message] : form.messages)
         if (!step.name.empty() && name == step.name) return {};
