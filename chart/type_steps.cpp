@@ -266,7 +266,7 @@ class StepWriter {
       steps.push_back(dump);
     }
     if (std::none_of(steps.begin(), steps.end(), [](const ChartStep& step) { return HasData(step.message); })) {
-      problems_.Add(steps.front().at, {}, "no step sends the data", "put = dump");
+      problems_.Add(steps.empty() ? type_.section->at : steps.front().at, {}, "no step sends the data", "put = dump");
       return;
     }
     // What goes into the data stands before everything that sends some of it.

@@ -2,6 +2,7 @@
 
 #include <istream>
 
+#include "chart/chart_reference.h"
 #include "chart/module_of_chart.h"
 #include "cli/command.h"
 #include "platform/ini_file.h"
@@ -61,6 +62,7 @@ int ModuleList(TerminalText out, TerminalText err, const std::filesystem::path& 
 const char* ModuleUsage() {
   return "module build SOURCE OUT.pvz   build a module package from a chart or a source folder\n"
          "module manifest FOLDER        write the list that the packages of a folder are verified with\n"
+         "module words                  every key and word of charts, with examples\n"
          "module list                   installed modules and their data types\n";
 }
 
@@ -71,6 +73,10 @@ int RunModule(const std::vector<std::string>& args, std::istream&, TerminalText 
   if (verb == "manifest" && args.size() == 2) {
     const Result written = WriteShippedManifest(args[1]);
     return written.ok() ? 0 : ModuleFailed(err, written.text);
+  }
+  if (verb == "words" && args.size() == 1) {
+    for (const std::string& line : SplitText(TrimmedView(ChartReference()), '\n')) out << line << "\n";
+    return 0;
   }
   if (verb == "list" && args.size() == 1) return ModuleList(out, err, instruments);
   return CliFailure(err, "module", "what to do is missing.", ModuleUsage());
