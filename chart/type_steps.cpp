@@ -30,8 +30,12 @@ class StepWriter {
   void Write() {
     if (type_.Find("script get") || type_.Find("script put")) return;
     if (type_.exchange) {
-      for (const ChartEntry& entry : type_.exchange->entries)
-        lines_.Put(entry.key, ChartShown(entry.value, type_.variable), entry.valueAt);
+      // `{b}` as it is shown, `{b byte}` as it stands in messages.
+      const std::string byte = std::string("{") + type_.variable.letter + " byte}";
+      for (const ChartEntry& entry : type_.exchange->entries) {
+        const std::string step = ReplaceAll(entry.value, byte, HexPair(type_.variable.value));
+        lines_.Put(entry.key, ChartShown(step, type_.variable), entry.valueAt);
+      }
       return;
     }
     const bool readonly = IsReadonly();
@@ -68,7 +72,7 @@ class StepWriter {
     for (const ChartMessage& message : type_.dump)
       for (const ChartItem& item : message.items)
         if (item.kind == ChartItemKind::kSum) sums += item.times;
-    return sums > 1;
+    return sums > 1 || type_.Find("inner sum");
   }
 
   bool IsReadonly() {
@@ -277,11 +281,17 @@ class StepWriter {
       if (HasData(step.message))
         Data(step);
       else
-        Line(
-            "send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step),
-            step.at);
+        Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) +
+                 (SaidAgain(steps, i) ? " | live" : Live(step)),
+             step.at);
       Between(step.at, i + 1 == steps.size());
     }
+  }
+
+  // What is said twice, in case it is lost on the way, stands in a file once.
+  static bool SaidAgain(const std::vector<ChartStep>& steps, std::size_t i) {
+    return !steps[i].name.empty() && std::any_of(steps.begin() + static_cast<std::ptrdiff_t>(i) + 1, steps.end(),
+                                                 [&](const ChartStep& later) { return later.name == steps[i].name; });
   }
 
   // What no form in files has is sent to the instrument only.
