@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "chart/chart_keys.h"
-#include "data/hex_text.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
 
@@ -563,10 +562,7 @@ int ChartMilliseconds(const ChartCell& time, ChartProblems* problems) {
 }
 
 std::string ChartShown(const std::string& text, const ChartVariable& variable) {
-  if (!variable.letter) return text;
-  const std::string letter(1, variable.letter);
-  const auto byte = static_cast<std::uint8_t>(variable.value);
-  return ReplaceAll(ReplaceAll(text, "{" + letter + "}", variable.shown), "{" + letter + ":byte}", HexText({&byte, 1}));
+  return variable.letter ? ReplaceAll(text, "{" + std::string(1, variable.letter) + "}", variable.shown) : text;
 }
 
 bool SplitChartRange(std::string_view text, std::string* first, std::string* last) {

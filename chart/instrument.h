@@ -100,7 +100,7 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
 int ChartSumKind(const ChartEntry* entry, ChartProblems* problems);
 // `75 ms`, `3 s`; 0 and a mistake for anything else.
 int ChartMilliseconds(const ChartCell& time, ChartProblems* problems);
-// `{b}` replaced by the value as it is shown, `{b:byte}` by the byte that stands for it in messages.
+// `{b}` replaced by the value as it is shown.
 std::string ChartShown(const std::string& text, const ChartVariable& variable);
 // `FIRST..LAST` of numbers, hex bytes or letters as they stand.
 bool SplitChartRange(std::string_view text, std::string* first, std::string* last);

@@ -46,13 +46,6 @@ class HeaderWriter {
     }
     Coded();
     Others();
-    if (const ChartEntry* coded = chart_.Find("coded")) {
-      lines_.Put("[Coded Messages]", coded->keyAt);
-      Copy("coded", "Coding");
-      Copy("coded head", "Head");
-      if (const ChartEntry* piece = chart_.Find("coded piece"))
-        lines_.Put("Piece", ReplaceAll(piece->value, ", ", " | "), piece->valueAt);
-    }
     if (const ChartEntry* find = chart_.Find("find"); find && !chart_.TypeNamed(find->value)) {
       std::vector<std::string> names;
       for (const ChartType& type : chart_.types) names.push_back(type.name);
