@@ -5,10 +5,13 @@
 #include <memory>
 #include <set>
 
+#include "chart/panel.h"
+#include "chart/panel_layout.h"
 #include "chart/parameters.h"
 #include "chart/references.h"
 #include "data/container.h"
 #include "data/data_records.h"
+#include "editor/model/template_file.h"
 #include "parameters/patch_conversion.h"
 #include "platform/text.h"
 
@@ -50,6 +53,8 @@ class FieldFiles {
       for (const ChartEntry& entry : section.entries)
         if (entry.key.starts_with("list ")) lists_.push_back(entry);
     }
+    for (const ChartSection& section : chart_.sections)
+      if (section.kind == "panel") Panel(section);
     for (BuiltType& type : types_)
       if (!type.own) Inherit(&type);
     for (const BuiltType& type : types_) {
@@ -76,8 +81,11 @@ class FieldFiles {
     return !types_.empty();
   }
 
+  void File(const std::string& name, std::vector<std::uint8_t> bytes) {
+    module_.files.push_back({folder_ + "\\" + name, std::move(bytes)});
+  }
   void File(const std::string& name, const std::string& text) {
-    module_.files.push_back({folder_ + "\\" + name, {text.begin(), text.end()}});
+    File(name, std::vector<std::uint8_t>(text.begin(), text.end()));
   }
 
   std::vector<BuiltType*> TypesOf(const std::string& section) {
@@ -117,6 +125,30 @@ class FieldFiles {
       type->table = std::move(table);
       type->own = true;
     }
+  }
+
+  void Panel(const ChartSection& section) {
+    for (BuiltType* type : TypesFor(section, section.name)) {
+      ChartProblems again(problems_.file());
+      ChartProblems& problems = said_.insert(&section).second ? problems_ : again;
+      if (!type->own) {
+        problems.Add(section.nameAt, section.name, "a panel of data that no section of parameters describes",
+                     "[parameters " + section.name + "]");
+        continue;
+      }
+      const PanelPlan plan = ReadPanel(section, &type->table, &problems);
+      const Synth& synth = type->synth();
+      const PanelFiles panel = LayOutPanel(plan, type->table, {synth.headerSize, DeviceLetter()}, type->names.name);
+      File(PanelFileName(synth.driverId), WriteTemplate(panel.panel));
+      if (!panel.lists.texts.empty()) File(PanelListsName(synth.driverId), WriteTemplateLists(panel.lists));
+    }
+  }
+
+  // `device = n, also MIDI channel`
+  char DeviceLetter() const {
+    for (const ChartEntry& entry : chart_.sections.front().entries)
+      if (entry.key == "device" && !entry.value.empty()) return entry.value[0];
+    return 0;
   }
 
   // What new data has.
