@@ -2,7 +2,6 @@
 
 #include <QApplication>
 #include <QDateTime>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QIcon>
 #include <QPixmap>
@@ -10,13 +9,13 @@
 #include <QTimer>
 #include <QWindow>
 #include <atomic>
-#include <chrono>
 #include <iostream>
 #include <thread>
 
 #include "app/frame_parts.h"
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
+#include "platform/clock.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/short_memory.h"
@@ -221,12 +220,13 @@ void CZKApp::ShowClosingMidi(const std::function<void()>& close) {
   note.setWindowFlags(Qt::SplashScreen);
   note.setFrameStyle(QFrame::Panel | QFrame::Raised);
   note.setMargin(24);
-  QElapsedTimer time;
-  time.start();
+  Clock& clock = SystemClock();
+  const std::int64_t beganUs = clock.NowUs();
   while (!done.load()) {
-    if (time.elapsed() > kClosingNoteMs && note.isHidden()) note.show();
+    const std::int64_t passedMs = (clock.NowUs() - beganUs) / 1000;
+    if (passedMs > kClosingNoteMs && note.isHidden()) note.show();
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-    std::this_thread::sleep_for(std::chrono::milliseconds(time.elapsed() < 50 ? 1 : 20));
+    clock.SleepMs(passedMs < 50 ? 1 : 20);
   }
   worker.join();
 }

@@ -1,6 +1,5 @@
 #include "app/audition_tones.h"
 
-#include <QDateTime>
 #include <algorithm>
 #include <array>
 
@@ -14,10 +13,6 @@ namespace {
 constexpr int kStepMs = 125;  // of a sequence, times the speed setting
 constexpr int kTickMs = 10;
 
-qint64 Now() {
-  return QDateTime::currentMSecsSinceEpoch();
-}
-
 }  // namespace
 
 AuditionTones::AuditionTones(MidiOut& out, Settings& settings, QObject* parent)
@@ -27,6 +22,10 @@ AuditionTones::AuditionTones(MidiOut& out, Settings& settings, QObject* parent)
 
 AuditionTones::~AuditionTones() {
   Stop();
+}
+
+qint64 AuditionTones::Now() const {
+  return out_.clock().NowUs() / 1000;
 }
 
 int AuditionTones::TonesToPlay() const {

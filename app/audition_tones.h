@@ -42,6 +42,7 @@ class AuditionTones final : public QObject {
     int note;
     qint64 until;
   };
+  qint64 Now() const;  // ms
   int TonesToPlay() const;
   int StepMs() const;
   void Start(int tone, const ToneTarget& target);

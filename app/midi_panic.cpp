@@ -43,7 +43,7 @@ void MidiPanic::Start() {
   note_->setMinimumDuration(0);
   connect(note_, &QProgressDialog::canceled, this, &MidiPanic::Cancel);
   note_->show();
-  time_.start();
+  beganUs_ = out_.clock().NowUs();
   timer_.start(kTickMs);
 }
 
@@ -71,7 +71,8 @@ void MidiPanic::SendNext() {
 }
 
 void MidiPanic::Tick() {
-  const auto due = static_cast<int>(std::min<qint64>(time_.elapsed() / kMessageMs + 1, total_));
+  const qint64 elapsedMs = (out_.clock().NowUs() - beganUs_) / 1000;
+  const auto due = static_cast<int>(std::min<qint64>(elapsedMs / kMessageMs + 1, total_));
   for (int n = 0; n < kMostAtOnce && sent_ < due; ++n) SendNext();
   // Redrawing for every message would cost more than sending them.
   if (note_ && (sent_ % kNotes == 0 || sent_ == total_)) note_->setValue(sent_);

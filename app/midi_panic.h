@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QElapsedTimer>
 #include <QPointer>
 #include <QTimer>
 
@@ -39,7 +38,7 @@ class MidiPanic final : public QObject {
   QWidget* window_;
   QPointer<QProgressDialog> note_;
   QTimer timer_;
-  QElapsedTimer time_;
+  qint64 beganUs_ = 0;
   int ports_ = 0;
   int sent_ = 0;
   int total_ = 0;

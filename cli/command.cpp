@@ -8,4 +8,12 @@ int CliFailure(TerminalText err, std::string_view command, std::string_view sent
   return 1;
 }
 
+std::string Counted(std::size_t count, const std::string& what) {
+  return (count ? std::to_string(count) : "no") + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string CountedRemarks(std::size_t errors, std::size_t warnings) {
+  return Counted(errors, "error") + ", " + Counted(warnings, "warning");
+}
+
 }  // namespace tonalith

@@ -1,6 +1,7 @@
 // What a command of the command line tool is.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <string>
@@ -41,5 +42,10 @@ struct CliCommand {
 // One sentence on standard error, as one line, and the forms of the command where they help; the result is the exit
 // status 1.
 int CliFailure(TerminalText err, std::string_view command, std::string_view sentence, std::string_view forms = {});
+
+// "2 errors, no warnings".
+std::string CountedRemarks(std::size_t errors, std::size_t warnings);
+// "1 trial", "no trials", "3 trials".
+std::string Counted(std::size_t count, const std::string& what);
 
 }  // namespace tonalith

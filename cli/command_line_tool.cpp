@@ -1,7 +1,6 @@
 #include "cli/command_line_tool.h"
 
-#include <algorithm>
-
+#include "cli/command_help.h"
 #include "cli/commands_authoring.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
@@ -28,41 +27,6 @@
 namespace tonalith {
 
 namespace {
-
-constexpr char kHead[] =
-    "tonalith-cli: the librarian for MIDI instruments on the command line\n"
-    "\n"
-    "  tonalith-cli [--config-root DIR] COMMAND ARGUMENTS...\n"
-    "  tonalith-cli COMMAND --help      all about one command\n"
-    "  tonalith-cli --version\n";
-
-constexpr char kTail[] =
-    "\n"
-    "HEX is a row of bytes as pairs of hex digits, with or without blanks; @FILE the bytes of a file; - stands for\n"
-    "standard input.  Results go to standard output.  The exit status is 0 only when everything was done; otherwise "
-    "it\n"
-    "is 1 and a sentence on standard error says why.\n"
-    "--config-root DIR keeps all folders of the program below DIR: settings, instrument modules, data.\n"
-    "\n"
-    "To begin with:\n"
-    "  tonalith-cli demo                                   the whole job with a simulated instrument\n"
-    "  tonalith-cli module list                            which instruments and data types there are\n"
-    "  tonalith-cli identify bank.syx                      what a file holds\n"
-    "  tonalith-cli ports                                  the MIDI ports of this machine\n"
-    "  tonalith-cli receive dx7 \"voice bank\" bank.dat      a bank from the instrument into a file\n"
-    "  tonalith-cli names bank.dat                         the patches in it\n"
-    "  tonalith-cli rename bank.dat 4 \"WARM PAD\"           another name for one of them\n"
-    "  tonalith-cli send bank.dat                          back to the instrument\n";
-
-struct GroupTitle {
-  CliGroup group;
-  const char* title;
-};
-constexpr GroupTitle kGroups[] = {
-    {CliGroup::Instruments, "Instruments"},        {CliGroup::Files, "Files"},
-    {CliGroup::Modules, "Instrument modules"},     {CliGroup::Scripts, "Scripts"},
-    {CliGroup::Bytes, "Bytes, names and numbers"},
-};
 
 using PlainCommand = int (*)(const std::vector<std::string>&, std::istream&, TerminalText, TerminalText);
 using ModuleCommand = int (*)(const std::vector<std::string>&, std::istream&, TerminalText, TerminalText,
@@ -204,34 +168,6 @@ const CliCommand* FindCliCommand(const std::string& name) {
   return nullptr;
 }
 
-namespace {
-
-void PrintOverview(TerminalText out) {
-  out << kHead;
-  for (const GroupTitle& group : kGroups) {
-    out << "\n" << std::string_view(group.title) << "\n";
-    for (const CliCommand& command : CliCommands()) {
-      if (command.group != group.group) continue;
-      std::string name = command.name;
-      name.resize(std::max<std::size_t>(name.size(), 9), ' ');
-      out << "  " << name << "  " << std::string_view(command.summary) << "\n";
-    }
-  }
-  out << kTail;
-}
-
-void PrintCommand(const CliCommand& command, TerminalText out) {
-  out << "tonalith-cli " << std::string_view(command.name) << ": " << std::string_view(command.summary) << "\n\n";
-  out.Lines(command.forms()) << "\n";
-  out.Lines(command.details());
-}
-
-bool MeansHelp(const std::string& word) {
-  return word == "--help" || word == "-h";
-}
-
-}  // namespace
-
 int RunCommandLine(const std::vector<std::string>& arguments, CliEnvironment& environment) {
   constexpr char kRoot[] = "--config-root";
   std::size_t at = 0;
@@ -260,21 +196,21 @@ int RunCommandLine(const std::vector<std::string>& arguments, CliEnvironment& en
     return 0;
   }
   bool help = name == "help";
-  if (MeansHelp(name) || (help && args.empty())) {
-    PrintOverview(environment.out);
+  if (IsHelpWord(name) || (help && args.empty())) {
+    PrintCliOverview(CliCommands(), environment.out);
     return 0;
   }
-  if (help) name = args.front();
-  help = help || (!args.empty() && MeansHelp(args.front()));
+  if (help) {
+    name = args.front();
+    args.erase(args.begin());
+  }
+  help = TakeHelpWord(&args) || help;
   const CliCommand* command = FindCliCommand(name);
   if (!command) {
     environment.err << "tonalith-cli: there is no command \"" << name << "\"; \"tonalith-cli --help\" names them.\n";
     return 1;
   }
-  if (help) {
-    PrintCommand(*command, environment.out);
-    return 0;
-  }
+  if (help) return PrintCliHelp(*command, args, environment);
   int status = 1;
   if (!WithMemory([&] { status = command->run(environment, args); })) {
     environment.err << "tonalith-cli " << name << ": " << kShortMemory << "\n";

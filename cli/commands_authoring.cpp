@@ -5,6 +5,7 @@
 #include "chart/module_of_chart.h"
 #include "cli/arguments.h"
 #include "cli/module_trial.h"
+#include "cli/simulator_check.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
@@ -195,11 +196,6 @@ Result ReadCheckOptions(const CliArguments& args, CheckOptions* options) {
   return result;
 }
 
-// "2 errors, 1 warning"
-std::string Counted(std::size_t count, const std::string& what) {
-  return (count ? std::to_string(count) : "no") + " " + what + (count == 1 ? "" : "s");
-}
-
 // The trials; how many of them failed.
 Result Try(CliEnvironment& environment, const ModuleImage& image, const CheckOptions& options, std::size_t* failed) {
   if (options.conversation.empty() && options.dumps.empty()) return Result::Success();
@@ -246,7 +242,7 @@ int Check(CliEnvironment& environment, const std::string& folder, const CheckOpt
     result = Try(environment, image, options, &failed);
     if (!result.ok()) return Failed(environment, result.text);
   }
-  const std::string counts = Counted(errors, "error") + ", " + Counted(remarks.size() - errors, "warning");
+  const std::string counts = CountedRemarks(errors, remarks.size() - errors);
   if (errors == 0 && failed == 0) {
     environment.out << image.name << ": " << counts << "\n";
     return 0;
@@ -271,7 +267,9 @@ std::string AuthoringForms() {
          "  --driver-base N             the number of the first data type\n"
          "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n"
          "module check CHART|FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
-         "                              what is wrong with a chart or a source folder, and whether it works\n";
+         "                              what is wrong with a chart or a source folder, and whether it works\n"
+         "module check --simulator FILE...\n"
+         "                              what is wrong with the description of a simulated instrument\n";
 }
 
 int RunModuleNew(CliEnvironment& environment, const std::vector<std::string>& args) {
@@ -286,12 +284,17 @@ int RunModuleNew(CliEnvironment& environment, const std::vector<std::string>& ar
 }
 
 int RunModuleCheck(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {"conversation", "type", "dump", "patch", "device"});
+  const CliArguments arguments(args, {"conversation", "type", "dump", "patch", "device", "simulator"});
   CheckOptions options;
   const Result result = ReadCheckOptions(arguments, &options);
   if (!result.ok()) return Failed(environment, result.text);
-  if (arguments.words().size() != 1) return Failed(environment, "\"check\" needs one chart or source folder.");
-  return Check(environment, arguments.words()[0], options);
+  const std::vector<std::string> descriptions = arguments.Options("simulator");
+  const bool isModule = arguments.words().size() == 1;
+  if (!isModule && (descriptions.empty() || !arguments.words().empty()))
+    return Failed(environment, "\"check\" needs one chart or source folder, or --simulator and a file.");
+  int status = 0;
+  for (const std::string& file : descriptions) status = std::max(status, CheckSimulator(environment, file));
+  return isModule ? std::max(status, Check(environment, arguments.words()[0], options)) : status;
 }
 
 }  // namespace tonalith

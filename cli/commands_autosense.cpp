@@ -140,14 +140,8 @@ class AutosenseCommand {
   // By key or by name.
   static Result Make(const std::string& name, std::unique_ptr<SimulatedInstrument>* made) {
     std::string problem;
-    for (const std::string& key : SimulatedInstrumentKeys()) {
-      auto candidate = SimulatedInstrument::Create(key, &problem);
-      if (!candidate || (!AsciiEqualNoCase(key, name) && !AsciiEqualNoCase(candidate->description().name, name)))
-        continue;
-      *made = std::move(candidate);
-      return Result::Success();
-    }
-    return Result::Failure("There is no simulated " + name + ".");
+    *made = SimulatedInstrument::CreateFor(name, "", &problem);
+    return *made ? Result::Success() : Result::Failure(problem);
   }
 
   AutoConfigResult Search(AutoConfigTask task) {

@@ -67,7 +67,8 @@ const char* IdentifyUsage() {
 }
 
 const char* NamesUsage() {
-  return "names FILE [--type NAME]      patches of a file: slot from 0, number as displayed, name\n";
+  return "names FILE [--type NAME]      patches of a file: slot from 0, number as displayed, name; behind it\n"
+         "                              \"damaged\" when it was kept although it came so\n";
 }
 
 int RunIdentify(const std::vector<std::string>& args, std::istream& in, TerminalText out, TerminalText err,

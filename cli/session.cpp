@@ -186,6 +186,7 @@ void PrintPatch(TerminalBlocks& out, const PatchView& patch) {
     out << patch.name;
   else
     out << Latin1ToUtf8(patch.name);
+  if (patch.damaged) out << "\tdamaged";
   out << "\n";
 }
 

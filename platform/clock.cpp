@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 
 #include "platform/log.h"
 #include "platform/short_memory.h"
@@ -46,6 +47,12 @@ class RealClock final : public Clock {
 Clock& SystemClock() {
   static RealClock clock;
   return clock;
+}
+
+std::int64_t ThreadComputedUs() {
+  timespec used{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+  return std::int64_t{used.tv_sec} * 1'000'000 + used.tv_nsec / 1000;
 }
 
 bool Clock::SleepUs(std::int64_t us, const CancelToken* cancel) {

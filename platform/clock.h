@@ -49,7 +49,10 @@ class Clock {
 
 inline constexpr std::int64_t kNever = INT64_MAX;
 
+// The machine's own, on CLOCK_MONOTONIC; it never ends.
 Clock& SystemClock();
+// What the calling thread has computed so far, in microseconds.
+std::int64_t ThreadComputedUs();
 
 // Announces the current thread, for the life of this object, as one whose work keeps virtual time from moving on.
 class ClockThread {

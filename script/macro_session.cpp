@@ -1,10 +1,9 @@
 #include "script/macro_session.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <ctime>
 
+#include "platform/clock.h"
 #include "platform/log.h"
 #include "script/interpreter.h"
 
@@ -18,17 +17,6 @@ constexpr std::int64_t kBytesBetweenPolls = 1 << 16;
 constexpr std::size_t kCodeBetweenPolls = 2 << 20;
 // What is shorter than this is no wait: asking a port for nothing takes a moment as well.
 constexpr std::int64_t kShortestWaitUs = 1000;
-
-std::int64_t PassedUs() {
-  return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
-
-std::int64_t ComputedUs() {
-  timespec used{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-  return std::int64_t{used.tv_sec} * 1'000'000 + used.tv_nsec / 1000;
-}
 
 std::string SecondsText(std::int64_t ms) {
   char text[32];
@@ -66,14 +54,15 @@ std::string ScriptStopText(ScriptStop stop, std::int64_t limitMs) {
 }
 
 bool ScriptTime::Exceeds(std::int64_t limitMs) {
-  const std::int64_t now = PassedUs();
+  // A script computes in real time, whatever clock its MIDI goes by.
+  const std::int64_t now = SystemClock().NowUs();
   if (!begun_) {
     begun_ = true;
-    computedUs_ = ComputedUs();
+    computedUs_ = ThreadComputedUs();
     lookAtUs_ = now + limitMs * 1000;
   }
   if (now < lookAtUs_) return false;
-  const std::int64_t left = limitMs * 1000 - (ComputedUs() - computedUs_);
+  const std::int64_t left = limitMs * 1000 - (ThreadComputedUs() - computedUs_);
   lookAtUs_ = now + left;
   return left <= 0;
 }

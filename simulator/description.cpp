@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/description_lines.h"
 #include "simulator/text_tools.h"
 #include "simulator/wire_codecs.h"
 
@@ -27,84 +28,60 @@ bool SendRange(std::string_view text, RuleInfo::Send* send) {
   return send->step >= 1 && send->first >= 0 && send->first <= send->last && send->last < kMaxItems;
 }
 
-// Reads the lines of one description into the record; the first problem ends it.
-class DescriptionReader {
+// Reads the lines of one description into the record; what is wrong with a line is noted, and the reading goes on.
+class DescriptionReader : private DescriptionLines {
  public:
-  DescriptionReader(std::string_view text, std::string source) : text_(text), source_(std::move(source)) {}
+  explicit DescriptionReader(std::string_view text) : DescriptionLines(text) {}
 
-  DescriptionResult Read() {
-    std::size_t at = 0;
-    while (at < text_.size() && problem_.empty()) {
-      std::size_t end = text_.find('\n', at);
-      if (end == std::string_view::npos) end = text_.size();
-      ++line_;
-      ReadLine(StripComment(text_.substr(at, end - at)));
-      at = end + 1;
-    }
-    std::string what;
-    if (problem_.empty() && !CompleteDescription(&out_, &what)) Fail(what);
+  DescriptionResult Read(const std::string& source) {
+    ReadLines();
+    std::vector<DescriptionMistake> mistakes = TakeMistakes();
+    if (mistakes.empty()) CompleteDescription(&out_, &mistakes);
     DescriptionResult result;
-    if (problem_.empty())
+    result.name = out_.name;
+    if (mistakes.empty())
       result.description = std::move(out_);
     else
-      result.problem = problem_;
+      result.problem = MistakeSentence(source, mistakes);
+    result.mistakes = std::move(mistakes);
     return result;
   }
 
  private:
-  static std::string_view StripComment(std::string_view line) {
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      if (line[i] == '"') quoted = !quoted;
-      if (line[i] == '#' && !quoted) return StripBlanks(line.substr(0, i));
-    }
-    return StripBlanks(line);
+  bool Entry() override {
+    if (block_ == "instrument") return InstrumentLine();
+    if (block_ == "area") return AreaLine(out_.areas.back());
+    if (block_ == "link") return LinkLine(out_.links.back());
+    if (block_ == "message") return MessageLine(out_.messages.back());
+    if (block_ == "rule") return RuleLine(out_.rules.back());
+    if (block_ == "status") return StatusLine();
+    if (block_ == "parts") return PartsLine(*out_.parts);
+    if (block_ == "roland") return RolandLine();
+    if (block_ == "parts") return PartsLine(*out_.parts);
+    if (block_ == "casio") return CasioLine();
+    if (block_ == "hydra") return HydraLine();
+    if (block_ == "file_transfer") return FileTransferLine();
+    return false;
   }
 
-  void Fail(const std::string& what) {
-    if (problem_.empty()) problem_ = source_ + ", line " + std::to_string(line_) + ": " + what + ".";
-  }
-
-  void ReadLine(std::string_view line) {
-    if (line.empty()) return;
-    if (line.front() == '[') {
-      if (line.back() != ']') return Fail("the block heading does not end with ]");
-      OpenBlock(line.substr(1, line.size() - 2));
-      return;
-    }
-    const std::size_t equals = line.find('=');
-    if (equals == std::string_view::npos) return Fail("expected key = value");
-    key_ = StripBlanks(line.substr(0, equals));
-    value_ = StripBlanks(line.substr(equals + 1));
-    bool known = false;
-    if (block_ == "instrument") known = InstrumentLine();
-    if (block_ == "area") known = AreaLine(out_.areas.back());
-    if (block_ == "link") known = LinkLine(out_.links.back());
-    if (block_ == "message") known = MessageLine(out_.messages.back());
-    if (block_ == "rule") known = RuleLine(out_.rules.back());
-    if (block_ == "status") known = StatusLine();
-    if (block_ == "roland") known = RolandLine();
-    if (block_ == "casio") known = CasioLine();
-    if (block_ == "hydra") known = HydraLine();
-    if (block_ == "file_transfer") known = FileTransferLine();
-    if (!known) Fail("\"" + std::string(key_) + "\" is not known here");
-  }
-
-  void OpenBlock(std::string_view heading) {
-    const std::size_t blank = heading.find(' ');
-    block_ = std::string(heading.substr(0, blank));
-    const std::string name(blank == std::string_view::npos ? "" : StripBlanks(heading.substr(blank)));
+  bool OpenBlock(const std::string& name) override {
     if (block_ == "area") {
       out_.areas.emplace_back();
       out_.areas.back().key = name;
+      out_.areas.back().line = line();
     } else if (block_ == "link") {
       out_.links.emplace_back();
+      out_.links.back().line = line();
     } else if (block_ == "message") {
       out_.messages.emplace_back();
       out_.messages.back().key = name;
+      out_.messages.back().line = line();
     } else if (block_ == "rule") {
       out_.rules.emplace_back();
       out_.rules.back().key = name;
+      out_.rules.back().line = line();
+    } else if (block_ == "parts") {
+      out_.parts.emplace();
     } else if (block_ == "roland") {
       out_.roland.emplace();
     } else if (block_ == "casio") {
@@ -113,37 +90,14 @@ class DescriptionReader {
       out_.hydra.emplace();
     } else if (block_ == "file_transfer") {
       out_.fileTransfer.emplace();
-    } else if (block_ != "instrument" && block_ != "status") {
-      Fail("there is no block \"" + block_ + "\"");
+    } else if (block_ == "instrument") {
+      out_.line = line();
+    } else {
+      return block_ == "status";
     }
+    return true;
   }
 
-  bool Number(int& target, int low, int high) {
-    const auto number = ReadSimNumber(value_);
-    if (!number || *number < low || *number > high)
-      Fail("\"" + std::string(value_) + "\" is no number from " + std::to_string(low) + " to " + std::to_string(high));
-    else
-      target = *number;
-    return true;
-  }
-  bool Text(std::string& target) {
-    target = std::string(value_);
-    return true;
-  }
-  bool YesNo(bool& target) {
-    if (value_ != "yes" && value_ != "no") Fail("expected yes or no");
-    target = value_ == "yes";
-    return true;
-  }
-  bool Pattern(BytePattern& target) {
-    std::string what;
-    auto pattern = ParsePattern(value_, &what);
-    if (!pattern)
-      Fail(what);
-    else
-      target = std::move(*pattern);
-    return true;
-  }
   bool Area(std::string_view areaKey, int& target) {
     target = out_.FindArea(areaKey);
     if (target < 0) {
@@ -193,6 +147,7 @@ class DescriptionReader {
     if (key_ == "input_speed") return Number(out_.inputSpeed, 0, 1 << 20);
     if (key_ == "request_gap_ms") return Number(out_.requestGapMs, 0, 60000);
     if (key_ == "mode") return Number(out_.mode, 0, 127);
+    if (key_ == "programs") return Number(out_.programs, 1, 128);
     if (key_ == "dump") return Sends(out_.dump);
     if (key_ == "file") return Sends(out_.file);
     return false;
@@ -219,6 +174,8 @@ class DescriptionReader {
     if (key_ == "fill") return Number(area.fill, 0, 255);
     if (key_ == "factory_names") return Text(area.factoryNames);
     if (key_ == "own_sum") return OwnSumOf(area);
+    if (key_ == "variable") return Variable(area);
+    if (key_ == "empty_from") return Number(area.emptyFrom, 0, kMaxItems);
     if (key_ == "value") return Value(area);
     if (key_ == "copy_values") return CopyValues(area);
     if (key_ == "values_of") {
@@ -238,6 +195,7 @@ class DescriptionReader {
       return true;
     }
     if (key_ == "segment") return Segment(area);
+    if (key_ == "readable") return YesNo(area.readable);
     if (key_ == "holes") {
       if (auto numbers = Numbers(value_, 0)) area.holes = *numbers;
       return true;
@@ -245,8 +203,16 @@ class DescriptionReader {
     return false;
   }
 
+  bool Variable(AreaInfo& area) {
+    YesNo(area.variable);
+    if (area.itemBytes < 1) Fail("the longest item has to be said before");
+    if (area.variable) area.itemBytes += 2;
+    return true;
+  }
+
   bool OwnSumOf(AreaInfo& area) {
-    if (value_ != "sy22" || area.itemBytes != static_cast<int>(kSy22Bytes)) Fail("no such sum for items of this size");
+    if (value_ != "sy22" || area.itemBytes != static_cast<int>(kSy22Bytes))
+      Fail("no such sum for items of this size", "It is sy22, for items of 574 bytes.");
     area.ownSum = OwnSum::kSy22;
     return true;
   }
@@ -262,9 +228,10 @@ class DescriptionReader {
     }
     area.nameOffset = *offset;
     area.nameLength = *length;
-    const auto code = NameCodeOf(words[2]);
+    std::string known;
+    const auto code = NameCodeOf(words[2], &known);
     area.nameCode = code.value_or(NameCode::kNone);
-    if (!code) Fail("\"" + std::string(words[2]) + "\" is no name code");
+    if (!code) Fail("\"" + std::string(words[2]) + "\" is no name code", "There are: " + known + ".");
     return true;
   }
 
@@ -365,7 +332,9 @@ class DescriptionReader {
     if (key_ == "bank_size") return Number(message.bankSize, 1, kMaxItems);
     if (key_ == "item_head") return Pattern(message.itemHead);
     if (key_ == "item_checksum") return Number(message.itemSumStart, 0, 64);
+    if (key_ == "block_pause_ms") return Number(message.blockPauseMs, 0, 60000);
     if (key_ == "receives") return YesNo(message.receives);
+    if (key_ == "when_empty") return Pattern(message.whenEmpty);
     if (key_ == "busy_ms") return Number(message.busyMs, 0, 60000);
     if (key_ == "answer") return Text(message.answer);
     if (key_ == "initialises") return Text(message.initialises);
@@ -373,11 +342,17 @@ class DescriptionReader {
     return false;
   }
 
-  // "AREA", "AREA[all]", "AREA[bank]", "AREA[item]", "AREA[item x4]", each perhaps with "@OFFSET+BYTES" and "+sum";
-  // separated by ";"
+  // "AREA", "AREA[all]", "AREA[bank]", "AREA[bank number]", "AREA[item]", "AREA[item x4]", each perhaps with
+  // "@OFFSET+BYTES", "+sum" and "plain"; separated by ";"
   bool Parts(MessageInfo& message) {
     for (std::string_view piece : SeparatedPieces(value_, ';')) {
       MessagePart part;
+      if (piece.ends_with(" plain")) {
+        part.plain = true;
+        piece = StripBlanks(piece.substr(0, piece.size() - 6));
+      } else if (!message.parts.empty() && message.parts.back().plain) {
+        Fail("parts that are not packed have to be the last");
+      }
       if (piece.ends_with("+sum")) {
         part.itemSum = true;
         piece = StripBlanks(piece.substr(0, piece.size() - 4));
@@ -405,6 +380,8 @@ class DescriptionReader {
       part.items = MessagePart::Items::kAll;
     } else if (what == "[bank]") {
       part.items = MessagePart::Items::kBank;
+    } else if (what == "[bank number]") {
+      part.items = MessagePart::Items::kBankNumber;
     } else if (what.starts_with("[item") && what.ends_with("]")) {
       part.items = MessagePart::Items::kCaptured;
       const std::string_view count = StripBlanks(what.substr(5, what.size() - 6));
@@ -413,7 +390,7 @@ class DescriptionReader {
       part.count = number.value_or(0);
       if (part.count < 1 || part.count > kMaxItems) Fail("expected a number of items like [item x4]");
     } else {
-      Fail("\"" + std::string(what) + "\" is no choice of items");
+      Fail("\"" + std::string(what) + "\" is no choice of items", "The items are [all], [bank], [item] or [item x4].");
     }
   }
 
@@ -431,9 +408,10 @@ class DescriptionReader {
   }
 
   bool Packing(MessageInfo& message) {
-    const auto packing = BodyPackingOf(value_);
+    std::string known;
+    const auto packing = BodyPackingOf(value_, &known);
     message.packing = packing.value_or(BodyPacking::kPlain);
-    if (!packing) Fail("\"" + std::string(value_) + "\" is no packing");
+    if (!packing) Fail("\"" + std::string(value_) + "\" is no packing", "There are: " + known + ".");
     return true;
   }
 
@@ -469,12 +447,15 @@ class DescriptionReader {
       message.sum = SumKind::kBlocks;
       message.sumStart = (*numbers)[0];
       message.blockItems = (*numbers)[1];
+    } else if (value_ == "counted") {
+      message.sum = SumKind::kCounted;
     } else if (value_ == "kawai") {
       message.sum = SumKind::kKawai;
     } else if (value_ == "unpacked") {
       message.sum = SumKind::kUnpacked;
     } else {
-      Fail("\"" + std::string(value_) + "\" is no checksum");
+      Fail("\"" + std::string(value_) + "\" is no checksum",
+           "docs/simulator.md has the checksums: negative FROM, running FROM, blocks FROM ITEMS, counted, unpacked, kawai.");
     }
     return true;
   }
@@ -505,18 +486,58 @@ class DescriptionReader {
       Area(words[0], rule.fromArea);
       return Area(words.back(), rule.toArea);
     }
+    if (key_ == "select") return rule.action = Action::kSelect, Area(value_, rule.toArea);
+    if (key_ == "place") return Place(rule);
+    if (key_ == "repeat") return Repeat(rule);
+    if (key_ == "answer") return Text(rule.answer);
     if (key_ == "offsets") return Offsets(rule);
     if (key_ == "do") {
       rule.isRequest = false;
       if (value_ == "mode")
         rule.action = Action::kMode;
+      else if (value_ == "protect")
+        rule.action = Action::kProtect;
+      else if (value_ == "device")
+        rule.action = Action::kDevice;
+      else if (value_ == "reset")
+        rule.action = Action::kReset;
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else
-        Fail("\"" + std::string(value_) + "\" is no action");
+        Fail("\"" + std::string(value_) + "\" is no action", "docs/simulator.md has the actions: mode, protect, device, nothing.");
       return true;
     }
     return false;
+  }
+
+  // "FIRST STRIDE"
+  bool Place(RuleInfo& rule) {
+    const auto numbers = Numbers(value_, 0);
+    if (!numbers || numbers->size() != 2 || (*numbers)[0] < 0 || (*numbers)[1] < 0)
+      return Fail("expected the place of the first part and the distance of the next"), true;
+    rule.placeFirst = (*numbers)[0];
+    rule.placeStride = (*numbers)[1];
+    return true;
+  }
+
+  bool Repeat(RuleInfo& rule) {
+    int bytes = 0;
+    Number(bytes, 1, 16);
+    if (rule.match.size() < static_cast<std::size_t>(bytes) + 2) Fail("the match has no so many bytes to repeat");
+    rule.repeat = static_cast<std::size_t>(bytes);
+    return true;
+  }
+
+  bool PartsLine(PartsInfo& parts) {
+    if (key_ == "setup") return Area(value_, parts.setupArea);
+    if (key_ == "voices") return Area(value_, parts.voiceArea);
+    if (key_ == "buffers") return Area(value_, parts.bufferArea);
+    if (key_ == "first") return Number(parts.first, 0, kMaxItemBytes);
+    if (key_ == "stride") return Number(parts.stride, 1, kMaxItemBytes);
+    if (key_ == "channel") return Number(parts.channel, 0, kMaxItemBytes);
+    if (key_ == "bank") return Number(parts.bank, 0, kMaxItemBytes);
+    if (key_ == "number") return Number(parts.number, 0, kMaxItemBytes);
+    return key_ == "bank_size" && Number(parts.bankSize, 1, kMaxItems);
   }
 
   // "NUMBER:OFFSET ..." in hexadecimal and decimal
@@ -532,7 +553,7 @@ class DescriptionReader {
     return true;
   }
 
-  bool StatusLine() { return Pattern(out_.statuses[std::string(key_)]); }
+  bool StatusLine() { return Pattern(out_.statuses[key_.text()]); }
 
   bool RolandLine() {
     RolandInfo& roland = *out_.roland;
@@ -546,6 +567,7 @@ class DescriptionReader {
     if (key_ == "packet") return Number(roland.packet, 1, 4096);
     if (key_ == "crosses") return YesNo(roland.crosses);
     if (key_ == "handshake") return YesNo(roland.handshake);
+    if (key_ == "one_area") return YesNo(roland.oneArea);
     if (key_ != "dump") return false;
     const auto pieces = SeparatedPieces(value_, '/');
     if (pieces.size() != 2) return Fail("expected address / size"), true;
@@ -581,14 +603,7 @@ class DescriptionReader {
     return false;
   }
 
-  std::string_view text_;
-  std::string source_;
   InstrumentDescription out_;
-  std::string block_;
-  std::string_view key_;
-  std::string_view value_;
-  int line_ = 0;
-  std::string problem_;
 };
 
 }  // namespace
@@ -600,14 +615,25 @@ bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends) {
     send.message = std::string(word.substr(0, bracket));
     if (bracket != std::string_view::npos && (word.back() != ']' || !SendRange(word.substr(bracket + 1), &send)))
       return false;
-    sends->push_back(send);
+    const std::size_t plus = send.message.find('+');
+    if (plus == std::string::npos) {
+      sends->push_back(send);
+      continue;
+    }
+    const std::string names[] = {send.message.substr(0, plus), send.message.substr(plus + 1)};
+    const int last = send.last;
+    for (send.last = send.first; send.last <= last; send.first = send.last += send.step)
+      for (const std::string& name : names) {
+        send.message = name;
+        sends->push_back(send);
+      }
   }
   return true;
 }
 
 DescriptionResult ParseDescription(std::string_view text, const std::string& source) {
-  if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description."};
-  return DescriptionReader(text, source).Read();
+  if (text.size() > kMaxDescriptionBytes) return {std::nullopt, source + " is too long for a description.", {}, {}};
+  return DescriptionReader(text).Read(source);
 }
 
 }  // namespace tonalith

@@ -39,9 +39,16 @@ bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> byte
 std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase, const Captures& captures);
 std::optional<BytePattern> ParsePattern(std::string_view text, std::string* problem);
 
-enum class BodyPacking : std::uint8_t { kPlain, kNibblesLowFirst, kNibblesHighFirst, kSevenEight, kHexDigits };
+enum class BodyPacking : std::uint8_t {
+  kPlain,
+  kNibblesLowFirst,
+  kNibblesHighFirst,
+  kSevenEight,
+  kHexDigits,
+  kBitStream
+};
 enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix, kMks50 };
-enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks, kRunning };
+enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks, kRunning, kCounted };
 // A sum that an item carries inside.
 enum class OwnSum : std::uint8_t { kNone, kSy22 };
 
@@ -66,6 +73,7 @@ struct AddressSegment {
 // A part of the memory: `items` of `itemBytes` unpacked bytes.
 struct AreaInfo {
   std::string key;
+  int line = 0;  // where its block begins, from 1
   std::string label;
   int items = 1;
   int itemBytes = 0;
@@ -81,9 +89,13 @@ struct AreaInfo {
   std::uint32_t addressStride = 0;
   std::vector<AddressSegment> segments;
   std::vector<int> holes;  // items that have no address
+  bool readable = true;    // by its address
   int fill = 0;
   std::string factoryNames;  // "words", "bank" or empty
   OwnSum ownSum = OwnSum::kNone;
+  // Items differ in length: two bytes behind `itemBytes - 2` say how many of those in front are there (low byte first).
+  bool variable = false;
+  int emptyFrom = -1;  // items from this one on are empty as they come out of the box; -1: none is
   std::vector<ValueRule> values;
 };
 
@@ -97,6 +109,7 @@ struct LinkField {
   int editBit = -1;  // where the bits stand in an edit byte that several fields share; -1: the field is the whole byte
 };
 struct LinkInfo {
+  int line = 0;
   int bankArea = 0;
   int editArea = 0;
   std::vector<LinkField> fields;
@@ -104,16 +117,18 @@ struct LinkInfo {
 
 struct MessagePart {
   int area = 0;
-  enum class Items : std::uint8_t { kFirst, kAll, kCaptured, kBank } items = Items::kFirst;
+  enum class Items : std::uint8_t { kFirst, kAll, kCaptured, kBank, kBankNumber } items = Items::kFirst;
   int count = 1;         // items from the captured one on
   bool itemSum = false;  // a checksum after each item
   int offset = 0;        // only these bytes of each item; bytes 0: to its end
   int bytes = 0;
+  bool plain = false;  // not packed; such parts are the last
 };
 
 // A message that carries data, in either direction.
 struct MessageInfo {
   std::string key;
+  int line = 0;
   BytePattern head;
   std::vector<BytePattern> fileHeads;  // odd headers found in files, accepted by LoadDump only
   std::vector<MessagePart> parts;
@@ -127,7 +142,9 @@ struct MessageInfo {
       itemHead;  // each item is framed by this and, behind its data, a checksum from itemSumStart of the frame on
   int itemSumStart = 0;
   int bankSize = 0;  // captured item numbers count within the bank of this size that the head names, or the current one
+  int blockPauseMs = 0;  // kCounted: time the instrument needs after each block; bytes that come sooner are lost
   bool receives = true;
+  BytePattern whenEmpty;    // the answer to a request for an item that is empty
   int busyMs = 0;           // time the instrument needs after taking it
   std::string answer;       // status sent after taking it (empty: "received" when there is one)
   std::string initialises;  // area set to its initial contents ...
@@ -135,8 +152,22 @@ struct MessageInfo {
 };
 
 struct RuleInfo {
-  enum class Action : std::uint8_t { kSend, kStatus, kReply, kStore, kMode, kBank, kParameter, kNothing };
+  enum class Action : std::uint8_t {
+    kSend,
+    kStatus,
+    kReply,
+    kStore,
+    kMode,
+    kBank,
+    kParameter,
+    kSelect,
+    kProtect,
+    kDevice,
+    kReset,
+    kNothing
+  };
   std::string key;
+  int line = 0;
   BytePattern match;
   std::vector<int> modes;  // empty: any
   Action action = Action::kNothing;
@@ -155,6 +186,10 @@ struct RuleInfo {
   int bankSize = 0;
   bool isRequest = true;                // counts for the minimum distance of requests
   std::map<int, int> parameterOffsets;  // parameter number -> offset; empty: they are the same
+  int placeFirst = 0;                   // added to the offset, and placeStride for every captured part
+  int placeStride = 0;
+  std::size_t repeat = 0;           // as many bytes before the F7 may come several times
+  std::string answer = "received";  // status sent when a parameter was taken
 };
 
 struct RolandInfo {
@@ -163,6 +198,7 @@ struct RolandInfo {
   int packet = 256;      // data bytes in a message
   bool crosses = false;  // a message may run over the borders of segments
   bool handshake = false;
+  bool oneArea = false;  // requests that reach out of an area are not answered
   struct Range {
     std::uint32_t address = 0;
     std::uint32_t bytes = 0;
@@ -187,12 +223,27 @@ struct FileTransferInfo {
   std::vector<RuleInfo::Send> data;
 };
 
+// A module that plays several voices at once: its set-up says for every part the channel and the voice, which is copied
+// into the part's buffer when it is chosen.
+struct PartsInfo {
+  int setupArea = 0;
+  int first = 0;  // place of the first part in the set-up, and the distance of the next
+  int stride = 0;
+  int channel = 0;  // places within the part
+  int bank = 0;
+  int number = 0;
+  int voiceArea = 0;
+  int bankSize = 0;
+  int bufferArea = 0;  // an item for every part
+};
+
 struct HydraInfo {
   int area = 0;
   int version = 200;
 };
 
 struct InstrumentDescription {
+  int line = 1;  // of its block
   std::string key;
   std::string name;
   std::string portName;
@@ -207,6 +258,7 @@ struct InstrumentDescription {
   int inputSpeed = 0;    // bytes a second taken out of that buffer; 0: all at once
   int requestGapMs = 0;  // requests that come sooner after the last one are not heard
   int mode = 0;
+  int programs = 0;  // program changes from this one on choose nothing; 0: they start over
   std::vector<AreaInfo> areas;
   std::vector<LinkInfo> links;
   std::vector<MessageInfo> messages;
@@ -214,6 +266,7 @@ struct InstrumentDescription {
   std::map<std::string, BytePattern> statuses;
   std::vector<RuleInfo::Send> dump;  // what the panel sends as "everything"
   std::vector<RuleInfo::Send> file;  // what another one of its kind has to hear to hold the same; as the dump by itself
+  std::optional<PartsInfo> parts;
   std::optional<RolandInfo> roland;
   std::optional<CasioInfo> casio;
   std::optional<HydraInfo> hydra;
@@ -223,17 +276,27 @@ struct InstrumentDescription {
   const MessageInfo* FindMessage(std::string_view messageKey) const;
 };
 
-struct DescriptionResult {
-  std::optional<InstrumentDescription> description;
-  std::string problem;  // a sentence with file and line when there is no description
+// Something that is wrong in a description.
+struct DescriptionMistake {
+  int line = 0, column = 0;  // from 1
+  std::string text;          // what was read, and what is wrong with it; no full stop
+  std::string hint;          // what would be right, a sentence; may be empty
 };
 
-// Fills in what a description leaves out and looks at what can only be seen when everything is there; false with what
-// is wrong (no full stop).  Part of ParseDescription.
-bool CompleteDescription(InstrumentDescription* description, std::string* problem);
+struct DescriptionResult {
+  std::optional<InstrumentDescription> description;
+  std::string problem;  // a sentence with file and line of the first mistake when there is no description
+  std::vector<DescriptionMistake> mistakes;  // all of them, by line
+  std::string name;                          // of the instrument, as far as it was read
+};
+
+// Fills in what a description leaves out and looks at what can only be seen when everything is there; false when
+// something is wrong.  Part of ParseDescription.
+bool CompleteDescription(InstrumentDescription* description, std::vector<DescriptionMistake>* mistakes);
 
 // "MESSAGE", "MESSAGE[5]", "MESSAGE[0..99]" (of the bank that is chosen), "MESSAGE[0..60/4]" (every fourth),
-// "MESSAGE[=32]" (whatever bank is chosen), separated by blanks.  False: it is no such list.
+// "MESSAGE[=32]" (whatever bank is chosen), "FIRST+SECOND[0..31]" (the two in turn), separated by blanks.  False: it is
+// no such list.
 bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends);
 
 // Parses the text of a description; `source` is named in problems.  Survives any input.

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxDescriptionFile = std::size_t{4} << 20;
 DescriptionResult LoadDescription(const std::filesystem::path& file) {
   std::string text;
   if (const Result read = ReadWholeFile(file.string(), text, kMaxDescriptionFile); !read.ok())
-    return {std::nullopt, "The instrument description cannot be read.  " + read.text};
+    return {std::nullopt, "The instrument description cannot be read.  " + read.text, {}, {}};
   return ParseDescription(text, file.filename().string());
 }
 
@@ -48,10 +48,10 @@ std::vector<std::string> SimulatedInstrumentKeys() {
 
 DescriptionResult LoadDescriptionByKey(std::string_view key) {
   const std::filesystem::path folder = SimulatorFolder();
-  if (folder.empty()) return {std::nullopt, "The descriptions of the simulated instruments were not found."};
+  if (folder.empty()) return {std::nullopt, "The descriptions of the simulated instruments were not found.", {}, {}};
   const auto keys = SimulatedInstrumentKeys();
   if (std::find(keys.begin(), keys.end(), key) == keys.end())
-    return {std::nullopt, "There is no simulated instrument \"" + std::string(key) + "\"."};
+    return {std::nullopt, "There is no simulated instrument \"" + std::string(key) + "\".", {}, {}};
   return LoadDescription(folder / (std::string(key) + ".sim"));
 }
 

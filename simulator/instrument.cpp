@@ -8,6 +8,7 @@
 #include "simulator/file_transfer_engine.h"
 #include "simulator/hydra_engine.h"
 #include "simulator/message_engine.h"
+#include "simulator/parts.h"
 #include "simulator/roland_engine.h"
 #include "simulator/wire_codecs.h"
 
@@ -34,6 +35,8 @@ struct SimulatedInstrument::State {
   std::optional<FileTransferEngine> fileTransfer;
 
   std::vector<std::uint8_t> sysex;  // being assembled; empty: none
+  std::int64_t blockUntilUs = 0;    // works on a block of that message
+  bool overrun = false;             // bytes of it came too soon
   std::uint8_t running = 0;
   std::vector<std::uint8_t> shortData;
   std::uint32_t wireRate = 0;
@@ -87,8 +90,12 @@ void SimulatedInstrument::State::OnByte(std::uint8_t byte) {
     shortData.clear();
     running = byte < 0xF0 ? byte : std::uint8_t{0};
     if (byte == 0xF0) sysex.push_back(byte);
+    overrun = false;
+    blockUntilUs = 0;
   } else if (!sysex.empty()) {
     if (sysex.size() < kLongestSysEx) sysex.push_back(byte);
+    overrun |= core.nowUs < blockUntilUs;
+    blockUntilUs = core.nowUs + std::int64_t{messages.BlockPause(sysex)} * 1000;
   } else if (running != 0) {
     shortData.push_back(byte);
     OnShort();
@@ -97,6 +104,10 @@ void SimulatedInstrument::State::OnByte(std::uint8_t byte) {
 
 void SimulatedInstrument::State::OnSysEx() {
   ++received;
+  if (overrun) {
+    core.display = "BUFFER FULL";
+    return core.AnswerStatus("refused");
+  }
   if (roland && roland->Handle(sysex)) return;
   if (fileTransfer && fileTransfer->Handle(sysex)) return;
   if (hydra && hydra->Handle(sysex)) return;
@@ -106,12 +117,15 @@ void SimulatedInstrument::State::OnSysEx() {
 void SimulatedInstrument::State::OnShort() {
   const std::size_t needed = (running & 0xE0) == 0xC0 ? 1 : 2;
   if (shortData.size() < needed) return;
-  if ((running & 0xF0) == 0xC0 && (running & 0x0F) == (core.device & 0x0F)) Select(shortData[0]);
+  const bool own = core.description.parts || (running & 0x0F) == (core.device & 0x0F);
+  if ((running & 0xF0) == 0xC0 && own) Select(shortData[0]);
   shortData.clear();
 }
 
 void SimulatedInstrument::State::Select(int program) {
+  if (core.description.parts) return SelectOnParts(core.description, core.memory, running & 0x0F, program);
   if (core.description.links.empty()) return;
+  if (core.description.programs > 0 && program >= core.description.programs) return;
   const int area = core.description.links.front().bankArea;
   int bankSize = 0;
   for (const MessageInfo& message : core.description.messages) bankSize = std::max(bankSize, message.bankSize);
@@ -159,18 +173,27 @@ std::unique_ptr<SimulatedInstrument> SimulatedInstrument::Create(std::string_vie
 
 std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateFor(std::string_view instrument, std::string_view type,
                                                                     std::string* problem) {
-  std::unique_ptr<SimulatedInstrument> own;
+  std::optional<InstrumentDescription> own;
+  std::string wrong, others;  // with the description of that name; files that are wrong as well
   for (const std::string& key : SimulatedInstrumentKeys()) {
-    auto candidate = Create(key, problem);
-    if (!candidate) continue;
-    const InstrumentDescription& what = candidate->description();
+    DescriptionResult result = LoadDescriptionByKey(key);
+    const bool named = AsciiEqualNoCase(result.name, instrument) || AsciiEqualNoCase(key, instrument);
+    if (!result.description) {
+      if (named && wrong.empty()) wrong = result.problem;
+      others += (others.empty() ? "" : ", ") + key + ".sim";
+      continue;
+    }
+    const InstrumentDescription& what = *result.description;
     const bool sister = AsciiEqualNoCase(what.standsFor, instrument) && !what.standsForTypes.empty() &&
                         AsciiStartsWithNoCase(type, what.standsForTypes);
-    if (sister) return candidate;
-    if (AsciiEqualNoCase(what.name, instrument)) own = std::move(candidate);
+    if (sister) return std::make_unique<SimulatedInstrument>(std::move(*result.description));
+    if (named) own = std::move(result.description);
   }
-  if (!own) *problem = "There is no simulated " + std::string(instrument) + ".";
-  return own;
+  if (own) return std::make_unique<SimulatedInstrument>(std::move(*own));
+  *problem = "There is no simulated " + std::string(instrument) + ".";
+  if (!others.empty()) *problem += "  Descriptions that cannot be read: " + others + ".";
+  if (!wrong.empty()) *problem = "The description of the simulated " + std::string(instrument) + " is wrong.  " + wrong;
+  return nullptr;
 }
 
 std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateForDump(std::span<const std::uint8_t> dump,
@@ -242,6 +265,7 @@ LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
   for (const LinkInfo& link : description().links)
     if (changed(link.bankArea) && !changed(link.editArea)) banks.push_back(link.bankArea);
   for (const int area : banks) s.core.memory.LoadEdit(description(), area, 0);
+  if (description().parts && !changed(description().parts->bufferArea)) FillPartBuffers(description(), s.core.memory);
   return result;
 }
 

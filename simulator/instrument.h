@@ -44,7 +44,8 @@ class SimulatedInstrument {
 
   // By key, with its description from the resource folder; null and a sentence in *problem when that fails.
   static std::unique_ptr<SimulatedInstrument> Create(std::string_view key, std::string* problem);
-  // By the name of an instrument and of one of its data types (single bytes; empty: any): a sister model may know it.
+  // By the name or the key of an instrument and the name of one of its data types (single bytes; empty: any): a sister
+  // model may know it.  Null and a sentence in *problem when there is none, or what is wrong with its description.
   static std::unique_ptr<SimulatedInstrument> CreateFor(std::string_view instrument, std::string_view type,
                                                         std::string* problem);
 

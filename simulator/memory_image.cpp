@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 
+#include "simulator/parts.h"
 #include "simulator/wire_codecs.h"
 
 namespace tonalith {
@@ -89,10 +90,31 @@ bool MemoryImage::Restore(std::span<const std::uint8_t> image) {
   return true;
 }
 
+std::span<const std::uint8_t> MemoryImage::Contents(const InstrumentDescription& description, int area,
+                                                    int item) const {
+  const auto bytes = Item(area, item);
+  if (bytes.empty() || !description.areas[static_cast<std::size_t>(area)].variable) return bytes;
+  const std::size_t room = bytes.size() - 2;
+  return bytes.first(std::min(room, std::size_t{bytes[room]} + bytes[room + 1] * 256U));
+}
+
+bool MemoryImage::SetContents(const InstrumentDescription& description, int area, int item,
+                              std::span<const std::uint8_t> bytes) {
+  const auto target = Item(area, item);
+  const bool variable = !target.empty() && description.areas[static_cast<std::size_t>(area)].variable;
+  const std::size_t room = target.size() - (variable ? 2 : 0);
+  if (target.empty() || bytes.size() > room || (!variable && bytes.size() != room)) return false;
+  std::fill(target.begin(), target.end(), std::uint8_t{0});
+  std::copy(bytes.begin(), bytes.end(), target.begin());
+  if (variable) target[room] = bytes.size() & 0xFF, target[room + 1] = static_cast<std::uint8_t>(bytes.size() >> 8);
+  return true;
+}
+
 void MemoryImage::FillFactory(const InstrumentDescription& description) {
   for (std::size_t area = 0; area < description.areas.size(); ++area)
     FillFactoryArea(description, static_cast<int>(area));
   for (const LinkInfo& link : description.links) LoadEdit(description, link.bankArea, 0);
+  FillPartBuffers(description, *this);
 }
 
 void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int area) {
@@ -111,6 +133,10 @@ void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int 
     }
     if (info.nameOffset >= 0 && !info.factoryNames.empty()) SetName(description, area, item, FactoryName(info, item));
     StoreOwnSum(info.ownSum, bytes);
+    if (!info.variable) continue;
+    const bool empty = info.emptyFrom >= 0 && item >= info.emptyFrom;
+    const std::vector<std::uint8_t> contents(bytes.begin(), empty ? bytes.begin() : bytes.end() - 2);
+    SetContents(description, area, item, contents);
   }
 }
 
@@ -128,6 +154,8 @@ bool MemoryImage::SetName(const InstrumentDescription& description, int area, in
   if (bytes.empty()) return false;
   const AreaInfo& info = description.areas[static_cast<std::size_t>(area)];
   if (info.nameOffset < 0) return false;
+  if (Contents(description, area, item).size() < static_cast<std::size_t>(info.nameOffset + info.nameLength))
+    return false;
   const auto coded = EncodeName(info.nameCode, name, static_cast<std::size_t>(info.nameLength));
   // This code leaves the two highest bits to other parameters.
   const std::uint8_t kept = info.nameCode == NameCode::kMks50 ? 0xC0 : 0;

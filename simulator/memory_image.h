@@ -23,6 +23,10 @@ class MemoryImage {
   // All bytes at once; false when the size is another.
   bool Restore(std::span<const std::uint8_t> image);
 
+  // Items of different length: what of an item is there, and another contents for it (false: it is too long).
+  std::span<const std::uint8_t> Contents(const InstrumentDescription& description, int area, int item) const;
+  bool SetContents(const InstrumentDescription& description, int area, int item, std::span<const std::uint8_t> bytes);
+
   void FillFactory(const InstrumentDescription& description);
   void FillFactoryArea(const InstrumentDescription& description, int area);
 

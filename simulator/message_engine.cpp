@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/parts.h"
 #include "simulator/wire_codecs.h"
 
 namespace tonalith {
@@ -23,245 +24,8 @@ int CapturedValue(const Captures& captures, const char* name, int otherwise = 0)
 }  // namespace
 
 int MessageEngine::ItemNumber(int bankSize, const Captures& captures) const {
-  return CapturedValue(captures, "item") + bankSize * CapturedValue(captures, "bank", core_.bank);
-}
-
-std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& message, int item) const {
-  std::vector<PartRange> ranges;
-  for (const MessagePart& part : message.parts) {
-    const AreaInfo& area = core_.Area(part.area);
-    PartRange range{part.area,
-                    0,
-                    part.count,
-                    part.itemSum,
-                    static_cast<std::size_t>(part.offset),
-                    static_cast<std::size_t>(part.bytes > 0 ? part.bytes : area.itemBytes - part.offset)};
-    if (part.items == MessagePart::Items::kAll) range.count = area.items;
-    if (part.items == MessagePart::Items::kCaptured) range.first = item;
-    if (part.items == MessagePart::Items::kBank && message.bankSize > 0) {
-      range.first = item / message.bankSize * message.bankSize;
-      range.count = message.bankSize;
-    }
-    ranges.push_back(range);
-  }
-  return ranges;
-}
-
-std::size_t MessageEngine::PlainSize(const std::vector<PartRange>& ranges) {
-  std::size_t plain = 0;
-  for (const PartRange& range : ranges)
-    plain += static_cast<std::size_t>(range.count) * (range.bytes + (range.itemSum ? 1 : 0));
-  return plain;
-}
-
-std::size_t MessageEngine::BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const {
-  if (message.sum == SumKind::kBlocks) return PlainSize(ranges) + 3 * BlockSizes(message, ranges).size() - 2;
-  if (message.itemHead.empty() || ranges.empty()) {
-    const std::size_t packed = PackedSize(message.packing, PlainSize(ranges));
-    return packed + (message.sum == SumKind::kRunning ? RunningSums(message, packed) : 0);
-  }
-  return static_cast<std::size_t>(ranges.front().count) *
-         (message.itemHead.size() + PackedSize(message.packing, ranges.front().bytes) + 1);
-}
-
-// Every item in a frame of its own.
-std::vector<std::uint8_t> MessageEngine::EncodeFrames(const MessageInfo& message, std::span<const std::uint8_t> plain,
-                                                      std::size_t itemBytes) const {
-  std::vector<std::uint8_t> body;
-  for (std::size_t at = 0; at + itemBytes <= plain.size(); at += itemBytes) {
-    auto frame = EmitPattern(message.itemHead, core_.device, core_.description.deviceBase, {});
-    const auto packed = PackBody(message.packing, plain.subspan(at, itemBytes));
-    frame.insert(frame.end(), packed.begin(), packed.end());
-    const auto from = std::min(static_cast<std::size_t>(message.itemSumStart), frame.size());
-    frame.push_back(NegativeSum(std::span<const std::uint8_t>(frame).subspan(from)));
-    body.insert(body.end(), frame.begin(), frame.end());
-  }
-  return body;
-}
-
-MessageEngine::Verdict MessageEngine::DecodeFrames(const MessageInfo& message, std::span<const std::uint8_t> body,
-                                                   std::size_t itemBytes, std::vector<std::uint8_t>* plain) const {
-  const std::size_t head = message.itemHead.size();
-  const std::size_t packed = PackedSize(message.packing, itemBytes);
-  const auto from = std::min(static_cast<std::size_t>(message.itemSumStart), head);
-  for (; body.size() >= head + packed + 1; body = body.subspan(head + packed + 1)) {
-    if (!MatchPattern(message.itemHead, body, core_.device, core_.description.deviceBase, nullptr))
-      return Verdict::kBadLength;
-    if (NegativeSum(body.subspan(from, head + packed - from)) != body[head + packed]) return Verdict::kBadSum;
-    const auto item = UnpackBody(message.packing, body.subspan(head, packed), itemBytes);
-    if (!item) return Verdict::kBadLength;
-    plain->insert(plain->end(), item->begin(), item->end());
-  }
-  return Verdict::kTaken;
-}
-
-std::size_t MessageEngine::RunningSums(const MessageInfo& message, std::size_t body) {
-  const auto every = static_cast<std::size_t>(message.sumEvery);
-  return every == 0 ? 1 : (body + every - 1) / every;
-}
-
-void MessageEngine::AppendWithSums(const MessageInfo& message, std::span<const std::uint8_t> body,
-                                   std::vector<std::uint8_t>* bytes) {
-  const std::size_t from = std::min(static_cast<std::size_t>(message.sumStart), bytes->size());
-  while (!body.empty()) {
-    const auto block =
-        message.sumEvery == 0 ? body : body.first(std::min(body.size(), static_cast<std::size_t>(message.sumEvery)));
-    bytes->insert(bytes->end(), block.begin(), block.end());
-    bytes->push_back(PlainSum(std::span<const std::uint8_t>(*bytes).subspan(from)));
-    body = body.subspan(block.size());
-  }
-}
-
-std::optional<std::vector<std::uint8_t>> MessageEngine::WithoutSums(const MessageInfo& message, std::size_t headSize,
-                                                                    std::span<const std::uint8_t> bytes) {
-  const std::size_t from = std::min(static_cast<std::size_t>(message.sumStart), headSize);
-  const std::size_t end = bytes.size() - 1;
-  const std::size_t every = message.sumEvery == 0 ? end : static_cast<std::size_t>(message.sumEvery);
-  std::vector<std::uint8_t> body;
-  for (std::size_t at = headSize; at < end;) {
-    const std::size_t sumAt = std::min(at + every, end - 1);
-    if (bytes[sumAt] != message.sumAny && PlainSum(bytes.subspan(from, sumAt - from)) != bytes[sumAt])
-      return std::nullopt;
-    body.insert(body.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                bytes.begin() + static_cast<std::ptrdiff_t>(sumAt));
-    at = sumAt + 1;
-  }
-  return body;
-}
-
-std::vector<std::size_t> MessageEngine::BlockSizes(const MessageInfo& message,
-                                                   const std::vector<PartRange>& ranges) const {
-  std::vector<std::size_t> sizes;
-  for (const PartRange& range : ranges)
-    for (int i = 0; i < range.count; i += message.blockItems)
-      sizes.push_back(static_cast<std::size_t>(std::min(message.blockItems, range.count - i)) * range.bytes);
-  return sizes;
-}
-
-std::vector<std::uint8_t> MessageEngine::EncodeBlocks(const MessageInfo& message, std::span<const std::uint8_t> head,
-                                                      std::span<const std::uint8_t> plain,
-                                                      const std::vector<std::size_t>& sizes) {
-  std::vector<std::uint8_t> bytes(head.begin(), head.end());
-  auto from = std::min(static_cast<std::size_t>(message.sumStart), bytes.size());
-  for (const std::size_t size : sizes) {
-    if (bytes.size() != head.size()) {
-      bytes.insert(bytes.end(), {static_cast<std::uint8_t>(size >> 7 & 0x7F), static_cast<std::uint8_t>(size & 0x7F)});
-      from = bytes.size();
-    }
-    bytes.insert(bytes.end(), plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(size));
-    plain = plain.subspan(size);
-    bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(from)));
-  }
-  bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(head.size()));
-  return bytes;
-}
-
-MessageEngine::Verdict MessageEngine::DecodeBlocks(const MessageInfo& message, std::size_t headSize,
-                                                   std::span<const std::uint8_t> bytes,
-                                                   const std::vector<std::size_t>& sizes,
-                                                   std::vector<std::uint8_t>* plain) {
-  auto from = std::min(static_cast<std::size_t>(message.sumStart), headSize);
-  std::size_t at = headSize;
-  for (const std::size_t size : sizes) {
-    if (at != headSize) {
-      if (std::size_t{bytes[at]} * 128 + bytes[at + 1] != size) return Verdict::kBadLength;
-      at += 2;
-      from = at;
-    }
-    const auto data = bytes.subspan(at, size);
-    at += size;
-    if (NegativeSum(bytes.subspan(from, at - from)) != bytes[at]) return Verdict::kBadSum;
-    plain->insert(plain->end(), data.begin(), data.end());
-    ++at;
-  }
-  return Verdict::kTaken;
-}
-
-std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int item) const {
-  const int shown = message.bankSize > 0 ? item % message.bankSize : item;
-  const int bank = message.bankSize > 0 ? item / message.bankSize : 0;
-  auto bytes = EmitPattern(message.head, core_.device, core_.description.deviceBase, {{"item", shown}, {"bank", bank}});
-  if (message.parts.empty()) return bytes;
-  std::vector<std::uint8_t> plain;
-  const auto ranges = Ranges(message, item);
-  for (const PartRange& range : ranges) {
-    for (int i = range.first; i < range.first + range.count; ++i) {
-      auto data = core_.memory.Item(range.area, i);
-      if (data.empty()) return {};
-      data = data.subspan(range.offset, range.bytes);
-      plain.insert(plain.end(), data.begin(), data.end());
-      if (range.itemSum) plain.push_back(KawaiSum(data));
-    }
-  }
-  std::vector<std::uint8_t> body;
-  if (message.sum == SumKind::kBlocks)
-    body = EncodeBlocks(message, bytes, plain, BlockSizes(message, ranges));
-  else if (message.itemHead.empty())
-    body = PackBody(message.packing, plain);
-  else
-    body = EncodeFrames(message, plain, ranges.front().bytes);
-  if (message.sum == SumKind::kRunning)
-    AppendWithSums(message, body, &bytes);
-  else
-    bytes.insert(bytes.end(), body.begin(), body.end());
-  if (message.sum == SumKind::kNegative)
-    bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(
-        std::min(static_cast<std::size_t>(message.sumStart), bytes.size()))));
-  if (message.sum == SumKind::kUnpacked) bytes.push_back(PlainSum(plain));
-  bytes.push_back(0xF7);
-  return bytes;
-}
-
-MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::size_t headSize, int item,
-                                             std::span<const std::uint8_t> bytes) {
-  const auto ranges = Ranges(message, item);
-  const std::size_t body = BodySize(message, ranges);
-  const bool wholeSum = message.sum == SumKind::kNegative || message.sum == SumKind::kUnpacked;
-  if (ranges.empty() || bytes.size() != headSize + body + (wholeSum ? 2 : 1)) return Verdict::kBadLength;
-  for (const PartRange& range : ranges)
-    if (core_.memory.Item(range.area, range.first + range.count - 1).empty()) return Verdict::kBadLength;
-
-  std::vector<std::uint8_t> plain;
-  if (message.sum == SumKind::kBlocks) {
-    const Verdict blocks = DecodeBlocks(message, headSize, bytes, BlockSizes(message, ranges), &plain);
-    if (blocks != Verdict::kTaken) return blocks;
-  } else if (!message.itemHead.empty()) {
-    const Verdict frames = DecodeFrames(message, bytes.subspan(headSize, body), ranges.front().bytes, &plain);
-    if (frames != Verdict::kTaken) return frames;
-  } else {
-    std::vector<std::uint8_t> packed(bytes.begin() + static_cast<std::ptrdiff_t>(headSize),
-                                     bytes.begin() + static_cast<std::ptrdiff_t>(headSize + body));
-    if (message.sum == SumKind::kRunning) {
-      auto summed = WithoutSums(message, headSize, bytes);
-      if (!summed) return Verdict::kBadSum;
-      packed = std::move(*summed);
-    }
-    auto unpacked = UnpackBody(message.packing, packed, PlainSize(ranges));
-    if (!unpacked) return Verdict::kBadLength;
-    plain = std::move(*unpacked);
-  }
-  const std::size_t sumAt = bytes.size() - 2;
-  const auto sumStart = static_cast<std::size_t>(message.sumStart);
-  if (message.sum == SumKind::kNegative &&
-      (sumStart > sumAt || NegativeSum(bytes.subspan(sumStart, sumAt - sumStart)) != bytes[sumAt]))
-    return Verdict::kBadSum;
-  if (message.sum == SumKind::kUnpacked && PlainSum(plain) != bytes[sumAt]) return Verdict::kBadSum;
-
-  // Everything is looked at before anything is written.
-  for (const bool write : {false, true}) {
-    std::size_t at = 0;
-    for (const PartRange& range : ranges) {
-      for (int i = range.first; i < range.first + range.count; ++i) {
-        const auto target = core_.memory.Item(range.area, i).subspan(range.offset, range.bytes);
-        const auto source = std::span<const std::uint8_t>(plain).subspan(at, target.size());
-        at += target.size();
-        if (range.itemSum && plain[at++] != KawaiSum(source)) return Verdict::kBadSum;
-        if (!OwnSumIsRight(core_.Area(range.area).ownSum, source)) return Verdict::kBadSum;
-        if (write) std::copy(source.begin(), source.end(), target.begin());
-      }
-    }
-  }
-  return Verdict::kTaken;
+  return CapturedValue(captures, "item") + 128 * CapturedValue(captures, "item_high") +
+         bankSize * CapturedValue(captures, "bank", core_.bank);
 }
 
 void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const std::uint8_t> bytes) {
@@ -283,6 +47,7 @@ void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const
     return core_.AnswerStatus("refused");
   }
   core_.display = "RECEIVED";
+  Follow(message, item);
   if (!message.initialises.empty() && core_.lastMessage != message.unlessAfter) {
     const int area = core_.description.FindArea(message.initialises);
     const auto target = core_.memory.Item(area, 0);
@@ -295,26 +60,67 @@ void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const
   core_.AnswerStatus(message.answer.empty() ? "received" : message.answer);
 }
 
+bool MessageEngine::FindData(std::span<const std::uint8_t> bytes, int device, bool file, DataMatch* match) const {
+  for (const MessageInfo& info : core_.description.messages) {
+    if (info.parts.empty() || (!file && !info.receives)) continue;
+    std::vector<const BytePattern*> heads = {&info.head};
+    for (const BytePattern& head : info.fileHeads)
+      if (file) heads.push_back(&head);
+    for (const BytePattern* head : heads) {
+      Captures captures;
+      if (!BeginsWith(info, *head, bytes, device, core_.description.deviceBase, &captures)) continue;
+      const DataMatch found{&info, head->size(), ItemNumber(info.bankSize, captures)};
+      const bool whole = LengthIsRight(info, found.headSize, found.item, bytes.size());
+      if (whole || match->message == nullptr) *match = found;
+      if (whole) return true;
+    }
+  }
+  return match->message != nullptr;
+}
+
+void MessageEngine::Follow(const MessageInfo& message, int item) {
+  if (!core_.description.parts) return;
+  for (const PartRange& range : Ranges(message, item))
+    if (range.area == core_.description.parts->setupArea) FillPartBuffers(core_.description, core_.memory);
+}
+
+std::vector<Captures> MessageEngine::Matches(const RuleInfo& rule, std::span<const std::uint8_t> message,
+                                             int device) const {
+  std::vector<Captures> found;
+  const bool whole = rule.match.back().kind == PatternToken::Kind::kByte && rule.match.back().value == 0xF7;
+  const std::size_t size = rule.match.size();
+  if (whole &&
+      (rule.repeat == 0 ? message.size() != size : message.size() < size || (message.size() - size) % rule.repeat != 0))
+    return found;
+  const auto match = [&](std::span<const std::uint8_t> bytes) {
+    Captures captures;
+    const bool matches = MatchPattern(rule.match, bytes, device, core_.description.deviceBase, &captures);
+    if (matches) found.push_back(std::move(captures));
+    return matches;
+  };
+  if (rule.repeat == 0 || !whole) return match(message), found;
+  const std::size_t head = size - 1 - rule.repeat;
+  for (std::size_t at = head; at + 1 < message.size(); at += rule.repeat) {
+    std::vector<std::uint8_t> piece(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(head));
+    const auto pair = message.subspan(at, rule.repeat);
+    piece.insert(piece.end(), pair.begin(), pair.end());
+    piece.push_back(0xF7);
+    if (!match(piece)) return {};
+  }
+  return found;
+}
+
 bool MessageEngine::Handle(std::span<const std::uint8_t> message) {
   core_.heard.clear();
   for (std::size_t i = 0; i < std::min<std::size_t>(message.size(), 16); ++i)
     core_.heard["byte" + std::to_string(i)] = message[i];
   const auto& description = core_.description;
-  for (const MessageInfo& info : description.messages) {
-    Captures captures;
-    if (!info.receives || info.parts.empty() ||
-        !BeginsWith(info, info.head, message, core_.device, description.deviceBase, &captures))
-      continue;
-    OnData(info, ItemNumber(info.bankSize, captures), message);
-    return true;
-  }
+  if (DataMatch data; FindData(message, core_.device, false, &data))
+    return OnData(*data.message, data.item, message), true;
   for (const RuleInfo& rule : description.rules) {
-    Captures captures;
-    const bool whole = rule.match.back().kind == PatternToken::Kind::kByte && rule.match.back().value == 0xF7;
-    if (whole && message.size() != rule.match.size()) continue;
-    if (!MatchPattern(rule.match, message, core_.device, description.deviceBase, &captures)) continue;
-    Apply(rule, captures);
-    return true;
+    const auto matches = Matches(rule, message, core_.device);
+    for (const Captures& captures : matches) Apply(rule, captures);
+    if (!matches.empty()) return true;
   }
   return false;
 }
@@ -367,7 +173,15 @@ std::vector<std::uint8_t> MessageEngine::BankChoice(const MessageInfo& message, 
 }
 
 void MessageEngine::SendAll(const std::vector<RuleInfo::Send>& sends, int item) {
-  for (auto& bytes : Messages(sends, item)) core_.Answer(std::move(bytes));
+  EachItem(sends, item, [&](const MessageInfo& info, int i) {
+    const auto ranges = Ranges(info, i);
+    const bool empty = IsVariable(ranges) && !core_.memory.Item(ranges.front().area, i).empty() &&
+                       core_.memory.Contents(core_.description, ranges.front().area, i).empty();
+    auto bytes = empty && !info.whenEmpty.empty()
+                     ? EmitPattern(info.whenEmpty, core_.device, core_.description.deviceBase, {})
+                     : Encode(info, i);
+    if (!bytes.empty()) core_.Answer(std::move(bytes));
+  });
 }
 
 void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
@@ -411,6 +225,19 @@ void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
     case Action::kParameter:
       OnParameter(rule, captures);
       break;
+    case Action::kSelect:
+      core_.memory.LoadEdit(core_.description, rule.toArea, CapturedValue(captures, "item"));
+      FillPartBuffers(core_.description, core_.memory);
+      break;
+    case Action::kProtect:
+      core_.memoryProtect = CapturedValue(captures, "value") != 0;
+      break;
+    case Action::kDevice:
+      core_.device = CapturedValue(captures, "value");
+      break;
+    case Action::kReset:
+      core_.memory.FillFactory(core_.description);
+      break;
     case Action::kNothing:
       break;
   }
@@ -421,40 +248,58 @@ void MessageEngine::OnStore(const RuleInfo& rule, const Captures& captures) {
   const int item = CapturedValue(captures, "item");
   if (core_.faults.TakeRefusal() || !core_.MayWrite(rule.toArea, item, &status))
     return core_.AnswerStatus("not_stored");
-  core_.AnswerStatus(core_.memory.StoreEdit(core_.description, rule.toArea, item) ? "stored" : "not_stored");
+  core_.AnswerStatus(Store(rule, captures) ? "stored" : "not_stored");
+}
+
+// Out of the edit buffer, or out of the buffer that the message names.
+bool MessageEngine::Store(const RuleInfo& rule, const Captures& captures) {
+  const int item = CapturedValue(captures, "item");
+  if (captures.count("from") == 0) return core_.memory.StoreEdit(core_.description, rule.toArea, item);
+  const auto source = core_.memory.Item(rule.fromArea, CapturedValue(captures, "from"));
+  const auto target = core_.memory.Item(rule.toArea, item);
+  if (source.empty() || source.size() != target.size()) return false;
+  std::copy(source.begin(), source.end(), target.begin());
+  return true;
 }
 
 void MessageEngine::OnParameter(const RuleInfo& rule, const Captures& captures) {
+  std::vector<int> parts = {CapturedValue(captures, "part")};
+  if (captures.count("channel") != 0)
+    parts = PartsOnChannel(core_.description, core_.memory, CapturedValue(captures, "channel"));
+  bool taken = false;
+  for (const int part : parts) taken |= SetParameter(rule, captures, part);
+  if (taken) core_.AnswerStatus(rule.answer);
+}
+
+bool MessageEngine::SetParameter(const RuleInfo& rule, const Captures& captures, int part) {
   int offset = CapturedValue(captures, "high") * 128 + CapturedValue(captures, "parameter");
   int value = CapturedValue(captures, "value");
+  if (captures.count("value_high") != 0)
+    value = CapturedValue(captures, "value_low") | CapturedValue(captures, "value_high") << 4;
   if (!rule.parameterOffsets.empty()) {
     const auto found = rule.parameterOffsets.find(offset);
-    if (found == rule.parameterOffsets.end()) return;
+    if (found == rule.parameterOffsets.end()) return false;
     offset = found->second;
   }
-  const auto bytes = core_.memory.Item(rule.toArea, 0);
-  if (offset < 0 || static_cast<std::size_t>(offset) >= bytes.size()) return;
-  // Fields that can be negative take the value as 7-bit two's complement.
+  offset += rule.placeFirst + rule.placeStride * part;
+  const auto bytes = core_.memory.Item(rule.toArea, rule.placeStride == 0 ? part : 0);
+  if (offset < 0 || static_cast<std::size_t>(offset) >= bytes.size()) return false;
+  // Whole bytes that can be negative take a value of seven bits as two's complement.
   for (const ValueRule& field : core_.Area(rule.toArea).values)
-    if (field.minimum < 0 && offset >= field.offset && offset < field.offset + field.run && value >= 64) value -= 128;
+    if (field.minimum < 0 && field.width == 8 && captures.count("value_high") == 0 && offset >= field.offset &&
+        offset < field.offset + field.run && value >= 64)
+      value -= 128;
   bytes[static_cast<std::size_t>(offset)] = static_cast<std::uint8_t>(value);
-  core_.AnswerStatus("received");
+  FollowSetupByte(core_.description, core_.memory, rule.toArea, static_cast<std::size_t>(offset));
+  return true;
 }
 
 bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string* why) {
   const auto& description = core_.description;
   *why = "is no data of this instrument";
-  for (const MessageInfo& info : description.messages) {
-    if (info.parts.empty()) continue;
-    Captures captures;
-    std::size_t headSize = 0;
-    if (BeginsWith(info, info.head, message, -1, description.deviceBase, &captures)) headSize = info.head.size();
-    for (const BytePattern& head : info.fileHeads)
-      if (headSize == 0 && BeginsWith(info, head, message, -1, description.deviceBase, &captures))
-        headSize = head.size();
-    if (headSize == 0) continue;
-    const Verdict verdict = Decode(info, headSize, ItemNumber(info.bankSize, captures), message);
-    if (verdict == Verdict::kTaken) return true;
+  if (DataMatch data; FindData(message, -1, true, &data)) {
+    const Verdict verdict = Decode(*data.message, data.headSize, data.item, message);
+    if (verdict == Verdict::kTaken) return Follow(*data.message, data.item), true;
     *why = verdict == Verdict::kBadSum ? "has a wrong checksum" : "has another length than it should";
     return false;
   }
@@ -463,7 +308,7 @@ bool MessageEngine::LoadData(std::span<const std::uint8_t> message, std::string*
     // What a file stores as it would be stored by hand.
     if (rule.action == RuleInfo::Action::kStore && message.size() == rule.match.size() &&
         MatchPattern(rule.match, message, -1, description.deviceBase, &captures))
-      return core_.memory.StoreEdit(description, rule.toArea, CapturedValue(captures, "item"));
+      return Store(rule, captures);
     if (rule.action != RuleInfo::Action::kBank || message.size() != rule.match.size() ||
         !MatchPattern(rule.match, message, -1, description.deviceBase, &captures))
       continue;

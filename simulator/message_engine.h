@@ -29,10 +29,19 @@ class MessageEngine {
   // What the instrument would say to be understood by another one of its kind: the messages
   // of the description's `file`, and those that choose a bank.
   std::vector<std::vector<std::uint8_t>> Everything() const;
+  // For a message whose blocks need time: how many of its bytes so far end a block, after which the instrument is busy
+  // for that many milliseconds; 0: none does.
+  int BlockPause(std::span<const std::uint8_t> begun) const;
   // The message that chooses the bank of an item; empty: the item's own message says it, or there are no banks.
   std::vector<std::uint8_t> BankChoice(const MessageInfo& message, int item) const;
 
  private:
+  enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
+  struct DataMatch {
+    const MessageInfo* message = nullptr;
+    std::size_t headSize = 0;
+    int item = 0;
+  };
   struct PartRange {
     int area = 0;
     int first = 0;
@@ -40,6 +49,7 @@ class MessageEngine {
     bool itemSum = false;
     std::size_t offset = 0;  // the bytes of each item that are meant
     std::size_t bytes = 0;
+    bool plain = false;
   };
   // The items a list means, one after the other.
   void EachItem(const std::vector<RuleInfo::Send>& sends, int item,
@@ -47,11 +57,20 @@ class MessageEngine {
   std::vector<PartRange> Ranges(const MessageInfo& message, int item) const;
   // Bytes of the data before packing.
   static std::size_t PlainSize(const std::vector<PartRange>& ranges);
+  // Of these, at the end, the ones that are not packed.
+  static std::size_t TailSize(const std::vector<PartRange>& ranges);
+  // The message carries one item that may be shorter.
+  bool LengthIsRight(const MessageInfo& message, std::size_t headSize, int item, std::size_t size) const;
+  bool IsVariable(const std::vector<PartRange>& ranges) const;
+  Verdict DecodeVariable(const MessageInfo& message, std::size_t headSize, const PartRange& range,
+                         std::span<const std::uint8_t> bytes);
+  // The data message that the bytes are: of several that begin alike the one of this length.  False: none.
+  bool FindData(std::span<const std::uint8_t> bytes, int device, bool file, DataMatch* match) const;
+  std::vector<std::uint8_t> Head(const MessageInfo& message, int item) const;
   std::size_t BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const;
   std::vector<std::uint8_t> EncodeFrames(const MessageInfo& message, std::span<const std::uint8_t> plain,
                                          std::size_t itemBytes) const;
   // Checks and unpacks; on success writes into memory.
-  enum class Verdict : std::uint8_t { kTaken, kBadLength, kBadSum };
   Verdict DecodeFrames(const MessageInfo& message, std::span<const std::uint8_t> body, std::size_t itemBytes,
                        std::vector<std::uint8_t>* plain) const;
   // Sums of everything from a place of the head on, behind every block of the data.
@@ -72,8 +91,20 @@ class MessageEngine {
   Verdict Decode(const MessageInfo& message, std::size_t headSize, int item, std::span<const std::uint8_t> bytes);
   void OnData(const MessageInfo& message, int item, std::span<const std::uint8_t> bytes);
   void Apply(const RuleInfo& rule, const Captures& captures);
+  // Every item in a block of its own: how many bytes follow (two 7-bit bytes, high first), the packed data, its sum.
+  static std::vector<std::size_t> ItemSizes(const std::vector<PartRange>& ranges);
+  static std::vector<std::uint8_t> EncodeCounted(const MessageInfo& message, std::span<const std::uint8_t> plain,
+                                                 const std::vector<std::size_t>& sizes);
+  static Verdict DecodeCounted(const MessageInfo& message, std::span<const std::uint8_t> body,
+                               const std::vector<std::size_t>& sizes, std::vector<std::uint8_t>* plain);
+  // What follows from data that was taken.
+  void Follow(const MessageInfo& message, int item);
   void OnStore(const RuleInfo& rule, const Captures& captures);
+  bool Store(const RuleInfo& rule, const Captures& captures);
   void OnParameter(const RuleInfo& rule, const Captures& captures);
+  bool SetParameter(const RuleInfo& rule, const Captures& captures, int part);
+  // A message that a rule matches, cut into several where pieces of it are repeated; empty: it does not match.
+  std::vector<Captures> Matches(const RuleInfo& rule, std::span<const std::uint8_t> message, int device) const;
   int ItemNumber(int bankSize, const Captures& captures) const;
 
   EngineCore& core_;

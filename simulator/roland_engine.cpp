@@ -75,6 +75,7 @@ std::vector<std::vector<std::uint8_t>> RolandEngine::Messages(std::uint32_t addr
   const auto groups = static_cast<std::size_t>(info().addressBytes);
   for (std::size_t i = FindPiece(address); i < pieces_.size() && pieces_[i].address < end; ++i) {
     const Piece& piece = pieces_[i];
+    if (!core_.Area(piece.area).readable) continue;
     if (!info().crosses || next != piece.address) flush();
     const auto data = core_.memory.Item(piece.area, piece.item);
     for (int k = 0; k < piece.bytes; ++k) {
@@ -109,6 +110,14 @@ std::optional<RolandEngine::Range> RolandEngine::ReadRange(std::span<const std::
   const auto groups = static_cast<std::size_t>(info().addressBytes);
   if (body.size() != groups * 2 + 1 || !SumIsRight(body)) return std::nullopt;
   return Range{LinearAddress(body.first(groups)), LinearAddress(body.subspan(groups, groups))};
+}
+
+bool RolandEngine::InOneArea(const Range& range) const {
+  const std::size_t first = FindPiece(range.address);
+  if (first == pieces_.size() || range.bytes == 0 || range.address < pieces_[first].address) return false;
+  const std::size_t last = FindPiece(range.address + range.bytes - 1);
+  return last < pieces_.size() && range.address + range.bytes > pieces_[last].address &&
+         pieces_[first].area == pieces_[last].area;
 }
 
 bool RolandEngine::Writable(std::uint32_t address, std::uint32_t bytes) {
@@ -175,6 +184,7 @@ void RolandEngine::OnRequest(std::span<const std::uint8_t> body) {
     return;
   }
   if (!core_.HearsRequest() || core_.faults.TakeBusy()) return;
+  if (info().oneArea && !InOneArea(*range)) return;
   for (auto& message : Messages(range->address, range->bytes, kDataOneWay)) core_.Answer(std::move(message));
 }
 

@@ -45,6 +45,7 @@ class RolandEngine {
   void Signal(std::uint8_t command) { core_.Answer(Frame(command, {})); }
   // Puts data at its place; false when nothing of it may be written.
   bool Write(std::uint32_t address, std::span<const std::uint8_t> data, bool force);
+  bool InOneArea(const Range& range) const;
   bool Writable(std::uint32_t address, std::uint32_t bytes);
 
   void OnRequest(std::span<const std::uint8_t> body);

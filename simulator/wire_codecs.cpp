@@ -20,6 +20,18 @@ std::string_view CharacterTable(NameCode code) {
   return code == NameCode::kD50 ? kD50Characters : code == NameCode::kMks50 ? kMks50Characters : std::string_view();
 }
 
+// The low `from` bits of every byte as one row, highest bit first, cut into pieces of `to` bits; the last is filled up
+// with zeros.
+std::vector<std::uint8_t> BitsInPieces(std::span<const std::uint8_t> bytes, std::size_t from, std::size_t to,
+                                       std::size_t pieces) {
+  std::vector<std::uint8_t> out(pieces, 0);
+  for (std::size_t bit = 0; bit < std::min(bytes.size() * from, pieces * to); ++bit) {
+    const unsigned value = bytes[bit / from] >> (from - 1 - bit % from) & 1U;
+    out[bit / to] = static_cast<std::uint8_t>(out[bit / to] | value << (to - 1 - bit % to));
+  }
+  return out;
+}
+
 unsigned SumOfBytes(std::span<const std::uint8_t> bytes) {
   return std::accumulate(bytes.begin(), bytes.end(), 0U);
 }
@@ -100,42 +112,54 @@ class TrackReader {
 };
 
 template <typename Code, std::size_t N>
-std::optional<Code> CodeByName(const std::pair<std::string_view, Code> (&table)[N], std::string_view name) {
+std::optional<Code> CodeByName(const std::pair<std::string_view, Code> (&table)[N], std::string_view name,
+                               std::string* known) {
   for (const auto& [text, code] : table)
     if (text == name) return code;
+  for (const auto& [text, code] : table)
+    if (known != nullptr) *known += (known->empty() ? "" : ", ") + std::string(text);
   return std::nullopt;
 }
 
 }  // namespace
 
-std::optional<BodyPacking> BodyPackingOf(std::string_view name) {
+std::optional<BodyPacking> BodyPackingOf(std::string_view name, std::string* known) {
   static constexpr std::pair<std::string_view, BodyPacking> kPackings[] = {
       {"plain", BodyPacking::kPlain},
       {"nibbles-low", BodyPacking::kNibblesLowFirst},
       {"nibbles-high", BodyPacking::kNibblesHighFirst},
       {"seven-eight", BodyPacking::kSevenEight},
-      {"hex-digits", BodyPacking::kHexDigits}};
-  return CodeByName(kPackings, name);
+      {"hex-digits", BodyPacking::kHexDigits},
+      {"bit-stream", BodyPacking::kBitStream}};
+  return CodeByName(kPackings, name, known);
 }
 
-std::optional<NameCode> NameCodeOf(std::string_view name) {
+std::optional<NameCode> NameCodeOf(std::string_view name, std::string* known) {
   static constexpr std::pair<std::string_view, NameCode> kCodes[] = {{"ascii", NameCode::kAscii},
                                                                      {"ascii-zero-ends", NameCode::kAsciiZeroEnds},
                                                                      {"d50", NameCode::kD50},
                                                                      {"matrix", NameCode::kMatrix},
                                                                      {"mks50", NameCode::kMks50}};
-  return CodeByName(kCodes, name);
+  return CodeByName(kCodes, name, known);
 }
 
 std::size_t PackedSize(BodyPacking packing, std::size_t bytes) {
   if (packing == BodyPacking::kPlain) return bytes;
   if (packing == BodyPacking::kSevenEight) return bytes + (bytes + 6) / 7;
+  if (packing == BodyPacking::kBitStream) return (bytes * 8 + 6) / 7;
   return bytes * 2;
+}
+
+std::optional<std::size_t> UnpackedSize(BodyPacking packing, std::size_t packed) {
+  for (std::size_t bytes = packed / 2; bytes <= packed; ++bytes)
+    if (PackedSize(packing, bytes) == packed) return bytes;
+  return std::nullopt;
 }
 
 std::vector<std::uint8_t> PackBody(BodyPacking packing, std::span<const std::uint8_t> bytes) {
   std::vector<std::uint8_t> packed;
   packed.reserve(PackedSize(packing, bytes.size()));
+  if (packing == BodyPacking::kBitStream) return BitsInPieces(bytes, 8, 7, PackedSize(packing, bytes.size()));
   if (packing == BodyPacking::kSevenEight) {
     for (std::size_t group = 0; group < bytes.size(); group += 7) {
       const auto part = bytes.subspan(group, std::min<std::size_t>(7, bytes.size() - group));
@@ -163,6 +187,7 @@ std::optional<std::vector<std::uint8_t>> UnpackBody(BodyPacking packing, std::sp
   if (packed.size() != PackedSize(packing, bytes)) return std::nullopt;
   std::vector<std::uint8_t> out;
   out.reserve(bytes);
+  if (packing == BodyPacking::kBitStream) return BitsInPieces(packed, 7, 8, bytes);
   if (packing == BodyPacking::kPlain) {
     out.assign(packed.begin(), packed.end());
   } else if (packing == BodyPacking::kSevenEight) {

@@ -16,10 +16,12 @@ namespace tonalith {
 // program's own packing and checksum code, so that each checks the other.
 
 // By the names that descriptions use.
-std::optional<BodyPacking> BodyPackingOf(std::string_view name);
-std::optional<NameCode> NameCodeOf(std::string_view name);
+std::optional<BodyPacking> BodyPackingOf(std::string_view name, std::string* known = nullptr);
+std::optional<NameCode> NameCodeOf(std::string_view name, std::string* known = nullptr);
 
 std::size_t PackedSize(BodyPacking packing, std::size_t bytes);
+// How many bytes so many packed ones are; nullopt when no number of bytes packs to that.
+std::optional<std::size_t> UnpackedSize(BodyPacking packing, std::size_t packed);
 std::vector<std::uint8_t> PackBody(BodyPacking packing, std::span<const std::uint8_t> bytes);
 // `bytes`: how many unpacked bytes there must be; nullopt when the size does not fit.
 std::optional<std::vector<std::uint8_t>> UnpackBody(BodyPacking packing, std::span<const std::uint8_t> packed,

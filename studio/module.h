@@ -56,7 +56,8 @@ struct ModuleDiagnostics {
   std::map<int, std::map<std::string, std::string>> places;
 };
 
-// Reads the files of a source folder (no sub-folders, at most 1 MiB each).
+// Reads the files of a source folder (no sub-folders, at most 1 MiB each), and what it may share: the descriptors and
+// scripts of the folder `common` beside it ("../common/NAME") and of the program's own (by their full path).
 Result ReadModuleSource(const std::filesystem::path& folder, ModuleSource* out);
 
 // Builds a module.  On failure the sentence reads "FILE:LINE: what is wrong" and `out` is left alone.  With

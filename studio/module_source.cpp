@@ -6,6 +6,7 @@
 
 #include "data/hex_text.h"
 #include "platform/atomic_file.h"
+#include "platform/folders.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "script/compiler.h"
@@ -23,10 +24,16 @@ constexpr std::size_t kMaxSourceLines = 20000;  // of one data type, includes co
 constexpr int kMaxIncludes = 16;
 constexpr const char* kCommonFolder = "../common/";
 
-// A file of the folder, else the one that all modules beside it share.
+// What the modules of the program share, for those that lie anywhere.
+std::string SharedFolder() {
+  return JoinPath(FindResourceFolder(ExecutablePath()), "common") + "/";
+}
+
+// A file of the folder, else the one that all modules beside it share, else the program's own.
 ModuleSource::const_iterator FindSource(const ModuleSource& source, const std::string& file) {
-  const auto own = source.find(file);
-  return own != source.end() ? own : source.find(kCommonFolder + file);
+  for (const std::string& folder : {std::string(), std::string(kCommonFolder), SharedFolder()})
+    if (const auto found = source.find(folder + file); found != source.end()) return found;
+  return source.end();
 }
 
 // The first byte of a range `00..0F` in a byte pattern and how many bytes it has; false when it is not one.
@@ -266,7 +273,8 @@ bool IsFormKey(const std::string& key) {
 }
 
 bool IsNamedKey(const std::string& key) {
-  return !IsFormKey(key) && !IsExchangeKey(key) && !AsciiEqualNoCase(key, "init") && !AsciiEqualNoCase(key, "map") && key != "or";
+  return !IsFormKey(key) && !IsExchangeKey(key) && !AsciiEqualNoCase(key, "init") && !AsciiEqualNoCase(key, "map") &&
+         key != "or";
 }
 
 bool IsExchangeKey(std::string_view key) {
@@ -336,6 +344,8 @@ Result ReadModuleSource(const std::filesystem::path& folder, ModuleSource* out) 
   const std::filesystem::path common = folder / kCommonFolder;
   if (result.ok() && FolderExists(common.string()))
     result = ReadSourceFiles(common, "*.descriptor;*.script", kCommonFolder, &source);
+  if (const std::string shared = SharedFolder(); result.ok() && FolderExists(shared))
+    result = ReadSourceFiles(shared, "*.descriptor;*.script", shared, &source);
   if (result.ok()) *out = std::move(source);
   return result;
 }

@@ -4,6 +4,8 @@
 
 #include "data/number_format.h"
 #include "data/patch_names.h"
+#include "script/received_check.h"
+#include "script/transfer_engine.h"
 #include "studio/studio_document.h"
 #include "studio/type_forms.h"
 
@@ -34,10 +36,16 @@ std::string SingleNumber(const TypeTable& table, const Synth& synth, std::uint16
   return MakeNumberStr(synth, 0);
 }
 
+// Data that is received as a whole is marked as a whole.
+bool VoiceIsDamaged(const DataFile& data, int voice) {
+  return MarkedDamaged(data, PatchAddressable(*data.synth) ? voice : -1);
+}
+
 // `nameOf` writes a name and returns its length.
-template <typename NameOf, typename IsEmpty>
+template <typename NameOf, typename IsEmpty, typename IsDamaged>
 void VisitVoices(std::uint32_t voices, const Synth& synth, std::uint16_t patchNumber, const TypeTable& table,
-                 PatchNumbers* numbers, const NameOf& nameOf, const IsEmpty& isEmpty, const PatchVisitor& visit) {
+                 PatchNumbers* numbers, const NameOf& nameOf, const IsEmpty& isEmpty, const IsDamaged& isDamaged,
+                 const PatchVisitor& visit) {
   char name[kNameBuffer];
   for (std::uint32_t i = 0; i < voices; ++i) {
     if (voices > 1 && isEmpty(i)) continue;
@@ -45,6 +53,7 @@ void VisitVoices(std::uint32_t voices, const Synth& synth, std::uint16_t patchNu
     patch.slot = static_cast<int>(i);
     patch.number = voices == 1 ? numbers->OfSingle(table, synth, patchNumber) : numbers->OfSlot(synth, patch.slot);
     patch.name = {name, nameOf(patch.slot, name)};
+    patch.damaged = isDamaged(patch.slot);
     visit(patch);
   }
 }
@@ -78,7 +87,8 @@ void ListPatches(const DataFile& data, const TypeTable& table, PatchNumbers* num
   };
   VisitVoices(
       layout.numVoices, *data.synth, data.synth->patchNumber, table, numbers, nameOf,
-      [&](std::uint32_t voice) { return VoiceIsEmpty(data, voice); }, visit);
+      [&](std::uint32_t voice) { return VoiceIsEmpty(data, voice); },
+      [&](int voice) { return VoiceIsDamaged(data, voice); }, visit);
 }
 
 void ListPatchesOfImage(const Synth& synth, const VoiceLayout& layout, std::span<const std::uint8_t> image,
@@ -87,7 +97,7 @@ void ListPatchesOfImage(const Synth& synth, const VoiceLayout& layout, std::span
   VisitVoices(
       layout.numVoices, synth, patchNumber, table, numbers,
       [&](int slot, char* name) { return PatchNameInImage(synth, layout, image, slot, name); },
-      [](std::uint32_t) { return false; }, visit);
+      [](std::uint32_t) { return false; }, [](int) { return false; }, visit);
 }
 
 }  // namespace tonalith

@@ -21,6 +21,7 @@ struct PatchView {
   int slot = 0;
   std::string_view number;  // as the instrument shows it
   std::string_view name;    // Latin-1
+  bool damaged = false;     // kept although it came damaged
 };
 using PatchVisitor = std::function<void(const PatchView& patch)>;
 

@@ -63,7 +63,8 @@ bool MatchMessages(const RecognizeRule& rule, const Synth& synth, const std::vec
   auto place = static_cast<std::size_t>(std::max(rule.patchByte, 0));
   for (const std::uint32_t i : out->messages) {
     if (rule.patchByte >= 0 && place < messages[i].bytes.size()) {
-      out->patchNumber = messages[i].bytes[place];
+      out->patchNumber = messages[i].bytes[place] - rule.patchFirst;
+      if (out->patchNumber < 0 || out->patchNumber >= rule.patchCount) return false;
       break;
     }
     place -= std::min(place, messages[i].bytes.size());

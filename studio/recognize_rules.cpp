@@ -13,6 +13,7 @@ namespace tonalith {
 namespace {
 
 constexpr std::uint32_t kMaxRuleNumber = 0x3FFFFFFF;
+constexpr std::uint32_t kPatchValues = 128;
 
 }  // namespace
 
@@ -221,13 +222,29 @@ class RuleParser {
     return {};
   }
 
+  // BYTE BANK FIRST | first N | count M
   std::string PatchByte(std::string_view value) {
     std::vector<std::uint32_t> numbers;
-    if (!RuleNumbers(value, &numbers) || numbers.empty() || numbers.size() > 3)
+    if (!RuleNumbers(FirstPart(value), &numbers) || numbers.empty() || numbers.size() > 3)
       return "one to three numbers are expected";
+    if (numbers[0] >= synth_.fileSize + std::uint64_t{kMaxMidiPattern}) return "the byte lies outside the messages";
     rule_->patchByte = static_cast<int>(numbers[0]);
     if (numbers.size() > 1) rule_->patchBankByte = static_cast<int>(numbers[1]);
     if (numbers.size() > 2) rule_->patchFirstBank = static_cast<int>(numbers[2]);
+    std::uint32_t first = 0, count = 0;
+    const auto options = SplitOptions(value);
+    for (std::size_t i = 1; i < options.size(); ++i) {
+      const bool isFirst = options[i].word == "first";
+      if (!isFirst && options[i].word != "count") return "unknown option \"" + options[i].word + "\"";
+      if (!RuleNumber(options[i].rest, isFirst ? &first : &count) || (!isFirst && count == 0))
+        return "\"" + options[i].word + "\" needs a number";
+    }
+    if (first >= kPatchValues || count > kPatchValues - first) return "a patch number is a byte from 0 to 127";
+    if (first != 0 && synth_.patchNumberInImage && synth_.patchNumberOffset == numbers[0])
+      return "a number that does not begin at 0 cannot be written into the image as well: leave patchNumberInImage "
+             "away";
+    rule_->patchFirst = static_cast<int>(first);
+    rule_->patchCount = static_cast<int>(count ? count : kPatchValues - first);
     return {};
   }
 

@@ -42,8 +42,11 @@ namespace tonalith {
 //       what lies at an address inside the area (or slot), and where it goes in the image (or voice slot).  framed: the
 //       image keeps whole messages
 //   Complete=1             only when nothing is missing; else two voices of a bank are enough
-//   PatchByte=N BANK FIRST byte that is the patch number of a single patch, counted over all messages of the form; with
-//                          BANK, byte BANK of the first message counts banks of 128 from the value FIRST (0) on
+//   PatchByte=N BANK FIRST | first VALUE | count VALUES
+//                          byte that is the patch number of a single patch, counted over all messages of the form; with
+//                          BANK, byte BANK of the first message counts banks of 128 from the value FIRST (0) on.  The
+//                          number is what the byte has beyond VALUE (0); with a byte that is none of the VALUES (up to
+//                          7F) the messages are no such data
 //   NumberAs=ID            a single patch is numbered as in the bank with this driver id, numbers beyond it as in the
 //                          banks that follow
 //   Verify0=TYPE START COUNT OFFSET | times N | step S | or BYTE
@@ -104,6 +107,7 @@ struct RecognizeRule {
   bool complete = false;
   int patchByte = -1;
   int patchBankByte = -1, patchFirstBank = 0;
+  int patchFirst = 0, patchCount = 128;  // values that the byte may have
   int numberAs = -1;
   std::vector<VerifyRule> verify;
   bool byAnswer = false;  // no rule of the module: FormsOfAnswer

@@ -1,7 +1,6 @@
 #include "tools/monitor_document.h"
 
 #include <algorithm>
-#include <chrono>
 
 #include "platform/log.h"
 
@@ -88,10 +87,9 @@ void MonitorDocument::AddRecord(MonitorDirection direction, const MonitorRecord&
   }
   std::string words;
   if (describer_ && describeUs_ < kDescribeBudgetUs) {
-    const auto begin = std::chrono::steady_clock::now();
+    const std::int64_t begin = registry_.clock().NowUs();
     words = describer_(record.bytes);
-    describeUs_ +=
-        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin).count();
+    describeUs_ += registry_.clock().NowUs() - begin;
   }
   Add(std::make_unique<SysXLine>(time, Delta(time), direction, record.port, record.bytes, complete_, std::move(words)));
 }

@@ -1,9 +1,6 @@
 #include "midi/backends/jack_caller.h"
 
 #include <csignal>
-
-#include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -13,9 +10,7 @@ namespace tonalith {
 
 namespace {
 
-using SteadyTime = std::chrono::steady_clock::time_point;
-
-constexpr auto kEndWait = std::chrono::seconds(1);
+constexpr std::int64_t kEndWaitUs = 1'000'000;
 
 struct JackCall {
   std::function<void()> work;
@@ -27,13 +22,16 @@ struct JackCall {
 }  // namespace
 
 struct JackCaller::State {
+  explicit State(Clock& theClock) : clock(theClock), wake(theClock), finished(theClock) {}
+
+  Clock& clock;
   std::mutex mutex;
-  std::condition_variable wake;
-  std::condition_variable finished;
+  WaitPoint wake;
+  WaitPoint finished;
   std::deque<std::shared_ptr<JackCall>> calls;
   bool running = false;  // the thread is there
   bool working = false;
-  SteadyTime since;  // begin of the call that runs
+  std::int64_t sinceUs = 0;  // begin of the call that runs
   bool ending = false;
   std::thread::id thread;
 
@@ -50,18 +48,18 @@ void JackCaller::State::Run(const std::shared_ptr<State>& state) {
   std::unique_lock lock(state->mutex);
   state->thread = std::this_thread::get_id();
   for (;;) {
-    state->wake.wait(lock, [&] { return state->ending || !state->calls.empty(); });
+    state->wake.Wait(lock, [&] { return state->ending || !state->calls.empty(); });
     if (state->calls.empty()) break;
     auto call = std::move(state->calls.front());
     state->calls.pop_front();
     state->working = true;
-    state->since = std::chrono::steady_clock::now();
+    state->sinceUs = state->clock.NowUs();
     lock.unlock();
     call->work();
     lock.lock();
     call->done = true;
     const auto undo = call->abandoned ? std::move(call->undo) : std::function<void()>();
-    state->finished.notify_all();
+    state->finished.NotifyAll();
     lock.unlock();
     if (undo) undo();
     call.reset();
@@ -69,36 +67,36 @@ void JackCaller::State::Run(const std::shared_ptr<State>& state) {
     state->working = false;
   }
   state->running = false;
-  state->finished.notify_all();
+  state->finished.NotifyAll();
 }
 
 // With the mutex held.
 void JackCaller::State::Add(const std::shared_ptr<State>& state, std::shared_ptr<JackCall> call) {
   state->calls.push_back(std::move(call));
   if (!std::exchange(state->running, true)) std::thread([state] { Run(state); }).detach();
-  state->wake.notify_all();
+  state->wake.NotifyAll();
 }
 
-JackCaller::JackCaller() : state_(std::make_shared<State>()) {}
+JackCaller::JackCaller(Clock& clock) : state_(std::make_shared<State>(clock)) {}
 
 JackCaller::~JackCaller() {
   std::unique_lock lock(state_->mutex);
   state_->ending = true;
-  state_->wake.notify_all();
+  state_->wake.NotifyAll();
   // The last call may own this object.
   if (state_->thread == std::this_thread::get_id()) return;
-  state_->finished.wait_for(lock, kEndWait, [this] { return !state_->running; });
+  state_->finished.WaitUntil(lock, state_->clock.NowUs() + kEndWaitUs, [this] { return !state_->running; });
 }
 
 bool JackCaller::Call(std::function<void()> work, std::function<void()> undo, std::int64_t limitUs) {
   const auto call = std::make_shared<JackCall>();
   call->work = std::move(work);
   call->undo = std::move(undo);
-  const auto limit = std::chrono::microseconds(limitUs);
   std::unique_lock lock(state_->mutex);
-  if (state_->working && std::chrono::steady_clock::now() - state_->since > limit) return false;
+  if (state_->working && state_->clock.NowUs() - state_->sinceUs > limitUs) return false;
   State::Add(state_, call);
-  if (state_->finished.wait_for(lock, limit, [&] { return call->done; })) return true;
+  const std::int64_t deadlineUs = state_->clock.NowUs() + limitUs;
+  if (state_->finished.WaitUntil(lock, deadlineUs, [&] { return call->done; })) return true;
   call->abandoned = true;
   return false;
 }

@@ -5,13 +5,16 @@
 #include <functional>
 #include <memory>
 
+#include "platform/clock.h"
+
 namespace tonalith {
 
 // Runs calls one after the other on a thread of its own.  A server that stands still answers no call; whoever asked is
 // held up for no longer than he said, and the call ends when the server goes on or dies.
 class JackCaller {
  public:
-  JackCaller();
+  // The clock outlives calls that hang as well.
+  explicit JackCaller(Clock& clock);
   JackCaller(const JackCaller&) = delete;
   JackCaller& operator=(const JackCaller&) = delete;
   ~JackCaller();  // what is queued has a second; a call that hangs is left behind

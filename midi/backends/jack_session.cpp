@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <ctime>
-#include <thread>
 
 namespace tonalith {
 
@@ -46,11 +44,10 @@ bool TakeOut(std::array<std::atomic<Port*>, kJackMaxPorts>& slots, const Port* p
 }  // namespace
 
 void RealtimeSignal::WaitMs(long ms) {
+  const std::int64_t untilUs = SystemClock().NowUs() + ms * 1000;
   timespec until{};
-  clock_gettime(CLOCK_MONOTONIC, &until);
-  until.tv_nsec += ms % 1000 * 1000000L;
-  until.tv_sec += ms / 1000 + until.tv_nsec / 1000000000L;
-  until.tv_nsec %= 1000000000L;
+  until.tv_sec = static_cast<std::time_t>(untilUs / 1'000'000);
+  until.tv_nsec = static_cast<long>(untilUs % 1'000'000 * 1000);
   while (sem_clockwait(&semaphore_, CLOCK_MONOTONIC, &until) != 0 && errno == EINTR) {
   }
   while (sem_trywait(&semaphore_) == 0) {
@@ -153,9 +150,8 @@ void JackSession::Remove(const JackInput* input) {
 // Waits until the process callback has begun anew twice, so that it no longer holds a pointer it read before.
 void JackSession::AwaitPeriod() {
   const auto begin = periods();
-  for (int i = 0; i < 400 && client.load() && !serverGone.load() && periods() < begin + 2; i += silent.load() ? 0 : 1) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  for (int i = 0; i < 400 && client.load() && !serverGone.load() && periods() < begin + 2; i += silent.load() ? 0 : 1)
+    clock_.SleepMs(1);
 }
 
 }  // namespace tonalith

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "cli_test_tools.h"
 #include "platform/text.h"
 
@@ -41,6 +43,73 @@ std::string Raw(const std::string& hex) {
 }
 
 }  // namespace
+
+// The descriptor of a patch with a line in place of the one that begins with its key.
+void Change(const std::string& folder, const std::string& key, const std::string& line) {
+  const std::string path = CliHome::Instance().Path(folder + "/patch.descriptor");
+  std::string text = ReadFileText(path);
+  const std::size_t at = text.find("\n" + key + " =") + 1;
+  text.replace(at, text.find('\n', at) - at, line);
+  WriteFileText(path, text);
+}
+
+// The byte of the patch number has a first value and limits; data with another one is something else.
+TEST(Authoring, PatchNumbersHaveLimits) {
+  ASSERT_EQ(New("limits", {"--bank", "64"}).status, 0);
+  const std::string dump = CliHome::Instance().Path("limits.syx");
+  Change("limits", "patchByte", "patchByte = 5 | first 8 | count 4");
+  const CliOutput both = Check("limits");
+  EXPECT_TRUE(Has(both.out, "error: a number that does not begin at 0 cannot be written into the image as well"));
+  Change("limits", "patchNumberInImage", "patchNumberInImage = 0");
+  for (const int number : {0, 7, 8, 11, 12, 127}) {
+    std::string bytes = Raw(kGlass);
+    bytes[5] = static_cast<char>(number);
+    WriteFileText(dump, bytes);
+    const CliOutput checked = Check("limits", {"--dump", dump});
+    EXPECT_EQ(checked.status, number >= 8 && number < 12 ? 0 : 1) << number << checked.out << checked.err;
+    if (number == 11) {
+      EXPECT_TRUE(Has(checked.out, "\t 4\tGLASS BELL\n")) << checked.out;
+    }
+  }
+  for (const char* wrong : {"5 | first 128", "5 | count 0", "5 | first 100 | count 29", "5 | last 3", "5000", ""}) {
+    Change("limits", "patchByte", std::string("patchByte = ") + wrong);
+    EXPECT_TRUE(Has(Check("limits").out, "limits/patch.descriptor:30: error: ")) << wrong << Check("limits").out;
+  }
+}
+
+// A module anywhere uses what the shipped ones share.
+TEST(Authoring, WhatModulesShareIsFoundFromEverywhere) {
+  const CliHome& home = CliHome::Instance();
+  std::filesystem::create_directory(home.Path("shared"));
+  WriteFileText(home.Path("shared/module.ini"),
+                "[Module]\nName = Orrin Tagged\nDriverBase = 21000\nTypes = system\nmanufacturerId = 0x43\n");
+  const auto with = [&](const std::string& line) {
+    WriteFileText(home.Path("shared/system.descriptor"),
+                  "typeName = System\ndataKind = 5\nfileSize = 103\nlet tag = 38 39 37 33 53 20\n" + line);
+    return home.Run({"module", "build", home.Path("shared"), home.Path("shared.pvz")});
+  };
+  const CliOutput built = with("include = tagged\n");
+  EXPECT_EQ(built.status, 0) << built.err;
+  EXPECT_TRUE(Has(with("include = untagged\n").err, "there is no file \"untagged.descriptor\"")) << built.err;
+}
+
+TEST(Authoring, DescriptionsOfSimulatorsAreChecked) {
+  const CliHome& home = CliHome::Instance();
+  for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/simulator/descriptions")) {
+    const CliOutput checked = home.Run({"module", "check", "--simulator", entry.path().string()});
+    EXPECT_EQ(checked.status, 0) << entry.path() << checked.out << checked.err;
+    EXPECT_TRUE(Has(checked.out, ": no errors, no warnings; everything is ")) << checked.out;
+  }
+  const std::string file = home.Path("eight.sim");
+  WriteFileText(file, "[instrument]\nname = Orrin Eight\nkee = eight\n[area voices]\nbytes = 8 # all\nname = 0 9\n");
+  const CliOutput wrong = home.Run({"module", "check", "--simulator", file});
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_TRUE(
+      wrong.out.starts_with(file + ":3:1: error: \"kee\" is not known here\n    [instrument] takes: key, name, "))
+      << wrong.out;
+  EXPECT_TRUE(Has(wrong.out, file + ":6:8: error: name = 0 9: expected offset, length and code of the name\n"));
+  EXPECT_TRUE(Has(wrong.err, "2 errors, no warnings.")) << wrong.err;
+}
 
 TEST(Authoring, ASourceIsMadeOnceAndBuilds) {
   const CliOutput made = New("once", {"--bank", "4"});

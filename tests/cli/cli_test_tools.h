@@ -72,6 +72,7 @@ class CliHome {
   CliHome() : folder_(std::filesystem::temp_directory_path() / ("tonalith-cli-" + std::to_string(::getpid()))) {
     std::filesystem::create_directories(folder_ / "resources/modules");
     std::filesystem::copy_file(TONALITH_SOURCE_DIR "/resources/EditorPV.bin", folder_ / "resources/EditorPV.bin");
+    std::filesystem::copy(TONALITH_SOURCE_DIR "/instruments/common", folder_ / "resources/common");
     for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments")) {
       if (entry.path().extension() != ".chart" && !std::filesystem::exists(entry.path() / "module.ini")) continue;
       const CliOutput built = RunCli({"module", "build", entry.path().string(),

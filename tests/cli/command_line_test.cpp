@@ -1,3 +1,4 @@
+#include "cli/command_help.h"
 #include "platform/text.h"
 #include "tests/cli/cli_test_tools.h"
 
@@ -97,9 +98,26 @@ TEST(CommandLine, HelpForEveryCommand) {
     EXPECT_NE(help.out.find(std::string("\n") + command.name + " "), std::string::npos) << command.name;
     EXPECT_EQ(RunCli({"help", command.name}).out, help.out);
     EXPECT_EQ(help.err, "");
-    std::istringstream lines(help.out + overview.out);
+    std::string all = help.out + overview.out;
+    // A word of a command explains itself, and no other one.
+    const std::vector<std::string> verbs = CliVerbs(command);
+    for (const std::string& verb : verbs) {
+      const CliOutput one = RunCli({command.name, verb, "--help"});
+      EXPECT_EQ(one.status, 0) << command.name << " " << verb << one.err;
+      EXPECT_EQ(RunCli({"help", command.name, verb}).out, one.out);
+      EXPECT_EQ(RunCli({command.name, verb, "x", "--help"}).out, one.out);
+      for (const std::string& other : verbs)
+        EXPECT_EQ(one.out.find("\n" + std::string(command.name) + " " + other + " ") != std::string::npos, other == verb)
+            << command.name << " " << verb << ": " << one.out;
+      all += one.out;
+    }
+    EXPECT_EQ(RunCli({command.name, "nosuch", "--help"}).status, verbs.empty() ? 0 : 1) << command.name;
+    std::istringstream lines(all);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 120U) << line;
   }
+  // What the run of a command says it knows, its help has.
+  EXPECT_EQ(CliVerbs(*FindCliCommand("module")),
+            (std::vector<std::string>{"build", "manifest", "list", "install", "server", "new", "check"}));
   EXPECT_EQ(RunCli({"--version"}).out, "tonalith-cli " TONALITH_VERSION "\n");
 }
 

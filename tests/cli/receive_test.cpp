@@ -63,6 +63,17 @@ TEST_F(ReceiveCommand, DamageIsKeptOnlyWithItsMark) {
   EXPECT_EQ(first.status, 0);
   EXPECT_NE(first.err.find("it came damaged and was kept."), std::string::npos) << first.err;
   EXPECT_NE(ReadFileText(out).find("Damaged"), std::string::npos);
+  const auto marked = [this](const std::string& path) {
+    const std::string names = home_.Run({"names", path}).out;
+    std::size_t count = 0;
+    for (std::size_t at = names.find("\tdamaged\n"); at != names.npos; at = names.find("\tdamaged\n", at + 1)) ++count;
+    return count;
+  };
+  EXPECT_EQ(marked(out), 32u) << "a dump that comes as a whole";
+  const std::string matrix = Path("matrix.dat");
+  home_.Run({"receive", "matrix", "patch bank 0", matrix, "--virtual", "factory", "--fault",
+             "corrupt-byte:reply=4,times=6", "--any-checksum"});
+  EXPECT_EQ(marked(matrix), 2u) << "patch by patch";
   // Data of another type is nothing to go on with, and stays as it is.
   const CliOutput wrong =
       home_.Run({"receive", "matrix", "patch bank 1", Path("m.dat"), "--virtual", "factory", "--resume", out});
@@ -73,6 +84,7 @@ TEST_F(ReceiveCommand, DamageIsKeptOnlyWithItsMark) {
   again.insert(again.end(), {"--resume", out});
   EXPECT_EQ(home_.Run(again).status, 0);
   EXPECT_EQ(ReadFileText(out).find("Damaged"), std::string::npos);
+  EXPECT_EQ(marked(out), 0u);
 }
 
 // Where no checksum tells, two readings do; a third decides.

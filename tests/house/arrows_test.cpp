@@ -22,26 +22,29 @@ namespace fs = std::filesystem;
 const std::map<std::string, std::set<std::string>> kArrows = {
     {"platform", {}},
     {"data", {"platform"}},
+    {"parameters", {"platform", "data"}},
     {"midi", {"platform", "data"}},
     {"script", {"platform", "data", "midi"}},
     {"services", {"platform", "data", "midi", "script"}},
     {"document", {"platform", "data", "midi", "script", "services"}},
     {"simulator", {"platform", "data", "midi"}},
-    {"studio", {"platform", "data", "midi", "script", "services", "document"}},
-    {"chart", {"platform", "data", "midi", "script", "services", "document", "studio"}},
-    {"bank", {"platform", "data", "midi", "script", "services", "document", "studio"}},
-    {"store", {"platform", "data", "midi", "script", "services", "document", "studio", "bank"}},
-    {"editor", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store"}},
-    {"tools", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
+    {"studio", {"platform", "data", "parameters", "midi", "script", "services", "document"}},
+    {"chart", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "editor"}},
+    {"bank", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio"}},
+    {"store", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank"}},
+    {"editor", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank", "store"}},
+    {"tools",
+     {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
     {"ui", {"platform", "data", "midi", "script", "services", "document"}},
     {"cli",
-     {"platform", "data", "midi", "script", "services", "document", "studio", "chart", "bank", "tools", "simulator"}},
+     {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "chart", "bank", "tools",
+      "simulator"}},
     {"app",
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator"}},
 };
-const std::set<std::string> kWithoutQt = {"platform", "data",      "midi",  "script", "services",
-                                          "document", "simulator", "chart", "cli"};
+const std::set<std::string> kWithoutQt = {"platform", "data",     "parameters", "midi",  "script",
+                                          "services", "document", "simulator",  "chart", "cli"};
 
 bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;

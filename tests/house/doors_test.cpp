@@ -42,6 +42,19 @@ TEST(House, TerminalHasOneDoor) {
   ExpectOnlyDoors(SourcesOf({"cli"}), {{"", "\\bstd::ostream\\b", kDoor}});
 }
 
+// What measures or waits goes by a clock that it was given; the date of files and studios is none.
+TEST(House, TimeHasOneDoor) {
+  constexpr char kDoor[] = "a Clock of platform/clock.h that was handed in";
+  constexpr char kHere[] = "platform/clock.";
+  ExpectOnlyDoors(SourcesOf(Rooms()),
+                  {{kHere, "\\b(steady_clock|high_resolution_clock|clock_gettime)\\b", kDoor},
+                   {"midi/backends/jack_session.cpp", "\\bCLOCK_MONOTONIC\\b", kDoor},  // of a semaphore
+                   {"document/recovery.cpp", "\\bsystem_clock\\b", kDoor},              // when it was kept
+                   {"", "\\b(sleep_for|sleep_until|wait_for|usleep|nanosleep|gettimeofday|msleep)\\(", kDoor},
+                   {"", "\\b(QElapsedTimer|QDeadlineTimer)\\b", kDoor},
+                   {"app/application.cpp", "\\bcurrentMSecsSinceEpoch\\(", kDoor}});  // when the program was started
+}
+
 std::vector<SourceFile> FilesOfWindows() {
   std::vector<SourceFile> files = SourcesOf(Rooms());
   std::erase_if(files, [](const SourceFile& file) {

@@ -1,4 +1,9 @@
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "simulator/wire_codecs.h"
@@ -65,16 +70,52 @@ TEST(Descriptions, ProblemsAreSentencesWithALine) {
   const std::pair<const char*, const char*> cases[] = {
       {"[area x\n", "t, line 1: the block heading does not end with ]."},
       {"[instrument]\nkey = a\nbogus = 1\n", "t, line 3: \"bogus\" is not known here."},
-      {"[area a]\nbytes = 0\n", "t, line 2: \"0\" is no number from 1 to 65536."},
-      {"[area a]\nbytes = 4\n[message m]\nhead = F0 4X\n", "t, line 4: \"4X\" is no part of a byte pattern."},
-      {"[file_transfer]\nframe = F0 41 37\n", "t, line 2: the frame needs a {command}."},
-      {"[area a]\nbytes = 4\n[message m]\ndata = a@2+3\n", "t, line 4: expected offset + bytes inside the item."},
-      {"[message m]\ndata = nowhere\n", "t, line 2: there is no area \"nowhere\" before this line."},
+      {"[area a]\nbytes = 0\n", "t, line 2: bytes = 0: \"0\" is no number from 1 to 65536."},
+      {"[area a]\nbytes = 4\n[message m]\nhead = F0 4X\n",
+       "t, line 4: head = F0 4X: \"4X\" is no part of a byte pattern."},
+      {"[file_transfer]\nframe = F0 41 37\n", "t, line 2: frame = F0 41 37: the frame needs a {command}."},
+      {"[area a]\nbytes = 4\n[message m]\ndata = a@2+3\n",
+       "t, line 4: data = a@2+3: expected offset + bytes inside the item."},
+      {"[message m]\ndata = nowhere\n", "t, line 2: data = nowhere: there is no area \"nowhere\" before this line."},
       {"[area a]\nbytes = 4\nvalue = 3 0 8 0 5\ncopy_values = 3 1 1 1\n",
-       "t, line 4: the copied values lie outside the item."},
-      {"[area a]\nbytes = 4\nvalue = 3 0 8 0 5 2\n", "t, line 3: the value lies outside the item or its byte."},
+       "t, line 4: copy_values = 3 1 1 1: the copied values lie outside the item."},
+      {"[area a]\nbytes = 4\nvalue = 3 0 8 0 5 2\n",
+       "t, line 3: value = 3 0 8 0 5 2: the value lies outside the item or its byte."},
   };
   for (const auto& [text, problem] : cases) EXPECT_EQ(ParseDescription(text, "t").problem, problem) << text;
+  // All of them, each with its place and what would be right, and none that only follows from another.
+  const DescriptionResult all = ParseDescription(
+      "name = x\n[instrument]\n  name = Orrin\n  delay = 3\n[aera voices]\nitems = 0\n[area voices]\nbytes = many\n"
+      "name = 0 10 ascii\n[message patch]\nhead = F0 7D 0n {item}\npacking = tight\n",
+      "t");
+  std::string report;
+  for (const DescriptionMistake& m : all.mistakes)
+    report += std::to_string(m.line) + ":" + std::to_string(m.column) + ": " + m.text + "\n";
+  EXPECT_EQ(report,
+            "1:1: the line stands before the first block\n"
+            "4:3: \"delay\" is not known here\n"
+            "5:1: there is no block \"aera\"\n"
+            "8:9: bytes = many: \"many\" is no number from 1 to 65536\n"
+            "12:11: packing = tight: \"tight\" is no packing\n");
+  EXPECT_EQ(all.name, "Orrin");
+  EXPECT_EQ(all.mistakes[1].hint.substr(0, 35), "[instrument] takes: key, name, port");
+  EXPECT_EQ(all.mistakes[2].hint.substr(0, 46), "There are the blocks: instrument, area, link, ");
+}
+
+TEST(Descriptions, AWrongOneIsNotAMissingOne) {
+  const std::filesystem::path resources =
+      std::filesystem::temp_directory_path() / ("tonalith-descriptions-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(resources / "simulator");
+  std::ofstream(resources / "simulator/eight.sim") << "[instrument]\nname = Orrin Eight\nkee = eight\n";
+  ::setenv("TONALITH_RESOURCES", resources.c_str(), 1);
+  std::string wrong, missing;
+  EXPECT_FALSE(SimulatedInstrument::CreateFor("orrin eight", "", &wrong));
+  EXPECT_FALSE(SimulatedInstrument::CreateFor("Orrin Nine", "", &missing));
+  ::unsetenv("TONALITH_RESOURCES");
+  std::filesystem::remove_all(resources);
+  EXPECT_EQ(wrong,
+            "The description of the simulated orrin eight is wrong.  eight.sim, line 3: \"kee\" is not known here.");
+  EXPECT_EQ(missing, "There is no simulated Orrin Nine.  Descriptions that cannot be read: eight.sim.");
 }
 
 TEST(Yamaha, EditBufferFollowsProgramChangeAndStoresBack) {

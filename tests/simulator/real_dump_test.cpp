@@ -184,6 +184,17 @@ const std::vector<RealDump> kRealDumps = {
      0,
      1024,
      0},
+    {"roland-jd800", "roland-jd800/JDBOOK.SYX", 96, "patches", {"F0 41 10 3D 11 05 00 00 01 40 00 3A F7"}, 0, 96, 0},
+    {"roland-jd800",
+     "roland-jd800/JD800_InitialPatch.syx",
+     2,
+     "temporary",
+     {"F0 41 10 3D 11 00 00 00 00 03 00 7D F7"},
+     0,
+     2,
+     0},
+    {"yamaha-fb01", "yamaha-fb01/YamahaFB01.syx", 1, "instruments", {"F0 43 75 00 28 00 00 F7"}, 0, 1, 0},
+    {"yamaha-fb01", "yamaha-fb01/YamahaFB01Multi.syx", 1, "current", {"F0 43 75 01 20 01 00 F7"}, 0, 1, 1},
     {"oberheim-matrix1000",
      "oberheim-matrix1000/OberheimMatrix1000Global.syx",
      1,
@@ -245,6 +256,7 @@ TEST(RealPanelDumps, StandInTheDumpOfEverything) {
       {"roland-juno106", "roland-juno106/bank_A4x.mid", 8, ""},
       {"roland-d110-mt32", "roland-d110/RolandD110Tone_v3.syx", 1, ""},
       {"yamaha-dx7ii-tx802", "yamaha-dx7ii/yamahaDX7II-STUDIOREINE_BANK.syx", 10, "voices"},
+      {"roland-jx8p", "roland-jx8p/Roland_JX_8P_FACTORY_BANK_1-32.syx", 64, "tones"},
   };
   for (const Case& test : cases) {
     const auto path = SysExFolder() / test.file;
@@ -262,6 +274,49 @@ TEST(RealPanelDumps, StandInTheDumpOfEverything) {
     const auto names = ExpectedNames(test.file);
     const auto list = instrument->PanelList(test.area);
     for (std::size_t i = 0; i < names.size() && *test.area; ++i) EXPECT_EQ(list[i].name, names[i]) << i;
+  }
+}
+
+// Every patch of a file is asked for by its number, and sent to another instrument that acknowledges it.
+TEST(RealBanks, ComeBackPatchByPatch) {
+  struct Case {
+    const char* key;
+    const char* file;
+    const char* request;  // what stands before the number
+    std::size_t number;   // where it stands in the dump, and its bytes
+    std::size_t bytes;
+    const char* taken;
+  };
+  const Case cases[] = {
+      {"novation-bassstation2", "novation-bassstation2/NovationBassStationII_FactoryPack.syx",
+       "F0 00 20 29 00 33 00 41", 8, 1, ""},
+      {"behringer-pro800", "behringer-pro800/PRO-800_Presets_v1.4.4.syx", "F0 00 20 32 00 01 24 00 77", 9, 2,
+       "F0 00 20 32 00 01 24 00 01 00 F7"},
+  };
+  for (const Case& test : cases) {
+    const auto path = SysExFolder() / test.file;
+    if (!std::filesystem::exists(path)) GTEST_SKIP() << "no real dumps at " << path;
+    SCOPED_TRACE(test.file);
+    std::string problem;
+    auto from = SimulatedInstrument::CreateForDump(ReadWhole(path), &problem);
+    ASSERT_NE(from, nullptr) << problem;
+    ASSERT_EQ(from->description().key, test.key);
+    auto to = Make(test.key);
+    Host sender(*from);
+    Host taker(*to);
+    for (const Bytes& message : ScanSysEx(ReadWhole(path))) {
+      Bytes request = Hex(test.request);
+      const auto number = message.begin() + static_cast<std::ptrdiff_t>(test.number);
+      request.insert(request.end(), number, number + static_cast<std::ptrdiff_t>(test.bytes));
+      request.push_back(0xF7);
+      EXPECT_TRUE(sender.Ask(request) == message);
+      EXPECT_EQ(taker.Ask(message), Hex(test.taken));
+    }
+    const std::string area = from->PanelList().front().area;
+    for (int item = 0; item < 100; ++item) EXPECT_EQ(to->Item(area, item), from->Item(area, item)) << item;
+    const auto names = ExpectedNames(test.file);
+    const auto list = from->PanelList(area);
+    for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ(list[i].name, names[i]) << i;
   }
 }
 

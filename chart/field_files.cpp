@@ -1,0 +1,206 @@
+#include "chart/field_files.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "chart/parameters.h"
+#include "chart/references.h"
+#include "data/container.h"
+#include "data/data_records.h"
+#include "parameters/patch_conversion.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::uint8_t kSysExStart = 0xF0;
+constexpr std::uint8_t kExactSize = 2;  // of Synth::optionBits
+constexpr std::size_t kNamedMissing = 5;
+
+// A data type as it was built.
+struct BuiltType {
+  FieldType names;
+  DataFilePtr data;
+  ParameterTable table;  // without parameters when no section describes it
+  bool own = false;      // the section is its own
+
+  const Synth& synth() const { return *data->synth; }
+  ParameterData Data() const {
+    const Synth& s = synth();
+    const auto body = BodySpan(*data);
+    const bool plain = s.storageFormat == 0 && !body.empty() && body[0] == kSysExStart;
+    const std::uint32_t bytes = s.voiceBytes ? +s.voiceBytes : +s.voiceSize;
+    return {s.optionBits & kExactSize ? bytes : 0, plain};
+  }
+};
+
+class FieldFiles {
+ public:
+  FieldFiles(const ChartText& chart, ModuleImage* module, ChartProblems* problems)
+      : chart_(chart), module_(*module), problems_(*problems) {}
+
+  void Add(const std::vector<FieldType>& types) {
+    if (!ReadTypes(types)) return;
+    for (const ChartSection& section : chart_.sections) {
+      if (section.kind == "parameters") Parameters(section);
+      if (section.kind == "references") References(section);
+      if (section.kind == "data") continue;
+      for (const ChartEntry& entry : section.entries)
+        if (entry.key.starts_with("list ")) lists_.push_back(entry);
+    }
+    for (BuiltType& type : types_)
+      if (!type.own) Inherit(&type);
+    for (const BuiltType& type : types_) {
+      if (!type.table.parameters.empty())
+        File(ParameterTableName(type.synth().driverId), ParameterTableText(type.table));
+      Conversion(type);
+    }
+  }
+
+ private:
+  // The drivers stand behind the INI, in the order of the types.
+  bool ReadTypes(const std::vector<FieldType>& types) {
+    std::size_t at = 1;
+    for (const FieldType& names : types) {
+      BuiltType type;
+      type.names = names;
+      type.data.reset(AllocDataFile());
+      if (at >= module_.files.size() || !type.data ||
+          ContainerReader(module_.files[at++].bytes).DiskReadForm(type.data.get(), {}) != 0 || !type.data->synth)
+        return false;
+      types_.push_back(std::move(type));
+    }
+    folder_ = module_.name;
+    return !types_.empty();
+  }
+
+  void File(const std::string& name, const std::string& text) {
+    module_.files.push_back({folder_ + "\\" + name, {text.begin(), text.end()}});
+  }
+
+  std::vector<BuiltType*> TypesOf(const std::string& section) {
+    std::vector<BuiltType*> found;
+    for (BuiltType& type : types_)
+      if (type.names.section == section || type.names.name == section) found.push_back(&type);
+    return found;
+  }
+
+  // The types of a section; a mistake when there are none.
+  std::vector<BuiltType*> TypesFor(const ChartSection& section, const std::string& name) {
+    std::vector<BuiltType*> types = TypesOf(name);
+    if (types.empty()) {
+      std::vector<std::string> names;
+      for (const BuiltType& type : types_) names.push_back(type.names.section);
+      problems_.Add(section.nameAt, name, "there are no data of that name", NearestWords(name, names));
+    }
+    return types;
+  }
+
+  void Parameters(const ChartSection& section) {
+    constexpr std::string_view kPart = " / ";
+    const std::size_t slash = section.name.find(kPart);
+    const bool whole = slash == std::string::npos;
+    for (BuiltType* type : TypesFor(section, section.name.substr(0, slash))) {
+      // Mistakes are the same for all types of a section.
+      ChartProblems again(problems_.file());
+      ParameterData data = type->Data();
+      if (!whole) data.patchBytes = 0;
+      ParameterTable table = ReadParameters(section, data, lists_, said_.insert(&section).second ? &problems_ : &again);
+      Defaults(*type, &table);
+      if (!whole) {
+        const std::string part = ReplaceAll(section.name.substr(slash + kPart.size()), "\\", " ");
+        File("Parameters.ID" + std::to_string(type->synth().driverId) + "." + part + ".tsv", ParameterTableText(table));
+        continue;
+      }
+      type->table = std::move(table);
+      type->own = true;
+    }
+  }
+
+  // What new data has.
+  static void Defaults(const BuiltType& type, ParameterTable* table) {
+    const ConstPatchBytes patch(BodySpan(std::as_const(*type.data)), type.synth());
+    for (Parameter& parameter : table->parameters)
+      parameter.defaultValue = std::clamp(parameter.place.Read(patch), parameter.range.min, parameter.range.max);
+  }
+
+  const BuiltType* Held(const BuiltType& bank) const {
+    if (bank.names.holds.empty()) return nullptr;
+    for (const BuiltType& type : types_)
+      if (&type != &bank && (type.names.section == bank.names.holds || type.names.name == bank.names.holds))
+        return &type;
+    return nullptr;
+  }
+
+  // A bank whose patches have as many bytes as the patch it holds has them laid out alike.
+  void Inherit(BuiltType* bank) const {
+    const BuiltType* patch = Held(*bank);
+    if (!patch || !patch->own || patch->Data().sevenBit != bank->Data().sevenBit ||
+        patch->Data().patchBytes != bank->Data().patchBytes)
+      return;
+    bank->table = patch->table;
+  }
+
+  void Conversion(const BuiltType& bank) {
+    const BuiltType* patch = Held(bank);
+    if (!patch || !bank.own || !patch->own) return;
+    std::vector<std::string> missing;
+    const PatchConversion conversion =
+        DerivePatchConversion(bank.table, bank.synth(), patch->table, patch->synth(), &missing);
+    if (!missing.empty()) {
+      std::string names;
+      for (std::size_t i = 0; i < std::min(missing.size(), kNamedMissing); ++i)
+        names += (names.empty() ? "" : ", ") + missing[i];
+      if (missing.size() > kNamedMissing) names += " ...";
+      Sentence(bank.names.section, "the parameters of \"" + bank.names.section + "\" and \"" + patch->names.section +
+                                       "\" have not the same names (" + names + ")");
+    }
+    File(PatchConversionName(bank.synth().driverId), PatchConversionText(conversion));
+  }
+
+  // A mistake of the whole section of parameters.
+  void Sentence(const std::string& name, const std::string& text) {
+    for (const ChartSection& section : chart_.sections)
+      if (section.kind == "parameters" && section.name == name)
+        return problems_.Add(section.nameAt, section.name, text, "the same names in both sections");
+  }
+
+  void References(const ChartSection& section) {
+    const ReferenceTargets targets = [this](std::string_view name) {
+      std::vector<ReferenceMatrix::Target> found;
+      for (const BuiltType* type : TypesOf(std::string(name)))
+        found.push_back({type->synth().driverId, std::max(1u, +type->synth().numVoices)});
+      return found;
+    };
+    for (const BuiltType* type : TypesFor(section, section.name)) {
+      ChartProblems again(problems_.file());
+      const ReferenceMatrix matrix =
+          ReadReferenceRows(section, type->Data(), targets, said_.insert(&section).second ? &problems_ : &again);
+      File(ReferenceMatrixName(type->synth().driverId), ReferenceMatrixText(matrix));
+      // A bank of such patches refers in the same way.
+      for (const BuiltType& bank : types_)
+        if (Held(bank) == type && bank.Data().patchBytes == type->Data().patchBytes)
+          File(ReferenceMatrixName(bank.synth().driverId), ReferenceMatrixText(matrix));
+    }
+  }
+
+  const ChartText& chart_;
+  ModuleImage& module_;
+  ChartProblems& problems_;
+  std::string folder_;
+  std::vector<BuiltType> types_;
+  std::vector<ChartEntry> lists_;
+  std::set<const ChartSection*> said_;
+};
+
+}  // namespace
+
+void AddFieldFiles(const ChartText& chart, const std::vector<FieldType>& types, ModuleImage* module,
+                   ChartProblems* problems) {
+  FieldFiles(chart, module, problems).Add(types);
+}
+
+}  // namespace tonalith

@@ -1,0 +1,261 @@
+#include "chart/parameters.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "chart/parameter_repeat.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kRowForm[] = "PLACE | NAME | MIN..MAX | SHOWN | NUMBER";
+constexpr char kRepeatForm[] = "repeat OP in 4 3 2 1 from 16 step 8";
+constexpr std::size_t kMostCells = 5;
+constexpr std::size_t kMostRows = 65536;
+constexpr std::string_view kList = "list ";
+
+// An entry or a row, in the order in which they stand in the chart.
+struct Line {
+  ChartPlace at;
+  const ChartEntry* entry = nullptr;
+  const ChartRow* row = nullptr;
+};
+
+std::vector<Line> LinesOf(const ChartSection& section) {
+  std::vector<Line> lines;
+  for (const ChartEntry& entry : section.entries) lines.push_back({entry.keyAt, &entry, nullptr});
+  for (const ChartRow& row : section.rows) lines.push_back({row.cells.front().at, nullptr, &row});
+  std::stable_sort(lines.begin(), lines.end(), [](const Line& a, const Line& b) {
+    return a.at.line != b.at.line ? a.at.line < b.at.line : a.at.column < b.at.column;
+  });
+  return lines;
+}
+
+// The rows of a repeat, or of the whole section, with the repeats among them.
+struct Block {
+  struct Item {
+    const ChartRow* row = nullptr;  // else a block
+    std::int64_t offset = 0;        // goes onto the place
+    std::string change;
+    std::unique_ptr<Block> block;
+  };
+  ParameterRepeat repeat;
+  std::vector<Item> items;
+};
+
+// A repeat that is being written out.
+struct Round {
+  const Block* block;
+  std::size_t index;
+};
+
+class ParameterReader {
+ public:
+  ParameterReader(const ParameterData& data, ChartProblems* problems)
+      : data_(data), builder_(data.sevenBit), problems_(*problems) {}
+
+  ParameterTable Read(const ChartSection& section, const std::vector<ChartEntry>& lists) {
+    for (const ChartEntry& list : lists) List(list);
+    open_ = {&top_};
+    for (const Line& line : LinesOf(section)) {
+      if (line.entry)
+        Entry(*line.entry);
+      else
+        Row(*line.row);
+    }
+    std::vector<Round> rounds;
+    WriteOut(top_, &rounds);
+    std::vector<ParameterFault> faults;
+    ParameterTable table = builder_.Take(data_.patchBytes, &faults);
+    for (const ParameterFault& fault : faults) Say(fault);
+    return table;
+  }
+
+ private:
+  bool List(const ChartEntry& entry) {
+    if (!entry.key.starts_with(kList)) return false;
+    builder_.AddList(entry.key.substr(kList.size()), entry.value);
+    return true;
+  }
+
+  void Entry(const ChartEntry& entry) {
+    if (List(entry)) return;
+    if (entry.key == "change") {
+      change_ = entry.value == "none" ? "" : entry.value;
+    } else if (entry.key == "numbers") {
+      if (entry.value != "hex" && entry.value != "decimal")
+        problems_.Add(entry.valueAt, entry.value, "no form of numbers", "hex, decimal");
+      hex_ = entry.value == "hex";
+    } else {
+      problems_.Add(entry.keyAt, entry.key, "no key of parameters",
+                    "change, numbers, list NAME, offset from, repeat, end");
+    }
+  }
+
+  void Row(const ChartRow& row) {
+    const ChartCell& first = row.cells.front();
+    if (row.cells.size() == 1 && row.entries.empty() && Word(first)) return;
+    if (row.cells.size() < 2 || row.cells.size() > kMostCells) {
+      problems_.Add(first.at, first.text,
+                    row.cells.size() < 2 ? "neither a row nor an entry" : "the row has more than five cells", kRowForm);
+      return;
+    }
+    Block::Item item;
+    item.row = &row;
+    item.change = change_;
+    for (const ChartEntry& entry : row.entries) {
+      if (entry.key == "change")
+        item.change = entry.value == "none" ? "" : entry.value;
+      else
+        problems_.Add(entry.keyAt, entry.key, "no key of a parameter", "change = MESSAGE");
+    }
+    item.offset = offset_;
+    open_.back()->items.push_back(std::move(item));
+  }
+
+  // A line of one cell: offset, repeat, end.
+  bool Word(const ChartCell& cell) {
+    const std::vector<ChartCell> words = ChartWords(cell);
+    if (words.empty()) return false;
+    if (words[0].text == "end" && words.size() == 1) {
+      if (open_.size() == 1)
+        problems_.Add(cell.at, cell.text, "there is no repeat that could end", kRepeatForm);
+      else
+        open_.pop_back();
+      return true;
+    }
+    if (words[0].text == "offset") {
+      const auto from = words.size() == 3 && words[1].text == "from" ? ParseInteger(words[2].text) : std::nullopt;
+      if (!from) problems_.Add(cell.at, cell.text, "the offset does not read", "offset from 5");
+      offset_ = from.value_or(offset_);
+      return true;
+    }
+    if (words[0].text != "repeat") return false;
+    auto repeat = ReadParameterRepeat(cell, hex_);
+    if (!repeat) {
+      problems_.Add(cell.at, cell.text, "the repeat does not read", kRepeatForm);
+      repeat.emplace();  // its rows are known as rows of a repeat
+      repeat->values = {"1"};
+    }
+    if (repeat->inside && open_.size() == 1)
+      problems_.Add(cell.at, cell.text, "the base counts from a repeat, but there is none", kRepeatForm);
+    if (!repeat->inside) open_.resize(1);
+    Block::Item item;
+    item.block = std::make_unique<Block>();
+    item.block->repeat = std::move(*repeat);
+    Block* block = item.block.get();
+    open_.back()->items.push_back(std::move(item));
+    open_.push_back(block);
+    return true;
+  }
+
+  void WriteOut(const Block& block, std::vector<Round>* rounds) {
+    for (const Block::Item& item : block.items) {
+      if (!item.block) {
+        Add(item, *rounds);
+        continue;
+      }
+      for (std::size_t i = 0; i < item.block->repeat.values.size() && added_.size() < kMostRows; ++i) {
+        rounds->push_back({item.block.get(), i});
+        WriteOut(*item.block, rounds);
+        rounds->pop_back();
+      }
+    }
+  }
+
+  void Add(const Block::Item& item, const std::vector<Round>& rounds) {
+    const auto& cells = item.row->cells;
+    const auto cell = [&](std::size_t i) { return i < cells.size() ? cells[i].text : std::string(); };
+    if (added_.size() >= kMostRows) {
+      if (!tooMany_) problems_.Add(cells[0].at, {}, "there are more parameters than 65536", {});
+      tooMany_ = true;
+      return;
+    }
+    ParameterRow row{cell(0), cell(1), cell(2), cell(3), cell(4), {}, -1, std::nullopt};
+    std::string change = item.change;
+    FieldBase base{item.offset, 0};
+    std::string prefix;
+    for (const Round& round : rounds) {
+      const ParameterRepeat& repeat = round.block->repeat;
+      const auto index = static_cast<std::int64_t>(round.index);
+      base.plus += repeat.from + repeat.step * index;
+      const std::string braces = "{" + repeat.word + "}";
+      if (row.name.find(braces) == std::string::npos) prefix += repeat.Prefix(round.index) + " ";
+      for (std::string* text : {&row.name, &row.shown, &row.number, &change})
+        *text = ReplaceAll(*text, braces, repeat.values[round.index]);
+      row.number = SteppedNumber(row.number, repeat.numbersStep, round.index, hex_);
+    }
+    if (rounds.empty() && row.place.starts_with('+')) {
+      problems_.Add(cells[0].at, row.place, "the place counts from a repeat, but there is none", kRepeatForm);
+      return;
+    }
+    if (!row.name.empty()) row.name.insert(0, prefix);
+    row.shown = Nearer(row.shown, rounds);
+    if (!change.empty()) row.change = builder_.AddChange(change);
+    builder_.Add(row, base);
+    added_.push_back({item.row, std::string(TrimmedView(prefix))});
+  }
+
+  // `as NAME` in a repeat means the row of the same repetition when there is one.
+  static std::string Nearer(const std::string& shown, const std::vector<Round>& rounds) {
+    const std::string name(DisplayIsAs(shown));
+    if (name.empty()) return shown;
+    for (std::size_t depth = rounds.size(); depth > 0; --depth) {
+      const auto& items = rounds[depth - 1].block->items;
+      const bool here = std::any_of(items.begin(), items.end(), [&](const Block::Item& item) {
+        return item.row && item.row->cells.size() > 1 && item.row->cells[1].text == name;
+      });
+      if (!here) continue;
+      std::string prefix;
+      for (std::size_t i = 0; i < depth; ++i) prefix += rounds[i].block->repeat.Prefix(rounds[i].index) + " ";
+      return "as " + prefix + name;
+    }
+    return shown;
+  }
+
+  void Say(const ParameterFault& fault) {
+    const Added& added = added_[fault.row];
+    const auto index = static_cast<std::size_t>(fault.cell);
+    if (!said_.insert({added.row, index}).second) return;  // of a row that repeats the first time tells it all
+    const auto& cells = added.row->cells;
+    const bool there = index < cells.size();
+    const ChartCell& cell = there ? cells[index] : cells.back();
+    std::string text = fault.fault.text;
+    if (!added.repeated.empty()) text += " (" + added.repeated + ")";
+    problems_.Add(there ? cell.At(std::min(fault.fault.at, cell.text.size())) : cell.at, there ? cell.text : "", text,
+                  fault.fault.right);
+  }
+
+  // Where a row of the table came from.
+  struct Added {
+    const ChartRow* row;
+    std::string repeated;  // "OP4" or nothing
+  };
+
+  ParameterData data_;
+  ParameterTableBuilder builder_;
+  ChartProblems& problems_;
+  std::vector<Added> added_;
+  std::set<std::pair<const ChartRow*, std::size_t>> said_;  // rows and cells
+  Block top_;
+  std::vector<Block*> open_;  // the section and the repeats that have not ended
+  std::int64_t offset_ = 0;
+  std::string change_;
+  bool hex_ = false;
+  bool tooMany_ = false;
+};
+
+}  // namespace
+
+ParameterTable ReadParameters(const ChartSection& section, const ParameterData& data,
+                              const std::vector<ChartEntry>& lists, ChartProblems* problems) {
+  return ParameterReader(data, problems).Read(section, lists);
+}
+
+}  // namespace tonalith

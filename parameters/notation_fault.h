@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace tonalith {
+
+// A mistake in a short text of the notation of parameters: from which byte of the text on, what is wrong and what would
+// be right.
+struct NotationFault {
+  std::size_t at = 0;
+  std::string text;
+  std::string right;
+};
+
+}  // namespace tonalith

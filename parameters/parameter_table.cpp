@@ -1,0 +1,190 @@
+#include "parameters/parameter_table.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "parameters/tabbed_lines.h"
+#include "platform/text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kMostReferences = 32;      // displays taken from displays
+constexpr std::uint32_t kMostBits = 16;  // of a logical byte
+constexpr std::size_t kMostRows = 65536;
+constexpr std::size_t kMostTexts = 1u << 20;
+constexpr char kKind[] = "parameters";
+constexpr std::size_t kRowCells = 9;
+
+}  // namespace
+
+const Parameter* ParameterTable::Find(std::string_view name) const {
+  const auto found =
+      std::find_if(parameters.begin(), parameters.end(), [&](const Parameter& p) { return p.name == name; });
+  return found == parameters.end() ? nullptr : &*found;
+}
+
+void ParameterTableBuilder::Fault(std::size_t index, ParameterFault::Cell cell, NotationFault fault) {
+  faults_.push_back({rowOf_[index], cell, std::move(fault)});
+  failed_[index] = true;
+}
+
+void ParameterTableBuilder::AddList(const std::string& name, std::string_view texts) {
+  std::erase_if(table_.lists, [&](const DisplayList& list) { return list.name == name; });
+  table_.lists.push_back(ParseDisplayList(name, texts));
+  texts_ += table_.lists.back().texts->size();
+}
+
+int ParameterTableBuilder::AddChange(const std::string& message) {
+  const auto [at, isNew] = changeOf_.try_emplace(message, static_cast<int>(table_.changes.size()));
+  if (isNew) table_.changes.push_back(message);
+  return at->second;
+}
+
+void ParameterTableBuilder::Add(const ParameterRow& row, const FieldBase& base) {
+  using Cell = ParameterFault::Cell;
+  Parameter parameter;
+  parameter.name = row.name;
+  parameter.section = row.section;
+  parameter.shown = row.shown;
+  parameter.number = row.number;
+  parameter.change = row.change;
+  const std::size_t index = table_.parameters.size();
+  rowOf_.push_back(rows_++);
+  failed_.push_back(false);
+  auto fault = ParseFieldPlace(row.place, table_.sevenBit, base, &parameter.place);
+  if (fault) {
+    Fault(index, Cell::kPlace, *fault);
+  } else {
+    fault = ParseFieldRange(row.range, &parameter.place, &parameter.range);
+    if (fault) Fault(index, Cell::kRange, *fault);
+  }
+  parameter.defaultValue = std::clamp(row.defaultValue.value_or(0), parameter.range.min, parameter.range.max);
+  if (row.name.empty()) {
+    Fault(index, Cell::kName, {0, "the parameter has no name", "OSC 1 octave"});
+  } else if (const auto [at, isNew] = byName_.try_emplace(row.name, index); !isNew) {
+    Fault(index, Cell::kName, {0, "there is a parameter of that name already", "every name once"});
+  }
+  table_.parameters.push_back(std::move(parameter));
+}
+
+void ParameterTableBuilder::Display(std::size_t index, int depth) {
+  Parameter& parameter = table_.parameters[index];
+  if (parameter.display || failed_[index]) return;
+  bool circle = false;
+  DisplayNames names;
+  names.list = [&](std::string_view name) -> const DisplayList* {
+    for (const DisplayList& list : table_.lists)
+      if (list.name == name) return &list;
+    return nullptr;
+  };
+  names.display = [&](std::string_view name) -> std::shared_ptr<const ParameterDisplay> {
+    const auto found = byName_.find(name);
+    if (found == byName_.end()) return nullptr;
+    circle = depth >= kMostReferences;
+    if (!circle) Display(found->second, depth + 1);
+    return table_.parameters[found->second].display;
+  };
+  ParameterDisplay display;
+  auto fault = ParseParameterDisplay(parameter.shown, parameter.range, parameter.place.isFloat, names, &display);
+  if (failed_[index]) return;
+  texts_ += display.weight();
+  if (!fault && texts_ > kMostTexts) fault = {0, "the displays of the table have too many texts", {}};
+  if (fault && circle) fault->text = "the display refers to itself";
+  if (fault)
+    Fault(index, ParameterFault::Cell::kShown, *fault);
+  else
+    parameter.display = std::make_shared<const ParameterDisplay>(std::move(display));
+}
+
+void ParameterTableBuilder::FindOverlaps(std::uint32_t patchBytes) {
+  std::unordered_map<std::uint32_t, std::size_t> owner;  // by bit of the patch
+  for (std::size_t i = 0; i < table_.parameters.size(); ++i) {
+    const FieldPlace& place = table_.parameters[i].place;
+    if (failed_[i]) continue;
+    if (patchBytes && place.end() > patchBytes) {
+      Fault(i, ParameterFault::Cell::kPlace,
+            {0, "the place lies behind the end of the patch", "bytes 0 to " + std::to_string(patchBytes - 1)});
+      continue;
+    }
+    std::optional<std::size_t> other;
+    for (const FieldBits& part : place.bits) {
+      for (std::uint32_t bit = part.bit; bit < std::uint32_t{part.bit} + part.width; ++bit) {
+        const auto [at, isNew] = owner.try_emplace(part.byte * kMostBits + bit, i);
+        if (!isNew) other = at->second;
+      }
+    }
+    if (other)
+      Fault(i, ParameterFault::Cell::kPlace,
+            {0, "the place overlaps that of \"" + table_.parameters[*other].name + "\"", {}});
+  }
+}
+
+ParameterTable ParameterTableBuilder::Take(std::uint32_t patchBytes, std::vector<ParameterFault>* faults) {
+  for (std::size_t i = 0; i < table_.parameters.size(); ++i) Display(i, 0);
+  FindOverlaps(patchBytes);
+  ParameterTable table = std::move(table_);
+  std::vector<Parameter> good;
+  for (std::size_t i = 0; i < table.parameters.size(); ++i)
+    if (!failed_[i]) good.push_back(std::move(table.parameters[i]));
+  table.parameters = std::move(good);
+  std::stable_sort(faults_.begin(), faults_.end(), [](const auto& a, const auto& b) { return a.row < b.row; });
+  *faults = std::move(faults_);
+  *this = ParameterTableBuilder(table.sevenBit);
+  return table;
+}
+
+std::string ParameterTableName(int driverId) {
+  return "Parameters.ID" + std::to_string(driverId) + ".tsv";
+}
+
+std::string ParameterTableText(const ParameterTable& table) {
+  std::string text = TabbedHead(kKind) + TabbedLine({"bits", table.sevenBit ? "7" : "8"});
+  for (const DisplayList& list : table.lists) text += TabbedLine({"list", list.name, list.source});
+  for (const std::string& change : table.changes) text += TabbedLine({"change", change});
+  for (const Parameter& p : table.parameters)
+    text += TabbedLine({"parameter", p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number,
+                        p.section, p.change < 0 ? "" : std::to_string(p.change + 1), std::to_string(p.defaultValue)});
+  return text;
+}
+
+Result ReadParameterTable(std::string_view text, ParameterTable* out) {
+  ParameterTableBuilder builder(text.find("\nbits\t7\n") != std::string_view::npos);
+  std::vector<std::string> names;
+  int changes = 0;
+  const auto take = [&](const std::vector<std::string>& cells) -> std::string {
+    if (cells[0] == "bits") return {};
+    if (cells[0] == "list" && cells.size() == 3) {
+      builder.AddList(cells[1], cells[2]);
+    } else if (cells[0] == "change" && cells.size() == 2) {
+      changes = std::max(changes, builder.AddChange(cells[1]) + 1);
+    } else if (cells[0] == "parameter" && cells.size() == kRowCells) {
+      const std::int64_t change = ParseInteger(cells[7]).value_or(0);
+      if (change < 0 || change > changes) return "there is no such change message.";
+      if (names.size() >= kMostRows) return "there are too many parameters.";
+      builder.Add({cells[1], cells[2], cells[3], cells[4], cells[5], cells[6], static_cast<int>(change) - 1,
+                   ParseInteger(cells[8])});
+      names.push_back(cells[2]);
+    } else {
+      return "neither a parameter nor a list.";
+    }
+    return {};
+  };
+  if (Result read = ReadTabbedLines(text, kKind, take); !read.ok()) return read;
+  std::vector<ParameterFault> faults;
+  ParameterTable table = builder.Take(0, &faults);
+  if (!faults.empty())
+    return Result::Failure("parameter \"" + names[faults.front().row] + "\": " + faults.front().fault.text + ".");
+  *out = std::move(table);
+  return Result::Success();
+}
+
+std::string ParameterTableSheet(const ParameterTable& table) {
+  std::string text = TabbedLine({"place", "name", "range", "shown", "number", "section"});
+  for (const Parameter& p : table.parameters)
+    text += TabbedLine({p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section});
+  return text;
+}
+
+}  // namespace tonalith

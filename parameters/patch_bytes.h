@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "data/data_records.h"
+
+namespace tonalith {
+
+// The logical bytes of one patch of an image, from the first byte of the patch on and through the packing of the data
+// type.  Bytes outside the patch or the image read as 0; writing there is dropped.  Neither image nor descriptor are
+// owned.
+class ConstPatchBytes {
+ public:
+  // `image` is the body from its start; `patch` the slot of a bank, 0 for data of one patch.
+  ConstPatchBytes(std::span<const std::uint8_t> image, const Synth& synth, std::uint32_t patch = 0);
+
+  std::int64_t Get(std::uint32_t index) const;
+  // How many there are.
+  std::uint32_t size() const { return size_; }
+
+ private:
+  std::span<const std::uint8_t> image_;
+  const Synth* synth_;
+  std::int64_t base_;
+  std::uint32_t size_;
+};
+
+class PatchBytes {
+ public:
+  PatchBytes(std::span<std::uint8_t> image, const Synth& synth, std::uint32_t patch = 0);
+
+  std::int64_t Get(std::uint32_t index) const;
+  void Set(std::uint32_t index, std::int64_t value) const;
+  std::uint32_t size() const { return size_; }
+  // The same bytes for reading.
+  ConstPatchBytes view() const { return {image_, *synth_, patch_}; }
+
+ private:
+  std::span<std::uint8_t> image_;
+  const Synth* synth_;
+  std::uint32_t patch_;
+  std::int64_t base_;
+  std::uint32_t size_;
+};
+
+}  // namespace tonalith

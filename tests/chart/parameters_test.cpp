@@ -1,0 +1,88 @@
+// The rows of [parameters]: what they become and where a mistake is named.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "chart/parameters.h"
+
+namespace tonalith {
+
+namespace {
+
+ParameterTable Read(const std::string& rows, ChartProblems* problems, std::uint32_t patchBytes = 200) {
+  const ChartText chart = ReadChartText("[Maker Model]\n[parameters Voice]\n" + rows, problems);
+  return ReadParameters(chart.sections.at(1), {patchBytes, true}, {}, problems);
+}
+
+TEST(ChartParameters, RepeatsStandForTheirRows) {
+  ChartProblems problems("x.chart");
+  const ParameterTable table = Read(
+      "change = F0 18+{OP} number F7\n"
+      "1 | ALGORITHM | 0..31 | from 1 | 134\n"
+      "repeat OP in 2 1 from 10 step 20 numbers step 21\n"
+      "+0 | level | 0..99 | | 5\n"
+      "+1 | other level of {OP} | 0..99 | as level\n"
+      "repeat Part in A B from +4 step 2\n"
+      "+1 0 & +0 | wave | 0..255 | | 7  change = none\n"
+      "end\n"
+      "end\n"
+      "offset from 100\n"
+      "3 | LAST | 0..1 | off, on\n",
+      &problems);
+  for (const ChartProblem& problem : problems.all()) ADD_FAILURE() << problem.Text();
+  std::string rows;
+  for (const Parameter& p : table.parameters)
+    rows += p.place.text + "|" + p.name + "|" + p.number + "|" + (p.change < 0 ? "" : table.changes[p.change]) + "\n";
+  EXPECT_EQ(rows,
+            "1|ALGORITHM|134|F0 18+{OP} number F7\n"
+            "10|OP2 level|5|F0 18+2 number F7\n"
+            "11|other level of 2||F0 18+2 number F7\n"
+            "15 0 & 14|OP2 Part A wave|7|\n"
+            "17 0 & 16|OP2 Part B wave|7|\n"
+            "30|OP1 level|26|F0 18+1 number F7\n"
+            "31|other level of 1||F0 18+1 number F7\n"
+            "35 0 & 34|OP1 Part A wave|28|\n"
+            "37 0 & 36|OP1 Part B wave|28|\n"
+            "103|LAST||F0 18+{OP} number F7\n");
+}
+
+struct FaultRow {
+  const char* rows;
+  int line, column;
+  const char* text;  // part of what is said
+};
+
+TEST(ChartParameters, MistakesAreNamedWhereTheyStand) {
+  const FaultRow faults[] = {
+      {"0 | A | 0..31\n0 4 | B | 0..1\n", 4, 1, "overlaps that of \"A\""},
+      {"250 | A | 0..31\n", 3, 1, "behind the end of the patch"},
+      {"0 0-4 | A | 0..32\n", 3, 13, "does not fit into 5 bits"},
+      {"0 0-4 | A | 0..3 | x, y, z\n", 3, 20, "has 3 texts, the range 4 values"},
+      {"0 | A | 0..3\n1 | A | 0..3\n", 4, 5, "of that name already"},
+      {"0 7 | A | 0..1\n", 3, 3, "bits 0 to 6"},
+      {"+0 | A | 0..1\n", 3, 1, "there is none"},
+      {"0 | A | 0..3 | as B\n1 | B | 0..3 | as A\n", 3, 16, "refers to itself"},
+      {"0 | A | 0..3 | list X\n", 3, 21, "no list"},
+      {"0 | A\n", 3, 5, "no range"},
+      {"0 | | 0..3\n", 3, 5, "no name"},
+      {"repeat OP on 3\n+0 | A | 0..1\n", 3, 1, "does not read"},
+      {"end\n", 3, 1, "no repeat"},
+      {"offset 5\n", 3, 1, "does not read"},
+      {"colour = red\n", 3, 1, "no key"},
+      {"repeat OP in 1 2 from 0 step 0\n+0 | A | 0..1\n", 4, 1, "(OP2)"},
+  };
+  for (const FaultRow& fault : faults) {
+    ChartProblems problems("x.chart");
+    Read(fault.rows, &problems);
+    ASSERT_FALSE(problems.all().empty()) << fault.rows;
+    const ChartProblem& first = problems.all().front();
+    EXPECT_EQ(first.line, fault.line) << fault.rows << first.Text();
+    EXPECT_EQ(first.column, fault.column) << fault.rows << first.Text();
+    EXPECT_NE(first.text.find(fault.text), std::string::npos) << fault.rows << first.Text();
+  }
+}
+
+}  // namespace
+
+}  // namespace tonalith

@@ -1,0 +1,284 @@
+#include <algorithm>
+
+#include "simulator/wire_codecs.h"
+#include "tests/simulator/simulator_test_tools.h"
+
+namespace tonalith::simulator_test {
+namespace {
+
+// What an instrument says when it is asked: how the answer begins, and how long it is.  An answer of as many bytes as
+// are given is exact.
+struct Exchange {
+  const char* key;
+  const char* request;
+  const char* answer;
+  std::size_t size;
+};
+
+TEST(Exchanges, AnswersBeginAndEndAsTheyShould) {
+  const Exchange exchanges[] = {
+      {"korg-dw6000", "F0 42 40 F7", "F0 42 30 04 F7", 5},
+      {"korg-dw6000", "F0 42 30 04 10 F7", "F0 42 30 04 40", 32},
+      {"korg-dw6000", "F0 42 30 04 11 3F F7", "F0 42 30 04 21 F7", 6},
+      {"korg-dw6000", "F0 42 30 04 11 40 F7", "F0 42 30 04 22 F7", 6},
+      {"korg-dw6000", "F0 42 30 04 40 00 F7", "F0 42 30 04 24 F7", 6},
+      {"korg-dw6000", "F0 42 30 04 41 05 3F F7", "", 0},
+      {"korg-dw6000", "F0 42 31 04 10 F7", "", 0},
+      {"korg-dw6000", "F0 42 30 03 10 F7", "", 0},
+      {"korg-dw6000", "F0 7E 7F 06 01 F7", "", 0},
+      {"yamaha-fb01", "F0 43 75 00 20 00 06 F7", "F0 43 75 00 00 00 06 00 40", 6363},
+      {"yamaha-fb01", "F0 43 75 00 20 00 07 F7", "F0 43 60 04 F7", 5},
+      {"yamaha-fb01", "F0 43 20 0C F7", "F0 43 00 0C 00 40", 6360},
+      {"yamaha-fb01", "F0 43 75 00 2F 00 00 F7", "F0 43 75 00 0F 00 00 01 00", 139},
+      {"yamaha-fb01", "F0 43 75 00 20 01 00 F7", "F0 43 75 00 00 01 00 01 20", 171},
+      {"yamaha-fb01", "F0 43 75 00 20 02 13 F7", "F0 43 75 00 00 02 13 01 20", 171},
+      {"yamaha-fb01", "F0 43 75 00 20 02 14 F7", "F0 43 60 04 F7", 5},
+      {"yamaha-fb01", "F0 43 75 00 20 03 00 F7", "F0 43 75 00 00 03 00 01 20", 2616},
+      {"yamaha-fb01", "F0 43 75 00 20 04 00 F7", "F0 43 75 00 00 04 00 00 10 59 41 4D 41 48 41 20", 27},
+      {"yamaha-fb01", "F0 43 75 00 28 40 00 F7", "F0 43 60 04 F7", 5},  // protected, as it comes out of the box
+      {"yamaha-fb01", "F0 43 75 00 20 40 00 F7", "F0 43 60 04 F7", 5},
+      {"yamaha-fb01", "F0 43 75 01 20 01 00 F7", "", 0},
+      {"yamaha-fb01", "F0 7E 7F 06 01 F7", "", 0},
+      {"roland-jx8p", "F0 41 34 00 21 20 01 00 00 02 F7", "", 0},
+      {"roland-jx8p", "F0 7E 7F 06 01 F7", "", 0},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 44 F7", "F0 00 20 29 00 33 00 04 00 0A 40 00 05 01 00 08 00 F7",
+       18},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "F0 00 20 29 00 33 00 00 00 00 00 00 00", 154},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 41 7F F7", "F0 00 20 29 00 33 00 01 7F 00 00 00 00", 154},
+      {"roland-jd800", "F0 41 10 3D 11 00 00 00 00 03 00 7D F7", "F0 41 10 3D 12 00 00 00", 404},
+      {"roland-jd800", "F0 41 10 3D 11 05 7E 00 00 03 00 7A F7", "F0 41 10 3D 12 05 7E 00", 404},
+      {"roland-jd800", "F0 41 10 3D 11 06 01 00 00 03 00 76 F7", "F0 41 10 3D 12 06 01 00", 404},
+      {"roland-jd800", "F0 41 10 3D 11 05 00 00 01 40 00 3A F7", "F0 41 10 3D 12 05 00 00", 25536},
+      {"roland-jd800", "F0 41 10 3D 11 04 00 00 00 2A 02 50 F7", "F0 41 10 3D 12 04 00 00", 5598},
+      {"roland-jd800", "F0 41 10 3D 11 02 00 00 00 00 19 65 F7", "F0 41 10 3D 12 02 00 00", 35},
+      {"roland-jd800", "F0 41 10 3D 11 03 00 00 00 00 22 5B F7", "F0 41 10 3D 12 03 00 00", 44},
+      {"roland-jd800", "F0 41 10 3D 11 00 12 52 00 02 52 48 F7", "F0 41 10 3D 12 00 12 52", 358},
+      {"roland-jd800", "F0 41 10 3D 11 07 00 00 00 00 2C 4D F7", "", 0},  // the display cannot be read
+      {"roland-jd800", "F0 41 10 3D 11 05 00 00 01 40 01 39 F7", "", 0},  // beyond the patches
+      {"roland-jd800", "F0 41 10 3D 11 00 00 00 00 03 00 7C F7", "", 0},
+      {"roland-jd800", "F0 41 11 3D 11 00 00 00 00 03 00 7D F7", "", 0},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 08 00 F7", "F0 00 20 32 00 01 24 00 09 00 01 04 04 F7", 14},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 06 F7", "F0 00 20 32 00 01 24 00 07 50 52 4F 2D 38 30 30 00 F7",
+       18},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 01 01 F7", "F0 00 20 32 00 01 24 00 78 01 01", 210},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 7E 03 F7", "F0 00 20 32 00 01 24 00 78 7E 03", 58},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 0F 03 F7", "F0 F7", 2},  // the last program is empty
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 10 03 F7", "F0 00 20 32 00 01 24 00 01 01 F7", 11},
+  };
+  for (const Exchange& test : exchanges) {
+    auto instrument = Make(test.key);
+    const Bytes answer = Host(*instrument).Ask(test.request);
+    const Bytes begin = Hex(test.answer);
+    EXPECT_EQ(answer.size(), test.size) << test.key << " " << test.request;
+    ASSERT_GE(answer.size(), begin.size()) << test.key << " " << test.request;
+    EXPECT_TRUE(std::equal(begin.begin(), begin.end(), answer.begin())) << test.key << " " << test.request;
+  }
+}
+
+// What goes out comes back from another instrument of the kind; damage and faults on the way are told.
+struct RoundTrip {
+  const char* key;
+  const char* request;
+  const char* taken;      // the answer to the data
+  const char* not_taken;  // the answer to damaged data
+  std::size_t damage;     // a byte of the data whose change is noticed; 0: no change of one is, but more bytes are
+};
+
+TEST(Exchanges, DataComesBackAndDamageIsTold) {
+  const RoundTrip trips[] = {
+      {"korg-dw6000", "F0 42 30 04 10 F7", "F0 42 30 04 23 F7", "F0 42 30 04 24 F7", 0},
+      {"yamaha-fb01", "F0 43 75 00 2B 00 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 20},
+      {"yamaha-fb01", "F0 43 75 00 20 01 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 60},
+      {"yamaha-fb01", "F0 43 75 00 20 02 0F F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 8},
+      {"yamaha-fb01", "F0 43 75 00 20 03 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 2000},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "", "", 0},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 41 05 F7", "", "", 0},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 05 02 F7", "F0 00 20 32 00 01 24 00 01 00 F7",
+       "F0 00 20 32 00 01 24 00 01 01 F7", 0},
+  };
+  for (const RoundTrip& test : trips) {
+    SCOPED_TRACE(std::string(test.key) + " " + test.request);
+    auto from = Make(test.key);
+    auto to = Make(test.key);
+    // The memory of the sender is another one.
+    Bytes memory = from->Memory();
+    for (std::uint8_t& byte : memory) byte ^= byte < 0x7E ? 1 : 0;
+    ASSERT_TRUE(from->RestoreMemory(memory));
+    to->SetMemoryProtect(false);
+    const Bytes data = Host(*from).Ask(test.request);
+    Host host(*to);
+    const Bytes before = host.Ask(test.request);
+    EXPECT_NE(data, before);
+    Bytes damaged = data;
+    if (test.damage > 0)
+      damaged[test.damage] ^= 1;
+    else
+      damaged.insert(damaged.end() - 1, 8, 0x01);
+    EXPECT_EQ(host.Ask(damaged), Hex(test.not_taken));
+    EXPECT_EQ(host.Ask(test.request), before);
+    std::string problem;
+    to->SetFaults(*FaultPlan::Parse("refuse-once;no-reply:reply=3", &problem));
+    EXPECT_EQ(host.Ask(data), Hex(test.not_taken));
+    EXPECT_EQ(host.Ask(test.request), before);
+    EXPECT_EQ(host.Ask(data), Bytes()) << "the answer is lost";
+    EXPECT_TRUE(host.Ask(test.request) == data);
+    EXPECT_EQ(host.Ask(data), Hex(test.taken));
+  }
+}
+
+TEST(Dw6000, StoresAndFilesAreBanksOfPrograms) {
+  auto dw = Make("korg-dw6000");
+  Host host(*dw);
+  host.Ask("C0 3F");
+  EXPECT_EQ(dw->Item("edit", 0), dw->Item("programs", 63));
+  host.Ask("F0 42 30 04 41 19 2D F7");  // interval and detune are one byte
+  dw->SetMemoryProtect(true);
+  EXPECT_EQ(host.Ask("F0 42 30 04 11 05 F7"), Hex("F0 42 30 04 22 F7"));
+  dw->SetMemoryProtect(false);
+  EXPECT_EQ(host.Ask("F0 42 30 04 11 05 F7"), Hex("F0 42 30 04 21 F7"));
+  EXPECT_EQ(dw->Item("programs", 5)[25], 0x2D);
+  const Bytes file = dw->Dump();
+  ASSERT_EQ(file.size(), 64U * 39 + 32);
+  EXPECT_EQ(Hex("F0 42 30 04 11 01 F7"), Bytes(file.begin() + 39 + 32, file.begin() + 78));
+}
+
+TEST(Jx8p, TonesAreStoredByTheirProgramNumber) {
+  auto jx = Make("roland-jx8p");
+  Host host(*jx);
+  const Bytes tone = jx->DumpOf("stored_tone", 9);
+  ASSERT_EQ(tone.size(), 67U);
+  EXPECT_TRUE(host.Ask(tone).empty());
+  host.Ask("F0 41 36 00 21 20 01 0B 40 22 7F F7");  // two parameters in one message
+  EXPECT_EQ(jx->Item("edit", 0)[11], 0x40);
+  EXPECT_EQ(jx->Item("edit", 0)[34], 0x7F);
+  host.Ask("F0 41 36 00 21 20 01 0B 20 22 F7");  // a half pair: nothing of it
+  EXPECT_EQ(jx->Item("edit", 0)[11], 0x40);
+  jx->SetMemoryProtect(true);
+  host.Ask("F0 41 34 00 21 20 01 00 1F 02 F7");
+  EXPECT_NE(jx->Item("tones", 31), jx->Item("edit", 0));
+  jx->SetMemoryProtect(false);
+  host.Ask("F0 41 34 00 21 20 01 00 1F 02 F7");
+  EXPECT_EQ(jx->Item("tones", 31), jx->Item("edit", 0));
+  EXPECT_TRUE(host.Ask("F0 41 35 01 21 20 01 00 F7").empty());
+  EXPECT_EQ(jx->Dump().size(), 32U * 78 + 67);
+}
+
+TEST(BassStation2, OlderFilesHaveNoName) {
+  auto bass = Make("novation-bassstation2");
+  Host host(*bass);
+  const Bytes before = bass->Item("programs", 3);
+  Bytes old = bass->DumpOf("old_program", 9);
+  ASSERT_EQ(old.size(), 122U);
+  old[8] = 3;
+  EXPECT_TRUE(host.Ask(old).empty());
+  EXPECT_EQ(bass->Item("programs", 3)[30], bass->Item("programs", 9)[30]);
+  const Bytes after = bass->Item("programs", 3);
+  EXPECT_TRUE(std::equal(before.begin() + 98, before.end(), after.begin() + 98));
+}
+
+TEST(Jd800, PatchesComeInPiecesWithTimeBetween) {
+  auto from = Make("roland-jd800");
+  auto to = Make("roland-jd800");
+  ASSERT_TRUE(from->Rename("patches", 42, "Across The Pages"));
+  const auto pieces = ScanSysEx(from->DumpOf("patches", 42));
+  ASSERT_EQ(pieces.size(), 2U);
+  Host host(*to);
+  to->SetMemoryProtect(true);
+  for (const Bytes& piece : pieces) host.Ask(piece);
+  EXPECT_NE(to->Item("patches", 42), from->Item("patches", 42));
+  to->SetMemoryProtect(false);
+  Bytes damaged = pieces[0];
+  damaged[30] ^= 1;
+  host.Ask(damaged);
+  EXPECT_EQ(to->display(), "CHECKSUM ERROR");
+  host.Ask(pieces[1]);
+  host.Ask(pieces[0], 1);  // too soon: bytes of it are lost
+  EXPECT_NE(to->Item("patches", 42), from->Item("patches", 42));
+  host.Ask(pieces[0], 25);
+  EXPECT_EQ(to->Item("patches", 42), from->Item("patches", 42));
+  host.Ask("C0 2A");
+  EXPECT_EQ(to->Item("temporary", 0), from->Item("patches", 42));
+  host.Ask("C0 6A");  // a card that is not there
+  EXPECT_EQ(to->Item("temporary", 0), from->Item("patches", 42));
+  host.Ask("F0 41 10 3D 12 00 00 71 00 45 4A F7");  // the waveform of tone A is two bytes
+  EXPECT_EQ(to->Item("temporary", 0)[113 + 1], 0x45);
+}
+
+TEST(Pro800, ProgramsHaveTheirOwnLengthAndMayBeEmpty) {
+  auto pro = Make("behringer-pro800");
+  Host host(*pro);
+  const Bytes done = Hex("F0 00 20 32 00 01 24 00 01 00 F7");
+  const Bytes failed = Hex("F0 00 20 32 00 01 24 00 01 01 F7");
+  const Bytes request = Hex("F0 00 20 32 00 01 24 00 77 05 00 F7");
+  const Bytes whole = host.Ask(request);
+  Bytes shorter(whole.begin(), whole.begin() + 195);
+  shorter.push_back(0xF7);
+  EXPECT_EQ(host.Ask(shorter), done);
+  EXPECT_EQ(host.Ask(request), shorter);
+  Bytes longer = whole;
+  longer.insert(longer.end() - 1, 8, 0x01);
+  EXPECT_EQ(host.Ask(longer), failed);
+  Bytes alone(whole.begin(), whole.begin() + 12);  // the top bits of no bytes
+  alone.push_back(0xF7);
+  EXPECT_EQ(host.Ask(alone), failed);
+  EXPECT_EQ(host.Ask(request), shorter);
+  EXPECT_EQ(host.Ask("F0 00 20 32 00 01 24 00 78 05 00 F7"), done);
+  EXPECT_EQ(host.Ask(request), Hex("F0 F7"));
+  EXPECT_FALSE(pro->Rename("programs", 5, "Nobody"));
+  auto other = Make("behringer-pro800");
+  other->LoadDump(pro->Dump());
+  EXPECT_TRUE(other->Memory() == pro->Memory());
+  host.Ask("F0 00 20 32 00 01 24 00 7D F7");  // factory reset, without asking
+  EXPECT_EQ(host.Ask(request), whole);
+}
+
+TEST(Fb01, BanksNeedTimeBetweenTheirBlocks) {
+  auto from = Make("yamaha-fb01");
+  auto to = Make("yamaha-fb01");
+  ASSERT_TRUE(from->Rename("voices", 95, "ANOTHER"));
+  const Bytes bank = from->DumpOf("bank", 48);
+  Host host(*to);
+  const auto send = [&](const Bytes& data, std::int64_t pauseMs) {
+    constexpr std::ptrdiff_t kBlock = 131;
+    auto at = data.end() - 1 - 48 * kBlock;
+    Bytes answer = host.Ask(Bytes(data.begin(), at));
+    for (; at < data.end(); at += std::min(kBlock, data.end() - at)) {
+      const Bytes more = host.Ask(Bytes(at, at + std::min(kBlock, data.end() - at)), pauseMs);
+      answer.insert(answer.end(), more.begin(), more.end());
+    }
+    return answer;
+  };
+  EXPECT_EQ(send(bank, 120), Hex("F0 43 60 04 F7"));
+  EXPECT_TRUE(host.Ask("F0 43 75 00 10 21 00 F7").empty());
+  EXPECT_EQ(send(bank, 20), Hex("F0 43 60 03 F7"));
+  EXPECT_NE(to->PanelList()[95].name, "ANOTHER");
+  EXPECT_EQ(send(bank, 120), Hex("F0 43 60 02 F7"));
+  EXPECT_EQ(to->PanelList()[95].name, "ANOTHER");
+  EXPECT_EQ(send(from->DumpOf("bank", 96), 120), Hex("F0 43 60 04 F7"));  // ROM
+  EXPECT_EQ(send(from->DumpOf("ram1"), 120), Hex("F0 43 60 02 F7"));
+}
+
+TEST(Fb01, InstrumentsTakeTheVoicesTheConfigurationNames) {
+  auto fb = Make("yamaha-fb01");
+  Host host(*fb);
+  host.Ask("F0 43 75 00 10 21 00 F7");
+  host.Ask("F0 43 75 00 10 22 07 F7");
+  EXPECT_EQ(fb->Item("current", 0), fb->Item("configurations", 7));
+  host.Ask("F0 43 75 00 1B 01 0C F7");  // instrument 4 listens to channel 13
+  host.Ask("F0 43 75 00 1B 04 02 F7");  // bank 3
+  host.Ask("CC 11");
+  EXPECT_EQ(fb->Item("instruments", 3), fb->Item("voices", 2 * 48 + 17));
+  host.Ask("F0 43 75 00 1B 56 0D 0E F7");  // a whole byte in nibbles, low first
+  EXPECT_EQ(fb->Item("instruments", 3)[0x16], 0xED);
+  host.Ask("F0 43 1C 15 40 01 04 F7");  // by channel
+  EXPECT_EQ(fb->Item("instruments", 3)[0], 'A');
+  EXPECT_EQ(host.Ask("F0 43 75 00 2B 40 5F F7"), Hex("F0 43 60 02 F7"));
+  EXPECT_EQ(fb->Item("voices", 95), fb->Item("instruments", 3));
+  EXPECT_EQ(host.Ask("F0 43 75 00 20 40 0F F7"), Hex("F0 43 60 02 F7"));
+  EXPECT_EQ(fb->Item("configurations", 15)[32 + 48 + 5], 17);
+  host.Ask("F0 43 75 00 10 20 05 F7");
+  EXPECT_EQ(host.Ask("F0 43 75 05 20 01 00 F7").size(), 171U);
+}
+
+}  // namespace
+}  // namespace tonalith::simulator_test
