@@ -18,6 +18,7 @@ namespace {
 constexpr int kMostSlots = 16384;
 constexpr std::size_t kMostTypes = 200;
 constexpr int kMostVariants = 64;
+constexpr int kMostTurns = 128;
 constexpr int kLastDriver = 65000;
 constexpr std::int64_t kLongestMs = 600000;
 
@@ -98,7 +99,7 @@ class TypeReader {
       names_.definitions["each"] = names_.definitions["dump"];
       full_["each"] = full_["dump"];
     }
-    names_.variables = std::string(1, kPatchLetter) + Letters();
+    names_.variables = std::string{kPatchLetter, kTurnLetter} + Letters();
     names_.sum = ChartSumKind(chart.Find(*type, "sum"), &problems_);
   }
 
@@ -108,7 +109,7 @@ class TypeReader {
     const char* main = type_.patchwise ? "each" : "dump";
     if (const auto found = full_.find(main); found != full_.end()) {
       used_.insert(main);
-      for (const ChartCell& part : SplitOutside(MessagePart(found->second), " + ")) type_.dump.push_back(Message(part));
+      for (const ChartCell& part : SplitOutside(MessagePart(found->second), " + ")) Whole(part);
     }
     if (full_.count("request")) type_.request = Named("request");
     const ChartEntry* get = type_.Find(type_.patchwise ? "get each" : "get");
@@ -155,10 +156,46 @@ class TypeReader {
     return letters;
   }
 
+  // One message of the data, or `part*16`.
+  void Whole(const ChartCell& cell) {
+    std::string name;
+    int times = 1;
+    if (!Times(cell, &name, &times)) {
+      type_.dump.push_back(full_.count(cell.text) ? Named(cell.text) : Message(cell));
+      return;
+    }
+    const ChartMessage message = Named(name);
+    for (int turn = 0; turn < times; ++turn) {
+      type_.dump.push_back(message);
+      for (ChartItem& item : type_.dump.back().items)
+        if (item.byte.variable == kTurnLetter) {
+          item.byte.base = item.byte.With(turn) & 0x7F;
+          item.byte.mask = 0xFF;
+          item.byte.use = ChartUse::kNone;
+          item.byte.variable = 0;
+        }
+    }
+  }
+
+  // `NAME*16`
+  bool Times(const ChartCell& cell, std::string* name, int* times) {
+    const std::size_t star = cell.text.rfind('*');
+    if (star == std::string::npos || !full_.count(cell.text.substr(0, star))) return false;
+    const auto number = ParseInteger(cell.text.substr(star + 1));
+    if (!number || *number < 2 || *number > kMostTurns) {
+      problems_.Add(cell.At(star), cell.text.substr(star), "how often it stands there is a number up to 128", "*16");
+      return false;
+    }
+    *name = cell.text.substr(0, star);
+    *times = static_cast<int>(*number);
+    return true;
+  }
+
   ChartMessage Message(const ChartCell& text) { return ReadChartMessage(text, names_, &problems_); }
   ChartMessage Named(const std::string& name) {
     names_.used.insert(name);
-    return Message(MessagePart(full_.at(name)));
+    // Of data in several messages the first.
+    return Message(SplitOutside(MessagePart(full_.at(name)), " + ").front());
   }
 
   std::vector<ChartStep> Steps(const ChartCell& cell) {
@@ -209,7 +246,10 @@ class TypeReader {
   void Answer(const ChartCell& cell, ChartStep* step) {
     step->answered = true;
     const auto parts = SplitOutside(cell, "|");
-    step->answer = OneMessage(parts.front(), &step->answerName);
+    if (Times(parts.front(), &step->answerName, &step->times))
+      step->answer = Named(step->answerName);
+    else
+      step->answer = OneMessage(parts.front(), &step->answerName);
     std::vector<ChartCell> refused(parts.begin() + 1, parts.end());
     if (!step->answerName.empty()) {
       const auto own = SplitOutside(full_.at(step->answerName), "|");
@@ -226,7 +266,8 @@ class TypeReader {
       }
       const std::size_t quotes = one.text.find('"');
       if (!one.text.starts_with("refused ") || quotes == std::string::npos || !one.text.ends_with('"')) {
-        problems_.Add(one.at, one.text, "nothing that stands behind an answer", "| refused F0 ... F7 \"SENTENCE\", | within 1 s, | or nothing");
+        problems_.Add(one.at, one.text, "nothing that stands behind an answer",
+                      "| refused F0 ... F7 \"SENTENCE\", | within 1 s, | or nothing");
         continue;
       }
       std::string name;
@@ -546,7 +587,7 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
       type.variable = variable;
       if (number < numbers.size()) type.driver = numbers[number++];
       type.name = ChartShown(section.name, variable);
-      if (variable.letter && type.name == section.name) type.name += " " + variable.shown;
+      if (variables.size() > 1 && type.name == section.name) type.name += " " + variable.shown;
       const ChartEntry* file = type.Find("driver file");
       type.fileName = EntryName(file ? ChartShown(file->value, variable) : type.name, file != nullptr);
       if (!entries.insert(type.fileName).second)

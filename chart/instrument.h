@@ -25,6 +25,7 @@ struct ChartStep {
   ChartMessage answer;
   std::string answerName;
   std::vector<Refusal> refused;
+  int times = 1;        // with the letter of turns
   bool anyway = false;  // the answer may be missing
   int ms = 0;           // of a pause; how long the answer may take, 0: as usual
 };
@@ -89,6 +90,7 @@ struct ChartInstrument {
 };
 
 inline constexpr char kPatchLetter = 'p';
+inline constexpr char kTurnLetter = 't';  // 0, 1, 2 ... in what stands there several times
 
 // Reads the sections of the instrument and of its data types.
 ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* problems);

@@ -91,8 +91,7 @@ class FormWriter {
       problems_.Add(form.at, {}, "a form in files needs a message with data");
       return;
     }
-    if (before)
-      Context(form, *before);
+    if (before) Context(form, *before);
     const bool slots = type_.slots > 1 && (type_.patchwise || !IsImage(*data.front()));
     if (slots)
       Slots(form, *data.front(), others);

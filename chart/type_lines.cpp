@@ -271,7 +271,7 @@ class DescriptorWriter {
 
   // Checksums: a single one of the data stands in the descriptor, others in lines of the first form.
   void Sums(ChartLines* verify) {
-    std::vector<std::pair<const ChartItem*, std::uint32_t>> sums;  // with the place of their message
+    PlacedSums sums;  // with the place of their message
     std::uint32_t at = 0;
     for (const ChartMessage& message : type_.dump) {
       for (const ChartItem& item : message.items)
@@ -279,18 +279,40 @@ class DescriptorWriter {
       at += message.size;
     }
     const bool plain = sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise && type_.dump.size() == 1;
-    for (const auto& [sum, place] : sums) {
-      const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
-      std::string repeat;
-      if (type_.patchwise)
-        repeat = " | times " + Num(type_.slots) + " | step " + Num(layout_.oneSize);
-      else if (sum->times > 1)
-        repeat = " | times " + Num(sum->times) + " | step " + Num(sum->stride);
+    for (std::size_t i = 0; i < sums.size();) {
+      const auto [sum, place] = sums[i];
       if ((type_.patchwise && sum->times > 1) || sum->outerTimes > 1)
         problems_.Add(sum->at, "sum", "checksums of groups within groups cannot be said");
+      std::size_t end = i + 1;
+      std::int64_t times = sum->times, step = sum->stride;
+      if (type_.patchwise) {
+        times = type_.slots;
+        step = layout_.oneSize;
+      } else if (times == 1) {
+        end = AlikeFrom(sums, i);
+        times = static_cast<std::int64_t>(end - i);
+        if (times > 1) step = sums[i + 1].second + sums[i + 1].first->offset - place - sum->offset;
+      }
+      const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
+      const std::string numbers =
+          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
       (plain ? &lines_ : verify)->Put(plain ? "checksum" : "verify", numbers + repeat, sum->at);
+      i = end;
     }
+  }
+
+  using PlacedSums = std::vector<std::pair<const ChartItem*, std::uint32_t>>;
+  // Behind the sums that follow each other at the same distance and are alike.
+  static std::size_t AlikeFrom(const PlacedSums& sums, std::size_t i) {
+    const auto place = [&](std::size_t k) { return sums[k].second + sums[k].first->offset; };
+    std::size_t end = i + 1;
+    while (end < sums.size() && sums[end].first->sum == sums[i].first->sum && sums[end].first->times == 1 &&
+           sums[end].first->sumSize == sums[i].first->sumSize &&
+           place(end) - place(end - 1) == place(i + 1) - place(i) &&
+           sums[end].second + sums[end].first->sumFrom - sums[end - 1].second - sums[end - 1].first->sumFrom ==
+               place(end) - place(end - 1))
+      ++end;
+    return end;
   }
 
   // What new data has besides the beginnings of its messages and its checksums.
@@ -326,6 +348,7 @@ class DescriptorWriter {
       bool wanted = !bytes.empty() && (behind || item.times > 1);
       if (item.kind == ChartItemKind::kByte) {
         const ChartKnownByte byte = KnownByte(item.byte, chart_, type_);
+        if (!behind && !byte.open && OpenInFiles(item)) wanted = byte.value != 0;
         if (item.byte.variable == kPatchLetter && !type_.patchwise) bytes = {item.byte.With(firstPatch_)};
         wanted = (wanted && !byte.open) || (byte.open && (item.byte.use == ChartUse::kNone || !type_.patchwise) &&
                                             bytes.front() != 0 && item.byte.variable != chart_.device.letter);
@@ -340,6 +363,19 @@ class DescriptorWriter {
       for (const int byte : bytes) run += " " + HexPair(byte);
     }
     flush();
+  }
+
+  // The first form leaves the byte open, so that it is not filled in from there.
+  bool OpenInFiles(const ChartItem& item) const {
+    if (type_.dump.size() > 1 || type_.forms.empty() || !type_.Find("file")) return false;
+    for (const auto& [name, message] : type_.forms.front().messages) {
+      if (!message.First(ChartItemKind::kData)) continue;
+      for (const ChartItem& other : message.items)
+        if (other.offset == item.offset && other.kind == ChartItemKind::kByte)
+          return KnownByte(other.byte, chart_, type_).open;
+      return false;
+    }
+    return false;
   }
 
   // `new 7 = 00 00 01`

@@ -99,12 +99,12 @@ class StepWriter {
       const int place = type_.dump.front().PlaceOf(chart_.device.letter);
       // The number goes to this place by itself.
       if (static_cast<int>(item.offset) == place && byte.use != ChartUse::kHighDigit) return HexPair(known.value);
-    } else if (byte.variable != kPatchLetter) {
+    } else if (byte.variable != kPatchLetter && byte.variable != kTurnLetter) {
       return "??";
-    } else if (pattern && !type_.patchwise) {
+    } else if (pattern && (!type_.patchwise || byte.variable == kTurnLetter)) {
       return "??";
     }
-    const std::string name = device ? "device" : "patch";
+    const std::string name = device ? "device" : byte.variable == kTurnLetter ? "turn" : "patch";
     // "All devices" is no digit.
     if (device && byte.use == ChartUse::kLowDigit) return "device&15+" + Num(byte.base);
     if (byte.use == ChartUse::kHighDigit) return name + "*16" + (byte.base ? "+" + Num(byte.base) : "");
@@ -120,7 +120,11 @@ class StepWriter {
 
   std::string Within() const { return within_ ? " | within " + Num(within_) : ""; }
 
-  std::string Answer(const ChartStep& step) { return " | answer " + Bytes(step.answer, true) + Within(); }
+  std::string Answer(const ChartStep& step) {
+    const int within = step.ms ? step.ms : within_;
+    return " | answer " + Bytes(step.answer, true) + (within ? " | within " + Num(within) : "") +
+           (step.anyway ? " | anyway" : "");
+  }
 
   static std::size_t CountMessages(const std::vector<ChartStep>& steps) {
     return static_cast<std::size_t>(std::count_if(
@@ -153,7 +157,8 @@ class StepWriter {
           if (step.answered ? HasData(step.answer) : asks == 0 && IsLastMessage(steps, i))
             Ask(step, asks > 1);
           else
-            Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step),
+            Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) +
+                     Live(step),
                  step.at);
           break;
         default:
@@ -179,12 +184,22 @@ class StepWriter {
   void Ask(const ChartStep& step, bool sized) {
     std::string text = "ask " + Bytes(step.message, false) + Sum(step.message);
     const bool other = step.answered && HasData(step.answer) &&
-                       PatternOf(step.answer, chart_, type_) != PatternOf(type_.dump.front(), chart_, type_);
+                       PatternOf(step.answer, chart_, type_) != PatternOf(FirstInFiles(), chart_, type_);
     if (sized)
       text += " | size " + Num(step.answer.size);
     else if (other)
       text += " | answer " + Trimmed(Bytes(step.answer, true, true));
-    Line(text + Within() + Several(), step.at);
+    if (step.times > 1) Line("repeat " + Num(step.times), step.at);
+    Line(text + Within() + (sized ? std::string() : Several()), step.at);
+    if (step.times > 1) Line("end", step.at);
+  }
+
+  // What answers are taken as when nothing is said.
+  const ChartMessage& FirstInFiles() const {
+    if (!type_.forms.empty() && type_.Find("file"))
+      for (const auto& [name, message] : type_.forms.front().messages)
+        if (HasData(message)) return message;
+    return type_.dump.front();
   }
 
   void Put() {
@@ -213,7 +228,9 @@ class StepWriter {
       if (HasData(step.message))
         Data(step);
       else
-        Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step), step.at);
+        Line(
+            "send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) + Live(step),
+            step.at);
       Between(step.at, i + 1 == steps.size());
     }
   }
@@ -230,29 +247,37 @@ class StepWriter {
 
   // Numbers and other bytes of the message that the image may have otherwise.
   void Stamp(const ChartStep& step) {
+    std::vector<std::pair<std::uint32_t, std::string>> stamps;  // place and bytes
     std::uint32_t place = 0;
     for (const ChartMessage& image : type_.dump) {
       const ChartMessage& sent = IsWhole(step) ? image : step.message;
-      std::string run;
-      std::uint32_t begin = 0;
-      const auto flush = [&]() {
-        if (!run.empty()) Line("set " + Num(place + begin) + ":" + run, step.at);
-        run.clear();
-      };
+      bool open = false;
       for (const ChartItem& item : sent.Head()) {
-        if (item.kind != ChartItemKind::kByte || !NeedsStamp(item, sent, image)) {
-          flush();
-          continue;
-        }
-        if (run.empty()) begin = item.offset;
-        const bool device = item.byte.variable && item.byte.variable == chart_.device.letter;
-        run += " " + (device && item.byte.use == ChartUse::kWhole && item.byte.base == 0 ? std::string("device")
-                                                                                         : Byte(item, false));
+        const bool needed = item.kind == ChartItemKind::kByte && NeedsStamp(item, sent, image);
+        if (needed && !open) stamps.emplace_back(place + item.offset, std::string());
+        if (needed) stamps.back().second += " " + StampByte(item);
+        open = needed;
       }
-      flush();
       place += image.size;
       if (!IsWhole(step)) break;
     }
+    for (std::size_t i = 0; i < stamps.size();) {
+      // What stands in several places at the same distance is one step.
+      std::size_t end = i + 1;
+      const std::uint32_t distance = end < stamps.size() ? stamps[end].first - stamps[i].first : 0;
+      while (end < stamps.size() && stamps[end].second == stamps[i].second &&
+             stamps[end].first - stamps[end - 1].first == distance)
+        ++end;
+      const std::string repeat =
+          end > i + 1 ? " | times " + Num(static_cast<std::int64_t>(end - i)) + " | step " + Num(distance) : "";
+      Line("set " + Num(stamps[i].first) + ":" + stamps[i].second + repeat, step.at);
+      i = end;
+    }
+  }
+
+  std::string StampByte(const ChartItem& item) {
+    const bool device = item.byte.variable && item.byte.variable == chart_.device.letter;
+    return device && item.byte.use == ChartUse::kWhole && item.byte.base == 0 ? "device" : Byte(item, false);
   }
 
   bool NeedsStamp(const ChartItem& item, const ChartMessage& sent, const ChartMessage& image) const {
@@ -266,6 +291,7 @@ class StepWriter {
     if (byte.variable) return type_.patchwise;
     if (byte.mask != 0xFF) return false;
     if (Differs(item, image)) return true;
+    if (type_.dump.size() > 1) return false;
     for (const ChartStep& step : type_.get)
       if (step.answered && image.size && step.answer.size == image.size && Differs(item, step.answer)) return true;
     for (const ChartForm& form : type_.forms)
@@ -296,9 +322,26 @@ class StepWriter {
         Parts(message, &parts);
       }
     }
+    Fold(&parts);
     const bool one = parts.size() == 1;
-    for (std::size_t i = 0; i < parts.size(); ++i)
-      Line((one ? "data" : parts[i]) + (i + 1 == parts.size() ? answer : ""), step.at);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      const bool last = i + 1 == parts.size() && !answer.empty();
+      if (last && !parts[i].starts_with("data")) problems_.Add(step.at, {}, "what is answered ends with data");
+      Line((one ? "data" : parts[i]) + (last ? answer : ""), step.at);
+    }
+  }
+
+  // `data 267, pause 50` several times becomes a loop.
+  static void Fold(std::vector<std::string>* parts) {
+    std::size_t begin = parts->size();
+    while (begin >= 4 && (*parts)[begin - 1] == parts->back() && (*parts)[begin - 2] == (*parts)[parts->size() - 2] &&
+           (*parts)[begin - 2].starts_with("pause"))
+      begin -= 2;
+    const std::size_t turns = (parts->size() - begin) / 2;
+    if (turns < 2) return;
+    const std::string pause = (*parts)[parts->size() - 2], data = parts->back();
+    parts->resize(begin);
+    parts->insert(parts->end(), {"repeat " + Num(static_cast<std::int64_t>(turns)), pause, data, "end"});
   }
 
   static void Parts(const ChartMessage& message, std::vector<std::string>* parts) {
