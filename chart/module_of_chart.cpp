@@ -183,11 +183,14 @@ ChartPlace ChartModule::PlaceOf(const std::string& file, int line) const {
 
 ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems) {
   ChartModule module;
-  const ChartText chart = ReadChartText(text, problems);
+  module.text = ReadChartText(text, problems);
+  const ChartText& chart = module.text;
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
-  for (const ChartType& type : instrument.types)
+  for (const ChartType& type : instrument.types) {
+    module.types.push_back({type.section->name, type.name, type.holds});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
+  }
   for (const ChartSection& section : chart.sections) {
     if (section.kind != "script") continue;
     ChartLines lines;
@@ -205,6 +208,7 @@ Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* o
   const Result result = BuildModule(module.source, out, &diagnostics);
   for (const ModuleDiagnostics::Problem& problem : diagnostics.problems)
     problems->Add(module.PlaceOf(problem.file, problem.line), {}, problem.text, ModuleHint(problem.text));
+  if (!problems->any() && result.ok()) AddFieldFiles(module.text, module.types, out, problems);
   return problems->any() ? problems->First() : result;
 }
 
@@ -225,18 +229,26 @@ Result CheckModuleAt(const std::filesystem::path& path, const std::map<int, std:
   if (!result.ok()) return result;
   ChartProblems problems(chart.string());
   const ChartModule module = ModuleOfChart(text, &problems);
-  for (const ChartProblem& problem : problems.all()) {
-    ModuleRemark remark{true, problem.file, problem.line, problem.Sentence(), {}, problem.column};
-    remarks->push_back(std::move(remark));
+  const auto name = [&] {
+    for (const ChartProblem& problem : problems.all())
+      remarks->push_back({true, problem.file, problem.line, problem.Sentence(), {}, problem.column});
+  };
+  if (problems.any()) {
+    name();
+    return result;
   }
-  if (problems.any()) return result;
-  *remarks = CheckModule(module.source, others, image);
+  ModuleImage built;
+  *remarks = CheckModule(module.source, others, &built);
   for (ModuleRemark& remark : *remarks) {
     const ChartPlace at = module.PlaceOf(remark.file, remark.line);
     remark.file = chart.string();
     remark.line = at.line;
     remark.column = at.column;
   }
+  if (built.name.empty()) return result;
+  AddFieldFiles(module.text, module.types, &built, &problems);
+  name();
+  if (!problems.any()) *image = std::move(built);
   return result;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "chart/chart_text.h"
+#include "chart/field_files.h"
 #include "studio/module.h"
 #include "studio/module_check.h"
 
@@ -16,6 +17,8 @@ namespace tonalith {
 struct ChartModule {
   ModuleSource source;
   std::map<std::string, std::vector<ChartPlace>> places;  // by file: of line 1, 2 ...
+  ChartText text;
+  std::vector<FieldType> types;  // of the chart, in the order of the drivers
 
   ChartPlace PlaceOf(const std::string& file, int line) const;
 };

@@ -289,12 +289,12 @@ int RunModuleCheck(CliEnvironment& environment, const std::vector<std::string>& 
   const Result result = ReadCheckOptions(arguments, &options);
   if (!result.ok()) return Failed(environment, result.text);
   const std::vector<std::string> descriptions = arguments.Options("simulator");
-  const bool isModule = arguments.words().size() == 1;
-  if (!isModule && (descriptions.empty() || !arguments.words().empty()))
+  const bool isFolder = arguments.words().size() == 1;
+  if (!isFolder && (descriptions.empty() || !arguments.words().empty()))
     return Failed(environment, "\"check\" needs one chart or source folder, or --simulator and a file.");
   int status = 0;
   for (const std::string& file : descriptions) status = std::max(status, CheckSimulator(environment, file));
-  return isModule ? std::max(status, Check(environment, arguments.words()[0], options)) : status;
+  return isFolder ? std::max(status, Check(environment, arguments.words()[0], options)) : status;
 }
 
 }  // namespace tonalith
