@@ -22,7 +22,7 @@ constexpr std::size_t kNamedMissing = 5;
 
 // A data type as it was built.
 struct BuiltType {
-  FieldType names;
+  FieldTypeNames names;
   DataFilePtr data;
   ParameterTable table;  // without parameters when no section describes it
   bool own = false;      // the section is its own
@@ -42,7 +42,7 @@ class FieldFiles {
   FieldFiles(const ChartText& chart, ModuleImage* module, ChartProblems* problems)
       : chart_(chart), module_(*module), problems_(*problems) {}
 
-  void Add(const std::vector<FieldType>& types) {
+  void Add(const std::vector<FieldTypeNames>& types) {
     if (!ReadTypes(types)) return;
     for (const ChartSection& section : chart_.sections) {
       if (section.kind == "parameters") Parameters(section);
@@ -62,9 +62,9 @@ class FieldFiles {
 
  private:
   // The drivers stand behind the INI, in the order of the types.
-  bool ReadTypes(const std::vector<FieldType>& types) {
+  bool ReadTypes(const std::vector<FieldTypeNames>& types) {
     std::size_t at = 1;
-    for (const FieldType& names : types) {
+    for (const FieldTypeNames& names : types) {
       BuiltType type;
       type.names = names;
       type.data.reset(AllocDataFile());
@@ -198,7 +198,7 @@ class FieldFiles {
 
 }  // namespace
 
-void AddFieldFiles(const ChartText& chart, const std::vector<FieldType>& types, ModuleImage* module,
+void AddFieldFiles(const ChartText& chart, const std::vector<FieldTypeNames>& types, ModuleImage* module,
                    ChartProblems* problems) {
   FieldFiles(chart, module, problems).Add(types);
 }

@@ -15,7 +15,7 @@ namespace tonalith {
 // A section [parameters NAME / PART] describes the same data in another way: Parameters.ID%d.PART.tsv.
 
 // A data type of the chart, in the order of the drivers.
-struct FieldType {
+struct FieldTypeNames {
   std::string section;  // NAME of its [data NAME]
   std::string name;     // its own; differs where a section makes several
   std::string holds;    // NAME of the patches of a bank, or nothing
@@ -23,7 +23,7 @@ struct FieldType {
 
 // Adds the files to `module`, which was built of the same chart: its drivers are those of `types`.  Mistakes go to
 // `problems`, and what is wrong is left out.
-void AddFieldFiles(const ChartText& chart, const std::vector<FieldType>& types, ModuleImage* module,
+void AddFieldFiles(const ChartText& chart, const std::vector<FieldTypeNames>& types, ModuleImage* module,
                    ChartProblems* problems);
 
 }  // namespace tonalith

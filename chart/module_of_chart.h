@@ -18,7 +18,7 @@ struct ChartModule {
   ModuleSource source;
   std::map<std::string, std::vector<ChartPlace>> places;  // by file: of line 1, 2 ...
   ChartText text;
-  std::vector<FieldType> types;  // of the chart, in the order of the drivers
+  std::vector<FieldTypeNames> types;  // of the chart, in the order of the drivers
 
   ChartPlace PlaceOf(const std::string& file, int line) const;
 };

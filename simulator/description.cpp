@@ -60,6 +60,8 @@ class DescriptionReader : private DescriptionLines {
     if (block_ == "parts") return PartsLine(*out_.parts);
     if (block_ == "casio") return CasioLine();
     if (block_ == "hydra") return HydraLine();
+    if (block_ == "kits") return KitLine(*out_.kits);
+    if (block_ == "packets") return PacketLine(*out_.packets);
     if (block_ == "file_transfer") return FileTransferLine();
     return false;
   }
@@ -88,6 +90,10 @@ class DescriptionReader : private DescriptionLines {
       out_.casio.emplace();
     } else if (block_ == "hydra") {
       out_.hydra.emplace();
+    } else if (block_ == "kits") {
+      out_.kits.emplace();
+    } else if (block_ == "packets") {
+      out_.packets.emplace();
     } else if (block_ == "file_transfer") {
       out_.fileTransfer.emplace();
     } else if (block_ == "instrument") {
@@ -147,6 +153,8 @@ class DescriptionReader : private DescriptionLines {
     if (key_ == "input_speed") return Number(out_.inputSpeed, 0, 1 << 20);
     if (key_ == "request_gap_ms") return Number(out_.requestGapMs, 0, 60000);
     if (key_ == "mode") return Number(out_.mode, 0, 127);
+    if (key_ == "bank_controller") return Number(out_.bankController, 0, 119);
+    if (key_ == "bank_programs") return Number(out_.bankPrograms, 1, 128);
     if (key_ == "programs") return Number(out_.programs, 1, 128);
     if (key_ == "dump") return Sends(out_.dump);
     if (key_ == "file") return Sends(out_.file);
@@ -595,6 +603,50 @@ class DescriptionReader : private DescriptionLines {
       return Pattern(out_.fileTransfer->frame);
     }
     return key_ == "data" && Sends(out_.fileTransfer->data);
+  }
+
+  bool PacketLine(PacketInfo& packets) {
+    if (key_ == "frame") return Pattern(packets.frame);
+    if (key_ == "user") return Area(value_, packets.userArea);
+    if (key_ == "edit") return Area(value_, packets.editArea);
+    if (key_ == "rom") return Area(value_, packets.romArea);
+    if (key_ == "rom_number") return Number(packets.rom, 1, 127);
+    if (key_ == "rom_instruments") return Number(packets.romInstruments, 0, 16383);
+    if (key_ == "gap_ms") return Number(packets.gapMs, 0, 60000);
+    if (key_ == "preset_parameter") return Number(packets.presetSelect, 0, 16383);
+    if (key_ == "layer_parameter") return Number(packets.layerSelect, 0, 16383);
+    if (key_ == "layer_stride") return Number(packets.layerStride, 0, kMaxItemBytes);
+    if (key_ == "counts") {
+      if (auto numbers = Numbers(value_, 0)) packets.counts = *numbers;
+      return true;
+    }
+    if (key_ == "bytes") return Words(packets, 1, false);
+    if (key_ == "words") return Words(packets, 2, false);
+    return key_ == "layer_words" && Words(packets, 2, true);
+  }
+
+  // bank = "AREA CODE CONTROLLER", the numbers in hexadecimal
+  bool KitLine(KitInfo& kits) {
+    if (key_ == "multis") return Area(value_, kits.multiArea);
+    if (key_ == "memory") return Number(kits.memoryBytes, 1, 1 << 20);
+    if (key_ == "backup_ms") return Number(kits.backupMs, 0, 60000);
+    if (key_ != "bank") return false;
+    const auto words = BlankSeparatedWords(value_);
+    const auto numbers = words.size() == 3 ? Numbers(value_.substr(words[0].size()), 1) : std::nullopt;
+    if (!numbers) return Fail("expected an area, its code and its bank select"), true;
+    KitInfo::Bank& bank = kits.banks.emplace_back();
+    bank.code = (*numbers)[0];
+    bank.controller = (*numbers)[1];
+    return Area(words[0], bank.area);
+  }
+
+  // "FIRST LAST OFFSET"
+  bool Words(PacketInfo& packets, int bytes, bool layered) {
+    const auto numbers = Numbers(value_, 0);
+    if (!numbers || numbers->size() != 3 || (*numbers)[0] > (*numbers)[1] || (*numbers)[2] < 0)
+      return Fail("expected the first and the last number and the place of the first"), true;
+    packets.words.push_back({(*numbers)[0], (*numbers)[1], (*numbers)[2], bytes, layered});
+    return true;
   }
 
   bool HydraLine() {

@@ -237,6 +237,42 @@ struct PartsInfo {
   int bufferArea = 0;  // an item for every part
 };
 
+// Presets in numbered packets behind a header that counts their words.
+struct PacketInfo {
+  BytePattern frame;  // how all messages begin
+  int userArea = 0;
+  int editArea = 0;
+  int romArea = 0;  // read only
+  int rom = 0;      // its number in messages
+  int romInstruments = 0;
+  std::vector<int> counts;  // of the header
+  int gapMs = 0;            // without handshake: messages that come sooner after the last one are not heard
+  int presetSelect = 0;     // parameters that choose what the others mean
+  int layerSelect = 0;
+  int layerStride = 0;
+  struct Words {
+    int first = 0;
+    int last = 0;
+    int offset = 0;
+    int bytes = 2;
+    bool layered = false;
+  };
+  std::vector<Words> words;  // parameter numbers and their places in a preset
+};
+
+// Singles of different size in banks that have a map of them.
+struct KitInfo {
+  struct Bank {
+    int area = 0;
+    int code = 0;        // in messages
+    int controller = 0;  // the bank select that chooses it
+  };
+  std::vector<Bank> banks;
+  int multiArea = 0;
+  int memoryBytes = 0;  // that a bank has room for
+  int backupMs = 0;     // nothing is heard for so long after a backup
+};
+
 struct HydraInfo {
   int area = 0;
   int version = 200;
@@ -258,6 +294,8 @@ struct InstrumentDescription {
   int inputSpeed = 0;    // bytes a second taken out of that buffer; 0: all at once
   int requestGapMs = 0;  // requests that come sooner after the last one are not heard
   int mode = 0;
+  int bankController = -1;  // the control change that chooses a bank of bankPrograms for program changes; -1: none
+  int bankPrograms = 0;
   int programs = 0;  // program changes from this one on choose nothing; 0: they start over
   std::vector<AreaInfo> areas;
   std::vector<LinkInfo> links;
@@ -271,6 +309,8 @@ struct InstrumentDescription {
   std::optional<CasioInfo> casio;
   std::optional<HydraInfo> hydra;
   std::optional<FileTransferInfo> fileTransfer;
+  std::optional<PacketInfo> packets;
+  std::optional<KitInfo> kits;
 
   int FindArea(std::string_view areaKey) const;  // -1: none
   const MessageInfo* FindMessage(std::string_view messageKey) const;

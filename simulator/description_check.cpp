@@ -15,6 +15,22 @@ bool PartsFit(const InstrumentDescription& description) {
          last + std::max({parts.channel, parts.bank, parts.number}) < area(parts.setupArea).itemBytes;
 }
 
+bool PacketsFit(const InstrumentDescription& description) {
+  const PacketInfo& packets = *description.packets;
+  const auto bytes = [&](int index) { return description.areas[static_cast<std::size_t>(index)].itemBytes; };
+  return !packets.frame.empty() && packets.counts.size() == 10 && bytes(packets.userArea) >= 16 &&
+         bytes(packets.userArea) == bytes(packets.editArea) && bytes(packets.userArea) == bytes(packets.romArea);
+}
+
+bool KitsFit(const InstrumentDescription& description) {
+  const auto area = [&](int index) -> const AreaInfo& { return description.areas[static_cast<std::size_t>(index)]; };
+  constexpr int kLongestSingle = 81 + 6 * (86 + 805);
+  for (const KitInfo::Bank& bank : description.kits->banks)
+    if (!area(bank.area).variable || area(bank.area).items != 128 || area(bank.area).itemBytes != kLongestSingle + 2)
+      return false;
+  return !description.kits->banks.empty() && area(description.kits->multiArea).itemBytes == 102;
+}
+
 }  // namespace
 
 int InstrumentDescription::FindArea(std::string_view areaKey) const {
@@ -64,6 +80,8 @@ bool CompleteDescription(InstrumentDescription* description, std::vector<Descrip
   }
   line = out.line;
   if (out.parts && !PartsFit(out)) fail("the parts lie outside their set-up or their buffers");
+  if (out.kits && !KitsFit(out)) fail("the kits need banks of 128 singles with room for six sources, and multis");
+  if (out.packets && !PacketsFit(out)) fail("the packets need a frame, ten counts and presets of one size");
   if (out.fileTransfer && (out.fileTransfer->frame.empty() || out.fileTransfer->data.empty()))
     return fail("a file transfer needs a frame and data");
   for (const RuleInfo& rule : out.rules) {
@@ -84,7 +102,8 @@ bool CompleteDescription(InstrumentDescription* description, std::vector<Descrip
     if (out.FindMessage(send.message) == nullptr) fail("there is no message \"" + send.message + "\"");
   if (out.file.empty()) out.file = out.dump;
   for (const RuleInfo::Send& send : out.dump)
-    if (!out.roland && out.FindMessage(send.message) == nullptr && !out.casio && !out.hydra)
+    if (!out.roland && out.FindMessage(send.message) == nullptr && !out.casio && !out.hydra && !out.packets &&
+        !out.kits)
       fail("there is no message \"" + send.message + "\"");
   for (const LinkInfo& link : out.links) {
     line = link.line;

@@ -7,7 +7,9 @@
 #include "simulator/engine_core.h"
 #include "simulator/file_transfer_engine.h"
 #include "simulator/hydra_engine.h"
+#include "simulator/kit_engine.h"
 #include "simulator/message_engine.h"
+#include "simulator/packet_engine.h"
 #include "simulator/parts.h"
 #include "simulator/roland_engine.h"
 #include "simulator/wire_codecs.h"
@@ -24,6 +26,8 @@ struct SimulatedInstrument::State {
     if (core.description.roland) roland.emplace(core);
     if (core.description.casio) casio.emplace(core);
     if (core.description.hydra) hydra.emplace(core);
+    if (core.description.packets) packets.emplace(core);
+    if (core.description.kits) kits.emplace(core);
     if (core.description.fileTransfer) fileTransfer.emplace(core, messages);
   }
 
@@ -32,6 +36,8 @@ struct SimulatedInstrument::State {
   std::optional<RolandEngine> roland;
   std::optional<CasioEngine> casio;
   std::optional<HydraEngine> hydra;
+  std::optional<PacketEngine> packets;
+  std::optional<KitEngine> kits;
   std::optional<FileTransferEngine> fileTransfer;
 
   std::vector<std::uint8_t> sysex;  // being assembled; empty: none
@@ -111,6 +117,8 @@ void SimulatedInstrument::State::OnSysEx() {
   if (roland && roland->Handle(sysex)) return;
   if (fileTransfer && fileTransfer->Handle(sysex)) return;
   if (hydra && hydra->Handle(sysex)) return;
+  if (packets && packets->Handle(sysex)) return;
+  if (kits && kits->Handle(sysex)) return;
   messages.Handle(sysex);
 }
 
@@ -119,15 +127,17 @@ void SimulatedInstrument::State::OnShort() {
   if (shortData.size() < needed) return;
   const bool own = core.description.parts || (running & 0x0F) == (core.device & 0x0F);
   if ((running & 0xF0) == 0xC0 && own) Select(shortData[0]);
+  if ((running & 0xF0) == 0xB0 && own && shortData[0] == core.description.bankController) core.bank = shortData[1];
   shortData.clear();
 }
 
 void SimulatedInstrument::State::Select(int program) {
+  if (kits) return kits->Select(core.bank, program);
   if (core.description.parts) return SelectOnParts(core.description, core.memory, running & 0x0F, program);
   if (core.description.links.empty()) return;
   if (core.description.programs > 0 && program >= core.description.programs) return;
   const int area = core.description.links.front().bankArea;
-  int bankSize = 0;
+  int bankSize = core.description.bankPrograms;
   for (const MessageInfo& message : core.description.messages) bankSize = std::max(bankSize, message.bankSize);
   const int item = bankSize > 0 ? core.bank * bankSize + program % bankSize : program % core.Area(area).items;
   core.memory.LoadEdit(core.description, area, item);
@@ -139,6 +149,7 @@ std::size_t SimulatedInstrument::State::DevicePosition() const {
       if (message.head[i].kind == PatternToken::Kind::kDeviceNibble ||
           message.head[i].kind == PatternToken::Kind::kDeviceByte)
         return i;
+  if (packets) return 3;
   return casio ? 4 : 2;
 }
 
@@ -246,6 +257,10 @@ LoadResult SimulatedInstrument::LoadDump(std::span<const std::uint8_t> dump) {
       taken = s.casio->LoadData(message, &why);
     else if (s.hydra)
       taken = s.hydra->LoadData(message, &why);
+    else if (s.packets)
+      taken = s.packets->LoadData(message, &why);
+    else if (s.kits)
+      taken = s.kits->LoadData(message, &why);
     else
       taken = s.messages.LoadData(s.fileTransfer ? s.fileTransfer->OneWay(message) : message, &why);
     if (taken)
@@ -279,7 +294,7 @@ std::vector<std::uint8_t> SimulatedInstrument::Dump() const {
       for (const auto& message : DumpRange(range.address, range.bytes)) append(message);
     return dump;
   }
-  if (state_->casio || state_->hydra) {
+  if (state_->casio || state_->hydra || state_->packets || state_->kits) {
     for (const RuleInfo::Send& send : description().dump)
       for (int item = std::max(send.first, 0); item <= std::max(send.last, 0); ++item)
         append(DumpOf(send.message, item));
@@ -295,9 +310,13 @@ std::vector<std::uint8_t> SimulatedInstrument::DumpOf(std::string_view message, 
   const int area = description().FindArea(message);
   if (area < 0) return {};
   if (state_->casio) return state_->casio->FileMessage(area, item);
+  if (state_->kits) return state_->kits->ItemMessage(area, item);
   std::vector<std::uint8_t> bytes;
   if (state_->hydra)
     for (const auto& piece : state_->hydra->FileMessages(item)) bytes.insert(bytes.end(), piece.begin(), piece.end());
+  if (state_->packets)
+    for (const auto& piece : state_->packets->FileMessages(area, item))
+      bytes.insert(bytes.end(), piece.begin(), piece.end());
   if (state_->roland)
     for (const auto& piece : state_->roland->ItemMessages(area, item))
       bytes.insert(bytes.end(), piece.begin(), piece.end());
@@ -336,6 +355,7 @@ bool SimulatedInstrument::RestoreMemory(std::span<const std::uint8_t> image) {
 
 void SimulatedInstrument::RestoreFactory() {
   state_->core.memory.FillFactory(description());
+  if (state_->kits) state_->kits->ArrangeFactory();
 }
 
 void SimulatedInstrument::SetWireRate(std::uint32_t bytesPerSecond) {
@@ -375,12 +395,16 @@ bool SimulatedInstrument::PressOne(std::string_view message, int item) {
   State& s = *state_;
   const int area = description().FindArea(message);
   const MessageInfo* info = description().FindMessage(message);
-  if (message == "everything" && (s.roland || s.casio || s.hydra)) {
+  if (message == "everything" && (s.roland || s.casio || s.hydra || s.packets || s.kits)) {
     for (auto& piece : ScanSysEx(Dump())) s.core.Answer(std::move(piece));
   } else if (message == "everything") {
     s.messages.SendAll(description().dump, 0);
   } else if (info != nullptr) {
     if (auto bytes = s.messages.Encode(*info, item); !bytes.empty()) s.core.Answer(std::move(bytes));
+  } else if (s.kits && area >= 0) {
+    if (auto bytes = s.kits->ItemMessage(area, item); !bytes.empty()) s.core.Answer(std::move(bytes));
+  } else if (s.packets && area >= 0) {
+    for (auto& piece : s.packets->FileMessages(area, item)) s.core.Answer(std::move(piece));
   } else if (s.roland && area >= 0) {
     for (auto& piece : s.roland->ItemMessages(area, item)) s.core.Answer(std::move(piece));
   } else {
@@ -422,7 +446,7 @@ bool SimulatedInstrument::Press(std::string_view list, std::vector<Reply>* repli
 std::vector<std::string> SimulatedInstrument::PanelKeys() const {
   std::vector<std::string> keys;
   for (const MessageInfo& message : description().messages) keys.push_back(message.key);
-  if (description().roland)
+  if (description().roland || description().packets || description().kits)
     for (const AreaInfo& area : description().areas) keys.push_back(area.key);
   keys.emplace_back("everything");
   return keys;

@@ -121,6 +121,10 @@ void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int 
   const AreaInfo& info = description.areas[static_cast<std::size_t>(area)];
   for (int item = 0; item < info.items; ++item) {
     const auto bytes = Item(area, item);
+    if (info.variable && info.emptyFrom >= 0 && item >= info.emptyFrom) {
+      SetContents(description, area, item, {});
+      continue;
+    }
     std::fill(bytes.begin(), bytes.end(), static_cast<std::uint8_t>(info.fill));
     FactoryDice dice(static_cast<std::uint32_t>(area * 4099 + item));
     for (const ValueRule& rule : info.values) {
@@ -134,8 +138,7 @@ void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int 
     if (info.nameOffset >= 0 && !info.factoryNames.empty()) SetName(description, area, item, FactoryName(info, item));
     StoreOwnSum(info.ownSum, bytes);
     if (!info.variable) continue;
-    const bool empty = info.emptyFrom >= 0 && item >= info.emptyFrom;
-    const std::vector<std::uint8_t> contents(bytes.begin(), empty ? bytes.begin() : bytes.end() - 2);
+    const std::vector<std::uint8_t> contents(bytes.begin(), bytes.end() - 2);
     SetContents(description, area, item, contents);
   }
 }

@@ -18,7 +18,7 @@ const ModuleSource kSource = {
     {"bank.descriptor", "typeName = Bank\nfileSize = 36\nheaderSize = 3\nvoices = 4 8\n"},
     {"voice.descriptor", "typeName = Voice\nfileSize = 16\nheaderSize = 3\nvoiceSize = 12\ninit = 5: 03\n"},
     {"multi.descriptor", "typeName = Multi\nfileSize = 16\nheaderSize = 3\nvoiceSize = 12\n"}};
-const std::vector<FieldType> kTypes = {{"Bank", "Bank", "Voice"}, {"Voice", "Voice", ""}, {"Multi", "Multi", ""}};
+const std::vector<FieldTypeNames> kTypes = {{"Bank", "Bank", "Voice"}, {"Voice", "Voice", ""}, {"Multi", "Multi", ""}};
 
 // File of the module by the end of its name; empty when there is none.
 std::string FileOf(const ModuleImage& module, const std::string& name) {

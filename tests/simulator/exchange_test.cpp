@@ -39,6 +39,26 @@ TEST(Exchanges, AnswersBeginAndEndAsTheyShould) {
       {"yamaha-fb01", "F0 43 75 00 20 40 00 F7", "F0 43 60 04 F7", 5},
       {"yamaha-fb01", "F0 43 75 01 20 01 00 F7", "", 0},
       {"yamaha-fb01", "F0 7E 7F 06 01 F7", "", 0},
+      {"emu-proteus2000", "F0 7E 00 06 01 F7", "F0 7E 00 06 02 18 04 04 02 00 32 2E 30 30 F7", 15},
+      {"emu-proteus2000", "F0 18 0F 00 55 0A F7", "F0 18 0F 00 55 09 02 00 04 01 06 04 00 00 01 00 08 F7", 18},
+      {"emu-proteus2000", "F0 18 0F 7F 55 11 04 7F 7F 00 00 F7",
+       "F0 18 0F 00 55 10 03 7F 7F 56 0B 00 00 34 00 13 00 10 00 14 00 04 00 1F 00 03 00 0A 00 2A 00 48 00 00 00 F7",
+       1607},
+      {"emu-proteus2000", "F0 18 0F 00 55 11 02 05 00 00 00 F7", "F0 18 0F 00 55 10 01 05 00 56 0B 00 00", 36},
+      {"emu-proteus2000", "F0 18 0F 00 55 11 04 05 00 04 00 F7", "F0 18 0F 00 55 10 03 05 00 56 0B 00 00", 1607},
+      {"emu-proteus2000", "F0 18 0F 00 55 11 04 00 04 00 00 F7", "F0 18 0F 00 55 70 F7", 7},  // no such preset
+      {"emu-proteus2000", "F0 18 0F 00 55 0C 01 05 00 00 00 F7", "F0 18 0F 00 55 0B 01 05 00 00 00", 28},
+      {"emu-proteus2000", "F0 18 0F 00 55 02 01 01 07 F7", "F0 18 0F 00 55 01 02 01 07 7F 7F F7", 12},  // edit buffer
+      {"emu-proteus2000", "F0 18 0F 01 55 0A F7", "", 0},
+      {"kawai-k5000", "F0 7E 00 06 01 F7", "F0 7E 00 06 02 40 00 00 0A 02 04 00 00 01 F7", 15},
+      {"kawai-k5000", "F0 40 00 00 00 0A 00 04 00 F7", "F0 40 00 20 00 0A 00 04 00", 10 + 5434},
+      {"kawai-k5000", "F0 40 00 00 00 0A 00 00 0A F7", "", 0},  // an empty place
+      {"kawai-k5000", "F0 40 00 00 00 0A 00 01 00 F7", "", 0},  // a bank of another model
+      {"kawai-k5000", "F0 40 00 00 00 0A 20 00 3F F7", "F0 40 00 20 00 0A 20 3F", 112},
+      {"kawai-k5000", "F0 40 00 01 00 0A 20 00 00 F7", "F0 40 00 21 00 0A 20", 7 + 64 * 103 + 1},
+      {"kawai-k5000", "F0 40 00 01 00 0A 00 03 00 F7",
+       "F0 40 00 21 00 0A 00 03 7F 77 7F 06 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00", 37782},
+      {"kawai-k5000", "F0 40 01 00 00 0A 00 00 00 F7", "", 0},
       {"roland-jx8p", "F0 41 34 00 21 20 01 00 00 02 F7", "", 0},
       {"roland-jx8p", "F0 7E 7F 06 01 F7", "", 0},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 44 F7", "F0 00 20 29 00 33 00 04 00 0A 40 00 05 01 00 08 00 F7",
@@ -93,6 +113,8 @@ TEST(Exchanges, DataComesBackAndDamageIsTold) {
       {"yamaha-fb01", "F0 43 75 00 20 03 00 F7", "F0 43 60 02 F7", "F0 43 60 03 F7", 2000},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "", "", 0},
       {"novation-bassstation2", "F0 00 20 29 00 33 00 41 05 F7", "", "", 0},
+      {"kawai-k5000", "F0 40 00 00 00 0A 20 00 07 F7", "F0 40 00 40 F7", "F0 40 00 41 F7", 50},
+      {"kawai-k5000", "F0 40 00 01 00 0A 20 00 00 F7", "F0 40 00 40 F7", "F0 40 00 41 F7", 6500},
       {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 05 02 F7", "F0 00 20 32 00 01 24 00 01 00 F7",
        "F0 00 20 32 00 01 24 00 01 01 F7", 0},
   };
@@ -174,6 +196,168 @@ TEST(BassStation2, OlderFilesHaveNoName) {
   EXPECT_EQ(bass->Item("programs", 3)[30], bass->Item("programs", 9)[30]);
   const Bytes after = bass->Item("programs", 3);
   EXPECT_TRUE(std::equal(before.begin() + 98, before.end(), after.begin() + 98));
+}
+
+// A preset goes from one to the other, packet by packet; what is damaged is sent again.
+TEST(Proteus2000, PacketsAreAcknowledged) {
+  auto from = Make("emu-proteus2000");
+  auto to = Make("emu-proteus2000");
+  ASSERT_TRUE(from->Rename("presets", 300, "On The Way"));
+  Host sender(*from);
+  Host taker(*to);
+  const auto number = [](int command, int packet) {
+    return Bytes{0xF0, 0x18, 0x0F, 0, 0x55, static_cast<std::uint8_t>(command), static_cast<std::uint8_t>(packet),
+                 0,    0xF7};
+  };
+  Bytes piece = sender.Ask("F0 18 0F 00 55 11 02 2C 02 00 00 F7");
+  EXPECT_EQ(taker.Ask(piece), number(0x7F, 0));
+  for (int packet = 1; packet <= 7; ++packet) {
+    piece = sender.Ask(number(0x7F, packet - 1));
+    ASSERT_EQ(piece.size(), packet < 7 ? 255U : 41U);
+    Bytes damaged = piece;
+    damaged[20] ^= 1;
+    EXPECT_EQ(taker.Ask(damaged), number(0x7E, packet));
+    EXPECT_TRUE(sender.Ask(number(0x7E, packet)) == piece);
+    EXPECT_NE(to->Item("presets", 300), from->Item("presets", 300));
+    EXPECT_EQ(taker.Ask(piece), number(0x7F, packet));
+    EXPECT_EQ(taker.Ask(piece), number(0x7F, packet)) << "the acknowledgement was lost";
+  }
+  const Bytes end = Hex("F0 18 0F 00 55 7B F7");
+  EXPECT_EQ(sender.Ask(number(0x7F, 7)), end);
+  EXPECT_TRUE(taker.Ask(end).empty());
+  EXPECT_EQ(to->Item("presets", 300), from->Item("presets", 300));
+  // Cancelled, or only begun: the preset stays.
+  const auto file = ScanSysEx(from->DumpOf("presets", 7));
+  for (const Bytes& over : {number(0x7D, 0), end}) {
+    Bytes header = file[0];
+    header[6] = 0x01;
+    EXPECT_EQ(taker.Ask(header), number(0x7F, 0));
+    taker.Ask(over);
+    Bytes packet = file[1];
+    packet[6] = 0x02;
+    EXPECT_EQ(taker.Ask(packet), number(0x7D, 1));
+  }
+  // ROM presets, other counts.
+  Bytes rom = ScanSysEx(from->DumpOf("rom_presets", 3))[0];
+  rom[6] = 0x01;
+  EXPECT_EQ(taker.Ask(rom), number(0x7D, 0));
+  rom[33] = 0;
+  rom[13] = 0x35;
+  EXPECT_EQ(taker.Ask(rom), number(0x7D, 0));
+  std::string problem;
+  to->SetFaults(*FaultPlan::Parse("busy-once;no-reply:reply=2", &problem));
+  Bytes header = file[0];
+  header[6] = 0x01;
+  EXPECT_EQ(taker.Ask(header), number(0x7E, 0));
+  EXPECT_TRUE(taker.Ask(header).empty());
+  EXPECT_EQ(taker.Ask(header), number(0x7F, 0));
+}
+
+TEST(Proteus2000, WithoutHandshakeItNeedsTimeBetween) {
+  auto from = Make("emu-proteus2000");
+  ASSERT_TRUE(from->Rename("presets", 5, "Slowly"));
+  for (const int pauseMs : {50, 150}) {
+    auto to = Make("emu-proteus2000");
+    Host host(*to);
+    for (const Bytes& message : ScanSysEx(from->DumpOf("presets", 5))) EXPECT_TRUE(host.Ask(message, pauseMs).empty());
+    EXPECT_EQ(to->Item("presets", 5) == from->Item("presets", 5), pauseMs == 150);
+  }
+}
+
+TEST(Proteus2000, ParametersBelongToThePresetAndLayerThatAreChosen) {
+  auto emu = Make("emu-proteus2000");
+  Host host(*emu);
+  host.Ask("B0 20 02");
+  host.Ask("C0 03");
+  EXPECT_EQ(emu->Item("edit", 0), emu->Item("presets", 259));
+  host.Ask("F0 18 0F 00 55 01 02 02 07 03 00 F7");  // layer 4
+  host.Ask("F0 18 0F 00 55 01 02 02 0B 76 7F F7");  // volume -10
+  EXPECT_EQ(emu->Item("edit", 0)[232 + 3 * 316], 0x76);
+  EXPECT_EQ(host.Ask("F0 18 0F 00 55 02 01 02 0B F7"), Hex("F0 18 0F 00 55 01 02 02 0B 76 7F F7"));
+  host.Ask("F0 18 0F 00 55 01 02 01 07 09 00 F7");  // preset 9
+  host.Ask("F0 18 0F 00 55 01 02 03 07 41 00 F7");  // first character of the name
+  EXPECT_EQ(emu->Item("presets", 9)[0], 'A');
+}
+
+TEST(K5000, SinglesHaveTheirSizeAndSums) {
+  auto from = Make("kawai-k5000");
+  auto to = Make("kawai-k5000");
+  Host host(*to);
+  const Bytes done = Hex("F0 40 00 40 F7");
+  const Bytes error = Hex("F0 40 00 41 F7");
+  for (int item = 0; item < 40; ++item) {
+    Bytes single = from->DumpOf("singles_a", item);
+    if (item % 11 == 10) {
+      EXPECT_TRUE(single.empty());
+      continue;
+    }
+    const std::size_t sources = single[9 + 1 + 50];
+    const std::size_t behind = single.size() - 10 - 82 - 86 * sources;
+    EXPECT_EQ(behind % 806, 0U) << item;
+    single[7] = 3;  // into another bank
+    const Bytes before = to->Item("singles_e", item);
+    for (const std::size_t at : {std::size_t{9}, std::size_t{40}, single.size() - 2}) {
+      Bytes damaged = single;
+      damaged[at] ^= 1;
+      EXPECT_EQ(host.Ask(damaged), error) << item << " " << at;
+    }
+    Bytes longer = single;
+    longer.insert(longer.end() - 1, 0);
+    EXPECT_EQ(host.Ask(longer), error);
+    EXPECT_EQ(to->Item("singles_e", item), before);
+    EXPECT_EQ(host.Ask(single), done) << item;
+    EXPECT_EQ(to->Item("singles_e", item), from->Item("singles_a", item));
+  }
+}
+
+TEST(K5000, BanksAreReplacedAsAWholeAndHaveAnEnd) {
+  auto from = Make("kawai-k5000");
+  auto to = Make("kawai-k5000");
+  Host host(*to);
+  Bytes bank = Host(*from).Ask("F0 40 00 01 00 0A 00 00 00 F7");
+  bank[7] = 4;
+  to->SetMemoryProtect(true);
+  EXPECT_EQ(host.Ask(bank), Hex("F0 40 00 42 F7"));
+  to->SetMemoryProtect(false);
+  Bytes damaged = bank;
+  damaged[bank.size() - 2] ^= 1;
+  const Bytes before = to->Memory();
+  EXPECT_EQ(host.Ask(damaged), Hex("F0 40 00 41 F7"));
+  Bytes none = Hex("F0 40 00 21 00 0A 00 04");
+  none.resize(8 + 19, 0);
+  none.push_back(0xF7);
+  EXPECT_EQ(host.Ask(none), Hex("F0 40 00 41 F7"));
+  EXPECT_TRUE(to->Memory() == before);
+  EXPECT_EQ(host.Ask(bank), Hex("F0 40 00 40 F7"));
+  for (int item = 0; item < 128; ++item) EXPECT_EQ(to->Item("singles_f", item), from->Item("singles_a", item)) << item;
+  // Big singles until the memory of the bank is full.
+  Bytes big = from->DumpOf("singles_a", 0);
+  int taken = 0;
+  Bytes answer;
+  for (int item = 127; item >= 0 && answer != Hex("F0 40 00 44 F7"); --item, ++taken) {
+    big[8] = static_cast<std::uint8_t>(item);
+    answer = host.Ask(big);
+  }
+  EXPECT_LT(taken, 20);
+  EXPECT_EQ(to->display(), "MEMORY FULL");
+}
+
+TEST(K5000, OnlyABackupOutlivesAReset) {
+  auto k5000 = Make("kawai-k5000");
+  Host host(*k5000);
+  const Bytes kept = k5000->Item("singles_d", 3);
+  host.Ask("B0 00 66");
+  host.Ask("C0 03");
+  host.Ask("F0 40 00 10 00 0A 01 00 00 00 00 00 41 F7");  // first character of the name
+  EXPECT_EQ(k5000->Item("singles_d", 3)[39], 'A');
+  host.Ask("F0 40 00 32 00 0A 01 F7");
+  EXPECT_TRUE(host.Ask("F0 40 00 00 00 0A 20 00 00 F7", 14'000).empty()) << "it is busy with the backup";
+  host.Ask("F0 40 00 10 00 0A 01 00 00 00 00 00 42 F7", 2'000);
+  host.Ask("F0 40 00 10 00 0A 02 40 00 00 02 00 01 F7");
+  EXPECT_EQ(k5000->Item("singles_d", 3)[39], 'B');
+  host.Ask("F0 40 00 32 00 0A 02 F7");
+  EXPECT_EQ(k5000->Item("singles_d", 3)[39], 'A');
+  EXPECT_EQ(k5000->Item("singles_d", 3).size(), kept.size());
 }
 
 TEST(Jd800, PatchesComeInPiecesWithTimeBetween) {
