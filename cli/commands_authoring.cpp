@@ -4,8 +4,8 @@
 
 #include "chart/module_of_chart.h"
 #include "cli/arguments.h"
+#include "cli/known_drivers.h"
 #include "cli/module_trial.h"
-#include "cli/simulator_check.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
@@ -99,43 +99,6 @@ Result WriteSource(const std::string& folder, const ModuleSource& source) {
   return result;
 }
 
-// The driver ids of the modules that the user has and that the program comes with.
-std::map<int, std::string> KnownDrivers(CliEnvironment& environment, const std::string& except) {
-  std::map<int, std::string> known;
-  const auto add = [&](const PackageFiles& files) {
-    for (const auto& [id, name] : DriverIdsOf(files))
-      if (!AsciiEqualNoCase(name, except.substr(0, 31))) known.emplace(id, name);
-  };
-  const std::string shipped = ShippedModulesFolder(environment.folders.resources).string();
-  for (const std::string& name : ListFolder(shipped, "*.pvz")) {
-    PackageFiles files;
-    if (ReadPackage(JoinPath(shipped, name), &files).ok()) add(files);
-  }
-  // A program that was never started has no folders, and looking is no reason to make them.
-  if (!FileExists(RegistryFile(environment.folders))) return known;
-  const std::string own = Session(environment).instruments().string();
-  for (const std::string& name : ListFolder(own)) {
-    if (!FolderExists(JoinPath(own, name))) continue;
-    PackageFiles files;
-    for (const std::string& driver : ListFolder(JoinPath(own, name), "*.PV6")) {
-      PackageFile file{driver, {}};
-      if (ReadWholeFile(JoinPath(JoinPath(own, name), driver), file.bytes, 16u << 20).ok())
-        files.push_back(std::move(file));
-    }
-    add(files);
-  }
-  return known;
-}
-
-// The first base from `wanted` on at which no number is taken.
-int FreeDriverBase(const std::map<int, std::string>& known, int wanted, int count) {
-  for (int base = wanted; base + count <= 65000; ++base) {
-    const auto next = known.lower_bound(base);
-    if (next == known.end() || next->first >= base + count) return base;
-  }
-  return wanted;
-}
-
 int New(CliEnvironment& environment, const std::string& folder, const CliArguments& args, DraftOptions options) {
   ModuleDraft draft;
   std::vector<std::uint8_t> dump;
@@ -174,83 +137,6 @@ int New(CliEnvironment& environment, const std::string& folder, const CliArgumen
   return Failed(environment, "The module was written, but it does not take all of the dump yet.");
 }
 
-struct CheckOptions {
-  std::vector<std::string> dumps;
-  std::string conversation, type;
-  std::int64_t device = -1;
-  std::vector<int> patches;
-};
-
-Result ReadCheckOptions(const CliArguments& args, CheckOptions* options) {
-  Result result = args.state();
-  options->dumps = args.Options("dump");
-  options->conversation = args.Option("conversation").value_or("");
-  options->type = args.Option("type").value_or("");
-  if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
-  for (const std::string& text : args.Options("patch")) {
-    const auto number = ParseInteger(text);
-    if (result.ok() && (!number || *number < 0 || *number > 65535))
-      result = Result::Failure("--patch takes a number from 0, not \"" + text + "\".");
-    options->patches.push_back(static_cast<int>(number.value_or(0)));
-  }
-  return result;
-}
-
-// The trials; how many of them failed.
-Result Try(CliEnvironment& environment, const ModuleImage& image, const CheckOptions& options, std::size_t* failed) {
-  if (options.conversation.empty() && options.dumps.empty()) return Result::Success();
-  ModuleTrial trial(environment);
-  Result result = trial.Install(image);
-  if (!result.ok()) return result;
-  if (!options.conversation.empty()) {
-    std::vector<std::uint8_t> bytes;
-    result = ReadCliFile(environment, options.conversation, &bytes);
-    if (!result.ok()) return result;
-    std::string problem;
-    auto talk = Conversation::Parse(std::string(bytes.begin(), bytes.end()), &problem);
-    if (!talk) return Result::Failure(options.conversation + ": " + problem);
-    if (talk->steps.empty()) return Result::Failure(options.conversation + ": The conversation is empty.");
-    *failed += !trial.TryTalk(
-        {options.conversation, std::move(*talk), options.type, static_cast<int>(options.device), options.patches},
-        environment.out);
-  }
-  for (const std::string& dump : options.dumps) {
-    std::vector<std::uint8_t> bytes;
-    result = ReadCliFile(environment, dump, &bytes);
-    if (!result.ok()) return result;
-    *failed += !trial.TryDump(dump, bytes, 1024, environment.out);
-  }
-  return Result::Success();
-}
-
-int Check(CliEnvironment& environment, const std::string& folder, const CheckOptions& options) {
-  ModuleImage image;
-  std::vector<ModuleRemark> remarks;
-  Result result = CheckModuleAt(folder, {}, &remarks, &image);
-  if (result.ok() && !image.name.empty())
-    result = CheckModuleAt(folder, KnownDrivers(environment, image.name), &remarks, &image);
-  if (!result.ok()) return Failed(environment, result.text);
-  std::size_t errors = 0, failed = 0;
-  for (const ModuleRemark& remark : remarks) {
-    errors += remark.isError;
-    environment.out << remark.file << ":" << remark.line
-                    << (remark.column ? ":" + std::to_string(remark.column) : std::string()) << ": "
-                    << (remark.isError ? OwnText("error: ") : OwnText("warning: ")) << remark.text << "\n";
-    if (!remark.hint.empty()) environment.out << "    " << remark.hint << "\n";
-  }
-  if (!image.name.empty()) {
-    result = Try(environment, image, options, &failed);
-    if (!result.ok()) return Failed(environment, result.text);
-  }
-  const std::string counts = CountedRemarks(errors, remarks.size() - errors);
-  if (errors == 0 && failed == 0) {
-    environment.out << image.name << ": " << counts << "\n";
-    return 0;
-  }
-  const std::string trials = failed ? "; " + Counted(failed, "trial") + " failed" : "";
-  return Failed(environment, folder + ": " + counts + trials + ".");
-}
-
 }  // namespace
 
 std::string AuthoringForms() {
@@ -265,11 +151,7 @@ std::string AuthoringForms() {
          "  --name-at OFFSET LENGTH     the patch name, counted from the F0\n"
          "  --checksum TYPE START COUNT OFFSET      docs/authoring.md names the types\n"
          "  --driver-base N             the number of the first data type\n"
-         "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n"
-         "module check CHART|FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
-         "                              what is wrong with a chart or a source folder, and whether it works\n"
-         "module check --simulator FILE...\n"
-         "                              what is wrong with the description of a simulated instrument\n";
+         "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n";
 }
 
 int RunModuleNew(CliEnvironment& environment, const std::vector<std::string>& args) {
@@ -281,20 +163,6 @@ int RunModuleNew(CliEnvironment& environment, const std::vector<std::string>& ar
   if (!result.ok()) return Failed(environment, result.text);
   if (arguments.words().size() != 1) return Failed(environment, "\"new\" needs one folder to write.");
   return New(environment, arguments.words()[0], arguments, std::move(options));
-}
-
-int RunModuleCheck(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {"conversation", "type", "dump", "patch", "device", "simulator"});
-  CheckOptions options;
-  const Result result = ReadCheckOptions(arguments, &options);
-  if (!result.ok()) return Failed(environment, result.text);
-  const std::vector<std::string> descriptions = arguments.Options("simulator");
-  const bool isFolder = arguments.words().size() == 1;
-  if (!isFolder && (descriptions.empty() || !arguments.words().empty()))
-    return Failed(environment, "\"check\" needs one chart or source folder, or --simulator and a file.");
-  int status = 0;
-  for (const std::string& file : descriptions) status = std::max(status, CheckSimulator(environment, file));
-  return isFolder ? std::max(status, Check(environment, arguments.words()[0], options)) : status;
 }
 
 }  // namespace tonalith
