@@ -127,7 +127,7 @@ class ParameterReader {
       if (open_.size() == 1)
         problems_.Add(cell.at, cell.text, "there is no repeat that could end", kRepeatForm);
       else
-        open_.pop_back();
+        Close(open_.size() - 1);
       return true;
     }
     if (words[0].text == "offset") {
@@ -145,14 +145,23 @@ class ParameterReader {
     }
     if (repeat->inside && open_.size() == 1)
       problems_.Add(cell.at, cell.text, "the base counts from a repeat, but there is none", kRepeatForm);
-    if (!repeat->inside) open_.resize(1);
+    if (!repeat->inside) Close(1);
     Block::Item item;
     item.block = std::make_unique<Block>();
     item.block->repeat = std::move(*repeat);
     Block* block = item.block.get();
     open_.back()->items.push_back(std::move(item));
     open_.push_back(block);
+    changes_.push_back(change_);
     return true;
+  }
+
+  // Ends repeats until so many blocks are open; a message that was said in a repeat holds to its end.
+  void Close(std::size_t size) {
+    for (; open_.size() > size; open_.pop_back()) {
+      change_ = changes_.back();
+      changes_.pop_back();
+    }
   }
 
   void WriteOut(const Block& block, std::vector<Round>* rounds) {
@@ -244,7 +253,8 @@ class ParameterReader {
   std::vector<Added> added_;
   std::set<std::pair<const ChartRow*, std::size_t>> said_;  // rows and cells
   Block top_;
-  std::vector<Block*> open_;  // the section and the repeats that have not ended
+  std::vector<Block*> open_;          // the section and the repeats that have not ended
+  std::vector<std::string> changes_;  // before each of these repeats
   std::int64_t offset_ = 0;
   std::string change_;
   bool hex_ = false;

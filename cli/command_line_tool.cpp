@@ -19,6 +19,7 @@
 #include "cli/commands_script_text.h"
 #include "cli/commands_studio.h"
 #include "cli/commands_sysxmap.h"
+#include "cli/commands_table.h"
 #include "cli/commands_transfer.h"
 #include "cli/run_request.h"
 #include "cli/session.h"
@@ -53,6 +54,7 @@ int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
   if (!args.empty() && args[0] == "server") return RunModuleServer(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "new") return RunModuleNew(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "check") return RunModuleCheck(environment, {args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "table") return RunModuleTable(environment, {args.begin() + 1, args.end()});
   if (args.empty() || args[0] != "list") return RunModule(args, environment.in, environment.out, environment.err, {});
   return WithModules<RunModule>(environment, args);
 }
@@ -118,7 +120,7 @@ const std::vector<CliCommand>& CliCommands() {
        },
        Plain<RunDf>},
       {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
-       [] { return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms(); },
+       [] { return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms(); },
        [] {
          return std::string(
              "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md); docs/authoring.md\n"

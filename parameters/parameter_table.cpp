@@ -180,10 +180,10 @@ Result ReadParameterTable(std::string_view text, ParameterTable* out) {
   return Result::Success();
 }
 
-std::string ParameterTableSheet(const ParameterTable& table) {
-  std::string text = TabbedLine({"place", "name", "range", "shown", "number", "section"});
+std::string ParameterTableSheet(const ParameterTable& table, const std::string& data) {
+  std::string text;
   for (const Parameter& p : table.parameters)
-    text += TabbedLine({p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section});
+    text += TabbedLine({data, p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section});
   return text;
 }
 

@@ -99,8 +99,8 @@ Result ReadParameterTable(std::string_view text, ParameterTable* out);
 // Name of the file of a data type.
 std::string ParameterTableName(int driverId);
 
-// The table for people and spreadsheets: a head line, then a line a parameter with place, name, range, shown, number,
-// section, each with tabs between.
-std::string ParameterTableSheet(const ParameterTable& table);
+// The table for people and spreadsheets: a line a parameter with data, place, name, range, shown, number and section,
+// tabs between.
+std::string ParameterTableSheet(const ParameterTable& table, const std::string& data);
 
 }  // namespace tonalith
