@@ -53,12 +53,12 @@ void Ask(CliEnvironment& environment, ChartSaid* said) {
     if (question.answer == &ChartSaid::bankAnswer && said->bankRequest.empty()) continue;
     if ((question.answer == &ChartSaid::bankRequest || question.answer == &ChartSaid::numbers) && said->bank.empty())
       continue;
-    environment.out << question.text << ": ";
+    environment.out << std::string_view(question.text) << ": ";
     environment.out.Flush();
     std::string line;
     if (!std::getline(environment.in, line)) return;
     if (!environment.canAsk) environment.out << line << "\n";
-    said->*question.answer = std::string(TrimmedView(line));
+    said->*question.answer = TrimmedView(line);
   }
 }
 
