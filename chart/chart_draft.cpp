@@ -87,15 +87,18 @@ class Writer {
 
   std::string Message(const std::string& text) const { return PrintedMessage(text, device_); }
 
+  // `first`: the data type it is found by; empty: none can be asked for.
   void Head(const std::string& maker, const std::string& first) {
     text_ = "[" + said_.name + "]\n";
     text_ += "maker = " + maker + (said_.device.empty() ? "" : "   device = " + said_.device) +
              "   drivers = " + std::to_string(said_.drivers) + (said_.sum.empty() ? "" : "   sum = " + said_.sum) +
              "\n";
     const std::string identity = Message(said_.identity);
-    text_ += identity.empty() ? "# Found by asking for this data; better is identity = what it answers to F0 7E 7F 06 01 F7.\n"
-                                "find = " + first + "\n"
-                              : "identity = " + identity + "\n";
+    if (!identity.empty())
+      text_ += "identity = " + identity + "\n";
+    else if (!first.empty())
+      text_ += "# Found by asking for this data; better is identity = what it answers to F0 7E 7F 06 01 F7.\nfind = " +
+               first + "\n";
   }
 
   // `key = value` lines of a data type, with the equal signs below each other.
@@ -131,6 +134,17 @@ std::string Item(int packing, std::uint32_t raw) {
   const std::uint32_t bytes = packing == kThrough || packing == kEach ? raw - (raw + 7) / 8 : raw / 2;
   if (PackedSize(packing, bytes) != raw) return "(" + std::to_string(raw) + ")";
   return "(" + std::to_string(bytes) + " " + WordOf("storageFormat", packing) + ")";
+}
+
+// The data of packed messages begins behind the patch number, also where the packing was found to go on before it.
+DraftType BehindNumber(DraftType type) {
+  const auto number = static_cast<std::uint32_t>(type.header.NumberPlace() + 1);
+  if (number <= type.headerSize || number >= type.messageSize) return type;
+  const std::uint32_t names = (number - type.headerSize) / 2;
+  if (type.nameOffset < names || type.storageFormat == kEach) return type;
+  type.nameOffset -= names;
+  type.headerSize = number;
+  return type;
 }
 
 // The message of a type found in a dump.
@@ -300,20 +314,22 @@ Result DraftChart(const ChartSaid& said, const ModuleDraft& found, ChartDraft* o
   for (const DraftType& type : found.types)
     if (known.sum.empty() && type.checksum) known.sum = WordOf("checksumType", type.checksum->type);
   Writer writer(known);
-  const DraftType& first = found.types.front();
+  const DraftType first = BehindNumber(found.types.front());
   const FoundMessage message(first, found.channelByte, writer.device_);
   const std::string request = writer.Message(said.request);
   // A data type that can be asked for, or one that is known by its sight only.
-  writer.Head(said.maker.empty() ? MakerOf(message.Text()) : said.maker, found.types.back().typeName);
-  for (const DraftType& type : found.types) {
+  writer.Head(said.maker.empty() ? MakerOf(message.Text()) : said.maker,
+              request.empty() ? "" : found.types.back().typeName);
+  for (const DraftType& one : found.types) {
+    const DraftType type = BehindNumber(one);
     const std::string text = FoundMessage(type, found.channelByte, writer.device_).Text();
-    const bool bank = type.layout != DraftLayout::Single, one = type.layout == DraftLayout::Bank;
+    const bool bank = type.layout != DraftLayout::Single, whole = type.layout == DraftLayout::Bank;
     std::vector<std::pair<std::string, std::string>> lines;
     const std::string heading = "[data " + type.typeName + "]";
     const std::string names = writer.Names(said.nameAt.empty() ? NameOf(type) : said.nameAt);
-    const bool asked = !request.empty() && (one || &type == &found.types.back() || !bank);
+    const bool asked = !request.empty() && (whole || !bank);
     if (request.empty()) lines.push_back({"# How it is asked for is not in a dump: request = F0 ... F7", ""});
-    if (bank && !one) {
+    if (bank && !whole) {
       const bool stored = HasPatch(text) || type.storeSize;
       if (request.empty())
         lines.insert(lines.end(), {{"get", "listen"}});
@@ -334,6 +350,9 @@ Result DraftChart(const ChartSaid& said, const ModuleDraft& found, ChartDraft* o
                             : std::pair<std::string, std::string>{"get", "panel"});
       lines.push_back({"dump", text});
     }
+    const bool alone = bank && found.types.back().layout != DraftLayout::Single;
+    if (alone)
+      lines.insert(lines.begin(), {"# Behind the x stands the data type of a single patch, once the chart has one.", ""});
     const std::string patch = found.types.size() > 1 && found.types.back().layout == DraftLayout::Single
                                   ? found.types.back().typeName
                                   : type.typeName;

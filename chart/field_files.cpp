@@ -47,7 +47,6 @@ class FieldFiles {
     for (const ChartSection& section : chart_.sections) {
       if (section.kind == "parameters") Parameters(section);
       if (section.kind == "references") References(section);
-      if (section.kind == "data") continue;
       for (const ChartEntry& entry : section.entries)
         if (entry.key.starts_with("list ")) lists_.push_back(entry);
     }

@@ -218,6 +218,10 @@ class TypeReader {
                                      : ChartStep::Kind::kPanel;
       return step;
     }
+    if (text.starts_with("ignore ")) {
+      Ignored(SplitChartCell(cell.Part(7, text.size()), '\0').front(), &step);
+      return step;
+    }
     if (text.starts_with('(') && text.ends_with("ms)")) {
       const auto ms = ParseInteger(TrimmedView(text.substr(1, text.size() - 4)));
       if (!ms || *ms < 1 || *ms > kLongestMs) problems_.Add(cell.at, text, "a pause needs milliseconds", "(75 ms)");
@@ -227,6 +231,15 @@ class TypeReader {
     }
     Exchange(cell, &step);
     return step;
+  }
+
+  // The bytes in front of messages that are no answers.
+  void Ignored(const ChartCell& cell, ChartStep* step) {
+    step->kind = ChartStep::Kind::kIgnore;
+    step->name = cell.text;
+    const bool bytes = cell.text.find_first_not_of("0123456789ABCDEF? ") == std::string::npos;
+    if (!bytes || !cell.text.starts_with("F0 "))
+      problems_.Add(cell.at, cell.text, "what is ignored is said by the bytes in front", "ignore F0 42 30 58 24");
   }
 
   // `MESSAGE -> ANSWER | refused MESSAGE "sentence"`; a name brings what is said behind its message.
@@ -390,11 +403,12 @@ void ReadHolding(const ChartInstrument& chart, ChartType* type, ChartProblems* p
   if (!entry) return;
   const std::size_t cross = entry->value.find(" x ");
   const auto slots = ParseInteger(entry->value.substr(0, cross));
-  if (cross == std::string::npos || !slots || *slots < 2 || *slots > kMostSlots) {
+  if (!slots || *slots < 2 || *slots > kMostSlots) {
     problems->Add(entry->valueAt, entry->value, "a bank says how many it holds", "64 x Program");
     return;
   }
   type->slots = static_cast<int>(*slots);
+  if (cross == std::string::npos) return;
   type->holds = std::string(TrimmedView(std::string_view(entry->value).substr(cross + 3)));
   type->holdsAt = entry->cell.At(cross + 3);
   std::vector<std::string> names;
@@ -548,7 +562,11 @@ std::vector<ChartVariable> ChartVariables(const ChartSection& section, ChartProb
   const auto low = ParseInteger(first), high = ParseInteger(last);
   const bool letters =
       range && first.size() == 1 && last.size() == 1 && first[0] >= 'A' && last[0] <= 'Z' && first[0] <= last[0];
-  if (low && high && *low >= 0 && *low <= *high && *high - *low < kMostVariants) {
+  const auto texts = SplitChartCell(section.variable->cell.Part(0, std::min(word, text.size())), ',');
+  if (texts.size() > 1) {
+    for (const ChartCell& one : texts)
+      variables.push_back({section.variable->key[0], from + static_cast<int>(variables.size()), one.text});
+  } else if (low && high && *low >= 0 && *low <= *high && *high - *low < kMostVariants) {
     for (std::int64_t value = *low; value <= *high; ++value)
       variables.push_back(
           {section.variable->key[0], static_cast<int>(number ? from + value - *low : value), std::to_string(value)});

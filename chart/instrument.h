@@ -12,7 +12,7 @@ namespace tonalith {
 
 // One step of getting or sending.
 struct ChartStep {
-  enum class Kind { kMessage, kPause, kNone, kPanel, kListen };
+  enum class Kind { kMessage, kPause, kNone, kPanel, kListen, kIgnore };
   struct Refusal {
     ChartMessage message;
     std::string sentence;
@@ -20,7 +20,7 @@ struct ChartStep {
   Kind kind = Kind::kMessage;
   ChartPlace at;
   ChartMessage message;
-  std::string name;  // by which the message is known; empty when it stands there itself
+  std::string name;  // by which the message is known; empty when it stands there itself; what is ignored begins so
   bool answered = false;
   ChartMessage answer;
   std::string answerName;

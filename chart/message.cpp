@@ -15,6 +15,7 @@ constexpr std::size_t kMostItems = 4096;
 constexpr int kDeepest = 8;
 constexpr std::uint32_t kLargest = 16u << 20;
 constexpr std::int64_t kLongestPause = 600000;
+constexpr int kNextByte = 0x100;  // behind `or` stands the byte
 constexpr std::uint8_t kSysEx = 0xF0, kEnd = 0xF7;
 constexpr const char* kItems =
     "F0, 3n, pp, ??, [01 1B], \"TEXT\", (26), (134 nibbles low first), sum, <, count, NAME, NAME*48, {...}*48";
@@ -202,6 +203,11 @@ class MessageReader {
       Add(item, nodes);
     } else if (text == "low" && !nodes->empty() && nodes->back().item.kind == ChartItemKind::kCount) {
       nodes->back().item.lowFirst = true;
+    } else if (text == "or" && !nodes->empty() && nodes->back().item.kind == ChartItemKind::kSum) {
+      nodes->back().item.orByte = kNextByte;
+    } else if (const auto other = HexByte(text);
+               other && !nodes->empty() && nodes->back().item.orByte == kNextByte) {
+      nodes->back().item.orByte = *other;
     } else if (text == "sum" || text.starts_with("sum:")) {
       Sum(token, nodes);
     } else if (text.front() == '(') {

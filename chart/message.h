@@ -41,6 +41,7 @@ struct ChartItem {
   std::uint32_t least = 0, step = 1;
   std::vector<std::uint32_t> counted;
   int sum = 0;            // kind of checksum
+  int orByte = -1;        // that is right in its place as well; -1: none
   bool lowFirst = false;  // of a count
   int pauseMs = 0;
   // --- Places, within the message

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "chart/message_bytes.h"
 #include "data/hex_text.h"
 #include "data/number_format.h"
 #include "platform/text.h"
@@ -22,8 +23,13 @@ std::string Num(std::int64_t number) {
   return std::to_string(number);
 }
 
-std::uint32_t EndOf(const ChartItem& item) {
-  return item.offset + item.size;
+// Behind an item of data; of one in a group: behind the last turn of the group.
+std::uint32_t EndOf(const ChartMessage& message, const ChartItem& item) {
+  if (item.times == 1) return item.offset + item.size;
+  std::uint32_t begin = item.offset;
+  for (const ChartItem& other : message.items)
+    if (other.times == item.times && other.stride == item.stride) begin = std::min(begin, other.offset);
+  return begin + item.times * item.stride;
 }
 
 const ChartItem* LastData(const ChartMessage& message) {
@@ -31,13 +37,6 @@ const ChartItem* LastData(const ChartMessage& message) {
   for (const ChartItem& item : message.items)
     if (item.kind == ChartItemKind::kData) last = &item;
   return last;
-}
-
-// Sums of bytes in nibbles count the bytes.
-std::uint32_t SumCount(const ChartItem& sum) {
-  constexpr int kOfNibbles[] = {2, 6, 12};
-  const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
-  return nibbles ? sum.sumSize / 2 : sum.sumSize;
 }
 
 // A number of the words table, by the word of an entry.
@@ -167,7 +166,13 @@ class DescriptorWriter {
     if (!entry) return;
     std::string first, last;
     const ChartVariable& letter = type_.Find("numbers") || !bank ? type_.variable : bank->variable;
-    if (!SplitChartRange(ChartShown(entry->value, letter), &first, &last)) {
+    std::string shown = ChartShown(entry->value, letter);
+    // `{b}` of 33-64
+    const std::size_t dash = shown.find('-');
+    if (shown != entry->value && shown.find_first_not_of("0123456789-") == std::string::npos &&
+        dash != std::string::npos)
+      shown.replace(dash, 1, "..");
+    if (!SplitChartRange(shown, &first, &last)) {
       problems_.Add(entry->valueAt, entry->value, "no range of patch numbers",
                     "the first and the last as the panel prints them: 11..88");
       return;
@@ -188,6 +193,12 @@ class DescriptorWriter {
         if (offset && own) Put("bankNumberOffset", Num(offset), entry->valueAt);
         return;
       }
+    const auto from = ParseInteger(first), to = ParseInteger(last);
+    if (from && to && *from >= 1 && *from < kMostOffset && *to == *from + slots - 1) {
+      Put("numberFormat", Num(kNumberFormatPlain), entry->valueAt);
+      if (*from > 1 && own) Put("bankNumberOffset", Num(*from - 1), entry->valueAt);
+      return;
+    }
     std::vector<std::string> words;
     for (const CodedWord& word : FindCodedTable("numberFormat")->words) words.emplace_back(word.word);
     problems_.Add(entry->valueAt, entry->value, "no way of numbering " + Num(slots) + " patches shows these numbers",
@@ -295,8 +306,10 @@ class DescriptorWriter {
       }
       const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
       const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
-      (plain ? &lines_ : verify)->Put(plain ? "checksum" : "verify", numbers + repeat, sum->at);
+          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) + " " + Num(place + sum->offset);
+      if (plain) lines_.Put("checksum", numbers, sum->at);
+      if (!plain || sum->orByte >= 0)
+        verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
       i = end;
     }
   }
@@ -381,7 +394,15 @@ class DescriptorWriter {
   // `new 7 = 00 00 01`
   void PatchBytes(const ChartEntry& entry) {
     const auto place = ParseInteger(entry.key.substr(4));
-    const auto bytes = ParseHex(entry.value);
+    const std::size_t star = entry.value.find('*');
+    const auto once = ParseHex(TrimmedView(std::string_view(entry.value).substr(0, star)));
+    const auto times = star == std::string::npos ? std::optional<std::int64_t>(1)
+                                                 : ParseInteger(TrimmedView(std::string_view(entry.value).substr(star + 1)));
+    std::optional<std::vector<std::uint8_t>> bytes;
+    if (once && times && *times >= 1 && *times <= UINT16_MAX) {
+      bytes.emplace();
+      for (std::int64_t i = 0; i < *times; ++i) bytes->insert(bytes->end(), once->begin(), once->end());
+    }
     if (!place || *place < 0 || !bytes || bytes->empty() ||
         *place + static_cast<std::int64_t>(bytes->size()) > layout_.voiceBytes) {
       problems_.Add(entry.keyAt, entry.key, "the bytes of a new patch lie inside it", "new 7 = 00 00 01");
@@ -396,8 +417,12 @@ class DescriptorWriter {
         raw.insert(raw.end(), {layout_.packing == 1 ? low : high, layout_.packing == 1 ? high : low});
       }
       at *= 2;
+    } else if (layout_.packing == 3) {
+      const std::string digits = ReplaceAll(HexText(*bytes), " ", "");
+      raw.assign(digits.begin(), digits.end());
+      at *= 2;
     } else if (layout_.packing != 0) {
-      problems_.Add(entry.keyAt, entry.key, "bytes of new data can be said of plain data and of nibbles only");
+      problems_.Add(entry.keyAt, entry.key, "bytes of new data can be said of plain data, nibbles and digits only");
       return;
     }
     std::string line = Num(layout_.headerSize + layout_.voiceOffset + at) + ": " + HexText(raw);
@@ -480,10 +505,10 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   if (type.patchwise) {
     layout.voiceSize = layout.oneSize;
     layout.voiceOffset = data->offset;
-    layout.voiceBytes = last == data ? data->bytes : EndOf(*last) - data->offset;
+    layout.voiceBytes = last == data ? data->bytes : EndOf(message, *last) - data->offset;
   } else if (slots == 1) {
     layout.headerSize = data->offset;
-    layout.voiceSize = through ? data->bytes : EndOf(*last) - data->offset;
+    layout.voiceSize = through ? data->bytes : EndOf(message, *last) - data->offset;
     layout.voiceBytes = last == data ? data->bytes : layout.voiceSize;
   } else if (data->times == slots) {
     std::uint32_t group = data->offset;

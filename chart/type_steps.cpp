@@ -11,6 +11,8 @@ std::string Num(std::int64_t number) {
   return std::to_string(number);
 }
 
+constexpr char kFromDevice = 'd', kFromAnyDevice = '?';
+
 bool HasData(const ChartMessage& message) {
   return message.First(ChartItemKind::kData) != nullptr;
 }
@@ -29,7 +31,7 @@ class StepWriter {
     if (type_.Find("script get") || type_.Find("script put")) return;
     const bool readonly = IsChartReadonly(type_, &problems_);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
-    const bool needed = type_.patchwise || type_.putSaid || (type_.getSaid && !panel) || type_.dump.size() > 1 ||
+    const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) || type_.dump.size() > 1 ||
                         !layout_.fileSize || readonly;
     if (!needed || type_.dump.empty()) return;
     if (!panel) Get();
@@ -40,6 +42,15 @@ class StepWriter {
   }
 
  private:
+  // Checksums that the one of the record does not say.
+  bool HasManySums() const {
+    std::size_t sums = 0;
+    for (const ChartMessage& message : type_.dump)
+      for (const ChartItem& item : message.items)
+        if (item.kind == ChartItemKind::kSum) sums += item.times;
+    return sums > 1;
+  }
+
   // 0 without the entry.
   int Milliseconds(const char* key) {
     const ChartEntry* entry = chart_.Find(type_, key);
@@ -79,6 +90,7 @@ class StepWriter {
     const bool device = byte.variable == chart_.device.letter;
     if (device) {
       const int place = type_.dump.front().PlaceOf(chart_.device.letter);
+      if (filter_) return Filtered(byte);
       // The number goes to this place by itself.
       if (static_cast<int>(item.offset) == place && byte.use != ChartUse::kHighDigit) return HexPair(known.value);
     } else if (byte.variable != kPatchLetter && byte.variable != kTurnLetter) {
@@ -92,6 +104,20 @@ class StepWriter {
     if (byte.use == ChartUse::kHighDigit) return name + "*16" + (byte.base ? "+" + Num(byte.base) : "");
     if (byte.base == 0) return name;
     return byte.base > 0 ? HexPair(byte.base) + "+" + name : name + "-" + Num(-byte.base);
+  }
+
+  // The device number in front of data that is waited for.
+  std::string Filtered(const ChartByte& byte) const {
+    if (filter_ == kFromAnyDevice || byte.use == ChartUse::kHighDigit) return "??";
+    return byte.base == 0 ? std::string("device") : "device&15+" + Num(byte.base);
+  }
+
+  // The bytes in front of data that is waited for.
+  std::string Front(const ChartMessage& message, char devices) {
+    filter_ = devices;
+    std::string text = Trimmed(Bytes(message, true, true));
+    filter_ = 0;
+    return text;
   }
 
   std::string Sum(const ChartMessage& message) const {
@@ -132,8 +158,11 @@ class StepWriter {
         case ChartStep::Kind::kPause:
           Line("pause " + Num(step.ms), step.at);
           continue;
+        case ChartStep::Kind::kIgnore:
+          Line("ignore " + step.name, step.at);
+          continue;
         case ChartStep::Kind::kListen:
-          Line("listen | answer " + Trimmed(Bytes(type_.dump.front(), true, true)) + Several(), step.at);
+          Line("listen | answer " + Front(type_.dump.front(), kFromAnyDevice) + Several(), step.at);
           break;
         case ChartStep::Kind::kMessage:
           if (step.answered ? HasData(step.answer) : asks == 0 && IsLastMessage(steps, i))
@@ -170,7 +199,7 @@ class StepWriter {
     if (sized)
       text += " | size " + Num(step.answer.size);
     else if (other)
-      text += " | answer " + Trimmed(Bytes(step.answer, true, true));
+      text += " | answer " + Front(step.answer, kFromDevice);
     if (step.times > 1) Line("repeat " + Num(step.times), step.at);
     Line(text + Within() + (sized ? std::string() : Several()), step.at);
     if (step.times > 1) Line("end", step.at);
@@ -348,6 +377,7 @@ class StepWriter {
   ChartProblems& problems_;
   std::string direction_ = "get";
   int pause_ = 0, within_ = 0;
+  char filter_ = 0;  // what the device number is in the pattern that is written
 };
 
 }  // namespace

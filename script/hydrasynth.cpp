@@ -265,7 +265,7 @@ int ASMHydrasynthMidiIO::AskForChunk(int index, int chunks) {
 // Decoded bytes of chunk `index` in `record`, or a negative code.  One that is lost or damaged is asked for again.
 int ASMHydrasynthMidiIO::GetChunk(int index, int chunks, std::span<std::uint8_t> record) {
   int length = -1;
-  for (int attempt = 0; attempt <= context_.extraAttempts; ++attempt) {
+  for (int attempt = context_.spentAttempts; attempt <= context_.extraAttempts; ++attempt) {
     if (AskForChunk(index, chunks) < 0) return -1;
     for (int passed = 0; passed < kHydraMostPassed; ++passed) {
       length = GetData(record);
@@ -278,6 +278,8 @@ int ASMHydrasynthMidiIO::GetChunk(int index, int chunks, std::span<std::uint8_t>
     }
     if (context_.cancel.Cancelled() || context_.portGone || context_.state.load() != TransferState::Running) break;
   }
+  // It was asked for as often as a piece is.
+  context_.spentAttempts = std::max(context_.spentAttempts, context_.extraAttempts);
   return length;
 }
 

@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kV40Entry = 40;
 constexpr std::size_t kMidiChannelOfBlock = 44;
+constexpr std::size_t kAttemptsEntry = 998;
 constexpr std::size_t kFlagsEntry = 999;
 // The scratch buffer of scripts without an instrument.
 constexpr std::size_t kScratchBufferBytes = 10000;
@@ -47,10 +48,20 @@ int RunFresh(ScriptServices& services, TransferContext& context, Synth& synth, s
   return result;
 }
 
-std::vector<std::int32_t> TransferBlock(const Synth& synth, std::int32_t extra) {
+std::int32_t AttemptsLeft(const TransferContext& context) {
+  return std::max(context.extraAttempts - context.spentAttempts, 0);
+}
+
+// What a script asked for again itself is not asked for again by the transfer as well.
+void TakeAttempts(TransferContext& context, std::int32_t left) {
+  context.spentAttempts += std::max(AttemptsLeft(context) - std::max(left, 0), 0);
+}
+
+std::vector<std::int32_t> TransferBlock(const Synth& synth, const TransferContext& context, std::int32_t extra) {
   std::vector<std::int32_t> block(kVariableBlockEntries);
   block[kV40Entry] = synth.v40Value;
   block[kMidiChannelOfBlock] = synth.midiChannel;
+  block[kAttemptsEntry] = AttemptsLeft(context);
   block[kFlagsEntry] = extra;
   return block;
 }
@@ -81,16 +92,18 @@ int MidiMacroEdit(ScriptServices& services, TransferContext& context, Synth& syn
 
 int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
               MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, std::int32_t extra) {
-  std::vector<std::int32_t> block = TransferBlock(synth, extra);
-  return MidiMacroA(services, context, synth, code, buffer, channel, xValue, true,
-                    VariableBlock(block).first(kMacroBlockEntries), false);
+  std::vector<std::int32_t> block = TransferBlock(synth, context, extra);
+  const int result = MidiMacroA(services, context, synth, code, buffer, channel, xValue, true,
+                                VariableBlock(block).first(kMacroBlockEntries), false);
+  TakeAttempts(context, block[kAttemptsEntry]);
+  return result;
 }
 
 MacroOutcome RunMacro(ScriptServices& services, TransferContext& context, Synth& synth,
                       std::span<const std::uint8_t> code, MacroBuffer buffer, const MacroStart& start,
                       std::vector<std::int32_t> variables) {
   MacroOutcome outcome;
-  outcome.variables = variables.empty() ? TransferBlock(synth, start.extra) : std::move(variables);
+  outcome.variables = variables.empty() ? TransferBlock(synth, context, start.extra) : std::move(variables);
   RunSetup setup;
   setup.registers = start.edit.value_or(setup.registers);
   setup.setRegisters = !start.edit;
@@ -109,7 +122,9 @@ MacroOutcome RunTransferMacro(ScriptServices& services, TransferContext& context
   MacroStart start;
   start.x = xValue;
   start.extra = extra;
-  return RunMacro(services, context, synth, code, buffer, start);
+  MacroOutcome outcome = RunMacro(services, context, synth, code, buffer, start);
+  TakeAttempts(context, outcome.variables[kAttemptsEntry]);
+  return outcome;
 }
 
 int MidiMacroB(ScriptServices& services, TransferContext& context, std::span<const std::uint8_t> code,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <span>
 #include <string>
 #include <utility>
@@ -27,7 +28,8 @@ class ServicesLine final : public ProtocolLine {
     context_.awaited = AnswerTo(synth, context_, 0, synth.fileSize, true);
   }
   RefusedMessage Refused() const override { return context_.passedOver; }
-  int ExtraAttempts() const override { return context_.extraAttempts; }
+  int ExtraAttempts() const override { return std::max(context_.extraAttempts - context_.spentAttempts, 0); }
+  void SpendAttempts() override { context_.spentAttempts = std::max(context_.spentAttempts, context_.extraAttempts); }
   void Delay(std::uint32_t ms) override;
   void AllPortReceiving(AcceptAny mode) override { context_.acceptAny = mode; }
   bool Cancelled() const override;

@@ -201,7 +201,8 @@ bool TransferRun::ReceivePiece(int patch) {
       patch >= 0 && afterSilence_ && !transfer_->startedAtPanel_ && (synth_->optionBits & kMayMiss) == 0;
   int attempts = 0;
   bool heard = false;
-  for (int failed = 0;;) {
+  context_.spentAttempts = 0;
+  for (;;) {
     piece_ = TryPiece(patch, window);
     ++attempts;
     heard = heard || context_.receivedBytes > 0 || !context_.pieceBytes.empty();
@@ -218,7 +219,7 @@ bool TransferRun::ReceivePiece(int patch) {
       readings.push_back(left);
       if (TakeAgreed(readings, patch, window) || readings.size() == kMostReadings) break;
     }
-    if (!MayAskAgain() || (!came && failed++ >= AttemptsLeft())) break;
+    if (!MayAskAgain() || (!came && context_.spentAttempts++ >= AttemptsLeft())) break;
     if (!came) ++context_.retriedPieces;
     // An instrument that has answered does not leave the user waiting for what it owes.
     if (!IsSilence(piece_.code) || !context_.pieceBytes.empty()) context_.hasIoWindow = false;
@@ -235,7 +236,7 @@ bool TransferRun::ReceivePiece(int patch) {
     std::copy(left.begin(), left.end(), window.begin());
   }
   if (failure_ == 0) {
-    result_.attempts = attempts;
+    result_.attempts = piece_.code > 0 ? attempts : std::max(attempts, context_.spentAttempts);
     result_.answered = heard;
   }
   return EndPiece(patch, former, window);

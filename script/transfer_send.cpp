@@ -178,14 +178,16 @@ bool TransferEngine::SendEnded(const TransferContext& context) const {
 // A piece that is refused or not answered goes out again, as often as one that does not come is asked for.
 int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset) {
   TransferContext& context = sending.context;
-  for (int attempt = 0;; ++attempt) {
+  context.spentAttempts = 0;
+  for (;;) {
     context.unanswered = context.refused = false;
     const int result = SendPart(sending, patchIndex, flags, patchOffset);
     if (result >= 0 || SendEnded(context) || !(context.unanswered || context.refused)) return result;
-    if (attempt < context.extraAttempts) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
+    const bool again = context.spentAttempts++ < context.extraAttempts;
+    if (again) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
     if (SendEnded(context)) return result;
-    if (attempt >= context.extraAttempts) {
-      if (context.attempts == 0) context.attempts = attempt + 1;
+    if (!again) {
+      if (context.attempts == 0) context.attempts = context.spentAttempts;
       if (context.refused) ++context.refusedPieces;
       if (context.sendCause == TransferCause::kNone)
         context.sendCause = context.refused ? TransferCause::kNotTaken : TransferCause::kNoAnswer;

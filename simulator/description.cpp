@@ -2,15 +2,13 @@
 
 #include <algorithm>
 
-#include "simulator/description_lines.h"
+#include "simulator/protocol_reader.h"
 #include "simulator/text_tools.h"
 #include "simulator/wire_codecs.h"
 
 namespace tonalith {
 namespace {
 
-constexpr int kMaxItems = 4096;
-constexpr int kMaxItemBytes = 65536;
 constexpr std::size_t kMaxDescriptionBytes = 1U << 20;
 
 // The inside of the brackets and the closing one.
@@ -29,9 +27,9 @@ bool SendRange(std::string_view text, RuleInfo::Send* send) {
 }
 
 // Reads the lines of one description into the record; what is wrong with a line is noted, and the reading goes on.
-class DescriptionReader : private DescriptionLines {
+class DescriptionReader : private ProtocolReader {
  public:
-  explicit DescriptionReader(std::string_view text) : DescriptionLines(text) {}
+  explicit DescriptionReader(std::string_view text) : ProtocolReader(text) {}
 
   DescriptionResult Read(const std::string& source) {
     ReadLines();
@@ -55,15 +53,7 @@ class DescriptionReader : private DescriptionLines {
     if (block_ == "message") return MessageLine(out_.messages.back());
     if (block_ == "rule") return RuleLine(out_.rules.back());
     if (block_ == "status") return StatusLine();
-    if (block_ == "parts") return PartsLine(*out_.parts);
-    if (block_ == "roland") return RolandLine();
-    if (block_ == "parts") return PartsLine(*out_.parts);
-    if (block_ == "casio") return CasioLine();
-    if (block_ == "hydra") return HydraLine();
-    if (block_ == "kits") return KitLine(*out_.kits);
-    if (block_ == "packets") return PacketLine(*out_.packets);
-    if (block_ == "file_transfer") return FileTransferLine();
-    return false;
+    return ProtocolLine();
   }
 
   bool OpenBlock(const std::string& name) override {
@@ -82,61 +72,12 @@ class DescriptionReader : private DescriptionLines {
       out_.rules.emplace_back();
       out_.rules.back().key = name;
       out_.rules.back().line = line();
-    } else if (block_ == "parts") {
-      out_.parts.emplace();
-    } else if (block_ == "roland") {
-      out_.roland.emplace();
-    } else if (block_ == "casio") {
-      out_.casio.emplace();
-    } else if (block_ == "hydra") {
-      out_.hydra.emplace();
-    } else if (block_ == "kits") {
-      out_.kits.emplace();
-    } else if (block_ == "packets") {
-      out_.packets.emplace();
-    } else if (block_ == "file_transfer") {
-      out_.fileTransfer.emplace();
     } else if (block_ == "instrument") {
       out_.line = line();
     } else {
-      return block_ == "status";
+      return block_ == "status" || OpenProtocol();
     }
     return true;
-  }
-
-  bool Area(std::string_view areaKey, int& target) {
-    target = out_.FindArea(areaKey);
-    if (target < 0) {
-      Fail("there is no area \"" + std::string(areaKey) + "\" before this line");
-      target = 0;
-    }
-    return true;
-  }
-  // Words that are all numbers within a range.
-  std::optional<std::vector<int>> Numbers(std::string_view text, int base16) {
-    std::vector<int> numbers;
-    for (const std::string_view word : BlankSeparatedWords(text)) {
-      const auto number = base16 != 0 ? ReadSimNumber("0x" + std::string(word)) : ReadSimNumber(word);
-      if (!number || *number < -65536 || *number > 65536) {
-        Fail("\"" + std::string(word) + "\" is no number");
-        return std::nullopt;
-      }
-      numbers.push_back(*number);
-    }
-    return numbers;
-  }
-  std::uint32_t Address(std::string_view text) {
-    const auto groups = Numbers(text, 1);
-    std::uint32_t address = 0;
-    if (!groups || groups->size() > 4 || groups->empty()) {
-      Fail("an address is one to four 7-bit bytes");
-      return 0;
-    }
-    for (const int group : *groups) {
-      if (group < 0 || group > 127) Fail("an address is one to four 7-bit bytes");
-      address = address << 7 | (static_cast<std::uint32_t>(group) & 0x7F);
-    }
-    return address;
   }
 
   bool InstrumentLine() {
@@ -463,13 +404,9 @@ class DescriptionReader : private DescriptionLines {
       message.sum = SumKind::kUnpacked;
     } else {
       Fail("\"" + std::string(value_) + "\" is no checksum",
-           "docs/simulator.md has the checksums: negative FROM, running FROM, blocks FROM ITEMS, counted, unpacked, kawai.");
+           "docs/simulator.md has the checksums: negative FROM, running FROM, blocks FROM ITEMS, counted, unpacked, "
+           "kawai.");
     }
-    return true;
-  }
-
-  bool Sends(std::vector<RuleInfo::Send>& sends) {
-    if (!ParseSends(value_, &sends)) Fail("expected messages and ranges like [0..99]");
     return true;
   }
 
@@ -512,7 +449,8 @@ class DescriptionReader : private DescriptionLines {
       else if (value_ == "nothing")
         rule.action = Action::kNothing;
       else
-        Fail("\"" + std::string(value_) + "\" is no action", "docs/simulator.md has the actions: mode, protect, device, nothing.");
+        Fail("\"" + std::string(value_) + "\" is no action",
+             "docs/simulator.md has the actions: mode, protect, device, nothing.");
       return true;
     }
     return false;
@@ -536,18 +474,6 @@ class DescriptionReader : private DescriptionLines {
     return true;
   }
 
-  bool PartsLine(PartsInfo& parts) {
-    if (key_ == "setup") return Area(value_, parts.setupArea);
-    if (key_ == "voices") return Area(value_, parts.voiceArea);
-    if (key_ == "buffers") return Area(value_, parts.bufferArea);
-    if (key_ == "first") return Number(parts.first, 0, kMaxItemBytes);
-    if (key_ == "stride") return Number(parts.stride, 1, kMaxItemBytes);
-    if (key_ == "channel") return Number(parts.channel, 0, kMaxItemBytes);
-    if (key_ == "bank") return Number(parts.bank, 0, kMaxItemBytes);
-    if (key_ == "number") return Number(parts.number, 0, kMaxItemBytes);
-    return key_ == "bank_size" && Number(parts.bankSize, 1, kMaxItems);
-  }
-
   // "NUMBER:OFFSET ..." in hexadecimal and decimal
   bool Offsets(RuleInfo& rule) {
     for (const std::string_view word : BlankSeparatedWords(value_)) {
@@ -562,100 +488,6 @@ class DescriptionReader : private DescriptionLines {
   }
 
   bool StatusLine() { return Pattern(out_.statuses[key_.text()]); }
-
-  bool RolandLine() {
-    RolandInfo& roland = *out_.roland;
-    int number = 0;
-    if (key_ == "model") {
-      Number(number, 0, 127);
-      roland.model = static_cast<std::uint8_t>(number);
-      return true;
-    }
-    if (key_ == "address_bytes") return Number(roland.addressBytes, 3, 4);
-    if (key_ == "packet") return Number(roland.packet, 1, 4096);
-    if (key_ == "crosses") return YesNo(roland.crosses);
-    if (key_ == "handshake") return YesNo(roland.handshake);
-    if (key_ == "one_area") return YesNo(roland.oneArea);
-    if (key_ != "dump") return false;
-    const auto pieces = SeparatedPieces(value_, '/');
-    if (pieces.size() != 2) return Fail("expected address / size"), true;
-    roland.dump.push_back({Address(pieces[0]), Address(pieces[1])});
-    return true;
-  }
-
-  bool CasioLine() {
-    if (key_ == "ready_ms") return Number(out_.casio->readyMs, 0, 60000);
-    if (key_ == "timeout_ms") return Number(out_.casio->timeoutMs, 1, 60000);
-    if (key_ != "block") return false;
-    const auto words = BlankSeparatedWords(value_);
-    const auto first = words.size() == 2 ? ReadSimNumber("0x" + std::string(words[1])) : std::nullopt;
-    if (!first || *first < 0 || *first > 127) return Fail("expected an area and its first tone number"), true;
-    CasioInfo::Block block;
-    Area(words[0], block.area);
-    block.first = *first;
-    out_.casio->blocks.push_back(block);
-    return true;
-  }
-
-  bool FileTransferLine() {
-    if (key_ == "frame") {
-      if (value_.find("{command}") == std::string_view::npos) Fail("the frame needs a {command}");
-      return Pattern(out_.fileTransfer->frame);
-    }
-    return key_ == "data" && Sends(out_.fileTransfer->data);
-  }
-
-  bool PacketLine(PacketInfo& packets) {
-    if (key_ == "frame") return Pattern(packets.frame);
-    if (key_ == "user") return Area(value_, packets.userArea);
-    if (key_ == "edit") return Area(value_, packets.editArea);
-    if (key_ == "rom") return Area(value_, packets.romArea);
-    if (key_ == "rom_number") return Number(packets.rom, 1, 127);
-    if (key_ == "rom_instruments") return Number(packets.romInstruments, 0, 16383);
-    if (key_ == "gap_ms") return Number(packets.gapMs, 0, 60000);
-    if (key_ == "preset_parameter") return Number(packets.presetSelect, 0, 16383);
-    if (key_ == "layer_parameter") return Number(packets.layerSelect, 0, 16383);
-    if (key_ == "layer_stride") return Number(packets.layerStride, 0, kMaxItemBytes);
-    if (key_ == "counts") {
-      if (auto numbers = Numbers(value_, 0)) packets.counts = *numbers;
-      return true;
-    }
-    if (key_ == "bytes") return Words(packets, 1, false);
-    if (key_ == "words") return Words(packets, 2, false);
-    return key_ == "layer_words" && Words(packets, 2, true);
-  }
-
-  // bank = "AREA CODE CONTROLLER", the numbers in hexadecimal
-  bool KitLine(KitInfo& kits) {
-    if (key_ == "multis") return Area(value_, kits.multiArea);
-    if (key_ == "memory") return Number(kits.memoryBytes, 1, 1 << 20);
-    if (key_ == "backup_ms") return Number(kits.backupMs, 0, 60000);
-    if (key_ != "bank") return false;
-    const auto words = BlankSeparatedWords(value_);
-    const auto numbers = words.size() == 3 ? Numbers(value_.substr(words[0].size()), 1) : std::nullopt;
-    if (!numbers) return Fail("expected an area, its code and its bank select"), true;
-    KitInfo::Bank& bank = kits.banks.emplace_back();
-    bank.code = (*numbers)[0];
-    bank.controller = (*numbers)[1];
-    return Area(words[0], bank.area);
-  }
-
-  // "FIRST LAST OFFSET"
-  bool Words(PacketInfo& packets, int bytes, bool layered) {
-    const auto numbers = Numbers(value_, 0);
-    if (!numbers || numbers->size() != 3 || (*numbers)[0] > (*numbers)[1] || (*numbers)[2] < 0)
-      return Fail("expected the first and the last number and the place of the first"), true;
-    packets.words.push_back({(*numbers)[0], (*numbers)[1], (*numbers)[2], bytes, layered});
-    return true;
-  }
-
-  bool HydraLine() {
-    if (key_ == "area") return Area(value_, out_.hydra->area);
-    if (key_ == "version") return Number(out_.hydra->version, 0, 255);
-    return false;
-  }
-
-  InstrumentDescription out_;
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "data/hex_text.h"
+#include "script/protocols/protocol_line.h"
 
 namespace tonalith {
 
@@ -18,6 +19,10 @@ std::string Set(const char* variable, const std::string& value) {
 
 std::string Verdict(ExchangeVerdict verdict) {
   return Set(kVerdictVariable, std::to_string(static_cast<int>(verdict)));
+}
+
+std::string Num(ExchangeVerdict verdict) {
+  return std::to_string(static_cast<int>(verdict));
 }
 
 std::string If(const char* condition, const std::string& text) {
@@ -93,13 +98,24 @@ std::string AwaitText(const ExchangeAnswers& answers) {
          If("IFLQ V10", Verdict(ExchangeVerdict::kSilent)) + If("IFG V10", judged) + "GO\nGF 0\nClrSysXAccept\n";
 }
 
+namespace {
+
+// Where there was silence, what this side said may be lost: the exchange is begun again instead.
+std::string SilenceText(const std::string& giveUp) {
+  return std::string("M") + kFoundVariable + " @ V10  M" + kFoundVariable + " + " +
+         std::to_string(-transfer_code::kQuiet) + "\n" +
+         If((std::string("IFN ") + kFoundVariable).c_str(), Verdict(ExchangeVerdict::kSilent) + giveUp);
+}
+
+}  // namespace
+
 std::string BudgetText() {
   return std::string("M") + kBudgetVariable + " = " + kLeftVariable + "\n";
 }
 
 std::string BlockText(const ExchangeBlock& block) {
   const std::string first = std::string("IFN ") + kTurnVariable, later = std::string("IF ") + kTurnVariable;
-  const std::string failed = std::string("IF ") + kVerdictVariable, good = std::string("IFN ") + kVerdictVariable;
+  const std::string good = std::string("IFN ") + kVerdictVariable;
   const std::string left = std::string("IF ") + kTriesVariable, none = std::string("IFN ") + kTriesVariable;
   const auto stage = [](const ExchangeMessage& message) { return TransmitDataText(message, false) + "TR 0\n"; };
   std::string check = Verdict(ExchangeVerdict::kTaken);
@@ -115,14 +131,14 @@ std::string BlockText(const ExchangeBlock& block) {
   const std::string again = block.request
                                 ? If(first.c_str(), stage(*block.request)) + If(later.c_str(), stage(block.again))
                                 : stage(block.again);
-  const std::string giveUp = Set(kDueVariable, "0") + Set(kFailedVariable, kVerdictVariable) + Set(kLeftVariable, "0");
-  const std::string once =
-      std::string("GP ") + kPlaceVariable + "\nManageMidiErrors 1\nR " + std::to_string(block.size) +
-      "\nManageMidiErrors 0\n" + Verdict(ExchangeVerdict::kSilent) +
-      If(("IFQ V10 " + std::to_string(block.size)).c_str(), check) +
-      If(good.c_str(), Set(kDueVariable, "0") + stage(block.taken)) +
-      If(failed.c_str(),
-         If(none.c_str(), giveUp) + If(left.c_str(), std::string("M") + kTriesVariable + " - 1\n" + again));
+  const std::string giveUp = Set(kDueVariable, "0") + Set(kFailedVariable, kVerdictVariable);
+  const std::string once = std::string("GP ") + kPlaceVariable + "\nManageMidiErrors 1\nR " +
+                           std::to_string(block.size) + "\nManageMidiErrors 0\n" + Verdict(ExchangeVerdict::kAgain) +
+                           If(("IFQ V10 " + std::to_string(block.size)).c_str(), check) +
+                           If(good.c_str(), Set(kDueVariable, "0") + stage(block.taken)) + SilenceText(giveUp) +
+                           If((std::string("IFQ ") + kVerdictVariable + " " + Num(ExchangeVerdict::kAgain)).c_str(),
+                              If(none.c_str(), giveUp + Set(kLeftVariable, "0")) +
+                                  If(left.c_str(), std::string("M") + kTriesVariable + " - 1\n" + again));
   return (block.request ? If(first.c_str(), stage(*block.request)) : std::string()) + Set(kDueVariable, "1") +
          Set(kTriesVariable, kBudgetVariable) + "L " + std::to_string(kMostTries) + " [\n" +
          If((std::string("IF ") + kDueVariable).c_str(), once) + "]\nM" + kPlaceVariable + " + " +

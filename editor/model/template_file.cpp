@@ -10,10 +10,10 @@ namespace {
 
 constexpr TemplateTag kMagic = MakeTag("ZKTM");
 constexpr TemplateTag kOldMagic = MakeTag("FORM");
-constexpr TemplateTag kWindow = MakeTag("GLBL");
-constexpr TemplateTag kControls = MakeTag("CTLS");
-constexpr TemplateTag kText = MakeTag("TEXT");
-constexpr TemplateTag kMacros = MakeTag("MACR");
+constexpr TemplateTag kWindowBlock = MakeTag("GLBL");
+constexpr TemplateTag kControlBlock = MakeTag("CTLS");
+constexpr TemplateTag kTextBlock = MakeTag("TEXT");
+constexpr TemplateTag kMacroBlock = MakeTag("MACR");
 constexpr std::uint8_t kNewestVersion = 5;
 constexpr std::uint8_t kNewestSubversion = 1;
 constexpr std::uint8_t kOldFlags = 205;
@@ -100,7 +100,7 @@ const TemplateBlock* TemplateFile::Find(TemplateTag tag) const {
 }
 
 std::string TemplateFile::Text() const {
-  const TemplateBlock* block = Find(kText);
+  const TemplateBlock* block = Find(kTextBlock);
   if (!block) return {};
   const auto plain = Deciphered(block->bytes, window, WindowRecord::kCipherText);
   return {plain.begin(), std::find(plain.begin(), plain.end(), 0)};
@@ -108,7 +108,7 @@ std::string TemplateFile::Text() const {
 
 std::vector<TemplateMacro> TemplateFile::Macros() const {
   std::vector<TemplateMacro> macros;
-  const TemplateBlock* block = Find(kMacros);
+  const TemplateBlock* block = Find(kMacroBlock);
   if (!block) return macros;
   constexpr std::size_t kSmallest = 6;
   TemplateReader reader(block->bytes);
@@ -131,8 +131,8 @@ void TemplateFile::SetMacros(const std::vector<TemplateMacro>& macros) {
     writer.U32(static_cast<std::uint32_t>(macro.code.size()));
     writer.Bytes(Enciphered(macro.code, window, WindowRecord::kCipherMacro));
   }
-  auto block = std::find_if(blocks.begin(), blocks.end(), [](const TemplateBlock& b) { return b.tag == kMacros; });
-  if (block == blocks.end()) block = blocks.insert(blocks.end(), TemplateBlock{kMacros, {}});
+  auto block = std::find_if(blocks.begin(), blocks.end(), [](const TemplateBlock& b) { return b.tag == kMacroBlock; });
+  if (block == blocks.end()) block = blocks.insert(blocks.end(), TemplateBlock{kMacroBlock, {}});
   block->bytes = writer.Take();
 }
 
@@ -150,7 +150,7 @@ Result ReadTemplate(std::span<const std::uint8_t> bytes, TemplateFile* out) {
     const std::uint32_t length = reader.U32();
     if (length > reader.left()) return Result::Failure("block \"" + TagText(tag) + "\" is cut off.");
     const auto block = reader.Bytes(length);
-    if (tag == kControls) {
+    if (tag == kControlBlock) {
       controls = block;
       found = true;
       continue;
@@ -160,7 +160,7 @@ Result ReadTemplate(std::span<const std::uint8_t> bytes, TemplateFile* out) {
   if (!found) return Result::Failure("the template has no controls.");
   const auto behind = reader.Bytes(reader.left());
   panel.behind.assign(behind.begin(), behind.end());
-  if (const TemplateBlock* window = panel.Find(kWindow)) {
+  if (const TemplateBlock* window = panel.Find(kWindowBlock)) {
     const std::size_t stored = std::min(window->bytes.size(), kWindowRecordSize);
     std::copy_n(window->bytes.begin(), stored, panel.window.bytes.begin());
     if (Result sound = CheckWindow(panel.window, stored); !sound.ok()) return sound;
@@ -173,7 +173,7 @@ Result ReadTemplate(std::span<const std::uint8_t> bytes, TemplateFile* out) {
 std::vector<std::uint8_t> WriteTemplate(const TemplateFile& panel) {
   TemplateWriter writer;
   writer.U32(kMagic);
-  const TemplateBlock* windowBlock = panel.Find(kWindow);
+  const TemplateBlock* windowBlock = panel.Find(kWindowBlock);
   for (const TemplateBlock& block : panel.blocks) {
     if (&block != windowBlock) {
       writer.Chunk(block.tag, block.bytes);
@@ -184,13 +184,13 @@ std::vector<std::uint8_t> WriteTemplate(const TemplateFile& panel) {
     std::vector<std::uint8_t> stored = block.bytes;
     if (stored.empty()) stored.resize(kWindowRecordSize);
     std::copy_n(window.bytes.begin(), std::min(stored.size(), kWindowRecordSize), stored.begin());
-    writer.Chunk(kWindow, stored);
+    writer.Chunk(kWindowBlock, stored);
   }
   TemplateWriter controls;
   controls.U32(static_cast<std::uint32_t>(panel.controls.size()));
   for (const ControlRecord& record : panel.controls)
     controls.Chunk(record.tag, Enciphered(WriteControlRecord(record), panel.window, WindowRecord::kCipherControl));
-  writer.Chunk(kControls, controls.Take());
+  writer.Chunk(kControlBlock, controls.Take());
   writer.Bytes(panel.behind);
   return writer.Take();
 }

@@ -70,6 +70,7 @@ class BuiltInProtocols {
   void KorgModeChange(const Synth& synth);
   int AwaitRolandData(const AnswerStep& answer, std::vector<std::uint8_t>& reply, std::int64_t expected,
                       std::int64_t& start);
+  int GaveUp(int code);
   int ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer);
   int ReceiveRolandHandshake(const Synth& synth, ByteWindow buffer);
   int SendRolandOneWay(const Synth& synth, ByteWindow buffer);

@@ -85,6 +85,7 @@ int BuiltInProtocols::MidiReceiveCasioPatch(const Synth& synth, ByteWindow slot,
     // The exchange ends before it is begun again.
     if (attempt < line_.ExtraAttempts()) line_.Send(kCasioAccept);
   }
+  line_.SpendAttempts();
   return line_.Cancelled() ? transfer_code::kNoResponse : transfer_code::kNoEnd;
 }
 

@@ -57,8 +57,10 @@ class ProtocolLine {
   virtual void AwaitImage(const Synth& synth) { (void)synth; }
   // What the last Receive passed over.
   virtual RefusedMessage Refused() const { return {}; }
-  // How often a damaged piece is asked for again.
+  // How often a damaged piece may still be asked for again.
   virtual int ExtraAttempts() const { return 2; }
+  // It was, so that the exchange is not begun again either.
+  virtual void SpendAttempts() {}
   // Milliseconds of silence before the next message on the output port; while events are recorded it is recorded.
   virtual void Delay(std::uint32_t ms) = 0;
   virtual void AllPortReceiving(AcceptAny mode) = 0;

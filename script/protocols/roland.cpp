@@ -212,6 +212,12 @@ int BuiltInProtocols::AwaitRolandData(const AnswerStep& answer, std::vector<std:
   return transfer_code::kWrongCount;
 }
 
+// A part of the data was asked for as often as a piece is.
+int BuiltInProtocols::GaveUp(int code) {
+  line_.SpendAttempts();
+  return code;
+}
+
 int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer) {
   SetRolandReceiveMode(20);
   const RolandPlace place(synth);
@@ -235,7 +241,8 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
       // A piece that is lost or damaged is asked for again; nobody there at all is not.
       const bool lost = command == transfer_code::kNoResponse && (offset > 0 || line_.Refused().any);
       const bool isDamaged = command == transfer_code::kNoEnd || command == transfer_code::kWrongCount;
-      if (!(lost || isDamaged) || line_.Cancelled() || ++damaged > line_.ExtraAttempts()) return command;
+      if (!(lost || isDamaged) || line_.Cancelled()) return command;
+      if (++damaged > line_.ExtraAttempts()) return GaveUp(command);
       believed = 0;
       line_.Delay(synth.dumpRequest[16] * 10u + 60u);
       continue;
@@ -247,7 +254,7 @@ int BuiltInProtocols::ReceiveRolandOneWay(const Synth& synth, ByteWindow buffer)
       if (std::exchange(doubted, offset) != offset)
         believed = 0;
       else if (believed != 0 && ++damaged > line_.ExtraAttempts())
-        return transfer_code::kNoEnd;
+        return GaveUp(transfer_code::kNoEnd);
       else if (believed == 0)
         believed = size - missing;
       line_.Delay(synth.dumpRequest[16] * 10u + 60u);
@@ -287,8 +294,8 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
   std::vector<std::uint8_t> reply;
   // Once data flows, the instrument says it again; false when it did so too often.
   const auto repeat = [&] {
-    if ((storedBytes == 0 && !line_.Refused().any) || line_.Cancelled() || ++damaged > line_.ExtraAttempts())
-      return false;
+    if ((storedBytes == 0 && !line_.Refused().any) || line_.Cancelled()) return false;
+    if (++damaged > line_.ExtraAttempts()) return GaveUp(0) != 0;
     line_.Stage(RolandSign(synth, kErr));
     return true;
   };
@@ -325,7 +332,7 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
 
     again = 0;
     if (!SumIsRight(message)) {
-      if (++damaged > line_.ExtraAttempts()) return fail(transfer_code::kNoEnd);
+      if (++damaged > line_.ExtraAttempts()) return fail(GaveUp(transfer_code::kNoEnd));
       line_.Stage(RolandSign(synth, kErr));
       continue;
     }

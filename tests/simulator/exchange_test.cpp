@@ -456,6 +456,9 @@ TEST(Fb01, InstrumentsTakeTheVoicesTheConfigurationNames) {
   EXPECT_EQ(fb->Item("instruments", 3)[0x16], 0xED);
   host.Ask("F0 43 1C 15 40 01 04 F7");  // by channel
   EXPECT_EQ(fb->Item("instruments", 3)[0], 'A');
+  host.Ask("F0 43 75 70 7C 08 11 7C 09 22 F7");  // two events
+  EXPECT_EQ(fb->Item("current", 0)[32 + 48 + 8], 0x11);
+  EXPECT_EQ(fb->Item("current", 0)[32 + 48 + 9], 0x22);
   EXPECT_EQ(host.Ask("F0 43 75 00 2B 40 5F F7"), Hex("F0 43 60 02 F7"));
   EXPECT_EQ(fb->Item("voices", 95), fb->Item("instruments", 3));
   EXPECT_EQ(host.Ask("F0 43 75 00 20 40 0F F7"), Hex("F0 43 60 02 F7"));
