@@ -107,4 +107,7 @@ bool SplitChartRange(std::string_view text, std::string* first, std::string* las
 // The values of the variable of a section, in order.
 std::vector<ChartVariable> ChartVariables(const ChartSection& section, ChartProblems* problems);
 
+// Nothing of the data type can be sent, as the chart says.
+bool IsChartReadonly(const ChartType& type, ChartProblems* problems);
+
 }  // namespace tonalith

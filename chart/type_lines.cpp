@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "chart/message_bytes.h"
 #include "data/hex_text.h"
 #include "data/number_format.h"
 #include "platform/text.h"
@@ -36,13 +37,6 @@ const ChartItem* LastData(const ChartMessage& message) {
   for (const ChartItem& item : message.items)
     if (item.kind == ChartItemKind::kData) last = &item;
   return last;
-}
-
-// Sums of bytes in nibbles count the bytes.
-std::uint32_t SumCount(const ChartItem& sum) {
-  constexpr int kOfNibbles[] = {2, 6, 12};
-  const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
-  return nibbles ? sum.sumSize / 2 : sum.sumSize;
 }
 
 // A number of the words table, by the word of an entry.
@@ -367,7 +361,7 @@ class DescriptorWriter {
       }
       const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
       const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
+          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) + " " + Num(place + sum->offset);
       if (plain) lines_.Put("checksum", numbers, sum->at);
       if (!plain || sum->orByte >= 0)
         verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
