@@ -160,19 +160,6 @@ void AddFile(const std::string& name, ChartLines lines, ChartModule* module) {
   module->places[name] = std::move(lines.places);
 }
 
-// Where the data lies in data of several messages.
-std::vector<std::pair<std::uint32_t, std::uint32_t>> PiecesOf(const ChartType& type) {
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces;
-  if (type.dump.size() < 2) return pieces;
-  std::uint32_t at = 0;
-  for (const ChartMessage& message : type.dump) {
-    for (const ChartItem& item : message.items)
-      if (item.kind == ChartItemKind::kData) pieces.emplace_back(at + item.offset, item.size);
-    at += message.size;
-  }
-  return pieces;
-}
-
 Result ReadChartFile(const std::filesystem::path& path, std::string* text) {
   return ReadWholeFile(path.string(), *text, kMaxChartFile);
 }
@@ -192,7 +179,7 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems, const 
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
   for (const ChartType& type : instrument.types) {
-    module.types.push_back({type.section->name, type.name, type.holds, PiecesOf(type)});
+    module.types.push_back({type.section->name, type.name, type.holds});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
   }
   for (const ChartSection& section : chart.sections) {

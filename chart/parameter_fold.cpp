@@ -140,8 +140,8 @@ std::size_t Wide(std::string_view text) {
 std::string Step(std::int64_t step, bool hex) {
   if (!hex) return std::to_string(step);
   return step < kSeptetValues ? Printf("%02X", static_cast<unsigned>(step))
-                        : Printf("%02X %02X", static_cast<unsigned>(step / kSeptetValues % kSeptetValues),
-                                 static_cast<unsigned>(step % kSeptetValues));
+                              : Printf("%02X %02X", static_cast<unsigned>(step / kSeptetValues % kSeptetValues),
+                                       static_cast<unsigned>(step % kSeptetValues));
 }
 
 struct Printed {

@@ -360,8 +360,8 @@ class DescriptorWriter {
         if (times > 1) step = sums[i + 1].second + sums[i + 1].first->offset - place - sum->offset;
       }
       const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
-      const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) + " " + Num(place + sum->offset);
+      const std::string numbers = Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) +
+                                  " " + Num(place + sum->offset);
       if (plain) lines_.Put("checksum", numbers, sum->at);
       if (!plain || sum->orByte >= 0)
         verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
