@@ -22,7 +22,6 @@ namespace {
 
 constexpr std::uint8_t kSysExStart = 0xF0;
 constexpr std::uint8_t kExactSize = 2;  // of Synth::optionBits
-constexpr std::size_t kNamedMissing = 5;
 
 // A data type as it was built.
 struct BuiltType {
@@ -193,22 +192,25 @@ class FieldFiles {
     std::vector<std::string> missing;
     const PatchConversion conversion =
         DerivePatchConversion(bank.table, bank.synth(), patch->table, patch->synth(), &missing);
-    if (!missing.empty()) {
-      std::string names;
-      for (std::size_t i = 0; i < std::min(missing.size(), kNamedMissing); ++i)
-        names += (names.empty() ? "" : ", ") + missing[i];
-      if (missing.size() > kNamedMissing) names += " ...";
-      Sentence(bank.names.section, "the parameters of \"" + bank.names.section + "\" and \"" + patch->names.section +
-                                       "\" have not the same names (" + names + ")");
-    }
+    for (const std::string& name : missing) Unpaired(name, bank.names.section, patch->names.section);
     File(PatchConversionName(bank.synth().driverId), PatchConversionText(conversion));
   }
 
-  // A mistake of the whole section of parameters.
-  void Sentence(const std::string& name, const std::string& text) {
-    for (const ChartSection& section : chart_.sections)
-      if (section.kind == "parameters" && section.name == name)
-        return problems_.Add(section.nameAt, section.name, text, "the same names in both sections");
+  // A parameter that only one of two sections has, at its row.
+  void Unpaired(const std::string& name, const std::string& bank, const std::string& patch) {
+    constexpr std::size_t kNameCell = 1;
+    const ChartCell* row = nullptr;
+    for (const ChartSection& section : chart_.sections) {
+      if (section.kind != "parameters" || (section.name != bank && section.name != patch)) continue;
+      // A repeat puts its own name in front.
+      for (const ChartRow& one : section.rows)
+        if (one.cells.size() > kNameCell && name.ends_with(one.cells[kNameCell].text) &&
+            (!row || one.cells[kNameCell].text.size() > row->text.size()))
+          row = &one.cells[kNameCell];
+    }
+    if (row)
+      problems_.Add(row->at, row->text, "only one of \"" + bank + "\" and \"" + patch + "\" has this parameter",
+                    "the same names in both sections");
   }
 
   void References(const ChartSection& section) {

@@ -306,6 +306,7 @@ int MacroStatements::RolandStep(ZKMacro& m, const Op&) {
   const ScriptWait wait(session);
   const int r = session.services.MacroRoland(*s.synth, FromCursor(s.receive), Entry(s, 3), Entry(s, 0), Entry(s, 1),
                                              Entry(s, 2), session.context);
+  SetEntry(s, kReceiveResultEntry, r);
   if (r < 0) return r;
   Advance(s.receive, std::min<std::int64_t>(r, std::max<std::int64_t>(s.receive.memory.size() - s.receive.pos, 0)));
   return 0;

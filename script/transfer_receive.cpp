@@ -323,10 +323,9 @@ TransferRun::Attempt TransferRun::TryPiece(int patch, std::span<std::uint8_t> wi
   const bool dropped = r == 0;
   const std::size_t size = std::min(dropped ? came : static_cast<std::size_t>(r), window.size());
   const auto& sizes = context_.acceptedSizes;
-  // Places for odd sizes are even.
-  const bool whole = size == window.size() || (size | 1) + 1 == window.size();
-  if (scripted && (synth_->optionBits & kExactSize) && !whole &&
-      std::find(sizes.begin(), sizes.end(), size) == sizes.end())
+  // Patches of odd size have even places; a maker's own exchange fills the image.
+  const bool whole = size == window.size() || (scripted && (size | 1) + 1 == window.size());
+  if ((synth_->optionBits & kExactSize) && !whole && std::find(sizes.begin(), sizes.end(), size) == sizes.end())
     return {transfer_code::kWrongCount};
   const ReceivedState state =
       dropped ? ReceivedState::kDamaged

@@ -24,6 +24,7 @@ constexpr std::int64_t kMostTurns = 1024;
 constexpr std::int64_t kMostPlaces = 256;
 constexpr std::int64_t kDelayUnits = 100;  // of "D" in a millisecond
 constexpr std::size_t kMostIgnored = 2;
+constexpr std::uint8_t kExactSize = 2;  // of the option bits
 
 std::string Num(std::int64_t number) {
   return std::to_string(number);
@@ -579,8 +580,11 @@ Result ExchangeWriter::Area(const Step& step) {
   text_ += std::string("MV3 = ") + kPatchVariable + "  MV3 % " + Num(slots) + "  MV3 * " + Num(*distance) + "  MV3 + " +
            Num(*begin) + "\nMV0 = " + Num(bytes) + "\nMV1 = " + Num(s.rolandHandshake) +
            "\nMV2 = " + (sends_ ? "0" : "1") + "\nRCOMM\n";
-  // The room behind the bytes that are there belongs to the patch.
-  if (!sends_ && size_ > bytes) text_ += "L " + Num(size_ - bytes) + " [\nGPINC\n]\n";
+  if (sends_) return result;
+  // Fewer bytes are no patch; the room behind them belongs to it.
+  const std::string whole = " V10 " + Num(bytes) + "\n";
+  if (s.optionBits & kExactSize) text_ += "IFNQ" + whole + "GP 0\nIFX\n";
+  if (size_ > bytes) text_ += "IFQ" + whole + "L " + Num(size_ - bytes) + " [\nGPINC\n]\nIFX\n";
   return Result::Success();
 }
 

@@ -290,14 +290,15 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
   std::int64_t storedBytes = 0;
   int again = 0;
   int idleRounds = 0;
-  int damaged = 0;  // in a row
+  int damaged = 0;         // in a row
+  bool saidAgain = false;  // and not yet answered
   std::vector<std::uint8_t> reply;
   // Once data flows, the instrument says it again; false when it did so too often.
   const auto repeat = [&] {
     if ((storedBytes == 0 && !line_.Refused().any) || line_.Cancelled()) return false;
     if (++damaged > line_.ExtraAttempts()) return GaveUp(0) != 0;
     line_.Stage(RolandSign(synth, kErr));
-    return true;
+    return saidAgain = true;
   };
   for (;;) {
     if (line_.Cancelled()) return fail(transfer_code::kNoResponse);
@@ -334,6 +335,7 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
     if (!SumIsRight(message)) {
       if (++damaged > line_.ExtraAttempts()) return fail(GaveUp(transfer_code::kNoEnd));
       line_.Stage(RolandSign(synth, kErr));
+      saidAgain = true;
       continue;
     }
     const RolandStored stored = StoreData(message, place, buffer, total);
@@ -348,7 +350,9 @@ int BuiltInProtocols::ReceiveRolandHandshake(const Synth& synth, ByteWindow buff
     } else if (++idleRounds > kMaxIdleRounds) {
       return fail(transfer_code::kCommunication);
     }
-    line_.Stage(RolandSign(synth, kAck));
+    // One that comes a second time without being asked for is acknowledged already.
+    if (fresh > 0 || saidAgain) line_.Stage(RolandSign(synth, kAck));
+    saidAgain = false;
   }
 }
 
@@ -370,33 +374,27 @@ int BuiltInProtocols::SendRolandHandshake(const Synth& synth, ByteWindow buffer)
   const RolandPlace place(synth);
   const auto total = static_cast<std::uint32_t>(std::min<std::int64_t>(synth.fileSize, buffer.size()));
   line_.Stage(RolandRange(synth, kWsd, place.groups, place.base, synth.fileSize));
-  std::uint32_t at = 0;
-  bool more = true;
   std::vector<std::uint8_t> reply;
-  while (more) {
+  // Each is sent by the receive of its acknowledgement, which may come at once; the end of data follows the last one.
+  for (std::uint32_t at = 0;; at += kRolandPiece) {
     std::uint8_t command = kWsd;
     for (int again = 0; command == kWsd; ++again) {
       if (again > kMaxAgain) return transfer_code::kTooLarge;
       if (line_.Cancelled()) return transfer_code::kNoResponse;
       reply.assign(static_cast<std::size_t>(kRolandReply), 0);
       const int r = line_.Receive(reply);
+      // The line notes that the last one was not acknowledged; the exchange is ended all the same.
+      if (r == transfer_code::kQuiet && at >= total) break;
       if (r <= 0 || reply[static_cast<std::size_t>(r) - 1] != 0xF7) return transfer_code::kTooLarge;
       reply.resize(static_cast<std::size_t>(r));
       const std::int64_t start = FindStart(reply, kAcknowledgeStart);
       if (start < 0 || start + 4 >= r) return transfer_code::kTooLarge;
       command = reply[static_cast<std::size_t>(start) + 4];
     }
-    if (command != kAck && command != kRqd) return transfer_code::kTooLarge;
+    if (command != kAck && command != kRqd && !(command == kWsd && at >= total)) return transfer_code::kTooLarge;
+    if (at >= total) break;
     const auto piece = buffer.Clamped(at, std::min(kRolandPiece, total - at));
-    const auto message = RolandData(synth, kDat, place.groups, place.base + at, piece);
-    at += static_cast<std::uint32_t>(piece.size());
-    more = piece.size() == kRolandPiece && at < total;
-    if (more) {
-      // Sent by the receive of its acknowledgement, which may come at once.
-      line_.Stage(message);
-    } else if (line_.Send(message) < 0) {
-      return transfer_code::kNoResponse;
-    }
+    line_.Stage(RolandData(synth, kDat, place.groups, place.base + at, piece));
   }
   line_.Send(RolandSign(synth, kEod));
   return static_cast<int>(synth.fileSize);

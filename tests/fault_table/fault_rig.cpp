@@ -1,6 +1,5 @@
 #include "tests/fault_table/fault_rig.h"
 
-#include <set>
 
 #include "data/patch_names.h"
 #include "midi/backends/virtual_backend.h"
@@ -50,7 +49,6 @@ const InstrumentDescription& DescriptionOf(const std::string& key) {
 std::vector<TableType> TableTypes() {
   InstalledModules& modules = InstalledModules::Instance();
   std::vector<TableType> types;
-  std::set<std::string> seen;
   for (const auto& instrument : modules.studio().instruments()) {
     for (const auto& driver : instrument->drivers) {
       TableType type;
@@ -66,11 +64,6 @@ std::vector<TableType> TableTypes() {
       type.byPatch = PatchAddressable(synth) && UsesCommandSequence(synth);
       type.sends = !UsesCommandSequence(synth) || data->transmitScript;
       type.hasChecksum = modules.recognizer().Verify(*data) == ChecksumVerdict::kOk;
-      const std::string alike = type.module + "/" + FieldText(synth.typeKey) + "/" + std::to_string(synth.fileSize) +
-                                "/" + std::to_string(synth.voiceSize) + "/" + std::to_string(data->receiveScriptSize) +
-                                "/" + std::to_string(data->transmitScriptSize) +
-                                ((synth.optionBits & 2) == 0 ? "/" + std::string(FieldText(synth.typeName)) : "");
-      type.isVariant = !seen.insert(alike).second;
       types.push_back(std::move(type));
     }
   }

@@ -28,7 +28,6 @@ struct TableType {
   bool byPatch = false;  // got patch by patch
   bool sends = false;
   bool hasChecksum = false;
-  bool isVariant = false;  // the same scripts and sizes as a type before it
   std::string Name() const { return module + " | " + Latin1ToUtf8(driver->TypeName()); }
 };
 

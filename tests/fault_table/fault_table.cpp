@@ -15,14 +15,6 @@ struct Kind {
   bool get, send;  // where it is tried
 };
 
-// Wrong data that nobody can tell from right data, beside flipped bits of types without a checksum: part of the line.
-constexpr const char* kInvisible[] = {
-    // The number of the bank was lost on the way, and a dump does not carry it.
-    "oberheim-matrix1000 | Patch Bank 2 | get | lost-byte:direction=in,at=4,reply=1",
-    "oberheim-matrix1000 | Patch Bank 2 | get | truncated-reply:direction=in,at=5,reply=1",
-    "oberheim-matrix1000 | Patch Bank 2 | get | no-reply:direction=in,reply=1",
-};
-
 // Faults of single messages; {} becomes the number of the message.
 constexpr Kind kKinds[] = {
     {"lost-byte:reply={}", true, true},        {"corrupt-byte:reply={}", true, true},
@@ -244,9 +236,7 @@ std::string TypeTable::WrongOf(const TableRow& row) const {
   if (const std::string lie = LieOf(row); !lie.empty()) return lie;
   const bool flipped = row.fault.rfind("corrupt-byte", 0) == 0;
   if (row.result.ok) {
-    const bool invisible = std::count(std::begin(kInvisible), std::end(kInvisible), LineOf(row.fault, row.send)) != 0;
-    if (!row.send && !row.same)
-      return invisible || (flipped && !type_.hasChecksum) ? "" : "\"ok\", and the data is wrong";
+    if (!row.send && !row.same) return flipped && !type_.hasChecksum ? "" : "\"ok\", and the data is wrong";
     if (row.send && !row.same)
       return deaf || (flipped && carriedIn && !type_.hasChecksum) ? "" : "\"ok\", and the instrument does not hold it";
   } else {
