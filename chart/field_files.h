@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "chart/chart_text.h"
@@ -14,6 +12,7 @@ namespace tonalith {
 //   Parameters.ID%d.tsv   the parameters; of a bank also when its patches are laid out as the patch it holds
 //   Conversion.ID%d.tsv   of a bank whose patches are laid out in another way than the patch it holds
 //   References.ID%d.tsv   which patches of other banks it plays
+//   Panel.ID%d.pvt        the panel, with its lists in Panel.ID%d.ini.bin
 // A section [parameters NAME / PART] describes the same data in another way: Parameters.ID%d.PART.tsv.
 
 // A data type of the chart, in the order of the drivers.
@@ -21,9 +20,6 @@ struct FieldTypeNames {
   std::string section;  // NAME of its [data NAME]
   std::string name;     // its own; differs where a section makes several
   std::string holds;    // NAME of the patches of a bank, or nothing
-  // Where the data of a patch lies that is several messages: place in the image of the patch, and bytes.  Rows count
-  // the bytes of all of them one after another.
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces = {};
 };
 
 // Adds the files to `module`, which was built of the same chart: its drivers are those of `types`.  Mistakes go to

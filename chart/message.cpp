@@ -113,7 +113,8 @@ class MessageReader {
     Place(nodes, {}, &size, &message.items);
     if (size > kLargest) {
       Wrong(text.at, text.text, "the message becomes too long", "at most 16 MiB");
-      return {};
+      message.items.clear();
+      return message;
     }
     SumRanges(&message.items);
     std::erase_if(message.items, [](const ChartItem& item) { return item.kind == ChartItemKind::kSumFrom; });
@@ -525,10 +526,51 @@ ChartMessage ReadChartMessage(const ChartCell& text, const ChartNames& names, Ch
   return MessageReader(names, problems).Read(text);
 }
 
+std::span<const ChartItemForm> ChartItemForms() {
+  static constexpr ChartItemForm kForms[] = {
+      {"F0", "a byte, two hex digits, capitals", "F0 42 F7"},
+      {"3n",
+       "a digit is a variable: the letter of the device number, `p` the number of the patch, the letter of the "
+       "section, `t` the turn of what stands there several times",
+       "F0 42 3n F7"},
+      {"pp", "a whole byte is a variable", "F0 42 pp F7"},
+      {"28+p", "hex byte plus variable; `b-1` variable less a number", "F0 43 28+p F7"},
+      {"??", "anything; 0 when it is sent; `4?` with one digit open", "F0 42 ?? 4? F7"},
+      {"[01 1B]", "sent so, anything is taken when read", "F0 43 [01 1B] (155) F7"},
+      {"\"LM  8976AE\"", "characters as bytes", "F0 43 \"LM  8976AE\" F7"},
+      {"(26)", "so many bytes of data", "F0 42 (26) F7"},
+      {"(134 nibbles low first)", "so many bytes when unpacked, by a packing of the words below",
+       "F0 10 (134 nibbles low first) F7"},
+      {"(any from 8 step 2)",
+       "data of any size: the message has 8 bytes from F0 to F7 at least, and more in steps of 2; "
+       "both may be left out",
+       "F0 0F (any from 8 step 2) F7"},
+      {"(counted 6 1522 + 4)",
+       "data of any size: the two bytes at 6, the lower seven bits first, say how often 4 bytes "
+       "follow 1522",
+       "F0 42 (counted 6 1522 + 4) F7"},
+      {"sum",
+       "the checksum of the kind that the chart says, over what lies behind the last `<`, without one over the data "
+       "since the last sum; `sum:exclusive-or` of another kind; `sum or 7F` is right with that value, too",
+       "F0 43 (155) sum F7"},
+      {"<", "from here it is summed", "F0 41 < 00 00 (64) sum F7"},
+      {"count",
+       "two bytes of seven bits, the higher first: how many bytes follow up to the next sum or F7; `count low` the "
+       "lower first",
+       "F0 43 count (155) sum F7"},
+      {"NAME", "the message or block of this name", "F0 43 sample F7"},
+      {"{...}*48", "what stands there 48 times; also `NAME*48` and `(128)*32`", "F0 43 {count (64) sum}*48 F7"},
+      {"(120 ms)", "a pause inside the message when it is sent", "F0 43 {(64) (120 ms)}*4 F7"},
+  };
+  return kForms;
+}
+
 bool LooksLikeMessage(std::string_view text) {
   text = TrimmedView(text);
-  return ParseByte(text.substr(0, std::min(text.find_first_of(" \t"), text.size()))).has_value() ||
-         text.starts_with("count") || text.starts_with('(') || text.starts_with('{') || text.starts_with('"');
+  const std::string_view first = text.substr(0, std::min(text.find_first_of(" \t"), text.size()));
+  // A byte alone is a number.
+  return (first.size() >= 2 && first.size() < text.size() && ParseByte(first)) || text.starts_with("count") ||
+         text.starts_with('(') || text.starts_with('{') || text.starts_with('"');
 }
 
 }  // namespace tonalith

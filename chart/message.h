@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,14 @@ ChartMessage ReadChartMessage(const ChartCell& text, const ChartNames& names, Ch
 std::uint32_t PackedSize(int packing, std::uint32_t bytes);
 // True for packings that run through all patches of a bank.
 bool IsThroughPacking(int packing);
+
+// What may stand in a message.
+struct ChartItemForm {
+  const char* item;
+  const char* meaning;
+  const char* example;  // a message with it
+};
+std::span<const ChartItemForm> ChartItemForms();
 
 // True when the text begins as a message does: with a byte, or with the name of one.
 bool LooksLikeMessage(std::string_view text);

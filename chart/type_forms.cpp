@@ -26,6 +26,8 @@ class FormWriter {
 
   void Write(const ChartLines& verify) {
     if (!address_.areas.empty()) {
+      // Data that goes with acknowledgements is that of another type: files are taken as that.
+      if (type_.Has("handshake")) return;
       PutAddressForm(type_, address_, &lines_);
       if (const std::string bank = Numbering({}); !bank.empty()) Put("numberAs", bank, type_.section->at);
       if (type_.Has("complete")) Put("complete", "1", type_.section->at);
@@ -134,6 +136,7 @@ class FormWriter {
   void Slots(const ChartForm& form, const ChartMessage& message, const std::vector<const ChartMessage*>& others) {
     std::string line = PatternOf(message, chart_, type_);
     const ChartItem* data = message.First(ChartItemKind::kData);
+    const std::uint32_t voices = VoicesOf(message);
     const bool same =
         type_.patchwise && message.size == layout_.oneSize && layout_.data && data->offset == layout_.data->offset;
     if (!same) {
@@ -142,12 +145,14 @@ class FormWriter {
         return;
       }
       const std::uint32_t front = std::min(layout_.voiceOffset, data->offset);
-      const std::uint32_t skip = data->offset - front;
+      const std::uint32_t skip = data->offset - front - LaidBefore(*data, layout_.data);
       std::uint32_t take = message.size - skip;
+      if (type_.patchwise) take = std::min(take, layout_.oneSize);
       if (!type_.patchwise) take = std::min(layout_.voiceSize, message.size - 1 - skip);
       line += " | length " + Num(message.size) + " | skip " + Num(skip);
       if (take != message.size - skip) line += " | take " + Num(take);
     }
+    if (voices) line = PatternOf(message, chart_, type_) + " | length " + Num(message.size);
     Put("message", line, message.at);
     const ChartItem* place = ItemWith(message, kPatchLetter);
     const ChartMessage* behind = nullptr;
@@ -162,9 +167,25 @@ class FormWriter {
     } else {
       std::string slots = Num(place->offset) + " " + Num(First(*place)) + " " + Num(type_.slots);
       if (behind) slots += " | behind " + Front(*behind, *place);
+      if (voices) slots += " | voices " + Num(voices);
       Put("slots", slots, form.at);
     }
-    if (!place || !type_.patchwise || type_.Has("complete")) Put("complete", "1", form.at);
+    if (!place || (!type_.patchwise && !voices) || type_.Has("complete")) Put("complete", "1", form.at);
+  }
+
+  // Bytes in front of the data of a message that belong to the patch: bank and number inside it.
+  static std::uint32_t LaidBefore(const ChartItem& data, const ChartItem* laid) {
+    const bool inside = laid && laid->packing == 0 && data.packing == 0 && data.size < laid->size &&
+                        laid->size - data.size <= data.offset;
+    return inside ? laid->size - data.size : 0;
+  }
+
+  // How many patches a message brings that stands in the image as it is; 0: one, taken from the message.
+  std::uint32_t VoicesOf(const ChartMessage& message) const {
+    const ChartItem* data = message.First(ChartItemKind::kData);
+    const bool whole =
+        layout_.blockBytes && data && data->times > 1 && message.size == layout_.blockBytes + layout_.blockGap;
+    return whole ? data->times : 0;
   }
 
   // The value of the byte for the first patch.
@@ -232,10 +253,10 @@ class FormWriter {
     if (own || type_.dump.size() != 1) return line;
     if (form.messages.size() == 1) line += " | length " + Num(message.size);
     const ChartItem* place = type_.dump.front().First(ChartItemKind::kData);
-    line += " | skip " + Num(data->offset) + " | at " + Num(place ? place->offset : 0);
-    return line + (place && message.size - data->offset > layout_.fileSize - place->offset
-                       ? " | take " + Num(place->size)
-                       : "");
+    const std::uint32_t skip = data->offset - LaidBefore(*data, place);
+    line += " | skip " + Num(skip) + " | at " + Num(place ? place->offset : 0);
+    return line +
+           (place && message.size - skip > layout_.fileSize - place->offset ? " | take " + Num(place->size) : "");
   }
 
   const ChartInstrument& chart_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "chart/message_bytes.h"
 #include "data/hex_text.h"
 #include "data/number_format.h"
 #include "platform/text.h"
@@ -36,13 +37,6 @@ const ChartItem* LastData(const ChartMessage& message) {
   for (const ChartItem& item : message.items)
     if (item.kind == ChartItemKind::kData) last = &item;
   return last;
-}
-
-// Sums of bytes in nibbles count the bytes.
-std::uint32_t SumCount(const ChartItem& sum) {
-  constexpr int kOfNibbles[] = {2, 6, 12};
-  const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
-  return nibbles ? sum.sumSize / 2 : sum.sumSize;
 }
 
 // A number of the words table, by the word of an entry.
@@ -124,17 +118,32 @@ class DescriptorWriter {
       if (right) Put("manufacturerId", Num(bytes->front()), maker->valueAt);
     }
     const ChartDevice& device = chart_.device;
-    constexpr int kRolandPlace = 2;
-    const int place = !device.letter       ? -1
-                      : type_.dump.empty() ? kRolandPlace
-                                           : type_.dump.front().PlaceOf(device.letter);
+    // Data by address that is no messages has no place for it.
+    const int place = !device.letter ? -1 : type_.dump.empty() ? 0 : type_.dump.front().PlaceOf(device.letter);
+    if (!type_.dump.empty() && !BeginsMessage(type_.dump.front())) {
+      // The messages around the data have it.
+      Put("allowsNonSysEx", "1", DumpAt());
+      if (device.letter) Put("hasSysExChannel", "1", device.at);
+    }
     if (place < 0) return;
     Put("hasSysExChannel", "1", device.at);
-    Put("sysExChannelOffset", Num(place), device.at);
+    if (place) Put("sysExChannelOffset", Num(place), device.at);
     if (device.first) Put("sysExChannelMin", Num(device.first), device.at);
     if (device.last != 15) Put("sysExChannelMax", Num(device.last), device.at);
     if (device.standard) Put("sysExChannelDefault", Num(device.standard), device.at);
     if (device.channel) Put("midiChannelFollowsSysEx", "1", device.at);
+  }
+
+  static bool BeginsMessage(const ChartMessage& message) {
+    return message.items.empty() ||
+           (message.items.front().kind == ChartItemKind::kByte && message.items.front().byte.base == 0xF0);
+  }
+
+  bool IsOpen() const {
+    if (!type_.exchange) return false;
+    const auto& steps = type_.exchange->entries;
+    return std::any_of(steps.begin(), steps.end(),
+                       [](const ChartEntry& step) { return step.value.ends_with("| open"); });
   }
 
   void Sizes() {
@@ -150,6 +159,8 @@ class DescriptorWriter {
       }
       Put("optionBits", "1", DumpAt());
     }
+    // Frames that stay open do not end with F7.
+    if (layout_.fileSize && IsOpen()) Put("optionBits", "2", DumpAt());
     Put("fileSize", Num(size), DumpAt());
     if (!layout_.fileSize) return;
     if (layout_.headerSize) Put("headerSize", Num(layout_.headerSize), DumpAt());
@@ -158,6 +169,10 @@ class DescriptorWriter {
     if (layout_.voiceBytes && layout_.voiceBytes != layout_.voiceSize)
       Put("voiceBytes", Num(layout_.voiceBytes), DumpAt());
     if (layout_.voiceOffset) Put("voiceOffset", Num(layout_.voiceOffset), DumpAt());
+    if (layout_.blockBytes) {
+      Put("voiceAdjust", Num(layout_.blockBytes), DumpAt());
+      Put("voiceAdvance", Num(layout_.blockGap), DumpAt());
+    }
     if (layout_.packing) Put("storageFormat", Num(layout_.packing), DumpAt());
     if (IsPatchwise()) Put("patchByPatch", "1", Head());
     if (!address_.areas.empty() && type_.dump.empty()) PutAddressFields(type_, address_, &lines_);
@@ -219,7 +234,7 @@ class DescriptorWriter {
         return;
       }
     const auto from = ParseInteger(first), to = ParseInteger(last);
-    if (from && to && *from >= 1 && *from < kMostOffset && *to == *from + slots - 1) {
+    if (from && to && first == Num(*from) && *from >= 1 && *from < kMostOffset && *to == *from + slots - 1) {
       Put("numberFormat", Num(kNumberFormatPlain), entry->valueAt);
       if (*from > 1 && own) Put("bankNumberOffset", Num(*from - 1), entry->valueAt);
       return;
@@ -305,6 +320,18 @@ class DescriptorWriter {
         Put(std::string(direction) == "get" ? "receive" : "transmit", entry->value, entry->valueAt);
   }
 
+  // Checksums inside the data: `vector voice 16 574 588`, `four vector voices 16 2296 0 times 16 step 2299`
+  void InnerSum(const ChartEntry& entry, ChartLines* verify) {
+    const char* right = "inner sum = vector voice 16 574 588";
+    const std::string& text = entry.value;
+    const std::size_t digits = std::min(text.find_first_of("0123456789"), text.size());
+    const auto kind = CodeOf("checksumType", SplitChartCell(entry.cell.Part(0, digits), '\0').front(), &problems_);
+    const std::string numbers =
+        ReplaceAll(ReplaceAll(text.substr(digits), " times ", " | times "), " step ", " | step ");
+    if (kind && digits < text.size()) return verify->Put("verify", Num(*kind) + " " + numbers, entry.valueAt);
+    if (kind) problems_.Add(entry.valueAt, text, "the places of the checksum are missing", right);
+  }
+
   // Checksums: a single one of the data stands in the descriptor, others in lines of the first form.
   void Sums(ChartLines* verify) {
     PlacedSums sums;  // with the place of their message
@@ -314,7 +341,10 @@ class DescriptorWriter {
         if (item.kind == ChartItemKind::kSum) sums.emplace_back(&item, at);
       at += message.size;
     }
-    const bool plain = sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise && type_.dump.size() == 1;
+    for (const ChartEntry& entry : type_.section->entries)
+      if (entry.key == "inner sum") InnerSum(entry, verify);
+    const bool plain = verify->text.empty() && sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise &&
+                       type_.dump.size() == 1;
     for (std::size_t i = 0; i < sums.size();) {
       const auto [sum, place] = sums[i];
       if ((type_.patchwise && sum->times > 1) || sum->outerTimes > 1)
@@ -330,8 +360,8 @@ class DescriptorWriter {
         if (times > 1) step = sums[i + 1].second + sums[i + 1].first->offset - place - sum->offset;
       }
       const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
-      const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
+      const std::string numbers = Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) +
+                                  " " + Num(place + sum->offset);
       if (plain) lines_.Put("checksum", numbers, sum->at);
       if (!plain || sum->orByte >= 0)
         verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
@@ -504,6 +534,33 @@ std::string PatternOf(const ChartMessage& message, const ChartInstrument& chart,
   return pattern;
 }
 
+// Patches in blocks of several, with other bytes between them: `{(587)}*4 sum {count {(587)}*4 sum}*15`.
+bool InBlocks(const ChartMessage& message, std::uint32_t slots, ChartLayout* layout) {
+  const ChartItem* first = nullptr;
+  std::uint32_t seen = 0, gap = 0;
+  for (const ChartItem& item : message.items) {
+    if (item.kind != ChartItemKind::kData || seen == slots) continue;
+    const bool alike = !first || (item.times == first->times && item.stride == first->stride);
+    if (!alike || item.times == 1) return false;
+    const std::uint32_t before = first ? item.offset - first->offset : item.outerStride;
+    for (const std::uint32_t one : {before, item.outerTimes > 1 ? item.outerStride : before}) {
+      if (one && gap && one != gap) return false;
+      if (one) gap = one;
+    }
+    if (!first) first = &item;
+    seen += item.times * item.outerTimes;
+  }
+  if (!first || seen != slots || first->times == slots || !gap) return false;
+  layout->data = first;
+  layout->packing = first->packing;
+  layout->headerSize = first->offset;
+  layout->voiceSize = first->stride;
+  layout->voiceBytes = first->bytes;
+  layout->blockBytes = first->times * first->stride;
+  layout->blockGap = gap - layout->blockBytes;
+  return true;
+}
+
 ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   ChartLayout layout;
   for (const ChartMessage& message : type.dump) {
@@ -525,6 +582,7 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
     layout.voiceSize = layout.voiceBytes = layout.oneSize;
     return layout;
   }
+  if (slots > 1 && !type.patchwise && InBlocks(message, slots, &layout)) return layout;
   layout.data = data;
   layout.packing = data->packing;
   const bool through = IsThroughPacking(data->packing);
@@ -536,7 +594,7 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   } else if (slots == 1) {
     layout.headerSize = data->offset;
     layout.voiceSize = through ? data->bytes : EndOf(message, *last) - data->offset;
-    layout.voiceBytes = last == data ? data->bytes : layout.voiceSize;
+    layout.voiceBytes = last == data && data->times == 1 ? data->bytes : layout.voiceSize;
   } else if (data->times == slots) {
     std::uint32_t group = data->offset;
     for (const ChartItem& item : message.items)

@@ -28,6 +28,8 @@ struct ChartLayout {
   std::uint32_t fileSize = 0;  // 0: any
   std::uint32_t headerSize = 0, voiceSize = 0, voiceOffset = 0, voiceBytes = 0;
   std::uint32_t oneSize = 0;  // of one transfer
+  // Patches that lie in blocks: bytes of the patches of a block, and those up to the next one; 0: no blocks.
+  std::uint32_t blockBytes = 0, blockGap = 0;
   int packing = 0;
   const ChartItem* data = nullptr;  // of a patch
 };

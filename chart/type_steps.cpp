@@ -29,7 +29,16 @@ class StepWriter {
 
   void Write() {
     if (type_.Find("script get") || type_.Find("script put")) return;
-    const bool readonly = IsReadonly();
+    if (type_.exchange) {
+      // `{b}` as it is shown, `{b byte}` as it stands in messages.
+      const std::string byte = std::string("{") + type_.variable.letter + " byte}";
+      for (const ChartEntry& entry : type_.exchange->entries) {
+        const std::string step = ReplaceAll(entry.value, byte, HexPair(type_.variable.value));
+        lines_.Put(entry.key, ChartShown(step, type_.variable), entry.valueAt);
+      }
+      return;
+    }
+    const bool readonly = IsChartReadonly(type_, &problems_);
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
     const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
@@ -63,25 +72,7 @@ class StepWriter {
     for (const ChartMessage& message : type_.dump)
       for (const ChartItem& item : message.items)
         if (item.kind == ChartItemKind::kSum) sums += item.times;
-    return sums > 1;
-  }
-
-  bool IsReadonly() {
-    if (type_.Has("readonly") || (!type_.put.empty() && type_.put.front().kind == ChartStep::Kind::kNone)) return true;
-    const ChartEntry* entry = type_.Find("readonly");
-    if (!entry) return false;
-    std::string first, last;
-    const bool range = SplitChartRange(entry->value, &first, &last);
-    if (!range) first = last = entry->value;
-    bool inside = false, seen = false, here = false;
-    for (const ChartVariable& one : ChartVariables(*type_.section, &problems_)) {
-      if (one.shown == first) inside = seen = true;
-      if (inside && one.value == type_.variable.value) here = true;
-      if (one.shown == last) inside = false;
-    }
-    if (!seen)
-      problems_.Add(entry->valueAt, entry->value, "none of the values of the section's letter", "readonly = E..H");
-    return here;
+    return sums > 1 || type_.Find("inner sum");
   }
 
   // 0 without the entry.
@@ -257,7 +248,7 @@ class StepWriter {
       steps.push_back(dump);
     }
     if (std::none_of(steps.begin(), steps.end(), [](const ChartStep& step) { return HasData(step.message); })) {
-      problems_.Add(steps.front().at, {}, "no step sends the data", "put = dump");
+      problems_.Add(steps.empty() ? type_.section->at : steps.front().at, {}, "no step sends the data", "put = dump");
       return;
     }
     // What goes into the data stands before everything that sends some of it.
