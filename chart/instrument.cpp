@@ -648,4 +648,22 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
   return chart;
 }
 
+bool IsChartReadonly(const ChartType& type, ChartProblems* problems) {
+  if (type.Has("readonly") || (!type.put.empty() && type.put.front().kind == ChartStep::Kind::kNone)) return true;
+  const ChartEntry* entry = type.Find("readonly");
+  if (!entry) return false;
+  std::string first, last;
+  const bool range = SplitChartRange(entry->value, &first, &last);
+  if (!range) first = last = entry->value;
+  bool inside = false, seen = false, here = false;
+  for (const ChartVariable& one : ChartVariables(*type.section, problems)) {
+    if (one.shown == first) inside = seen = true;
+    if (inside && one.value == type.variable.value) here = true;
+    if (one.shown == last) inside = false;
+  }
+  if (!seen)
+    problems->Add(entry->valueAt, entry->value, "none of the values of the section's letter", "readonly = E..H");
+  return here;
+}
+
 }  // namespace tonalith

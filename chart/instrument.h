@@ -100,11 +100,14 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
 int ChartSumKind(const ChartEntry* entry, ChartProblems* problems);
 // `75 ms`, `3 s`; 0 and a mistake for anything else.
 int ChartMilliseconds(const ChartCell& time, ChartProblems* problems);
-// `{b}` and the like replaced.
+// `{b}` replaced by the value as it is shown.
 std::string ChartShown(const std::string& text, const ChartVariable& variable);
 // `FIRST..LAST` of numbers, hex bytes or letters as they stand.
 bool SplitChartRange(std::string_view text, std::string* first, std::string* last);
 // The values of the variable of a section, in order.
 std::vector<ChartVariable> ChartVariables(const ChartSection& section, ChartProblems* problems);
+
+// Nothing of the data type can be sent, as the chart says.
+bool IsChartReadonly(const ChartType& type, ChartProblems* problems);
 
 }  // namespace tonalith

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "chart/chart_variant.h"
 #include "chart/instrument.h"
 #include "chart/type_lines.h"
 #include "data/hex_text.h"
@@ -43,14 +44,8 @@ class HeaderWriter {
       lines_.Put("[MIDI Device]", at);
       lines_.Put("MaxChannelsIn", channels->value, channels->valueAt);
     }
+    Coded();
     Others();
-    if (const ChartEntry* coded = chart_.Find("coded")) {
-      lines_.Put("[Coded Messages]", coded->keyAt);
-      Copy("coded", "Coding");
-      Copy("coded head", "Head");
-      if (const ChartEntry* piece = chart_.Find("coded piece"))
-        lines_.Put("Piece", ReplaceAll(piece->value, ", ", " | "), piece->valueAt);
-    }
     if (const ChartEntry* find = chart_.Find("find"); find && !chart_.TypeNamed(find->value)) {
       std::vector<std::string> names;
       for (const ChartType& type : chart_.types) names.push_back(type.name);
@@ -122,6 +117,17 @@ class HeaderWriter {
     lines_.Put("Identity", value, entry->valueAt);
   }
 
+  // Data in pieces of coded text.
+  void Coded() {
+    const ChartEntry* coding = chart_.Find("coded");
+    if (!coding) return;
+    lines_.Put("[Coded Messages]", coding->keyAt);
+    lines_.Put("Coding", coding->value, coding->valueAt);
+    if (const ChartEntry* head = chart_.Find("coded head")) lines_.Put("Head", head->value, head->valueAt);
+    if (const ChartEntry* piece = chart_.Find("coded piece"))
+      lines_.Put("Piece", ReplaceAll(piece->value, ",", " |"), piece->valueAt);
+  }
+
   // Messages that are no data.
   void Others() {
     bool first = true;
@@ -154,19 +160,6 @@ void AddFile(const std::string& name, ChartLines lines, ChartModule* module) {
   module->places[name] = std::move(lines.places);
 }
 
-// Where the data lies in data of several messages.
-std::vector<std::pair<std::uint32_t, std::uint32_t>> PiecesOf(const ChartType& type) {
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces;
-  if (type.dump.size() < 2) return pieces;
-  std::uint32_t at = 0;
-  for (const ChartMessage& message : type.dump) {
-    for (const ChartItem& item : message.items)
-      if (item.kind == ChartItemKind::kData) pieces.emplace_back(at + item.offset, item.size);
-    at += message.size;
-  }
-  return pieces;
-}
-
 Result ReadChartFile(const std::filesystem::path& path, std::string* text) {
   return ReadWholeFile(path.string(), *text, kMaxChartFile);
 }
@@ -179,14 +172,14 @@ ChartPlace ChartModule::PlaceOf(const std::string& file, int line) const {
   return found->second[static_cast<std::size_t>(line) - 1];
 }
 
-ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems) {
+ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems, const std::string& variant) {
   ChartModule module;
-  module.text = ReadChartText(text, problems);
+  module.text = VariantOfChart(ReadChartText(text, problems), variant, problems);
   const ChartText& chart = module.text;
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
   for (const ChartType& type : instrument.types) {
-    module.types.push_back({type.section->name, type.name, type.holds, PiecesOf(type)});
+    module.types.push_back({type.section->name, type.name, type.holds});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
   }
   for (const ChartSection& section : chart.sections) {
@@ -199,8 +192,8 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems) {
   return module;
 }
 
-Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* out) {
-  const ChartModule module = ModuleOfChart(text, problems);
+Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* out, const std::string& variant) {
+  const ChartModule module = ModuleOfChart(text, problems, variant);
   if (problems->any()) return problems->First();
   ModuleDiagnostics diagnostics;
   const Result result = BuildModule(module.source, out, &diagnostics);
@@ -245,6 +238,11 @@ Result CheckModuleAt(const std::filesystem::path& path, const std::map<int, std:
   }
   if (built.name.empty()) return result;
   AddFieldFiles(module.text, module.types, &built, &problems);
+  ChartProblems known(problems.file());
+  for (const std::string& variant : ChartVariants(ReadChartText(text, &known))) {
+    ModuleImage relative;
+    BuildChart(text, &problems, &relative, variant);
+  }
   name();
   if (!problems.any()) *image = std::move(built);
   return result;
@@ -260,9 +258,11 @@ std::filesystem::path ChartOfPath(const std::filesystem::path& path) {
   return only;
 }
 
-Result BuildModuleAt(const std::filesystem::path& path, ModuleImage* out, std::vector<std::string>* mistakes) {
+Result BuildModuleAt(const std::filesystem::path& path, ModuleImage* out, std::vector<std::string>* mistakes,
+                     const std::string& variant) {
   const std::filesystem::path chart = ChartOfPath(path);
   if (chart.empty()) {
+    if (!variant.empty()) return Result::Failure("A folder of module sources has no relatives.");
     ModuleSource source;
     Result result = ReadModuleSource(path, &source);
     if (!result.ok()) return result;
@@ -275,7 +275,7 @@ Result BuildModuleAt(const std::filesystem::path& path, ModuleImage* out, std::v
   Result result = ReadChartFile(chart, &text);
   if (!result.ok()) return result;
   ChartProblems problems(chart.string());
-  result = BuildChart(text, &problems, out);
+  result = BuildChart(text, &problems, out, variant);
   if (mistakes)
     for (const ChartProblem& problem : problems.all()) mistakes->push_back(problem.Text());
   return result;

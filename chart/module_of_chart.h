@@ -24,10 +24,11 @@ struct ChartModule {
 };
 
 // Reads a chart.  Every mistake goes to `problems`; without any the module can be built.
-ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems);
+// `variant`: of the relative of this name.
+ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems, const std::string& variant = {});
 
 // Builds the module of a chart; what the builder finds wrong is named at its place in the chart as well.
-Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* out);
+Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* out, const std::string& variant = {});
 
 // Looks at a chart or a folder of module sources as CheckModule does; the files of its remarks have the folder with
 // them.
@@ -39,6 +40,7 @@ std::filesystem::path ChartOfPath(const std::filesystem::path& path);
 
 // Builds what a path means: a chart or a folder of module sources.  The sentence of a failure names the first mistake;
 // `mistakes` (may be null) gets all there are, as lines with file and place.
-Result BuildModuleAt(const std::filesystem::path& path, ModuleImage* out, std::vector<std::string>* mistakes = nullptr);
+Result BuildModuleAt(const std::filesystem::path& path, ModuleImage* out, std::vector<std::string>* mistakes = nullptr,
+                     const std::string& variant = {});
 
 }  // namespace tonalith

@@ -26,7 +26,7 @@ class FormWriter {
 
   void Write(const ChartLines& verify) {
     if (!address_.areas.empty()) {
-      // Files are those of the data without handshake.
+      // Data that goes with acknowledgements is that of another type: files are taken as that.
       if (type_.Has("handshake")) return;
       PutAddressForm(type_, address_, &lines_);
       if (const std::string bank = Numbering({}); !bank.empty()) Put("numberAs", bank, type_.section->at);

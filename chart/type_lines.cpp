@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "chart/message_bytes.h"
 #include "data/hex_text.h"
 #include "data/number_format.h"
 #include "platform/text.h"
@@ -36,13 +37,6 @@ const ChartItem* LastData(const ChartMessage& message) {
   for (const ChartItem& item : message.items)
     if (item.kind == ChartItemKind::kData) last = &item;
   return last;
-}
-
-// Sums of bytes in nibbles count the bytes.
-std::uint32_t SumCount(const ChartItem& sum) {
-  constexpr int kOfNibbles[] = {2, 6, 12};
-  const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
-  return nibbles ? sum.sumSize / 2 : sum.sumSize;
 }
 
 // A number of the words table, by the word of an entry.
@@ -124,10 +118,8 @@ class DescriptorWriter {
       if (right) Put("manufacturerId", Num(bytes->front()), maker->valueAt);
     }
     const ChartDevice& device = chart_.device;
-    constexpr int kRolandPlace = 2;
-    const int place = !device.letter       ? -1
-                      : type_.dump.empty() ? kRolandPlace
-                                           : type_.dump.front().PlaceOf(device.letter);
+    // Data by address that is no messages has no place for it.
+    const int place = !device.letter ? -1 : type_.dump.empty() ? 0 : type_.dump.front().PlaceOf(device.letter);
     if (!type_.dump.empty() && !BeginsMessage(type_.dump.front())) {
       // The messages around the data have it.
       Put("allowsNonSysEx", "1", DumpAt());
@@ -135,7 +127,7 @@ class DescriptorWriter {
     }
     if (place < 0) return;
     Put("hasSysExChannel", "1", device.at);
-    Put("sysExChannelOffset", Num(place), device.at);
+    if (place) Put("sysExChannelOffset", Num(place), device.at);
     if (device.first) Put("sysExChannelMin", Num(device.first), device.at);
     if (device.last != 15) Put("sysExChannelMax", Num(device.last), device.at);
     if (device.standard) Put("sysExChannelDefault", Num(device.standard), device.at);
@@ -242,7 +234,7 @@ class DescriptorWriter {
         return;
       }
     const auto from = ParseInteger(first), to = ParseInteger(last);
-    if (from && to && *from >= 1 && *from < kMostOffset && *to == *from + slots - 1) {
+    if (from && to && first == Num(*from) && *from >= 1 && *from < kMostOffset && *to == *from + slots - 1) {
       Put("numberFormat", Num(kNumberFormatPlain), entry->valueAt);
       if (*from > 1 && own) Put("bankNumberOffset", Num(*from - 1), entry->valueAt);
       return;
@@ -368,8 +360,8 @@ class DescriptorWriter {
         if (times > 1) step = sums[i + 1].second + sums[i + 1].first->offset - place - sum->offset;
       }
       const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
-      const std::string numbers =
-          Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(SumCount(*sum)) + " " + Num(place + sum->offset);
+      const std::string numbers = Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) +
+                                  " " + Num(place + sum->offset);
       if (plain) lines_.Put("checksum", numbers, sum->at);
       if (!plain || sum->orByte >= 0)
         verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);

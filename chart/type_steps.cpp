@@ -38,7 +38,7 @@ class StepWriter {
       }
       return;
     }
-    const bool readonly = IsReadonly();
+    const bool readonly = IsChartReadonly(type_, &problems_);
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
     const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
@@ -73,24 +73,6 @@ class StepWriter {
       for (const ChartItem& item : message.items)
         if (item.kind == ChartItemKind::kSum) sums += item.times;
     return sums > 1 || type_.Find("inner sum");
-  }
-
-  bool IsReadonly() {
-    if (type_.Has("readonly") || (!type_.put.empty() && type_.put.front().kind == ChartStep::Kind::kNone)) return true;
-    const ChartEntry* entry = type_.Find("readonly");
-    if (!entry) return false;
-    std::string first, last;
-    const bool range = SplitChartRange(entry->value, &first, &last);
-    if (!range) first = last = entry->value;
-    bool inside = false, seen = false, here = false;
-    for (const ChartVariable& one : ChartVariables(*type_.section, &problems_)) {
-      if (one.shown == first) inside = seen = true;
-      if (inside && one.value == type_.variable.value) here = true;
-      if (one.shown == last) inside = false;
-    }
-    if (!seen)
-      problems_.Add(entry->valueAt, entry->value, "none of the values of the section's letter", "readonly = E..H");
-    return here;
   }
 
   // 0 without the entry.

@@ -2,6 +2,7 @@
 
 #include "cli/command_help.h"
 #include "cli/commands_authoring.h"
+#include "cli/commands_check.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
 #include "cli/commands_desktop.h"
@@ -119,7 +120,7 @@ const std::vector<CliCommand>& CliCommands() {
        },
        Plain<RunDf>},
       {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
-       [] { return ModuleUsage() + PackageForms() + AuthoringForms() + TableForms(); },
+       [] { return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms(); },
        [] {
          return std::string(
              "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md); docs/authoring.md\n"

@@ -1,300 +1,159 @@
 #include "cli/commands_authoring.h"
 
-#include <algorithm>
+#include <istream>
+#include <span>
+#include <string_view>
 
+#include "chart/chart_draft.h"
 #include "chart/module_of_chart.h"
+#include "chart/parameter_import.h"
 #include "cli/arguments.h"
+#include "cli/known_drivers.h"
 #include "cli/module_trial.h"
-#include "cli/simulator_check.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
-#include "studio/module_check.h"
 #include "studio/module_draft.h"
-#include "studio/shipped_modules.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr std::int64_t kLargest = 16 << 20;  // bytes of a message, as a descriptor takes it
+constexpr int kFirstDriver = 60000;  // of modules that users write
+constexpr std::size_t kNamesShown = 4;
 
 int Failed(CliEnvironment& environment, const std::string& text) {
   return CliFailure(environment.err, "module", text);
 }
 
-// Options of several words ("--name-at 6 10") become one value.
-std::vector<std::string> JoinedValues(const std::vector<std::string>& args) {
-  std::vector<std::string> joined;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    joined.push_back(args[i]);
-    const std::size_t count = args[i] == "--name-at" ? 2 : args[i] == "--checksum" ? 4 : 0;
-    if (count == 0 || i + 1 >= args.size() || args[i + 1].find(' ') != std::string::npos) continue;
-    std::string value;
-    for (std::size_t k = 0; k < count && i + 1 < args.size() && args[i + 1].compare(0, 2, "--") != 0; ++k)
-      value += (k ? " " : "") + args[++i];
-    joined.push_back(value);
-  }
-  return joined;
-}
-
-// So many whole numbers of an option, from 0 on.
-Result Numbers(const CliArguments& args, const std::string& option, const std::string& what, std::size_t count,
-               std::vector<std::uint32_t>* numbers) {
-  numbers->clear();
-  const auto text = args.Option(option);
-  if (!text) return Result::Success();
-  for (const std::string& word : SplitText(*text, ' ')) {
-    const auto number = ParseInteger(word);
-    if (!number || *number < 0 || *number > kLargest) break;
-    numbers->push_back(static_cast<std::uint32_t>(*number));
-  }
-  if (numbers->size() == count && SplitText(*text, ' ').size() == count) return Result::Success();
-  return Result::Failure("--" + option + " takes the numbers " + what + ", not \"" + *text + "\".");
-}
-
-Result ReadNewOptions(const CliArguments& args, DraftOptions* options) {
-  Result result = args.state();
-  options->name = args.Option("name").value_or("");
-  const auto bytes = [&](const char* name, DraftBytes* into) {
-    const auto text = args.Option(name);
-    std::string error;
-    if (result.ok() && text && !DraftBytes::Parse(*text, into, &error))
-      result = Result::Failure(std::string("--") + name + ": " + error);
-  };
-  bytes("request", &options->request);
-  bytes("header", &options->header);
-  bytes("bank-request", &options->bankRequest);
-  bytes("bank-header", &options->bankHeader);
-  const auto number = [&](const char* name, std::int64_t low, std::int64_t high, auto* into) {
-    std::int64_t value = 0;
-    if (result.ok()) result = args.Number(name, low, high, *into, &value);
-    *into = static_cast<std::remove_pointer_t<decltype(into)>>(value);
-  };
-  number("reply", 5, kLargest, &options->reply);
-  number("channel-byte", 2, 255, &options->channelByte);
-  number("bank", 2, 65535, &options->bank);
-  number("bank-reply", 5, kLargest, &options->bankReply);
-  number("patch-size", 1, kLargest, &options->patchSize);
-  number("driver-base", 1, 65000, &options->driverBase);
-  std::vector<std::uint32_t> numbers;
-  if (result.ok()) result = Numbers(args, "name-at", "OFFSET LENGTH", 2, &numbers);
-  if (numbers.size() == 2) options->nameOffset = numbers[0], options->nameLength = numbers[1];
-  if (result.ok()) result = Numbers(args, "checksum", "TYPE START COUNT OFFSET", 4, &numbers);
-  if (result.ok() && numbers.size() == 4) {
-    if (numbers[0] > 19) return Result::Failure("--checksum: the types go from 0 to 19.");
-    options->checksum = DraftChecksum{static_cast<int>(numbers[0]), numbers[1], numbers[2], numbers[3], 1};
-  }
-  return result;
-}
-
-// Nothing is written when one of the files is there already.
-Result WriteSource(const std::string& folder, const ModuleSource& source) {
-  if (FileExists(folder)) return Result::Failure("\"" + folder + "\" is a file; a folder is needed.");
-  if (FolderExists(folder) && !ListFolder(folder).empty())
-    return Result::Failure("The folder \"" + folder + "\" is not empty; nothing in it is overwritten.");
-  Result result = MakeFolders(folder);
-  for (const auto& [name, text] : source)
-    if (result.ok()) result = WriteFileAtomically(JoinPath(folder, name), std::string_view(text));
-  return result;
-}
-
-// The driver ids of the modules that the user has and that the program comes with.
-std::map<int, std::string> KnownDrivers(CliEnvironment& environment, const std::string& except) {
-  std::map<int, std::string> known;
-  const auto add = [&](const PackageFiles& files) {
-    for (const auto& [id, name] : DriverIdsOf(files))
-      if (!AsciiEqualNoCase(name, except.substr(0, 31))) known.emplace(id, name);
-  };
-  const std::string shipped = ShippedModulesFolder(environment.folders.resources).string();
-  for (const std::string& name : ListFolder(shipped, "*.pvz")) {
-    PackageFiles files;
-    if (ReadPackage(JoinPath(shipped, name), &files).ok()) add(files);
-  }
-  // A program that was never started has no folders, and looking is no reason to make them.
-  if (!FileExists(RegistryFile(environment.folders))) return known;
-  const std::string own = Session(environment).instruments().string();
-  for (const std::string& name : ListFolder(own)) {
-    if (!FolderExists(JoinPath(own, name))) continue;
-    PackageFiles files;
-    for (const std::string& driver : ListFolder(JoinPath(own, name), "*.PV6")) {
-      PackageFile file{driver, {}};
-      if (ReadWholeFile(JoinPath(JoinPath(own, name), driver), file.bytes, 16u << 20).ok())
-        files.push_back(std::move(file));
-    }
-    add(files);
-  }
-  return known;
-}
-
-// The first base from `wanted` on at which no number is taken.
-int FreeDriverBase(const std::map<int, std::string>& known, int wanted, int count) {
-  for (int base = wanted; base + count <= 65000; ++base) {
-    const auto next = known.lower_bound(base);
-    if (next == known.end() || next->first >= base + count) return base;
-  }
-  return wanted;
-}
-
-int New(CliEnvironment& environment, const std::string& folder, const CliArguments& args, DraftOptions options) {
-  ModuleDraft draft;
-  std::vector<std::uint8_t> dump;
-  Result result = Result::Success();
-  const auto file = args.Option("dump");
-  if (file) {
-    result = ReadCliFile(environment, *file, &dump);
-    std::vector<DraftFinding> findings;
-    if (result.ok()) {
-      result = DraftOfDump(dump, options, &draft, &findings);
-      if (!result.ok()) result.text = *file + ": " + result.text;
-    }
-    for (const DraftFinding& finding : findings)
-      if (result.ok())
-        environment.out << std::string_view(DraftTrustText(finding.trust)) << "\t" << finding.text << "\n";
-  } else {
-    result = DraftOfOptions(options, &draft);
-  }
-  if (result.ok() && options.driverBase == 0)
-    draft.driverBase =
-        FreeDriverBase(KnownDrivers(environment, options.name), draft.driverBase, static_cast<int>(draft.types.size()));
-  ModuleSource source;
-  if (result.ok()) result = WriteDraft(draft, &source);
-  if (result.ok()) result = WriteSource(folder, source);
-  if (!result.ok()) return Failed(environment, result.text);
-  environment.out << draft.name << ": " << source.size() << " files in " << folder << ":";
-  for (const auto& [name, text] : source) environment.out << " " << name;
-  environment.out << "\n";
-  if (!file) return 0;
-  ModuleImage image;
-  ModuleTrial trial(environment);
-  result = BuildModule(source, &image);
-  if (result.ok()) result = trial.Install(image);
-  if (!result.ok()) return Failed(environment, result.text);
-  if (trial.TryDump(FileNameOf(*file), dump, 4, environment.out)) return 0;
-  return Failed(environment, "The module was written, but it does not take all of the dump yet.");
-}
-
-struct CheckOptions {
-  std::vector<std::string> dumps;
-  std::string conversation, type;
-  std::int64_t device = -1;
-  std::vector<int> patches;
+// What is asked for, in the order of a printed chart.
+struct Question {
+  const char* option;
+  std::string ChartSaid::*answer;
+  const char* text;
+};
+constexpr Question kQuestions[] = {
+    {"name", &ChartSaid::name, "Name of the instrument"},
+    {"maker", &ChartSaid::maker, "Maker's number (hex; nothing: it stands in the messages)"},
+    {"device", &ChartSaid::device, "Letter that stands for the device number in the messages (nothing: there is none)"},
+    {"request", &ChartSaid::request, "Message that asks for a patch (pp: the number of the patch)"},
+    {"answer", &ChartSaid::answer, "Its answer (bytes of data in brackets, sum for a checksum: F0 42 3n 04 40 (26) F7)"},
+    {"bank", &ChartSaid::bank, "How many patches there are (nothing: only one)"},
+    {"bank-request", &ChartSaid::bankRequest, "Message that asks for all of them at once (nothing: one by one)"},
+    {"bank-answer", &ChartSaid::bankAnswer, "Its answer ((26)*64: 64 times 26 bytes)"},
+    {"numbers", &ChartSaid::numbers, "First and last number as the panel shows them (11..88; nothing: from 1)"},
+    {"sum", &ChartSaid::sum, "Kind of checksum (negative sum, sum, exclusive or ...; nothing: none)"},
+    {"name-at", &ChartSaid::nameAt, "First byte of the patch name in the data, counted from 0, and its length (0 10)"},
+    {"identity", &ChartSaid::identity, "Answer to the device inquiry F0 7E 7F 06 01 F7 (nothing: it has none)"},
 };
 
-Result ReadCheckOptions(const CliArguments& args, CheckOptions* options) {
-  Result result = args.state();
-  options->dumps = args.Options("dump");
-  options->conversation = args.Option("conversation").value_or("");
-  options->type = args.Option("type").value_or("");
-  if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
-  for (const std::string& text : args.Options("patch")) {
-    const auto number = ParseInteger(text);
-    if (result.ok() && (!number || *number < 0 || *number > 65535))
-      result = Result::Failure("--patch takes a number from 0, not \"" + text + "\".");
-    options->patches.push_back(static_cast<int>(number.value_or(0)));
+// Asks for everything; the end of the input ends it.
+void Ask(CliEnvironment& environment, ChartSaid* said) {
+  for (const Question& question : kQuestions) {
+    if (question.answer == &ChartSaid::bankAnswer && said->bankRequest.empty()) continue;
+    if ((question.answer == &ChartSaid::bankRequest || question.answer == &ChartSaid::numbers) && said->bank.empty())
+      continue;
+    environment.out << std::string_view(question.text) << ": ";
+    environment.out.Flush();
+    std::string line;
+    if (!std::getline(environment.in, line)) return;
+    if (!environment.canAsk) environment.out << line << "\n";
+    said->*question.answer = TrimmedView(line);
   }
+}
+
+// The rows of a table of parameters.
+Result ReadRows(CliEnvironment& environment, const std::string& file, std::string* rows) {
+  std::vector<std::uint8_t> bytes;
+  Result result = ReadCliFile(environment, file, &bytes);
+  ParameterImport sheet;
+  if (result.ok()) result = ImportParameterSheet(std::string(bytes.begin(), bytes.end()), &sheet);
+  if (!result.ok()) return Result::Failure(file + ": " + result.text);
+  environment.out << file << ": " << Counted(sheet.parameters, "parameter") << "\n";
+  *rows = std::move(sheet.rows);
   return result;
 }
 
-// The trials; how many of them failed.
-Result Try(CliEnvironment& environment, const ModuleImage& image, const CheckOptions& options, std::size_t* failed) {
-  if (options.conversation.empty() && options.dumps.empty()) return Result::Success();
-  ModuleTrial trial(environment);
-  Result result = trial.Install(image);
-  if (!result.ok()) return result;
-  if (!options.conversation.empty()) {
-    std::vector<std::uint8_t> bytes;
-    result = ReadCliFile(environment, options.conversation, &bytes);
-    if (!result.ok()) return result;
-    std::string problem;
-    auto talk = Conversation::Parse(std::string(bytes.begin(), bytes.end()), &problem);
-    if (!talk) return Result::Failure(options.conversation + ": " + problem);
-    if (talk->steps.empty()) return Result::Failure(options.conversation + ": The conversation is empty.");
-    *failed += !trial.TryTalk(
-        {options.conversation, std::move(*talk), options.type, static_cast<int>(options.device), options.patches},
-        environment.out);
-  }
-  for (const std::string& dump : options.dumps) {
-    std::vector<std::uint8_t> bytes;
-    result = ReadCliFile(environment, dump, &bytes);
-    if (!result.ok()) return result;
-    *failed += !trial.TryDump(dump, bytes, 1024, environment.out);
-  }
-  return Result::Success();
+// What a dump tells, listed.
+Result ReadDump(CliEnvironment& environment, const std::string& file, const ChartSaid& said,
+                std::vector<std::uint8_t>* dump, ModuleDraft* draft) {
+  Result result = ReadCliFile(environment, file, dump);
+  DraftOptions options;
+  options.name = said.name;
+  // The place of the device number, when a message says it.
+  const auto words = SplitText(PrintedMessage(said.request, said.device.empty() ? 0 : said.device[0]), ' ');
+  for (std::size_t i = 2; i < words.size() && !said.device.empty(); ++i)
+    if (words[i].size() == 2 && words[i][1] == said.device[0] && options.channelByte < 0)
+      options.channelByte = static_cast<int>(i);
+  std::vector<DraftFinding> findings;
+  if (result.ok()) result = DraftOfDump(*dump, options, draft, &findings);
+  if (!result.ok()) return Result::Failure(file + ": " + result.text);
+  for (const DraftFinding& finding : findings)
+    environment.out << std::string_view(DraftTrustText(finding.trust)) << "\t" << finding.text << "\n";
+  return result;
 }
 
-int Check(CliEnvironment& environment, const std::string& folder, const CheckOptions& options) {
+// The chart as it is written, tried with the dump.
+int Finish(CliEnvironment& environment, const std::string& path, const ChartDraft& draft, const std::string& dumpName,
+           std::span<const std::uint8_t> dump) {
+  ChartProblems problems(path);
   ModuleImage image;
-  std::vector<ModuleRemark> remarks;
-  Result result = CheckModuleAt(folder, {}, &remarks, &image);
-  if (result.ok() && !image.name.empty())
-    result = CheckModuleAt(folder, KnownDrivers(environment, image.name), &remarks, &image);
+  const Result built = BuildChart(draft.text, &problems, &image);
+  for (const ChartProblem& problem : problems.all()) environment.out << problem.Text() << "\n";
+  if (!built.ok()) return Failed(environment, "The chart was written, but something in it is not right yet: " + path);
+  if (dumpName.empty()) return 0;
+  ModuleTrial trial(environment);
+  const Result result = trial.Install(image);
   if (!result.ok()) return Failed(environment, result.text);
-  std::size_t errors = 0, failed = 0;
-  for (const ModuleRemark& remark : remarks) {
-    errors += remark.isError;
-    environment.out << remark.file << ":" << remark.line
-                    << (remark.column ? ":" + std::to_string(remark.column) : std::string()) << ": "
-                    << (remark.isError ? OwnText("error: ") : OwnText("warning: ")) << remark.text << "\n";
-    if (!remark.hint.empty()) environment.out << "    " << remark.hint << "\n";
-  }
-  if (!image.name.empty()) {
-    result = Try(environment, image, options, &failed);
-    if (!result.ok()) return Failed(environment, result.text);
-  }
-  const std::string counts = CountedRemarks(errors, remarks.size() - errors);
-  if (errors == 0 && failed == 0) {
-    environment.out << image.name << ": " << counts << "\n";
-    return 0;
-  }
-  const std::string trials = failed ? "; " + Counted(failed, "trial") + " failed" : "";
-  return Failed(environment, folder + ": " + counts + trials + ".");
+  if (trial.TryDump(dumpName, dump, kNamesShown, environment.out)) return 0;
+  return Failed(environment, "The chart was written, but it does not take all of the dump yet.");
+}
+
+int New(CliEnvironment& environment, const std::string& path, const CliArguments& args, ChartSaid said) {
+  const auto file = args.Option("dump"), rows = args.Option("parameters");
+  Result result = FileExists(path) || FolderExists(path)
+                      ? Result::Failure("\"" + path + "\" is there already; nothing is overwritten.")
+                      : Result::Success();
+  std::vector<std::uint8_t> dump;
+  ModuleDraft found;
+  if (result.ok() && rows) result = ReadRows(environment, *rows, &said.rows);
+  if (result.ok() && file) result = ReadDump(environment, *file, said, &dump, &found);
+  const int count = file ? static_cast<int>(found.types.size()) : said.bank.empty() ? 1 : 2;
+  if (result.ok()) said.drivers = FreeDriverBase(KnownDrivers(environment, said.name), kFirstDriver, count);
+  ChartDraft draft;
+  if (result.ok()) result = file ? DraftChart(said, found, &draft) : DraftChart(said, &draft);
+  if (result.ok()) result = WriteFileAtomically(path, std::string_view(draft.text));
+  if (!result.ok()) return Failed(environment, result.text);
+  environment.out << path << ": " << said.name << ", " << Counted(draft.types, "data type") << "\n";
+  for (const std::string& warning : draft.warnings) environment.out << "warning: " << warning << "\n";
+  return Finish(environment, path, draft, file ? FileNameOf(*file) : std::string(), dump);
 }
 
 }  // namespace
 
 std::string AuthoringForms() {
-  return "module new FOLDER --name NAME --request HEX --reply SIZE [OPTIONS]\n"
-         "                              makes the source folder of a new instrument\n"
-         "  --header HEX                how the reply begins; ? is any digit, nn (here and in the request) the patch\n"
-         "                              number\n"
-         "  --channel-byte N            the byte of request and reply that is the device number; F0 is byte 0\n"
-         "  --bank COUNT                also the bank: patch by patch when the request has nn, else as one message\n"
-         "  --bank-request HEX, --bank-header HEX, --bank-reply SIZE   of a bank that comes as one message\n"
-         "  --patch-size N              bytes from one patch of that message to the next\n"
-         "  --name-at OFFSET LENGTH     the patch name, counted from the F0\n"
-         "  --checksum TYPE START COUNT OFFSET      docs/authoring.md names the types\n"
-         "  --driver-base N             the number of the first data type\n"
-         "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n"
-         "module check CHART|FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
-         "                              what is wrong with a chart or a source folder, and whether it works\n"
-         "module check --simulator FILE...\n"
-         "                              what is wrong with the description of a simulated instrument\n";
+  return "module new FILE.chart [OPTIONS]\n"
+         "                              writes the chart of a new instrument; without --name it asks for everything\n"
+         "  --name NAME --maker BYTES --device LETTER      messages are taken as printed charts have them\n"
+         "  --request MESSAGE --answer MESSAGE             pp is the number of the patch, (26) are 26 bytes of data\n"
+         "  --bank COUNT [--bank-request MESSAGE --bank-answer MESSAGE] [--numbers FIRST..LAST]\n"
+         "  --sum WORD --name-at \"PLACE LENGTH\" --identity MESSAGE\n"
+         "  --parameters FILE.tsv       rows for the parameters (module table --import)\n"
+         "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n";
 }
 
 int RunModuleNew(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(
-      JoinedValues(args), {"name", "request", "reply", "header", "channel-byte", "bank", "bank-request", "bank-header",
-                           "bank-reply", "patch-size", "name-at", "checksum", "driver-base", "dump"});
-  DraftOptions options;
-  const Result result = ReadNewOptions(arguments, &options);
-  if (!result.ok()) return Failed(environment, result.text);
-  if (arguments.words().size() != 1) return Failed(environment, "\"new\" needs one folder to write.");
-  return New(environment, arguments.words()[0], arguments, std::move(options));
-}
-
-int RunModuleCheck(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {"conversation", "type", "dump", "patch", "device", "simulator"});
-  CheckOptions options;
-  const Result result = ReadCheckOptions(arguments, &options);
-  if (!result.ok()) return Failed(environment, result.text);
-  const std::vector<std::string> descriptions = arguments.Options("simulator");
-  const bool isFolder = arguments.words().size() == 1;
-  if (!isFolder && (descriptions.empty() || !arguments.words().empty()))
-    return Failed(environment, "\"check\" needs one chart or source folder, or --simulator and a file.");
-  int status = 0;
-  for (const std::string& file : descriptions) status = std::max(status, CheckSimulator(environment, file));
-  return isFolder ? std::max(status, Check(environment, arguments.words()[0], options)) : status;
+  std::vector<std::string> names = {"dump", "parameters"};
+  for (const Question& question : kQuestions) names.emplace_back(question.option);
+  const CliArguments arguments(args, names);
+  if (!arguments.state().ok()) return Failed(environment, arguments.state().text);
+  if (arguments.words().size() != 1) return Failed(environment, "\"new\" needs one chart to write.");
+  const std::string& path = arguments.words()[0];
+  if (!path.ends_with(".chart")) return Failed(environment, "A chart is a file NAME.chart, not \"" + path + "\".");
+  ChartSaid said;
+  for (const Question& question : kQuestions) said.*question.answer = arguments.Option(question.option).value_or("");
+  if (args.size() == 1) Ask(environment, &said);
+  return New(environment, path, arguments, std::move(said));
 }
 
 }  // namespace tonalith

@@ -4,6 +4,7 @@
 
 #include "chart/chart_reference.h"
 #include "chart/module_of_chart.h"
+#include "cli/arguments.h"
 #include "cli/command.h"
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
@@ -25,14 +26,18 @@ int ModuleFailed(TerminalText err, const std::string& text) {
 }
 
 int ModuleBuild(const std::vector<std::string>& args, TerminalText out, TerminalText err) {
-  if (args.size() != 3) return ModuleFailed(err, "\"build\" needs a chart or a source folder, and a package to write.");
+  const CliArguments arguments(args, {"variant"});
+  if (!arguments.state().ok()) return ModuleFailed(err, arguments.state().text);
+  const std::vector<std::string>& words = arguments.words();
+  if (words.size() != 3)
+    return ModuleFailed(err, "\"build\" needs a chart or a source folder, and a package to write.");
   ModuleImage image;
   std::vector<std::string> mistakes;
-  Result result = BuildModuleAt(args[1], &image, &mistakes);
-  if (result.ok()) result = WritePackage(image.files, args[2]);
+  Result result = BuildModuleAt(words[1], &image, &mistakes, arguments.Option("variant").value_or(""));
+  if (result.ok()) result = WritePackage(image.files, words[2]);
   for (std::size_t i = 1; i < mistakes.size(); ++i) ModuleFailed(err, mistakes[i - 1]);
   if (!result.ok()) return ModuleFailed(err, mistakes.empty() ? result.text : mistakes.back());
-  out << image.name << ": " << image.files.size() << " files in " << args[2] << "\n";
+  out << image.name << ": " << image.files.size() << " files in " << words[2] << "\n";
   return 0;
 }
 
@@ -61,6 +66,7 @@ int ModuleList(TerminalText out, TerminalText err, const std::filesystem::path& 
 
 const char* ModuleUsage() {
   return "module build SOURCE OUT.pvz   build a module package from a chart or a source folder\n"
+         "  --variant NAME              of a relative that the chart describes\n"
          "module manifest FOLDER        write the list that the packages of a folder are verified with\n"
          "module words                  every key and word of charts, with examples\n"
          "module list                   installed modules and their data types\n";

@@ -116,6 +116,17 @@ ModuleTrial::~ModuleTrial() {
 Result ModuleTrial::Install(const ModuleImage& image) {
   if (folder_.empty()) return Result::Failure("No folder can be made for the trial in the folder of temporary files.");
   session_ = std::make_unique<Session>(inside_);
+  return InstallInto(image);
+}
+
+Result ModuleTrial::InstallBeside(const ModuleImage& image) {
+  if (folder_.empty()) return Result::Failure("No folder can be made for the trial in the folder of temporary files.");
+  session_ = std::make_unique<Session>(inside_);
+  session_->InstallModules();
+  return InstallInto(image);
+}
+
+Result ModuleTrial::InstallInto(const ModuleImage& image) {
   InstallReport report;
   InstallOptions options;
   options.sync = false;

@@ -25,6 +25,8 @@ class ModuleTrial {
   ~ModuleTrial();
 
   Result Install(const ModuleImage& image);
+  // The same beside the modules that the program comes with.
+  Result InstallBeside(const ModuleImage& image);
   Session& session() { return *session_; }
 
   // Recognises a dump, lists what is in it (at most `mostNames` names of each piece) and says what is wrong with it.
@@ -42,6 +44,7 @@ class ModuleTrial {
   bool TryTalk(const Talk& talk, TerminalText out);
 
  private:
+  Result InstallInto(const ModuleImage& image);
   struct Attempt {
     bool right = false;
     std::size_t matched = 0;  // bytes that were sent as expected

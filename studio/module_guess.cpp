@@ -235,7 +235,6 @@ class DumpReader {
   void FindSum(const Group& group, DraftType* type);
   void FindName(const Group& group, DraftType* type);
   bool StoredBehind(const Group& data, const Group& behind, DraftType* type);
-  void Override(DraftType* type) const;
 
   const DraftOptions& options_;
   std::vector<DraftFinding>& findings_;
@@ -268,7 +267,7 @@ Result DumpReader::Split(std::span<const std::uint8_t> file, std::vector<Message
     return Result::Failure("The file holds no whole SysEx message (F0 ... F7); a module is made from a recorded dump.");
   if (messages->size() > kMaxMessages)
     return Result::Failure("The file holds more than 65535 messages; take a part of it.");
-  Find(DraftTrust::Sure, Printf("%zu SysEx message%s", messages->size(), messages->size() == 1 ? "" : "s") +
+  Find(DraftTrust::Read, Printf("%zu SysEx message%s", messages->size(), messages->size() == 1 ? "" : "s") +
                              (torn ? Printf(", and %zu that are cut off or too short", torn) : ""));
   return Result::Success();
 }
@@ -293,7 +292,7 @@ void DumpReader::FindDevice(ModuleDraft* draft) {
   std::string hex;
   for (const std::uint8_t byte : bytes) hex += Printf(hex.empty() ? "%02X" : " %02X", byte);
   const std::string maker(MakerName(bytes));
-  Find(DraftTrust::Sure, "manufacturer " + hex + (maker.empty() ? "" : ", " + maker));
+  Find(DraftTrust::Read, "manufacturer " + hex + (maker.empty() ? "" : ", " + maker));
   draft->channelByte = options_.channelByte;
   if (options_.channelByte >= 0) return;
   const std::uint8_t value = message[device_];
@@ -318,9 +317,9 @@ void DumpReader::FindNumber(const Group& group, DraftType* type) {
       equal = equal && all[k][at] == all[0][at];
     }
     if (counts) {
-      Find(all.size() > 2 ? DraftTrust::Sure : DraftTrust::Likely,
+      Find(all.size() > 2 ? DraftTrust::Likely : DraftTrust::Guess,
            Printf("byte %zu is the patch number, %d to %d", at, all[0][at], all.back()[at]));
-      type->slots = Printf("%zu %d %zu", at, all[0][at], all.size());
+      type->firstNumber = all[0][at];
       for (std::size_t i = 0; i <= at; ++i) type->header.pairs.push_back(Printf("%02X", all[0][i]));
       type->header.pairs[at] = "nn";
       type->headerSize = static_cast<std::uint32_t>(at + 1);
@@ -374,7 +373,7 @@ bool DumpReader::FindBank(const Group& group, DraftType* type) {
   type->patchSize = static_cast<std::uint32_t>(unit);
   type->nameOffset = static_cast<std::uint32_t>(found.name.offset);
   type->nameLength = static_cast<std::uint32_t>(found.name.length);
-  const DraftTrust trust = found.count >= 8 ? DraftTrust::Sure : DraftTrust::Likely;
+  const DraftTrust trust = found.count >= 8 ? DraftTrust::Likely : DraftTrust::Guess;
   if (found.storage)
     Find(trust, nibbles ? "each byte is sent as two of four bits" : "eight bytes carry seven of eight bits");
   Find(trust, Printf("%u patches, %u bytes from one to the next, behind a header of %u bytes", type->count,
@@ -386,7 +385,7 @@ bool DumpReader::FindBank(const Group& group, DraftType* type) {
                   NameSample(bytes, at + found.size, found.name.length) + " ...");
   if (found.storage == 0) type->checksum = PatchChecksum(message, found);
   if (type->checksum)
-    Find(DraftTrust::Sure, Printf("the last byte of each patch is its checksum, type %d", type->checksum->type));
+    Find(DraftTrust::Likely, Printf("the last byte of each patch is its checksum, type %d", type->checksum->type));
   return true;
 }
 
@@ -408,9 +407,7 @@ void DumpReader::FindSum(const Group& group, DraftType* type) {
   const DraftChecksum& sum = *type->checksum;
   if (type->layout == DraftLayout::Bank && sum.offset < type->headerSize + type->patchSize * type->count)
     return type->checksum.reset();
-  Find(different > 3   ? DraftTrust::Sure
-       : different > 1 ? DraftTrust::Likely
-                       : DraftTrust::Guess,
+  Find(different > 1 ? DraftTrust::Likely : DraftTrust::Guess,
        Printf("checksum of type %d over %u from byte %u on, at byte %u", sum.type, sum.count, sum.start, sum.offset));
 }
 
@@ -440,9 +437,7 @@ void DumpReader::FindName(const Group& group, DraftType* type) {
   type->nameOffset = static_cast<std::uint32_t>(name.offset);
   type->nameLength = static_cast<std::uint32_t>(name.length);
   const Message bytes = Unpacked(group.messages.front(), storage, header);
-  Find(group.messages.size() > 3   ? DraftTrust::Sure
-       : group.messages.size() > 1 ? DraftTrust::Likely
-                                   : DraftTrust::Guess,
+  Find(group.messages.size() > 1 ? DraftTrust::Likely : DraftTrust::Guess,
        Printf("a name of %u characters at byte %u of the data (behind %u bytes of header): ", type->nameLength,
               type->nameOffset, type->headerSize) +
            NameSample(bytes, name.offset + (storage ? 0 : type->headerSize), name.length));
@@ -451,50 +446,25 @@ void DumpReader::FindName(const Group& group, DraftType* type) {
 // Messages in turns: the data, then one that says where it is stored.
 bool DumpReader::StoredBehind(const Group& data, const Group& behind, DraftType* type) {
   if (data.messages.size() < 2 || data.messages.size() != behind.messages.size() || behind.first != data.first + 1 ||
-      behind.length() > 32 || !type->slots.empty())
+      behind.length() > 32 || type->header.NumberPlace() >= 0)
     return false;
   DraftType number;
   FindNumber(behind, &number);
-  if (number.slots.empty()) return false;
+  if (number.header.NumberPlace() < 0) return false;
   findings_.pop_back();
   const auto at = static_cast<std::size_t>(number.header.NumberPlace());
-  number.header.pairs.resize(at);
-  if (device_ < at) number.header.pairs[device_][1] = '?';
-  type->slots = number.slots + " | behind " + number.header.Text("??", '?');
-  Find(DraftTrust::Sure,
+  type->firstNumber = number.firstNumber;
+  type->store = std::move(number.header);
+  type->storeSize = static_cast<std::uint32_t>(behind.length());
+  Find(DraftTrust::Likely,
        Printf("the message of %zu bytes behind each says the patch number, in byte %zu", behind.length(), at));
   return true;
-}
-
-void DumpReader::Override(DraftType* type) const {
-  if (!options_.request.empty()) type->request = options_.request;
-  if (!options_.header.empty() && options_.header.size() < type->messageSize) {
-    type->nameOffset += type->headerSize;
-    type->header = options_.header;
-    type->headerSize = static_cast<std::uint32_t>(options_.header.size());
-    type->nameOffset -= std::min(type->nameOffset, type->headerSize);
-  }
-  if (options_.bank && type->layout != DraftLayout::Messages) {
-    type->layout = DraftLayout::Bank;
-    type->count = options_.bank;
-    if (options_.patchSize) type->patchSize = options_.patchSize;
-    if (!type->patchSize) type->patchSize = (type->messageSize - type->headerSize - 1) / options_.bank;
-    const std::uint64_t patches = std::uint64_t{type->patchSize} * type->count;
-    if (patches + 3 < type->messageSize)
-      type->headerSize = static_cast<std::uint32_t>(type->messageSize - 1 - patches - (type->checksum ? 1 : 0));
-    type->file = "bank", type->typeName = "Patch Bank", type->typeKey = "BANK";
-  }
-  if (options_.checksum) type->checksum = options_.checksum;
-  if (options_.nameOffset && *options_.nameOffset >= type->headerSize) {
-    type->nameOffset = *options_.nameOffset - type->headerSize;
-    type->nameLength = options_.nameLength;
-  }
 }
 
 DraftType DumpReader::TypeOf(const Group& group, std::size_t index) {
   DraftType type;
   type.messageSize = static_cast<std::uint32_t>(group.length());
-  Find(DraftTrust::Sure, Printf("%zu message%s of %zu bytes:", group.messages.size(),
+  Find(DraftTrust::Read, Printf("%zu message%s of %zu bytes:", group.messages.size(),
                                 group.messages.size() == 1 ? "" : "s", group.length()));
   FindNumber(group, &type);
   if (!FindBank(group, &type)) FindName(group, &type);
@@ -526,20 +496,17 @@ Result DumpReader::Read(std::span<const std::uint8_t> file, ModuleDraft* draft) 
       Find(DraftTrust::Likely, "they hold no data");
       continue;
     }
-    if (draft->types.empty()) Override(&type);
     // A message for each patch: also the single one is a data type.
     const bool single = type.layout == DraftLayout::Messages && draft->types.empty();
     draft->types.push_back(type);
     if (single) {
-      type.layout = DraftLayout::Single, type.count = 1, type.slots.clear();
+      type.layout = DraftLayout::Single, type.count = 1, type.store = {}, type.storeSize = 0;
       type.file = "patch", type.typeName = "Patch", type.typeKey = "PATCH";
       draft->types.push_back(std::move(type));
     }
     if (pair) ++i;
   }
   if (draft->types.empty()) return Result::Failure("None of the messages is long enough to hold data.");
-  if (options_.request.empty())
-    Find(DraftTrust::Sure, "a dump does not say how it is asked for: add --request HEX, or \"dumpRequest\" later");
   return Result::Success();
 }
 
@@ -547,10 +514,8 @@ Result DumpReader::Read(std::span<const std::uint8_t> file, ModuleDraft* draft) 
 
 Result DraftOfDump(std::span<const std::uint8_t> file, const DraftOptions& options, ModuleDraft* draft,
                    std::vector<DraftFinding>* findings) {
-  if (options.name.empty()) return Result::Failure("--name is missing: the instrument needs a name.");
   ModuleDraft made;
   made.name = options.name;
-  made.driverBase = options.driverBase ? options.driverBase : DefaultDriverBase(options.name);
   findings->clear();
   const Result result = DumpReader(options, findings).Read(file, &made);
   if (result.ok()) *draft = std::move(made);

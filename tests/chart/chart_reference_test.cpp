@@ -17,7 +17,8 @@ namespace tonalith {
 TEST(ChartReference, IsWhatThePageHolds) {
   std::ifstream in(TONALITH_SOURCE_DIR "/docs/chart.md", std::ios::binary);
   const std::string page{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  EXPECT_NE(page.find(TrimmedView(ChartReference())), std::string::npos) << "put the output of `tonalith-cli module words` into it";
+  EXPECT_NE(page.find(TrimmedView(ChartReference())), std::string::npos)
+      << "put the output of `tonalith-cli module words` into it";
   // The chart that the page begins with is a whole one.
   const std::size_t begin = page.find("```\n") + 4;
   ChartProblems problems("chart.md");

@@ -9,14 +9,17 @@ namespace tonalith {
 
 namespace {
 
-const std::vector<std::string> kChart = SplitText(
-    "--name|Orrin Eight|--request|F0 7D 00 08 10 nn F7|--header|F0 7D 00 08 20 nn|--reply|24|--channel-byte|2|"
-    "--name-at|6|10|--checksum|0|6|16|22",
+const std::vector<std::string> kSaid = SplitText(
+    "--name|Orrin Eight|--device|n|--request|F0 7D 0n 08 10 pp F7|--answer|F0 7D 0n 08 20 pp (16) sum F7|"
+    "--name-at|0 10|--sum|negative sum",
     '|');
 
+// A new chart in the folder of its name.
 CliOutput New(const std::string& folder, std::vector<std::string> more = {}, bool chart = true) {
-  std::vector<std::string> args = {"module", "new", CliHome::Instance().Path(folder)};
-  if (chart) args.insert(args.end(), kChart.begin(), kChart.end());
+  const std::string path = CliHome::Instance().Path(folder);
+  std::filesystem::create_directory(path);
+  std::vector<std::string> args = {"module", "new", path + "/new.chart"};
+  if (chart) args.insert(args.end(), kSaid.begin(), kSaid.end());
   args.insert(args.end(), more.begin(), more.end());
   return CliHome::Instance().Run(args);
 }
@@ -44,36 +47,35 @@ std::string Raw(const std::string& hex) {
 
 }  // namespace
 
-// The descriptor of a patch with a line in place of the one that begins with its key.
-void Change(const std::string& folder, const std::string& key, const std::string& line) {
-  const std::string path = CliHome::Instance().Path(folder + "/patch.descriptor");
-  std::string text = ReadFileText(path);
-  const std::size_t at = text.find("\n" + key + " =") + 1;
-  text.replace(at, text.find('\n', at) - at, line);
-  WriteFileText(path, text);
-}
-
 // The byte of the patch number has a first value and limits; data with another one is something else.
 TEST(Authoring, PatchNumbersHaveLimits) {
-  ASSERT_EQ(New("limits", {"--bank", "64"}).status, 0);
-  const std::string dump = CliHome::Instance().Path("limits.syx");
-  Change("limits", "patchByte", "patchByte = 5 | first 8 | count 4");
-  const CliOutput both = Check("limits");
-  EXPECT_TRUE(Has(both.out, "error: a number that does not begin at 0 cannot be written into the image as well"));
-  Change("limits", "patchNumberInImage", "patchNumberInImage = 0");
+  const CliHome& home = CliHome::Instance();
+  std::filesystem::create_directory(home.Path("limits"));
+  WriteFileText(home.Path("limits/module.ini"),
+                "[Module]\nName = Orrin Eight\nDriverBase = 21100\nTypes = patch\nmanufacturerId = 0x7D\n");
+  const auto with = [&](const std::string& line, const std::vector<std::string>& more = {}) {
+    WriteFileText(home.Path("limits/patch.descriptor"),
+                  "typeName = Patch\ndataKind = 1\nfileSize = 24\nheaderSize = 6\nvoiceSize = 16\nnameLength = 10\n"
+                  "checksumLength = 16\nchecksumStart = 6\nchecksumOffset = 22\nmessage = F0 7D 0? 08 20 ??\n" +
+                      line);
+    return Check("limits", more);
+  };
+  EXPECT_TRUE(Has(with("patchByte = 5 | first 8 | count 4\npatchNumberOffset = 5\npatchNumberInImage = 1\n").out,
+                  "error: a number that does not begin at 0 cannot be written into the image as well"));
+  const std::string dump = home.Path("limits.syx");
   for (const int number : {0, 7, 8, 11, 12, 127}) {
     std::string bytes = Raw(kGlass);
     bytes[5] = static_cast<char>(number);
     WriteFileText(dump, bytes);
-    const CliOutput checked = Check("limits", {"--dump", dump});
+    const CliOutput checked = with("patchByte = 5 | first 8 | count 4\n", {"--dump", dump});
     EXPECT_EQ(checked.status, number >= 8 && number < 12 ? 0 : 1) << number << checked.out << checked.err;
     if (number == 11) {
       EXPECT_TRUE(Has(checked.out, "\t 4\tGLASS BELL\n")) << checked.out;
     }
   }
   for (const char* wrong : {"5 | first 128", "5 | count 0", "5 | first 100 | count 29", "5 | last 3", "5000", ""}) {
-    Change("limits", "patchByte", std::string("patchByte = ") + wrong);
-    EXPECT_TRUE(Has(Check("limits").out, "limits/patch.descriptor:30: error: ")) << wrong << Check("limits").out;
+    const CliOutput checked = with(std::string("patchByte = ") + wrong);
+    EXPECT_TRUE(Has(checked.out, "limits/patch.descriptor:11: error: ")) << wrong << checked.out;
   }
 }
 
@@ -111,39 +113,68 @@ TEST(Authoring, DescriptionsOfSimulatorsAreChecked) {
   EXPECT_TRUE(Has(wrong.err, "2 errors, no warnings.")) << wrong.err;
 }
 
-TEST(Authoring, ASourceIsMadeOnceAndBuilds) {
+TEST(Authoring, AChartIsMadeOnceAndWorks) {
   const CliOutput made = New("once", {"--bank", "4"});
   EXPECT_EQ(made.status, 0) << made.err;
-  EXPECT_TRUE(Has(made.out, "5 files")) << made.out;
-  const std::string before = ReadFileText(CliHome::Instance().Path("once/patch.descriptor"));
+  EXPECT_TRUE(Has(made.out, "Orrin Eight, 2 data types")) << made.out;
+  const std::string file = CliHome::Instance().Path("once/new.chart");
+  const std::string before = ReadFileText(file);
   const CliOutput again = New("once");
   EXPECT_EQ(again.status, 1);
-  EXPECT_TRUE(Has(again.err, "is not empty; nothing in it is overwritten.")) << again.err;
-  EXPECT_EQ(ReadFileText(CliHome::Instance().Path("once/patch.descriptor")), before);
-  const CliOutput built = CliHome::Instance().Run(
-      {"module", "build", CliHome::Instance().Path("once"), CliHome::Instance().Path("once.pvz")});
+  EXPECT_TRUE(Has(again.err, "is there already; nothing is overwritten.")) << again.err;
+  EXPECT_EQ(ReadFileText(file), before);
+  const CliOutput built = CliHome::Instance().Run({"module", "build", file, CliHome::Instance().Path("once.pvz")});
   EXPECT_EQ(built.status, 0) << built.err;
   const CliOutput checked = Check("once");
-  EXPECT_EQ(checked.status, 0) << checked.err;
-  EXPECT_EQ(checked.out, "Orrin Eight: no errors, no warnings\n");
+  EXPECT_EQ(checked.status, 0) << checked.out << checked.err;
+  EXPECT_EQ(checked.out,
+            "Patch Bank: got, sent, silent, an answer lost, exported, got as device 15, sent as device 15\n"
+            "Patch: got, sent, silent, an answer lost, exported, got as device 15, sent as device 15\n"
+            "Orrin Eight: no errors, no warnings\n");
 }
 
-TEST(Authoring, OptionsThatMakeNoSenseGetASentence) {
+// What a chart says that its instrument cannot mean is seen when the module is played.
+TEST(Authoring, PlayingFindsWhatReadingDoesNot) {
+  struct Case {
+    const char* request;  // of the bank
+    const char* rest;
+    const char* sentence;
+  };
+  const Case cases[] = {
+      {"request = F0 7D 0n 08 10 00 F7", "", "Patch Bank, getting: patches 1, 3 came as patch 0: nothing in the request"},
+      {"request = F0 7D 0n 08 10 pp F7", "put = F0 7D 0n 08 20 00 (16) sum F7",
+       "Patch Bank, sending: nothing that is sent says which patch it is."},
+  };
+  for (const Case& c : cases) {
+    std::filesystem::create_directory(CliHome::Instance().Path("played"));
+    WriteFileText(CliHome::Instance().Path("played/new.chart"),
+                  std::string("[Orrin Nine]\nmaker = 7D   device = n   drivers = 60100   sum = negative sum\n"
+                              "find = Patch\n[data Patch Bank]  4 x Patch   name = 0 10\n") +
+                      c.request + "\n" + c.rest +
+                      "\n[data Patch]   name = 0 10\nrequest = F0 7D 0n 08 10 pp F7\n"
+                      "dump = F0 7D 0n 08 20 pp (16) sum F7\n");
+    const CliOutput checked = Check("played");
+    EXPECT_EQ(checked.status, 1);
+    EXPECT_TRUE(Has(checked.out, c.sentence)) << c.sentence << "\n" << checked.out << checked.err;
+  }
+}
+
+TEST(Authoring, WhatIsMissingGetsASentence) {
   struct Case {
     std::vector<std::string> args;
     const char* sentence;
   };
+  const std::string file = CliHome::Instance().Path("x.chart");
   const std::vector<Case> cases = {
-      {{}, "\"new\" needs one folder"},
-      {{"x"}, "--name is missing"},
-      {{"x", "--name", "X"}, "--request is missing"},
-      {{"x", "--name", "X", "--request", "F0 7D F7"}, "--reply is missing"},
-      {{"x", "--name", "X", "--request", "F0 7D F7", "--reply", "99999999999999999999"}, "--reply takes a number"},
-      {{"x", "--name", "X", "--request", "F0 7Z F7", "--reply", "20"}, "--request: \"7Z\""},
-      {{"x", "--name", "X", "--request", "F0 7D F7", "--reply", "20", "--checksum", "0", "1"}, "--checksum takes"},
-      {{"x", "--name", "X", "--request", "F0 7D F7", "--reply", "20", "--name-at", "-1", "5"}, "--name-at takes"},
-      {{"x", "--name", "X", "--request", "F0 7D F7", "--reply", "20", "--oops"}, "There is no option --oops"},
-      {{"x", "--name", "X", "--dump", "/nonexistent"}, "Cannot open /nonexistent"},
+      {{}, "\"new\" needs one chart"},
+      {{"x"}, "A chart is a file NAME.chart"},
+      {{file, "--request", "F0 7D F7"}, "The name of the instrument is missing"},
+      {{file, "--name", "X"}, "The message that asks for a patch is missing"},
+      {{file, "--name", "a/b", "--request", "F0 7D F7"}, "--name: at most 64"},
+      {{file, "--name", "X", "--request", "F0 7D F7"}, "The answer is missing"},
+      {{file, "--name", "X", "--request", "F0 7D F7", "--answer", "F0 7D (9) sum F7"}, "whose kind is missing"},
+      {{file, "--name", "X", "--oops"}, "There is no option --oops"},
+      {{file, "--name", "X", "--dump", "/nonexistent"}, "Cannot open /nonexistent"},
   };
   for (const Case& c : cases) {
     std::vector<std::string> args = {"module", "new"};
@@ -151,6 +182,7 @@ TEST(Authoring, OptionsThatMakeNoSenseGetASentence) {
     const CliOutput output = CliHome::Instance().Run(args);
     EXPECT_EQ(output.status, 1) << c.sentence;
     EXPECT_TRUE(Has(output.err, c.sentence)) << output.err;
+    EXPECT_FALSE(std::filesystem::exists(file));
   }
 }
 
@@ -237,20 +269,22 @@ TEST(Authoring, ADumpIsEnoughToBeginWith) {
     all += message;
   }
   WriteFileText(file, all);
-  const CliOutput made = New("four", {"--name", "Four", "--dump", file, "--channel-byte", "2"}, false);
+  const CliOutput made = New("four", {"--name", "Four", "--dump", file}, false);
   EXPECT_EQ(made.status, 0) << made.err;
   for (const char* part :
-       {"sure\tbyte 5 is the patch number, 0 to 3", "checksum of type 0 over 16 from byte 6 on, at byte 22",
+       {"likely\tbyte 5 is the patch number, 0 to 3", "checksum of type 0 over 16 from byte 6 on, at byte 22",
         "Patch Bank, 96 bytes, checksum ok, 4 patches", "BLASS BELL"})
     EXPECT_TRUE(Has(made.out, part)) << part << "\n" << made.out;
 }
 
 TEST(Authoring, NumbersOfOtherInstrumentsAreKnown) {
   ASSERT_EQ(CliHome::Instance().problem(), "");
-  ASSERT_EQ(New("taken", {"--driver-base", "1000"}).status, 0);
+  ASSERT_EQ(New("taken").status, 0);
+  const std::string file = CliHome::Instance().Path("taken/new.chart");
+  WriteFileText(file, ReplaceAll(ReadFileText(file), "drivers = 60000", "drivers = 1000"));
   const CliOutput output = Check("taken");
   EXPECT_EQ(output.status, 1);
-  EXPECT_TRUE(Has(output.out, "module.ini") || Has(output.out, "patch.descriptor")) << output.out;
+  EXPECT_TRUE(Has(output.out, file + ":2:")) << output.out;
   EXPECT_TRUE(Has(output.out, "driver id 1000 belongs to the Yamaha DX7")) << output.out;
 }
 

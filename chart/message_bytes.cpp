@@ -1,0 +1,159 @@
+#include "chart/message_bytes.h"
+
+#include <algorithm>
+
+#include "data/checksums.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::size_t kUsualAnySize = 32;
+constexpr std::size_t kCountBytes = 2;  // of the count that begins counted data; what is counted is packed 7 in 8
+constexpr int kNibbles[] = {1, 6};      // packings of half bytes
+constexpr int kDigits[] = {3, 4};       // packings of characters from 30 on
+
+// An item where it stands.
+struct Placed {
+  const ChartItem* item;
+  std::size_t at = 0, size = 0;
+  std::size_t shift = 0;  // from the place of the first repetition
+};
+
+bool IsAny(const ChartItem& item) {
+  return item.kind == ChartItemKind::kData && item.bytes == 0;
+}
+
+// All items with their repetitions, in the order of the message.
+std::vector<Placed> PlacedItems(const ChartMessage& message, std::size_t anySize) {
+  std::vector<Placed> placed;
+  std::size_t behind = 0;
+  for (const ChartItem& item : message.items) {
+    if (item.kind == ChartItemKind::kPause || item.kind == ChartItemKind::kSumFrom) continue;
+    for (std::uint32_t outer = 0; outer < item.outerTimes; ++outer)
+      for (std::uint32_t i = 0; i < item.times; ++i) {
+        const std::size_t shift = std::size_t{outer} * item.outerStride + std::size_t{i} * item.stride;
+        placed.push_back({&item, item.offset + shift + behind, IsAny(item) ? anySize : item.size, shift + behind});
+      }
+    if (IsAny(item)) behind += anySize;
+  }
+  std::stable_sort(placed.begin(), placed.end(), [](const Placed& a, const Placed& b) { return a.at < b.at; });
+  return placed;
+}
+
+std::size_t SizeOf(const std::vector<Placed>& items) {
+  return items.empty() ? 0 : items.back().at + items.back().size;
+}
+
+// The value of the byte's letter; -1: the byte cannot be this one.
+int ValueIn(const ChartByte& byte, std::uint8_t read) {
+  const int rest = read - byte.base;
+  if (byte.use == ChartUse::kWhole) return rest;
+  if (byte.use == ChartUse::kLowDigit) return rest > 0x0F ? -1 : rest;
+  return rest < 0 || (rest & 0x0F) ? -1 : rest / 16;
+}
+
+bool TakeByte(const ChartByte& byte, std::uint8_t read, ChartValues* values) {
+  if (byte.use == ChartUse::kNone) return ((read ^ byte.base) & byte.mask) == 0;
+  const int value = ValueIn(byte, read);
+  return value >= 0 && values->try_emplace(byte.variable, value).first->second == value;
+}
+
+bool MatchCount(const ChartItem& item, std::span<const std::uint8_t> bytes) {
+  const int high = static_cast<int>(item.sumSize >> 7 & 0x7F), low = static_cast<int>(item.sumSize & 0x7F);
+  return bytes[0] == (item.lowFirst ? low : high) && bytes[1] == (item.lowFirst ? high : low);
+}
+
+}  // namespace
+
+std::uint32_t ChartSumCount(const ChartItem& sum) {
+  constexpr int kOfNibbles[] = {2, 6, 12};
+  const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
+  return nibbles ? sum.sumSize / 2 : sum.sumSize;
+}
+
+std::vector<std::uint8_t> MessageBytes(const ChartMessage& message, const ChartValues& values,
+                                       std::span<const std::uint8_t> data, std::size_t* used) {
+  const std::size_t left = data.size() - std::min(data.size(), *used);
+  const auto items = PlacedItems(message, left);
+  std::vector<std::uint8_t> bytes(SizeOf(items));
+  for (const Placed& one : items) {
+    const ChartItem& item = *one.item;
+    if (item.kind == ChartItemKind::kByte) {
+      const auto value = values.find(item.byte.variable);
+      bytes[one.at] = static_cast<std::uint8_t>(item.byte.With(value == values.end() ? 0 : value->second));
+    } else if (item.kind == ChartItemKind::kCount) {
+      const std::uint8_t high = item.sumSize >> 7 & 0x7F, low = item.sumSize & 0x7F;
+      bytes[one.at] = item.lowFirst ? low : high;
+      bytes[one.at + 1] = item.lowFirst ? high : low;
+    } else if (item.kind == ChartItemKind::kData) {
+      for (std::size_t i = 0; i < one.size; ++i, ++*used) bytes[one.at + i] = *used < data.size() ? data[*used] : 0;
+    }
+  }
+  for (const Placed& one : items)
+    if (one.item->kind == ChartItemKind::kSum)
+      CSum(bytes, 0, one.item->sum, static_cast<std::int64_t>(one.item->sumFrom + one.shift), ChartSumCount(*one.item),
+           static_cast<std::int64_t>(one.at));
+  return bytes;
+}
+
+bool MatchMessage(const ChartMessage& message, std::span<const std::uint8_t> bytes, ChartValues* values,
+                  ChartData* data) {
+  if (message.empty()) return false;
+  const std::size_t fixed = SizeOf(PlacedItems(message, 0));
+  const bool any = std::any_of(message.items.begin(), message.items.end(), IsAny);
+  if (bytes.size() < fixed || (!any && bytes.size() != fixed)) return false;
+  ChartValues found = *values;
+  ChartData taken;
+  for (const Placed& one : PlacedItems(message, bytes.size() - fixed)) {
+    const ChartItem& item = *one.item;
+    const auto here = bytes.subspan(one.at, one.size);
+    if (item.kind == ChartItemKind::kByte && !TakeByte(item.byte, here[0], &found)) return false;
+    if (item.kind == ChartItemKind::kCount && !MatchCount(item, here)) return false;
+    if (item.kind == ChartItemKind::kData) taken.insert(taken.end(), here.begin(), here.end());
+  }
+  *values = std::move(found);
+  if (data) data->insert(data->end(), taken.begin(), taken.end());
+  return true;
+}
+
+std::size_t DataSize(const ChartMessage& message, std::size_t anySize) {
+  std::size_t size = 0;
+  for (const Placed& one : PlacedItems(message, anySize))
+    if (one.item->kind == ChartItemKind::kData) size += one.size;
+  return size;
+}
+
+std::size_t SmallestAnySize(const ChartMessage& message) {
+  const std::size_t fixed = SizeOf(PlacedItems(message, 0));
+  for (const ChartItem& item : message.items) {
+    if (!IsAny(item)) continue;
+    if (!item.counted.empty()) return kCountBytes + item.counted[1] + (item.counted[1] + 6) / 7;
+    const std::size_t whole = item.least ? item.least : kUsualAnySize;
+    return whole > fixed ? whole - fixed : 1;
+  }
+  return 0;
+}
+
+ChartData SampleData(const ChartMessage& message, std::uint32_t seed) {
+  ChartData data;
+  std::uint32_t state = seed * 2654435761u + 12345u;
+  for (const Placed& one : PlacedItems(message, SmallestAnySize(message))) {
+    const ChartItem& item = *one.item;
+    if (item.kind != ChartItemKind::kData) continue;
+    const bool nibbles = std::find(std::begin(kNibbles), std::end(kNibbles), item.packing) != std::end(kNibbles);
+    // What other packings allow in every byte.
+    const std::uint32_t values = item.packing == 0 && item.counted.empty() ? 0x80 : nibbles ? 0x10 : 2;
+    const bool digits = std::find(std::begin(kDigits), std::end(kDigits), item.packing) != std::end(kDigits);
+    const std::uint8_t least = digits ? '0' : 0;
+    for (std::size_t i = 0; i < one.size; ++i) {
+      state = state * 1664525u + 1013904223u;
+      const bool counted =
+          !item.counted.empty() && one.at + i >= item.counted[0] && one.at + i < item.counted[0] + kCountBytes;
+      data.push_back(counted ? 0 : static_cast<std::uint8_t>(least + (state >> 16) % values));
+    }
+  }
+  return data;
+}
+
+}  // namespace tonalith

@@ -1,0 +1,103 @@
+// Charts become module sources: what the messages of a chart say is in the descriptors, forms and steps.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "chart/module_of_chart.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr const char* kHead = "[Acme One]\ndrivers = 60000   maker = 7D   device = n   sum = sum\n";
+
+// The lines of a file of the source that begin with one of the words, with ';' between.
+std::string Lines(const ChartModule& module, const std::string& file, const std::vector<std::string>& words) {
+  std::string found;
+  const auto text = module.source.find(file);
+  if (text == module.source.end()) return "no " + file;
+  std::size_t at = 0;
+  while (at < text->second.size()) {
+    const std::size_t end = text->second.find('\n', at);
+    const std::string line = text->second.substr(at, end - at);
+    for (const std::string& word : words)
+      if (line.starts_with(word + " ")) found += (found.empty() ? "" : "; ") + line;
+    at = end + 1;
+  }
+  return found;
+}
+
+}  // namespace
+
+TEST(ChartModule, MessagesSayHowDataLies) {
+  struct Case {
+    const char* chart;
+    const char* file;
+    std::vector<std::string> words;
+    const char* lines;
+  };
+  const Case cases[] = {
+      // groups with a sum each, a count in front
+      {"[data Bank]  4 x Tone\ndump = F0 7D 0n 01 {count (16 nibbles low first) sum}*4 F7\n[data Tone]\ndump = F0 7D "
+       "0n 02 "
+       "(16) F7\n",
+       "bank.descriptor",
+       {"fileSize", "headerSize", "voiceSize", "voiceOffset", "voiceBytes", "storageFormat", "verify", "init"},
+       "fileSize = 145; headerSize = 4; voiceSize = 35; voiceBytes = 16; voiceOffset = 2; storageFormat = 1; init = 4: "
+       "00 20 "
+       "| times 4 | step 35; verify = 4 6 32 38 | times 4 | step 35"},
+      // a packing that runs through the bank
+      {"[data Bank]  10 x Tone\ndump = F0 7D 0n 01 (140 7 of 8 through) F7\n[data Tone]\ndump = F0 7D 0n 02 (14) F7\n",
+       "bank.descriptor",
+       {"fileSize", "voiceSize"},
+       "fileSize = 165; voiceSize = 14"},
+      // patch by patch: program change, a place in the message, a pause, an answer
+      {"[data Bank]  8 x Tone   pause = 20 ms\neach = F0 7D 0n 01 10+p (4) sum F7   ok = F0 7D 0n 05 F7\n"
+       "get = Cn pp, F0 7D 0n 06 F7 -> each   put = each -> ok\n[data Tone]\ndump = F0 7D 0n 02 (4) F7\n",
+       "bank.descriptor",
+       {"patchByPatch", "get", "put", "slots"},
+       "patchByPatch = 1; get = send device&15+192 patch; get = pause 20; get = ask F0 7D 00 06 F7; get = pause 20; "
+       "put = set "
+       "4: 10+patch; put = data | answer F0 7D 00 05 F7; put = pause 20; slots = 4 16 8"},
+      // pauses inside a message, what chose the bank before
+      {"[data Bank b = 0..1]  4 x Tone\nchoose = F0 7D 0n 08 0b F7\ndump = F0 7D 0n 01 {(16) sum (120 ms)}*4 F7   get "
+       "= choose, "
+       "F0 7D 0n 09 F7 -> dump   put = choose, dump   file = choose dump | dump (b = 0)\n[data Tone]\ndump = F0 7D 0n "
+       "02 (16) F7\n",
+       "bank1.descriptor",
+       {"put", "context"},
+       "put = send F0 7D 00 08 01 F7; put = data 21; put = repeat 3; put = pause 120; put = data 17; put = end; put = "
+       "pause 120; "
+       "put = data 1; context = F0 7D 0? 08 | 01 | no"},
+  };
+  for (const Case& c : cases) {
+    ChartProblems problems("x.chart");
+    const ChartModule module = ModuleOfChart(std::string(kHead) + c.chart, &problems);
+    EXPECT_FALSE(problems.any()) << problems.First().text;
+    EXPECT_EQ(Lines(module, c.file, c.words), c.lines);
+    ModuleImage image;
+    EXPECT_TRUE(BuildChart(std::string(kHead) + c.chart, &problems, &image).ok()) << problems.First().text;
+  }
+}
+
+TEST(ChartModule, ARelativeSaysWhatIsDifferent) {
+  const std::string chart =
+      std::string(kHead) +
+      "dump = F0 7D 0n 01 (16) F7\n[data Tone]\nname = 0 8\n[data Extra]\ndump = F0 7D 0n 03 (4) F7\n"
+      "[variant Acme Two]  drivers = 60010   dump = F0 7D 0n 02 (24) F7\n[data Tone]  name = 8 8\n";
+  ChartProblems problems("x.chart");
+  const ChartModule one = ModuleOfChart(chart, &problems);
+  const ChartModule two = ModuleOfChart(chart, &problems, "Acme Two");
+  EXPECT_FALSE(problems.any()) << problems.First().text;
+  EXPECT_EQ(Lines(one, "tone.descriptor", {"fileSize", "nameOffset"}), "fileSize = 21; nameOffset = 0");
+  EXPECT_EQ(Lines(two, "tone.descriptor", {"fileSize", "nameOffset", "message"}),
+            "fileSize = 29; nameOffset = 8; message = F0 7D 0? 02");
+  EXPECT_EQ(Lines(two, "module.ini", {"Name", "DriverBase", "Types"}),
+            "Name = Acme Two; DriverBase = 60010; Types = tone extra");
+  ModuleOfChart(chart, &problems, "Acme Three");
+  EXPECT_EQ(problems.First().text,
+            "x.chart:1:1: error: the chart has no relative of this name (\"Acme Three\"); right: Acme Two");
+}
+
+}  // namespace tonalith
