@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "chart/chart_of_module.h"
 #include "chart/instrument.h"
 #include "chart/type_lines.h"
 #include "data/hex_text.h"
@@ -209,6 +210,8 @@ Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* o
   for (const ModuleDiagnostics::Problem& problem : diagnostics.problems)
     problems->Add(module.PlaceOf(problem.file, problem.line), {}, problem.text, ModuleHint(problem.text));
   if (!problems->any() && result.ok()) AddFieldFiles(module.text, module.types, out, problems);
+  if (!problems->any() && result.ok())
+    out->files.push_back({out->name + "\\" + ChartFileName(out->name), {text.begin(), text.end()}});
   return problems->any() ? problems->First() : result;
 }
 
