@@ -10,7 +10,7 @@
 #include "data/container.h"
 #include "data/data_records.h"
 #include "data/hex_text.h"
-#include "data/patch_names.h"
+#include "data/number_format.h"
 #include "platform/text.h"
 #include "script/listing.h"
 #include "studio/coded_words.h"
@@ -59,6 +59,7 @@ class TypeText {
     if (kind != (voices > 1 ? kBankKind : kPatchKind)) text_ += "   is = " + WordOf("dataKind", kind);
     text_ += "   drivers = " + Num(+synth_.driverId);
     if (const std::string key = FieldText(synth_.typeKey); !key.empty()) text_ += "   key = " + key;
+    if (voices > 1) text_ += "   numbers = " + MakeNumberStr(synth_, 0) + ".." + MakeNumberStr(synth_, static_cast<int>(voices) - 1);
     text_ += "\n";
     Name();
     const std::string sum = +synth_.checksumLength ? WordOf("checksumType", synth_.checksumType) : "";

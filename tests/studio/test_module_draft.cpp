@@ -62,6 +62,20 @@ Bytes Framed(Bytes head, const Bytes& data, int checksum) {
   return head;
 }
 
+// The source of an invented instrument.
+const ModuleSource kEight = {
+    {"module.ini",
+     "[Module]\nName = Orrin Eight\nDriverBase = 21000\nVersion = 1\nTypes = bank patch\n"
+     "manufacturerId = 0x7D\nhasSysExChannel = 1\nsysExChannelOffset = 2\ndumpRequestChannelOffset = 2\n"},
+    {"bank.descriptor",
+     "typeName = Patch Bank\ndataKind = 2\npatchType = patch\nfileSize = 6656\nnumVoices = 64\nvoiceSize = 104\n"
+     "voiceOffset = 6\nvoiceBytes = 96\nnameLength = 10\npatchByPatch = 1\nget = ask F0 7D 00 08 10 patch F7\n"
+     "put = data\nverify = 0 6 96 102 | times 64 | step 104\nmessage = F0 7D 0? 08 20 ??\nslots = 5 0 64\n"},
+    {"patch.descriptor",
+     "typeName = Patch\ndataKind = 1\nfileSize = 104\nheaderSize = 6\nvoiceSize = 96\nnameOffset = 0\n"
+     "nameLength = 10\ndumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\npatchMax = 63\n"
+     "checksumStart = 6\nchecksumLength = 96\nchecksumOffset = 102\nmessage = F0 7D 0? 08 20 ??\npatchByte = 5\n"}};
+
 }  // namespace
 
 TEST(ModuleDraft, FindsOutWhatADumpTells) {
@@ -155,10 +169,7 @@ TEST(ModuleDraft, DumpsThatTellNothingAreRefused) {
 }
 
 TEST(ModuleCheck, NamesEveryMistakeAtItsPlace) {
-  ModuleSource source;
-  DraftOptions options = Options();
-  options.bank = 64;
-  ASSERT_EQ(Refusal(options, &source), "");
+  ModuleSource source = kEight;
   const auto change = [&](const char* file, const std::string& from, const std::string& to) {
     std::string& text = source[file];
     ASSERT_NE(text.find(from), std::string::npos) << from;
@@ -172,12 +183,12 @@ TEST(ModuleCheck, NamesEveryMistakeAtItsPlace) {
   std::map<std::string, std::string> seen;  // place and hint
   for (const ModuleRemark& remark : CheckModule(source, {}, nullptr))
     seen[remark.file + ":" + std::to_string(remark.line)] += remark.text + "|" + remark.hint;
-  EXPECT_EQ(seen.count("module.ini:7"), 1u);
-  EXPECT_NE(seen["bank.descriptor:9"].find("Did you mean \"numVoices\"?"), std::string::npos)
-      << seen["bank.descriptor:9"];
-  EXPECT_EQ(seen.count("bank.descriptor:15"), 1u);
-  EXPECT_EQ(seen.count("patch.descriptor:28"), 1u);
-  EXPECT_EQ(seen.count("patch.descriptor:30"), 1u);
+  EXPECT_EQ(seen.count("module.ini:4"), 1u);
+  EXPECT_NE(seen["bank.descriptor:5"].find("Did you mean \"numVoices\"?"), std::string::npos)
+      << seen["bank.descriptor:5"];
+  EXPECT_EQ(seen.count("bank.descriptor:9"), 1u);
+  EXPECT_EQ(seen.count("patch.descriptor:14"), 1u);
+  EXPECT_EQ(seen.count("patch.descriptor:15"), 1u);
   EXPECT_EQ(seen.size(), 5u);
 }
 
@@ -196,12 +207,13 @@ TEST(ModuleCheck, SeesWhatTheBuildCannot) {
       {"dumpRequest = F0 7D", "dumpRequest = F0 40", false, "the request is for manufacturer 40"},
       {"dumpRequest = ", "; ", false, "it cannot be asked for"},
       {"message = F0 7D 0? 08 20 ??\n", "", true, "a message nor an address"},
-      {"message = F0 7D 0? 08 20 ??\n; the byte that is the patch number\npatchByte = 5\n", "", false,
+      {"message = F0 7D 0? 08 20 ??\npatchByte = 5\n", "", false,
        "it is recognised in no file"},
       {"typeName = Patch", "typeName = Patch\nmap = none", false, ""},
   };
-  ModuleSource good;
-  ASSERT_EQ(Refusal(Options(), &good), "");
+  ModuleSource good = kEight;
+  good.erase("bank.descriptor");
+  good["module.ini"] = ReplaceAll(good["module.ini"], "bank patch", "patch");
   for (const Case& c : cases) {
     ModuleSource source = good;
     std::string& text = source["patch.descriptor"];
@@ -218,7 +230,7 @@ TEST(ModuleCheck, SeesWhatTheBuildCannot) {
     ASSERT_NE(said, remarks.end()) << c.text;
     EXPECT_EQ(said->isError, c.error) << c.text;
   }
-  const auto taken = CheckModule(good, {{DefaultDriverBase("Orrin Eight"), "Other Synth"}}, nullptr);
+  const auto taken = CheckModule(good, {{21000, "Other Synth"}}, nullptr);
   ASSERT_EQ(taken.size(), 1u);
   EXPECT_NE(taken.front().text.find("belongs to the Other Synth"), std::string::npos);
 }
