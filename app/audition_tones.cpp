@@ -61,7 +61,7 @@ void AuditionTones::Start(int tone, const ToneTarget& target) {
   const std::array<std::uint8_t, 3> message = {static_cast<std::uint8_t>(0x90 | channel),
                                                static_cast<std::uint8_t>(note), static_cast<std::uint8_t>(velocity)};
   SendOptions options;
-  options.mayWait = false;
+  options.live = true;
   if (velocity == 0 || out_.SendDataPort(message, target.port, options) <= 0) return;
   sounding_.push_back({target.port, channel, note, Now() + StepMs()});
   timer_.start(kTickMs);
@@ -74,7 +74,7 @@ void AuditionTones::Tick() {
     const std::array<std::uint8_t, 3> off = {static_cast<std::uint8_t>(0x90 | tone.channel),
                                              static_cast<std::uint8_t>(tone.note), 0};
     SendOptions options;
-    options.mayWait = false;
+    options.live = true;
     out_.SendDataPort(off, tone.port, options);
     return true;
   });

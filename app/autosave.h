@@ -30,6 +30,9 @@ class Autosave final : public QObject {
 
   // What the timer does; `passed` since it did so last.
   void Look(std::chrono::milliseconds passed);
+  RecoveryFolder& folder() { return folder_; }
+  // Every unsaved change, now.
+  void Keep();
   // Asks what shall become of what earlier sessions left.  Nothing is removed unless the user says so or has it open.
   void Offer();
   // Keeps every unsaved change as it is at this moment; nothing is shown and no work is given up.  A sentence about it,
@@ -43,7 +46,6 @@ class Autosave final : public QObject {
   void ForEach(const std::function<void(DocumentWindow&)>& action) const;
   void ForEachModified(const std::function<void(DocumentWindow&)>& action) const;
   void Start();
-  void Keep();
   void SaveFiles();
   void Recover(const std::vector<RecoverableFile>& files);
   Result RecoverOne(const RecoverableFile& file);

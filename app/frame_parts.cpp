@@ -29,6 +29,7 @@ FrameParts::FrameParts(const FrameContext& context)
       windowContext(frame, recent, transfers),
       documents(frame, windowContext),
       autosave(frame, registry, documents),
+      received(autosave.folder(), frame.program.clock(), [this] { autosave.Keep(); }),
       studio(frame, documents),
       files(frame, registry, documents, recent, Line6Mode(frame.program)),
       recognised(frame, registry, documents, files, studio),
@@ -37,9 +38,10 @@ FrameParts::FrameParts(const FrameContext& context)
       firstSteps(frame, studio),
       options(frame, midi),
       help(frame),
-      quit(frame, transfers, midi, autosave),
+      quit(frame, transfers, midi, autosave, received),
       manualDumps(frame, studio),
       hosts(frame, {files, autosave, desktops, studio, firstSteps, transfers, midi}) {
+  transfers.SetListener([this](const DeskEvent& event) { received.Take(event); });
   RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);

@@ -13,6 +13,7 @@
 #include "app/monitor_commands.h"
 #include "app/option_commands.h"
 #include "app/quit_sequence.h"
+#include "app/received_so_far.h"
 #include "app/recent_files_menu.h"
 #include "app/recognised_files.h"
 #include "app/service_hosts.h"
@@ -35,6 +36,7 @@ struct FrameParts {
   FrameWindowContext windowContext;
   DocumentWindows documents;
   Autosave autosave;
+  ReceivedSoFar received;
   StudioCommands studio;
   FileOpening files;
   RecognisedFiles recognised;

@@ -25,7 +25,7 @@ TransferDesk::Job FrameWindowContext::Transfer(DeskRequest request) {
 }
 
 void FrameWindowContext::AbandonTransfers(const DataFile* dataFile) {
-  transfers_.desk().Abandon(dataFile);
+  transfers_.Abandon(dataFile);
 }
 
 }  // namespace tonalith

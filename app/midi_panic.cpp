@@ -66,7 +66,7 @@ void MidiPanic::SendNext() {
       0,
   };
   SendOptions options;
-  options.mayWait = false;
+  options.live = true;
   out_.SendDataPort(message, port, options);
 }
 

@@ -10,6 +10,7 @@
 #include "app/child_windows.h"
 #include "app/command_menus.h"
 #include "app/midi_commands.h"
+#include "app/received_so_far.h"
 #include "app/window_transfers.h"
 #include "midi/port_system.h"
 #include "platform/clock.h"
@@ -45,8 +46,8 @@ constexpr const char* kBreakOffWarning =
 }  // namespace
 
 QuitSequence::QuitSequence(const FrameContext& frame, WindowTransfers& transfers, MidiCommands& midi,
-                           Autosave& autosave)
-    : frame_(frame), transfers_(transfers), midi_(midi), autosave_(autosave) {
+                           Autosave& autosave, ReceivedSoFar& received)
+    : frame_(frame), transfers_(transfers), midi_(midi), autosave_(autosave), received_(received) {
   frame_.menus.Register(CommandId::FileExit, {[this] { frame_.window.close(); }});
 }
 
@@ -60,6 +61,7 @@ bool QuitSequence::Close() {
   // The session may end while a question is open.
   if (!asked || !ends) {
     transfers_.StopOutputs();
+    received_.Leave();
     autosave_.LeaveForNextStart();
   }
   quitting_ = true;

@@ -10,6 +10,7 @@ namespace tonalith {
 
 class Autosave;
 class MidiCommands;
+class ReceivedSoFar;
 class WindowTransfers;
 
 // How the program ends: as the user asks, with questions about what is being sent and what is not saved, or without
@@ -19,7 +20,8 @@ class QuitSequence final : public QObject {
 
  public:
   // Registers the command.  All of it must outlive this.
-  QuitSequence(const FrameContext& frame, WindowTransfers& transfers, MidiCommands& midi, Autosave& autosave);
+  QuitSequence(const FrameContext& frame, WindowTransfers& transfers, MidiCommands& midi, Autosave& autosave,
+               ReceivedSoFar& received);
 
   // From now on nothing is asked (end of the session): changes nobody saved are left to the next start.
   void SetQuitting() { quitting_ = true; }
@@ -37,6 +39,7 @@ class QuitSequence final : public QObject {
   WindowTransfers& transfers_;
   MidiCommands& midi_;
   Autosave& autosave_;
+  ReceivedSoFar& received_;
   bool quitting_ = false;
   bool asking_ = false;
 };

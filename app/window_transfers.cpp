@@ -96,7 +96,16 @@ TransferDesk::Job WindowTransfers::Start(DeskRequest request) {
   return job;
 }
 
+void WindowTransfers::Abandon(const DataFile* dataFile) {
+  DeskEvent end;
+  end.state = DeskState::kEnded;
+  end.job = desk_.JobOf(dataFile);
+  desk_.Abandon(dataFile);
+  if (listener_ && end.job) listener_(end);
+}
+
 void WindowTransfers::Show(const DeskEvent& event) {
+  if (listener_) listener_(event);
   if (event.kind != DeskEvent::Kind::kState) return;
   const bool ended = event.state == DeskState::kEnded;
   const std::string& sentence = ended ? event.result.sentence : event.text;

@@ -3,7 +3,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QWidget>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/frame_context.h"
@@ -26,6 +28,10 @@ class WindowTransfers final : public QObject {
 
   // Starts a transfer; what the desk refuses is told the user.
   TransferDesk::Job Start(DeskRequest request);
+  // Hears every event behind the window it belongs to.
+  void SetListener(std::function<void(const DeskEvent&)> listener) { listener_ = std::move(listener); }
+  // As the desk's; the listener hears that the job has ended.
+  void Abandon(const DataFile* dataFile);
   TransferDesk& desk() { return desk_; }
   TransferFiles& files() { return files_; }
   ZKMidiInStatus* receiveWindow();
@@ -46,6 +52,7 @@ class WindowTransfers final : public QObject {
   FrameContext frame_;
   TransferDesk& desk_;
   TransferFiles& files_;
+  std::function<void(const DeskEvent&)> listener_;
   QPointer<QWidget> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;
 };

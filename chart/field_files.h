@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "chart/chart_text.h"
@@ -19,6 +21,9 @@ struct FieldTypeNames {
   std::string section;  // NAME of its [data NAME]
   std::string name;     // its own; differs where a section makes several
   std::string holds;    // NAME of the patches of a bank, or nothing
+  // Where the data of a patch lies that is several messages: place in the image of the patch, and bytes.  Rows count
+  // the bytes of all of them one after another.
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces = {};
 };
 
 // Adds the files to `module`, which was built of the same chart: its drivers are those of `types`.  Mistakes go to

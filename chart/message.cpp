@@ -205,8 +205,7 @@ class MessageReader {
       nodes->back().item.lowFirst = true;
     } else if (text == "or" && !nodes->empty() && nodes->back().item.kind == ChartItemKind::kSum) {
       nodes->back().item.orByte = kNextByte;
-    } else if (const auto other = HexByte(text);
-               other && !nodes->empty() && nodes->back().item.orByte == kNextByte) {
+    } else if (const auto other = HexByte(text); other && !nodes->empty() && nodes->back().item.orByte == kNextByte) {
       nodes->back().item.orByte = *other;
     } else if (text == "sum" || text.starts_with("sum:")) {
       Sum(token, nodes);

@@ -37,7 +37,6 @@ class HeaderWriter {
     for (const ChartType& type : chart_.types) types += (types.empty() ? "" : " ") + type.fileName;
     lines_.Put("Types", types, at);
     Identity();
-    Roland();
     lines_.Put("[Instrument]", at);
     if (const ChartEntry* icon = chart_.Find("icon")) Word(*icon, "InstrumentIcon");
     if (chart_.Find("multitimbral")) lines_.Put("MultiTimbralDevice", "1", at);
@@ -117,27 +116,6 @@ class HeaderWriter {
     lines_.Put("Identity", value, entry->valueAt);
   }
 
-  // `6A, address 4, pieces 256`
-  void Roland() {
-    const ChartEntry* entry = chart_.Find("roland model");
-    if (!entry) return;
-    for (const ChartCell& part : SplitChartCell(entry->cell, ',')) {
-      const std::size_t blank = std::min(part.text.find(' '), part.text.size());
-      const std::string word = part.text.substr(0, blank);
-      const std::string rest(TrimmedView(std::string_view(part.text).substr(blank)));
-      const auto model = ParseHex(word);
-      if (word == "address")
-        lines_.Put("rolandAddressLength", rest, part.at);
-      else if (word == "pieces")
-        lines_.Put("rolandChunk", rest, part.at);
-      else if (model && model->size() == 1)
-        lines_.Put("rolandModel", std::to_string(model->front()), part.at);
-      else
-        problems_.Add(part.at, part.text, "nothing that belongs to an address-based instrument",
-                      "roland model = 16, address 3, pieces 256");
-    }
-  }
-
   // Messages that are no data.
   void Others() {
     bool first = true;
@@ -170,6 +148,19 @@ void AddFile(const std::string& name, ChartLines lines, ChartModule* module) {
   module->places[name] = std::move(lines.places);
 }
 
+// Where the data lies in data of several messages.
+std::vector<std::pair<std::uint32_t, std::uint32_t>> PiecesOf(const ChartType& type) {
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces;
+  if (type.dump.size() < 2) return pieces;
+  std::uint32_t at = 0;
+  for (const ChartMessage& message : type.dump) {
+    for (const ChartItem& item : message.items)
+      if (item.kind == ChartItemKind::kData) pieces.emplace_back(at + item.offset, item.size);
+    at += message.size;
+  }
+  return pieces;
+}
+
 Result ReadChartFile(const std::filesystem::path& path, std::string* text) {
   return ReadWholeFile(path.string(), *text, kMaxChartFile);
 }
@@ -189,7 +180,7 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems) {
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
   for (const ChartType& type : instrument.types) {
-    module.types.push_back({type.section->name, type.name, type.holds});
+    module.types.push_back({type.section->name, type.name, type.holds, PiecesOf(type)});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
   }
   for (const ChartSection& section : chart.sections) {

@@ -20,11 +20,18 @@ const ChartItem* ItemWith(const ChartMessage& message, char variable) {
 // Writes how a data type looks in files as the forms of the module source.
 class FormWriter {
  public:
-  FormWriter(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout, ChartLines* lines,
-             ChartProblems* problems)
-      : chart_(chart), type_(type), layout_(layout), lines_(*lines), problems_(*problems) {}
+  FormWriter(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
+             const ChartAddress& address, ChartLines* lines, ChartProblems* problems)
+      : chart_(chart), type_(type), layout_(layout), address_(address), lines_(*lines), problems_(*problems) {}
 
   void Write(const ChartLines& verify) {
+    if (!address_.areas.empty()) {
+      PutAddressForm(type_, address_, &lines_);
+      if (const std::string bank = Numbering({}); !bank.empty()) Put("numberAs", bank, type_.section->at);
+      if (type_.Has("complete")) Put("complete", "1", type_.section->at);
+      lines_.Append(verify);
+      return;
+    }
     std::vector<ChartForm> forms = type_.forms;
     if (forms.empty() || !type_.Find("file")) {
       ChartForm own;
@@ -65,7 +72,9 @@ class FormWriter {
       return std::any_of(form.messages.begin(), form.messages.end(),
                          [](const auto& one) { return ItemWith(one.second, kPatchLetter) != nullptr; });
     });
-    if (!said && !numbers) return {};
+    const bool memory =
+        std::any_of(address_.areas.begin(), address_.areas.end(), [](const ChartArea& area) { return area.slots > 0; });
+    if ((!said && !numbers && !memory) || (said && said->value == "none")) return {};
     const ChartType* bank = said ? chart_.TypeNamed(said->value) : chart_.HolderOf(type_);
     if (said && !bank) {
       std::vector<std::string> names;
@@ -232,6 +241,7 @@ class FormWriter {
   const ChartInstrument& chart_;
   const ChartType& type_;
   const ChartLayout& layout_;
+  const ChartAddress& address_;
   ChartLines& lines_;
   ChartProblems& problems_;
   std::string numbered_;
@@ -240,9 +250,9 @@ class FormWriter {
 
 }  // namespace
 
-void PutForms(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout, const ChartLines& verify,
-              ChartLines* lines, ChartProblems* problems) {
-  FormWriter(chart, type, layout, lines, problems).Write(verify);
+void PutForms(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
+              const ChartAddress& address, const ChartLines& verify, ChartLines* lines, ChartProblems* problems) {
+  FormWriter(chart, type, layout, address, lines, problems).Write(verify);
 }
 
 }  // namespace tonalith

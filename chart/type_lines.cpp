@@ -52,7 +52,13 @@ std::optional<int> CodeOf(const char* field, const ChartCell& word, ChartProblem
 class DescriptorWriter {
  public:
   DescriptorWriter(const ChartInstrument& chart, const ChartType& type, ChartProblems* problems)
-      : chart_(chart), type_(type), problems_(*problems), layout_(LayoutOf(type, problems)) {}
+      : chart_(chart),
+        type_(type),
+        problems_(*problems),
+        address_(AddressOf(chart, type, problems)),
+        layout_(LayoutOf(type, problems)) {
+    if (!address_.areas.empty() && type.dump.empty()) LayAddress();
+  }
 
   ChartLines Write() {
     Names();
@@ -62,15 +68,24 @@ class DescriptorWriter {
     Name();
     Request();
     Others();
-    PutSteps(chart_, type_, layout_, &lines_, &problems_);
+    PutSteps(chart_, type_, layout_, address_, &lines_, &problems_);
     NewBytes();
     ChartLines verify;
     Sums(&verify);
-    PutForms(chart_, type_, layout_, verify, &lines_, &problems_);
+    PutForms(chart_, type_, layout_, address_, verify, &lines_, &problems_);
     return std::move(lines_);
   }
 
  private:
+  // The patches of a memory lie one behind the other.
+  void LayAddress() {
+    const auto slots = static_cast<std::uint32_t>(type_.slots);
+    layout_.voiceSize = layout_.oneSize = address_.room;
+    layout_.voiceBytes = address_.bytes;
+    layout_.fileSize = address_.allBytes ? address_.allBytes : slots * address_.room;
+  }
+  bool IsPatchwise() const { return type_.patchwise && (!type_.dump.empty() || type_.Has("patch by patch")); }
+
   void Put(const std::string& key, const std::string& value, ChartPlace at) { lines_.Put(key, value, at); }
   ChartPlace Head() const { return type_.section->at; }
   ChartPlace DumpAt() const { return type_.dump.empty() ? Head() : type_.dump.front().at; }
@@ -103,7 +118,10 @@ class DescriptorWriter {
       if (right) Put("manufacturerId", Num(bytes->front()), maker->valueAt);
     }
     const ChartDevice& device = chart_.device;
-    const int place = type_.dump.empty() || !device.letter ? -1 : type_.dump.front().PlaceOf(device.letter);
+    constexpr int kRolandPlace = 2;
+    const int place = !device.letter       ? -1
+                      : type_.dump.empty() ? kRolandPlace
+                                           : type_.dump.front().PlaceOf(device.letter);
     if (place < 0) return;
     Put("hasSysExChannel", "1", device.at);
     Put("sysExChannelOffset", Num(place), device.at);
@@ -117,7 +135,7 @@ class DescriptorWriter {
     std::uint32_t size = layout_.fileSize;
     if (!size) {
       size = kLargestAnySize;
-      if (const ChartEntry* most = type_.Find("size")) {
+      if (const ChartEntry* most = type_.Find("size"); most && !type_.dump.empty()) {
         const auto value = ParseInteger(most->value);
         if (!value || *value < 8 || *value > (16 << 20))
           problems_.Add(most->valueAt, most->value, "no size", "a number of bytes up to 16 MiB");
@@ -135,7 +153,8 @@ class DescriptorWriter {
       Put("voiceBytes", Num(layout_.voiceBytes), DumpAt());
     if (layout_.voiceOffset) Put("voiceOffset", Num(layout_.voiceOffset), DumpAt());
     if (layout_.packing) Put("storageFormat", Num(layout_.packing), DumpAt());
-    if (type_.patchwise) Put("patchByPatch", "1", Head());
+    if (IsPatchwise()) Put("patchByPatch", "1", Head());
+    if (!address_.areas.empty() && type_.dump.empty()) PutAddressFields(type_, address_, &lines_);
     if (const ChartEntry* patches = type_.Find("patches")) Patches(*patches);
   }
 
@@ -148,10 +167,10 @@ class DescriptorWriter {
       return;
     }
     firstPatch_ = static_cast<int>(*low);
-    Put("patchMin", Num(*low), entry.valueAt);
+    if (*low) Put("patchMin", Num(*low), entry.valueAt);
     Put("patchMax", Num(*high), entry.valueAt);
     const int place = type_.dump.empty() ? -1 : type_.dump.front().PlaceOf(kPatchLetter);
-    if (place < 0 || type_.patchwise) return;
+    if (place < 0 || type_.patchwise || !address_.areas.empty()) return;
     Put("patchNumberInImage", "1", entry.valueAt);
     Put("patchNumberOffset", Num(place), entry.valueAt);
     Put("patchNumber", Num(*low), entry.valueAt);
@@ -396,8 +415,9 @@ class DescriptorWriter {
     const auto place = ParseInteger(entry.key.substr(4));
     const std::size_t star = entry.value.find('*');
     const auto once = ParseHex(TrimmedView(std::string_view(entry.value).substr(0, star)));
-    const auto times = star == std::string::npos ? std::optional<std::int64_t>(1)
-                                                 : ParseInteger(TrimmedView(std::string_view(entry.value).substr(star + 1)));
+    const auto times = star == std::string::npos
+                           ? std::optional<std::int64_t>(1)
+                           : ParseInteger(TrimmedView(std::string_view(entry.value).substr(star + 1)));
     std::optional<std::vector<std::uint8_t>> bytes;
     if (once && times && *times >= 1 && *times <= UINT16_MAX) {
       bytes.emplace();
@@ -433,7 +453,8 @@ class DescriptorWriter {
   const ChartInstrument& chart_;
   const ChartType& type_;
   ChartProblems& problems_;
-  const ChartLayout layout_;
+  const ChartAddress address_;
+  ChartLayout layout_;
   ChartLines lines_;
   int firstPatch_ = 0;  // its number in messages
 };

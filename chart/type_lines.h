@@ -34,16 +34,43 @@ struct ChartLayout {
 
 ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems);
 
+// A place in the memory of an address-based instrument; `slots`: so many lie `step` apart.
+struct ChartArea {
+  std::string base, step;  // hexadecimal
+  int slots = 0;
+  ChartPlace at;
+
+  std::string Text() const;  // as steps and forms write it
+};
+
+// What lies in the memory of an address-based instrument.
+struct ChartAddress {
+  std::string model;
+  std::size_t addressBytes = 0;
+  int pieces = 256;              // most bytes of data in a message
+  std::vector<ChartArea> areas;  // none: the data type is not by address
+  // Of data that is no messages: bytes of one patch, what it takes, and those of all when there is more.
+  std::uint32_t bytes = 0, room = 0, allBytes = 0;
+
+  // The byte of an address is not the same in all of it.
+  bool Varies(std::size_t byte) const;
+};
+ChartAddress AddressOf(const ChartInstrument& chart, const ChartType& type, ChartProblems* problems);
+void PutAddressFields(const ChartType& type, const ChartAddress& address, ChartLines* lines);
+void PutAddressForm(const ChartType& type, const ChartAddress& address, ChartLines* lines);
+// The address of a message, counted from that of the first one.
+std::vector<int> OffsetOf(const ChartType& type, const ChartMessage& message, const ChartAddress& address);
+
 // The descriptor of a data type.
 ChartLines DescriptorOf(const ChartInstrument& chart, const ChartType& type, ChartProblems* problems);
 
 // `get` and `put` lines.
-void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout, ChartLines* lines,
-              ChartProblems* problems);
+void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
+              const ChartAddress& address, ChartLines* lines, ChartProblems* problems);
 
 // Forms of the data type in files; `verify`: the checksums, which stand in the first one.
-void PutForms(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout, const ChartLines& verify,
-              ChartLines* lines, ChartProblems* problems);
+void PutForms(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
+              const ChartAddress& address, const ChartLines& verify, ChartLines* lines, ChartProblems* problems);
 
 // The bytes in front of what varies in size or content, as a pattern: '?' for what is open.
 std::string PatternOf(const ChartMessage& message, const ChartInstrument& chart, const ChartType& type);

@@ -20,9 +20,9 @@ bool HasData(const ChartMessage& message) {
 // Writes how a data type is got and sent as steps of the module source.
 class StepWriter {
  public:
-  StepWriter(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout, ChartLines* lines,
-             ChartProblems* problems)
-      : chart_(chart), type_(type), layout_(layout), lines_(*lines), problems_(*problems) {
+  StepWriter(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
+             const ChartAddress& address, ChartLines* lines, ChartProblems* problems)
+      : chart_(chart), type_(type), layout_(layout), address_(address), lines_(*lines), problems_(*problems) {
     pause_ = Milliseconds("pause");
     within_ = Milliseconds("answer within");
   }
@@ -30,9 +30,10 @@ class StepWriter {
   void Write() {
     if (type_.Find("script get") || type_.Find("script put")) return;
     const bool readonly = IsChartReadonly(type_, &problems_);
+    if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
-    const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) || type_.dump.size() > 1 ||
-                        !layout_.fileSize || readonly;
+    const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
+                        type_.dump.size() > 1 || !layout_.fileSize || readonly;
     if (!needed || type_.dump.empty()) return;
     if (!panel) Get();
     if (readonly)
@@ -42,6 +43,20 @@ class StepWriter {
   }
 
  private:
+  // A place of the memory by the maker's own protocol.
+  void Area(bool readonly) {
+    if (address_.areas.empty()) return;
+    const bool patchwise = type_.patchwise && type_.Has("patch by patch");
+    if (!patchwise && !(type_.slots == 1 && type_.Find("patches"))) return;
+    const ChartArea& area = address_.areas.front();
+    for (const char* direction : {"get", "put"}) {
+      direction_ = direction;
+      if (direction_ == "put" && readonly) return Line("no", type_.section->at);
+      Line("area " + area.Text(), area.at);
+    }
+    if (pause_) Line("pause " + Num(pause_), area.at);
+  }
+
   // Checksums that the one of the record does not say.
   bool HasManySums() const {
     std::size_t sums = 0;
@@ -297,6 +312,7 @@ class StepWriter {
       return std::any_of(sent.items.begin(), sent.items.end(), [&](const ChartItem& one) {
         return one.kind == ChartItemKind::kSum && one.sumFrom <= item.offset && item.offset < one.sumFrom + one.sumSize;
       });
+    if (!address_.areas.empty() && IsWholeAddress(item, sent)) return true;
     // A patch that stays where it is goes out with the number that it has.
     if (byte.variable == kPatchLetter) return type_.patchwise || type_.Find("patches") != nullptr;
     if (byte.variable) return type_.patchwise;
@@ -309,6 +325,13 @@ class StepWriter {
       for (const auto& [name, message] : form.messages)
         if (image.size && message.size == image.size && Differs(item, message)) return true;
     return false;
+  }
+
+  // A byte of the address in which the places of the data differ.
+  bool IsWholeAddress(const ChartItem& item, const ChartMessage& sent) const {
+    const ChartItem* data = sent.First(ChartItemKind::kData);
+    if (!data || item.offset + address_.addressBytes < data->offset) return false;
+    return address_.Varies(item.offset + address_.addressBytes - data->offset);
   }
 
   // The other message may have another byte in this place.
@@ -373,6 +396,7 @@ class StepWriter {
   const ChartInstrument& chart_;
   const ChartType& type_;
   const ChartLayout& layout_;
+  const ChartAddress& address_;
   ChartLines& lines_;
   ChartProblems& problems_;
   std::string direction_ = "get";
@@ -382,9 +406,9 @@ class StepWriter {
 
 }  // namespace
 
-void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout, ChartLines* lines,
-              ChartProblems* problems) {
-  StepWriter(chart, type, layout, lines, problems).Write();
+void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
+              const ChartAddress& address, ChartLines* lines, ChartProblems* problems) {
+  StepWriter(chart, type, layout, address, lines, problems).Write();
 }
 
 }  // namespace tonalith

@@ -58,6 +58,7 @@ Result WriteReceived(Session& session, const std::string& path, const std::vecto
 // What only `receive` knows.
 struct ReceiveWishes {
   GetOptions get;
+  int attempts = -1;
   std::string resume;  // a file with what came before; empty: none
   bool wait = false;
 };
@@ -165,7 +166,8 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
                              " is asked for; --wait is for dumps that are started on the instrument.");
   if (data && !result.ok()) DropMask(data.get());
   if (!result.ok()) return result;
-  if (receive.wait && options.timeout == 0) command.rig().services().SetReceiveTimeout(kForEverMs);
+  const bool forEver = receive.wait && options.timeout == 0;
+  command.rig().SetPatience({receive.attempts, forEver ? kForEverMs : options.timeout});
   if (atPanel) err << kStartTheDump << "\n";
   result = command.Run(TransferOperation::kReceive, data.get(), receive.get);
   DropMask(data.get());
@@ -222,7 +224,7 @@ int RunReceive(CliEnvironment& environment, const std::vector<std::string>& args
   receive.resume = arguments.Option("resume").value_or("");
   std::int64_t attempts = -1;
   if (result.ok()) result = arguments.Number("attempts", 0, 10, -1, &attempts);
-  receive.get.extraAttempts = static_cast<int>(attempts);
+  receive.attempts = static_cast<int>(attempts);
   if (result.ok() && arguments.words().size() != 3)
     return CliFailure(environment.err, "receive", "an instrument, a data type and a file are needed:", ReceiveForms());
   if (result.ok()) {

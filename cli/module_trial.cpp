@@ -211,15 +211,14 @@ ModuleTrial::Attempt ModuleTrial::TryType(const Talk& talk, ZKDrvList* driver) {
   } else if (!talk.patches.empty()) {
     synth.patchNumber = static_cast<std::uint16_t>(talk.patches.front());
   }
-  GetOptions asked;
-  asked.extraAttempts = 0;  // the talk holds no more
+  rig.SetPatience({0, 0});  // the talk holds no second attempt
   rig.services().SetReceivedChecks(
       [this](const DataFile& received) { return CheckOfType(session_->studio(), received); });
   bool begun = false;
   const auto watcher = [&](Transfer&) {
     if (!std::exchange(begun, true)) rig.cables().BeginTalk(place);
   };
-  if (result.ok()) result = rig.Run(TransferOperation::kReceive, data.get(), watcher, asked);
+  if (result.ok()) result = rig.Run(TransferOperation::kReceive, data.get(), watcher);
   std::string verb = "received";
   TalkReport first(talk.conversation, rig.Exchange());
   const std::string received = first.Text();

@@ -102,7 +102,7 @@ TransferCommand::TransferCommand(Session& session, const TransferOptions& option
            options.isVirtual || options.isConversation ? TransferRig::Kind::Virtual : TransferRig::Kind::Real) {}
 
 Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput, const ZKDrvList* type) {
-  rig_.services().SetReceiveTimeout(options_.timeout);
+  rig_.SetPatience({-1, options_.timeout});
   rig_.services().SetReceivedChecks(
       [&studio = session_.studio()](const DataFile& data) { return CheckOfType(studio, data); });
   Result result = Result::Success();

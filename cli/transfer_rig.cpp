@@ -205,6 +205,7 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
   DeskRequest request = DeskRequest::Of(receive ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile);
   request.showWindow = 0;
   request.steps.front().get = get;
+  request.steps.front().patience = patience_;
   const TransferDesk::Job job = desk().Submit(std::move(request));
   for (bool cancelled = false; !desk().Wait(job, kLookMs);) {
     ShowProgress(*job);

@@ -58,6 +58,8 @@ class TransferRig {
   Clock& clock() { return *clock_; }
   // Looked at every 50 ms while a transfer runs; may press its buttons.
   using Watcher = std::function<void(Transfer&)>;
+  // Of every transfer from now on.
+  void SetPatience(const TransferPatience& patience) { patience_ = patience; }
   // Runs one transfer to its end, with progress on standard error; an interrupt cancels it.  A transmission has left
   // the ports when this returns.  Failure: one sentence.
   Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {}, const GetOptions& get = {});
@@ -90,6 +92,7 @@ class TransferRig {
   int outMonitor_ = 0;
   std::size_t progressWidth_ = 0;
   DeskResult lastResult_;
+  TransferPatience patience_;
 };
 
 // While one lives, an interrupt (Ctrl-C) or a request to end sets the token of the environment instead of ending the

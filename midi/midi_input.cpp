@@ -300,8 +300,7 @@ void MidiIn::Echo(int port, std::span<const std::uint8_t> message) {
     target = echo.winPort;
     onChannel(echo.winChannel);
   }
-  // The input thread must not wait for room in an output queue.
-  out_.SENDDATAX(target, std::span(bytes).first(length), 0, false);
+  out_.SENDDATAXThru(target, std::span(bytes).first(length));
 }
 
 // ---------------------------------------------------------------------------------------------------- receiving

@@ -159,6 +159,30 @@ bool MidiOutPort::PostPieces(std::vector<MidiOutMessage> pieces, bool mayWait, c
   return true;
 }
 
+bool MidiOutPort::PostLive(std::uint64_t packed) {
+  MidiOutMessage message;
+  message.number = OutputPortMessage::Short;
+  message.lParam = packed;
+  message.live = true;
+  {
+    std::lock_guard lock(mutex_);
+    if (closing_.load() || gone_.load() || !hasThread_.load()) return false;
+    // Behind what others than the transfer sent before, and behind a stop.
+    auto place = queue_.end();
+    if (const std::uint64_t lease = lease_.load()) {
+      const auto waits = [lease](const MidiOutMessage& queued) {
+        if (queued.live || queued.number == OutputPortMessage::Stopped) return true;
+        return queued.lease != lease &&
+               (queued.number == OutputPortMessage::Short || queued.number == OutputPortMessage::Long);
+      };
+      place = std::find_if(queue_.rbegin(), queue_.rend(), waits).base();
+    }
+    queue_.insert(place, std::move(message));
+  }
+  changed_.NotifyAll();
+  return true;
+}
+
 void MidiOutPort::StopTransmit() {
   {
     std::lock_guard lock(mutex_);
@@ -169,6 +193,8 @@ void MidiOutPort::StopTransmit() {
     ++pendingStops_;
     queue_.push_back({OutputPortMessage::Stopped, 0, 0, {}});
     ++posted_;
+    // What is played is not stopped with it.
+    std::stable_partition(queue_.begin(), queue_.end(), [](const MidiOutMessage& queued) { return !queued.live; });
   }
   changed_.NotifyAll();
 }
@@ -258,16 +284,68 @@ void MidiOutPort::Thread() {
     {
       std::unique_lock lock(mutex_);
       changed_.Wait(lock, [this] { return !queue_.empty(); });
-      message = std::move(queue_.front());
-      queue_.pop_front();
-      waitingBytes_ -= message.bytes.size();
+      message = TakeNext();
       working_ = true;
+    }
+    if (message.live) {
+      ProcessLive(message);
+      {
+        std::lock_guard lock(mutex_);
+        working_ = false;
+      }
+      changed_.NotifyAll();
+      continue;
     }
     const bool quit = ProcessMsg(std::move(message));
     FinishMessage();
     if (quit) break;
   }
   threadFinished_.store(true);
+}
+
+// What is played waits for the end of a SysEx whose other pieces are there.
+MidiOutMessage MidiOutPort::TakeNext() {
+  auto next = queue_.begin();
+  if (next->live && sysexOpen_) {
+    next = std::find_if(queue_.begin(), queue_.end(), [](const MidiOutMessage& queued) { return !queued.live; });
+    if (next == queue_.end()) next = queue_.begin();
+  }
+  MidiOutMessage message = std::move(*next);
+  queue_.erase(next);
+  waitingBytes_ -= message.bytes.size();
+  return message;
+}
+
+void MidiOutPort::ProcessLive(const MidiOutMessage& message) {
+  if (sysexOpen_) EndSysEx();
+  PauseUntil(silentUntilUs_, Cut::Stop);
+  if (closing_.load()) return;
+  const auto bytes = UnpackShort(message.lParam);
+  const auto used = std::span(bytes).first(static_cast<std::size_t>(ShortMessageLength(bytes[0])));
+  sendingLive_ = true;
+  const Result result = SendShortNow(used);
+  sendingLive_ = false;
+  if (!result) return Failed(result, used.size());
+  if (used[0] < 0xF8) sysexLast_ = false;
+  UpdateNoteStatus(used);
+}
+
+// A pause of what is sent is none for what is played.
+void MidiOutPort::ProcessDelay(std::int64_t untilUs) {
+  sleeping_.store(true);
+  std::unique_lock lock(mutex_);
+  const auto played = [this] { return !queue_.empty() && queue_.front().live && !sysexOpen_; };
+  while (!Interrupted() && clock_.NowUs() < untilUs) {
+    changed_.WaitUntil(lock, std::min(untilUs, clock_.NowUs() + kOutSliceUs),
+                       [&] { return Interrupted() || played(); });
+    if (Interrupted() || !played()) continue;
+    const MidiOutMessage message = TakeNext();
+    lock.unlock();
+    ProcessLive(message);
+    lock.lock();
+  }
+  lock.unlock();
+  sleeping_.store(false);
 }
 
 void MidiOutPort::FinishMessage() {
@@ -292,10 +370,7 @@ bool MidiOutPort::ProcessMsg(MidiOutMessage message) {
       ProcessLong(std::move(message));
       break;
     case OutputPortMessage::Delay:
-      if (Interrupted()) break;
-      sleeping_.store(true);
-      PauseUntil(clock_.NowUs() + static_cast<std::int64_t>(message.lParam) * 1000, Cut::Stop);
-      sleeping_.store(false);
+      ProcessDelay(clock_.NowUs() + static_cast<std::int64_t>(message.lParam) * 1000);
       break;
     case OutputPortMessage::Stopped: {
       CutOff();

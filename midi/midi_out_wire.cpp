@@ -46,7 +46,7 @@ Result MidiOutPort::HandOver(const std::shared_ptr<LongSend>& send, std::span<co
     shared_->underWay += pieces;
     shared_->bytesUnderWay += pieces > 0 ? piece.size() : 0 - piece.size();
     if (send) send->pieces += pieces;
-    begun_.store(handled_ + 1);
+    if (!sendingLive_) begun_.store(handled_ + 1);
   };
   count(1);
   MidiSent sent = Report(send, piece.size());
@@ -131,7 +131,10 @@ void MidiOutPort::CutOff() {
     if (underWay) handle_->Reset();
   }
   // Of a message whose end was handed over too, more may have been given up than its end.
-  if (!sysexOpen_ && !(underWay && sysexLast_)) return;
+  if (sysexOpen_ || (underWay && sysexLast_)) EndSysEx();
+}
+
+void MidiOutPort::EndSysEx() {
   sysexOpen_ = sysexLast_ = false;
   static constexpr std::uint8_t kEnd[1] = {0xF7};
   const auto send = std::make_shared<LongSend>();

@@ -219,9 +219,25 @@ void MidiOut::RemovePort(int slot) {
 
 int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32_t chunk, bool mayWait,
                        const CancelToken* cancel) {
+  SendOptions options;
+  options.oneShotChunk = chunk;
+  options.mayWait = mayWait;
+  options.cancel = cancel;
+  return SendPacked(port, data, options);
+}
+
+int MidiOut::SendPacked(int port, std::span<const std::uint8_t> data, const SendOptions& options) {
   const auto open = GetMidiOutPort(port);
   if (!open || !open->Alive()) return -1;
   if (data.empty()) return 0;
+  if (options.live && data[0] != 0xF0) return SendLive(*open, data);
+  const std::uint64_t lease = open->lease();
+  if (lease != 0 && lease != options.lease) {
+    MonitorMsg("MIDI OUT %s: %zu bytes were not sent, because a transfer has the port.", open->name().c_str(),
+               data.size());
+    return -1;
+  }
+  const std::uint32_t chunk = options.oneShotChunk;
   const bool threaded = open->HasThread();
   const std::optional<MidiPacing> pacing = open->Pacing();
   if (data.size() <= 3 && data[0] >= 0x80 && data[0] <= 0xEF) {
@@ -230,7 +246,8 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
       std::vector<MidiOutMessage> one(1);
       one[0].number = OutputPortMessage::Short;
       one[0].lParam = packed;
-      if (!open->PostPieces(std::move(one), mayWait, cancel)) return -1;
+      one[0].lease = options.lease;
+      if (!open->PostPieces(std::move(one), options.mayWait, options.cancel)) return -1;
     } else {
       const std::uint8_t bytes[3] = {static_cast<std::uint8_t>(packed), static_cast<std::uint8_t>(packed >> 8),
                                      static_cast<std::uint8_t>(packed >> 16)};
@@ -244,7 +261,9 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
       open->SendSynchronously(data, size);
       return open->Alive() ? 0 : -1;
     }
-    if (!open->PostPieces(CutIntoPieces(data, size), mayWait, cancel)) return -1;
+    std::vector<MidiOutMessage> pieces = CutIntoPieces(data, size);
+    for (MidiOutMessage& piece : pieces) piece.lease = options.lease;
+    if (!open->PostPieces(std::move(pieces), options.mayWait, options.cancel)) return -1;
   }
   if (const int delay = pacing ? pacing->delayMs : midiXDelay_.load(); delay >= 1 && threaded)
     open->SendMessage(OutputPortMessage::Delay, 0, static_cast<std::uint64_t>(delay));
@@ -253,15 +272,17 @@ int MidiOut::SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32
 
 int MidiOut::SENDDATAXThru(int port, std::span<const std::uint8_t> data, std::uint32_t /*chunk*/) {
   const auto open = GetMidiOutPort(port);
-  if (!open || !open->Alive() || data.empty()) return -1;
-  // Past a long message that is on its way a short one would land in its middle.
-  if (open->HasThread() && open->isBusy()) return SENDDATAX(port, data.first(std::min<std::size_t>(data.size(), 3)));
-  const std::uint32_t packed = PackUpToFour(data);
+  return open && open->Alive() && !data.empty() ? SendLive(*open, data) : -1;
+}
+
+int MidiOut::SendLive(MidiOutPort& port, std::span<const std::uint8_t> message) {
+  const int length = ShortMessageLength(message[0]);
+  if (length == 0) return -1;
+  const std::uint32_t packed = PackUpToFour(message);
+  if (port.HasThread()) return port.PostLive(packed) ? 0 : -1;
   const std::uint8_t bytes[3] = {static_cast<std::uint8_t>(packed), static_cast<std::uint8_t>(packed >> 8),
                                  static_cast<std::uint8_t>(packed >> 16)};
-  const int length = ShortMessageLength(bytes[0]);
-  if (length == 0) return -1;
-  return open->SendShortNow(std::span(bytes).first(static_cast<std::size_t>(length))) ? 0 : -1;
+  return port.SendShortNow(std::span(bytes).first(static_cast<std::size_t>(length))) ? 0 : -1;
 }
 
 std::int64_t MidiOut::SendDataPort(std::span<const std::uint8_t> data, int port, const SendOptions& options) {
@@ -306,7 +327,9 @@ int MidiOut::SendOneMessage(std::span<const std::uint8_t> message, int port, std
     options.recordMessage(port, message);
     return 0;
   }
-  if (SENDDATAX(port, message, chunk, options.mayWait, options.cancel)) return -1;
+  SendOptions one = options;
+  one.oneShotChunk = chunk;
+  if (SendPacked(port, message, one)) return -1;
   CallMonitors(Reduce(port), message);
   return 0;
 }

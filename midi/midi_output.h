@@ -16,6 +16,7 @@
 
 #include "midi/backend.h"
 #include "midi/midi_pacing.h"
+#include "midi/port_lease.h"
 #include "midi/port_numbers.h"
 #include "midi/receive_options.h"
 #include "platform/clock.h"
@@ -38,8 +39,10 @@ struct MidiOutMessage {
   std::uint64_t wParam = 0;
   std::uint64_t lParam = 0;
   std::vector<std::uint8_t> bytes;
-  bool more = false;   // further pieces of the same message follow
-  bool split = false;  // one of several pieces
+  bool more = false;        // further pieces of the same message follow
+  bool split = false;       // one of several pieces
+  bool live = false;        // goes before what waits of a transfer, but not into a SysEx
+  std::uint64_t lease = 0;  // in which it was sent; 0: in none
 };
 
 // A device to open: the backend that has it and what it says of it.  The backend outlives every open port.
@@ -93,6 +96,13 @@ class MidiOutPort {
   // Queues the pieces of one message so that nothing comes between them.  When more than kMaxQueuedOutput bytes wait:
   // waits for room when `mayWait`, ended by stop, close or `cancel`.  False when the message was not taken.
   bool PostPieces(std::vector<MidiOutMessage> pieces, bool mayWait, const CancelToken* cancel);
+  // A short message that somebody plays: never waits, and is not counted as posted.  While a transfer has the port it
+  // goes out as soon as the SysEx that is being sent has ended, else behind what was sent before.
+  bool PostLive(std::uint64_t packed);
+
+  // The transfer that alone may send data here; 0: everybody may.  PortLeases sets it.
+  std::uint64_t lease() const { return lease_.load(); }
+  void SetLease(std::uint64_t id) { lease_.store(id); }
 
   void SetWriteToQueue(bool on) { writeToQueue_.store(on); }
   bool GetWriteToQueue() const { return writeToQueue_.load(); }
@@ -155,6 +165,8 @@ class MidiOutPort {
 
   void Thread();
   bool ProcessMsg(MidiOutMessage message);
+  void ProcessDelay(std::int64_t untilUs);
+  void ProcessLive(const MidiOutMessage& message);
   void ProcessShort(const MidiOutMessage& message);
   void ProcessLong(MidiOutMessage message);
   void ProcessAckOn(MidiOutMessage message);
@@ -173,7 +185,9 @@ class MidiOutPort {
   void AwaitRoom();
   void CutOff();
   void FinishSending(std::int64_t deadlineUs);
-  bool Idle() const;  // mutex_ held
+  bool Idle() const;          // mutex_ held
+  MidiOutMessage TakeNext();  // mutex_ held
+  void EndSysEx();
   void BeginClosing();
   void Account(std::size_t length);
   void SysXSleep(std::size_t length, std::int64_t startUs, std::uint32_t rate);
@@ -228,8 +242,9 @@ class MidiOutPort {
   std::atomic<std::int64_t> currentStartUs_{0};
 
   // The sending thread's, or the caller's of a port without one.
-  bool sysexOpen_ = false;          // what was handed over so far ends inside a SysEx
-  bool sysexLast_ = false;          // what was handed over last is of a long message
+  bool sysexOpen_ = false;  // what was handed over so far ends inside a SysEx
+  bool sysexLast_ = false;  // what was handed over last is of a long message
+  bool sendingLive_ = false;
   std::int64_t silentUntilUs_ = 0;  // after a SysEx that was cut
 
   std::atomic<bool> waitForAck_{false};
@@ -241,6 +256,7 @@ class MidiOutPort {
   bool refused_ = false;
   AckCounts acks_;
   std::uint64_t cutSends_ = 0;
+  std::atomic<std::uint64_t> lease_{0};
 };
 
 // Where sent messages go instead of the wire.
@@ -264,6 +280,8 @@ struct SendOptions {
   bool doNotCount = false;  // leave the total of bytes sent alone
   bool mayWait = true;      // wait for room when the port's queue is full; else the send fails
   const CancelToken* cancel = nullptr;
+  std::uint64_t lease = 0;  // of the transfer that sends
+  bool live = false;        // played: one short message, which may go between the messages of somebody's transfer
 };
 
 using MidiOutMonitorFn = void (*)(int port, const unsigned char* message, unsigned int length);
@@ -291,6 +309,7 @@ class MidiOut {
   int Reduce(int port) const;                         // -1 when no port is open
   int FindPort(const std::string& name) const;        // slot, -1: not open (any more)
   PortNumbers& numbers() { return numbers_; }         // of outputs and inputs
+  PortLeases& leases() { return leases_; }
 
   // 0: the device is open in `slot` with its thread running.  1: it is not, the reason was shown when `showErrors`, and
   // the name was taken out of `map` (null allowed).
@@ -307,14 +326,16 @@ class MidiOut {
   void RemovePort(int slot);
 
   // ---- sending
-  // One message or a stream of SysEx; copied before the call returns.  0, or -1 when no port is open or the message was
-  // not taken.
+  // One message or a stream of SysEx; copied before the call returns.  0, or -1 when no port is open, a transfer has
+  // the port, or the message was not taken.
   int SENDDATAX(int port, std::span<const std::uint8_t> data, std::uint32_t chunk = 0, bool mayWait = true,
                 const CancelToken* cancel = nullptr);
-  // The first up to four bytes as one short message, past the queue.
+  // The same with all that can be said about it; `delayBetweenMs` and the records have no meaning here.
+  int SendPacked(int port, std::span<const std::uint8_t> data, const SendOptions& options);
+  // The first up to four bytes as one live message (SendOptions::live).
   int SENDDATAXThru(int port, std::span<const std::uint8_t> data, std::uint32_t chunk = 0);
   // A buffer of one or more messages.  Returns its length; 0 while output is blocked or suppressed, for an empty buffer
-  // or one that begins with 0; -1 when no port is open or the send failed.
+  // or one that begins with 0; -1 when no port is open, a transfer has the port, or the send failed.
   std::int64_t SendDataPort(std::span<const std::uint8_t> data, int port, const SendOptions& options = {});
   std::int64_t SendData(std::span<const std::uint8_t> data, const SendOptions& options = {}) {
     return SendDataPort(data, mainPortOut_.load(), options);
@@ -383,6 +404,7 @@ class MidiOut {
 
   int SendWalk(std::span<const std::uint8_t> data, int port, const SendOptions& options);
   int SendOneMessage(std::span<const std::uint8_t> message, int port, std::uint32_t chunk, const SendOptions& options);
+  int SendLive(MidiOutPort& port, std::span<const std::uint8_t> message);
   void Capture(std::span<const std::uint8_t> message, const SendOptions& options) const;
   void CallMonitors(int port, std::span<const std::uint8_t> message);
   std::vector<std::shared_ptr<MidiOutPort>> OpenPorts() const;
@@ -391,6 +413,7 @@ class MidiOut {
   Clock& clock_;
   Prompts* prompts_;
   PortNumbers numbers_;
+  PortLeases leases_;
   mutable std::mutex tableMutex_;
   std::array<std::shared_ptr<MidiOutPort>, kMaxMidiPorts> slots_;
   std::atomic<int> maxOutPorts_{0};

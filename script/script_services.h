@@ -102,6 +102,12 @@ class ScriptServices {
     (void)destination, (void)port, (void)skip, (void)context;
     return kReceiveNothing;
   }
+  // True, and the context knows, when a transfer has the output port for itself that this context is no part of: then
+  // nothing is sent there.
+  virtual bool OutputTaken(int port, TransferContext& context) {
+    (void)port, (void)context;
+    return false;
+  }
   // Queues a pause on an output port; while the context records, appends a delay event.
   virtual void CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) {
     (void)port, (void)ms, (void)context;

@@ -146,6 +146,7 @@ int MacroStatements::CollectMessages(ZKMacro& m, const Op&) {
   State& s = m.s_;
   ScriptServices& services = s.session->services;
   const int port = s.synth->midiOutPort;
+  if (services.OutputTaken(port, s.session->context)) return kMacroNoResponse;
   s.queueWasCollecting = services.GetWriteToQueue(port);
   services.SetWriteToQueue(port, true);
   if (!s.queueWasCollecting) s.session->collectingPort = port;

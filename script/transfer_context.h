@@ -59,6 +59,9 @@ struct TransferContext {
 
   int lastOutPort = -1;  // where the last message went; -1: nothing was sent
 
+  std::uint64_t lease = 0;      // of the outputs that the transfer has for itself; 0: none
+  std::int64_t patienceMs = 0;  // every receive may be silent so long, whatever its data type says; 0: as that says
+
   // The ports the transfer began on; when another name is found at their number, they are gone.  Empty: not looked at.
   int inPort = -1;
   int outPort = -1;

@@ -158,6 +158,7 @@ TransferEngine::~TransferEngine() {
     std::lock_guard guard(transfer->mutex_);
     transfer->dataFile_ = nullptr;
     transfer->lock_.Release();
+    transfer->lease_.reset();
     transfer->over_ = true;
     transfer->changed_.NotifyAll();
   }
@@ -195,6 +196,14 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
     Refuse(request, refusal, TransferCause::kPortMissing, missing);
     return nullptr;
   }
+  if (request.place.device >= 0) synth.sysExChannel = static_cast<std::uint8_t>(std::min(request.place.device, 127));
+  if (request.place.patchNumber >= 0)
+    synth.patchNumber = static_cast<std::uint16_t>(std::min(request.place.patchNumber, 65535));
+  PortLeases::Handle lease = request.lease;
+  if (std::string taken; !lease && !TakeOutputs(synth, &lease, &taken)) {
+    Refuse(request, refusal, TransferCause::kPortInUse, taken);
+    return nullptr;
+  }
   auto transfer = std::shared_ptr<Transfer>(new Transfer(clock_));
   transfer->operation_ = request.operation;
   transfer->observer_ = request.observer;
@@ -209,6 +218,7 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
     Refuse(request, refusal, TransferCause::kBusy, locks_.BusySentence(request.dataFile));
     return nullptr;
   }
+  transfer->lease_ = std::move(lease);
   transfer->get_ = request.get;
   if (request.operation == TransferOperation::kReceive) {
     transfer->check_ = preferences_->CheckOf(*request.dataFile);
@@ -218,7 +228,9 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
     transfer->startedAtPanel_ = StartedAtPanel(*request.dataFile);
   }
   TransferContext& context = transfer->context_;
-  context.extraAttempts = request.get.extraAttempts;
+  context.lease = transfer->lease_ ? transfer->lease_->id() : 0;
+  context.patienceMs = request.patience.answerMs;
+  context.extraAttempts = request.patience.extraAttempts;
   if (context.extraAttempts < 0) context.extraAttempts = std::max(0, preferences_->ExtraAttempts());
   context.inPort = synth.midiInPort;
   context.outPort = synth.midiOutPort;

@@ -49,7 +49,25 @@ class TransferPreferences {
 struct GetOptions {
   bool twice = false;        // as ReadTwice
   bool keepDamaged = false;  // damaged data is kept, and marked (MarkDamaged)
-  int extraAttempts = -1;    // instead of ExtraAttempts; -1: that
+};
+
+// How long an instrument is waited for, in both directions.
+struct TransferPatience {
+  int extraAttempts = -1;     // at a piece that failed; -1: as the preferences say
+  std::int64_t answerMs = 0;  // silence before an answer counts as missing; 0: as the data type says
+};
+
+// Another place than the one the DataFile names, for one transfer; the DataFile keeps its own.
+struct TransferPlace {
+  int device = -1;       // SysEx channel, from 0; -1: that of the DataFile
+  int patchNumber = -1;  // of a single patch in the instrument; -1: that of the DataFile
+};
+
+// A patch of a bank as it came.
+struct ReceivedPatch {
+  int patch = 0;
+  std::vector<std::uint8_t> bytes;
+  bool damaged = false;
 };
 
 // One transfer from its start to its end.  Handles may outlive it.  Any thread.
@@ -74,6 +92,10 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   // Bytes had arrived when a button was pressed.
   bool ReceivedSomething() const { return receivedSomething_.load(); }
 
+  // A copy of the data with the patches that came until now put in, as they will be at the end; null while nothing of
+  // a bank came, and once it is over.  On the thread that owns the data.
+  DataFilePtr SoFar() const;
+
   ReceiveWindowState WindowState() const;
   ReceiveWindowView View() const { return MakeReceiveView(WindowState()); }
 
@@ -92,6 +114,7 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   std::string what_;     // instrument and data
   std::string inPortName_;
   std::string outPortName_;
+  PortLeases::Handle lease_;  // of the outputs; until the transfer is over
   GetOptions get_;
   bool startedAtPanel_ = false;                 // the instrument is not asked
   std::shared_ptr<const ReceivedCheck> check_;  // receives; never null then
@@ -104,6 +127,7 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   mutable WaitPoint changed_;
   DataFile* dataFile_ = nullptr;  // null once the owner released it
   std::vector<std::string> messages_;
+  std::vector<ReceivedPatch> came_;  // of a bank, until now
   TransferResult result_;
   bool over_ = false;
   TransferLock lock_;
@@ -139,6 +163,9 @@ struct TransferRequest {
   PortChoice ports{};
   std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile
   GetOptions get{};
+  TransferPatience patience{};
+  TransferPlace place{};
+  PortLeases::Handle lease{};  // of the outputs, when the asker has them; null: the transfer takes them itself
 };
 
 // Gets DataFiles from instruments and sends them.
@@ -238,6 +265,10 @@ class TransferEngine {
 
   int StartReceive(const TransferRequest& request, std::shared_ptr<Transfer>* started, TransferRefusal* refusal);
   int StartTransmit(const TransferRequest& request, std::shared_ptr<Transfer>* started, TransferRefusal* refusal);
+  // The outputs of a transfer for itself alone.  False, with the sentence, when somebody else has one of them.
+  bool TakeOutputs(const Synth& synth, PortLeases::Handle* lease, std::string* taken) const;
+  // The same for what is sent on the calling thread: the user is told.
+  bool TakeOutputs(const Synth& synth, PortLeases::Handle* lease, TransferContext& context);
   // Tells the asker, or else the user.  0.
   int Refuse(const TransferRequest& request, TransferRefusal* refusal, TransferCause cause, const std::string& text);
   int Render(DataFile* dataFile);
@@ -295,6 +326,8 @@ bool HoldsNothing(const DataFile& dataFile);
 // What a data type's flags say about its transfers.
 bool PatchAddressable(const Synth& synth);  // single patches can be sent and received
 bool UsesCommandSequence(const Synth& synth);
+// Why nobody else may send there now.
+std::string PortTakenText(const std::string& port);
 // "%s" of messages: the instrument's name.
 std::string TransferInstrumentName(const DataFile& dataFile);
 

@@ -44,6 +44,8 @@ struct TransferResult {
   std::string what;
   std::string scriptStop;  // ScriptStopText of the script that was stopped; empty: none was
   std::string port;        // UTF-8: the port of a port cause; empty: it has none
+  // UTF-8: of a receive that failed, the output whose requests came back on the input; empty: none did.
+  std::string loopFrom;
 };
 
 // What a window or the command line sees of one transfer.  Calls come, one at a time and in order, on the thread that

@@ -5,6 +5,7 @@
 
 #include "platform/text.h"
 #include "script/transfer_engine.h"
+#include "script/transfer_engine_run.h"
 
 namespace tonalith {
 
@@ -89,6 +90,35 @@ TransferPorts TransferEngine::PortsOf(const DataFile& dataFile, TransferOperatio
   const bool switches = (synth.patchBayFlags & (kUsesPatchBay | kSwitchedByHand)) == kUsesPatchBay;
   ports.patchBay = switches ? open(synth.patchBayPort) : -1;
   return ports;
+}
+
+// --- Outputs for one transfer alone ---
+
+std::string PortTakenText(const std::string& port) {
+  return "The MIDI OUT port \"" + port + "\" is in use by another transfer.\nPlease retry when the port is free.";
+}
+
+bool TransferEngine::TakeOutputs(const Synth& synth, PortLeases::Handle* lease, std::string* taken) const {
+  if (!out_) return true;
+  PortLeases::Ports ports{out_->GetMidiOutPort(synth.midiOutPort)};
+  if ((synth.patchBayFlags & (kUsesPatchBay | kSwitchedByHand)) == kUsesPatchBay)
+    if (auto bay = out_->GetMidiOutPort(synth.patchBayPort); bay != ports[0]) ports.push_back(std::move(bay));
+  *lease = out_->leases().Take(ports);
+  if (*lease) return true;
+  for (const auto& port : ports)
+    if (port && port->lease() != 0) *taken = PortTakenText(port->name());
+  if (taken->empty()) *taken = PortTakenText(out_->OUTGETPORTNAME(synth.midiOutPort));
+  return false;
+}
+
+bool TransferEngine::TakeOutputs(const Synth& synth, PortLeases::Handle* lease, TransferContext& context) {
+  std::string taken;
+  if (!TakeOutputs(synth, lease, &taken)) {
+    prompts_.Say(kMidiIoTitle, taken);
+    return false;
+  }
+  if (*lease) context.lease = (*lease)->id();
+  return true;
 }
 
 // --- Patch number and patch bay ---

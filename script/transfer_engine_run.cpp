@@ -36,6 +36,8 @@ bool TransferRun::Prepare(const DataFile& dataFile, const std::vector<std::uint8
   synth_->midiInPort = transfer_->synth_.midiInPort;
   synth_->midiOutPort = transfer_->synth_.midiOutPort;
   synth_->patchBayPort = transfer_->synth_.patchBayPort;
+  synth_->sysExChannel = transfer_->synth_.sysExChannel;
+  synth_->patchNumber = transfer_->synth_.patchNumber;
   if (!patches.empty()) {
     mask_ = patches;
   } else if (dataFile.transferMask) {
@@ -182,6 +184,7 @@ void TransferRun::Finish() {
   result_.retriedPieces = context_.retriedPieces;
   if (!result_.ok) result_.scriptStop = context_.scriptStop;
   result_.port = result_.operation == TransferOperation::kReceive ? transfer_->inPortName_ : transfer_->outPortName_;
+  if (context_.loops > 0 && !result_.ok) result_.loopFrom = transfer_->outPortName_;
   if (result_.ok) result_.patch = -1;
   if (result_.patch >= 0 && synth_) result_.number = TrimmedView(MakeNumberStr(*synth_, result_.patch));
   context_.transferRunning = false;
@@ -193,6 +196,7 @@ void TransferRun::Finish() {
       transfer->dataFile_ = nullptr;
       transfer->result_ = result;
       transfer->lock_.Release();
+      transfer->lease_.reset();
     }
     if (transfer->observer_) transfer->observer_->closed(result);
     std::lock_guard guard(transfer->mutex_);

@@ -41,7 +41,7 @@ class TransferRun {
  private:
   // Receiving.
   void ReceiveBank();
-  bool ReceiveOnePatch(int patch, std::vector<int>* came);
+  bool ReceiveOnePatch(int patch);
   void ReceiveWhole();
   std::span<std::uint8_t> PieceWindow(int patch);
   bool ReceivePiece(int patch);
@@ -58,7 +58,8 @@ class TransferRun {
   bool EndPiece(int patch, const std::vector<std::uint8_t>& former, std::span<std::uint8_t> window);
   bool TakeSize(int patch);
   int RunReceiveScript(int patch, std::span<std::uint8_t> window);
-  void CommitBank(const std::vector<int>& came);
+  void NoteCame(int patch);
+  void CommitBank();
   void CommitWhole();
   void CommitNothing();
   std::string MissingText() const;

@@ -51,6 +51,7 @@ SendOptions MidiScriptServices::OptionsOf(TransferContext& context) {
   SendOptions options;
   options.delayBetweenMs = context.transmitDelayMs;
   options.cancel = &context.cancel;
+  options.lease = context.lease;
   if (EventList* events = RecordingOf(context)) {
     options.recordMessage = [events](int port, std::span<const std::uint8_t> message) {
       events->AppendMessage(port, message);
@@ -73,6 +74,14 @@ bool MidiScriptServices::OutputGone(int port, TransferContext& context) {
   return false;
 }
 
+bool MidiScriptServices::OutputTaken(int port, TransferContext& context) {
+  const auto slot = out_.GetMidiOutPort(port);
+  if (!slot || slot->lease() == 0 || slot->lease() == context.lease || RecordingOf(context)) return false;
+  context.sendFailed = true;
+  if (!context.quiet) DisplayMessage(PortTakenText(slot->name()), context);
+  return true;
+}
+
 // An answer may come before the script gets to its receive.
 void MidiScriptServices::BeforeSending(int port, TransferContext& context) {
   context.lastOutPort = port;
@@ -81,7 +90,7 @@ void MidiScriptServices::BeforeSending(int port, TransferContext& context) {
 
 int MidiScriptServices::SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) {
   if (out_.BlockMidi() || out_.Suppressed()) return 0;
-  if (OutputGone(port, context)) return -1;
+  if (OutputGone(port, context) || OutputTaken(port, context)) return -1;
   BeforeSending(port, context);
   const std::int64_t sent = out_.SendDataPort(bytes, port, OptionsOf(context));
   if (sent > 0) context.sentBytes.fetch_add(sent);
@@ -96,9 +105,9 @@ int MidiScriptServices::SendBare(std::span<const std::uint8_t> bytes, int port, 
     return static_cast<int>(bytes.size());
   }
   if (out_.BlockMidi() || out_.Suppressed()) return 0;
-  if (OutputGone(port, context)) return -1;
+  if (OutputGone(port, context) || OutputTaken(port, context)) return -1;
   BeforeSending(port, context);
-  if (out_.SENDDATAX(port, bytes, 0, true, &context.cancel) < 0) {
+  if (out_.SendPacked(port, bytes, OptionsOf(context)) < 0) {
     context.sendFailed = true;
     return -1;
   }
@@ -122,6 +131,7 @@ int MidiScriptServices::GetDataSkipPort(std::span<std::uint8_t> destination, int
   options.end = context.endPattern;
   options.sizes = context.acceptedSizes;
   options.timeoutMs = context.receiveTimeoutMs > 0 ? context.receiveTimeoutMs : context.hasIoWindow ? 0 : -1;
+  if (context.patienceMs > 0) options.timeoutMs = context.patienceMs;
   // What is started at the panel is waited for until it is, as long as the window that asks for it is there.
   if (context.hasIoWindow && context.endSilence) options.timeoutMs = 0;
   options.betterMs = MidiIn::DefaultTimeoutMs(static_cast<std::int64_t>(destination.size()));
@@ -249,7 +259,7 @@ void MidiScriptServices::CreateDelayEvent(int port, std::uint32_t ms, TransferCo
   }
   constexpr int kPluginEnvironment = 3;
   if (Setting(ScriptSetting::Environment) != kPluginEnvironment) {
-    out_.MidiOutDelay(port, ms);
+    if (!OutputTaken(port, context)) out_.MidiOutDelay(port, ms);
   } else if (context.quiet) {
     clock().SleepMs(ms, &context.cancel);
   }
@@ -265,7 +275,8 @@ void MidiScriptServices::MidiOutClrWaitForAck(int port) {
 }
 
 bool MidiScriptServices::BeginAcks(int port, int inPort, TransferContext& context) {
-  if (!CanBeAnswered(context) || PortName(MidiDirection::Input, inPort).empty()) return false;
+  if (!CanBeAnswered(context) || OutputTaken(port, context) || PortName(MidiDirection::Input, inPort).empty())
+    return false;
   const AckCounts now = out_.Acks(port);
   context.acksBefore = {now.asked, now.answered, now.refused};
   return true;

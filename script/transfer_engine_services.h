@@ -32,6 +32,7 @@ class MidiScriptServices : public ScriptServices {
 
   int SendDataPort(std::span<const std::uint8_t> bytes, int port, TransferContext& context) override;
   int SendBare(std::span<const std::uint8_t> bytes, int port, TransferContext& context) override;
+  bool OutputTaken(int port, TransferContext& context) override;
   int GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
                       TransferContext& context) override;
   void CreateDelayEvent(int port, std::uint32_t ms, TransferContext& context) override;

@@ -44,6 +44,21 @@ void Stamp(DataFile& dataFile) {
   if (dataFile.xtra) dataFile.xtra->timeStamp = now;
 }
 
+void PutPatch(DataFile& to, const ReceivedPatch& received) {
+  const auto voice = static_cast<std::uint32_t>(received.patch);
+  const std::int64_t offset = std::int64_t{to.synth->voiceSize} * voice;
+  ByteWindow(to.body, to.bodySize).Write(offset, received.bytes);
+  SetMapBit(to.emptyMap, to.emptyMapSize, voice, false);
+  if (!HasVoiceName(to, voice)) SetVoiceName(to, voice, ReceivedName(to));
+  MarkDamaged(to, received.patch, received.damaged);
+}
+
+void PutPatches(DataFile& to, const std::vector<ReceivedPatch>& came) {
+  for (const ReceivedPatch& patch : came) PutPatch(to, patch);
+  if (to.xtra) to.xtra->hasNoSysEx = 0;
+  Stamp(to);
+}
+
 bool IsRefusal(int code) {
   return code <= transfer_code::kUnexpectedAck && code >= transfer_code::kUnknownError;
 }
@@ -86,7 +101,10 @@ void TransferRun::ReceivePatch(int patch) {
   context_.patchByPatch = true;
   context_.currentPatch = patch;
   context_.firstPatch = context_.lastPatch = true;
-  if (ReceivePiece(patch)) CommitBank({patch});
+  if (ReceivePiece(patch)) {
+    NoteCame(patch);
+    CommitBank();
+  }
   engine_.services().SetSysXCancel(synth_->midiInPort, {}, synth_->midiOutPort);
   result_.ok = result_.result == 1 && !Stopped();
 }
@@ -110,7 +128,6 @@ void TransferRun::ReceiveBank() {
   context_.patchesToDo = count;
   transfer_->patchesToDo_ = count;
   result_.patchesToDo = count;
-  std::vector<int> came;
   bool goesOn = true;
   for (const int patch : wanted) {
     if (goesOn && context_.stopBankLoop) {
@@ -125,15 +142,15 @@ void TransferRun::ReceiveBank() {
     context_.currentPatch = patch;
     context_.firstPatch = patch == wanted.front();
     context_.lastPatch = patch == wanted.back();
-    goesOn = ReceiveOnePatch(patch, &came);
+    goesOn = ReceiveOnePatch(patch);
   }
   complete_ = goesOn || context_.state.load() == TransferState::Ok;
   synth_->fileSize = fileSize;
-  CommitBank(came);
+  CommitBank();
 }
 
 // True: go on with the next patch.
-bool TransferRun::ReceiveOnePatch(int patch, std::vector<int>* came) {
+bool TransferRun::ReceiveOnePatch(int patch) {
   constexpr int kHostedProgram = 5;
   if (!ReceivePiece(patch)) {
     result_.faults.push_back({patch, piece_.code});
@@ -144,7 +161,7 @@ bool TransferRun::ReceiveOnePatch(int patch, std::vector<int>* came) {
     return goesOn && context_.state.load() != TransferState::Ok;
   }
   if (keptDamaged_) result_.faults.push_back({patch, piece_.code, true});
-  came->push_back(patch);
+  NoteCame(patch);
   context_.patchesDone.fetch_add(1);
   result_.patchesDone = context_.patchesDone;
   context_.hasIoWindow = false;
@@ -343,32 +360,38 @@ int TransferRun::RunReceiveScript(int patch, std::span<std::uint8_t> window) {
 
 // --- Handing back ---
 
+void TransferRun::NoteCame(int patch) {
+  const auto part =
+      ByteWindow(copy_->body, copy_->bodySize).Clamped(std::int64_t{synth_->voiceSize} * patch, synth_->voiceSize);
+  ReceivedPatch received{patch, {part.begin(), part.end()}, keptDamaged_};
+  std::lock_guard guard(transfer_->mutex_);
+  transfer_->came_.push_back(std::move(received));
+}
+
+DataFilePtr Transfer::SoFar() const {
+  std::lock_guard guard(mutex_);
+  if (!dataFile_ || !dataFile_->synth || !dataFile_->body || came_.empty()) return nullptr;
+  DataFilePtr copy(DupForUser(dataFile_));
+  if (copy && copy->synth && copy->body) PutPatches(*copy, came_);
+  return copy;
+}
+
 // What the user cancelled leaves the former data as it was.
-void TransferRun::CommitBank(const std::vector<int>& came) {
+void TransferRun::CommitBank() {
   const TransferState state = context_.state.load();
   const bool cancelled = state == TransferState::Cancel || state == TransferState::CancelAll ||
                          context_.cancel.Cancelled() || engine_.services().Quitting();
-  if (came.empty() || (cancelled && !context_.portGone)) return;
+  {
+    std::lock_guard guard(transfer_->mutex_);
+    if (transfer_->came_.empty() || (cancelled && !context_.portGone)) return;
+  }
   result_.changed = true;
-  Post([transfer = transfer_, copy = copy_, came, faults = result_.faults] {
+  Post([transfer = transfer_, copy = copy_] {
     std::lock_guard guard(transfer->mutex_);
     DataFile* df = transfer->dataFile_;
     if (!df || !df->synth || !df->body) return;
-    const std::uint32_t size = copy->synth->voiceSize;
-    for (const int patch : came) {
-      const auto voice = static_cast<std::uint32_t>(patch);
-      const std::int64_t offset = std::int64_t{size} * voice;
-      const auto part = ByteWindow(copy->body, copy->bodySize).Clamped(offset, size);
-      ByteWindow(df->body, df->bodySize).Write(offset, part);
-      SetMapBit(df->emptyMap, df->emptyMapSize, voice, false);
-      if (!HasVoiceName(*df, voice)) SetVoiceName(*df, voice, ReceivedName(*df));
-      MarkDamaged(*df, patch, std::any_of(faults.begin(), faults.end(), [&](const PatchFault& fault) {
-        return fault.kept && fault.patch == patch;
-      }));
-    }
-    if (df->xtra) df->xtra->hasNoSysEx = 0;
+    PutPatches(*df, transfer->came_);
     TakeOverDescriptor(*df, *copy->synth);
-    Stamp(*df);
   });
 }
 

@@ -73,6 +73,8 @@ int TransferEngine::MidiSendDataFileAll(DataFile* dataFile) {
   if (!routed) return -1;
   Synth& synth = *routed;
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   Sending sending{*dataFile, synth, context};
   const int result = SendAll(sending, {dataFile->transferMask, dataFile->transferMaskSize});
   dataFile->synth->rolandHandshake = synth.rolandHandshake;
@@ -87,6 +89,8 @@ int TransferEngine::MidiSendDataFile(DataFile* dataFile, int patchIndex, int fla
   if (!routed) return -1;
   Synth& synth = *routed;
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   std::int64_t offset = -1;
   if (patchBuffer) {
     if (patchBuffer < dataFile->body || patchBuffer >= dataFile->body + dataFile->bodySize) return -1;
@@ -247,18 +251,24 @@ void TransferEngine::SayNoScript() {
 
 int TransferEngine::MidiIO(TransferOperation operation, std::span<std::uint8_t> buffer, Synth& synth) {
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
   return BuiltInProtocols(line).MidiIO(operation, ByteWindow(buffer), synth);
 }
 
 int TransferEngine::MidiSend(const Synth& synth, std::span<std::uint8_t> buffer) {
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
   return BuiltInProtocols(line).MidiSend(synth, ByteWindow(buffer));
 }
 
 int TransferEngine::MidiSendNoMsg(const Synth& synth, std::span<std::uint8_t> buffer) {
   TransferContext context;
+  PortLeases::Handle lease;
+  if (!TakeOutputs(synth, &lease, context)) return -1;
   ServicesLine line(services_, context, synth.midiInPort, synth.midiOutPort);
   return BuiltInProtocols(line).MidiSendNoMsg(synth, ByteWindow(buffer));
 }

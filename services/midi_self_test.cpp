@@ -119,11 +119,14 @@ SelfTestRow RunPattern(MidiPortSystem& midi, const SelfTestRequest& request, con
   SelfTestRow row;
   row.what = pattern.what;
   std::vector<std::uint8_t> sent;
+  SendOptions options;
+  options.cancel = &cancel;
+  options.lease = request.out->lease();  // the desk's, for this work
   const std::uint64_t failed = request.out->failedMessages();
   const std::int64_t begin = midi.clock().NowUs();
   for (const auto& message : pattern.messages) {
     sent.insert(sent.end(), message.begin(), message.end());
-    row.refused = row.refused || midi.out().SENDDATAX(request.out->slot(), message, 0, true, &cancel) != 0;
+    row.refused = row.refused || midi.out().SendPacked(request.out->slot(), message, options) != 0;
   }
   row.sent = sent.size();
   const auto over = [&] { return row.refused || !request.out->isBusy() || !request.out->Alive(); };

@@ -34,16 +34,6 @@ ScriptBridge::ScriptBridge(MidiPortSystem& midi, const Program& program, ScriptP
       host_(program.host),
       ports_(ports) {}
 
-int ScriptBridge::GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
-                                  TransferContext& context) {
-  const std::int64_t patience = receiveTimeoutMs_.load();
-  if (patience <= 0) return MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
-  const std::int64_t own = std::exchange(context.receiveTimeoutMs, patience);
-  const int stored = MidiScriptServices::GetDataSkipPort(destination, port, skip, context);
-  context.receiveTimeoutMs = own;
-  return stored;
-}
-
 void ScriptBridge::OnOwner(const std::function<void()>& call) {
   if (ports_ == ScriptPorts::kChosen) return;
   if (!dispatcher_.Call(call, quit_, kOwnerTimeoutMs)) DebugLog("A script's request to the main thread was given up.");

@@ -67,12 +67,8 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   // The program ends: scripts stop at their next look.
   void SetQuitting();
   int DeleteStudioOnExit() const { return deleteStudioOnExit_.load(); }
-  // Milliseconds every receive may be silent, whatever the data type says; 0: as the data type says.
-  void SetReceiveTimeout(std::int64_t ms) { receiveTimeoutMs_.store(ms); }
 
   // ScriptServices
-  int GetDataSkipPort(std::span<std::uint8_t> destination, int port, std::int64_t skip,
-                      TransferContext& context) override;
   int SetOpenAllPorts(MidiDirection direction, int value) override;
   void OpenPorts(MidiDirection direction) override;
   void ClosePorts(MidiDirection direction) override;
@@ -126,7 +122,6 @@ class ScriptBridge final : public MidiScriptServices, public TransferPreferences
   ScriptPorts ports_;
   CancelToken quit_;
   CancelToken interrupt_;
-  std::atomic<std::int64_t> receiveTimeoutMs_{0};
   std::atomic<DocumentsHost*> documents_{nullptr};
   std::atomic<TransferWindowsHost*> windows_{nullptr};
   PatchSelector patchSelector_;

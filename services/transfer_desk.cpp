@@ -55,10 +55,13 @@ TransferDesk::TransferDesk(TransferEngine& engine, MidiPortSystem& midi, Dispatc
   watch_ = std::make_unique<DataFileWatch>([this](const DataFile* released) {
     if (dispatcher_.OnTargetThread()) Abandon(released);
   });
+  midi_.out().leases().SetReturned(
+      [&dispatcher, life = receiver_.token(), this] { dispatcher.PostTo(life, [this] { Pump(); }); });
 }
 
 TransferDesk::~TransferDesk() {
   watch_.reset();
+  midi_.out().leases().SetReturned({});
   receiver_.Forget();
   pumping_ = true;  // nothing is begun any more
   const std::list<Job> jobs = jobs_;
@@ -73,6 +76,7 @@ TransferDesk::~TransferDesk() {
     job->result_.cause = TransferCause::kAbandoned;
     job->transfer_.reset();
     job->ports_ = {};
+    job->lease_.reset();
     job->numbers_.reset();
   }
 }
@@ -179,7 +183,9 @@ void TransferDesk::Pump() {
       if (job->Ended()) continue;
       if (job->state_ == DeskState::kQueued) {
         DeskJob::Ports needed = PortsOf(job->request_);
-        if (needed.Shares(taken)) {
+        const bool free = !needed.Shares(taken);
+        if (free) job->lease_ = midi_.out().leases().Take(needed.out);
+        if (!job->lease_) {
           taken.Add(needed);
           continue;
         }

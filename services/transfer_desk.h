@@ -97,6 +97,8 @@ struct DeskStep {
   std::vector<std::uint8_t> patches{};  // one value a patch; empty: the transfer mask of the DataFile, else all
   std::vector<DeskMessage> messages{};  // kMessages
   GetOptions get{};                     // kGet
+  TransferPatience patience{};          // kGet, kSend
+  TransferPlace place{};                // kGet, kSend
   // kTask: runs until it is done, or soon after the token was cancelled.
   using TaskProgress = std::function<void(int done, int total)>;
   std::function<void(const CancelToken& stop, const TaskProgress& progress)> task{};
@@ -157,7 +159,8 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   int sent_ = 0;  // steps that went well
   int refusedPieces_ = 0;
   int retriedPieces_ = 0;
-  Ports ports_;  // while it runs
+  Ports ports_;               // while it runs
+  PortLeases::Handle lease_;  // of its outputs, as long
   bool cancelled_ = false;
   DeskResult result_;
 
@@ -180,8 +183,9 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
 //
 // A job is one transfer or a sequence of them.  Its ports (input, output, an automatic patch bay's) are its own from
 // its first byte to its end, through all steps; a job whose ports are taken waits, first come, first served, while jobs
-// on other ports go on.  A send has ended when its port has sent the last byte, and failed when the port went away or
-// gave messages up meanwhile.
+// on other ports go on.  Others than jobs who have an output (PortLeases) are waited for too, and refused what they
+// send while a job has it.  A send has ended when its port has sent the last byte, and failed when the port went away
+// or gave messages up meanwhile.
 //
 // Threads: everything is called on the thread the dispatcher serves (the owner's), which is also the one the engine
 // posts to; events come on it, from the dispatcher's queue.  No call waits for an instrument, except Wait.

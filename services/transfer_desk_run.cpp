@@ -116,6 +116,9 @@ bool TransferDesk::BeginTransfer(const Job& job, const DeskStep& step, TransferR
   request.ports = {step.inPort, step.outPort};
   request.patches = step.patches;
   request.get = step.get;
+  request.patience = step.patience;
+  request.place = step.place;
+  request.lease = job->lease_;
   const int out = engine_.PortsOf(*step.dataFile, request.operation, request.ports).out;
   job->out_ = out >= 0 ? midi_.out().GetMidiOutPort(out) : nullptr;
   job->failedBefore_ = job->out_ ? job->out_->failedMessages() : 0;
@@ -184,10 +187,11 @@ void TransferDesk::WatchPort(const Job& job, std::shared_ptr<const std::vector<D
   const Receiver::Token life = receiver_.token();
   const auto post = [&dispatcher, life](std::function<void()> call) { dispatcher.PostTo(life, std::move(call)); };
   const auto work = [this, job, messages, post, &midi = midi_.out(), &clock = engine_.clock(), out = job->out_,
-                     stop = job->stop_, settleMs = options_.settleMs] {
+                     lease = job->lease_, stop = job->stop_, settleMs = options_.settleMs] {
     if (messages) {
       SendOptions options;
       options.cancel = &stop;
+      options.lease = lease->id();
       bool all = true;
       int sent = 0;
       const auto total = static_cast<int>(messages->size());
@@ -407,6 +411,7 @@ void TransferDesk::EndJob(const Job& job, const TransferFacts& facts, DeskResult
   totals_.retriedPieces += job->result_.retriedPieces;
   job->transfer_.reset();
   job->ports_ = {};
+  job->lease_.reset();
   job->numbers_.reset();
   jobs_.remove(job);
   TellState(job, DeskState::kEnded, job->result_.sentence);

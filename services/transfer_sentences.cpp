@@ -70,8 +70,8 @@ constexpr CodeRow kCodes[] = {
 constexpr const char* kInTransfer =
     "A MIDI transfer of {what} is {detail}.  Please wait until it is done or cancel it.";
 
-// The first row that fits.  {what}, {port}, {detail}, {done}, {wanted} stand for the facts, {entry} for the patch
-// that failed, {tried} for how often it was tried when that was not once.
+// The first row that fits.  {what}, {port}, {loop}, {detail}, {done}, {wanted} stand for the facts, {entry} for the
+// patch that failed, {tried} for how often it was tried when that was not once.
 constexpr Row kRows[] = {
     {Kind::kGet, Cause::kNone, When::kAlways, "{what} was received."},
     {Kind::kGet, Cause::kBlocked, When::kAlways, "MIDI is blocked: the {what} was not received."},
@@ -104,6 +104,7 @@ constexpr Row kRows[] = {
     {Kind::kSend, Cause::kNoData, When::kAlways, "Sending the {what} was not begun."},
     {Kind::kSend, Cause::kBusy, When::kAlways, kInTransfer},
     {Kind::kSend, Cause::kPortMissing, When::kAlways, "{detail}"},
+    {Kind::kSend, Cause::kPortInUse, When::kAlways, "{detail}"},
     {Kind::kSend, Cause::kNotChosen, When::kAlways, "Sending the {what} was given up before it began."},
     {Kind::kSend, Cause::kNothingToSend, When::kAlways, "The {what} was not sent: it holds no SysEx data."},
     {Kind::kSend, Cause::kInactive, When::kAlways, "The {what} is switched off and was not sent."},
@@ -133,6 +134,7 @@ constexpr Row kRows[] = {
     {Kind::kFile, Cause::kNone, When::kAlways, "{what} was sent."},
     {Kind::kFile, Cause::kCancelled, When::kAlways, "Sending {what} was stopped."},
     {Kind::kFile, Cause::kNeverBegan, When::kAlways, "Sending {what} was stopped."},
+    {Kind::kFile, Cause::kNotChosen, When::kAlways, "Sending {what} was given up before it began."},
     {Kind::kFile, Cause::kInactive, When::kAlways, "{what} was not sent."},
     {Kind::kFile, Cause::kAbandoned, When::kAlways, "Sending {what} was given up."},
 };
@@ -141,6 +143,10 @@ constexpr const char* kPatchesReceived = "{done} of {wanted} patches of {what} w
 constexpr const char* kPatchesHadCome = " ({done} of {wanted} patches had come).";
 constexpr const char* kEntry = " (patch {number})";
 constexpr const char* kTried = " ({number} attempts)";
+constexpr const char* kLoop =
+    " What is sent to the MIDI OUT port \"{loop}\" comes back on the MIDI IN port \"{port}\": MIDI thru is on "
+    "somewhere, "
+    "or a cable leads back.";
 constexpr const char* kParts = " ({number} parts)";
 constexpr const char* kInactiveParts = " Inactive parts that stayed out: {number}.";
 
@@ -148,9 +154,10 @@ std::string Filled(const char* text, const TransferFacts& facts) {
   const auto number = [](const char* around, const std::string& value) {
     return ReplaceAll(around, "{number}", value);
   };
-  const std::array<std::pair<const char*, std::string>, 7> places{{
+  const std::array<std::pair<const char*, std::string>, 8> places{{
       {"{what}", facts.what},
       {"{port}", facts.port},
+      {"{loop}", facts.loopFrom},
       {"{detail}", facts.detail},
       {"{done}", std::to_string(facts.patchesDone)},
       {"{wanted}", std::to_string(facts.patchesToDo)},
@@ -224,6 +231,7 @@ std::string EndSentence(const TransferFacts& facts) {
     if (text.back() == '.') text.pop_back();
     text += Filled(kPatchesHadCome, facts);
   }
+  if (!ok && facts.kind == Kind::kGet && !facts.loopFrom.empty()) text += Filled(kLoop, facts);
   if (facts.kind != Kind::kFile) return text;
   if (facts.partsSent > 1 || (!ok && facts.partsSent > 0))
     text += ReplaceAll(kParts, "{number}", std::to_string(facts.partsSent));
@@ -243,6 +251,7 @@ TransferFacts FactsOf(const TransferResult& result) {
   facts.patchesDone = result.patchesDone;
   facts.patchesToDo = result.patchesToDo;
   facts.port = result.port;
+  facts.loopFrom = result.loopFrom;
   facts.detail = result.scriptStop;
   facts.missing = Latin1ToUtf8(result.missing);
   if (facts.kind == Kind::kSend && !facts.missing.empty()) facts.patch.clear();

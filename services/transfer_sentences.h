@@ -29,6 +29,7 @@ struct TransferFacts {
   std::string detail;     // the sentence of kPortMissing, kPortInUse, kStopped; of kBusy "running" or "waiting", of
                           // kScriptStopped ScriptStopText
   std::string missing;    // of a bank: "3, 7 and 64 are missing"; empty: nothing is
+  std::string loopFrom;   // a Get: the output whose requests came back on `port`; empty: none did
   bool atPanel = false;   // a Get waits until the dump is started on the instrument
   int messages = 0;       // of a MIDI file that is sent message by message
   int partsSent = 0;      // files

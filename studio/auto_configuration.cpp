@@ -165,9 +165,17 @@ std::int64_t AutoConfigSearch::LastHeardUs() const {
   return ear_->lastUs;
 }
 
+bool AutoConfigSearch::Taken(const std::string& outPort) {
+  const auto port = line.out.Slot(LocateOutput(outPort));
+  if (!port || port->lease() == 0) return false;
+  std::vector<std::string>& busy = result.busyPorts;
+  if (std::find(busy.begin(), busy.end(), outPort) == busy.end()) busy.push_back(outPort);
+  return true;
+}
+
 bool AutoConfigSearch::Send(const std::string& outPort, std::span<const std::uint8_t> message) {
   const int port = LocateOutput(outPort);
-  if (port < 0) return false;
+  if (port < 0 || Taken(outPort)) return false;
   SendOptions options;
   options.cancel = &control_->cancel;
   ++result.requests;

@@ -150,6 +150,7 @@ struct AutoConfigResult {
   int requests = 0;                            // identity requests and tries of the request search
   std::vector<DeviceInquiryPattern> patterns;  // of the module, for the words of a failure
   std::vector<AutoConfigAnswer> answers;
+  std::vector<std::string> busyPorts;  // outputs that were not asked, at least once, because a transfer had them
   std::string helpFile;
   std::string errorTitle, errorText;  // of Failed
 };
@@ -199,6 +200,8 @@ class AutoConfigSearch {
   // Ports move when others come and go: the number of the moment, -1 when the port is gone.
   int LocateInput(const std::string& name) const { return line.in.FindPort(name); }
   int LocateOutput(const std::string& name) const { return line.out.FindPort(name); }
+  // A transfer has the output, which is then left alone; the result names it.
+  bool Taken(const std::string& outPort);
 
   // Waits in slices that see the cancel; false when cancelled.
   bool Wait(std::int64_t ms);

@@ -108,7 +108,8 @@ class InquiryRun {
     requests_.push_back({device, outPort, search_.clock().NowUs()});
     if (requests_.size() > kKeptRequests) requests_.erase(requests_.begin(), requests_.begin() + kKeptRequests / 2);
     const bool sent = search_.Send(outPort, request);
-    search_.Trace("to " + outPort + ": " + HexText(request) + (sent ? "" : " (not sent: the port is gone)"));
+    search_.Trace("to " + outPort + ": " + HexText(request) +
+                  (sent ? "" : " (not sent: the port is gone, or a transfer has it)"));
     if (!sent || !search_.Wait(waitMs)) return std::nullopt;
     return FirstMatch(requests_.back());
   }

@@ -21,7 +21,7 @@ class Try {
       : inPort_(inPort), outPort_(outPort), engine_(search.line.transfers), clock_(search.clock()) {
     const int in = search.LocateInput(inPort), out = search.LocateOutput(outPort);
     data_.reset(DupForUser(search.task.request.get()));
-    if (in < 0 || out < 0 || !data_) return;
+    if (in < 0 || out < 0 || !data_ || search.Taken(outPort)) return;
     Synth& synth = *data_->synth;
     synth.midiInPort = static_cast<std::uint8_t>(in);
     synth.midiOutPort = static_cast<std::uint8_t>(out);

@@ -140,6 +140,8 @@ std::string NotFoundText(const AutoConfigResult& result, bool hosted) {
       " was not detected.\n\nPlease verify that it is connected and running then try again.\nAlternately, "
       "manually configure the MIDI setup using the Studio Window Settings button.";
   if (!versions.empty()) text += "\n\nCheck your unit's OS and upgrade if applicable. ";
+  for (const std::string& port : result.busyPorts)
+    text += "\n\nThe MIDI OUT port \"" + port + "\" was not asked all the time, because a transfer had it.";
   return text;
 }
 

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "midi/backends/alsa_backend.h"
 #include "midi/port_system.h"
@@ -43,6 +44,22 @@ bool SendsWhole(Side& side, Peer& other, const std::string& name, unsigned seed)
   side.out().SENDDATAX(port->slot(), peer::Pattern(32768, seed));
   if (!port->WaitIdle(20'000, nullptr)) return false;
   return peer::AwaitCount(other, 32768, 0).crc == peer::Crc(peer::Pattern(32768, seed));
+}
+
+// Whoever else is connected to the port is named, as long as he is.
+void OthersCase(Side& side, const std::string& name) {
+  const auto port = side.Find(name);
+  if (!port) return Check(false, "no port");
+  const auto others = [&] { return port->device().backend->OtherWriters(port->device().info.id); };
+  const auto before = others();
+  std::vector<std::string> beside;
+  {
+    Side second;
+    if (second.Find(name)) beside = others();
+  }
+  const auto after = others();
+  Check(before.empty() && beside.size() == 1 && !beside[0].empty() && after.empty(),
+        "another client on the line is named: " + (beside.empty() ? std::string("nobody") : beside[0]));
 }
 
 // Somebody else writes to the port in the middle of a dump: nothing of either is lost.
@@ -202,6 +219,7 @@ int main(int argc, char** argv) {
   }
   Side side;
   Check(side.AwaitPorts(name), "the peer's ports are found and open");
+  OthersCase(side, name);
   BetweenCase(side, other, name);
   FullPoolCase(side, other, name);
   FullInputCase(side, other, name);

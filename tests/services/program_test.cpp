@@ -469,6 +469,10 @@ struct One {
     program->midi().MidiPortOutOpenPortsFromMap();
   }
   ~One() { program.reset(); }
+  // Nothing is in transfer any more.
+  bool Idle() {
+    return dispatcher.RunUntil([this] { return program->midiSide().desk().Idle(); }, SystemClock().NowUs() + 5'000'000);
+  }
   ScriptServices& scripts() { return program->scripts(); }
   std::int64_t Ask(MainWindowMessage message, std::int64_t w, std::int64_t l = 0) {
     ScriptMessage ask;
@@ -566,7 +570,7 @@ TEST_F(ProgramTest, TwoProgramsSideBySide) {
   std::thread([] { FreeDataFile(AllocDataFile()); }).join();
   a.dispatcher.RunQueued();
   EXPECT_EQ(told.size(), 3u);
-  EXPECT_EQ(a.scripts().SendDataPort(message, 0, context), 4);
+  EXPECT_TRUE(a.Idle() && a.scripts().SendDataPort(message, 0, context) == 4);
   EXPECT_EQ(a.Ask(MainWindowMessage::GetAppVar, 1), 10);
 
   // The next start on the same folders begins with what was saved.

@@ -382,6 +382,36 @@ TEST_F(Desk, EveryFailureHasItsCause) {
   }
 }
 
+// Requests that come back are named, where they are why nothing else came.
+TEST_F(Desk, ALoopIsNamed) {
+  Begin();
+  const char* loop =
+      " What is sent to the MIDI OUT port \"Mock\" comes back on the MIDI IN port \"Mock\": MIDI thru is on somewhere, "
+      "or a cable leads back.";
+  const struct {
+    bool loops;
+    bool answers;
+    bool window;
+  } cases[] = {{true, false, false}, {true, false, true}, {true, true, false}, {false, false, false}};
+  for (const auto& c : cases) {
+    Answer([&c](const Bytes& message, int number) {
+      std::vector<Bytes> replies;
+      if (c.loops) replies.push_back(message);
+      if (c.answers) replies.push_back(AnswerOne(message, number).front());
+      return replies;
+    });
+    auto df = Bank("Mock", 2);
+    DeskRequest request = DeskRequest::Of(DeskStep::Kind::kGet, df.get());
+    request.showWindow = c.window ? 1 : 0;
+    const auto job = desk->Submit(std::move(request));
+    Pass(2000);
+    if (c.window) desk->Cancel(job);  // it would wait as long as the user does
+    Finish();
+    EXPECT_EQ(job->result().ok, c.answers) << job->result().sentence;
+    EXPECT_EQ(job->result().sentence.find(loop) != std::string::npos, c.loops && !c.answers) << job->result().sentence;
+  }
+}
+
 // A long send to a port that another program is connected to asks first, once a job; a short one does not.
 TEST_F(Desk, OtherProgramsOnTheLineAreAskedAbout) {
   VirtualCableOptions shared = options;
@@ -463,7 +493,10 @@ TEST_F(Desk, ACutSendEndsItsMessage) {
     c.end(job);
     const bool open = system.out().FindPort("Mock") >= 0;
     const Bytes next = Hex("F0 7D 01 F7");
-    if (open) system.out().SendDataPort(next, system.out().FindPort("Mock"));
+    const auto out = open ? system.out().Slot(system.out().FindPort("Mock")) : nullptr;
+    SendOptions atOnce;
+    if (out) atOnce.lease = out->lease();  // the job has the port until it has ended
+    if (open) system.out().SendDataPort(next, system.out().FindPort("Mock"), atOnce);
     Pass(1000);
     ASSERT_LT(heard.size(), 4500U);
     const std::size_t tail = open ? next.size() : 0;

@@ -135,6 +135,36 @@ TEST_F(AutosaveTest, WhatAKilledProgramHadIsOffered) {
   EXPECT_EQ(LogText(), "") << "nothing is left to ask about";
 }
 
+// A Get is kept patch by patch while it runs; when it has ended, in whatever way, only its document is.
+TEST_F(AutosaveTest, WhatAKilledGetHadBroughtIsOffered) {
+  Start({}, {});
+  TZKBank* bank = Open("Korg DW-8000", "Program Bank", false);
+  frame().RunCommand(CommandId::MidiGet);
+  ASSERT_TRUE(WaitFor([this] { return Kept() == 1; }, 5000));
+  bank->CancelTransfer();
+  ASSERT_TRUE(Idle(bank));
+  EXPECT_TRUE(WaitFor([this] { return Kept() == 0; })) << "the user did not want it";
+
+  frame().RunCommand(CommandId::MidiGet);
+  const auto done = [&] {
+    const auto transfer = program_->basics()->transfers().TransferOf(bank->dataFile());
+    return transfer ? transfer->WindowState().patchesDone : 0;
+  };
+  ASSERT_TRUE(WaitFor([&] { return done() >= 5 && Kept() == 1; }, 10000));
+  Die("get");
+  Start({"yes"});
+  EXPECT_TRUE(Asked("Korg DW-8000 Program Bank (")) << LogText();
+  EXPECT_TRUE(Asked(" of 64 patches received)"));
+  ASSERT_EQ(Banks().size(), 1U) << LogText();
+  const DataFile& data = *Banks()[0]->dataFile();
+  int came = 0;
+  for (std::uint32_t i = 0; i < data.synth->numVoices; ++i) came += MapBit(data.emptyMap, data.emptyMapSize, i) ? 0 : 1;
+  EXPECT_GE(came, 1);
+  EXPECT_LT(came, 64) << "places that did not come hold nothing";
+  EXPECT_EQ(data.body[0], 0xF0);
+  EXPECT_TRUE(Banks()[0]->document().IsModified());
+}
+
 TEST_F(AutosaveTest, RecoveredDataTakesThePlaceOfTheFileThatTheDesktopOpens) {
   Start();
   Voice("one.dat", "EDITED");
