@@ -150,15 +150,16 @@ DraftType BehindNumber(DraftType type) {
 // The message of a type found in a dump.
 class FoundMessage {
  public:
-  FoundMessage(const DraftType& type, int devicePlace, char device) : type_(type), place_(devicePlace), device_(device) {}
+  FoundMessage(const DraftType& type, int devicePlace, char device)
+      : type_(type), place_(devicePlace), device_(device) {}
 
   std::string Text() const {
     std::string text = Header();
     const std::uint32_t begin = type_.headerSize, end = type_.messageSize - 1;
     const auto& sum = type_.checksum;
     if (type_.layout == DraftLayout::Bank) return text + Bank(begin, end) + " F7";
-    const bool behind = sum && sum->times == 1 && sum->start + sum->count == sum->offset && sum->offset > begin &&
-                        sum->offset < end;
+    const bool behind =
+        sum && sum->times == 1 && sum->start + sum->count == sum->offset && sum->offset > begin && sum->offset < end;
     if (!behind) return text + " " + Item(type_.storageFormat, end - begin) + " F7";
     std::string data = " " + Item(type_.storageFormat, sum->offset - begin);
     if (sum->start > begin)
@@ -190,8 +191,7 @@ class FoundMessage {
       return " (" + std::to_string(bytes) + " " + WordOf("storageFormat", kThrough) + ")" +
              (rest ? " (" + std::to_string(rest) + ")" : "");
     }
-    if (sum && sum->times > 1)
-      return " {" + Item(type_.storageFormat, type_.patchSize - 1) + " sum}" + times;
+    if (sum && sum->times > 1) return " {" + Item(type_.storageFormat, type_.patchSize - 1) + " sum}" + times;
     const std::uint32_t rest = end - std::min(end, begin + type_.patchSize * type_.count);
     std::string text = " " + Item(type_.storageFormat, type_.patchSize) + times;
     if (rest) text += sum && rest == 1 ? " sum" : " (" + std::to_string(rest) + ")";
@@ -226,14 +226,16 @@ void PatchByPatch(const std::string& request, bool stored, char device,
     lines->push_back({"request", request});
   } else {
     out->warnings.push_back(
-        "nothing in the request depends on the patch: the chart chooses it with a program change before (get = Cn pp, ...). "
+        "nothing in the request depends on the patch: the chart chooses it with a program change before (get = Cn pp, "
+        "...). "
         "Is that so? If the number stands in the request, write pp there.");
     lines->push_back({"# Likely: a program change chooses the patch that is then sent.", ""});
     lines->push_back({"get", std::string("C") + (device ? device : '0') + " pp, " + request + " -> each"});
   }
   if (stored) return;
   out->warnings.push_back(
-      "nothing in the answer says where a patch goes: the bank is not sent. Is there a message that stores the patch? Then "
+      "nothing in the answer says where a patch goes: the bank is not sent. Is there a message that stores the patch? "
+      "Then "
       "store = F0 ... pp F7 and put = each, store.");
   lines->push_back({"# Or, with a message that stores it: put = each, store", ""});
   lines->push_back({"put", "none"});
@@ -242,12 +244,14 @@ void PatchByPatch(const std::string& request, bool stored, char device,
 Result Missing(const ChartSaid& said, bool dump) {
   if (said.name.empty()) return Result::Failure("The name of the instrument is missing: --name NAME.");
   if (said.name.find_first_of("[]/\\\n\r=") != std::string::npos || said.name.size() > 64)
-    return Result::Failure("--name: at most 64 characters that can stand in a file name, no \"[\", \"]\", \"=\" or \"/\".");
+    return Result::Failure(
+        "--name: at most 64 characters that can stand in a file name, no \"[\", \"]\", \"=\" or \"/\".");
   if (dump) return Result::Success();
   if (said.request.empty())
     return Result::Failure("The message that asks for a patch is missing: --request 'F0 ... F7' (or --dump FILE).");
   if (said.answer.empty())
-    return Result::Failure("The answer is missing: --answer 'F0 ... (SIZE) ... F7', with the bytes of data in brackets.");
+    return Result::Failure(
+        "The answer is missing: --answer 'F0 ... (SIZE) ... F7', with the bytes of data in brackets.");
   return Result::Success();
 }
 
@@ -290,7 +294,8 @@ Result DraftChart(const ChartSaid& said, ChartDraft* out) {
   writer.Head(maker, "Patch");
   if (!said.bank.empty()) {
     const auto count = ParseInteger(said.bank);
-    if (!count || *count < 2 || *count > UINT16_MAX) return Result::Failure("--bank takes the number of patches, from 2 on.");
+    if (!count || *count < 2 || *count > UINT16_MAX)
+      return Result::Failure("--bank takes the number of patches, from 2 on.");
     std::vector<std::pair<std::string, std::string>> lines;
     if (said.bankRequest.empty()) {
       PatchByPatch(request, HasPatch(answer), writer.device_, &lines, out);
@@ -352,7 +357,8 @@ Result DraftChart(const ChartSaid& said, const ModuleDraft& found, ChartDraft* o
     }
     const bool alone = bank && found.types.back().layout != DraftLayout::Single;
     if (alone)
-      lines.insert(lines.begin(), {"# Behind the x stands the data type of a single patch, once the chart has one.", ""});
+      lines.insert(lines.begin(),
+                   {"# Behind the x stands the data type of a single patch, once the chart has one.", ""});
     const std::string patch = found.types.size() > 1 && found.types.back().layout == DraftLayout::Single
                                   ? found.types.back().typeName
                                   : type.typeName;

@@ -13,16 +13,16 @@ namespace tonalith {
 // What a person says, in the order of a printed chart.  Empty: nothing.
 struct ChartSaid {
   std::string name;
-  std::string maker;        // bytes
-  std::string device;       // letter, and what may stand behind it
-  std::string request;      // messages as the printed chart has them
+  std::string maker;    // bytes
+  std::string device;   // letter, and what may stand behind it
+  std::string request;  // messages as the printed chart has them
   std::string answer;
   std::string bank;         // how many patches there are
   std::string bankRequest;  // for all of them in one message
   std::string bankAnswer;
-  std::string numbers;      // FIRST..LAST on the panel
-  std::string sum;          // a word
-  std::string nameAt;       // place and length in the data
+  std::string numbers;  // FIRST..LAST on the panel
+  std::string sum;      // a word
+  std::string nameAt;   // place and length in the data
   std::string identity;
   std::string rows;  // of [parameters]
   int drivers = 60000;
@@ -34,8 +34,8 @@ struct ChartDraft {
   std::vector<std::string> warnings;
 };
 
-// A message in one of the ways charts are printed in ("0F0H", "$F0", "0xF0", "f0,42", "1111 0000", "0ppppppp") as ours have
-// it.  What is no byte stays.  `device`: the letter of the device number, 0: none.
+// A message in one of the ways charts are printed in ("0F0H", "$F0", "0xF0", "f0,42", "1111 0000", "0ppppppp") as ours
+// have it.  What is no byte stays.  `device`: the letter of the device number, 0: none.
 std::string PrintedMessage(const std::string& text, char device);
 
 // The chart of what was said.  A failure names what is missing.

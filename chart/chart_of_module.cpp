@@ -59,7 +59,8 @@ class TypeText {
     if (kind != (voices > 1 ? kBankKind : kPatchKind)) text_ += "   is = " + WordOf("dataKind", kind);
     text_ += "   drivers = " + Num(+synth_.driverId);
     if (const std::string key = FieldText(synth_.typeKey); !key.empty()) text_ += "   key = " + key;
-    if (voices > 1) text_ += "   numbers = " + MakeNumberStr(synth_, 0) + ".." + MakeNumberStr(synth_, static_cast<int>(voices) - 1);
+    if (voices > 1)
+      text_ += "   numbers = " + MakeNumberStr(synth_, 0) + ".." + MakeNumberStr(synth_, static_cast<int>(voices) - 1);
     text_ += "\n";
     Name();
     const std::string sum = +synth_.checksumLength ? WordOf("checksumType", synth_.checksumType) : "";
@@ -132,8 +133,8 @@ class TypeText {
     // Messages one behind the other.
     if (voices > 1 && header == 0 && offset > 0) {
       const std::uint64_t tail = sum || HasVerify() ? 2 : 1;
-      return Put("each", Header(offset) + Data(synth_.storageFormat, slot - offset - tail) + (tail > 1 ? " sum" : "") +
-                             " F7");
+      return Put("each",
+                 Header(offset) + Data(synth_.storageFormat, slot - offset - tail) + (tail > 1 ? " sum" : "") + " F7");
     }
     const std::uint64_t at = +synth_.checksumOffset;
     const std::uint64_t end = sum && at > header && at < size ? at : size - 1;
@@ -197,14 +198,14 @@ bool FindChartOfModule(const std::string& name, const PackageFiles& files, Chart
     drivers.push_back(std::move(data));
   }
   if (drivers.empty()) return false;
-  std::sort(drivers.begin(), drivers.end(), [](const DataFilePtr& a, const DataFilePtr& b) {
-    return +a->synth->driverId < +b->synth->driverId;
-  });
+  std::sort(drivers.begin(), drivers.end(),
+            [](const DataFilePtr& a, const DataFilePtr& b) { return +a->synth->driverId < +b->synth->driverId; });
   const Synth& first = *drivers.front()->synth;
   const std::uint8_t maker = first.manufacturerId;
   const bool device = std::any_of(drivers.begin(), drivers.end(),
                                   [](const DataFilePtr& one) { return one->synth->hasSysExChannel != 0; });
-  out->text = "[" + name + "]\n# Made from the descriptors of the module, which has no chart: read it before it is built.\n" +
+  out->text = "[" + name +
+              "]\n# Made from the descriptors of the module, which has no chart: read it before it is built.\n" +
               "maker = " + HexText({&maker, 1}) + "   drivers = " + Num(+first.driverId) +
               (device ? "   device = n" : "") + "\n";
   for (const DataFilePtr& driver : drivers) out->text += TypeText(*driver, ini, names).Text();

@@ -220,8 +220,7 @@ bool ChartPlayer::OnGet(std::span<const std::uint8_t> message, Messages* answers
       } else if (gives) {
         ChartValues values = Values(Current());
         MatchMessage(step.message, message, &turn, nullptr);
-        if (const auto number = turn.find(kTurnLetter); number != turn.end())
-          values[kTurnLetter] = number->second;
+        if (const auto number = turn.find(kTurnLetter); number != turn.end()) values[kTurnLetter] = number->second;
         std::size_t at = used + size * static_cast<std::size_t>(std::max(values[kTurnLetter], 0));
         answers->push_back(MessageBytes(step.answer, values, memory_[Current()], &at));
       } else {

@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::size_t kUsualAnySize = 32;
 constexpr std::size_t kCountBytes = 2;  // of the count that begins counted data; what is counted is packed 7 in 8
-constexpr int kNibbles[] = {1, 6};        // packings of half bytes
-constexpr int kDigits[] = {3, 4};          // packings of characters from 30 on
+constexpr int kNibbles[] = {1, 6};      // packings of half bytes
+constexpr int kDigits[] = {3, 4};       // packings of characters from 30 on
 
 // An item where it stands.
 struct Placed {
@@ -92,8 +92,8 @@ std::vector<std::uint8_t> MessageBytes(const ChartMessage& message, const ChartV
   }
   for (const Placed& one : items)
     if (one.item->kind == ChartItemKind::kSum)
-      CSum(bytes, 0, one.item->sum, static_cast<std::int64_t>(one.item->sumFrom + one.shift),
-           ChartSumCount(*one.item), static_cast<std::int64_t>(one.at));
+      CSum(bytes, 0, one.item->sum, static_cast<std::int64_t>(one.item->sumFrom + one.shift), ChartSumCount(*one.item),
+           static_cast<std::int64_t>(one.at));
   return bytes;
 }
 

@@ -122,8 +122,10 @@ const std::vector<CliCommand>& CliCommands() {
        },
        Plain<RunDf>},
       {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
-       [] { return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms() +
-                     ModuleTextForms(); },
+       [] {
+         return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms() +
+                ModuleTextForms();
+       },
        [] {
          return std::string(
              "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md); docs/authoring.md\n"

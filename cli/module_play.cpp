@@ -151,8 +151,9 @@ bool ModulePlay::Get(Trial* trial) {
   if (!result.ok()) {
     const auto& unknown = trial->player.Unknown();
     return Right(*trial, "getting",
-                 result.text + (unknown.empty() ? "" : " It was asked with " + Shown(unknown.front()) +
-                                                           ", which the chart does not have."));
+                 result.text + (unknown.empty() ? ""
+                                                : " It was asked with " + Shown(unknown.front()) +
+                                                      ", which the chart does not have."));
   }
   std::set<std::size_t> wrong, first;
   for (const std::size_t patch : trial->Patches()) {
@@ -164,10 +165,11 @@ bool ModulePlay::Get(Trial* trial) {
   if (wrong.empty()) return true;
   if (!first.empty() && first == wrong)
     return Right(*trial, "getting",
-                 Listed(first) + " came as patch 0: nothing in the request depends on the patch. Write pp where its "
-                                 "number stands, or choose it before: get = Cn pp, request");
-  return Right(*trial, "getting", Listed(wrong) + " did not come as the instrument has " +
-                                      (wrong.size() == 1 ? "it." : "them."));
+                 Listed(first) +
+                     " came as patch 0: nothing in the request depends on the patch. Write pp where its "
+                     "number stands, or choose it before: get = Cn pp, request");
+  return Right(*trial, "getting",
+               Listed(wrong) + " did not come as the instrument has " + (wrong.size() == 1 ? "it." : "them."));
 }
 
 bool ModulePlay::Send(Trial* trial) {
@@ -181,8 +183,7 @@ bool ModulePlay::Send(Trial* trial) {
   const std::lock_guard lock(trial->mutex());
   const ChartPlayer& player = trial->player;
   if (!player.Unknown().empty())
-    return Right(*trial, "sending",
-                 Shown(player.Unknown().front()) + " was sent, which the chart does not have.");
+    return Right(*trial, "sending", Shown(player.Unknown().front()) + " was sent, which the chart does not have.");
   if (!result.ok()) return Right(*trial, "sending", result.text);
   const auto& written = player.Written();
   if (std::find(written.begin(), written.end(), -1) != written.end())
@@ -265,9 +266,8 @@ bool ModulePlay::File(Trial* trial) {
   if (bytes == form) return true;
   const auto differs = std::mismatch(bytes.begin(), bytes.end(), form.begin(), form.end());
   return Right(*trial, "file",
-               "what is exported is not as the chart's file: byte " +
-                   std::to_string(differs.first - bytes.begin()) + " of " + std::to_string(bytes.size()) + " (" +
-                   std::to_string(form.size()) + " in the chart).");
+               "what is exported is not as the chart's file: byte " + std::to_string(differs.first - bytes.begin()) +
+                   " of " + std::to_string(bytes.size()) + " (" + std::to_string(form.size()) + " in the chart).");
 }
 
 void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
@@ -278,8 +278,8 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
   const bool gets = panel || !type.get.empty() || !type.request.empty();
   ChartProblems ignored((std::string()));
   const bool sends = !IsChartReadonly(type, &ignored);
-  const bool answers =
-      std::any_of(type.put.begin(), type.put.end(), [](const ChartStep& step) { return step.answered && !step.anyway; });
+  const bool answers = std::any_of(type.put.begin(), type.put.end(),
+                                   [](const ChartStep& step) { return step.answered && !step.anyway; });
   const ChartPlayer probe(chart_, type, standard);
   std::string done;
   const auto go = [&](bool wanted, const std::string& word, Step step, int device) {

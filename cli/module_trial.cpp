@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t kMostTable = 8u << 20;
 constexpr std::size_t kMostOutside = 10;  // parameters that are named for a piece of data
-constexpr std::size_t kShownBytes = 16;  // around a difference, of an unknown message
+constexpr std::size_t kShownBytes = 16;   // around a difference, of an unknown message
 
 std::string Bytes(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");

@@ -133,6 +133,30 @@ TEST(Authoring, AChartIsMadeOnceAndWorks) {
             "Orrin Eight: no errors, no warnings\n");
 }
 
+TEST(Authoring, TheChartOfAModuleComesBack) {
+  const CliHome& home = CliHome::Instance();
+  const std::string package = home.Path("back.pvz");
+  ASSERT_EQ(New("back", {"--bank", "4"}).status, 0);
+  ASSERT_EQ(home.Run({"module", "build", home.Path("back"), package}).status, 0);
+  EXPECT_EQ(home.Run({"module", "text", package}).out, ReadFileText(home.Path("back/new.chart")));
+  // A module of another source: a chart that builds, and says that it is none yet.
+  std::filesystem::create_directory(home.Path("other"));
+  WriteFileText(home.Path("other/module.ini"),
+                "[Module]\nName = Orrin Other\nDriverBase = 21200\nTypes = patch\nmanufacturerId = 0x7D\n"
+                "hasSysExChannel = 1\nsysExChannelOffset = 2\ndumpRequestChannelOffset = 2\n");
+  WriteFileText(home.Path("other/patch.descriptor"),
+                "typeName = Patch\ndataKind = 1\nfileSize = 24\nheaderSize = 6\nvoiceSize = 16\nnameLength = 10\n"
+                "checksumLength = 16\nchecksumStart = 6\nchecksumOffset = 22\nmessage = F0 7D 0? 08 20 ??\n"
+                "dumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\n");
+  ASSERT_EQ(home.Run({"module", "build", home.Path("other"), package}).status, 0);
+  const CliOutput text = home.Run({"module", "text", package});
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_TRUE(Has(text.err, "The module has no chart")) << text.err;
+  EXPECT_TRUE(Has(text.out, "request = F0 7D 0n 08 10 pp F7\ndump = F0 7D 0n 08 20 ?? (16) sum F7\n")) << text.out;
+  WriteFileText(home.Path("other.chart"), text.out);
+  EXPECT_EQ(home.Run({"module", "build", home.Path("other.chart"), package}).status, 0);
+}
+
 // What a chart says that its instrument cannot mean is seen when the module is played.
 TEST(Authoring, PlayingFindsWhatReadingDoesNot) {
   struct Case {
@@ -141,7 +165,8 @@ TEST(Authoring, PlayingFindsWhatReadingDoesNot) {
     const char* sentence;
   };
   const Case cases[] = {
-      {"request = F0 7D 0n 08 10 00 F7", "", "Patch Bank, getting: patches 1, 3 came as patch 0: nothing in the request"},
+      {"request = F0 7D 0n 08 10 00 F7", "",
+       "Patch Bank, getting: patches 1, 3 came as patch 0: nothing in the request"},
       {"request = F0 7D 0n 08 10 pp F7", "put = F0 7D 0n 08 20 00 (16) sum F7",
        "Patch Bank, sending: nothing that is sent says which patch it is."},
   };

@@ -207,8 +207,7 @@ TEST(ModuleCheck, SeesWhatTheBuildCannot) {
       {"dumpRequest = F0 7D", "dumpRequest = F0 40", false, "the request is for manufacturer 40"},
       {"dumpRequest = ", "; ", false, "it cannot be asked for"},
       {"message = F0 7D 0? 08 20 ??\n", "", true, "a message nor an address"},
-      {"message = F0 7D 0? 08 20 ??\npatchByte = 5\n", "", false,
-       "it is recognised in no file"},
+      {"message = F0 7D 0? 08 20 ??\npatchByte = 5\n", "", false, "it is recognised in no file"},
       {"typeName = Patch", "typeName = Patch\nmap = none", false, ""},
   };
   ModuleSource good = kEight;
