@@ -37,7 +37,9 @@ std::string IniValue(std::string_view ini, const std::string& section, const std
   for (const std::string& line : SplitText(std::string(ini), '\n')) {
     const std::string_view text = TrimmedView(line);
     if (text.starts_with('[')) inside = text == "[" + section + "]";
-    if (inside && text.starts_with(key + "=")) return std::string(text.substr(key.size() + 1));
+    const std::size_t equals = std::min(text.find('='), text.size());
+    if (inside && equals < text.size() && AsciiEqualNoCase(TrimmedView(text.substr(0, equals)), key))
+      return std::string(TrimmedView(text.substr(equals + 1)));
   }
   return {};
 }
@@ -128,7 +130,8 @@ class TypeText {
     const std::uint64_t header = +synth_.headerSize, offset = +synth_.voiceOffset, size = +synth_.fileSize;
     if (Pattern().empty()) {
       text_ += "# What it looks like is not said by one message; the image has " + Num(size) + " bytes.\n";
-      return Put("dump", "F0 (" + Num(size > 2 ? size - 2 : 1) + ") F7");
+      const std::uint8_t maker = synth_.manufacturerId;
+      return Put("dump", "F0 " + HexText({&maker, 1}) + " (" + Num(size > 3 ? size - 3 : 1) + ") F7");
     }
     // Messages one behind the other.
     if (voices > 1 && header == 0 && offset > 0) {
@@ -180,6 +183,7 @@ std::string ChartFileName(const std::string& module) {
 bool FindChartOfModule(const std::string& name, const PackageFiles& files, ChartOfModule* out) {
   *out = {};
   std::string_view ini;
+  std::string called = name;
   std::vector<DataFilePtr> drivers;
   std::map<int, std::string> names;
   for (const PackageFile& file : files) {
@@ -189,7 +193,10 @@ bool FindChartOfModule(const std::string& name, const PackageFiles& files, Chart
       out->whole = true;
       return true;
     }
-    if (lower.ends_with(".ini")) ini = TextOf(file);
+    if (lower.ends_with(".ini") && file.path.find('\\') == std::string::npos) {
+      ini = TextOf(file);
+      called = file.path.substr(0, file.path.size() - 4);
+    }
     DataFilePtr data(AllocDataFile());
     if (!lower.ends_with(".pv6") || !data || ContainerReader(file.bytes).DiskReadForm(data.get(), {}) != 0 ||
         !data->synth)
@@ -204,7 +211,7 @@ bool FindChartOfModule(const std::string& name, const PackageFiles& files, Chart
   const std::uint8_t maker = first.manufacturerId;
   const bool device = std::any_of(drivers.begin(), drivers.end(),
                                   [](const DataFilePtr& one) { return one->synth->hasSysExChannel != 0; });
-  out->text = "[" + name +
+  out->text = "[" + called +
               "]\n# Made from the descriptors of the module, which has no chart: read it before it is built.\n" +
               "maker = " + HexText({&maker, 1}) + "   drivers = " + Num(+first.driverId) +
               (device ? "   device = n" : "") + "\n";

@@ -158,6 +158,15 @@ bool ChartPlayer::File(std::vector<std::uint8_t>* bytes) const {
   return true;
 }
 
+bool ChartPlayer::ChoosesPatch() const {
+  const auto chooses = [](const ChartStep& step) {
+    return step.kind != ChartStep::Kind::kMessage || step.message.PlaceOf(kPatchLetter) >= 0;
+  };
+  const auto pause = [](const ChartStep& step) { return step.kind == ChartStep::Kind::kPause; };
+  return !type_.patchwise || get_.empty() ||
+         std::any_of(get_.begin(), get_.end(), [&](const ChartStep& step) { return chooses(step) && !pause(step); });
+}
+
 bool ChartPlayer::CanRefuse() const {
   return std::any_of(put_.begin(), put_.end(), [](const ChartStep& step) { return !step.refused.empty(); });
 }
