@@ -81,18 +81,13 @@ constexpr ChartKey kKeys[] = {
     {"data", "address", "ADDRESS", "where the data lies", "address = 02 00 00", true},
     {"data", "memory", "ADDRESS step ADDRESS x N", "where several of it lie, so far from each other",
      "memory = 11 00 00 00 step 00 01 00 00 x 128", true},
-    {"data", "blocks", "SIZE at OFFSET, ...", "what lies at an address; default: all",
-     "blocks = 72 at 00 00, 129 at 10 00"},
     {"data", "script get", "SCRIPT", "the script that gets the data, where steps cannot say it", "script get = listen"},
     {"data", "script put", "SCRIPT", "the script that sends the data", "script put = blocks"},
     {"flag", "multitimbral", "", "of the instrument: it plays several parts", "multitimbral"},
     {"flag", "readonly", "", "it cannot be sent", "readonly"},
-    {"flag", "hidden", "", "it is not shown among the data types", "hidden"},
     {"flag", "patch by patch", "", "a bank goes one patch at a time", "patch by patch"},
     {"flag", "complete", "", "a file of single messages is a bank only when no patch is missing", "complete"},
-    {"flag", "any size", "", "data of other sizes is taken", "any size"},
     {"flag", "handshake", "", "address-based data goes with acknowledgements", "handshake"},
-    {"flag", "framed", "", "messages by address are kept whole", "framed"},
 };
 
 bool Fits(const ChartKey& known, std::string_view section, std::string_view key) {

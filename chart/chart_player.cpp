@@ -33,6 +33,7 @@ std::size_t SizeOf(const std::vector<ChartMessage>& messages) {
 
 std::string ChartPlayer::Obstacle(const ChartType& type) {
   if (type.Find("script get") || type.Find("script put")) return "it has a script";
+  if (type.exchange) return "it has an exchange of its own";
   if (type.dump.empty()) return "it is address-based";
   if (!std::all_of(type.dump.begin(), type.dump.end(), HasData)) return "one of its messages holds no data";
   return {};

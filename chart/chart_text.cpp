@@ -97,7 +97,7 @@ bool IsHolding(std::string_view text) {
 }
 
 bool IsTable(const std::string& kind) {
-  return kind == "parameters" || kind == "panel" || kind == "references" || kind == "table";
+  return kind == "parameters" || kind == "panel" || kind == "references";
 }
 
 std::size_t EditDistance(std::string_view a, std::string_view b) {
@@ -430,14 +430,13 @@ Result ChartProblems::First() const {
 }
 
 const std::vector<std::string>& ChartSectionKinds() {
-  static const std::vector<std::string> kKinds{"data",       "variant", "parameters", "panel",
-                                               "references", "table",   "script"};
+  static const std::vector<std::string> kKinds{"data",  "variant",    "exchange", "parameters",
+                                               "panel", "references", "script"};
   return kKinds;
 }
 
 const std::vector<std::string>& ChartFlags() {
-  static const std::vector<std::string> kFlags{"readonly", "hidden",    "patch by patch", "complete",
-                                               "any size", "handshake", "framed",         "multitimbral"};
+  static const std::vector<std::string> kFlags{"readonly", "patch by patch", "complete", "handshake", "multitimbral"};
   return kFlags;
 }
 
@@ -448,6 +447,12 @@ std::string NearestWords(std::string_view word, const std::vector<std::string>& 
   std::string text;
   for (std::size_t i = 0; i < order.size() && i < most; ++i) text += (i ? ", " : "") + *order[i].second;
   return text;
+}
+
+bool IsNearlyOneOf(std::string_view word, const std::vector<std::string>& words) {
+  return std::any_of(words.begin(), words.end(), [&](const std::string& known) {
+    return EditDistance(word.substr(0, kMaxKey), known) <= std::min<std::size_t>(2, known.size() / 2);
+  });
 }
 
 ChartText ReadChartText(std::string_view text, ChartProblems* problems) {

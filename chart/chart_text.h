@@ -55,7 +55,7 @@ struct ChartSection {
   std::string name;                    // behind the kind
   std::optional<ChartEntry> variable;  // `b = A..D` behind the name
   std::vector<ChartEntry> entries;
-  std::vector<ChartRow> rows;  // of parameters, panel, references, table
+  std::vector<ChartRow> rows;  // of parameters, panel, references
   std::string script;          // of a script: its lines as they stand
   ChartPlace at, nameAt;
 };
@@ -102,6 +102,9 @@ const std::vector<std::string>& ChartFlags();
 
 // The words that differ least from `word`, nearest first, with commas between: at most `most` of them.
 std::string NearestWords(std::string_view word, const std::vector<std::string>& words, std::size_t most = 5);
+
+// Two mistakes of typing away from one of the words.
+bool IsNearlyOneOf(std::string_view word, const std::vector<std::string>& words);
 
 // Takes a chart apart.  Goes on behind every mistake.
 ChartText ReadChartText(std::string_view text, ChartProblems* problems);

@@ -5,10 +5,13 @@
 #include <memory>
 #include <set>
 
+#include "chart/panel.h"
+#include "chart/panel_layout.h"
 #include "chart/parameters.h"
 #include "chart/references.h"
 #include "data/container.h"
 #include "data/data_records.h"
+#include "editor/model/template_file.h"
 #include "parameters/patch_conversion.h"
 #include "platform/text.h"
 
@@ -18,7 +21,6 @@ namespace {
 
 constexpr std::uint8_t kSysExStart = 0xF0;
 constexpr std::uint8_t kExactSize = 2;  // of Synth::optionBits
-constexpr std::size_t kNamedMissing = 5;
 
 // A data type as it was built.
 struct BuiltType {
@@ -50,6 +52,8 @@ class FieldFiles {
       for (const ChartEntry& entry : section.entries)
         if (entry.key.starts_with("list ")) lists_.push_back(entry);
     }
+    for (const ChartSection& section : chart_.sections)
+      if (section.kind == "panel") Panel(section);
     for (BuiltType& type : types_)
       if (!type.own) Inherit(&type);
     for (const BuiltType& type : types_) {
@@ -76,8 +80,11 @@ class FieldFiles {
     return !types_.empty();
   }
 
+  void File(const std::string& name, std::vector<std::uint8_t> bytes) {
+    module_.files.push_back({folder_ + "\\" + name, std::move(bytes)});
+  }
   void File(const std::string& name, const std::string& text) {
-    module_.files.push_back({folder_ + "\\" + name, {text.begin(), text.end()}});
+    File(name, std::vector<std::uint8_t>(text.begin(), text.end()));
   }
 
   std::vector<BuiltType*> TypesOf(const std::string& section) {
@@ -119,6 +126,30 @@ class FieldFiles {
     }
   }
 
+  void Panel(const ChartSection& section) {
+    for (BuiltType* type : TypesFor(section, section.name)) {
+      ChartProblems again(problems_.file());
+      ChartProblems& problems = said_.insert(&section).second ? problems_ : again;
+      if (!type->own) {
+        problems.Add(section.nameAt, section.name, "a panel of data that no section of parameters describes",
+                     "[parameters " + section.name + "]");
+        continue;
+      }
+      const PanelPlan plan = ReadPanel(section, &type->table, &problems);
+      const Synth& synth = type->synth();
+      const PanelFiles panel = LayOutPanel(plan, type->table, {synth.headerSize, DeviceLetter()}, type->names.name);
+      File(PanelFileName(synth.driverId), WriteTemplate(panel.panel));
+      if (!panel.lists.texts.empty()) File(PanelListsName(synth.driverId), WriteTemplateLists(panel.lists));
+    }
+  }
+
+  // `device = n, also MIDI channel`
+  char DeviceLetter() const {
+    for (const ChartEntry& entry : chart_.sections.front().entries)
+      if (entry.key == "device" && !entry.value.empty()) return entry.value[0];
+    return 0;
+  }
+
   // What new data has.
   static void Defaults(const BuiltType& type, ParameterTable* table) {
     const ConstPatchBytes patch(BodySpan(std::as_const(*type.data)), type.synth());
@@ -149,22 +180,25 @@ class FieldFiles {
     std::vector<std::string> missing;
     const PatchConversion conversion =
         DerivePatchConversion(bank.table, bank.synth(), patch->table, patch->synth(), &missing);
-    if (!missing.empty()) {
-      std::string names;
-      for (std::size_t i = 0; i < std::min(missing.size(), kNamedMissing); ++i)
-        names += (names.empty() ? "" : ", ") + missing[i];
-      if (missing.size() > kNamedMissing) names += " ...";
-      Sentence(bank.names.section, "the parameters of \"" + bank.names.section + "\" and \"" + patch->names.section +
-                                       "\" have not the same names (" + names + ")");
-    }
+    for (const std::string& name : missing) Unpaired(name, bank.names.section, patch->names.section);
     File(PatchConversionName(bank.synth().driverId), PatchConversionText(conversion));
   }
 
-  // A mistake of the whole section of parameters.
-  void Sentence(const std::string& name, const std::string& text) {
-    for (const ChartSection& section : chart_.sections)
-      if (section.kind == "parameters" && section.name == name)
-        return problems_.Add(section.nameAt, section.name, text, "the same names in both sections");
+  // A parameter that only one of two sections has, at its row.
+  void Unpaired(const std::string& name, const std::string& bank, const std::string& patch) {
+    constexpr std::size_t kNameCell = 1;
+    const ChartCell* row = nullptr;
+    for (const ChartSection& section : chart_.sections) {
+      if (section.kind != "parameters" || (section.name != bank && section.name != patch)) continue;
+      // A repeat puts its own name in front.
+      for (const ChartRow& one : section.rows)
+        if (one.cells.size() > kNameCell && name.ends_with(one.cells[kNameCell].text) &&
+            (!row || one.cells[kNameCell].text.size() > row->text.size()))
+          row = &one.cells[kNameCell];
+    }
+    if (row)
+      problems_.Add(row->at, row->text, "only one of \"" + bank + "\" and \"" + patch + "\" has this parameter",
+                    "the same names in both sections");
   }
 
   void References(const ChartSection& section) {

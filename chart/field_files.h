@@ -14,6 +14,7 @@ namespace tonalith {
 //   Parameters.ID%d.tsv   the parameters; of a bank also when its patches are laid out as the patch it holds
 //   Conversion.ID%d.tsv   of a bank whose patches are laid out in another way than the patch it holds
 //   References.ID%d.tsv   which patches of other banks it plays
+//   Panel.ID%d.pvt        the panel, with its lists in Panel.ID%d.ini.bin
 // A section [parameters NAME / PART] describes the same data in another way: Parameters.ID%d.PART.tsv.
 
 // A data type of the chart, in the order of the drivers.

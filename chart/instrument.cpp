@@ -435,6 +435,27 @@ std::vector<int> DriverNumbers(const ChartEntry& entry, ChartProblems* problems)
   return numbers;
 }
 
+// [exchange NAME]: steps that only this notation says (docs/modules.md).
+void ReadExchanges(ChartInstrument* chart, ChartProblems* problems) {
+  for (const ChartSection& section : chart->text->sections) {
+    if (section.kind != "exchange") continue;
+    bool known = false;
+    std::vector<std::string> names;
+    for (ChartType& type : chart->types) {
+      names.push_back(type.section->name);
+      if (type.section->name != section.name && type.name != section.name) continue;
+      type.exchange = &section;
+      known = true;
+    }
+    if (!known)
+      problems->Add(section.nameAt, section.name, "the chart has no data type of this name",
+                    NearestWords(section.name, names));
+    for (const ChartEntry& entry : section.entries)
+      if (entry.flag || (entry.key != "get" && entry.key != "put"))
+        problems->Add(entry.keyAt, entry.key, "no key of this section", "get = STEP, put = STEP");
+  }
+}
+
 // Puts the types into the order of their driver ids.
 void SortTypes(ChartInstrument* chart, ChartProblems* problems) {
   const ChartEntry* base = chart->Find("drivers");
@@ -463,16 +484,19 @@ void SortTypes(ChartInstrument* chart, ChartProblems* problems) {
     }
 }
 
-// Definitions that no message, step or form refers to are most likely keys with a mistake in them.
+// Definitions that no message, step or form refers to are most likely keys with a mistake in them.  When something else
+// is wrong that may be why they are not used: then only those that are nearly a key are named.
 void CheckUse(const ChartInstrument& chart, const std::set<std::string>& used, ChartProblems* problems) {
+  const bool sure = !problems->any();
   for (const ChartSection& section : chart.text->sections) {
     if (section.kind != "instrument" && section.kind != "data") continue;
     for (const ChartEntry& entry : section.entries) {
       if (!IsChartDefinition(section, entry) || used.count(DefinitionName(entry.key))) continue;
       std::vector<std::string> keys;
       for (const ChartKey& key : ChartKeys()) keys.emplace_back(key.key);
-      problems->Add(entry.keyAt, entry.key, "nothing uses this message, and no key is called so",
-                    NearestWords(entry.key, keys));
+      if (sure || IsNearlyOneOf(entry.key, keys))
+        problems->Add(entry.keyAt, entry.key, "nothing uses this message, and no key is called so",
+                      NearestWords(entry.key, keys));
     }
   }
 }
@@ -616,11 +640,11 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
   }
   if (chart.types.empty() && chart.head != &kNothing)
     problems->Add(chart.head->at, {}, "the chart has no data types", "[data NAME]");
+  ReadExchanges(&chart, problems);
   SortTypes(&chart, problems);
   std::set<std::string> used;
   for (ChartType& type : chart.types) TypeReader(chart, &type, &used, problems).Read();
-  // What is wrong may be why nothing uses a message.
-  if (!problems->any()) CheckUse(chart, used, problems);
+  CheckUse(chart, used, problems);
   return chart;
 }
 

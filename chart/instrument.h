@@ -69,6 +69,7 @@ struct ChartType {
   std::vector<ChartStep> get, put;
   bool getSaid = false, putSaid = false;  // by entries of their own
   std::vector<ChartForm> forms;
+  const ChartSection* exchange = nullptr;  // [exchange NAME]: the steps as they stand
 
   const ChartEntry* Find(std::string_view key) const;
   bool Has(std::string_view flag) const;

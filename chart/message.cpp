@@ -527,8 +527,10 @@ ChartMessage ReadChartMessage(const ChartCell& text, const ChartNames& names, Ch
 
 bool LooksLikeMessage(std::string_view text) {
   text = TrimmedView(text);
-  return ParseByte(text.substr(0, std::min(text.find_first_of(" \t"), text.size()))).has_value() ||
-         text.starts_with("count") || text.starts_with('(') || text.starts_with('{') || text.starts_with('"');
+  const std::string_view first = text.substr(0, std::min(text.find_first_of(" \t"), text.size()));
+  // A byte alone is a number.
+  return (first.size() >= 2 && first.size() < text.size() && ParseByte(first)) || text.starts_with("count") ||
+         text.starts_with('(') || text.starts_with('{') || text.starts_with('"');
 }
 
 }  // namespace tonalith

@@ -11,7 +11,7 @@ namespace tonalith {
 namespace {
 
 constexpr std::size_t kDeepest = 2;  // repeats in repeats
-constexpr std::int64_t kSeptet = 0x80;
+constexpr std::int64_t kSeptetValues = 0x80;
 constexpr std::size_t kWidestShown = 40;
 
 // `OP4 level`: what stands before a number in a name, the number, and what is behind it.
@@ -139,9 +139,9 @@ std::size_t Wide(std::string_view text) {
 
 std::string Step(std::int64_t step, bool hex) {
   if (!hex) return std::to_string(step);
-  return step < kSeptet ? Printf("%02X", static_cast<unsigned>(step))
-                        : Printf("%02X %02X", static_cast<unsigned>(step / kSeptet % kSeptet),
-                                 static_cast<unsigned>(step % kSeptet));
+  return step < kSeptetValues ? Printf("%02X", static_cast<unsigned>(step))
+                        : Printf("%02X %02X", static_cast<unsigned>(step / kSeptetValues % kSeptetValues),
+                                 static_cast<unsigned>(step % kSeptetValues));
 }
 
 struct Printed {

@@ -102,7 +102,7 @@ std::optional<std::string> ShownOf(const std::string& labels, const FieldPlace& 
 
 // Number cells that are hexadecimal bytes are counted as such, seven bits each; true when they are.
 bool CountHex(std::vector<FoldRow>* rows) {
-  constexpr std::int64_t kSeptet = 0x80;
+  constexpr std::int64_t kSeptetEnd = 0x80;
   bool hex = false;
   std::vector<std::optional<std::int64_t>> counts;
   for (const FoldRow& row : *rows) {
@@ -112,8 +112,8 @@ bool CountHex(std::vector<FoldRow>* rows) {
     count = 0;
     for (const std::string& byte : SplitText(row.number, ' ')) {
       const auto value = byte.size() == 2 ? ParseInteger("0x" + byte) : std::nullopt;
-      if (!value || *value >= kSeptet) return false;
-      *count = *count * kSeptet + *value;
+      if (!value || *value >= kSeptetEnd) return false;
+      *count = *count * kSeptetEnd + *value;
     }
   }
   for (std::size_t i = 0; i < counts.size() && hex; ++i) (*rows)[i].count = counts[i];

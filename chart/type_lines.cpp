@@ -530,7 +530,7 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   } else if (slots == 1) {
     layout.headerSize = data->offset;
     layout.voiceSize = through ? data->bytes : EndOf(message, *last) - data->offset;
-    layout.voiceBytes = last == data ? data->bytes : layout.voiceSize;
+    layout.voiceBytes = last == data && data->times == 1 ? data->bytes : layout.voiceSize;
   } else if (data->times == slots) {
     std::uint32_t group = data->offset;
     for (const ChartItem& item : message.items)

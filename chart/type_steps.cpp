@@ -29,6 +29,11 @@ class StepWriter {
 
   void Write() {
     if (type_.Find("script get") || type_.Find("script put")) return;
+    if (type_.exchange) {
+      for (const ChartEntry& entry : type_.exchange->entries)
+        lines_.Put(entry.key, ChartShown(entry.value, type_.variable), entry.valueAt);
+      return;
+    }
     const bool readonly = IsChartReadonly(type_, &problems_);
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;

@@ -47,7 +47,7 @@ TEST(ChartText, EntriesStandInLinesOrBehindTwoBlanks) {
       "[Korg DW-6000]   maker = 42    device = n, also MIDI channel\n"
       "find    = F0 42 4n F7 -> F0 42 3n 04 F7   # comment  a = b\n"
       "note = \"a  b = c # d\"\tshort = DW\n"
-      "[data Voice Bank b=1..7]   48 x Voice   readonly   any size\n"
+      "[data Voice Bank b=1..7]   48 x Voice   readonly   complete\n"
       "        dump = F0 F7 \\\n"
       "  and on\n"
       "\n"
@@ -67,7 +67,7 @@ TEST(ChartText, EntriesStandInLinesOrBehindTwoBlanks) {
   ASSERT_TRUE(chart.sections[1].variable);
   EXPECT_EQ(Entries({*chart.sections[1].variable}), "b=1..7@5:20");
   EXPECT_EQ(Entries(chart.sections[1].entries),
-            "holds=48 x Voice@5:28; readonly@5:41; any size@5:52; dump=F0 F7   and on@6:16");
+            "holds=48 x Voice@5:28; readonly@5:41; complete@5:52; dump=F0 F7   and on@6:16");
   EXPECT_EQ(Place(chart.sections[1].entries.back().cell.At(8)), "7:3");
   EXPECT_EQ(chart.sections[2].script, "L 4 [\n]\n");
   EXPECT_EQ(Entries(chart.sections[3].entries), "put each=dump, -> done | refused F0 F7 \"No  = never\"@13:12");
@@ -108,7 +108,7 @@ TEST(ChartText, EveryMistakeIsNamedWhereItStands) {
        "reads [MAKER MODEL]"},
       {"[data X]\n", "x.chart:1:2: error: the first section names the instrument (\"data X\"); right: [MAKER MODEL]"},
       {"[X]\n[dta Y]\n",
-       "x.chart:2:2: error: no kind of section (\"dta Y\"); right: data, table, panel, variant, script, "
+       "x.chart:2:2: error: no kind of section (\"dta Y\"); right: data, panel, variant, script, exchange, "
        "parameters, references"},
       {"[X]\n[data Y\n",
        "x.chart:2:1: error: the bracket of the section is not closed (\"[data Y\"); right: [KIND NAME]"},
@@ -118,8 +118,8 @@ TEST(ChartText, EveryMistakeIsNamedWhereItStands) {
        "one line"},
       {"[X]\nrequest F0\n",
        "x.chart:2:1: error: neither an entry nor a word that stands alone (\"request F0\"); right: key = "
-       "value, with two blanks between entries; alone stand readonly, hidden, complete, any size, "
-       "handshake"},
+       "value, with two blanks between entries; alone stand readonly, complete, handshake, multitimbral, "
+       "patch by patch"},
       {"[X]\na = \xFF\n", "x.chart:2:1: error: the line is not UTF-8; right: a chart is UTF-8 text"},
   };
   for (const Case& c : kCases) {

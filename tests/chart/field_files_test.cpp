@@ -70,7 +70,7 @@ TEST(FieldFiles, MistakesAreNamedWhereTheyStand) {
   const Row rows[] = {
       {"[parameters Vioce]\n0 | A | 0..1\n", 2, "no data of that name"},
       {"[parameters Voice]\n12 | A | 0..1\n", 3, "behind the end"},
-      {"[parameters Voice]\n0 | A | 0..1\n[parameters Bank]\n0 | A | 0..1\n1 | B | 0..1\n", 4, "the same names"},
+      {"[parameters Voice]\n0 | A | 0..1\n[parameters Bank]\n0 | A | 0..1\n1 | B | 0..1\n", 6, "only one of"},
       {"[references Multi]\nvoice at 1 in 0..3 -> Banks\n", 3, "no data of that name"},
       {"[references Multi]\nvoice at 12 in 0..3 -> Bank\n", 3, "behind the end"},
       {"[references Multi]\nvoice in 0..3 -> Bank\n", 3, "does not read"},

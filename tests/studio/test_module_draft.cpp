@@ -62,20 +62,6 @@ Bytes Framed(Bytes head, const Bytes& data, int checksum) {
   return head;
 }
 
-// The source of an invented instrument.
-const ModuleSource kEight = {
-    {"module.ini",
-     "[Module]\nName = Orrin Eight\nDriverBase = 21000\nVersion = 1\nTypes = bank patch\n"
-     "manufacturerId = 0x7D\nhasSysExChannel = 1\nsysExChannelOffset = 2\ndumpRequestChannelOffset = 2\n"},
-    {"bank.descriptor",
-     "typeName = Patch Bank\ndataKind = 2\npatchType = patch\nfileSize = 6656\nnumVoices = 64\nvoiceSize = 104\n"
-     "voiceOffset = 6\nvoiceBytes = 96\nnameLength = 10\npatchByPatch = 1\nget = ask F0 7D 00 08 10 patch F7\n"
-     "put = data\nverify = 0 6 96 102 | times 64 | step 104\nmessage = F0 7D 0? 08 20 ??\nslots = 5 0 64\n"},
-    {"patch.descriptor",
-     "typeName = Patch\ndataKind = 1\nfileSize = 104\nheaderSize = 6\nvoiceSize = 96\nnameOffset = 0\n"
-     "nameLength = 10\ndumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\npatchMax = 63\n"
-     "checksumStart = 6\nchecksumLength = 96\nchecksumOffset = 102\nmessage = F0 7D 0? 08 20 ??\npatchByte = 5\n"}};
-
 }  // namespace
 
 TEST(ModuleDraft, FindsOutWhatADumpTells) {
@@ -168,8 +154,25 @@ TEST(ModuleDraft, DumpsThatTellNothingAreRefused) {
   }
 }
 
+// A patch that is asked for by its number, and a bank of them.
+ModuleSource SourceFolder() {
+  return {{"module.ini",
+           "[Module]\nName = Orrin Eight\nDriverBase = 61000\nVersion = 1\nTypes = patch bank\nmanufacturerId = 0x7D\n"},
+          {"patch.descriptor",
+           "typeName = Patch\ndataKind = 1\nfileSize = 104\nheaderSize = 6\nvoiceSize = 96\nnameOffset = 0\n"
+           "nameLength = 10\ninitName = INIT\ndumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\n"
+           "patchNumberInImage = 1\npatchNumberOffset = 5\npatchMax = 63\nchecksumType = 0\nchecksumStart = 6\n"
+           "checksumLength = 96\nchecksumOffset = 102\nmessage = F0 7D 0? 08 20 ??\n"
+           "; the byte that is the patch number\npatchByte = 5\n"},
+          {"bank.descriptor",
+           "typeName = Patch Bank\ndataKind = 2\npatchType = patch\nfileSize = 6151\nheaderSize = 5\nnumVoices = 64\n"
+           "voiceSize = 96\nnameOffset = 0\nnameLength = 10\ninitName = INIT\ndumpRequest = F0 7D 00 08 11 F7\n"
+           "checksumType = 0\nchecksumStart = 5\nchecksumLength = 6144\nchecksumOffset = 6149\n"
+           "message = F0 7D 0? 08 21 | length 6151\n"}};
+}
+
 TEST(ModuleCheck, NamesEveryMistakeAtItsPlace) {
-  ModuleSource source = kEight;
+  ModuleSource source = SourceFolder();
   const auto change = [&](const char* file, const std::string& from, const std::string& to) {
     std::string& text = source[file];
     ASSERT_NE(text.find(from), std::string::npos) << from;
@@ -184,11 +187,11 @@ TEST(ModuleCheck, NamesEveryMistakeAtItsPlace) {
   for (const ModuleRemark& remark : CheckModule(source, {}, nullptr))
     seen[remark.file + ":" + std::to_string(remark.line)] += remark.text + "|" + remark.hint;
   EXPECT_EQ(seen.count("module.ini:4"), 1u);
-  EXPECT_NE(seen["bank.descriptor:5"].find("Did you mean \"numVoices\"?"), std::string::npos)
-      << seen["bank.descriptor:5"];
+  EXPECT_NE(seen["bank.descriptor:6"].find("Did you mean \"numVoices\"?"), std::string::npos)
+      << seen["bank.descriptor:6"];
   EXPECT_EQ(seen.count("bank.descriptor:9"), 1u);
-  EXPECT_EQ(seen.count("patch.descriptor:14"), 1u);
-  EXPECT_EQ(seen.count("patch.descriptor:15"), 1u);
+  EXPECT_EQ(seen.count("patch.descriptor:18"), 1u);
+  EXPECT_EQ(seen.count("patch.descriptor:20"), 1u);
   EXPECT_EQ(seen.size(), 5u);
 }
 
@@ -207,12 +210,11 @@ TEST(ModuleCheck, SeesWhatTheBuildCannot) {
       {"dumpRequest = F0 7D", "dumpRequest = F0 40", false, "the request is for manufacturer 40"},
       {"dumpRequest = ", "; ", false, "it cannot be asked for"},
       {"message = F0 7D 0? 08 20 ??\n", "", true, "a message nor an address"},
-      {"message = F0 7D 0? 08 20 ??\npatchByte = 5\n", "", false, "it is recognised in no file"},
+      {"message = F0 7D 0? 08 20 ??\n; the byte that is the patch number\npatchByte = 5\n", "", false,
+       "it is recognised in no file"},
       {"typeName = Patch", "typeName = Patch\nmap = none", false, ""},
   };
-  ModuleSource good = kEight;
-  good.erase("bank.descriptor");
-  good["module.ini"] = ReplaceAll(good["module.ini"], "bank patch", "patch");
+  const ModuleSource good = SourceFolder();
   for (const Case& c : cases) {
     ModuleSource source = good;
     std::string& text = source["patch.descriptor"];
@@ -229,7 +231,7 @@ TEST(ModuleCheck, SeesWhatTheBuildCannot) {
     ASSERT_NE(said, remarks.end()) << c.text;
     EXPECT_EQ(said->isError, c.error) << c.text;
   }
-  const auto taken = CheckModule(good, {{21000, "Other Synth"}}, nullptr);
+  const auto taken = CheckModule(good, {{61000, "Other Synth"}}, nullptr);
   ASSERT_EQ(taken.size(), 1u);
   EXPECT_NE(taken.front().text.find("belongs to the Other Synth"), std::string::npos);
 }

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "editor/model/control_schema.h"
+#include "parameters/parameter_table.h"
+
+namespace tonalith {
+
+// How a control of a panel is bound to a parameter: reading, writing, sending.
+
+// What the bindings of a panel share.
+struct PanelData {
+  std::uint32_t headerSize = 0;
+  char device = 0;  // the variable of messages that stands for the device number; 0: none
+};
+
+// A binding ("CMMN") of a parameter.  Values count as they are stored without sign of an offset: what is shown is the
+// value minus the parameter's bias.  Places in several bytes are read and written by macros; the message that changes
+// the parameter is a macro too, and without one the whole patch is sent.
+TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& table, const PanelData& data);
+// A binding that reads nothing and never writes.
+TemplateValues NoBinding();
+
+// The text of the macros; "" when there is none.
+std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data);
+std::string StoreMacroText(const FieldPlace& place, const PanelData& data);
+// Of a message of hexadecimal bytes, the device, `number`, `offset`, `value`, `value high`, `value low`, `number high`
+// and `number low`; "" for any other.
+std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data);
+
+}  // namespace tonalith
