@@ -306,7 +306,10 @@ Result DraftChart(const ChartSaid& said, ChartDraft* out) {
     }
     writer.Type("[data Patch Bank]  " + said.bank + " x Patch" + writer.Names(said.nameAt) + writer.Numbers(), lines);
   }
-  writer.Type("[data Patch]" + writer.Names(said.nameAt), {{"request", request}, {"dump", answer}});
+  std::string heading = "[data Patch]" + writer.Names(said.nameAt);
+  if (!said.bank.empty() && HasPatch(request))
+    heading += "   patches = 0.." + std::to_string(*ParseInteger(said.bank) - 1);
+  writer.Type(heading, {{"request", request}, {"dump", answer}});
   return writer.Done(out);
 }
 

@@ -33,6 +33,7 @@ std::size_t SizeOf(const std::vector<ChartMessage>& messages) {
 
 std::string ChartPlayer::Obstacle(const ChartType& type) {
   if (type.Find("script get") || type.Find("script put")) return "it has a script";
+  if (type.exchange) return "it has an exchange of its own";
   if (type.dump.empty()) return "it is address-based";
   if (!std::all_of(type.dump.begin(), type.dump.end(), HasData)) return "one of its messages holds no data";
   return {};
@@ -156,6 +157,15 @@ bool ChartPlayer::File(std::vector<std::uint8_t>* bytes) const {
     if (used != memory_[i].size()) return false;
   }
   return true;
+}
+
+bool ChartPlayer::ChoosesPatch() const {
+  const auto chooses = [](const ChartStep& step) {
+    return step.kind != ChartStep::Kind::kMessage || step.message.PlaceOf(kPatchLetter) >= 0;
+  };
+  const auto pause = [](const ChartStep& step) { return step.kind == ChartStep::Kind::kPause; };
+  return !type_.patchwise || get_.empty() ||
+         std::any_of(get_.begin(), get_.end(), [&](const ChartStep& step) { return chooses(step) && !pause(step); });
 }
 
 bool ChartPlayer::CanRefuse() const {

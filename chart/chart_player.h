@@ -49,6 +49,8 @@ class ChartPlayer {
   const std::vector<std::vector<std::uint8_t>>& Unknown() const { return unknown_; }
   // Patches that were written, in the order they came; -1: nothing that was sent says which.
   const std::vector<int>& Written() const { return written_; }
+  // What asks for a patch of a bank that goes patch by patch says which; true for everything else.
+  bool ChoosesPatch() const;
   // The chart knows an answer that says no.
   bool CanRefuse() const;
 

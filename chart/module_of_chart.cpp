@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "chart/chart_of_module.h"
 #include "chart/chart_variant.h"
 #include "chart/instrument.h"
 #include "chart/type_lines.h"
@@ -164,6 +165,27 @@ Result ReadChartFile(const std::filesystem::path& path, std::string* text) {
   return ReadWholeFile(path.string(), *text, kMaxChartFile);
 }
 
+// The chart says itself that the data is sent at the panel.
+constexpr const char* kNotAsked = "it cannot be asked for";
+bool AtPanel(const ChartModule& module, const ModuleRemark& remark) {
+  const int line = module.PlaceOf(remark.file, remark.line).line;
+  const ChartSection* section = nullptr;
+  for (const ChartSection& one : module.text.sections)
+    if (one.at.line <= line) section = &one;
+  return section && std::any_of(section->entries.begin(), section->entries.end(), [](const ChartEntry& entry) {
+           return entry.key == "get" && (entry.value.starts_with("panel") || entry.value.starts_with("listen"));
+         });
+}
+
+// What to do, in the words of charts.
+std::string ChartHint(const std::string& hint) {
+  if (hint.find("DriverBase") != std::string::npos)
+    return "Choose another number behind drivers = in the first section.";
+  if (hint.starts_with("dumpRequest =")) return "request = F0 ... F7, or get = panel when it is sent there.";
+  if (hint.starts_with("Maps are made of")) return "map = none says that it is meant so.";
+  return hint;
+}
+
 }  // namespace
 
 ChartPlace ChartModule::PlaceOf(const std::string& file, int line) const {
@@ -200,6 +222,8 @@ Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* o
   for (const ModuleDiagnostics::Problem& problem : diagnostics.problems)
     problems->Add(module.PlaceOf(problem.file, problem.line), {}, problem.text, ModuleHint(problem.text));
   if (!problems->any() && result.ok()) AddFieldFiles(module.text, module.types, out, problems);
+  if (!problems->any() && result.ok())
+    out->files.push_back({out->name + "\\" + ChartFileName(out->name), {text.begin(), text.end()}});
   return problems->any() ? problems->First() : result;
 }
 
@@ -230,8 +254,12 @@ Result CheckModuleAt(const std::filesystem::path& path, const std::map<int, std:
   }
   ModuleImage built;
   *remarks = CheckModule(module.source, others, &built);
+  std::erase_if(*remarks, [&](const ModuleRemark& remark) {
+    return !remark.isError && remark.text.find(kNotAsked) != std::string::npos && AtPanel(module, remark);
+  });
   for (ModuleRemark& remark : *remarks) {
     const ChartPlace at = module.PlaceOf(remark.file, remark.line);
+    remark.hint = ChartHint(remark.hint);
     remark.file = chart.string();
     remark.line = at.line;
     remark.column = at.column;

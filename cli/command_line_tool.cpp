@@ -10,6 +10,7 @@
 #include "cli/commands_identify.h"
 #include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
+#include "cli/commands_module_text.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_pacing.h"
 #include "cli/commands_packages.h"
@@ -54,6 +55,7 @@ int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
   if (!args.empty() && args[0] == "server") return RunModuleServer(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "new") return RunModuleNew(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "check") return RunModuleCheck(environment, {args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "text") return RunModuleText(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "table") return RunModuleTable(environment, {args.begin() + 1, args.end()});
   if (args.empty() || args[0] != "list") return RunModule(args, environment.in, environment.out, environment.err, {});
   return WithModules<RunModule>(environment, args);
@@ -120,7 +122,10 @@ const std::vector<CliCommand>& CliCommands() {
        },
        Plain<RunDf>},
       {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
-       [] { return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms(); },
+       [] {
+         return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms() +
+                ModuleTextForms();
+       },
        [] {
          return std::string(
              "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md); docs/authoring.md\n"

@@ -115,7 +115,8 @@ int Check(CliEnvironment& environment, const std::string& folder, const CheckOpt
     Print(environment.out, remark);
   }
   if (!image.name.empty()) {
-    if (errors == 0) result = Play(environment, folder, image, &errors, &warnings);
+    // A conversation takes the place of the instrument made from the chart.
+    if (errors == 0 && options.conversation.empty()) result = Play(environment, folder, image, &errors, &warnings);
     if (result.ok()) result = Try(environment, image, options, &failed);
     if (!result.ok()) return Failed(environment, result.text);
   }

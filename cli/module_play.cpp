@@ -146,28 +146,23 @@ bool ModulePlay::Right(const Trial& trial, const char* what, const std::string& 
 }
 
 bool ModulePlay::Get(Trial* trial) {
+  if (!trial->player.ChoosesPatch())
+    return Right(*trial, "getting",
+                 "nothing in the request depends on the patch. Write pp where its number stands, or choose it before: "
+                 "get = Cn pp, request -> each");
   const Result result = trial->Run(TransferOperation::kReceive);
   const std::lock_guard lock(trial->mutex());
   if (!result.ok()) {
     const auto& unknown = trial->player.Unknown();
     return Right(*trial, "getting",
-                 result.text + (unknown.empty() ? "" : " It was asked with " + Shown(unknown.front()) +
-                                                           ", which the chart does not have."));
+                 result.text + (unknown.empty() ? ""
+                                                : " It was asked with " + Shown(unknown.front()) +
+                                                      ", which the chart does not have."));
   }
-  std::set<std::size_t> wrong, first;
-  for (const std::size_t patch : trial->Patches()) {
-    const ChartData got = trial->player.DataOf(trial->ImageOf(patch));
-    if (got == trial->player.Patch(patch)) continue;
-    wrong.insert(patch);
-    if (patch && got == trial->player.Patch(0)) first.insert(patch);
-  }
-  if (wrong.empty()) return true;
-  if (!first.empty() && first == wrong)
-    return Right(*trial, "getting",
-                 Listed(first) + " came as patch 0: nothing in the request depends on the patch. Write pp where its "
-                                 "number stands, or choose it before: get = Cn pp, request");
-  return Right(*trial, "getting", Listed(wrong) + " did not come as the instrument has " +
-                                      (wrong.size() == 1 ? "it." : "them."));
+  std::set<std::size_t> wrong;
+  for (const std::size_t patch : trial->Patches())
+    if (trial->player.DataOf(trial->ImageOf(patch)) != trial->player.Patch(patch)) wrong.insert(patch);
+  return Right(*trial, "getting", wrong.empty() ? "" : Listed(wrong) + " did not come as in the instrument.");
 }
 
 bool ModulePlay::Send(Trial* trial) {
@@ -181,8 +176,7 @@ bool ModulePlay::Send(Trial* trial) {
   const std::lock_guard lock(trial->mutex());
   const ChartPlayer& player = trial->player;
   if (!player.Unknown().empty())
-    return Right(*trial, "sending",
-                 Shown(player.Unknown().front()) + " was sent, which the chart does not have.");
+    return Right(*trial, "sending", Shown(player.Unknown().front()) + " was sent, which the chart does not have.");
   if (!result.ok()) return Right(*trial, "sending", result.text);
   const auto& written = player.Written();
   if (std::find(written.begin(), written.end(), -1) != written.end())
@@ -265,9 +259,8 @@ bool ModulePlay::File(Trial* trial) {
   if (bytes == form) return true;
   const auto differs = std::mismatch(bytes.begin(), bytes.end(), form.begin(), form.end());
   return Right(*trial, "file",
-               "what is exported is not as the chart's file: byte " +
-                   std::to_string(differs.first - bytes.begin()) + " of " + std::to_string(bytes.size()) + " (" +
-                   std::to_string(form.size()) + " in the chart).");
+               "what is exported is not as the chart's file: byte " + std::to_string(differs.first - bytes.begin()) +
+                   " of " + std::to_string(bytes.size()) + " (" + std::to_string(form.size()) + " in the chart).");
 }
 
 void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
@@ -275,12 +268,13 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
   const int standard = std::max(chart_.device.standard, chart_.device.first);
   const int other = standard == chart_.device.last ? chart_.device.first : chart_.device.last;
   const bool panel = !type.get.empty() && type.get.front().kind != ChartStep::Kind::kMessage;
+  const ChartPlayer probe(chart_, type, standard);
+  const bool chooses = probe.ChoosesPatch();  // else the first trial says so
   const bool gets = panel || !type.get.empty() || !type.request.empty();
   ChartProblems ignored((std::string()));
   const bool sends = !IsChartReadonly(type, &ignored);
-  const bool answers =
-      std::any_of(type.put.begin(), type.put.end(), [](const ChartStep& step) { return step.answered && !step.anyway; });
-  const ChartPlayer probe(chart_, type, standard);
+  const bool answers = std::any_of(type.put.begin(), type.put.end(),
+                                   [](const ChartStep& step) { return step.answered && !step.anyway; });
   std::string done;
   const auto go = [&](bool wanted, const std::string& word, Step step, int device) {
     if (!wanted) return;
@@ -291,13 +285,13 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
   go(gets, "got", &ModulePlay::Get, standard);
   go(sends, "sent", &ModulePlay::Send, standard);
   go(sends && probe.CanRefuse(), "refused", &ModulePlay::Refused, standard);
-  go(gets && !panel, "silent", &ModulePlay::SilentGet, standard);
+  go(gets && !panel && chooses, "silent", &ModulePlay::SilentGet, standard);
   go(sends && answers, "sent without an answer", &ModulePlay::SilentSend, standard);
-  go(gets && !panel, "an answer lost", &ModulePlay::Lost, standard);
+  go(gets && !panel && chooses, "an answer lost", &ModulePlay::Lost, standard);
   go(sends, "exported", &ModulePlay::File, standard);
   if (chart_.device.letter && other != standard) {
     const std::string device = " as device " + std::to_string(other);
-    go(gets, "got" + device, &ModulePlay::Get, other);
+    go(gets && chooses, "got" + device, &ModulePlay::Get, other);
     go(sends, "sent" + device, &ModulePlay::Send, other);
     driver->instrument->SetSysExChannel(standard);
   }

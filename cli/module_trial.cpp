@@ -6,8 +6,11 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "cli/dump_ranges.h"
 #include "data/data_text.h"
 #include "data/sysex_split.h"
+#include "parameters/parameter_table.h"
+#include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
@@ -18,7 +21,9 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::size_t kShownBytes = 16;  // around a difference, of an unknown message
+constexpr std::size_t kMostTable = 8u << 20;
+constexpr std::size_t kMostOutside = 10;  // parameters that are named for a piece of data
+constexpr std::size_t kShownBytes = 16;   // around a difference, of an unknown message
 
 std::string Bytes(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
@@ -137,6 +142,17 @@ Result ModuleTrial::InstallInto(const ModuleImage& image) {
                                                   : Result::Success();
 }
 
+std::vector<std::string> ModuleTrial::OutsideOf(const DataFile& data) {
+  const std::filesystem::path folder =
+      session_->studio().facts().ModuleFolder(session_->studio().instruments().front().get());
+  std::string text;
+  ParameterTable table;
+  if (!ReadWholeFile((folder / ParameterTableName(+data.synth->driverId)).string(), text, kMostTable).ok() ||
+      !ReadParameterTable(text, &table).ok())
+    return {};
+  return ValuesOutside(data, table, kMostOutside);
+}
+
 bool ModuleTrial::TryDump(const std::string& name, std::span<const std::uint8_t> bytes, std::size_t mostNames,
                           TerminalText out) {
   const Recognizer& recognizer = session_->recognizer();
@@ -155,6 +171,7 @@ bool ModuleTrial::TryDump(const std::string& name, std::span<const std::uint8_t>
       PrintPatch(out, patches[i]);
     }
     if (patches.size() > mostNames) out << "  ... " << patches.size() - mostNames << " more\n";
+    for (const std::string& value : OutsideOf(*piece.data)) out << "  " << value << "\n";
   }
   for (const std::string& other : found.others) out << name << ": " << other << "\n";
   const std::size_t unknown = found.unknownMessages;

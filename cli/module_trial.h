@@ -29,7 +29,8 @@ class ModuleTrial {
   Result InstallBeside(const ModuleImage& image);
   Session& session() { return *session_; }
 
-  // Recognises a dump, lists what is in it (at most `mostNames` names of each piece) and says what is wrong with it.
+  // Recognises a dump, lists what is in it (at most `mostNames` names of each piece, and parameters that lie outside of
+  // their ranges) and says what is wrong with it.
   // True when every message is known and every checksum right.
   bool TryDump(const std::string& name, std::span<const std::uint8_t> bytes, std::size_t mostNames, TerminalText out);
 
@@ -45,6 +46,8 @@ class ModuleTrial {
 
  private:
   Result InstallInto(const ModuleImage& image);
+  // Parameters of the data that lie outside of their ranges.
+  std::vector<std::string> OutsideOf(const DataFile& data);
   struct Attempt {
     bool right = false;
     std::size_t matched = 0;  // bytes that were sent as expected

@@ -56,7 +56,8 @@ TEST(Authoring, PatchNumbersHaveLimits) {
   const auto with = [&](const std::string& line, const std::vector<std::string>& more = {}) {
     WriteFileText(home.Path("limits/patch.descriptor"),
                   "typeName = Patch\ndataKind = 1\nfileSize = 24\nheaderSize = 6\nvoiceSize = 16\nnameLength = 10\n"
-                  "checksumLength = 16\nchecksumStart = 6\nchecksumOffset = 22\nmessage = F0 7D 0? 08 20 ??\n" +
+                  "checksumLength = 16\nchecksumStart = 6\nchecksumOffset = 22\npatchMax = 63\n"
+                  "message = F0 7D 0? 08 20 ??\n" +
                       line);
     return Check("limits", more);
   };
@@ -75,7 +76,7 @@ TEST(Authoring, PatchNumbersHaveLimits) {
   }
   for (const char* wrong : {"5 | first 128", "5 | count 0", "5 | first 100 | count 29", "5 | last 3", "5000", ""}) {
     const CliOutput checked = with(std::string("patchByte = ") + wrong);
-    EXPECT_TRUE(Has(checked.out, "limits/patch.descriptor:11: error: ")) << wrong << checked.out;
+    EXPECT_TRUE(Has(checked.out, "limits/patch.descriptor:12: error: ")) << wrong << checked.out;
   }
 }
 
@@ -133,6 +134,30 @@ TEST(Authoring, AChartIsMadeOnceAndWorks) {
             "Orrin Eight: no errors, no warnings\n");
 }
 
+TEST(Authoring, TheChartOfAModuleComesBack) {
+  const CliHome& home = CliHome::Instance();
+  const std::string package = home.Path("back.pvz");
+  ASSERT_EQ(New("back", {"--bank", "4"}).status, 0);
+  ASSERT_EQ(home.Run({"module", "build", home.Path("back"), package}).status, 0);
+  EXPECT_EQ(home.Run({"module", "text", package}).out, ReadFileText(home.Path("back/new.chart")));
+  // A module of another source: a chart that builds, and says that it is none yet.
+  std::filesystem::create_directory(home.Path("other"));
+  WriteFileText(home.Path("other/module.ini"),
+                "[Module]\nName = Orrin Other\nDriverBase = 21200\nTypes = patch\nmanufacturerId = 0x7D\n"
+                "hasSysExChannel = 1\nsysExChannelOffset = 2\ndumpRequestChannelOffset = 2\n");
+  WriteFileText(home.Path("other/patch.descriptor"),
+                "typeName = Patch\ndataKind = 1\nfileSize = 24\nheaderSize = 6\nvoiceSize = 16\nnameLength = 10\n"
+                "checksumLength = 16\nchecksumStart = 6\nchecksumOffset = 22\nmessage = F0 7D 0? 08 20 ??\n"
+                "dumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\n");
+  ASSERT_EQ(home.Run({"module", "build", home.Path("other"), package}).status, 0);
+  const CliOutput text = home.Run({"module", "text", package});
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_TRUE(Has(text.err, "The module has no chart")) << text.err;
+  EXPECT_TRUE(Has(text.out, "request = F0 7D 0n 08 10 pp F7\ndump = F0 7D 0n 08 20 ?? (16) sum F7\n")) << text.out;
+  WriteFileText(home.Path("other.chart"), text.out);
+  EXPECT_EQ(home.Run({"module", "build", home.Path("other.chart"), package}).status, 0);
+}
+
 // What a chart says that its instrument cannot mean is seen when the module is played.
 TEST(Authoring, PlayingFindsWhatReadingDoesNot) {
   struct Case {
@@ -141,7 +166,8 @@ TEST(Authoring, PlayingFindsWhatReadingDoesNot) {
     const char* sentence;
   };
   const Case cases[] = {
-      {"request = F0 7D 0n 08 10 00 F7", "", "Patch Bank, getting: patches 1, 3 came as patch 0: nothing in the request"},
+      {"request = F0 7D 0n 08 10 00 F7", "",
+       ":5:11: error: Patch Bank, getting: nothing in the request depends on the patch."},
       {"request = F0 7D 0n 08 10 pp F7", "put = F0 7D 0n 08 20 00 (16) sum F7",
        "Patch Bank, sending: nothing that is sent says which patch it is."},
   };
@@ -284,7 +310,8 @@ TEST(Authoring, NumbersOfOtherInstrumentsAreKnown) {
   WriteFileText(file, ReplaceAll(ReadFileText(file), "drivers = 60000", "drivers = 1000"));
   const CliOutput output = Check("taken");
   EXPECT_EQ(output.status, 1);
-  EXPECT_TRUE(Has(output.out, file + ":2:")) << output.out;
+  EXPECT_TRUE(Has(output.out, file + ":")) << output.out;
+  EXPECT_TRUE(Has(output.out, "Choose another number behind drivers =")) << output.out;
   EXPECT_TRUE(Has(output.out, "driver id 1000 belongs to the Yamaha DX7")) << output.out;
 }
 
