@@ -281,7 +281,7 @@ class StepWriter {
     for (const ChartForm& form : type_.forms)
       for (const auto& [name, message] : form.messages)
         if (!step.name.empty() && name == step.name) return {};
-    return step.answered ? " | live" : "";
+    return step.answered || !step.name.empty() ? " | live" : "";
   }
 
   bool IsWhole(const ChartStep& step) const { return step.name == (type_.patchwise ? "each" : "dump"); }

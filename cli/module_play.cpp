@@ -239,14 +239,15 @@ bool ModulePlay::File(Trial* trial) {
   // What is exported is read again as what it was.
   Recognition found;
   const Result read = session_.recognizer().Recognize(bytes, &found);
-  if (read.ok() && !found.pieces.empty() && found.pieces[0].instrument != name_) {
+  const bool one = read.ok() && found.pieces.size() == 1;
+  if (one && (found.pieces[0].instrument != name_ || found.pieces[0].dataType != trial->type.name)) {
+    const std::string other =
+        found.pieces[0].dataType + (found.pieces[0].instrument == name_ ? "" : " of the " + found.pieces[0].instrument);
     mistakes_.push_back({trial->type.dump.front().at,
-                         trial->type.name + ": its dump is taken for the " + found.pieces[0].dataType + " of the " +
-                             found.pieces[0].instrument + ", whose module claims it as well.",
-                         false});
+                         trial->type.name + ": its file is taken for the " + other + ", which looks the same.", false});
     return true;
   }
-  if (!read.ok() || found.pieces.size() != 1 || found.pieces[0].dataType != trial->type.name)
+  if (!one)
     return Right(*trial, "file",
                  "what is exported is not recognised as " + trial->type.name +
                      (found.pieces.empty() ? "." : ", but as " + found.pieces[0].dataType + "."));

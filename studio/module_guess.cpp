@@ -9,6 +9,7 @@
 #include "data/standard_midi_file.h"
 #include "data/sysex_split.h"
 #include "platform/text.h"
+#include "studio/coded_words.h"
 #include "studio/module_draft.h"
 
 namespace tonalith {
@@ -217,6 +218,13 @@ std::string NameSample(const Message& bytes, std::size_t at, std::size_t length)
   return "\"" + std::string(TrimmedView(text)) + "\"";
 }
 
+// The word of charts.
+std::string SumWord(int type) {
+  for (const CodedWord& word : FindCodedTable("checksumType")->words)
+    if (word.code == type) return std::string(word.word);
+  return {};
+}
+
 class DumpReader {
  public:
   DumpReader(const DraftOptions& options, std::vector<DraftFinding>* findings)
@@ -385,7 +393,7 @@ bool DumpReader::FindBank(const Group& group, DraftType* type) {
                   NameSample(bytes, at + found.size, found.name.length) + " ...");
   if (found.storage == 0) type->checksum = PatchChecksum(message, found);
   if (type->checksum)
-    Find(DraftTrust::Likely, Printf("the last byte of each patch is its checksum, type %d", type->checksum->type));
+    Find(DraftTrust::Likely, "the last byte of each patch is its checksum, " + SumWord(type->checksum->type));
   return true;
 }
 
@@ -408,7 +416,8 @@ void DumpReader::FindSum(const Group& group, DraftType* type) {
   if (type->layout == DraftLayout::Bank && sum.offset < type->headerSize + type->patchSize * type->count)
     return type->checksum.reset();
   Find(different > 1 ? DraftTrust::Likely : DraftTrust::Guess,
-       Printf("checksum of type %d over %u from byte %u on, at byte %u", sum.type, sum.count, sum.start, sum.offset));
+       "checksum (" + SumWord(sum.type) +
+           Printf(") of %u bytes from byte %u on, at byte %u", sum.count, sum.start, sum.offset));
 }
 
 void DumpReader::FindName(const Group& group, DraftType* type) {

@@ -52,23 +52,28 @@ TEST(Authoring, PatchNumbersHaveLimits) {
   const CliHome& home = CliHome::Instance();
   std::filesystem::create_directory(home.Path("limits"));
   WriteFileText(home.Path("limits/module.ini"),
-                "[Module]\nName = Orrin Eight\nDriverBase = 21100\nTypes = patch\nmanufacturerId = 0x7D\n");
+                "[Module]\nName = Orrin Eight\nDriverBase = 21100\nTypes = bank patch\nmanufacturerId = 0x7D\n");
+  WriteFileText(home.Path("limits/bank.descriptor"),
+                "typeName = Patch Bank\ndataKind = 2\npatchType = patch\nfileSize = 1536\nnumVoices = 64\n"
+                "voiceSize = 24\nvoiceOffset = 6\nvoiceBytes = 16\nnameLength = 10\nmessage = F0 7D 0? 08 20 ??\n"
+                "slots = 5 0 64\n");
   const auto with = [&](const std::string& line, const std::vector<std::string>& more = {}) {
     WriteFileText(home.Path("limits/patch.descriptor"),
                   "typeName = Patch\ndataKind = 1\nfileSize = 24\nheaderSize = 6\nvoiceSize = 16\nnameLength = 10\n"
                   "checksumLength = 16\nchecksumStart = 6\nchecksumOffset = 22\npatchMax = 63\n"
-                  "message = F0 7D 0? 08 20 ??\n" +
+                  "dumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\n"
+                  "message = F0 7D 0? 08 20 ??\nnumberAs = bank\n" +
                       line);
     return Check("limits", more);
   };
-  EXPECT_TRUE(Has(with("patchByte = 5 | first 8 | count 4\npatchNumberOffset = 5\npatchNumberInImage = 1\n").out,
+  EXPECT_TRUE(Has(with("patchNumberOffset = 5\npatchNumberInImage = 1\npatchByte = 5 | first 8 | count 4\n").out,
                   "error: a number that does not begin at 0 cannot be written into the image as well"));
   const std::string dump = home.Path("limits.syx");
   for (const int number : {0, 7, 8, 11, 12, 127}) {
     std::string bytes = Raw(kGlass);
     bytes[5] = static_cast<char>(number);
     WriteFileText(dump, bytes);
-    const CliOutput checked = with("patchByte = 5 | first 8 | count 4\n", {"--dump", dump});
+    const CliOutput checked = with("patchNumberOffset = 5\npatchByte = 5 | first 8 | count 4\n", {"--dump", dump});
     EXPECT_EQ(checked.status, number >= 8 && number < 12 ? 0 : 1) << number << checked.out << checked.err;
     if (number == 11) {
       EXPECT_TRUE(Has(checked.out, "\t 4\tGLASS BELL\n")) << checked.out;
@@ -76,7 +81,7 @@ TEST(Authoring, PatchNumbersHaveLimits) {
   }
   for (const char* wrong : {"5 | first 128", "5 | count 0", "5 | first 100 | count 29", "5 | last 3", "5000", ""}) {
     const CliOutput checked = with(std::string("patchByte = ") + wrong);
-    EXPECT_TRUE(Has(checked.out, "limits/patch.descriptor:12: error: ")) << wrong << checked.out;
+    EXPECT_TRUE(Has(checked.out, "limits/patch.descriptor:15: error: ")) << wrong << checked.out;
   }
 }
 
@@ -298,7 +303,7 @@ TEST(Authoring, ADumpIsEnoughToBeginWith) {
   const CliOutput made = New("four", {"--name", "Four", "--dump", file}, false);
   EXPECT_EQ(made.status, 0) << made.err;
   for (const char* part :
-       {"likely\tbyte 5 is the patch number, 0 to 3", "checksum of type 0 over 16 from byte 6 on, at byte 22",
+       {"likely\tbyte 5 is the patch number, 0 to 3", "checksum (negative sum) of 16 bytes from byte 6 on, at byte 22",
         "Patch Bank, 96 bytes, checksum ok, 4 patches", "BLASS BELL"})
     EXPECT_TRUE(Has(made.out, part)) << part << "\n" << made.out;
 }
