@@ -155,7 +155,8 @@ class ChangeReader {
   bool Fixed(std::int64_t number) {
     constexpr std::int64_t kLargestByte = 0xFF;
     const bool inside = !bytes.empty();
-    return number >= 0 && number <= (inside && number != 0xF7 ? kSeptet : kLargestByte) && Add({Source::kFixed, number});
+    return number >= 0 && number <= (inside && number != 0xF7 ? kSeptet : kLargestByte) &&
+           Add({Source::kFixed, number});
   }
 
   bool Add(ChangeByte byte) {
