@@ -64,7 +64,15 @@ MidiCommands::MidiCommands(const FrameContext& frame, bool panicOff)
   RegisterTones();
   RegisterScriptChanges();
   connect(&panic_, &MidiPanic::Ended, this, [this](bool complete) {
-    frame_.Status(complete ? tr("Every note was switched off.") : tr("Switching off every note was cancelled."));
+    MidiOut& out = frame_.program.out();
+    bool waits = false;  // for the end of a SysEx
+    for (int i = 0; i < out.MaxOutPorts(); ++i) {
+      const auto port = out.Slot(i);
+      waits = waits || (port && port->lease() != 0);
+    }
+    frame_.Status(!complete ? tr("Switching off every note was cancelled.")
+                  : waits   ? tr("Every note is switched off between the SysEx messages that are being sent.")
+                            : tr("Every note was switched off."));
   });
 }
 

@@ -86,6 +86,13 @@ ZKMidiInStatus* WindowTransfers::receiveWindow() {
 }
 
 TransferDesk::Job WindowTransfers::Start(DeskRequest request) {
+  // Data that was open while its module was changed.
+  for (DeskStep& step : request.steps) {
+    DataFile* data = step.dataFile ? step.dataFile : step.owned.get();
+    if (!data || desk_.Busy(data)) continue;
+    frame_.studio.UpdateScripts(data);
+    step.note = frame_.studio.ScriptsSentence(*data);
+  }
   // The window hears of the end first.
   request.observer = [this, inner = std::move(request.observer)](const DeskEvent& event) {
     if (inner) inner(event);

@@ -139,16 +139,20 @@ Result MessagesOfRaw(const std::vector<std::uint8_t>& bytes, const std::string& 
   return messages->empty() ? Result::Failure(path + " holds no SysEx.") : Result::Success();
 }
 
-// Everything a member of a file sends, in order.
+// Everything the members of a file are as messages, in order.
 Result MessagesOfData(Session& session, const std::vector<std::uint8_t>& bytes, const std::string& path,
-                      std::vector<RenderedMessage>* messages) {
+                      bool withPauses, std::vector<RenderedMessage>* messages) {
   Recognition found;
   Result result = session.recognizer().Recognize(bytes, &found);
   if (!result.ok()) return Result::Failure(path + ": " + result.text);
   for (const RecognizedPiece& piece : found.pieces) {
     std::vector<RenderedMessage> part;
-    result = RenderData(session, piece.data.get(), &part);
+    bool isDeclared = false;
+    result = RenderFile(session, piece.data.get(), withPauses, &part, &isDeclared);
     if (!result.ok()) return result;
+    if (!isDeclared)
+      session.environment().err << "Note: the module declares no form of a file that holds the "
+                                << DataTitle(*piece.data) << "; what is sent to the instrument is written.\n";
     std::move(part.begin(), part.end(), std::back_inserter(*messages));
   }
   return Result::Success();
@@ -166,7 +170,7 @@ Result Export(CliEnvironment& environment, const std::vector<std::string>& words
   if (LooksLikeDataFile(bytes) || IsListFile(bytes)) {
     Session session(environment);
     session.LoadStudio();
-    result = MessagesOfData(session, bytes, words[0], &messages);
+    result = MessagesOfData(session, bytes, words[0], midi, &messages);
   } else {
     result = MessagesOfRaw(bytes, words[0], &messages);
   }
@@ -225,13 +229,14 @@ std::string ImportDetails() {
 }
 
 std::string ExportForms() {
-  return "export FILE OUT.mid|OUT.syx  writes what is sent to the instrument as a MIDI file or as raw SysEx\n";
+  return "export FILE OUT.mid|OUT.syx  writes data as its instrument keeps it in a MIDI file or as raw SysEx\n";
 }
 
 std::string ExportDetails() {
-  return "FILE is a data file; or raw SysEx or a Standard MIDI File, whose messages are written as they are.  In a "
-         "MIDI\n"
-         "file every message waits until the one before it has passed a MIDI cable.\n\n"
+  return "FILE is a data file; or raw SysEx or a Standard MIDI File, whose messages are written as they are.  Data is\n"
+         "written in the form that its module declares for files; where there is none, as it is sent, and that is "
+         "said.\n"
+         "In a MIDI file every message waits until the one before it has passed a MIDI cable.\n\n"
          "  tonalith-cli export bank.dat bank.mid\n";
 }
 

@@ -25,14 +25,15 @@ bool IsThisData(Session& session, const std::vector<std::uint8_t>& sysex, const 
   return piece.driverId == data.synth->driverId && std::equal(a.begin(), a.end(), b.begin(), b.end());
 }
 
-// The file form of what was received: the data as it is sent, without the short messages around it (a bank is selected,
-// for example); or else the messages that came.
+// The file form of what was received: as its module declares it, else the data as it is sent, without the short
+// messages around it (a bank is selected, for example), else the messages that came.
 Result RawSysEx(Session& session, const std::vector<std::uint8_t>& received, DataFile* data,
                 std::vector<std::uint8_t>* bytes) {
   constexpr std::size_t kShortMessage = 16;
   const DataFilePtr copy(DupForUser(data));
   std::vector<RenderedMessage> messages;
-  const Result result = RenderData(session, copy ? copy.get() : data, &messages);
+  bool isDeclared = false;
+  const Result result = RenderFile(session, copy ? copy.get() : data, false, &messages, &isDeclared);
   for (const std::size_t least : {kShortMessage, std::size_t{0}}) {
     bytes->clear();
     for (const RenderedMessage& message : messages)
@@ -127,6 +128,7 @@ Result PrepareData(Session& session, TransferCommand& command, ZKDrvList* driver
   const bool resumes = *data != nullptr;
   if (resumes) {
     session.studio().DrvUpdateDataFile(data->get());
+    session.NoteScripts(**data);
   } else {
     *data = session.studio().GetNewDataFile(driver);
   }

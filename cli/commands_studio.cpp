@@ -95,7 +95,6 @@ Result Report(Session& session, const std::vector<std::string>& words) {
   TransferRig rig(session, TransferRig::Kind::Real);
   ListedPorts ports(rig);
   session.studio().SetPorts(&ports);
-  session.studio().SetSettings(&session.settings());
   std::ostringstream report;
   session.studio().SetupInformation(report, StudioReportFacts::OfThisMachine(session.paths().MainGetProgramPath()));
   session.environment().out.Lines(report.str());

@@ -50,6 +50,7 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
   int sent = 0;
   for (const DataFilePtr& piece : pieces) {
     session.studio().DrvUpdateDataFile(piece.get());
+    session.NoteScripts(*piece);
     command.rig().RoutePorts(piece.get());
     std::vector<std::uint8_t> mask;
     result = ApplyPatches(options, piece.get(), &mask);

@@ -11,6 +11,7 @@
 #include "script/render_transmission.h"
 #include "script/transfer_engine.h"
 #include "services/registry.h"
+#include "studio/file_form.h"
 #include "studio/shipped_modules.h"
 
 namespace tonalith {
@@ -45,15 +46,22 @@ void Session::TellShipped(const Result& result, const ShippedOutcome& outcome) {
 
 void Session::LoadInstalledStudio() {
   studio_ = MakeStudio(paths(), *activePrompts_);
+  studio_->SetSettings(&settings());
   studio_->LoadStudio();
 }
 
 void Session::LoadStudio() {
   studio_ = MakeStudio(paths(), *activePrompts_);
+  studio_->SetSettings(&settings());
   ShippedOutcome outcome;
   TellShipped(LoadStudioWithShippedModules(*studio_, paths().MainGetResourcePath(), &outcome), outcome);
   // A studio file that could not be used, modules that could not be loaded.
   for (const std::string& notice : TakeNotices()) environment_.err << "tonalith-cli: " << notice << "\n";
+}
+
+void Session::NoteScripts(const DataFile& data) {
+  if (const std::string sentence = studio_->ScriptsSentence(data); !sentence.empty())
+    environment_.err << "Note: " << DataTitle(data) << ": " << sentence << "\n";
 }
 
 const Recognizer& Session::recognizer() {
@@ -165,6 +173,27 @@ Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMess
   const auto notices = session.TakeNotices();
   return Result::Failure("There is nothing to send in the " + DataTitle(*dataFile) +
                          (notices.empty() ? "." : ": " + notices.front()));
+}
+
+Result RenderFile(Session& session, DataFile* dataFile, bool withPauses, std::vector<RenderedMessage>* messages,
+                  bool* isDeclared) {
+  const FormMessages form = dataFile ? MessagesOfFile(session.recognizer(), *dataFile) : FormMessages();
+  *isDeclared = !form.empty();
+  if (form.empty()) return RenderData(session, dataFile, messages);
+  // The pauses are those of what is sent when that is the same, else the longest of them.  A script that does not come
+  // to its end has none: the file needs it no further.
+  std::vector<RenderedMessage> sent;
+  if (withPauses) RenderData(session, dataFile, &sent);
+  std::uint32_t longest = 0;
+  bool isSame = sent.size() == form.size();
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    longest = std::max(longest, sent[i].milliseconds);
+    isSame = isSame && sent[i].bytes == form[i];
+  }
+  messages->clear();
+  for (std::size_t i = 0; i < form.size(); ++i)
+    messages->push_back({form[i], isSame ? sent[i].milliseconds : i == 0 ? 0 : longest});
+  return Result::Success();
 }
 
 Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_t>* bytes) {

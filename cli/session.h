@@ -50,6 +50,9 @@ class Session {
   const Recognizer& recognizer();             // after LoadStudio
   std::filesystem::path instruments() const { return program_.paths().MainGetInstrPath(); }
 
+  // Before a transfer, on standard error: which scripts it uses when those are not the ones that the data came with.
+  void NoteScripts(const DataFile& data);
+
   // By display name, or a part of it that only one has; without regard to case.
   Result FindInstrument(const std::string& name, ZKDrvList** instrument);
   // A data type of the instrument by type name or key, or a part of the name that only one has.
@@ -88,6 +91,10 @@ struct RenderedMessage {
 };
 Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages);
 Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_t>* bytes);
+// What a file holds of the data: its declared form (studio/file_form.h), with the pauses that the instrument needs when
+// they are wanted; not declared: what is sent.
+Result RenderFile(Session& session, DataFile* dataFile, bool withPauses, std::vector<RenderedMessage>* messages,
+                  bool* isDeclared);
 
 // "Yamaha DX7 Voice Bank", UTF-8.
 std::string DataTitle(const DataFile& dataFile);

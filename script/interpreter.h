@@ -172,8 +172,8 @@ int MidiMacroA(ScriptServices& services, TransferContext& context, Synth& synth,
 int MidiMacroEdit(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
                   MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, VariableBlock variables,
                   bool returnRet, std::int32_t w, std::int32_t y, std::int32_t z);
-// As MidiMacroA with a variable block of its own: V40 the v40Value of the descriptor, V44 its MIDI channel, V999
-// `extra`.
+// As MidiMacroA with a variable block of its own: V40 the v40Value of the descriptor, V44 its MIDI channel, V997
+// xValue, which statements that answer in X leave alone, V998 the attempts that are left, V999 `extra`.
 int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
               MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, std::int32_t extra);
 // Runs a script without an instrument: a scratch descriptor on channel `channelAndMode` (its low nibble, and float

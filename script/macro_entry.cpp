@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kV40Entry = 40;
 constexpr std::size_t kMidiChannelOfBlock = 44;
+constexpr std::size_t kPatchEntry = 997;
 constexpr std::size_t kAttemptsEntry = 998;
 constexpr std::size_t kFlagsEntry = 999;
 // The scratch buffer of scripts without an instrument.
@@ -57,10 +58,12 @@ void TakeAttempts(TransferContext& context, std::int32_t left) {
   context.spentAttempts += std::max(AttemptsLeft(context) - std::max(left, 0), 0);
 }
 
-std::vector<std::int32_t> TransferBlock(const Synth& synth, const TransferContext& context, std::int32_t extra) {
+std::vector<std::int32_t> TransferBlock(const Synth& synth, const TransferContext& context, std::int32_t x,
+                                        std::int32_t extra) {
   std::vector<std::int32_t> block(kVariableBlockEntries);
   block[kV40Entry] = synth.v40Value;
   block[kMidiChannelOfBlock] = synth.midiChannel;
+  block[kPatchEntry] = x;
   block[kAttemptsEntry] = AttemptsLeft(context);
   block[kFlagsEntry] = extra;
   return block;
@@ -92,7 +95,7 @@ int MidiMacroEdit(ScriptServices& services, TransferContext& context, Synth& syn
 
 int MidiMacro(ScriptServices& services, TransferContext& context, Synth& synth, std::span<const std::uint8_t> code,
               MacroBuffer buffer, std::uint8_t channel, std::int32_t xValue, std::int32_t extra) {
-  std::vector<std::int32_t> block = TransferBlock(synth, context, extra);
+  std::vector<std::int32_t> block = TransferBlock(synth, context, xValue, extra);
   const int result = MidiMacroA(services, context, synth, code, buffer, channel, xValue, true,
                                 VariableBlock(block).first(kMacroBlockEntries), false);
   TakeAttempts(context, block[kAttemptsEntry]);
@@ -103,7 +106,7 @@ MacroOutcome RunMacro(ScriptServices& services, TransferContext& context, Synth&
                       std::span<const std::uint8_t> code, MacroBuffer buffer, const MacroStart& start,
                       std::vector<std::int32_t> variables) {
   MacroOutcome outcome;
-  outcome.variables = variables.empty() ? TransferBlock(synth, context, start.extra) : std::move(variables);
+  outcome.variables = variables.empty() ? TransferBlock(synth, context, start.x, start.extra) : std::move(variables);
   RunSetup setup;
   setup.registers = start.edit.value_or(setup.registers);
   setup.setRegisters = !start.edit;

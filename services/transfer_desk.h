@@ -106,6 +106,7 @@ struct DeskStep {
   int inPort = -1;                     // slots of open ports; -1: as the DataFile says
   int outPort = -1;                    // kMessages, kTask: needed
   std::string title{};                 // what sentences call it, UTF-8; empty: instrument and data
+  std::string note{};                  // a sentence that stands behind that of its end, UTF-8
   // After the step went well, on the owner's thread: a failure ends the sequence with its text.
   std::function<Result(const DeskResult&)> after{};
 };

@@ -340,6 +340,8 @@ DeskResult TransferDesk::ResultOf(const DeskJob& job, const TransferFacts& facts
   result.retriedPieces = job.retriedPieces_;
   result.faults = job.outcome_.faults;
   result.sentence = EndSentence(facts);
+  if (job.step_ < job.request_.steps.size() && !job.request_.steps[job.step_].note.empty())
+    result.sentence += "  " + job.request_.steps[job.step_].note;
   return result;
 }
 

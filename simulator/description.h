@@ -29,15 +29,15 @@ struct PatternToken {
   std::uint8_t high = 0x7F;
   std::string name;
 };
-using BytePattern = std::vector<PatternToken>;
+using WirePattern = std::vector<PatternToken>;
 using Captures = std::map<std::string, int>;
 
 // Matches the beginning of `bytes`.  Captures are added to *captures (may be null).
 // A device of -1 on input accepts every device number.
-bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> bytes, int device, int deviceBase,
+bool MatchPattern(const WirePattern& pattern, std::span<const std::uint8_t> bytes, int device, int deviceBase,
                   Captures* captures);
-std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase, const Captures& captures);
-std::optional<BytePattern> ParsePattern(std::string_view text, std::string* problem);
+std::vector<std::uint8_t> EmitPattern(const WirePattern& pattern, int device, int deviceBase, const Captures& captures);
+std::optional<WirePattern> ParsePattern(std::string_view text, std::string* problem);
 
 enum class BodyPacking : std::uint8_t {
   kPlain,
@@ -129,8 +129,8 @@ struct MessagePart {
 struct MessageInfo {
   std::string key;
   int line = 0;
-  BytePattern head;
-  std::vector<BytePattern> fileHeads;  // odd headers found in files, accepted by LoadDump only
+  WirePattern head;
+  std::vector<WirePattern> fileHeads;  // odd headers found in files, accepted by LoadDump only
   std::vector<MessagePart> parts;
   BodyPacking packing = BodyPacking::kPlain;
   SumKind sum = SumKind::kNone;
@@ -138,13 +138,13 @@ struct MessageInfo {
   int blockItems = 0;  // kBlocks: items in a block with a count in front and a checksum behind
   int sumEvery = 0;    // kRunning: data bytes after which a sum of everything so far stands; 0: at the end only
   int sumAny = -1;     // kRunning: a value that is taken whatever the sum
-  BytePattern
+  WirePattern
       itemHead;  // each item is framed by this and, behind its data, a checksum from itemSumStart of the frame on
   int itemSumStart = 0;
   int bankSize = 0;  // captured item numbers count within the bank of this size that the head names, or the current one
   int blockPauseMs = 0;  // kCounted: time the instrument needs after each block; bytes that come sooner are lost
   bool receives = true;
-  BytePattern whenEmpty;    // the answer to a request for an item that is empty
+  WirePattern whenEmpty;    // the answer to a request for an item that is empty
   int busyMs = 0;           // time the instrument needs after taking it
   std::string answer;       // status sent after taking it (empty: "received" when there is one)
   std::string initialises;  // area set to its initial contents ...
@@ -168,7 +168,7 @@ struct RuleInfo {
   };
   std::string key;
   int line = 0;
-  BytePattern match;
+  WirePattern match;
   std::vector<int> modes;  // empty: any
   Action action = Action::kNothing;
   struct Send {
@@ -180,7 +180,7 @@ struct RuleInfo {
   };
   std::vector<Send> sends;
   std::string status;
-  BytePattern reply;
+  WirePattern reply;
   int fromArea = 0;
   int toArea = 0;
   int bankSize = 0;
@@ -219,7 +219,7 @@ struct CasioInfo {
 // Exchange of a file with handshake, without addresses: the one-way messages of `data`, each with another command byte
 // and a checksum.
 struct FileTransferInfo {
-  BytePattern frame;  // how all messages of the exchange begin; {command} says what they are
+  WirePattern frame;  // how all messages of the exchange begin; {command} says what they are
   std::vector<RuleInfo::Send> data;
 };
 
@@ -239,7 +239,7 @@ struct PartsInfo {
 
 // Presets in numbered packets behind a header that counts their words.
 struct PacketInfo {
-  BytePattern frame;  // how all messages begin
+  WirePattern frame;  // how all messages begin
   int userArea = 0;
   int editArea = 0;
   int romArea = 0;  // read only
@@ -301,7 +301,7 @@ struct InstrumentDescription {
   std::vector<LinkInfo> links;
   std::vector<MessageInfo> messages;
   std::vector<RuleInfo> rules;
-  std::map<std::string, BytePattern> statuses;
+  std::map<std::string, WirePattern> statuses;
   std::vector<RuleInfo::Send> dump;  // what the panel sends as "everything"
   std::vector<RuleInfo::Send> file;  // what another one of its kind has to hear to hold the same; as the dump by itself
   std::optional<PartsInfo> parts;

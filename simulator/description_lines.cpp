@@ -107,7 +107,7 @@ bool DescriptionLines::YesNo(bool& target) {
   return true;
 }
 
-bool DescriptionLines::Pattern(BytePattern& target) {
+bool DescriptionLines::Pattern(WirePattern& target) {
   std::string what;
   auto pattern = ParsePattern(value_, &what);
   if (pattern)

@@ -55,7 +55,7 @@ class DescriptionLines {
   bool Number(int& target, int low, int high);
   bool Text(std::string& target);
   bool YesNo(bool& target);
-  bool Pattern(BytePattern& target);
+  bool Pattern(WirePattern& target);
 
   ComparedWord block_, key_;
   std::string_view value_;

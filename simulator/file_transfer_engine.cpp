@@ -17,7 +17,7 @@ constexpr std::uint8_t kEndOfFile = 0x45;
 }  // namespace
 
 std::size_t FileTransferEngine::CommandPlace() const {
-  const BytePattern& frame = core_.description.fileTransfer->frame;
+  const WirePattern& frame = core_.description.fileTransfer->frame;
   const auto at = std::find_if(frame.begin(), frame.end(),
                                [](const PatternToken& token) { return token.kind == PatternToken::Kind::kVariable; });
   return static_cast<std::size_t>(at - frame.begin());

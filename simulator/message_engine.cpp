@@ -9,7 +9,7 @@ namespace tonalith {
 namespace {
 
 // A head of the message, and the frame of its first item behind it.
-bool BeginsWith(const MessageInfo& message, const BytePattern& head, std::span<const std::uint8_t> bytes, int device,
+bool BeginsWith(const MessageInfo& message, const WirePattern& head, std::span<const std::uint8_t> bytes, int device,
                 int deviceBase, Captures* captures) {
   return MatchPattern(head, bytes, device, deviceBase, captures) &&
          (message.itemHead.empty() ||
@@ -63,10 +63,10 @@ void MessageEngine::OnData(const MessageInfo& message, int item, std::span<const
 bool MessageEngine::FindData(std::span<const std::uint8_t> bytes, int device, bool file, DataMatch* match) const {
   for (const MessageInfo& info : core_.description.messages) {
     if (info.parts.empty() || (!file && !info.receives)) continue;
-    std::vector<const BytePattern*> heads = {&info.head};
-    for (const BytePattern& head : info.fileHeads)
+    std::vector<const WirePattern*> heads = {&info.head};
+    for (const WirePattern& head : info.fileHeads)
       if (file) heads.push_back(&head);
-    for (const BytePattern* head : heads) {
+    for (const WirePattern* head : heads) {
       Captures captures;
       if (!BeginsWith(info, *head, bytes, device, core_.description.deviceBase, &captures)) continue;
       const DataMatch found{&info, head->size(), ItemNumber(info.bankSize, captures)};

@@ -29,8 +29,7 @@ class MessageEngine {
   // What the instrument would say to be understood by another one of its kind: the messages
   // of the description's `file`, and those that choose a bank.
   std::vector<std::vector<std::uint8_t>> Everything() const;
-  // For a message whose blocks need time: how many of its bytes so far end a block, after which the instrument is busy
-  // for that many milliseconds; 0: none does.
+  // Milliseconds for which the instrument is busy with a block, when the bytes of a message so far end one; else 0.
   int BlockPause(std::span<const std::uint8_t> begun) const;
   // The message that chooses the bank of an item; empty: the item's own message says it, or there are no banks.
   std::vector<std::uint8_t> BankChoice(const MessageInfo& message, int item) const;

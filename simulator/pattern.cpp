@@ -63,7 +63,7 @@ std::optional<PatternToken> ParsePatternToken(std::string_view text) {
 
 }  // namespace
 
-bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> bytes, int device, int deviceBase,
+bool MatchPattern(const WirePattern& pattern, std::span<const std::uint8_t> bytes, int device, int deviceBase,
                   Captures* captures) {
   if (bytes.size() < pattern.size()) return false;
   Captures found;
@@ -74,7 +74,7 @@ bool MatchPattern(const BytePattern& pattern, std::span<const std::uint8_t> byte
   return true;
 }
 
-std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, int deviceBase,
+std::vector<std::uint8_t> EmitPattern(const WirePattern& pattern, int device, int deviceBase,
                                       const Captures& captures) {
   std::vector<std::uint8_t> bytes;
   bytes.reserve(pattern.size());
@@ -93,8 +93,8 @@ std::vector<std::uint8_t> EmitPattern(const BytePattern& pattern, int device, in
   return bytes;
 }
 
-std::optional<BytePattern> ParsePattern(std::string_view text, std::string* problem) {
-  BytePattern pattern;
+std::optional<WirePattern> ParsePattern(std::string_view text, std::string* problem) {
+  WirePattern pattern;
   std::size_t at = 0;
   while (at < text.size()) {
     if (std::isspace(static_cast<unsigned char>(text[at])) != 0) {

@@ -18,6 +18,7 @@
 #include "studio/module_header.h"
 #include "studio/module_lets.h"
 #include "studio/module_maps.h"
+#include "studio/module_version.h"
 #include "studio/recognize_rules.h"
 
 namespace tonalith {
@@ -475,6 +476,7 @@ Result ModuleBuilder::DriverFile(const TypeBuild& build, std::vector<std::uint8_
   DFXtra xtra{};
   CopyText(xtra.instrumentName, build.instrumentName);
   xtra.driverNumber = build.synth.driverId;
+  SetModuleVersion(&xtra, header_.version);
   xtra.hasNoSysEx = build.synth.startsEmpty && !(build.synth.isBank && build.synth.patchByPatch);
   const auto put = [](std::uint8_t** pointer, std::uint32_t* size, const std::vector<std::uint8_t>& from) {
     return from.empty() || AllocChunk(pointer, size, static_cast<std::uint32_t>(from.size()), from.data());

@@ -447,6 +447,16 @@ std::vector<PatchLine> Recognizer::Patches(const DataFile& data) const {
   return lines;
 }
 
+std::span<const RecognizeRule> Recognizer::FormsOf(int driverId) const {
+  const TypeForms* type = rules_->table.TypeOf(driverId);
+  return type ? std::span<const RecognizeRule>(type->forms) : std::span<const RecognizeRule>();
+}
+
+const ZKDrvList* Recognizer::DriverOf(int driverId) const {
+  const TypeForms* type = rules_->table.TypeOf(driverId);
+  return type ? type->driver : nullptr;
+}
+
 const std::vector<std::string>& Recognizer::problems() const {
   return rules_->table.problems();
 }

@@ -15,6 +15,7 @@ namespace tonalith {
 
 class ZKDrvList;
 class ZKStudioDoc;
+struct RecognizeRule;
 
 // Finds the pieces of instrument data in bytes: a raw SysEx stream, a data file of ours or a Standard MIDI File.
 // What a data type looks like comes from its module; see studio/recognize_rules.h.
@@ -128,6 +129,9 @@ class Recognizer {
   bool VisitPatches(FoundFile& found, const FoundPiece& piece, const PatchVisitor& visit) const;
   // The patches of a piece of data that hold something (a single patch: one line with slot 0).
   std::vector<PatchLine> Patches(const DataFile& data) const;
+  // How the data of a type looks in a file, and its driver; empty and null when the studio has no such type.
+  std::span<const RecognizeRule> FormsOf(int driverId) const;
+  const ZKDrvList* DriverOf(int driverId) const;
   // Rules that could not be read, "module: section: what" (shown by `module list`).
   const std::vector<std::string>& problems() const;
 

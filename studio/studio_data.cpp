@@ -5,6 +5,7 @@
 #include "data/patch_names.h"
 #include "platform/text.h"
 #include "services/settings.h"
+#include "studio/module_version.h"
 #include "studio/studio_list.h"
 #include "studio/studio_surroundings.h"
 
@@ -21,6 +22,27 @@ void TakeChunk(std::uint8_t** to, std::uint32_t* toSize, const std::uint8_t* fro
 bool SameLayout(const Synth& a, const Synth& b) {
   return a.fileSize == b.fileSize && a.headerSize == b.headerSize && a.numVoices == b.numVoices &&
          a.voiceSize == b.voiceSize && a.isBank == b.isBank;
+}
+
+bool SameBytes(const std::uint8_t* a, std::uint32_t aSize, const std::uint8_t* b, std::uint32_t bSize) {
+  if (!a || !b) return (a ? aSize : 0) == (b ? bSize : 0);
+  return std::equal(a, a + aSize, b, b + bSize);
+}
+
+// Those of transfers.
+bool SameScripts(const DataFile& a, const DataFile& b) {
+  return SameBytes(a.transmitScript, a.transmitScriptSize, b.transmitScript, b.transmitScriptSize) &&
+         SameBytes(a.receiveScript, a.receiveScriptSize, b.receiveScript, b.receiveScriptSize);
+}
+
+// The module that the data was made with, beside the one that is installed.
+bool IsNewer(const DataFile& data, const DataFile& source) {
+  const auto made = ModuleVersionOf(data), installed = ModuleVersionOf(source);
+  return made && installed && *made > *installed;
+}
+bool IsOlder(const DataFile& data, const DataFile& source) {
+  const auto made = ModuleVersionOf(data), installed = ModuleVersionOf(source);
+  return made && (*made == 0 || (installed && *made < *installed));
 }
 
 // The descriptor of the driver for data of the same layout; what tells one piece of data from another stays.
@@ -75,21 +97,45 @@ DataFilePtr StudioData::GetNewDataFile(int driverId, const std::string& name) co
   return GetNewDataFile(list_.GetDriverWithID(driverId), name);
 }
 
+void StudioData::TakeModule(DataFile* dataFile, const ZKDrvList& driver, int update) const {
+  const DataFile& source = *driver.dataFile;
+  if (update < 0) update = around_.settings ? around_.settings->Value(SettingId::MainAutoUpdate) : 0;
+  if (update == 0 || !SameLayout(*source.synth, *dataFile->synth) || IsNewer(*dataFile, source)) return;
+  const bool isChanged = !SameScripts(*dataFile, source);
+  TakeDescriptor(dataFile->synth, *source.synth);
+  TakeChunk(&dataFile->transmitScript, &dataFile->transmitScriptSize, source.transmitScript, source.transmitScriptSize);
+  TakeChunk(&dataFile->receiveScript, &dataFile->receiveScriptSize, source.receiveScript, source.receiveScriptSize);
+  TakeChunk(&dataFile->auditionScript, &dataFile->auditionScriptSize, source.auditionScript, source.auditionScriptSize);
+  // A version that is the same in spite of it, or none, would not tell of the change any more.
+  if (isChanged && dataFile->xtra && !IsOlder(*dataFile, source)) SetModuleVersion(dataFile->xtra, 0);
+}
+
+void StudioData::UpdateScripts(DataFile* dataFile) const {
+  if (const ZKDrvList* driver = dataFile && dataFile->synth ? list_.DriverOf(dataFile) : nullptr)
+    TakeModule(dataFile, *driver, -1);
+}
+
+std::string StudioData::ScriptsSentence(const DataFile& dataFile) const {
+  const ZKDrvList* driver = dataFile.synth ? list_.DriverOf(&dataFile) : nullptr;
+  if (!driver || !driver->instrument) return {};
+  const DataFile& source = *driver->dataFile;
+  const std::string module = "the module of the " + driver->instrument->name;
+  const std::string own = "; the scripts that came with the data are used.";
+  if (SameScripts(dataFile, source)) {
+    if (!IsOlder(dataFile, source)) return {};
+    return "The data was made before " + module + " was changed; the scripts of the installed one are used.";
+  }
+  if (IsNewer(dataFile, source)) return "The data was made with a newer version of " + module + own;
+  if (!SameLayout(*source.synth, *dataFile.synth)) return "The data has another layout than " + module + " says" + own;
+  return "The data was made before " + module + " was changed" + own;
+}
+
 void StudioData::DrvUpdateDataFile(DataFile* dataFile, int update) const {
   const ZKDrvList* driver = list_.DriverOf(dataFile);
   if (!driver) return;
   const Synth& from = *driver->synth();
   Synth& to = *dataFile->synth;
-  if (update < 0) update = around_.settings ? around_.settings->Value(SettingId::MainAutoUpdate) : 0;
-  if (update != 0 && SameLayout(from, to)) {
-    TakeDescriptor(&to, from);
-    const DataFile& source = *driver->dataFile;
-    TakeChunk(&dataFile->transmitScript, &dataFile->transmitScriptSize, source.transmitScript,
-              source.transmitScriptSize);
-    TakeChunk(&dataFile->receiveScript, &dataFile->receiveScriptSize, source.receiveScript, source.receiveScriptSize);
-    TakeChunk(&dataFile->auditionScript, &dataFile->auditionScriptSize, source.auditionScript,
-              source.auditionScriptSize);
-  }
+  TakeModule(dataFile, *driver, update);
   to.sysExChannel = static_cast<std::uint8_t>(WithinRange(driver->sysExChannel, from));
   to.midiChannel = driver->midiChannel & 15;
   to.midiInPort = driver->midiInPort;

@@ -21,10 +21,18 @@ class StudioData {
   DataFilePtr GetNewDataFile(const ZKDrvList* driver, const std::string& name = {}) const;
   // Lets data that was read from a file use the ports and channels of its instrument in the studio.  With automatic
   // updating (the setting MainAutoUpdate, or `update` of 0 or 1) also its scripts and its descriptor, except what
-  // identifies the data and its number.
+  // identifies the data and its number.  Data of another layout, or of a newer module than the one that is installed,
+  // keeps its own.
   void DrvUpdateDataFile(DataFile* dataFile, int update = -1) const;
+  // The scripts and the descriptor alone, as the setting says.
+  void UpdateScripts(DataFile* dataFile) const;
+  // Which scripts a transfer of the data uses, where they are not those it was made with, or not those of the installed
+  // module; UTF-8, a sentence; empty: there is nothing to say.
+  std::string ScriptsSentence(const DataFile& dataFile) const;
 
  private:
+  void TakeModule(DataFile* dataFile, const ZKDrvList& driver, int update) const;
+
   const StudioSurroundings& around_;
   const StudioList& list_;
 };

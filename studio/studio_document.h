@@ -155,6 +155,8 @@ class ZKStudioDoc final {
     return data_.GetNewDataFile(driver, name);
   }
   void DrvUpdateDataFile(DataFile* dataFile, int update = -1) const { data_.DrvUpdateDataFile(dataFile, update); }
+  void UpdateScripts(DataFile* dataFile) const { data_.UpdateScripts(dataFile); }
+  std::string ScriptsSentence(const DataFile& dataFile) const { return data_.ScriptsSentence(dataFile); }
 
   // --- The world around (StudioSurroundings says what each is for)
   // -----------------------------------------------------

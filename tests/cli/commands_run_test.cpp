@@ -34,6 +34,12 @@ std::vector<std::string> ExampleArgs(std::vector<std::string> more) {
   return args;
 }
 
+// The patch keeps its number where X takes an answer.
+TEST(RunCommand, ThePatchHasAPlaceOfItsOwn) {
+  const CliOutput output = RunScriptCommand("ABS 9 S 4 { F0 7D 00 F7 } F V997 2 T 4 ]", {"--x", "4"});
+  EXPECT_EQ(output.out, "OUT F0 7D 04 F7\nRESULT 0\nW 0 X 9 Y 0 Z 0\nV10 0\n");
+}
+
 TEST(RunCommand, ExampleInstrument) {
   const std::string request = "OUT F0 3E 11 02 05 09 F7\n";
   const CliOutput good = RunScriptCommand(kExampleReceive, ExampleArgs({"--reply", ExampleReply()}));

@@ -506,6 +506,26 @@ TEST_F(AutoConfigTest, APortThatGoesDuringTheSearch) {
   EXPECT_EQ(result.outPort, 1) << "its number has become another";
 }
 
+// By identity request and by an own one: what a transfer has is left alone and named; nothing is sent there.
+TEST_F(AutoConfigTest, AnOutputThatATransferHasIsNotAsked) {
+  for (const auto& [name, key] :
+       std::vector<std::pair<const char*, const char*>>{{"m1", "korg-m1"}, {"Yamaha DX7", "yamaha-dx7"}}) {
+    SCOPED_TRACE(key);
+    PlugAnew(key, "");
+    sent_.clear();
+    auto lease = midi_.out().leases().Take({midi_.out().Slot(midi_.out().FindPort("Port 5"))});
+    ASSERT_TRUE(lease);
+    const AutoConfigResult none = Search(Prepare(name));
+    EXPECT_EQ(none.outcome, AutoConfigOutcome::NotFound);
+    EXPECT_EQ(none.busyPorts, std::vector<std::string>{"Port 5"});
+    EXPECT_NE(AutoConfigResultText(none).find("\"Port 5\" was not asked all the time, because a transfer had it."),
+              std::string::npos);
+    for (const std::string& line : sent_) EXPECT_NE(line.substr(0, 7), "Port 5 ");
+    lease.reset();
+    EXPECT_EQ(Sense(name).outPortName, "Port 5");
+  }
+}
+
 // By identity request or by its own, each among eight pairs; what sends only by hand is said not to be there.
 TEST_F(AutoConfigTest, EveryShippedInstrument) {
   int found = 0;

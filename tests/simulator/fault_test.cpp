@@ -1,4 +1,5 @@
 #include "simulator/conversation.h"
+#include "simulator/wire_codecs.h"
 #include "tests/simulator/simulator_test_tools.h"
 
 namespace tonalith::simulator_test {
@@ -35,6 +36,51 @@ TEST(Faults, DamageTheAnswerAsTold) {
   EXPECT_TRUE(AnswerWith("lost-byte:direction=in,at=3").empty());
   EXPECT_EQ(AnswerWith("lost-byte:reply=2"), whole);
   EXPECT_EQ(AnswerWith("port-vanishes:at=100").size(), 95U);  // five bytes went the other way
+}
+
+// Whatever engine speaks for the instrument, its cable can fail, and what is refused leaves memory as it was.
+TEST(Faults, StrikeEveryProtocol) {
+  struct Case {
+    const char* key;
+    const char* request;  // empty: it answers nothing
+    const char* message;  // data that is refused once
+    int item;
+  };
+  const Case cases[] = {
+      {"korg-dw6000", "F0 42 30 04 10 F7", "program", 5},
+      {"yamaha-fb01", "F0 43 75 00 20 01 00 F7", "voice", 2},
+      {"roland-jx8p", "", "stored_tone", 5},
+      {"novation-bassstation2", "F0 00 20 29 00 33 00 40 F7", "program", 5},
+      {"behringer-pro800", "F0 00 20 32 00 01 24 00 77 05 00 F7", "program", 5},
+      {"roland-jd800", "F0 41 10 3D 11 02 00 00 00 00 19 65 F7", "part_temporary", 2},
+      {"emu-proteus2000", "F0 18 0F 00 55 11 04 7F 7F 00 00 F7", "presets", 5},
+      {"kawai-k5000", "F0 40 00 00 00 0A 20 00 07 F7", "singles_a", 5},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.key);
+    if (*test.request != '\0') {
+      const Bytes whole = AnswerWith("", test.key, test.request);
+      EXPECT_FALSE(whole.empty());
+      EXPECT_NE(AnswerWith("no-reply", test.key, test.request), whole);
+      EXPECT_EQ(AnswerWith("lost-byte", test.key, test.request).size() + 1, whole.size());
+      EXPECT_TRUE(AnswerWith("lost-byte:direction=in,at=4", test.key, test.request) != whole);
+    }
+    auto instrument = Make(test.key);
+    auto other = Make(test.key);
+    ASSERT_TRUE(instrument->RestoreMemory(Bytes(other->Memory().size(), 0)));
+    instrument->SetMemoryProtect(false);
+    std::string problem;
+    instrument->SetFaults(*FaultPlan::Parse("refuse-once", &problem));
+    const Bytes before = instrument->Memory();
+    Host host(*instrument);
+    const auto messages = ScanSysEx(other->DumpOf(test.message, test.item));
+    ASSERT_FALSE(messages.empty());
+    host.Ask(messages.front());
+    EXPECT_TRUE(instrument->Memory() == before);
+    for (const int round : {1, 2})
+      for (const Bytes& message : messages) EXPECT_LE(host.Ask(message).size(), 11U) << round;
+    EXPECT_TRUE(instrument->Memory() != before);
+  }
 }
 
 TEST(Faults, ServiceFaultsPassAway) {

@@ -6,6 +6,7 @@
 #include "platform/text.h"
 #include "services/settings.h"
 #include "studio/module_install.h"
+#include "studio/module_version.h"
 #include "studio/studio_generations.h"
 #include "tests/studio/studio_fixture.h"
 
@@ -375,6 +376,62 @@ TEST_F(StudioSafety, AutoSenseAndHostValues) {
     EXPECT_EQ(patch.outPortName, "Out A");
     EXPECT_EQ(bank.midiOutPort, 1);
   }
+}
+
+// Which scripts data uses, by the version of its module, its layout and the setting; and that it is said.
+TEST_F(StudioSafety, DataUsesTheScriptsOfTheInstalledModule) {
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  studio.LoadStudio();
+  ZKDrvList* driver = studio.instruments().front()->drivers[1].get();
+  const std::string module = "the module of the " + driver->instrument->name;
+  AllocChunk(&driver->dataFile->transmitScript, &driver->dataFile->transmitScriptSize, 4, "new.");
+  SetModuleVersion(driver->dataFile->xtra, 2);
+  Settings settings;
+  studio.SetSettings(&settings);
+  const std::string installed = " was changed; the scripts of the installed one are used.";
+  const std::string own = "; the scripts that came with the data are used.";
+  struct Row {
+    int version;  // of the data; -1: unknown
+    const char* script;
+    bool otherLayout;
+    int update;
+    const char* used;
+    std::string says;
+  };
+  const Row rows[] = {
+      {2, "new.", false, 1, "new.", ""},
+      {-1, "new.", false, 1, "new.", ""},
+      {1, "old.", false, 1, "new.", "The data was made before " + module + installed},
+      {1, "new.", false, 1, "new.", "The data was made before " + module + installed},
+      {-1, "old.", false, 1, "new.", "The data was made before " + module + installed},
+      {2, "old.", false, 1, "new.", "The data was made before " + module + installed},  // changed without a new number
+      {1, "old.", false, 0, "old.", "The data was made before " + module + " was changed" + own},
+      {3, "old.", false, 1, "old.", "The data was made with a newer version of " + module + own},
+      {1, "old.", true, 1, "old.", "The data has another layout than " + module + " says" + own},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.version);
+    SCOPED_TRACE(row.script);
+    settings.MainAutoUpdate(row.update);
+    const DataFilePtr data = studio.GetNewDataFile(driver);
+    ASSERT_TRUE(AllocChunk(&data->transmitScript, &data->transmitScriptSize, 6, "......"));
+    ASSERT_TRUE(AllocChunk(&data->transmitScript, &data->transmitScriptSize, 4, row.script));
+    if (row.version < 0)
+      std::fill(std::begin(data->xtra->reserved64), std::end(data->xtra->reserved64), std::uint8_t{0});
+    else
+      SetModuleVersion(data->xtra, row.version);
+    data->synth->headerSize += row.otherLayout;
+    studio.DrvUpdateDataFile(data.get());
+    EXPECT_EQ(std::string(data->transmitScript, data->transmitScript + 4), row.used);
+    EXPECT_EQ(studio.ScriptsSentence(*data), row.says);
+    // Once more, as before the next transfer, and after a save: it is said again.
+    studio.UpdateScripts(data.get());
+    EXPECT_EQ(studio.ScriptsSentence(*data), row.says);
+    // Of an instrument that nobody has.
+    data->xtra->driverNumber = data->synth->driverId = 64000;
+    EXPECT_EQ(studio.ScriptsSentence(*data), "");
+  }
+  studio.SetSettings(nullptr);
 }
 
 TEST_F(StudioSafety, DataTakesWhatItsInstrumentSays) {

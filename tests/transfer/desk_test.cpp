@@ -382,6 +382,40 @@ TEST_F(Desk, EveryFailureHasItsCause) {
   }
 }
 
+// Attempts, patience and another place are a request's own; the data keeps its place.
+TEST_F(Desk, ARequestSaysHowAndWhereTo) {
+  Begin();
+  Answer([](const Bytes&, int) { return std::vector<Bytes>{}; });
+  auto df = Bank("Mock", 1);
+  const std::uint8_t device = df->synth->sysExChannel;
+  std::int64_t took[2] = {};
+  for (int attempts = 0; attempts < 2; ++attempts) {
+    DeskRequest request = DeskRequest::Of(DeskStep::Kind::kGet, df.get());
+    request.showWindow = 0;
+    request.steps[0].patience = {attempts, 900};
+    request.steps[0].place.device = 4;
+    const std::size_t before = peer->Heard().size();
+    const std::int64_t began = clock.NowUs();
+    const auto job = desk->Submit(std::move(request));
+    EXPECT_TRUE(desk->Wait(job, 60'000));
+    took[attempts] = (clock.NowUs() - began) / 1000;
+    ASSERT_EQ(peer->Heard().size() - before, static_cast<std::size_t>(attempts + 1));
+    EXPECT_EQ(peer->Heard().back()[3], 4);
+    EXPECT_EQ(df->synth->sysExChannel, device);
+  }
+  EXPECT_GE(took[0], 900);
+  EXPECT_LT(took[0], 1500);
+  EXPECT_GE(took[1], 1800 + 300);
+  Answer(AnswerOne);
+  DeskRequest elsewhere = DeskRequest::Of(DeskStep::Kind::kGet, df.get());
+  elsewhere.steps[0].inPort = system.in().FindPort("Other");
+  elsewhere.steps[0].outPort = system.out().FindPort("Other");
+  const auto job = desk->Submit(std::move(elsewhere));
+  EXPECT_TRUE(desk->Wait(job, 60'000));
+  EXPECT_TRUE(job->result().ok) << job->result().sentence;
+  EXPECT_EQ(otherPeer->Heard().size(), 1U);
+}
+
 // Requests that come back are named, where they are why nothing else came.
 TEST_F(Desk, ALoopIsNamed) {
   Begin();
