@@ -117,7 +117,8 @@ TEST(CommandLine, HelpForEveryCommand) {
   }
   // What the run of a command says it knows, its help has.
   EXPECT_EQ(CliVerbs(*FindCliCommand("module")),
-            (std::vector<std::string>{"build", "manifest", "list", "install", "server", "new", "check", "table"}));
+            (std::vector<std::string>{"build", "manifest", "words", "list", "install", "server", "new",
+                                      "check", "table", "text"}));
   EXPECT_EQ(RunCli({"--version"}).out, "tonalith-cli " TONALITH_VERSION "\n");
 }
 
