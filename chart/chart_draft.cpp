@@ -116,7 +116,10 @@ class Writer {
   std::string Numbers() const { return said_.numbers.empty() ? "" : "   numbers = " + said_.numbers; }
 
   Result Done(ChartDraft* out) {
-    if (!said_.rows.empty()) text_ += "\n[parameters Patch]\n" + said_.rows;
+    // A table that names its data brings headings along; the first one is the patch.
+    const bool headed = said_.rows.starts_with("[parameters ");
+    const std::size_t begin = headed ? std::min(said_.rows.find('\n'), said_.rows.size() - 1) + 1 : 0;
+    if (!said_.rows.empty()) text_ += "\n[parameters Patch]\n" + said_.rows.substr(begin);
     out->text = std::move(text_);
     out->types = types_;
     return Result::Success();
