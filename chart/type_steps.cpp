@@ -1,6 +1,8 @@
 #include <algorithm>
 
 #include "chart/type_lines.h"
+#include "data/data_records.h"
+#include "data/hex_text.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -12,6 +14,8 @@ std::string Num(std::int64_t number) {
 }
 
 constexpr char kFromDevice = 'd', kFromAnyDevice = '?';
+
+constexpr std::uint8_t kCasio = 0x44;
 
 bool HasData(const ChartMessage& message) {
   return message.First(ChartItemKind::kData) != nullptr;
@@ -42,7 +46,7 @@ class StepWriter {
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
     const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
-                        type_.dump.size() > 1 || !layout_.fileSize || readonly;
+                        type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol();
     if (!needed || type_.dump.empty()) return;
     if (!panel) Get();
     if (readonly)
@@ -64,6 +68,13 @@ class StepWriter {
       Line("area " + area.Text(), area.at);
     }
     if (pause_) Line("pause " + Num(pause_), area.at);
+  }
+
+  // The program has exchanges of its own for data of these makers, which are not what the chart says.
+  bool IsOfMakerWithProtocol() const {
+    const ChartEntry* maker = chart_.Find("maker");
+    const auto bytes = maker ? ParseHex(maker->value) : std::nullopt;
+    return bytes && bytes->size() == 1 && (bytes->front() == kRolandId || bytes->front() == kCasio);
   }
 
   // Checksums that the one of the record does not say.
