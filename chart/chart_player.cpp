@@ -36,6 +36,7 @@ std::string ChartPlayer::Obstacle(const ChartType& type) {
   if (type.exchange) return "it has an exchange of its own";
   if (type.dump.empty()) return "it is address-based";
   if (!std::all_of(type.dump.begin(), type.dump.end(), HasData)) return "one of its messages holds no data";
+  if (type.Find("inner sum")) return "its data has a checksum inside";
   return {};
 }
 
@@ -151,7 +152,10 @@ bool ChartPlayer::File(std::vector<std::uint8_t>* bytes) const {
       // What the message leaves open is as in the image.
       ChartValues values;
       if (!MatchMessage(message, Image(i, memory_[i]), &values, nullptr)) values = Values(i);
-      const auto made = MessageBytes(message, values, memory_[i], &used);
+      auto made = MessageBytes(message, values, memory_[i], &used);
+      if (const auto image = Image(i, memory_[i]); image.size() == made.size())
+        for (const ChartItem& item : message.items)
+          if (item.kind == ChartItemKind::kByte && item.byte.mask == 0) made[item.offset] = image[item.offset];
       bytes->insert(bytes->end(), made.begin(), made.end());
     }
     if (used != memory_[i].size()) return false;

@@ -150,7 +150,7 @@ ChartData SampleData(const ChartMessage& message, std::uint32_t seed) {
       state = state * 1664525u + 1013904223u;
       const bool counted =
           !item.counted.empty() && one.at + i >= item.counted[0] && one.at + i < item.counted[0] + kCountBytes;
-      data.push_back(counted ? 0 : static_cast<std::uint8_t>(least + (state >> 16) % values));
+      data.push_back(counted ? std::uint8_t{0} : static_cast<std::uint8_t>(least + (state >> 16) % values));
     }
   }
   return data;
