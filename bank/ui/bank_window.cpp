@@ -86,6 +86,9 @@ void TZKBank::Refresh() {
   heading_->setText(ShownUtf8(bank_.Title()));
   const int count = bank_.PatchCount();
   QString detail = count == 1 ? tr("1 patch") : tr("%1 patches").arg(count);
+  int defined = 0;
+  for (int patch = 0; patch < count; ++patch) defined += bank_.IsPatchDefined(patch);
+  if (!bank_.IsEmpty() && defined < count) detail = tr("%1 of %2 patches").arg(defined).arg(count);
   if (const auto stamp = bank_.synth().timeStamp; stamp && !bank_.IsEmpty()) {
     const QDateTime when = QDateTime::fromSecsSinceEpoch(stamp);
     detail += tr(", received %1").arg(when.toString(QStringLiteral("yyyy-MM-dd HH:mm")));
