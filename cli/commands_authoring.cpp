@@ -268,7 +268,7 @@ std::string AuthoringForms() {
          "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n"
          "module check CHART|FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
          "                              what is wrong with a chart or a source folder, and whether it works\n"
-         "module check --simulator FILE...\n"
+         "module check --simulator FILE [--simulator FILE]...\n"
          "                              what is wrong with the description of a simulated instrument\n";
 }
 
