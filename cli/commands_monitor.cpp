@@ -1,5 +1,6 @@
 #include "cli/commands_monitor.h"
 
+#include <atomic>
 #include <deque>
 #include <istream>
 #include <mutex>
@@ -156,11 +157,16 @@ int ShowLive(CliEnvironment& environment, const std::string& port, std::int64_t 
   Arrivals arrivals(rig.midi().in());
   if (const Result opened = OpenInputs(rig, port); !opened.ok())
     return CliFailure(environment.err, "monitor", opened.text);
+  // Ports that go and come back, with their MIDI system perhaps.
+  std::atomic<bool> changed{false};
+  const int listener = rig.midi().AddPortChangeListener([&changed] { changed.store(true); });
+  rig.midi().CreatePortMonitorThread();
   const InterruptGuard guard(environment);
   const std::int64_t end = seconds > 0 ? rig.clock().NowUs() + seconds * 1'000'000 : kNever;
   for (bool over = false; !over;) {
     over = guard.Interrupted() || rig.clock().NowUs() >= end;
     if (!over) rig.clock().SleepMs(kLiveLookMs, &environment.interrupt);
+    if (changed.exchange(false)) rig.midi().MidiInPortsChanged();
     for (const Arrivals::Arrival& arrival : arrivals.Take()) {
       environment.out << rig.midi().in().INGETPORTNAME(arrival.port) << "\t" << MonitorText(arrival.message);
       if (const std::string said = installed.words->Words(arrival.message); !said.empty())
@@ -170,6 +176,8 @@ int ShowLive(CliEnvironment& environment, const std::string& port, std::int64_t 
     environment.out.Flush();
     if (!environment.out.Takes()) break;
   }
+  rig.midi().StopPortMonitorThread();
+  rig.midi().RemovePortChangeListener(listener);
   PrintPortReport(environment.err, rig.midi());
   std::uint64_t lost = 0;
   for (const PortReport& report : ReportPorts(rig.midi())) lost += report.lost;

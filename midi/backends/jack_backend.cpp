@@ -1,7 +1,10 @@
 #include "midi/backends/jack_backend.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <set>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -22,9 +25,18 @@ constexpr std::int64_t kJackLinkShowsUs = 2'000'000;  // a new connection shows 
 // A server that puts its clients into another order after a connection was made may show a buffer twice.
 constexpr std::uint64_t kJackSettlePeriods = 8;
 constexpr std::int64_t kJackDrainUs = 1'000'000;
+constexpr std::int64_t kJackAskUs = 1'000'000;  // a silent server is asked after so often
+constexpr char kJackAskerName[] = " asks";
 
 void QuietJack(const char* message) {
   DebugLog("jack: %s", message);
+}
+
+bool IsPipeWire() {
+  // Not every JACK has it.
+  const auto tell = reinterpret_cast<const char* (*)()>(dlsym(RTLD_DEFAULT, "jack_get_version_string"));
+  const char* version = tell ? tell() : nullptr;
+  return version && std::string_view(version).find("PipeWire") != std::string_view::npos;
 }
 
 Result NoAnswer() {
@@ -79,6 +91,7 @@ class JackBackend final : public MidiBackend, public std::enable_shared_from_thi
   void InputThread(const Session& session);
   JackLink LookAt(const Session& session, jack_client_t* client, JackEnd& end);
   bool MarkGone(const Session& session);
+  void AskAfterOurselves(const Session& session);
   void LookForLoops(const Session& session);
   void Close();
   Result Connect(const Session& session, JackEnd& end, bool output);
@@ -318,6 +331,23 @@ bool JackBackend::MarkGone(const Session& session) {
   return true;
 }
 
+// A PipeWire that dies tells its JACK clients nothing, and they never hear from the next one: when another client does
+// not see ours, the server is a new one.
+void JackBackend::AskAfterOurselves(const Session& session) {
+  caller_.Post([session, name = clientName_ + kJackAskerName] {
+    jack_client_t* own = session->client.load();
+    if (!own || session->serverGone.load() || !session->silent.load()) return;
+    jack_status_t status{};
+    jack_client_t* other = jack_client_open(name.c_str(), JackNoStartServer, &status);
+    if (!other) return;
+    char* found = jack_get_uuid_for_client_name(other, jack_get_client_name(own));
+    const bool there = found != nullptr;
+    jack_free(found);
+    jack_client_close(other);
+    if (!there) ServerGone(JackServerError, "", session.get());
+  });
+}
+
 // What goes out of one of our ports and into another comes back as if an instrument had said it.
 void JackBackend::LookForLoops(const Session& session) {
   std::lock_guard guard(mutex_);
@@ -339,6 +369,7 @@ void JackBackend::LookForLoops(const Session& session) {
 void JackBackend::FeedThread(const Session& session) {
   std::int64_t lastMove = clock_.NowUs();
   std::int64_t lastLook = lastMove;
+  std::int64_t lastAsked = lastMove;
   std::uint64_t lastPeriod = session->periods();
   while (!ending_.load()) {
     session->feed.WaitMs(kJackLookMs);
@@ -353,6 +384,10 @@ void JackBackend::FeedThread(const Session& session) {
     if (session->silent.exchange(silent) != silent) {
       news = true;
       MonitorMsg(silent ? "The JACK server stands still" : "The JACK server goes on");
+    }
+    if (silent && IsPipeWire() && now - std::max(lastMove, lastAsked) > kJackAskUs) {
+      lastAsked = now;
+      AskAfterOurselves(session);
     }
     const bool gone = session->serverGone.load();
     MarkGone(session);

@@ -18,7 +18,11 @@ namespace tonalith {
 
 namespace {
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kMutations = 150;  // slow
+#else
 constexpr int kMutations = 1000;
+#endif
 constexpr std::string_view kCharacters = "ABEFZaepqz01789 |.,=()[]{}<>-+*#\"?";
 
 std::vector<std::string> Charts() {
