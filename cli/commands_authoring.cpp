@@ -133,7 +133,6 @@ int New(CliEnvironment& environment, const std::string& path, const CliArguments
 }  // namespace
 
 std::string AuthoringForms() {
-<<<<<<< HEAD
   return "module new FILE.chart [OPTIONS]\n"
          "                              writes the chart of a new instrument; without --name it asks for everything\n"
          "  --name NAME --maker BYTES --device LETTER      messages are taken as printed charts have them\n"
@@ -142,24 +141,6 @@ std::string AuthoringForms() {
          "  --sum WORD --name-at \"PLACE LENGTH\" --identity MESSAGE\n"
          "  --parameters FILE.tsv       rows for the parameters (module table --import)\n"
          "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n";
-=======
-  return "module new FOLDER --name NAME --request HEX --reply SIZE [OPTIONS]\n"
-         "                              makes the source folder of a new instrument\n"
-         "  --header HEX                how the reply begins; ? is any digit, nn (here and in the request) the patch\n"
-         "                              number\n"
-         "  --channel-byte N            the byte of request and reply that is the device number; F0 is byte 0\n"
-         "  --bank COUNT                also the bank: patch by patch when the request has nn, else as one message\n"
-         "  --bank-request HEX, --bank-header HEX, --bank-reply SIZE   of a bank that comes as one message\n"
-         "  --patch-size N              bytes from one patch of that message to the next\n"
-         "  --name-at OFFSET LENGTH     the patch name, counted from the F0\n"
-         "  --checksum TYPE START COUNT OFFSET      docs/authoring.md names the types\n"
-         "  --driver-base N             the number of the first data type\n"
-         "  --dump FILE                 finds out what a recorded dump tells; what is said goes before what is found\n"
-         "module check CHART|FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
-         "                              what is wrong with a chart or a source folder, and whether it works\n"
-         "module check --simulator FILE [--simulator FILE]...\n"
-         "                              what is wrong with the description of a simulated instrument\n";
->>>>>>> mend10
 }
 
 int RunModuleNew(CliEnvironment& environment, const std::vector<std::string>& args) {

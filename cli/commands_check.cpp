@@ -134,7 +134,7 @@ int Check(CliEnvironment& environment, const std::string& folder, const CheckOpt
 std::string ModuleCheckForms() {
   return "module check CHART|FOLDER [--conversation FILE [--type NAME] [--patch N]... [--device N]] [--dump FILE]...\n"
          "                              what is wrong with a chart or a source folder, and whether it works\n"
-         "module check --simulator FILE...\n"
+         "module check --simulator FILE [--simulator FILE]...\n"
          "                              what is wrong with the description of a simulated instrument\n";
 }
 
