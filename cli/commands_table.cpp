@@ -38,7 +38,8 @@ int Import(CliEnvironment& environment, const std::string& file) {
   if (!result.ok()) return TableFailed(environment.err, file + ": " + result.text);
   environment.out.Lines(PlainLines(import.rows));
   environment.err << import.parameters << " parameters";
-  if (import.passedOver) environment.err << ", " << import.passedOver << " rows of names and reserved bytes passed over";
+  if (import.passedOver)
+    environment.err << ", " << import.passedOver << " rows of names and reserved bytes passed over";
   if (import.asNumbers)
     environment.err << ", " << import.asNumbers << " with texts that are no display: they stand behind # as a comment";
   environment.err << "\n";

@@ -45,7 +45,8 @@ Result NoAnswer() {
 
 class JackBackend final : public MidiBackend, public std::enable_shared_from_this<JackBackend> {
  public:
-  JackBackend(std::string clientName, Clock& clock) : clientName_(std::move(clientName)), clock_(clock), caller_(clock), closer_(clock) {}
+  JackBackend(std::string clientName, Clock& clock)
+      : clientName_(std::move(clientName)), clock_(clock), caller_(clock), closer_(clock) {}
   ~JackBackend() override { Close(); }
 
   std::string Name() const override { return "jack"; }

@@ -107,7 +107,8 @@ TEST(CommandLine, HelpForEveryCommand) {
       EXPECT_EQ(RunCli({"help", command.name, verb}).out, one.out);
       EXPECT_EQ(RunCli({command.name, verb, "x", "--help"}).out, one.out);
       for (const std::string& other : verbs)
-        EXPECT_EQ(one.out.find("\n" + std::string(command.name) + " " + other + " ") != std::string::npos, other == verb)
+        EXPECT_EQ(one.out.find("\n" + std::string(command.name) + " " + other + " ") != std::string::npos,
+                  other == verb)
             << command.name << " " << verb << ": " << one.out;
       all += one.out;
     }
@@ -117,8 +118,8 @@ TEST(CommandLine, HelpForEveryCommand) {
   }
   // What the run of a command says it knows, its help has.
   EXPECT_EQ(CliVerbs(*FindCliCommand("module")),
-            (std::vector<std::string>{"build", "manifest", "words", "list", "install", "server", "new",
-                                      "check", "table", "text"}));
+            (std::vector<std::string>{"build", "manifest", "words", "list", "install", "server", "new", "check",
+                                      "table", "text"}));
   EXPECT_EQ(RunCli({"--version"}).out, "tonalith-cli " TONALITH_VERSION "\n");
 }
 

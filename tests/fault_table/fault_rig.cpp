@@ -1,6 +1,5 @@
 #include "tests/fault_table/fault_rig.h"
 
-
 #include "data/patch_names.h"
 #include "midi/backends/virtual_backend.h"
 #include "platform/text.h"

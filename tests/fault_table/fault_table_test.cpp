@@ -163,7 +163,8 @@ TEST(Attempts, AreOneBudget) {
     ASSERT_EQ(table.Prepare(), "") << name;
     const TableRow row = table.Run("corrupt-byte:at=20,value=70,times=1000", false);
     if (!row.result.ok) {
-      EXPECT_LE(row.heard, kMostMessages * (type.byPatch ? std::max(row.result.patchesToDo, 1) : 1)) << name << ": " << row.result.sentence;
+      EXPECT_LE(row.heard, kMostMessages * (type.byPatch ? std::max(row.result.patchesToDo, 1) : 1))
+          << name << ": " << row.result.sentence;
     }
   }
   EXPECT_EQ(types, 10);

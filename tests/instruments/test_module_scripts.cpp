@@ -99,7 +99,8 @@ TEST(ModuleScripts, BankOfSinglePatches) {
   CableServices services;
   services.reply = [&](const Message& m) { return m.size() == 7 ? patch : Message(); };
   EXPECT_EQ(RunScript(&services, bank.get(), true, 5), 275);
-  EXPECT_EQ(services.sent, (std::vector<std::string>{"F0 10 06 0A 03 F7", "F0 10 06 0A 03 F7", "F0 10 06 04 01 05 F7"}));
+  EXPECT_EQ(services.sent,
+            (std::vector<std::string>{"F0 10 06 0A 03 F7", "F0 10 06 0A 03 F7", "F0 10 06 04 01 05 F7"}));
   EXPECT_TRUE(std::equal(patch.begin(), patch.end(), bank->body + 5 * 275));
   EXPECT_EQ(bank->transmitScript, nullptr) << "banks 2 to 9 cannot be written";
   // One bit wrong: nothing was received.

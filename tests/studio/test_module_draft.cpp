@@ -156,19 +156,20 @@ TEST(ModuleDraft, DumpsThatTellNothingAreRefused) {
 
 // A patch that is asked for by its number, and a bank of them.
 ModuleSource SourceFolder() {
-  return {{"module.ini",
-           "[Module]\nName = Orrin Eight\nDriverBase = 61000\nVersion = 1\nTypes = patch bank\nmanufacturerId = 0x7D\n"},
-          {"patch.descriptor",
-           "typeName = Patch\ndataKind = 1\nfileSize = 104\nheaderSize = 6\nvoiceSize = 96\nnameOffset = 0\n"
-           "nameLength = 10\ninitName = INIT\ndumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\n"
-           "patchNumberInImage = 1\npatchNumberOffset = 5\npatchMax = 63\nchecksumType = 0\nchecksumStart = 6\n"
-           "checksumLength = 96\nchecksumOffset = 102\nmessage = F0 7D 0? 08 20 ??\n"
-           "; the byte that is the patch number\npatchByte = 5\n"},
-          {"bank.descriptor",
-           "typeName = Patch Bank\ndataKind = 2\npatchType = patch\nfileSize = 6151\nheaderSize = 5\nnumVoices = 64\n"
-           "voiceSize = 96\nnameOffset = 0\nnameLength = 10\ninitName = INIT\ndumpRequest = F0 7D 00 08 11 F7\n"
-           "checksumType = 0\nchecksumStart = 5\nchecksumLength = 6144\nchecksumOffset = 6149\n"
-           "message = F0 7D 0? 08 21 | length 6151\n"}};
+  return {
+      {"module.ini",
+       "[Module]\nName = Orrin Eight\nDriverBase = 61000\nVersion = 1\nTypes = patch bank\nmanufacturerId = 0x7D\n"},
+      {"patch.descriptor",
+       "typeName = Patch\ndataKind = 1\nfileSize = 104\nheaderSize = 6\nvoiceSize = 96\nnameOffset = 0\n"
+       "nameLength = 10\ninitName = INIT\ndumpRequest = F0 7D 00 08 10 00 F7\ndumpRequestPatchOffset = 5\n"
+       "patchNumberInImage = 1\npatchNumberOffset = 5\npatchMax = 63\nchecksumType = 0\nchecksumStart = 6\n"
+       "checksumLength = 96\nchecksumOffset = 102\nmessage = F0 7D 0? 08 20 ??\n"
+       "; the byte that is the patch number\npatchByte = 5\n"},
+      {"bank.descriptor",
+       "typeName = Patch Bank\ndataKind = 2\npatchType = patch\nfileSize = 6151\nheaderSize = 5\nnumVoices = 64\n"
+       "voiceSize = 96\nnameOffset = 0\nnameLength = 10\ninitName = INIT\ndumpRequest = F0 7D 00 08 11 F7\n"
+       "checksumType = 0\nchecksumStart = 5\nchecksumLength = 6144\nchecksumOffset = 6149\n"
+       "message = F0 7D 0? 08 21 | length 6151\n"}};
 }
 
 TEST(ModuleCheck, NamesEveryMistakeAtItsPlace) {

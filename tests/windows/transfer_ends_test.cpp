@@ -69,7 +69,8 @@ TEST_F(TransferEnds, OkKeepsWhatCameOfABank) {
   EXPECT_TRUE(WaitFor([&] { return LogText().find(sentence) != std::string::npos; })) << LogText();
   const auto labels = bank->findChildren<QLabel*>();
   const QString counted = QString("%1 of 64 patches, received").arg(came);
-  EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [&](QLabel* label) { return label->text().startsWith(counted); }));
+  EXPECT_TRUE(
+      std::any_of(labels.begin(), labels.end(), [&](QLabel* label) { return label->text().startsWith(counted); }));
   ASSERT_TRUE(bank->document().Undo().ok());
   for (int i = 0; i < 64; ++i) EXPECT_FALSE(bank->document().IsPatchDefined(i)) << i;
 }
