@@ -16,6 +16,7 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint8_t kEnd = 0xF7;
 constexpr std::size_t kUsualChunk = 128;
 constexpr int kBankOfPatches = 128;
+constexpr std::uint8_t kRolandDataSet = 0x12;
 
 // The first open bits of a pattern are the device number.
 void PutDevice(const BytePattern& pattern, const Synth& synth, std::span<std::uint8_t> message) {
@@ -160,6 +161,8 @@ class FormWriter {
     const std::size_t head = rule_.address.size();
     Bytes message(rule_.address.value);
     message.resize(head + rule_.addressBytes);
+    // Asked-for data and data that is sent by itself have different commands; files are the latter.
+    if (synth_.manufacturerId == kRolandId && rule_.address.mask.back() != 0xFF) message[head - 1] = kRolandDataSet;
     RolandWrite(static_cast<int>(rule_.addressBytes), message.data() + head, address);
     message.insert(message.end(), data.begin(), data.end());
     message.push_back(RolandCheckSum(message.data() + head, static_cast<std::int64_t>(message.size() - head)));

@@ -61,6 +61,9 @@ TEST(FileForms, EveryTypeIsWrittenAndReadAgain) {
         for (const auto& message : messages) {
           ASSERT_GE(message.size(), 2u);
           EXPECT_TRUE(message.front() == 0xF0 && message.back() == 0xF7);
+          // By address: a command that the instrument takes.
+          const bool byAddress = instrument->name == "Roland D-50" || instrument->name == "Roland D-110";
+          EXPECT_TRUE(!isDeclared || !byAddress || message[4] == 0x12);
           EXPECT_TRUE(!isDeclared ||
                       std::all_of(message.begin() + 1, message.end() - 1, [](auto b) { return b < 0x80; }));
         }
