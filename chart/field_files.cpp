@@ -27,8 +27,9 @@ constexpr std::uint8_t kExactSize = 2;  // of Synth::optionBits
 struct BuiltType {
   FieldTypeNames names;
   DataFilePtr data;
-  ParameterTable table;  // without parameters when no section describes it
-  bool own = false;      // the section is its own
+  ParameterTable table;                // without parameters when no section describes it
+  const ChartSection* rows = nullptr;  // that describes it
+  bool own = false;                    // the section is its own
 
   const Synth& synth() const { return *data->synth; }
   ParameterData Data() const {
@@ -123,6 +124,7 @@ class FieldFiles {
         continue;
       }
       type->table = std::move(table);
+      type->rows = &section;
       type->own = true;
     }
   }
@@ -136,7 +138,7 @@ class FieldFiles {
                      "[parameters " + section.name + "]");
         continue;
       }
-      const PanelPlan plan = ReadPanel(section, &type->table, &problems);
+      const PanelPlan plan = ReadPanel(section, &type->table, &problems, type->rows);
       const Synth& synth = type->synth();
       const PanelFiles panel = LayOutPanel(
           plan, type->table, {synth.headerSize, DeviceLetter(), SumKind(type->names.section)}, type->names.name);

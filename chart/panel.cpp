@@ -35,7 +35,8 @@ bool Holds(const std::string& box, const std::string& name) {
 
 class PanelReader {
  public:
-  PanelReader(ParameterTable* table, ChartProblems* problems) : table_(*table), problems_(*problems) {}
+  PanelReader(ParameterTable* table, const ChartSection* rows, ChartProblems* problems)
+      : table_(*table), rows_(rows), problems_(*problems) {}
 
   PanelPlan Read(const ChartSection& section) {
     for (const ChartEntry& entry : section.entries) {
@@ -127,8 +128,7 @@ class PanelReader {
   void Check(const PanelBox& box) {
     const ChartCell& cell = places_.at(box.title);
     if (box.parameters.empty())
-      return problems_.Add(cell.at, box.title, "no parameter's name begins with these words",
-                           NearestSections(box.title));
+      return Missing(cell.at, box.title, "", "no parameter's name begins with these words", NearestSections(box.title));
     for (const std::string& word : box.words) {
       if (box.same) break;  // it may have fewer of them
       const bool found = std::any_of(box.parameters.begin(), box.parameters.end(), [&](std::size_t i) {
@@ -137,7 +137,7 @@ class PanelReader {
         return name == word || (box.style != PanelStyle::kKnobs && name.ends_with(" " + word));
       });
       if (!found)
-        problems_.Add(cell.at, word, "the box \"" + box.title + "\" has no parameter of that name", Names(box));
+        Missing(cell.at, box.title, word, "the box \"" + box.title + "\" has no parameter of that name", Names(box));
     }
   }
 
@@ -145,6 +145,23 @@ class PanelReader {
     std::vector<std::string> names;
     for (const Parameter& parameter : table_.parameters) names.push_back(parameter.name);
     return NearestWords(title, names, 3);
+  }
+
+  // The mistake may be in the panel or in the row whose name is nearly that.
+  void Missing(ChartPlace at, const std::string& box, const std::string& word, const std::string& text,
+               const std::string& right) {
+    const std::string whole = box + (word.empty() ? "" : " " + word);
+    problems_.Add(at, word.empty() ? box : word, text, right);
+    for (const ChartRow& row : rows_ ? rows_->rows : std::vector<ChartRow>()) {
+      if (row.cells.size() < 2) continue;
+      const ChartCell& name = row.cells[1];
+      const std::string begin = word.empty() ? name.text.substr(0, box.size()) : name.text;
+      const bool known =
+          std::any_of(places_.begin(), places_.end(), [&](const auto& place) { return Holds(place.first, name.text); });
+      const bool nearly = IsNearlyOneOf(begin, {whole}) || (!word.empty() && IsNearlyOneOf(begin, {word}));
+      if (!nearly || begin == whole || begin == word || (word.empty() && known)) continue;
+      return problems_.Add(name.at, name.text, "the panel names \"" + whole + "\", and no row is called so", whole);
+    }
   }
 
   std::string Names(const PanelBox& box) const {
@@ -155,6 +172,7 @@ class PanelReader {
   }
 
   ParameterTable& table_;
+  const ChartSection* rows_;
   ChartProblems& problems_;
   PanelPlan plan_;
   std::map<std::string, ChartCell> places_;
@@ -163,8 +181,9 @@ class PanelReader {
 
 }  // namespace
 
-PanelPlan ReadPanel(const ChartSection& section, ParameterTable* table, ChartProblems* problems) {
-  return PanelReader(table, problems).Read(section);
+PanelPlan ReadPanel(const ChartSection& section, ParameterTable* table, ChartProblems* problems,
+                    const ChartSection* rows) {
+  return PanelReader(table, rows, problems).Read(section);
 }
 
 std::string NameInBox(const std::string& name, const std::string& box) {

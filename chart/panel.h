@@ -30,8 +30,10 @@ struct PanelPlan {
   std::vector<std::vector<PanelBox>> rows;
 };
 
-// Also gives the parameters of `table` their sections.
-PanelPlan ReadPanel(const ChartSection& section, ParameterTable* table, ChartProblems* problems);
+// Also gives the parameters of `table` their sections.  `rows` (may be null): the section that the table comes from,
+// for mistakes that are there.
+PanelPlan ReadPanel(const ChartSection& section, ParameterTable* table, ChartProblems* problems,
+                    const ChartSection* rows = nullptr);
 
 // The name of a parameter within its box.
 std::string NameInBox(const std::string& name, const std::string& box);

@@ -1,6 +1,7 @@
 #include "chart/parameters.h"
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -81,6 +82,7 @@ class ParameterReader {
   bool List(const ChartEntry& entry) {
     if (!entry.key.starts_with(kList)) return false;
     builder_.AddList(entry.key.substr(kList.size()), entry.value);
+    lists_[entry.key] = &entry;
     return true;
   }
 
@@ -186,6 +188,9 @@ class ParameterReader {
       tooMany_ = true;
       return;
     }
+    const bool once = std::all_of(rounds.begin(), rounds.end(), [](const Round& round) { return round.index == 0; });
+    if (const std::size_t blanks = cell(1).find("  "); once && blanks != std::string::npos)
+      problems_.Add(cells[1].At(blanks), cell(1), "two blanks in a name", cell(1).substr(0, blanks));
     ParameterRow row{cell(0), cell(1), cell(2), cell(3), cell(4), {}, -1, std::nullopt};
     std::string change = item.change;
     FieldBase base{item.offset, 0};
@@ -239,7 +244,15 @@ class ParameterReader {
     if (!added.repeated.empty()) text += " (" + added.repeated + ")";
     problems_.Add(there ? cell.At(std::min(fault.fault.at, cell.text.size())) : cell.at, there ? cell.text : "", text,
                   fault.fault.right);
+    // The mistake may be in the list that the row names.
+    if (fault.fault.text.find("the list has ") == std::string::npos) return;
+    for (const auto& [key, list] : lists_)
+      if (cell.text.ends_with(key) && toldLists_.insert(key).second)
+        problems_.Add(list->valueAt, key, text, fault.fault.right);
   }
+
+  std::map<std::string, const ChartEntry*> lists_;  // by key
+  std::set<std::string> toldLists_;
 
   // Where a row of the table came from.
   struct Added {

@@ -9,7 +9,7 @@ namespace tonalith {
 
 std::vector<std::string> ValuesOutside(const DataFile& data, const ParameterTable& table, std::size_t most) {
   std::vector<std::string> sentences;
-  const std::uint32_t patches = std::max<std::uint32_t>(data.synth->numVoices, 1);
+  const std::uint32_t patches = std::max<std::uint32_t>(+data.synth->numVoices, 1);
   for (const Parameter& parameter : table.parameters) {
     if (sentences.size() >= most) break;
     if (parameter.place.isFloat) continue;

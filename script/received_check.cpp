@@ -105,7 +105,7 @@ std::optional<std::vector<std::uint8_t>> AgreedReading(const std::vector<std::ve
 void MarkDamaged(DataFile& dataFile, int patch, bool damaged) {
   char* keywords = KeywordsOf(dataFile, patch);
   if (!keywords && damaged) {
-    const std::uint32_t voices = patch < 0 ? 1 : std::max<std::uint32_t>(dataFile.synth->numVoices, 1);
+    const std::uint32_t voices = patch < 0 ? 1 : std::max<std::uint32_t>(+dataFile.synth->numVoices, 1);
     const std::uint32_t size = kPatchKeywords * voices;
     if (dataFile.findTextSize < size && !AllocChunk(&dataFile.findText, &dataFile.findTextSize, size)) return;
     keywords = KeywordsOf(dataFile, patch);

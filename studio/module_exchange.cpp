@@ -208,7 +208,7 @@ Result ExchangeWriter::One(const Step& step) {
     return SourceFailure(step.at, "`" + AsciiLower(step.at.key) + "` has no step \"" + step.word + "\"");
   for (const auto& [option, value] : step.options)
     if (std::none_of(kind->options.begin(), kind->options.end(),
-                     [&](const char* name) { return name && option == name; }))
+                     [&, &said = option](const char* name) { return name && said == name; }))
       return SourceFailure(step.at, "the step \"" + step.word + "\" has no option \"" + option + "\"");
   return (this->*kind->write)(step);
 }
@@ -514,7 +514,10 @@ Result ExchangeWriter::Block(const Step& step) {
   if (result.ok()) result = MessageOf(step, *taken, &block.taken);
   if (result.ok()) result = MessageOf(step, *again, &block.again);
   if (result.ok() && request) result = MessageOf(step, *request, &block.request.emplace());
-  if (result.ok() && step.Option("sum")) result = SumOf(step, block.size, &block.sum.emplace());
+  if (result.ok() && step.Option("sum")) {
+    block.sum = ExchangeBlock::Sum{};
+    result = SumOf(step, block.size, &*block.sum);
+  }
   if (result.ok()) result = Within(step, 0, &ms);
   if (!result.ok()) return result;
   std::string text = Mode(0) + BlockText(block);
