@@ -466,7 +466,8 @@ void SortTypes(ChartInstrument* chart, ChartProblems* problems) {
   // The others take the ids that are left, in order.
   std::set<int> taken;
   for (const ChartType& type : chart->types) taken.insert(type.driver);
-  int next = static_cast<int>(*first);
+  const int begin = static_cast<int>(first.value_or(0));
+  int next = begin;
   for (ChartType& type : chart->types) {
     if (type.driver) continue;
     while (taken.count(next)) ++next;
@@ -475,11 +476,11 @@ void SortTypes(ChartInstrument* chart, ChartProblems* problems) {
   std::stable_sort(chart->types.begin(), chart->types.end(),
                    [](const ChartType& a, const ChartType& b) { return a.driver < b.driver; });
   for (std::size_t i = 0; i < chart->types.size(); ++i)
-    if (chart->types[i].driver != *first + static_cast<int>(i)) {
-      problems->Add(chart->types[i].section->at, chart->types[i].name,
-                    "the driver ids of the data types have a gap or stand twice",
-                    "from " + std::to_string(*first) + " to " +
-                        std::to_string(*first + static_cast<int>(chart->types.size()) - 1));
+    if (chart->types[i].driver != begin + static_cast<int>(i)) {
+      problems->Add(
+          chart->types[i].section->at, chart->types[i].name,
+          "the driver ids of the data types have a gap or stand twice",
+          "from " + std::to_string(begin) + " to " + std::to_string(begin + static_cast<int>(chart->types.size()) - 1));
       return;
     }
 }
