@@ -418,6 +418,8 @@ std::string ChartProblem::Sentence() const {
 
 void ChartProblems::Add(ChartPlace at, std::string_view read, std::string text, std::string right) {
   if (problems_.size() >= kMaxProblems) return;
+  // What a chart does not have at all is missing at its beginning.
+  if (at.line < 1 || at.column < 1) at = {std::max(at.line, 1), 1};
   for (const ChartProblem& known : problems_)
     if (known.line == at.line && known.column == at.column && known.text == text) return;
   std::string shown(CutUtf8(read, kMaxRead));
