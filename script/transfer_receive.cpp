@@ -220,6 +220,7 @@ bool TransferRun::ReceivePiece(int patch) {
   bool heard = false;
   context_.spentAttempts = 0;
   for (;;) {
+    context_.said.clear();
     piece_ = TryPiece(patch, window);
     ++attempts;
     heard = heard || context_.receivedBytes > 0 || !context_.pieceBytes.empty();
@@ -228,6 +229,7 @@ bool TransferRun::ReceivePiece(int patch) {
       left.assign(window.begin(), window.begin() + piece_.size);
     }
     if (IsRefusal(piece_.code)) ++context_.refusedPieces;
+    if (piece_.code <= 0) context_.NoteAnswer();
     const bool came = piece_.code > 0;
     if (came) {
       silent_ = false;
