@@ -8,6 +8,7 @@
 #include <QTest>
 #include <QUrl>
 
+#include "control_walk.h"
 #include "midi/midi_output.h"
 #include "platform/atomic_file.h"
 
@@ -78,6 +79,7 @@ void KeepScreenshot(QWidget* widget, const QString& name) {
   QCoreApplication::processEvents();
   SavePicture(widget, name, 1);
   SavePicture(widget, name + QStringLiteral("-200"), 2);
+  EXPECT_EQ(FaultsOfControls(*widget), "") << name.toStdString();
   const QPalette former = QApplication::palette();
   QApplication::setPalette(DarkPalette());
   QCoreApplication::processEvents();
