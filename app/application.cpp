@@ -244,7 +244,8 @@ void CZKApp::EndQuietly() {
     frame_->SetQuitting();
     frame_->close();
   }
-  // Not quit(), which leaves a dialog alone that is open before the main loop runs.
+  if (started_) return QApplication::quit();
+  // quit() leaves a dialog alone that is open before the main loop runs.
   QApplication::exit(0);
 }
 
