@@ -138,8 +138,9 @@ TEST(PatchNames, NearestLetter) {
       {16, 0, "\u00FF\x7Fx", "y x", "The name was written as \"y x\": the instrument has no \u00FF or \\x7F."},
       {19, 0, "\u00E9", "e", "The name was written as \"e\": the instrument has no \u00E9."},
       {8, 0, "\u00E9b*", "EB", "The name was written as \"EB\": the instrument has no \u00E9, * or small letters."},
-      {26, 0, "\u00FC", "\xFC", ""},  // both halves of a byte
-      {19, 1, "\u00FC", "\xFC", ""},
+      {26, 0, "\u00FC", "u", "The name was written as \"u\": the instrument has no \u00FC."},  // both halves of a byte
+      {19, 1, "\u00FC", "u", "The name was written as \"u\": the instrument has no \u00FC."},
+      {22, 2, "\u00FC", "u", "The name was written as \"u\": the instrument has no \u00FC."},
   };
   for (const auto& c : cases) {
     DataFilePtr df(AllocDataFile());
@@ -175,10 +176,10 @@ TEST(PatchNames, CharactersOfEveryFormat) {
     counts += std::to_string(held) + (format % 10 == 9 ? "\n" : " ");
   }
   EXPECT_EQ(counts,
-            "126 126 126 64 126 95 64 222 42 126\n"
+            "126 126 126 64 126 95 64 126 42 126\n"
             "88 53 126 41 95 95 126 65 53 126\n"
-            "32 117 126 126 126 95 222 126 126 222\n"
-            "73 126 222 126 52 ");
+            "32 117 126 126 126 95 126 126 126 126\n"
+            "73 126 126 126 52 ");
   for (const auto& [c, code] : {std::pair('A', 0),
                                 {'1', 26},
                                 {'5', 30},
