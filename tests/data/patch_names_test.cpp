@@ -45,7 +45,7 @@ constexpr const char* kNumbers =
     "66 0 128 384 0=D0,66 127 128 0 0=A127,66 128 256 0 0=B0,67 0 128 640 0=F2 P1,67 127 128 0 0=U1 P128,"
     "67 128 256 0 0=U2 P1,67 511 512 0 0=U4 P128,67 512 513 0 0=F1 P1,67 639 640 0 0=F1 P128,68 0 128 128 0=2-1,"
     "68 127 128 0 0=1-128,68 128 256 0 0=2-1,69 15 16 0 0=A-16,69 16 32 0 0=B-1,69 17 64 0 0=B-2,"
-    "70 7 100 0 0=I07,71 9 32 0 0=PF10,72 7 100 0 0=007,200 8 128 0 0=  9,";
+    "70 7 100 0 0=I07,71 9 32 0 0=PF10,72 7 100 0 0=007,73 31 32 0 0=D8,74 127 128 0 0=127,75 511 512 0 0=3-127,76 399 400 0 0=D-99,200 8 128 0 0=  9,";
 
 TEST(PatchNumbers, EveryScheme) {
   std::istringstream rows(kNumbers);
@@ -61,7 +61,7 @@ TEST(PatchNumbers, EveryScheme) {
   }
   // Every one has a name and is inside of what a data type may have; plain numbers go without.
   const SynthField* field = FindSynthField("numberFormat");
-  EXPECT_EQ(NumberFormats().size(), 28u + 9u);
+  EXPECT_EQ(NumberFormats().size(), 28u + 13u);
   for (const int format : NumberFormats()) {
     EXPECT_TRUE(field->low <= format && format <= field->high) << format;
     EXPECT_STRNE(NumberFormatName(format), "");
