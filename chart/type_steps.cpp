@@ -47,7 +47,9 @@ class StepWriter {
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
     const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
-                        type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol();
+                        type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol() ||
+                        HasOtherForms() || type_.request.HighPlaceOf(kPatchLetter) >= 0 ||
+                        type_.dump.front().HighPlaceOf(kPatchLetter) >= 0;
     if (!needed || type_.dump.empty()) return;
     if (panel)
       PanelDump();
@@ -137,12 +139,20 @@ class StepWriter {
     } else if (pattern && (!type_.patchwise || byte.variable == kTurnLetter)) {
       return "??";
     }
-    const std::string name = device ? "device" : byte.variable == kTurnLetter ? "turn" : "patch";
+    const std::string name = device ? "device" : byte.variable == kTurnLetter ? "turn" : Patch();
+    if (byte.part != ChartPart::kAll)
+      return name + (byte.part == ChartPart::kLow ? "&127" : "/128") + (byte.base ? "+" + Num(byte.base) : "");
     // "All devices" is no digit.
     if (device && byte.use == ChartUse::kLowDigit) return "device&15+" + Num(byte.base);
     if (byte.use == ChartUse::kHighDigit) return name + "*16" + (byte.base ? "+" + Num(byte.base) : "");
     if (byte.base == 0) return name;
     return byte.base > 0 ? HexPair(byte.base) + "+" + name : name + "-" + Num(-byte.base);
+  }
+
+  // The number of the patch in messages.
+  std::string Patch() const {
+    const int first = type_.patchwise ? ChartFirstPatch(type_) : 0;
+    return first ? "patch+" + Num(first) : "patch";
   }
 
   // The device number in front of data that is waited for.
@@ -373,13 +383,41 @@ class StepWriter {
     if (byte.variable) return type_.patchwise;
     if (byte.mask != 0xFF) return false;
     if (Differs(item, image)) return true;
-    if (type_.dump.size() > 1) return false;
     for (const ChartStep& step : type_.get)
-      if (step.answered && image.size && step.answer.size == image.size && Differs(item, step.answer)) return true;
-    for (const ChartForm& form : type_.forms)
-      for (const auto& [name, message] : form.messages)
-        if (image.size && message.size == image.size && Differs(item, message)) return true;
+      if (type_.dump.size() == 1 && step.answered && KeptAs(image, step.answer) && Differs(item, step.answer))
+        return true;
+    return DiffersInForms(item, image);
+  }
+
+  // Data that was read in another form keeps that one's bytes: a place in a memory, where the dump has none.
+  bool DiffersInForms(const ChartItem& item, const ChartMessage& image) const {
+    const auto place = static_cast<std::size_t>(&image - type_.dump.data());
+    const auto differs = [&](const ChartMessage& message) { return KeptAs(image, message) && Differs(item, message); };
+    for (const ChartForm& form : type_.forms) {
+      if (type_.dump.size() > 1) {
+        if (place < form.messages.size() && differs(form.messages[place].second)) return true;
+      } else if (std::any_of(form.messages.begin(), form.messages.end(),
+                             [&](const auto& one) { return differs(one.second); })) {
+        return true;
+      }
+    }
     return false;
+  }
+
+  // A message that stands in the image byte by byte where `image` does.  Forms of any size are different data.
+  static bool KeptAs(const ChartMessage& image, const ChartMessage& message) {
+    return image.size && message.size == image.size;
+  }
+
+  // The dump is not what was read: its own bytes have to be put into it.
+  bool HasOtherForms() const {
+    return std::any_of(type_.dump.begin(), type_.dump.end(), [&](const ChartMessage& image) {
+      const std::vector<ChartItem> head = image.Head();
+      return std::any_of(head.begin(), head.end(), [&](const ChartItem& item) {
+        return item.kind == ChartItemKind::kByte && !item.byte.variable && item.byte.mask == 0xFF &&
+               DiffersInForms(item, image);
+      });
+    });
   }
 
   // A byte of the address in which the places of the data differ.

@@ -74,8 +74,11 @@ class Resolver {
     AnswerMessage message = part.message;
     FixDevice(message, synth_, request_);
     if (form.slotByte >= 0 && context_.patchByPatch && part.at == form.parts.front().at) {
+      const auto number = static_cast<unsigned>(form.slotFirst + context_.currentPatch);
       Fix(message, static_cast<std::size_t>(form.slotByte),
-          static_cast<std::uint8_t>(form.slotFirst + context_.currentPatch));
+          static_cast<std::uint8_t>(form.slotHigh < 0 ? number : number & 0x7F));
+      if (form.slotHigh >= 0)
+        Fix(message, static_cast<std::size_t>(form.slotHigh), static_cast<std::uint8_t>(number >> 7));
       *numbered = true;
     }
     if (form.addressByte >= 0 && FixAddress(message, form, part.address)) *numbered = true;
