@@ -36,7 +36,6 @@ struct AnswerRules {
 // Whether these bytes, all that came, say that the place holds nothing.
 bool SaysEmpty(const AnswerRules& rules, std::span<const std::uint8_t> bytes);
 
-
 // What the next receive takes for its answer.
 struct AwaitedAnswer {
   std::vector<AnswerStep> steps;  // empty: anything

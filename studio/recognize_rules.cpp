@@ -250,8 +250,8 @@ class RuleParser {
     if (!ParseBytePattern(value, &rule_->emptyAnswer, &error)) return error;
     if (!synth_.isBank || synth_.patchByPatch != 1) return "places are empty only in a bank that goes patch by patch";
     const auto& [bytes, mask] = rule_->emptyAnswer;
-    const bool whole = bytes.size() >= 2 && bytes.size() <= kMaxMidiPattern && bytes.front() == 0xF0 &&
-                       bytes.back() == 0xF7;
+    const bool whole =
+        bytes.size() >= 2 && bytes.size() <= kMaxMidiPattern && bytes.front() == 0xF0 && bytes.back() == 0xF7;
     return whole ? "" : "a message from F0 to F7 is expected";
   }
 

@@ -111,7 +111,7 @@ struct RecognizeRule {
   int numberAs = -1;
   std::vector<VerifyRule> verify;
   BytePattern emptyAnswer;  // of a bank, for a place that holds nothing; no bytes: none is known
-  bool byAnswer = false;  // no rule of the module: FormsOfAnswer
+  bool byAnswer = false;    // no rule of the module: FormsOfAnswer
 
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.
