@@ -48,6 +48,7 @@ constexpr ChartKey kKeys[] = {
     {"both", "list *", "TEXTS", "texts of values, for the parameters of all sections behind it",
      "list WAVES = saw, square, sine", true},
     {"both", "pause", "MS", "between any two messages", "pause = 75 ms"},
+    {"both", "empty", "MESSAGE", "what it answers for a place of a bank that holds nothing", "empty = F0 F7"},
     {"both", "answer within", "TIME", "how long an answer may take (5 s)", "answer within = 3 s"},
     {"both", "sum", "WORD", "the kind of checksum", "sum = negative sum"},
     {"both", "new", "\"NAME\"", "the name of new data", "new = \"INIT VOICE\""},

@@ -177,7 +177,8 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   const DeskResult& got = command.rig().LastResult();
   result = command.Outcome(result, command.Finish(TransferOperation::kReceive));
   if (result.ok()) {
-    if (!got.faults.empty()) err << "tonalith-cli receive: " << got.sentence << "\n";
+    if (!got.faults.empty() || got.patchesDone < got.patchesToDo)
+      err << "tonalith-cli receive: " << got.sentence << "\n";
     return WriteReceived(session, words[2], command.rig().Received(), std::move(data));
   }
   if (DataFilePtr came = command.rig().TakeInterrupted(); came && !got.ok && !got.changed) {

@@ -39,7 +39,8 @@ struct TransferResult {
   int refusedPieces = 0;           // answers of the instrument that were no
   int retriedPieces = 0;           // pieces asked for, or sent, again
   std::vector<PatchFault> faults;  // what of a bank did not come, or was not taken, in order
-  std::string missing;             // the same in words, single bytes: "64 is missing"; empty: nothing is
+  std::vector<int> empty;          // patches whose places in the instrument hold nothing: no faults
+  std::string missing;             // both in words, single bytes: "64 is missing"; empty: nothing is
   // For sentences, single bytes: instrument and data.
   std::string what;
   std::vector<std::vector<std::uint8_t>> answers;  // what the instrument said where an answer was due; ok: none
