@@ -109,7 +109,7 @@ class ChildWindows final : public QObject {
   FreeWindows* free_;
   QWidget* empty_ = nullptr;
   bool isFree_ = false;
-  bool moving_ = false;  // windows change their places
+  bool moving_ = false;                      // windows change their places
   std::vector<QPointer<ZKWindow>> windows_;  // in the order they came
   QPointer<ZKWindow> active_;
   std::vector<QAction*> listed_;

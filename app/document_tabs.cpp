@@ -288,9 +288,9 @@ DocumentTabs::DropPlace DocumentTabs::PlaceAt(const QPoint& at) const {
     const int top = (inside.y() - pane->bar()->height()) * 4;
     const int high = whole.height() - pane->bar()->height();
     const QSize half = whole.size() / 2;
-    if (left < whole.width()) return {pane, Side::Left, -1, QRect(whole.topLeft(), QSize(half.width(), whole.height()))};
-    if (left > whole.width() * 3)
-      return {pane, Side::Right, -1, whole.adjusted(half.width(), 0, 0, 0)};
+    if (left < whole.width())
+      return {pane, Side::Left, -1, QRect(whole.topLeft(), QSize(half.width(), whole.height()))};
+    if (left > whole.width() * 3) return {pane, Side::Right, -1, whole.adjusted(half.width(), 0, 0, 0)};
     if (top < high) return {pane, Side::Top, -1, QRect(whole.topLeft(), QSize(whole.width(), half.height()))};
     if (top > high * 3) return {pane, Side::Bottom, -1, whole.adjusted(0, half.height(), 0, 0)};
     return {pane, Side::Middle, -1, whole};

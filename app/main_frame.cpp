@@ -56,8 +56,8 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
   RegisterViewCommands();
   workspace_->Register(*menus_);
   menus_->SetShortMemory([&program] { program.prompts().Say("Tonalith", kShortMemory); });
-  parts_ = std::make_unique<FrameParts>(FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_,
-                                                    workspace_->strip()});
+  parts_ = std::make_unique<FrameParts>(
+      FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_, workspace_->strip()});
   connect(windows_, &ChildWindows::Changed, menus_, &CommandMenus::Update);
   connect(windows_, &ChildWindows::StatusMessage, statusBar(),
           [this](const QString& text) { ShowStatus(statusBar(), text); });
@@ -108,6 +108,7 @@ void CMainFrame::UpdateBars() {
     const QAction* action = ActionOf(static_cast<CommandId>(slot.command));
     if (action) controlBar_->icons()->EnableButton(slot.command, action->isEnabled());
   }
+  workspace_->PortsChanged();
   controlBar_->MoveToCorner(this, program_.settings().MainToolbarCorner(-1));
   controlBar_->setVisible(program_.settings().MainApplicationControlBar(-1) != 0);
 }
@@ -168,7 +169,6 @@ void CMainFrame::AskForPorts() {
 void CMainFrame::PortsChanged(int changes) {
   parts_->studio.PortsChanged(changes);
   activity_->Rebuild();
-  workspace_->PortsChanged();
   if (changes != 0) {
     ShowStatus(statusBar(),
                (changes & kPortsRemoved) != 0 ? tr("A MIDI port went away.") : tr("A MIDI port was added."));

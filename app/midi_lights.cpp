@@ -69,7 +69,9 @@ MidiLights::MidiLights(MidiPortSystem& midi, QWidget* parent)
       if (seen->said.exchange(true)) return;
       const std::lock_guard guard(seen->mutex);
       MidiLights* lights = seen->lights;
-      if (lights) QMetaObject::invokeMethod(lights, [lights, which] { lights->Flash(which); }, Qt::QueuedConnection);
+      if (lights)
+        QMetaObject::invokeMethod(
+            lights, [lights, which] { lights->Flash(which); }, Qt::QueuedConnection);
     };
   };
   inMonitor_ = midi_.in().AddMidiInMonitor(tell(0));

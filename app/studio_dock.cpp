@@ -1,5 +1,6 @@
 #include "app/studio_dock.h"
 
+#include <QAction>
 #include <QHBoxLayout>
 #include <QMainWindow>
 #include <QScrollArea>
@@ -160,7 +161,8 @@ void StudioDock::ApplyWidth() {
   const int width = icons_ ? kIconsWidth : fullWidth_;
   pages_->setMinimumWidth(icons_ ? kIconsWidth : kLeastWidth);
   pages_->setMaximumWidth(icons_ ? kIconsWidth : kMostWidth);
-  if (auto* frame = qobject_cast<QMainWindow*>(parentWidget())) frame->resizeDocks({this}, {width}, Qt::Horizontal);
+  auto* frame = qobject_cast<QMainWindow*>(parentWidget());
+  if (frame && isVisible()) frame->resizeDocks({this}, {width}, Qt::Horizontal);
 }
 
 void StudioDock::showEvent(QShowEvent* event) {

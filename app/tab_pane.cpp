@@ -71,6 +71,11 @@ void WindowTabBar::SetActive(bool active) {
   update();
 }
 
+QSize WindowTabBar::tabSizeHint(int index) const {
+  const QSize text = QTabBar::tabSizeHint(index);
+  return {text.width() + kTarget, qMax(text.height(), kTarget + 2 * kSmallGap)};
+}
+
 void WindowTabBar::initStyleOption(QStyleOptionTab* option, int index) const {
   QTabBar::initStyleOption(option, index);
   option->rightButtonSize = QSize(kTarget, kTarget);

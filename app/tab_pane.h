@@ -31,6 +31,8 @@ class WindowTabBar final : public QTabBar {
   void DragWanted(ZKWindow* window);
 
  protected:
+  QSize tabSizeHint(int index) const override;
+  QSize minimumTabSizeHint(int index) const override { return tabSizeHint(index); }
   void initStyleOption(QStyleOptionTab* option, int index) const override;
   void paintEvent(QPaintEvent* event) override;
   void mousePressEvent(QMouseEvent* event) override;
@@ -43,9 +45,9 @@ class WindowTabBar final : public QTabBar {
   QRect EndOf(int index) const;
   void Hover(const QPoint& at);
 
-  int hovered_ = -1;     // tab under the pointer
-  bool onEnd_ = false;   // and the pointer is on its cross
-  int closing_ = -1;     // tab whose cross, or whose middle, was pressed
+  int hovered_ = -1;    // tab under the pointer
+  bool onEnd_ = false;  // and the pointer is on its cross
+  int closing_ = -1;    // tab whose cross, or whose middle, was pressed
   bool active_ = false;
   bool dragging_ = false;
 };

@@ -48,7 +48,6 @@ TransferStrip::TransferStrip(Clock& clock, QWidget* parent)
   SetAccessibleName(this, tr("Transfers"));
   timer_.setInterval(kLookMs);
   connect(&timer_, &QTimer::timeout, this, &TransferStrip::Look);
-  hide();
 }
 
 TransferStrip::Row* TransferStrip::Find(const std::shared_ptr<DeskJob>& job) {
@@ -159,8 +158,8 @@ void TransferStrip::Show(Row& row) {
   } else if (row.patchesToDo > 1) {
     state.progress = tr("patch %1 of %2").arg(std::min(row.patchesDone + 1, row.patchesToDo)).arg(row.patchesToDo);
   } else if (row.bytes > 0) {
-    state.progress = row.expected > 0 ? tr("%1 of %2 bytes").arg(row.bytes).arg(row.expected)
-                                      : tr("%1 bytes").arg(row.bytes);
+    state.progress =
+        row.expected > 0 ? tr("%1 of %2 bytes").arg(row.bytes).arg(row.expected) : tr("%1 bytes").arg(row.bytes);
   }
   state.total = kSteps;
   state.done = static_cast<int>(done * kSteps);
@@ -196,7 +195,6 @@ void TransferStrip::KeepForReading(const std::shared_ptr<Transfer>& transfer) {
 
 void TransferStrip::ShowRow(StripRow* widget) {
   widget->show();
-  show();
   emit Shown(true);
 }
 
@@ -207,9 +205,8 @@ void TransferStrip::Remove(const StripRow* widget) {
     row->widget->deleteLater();
     return true;
   });
-  const bool any = std::any_of(rows_.begin(), rows_.end(),
-                               [](const std::unique_ptr<Row>& row) { return !row->widget->isHidden(); });
-  setVisible(any);
+  const bool any =
+      std::any_of(rows_.begin(), rows_.end(), [](const std::unique_ptr<Row>& row) { return !row->widget->isHidden(); });
   emit Shown(any);
 }
 

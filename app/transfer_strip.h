@@ -18,8 +18,8 @@ class StripRow;
 // How many seconds a transfer still needs, from the time it took so far; -1: not known yet.
 int SecondsLeft(std::int64_t passedMs, double done);
 
-// The strip at the bottom of the main window: a row for each transfer that runs, waits or ended badly.  It is not there
-// while it has no row, and looks at the time only while something runs.
+// The strip at the bottom of the main window: a row for each transfer that runs, waits or ended badly.  It looks at the
+// time only while something runs.
 class TransferStrip final : public QWidget {
   Q_OBJECT
 

@@ -14,8 +14,8 @@
 
 namespace tonalith {
 
-// Transfers as the main window shows them: sentences in the status line, the strip with the receive and transmit windows
-// behind it, the commands that send files and cancel what is sent.  What a transfer does is the desk's.
+// Transfers as the main window shows them: sentences in the status line, the strip with the receive and transmit
+// windows behind it, the commands that send files and cancel what is sent.  What a transfer does is the desk's.
 class WindowTransfers final : public QObject {
   Q_OBJECT
 

@@ -1,6 +1,7 @@
 #include "app/workspace.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
@@ -10,6 +11,7 @@
 #include "app/child_windows.h"
 #include "app/command_menus.h"
 #include "app/find_field.h"
+#include "app/inspector_dock.h"
 #include "app/midi_lights.h"
 #include "app/studio_dock.h"
 #include "app/transfer_strip.h"
@@ -27,6 +29,8 @@ constexpr const char* kSection = "Windows";
 constexpr const char* kFreeKey = "Free Windows";
 constexpr const char* kStudioIconsKey = "Studio as Icons";
 constexpr const char* kStudioWidthKey = "Studio Width";
+constexpr const char* kInspectorKey = "Inspector";
+constexpr const char* kInspectorWidthKey = "Inspector Width";
 
 }  // namespace
 
@@ -35,10 +39,12 @@ Workspace::Workspace(Program& program, ZKStudioDoc& studio, QMainWindow* frame)
       frame_(frame),
       dock_(new StudioDock(studio, frame)),
       windows_(new ChildWindows(program.windowPlaces(), program.windowCounters(), *dock_, frame)),
+      inspector_(new InspectorDock(frame)),
       strip_(new TransferStrip(program.clock(), frame)),
       lights_(new MidiLights(program.midi(), frame)) {
   frame->setCentralWidget(windows_->centre());
   frame->addDockWidget(Qt::LeftDockWidgetArea, dock_);
+  frame->addDockWidget(Qt::RightDockWidgetArea, inspector_);
   frame->setDockOptions(QMainWindow::AnimatedDocks);
   BuildStrip();
   frame->statusBar()->addPermanentWidget(lights_);
@@ -50,6 +56,7 @@ Workspace::~Workspace() = default;
 // A bar at the bottom lies below the docks, over the whole width.
 void Workspace::BuildStrip() {
   auto* bar = new QToolBar(tr("Transfers"), frame_);
+  bar->setFloatable(false);
   bar->setObjectName(QStringLiteral("TransferBar"));
   bar->setMovable(false);
   bar->setContentsMargins(0, 0, 0, 0);
@@ -64,13 +71,14 @@ void Workspace::BuildStrip() {
 void Workspace::Register(CommandMenus& menus) {
   BuildEmptyPage(menus);
   BuildFindField(menus);
+  BuildInspector(menus);
   RegisterWindowCommands(menus);
-  menus.Register(CommandId::ViewStudioIcons, {[this] { dock_->ShowIcons(!dock_->ShowsIcons()); },
-                                              [this] { return dock_->Held() ? QString() : tr("The studio is not open."); },
-                                              [this] { return dock_->ShowsIcons(); }});
-  menus.Register(CommandId::ViewFreeWindows, {[this] { windows_->ShowFree(!windows_->AreFree()); },
-                                              {},
-                                              [this] { return windows_->AreFree(); }});
+  menus.Register(CommandId::ViewStudioIcons,
+                 {[this] { dock_->ShowIcons(!dock_->ShowsIcons()); },
+                  [this] { return dock_->Held() ? QString() : tr("The studio is not open."); },
+                  [this] { return dock_->ShowsIcons(); }});
+  menus.Register(CommandId::ViewFreeWindows,
+                 {[this] { windows_->ShowFree(!windows_->AreFree()); }, {}, [this] { return windows_->AreFree(); }});
   connect(dock_, &StudioDock::IconsChanged, &menus, &CommandMenus::Update);
 }
 
@@ -101,6 +109,18 @@ void Workspace::BuildEmptyPage(CommandMenus& menus) {
   windows_->SetEmptyPage(page);
 }
 
+void Workspace::BuildInspector(CommandMenus& menus) {
+  const auto toggle = [this] {
+    const bool had = inspector_->isAncestorOf(QApplication::focusWidget());
+    inspector_->setVisible(inspector_->isHidden());
+    if (had && inspector_->isHidden() && windows_->Active()) windows_->Activate(windows_->Active());
+  };
+  menus.Register(CommandId::ViewInspector, {toggle, {}, [this] { return !inspector_->isHidden(); }});
+  connect(inspector_, &InspectorDock::CloseWanted, this, [&menus] { menus.Run(CommandId::ViewInspector); });
+  connect(inspector_, &InspectorDock::StatusMessage, windows_, &ChildWindows::StatusMessage);
+  connect(windows_, &ChildWindows::Changed, inspector_, [this] { inspector_->SetWindow(windows_->Active()); });
+}
+
 void Workspace::BuildFindField(CommandMenus& menus) {
   if (QAction* find = menus.ActionOf(CommandId::ViewFind))
     frame_->menuBar()->setCornerWidget(new FindField(find, frame_->menuBar()));
@@ -115,12 +135,16 @@ void Workspace::PortsChanged() {
 void Workspace::Read(const IniFile& ini) {
   if (const int width = ini.GetInt(kSection, kStudioWidthKey); width > 0) dock_->SetFullWidth(width);
   dock_->ShowIcons(ini.GetInt(kSection, kStudioIconsKey) != 0);
+  if (const int width = ini.GetInt(kSection, kInspectorWidthKey); width > 0) inspector_->SetFullWidth(width);
+  inspector_->setVisible(ini.GetInt(kSection, kInspectorKey) != 0);
   windows_->ShowFree(ini.GetInt(kSection, kFreeKey) != 0);
 }
 
 void Workspace::Store(IniFile* ini) const {
   ini->SetInt(kSection, kStudioWidthKey, dock_->FullWidth());
   ini->SetInt(kSection, kStudioIconsKey, dock_->ShowsIcons() ? 1 : 0);
+  ini->SetInt(kSection, kInspectorKey, inspector_->isHidden() ? 0 : 1);
+  ini->SetInt(kSection, kInspectorWidthKey, inspector_->FullWidth());
   ini->SetInt(kSection, kFreeKey, windows_->AreFree() ? 1 : 0);
 }
 

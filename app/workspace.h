@@ -14,6 +14,7 @@ class ChildWindows;
 class CommandMenus;
 class EmptyState;
 class IniFile;
+class InspectorDock;
 class MidiLights;
 class Program;
 class StudioDock;
@@ -45,12 +46,14 @@ class Workspace final : public QObject {
  private:
   void BuildStrip();
   void BuildEmptyPage(CommandMenus& menus);
+  void BuildInspector(CommandMenus& menus);
   void BuildFindField(CommandMenus& menus);
   void RegisterWindowCommands(CommandMenus& menus);
 
   QMainWindow* frame_;
   StudioDock* dock_;
   ChildWindows* windows_;
+  InspectorDock* inspector_;
   TransferStrip* strip_;
   MidiLights* lights_;
 };

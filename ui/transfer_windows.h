@@ -83,8 +83,8 @@ class ZKMidiInStatus final : public QDialog {
   QTimer* timer_;
 };
 
-// The transmit window: progress of what is being sent on one port.  Hidden until it is asked for; it goes when nothing is
-// sent any more.
+// The transmit window: progress of what is being sent on one port.  Hidden until it is asked for; it goes when nothing
+// is sent any more.
 class ZKMidiOutStatus final : public QDialog {
   Q_OBJECT
 
