@@ -73,7 +73,7 @@ void WindowTabBar::SetActive(bool active) {
 
 QSize WindowTabBar::tabSizeHint(int index) const {
   const QSize text = QTabBar::tabSizeHint(index);
-  return {text.width() + kTarget, qMax(text.height(), kTarget + 2 * kSmallGap)};
+  return {text.width() + kTarget + kGap, qMax(text.height(), kTarget + 2 * kSmallGap)};
 }
 
 void WindowTabBar::initStyleOption(QStyleOptionTab* option, int index) const {

@@ -21,13 +21,12 @@ constexpr int kLookMs = 250;
 // Guesses from less are worth nothing.
 constexpr std::int64_t kLeastPassedMs = 1000;
 constexpr double kLeastDone = 0.03;
-constexpr int kSteps = 1000;
+constexpr int kBarSteps = 1000;
 
 QString NameOf(const DeskRequest& request, const DeskStep& step) {
   if (!request.file.empty()) return ShownUtf8(request.file);
-  if (!step.title.empty()) return ShownUtf8(step.title);
   const DataFile* data = step.dataFile ? step.dataFile : step.owned.get();
-  if (!data || !data->synth) return {};
+  if (!data || !data->synth) return ShownUtf8(step.title);
   return QStringLiteral("%1 · %2").arg(ShownLatin1(data->synth->shortName), ShownLatin1(data->synth->typeName));
 }
 
@@ -143,6 +142,14 @@ void TransferStrip::Show(Row& row) {
   state.glyph = step.kind == DeskStep::Kind::kGet ? Glyph::Get : Glyph::Send;
   state.what = NameOf(job.request(), step);
   const bool queued = job.state() == DeskState::kQueued;
+  // Of one whole image the desk says nothing between its beginning and its end.
+  if (row.transfer && row.transfer->Running()) {
+    const ReceiveWindowState now = row.transfer->WindowState();
+    row.bytes = job.Sends() ? now.sent : now.received;
+    row.expected = now.expected;
+    row.patchesDone = now.patchesDone;
+    row.patchesToDo = now.patchesToDo;
+  }
   const bool waits = !queued && Waits(job);
   state.phase = queued || waits ? StripState::Phase::Waiting : StripState::Phase::Running;
   double done = 0;
@@ -161,8 +168,8 @@ void TransferStrip::Show(Row& row) {
     state.progress =
         row.expected > 0 ? tr("%1 of %2 bytes").arg(row.bytes).arg(row.expected) : tr("%1 bytes").arg(row.bytes);
   }
-  state.total = kSteps;
-  state.done = static_cast<int>(done * kSteps);
+  state.total = kBarSteps;
+  state.done = static_cast<int>(done * kBarSteps);
   const int left = SecondsLeft((clock_.NowUs() - row.beganUs) / 1000, done);
   if (left >= 0 && !queued) state.timeLeft = TimeLeftText(left);
   row.widget->SetState(state);

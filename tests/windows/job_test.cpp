@@ -203,6 +203,7 @@ TEST_F(JobTest, TwoReceivesHaveAPageEach) {
   ASSERT_NE(job, nullptr);
   EXPECT_EQ(job->state(), DeskState::kQueued);
   EXPECT_EQ(window->Pages(), 2);
+  ASSERT_TRUE(WaitFor([&] { return RowOf(third) != nullptr; }));
   EXPECT_EQ(frame().workspace().strip().Rows(), 3);
   EXPECT_EQ(RowOf(third)->state().phase, StripState::Phase::Waiting);
   emit RowOf(first)->DetailsPressed();
