@@ -17,6 +17,7 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "studio/new_data.h"
+#include "studio/ui/connected_dialog.h"
 #include "studio/ui/studio_window.h"
 #include "ui/instrument_window.h"
 #include "ui/qt_text.h"
@@ -34,6 +35,7 @@ constexpr char kOpenStudioFirst[] =
 StudioCommands::StudioCommands(const FrameContext& frame, DocumentWindows& windows)
     : frame_(frame), windows_(windows), autoSense_(std::make_unique<AutoSenseSearch>(frame, *this)) {
   frame_.menus.Register(CommandId::FileNewStudio, {[this] { Show(); }});
+  frame_.menus.Register(CommandId::MidiWhatIsConnected, {[this] { ShowConnected(); }});
   frame_.menus.Register(CommandId::FileNewEditor, {[this] { OnNewEditor(); }});
   frame_.menus.Register(CommandId::FileInstallModule, {[this] { Show()->OnInstallFromDisk(); }});
   connect(autoSense_.get(), &AutoSenseSearch::Changed, this, &StudioCommands::Refresh);
@@ -47,6 +49,7 @@ StudioCommands::StudioCommands(const FrameContext& frame, DocumentWindows& windo
 }
 
 StudioCommands::~StudioCommands() {
+  delete connected_.data();
   frame_.studio.SetChangeSink({});
   frame_.studio.SetCloseHook({});
   frame_.studio.SetAutoSenseHook({});
@@ -62,6 +65,17 @@ TZKDrvLst* StudioCommands::Show() {
   }
   frame_.children.Activate(window_);
   return window_;
+}
+
+void StudioCommands::ShowConnected() {
+  if (!connected_) {
+    connected_ = new ConnectedDialog(frame_.studio, *autoSense_->services(), &frame_.window);
+    connected_->setAttribute(Qt::WA_DeleteOnClose);
+    connected_->show();
+    return connected_->Begin();
+  }
+  connected_->raise();
+  connected_->activateWindow();
 }
 
 void StudioCommands::Refresh() {

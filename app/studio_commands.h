@@ -14,6 +14,7 @@
 namespace tonalith {
 
 class AutoSenseSearch;
+class ConnectedDialog;
 class DocumentWindows;
 class InstrumentWindow;
 class ZKDrvList;
@@ -38,6 +39,8 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   // `originName`: the name of the file it was taken out of.
   InstrumentWindow* OpenData(DataFilePtr dataFile, bool unsaved = false, const std::string& originName = {});
   AutoSenseSearch& autoSense() { return *autoSense_; }
+  // Searches for all instruments, in a window of its own.
+  void ShowConnected() override;
 
   // Loads the default studio and shows it.
   bool DrvLoadSetup();
@@ -67,6 +70,7 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   FrameContext frame_;
   DocumentWindows& windows_;
   QPointer<TZKDrvLst> window_;
+  QPointer<ConnectedDialog> connected_;
   std::unique_ptr<AutoSenseSearch> autoSense_;
 };
 

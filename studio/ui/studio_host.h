@@ -32,6 +32,8 @@ class StudioWindowHost {
   virtual std::string PreferencesIni() = 0;
   // For the configuration report; null: nobody counts.
   virtual const WindowCounters* windowCounters() { return nullptr; }
+  // Shows a search for all instruments.
+  virtual void ShowConnected() {}
   // What a search for an instrument needs; null when there is none.
   virtual const AutoConfigServices* autoConfig() = 0;
 };

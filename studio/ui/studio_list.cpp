@@ -6,6 +6,7 @@
 #include <QStyledItemDelegate>
 #include <algorithm>
 
+#include "studio/device_ids.h"
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
 #include "ui/plain_text.h"
@@ -133,15 +134,16 @@ void ZKStudioList::Rebuild() {
   const QSignalBlocker quiet(this);
   clear();
   for (const auto& instrument : studio_.instruments()) {
-    const Synth* synth = FirstSynth(instrument.get());
+    const Synth* synth = DeviceIdSynth(*instrument);
+    const QString channel = tr("channel %1").arg(instrument->midiChannel + 1);
     const auto port = [](const std::string& name) { return name.empty() ? tr("unassigned") : ShownUtf8(name); };
     auto* panel = new QListWidgetItem(ShownUtf8(instrument->DisplayKey()), this);
     panel->setData(kPanelNodeRole, QVariant::fromValue(static_cast<void*>(instrument.get())));
-    panel->setData(kLinesRole, QStringList{tr("In: %1").arg(port(instrument->inPortName)),
-                                           tr("Out: %1").arg(port(instrument->outPortName)),
-                                           tr("Device %1, channel %2")
-                                               .arg(ShownDeviceNumber(synth, instrument->sysExChannel))
-                                               .arg(instrument->midiChannel + 1)});
+    panel->setData(
+        kLinesRole,
+        QStringList{
+            tr("In: %1").arg(port(instrument->inPortName)), tr("Out: %1").arg(port(instrument->outPortName)),
+            synth ? tr("Device ID %1, %2").arg(ShownDeviceId(synth, instrument->sysExChannel)).arg(channel) : channel});
     const PortState state = StateOfInstrument(host_.ports(), instrument.get());
     panel->setData(kStateRole, static_cast<int>(state));
     QString search = panel->text();

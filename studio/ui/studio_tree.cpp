@@ -9,6 +9,8 @@
 #include <QTimer>
 #include <algorithm>
 
+#include "studio/device_ids.h"
+#include "studio/instrument_change.h"
 #include "studio/ui/studio_pictures.h"
 #include "ui/led_colors.h"
 #include "ui/plain_text.h"
@@ -33,7 +35,6 @@ class StudioDelegate final : public QStyledItemDelegate {
     if (!node || !node->IsInstrument() || index.column() == ZKStudioTree::kName) return nullptr;
     auto* box = new QComboBox(parent);
     StudioPorts* ports = tree_->host().ports();
-    const Synth* synth = FirstSynth(node);
     switch (index.column()) {
       case ZKStudioTree::kIn:
         if (ports) AddNames(box, ports->InputPortNames());
@@ -42,9 +43,7 @@ class StudioDelegate final : public QStyledItemDelegate {
         if (ports) AddNames(box, ports->OutputPortNames());
         break;
       case ZKStudioTree::kDevice:
-        for (int i = synth ? synth->sysExChannelMin : 0; i <= (synth ? synth->sysExChannelMax : 15); ++i) {
-          box->addItem(QString::number(ShownDeviceNumber(synth, i)), i);
-        }
+        AddDeviceIds(box, *node);
         break;
       default:
         for (int i = 0; i < 16; ++i) box->addItem(QString::number(i + 1), i);
@@ -68,28 +67,20 @@ class StudioDelegate final : public QStyledItemDelegate {
     // Changing the studio builds the rows anew, which must not happen under the editor.
     QMetaObject::invokeMethod(
         tree_,
-        [tree = tree_, node, column = index.column(), place = box->currentIndex(), number = box->currentData().toInt(),
-         name = ToUtf8(box->currentData().toString())] { Change(tree, node, column, place, number, name); },
+        [tree = tree_, node, column = index.column(), number = box->currentData().toInt(),
+         name = ToUtf8(box->currentData().toString())] { Change(tree, node, column, number, name); },
         Qt::QueuedConnection);
   }
 
  private:
-  static void Change(ZKStudioTree* tree, ZKDrvList* node, int column, int place, int number, const std::string& name) {
+  static void Change(ZKStudioTree* tree, ZKDrvList* node, int column, int number, const std::string& name) {
     if (!tree->studio().GetInstrumentDrvList(node)) return;
-    switch (column) {
-      case ZKStudioTree::kIn:
-        node->SetInPort(place, name);
-        break;
-      case ZKStudioTree::kOut:
-        node->SetOutPort(place, name);
-        break;
-      case ZKStudioTree::kDevice:
-        node->SetSysExChannel(number);
-        break;
-      default:
-        node->SetMidiChannel(number);
-    }
-    if (const Result written = tree->studio().InstrumentChanged(node); !written.ok())
+    InstrumentChange change;
+    if (column == ZKStudioTree::kIn) change.inPort = name;
+    if (column == ZKStudioTree::kOut) change.outPort = name;
+    if (column == ZKStudioTree::kDevice) change.device = number;
+    if (column == ZKStudioTree::kChannel) change.channel = number;
+    if (const Result written = ChangeInstrument(tree->studio(), node, change); !written.ok())
       tree->host().prompts().Say("Studio", written.text);
     tree->host().StudioEdited();
     tree->Rebuild();
@@ -108,6 +99,14 @@ class StudioDelegate final : public QStyledItemDelegate {
 };
 
 }  // namespace
+
+void AddDeviceIds(QComboBox* box, const ZKDrvList& instrument) {
+  const Synth* synth = DeviceIdSynth(instrument);
+  if (!synth) return;
+  const DeviceIdRange range = DeviceIdsOf(*synth);
+  for (int id = range.low; id <= range.high; ++id) box->addItem(QString::number(ShownDeviceId(synth, id)), id);
+  box->setCurrentIndex(box->findData(int{instrument.sysExChannel}));
+}
 
 PortState StateOfPort(StudioPorts* ports, const std::string& name, bool input) {
   if (name.empty()) return PortState::None;
@@ -151,14 +150,6 @@ QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal 
   painter.setPen(QPen(Qt::white, 1.8));
   painter.drawLine(QPointF(edge * 1.5, size / 2.0), QPointF(size - edge * 1.5, size / 2.0));
   return mark;
-}
-
-int ShownDeviceNumber(const Synth* synth, int channel) {
-  return synth && synth->sysExChannelZeroBased ? channel : channel + 1;
-}
-
-const Synth* FirstSynth(const ZKDrvList* instrument) {
-  return instrument->drivers.empty() ? nullptr : instrument->drivers.front()->synth();
 }
 
 ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent)
@@ -211,7 +202,6 @@ std::vector<ZKDrvList*> ZKStudioTree::SelectedInstruments() const {
 }
 
 void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
-  const Synth* synth = FirstSynth(instrument);
   const int size = fontMetrics().height();
   auto* row = new QTreeWidgetItem(this);
   row->setText(kName, ShownUtf8(instrument->DisplayKey()));
@@ -223,7 +213,8 @@ void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
     row->setIcon(column, QIcon(PortStateMark(state, palette(), size, devicePixelRatioF())));
     SetToolTip(row, column, port.empty() ? PortStateText(state) : ShownUtf8(port) + '\n' + PortStateText(state));
   }
-  row->setText(kDevice, QString::number(ShownDeviceNumber(synth, instrument->sysExChannel)));
+  if (const Synth* synth = DeviceIdSynth(*instrument))
+    row->setText(kDevice, QString::number(ShownDeviceId(synth, instrument->sysExChannel)));
   row->setText(kChannel, QString::number(instrument->midiChannel + 1));
   row->setData(kName, kNodeRole, QVariant::fromValue(static_cast<void*>(instrument)));
   row->setFlags(row->flags() | Qt::ItemIsEditable | Qt::ItemIsDragEnabled);

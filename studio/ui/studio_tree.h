@@ -6,6 +6,8 @@
 
 #include "studio/ui/studio_host.h"
 
+class QComboBox;
+
 namespace tonalith {
 
 // Whether the port an instrument remembers is there.
@@ -16,9 +18,9 @@ PortState StateOfInstrument(StudioPorts* ports, const ZKDrvList* instrument);
 QString PortStateText(PortState state);
 // A green disc, a red one with a bar for a port that is gone, a ring when none is chosen.
 QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal scale);
-// The device number as the instrument's own display counts it.
-int ShownDeviceNumber(const Synth* synth, int channel);
-const Synth* FirstSynth(const ZKDrvList* instrument);
+
+// The device IDs an instrument can be set to, with the kept number as data; its own is chosen.
+void AddDeviceIds(QComboBox* box, const ZKDrvList& instrument);
 
 // Instruments with their drivers; ports, device number and channel of an instrument are changed in place.  Instruments
 // are dragged to another place.  Drivers of a long studio are shown when their instrument is opened.

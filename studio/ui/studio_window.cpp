@@ -14,6 +14,8 @@
 #include <algorithm>
 
 #include "services/settings.h"
+#include "studio/device_ids.h"
+#include "studio/instrument_change.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
@@ -368,10 +370,9 @@ void TZKDrvLst::AddFromFile(QMenu* menu, ZKDrvList* driver) {
 }
 
 // Menus stay open while the studio may change: nodes are looked up again before they are used.
-void TZKDrvLst::Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change) {
+void TZKDrvLst::Change(ZKDrvList* node, const InstrumentChange& change) {
   if (!studio_.GetInstrumentDrvList(node)) return;
-  change(node);
-  if (const Result written = studio_.InstrumentChanged(node); !written.ok())
+  if (const Result written = ChangeInstrument(studio_, node, change); !written.ok())
     host_.prompts().Say("Studio", written.text);
   host_.StudioEdited();
   Refresh();
@@ -383,35 +384,28 @@ void TZKDrvLst::AddPorts(QMenu* menu, ZKDrvList* instrument, bool input) {
   QMenu* list = menu->addMenu(input ? tr("MIDI &In Port") : tr("MIDI &Out Port"));
   list->setEnabled(!names.empty());
   const std::string& current = input ? instrument->inPortName : instrument->outPortName;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    QAction* action = AddEntry(list, FromUtf8(names[i]));
+  for (const std::string& name : names) {
+    QAction* action = AddEntry(list, FromUtf8(name));
     connect(action, &QAction::triggered, this, [=, this] {
-      Edit(instrument, [&](ZKDrvList* node) {
-        const int port = static_cast<int>(i);
-        if (input)
-          node->SetInPort(port, names[i]);
-        else
-          node->SetOutPort(port, names[i]);
-      });
+      InstrumentChange change;
+      (input ? change.inPort : change.outPort) = name;
+      Change(instrument, change);
     });
     action->setCheckable(true);
-    action->setChecked(names[i] == current);
+    action->setChecked(name == current);
   }
 }
 
 void TZKDrvLst::AddChannels(QMenu* menu, ZKDrvList* instrument, bool device) {
-  const Synth* synth = FirstSynth(instrument);
-  const int first = device && synth ? std::max<int>(0, synth->sysExChannelMin) : 0;
-  const int last = device && synth ? synth->sysExChannelMax : 15;
+  const Synth* synth = device ? DeviceIdSynth(*instrument) : nullptr;
   QMenu* list = menu->addMenu(device ? tr("&Device ID") : tr("MIDI &Channel"));
-  for (int i = first; i <= last; ++i) {
-    QAction* action = list->addAction(QString::number(device ? ShownDeviceNumber(synth, i) : i + 1), this, [=, this] {
-      Edit(instrument, [&](ZKDrvList* node) {
-        if (device)
-          node->SetSysExChannel(i);
-        else
-          node->SetMidiChannel(i);
-      });
+  list->setEnabled(!device || synth);
+  const DeviceIdRange range = synth ? DeviceIdsOf(*synth) : DeviceIdRange{0, device ? -1 : 15};
+  for (int i = range.low; i <= range.high; ++i) {
+    QAction* action = list->addAction(QString::number(device ? ShownDeviceId(synth, i) : i + 1), this, [=, this] {
+      InstrumentChange change;
+      (device ? change.device : change.channel) = i;
+      Change(instrument, change);
     });
     action->setCheckable(true);
     action->setChecked(i == (device ? instrument->sysExChannel : instrument->midiChannel));

@@ -24,6 +24,8 @@ class QToolButton;
 
 namespace tonalith {
 
+struct InstrumentChange;
+
 // The studio window: the instruments as panels or as a tree, and everything that is done with them.
 class TZKDrvLst final : public ZKWindow {
   Q_OBJECT
@@ -99,7 +101,7 @@ class TZKDrvLst final : public ZKWindow {
   void AddPorts(QMenu* menu, ZKDrvList* instrument, bool input);
   void AddChannels(QMenu* menu, ZKDrvList* instrument, bool device);
   void BuildAddMenu(QMenu* menu);
-  void Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change);
+  void Change(ZKDrvList* node, const InstrumentChange& change);
   void FillDrivers();
   void Search(const QString& text);
   void SelectionChanged();

@@ -207,6 +207,9 @@ TEST_F(StudioSafety, EmptyAndForeignFiles) {
   EXPECT_TRUE(studio.instruments().empty());
   Write(Default(), {'9', 'V', 'R', 'D', 0, 0});
   EXPECT_EQ(studio.DrvLoadSetup(0), 0);
+  EXPECT_TRUE(studio.instruments().empty()) << "the user wants none";
+  Write(Default(), {});
+  EXPECT_EQ(studio.DrvLoadSetup(0), 0);
   EXPECT_EQ(studio.instruments().size(), 1u) << "made from the instrument folder";
   const fs::path other = root_ / "other.PV9";
   Write(other, {'N', 'V', 'R', 'D', 0, 0});
