@@ -66,6 +66,15 @@ std::vector<RoomInclude> IncludesOfRoom(const std::string& room) {
 
 }  // namespace
 
+TEST(House, WhatWindowsAreMadeOfKnowsNoWindow) {
+  const std::set<std::string> doors = {"ui/plain_text.h", "ui/qt_text.h"};
+  for (const auto& include : IncludesOfRoom("ui/style")) {
+    if (!include.quoted || doors.count(include.target)) continue;
+    EXPECT_TRUE(include.target.starts_with("ui/style/") || include.target.starts_with("platform/"))
+        << include.file << " includes " << include.target;
+  }
+}
+
 TEST(House, EveryIncludeFollowsAnArrow) {
   for (const auto& [room, allowed] : kArrows) {
     for (const auto& include : IncludesOfRoom(room)) {
