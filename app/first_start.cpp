@@ -10,6 +10,7 @@
 #include "studio/ui/search_rows.h"
 #include "studio/ui/studio_marks.h"
 #include "ui/plain_text.h"
+#include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
 #include "ui/style/widget_style.h"
 
@@ -22,7 +23,7 @@ constexpr int kDriverRole = Qt::UserRole;
 PlainLabel* Text(QWidget* parent, const QString& text = {}) {
   auto* label = new PlainLabel(text, parent);
   label->setWordWrap(true);
-  SetSecondary(label);
+  SetSecondaryText(label);
   return label;
 }
 
@@ -100,8 +101,8 @@ QWidget* FirstStartPage::BuildTypes(const FirstStartFacts& facts) {
   QVBoxLayout* column = nullptr;
   QWidget* page = Page(&column);
   types_ = new QTreeWidget(page);
+  DressList(types_);
   types_->setHeaderHidden(true);
-  types_->setUniformRowHeights(true);
   SetAccessibleName(types_, tr("Instruments and their data"));
   column->addWidget(types_, 1);
   column->addWidget(Text(page, tr("What you save is kept in %1").arg(ShownUtf8(facts.data))));
@@ -212,7 +213,7 @@ void FirstStartPage::ShowButtons() {
   // The list tells of its first changes while the page is made.
   if (!next_) return;
   simulated_->setEnabled(step_ == kChoose);
-  leave_->setText(step_ == kGet ? tr("Go to the St&udio") : tr("N&ot Now"));
+  leave_->setText(step_ == kChoose ? tr("N&ot Now") : tr("Go to the St&udio"));
   if (step_ == kChoose) {
     next_->setText(tr("&Find Them"));
     next_->setEnabled(!choice_->Chosen().empty());

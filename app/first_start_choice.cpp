@@ -9,6 +9,7 @@
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/icons.h"
+#include "ui/style/list_delegate.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
 
@@ -33,6 +34,7 @@ InstrumentChoice::InstrumentChoice(const std::vector<Entry>& installed, QWidget*
   search_->installEventFilter(this);
   column->addWidget(search_);
   list_ = new QListWidget(this);
+  DressList(list_);
   list_->setIconSize(kPicture);
   list_->setUniformItemSizes(true);
   SetAccessibleName(list_, tr("Instruments to choose from"));
@@ -44,7 +46,7 @@ InstrumentChoice::InstrumentChoice(const std::vector<Entry>& installed, QWidget*
   nothing_->hide();
   column->addWidget(nothing_);
   count_ = new PlainLabel(this);
-  SetSecondary(count_);
+  SetSecondaryText(count_);
   column->addWidget(count_);
   setFocusProxy(search_);
   connect(search_, &SearchField::WordsChanged, this, [this] { Filter(); });

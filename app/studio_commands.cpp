@@ -1,6 +1,7 @@
 #include "app/studio_commands.h"
 
 #include <QFileInfo>
+#include <QMainWindow>
 #include <QMdiSubWindow>
 #include <algorithm>
 
@@ -8,6 +9,7 @@
 #include "app/child_windows.h"
 #include "app/command_menus.h"
 #include "app/document_windows.h"
+#include "app/open_documents.h"
 #include "app/simulation.h"
 #include "bank/bank_document.h"
 #include "platform/path_resolver.h"
@@ -33,12 +35,18 @@ constexpr char kOpenStudioFirst[] =
 }  // namespace
 
 StudioCommands::StudioCommands(const FrameContext& frame, DocumentWindows& windows)
-    : frame_(frame), windows_(windows), autoSense_(std::make_unique<AutoSenseSearch>(frame, *this)) {
+    : frame_(frame),
+      windows_(windows),
+      autoSense_(std::make_unique<AutoSenseSearch>(frame, *this)),
+      openDocuments_(std::make_unique<OpenStudioDocuments>(frame)) {
   frame_.menus.Register(CommandId::FileNewStudio, {[this] { Show(); }});
   frame_.menus.Register(CommandId::MidiWhatIsConnected, {[this] { ShowConnected(); }});
   frame_.menus.Register(CommandId::FileNewEditor, {[this] { OnNewEditor(); }});
   frame_.menus.Register(CommandId::FileInstallModule, {[this] { Show()->OnInstallFromDisk(); }});
   connect(autoSense_.get(), &AutoSenseSearch::Changed, this, &StudioCommands::Refresh);
+  connect(openDocuments_.get(), &OpenStudioDocuments::Changed, this, [this] {
+    if (window_) window_->ShowDocuments();
+  });
   frame_.studio.SetSettings(&frame_.program.settings());
   frame_.studio.SetCloseHook([this](std::span<ZKDrvList* const> instruments) { return CloseWindowsOf(instruments); });
   frame_.studio.SetAutoSenseHook([this](ZKDrvList* instrument) { autoSense_->Search({instrument}); });
@@ -100,6 +108,10 @@ const WindowCounters* StudioCommands::windowCounters() {
 
 const AutoConfigServices* StudioCommands::autoConfig() {
   return autoSense_->services();
+}
+
+std::vector<OpenDocument> StudioCommands::OpenDocuments() {
+  return openDocuments_->List();
 }
 
 // ---- data of its instruments ----------------------------------------------------------------------------------------

@@ -17,6 +17,7 @@ class AutoSenseSearch;
 class ConnectedDialog;
 class DocumentWindows;
 class InstrumentWindow;
+class OpenStudioDocuments;
 class ZKDrvList;
 
 // The studio's window and what is done from it: new data of an instrument, modules, the studio file.
@@ -62,6 +63,8 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   std::string PreferencesIni() override;
   const WindowCounters* windowCounters() override;
   const AutoConfigServices* autoConfig() override;
+  std::vector<OpenDocument> OpenDocuments() override;
+  OpenStudioDocuments& openDocuments() { return *openDocuments_; }
 
  private:
   void OnNewEditor();
@@ -72,6 +75,7 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   QPointer<TZKDrvLst> window_;
   QPointer<ConnectedDialog> connected_;
   std::unique_ptr<AutoSenseSearch> autoSense_;
+  std::unique_ptr<OpenStudioDocuments> openDocuments_;
 };
 
 }  // namespace tonalith

@@ -16,6 +16,7 @@
 #include "studio/studio_document.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -91,10 +92,12 @@ DrvAutoConfig::~DrvAutoConfig() {
 
 void DrvAutoConfig::Build() {
   auto* layout = new QVBoxLayout(this);
+  SetSpace(layout, kWideGap, kGap);
   auto* form = new QFormLayout;
   const auto line = [&](const QString& title) {
     auto* value = new PlainLabel;
     value->setMinimumWidth(value->fontMetrics().averageCharWidth() * 54);
+    if (form->rowCount() == 0) value->setFont(HeadingFont(value->font()));
     form->addRow(title, value);
     return value;
   };

@@ -18,7 +18,7 @@ ConnectedDialog::ConnectedDialog(ZKStudioDoc& studio, const AutoConfigServices& 
   SetSpace(column, kWideGap, kGap);
   text_ = new PlainLabel(this);
   text_->setWordWrap(true);
-  SetSecondary(text_);
+  SetSecondaryText(text_);
   column->addWidget(text_);
   rows_ = new SearchRows(studio, services, this);
   column->addWidget(rows_, 1);

@@ -6,6 +6,7 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHeaderView>
+#include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -13,10 +14,14 @@
 
 #include "studio/device_ids.h"
 #include "studio/instrument_change.h"
+#include "studio/ui/studio_marks.h"
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
@@ -53,10 +58,14 @@ InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* ins
     : QDialog(parent), studio_(studio), instrument_(instrument), host_(host) {
   SetTitle(this, tr("Settings of %1").arg(ShownUtf8(instrument->DisplayKey())));
   auto* column = new QVBoxLayout(this);
+  SetSpace(column, kWideGap, kWideGap);
   column->addWidget(BuildPorts());
   column->addWidget(BuildPatchBay());
   column->addWidget(BuildDrivers(), 1);
-  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
+  QPushButton* keep = buttons->addButton(tr("&Save Settings"), QDialogButtonBox::AcceptRole);
+  SetPrimary(keep);
+  keep->setDefault(true);
   connect(buttons, &QDialogButtonBox::accepted, this, &InstrumentSettingsDlg::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   column->addWidget(buttons);
@@ -67,9 +76,8 @@ QComboBox* InstrumentSettingsDlg::PortChoice(const std::string& current, bool in
   auto* box = new QComboBox;
   box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   box->setMinimumContentsLength(24);
-  const int size = fontMetrics().height();
   const auto add = [&](const QString& text, int choice, PortState state) {
-    box->addItem(QIcon(PortStateMark(state, palette(), size, devicePixelRatioF())), text, choice);
+    box->addItem(MarkIcon(PortStateMark(state), this), text, choice);
   };
   add(tr("unassigned"), kUnassigned, PortState::None);
   StudioPorts* ports = host_.ports();
@@ -134,7 +142,7 @@ QWidget* InstrumentSettingsDlg::BuildDrivers() {
   auto* column = new QVBoxLayout(group);
   patches_ = new QTableWidget(static_cast<int>(instrument_->drivers.size()), 2);
   patches_->setHorizontalHeaderLabels({tr("Data"), tr("Default patch")});
-  patches_->verticalHeader()->hide();
+  DressList(patches_);
   patches_->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
   patches_->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
   patches_->setSelectionMode(QAbstractItemView::NoSelection);

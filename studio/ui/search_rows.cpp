@@ -11,6 +11,7 @@
 #include "studio/ui/studio_marks.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
 
 namespace tonalith {
@@ -66,6 +67,7 @@ SearchRows::SearchRows(ZKStudioDoc& studio, const AutoConfigServices& services, 
   rows_ = new QTreeWidget(this);
   rows_->setHeaderLabels({tr("Instrument"), tr("State"), tr("Where")});
   rows_->setColumnCount(kColumns);
+  DressList(rows_);
   rows_->setRootIsDecorated(false);
   rows_->setUniformRowHeights(true);
   rows_->setAllColumnsShowFocus(true);
@@ -118,7 +120,6 @@ void SearchRows::FillRows() {
   for (std::size_t i = 0; i < search_.rows().size(); ++i) {
     auto* item = new QTreeWidgetItem(rows_);
     item->setFont(kInstrument, HeadingFont(font()));
-    item->setSizeHint(kInstrument, QSize(0, TargetHeight(fontMetrics())));
     ShowRow(i);
   }
   if (rows_->topLevelItemCount() > 0) rows_->setCurrentItem(rows_->topLevelItem(0));

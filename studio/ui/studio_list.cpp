@@ -15,7 +15,7 @@ namespace tonalith {
 
 namespace {
 
-enum PanelRole { kPanelNodeRole = Qt::UserRole, kLinesRole, kStateRole, kSearchRole };
+enum PanelRole { kPanelNodeRole = Qt::UserRole, kLinesRole, kStateRole, kPanelSearchRole };
 constexpr int kMargin = 8;
 constexpr int kCompactPicture = 0;
 
@@ -67,8 +67,7 @@ class PanelDelegate final : public QStyledItemDelegate {
     const int line = option.fontMetrics.height();
     const auto state = static_cast<PortState>(index.data(kStateRole).toInt());
     const int top = inner.top() + std::max(0, (inner.height() - 4 * line) / 2);
-    const QPixmap mark = PortStateMark(state, option.palette, line, painter->device()->devicePixelRatioF());
-    painter->drawPixmap(inner.right() - line, top, mark);
+    PaintMark(painter, QRect(inner.right() - line, top, line, line), PortStateMark(state));
     painter->setPen(option.palette.color(QPalette::Text));
     QFont bold = option.font;
     bold.setBold(true);
@@ -148,23 +147,29 @@ void ZKStudioList::Rebuild() {
     panel->setData(kStateRole, static_cast<int>(state));
     QString search = panel->text();
     for (const auto& driver : instrument->drivers) search += '\n' + ShownLatin1(driver->TypeName());
-    panel->setData(kSearchRole, search);
+    panel->setData(kPanelSearchRole, search);
     SetToolTip(panel, panel->text() + '\n' + PortStateText(state));
     panel->setData(Qt::AccessibleTextRole, panel->text() + ", " +
                                                panel->data(kLinesRole).toStringList().join(QStringLiteral(", ")) +
                                                ", " + PortStateText(state));
     if (!compact_)
-      panel->setData(Qt::DecorationRole, InstrumentPicture(studio_, instrument.get(), devicePixelRatioF(), palette()));
+      panel->setData(Qt::DecorationRole,
+                     InstrumentPicture(studio_, instrument.get(), kInstrumentPicture, devicePixelRatioF()));
   }
   SetCurrentInstrument(current);
   if (!currentItem() && count() > 0) setCurrentRow(std::min(place, count() - 1));
   Filter(filter_);
 }
 
-void ZKStudioList::Filter(const QString& text) {
-  filter_ = text;
-  for (int i = 0; i < count(); ++i)
-    item(i)->setHidden(!item(i)->data(kSearchRole).toString().contains(text, Qt::CaseInsensitive));
+int ZKStudioList::Filter(const SearchWords& words) {
+  filter_ = words;
+  int hits = 0;
+  for (int i = 0; i < count(); ++i) {
+    const bool hit = words.Match(item(i)->data(kPanelSearchRole).toString());
+    item(i)->setHidden(!hit);
+    hits += hit ? 1 : 0;
+  }
+  return hits;
 }
 
 void ZKStudioList::SetCompact(bool compact) {

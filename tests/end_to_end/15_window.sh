@@ -69,6 +69,9 @@ get_dx7_bank() {
   within 5 window "MIDI I/O" || fail "no receive window"
 }
 
+# A studio with everything that is installed; without one the program asks first which instruments there are.
+"$BIN/tonalith-cli" --config-root "$ROOT" studio set "Yamaha DX7" --channel 1 >>"$WORK/out" 2>&1 ||
+  fail "the studio could not be made"
 echo "get, rename, send, save"
 start
 get_dx7_bank
