@@ -195,7 +195,8 @@ void TZKDrvLst::BuildButtons() {
   add_->setMenu(new QMenu(this));
   connect(add_->menu(), &QMenu::aboutToShow, this, [this] { BuildAddMenu(add_->menu()); });
   sense_ =
-      AddButton(grid, Glyph::AutoSense, tr("Auto&Sense"), tr("Search all MIDI ports for the selected instruments; without any for everything that is installed"));
+      AddButton(grid, Glyph::AutoSense, tr("Auto&Sense"),
+                tr("Search all MIDI ports for the selected instruments; without any for everything that is installed"));
   static_cast<QVBoxLayout*>(layout())->addLayout(grid);
   connect(sense_, &QToolButton::clicked, this, [this] { OnAutoSense(); });
   connect(get_, &QToolButton::clicked, this, [this] { RunCommand(CommandId::MidiGet); });

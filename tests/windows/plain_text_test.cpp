@@ -21,6 +21,7 @@
 #include <QWindow>
 #include <filesystem>
 
+#include "app/autosense_search.h"
 #include "app/first_start.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
