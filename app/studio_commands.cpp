@@ -170,13 +170,13 @@ bool StudioCommands::CloseWindowsOf(std::span<ZKDrvList* const> instruments) {
 
 // ---- the studio file, modules, changes ------------------------------------------------------------------------------
 
-void StudioCommands::RouteSimulated() {
-  if (frame_.simulation) frame_.simulation->RouteInstruments(frame_.studio, frame_.ports);
+void StudioCommands::RouteSimulated(bool loaded) {
+  if (frame_.simulation) frame_.simulation->RouteInstruments(frame_.studio, frame_.ports, loaded);
 }
 
 bool StudioCommands::DrvLoadSetup() {
   const bool loaded = frame_.studio.DrvLoadSetup(0) == 0;
-  RouteSimulated();
+  RouteSimulated(true);
   frame_.studio.UpdatePortReferences();
   if (window_)
     Refresh();
@@ -193,7 +193,7 @@ bool StudioCommands::OpenStudioFile(const std::string& path) {
   Show();
   if (loaded) return true;
   const bool opened = frame_.studio.DrvLoadSetup(0, ToUtf8(info.path()), ToUtf8(info.fileName())) == 0;
-  if (opened) RouteSimulated();
+  if (opened) RouteSimulated(true);
   Refresh();
   return opened;
 }

@@ -68,7 +68,7 @@ class StudioCommands final : public QObject, public StudioWindowHost {
 
  private:
   void OnNewEditor();
-  void RouteSimulated();
+  void RouteSimulated(bool loaded = false);
 
   FrameContext frame_;
   DocumentWindows& windows_;

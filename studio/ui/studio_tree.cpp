@@ -295,6 +295,7 @@ void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
 void ZKStudioTree::Rebuild() {
   // The nodes may be gone, so they are only compared.
   const ZKDrvList* current = CurrentNode();
+  const QString document = DocumentOf(currentItem()) ? currentItem()->text(kName) : QString();
   const int place = topLevelItemCount() > 0 && currentItem() ? PlaceOf(currentItem()) : 0;
   const QSignalBlocker quiet(this);
   setUpdatesEnabled(false);
@@ -309,6 +310,8 @@ void ZKStudioTree::Rebuild() {
   open_ = std::move(open);
   ShowDocuments();
   SetCurrentNode(current);
+  for (int i = 0; !document.isNull() && currentItem() && i < currentItem()->childCount(); ++i)
+    if (QTreeWidgetItem* child = currentItem()->child(i); child->text(kName) == document) setCurrentItem(child);
   if (!currentItem()) setCurrentItem(topLevelItem(std::clamp(place, 0, std::max(0, topLevelItemCount() - 1))));
   Filter(filter_);
   setUpdatesEnabled(true);

@@ -238,7 +238,10 @@ void TZKDrvLst::ConnectViews() {
   connect(drivers_, &QListWidget::itemActivated, this, [this] { RunCommand(CommandId::MidiGet); });
   connect(tree_, &ZKStudioTree::Moved, this, [this](int from, int to) { Moved(from, to); });
   connect(list_, &ZKStudioList::Moved, this, [this](int from, int to) { Moved(from, to); });
-  connect(search_, &SearchField::WordsChanged, this, [this] { Search(); });
+  connect(search_, &SearchField::WordsChanged, this, [this] {
+    Search();
+    SelectionChanged();
+  });
   connect(search_, &QLineEdit::returnPressed, this, [this] { shown_->setFocus(); });
   connect(search_, &SearchField::GoToList, this, [this] { shown_->setFocus(); });
   connect(search_, &SearchField::Left, this, [this] { shown_->setFocus(); });
