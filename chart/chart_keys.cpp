@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "chart/chart_spelling.h"
 #include "chart/message.h"
 #include "platform/text.h"
 

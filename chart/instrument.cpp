@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "chart/chart_keys.h"
+#include "chart/chart_spelling.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
 
@@ -344,8 +345,8 @@ class TypeReader {
       if (name.empty()) {
         std::vector<std::string> known;
         for (const auto& [one, definition] : full_) known.push_back(one);
-        problems_.Add(rest.At(at), rest.text.substr(at), "no message is known by this name",
-                      NearestWords(rest.text.substr(at), known));
+        problems_.AddUnknown(rest.At(at), rest.text.substr(at), "no message is known by this name",
+                             NearestWords(rest.text.substr(at), known));
         return;
       }
       for (ChartMessage& message : AllNamed(name, 0)) form.messages.emplace_back(name, std::move(message));
@@ -441,8 +442,8 @@ void ReadHolding(const ChartInstrument& chart, ChartType* type, ChartProblems* p
   for (const ChartSection& section : chart.text->sections)
     if (section.kind == "data") names.push_back(section.name);
   if (std::find(names.begin(), names.end(), type->holds) == names.end())
-    problems->Add(type->holdsAt, type->holds, "the chart has no data type of this name",
-                  NearestWords(type->holds, names));
+    problems->AddUnknown(type->holdsAt, type->holds, "the chart has no data type of this name",
+                         NearestWords(type->holds, names));
 }
 
 // `1140, 1141, 1144..1151`
@@ -474,8 +475,8 @@ void ReadExchanges(ChartInstrument* chart, ChartProblems* problems) {
       known = true;
     }
     if (!known)
-      problems->Add(section.nameAt, section.name, "the chart has no data type of this name",
-                    NearestWords(section.name, names));
+      problems->AddUnknown(section.nameAt, section.name, "the chart has no data type of this name",
+                           NearestWords(section.name, names));
     for (const ChartEntry& entry : section.entries)
       if (entry.flag || (entry.key != "get" && entry.key != "put"))
         problems->Add(entry.keyAt, entry.key, "no key of this section", "get = STEP, put = STEP");

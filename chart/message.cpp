@@ -4,6 +4,7 @@
 #include <cctype>
 #include <optional>
 
+#include "chart/chart_spelling.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
 
@@ -247,8 +248,9 @@ class MessageReader {
     if (found == names_.definitions.end()) {
       std::vector<std::string> words{"sum", "count"};
       for (const auto& [name, cell] : names_.definitions) words.push_back(name);
-      return Wrong(token.at, token.text, "no item of a message",
-                   kItems + ("; known are " + NearestWords(token.text, words)));
+      problems_.AddUnknown(token.at, token.text, "no item of a message",
+                           kItems + ("; known are " + NearestWords(token.text, words)));
+      return;
     }
     names_.used.insert(token.text);
     Items(found->second, depth + 1, nodes);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <span>
 
+#include "chart/chart_spelling.h"
 #include "chart/type_lines.h"
 #include "platform/text.h"
 
@@ -82,8 +83,8 @@ class FormWriter {
     if (said && !bank) {
       std::vector<std::string> names;
       for (const ChartType& type : chart_.types) names.push_back(type.name);
-      problems_.Add(said->valueAt, said->value, "the chart has no data type of this name",
-                    NearestWords(said->value, names));
+      problems_.AddUnknown(said->valueAt, said->value, "the chart has no data type of this name",
+                           NearestWords(said->value, names));
     }
     return bank ? bank->fileName : std::string();
   }

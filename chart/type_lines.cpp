@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "chart/chart_spelling.h"
 #include "chart/message_bytes.h"
 #include "data/hex_text.h"
 #include "data/number_format.h"
