@@ -2,6 +2,7 @@
 
 #include <QPainter>
 
+#include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/colours.h"
 #include "ui/style/icons.h"
@@ -63,7 +64,7 @@ QPixmap InstrumentPicture(ZKStudioDoc& studio, const ZKDrvList* instrument, QSiz
       return picture;
     }
   }
-  const QString name = FromUtf8(instrument->name);
+  const QString name = ShownUtf8(instrument->name);
   return InstrumentPicture(name.section(' ', 0, 0), name.section(' ', 1), size, scale);
 }
 
