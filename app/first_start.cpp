@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kDriverRole = Qt::UserRole;
 
-PlainLabel* Text(QWidget* parent, const QString& text = {}) {
+PlainLabel* Explanation(QWidget* parent, const QString& text = {}) {
   auto* label = new PlainLabel(text, parent);
   label->setWordWrap(true);
   SetSecondaryText(label);
@@ -45,7 +45,7 @@ FirstStartPage::FirstStartPage(const FirstStartFacts& facts, ZKStudioDoc& studio
   title_ = new PlainLabel(this);
   title_->setFont(TitleFont(font()));
   column->addWidget(title_);
-  text_ = Text(this);
+  text_ = Explanation(this);
   column->addWidget(text_);
   pages_ = new QStackedWidget(this);
   pages_->addWidget(BuildChoice(facts));
@@ -90,10 +90,11 @@ QWidget* FirstStartPage::BuildChoice(const FirstStartFacts& facts) {
     entries.push_back({module, studio_.list().IsInstrumentInstalled(module)});
   choice_ = new InstrumentChoice(entries, page);
   column->addWidget(choice_, 1);
-  column->addWidget(Text(page, facts.inputs == 0 || facts.outputs == 0
-                                   ? tr("No MIDI port is there yet. Connect a MIDI interface or start JACK: new ports "
-                                        "are noticed at once.")
-                                   : tr("MIDI ports: %1 in, %2 out").arg(facts.inputs).arg(facts.outputs)));
+  column->addWidget(
+      Explanation(page, facts.inputs == 0 || facts.outputs == 0
+                            ? tr("No MIDI port is there yet. Connect a MIDI interface or start JACK: new ports "
+                                 "are noticed at once.")
+                            : tr("MIDI ports: %1 in, %2 out").arg(facts.inputs).arg(facts.outputs)));
   return page;
 }
 
@@ -105,7 +106,7 @@ QWidget* FirstStartPage::BuildTypes(const FirstStartFacts& facts) {
   types_->setHeaderHidden(true);
   SetAccessibleName(types_, tr("Instruments and their data"));
   column->addWidget(types_, 1);
-  column->addWidget(Text(page, tr("What you save is kept in %1").arg(ShownUtf8(facts.data))));
+  column->addWidget(Explanation(page, tr("What you save is kept in %1").arg(ShownUtf8(facts.data))));
   connect(types_, &QTreeWidget::currentItemChanged, this, [this] { ShowButtons(); });
   connect(types_, &QTreeWidget::itemActivated, this, [this] { GetCurrent(); });
   return page;

@@ -7,7 +7,7 @@ namespace tonalith {
 namespace {
 
 constexpr std::int64_t kBetweenPortsMs = 40;
-constexpr std::int64_t kLingerMs = 300;  // for the slower ones behind the last port
+constexpr std::int64_t kCallLingerMs = 300;  // for the slower ones behind the last port
 constexpr int kEverybody = 127;
 
 }  // namespace
@@ -23,7 +23,7 @@ std::vector<AutoConfigAnswer> CallIdentities(AutoConfigSearch& search) {
   for (std::size_t i = 0; i < search.outputs.size(); ++i) {
     const bool last = i + 1 == search.outputs.size();
     search.Send(search.outputs[i].name, request);
-    if (!search.Wait(last ? kLingerMs : kBetweenPortsMs)) return answers;
+    if (!search.Wait(last ? kCallLingerMs : kBetweenPortsMs)) return answers;
     take(search.outputs[i].name);
   }
   return answers;
