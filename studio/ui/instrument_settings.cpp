@@ -65,10 +65,10 @@ InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* ins
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
   QPushButton* keep = buttons->addButton(tr("&Save Settings"), QDialogButtonBox::AcceptRole);
   SetPrimary(keep);
-  keep->setDefault(true);
   connect(buttons, &QDialogButtonBox::accepted, this, &InstrumentSettingsDlg::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   column->addWidget(buttons);
+  keep->setDefault(true);
   resize(fontMetrics().averageCharWidth() * 66, fontMetrics().height() * 36);
 }
 

@@ -78,6 +78,7 @@ SearchRows::SearchRows(ZKStudioDoc& studio, const AutoConfigServices& services, 
   column->addWidget(rows_, 1);
   auto* bottom = new QHBoxLayout;
   summary_ = new PlainLabel(this);
+  summary_->setWordWrap(true);
   bottom->addWidget(summary_, 1);
   stop_ = new QPushButton(tr("&Stop"), this);
   again_ = new QPushButton(tr("&Try Again"), this);
