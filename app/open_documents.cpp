@@ -17,6 +17,16 @@ namespace {
 constexpr int kSoonMs = 120;
 constexpr std::int64_t kWhole = 100;
 
+// As its tab says, without the instrument and the kind of data, under which the row stands.
+QString RowText(const ZKWindow& window, const ZKDrvList& driver) {
+  const QString own = window.TabText();
+  const QString title = own.isEmpty() ? ShownTitle(&window) : own;
+  const QString type = ShownUtf8(driver.instrument->DisplayKey()) + ' ' + ShownLatin1(driver.TypeName());
+  if (!title.startsWith(type)) return title;
+  const QString rest = title.mid(type.size()).remove(QLatin1Char(':')).trimmed();
+  return rest.isEmpty() ? title : rest;
+}
+
 }  // namespace
 
 OpenStudioDocuments::OpenStudioDocuments(const FrameContext& frame) : frame_(frame), soon_(new QTimer(this)) {
@@ -36,7 +46,7 @@ std::vector<OpenDocument> OpenStudioDocuments::List() const {
     if (!driver) continue;
     OpenDocument document;
     document.driver = driver;
-    document.title = ToUtf8(ShownTitle(window));
+    document.title = ToUtf8(RowText(*window, *driver));
     document.changed = window->document().IsModified();
     if (const auto found = percent_.find(window->dataFile()); found != percent_.end()) document.percent = found->second;
     document.activate = [this, alive = QPointer<ZKWindow>(child)] {

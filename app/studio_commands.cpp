@@ -2,7 +2,6 @@
 
 #include <QFileInfo>
 #include <QMainWindow>
-#include <QMdiSubWindow>
 #include <algorithm>
 
 #include "app/autosense_search.h"
@@ -163,7 +162,7 @@ bool StudioCommands::CloseWindowsOf(std::span<ZKDrvList* const> instruments) {
     auto* window = qobject_cast<InstrumentWindow*>(child);
     const ZKDrvList* driver = window ? frame_.studio.DriverOf(window->dataFile()) : nullptr;
     if (!driver || std::find(instruments.begin(), instruments.end(), driver->instrument) == instruments.end()) continue;
-    if (QMdiSubWindow* sub = frame_.children.SubWindowOf(child); sub && !sub->close()) return false;
+    if (!child->CloseAsked()) return false;
   }
   return true;
 }
