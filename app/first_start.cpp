@@ -1,97 +1,235 @@
 #include "app/first_start.h"
 
-#include <QFormLayout>
-#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QPushButton>
+#include <QStackedWidget>
+#include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "studio/studio_document.h"
+#include "studio/ui/search_rows.h"
+#include "studio/ui/studio_marks.h"
 #include "ui/plain_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
 namespace {
 
-PlainLabel* Text(const QString& text) {
-  auto* label = new PlainLabel(text);
+constexpr int kDriverRole = Qt::UserRole;
+
+PlainLabel* Explanation(QWidget* parent, const QString& text = {}) {
+  auto* label = new PlainLabel(text, parent);
   label->setWordWrap(true);
-  label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  SetSecondaryText(label);
   return label;
 }
 
-QString Names(const std::vector<std::string>& ports) {
-  constexpr std::size_t kMost = 4;
-  QStringList names;
-  for (std::size_t i = 0; i < ports.size() && i < kMost; ++i) names << ShownUtf8(ports[i]);
-  if (ports.size() > kMost) names << FirstStartPage::tr("and %1 more").arg(ports.size() - kMost);
-  return names.isEmpty() ? FirstStartPage::tr("none") : names.join(QStringLiteral("\n"));
+QWidget* Page(QVBoxLayout** column) {
+  auto* page = new QWidget;
+  *column = new QVBoxLayout(page);
+  SetSpace(*column, 0, kGap);
+  return page;
 }
 
 }  // namespace
 
-FirstStartPage::FirstStartPage(const FirstStartFacts& facts, QWidget* parent) : QDialog(parent) {
+FirstStartPage::FirstStartPage(const FirstStartFacts& facts, ZKStudioDoc& studio, const AutoConfigServices& services,
+                               QWidget* parent)
+    : QDialog(parent), studio_(studio) {
   SetTitle(this, tr("First Steps"));
   auto* column = new QVBoxLayout(this);
-  auto* title = new PlainLabel(tr("Welcome to Tonalith"));
-  QFont large = font();
-  large.setPointSizeF(large.pointSizeF() * 1.5);
-  large.setBold(true);
-  title->setFont(large);
-  column->addWidget(title);
-  column->addWidget(Text(tr("Edit, keep and send the sounds of your MIDI instruments.")));
-  column->addWidget(BuildPorts(facts));
-  column->addWidget(BuildFolders(facts));
-  column->addWidget(BuildSteps());
-  column->addStretch(1);
+  SetSpace(column, kWideGap, kGap);
+  title_ = new PlainLabel(this);
+  title_->setFont(TitleFont(font()));
+  column->addWidget(title_);
+  text_ = Explanation(this);
+  column->addWidget(text_);
+  pages_ = new QStackedWidget(this);
+  pages_->addWidget(BuildChoice(facts));
+  search_ = new SearchRows(studio, services, pages_);
+  pages_->addWidget(search_);
+  pages_->addWidget(BuildTypes(facts));
+  column->addWidget(pages_, 1);
   auto* row = new QHBoxLayout;
-  const auto button = [&](const QString& text, void (FirstStartPage::*signal)()) {
-    auto* made = new QPushButton(text);
-    connect(made, &QPushButton::clicked, this, [this, signal] {
-      hide();
-      emit(this->*signal)();
-      close();
-    });
-    row->addWidget(made);
-    return made;
-  };
-  button(tr("&Add an Instrument"), &FirstStartPage::AddInstrument)->setDefault(true);
-  QPushButton* simulated = button(tr("&Try It with Simulated Instruments"), &FirstStartPage::TrySimulated);
-  simulated->setVisible(!facts.simulated);
-  SetToolTip(simulated, tr("Starts the program again with instruments on virtual cables"));
+  simulated_ = new QPushButton(tr("&Try It with Simulated Instruments"), this);
+  SetToolTip(simulated_, tr("Starts the program again with instruments on virtual cables"));
+  simulated_->setVisible(!facts.simulated);
+  leave_ = new QPushButton(tr("N&ot Now"), this);
+  next_ = new QPushButton(this);
+  SetPrimary(next_);
+  next_->setDefault(true);
+  for (QPushButton* button : {simulated_, leave_}) button->setAutoDefault(false);
+  row->addWidget(simulated_);
   row->addStretch(1);
-  button(tr("Go to the &Studio"), &FirstStartPage::GoToStudio);
+  row->addWidget(leave_);
+  row->addWidget(next_);
   column->addLayout(row);
-  resize(fontMetrics().averageCharWidth() * 80, sizeHint().height());
+  connect(simulated_, &QPushButton::clicked, this, [this] {
+    accept();
+    emit TrySimulated();
+  });
+  connect(leave_, &QPushButton::clicked, this, &QDialog::reject);
+  connect(next_, &QPushButton::clicked, this, &FirstStartPage::Next);
+  connect(choice_, &InstrumentChoice::Changed, this, &FirstStartPage::ShowButtons);
+  connect(search_, &SearchRows::RunningChanged, this, [this](bool running) {
+    ShowButtons();
+    if (!running && step_ == kSearch) next_->setFocus();
+  });
+  resize(fontMetrics().averageCharWidth() * 88, fontMetrics().height() * 34);
+  GoTo(kChoose);
 }
 
-QWidget* FirstStartPage::BuildPorts(const FirstStartFacts& facts) {
-  auto* group = new QGroupBox(tr("MIDI ports found"));
-  auto* form = new QFormLayout(group);
-  form->addRow(tr("In:"), Text(Names(facts.inputs)));
-  form->addRow(tr("Out:"), Text(Names(facts.outputs)));
-  if (facts.inputs.empty() || facts.outputs.empty())
-    form->addRow(Text(tr("Connect a MIDI interface or start JACK: new ports are noticed at once.")));
-  return group;
+QWidget* FirstStartPage::BuildChoice(const FirstStartFacts& facts) {
+  QVBoxLayout* column = nullptr;
+  QWidget* page = Page(&column);
+  std::vector<InstrumentChoice::Entry> entries;
+  for (const std::string& module : studio_.InstalledModules())
+    entries.push_back({module, studio_.list().IsInstrumentInstalled(module)});
+  choice_ = new InstrumentChoice(entries, page);
+  column->addWidget(choice_, 1);
+  column->addWidget(
+      Explanation(page, facts.inputs == 0 || facts.outputs == 0
+                            ? tr("No MIDI port is there yet. Connect a MIDI interface or start JACK: new ports "
+                                 "are noticed at once.")
+                            : tr("MIDI ports: %1 in, %2 out").arg(facts.inputs).arg(facts.outputs)));
+  return page;
 }
 
-QWidget* FirstStartPage::BuildFolders(const FirstStartFacts& facts) {
-  auto* group = new QGroupBox(tr("Folders"));
-  auto* form = new QFormLayout(group);
-  form->addRow(tr("Your data:"), Text(ShownUtf8(facts.data)));
-  form->addRow(tr("Instruments:"), Text(ShownUtf8(facts.instruments)));
-  form->addRow(tr("Settings:"), Text(ShownUtf8(facts.preferences)));
-  return group;
+QWidget* FirstStartPage::BuildTypes(const FirstStartFacts& facts) {
+  QVBoxLayout* column = nullptr;
+  QWidget* page = Page(&column);
+  types_ = new QTreeWidget(page);
+  DressList(types_);
+  types_->setHeaderHidden(true);
+  SetAccessibleName(types_, tr("Instruments and their data"));
+  column->addWidget(types_, 1);
+  column->addWidget(Explanation(page, tr("What you save is kept in %1").arg(ShownUtf8(facts.data))));
+  connect(types_, &QTreeWidget::currentItemChanged, this, [this] { ShowButtons(); });
+  connect(types_, &QTreeWidget::itemActivated, this, [this] { GetCurrent(); });
+  return page;
 }
 
-QWidget* FirstStartPage::BuildSteps() {
-  auto* group = new QGroupBox(tr("How it works"));
-  auto* column = new QVBoxLayout(group);
-  column->addWidget(Text(tr(
-      "1. The studio lists your instruments. Add puts one in, AutoSense finds its ports, Settings sets them by hand.\n"
-      "2. Choose a kind of data of an instrument; Get requests it and a window shows the progress.\n"
-      "3. The bank window lists the patches. F2 renames one in place.\n"
-      "4. Transmit brings the data back into the instrument, Save keeps it as a file.")));
-  return group;
+// ---- the steps ------------------------------------------------------------------------------------------------------
+
+void FirstStartPage::GoTo(Step step) {
+  step_ = step;
+  pages_->setCurrentIndex(step);
+  switch (step) {
+    case kChoose:
+      title_->setText(tr("Which instruments do you own?"));
+      text_->setText(
+          tr("Step 1 of 3. Check them in the list, or type a name and press Return. Others can be added at "
+             "any time."));
+      choice_->setFocus();
+      break;
+    case kSearch:
+      title_->setText(tr("Where are they?"));
+      text_->setText(
+          tr("Step 2 of 3. Every MIDI port is asked for each of them. They have to be switched on, with a "
+             "cable in both directions."));
+      break;
+    case kGet:
+      title_->setText(tr("Get your sounds"));
+      text_->setText(search_->search().Found() > 0
+                         ? tr("Step 3 of 3. Choose what to get from an instrument first. All of it is in the studio at "
+                              "the left as well.")
+                         : tr("Step 3 of 3. None of them was found yet. They are in the studio at the left; \"What Is "
+                              "Connected?\" in the menu MIDI searches again, Settings sets ports by hand."));
+      FillTypes();
+      types_->setFocus();
+      break;
+  }
+  ShowButtons();
+}
+
+void FirstStartPage::Next() {
+  if (step_ == kChoose) {
+    AddChosen();
+    GoTo(kSearch);
+    search_->Begin();
+    ShowButtons();
+    if (!search_->search().Running()) next_->setFocus();
+  } else if (step_ == kSearch) {
+    search_->search().Stop();
+    GoTo(kGet);
+  } else {
+    GetCurrent();
+  }
+}
+
+void FirstStartPage::AddChosen() {
+  const auto chosen = choice_->Chosen();
+  search_->search().Clear();
+  for (const std::string& module : chosen) {
+    // Searched for here, in one go.
+    if (studio_.AddDrivers(module, true)) search_->search().AddInstrument(studio_.instruments().back().get());
+  }
+  studio_.TakeQueued();
+  studio_.UpdatePortReferences();
+  if (!chosen.empty()) emit Added();
+}
+
+void FirstStartPage::FillTypes() {
+  types_->clear();
+  const auto& rows = search_->search().rows();
+  for (const bool found : {true, false})
+    for (const SearchedInstrument& row : rows)
+      if ((row.state == SearchedInstrument::State::Found) == found && row.instrument) AddTypesOf(row.instrument, found);
+  if (QTreeWidgetItem* first = types_->topLevelItem(0); first && first->childCount() > 0)
+    types_->setCurrentItem(first->child(0));
+}
+
+void FirstStartPage::AddTypesOf(ZKDrvList* instrument, bool found) {
+  if (!studio_.GetInstrumentDrvList(instrument)) return;
+  auto* row = new QTreeWidgetItem(types_);
+  const QString name = ShownUtf8(instrument->DisplayKey());
+  row->setText(0, found ? name : tr("%1 (not found)").arg(name));
+  row->setIcon(0, MarkIcon(found ? Mark::Found : Mark::Missing, this));
+  row->setFont(0, HeadingFont(font()));
+  for (const auto& driver : instrument->drivers) {
+    auto* type = new QTreeWidgetItem(row);
+    type->setText(0, ShownLatin1(driver->TypeName()));
+    type->setData(0, kDriverRole, QVariant::fromValue(static_cast<void*>(driver.get())));
+  }
+  row->setExpanded(found);
+}
+
+ZKDrvList* FirstStartPage::CurrentType() const {
+  const QTreeWidgetItem* item = types_->currentItem();
+  auto* driver = item ? static_cast<ZKDrvList*>(item->data(0, kDriverRole).value<void*>()) : nullptr;
+  return driver && studio_.GetInstrumentDrvList(driver) ? driver : nullptr;
+}
+
+void FirstStartPage::GetCurrent() {
+  ZKDrvList* driver = CurrentType();
+  if (!driver) return;
+  accept();
+  emit Get(driver);
+}
+
+void FirstStartPage::ShowButtons() {
+  // The list tells of its first changes while the page is made.
+  if (!next_) return;
+  simulated_->setEnabled(step_ == kChoose);
+  leave_->setText(step_ == kChoose ? tr("N&ot Now") : tr("Go to the St&udio"));
+  if (step_ == kChoose) {
+    next_->setText(tr("&Find Them"));
+    next_->setEnabled(!choice_->Chosen().empty());
+  } else if (step_ == kSearch) {
+    next_->setText(search_->search().Running() ? tr("&Go On without Waiting") : tr("&Go On"));
+    next_->setEnabled(true);
+  } else {
+    next_->setText(tr("&Get"));
+    next_->setEnabled(CurrentType() != nullptr);
+  }
+}
+
+void FirstStartPage::done(int result) {
+  search_->search().Stop();
+  QDialog::done(result);
 }
 
 }  // namespace tonalith

@@ -5,9 +5,11 @@
 #include <QProcess>
 #include <QTimer>
 
+#include "app/autosense_search.h"
 #include "app/command_menus.h"
 #include "app/first_start.h"
 #include "app/studio_commands.h"
+#include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
 #include "platform/path_resolver.h"
@@ -18,8 +20,19 @@
 
 namespace tonalith {
 
+namespace {
+
+constexpr char kSection[] = "Application";
+constexpr char kKey[] = "First Start Shown";
+
+}  // namespace
+
 FirstSteps::FirstSteps(const FrameContext& frame, StudioCommands& studio) : frame_(frame), studio_(studio) {
   frame_.menus.Register(CommandId::HelpContents, {[this] { Show(); }});
+}
+
+FirstSteps::~FirstSteps() {
+  delete page_.data();
 }
 
 void FirstSteps::Show() {
@@ -28,28 +41,41 @@ void FirstSteps::Show() {
     return page_->activateWindow();
   }
   FirstStartFacts facts;
-  facts.inputs = frame_.ports.InputPortNames();
-  facts.outputs = frame_.ports.OutputPortNames();
-  facts.instruments = frame_.program.paths().MainGetInstrPath();
+  facts.inputs = frame_.ports.InputPortNames().size();
+  facts.outputs = frame_.ports.OutputPortNames().size();
   facts.data = frame_.program.paths().MainGetDataPath();
-  facts.preferences = FolderOf(frame_.program.paths().GetZKIni());
   facts.simulated = frame_.simulation != nullptr;
-  page_ = new FirstStartPage(facts, &frame_.window);
+  page_ = new FirstStartPage(facts, frame_.studio, *studio_.autoSense().services(), &frame_.window);
   page_->setAttribute(Qt::WA_DeleteOnClose);
-  connect(page_, &FirstStartPage::AddInstrument, this, [this] { studio_.Show()->OfferInstruments(); });
+  page_->setWindowModality(Qt::WindowModal);
+  connect(page_, &FirstStartPage::Added, &studio_, [this] {
+    studio_.StudioEdited();
+    studio_.Refresh();
+  });
   connect(page_, &FirstStartPage::TrySimulated, this, &FirstSteps::RestartSimulated);
-  connect(page_, &FirstStartPage::GoToStudio, this, [this] { studio_.Show(); });
+  connect(page_, &FirstStartPage::Get, &studio_, [this](ZKDrvList* driver) { studio_.OpenDriver(driver, true); });
   page_->show();
 }
 
-void FirstSteps::ShowOnce() {
-  constexpr char kSection[] = "Application";
-  constexpr char kKey[] = "First Start Shown";
-  if (frame_.simulation || qEnvironmentVariableIsSet("TONALITH_PROMPT_SCRIPT")) return;
+bool FirstSteps::WasShown() const {
+  return qEnvironmentVariableIsSet("TONALITH_PROMPT_SCRIPT") ||
+         IniFile(frame_.program.paths().GetZKIni()).GetInt(kSection, kKey) != 0;
+}
+
+void FirstSteps::SetShown(bool shown) {
   IniFile ini(frame_.program.paths().GetZKIni());
-  if (ini.GetInt(kSection, kKey) != 0) return;
-  ini.SetInt(kSection, kKey, 1);
+  ini.SetInt(kSection, kKey, shown ? 1 : 0);
   if (const Result saved = ini.Save(); !saved.ok()) DebugLog("%s", saved.text.c_str());
+}
+
+void FirstSteps::BeginWithoutInstruments() {
+  if (!WasShown() && !FileExists((frame_.studio.paths().data / kStudioFileName).string()))
+    frame_.studio.DrvSaveSetup(0);
+}
+
+void FirstSteps::ShowOnce() {
+  if (WasShown() || !frame_.studio.instruments().empty()) return;
+  SetShown(true);
   QTimer::singleShot(0, this, &FirstSteps::Show);
 }
 
@@ -57,7 +83,8 @@ void FirstSteps::ShowOnce() {
 void FirstSteps::RestartSimulated() {
   QStringList arguments = QCoreApplication::arguments().mid(1);
   arguments << QStringLiteral("--simulated") << QStringLiteral("--new-instance");
-  if (!frame_.window.close()) return;
+  SetShown(false);
+  if (!frame_.window.close()) return SetShown(true);
   if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments))
     DebugLog("The program could not be started again.");
 }

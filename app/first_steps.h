@@ -17,12 +17,18 @@ class FirstSteps final : public QObject {
  public:
   // Registers the command.  The studio's commands must outlive this.
   FirstSteps(const FrameContext& frame, StudioCommands& studio);
+  ~FirstSteps() override;
 
   void Show();
-  // Once, and only to a person: not while instruments are simulated or a script answers the questions.
+  // Before the studio is loaded for the first time: the user is going to be asked for the instruments, so the studio
+  // begins without any.
+  void BeginWithoutInstruments();
+  // Once, while the studio is empty, and only to a person: not while a script answers the questions.
   void ShowOnce();
 
  private:
+  bool WasShown() const;
+  void SetShown(bool shown);
   void RestartSimulated();
 
   FrameContext frame_;

@@ -3,6 +3,7 @@
 #include "app/autosense_search.h"
 #include "app/command_menus.h"
 #include "app/document_kinds.h"
+#include "app/open_documents.h"
 #include "app/simulator_menu.h"
 #include "platform/ini_file.h"
 #include "services/paths.h"
@@ -41,7 +42,10 @@ FrameParts::FrameParts(const FrameContext& context)
       quit(frame, transfers, midi, autosave, received),
       manualDumps(frame, studio),
       hosts(frame, {files, autosave, desktops, studio, firstSteps, transfers, midi}) {
-  transfers.SetListener([this](const DeskEvent& event) { received.Take(event); });
+  transfers.SetListener([this](const DeskEvent& event) {
+    received.Take(event);
+    studio.openDocuments().Take(event);
+  });
   RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);

@@ -71,6 +71,7 @@ void ServiceHosts::OpenUrl(const std::string& url) {
 // ---- studio ---------------------------------------------------------------------------------------------------------
 
 bool ServiceHosts::DrvLoadSetup(int) {
+  parts_.firstSteps.BeginWithoutInstruments();
   const bool loaded = parts_.studio.DrvLoadSetup();
   parts_.firstSteps.ShowOnce();
   return loaded;

@@ -63,7 +63,7 @@ void Simulation::Remember() {
   }
 }
 
-void Simulation::RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports) const {
+void Simulation::RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports, bool loaded) const {
   const auto inputs = ports.InputPortNames();
   const auto outputs = ports.OutputPortNames();
   for (const auto& instrument : studio.instruments()) {
@@ -73,8 +73,9 @@ void Simulation::RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports) const
     };
     const auto in = std::find_if(inputs.begin(), inputs.end(), fits);
     const auto out = std::find_if(outputs.begin(), outputs.end(), fits);
-    const auto there = [](const std::vector<std::string>& names, const std::string& name) {
-      return !name.empty() && std::find(names.begin(), names.end(), name) != names.end();
+    const auto there = [loaded](const std::vector<std::string>& names, const std::string& name) {
+      const auto found = std::find(names.begin(), names.end(), name);
+      return !name.empty() && found != names.end() && !(loaded && found == names.begin());
     };
     if (in != inputs.end() && !there(inputs, instrument->inPortName))
       instrument->SetInPort(static_cast<int>(in - inputs.begin()), *in);

@@ -23,8 +23,10 @@ class Simulation {
   // Plugs all instruments in with what they remember; a sentence for each that could not be.
   std::string AttachAll();
   VirtualStudio& studio() { return *virtualStudio_; }
-  // Routes every instrument of the studio to the simulated one of its name, where there is one.
-  void RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports) const;
+  // Routes every instrument of the studio to the simulated one of its name, where there is one, unless its port is
+  // there. `loaded`: the studio was just read; one that was saved without ports has the first port everywhere, which
+  // does not count as chosen.
+  void RouteInstruments(ZKStudioDoc& studio, StudioPorts& ports, bool loaded = false) const;
   // Keeps the memory of every instrument whose memory changed.
   void Remember();
   bool Plugged(std::size_t place) const { return plugged_[place]; }

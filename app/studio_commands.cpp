@@ -1,12 +1,14 @@
 #include "app/studio_commands.h"
 
 #include <QFileInfo>
+#include <QMainWindow>
 #include <algorithm>
 
 #include "app/autosense_search.h"
 #include "app/child_windows.h"
 #include "app/command_menus.h"
 #include "app/document_windows.h"
+#include "app/open_documents.h"
 #include "app/simulation.h"
 #include "bank/bank_document.h"
 #include "platform/path_resolver.h"
@@ -16,6 +18,7 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "studio/new_data.h"
+#include "studio/ui/connected_dialog.h"
 #include "studio/ui/studio_window.h"
 #include "ui/instrument_window.h"
 #include "ui/qt_text.h"
@@ -31,11 +34,18 @@ constexpr char kOpenStudioFirst[] =
 }  // namespace
 
 StudioCommands::StudioCommands(const FrameContext& frame, DocumentWindows& windows)
-    : frame_(frame), windows_(windows), autoSense_(std::make_unique<AutoSenseSearch>(frame, *this)) {
+    : frame_(frame),
+      windows_(windows),
+      autoSense_(std::make_unique<AutoSenseSearch>(frame, *this)),
+      openDocuments_(std::make_unique<OpenStudioDocuments>(frame)) {
   frame_.menus.Register(CommandId::FileNewStudio, {[this] { Show(); }});
+  frame_.menus.Register(CommandId::MidiWhatIsConnected, {[this] { ShowConnected(); }});
   frame_.menus.Register(CommandId::FileNewEditor, {[this] { OnNewEditor(); }});
   frame_.menus.Register(CommandId::FileInstallModule, {[this] { Show()->OnInstallFromDisk(); }});
   connect(autoSense_.get(), &AutoSenseSearch::Changed, this, &StudioCommands::Refresh);
+  connect(openDocuments_.get(), &OpenStudioDocuments::Changed, this, [this] {
+    if (window_) window_->ShowDocuments();
+  });
   frame_.studio.SetSettings(&frame_.program.settings());
   frame_.studio.SetCloseHook([this](std::span<ZKDrvList* const> instruments) { return CloseWindowsOf(instruments); });
   frame_.studio.SetAutoSenseHook([this](ZKDrvList* instrument) { autoSense_->Search({instrument}); });
@@ -46,6 +56,7 @@ StudioCommands::StudioCommands(const FrameContext& frame, DocumentWindows& windo
 }
 
 StudioCommands::~StudioCommands() {
+  delete connected_.data();
   frame_.studio.SetChangeSink({});
   frame_.studio.SetCloseHook({});
   frame_.studio.SetAutoSenseHook({});
@@ -61,6 +72,17 @@ TZKDrvLst* StudioCommands::Show() {
   }
   frame_.children.Activate(window_);
   return window_;
+}
+
+void StudioCommands::ShowConnected() {
+  if (!connected_) {
+    connected_ = new ConnectedDialog(frame_.studio, *autoSense_->services(), &frame_.window);
+    connected_->setAttribute(Qt::WA_DeleteOnClose);
+    connected_->show();
+    return connected_->Begin();
+  }
+  connected_->raise();
+  connected_->activateWindow();
 }
 
 void StudioCommands::Refresh() {
@@ -85,6 +107,10 @@ const WindowCounters* StudioCommands::windowCounters() {
 
 const AutoConfigServices* StudioCommands::autoConfig() {
   return autoSense_->services();
+}
+
+std::vector<OpenDocument> StudioCommands::OpenDocuments() {
+  return openDocuments_->List();
 }
 
 // ---- data of its instruments ----------------------------------------------------------------------------------------
@@ -143,13 +169,13 @@ bool StudioCommands::CloseWindowsOf(std::span<ZKDrvList* const> instruments) {
 
 // ---- the studio file, modules, changes ------------------------------------------------------------------------------
 
-void StudioCommands::RouteSimulated() {
-  if (frame_.simulation) frame_.simulation->RouteInstruments(frame_.studio, frame_.ports);
+void StudioCommands::RouteSimulated(bool loaded) {
+  if (frame_.simulation) frame_.simulation->RouteInstruments(frame_.studio, frame_.ports, loaded);
 }
 
 bool StudioCommands::DrvLoadSetup() {
   const bool loaded = frame_.studio.DrvLoadSetup(0) == 0;
-  RouteSimulated();
+  RouteSimulated(true);
   frame_.studio.UpdatePortReferences();
   if (window_)
     Refresh();
@@ -166,7 +192,7 @@ bool StudioCommands::OpenStudioFile(const std::string& path) {
   Show();
   if (loaded) return true;
   const bool opened = frame_.studio.DrvLoadSetup(0, ToUtf8(info.path()), ToUtf8(info.fileName())) == 0;
-  if (opened) RouteSimulated();
+  if (opened) RouteSimulated(true);
   Refresh();
   return opened;
 }

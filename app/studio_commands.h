@@ -14,8 +14,10 @@
 namespace tonalith {
 
 class AutoSenseSearch;
+class ConnectedDialog;
 class DocumentWindows;
 class InstrumentWindow;
+class OpenStudioDocuments;
 class ZKDrvList;
 
 // The studio's window and what is done from it: new data of an instrument, modules, the studio file.
@@ -38,6 +40,8 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   // `originName`: the name of the file it was taken out of.
   InstrumentWindow* OpenData(DataFilePtr dataFile, bool unsaved = false, const std::string& originName = {});
   AutoSenseSearch& autoSense() { return *autoSense_; }
+  // Searches for all instruments, in a window of its own.
+  void ShowConnected() override;
 
   // Loads the default studio and shows it.
   bool DrvLoadSetup();
@@ -59,15 +63,19 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   std::string PreferencesIni() override;
   const WindowCounters* windowCounters() override;
   const AutoConfigServices* autoConfig() override;
+  std::vector<OpenDocument> OpenDocuments() override;
+  OpenStudioDocuments& openDocuments() { return *openDocuments_; }
 
  private:
   void OnNewEditor();
-  void RouteSimulated();
+  void RouteSimulated(bool loaded = false);
 
   FrameContext frame_;
   DocumentWindows& windows_;
   QPointer<TZKDrvLst> window_;
+  QPointer<ConnectedDialog> connected_;
   std::unique_ptr<AutoSenseSearch> autoSense_;
+  std::unique_ptr<OpenStudioDocuments> openDocuments_;
 };
 
 }  // namespace tonalith

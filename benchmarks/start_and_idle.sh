@@ -53,6 +53,8 @@ while [ "$count" -lt 50 ]; do
 done
 find "$ROOT" -name Default.PV9 -delete
 cd - >/dev/null
+# A studio with all of them: without one the program asks first which instruments there are.
+"$BIN/tonalith-cli" --config-root "$ROOT" studio set "Yamaha DX7" --channel 1 >/dev/null
 launch
 end
 

@@ -19,9 +19,9 @@ constexpr ChartKey kKeys[] = {
      "drivers = 60000"},
     {"instrument", "version", "NUMBER", "of the module, default 1", "version = 2"},
     {"instrument", "maker", "BYTES", "the maker's number: one byte, or three that begin with 00", "maker = 00 20 33"},
-    {"instrument", "device", "LETTER RANGE, default BYTE, also MIDI channel",
+    {"instrument", "device", "LETTER RANGE, default BYTE, also MIDI channel, shown from 0",
      "the letter that stands for the device number; the bytes it runs over (default 00..0F); its default; whether the "
-     "MIDI channel follows it",
+     "MIDI channel follows it, and whether the instrument shows the first as 0 (else as 1)",
      "device = n 10..1F, default 10"},
     {"instrument", "icon", "WORD", "how the instrument is shown", "icon = keyboard"},
     {"instrument", "identity", "MESSAGE", "what it answers to a device inquiry",

@@ -415,6 +415,8 @@ void ReadDevice(const ChartInstrument& chart, ChartDevice* device, ChartProblems
       }
     } else if (part.text == "also MIDI channel") {
       device->channel = true;
+    } else if (part.text == "shown from 0") {
+      device->fromZero = true;
     } else if (part.text.starts_with("default ") && HexByteOf(part.text.substr(8))) {
       device->standard = *HexByteOf(part.text.substr(8));
     } else {

@@ -43,6 +43,7 @@ struct ChartDevice {
   char letter = 0;  // 0: there is none
   int first = 0, last = 15, standard = 0;
   bool channel = false;
+  bool fromZero = false;  // the instrument shows the first as 0
   ChartPlace at;
 };
 

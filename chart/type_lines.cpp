@@ -132,6 +132,7 @@ class DescriptorWriter {
     if (device.first) Put("sysExChannelMin", Num(device.first), device.at);
     if (device.last != 15) Put("sysExChannelMax", Num(device.last), device.at);
     if (device.standard) Put("sysExChannelDefault", Num(device.standard), device.at);
+    if (device.fromZero) Put("sysExChannelZeroBased", "1", device.at);
     if (device.channel) Put("midiChannelFollowsSysEx", "1", device.at);
   }
 

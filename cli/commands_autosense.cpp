@@ -9,6 +9,7 @@
 #include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "studio/auto_configuration.h"
+#include "studio/device_ids.h"
 #include "studio/open_studio_ports.h"
 
 namespace tonalith {
@@ -37,7 +38,7 @@ Result ReadOptions(const CliArguments& args, Options* options) {
   if (result.ok()) result = args.Number("pairs", 1, kMostPairs, 1, &options->pairs);
   if (result.ok()) result = args.Number("at", 1, kMostPairs, 1, &options->at);
   if (result.ok()) result = args.Number("answer-on", 1, kMostPairs, 0, &options->answerOn);
-  if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
+  if (result.ok()) result = args.Number("device", 0, 128, -1, &options->device);
   if (!result.ok()) return result;
   options->pairs = std::max({options->pairs, options->at, options->answerOn});
   const bool cables = args.Has("pairs") || args.Has("at") || args.Has("answer-on") || args.Has("device") ||
@@ -74,7 +75,7 @@ class AutosenseCommand {
   ~AutosenseCommand() { session_.studio().SetPorts(nullptr); }
 
   Result Run(ZKDrvList* instrument) {
-    Result result = options_.isVirtual ? PlugIn(instrument->name) : Result::Success();
+    Result result = options_.isVirtual ? PlugIn(*instrument) : Result::Success();
     if (!result.ok()) return result;
     rig_.OpenAllPorts();
     const std::string missing = AutoConfigMissingPorts(rig_.midi().in().InPorts(), rig_.midi().out().MaxOutPorts());
@@ -93,18 +94,25 @@ class AutosenseCommand {
   }
 
  private:
-  Result PlugIn(const std::string& name) {
+  Result PlugIn(const ZKDrvList& instrument) {
     std::vector<std::unique_ptr<SimulatedInstrument>> stands(static_cast<std::size_t>(options_.pairs));
     if (!options_.absent) {
       std::unique_ptr<SimulatedInstrument> own;
-      if (Result made = Make(name, &own); !made.ok()) return made;
+      if (Result made = Make(instrument.name, &own); !made.ok()) return made;
       if (!options_.fault.empty()) {
         std::string problem;
         const auto plan = FaultPlan::Parse(options_.fault, &problem);
         if (!plan) return Result::Failure(problem);
         own->SetFaults(*plan);
       }
-      if (options_.device >= 0) own->SetDevice(static_cast<int>(options_.device));
+      if (options_.device >= 0) {
+        const int kept = KeptDeviceId(DeviceIdSynth(instrument), static_cast<int>(options_.device));
+        const int device = kept - own->description().deviceBase;
+        if (device < 0)
+          return Result::Failure(
+              Printf("the %s has no device ID %d.", instrument.name.c_str(), static_cast<int>(options_.device)));
+        own->SetDevice(device);
+      }
       stands[static_cast<std::size_t>(options_.at - 1)] = std::move(own);
     }
     for (const std::string& text : options_.also)
@@ -174,7 +182,7 @@ class AutosenseCommand {
     TerminalText out = session_.environment().out;
     out.Lines(AutoConfigResultText(result)) << "\n";
     if (result.outcome == AutoConfigOutcome::Found)
-      out << "Device ID: " << static_cast<int>(instrument.sysExChannel)
+      out << "Device ID: " << ShownDeviceId(DeviceIdSynth(instrument), instrument.sysExChannel)
           << "\nMIDI channel: " << static_cast<int>(instrument.midiChannel) + 1 << "\n";
     if (!result.answers.empty()) out << "\nWhat answered:\n";
     for (const AutoConfigAnswer& answer : result.answers)
@@ -204,7 +212,7 @@ std::string StudioAutosenseDetails() {
          "  --pairs N               so many pairs of ports, \"Virtual 1\", \"Virtual 2\" ...; nobody is on the others\n"
          "  --at N                  the pair it is on, from 1\n"
          "  --answer-on N           its answers come in on this pair\n"
-         "  --device N              device number set on its panel, from 0\n"
+         "  --device N              device ID set on its panel, as it shows it\n"
          "  --also KEY[@N]          another simulated instrument, by key or name, and its pair; may be repeated\n"
          "  --absent                the instrument itself is not there\n"
          "  --fault PLAN            what goes wrong, for example late-reply:delay=800 (docs/simulator.md)\n"

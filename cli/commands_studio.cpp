@@ -5,12 +5,14 @@
 
 #include "cli/arguments.h"
 #include "cli/commands_autosense.h"
+#include "cli/commands_studio_set.h"
 #include "cli/session.h"
 #include "cli/transfer_rig.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
+#include "studio/device_ids.h"
 
 namespace tonalith {
 
@@ -57,7 +59,7 @@ Result Open(Session& session, const std::vector<std::string>& words, std::size_t
 void PrintCommunication(TerminalText out, const ZKDrvList& node, const Synth* s) {
   out << "\t";
   if (s && s->hasSysExChannel)
-    out << node.sysExChannel + (s->sysExChannelZeroBased ? 0 : 1);
+    out << ShownDeviceId(s, node.sysExChannel);
   else
     out << "-";
   out << "\t" << node.midiChannel + 1 << "\t" << int{node.midiInPort} << "\t" << node.inPortName << "\t"
@@ -192,7 +194,7 @@ constexpr StudioVerb kStudioVerbs[] = {
 std::string StudioForms() {
   std::string forms;
   for (const StudioVerb& verb : kStudioVerbs) forms += std::string(verb.form) + "\n";
-  return forms + StudioAutosenseForms();
+  return forms + StudioSetForms() + StudioAutosenseForms();
 }
 
 std::string StudioDetails() {
@@ -206,11 +208,12 @@ std::string StudioDetails() {
          "0.\n\n"
          "  tonalith-cli studio add \"Yamaha DX7\"\n"
          "  tonalith-cli studio list\n" +
-         StudioAutosenseDetails();
+         StudioSetDetails() + StudioAutosenseDetails();
 }
 
 int RunStudio(CliEnvironment& environment, const std::vector<std::string>& args) {
   const std::string name = args.empty() ? "" : args[0];
+  if (name == "set") return RunStudioSet(environment, {args.begin() + 1, args.end()});
   if (name == "autosense") return RunStudioAutosense(environment, {args.begin() + 1, args.end()});
   for (const StudioVerb& verb : kStudioVerbs) {
     if (name != verb.name) continue;

@@ -14,6 +14,7 @@
 #include "platform/path_resolver.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
+#include "studio/device_ids.h"
 #include "studio/package_install.h"
 #include "studio/type_check.h"
 
@@ -194,7 +195,7 @@ ModuleTrial::Attempt ModuleTrial::TryType(const Talk& talk, ZKDrvList* driver) {
   TransferRig rig(*session_, TransferRig::Kind::Virtual);
   const std::size_t place = rig.PlugConversation(talk.conversation);
   const std::string port = rig.cables().PortName(place);
-  if (talk.device >= 0) instrument->SetSysExChannel(talk.device);
+  if (talk.device >= 0) instrument->SetSysExChannel(KeptDeviceId(DeviceIdSynth(*instrument), talk.device));
   Result result = rig.OpenPorts(port, port);
   if (result.ok()) rig.RoutePorts(instrument);
   DataFilePtr data = session_->studio().GetNewDataFile(driver);

@@ -38,7 +38,7 @@ class ModuleTrial {
     std::string file;  // for sentences
     Conversation conversation;
     std::string type;  // empty: the one that says what the conversation expects
-    int device = -1;
+    int device = -1;   // as the instrument shows it; -1: as the data types begin
     std::vector<int> patches;
   };
   // Gets data of the conversation's other side, and sends it when the conversation goes on.  True when it went so.

@@ -6,6 +6,7 @@
 #include "data/standard_midi_file.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
+#include "studio/device_ids.h"
 #include "studio/type_check.h"
 
 namespace tonalith {
@@ -13,8 +14,8 @@ namespace tonalith {
 const char kTransferOptions[] =
     "  --in NAME, --out NAME   MIDI ports, by name or a part of it that only one has; without them those that the\n"
     "                          studio remembers for the instrument, else the only ones there are\n"
-    "  --device N              SysEx channel or device number, from 0 (as in the descriptor of the data type)\n"
-    "  --channel N             MIDI channel, 0 to 15\n"
+    "  --device N              device ID, as the instrument shows it\n"
+    "  --channel N             MIDI channel, 1 to 16\n"
     "  --patch N               number of a single patch; for banks got patch by patch: only this patch (from 0, may "
     "be\n"
     "                          given several times)\n"
@@ -41,8 +42,8 @@ Result ReadOptions(const CliArguments& args, TransferOptions* options) {
   options->record = args.Option("record").value_or("");
   options->isVirtual = args.Has("virtual");
   options->isConversation = args.Has("conversation");
-  if (result.ok()) result = args.Number("device", 0, 127, -1, &options->device);
-  if (result.ok()) result = args.Number("channel", 0, 15, -1, &options->channel);
+  if (result.ok()) result = args.Number("device", 0, 128, -1, &options->device);
+  if (result.ok()) result = args.Number("channel", 1, 16, 0, &options->channel);
   if (result.ok()) result = args.Number("timeout", 1, 3'600'000, 0, &options->timeout);
   for (const std::string& text : args.Options("patch")) {
     const auto number = ParseInteger(text);
@@ -192,7 +193,11 @@ Result TransferCommand::PlugSimulated(ZKDrvList* instrument, const ZKDrvList* ty
     simulated->SetFaults(*plan);
   }
   const int base = simulated->description().deviceBase;
-  int device = static_cast<int>(options_.device);
+  int device = -1;
+  if (options_.device >= 0 && instrument) {
+    device = KeptDevice(*instrument);
+    if (Result fits = CheckDeviceId(*instrument, device); !fits.ok()) return fits;
+  }
   if (device < 0 && instrument) device = DeviceOf(dump, instrument);
   if (device < 0 && instrument) device = base + simulated->device();
   if (device >= 0 && instrument) {
@@ -228,14 +233,17 @@ Result TransferCommand::PlugTalk() {
   return Result::Success();
 }
 
+int TransferCommand::KeptDevice(const ZKDrvList& instrument) const {
+  return KeptDeviceId(DeviceIdSynth(instrument), static_cast<int>(options_.device));
+}
+
 Result TransferCommand::SetChannels(ZKDrvList* instrument) {
   if (options_.device >= 0) {
-    instrument->SetSysExChannel(static_cast<int>(options_.device));
-    if (instrument->sysExChannel != options_.device)
-      return Result::Failure("--device " + std::to_string(options_.device) + " is outside what the " +
-                             instrument->DisplayKey() + " can have.");
+    const int device = KeptDevice(*instrument);
+    if (Result fits = CheckDeviceId(*instrument, device); !fits.ok()) return fits;
+    instrument->SetSysExChannel(device);
   }
-  if (options_.channel >= 0) instrument->SetMidiChannel(static_cast<int>(options_.channel));
+  if (options_.channel > 0) instrument->SetMidiChannel(static_cast<int>(options_.channel) - 1);
   return Result::Success();
 }
 

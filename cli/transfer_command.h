@@ -19,7 +19,9 @@ extern const char kTransferOptions[];
 struct TransferOptions {
   std::string in, out, virtualDump, fault, press, state, conversation, type, record;
   bool isVirtual = false, isConversation = false;
-  std::int64_t device = -1, channel = -1, timeout = 0;
+  std::int64_t device = -1;  // as the instrument shows it; -1: not given
+  std::int64_t channel = 0;  // from 1; 0: not given
+  std::int64_t timeout = 0;
   std::vector<std::int64_t> patches;
 };
 
@@ -50,6 +52,7 @@ class TransferCommand {
   int DeviceOf(const std::vector<std::uint8_t>& dump, const ZKDrvList* instrument);
   Result PlugTalk();
   Result SetChannels(ZKDrvList* instrument);
+  int KeptDevice(const ZKDrvList& instrument) const;
   Result ChoosePort(MidiDirection direction, const std::string& wanted, const std::string& remembered,
                     std::string* name);
   Result OpenPorts(const ZKDrvList* instrument, bool needsInput);

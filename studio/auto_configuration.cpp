@@ -190,7 +190,7 @@ void AutoConfigSearch::Show(bool now) {
 }
 
 void AutoConfigSearch::ShowDevice(int device) {
-  shown.device = device < 0 || device > 126 ? std::string() : std::to_string(device + (task.countsFromOne ? 1 : 0));
+  shown.device = device < 0 || device > 126 ? std::string() : std::to_string(device + task.firstDevice);
 }
 
 void AutoConfigSearch::NoteAnswer(const Heard& heard, const std::string& outPort, bool matched) {
@@ -200,7 +200,8 @@ void AutoConfigSearch::NoteAnswer(const Heard& heard, const std::string& outPort
     known.matched = known.matched || matched;
     return;
   }
-  if (shown.answers.size() < kMostAnswers) shown.answers.push_back({heard.inPort, outPort, heard.message, matched});
+  if (shown.answers.size() < kMostAnswers)
+    shown.answers.push_back({heard.inPort, outPort, heard.message, matched, task.firstDevice});
   Show(true);
 }
 

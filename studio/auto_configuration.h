@@ -96,6 +96,7 @@ struct AutoConfigAnswer {
   std::string outPort;  // what was tried just then
   std::vector<std::uint8_t> message;
   bool matched = false;
+  int firstDevice = 1;  // as which device ID 0 is shown
 
   // "Roland (41), family 6A 00, member 00 00, version 0.0.1.0, device ID 17", and the ports with `ports`.
   std::string Text(bool ports = true) const;
@@ -106,7 +107,8 @@ struct AutoConfigAnswer {
 // Copies of everything a search needs.
 struct AutoConfigTask {
   std::string instrumentName;  // display key
-  bool countsFromOne = false;  // device IDs are shown one higher
+  int firstDevice = 0;         // as which device ID 0 is shown
+  bool quick = false;          // gives up after one hasty pass; for rows of instruments of which few may be there
   DeviceInquiry inquiry;
   PreDeviceInquiry before;
   std::string helpFile;  // offered when nothing is found; may be empty

@@ -121,7 +121,7 @@ std::string AutoConfigAnswer::Text(bool ports) const {
   // Some makers write it in letters.
   if (letters.size() == 4) version += " (\"" + std::string(TrimmedView(letters)) + "\")";
   if (!version.empty()) text += ", version " + version;
-  if (reply->deviceId != 0x7F) text += ", device ID " + std::to_string(reply->deviceId);
+  if (reply->deviceId != 0x7F) text += ", device ID " + std::to_string(reply->deviceId + firstDevice);
   if (ports) text += "; heard on " + inPort;
   return text;
 }

@@ -100,7 +100,7 @@ class RequestRun {
         static_cast<int>(std::min<std::size_t>(2 * rounds_ * static_cast<std::size_t>(channels) - 1, 1'000'000));
     const std::int64_t fast = std::clamp(kAutoSenseQuickAllMs / (static_cast<std::int64_t>(rounds_) * channels),
                                          kAutoSenseQuickLeastMs, kAutoSenseQuickMostMs);
-    return Pass(fast) || (asks_ && !search_.Cancelled() && Pass(kAutoSensePatientMs));
+    return Pass(fast) || (!search_.task.quick && asks_ && !search_.Cancelled() && Pass(kAutoSensePatientMs));
   }
 
  private:

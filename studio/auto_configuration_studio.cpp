@@ -2,6 +2,7 @@
 
 #include "platform/text.h"
 #include "studio/auto_configuration.h"
+#include "studio/device_ids.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -55,7 +56,7 @@ Result PrepareAutoConfig(const ZKStudioDoc& studio, const ZKDrvList* instrument,
     return Result::Failure(error);
   }
   if (!instrument->drivers.empty() && instrument->drivers[0]->synth())
-    task->countsFromOne = instrument->drivers[0]->synth()->sysExChannelZeroBased == 0;
+    task->firstDevice = ShownDeviceId(instrument->drivers[0]->synth(), 0);
   const ZKDrvList* driver = task->inquiry.enabled ? nullptr : AutoConfigRequestDriver(*instrument);
   if (!driver) return Result::Success();
   task->request = studio.GetNewDataFile(driver);
@@ -63,7 +64,7 @@ Result PrepareAutoConfig(const ZKStudioDoc& studio, const ZKDrvList* instrument,
   const bool hasChannel = synth.hasSysExChannel != 0;
   task->channelLow = hasChannel ? std::max<int>(0, synth.sysExChannelMin) : 0;
   task->channelHigh = hasChannel ? std::max<int>(task->channelLow, synth.sysExChannelMax) : 0;
-  task->countsFromOne = synth.sysExChannelZeroBased == 0;
+  task->firstDevice = ShownDeviceId(&synth, 0);
   return Result::Success();
 }
 

@@ -8,6 +8,7 @@
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
+#include "studio/device_ids.h"
 #include "studio/studio_list.h"
 #include "studio/studio_surroundings.h"
 
@@ -141,7 +142,7 @@ std::string DeviceType(const ZKDrvList& instrument) {
                     Attribute("IsEffectUnit", type == kEffectUnit) + ">\n";
   const Synth* s = instrument.drivers.empty() ? nullptr : instrument.drivers.front()->synth();
   if (s && s->hasSysExChannel) {
-    const int base = s->sysExChannelZeroBased ? 0 : 1;
+    const int base = ShownDeviceId(s, 0);
     xml += "\t\t<DeviceID " + Attribute("Min", s->sysExChannelMin + base) +
            Attribute("Max", s->sysExChannelMax + base) + Attribute("Default", s->sysExChannelDefault + base) +
            Attribute("Base", base) + "/>\n";

@@ -315,9 +315,10 @@ int StudioFile::LoadDefaultStudio(const std::vector<std::uint8_t>& bytes, const 
     WriteFileAtomically((parts_.around.paths.data / kKeptStudioFile).string(), std::span<const std::uint8_t>(bytes));
     MonitorMsg("Some instruments of the studio could not be loaded; the studio file is kept as %s", kKeptStudioFile);
   }
-  // Without a studio of the user's own, everything that is installed is in it.
-  if (bytes.empty() || code == kDiskNotOurs || (parts_.list.instruments().empty() && code == kDiskOk))
-    code = parts_.build() < 0 ? kDiskCancelled : kDiskOk;
+  // Without a studio of the user's own, everything that is installed is in it; so it is when nothing of it could be
+  // loaded.  One that was saved without instruments stays so.
+  const bool lost = parts_.list.instruments().empty() && code == kDiskOk && droppedNodes_ > 0;
+  if (bytes.empty() || code == kDiskNotOurs || lost) code = parts_.build() < 0 ? kDiskCancelled : kDiskOk;
   return code;
 }
 

@@ -11,6 +11,7 @@
 #include "platform/text.h"
 #include "services/settings.h"
 #include "services/window_counters.h"
+#include "studio/device_ids.h"
 #include "studio/module_facts.h"
 #include "studio/studio_list.h"
 #include "studio/studio_surroundings.h"
@@ -212,7 +213,7 @@ std::string StudioReports::TextSummary() const {
     out += "\tMIDI IN Port: " + OrUnassigned(instrument->inPortName) + "\n";
     out += "\tMIDI OUT Port: " + OrUnassigned(instrument->outPortName) + "\n";
     if (s->hasSysExChannel)
-      out += "\tSysEx Channel: " + std::to_string(instrument->sysExChannel + (s->sysExChannelZeroBased ? 0 : 1)) + "\n";
+      out += "\tSysEx Channel: " + std::to_string(ShownDeviceId(s, instrument->sysExChannel)) + "\n";
     out += "\tMIDI Channel: " + std::to_string(instrument->midiChannel + 1) + "\n";
     if (patchBay && (s->patchBayFlags & kPatchBayOn)) {
       out += "\tPatch Bay Mode: enabled\n\tPatch Bay Port: " + OrUnassigned(instrument->patchBayPortName) + "\n";

@@ -103,6 +103,8 @@ constexpr CommandRow kCommandRows[] = {
      kFrame, false},
     {CommandId::MidiOutPorts, MenuId::Midi, "MIDI &Out Ports...", "", "Choose the ports the program sends to", kFrame,
      false},
+    {CommandId::MidiWhatIsConnected, MenuId::Midi, "&What Is Connected?...", "",
+     "Search every MIDI port for the instruments of the studio, or for everything that is installed", kFrame, false},
     {CommandId::MidiTestCable, MenuId::Midi, "Test MIDI Ca&ble...", "",
      "Send patterns through a cable from an output to an input and compare what comes back", kFrame, false},
     {CommandId::MidiSendingPace, MenuId::Midi, "Sending Pac&e...", "",

@@ -59,6 +59,7 @@ enum class CommandId : int {
   MidiUndoSettingsChange = 411,
   MidiTestCable = 412,
   MidiSendingPace = 413,
+  MidiWhatIsConnected = 414,
   MidiPanic = 35774,
   PlayNote1 = 421,
   PlayNote2 = 422,

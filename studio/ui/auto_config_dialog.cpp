@@ -12,9 +12,11 @@
 #include <system_error>
 
 #include "platform/log.h"
+#include "studio/device_ids.h"
 #include "studio/studio_document.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -30,12 +32,6 @@ QString RemainingText(std::int64_t ms) {
   if (seconds <= 1) return QObject::tr("About a second left");
   if (seconds < 60) return QObject::tr("About %1 seconds left").arg(seconds);
   return QObject::tr("About %1 min %2 s left").arg(seconds / 60).arg(seconds % 60);
-}
-
-// As the user counts.
-QString DeviceText(const ZKDrvList& instrument) {
-  const Synth* first = instrument.drivers.empty() ? nullptr : instrument.drivers[0]->synth();
-  return QString::number(instrument.sysExChannel + (first && !first->sysExChannelZeroBased ? 1 : 0));
 }
 
 bool InStudio(const ZKStudioDoc& studio, const ZKDrvList* instrument) {
@@ -96,10 +92,12 @@ DrvAutoConfig::~DrvAutoConfig() {
 
 void DrvAutoConfig::Build() {
   auto* layout = new QVBoxLayout(this);
+  SetSpace(layout, kWideGap, kGap);
   auto* form = new QFormLayout;
   const auto line = [&](const QString& title) {
     auto* value = new PlainLabel;
     value->setMinimumWidth(value->fontMetrics().averageCharWidth() * 54);
+    if (form->rowCount() == 0) value->setFont(HeadingFont(value->font()));
     form->addRow(title, value);
     return value;
   };
@@ -237,7 +235,7 @@ void DrvAutoConfig::Finished(AutoConfigResult result) {
     if (!kept.ok()) words += "\n\n" + ShownUtf8(kept.text);
     in_->setText(ShownUtf8(result_.inPortName));
     out_->setText(ShownUtf8(result_.outPortName));
-    device_->setText(DeviceText(*instrument_));
+    device_->setText(QString::number(ShownDeviceId(DeviceIdSynth(*instrument_), instrument_->sysExChannel)));
     if (services_.edited) services_.edited(instrument_);
   }
   words_->setText(words);

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "platform/jobs.h"
-#include "platform/prompts.h"
+#include "studio/auto_config_services.h"
 #include "studio/auto_configuration.h"
 #include "ui/plain_text.h"
 
@@ -14,32 +14,6 @@ class QProgressBar;
 class QPushButton;
 
 namespace tonalith {
-
-class StudioPorts;
-
-// What searches remember of each other.
-struct AutoConfigMemory {
-  bool rowCancelled = false;       // of the searches of one operation
-  bool missingPortsShown = false;  // once a run of the program
-};
-
-// What a search needs of the program; everything must outlive the dialog.
-struct AutoConfigServices {
-  std::shared_ptr<AutoConfigMemory> memory = std::make_shared<AutoConfigMemory>();
-  MidiOut* out = nullptr;
-  MidiIn* in = nullptr;
-  TransferEngine* transfers = nullptr;
-  Dispatcher* dispatcher = nullptr;
-  Jobs* jobs = nullptr;  // runs the search; its StopAll ends one that is still running
-  Prompts* prompts = nullptr;
-  StudioPorts* ports = nullptr;
-  // The instrument got other ports or channels: saves the studio, updates open data and windows.
-  std::function<void(ZKDrvList* instrument)> edited;
-  std::function<void(ZKDrvList* instrument)> setPorts;          // lets the user set the ports by hand; may be empty
-  std::function<void(ZKDrvList* instrument, int set)> openSet;  // may be empty
-  std::function<void(const std::string& file)> openFile;        // a help file, with the system's program; may be empty
-  std::function<void()> choosePorts;                            // the port dialogs; may be empty
-};
 
 enum class AutoConfigMode {
   Ask,    // the user asked for it: shows the result until it is closed

@@ -20,6 +20,8 @@
 #include "platform/text.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -175,6 +177,8 @@ InstallFromDlg::InstallFromDlg(const std::string& folder, QWidget* parent)
     : QDialog(parent), place_(new PlainLabel(this)), list_(new QListWidget(this)) {
   SetTitle(this, tr("Install Instrument Modules"));
   auto* column = new QVBoxLayout(this);
+  SetSpace(column, kWideGap, kGap);
+  DressList(list_);
   auto* row = new QHBoxLayout;
   place_->setWordWrap(true);
   place_->setTextInteractionFlags(Qt::TextSelectableByMouse);

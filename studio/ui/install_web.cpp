@@ -21,6 +21,8 @@
 #include "services/settings.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -44,6 +46,8 @@ InstallFromWebDlg::InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host
       jobs_(std::make_unique<Jobs>(SystemClock(), 1)) {
   SetTitle(this, tr("Install from Web"));
   auto* column = new QVBoxLayout(this);
+  SetSpace(column, kWideGap, kGap);
+  DressList(list_);
   column->addWidget(BuildServer());
   status_->setWordWrap(true);
   status_->setTextInteractionFlags(Qt::TextSelectableByMouse);

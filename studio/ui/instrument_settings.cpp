@@ -6,15 +6,22 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHeaderView>
+#include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "studio/device_ids.h"
+#include "studio/instrument_change.h"
+#include "studio/ui/studio_marks.h"
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
@@ -39,6 +46,11 @@ QComboBox* Channels(int current) {
   return box;
 }
 
+// Of a port that is there; empty: unassigned.
+std::string PortName(const QComboBox* box) {
+  return ToUtf8(box->currentData(kPortNameRole).toString());
+}
+
 }  // namespace
 
 InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* instrument, StudioWindowHost& host,
@@ -46,13 +58,17 @@ InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* ins
     : QDialog(parent), studio_(studio), instrument_(instrument), host_(host) {
   SetTitle(this, tr("Settings of %1").arg(ShownUtf8(instrument->DisplayKey())));
   auto* column = new QVBoxLayout(this);
+  SetSpace(column, kWideGap, kWideGap);
   column->addWidget(BuildPorts());
   column->addWidget(BuildPatchBay());
   column->addWidget(BuildDrivers(), 1);
-  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
+  QPushButton* keep = buttons->addButton(tr("&Save Settings"), QDialogButtonBox::AcceptRole);
+  SetPrimary(keep);
   connect(buttons, &QDialogButtonBox::accepted, this, &InstrumentSettingsDlg::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   column->addWidget(buttons);
+  keep->setDefault(true);
   resize(fontMetrics().averageCharWidth() * 66, fontMetrics().height() * 36);
 }
 
@@ -60,9 +76,8 @@ QComboBox* InstrumentSettingsDlg::PortChoice(const std::string& current, bool in
   auto* box = new QComboBox;
   box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   box->setMinimumContentsLength(24);
-  const int size = fontMetrics().height();
   const auto add = [&](const QString& text, int choice, PortState state) {
-    box->addItem(QIcon(PortStateMark(state, palette(), size, devicePixelRatioF())), text, choice);
+    box->addItem(MarkIcon(PortStateMark(state), this), text, choice);
   };
   add(tr("unassigned"), kUnassigned, PortState::None);
   StudioPorts* ports = host_.ports();
@@ -87,11 +102,7 @@ QWidget* InstrumentSettingsDlg::BuildPorts() {
   form->addRow(tr("&In port:"), in_);
   form->addRow(tr("&Out port:"), out_);
   device_ = new QComboBox;
-  const Synth* synth = FirstSynth(instrument_);
-  for (int i = synth ? synth->sysExChannelMin : 0; i <= (synth ? synth->sysExChannelMax : 15); ++i) {
-    device_->addItem(QString::number(ShownDeviceNumber(synth, i)), i);
-    if (i == instrument_->sysExChannel) device_->setCurrentIndex(device_->count() - 1);
-  }
+  AddDeviceIds(device_, *instrument_);
   device_->setEnabled(device_->count() > 1);
   SetToolTip(device_, tr("The number the instrument answers to in SysEx messages"));
   form->addRow(tr("&Device ID:"), device_);
@@ -131,7 +142,7 @@ QWidget* InstrumentSettingsDlg::BuildDrivers() {
   auto* column = new QVBoxLayout(group);
   patches_ = new QTableWidget(static_cast<int>(instrument_->drivers.size()), 2);
   patches_->setHorizontalHeaderLabels({tr("Data"), tr("Default patch")});
-  patches_->verticalHeader()->hide();
+  DressList(patches_);
   patches_->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
   patches_->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
   patches_->setSelectionMode(QAbstractItemView::NoSelection);
@@ -168,28 +179,14 @@ QWidget* InstrumentSettingsDlg::BuildDrivers() {
 }
 
 void InstrumentSettingsDlg::Apply(ZKDrvList* instrument) {
-  const auto port = [](const QComboBox* box, const std::string& former, int* number, std::string* name) {
-    const int chosen = box->currentData().toInt();
-    if (chosen == kGone) {
-      *name = former;
-    } else {
-      *number = std::max(0, chosen);
-      *name = chosen == kUnassigned ? std::string() : ToUtf8(box->currentData(kPortNameRole).toString());
-    }
-  };
-  int number = instrument->midiInPort;
-  std::string name;
-  port(in_, instrument->inPortName, &number, &name);
-  instrument->SetInPort(number, name);
-  number = instrument->midiOutPort;
-  port(out_, instrument->outPortName, &number, &name);
-  instrument->SetOutPort(number, name);
-  if (device_->currentIndex() >= 0) instrument->SetSysExChannel(device_->currentData().toInt());
-  if (channel_->currentIndex() != instrument->midiChannel) instrument->SetMidiChannel(channel_->currentIndex());
   const int flags = (patchBay_->isChecked() ? kPatchBayOn : 0) | (manual_->isChecked() ? kPatchBayManual : 0) |
                     (revert_->isChecked() ? kPatchBayRevert : 0);
-  number = instrument->patchBayPort;
-  port(bayPort_, instrument->patchBayPortName, &number, &name);
+  int number = instrument->patchBayPort;
+  std::string name = instrument->patchBayPortName;
+  if (const int chosen = bayPort_->currentData().toInt(); chosen != kGone) {
+    number = std::max(0, chosen);
+    name = PortName(bayPort_);
+  }
   instrument->SetPatchBay(flags, bayChannel_->currentIndex(), number, bayPatch_->value(), name);
   instrument->SetPatchBayController(bayController_->value());
   for (int i = 0; i < patches_->rowCount(); ++i) {
@@ -206,7 +203,12 @@ void InstrumentSettingsDlg::accept() {
   // The studio may have changed while the dialog was open.
   if (studio_.GetInstrumentDrvList(instrument_) == instrument_) {
     Apply(instrument_);
-    if (const Result written = studio_.InstrumentChanged(instrument_); !written.ok())
+    InstrumentChange change;
+    if (in_->currentData().toInt() != kGone) change.inPort = PortName(in_);
+    if (out_->currentData().toInt() != kGone) change.outPort = PortName(out_);
+    if (device_->currentIndex() >= 0) change.device = device_->currentData().toInt();
+    if (channel_->currentIndex() != instrument_->midiChannel) change.channel = channel_->currentIndex();
+    if (const Result written = ChangeInstrument(studio_, instrument_, change); !written.ok())
       host_.prompts().Say("Studio", written.text);
     host_.StudioEdited();
   }

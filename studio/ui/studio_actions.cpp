@@ -228,7 +228,8 @@ void TZKDrvLst::SenseQueued() {
 
 void TZKDrvLst::OnAutoSense() {
   const auto instruments = SelectedInstruments();
-  if (instruments.empty() || !host_.autoConfig()) return;
+  if (!host_.autoConfig()) return;
+  if (instruments.empty()) return host_.ShowConnected();
   BeginAutoConfigRow(*host_.autoConfig());
   for (ZKDrvList* instrument : instruments) {
     if (AutoConfigRowCancelled(*host_.autoConfig())) break;

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "platform/prompts.h"
 #include "studio/new_data.h"
@@ -14,6 +15,16 @@ namespace tonalith {
 class Settings;
 class WindowCounters;
 struct AutoConfigServices;
+
+// A document that is open somewhere, under the kind of data it is of.
+struct OpenDocument {
+  const ZKDrvList* driver = nullptr;
+  std::string title;     // UTF-8
+  bool changed = false;  // differs from its file
+  bool unsent = false;   // differs from the instrument
+  int percent = -1;      // of a transfer; below 0: none
+  std::function<void()> activate;
+};
 
 // What the studio window asks of the program.
 class StudioWindowHost {
@@ -30,8 +41,12 @@ class StudioWindowHost {
   virtual Settings& settings() = 0;
   virtual std::string ResourceFolder() = 0;
   virtual std::string PreferencesIni() = 0;
+  // What is open of the studio's instruments.
+  virtual std::vector<OpenDocument> OpenDocuments() { return {}; }
   // For the configuration report; null: nobody counts.
   virtual const WindowCounters* windowCounters() { return nullptr; }
+  // Shows a search for all instruments.
+  virtual void ShowConnected() {}
   // What a search for an instrument needs; null when there is none.
   virtual const AutoConfigServices* autoConfig() = 0;
 };

@@ -6,6 +6,7 @@
 #include <QStyledItemDelegate>
 #include <algorithm>
 
+#include "studio/device_ids.h"
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
 #include "ui/plain_text.h"
@@ -14,7 +15,7 @@ namespace tonalith {
 
 namespace {
 
-enum PanelRole { kPanelNodeRole = Qt::UserRole, kLinesRole, kStateRole, kSearchRole };
+enum PanelRole { kPanelNodeRole = Qt::UserRole, kLinesRole, kStateRole, kPanelSearchRole };
 constexpr int kMargin = 8;
 constexpr int kCompactPicture = 0;
 
@@ -66,8 +67,7 @@ class PanelDelegate final : public QStyledItemDelegate {
     const int line = option.fontMetrics.height();
     const auto state = static_cast<PortState>(index.data(kStateRole).toInt());
     const int top = inner.top() + std::max(0, (inner.height() - 4 * line) / 2);
-    const QPixmap mark = PortStateMark(state, option.palette, line, painter->device()->devicePixelRatioF());
-    painter->drawPixmap(inner.right() - line, top, mark);
+    PaintMark(painter, QRect(inner.right() - line, top, line, line), PortStateMark(state));
     painter->setPen(option.palette.color(QPalette::Text));
     QFont bold = option.font;
     bold.setBold(true);
@@ -133,36 +133,43 @@ void ZKStudioList::Rebuild() {
   const QSignalBlocker quiet(this);
   clear();
   for (const auto& instrument : studio_.instruments()) {
-    const Synth* synth = FirstSynth(instrument.get());
+    const Synth* synth = DeviceIdSynth(*instrument);
+    const QString channel = tr("channel %1").arg(instrument->midiChannel + 1);
     const auto port = [](const std::string& name) { return name.empty() ? tr("unassigned") : ShownUtf8(name); };
     auto* panel = new QListWidgetItem(ShownUtf8(instrument->DisplayKey()), this);
     panel->setData(kPanelNodeRole, QVariant::fromValue(static_cast<void*>(instrument.get())));
-    panel->setData(kLinesRole, QStringList{tr("In: %1").arg(port(instrument->inPortName)),
-                                           tr("Out: %1").arg(port(instrument->outPortName)),
-                                           tr("Device %1, channel %2")
-                                               .arg(ShownDeviceNumber(synth, instrument->sysExChannel))
-                                               .arg(instrument->midiChannel + 1)});
+    panel->setData(
+        kLinesRole,
+        QStringList{
+            tr("In: %1").arg(port(instrument->inPortName)), tr("Out: %1").arg(port(instrument->outPortName)),
+            synth ? tr("Device ID %1, %2").arg(ShownDeviceId(synth, instrument->sysExChannel)).arg(channel) : channel});
     const PortState state = StateOfInstrument(host_.ports(), instrument.get());
     panel->setData(kStateRole, static_cast<int>(state));
     QString search = panel->text();
     for (const auto& driver : instrument->drivers) search += '\n' + ShownLatin1(driver->TypeName());
-    panel->setData(kSearchRole, search);
+    panel->setData(kPanelSearchRole, search);
     SetToolTip(panel, panel->text() + '\n' + PortStateText(state));
     panel->setData(Qt::AccessibleTextRole, panel->text() + ", " +
                                                panel->data(kLinesRole).toStringList().join(QStringLiteral(", ")) +
                                                ", " + PortStateText(state));
     if (!compact_)
-      panel->setData(Qt::DecorationRole, InstrumentPicture(studio_, instrument.get(), devicePixelRatioF(), palette()));
+      panel->setData(Qt::DecorationRole,
+                     InstrumentPicture(studio_, instrument.get(), kInstrumentPicture, devicePixelRatioF()));
   }
   SetCurrentInstrument(current);
   if (!currentItem() && count() > 0) setCurrentRow(std::min(place, count() - 1));
   Filter(filter_);
 }
 
-void ZKStudioList::Filter(const QString& text) {
-  filter_ = text;
-  for (int i = 0; i < count(); ++i)
-    item(i)->setHidden(!item(i)->data(kSearchRole).toString().contains(text, Qt::CaseInsensitive));
+int ZKStudioList::Filter(const SearchWords& words) {
+  filter_ = words;
+  int hits = 0;
+  for (int i = 0; i < count(); ++i) {
+    const bool hit = words.Match(item(i)->data(kPanelSearchRole).toString());
+    item(i)->setHidden(!hit);
+    hits += hit ? 1 : 0;
+  }
+  return hits;
 }
 
 void ZKStudioList::SetCompact(bool compact) {

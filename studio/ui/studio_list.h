@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "studio/ui/studio_host.h"
+#include "ui/style/search_field.h"
 
 namespace tonalith {
 
@@ -18,8 +19,8 @@ class ZKStudioList final : public QListWidget {
   // Pictures must outlive the list.
   ZKStudioList(ZKStudioDoc& studio, StudioWindowHost& host, const StudioPictures& pictures, QWidget* parent = nullptr);
   void Rebuild();
-  // Shows the instruments whose name, or the name of one of their kinds of data, contains the text.
-  void Filter(const QString& text);
+  // Shows the instruments that the words fit, with the names of their kinds of data; how many.
+  int Filter(const SearchWords& words);
   // Without pictures the panels are lower.
   void SetCompact(bool compact);
   bool compact() const { return compact_; }
@@ -42,7 +43,7 @@ class ZKStudioList final : public QListWidget {
   ZKStudioDoc& studio_;
   StudioWindowHost& host_;
   const StudioPictures& pictures_;
-  QString filter_;
+  SearchWords filter_;
   bool compact_ = false;
 };
 

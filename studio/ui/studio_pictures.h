@@ -30,8 +30,9 @@ class StudioPictures {
 // Size of an instrument's picture in device independent pixels.
 inline constexpr QSize kInstrumentPicture(96, 64);
 
-// The module's picture, or a drawing of this kind of instrument when it has none.  `scale` is the device pixel ratio.
-QPixmap InstrumentPicture(ZKStudioDoc& studio, const ZKDrvList* instrument, qreal scale, const QPalette& palette);
+// The module's picture, or a drawing that is the instrument's own when it has none.  `size` in device independent
+// pixels, `scale` is the device pixel ratio.
+QPixmap InstrumentPicture(ZKStudioDoc& studio, const ZKDrvList* instrument, QSize size, qreal scale);
 
 // A drawing for the kind of data of a driver, in the colours of the palette.
 QIcon DriverIcon(const ZKDrvList* driver, const QPalette& palette, int size);

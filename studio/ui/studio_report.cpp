@@ -17,6 +17,7 @@
 #include "ui/clipboard.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -38,6 +39,7 @@ StudioReportWindow::StudioReportWindow(const QString& title, const QString& text
   text_->setPlainText(text);
   SetAccessibleName(text_, title);
   auto* column = new QVBoxLayout(this);
+  SetSpace(column, kWideGap, kGap);
   column->addWidget(text_, 1);
   auto* row = new QHBoxLayout;
   row->addStretch(1);

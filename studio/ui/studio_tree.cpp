@@ -4,36 +4,43 @@
 #include <QDropEvent>
 #include <QHeaderView>
 #include <QPainter>
+#include <QResizeEvent>
 #include <QSignalBlocker>
-#include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
 
+#include "studio/device_ids.h"
+#include "studio/instrument_change.h"
 #include "studio/ui/studio_pictures.h"
-#include "ui/led_colors.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
 namespace {
 
 constexpr int kNodeRole = Qt::UserRole;
+constexpr int kDocumentRole = Qt::UserRole + 1;  // place of an open document
+constexpr int kSearchRole = Qt::UserRole + 2;    // what the row is found by
 // With more instruments than this the drivers are not shown at first.
 constexpr std::size_t kMostOpenAtFirst = 8;
 constexpr int kNameCharacters = 44;
+// Narrower than this there is place for the names alone.
+constexpr int kWideCharacters = 84;
+constexpr QSize kRowPicture(30, 20);
 
 // Edits ports and channels of an instrument row with a list to choose from.
-class StudioDelegate final : public QStyledItemDelegate {
+class StudioDelegate final : public ListDelegate {
  public:
-  explicit StudioDelegate(ZKStudioTree* tree) : QStyledItemDelegate(tree), tree_(tree) {}
+  explicit StudioDelegate(ZKStudioTree* tree) : ListDelegate(tree), tree_(tree) {}
 
   QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&, const QModelIndex& index) const override {
     ZKDrvList* node = Node(index);
     if (!node || !node->IsInstrument() || index.column() == ZKStudioTree::kName) return nullptr;
     auto* box = new QComboBox(parent);
     StudioPorts* ports = tree_->host().ports();
-    const Synth* synth = FirstSynth(node);
     switch (index.column()) {
       case ZKStudioTree::kIn:
         if (ports) AddNames(box, ports->InputPortNames());
@@ -42,9 +49,7 @@ class StudioDelegate final : public QStyledItemDelegate {
         if (ports) AddNames(box, ports->OutputPortNames());
         break;
       case ZKStudioTree::kDevice:
-        for (int i = synth ? synth->sysExChannelMin : 0; i <= (synth ? synth->sysExChannelMax : 15); ++i) {
-          box->addItem(QString::number(ShownDeviceNumber(synth, i)), i);
-        }
+        AddDeviceIds(box, *node);
         break;
       default:
         for (int i = 0; i < 16; ++i) box->addItem(QString::number(i + 1), i);
@@ -68,28 +73,20 @@ class StudioDelegate final : public QStyledItemDelegate {
     // Changing the studio builds the rows anew, which must not happen under the editor.
     QMetaObject::invokeMethod(
         tree_,
-        [tree = tree_, node, column = index.column(), place = box->currentIndex(), number = box->currentData().toInt(),
-         name = ToUtf8(box->currentData().toString())] { Change(tree, node, column, place, number, name); },
+        [tree = tree_, node, column = index.column(), number = box->currentData().toInt(),
+         name = ToUtf8(box->currentData().toString())] { Change(tree, node, column, number, name); },
         Qt::QueuedConnection);
   }
 
  private:
-  static void Change(ZKStudioTree* tree, ZKDrvList* node, int column, int place, int number, const std::string& name) {
+  static void Change(ZKStudioTree* tree, ZKDrvList* node, int column, int number, const std::string& name) {
     if (!tree->studio().GetInstrumentDrvList(node)) return;
-    switch (column) {
-      case ZKStudioTree::kIn:
-        node->SetInPort(place, name);
-        break;
-      case ZKStudioTree::kOut:
-        node->SetOutPort(place, name);
-        break;
-      case ZKStudioTree::kDevice:
-        node->SetSysExChannel(number);
-        break;
-      default:
-        node->SetMidiChannel(number);
-    }
-    if (const Result written = tree->studio().InstrumentChanged(node); !written.ok())
+    InstrumentChange change;
+    if (column == ZKStudioTree::kIn) change.inPort = name;
+    if (column == ZKStudioTree::kOut) change.outPort = name;
+    if (column == ZKStudioTree::kDevice) change.device = number;
+    if (column == ZKStudioTree::kChannel) change.channel = number;
+    if (const Result written = ChangeInstrument(tree->studio(), node, change); !written.ok())
       tree->host().prompts().Say("Studio", written.text);
     tree->host().StudioEdited();
     tree->Rebuild();
@@ -109,6 +106,14 @@ class StudioDelegate final : public QStyledItemDelegate {
 
 }  // namespace
 
+void AddDeviceIds(QComboBox* box, const ZKDrvList& instrument) {
+  const Synth* synth = DeviceIdSynth(instrument);
+  if (!synth) return;
+  const DeviceIdRange range = DeviceIdsOf(*synth);
+  for (int id = range.low; id <= range.high; ++id) box->addItem(QString::number(ShownDeviceId(synth, id)), id);
+  box->setCurrentIndex(box->findData(int{instrument.sysExChannel}));
+}
+
 PortState StateOfPort(StudioPorts* ports, const std::string& name, bool input) {
   if (name.empty()) return PortState::None;
   if (!ports) return PortState::Gone;
@@ -126,50 +131,32 @@ PortState StateOfInstrument(StudioPorts* ports, const ZKDrvList* instrument) {
 QString PortStateText(PortState state) {
   switch (state) {
     case PortState::There:
-      return ZKStudioTree::tr("online");
+      return ZKStudioTree::tr("connected");
     case PortState::Gone:
-      return ZKStudioTree::tr("offline: the MIDI port is not there");
+      return ZKStudioTree::tr("no cable: the MIDI port is not there");
     default:
       return ZKStudioTree::tr("no MIDI port is chosen");
   }
 }
 
-QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal scale) {
-  QPixmap mark(QSize(size, size) * scale);
-  mark.setDevicePixelRatio(scale);
-  mark.fill(Qt::transparent);
-  QPainter painter(&mark);
-  painter.setRenderHint(QPainter::Antialiasing);
-  const QColor colour = state == PortState::There  ? QColor(kLedPortThere)
-                        : state == PortState::Gone ? QColor(kLedPortMissing)
-                                                   : palette.color(QPalette::Disabled, QPalette::Text);
-  painter.setPen(QPen(colour, 1.6));
-  if (state != PortState::None) painter.setBrush(colour);
-  const qreal edge = size * (state == PortState::Gone ? 0.18 : 0.26);
-  painter.drawEllipse(QRectF(edge, edge, size - 2 * edge, size - 2 * edge));
-  if (state != PortState::Gone) return mark;
-  painter.setPen(QPen(Qt::white, 1.8));
-  painter.drawLine(QPointF(edge * 1.5, size / 2.0), QPointF(size - edge * 1.5, size / 2.0));
-  return mark;
+QString PortStateWord(PortState state) {
+  if (state == PortState::There) return {};
+  return state == PortState::Gone ? ZKStudioTree::tr("no cable") : ZKStudioTree::tr("no port");
 }
 
-int ShownDeviceNumber(const Synth* synth, int channel) {
-  return synth && synth->sysExChannelZeroBased ? channel : channel + 1;
-}
-
-const Synth* FirstSynth(const ZKDrvList* instrument) {
-  return instrument->drivers.empty() ? nullptr : instrument->drivers.front()->synth();
+Mark PortStateMark(PortState state) {
+  return state == PortState::There ? Mark::Found : Mark::Missing;
 }
 
 ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent)
     : QTreeWidget(parent), studio_(studio), host_(host) {
   setHeaderLabels({tr("Instrument / Data"), tr("MIDI In"), tr("MIDI Out"), tr("Device ID"), tr("Channel")});
   setColumnCount(kColumns);
-  setAlternatingRowColors(true);
-  setUniformRowHeights(true);
+  DressList(this);
+  setItemDelegate(new StudioDelegate(this));
   setAllColumnsShowFocus(true);
   setSelectionMode(ExtendedSelection);
-  setItemDelegate(new StudioDelegate(this));
+  setIconSize(kRowPicture);
   setEditTriggers(SelectedClicked | EditKeyPressed);
   setExpandsOnDoubleClick(false);
   setContextMenuPolicy(Qt::CustomContextMenu);
@@ -177,15 +164,21 @@ ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget*
   setAcceptDrops(true);
   setDropIndicatorShown(true);
   setDragDropMode(DragDrop);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   header()->setStretchLastSection(false);
   header()->setSectionsMovable(false);
+  header()->setMinimumSectionSize(kTarget);
   for (const int column : {kDevice, kChannel}) header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
   for (const int column : {kIn, kOut}) header()->setSectionResizeMode(column, QHeaderView::Stretch);
   connect(this, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* row) {
+    if (row->parent()) return;
     open_[NodeOf(row)] = true;
     FitNames();
   });
-  connect(this, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* row) { open_[NodeOf(row)] = false; });
+  connect(this, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* row) {
+    if (!row->parent()) open_[NodeOf(row)] = false;
+  });
+  FitColumns();
 }
 
 ZKDrvList* ZKStudioTree::NodeOf(const QTreeWidgetItem* item) const {
@@ -193,11 +186,18 @@ ZKDrvList* ZKStudioTree::NodeOf(const QTreeWidgetItem* item) const {
 }
 
 ZKDrvList* ZKStudioTree::CurrentNode() const {
-  return NodeOf(currentItem());
+  const QTreeWidgetItem* item = currentItem();
+  return NodeOf(item && item->data(kName, kDocumentRole).isValid() ? item->parent() : item);
+}
+
+const OpenDocument* ZKStudioTree::DocumentOf(const QTreeWidgetItem* item) const {
+  const QVariant place = item ? item->data(kName, kDocumentRole) : QVariant();
+  return place.isValid() && place.toUInt() < documents_.size() ? &documents_[place.toUInt()] : nullptr;
 }
 
 int ZKStudioTree::PlaceOf(const QTreeWidgetItem* item) const {
-  return indexOfTopLevelItem(item && item->parent() ? item->parent() : const_cast<QTreeWidgetItem*>(item));
+  while (item && item->parent()) item = item->parent();
+  return indexOfTopLevelItem(const_cast<QTreeWidgetItem*>(item));
 }
 
 std::vector<ZKDrvList*> ZKStudioTree::SelectedInstruments() const {
@@ -210,43 +210,83 @@ std::vector<ZKDrvList*> ZKStudioTree::SelectedInstruments() const {
   return instruments;
 }
 
+// ---- rows -----------------------------------------------------------------------------------------------------------
+
 void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
-  const Synth* synth = FirstSynth(instrument);
-  const int size = fontMetrics().height();
   auto* row = new QTreeWidgetItem(this);
-  row->setText(kName, ShownUtf8(instrument->DisplayKey()));
+  const QString name = ShownUtf8(instrument->DisplayKey());
+  row->setText(kName, name);
+  row->setData(kName, kSearchRole, name);
+  row->setIcon(kName, PictureOf(instrument));
   for (const bool input : {true, false}) {
     const std::string& port = input ? instrument->inPortName : instrument->outPortName;
     const PortState state = StateOfPort(host_.ports(), port, input);
     const int column = input ? kIn : kOut;
     row->setText(column, ShownUtf8(port));
-    row->setIcon(column, QIcon(PortStateMark(state, palette(), size, devicePixelRatioF())));
+    row->setData(column, kMarksRole, MarksOf({PortStateMark(state)}));
     SetToolTip(row, column, port.empty() ? PortStateText(state) : ShownUtf8(port) + '\n' + PortStateText(state));
   }
-  row->setText(kDevice, QString::number(ShownDeviceNumber(synth, instrument->sysExChannel)));
+  if (const Synth* synth = DeviceIdSynth(*instrument))
+    row->setText(kDevice, QString::number(ShownDeviceId(synth, instrument->sysExChannel)));
   row->setText(kChannel, QString::number(instrument->midiChannel + 1));
+  for (const int column : {kDevice, kChannel}) row->setData(column, kNumberRole, true);
   row->setData(kName, kNodeRole, QVariant::fromValue(static_cast<void*>(instrument)));
   row->setFlags(row->flags() | Qt::ItemIsEditable | Qt::ItemIsDragEnabled);
-  QFont bold = font();
-  bold.setBold(true);
-  row->setFont(kName, bold);
+  row->setFont(kName, HeadingFont(font()));
+  ShowInstrumentState(row, instrument);
   for (const auto& driver : instrument->drivers) {
     auto* child = new QTreeWidgetItem(row);
     child->setText(kName, ShownLatin1(driver->TypeName()));
-    child->setIcon(kName, DriverIcon(driver.get(), palette(), size));
+    child->setData(kName, kSearchRole, name + ' ' + child->text(kName));
     child->setData(kName, kNodeRole, QVariant::fromValue(static_cast<void*>(driver.get())));
     SetToolTip(child, kName, tr("Double-click to get this data from the instrument"));
     child->setFlags(child->flags() & ~Qt::ItemIsDragEnabled);
   }
 }
 
+// Where there are columns for the ports, the state stands there.
+void ZKStudioTree::ShowInstrumentState(QTreeWidgetItem* row, const ZKDrvList* instrument) {
+  const PortState state = StateOfInstrument(host_.ports(), instrument);
+  row->setData(kName, kAsideRole, wide_ ? QString() : PortStateWord(state));
+  row->setData(kName, kAsideMarksRole, wide_ ? QVariant() : MarksOf({PortStateMark(state)}));
+  const QString text = row->text(kName) + ", " + PortStateText(state);
+  row->setData(kName, Qt::AccessibleTextRole, text);
+  QString ports;
+  for (const int column : {kIn, kOut})
+    if (!row->text(column).isEmpty()) ports += '\n' + tr("%1: %2").arg(headerItem()->text(column), row->text(column));
+  SetToolTip(row, kName, text + ports);
+}
+
+QIcon ZKStudioTree::PictureOf(const ZKDrvList* instrument) {
+  const auto known = pictures_.find(instrument->moduleFile);
+  if (known != pictures_.end()) return known->second;
+  return pictures_[instrument->moduleFile] =
+             QIcon(InstrumentPicture(studio_, instrument, kRowPicture, devicePixelRatioF()));
+}
+
+void ZKStudioTree::FitColumns() {
+  const bool wide = width() > kWideCharacters * fontMetrics().averageCharWidth();
+  if (wide == wide_ && header()->isHidden() == !wide) return;
+  wide_ = wide;
+  header()->setVisible(wide);
+  for (const int column : {kIn, kOut, kDevice, kChannel}) setColumnHidden(column, !wide);
+  header()->setSectionResizeMode(kName, wide ? QHeaderView::Interactive : QHeaderView::Stretch);
+  for (int i = 0; i < topLevelItemCount(); ++i) {
+    if (const ZKDrvList* instrument = NodeOf(topLevelItem(i)); studio_.GetInstrumentDrvList(instrument))
+      ShowInstrumentState(topLevelItem(i), instrument);
+  }
+  FitNames();
+}
+
 // A long name must not push the other columns out of the window.
 void ZKStudioTree::FitNames() {
+  if (!wide_) return;
   const int wanted = std::max(sizeHintForColumn(kName), header()->sectionSizeHint(kName));
   header()->resizeSection(kName, std::min(wanted, kNameCharacters * fontMetrics().averageCharWidth()));
 }
 
 void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
+  if (!node) return;
   for (QTreeWidgetItemIterator it(this); *it; ++it) {
     if (NodeOf(*it) == node) return setCurrentItem(*it);
   }
@@ -255,6 +295,7 @@ void ZKStudioTree::SetCurrentNode(const ZKDrvList* node) {
 void ZKStudioTree::Rebuild() {
   // The nodes may be gone, so they are only compared.
   const ZKDrvList* current = CurrentNode();
+  const QString document = DocumentOf(currentItem()) ? currentItem()->text(kName) : QString();
   const int place = topLevelItemCount() > 0 && currentItem() ? PlaceOf(currentItem()) : 0;
   const QSignalBlocker quiet(this);
   setUpdatesEnabled(false);
@@ -267,29 +308,113 @@ void ZKStudioTree::Rebuild() {
     open[instrument.get()] = known == open_.end() ? few : known->second;
   }
   open_ = std::move(open);
+  ShowDocuments();
   SetCurrentNode(current);
+  for (int i = 0; !document.isNull() && currentItem() && i < currentItem()->childCount(); ++i)
+    if (QTreeWidgetItem* child = currentItem()->child(i); child->text(kName) == document) setCurrentItem(child);
   if (!currentItem()) setCurrentItem(topLevelItem(std::clamp(place, 0, std::max(0, topLevelItemCount() - 1))));
   Filter(filter_);
   setUpdatesEnabled(true);
   FitNames();
 }
 
-void ZKStudioTree::Filter(const QString& text) {
-  filter_ = text;
+// ---- open documents -------------------------------------------------------------------------------------------------
+
+void ZKStudioTree::ShowDocuments() {
+  documents_ = host_.OpenDocuments();
+  std::map<const ZKDrvList*, std::vector<std::size_t>> places;
+  for (std::size_t i = 0; i < documents_.size(); ++i) places[documents_[i].driver].push_back(i);
+  const bool selecting = currentItem() && currentItem()->data(kName, kDocumentRole).isValid();
+  QTreeWidgetItem* home = selecting ? currentItem()->parent() : nullptr;
+  for (int i = 0; i < topLevelItemCount(); ++i) {
+    for (int k = 0; k < topLevelItem(i)->childCount(); ++k) {
+      QTreeWidgetItem* row = topLevelItem(i)->child(k);
+      ShowDocumentsOf(row, places[NodeOf(row)]);
+    }
+  }
+  if (home && !currentItem()) setCurrentItem(home);
+}
+
+void ZKStudioTree::ShowDocumentsOf(QTreeWidgetItem* row, const std::vector<std::size_t>& places) {
+  const auto count = static_cast<int>(places.size());
+  while (row->childCount() > count) {
+    const QTreeWidgetItem* last = row->child(row->childCount() - 1);
+    if (last == currentItem()) setCurrentItem(row);
+    delete last;
+  }
+  const bool fresh = row->childCount() < count;
+  while (row->childCount() < count) {
+    auto* child = new QTreeWidgetItem(row);
+    child->setFlags(child->flags() & ~Qt::ItemIsDragEnabled);
+  }
+  for (int i = 0; i < count; ++i) ShowDocument(row->child(i), places[static_cast<std::size_t>(i)]);
+  // A document that was opened just now is to be seen.
+  if (fresh && filter_.IsEmpty()) {
+    row->setExpanded(true);
+    row->parent()->setExpanded(true);
+  }
+}
+
+void ZKStudioTree::ShowDocument(QTreeWidgetItem* child, std::size_t place) {
+  const OpenDocument& document = documents_[place];
+  std::vector<Mark> marks;
+  if (document.changed) marks.push_back(Mark::Changed);
+  if (document.unsent) marks.push_back(Mark::Unsent);
+  const QString title = ShownUtf8(document.title);
+  child->setText(kName, title);
+  child->setData(kName, kDocumentRole, static_cast<uint>(place));
+  child->setData(kName, kSearchRole, child->parent()->data(kName, kSearchRole).toString() + ' ' + title);
+  child->setData(kName, kAsideMarksRole, MarksOf(marks));
+  child->setData(kName, kAsideRole, document.percent < 0 ? QString() : tr("%1 %").arg(document.percent));
+  child->setData(kName, kProgressRole, document.percent < 0 ? QVariant() : QVariant(document.percent));
+  QString words = title;
+  if (!marks.empty()) words += ", " + MarksText(marks);
+  if (document.percent >= 0) words += ", " + tr("%1 % of a transfer").arg(document.percent);
+  child->setData(kName, Qt::AccessibleTextRole, words);
+  SetToolTip(child, kName, words);
+}
+
+// ---- searching ------------------------------------------------------------------------------------------------------
+
+int ZKStudioTree::Filter(const SearchWords& words) {
+  filter_ = words;
   // What is opened to show a find is not the user's choice.
   const QSignalBlocker quiet(this);
+  int hits = 0;
+  QTreeWidgetItem* first = nullptr;
   for (int i = 0; i < topLevelItemCount(); ++i) {
     QTreeWidgetItem* row = topLevelItem(i);
-    const bool whole = row->text(kName).contains(text, Qt::CaseInsensitive);
-    bool any = whole;
+    const bool whole = words.Match(row->data(kName, kSearchRole).toString());
+    int inside = 0;
     for (int k = 0; k < row->childCount(); ++k) {
-      const bool match = whole || row->child(k)->text(kName).contains(text, Qt::CaseInsensitive);
-      row->child(k)->setHidden(!match);
-      any = any || match;
+      const int found = FilterType(row->child(k), whole);
+      inside += found;
+      if (!whole && found > 0 && !first) first = row->child(k);
     }
-    row->setHidden(!any);
-    row->setExpanded(open_[NodeOf(row)] || (any && !whole));
+    if (whole && !first) first = row;
+    hits += whole ? 1 : inside;
+    row->setHidden(!whole && inside == 0);
+    row->setExpanded(open_[NodeOf(row)] || (inside > 0 && !whole));
   }
+  if (!words.IsEmpty() && first && (!currentItem() || !Matches(currentItem()))) setCurrentItem(first);
+  return hits;
+}
+
+// How many of a kind of data and the documents under it fit.
+int ZKStudioTree::FilterType(QTreeWidgetItem* row, bool whole) {
+  const bool fits = whole || filter_.Match(row->data(kName, kSearchRole).toString());
+  int found = fits ? 1 : 0;
+  for (int i = 0; i < row->childCount(); ++i) {
+    const bool shown = fits || Matches(row->child(i));
+    row->child(i)->setHidden(!shown);
+    found += !fits && shown ? 1 : 0;
+  }
+  row->setHidden(found == 0);
+  return found;
+}
+
+bool ZKStudioTree::Matches(const QTreeWidgetItem* item) const {
+  return !item->isHidden() && filter_.Match(item->data(kName, kSearchRole).toString());
 }
 
 void ZKStudioTree::dropEvent(QDropEvent* event) {
@@ -305,10 +430,15 @@ void ZKStudioTree::dropEvent(QDropEvent* event) {
   if (from >= 0 && to >= 0 && from != to) emit Moved(from, to);
 }
 
+void ZKStudioTree::resizeEvent(QResizeEvent* event) {
+  FitColumns();
+  QTreeWidget::resizeEvent(event);
+}
+
 void ZKStudioTree::changeEvent(QEvent* event) {
   QTreeWidget::changeEvent(event);
-  // The drawn pictures have the colours of the palette.
-  if (event->type() == QEvent::PaletteChange && topLevelItemCount() > 0)
+  // Fonts and colours of the rows are their own.
+  if ((event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) && topLevelItemCount() > 0)
     QMetaObject::invokeMethod(
         this, [this] { Rebuild(); }, Qt::QueuedConnection);
 }

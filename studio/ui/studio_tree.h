@@ -1,10 +1,15 @@
 #pragma once
 
+#include <QIcon>
 #include <QTreeWidget>
 #include <map>
 #include <vector>
 
 #include "studio/ui/studio_host.h"
+#include "ui/style/search_field.h"
+#include "ui/style/state_mark.h"
+
+class QComboBox;
 
 namespace tonalith {
 
@@ -14,14 +19,16 @@ PortState StateOfPort(StudioPorts* ports, const std::string& name, bool input);
 // Gone when one of the instrument's ports is gone, else None when one is not chosen, else There.
 PortState StateOfInstrument(StudioPorts* ports, const ZKDrvList* instrument);
 QString PortStateText(PortState state);
-// A green disc, a red one with a bar for a port that is gone, a ring when none is chosen.
-QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal scale);
-// The device number as the instrument's own display counts it.
-int ShownDeviceNumber(const Synth* synth, int channel);
-const Synth* FirstSynth(const ZKDrvList* instrument);
+// What a row says beside its mark: nothing when the port is there.
+QString PortStateWord(PortState state);
+Mark PortStateMark(PortState state);
 
-// Instruments with their drivers; ports, device number and channel of an instrument are changed in place.  Instruments
-// are dragged to another place.  Drivers of a long studio are shown when their instrument is opened.
+// The device IDs an instrument can be set to, with the kept number as data; its own is chosen.
+void AddDeviceIds(QComboBox* box, const ZKDrvList& instrument);
+
+// Instruments, under each its kinds of data, under each the open documents of it.  Narrow, as at the side of the main
+// window, it shows names and states; wide also ports, device ID and channel, which are changed in place.  Instruments
+// are dragged to another place.  The kinds of data of a long studio are shown when their instrument is opened.
 class ZKStudioTree final : public QTreeWidget {
   Q_OBJECT
 
@@ -30,11 +37,16 @@ class ZKStudioTree final : public QTreeWidget {
 
   ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* parent = nullptr);
   void Rebuild();
-  // Shows the instruments and drivers whose name contains the text; an empty text shows all.
-  void Filter(const QString& text);
-  // The driver or instrument of the current row; null when there is none.
+  // Brings the rows of the open documents up to date.
+  void ShowDocuments();
+  // Shows the instruments, kinds of data and documents that the words fit; how many.  No words show all.
+  int Filter(const SearchWords& words);
+  // The driver or instrument of the current row, of a document the driver; null when there is none.
   ZKDrvList* CurrentNode() const;
+  // Null for a document.
   ZKDrvList* NodeOf(const QTreeWidgetItem* item) const;
+  // Null when the row is no document.
+  const OpenDocument* DocumentOf(const QTreeWidgetItem* item) const;
   // Makes the row of a node the current one.
   void SetCurrentNode(const ZKDrvList* node);
   // Instruments of the selected rows, in studio order.
@@ -48,16 +60,27 @@ class ZKStudioTree final : public QTreeWidget {
 
  protected:
   void dropEvent(QDropEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
   void changeEvent(QEvent* event) override;
 
  private:
   void AddInstrumentRow(ZKDrvList* instrument);
+  void ShowInstrumentState(QTreeWidgetItem* row, const ZKDrvList* instrument);
+  void ShowDocumentsOf(QTreeWidgetItem* row, const std::vector<std::size_t>& places);
+  void ShowDocument(QTreeWidgetItem* child, std::size_t place);
+  int FilterType(QTreeWidgetItem* row, bool whole);
+  bool Matches(const QTreeWidgetItem* item) const;
+  QIcon PictureOf(const ZKDrvList* instrument);
+  void FitColumns();
   void FitNames();
   int PlaceOf(const QTreeWidgetItem* item) const;
 
   ZKStudioDoc& studio_;
   StudioWindowHost& host_;
-  QString filter_;
+  SearchWords filter_;
+  bool wide_ = true;
+  std::vector<OpenDocument> documents_;
+  std::map<std::string, QIcon> pictures_;  // by module
   std::map<const ZKDrvList*, bool> open_;  // instruments whose drivers the user wants to see, or not
 };
 

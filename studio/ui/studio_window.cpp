@@ -3,19 +3,24 @@
 #include <QAction>
 #include <QHBoxLayout>
 #include <QKeySequence>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
 
 #include "services/settings.h"
+#include "studio/device_ids.h"
+#include "studio/instrument_change.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/empty_state.h"
+#include "ui/style/flow_layout.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/search_field.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -34,14 +39,16 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
       pictures_(StudioPictures::doInitBitmap(host.ResourceFolder(), host.prompts())) {
   SetTitle(this, tr("Studio"));
   auto* column = new QVBoxLayout(this);
-  BuildToolBar();
-  column->addWidget(tools_);
+  SetSpace(column, kGap, kGap);
+  BuildSearch();
   hint_ = new PlainLabel(this);
   hint_->setWordWrap(true);
+  SetSecondaryText(hint_);
   column->addWidget(hint_);
   BuildViews();
   column->addWidget(views_, 1);
   BuildButtons();
+  BuildShortcuts();
   ConnectViews();
   styleListener_ = host_.settings().AddListener([this](SettingId id, int) {
     if (id == SettingId::MainDrvOldDisplayStyle) ApplyStyle();
@@ -58,56 +65,64 @@ TZKDrvLst::~TZKDrvLst() {
 
 // ---- building -------------------------------------------------------------------------------------------------------
 
-QAction* TZKDrvLst::AddTool(const char* picture, const QString& text, const QString& tip,
-                            const std::function<void()>& run) {
-  auto* action = new QAction(pictures_.Button(picture), QString(text).remove('&'), tools_);
-  action->setIconText(text);  // with its letter, which the button takes
+// The rarer commands stand in the menu beside the search.
+QAction* TZKDrvLst::AddCommand(QMenu* menu, Glyph glyph, const QString& text, const QString& tip,
+                               const std::function<void()>& run) {
+  auto* action = new QAction(IconOf(glyph), text, this);
   SetToolTip(action, tip);
   if (run) connect(action, &QAction::triggered, this, run);
-  tools_->addAction(action);
-  if (auto* button = qobject_cast<QToolButton*>(tools_->widgetForAction(action))) {
-    button->setFocusPolicy(Qt::TabFocus);
-    button->setPopupMode(QToolButton::InstantPopup);
-  }
+  menu->addAction(action);
   return action;
 }
 
-void TZKDrvLst::BuildToolBar() {
-  tools_ = new QToolBar(this);
-  tools_->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-  const int size = fontMetrics().height() * 3 / 2;
-  tools_->setIconSize({size, size});
-  add_ = AddTool("Add", tr("&Add"), tr("Add an installed instrument to the studio"), {});
-  add_->setMenu(new QMenu(this));
-  connect(add_->menu(), &QMenu::aboutToShow, this, [this] { BuildAddMenu(add_->menu()); });
-  remove_ = AddTool("Remove", tr("&Remove"), tr("Take the selected instruments out of the studio (Del)"),
-                    [this] { RemoveSelected(); });
-  undo_ = AddTool("Undo", tr("Undo"), tr("Put the instrument that was removed last back (Ctrl+Z)"),
-                  [this] { UndoRemove(); });
-  AddInstallMenu(AddTool("Install", tr("&Install"), tr("Install instruments from module packages"), {}));
-  tools_->addSeparator();
-  sense_ = AddTool("AutoSense", tr("Auto&Sense"), tr("Search all MIDI ports for the selected instruments"),
-                   [this] { OnAutoSense(); });
-  settings_ = AddTool("Settings", tr("Se&ttings"), tr("Ports, channels and patch bay of the instrument (Alt+Return)"),
-                      [this] { OnSettings(); });
-  tools_->addSeparator();
-  AddReportMenu(AddTool("Report", tr("Rep&ort"), tr("What is set up, as a text"), {}));
-  AddTool("Print", tr("&Print"), tr("Print the list of instruments (Ctrl+P)"),
-          [this] { RunCommand(CommandId::FilePrint); });
-  tools_->addSeparator();
-  panelsAction_ = AddTool("List", tr("Pane&ls"), tr("Show instruments as panels or as a tree"),
-                          [this] { ShowPanels(!ShowsPanels()); });
+QToolButton* TZKDrvLst::AddButton(QLayout* row, Glyph glyph, const QString& text, const QString& tip) {
+  auto* button = new QToolButton(this);
+  button->setIcon(IconOf(glyph));
+  button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  button->setText(text);
+  button->setMinimumSize(kTarget, TargetHeight(fontMetrics()));
+  SetToolTip(button, tip);
+  button->setFocusPolicy(Qt::TabFocus);
+  row->addWidget(button);
+  return button;
+}
+
+void TZKDrvLst::BuildSearch() {
+  auto* row = new QHBoxLayout;
+  search_ = new SearchField(tr("Search instruments"), this);
+  SetToolTip(search_, tr("Any words of instrument, kind of data or open document (Ctrl+F)"));
+  row->addWidget(search_, 1);
+  more_ = new QToolButton(this);
+  more_->setIcon(IconOf(Glyph::More));
+  more_->setPopupMode(QToolButton::InstantPopup);
+  more_->setFocusPolicy(Qt::TabFocus);
+  more_->setMinimumSize(kTarget, TargetHeight(fontMetrics()));
+  SetToolTip(more_, tr("More that can be done with the studio"));
+  SetAccessibleName(more_, tr("More"));
+  more_->setMenu(new QMenu(this));
+  row->addWidget(more_);
+  static_cast<QVBoxLayout*>(layout())->addLayout(row);
+  QMenu* menu = more_->menu();
+  settings_ = AddCommand(menu, Glyph::Settings, tr("Se&ttings..."),
+                         tr("Ports, channels and patch bay of the instrument (Alt+Return)"), [this] { OnSettings(); });
+  remove_ = AddCommand(menu, Glyph::Remove, tr("&Remove from Studio..."),
+                       tr("Take the selected instruments out of the studio (Del)"), [this] { RemoveSelected(); });
+  undo_ = AddCommand(menu, Glyph::Undo, tr("&Undo Remove"),
+                     tr("Put the instrument that was removed last back (Ctrl+Z)"), [this] { UndoRemove(); });
+  menu->addSeparator();
+  connected_ = AddCommand(menu, Glyph::Connected, tr("&What Is Connected?..."),
+                          tr("Search every MIDI port for all instruments"), [this] { host_.ShowConnected(); });
+  AddInstallMenu(AddCommand(menu, Glyph::Import, tr("&Install"), tr("Install instruments from module packages"), {}));
+  menu->addSeparator();
+  AddReportMenu(AddCommand(menu, Glyph::Info, tr("Rep&ort"), tr("What is set up, as a text"), {}));
+  AddCommand(menu, Glyph::Print, tr("&Print..."), tr("Print the list of instruments (Ctrl+P)"),
+             [this] { RunCommand(CommandId::FilePrint); });
+  panelsAction_ = AddCommand(menu, Glyph::Keyboard, tr("Pane&ls"), tr("Show instruments as panels or as a tree"),
+                             [this] { ShowPanels(!ShowsPanels()); });
   panelsAction_->setCheckable(true);
-  auto* space = new QWidget(tools_);
-  space->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-  tools_->addWidget(space);
-  search_ = new QLineEdit(tools_);
-  search_->setPlaceholderText(tr("Search (Ctrl+F)"));
-  search_->setClearButtonEnabled(true);
-  search_->setAccessibleName(tr("Search"));
-  search_->setMinimumWidth(fontMetrics().averageCharWidth() * 16);
-  search_->setMaximumWidth(fontMetrics().averageCharWidth() * 28);
-  tools_->addWidget(search_);
+}
+
+void TZKDrvLst::BuildShortcuts() {
   const auto shortcut = [this](const QKeySequence& keys, const std::function<void()>& run) {
     auto* action = new QAction(this);
     action->setShortcut(keys);
@@ -115,7 +130,10 @@ void TZKDrvLst::BuildToolBar() {
     connect(action, &QAction::triggered, this, run);
     addAction(action);
   };
-  shortcut(QKeySequence(Qt::CTRL | Qt::Key_F), [this] { search_->setFocus(); });
+  shortcut(QKeySequence(Qt::CTRL | Qt::Key_F), [this] {
+    search_->setFocus(Qt::ShortcutFocusReason);
+    search_->selectAll();
+  });
   shortcut(QKeySequence::Delete, [this] {
     if (!search_->hasFocus()) RemoveSelected();
   });
@@ -126,15 +144,15 @@ void TZKDrvLst::BuildToolBar() {
 
 void TZKDrvLst::AddInstallMenu(QAction* tool) {
   auto* menu = new QMenu(this);
-  menu->addAction(pictures_.Button("Install"), tr("From &Disk..."), this, [this] { OnInstallFrom(false); });
-  menu->addAction(pictures_.Button("InstallFolder"), tr("From a &Folder..."), this, [this] { OnInstallFrom(true); });
-  menu->addAction(pictures_.Button("InstallWeb"), tr("From &Web..."), this, [this] { OnInstallFromWeb(); });
+  menu->addAction(tr("From &Disk..."), this, [this] { OnInstallFrom(false); });
+  menu->addAction(tr("From a &Folder..."), this, [this] { OnInstallFrom(true); });
+  menu->addAction(tr("From &Web..."), this, [this] { OnInstallFromWeb(); });
   tool->setMenu(menu);
 }
 
 void TZKDrvLst::AddReportMenu(QAction* tool) {
   auto* menu = new QMenu(this);
-  menu->addAction(pictures_.Button("Report"), tr("&Configuration Report..."), this, [this] { OnSetupInformation(); });
+  menu->addAction(tr("&Configuration Report..."), this, [this] { OnSetupInformation(); });
   menu->addAction(tr("&MIDI Device File..."), this, [this] { OnMidiDeviceFile(); });
   menu->addAction(tr("Check &SysEx Maps"), this, [this] { OnDriversMissingDescriptor(); });
   tool->setMenu(menu);
@@ -150,28 +168,37 @@ void TZKDrvLst::BuildViews() {
   list_->setAccessibleName(tr("Instruments"));
   drivers_ = new QListWidget(panels_);
   drivers_->setAccessibleName(tr("Data of the instrument"));
+  DressList(drivers_);
   panels_->setChildrenCollapsible(false);
   panels_->setStretchFactor(0, 3);
   panels_->setStretchFactor(1, 1);
   views_->addWidget(panels_);
+  empty_ = new EmptyState(Glyph::Studio, tr("No instruments yet"), tr("Add, or let AutoSense look for them."), views_);
+  empty_->AddButton(tr("&Add Instrument"), [this] { OfferInstruments(); });
+  empty_->AddButton(tr("Auto&Sense"), [this] { host_.ShowConnected(); });
+  views_->addWidget(empty_);
+  nothing_ = new EmptyState(Glyph::Search, {}, {}, views_);
+  nothing_->AddButton(tr("Clear the Search"), [this] {
+    search_->clear();
+    search_->setFocus();
+  });
+  views_->addWidget(nothing_);
+  shown_ = tree_;
 }
 
 void TZKDrvLst::BuildButtons() {
-  auto* row = new QHBoxLayout;
-  const auto button = [&](const char* picture, const QString& text, const QString& tip) {
-    auto* made = new QToolButton(this);
-    made->setIcon(pictures_.Button(picture));
-    made->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    made->setText(text);
-    SetToolTip(made, tip);
-    made->setFocusPolicy(Qt::TabFocus);
-    row->addWidget(made);
-    return made;
-  };
-  get_ = button("Get", tr("&Get"), tr("Request the selected data from the instrument (Ctrl+G)"));
-  create_ = button("New", tr("&New"), tr("Open a window on new, empty data of this kind"));
-  row->addStretch(1);
-  static_cast<QVBoxLayout*>(layout())->addLayout(row);
+  auto* grid = new FlowLayout(nullptr, kGap);
+  get_ = AddButton(grid, Glyph::Get, tr("&Get"), tr("Request the selected data from the instrument (Ctrl+G)"));
+  create_ = AddButton(grid, Glyph::New, tr("&New"), tr("Open a window on new, empty data of this kind"));
+  add_ = AddButton(grid, Glyph::Add, tr("&Add instrument"), tr("Add an installed instrument to the studio"));
+  add_->setPopupMode(QToolButton::InstantPopup);
+  add_->setMenu(new QMenu(this));
+  connect(add_->menu(), &QMenu::aboutToShow, this, [this] { BuildAddMenu(add_->menu()); });
+  sense_ =
+      AddButton(grid, Glyph::AutoSense, tr("Auto&Sense"),
+                tr("Search all MIDI ports for the selected instruments; without any for everything that is installed"));
+  static_cast<QVBoxLayout*>(layout())->addLayout(grid);
+  connect(sense_, &QToolButton::clicked, this, [this] { OnAutoSense(); });
   connect(get_, &QToolButton::clicked, this, [this] { RunCommand(CommandId::MidiGet); });
   connect(create_, &QToolButton::clicked, this, [this] {
     if (ZKDrvList* node = CurrentNode(); node && !node->IsInstrument()) host_.OpenDriver(node, false);
@@ -179,7 +206,9 @@ void TZKDrvLst::BuildButtons() {
 }
 
 void TZKDrvLst::ConnectViews() {
+  connect(tree_, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) { ActivateDocument(item); });
   connect(tree_, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
+    if (ActivateDocument(item)) return;
     ZKDrvList* node = tree_->NodeOf(item);
     if (!node) return;
     if (node->IsInstrument())
@@ -209,15 +238,29 @@ void TZKDrvLst::ConnectViews() {
   connect(drivers_, &QListWidget::itemActivated, this, [this] { RunCommand(CommandId::MidiGet); });
   connect(tree_, &ZKStudioTree::Moved, this, [this](int from, int to) { Moved(from, to); });
   connect(list_, &ZKStudioList::Moved, this, [this](int from, int to) { Moved(from, to); });
-  connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) { Search(text); });
-  connect(search_, &QLineEdit::returnPressed, this, [this] { views_->currentWidget()->setFocus(); });
+  connect(search_, &SearchField::WordsChanged, this, [this] {
+    Search();
+    SelectionChanged();
+  });
+  connect(search_, &QLineEdit::returnPressed, this, [this] { shown_->setFocus(); });
+  connect(search_, &SearchField::GoToList, this, [this] { shown_->setFocus(); });
+  connect(search_, &SearchField::Left, this, [this] { shown_->setFocus(); });
   panels_->setFocusProxy(list_);
+}
+
+// The row may be gone once the document is in front.
+bool TZKDrvLst::ActivateDocument(QTreeWidgetItem* item) {
+  const OpenDocument* document = tree_->DocumentOf(item);
+  if (!document || !document->activate) return false;
+  const auto activate = document->activate;
+  activate();
+  return true;
 }
 
 // ---- what is shown --------------------------------------------------------------------------------------------------
 
 bool TZKDrvLst::ShowsPanels() const {
-  return views_->currentWidget() == panels_;
+  return shown_ == panels_;
 }
 
 void TZKDrvLst::ApplyStyle() {
@@ -228,7 +271,7 @@ void TZKDrvLst::ApplyStyle() {
 
 void TZKDrvLst::ShowPanels(bool panels) {
   ZKDrvList* node = CurrentNode();
-  views_->setCurrentWidget(panels ? static_cast<QWidget*>(panels_) : tree_);
+  shown_ = panels ? static_cast<QWidget*>(panels_) : tree_;
   panelsAction_->setChecked(panels);
   host_.settings().MainDrvDisplayMode(panels ? 1 : 0);
   setFocusProxy(panels ? static_cast<QWidget*>(list_) : tree_);
@@ -247,16 +290,17 @@ void TZKDrvLst::Refresh() {
   }
   const StudioPorts* ports = host_.ports();
   const bool noPorts = ports && ports->InputPortNames().empty() && ports->OutputPortNames().empty();
-  if (studio_.instruments().empty()) {
-    hint_->setText(tr("There are no instruments yet. Choose Add for an installed instrument, or Install to add one."));
-  } else if (noPorts) {
+  hint_->setVisible(noPorts);
+  if (noPorts)
     hint_->setText(tr(
         "No MIDI ports were found. Connect a MIDI interface or start JACK: new ports are noticed at once. To try the "
         "program without hardware, start it with --simulated."));
-  } else {
-    hint_->setText(tr("Choose a kind of data and Get to request it from its instrument."));
-  }
+  Search();
   SelectionChanged();
+}
+
+void TZKDrvLst::ShowDocuments() {
+  if (!ShowsPanels()) tree_->ShowDocuments();
 }
 
 // The kinds of data of the current panel.
@@ -267,17 +311,30 @@ void TZKDrvLst::FillDrivers() {
   const ZKDrvList* instrument = list_->CurrentInstrument();
   if (!instrument || !studio_.GetInstrumentDrvList(instrument)) return;
   for (const auto& driver : instrument->drivers) {
-    auto* item = new QListWidgetItem(DriverIcon(driver.get(), palette(), fontMetrics().height()),
-                                     ShownLatin1(driver->TypeName()), drivers_);
+    auto* item =
+        new QListWidgetItem(DriverIcon(driver.get(), palette(), kGlyph), ShownLatin1(driver->TypeName()), drivers_);
     item->setData(kDriverRole, QVariant::fromValue(static_cast<void*>(driver.get())));
     SetToolTip(item, tr("Double-click to get this data from the instrument"));
   }
   drivers_->setCurrentRow(std::min(row, drivers_->count() - 1));
 }
 
-void TZKDrvLst::Search(const QString& text) {
-  tree_->Filter(text);
-  list_->Filter(text);
+void TZKDrvLst::Search() {
+  const SearchWords& words = search_->Words();
+  const int inTree = tree_->Filter(words), inList = list_->Filter(words);
+  const int hits = ShowsPanels() ? inList : inTree;
+  search_->SetHits(words.IsEmpty() ? -1 : hits);
+  QWidget* view = shown_;
+  if (studio_.instruments().empty()) {
+    view = empty_;
+  } else if (hits == 0) {
+    nothing_->SetTexts(tr("Nothing found"), search_->NothingFound());
+    view = nothing_;
+  }
+  // What is hidden gives the focus away, and the user is typing.
+  const bool typing = search_->hasFocus();
+  views_->setCurrentWidget(view);
+  if (typing) search_->setFocus();
 }
 
 void TZKDrvLst::Select(const std::string& moduleFile) {
@@ -327,7 +384,8 @@ void TZKDrvLst::UpdateState() {
   create_->setEnabled(driver);
   settings_->setEnabled(node != nullptr);
   remove_->setEnabled(node != nullptr);
-  sense_->setEnabled(node != nullptr && host_.autoConfig() != nullptr);
+  sense_->setEnabled(host_.autoConfig() != nullptr);
+  connected_->setEnabled(host_.autoConfig() != nullptr);
   undo_->setEnabled(!removed_.empty());
   emit StateChanged();
 }
@@ -368,10 +426,9 @@ void TZKDrvLst::AddFromFile(QMenu* menu, ZKDrvList* driver) {
 }
 
 // Menus stay open while the studio may change: nodes are looked up again before they are used.
-void TZKDrvLst::Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change) {
+void TZKDrvLst::Change(ZKDrvList* node, const InstrumentChange& change) {
   if (!studio_.GetInstrumentDrvList(node)) return;
-  change(node);
-  if (const Result written = studio_.InstrumentChanged(node); !written.ok())
+  if (const Result written = ChangeInstrument(studio_, node, change); !written.ok())
     host_.prompts().Say("Studio", written.text);
   host_.StudioEdited();
   Refresh();
@@ -383,35 +440,28 @@ void TZKDrvLst::AddPorts(QMenu* menu, ZKDrvList* instrument, bool input) {
   QMenu* list = menu->addMenu(input ? tr("MIDI &In Port") : tr("MIDI &Out Port"));
   list->setEnabled(!names.empty());
   const std::string& current = input ? instrument->inPortName : instrument->outPortName;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    QAction* action = AddEntry(list, FromUtf8(names[i]));
+  for (const std::string& name : names) {
+    QAction* action = AddEntry(list, FromUtf8(name));
     connect(action, &QAction::triggered, this, [=, this] {
-      Edit(instrument, [&](ZKDrvList* node) {
-        const int port = static_cast<int>(i);
-        if (input)
-          node->SetInPort(port, names[i]);
-        else
-          node->SetOutPort(port, names[i]);
-      });
+      InstrumentChange change;
+      (input ? change.inPort : change.outPort) = name;
+      Change(instrument, change);
     });
     action->setCheckable(true);
-    action->setChecked(names[i] == current);
+    action->setChecked(name == current);
   }
 }
 
 void TZKDrvLst::AddChannels(QMenu* menu, ZKDrvList* instrument, bool device) {
-  const Synth* synth = FirstSynth(instrument);
-  const int first = device && synth ? std::max<int>(0, synth->sysExChannelMin) : 0;
-  const int last = device && synth ? synth->sysExChannelMax : 15;
+  const Synth* synth = device ? DeviceIdSynth(*instrument) : nullptr;
   QMenu* list = menu->addMenu(device ? tr("&Device ID") : tr("MIDI &Channel"));
-  for (int i = first; i <= last; ++i) {
-    QAction* action = list->addAction(QString::number(device ? ShownDeviceNumber(synth, i) : i + 1), this, [=, this] {
-      Edit(instrument, [&](ZKDrvList* node) {
-        if (device)
-          node->SetSysExChannel(i);
-        else
-          node->SetMidiChannel(i);
-      });
+  list->setEnabled(!device || synth);
+  const DeviceIdRange range = synth ? DeviceIdsOf(*synth) : DeviceIdRange{0, device ? -1 : 15};
+  for (int i = range.low; i <= range.high; ++i) {
+    QAction* action = list->addAction(QString::number(device ? ShownDeviceId(synth, i) : i + 1), this, [=, this] {
+      InstrumentChange change;
+      (device ? change.device : change.channel) = i;
+      Change(instrument, change);
     });
     action->setCheckable(true);
     action->setChecked(i == (device ? instrument->sysExChannel : instrument->midiChannel));
@@ -456,10 +506,8 @@ void TZKDrvLst::BuildAddMenu(QMenu* menu) {
 }
 
 void TZKDrvLst::OfferInstruments() {
-  if (auto* button = qobject_cast<QToolButton*>(tools_->widgetForAction(add_))) {
-    button->setFocus();
-    add_->menu()->popup(button->mapToGlobal(QPoint(0, button->height())));
-  }
+  add_->setFocus();
+  add_->menu()->popup(add_->mapToGlobal(QPoint(0, -add_->menu()->sizeHint().height())));
 }
 
 bool TZKDrvLst::CommandEnabled(CommandId command) const {

@@ -11,18 +11,23 @@
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
 #include "ui/plain_text.h"
+#include "ui/style/icons.h"
 #include "ui/window_base.h"
 
 class QAction;
-class QLineEdit;
+class QLayout;
 class QListWidget;
 class QMenu;
 class QSplitter;
 class QStackedWidget;
-class QToolBar;
 class QToolButton;
+class QTreeWidgetItem;
 
 namespace tonalith {
+
+class EmptyState;
+class SearchField;
+struct InstrumentChange;
 
 // The studio window: the instruments as panels or as a tree, and everything that is done with them.
 class TZKDrvLst final : public ZKWindow {
@@ -34,9 +39,11 @@ class TZKDrvLst final : public ZKWindow {
 
   ZKStudioTree* tree() { return tree_; }
   ZKStudioList* list() { return list_; }
-  QLineEdit* search() { return search_; }
+  SearchField* search() { return search_; }
   // The studio or the ports changed.
   void Refresh();
+  // What is open, or its state, changed.
+  void ShowDocuments();
   // Makes the last instrument of a module the current one.
   void Select(const std::string& moduleFile);
   // The current driver or instrument of the view that is shown; null when there is none.
@@ -86,11 +93,15 @@ class TZKDrvLst final : public ZKWindow {
     std::unique_ptr<ZKDrvList> instrument;
     int index = 0;
   };
-  void BuildToolBar();
+  void BuildSearch();
+  void BuildShortcuts();
   void BuildViews();
   void BuildButtons();
   void ConnectViews();
-  QAction* AddTool(const char* picture, const QString& text, const QString& tip, const std::function<void()>& run);
+  QAction* AddCommand(QMenu* menu, Glyph glyph, const QString& text, const QString& tip,
+                      const std::function<void()>& run);
+  QToolButton* AddButton(QLayout* row, Glyph glyph, const QString& text, const QString& tip);
+  bool ActivateDocument(QTreeWidgetItem* item);
   void AddInstallMenu(QAction* tool);
   void AddReportMenu(QAction* tool);
   void BuildMenu(QMenu* menu);
@@ -99,9 +110,9 @@ class TZKDrvLst final : public ZKWindow {
   void AddPorts(QMenu* menu, ZKDrvList* instrument, bool input);
   void AddChannels(QMenu* menu, ZKDrvList* instrument, bool device);
   void BuildAddMenu(QMenu* menu);
-  void Edit(ZKDrvList* node, const std::function<void(ZKDrvList*)>& change);
+  void Change(ZKDrvList* node, const InstrumentChange& change);
   void FillDrivers();
-  void Search(const QString& text);
+  void Search();
   void SelectionChanged();
   void Moved(int from, int to);
   void UpdateState();
@@ -111,17 +122,18 @@ class TZKDrvLst final : public ZKWindow {
   ZKStudioDoc& studio_;
   StudioWindowHost& host_;
   StudioPictures pictures_;
-  QToolBar* tools_ = nullptr;
-  QLineEdit* search_ = nullptr;
+  SearchField* search_ = nullptr;
+  QToolButton* more_ = nullptr;
   QStackedWidget* views_ = nullptr;
+  QWidget* shown_ = nullptr;  // tree or panels, also while something else stands in their place
   ZKStudioTree* tree_ = nullptr;
   QSplitter* panels_ = nullptr;
   ZKStudioList* list_ = nullptr;
   QListWidget* drivers_ = nullptr;  // of the current panel
+  EmptyState *empty_ = nullptr, *nothing_ = nullptr;
   PlainLabel* hint_ = nullptr;
-  QToolButton *get_ = nullptr, *create_ = nullptr;
-  QAction *add_ = nullptr, *remove_ = nullptr, *undo_ = nullptr, *sense_ = nullptr, *settings_ = nullptr,
-          *panelsAction_ = nullptr;
+  QToolButton *get_ = nullptr, *create_ = nullptr, *add_ = nullptr, *sense_ = nullptr;
+  QAction *remove_ = nullptr, *undo_ = nullptr, *settings_ = nullptr, *connected_ = nullptr, *panelsAction_ = nullptr;
   std::vector<Removed> removed_;
   bool installing_ = false;
   int styleListener_ = 0;

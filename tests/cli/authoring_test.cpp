@@ -235,7 +235,7 @@ TEST(Authoring, AConversationIsFollowedExchangeByExchange) {
        {"line 1: sent as expected, 7 bytes", "line 2: the instrument answered", "received: 24 bytes"}},
       {request + in + out, {}, 0, {"line 3: sent as expected, 24 bytes", "received and sent again: 24 bytes"}},
       {"OUT F0 7D 03 08 10 00 F7\nIN F0 7D 03" + std::string(kGlass).substr(8) + "\n",
-       {"--device", "3"},
+       {"--device", "4"},
        0,
        {"received: 24 bytes"}},
       {"OUT F0 7D 00 09 10 00 F7\n" + in,

@@ -6,10 +6,10 @@ namespace tonalith {
 TEST(StudioAutosense, FindsAndRemembers) {
   const CliHome& home = CliHome::Instance();
   const CliOutput found = home.Run({"studio", "autosense", "jv-1080", "--virtual", "--pairs", "8", "--at", "5",
-                                    "--answer-on", "2", "--device", "7", "--fault", "late-reply:reply=0,delay=200"});
+                                    "--answer-on", "2", "--device", "24", "--fault", "late-reply:reply=0,delay=200"});
   EXPECT_EQ(found.status, 0) << found.err;
   EXPECT_NE(found.out.find("MIDI IN Port: Virtual 2\nMIDI OUT Port: Virtual 5\n"), std::string::npos) << found.out;
-  EXPECT_NE(found.out.find("Device ID: 23\n"), std::string::npos) << found.out;
+  EXPECT_NE(found.out.find("Device ID: 24\n"), std::string::npos) << found.out;
   const CliOutput list = home.Run({"studio", "list"});
   EXPECT_NE(list.out.find("Virtual 5"), std::string::npos) << "another start of the program\n" << list.out;
 
@@ -35,6 +35,34 @@ TEST(StudioAutosense, RefusesWhatMakesNoSense) {
     EXPECT_NE(output.err, "");
     EXPECT_EQ(output.out, "");
   }
+}
+
+// By hand instead: what fits is kept for the next start, what does not changes nothing.
+TEST(StudioSet, KeepsWhatFitsAndRefusesTheRest) {
+  const CliHome& home = CliHome::Instance();
+  const struct {
+    const char* words;
+    int status;
+    const char* said;
+  } cases[] = {
+      {"jv-1080 --device 32 --channel 16", 0, "device ID 32, MIDI channel 16\n"},
+      {"jv-1080 --device 16 --channel 1", 1, "a number from 17 to 32, not 16."},
+      {"jv-1080 --device 33", 1, "a number from 17 to 32, not 33."},
+      {"jv-1080 --channel 17", 1, "from 1 to 16"},
+      {"rev2 --device 1", 1, "The Sequential Prophet Rev2 has no device ID."},
+      {"jv-1080 --in nowhere --channel 2", 1, "MIDI IN port"},
+      {"jv-1o80 --channel 2", 1, "there is: "},
+      {"jv-1080", 1, "what to set is missing"},
+      {"", 1, "one instrument is needed"},
+  };
+  for (const auto& one : cases) {
+    const CliOutput output = home.Run(Words("studio set " + std::string(one.words)));
+    EXPECT_EQ(output.status, one.status) << one.words;
+    EXPECT_NE((one.status ? output.err : output.out).find(one.said), std::string::npos) << one.words << "\n"
+                                                                                        << output.out << output.err;
+  }
+  EXPECT_NE(home.Run({"studio", "list"}).out.find("instrument\tRoland JV-1080\tRoland JV-1080.ini\t32\t16\t"),
+            std::string::npos);
 }
 
 }  // namespace tonalith

@@ -180,16 +180,16 @@ TEST_F(TransferCommands, InstrumentThatRefusesMakesSendFail) {
 
 TEST_F(TransferCommands, ConversationsAreKeptTo) {
   const std::string raw = Path("talk.syx"), talk = Path("talk.txt"), record = Path("recorded.txt");
-  Ok({"receive", "dx7", "voice", raw, "--virtual", "factory", "--device", "3", "--record", talk});
+  Ok({"receive", "dx7", "voice", raw, "--virtual", "factory", "--device", "4", "--record", talk});
   const std::string exchange = ReadFileText(talk);
   EXPECT_EQ(exchange.substr(0, 19), "OUT F0 43 23 00 F7\n");
   const std::string got = Path("got.syx");
-  Ok({"receive", "dx7", "voice", got, "--device", "3", "--conversation", talk, "--record", record});
+  Ok({"receive", "dx7", "voice", got, "--device", "4", "--conversation", talk, "--record", record});
   EXPECT_EQ(ReadFileText(got), ReadFileText(raw));
   Fails({"receive", "dx7", "voice", Path("other.syx"), "--conversation", talk}, "Line 1: expected 23 at byte 3");
   EXPECT_FALSE(std::filesystem::exists(Path("other.syx")));
   WriteFileText(talk, exchange + "OUT F0 F7\n");
-  Fails({"receive", "dx7", "voice", Path("other.syx"), "--device", "3", "--conversation", talk}, "never sent");
+  Fails({"receive", "dx7", "voice", Path("other.syx"), "--device", "4", "--conversation", talk}, "never sent");
   WriteFileText(talk, "OUT F0 43 0");
   Fails({"receive", "dx7", "voice", Path("other.syx"), "--conversation", talk}, "Line 1");
 }

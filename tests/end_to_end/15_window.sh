@@ -78,6 +78,9 @@ received() {
   focus
 }
 
+# A studio with everything that is installed; without one the program asks first which instruments there are.
+"$BIN/tonalith-cli" --config-root "$ROOT" studio set "Yamaha DX7" --channel 1 >>"$WORK/out" 2>&1 ||
+  fail "the studio could not be made"
 echo "get, rename, send, save"
 start
 get_dx7_bank

@@ -365,7 +365,7 @@ TEST_F(AutoConfigTest, WhoElseAnsweredIsListed) {
   const AutoConfigResult all = Search(std::move(task));
   ASSERT_EQ(all.answers.size(), 1u);
   EXPECT_EQ(all.answers[0].Text(),
-            "Roland (41), family 6A 00, member 00 00, version 0.0.0.0, device ID 16; heard on Port 1");
+            "Roland (41), family 6A 00, member 00 00, version 0.0.0.0, device ID 17; heard on Port 1");
 }
 
 // Everybody is asked, the instrument says its own number: node, drivers and descriptors get that one.

@@ -1,6 +1,8 @@
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/byte_window.h"
+#include "studio/device_ids.h"
+#include "studio/instrument_change.h"
 #include "tests/studio/studio_fixture.h"
 
 namespace tonalith {
@@ -152,6 +154,33 @@ TEST_F(StudioTest, DefaultsOfAnInstrument) {
   EXPECT_EQ(instrument->drivers[1]->synth()->midiChannel, 11);
   EXPECT_EQ(instrument->midiInPort, 2);
   EXPECT_EQ(instrument->drivers[1]->synth()->midiInPort, 2);
+}
+
+TEST_F(StudioTest, AChangeGoesToEveryDriverOrNowhere) {
+  ZKStudioDoc studio(paths(), prompts_, &ports_);
+  studio.LoadStudio();
+  ZKDrvList* instrument = studio.GetInstrument(0);
+  Synth* synth = instrument->drivers[1]->synth();
+  InstrumentChange change;
+  change.inPort = "In B";
+  change.outPort = "gone";
+  change.device = 5;
+  change.channel = 9;
+  ASSERT_TRUE(ChangeInstrument(studio, instrument, change).ok());
+  EXPECT_EQ(instrument->drivers[1]->inPortName, "In B");
+  EXPECT_EQ(synth->midiInPort, 1);
+  EXPECT_EQ(instrument->outPortName, "gone") << "it waits for its port";
+  EXPECT_EQ(synth->sysExChannel, 5);
+  EXPECT_EQ(synth->midiChannel, 9);
+  EXPECT_EQ(ShownDeviceId(synth, 5), 6);
+  synth->sysExChannelZeroBased = 1;
+  EXPECT_EQ(ShownDeviceId(synth, 5), 5);
+  EXPECT_EQ(KeptDeviceId(synth, 5), 5);
+  change = {};
+  change.channel = 3;
+  change.device = 16;
+  EXPECT_FALSE(ChangeInstrument(studio, instrument, change).ok());
+  EXPECT_EQ(instrument->midiChannel, 9) << "nothing is changed";
 }
 
 }  // namespace tonalith

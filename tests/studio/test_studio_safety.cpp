@@ -207,7 +207,11 @@ TEST_F(StudioSafety, EmptyAndForeignFiles) {
   EXPECT_TRUE(studio.instruments().empty());
   Write(Default(), {'9', 'V', 'R', 'D', 0, 0});
   EXPECT_EQ(studio.DrvLoadSetup(0), 0);
+  EXPECT_TRUE(studio.instruments().empty()) << "the user wants none";
+  fs::remove(Default());
+  EXPECT_EQ(studio.DrvLoadSetup(0), 0);
   EXPECT_EQ(studio.instruments().size(), 1u) << "made from the instrument folder";
+  Write(Default(), {'9', 'V', 'R', 'D', 0, 0});
   const fs::path other = root_ / "other.PV9";
   Write(other, {'N', 'V', 'R', 'D', 0, 0});
   EXPECT_EQ(studio.DrvLoadSetup(0, root_, "other.PV9"), 3);

@@ -20,6 +20,7 @@
 #include <QWindow>
 #include <filesystem>
 
+#include "app/autosense_search.h"
 #include "app/first_start.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
@@ -167,7 +168,8 @@ TEST_F(PlainTextWindows, DialogsOfPortsPackagesAndQuestions) {
   ExpectPlainDialog<PVMidiIn>(program_->basics()->midi());
   ExpectPlainDialog<ZKCancelTransmit>(names);
   ExpectPlainDialog<ZKPatchSelector>(kEvil, 1, 0, 9);
-  ExpectPlainDialog<FirstStartPage>(FirstStartFacts{names, names, kEvil, kEvil, kEvil, false});
+  ExpectPlainDialog<FirstStartPage>(FirstStartFacts{0, 0, kEvil, false}, *program_->studio(),
+                                    *parts().studio.autoSense().services());
   std::filesystem::create_directories(Path("packages"));
   ASSERT_TRUE(WriteFileAtomically(Path("packages/" + kMarkup + "\n.pvz"), std::string_view("x")).ok());
   {

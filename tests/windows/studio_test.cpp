@@ -8,6 +8,7 @@
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QTimer>
+#include <QTreeWidget>
 #include <algorithm>
 #include <filesystem>
 
@@ -18,11 +19,15 @@
 #include "platform/text.h"
 #include "services/settings.h"
 #include "studio/package_install.h"
+#include "studio/ui/connected_dialog.h"
 #include "studio/ui/install_dialogs.h"
 #include "studio/ui/install_web.h"
 #include "studio/ui/instrument_settings.h"
+#include "studio/ui/search_rows.h"
 #include "studio/ui/studio_report.h"
 #include "tests/studio/package_fixture.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/search_field.h"
 #include "window_test_tools.h"
 
 namespace tonalith {
@@ -366,25 +371,108 @@ TEST_F(StudioTest, MissingPicturesAreToldAndDoWithout) {
   EXPECT_TRUE(pictures.Button("Add").isNull());
 }
 
-TEST_F(StudioTest, TheFirstStepsCanBeSeenAgain) {
-  Start();
+// From an empty studio to the first sounds, by keys alone: two instruments are chosen, one of them is switched off.
+TEST_F(StudioTest, TheFirstStepsFindWhatIsChosenAndGetIt) {
+  Start({"yes"});
+  studio().DeleteAllDrivers();
+  window()->Refresh();
+  program_->simulation()->SetPlugged(program_->simulation()->studio().Find("Simulated Roland D-50"), false);
   frame().RunCommand(CommandId::HelpContents);
   auto* page = frame().findChild<FirstStartPage*>();
-  ASSERT_NE(page, nullptr) << "it was not shown by itself: instruments are simulated";
-  KeepScreenshot(page, "first-steps-simulated");
-  FirstStartFacts facts;
-  facts.inputs = {"Synth In"};
-  facts.data = facts.instruments = facts.preferences = "/folder/of/somebody";
-  FirstStartPage first(facts);
-  first.show();
-  KeepScreenshot(&first, "first-steps");
-  int simulated = 0;
-  QObject::connect(&first, &FirstStartPage::TrySimulated, [&] { ++simulated; });
-  for (QPushButton* button : first.findChildren<QPushButton*>()) {
-    if (button->text().contains("Simulated")) ClickMouse(button);
+  ASSERT_NE(page, nullptr) << "it was not shown by itself: a script answers the questions";
+  ASSERT_TRUE(MakeActive(page));
+  EXPECT_TRUE(page->choice().Chosen().empty());
+  EXPECT_FALSE(page->nextButton()->isEnabled());
+  for (const char* name : {"dx7 yamaha", "D-50"}) {
+    TypeText(page->choice().search(), name);
+    PressKey(page->choice().search(), Qt::Key_Return);
   }
-  EXPECT_EQ(simulated, 1);
-  EXPECT_FALSE(first.isVisible());
+  KeepScreenshot(page, "first-steps-1");
+  EXPECT_EQ(page->choice().Chosen().size(), 2U);
+  ClickMouse(page->nextButton());
+  EXPECT_EQ(Names().size(), 2U);
+  InstrumentSearch& search = page->search().search();
+  EXPECT_TRUE(search.Running());
+  ASSERT_TRUE(WaitFor([&] { return search.Found() == 1; }, 60000));
+  KeepScreenshot(page, "first-steps-2");
+  ClickMouse(page->nextButton());
+  ASSERT_TRUE(WaitFor([&] { return !search.Running(); }, 60000));
+  const ZKDrvList* dx7 = studio().FindInstrument("Yamaha DX7");
+  EXPECT_NE(dx7->outPortName.find("Yamaha DX7"), std::string::npos);
+  ASSERT_NE(page->types().currentItem(), nullptr);
+  EXPECT_EQ(page->types().currentItem()->parent()->text(0), "Yamaha DX7") << "what was found comes first";
+  KeepScreenshot(page, "first-steps-3");
+  PressKey(&page->types(), Qt::Key_Return);
+  auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  EXPECT_TRUE(Idle(bank, 20000));
+}
+
+TEST_F(StudioTest, WhatIsConnectedAddsWhatIsNotInTheStudio) {
+  Start();
+  // Everything but one instrument is unplugged, and that one is not in the studio.
+  auto& simulation = *program_->simulation();
+  const std::size_t k4 = simulation.studio().Find("Simulated Kawai K4");
+  for (std::size_t i = 0; i < simulation.studio().Count(); ++i) simulation.SetPlugged(i, i == k4);
+  studio().DeleteAllDrivers();
+  frame().RunCommand(CommandId::MidiWhatIsConnected);
+  auto* dialog = frame().findChild<ConnectedDialog*>();
+  ASSERT_NE(dialog, nullptr);
+  InstrumentSearch& search = dialog->rows().search();
+  EXPECT_GT(search.rows().size(), 8U);
+  ASSERT_TRUE(WaitFor([&] { return search.Found() == 1; }, 60000));
+  KeepScreenshot(dialog, "what-is-connected");
+  EXPECT_EQ(Names(), std::vector<std::string>{"Kawai K4"});
+  search.Stop();
+  ASSERT_TRUE(WaitFor([&] { return !search.Running(); }, 60000));
+  EXPECT_EQ(Names(), std::vector<std::string>{"Kawai K4"});
+}
+
+TEST_F(StudioTest, SearchingTakesWordsInAnyOrderAndSaysWhenNothingFits) {
+  Start();
+  window()->ShowPanels(false);
+  const struct {
+    const char* words;
+    int least, most;
+  } cases[] = {{"DX7 voice", 1, 8}, {"voice dx7", 1, 8}, {"kawai", 1, 6}, {"zzz", 0, 0}, {"", -1, -1}};
+  for (const auto& one : cases) {
+    window()->search()->setText(one.words);
+    EXPECT_GE(window()->search()->Hits(), one.least) << one.words;
+    EXPECT_LE(window()->search()->Hits(), one.most) << one.words;
+    EXPECT_EQ(window()->tree()->isVisible(), one.most != 0) << one.words;
+  }
+  window()->search()->setText("DX7 voice");
+  PressKey(window()->search(), Qt::Key_Down);
+  EXPECT_TRUE(window()->tree()->hasFocus());
+  const ZKDrvList* driver = window()->CurrentNode();
+  ASSERT_NE(driver, nullptr);
+  EXPECT_FALSE(driver->IsInstrument()) << "the first find can be got at once";
+  EXPECT_TRUE(window()->CommandEnabled(CommandId::MidiGet));
+  TZKDrvLst* narrow = window();
+  narrow->search()->clear();
+  narrow->resize(200, 500);
+  PressShortcut(narrow->tree(), Qt::Key_F, Qt::ControlModifier);
+  EXPECT_TRUE(narrow->search()->hasFocus()) << "also where there is little place";
+}
+
+TEST_F(StudioTest, OpenDocumentsStandUnderTheirKindOfData) {
+  Start();
+  window()->ShowPanels(false);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_NE(bank, nullptr);
+  ZKStudioTree* tree = window()->tree();
+  tree->SetCurrentNode(studio().FindDriver("Yamaha DX7", "Voice Bank"));
+  QTreeWidgetItem* type = tree->currentItem();
+  ASSERT_TRUE(WaitFor([&] { return type->childCount() == 1; }));
+  ASSERT_TRUE(bank->document().Rename(0, "CHANGED").ok());
+  ASSERT_TRUE(WaitFor(
+      [&] { return type->child(0)->data(0, Qt::AccessibleTextRole).toString().contains(MarkText(Mark::Changed)); }));
+  tree->setCurrentItem(type->child(0));
+  EXPECT_EQ(window()->CurrentNode(), studio().FindDriver("Yamaha DX7", "Voice Bank"));
+  PressKey(tree, Qt::Key_Return);
+  EXPECT_EQ(frame().ActiveChild(), bank);
+  bank->CloseVerified();
+  ASSERT_TRUE(WaitFor([&] { return type->childCount() == 0; }));
 }
 
 }  // namespace
