@@ -41,6 +41,11 @@ Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path
   return Result::Success();
 }
 
+std::string MakerAndModel(const DataFile& dataFile) {
+  const std::string name = dataFile.xtra ? FieldText(dataFile.xtra->instrumentName) : std::string();
+  return name.empty() ? FieldText(dataFile.synth->shortName) : name;
+}
+
 }  // namespace
 
 ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
@@ -66,9 +71,15 @@ std::string ZKBankDoc::Extension() const {
 }
 
 std::string ZKBankDoc::Description() const {
-  std::string maker = dataFile_->xtra ? FieldText(dataFile_->xtra->instrumentName) : std::string();
-  if (maker.empty()) maker = FieldText(synth().shortName);
-  return maker + " " + FieldText(synth().typeName);
+  return MakerAndModel(*dataFile_) + " " + FieldText(synth().typeName);
+}
+
+std::string ZKBankDoc::InstrumentName() const {
+  return Latin1ToUtf8(MakerAndModel(*dataFile_));
+}
+
+std::string ZKBankDoc::TypeName() const {
+  return Latin1ToUtf8(FieldText(synth().typeName));
 }
 
 int ZKBankDoc::PatchCount() const {

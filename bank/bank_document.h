@@ -7,6 +7,7 @@
 
 #include "data/data_records.h"
 #include "data/patch_names.h"
+#include "data/patch_texts.h"
 #include "document/data_file_target.h"
 #include "document/document.h"
 #include "platform/result.h"
@@ -47,6 +48,9 @@ class ZKBankDoc : public Document {
 
   // Maker and model, a blank, and the data type ("Yamaha DX7 Voice Bank").
   std::string Description() const;
+  // The two of it, UTF-8.
+  std::string InstrumentName() const;
+  std::string TypeName() const;
   int PatchCount() const;
   // The number as the instrument's panel shows it, without leading blanks.
   std::string NumberText(int patch) const;
@@ -59,6 +63,13 @@ class ZKBankDoc : public Document {
   // Writes a name (UTF-8), as far as the data can hold it, into the image or the separate names.  The same name as
   // before changes nothing.
   RenameResult Rename(int patch, const std::string& name);
+
+  // What is kept beside the bytes of a patch, as UTF-8.  A change is one entry of the history; the same text changes
+  // nothing.  Success with a text: what of it could not be kept.
+  std::string Text(int patch, PatchText which) const;
+  Result SetText(int patch, PatchText which, const std::string& text);
+  std::vector<std::string> Keywords(int patch) const;
+  Result SetKeywords(int patch, const std::vector<std::string>& words);
 
   // Whatever changes in dataFile() from here to EndBackup (bytes, names, texts, bitmaps, sizes) is one entry of the
   // history.  EndBackup returns false, and there is no entry, when nothing did.
@@ -85,6 +96,9 @@ class ZKBankDoc : public Document {
   std::string CannotWrite(const std::string& path, const std::string& reason) const override;
 
  private:
+  // Why nothing can be written beside this patch; empty: it can.
+  std::string TextRefusal(int patch) const;
+
   DataFilePtr dataFile_;
   DataFileTarget target_;
 };

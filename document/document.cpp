@@ -83,6 +83,15 @@ Result Document::Redo() {
   return StepHistory(false);
 }
 
+Result Document::GoTo(std::size_t position) {
+  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (position > history_.Count()) return Result::Failure("There is nothing to redo.", kDocumentNothingToDo);
+  Result result;
+  while (result.ok() && history_.Position() > position) result = Undo();
+  while (result.ok() && history_.Position() < position) result = Redo();
+  return result;
+}
+
 // ---- files ----------------------------------------------------------------------------------------------------------
 
 std::string Document::CannotRead(const std::string& /*path*/, const std::string& reason) const {

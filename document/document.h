@@ -94,6 +94,8 @@ class Document {
   std::string RedoText() const { return history_.RedoName(); }
   Result Undo();
   Result Redo();
+  // Undoes or redoes up to a position of the history.
+  Result GoTo(std::size_t position);
 
   // --- Files: one way for all kinds.  Codes are those of DiskCode and the ones above.
 

@@ -77,6 +77,8 @@ std::string ParameterDisplay::TextOf(std::int64_t value) const {
 
 std::optional<std::int64_t> ParameterDisplay::ValueOf(std::string_view text) const {
   text = TrimmedView(text);
+  for (const DisplayList::Values& special : special_)
+    if (AsciiEqualNoCase(special.text, text)) return special.first;
   if (!unit_.empty() && AsciiEndsWithNoCase(text, unit_))
     text = TrimmedView(text.substr(0, text.size() - unit_.size()));
   if (form_ == Form::kFloat) {
@@ -84,8 +86,6 @@ std::optional<std::int64_t> ParameterDisplay::ValueOf(std::string_view text) con
     if (!real || std::abs(*real) > static_cast<double>(std::numeric_limits<float>::max())) return std::nullopt;
     return std::bit_cast<std::int32_t>(static_cast<float>(*real));
   }
-  for (const DisplayList::Values& special : special_)
-    if (AsciiEqualNoCase(special.text, text)) return special.first;
   if (form_ == Form::kNumber) {
     if (text.starts_with('+')) text.remove_prefix(1);
     const auto typed = ParseReal(text);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "data/number_format.h"
+#include "data/patch_texts.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -17,7 +18,6 @@ constexpr std::uint8_t kStart = 0xF0;
 constexpr std::uint8_t kEnd = 0xF7;
 constexpr std::uint8_t kStatus = 0x80;
 constexpr std::string_view kDamagedWord = "Damaged";
-constexpr std::uint32_t kPatchKeywords = kFindTextSize;  // bytes of one patch
 constexpr std::size_t kNumbersNamed = 12;
 
 // A status byte inside a message that is in the image as it came.  What a script has unpacked may hold any byte.
@@ -48,18 +48,13 @@ std::vector<std::size_t> PlacesOf(const Synth& synth, std::size_t size, bool isP
 }
 
 // The first keyword slot that holds the text, or is free when there is none; null: neither.
-char* KeywordSlot(char* keywords, std::string_view text) {
+template <typename Char>
+Char* KeywordSlot(Char* keywords, std::string_view text) {
   for (const std::string_view wanted : {text, std::string_view()}) {
-    for (std::uint32_t at = 0; at + kKeywordSize <= kPatchKeywords; at += kKeywordSize)
+    for (std::uint32_t at = 0; at + kKeywordSize <= kFindTextSize; at += kKeywordSize)
       if (std::string_view(keywords + at, strnlen(keywords + at, kKeywordSize)) == wanted) return keywords + at;
   }
   return nullptr;
-}
-
-// The keywords of a patch; null: there is no room for them.
-char* KeywordsOf(const DataFile& dataFile, int patch) {
-  const std::uint64_t at = std::uint64_t{kPatchKeywords} * static_cast<std::uint32_t>(std::max(patch, 0));
-  return dataFile.findText && at + kPatchKeywords <= dataFile.findTextSize ? dataFile.findText + at : nullptr;
 }
 
 }  // namespace
@@ -103,22 +98,16 @@ std::optional<std::vector<std::uint8_t>> AgreedReading(const std::vector<std::ve
 }
 
 void MarkDamaged(DataFile& dataFile, int patch, bool damaged) {
-  char* keywords = KeywordsOf(dataFile, patch);
-  if (!keywords && damaged) {
-    const std::uint32_t voices = patch < 0 ? 1 : std::max<std::uint32_t>(+dataFile.synth->numVoices, 1);
-    const std::uint32_t size = kPatchKeywords * voices;
-    if (dataFile.findTextSize < size && !AllocChunk(&dataFile.findText, &dataFile.findTextSize, size)) return;
-    keywords = KeywordsOf(dataFile, patch);
-  }
+  char* keywords = damaged ? MakePatchKeywordSlots(&dataFile, patch) : PatchKeywordSlots(dataFile, patch);
   if (!keywords || (!damaged && !MarkedDamaged(dataFile, patch))) return;
   char* slot = KeywordSlot(keywords, kDamagedWord);
-  if (!slot) slot = keywords + kPatchKeywords - kKeywordSize;  // all are taken
+  if (!slot) slot = keywords + kFindTextSize - kKeywordSize;  // all are taken
   std::memset(slot, 0, kKeywordSize);
   if (damaged) kDamagedWord.copy(slot, kKeywordSize - 1);
 }
 
 bool MarkedDamaged(const DataFile& dataFile, int patch) {
-  char* keywords = KeywordsOf(dataFile, patch);
+  const char* keywords = PatchKeywordSlots(dataFile, patch);
   const char* slot = keywords ? KeywordSlot(keywords, kDamagedWord) : nullptr;
   return slot && slot[0] != 0;
 }

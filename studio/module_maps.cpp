@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t kMostDescriptors = 4096;
 constexpr std::uint32_t kLeastRolandData = 5;  // shorter messages are not found by their address
+constexpr std::size_t kPiecesAt = 6;           // of the request: the most bytes of a message less one
 constexpr std::uint8_t kEnd = 0xF7;
 constexpr std::int32_t kCopyNothing = -0x1000000;  // a message is never that long
 
@@ -141,8 +142,15 @@ class FormMap {
     if (list_.size() > kMostDescriptors) good_ = false;
     if (!good_) return;
     const std::uint32_t address = areaAddress + block.offset;
-    if (IsRoland() && !block.framed && block.size >= kLeastRolandData)
-      return AddRoland({address, place + block.at, block.size, rule_.addressBytes, rule_.address.value[3]});
+    if (!IsRoland() || block.framed || block.size < kLeastRolandData) return AddExact(block, address, place);
+    AddRoland({address, place + block.at, block.size, rule_.addressBytes, rule_.address.value[3]});
+    const std::uint32_t last = block.size % (synth_.dumpRequest[kPiecesAt] + 1U);
+    if (last > 0 && last < kLeastRolandData)
+      AddExact({0, last, block.at + block.size - last}, address + block.size - last, place);
+  }
+
+  // One message of this length at this address.
+  void AddExact(const BlockRule& block, std::uint32_t address, std::uint32_t place) {
     const auto head = static_cast<std::uint32_t>(rule_.address.size());
     StdSysXDescriptor d = Exact(rule_.address, rule_.FramedSize(block));
     for (std::uint32_t i = 0; i < rule_.addressBytes; ++i)

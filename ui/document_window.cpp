@@ -26,6 +26,7 @@ DocumentWindow::DocumentWindow(std::unique_ptr<Document> document, WindowContext
     UpdateTitle();
     DocumentChanged(change);
     emit StateChanged();
+    emit InspectChanged();
   });
 }
 
@@ -78,6 +79,7 @@ QString DocumentWindow::CommandRefusal(CommandId command) const {
 }
 
 void DocumentWindow::RunCommand(CommandId command) {
+  emit TakeEdits();
   if (!CommandEnabled(command)) return;
   switch (command) {
     case CommandId::FileSave:
@@ -199,6 +201,7 @@ bool DocumentWindow::VerifyModified() {
 }
 
 bool DocumentWindow::VerifyClose() {
+  emit TakeEdits();
   return VerifyBusy() && VerifyModified();
 }
 

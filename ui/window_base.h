@@ -7,6 +7,7 @@
 
 #include "services/desktop_file.h"
 #include "ui/commands.h"
+#include "ui/inspector.h"
 
 namespace tonalith {
 
@@ -46,6 +47,8 @@ class ZKWindow : public QWidget {
   virtual void PortsChanged(int changes) { (void)changes; }
   // Instruments of the studio came, went or got other ports or channels.
   virtual void StudioChanged() {}
+  // What there is to know of the selection.  Links and edits of it are used only while the window lives.
+  virtual InspectorContent Inspect() { return {}; }
   // Settings were stored.
   virtual void SettingsChanged() {}
   // Closes without asking again what VerifyClose was asked for already.
@@ -54,6 +57,10 @@ class ZKWindow : public QWidget {
  signals:
   // The state of the commands or the title changed.
   void StateChanged();
+  // What Inspect gives is another now.
+  void InspectChanged();
+  // What is being typed elsewhere for this window has to be taken now: it is about to be used.
+  void TakeEdits();
   // For the frame's status line.
   void StatusMessage(const QString& text);
   // The window is about to close; its place is still what the user made it.

@@ -5,6 +5,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "bank/ui/bank_inspector.h"
 #include "bank/ui/bank_list.h"
 #include "ui/plain_text.h"
 
@@ -33,7 +34,10 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
   setFocusProxy(list_);
 
   connect(list_->bankModel(), &BankListModel::Explained, this, &TZKBank::Say);
-  connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { emit StateChanged(); });
+  connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
+    emit StateChanged();
+    emit InspectChanged();
+  });
   UpdateTitle();
   Refresh();
   resize(fontMetrics().averageCharWidth() * 60, fontMetrics().height() * 28);
@@ -124,6 +128,10 @@ QString TZKBank::CommandRefusal(CommandId command) const {
   if (command == CommandId::EditRename && !bank_.IsBusy())
     return bank_.NameLength() == 0 ? tr("This data has no names.") : tr("There is no patch to rename yet.");
   return InstrumentWindow::CommandRefusal(command);
+}
+
+InspectorContent TZKBank::Inspect() {
+  return InspectBank(bank_, list_ ? list_->CurrentPatch() : -1);
 }
 
 void TZKBank::RunCommand(CommandId command) {

@@ -30,6 +30,7 @@ class TZKBank final : public InstrumentWindow {
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
+  InspectorContent Inspect() override;
 
   DataFile* dataFile() const override { return bank_.dataFile(); }
   void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }

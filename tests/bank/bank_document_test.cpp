@@ -52,6 +52,53 @@ TEST(BankDocument, RenamesInPlaceAndTakesItBack) {
   EXPECT_FALSE(bank.CanUndo()) << "nor is one that is written as it";
 }
 
+TEST(BankDocument, TextsAndKeywordsOfAPatchAreItsOwn) {
+  ZKBankDoc bank(SmallBank());
+  for (std::size_t i = 0; i < kPatchTextKinds; ++i) {
+    const auto which = static_cast<PatchText>(i);
+    const std::string label = PatchTextLabel(which);
+    EXPECT_TRUE(bank.SetText(2, which, label + " K\u00F6ln").ok());
+    EXPECT_EQ(bank.Text(2, which), label + " K\u00F6ln");
+    EXPECT_EQ(bank.Text(1, which) + bank.Text(3, which), "") << label;
+    EXPECT_EQ(bank.UndoText(), label);
+    EXPECT_TRUE(bank.SetText(2, which, label + " K\u00F6ln").ok());
+    EXPECT_EQ(bank.history().Count(), i + 1) << "the same text is no change";
+  }
+  EXPECT_EQ(bank.SetText(3, PatchText::Author, std::string(300, 'x')).text,
+            "The text was cut: it has at most 255 characters.");
+  EXPECT_EQ(bank.Text(3, PatchText::Author).size(), kLongestPatchText);
+  EXPECT_NE(bank.SetText(0, PatchText::Song, "\u263A").text, "");
+  EXPECT_FALSE(bank.SetText(4, PatchText::Song, "X").ok());
+  while (bank.CanUndo()) bank.Undo();
+  EXPECT_EQ(bank.Text(2, PatchText::Comment) + bank.Text(2, PatchText::LongName), "");
+  EXPECT_FALSE(bank.IsModified());
+  EXPECT_TRUE(bank.GoTo(1).ok());
+  EXPECT_EQ(bank.Text(2, PatchText::Comment), "Comment K\u00F6ln");
+  EXPECT_FALSE(bank.GoTo(99).ok());
+
+  using Words = std::vector<std::string>;
+  const struct {
+    Words typed, kept;
+    const char* sentence;
+  } rows[] = {
+      {{"Pad", "Warm", "pad", ""}, {"Pad", "Warm"}, ""},
+      {{"Warm", "Bass"}, {"Bass", "Warm"}, ""},  // a word that is there keeps its slot
+      {{"warm", "Bass"}, {"Bass", "warm"}, ""},
+      {{"1", "2", "3", "4", "5", "6", "7", "8", "9"},
+       {"1", "2", "3", "4", "5", "6", "7", "8"},
+       "A patch has at most 8 keywords; the others were left out."},
+      {{"A word of 17 char"}, {"A word of 17 ch"}, "The text was cut: it has at most 15 characters."},
+      {{}, {}, ""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(bank.SetKeywords(3, row.typed).text, row.sentence);
+    EXPECT_EQ(bank.Keywords(3), row.kept);
+    EXPECT_EQ(bank.Keywords(2), Words());
+  }
+  bank.SetBusy(true);
+  EXPECT_FALSE(bank.SetKeywords(3, {"X"}).ok() || bank.SetText(3, PatchText::Song, "X").ok() || bank.GoTo(0).ok());
+}
+
 TEST(BankDocument, FailuresOfFilesSayWhy) {
   ZKBankDoc bank(SmallBank());
   EXPECT_EQ(

@@ -1,0 +1,262 @@
+#include "ui/inspector_pane.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QScrollArea>
+#include <QSignalBlocker>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "ui/plain_text.h"
+#include "ui/window_base.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kGap = 8;
+constexpr int kLabelCharacters = 12;
+constexpr int kLinesShown = 4;
+constexpr int kPaneCharacters = 36;
+
+QFont Bold(QFont font) {
+  font.setWeight(QFont::DemiBold);
+  return font;
+}
+
+bool SameShape(const InspectorRow& a, const InspectorRow& b) {
+  return a.label == b.label && a.kind == b.kind && bool(a.edit) == bool(b.edit) && bool(a.link) == bool(b.link);
+}
+
+}  // namespace
+
+// One of the three widgets shows the value.
+struct InspectorPane::Field {
+  InspectorRow row;
+  PlainLabel* text = nullptr;
+  QLineEdit* line = nullptr;
+  QPlainTextEdit* lines = nullptr;
+  QToolButton* link = nullptr;
+
+  QWidget* Editor() const { return line ? static_cast<QWidget*>(line) : lines; }
+  QString Typed() const { return line ? line->text() : lines ? lines->toPlainText() : row.value; }
+  void Show() {
+    if (text) text->setText(row.value);
+    if (line) line->setText(row.value);
+    if (lines) lines->setPlainText(row.value);
+    if (link) link->setText(MenuText(row.value));
+    for (QWidget* widget : {static_cast<QWidget*>(text), Editor(), static_cast<QWidget*>(link)}) {
+      if (widget) SetToolTip(widget, row.tip);
+    }
+  }
+};
+
+InspectorPane::InspectorPane(QWidget* parent) : QWidget(parent), area_(new QScrollArea(this)) {
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(0, 0, 0, 0);
+  area_->setWidgetResizable(true);
+  area_->setFrameShape(QFrame::NoFrame);
+  area_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  area_->setFocusPolicy(Qt::NoFocus);
+  column->addWidget(area_);
+  setMinimumWidth(fontMetrics().averageCharWidth() * kPaneCharacters);
+  later_.setSingleShot(true);
+  later_.setInterval(0);
+  connect(&later_, &QTimer::timeout, this, &InspectorPane::Refresh);
+  Build({});
+}
+
+InspectorPane::~InspectorPane() = default;
+
+void InspectorPane::SetWindow(ZKWindow* window) {
+  if (window == window_) return;
+  Commit();
+  if (window_) disconnect(window_, nullptr, this, nullptr);
+  window_ = window;
+  if (window) {
+    connect(window, &ZKWindow::InspectChanged, this, &InspectorPane::Later);
+    connect(window, &ZKWindow::TakeEdits, this, &InspectorPane::Commit);
+    connect(window, &QObject::destroyed, this, [this] { Build({}); });
+  }
+  Later();
+}
+
+void InspectorPane::Later() {
+  if (isVisible()) later_.start();
+}
+
+void InspectorPane::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  Refresh();
+}
+
+// ---- what is shown --------------------------------------------------------------------------------------------------
+
+void InspectorPane::Refresh() {
+  // The text that was typed for another thing is that thing's; taking it may change what there is to show.
+  InspectorContent content = window_ ? window_->Inspect() : InspectorContent{};
+  if (content.key != shown_.key) {
+    Commit();
+    if (window_) content = window_->Inspect();
+  }
+  if (FitsShown(content))
+    Fill(content);
+  else
+    Build(std::move(content));
+}
+
+bool InspectorPane::FitsShown(const InspectorContent& content) const {
+  return content.title.isEmpty() == shown_.title.isEmpty() &&
+         std::ranges::equal(content.sections, shown_.sections,
+                            [](const InspectorSection& a, const InspectorSection& b) {
+                              return a.title == b.title && std::ranges::equal(a.rows, b.rows, SameShape);
+                            });
+}
+
+// The widgets stay, and with them the focus and what is being typed.
+void InspectorPane::Fill(const InspectorContent& content) {
+  const bool same = content.key == shown_.key;
+  title_->setText(content.title.isEmpty() ? tr("Nothing is selected") : content.title);
+  subtitle_->setText(content.subtitle);
+  auto field = fields_.begin();
+  for (const InspectorSection& section : content.sections) {
+    for (const InspectorRow& row : section.rows) {
+      Field& one = **field++;
+      const bool typing = same && one.Editor() && one.Editor()->hasFocus() && one.Typed() != one.row.value;
+      one.row = row;
+      if (!typing) one.Show();
+    }
+  }
+  shown_ = content;
+}
+
+void InspectorPane::Build(InspectorContent content) {
+  later_.stop();
+  fields_.clear();
+  shown_ = std::move(content);
+  auto* page = new QWidget;
+  auto* column = new QVBoxLayout(page);
+  column->setContentsMargins(2 * kGap, kGap, 2 * kGap, 2 * kGap);
+  column->setSpacing(kGap / 2);
+  title_ = new PlainLabel(page);
+  title_->setWordWrap(true);
+  title_->setFont(Bold(title_->font()));
+  subtitle_ = new PlainLabel(page);
+  subtitle_->setWordWrap(true);
+  column->addWidget(title_);
+  column->addWidget(subtitle_);
+  for (const InspectorSection& section : shown_.sections) {
+    column->addSpacing(kGap);
+    if (!section.title.isEmpty()) {
+      auto* heading = new PlainLabel(section.title, page);
+      heading->setFont(Bold(heading->font()));
+      column->addWidget(heading);
+    }
+    for (const InspectorRow& row : section.rows) BuildRow(column, row);
+  }
+  column->addStretch(1);
+  // The former widgets may be the ones whose event led here.
+  if (QWidget* former = area_->takeWidget()) former->deleteLater();
+  area_->setWidget(page);
+  Fill(InspectorContent(shown_));
+}
+
+void InspectorPane::BuildRow(QVBoxLayout* column, const InspectorRow& row) {
+  auto field = std::make_unique<Field>();
+  field->row = row;
+  QWidget* value = BuildValue(*field, row);
+  if (row.label.isEmpty()) {
+    column->addWidget(value);
+  } else {
+    auto* line = new QHBoxLayout;
+    line->setSpacing(kGap);
+    auto* label = new PlainLabel(row.label);
+    label->setFixedWidth(fontMetrics().averageCharWidth() * kLabelCharacters);
+    line->addWidget(label, 0, row.kind == InspectorRow::Kind::Lines ? Qt::AlignTop : Qt::AlignVCenter);
+    line->addWidget(value, 1);
+    column->addLayout(line);
+  }
+  fields_.push_back(std::move(field));
+}
+
+QWidget* InspectorPane::BuildValue(Field& field, const InspectorRow& row) {
+  Field* place = &field;
+  if (row.edit && row.kind == InspectorRow::Kind::Lines) {
+    field.lines = new QPlainTextEdit;
+    field.lines->setTabChangesFocus(true);
+    field.lines->setFixedHeight(fontMetrics().lineSpacing() * kLinesShown + 2 * kGap);
+  } else if (row.edit) {
+    field.line = new QLineEdit;
+    field.line->setPlaceholderText(row.kind == InspectorRow::Kind::Words ? tr("add, separated by commas...")
+                                                                         : tr("add..."));
+    if (row.longest > 0) field.line->setMaxLength(row.longest);
+    connect(field.line, &QLineEdit::returnPressed, this, [this, place] { Take(*place); });
+  } else if (row.link) {
+    field.link = new QToolButton;
+    field.link->setAutoRaise(true);
+    connect(field.link, &QToolButton::clicked, this, [place] {
+      const auto link = place->row.link;  // what it does may end this row
+      if (link) link();
+    });
+  } else {
+    field.text = new PlainLabel;
+    field.text->setWordWrap(true);
+    field.text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return field.text;
+  }
+  QWidget* widget = field.link ? static_cast<QWidget*>(field.link) : field.Editor();
+  if (!row.label.isEmpty()) SetAccessibleName(widget, row.label);
+  if (field.Editor()) widget->installEventFilter(this);
+  return widget;
+}
+
+// ---- typing ---------------------------------------------------------------------------------------------------------
+
+InspectorPane::Field* InspectorPane::FieldOf(const QObject* widget) {
+  const auto found =
+      std::ranges::find_if(fields_, [widget](const auto& field) { return widget && field->Editor() == widget; });
+  return found == fields_.end() ? nullptr : found->get();
+}
+
+bool InspectorPane::eventFilter(QObject* watched, QEvent* event) {
+  Field* field = FieldOf(watched);
+  if (!field) return false;
+  if (event->type() == QEvent::FocusOut && static_cast<QFocusEvent*>(event)->reason() != Qt::PopupFocusReason)
+    Take(*field);
+  if (event->type() != QEvent::KeyPress) return false;
+  const auto* key = static_cast<QKeyEvent*>(event);
+  if (key->key() == Qt::Key_Escape) {
+    TakeBack(*field);
+    return true;
+  }
+  const bool enter = key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter;
+  if (!enter || !field->lines || !(key->modifiers() & Qt::ControlModifier)) return false;
+  Take(*field);
+  return true;
+}
+
+void InspectorPane::Commit() {
+  for (std::size_t i = 0; i < fields_.size(); ++i) Take(*fields_[i]);
+}
+
+void InspectorPane::Take(Field& field) {
+  if (taking_ || !window_ || !field.Editor() || !field.row.edit || field.Typed() == field.row.value) return;
+  taking_ = true;
+  const QString typed = field.Typed();
+  field.row.value = typed;
+  const auto edit = field.row.edit;
+  if (const QString sentence = edit(typed); !sentence.isEmpty()) emit StatusMessage(sentence);
+  taking_ = false;
+  Later();
+}
+
+void InspectorPane::TakeBack(Field& field) {
+  field.Show();
+  if (field.line) field.line->selectAll();
+}
+
+}  // namespace tonalith
