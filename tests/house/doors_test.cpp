@@ -84,6 +84,19 @@ TEST(House, WindowsTakeTextsThroughOneDoor) {
               {"ui/qt_text.h", "\\b(QString::fromStdString|fromLocal8Bit|QString::fromUtf8)\\(", kDoor}});
 }
 
+TEST(House, ColoursHaveOneDoor) {
+  constexpr char kDoor[] = "ColourOf of ui/style/colours.h";
+  constexpr char kHere[] = "ui/style/colours.cpp";
+  std::vector<SourceFile> files = FilesOfWindows();
+  std::erase_if(files, [](const SourceFile& file) { return file.path == "ui/icon_bar.cpp"; });  // tints pictures
+  ExpectOnlyDoors(
+      files, {{kHere, "\\bQColor( \\w+)?\\(( +\\)|0[xX]|[0-9])", kDoor},
+              {kHere, "\\b(fromRgb|fromRgba|fromHsv|fromHsl|qRgb|qRgba)\\(", kDoor},
+              {kHere, "\\bQRgb\\b|\\b0[xX][fF]{2}[0-9A-Fa-f]{6}\\b", kDoor},
+              {kHere, "\\bQt::(dark|light)?([rR]ed|[gG]reen|[bB]lue|[cC]yan|[mM]agenta|[yY]ellow|[gG]ray)\\b", kDoor},
+              {kHere, "\\bsetStyleSheet\\(", "ui/style"}});
+}
+
 // What a call is an argument of: the name before the bracket around it; "" when it is none.
 std::string CalledWith(const std::string& code, std::size_t at) {
   int depth = 0;

@@ -1,6 +1,7 @@
 #include "ui/style/colours.h"
 
 #include <QGuiApplication>
+#include <QWidget>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -31,6 +32,7 @@ constexpr std::array<ShadeRow, kShades> kColours = {{
 
 constexpr QRgb kWhiteKey = 0xfff6f4ec;
 constexpr QRgb kBlackKey = 0xff262628;
+constexpr QRgb kCases[] = {0xff3a322d, 0xff33373f, 0xff2c3b3f, 0xff413a46, 0xff2f3a31, 0xff3e3f42};
 
 double Luminance(const QColor& colour) {
   const auto linear = [](double part) {
@@ -76,7 +78,7 @@ QPalette PaletteOf(bool dark) {
       {QPalette::ToolTipText, Shade::Text, Shade::Text},
       {QPalette::PlaceholderText, Shade::Secondary, Shade::Faint},
       {QPalette::Light, Shade::Raised, Shade::Raised},
-      {QPalette::Midlight, Shade::Line, Shade::Line},
+      {QPalette::Midlight, Shade::Dock, Shade::Dock},
       {QPalette::Mid, Shade::Line, Shade::Line},
       {QPalette::Dark, Shade::Edge, Shade::Line},
       {QPalette::Shadow, Shade::Edge, Shade::Edge},
@@ -90,6 +92,15 @@ QPalette PaletteOf(bool dark) {
   palette.setColor(QPalette::AlternateBase,
                    Between(ColourOf(Shade::Surface, dark), ColourOf(Shade::Window, dark), 0.5));
   return palette;
+}
+
+void SetGround(QWidget* widget, Shade ground) {
+  const QPalette::ColorRole role = ground == Shade::Surface  ? QPalette::Base
+                                   : ground == Shade::Dock   ? QPalette::Midlight
+                                   : ground == Shade::Raised ? QPalette::Light
+                                                             : QPalette::Window;
+  widget->setBackgroundRole(role);
+  widget->setAutoFillBackground(true);
 }
 
 QColor Between(const QColor& from, const QColor& to, double part) {
@@ -108,6 +119,14 @@ QColor WhiteKey() {
 
 QColor BlackKey() {
   return QColor(kBlackKey);
+}
+
+QColor CaseColour(int number) {
+  return QColor(kCases[static_cast<std::size_t>(number) % std::size(kCases)]);
+}
+
+QColor CaseAccent(int degrees) {
+  return QColor::fromHsv(degrees % 360, 150, 215);
 }
 
 double Contrast(const QColor& one, const QColor& other) {

@@ -152,12 +152,19 @@ void PaintHeader(QPainter* painter, const QStyleOptionHeader& header) {
     painter->fillRect(header.rect.right(), header.rect.top(), 1, header.rect.height(), line);
 }
 
+// The text stands behind the bar, never on it.
 void PaintProgress(QPainter* painter, const QStyleOptionProgressBar& bar) {
-  const qreal thick = std::min(6, (Has(bar, QStyle::State_Horizontal) ? bar.rect.height() : bar.rect.width()));
   const bool across = Has(bar, QStyle::State_Horizontal);
-  const QPointF middle = QRectF(bar.rect).center();
-  const QRectF groove = across ? QRectF(bar.rect.left(), middle.y() - thick / 2, bar.rect.width(), thick)
-                               : QRectF(middle.x() - thick / 2, bar.rect.top(), thick, bar.rect.height());
+  const bool texted = bar.textVisible && across;
+  const int text = texted ? std::max(bar.fontMetrics.horizontalAdvance(QStringLiteral("100%")),
+                                     bar.fontMetrics.horizontalAdvance(bar.text)) +
+                                kGap
+                          : 0;
+  const QRectF place = QStyle::visualRect(bar.direction, bar.rect, bar.rect.adjusted(0, 0, -text, 0));
+  const qreal thick = std::min(6.0, across ? place.height() : place.width());
+  const QPointF middle = place.center();
+  const QRectF groove = across ? QRectF(place.left(), middle.y() - thick / 2, place.width(), thick)
+                               : QRectF(middle.x() - thick / 2, place.top(), thick, place.height());
   const double range = static_cast<double>(bar.maximum) - bar.minimum;
   const double part = range > 0 ? std::clamp((static_cast<double>(bar.progress) - bar.minimum) / range, 0.0, 1.0) : 0;
   QRectF done = groove;
@@ -172,6 +179,9 @@ void PaintProgress(QPainter* painter, const QStyleOptionProgressBar& bar) {
   painter->drawRoundedRect(groove, thick / 2, thick / 2);
   painter->setBrush(ColourOf(Has(bar, QStyle::State_Enabled) ? Shade::Busy : Shade::Faint));
   if (part > 0) painter->drawRoundedRect(done, thick / 2, thick / 2);
+  painter->setPen(ColourOf(Shade::Secondary));
+  const auto end = QStyle::visualAlignment(bar.direction, Qt::AlignRight);
+  if (texted) painter->drawText(bar.rect, static_cast<int>(Qt::AlignVCenter | end), bar.text);
   painter->restore();
 }
 

@@ -178,6 +178,32 @@ QRect ScrollBarPart(const QStyleOptionSlider& bar, QStyle::SubControl part) {
   }
 }
 
+QRect GroupBoxPart(const QStyle& style, const QStyleOptionGroupBox& box, QStyle::SubControl part,
+                   const QWidget* widget) {
+  const QFontMetrics metrics(HeadingFont(widget ? widget->font() : QFont()));
+  const bool checkable = box.subControls & QStyle::SC_GroupBoxCheckBox;
+  const bool titled = checkable || !box.text.isEmpty();
+  const int line = std::max(metrics.height(), checkable ? kGlyph : 0);
+  const auto visual = [&](int x, int width) {
+    return QStyle::visualRect(box.direction, box.rect, QRect(box.rect.left() + x, box.rect.top() + kGap, width, line));
+  };
+  const int text = kGap + kSmallGap + (checkable ? kGlyph + kGap : 0);
+  switch (part) {
+    case QStyle::SC_GroupBoxFrame:
+      return box.rect;
+    case QStyle::SC_GroupBoxCheckBox:
+      return visual(kGap + kSmallGap, kGlyph);
+    case QStyle::SC_GroupBoxLabel:
+      return visual(text, metrics.horizontalAdvance(box.text) + kSmallGap);
+    case QStyle::SC_GroupBoxContents: {
+      const int frame = style.pixelMetric(QStyle::PM_DefaultFrameWidth, &box, widget);
+      return box.rect.adjusted(frame, titled ? line + kGap : frame, -frame, -frame);
+    }
+    default:
+      return {};
+  }
+}
+
 void PaintBranch(QPainter* painter, const QStyleOption& option) {
   if (!(option.state & QStyle::State_Children)) return;
   const bool open = option.state & QStyle::State_Open;

@@ -7,6 +7,7 @@
 class QPainter;
 class QStyleOption;
 class QStyleOptionComboBox;
+class QStyleOptionGroupBox;
 class QStyleOptionSlider;
 class QStyleOptionSpinBox;
 class QStyleOptionToolButton;
@@ -24,6 +25,9 @@ void PaintSlider(const QStyle& style, const QStyleOptionSlider& slider, QPainter
 void PaintScrollBar(const QStyle& style, const QStyleOptionSlider& bar, QPainter* painter, const QWidget* widget);
 // Scroll bars have no buttons at their ends.
 QRect ScrollBarPart(const QStyleOptionSlider& bar, QStyle::SubControl part);
+// The title of a group stands inside its frame.
+QRect GroupBoxPart(const QStyle& style, const QStyleOptionGroupBox& box, QStyle::SubControl part,
+                   const QWidget* widget);
 
 // The arrow before a row of a tree that has rows below it.
 void PaintBranch(QPainter* painter, const QStyleOption& option);

@@ -147,10 +147,16 @@ void WidgetStyle::drawControl(ControlElement element, const QStyleOption* option
       break;
     case CE_HeaderEmptyArea:
       return painter->fillRect(option->rect, ColourOf(Shade::Surface));
-    case CE_ProgressBarGroove:
-      return;
-    case CE_ProgressBarContents:
+    case CE_ProgressBar:
       if (const auto* bar = As<QStyleOptionProgressBar>(option)) return PaintProgress(painter, *bar);
+      break;
+    case CE_MenuItem:
+      if (const auto* item = As<QStyleOptionMenuItem>(option); item && item->state.testFlag(State_Selected)) {
+        if (item->state.testFlag(State_Enabled)) painter->fillRect(item->rect, ColourOf(Shade::Selection));
+        QStyleOptionMenuItem plain = *item;
+        plain.state &= ~State_Selected;
+        return QProxyStyle::drawControl(element, &plain, painter, widget);
+      }
       break;
     case CE_MenuBarEmptyArea:
       return;
@@ -182,27 +188,27 @@ void WidgetStyle::drawComplexControl(ComplexControl control, const QStyleOptionC
     if (control == CC_Slider && slider->tickPosition == QSlider::NoTicks)
       return PaintSlider(*this, *slider, painter, widget);
   }
+  painter->save();
+  if (control == CC_GroupBox) painter->setFont(HeadingFont(painter->font()));
   QProxyStyle::drawComplexControl(control, option, painter, widget);
+  painter->restore();
 }
 
 QRect WidgetStyle::subElementRect(SubElement element, const QStyleOption* option, const QWidget* widget) const {
-  // The bar stands before its text, never below it.
-  if (const auto* bar = As<QStyleOptionProgressBar>(option)) {
-    const bool beside = bar->textVisible && bar->state.testFlag(State_Horizontal);
-    const int text = beside ? bar->fontMetrics.horizontalAdvance(QStringLiteral("100 %")) + kGap : 0;
-    if (element == SE_ProgressBarGroove || element == SE_ProgressBarContents)
-      return visualRect(bar->direction, bar->rect, bar->rect.adjusted(0, 0, -text, 0));
-    if (element == SE_ProgressBarLabel)
-      return visualRect(bar->direction, bar->rect, bar->rect.adjusted(bar->rect.width() - text, 0, 0, 0));
-  }
-  return QProxyStyle::subElementRect(element, option, widget);
+  const QRect place = QProxyStyle::subElementRect(element, option, widget);
+  if (element == SE_LineEditContents) return place.adjusted(kSmallGap, 0, -kSmallGap, 0);
+  return place;
 }
 
 QRect WidgetStyle::subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
                                   const QWidget* widget) const {
   if (const auto* bar = As<QStyleOptionSlider>(option); control == CC_ScrollBar && bar)
     return ScrollBarPart(*bar, part);
-  return QProxyStyle::subControlRect(control, option, part, widget);
+  if (const auto* box = As<QStyleOptionGroupBox>(option); control == CC_GroupBox && box)
+    return GroupBoxPart(*this, *box, part, widget);
+  const QRect place = QProxyStyle::subControlRect(control, option, part, widget);
+  if (control == CC_ComboBox && part == SC_ComboBoxEditField) return place.adjusted(kSmallGap, 0, 0, 0);
+  return place;
 }
 
 QSize WidgetStyle::sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& contents,
@@ -233,6 +239,8 @@ QSize WidgetStyle::sizeFromContents(ContentsType type, const QStyleOption* optio
     case CT_HeaderSection:
     case CT_ItemViewItem:
       return {size.width(), std::max(size.height(), RowHeight(metrics))};
+    case CT_GroupBox:
+      return {size.width(), size.height() + kSmallGap};
     case CT_ProgressBar:
       return {size.width(), std::max(size.height(), metrics.height())};
     default:
