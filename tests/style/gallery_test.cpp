@@ -30,13 +30,13 @@
 #include <QTreeWidget>
 #include <functional>
 
-#include "ui/plain_text.h"
 #include "ui/style/command_list.h"
 #include "ui/style/document_header.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/inspector_rows.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/look.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/strip_row.h"

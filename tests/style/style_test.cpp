@@ -70,19 +70,18 @@ TEST(Style, ColoursCanBeRead) {
     }
   }
   for (int channel = 0; channel < 16; ++channel)
-    EXPECT_GE(Contrast(BlackKey(), ColourOfNumber(channel, 16)), kLine) << channel;
+    EXPECT_GE(Contrast(BlackKey(), ColourOfNumber(channel, 16)), kText) << channel;
 }
 
 TEST(Style, LookSwitchesWhileTheProgramRuns) {
   SetLook(Look::Dark);
   EXPECT_TRUE(IsDark());
-  QPushButton button;
-  EXPECT_EQ(button.palette().color(QPalette::Window), ColourOf(Shade::Window, true));
+  EXPECT_EQ(QPushButton().palette().color(QPalette::Window), ColourOf(Shade::Window, true));
   const QIcon icon = IconOf(Glyph::Get);
   const QImage dark = icon.pixmap(QSize(16, 16)).toImage();
   SetLook(Look::Light);
   EXPECT_FALSE(IsDark());
-  EXPECT_EQ(button.palette().color(QPalette::Window), ColourOf(Shade::Window, false));
+  EXPECT_EQ(QPushButton().palette().color(QPalette::Window), ColourOf(Shade::Window, false));
   EXPECT_NE(icon.pixmap(QSize(16, 16)).toImage(), dark);
 }
 

@@ -26,7 +26,7 @@ constexpr std::array<ShadeRow, kShades> kColours = {{
     {Shade::Accent, 0xff2262ca, 0xff6aa4ff},    {Shade::OnAccent, 0xffffffff, 0xff0e1a2e},
     {Shade::Selection, 0xffdbe8fd, 0xff203a63}, {Shade::Ok, 0xff19743d, 0xff4fc07f},
     {Shade::Busy, 0xff2262ca, 0xff6aa4ff},      {Shade::Warning, 0xff915500, 0xffe0a040},
-    {Shade::Danger, 0xffb92a27, 0xfff28a86},    {Shade::Changed, 0xff6b4fd8, 0xffa993ff},
+    {Shade::Danger, 0xffb92a27, 0xfff28a86},    {Shade::Changed, 0xff6b4fd8, 0xffad98ff},
     {Shade::Unsent, 0xff915500, 0xffe0a040},
 }};
 
@@ -110,7 +110,7 @@ QColor Between(const QColor& from, const QColor& to, double part) {
 }
 
 QColor ColourOfNumber(int number, int count) {
-  return QColor::fromHsv(number * 360 / std::max(count, 1) % 360, 200, 225);
+  return QColor::fromHsv(number * 360 / std::max(count, 1) % 360, 110, 245);
 }
 
 QColor WhiteKey() {

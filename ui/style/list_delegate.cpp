@@ -9,7 +9,7 @@
 #include <QTableView>
 #include <QTreeView>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {

@@ -8,7 +8,7 @@
 #include <QPushButton>
 #include <QStyleOptionFocusRect>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {
