@@ -13,7 +13,6 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
-#include "ui/style/look.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -40,12 +39,9 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
                                               {CommandId::ViewLookLight, Look::Light},
                                               {CommandId::ViewLookDark, Look::Dark}};
   for (const auto& [command, look] : looks)
-    frame_.menus.Register(command, {[&settings, wanted = look] {
-                                      settings.MainLook(static_cast<int>(wanted));
-                                      SetLook(wanted);
-                                    },
-                                    {},
-                                    [wanted = look] { return ShownLook() == wanted; }});
+    frame_.menus.Register(
+        command,
+        {[this, wanted = look] { ChooseLook(wanted); }, {}, [wanted = look] { return ShownLook() == wanted; }});
   frame_.menus.Register(CommandId::OptionsSavePreferences, {[this] { OnSavePreferences(); }});
   frame_.menus.Register(CommandId::OptionsUpdateKeyList, {[this] { OnUpdateKeyList(); }});
 }
@@ -57,6 +53,14 @@ void OptionCommands::ResetMidiInPorts() {
 void OptionCommands::PreferencesApplied() {
   frame_.children.ForEach([](ZKWindow& child) { child.SettingsChanged(); });
   frame_.menus.Update();
+}
+
+// Kept at once: nobody looks for a button that keeps what is seen already.
+void OptionCommands::ChooseLook(Look look) {
+  SetLook(look);
+  frame_.program.settings().MainLook(static_cast<int>(look));
+  const Result saved = frame_.program.SaveConfig();
+  if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
 }
 
 void OptionCommands::OnSavePreferences() {

@@ -80,7 +80,7 @@ QPalette PaletteOf(bool dark) {
       {QPalette::Light, Shade::Raised, Shade::Raised},
       {QPalette::Midlight, Shade::Dock, Shade::Dock},
       {QPalette::Mid, Shade::Line, Shade::Line},
-      {QPalette::Dark, Shade::Edge, Shade::Line},
+      {QPalette::Dark, Shade::Line, Shade::Line},
       {QPalette::Shadow, Shade::Edge, Shade::Edge},
   };
   QPalette palette;

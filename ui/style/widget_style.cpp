@@ -159,6 +159,7 @@ void WidgetStyle::drawControl(ControlElement element, const QStyleOption* option
       }
       break;
     case CE_MenuBarEmptyArea:
+    case CE_ToolBar:
       return;
     case CE_MenuBarItem:
       if (const auto* item = As<QStyleOptionMenuItem>(option)) {
@@ -261,6 +262,8 @@ int WidgetStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, con
     case PM_ExclusiveIndicatorWidth:
     case PM_ExclusiveIndicatorHeight:
       return kGlyph;
+    case PM_MenuPanelWidth:
+      return 1;
     case PM_ScrollBarExtent:
       return 12;
     case PM_ScrollBarSliderMin:
