@@ -35,6 +35,13 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
                         {[&settings] { settings.MainAutoSaveLoadDesktop(!settings.MainAutoSaveLoadDesktop(-1)); },
                          {},
                          [&settings] { return settings.MainAutoSaveLoadDesktop(-1) != 0; }});
+  const std::pair<CommandId, Look> looks[] = {{CommandId::ViewLookSystem, Look::System},
+                                              {CommandId::ViewLookLight, Look::Light},
+                                              {CommandId::ViewLookDark, Look::Dark}};
+  for (const auto& [command, look] : looks)
+    frame_.menus.Register(
+        command,
+        {[this, wanted = look] { ChooseLook(wanted); }, {}, [wanted = look] { return ShownLook() == wanted; }});
   frame_.menus.Register(CommandId::OptionsSavePreferences, {[this] { OnSavePreferences(); }});
   frame_.menus.Register(CommandId::OptionsUpdateKeyList, {[this] { OnUpdateKeyList(); }});
 }
@@ -46,6 +53,14 @@ void OptionCommands::ResetMidiInPorts() {
 void OptionCommands::PreferencesApplied() {
   frame_.children.ForEach([](ZKWindow& child) { child.SettingsChanged(); });
   frame_.menus.Update();
+}
+
+// Kept at once: nobody looks for a button that keeps what is seen already.
+void OptionCommands::ChooseLook(Look look) {
+  SetLook(look);
+  frame_.program.settings().MainLook(static_cast<int>(look));
+  const Result saved = frame_.program.SaveConfig();
+  if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
 }
 
 void OptionCommands::OnSavePreferences() {

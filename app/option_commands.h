@@ -4,6 +4,7 @@
 
 #include "app/frame_context.h"
 #include "app/preferences.h"
+#include "ui/style/look.h"
 
 namespace tonalith {
 
@@ -22,6 +23,7 @@ class OptionCommands final : public QObject, public PreferencesHost {
   void PreferencesApplied() override;
 
  private:
+  void ChooseLook(Look look);
   void OnSavePreferences();
   void OnUpdateKeyList();
 

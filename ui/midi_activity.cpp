@@ -6,8 +6,8 @@
 #include <QTimer>
 
 #include "midi/port_report.h"
-#include "ui/led_colors.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
 
 namespace tonalith {
 
@@ -36,8 +36,8 @@ QSize ActivityLight::sizeHint() const {
 void ActivityLight::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  painter.setPen(palette().color(QPalette::Mid));
-  painter.setBrush(LedColor(on_, palette()));
+  painter.setPen(ColourOf(on_ ? Shade::Ok : Shade::Edge));
+  painter.setBrush(ColourOf(on_ ? Shade::Ok : Shade::Line));
   painter.drawEllipse(rect().adjusted(1, 1, -2, -2));
 }
 

@@ -2,10 +2,13 @@
 
 #include <QApplication>
 
+#include "ui/style/look.h"
+
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);
+  tonalith::SetLook(tonalith::Look::Light);
   return RUN_ALL_TESTS();
 }

@@ -11,6 +11,7 @@
 
 #include "tools/monitor_lines.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
 
 namespace tonalith {
 
@@ -48,7 +49,7 @@ QRect KeyboardPicture::KeyRect(int note) const {
 }
 
 QColor KeyboardPicture::ChannelColor(int channel) {
-  return QColor::fromHsv(channel * 360 / 16, 200, 225);
+  return ColourOfNumber(channel, 16);
 }
 
 QColor KeyboardPicture::FillOf(int note, const QColor& resting) const {
@@ -60,7 +61,7 @@ QColor KeyboardPicture::FillOf(int note, const QColor& resting) const {
 
 void KeyboardPicture::paintEvent(QPaintEvent*) {
   // Keys are ivory and ebony whatever the palette is.
-  const QColor white(0xF6, 0xF4, 0xEC), black(0x26, 0x26, 0x28), line(0x70, 0x70, 0x70);
+  const QColor white = WhiteKey(), black = BlackKey(), line = Between(black, white, 0.35);
   QPainter painter(this);
   painter.setPen(line);
   for (int note = 0; note < kMonitorOctaves * 12; ++note) {
@@ -124,7 +125,7 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
     auto* label = new PlainLabel(QString::number(channel + 1), this);
     QPalette colors = label->palette();
     colors.setColor(QPalette::Window, KeyboardPicture::ChannelColor(channel));
-    colors.setColor(QPalette::WindowText, Qt::black);
+    colors.setColor(QPalette::WindowText, BlackKey());
     label->setPalette(colors);
     label->setAutoFillBackground(true);
     label->setAlignment(Qt::AlignCenter);

@@ -21,6 +21,7 @@
 #include "ui/midi_activity.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/colours.h"
 
 namespace tonalith {
 
@@ -82,11 +83,11 @@ QColor MonitorModel::ColorOf(MonitorColor color) const {
   const bool dark = palette_.color(QPalette::Base).lightness() < 128;
   switch (color) {
     case MonitorColor::Output:
-      return dark ? QColor(0x8C, 0xC4, 0xFF) : QColor(0x00, 0x4C, 0x9C);
+      return ColourOf(Shade::Accent, dark);
     case MonitorColor::SysEx:
-      return dark ? QColor(0xF2, 0xC0, 0x6E) : QColor(0x80, 0x48, 0x00);
+      return ColourOf(Shade::Warning, dark);
     case MonitorColor::Port:
-      return dark ? QColor(0x8E, 0xD8, 0x8E) : QColor(0x10, 0x66, 0x20);
+      return ColourOf(Shade::Ok, dark);
     default:
       return palette_.color(QPalette::Text);
   }
