@@ -91,6 +91,11 @@ int CZKApp::Run() {
     End(true);
     return 1;
   }
+  if (ending_) {
+    EndQuietly();
+    End(true);
+    return 0;
+  }
   Listen();
   ReportStart();
   const int status = QApplication::exec();
@@ -174,9 +179,9 @@ void CZKApp::UpdateAppTitleBar() {
 }
 
 bool CZKApp::Start() {
-  const bool started = sequence_.InitInstance();
-  if (started && frame_ && !restored_.empty()) ShowStatus(frame_->statusBar(), ShownUtf8(restored_));
-  return started;
+  started_ = sequence_.InitInstance();
+  if (started_ && frame_ && !restored_.empty()) ShowStatus(frame_->statusBar(), ShownUtf8(restored_));
+  return started_;
 }
 
 void CZKApp::ShowMainFrame() {
@@ -233,11 +238,15 @@ void CZKApp::ShowClosingMidi(const std::function<void()>& close) {
 
 void CZKApp::EndQuietly() {
   prompts_.SetQuitting(true);
-  if (frame_) {
+  ending_ = true;
+  // A frame whose start is not over has no studio yet, and must not save one.
+  if (frame_ && started_) {
     frame_->SetQuitting();
     frame_->close();
   }
-  QApplication::quit();
+  if (started_) return QApplication::quit();
+  // quit() leaves a dialog alone that is open before the main loop runs.
+  QApplication::exit(0);
 }
 
 std::string CZKApp::KeepUnsaved() {

@@ -41,7 +41,8 @@ class CZKApp final : public QObject, public StartStopHost {
   std::vector<std::string> PromptLog() const;
   bool Start();
   void End(bool quietly) { sequence_.ExitInstance(quietly); }
-  // Ends as soon as the main loop runs, without questions (SIGTERM, end of the session).
+  // Ends without questions (SIGTERM, end of the session); during the start: as soon as that is over, with every
+  // question refused.
   void EndQuietly();
   // Keeps what is not saved for the next start, without any window; a sentence about it, empty when there was nothing.
   std::string KeepUnsaved();
@@ -71,6 +72,8 @@ class CZKApp final : public QObject, public StartStopHost {
   CommandLine commandLine_;
   bool simulated_ = false;
   bool fastCables_ = false;
+  bool started_ = false;
+  bool ending_ = false;
   std::string restored_;  // what the start found damaged among the shipped modules, said once the frame is shown
   Dispatcher dispatcher_;
   std::unique_ptr<QtDispatch> dispatch_;

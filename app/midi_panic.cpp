@@ -13,10 +13,22 @@ namespace {
 
 constexpr int kChannels = 16;
 constexpr int kNotes = 128;
+constexpr int kSteps = kChannels * (1 + kNotes);  // messages a port gets
 constexpr int kMessageMs = 2;
 // After a pause of the main loop, what is late is not sent in one go.
-constexpr int kMostAtOnce = 25;
+constexpr int kMostAtOnce = 10;
 constexpr int kTickMs = 2;
+
+std::array<std::uint8_t, 3> MessageOf(int step) {
+  const bool controller = step < kChannels;
+  const int note = step - kChannels;
+  const int channel = controller ? step : note / kNotes;
+  return {
+      static_cast<std::uint8_t>((controller ? 0xB0 : 0x90) | channel),
+      static_cast<std::uint8_t>(controller ? 123 : note % kNotes),
+      0,
+  };
+}
 
 }  // namespace
 
@@ -33,8 +45,7 @@ void MidiPanic::Start() {
   if (Running()) return;
   out_.OUTNUMPORTS(&ports_);
   sent_ = 0;
-  total_ = ports_ * kChannels * (1 + kNotes);
-  note_ = new QProgressDialog(QString(), tr("Cancel"), 0, std::max(1, total_), window_);
+  note_ = new QProgressDialog(QString(), tr("Cancel"), 0, kSteps, window_);
   SetLabel(*note_, tr("Switching off every note..."));
   SetTitle(note_, tr("MIDI Panic"));
   note_->setAttribute(Qt::WA_DeleteOnClose);
@@ -51,32 +62,22 @@ void MidiPanic::Cancel() {
   if (Running()) End(false);
 }
 
+// One message to every port: each cable has room for it, so many ports take no longer than one.
 void MidiPanic::SendNext() {
-  const int controllers = ports_ * kChannels;
-  const bool first = sent_ < controllers;
-  const int at = first ? sent_ : sent_ - controllers;
-  const int place = first ? at : at / kNotes;  // port and channel
-  const int port = place / kChannels;
-  const int channel = place % kChannels;
-  ++sent_;
-  if (!out_.Slot(port)) return;  // the port went away meanwhile
-  const std::array<std::uint8_t, 3> message = {
-      static_cast<std::uint8_t>((first ? 0xB0 : 0x90) | channel),
-      static_cast<std::uint8_t>(first ? 123 : at % kNotes),
-      0,
-  };
+  const auto message = MessageOf(sent_++);
   SendOptions options;
   options.live = true;
-  out_.SendDataPort(message, port, options);
+  for (int port = 0; port < ports_; ++port)
+    if (out_.Slot(port)) out_.SendDataPort(message, port, options);  // else it went away meanwhile
 }
 
 void MidiPanic::Tick() {
   const qint64 elapsedMs = (out_.clock().NowUs() - beganUs_) / 1000;
-  const auto due = static_cast<int>(std::min<qint64>(elapsedMs / kMessageMs + 1, total_));
+  const auto due = static_cast<int>(std::min<qint64>(elapsedMs / kMessageMs + 1, kSteps));
   for (int n = 0; n < kMostAtOnce && sent_ < due; ++n) SendNext();
   // Redrawing for every message would cost more than sending them.
-  if (note_ && (sent_ % kNotes == 0 || sent_ == total_)) note_->setValue(sent_);
-  if (sent_ >= total_) End(true);
+  if (note_ && (sent_ % kNotes == 0 || sent_ == kSteps)) note_->setValue(sent_);
+  if (sent_ >= kSteps) End(true);
 }
 
 void MidiPanic::End(bool complete) {

@@ -11,8 +11,8 @@ namespace tonalith {
 class MidiOut;
 
 // Switches off every note on every open output port, without keeping anybody waiting: first "all notes off" on every
-// port and channel, then each note of each channel, a message every two milliseconds.  A note with a Cancel button
-// shows how far it is.
+// channel, then each note of each channel, a message every two milliseconds on all ports at a time.  A note with a
+// Cancel button shows how far it is.
 class MidiPanic final : public QObject {
   Q_OBJECT
 
@@ -40,8 +40,7 @@ class MidiPanic final : public QObject {
   QTimer timer_;
   qint64 beganUs_ = 0;
   int ports_ = 0;
-  int sent_ = 0;
-  int total_ = 0;
+  int sent_ = 0;  // messages that every port got
 };
 
 }  // namespace tonalith

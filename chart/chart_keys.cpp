@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "chart/chart_spelling.h"
 #include "chart/message.h"
 #include "platform/text.h"
 
@@ -69,8 +70,9 @@ constexpr ChartKey kKeys[] = {
     {"data", "get each", "STEPS", "how one patch of a bank is got", "get each = Cn pp, request -> each"},
     {"data", "put each", "STEPS", "how one patch of a bank is sent", "put each = each, (10 ms)"},
     {"data", "readonly", "VALUES", "of the section's letter for which nothing can be sent", "readonly = E..H"},
-    {"data", "inner sum", "WORD START COUNT OFFSET times N step S",
-     "a checksum inside the data, computed before those around it; places in the message",
+    {"data", "inner sum", "WORD START COUNT OFFSET times N step S more AT EACH behind AT EACH",
+     "a checksum inside the data, computed before those around it; places in the message. `times any`: as often as it "
+     "fits; the byte AT says how often EACH bytes more are counted, or how often EACH bytes further on it stands",
      "inner sum = vector voice 16 574 588", true},
     {"data", "new *", "BYTES * N", "bytes of a new patch at a place of the unpacked patch, N times", "new 7 = 00 00 01",
      true},

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "chart/chart_declarations.h"
+#include "chart/chart_spelling.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -58,6 +60,18 @@ std::size_t KeyLength(std::string_view text, std::size_t at) {
   return 0;
 }
 
+// An '=' stands there behind other characters, outside quotes and brackets.
+bool HasEquals(std::string_view text) {
+  int depth = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') i = BehindQuotes(text, i) - 1;
+    if (text[i] == '(' || text[i] == '{') ++depth;
+    if ((text[i] == ')' || text[i] == '}') && depth > 0) --depth;
+    if (text[i] == '=' && depth == 0 && i > 0) return true;
+  }
+  return false;
+}
+
 bool IsFlag(std::string_view text) {
   const auto& flags = ChartFlags();
   return std::find(flags.begin(), flags.end(), text) != flags.end();
@@ -98,19 +112,6 @@ bool IsHolding(std::string_view text) {
 
 bool IsTable(const std::string& kind) {
   return kind == "parameters" || kind == "panel" || kind == "references";
-}
-
-std::size_t EditDistance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i);
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      const std::size_t other = diagonal + (AsciiLower(a[i - 1]) != AsciiLower(b[j - 1]));
-      diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, other}));
-    }
-  }
-  return row.back();
 }
 
 // Takes the lines of a chart and puts what they say into sections.
@@ -358,7 +359,7 @@ class ChartReader {
         section->entries.push_back(std::move(word));
       } else if (entry.key.empty() && table) {
         section->rows.push_back({{part}, {}});
-      } else if (entry.key.empty()) {
+      } else if (entry.key.empty() || (!table && !entry.key.starts_with("list ") && HasEquals(part.text))) {
         problems_.Add(
             part.at, part.text, "neither an entry nor a word that stands alone",
             "key = value, with two blanks between entries; alone stand " + NearestWords(part.text, ChartFlags()));
@@ -427,6 +428,20 @@ void ChartProblems::Add(ChartPlace at, std::string_view read, std::string text, 
   problems_.push_back({file_, at.line, at.column, std::move(shown), std::move(text), std::move(right)});
 }
 
+void ChartProblems::AddUnknown(ChartPlace at, std::string_view name, std::string text, std::string right) {
+  constexpr std::size_t kMostNamed = 3;
+  const int line = std::max(at.line, 1);
+  Add(at, name, std::move(text), std::move(right));
+  std::vector<std::pair<std::size_t, const ChartDeclaration*>> meant;
+  for (const ChartDeclaration& one : declarations_)
+    if (const std::size_t distance = TypingDistance(name, one.name); distance > 0 && distance != kNotMeant)
+      meant.emplace_back(distance, &one);
+  std::stable_sort(meant.begin(), meant.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (std::size_t i = 0; i < std::min(meant.size(), kMostNamed); ++i)
+    Add(meant[i].second->at, meant[i].second->name,
+        "line " + std::to_string(line) + " names \"" + std::string(CutUtf8(name, kMaxRead)) + "\": is this meant?");
+}
+
 Result ChartProblems::First() const {
   return problems_.empty() ? Result::Success() : Result::Failure(problems_.front().Text());
 }
@@ -442,25 +457,11 @@ const std::vector<std::string>& ChartFlags() {
   return kFlags;
 }
 
-std::string NearestWords(std::string_view word, const std::vector<std::string>& words, std::size_t most) {
-  std::vector<std::pair<std::size_t, const std::string*>> order;
-  for (const std::string& known : words) order.emplace_back(EditDistance(word.substr(0, kMaxKey), known), &known);
-  std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-  std::string text;
-  for (std::size_t i = 0; i < order.size() && i < most; ++i) text += (i ? ", " : "") + *order[i].second;
-  return text;
-}
-
-bool IsNearlyOneOf(std::string_view word, const std::vector<std::string>& words) {
-  return std::any_of(words.begin(), words.end(), [&](const std::string& known) {
-    return EditDistance(word.substr(0, kMaxKey), known) <= std::min<std::size_t>(2, known.size() / 2);
-  });
-}
-
 ChartText ReadChartText(std::string_view text, ChartProblems* problems) {
   ChartText chart;
   chart.file = problems->file();
   ChartReader(&chart, problems).Read(text);
+  problems->Declare(ChartDeclarationsOf(chart));
   return chart;
 }
 

@@ -79,11 +79,22 @@ struct ChartProblem {
   std::string Sentence() const;
 };
 
+// A name that a chart gives to something: a section, a message, a list, a parameter, the first set of a repeat.
+struct ChartDeclaration {
+  std::string name;
+  ChartPlace at;
+};
+
 // Collects mistakes, each once and not more than a person reads.
 class ChartProblems {
  public:
   explicit ChartProblems(std::string file) : file_(std::move(file)) {}
   void Add(ChartPlace at, std::string_view read, std::string text, std::string right = {});
+  // What the chart gives names to; AddUnknown looks there.
+  void Declare(std::vector<ChartDeclaration> declarations) { declarations_ = std::move(declarations); }
+  // A name that nothing has.  The mistake may as well be in the declaration: those that are spelled nearly so are named
+  // as well, where they stand.
+  void AddUnknown(ChartPlace at, std::string_view name, std::string text, std::string right = {});
   const std::string& file() const { return file_; }
   const std::vector<ChartProblem>& all() const { return problems_; }
   bool any() const { return !problems_.empty(); }
@@ -93,18 +104,13 @@ class ChartProblems {
  private:
   std::string file_;
   std::vector<ChartProblem> problems_;
+  std::vector<ChartDeclaration> declarations_;
 };
 
 // The kinds of sections behind the first one.
 const std::vector<std::string>& ChartSectionKinds();
 // Words that stand alone where an entry could stand.
 const std::vector<std::string>& ChartFlags();
-
-// The words that differ least from `word`, nearest first, with commas between: at most `most` of them.
-std::string NearestWords(std::string_view word, const std::vector<std::string>& words, std::size_t most = 5);
-
-// Two mistakes of typing away from one of the words.
-bool IsNearlyOneOf(std::string_view word, const std::vector<std::string>& words);
 
 // Takes a chart apart.  Goes on behind every mistake.
 ChartText ReadChartText(std::string_view text, ChartProblems* problems);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "chart/chart_spelling.h"
+
 namespace tonalith {
 
 namespace {

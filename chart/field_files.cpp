@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 
+#include "chart/chart_spelling.h"
 #include "chart/instrument.h"
 #include "chart/panel.h"
 #include "chart/panel_layout.h"
@@ -102,7 +103,7 @@ class FieldFiles {
     if (types.empty()) {
       std::vector<std::string> names;
       for (const BuiltType& type : types_) names.push_back(type.names.section);
-      problems_.Add(section.nameAt, name, "there are no data of that name", NearestWords(name, names));
+      problems_.AddUnknown(section.nameAt, name, "there are no data of that name", NearestWords(name, names));
     }
     return types;
   }

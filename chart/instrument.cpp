@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "chart/chart_keys.h"
+#include "chart/chart_spelling.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
 
@@ -19,6 +20,8 @@ constexpr int kMostSlots = 16384;
 constexpr std::size_t kMostTypes = 200;
 constexpr int kMostVariants = 64;
 constexpr int kMostTurns = 128;
+constexpr std::size_t kMostMessages = 4096;  // of data
+constexpr int kMostMadeOf = 8;               // messages that are made of others that are made of others
 constexpr int kLastDriver = 65000;
 constexpr std::int64_t kLongestMs = 600000;
 
@@ -109,7 +112,7 @@ class TypeReader {
     const char* main = type_.patchwise ? "each" : "dump";
     if (const auto found = full_.find(main); found != full_.end()) {
       used_.insert(main);
-      for (const ChartCell& part : SplitOutside(MessagePart(found->second), " + ")) Whole(part);
+      for (const ChartCell& part : SplitOutside(MessagePart(found->second), " + ")) Whole(part, 0, &type_.dump);
     }
     if (full_.count("request")) type_.request = Named("request");
     const ChartEntry* get = type_.Find(type_.patchwise ? "get each" : "get");
@@ -156,25 +159,46 @@ class TypeReader {
     return letters;
   }
 
-  // One message of the data, or `part*16`.
-  void Whole(const ChartCell& cell) {
-    std::string name;
+  // One message of the data, the messages of a name, or `part*16`.
+  void Whole(const ChartCell& cell, int depth, std::vector<ChartMessage>* row) {
+    std::string name = cell.text;
     int times = 1;
-    if (!Times(cell, &name, &times)) {
-      type_.dump.push_back(full_.count(cell.text) ? Named(cell.text) : Message(cell));
-      return;
+    const bool turns = Times(cell, &name, &times);
+    if (!turns && !full_.count(name)) return row->push_back(Message(cell));
+    const std::vector<ChartMessage> once = AllNamed(name, depth);
+    if (row->size() + once.size() * static_cast<std::size_t>(times) > kMostMessages)
+      return problems_.Add(cell.at, cell.text, "the data has too many messages", "at most 4096");
+    for (int turn = 0; turn < times; ++turn)
+      for (const ChartMessage& message : once) {
+        row->push_back(message);
+        if (turns) PutTurn(turn, &row->back());
+      }
+  }
+
+  // The messages of a definition, one or several.
+  std::vector<ChartMessage> AllNamed(const std::string& name, int depth) {
+    names_.used.insert(name);
+    const ChartCell full = MessagePart(full_.at(name));
+    const std::vector<ChartCell> parts = SplitOutside(full, " + ");
+    std::vector<ChartMessage> row;
+    if (depth >= kMostMadeOf || ++expanded_ > kMostMessages) {
+      problems_.Add(full.at, full.text, "the messages hold each other");
+    } else if (parts.size() == 1 && !full_.count(full.text) && full.text.find('*') == std::string::npos) {
+      row.push_back(Message(full));
+    } else {
+      for (const ChartCell& part : parts) Whole(part, depth + 1, &row);
     }
-    const ChartMessage message = Named(name);
-    for (int turn = 0; turn < times; ++turn) {
-      type_.dump.push_back(message);
-      for (ChartItem& item : type_.dump.back().items)
-        if (item.byte.variable == kTurnLetter) {
-          item.byte.base = item.byte.With(turn) & 0x7F;
-          item.byte.mask = 0xFF;
-          item.byte.use = ChartUse::kNone;
-          item.byte.variable = 0;
-        }
-    }
+    return row;
+  }
+
+  static void PutTurn(int turn, ChartMessage* message) {
+    for (ChartItem& item : message->items)
+      if (item.byte.variable == kTurnLetter) {
+        item.byte.base = item.byte.With(turn) & 0x7F;
+        item.byte.mask = 0xFF;
+        item.byte.use = ChartUse::kNone;
+        item.byte.variable = 0;
+      }
   }
 
   // `NAME*16`
@@ -321,11 +345,11 @@ class TypeReader {
       if (name.empty()) {
         std::vector<std::string> known;
         for (const auto& [one, definition] : full_) known.push_back(one);
-        problems_.Add(rest.At(at), rest.text.substr(at), "no message is known by this name",
-                      NearestWords(rest.text.substr(at), known));
+        problems_.AddUnknown(rest.At(at), rest.text.substr(at), "no message is known by this name",
+                             NearestWords(rest.text.substr(at), known));
         return;
       }
-      form.messages.emplace_back(name, Named(name));
+      for (ChartMessage& message : AllNamed(name, 0)) form.messages.emplace_back(name, std::move(message));
       at = rest.text.find_first_not_of(' ', at + name.size());
     }
     if (!form.messages.empty()) type_.forms.push_back(std::move(form));
@@ -362,6 +386,7 @@ class TypeReader {
   ChartProblems& problems_;
   ChartNames names_;
   std::map<std::string, ChartCell> full_;  // definitions with what is said behind them
+  std::size_t expanded_ = 0;               // of them that were read
 };
 
 void ReadDevice(const ChartInstrument& chart, ChartDevice* device, ChartProblems* problems) {
@@ -415,8 +440,8 @@ void ReadHolding(const ChartInstrument& chart, ChartType* type, ChartProblems* p
   for (const ChartSection& section : chart.text->sections)
     if (section.kind == "data") names.push_back(section.name);
   if (std::find(names.begin(), names.end(), type->holds) == names.end())
-    problems->Add(type->holdsAt, type->holds, "the chart has no data type of this name",
-                  NearestWords(type->holds, names));
+    problems->AddUnknown(type->holdsAt, type->holds, "the chart has no data type of this name",
+                         NearestWords(type->holds, names));
 }
 
 // `1140, 1141, 1144..1151`
@@ -448,8 +473,8 @@ void ReadExchanges(ChartInstrument* chart, ChartProblems* problems) {
       known = true;
     }
     if (!known)
-      problems->Add(section.nameAt, section.name, "the chart has no data type of this name",
-                    NearestWords(section.name, names));
+      problems->AddUnknown(section.nameAt, section.name, "the chart has no data type of this name",
+                           NearestWords(section.name, names));
     for (const ChartEntry& entry : section.entries)
       if (entry.flag || (entry.key != "get" && entry.key != "put"))
         problems->Add(entry.keyAt, entry.key, "no key of this section", "get = STEP, put = STEP");

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <optional>
 
+#include "chart/chart_spelling.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
 
@@ -208,6 +209,8 @@ class MessageReader {
       nodes->back().item.orByte = kNextByte;
     } else if (const auto other = HexByte(text); other && !nodes->empty() && nodes->back().item.orByte == kNextByte) {
       nodes->back().item.orByte = *other;
+    } else if (text == "ahead" && !nodes->empty() && nodes->back().item.kind == ChartItemKind::kSum) {
+      nodes->back().item.ahead = true;
     } else if (text == "sum" || text.starts_with("sum:")) {
       Sum(token, nodes);
     } else if (text.front() == '(') {
@@ -245,8 +248,9 @@ class MessageReader {
     if (found == names_.definitions.end()) {
       std::vector<std::string> words{"sum", "count"};
       for (const auto& [name, cell] : names_.definitions) words.push_back(name);
-      return Wrong(token.at, token.text, "no item of a message",
-                   kItems + ("; known are " + NearestWords(token.text, words)));
+      problems_.AddUnknown(token.at, token.text, "no item of a message",
+                           kItems + ("; known are " + NearestWords(token.text, words)));
+      return;
     }
     names_.used.insert(token.text);
     Items(found->second, depth + 1, nodes);
@@ -390,6 +394,7 @@ class MessageReader {
 
   struct Loop {
     std::uint32_t times = 1, stride = 0;
+    std::uint64_t end = 0;  // of its first turn
   };
 
   static std::uint64_t SizeOf(const std::vector<Node>& nodes) {
@@ -406,7 +411,7 @@ class MessageReader {
       if (node.times) {
         std::vector<Loop> inside = loops;
         const std::uint64_t stride = std::min<std::uint64_t>(SizeOf(node.group), kLargest);
-        inside.push_back({node.times, static_cast<std::uint32_t>(stride)});
+        inside.push_back({node.times, static_cast<std::uint32_t>(stride), *at + stride});
         std::uint64_t begin = *at;
         Place(node.group, inside, &begin, items);
         *at += stride * node.times;
@@ -418,6 +423,7 @@ class MessageReader {
       if (!loops.empty()) {
         item.times = loops.back().times;
         item.stride = loops.back().stride;
+        item.groupEnd = static_cast<std::uint32_t>(std::min<std::uint64_t>(loops.back().end, kLargest));
       }
       if (loops.size() > 1) {
         item.outerTimes = loops.front().times;
@@ -452,31 +458,48 @@ class MessageReader {
 
   // What each checksum and each count is about.
   void SumRanges(std::vector<ChartItem>* items) {
-    std::optional<std::uint32_t> from;
+    std::optional<std::size_t> from;  // the item with which it begins
     bool marked = false;
     for (std::size_t i = 0; i < items->size(); ++i) {
       ChartItem& item = (*items)[i];
       if (item.kind == ChartItemKind::kSumFrom) marked = true;
-      if (item.kind == ChartItemKind::kSumFrom || (item.kind == ChartItemKind::kData && !from)) from = item.offset;
-      if (item.kind == ChartItemKind::kSum) {
+      if (item.kind == ChartItemKind::kSumFrom || (item.kind == ChartItemKind::kData && !from)) from = i;
+      if (item.kind == ChartItemKind::kCount || item.ahead) {
+        std::size_t end = i + 1;
+        while (end < items->size() && !EndsCount((*items)[end], item)) ++end;
+        std::uint32_t to = end < items->size() ? (*items)[end].offset : item.offset + item.size;
+        if (item.groupEnd) to = std::min(to, item.groupEnd);
+        item.sumFrom = item.offset + item.size;
+        item.sumSize = to - item.sumFrom;
+        item.sumsAny = HasAny(*items, i + 1, end);
+        item.sumBehindAny = HasAny(*items, 0, i);
+        if (item.ahead && end == i + 1)
+          Wrong(item.at, "sum ahead", "there is no data behind the sum", "sum ahead (26)");
+        if (item.ahead) from.reset();
+      } else if (item.kind == ChartItemKind::kSum) {
         if (!from) {
           Wrong(item.at, "sum", "there is no data before the sum", "< where the sum begins");
           continue;
         }
-        item.sumFrom = *from;
-        item.sumSize = item.offset - *from;
+        item.sumFrom = (*items)[*from].offset;
+        item.sumSize = item.offset - item.sumFrom;
+        item.sumsAny = HasAny(*items, *from, i);
+        item.sumBehindAny = HasAny(*items, 0, *from);
         if (!marked) from.reset();
       }
-      if (item.kind == ChartItemKind::kCount) {
-        std::size_t end = i + 1;
-        while (end < items->size() && (*items)[end].kind != ChartItemKind::kSum &&
-               !((*items)[end].kind == ChartItemKind::kByte && (*items)[end].byte.base == kEnd))
-          ++end;
-        const std::uint32_t to = end < items->size() ? (*items)[end].offset : item.offset + 2;
-        item.sumFrom = item.offset + 2;
-        item.sumSize = to - item.sumFrom;
-      }
     }
+  }
+
+  // What is counted ends in front of this item.
+  static bool EndsCount(const ChartItem& item, const ChartItem& count) {
+    return item.kind == ChartItemKind::kSum || (item.kind == ChartItemKind::kByte && item.byte.base == kEnd) ||
+           (count.groupEnd && item.offset >= count.groupEnd);
+  }
+
+  static bool HasAny(const std::vector<ChartItem>& items, std::size_t from, std::size_t to) {
+    for (std::size_t i = from; i < to; ++i)
+      if (items[i].kind == ChartItemKind::kData && items[i].bytes == 0) return true;
+    return false;
   }
 
   const ChartNames& names_;
@@ -553,6 +576,9 @@ std::span<const ChartItemForm> ChartItemForms() {
        "the checksum of the kind that the chart says, over what lies behind the last `<`, without one over the data "
        "since the last sum; `sum:exclusive-or` of another kind; `sum or 7F` is right with that value, too",
        "F0 43 (155) sum F7"},
+      {"sum ahead",
+       "the checksum stands in front of what it is over: all up to the next sum, the end of the group or F7",
+       "F0 43 {sum ahead (64)}*4 F7"},
       {"<", "from here it is summed", "F0 41 < 00 00 (64) sum F7"},
       {"count",
        "two bytes of seven bits, the higher first: how many bytes follow up to the next sum or F7; `count low` the "

@@ -43,14 +43,17 @@ struct ChartItem {
   std::vector<std::uint32_t> counted;
   int sum = 0;            // kind of checksum
   int orByte = -1;        // that is right in its place as well; -1: none
+  bool ahead = false;     // the sum stands in front of what it counts
   bool lowFirst = false;  // of a count
   int pauseMs = 0;
   // --- Places, within the message
   std::uint32_t offset = 0, size = 0;  // size 0: any
   std::uint32_t sumFrom = 0;           // what a checksum or a count is about, up to `sumFrom + sumSize`
   std::uint32_t sumSize = 0;
+  bool sumsAny = false, sumBehindAny = false;     // data of any size lies in there, or in front of that
   std::uint32_t times = 1, stride = 0;            // of the group that it stands in
   std::uint32_t outerTimes = 1, outerStride = 0;  // of the group around that
+  std::uint32_t groupEnd = 0;                     // behind the first turn of the group; 0: it stands in none
 };
 
 struct ChartMessage {

@@ -1,6 +1,7 @@
 #include "chart/message_bytes.h"
 
 #include <algorithm>
+#include <array>
 
 #include "data/checksums.h"
 
@@ -17,7 +18,7 @@ constexpr int kDigits[] = {3, 4};       // packings of characters from 30 on
 struct Placed {
   const ChartItem* item;
   std::size_t at = 0, size = 0;
-  std::size_t shift = 0;  // from the place of the first repetition
+  std::size_t shift = 0;  // of its turn in the group, from the first one
 };
 
 bool IsAny(const ChartItem& item) {
@@ -33,7 +34,7 @@ std::vector<Placed> PlacedItems(const ChartMessage& message, std::size_t anySize
     for (std::uint32_t outer = 0; outer < item.outerTimes; ++outer)
       for (std::uint32_t i = 0; i < item.times; ++i) {
         const std::size_t shift = std::size_t{outer} * item.outerStride + std::size_t{i} * item.stride;
-        placed.push_back({&item, item.offset + shift + behind, IsAny(item) ? anySize : item.size, shift + behind});
+        placed.push_back({&item, item.offset + shift + behind, IsAny(item) ? anySize : item.size, shift});
       }
     if (IsAny(item)) behind += anySize;
   }
@@ -59,17 +60,19 @@ bool TakeByte(const ChartByte& byte, std::uint8_t read, ChartValues* values) {
   return value >= 0 && values->try_emplace(byte.variable, value).first->second == value;
 }
 
-bool MatchCount(const ChartItem& item, std::span<const std::uint8_t> bytes) {
-  const int high = static_cast<int>(item.sumSize >> 7 & 0x7F), low = static_cast<int>(item.sumSize & 0x7F);
-  return bytes[0] == (item.lowFirst ? low : high) && bytes[1] == (item.lowFirst ? high : low);
+// The two bytes of a count in a message with so many bytes of data of any size.
+std::array<std::uint8_t, 2> CountBytes(const ChartItem& item, std::size_t anySize) {
+  const std::size_t count = item.sumSize + (item.sumsAny ? anySize : 0);
+  const auto high = static_cast<std::uint8_t>(count >> 7 & 0x7F), low = static_cast<std::uint8_t>(count & 0x7F);
+  return item.lowFirst ? std::array{low, high} : std::array{high, low};
 }
 
 }  // namespace
 
-std::uint32_t ChartSumCount(const ChartItem& sum) {
+std::uint32_t ChartSumCount(const ChartItem& sum, std::uint32_t more) {
   constexpr int kOfNibbles[] = {2, 6, 12};
   const bool nibbles = std::find(std::begin(kOfNibbles), std::end(kOfNibbles), sum.sum) != std::end(kOfNibbles);
-  return nibbles ? sum.sumSize / 2 : sum.sumSize;
+  return nibbles ? (sum.sumSize + more) / 2 : sum.sumSize + more;
 }
 
 std::vector<std::uint8_t> MessageBytes(const ChartMessage& message, const ChartValues& values,
@@ -83,16 +86,17 @@ std::vector<std::uint8_t> MessageBytes(const ChartMessage& message, const ChartV
       const auto value = values.find(item.byte.variable);
       bytes[one.at] = static_cast<std::uint8_t>(item.byte.With(value == values.end() ? 0 : value->second));
     } else if (item.kind == ChartItemKind::kCount) {
-      const std::uint8_t high = item.sumSize >> 7 & 0x7F, low = item.sumSize & 0x7F;
-      bytes[one.at] = item.lowFirst ? low : high;
-      bytes[one.at + 1] = item.lowFirst ? high : low;
+      const auto count = CountBytes(item, left);
+      std::copy(count.begin(), count.end(), bytes.begin() + static_cast<std::ptrdiff_t>(one.at));
     } else if (item.kind == ChartItemKind::kData) {
       for (std::size_t i = 0; i < one.size; ++i, ++*used) bytes[one.at + i] = *used < data.size() ? data[*used] : 0;
     }
   }
   for (const Placed& one : items)
     if (one.item->kind == ChartItemKind::kSum)
-      CSum(bytes, 0, one.item->sum, static_cast<std::int64_t>(one.item->sumFrom + one.shift), ChartSumCount(*one.item),
+      CSum(bytes, 0, one.item->sum,
+           static_cast<std::int64_t>(one.item->sumFrom + one.shift + (one.item->sumBehindAny ? left : 0)),
+           ChartSumCount(*one.item, one.item->sumsAny ? static_cast<std::uint32_t>(left) : 0),
            static_cast<std::int64_t>(one.at));
   return bytes;
 }
@@ -109,7 +113,10 @@ bool MatchMessage(const ChartMessage& message, std::span<const std::uint8_t> byt
     const ChartItem& item = *one.item;
     const auto here = bytes.subspan(one.at, one.size);
     if (item.kind == ChartItemKind::kByte && !TakeByte(item.byte, here[0], &found)) return false;
-    if (item.kind == ChartItemKind::kCount && !MatchCount(item, here)) return false;
+    if (item.kind == ChartItemKind::kCount) {
+      const auto count = CountBytes(item, bytes.size() - fixed);
+      if (!std::equal(count.begin(), count.end(), here.begin())) return false;
+    }
     if (item.kind == ChartItemKind::kData) taken.insert(taken.end(), here.begin(), here.end());
   }
   *values = std::move(found);

@@ -36,7 +36,7 @@ std::size_t SmallestAnySize(const ChartMessage& message);
 // Data that the packings of the message allow, different for every seed.
 ChartData SampleData(const ChartMessage& message, std::uint32_t seed);
 
-// What CSum counts when it computes the checksum: bytes, or pairs of half bytes.
-std::uint32_t ChartSumCount(const ChartItem& sum);
+// What CSum counts when it computes the checksum: bytes, or pairs of half bytes; `more`: bytes of data of any size.
+std::uint32_t ChartSumCount(const ChartItem& sum, std::uint32_t more = 0);
 
 }  // namespace tonalith

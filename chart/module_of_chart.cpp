@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "chart/chart_of_module.h"
+#include "chart/chart_spelling.h"
 #include "chart/chart_variant.h"
 #include "chart/instrument.h"
 #include "chart/type_lines.h"
@@ -50,8 +51,8 @@ class HeaderWriter {
     if (const ChartEntry* find = chart_.Find("find"); find && !chart_.TypeNamed(find->value)) {
       std::vector<std::string> names;
       for (const ChartType& type : chart_.types) names.push_back(type.name);
-      problems_.Add(find->valueAt, find->value, "the chart has no data type of this name",
-                    NearestWords(find->value, names));
+      problems_.AddUnknown(find->valueAt, find->value, "the chart has no data type of this name",
+                           NearestWords(find->value, names));
     }
     return std::move(lines_);
   }
@@ -177,6 +178,18 @@ bool AtPanel(const ChartModule& module, const ModuleRemark& remark) {
          });
 }
 
+// The size that steps do not reach is that of the dump: the mistake may be there.
+void NameDump(const ChartText& chart, const ChartPlace& steps, ChartProblems* problems) {
+  const ChartSection* section = nullptr;
+  for (const ChartSection& one : chart.sections)
+    if (one.kind == "data" && one.at.line <= steps.line) section = &one;
+  for (const ChartSection& one : chart.sections)
+    for (const ChartEntry& entry : one.entries)
+      if (section && entry.key == "dump" && (&one == section || one.kind == "instrument"))
+        problems->Add(entry.keyAt, entry.key,
+                      "the steps of line " + std::to_string(steps.line) + " do not have its size");
+}
+
 // What to do, in the words of charts.
 std::string ChartHint(const std::string& hint) {
   if (hint.find("DriverBase") != std::string::npos)
@@ -219,8 +232,11 @@ Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* o
   if (problems->any()) return problems->First();
   ModuleDiagnostics diagnostics;
   const Result result = BuildModule(module.source, out, &diagnostics);
-  for (const ModuleDiagnostics::Problem& problem : diagnostics.problems)
-    problems->Add(module.PlaceOf(problem.file, problem.line), {}, problem.text, ModuleHint(problem.text));
+  for (const ModuleDiagnostics::Problem& problem : diagnostics.problems) {
+    const ChartPlace at = module.PlaceOf(problem.file, problem.line);
+    problems->Add(at, {}, problem.text, ModuleHint(problem.text));
+    if (problem.text.starts_with("the steps have ")) NameDump(module.text, at, problems);
+  }
   if (!problems->any() && result.ok()) AddFieldFiles(module.text, module.types, out, problems);
   if (!problems->any() && result.ok())
     out->files.push_back({out->name + "\\" + ChartFileName(out->name), {text.begin(), text.end()}});

@@ -4,6 +4,8 @@
 #include <map>
 #include <optional>
 
+#include "chart/chart_declarations.h"
+#include "chart/chart_spelling.h"
 #include "chart/parameter_repeat.h"
 #include "parameters/parameter_display.h"
 #include "platform/text.h"
@@ -36,7 +38,9 @@ bool Holds(const std::string& box, const std::string& name) {
 class PanelReader {
  public:
   PanelReader(ParameterTable* table, const ChartSection* rows, ChartProblems* problems)
-      : table_(*table), rows_(rows), problems_(*problems) {}
+      : table_(*table), problems_(*problems) {
+    if (rows) rows_ = ChartDeclarationsOf({{}, {*rows}});
+  }
 
   PanelPlan Read(const ChartSection& section) {
     for (const ChartEntry& entry : section.entries) {
@@ -128,7 +132,7 @@ class PanelReader {
   void Check(const PanelBox& box) {
     const ChartCell& cell = places_.at(box.title);
     if (box.parameters.empty())
-      return Missing(cell.at, box.title, "", "no parameter's name begins with these words", NearestSections(box.title));
+      return Missing(cell.at, box, "", "no parameter's name begins with these words", NearestSections(box.title));
     for (const std::string& word : box.words) {
       if (box.same) break;  // it may have fewer of them
       const bool found = std::any_of(box.parameters.begin(), box.parameters.end(), [&](std::size_t i) {
@@ -137,7 +141,7 @@ class PanelReader {
         return name == word || (box.style != PanelStyle::kKnobs && name.ends_with(" " + word));
       });
       if (!found)
-        Missing(cell.at, box.title, word, "the box \"" + box.title + "\" has no parameter of that name", Names(box));
+        Missing(cell.at, box, word, "the box \"" + box.title + "\" has no parameter of that name", Names(box));
     }
   }
 
@@ -147,21 +151,50 @@ class PanelReader {
     return NearestWords(title, names, 3);
   }
 
-  // The mistake may be in the panel or in the row whose name is nearly that.
-  void Missing(ChartPlace at, const std::string& box, const std::string& word, const std::string& text,
+  // The mistake may be in the panel or in a row or a repeat that makes nearly that name.
+  void Missing(ChartPlace at, const PanelBox& box, const std::string& word, const std::string& text,
                const std::string& right) {
-    const std::string whole = box + (word.empty() ? "" : " " + word);
-    problems_.Add(at, word.empty() ? box : word, text, right);
-    for (const ChartRow& row : rows_ ? rows_->rows : std::vector<ChartRow>()) {
-      if (row.cells.size() < 2) continue;
-      const ChartCell& name = row.cells[1];
-      const std::string begin = word.empty() ? name.text.substr(0, box.size()) : name.text;
-      const bool known =
-          std::any_of(places_.begin(), places_.end(), [&](const auto& place) { return Holds(place.first, name.text); });
-      const bool nearly = IsNearlyOneOf(begin, {whole}) || (!word.empty() && IsNearlyOneOf(begin, {word}));
-      if (!nearly || begin == whole || begin == word || (word.empty() && known)) continue;
-      return problems_.Add(name.at, name.text, "the panel names \"" + whole + "\", and no row is called so", whole);
+    const std::string whole = box.title + (word.empty() ? "" : " " + word);
+    problems_.Add(at, word.empty() ? box.title : word, text, right);
+    std::vector<std::pair<std::size_t, const ChartDeclaration*>> meant;
+    for (const ChartDeclaration& row : rows_) {
+      const bool taken = !word.empty() && IsTaken(row.name, box, word);
+      const std::size_t distance = taken ? kNotMeant : Distance(whole, word.empty(), row.name);
+      if (distance != kNotMeant) meant.emplace_back(distance, &row);
     }
+    std::stable_sort(meant.begin(), meant.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    constexpr std::size_t kMostNamed = 3;
+    for (std::size_t i = 0; i < std::min(meant.size(), kMostNamed); ++i)
+      problems_.Add(meant[i].second->at, meant[i].second->name,
+                    "the panel names \"" + whole + "\", and no row is called so", whole);
+  }
+
+  // The row belongs to another box, or to another word of this one.
+  bool IsTaken(const std::string& row, const PanelBox& box, const std::string& word) const {
+    return std::any_of(places_.begin(), places_.end(),
+                       [&](const auto& place) { return place.first != box.title && Holds(place.first, row); }) ||
+           std::any_of(box.words.begin(), box.words.end(), [&](const std::string& other) {
+             return other != word && (row == other || row.ends_with(" " + other));
+           });
+  }
+
+  // How far a row's name is from what the panel names; in a repeat its first or its last words are of the repeat.
+  // `begins`: only the beginning of the name counts.
+  static std::size_t Distance(const std::string& whole, bool begins, const std::string& row) {
+    if (begins && row.starts_with(whole)) return Holds(whole, row) ? kNotMeant : 1;
+    std::size_t best = kNotMeant;
+    const auto compare = [&](const std::string& part) {
+      std::size_t words = static_cast<std::size_t>(std::count(part.begin(), part.end(), ' ')) + 1, end = 0;
+      for (; begins && words > 0 && end < row.size(); --words) end = std::min(row.find(' ', end + 1), row.size());
+      const std::size_t distance = TypingDistance(part, begins ? row.substr(0, end) : row);
+      if (distance > 0) best = std::min(best, distance);
+    };
+    compare(whole);
+    for (std::size_t blank = whole.find(' '); blank != std::string::npos; blank = whole.find(' ', blank + 1)) {
+      compare(whole.substr(blank + 1));
+      if (begins) compare(whole.substr(0, blank));
+    }
+    return best;
   }
 
   std::string Names(const PanelBox& box) const {
@@ -172,7 +205,7 @@ class PanelReader {
   }
 
   ParameterTable& table_;
-  const ChartSection* rows_;
+  std::vector<ChartDeclaration> rows_;
   ChartProblems& problems_;
   PanelPlan plan_;
   std::map<std::string, ChartCell> places_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "chart/chart_spelling.h"
 #include "parameters/parameter_display.h"
 #include "platform/text.h"
 
@@ -48,7 +49,11 @@ class RepeatReader {
     for (++at_; !Done() && Word() != "in"; ++at_)
       repeat->word += (repeat->word.empty() ? "" : " ") + UnquotedItem(Word());
     if (Done() || repeat->word.empty()) return false;
-    for (++at_; !Done() && Word() != "from" && Word() != "step" && Word() != "numbers"; ++at_) Value(repeat);
+    const std::vector<std::string> keywords{"from", "step", "numbers"};
+    for (++at_; !Done() && std::find(keywords.begin(), keywords.end(), Word()) == keywords.end(); ++at_) {
+      if (Word().size() > 2 && IsNearlyOneOf(Word(), keywords)) return false;
+      if (!Value(repeat)) return false;
+    }
     if (repeat->values.empty() || repeat->values.size() > kMostValues) return false;
     while (!Done()) {
       const std::string word = Word();
@@ -71,15 +76,16 @@ class RepeatReader {
   const std::string& Word() const { return words_[at_].text; }
 
   // One value or `1..8`.
-  void Value(ParameterRepeat* repeat) const {
+  bool Value(ParameterRepeat* repeat) const {
     const std::size_t dots = Word().find("..");
     const auto first = ParseInteger(Word().substr(0, dots));
     const auto last = dots == std::string::npos ? std::nullopt : ParseInteger(Word().substr(dots + 2));
     if (!first || !last || *first > *last || *last - *first >= static_cast<std::int64_t>(kMostValues)) {
       repeat->values.push_back(UnquotedItem(Word()));
-      return;
+      return dots == std::string::npos;
     }
     for (std::int64_t value = *first; value <= *last; ++value) repeat->values.push_back(std::to_string(value));
+    return true;
   }
 
   bool Number(std::int64_t* out) {

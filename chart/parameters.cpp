@@ -40,6 +40,7 @@ std::vector<Line> LinesOf(const ChartSection& section) {
 
 // The rows of a repeat, or of the whole section, with the repeats among them.
 struct Block {
+  const ChartCell* cell = nullptr;  // the line of the repeat
   struct Item {
     const ChartRow* row = nullptr;  // else a block
     std::int64_t offset = 0;        // goes onto the place
@@ -151,6 +152,7 @@ class ParameterReader {
     Block::Item item;
     item.block = std::make_unique<Block>();
     item.block->repeat = std::move(*repeat);
+    item.block->cell = &cell;
     Block* block = item.block.get();
     open_.back()->items.push_back(std::move(item));
     open_.push_back(block);
@@ -213,7 +215,7 @@ class ParameterReader {
     row.shown = Nearer(row.shown, rounds);
     if (!change.empty()) row.change = builder_.AddChange(change);
     builder_.Add(row, base);
-    added_.push_back({item.row, std::string(TrimmedView(prefix))});
+    added_.push_back({item.row, std::string(TrimmedView(prefix)), rounds.empty() ? nullptr : rounds.back().block});
   }
 
   // `as NAME` in a repeat means the row of the same repetition when there is one.
@@ -233,6 +235,13 @@ class ParameterReader {
     return shown;
   }
 
+  // Where a row of the table came from.
+  struct Added {
+    const ChartRow* row;
+    std::string repeated;  // "OP4" or nothing
+    const Block* repeat;   // the innermost one; null outside
+  };
+
   void Say(const ParameterFault& fault) {
     const Added& added = added_[fault.row];
     const auto index = static_cast<std::size_t>(fault.cell);
@@ -242,23 +251,47 @@ class ParameterReader {
     const ChartCell& cell = there ? cells[index] : cells.back();
     std::string text = fault.fault.text;
     if (!added.repeated.empty()) text += " (" + added.repeated + ")";
-    problems_.Add(there ? cell.At(std::min(fault.fault.at, cell.text.size())) : cell.at, there ? cell.text : "", text,
-                  fault.fault.right);
-    // The mistake may be in the list that the row names.
+    const ChartPlace at = there ? cell.At(std::min(fault.fault.at, cell.text.size())) : cell.at;
+    if (!fault.fault.unknown.empty()) return problems_.AddUnknown(at, fault.fault.unknown, text, fault.fault.right);
+    problems_.Add(at, there ? cell.text : "", text, fault.fault.right);
+    OtherEnds(fault, added, text);
+  }
+
+  // The mistake may be in what the row does not go with: another row, the repeat it stands in, the list it names.
+  void OtherEnds(const ParameterFault& fault, const Added& added, const std::string& text) {
+    const ChartPlace here = added.row->cells.front().at;
+    const std::string line = "line " + std::to_string(here.line);
+    if (fault.other) {
+      const ChartCell& place = added_[*fault.other].row->cells.front();
+      problems_.Add(place.at, place.text, "this is the other one: the place of " + line + " overlaps it");
+    }
+    if (fault.cell == ParameterFault::Cell::kPlace && added.repeat && added.repeat->cell)
+      problems_.Add(added.repeat->cell->at, added.repeat->cell->text, "the place of " + line + " counts from here");
     if (fault.fault.text.find("the list has ") == std::string::npos) return;
+    const std::string& shown =
+        added.row->cells[std::min<std::size_t>(static_cast<std::size_t>(fault.cell), added.row->cells.size() - 1)].text;
     for (const auto& [key, list] : lists_)
-      if (cell.text.ends_with(key) && toldLists_.insert(key).second)
-        problems_.Add(list->valueAt, key, text, fault.fault.right);
+      if (shown.ends_with(key)) Counted(*list, text, fault.fault.right);
+  }
+
+  // A list that has not as many texts as there are values, line by line.
+  void Counted(const ChartEntry& list, const std::string& text, const std::string& right) {
+    problems_.Add(list.valueAt, list.key, text, right);
+    std::map<int, std::pair<ChartCell, std::size_t>> lines;  // the first text and how many
+    for (const ChartCell& one : SplitChartCell(list.cell, ','))
+      if (!one.text.empty()) ++lines.try_emplace(one.at.line, one, 0).first->second.second;
+    std::size_t before = 0;
+    for (const auto& [line, texts] : lines) {
+      const auto& [first, count] = texts;
+      if (lines.size() > 1)
+        problems_.Add(first.at, first.text,
+                      "in this line stand the texts " + std::to_string(before + 1) + " to " +
+                          std::to_string(before + count) + " of \"" + list.key + "\"");
+      before += count;
+    }
   }
 
   std::map<std::string, const ChartEntry*> lists_;  // by key
-  std::set<std::string> toldLists_;
-
-  // Where a row of the table came from.
-  struct Added {
-    const ChartRow* row;
-    std::string repeated;  // "OP4" or nothing
-  };
 
   ParameterData data_;
   ParameterTableBuilder builder_;

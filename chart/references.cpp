@@ -146,7 +146,8 @@ class ReferenceReader {
     const ChartCell target = line.Part(behind, line.text.size() - behind);
     const std::vector<ReferenceMatrix::Target> targets = targets_(TrimmedView(target.text));
     if (targets.empty()) {
-      problems_.Add(target.at, target.text, "there are no data of that name", "the name of a bank of this chart");
+      problems_.AddUnknown(target.at, TrimmedView(target.text), "there are no data of that name",
+                           "the name of a bank of this chart");
       return;
     }
     std::size_t from = 0;

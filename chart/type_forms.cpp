@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <span>
 
+#include "chart/chart_spelling.h"
 #include "chart/type_lines.h"
 #include "platform/text.h"
 
@@ -81,13 +83,16 @@ class FormWriter {
     if (said && !bank) {
       std::vector<std::string> names;
       for (const ChartType& type : chart_.types) names.push_back(type.name);
-      problems_.Add(said->valueAt, said->value, "the chart has no data type of this name",
-                    NearestWords(said->value, names));
+      problems_.AddUnknown(said->valueAt, said->value, "the chart has no data type of this name",
+                           NearestWords(said->value, names));
     }
     return bank ? bank->fileName : std::string();
   }
 
   void Form(const ChartForm& form) {
+    // The messages of one patch, and what stands behind them.
+    if (type_.slots > 1 && type_.patchwise && type_.dump.size() > 1 && form.messages.size() >= type_.dump.size())
+      return Rows(form);
     std::vector<const ChartMessage*> data, others;
     const ChartMessage* before = nullptr;
     for (const auto& [name, message] : form.messages) {
@@ -154,6 +159,30 @@ class FormWriter {
     }
     if (voices) line = PatternOf(message, chart_, type_) + " | length " + Num(message.size);
     Put("message", line, message.at);
+    Places(form, message, others, voices);
+  }
+
+  // A patch of several messages, the first of which says its place, or the one behind them.
+  void Rows(const ChartForm& form) {
+    const auto count = static_cast<std::ptrdiff_t>(type_.dump.size());
+    std::uint32_t size = 0;
+    for (const auto& [name, message] : std::span(form.messages).first(type_.dump.size())) {
+      if (!message.size) problems_.Add(message.at, {}, "a message of one patch has a size");
+      Put("message", PatternOf(message, chart_, type_) + " | length " + Num(message.size), message.at);
+      size += message.size;
+    }
+    if (size != layout_.oneSize)
+      problems_.Add(form.at, {}, "the messages of a patch in a file are those of its dump",
+                    Num(layout_.oneSize) + " bytes");
+    std::vector<const ChartMessage*> others;
+    std::for_each(form.messages.begin() + count, form.messages.end(),
+                  [&](const auto& one) { others.push_back(&one.second); });
+    Places(form, form.messages.front().second, others, 0);
+  }
+
+  // How the slot of a message, or of those that begin with it, is known; `voices`: so many that it fills.
+  void Places(const ChartForm& form, const ChartMessage& message, const std::vector<const ChartMessage*>& others,
+              std::uint32_t voices) {
     const ChartItem* place = ItemWith(message, kPatchLetter);
     const ChartMessage* behind = nullptr;
     for (const ChartMessage* other : others)
@@ -166,7 +195,10 @@ class FormWriter {
       Put("slots", "order " + Num(type_.slots), form.at);
     } else {
       std::string slots = Num(place->offset) + " " + Num(First(*place)) + " " + Num(type_.slots);
-      if (behind) slots += " | behind " + Front(*behind, *place);
+      // To its end: bytes behind the number say what the instrument does with it.
+      if (behind && behind->Count(ChartItemKind::kByte) != behind->items.size())
+        problems_.Add(behind->at, {}, "the message behind a patch consists of bytes", "F0 42 3n 03 11 pp F7");
+      if (behind) slots += " | behind " + PatternOf(*behind, chart_, type_) + " F7";
       if (voices) slots += " | voices " + Num(voices);
       Put("slots", slots, form.at);
     }
@@ -196,13 +228,6 @@ class FormWriter {
       if (SplitChartRange(patches->value, &low, &high)) first += static_cast<int>(ParseInteger(low).value_or(0));
     }
     return first;
-  }
-
-  // The pattern of a message up to one of its bytes.
-  std::string Front(const ChartMessage& message, const ChartItem& place) const {
-    ChartMessage front = message;
-    std::erase_if(front.items, [&](const ChartItem& item) { return item.offset >= place.offset; });
-    return PatternOf(front, chart_, type_);
   }
 
   void Messages(const ChartForm& form) {

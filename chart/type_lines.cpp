@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "chart/chart_spelling.h"
 #include "chart/message_bytes.h"
 #include "data/hex_text.h"
 #include "data/number_format.h"
@@ -320,16 +321,29 @@ class DescriptorWriter {
         Put(std::string(direction) == "get" ? "receive" : "transmit", entry->value, entry->valueAt);
   }
 
-  // Checksums inside the data: `vector voice 16 574 588`, `four vector voices 16 2296 0 times 16 step 2299`
+  // Checksums inside the data: `vector voice 16 574 588`, `sum plus a5 16 2296 0 times 16 step 2299`
   void InnerSum(const ChartEntry& entry, ChartLines* verify) {
-    const char* right = "inner sum = vector voice 16 574 588";
-    const std::string& text = entry.value;
-    const std::size_t digits = std::min(text.find_first_of("0123456789"), text.size());
-    const auto kind = CodeOf("checksumType", SplitChartCell(entry.cell.Part(0, digits), '\0').front(), &problems_);
-    const std::string numbers =
-        ReplaceAll(ReplaceAll(text.substr(digits), " times ", " | times "), " step ", " | step ");
-    if (kind && digits < text.size()) return verify->Put("verify", Num(*kind) + " " + numbers, entry.valueAt);
-    if (kind) problems_.Add(entry.valueAt, text, "the places of the checksum are missing", right);
+    std::vector<std::string> words;
+    for (const std::string& word : SplitText(entry.value, ' '))
+      if (!word.empty()) words.push_back(word);
+    // The kind may have digits in its words: the places are the first three numbers that follow each other.
+    const auto number = [&](std::size_t i) { return i < words.size() && ParseInteger(words[i]); };
+    std::size_t first = 0;
+    while (first < words.size() && !(number(first) && number(first + 1) && number(first + 2))) ++first;
+    std::string kind, numbers;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+      const bool option = i > first && !number(i) && words[i] != "any";
+      std::string& text = i < first ? kind : numbers;
+      text += (text.empty() ? "" : option ? " | " : " ") + words[i];
+    }
+    if (first + 2 >= words.size()) {
+      problems_.Add(entry.valueAt, entry.value, "the places of the checksum are missing",
+                    "inner sum = vector voice 16 574 588");
+      return;
+    }
+    if (const auto code =
+            CodeOf("checksumType", SplitChartCell(entry.cell.Part(0, kind.size()), '\0').front(), &problems_))
+      verify->Put("verify", Num(*code) + " " + numbers, entry.valueAt);
   }
 
   // Checksums: a single one of the data stands in the descriptor, others in lines of the first form.
@@ -344,7 +358,7 @@ class DescriptorWriter {
     for (const ChartEntry& entry : type_.section->entries)
       if (entry.key == "inner sum") InnerSum(entry, verify);
     const bool plain = verify->text.empty() && sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise &&
-                       type_.dump.size() == 1;
+                       type_.dump.size() == 1 && !sums[0].first->sumsAny;
     for (std::size_t i = 0; i < sums.size();) {
       const auto [sum, place] = sums[i];
       if ((type_.patchwise && sum->times > 1) || sum->outerTimes > 1)
@@ -359,7 +373,8 @@ class DescriptorWriter {
         times = static_cast<std::int64_t>(end - i);
         if (times > 1) step = sums[i + 1].second + sums[i + 1].first->offset - place - sum->offset;
       }
-      const std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
+      std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
+      if (sum->sumsAny) repeat += " | size " + Num(ShortestOf(*sum));
       const std::string numbers = Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) +
                                   " " + Num(place + sum->offset);
       if (plain) lines_.Put("checksum", numbers, sum->at);
@@ -367,6 +382,14 @@ class DescriptorWriter {
         verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
       i = end;
     }
+  }
+
+  // Bytes of the message of a sum over data of any size when there is none of that.
+  std::uint32_t ShortestOf(const ChartItem& sum) {
+    if (sum.sumBehindAny || ChartSumCount(sum, 2) != sum.sumSize + 2)
+      problems_.Add(sum.at, "sum", "this checksum over data of any size cannot be said");
+    const ChartItem& last = type_.dump.front().items.back();
+    return last.offset + last.size;
   }
 
   using PlacedSums = std::vector<std::pair<const ChartItem*, std::uint32_t>>;
@@ -561,6 +584,18 @@ bool InBlocks(const ChartMessage& message, std::uint32_t slots, ChartLayout* lay
   return true;
 }
 
+// A bank of messages in a row: so many for each patch, of the same sizes.
+void RowOfPatches(const ChartType& type, std::uint32_t slots, ChartLayout* layout, ChartProblems* problems) {
+  const std::size_t each = type.dump.size() / slots;
+  bool alike = each > 0 && type.dump.size() % slots == 0;
+  for (std::size_t i = each; alike && i < type.dump.size(); ++i) alike = type.dump[i].size == type.dump[i - each].size;
+  if (!alike)
+    problems->Add(type.dump.front().at, {},
+                  "the messages cannot be divided among " + std::to_string(slots) + " patches",
+                  "NAME*" + std::to_string(slots));
+  layout->voiceSize = layout->voiceBytes = layout->oneSize / slots;
+}
+
 ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   ChartLayout layout;
   for (const ChartMessage& message : type.dump) {
@@ -580,6 +615,7 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
     }
   if (type.dump.size() > 1 || !data) {
     layout.voiceSize = layout.voiceBytes = layout.oneSize;
+    if (slots > 1 && !type.patchwise) RowOfPatches(type, slots, &layout, problems);
     return layout;
   }
   if (slots > 1 && !type.patchwise && InBlocks(message, slots, &layout)) return layout;

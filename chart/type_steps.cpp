@@ -184,8 +184,8 @@ class StepWriter {
       ask.message = type_.request;
       steps.push_back(ask);
     }
-    const std::size_t asks = static_cast<std::size_t>(std::count_if(
-        steps.begin(), steps.end(), [](const ChartStep& step) { return step.answered && HasData(step.answer); }));
+    const std::size_t asks = static_cast<std::size_t>(
+        std::count_if(steps.begin(), steps.end(), [&](const ChartStep& step) { return IsGot(step); }));
     for (std::size_t i = 0; i < steps.size(); ++i) {
       const ChartStep& step = steps[i];
       const bool last = i + 1 == steps.size();
@@ -200,7 +200,7 @@ class StepWriter {
           Line("listen | answer " + Front(type_.dump.front(), kFromAnyDevice) + Several(), step.at);
           break;
         case ChartStep::Kind::kMessage:
-          if (step.answered ? HasData(step.answer) : asks == 0 && IsLastMessage(steps, i))
+          if (step.answered ? IsGot(step) : asks == 0 && IsLastMessage(steps, i))
             Ask(step, asks > 1);
           else
             Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) +
@@ -229,8 +229,7 @@ class StepWriter {
 
   void Ask(const ChartStep& step, bool sized) {
     std::string text = "ask " + Bytes(step.message, false) + Sum(step.message);
-    const bool other = step.answered && HasData(step.answer) &&
-                       PatternOf(step.answer, chart_, type_) != PatternOf(FirstInFiles(), chart_, type_);
+    const bool other = IsGot(step) && PatternOf(step.answer, chart_, type_) != PatternOf(FirstInFiles(), chart_, type_);
     if (sized)
       text += " | size " + Num(step.answer.size);
     else if (other)
@@ -258,20 +257,20 @@ class StepWriter {
       dump.message = type_.dump.front();
       steps.push_back(dump);
     }
-    if (std::none_of(steps.begin(), steps.end(), [](const ChartStep& step) { return HasData(step.message); })) {
+    if (std::none_of(steps.begin(), steps.end(), [&](const ChartStep& step) { return IsSent(step); })) {
       problems_.Add(steps.empty() ? type_.section->at : steps.front().at, {}, "no step sends the data", "put = dump");
       return;
     }
     // What goes into the data stands before everything that sends some of it.
     for (const ChartStep& step : steps)
-      if (step.kind == ChartStep::Kind::kMessage && HasData(step.message)) Stamp(step);
+      if (step.kind == ChartStep::Kind::kMessage && IsSent(step)) Stamp(step);
     for (std::size_t i = 0; i < steps.size(); ++i) {
       const ChartStep& step = steps[i];
       if (step.kind == ChartStep::Kind::kPause) {
         Line("pause " + Num(step.ms), step.at);
         continue;
       }
-      if (HasData(step.message))
+      if (IsSent(step))
         Data(step);
       else
         Line("send " + Bytes(step.message, false) + (step.answered ? Answer(step) : "") + Sum(step.message) +
@@ -295,7 +294,13 @@ class StepWriter {
     return step.answered || !step.name.empty() ? " | live" : "";
   }
 
-  bool IsWhole(const ChartStep& step) const { return step.name == (type_.patchwise ? "each" : "dump"); }
+  // All messages of the data, of a patch in a bank that goes patch by patch; the first one may hold none of it.
+  bool IsWholeName(const std::string& name) const { return name == (type_.patchwise ? "each" : "dump"); }
+  bool IsWhole(const ChartStep& step) const { return IsWholeName(step.name); }
+  bool IsSent(const ChartStep& step) const { return IsWhole(step) || HasData(step.message); }
+  bool IsGot(const ChartStep& step) const {
+    return step.answered && (IsWholeName(step.answerName) || HasData(step.answer));
+  }
 
   // Numbers and other bytes of the message that the image may have otherwise.
   void Stamp(const ChartStep& step) {

@@ -305,10 +305,11 @@ class DisplayReader {
       const DisplayList* list = names_.list ? names_.list(name) : nullptr;
       if (list) return Shared(at, *list);
       return NotationFault{at + kList.size(), "there is no list of that name",
-                           "list " + std::string(name) + " = A, B, C"};
+                           "list " + std::string(name) + " = A, B, C", std::string(name)};
     } else if (const std::string_view name = DisplayIsAs(item); !name.empty()) {
       const auto other = names_.display ? names_.display(name) : nullptr;
-      if (!other) return NotationFault{at, "there is no parameter of that name", "the name of a row"};
+      if (!other)
+        return NotationFault{at, "there is no parameter of that name", "the name of a row", std::string(name)};
       return As(at, *other);
     } else if (item.find("value") != std::string_view::npos) {
       LinearReader reader(item);

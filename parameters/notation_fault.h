@@ -11,6 +11,7 @@ struct NotationFault {
   std::size_t at = 0;
   std::string text;
   std::string right;
+  std::string unknown = {};  // the name that nothing has, when it is that
 };
 
 }  // namespace tonalith

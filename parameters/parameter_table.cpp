@@ -115,9 +115,10 @@ void ParameterTableBuilder::FindOverlaps(std::uint32_t patchBytes) {
         if (!isNew) other = at->second;
       }
     }
-    if (other)
-      Fault(i, ParameterFault::Cell::kPlace,
-            {0, "the place overlaps that of \"" + table_.parameters[*other].name + "\"", {}});
+    if (!other) continue;
+    Fault(i, ParameterFault::Cell::kPlace,
+          {0, "the place overlaps that of \"" + table_.parameters[*other].name + "\"", {}});
+    faults_.back().other = rowOf_[*other];
   }
 }
 

@@ -55,6 +55,7 @@ struct ParameterFault {
   std::size_t row = 0;  // in the order they were added
   Cell cell = Cell::kPlace;
   NotationFault fault;
+  std::optional<std::size_t> other = {};  // the row that it does not go with
 };
 
 // Makes a table of rows.  Rows that are wrong are left out.

@@ -73,7 +73,7 @@ class Resolver {
   AnswerMessage Fixed(const AnswerForm& form, const AnswerPart& part, bool* numbered) const {
     AnswerMessage message = part.message;
     FixDevice(message, synth_, request_);
-    if (form.slotByte >= 0 && context_.patchByPatch) {
+    if (form.slotByte >= 0 && context_.patchByPatch && part.at == form.parts.front().at) {
       Fix(message, static_cast<std::size_t>(form.slotByte),
           static_cast<std::uint8_t>(form.slotFirst + context_.currentPatch));
       *numbered = true;

@@ -20,7 +20,7 @@ struct AnswerPart {
 // One way in which the data of a type comes.
 struct AnswerForm {
   std::vector<AnswerPart> parts;
-  int slotByte = -1;  // byte of the message that is the patch's place in the bank plus slotFirst; -1: none
+  int slotByte = -1;  // byte of the first message that is the patch's place in the bank plus slotFirst; -1: none
   int slotFirst = 0;
   int addressByte = -1;  // where the address stands in request and answer; -1: none
   int addressBytes = 0;

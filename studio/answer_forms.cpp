@@ -35,18 +35,18 @@ AnswerForm FormByAddress(const RecognizeRule& rule) {
 // A bank that is got at once: all of its messages.
 AnswerForm FormOfSlots(const RecognizeRule& rule, const Synth& synth) {
   AnswerForm form;
-  const MessageRule& message = rule.messages.front();
-  for (std::uint32_t slot = 0; slot < rule.slotCount; slot += rule.slotVoices) {
-    AnswerPart part{MessageOf(message), static_cast<std::uint32_t>(rule.SlotPlace(synth, slot)), 0};
-    if (rule.slotInMessage() && rule.slotByte < kMaxMidiPattern) {
-      const std::size_t size = std::max<std::size_t>(part.message.value.size(), rule.slotByte + 1);
-      part.message.value.resize(size);
-      part.message.mask.resize(size);
-      part.message.value[rule.slotByte] = static_cast<std::uint8_t>(rule.slotFirst + slot);
-      part.message.mask[rule.slotByte] = 0xFF;
+  for (std::uint32_t slot = 0; slot < rule.slotCount; slot += rule.slotVoices)
+    for (const MessageRule& message : rule.messages) {
+      AnswerPart part{MessageOf(message), static_cast<std::uint32_t>(rule.SlotPlace(synth, slot)) + message.at, 0};
+      if (&message == &rule.messages.front() && rule.slotInMessage() && rule.slotByte < kMaxMidiPattern) {
+        const std::size_t size = std::max<std::size_t>(part.message.value.size(), rule.slotByte + 1);
+        part.message.value.resize(size);
+        part.message.mask.resize(size);
+        part.message.value[rule.slotByte] = static_cast<std::uint8_t>(rule.slotFirst + slot);
+        part.message.mask[rule.slotByte] = 0xFF;
+      }
+      form.parts.push_back(std::move(part));
     }
-    form.parts.push_back(std::move(part));
-  }
   return form;
 }
 

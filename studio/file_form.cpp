@@ -101,25 +101,26 @@ class FormWriter {
   }
 
   bool Slots() {
-    const MessageRule& rule = rule_.messages.front();
     for (std::uint32_t slot = 0; slot < rule_.slotCount; slot += rule_.slotVoices) {
       bool wanted = false;
       for (std::uint32_t n = 0; n < rule_.slotVoices; ++n) wanted = wanted || Wanted(slot + n);
       if (!wanted) continue;
-      if (!Message(rule, rule.at + rule_.SlotPlace(synth_, slot))) return false;
+      const std::size_t first = out_->size();
+      for (const MessageRule& message : rule_.messages)
+        if (!Message(message, message.at + rule_.SlotPlace(synth_, slot))) return false;
       const std::uint32_t value = rule_.slotFirst + slot;
       if (rule_.slotsInOrder) continue;
       if (value > 0x7F) return false;
       if (rule_.slotInMessage()) {
-        if (rule_.slotByte >= out_->back().size()) return false;
-        out_->back()[rule_.slotByte] = static_cast<std::uint8_t>(value);
+        if (rule_.slotByte >= (*out_)[first].size()) return false;
+        (*out_)[first][rule_.slotByte] = static_cast<std::uint8_t>(value);
         continue;
       }
       Bytes behind = rule_.slotMessage.value;
       behind.resize(std::max<std::size_t>(behind.size(), std::size_t{rule_.slotByte} + 1));
-      behind[rule_.slotByte] = static_cast<std::uint8_t>(value);
-      behind.push_back(kEnd);
       PutDevice(rule_.slotMessage, synth_, behind);
+      behind[rule_.slotByte] = static_cast<std::uint8_t>(value);
+      if (behind.back() != kEnd) behind.push_back(kEnd);
       out_->push_back(std::move(behind));
     }
     return !out_->empty();

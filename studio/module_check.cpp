@@ -98,7 +98,7 @@ constexpr Hint kHints[] = {
     {"the message is shorter than its pattern", "`length` counts all bytes of the message, F0 and F7 as well."},
     {"slots need two or three numbers",
      "slots = BYTE FIRST COUNT: the byte that says the slot, its first value, the slots."},
-    {"slots need one message and a bank", "A bank has numVoices, and the form with `slots` has one `message` line."},
+    {"slots need a message and a bank", "A bank has numVoices, and the form with `slots` says its messages."},
     {"a checksum lies outside", "Its place is counted from the first byte of the image, which is 0."},
     {"unknown option",
      "message: length, at, skip, take; slots: behind, voices; verify: times, step, or; patchByte: first, count."},

@@ -136,8 +136,16 @@ SourceLets ScriptLets(const Synth& synth, const RecognizeRule* rule) {
   const bool patchwise = synth.isBank && synth.patchByPatch;
   std::vector<VerifyRule> verify;
   if (rule) verify = rule->verify;
-  if (verify.empty() && synth.checksumLength)
-    verify.push_back({synth.checksumType, synth.checksumStart, synth.checksumLength, synth.checksumOffset, 1, 0, -1});
+  if (verify.empty() && synth.checksumLength) {
+    VerifyRule own;
+    own.type = synth.checksumType;
+    own.start = synth.checksumStart;
+    own.count = synth.checksumLength;
+    own.offset = synth.checksumOffset;
+    verify.push_back(own);
+  }
+  // The places of those that vary are not known before the data is there: they are looked at by who takes it.
+  std::erase_if(verify, [](const VerifyRule& one) { return one.Varies(); });
   std::string sums, checks = "MV9 = 0\nGP 0\n";
   for (const VerifyRule& v : verify) {
     const bool once = v.times == 1 || (patchwise && v.times == synth.numVoices);

@@ -97,7 +97,7 @@ class FormMap {
 
   void Slots() {
     const MessageRule& message = rule_.messages.front();
-    good_ = rule_.slotInMessage() && message.length != 0 && rule_.slotByte + 1 < message.length &&
+    good_ = rule_.slotInMessage() && rule_.messages.size() == 1 && message.length != 0 && rule_.slotByte + 1 < message.length &&
             rule_.slotFirst + rule_.slotCount <= 128;
     if (!good_) return;
     if (rule_.hasContext) list_.push_back(Context());

@@ -77,13 +77,25 @@ bool MatchMessages(const RecognizeRule& rule, const Synth& synth, const std::vec
   return true;
 }
 
-// The message behind `i` when it is what says the slot of that message.
+// The message behind those of a slot from `i` on when it is what says that slot.
 const FileMessage* SlotMessage(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t i) {
-  if (i + 1 >= messages.size() || messages[i + 1].used) return nullptr;
-  return rule.slotMessage.Matches(messages[i + 1].bytes) ? &messages[i + 1] : nullptr;
+  const std::size_t behind = i + rule.messages.size();
+  if (behind >= messages.size() || messages[behind].used) return nullptr;
+  return rule.slotMessage.Matches(messages[behind].bytes) ? &messages[behind] : nullptr;
 }
 
-// The slot of message `i`, when `filled` slots were found before; -1: none.
+// The messages of one slot stand there in a row, all from one device.
+bool RowFits(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages, std::uint32_t i) {
+  if (!MessageFits(rule.messages.front(), messages[i])) return false;
+  const int device = DeviceOf(rule.messages.front().pattern, synth, messages[i]);
+  for (std::size_t k = 1; k < rule.messages.size(); ++k)
+    if (i + k >= messages.size() || !MessageFits(rule.messages[k], messages[i + k]) ||
+        DeviceOf(rule.messages[k].pattern, synth, messages[i + k]) != device)
+      return false;
+  return true;
+}
+
+// The slot of the messages from `i` on, when `filled` slots were found before; -1: none.
 std::int64_t SlotOfMessage(const RecognizeRule& rule, const std::vector<FileMessage>& messages, std::uint32_t i,
                            std::size_t filled) {
   if (rule.slotsInOrder) return static_cast<std::int64_t>(filled);
@@ -94,15 +106,18 @@ std::int64_t SlotOfMessage(const RecognizeRule& rule, const std::vector<FileMess
 
 bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,
                 std::uint32_t first, std::int64_t* budget, PieceMatch* out) {
-  const MessageRule& message = rule.messages.front();
+  const auto row = static_cast<std::uint32_t>(rule.messages.size());
   std::vector<bool> filled(rule.slotCount);
   std::uint32_t interruption = 0;
   for (std::uint32_t i = first; i < messages.size() && interruption <= kMaxInterruption; ++i) {
     ++interruption;
     if (--*budget < 0) return false;
     if (rule.hasContext && IsContext(rule, messages[i]) && !ContextAgrees(rule, messages[i])) break;
-    if (!MessageFits(message, messages[i])) continue;
-    const int device = DeviceOf(message.pattern, synth, messages[i]);
+    if (!RowFits(rule, synth, messages, i)) {
+      if (i == first) return false;
+      continue;
+    }
+    const int device = DeviceOf(rule.messages.front().pattern, synth, messages[i]);
     const std::int64_t slot = SlotOfMessage(rule, messages, i, out->slots.size());
     if (slot < 0 || slot >= rule.slotCount || slot % rule.slotVoices) {
       if (i == first) return false;
@@ -115,15 +130,18 @@ bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector
     if (filled[static_cast<std::size_t>(slot)]) break;
     filled[static_cast<std::size_t>(slot)] = true;
     if (rule.slotMessage.size() != 0) {
-      out->attached.push_back(i + 1);
-      out->bytes += messages[i + 1].bytes.size();
+      out->attached.push_back(i + row);
+      out->bytes += messages[i + row].bytes.size();
     }
-    out->messages.push_back(i);
+    for (std::uint32_t k = 0; k < row; ++k) {
+      out->messages.push_back(i + k);
+      out->bytes += messages[i + k].bytes.size();
+    }
     for (std::uint32_t n = 0; n < rule.slotVoices; ++n) out->slots.push_back(static_cast<std::uint32_t>(slot) + n);
-    out->bytes += messages[i].bytes.size();
+    i += row - 1;
     interruption = 0;
   }
-  return rule.complete ? out->slots.size() >= synth.numVoices : out->messages.size() >= 2;
+  return rule.complete ? out->slots.size() >= synth.numVoices : out->messages.size() >= std::size_t{2} * row;
 }
 
 // Puts messages that carry data by address together.
@@ -398,7 +416,7 @@ void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::ve
                                                             initial.size(), variable ? 0 : synth.fileSize)));
   match->body.resize(variable ? 0 : synth.fileSize);
   for (std::size_t k = 0; k < match->messages.size(); ++k) {
-    const MessageRule& message = rule.messages[rule.hasSlots ? 0 : k];
+    const MessageRule& message = rule.messages[k % rule.messages.size()];
     const std::span<const std::uint8_t> bytes = messages[match->messages[k]].bytes;
     if (variable) {
       match->body.assign(bytes.begin(), bytes.end());
@@ -406,7 +424,9 @@ void BuildMatchBody(const RecognizeRule& rule, const Synth& synth, const std::ve
     }
     const std::size_t at =
         message.at +
-        (rule.hasSlots ? static_cast<std::size_t>(rule.SlotPlace(synth, match->slots[k * rule.slotVoices])) : 0);
+        (rule.hasSlots
+             ? static_cast<std::size_t>(rule.SlotPlace(synth, match->slots[k / rule.messages.size() * rule.slotVoices]))
+             : 0);
     const std::span<const std::uint8_t> kept = bytes.subspan(message.skip, message.take);
     if (at + kept.size() <= match->body.size())
       std::copy(kept.begin(), kept.end(), match->body.begin() + static_cast<std::ptrdiff_t>(at));

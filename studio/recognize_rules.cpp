@@ -37,9 +37,6 @@ bool RuleNumber(std::string_view text, std::uint32_t* out) {
   return true;
 }
 
-namespace {
-
-// All numbers of a text with blanks between; false when one of them is none.
 bool RuleNumbers(std::string_view text, std::vector<std::uint32_t>* out) {
   out->clear();
   for (const std::string& part : SplitText(text, ' ')) {
@@ -50,8 +47,6 @@ bool RuleNumbers(std::string_view text, std::vector<std::uint32_t>* out) {
   }
   return true;
 }
-
-}  // namespace
 
 bool RuleAddress(std::string_view text, std::uint32_t* out, std::size_t* bytes) {
   BytePattern pattern;
@@ -104,7 +99,8 @@ class RuleParser {
     const std::uint64_t voice = synth_.voiceSize;
     const bool bank = synth_.numVoices > 1;
     if (rule_->hasSlots) {
-      if (rule_->messages.size() != 1 || !bank) return "slots need one message and a bank";
+      if (rule_->messages.empty() || !bank) return "slots need a message and a bank";
+      if (rule_->messages.size() > 1 && rule_->slotVoices > 1) return "of several messages each set fills one slot";
       if (rule_->slotCount == 0 || rule_->slotCount > synth_.numVoices) rule_->slotCount = synth_.numVoices;
       if (rule_->slotCount % rule_->slotVoices) return "the messages do not fill the slots";
       if (rule_->SlotPlace(synth_, rule_->slotCount - 1) + rule_->messages.front().take > image)
@@ -124,7 +120,7 @@ class RuleParser {
     if (std::uint64_t{synth_.headerSize} + std::uint64_t{synth_.numVoices} * voice > image)
       return "the voices do not fit into the image";
     for (const VerifyRule& v : rule_->verify)
-      if (v.times > kMaxVoices || v.offset + std::uint64_t{v.step} * (v.times - 1) >= image)
+      if (v.times > kMaxVoices || v.offset + std::uint64_t{v.step} * (std::max(v.times, 1u) - 1) >= image)
         return "a checksum lies outside the image";
     return {};
   }
@@ -308,26 +304,8 @@ class RuleParser {
   }
 
   std::string Verify(std::string_view value) {
-    std::vector<std::uint32_t> numbers;
-    if (!RuleNumbers(FirstPart(value), &numbers) || numbers.size() != 4)
-      return "a checksum needs type, start, count, offset";
-    VerifyRule verify{numbers[0], numbers[1], numbers[2], numbers[3], 1, 0, -1};
-    const auto options = SplitOptions(value);
-    for (std::size_t i = 1; i < options.size(); ++i) {
-      if (options[i].word == "or") {
-        BytePattern byte;
-        std::string error;
-        if (!ParseBytePattern(options[i].rest, &byte, &error) || byte.size() != 1) return "\"or\" needs a byte";
-        verify.always = byte.value.front();
-        continue;
-      }
-      const bool times = options[i].word == "times";
-      if (!times && options[i].word != "step") return "unknown option \"" + options[i].word + "\"";
-      if (!RuleNumber(options[i].rest, times ? &verify.times : &verify.step))
-        return "\"" + options[i].word + "\" needs a number";
-    }
-    if (verify.times == 0) return "\"times\" needs a number from 1 on";
-    if (std::string problem = CodedProblem("checksumType", verify.type); !problem.empty()) return problem;
+    VerifyRule verify;
+    if (std::string problem = ParseVerifyRule(value, &verify); !problem.empty()) return problem;
     if (rule_->verify.size() >= 256) return "too many checksums";
     rule_->verify.push_back(verify);
     return {};
@@ -363,7 +341,8 @@ void PutClamped(std::span<std::uint8_t> image, std::size_t at, std::uint8_t valu
 void FillMessage(const MessageRule& message, std::span<std::uint8_t> slot, const RecognizeRule& rule, std::uint32_t k) {
   for (std::size_t i = message.skip; i < message.pattern.size() && i - message.skip < message.take; ++i)
     PutClamped(slot, message.at + i - message.skip, message.pattern.value[i], message.pattern.mask[i]);
-  if (rule.slotInMessage() && rule.slotByte >= message.skip && rule.slotByte - message.skip < message.take)
+  const bool first = &message == &rule.messages.front();
+  if (first && rule.slotInMessage() && rule.slotByte >= message.skip && rule.slotByte - message.skip < message.take)
     PutClamped(slot, std::size_t{message.at} + rule.slotByte - message.skip,
                static_cast<std::uint8_t>(rule.slotFirst + k));
   if (message.length && message.skip + message.take == message.length && message.take)
@@ -470,10 +449,10 @@ void FillFrame(const RecognizeRule& rule, const Synth& synth, std::span<std::uin
 
 void StoreChecksums(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image) {
   for (const VerifyRule& v : rule.verify)
-    for (std::uint32_t i = 0; i < v.times; ++i) {
-      const std::int64_t shift = std::int64_t{v.step} * i;
-      CSum(image, 0, static_cast<int>(v.type), v.start + shift, v.count, v.offset + shift);
-    }
+    VisitVerifyPlaces(v, image, [&](const VerifyPlace& place) {
+      CSum(image, 0, static_cast<int>(v.type), place.start, place.count, place.offset);
+      return true;
+    });
   if (rule.verify.empty() && synth.checksumLength)
     CSum(image, 0, synth.checksumType, synth.checksumStart, synth.checksumLength, synth.checksumOffset);
 }

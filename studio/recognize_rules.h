@@ -10,6 +10,7 @@
 
 #include "data/data_records.h"
 #include "platform/result.h"
+#include "studio/verify_rule.h"
 
 namespace tonalith {
 
@@ -24,7 +25,8 @@ namespace tonalith {
 //       counted AT FIXED EACH: the two seven-bit bytes at AT, the lower one first, say how many times EACH bytes follow
 //       FIXED ones, packed seven in eight behind them
 //   Message1=...           more messages of the same piece, one behind the other in the file
-//   Slots=BYTE FIRST COUNT the single message fills one voice slot; its byte BYTE minus FIRST is the slot
+//   Slots=BYTE FIRST COUNT the message (or the row of messages) fills one voice slot; byte BYTE of the first one minus
+//                          FIRST is the slot
 //   Slots=BYTE FIRST COUNT | behind F0 42 3? 03 11
 //       the slot stands in the message behind it, which begins so (what stores the data in the instrument)
 //   Slots=BYTE FIRST COUNT | voices N
@@ -52,6 +54,9 @@ namespace tonalith {
 //   Verify0=TYPE START COUNT OFFSET | times N | step S | or BYTE
 //       a checksum inside the image, in the terms of CSum; one that is BYTE (hex) is right whatever it should be.
 //       Without any: the descriptor's own checksum
+//       times any: as often as it fits; more AT EACH: byte AT of the image says how often EACH bytes more are counted;
+//       behind AT EACH: how often EACH bytes further on it stands; size N: images of more than N bytes have so many
+//       more to count.  A sum behind what it counts goes along with the end of that.
 
 struct BytePattern {
   std::vector<std::uint8_t> value;
@@ -85,12 +90,6 @@ struct BlockRule {
   bool framed = false;
 };
 
-struct VerifyRule {
-  std::uint32_t type = 0, start = 0, count = 0, offset = 0;
-  std::uint32_t times = 1, step = 0;
-  int always = -1;  // value that is right whatever the sum; -1: none
-};
-
 struct RecognizeRule {
   std::vector<MessageRule> messages;
   bool hasSlots = false;
@@ -115,7 +114,7 @@ struct RecognizeRule {
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.
   bool slotInMessage() const { return hasSlots && !slotsInOrder && slotMessage.size() == 0; }
-  // Where the message that begins with a slot goes in the image.
+  // Where the messages that begin with a slot go in the image.
   std::uint64_t SlotPlace(const Synth& synth, std::uint32_t slot) const {
     if (slotVoices > 1) return std::uint64_t{slot} / slotVoices * messages.front().take;
     return synth.headerSize + std::uint64_t{synth.voiceSize} * slot;
@@ -134,6 +133,8 @@ std::vector<RuleOption> SplitOptions(std::string_view value);
 std::string_view FirstPart(std::string_view value);
 // A number from 0 to 0x3FFFFFFF; up to four 7-bit bytes as one number (`bytes`, may be null: how many).
 bool RuleNumber(std::string_view text, std::uint32_t* out);
+// All numbers of a text with blanks between; false when one of them is none.
+bool RuleNumbers(std::string_view text, std::vector<std::uint32_t>* out);
 bool RuleAddress(std::string_view text, std::uint32_t* out, std::size_t* bytes = nullptr);
 
 // "F0 4? ??"; nothing but hex digits, '?', blanks.  False with a sentence.

@@ -63,19 +63,17 @@ ChecksumVerdict VerifyImage(std::span<const VerifyRule> rules, const Synth& synt
   ChecksumVerdict verdict = ChecksumVerdict::kNone;
   for (const VerifyRule& v : rules) {
     const bool perVoice = v.times == synth.numVoices && v.step == synth.voiceSize;
-    for (std::uint32_t i = 0; i < v.times; ++i) {
-      if (perVoice && isEmpty(i)) continue;
-      const std::int64_t shift = std::int64_t{v.step} * i;
-      const auto stored = static_cast<std::size_t>(v.offset + shift);
-      if (v.always >= 0 && stored < image.size() && image[stored] == v.always) {
-        verdict = ChecksumVerdict::kOk;
-        continue;
-      }
+    VisitVerifyPlaces(v, image, [&](const VerifyPlace& place) {
+      if (perVoice && isEmpty(place.turn)) return true;
+      const auto stored = static_cast<std::size_t>(place.offset);
+      const bool always = v.always >= 0 && stored < image.size() && image[stored] == v.always;
       const ChecksumVerdict one =
-          VerifyChecksum(image, static_cast<int>(v.type), v.start + shift, v.count, v.offset + shift);
-      if (one == ChecksumVerdict::kBad) return one;
-      if (one == ChecksumVerdict::kOk) verdict = one;
-    }
+          always ? ChecksumVerdict::kOk
+                 : VerifyChecksum(image, static_cast<int>(v.type), place.start, place.count, place.offset);
+      if (one != ChecksumVerdict::kNone) verdict = one;
+      return one != ChecksumVerdict::kBad;
+    });
+    if (verdict == ChecksumVerdict::kBad) return verdict;
   }
   return verdict;
 }

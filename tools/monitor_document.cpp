@@ -30,14 +30,13 @@ MonitorKind MonitorKindOf(std::uint8_t status) {
   return static_cast<MonitorKind>(((status >> 4) - 8) & 7);
 }
 
-MonitorDocument::MonitorDocument(MonitorRegistry& registry, bool history)
+MonitorDocument::MonitorDocument(MonitorRegistry& registry)
     : registry_(registry),
       tap_(registry.OpenTap()),
+      earlier_(Log::Instance().Lines(LogChannel::Monitor)),
       start_(registry.clock().TickMs()),
       texts_(std::make_shared<Texts>()) {
   shown_.fill(true);
-  if (history)
-    for (const std::string& line : Log::Instance().Lines(LogChannel::Monitor)) MonitorMsg(line);
   // A sink may still run on another thread when it has been removed: it holds the texts, not this object.
   sink_ =
       Log::Instance().AddSink([texts = texts_, &clock = registry.clock()](LogChannel channel, std::string_view line) {
@@ -106,6 +105,11 @@ void MonitorDocument::TestPortChange(MonitorDirection direction, int port, std::
 
 void MonitorDocument::MonitorMsg(std::string_view text) {
   texts_->Put(registry_.clock().TickMs(), text);
+}
+
+void MonitorDocument::ShowEarlier() {
+  for (const std::string& line : earlier_) MonitorMsg(line);
+  earlier_.clear();
 }
 
 void MonitorDocument::AddTexts() {

@@ -42,8 +42,8 @@ class MonitorDocument {
   // Says a SysEx message in the words of its instrument; may be empty.  It gets the whole message.
   using Describer = std::function<std::string(std::span<const std::uint8_t> message)>;
 
-  // The registry must outlive the document.  With `history` the lines kept so far by the log are shown first.
-  explicit MonitorDocument(MonitorRegistry& registry, bool history = true);
+  // The registry must outlive the document.
+  explicit MonitorDocument(MonitorRegistry& registry);
   ~MonitorDocument();
   MonitorDocument(const MonitorDocument&) = delete;
   MonitorDocument& operator=(const MonitorDocument&) = delete;
@@ -69,6 +69,9 @@ class MonitorDocument {
   void OnEditClear();
   // A text line; any thread.
   void MonitorMsg(std::string_view text);
+  // How many lines the log had when the document was made, and their showing; they are shown once.
+  std::size_t Earlier() const { return earlier_.size(); }
+  void ShowEarlier();
   // "what: text", for changes of the ports.
   void AddStatus(std::string_view what, std::string_view text);
 
@@ -97,6 +100,7 @@ class MonitorDocument {
 
   MonitorRegistry& registry_;
   MonitorTap* tap_;
+  std::vector<std::string> earlier_;
   Describer describer_;
   std::deque<std::unique_ptr<TextLine>> lines_;
   std::array<bool, kMonitorKinds> shown_;

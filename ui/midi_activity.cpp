@@ -110,7 +110,15 @@ void MidiActivityDock::ShowReports() {
   }
 }
 
+// Ports that are opened at the start are announced to nobody.
+bool MidiActivityDock::ShowsOpenPorts() const {
+  int outputs = 0;
+  midi_.out().OUTNUMPORTS(&outputs);
+  return static_cast<int>(inputs_.size()) == midi_.in().InPorts() && static_cast<int>(outputs_.size()) == outputs;
+}
+
 void MidiActivityDock::Look() {
+  if (!ShowsOpenPorts()) Rebuild();
   if (++looks_ % kLooksOfReport == 0) ShowReports();
   for (std::size_t i = 0; i < inputs_.size(); ++i) {
     const auto port = midi_.in().GetMidiInPort(static_cast<int>(i));
@@ -123,7 +131,7 @@ void MidiActivityDock::Look() {
 }
 
 void MidiActivityDock::showEvent(QShowEvent* event) {
-  Rebuild();  // ports of the start are announced to nobody
+  Rebuild();
   QDockWidget::showEvent(event);
   timer_->start(kLookMs);
 }

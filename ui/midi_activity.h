@@ -49,6 +49,7 @@ class MidiActivityDock final : public QDockWidget {
 
  private:
   void Look();
+  bool ShowsOpenPorts() const;
   void ShowReports();
   void AddRow(QGridLayout* grid, const QString& name, ActivityLight* light);
 

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,17 +26,34 @@ constexpr int kMutations = 1000;
 #endif
 constexpr std::string_view kCharacters = "ABEFZaepqz01789 |.,=()[]{}<>-+*#\"?";
 
-std::vector<std::string> Charts() {
+// A chart has mistakes of its own, so that what is found in one does not depend on which others there are.
+struct Sample {
+  std::string name, text;
+  std::mt19937 random;
+};
+
+std::vector<Sample> Charts() {
   std::vector<std::filesystem::path> paths;
   for (const auto& entry : std::filesystem::directory_iterator(TONALITH_SOURCE_DIR "/instruments"))
     if (entry.path().extension() == ".chart") paths.push_back(entry.path());
   std::sort(paths.begin(), paths.end());
-  std::vector<std::string> charts;
+  std::vector<Sample> charts;
   for (const auto& path : paths) {
     std::ifstream in(path, std::ios::binary);
-    charts.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    Sample& chart = charts.emplace_back();
+    chart.name = path.filename();
+    chart.text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    std::seed_seq seed(chart.name.begin(), chart.name.end());
+    chart.random.seed(seed);
   }
   return charts;
+}
+
+std::string LineOf(const std::string& text, int line) {
+  std::istringstream lines(text);
+  std::string one;
+  while (line-- > 0) std::getline(lines, one);
+  return one;
 }
 
 // What a tired author does: a character more, less or another one, two in the wrong order, a word lost, a line lost or
@@ -69,14 +87,13 @@ int Mutate(std::string* text, std::mt19937* random) {
 }  // namespace
 
 TEST(ChartMutation, MistakesAreNamedWhereTheyStand) {
-  const std::vector<std::string> charts = Charts();
+  std::vector<Sample> charts = Charts();
   ASSERT_FALSE(charts.empty());
-  std::mt19937 random(20260);
   int named = 0, near = 0, first = 0;
   for (int tries = 0; named < kMutations && tries < 20 * kMutations; ++tries) {
-    std::string text = charts[static_cast<std::size_t>(tries) % charts.size()];
-    const std::string good = text;
-    const int line = Mutate(&text, &random);
+    Sample& chart = charts[static_cast<std::size_t>(tries) % charts.size()];
+    std::string text = chart.text;
+    const int line = Mutate(&text, &chart.random);
     ChartProblems problems("x.chart");
     ModuleImage image;
     const Result result = BuildChart(text, &problems, &image);
@@ -88,12 +105,13 @@ TEST(ChartMutation, MistakesAreNamedWhereTheyStand) {
     near += here;
     first += close(problems.all().front());
     if (!here && std::getenv("TONALITH_SHOW_MISSES"))
-      std::cout << "line " << line << " of chart " << tries % charts.size() << ": " << problems.First().text << "\n";
+      std::cout << chart.name << ":" << line << ": was " << LineOf(chart.text, line) << "\n  is " << LineOf(text, line)
+                << "\n  named " << problems.First().text << "\n";
   }
   EXPECT_EQ(named, kMutations);
   RecordProperty("near", near);
   RecordProperty("first", first);
-  EXPECT_GE(near * 100, named * 95);
+  EXPECT_GE(near * 100, named * 98);
 }
 
 }  // namespace tonalith

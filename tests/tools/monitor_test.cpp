@@ -14,7 +14,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 struct Monitor : ::testing::Test {
-  Monitor() : here(clock), midi(clock), registry(midi.in(), midi.out(), clock), document(registry, false) {}
+  Monitor() : here(clock), midi(clock), registry(midi.in(), midi.out(), clock), document(registry) {}
 
   void In(const Bytes& message, int port = 0) { registry.MidiInMonitor(port, message); }
   void Out(const Bytes& message, int port = 0) { registry.ZKMonMidiOutMonitor(port, message); }
@@ -149,14 +149,18 @@ TEST_F(Monitor, MessagesThatFindNoRoomAreCounted) {
   EXPECT_NE(Texts().back().find("6 messages came too fast"), std::string::npos) << Texts().back();
 }
 
-TEST_F(Monitor, TextsOfTheProgramAreShownAlsoThoseFromBefore) {
+TEST_F(Monitor, TextsOfTheProgramAreShownAndThoseFromBeforeWhenAskedFor) {
   MonitorMsg("before the monitor %d", 1);
   MonitorDocument late(registry);
   MonitorMsg("while it is open\n");
   late.Process();
-  std::string text = late.Text();
-  EXPECT_NE(text.find("\tbefore the monitor 1\r\n"), std::string::npos);
-  EXPECT_NE(text.find("\twhile it is open\r\n"), std::string::npos);
+  EXPECT_EQ(late.lines().size(), 1u) << late.Text();
+  EXPECT_NE(late.Text().find("\twhile it is open\r\n"), std::string::npos);
+  EXPECT_GE(late.Earlier(), 1u);
+  late.ShowEarlier();
+  late.Process();
+  EXPECT_EQ(late.Earlier(), 0u);
+  EXPECT_NE(late.Text().find("\tbefore the monitor 1\r\n"), std::string::npos);
   late.AddStatus("STATUS", "port(s) added");
   EXPECT_NE(late.Text().find("\tSTATUS: port(s) added\r\n"), std::string::npos);
 }

@@ -2,6 +2,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
@@ -30,6 +31,7 @@
 #include "services/zkbasics.h"
 #include "tools/ui/graphic_monitor.h"
 #include "tools/ui/monitor_window.h"
+#include "ui/midi_activity.h"
 #include "ui/port_dialogs.h"
 #include "window_test_tools.h"
 
@@ -79,6 +81,23 @@ TEST_F(ToolsTest, TheMonitorShowsATransferInTheWordsOfTheInstrument) {
   EXPECT_EQ(bytes.size(), 5U + 16U) << "the request and the first bytes of the bank";
   KeepScreenshot(monitor, QStringLiteral("midi-monitor"));
   KeepScreenshot(&frame(), QStringLiteral("frame-with-monitor"));
+}
+
+TEST_F(ToolsTest, MidiActivityThatWasOpenAtTheEndShowsThePortsOfTheNextStart) {
+  Start();
+  frame().RunCommand(CommandId::ViewMidiActivity);
+  ASSERT_TRUE(frame().close());
+  Stop();
+  Start();
+  auto* dock = frame().findChild<MidiActivityDock*>();
+  ASSERT_TRUE(dock && dock->isVisible());
+  const auto says = [dock](const std::string& text) {
+    const auto labels = dock->findChildren<QLabel*>();
+    return std::any_of(labels.begin(), labels.end(),
+                       [&](QLabel* label) { return label->text().toStdString() == text; });
+  };
+  EXPECT_TRUE(WaitFor([&] { return says(basics().in().INGETPORTNAME(0)); }));
+  EXPECT_FALSE(says("No MIDI IN port is open."));
 }
 
 TEST_F(ToolsTest, TheGraphicMonitorShowsHeldNotes) {

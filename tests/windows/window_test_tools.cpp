@@ -8,6 +8,7 @@
 #include <QTest>
 #include <QUrl>
 
+#include "control_walk.h"
 #include "midi/midi_output.h"
 #include "platform/atomic_file.h"
 

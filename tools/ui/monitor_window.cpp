@@ -198,6 +198,13 @@ void TZKMonText::BuildBar(QBoxLayout* layout) {
   complete->setCheckable(true);
   SetToolTip(complete, tr("Saved files then hold whole messages"));
   connect(complete, &QAction::toggled, this, [this](bool keep) { document_.KeepComplete(keep); });
+  auto* earlier = showMenu->addAction(tr("&Earlier lines of the program (%1)").arg(document_.Earlier()));
+  SetToolTip(earlier, tr("What the program had to say before this monitor was opened"));
+  earlier->setEnabled(document_.Earlier() > 0);
+  connect(earlier, &QAction::triggered, this, [this, earlier] {
+    document_.ShowEarlier();
+    earlier->setEnabled(false);
+  });
   for (QAction* action : kinds_) action->setCheckable(true), action->setChecked(true);
   for (QAction* action : {showInput_, showOutput_}) action->setCheckable(true), action->setChecked(true);
   show->setMenu(showMenu);
