@@ -153,7 +153,7 @@ namespace {
 // What the program told about it is the reason.
 Result WithReason(Session& session, Result result) {
   const auto notices = session.TakeNotices();
-  if (result.code == kNothingToSend && !notices.empty()) {
+  if (result.code == kNothingRendered && !notices.empty()) {
     result.text.back() = ':';
     result.text += " " + notices.front();
   }

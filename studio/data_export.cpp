@@ -38,7 +38,7 @@ Result MessagesAsSent(DataFile* dataFile, Prompts& prompts, std::vector<Rendered
     messages->push_back(std::move(message));
   }
   if (!messages->empty()) return Result::Success();
-  return Result::Failure("There is nothing to send in the " + DataTitle(*dataFile) + ".", kNothingToSend);
+  return Result::Failure("There is nothing to send in the " + DataTitle(*dataFile) + ".", kNothingRendered);
 }
 
 Result MessagesForFile(const Recognizer& recognizer, DataFile* dataFile, Prompts& prompts, bool withPauses,

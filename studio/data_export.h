@@ -24,8 +24,8 @@ struct RenderedMessage {
 std::string DataTitle(const DataFile& dataFile);
 
 // What MIDI carries when the data is sent (its checksums are brought up to date in `dataFile` by this).  The questions
-// and problems of its scripts go to `prompts`.  Fails with kNothingToSend when that is nothing.
-inline constexpr int kNothingToSend = 1010;
+// and problems of its scripts go to `prompts`.  Fails with kNothingRendered when that is nothing.
+inline constexpr int kNothingRendered = 1010;
 Result MessagesAsSent(DataFile* dataFile, Prompts& prompts, std::vector<RenderedMessage>* messages);
 // What a file holds of the data: its declared form (studio/file_form.h), with the pauses that the instrument needs when
 // they are wanted; not declared: what is sent.

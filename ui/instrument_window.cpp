@@ -102,7 +102,11 @@ void InstrumentWindow::Start(bool get, std::vector<std::uint8_t> patches) {
 
 void InstrumentWindow::Happened(const DeskEvent& event) {
   if (event.job != job_) return;
-  if (event.kind == DeskEvent::Kind::kProgress && receiving_) PatchesArrived();
+  if (event.kind == DeskEvent::Kind::kProgress && receiving_) {
+    const auto transfer = job_->transfer();
+    if (DataFilePtr data = transfer ? transfer->SoFar() : nullptr)
+      ShowSoFar(std::move(data), event.patchesDone, event.patchesToDo);
+  }
   if (event.kind == DeskEvent::Kind::kState && event.state == DeskState::kEnded)
     TransferOver(ShownUtf8(event.result.sentence), event.result.ok);
 }
@@ -110,6 +114,7 @@ void InstrumentWindow::Happened(const DeskEvent& event) {
 void InstrumentWindow::TransferOver(const QString& sentence, bool ok) {
   job_.reset();
   if (receiving_) {
+    ShowSoFar(nullptr, 0, 0);
     EndReceive(ok);
   } else {
     document().SetBusy(false);

@@ -18,6 +18,8 @@ class InstrumentWindow : public DocumentWindow {
   virtual void BeginReceive(const std::string& undoName) = 0;
   // Some of it is in place.
   virtual void PatchesArrived() = 0;
+  // A Get goes on: the data as it would be if it ended now; null: it is over.  The document has its former data still.
+  virtual void ShowSoFar(DataFilePtr data, int done, int all) = 0;
   // `all`: everything that was asked for came.
   virtual void EndReceive(bool all) = 0;
   // Those that are not as the instrument has them, one value a patch; empty when there are none, when all are, and

@@ -1,6 +1,8 @@
 #include "bank/ui/bank_model.h"
 
 #include "bank/bank_document.h"
+#include "data/patch_names.h"
+#include "platform/text.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
@@ -37,7 +39,23 @@ int BankListModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : kColumns;
 }
 
+void BankListModel::ShowSoFar(DataFilePtr data) {
+  soFar_ = std::move(data);
+  if (rows_ > 0) emit dataChanged(index(0, 0), index(rows_ - 1, kColumns - 1));
+}
+
+bool BankListModel::IsDefined(int patch) const {
+  if (!soFar_) return document_.IsPatchDefined(patch);
+  return !MapBit(soFar_->emptyMap, soFar_->emptyMapSize, static_cast<std::uint32_t>(patch));
+}
+
+QString BankListModel::NameOf(int patch) const {
+  if (!IsDefined(patch)) return tr("not received yet");
+  return ShownLatin1(soFar_ ? TrimmedView(tonalith::GetPatchName(*soFar_, patch)) : document_.GetPatchName(patch));
+}
+
 QVariant BankListModel::Marks(int patch) const {
+  if (soFar_) return {};
   std::vector<Mark> marks;
   if (document_.DiffersFromFile(patch)) marks.push_back(Mark::Changed);
   if (document_.IsPatchDefined(patch) && document_.DiffersFromInstrument(patch)) marks.push_back(Mark::Unsent);
@@ -55,11 +73,10 @@ QString BankListModel::Spoken(int patch) const {
 
 QVariant BankListModel::data(const QModelIndex& index, int role) const {
   const int patch = index.row();
-  const bool defined = document_.IsPatchDefined(patch);
   switch (role) {
     case Qt::DisplayRole:
       if (index.column() == kNumber) return ShownLatin1(document_.NumberText(patch));
-      return defined ? ShownLatin1(document_.GetPatchName(patch)) : tr("not received yet");
+      return NameOf(patch);
     case Qt::EditRole:
       return FromLatin1(index.column() == kNumber ? document_.NumberText(patch) : document_.GetPatchName(patch));
     case Qt::TextAlignmentRole:
@@ -73,7 +90,7 @@ QVariant BankListModel::data(const QModelIndex& index, int role) const {
     case kNumberRole:
       return index.column() == kNumber;
     case kQuietRole:
-      return !defined;
+      return !IsDefined(patch);
     case kMarksRole:
       return index.column() == kName ? Marks(patch) : QVariant();
     default:

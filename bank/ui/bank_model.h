@@ -2,6 +2,8 @@
 
 #include <QAbstractTableModel>
 
+#include "data/data_records.h"
+
 namespace tonalith {
 
 class ZKBankDoc;
@@ -15,6 +17,8 @@ class BankListModel final : public QAbstractTableModel {
   enum Column { kNumber = 0, kName = 1, kColumns = 2 };
 
   explicit BankListModel(ZKBankDoc& document, QObject* parent = nullptr);
+  // Names are those of this data, which is about to become the document's; null: the document's own.
+  void ShowSoFar(DataFilePtr data);
   ~BankListModel() override;
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -29,10 +33,13 @@ class BankListModel final : public QAbstractTableModel {
   void Explained(const QString& sentence);
 
  private:
+  QString NameOf(int patch) const;
+  bool IsDefined(int patch) const;
   QVariant Marks(int patch) const;
   QString Spoken(int patch) const;
 
   ZKBankDoc& document_;
+  DataFilePtr soFar_;
   int rows_ = 0;
   int listener_ = 0;
 };

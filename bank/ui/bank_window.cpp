@@ -4,9 +4,11 @@
 #include <QDateTime>
 #include <QLocale>
 #include <QMenu>
+#include <QPushButton>
 #include <QStackedLayout>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "bank/ui/bank_inspector.h"
 #include "bank/ui/bank_list.h"
@@ -15,6 +17,7 @@
 #include "ui/clipboard.h"
 #include "ui/plain_text.h"
 #include "ui/printing.h"
+#include "ui/qt_text.h"
 #include "ui/style/document_header.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/search_field.h"
@@ -136,9 +139,15 @@ void TZKBank::Refresh() {
   if (pages_->currentWidget() == page) return;
   const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
   pages_->setCurrentWidget(page);
-  setFocusProxy(page);
+  setFocusProxy(page == list_ ? page : empty_->findChild<QPushButton*>());
   filter_->setEnabled(page == list_);
-  if (focus) page->setFocus();
+  if (focus) setFocus();
+}
+
+void TZKBank::ShowSoFar(DataFilePtr data, int done, int all) {
+  progress_ = data ? tr("%1 of %2 patches received").arg(done).arg(all) : QString();
+  if (list_) list_->bankModel()->ShowSoFar(std::move(data));
+  RefreshHeader();
 }
 
 // Of its file; of what it was taken out of; of the instrument and the day.
@@ -171,8 +180,8 @@ void TZKBank::RefreshHeader() {
   const int changed = bank_.CountDifferent(false);
   const int unsent = bank_.IsEmpty() ? 0 : bank_.CountDifferent(true);
   QStringList parts{ShownUtf8(bank_.Title())};
-  if (const QString counts = Counts(); !counts.isEmpty()) parts << counts;
-  if (bank_.IsBusy()) parts << tr("being transferred");
+  if (const QString counts = Counts(); !counts.isEmpty() && progress_.isEmpty()) parts << counts;
+  if (bank_.IsBusy()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
   if (changed > 0 && bank_.PatchCount() > 1) parts << tr("%1 changed since saved").arg(changed);
   if (unsent > 0 && bank_.PatchCount() > 1) parts << tr("%1 not sent to the instrument").arg(unsent);
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
@@ -184,7 +193,8 @@ void TZKBank::RefreshTools() {
   for (const auto& [command, button] : buttons_) button->setEnabled(CommandEnabled(command));
   for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
   const bool some = CommandEnabled(CommandId::MidiSendChanged);
-  send_->setText(some ? tr("Send %1 changed").arg(bank_.CountDifferent(true)) : tr("Send"));
+  const std::vector<std::uint8_t> changed = ChangedPatches();
+  send_->setText(some ? tr("Send %1 changed").arg(std::count(changed.begin(), changed.end(), 1)) : tr("Send"));
   SetAccessibleName(send_, send_->text());
   SetToolTip(send_, CommandTip(some ? CommandId::MidiSendChanged : CommandId::MidiTransmit));
   send_->setEnabled(CommandEnabled(CommandId::MidiTransmit));
@@ -241,6 +251,14 @@ std::vector<std::string> TZKBank::NameLines() const {
   return bank_.NameLines(MeantPatches());
 }
 
+void TZKBank::CopyNames() {
+  const std::vector<std::string> lines = NameLines();
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  if (CopyText(context().prompts(), FromUtf8(text)))
+    Say(lines.size() == 1 ? tr("1 name was copied.") : tr("%1 names were copied.").arg(lines.size()));
+}
+
 void TZKBank::RunCommand(CommandId command) {
   if (!CommandEnabled(command)) return;
   switch (command) {
@@ -251,14 +269,9 @@ void TZKBank::RunCommand(CommandId command) {
     case CommandId::EditSelectAll:
       list_->selectAll();
       break;
-    case CommandId::EditCopyNames: {
-      const std::vector<std::string> lines = NameLines();
-      QStringList text;
-      for (const std::string& line : lines) text << ShownUtf8(line);
-      if (CopyText(context().prompts(), text.join(QLatin1Char('\n')) + QLatin1Char('\n')))
-        Say(lines.size() == 1 ? tr("1 name was copied.") : tr("%1 names were copied.").arg(lines.size()));
+    case CommandId::EditCopyNames:
+      CopyNames();
       break;
-    }
     case CommandId::FilePrint:
       PrintLines(ShownName() + QStringLiteral(" - ") + ShownUtf8(bank_.Title()), NameLines(), context().prompts(),
                  context().DataFolder(), this);

@@ -42,6 +42,7 @@ class TZKBank final : public InstrumentWindow {
   DataFile* dataFile() const override { return bank_.dataFile(); }
   void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }
   void PatchesArrived() override { bank_.PatchesArrived(); }
+  void ShowSoFar(DataFilePtr data, int done, int all) override;
   void EndReceive(bool all) override { bank_.EndReceive(all); }
   std::vector<std::uint8_t> ChangedPatches() const override;
   bool DiffersFromInstrument() const override { return !bank_.IsEmpty() && bank_.CountDifferent(true) > 0; }
@@ -66,6 +67,7 @@ class TZKBank final : public InstrumentWindow {
   // The patches that a command means: the selected ones, or all.
   std::vector<int> MeantPatches() const;
   std::vector<std::string> NameLines() const;
+  void CopyNames();
 
   ZKBankDoc& bank_;  // the window's document
   DocumentHeader* header_;
@@ -75,6 +77,7 @@ class TZKBank final : public InstrumentWindow {
   ZKBankListCtrl* list_;
   EmptyState* empty_;
   QToolButton* send_ = nullptr;
+  QString progress_;  // of a Get
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
   std::vector<std::pair<CommandId, QAction*>> more_;
 };

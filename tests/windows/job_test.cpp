@@ -4,6 +4,7 @@
 #include <QPushButton>
 
 #include "bank/ui/bank_list.h"
+#include "bank/ui/bank_model.h"
 #include "platform/atomic_file.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
