@@ -104,8 +104,8 @@ void InstrumentWindow::Happened(const DeskEvent& event) {
   if (event.job != job_) return;
   if (event.kind == DeskEvent::Kind::kProgress && receiving_) {
     const auto transfer = job_->transfer();
-    if (DataFilePtr data = transfer ? transfer->SoFar() : nullptr)
-      ShowSoFar(std::move(data), event.patchesDone, event.patchesToDo);
+    if (DataFilePtr soFar = transfer ? transfer->SoFar() : nullptr)
+      ShowSoFar(std::move(soFar), event.patchesDone, event.patchesToDo);
   }
   if (event.kind == DeskEvent::Kind::kState && event.state == DeskState::kEnded)
     TransferOver(ShownUtf8(event.result.sentence), event.result.ok);

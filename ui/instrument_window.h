@@ -19,7 +19,7 @@ class InstrumentWindow : public DocumentWindow {
   // Some of it is in place.
   virtual void PatchesArrived() = 0;
   // A Get goes on: the data as it would be if it ended now; null: it is over.  The document has its former data still.
-  virtual void ShowSoFar(DataFilePtr data, int done, int all) = 0;
+  virtual void ShowSoFar(DataFilePtr soFar, int done, int all) = 0;
   // `all`: everything that was asked for came.
   virtual void EndReceive(bool all) = 0;
   // Those that are not as the instrument has them, one value a patch; empty when there are none, when all are, and

@@ -144,9 +144,9 @@ void TZKBank::Refresh() {
   if (focus) setFocus();
 }
 
-void TZKBank::ShowSoFar(DataFilePtr data, int done, int all) {
-  progress_ = data ? tr("%1 of %2 patches received").arg(done).arg(all) : QString();
-  if (list_) list_->bankModel()->ShowSoFar(std::move(data));
+void TZKBank::ShowSoFar(DataFilePtr soFar, int done, int all) {
+  progress_ = soFar ? tr("%1 of %2 patches received").arg(done).arg(all) : QString();
+  if (list_) list_->bankModel()->ShowSoFar(std::move(soFar));
   RefreshHeader();
 }
 

@@ -42,7 +42,7 @@ class TZKBank final : public InstrumentWindow {
   DataFile* dataFile() const override { return bank_.dataFile(); }
   void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }
   void PatchesArrived() override { bank_.PatchesArrived(); }
-  void ShowSoFar(DataFilePtr data, int done, int all) override;
+  void ShowSoFar(DataFilePtr soFar, int done, int all) override;
   void EndReceive(bool all) override { bank_.EndReceive(all); }
   std::vector<std::uint8_t> ChangedPatches() const override;
   bool DiffersFromInstrument() const override { return !bank_.IsEmpty() && bank_.CountDifferent(true) > 0; }
