@@ -54,7 +54,8 @@ FileOpening::FileOpening(const FrameContext& frame, const DocumentRegistry& regi
 void FileOpening::OnFileOpen() {
   FilePrompt prompt;
   prompt.title = "Choose File to Open...";
-  prompt.folder = frame_.program.paths().MainGetDataPath();
+  prompt.folder = recent_.LastFolder();
+  if (prompt.folder.empty()) prompt.folder = frame_.program.paths().MainGetDataPath();
   prompt.patterns = FilePatterns(OpenFilter(line6_));
   if (const std::string path = frame_.prompts().File(prompt); !path.empty()) OpenFile(path, 0);
 }

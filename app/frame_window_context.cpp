@@ -4,6 +4,8 @@
 #include "app/window_transfers.h"
 #include "services/paths.h"
 #include "services/program.h"
+#include "studio/data_export.h"
+#include "studio/recognize.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -14,6 +16,22 @@ std::string FrameWindowContext::DataFolder() {
 
 void FrameWindowContext::FileUsed(const std::string& path) {
   recent_.Used(path);
+}
+
+Result FrameWindowContext::Export(const DataFile& data, bool midiFile, const std::string& title,
+                                  std::vector<std::uint8_t>* bytes, std::string* note) {
+  // Checksums are renewed in what is written, not in the document.
+  const DataFilePtr copy(DupForUser(&data));
+  if (!copy) return Result::Failure("There is not enough memory.");
+  const Recognizer recognizer(frame_.studio);
+  ScriptedPrompts nobody{{}};
+  std::vector<RenderedMessage> messages;
+  bool isDeclared = false;
+  const Result result = MessagesForFile(recognizer, copy.get(), nobody, midiFile, &messages, &isDeclared);
+  if (!result.ok()) return result;
+  if (!isDeclared) *note = NotDeclaredSentence(data);
+  *bytes = midiFile ? MidiFileOf(messages, title) : RawSysExFile(messages);
+  return Result::Success();
 }
 
 void FrameWindowContext::UpdateFromStudio(DataFile* dataFile) {

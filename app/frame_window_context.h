@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "app/frame_context.h"
 #include "ui/window_context.h"
@@ -19,6 +21,8 @@ class FrameWindowContext final : public WindowContext {
   Prompts& prompts() override { return frame_.prompts(); }
   std::string DataFolder() override;
   void FileUsed(const std::string& path) override;
+  Result Export(const DataFile& data, bool midiFile, const std::string& title, std::vector<std::uint8_t>* bytes,
+                std::string* note) override;
   void UpdateFromStudio(DataFile* dataFile) override;
   TransferDesk::Job Transfer(DeskRequest request) override;
   void AbandonTransfers(const DataFile* dataFile) override;

@@ -6,6 +6,7 @@
 
 #include "app/command_menus.h"
 #include "platform/log.h"
+#include "platform/path_resolver.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "ui/plain_text.h"
@@ -64,6 +65,12 @@ void RecentFilesMenu::Fill() {
     menu_->insertAction(end_, action);
     actions_.push_back(action);
   }
+}
+
+std::string RecentFilesMenu::LastFolder() const {
+  if (files_.paths().empty()) return {};
+  const std::string folder = FolderOf(files_.paths().front());
+  return QFileInfo(FromUtf8(folder)).isDir() ? folder : std::string();
 }
 
 }  // namespace tonalith

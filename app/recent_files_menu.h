@@ -24,6 +24,8 @@ class RecentFilesMenu final : public QObject {
   void Load(int entries);
   // Puts a file first.
   void Used(const std::string& path);
+  // Where the file lies that was used last (UTF-8); empty: there is none, or its folder is gone.
+  std::string LastFolder() const;
 
  private:
   void Fill();

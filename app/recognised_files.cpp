@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <algorithm>
+#include <map>
 
 #include "app/document_windows.h"
 #include "app/file_opening.h"
@@ -24,6 +25,22 @@ namespace {
 
 QString Text(const char* text) {
   return QCoreApplication::translate("RecognisedFiles", text);
+}
+
+const FoundType* TypeOf(const FoundFile& found, const PieceGroup& group) {
+  return found.pieces[group.pieces.front()].type;
+}
+
+// The most single patches of one type.
+std::size_t SingleAlike(const FoundFile& found, std::span<const PieceGroup> groups) {
+  std::map<const FoundType*, std::size_t> counts;
+  std::size_t most = 0;
+  for (const PieceGroup& group : groups) {
+    const FoundType* type = TypeOf(found, group);
+    const bool single = !group.bank && type->driver && !type->driver->synth()->isBank;
+    if (single) most = std::max(most, ++counts[type]);
+  }
+  return most;
 }
 
 }  // namespace
@@ -53,8 +70,8 @@ bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
     frame_.prompts().Say("File Error", path + "\n\nNone of the studio's instruments knows this data.");
     return false;
   }
-  std::vector<PieceGroup> groups = GroupForWindows(found, kMostWindows);
-  const bool listed = groups.size() > kMostWindows;
+  std::vector<PieceGroup> groups = GroupForWindows(found, kMostAlike);
+  const bool listed = groups.size() > kMostWindows || SingleAlike(found, groups) > kMostAlike;
   if (listed) {
     // Banks can be made of the file only here; the rest is opened from the list.
     std::erase_if(groups, [](const PieceGroup& group) { return !group.bank; });
@@ -98,13 +115,20 @@ bool RecognisedFiles::ShowMidiList(const std::string& path, std::span<const std:
 
 void RecognisedFiles::OpenGroups(const Recognizer& recognizer, FoundFile& found, std::span<const PieceGroup> groups,
                                  const std::string& name) {
+  // Windows on data of one type are told apart by a number.
+  std::map<std::pair<const FoundType*, const ZKDrvList*>, int> numbers, counts;
+  for (const PieceGroup& group : groups) ++counts[{TypeOf(found, group), group.bank}];
   for (const PieceGroup& group : groups) {
+    const std::pair key(TypeOf(found, group), group.bank);
+    const std::string own = counts[key] < 2 ? name
+                                            : WithoutExtension(name) + " " + std::to_string(++numbers[key]) +
+                                                  name.substr(WithoutExtension(name).size());
     DataFilePtr data = MakeGroup(recognizer, found, group);
     if (!data) {
       frame_.prompts().Say("File Error", name + "\n\nThere is not enough memory for all the data of the file.");
       return;
     }
-    studio_.OpenData(std::move(data), false, name);
+    studio_.OpenData(std::move(data), false, own);
   }
 }
 
@@ -112,7 +136,7 @@ void RecognisedFiles::OpenPart(std::span<const std::uint8_t> bytes, const std::s
   const Recognizer recognizer(frame_.studio);
   FoundFile found;
   if (const Result result = recognizer.Find(bytes, &found); !result.ok()) return frame_.Status(ShownUtf8(result.text));
-  const std::vector<PieceGroup> groups = GroupForWindows(found, kMostWindows);
+  const std::vector<PieceGroup> groups = GroupForWindows(found, kMostAlike);
   if (groups.size() > kMostWindows) {
     frame_.Status(
         Text("These are %1 pieces of data; at most %2 are opened at a time.").arg(groups.size()).arg(kMostWindows));

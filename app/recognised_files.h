@@ -20,11 +20,12 @@ class StudioCommands;
 struct PieceGroup;
 
 // Files whose bytes the studio's instruments know: SysEx, Standard MIDI Files.  What they know is opened, each piece in
-// a window; of many pieces, single patches are put into banks, and what would still be too many windows is listed, to
-// be opened from there.  SysEx that nobody knows, and any without a studio, is shown as it is.
+// a window; of more than a few pieces, single patches are put into banks, and what would still be too many windows is
+// listed, to be opened from there.  SysEx that nobody knows, and any without a studio, is shown as it is.
 class RecognisedFiles final {
  public:
   static constexpr std::size_t kMostWindows = 16;  // that one file opens
+  static constexpr std::size_t kMostAlike = 3;     // of them, on single patches of one type
 
   // Registers itself for these kinds.  All of it must outlive this.
   RecognisedFiles(const FrameContext& frame, DocumentRegistry& registry, DocumentWindows& windows, FileOpening& files,

@@ -2,17 +2,20 @@
 
 #include <QAction>
 #include <QMainWindow>
+#include <algorithm>
 
 #include "app/command_menus.h"
 #include "app/midi_commands.h"
 #include "app/simulation.h"
 #include "app/transfer_strip.h"
 #include "midi/port_system.h"
+#include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "script/transfer_engine.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/script_bridge.h"
+#include "services/settings.h"
 #include "studio/type_check.h"
 #include "ui/plain_text.h"
 #include "ui/transfer_windows.h"
@@ -24,15 +27,16 @@ namespace {
 constexpr const char* kSendTitle = "MIDI I/O";
 
 template <bool (TransferFiles::*Send)(const std::string& path, int port)>
-void SendWith(TransferFiles& files, const std::string& path) {
-  (files.*Send)(path, 0);
+void SendWith(TransferFiles& files, const std::string& path, int port) {
+  (files.*Send)(path, port);
 }
 
 struct SendCommand {
   CommandId command;
   const char* title;
   const char* filter;
-  void (*send)(TransferFiles& files, const std::string& path);
+  void (*send)(TransferFiles& files, const std::string& path, int port);
+  bool asksPort = false;  // the file does not say where it goes
 };
 constexpr SendCommand kSendCommands[] = {
     {CommandId::SendDataFile, "Choose Data File to Send?", "ZK Data File (*.*)|*.*|",
@@ -42,9 +46,9 @@ constexpr SendCommand kSendCommands[] = {
      "(*.*)|*.*|",
      SendWith<&TransferFiles::DiskDBTransmit>},
     {CommandId::SendSysEx, "Choose MIDIX File to Send?", "ZK MidiX File (*.SYX)|*.SYX|All Files (*.*)|*.*|",
-     SendWith<&TransferFiles::MidiXTransmit>},
+     SendWith<&TransferFiles::MidiXTransmit>, true},
     {CommandId::SendMidiFile, "Choose SMF File to Send?", "MIDI File (*.MID)|*.MID|All Files (*.*)|*.*|",
-     SendWith<&TransferFiles::SMFTransmit>},
+     SendWith<&TransferFiles::SMFTransmit>, true},
 };
 
 }  // namespace
@@ -55,10 +59,14 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
     frame_.menus.Register(row.command, {[this, &row] {
                             FilePrompt prompt;
                             prompt.title = row.title;
-                            prompt.folder = frame_.program.paths().MainGetDataPath();
+                            prompt.folder =
+                                sendFolder_.empty() ? frame_.program.paths().MainGetDataPath() : sendFolder_;
                             prompt.patterns = FilePatterns(row.filter);
                             const std::string path = frame_.prompts().File(prompt);
-                            if (!path.empty()) row.send(files_, path);
+                            if (path.empty()) return;
+                            sendFolder_ = FolderOf(path);
+                            if (const int port = row.asksPort ? AskPort(FileNameOf(path)) : 0; port >= 0)
+                              row.send(files_, path, port);
                           }});
   }
   frame_.menus.Register(CommandId::MidiCancelTransmit,
@@ -87,6 +95,23 @@ WindowTransfers::~WindowTransfers() {
   files_.SetObserver({});
   desk_.SetRefusalText({});
   desk_.SetLineQuestion({});
+}
+
+// The number of an open output from 1; 0: there is none to choose from; -1: the user chose none.
+int WindowTransfers::AskPort(const std::string& file) {
+  MidiOut& out = frame_.program.out();
+  int count = 0;
+  out.OUTNUMPORTS(&count);
+  if (count == 0) return 0;
+  ChoicePrompt prompt;
+  prompt.title = kSendTitle;
+  prompt.label = "Send " + file + " to this MIDI OUT port:";
+  prompt.button = "Send";
+  prompt.chosen = std::clamp(frame_.program.settings().MainMidiXPort(-1), 0, count - 1);
+  for (int i = 0; i < count; ++i) prompt.items.push_back(out.OUTGETPORTNAME(i));
+  const int chosen = frame_.prompts().Choose(prompt);
+  if (chosen >= 0) frame_.program.settings().MainMidiXPort(chosen);
+  return chosen < 0 ? -1 : chosen + 1;
 }
 
 ZKMidiInStatus* WindowTransfers::receiveWindow() {

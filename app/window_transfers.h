@@ -46,6 +46,7 @@ class WindowTransfers final : public QObject {
   void StopOutputs();
 
  private:
+  int AskPort(const std::string& file);
   void OnCancelTransmit();
   void StopPorts(const std::vector<bool>& ports);
   void Show(const DeskEvent& event);
@@ -53,6 +54,7 @@ class WindowTransfers final : public QObject {
   FrameContext frame_;
   TransferDesk& desk_;
   TransferFiles& files_;
+  std::string sendFolder_;  // of the file that was sent last
   std::function<void(const DeskEvent&)> listener_;
   QPointer<ZKMidiOutStatus> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;

@@ -6,6 +6,7 @@
 
 #include "data/container.h"
 #include "platform/text.h"
+#include "script/received_check.h"
 
 namespace tonalith {
 
@@ -51,6 +52,12 @@ std::string MakerAndModel(const DataFile& dataFile) {
 ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
     : dataFile_(dataFile ? std::move(dataFile) : DataFilePtr(AllocDataFile())), target_(dataFile_.get()) {
   history().SetTarget(&target_);
+  states_.Read(*dataFile_);
+  states_.InstrumentHolds();
+  AddListener([this](const DocumentChange& change) {
+    if (change.kind != DocumentChange::Kind::State) states_.Read(*dataFile_);
+    if (!IsModified() && !path().empty()) states_.FileHoldsAll();
+  });
 }
 
 ZKBankDoc::~ZKBankDoc() = default;
@@ -103,6 +110,31 @@ bool ZKBankDoc::IsPatchDefined(int patch) const {
   return (dataFile_->emptyMap[byte] & (1U << (patch % 8))) == 0;
 }
 
+int ZKBankDoc::DefinedPatches() const {
+  int defined = 0;
+  for (int patch = 0; patch < PatchCount(); ++patch) defined += IsPatchDefined(patch);
+  return defined;
+}
+
+std::vector<std::string> ZKBankDoc::NameLines(const std::vector<int>& patches) const {
+  std::vector<std::string> lines;
+  for (const int patch : patches) {
+    if (IsPatchDefined(patch)) lines.push_back(Latin1ToUtf8(NumberText(patch) + "\t" + GetPatchName(patch)));
+  }
+  return lines;
+}
+
+bool ZKBankDoc::IsDamaged(int patch) const {
+  return MarkedDamaged(*dataFile_, patch) || (PatchCount() == 1 && MarkedDamaged(*dataFile_, -1));
+}
+
+int ZKBankDoc::CountDifferent(bool fromInstrument) const {
+  int count = 0;
+  for (int patch = 0; patch < PatchCount(); ++patch)
+    count += fromInstrument ? DiffersFromInstrument(patch) : DiffersFromFile(patch);
+  return count;
+}
+
 bool ZKBankDoc::IsEmpty() const {
   return dataFile_->xtra && dataFile_->xtra->hasNoSysEx != 0;
 }
@@ -148,15 +180,27 @@ bool ZKBankDoc::EndBackup() {
 }
 
 void ZKBankDoc::BeginReceive(const std::string& description) {
+  soundsBefore_.clear();
+  for (int patch = 0; patch < PatchCount(); ++patch) soundsBefore_.push_back(states_.Sound(patch));
   CreateBackup(description);
   SetBusy(true);
 }
 
-bool ZKBankDoc::EndReceive() {
+bool ZKBankDoc::EndReceive(bool all) {
   const bool changed = EndBackup();
   SetBusy(false);
+  states_.Read(*dataFile_);
+  states_.InstrumentHolds([&](std::size_t patch) {
+    return all || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
+  });
   Tell(DocumentChange::Kind::Everything);
   return changed;
+}
+
+void ZKBankDoc::WasSent(const std::vector<std::uint8_t>& patches) {
+  states_.InstrumentHolds(
+      [&](std::size_t patch) { return patches.empty() || (patch < patches.size() && patches[patch] != 0); });
+  Tell(DocumentChange::Kind::Everything);
 }
 
 // ---- files ----------------------------------------------------------------------------------------------------------
@@ -181,6 +225,8 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
   // Every buffer is taken over while the record itself, which others may point to, stays where it is.
   std::swap(*dataFile_, *read);
   SetLoadNotice(MissingSentence(path, bytes));
+  states_.Read(*dataFile_);
+  states_.InstrumentHolds();
   return Result::Success();
 }
 

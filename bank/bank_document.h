@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "bank/patch_states.h"
 #include "data/data_records.h"
 #include "data/patch_names.h"
 #include "data/patch_texts.h"
@@ -57,6 +58,17 @@ class ZKBankDoc : public Document {
   std::string GetPatchName(int patch) const;
   // False: the slot holds nothing yet.
   bool IsPatchDefined(int patch) const;
+  int DefinedPatches() const;
+  // "11\tBrass 1", UTF-8, of those of the patches that hold something.
+  std::vector<std::string> NameLines(const std::vector<int>& patches) const;
+  // The patch was kept although it came damaged.
+  bool IsDamaged(int patch) const;
+  // The patch is not as the document's file has it (never without a file), or was changed since it came or was sent.
+  bool DiffersFromFile(int patch) const { return states_.DiffersFromFile(patch); }
+  bool DiffersFromInstrument(int patch) const { return states_.DiffersFromInstrument(patch); }
+  int CountDifferent(bool fromInstrument) const;
+  // A patch of its own is asked for and sent, without the whole bank.
+  bool PatchesGoAlone() const { return synth().isBank != 0 && synth().patchByPatch != 0; }
   // Longest name in characters; 0: this data has no names that can be changed.
   std::uint32_t NameLength() const;
 
@@ -81,8 +93,11 @@ class ZKBankDoc : public Document {
 
   // To be called around a receive into dataFile(): what it changed is one entry of the history.
   void BeginReceive(const std::string& description = "Get from Instrument");
-  // Tells the listeners; returns true when the data differs from what it was before.
-  bool EndReceive();
+  // Tells the listeners; returns true when the data differs from what it was before.  `all`: everything that was asked
+  // for came; the instrument holds it, else only what has changed since BeginReceive.
+  bool EndReceive(bool all = false);
+  // The instrument has taken these patches: one value a patch, empty: all of them.
+  void WasSent(const std::vector<std::uint8_t>& patches);
   // The data came from elsewhere and no file holds it.
   using Document::MarkChanged;
   // Patches of a running receive are in place.
@@ -101,6 +116,8 @@ class ZKBankDoc : public Document {
 
   DataFilePtr dataFile_;
   DataFileTarget target_;
+  PatchStates states_;
+  std::vector<std::uint64_t> soundsBefore_;  // of a receive
 };
 
 }  // namespace tonalith

@@ -18,9 +18,6 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::uint32_t kWireBytesPerMs = 3;   // a MIDI cable carries 3.125
-constexpr std::uint32_t kMessagePauseMs = 20;  // time an instrument has between two messages
-
 // ---------------------------------------------------------------------------------------------------- rename
 
 Result Rename(Session& session, const std::vector<std::string>& words) {
@@ -150,9 +147,7 @@ Result MessagesOfData(Session& session, const std::vector<std::uint8_t>& bytes, 
     bool isDeclared = false;
     result = RenderFile(session, piece.data.get(), withPauses, &part, &isDeclared);
     if (!result.ok()) return result;
-    if (!isDeclared)
-      session.environment().err << "Note: the module declares no form of a file that holds the "
-                                << DataTitle(*piece.data) << "; what is sent to the instrument is written.\n";
+    if (!isDeclared) session.environment().err << "Note: " << NotDeclaredSentence(*piece.data) << "\n";
     std::move(part.begin(), part.end(), std::back_inserter(*messages));
   }
   return Result::Success();
@@ -175,19 +170,8 @@ Result Export(CliEnvironment& environment, const std::vector<std::string>& words
     result = MessagesOfRaw(bytes, words[0], &messages);
   }
   if (!result.ok()) return result;
-  std::vector<std::uint8_t> written;
-  if (midi) {
-    std::vector<SmfMessage> events;
-    std::uint32_t after = 0;  // what the message before takes on the wire
-    for (const RenderedMessage& message : messages) {
-      events.push_back({message.bytes, std::max(after, message.milliseconds)});
-      after = static_cast<std::uint32_t>(message.bytes.size()) / kWireBytesPerMs + kMessagePauseMs;
-    }
-    written = WriteSmfSysEx(events, WithoutExtension(FileNameOf(words[0])));
-  } else {
-    for (const RenderedMessage& message : messages)
-      written.insert(written.end(), message.bytes.begin(), message.bytes.end());
-  }
+  const std::vector<std::uint8_t> written =
+      midi ? MidiFileOf(messages, WithoutExtension(FileNameOf(words[0]))) : RawSysExFile(messages);
   result = WriteFileAtomically(words[1], std::span<const std::uint8_t>(written));
   if (result.ok())
     environment.out << messages.size() << (messages.size() == 1 ? OwnText(" message") : OwnText(" messages")) << " in "

@@ -4,14 +4,11 @@
 
 #include "bank/bank_document.h"
 #include "cli/input_files.h"
-#include "data/sysex_split.h"
 #include "platform/clock.h"
 #include "platform/file_bytes.h"
 #include "platform/text.h"
-#include "script/render_transmission.h"
 #include "script/transfer_engine.h"
 #include "services/registry.h"
-#include "studio/file_form.h"
 #include "studio/shipped_modules.h"
 
 namespace tonalith {
@@ -151,49 +148,28 @@ Result FindInFile(Session& session, const std::string& path, FileBytes* bytes, F
   return result;
 }
 
-Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages) {
-  if (!dataFile || !dataFile->synth || !dataFile->body) return Result::Failure("There is no data.");
-  const RenderedTransmission rendered = RenderTransmission(*dataFile, session.prompts());
-  messages->clear();
-  if (!rendered.scriptStop.empty())
-    return Result::Failure("The script that sends the " + DataTitle(*dataFile) + " was " + rendered.scriptStop + ".");
-  SysExSplitter splitter(rendered.stream);
-  auto pause = rendered.pauses.begin();
-  for (SysExPiece piece; splitter.Next(&piece);) {
-    if (!piece.isTerminated) continue;
-    RenderedMessage message{CleanSysEx(piece), 0};
-    for (; pause != rendered.pauses.end() && pause->first <= piece.offset; ++pause)
-      message.milliseconds += pause->second;
-    messages->push_back(std::move(message));
-  }
-  if (!messages->empty()) {
-    session.TakeNotices();
-    return Result::Success();
-  }
+namespace {
+
+// What the program told about it is the reason.
+Result WithReason(Session& session, Result result) {
   const auto notices = session.TakeNotices();
-  return Result::Failure("There is nothing to send in the " + DataTitle(*dataFile) +
-                         (notices.empty() ? "." : ": " + notices.front()));
+  if (result.code == kNothingRendered && !notices.empty()) {
+    result.text.back() = ':';
+    result.text += " " + notices.front();
+  }
+  return result;
+}
+
+}  // namespace
+
+Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages) {
+  return WithReason(session, MessagesAsSent(dataFile, session.prompts(), messages));
 }
 
 Result RenderFile(Session& session, DataFile* dataFile, bool withPauses, std::vector<RenderedMessage>* messages,
                   bool* isDeclared) {
-  const FormMessages form = dataFile ? MessagesOfFile(session.recognizer(), *dataFile) : FormMessages();
-  *isDeclared = !form.empty();
-  if (form.empty()) return RenderData(session, dataFile, messages);
-  // The pauses are those of what is sent when that is the same, else the longest of them.  A script that does not come
-  // to its end has none: the file needs it no further.
-  std::vector<RenderedMessage> sent;
-  if (withPauses) RenderData(session, dataFile, &sent);
-  std::uint32_t longest = 0;
-  bool isSame = sent.size() == form.size();
-  for (std::size_t i = 0; i < sent.size(); ++i) {
-    longest = std::max(longest, sent[i].milliseconds);
-    isSame = isSame && sent[i].bytes == form[i];
-  }
-  messages->clear();
-  for (std::size_t i = 0; i < form.size(); ++i)
-    messages->push_back({form[i], isSame ? sent[i].milliseconds : i == 0 ? 0 : longest});
-  return Result::Success();
+  return WithReason(
+      session, MessagesForFile(session.recognizer(), dataFile, session.prompts(), withPauses, messages, isDeclared));
 }
 
 Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_t>* bytes) {
@@ -203,10 +179,6 @@ Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_
   for (const RenderedMessage& message : messages)
     bytes->insert(bytes->end(), message.bytes.begin(), message.bytes.end());
   return result;
-}
-
-std::string DataTitle(const DataFile& dataFile) {
-  return Latin1ToUtf8(TransferInstrumentName(dataFile) + " " + FieldText(dataFile.synth->typeName));
 }
 
 void PrintPatch(TerminalBlocks& out, const PatchView& patch) {

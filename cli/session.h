@@ -15,6 +15,7 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
+#include "studio/data_export.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
 
@@ -85,20 +86,12 @@ Result RecognizeFile(Session& session, const std::string& path, Recognition* fou
 // The same without making the data; `bytes` has to live as long as `found`.
 Result FindInFile(Session& session, const std::string& path, FileBytes* bytes, FoundFile* found);
 
-// What MIDI carries when the data is sent (its checksums are brought up to date in `dataFile` by this).
-struct RenderedMessage {
-  std::vector<std::uint8_t> bytes;  // F0 to F7
-  std::uint32_t milliseconds = 0;   // pause before it that the data asks for
-};
+// As studio/data_export.h, with the reason why there is nothing.
 Result RenderData(Session& session, DataFile* dataFile, std::vector<RenderedMessage>* messages);
 Result RenderBytes(Session& session, DataFile* dataFile, std::vector<std::uint8_t>* bytes);
-// What a file holds of the data: its declared form (studio/file_form.h), with the pauses that the instrument needs when
-// they are wanted; not declared: what is sent.
 Result RenderFile(Session& session, DataFile* dataFile, bool withPauses, std::vector<RenderedMessage>* messages,
                   bool* isDeclared);
 
-// "Yamaha DX7 Voice Bank", UTF-8.
-std::string DataTitle(const DataFile& dataFile);
 // "slot, number as displayed, name", tab separated: a line of `names`.
 void PrintPatch(TerminalBlocks& out, const PatchView& patch);
 void PrintPatch(TerminalText out, const PatchLine& line);

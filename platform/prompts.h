@@ -43,6 +43,8 @@ struct ChoicePrompt {
   std::string title;
   std::string label;
   std::vector<std::string> items;
+  int chosen = 0;        // at first
+  std::string button{};  // what agrees, a verb; empty: OK
 };
 
 // The only way the program asks a person anything.  The windows implement it with dialogs, the command line tool with

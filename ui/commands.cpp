@@ -25,6 +25,10 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::FileSave, MenuId::File, "&Save", "Ctrl+S", "Save the active data", kChild, false},
     {CommandId::FileSaveAs, MenuId::File, "Save &As...", "Ctrl+Shift+S", "Save the active data under another name",
      kChild, false},
+    {CommandId::FileExportSysEx, MenuId::File, "&SysEx File...", "", "Write the active data as raw SysEx", kChild,
+     false, "&Export"},
+    {CommandId::FileExportMidi, MenuId::File, "&MIDI File...", "", "Write the active data as a Standard MIDI File",
+     kChild, false, "&Export"},
     {CommandId::SendDataFile, MenuId::File, "&Data File...", "", "Send a bank or patch from a file to its instrument",
      kFrame, false, "Sen&d"},
     {CommandId::SendCollection, MenuId::File, "Set or &Collection...", "",
@@ -53,6 +57,8 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::None, MenuId::Edit, "", "", "", kFrame, false},
     {CommandId::EditCut, MenuId::Edit, "Cu&t", "Ctrl+X", "Move the selection to the clipboard", kChild, false},
     {CommandId::EditCopy, MenuId::Edit, "&Copy", "Ctrl+C", "Copy the selection to the clipboard", kChild, false},
+    {CommandId::EditCopyNames, MenuId::Edit, "Copy &Names", "",
+     "Copy numbers and names of the selected patches, or of all, as text", kChild, false},
     {CommandId::EditPaste, MenuId::Edit, "&Paste", "Ctrl+V", "Insert what the clipboard holds", kChild, false},
     {CommandId::None, MenuId::Edit, "", "", "", kFrame, false},
     {CommandId::EditRename, MenuId::Edit, "&Rename", "F2", "Change the name of the selected patch in place", kChild,
@@ -98,9 +104,11 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::ViewLookDark, MenuId::View, "&Dark", "", "Light text on dark windows", kFrame, true, "Loo&k"},
     {CommandId::MidiGet, MenuId::Midi, "&Get from Instrument", "Ctrl+G", "Request the active data from its instrument",
      kChild, false},
-    {CommandId::MidiTransmit, MenuId::Midi, "&Transmit...", "Ctrl+T", "Send the active data to its instrument", kChild,
-     false},
-    {CommandId::MidiCancelTransmit, MenuId::Midi, "&Cancel Transmission...", "", "Stop sending on chosen ports", kFrame,
+    {CommandId::MidiTransmit, MenuId::Midi, "&Send to Instrument", "Ctrl+T", "Send the active data to its instrument",
+     kChild, false},
+    {CommandId::MidiSendChanged, MenuId::Midi, "Send C&hanged Patches", "Ctrl+Shift+T",
+     "Send only the patches that were changed since they came or were sent", kChild, false},
+    {CommandId::MidiCancelTransmit, MenuId::Midi, "&Cancel Sending...", "", "Stop sending on chosen ports", kFrame,
      false},
     {CommandId::None, MenuId::Midi, "", "", "", kFrame, false},
     {CommandId::MidiInPorts, MenuId::Midi, "MIDI &In Ports...", "", "Choose the ports the program receives from",
@@ -194,6 +202,15 @@ constexpr const char* kMenuTitles[] = {"&File", "&Edit", "&View", "&MIDI", "&Uti
 
 std::span<const CommandRow> CommandTable() {
   return kCommandRows;
+}
+
+QString CommandTip(CommandId command) {
+  for (const CommandRow& row : kCommandRows) {
+    if (row.id != command) continue;
+    const QString help = QString::fromLatin1(row.help);
+    return *row.shortcut ? QStringLiteral("%1 (%2)").arg(help, QString::fromLatin1(row.shortcut)) : help;
+  }
+  return {};
 }
 
 std::span<const char* const> MenuTitles() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <span>
 
 namespace tonalith {
@@ -17,6 +18,8 @@ enum class CommandId : int {
   FileLoadDesktop = 311,
   FileSaveDesktop = 312,
   FileClearRecent = 313,
+  FileExportSysEx = 314,
+  FileExportMidi = 315,
   FileOpen = 57601,
   FileClose = 57602,
   FileSave = 57603,
@@ -33,6 +36,7 @@ enum class CommandId : int {
   EditCopy = 57634,
   EditPaste = 57637,
   EditRename = 320,
+  EditCopyNames = 321,
   EditOpen = 518,
   EditQuickMenu = 1011,
   EditSelectAll = 57642,
@@ -63,6 +67,7 @@ enum class CommandId : int {
   MidiTestCable = 412,
   MidiSendingPace = 413,
   MidiWhatIsConnected = 414,
+  MidiSendChanged = 415,
   MidiPanic = 35774,
   PlayNote1 = 421,
   PlayNote2 = 422,
@@ -126,6 +131,8 @@ struct CommandRow {
 
 // Every menu entry in order; one table for the menus, the shortcuts and the tests.
 std::span<const CommandRow> CommandTable();
+// What the tool of a command says: its help and its keys.
+QString CommandTip(CommandId command);
 // Titles in menu order.
 std::span<const char* const> MenuTitles();
 

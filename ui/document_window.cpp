@@ -178,7 +178,8 @@ bool DocumentWindow::VerifyBusy() {
   prompt.title = WindowName();
   prompt.text = kBusyQuestion;
   prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
+  prompt.labels = {"Cancel and Close", "Keep Open"};
   return context_.prompts().Message(prompt) == PromptAnswer::Yes;
 }
 
@@ -189,6 +190,7 @@ bool DocumentWindow::VerifyModified() {
   prompt.text = "Save the changes to " + document_->Title() + "?";
   prompt.buttons = PromptButtons::YesNoCancel;
   prompt.icon = PromptIcon::Question;
+  prompt.labels = {"Save", "Discard", "Cancel"};
   switch (context_.prompts().Message(prompt)) {
     case PromptAnswer::Yes:
       if (document_->IsBusy()) GiveUpWork();

@@ -4,6 +4,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QScrollArea>
 #include <QSignalBlocker>
@@ -12,21 +13,39 @@
 #include <algorithm>
 
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
+#include "ui/style/space.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr int kGap = 8;
 constexpr int kLabelCharacters = 12;
 constexpr int kLinesShown = 4;
 constexpr int kPaneCharacters = 36;
 
-QFont Bold(QFont font) {
-  font.setWeight(QFont::DemiBold);
-  return font;
-}
+// A way to somewhere else, that reads as one.
+class LinkButton final : public QToolButton {
+ public:
+  LinkButton() {
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::StrongFocus);
+  }
+  QSize sizeHint() const override { return {fontMetrics().horizontalAdvance(text()) + 2, kTarget}; }
+  QSize minimumSizeHint() const override { return {kTarget, kTarget}; }
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QPainter painter(this);
+    QFont shown = font();
+    shown.setUnderline(underMouse() || hasFocus());
+    painter.setFont(shown);
+    painter.setPen(ColourOf(Shade::Accent));
+    const QString line = QFontMetrics(shown).elidedText(text(), Qt::ElideRight, width());
+    painter.drawText(rect(), static_cast<int>(Qt::AlignVCenter | Qt::AlignLeading) | Qt::TextShowMnemonic, line);
+  }
+};
 
 bool SameShape(const InspectorRow& a, const InspectorRow& b) {
   return a.label == b.label && a.kind == b.kind && bool(a.edit) == bool(b.edit) && bool(a.link) == bool(b.link);
@@ -140,20 +159,22 @@ void InspectorPane::Build(InspectorContent content) {
   shown_ = std::move(content);
   auto* page = new QWidget;
   auto* column = new QVBoxLayout(page);
-  column->setContentsMargins(2 * kGap, kGap, 2 * kGap, 2 * kGap);
-  column->setSpacing(kGap / 2);
+  column->setContentsMargins(kWideGap, kGap, kWideGap, kWideGap);
+  column->setSpacing(kSmallGap);
   title_ = new PlainLabel(page);
   title_->setWordWrap(true);
-  title_->setFont(Bold(title_->font()));
+  title_->setFont(TitleFont(font()));
   subtitle_ = new PlainLabel(page);
   subtitle_->setWordWrap(true);
+  SetSecondaryText(subtitle_);
   column->addWidget(title_);
   column->addWidget(subtitle_);
   for (const InspectorSection& section : shown_.sections) {
-    column->addSpacing(kGap);
+    column->addSpacing(kWideGap);
     if (!section.title.isEmpty()) {
       auto* heading = new PlainLabel(section.title, page);
-      heading->setFont(Bold(heading->font()));
+      heading->setFont(HeadingFont(font()));
+      SetSecondaryText(heading);
       column->addWidget(heading);
     }
     for (const InspectorRow& row : section.rows) BuildRow(column, row);
@@ -175,6 +196,7 @@ void InspectorPane::BuildRow(QVBoxLayout* column, const InspectorRow& row) {
     auto* line = new QHBoxLayout;
     line->setSpacing(kGap);
     auto* label = new PlainLabel(row.label);
+    SetSecondaryText(label);
     label->setFixedWidth(fontMetrics().averageCharWidth() * kLabelCharacters);
     line->addWidget(label, 0, row.kind == InspectorRow::Kind::Lines ? Qt::AlignTop : Qt::AlignVCenter);
     line->addWidget(value, 1);
@@ -196,8 +218,7 @@ QWidget* InspectorPane::BuildValue(Field& field, const InspectorRow& row) {
     if (row.longest > 0) field.line->setMaxLength(row.longest);
     connect(field.line, &QLineEdit::returnPressed, this, [this, place] { Take(*place); });
   } else if (row.link) {
-    field.link = new QToolButton;
-    field.link->setAutoRaise(true);
+    field.link = new LinkButton;
     connect(field.link, &QToolButton::clicked, this, [place] {
       const auto link = place->row.link;  // what it does may end this row
       if (link) link();

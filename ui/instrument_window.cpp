@@ -2,6 +2,8 @@
 
 #include <QCloseEvent>
 
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
 #include "ui/plain_text.h"
 
 namespace tonalith {
@@ -19,14 +21,24 @@ bool InstrumentWindow::CommandEnabled(CommandId command) const {
     case CommandId::MidiGet:
       return !document().IsBusy();
     case CommandId::MidiTransmit:
+    case CommandId::FileExportSysEx:
+    case CommandId::FileExportMidi:
       return !document().IsBusy() && !document().IsEmpty();
+    case CommandId::MidiSendChanged:
+      return !document().IsBusy() && !document().IsEmpty() && !ChangedPatches().empty();
     default:
       return DocumentWindow::CommandEnabled(command);
   }
 }
 
 QString InstrumentWindow::CommandRefusal(CommandId command) const {
-  if (command == CommandId::MidiTransmit && !document().IsBusy()) return tr("There is nothing to send yet.");
+  if (!document().IsBusy()) {
+    if (command == CommandId::MidiTransmit) return tr("There is nothing to send yet.");
+    if (command == CommandId::FileExportSysEx || command == CommandId::FileExportMidi)
+      return tr("There is nothing to export yet.");
+    if (command == CommandId::MidiSendChanged)
+      return tr("There are no single patches that were changed and can be sent by themselves.");
+  }
   return DocumentWindow::CommandRefusal(command);
 }
 
@@ -37,6 +49,12 @@ void InstrumentWindow::RunCommand(CommandId command) {
       return StartGet();
     case CommandId::MidiTransmit:
       return StartTransmit();
+    case CommandId::MidiSendChanged:
+      return Start(false, ChangedPatches());
+    case CommandId::FileExportSysEx:
+      return Export(false);
+    case CommandId::FileExportMidi:
+      return Export(true);
     default:
       return DocumentWindow::RunCommand(command);
   }
@@ -65,41 +83,75 @@ void InstrumentWindow::StartTransmit() {
   Start(false);
 }
 
-void InstrumentWindow::Start(bool get) {
+void InstrumentWindow::Start(bool get, std::vector<std::uint8_t> patches) {
   if (document().IsBusy()) return;
   context().UpdateFromStudio(dataFile());
   receiving_ = get;
+  sending_ = std::move(patches);
   if (get) {
     BeginReceive(kGetUndoName);
   }
   document().SetBusy(true);
   DeskRequest request = DeskRequest::Of(get ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile());
+  request.steps.front().patches = sending_;
   request.observer = [this](const DeskEvent& event) { Happened(event); };
   request.receiver = &receiver_;
   job_ = context().Transfer(std::move(request));
-  if (job_->Ended()) TransferOver(ShownUtf8(job_->result().sentence));
+  if (job_->Ended()) TransferOver(ShownUtf8(job_->result().sentence), job_->result().ok);
 }
 
 void InstrumentWindow::Happened(const DeskEvent& event) {
   if (event.job != job_) return;
-  if (event.kind == DeskEvent::Kind::kProgress && receiving_) PatchesArrived();
+  if (event.kind == DeskEvent::Kind::kProgress && receiving_) {
+    const auto transfer = job_->transfer();
+    if (DataFilePtr soFar = transfer ? transfer->SoFar() : nullptr)
+      ShowSoFar(std::move(soFar), event.patchesDone, event.patchesToDo);
+  }
   if (event.kind == DeskEvent::Kind::kState && event.state == DeskState::kEnded)
-    TransferOver(ShownUtf8(event.result.sentence));
+    TransferOver(ShownUtf8(event.result.sentence), event.result.ok);
 }
 
-void InstrumentWindow::TransferOver(const QString& sentence) {
+void InstrumentWindow::TransferOver(const QString& sentence, bool ok) {
   job_.reset();
-  if (receiving_)
-    EndReceive();
-  else
+  if (receiving_) {
+    ShowSoFar(nullptr, 0, 0);
+    EndReceive(ok);
+  } else {
     document().SetBusy(false);
+    if (ok) WasSent(sending_);
+  }
   Say(sentence);
 }
 
 void InstrumentWindow::CancelTransfer() {
   if (!job_) return;
   context().AbandonTransfers(dataFile());
-  TransferOver(tr("The transfer was given up."));
+  TransferOver(tr("The transfer was given up."), false);
+}
+
+// ---- files for other programs --------------------------------------------------------------------------------------
+
+void InstrumentWindow::Export(bool midiFile) {
+  FilePrompt prompt;
+  prompt.title = midiFile ? "Export MIDI File..." : "Export SysEx File...";
+  prompt.save = true;
+  prompt.folder = document().path().empty() ? context().DataFolder() : FolderOf(document().path());
+  prompt.name = WithoutExtension(document().path().empty() ? NewFileName() : document().FileName()) +
+                (midiFile ? ".mid" : ".syx");
+  prompt.patterns = FilePatterns(midiFile ? "MIDI File (*.MID)|*.MID|All Files (*.*)|*.*|"
+                                          : "SysEx File (*.SYX)|*.SYX|All Files (*.*)|*.*|");
+  const std::string path = context().prompts().File(prompt);
+  if (path.empty()) return;
+  std::vector<std::uint8_t> bytes;
+  std::string note;
+  Result result = context().Export(*dataFile(), midiFile, WithoutExtension(FileNameOf(path)), &bytes, &note);
+  if (result.ok()) result = WriteFileAtomically(path, std::span<const std::uint8_t>(bytes));
+  if (!result.ok()) {
+    context().prompts().Say("Export", result.text);
+    return;
+  }
+  const QString done = tr("Exported as %1").arg(ShownUtf8(path));
+  Say(note.empty() ? done : done + QStringLiteral(". ") + ShownUtf8(note));
 }
 
 void InstrumentWindow::closeEvent(QCloseEvent* event) {

@@ -18,7 +18,17 @@ class InstrumentWindow : public DocumentWindow {
   virtual void BeginReceive(const std::string& undoName) = 0;
   // Some of it is in place.
   virtual void PatchesArrived() = 0;
-  virtual void EndReceive() = 0;
+  // A Get goes on: the data as it would be if it ended now; null: it is over.  The document has its former data still.
+  virtual void ShowSoFar(DataFilePtr soFar, int done, int all) = 0;
+  // `all`: everything that was asked for came.
+  virtual void EndReceive(bool all) = 0;
+  // Those that are not as the instrument has them, one value a patch; empty when there are none, when all are, and
+  // when patches cannot be sent by themselves.
+  virtual std::vector<std::uint8_t> ChangedPatches() const { return {}; }
+  // Something of it was changed since it came or was sent.
+  virtual bool DiffersFromInstrument() const { return false; }
+  // The instrument has them now; empty: all.
+  virtual void WasSent(const std::vector<std::uint8_t>& patches) { (void)patches; }
 
   void StartGet();
   void StartTransmit();
@@ -37,13 +47,15 @@ class InstrumentWindow : public DocumentWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  void Start(bool get);
+  void Start(bool get, std::vector<std::uint8_t> patches = {});
+  void Export(bool midiFile);
   void Happened(const DeskEvent& event);
-  void TransferOver(const QString& sentence);
+  void TransferOver(const QString& sentence, bool ok);
 
   Receiver receiver_;  // events of the desk reach only a window that lives
   TransferDesk::Job job_;
   bool receiving_ = false;
+  std::vector<std::uint8_t> sending_;  // which patches; empty: all
 };
 
 }  // namespace tonalith

@@ -208,6 +208,8 @@ int QtPrompts::ShowChoice(const ChoicePrompt& prompt) {
   if (!box) return -1;
   box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   box->setMinimumContentsLength(kChoiceCharacters);
+  box->setCurrentIndex(prompt.chosen);
+  if (!prompt.button.empty()) dialog.setOkButtonText(MenuText(FromUtf8(prompt.button)));
   // Entries may look alike: their place counts.
   return dialog.exec() == QDialog::Accepted ? box->currentIndex() : -1;
 }

@@ -251,7 +251,7 @@ void ZKMidiOutStatus::Cancel() {
 
 ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QWidget* parent)
     : QDialog(parent), list_(new QListWidget(this)) {
-  SetTitle(this, tr("Cancel Transmission"));
+  SetTitle(this, tr("Cancel Sending"));
   auto* column = new QVBoxLayout(this);
   column->addWidget(new PlainLabel(tr("Stop sending on these MIDI output ports:"), this));
   list_->setSelectionMode(QAbstractItemView::MultiSelection);

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "data/data_records.h"
 #include "platform/prompts.h"
+#include "platform/result.h"
 #include "services/transfer_desk.h"
 
 namespace tonalith {
@@ -17,6 +20,11 @@ class WindowContext {
   virtual std::string DataFolder() = 0;
   // The file was opened or saved: the list of recent files takes it.
   virtual void FileUsed(const std::string& path) = 0;
+
+  // The bytes of a file that holds the data for other programs: raw SysEx, or a Standard MIDI File called `title`.
+  // `note`: what the user has to know about it, a sentence, or empty.
+  virtual Result Export(const DataFile& data, bool midiFile, const std::string& title, std::vector<std::uint8_t>* bytes,
+                        std::string* note) = 0;
 
   // Gives data the ports and channels that its instrument has in the studio now.
   virtual void UpdateFromStudio(DataFile* dataFile) = 0;

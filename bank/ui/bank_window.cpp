@@ -1,13 +1,28 @@
 #include "bank/ui/bank_window.h"
 
+#include <QAction>
 #include <QDateTime>
-#include <QHBoxLayout>
+#include <QLocale>
+#include <QMenu>
+#include <QPushButton>
+#include <QStackedLayout>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "bank/ui/bank_inspector.h"
 #include "bank/ui/bank_list.h"
+#include "bank/ui/bank_model.h"
+#include "platform/path_resolver.h"
+#include "ui/clipboard.h"
 #include "ui/plain_text.h"
+#include "ui/printing.h"
+#include "ui/qt_text.h"
+#include "ui/style/document_header.h"
+#include "ui/style/empty_state.h"
+#include "ui/style/search_field.h"
+#include "ui/style/space.h"
+#include "ui/style/tool_row.h"
 
 namespace tonalith {
 
@@ -20,27 +35,26 @@ ZKBankDoc& BankOf(Document& document) {
 }  // namespace
 
 TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QWidget* parent)
-    : InstrumentWindow(std::move(document), context, parent), bank_(BankOf(DocumentWindow::document())) {
+    : InstrumentWindow(std::move(document), context, parent),
+      bank_(BankOf(DocumentWindow::document())),
+      header_(new DocumentHeader(this)),
+      tools_(new ToolRow(this)),
+      filter_(new SearchField(tr("Filter patches"), this)),
+      pages_(new QStackedLayout),
+      list_(new ZKBankListCtrl(bank_, this)),
+      empty_(
+          new EmptyState(Glyph::Get, tr("Nothing received yet"), tr("Get asks the instrument for this data."), this)) {
   context.UpdateFromStudio(dataFile());
   auto* column = new QVBoxLayout(this);
-  BuildHeading(column);
-  BuildTools(column);
-  list_ = new ZKBankListCtrl(bank_, this);
-  list_->setAccessibleName(tr("Patches"));
-  column->addWidget(list_, 1);
-  status_ = new PlainLabel(this);
-  status_->setWordWrap(true);
-  column->addWidget(status_);
-  setFocusProxy(list_);
-
-  connect(list_->bankModel(), &BankListModel::Explained, this, &TZKBank::Say);
-  connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
-    emit StateChanged();
-    emit InspectChanged();
-  });
+  SetSpace(column, kWideGap, kGap + kSmallGap);
+  column->addWidget(header_);
+  BuildTools();
+  column->addWidget(tools_);
+  BuildList();
+  column->addLayout(pages_, 1);
   UpdateTitle();
   Refresh();
-  resize(fontMetrics().averageCharWidth() * 60, fontMetrics().height() * 28);
+  resize(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 32);
 }
 
 TZKBank::~TZKBank() {
@@ -49,74 +63,168 @@ TZKBank::~TZKBank() {
   list_ = nullptr;
 }
 
-void TZKBank::BuildHeading(QBoxLayout* column) {
-  heading_ = new PlainLabel(this);
-  QFont bold = heading_->font();
-  bold.setBold(true);
-  bold.setPointSizeF(bold.pointSizeF() * 1.15);
-  heading_->setFont(bold);
-  detail_ = new PlainLabel(this);
-  column->addWidget(heading_);
-  column->addWidget(detail_);
+// ---- tools ----------------------------------------------------------------------------------------------------------
+
+QToolButton* TZKBank::AddTool(Glyph glyph, CommandId command, const QString& text, bool primary) {
+  QToolButton* tool = tools_->Add(glyph, text, CommandTip(command), primary);
+  connect(tool, &QToolButton::clicked, this, [this, command] { RunCommand(command); });
+  buttons_.emplace_back(command, tool);
+  return tool;
 }
 
-void TZKBank::BuildTools(QBoxLayout* column) {
-  auto* row = new QHBoxLayout;
-  AddButton(row, CommandId::MidiGet, tr("&Get"), tr("Request this data from the instrument (Ctrl+G)"));
-  AddButton(row, CommandId::MidiTransmit, tr("&Send"), tr("Send this data to the instrument (Ctrl+T)"));
-  AddButton(row, CommandId::FileSave, tr("S&ave"), tr("Save this data as a file (Ctrl+S)"));
-  AddButton(row, CommandId::EditRename, tr("&Rename"), tr("Change the selected name in place (F2)"));
-  AddButton(row, CommandId::EditUndo, tr("Und&o"), tr("Take the last change back (Ctrl+Z)"));
-  AddButton(row, CommandId::EditRedo, tr("Re&do"), tr("Make the change again that was taken back (Ctrl+Shift+Z)"));
-  row->addStretch(1);
-  column->addLayout(row);
+void TZKBank::AddMore(Glyph glyph, CommandId command, const QString& text) {
+  more_.emplace_back(command, tools_->AddToMore(glyph, text, [this, command] { RunCommand(command); }));
 }
 
-void TZKBank::AddButton(QBoxLayout* row, CommandId command, const QString& text, const QString& tip) {
-  auto* button = new QToolButton(this);
-  button->setText(text);
-  SetToolTip(button, tip);
-  button->setFocusPolicy(Qt::TabFocus);
-  connect(button, &QToolButton::clicked, this, [this, command] { RunCommand(command); });
-  row->addWidget(button);
-  buttons_.emplace_back(command, button);
+void TZKBank::BuildTools() {
+  AddTool(Glyph::Get, CommandId::MidiGet, tr("Get"));
+  send_ = tools_->Add(Glyph::Send, tr("Send"), CommandTip(CommandId::MidiTransmit), true);
+  connect(send_, &QToolButton::clicked, this, [this] {
+    RunCommand(CommandEnabled(CommandId::MidiSendChanged) ? CommandId::MidiSendChanged : CommandId::MidiTransmit);
+  });
+  AddTool(Glyph::Undo, CommandId::EditUndo, tr("Undo"));
+  AddTool(Glyph::Redo, CommandId::EditRedo, tr("Redo"));
+  AddTool(Glyph::Rename, CommandId::EditRename, tr("Rename"));
+  AddTool(Glyph::Save, CommandId::FileSave, tr("Save"));
+  QToolButton* exports = tools_->Add(Glyph::Export, tr("Export"), tr("Write this data as a file for other programs"));
+  auto* menu = new QMenu(exports);
+  for (const CommandId command : {CommandId::FileExportSysEx, CommandId::FileExportMidi}) {
+    QAction* entry = menu->addAction(command == CommandId::FileExportSysEx ? tr("SysEx File...") : tr("MIDI File..."));
+    connect(entry, &QAction::triggered, this, [this, command] { RunCommand(command); });
+    more_.emplace_back(command, entry);
+  }
+  exports->setMenu(menu);
+  BuildMore();
+  tools_->SetSearch(filter_);
 }
+
+void TZKBank::BuildMore() {
+  AddMore(Glyph::Send, CommandId::MidiTransmit, tr("Send All"));
+  AddMore(Glyph::SaveAs, CommandId::FileSaveAs, tr("Save As..."));
+  tools_->AddLineToMore();
+  AddMore(Glyph::Copy, CommandId::EditCopyNames, tr("Copy Names"));
+  AddMore(Glyph::Print, CommandId::FilePrint, tr("Print..."));
+}
+
+void TZKBank::BuildList() {
+  list_->setAccessibleName(tr("Patches"));
+  pages_->addWidget(list_);
+  pages_->addWidget(empty_);
+  empty_->AddButton(tr("Get"), [this] { RunCommand(CommandId::MidiGet); });
+  connect(list_->bankModel(), &BankListModel::Explained, this, &TZKBank::Say);
+  connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
+    RefreshTools();
+    emit StateChanged();
+    emit InspectChanged();
+  });
+  connect(filter_, &SearchField::WordsChanged, this, [this] {
+    const int hits = list_->SetFilter(filter_->Words());
+    filter_->SetHits(filter_->Words().IsEmpty() ? -1 : hits);
+    list_->SetNothingFound(hits == 0 ? filter_->NothingFound() : QString());
+  });
+  connect(filter_, &SearchField::GoToList, list_, [this] { list_->setFocus(); });
+  connect(filter_, &SearchField::Left, list_, [this] { list_->setFocus(); });
+}
+
+// ---- what is shown --------------------------------------------------------------------------------------------------
 
 void TZKBank::DocumentChanged(const DocumentChange&) {
   Refresh();
 }
 
 void TZKBank::Refresh() {
-  heading_->setText(ShownUtf8(bank_.Title()));
-  const int count = bank_.PatchCount();
-  QString detail = count == 1 ? tr("1 patch") : tr("%1 patches").arg(count);
-  int defined = 0;
-  for (int patch = 0; patch < count; ++patch) defined += bank_.IsPatchDefined(patch);
-  if (!bank_.IsEmpty() && defined < count) detail = tr("%1 of %2 patches").arg(defined).arg(count);
-  if (const auto stamp = bank_.synth().timeStamp; stamp && !bank_.IsEmpty()) {
-    const QDateTime when = QDateTime::fromSecsSinceEpoch(stamp);
-    detail += tr(", received %1").arg(when.toString(QStringLiteral("yyyy-MM-dd HH:mm")));
-  }
-  detail_->setText(detail);
-  for (const auto& [command, button] : buttons_) button->setEnabled(CommandEnabled(command));
-  if (bank_.IsBusy()) {
-    status_->setText(tr("Transferring..."));
-  } else if (bank_.IsEmpty()) {
-    status_->setText(tr("Nothing received yet. Choose Get to request this data from the instrument."));
-  } else if (status_->text().isEmpty() || status_->text() == tr("Transferring...")) {
-    status_->setText(ShownLatin1(bank_.StatusText()));
-  }
+  RefreshHeader();
+  RefreshTools();
+  QWidget* page = bank_.IsEmpty() && !bank_.IsBusy() ? static_cast<QWidget*>(empty_) : list_;
+  if (pages_->currentWidget() == page) return;
+  const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
+  pages_->setCurrentWidget(page);
+  setFocusProxy(page == list_ ? page : empty_->findChild<QPushButton*>());
+  filter_->setEnabled(page == list_);
+  if (focus) setFocus();
 }
 
-void TZKBank::Say(const QString& text) {
-  status_->setText(text);
-  InstrumentWindow::Say(text);
+void TZKBank::ShowSoFar(DataFilePtr soFar, int done, int all) {
+  progress_ = soFar ? tr("%1 of %2 patches received").arg(done).arg(all) : QString();
+  if (list_) list_->bankModel()->ShowSoFar(std::move(soFar));
+  RefreshHeader();
+}
+
+// Of its file; of what it was taken out of; of the instrument and the day.
+QString TZKBank::ShownName() const {
+  if (!bank_.path().empty()) return ShownUtf8(WithoutExtension(bank_.FileName()));
+  if (!bank_.OriginName().empty()) return ShownUtf8(bank_.OriginName());
+  const QString instrument = ShownUtf8(bank_.InstrumentName());
+  const auto stamp = bank_.synth().timeStamp;
+  if (!stamp || bank_.IsEmpty()) return tr("New %1").arg(ShownUtf8(bank_.Title()));
+  const QDate day = QDateTime::fromSecsSinceEpoch(stamp).date();
+  return tr("from %1, %2").arg(instrument, QLocale().toString(day, QStringLiteral("d MMM")));
+}
+
+QString TZKBank::Counts() const {
+  const int count = bank_.PatchCount();
+  const int defined = bank_.DefinedPatches();
+  if (bank_.IsEmpty()) return {};
+  if (defined < count) return tr("%1 of %2 patches").arg(defined).arg(count);
+  return count == 1 ? tr("1 patch") : tr("%1 patches").arg(count);
+}
+
+void TZKBank::RefreshHeader() {
+  const QString instrument = ShownUtf8(bank_.InstrumentName());
+  if (header_->Title().isEmpty()) {
+    header_->SetPicture(InstrumentPicture(instrument.section(QLatin1Char(' '), 0, 0),
+                                          instrument.section(QLatin1Char(' '), 1), DocumentHeader::kPicture,
+                                          devicePixelRatioF()));
+  }
+  header_->SetTitle(ShownName());
+  const int changed = bank_.CountDifferent(false);
+  const int unsent = bank_.IsEmpty() ? 0 : bank_.CountDifferent(true);
+  QStringList parts{ShownUtf8(bank_.Title())};
+  if (const QString counts = Counts(); !counts.isEmpty() && progress_.isEmpty()) parts << counts;
+  if (bank_.IsBusy()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
+  if (changed > 0 && bank_.PatchCount() > 1) parts << tr("%1 changed since saved").arg(changed);
+  if (unsent > 0 && bank_.PatchCount() > 1) parts << tr("%1 not sent to the instrument").arg(unsent);
+  header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
+  header_->SetMark(Mark::Changed, bank_.IsModified(), bank_.path().empty() ? tr("in no file yet") : QString());
+  header_->SetMark(Mark::Unsent, unsent > 0);
+}
+
+void TZKBank::RefreshTools() {
+  for (const auto& [command, button] : buttons_) button->setEnabled(CommandEnabled(command));
+  for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
+  const bool some = CommandEnabled(CommandId::MidiSendChanged);
+  const std::vector<std::uint8_t> changed = ChangedPatches();
+  send_->setText(some ? tr("Send %1 changed").arg(std::count(changed.begin(), changed.end(), 1)) : tr("Send"));
+  SetAccessibleName(send_, send_->text());
+  SetToolTip(send_, CommandTip(some ? CommandId::MidiSendChanged : CommandId::MidiTransmit));
+  send_->setEnabled(CommandEnabled(CommandId::MidiTransmit));
+}
+
+InspectorContent TZKBank::Inspect() {
+  return InspectBank(bank_, list_ ? list_->CurrentPatch() : -1);
+}
+
+// ---- commands -------------------------------------------------------------------------------------------------------
+
+std::vector<std::uint8_t> TZKBank::ChangedPatches() const {
+  std::vector<std::uint8_t> mask;
+  if (!bank_.PatchesGoAlone()) return mask;
+  int count = 0;
+  for (int patch = 0; patch < bank_.PatchCount(); ++patch) {
+    mask.push_back(bank_.IsPatchDefined(patch) && bank_.DiffersFromInstrument(patch) ? 1 : 0);
+    count += mask.back();
+  }
+  if (count == 0 || count == bank_.PatchCount()) mask.clear();
+  return mask;
 }
 
 bool TZKBank::CommandEnabled(CommandId command) const {
   switch (command) {
     case CommandId::EditRename:
       return !bank_.IsBusy() && bank_.NameLength() > 0 && !bank_.IsEmpty() && list_ && list_->CurrentPatch() >= 0;
+    case CommandId::EditCopyNames:
+    case CommandId::FilePrint:
+      return !bank_.IsEmpty();
     case CommandId::EditSelectAll:
       return true;
     default:
@@ -127,11 +235,28 @@ bool TZKBank::CommandEnabled(CommandId command) const {
 QString TZKBank::CommandRefusal(CommandId command) const {
   if (command == CommandId::EditRename && !bank_.IsBusy())
     return bank_.NameLength() == 0 ? tr("This data has no names.") : tr("There is no patch to rename yet.");
+  if (command == CommandId::EditCopyNames || command == CommandId::FilePrint) return tr("Nothing was received yet.");
   return InstrumentWindow::CommandRefusal(command);
 }
 
-InspectorContent TZKBank::Inspect() {
-  return InspectBank(bank_, list_ ? list_->CurrentPatch() : -1);
+std::vector<int> TZKBank::MeantPatches() const {
+  std::vector<int> patches = list_->SelectedPatches();
+  if (patches.size() > 1) return patches;
+  patches.clear();
+  for (int patch = 0; patch < bank_.PatchCount(); ++patch) patches.push_back(patch);
+  return patches;
+}
+
+std::vector<std::string> TZKBank::NameLines() const {
+  return bank_.NameLines(MeantPatches());
+}
+
+void TZKBank::CopyNames() {
+  const std::vector<std::string> lines = NameLines();
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  if (CopyText(context().prompts(), FromUtf8(text)))
+    Say(lines.size() == 1 ? tr("1 name was copied.") : tr("%1 names were copied.").arg(lines.size()));
 }
 
 void TZKBank::RunCommand(CommandId command) {
@@ -143,6 +268,13 @@ void TZKBank::RunCommand(CommandId command) {
       break;
     case CommandId::EditSelectAll:
       list_->selectAll();
+      break;
+    case CommandId::EditCopyNames:
+      CopyNames();
+      break;
+    case CommandId::FilePrint:
+      PrintLines(ShownName() + QStringLiteral(" - ") + ShownUtf8(bank_.Title()), NameLines(), context().prompts(),
+                 context().DataFolder(), this);
       break;
     default:
       InstrumentWindow::RunCommand(command);

@@ -6,14 +6,19 @@
 
 #include "bank/bank_document.h"
 #include "ui/instrument_window.h"
-#include "ui/plain_text.h"
 
-class QBoxLayout;
+class QAction;
+class QStackedLayout;
 class QToolButton;
 
 namespace tonalith {
 
+class DocumentHeader;
+class EmptyState;
+class SearchField;
+class ToolRow;
 class ZKBankListCtrl;
+enum class Glyph;
 
 // The bank editor's window.
 class TZKBank final : public InstrumentWindow {
@@ -26,6 +31,8 @@ class TZKBank final : public InstrumentWindow {
   ZKBankDoc& document() { return bank_; }
   const ZKBankDoc& document() const { return bank_; }
   ZKBankListCtrl* list() { return list_; }
+  SearchField* filter() { return filter_; }
+  DocumentHeader* header() { return header_; }
 
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
@@ -35,26 +42,44 @@ class TZKBank final : public InstrumentWindow {
   DataFile* dataFile() const override { return bank_.dataFile(); }
   void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }
   void PatchesArrived() override { bank_.PatchesArrived(); }
-  void EndReceive() override { bank_.EndReceive(); }
+  void ShowSoFar(DataFilePtr soFar, int done, int all) override;
+  void EndReceive(bool all) override { bank_.EndReceive(all); }
+  std::vector<std::uint8_t> ChangedPatches() const override;
+  bool DiffersFromInstrument() const override { return !bank_.IsEmpty() && bank_.CountDifferent(true) > 0; }
+  void WasSent(const std::vector<std::uint8_t>& patches) override { bank_.WasSent(patches); }
 
  protected:
-  void Say(const QString& text) override;
   void DocumentChanged(const DocumentChange& change) override;
   std::string WindowName() const override { return "Bank Editor"; }
   std::string SaveTitle() const override { return "Save Data As ?"; }
 
  private:
-  void BuildHeading(QBoxLayout* column);
-  void BuildTools(QBoxLayout* column);
-  void AddButton(QBoxLayout* row, CommandId command, const QString& text, const QString& tip);
+  void BuildTools();
+  void BuildMore();
+  void BuildList();
+  QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
+  void AddMore(Glyph glyph, CommandId command, const QString& text);
   void Refresh();
+  void RefreshHeader();
+  void RefreshTools();
+  QString ShownName() const;
+  QString Counts() const;
+  // The patches that a command means: the selected ones, or all.
+  std::vector<int> MeantPatches() const;
+  std::vector<std::string> NameLines() const;
+  void CopyNames();
 
   ZKBankDoc& bank_;  // the window's document
-  ZKBankListCtrl* list_ = nullptr;
-  PlainLabel* heading_ = nullptr;
-  PlainLabel* detail_ = nullptr;
-  PlainLabel* status_ = nullptr;
+  DocumentHeader* header_;
+  ToolRow* tools_;
+  SearchField* filter_;
+  QStackedLayout* pages_;
+  ZKBankListCtrl* list_;
+  EmptyState* empty_;
+  QToolButton* send_ = nullptr;
+  QString progress_;  // of a Get
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
+  std::vector<std::pair<CommandId, QAction*>> more_;
 };
 
 }  // namespace tonalith

@@ -1,32 +1,19 @@
 #include "studio/ui/studio_report.h"
 
-#include <QBuffer>
 #include <QFontDatabase>
 #include <QHBoxLayout>
-#include <QPainter>
-#include <QPdfWriter>
 #include <QPlainTextEdit>
-#include <QPrintDialog>
-#include <QPrinter>
-#include <QPrinterInfo>
 #include <QPushButton>
 #include <QVBoxLayout>
-#include <algorithm>
 
 #include "platform/atomic_file.h"
 #include "ui/clipboard.h"
 #include "ui/plain_text.h"
+#include "ui/printing.h"
 #include "ui/qt_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {
-
-namespace {
-
-constexpr char kPrintFailure[] = "Failed to StartDoc error";
-constexpr int kLinesOfPage = 66;
-
-}  // namespace
 
 StudioReportWindow::StudioReportWindow(const QString& title, const QString& text, const std::string& folder,
                                        const std::string& file, Prompts& prompts, QWidget* parent)
@@ -78,63 +65,26 @@ void StudioReportWindow::Copy() {
   CopyText(prompts_, text());
 }
 
-bool PaintListing(const std::vector<StudioListingPage>& pages, QPagedPaintDevice& device) {
-  QPainter painter;
-  if (!painter.begin(&device)) return false;
-  const QRectF field(0, 0, device.width(), device.height());
-  qsizetype columns = 80;
-  for (const auto& page : pages) {
-    for (const auto& line : page) columns = std::max(columns, ShownUtf8(line).size());
-  }
-  QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  font.setPixelSize(100);
-  const QFontMetricsF metrics(font, &device);
-  const qreal fit = std::min(field.height() / (kLinesOfPage * metrics.lineSpacing()),
-                             field.width() / (static_cast<qreal>(columns) * metrics.horizontalAdvance('M')));
-  font.setPixelSize(std::max(1, static_cast<int>(100 * fit)));
-  painter.setFont(font);
-  const qreal step = field.height() / kLinesOfPage;
-  bool first = true;
-  for (const auto& page : pages) {
-    if (!first) device.newPage();
-    first = false;
-    for (std::size_t i = 0; i < page.size(); ++i)
-      painter.drawText(QPointF(0, static_cast<qreal>(i + 1) * step), ShownUtf8(page[i]));
-  }
-  return painter.end();
+namespace {
+
+PrintJob JobOf(const ZKStudioDoc& studio) {
+  PrintJob job;
+  job.title = QStringLiteral("Studio");
+  job.ask = "Print Studio to PDF...";
+  job.folder = studio.paths().data.string();
+  job.name = "Studio.pdf";
+  job.pages = [&studio] { return studio.DrvPrint(kLinesOfPage); };
+  return job;
 }
 
+}  // namespace
+
 void PrintStudioToPdf(const ZKStudioDoc& studio, Prompts& prompts) {
-  FilePrompt prompt;
-  prompt.title = "Print Studio to PDF...";
-  prompt.folder = studio.paths().data.string();
-  prompt.name = "Studio.pdf";
-  prompt.patterns = {"PDF (*.pdf *.PDF)"};
-  prompt.save = true;
-  const std::string path = prompts.File(prompt);
-  if (path.empty()) return;
-  QBuffer pdf;
-  pdf.open(QIODevice::WriteOnly);
-  bool painted = false;
-  {
-    QPdfWriter writer(&pdf);
-    writer.setPageSize(QPageSize(QPageSize::A4));
-    writer.setTitle(QStringLiteral("Studio"));
-    painted = PaintListing(studio.DrvPrint(kLinesOfPage), writer);
-  }
-  if (!painted) return static_cast<void>(prompts.Say("Print", kPrintFailure));
-  const QByteArray& bytes = pdf.data();
-  const Result written =
-      WriteFileAtomically(path, std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
-  if (!written.ok()) prompts.Say("Print", written.text);
+  PrintToPdf(JobOf(studio), prompts);
 }
 
 void PrintStudio(const ZKStudioDoc& studio, Prompts& prompts, QWidget* parent) {
-  if (QPrinterInfo::availablePrinterNames().isEmpty()) return PrintStudioToPdf(studio, prompts);
-  QPrinter printer(QPrinter::HighResolution);
-  QPrintDialog dialog(&printer, parent);
-  if (dialog.exec() != QDialog::Accepted) return;
-  if (!PaintListing(studio.DrvPrint(kLinesOfPage), printer)) prompts.Say("Print", kPrintFailure);
+  Print(JobOf(studio), prompts, parent);
 }
 
 }  // namespace tonalith

@@ -5,7 +5,6 @@
 
 #include "studio/ui/studio_host.h"
 
-class QPagedPaintDevice;
 class QPlainTextEdit;
 
 namespace tonalith {
@@ -27,9 +26,6 @@ class StudioReportWindow final : public QDialog {
   std::string folder_, file_;
   Prompts& prompts_;
 };
-
-// Draws the pages of a listing in a fixed-width font that lets them fit.  False: painting could not start.
-bool PaintListing(const std::vector<StudioListingPage>& pages, QPagedPaintDevice& device);
 
 // Prints the studio's listing: the system's dialog when there is a printer, else a PDF file whose name is asked for.
 void PrintStudio(const ZKStudioDoc& studio, Prompts& prompts, QWidget* parent);

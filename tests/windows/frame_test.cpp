@@ -13,6 +13,7 @@
 
 #include "app/command_menus.h"
 #include "bank/ui/bank_list.h"
+#include "bank/ui/bank_model.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "ui/midi_activity.h"

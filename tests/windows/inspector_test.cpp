@@ -8,6 +8,7 @@
 #include <QToolButton>
 
 #include "bank/ui/bank_list.h"
+#include "bank/ui/bank_model.h"
 #include "tests/windows/window_test_tools.h"
 
 namespace tonalith {

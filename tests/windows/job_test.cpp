@@ -6,6 +6,7 @@
 #include "app/transfer_strip.h"
 #include "app/workspace.h"
 #include "bank/ui/bank_list.h"
+#include "bank/ui/bank_model.h"
 #include "platform/atomic_file.h"
 #include "ui/style/strip_row.h"
 #include "ui/transfer_windows.h"

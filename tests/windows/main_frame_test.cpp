@@ -200,7 +200,11 @@ TEST_F(MainFrameTest, RawSysExIsListedSentAndSaved) {
 // ---- sending --------------------------------------------------------------------------------------------------------
 
 TEST_F(MainFrameTest, RawAndMidiFilesAreSent) {
-  Start({"file " + Path("no.syx"), "ok", "file " + Path("two.mid")});
+  Start();
+  const std::string port = basics().out().OUTGETPORTNAME(0);
+  Stop();
+  Start({"file " + Path("no.syx"), "text " + port, "ok", "file " + Path("two.mid"), "cancel", "file " + Path("two.mid"),
+         "text " + port});
   Write("no.syx", {0, 0xF0, 0x7D, 0xF7});
   const SmfMessage messages[] = {{kMessage, 0}, {kMessage, 30}};
   Write("two.mid", WriteSmfSysEx(messages));
@@ -208,6 +212,8 @@ TEST_F(MainFrameTest, RawAndMidiFilesAreSent) {
   frame().ActionOf(CommandId::SendSysEx)->trigger();
   EXPECT_TRUE(Logged("Choose MIDIX File to Send?"));
   EXPECT_TRUE(Logged("File doesn't appear to contain valid MIDI data!"));
+  frame().ActionOf(CommandId::SendMidiFile)->trigger();
+  EXPECT_TRUE(Logged("Send two.mid to this MIDI OUT port:")) << "cancelled";
   frame().ActionOf(CommandId::SendMidiFile)->trigger();
   EXPECT_TRUE(WaitFor([this] { return Sent() == std::vector<std::string>(2, "0:F07D010203F7"); })) << LogText();
 }

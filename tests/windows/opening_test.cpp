@@ -1,8 +1,8 @@
 // Files of SysEx as windows show them.
 
-#include <QPushButton>
 #include <QStatusBar>
 #include <QTableView>
+#include <QToolButton>
 
 #include "app/child_windows.h"
 #include "app/recognised_files.h"
@@ -120,8 +120,10 @@ TEST_F(OpeningTest, ManyPatchesAreBanksInTheOrderOfTheFile) {
   EXPECT_EQ(Windows<TZKBank>().size(), 4u);
   EXPECT_TRUE(Windows<RawSysExWindow>().empty());
   EXPECT_EQ(Names(), FirstNames(200));
+  int number = 0;
   for (TZKBank* window : Windows<TZKBank>()) {
-    EXPECT_EQ(window->windowTitle().toStdString(), "Kawai K4 Single Bank: many.syx[*]");
+    EXPECT_EQ(window->windowTitle().toStdString(),
+              "Kawai K4 Single Bank: many " + std::to_string(++number) + ".syx[*]");
     EXPECT_FALSE(window->document().IsModified());
   }
   EXPECT_NE(Status().find("many.syx: 200 pieces of data in 4 windows"), std::string::npos) << Status();
@@ -148,9 +150,9 @@ TEST_F(OpeningTest, WhatIsTooMuchForWindowsIsListed) {
     const std::string held = holds.data().toString().toStdString();
     EXPECT_EQ(held.rfind("Yamaha TX81Z Voice", 0), 0u) << held;
     EXPECT_NE(held.find("\"P39"), std::string::npos) << held;
-    const auto opener = [&]() -> QPushButton* {
-      for (auto* button : list->findChildren<QPushButton*>())
-        if (button->text() == QStringLiteral("&Open as Data")) return button;
+    const auto opener = [&]() -> QToolButton* {
+      for (auto* button : list->findChildren<QToolButton*>())
+        if (button->accessibleName() == QStringLiteral("Open as Data")) return button;
       return nullptr;
     };
     ASSERT_NE(opener(), nullptr);

@@ -4,8 +4,8 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QPushButton>
 #include <QTableView>
+#include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -15,6 +15,10 @@
 #include "services/settings.h"
 #include "services/transfer_files.h"
 #include "ui/plain_text.h"
+#include "ui/style/document_header.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/tool_row.h"
 
 namespace tonalith {
 
@@ -86,6 +90,11 @@ QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
   const bool number = index.column() < kHolds;
   if (role == Qt::TextAlignmentRole && number) return QVariant(Qt::AlignRight | Qt::AlignVCenter);
   if (role == Qt::FontRole && index.column() == kBytes) return QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  if (role == kNumberRole) return number;
+  if (role == kMarksRole && index.column() == kHolds) {
+    const SysExName* name = PieceOf(row);
+    return !row.complete || (name && name->damaged) ? MarksOf({Mark::Damaged}) : QVariant();
+  }
   if (role != Qt::DisplayRole) return {};
   switch (index.column()) {
     case kNumber:
@@ -117,12 +126,8 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
       list_(new QTableView(this)),
       port_(new QComboBox(this)) {
   auto* column = new QVBoxLayout(this);
-  const int count = model_->rowCount();
-  const std::size_t size = bytes().bytes().size();
-  QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
-  if (bytes().unlistedBytes() > 0) heading += tr("; the last %1 bytes are not listed").arg(bytes().unlistedBytes());
-  if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
-  column->addWidget(new PlainLabel(heading, this));
+  SetSpace(column, kWideGap, kGap + kSmallGap);
+  BuildHeader(column);
   BuildTools(column);
   BuildList(column);
   UpdateTitle();
@@ -142,38 +147,50 @@ QString RawSysExWindow::TitleText() const {
   return tr("Raw SysEx - %1").arg(ShownUtf8(NameOfFile()));
 }
 
-void RawSysExWindow::BuildTools(QBoxLayout* column) {
-  auto* row = new QHBoxLayout;
+void RawSysExWindow::BuildHeader(QBoxLayout* column) {
+  const int count = model_->rowCount();
+  const std::size_t size = bytes().bytes().size();
+  QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
+  if (bytes().unlistedBytes() > 0) heading += tr("; the last %1 bytes are not listed").arg(bytes().unlistedBytes());
+  if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
+  auto* header = new DocumentHeader(this);
+  header->SetTitle(ShownUtf8(NameOfFile()));
+  header->SetSecondary(tr("Raw SysEx") + QStringLiteral(" \u00B7 ") + heading);
   auto* portLabel = new PlainLabel(tr("&Port:"), this);
   portLabel->setBuddy(port_);
+  SetSecondaryText(portLabel);
   for (const auto& name : services_.outPorts) port_->addItem(ShownUtf8(name));
   port_->setCurrentIndex(std::clamp(services_.settings.MainMidiXPort(-1), 0, std::max(0, port_->count() - 1)));
   port_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   port_->setMinimumContentsLength(16);
-  auto* send = new QPushButton(tr("&Send"), this);
-  SetToolTip(send, tr("Send the selected messages, or all of them, as they are"));
+  port_->setAccessibleName(tr("MIDI OUT port"));
+  header->AddRight(portLabel);
+  header->AddRight(port_);
+  column->addWidget(header);
+}
+
+void RawSysExWindow::BuildTools(QBoxLayout* column) {
+  auto* row = new ToolRow(this);
+  QToolButton* send =
+      row->Add(Glyph::Send, tr("Send"), tr("Send the selected messages, or all of them, as they are"), true);
   send->setEnabled(port_->count() > 0);
-  auto* open = new QPushButton(tr("&Open as Data"), this);
-  SetToolTip(open, tr("Open the selected messages as data of their instrument"));
+  QToolButton* open =
+      row->Add(Glyph::Open, tr("Open as Data"), tr("Open the selected messages as data of their instrument"));
   open->setEnabled(services_.openData != nullptr);
-  auto* save = new QPushButton(tr("Save &As..."), this);
-  SetToolTip(save, tr("Write the selected messages, or all bytes, to a file"));
-  row->addWidget(portLabel);
-  row->addWidget(port_, 1);
-  row->addWidget(send);
-  row->addWidget(open);
-  row->addWidget(save);
-  column->addLayout(row);
-  connect(send, &QPushButton::clicked, this, &RawSysExWindow::Send);
-  connect(open, &QPushButton::clicked, this, [this] { OpenRows(list_->selectionModel()->selectedRows()); });
-  connect(save, &QPushButton::clicked, this, &RawSysExWindow::SaveSelection);
+  QToolButton* save =
+      row->Add(Glyph::SaveAs, tr("Save As..."), tr("Write the selected messages, or all bytes, to a file"));
+  column->addWidget(row);
+  connect(send, &QToolButton::clicked, this, &RawSysExWindow::Send);
+  connect(open, &QToolButton::clicked, this, [this] { OpenRows(list_->selectionModel()->selectedRows()); });
+  connect(save, &QToolButton::clicked, this, &RawSysExWindow::SaveSelection);
 }
 
 void RawSysExWindow::BuildList(QBoxLayout* column) {
   list_->setModel(model_);
   list_->setAccessibleName(tr("Messages"));
   list_->setSelectionBehavior(QAbstractItemView::SelectRows);
-  list_->verticalHeader()->hide();
+  list_->setAlternatingRowColors(true);
+  DressList(list_);
   list_->setTabKeyNavigation(false);
   list_->setWordWrap(false);
   list_->horizontalHeader()->setStretchLastSection(true);

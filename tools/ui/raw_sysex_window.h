@@ -84,6 +84,7 @@ class RawSysExWindow final : public DocumentWindow {
 
  private:
   const RawSysExDocument& bytes() const;
+  void BuildHeader(QBoxLayout* column);
   void BuildTools(QBoxLayout* column);
   void BuildList(QBoxLayout* column);
   void Send();

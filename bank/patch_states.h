@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "data/data_records.h"
+
+namespace tonalith {
+
+// Which patches of some data are not as its file, or as its instrument, has them.  Keeps a number of 64 bits for what
+// each patch holds, not the patches themselves.
+class PatchStates {
+ public:
+  // The data as it is now; to be called after it has changed.
+  void Read(const DataFile& dataFile);
+  // The file holds the data as it was read last.
+  void FileHoldsAll() { file_ = now_; }
+  // The instrument holds these patches as they were read last; null: all.
+  void InstrumentHolds(const std::function<bool(std::size_t patch)>& which = {});
+
+  // Without a file nothing counts as changed.
+  bool DiffersFromFile(int patch) const;
+  // What was not changed since it came from a file or the instrument, or was sent there, does not differ.
+  bool DiffersFromInstrument(int patch) const;
+  // What the patch holds, as a number; another one when it changes.
+  std::uint64_t Sound(int patch) const;
+
+ private:
+  struct State {
+    std::uint64_t sound = 0;  // bytes, separate name, whether there is anything
+    std::uint64_t texts = 0;  // what is kept beside
+    bool operator==(const State&) const = default;
+  };
+  static State StateOf(const DataFile& dataFile, std::uint32_t patch, bool single);
+
+  std::vector<State> now_, file_;
+  std::vector<std::uint64_t> instrument_;
+};
+
+}  // namespace tonalith
