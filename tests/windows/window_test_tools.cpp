@@ -7,10 +7,12 @@
 #include <QPixmap>
 #include <QTest>
 #include <QUrl>
+#include <iostream>
 
 #include "control_walk.h"
 #include "midi/midi_output.h"
 #include "platform/atomic_file.h"
+#include "stall_probe.h"
 
 namespace tonalith {
 
@@ -100,10 +102,14 @@ bool DropFiles(QWidget* target, const std::vector<std::string>& files) {
 }
 
 void ProgramFixture::SetUp() {
+  ProbedApplication::TakeLongest();
   ::setenv("TONALITH_RESOURCES", TONALITH_BINARY_DIR "/share/tonalith", 1);
 }
 
 void ProgramFixture::TearDown() {
+  const Stall longest = ProbedApplication::TakeLongest();
+  RecordProperty("longest_event", longest.what + " " + std::to_string(longest.us) + " us");
+  std::cerr << "STALL " << longest.us << " " << longest.what << "\n";
   Stop();
   ::unsetenv("TONALITH_PROMPT_SCRIPT");
 }
