@@ -28,6 +28,7 @@
 #include "ui/patch_selector.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/look.h"
 
 namespace tonalith {
 
@@ -133,6 +134,7 @@ void CZKApp::PrepareInstruments(const Paths& paths) {
 }
 
 bool CZKApp::CreateMainFrame(Program& program) {
+  SetLook(static_cast<Look>(program.settings().MainLook(-1)));
   PrepareInstruments(program.paths());
   QApplication::setWindowIcon(QIcon(FromUtf8(program.paths().MainGetResourcePath() + "/ZKBmp/Tonalith.png")));
   ports_ = std::make_unique<OpenStudioPorts>(program.midi());

@@ -13,6 +13,7 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
+#include "ui/style/look.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -35,6 +36,16 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
                         {[&settings] { settings.MainAutoSaveLoadDesktop(!settings.MainAutoSaveLoadDesktop(-1)); },
                          {},
                          [&settings] { return settings.MainAutoSaveLoadDesktop(-1) != 0; }});
+  const std::pair<CommandId, Look> looks[] = {{CommandId::ViewLookSystem, Look::System},
+                                              {CommandId::ViewLookLight, Look::Light},
+                                              {CommandId::ViewLookDark, Look::Dark}};
+  for (const auto& [command, look] : looks)
+    frame_.menus.Register(command, {[&settings, wanted = look] {
+                                      settings.MainLook(static_cast<int>(wanted));
+                                      SetLook(wanted);
+                                    },
+                                    {},
+                                    [wanted = look] { return ShownLook() == wanted; }});
   frame_.menus.Register(CommandId::OptionsSavePreferences, {[this] { OnSavePreferences(); }});
   frame_.menus.Register(CommandId::OptionsUpdateKeyList, {[this] { OnUpdateKeyList(); }});
 }

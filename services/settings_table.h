@@ -156,7 +156,8 @@
 #define TONALITH_LATER_NUMBER_SETTINGS(X) \
   X(MainScriptSeconds, scriptSeconds, U8, nullptr, nullptr, 5, 1, 250, Plain, Midi, "Seconds a script may compute without waiting") \
   X(MainExtraAttempts, extraAttempts, U8, nullptr, nullptr, 2, 0, 10, Plain, Midi, "Extra attempts for data that does not come whole") \
-  X(MainReadTwice, readTwice, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Read data without checksums twice and compare")
+  X(MainReadTwice, readTwice, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Read data without checksums twice and compare") \
+  X(MainLook, look, U8, nullptr, nullptr, 0, 0, 2, Plain, None, "Look: as the desktop, light, dark")
 
 #define TONALITH_ALL_NUMBER_SETTINGS(X) \
   TONALITH_NUMBER_SETTINGS(X) \

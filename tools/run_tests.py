@@ -198,6 +198,22 @@ def stage_fuzz():
         note(short, ok, output[-4000:])
 
 
+def stage_gallery():
+    """Widget gallery: what windows are put together from, in both palettes at 100 and 200 percent, as pictures"""
+    folder = build("default", "test_style")
+    if not folder:
+        return
+    pictures = os.path.join(ROOT, folder, "artefacts", "gallery", "*.png")
+    for picture in glob.glob(pictures):
+        os.remove(picture)
+    ok, output = call([os.path.join(ROOT, folder, "bin", "test_style"), "--gtest_filter=Gallery.*"], timeout=300,
+                      env={"QT_QPA_PLATFORM": "offscreen", "QT_LOGGING_RULES": "qt.qpa.*=false",
+                           "XDG_RUNTIME_DIR": runtime_folder()})
+    count = len(glob.glob(pictures))
+    note("widget gallery", ok and count > 0, output[-3000:])
+    print(f"{count} pictures in {os.path.dirname(pictures)}", flush=True)
+
+
 def stage_scripts():
     """End-to-end runs: the program in a window, jackd, the ALSA machine, foreign programs"""
     for script in sorted(glob.glob(os.path.join(ROOT, "tests", "end_to_end", "*.sh"))):
@@ -213,8 +229,8 @@ def stage_scripts():
         print(f"{name}: {time.time() - start:.1f} s", flush=True)
 
 
-STAGES = {"default": stage_default, "style": stage_style, "alone": stage_alone, "scripts": stage_scripts, "hardened": stage_hardened,
-          "asan": stage_asan, "tsan": stage_tsan, "fuzz": stage_fuzz}
+STAGES = {"default": stage_default, "gallery": stage_gallery, "style": stage_style, "alone": stage_alone,
+          "scripts": stage_scripts, "hardened": stage_hardened, "asan": stage_asan, "tsan": stage_tsan, "fuzz": stage_fuzz}
 
 
 def main(arguments):

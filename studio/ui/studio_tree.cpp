@@ -10,9 +10,9 @@
 #include <algorithm>
 
 #include "studio/ui/studio_pictures.h"
-#include "ui/led_colors.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/colours.h"
 
 namespace tonalith {
 
@@ -140,15 +140,15 @@ QPixmap PortStateMark(PortState state, const QPalette& palette, int size, qreal 
   mark.fill(Qt::transparent);
   QPainter painter(&mark);
   painter.setRenderHint(QPainter::Antialiasing);
-  const QColor colour = state == PortState::There  ? QColor(kLedPortThere)
-                        : state == PortState::Gone ? QColor(kLedPortMissing)
+  const QColor colour = state == PortState::There  ? ColourOf(Shade::Ok)
+                        : state == PortState::Gone ? ColourOf(Shade::Danger)
                                                    : palette.color(QPalette::Disabled, QPalette::Text);
   painter.setPen(QPen(colour, 1.6));
   if (state != PortState::None) painter.setBrush(colour);
   const qreal edge = size * (state == PortState::Gone ? 0.18 : 0.26);
   painter.drawEllipse(QRectF(edge, edge, size - 2 * edge, size - 2 * edge));
   if (state != PortState::Gone) return mark;
-  painter.setPen(QPen(Qt::white, 1.8));
+  painter.setPen(QPen(ColourOf(Shade::Surface), 1.8));
   painter.drawLine(QPointF(edge * 1.5, size / 2.0), QPointF(size - edge * 1.5, size / 2.0));
   return mark;
 }

@@ -65,7 +65,7 @@ std::vector<SourceFile> FilesOfWindows() {
 
 TEST(House, WindowsTakeTextsThroughOneDoor) {
   constexpr char kDoor[] = "ui/plain_text.h";
-  constexpr char kHere[] = "ui/plain_text.";
+  constexpr char kHere[] = "ui/style/plain_text.";
   constexpr char kPrompts[] = "ui/qt_prompts.cpp";
   const auto files = FilesOfWindows();
   EXPECT_GT(files.size(), 60u);
@@ -81,7 +81,20 @@ TEST(House, WindowsTakeTextsThroughOneDoor) {
               {"", "\\bappendHtml\\(", kDoor},
               {"", "\\b(QErrorMessage|QTextEdit|QTextBrowser|QTextDocument|QStaticText|QWhatsThis)\\b", kDoor},
               {kHere, "\\baccessibleName\\(|setAccessibleName\\((?!tr\\()", kDoor},
-              {"ui/qt_text.h", "\\b(QString::fromStdString|fromLocal8Bit|QString::fromUtf8)\\(", kDoor}});
+              {"ui/style/qt_text.h", "\\b(QString::fromStdString|fromLocal8Bit|QString::fromUtf8)\\(", kDoor}});
+}
+
+TEST(House, ColoursHaveOneDoor) {
+  constexpr char kDoor[] = "ColourOf of ui/style/colours.h";
+  constexpr char kHere[] = "ui/style/colours.cpp";
+  std::vector<SourceFile> files = FilesOfWindows();
+  std::erase_if(files, [](const SourceFile& file) { return file.path == "ui/icon_bar.cpp"; });  // tints pictures
+  ExpectOnlyDoors(
+      files, {{kHere, "\\bQColor( \\w+)?\\(( +\\)|0[xX]|[0-9])", kDoor},
+              {kHere, "\\b(fromRgb|fromRgba|fromHsv|fromHsl|qRgb|qRgba)\\(", kDoor},
+              {kHere, "\\bQRgb\\b|\\b0[xX][fF]{2}[0-9A-Fa-f]{6}\\b", kDoor},
+              {kHere, "\\bQt::(dark|light)?([rR]ed|[gG]reen|[bB]lue|[cC]yan|[mM]agenta|[yY]ellow|[gG]ray)\\b", kDoor},
+              {kHere, "\\bsetStyleSheet\\(", "ui/style"}});
 }
 
 // What a call is an argument of: the name before the bracket around it; "" when it is none.
@@ -122,7 +135,8 @@ TEST(House, ShownBytesGoThroughTheDoor) {
       "if (text.remove('&').remove(QStringLiteral(\"...\")) != FromUtf8(name)) continue;",
       "return FromLatin1(index.column() == kNumber ? document_.NumberText(patch) : document_.GetPatchName(patch));"};
   for (const SourceFile& file : FilesOfWindows()) {
-    if (file.path.starts_with("ui/plain_text.") || file.path == "ui/qt_text.h" || file.path == "ui/qt_prompts.cpp")
+    if (file.path.starts_with("ui/style/plain_text.") || file.path == "ui/style/qt_text.h" ||
+        file.path == "ui/qt_prompts.cpp")
       continue;
     const std::string code = CodeOf(file.path);
     const std::regex conversion("\\bFrom(Utf8|Latin1)\\(");

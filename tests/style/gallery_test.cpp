@@ -4,23 +4,39 @@
 
 #include <QApplication>
 #include <QBoxLayout>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QGridLayout>
+#include <QGroupBox>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QListView>
+#include <QMainWindow>
+#include <QMenu>
+#include <QMenuBar>
 #include <QPainter>
+#include <QProgressBar>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QSplitter>
 #include <QStandardItemModel>
+#include <QStatusBar>
+#include <QTableWidget>
 #include <QToolButton>
+#include <QTreeWidget>
 #include <functional>
 
-#include "ui/plain_text.h"
 #include "ui/style/command_list.h"
 #include "ui/style/document_header.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/inspector_rows.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/look.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/strip_row.h"
@@ -212,6 +228,136 @@ Made Marks() {
   return box;
 }
 
+QWidget* Fields(QWidget* parent) {
+  auto* page = new QWidget(parent);
+  auto* grid = new QGridLayout(page);
+  SetSpace(grid, kWideGap, kGap);
+  auto* edit = new QLineEdit(QStringLiteral("Dawn Pad"));
+  auto* off = new QLineEdit(QStringLiteral("switched off"));
+  off->setEnabled(false);
+  auto* combo = new QComboBox;
+  combo->addItems({QStringLiteral("MIDI Out 1"), QStringLiteral("MIDI Out 2")});
+  auto* open = new QComboBox;
+  open->setEditable(true);
+  open->addItem(QStringLiteral("typed"));
+  auto* spin = new QSpinBox;
+  spin->setSuffix(QStringLiteral(" ms"));
+  spin->setValue(75);
+  auto* slider = new QSlider(Qt::Horizontal);
+  slider->setValue(30);
+  auto* bar = new QProgressBar;
+  bar->setValue(36);
+  QWidget* rows[] = {edit, off, combo, open, spin, slider, bar};
+  int row = 0;
+  for (QWidget* widget : rows) {
+    grid->addWidget(new PlainLabel(QStringLiteral("Label")), row, 0);
+    grid->addWidget(widget, row++, 1);
+  }
+  row = 0;
+  for (const bool on : {true, false}) {
+    for (const bool enabled : {true, false}) {
+      auto* check = new QCheckBox(QStringLiteral("Check"));
+      auto* radio = new QRadioButton(QStringLiteral("Radio"));
+      radio->setAutoExclusive(false);
+      for (QAbstractButton* button : {static_cast<QAbstractButton*>(check), static_cast<QAbstractButton*>(radio)}) {
+        button->setEnabled(enabled);
+        button->setCheckable(true);
+        button->setChecked(on);
+      }
+      grid->addWidget(check, row, 2);
+      grid->addWidget(radio, row++, 3);
+    }
+  }
+  auto* group = new QGroupBox(QStringLiteral("Group"));
+  auto* inside = new QVBoxLayout(group);
+  inside->addWidget(new QCheckBox(QStringLiteral("Inside")));
+  grid->addWidget(group, 4, 2, 3, 2);
+  return page;
+}
+
+QTableWidget* Table(QWidget* parent) {
+  auto* table = new QTableWidget(6, 3, parent);
+  table->setHorizontalHeaderLabels({QStringLiteral("No"), QStringLiteral("Name"), QStringLiteral("Size")});
+  for (int row = 0; row < 6; ++row) {
+    auto* number = new QTableWidgetItem(QString::number(row * 7 + 1));
+    number->setData(kNumberRole, true);
+    auto* size = new QTableWidgetItem(QStringLiteral("%1 bytes").arg(row * 111));
+    size->setData(kNumberRole, true);
+    table->setItem(row, 0, number);
+    table->setItem(row, 1, new QTableWidgetItem(QStringLiteral("Patch")));
+    table->setItem(row, 2, size);
+  }
+  table->setSelectionBehavior(QAbstractItemView::SelectRows);
+  DressList(table);
+  table->selectRow(2);
+  table->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
+  return table;
+}
+
+QTreeWidget* Tree(QWidget* parent) {
+  auto* tree = new QTreeWidget(parent);
+  tree->setHeaderHidden(true);
+  for (const char* name : {"Yamaha DX7", "Kawai K4"}) {
+    auto* item = new QTreeWidgetItem(tree, {QString::fromLatin1(name)});
+    item->setData(0, kAsideMarksRole, MarksOf({Mark::Found}));
+    item->setFont(0, HeadingFont(tree->font()));
+    for (const char* type : {"Voice Bank", "Voice"}) {
+      auto* kind = new QTreeWidgetItem(item, {QString::fromLatin1(type)});
+      auto* bank = new QTreeWidgetItem(kind, {QStringLiteral("Stage bank")});
+      bank->setData(0, kAsideMarksRole, MarksOf({Mark::Changed, Mark::Unsent}));
+    }
+  }
+  tree->expandAll();
+  DressList(tree);
+  tree->setCurrentItem(tree->topLevelItem(0)->child(0)->child(0));
+  return tree;
+}
+
+Made Widgets() {
+  auto page = std::make_unique<QWidget>();
+  auto* column = new QVBoxLayout(page.get());
+  SetSpace(column, kWideGap, kGap);
+  auto* tabs = new QTabWidget;
+  tabs->setTabsClosable(true);
+  tabs->setDocumentMode(true);
+  tabs->addTab(Fields(tabs), QStringLiteral("Stage bank"));
+  tabs->addTab(new QWidget, QStringLiteral("K4, 22 Nov"));
+  tabs->addTab(new QWidget, QStringLiteral("Bells and basses"));
+  column->addWidget(tabs);
+  auto* lists = new QSplitter;
+  lists->addWidget(Tree(lists));
+  lists->addWidget(Table(lists));
+  column->addWidget(lists);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel | QDialogButtonBox::Discard);
+  SetPrimary(buttons->button(QDialogButtonBox::Save));
+  buttons->button(QDialogButtonBox::Discard)->setEnabled(false);
+  column->addWidget(buttons);
+  page->resize(640, 640);
+  return page;
+}
+
+Made Menus() {
+  auto window = std::make_unique<QMainWindow>();
+  QMenu* menu = window->menuBar()->addMenu(QStringLiteral("&File"));
+  window->menuBar()->addMenu(QStringLiteral("&Edit"));
+  menu->addAction(IconOf(Glyph::Open), QStringLiteral("&Open..."), QKeySequence(QStringLiteral("Ctrl+O")), [] {});
+  menu->addAction(IconOf(Glyph::Save), QStringLiteral("&Save"))->setEnabled(false);
+  menu->addSeparator();
+  QAction* checked = menu->addAction(QStringLiteral("Status &bar"));
+  checked->setCheckable(true);
+  checked->setChecked(true);
+  menu->addMenu(QStringLiteral("&Recent files"))->addAction(QStringLiteral("none"));
+  menu->setActiveAction(menu->actions().first());
+  auto* shown = new QWidget;
+  auto* column = new QVBoxLayout(shown);
+  menu->setParent(shown, Qt::Widget);
+  column->addWidget(menu);
+  menu->show();
+  window->setCentralWidget(shown);
+  window->statusBar()->addWidget(new PlainLabel(QStringLiteral("Dawn Pad moved to 2.")));
+  return window;
+}
+
 struct Piece {
   const char* name;
   std::function<Made()> make;
@@ -226,6 +372,8 @@ const Piece kPieces[] = {
     {"commands", Commands},
     {"empty", Empty},
     {"marks", Marks},
+    {"widgets", Widgets},
+    {"menus", Menus},
 };
 
 bool IsOneColour(const QImage& image) {

@@ -62,6 +62,7 @@ QColor KeyboardPicture::FillOf(int note, const QColor& resting) const {
 }
 
 void KeyboardPicture::paintEvent(QPaintEvent*) {
+  // Keys are ivory and ebony whatever the palette is.
   const QColor white = WhiteKey(), black = BlackKey(), line = Between(white, black, 0.6);
   QPainter painter(this);
   painter.setPen(line);
@@ -115,7 +116,7 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
     auto* label = new PlainLabel(QString::number(channel + 1), this);
     QPalette colors = label->palette();
     colors.setColor(QPalette::Window, KeyboardPicture::ChannelColor(channel));
-    colors.setColor(QPalette::WindowText, Qt::black);
+    colors.setColor(QPalette::WindowText, BlackKey());
     label->setPalette(colors);
     label->setAutoFillBackground(true);
     label->setAlignment(Qt::AlignCenter);

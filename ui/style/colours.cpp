@@ -1,6 +1,7 @@
 #include "ui/style/colours.h"
 
 #include <QGuiApplication>
+#include <QWidget>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -25,12 +26,13 @@ constexpr std::array<ShadeRow, kShades> kColours = {{
     {Shade::Accent, 0xff2262ca, 0xff6aa4ff},    {Shade::OnAccent, 0xffffffff, 0xff0e1a2e},
     {Shade::Selection, 0xffdbe8fd, 0xff203a63}, {Shade::Ok, 0xff19743d, 0xff4fc07f},
     {Shade::Busy, 0xff2262ca, 0xff6aa4ff},      {Shade::Warning, 0xff915500, 0xffe0a040},
-    {Shade::Danger, 0xffb92a27, 0xfff28a86},    {Shade::Changed, 0xff6b4fd8, 0xffa993ff},
+    {Shade::Danger, 0xffb92a27, 0xfff28a86},    {Shade::Changed, 0xff6b4fd8, 0xffad98ff},
     {Shade::Unsent, 0xff915500, 0xffe0a040},
 }};
 
 constexpr QRgb kWhiteKey = 0xfff6f4ec;
 constexpr QRgb kBlackKey = 0xff262628;
+constexpr QRgb kCases[] = {0xff3a322d, 0xff33373f, 0xff2c3b3f, 0xff413a46, 0xff2f3a31, 0xff3e3f42};
 
 double Luminance(const QColor& colour) {
   const auto linear = [](double part) {
@@ -76,7 +78,7 @@ QPalette PaletteOf(bool dark) {
       {QPalette::ToolTipText, Shade::Text, Shade::Text},
       {QPalette::PlaceholderText, Shade::Secondary, Shade::Faint},
       {QPalette::Light, Shade::Raised, Shade::Raised},
-      {QPalette::Midlight, Shade::Line, Shade::Line},
+      {QPalette::Midlight, Shade::Dock, Shade::Dock},
       {QPalette::Mid, Shade::Line, Shade::Line},
       {QPalette::Dark, Shade::Edge, Shade::Line},
       {QPalette::Shadow, Shade::Edge, Shade::Edge},
@@ -92,6 +94,15 @@ QPalette PaletteOf(bool dark) {
   return palette;
 }
 
+void SetGround(QWidget* widget, Shade ground) {
+  const QPalette::ColorRole role = ground == Shade::Surface  ? QPalette::Base
+                                   : ground == Shade::Dock   ? QPalette::Midlight
+                                   : ground == Shade::Raised ? QPalette::Light
+                                                             : QPalette::Window;
+  widget->setBackgroundRole(role);
+  widget->setAutoFillBackground(true);
+}
+
 QColor Between(const QColor& from, const QColor& to, double part) {
   const auto mix = [part](float a, float b) { return a + (b - a) * static_cast<float>(part); };
   return QColor::fromRgbF(mix(from.redF(), to.redF()), mix(from.greenF(), to.greenF()), mix(from.blueF(), to.blueF()),
@@ -99,7 +110,7 @@ QColor Between(const QColor& from, const QColor& to, double part) {
 }
 
 QColor ColourOfNumber(int number, int count) {
-  return QColor::fromHsv(number * 360 / std::max(count, 1) % 360, 200, 225);
+  return QColor::fromHsv(number * 360 / std::max(count, 1) % 360, 110, 245);
 }
 
 QColor WhiteKey() {
@@ -108,6 +119,14 @@ QColor WhiteKey() {
 
 QColor BlackKey() {
   return QColor(kBlackKey);
+}
+
+QColor CaseColour(int number) {
+  return QColor(kCases[static_cast<std::size_t>(number) % std::size(kCases)]);
+}
+
+QColor CaseAccent(int degrees) {
+  return QColor::fromHsv(degrees % 360, 150, 215);
 }
 
 double Contrast(const QColor& one, const QColor& other) {

@@ -4,6 +4,8 @@
 #include <QColor>
 #include <QPalette>
 
+class QWidget;
+
 namespace tonalith {
 
 enum class Shade {
@@ -38,6 +40,9 @@ bool IsDark();
 // The palette of widgets made from the named colours.
 QPalette PaletteOf(bool dark);
 
+// Fills a widget with Window, Surface, Dock or Raised, in whichever palette is shown.
+void SetGround(QWidget* widget, Shade ground);
+
 // `part` of the way from one colour to another, 0 to 1.
 QColor Between(const QColor& from, const QColor& to, double part);
 // Numbers that have to be told apart, MIDI channels for instance: as many tones around the circle, dark text on them.
@@ -45,6 +50,9 @@ QColor ColourOfNumber(int number, int count);
 // Keys of a keyboard look the same in both palettes.
 QColor WhiteKey();
 QColor BlackKey();
+// Of drawn instruments: tones of cases, and the one accent, in degrees around the circle.
+QColor CaseColour(int number);
+QColor CaseAccent(int degrees);
 // How far two colours stand apart, 1 to 21; text needs 4.5, lines and pictures 3.
 double Contrast(const QColor& one, const QColor& other);
 

@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <numeric>
 
-#include "ui/plain_text.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
 

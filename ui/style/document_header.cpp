@@ -2,7 +2,7 @@
 
 #include <QBoxLayout>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {

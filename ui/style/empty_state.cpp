@@ -4,7 +4,7 @@
 #include <QPainter>
 #include <QPushButton>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 #include "ui/style/widget_style.h"
 

@@ -9,9 +9,9 @@
 #include <QToolButton>
 #include <memory>
 
-#include "ui/plain_text.h"
 #include "ui/style/flow_layout.h"
 #include "ui/style/icons.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {

@@ -19,14 +19,18 @@ struct Drawing {
   int controls = 0;  // knobs, sliders or buttons
 };
 
-constexpr QRgb kCases[] = {0xff3a322d, 0xff33373f, 0xff2c3b3f, 0xff413a46, 0xff2f3a31, 0xff3e3f42};
+QColor Quiet(int alpha) {
+  QColor quiet = WhiteKey();
+  quiet.setAlpha(alpha);
+  return quiet;
+}
 
 Drawing DrawingOf(const QString& maker, const QString& name) {
   const QByteArray seed = QCryptographicHash::hash((maker + QLatin1Char(' ') + name).toUtf8(), QCryptographicHash::Md5);
   const auto at = [&seed](int i) { return static_cast<int>(static_cast<unsigned char>(seed[i])); };
   Drawing drawing;
   drawing.accent = (at(0) * 256 + at(1)) % 24 * 15;
-  drawing.case_ = at(2) % static_cast<int>(std::size(kCases));
+  drawing.case_ = at(2);
   drawing.display = at(3) % 3;
   drawing.controls = at(4) % 3;
   for (const char* word : {"drum", "rhythm", "percussion", "tr-", "mpc", "machine"})
@@ -38,7 +42,7 @@ Drawing DrawingOf(const QString& maker, const QString& name) {
 
 // On a field of 64 x 40.
 void DrawControls(QPainter& painter, const Drawing& drawing, const QRectF& place, const QColor& accent) {
-  const QColor quiet(255, 255, 255, 120);
+  const QColor quiet = Quiet(120);
   painter.setPen(Qt::NoPen);
   const int count = static_cast<int>(place.width() / 5);
   for (int i = 0; i < count; ++i) {
@@ -66,13 +70,13 @@ void DrawKeys(QPainter& painter, const QRectF& place) {
 }
 
 void DrawInstrument(QPainter& painter, const Drawing& drawing) {
-  const QColor accent = QColor::fromHsv(drawing.accent, 150, 215);
+  const QColor accent = CaseAccent(drawing.accent);
   const bool rack = drawing.body == Drawing::Body::Rack;
   const QRectF body = rack                                  ? QRectF(0, 9, 64, 22)
                       : drawing.body == Drawing::Body::Pads ? QRectF(8, 0, 48, 40)
                                                             : QRectF(0, 1, 64, 38);
   painter.setPen(Qt::NoPen);
-  painter.setBrush(QColor(kCases[drawing.case_]));
+  painter.setBrush(CaseColour(drawing.case_));
   painter.drawRoundedRect(body, 3, 3);
   const qreal shift = drawing.display * (rack ? 4.0 : 12.0);
   painter.setBrush(accent);
@@ -84,13 +88,13 @@ void DrawInstrument(QPainter& painter, const Drawing& drawing) {
   } else if (rack) {
     painter.drawRoundedRect(QRectF(8 + shift, 14, 20, 10), 1, 1);
     DrawControls(painter, drawing, QRectF(32 + shift, 15, 26 - shift, 8), accent);
-    painter.setBrush(QColor(255, 255, 255, 70));
+    painter.setBrush(Quiet(70));
     for (const qreal x : {2.5, 60.5})
       for (const qreal y : {13.0, 26.0}) painter.drawEllipse(QPointF(x, y), 1, 1);
   } else {
     painter.drawRoundedRect(QRectF(12 + shift, 4, 16, 7), 1, 1);
     for (int i = 0; i < 12; ++i) {
-      painter.setBrush(i == drawing.accent / 15 % 12 ? accent : QColor(255, 255, 255, 130));
+      painter.setBrush(i == drawing.accent / 15 % 12 ? accent : Quiet(130));
       painter.drawRoundedRect(QRectF(12.5 + i % 4 * 10, 14 + i / 4 * 8, 8, 6), 1, 1);
     }
   }

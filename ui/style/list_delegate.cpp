@@ -9,7 +9,7 @@
 #include <QTableView>
 #include <QTreeView>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {
@@ -200,6 +200,8 @@ ListDelegate* DressList(QAbstractItemView* view) {
   }
   if (auto* tree = qobject_cast<QTreeView*>(view)) {
     tree->setUniformRowHeights(true);
+    // Qt does not measure the rows again that are there already.
+    if (tree->model()) tree->doItemsLayout();
     tree->setIndentation(kWideGap);
   }
   return delegate;

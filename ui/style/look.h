@@ -3,7 +3,8 @@
 
 namespace tonalith {
 
-enum class Look { System, Light, Dark };
+// The numbers are those of the setting.
+enum class Look { System = 0, Light = 1, Dark = 2 };
 
 // Gives the application its style and palette, at start and at any time later.  System takes what the desktop shows.
 void SetLook(Look look);

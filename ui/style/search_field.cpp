@@ -6,8 +6,8 @@
 #include <QPainter>
 #include <algorithm>
 
-#include "ui/plain_text.h"
 #include "ui/style/icons.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {

@@ -8,7 +8,7 @@
 #include <QPushButton>
 #include <QStyleOptionFocusRect>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/space.h"
 
 namespace tonalith {
@@ -60,10 +60,16 @@ StripRow::StripRow(QWidget* parent)
   auto* row = new QHBoxLayout(this);
   SetSpace(row, 0, kWideGap);
   row->setContentsMargins(kGlyphPlace + kGap, 2, kWideGap, 2);
-  row->addWidget(what_, 3);
-  row->addWidget(progress_, 2);
+  for (QWidget* widget : {static_cast<QWidget*>(bar_), static_cast<QWidget*>(cancel_)}) {
+    // Rows under each other stay in columns.
+    QSizePolicy policy = widget->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    widget->setSizePolicy(policy);
+  }
+  row->addWidget(what_, 5);
+  row->addWidget(progress_, 4);
   row->addWidget(bar_, 6);
-  row->addWidget(timeLeft_, 1);
+  row->addWidget(timeLeft_, 2);
   row->addWidget(cancel_);
   setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
@@ -100,7 +106,7 @@ void StripRow::paintEvent(QPaintEvent*) {
   if (!hasFocus()) return;
   QStyleOptionFocusRect focus;
   focus.initFrom(this);
-  focus.rect = rect().adjusted(2, 2, -2, -2);
+  focus.rect = rect().adjusted(0, 1, 0, 0);
   style()->drawPrimitive(QStyle::PE_FrameFocusRect, &focus, &painter, this);
 }
 

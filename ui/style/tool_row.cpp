@@ -8,7 +8,7 @@
 #include <QToolButton>
 #include <algorithm>
 
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/widget_style.h"

@@ -1,4 +1,4 @@
-#include "ui/plain_text.h"
+#include "ui/style/plain_text.h"
 
 #include <QAction>
 #include <QLineEdit>
@@ -16,7 +16,7 @@
 #include <cstdint>
 
 #include "platform/plain_text.h"
-#include "ui/qt_text.h"
+#include "ui/style/qt_text.h"
 
 namespace tonalith {
 
