@@ -32,6 +32,7 @@ namespace {
 
 constexpr char kHelpProperty[] = "help";
 constexpr int kPortCharacters = 24;
+constexpr int kNumberCharacters = 20;
 
 // Ports by name; the setting is their number.
 void FillPorts(QComboBox* box, Program& program, bool input) {
@@ -78,6 +79,7 @@ QWidget* ZKPropPage::MakeControl(const PreferenceRow& row, const SettingInfo& in
     auto* box = new QSpinBox(this);
     const int shift = row.control == PreferenceControl::Channel || info.rule == SettingRule::MinusOne ? 1 : 0;
     box->setRange(info.minimum + shift, info.maximum + shift);
+    box->setMaximumWidth(fontMetrics().averageCharWidth() * kNumberCharacters);
     connect(box, &QSpinBox::valueChanged, this, &ZKPropPage::Changed);
     return box;
   }
