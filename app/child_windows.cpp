@@ -1,17 +1,16 @@
 #include "app/child_windows.h"
 
 #include <QAction>
-#include <QKeySequence>
-#include <QList>
-#include <QMdiArea>
-#include <QMdiSubWindow>
+#include <QApplication>
 #include <QMenu>
-#include <QTabBar>
+#include <QStackedWidget>
 #include <algorithm>
 
+#include "app/document_tabs.h"
+#include "app/free_windows.h"
+#include "app/studio_dock.h"
 #include "platform/message_numbers.h"
 #include "services/window_counters.h"
-#include "services/window_places.h"
 #include "ui/plain_text.h"
 #include "ui/window_base.h"
 
@@ -19,88 +18,123 @@ namespace tonalith {
 
 namespace {
 
-// How much of the studio stays inside when its place lies outside.
-constexpr int kInsideX = 300;
-constexpr int kInsideY = 200;
 constexpr int kNumberedWindows = 9;
-constexpr int kTabCharacters = 56;
+
+// The window that a widget is in; null: none.
+ZKWindow* WindowAround(QWidget* widget) {
+  while (widget && !qobject_cast<ZKWindow*>(widget)) widget = widget->isWindow() ? nullptr : widget->parentWidget();
+  return qobject_cast<ZKWindow*>(widget);
+}
 
 }  // namespace
 
-ChildWindows::ChildWindows(WindowPlaces& places, WindowCounters& counters, QWidget* parent)
-    : QObject(parent), places_(places), counters_(counters), area_(new QMdiArea(parent)) {
-  area_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-  area_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-  connect(area_, &QMdiArea::subWindowActivated, this, &ChildWindows::Changed);
+ChildWindows::ChildWindows(WindowPlaces& places, WindowCounters& counters, StudioDock& dock, QWidget* parent)
+    : QObject(parent),
+      counters_(counters),
+      dock_(dock),
+      centre_(new QStackedWidget(parent)),
+      tabs_(new DocumentTabs(centre_)),
+      free_(new FreeWindows(places, centre_)) {
+  centre_->addWidget(tabs_);
+  centre_->addWidget(free_);
+  connect(tabs_, &DocumentTabs::Shown, this, &ChildWindows::Focus);
+  connect(tabs_, &DocumentTabs::CloseWanted, this, [](ZKWindow* window) { window->CloseAsked(); });
+  connect(tabs_, &DocumentTabs::MenuWanted, this, &ChildWindows::BackgroundMenu);
+  connect(free_, &FreeWindows::Shown, this, &ChildWindows::SetActive);
+  free_->setContextMenuPolicy(Qt::CustomContextMenu);
+  connect(free_, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
+    if (!free_->viewport()->childAt(at)) emit BackgroundMenu(free_->viewport()->mapToGlobal(at));
+  });
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { FocusMoved(now); });
 }
 
-ChildWindows::~ChildWindows() {
-  if (!area_) return;
+ChildWindows::~ChildWindows() = default;
+
+void ChildWindows::DeleteAll() {
+  disconnect(qApp, nullptr, this, nullptr);
+  disconnect(free_, nullptr, this, nullptr);
+  disconnect(tabs_, nullptr, this, nullptr);
   for (ZKWindow* window : All()) disconnect(window, nullptr, this, nullptr);
-  disconnect(area_, nullptr, this, nullptr);
-  delete area_.data();
+  windows_.clear();
+  delete dock_.Take();
+  delete centre_.data();
+}
+
+QWidget* ChildWindows::centre() const {
+  return centre_;
+}
+
+void ChildWindows::SetEmptyPage(QWidget* empty) {
+  empty_ = empty;
+  centre_->addWidget(empty);
+  empty->setContextMenuPolicy(Qt::CustomContextMenu);
+  connect(empty, &QWidget::customContextMenuRequested, this,
+          [this, empty](const QPoint& at) { emit BackgroundMenu(empty->mapToGlobal(at)); });
+  ShowPage();
+}
+
+void ChildWindows::ShowPage() {
+  const bool bare = std::none_of(windows_.begin(), windows_.end(),
+                                 [this](const QPointer<ZKWindow>& window) { return window && !InDock(window); });
+  QWidget* shown = isFree_ ? static_cast<QWidget*>(free_) : tabs_;
+  centre_->setCurrentWidget(bare && empty_ ? empty_ : shown);
 }
 
 // ---- which there are ------------------------------------------------------------------------------------------------
 
+bool ChildWindows::InDock(const ZKWindow* window) const {
+  return !isFree_ && window->TypeCode() == WindowType::Studio;
+}
+
+void ChildWindows::Host(ZKWindow* window) {
+  if (InDock(window)) return dock_.Hold(window);
+  if (isFree_) return free_->Add(window);
+  // Windows of a kind stand together.
+  const auto same = std::find_if(windows_.rbegin(), windows_.rend(), [window](const QPointer<ZKWindow>& other) {
+    return other && other != window && other->TypeCode() == window->TypeCode();
+  });
+  tabs_->Add(window, same == windows_.rend() ? nullptr : same->data());
+}
+
+void ChildWindows::Unhost(ZKWindow* window) {
+  if (InDock(window)) {
+    dock_.Take();
+  } else if (isFree_) {
+    free_->Take(window);
+  } else {
+    tabs_->Take(window);
+  }
+}
+
 void ChildWindows::Add(ZKWindow* window) {
   counters_.Count(window->TypeCode());
   window->setAttribute(Qt::WA_DeleteOnClose);
-  const QSize size = window->size();
-  QMdiSubWindow* sub = area_->addSubWindow(window);
-  const QSize frame = sub->size() - sub->contentsRect().size();
-  sub->resize((size + frame).boundedTo(area_->viewport()->size()));
-  Place(sub, window);
-  sub->setAttribute(Qt::WA_DeleteOnClose);
+  windows_.emplace_back(window);
+  ShowPage();
+  Host(window);
+  connect(window, &ZKWindow::StateChanged, this, [this, window] { tabs_->Rename(window); });
+  connect(window, &QWidget::windowTitleChanged, this, [this, window] { tabs_->Rename(window); });
   connect(window, &ZKWindow::StateChanged, this, &ChildWindows::Changed);
   connect(window, &ZKWindow::StatusMessage, this, &ChildWindows::StatusMessage);
-  connect(window, &ZKWindow::StateChanged, this, &ChildWindows::NameTabs, Qt::QueuedConnection);
-  connect(sub, &QWidget::windowTitleChanged, this, &ChildWindows::NameTabs, Qt::QueuedConnection);
-  connect(window, &ZKWindow::Closing, this, [this, window] { StorePlace(window); });
-  // Its own Close would make the menu's shortcut ambiguous.
-  for (QAction* action : sub->actions()) action->setShortcuts(QList<QKeySequence>());
-  if (QMenu* own = sub->systemMenu()) {
-    for (QAction* action : own->actions()) action->setShortcuts(QList<QKeySequence>());
-  }
-  sub->show();
-  // The free place that was found may lie outside.
-  const QSize room = area_->viewport()->size() - sub->size();
-  sub->move(std::clamp(sub->x(), 0, std::max(0, room.width())), std::clamp(sub->y(), 0, std::max(0, room.height())));
+  connect(window, &ZKWindow::Closing, this, [this, window] { Closing(window); });
+  SetActive(window);
   window->setFocus();
-  NameTabs();
   emit Changed();
 }
 
-void ChildWindows::Activate(ZKWindow* window) {
-  QMdiSubWindow* sub = SubWindowOf(window);
-  if (!sub) return;
-  if (sub->isMinimized()) sub->showNormal();
-  area_->setActiveSubWindow(sub);
-  window->setFocus();
-}
-
-ZKWindow* ChildWindows::Active() const {
-  QMdiSubWindow* sub = area_->currentSubWindow();
-  return sub ? qobject_cast<ZKWindow*>(sub->widget()) : nullptr;
-}
-
 std::vector<ZKWindow*> ChildWindows::All() const {
-  std::vector<ZKWindow*> windows;
-  for (QMdiSubWindow* sub : area_->subWindowList()) {
-    if (auto* window = qobject_cast<ZKWindow*>(sub->widget())) windows.push_back(window);
+  std::vector<ZKWindow*> all;
+  for (const auto& window : windows_) {
+    if (window) all.push_back(window);
   }
-  return windows;
-}
-
-bool ChildWindows::Empty() const {
-  return area_->subWindowList().isEmpty();
-}
-
-QMdiSubWindow* ChildWindows::SubWindowOf(const ZKWindow* window) const {
-  for (QMdiSubWindow* sub : area_->subWindowList()) {
-    if (sub->widget() == window) return sub;
-  }
-  return nullptr;
+  if (isFree_) return all;
+  const std::vector<ZKWindow*> tabs = tabs_->Windows();
+  const auto rank = [&tabs](ZKWindow* window) {
+    const auto at = std::find(tabs.begin(), tabs.end(), window);
+    return at == tabs.end() ? -1 : at - tabs.begin();
+  };
+  std::stable_sort(all.begin(), all.end(), [&](ZKWindow* one, ZKWindow* other) { return rank(one) < rank(other); });
+  return all;
 }
 
 ZKWindow* ChildWindows::FirstThat(const std::function<bool(ZKWindow&)>& fits) const {
@@ -116,6 +150,45 @@ void ChildWindows::ForEach(const std::function<void(ZKWindow&)>& action) const {
   for (const auto& window : windows) {
     if (window) action(*window);
   }
+}
+
+// ---- which is active ------------------------------------------------------------------------------------------------
+
+void ChildWindows::Activate(ZKWindow* window) {
+  if (InDock(window)) {
+    dock_.Reveal();
+  } else if (isFree_) {
+    free_->Show(window);
+  } else {
+    tabs_->Show(window);
+  }
+  Focus(window);
+}
+
+// Where somebody worked in the window last, or where it begins.
+void ChildWindows::Focus(ZKWindow* window) {
+  if (moving_) return;
+  SetActive(window);
+  QWidget* last = window->focusWidget();
+  (last && last->isEnabled() && last->isVisibleTo(window) ? last : window)->setFocus();
+}
+
+void ChildWindows::SetActive(ZKWindow* window) {
+  if (moving_ || window == active_) return;
+  active_ = window;
+  emit Changed();
+}
+
+void ChildWindows::FocusMoved(QWidget* now) {
+  ZKWindow* window = WindowAround(now);
+  if (!window || std::find(windows_.begin(), windows_.end(), window) == windows_.end()) return;
+  if (!isFree_ && !InDock(window)) tabs_->Show(window);
+  SetActive(window);
+}
+
+ZKWindow* ChildWindows::InFront() const {
+  ZKWindow* front = isFree_ ? free_->Current() : tabs_->Current();
+  return front ? front : dock_.Held();
 }
 
 // ---- messages -------------------------------------------------------------------------------------------------------
@@ -136,6 +209,27 @@ void ChildWindows::DistributeMIDIToAllWindows(int port, std::uint32_t shortMessa
 
 // ---- closing --------------------------------------------------------------------------------------------------------
 
+// What is in front next gets the focus when the window that goes has it.
+void ChildWindows::Closing(ZKWindow* window) {
+  const bool focused = !QApplication::focusWidget() || WindowAround(QApplication::focusWidget()) == window;
+  if (isFree_) free_->StorePlace(window);
+  std::erase(windows_, window);
+  disconnect(window, nullptr, this, nullptr);
+  if (InDock(window)) {
+    dock_.Drop();
+  } else if (!isFree_) {
+    tabs_->Drop(window);
+  }
+  if (active_ == window) active_ = nullptr;
+  ShowPage();
+  // A free window's place is taken by another as soon as it is gone.
+  ZKWindow* next = InFront();
+  if (next == window) next = nullptr;
+  if (!active_ && next) SetActive(next);
+  if (focused && next && !isFree_) Focus(next);
+  emit Changed();
+}
+
 bool ChildWindows::VerifyCloseAll() const {
   std::vector<QPointer<ZKWindow>> windows;
   for (ZKWindow* window : All()) windows.emplace_back(window);
@@ -145,75 +239,85 @@ bool ChildWindows::VerifyCloseAll() const {
 
 bool ChildWindows::CloseAll() {
   if (!VerifyCloseAll()) return false;
-  ForEach([](ZKWindow& window) { window.CloseVerified(); });
+  ForEach([this](ZKWindow& window) {
+    if (!InDock(&window)) window.CloseVerified();
+  });
   return true;
 }
 
 void ChildWindows::CloseActive() {
-  if (QMdiSubWindow* sub = area_->activeSubWindow()) sub->close();
+  if (active_) active_->CloseAsked();
 }
 
 // ---- arranging ------------------------------------------------------------------------------------------------------
 
-void ChildWindows::ShowAsTabs(bool tabs) {
-  area_->setViewMode(tabs ? QMdiArea::TabbedView : QMdiArea::SubWindowView);
-  area_->setTabsClosable(true);
-  area_->setTabsMovable(true);
-  area_->setDocumentMode(true);
-  NameTabs();
-}
-
-// The area takes a title for the text of its tab as it is; there every '&' would be a mnemonic.
-void ChildWindows::NameTabs() {
-  auto* tabs = area_->findChild<QTabBar*>(QString(), Qt::FindDirectChildrenOnly);
-  const QList<QMdiSubWindow*> windows = area_->subWindowList();
-  if (!tabs || tabs->count() != windows.size()) return;
-  for (int i = 0; i < tabs->count(); ++i) {
-    const QString title = ShownTitle(windows[i]);
-    const QString shown =
-        tabs->fontMetrics().elidedText(title, Qt::ElideMiddle, kTabCharacters * tabs->fontMetrics().averageCharWidth());
-    tabs->setTabText(i, MenuText(windows[i]->isWindowModified() ? shown + '*' : shown));
-    tabs->setTabToolTip(i, shown == title ? QString() : ToolTipText(title));
-  }
-}
-
-bool ChildWindows::AsTabs() const {
-  return area_->viewMode() == QMdiArea::TabbedView;
+void ChildWindows::ShowFree(bool free) {
+  if (free == isFree_) return;
+  StorePlaces();
+  const std::vector<ZKWindow*> windows = All();
+  moving_ = true;
+  for (ZKWindow* window : windows) Unhost(window);
+  isFree_ = free;
+  ShowPage();
+  for (ZKWindow* window : windows) Host(window);
+  moving_ = false;
+  dock_.ShowWhenUsed();
+  if (active_) Activate(active_);
+  emit Changed();
 }
 
 void ChildWindows::Cascade() {
-  area_->cascadeSubWindows();
+  free_->Cascade();
 }
 
 void ChildWindows::Tile() {
-  area_->tileSubWindows();
+  free_->Tile();
 }
 
 void ChildWindows::Next() {
-  area_->activateNextSubWindow();
+  const std::vector<ZKWindow*> all = All();
+  if (all.empty()) return;
+  const auto at = std::find(all.begin(), all.end(), active_.data());
+  Activate(at == all.end() || at + 1 == all.end() ? all.front() : *(at + 1));
+}
+
+bool ChildWindows::CanSplit() const {
+  return !isFree_ && active_ && tabs_->CanSplit(active_);
+}
+
+void ChildWindows::Split(bool right) {
+  if (active_) tabs_->Move(active_, right ? DocumentTabs::Side::Right : DocumentTabs::Side::Bottom);
 }
 
 void ChildWindows::StorePlaces() const {
-  for (const ZKWindow* window : All()) StorePlace(window);
+  if (!isFree_) return;
+  for (const ZKWindow* window : All()) free_->StorePlace(window);
 }
 
-void ChildWindows::StorePlace(const ZKWindow* window) const {
-  const QMdiSubWindow* sub = SubWindowOf(window);
-  if (!sub || sub->isMaximized() || sub->isMinimized()) return;
-  const QRect place = sub->geometry();
-  places_.Store(static_cast<int>(window->TypeCode()),
-                {std::max(0, place.x()), std::max(0, place.y()), place.width(), place.height()});
+std::optional<QRect> ChildWindows::PlaceOf(const ZKWindow* window) const {
+  if (isFree_) return free_->PlaceOf(window);
+  if (InDock(window)) return std::nullopt;
+  return tabs_->PlaceOf(window);
 }
 
-// There is one studio: it comes back where it was.  Of the others the size is kept.
-void ChildWindows::Place(QMdiSubWindow* sub, const ZKWindow* window) const {
-  WindowPlace place;
-  if (!places_.Read(static_cast<int>(window->TypeCode()), place)) return;
-  const QSize area = area_->viewport()->size();
-  sub->resize(QSize(place.width, place.height).expandedTo(sub->minimumSizeHint()).boundedTo(area));
-  if (window->TypeCode() != WindowType::Studio) return;
-  sub->move(std::clamp(place.left, 0, std::max(0, area.width() - kInsideX)),
-            std::clamp(place.top, 0, std::max(0, area.height() - kInsideY)));
+void ChildWindows::Arrange(const std::vector<ZKWindow*>& windows, std::span<const DesktopRect> places) {
+  if (isFree_) {
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+      const DesktopRect place = ClampedToArea(places[i], free_->viewport()->width(), free_->viewport()->height());
+      free_->Move(windows[i], QRect(place.x, place.y, place.width, place.height));
+    }
+    return;
+  }
+  std::vector<ZKWindow*> tabs;
+  std::vector<DesktopRect> panes;
+  for (std::size_t i = 0; i < windows.size(); ++i) {
+    if (InDock(windows[i])) continue;
+    tabs.push_back(windows[i]);
+    panes.push_back(places[i]);
+  }
+  moving_ = true;
+  tabs_->Arrange(tabs, panes);
+  moving_ = false;
 }
 
 void ChildWindows::ListIn(QMenu* menu) {

@@ -1,42 +1,55 @@
 #pragma once
 
-#include <QMdiArea>
 #include <QObject>
 #include <QPointer>
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <span>
 #include <vector>
 
+#include "services/desktop_file.h"
+#include "ui/window_base.h"
+
 class QAction;
-class QMdiSubWindow;
 class QMenu;
+class QRect;
+class QStackedWidget;
 class QWidget;
 
 namespace tonalith {
 
+class DocumentTabs;
+class FreeWindows;
+class StudioDock;
 class WindowCounters;
 class WindowPlaces;
-class ZKWindow;
 
-// The child windows of a main window: the area they stand in, their places, and messages to all of them.
+// The child windows of a main window: which there are, which is active, where they stand, and messages to all of them.
+// As tabs, the studio stands in its dock beside the centre; as free windows, all stand inside the centre.
 class ChildWindows final : public QObject {
   Q_OBJECT
 
  public:
-  // `places` (where windows of each kind stood) and `counters` must outlive this.
-  ChildWindows(WindowPlaces& places, WindowCounters& counters, QWidget* parent);
-  // Closes what is left without asking; nobody is told any more.
+  // `places` (where windows of each kind stood), `counters` and the dock must outlive this.
+  ChildWindows(WindowPlaces& places, WindowCounters& counters, StudioDock& dock, QWidget* parent);
   ~ChildWindows() override;
+  // At the end of the main window: deletes what is left without asking; nobody is told any more.
+  void DeleteAll();
 
-  QMdiArea* area() const { return area_; }
-  // Shows a window, which is owned by the area from now on.
+  // What stands in the middle of the main window; shows `empty` while no window stands there.
+  QWidget* centre() const;
+  void SetEmptyPage(QWidget* empty);
+
+  // Shows a window, which is owned by the place it stands in from now on.
   void Add(ZKWindow* window);
   // Brings a window to the front and gives it the focus.
   void Activate(ZKWindow* window);
-  ZKWindow* Active() const;
+  // The window that commands go to: the one used last.
+  ZKWindow* Active() const { return active_; }
+  // The studio first where it is in its dock, then in the order of the tabs; free windows in the order they came.
   std::vector<ZKWindow*> All() const;
-  bool Empty() const;
-  QMdiSubWindow* SubWindowOf(const ZKWindow* window) const;
+  bool Empty() const { return windows_.empty(); }
   // The first window that fits; null when none does.
   ZKWindow* FirstThat(const std::function<bool(ZKWindow&)>& fits) const;
   // What is done to one window may close another.
@@ -50,17 +63,24 @@ class ChildWindows final : public QObject {
   // ---- closing
   // Asks every window whether it may close; none closes.  False: one of them stays.
   bool VerifyCloseAll() const;
-  // Asks every window, and closes all of them or, when one stays, none.
+  // Asks every window, and closes all of them or, when one stays, none.  The studio stays in its dock.
   bool CloseAll();
   void CloseActive();
 
   // ---- arranging
-  void ShowAsTabs(bool tabs);
-  bool AsTabs() const;
+  void ShowFree(bool free);
+  bool AreFree() const { return isFree_; }
   void Cascade();
   void Tile();
   void Next();
+  bool CanSplit() const;
+  // A pane of its own for the active tab, at the right of its pane or below it.
+  void Split(bool right);
   void StorePlaces() const;
+  // Where a window stands inside the centre; none: it has no place of its own there.
+  std::optional<QRect> PlaceOf(const ZKWindow* window) const;
+  // Gives windows the places they had; as tabs: panes that stand so.
+  void Arrange(const std::vector<ZKWindow*>& windows, std::span<const DesktopRect> places);
   // Puts the windows at the end of a menu, the active one checked.
   void ListIn(QMenu* menu);
 
@@ -68,15 +88,30 @@ class ChildWindows final : public QObject {
   // A window came, went, came to the front or changed its state.
   void Changed();
   void StatusMessage(const QString& text);
+  // The right button was pressed on the background; a place on the screen.
+  void BackgroundMenu(const QPoint& at);
 
  private:
-  void NameTabs();
-  void Place(QMdiSubWindow* sub, const ZKWindow* window) const;
-  void StorePlace(const ZKWindow* window) const;
+  bool InDock(const ZKWindow* window) const;
+  void Host(ZKWindow* window);
+  void Unhost(ZKWindow* window);
+  void Closing(ZKWindow* window);
+  void SetActive(ZKWindow* window);
+  void FocusMoved(QWidget* now);
+  void Focus(ZKWindow* window);
+  void ShowPage();
+  ZKWindow* InFront() const;
 
-  WindowPlaces& places_;
   WindowCounters& counters_;
-  QPointer<QMdiArea> area_;
+  StudioDock& dock_;
+  QPointer<QStackedWidget> centre_;
+  DocumentTabs* tabs_;
+  FreeWindows* free_;
+  QWidget* empty_ = nullptr;
+  bool isFree_ = false;
+  bool moving_ = false;                      // windows change their places
+  std::vector<QPointer<ZKWindow>> windows_;  // in the order they came
+  QPointer<ZKWindow> active_;
   std::vector<QAction*> listed_;
 };
 

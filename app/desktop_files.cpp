@@ -2,11 +2,10 @@
 
 #include <QFileInfo>
 #include <QMainWindow>
-#include <QMdiArea>
-#include <QMdiSubWindow>
 #include <QMenu>
 #include <QStringList>
 #include <algorithm>
+#include <optional>
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
@@ -40,9 +39,7 @@ DesktopFiles::DesktopFiles(const FrameContext& frame, FileOpening& files)
     : frame_(frame), files_(files), desktops_(frame.program.paths().MainGetDataPath(), kFirstDesktopCommand) {
   frame_.menus.Register(CommandId::FileLoadDesktop, {[this] { OnLoadDesktop(); }});
   frame_.menus.Register(CommandId::FileSaveDesktop, {[this] { OnSaveDesktop(); }});
-  QMdiArea* area = frame_.children.area();
-  area->setContextMenuPolicy(Qt::CustomContextMenu);
-  connect(area, &QMdiArea::customContextMenuRequested, this, &DesktopFiles::ShowDesktopMenu);
+  connect(&frame_.children, &ChildWindows::BackgroundMenu, this, &DesktopFiles::ShowDesktopMenu);
 }
 
 // ---- saving ---------------------------------------------------------------------------------------------------------
@@ -93,13 +90,12 @@ bool DesktopFiles::SaveEachWindow(const ZKWindow* child, DesktopWindow* window) 
     if (window->directory.empty() != window->name.empty() || !info.exists()) return false;
   }
   if (!FitsDesktop(*window)) return false;
-  const QMdiSubWindow* sub = frame_.children.SubWindowOf(child);
-  if (!sub || sub->isMaximized() || sub->isMinimized()) return true;
-  const QRect place = sub->geometry();
-  window->x = DesktopUnits(place.x(), frame_.window.logicalDpiX());
-  window->y = DesktopUnits(place.y(), frame_.window.logicalDpiY());
-  window->width = DesktopUnits(place.width(), frame_.window.logicalDpiX());
-  window->height = DesktopUnits(place.height(), frame_.window.logicalDpiY());
+  const std::optional<QRect> place = frame_.children.PlaceOf(child);
+  if (!place) return true;
+  window->x = DesktopUnits(place->x(), frame_.window.logicalDpiX());
+  window->y = DesktopUnits(place->y(), frame_.window.logicalDpiY());
+  window->width = DesktopUnits(place->width(), frame_.window.logicalDpiX());
+  window->height = DesktopUnits(place->height(), frame_.window.logicalDpiY());
   return true;
 }
 
@@ -154,15 +150,22 @@ bool DesktopFiles::LoadWorkspace(const std::string& path) {
   if (!AskAboutStudio(plan, &useItsStudio)) return false;
   if (!CloseAllBut(std::any_of(windows.begin(), windows.end(), IsStudio))) return false;
   int left = 0;
+  std::vector<ZKWindow*> opened;
+  std::vector<DesktopRect> places;
   for (const DesktopStep& step : plan.steps) {
     const DesktopWindow& window = windows[step.window];
     if (ZKWindow* child = OpenDesktopWindow(step, window, useItsStudio)) {
-      PlaceDesktopWindow(child, window);
+      const bool placed = std::find(opened.begin(), opened.end(), child) != opened.end();
+      if (!placed && window.width > 0 && window.height > 0) {
+        opened.push_back(child);
+        places.push_back(Pixels(window));
+      }
     } else if (step.action != DesktopAction::Nothing || !step.reason.empty()) {
       ++left;  // data that was never saved is not missed
     }
     if (!step.reason.empty()) DebugLog("%s: %s", path.c_str(), step.reason.c_str());
   }
+  frame_.children.Arrange(opened, places);
   QStringList told;
   if (plan.leftOut > 0) told << ShownUtf8(LeftOutSentence(plan));
   if (left > 0) told << tr("Windows of the desktop that could not be opened: %1.").arg(left);
@@ -207,27 +210,16 @@ DesktopRect DesktopFiles::Pixels(const DesktopWindow& window) const {
           DesktopPixels(window.height, dpiY)};
 }
 
-void DesktopFiles::PlaceDesktopWindow(ZKWindow* child, const DesktopWindow& window) {
-  QMdiSubWindow* sub = frame_.children.SubWindowOf(child);
-  if (!sub || window.width < 1 || window.height < 1) return;
-  const QSize area = frame_.children.area()->viewport()->size();
-  const DesktopRect place = ClampedToArea(Pixels(window), area.width(), area.height());
-  sub->resize(place.width, place.height);
-  sub->move(place.x, place.y);
-}
-
 // ---- the menu on the background -------------------------------------------------------------------------------------
 
 void DesktopFiles::ShowDesktopMenu(const QPoint& at) {
-  QWidget* background = frame_.children.area()->viewport();
-  if (background->childAt(at)) return;
   QMenu menu(&frame_.window);
   desktops_.Build();
   BuildSubMenu(&menu, desktops_.root());
   if (menu.isEmpty()) menu.addAction(tr("No saved desktops"))->setEnabled(false);
   menu.addSeparator();
   menu.addAction(frame_.menus.ActionOf(CommandId::FileSaveDesktop));
-  const QAction* chosen = menu.exec(background->mapToGlobal(at));
+  const QAction* chosen = menu.exec(at);
   if (chosen && chosen->data().isValid()) RunDesktopCommand(chosen->data().toInt());
 }
 

@@ -49,7 +49,6 @@ class DesktopFiles final : public QObject {
   ZKWindow* OpenDesktopWindow(const DesktopStep& step, const DesktopWindow& window, bool useItsStudio);
   ZKWindow* ShowWindow(WindowType type);
   ZKWindow* OpenStudio(const DesktopWindow& window, const std::string& path);
-  void PlaceDesktopWindow(ZKWindow* child, const DesktopWindow& window);
   void ShowDesktopMenu(const QPoint& at);
   DesktopRect Pixels(const DesktopWindow& window) const;
 

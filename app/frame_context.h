@@ -10,6 +10,7 @@ class CommandMenus;
 class Prompts;
 class Simulation;
 class StudioPorts;
+class TransferStrip;
 class Program;
 class ZKStudioDoc;
 
@@ -22,6 +23,7 @@ struct FrameContext {
   Simulation* simulation;  // null: real instruments
   CommandMenus& menus;
   ChildWindows& children;
+  TransferStrip& strip;
 
   Prompts& prompts() const;
   // A sentence for the status line.

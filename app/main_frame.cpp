@@ -4,8 +4,6 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
-#include <QMdiArea>
-#include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QScreen>
@@ -15,6 +13,7 @@
 #include "app/command_menus.h"
 #include "app/control_bar.h"
 #include "app/frame_parts.h"
+#include "app/workspace.h"
 #include "midi/port_system.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
@@ -39,27 +38,26 @@ constexpr const char* kPlacesSection = "Windows";
 constexpr const char* kMaximizedKey = "Maximized";
 constexpr const char* kStatusLineKey = "Status Line";
 constexpr const char* kActivityKey = "MIDI Activity";
-constexpr const char* kTabsKey = "Tabs";
 
 }  // namespace
 
 CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports, Simulation* simulation)
     : program_(program),
       simulation_(simulation),
-      windows_(new ChildWindows(program.windowPlaces(), program.windowCounters(), this)),
+      workspace_(new Workspace(program, studio, this)),
+      windows_(&workspace_->windows()),
       menus_(new CommandMenus(menuBar(), this, [this] { return windows_->Active(); })),
       controlBar_(new ZKControlBar(program.paths().MainGetResourcePath(), this)),
-      activity_(new MidiActivityDock(program.midi(), this)),
-      portsLabel_(new PlainLabel(this)) {
+      activity_(new MidiActivityDock(program.midi(), this)) {
   setObjectName(QStringLiteral("CMainFrame"));
-  setCentralWidget(windows_->area());
   setAcceptDrops(true);
   BuildBars();
   activity_->SetTransferLine([&desk = program.midiSide().desk()] { return desk.totals().Text(); });
   RegisterViewCommands();
-  RegisterWindowCommands();
+  workspace_->Register(*menus_);
   menus_->SetShortMemory([&program] { program.prompts().Say("Tonalith", kShortMemory); });
-  parts_ = std::make_unique<FrameParts>(FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_});
+  parts_ = std::make_unique<FrameParts>(
+      FrameContext{*this, program, studio, ports, simulation, *menus_, *windows_, workspace_->strip()});
   connect(windows_, &ChildWindows::Changed, menus_, &CommandMenus::Update);
   connect(windows_, &ChildWindows::StatusMessage, statusBar(),
           [this](const QString& text) { ShowStatus(statusBar(), text); });
@@ -77,7 +75,8 @@ CMainFrame::~CMainFrame() {
   disconnect(menus_, nullptr, this, nullptr);
   disconnect(activity_, nullptr, this, nullptr);
   hide();
-  delete takeCentralWidget();
+  takeCentralWidget();
+  windows_->DeleteAll();
 }
 
 // ---- menus and bars -------------------------------------------------------------------------------------------------
@@ -85,7 +84,6 @@ CMainFrame::~CMainFrame() {
 void CMainFrame::BuildBars() {
   addDockWidget(Qt::RightDockWidgetArea, activity_);
   activity_->hide();
-  statusBar()->addPermanentWidget(portsLabel_);
   connect(controlBar_->icons(), &TZKIconBar2::Command, this,
           [this](int command) { RunCommand(static_cast<CommandId>(command)); });
   connect(activity_, &QDockWidget::visibilityChanged, menus_, &CommandMenus::Update);
@@ -105,29 +103,14 @@ void CMainFrame::RegisterViewCommands() {
       {[this] { activity_->setVisible(activity_->isHidden()); }, {}, [this] { return !activity_->isHidden(); }});
 }
 
-void CMainFrame::RegisterWindowCommands() {
-  const auto any = [this] { return windows_->Empty() ? tr("No window is open.") : QString(); };
-  const auto free = [this, any] { return windows_->AsTabs() ? tr("The windows are shown as tabs.") : any(); };
-  menus_->Register(CommandId::WindowCascade, {[this] { windows_->Cascade(); }, free});
-  menus_->Register(CommandId::WindowTile, {[this] { windows_->Tile(); }, free});
-  menus_->Register(CommandId::WindowTabbed,
-                   {[this] { windows_->ShowAsTabs(!windows_->AsTabs()); }, {}, [this] { return windows_->AsTabs(); }});
-  menus_->Register(CommandId::WindowNext, {[this] { windows_->Next(); }, any});
-  menus_->Register(CommandId::WindowCloseAll, {[this] { windows_->CloseAll(); }, any});
-  QMenu* menu = menus_->Menu(MenuId::Window);
-  connect(menu, &QMenu::aboutToShow, windows_, [this, menu] { windows_->ListIn(menu); });
-}
-
 void CMainFrame::UpdateBars() {
   for (const ControlBarSlot& slot : ControlBarSlots()) {
     const QAction* action = ActionOf(static_cast<CommandId>(slot.command));
     if (action) controlBar_->icons()->EnableButton(slot.command, action->isEnabled());
   }
+  workspace_->PortsChanged();
   controlBar_->MoveToCorner(this, program_.settings().MainToolbarCorner(-1));
   controlBar_->setVisible(program_.settings().MainApplicationControlBar(-1) != 0);
-  int outputs = 0;
-  program_.out().OUTNUMPORTS(&outputs);
-  portsLabel_->setText(tr("MIDI: %1 in, %2 out").arg(program_.in().InPorts()).arg(outputs));
 }
 
 void CMainFrame::RunCommand(CommandId command) {
@@ -155,6 +138,10 @@ void CMainFrame::UpdateAppTitleBar() {
 }
 
 // ---- child windows --------------------------------------------------------------------------------------------------
+
+ChildWindows& CMainFrame::windows() {
+  return *windows_;
+}
 
 ZKWindow* CMainFrame::ActiveChild() const {
   return windows_->Active();
@@ -208,7 +195,7 @@ void CMainFrame::ReadPlace() {
   if (ini.GetInt(kPlacesSection, kMaximizedKey) != 0) setWindowState(Qt::WindowMaximized);
   statusBar()->setVisible(ini.GetInt(kPlacesSection, kStatusLineKey, 1) != 0);
   activity_->setVisible(ini.GetInt(kPlacesSection, kActivityKey) != 0);
-  windows_->ShowAsTabs(ini.GetInt(kPlacesSection, kTabsKey) != 0);
+  workspace_->Read(ini);
 }
 
 void CMainFrame::StorePlace() {
@@ -218,7 +205,7 @@ void CMainFrame::StorePlace() {
   ini.SetInt(kPlacesSection, kMaximizedKey, isMaximized() ? 1 : 0);
   ini.SetInt(kPlacesSection, kStatusLineKey, statusBar()->isHidden() ? 0 : 1);
   ini.SetInt(kPlacesSection, kActivityKey, activity_->isHidden() ? 0 : 1);
-  ini.SetInt(kPlacesSection, kTabsKey, windows_->AsTabs() ? 1 : 0);
+  workspace_->Store(&ini);
   if (const Result saved = ini.Save(); !saved.ok()) DebugLog("%s", saved.text.c_str());
   windows_->StorePlaces();
 }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "ui/commands.h"
-#include "ui/plain_text.h"
 
 class QAction;
 
@@ -19,12 +18,13 @@ class MidiActivityDock;
 class Program;
 class Simulation;
 class StudioPorts;
+class Workspace;
 class ZKControlBar;
 class ZKStudioDoc;
 class ZKWindow;
 struct FrameParts;
 
-// The main window: menus, bars and child windows.  What its commands do is in the parts, one a subject; they register
+// The main window: menus, bars and the workspace.  What its commands do is in the parts, one a subject; they register
 // their commands themselves.
 class CMainFrame final : public QMainWindow {
   Q_OBJECT
@@ -35,7 +35,8 @@ class CMainFrame final : public QMainWindow {
   ~CMainFrame() override;
 
   CommandMenus& menus() { return *menus_; }
-  ChildWindows& windows() { return *windows_; }
+  ChildWindows& windows();
+  Workspace& workspace() { return *workspace_; }
   FrameParts& parts() { return *parts_; }
   ZKControlBar* controlBar() { return controlBar_; }
 
@@ -64,7 +65,6 @@ class CMainFrame final : public QMainWindow {
  private:
   void BuildBars();
   void RegisterViewCommands();
-  void RegisterWindowCommands();
   void UpdateBars();
   void PortsChanged(int changes);
   void ReadPlace();
@@ -72,11 +72,11 @@ class CMainFrame final : public QMainWindow {
 
   Program& program_;
   Simulation* simulation_;
-  ChildWindows* windows_;
+  Workspace* workspace_;
+  ChildWindows* windows_;  // the workspace's
   CommandMenus* menus_;
   ZKControlBar* controlBar_;
   MidiActivityDock* activity_;
-  PlainLabel* portsLabel_;
   std::unique_ptr<FrameParts> parts_;
   int portListener_ = 0;
 };

@@ -1,7 +1,6 @@
 #include "app/studio_commands.h"
 
 #include <QFileInfo>
-#include <QMdiSubWindow>
 #include <algorithm>
 
 #include "app/autosense_search.h"
@@ -137,7 +136,7 @@ bool StudioCommands::CloseWindowsOf(std::span<ZKDrvList* const> instruments) {
     auto* window = qobject_cast<InstrumentWindow*>(child);
     const ZKDrvList* driver = window ? frame_.studio.DriverOf(window->dataFile()) : nullptr;
     if (!driver || std::find(instruments.begin(), instruments.end(), driver->instrument) == instruments.end()) continue;
-    if (QMdiSubWindow* sub = frame_.children.SubWindowOf(child); sub && !sub->close()) return false;
+    if (!child->CloseAsked()) return false;
   }
   return true;
 }

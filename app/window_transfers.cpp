@@ -1,10 +1,12 @@
 #include "app/window_transfers.h"
 
+#include <QAction>
 #include <QMainWindow>
 
 #include "app/command_menus.h"
 #include "app/midi_commands.h"
 #include "app/simulation.h"
+#include "app/transfer_strip.h"
 #include "midi/port_system.h"
 #include "platform/prompts.h"
 #include "script/transfer_engine.h"
@@ -61,6 +63,9 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
   }
   frame_.menus.Register(CommandId::MidiCancelTransmit,
                         {[this] { OnCancelTransmit(); }, [this] { return NoOutputSentence(frame_.program); }});
+  connect(&frame_.strip, &TransferStrip::CancelWanted, this,
+          [this](const TransferDesk::Job& job) { desk_.Cancel(job); });
+  connect(&frame_.strip, &TransferStrip::DetailsWanted, this, &WindowTransfers::ShowDetails);
   files_.SetObserver([this](const DeskEvent& event) { Show(event); });
   desk_.SetLineQuestion([this](const std::string& warning) {
     MessagePrompt prompt;
@@ -81,7 +86,12 @@ WindowTransfers::~WindowTransfers() {
 }
 
 ZKMidiInStatus* WindowTransfers::receiveWindow() {
-  if (!receiveWindow_) receiveWindow_ = new ZKMidiInStatus(&frame_.window);
+  if (!receiveWindow_) {
+    receiveWindow_ = new ZKMidiInStatus(&frame_.window);
+    // Leaving works from there as well.
+    connect(receiveWindow_, &ZKMidiInStatus::Unread, &frame_.strip, &TransferStrip::KeepForReading);
+    receiveWindow_->addAction(frame_.menus.ActionOf(CommandId::FileExit));
+  }
   return receiveWindow_;
 }
 
@@ -108,11 +118,13 @@ void WindowTransfers::Abandon(const DataFile* dataFile) {
   end.state = DeskState::kEnded;
   end.job = desk_.JobOf(dataFile);
   desk_.Abandon(dataFile);
+  frame_.strip.Forget(end.job);
   if (listener_ && end.job) listener_(end);
 }
 
 void WindowTransfers::Show(const DeskEvent& event) {
   if (listener_) listener_(event);
+  frame_.strip.Take(event);
   if (event.kind != DeskEvent::Kind::kState) return;
   const bool ended = event.state == DeskState::kEnded;
   const std::string& sentence = ended ? event.result.sentence : event.text;
@@ -132,9 +144,14 @@ void WindowTransfers::Show(const DeskEvent& event) {
 void WindowTransfers::OpenTransmitWindow() {
   if (transmitWindow_) return;
   auto* window = new ZKMidiOutStatus(frame_.program.transfers(), &frame_.window);
+  window->addAction(frame_.menus.ActionOf(CommandId::FileExit));
   transmitWindow_ = window;
   connect(window, &ZKMidiOutStatus::Cancelled, this, [this](int port) { desk_.CancelSends(port); });
-  window->show();
+}
+
+void WindowTransfers::ShowDetails(const TransferDesk::Job& job, const std::shared_ptr<Transfer>& transfer) {
+  if (receiveWindow_ && receiveWindow_->ShowPage(transfer)) return;
+  if (transmitWindow_ && job->Sends()) transmitWindow_->ShowInFront();
 }
 
 // ---- cancelling -----------------------------------------------------------------------------------------------------

@@ -2,7 +2,6 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QWidget>
 #include <functional>
 #include <string>
 #include <utility>
@@ -11,13 +10,12 @@
 #include "app/frame_context.h"
 #include "services/transfer_desk.h"
 #include "services/transfer_files.h"
+#include "ui/transfer_windows.h"
 
 namespace tonalith {
 
-class ZKMidiInStatus;
-
-// Transfers as the main window shows them: sentences in the status line, the receive and transmit windows, the commands
-// that send files and cancel what is sent.  What a transfer does is the desk's.
+// Transfers as the main window shows them: sentences in the status line, the strip with the receive and transmit
+// windows behind it, the commands that send files and cancel what is sent.  What a transfer does is the desk's.
 class WindowTransfers final : public QObject {
   Q_OBJECT
 
@@ -37,7 +35,10 @@ class WindowTransfers final : public QObject {
   ZKMidiInStatus* receiveWindow();
 
   bool TransmitWindowOpen() const { return transmitWindow_ != nullptr; }
+  // Behind the strip: it shows itself when it is asked for.
   void OpenTransmitWindow();
+  // What is known of a transfer, in front.
+  void ShowDetails(const TransferDesk::Job& job, const std::shared_ptr<Transfer>& transfer);
 
   // Something is on its way out, or waits for it.
   bool Sends() const;
@@ -53,7 +54,7 @@ class WindowTransfers final : public QObject {
   TransferDesk& desk_;
   TransferFiles& files_;
   std::function<void(const DeskEvent&)> listener_;
-  QPointer<QWidget> transmitWindow_;
+  QPointer<ZKMidiOutStatus> transmitWindow_;
   ZKMidiInStatus* receiveWindow_ = nullptr;
 };
 

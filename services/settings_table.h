@@ -65,7 +65,7 @@
   X(MainBankSaveCurrentPatchEdits, bankSaveCurrentPatchEdits, U8, nullptr, nullptr, 0, 0, 2, Plain, Bank, "Save edits of the current patch") \
   X(MainAutoAddRomBanks, autoAddRomBanks, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Add ROM banks to new Sets") \
   X(MainBankSplitInGroup, bankSplitInGroup, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Split bank views in Sets") \
-  X(MainApplicationControlBar, applicationControlBar, U8, nullptr, nullptr, 1, 0, 1, Plain, Miscellaneous, "Show the control bar") \
+  X(MainApplicationControlBar, applicationControlBar, U8, nullptr, nullptr, 0, 0, 1, Plain, Miscellaneous, "Show the control bar") \
   X(MainPchPopupSelect, pchPopupSelect, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Ask for the patch number on transfers") \
   X(MainMidiMonitorOpen, midiMonitorOpen, U8, "Preferences", "Open Monitor View", 0, 0, 1, Plain, None, "Open the MIDI monitor at start") \
   X(MainDBaseOpen, dBaseOpen, U8, "Preferences", "Open Collection View", 0, 0, 1, Plain, None, "Open the Collection window at start") \

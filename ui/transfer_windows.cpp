@@ -17,6 +17,8 @@ namespace tonalith {
 namespace {
 
 constexpr int kRefreshMs = 100;
+// An echo of a request looks like a loop for a moment.
+constexpr int kLooksOfLoop = 10;
 
 PlainLabel* AddLine(QVBoxLayout* column, QWidget* parent) {
   auto* label = new PlainLabel(parent);
@@ -72,6 +74,8 @@ void ReceivePane::Refresh() {
     messages_->setPlainText(text);
     messages_->moveCursor(QTextCursor::End);
   }
+  loopLooks_ = view.loopWarning.empty() || Over() ? 0 : loopLooks_ + 1;
+  needsSomebody_ = !Over() && (!view.hint.empty() || loopLooks_ >= kLooksOfLoop);
   loop_->setVisible(!view.loopWarning.empty());
   if (!view.loopWarning.empty()) loop_->setText(ShownLatin1(view.loopCounts) + '\n' + ShownLatin1(view.loopWarning));
 }
@@ -114,26 +118,54 @@ void ZKMidiInStatus::Add(const std::shared_ptr<Transfer>& transfer) {
   const auto state = transfer->WindowState();
   pages_->setCurrentIndex(pages_->addTab(pane, MenuText(ShownLatin1(state.shortName + " " + state.typeName))));
   timer_->start(kRefreshMs);
+  if (pane->NeedsSomebody()) ShowPage(transfer);
+  Refresh();
+}
+
+int ZKMidiInStatus::PageOf(const std::shared_ptr<Transfer>& transfer) const {
+  for (int i = 0; transfer && i < pages_->count(); ++i) {
+    if (Page(i)->transfer() == transfer) return i;
+  }
+  return -1;
+}
+
+bool ZKMidiInStatus::ShowPage(const std::shared_ptr<Transfer>& transfer) {
+  const int page = PageOf(transfer);
+  if (page < 0) return false;
+  pages_->setCurrentIndex(page);
+  ShowInFront();
+  return true;
+}
+
+void ZKMidiInStatus::ShowInFront() {
   show();
   raise();
-  Refresh();
+  activateWindow();
 }
 
 // Pages of receives that are over go away by themselves, unless there is something to read that the user has not
 // answered with a button.
 void ZKMidiInStatus::Refresh() {
   bool running = false;
+  std::vector<std::shared_ptr<Transfer>> unread;
   for (int i = pages_->count() - 1; i >= 0; --i) {
     ReceivePane* pane = Page(i);
+    const bool needed = pane->NeedsSomebody();
     pane->Refresh();
+    if (pane->NeedsSomebody() && !needed) ShowPage(pane->transfer());
     if (!pane->Over()) {
       running = true;
     } else if (!pane->HasMessages() || pane->transfer()->Result().state != TransferState::Running) {
       delete pane;
+    } else {
+      unread.push_back(pane->transfer());
     }
   }
   if (!running) timer_->stop();
   if (pages_->count() == 0) return Leave();
+  if (isHidden()) {
+    for (const auto& transfer : unread) emit Unread(transfer);
+  }
   cancel_->setVisible(running);
   cancelAll_->setVisible(running);
   QPushButton* first = running ? cancel_ : ok_;
@@ -166,13 +198,16 @@ void ZKMidiInStatus::Leave() {
   if (active && parentWidget()) parentWidget()->activateWindow();
 }
 
+// The transfer goes on; what is over has been read.
 void ZKMidiInStatus::reject() {
-  Press(TransferState::Cancel);
+  for (int i = pages_->count() - 1; i >= 0; --i) {
+    if (Page(i)->Over()) delete Page(i);
+  }
+  Leave();
 }
 
 ZKMidiOutStatus::ZKMidiOutStatus(TransferEngine& engine, QWidget* parent)
     : QDialog(parent), engine_(engine), timer_(new QTimer(this)) {
-  setAttribute(Qt::WA_DeleteOnClose);
   SetTitle(this, ShownLatin1(kTransmittingText));
   auto* column = new QVBoxLayout(this);
   port_ = AddLine(column, this);
@@ -181,7 +216,7 @@ ZKMidiOutStatus::ZKMidiOutStatus(TransferEngine& engine, QWidget* parent)
   column->addWidget(progress_);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
   buttons->button(QDialogButtonBox::Cancel)->setText(QString::fromLatin1(kCancelButton));
-  connect(buttons, &QDialogButtonBox::rejected, this, &ZKMidiOutStatus::reject);
+  connect(buttons, &QDialogButtonBox::rejected, this, &ZKMidiOutStatus::Cancel);
   column->addWidget(buttons);
   connect(timer_, &QTimer::timeout, this, &ZKMidiOutStatus::Refresh);
   timer_->start(kRefreshMs);
@@ -196,14 +231,22 @@ void ZKMidiOutStatus::Refresh() {
   if (!view.close) return;
   timer_->stop();
   engine_.CloseTransmitWindow();
-  accept();
+  hide();
+  deleteLater();
 }
 
-void ZKMidiOutStatus::reject() {
+void ZKMidiOutStatus::ShowInFront() {
+  show();
+  raise();
+  activateWindow();
+}
+
+void ZKMidiOutStatus::Cancel() {
   timer_->stop();
   emit Cancelled(engine_.TransmitState().port);
   engine_.CancelTransmit();
-  QDialog::reject();
+  hide();
+  deleteLater();
 }
 
 ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QWidget* parent)

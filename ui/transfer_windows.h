@@ -26,6 +26,8 @@ class ReceivePane final : public QWidget {
   bool Over() const { return !transfer_->Running(); }
   // Messages that the user should have a chance to read.
   bool HasMessages() const { return hasMessages_; }
+  // Somebody has to do something: start the dump at the instrument, or unplug a cable that makes a loop.
+  bool NeedsSomebody() const { return needsSomebody_; }
   const std::shared_ptr<Transfer>& transfer() const { return transfer_; }
 
  private:
@@ -41,10 +43,12 @@ class ReceivePane final : public QWidget {
   PlainLabel* loop_;
   QString shownMessages_;
   bool hasMessages_ = false;
+  bool needsSomebody_ = false;
+  int loopLooks_ = 0;  // how often in a row it looked like a loop
 };
 
-// The receive window: one for all receives, a page each.  Closes itself when the last receive is over; with messages in
-// it, it stays until the user has read them.
+// The receive window: one for all receives, a page each.  It comes to the front when it is asked for, or when somebody
+// has to act.  A page goes when its receive is over; with messages on it, it stays until the user has read them.
 class ZKMidiInStatus final : public QDialog {
   Q_OBJECT
 
@@ -53,16 +57,24 @@ class ZKMidiInStatus final : public QDialog {
   void Add(const std::shared_ptr<Transfer>& transfer);
   // A transfer has ended.
   void TransferClosed();
+  // Brings the page of a transfer to the front; false: it has none.
+  bool ShowPage(const std::shared_ptr<Transfer>& transfer);
   int Pages() const;
 
+ signals:
+  // The transfer is over and has left messages that nobody has seen.
+  void Unread(const std::shared_ptr<Transfer>& transfer);
+
  protected:
-  void reject() override;  // Escape and the close box cancel
+  void reject() override;  // Escape and the close box put it away; the transfers go on
 
  private:
   void Press(TransferState button);
   void Refresh();
   void Leave();
   ReceivePane* Page(int index) const;
+  int PageOf(const std::shared_ptr<Transfer>& transfer) const;
+  void ShowInFront();
 
   QTabWidget* pages_;
   QPushButton* ok_;
@@ -71,22 +83,22 @@ class ZKMidiInStatus final : public QDialog {
   QTimer* timer_;
 };
 
-// The transmit window: progress of what is being sent on one port.
+// The transmit window: progress of what is being sent on one port.  Hidden until it is asked for; it goes when nothing
+// is sent any more.
 class ZKMidiOutStatus final : public QDialog {
   Q_OBJECT
 
  public:
   ZKMidiOutStatus(TransferEngine& engine, QWidget* parent = nullptr);
+  void ShowInFront();
 
  signals:
   // The user ends what is sent on this port.
   void Cancelled(int port);
 
- protected:
-  void reject() override;
-
  private:
   void Refresh();
+  void Cancel();
 
   TransferEngine& engine_;
   PlainLabel* port_;

@@ -13,11 +13,14 @@ void ZKWindow::closeEvent(QCloseEvent* event) {
   event->accept();
 }
 
+bool ZKWindow::CloseAsked() {
+  QWidget* outer = parentWidget() && parentWidget()->inherits("QMdiSubWindow") ? parentWidget() : this;
+  return outer->close();
+}
+
 void ZKWindow::CloseVerified() {
   verified_ = true;
-  // The frame around it closes with it.
-  QWidget* outer = parentWidget() && parentWidget()->inherits("QMdiSubWindow") ? parentWidget() : this;
-  outer->close();
+  CloseAsked();
 }
 
 }  // namespace tonalith

@@ -36,6 +36,8 @@ class ZKWindow : public QWidget {
   }
   // The file the window shows (UTF-8); empty: none.
   virtual std::string FilePath() const { return {}; }
+  // What the window's tab says, as it stands; empty: the title.
+  virtual QString TabText() const { return {}; }
   // Messages that go to every window; the answer is the window's own.
   virtual std::int64_t WindowProc(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) {
     (void)message, (void)wParam, (void)lParam;
@@ -51,6 +53,8 @@ class ZKWindow : public QWidget {
   virtual InspectorContent Inspect() { return {}; }
   // Settings were stored.
   virtual void SettingsChanged() {}
+  // Closes with the frame around it, after asking VerifyClose; false: it stays.
+  bool CloseAsked();
   // Closes without asking again what VerifyClose was asked for already.
   void CloseVerified();
 

@@ -66,7 +66,16 @@ names() { "$BIN/tonalith-cli" --config-root "$ROOT" names "$1"; }
 get_dx7_bank() {
   xdotool type --delay 30 "Yamaha DX7"
   keys Left Right Down ctrl+g
-  within 5 window "MIDI I/O" || fail "no receive window"
+}
+# Save is off until the data is there: its dialog says that a transfer is over.
+save_dialog() {
+  window "Save Data As" || { keys ctrl+s; sleep 0.3; window "Save Data As"; }
+}
+received() {
+  within 20 save_dialog || fail "the receive did not end"
+  keys Escape
+  within 5 gone "Save Data As" || fail "the file dialog stayed"
+  focus
 }
 
 echo "get, rename, send, save"
@@ -74,17 +83,12 @@ start
 get_dx7_bank
 sleep 0.6
 import -window root build/window.png
-within 15 gone "MIDI I/O" || fail "the receive did not end"
-focus
+received
 keys Down Down F2
 xdotool type --delay 30 "FIRSTLIGHT"
 keys Return
 keys ctrl+t
-within 5 window "Transmitting" || fail "no transmit window"
-within 15 gone "Transmitting" || fail "the transmission did not end"
-focus
-keys ctrl+s
-within 10 window "Save Data As" || fail "no file dialog"
+within 20 save_dialog || fail "no file dialog"
 sleep 0.3
 keys ctrl+a
 xdotool type --delay 15 "$WORK/saved.dat"
@@ -119,10 +123,7 @@ keys ctrl+w
 
 echo "get again from the instrument"
 get_dx7_bank
-within 15 gone "MIDI I/O" || fail "the second receive did not end"
-focus
-keys ctrl+s
-within 10 window "Save Data As" || fail "no file dialog"
+within 20 save_dialog || fail "no file dialog after the second receive"
 sleep 0.3
 keys ctrl+a
 xdotool type --delay 15 "$WORK/again.dat"
@@ -142,8 +143,7 @@ echo "a killed program loses ten seconds at most"
 ROOT=$WORK/killed
 start
 get_dx7_bank
-within 15 gone "MIDI I/O" || fail "the receive did not end"
-focus
+received
 keys Down Down F2
 xdotool type --delay 30 "SURVIVES"
 keys Return
@@ -174,7 +174,7 @@ echo "a display that goes away ends it with a sentence and loses nothing"
 ROOT=$WORK/unseen
 start
 get_dx7_bank
-within 15 gone "MIDI I/O" || fail "the receive did not end"
+received
 kill -KILL "${PIDS[0]}"
 within 15 eval '! kill -0 $PROGRAM' || fail "the program stayed without a display"
 wait "$PROGRAM"

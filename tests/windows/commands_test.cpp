@@ -1,8 +1,6 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
-#include <QMdiArea>
-#include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPalette>
@@ -137,15 +135,15 @@ class CommandWalk : public CommandsTest {
     for (const CommandRow& row : CommandTable()) {
       if (row.checkable) seen << QString::number(frame().ActionOf(row.id)->isChecked());
     }
-    for (const QMdiSubWindow* sub : frame().windows().area()->subWindowList()) {
-      const QRect place = sub->geometry();
+    for (const ZKWindow* child : frame().Children()) {
+      const QRect place = frame().windows().PlaceOf(child).value_or(QRect());
       seen << QStringLiteral("%1 %2 %3 %4 %5 %6")
-                  .arg(sub->windowTitle())
+                  .arg(child->windowTitle())
                   .arg(place.x())
                   .arg(place.y())
                   .arg(place.width())
                   .arg(place.height())
-                  .arg(sub == frame().windows().area()->currentSubWindow());
+                  .arg(child == frame().ActiveChild());
     }
     for (const QAbstractItemView* view : frame().findChildren<QAbstractItemView*>())
       if (view->selectionModel()) seen << QString::number(view->selectionModel()->selectedIndexes().size());
@@ -161,7 +159,6 @@ class CommandWalk : public CommandsTest {
         qobject_cast<TZKBank*>(frame().windows().FirstThat([](ZKWindow& w) { return qobject_cast<TZKBank*>(&w); }));
     if (!bank) {
       bank = Open("Yamaha DX7", "Voice Bank", true);
-      parts().transfers.receiveWindow()->hide();
     }
     ASSERT_TRUE(Idle(bank));
     frame().windows().Activate(bank);
@@ -186,7 +183,7 @@ TEST_F(CommandWalk, EveryEntryDoesSomethingOrSaysWhyNot) {
       CommandId::FileNewSysExMessage, CommandId::OptionsEditorSkins, CommandId::ViewSetList,
       CommandId::ViewFileList,        CommandId::UtilitiesCreator,   CommandId::UtilitiesFileConversion,
       CommandId::UtilitiesController, CommandId::UtilitiesSequencer, CommandId::UtilitiesRemote,
-      CommandId::UtilitiesOscEditor,
+      CommandId::UtilitiesOscEditor,  CommandId::ViewFind,
   };
   for (const CommandRow& row : CommandTable()) {
     if (row.id == CommandId::None || row.id == CommandId::FileExit || row.owner == CommandOwner::Menu) continue;

@@ -3,15 +3,22 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+#include "app/transfer_strip.h"
+#include "app/workspace.h"
 #include "bank/ui/bank_list.h"
 #include "platform/atomic_file.h"
+#include "ui/style/strip_row.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
 
 namespace tonalith {
 namespace {
 
-using JobTest = ProgramFixture;
+class JobTest : public ProgramFixture {
+ protected:
+  // The row of a window's transfer in the strip.
+  StripRow* RowOf(TZKBank* window) { return frame().workspace().strip().RowOf(window->dataFile()); }
+};
 
 QPushButton* ButtonOf(QWidget* window, const QString& text) {
   for (auto* button : window->findChildren<QPushButton*>()) {
@@ -39,8 +46,7 @@ TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   EXPECT_FALSE(bank->document().GetPatchName(31).empty());
   EXPECT_EQ(bank->list()->bankModel()->index(31, 0).data().toString(), "32");
 
-  ASSERT_TRUE(WaitFor([this] { return !parts().transfers.receiveWindow()->isVisible(); }));
-  ASSERT_TRUE(MakeActive(&frame()));
+  EXPECT_FALSE(parts().transfers.receiveWindow()->isVisible()) << "nothing covers what is filled";
   bank->list()->setFocus();
   PressKey(bank->list(), Qt::Key_Down);
   PressShortcut(&frame(), Qt::Key_F2, Qt::NoModifier);
@@ -62,8 +68,6 @@ TEST_F(JobTest, GetRenameSendSaveOpenAndGetAgain) {
   ASSERT_TRUE(bank->document().IsBusy());
   ASSERT_TRUE(Idle(bank));
   EXPECT_TRUE(SaysIn(bank, "was sent"));
-  ASSERT_TRUE(WaitFor([this] { return !parts().transfers.TransmitWindowOpen(); }));
-  ASSERT_TRUE(MakeActive(&frame()));
   bank->list()->setFocus();
   PressShortcut(&frame(), Qt::Key_S, Qt::ControlModifier);
   EXPECT_FALSE(bank->document().IsModified());
@@ -91,7 +95,14 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
     return transfer && transfer->WindowState().received > 200;
   };
   ASSERT_TRUE(WaitFor(receiving));
-  EXPECT_TRUE(window->isVisible());
+  EXPECT_FALSE(window->isVisible());
+  ASSERT_TRUE(WaitFor([&] { return RowOf(bank) && RowOf(bank)->isVisible(); }));
+  EXPECT_TRUE(RowOf(bank)->state().progress.endsWith("of 4104 bytes")) << RowOf(bank)->state().progress.toStdString();
+  ClickMouse(RowOf(bank));
+  ASSERT_TRUE(MakeActive(window)) << "a click on the row opens its messages";
+  PressKey(window, Qt::Key_Escape);
+  EXPECT_TRUE(bank->document().IsBusy()) << "putting them away ends nothing";
+  ClickMouse(RowOf(bank));
   ClickMouse(ButtonOf(window, kCancelButton));
   ASSERT_TRUE(Idle(bank, 1000));
   EXPECT_TRUE(bank->document().IsEmpty());
@@ -145,7 +156,7 @@ TEST_F(JobTest, BusyDataIsNeitherEditedNorSavedNorClosedWithoutAQuestion) {
   EXPECT_TRUE(bank->document().IsBusy());
   frame().RunCommand(CommandId::FileClose);
   EXPECT_TRUE(WaitFor([this] { return frame().Children().size() == 1; }, 1000));
-  EXPECT_TRUE(WaitFor([this] { return !parts().transfers.receiveWindow()->isVisible(); }, 1000));
+  EXPECT_EQ(frame().workspace().strip().Rows(), 0);
   EXPECT_TRUE(WaitFor([this] { return !program_->basics()->transfers().ReceiveRunning(); }, 1000));
 }
 
@@ -166,7 +177,11 @@ TEST_F(JobTest, SendingEndsWhenThePortHasSentAndCanBeStopped) {
   ASSERT_TRUE(WaitFor([this] { return parts().transfers.TransmitWindowOpen(); }));
   auto* window = frame().findChild<ZKMidiOutStatus*>();
   ASSERT_NE(window, nullptr);
-  PressKey(window, Qt::Key_Escape);
+  EXPECT_FALSE(window->isVisible());
+  ASSERT_TRUE(WaitFor([&] { return RowOf(bank) && RowOf(bank)->isVisible(); }));
+  ClickMouse(RowOf(bank));
+  EXPECT_TRUE(window->isVisible());
+  ClickMouse(ButtonOf(window, kCancelButton));
   ASSERT_TRUE(Idle(bank, 2000));
   EXPECT_TRUE(SaysIn(bank, "cancelled"));
 }
@@ -179,7 +194,6 @@ TEST_F(JobTest, TwoReceivesHaveAPageEach) {
   auto* second = qobject_cast<TZKBank*>(frame().ActiveChild());
   ZKMidiInStatus* window = parts().transfers.receiveWindow();
   EXPECT_TRUE(WaitFor([&] { return window->Pages() == 2; }));
-  EXPECT_TRUE(window->isVisible());
   EXPECT_FALSE(ButtonOf(window, kCancelAllButton)->isHidden());
   // A port serves one transfer at a time: the next one waits.
   parts().studio.OpenDriver(program_->studio()->FindDriver("Yamaha DX7", "Voice"), true);
@@ -189,6 +203,9 @@ TEST_F(JobTest, TwoReceivesHaveAPageEach) {
   ASSERT_NE(job, nullptr);
   EXPECT_EQ(job->state(), DeskState::kQueued);
   EXPECT_EQ(window->Pages(), 2);
+  EXPECT_EQ(frame().workspace().strip().Rows(), 3);
+  EXPECT_EQ(RowOf(third)->state().phase, StripState::Phase::Waiting);
+  emit RowOf(first)->DetailsPressed();
   third->CancelTransfer();
   EXPECT_FALSE(third->document().IsBusy());
   ClickMouse(ButtonOf(window, kCancelAllButton));

@@ -9,7 +9,6 @@
 #include <QDialog>
 #include <QGroupBox>
 #include <QListWidget>
-#include <QMdiArea>
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressDialog>
@@ -144,7 +143,6 @@ TEST_F(PlainTextWindows, DataModulesAndFiles) {
   parts().recent.Used(Path(kMarkup + "\n.DAT"));
   bank->RunCommand(CommandId::FileSave);
   parts().windowContext.FileUsed(Path(kMarkup + "\n.DAT"));
-  frame().RunCommand(CommandId::WindowTabbed);
   Settle();
   EXPECT_TRUE(bank->windowTitle().contains(QStringLiteral("[*][*]"))) << bank->windowTitle().toStdString();
   ExpectPlainWindows();

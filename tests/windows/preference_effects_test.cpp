@@ -23,6 +23,7 @@ class PreferenceEffects : public ProgramFixture {
 
 TEST_F(PreferenceEffects, TheControlBarLiesWhereItShould) {
   Start();
+  settings().MainApplicationControlBar(1);
   for (const int corner : {3, 0, 1, 2, 0}) {
     settings().MainToolbarCorner(corner);
     Apply();

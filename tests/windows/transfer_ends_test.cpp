@@ -57,6 +57,7 @@ TEST_F(TransferEnds, OkKeepsWhatCameOfABank) {
   frame().RunCommand(CommandId::MidiGet);
   const auto transfer = [&] { return program_->basics()->transfers().TransferOf(bank->dataFile()); };
   ASSERT_TRUE(WaitFor([&] { return transfer() && transfer()->WindowState().patchesDone >= 5; }, 10000));
+  ASSERT_TRUE(parts().transfers.receiveWindow()->ShowPage(transfer()));
   Click(parts().transfers.receiveWindow(), kOkButton);
   ASSERT_TRUE(Idle(bank, 3000));
   const DataFile& data = *bank->dataFile();
