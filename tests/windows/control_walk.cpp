@@ -55,7 +55,8 @@ bool KeepsTab(const QWidget* control) {
   if (const auto* view = qobject_cast<const QAbstractItemView*>(control)) return view->tabKeyNavigation();
   if (const auto* edit = qobject_cast<const QPlainTextEdit*>(control))
     return !edit->isReadOnly() && !edit->tabChangesFocus();
-  if (const auto* edit = qobject_cast<const QTextEdit*>(control)) return !edit->isReadOnly() && !edit->tabChangesFocus();
+  if (const auto* edit = qobject_cast<const QTextEdit*>(control))
+    return !edit->isReadOnly() && !edit->tabChangesFocus();
   return false;
 }
 

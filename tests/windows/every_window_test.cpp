@@ -1,5 +1,5 @@
-// Every window and dialog that a command opens, with texts as long as German ones: kept as pictures, walked for controls
-// that somebody cannot use, and small enough for a small screen.
+// Every window and dialog that a command opens, with texts as long as German ones: kept as pictures, walked for
+// controls that somebody cannot use, and small enough for a small screen.
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
