@@ -1,6 +1,7 @@
 #include "app/frame_parts.h"
 
 #include "app/autosense_search.h"
+#include "app/command_finder.h"
 #include "app/command_menus.h"
 #include "app/document_kinds.h"
 #include "app/open_documents.h"
@@ -49,6 +50,7 @@ FrameParts::FrameParts(const FrameContext& context)
   RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);
+  new CommandFinder(frame, studio);  // the window owns it
   QObject::connect(&studio.autoSense(), &AutoSenseSearch::ChoosePorts, &midi, &MidiCommands::OpenPortDialog);
   if (frame.simulation) BuildSimulatorMenu(frame.menus.OpenedMenu(CommandId::UtilitiesSimulator), *frame.simulation);
 }

@@ -6,12 +6,17 @@
 #include <QHeaderView>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QStackedLayout>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
 #include "midi/port_report.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/empty_state.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
@@ -37,6 +42,7 @@ MidiTestDialog::MidiTestDialog(MidiPortSystem& midi, TransferDesk& desk, QWidget
       start_(new QPushButton(tr("&Start"), this)) {
   SetTitle(this, tr("Test MIDI Cable"));
   auto* layout = new QVBoxLayout(this);
+  SetSpace(layout, kWideGap, kGap);
   auto* head = new PlainLabel(tr("Connect the MIDI OUT port to the MIDI IN port with a cable. What is sent has to come "
                                  "back, byte for byte."),
                               this);
@@ -50,21 +56,26 @@ MidiTestDialog::MidiTestDialog(MidiPortSystem& midi, TransferDesk& desk, QWidget
       {tr("Pattern"), tr("Sent"), tr("Back"), tr("Lost"), tr("Changed"), tr("Late (ms)")});
   table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   table_->horizontalHeader()->setSectionResizeMode(kWhat, QHeaderView::Stretch);
-  table_->verticalHeader()->hide();
-  table_->setShowGrid(false);
+  for (int column = kSent; column < kColumns; ++column)
+    table_->horizontalHeaderItem(column)->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  DressList(table_);
   table_->setWordWrap(false);
-  table_->verticalHeader()->setDefaultSectionSize(24);
   table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
   table_->setTabKeyNavigation(false);
   table_->setAccessibleName(tr("Patterns and what came back"));
   table_->setMinimumSize(fontMetrics().averageCharWidth() * 80, fontMetrics().height() * 12);
-  layout->addWidget(table_, 1);
+  results_ = new QStackedLayout;
+  results_->addWidget(
+      new EmptyState(Glyph::Cable, tr("Nothing was sent yet"), tr("Choose both ends of the cable and press Start.")));
+  results_->addWidget(table_);
+  layout->addLayout(results_, 1);
   sentence_->setWordWrap(true);
   layout->addWidget(sentence_);
   layout->addWidget(progress_);
   auto* buttons = new QDialogButtonBox(this);
   buttons->addButton(start_, QDialogButtonBox::ActionRole);
+  SetPrimary(start_);
   close_ = buttons->addButton(QDialogButtonBox::Close);
   connect(start_, &QPushButton::clicked, this, &MidiTestDialog::Start);
   connect(buttons, &QDialogButtonBox::rejected, this, &MidiTestDialog::reject);
@@ -127,7 +138,7 @@ void MidiTestDialog::Ended(const DeskResult& result) {
     table_->insertRow(at);
     const auto cell = [&](int column, const QString& text) {
       auto* item = new QTableWidgetItem(text);
-      if (column != kWhat) item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+      item->setData(kNumberRole, column != kWhat);
       table_->setItem(at, column, item);
     };
     cell(kWhat, ShownUtf8(row.what));
@@ -137,6 +148,7 @@ void MidiTestDialog::Ended(const DeskResult& result) {
     cell(kChanged, Number(row.changed + row.extra));
     cell(kLate, row.back ? Number(static_cast<std::uint64_t>(row.slowestMs)) : QString());
   }
+  if (!report_->rows.empty()) results_->setCurrentWidget(table_);
   if (report_->rows.empty()) report_->notBegun = result.sentence;
   sentence_->setText(ShownUtf8(report_->Sentence()));
   ShowRunning(false);

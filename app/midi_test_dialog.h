@@ -8,6 +8,7 @@
 class QComboBox;
 class QProgressBar;
 class QPushButton;
+class QStackedLayout;
 class QTableWidget;
 
 namespace tonalith {
@@ -46,6 +47,7 @@ class MidiTestDialog final : public QDialog {
   QComboBox* output_;
   QComboBox* input_;
   QTableWidget* table_;
+  QStackedLayout* results_ = nullptr;
   PlainLabel* sentence_;
   QProgressBar* progress_;
   QPushButton* start_;

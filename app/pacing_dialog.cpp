@@ -6,6 +6,7 @@
 #include <QHeaderView>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QStackedLayout>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
@@ -15,6 +16,10 @@
 #include "studio/studio_document.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/empty_state.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
@@ -33,22 +38,25 @@ PacingDialog::PacingDialog(ProgramMidi& midi, const ZKStudioDoc& studio, Prompts
       remove_(new QPushButton(tr("&Remove"), this)) {
   SetTitle(this, tr("Sending Pace"));
   auto* layout = new QVBoxLayout(this);
+  SetSpace(layout, kWideGap, kGap);
   auto* head = new PlainLabel(tr("&Instruments that are sent to with pauses:"), this);
   head->setBuddy(table_);
   layout->addWidget(head);
   table_->setHorizontalHeaderLabels({tr("Instrument"), tr("MIDI OUT port"), tr("Pace")});
   table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
   table_->horizontalHeader()->setStretchLastSection(true);
-  table_->verticalHeader()->hide();
-  table_->setShowGrid(false);
+  DressList(table_);
   table_->setWordWrap(false);
-  table_->verticalHeader()->setDefaultSectionSize(24);
   table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
   table_->setSelectionMode(QAbstractItemView::SingleSelection);
   table_->setTabKeyNavigation(false);
   table_->setMinimumSize(fontMetrics().averageCharWidth() * 80, fontMetrics().height() * 7);
-  layout->addWidget(table_, 1);
+  paces_ = new QStackedLayout;
+  paces_->addWidget(new EmptyState(Glyph::Send, tr("Every instrument is sent to without pauses"),
+                                   tr("When one loses data, let the calibration below find what it takes.")));
+  paces_->addWidget(table_);
+  layout->addLayout(paces_, 1);
   auto* removeRow = new QHBoxLayout;
   removeRow->addStretch();
   removeRow->addWidget(remove_);
@@ -59,6 +67,7 @@ PacingDialog::PacingDialog(ProgramMidi& midi, const ZKStudioDoc& studio, Prompts
   row->addWidget(label);
   row->addWidget(types_, 1);
   row->addWidget(calibrate_);
+  SetPrimary(calibrate_);
   layout->addLayout(row);
   lines_->setReadOnly(true);
   lines_->setTabChangesFocus(true);
@@ -96,6 +105,7 @@ void PacingDialog::FillTable() {
     table_->setItem(at, 1, new QTableWidgetItem(ShownUtf8(entry.port)));
     table_->setItem(at, 2, new QTableWidgetItem(ShownUtf8(PacingText(entry.pacing))));
   }
+  paces_->setCurrentIndex(table_->rowCount() > 0 ? 1 : 0);
 }
 
 // Data with names that can be got and sent: only that can be compared.

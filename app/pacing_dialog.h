@@ -9,6 +9,7 @@
 class QComboBox;
 class QPlainTextEdit;
 class QPushButton;
+class QStackedLayout;
 class QTableWidget;
 
 namespace tonalith {
@@ -51,6 +52,7 @@ class PacingDialog final : public QDialog {
   Prompts& prompts_;
   std::string folder_;
   QTableWidget* table_;
+  QStackedLayout* paces_ = nullptr;
   QComboBox* types_;
   QPlainTextEdit* lines_;
   PlainLabel* sentence_;

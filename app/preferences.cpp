@@ -22,6 +22,9 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "ui/plain_text.h"
+#include "ui/style/search_field.h"
+#include "ui/style/space.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
@@ -29,6 +32,7 @@ namespace {
 
 constexpr char kHelpProperty[] = "help";
 constexpr int kPortCharacters = 24;
+constexpr int kNumberCharacters = 20;
 
 // Ports by name; the setting is their number.
 void FillPorts(QComboBox* box, Program& program, bool input) {
@@ -46,6 +50,8 @@ void FillPorts(QComboBox* box, Program& program, bool input) {
 ZKPropPage::ZKPropPage(Program& program, QString tab, std::span<const PreferenceRow> rows)
     : program_(program), tab_(std::move(tab)), form_(new QFormLayout(this)) {
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  SetSpace(form_, kWideGap, kGap);
+  form_->setHorizontalSpacing(kWideGap);
   for (const PreferenceRow& row : rows) {
     const SettingInfo& info = Info(row.id);
     QWidget* control = MakeControl(row, info);
@@ -73,6 +79,7 @@ QWidget* ZKPropPage::MakeControl(const PreferenceRow& row, const SettingInfo& in
     auto* box = new QSpinBox(this);
     const int shift = row.control == PreferenceControl::Channel || info.rule == SettingRule::MinusOne ? 1 : 0;
     box->setRange(info.minimum + shift, info.maximum + shift);
+    box->setMaximumWidth(fontMetrics().averageCharWidth() * kNumberCharacters);
     connect(box, &QSpinBox::valueChanged, this, &ZKPropPage::Changed);
     return box;
   }
@@ -153,32 +160,36 @@ bool ZKPropPage::eventFilter(QObject* watched, QEvent* event) {
   return QWidget::eventFilter(watched, event);
 }
 
-bool ZKPropPage::Filter(const QString& text) {
-  bool any = false;
+int ZKPropPage::Filter(const SearchWords& words) {
+  int hits = 0;
   for (const Line& line : lines_) {
-    const bool shown = text.isEmpty() || line.words.contains(text, Qt::CaseInsensitive);
+    const bool shown = words.Match(line.words);
     line.control->setVisible(shown);
     if (line.label) line.label->setVisible(shown);
-    any |= shown;
+    hits += shown ? 1 : 0;
   }
-  return any;
+  return hits;
+}
+
+void ZKPropPage::FocusFirst() {
+  for (const Line& line : lines_)
+    if (line.control->isVisibleTo(this)) return line.control->setFocus(Qt::TabFocusReason);
 }
 
 PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWidget* parent)
     : QDialog(parent),
       program_(program),
       host_(host),
-      search_(new QLineEdit(this)),
+      search_(new SearchField(tr("Search preferences"), this)),
       tabs_(new QTabWidget(this)),
       help_(new PlainLabel(this)) {
   SetTitle(this, QStringLiteral("Preferences"));
   auto* layout = new QVBoxLayout(this);
-  search_->setPlaceholderText(tr("Search (Ctrl+F)"));
-  search_->setClearButtonEnabled(true);
-  search_->setAccessibleName(tr("Search the preferences"));
+  SetSpace(layout, kWideGap, kGap);
   layout->addWidget(search_);
   layout->addWidget(tabs_, 1);
   help_->setWordWrap(true);
+  SetSecondaryText(help_);
   help_->setMinimumHeight(help_->fontMetrics().lineSpacing() * 2);
   help_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   layout->addWidget(help_);
@@ -194,12 +205,17 @@ PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWid
   auto* defaults = buttons->addButton(QDialogButtonBox::RestoreDefaults);
   layout->addWidget(buttons);
   apply_->setEnabled(false);
+  ok->setText(tr("&Keep"));
+  SetPrimary(ok);
   connect(ok, &QPushButton::clicked, this, &PreferencesSheet::accept);
   connect(apply_, &QPushButton::clicked, this, &PreferencesSheet::Apply);
   connect(cancel_, &QPushButton::clicked, this, &PreferencesSheet::reject);
   connect(defaults, &QPushButton::clicked, this,
           [this] { pages_[static_cast<std::size_t>(tabs_->currentIndex())]->RestoreDefaults(); });
-  connect(search_, &QLineEdit::textChanged, this, &PreferencesSheet::Search);
+  connect(search_, &SearchField::WordsChanged, this, &PreferencesSheet::Search);
+  connect(search_, &SearchField::GoToList, this,
+          [this] { pages_[static_cast<std::size_t>(tabs_->currentIndex())]->FocusFirst(); });
+  connect(search_, &SearchField::Left, this, &PreferencesSheet::reject);
   tabs_->setFocus();
   auto* find = new QAction(this);
   find->setShortcut(QKeySequence::Find);
@@ -229,15 +245,18 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   connect(page, &ZKPropPage::HelpShown, help_, [this](const QString& text) { help_->setText(text); });
 }
 
-void PreferencesSheet::Search(const QString& text) {
+void PreferencesSheet::Search() {
   int first = -1;
+  int hits = 0;
   for (std::size_t i = 0; i < pages_.size(); ++i) {
-    const bool any = pages_[i]->Filter(text.trimmed());
-    tabs_->setTabEnabled(static_cast<int>(i), any);
-    if (any && first < 0) first = static_cast<int>(i);
+    const int found = pages_[i]->Filter(search_->Words());
+    tabs_->setTabEnabled(static_cast<int>(i), found > 0);
+    if (found > 0 && first < 0) first = static_cast<int>(i);
+    hits += found;
   }
+  search_->SetHits(search_->Words().IsEmpty() ? -1 : hits);
   if (first >= 0 && !tabs_->isTabEnabled(tabs_->currentIndex())) tabs_->setCurrentIndex(first);
-  help_->setText(first < 0 ? tr("No preference contains these words.") : QString());
+  help_->setText(first < 0 ? search_->NothingFound() : QString());
 }
 
 void PreferencesSheet::Apply() {

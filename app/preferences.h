@@ -20,6 +20,8 @@ class QSpinBox;
 namespace tonalith {
 
 class Program;
+class SearchField;
+class SearchWords;
 
 // How a setting is edited.
 enum class PreferenceControl : std::uint8_t { Check, Number, Choice, Channel, InPort, OutPort };
@@ -48,8 +50,10 @@ class ZKPropPage : public QWidget {
   virtual void OnApply();
   // Fills the controls with the values of a new installation; nothing is stored.
   virtual void RestoreDefaults();
-  // Shows only what contains the text in its label or help; true when anything does.
-  bool Filter(const QString& text);
+  // Shows only what has the words in its label or help; how many lines that is.
+  int Filter(const SearchWords& words);
+  // The focus goes to the first line that is shown.
+  void FocusFirst();
   // The control of a setting; null when it is not on this page.
   QWidget* ControlOf(SettingId id) const;
 
@@ -149,7 +153,7 @@ class PreferencesSheet final : public QDialog {
 
   QTabWidget* tabs() { return tabs_; }
   const std::vector<ZKPropPage*>& pages() const { return pages_; }
-  QLineEdit* search() { return search_; }
+  SearchField* search() { return search_; }
   QPushButton* applyButton() { return apply_; }
   // Stores the values of every page.
   void Apply();
@@ -157,11 +161,11 @@ class PreferencesSheet final : public QDialog {
 
  private:
   void AddPage(ZKPropPage* page);
-  void Search(const QString& text);
+  void Search();
 
   Program& program_;
   PreferencesHost& host_;
-  QLineEdit* search_;
+  SearchField* search_;
   QTabWidget* tabs_;
   PlainLabel* help_;
   QPushButton* apply_;

@@ -15,6 +15,7 @@
 #include "tools/monitor_lines.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -121,7 +122,8 @@ ZKPropMidi::ZKPropMidi(Program& program) : ZKPropPage(program, QStringLiteral("M
 ZKPropTones::ZKPropTones(Program& program) : ZKPropPage(program, QStringLiteral("Tones"), TonesRows()) {
   auto* table = new QWidget(this);
   auto* grid = new QGridLayout(table);
-  grid->setContentsMargins(0, 0, 0, 0);
+  SetSpace(grid, 0, kSmallGap);
+  grid->setHorizontalSpacing(kGap);
   const QString heads[] = {tr("Note"), tr("Velocity"), tr("Channel")};
   for (int column = 0; column < 3; ++column)
     grid->addWidget(new PlainLabel(heads[column], table), 0, column == 0 ? 1 : column + 2);
@@ -188,7 +190,7 @@ ZKPropMisc::ZKPropMisc(Program& program, PreferencesHost& host)
 QLineEdit* ZKPropMisc::AddFolder(const QString& label, const QString& help, bool readOnly) {
   auto* line = new QWidget(this);
   auto* row = new QHBoxLayout(line);
-  row->setContentsMargins(0, 0, 0, 0);
+  SetSpace(row, 0, kGap);
   auto* edit = new QLineEdit(line);
   edit->setReadOnly(readOnly);
   row->addWidget(edit, 1);

@@ -8,6 +8,7 @@
 #include "midi/port_report.h"
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
@@ -36,7 +37,7 @@ QSize ActivityLight::sizeHint() const {
 void ActivityLight::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  painter.setPen(ColourOf(on_ ? Shade::Ok : Shade::Edge));
+  painter.setPen(ColourOf(Shade::Edge));
   painter.setBrush(ColourOf(on_ ? Shade::Ok : Shade::Line));
   painter.drawEllipse(rect().adjusted(1, 1, -2, -2));
 }
@@ -61,6 +62,8 @@ void MidiActivityDock::AddRow(QGridLayout* grid, const QString& name, ActivityLi
 void MidiActivityDock::Rebuild() {
   auto* content = new QWidget;
   auto* grid = new QGridLayout(content);
+  SetSpace(grid, kGap, kSmallGap);
+  grid->setHorizontalSpacing(kGap);
   grid->setColumnStretch(1, 1);
   inputs_.clear();
   outputs_.clear();

@@ -15,6 +15,9 @@
 #include "platform/log.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
@@ -34,10 +37,12 @@ PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget*
   const bool in = direction == MidiDirection::Input;
   SetTitle(this, in ? tr("MIDI IN Ports") : tr("MIDI OUT Ports"));
   auto* layout = new QVBoxLayout(this);
+  SetSpace(layout, kWideGap, kGap);
   auto* head = new PlainLabel(
       in ? tr("MIDI &IN ports that the program opens:") : tr("MIDI &OUT ports that the program opens:"), this);
   head->setBuddy(list_);
   layout->addWidget(head);
+  DressList(list_);
   list_->setSelectionMode(QAbstractItemView::MultiSelection);
   list_->setMinimumSize(fontMetrics().averageCharWidth() * 48, fontMetrics().height() * 10);
   layout->addWidget(list_, 1);
@@ -46,6 +51,8 @@ PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget*
   openAll_->setVisible(!settings.hideOpenAllPorts);
   if (in && !settings.hideBufferInfo) BuildBuffers(layout, settings);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+  buttons->button(QDialogButtonBox::Ok)->setText(tr("&Use These Ports"));
+  SetPrimary(buttons->button(QDialogButtonBox::Ok));
   connect(buttons, &QDialogButtonBox::accepted, this, &PVMidiPorts::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &PVMidiPorts::reject);
   FillList();
@@ -130,7 +137,7 @@ void PVMidiPorts::FillList() {
     for (const std::string& name : map.names())
       if (present.insert(name).second) AddPort(name, tr("not connected"), true);
   if (list_->count() == 0) {
-    auto* item = new QListWidgetItem(tr("This machine has no MIDI ports."), list_);
+    auto* item = new QListWidgetItem(tr("This machine has no MIDI ports. Connect an interface or start JACK."), list_);
     item->setFlags(Qt::NoItemFlags);
   }
   openAll_->setChecked(map.openAll());

@@ -186,7 +186,7 @@ TEST_F(CommandWalk, EveryEntryDoesSomethingOrSaysWhyNot) {
       CommandId::FileNewSysExMessage, CommandId::OptionsEditorSkins, CommandId::ViewSetList,
       CommandId::ViewFileList,        CommandId::UtilitiesCreator,   CommandId::UtilitiesFileConversion,
       CommandId::UtilitiesController, CommandId::UtilitiesSequencer, CommandId::UtilitiesRemote,
-      CommandId::UtilitiesOscEditor,  CommandId::ViewFind,
+      CommandId::UtilitiesOscEditor,
   };
   for (const CommandRow& row : CommandTable()) {
     if (row.id == CommandId::None || row.id == CommandId::FileExit || row.owner == CommandOwner::Menu) continue;

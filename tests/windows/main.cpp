@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <QApplication>
+#include "stall_probe.h"
 
 #include "ui/style/look.h"
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-  QApplication application(argc, argv);
+  tonalith::ProbedApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);
   tonalith::SetLook(tonalith::Look::Light);
   return RUN_ALL_TESTS();

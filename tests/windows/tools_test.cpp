@@ -33,6 +33,7 @@
 #include "tools/ui/monitor_window.h"
 #include "ui/midi_activity.h"
 #include "ui/port_dialogs.h"
+#include "ui/style/search_field.h"
 #include "window_test_tools.h"
 
 namespace tonalith {

@@ -11,6 +11,8 @@
 #include "control_walk.h"
 #include "midi/midi_output.h"
 #include "platform/atomic_file.h"
+#include "stall_probe.h"
+#include "ui/style/colours.h"
 
 namespace tonalith {
 
@@ -59,26 +61,15 @@ void SavePicture(QWidget* widget, const QString& name, qreal scale) {
 }  // namespace
 
 QPalette DarkPalette() {
-  QPalette dark(QColor(0x2b, 0x2b, 0x2e));
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::BrightText})
-    dark.setColor(role, QColor(0xe8, 0xe8, 0xe8));
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-    dark.setColor(QPalette::Disabled, role, QColor(0x80, 0x80, 0x80));
-  dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x20));
-  dark.setColor(QPalette::AlternateBase, QColor(0x27, 0x27, 0x2a));
-  dark.setColor(QPalette::ToolTipBase, QColor(0x3a, 0x3a, 0x3e));
-  dark.setColor(QPalette::ToolTipText, QColor(0xe8, 0xe8, 0xe8));
-  dark.setColor(QPalette::PlaceholderText, QColor(0x90, 0x90, 0x90));
-  dark.setColor(QPalette::Highlight, QColor(0x2d, 0x6f, 0xb7));
-  dark.setColor(QPalette::HighlightedText, Qt::white);
-  dark.setColor(QPalette::Link, QColor(0x6a, 0xb0, 0xff));
-  return dark;
+  return PaletteOf(true);
 }
 
 void KeepScreenshot(QWidget* widget, const QString& name) {
   QCoreApplication::processEvents();
   SavePicture(widget, name, 1);
   SavePicture(widget, name + QStringLiteral("-200"), 2);
+  const std::string faults = FaultsOfControls(*widget);
+  if (qEnvironmentVariableIsSet("TONALITH_WALK")) EXPECT_EQ(faults, "") << name.toStdString();
   const QPalette former = QApplication::palette();
   QApplication::setPalette(DarkPalette());
   QCoreApplication::processEvents();
@@ -100,10 +91,13 @@ bool DropFiles(QWidget* target, const std::vector<std::string>& files) {
 }
 
 void ProgramFixture::SetUp() {
+  ProbedApplication::TakeLongest();
   ::setenv("TONALITH_RESOURCES", TONALITH_BINARY_DIR "/share/tonalith", 1);
 }
 
 void ProgramFixture::TearDown() {
+  const Stall longest = ProbedApplication::TakeLongest();
+  RecordProperty("longest_event", longest.what + " " + std::to_string(longest.us) + " us");
   Stop();
   ::unsetenv("TONALITH_PROMPT_SCRIPT");
 }

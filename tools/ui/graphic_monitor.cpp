@@ -12,6 +12,8 @@
 #include "tools/monitor_lines.h"
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
+#include "ui/style/space.h"
+#include "ui/style/tool_row.h"
 
 namespace tonalith {
 
@@ -61,7 +63,7 @@ QColor KeyboardPicture::FillOf(int note, const QColor& resting) const {
 
 void KeyboardPicture::paintEvent(QPaintEvent*) {
   // Keys are ivory and ebony whatever the palette is.
-  const QColor white = WhiteKey(), black = BlackKey(), line = Between(black, white, 0.35);
+  const QColor white = WhiteKey(), black = BlackKey(), line = Between(white, black, 0.6);
   QPainter painter(this);
   painter.setPen(line);
   for (int note = 0; note < kMonitorOctaves * 12; ++note) {
@@ -91,35 +93,24 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
       follow_(new QAction(tr("&Auto Scroll"), this)) {
   SetTitle(this, tr("Graphic MIDI Monitor"));
   auto* layout = new QVBoxLayout(this);
-  auto* row = new QHBoxLayout;
-  auto* octave = new QToolButton(this);
-  octave->setText(tr("&Octave"));
-  octave->setFocusPolicy(Qt::TabFocus);
+  SetSpace(layout, kGap, kGap);
+  auto* tools = new ToolRow(this);
+  QToolButton* octave = tools->Add(Glyph::Keyboard, tr("Octave"), tr("Scroll to an octave"));
   auto* menu = new QMenu(octave);
   for (int i = 0; i < kMonitorOctaves; ++i)
     menu->addAction(tr("Octave &%1").arg(i + 1), this, [this, i] { ShowOctave(i); });
   octave->setMenu(menu);
-  octave->setPopupMode(QToolButton::InstantPopup);
-  row->addWidget(octave);
   follow_->setCheckable(true);
   follow_->setChecked(true);
   SetToolTip(follow_, tr("Scroll to the keys that are played"));
-  auto* follow = new QToolButton(this);
-  follow->setDefaultAction(follow_);
-  follow->setFocusPolicy(Qt::TabFocus);
-  row->addWidget(follow);
-  auto* clear = new QToolButton(this);
-  clear->setText(tr("C&lear"));
-  SetToolTip(clear, tr("Let all keys go"));
-  clear->setFocusPolicy(Qt::TabFocus);
-  connect(clear, &QToolButton::clicked, this, [this] {
+  tools->Add(Glyph::Down, follow_);
+  connect(tools->Add(Glyph::Close, tr("Clear"), tr("Let all keys go")), &QToolButton::clicked, this, [this] {
     held_.Clear();
     keyboard_->update();
   });
-  row->addWidget(clear);
-  row->addStretch();
-  layout->addLayout(row);
-  row = new QHBoxLayout;
+  layout->addWidget(tools);
+  auto* row = new QHBoxLayout;
+  row->setSpacing(kSmallGap);
   row->addWidget(new PlainLabel(tr("Channels:"), this));
   for (int channel = 0; channel < 16; ++channel) {
     auto* label = new PlainLabel(QString::number(channel + 1), this);

@@ -1,12 +1,12 @@
 #include "tools/ui/monitor_window.h"
 
 #include <QCoreApplication>
-#include <QEvent>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QMenu>
 #include <QScrollBar>
+#include <QStackedLayout>
 #include <QTableView>
 #include <QTimer>
 #include <QToolButton>
@@ -22,6 +22,10 @@
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/colours.h"
+#include "ui/style/empty_state.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/space.h"
+#include "ui/style/tool_row.h"
 
 namespace tonalith {
 
@@ -79,17 +83,16 @@ int MonitorModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : kColumns;
 }
 
-QColor MonitorModel::ColorOf(MonitorColor color) const {
-  const bool dark = palette_.color(QPalette::Base).lightness() < 128;
+QColor MonitorModel::ColorOf(MonitorColor color) {
   switch (color) {
     case MonitorColor::Output:
-      return ColourOf(Shade::Accent, dark);
+      return ColourOf(Shade::Accent);
     case MonitorColor::SysEx:
-      return ColourOf(Shade::Warning, dark);
+      return ColourOf(Shade::Warning);
     case MonitorColor::Port:
-      return ColourOf(Shade::Ok, dark);
+      return ColourOf(Shade::Ok);
     default:
-      return palette_.color(QPalette::Text);
+      return ColourOf(Shade::Text);
   }
 }
 
@@ -112,13 +115,15 @@ QVariant MonitorModel::data(const QModelIndex& index, int role) const {
     line.SetTextColor(painter);
     return ColorOf(painter.color);
   }
-  if (role == Qt::TextAlignmentRole && index.column() <= kDelta) return int(Qt::AlignRight | Qt::AlignVCenter);
+  if (role == kNumberRole) return index.column() <= kDelta;
   if (role == Qt::FontRole && index.column() <= kBytes) return QFontDatabase::systemFont(QFontDatabase::FixedFont);
   return {};
 }
 
 QVariant MonitorModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
+  if (orientation != Qt::Horizontal) return {};
+  if (role == Qt::TextAlignmentRole && section <= kDelta) return int(Qt::AlignRight | Qt::AlignVCenter);
+  if (role != Qt::DisplayRole) return {};
   switch (section) {
     case kTime:
       return tr("Time (s)");
@@ -145,28 +150,27 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
   SetTitle(this, tr("MIDI Monitor"));
   document_.SetDescriber([this](std::span<const std::uint8_t> message) { return words_.Words(message); });
   auto* layout = new QVBoxLayout(this);
+  SetSpace(layout, kGap, kGap);
   BuildBar(layout);
-  model_->SetPalette(palette());
   table_->setModel(model_);
-  table_->setShowGrid(false);
+  DressList(table_);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
   table_->setWordWrap(false);
   table_->setTabKeyNavigation(false);
   table_->setAccessibleName(tr("MIDI messages"));
-  table_->verticalHeader()->hide();
   const QFontMetrics metrics(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-  table_->verticalHeader()->setDefaultSectionSize(std::max(metrics.height(), fontMetrics().height()) + 4);
   table_->horizontalHeader()->setStretchLastSection(true);
   const int digit = metrics.horizontalAdvance(QLatin1Char('0'));
   table_->setColumnWidth(MonitorModel::kTime, 12 * digit);
   table_->setColumnWidth(MonitorModel::kDelta,
                          std::max(9 * digit, fontMetrics().horizontalAdvance(tr("Delta (ms)")) + 4 * digit));
   table_->setColumnWidth(MonitorModel::kBytes, 30 * digit);
-  layout->addWidget(table_, 1);
+  BuildLines(layout);
   layout->addWidget(lightRow_);
   layout->addWidget(troubles_);
   troubles_->hide();
   BuildLights();
+  ShowLines();
   connect(timer_, &QTimer::timeout, this, &TZKMonText::Tick);
   timer_->start(kLookMs);
   resize(metrics.averageCharWidth() * 100, metrics.height() * 28);
@@ -175,66 +179,78 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
 TZKMonText::~TZKMonText() = default;
 
 void TZKMonText::BuildBar(QBoxLayout* layout) {
-  auto* row = new QHBoxLayout;
-  const auto button = [&](const QString& text, const QString& tip) {
-    auto* made = new QToolButton(this);
-    made->setText(text);
-    SetToolTip(made, tip);
-    made->setFocusPolicy(Qt::TabFocus);
-    row->addWidget(made);
-    return made;
-  };
-  auto* show = button(tr("Sh&ow"), tr("Which messages are shown"));
-  auto* showMenu = new QMenu(show);
-  showInput_ = showMenu->addAction(tr("MIDI &IN"), this, &TZKMonText::OnMonMidiInPorts);
-  showOutput_ = showMenu->addAction(tr("MIDI &OUT"), this, &TZKMonText::OnMonMidiOutPorts);
-  showMenu->addSeparator();
-  for (std::size_t i = 0; i < kMonitorKinds; ++i) {
-    auto* action = showMenu->addAction(QCoreApplication::translate("TZKMonText", kKindNames[i]));
-    connect(action, &QAction::triggered, this, [this, i] { Toggle(static_cast<MonitorKind>(i)); });
-    kinds_.push_back(action);
-  }
-  showMenu->addSeparator();
-  auto* complete = showMenu->addAction(tr("&Keep complete SysEx"));
-  complete->setCheckable(true);
-  SetToolTip(complete, tr("Saved files then hold whole messages"));
-  connect(complete, &QAction::toggled, this, [this](bool keep) { document_.KeepComplete(keep); });
-  auto* earlier = showMenu->addAction(tr("&Earlier lines of the program (%1)").arg(document_.Earlier()));
-  SetToolTip(earlier, tr("What the program had to say before this monitor was opened"));
-  earlier->setEnabled(document_.Earlier() > 0);
-  connect(earlier, &QAction::triggered, this, [this, earlier] {
-    document_.ShowEarlier();
-    earlier->setEnabled(false);
-  });
-  for (QAction* action : kinds_) action->setCheckable(true), action->setChecked(true);
-  for (QAction* action : {showInput_, showOutput_}) action->setCheckable(true), action->setChecked(true);
-  show->setMenu(showMenu);
-  show->setPopupMode(QToolButton::InstantPopup);
-
-  auto* copy = button(tr("&Copy"), tr("Copy what is shown"));
+  auto* tools = new ToolRow(this);
+  QToolButton* show = tools->Add(Glyph::Filter, tr("Show"), tr("Which messages are shown"));
+  BuildShowMenu(show);
+  QToolButton* copy = tools->Add(Glyph::Copy, tr("Copy"), tr("Copy what is shown"));
   auto* copyMenu = new QMenu(copy);
   copyMenu->addAction(tr("&Text"), this, &TZKMonText::OnEditCopy);
   copyMenu->addAction(tr("&MIDI Data"), this, &TZKMonText::OnMonCopyMIDIData);
   copyMenu->addAction(tr("MIDI &IN Data"), this, &TZKMonText::OnMonCopyMIDIInData);
   copyMenu->addAction(tr("MIDI &OUT Data"), this, &TZKMonText::OnMonCopyMIDIOutData);
   copy->setMenu(copyMenu);
-  copy->setPopupMode(QToolButton::InstantPopup);
-  connect(button(tr("&Save As..."), tr("Keep the messages as a file")), &QToolButton::clicked, this,
+  connect(tools->Add(Glyph::SaveAs, tr("Save as"), tr("Keep the messages as a file")), &QToolButton::clicked, this,
           &TZKMonText::OnFileSaveAs);
-  connect(button(tr("C&lear"), tr("Delete all lines")), &QToolButton::clicked, this, &TZKMonText::OnEditClear);
-  const auto toggle = [&](const QString& text, const QString& tip, bool on) {
-    auto* made = button(text, tip);
+  connect(tools->Add(Glyph::Remove, tr("Clear"), tr("Delete all lines")), &QToolButton::clicked, this,
+          &TZKMonText::OnEditClear);
+  const auto toggle = [&](Glyph glyph, const QString& text, const QString& tip, bool on) {
     auto* action = new QAction(text, this);
     action->setCheckable(true);
     action->setChecked(on);
     SetToolTip(action, tip);
-    made->setDefaultAction(action);
+    tools->Add(glyph, action);
     return action;
   };
-  row->addStretch();
-  follow_ = toggle(tr("Sc&roll"), tr("Keep the newest line in view"), true);
-  pause_ = toggle(tr("&Pause"), tr("Messages wait until this is switched off"), false);
-  layout->addLayout(row);
+  follow_ = toggle(Glyph::Down, tr("Scroll"), tr("Keep the newest line in view"), true);
+  pause_ = toggle(Glyph::Stop, tr("Pause"), tr("Messages wait until this is switched off"), false);
+  layout->addWidget(tools);
+}
+
+void TZKMonText::BuildShowMenu(QToolButton* show) {
+  auto* menu = new QMenu(show);
+  menu->setToolTipsVisible(true);
+  showInput_ = menu->addAction(tr("MIDI &IN"), this, &TZKMonText::OnMonMidiInPorts);
+  showOutput_ = menu->addAction(tr("MIDI &OUT"), this, &TZKMonText::OnMonMidiOutPorts);
+  menu->addSeparator();
+  for (std::size_t i = 0; i < kMonitorKinds; ++i) {
+    auto* action = menu->addAction(QCoreApplication::translate("TZKMonText", kKindNames[i]));
+    connect(action, &QAction::triggered, this, [this, i] { Toggle(static_cast<MonitorKind>(i)); });
+    kinds_.push_back(action);
+  }
+  for (QAction* action : kinds_) action->setCheckable(true), action->setChecked(true);
+  for (QAction* action : {showInput_, showOutput_}) action->setCheckable(true), action->setChecked(true);
+  menu->addSeparator();
+  auto* complete = menu->addAction(tr("&Keep complete SysEx"));
+  complete->setCheckable(true);
+  SetToolTip(complete, tr("Saved files then hold whole messages"));
+  connect(complete, &QAction::toggled, this, [this](bool keep) { document_.KeepComplete(keep); });
+  earlier_ = menu->addAction(tr("Earlier &lines of the program (%1)").arg(document_.Earlier()), this,
+                             &TZKMonText::ShowEarlier);
+  SetToolTip(earlier_, tr("What the program had to say before this monitor was opened"));
+  earlier_->setEnabled(document_.Earlier() > 0);
+  show->setMenu(menu);
+}
+
+// The lines, or what the empty place is for.
+void TZKMonText::BuildLines(QBoxLayout* layout) {
+  empty_ = new EmptyState(Glyph::Monitor, tr("Nothing has come in or gone out yet"),
+                          tr("Play a note, or get and send data: every message of the open ports is listed here."));
+  if (document_.Earlier() > 0)
+    empty_->AddButton(tr("Show %1 earlier lines of the program").arg(document_.Earlier()), [this] { ShowEarlier(); });
+  lines_ = new QStackedLayout;
+  lines_->addWidget(empty_);
+  lines_->addWidget(table_);
+  layout->addLayout(lines_, 1);
+}
+
+void TZKMonText::ShowLines() {
+  QWidget* wanted = model_->rowCount() > 0 ? static_cast<QWidget*>(table_) : empty_;
+  if (lines_->currentWidget() != wanted) lines_->setCurrentWidget(wanted);
+}
+
+void TZKMonText::ShowEarlier() {
+  document_.ShowEarlier();
+  earlier_->setEnabled(false);
 }
 
 void TZKMonText::BuildLights() {
@@ -292,6 +308,7 @@ void TZKMonText::Tick() {
   for (std::size_t i = 0; i < lights_.size(); ++i) lights_[i]->SetOn(document_.PortLit(static_cast<int>(i)));
   if (pause_->isChecked() || !document_.Process()) return;
   model_->Sync();
+  ShowLines();
   if (follow_->isChecked()) table_->scrollToBottom();
   emit StateChanged();
 }
@@ -299,6 +316,7 @@ void TZKMonText::Tick() {
 void TZKMonText::OnEditClear() {
   document_.OnEditClear();
   model_->Sync();
+  ShowLines();
   table_->scrollToTop();
   emit StateChanged();
 }
@@ -346,11 +364,6 @@ void TZKMonText::OnFileSaveAs() {
                                      " bytes of each.\nSwitch \"Keep complete SysEx\" on in the Show menu before "
                                      "receiving to save whole messages.");
   }
-}
-
-void TZKMonText::changeEvent(QEvent* event) {
-  ZKWindow::changeEvent(event);
-  if (event->type() == QEvent::PaletteChange) model_->SetPalette(palette());
 }
 
 bool TZKMonText::CommandEnabled(CommandId command) const {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QAbstractTableModel>
-#include <QPalette>
+#include <QColor>
 #include <memory>
 
 #include "platform/prompts.h"
@@ -11,12 +11,15 @@
 
 class QAction;
 class QBoxLayout;
+class QStackedLayout;
 class QTableView;
 class QTimer;
+class QToolButton;
 
 namespace tonalith {
 
 class ActivityLight;
+class EmptyState;
 class MidiPortSystem;
 class PlainLabel;
 class ZKStudioDoc;
@@ -31,7 +34,6 @@ class MonitorModel final : public QAbstractTableModel {
   explicit MonitorModel(const MonitorDocument& document, QObject* parent = nullptr);
   // The document's lines changed: tells the views which rows went and came.
   void Sync();
-  void SetPalette(const QPalette& palette) { palette_ = palette; }
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
@@ -39,10 +41,9 @@ class MonitorModel final : public QAbstractTableModel {
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
  private:
-  QColor ColorOf(MonitorColor color) const;
+  static QColor ColorOf(MonitorColor color);
 
   const MonitorDocument& document_;
-  QPalette palette_;
   std::uint64_t first_ = 0;  // number of the first row's line since the start
   int rows_ = 0;
 };
@@ -91,12 +92,13 @@ class TZKMonText final : public ZKWindow {
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
 
- protected:
-  void changeEvent(QEvent* event) override;
-
  private:
   void Toggle(MonitorKind kind);
   void BuildBar(QBoxLayout* layout);
+  void BuildShowMenu(QToolButton* show);
+  void BuildLines(QBoxLayout* layout);
+  void ShowLines();
+  void ShowEarlier();
   void BuildLights();
   void Tick();
   void ShowTroubles();
@@ -119,6 +121,9 @@ class TZKMonText final : public ZKWindow {
   QAction* showOutput_ = nullptr;
   QAction* follow_ = nullptr;
   QAction* pause_ = nullptr;
+  QAction* earlier_ = nullptr;
+  QStackedLayout* lines_ = nullptr;
+  EmptyState* empty_ = nullptr;
 };
 
 // Opens a text monitor.

@@ -1,0 +1,96 @@
+// Every window and dialog that a command opens, with texts as long as German ones: kept as pictures, walked for
+// controls that somebody cannot use, and small enough for a small screen.
+#include <QAction>
+#include <QApplication>
+#include <QDialog>
+#include <QTimer>
+#include <QTranslator>
+#include <set>
+
+#include "app/command_menus.h"
+#include "studio/ui/studio_window.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+constexpr QSize kSmallScreen(1024, 700);
+constexpr QSize kLargeScreen(2560, 1440);
+
+class LongTexts final : public QTranslator {
+ public:
+  QString translate(const char*, const char* source, const char*, int) const override {
+    const QString text = QString::fromUtf8(source);
+    QString more;
+    while (more.size() * 10 < text.size() * 4) more += QStringLiteral(" lang");
+    return text + more;
+  }
+  bool isEmpty() const override { return false; }
+};
+
+class EveryWindow : public ProgramFixture {
+ protected:
+  void SetUp() override {
+    ProgramFixture::SetUp();
+    QCoreApplication::installTranslator(&texts_);
+    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] {
+      if (QWidget* dialog = QApplication::activeModalWidget()) Look(dialog);
+    });
+    timer_.start(100);
+  }
+  void TearDown() override {
+    timer_.stop();
+    QCoreApplication::removeTranslator(&texts_);
+    ProgramFixture::TearDown();
+  }
+  // A dialog is closed behind it.
+  void Look(QWidget* window) {
+    const QString kind = QString::fromLatin1(window->metaObject()->className()).section(QStringLiteral("::"), -1);
+    if (seen_.insert(kind).second) {
+      EXPECT_LE(window->minimumSizeHint().width(), kSmallScreen.width()) << kind.toStdString();
+      EXPECT_LE(window->minimumSizeHint().height(), kSmallScreen.height()) << kind.toStdString();
+      KeepScreenshot(window, QStringLiteral("long-") + kind);
+    }
+    if (qobject_cast<QDialog*>(window)) window->close();
+  }
+  void LookAtAll() {
+    Settle();
+    for (QWidget* window : QApplication::topLevelWidgets())
+      if (window->isVisible() && qobject_cast<QDialog*>(window)) Look(window);
+    for (ZKWindow* child : frame().Children()) Look(child);
+  }
+
+  LongTexts texts_;
+  QTimer timer_;
+  std::set<QString> seen_;
+};
+
+TEST_F(EveryWindow, FitsIsReachedAndNamed) {
+  Start();
+  Open("Yamaha DX7", "Voice Bank", true);
+  const std::set<CommandId> leaves = {CommandId::FileExit, CommandId::FileClose, CommandId::WindowCloseAll,
+                                      CommandId::FileNewEditor};
+  for (const CommandRow& row : CommandTable()) {
+    const QAction* action = row.id == CommandId::None ? nullptr : frame().ActionOf(row.id);
+    if (!action || !action->isEnabled() || row.checkable || *row.submenu || leaves.count(row.id)) continue;
+    frame().RunCommand(row.id);
+    LookAtAll();
+  }
+  TZKDrvLst* studio = parts().studio.Show();
+  studio->tree()->SetCurrentNode(program_->studio()->instruments().front().get());
+  for (const auto open : {&TZKDrvLst::OnSettings, &TZKDrvLst::OnAutoSense, &TZKDrvLst::OnSetupInformation,
+                          &TZKDrvLst::OnInstallFromWeb}) {
+    (studio->*open)();
+    LookAtAll();
+  }
+  for (const QSize& size : {kSmallScreen, kLargeScreen}) {
+    frame().resize(size);
+    Settle();
+    EXPECT_EQ(frame().size(), size);
+    KeepScreenshot(&frame(), QStringLiteral("long-frame-%1").arg(size.width()));
+  }
+  EXPECT_GE(seen_.size(), 12U);
+}
+
+}  // namespace
+}  // namespace tonalith

@@ -1,0 +1,62 @@
+#include "ui/command_glyphs.h"
+
+#include <array>
+#include <utility>
+
+namespace tonalith {
+
+namespace {
+
+constexpr auto kCommandGlyphs = std::to_array<std::pair<CommandId, Glyph>>({
+    {CommandId::FileNewEditor, Glyph::New},
+    {CommandId::FileNewStudio, Glyph::Studio},
+    {CommandId::FileOpen, Glyph::Open},
+    {CommandId::FileClose, Glyph::Close},
+    {CommandId::FileSave, Glyph::Save},
+    {CommandId::FileSaveAs, Glyph::SaveAs},
+    {CommandId::FileInstallModule, Glyph::Import},
+    {CommandId::FilePrint, Glyph::Print},
+    {CommandId::FileExit, Glyph::Quit},
+    {CommandId::SendDataFile, Glyph::Send},
+    {CommandId::SendSysEx, Glyph::Send},
+    {CommandId::SendMidiFile, Glyph::Send},
+    {CommandId::EditUndo, Glyph::Undo},
+    {CommandId::EditRedo, Glyph::Redo},
+    {CommandId::EditCut, Glyph::Cut},
+    {CommandId::EditCopy, Glyph::Copy},
+    {CommandId::EditPaste, Glyph::Paste},
+    {CommandId::EditRename, Glyph::Rename},
+    {CommandId::EditOpen, Glyph::Open},
+    {CommandId::EditQuickMenu, Glyph::More},
+    {CommandId::OptionsPreferences, Glyph::Settings},
+    {CommandId::OptionsAudition, Glyph::Audition},
+    {CommandId::MidiGet, Glyph::Get},
+    {CommandId::MidiTransmit, Glyph::Send},
+    {CommandId::MidiCancelTransmit, Glyph::Cancel},
+    {CommandId::MidiInPorts, Glyph::Cable},
+    {CommandId::MidiOutPorts, Glyph::Cable},
+    {CommandId::MidiTestCable, Glyph::Cable},
+    {CommandId::MidiUndoSettingsChange, Glyph::Undo},
+    {CommandId::PlayChord, Glyph::Audition},
+    {CommandId::PlaySequence, Glyph::Audition},
+    {CommandId::PlayLastNote, Glyph::Audition},
+    {CommandId::MidiPanic, Glyph::Panic},
+    {CommandId::UtilitiesMidiMonitor, Glyph::Monitor},
+    {CommandId::UtilitiesGraphicMonitor, Glyph::Keyboard},
+    {CommandId::WindowCascade, Glyph::Windows},
+    {CommandId::WindowTile, Glyph::Windows},
+    {CommandId::WindowCloseAll, Glyph::Close},
+    {CommandId::HelpContents, Glyph::Help},
+    {CommandId::HelpShortcuts, Glyph::Keyboard},
+    {CommandId::HelpAbout, Glyph::Info},
+});
+
+}  // namespace
+
+Glyph GlyphOf(CommandId command) {
+  for (const auto& [id, glyph] : kCommandGlyphs)
+    if (id == command) return glyph;
+  return Glyph::None;
+}
+
+}  // namespace tonalith
