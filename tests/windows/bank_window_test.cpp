@@ -9,6 +9,7 @@
 
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_model.h"
+#include "data/packed_bytes.h"
 #include "platform/atomic_file.h"
 #include "tests/windows/window_test_tools.h"
 #include "ui/plain_text.h"
