@@ -69,7 +69,9 @@ void KeepScreenshot(QWidget* widget, const QString& name) {
   SavePicture(widget, name, 1);
   SavePicture(widget, name + QStringLiteral("-200"), 2);
   const std::string faults = FaultsOfControls(*widget);
-  if (qEnvironmentVariableIsSet("TONALITH_WALK")) EXPECT_EQ(faults, "") << name.toStdString();
+  if (qEnvironmentVariableIsSet("TONALITH_WALK")) {
+    EXPECT_EQ(faults, "") << name.toStdString();
+  }
   const QPalette former = QApplication::palette();
   QApplication::setPalette(DarkPalette());
   QCoreApplication::processEvents();
