@@ -475,8 +475,8 @@ void ReadExchanges(ChartInstrument* chart, ChartProblems* problems) {
       problems->AddUnknown(section.nameAt, section.name, "the chart has no data type of this name",
                            NearestWords(section.name, names));
     for (const ChartEntry& entry : section.entries)
-      if (entry.flag || (entry.key != "get" && entry.key != "put"))
-        problems->Add(entry.keyAt, entry.key, "no key of this section", "get = STEP, put = STEP");
+      if (entry.flag || (entry.key != "get" && entry.key != "put" && !entry.key.starts_with("list ")))
+        problems->Add(entry.keyAt, entry.key, "no key of this section", "get = STEP, put = STEP, list NAME = TEXTS");
   }
 }
 

@@ -53,12 +53,24 @@ class FormWriter {
       if (!first) lines_.Put("or", form.at);
       Form(form);
       if (first) lines_.Append(verify);
+      if (first) EmptyAnswer();
       first = false;
     }
     if (first) lines_.Append(verify);
   }
 
  private:
+  // What is said in the first section holds for the banks that go patch by patch.
+  void EmptyAnswer() {
+    const ChartEntry* entry = chart_.Find(type_, "empty");
+    if (!entry || (!type_.patchwise && !type_.Find("empty"))) return;
+    ChartNames names;
+    names.variables = "abcdefghijklmnopqrstuvwxyz";
+    const ChartMessage message = ReadChartMessage(entry->cell, names, &problems_);
+    if (message.First(ChartItemKind::kData)) return problems_.Add(entry->valueAt, entry->value, "it holds data");
+    Put("emptyAnswer", PatternOf(message, chart_, type_) + " F7", entry->valueAt);
+  }
+
   void Put(const std::string& key, const std::string& value, ChartPlace at) { lines_.Put(key, value, at); }
 
   // Another form says what chooses the bank, and knows what stands alone.

@@ -37,7 +37,8 @@ class StepWriter {
       // `{b}` as it is shown, `{b byte}` as it stands in messages.
       const std::string byte = std::string("{") + type_.variable.letter + " byte}";
       for (const ChartEntry& entry : type_.exchange->entries) {
-        const std::string step = ReplaceAll(entry.value, byte, HexPair(type_.variable.value));
+        if (entry.key != "get" && entry.key != "put") continue;
+        const std::string step = ReplaceAll(WithoutSentences(entry.value), byte, HexPair(type_.variable.value));
         lines_.Put(entry.key, ChartShown(step, type_.variable), entry.valueAt);
       }
       return;
@@ -50,7 +51,10 @@ class StepWriter {
                         HasOtherForms() || !type_.request.IsPlain(kPatchLetter) ||
                         !type_.dump.front().IsPlain(kPatchLetter);
     if (!needed || type_.dump.empty()) return;
-    if (!panel) Get();
+    if (panel)
+      PanelDump();
+    else
+      Get();
     if (readonly)
       lines_.Put("put", "no", type_.section->at);
     else
@@ -175,13 +179,26 @@ class StepWriter {
 
   std::string Answer(const ChartStep& step) {
     const int within = step.ms ? step.ms : within_;
-    return " | answer " + Bytes(step.answer, true) + (within ? " | within " + Num(within) : "") +
+    return " | answer " + Bytes(step.answer, true) + Refusal(step) + (within ? " | within " + Num(within) : "") +
            (step.anyway ? " | anyway" : "");
   }
 
-  static std::size_t CountMessages(const std::vector<ChartStep>& steps) {
-    return static_cast<std::size_t>(std::count_if(
-        steps.begin(), steps.end(), [](const ChartStep& step) { return step.kind == ChartStep::Kind::kMessage; }));
+  // What the port waits for has the device number where the data has it.  An answer that has it in another place is
+  // looked into by the exchange itself: that needs the word that says no, or which byte it may have another value in.
+  std::string Refusal(const ChartStep& step) {
+    const int place = chart_.device.letter ? type_.dump.front().PlaceOf(chart_.device.letter) : -1;
+    if (place < 0 || step.answer.PlaceOf(chart_.device.letter) == place || HasData(step.answer)) return {};
+    if (static_cast<std::uint32_t>(place) >= step.answer.size) return {};
+    for (const ChartStep::Refusal& refusal : step.refused)
+      if (refusal.message.size == step.answer.size) return " | refused " + Bytes(refusal.message, true);
+    ChartMessage other = step.answer;
+    for (auto item = other.items.rbegin(); item != other.items.rend(); ++item) {
+      if (item->kind != ChartItemKind::kByte || item->byte.base == 0xF7 || item->byte.mask != 0xFF) continue;
+      if (item->byte.use != ChartUse::kNone) continue;
+      item->byte.mask = 0;
+      break;
+    }
+    return " | refused " + Bytes(other, true);
   }
 
   void Get() {
@@ -222,6 +239,13 @@ class StepWriter {
       }
       Between(step.at, last);
     }
+  }
+
+  // What is sent at the panel is waited for.
+  void PanelDump() {
+    direction_ = "get";
+    Line("listen | answer " + Front(type_.dump.front(), kFromAnyDevice) + Several(), type_.get.front().at);
+    Between(type_.get.front().at, true);
   }
 
   static bool IsLastMessage(const std::vector<ChartStep>& steps, std::size_t i) {
@@ -473,7 +497,47 @@ class StepWriter {
   char filter_ = 0;  // what the device number is in the pattern that is written
 };
 
+// An option of a step that refuses: where it and its message begin, and the quotes of its sentence.
+struct RefusalAt {
+  std::size_t begin = 0, pattern = 0, open = 0, close = 0;
+};
+std::vector<RefusalAt> RefusalsIn(const std::string& step) {
+  constexpr std::string_view kOption = "| refused ";
+  std::vector<RefusalAt> found;
+  for (std::size_t at = step.find(kOption); at != std::string::npos; at = step.find(kOption, at + 1)) {
+    const std::size_t end = step.find('|', at + 1), open = step.find('"', at);
+    const std::size_t close = open == std::string::npos ? open : step.find('"', open + 1);
+    if (open < end && close != std::string::npos) found.push_back({at, at + kOption.size(), open, close});
+  }
+  return found;
+}
+
 }  // namespace
+
+std::vector<std::pair<std::string, std::string>> ExchangeRefusals(const std::string& step) {
+  std::vector<std::pair<std::string, std::string>> refusals;
+  for (const RefusalAt& one : RefusalsIn(step)) {
+    std::string pattern;
+    for (const std::string& word : SplitText(step.substr(one.pattern, one.open - one.pattern), ' ')) {
+      if (word.empty()) continue;
+      const bool known = word.size() == 2 && word.find_first_not_of("0123456789ABCDEF?") == std::string::npos;
+      pattern += (pattern.empty() ? "" : " ") + (known ? word : std::string("??"));
+    }
+    refusals.emplace_back(pattern, step.substr(one.open + 1, one.close - one.open - 1));
+  }
+  return refusals;
+}
+
+std::string WithoutSentences(const std::string& step) {
+  std::string text = step;
+  const std::vector<RefusalAt> refusals = RefusalsIn(step);
+  // Every other word than the answer refuses: the step needs one of them.
+  for (auto one = refusals.rbegin(); one != refusals.rend(); ++one) {
+    const std::size_t from = one + 1 == refusals.rend() ? one->open : one->begin;
+    text.erase(from, one->close + 1 - from);
+  }
+  return text;
+}
 
 void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
               const ChartAddress& address, ChartLines* lines, ChartProblems* problems) {

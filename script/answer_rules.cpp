@@ -111,6 +111,13 @@ class Resolver {
 
 }  // namespace
 
+bool SaysEmpty(const AnswerRules& rules, std::span<const std::uint8_t> bytes) {
+  if (rules.empty.length == 0 || bytes.size() != rules.empty.length) return false;
+  for (std::size_t i = 0; i < rules.empty.value.size(); ++i)
+    if ((bytes[i] ^ rules.empty.value[i]) & rules.empty.mask[i]) return false;
+  return true;
+}
+
 AwaitedAnswer AnswerTo(const Synth& synth, const TransferContext& context, std::int64_t at, std::int64_t size,
                        bool byMaker) {
   AwaitedAnswer answer;
@@ -132,6 +139,8 @@ AwaitedAnswer AnswerTo(const Synth& synth, const TransferContext& context, std::
       }
     }
   }
+  const bool mayBeEmpty = context.answers && context.answers->empty.length != 0 && answer.wholePatch;
+  if (mayBeEmpty && answer.steps.size() == 1) answer.steps.front().push_back(context.answers->empty);
   if (answer.steps.empty() && byMaker && synth.manufacturerId != 0) {
     answer.steps.push_back(BeginsWith(std::array<std::uint8_t, 2>{kSysEx, synth.manufacturerId}));
     answer.every = true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "data/data_records.h"
@@ -30,7 +31,11 @@ struct AnswerForm {
 // How a data type looks when it comes: what the module says of its messages.
 struct AnswerRules {
   std::vector<AnswerForm> forms;
+  AnswerMessage empty;  // what is answered for a place of a bank that holds nothing; length 0: nothing is known of it
 };
+
+// Whether these bytes, all that came, say that the place holds nothing.
+bool SaysEmpty(const AnswerRules& rules, std::span<const std::uint8_t> bytes);
 
 // What the next receive takes for its answer.
 struct AwaitedAnswer {

@@ -80,6 +80,8 @@ AnswerRules AnswerRulesOf(const std::vector<RecognizeRule>& forms, const Synth& 
     const auto before = [](const AnswerPart& a, const AnswerPart& b) { return a.at < b.at; };
     std::stable_sort(form.parts.begin(), form.parts.end(), before);
     if (!form.parts.empty()) rules.forms.push_back(std::move(form));
+    const BytePattern& empty = rule.emptyAnswer;
+    if (empty.size()) rules.empty = {empty.value, empty.mask, static_cast<std::uint32_t>(empty.size())};
   }
   return rules;
 }

@@ -82,6 +82,7 @@ class RuleParser {
       rule_->complete = TrimmedView(value) == "1";
       return {};
     }
+    if (key == "emptyanswer") return EmptyAnswer(value);
     std::uint32_t number = 0;
     if (key == "patchbyte") return PatchByte(value);
     if (key == "numberas") {
@@ -247,6 +248,16 @@ class RuleParser {
     rule_->patchFirst = static_cast<int>(first);
     rule_->patchCount = static_cast<int>(count ? count : kPatchValues - first);
     return {};
+  }
+
+  std::string EmptyAnswer(std::string_view value) {
+    std::string error;
+    if (!ParseBytePattern(value, &rule_->emptyAnswer, &error)) return error;
+    if (!synth_.isBank || synth_.patchByPatch != 1) return "places are empty only in a bank that goes patch by patch";
+    const auto& [bytes, mask] = rule_->emptyAnswer;
+    const bool whole =
+        bytes.size() >= 2 && bytes.size() <= kMaxMidiPattern && bytes.front() == 0xF0 && bytes.back() == 0xF7;
+    return whole ? "" : "a message from F0 to F7 is expected";
   }
 
   std::string Context(std::string_view value) {

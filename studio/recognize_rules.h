@@ -53,6 +53,7 @@ namespace tonalith {
 //                          7F) the messages are no such data
 //   NumberAs=ID            a single patch is numbered as in the bank with this driver id, numbers beyond it as in the
 //                          banks that follow
+//   EmptyAnswer=F0 F7      what the instrument answers when a place of the bank holds nothing
 //   Verify0=TYPE START COUNT OFFSET | times N | step S | or BYTE
 //       a checksum inside the image, in the terms of CSum; one that is BYTE (hex) is right whatever it should be.
 //       Without any: the descriptor's own checksum
@@ -112,7 +113,8 @@ struct RecognizeRule {
   int patchFirst = 0, patchCount = 128;  // values that the byte may have
   int numberAs = -1;
   std::vector<VerifyRule> verify;
-  bool byAnswer = false;  // no rule of the module: FormsOfAnswer
+  BytePattern emptyAnswer;  // of a bank, for a place that holds nothing; no bytes: none is known
+  bool byAnswer = false;    // no rule of the module: FormsOfAnswer
 
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.
