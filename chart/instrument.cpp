@@ -18,12 +18,10 @@ namespace {
 
 constexpr int kMostSlots = 16384;
 constexpr std::size_t kMostTypes = 200;
-constexpr int kMostVariants = 64;
 constexpr int kMostTurns = 128;
 constexpr std::size_t kMostMessages = 4096;  // of data
 constexpr int kMostMadeOf = 8;               // messages that are made of others that are made of others
 constexpr int kLastDriver = 65000;
-constexpr std::int64_t kLongestMs = 600000;
 
 std::optional<int> HexByteOf(std::string_view text) {
   if (text.empty() || text.size() > 2 || text.find_first_not_of("0123456789ABCDEF") != std::string_view::npos)
@@ -248,7 +246,8 @@ class TypeReader {
     }
     if (text.starts_with('(') && text.ends_with("ms)")) {
       const auto ms = ParseInteger(TrimmedView(text.substr(1, text.size() - 4)));
-      if (!ms || *ms < 1 || *ms > kLongestMs) problems_.Add(cell.at, text, "a pause needs milliseconds", "(75 ms)");
+      if (!ms || *ms < 1 || *ms > kLongestChartMs)
+        problems_.Add(cell.at, text, "a pause needs milliseconds", "(75 ms)");
       step.kind = ChartStep::Kind::kPause;
       step.ms = static_cast<int>(ms.value_or(1));
       return step;
@@ -453,7 +452,7 @@ std::vector<int> DriverNumbers(const ChartEntry& entry, ChartProblems* problems)
     std::string first = part.text, last = part.text;
     SplitChartRange(part.text, &first, &last);
     const auto low = ParseInteger(first), high = ParseInteger(last);
-    if (!low || !high || *low < 1 || *low > *high || *high > kLastDriver || *high - *low > kMostVariants) {
+    if (!low || !high || *low < 1 || *low > *high || *high > kLastDriver || *high - *low > kMostChartValues) {
       problems->Add(part.at, part.text, "no driver ids", "drivers = 1140, 1141, 1144..1151");
       continue;
     }
@@ -531,126 +530,6 @@ void CheckUse(const ChartInstrument& chart, const std::set<std::string>& used, C
 
 }  // namespace
 
-const ChartEntry* ChartType::Find(std::string_view key) const {
-  for (const ChartEntry& entry : section->entries)
-    if (!entry.flag && entry.key == key) return &entry;
-  return nullptr;
-}
-
-bool ChartType::Has(std::string_view flag) const {
-  return std::any_of(section->entries.begin(), section->entries.end(),
-                     [&](const ChartEntry& entry) { return entry.flag && entry.key == flag; });
-}
-
-const ChartEntry* ChartInstrument::Find(std::string_view key) const {
-  for (const ChartEntry& entry : head->entries)
-    if (entry.key == key) return &entry;
-  return nullptr;
-}
-
-const ChartEntry* ChartInstrument::Find(const ChartType& type, std::string_view key) const {
-  const ChartEntry* own = type.Find(key);
-  return own ? own : Find(key);
-}
-
-const ChartType* ChartInstrument::TypeNamed(std::string_view name) const {
-  for (const ChartType& type : types)
-    if (type.name == name) return &type;
-  for (const ChartType& type : types)
-    if (type.section->name == name) return &type;
-  return nullptr;
-}
-
-const ChartType* ChartInstrument::HolderOf(const ChartType& type) const {
-  for (const ChartType& holder : types)
-    if (!holder.holds.empty() && holder.holds == type.section->name) return &holder;
-  return nullptr;
-}
-
-std::string ChartPatchRange(const ChartType& type) {
-  const ChartEntry* entry = type.Find("patches");
-  if (!entry) return {};
-  const auto ranges = SplitChartCell(entry->cell, ',');
-  if (ranges.size() == 1) return ranges.front().text;
-  ChartProblems known("");
-  const auto values = ChartVariables(*type.section, &known);
-  const auto own = std::find_if(values.begin(), values.end(),
-                                [&](const ChartVariable& one) { return one.shown == type.variable.shown; });
-  const auto place = static_cast<std::size_t>(own - values.begin());
-  return values.size() == ranges.size() && place < ranges.size() ? ranges[place].text : std::string();
-}
-
-int ChartFirstPatch(const ChartType& type) {
-  std::string first, last;
-  if (!SplitChartRange(ChartPatchRange(type), &first, &last)) return 0;
-  return static_cast<int>(std::clamp<std::int64_t>(ParseInteger(first).value_or(0), 0, UINT16_MAX));
-}
-
-int ChartSumKind(const ChartEntry* entry, ChartProblems* problems) {
-  if (!entry) return -1;
-  const CodedTable& table = *FindCodedTable("checksumType");
-  if (const CodedWord* word = FindCodedWord(table, entry->value)) return word->code;
-  std::vector<std::string> words;
-  for (const CodedWord& word : table.words) words.emplace_back(word.word);
-  problems->Add(entry->valueAt, entry->value, "no kind of checksum", NearestWords(entry->value, words));
-  return 0;
-}
-
-int ChartMilliseconds(const ChartCell& time, ChartProblems* problems) {
-  std::string_view text = time.text;
-  const bool seconds = text.ends_with(" s");
-  if (seconds || text.ends_with(" ms")) text.remove_suffix(seconds ? 2 : 3);
-  const auto number = ParseInteger(text);
-  const std::int64_t scale = seconds ? 1000 : 1;
-  if (number && *number >= 1 && *number <= kLongestMs / scale && text.size() < time.text.size())
-    return static_cast<int>(*number * scale);
-  problems->Add(time.at, time.text, "no time", "75 ms, 3 s");
-  return 0;
-}
-
-std::string ChartShown(const std::string& text, const ChartVariable& variable) {
-  return variable.letter ? ReplaceAll(text, "{" + std::string(1, variable.letter) + "}", variable.shown) : text;
-}
-
-bool SplitChartRange(std::string_view text, std::string* first, std::string* last) {
-  const std::size_t dots = text.find("..");
-  if (dots == std::string_view::npos || dots == 0 || dots + 2 >= text.size()) return false;
-  *first = TrimmedView(text.substr(0, dots));
-  *last = TrimmedView(text.substr(dots + 2));
-  return !first->empty() && !last->empty();
-}
-
-std::vector<ChartVariable> ChartVariables(const ChartSection& section, ChartProblems* problems) {
-  std::vector<ChartVariable> variables;
-  if (!section.variable || section.variable->key.size() != 1) return variables;
-  std::string_view text = section.variable->value;
-  int from = 0;
-  const std::size_t word = text.find(" from ");
-  const auto number = word == std::string_view::npos ? std::nullopt : ParseInteger(text.substr(word + 6));
-  if (number) from = static_cast<int>(std::clamp<std::int64_t>(*number, 0, UINT8_MAX));
-  std::string first, last;
-  const bool range = SplitChartRange(text.substr(0, word), &first, &last);
-  const auto low = ParseInteger(first), high = ParseInteger(last);
-  const bool letters =
-      range && first.size() == 1 && last.size() == 1 && first[0] >= 'A' && last[0] <= 'Z' && first[0] <= last[0];
-  const auto texts = SplitChartCell(section.variable->cell.Part(0, std::min(word, text.size())), ',');
-  if (texts.size() > 1) {
-    for (const ChartCell& one : texts)
-      variables.push_back({section.variable->key[0], from + static_cast<int>(variables.size()), one.text});
-  } else if (low && high && *low >= 0 && *low <= *high && *high - *low < kMostVariants) {
-    for (std::int64_t value = *low; value <= *high; ++value)
-      variables.push_back(
-          {section.variable->key[0], static_cast<int>(number ? from + value - *low : value), std::to_string(value)});
-  } else if (letters && (number || word == std::string_view::npos)) {
-    for (char letter = first[0]; letter <= last[0]; ++letter)
-      variables.push_back({section.variable->key[0], from + letter - first[0], std::string(1, letter)});
-  } else {
-    problems->Add(section.variable->valueAt, section.variable->value, "the values of the letter are not known",
-                  "A..D, A..H from 1, 0..9");
-  }
-  return variables;
-}
-
 ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* problems) {
   static const ChartSection kNothing;
   ChartInstrument chart;
@@ -693,24 +572,6 @@ ChartInstrument ReadChartInstrument(const ChartText& text, ChartProblems* proble
   for (ChartType& type : chart.types) TypeReader(chart, &type, &used, problems).Read();
   CheckUse(chart, used, problems);
   return chart;
-}
-
-bool IsChartReadonly(const ChartType& type, ChartProblems* problems) {
-  if (type.Has("readonly") || (!type.put.empty() && type.put.front().kind == ChartStep::Kind::kNone)) return true;
-  const ChartEntry* entry = type.Find("readonly");
-  if (!entry) return false;
-  std::string first, last;
-  const bool range = SplitChartRange(entry->value, &first, &last);
-  if (!range) first = last = entry->value;
-  bool inside = false, seen = false, here = false;
-  for (const ChartVariable& one : ChartVariables(*type.section, problems)) {
-    if (one.shown == first) inside = seen = true;
-    if (inside && one.value == type.variable.value) here = true;
-    if (one.shown == last) inside = false;
-  }
-  if (!seen)
-    problems->Add(entry->valueAt, entry->value, "none of the values of the section's letter", "readonly = E..H");
-  return here;
 }
 
 }  // namespace tonalith

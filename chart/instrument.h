@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -90,6 +91,9 @@ struct ChartInstrument {
   // The first type that holds patches of the section.
   const ChartType* HolderOf(const ChartType& type) const;
 };
+
+inline constexpr int kMostChartValues = 64;              // of a section's letter
+inline constexpr std::int64_t kLongestChartMs = 600000;  // of a pause or a wait
 
 inline constexpr char kPatchLetter = 'p';
 inline constexpr char kTurnLetter = 't';  // 0, 1, 2 ... in what stands there several times

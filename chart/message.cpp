@@ -554,6 +554,13 @@ int ChartMessage::PlaceOf(char variable) const {
   return -1;
 }
 
+bool ChartMessage::IsPlain(char variable) const {
+  for (const ChartItem& item : items)
+    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable)
+      return item.byte.part == ChartPart::kAll && item.byte.base == 0 && item.byte.use != ChartUse::kHighDigit;
+  return true;
+}
+
 int ChartMessage::HighPlaceOf(char variable) const {
   for (const ChartItem& item : items)
     if (item.kind == ChartItemKind::kByte && item.byte.variable == variable && item.byte.part == ChartPart::kHigh)

@@ -73,6 +73,8 @@ struct ChartMessage {
   std::size_t Count(ChartItemKind kind) const;
   // Place of the first byte with this variable, -1 without one.
   int PlaceOf(char variable) const;
+  // The first byte with this variable is its value, all of it and nothing else; also without one.
+  bool IsPlain(char variable) const;
   // That of the upper bits of a number of 14 bits, -1 without them.
   int HighPlaceOf(char variable) const;
 };

@@ -164,6 +164,7 @@ class DescriptorWriter {
     // Frames that stay open do not end with F7.
     if (layout_.fileSize && IsOpen()) Put("optionBits", "2", DumpAt());
     Put("fileSize", Num(size), DumpAt());
+    if (const ChartEntry* patches = type_.Find("patches")) Patches(*patches);
     if (!layout_.fileSize) return;
     if (layout_.headerSize) Put("headerSize", Num(layout_.headerSize), DumpAt());
     if (type_.slots > 1) Put("numVoices", Num(type_.slots), Head());
@@ -178,7 +179,6 @@ class DescriptorWriter {
     if (layout_.packing) Put("storageFormat", Num(layout_.packing), DumpAt());
     if (IsPatchwise()) Put("patchByPatch", "1", Head());
     if (!address_.areas.empty() && type_.dump.empty()) PutAddressFields(type_, address_, &lines_);
-    if (const ChartEntry* patches = type_.Find("patches")) Patches(*patches);
   }
 
   void Patches(const ChartEntry& entry) {
@@ -199,8 +199,8 @@ class DescriptorWriter {
     if (*low) Put("patchMin", Num(*low), entry.valueAt);
     Put("patchMax", Num(*high), entry.valueAt);
     const int place = type_.dump.empty() ? -1 : type_.dump.front().PlaceOf(kPatchLetter);
-    // One of 14 bits is put there by the steps.
-    if (place < 0 || !address_.areas.empty() || type_.dump.front().HighPlaceOf(kPatchLetter) >= 0) return;
+    // One of 14 bits, or beyond a base, is put there by the steps.
+    if (place < 0 || !address_.areas.empty() || !type_.dump.front().IsPlain(kPatchLetter)) return;
     Put("patchNumberInImage", "1", entry.valueAt);
     Put("patchNumberOffset", Num(place), entry.valueAt);
     Put("patchNumber", Num(*low), entry.valueAt);
@@ -299,7 +299,7 @@ class DescriptorWriter {
     if (request.empty() || type_.patchwise || !layout_.fileSize ||
         request.Count(ChartItemKind::kByte) != request.items.size())
       return;
-    if (request.size > kLongestRequest || request.HighPlaceOf(kPatchLetter) >= 0) return;
+    if (request.size > kLongestRequest || !request.IsPlain(kPatchLetter)) return;
     std::string bytes;
     for (const ChartItem& item : request.items)
       bytes += (bytes.empty() ? "" : " ") + HexPair(KnownByte(item.byte, chart_, type_).value);

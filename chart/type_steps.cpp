@@ -48,8 +48,8 @@ class StepWriter {
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
     const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
                         type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol() ||
-                        HasOtherForms() || type_.request.HighPlaceOf(kPatchLetter) >= 0 ||
-                        type_.dump.front().HighPlaceOf(kPatchLetter) >= 0;
+                        HasOtherForms() || !type_.request.IsPlain(kPatchLetter) ||
+                        !type_.dump.front().IsPlain(kPatchLetter);
     if (!needed || type_.dump.empty()) return;
     if (panel)
       PanelDump();
