@@ -98,7 +98,7 @@ void StudioDock::Refresh() {
   for (const auto& instrument : studio_.instruments()) {
     const QString name = ShownLatin1(instrument->DisplayKey());
     QToolButton* tool = MakeTool(Glyph::Keyboard, name, rail_->parentWidget());
-    const QPixmap picture = InstrumentPicture(studio_, instrument.get(), devicePixelRatioF(), palette());
+    const QPixmap picture = InstrumentPicture(studio_, instrument.get(), kIconPicture, devicePixelRatioF());
     if (!picture.isNull()) tool->setIcon(QIcon(picture));
     tool->setIconSize(kIconPicture);
     connect(tool, &QToolButton::clicked, this, [this, at = instrument.get()] {
