@@ -56,6 +56,7 @@ void ChildWindows::DeleteAll() {
   disconnect(tabs_, nullptr, this, nullptr);
   for (ZKWindow* window : All()) disconnect(window, nullptr, this, nullptr);
   windows_.clear();
+  for (const auto& window : closed_) delete window.data();
   delete dock_.Take();
   delete centre_.data();
 }
@@ -214,6 +215,8 @@ void ChildWindows::Closing(ZKWindow* window) {
   const bool focused = !QApplication::focusWidget() || WindowAround(QApplication::focusWidget()) == window;
   if (isFree_) free_->StorePlace(window);
   std::erase(windows_, window);
+  std::erase(closed_, nullptr);
+  closed_.emplace_back(window);
   disconnect(window, nullptr, this, nullptr);
   if (InDock(window)) {
     dock_.Drop();

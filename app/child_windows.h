@@ -111,6 +111,7 @@ class ChildWindows final : public QObject {
   bool isFree_ = false;
   bool moving_ = false;                      // windows change their places
   std::vector<QPointer<ZKWindow>> windows_;  // in the order they came
+  std::vector<QPointer<ZKWindow>> closed_;   // and not deleted yet
   QPointer<ZKWindow> active_;
   std::vector<QAction*> listed_;
 };

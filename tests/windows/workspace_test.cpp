@@ -183,17 +183,6 @@ TEST_F(WorkspaceTest, BothArrangementsHoldTheSameWindows) {
   EXPECT_TRUE(parts().studio.window()->isVisible()) << "asked for, it is there whole";
 }
 
-TEST_F(WorkspaceTest, CloseAllClosesNothingWhenOneQuestionIsCancelled) {
-  Start({"no", "cancel"});
-  Open("Yamaha DX7", "Voice", true);
-  Open("k4", "Single", true);
-  Open("k4", "Single Bank", false);
-  frame().RunCommand(CommandId::WindowCloseAll);
-  Settle();
-  EXPECT_EQ(frame().Children().size(), 4U);
-  EXPECT_EQ(program_->PromptLog().size(), 2U) << LogText();
-}
-
 TEST_F(WorkspaceTest, TheProgramIsLeftFromTheWindowOfAReceive) {
   Start({"yes", "no"}, {});
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);
