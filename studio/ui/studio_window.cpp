@@ -328,7 +328,10 @@ void TZKDrvLst::Search() {
   if (studio_.instruments().empty()) {
     view = empty_;
   } else if (hits == 0) {
-    nothing_->SetTexts(tr("Nothing found"), search_->NothingFound());
+    // What was not found, and what to try.
+    const QString said = search_->NothingFound();
+    const qsizetype end = said.lastIndexOf(QStringLiteral(". "));
+    nothing_->SetTexts(said.left(end), end < 0 ? QString() : said.mid(end + 2));
     view = nothing_;
   }
   // What is hidden gives the focus away, and the user is typing.
