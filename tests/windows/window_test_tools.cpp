@@ -11,6 +11,7 @@
 #include "control_walk.h"
 #include "midi/midi_output.h"
 #include "platform/atomic_file.h"
+#include "ui/style/colours.h"
 
 namespace tonalith {
 
@@ -59,20 +60,7 @@ void SavePicture(QWidget* widget, const QString& name, qreal scale) {
 }  // namespace
 
 QPalette DarkPalette() {
-  QPalette dark(QColor(0x2b, 0x2b, 0x2e));
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::BrightText})
-    dark.setColor(role, QColor(0xe8, 0xe8, 0xe8));
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-    dark.setColor(QPalette::Disabled, role, QColor(0x80, 0x80, 0x80));
-  dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x20));
-  dark.setColor(QPalette::AlternateBase, QColor(0x27, 0x27, 0x2a));
-  dark.setColor(QPalette::ToolTipBase, QColor(0x3a, 0x3a, 0x3e));
-  dark.setColor(QPalette::ToolTipText, QColor(0xe8, 0xe8, 0xe8));
-  dark.setColor(QPalette::PlaceholderText, QColor(0x90, 0x90, 0x90));
-  dark.setColor(QPalette::Highlight, QColor(0x2d, 0x6f, 0xb7));
-  dark.setColor(QPalette::HighlightedText, Qt::white);
-  dark.setColor(QPalette::Link, QColor(0x6a, 0xb0, 0xff));
-  return dark;
+  return PaletteOf(true);
 }
 
 void KeepScreenshot(QWidget* widget, const QString& name) {
