@@ -70,6 +70,9 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
     prompt.icon = PromptIcon::Warning;
     return frame_.prompts().Message(prompt) == PromptAnswer::Yes;
   });
+  desk_.SetRefusalText([&studio = frame_.studio](int driverId, std::span<const std::uint8_t> message) {
+    return studio.RefusalSentence(driverId, message);
+  });
   frame_.program.scripts().SetReceivedChecks(
       [&studio = frame_.studio](const DataFile& dataFile) { return CheckOfType(studio, dataFile); });
 }
@@ -77,6 +80,7 @@ WindowTransfers::WindowTransfers(const FrameContext& frame)
 WindowTransfers::~WindowTransfers() {
   frame_.program.scripts().SetReceivedChecks({});
   files_.SetObserver({});
+  desk_.SetRefusalText({});
   desk_.SetLineQuestion({});
 }
 

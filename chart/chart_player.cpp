@@ -68,9 +68,7 @@ ChartData ChartPlayer::Sample(std::uint32_t seed) const {
 }
 
 int ChartPlayer::First() const {
-  const ChartEntry* patches = type_.Find("patches");
-  std::string low, high;
-  return patches && SplitChartRange(patches->value, &low, &high) ? static_cast<int>(ParseInteger(low).value_or(0)) : 0;
+  return ChartFirstPatch(type_);
 }
 
 ChartValues ChartPlayer::Values(std::size_t index) const {

@@ -476,8 +476,8 @@ void ReadExchanges(ChartInstrument* chart, ChartProblems* problems) {
       problems->AddUnknown(section.nameAt, section.name, "the chart has no data type of this name",
                            NearestWords(section.name, names));
     for (const ChartEntry& entry : section.entries)
-      if (entry.flag || (entry.key != "get" && entry.key != "put"))
-        problems->Add(entry.keyAt, entry.key, "no key of this section", "get = STEP, put = STEP");
+      if (entry.flag || (entry.key != "get" && entry.key != "put" && !entry.key.starts_with("list ")))
+        problems->Add(entry.keyAt, entry.key, "no key of this section", "get = STEP, put = STEP, list NAME = TEXTS");
   }
 }
 
@@ -563,6 +563,25 @@ const ChartType* ChartInstrument::HolderOf(const ChartType& type) const {
   for (const ChartType& holder : types)
     if (!holder.holds.empty() && holder.holds == type.section->name) return &holder;
   return nullptr;
+}
+
+std::string ChartPatchRange(const ChartType& type) {
+  const ChartEntry* entry = type.Find("patches");
+  if (!entry) return {};
+  const auto ranges = SplitChartCell(entry->cell, ',');
+  if (ranges.size() == 1) return ranges.front().text;
+  ChartProblems known("");
+  const auto values = ChartVariables(*type.section, &known);
+  const auto own = std::find_if(values.begin(), values.end(),
+                                [&](const ChartVariable& one) { return one.shown == type.variable.shown; });
+  const auto place = static_cast<std::size_t>(own - values.begin());
+  return values.size() == ranges.size() && place < ranges.size() ? ranges[place].text : std::string();
+}
+
+int ChartFirstPatch(const ChartType& type) {
+  std::string first, last;
+  if (!SplitChartRange(ChartPatchRange(type), &first, &last)) return 0;
+  return static_cast<int>(std::clamp<std::int64_t>(ParseInteger(first).value_or(0), 0, UINT16_MAX));
 }
 
 int ChartSumKind(const ChartEntry* entry, ChartProblems* problems) {

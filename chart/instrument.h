@@ -107,6 +107,11 @@ bool SplitChartRange(std::string_view text, std::string* first, std::string* las
 // The values of the variable of a section, in order.
 std::vector<ChartVariable> ChartVariables(const ChartSection& section, ChartProblems* problems);
 
+// The number of its first patch in messages, as `patches` says: a range, or one for each value of the section's letter.
+int ChartFirstPatch(const ChartType& type);
+// That range; empty when there is none.
+std::string ChartPatchRange(const ChartType& type);
+
 // Nothing of the data type can be sent, as the chart says.
 bool IsChartReadonly(const ChartType& type, ChartProblems* problems);
 

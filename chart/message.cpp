@@ -205,6 +205,8 @@ class MessageReader {
       Add(item, nodes);
     } else if (text == "low" && !nodes->empty() && nodes->back().item.kind == ChartItemKind::kCount) {
       nodes->back().item.lowFirst = true;
+    } else if ((text == "low" || text == "high") && !nodes->empty() && IsNumber(nodes->back())) {
+      nodes->back().item.byte.part = text == "low" ? ChartPart::kLow : ChartPart::kHigh;
     } else if (text == "or" && !nodes->empty() && nodes->back().item.kind == ChartItemKind::kSum) {
       nodes->back().item.orByte = kNextByte;
     } else if (const auto other = HexByte(text); other && !nodes->empty() && nodes->back().item.orByte == kNextByte) {
@@ -233,6 +235,12 @@ class MessageReader {
     } else {
       Named(token, depth, nodes);
     }
+  }
+
+  // A byte that is a number, of which `low` or `high` may say a part.
+  static bool IsNumber(const Node& node) {
+    return !node.times && node.item.kind == ChartItemKind::kByte && node.item.byte.use == ChartUse::kWhole &&
+           node.item.byte.part == ChartPart::kAll;
   }
 
   static void Add(const ChartItem& item, std::vector<Node>* nodes) { nodes->push_back({item, {}, 0}); }
@@ -541,7 +549,15 @@ std::size_t ChartMessage::Count(ChartItemKind kind) const {
 
 int ChartMessage::PlaceOf(char variable) const {
   for (const ChartItem& item : items)
-    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable) return static_cast<int>(item.offset);
+    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable && item.byte.part != ChartPart::kHigh)
+      return static_cast<int>(item.offset);
+  return -1;
+}
+
+int ChartMessage::HighPlaceOf(char variable) const {
+  for (const ChartItem& item : items)
+    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable && item.byte.part == ChartPart::kHigh)
+      return static_cast<int>(item.offset);
   return -1;
 }
 
@@ -557,9 +573,11 @@ std::span<const ChartItemForm> ChartItemForms() {
        "section, `t` the turn of what stands there several times",
        "F0 42 3n F7"},
       {"pp", "a whole byte is a variable", "F0 42 pp F7"},
+      {"pp low pp high", "a number of 14 bits: its lower seven bits, and those above; also the other way round",
+       "F0 32 pp low pp high F7"},
       {"28+p", "hex byte plus variable; `b-1` variable less a number", "F0 43 28+p F7"},
       {"??", "anything; 0 when it is sent; `4?` with one digit open", "F0 42 ?? 4? F7"},
-      {"[01 1B]", "sent so, anything is taken when read", "F0 43 [01 1B] (155) F7"},
+      {"[01 1B]", "new data has it so; anything is taken when read, and sent as it came", "F0 43 [01 1B] (155) F7"},
       {"\"LM  8976AE\"", "characters as bytes", "F0 43 \"LM  8976AE\" F7"},
       {"(26)", "so many bytes of data", "F0 42 (26) F7"},
       {"(134 nibbles low first)", "so many bytes when unpacked, by a packing of the words below",

@@ -16,15 +16,20 @@ namespace tonalith {
 // Where a variable stands in a byte.
 enum class ChartUse { kNone, kLowDigit, kHighDigit, kWhole };
 
+// A number of 14 bits stands in two bytes.
+enum class ChartPart { kAll, kLow, kHigh };
+
 // One byte: `base`, plus the variable where it stands.
 struct ChartByte {
   int base = 0;
   std::uint8_t mask = 0xFF;  // bits that are the same in every message of this kind
   char variable = 0;
   ChartUse use = ChartUse::kNone;
+  ChartPart part = ChartPart::kAll;
 
   // The byte for a value of its variable.
   int With(int value) const {
+    if (part != ChartPart::kAll) value = part == ChartPart::kLow ? value & 0x7F : value >> 7;
     return base + (use == ChartUse::kHighDigit ? 16 * value : use == ChartUse::kNone ? 0 : value);
   }
 };
@@ -68,6 +73,8 @@ struct ChartMessage {
   std::size_t Count(ChartItemKind kind) const;
   // Place of the first byte with this variable, -1 without one.
   int PlaceOf(char variable) const;
+  // That of the upper bits of a number of 14 bits, -1 without them.
+  int HighPlaceOf(char variable) const;
 };
 
 // What messages may refer to.

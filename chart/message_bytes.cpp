@@ -54,10 +54,26 @@ int ValueIn(const ChartByte& byte, std::uint8_t read) {
   return rest < 0 || (rest & 0x0F) ? -1 : rest / 16;
 }
 
-bool TakeByte(const ChartByte& byte, std::uint8_t read, ChartValues* values) {
+// The two halves of numbers of 14 bits, by letter; -1: not seen.
+using Halves = std::map<char, std::array<int, 2>>;
+
+bool TakeByte(const ChartByte& byte, std::uint8_t read, ChartValues* values, Halves* halves) {
   if (byte.use == ChartUse::kNone) return ((read ^ byte.base) & byte.mask) == 0;
   const int value = ValueIn(byte, read);
-  return value >= 0 && values->try_emplace(byte.variable, value).first->second == value;
+  if (value < 0) return false;
+  if (byte.part == ChartPart::kAll) return values->try_emplace(byte.variable, value).first->second == value;
+  int& half = halves->try_emplace(byte.variable, std::array{-1, -1}).first->second[byte.part == ChartPart::kHigh];
+  return value <= 0x7F && (half < 0 || half == value) && (half = value) >= 0;
+}
+
+// The halves of a number that is known are its own; of others they are put together.
+bool TakeHalves(const Halves& halves, ChartValues* values) {
+  for (const auto& [letter, half] : halves) {
+    const int number = std::max(half[1], 0) * 128 + std::max(half[0], 0);
+    const int known = values->try_emplace(letter, number).first->second;
+    if ((half[0] >= 0 && (known & 0x7F) != half[0]) || (half[1] >= 0 && known >> 7 != half[1])) return false;
+  }
+  return true;
 }
 
 // The two bytes of a count in a message with so many bytes of data of any size.
@@ -109,16 +125,18 @@ bool MatchMessage(const ChartMessage& message, std::span<const std::uint8_t> byt
   if (bytes.size() < fixed || (!any && bytes.size() != fixed)) return false;
   ChartValues found = *values;
   ChartData taken;
+  Halves halves;
   for (const Placed& one : PlacedItems(message, bytes.size() - fixed)) {
     const ChartItem& item = *one.item;
     const auto here = bytes.subspan(one.at, one.size);
-    if (item.kind == ChartItemKind::kByte && !TakeByte(item.byte, here[0], &found)) return false;
+    if (item.kind == ChartItemKind::kByte && !TakeByte(item.byte, here[0], &found, &halves)) return false;
     if (item.kind == ChartItemKind::kCount) {
       const auto count = CountBytes(item, bytes.size() - fixed);
       if (!std::equal(count.begin(), count.end(), here.begin())) return false;
     }
     if (item.kind == ChartItemKind::kData) taken.insert(taken.end(), here.begin(), here.end());
   }
+  if (!TakeHalves(halves, &found)) return false;
   *values = std::move(found);
   if (data) data->insert(data->end(), taken.begin(), taken.end());
   return true;

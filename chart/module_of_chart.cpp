@@ -1,6 +1,7 @@
 #include "chart/module_of_chart.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 #include "chart/chart_of_module.h"
@@ -20,6 +21,7 @@ namespace {
 
 constexpr std::size_t kMaxChartFile = 1u << 20;
 constexpr const char* kEnding = ".chart";
+constexpr std::int64_t kFastestPort = 1000000;  // bytes a second
 
 // Writes module.ini: what the instrument is.
 class HeaderWriter {
@@ -41,6 +43,12 @@ class HeaderWriter {
     Identity();
     lines_.Put("[Instrument]", at);
     if (const ChartEntry* icon = chart_.Find("icon")) Word(*icon, "InstrumentIcon");
+    if (const ChartEntry* speed = chart_.Find("port speed")) {
+      const auto bytes = ParseInteger(speed->value);
+      if (!bytes || *bytes < 1 || *bytes > kFastestPort)
+        problems_.Add(speed->valueAt, speed->value, "no number of bytes a second", "port speed = 1000");
+      lines_.Put("MaxSysExSpeed", speed->value, speed->valueAt);
+    }
     if (chart_.Find("multitimbral")) lines_.Put("MultiTimbralDevice", "1", at);
     if (const ChartEntry* channels = chart_.Find("channels")) {
       lines_.Put("[MIDI Device]", at);
@@ -48,6 +56,7 @@ class HeaderWriter {
     }
     Coded();
     Others();
+    Refusals();
     if (const ChartEntry* find = chart_.Find("find"); find && !chart_.TypeNamed(find->value)) {
       std::vector<std::string> names;
       for (const ChartType& type : chart_.types) names.push_back(type.name);
@@ -143,12 +152,37 @@ class HeaderWriter {
                                                          : entry.key.substr(6);
       std::string pattern;
       for (const ChartItem& item : Message(entry).items) {
-        std::string byte = HexPair(item.byte.base);
-        if (!(item.byte.mask & 0xF0)) byte[0] = '?';
-        if (!(item.byte.mask & 0x0F)) byte[1] = '?';
-        pattern += (pattern.empty() ? "" : " ") + byte;
+        const bool any = item.kind != ChartItemKind::kByte && !item.size;
+        std::string byte = item.kind == ChartItemKind::kByte ? HexPair(item.byte.base) : any ? "*" : "??";
+        if (!any && !(item.byte.mask & 0xF0)) byte[0] = '?';
+        if (!any && !(item.byte.mask & 0x0F)) byte[1] = '?';
+        const std::uint32_t times = item.kind == ChartItemKind::kByte || any ? 1 : item.size;
+        for (std::uint32_t i = 0; i < times; ++i) pattern += (pattern.empty() ? "" : " ") + byte;
+        if (any) break;  // whatever follows
       }
       lines_.Put(what, pattern, entry.valueAt);
+    }
+  }
+
+  // What the instrument means by the messages with which it refuses data.
+  void Refusals() {
+    std::map<std::string, std::string> known;  // sentences by pattern
+    const auto say = [&](const std::string& pattern, const std::string& sentence, ChartPlace at) {
+      if (sentence.empty()) return;
+      if (known.empty()) lines_.Put("[Refusals]", at);
+      const auto [former, isNew] = known.try_emplace(pattern, sentence);
+      if (isNew) lines_.Put(pattern, sentence, at);
+      if (former->second != sentence)
+        problems_.Add(at, sentence, "the message has another sentence already", former->second);
+    };
+    for (const ChartType& type : chart_.types) {
+      for (const std::vector<ChartStep>* steps : {&type.get, &type.put})
+        for (const ChartStep& step : *steps)
+          for (const ChartStep::Refusal& refusal : step.refused)
+            say(PatternOf(refusal.message, chart_, type), refusal.sentence, refusal.message.at);
+      if (!type.exchange) continue;
+      for (const ChartEntry& entry : type.exchange->entries)
+        for (const auto& [pattern, sentence] : ExchangeRefusals(entry.value)) say(pattern, sentence, entry.valueAt);
     }
   }
 

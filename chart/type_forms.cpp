@@ -15,7 +15,8 @@ std::string Num(std::int64_t number) {
 
 const ChartItem* ItemWith(const ChartMessage& message, char variable) {
   for (const ChartItem& item : message.items)
-    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable) return &item;
+    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable && item.byte.part != ChartPart::kHigh)
+      return &item;
   return nullptr;
 }
 
@@ -52,12 +53,24 @@ class FormWriter {
       if (!first) lines_.Put("or", form.at);
       Form(form);
       if (first) lines_.Append(verify);
+      if (first) EmptyAnswer();
       first = false;
     }
     if (first) lines_.Append(verify);
   }
 
  private:
+  // What is said in the first section holds for the banks that go patch by patch.
+  void EmptyAnswer() {
+    const ChartEntry* entry = chart_.Find(type_, "empty");
+    if (!entry || (!type_.patchwise && !type_.Find("empty"))) return;
+    ChartNames names;
+    names.variables = "abcdefghijklmnopqrstuvwxyz";
+    const ChartMessage message = ReadChartMessage(entry->cell, names, &problems_);
+    if (message.First(ChartItemKind::kData)) return problems_.Add(entry->valueAt, entry->value, "it holds data");
+    Put("emptyAnswer", PatternOf(message, chart_, type_) + " F7", entry->valueAt);
+  }
+
   void Put(const std::string& key, const std::string& value, ChartPlace at) { lines_.Put(key, value, at); }
 
   // Another form says what chooses the bank, and knows what stands alone.
@@ -185,10 +198,12 @@ class FormWriter {
               std::uint32_t voices) {
     const ChartItem* place = ItemWith(message, kPatchLetter);
     const ChartMessage* behind = nullptr;
+    int high = message.HighPlaceOf(kPatchLetter);
     for (const ChartMessage* other : others)
       if (!place && ItemWith(*other, kPatchLetter)) {
         behind = other;
         place = ItemWith(*other, kPatchLetter);
+        high = other->HighPlaceOf(kPatchLetter);
         break;
       }
     if (!place) {
@@ -196,6 +211,7 @@ class FormWriter {
     } else {
       std::string slots = Num(place->offset) + " " + Num(First(*place)) + " " + Num(type_.slots);
       // To its end: bytes behind the number say what the instrument does with it.
+      if (high >= 0) slots += " | high " + Num(high);
       if (behind && behind->Count(ChartItemKind::kByte) != behind->items.size())
         problems_.Add(behind->at, {}, "the message behind a patch consists of bytes", "F0 42 3n 03 11 pp F7");
       if (behind) slots += " | behind " + PatternOf(*behind, chart_, type_) + " F7";
@@ -221,14 +237,7 @@ class FormWriter {
   }
 
   // The value of the byte for the first patch.
-  int First(const ChartItem& item) const {
-    int first = std::max(item.byte.base, 0);
-    if (const ChartEntry* patches = type_.Find("patches")) {
-      std::string low, high;
-      if (SplitChartRange(patches->value, &low, &high)) first += static_cast<int>(ParseInteger(low).value_or(0));
-    }
-    return first;
-  }
+  int First(const ChartItem& item) const { return std::max(item.byte.base, 0) + ChartFirstPatch(type_); }
 
   void Messages(const ChartForm& form) {
     std::uint32_t at = 0;    // in the row of messages
@@ -238,7 +247,7 @@ class FormWriter {
       if (type_.variable.letter && !message.First(ChartItemKind::kData) && chosen_ && at == 0) continue;
       Put("message", Message(form, message, &number), message.at);
       if (const ChartItem* place = ItemWith(message, kPatchLetter); place && patch.empty())
-        patch = Num(at + place->offset) + Bank(message, *place);
+        patch = Num(at + place->offset) + Bank(message);
       at += message.size;
     }
     if (patch.empty() && numbered_.empty()) return;
@@ -247,7 +256,8 @@ class FormWriter {
   }
 
   // Where the bank stands beside the number of the patch, and its first value.
-  std::string Bank(const ChartMessage& message, const ChartItem& place) const {
+  std::string Bank(const ChartMessage& message) const {
+    if (const int high = message.HighPlaceOf(kPatchLetter); high >= 0) return " " + Num(high);
     for (const ChartItem& item : message.items) {
       if (item.kind != ChartItemKind::kByte || !item.byte.variable || item.byte.variable == kPatchLetter ||
           item.byte.variable == chart_.device.letter || item.byte.variable == type_.variable.letter)
@@ -256,7 +266,6 @@ class FormWriter {
       const int first = bank ? bank->variable.value : 0;
       return " " + Num(item.offset) + (first ? " " + Num(first) : "");
     }
-    static_cast<void>(place);
     return {};
   }
 

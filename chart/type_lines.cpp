@@ -182,17 +182,24 @@ class DescriptorWriter {
 
   void Patches(const ChartEntry& entry) {
     std::string first, last;
-    const bool range = SplitChartRange(entry.value, &first, &last);
+    const bool range = SplitChartRange(ChartPatchRange(type_), &first, &last);
     const auto low = ParseInteger(first), high = ParseInteger(last);
     if (!range || !low || !high || *low < 0 || *low > *high || *high > UINT16_MAX) {
-      problems_.Add(entry.valueAt, entry.value, "no range of numbers", "patches = 64..95");
+      problems_.Add(entry.valueAt, entry.value, "no range of numbers, or not one for each value of the letter",
+                    "patches = 64..95");
       return;
     }
+    if (type_.slots > 1 && *high - *low + 1 != type_.slots)
+      problems_.Add(entry.valueAt, entry.value, "the numbers are not as many as the patches",
+                    Num(type_.slots) + " of them");
     firstPatch_ = static_cast<int>(*low);
+    // A bank that goes patch by patch counts its places.
+    if (type_.patchwise) return;
     if (*low) Put("patchMin", Num(*low), entry.valueAt);
     Put("patchMax", Num(*high), entry.valueAt);
     const int place = type_.dump.empty() ? -1 : type_.dump.front().PlaceOf(kPatchLetter);
-    if (place < 0 || type_.patchwise || !address_.areas.empty()) return;
+    // One of 14 bits is put there by the steps.
+    if (place < 0 || !address_.areas.empty() || type_.dump.front().HighPlaceOf(kPatchLetter) >= 0) return;
     Put("patchNumberInImage", "1", entry.valueAt);
     Put("patchNumberOffset", Num(place), entry.valueAt);
     Put("patchNumber", Num(*low), entry.valueAt);
@@ -224,7 +231,7 @@ class DescriptorWriter {
     const bool own = type_.Find("numbers") || type_.slots > 1;
     for (const int offset : Offsets(slots))
       for (const int format : NumberFormats()) {
-        if (format == kByName) continue;
+        if (format == kByName || (format == kNumberFormatFromZero && first != "0")) continue;
         Synth synth{};
         synth.numberFormat = static_cast<std::uint8_t>(format);
         synth.bankNumberOffset = static_cast<std::uint16_t>(offset);
@@ -291,7 +298,7 @@ class DescriptorWriter {
     if (request.empty() || type_.patchwise || !layout_.fileSize ||
         request.Count(ChartItemKind::kByte) != request.items.size())
       return;
-    if (request.size > kLongestRequest) return;
+    if (request.size > kLongestRequest || request.HighPlaceOf(kPatchLetter) >= 0) return;
     std::string bytes;
     for (const ChartItem& item : request.items)
       bytes += (bytes.empty() ? "" : " ") + HexPair(KnownByte(item.byte, chart_, type_).value);

@@ -70,6 +70,12 @@ ChartLines DescriptorOf(const ChartInstrument& chart, const ChartType& type, Cha
 void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
               const ChartAddress& address, ChartLines* lines, ChartProblems* problems);
 
+// `refused PATTERN "SENTENCE"` among the options of a step of an exchange: the messages as patterns, with their
+// sentences.
+std::vector<std::pair<std::string, std::string>> ExchangeRefusals(const std::string& step);
+// The step without the sentences.
+std::string WithoutSentences(const std::string& step);
+
 // Forms of the data type in files; `verify`: the checksums, which stand in the first one.
 void PutForms(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
               const ChartAddress& address, const ChartLines& verify, ChartLines* lines, ChartProblems* problems);

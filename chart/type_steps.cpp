@@ -37,7 +37,8 @@ class StepWriter {
       // `{b}` as it is shown, `{b byte}` as it stands in messages.
       const std::string byte = std::string("{") + type_.variable.letter + " byte}";
       for (const ChartEntry& entry : type_.exchange->entries) {
-        const std::string step = ReplaceAll(entry.value, byte, HexPair(type_.variable.value));
+        if (entry.key != "get" && entry.key != "put") continue;
+        const std::string step = ReplaceAll(WithoutSentences(entry.value), byte, HexPair(type_.variable.value));
         lines_.Put(entry.key, ChartShown(step, type_.variable), entry.valueAt);
       }
       return;
@@ -46,9 +47,14 @@ class StepWriter {
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
     const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
-                        type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol();
+                        type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol() ||
+                        HasOtherForms() || type_.request.HighPlaceOf(kPatchLetter) >= 0 ||
+                        type_.dump.front().HighPlaceOf(kPatchLetter) >= 0;
     if (!needed || type_.dump.empty()) return;
-    if (!panel) Get();
+    if (panel)
+      PanelDump();
+    else
+      Get();
     if (readonly)
       lines_.Put("put", "no", type_.section->at);
     else
@@ -133,12 +139,20 @@ class StepWriter {
     } else if (pattern && (!type_.patchwise || byte.variable == kTurnLetter)) {
       return "??";
     }
-    const std::string name = device ? "device" : byte.variable == kTurnLetter ? "turn" : "patch";
+    const std::string name = device ? "device" : byte.variable == kTurnLetter ? "turn" : Patch();
+    if (byte.part != ChartPart::kAll)
+      return name + (byte.part == ChartPart::kLow ? "&127" : "/128") + (byte.base ? "+" + Num(byte.base) : "");
     // "All devices" is no digit.
     if (device && byte.use == ChartUse::kLowDigit) return "device&15+" + Num(byte.base);
     if (byte.use == ChartUse::kHighDigit) return name + "*16" + (byte.base ? "+" + Num(byte.base) : "");
     if (byte.base == 0) return name;
     return byte.base > 0 ? HexPair(byte.base) + "+" + name : name + "-" + Num(-byte.base);
+  }
+
+  // The number of the patch in messages.
+  std::string Patch() const {
+    const int first = type_.patchwise ? ChartFirstPatch(type_) : 0;
+    return first ? "patch+" + Num(first) : "patch";
   }
 
   // The device number in front of data that is waited for.
@@ -165,13 +179,26 @@ class StepWriter {
 
   std::string Answer(const ChartStep& step) {
     const int within = step.ms ? step.ms : within_;
-    return " | answer " + Bytes(step.answer, true) + (within ? " | within " + Num(within) : "") +
+    return " | answer " + Bytes(step.answer, true) + Refusal(step) + (within ? " | within " + Num(within) : "") +
            (step.anyway ? " | anyway" : "");
   }
 
-  static std::size_t CountMessages(const std::vector<ChartStep>& steps) {
-    return static_cast<std::size_t>(std::count_if(
-        steps.begin(), steps.end(), [](const ChartStep& step) { return step.kind == ChartStep::Kind::kMessage; }));
+  // What the port waits for has the device number where the data has it.  An answer that has it in another place is
+  // looked into by the exchange itself: that needs the word that says no, or which byte it may have another value in.
+  std::string Refusal(const ChartStep& step) {
+    const int place = chart_.device.letter ? type_.dump.front().PlaceOf(chart_.device.letter) : -1;
+    if (place < 0 || step.answer.PlaceOf(chart_.device.letter) == place || HasData(step.answer)) return {};
+    if (static_cast<std::uint32_t>(place) >= step.answer.size) return {};
+    for (const ChartStep::Refusal& refusal : step.refused)
+      if (refusal.message.size == step.answer.size) return " | refused " + Bytes(refusal.message, true);
+    ChartMessage other = step.answer;
+    for (auto item = other.items.rbegin(); item != other.items.rend(); ++item) {
+      if (item->kind != ChartItemKind::kByte || item->byte.base == 0xF7 || item->byte.mask != 0xFF) continue;
+      if (item->byte.use != ChartUse::kNone) continue;
+      item->byte.mask = 0;
+      break;
+    }
+    return " | refused " + Bytes(other, true);
   }
 
   void Get() {
@@ -212,6 +239,13 @@ class StepWriter {
       }
       Between(step.at, last);
     }
+  }
+
+  // What is sent at the panel is waited for.
+  void PanelDump() {
+    direction_ = "get";
+    Line("listen | answer " + Front(type_.dump.front(), kFromAnyDevice) + Several(), type_.get.front().at);
+    Between(type_.get.front().at, true);
   }
 
   static bool IsLastMessage(const std::vector<ChartStep>& steps, std::size_t i) {
@@ -349,13 +383,41 @@ class StepWriter {
     if (byte.variable) return type_.patchwise;
     if (byte.mask != 0xFF) return false;
     if (Differs(item, image)) return true;
-    if (type_.dump.size() > 1) return false;
     for (const ChartStep& step : type_.get)
-      if (step.answered && image.size && step.answer.size == image.size && Differs(item, step.answer)) return true;
-    for (const ChartForm& form : type_.forms)
-      for (const auto& [name, message] : form.messages)
-        if (image.size && message.size == image.size && Differs(item, message)) return true;
+      if (type_.dump.size() == 1 && step.answered && KeptAs(image, step.answer) && Differs(item, step.answer))
+        return true;
+    return DiffersInForms(item, image);
+  }
+
+  // Data that was read in another form keeps that one's bytes: a place in a memory, where the dump has none.
+  bool DiffersInForms(const ChartItem& item, const ChartMessage& image) const {
+    const auto place = static_cast<std::size_t>(&image - type_.dump.data());
+    const auto differs = [&](const ChartMessage& message) { return KeptAs(image, message) && Differs(item, message); };
+    for (const ChartForm& form : type_.forms) {
+      if (type_.dump.size() > 1) {
+        if (place < form.messages.size() && differs(form.messages[place].second)) return true;
+      } else if (std::any_of(form.messages.begin(), form.messages.end(),
+                             [&](const auto& one) { return differs(one.second); })) {
+        return true;
+      }
+    }
     return false;
+  }
+
+  // A message that stands in the image byte by byte where `image` does.  Forms of any size are different data.
+  static bool KeptAs(const ChartMessage& image, const ChartMessage& message) {
+    return image.size && message.size == image.size;
+  }
+
+  // The dump is not what was read: its own bytes have to be put into it.
+  bool HasOtherForms() const {
+    return std::any_of(type_.dump.begin(), type_.dump.end(), [&](const ChartMessage& image) {
+      const std::vector<ChartItem> head = image.Head();
+      return std::any_of(head.begin(), head.end(), [&](const ChartItem& item) {
+        return item.kind == ChartItemKind::kByte && !item.byte.variable && item.byte.mask == 0xFF &&
+               DiffersInForms(item, image);
+      });
+    });
   }
 
   // A byte of the address in which the places of the data differ.
@@ -435,7 +497,47 @@ class StepWriter {
   char filter_ = 0;  // what the device number is in the pattern that is written
 };
 
+// An option of a step that refuses: where it and its message begin, and the quotes of its sentence.
+struct RefusalAt {
+  std::size_t begin = 0, pattern = 0, open = 0, close = 0;
+};
+std::vector<RefusalAt> RefusalsIn(const std::string& step) {
+  constexpr std::string_view kOption = "| refused ";
+  std::vector<RefusalAt> found;
+  for (std::size_t at = step.find(kOption); at != std::string::npos; at = step.find(kOption, at + 1)) {
+    const std::size_t end = step.find('|', at + 1), open = step.find('"', at);
+    const std::size_t close = open == std::string::npos ? open : step.find('"', open + 1);
+    if (open < end && close != std::string::npos) found.push_back({at, at + kOption.size(), open, close});
+  }
+  return found;
+}
+
 }  // namespace
+
+std::vector<std::pair<std::string, std::string>> ExchangeRefusals(const std::string& step) {
+  std::vector<std::pair<std::string, std::string>> refusals;
+  for (const RefusalAt& one : RefusalsIn(step)) {
+    std::string pattern;
+    for (const std::string& word : SplitText(step.substr(one.pattern, one.open - one.pattern), ' ')) {
+      if (word.empty()) continue;
+      const bool known = word.size() == 2 && word.find_first_not_of("0123456789ABCDEF?") == std::string::npos;
+      pattern += (pattern.empty() ? "" : " ") + (known ? word : std::string("??"));
+    }
+    refusals.emplace_back(pattern, step.substr(one.open + 1, one.close - one.open - 1));
+  }
+  return refusals;
+}
+
+std::string WithoutSentences(const std::string& step) {
+  std::string text = step;
+  const std::vector<RefusalAt> refusals = RefusalsIn(step);
+  // Every other word than the answer refuses: the step needs one of them.
+  for (auto one = refusals.rbegin(); one != refusals.rend(); ++one) {
+    const std::size_t from = one + 1 == refusals.rend() ? one->open : one->begin;
+    text.erase(from, one->close + 1 - from);
+  }
+  return text;
+}
 
 void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,
               const ChartAddress& address, ChartLines* lines, ChartProblems* problems) {

@@ -168,7 +168,8 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
                              " is asked for; --wait is for dumps that are started on the instrument.");
   if (data && !result.ok()) DropMask(data.get());
   if (!result.ok()) return result;
-  const bool forEver = receive.wait && options.timeout == 0;
+  // Nobody is at the panel of a simulated instrument: what --press did not start does not come later.
+  const bool forEver = receive.wait && options.timeout == 0 && !options.isVirtual && !options.isConversation;
   command.rig().SetPatience({receive.attempts, forEver ? kForEverMs : options.timeout});
   if (atPanel) err << kStartTheDump << "\n";
   result = command.Run(TransferOperation::kReceive, data.get(), receive.get);
@@ -176,10 +177,15 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   const DeskResult& got = command.rig().LastResult();
   result = command.Outcome(result, command.Finish(TransferOperation::kReceive));
   if (result.ok()) {
-    if (!got.faults.empty()) err << "tonalith-cli receive: " << got.sentence << "\n";
+    if (!got.faults.empty() || got.patchesDone < got.patchesToDo)
+      err << "tonalith-cli receive: " << got.sentence << "\n";
     return WriteReceived(session, words[2], command.rig().Received(), std::move(data));
   }
-  if (got.ok || !got.changed) return result;
+  if (DataFilePtr came = command.rig().TakeInterrupted(); came && !got.ok && !got.changed) {
+    data = std::move(came);
+  } else if (got.ok || !got.changed) {
+    return result;
+  }
   const Result part = WritePart(session, words[2], receive, command.rig().Received(), std::move(data), &result.text);
   if (!part.ok()) result.text += "  What came could not be kept: " + part.text;
   return result;
@@ -204,7 +210,7 @@ std::string ReceiveDetails() {
          "                          preferences)\n"
          "  --wait                  for dumps that are started on the instrument: waits as long as --timeout says, "
          "else\n"
-         "                          until it is interrupted\n"
+         "                          until it is interrupted; with --virtual it ends when nothing more comes\n"
          "\n  tonalith-cli receive dx7 \"voice bank\" bank.dat --in UM-ONE --out UM-ONE\n"
          "  tonalith-cli receive dx7 \"voice bank\" bank.syx --virtual factory\n";
 }

@@ -196,7 +196,13 @@ bool ModulePlay::Refused(Trial* trial) {
   trial->player.SetFaults({false, 0, true});
   const Result result = trial->Run(TransferOperation::kTransmit);
   if (result.ok()) return Right(*trial, "sending", "the instrument said no, and the transfer counts as done.");
-  return true;
+  bool any = false, told = false;
+  for (const ChartStep& step : trial->type.put)
+    for (const ChartStep::Refusal& refusal : step.refused) {
+      any = any || !refusal.sentence.empty();
+      told = told || result.text.find(refusal.sentence) != std::string::npos;
+    }
+  return Right(*trial, "sending", any && !told ? "the instrument said no, and its sentence is not told." : "");
 }
 
 bool ModulePlay::SilentGet(Trial* trial) {

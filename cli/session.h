@@ -47,7 +47,8 @@ class Session {
   // What the program told since the last call, in sentences; empty with scripted prompts.
   std::vector<std::string> TakeNotices() { return console_.TakeNotices(); }
   ZKStudioDoc& studio() { return *studio_; }  // after LoadStudio
-  const Recognizer& recognizer();             // after LoadStudio
+  bool HasStudio() const { return studio_ != nullptr; }
+  const Recognizer& recognizer();  // after LoadStudio
   std::filesystem::path instruments() const { return program_.paths().MainGetInstrPath(); }
 
   // Before a transfer, on standard error: which scripts it uses when those are not the ones that the data came with.

@@ -79,6 +79,9 @@ TransferRig::TransferRig(Session& session, Kind kind) : session_(session) {
   // In virtual time nothing else could end a script that computes: time stands still until it waits.
   services().EndScriptsWith(session.environment().interrupt);
   desk().SetOptions({virtualClock_ ? kSettleVirtualMs : kSettleRealMs});
+  desk().SetRefusalText([&session](int driverId, std::span<const std::uint8_t> message) {
+    return session.HasStudio() ? session.studio().RefusalSentence(driverId, message) : std::string();
+  });
   desk().SetLineQuestion([&session](const std::string& warning) {
     session.environment().err << "tonalith-cli: " << warning << "\n";
     return true;
@@ -200,6 +203,7 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
     const std::lock_guard lock(receivedMutex_);
     received_.clear();
   }
+  interrupted_.reset();
   const InterruptGuard guard(session_.environment());
   const bool receive = operation == TransferOperation::kReceive;
   DeskRequest request = DeskRequest::Of(receive ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile);
@@ -212,6 +216,7 @@ Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const W
     if (watcher && job->transfer()) watcher(*job->transfer());
     if (cancelled || !guard.Interrupted()) continue;
     cancelled = true;
+    if (job->transfer()) interrupted_ = job->transfer()->SoFar();
     desk().Cancel(job);
   }
   ClearProgress();

@@ -65,6 +65,8 @@ class TransferRig {
   Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {}, const GetOptions& get = {});
   // How the last Run ended.
   const DeskResult& LastResult() const { return lastResult_; }
+  // What had come of a bank when the last Run was interrupted; null: it was not, or nothing had.
+  DataFilePtr TakeInterrupted() { return std::move(interrupted_); }
   // The SysEx messages that came in during the last Run.
   std::vector<std::uint8_t> Received();
   // Everything that was sent and received since the rig was made, as a conversation (lines OUT, IN, WAIT).
@@ -92,6 +94,7 @@ class TransferRig {
   int outMonitor_ = 0;
   std::size_t progressWidth_ = 0;
   DeskResult lastResult_;
+  DataFilePtr interrupted_;
   TransferPatience patience_;
 };
 

@@ -493,17 +493,16 @@ void WriteCharacters(const Synth* synth, std::span<std::uint8_t> image, std::str
   }
 }
 
-// Whether a format holds a character is seen by writing it into an empty image and reading it back.
+// Whether a format holds a character is seen by writing it into an empty image and reading it back.  Formats and
+// packings that have room for eight bits hold no more: what an instrument shows for the upper half is unknown.
 bool HoldsCharacter(const Synth& synth, int format, unsigned char c) {
-  if (c == 0 || (c >= 0x7F && c < 0xA0)) return false;
+  if (c == 0 || c >= 0x7F) return false;
   std::array<std::uint8_t, 512> image{};
   const char text = static_cast<char>(c);
   WriteCharacters(&synth, image, {&text, 1}, 2, 0, 0, format);
   char out[kNameBuffer];
   BankDispString(&synth, image, out, 2, 0, 0, format);
-  if (out[0] != text) return false;
-  // Some formats and packings of plain letters use all eight bits; their messages are packed again when they go out.
-  return c < 0x80 || std::none_of(image.begin(), image.end(), [](std::uint8_t byte) { return byte > 0x7F; });
+  return out[0] == text;
 }
 
 }  // namespace

@@ -85,6 +85,10 @@ constexpr NumberFormat kFormats[] = {
     {kNumberFormatInternal, "I00", "I%2.2d", {{{0, 1, 0}}}},
     {kNumberFormatPerformance, "PF1", "PF%d", {{{0, 1, 1}}}},
     {kNumberFormatThreeDigits, "000", "%3.3d", {{{0, 1, 0}}}},
+    {kNumberFormatEights, "A1, B1", "%c%d", {{{0, 8, 'A'}, {8, 1, 1}}}},
+    {kNumberFormatFromZero, "0, 1", "%d", {{{0, 1, 0}}}},
+    {kNumberFormatBanksOfZero, "0-000, 1-000", "%d-%3.3d", {{{0, 128, 0}, {128, 1, 0}}}},
+    {kNumberFormatHundreds, "A-00, B-00", "%c-%2.2d", {{{0, 100, 'A'}, {100, 1, 0}}}},
 };
 static_assert(std::end(kFormats)[-1].number == kLastNumberFormat);
 

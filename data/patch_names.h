@@ -27,9 +27,8 @@ void BankDispString(const Synth* synth, std::span<const std::uint8_t> image, cha
 std::string BankDispString(const Synth& synth, std::span<const std::uint8_t> image, std::uint32_t length,
                            std::int64_t base, std::int64_t start, int nameFormat);
 
-// The Latin-1 character that is written for c: c itself when reading gives it back and it puts no byte above 7F into an
-// image; else the nearest ASCII letter, in the case that the format has; else a blank.  0, 7F and the control
-// characters from 80 to 9F are never held.
+// The character that is written for the Latin-1 character c: c itself when it is ASCII and reading gives it back; else
+// the nearest ASCII letter, in the case that the format has; else a blank.  0, 7F and what lies above are never held.
 unsigned char FitCharacter(const Synth& synth, int nameFormat, unsigned char c);
 
 // Encodes name into the image, padded with spaces: the inverse of BankDispString.  Every character is written as

@@ -352,7 +352,7 @@ void MidiInPort::Refuse(bool complete) {
   }
   if (message_.length < 2) return;
   if (!receive_.refused.any) receive_.refusedUs = clock_.NowUs();
-  receive_.refused = {true, message_.length, message_.head[1], complete};
+  receive_.refused = {true, message_.length, message_.head[1], complete, false, message_.head};
 }
 
 void MidiInPort::Hold(std::span<const std::uint8_t> bytes) {

@@ -35,11 +35,12 @@ inline AnswerStep BeginsWith(std::span<const std::uint8_t> bytes) {
 
 // A SysEx that was passed over because it is no answer.
 struct RefusedMessage {
-  bool any = false;         // there was one; the last one counts
-  std::int64_t length = 0;  // bytes that came
-  int maker = -1;           // its second byte; -1: it has none
-  bool ended = false;       // with F7
-  bool damaged = false;     // something that came was lost on the way in
+  bool any = false;                     // there was one; the last one counts
+  std::int64_t length = 0;              // bytes that came
+  int maker = -1;                       // its second byte; -1: it has none
+  bool ended = false;                   // with F7
+  bool damaged = false;                 // something that came was lost on the way in
+  std::vector<std::uint8_t> head = {};  // its first bytes, those that patterns of answers need
 };
 
 // How one receive takes its bytes.

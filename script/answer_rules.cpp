@@ -74,8 +74,11 @@ class Resolver {
     AnswerMessage message = part.message;
     FixDevice(message, synth_, request_);
     if (form.slotByte >= 0 && context_.patchByPatch && part.at == form.parts.front().at) {
+      const auto number = static_cast<unsigned>(form.slotFirst + context_.currentPatch);
       Fix(message, static_cast<std::size_t>(form.slotByte),
-          static_cast<std::uint8_t>(form.slotFirst + context_.currentPatch));
+          static_cast<std::uint8_t>(form.slotHigh < 0 ? number : number & 0x7F));
+      if (form.slotHigh >= 0)
+        Fix(message, static_cast<std::size_t>(form.slotHigh), static_cast<std::uint8_t>(number >> 7));
       *numbered = true;
     }
     if (form.addressByte >= 0 && FixAddress(message, form, part.address)) *numbered = true;
@@ -108,6 +111,13 @@ class Resolver {
 
 }  // namespace
 
+bool SaysEmpty(const AnswerRules& rules, std::span<const std::uint8_t> bytes) {
+  if (rules.empty.length == 0 || bytes.size() != rules.empty.length) return false;
+  for (std::size_t i = 0; i < rules.empty.value.size(); ++i)
+    if ((bytes[i] ^ rules.empty.value[i]) & rules.empty.mask[i]) return false;
+  return true;
+}
+
 AwaitedAnswer AnswerTo(const Synth& synth, const TransferContext& context, std::int64_t at, std::int64_t size,
                        bool byMaker) {
   AwaitedAnswer answer;
@@ -129,6 +139,8 @@ AwaitedAnswer AnswerTo(const Synth& synth, const TransferContext& context, std::
       }
     }
   }
+  const bool mayBeEmpty = context.answers && context.answers->empty.length != 0 && answer.wholePatch;
+  if (mayBeEmpty && answer.steps.size() == 1) answer.steps.front().push_back(context.answers->empty);
   if (answer.steps.empty() && byMaker && synth.manufacturerId != 0) {
     answer.steps.push_back(BeginsWith(std::array<std::uint8_t, 2>{kSysEx, synth.manufacturerId}));
     answer.every = true;

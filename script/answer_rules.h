@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "data/data_records.h"
@@ -22,6 +23,7 @@ struct AnswerForm {
   std::vector<AnswerPart> parts;
   int slotByte = -1;  // byte of the first message that is the patch's place in the bank plus slotFirst; -1: none
   int slotFirst = 0;
+  int slotHigh = -1;  // byte with the bits of that above the lower seven; -1: slotByte is all of it
   int addressByte = -1;  // where the address stands in request and answer; -1: none
   int addressBytes = 0;
 };
@@ -29,7 +31,11 @@ struct AnswerForm {
 // How a data type looks when it comes: what the module says of its messages.
 struct AnswerRules {
   std::vector<AnswerForm> forms;
+  AnswerMessage empty;  // what is answered for a place of a bank that holds nothing; length 0: nothing is known of it
 };
+
+// Whether these bytes, all that came, say that the place holds nothing.
+bool SaysEmpty(const AnswerRules& rules, std::span<const std::uint8_t> bytes);
 
 // What the next receive takes for its answer.
 struct AwaitedAnswer {

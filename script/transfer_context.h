@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -86,6 +87,15 @@ struct TransferContext {
   bool unanswered = false;
   bool refused = false;
   int refusedPieces = 0;  // answers that were no
+  // The short message that came last where an answer was due, and those that pieces ended with which were not taken,
+  // or did not come: what the instrument says, each once.
+  std::vector<std::uint8_t> said;
+  std::vector<std::vector<std::uint8_t>> noted;
+  void NoteAnswer() {
+    constexpr std::size_t kMostAnswers = 8;
+    if (said.empty() || noted.size() >= kMostAnswers) return;
+    if (std::find(noted.begin(), noted.end(), said) == noted.end()) noted.push_back(said);
+  }
   int retriedPieces = 0;  // pieces sent again
   // Counts of the output port before the messages that are to be acknowledged; none: not waited for.
   struct Acks {

@@ -68,6 +68,7 @@ struct ReceivedPatch {
   int patch = 0;
   std::vector<std::uint8_t> bytes;
   bool damaged = false;
+  bool empty = false;  // the instrument holds nothing in this place
 };
 
 // One transfer from its start to its end.  Handles may outlive it.  Any thread.

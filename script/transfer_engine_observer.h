@@ -39,11 +39,13 @@ struct TransferResult {
   int refusedPieces = 0;           // answers of the instrument that were no
   int retriedPieces = 0;           // pieces asked for, or sent, again
   std::vector<PatchFault> faults;  // what of a bank did not come, or was not taken, in order
-  std::string missing;             // the same in words, single bytes: "64 is missing"; empty: nothing is
+  std::vector<int> empty;          // patches whose places in the instrument hold nothing: no faults
+  std::string missing;             // both in words, single bytes: "64 is missing"; empty: nothing is
   // For sentences, single bytes: instrument and data.
   std::string what;
-  std::string scriptStop;  // ScriptStopText of the script that was stopped; empty: none was
-  std::string port;        // UTF-8: the port of a port cause; empty: it has none
+  std::vector<std::vector<std::uint8_t>> answers;  // what the instrument said where an answer was due; ok: none
+  std::string scriptStop;                          // ScriptStopText of the script that was stopped; empty: none was
+  std::string port;                                // UTF-8: the port of a port cause; empty: it has none
   // UTF-8: of a receive that failed, the output whose requests came back on the input; empty: none did.
   std::string loopFrom;
 };

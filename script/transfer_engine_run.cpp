@@ -183,6 +183,7 @@ void TransferRun::Finish() {
   result_.refusedPieces = context_.refusedPieces;
   result_.retriedPieces = context_.retriedPieces;
   if (!result_.ok) result_.scriptStop = context_.scriptStop;
+  if (!result_.ok) result_.answers = context_.noted;
   result_.port = result_.operation == TransferOperation::kReceive ? transfer_->inPortName_ : transfer_->outPortName_;
   if (context_.loops > 0 && !result_.ok) result_.loopFrom = transfer_->outPortName_;
   if (result_.ok) result_.patch = -1;

@@ -55,6 +55,7 @@ class TransferRun {
   bool TakeAgreed(const std::vector<std::vector<std::uint8_t>>& readings, int patch, std::span<std::uint8_t> window);
   bool MayAskAgain() const;
   int AttemptsLeft() const;
+  bool EndEmpty(const std::vector<std::uint8_t>& former, std::span<std::uint8_t> window);
   bool EndPiece(int patch, const std::vector<std::uint8_t>& former, std::span<std::uint8_t> window);
   bool TakeSize(int patch);
   int RunReceiveScript(int patch, std::span<std::uint8_t> window);

@@ -243,6 +243,10 @@ std::int64_t MidiScriptServices::Ask(std::span<std::uint8_t> destination, int po
   if (staged && (stored > 0 || report.refused.any)) context.history.heard = true;
   context.cancelledByPattern = report.cancelledByPattern;
   context.passedOver = report.refused;
+  constexpr std::int64_t kShort = 64;
+  if (report.refused.any) context.said = report.refused.head;
+  if (stored > 0 && stored <= kShort)
+    context.said.assign(destination.begin(), destination.begin() + static_cast<std::ptrdiff_t>(stored));
   if (report.damaged) {
     context.passedOver.any = context.passedOver.damaged = true;
     if (stored > 0) stored = kReceivedNothing;
@@ -292,6 +296,7 @@ int MidiScriptServices::EndAcks(int port, TransferContext& context) {
   const std::uint64_t asked = now.asked - before.asked;
   if (now.refused != before.refused) {
     context.refused = true;
+    context.said = now.last;
     return transfer_code::kRejected;
   }
   if (now.answered - before.answered == asked) return 0;

@@ -46,9 +46,10 @@ void Stamp(DataFile& dataFile) {
 
 void PutPatch(DataFile& to, const ReceivedPatch& received) {
   const auto voice = static_cast<std::uint32_t>(received.patch);
+  SetMapBit(to.emptyMap, to.emptyMapSize, voice, received.empty);
+  if (received.empty) return MarkDamaged(to, received.patch, false);
   const std::int64_t offset = std::int64_t{to.synth->voiceSize} * voice;
   ByteWindow(to.body, to.bodySize).Write(offset, received.bytes);
-  SetMapBit(to.emptyMap, to.emptyMapSize, voice, false);
   if (!HasVoiceName(to, voice)) SetVoiceName(to, voice, ReceivedName(to));
   MarkDamaged(to, received.patch, received.damaged);
 }
@@ -91,7 +92,8 @@ void TransferRun::Receive() {
   const bool mayMiss = (synth_->optionBits & kMayMiss) != 0 &&
                        std::all_of(result_.faults.begin(), result_.faults.end(),
                                    [](const PatchFault& fault) { return IsSilence(fault.code) || fault.kept; });
-  const bool all = complete_ && (mayMiss || pressedOk || result_.patchesDone == result_.patchesToDo);
+  const int answered = result_.patchesDone + static_cast<int>(result_.empty.size());
+  const bool all = complete_ && (mayMiss || pressedOk || answered == result_.patchesToDo);
   result_.ok = result_.result == 1 && all && !Stopped();
 }
 
@@ -131,7 +133,7 @@ void TransferRun::ReceiveBank() {
   bool goesOn = true;
   for (const int patch : wanted) {
     if (goesOn && context_.stopBankLoop) {
-      result_.patchesToDo = result_.patchesDone + static_cast<int>(result_.faults.size());
+      result_.patchesToDo = result_.patchesDone + static_cast<int>(result_.faults.size() + result_.empty.size());
       break;
     }
     goesOn = goesOn && !Stopped();
@@ -152,7 +154,8 @@ void TransferRun::ReceiveBank() {
 // True: go on with the next patch.
 bool TransferRun::ReceiveOnePatch(int patch) {
   constexpr int kHostedProgram = 5;
-  if (!ReceivePiece(patch)) {
+  const bool came = ReceivePiece(patch);
+  if (!came && piece_.code != transfer_code::kEmpty) {
     result_.faults.push_back({patch, piece_.code});
     if (Stopped() || !context_.scriptStop.empty() || context_.inDoubt) return false;
     const bool goesOn = (synth_->optionBits & kMayMiss) || !IsFinal(piece_.code) ||
@@ -160,10 +163,11 @@ bool TransferRun::ReceiveOnePatch(int patch) {
     if (goesOn) ReportProgress();
     return goesOn && context_.state.load() != TransferState::Ok;
   }
+  if (!came) result_.empty.push_back(patch);
   if (keptDamaged_) result_.faults.push_back({patch, piece_.code, true});
   NoteCame(patch);
   context_.patchesDone.fetch_add(1);
-  result_.patchesDone = context_.patchesDone;
+  result_.patchesDone += came;
   context_.hasIoWindow = false;
   ReportProgress();
   context_.progressCount.fetch_add(1);
@@ -213,6 +217,7 @@ bool TransferRun::ReceivePiece(int patch) {
   Attempt answered;  // the last that was, with what it left
   Bytes left;
   keptDamaged_ = false;
+  bool saidEmpty = false;
   // Where requests were lost, what chooses the patch may have been lost with them.
   const bool doubtful =
       patch >= 0 && afterSilence_ && !transfer_->startedAtPanel_ && (synth_->optionBits & kMayMiss) == 0;
@@ -220,14 +225,19 @@ bool TransferRun::ReceivePiece(int patch) {
   bool heard = false;
   context_.spentAttempts = 0;
   for (;;) {
+    context_.said.clear();
     piece_ = TryPiece(patch, window);
     ++attempts;
     heard = heard || context_.receivedBytes > 0 || !context_.pieceBytes.empty();
-    if (!IsSilence(piece_.code)) {
+    const bool empty = piece_.code == transfer_code::kEmpty;
+    // It says no number: one that came twice for the place before is not taken for this one.
+    if (empty && std::exchange(saidEmpty, empty)) return EndEmpty(former, window);
+    if (!empty && !IsSilence(piece_.code)) {
       answered = piece_;
       left.assign(window.begin(), window.begin() + piece_.size);
     }
     if (IsRefusal(piece_.code)) ++context_.refusedPieces;
+    if (piece_.code <= 0) context_.NoteAnswer();
     const bool came = piece_.code > 0;
     if (came) {
       silent_ = false;
@@ -236,11 +246,11 @@ bool TransferRun::ReceivePiece(int patch) {
       readings.push_back(left);
       if (TakeAgreed(readings, patch, window) || readings.size() == kMostReadings) break;
     }
-    if (!MayAskAgain() || (!came && context_.spentAttempts++ >= AttemptsLeft())) break;
-    if (!came) ++context_.retriedPieces;
+    if (!MayAskAgain() || (!came && !empty && context_.spentAttempts++ >= AttemptsLeft())) break;
+    if (!came && !empty) ++context_.retriedPieces;
     // An instrument that has answered does not leave the user waiting for what it owes.
     if (!IsSilence(piece_.code) || !context_.pieceBytes.empty()) context_.hasIoWindow = false;
-    engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
+    if (!empty) engine_.clock().SleepMs(kRetryWaitMs, &context_.wake);
     if (Stopped()) break;
     std::copy(former.begin(), former.end(), window.begin());
   }
@@ -277,6 +287,14 @@ int TransferRun::AttemptsLeft() const {
   if (!IsSilence(piece_.code)) return context_.extraAttempts;
   if (transfer_->startedAtPanel_) return 0;
   return std::max(silent_ ? 0 : context_.extraAttempts, context_.retryOnTimeout);
+}
+
+// The place holds nothing: what was there before stays, marked as not there.
+bool TransferRun::EndEmpty(const Bytes& former, std::span<std::uint8_t> window) {
+  std::copy(former.begin(), former.end(), window.begin());
+  silent_ = afterSilence_ = false;
+  result_.result = 1;
+  return false;
 }
 
 bool TransferRun::EndPiece(int patch, const Bytes& former, std::span<std::uint8_t> window) {
@@ -317,6 +335,8 @@ TransferRun::Attempt TransferRun::TryPiece(int patch, std::span<std::uint8_t> wi
   if (BeginExchange()) r = scripted ? RunReceiveScript(patch, window) : RunBuiltIn(TransferOperation::kReceive);
   EndExchange();
   if (Stopped() || !context_.scriptStop.empty() || missingScript_) return {std::min(r, 0)};
+  if (patch >= 0 && context_.answers && SaysEmpty(*context_.answers, context_.pieceBytes))
+    return {transfer_code::kEmpty};
   const std::size_t came = context_.pieceBytes.size();
   if (r < 0 || (r == 0 && (came == 0 || !scripted))) return {r};
   // A script that keeps nothing of what came has found it wanting.
@@ -362,7 +382,8 @@ int TransferRun::RunReceiveScript(int patch, std::span<std::uint8_t> window) {
 void TransferRun::NoteCame(int patch) {
   const auto part =
       ByteWindow(copy_->body, copy_->bodySize).Clamped(std::int64_t{synth_->voiceSize} * patch, synth_->voiceSize);
-  ReceivedPatch received{patch, {part.begin(), part.end()}, keptDamaged_};
+  const bool empty = piece_.code == transfer_code::kEmpty;
+  ReceivedPatch received{patch, {part.begin(), part.end()}, keptDamaged_, empty};
   std::lock_guard guard(transfer_->mutex_);
   transfer_->came_.push_back(std::move(received));
 }
@@ -456,6 +477,9 @@ std::string TransferRun::MissingText() const {
     if (!text.empty()) text += ", ";
     text += PatchNumbersText(*synth_, patches) + (patches.size() == 1 ? kind.one : kind.several);
   }
+  if (result_.empty.empty()) return text;
+  if (!text.empty()) text += ", ";
+  text += PatchNumbersText(*synth_, result_.empty) + (result_.empty.size() == 1 ? " is empty" : " are empty");
   return text;
 }
 

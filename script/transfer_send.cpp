@@ -185,6 +185,7 @@ int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::
   context.spentAttempts = 0;
   for (;;) {
     context.unanswered = context.refused = false;
+    context.said.clear();
     const int result = SendPart(sending, patchIndex, flags, patchOffset);
     if (result >= 0 || SendEnded(context) || !(context.unanswered || context.refused)) return result;
     const bool again = context.spentAttempts++ < context.extraAttempts;
@@ -193,6 +194,7 @@ int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::
     if (!again) {
       if (context.attempts == 0) context.attempts = context.spentAttempts;
       if (context.refused) ++context.refusedPieces;
+      context.NoteAnswer();
       if (context.sendCause == TransferCause::kNone)
         context.sendCause = context.refused ? TransferCause::kNotTaken : TransferCause::kNoAnswer;
       return result;

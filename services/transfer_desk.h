@@ -197,6 +197,11 @@ class TransferDesk {
     std::int64_t settleMs = 30;
   };
 
+  // What an instrument means by a message with which it refuses data of this type, UTF-8; empty: it is none.
+  using RefusalText = std::function<std::string(int driverId, std::span<const std::uint8_t> message)>;
+  // Results of jobs say it behind their sentence.
+  void SetRefusalText(RefusalText text) { refusalText_ = std::move(text); }
+
   // All references must outlive the desk.
   TransferDesk(TransferEngine& engine, MidiPortSystem& midi, Dispatcher& dispatcher);
   TransferDesk(const TransferDesk&) = delete;
@@ -263,6 +268,7 @@ class TransferDesk {
   void EndJob(const Job& job, const TransferFacts& facts, DeskResult result);
   void StopWork(const Job& job, bool all);
   DeskResult ResultOf(const DeskJob& job, const TransferFacts& facts) const;
+  std::string SaidText(const DeskStep& step, const std::vector<std::vector<std::uint8_t>>& answers) const;
   TransferFacts FactsOf(const DeskJob& job) const;
   void Tell(const Job& job, DeskEvent event);
   void TellState(const Job& job, DeskState state, std::string text = {});
@@ -277,6 +283,7 @@ class TransferDesk {
   Receiver receiver_;
   std::list<Job> jobs_;  // that have not ended, in the order they came
   DeskTotals totals_;
+  RefusalText refusalText_;
   std::list<Job> leaving_;  // that have, until the last event was told
   bool pumping_ = false;
   bool pumpAgain_ = false;

@@ -340,9 +340,22 @@ DeskResult TransferDesk::ResultOf(const DeskJob& job, const TransferFacts& facts
   result.retriedPieces = job.retriedPieces_;
   result.faults = job.outcome_.faults;
   result.sentence = EndSentence(facts);
-  if (job.step_ < job.request_.steps.size() && !job.request_.steps[job.step_].note.empty())
-    result.sentence += "  " + job.request_.steps[job.step_].note;
+  if (job.step_ >= job.request_.steps.size()) return result;
+  const DeskStep& step = job.request_.steps[job.step_];
+  result.sentence += SaidText(step, job.outcome_.answers);
+  if (!step.note.empty()) result.sentence += "  " + step.note;
   return result;
+}
+
+// What the instrument said, in its module's words.
+std::string TransferDesk::SaidText(const DeskStep& step, const std::vector<std::vector<std::uint8_t>>& answers) const {
+  std::string said;
+  if (!refusalText_ || !step.dataFile || !step.dataFile->synth) return said;
+  for (const auto& answer : answers) {
+    const std::string text = refusalText_(step.dataFile->synth->driverId, answer);
+    if (!text.empty() && said.find(text) == std::string::npos) said += " " + text;
+  }
+  return said;
 }
 
 void TransferDesk::EndStep(const Job& job) {

@@ -135,11 +135,10 @@ void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int 
         PutField(bytes[static_cast<std::size_t>(rule.offset + i)], rule.bit, rule.width, value);
       }
     }
+    // A name has room only in contents of a known size.
+    if (info.variable) SetContents(description, area, item, std::vector<std::uint8_t>(bytes.begin(), bytes.end() - 2));
     if (info.nameOffset >= 0 && !info.factoryNames.empty()) SetName(description, area, item, FactoryName(info, item));
     StoreOwnSum(info.ownSum, bytes);
-    if (!info.variable) continue;
-    const std::vector<std::uint8_t> contents(bytes.begin(), bytes.end() - 2);
-    SetContents(description, area, item, contents);
   }
 }
 

@@ -39,11 +39,13 @@ AnswerForm FormOfSlots(const RecognizeRule& rule, const Synth& synth) {
     for (const MessageRule& message : rule.messages) {
       AnswerPart part{MessageOf(message), static_cast<std::uint32_t>(rule.SlotPlace(synth, slot)) + message.at, 0};
       if (&message == &rule.messages.front() && rule.slotInMessage() && rule.slotByte < kMaxMidiPattern) {
-        const std::size_t size = std::max<std::size_t>(part.message.value.size(), rule.slotByte + 1);
+        const auto high = static_cast<std::size_t>(std::max(rule.slotHigh, 0));
+        const std::size_t size = std::max({part.message.value.size(), std::size_t{rule.slotByte} + 1, high + 1});
         part.message.value.resize(size);
         part.message.mask.resize(size);
-        part.message.value[rule.slotByte] = static_cast<std::uint8_t>(rule.slotFirst + slot);
+        rule.PutSlot(slot, part.message.value);
         part.message.mask[rule.slotByte] = 0xFF;
+        if (rule.slotHigh >= 0) part.message.mask[high] = 0xFF;
       }
       form.parts.push_back(std::move(part));
     }
@@ -64,6 +66,7 @@ AnswerForm FormOf(const RecognizeRule& rule, const Synth& synth) {
   if (rule.slotInMessage()) {
     form.slotByte = static_cast<int>(rule.slotByte);
     form.slotFirst = static_cast<int>(rule.slotFirst);
+    form.slotHigh = rule.slotHigh;
   }
   return form;
 }
@@ -77,6 +80,8 @@ AnswerRules AnswerRulesOf(const std::vector<RecognizeRule>& forms, const Synth& 
     const auto before = [](const AnswerPart& a, const AnswerPart& b) { return a.at < b.at; };
     std::stable_sort(form.parts.begin(), form.parts.end(), before);
     if (!form.parts.empty()) rules.forms.push_back(std::move(form));
+    const BytePattern& empty = rule.emptyAnswer;
+    if (empty.size()) rules.empty = {empty.value, empty.mask, static_cast<std::uint32_t>(empty.size())};
   }
   return rules;
 }

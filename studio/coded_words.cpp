@@ -141,6 +141,10 @@ constexpr CodedWord kNumberWords[] = {
     {kNumberFormatInternal, "I00..I99", "an I and two digits from 0"},
     {kNumberFormatPerformance, "PF1..PF64", "PF and the number from 1"},
     {kNumberFormatThreeDigits, "000..999", "three digits from 0"},
+    {kNumberFormatEights, "A1..A8", "a letter for eight"},
+    {kNumberFormatFromZero, "0..9", "plain numbers from 0"},
+    {kNumberFormatBanksOfZero, "0-000..0-127", "by 128, both from 0"},
+    {kNumberFormatHundreds, "A-00..A-99", "a letter for hundred, from 0"},
 };
 
 constexpr CodedWord kKindWords[] = {

@@ -108,18 +108,16 @@ class FormWriter {
       const std::size_t first = out_->size();
       for (const MessageRule& message : rule_.messages)
         if (!Message(message, message.at + rule_.SlotPlace(synth_, slot))) return false;
-      const std::uint32_t value = rule_.slotFirst + slot;
       if (rule_.slotsInOrder) continue;
-      if (value > 0x7F) return false;
       if (rule_.slotInMessage()) {
-        if (rule_.slotByte >= (*out_)[first].size()) return false;
-        (*out_)[first][rule_.slotByte] = static_cast<std::uint8_t>(value);
+        if (!rule_.PutSlot(slot, (*out_)[first])) return false;
         continue;
       }
       Bytes behind = rule_.slotMessage.value;
-      behind.resize(std::max<std::size_t>(behind.size(), std::size_t{rule_.slotByte} + 1));
+      behind.resize(
+          std::max({behind.size(), std::size_t{rule_.slotByte} + 1, static_cast<std::size_t>(rule_.slotHigh + 1)}));
       PutDevice(rule_.slotMessage, synth_, behind);
-      behind[rule_.slotByte] = static_cast<std::uint8_t>(value);
+      if (!rule_.PutSlot(slot, behind)) return false;
       if (behind.back() != kEnd) behind.push_back(kEnd);
       out_->push_back(std::move(behind));
     }

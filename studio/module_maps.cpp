@@ -97,13 +97,17 @@ class FormMap {
 
   void Slots() {
     const MessageRule& message = rule_.messages.front();
-    good_ = rule_.slotInMessage() && rule_.messages.size() == 1 && message.length != 0 && rule_.slotByte + 1 < message.length &&
-            rule_.slotFirst + rule_.slotCount <= 128;
+    good_ = rule_.slotInMessage() && rule_.messages.size() == 1 && message.length != 0 &&
+            rule_.slotByte + 1 < message.length &&
+            rule_.slotFirst + rule_.slotCount <= (rule_.slotHigh < 0 ? 128u : 128u * 128u);
     if (!good_) return;
     if (rule_.hasContext) list_.push_back(Context());
     for (std::uint32_t k = 0; k < rule_.slotCount; k += rule_.slotVoices) {
       StdSysXDescriptor d = FromMessage(message, static_cast<std::uint32_t>(rule_.SlotPlace(synth_, k)));
-      SetPair(&d.pairs, rule_.slotByte, static_cast<std::uint8_t>(rule_.slotFirst + k));
+      const std::uint32_t number = rule_.slotFirst + k;
+      SetPair(&d.pairs, rule_.slotByte, static_cast<std::uint8_t>(number & 0x7F));
+      if (rule_.slotHigh >= 0)
+        SetPair(&d.pairs, static_cast<std::uint32_t>(rule_.slotHigh), static_cast<std::uint8_t>(number >> 7));
       d.useBase = rule_.hasContext;
       list_.push_back(std::move(d));
     }

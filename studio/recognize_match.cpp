@@ -100,8 +100,7 @@ std::int64_t SlotOfMessage(const RecognizeRule& rule, const std::vector<FileMess
                            std::size_t filled) {
   if (rule.slotsInOrder) return static_cast<std::int64_t>(filled);
   const FileMessage* message = rule.slotInMessage() ? &messages[i] : SlotMessage(rule, messages, i);
-  if (!message || rule.slotByte >= message->bytes.size()) return -1;
-  return std::int64_t{message->bytes[rule.slotByte]} - rule.slotFirst;
+  return message ? rule.SlotIn(message->bytes) : -1;
 }
 
 bool MatchSlots(const RecognizeRule& rule, const Synth& synth, const std::vector<FileMessage>& messages,

@@ -82,6 +82,7 @@ class RuleParser {
       rule_->complete = TrimmedView(value) == "1";
       return {};
     }
+    if (key == "emptyanswer") return EmptyAnswer(value);
     std::uint32_t number = 0;
     if (key == "patchbyte") return PatchByte(value);
     if (key == "numberas") {
@@ -209,6 +210,11 @@ class RuleParser {
           return "\"voices\" needs a number";
         continue;
       }
+      if (std::uint32_t high = 0; options[i].word == "high") {
+        if (!RuleNumber(options[i].rest, &high) || high >= kMaxMidiPattern) return "\"high\" needs the place of a byte";
+        rule_->slotHigh = static_cast<int>(high);
+        continue;
+      }
       if (options[i].word != "behind" || !ParseBytePattern(options[i].rest, &rule_->slotMessage, &error))
         return "\"behind\" needs the beginning of a message";
     }
@@ -242,6 +248,16 @@ class RuleParser {
     rule_->patchFirst = static_cast<int>(first);
     rule_->patchCount = static_cast<int>(count ? count : kPatchValues - first);
     return {};
+  }
+
+  std::string EmptyAnswer(std::string_view value) {
+    std::string error;
+    if (!ParseBytePattern(value, &rule_->emptyAnswer, &error)) return error;
+    if (!synth_.isBank || synth_.patchByPatch != 1) return "places are empty only in a bank that goes patch by patch";
+    const auto& [bytes, mask] = rule_->emptyAnswer;
+    const bool whole =
+        bytes.size() >= 2 && bytes.size() <= kMaxMidiPattern && bytes.front() == 0xF0 && bytes.back() == 0xF7;
+    return whole ? "" : "a message from F0 to F7 is expected";
   }
 
   std::string Context(std::string_view value) {
@@ -342,9 +358,15 @@ void FillMessage(const MessageRule& message, std::span<std::uint8_t> slot, const
   for (std::size_t i = message.skip; i < message.pattern.size() && i - message.skip < message.take; ++i)
     PutClamped(slot, message.at + i - message.skip, message.pattern.value[i], message.pattern.mask[i]);
   const bool first = &message == &rule.messages.front();
-  if (first && rule.slotInMessage() && rule.slotByte >= message.skip && rule.slotByte - message.skip < message.take)
-    PutClamped(slot, std::size_t{message.at} + rule.slotByte - message.skip,
-               static_cast<std::uint8_t>(rule.slotFirst + k));
+  if (first && rule.slotInMessage()) {
+    const std::uint32_t number = rule.slotFirst + k;
+    const auto put = [&](std::uint32_t place, std::uint32_t value) {
+      if (place >= message.skip && place - message.skip < message.take)
+        PutClamped(slot, std::size_t{message.at} + place - message.skip, static_cast<std::uint8_t>(value));
+    };
+    put(rule.slotByte, rule.slotHigh < 0 ? number : number & 0x7F);
+    if (rule.slotHigh >= 0) put(static_cast<std::uint32_t>(rule.slotHigh), number >> 7);
+  }
   if (message.length && message.skip + message.take == message.length && message.take)
     PutClamped(slot, std::size_t{message.at} + message.take - 1, 0xF7);
 }
@@ -356,6 +378,22 @@ bool BytePattern::Matches(std::span<const std::uint8_t> bytes) const {
   for (std::size_t i = 0; i < value.size(); ++i)
     if ((bytes[i] & mask[i]) != value[i]) return false;
   return true;
+}
+
+bool RecognizeRule::PutSlot(std::uint32_t slot, std::span<std::uint8_t> message) const {
+  const std::uint32_t number = slotFirst + slot;
+  const auto high = static_cast<std::size_t>(std::max(slotHigh, 0));
+  if (number > (slotHigh < 0 ? 0x7Fu : 0x3FFFu) || std::max<std::size_t>(slotByte, high) >= message.size())
+    return false;
+  message[slotByte] = static_cast<std::uint8_t>(number & 0x7F);
+  if (slotHigh >= 0) message[high] = static_cast<std::uint8_t>(number >> 7);
+  return true;
+}
+
+std::int64_t RecognizeRule::SlotIn(std::span<const std::uint8_t> message) const {
+  const auto high = static_cast<std::size_t>(std::max(slotHigh, 0));
+  if (std::max<std::size_t>(slotByte, high) >= message.size()) return -1;
+  return std::int64_t{message[slotByte]} + (slotHigh < 0 ? 0 : 128 * message[high]) - slotFirst;
 }
 
 bool ParseBytePattern(std::string_view text, BytePattern* out, std::string* error) {

@@ -29,6 +29,8 @@ namespace tonalith {
 //                          FIRST is the slot
 //   Slots=BYTE FIRST COUNT | behind F0 42 3? 03 11
 //       the slot stands in the message behind it, which begins so (what stores the data in the instrument)
+//   Slots=BYTE FIRST COUNT | high BYTE
+//       the slot has 14 bits: those above the lower seven stand in this byte
 //   Slots=BYTE FIRST COUNT | voices N
 //       a message fills N voices from the slot on; the image keeps the messages whole, one behind the other
 //   Slots=order COUNT      the messages say no place: they fill the slots in the order of the file
@@ -51,6 +53,7 @@ namespace tonalith {
 //                          7F) the messages are no such data
 //   NumberAs=ID            a single patch is numbered as in the bank with this driver id, numbers beyond it as in the
 //                          banks that follow
+//   EmptyAnswer=F0 F7      what the instrument answers when a place of the bank holds nothing
 //   Verify0=TYPE START COUNT OFFSET | times N | step S | or BYTE
 //       a checksum inside the image, in the terms of CSum; one that is BYTE (hex) is right whatever it should be.
 //       Without any: the descriptor's own checksum
@@ -94,6 +97,7 @@ struct RecognizeRule {
   std::vector<MessageRule> messages;
   bool hasSlots = false;
   std::uint32_t slotByte = 0, slotFirst = 0, slotCount = 0;
+  int slotHigh = -1;  // byte with the bits above those of slotByte; -1: it is the whole number
   bool slotsInOrder = false;
   std::uint32_t slotVoices = 1;  // that one message fills
   BytePattern slotMessage;       // the message behind holds slotByte; empty: it stands in the message itself
@@ -109,11 +113,16 @@ struct RecognizeRule {
   int patchFirst = 0, patchCount = 128;  // values that the byte may have
   int numberAs = -1;
   std::vector<VerifyRule> verify;
-  bool byAnswer = false;  // no rule of the module: FormsOfAnswer
+  BytePattern emptyAnswer;  // of a bank, for a place that holds nothing; no bytes: none is known
+  bool byAnswer = false;    // no rule of the module: FormsOfAnswer
 
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.
   bool slotInMessage() const { return hasSlots && !slotsInOrder && slotMessage.size() == 0; }
+  // The number that a message says for a slot, and its bytes; false when there is no room for it.
+  bool PutSlot(std::uint32_t slot, std::span<std::uint8_t> message) const;
+  // The number less slotFirst; below 0 or slotCount and more: none of these slots.
+  std::int64_t SlotIn(std::span<const std::uint8_t> message) const;
   // Where the messages that begin with a slot go in the image.
   std::uint64_t SlotPlace(const Synth& synth, std::uint32_t slot) const {
     if (slotVoices > 1) return std::uint64_t{slot} / slotVoices * messages.front().take;

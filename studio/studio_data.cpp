@@ -3,9 +3,11 @@
 #include <algorithm>
 
 #include "data/patch_names.h"
+#include "platform/ini_file.h"
 #include "platform/text.h"
 #include "services/settings.h"
 #include "studio/module_version.h"
+#include "studio/recognize_rules.h"
 #include "studio/studio_list.h"
 #include "studio/studio_surroundings.h"
 
@@ -128,6 +130,17 @@ std::string StudioData::ScriptsSentence(const DataFile& dataFile) const {
   if (IsNewer(dataFile, source)) return "The data was made with a newer version of " + module + own;
   if (!SameLayout(*source.synth, *dataFile.synth)) return "The data has another layout than " + module + " says" + own;
   return "The data was made before " + module + " was changed" + own;
+}
+
+std::string StudioData::RefusalSentence(int driverId, std::span<const std::uint8_t> message) const {
+  const ZKDrvList* driver = list_.GetDriverWithID(driverId);
+  if (!driver || !driver->instrument) return {};
+  for (const auto& [text, sentence] : IniFile(driver->instrument->GetIniPath().string()).Entries("Refusals")) {
+    BytePattern pattern;
+    std::string error;
+    if (ParseBytePattern(text, &pattern, &error) && pattern.Matches(message)) return sentence;
+  }
+  return {};
 }
 
 void StudioData::DrvUpdateDataFile(DataFile* dataFile, int update) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
 
 #include "data/data_records.h"
@@ -29,6 +31,9 @@ class StudioData {
   // Which scripts a transfer of the data uses, where they are not those it was made with, or not those of the installed
   // module; UTF-8, a sentence; empty: there is nothing to say.
   std::string ScriptsSentence(const DataFile& dataFile) const;
+  // What the instrument of a driver means by a message with which it refuses data, as section [Refusals] of its module
+  // says (`PATTERN = SENTENCE`), UTF-8; empty: it is none of these.
+  std::string RefusalSentence(int driverId, std::span<const std::uint8_t> message) const;
 
  private:
   void TakeModule(DataFile* dataFile, const ZKDrvList& driver, int update) const;

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -157,6 +158,9 @@ class ZKStudioDoc final {
   void DrvUpdateDataFile(DataFile* dataFile, int update = -1) const { data_.DrvUpdateDataFile(dataFile, update); }
   void UpdateScripts(DataFile* dataFile) const { data_.UpdateScripts(dataFile); }
   std::string ScriptsSentence(const DataFile& dataFile) const { return data_.ScriptsSentence(dataFile); }
+  std::string RefusalSentence(int driverId, std::span<const std::uint8_t> message) const {
+    return data_.RefusalSentence(driverId, message);
+  }
 
   // --- The world around (StudioSurroundings says what each is for)
   // -----------------------------------------------------

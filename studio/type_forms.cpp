@@ -67,13 +67,21 @@ void TypeTable::Load(const ZKStudioDoc& studio) {
 
 void TypeTable::LoadOthers(const ZKDrvList& instrument, const IniFile& ini) {
   for (const auto& [what, pattern] : ini.Entries("Other Messages")) {
-    OtherMessage message{what + " of the " + instrument.name, {}};
+    OtherMessage message{what + " of the " + instrument.name, {}, false};
     std::string error;
-    if (ParseBytePattern(pattern, &message.pattern, &error))
+    std::string_view bytes = TrimmedView(pattern);
+    message.open = bytes.ends_with('*');
+    if (message.open) bytes.remove_suffix(1);
+    if (ParseBytePattern(bytes, &message.pattern, &error))
       others_.push_back(std::move(message));
     else
       problems_.push_back(instrument.moduleFile + ": [Other Messages]: " + error);
   }
+}
+
+bool OtherMessage::Is(std::span<const std::uint8_t> message) const {
+  const bool sized = open ? message.size() >= pattern.size() : message.size() == pattern.size();
+  return sized && pattern.Matches(message);
 }
 
 // The type that was added last.

@@ -35,6 +35,8 @@ std::vector<RecognizeRule> FormsOfDriver(const ZKDrvList& driver, std::vector<st
 struct OtherMessage {
   std::string what;  // "parameter changes of ..."
   BytePattern pattern;
+  bool open = false;  // anything may follow
+  bool Is(std::span<const std::uint8_t> message) const;
 };
 
 struct FormIndex {

@@ -17,9 +17,8 @@ void NoteOthers(const TypeTable& table, const FileMessages& file, std::vector<st
   std::vector<std::size_t> counts(table.others().size());
   for (const FileMessage& message : file.list) {
     if (message.used) continue;
-    const auto known = std::find_if(table.others().begin(), table.others().end(), [&](const OtherMessage& other) {
-      return message.bytes.size() == other.pattern.size() && other.pattern.Matches(message.bytes);
-    });
+    const auto known = std::find_if(table.others().begin(), table.others().end(),
+                                    [&](const OtherMessage& other) { return other.Is(message.bytes); });
     if (known != table.others().end()) ++counts[static_cast<std::size_t>(known - table.others().begin())];
   }
   for (std::size_t i = 0; i < counts.size(); ++i)

@@ -29,6 +29,7 @@ inline constexpr int kTooLarge = -13;
 inline constexpr int kNoMemory = -14;
 inline constexpr int kStillNoResponse = -15;
 inline constexpr int kQuiet = -19;  // a receive during which nothing arrived
+inline constexpr int kEmpty = -20;  // the instrument says that the place holds nothing
 }  // namespace transfer_code
 
 // One instrument's pair of ports as a protocol sees it.  The transfer engine implements it on the transport; tests

@@ -83,6 +83,11 @@ TEST(ChartFiles, AreReadAndWrittenAsTheyCame) {
        "F0 7D 03 01 01 02 03 06 F7", "Tone ok 1"},
       {"in front of data of any size", "[data Tone]  size = 64\ndump = F0 7D 0n 01 sum ahead (any) F7\n",
        "F0 7D 03 01 07 02 03 F7", "Tone bad 1 -> F0 7D 03 01 05 02 03 F7"},
+      {"numbers of 14 bits",
+       "[data Bank b = A..B]  100 x Tone   patches = 0..99, 100..199\neach = F0 7D 0n 02 pp low pp high (2) F7\n"
+       "[data Tone]   patches = 0..199\ndump = F0 7D 0n 02 pp low pp high (2) F7\n",
+       "F0 7D 03 02 7F 00 01 02 F7 F0 7D 03 02 00 01 03 04 F7 F0 7D 03 02 63 00 05 06 F7",
+       "Bank B none 2; Tone none 1"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

@@ -70,6 +70,19 @@ TEST(ChartModule, MessagesSayHowDataLies) {
        "put = send F0 7D 00 08 01 F7; put = data 21; put = repeat 3; put = pause 120; put = data 17; put = end; put = "
        "pause 120; "
        "put = data 1; context = F0 7D 0? 08 | 01 | no"},
+      // read in a form with a place, sent in the edit buffer's own
+      {"[data Edit]\ndump = F0 7D 0n 00 00 (4) F7   old = F0 7D 0n 01 pp (4) F7   request = F0 7D 0n 04 F7\n",
+       "edit.descriptor",
+       {"get", "put"},
+       "get = ask F0 7D 00 04 F7; put = set 3: 00 00; put = data"},
+      // numbers of 14 bits, banks of a hundred
+      {"[data Bank b = A..B]  100 x Tone   patches = 0..99, 100..199   numbers = {b}-00..{b}-99\n"
+       "request = F0 7D 0n 01 pp low pp high F7   each = F0 7D 0n 02 pp low pp high (4) F7\n"
+       "[data Tone]\ndump = F0 7D 0n 03 (4) F7\n",
+       "bankb.descriptor",
+       {"numberFormat", "bankNumberOffset", "get", "put", "slots"},
+       "numberFormat = 76; bankNumberOffset = 100; get = ask F0 7D 00 01 patch+100&127 patch+100/128 F7; put = set 4: "
+       "patch+100&127 patch+100/128; put = data; slots = 4 100 100 | high 5"},
   };
   for (const Case& c : cases) {
     ChartProblems problems("x.chart");

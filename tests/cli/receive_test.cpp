@@ -124,6 +124,9 @@ TEST_F(ReceiveCommand, DumpsThatStartAtThePanel) {
   interrupt.Cancel();
   EXPECT_EQ(get("juno-106", "patch", {}, interrupt).err,
             start + "tonalith-cli receive: Receiving the Roland Juno-106 Patch was cancelled.\n");
+  const CliOutput fewer = get("juno-106", "patch bank", {"--press", "patch"});
+  EXPECT_EQ(fewer.status, 1) << "no one presses the rest";
+  EXPECT_NE(fewer.err.find("1 of "), std::string::npos) << fewer.err;
   const CliOutput asked = get("dx7", "voice", {});
   EXPECT_EQ(asked.status, 1);
   EXPECT_NE(asked.err.find("is asked for; --wait is for dumps"), std::string::npos) << asked.err;

@@ -164,6 +164,18 @@ TEST_F(TransferCommands, InstrumentThatRefusesMakesSendFail) {
   Fails({"send", raw, "--virtual", "factory", "--fault", "corrupt-byte:direction=in,at=100,value=1"}, "CHECKSUM ERROR");
   Fails({"send", raw, "--virtual", "factory", "--fault", "port-vanishes:at=2000"}, "no longer available");
   Fails({"send", Path("refused.syx"), "--type", "Voice", "--virtual", "factory"}, "no data of type");
+  // What its module says of the refusal.
+  const char* const says[][3] = {
+      {"dw-6000", "Program", "did not take the Korg DW-6000 Program (3 attempts). The program was not taken."},
+      {"dw-8000", "Program", "The program was not taken."},
+      {"m1", "Program Bank", "The data was not taken: is its memory protected?"},
+      {"fb-01", "Configuration Bank", "It came damaged."},
+  };
+  for (const auto& [instrument, type, sentence] : says) {
+    SCOPED_TRACE(instrument);
+    Ok({"receive", instrument, type, Path("said.dat"), "--virtual", "factory"});
+    Fails({"send", Path("said.dat"), "--virtual", "factory", "--fault", "refuse-once:times=99"}, sentence);
+  }
 }
 
 TEST_F(TransferCommands, ConversationsAreKeptTo) {

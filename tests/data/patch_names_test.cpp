@@ -45,7 +45,7 @@ constexpr const char* kNumbers =
     "66 0 128 384 0=D0,66 127 128 0 0=A127,66 128 256 0 0=B0,67 0 128 640 0=F2 P1,67 127 128 0 0=U1 P128,"
     "67 128 256 0 0=U2 P1,67 511 512 0 0=U4 P128,67 512 513 0 0=F1 P1,67 639 640 0 0=F1 P128,68 0 128 128 0=2-1,"
     "68 127 128 0 0=1-128,68 128 256 0 0=2-1,69 15 16 0 0=A-16,69 16 32 0 0=B-1,69 17 64 0 0=B-2,"
-    "70 7 100 0 0=I07,71 9 32 0 0=PF10,72 7 100 0 0=007,200 8 128 0 0=  9,";
+    "70 7 100 0 0=I07,71 9 32 0 0=PF10,72 7 100 0 0=007,73 31 32 0 0=D8,74 127 128 0 0=127,75 511 512 0 0=3-127,76 399 400 0 0=D-99,200 8 128 0 0=  9,";
 
 TEST(PatchNumbers, EveryScheme) {
   std::istringstream rows(kNumbers);
@@ -61,7 +61,7 @@ TEST(PatchNumbers, EveryScheme) {
   }
   // Every one has a name and is inside of what a data type may have; plain numbers go without.
   const SynthField* field = FindSynthField("numberFormat");
-  EXPECT_EQ(NumberFormats().size(), 28u + 9u);
+  EXPECT_EQ(NumberFormats().size(), 28u + 13u);
   for (const int format : NumberFormats()) {
     EXPECT_TRUE(field->low <= format && format <= field->high) << format;
     EXPECT_STRNE(NumberFormatName(format), "");
@@ -138,8 +138,9 @@ TEST(PatchNames, NearestLetter) {
       {16, 0, "\u00FF\x7Fx", "y x", "The name was written as \"y x\": the instrument has no \u00FF or \\x7F."},
       {19, 0, "\u00E9", "e", "The name was written as \"e\": the instrument has no \u00E9."},
       {8, 0, "\u00E9b*", "EB", "The name was written as \"EB\": the instrument has no \u00E9, * or small letters."},
-      {26, 0, "\u00FC", "\xFC", ""},  // both halves of a byte
-      {19, 1, "\u00FC", "\xFC", ""},
+      {26, 0, "\u00FC", "u", "The name was written as \"u\": the instrument has no \u00FC."},  // both halves of a byte
+      {19, 1, "\u00FC", "u", "The name was written as \"u\": the instrument has no \u00FC."},
+      {22, 2, "\u00FC", "u", "The name was written as \"u\": the instrument has no \u00FC."},
   };
   for (const auto& c : cases) {
     DataFilePtr df(AllocDataFile());
@@ -175,10 +176,10 @@ TEST(PatchNames, CharactersOfEveryFormat) {
     counts += std::to_string(held) + (format % 10 == 9 ? "\n" : " ");
   }
   EXPECT_EQ(counts,
-            "126 126 126 64 126 95 64 222 42 126\n"
+            "126 126 126 64 126 95 64 126 42 126\n"
             "88 53 126 41 95 95 126 65 53 126\n"
-            "32 117 126 126 126 95 222 126 126 222\n"
-            "73 126 222 126 52 ");
+            "32 117 126 126 126 95 126 126 126 126\n"
+            "73 126 126 126 52 ");
   for (const auto& [c, code] : {std::pair('A', 0),
                                 {'1', 26},
                                 {'5', 30},

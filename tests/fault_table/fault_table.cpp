@@ -75,6 +75,8 @@ DataFilePtr TypeTable::Data(const Bytes& body) const {
   std::copy(body.begin(), body.end(), data->body);
   if (data->xtra) data->xtra->hasNoSysEx = 0;
   if (data->emptyMap) std::fill_n(data->emptyMap, data->emptyMapSize, std::uint8_t{0});
+  if (body == changed_)
+    for (const std::uint32_t place : empty_) SetMapBit(data->emptyMap, data->emptyMapSize, place, true);
   return data;
 }
 
@@ -108,6 +110,9 @@ std::string TypeTable::Prepare() {
     data = std::move(piece->data);
   }
   wanted_ = BodyOf(*data);
+  // Places that hold nothing in the instrument.
+  for (std::uint32_t i = 0; i < patches_.size(); ++i)
+    if (patches_[i] && MapBit(data->emptyMap, data->emptyMapSize, i)) empty_.insert(i);
   // What is there before a Get differs in every voice.
   former_ = wanted_;
   const Synth& synth = *data->synth;
@@ -120,7 +125,7 @@ std::string TypeTable::Prepare() {
     former_[former_.size() / 2] ^= 2;
   if (!type_.sends) return {};
   for (std::uint32_t i = 0; i < voices; ++i)
-    if (i == 0 || (type_.byPatch && patches_[i])) ChangeVoice(data.get(), i);
+    if (i == 0 || (type_.byPatch && patches_[i] && !empty_.count(i))) ChangeVoice(data.get(), i);
   const Bytes before = rig.Memory();
   send_ = Measured(rig, DeskStep::Kind::kSend, *data, &result);
   if (!result.ok) return result.sentence;
@@ -206,7 +211,7 @@ TableRow TypeTable::RunOn(FaultRig& rig, const std::string& fault, bool send) co
       };
       const bool empty = data->emptyMap && MapBit(data->emptyMap, data->emptyMapSize, i);
       const bool came = patches_[i] && equal(wanted_);
-      row.same = row.same && (patches_[i] ? came && !empty : equal(before));
+      row.same = row.same && (empty_.count(i) ? empty : patches_[i] ? came && !empty : equal(before));
       row.former = row.former && (equal(before) || (came && !empty) || (patches_[i] && empty));
     }
   }

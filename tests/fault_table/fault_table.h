@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 
 #include "tests/fault_table/fault_rig.h"
 
@@ -49,6 +50,7 @@ class TypeTable {
 
   const TableType type_;
   std::vector<std::uint8_t> patches_;  // that are transferred; empty: not patch by patch
+  std::set<std::uint32_t> empty_;      // of patches_: what the instrument holds nothing in
   Bytes former_, wanted_, changed_;    // images: before a receive, of the instrument, that is sent
   Bytes held_;                         // the instrument's memory once it was sent
   Measure get_, send_;

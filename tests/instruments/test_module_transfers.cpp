@@ -198,7 +198,7 @@ void ModuleTransfers::ThereAndBack(const ZKDrvList& driver) {
   const bool byPatch = PatchAddressable(synth) && UsesCommandSequence(synth);
   std::optional<SomePatches> some;
   if (byPatch && !banksSeen.insert(FieldText(synth.typeKey)).second)
-    some.emplace(*data, std::vector<std::uint32_t>{0, synth.numVoices / 2, synth.numVoices - 1});
+    some.emplace(*data, std::vector<std::uint32_t>{0, 1, synth.numVoices / 2});
   const TransferResult first = Run(TransferOperation::kReceive, *data);
   ASSERT_TRUE(first.ok) << EndSentence(FactsOf(first));
   EXPECT_NE(modules.recognizer().Verify(*data), ChecksumVerdict::kBad);
@@ -240,7 +240,8 @@ void ModuleTransfers::ThereAndBack(const ZKDrvList& driver) {
 // A patch of a bank alone: nothing else is fetched, nothing else is sent.
 void ModuleTransfers::OnePatch(DataFile& data) {
   const Synth& synth = *data.synth;
-  const std::uint32_t patch = synth.numVoices - 1;
+  std::uint32_t patch = synth.numVoices - 1;
+  while (patch > 0 && MapBit(data.emptyMap, data.emptyMapSize, patch)) --patch;
   const SomePatches only(data, {patch});
   const std::size_t begin = synth.headerSize + std::size_t{synth.voiceSize} * patch;
   const Bytes before = BodyOf(data);
