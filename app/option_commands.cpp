@@ -61,6 +61,9 @@ void OptionCommands::ChooseLook(Look look) {
   frame_.program.settings().MainLook(static_cast<int>(look));
   const Result saved = frame_.program.SaveConfig();
   if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
+  frame_.Status(look == Look::Dark    ? tr("The windows are dark.")
+                : look == Look::Light ? tr("The windows are light.")
+                                      : tr("The windows are light or dark as the desktop is."));
 }
 
 void OptionCommands::OnSavePreferences() {

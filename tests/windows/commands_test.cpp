@@ -21,6 +21,7 @@
 #include "services/script_bridge.h"
 #include "ui/style/colours.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/look.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
 
@@ -228,10 +229,10 @@ TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {
 }
 
 TEST_F(CommandsTest, TextIsReadableOnADarkPalette) {
-  const QPalette former = QApplication::palette();
-  QPalette dark(QColor(40, 42, 46));
-  QApplication::setPalette(dark);
   Start();
+  frame().RunCommand(CommandId::ViewLookDark);
+  EXPECT_TRUE(frame().menus().IsChecked(CommandId::ViewLookDark));
+  EXPECT_EQ(program_->basics()->MainLook(-1), static_cast<int>(Look::Dark));
   TZKBank* empty = Open("Yamaha DX7", "Voice Bank", false);
   const auto* model = empty->list()->bankModel();
   const QColor base = empty->list()->palette().color(QPalette::Base);
@@ -243,7 +244,7 @@ TEST_F(CommandsTest, TextIsReadableOnADarkPalette) {
   if (const QString picture = qEnvironmentVariable("TONALITH_PICTURE"); !picture.isEmpty())
     frame().grab().save(picture);
   Stop();
-  QApplication::setPalette(former);
+  SetLook(Look::Light);
 }
 
 // A preference that a script changes is told where it is seen, and one command puts it back.
