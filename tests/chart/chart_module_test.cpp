@@ -52,6 +52,18 @@ TEST(ChartModule, MessagesSayHowDataLies) {
        "bank.descriptor",
        {"fileSize", "voiceSize"},
        "fileSize = 165; voiceSize = 14"},
+      // an answer that has the device number elsewhere is looked into; what the panel sends; what refusals mean
+      {"[data Tone]\ndump = F0 7D 75 0n (4) F7   ok = F0 7D 6n 02 F7 | refused F0 7D 6n 03 F7 \"No room.\"\n"
+       "get = panel   put = dump -> ok\n",
+       "tone.descriptor",
+       {"get", "put"},
+       "get = listen | answer F0 7D 75; put = data | answer F0 7D device&15+96 02 F7 | refused F0 7D device&15+96 03 "
+       "F7"},
+      {"port speed = 1000   other tuning = F0 7D 0n 09 (any) F7\n[data Tone]\ndump = F0 7D 75 0n (4) F7\n"
+       "ok = F0 7D 6n 02 F7 | refused F0 7D 6n 03 F7 \"No room.\"   put = dump -> ok\n",
+       "module.ini",
+       {"MaxSysExSpeed", "tuning", "F0"},
+       "MaxSysExSpeed = 1000; tuning = F0 7D 0? 09 *; F0 7D 6? 03 = No room."},
       // patch by patch: program change, a place in the message, a pause, an answer
       {"[data Bank]  8 x Tone   pause = 20 ms\neach = F0 7D 0n 01 10+p (4) sum F7   ok = F0 7D 0n 05 F7\n"
        "get = Cn pp, F0 7D 0n 06 F7 -> each   put = each -> ok\n[data Tone]\ndump = F0 7D 0n 02 (4) F7\n",
