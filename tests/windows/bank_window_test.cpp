@@ -40,7 +40,7 @@ class BankWindow : public ProgramFixture {
 };
 
 TEST_F(BankWindow, SaysWhatDiffersAndSendsOnlyThat) {
-  Start({"file " + Path("kept.DAT")});
+  Start({"file " + Path("kept.DAT")}, {"--fast-cables"});
   TZKBank* bank = Open("Korg DW-8000", "Program Bank", true);
   ASSERT_TRUE(bank->document().PatchesGoAlone());
   EXPECT_TRUE(Says(bank, "64 patches")) << Secondary(bank);

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QPointer>
 #include <QTimer>
 #include <QTranslator>
 #include <set>
@@ -55,9 +56,13 @@ class EveryWindow : public ProgramFixture {
   }
   void LookAtAll() {
     Settle();
+    std::vector<QPointer<QWidget>> windows;
     for (QWidget* window : QApplication::topLevelWidgets())
-      if (window->isVisible() && qobject_cast<QDialog*>(window)) Look(window);
-    for (ZKWindow* child : frame().Children()) Look(child);
+      if (window->isVisible() && qobject_cast<QDialog*>(window)) windows.emplace_back(window);
+    for (ZKWindow* child : frame().Children()) windows.emplace_back(child);
+    // Closing one may delete others.
+    for (const auto& window : windows)
+      if (window) Look(window);
   }
 
   LongTexts texts_;

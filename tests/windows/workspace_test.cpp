@@ -99,9 +99,9 @@ TEST_F(WorkspaceTest, ATabSaysWhatItIsAndIsClosedByItsCrossOrTheMiddleButton) {
 
 TEST_F(WorkspaceTest, TheNextTabHasTheFocusWhenOneCloses) {
   Start();
-  TZKBank* first = Open("Yamaha DX7", "Voice Bank", false);
+  TZKBank* first = Open("Yamaha DX7", "Voice Bank", true);
   first->list()->setFocus();
-  TZKBank* second = Open("k4", "Single", false);
+  TZKBank* second = Open("k4", "Single", true);
   second->list()->setFocus();
   PressShortcut(&frame(), Qt::Key_W, Qt::ControlModifier);
   EXPECT_EQ(Focus(), first->list());
