@@ -460,19 +460,29 @@ TEST_F(StudioTest, OpenDocumentsStandUnderTheirKindOfData) {
   window()->ShowPanels(false);
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
   ASSERT_NE(bank, nullptr);
-  ZKStudioTree* tree = window()->tree();
-  tree->SetCurrentNode(studio().FindDriver("Yamaha DX7", "Voice Bank"));
-  QTreeWidgetItem* type = tree->currentItem();
-  ASSERT_TRUE(WaitFor([&] { return type->childCount() == 1; }));
+  TZKDrvLst* shown = parts().studio.window();
+  ZKStudioTree* tree = shown->tree();
+  const ZKDrvList* driver = studio().FindDriver("Yamaha DX7", "Voice Bank");
+  // Rows are made anew while the studio changes.
+  const auto row = [&] {
+    QTreeWidgetItemIterator it(tree);
+    while (*it && tree->NodeOf(*it) != driver) ++it;
+    return *it;
+  };
+  const auto count = [&] { return row() ? row()->childCount() : -1; };
+  ASSERT_TRUE(WaitFor([&] { return count() == 1; })) << count();
   ASSERT_TRUE(bank->document().Rename(0, "CHANGED").ok());
-  ASSERT_TRUE(WaitFor(
-      [&] { return type->child(0)->data(0, Qt::AccessibleTextRole).toString().contains(MarkText(Mark::Changed)); }));
-  tree->setCurrentItem(type->child(0));
-  EXPECT_EQ(window()->CurrentNode(), studio().FindDriver("Yamaha DX7", "Voice Bank"));
+  ASSERT_TRUE(WaitFor([&] {
+    return count() == 1 &&
+           row()->child(0)->data(0, Qt::AccessibleTextRole).toString().contains(MarkText(Mark::Changed));
+  }));
+  tree->setCurrentItem(row()->child(0));
+  EXPECT_EQ(shown->CurrentNode(), driver);
   PressKey(tree, Qt::Key_Return);
   EXPECT_EQ(frame().ActiveChild(), bank);
+  KeepScreenshot(&frame(), "studio-open-documents");
   bank->CloseVerified();
-  ASSERT_TRUE(WaitFor([&] { return type->childCount() == 0; }));
+  ASSERT_TRUE(WaitFor([&] { return count() == 0; })) << count();
 }
 
 }  // namespace
