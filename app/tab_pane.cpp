@@ -73,7 +73,10 @@ void WindowTabBar::SetActive(bool active) {
 
 QSize WindowTabBar::tabSizeHint(int index) const {
   const QSize text = QTabBar::tabSizeHint(index);
-  return {text.width() + kTarget + kGap, qMax(text.height(), kTarget + 2 * kSmallGap)};
+  // The tab in front is written in the heavier font.
+  const QString words = tabText(index);
+  const int heavier = QFontMetrics(HeadingFont(font())).horizontalAdvance(words) - fontMetrics().horizontalAdvance(words);
+  return {text.width() + qMax(0, heavier) + kTarget + kGap, qMax(text.height(), kTarget + 2 * kSmallGap)};
 }
 
 void WindowTabBar::initStyleOption(QStyleOptionTab* option, int index) const {

@@ -38,7 +38,7 @@ std::optional<MidiPacing> PacingSearch::Candidate() const {
     case Stage::kChunk:
       next.chunk = Clamped(next.chunk * 2);
       return next;
-    case Stage::kGap:
+    case Stage::kPause:
       next.gapMs = Clamped(halving_.Middle() * kGapStepMs);
       return next;
     case Stage::kConfirm:
@@ -61,7 +61,7 @@ void PacingSearch::Begin(Stage stage) {
   stage_ = stage;
   once_ = false;
   if (stage == Stage::kDelay) halving_ = {-1, best_.delayMs / kDelayStepMs};
-  if (stage == Stage::kGap) halving_ = {-1, best_.gapMs / kGapStepMs};
+  if (stage == Stage::kPause) halving_ = {-1, best_.gapMs / kGapStepMs};
   if (stage == Stage::kConfirm) {
     candidate_ = best_;
     candidate_.gapMs = WithMargin(best_.gapMs, kGapStepMs);
@@ -87,14 +87,14 @@ void PacingSearch::Tell(bool right) {
     case Stage::kPlain:
       return Begin(right ? Stage::kFound : Stage::kDelay);
     case Stage::kDelay:
-    case Stage::kGap:
+    case Stage::kPause:
       (right ? halving_.high : halving_.low) = halving_.Middle();
       if (halving_.Done()) Begin(stage_ == Stage::kDelay ? Stage::kWhole : Stage::kConfirm);
       return;
     case Stage::kWhole:
       return Begin(right ? Stage::kConfirm : Stage::kChunk);
     case Stage::kChunk:
-      if (!right || best_.chunk >= kLargestChunk) Begin(Stage::kGap);
+      if (!right || best_.chunk >= kLargestChunk) Begin(Stage::kPause);
       return;
     case Stage::kConfirm:
       if (right) return Begin(Stage::kFound);

@@ -27,7 +27,7 @@ class PacingSearch {
   static constexpr std::array<MidiPacing, 3> kSlow{{{128, 20, 400}, {32, 60, 1500}, {16, 200, 3000}}};
 
  private:
-  enum class Stage { kSlow, kPlain, kDelay, kWhole, kChunk, kGap, kConfirm, kFound, kFailed };
+  enum class Stage { kSlow, kPlain, kDelay, kWhole, kChunk, kPause, kConfirm, kFound, kFailed };
   // The least of `low` < value <= `high` steps; high is known to be right, low not to be.
   struct Halving {
     int low = -1;

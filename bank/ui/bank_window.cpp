@@ -154,11 +154,22 @@ void TZKBank::ShowSoFar(DataFilePtr soFar, int done, int all) {
 QString TZKBank::ShownName() const {
   if (!bank_.path().empty()) return ShownUtf8(WithoutExtension(bank_.FileName()));
   if (!bank_.OriginName().empty()) return ShownUtf8(bank_.OriginName());
-  const QString instrument = ShownUtf8(bank_.InstrumentName());
+  const QString received = Received();
+  return received.isEmpty() ? tr("New %1").arg(ShownUtf8(bank_.Title())) : tr("from %1").arg(received);
+}
+
+// The instrument and the day; empty: nothing was received.
+QString TZKBank::Received() const {
   const auto stamp = bank_.synth().timeStamp;
-  if (!stamp || bank_.IsEmpty()) return tr("New %1").arg(ShownUtf8(bank_.Title()));
+  if (!stamp || bank_.IsEmpty()) return {};
   const QDate day = QDateTime::fromSecsSinceEpoch(stamp).date();
-  return tr("from %1, %2").arg(instrument, QLocale().toString(day, QStringLiteral("d MMM")));
+  return tr("%1, %2").arg(ShownUtf8(bank_.InstrumentName()), QLocale().toString(day, QStringLiteral("d MMM")));
+}
+
+QString TZKBank::TabText() const {
+  const bool named = !bank_.path().empty() || !bank_.OriginName().empty();
+  const QString received = named ? QString() : Received();
+  return received.isEmpty() ? ShownName() : received;
 }
 
 QString TZKBank::Counts() const {

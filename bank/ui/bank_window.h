@@ -34,6 +34,7 @@ class TZKBank final : public InstrumentWindow {
   SearchField* filter() { return filter_; }
   DocumentHeader* header() { return header_; }
 
+  QString TabText() const override;
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
@@ -63,6 +64,7 @@ class TZKBank final : public InstrumentWindow {
   void RefreshHeader();
   void RefreshTools();
   QString ShownName() const;
+  QString Received() const;
   QString Counts() const;
   // The patches that a command means: the selected ones, or all.
   std::vector<int> MeantPatches() const;

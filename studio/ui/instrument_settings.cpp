@@ -7,6 +7,7 @@
 #include <QGroupBox>
 #include <QHeaderView>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -59,9 +60,19 @@ InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* ins
   SetTitle(this, tr("Settings of %1").arg(ShownUtf8(instrument->DisplayKey())));
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kWideGap);
-  column->addWidget(BuildPorts());
-  column->addWidget(BuildPatchBay());
-  column->addWidget(BuildDrivers(), 1);
+  auto* content = new QWidget;
+  auto* groups = new QVBoxLayout(content);
+  SetSpace(groups, 0, kWideGap);
+  groups->addWidget(BuildPorts());
+  groups->addWidget(BuildPatchBay());
+  groups->addWidget(BuildDrivers(), 1);
+  // On a small screen the groups are scrolled, not the buttons.
+  auto* area = new QScrollArea;
+  area->setFrameShape(QFrame::NoFrame);
+  area->setWidgetResizable(true);
+  area->setFocusPolicy(Qt::NoFocus);
+  area->setWidget(content);
+  column->addWidget(area, 1);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
   QPushButton* keep = buttons->addButton(tr("&Save Settings"), QDialogButtonBox::AcceptRole);
   SetPrimary(keep);

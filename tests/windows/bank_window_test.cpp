@@ -41,7 +41,9 @@ class BankWindow : public ProgramFixture {
 
 TEST_F(BankWindow, SaysWhatDiffersAndSendsOnlyThat) {
   Start({"file " + Path("kept.DAT")}, {"--fast-cables"});
-  TZKBank* bank = Open("Korg DW-8000", "Program Bank", true);
+  TZKBank* bank = Open("Korg DW-8000", "Program Bank", false);
+  frame().RunCommand(CommandId::MidiGet);
+  ASSERT_TRUE(Idle(bank, 60000));
   ASSERT_TRUE(bank->document().PatchesGoAlone());
   EXPECT_TRUE(Says(bank, "64 patches")) << Secondary(bank);
   EXPECT_TRUE(MarksOfRow(bank, 3).empty());

@@ -233,6 +233,7 @@ TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {
 TEST_F(CommandsTest, TextIsReadableOnADarkPalette) {
   Start();
   frame().RunCommand(CommandId::ViewLookDark);
+  Settle();
   EXPECT_TRUE(frame().menus().IsChecked(CommandId::ViewLookDark));
   EXPECT_EQ(program_->basics()->MainLook(-1), static_cast<int>(Look::Dark));
   TZKBank* empty = Open("Yamaha DX7", "Voice Bank", false);

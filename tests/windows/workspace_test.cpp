@@ -101,7 +101,7 @@ TEST_F(WorkspaceTest, TheNextTabHasTheFocusWhenOneCloses) {
   Start();
   TZKBank* first = Open("Yamaha DX7", "Voice Bank", true);
   first->list()->setFocus();
-  TZKBank* second = Open("k4", "Single", true);
+  TZKBank* second = Open("k4", "Single", false);
   second->list()->setFocus();
   PressShortcut(&frame(), Qt::Key_W, Qt::ControlModifier);
   EXPECT_EQ(Focus(), first->list());

@@ -5,7 +5,6 @@
 #include <QBoxLayout>
 #include <QKeyEvent>
 #include <QListView>
-#include <QStackedLayout>
 #include <QTimer>
 #include <algorithm>
 #include <numeric>
@@ -114,7 +113,7 @@ CommandList::CommandList(const QString& what, QWidget* parent)
   list_->setFocusPolicy(Qt::NoFocus);
   SetAccessibleName(list_, what);
   DressList(list_);
-  auto* stack = new QStackedLayout;
+  auto* stack = new QVBoxLayout;
   stack->addWidget(list_);
   stack->addWidget(nothing_);
   auto* column = new QVBoxLayout(this);

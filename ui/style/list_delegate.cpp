@@ -69,9 +69,7 @@ QRect ListDelegate::TextPlace(const QStyleOptionViewItem& option, const QModelIn
   int right = kSmallGap + WidthOfMarks(MarksIn(index.data(kAsideMarksRole)).size());
   if (const QString aside = index.data(kAsideRole).toString(); !aside.isEmpty())
     right += option.fontMetrics.horizontalAdvance(aside) + kGap;
-  if (option.viewItemPosition != QStyleOptionViewItem::Invalid &&
-      option.features & QStyleOptionViewItem::HasCheckIndicator)
-    left += kGlyph + kGap;
+  if (option.features & QStyleOptionViewItem::HasCheckIndicator) left += kGlyph + kGap;
   return QStyle::visualRect(option.direction, option.rect, option.rect.adjusted(left, 0, -right, 0));
 }
 
