@@ -75,7 +75,8 @@ QSize WindowTabBar::tabSizeHint(int index) const {
   const QSize text = QTabBar::tabSizeHint(index);
   // The tab in front is written in the heavier font.
   const QString words = tabText(index);
-  const int heavier = QFontMetrics(HeadingFont(font())).horizontalAdvance(words) - fontMetrics().horizontalAdvance(words);
+  const int heavier =
+      QFontMetrics(HeadingFont(font())).horizontalAdvance(words) - fontMetrics().horizontalAdvance(words);
   return {text.width() + qMax(0, heavier) + kTarget + kGap, qMax(text.height(), kTarget + 2 * kSmallGap)};
 }
 

@@ -247,7 +247,8 @@ class FormWriter {
       if (type_.variable.letter && !message.First(ChartItemKind::kData) && chosen_ && at == 0) continue;
       Put("message", Message(form, message, &number), message.at);
       if (const ChartItem* place = ItemWith(message, kPatchLetter); place && patch.empty())
-        patch = Num(at + place->offset) + Bank(message) + (place->byte.base > 0 ? " | first " + Num(place->byte.base) : "");
+        patch =
+            Num(at + place->offset) + Bank(message) + (place->byte.base > 0 ? " | first " + Num(place->byte.base) : "");
       at += message.size;
     }
     if (patch.empty() && numbered_.empty()) return;

@@ -23,7 +23,7 @@ struct AnswerForm {
   std::vector<AnswerPart> parts;
   int slotByte = -1;  // byte of the first message that is the patch's place in the bank plus slotFirst; -1: none
   int slotFirst = 0;
-  int slotHigh = -1;  // byte with the bits of that above the lower seven; -1: slotByte is all of it
+  int slotHigh = -1;     // byte with the bits of that above the lower seven; -1: slotByte is all of it
   int addressByte = -1;  // where the address stands in request and answer; -1: none
   int addressBytes = 0;
 };

@@ -91,9 +91,9 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
   EXPECT_EQ(Enabled(), (std::set<CommandId>{CommandId::MidiGet, CommandId::EditSelectAll}));
   frame().RunCommand(CommandId::MidiGet);
   ASSERT_TRUE(Idle(window));
-  const std::set<CommandId> full = {CommandId::MidiGet,   CommandId::EditSelectAll, CommandId::MidiTransmit,
-                                    CommandId::FileSave,  CommandId::FileSaveAs,    CommandId::EditUndo,
-                                    CommandId::EditRename, CommandId::FilePrint, CommandId::EditCopyNames,
+  const std::set<CommandId> full = {CommandId::MidiGet,         CommandId::EditSelectAll, CommandId::MidiTransmit,
+                                    CommandId::FileSave,        CommandId::FileSaveAs,    CommandId::EditUndo,
+                                    CommandId::EditRename,      CommandId::FilePrint,     CommandId::EditCopyNames,
                                     CommandId::FileExportSysEx, CommandId::FileExportMidi};
   EXPECT_EQ(Enabled(), full);
   window->document().SetBusy(true);

@@ -1,9 +1,9 @@
-#include <QStatusBar>
-#include <QMainWindow>
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMainWindow>
 #include <QPushButton>
+#include <QStatusBar>
 
 #include "app/transfer_strip.h"
 #include "app/workspace.h"
@@ -116,9 +116,13 @@ TEST_F(JobTest, CancelLeavesTheFormerDataAndThePulledCableASentence) {
   const std::size_t cable = program_->simulation()->studio().Find("Simulated Yamaha DX7");
   frame().RunCommand(CommandId::MidiGet);
   ASSERT_TRUE(WaitFor(receiving));
+  // The line says at once what else happens to the ports.
+  QStringList said;
+  QObject ears;
+  QObject::connect(frame().statusBar(), &QStatusBar::messageChanged, &ears, [&](const QString& text) { said << text; });
   program_->simulation()->SetPlugged(cable, false);
   ASSERT_TRUE(Idle(bank, 2500)) << "a lost cable ends the receive";
-  EXPECT_TRUE(SaysIn(bank, "no longer available"));
+  EXPECT_TRUE(WaitFor([&] { return said.join('|').contains("no longer available"); })) << said.join('|').toStdString();
   EXPECT_TRUE(bank->document().IsEmpty());
   EXPECT_TRUE(WaitFor([&] { return program_->basics()->midi().in().InPorts() == ports - 1; }));
   frame().RunCommand(CommandId::MidiGet);
