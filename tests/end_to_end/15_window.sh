@@ -79,8 +79,11 @@ received() {
 }
 
 # A studio with everything that is installed; without one the program asks first which instruments there are.
-"$BIN/tonalith-cli" --config-root "$ROOT" studio set "Yamaha DX7" --channel 1 >>"$WORK/out" 2>&1 ||
-  fail "the studio could not be made"
+full_studio() {
+  "$BIN/tonalith-cli" --config-root "$ROOT" studio set "Yamaha DX7" --channel 1 >>"$WORK/out" 2>&1 ||
+    fail "the studio could not be made"
+}
+full_studio
 echo "get, rename, send, save"
 start
 get_dx7_bank
@@ -144,6 +147,7 @@ wait "$PROGRAM"
 
 echo "a killed program loses ten seconds at most"
 ROOT=$WORK/killed
+full_studio
 start
 get_dx7_bank
 received
@@ -175,6 +179,7 @@ quit
 
 echo "a display that goes away ends it with a sentence and loses nothing"
 ROOT=$WORK/unseen
+full_studio
 start
 get_dx7_bank
 received
