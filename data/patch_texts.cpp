@@ -44,7 +44,7 @@ std::string FieldOf(const char* bytes, std::size_t most) {
 }
 
 std::uint32_t TextsOf(const DataFile& dataFile) {
-  return dataFile.synth ? std::clamp<std::uint32_t>(dataFile.synth->numVoices, 1, kMaxVoices) : 1;
+  return dataFile.synth ? std::clamp<std::uint32_t>(+dataFile.synth->numVoices, 1, kMaxVoices) : 1;
 }
 
 std::uint64_t TextEnd(int patch, std::uint32_t each) {

@@ -30,8 +30,8 @@ int KeptDeviceId(const Synth* synth, int shown) {
 }
 
 DeviceIdRange DeviceIdsOf(const Synth& synth) {
-  const int low = std::max<int>(synth.sysExChannelMin, 0);
-  return {low, std::max<int>(synth.sysExChannelMax, low)};
+  const int low = std::max<int>(+synth.sysExChannelMin, 0);
+  return {low, std::max<int>(+synth.sysExChannelMax, low)};
 }
 
 Result CheckDeviceId(const ZKDrvList& instrument, int kept) {

@@ -168,10 +168,10 @@ TEST_F(StudioTest, AChangeGoesToEveryDriverOrNowhere) {
   change.channel = 9;
   ASSERT_TRUE(ChangeInstrument(studio, instrument, change).ok());
   EXPECT_EQ(instrument->drivers[1]->inPortName, "In B");
-  EXPECT_EQ(synth->midiInPort, 1);
+  EXPECT_EQ(+synth->midiInPort, 1);
   EXPECT_EQ(instrument->outPortName, "gone") << "it waits for its port";
-  EXPECT_EQ(synth->sysExChannel, 5);
-  EXPECT_EQ(synth->midiChannel, 9);
+  EXPECT_EQ(+synth->sysExChannel, 5);
+  EXPECT_EQ(+synth->midiChannel, 9);
   EXPECT_EQ(ShownDeviceId(synth, 5), 6);
   synth->sysExChannelZeroBased = 1;
   EXPECT_EQ(ShownDeviceId(synth, 5), 5);
