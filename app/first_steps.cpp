@@ -54,6 +54,8 @@ void FirstSteps::Show() {
   });
   connect(page_, &FirstStartPage::TrySimulated, this, &FirstSteps::RestartSimulated);
   connect(page_, &FirstStartPage::Get, &studio_, [this](ZKDrvList* driver) { studio_.OpenDriver(driver, true); });
+  // A program that is ended while they are open asks again.
+  connect(page_, &QDialog::finished, this, [this] { SetShown(true); });
   page_->show();
 }
 
@@ -75,7 +77,6 @@ void FirstSteps::BeginWithoutInstruments() {
 
 void FirstSteps::ShowOnce() {
   if (WasShown() || !frame_.studio.instruments().empty()) return;
-  SetShown(true);
   QTimer::singleShot(0, this, &FirstSteps::Show);
 }
 
