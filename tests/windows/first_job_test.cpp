@@ -127,7 +127,7 @@ TEST_F(FirstJob, InFifteenClicks) {
   QListWidget* list = steps->choice().list();
   QListWidgetItem* own = nullptr;
   for (int row = 0; row < list->count(); ++row)
-    if (list->item(row)->text().contains(QStringLiteral("DX7"))) own = list->item(row);
+    if (list->item(row)->text() == QStringLiteral("Yamaha DX7")) own = list->item(row);
   ASSERT_NE(own, nullptr);
   list->scrollToItem(own);
   Keep("first-steps");
