@@ -12,6 +12,7 @@
 #include "platform/message_numbers.h"
 #include "services/window_counters.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -110,6 +111,7 @@ void ChildWindows::Unhost(ZKWindow* window) {
 void ChildWindows::Add(ZKWindow* window) {
   counters_.Count(window->TypeCode());
   window->setAttribute(Qt::WA_DeleteOnClose);
+  SetGround(window, window->TypeCode() == WindowType::Studio ? Shade::Dock : Shade::Surface);
   windows_.emplace_back(window);
   ShowPage();
   Host(window);

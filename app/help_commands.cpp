@@ -17,6 +17,7 @@
 #include "services/program.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
 
 namespace tonalith {
 
@@ -87,6 +88,7 @@ void HelpCommands::OnHelpKeys() {
   list->setColumnCount(2);
   list->setHeaderLabels({tr("Command"), tr("Keys")});
   list->setRootIsDecorated(false);
+  DressList(list);
   list->setAccessibleName(tr("Commands and their keys"));
   for (const CommandRow& row : CommandTable()) {
     const QAction* action = frame_.menus.ActionOf(row.id);

@@ -8,6 +8,7 @@
 
 #include "ui/inspector_pane.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
 #include "ui/style/icons.h"
 #include "ui/style/space.h"
 #include "ui/window_base.h"
@@ -49,6 +50,7 @@ InspectorDock::InspectorDock(QWidget* parent)
   page->setMinimumWidth(kLeastInspector);
   page->setMaximumWidth(kMostInspector);
   setWidget(page);
+  SetGround(page, Shade::Surface);
   connect(close, &QToolButton::clicked, this, &InspectorDock::CloseWanted);
   connect(pane_, &InspectorPane::StatusMessage, this, &InspectorDock::StatusMessage);
   hide();

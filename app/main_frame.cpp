@@ -27,6 +27,7 @@
 #include "services/window_places.h"
 #include "ui/midi_activity.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
 #include "ui/window_base.h"
 
 namespace tonalith {
@@ -82,6 +83,7 @@ CMainFrame::~CMainFrame() {
 // ---- menus and bars -------------------------------------------------------------------------------------------------
 
 void CMainFrame::BuildBars() {
+  SetGround(menuBar(), Shade::Surface);
   addDockWidget(Qt::RightDockWidgetArea, activity_);
   activity_->hide();
   connect(controlBar_->icons(), &TZKIconBar2::Command, this,

@@ -65,6 +65,7 @@ PacingDialog::PacingDialog(ProgramMidi& midi, const ZKStudioDoc& studio, Prompts
   auto* label = new PlainLabel(tr("&Find it out with:"), this);
   label->setBuddy(types_);
   row->addWidget(label);
+  types_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   row->addWidget(types_, 1);
   row->addWidget(calibrate_);
   SetPrimary(calibrate_);

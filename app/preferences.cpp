@@ -22,6 +22,7 @@
 #include "services/program.h"
 #include "services/settings.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/widget_style.h"
@@ -233,6 +234,8 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   scroll->setFrameShape(QFrame::NoFrame);
   scroll->setFocusPolicy(Qt::NoFocus);
   scroll->setWidget(page);
+  SetGround(scroll->viewport(), Shade::Surface);
+  SetGround(page, Shade::Surface);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   scroll->setMinimumWidth(page->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width() +
                           fontMetrics().averageCharWidth() * 6);

@@ -12,6 +12,7 @@
 #include "studio/studio_document.h"
 #include "studio/ui/studio_pictures.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
 #include "ui/style/icons.h"
 #include "ui/style/space.h"
 #include "ui/window_base.h"
@@ -48,6 +49,7 @@ StudioDock::StudioDock(ZKStudioDoc& studio, QWidget* parent)
   pages_->addWidget(BuildFull());
   pages_->addWidget(BuildIcons());
   setWidget(pages_);
+  SetGround(pages_, Shade::Dock);
   ApplyWidth();
   hide();
 }

@@ -190,6 +190,7 @@ TabPane::TabPane(QWidget* parent) : QWidget(parent), bar_(new WindowTabBar(this)
   SetSpace(column, 0, 0);
   column->addWidget(bar_);
   column->addWidget(stack_, 1);
+  SetGround(bar_, Shade::Dock);
   connect(bar_, &QTabBar::currentChanged, this, &TabPane::CurrentChanged);
 }
 

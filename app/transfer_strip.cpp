@@ -178,8 +178,9 @@ void TransferStrip::Show(Row& row) {
 void TransferStrip::End(Row& row, const DeskResult& result) {
   StripState state = row.widget->state();
   const bool cancelled = result.cause == TransferCause::kCancelled;
-  state.phase = result.ok || cancelled ? StripState::Phase::Done : StripState::Phase::Failed;
-  if (cancelled) state.glyph = Glyph::Cancel;
+  state.phase = result.ok   ? StripState::Phase::Done
+                : cancelled ? StripState::Phase::Cancelled
+                            : StripState::Phase::Failed;
   state.progress = ShownUtf8(result.sentence);
   state.timeLeft.clear();
   row.widget->SetState(state);

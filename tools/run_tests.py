@@ -199,19 +199,20 @@ def stage_fuzz():
 
 
 def stage_gallery():
-    """Widget gallery: what windows are put together from, in both palettes at 100 and 200 percent, as pictures"""
-    folder = build("default", "test_style")
+    """Pictures of the parts of windows and of every window, in both palettes at 100 and 200 percent, long texts too"""
+    folder = build("default", "test_style", "test_windows")
     if not folder:
         return
-    pictures = os.path.join(ROOT, folder, "artefacts", "gallery", "*.png")
-    for picture in glob.glob(pictures):
-        os.remove(picture)
-    ok, output = call([os.path.join(ROOT, folder, "bin", "test_style"), "--gtest_filter=Gallery.*"], timeout=300,
-                      env={"QT_QPA_PLATFORM": "offscreen", "QT_LOGGING_RULES": "qt.qpa.*=false",
-                           "XDG_RUNTIME_DIR": runtime_folder()})
-    count = len(glob.glob(pictures))
-    note("widget gallery", ok and count > 0, output[-3000:])
-    print(f"{count} pictures in {os.path.dirname(pictures)}", flush=True)
+    for name, program, tests in (("gallery", "test_style", "Gallery.*"), ("windows", "test_windows", "*EveryWindow*")):
+        pictures = os.path.join(ROOT, folder, "artefacts", name, "*.png")
+        for picture in glob.glob(pictures):
+            os.remove(picture)
+        ok, output = call([os.path.join(ROOT, folder, "bin", program), f"--gtest_filter={tests}"], timeout=300,
+                          env={"QT_QPA_PLATFORM": "offscreen", "QT_LOGGING_RULES": "qt.qpa.*=false",
+                               "XDG_RUNTIME_DIR": runtime_folder()})
+        count = len(glob.glob(pictures))
+        note(f"pictures of {name}", ok and count > 0, output[-3000:])
+        print(f"{count} pictures in {os.path.dirname(pictures)}", flush=True)
 
 
 def stage_scripts():

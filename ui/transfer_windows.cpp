@@ -11,6 +11,8 @@
 
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/list_delegate.h"
+#include "ui/style/widget_style.h"
 
 namespace tonalith {
 
@@ -254,6 +256,7 @@ ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QW
   SetTitle(this, tr("Cancel Sending"));
   auto* column = new QVBoxLayout(this);
   column->addWidget(new PlainLabel(tr("Stop sending on these MIDI output ports:"), this));
+  DressList(list_);
   list_->setSelectionMode(QAbstractItemView::MultiSelection);
   for (const auto& name : portNames) list_->addItem(ShownUtf8(name));
   list_->selectAll();
@@ -261,6 +264,9 @@ ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QW
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
   column->addWidget(buttons);
   QPushButton* ok = buttons->button(QDialogButtonBox::Ok);
+  ok->setText(tr("&Stop Sending"));
+  SetPrimary(ok);
+  buttons->button(QDialogButtonBox::Cancel)->setText(tr("&Go On Sending"));
   const auto update = [this, ok] { ok->setEnabled(!list_->selectedItems().isEmpty()); };
   connect(list_, &QListWidget::itemSelectionChanged, this, update);
   connect(list_, &QListWidget::itemDoubleClicked, this, &QDialog::accept);

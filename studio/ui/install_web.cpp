@@ -10,6 +10,7 @@
 #include <QListWidget>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QStackedWidget>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <system_error>
@@ -21,6 +22,7 @@
 #include "services/settings.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
 
@@ -52,8 +54,12 @@ InstallFromWebDlg::InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host
   status_->setWordWrap(true);
   status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   column->addWidget(status_);
+  places_ = new QStackedWidget(this);
+  places_->addWidget(new EmptyState(Glyph::Import, tr("No modules are listed"),
+                                    tr("Connect to a server to see what it offers."), places_));
+  places_->addWidget(list_);
   list_->setAccessibleName(tr("Packages of the server"));
-  column->addWidget(list_, 1);
+  column->addWidget(places_, 1);
   column->addWidget(installed_);
   column->addWidget(bar_);
   auto* buttons = new QDialogButtonBox(this);
@@ -127,6 +133,7 @@ void InstallFromWebDlg::UpdateState() {
   for (int i = 0; i < list_->count(); ++i) any = any || list_->item(i)->checkState() == Qt::Checked;
   connect_->setEnabled(!busy_ && !site_->text().trimmed().isEmpty());
   start_->setEnabled(!busy_ && any);
+  places_->setCurrentIndex(list_->count() > 0 ? 1 : 0);
   installed_->setEnabled(!busy_ && list_->count() > 0);
   list_->setEnabled(!busy_);
   connect_->setDefault(list_->count() == 0);

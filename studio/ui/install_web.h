@@ -18,6 +18,7 @@ class QLineEdit;
 class QListWidget;
 class QProgressBar;
 class QPushButton;
+class QStackedWidget;
 
 namespace tonalith {
 
@@ -60,6 +61,7 @@ class InstallFromWebDlg final : public QDialog {
   QLineEdit *site_ = nullptr, *directory_ = nullptr, *user_ = nullptr, *password_ = nullptr;
   PlainLabel* status_;
   QListWidget* list_;
+  QStackedWidget* places_ = nullptr;  // the list, or what to do while it is empty
   QCheckBox* installed_;
   QProgressBar* bar_;
   QPushButton *connect_ = nullptr, *start_ = nullptr, *close_ = nullptr;

@@ -8,6 +8,7 @@
 #include <QHeaderView>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -80,6 +81,8 @@ InstrumentSettingsDlg::InstrumentSettingsDlg(ZKStudioDoc& studio, ZKDrvList* ins
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   column->addWidget(buttons);
   keep->setDefault(true);
+  // Nothing is scrolled sideways.
+  area->setMinimumWidth(content->sizeHint().width() + area->verticalScrollBar()->sizeHint().width());
   resize(fontMetrics().averageCharWidth() * 66, fontMetrics().height() * 36);
 }
 

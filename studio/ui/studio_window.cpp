@@ -16,6 +16,7 @@
 #include "studio/instrument_change.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/colours.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/flow_layout.h"
 #include "ui/style/list_delegate.h"
@@ -162,6 +163,7 @@ void TZKDrvLst::BuildViews() {
   views_ = new QStackedWidget(this);
   tree_ = new ZKStudioTree(studio_, host_, views_);
   tree_->setAccessibleName(tr("Instruments"));
+  SetGround(tree_->viewport(), Shade::Dock);
   views_->addWidget(tree_);
   panels_ = new QSplitter(views_);
   list_ = new ZKStudioList(studio_, host_, pictures_, panels_);

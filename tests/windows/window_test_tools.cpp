@@ -3,8 +3,10 @@
 #include <QApplication>
 #include <QDir>
 #include <QDropEvent>
+#include <QFileInfo>
 #include <QMimeData>
 #include <QPixmap>
+#include <QPointer>
 #include <QTest>
 #include <QUrl>
 
@@ -53,9 +55,9 @@ void SavePicture(QWidget* widget, const QString& name, qreal scale) {
   picture.setDevicePixelRatio(scale);
   picture.fill(widget->palette().color(QPalette::Window));
   widget->render(&picture);
-  const QString folder = QStringLiteral(TONALITH_BINARY_DIR "/artefacts");
-  QDir().mkpath(folder);
-  EXPECT_TRUE(picture.save(folder + '/' + name + QStringLiteral(".png"))) << name.toStdString();
+  const QString file = QStringLiteral(TONALITH_BINARY_DIR "/artefacts/") + name + QStringLiteral(".png");
+  QDir().mkpath(QFileInfo(file).path());
+  EXPECT_TRUE(picture.save(file)) << name.toStdString();
 }
 
 }  // namespace
@@ -65,17 +67,21 @@ QPalette DarkPalette() {
 }
 
 void KeepScreenshot(QWidget* widget, const QString& name) {
+  // A window may end while it is looked at.
+  const QPointer<QWidget> kept(widget);
   QCoreApplication::processEvents();
-  SavePicture(widget, name, 1);
-  SavePicture(widget, name + QStringLiteral("-200"), 2);
-  const std::string faults = FaultsOfControls(*widget);
+  if (!kept) return;
+  SavePicture(kept, name, 1);
+  SavePicture(kept, name + QStringLiteral("-200"), 2);
+  const std::string faults = FaultsOfControls(*kept);
   if (qEnvironmentVariableIsSet("TONALITH_WALK")) {
     EXPECT_EQ(faults, "") << name.toStdString();
   }
   const QPalette former = QApplication::palette();
   QApplication::setPalette(DarkPalette());
   QCoreApplication::processEvents();
-  SavePicture(widget, name + QStringLiteral("-dark"), 1);
+  if (kept) SavePicture(kept, name + QStringLiteral("-dark"), 1);
+  if (kept) SavePicture(kept, name + QStringLiteral("-dark-200"), 2);
   QApplication::setPalette(former);
   QCoreApplication::processEvents();
 }

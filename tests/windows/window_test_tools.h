@@ -31,8 +31,8 @@ void ClickMouse(QWidget* widget);
 bool MakeActive(QWidget* window);
 bool WaitFor(const std::function<bool()>& done, int milliseconds = 3000);
 void Settle();
-// Keeps a picture of a widget among the artefacts of the test run: NAME.png, NAME-200.png (at twice the size) and
-// NAME-dark.png (with a dark palette), in the folder "artefacts" of the build tree.
+// Keeps a picture of a widget among the artefacts of the test run: NAME.png, NAME-200.png (at twice the size),
+// NAME-dark.png and NAME-dark-200.png (with the dark palette), in the folder "artefacts" of the build tree.
 void KeepScreenshot(QWidget* widget, const QString& name);
 // The palette of the dark pictures; a test may set it for the application.
 QPalette DarkPalette();

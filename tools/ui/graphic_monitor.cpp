@@ -12,6 +12,7 @@
 #include "tools/monitor_lines.h"
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
+#include "ui/style/flow_layout.h"
 #include "ui/style/space.h"
 #include "ui/style/tool_row.h"
 
@@ -34,11 +35,15 @@ KeyboardPicture::KeyboardPicture(const HeldNotes& held, QWidget* parent) : QWidg
 }
 
 int KeyboardPicture::KeyWidth() const {
+  return std::max(LeastKeyWidth(), (width() - 1) / kWhiteKeys);
+}
+
+int KeyboardPicture::LeastKeyWidth() const {
   return std::max(10, fontMetrics().horizontalAdvance(QStringLiteral("C4")) + 2);
 }
 
 QSize KeyboardPicture::sizeHint() const {
-  return {KeyWidth() * kWhiteKeys + 1, fontMetrics().height() * 7};
+  return {LeastKeyWidth() * kWhiteKeys + 1, fontMetrics().height() * 7};
 }
 
 QRect KeyboardPicture::KeyRect(int note) const {
@@ -109,8 +114,8 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
     keyboard_->update();
   });
   layout->addWidget(tools);
-  auto* row = new QHBoxLayout;
-  row->setSpacing(kSmallGap);
+  auto* legend = new QWidget(this);
+  auto* row = new FlowLayout(legend, kSmallGap);
   row->addWidget(new PlainLabel(tr("Channels:"), this));
   for (int channel = 0; channel < 16; ++channel) {
     auto* label = new PlainLabel(QString::number(channel + 1), this);
@@ -118,19 +123,22 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
     colors.setColor(QPalette::Window, KeyboardPicture::ChannelColor(channel));
     colors.setColor(QPalette::WindowText, BlackKey());
     label->setPalette(colors);
+    label->setBackgroundRole(QPalette::Window);
     label->setAutoFillBackground(true);
     label->setAlignment(Qt::AlignCenter);
     label->setMinimumWidth(label->fontMetrics().horizontalAdvance(QStringLiteral("000")));
     row->addWidget(label);
   }
-  row->addStretch();
-  layout->addLayout(row);
+  layout->addWidget(legend);
   scroll_->setWidget(keyboard_);
-  scroll_->setWidgetResizable(false);
+  scroll_->setFrameShape(QFrame::NoFrame);
+  scroll_->setWidgetResizable(true);
   scroll_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  keyboard_->resize(keyboard_->sizeHint());
-  scroll_->setMinimumHeight(keyboard_->height() + scroll_->horizontalScrollBar()->sizeHint().height() + 4);
-  layout->addWidget(scroll_);
+  keyboard_->setMinimumSize(keyboard_->sizeHint());
+  const int bar = scroll_->horizontalScrollBar()->sizeHint().height();
+  scroll_->setMinimumHeight(keyboard_->sizeHint().height() + bar);
+  scroll_->setMaximumHeight(keyboard_->sizeHint().height() * 2 + bar);
+  layout->addWidget(scroll_, 1);
   layout->addStretch();
   connect(timer_, &QTimer::timeout, this, &TZKMon::Tick);
   timer_->start(kTimerMs);

@@ -30,6 +30,7 @@ class KeyboardPicture final : public QWidget {
  private:
   QColor FillOf(int note, const QColor& resting) const;
   int KeyWidth() const;
+  int LeastKeyWidth() const;
 
   const HeldNotes& held_;
 };

@@ -23,6 +23,7 @@
 #include "ui/qt_text.h"
 #include "ui/style/colours.h"
 #include "ui/style/empty_state.h"
+#include "ui/style/flow_layout.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
 #include "ui/style/tool_row.h"
@@ -257,17 +258,15 @@ void TZKMonText::BuildLights() {
   delete lightRow_->layout();
   qDeleteAll(lightRow_->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly));
   lights_.clear();
-  auto* row = new QHBoxLayout(lightRow_);
-  row->setContentsMargins(0, 0, 0, 0);
+  auto* row = new FlowLayout(lightRow_, kSmallGap);
   int count = 0;
   registry_.out().OUTNUMPORTS(&count);
+  row->addWidget(new PlainLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), lightRow_));
   for (int i = 0; i < count; ++i) {
     lights_.push_back(new ActivityLight(lightRow_));
     SetToolTip(lights_.back(), FromUtf8(registry_.out().OUTGETPORTNAME(i)));
     row->addWidget(lights_.back());
   }
-  row->addWidget(new PlainLabel(count ? tr("MIDI OUT") : tr("No MIDI OUT port is open."), lightRow_));
-  row->addStretch();
 }
 
 void TZKMonText::PortsChanged(int changes) {

@@ -51,17 +51,27 @@ void FlowLayout::setGeometry(const QRect& rect) {
 int FlowLayout::Arrange(const QRect& rect, bool apply) const {
   const Qt::LayoutDirection direction = parentWidget() ? parentWidget()->layoutDirection() : Qt::LeftToRight;
   int x = rect.left(), y = rect.top(), line = 0;
+  std::vector<std::pair<QLayoutItem*, QRect>> placed;  // of the line
+  // What is lower than its line stands in the middle of it.
+  const auto endLine = [&] {
+    for (const auto& [item, place] : placed)
+      if (apply)
+        item->setGeometry(QStyle::visualRect(direction, rect, place.translated(0, (line - place.height()) / 2)));
+    placed.clear();
+  };
   for (const auto& item : items_) {
     const QSize size = item->sizeHint().boundedTo(QSize(std::max(1, rect.width()), QLAYOUTSIZE_MAX));
     if (x > rect.left() && x + size.width() > rect.right() + 1) {
+      endLine();
       x = rect.left();
       y += line + spacing();
       line = 0;
     }
-    if (apply) item->setGeometry(QStyle::visualRect(direction, rect, QRect(QPoint(x, y), size)));
+    placed.emplace_back(item.get(), QRect(QPoint(x, y), size));
     x += size.width() + spacing();
     line = std::max(line, size.height());
   }
+  endLine();
   return y + line - rect.top();
 }
 

@@ -17,6 +17,9 @@ namespace {
 
 constexpr int kGlyphPlace = kWideGap + kGlyph + kGap;
 constexpr int kBarHeight = 6;
+// Of the width of the row.
+constexpr int kProgressShare = 4;
+constexpr int kBarShare = 6;
 
 struct PhaseLook {
   Glyph glyph;
@@ -29,6 +32,8 @@ PhaseLook LookOf(const StripState& state) {
       return {Glyph::Check, Shade::Ok};
     case StripState::Phase::Failed:
       return {Glyph::Warning, Shade::Danger};
+    case StripState::Phase::Cancelled:
+      return {Glyph::Cancel, Shade::Secondary};
     case StripState::Phase::Waiting:
       return {state.glyph, Shade::Faint};
     case StripState::Phase::Running:
@@ -60,15 +65,13 @@ StripRow::StripRow(QWidget* parent)
   auto* row = new QHBoxLayout(this);
   SetSpace(row, 0, kWideGap);
   row->setContentsMargins(kGlyphPlace + kGap, 2, kWideGap, 2);
-  for (QWidget* widget : {static_cast<QWidget*>(bar_), static_cast<QWidget*>(cancel_)}) {
-    // Rows under each other stay in columns.
-    QSizePolicy policy = widget->sizePolicy();
-    policy.setRetainSizeWhenHidden(true);
-    widget->setSizePolicy(policy);
-  }
+  // Rows under each other stay in columns.
+  QSizePolicy policy = cancel_->sizePolicy();
+  policy.setRetainSizeWhenHidden(true);
+  cancel_->setSizePolicy(policy);
   row->addWidget(what_, 5);
-  row->addWidget(progress_, 4);
-  row->addWidget(bar_, 6);
+  row->addWidget(progress_, kProgressShare);
+  row->addWidget(bar_, kBarShare);
   row->addWidget(timeLeft_, 2);
   row->addWidget(cancel_);
   setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
@@ -83,6 +86,12 @@ void StripRow::SetState(const StripState& state) {
   // A bar of unknown length would move for ever, and keep the program awake; it stands empty instead.
   bar_->setRange(0, state.total > 0 ? state.total : 1);
   bar_->setValue(state.total > 0 ? state.done : 0);
+  // The sentence at the end has the place of the bar too.
+  auto* row = static_cast<QHBoxLayout*>(layout());
+  QSizePolicy policy = bar_->sizePolicy();
+  policy.setRetainSizeWhenHidden(moves);
+  bar_->setSizePolicy(policy);
+  row->setStretchFactor(progress_, moves ? kProgressShare : kProgressShare + kBarShare);
   bar_->setVisible(moves);
   bar_->setAccessibleName(tr("Progress"));
   cancel_->setVisible(moves);

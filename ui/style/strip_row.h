@@ -14,7 +14,7 @@ namespace tonalith {
 class PlainLabel;
 
 struct StripState {
-  enum class Phase { Waiting, Running, Done, Failed };
+  enum class Phase { Waiting, Running, Done, Cancelled, Failed };
   Glyph glyph = Glyph::Get;
   Phase phase = Phase::Running;
   QString what = {};      // "Kawai K4 · Single Bank"

@@ -193,6 +193,10 @@ void PaintRow(QPainter* painter, const QStyleOptionViewItem& row) {
   if (over && !selected) painter->fillRect(row.rect, ColourOf(Shade::Hover));
 }
 
+void PaintLineBelow(QPainter* painter, const QRect& place) {
+  painter->fillRect(place.left(), place.bottom(), place.width(), 1, ColourOf(Shade::Line));
+}
+
 void PaintMenuBarItem(QPainter* painter, const QStyleOption& option) {
   const bool open = Has(option, QStyle::State_Sunken);
   const bool over = Has(option, QStyle::State_Selected) && Has(option, QStyle::State_Enabled);

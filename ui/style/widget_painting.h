@@ -32,6 +32,8 @@ void PaintTab(QPainter* painter, const QStyleOptionTab& tab);
 void PaintHeader(QPainter* painter, const QStyleOptionHeader& header);
 void PaintProgress(QPainter* painter, const QStyleOptionProgressBar& bar);
 void PaintRow(QPainter* painter, const QStyleOptionViewItem& row);
+// A quiet line at the lower edge.
+void PaintLineBelow(QPainter* painter, const QRect& place);
 void PaintMenuBarItem(QPainter* painter, const QStyleOption& option);
 // An arrow in the middle of the option's place.
 void PaintArrow(QPainter* painter, const QStyleOption& option, Glyph glyph);

@@ -1,5 +1,6 @@
 #include "ui/style/widget_parts.h"
 
+#include <QAbstractScrollArea>
 #include <QComboBox>
 #include <QPainter>
 #include <QSlider>
@@ -132,8 +133,15 @@ void PaintSlider(const QStyle& style, const QStyleOptionSlider& slider, QPainter
   if (slider.state & QStyle::State_HasFocus) PaintFocus(painter, slider.rect, ColourOf(Shade::Accent));
 }
 
+QColor GroundBehind(const QWidget* widget) {
+  for (const QWidget* around = widget; around; around = around->parentWidget())
+    if (const auto* area = qobject_cast<const QAbstractScrollArea*>(around))
+      return area->viewport()->palette().color(area->viewport()->backgroundRole());
+  return ColourOf(Shade::Surface);
+}
+
 void PaintScrollBar(const QStyle& style, const QStyleOptionSlider& bar, QPainter* painter, const QWidget* widget) {
-  painter->fillRect(bar.rect, ColourOf(Shade::Surface));
+  painter->fillRect(bar.rect, GroundBehind(widget));
   if (bar.maximum <= bar.minimum) return;
   QRectF handle = style.subControlRect(QStyle::CC_ScrollBar, &bar, QStyle::SC_ScrollBarSlider, widget);
   const bool lit = IsLit(bar, QStyle::SC_ScrollBarSlider);
@@ -246,6 +254,7 @@ bool PaintFrame(QStyle::PrimitiveElement element, QPainter* painter, const QStyl
       PaintPanel(painter, option.rect, ColourOf(Shade::Surface), line, 0);
       return true;
     case QStyle::PE_FrameTabBarBase:
+      PaintLineBelow(painter, option.rect);
       return true;
     case QStyle::PE_FrameMenu:
       PaintPanel(painter, option.rect, {}, line, 0);

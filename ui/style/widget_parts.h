@@ -24,6 +24,8 @@ void PaintSpin(const QStyle& style, const QStyleOptionSpinBox& spin, QPainter* p
 void PaintSlider(const QStyle& style, const QStyleOptionSlider& slider, QPainter* painter, const QWidget* widget);
 void PaintScrollBar(const QStyle& style, const QStyleOptionSlider& bar, QPainter* painter, const QWidget* widget);
 // Scroll bars have no buttons at their ends.
+// The ground of the list or page that a bar or corner belongs to.
+QColor GroundBehind(const QWidget* widget);
 QRect ScrollBarPart(const QStyleOptionSlider& bar, QStyle::SubControl part);
 // The title of a group stands inside its frame.
 QRect GroupBoxPart(const QStyle& style, const QStyleOptionGroupBox& box, QStyle::SubControl part,

@@ -2,6 +2,8 @@
 
 #include <QAbstractScrollArea>
 #include <QComboBox>
+#include <QFormLayout>
+#include <QLabel>
 #include <QPainter>
 #include <QStyleOption>
 #include <QToolButton>
@@ -40,6 +42,21 @@ Option OnAccent(const Option& option, const QWidget* widget) {
   return label;
 }
 
+// A form puts labels at the top of their rows; beside a field of one line they belong in its middle.
+void PlaceFormLabel(QLabel* label) {
+  const QWidget* around = label->parentWidget();
+  for (const QFormLayout* form : around ? around->findChildren<QFormLayout*>() : QList<QFormLayout*>()) {
+    int row = -1;
+    QFormLayout::ItemRole role = QFormLayout::FieldRole;
+    form->getWidgetPosition(label, &row, &role);
+    const QLayoutItem* field = row < 0 ? nullptr : form->itemAt(row, QFormLayout::FieldRole);
+    if (role != QFormLayout::LabelRole || !field) continue;
+    const bool lines = field->widget() && qobject_cast<const QAbstractScrollArea*>(field->widget());
+    if (lines || field->sizeHint().height() < TargetHeight(label->fontMetrics())) continue;
+    label->setMinimumHeight(TargetHeight(label->fontMetrics()));
+  }
+}
+
 bool IsOnAccent(const QStyleOption* option, const QWidget* widget) {
   return IsPrimary(widget) && option->state.testFlag(QStyle::State_Enabled);
 }
@@ -53,6 +70,7 @@ void WidgetStyle::polish(QWidget* widget) {
   // What answers to the pointer is drawn again when it comes and goes.
   if (widget->focusPolicy() != Qt::NoFocus && !qobject_cast<QAbstractScrollArea*>(widget))
     widget->setAttribute(Qt::WA_Hover);
+  if (auto* label = qobject_cast<QLabel*>(widget)) PlaceFormLabel(label);
 }
 
 QPalette WidgetStyle::standardPalette() const {
@@ -73,8 +91,6 @@ void WidgetStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* op
       return;
     case PE_FrameLineEdit:
     case PE_FrameStatusBarItem:
-    case PE_PanelMenuBar:
-    case PE_PanelStatusBar:
     case PE_PanelItemViewRow:
       if (element == PE_PanelItemViewRow)
         if (const auto* row = As<QStyleOptionViewItem>(option)) PaintRowBehind(painter, *row);
@@ -82,6 +98,12 @@ void WidgetStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* op
     case PE_PanelItemViewItem:
       if (const auto* row = As<QStyleOptionViewItem>(option)) PaintRow(painter, *row);
       return;
+    case PE_PanelMenuBar:
+      return;
+    case PE_PanelStatusBar:
+      return painter->fillRect(option->rect.x(), option->rect.y(), option->rect.width(), 1, ColourOf(Shade::Line));
+    case PE_PanelScrollAreaCorner:
+      return painter->fillRect(option->rect, GroundBehind(widget));
     case PE_IndicatorCheckBox:
     case PE_IndicatorItemViewItemCheck:
       return PaintCheckBox(painter, *option);
@@ -159,11 +181,13 @@ void WidgetStyle::drawControl(ControlElement element, const QStyleOption* option
       }
       break;
     case CE_MenuBarEmptyArea:
+      return PaintLineBelow(painter, option->rect);
     case CE_ToolBar:
       return;
     case CE_MenuBarItem:
       if (const auto* item = As<QStyleOptionMenuItem>(option)) {
         PaintMenuBarItem(painter, *option);
+        if (widget) PaintLineBelow(painter, widget->rect());
         return drawItemText(painter, item->rect, Qt::AlignCenter | Qt::TextShowMnemonic | Qt::TextSingleLine,
                             item->palette, item->state.testFlag(State_Enabled), item->text, QPalette::WindowText);
       }
@@ -222,9 +246,11 @@ QSize WidgetStyle::sizeFromContents(ContentsType type, const QStyleOption* optio
       return {std::max(size.width() + kGap, kTarget), std::max(size.height(), target)};
     case CT_ToolButton:
       return SizeOfToolButton(As<QStyleOptionToolButton>(option), size, target);
-    case CT_LineEdit:
-    case CT_ComboBox:
     case CT_SpinBox:
+    case CT_ComboBox:
+      // What stands beside the text in the field.
+      return {size.width() + 2 * kSmallGap, target};
+    case CT_LineEdit:
     case CT_CheckBox:
     case CT_RadioButton:
       return {std::max(size.width(), kTarget), std::max(size.height(), target)};
@@ -262,6 +288,16 @@ int WidgetStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, con
     case PM_ExclusiveIndicatorWidth:
     case PM_ExclusiveIndicatorHeight:
       return kGlyph;
+    case PM_LayoutLeftMargin:
+    case PM_LayoutTopMargin:
+    case PM_LayoutRightMargin:
+    case PM_LayoutBottomMargin:
+      return widget && widget->isWindow() ? kWideGap : kGap + kSmallGap;
+    case PM_LayoutHorizontalSpacing:
+    case PM_LayoutVerticalSpacing:
+      return kGap;
+    case PM_HeaderMargin:
+      return kSmallGap;
     case PM_MenuPanelWidth:
       return 1;
     case PM_ScrollBarExtent:
