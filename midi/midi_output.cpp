@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kLargeSend = 100000;
 constexpr std::uint8_t kMidiFileDelta = 6;
-constexpr std::int64_t kCloseUs = 1'000'000;  // what is queued may take so long
+constexpr std::int64_t kCloseUs = 3'000'000;  // what is queued may take so long
 
 // The end of the message that `data` begins with: behind its first F7, or the end of the data.
 std::size_t MessageEnd(std::span<const std::uint8_t> data) {
