@@ -264,9 +264,7 @@ ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QW
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
   column->addWidget(buttons);
   QPushButton* ok = buttons->button(QDialogButtonBox::Ok);
-  ok->setText(tr("&Stop Sending"));
   SetPrimary(ok);
-  buttons->button(QDialogButtonBox::Cancel)->setText(tr("&Go On Sending"));
   const auto update = [this, ok] { ok->setEnabled(!list_->selectedItems().isEmpty()); };
   connect(list_, &QListWidget::itemSelectionChanged, this, update);
   connect(list_, &QListWidget::itemDoubleClicked, this, &QDialog::accept);

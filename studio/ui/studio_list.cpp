@@ -10,13 +10,15 @@
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_tree.h"
 #include "ui/plain_text.h"
+#include "ui/style/colours.h"
+#include "ui/style/space.h"
 
 namespace tonalith {
 
 namespace {
 
 enum PanelRole { kPanelNodeRole = Qt::UserRole, kLinesRole, kStateRole, kPanelSearchRole };
-constexpr int kMargin = 8;
+constexpr int kMargin = kGap;
 constexpr int kCompactPicture = 0;
 
 class PanelDelegate final : public QStyledItemDelegate {
@@ -28,7 +30,8 @@ class PanelDelegate final : public QStyledItemDelegate {
     const int lines = option.fontMetrics.height() * 4;
     const int picture = list_->compact() ? kCompactPicture : kInstrumentPicture.width() + kMargin;
     const int height = list_->compact() ? lines : std::max(kInstrumentPicture.height(), lines);
-    return {picture + text + 4 * kMargin, height + 4 * kMargin};
+    // A narrow dock shows panels as wide as it is: their lines are shortened, not cut off.
+    return {std::min(picture + text + 4 * kMargin, list_->viewport()->width()), height + 4 * kMargin};
   }
 
   void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
@@ -36,11 +39,10 @@ class PanelDelegate final : public QStyledItemDelegate {
     painter->setRenderHint(QPainter::Antialiasing);
     const bool selected = option.state & QStyle::State_Selected;
     const QRect panel = option.rect.adjusted(kMargin / 2, kMargin / 2, -kMargin / 2, -kMargin / 2);
-    QColor edge = option.palette.color(selected ? QPalette::Highlight : QPalette::Text);
-    if (!selected) edge.setAlphaF(0.3F);
-    painter->setPen(QPen(edge, selected ? 2.4 : 1));
-    painter->setBrush(option.palette.color(QPalette::Base));
-    painter->drawRoundedRect(panel, 6, 6);
+    const bool focused = option.state & QStyle::State_HasFocus;
+    painter->setPen(QPen(ColourOf(focused ? Shade::Accent : Shade::Line), focused ? 2 : 1));
+    painter->setBrush(ColourOf(selected ? Shade::Selection : Shade::Surface));
+    painter->drawRoundedRect(QRectF(panel).adjusted(0.5, 0.5, -0.5, -0.5), kRound, kRound);
     QRect inner = panel.adjusted(kMargin, kMargin, -kMargin, -kMargin);
     if (!list_->compact()) {
       const auto picture = index.data(Qt::DecorationRole).value<QPixmap>();
@@ -53,12 +55,6 @@ class PanelDelegate final : public QStyledItemDelegate {
     if (!selected && !list_->pictures().unselectedOverlay().isNull())
       painter->drawTiledPixmap(panel, list_->pictures().unselectedOverlay());
     PaintText(painter, option, index, inner);
-    if (option.state & QStyle::State_HasFocus) {
-      QPen dotted(option.palette.color(QPalette::Text), 1, Qt::DotLine);
-      painter->setPen(dotted);
-      painter->setBrush(Qt::NoBrush);
-      painter->drawRoundedRect(panel.adjusted(3, 3, -3, -3), 4, 4);
-    }
     painter->restore();
   }
 
@@ -68,14 +64,14 @@ class PanelDelegate final : public QStyledItemDelegate {
     const auto state = static_cast<PortState>(index.data(kStateRole).toInt());
     const int top = inner.top() + std::max(0, (inner.height() - 4 * line) / 2);
     PaintMark(painter, QRect(inner.right() - line, top, line, line), PortStateMark(state));
-    painter->setPen(option.palette.color(QPalette::Text));
-    QFont bold = option.font;
-    bold.setBold(true);
+    painter->setPen(ColourOf(Shade::Text));
+    const QFont bold = HeadingFont(option.font);
     painter->setFont(bold);
     const QFontMetrics boldMetrics(bold);
     painter->drawText(QRect(inner.left(), top, inner.width() - line - kMargin, line), Qt::AlignVCenter,
                       boldMetrics.elidedText(index.data().toString(), Qt::ElideRight, inner.width() - line - kMargin));
     painter->setFont(option.font);
+    painter->setPen(ColourOf(Shade::Secondary));
     int y = top + line;
     for (const QString& text : index.data(kLinesRole).toStringList()) {
       painter->drawText(QRect(inner.left(), y, inner.width(), line), Qt::AlignVCenter,
@@ -103,6 +99,7 @@ ZKStudioList::ZKStudioList(ZKStudioDoc& studio, StudioWindowHost& host, const St
   setAcceptDrops(true);
   setDropIndicatorShown(true);
   setDragDropMode(DragDrop);
+  setFrameShape(QFrame::NoFrame);
 }
 
 ZKDrvList* ZKStudioList::InstrumentOf(const QListWidgetItem* item) const {

@@ -30,6 +30,7 @@ namespace {
 constexpr int kDriverRole = Qt::UserRole;
 // Values of the setting "display style": 0 as chosen in the window, 1 panels without pictures, 2 panels, 3 tree.
 constexpr int kStylePanels = 1, kStyleTree = 3;
+constexpr int kSideBySideCharacters = 64;  // room for panels and data side by side
 
 }  // namespace
 
@@ -260,6 +261,13 @@ bool TZKDrvLst::ActivateDocument(QTreeWidgetItem* item) {
 }
 
 // ---- what is shown --------------------------------------------------------------------------------------------------
+
+// In a narrow dock the data stands below the panels.
+void TZKDrvLst::resizeEvent(QResizeEvent* event) {
+  ZKWindow::resizeEvent(event);
+  const bool narrow = width() < fontMetrics().averageCharWidth() * kSideBySideCharacters;
+  panels_->setOrientation(narrow ? Qt::Vertical : Qt::Horizontal);
+}
 
 bool TZKDrvLst::ShowsPanels() const {
   return shown_ == panels_;

@@ -88,6 +88,9 @@ class TZKDrvLst final : public ZKWindow {
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
 
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+
  private:
   struct Removed {
     std::unique_ptr<ZKDrvList> instrument;

@@ -10,6 +10,7 @@
 
 #include "app/command_menus.h"
 #include "clipped_text.h"
+#include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_window.h"
 #include "window_test_tools.h"
 
@@ -106,6 +107,24 @@ TEST_P(EveryWindow, FitsIsReachedAndNamed) {
     Keep(&frame(), QStringLiteral("frame-%1").arg(size.width()));
   }
   EXPECT_GE(seen_.size(), 12U);
+}
+
+// Of the pixels of a small picture, so that two are told apart at a glance.
+class InstrumentPictures : public ProgramFixture {};
+
+TEST_F(InstrumentPictures, NoTwoLookAlike) {
+  Start();
+  std::vector<QImage> pictures;
+  const auto& instruments = program_->studio()->instruments();
+  for (const auto& one : instruments)
+    pictures.push_back(InstrumentPicture(*program_->studio(), one.get(), QSize(64, 40), 1).toImage());
+  for (std::size_t a = 0; a < pictures.size(); ++a)
+    for (std::size_t b = 0; b < a; ++b) {
+      int differ = 0;
+      for (int at = 0; at < 64 * 40; ++at)
+        differ += pictures[a].pixel(at % 64, at / 64) != pictures[b].pixel(at % 64, at / 64);
+      EXPECT_GT(differ, 64 * 40 / 10) << instruments[a]->name << " and " << instruments[b]->name;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, EveryWindow, ::testing::Bool());

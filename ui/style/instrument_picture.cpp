@@ -10,6 +10,8 @@ namespace tonalith {
 
 namespace {
 
+constexpr int kWood = 30;  // degrees
+
 // What a picture shows is taken from the name: relatives look alike, other instruments do not.
 struct Drawing {
   enum class Body { Keyboard, Rack, Pads } body = Body::Keyboard;
@@ -17,6 +19,10 @@ struct Drawing {
   int case_ = 0;     // which of the tones of the case
   int display = 0;   // where the display stands
   int controls = 0;  // knobs, sliders or buttons
+  int wide = 0;      // how wide the display is
+  int sides = 0;     // plain, with cheeks, or with a line of the accent
+  bool wheels = false;
+  int whiteKeys = 14;
 };
 
 QColor Quiet(int alpha) {
@@ -33,6 +39,10 @@ Drawing DrawingOf(const QString& maker, const QString& name) {
   drawing.case_ = at(2);
   drawing.display = at(3) % 3;
   drawing.controls = at(4) % 3;
+  drawing.wide = 13 + at(5) % 3 * 5;
+  drawing.sides = at(6) % 3;
+  drawing.wheels = at(7) % 2 != 0;
+  drawing.whiteKeys = 10 + at(8) % 4 * 2;
   for (const char* word : {"drum", "rhythm", "percussion", "tr-", "mpc", "machine"})
     if (name.contains(QLatin1String(word), Qt::CaseInsensitive)) drawing.body = Drawing::Body::Pads;
   for (const char* word : {"rack", "module", "expander", "1000", "1080", "2000", "tx", "-r", "sound canvas", "proteus"})
@@ -55,14 +65,13 @@ void DrawControls(QPainter& painter, const Drawing& drawing, const QRectF& place
   }
 }
 
-void DrawKeys(QPainter& painter, const QRectF& place) {
+void DrawKeys(QPainter& painter, const QRectF& place, int whiteKeys) {
   painter.setPen(Qt::NoPen);
   painter.setBrush(WhiteKey());
   painter.drawRect(place);
   painter.setBrush(BlackKey());
-  constexpr int kWhiteKeys = 14;
-  const qreal width = place.width() / kWhiteKeys;
-  for (int i = 1; i < kWhiteKeys; ++i) {
+  const qreal width = place.width() / whiteKeys;
+  for (int i = 1; i < whiteKeys; ++i) {
     painter.drawRect(QRectF(place.left() + i * width - 0.2, place.top(), 0.4, place.height()));
     if (i % 7 == 3 || i % 7 == 0) continue;
     painter.drawRect(QRectF(place.left() + i * width - width * 0.3, place.top(), width * 0.6, place.height() * 0.6));
@@ -78,16 +87,31 @@ void DrawInstrument(QPainter& painter, const Drawing& drawing) {
   painter.setPen(Qt::NoPen);
   painter.setBrush(CaseColour(drawing.case_));
   painter.drawRoundedRect(body, 3, 3);
+  if (drawing.sides == 1) {
+    painter.setBrush(CaseAccent(kWood).darker(150));
+    for (const qreal x : {body.left(), body.right() - 3.5})
+      painter.drawRoundedRect(QRectF(x, body.top(), 3.5, body.height()), 1, 1);
+  }
   const qreal shift = drawing.display * (rack ? 4.0 : 12.0);
   painter.setBrush(accent);
   if (drawing.body == Drawing::Body::Keyboard) {
-    painter.drawRoundedRect(QRectF(6 + shift, 6, 20, 7), 1, 1);
-    DrawControls(painter, drawing,
-                 drawing.display == 0 ? QRectF(31, 5.5, 28, 8) : QRectF(31 + shift, 5.5, 28 - shift, 8), accent);
-    DrawKeys(painter, QRectF(4, 20, 56, 16));
+    // The display stands at the left, in the middle or at the right; the controls have the longer of its sides.
+    const qreal left = drawing.display == 0 ? 6 : drawing.display == 1 ? 32 - drawing.wide / 2.0 : 58 - drawing.wide;
+    painter.drawRoundedRect(QRectF(left, 5, drawing.wide, 9), 1, 1);
+    const qreal right = left + drawing.wide;
+    if (drawing.display != 2) DrawControls(painter, drawing, QRectF(right + 3, 5.5, 58 - right - 3, 8), accent);
+    if (drawing.display != 0) DrawControls(painter, drawing, QRectF(6, 5.5, left - 9, 8), accent);
+    painter.setBrush(accent);
+    if (drawing.sides == 2) painter.drawRect(QRectF(4, 16.5, 56, 1.5));
+    painter.setBrush(Quiet(90));
+    for (int i = 0; drawing.wheels && i < 2; ++i) painter.drawRoundedRect(QRectF(5.5 + i * 4, 23, 2.5, 10), 1, 1);
+    DrawKeys(painter, drawing.wheels ? QRectF(15, 20, 45, 16) : QRectF(4.5, 20, 55, 16), drawing.whiteKeys);
   } else if (rack) {
-    painter.drawRoundedRect(QRectF(8 + shift, 14, 20, 10), 1, 1);
-    DrawControls(painter, drawing, QRectF(32 + shift, 15, 26 - shift, 8), accent);
+    painter.drawRoundedRect(QRectF(8 + shift, 14, drawing.wide, 10), 1, 1);
+    const qreal right = 12 + shift + drawing.wide;
+    DrawControls(painter, drawing, QRectF(right, 15, 58 - right, 8), accent);
+    painter.setBrush(accent);
+    if (drawing.sides == 2) painter.drawRect(QRectF(4, 27, 56, 1.5));
     painter.setBrush(Quiet(70));
     for (const qreal x : {2.5, 60.5})
       for (const qreal y : {13.0, 26.0}) painter.drawEllipse(QPointF(x, y), 1, 1);

@@ -3,7 +3,6 @@
 #include <QAbstractScrollArea>
 #include <QComboBox>
 #include <QFormLayout>
-#include <QLabel>
 #include <QPainter>
 #include <QStyleOption>
 #include <QToolButton>
@@ -43,7 +42,7 @@ Option OnAccent(const Option& option, const QWidget* widget) {
 }
 
 // A form puts labels at the top of their rows; beside a field of one line they belong in its middle.
-void PlaceFormLabel(QLabel* label) {
+void PlaceFormLabel(QWidget* label) {
   const QWidget* around = label->parentWidget();
   for (const QFormLayout* form : around ? around->findChildren<QFormLayout*>() : QList<QFormLayout*>()) {
     int row = -1;
@@ -70,7 +69,7 @@ void WidgetStyle::polish(QWidget* widget) {
   // What answers to the pointer is drawn again when it comes and goes.
   if (widget->focusPolicy() != Qt::NoFocus && !qobject_cast<QAbstractScrollArea*>(widget))
     widget->setAttribute(Qt::WA_Hover);
-  if (auto* label = qobject_cast<QLabel*>(widget)) PlaceFormLabel(label);
+  if (widget->inherits("QLabel")) PlaceFormLabel(widget);
 }
 
 QPalette WidgetStyle::standardPalette() const {
