@@ -264,7 +264,7 @@ constexpr FlagWord kFlags[] = {
     {"hasSysExChannel", "device number", "the image holds the device number (sysExChannelOffset)"},
     {"sysExChannelZeroBased", "devices from 0", "device numbers are shown from 0"},
     {"midiChannelFollowsSysEx", "device is the midi channel", "the MIDI channel is the device number"},
-    {"patchNumberInImage", "patch number", "the image holds the patch number (patchNumberOffset)"},
+    {"patchNumberInImage", "patch number", "the image holds the patch number (at patchNumberOffset, or where a script puts it)"},
     {"namesSeparate", "own names", "the instrument has no names: they are kept beside the data"},
     {"noChecksumOnFormat", "script sums", "the scripts look after the checksums"},
     {"allowsNonSysEx", "other messages", "the data may hold MIDI messages other than SysEx"},
