@@ -200,11 +200,11 @@ class DescriptorWriter {
     if (*low) Put("patchMin", Num(*low), entry.valueAt);
     Put("patchMax", Num(*high), entry.valueAt);
     const int place = type_.dump.empty() ? -1 : type_.dump.front().PlaceOf(kPatchLetter);
-    // One of 14 bits, or beyond a base, is put there by the steps.
-    if (place < 0 || !address_.areas.empty() || !type_.dump.front().IsPlain(kPatchLetter)) return;
+    if (place < 0 || !address_.areas.empty()) return;
     Put("patchNumberInImage", "1", entry.valueAt);
-    Put("patchNumberOffset", Num(place), entry.valueAt);
     Put("patchNumber", Num(*low), entry.valueAt);
+    // One of 14 bits, or beyond a base, is put there by the steps.
+    if (type_.dump.front().IsPlain(kPatchLetter)) Put("patchNumberOffset", Num(place), entry.valueAt);
   }
 
   // The way of numbering that shows the first and the last patch so.
