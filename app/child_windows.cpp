@@ -69,6 +69,7 @@ QWidget* ChildWindows::centre() const {
 void ChildWindows::SetEmptyPage(QWidget* empty) {
   empty_ = empty;
   centre_->addWidget(empty);
+  SetGround(empty, Shade::Surface);
   empty->setContextMenuPolicy(Qt::CustomContextMenu);
   connect(empty, &QWidget::customContextMenuRequested, this,
           [this, empty](const QPoint& at) { emit BackgroundMenu(empty->mapToGlobal(at)); });
