@@ -132,6 +132,8 @@ void ExchangePlayer::ReadStep(const std::string& step, int turn, Talk* talk) {
   };
   if (verb == "coded") obstacle_ = "its data goes in pieces of coded text";
   if (verb == "area" || verb == "no") obstacle_ = "a step of its exchange is no talk with the instrument: " + verb;
+  if (verb == "set" && IsData(number({std::string(message.front(), 0, message.front().find(':'))}, 0)))
+    obstacle_ = "a step of its exchange puts bytes in the place of data";
   if (verb == "listen") talk->listens = true;
   if (verb == "file") file_ = message;
   if (verb == "set" && turn == 0) sets_.push_back(parts.front().substr(verb.size()));
@@ -158,6 +160,16 @@ void ExchangePlayer::ReadStep(const std::string& step, int turn, Talk* talk) {
     move(Move::Kind::kSay, answer);
     talk->moves.back().refused = option("refused");
   }
+}
+
+bool ExchangePlayer::IsData(std::size_t place) const {
+  for (const ChartMessage& message : type_.dump) {
+    for (const ChartItem& item : message.items)
+      if (item.kind == ChartItemKind::kData && place >= item.offset && place - item.offset < item.size) return true;
+    if (!message.size || place < message.size) return false;
+    place -= message.size;
+  }
+  return false;
 }
 
 int ExchangePlayer::ByteOf(const Words& message, std::size_t at, int patch, int turn) const {

@@ -54,6 +54,8 @@ class ExchangePlayer : public ChartPeer {
   std::size_t Read(const std::vector<std::string>& steps, std::size_t from, int turn, Talk* talk);
   void ReadStep(const std::string& step, int turn, Talk* talk);
   static void HearOwed(Talk* talk);
+  // Whether data of the patch lies at this place of its messages.
+  bool IsData(std::size_t place) const;
   // A byte for a patch and a turn; -1: any.
   int ByteOf(const Words& message, std::size_t at, int patch, int turn) const;
   // Finds out which patch it is about, too.

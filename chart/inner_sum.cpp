@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "chart/instrument.h"
+#include "data/checksums.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -40,6 +41,7 @@ std::optional<ChartInnerSum> ReadInnerSum(const ChartEntry& entry, ChartProblems
   const std::size_t known = problems->all().size();
   sum.kind = ChartSumKind(&word, problems);
   if (problems->all().size() != known) return std::nullopt;
+  sum.fixed = sum.fixed && sum.kind != kAdditiveSoundsSum;
   return sum;
 }
 

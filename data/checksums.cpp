@@ -184,6 +184,31 @@ void SumMessages(std::span<const std::uint8_t> image, Sink* sink) {  // type 18
   }
 }
 
+// Sounds one behind the other, each with its sum in front of what it counts: common data with the number of the
+// sources, the sources, and for every additive one a kit that has a sum of its own.
+template <class Sink>
+void SumAdditiveSounds(const SumSource& image, std::int64_t start, Sink* sink) {
+  constexpr std::int64_t kCommon = 82, kSourceBytes = 86, kKit = 806, kSources = 51, kWave = 28;
+  constexpr int kAdditive = 4 << 7, kFewest = 2, kMost = 6;
+  const auto put = [&](std::int64_t at, std::int64_t bytes) {
+    sink->Put(at, (ByteSum(image.Part(at + 1, bytes - 1)) + 37) & 0x7F);
+  };
+  for (std::int64_t at = std::max<std::int64_t>(start, 0); at + kCommon < image.size();) {
+    const int sources = image.At(at + kSources);
+    const std::int64_t end = at + kCommon + sources * kSourceBytes;
+    if (sources < kFewest || sources > kMost || end > image.size()) return;
+    put(at, end - at);
+    std::int64_t kit = end;
+    for (std::int64_t wave = at + kCommon + kWave; wave < end; wave += kSourceBytes) {
+      if ((image.At(wave) << 7 | image.At(wave + 1)) != kAdditive) continue;
+      if (kit + kKit > image.size()) return;
+      put(kit, kKit);
+      kit += kKit;
+    }
+    at = kit;
+  }
+}
+
 // Blocks packed in groups of five: of the two kinds only the one whose layout is fixed can be finished; the tables that
 // the other kind is rebuilt from belong to its instruments.
 // False when the block is left as it is.
@@ -287,6 +312,8 @@ void SumPure(std::span<const std::uint8_t> image, int type, const SumRange& r, S
       return SumTriples(source, r, sink);
     case 18:
       return SumMessages(image, sink);
+    case kAdditiveSoundsSum:
+      return SumAdditiveSounds(source, r.start, sink);
     default:
       return;
   }

@@ -9,13 +9,16 @@
 namespace tonalith {
 
 inline constexpr int kChecksumTypes = 20;
+// Of this program's own: A5 and the sum in front of each part of additive sounds, which follow each other from `start`
+// on.
+inline constexpr int kAdditiveSoundsSum = 64;
 
 // Patches an image for the instrument, in place: channel (not for Roland), patch number, checksum.  Offsets outside the
 // image are skipped.
 void FormatNewFile(const Synth* synth, std::span<std::uint8_t> image);
 
-// Computes checksum `type` (0 to 19; others do nothing) over `count` bytes, pairs or groups from `start` and stores it
-// at `offset`.  Reading outside the image counts as 0, storing outside is dropped.  Returns the CRC-32 for type 19
+// Computes checksum `type` (0 to 19, 64; others do nothing) over `count` bytes, pairs or groups from `start` and stores
+// it at `offset`.  Reading outside the image counts as 0, storing outside is dropped.  Returns the CRC-32 for type 19
 // (which stores nothing), else 0.
 std::uint32_t CSum(std::span<std::uint8_t> image, int unused, int type, std::int64_t start, std::int64_t count,
                    std::int64_t offset);
@@ -24,7 +27,7 @@ enum class ChecksumVerdict { kOk, kBad, kNone };
 const char* ChecksumVerdictText(ChecksumVerdict verdict);  // "ok", "bad", "none"
 
 // Recomputes a checksum and compares it with what the image holds, without changing it.  kNone: type without a stored
-// checksum (19, above 19), a block of type 14 that is not of the kind that can be finished, or nothing to sum.
+// checksum (19, unknown ones), a block of type 14 that is not of the kind that can be finished, or nothing to sum.
 ChecksumVerdict VerifyChecksum(std::span<const std::uint8_t> image, int type, std::int64_t start, std::int64_t count,
                                std::int64_t offset);
 // By the descriptor; kNone when it has no checksum.

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "data/data_size.h"
 #include "platform/log.h"
 #include "script/interpreter.h"
 #include "script/transfer_engine_run.h"
@@ -424,6 +425,7 @@ void TransferRun::CommitWhole() {
     const std::uint32_t fileSize = copy->synth->fileSize;
     if (df->bodySize != copy->bodySize && !ResizeBody(df, copy->bodySize)) return;
     std::memcpy(df->body, copy->body, copy->bodySize);
+    if (df->synth->fileSize != fileSize && !(df->synth->optionBits & kExactSize)) AdoptSize(df->synth, fileSize);
     df->synth->fileSize = fileSize;
     if (df->xtra) df->xtra->hasNoSysEx = 0;
     if (df->emptyMap) std::memset(df->emptyMap, 0, df->emptyMapSize);

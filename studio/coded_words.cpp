@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "data/checksums.h"
 #include "data/number_format.h"
 #include "platform/text.h"
 
@@ -32,6 +33,8 @@ constexpr CodedWord kChecksumWords[] = {
     {17, "negative sum of triples", "of 16-bit words sent as three bytes, stored like one of them"},
     {18, "negative sum of each message", "of every message of the image, from its byte 7 on"},
     {19, "crc-32", "computed for scripts; nothing is stored"},
+    {kAdditiveSoundsSum, "additive sounds",
+     "A5 and the sum in front of each sound from START on and of each kit in it; COUNT and OFFSET are 0"},
 };
 
 constexpr CodedWord kPackingWords[] = {

@@ -72,7 +72,7 @@ class ExchangeWriter {
     });
     handshake_ = std::any_of(steps_.begin(), steps_.end(), [](const Step& step) {
       return step.word == "block" || step.word == "file" || step.word == "coded" || step.Option("refused") ||
-             step.Option("again") || step.Option("then");
+             step.Option("again") || step.Option("then") || (step.word == "set" && step.Option("live"));
     });
     several_ = several_ || handshake_ ||
                std::any_of(steps_.begin(), steps_.end(), [](const Step& step) { return step.Option("last"); });
@@ -191,7 +191,7 @@ const ExchangeWriter::Kind ExchangeWriter::kKinds[] = {
     {"block", true, false, &ExchangeWriter::Block, {"request", "taken", "again", "sum", "within"}},
     {"expect", true, false, &ExchangeWriter::Expect, {"anyway", "within"}},
     {"pause", true, true, &ExchangeWriter::Pause, {}},
-    {"set", false, true, &ExchangeWriter::Set, {"times", "step", "then"}},
+    {"set", false, true, &ExchangeWriter::Set, {"times", "step", "then", "live"}},
     {"data", false, true, &ExchangeWriter::Data, {"answer", "within", "refused", "again", "behind"}},
     {"area", true, true, &ExchangeWriter::Area, {"step", "slots"}},
     {"coded", true, true, &ExchangeWriter::Coded, {"set", "answer", "within"}},
@@ -433,7 +433,7 @@ Result ExchangeWriter::Set(const Step& step) {
     text += ImageBytesText(bytes, offset + i * distance);
     if (then) then_ += ImageBytesText(former, offset + i * distance);
   }
-  text_ += then ? std::string("IF ") + kLiveVariable + "\n" + text + "IFX\n" : text;
+  text_ += then || step.Option("live") ? std::string("IF ") + kLiveVariable + "\n" + text + "IFX\n" : text;
   return Result::Success();
 }
 

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "data/container.h"
+#include "data/data_size.h"
 #include "platform/byte_window.h"
 #include "platform/text.h"
 #include "studio/file_messages.h"
@@ -35,14 +36,6 @@ void MarkVoices(DataFile* data, const std::vector<std::uint32_t>& slots) {
   for (std::uint32_t i = 0; i < data->synth->numVoices; ++i)
     SetMapBit(data->emptyMap, data->emptyMapSize, i, !slots.empty());
   for (const std::uint32_t slot : slots) SetMapBit(data->emptyMap, data->emptyMapSize, slot, false);
-}
-
-// Gives data of a type without fixed size the size of what was found.
-void AdoptSize(Synth* synth, std::uint32_t size) {
-  synth->fileSize = size;
-  if (synth->numVoices > 1 || synth->headerSize >= size) return;
-  synth->voiceSize = size - synth->headerSize;
-  synth->voiceBytes = synth->voiceSize;
 }
 
 // Puts what was found into the image of new data; voices that were not found stay as they are there.

@@ -18,7 +18,7 @@ namespace {
 
 // Every code has one word, every word one code, and the tables have all codes that the program knows.
 TEST(CodedWords, NameEveryCodeOnce) {
-  const std::map<std::string, int> codes{{"checksumType", kChecksumTypes},
+  const std::map<std::string, int> codes{{"checksumType", kChecksumTypes + 1},
                                          {"storageFormat", kStorageFormats},
                                          {"nameFormat", kNameFormats},
                                          {"numberFormat", static_cast<int>(NumberFormats().size()) + 1},
