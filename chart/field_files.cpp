@@ -117,6 +117,7 @@ class FieldFiles {
       ChartProblems again(problems_.file());
       ParameterData data = type->Data();
       if (!whole) data.patchBytes = 0;
+      if (whole && type->names.bytes) data.patchBytes = type->names.bytes;
       ParameterTable table = ReadParameters(section, data, lists_, said_.insert(&section).second ? &problems_ : &again);
       Defaults(*type, &table);
       if (!whole) {

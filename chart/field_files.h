@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,10 @@ namespace tonalith {
 
 // A data type of the chart, in the order of the drivers.
 struct FieldTypeNames {
-  std::string section;  // NAME of its [data NAME]
-  std::string name;     // its own; differs where a section makes several
-  std::string holds;    // NAME of the patches of a bank, or nothing
+  std::string section;      // NAME of its [data NAME]
+  std::string name;         // its own; differs where a section makes several
+  std::string holds;        // NAME of the patches of a bank, or nothing
+  std::uint32_t bytes = 0;  // that places of parameters may lie in; 0: all of the patch
 };
 
 // Adds the files to `module`, which was built of the same chart: its drivers are those of `types`.  Mistakes go to

@@ -268,7 +268,7 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems, const 
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
   for (const ChartType& type : instrument.types) {
-    module.types.push_back({type.section->name, type.name, type.holds});
+    module.types.push_back({type.section->name, type.name, type.holds, BytesOfPlaces(type)});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
   }
   for (const ChartSection& section : chart.sections) {

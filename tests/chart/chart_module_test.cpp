@@ -93,6 +93,10 @@ TEST(ChartModule, MessagesSayHowDataLies) {
        {"patchNumberInImage", "patchNumberOffset", "put", "patchByte"},
        "patchNumberInImage = 1; put = set 4: 08+patch; put = data; patchByte = 4 | first 8"},
       // numbers of 14 bits, banks of a hundred
+      {"find = F0 7D 4n F7 -> F0 7D 28+n 0? F7\n[data Tone]\ndump = F0 7D 0n 02 (8) F7\n",
+       "module.ini",
+       {"Enable", "ChMax", "Request", "Reply"},
+       "Enable = 1; ChMax = 15; Request = F0 7D 4n F7; Reply = F0 7D 28+n 0? F7"},
       {"[data Bank b = A..B]  100 x Tone   patches = 0..99, 100..199   numbers = {b}-00..{b}-99\n"
        "request = F0 7D 0n 01 pp low pp high F7   each = F0 7D 0n 02 pp low pp high (4) F7\n"
        "[data Tone]\ndump = F0 7D 0n 03 (4) F7\n",
@@ -108,6 +112,33 @@ TEST(ChartModule, MessagesSayHowDataLies) {
     EXPECT_EQ(Lines(module, c.file, c.words), c.lines);
     ModuleImage image;
     EXPECT_TRUE(BuildChart(std::string(kHead) + c.chart, &problems, &image).ok()) << problems.First().text;
+  }
+}
+
+// What builds, but not what was meant.
+TEST(ChartModule, NamesWhatCannotBe) {
+  struct Case {
+    const char* chart;
+    const char* problem;
+  };
+  const std::string patch = "[data Tone]\ndump = F0 7D 0n 02 (8) F7\n";
+  const std::string mixed = "[data Tone]\ndump = F0 7D 0n 02 (4 nibbles low first) (8) F7\n[parameters Tone]\n";
+  const Case cases[] = {
+      {"find = F0 7D 4n (3) F7 -> F0 7D 3n F7\n", "are bytes and the device number"},
+      {"find = F0 7D ?? F7 -> F0 7D 3n F7\n", "a byte of the question is open"},
+      {"find = F0 7D n4 F7 -> F0 7D 3n F7\n", "are bytes and the device number"},
+      {"find = Tune\n", "no data type of this name"},
+  };
+  ModuleImage image;
+  for (const Case& c : cases) {
+    ChartProblems problems("x.chart");
+    EXPECT_FALSE(BuildChart(kHead + std::string(c.chart) + patch, &problems, &image).ok()) << c.chart;
+    EXPECT_NE(problems.First().text.find(c.problem), std::string::npos) << c.chart << problems.First().text;
+  }
+  for (const bool right : {true, false}) {
+    ChartProblems problems("x.chart");
+    const std::string row = right ? "3 | OSC level | 0..127\n" : "4 | OSC level | 0..127\n";
+    EXPECT_EQ(BuildChart(kHead + mixed + row, &problems, &image).ok(), right) << "what lies behind is packed otherwise";
   }
 }
 
