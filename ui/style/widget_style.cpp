@@ -104,7 +104,7 @@ void WidgetStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* op
     case PE_Frame:
       // Fields of several lines have the edge of those of one.
       if (widget && widget->isEnabled() && (widget->inherits("QPlainTextEdit") || widget->inherits("QTextEdit")))
-        return PaintPanel(painter, option->rect, {}, ColourOf(Shade::Edge), kRound - 1);
+        return PaintPanel(painter, option->rect, {}, ColourOf(Shade::Edge), 3);
       PaintFrame(element, painter, *option);
       return;
     case PE_PanelScrollAreaCorner:
