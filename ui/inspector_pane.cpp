@@ -226,6 +226,8 @@ QWidget* InspectorPane::BuildValue(Field& field, const InspectorRow& row) {
   } else {
     field.text = new PlainLabel;
     field.text->setWordWrap(true);
+    // As tall as the links above and below it.
+    if (row.label.isEmpty()) field.text->setMinimumHeight(TargetHeight(fontMetrics()));
     field.text->setTextInteractionFlags(Qt::TextSelectableByMouse);
     return field.text;
   }

@@ -101,6 +101,12 @@ void WidgetStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* op
       return;
     case PE_PanelStatusBar:
       return painter->fillRect(option->rect.x(), option->rect.y(), option->rect.width(), 1, ColourOf(Shade::Line));
+    case PE_Frame:
+      // Fields of several lines have the edge of those of one.
+      if (widget && widget->isEnabled() && (widget->inherits("QPlainTextEdit") || widget->inherits("QTextEdit")))
+        return PaintPanel(painter, option->rect, {}, ColourOf(Shade::Edge), 3);
+      PaintFrame(element, painter, *option);
+      return;
     case PE_PanelScrollAreaCorner:
       return painter->fillRect(option->rect, GroundBehind(widget));
     case PE_IndicatorCheckBox:
