@@ -65,6 +65,7 @@ QPalette DarkPalette() {
 }
 
 void KeepScreenshot(QWidget* widget, const QString& name) {
+  const Uncounted picture;
   QCoreApplication::processEvents();
   SavePicture(widget, name, 1);
   SavePicture(widget, name + QStringLiteral("-200"), 2);
@@ -100,6 +101,7 @@ void ProgramFixture::SetUp() {
 void ProgramFixture::TearDown() {
   const Stall longest = ProbedApplication::TakeLongest();
   RecordProperty("longest_event", longest.what + " " + std::to_string(longest.us) + " us");
+  EXPECT_LE(longest.us, kLongestEventUs * kBuildFactor) << "microseconds of processor time for " << longest.what;
   Stop();
   ::unsetenv("TONALITH_PROMPT_SCRIPT");
 }
