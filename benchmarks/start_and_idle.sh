@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Start to usable window with 50 installed modules, and processor time while idle.  BIN (default build-release/bin) is a
-# Release build.  Needs Xvfb unless DISPLAY is set.
+# Start to usable window with 50 installed modules, and processor time and wake-ups while idle.  BIN (default
+# build-release/bin) is a Release build.  Needs Xvfb unless DISPLAY is set.  FIRST="chrt -f 5" (as root) lets the program
+# and the display run before other work of the machine.
 set -eu
 cd "$(dirname "$(readlink -f "$0")")/.."
 BIN=${BIN:-build-release/bin}
-RUNS=${RUNS:-9}
+RUNS=${RUNS:-7}
+FIRST=${FIRST:-}
 IDLE_SECONDS=${IDLE_SECONDS:-20}
 WORK=$(mktemp -d)
 ROOT=$WORK/root
@@ -18,7 +20,7 @@ trap finish EXIT
 mkdir -m 700 "$WORK/run"
 export XDG_RUNTIME_DIR=$WORK/run
 if [ -z "${DISPLAY:-}" ]; then
-  Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>"$WORK/display" >/dev/null 2>&1 &
+  $FIRST Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>"$WORK/display" >/dev/null 2>&1 &
   PIDS+=($!)
   until [ -s "$WORK/display" ]; do sleep 0.1; done
   export DISPLAY=:$(cat "$WORK/display")
@@ -27,7 +29,7 @@ fi
 PROGRAM=0
 launch() {
   rm -f "$WORK/out"
-  TONALITH_STARTED_AT=$(date +%s%3N) "$BIN/tonalith" --simulated --config-root "$ROOT" >"$WORK/out" 2>&1 &
+  TONALITH_STARTED_AT=$(date +%s%3N) $FIRST "$BIN/tonalith" --simulated --config-root "$ROOT" >"$WORK/out" 2>&1 &
   PROGRAM=$!
   PIDS+=($PROGRAM)
   until grep -q usable "$WORK/out" 2>/dev/null; do sleep 0.02; done
@@ -72,9 +74,12 @@ echo "start to usable window: $(printf '%s\n' "${times[@]}" | sort -n | sed -n "
 launch
 sleep 3
 ticks() { awk '{ print $14 + $15 }' "/proc/$PROGRAM/stat"; }
+wakes() { cat "/proc/$PROGRAM/task/"*/status | awk '/^voluntary/ { sum += $2 } END { print sum }'; }
 before=$(ticks)
+woken=$(wakes)
 sleep "$IDLE_SECONDS"
 after=$(ticks)
-awk -v t="$((after - before))" -v hz="$(getconf CLK_TCK)" -v s="$IDLE_SECONDS" \
-  'BEGIN { printf "idle: %.2f %% of one processor over %d s\n", 100 * t / hz / s, s }'
+woken=$(($(wakes) - woken))
+awk -v t="$((after - before))" -v hz="$(getconf CLK_TCK)" -v s="$IDLE_SECONDS" -v w="$woken" \
+  'BEGIN { printf "idle: %.2f %% of one processor, %d wake-ups over %d s\n", 100 * t / hz / s, w, s }'
 end

@@ -18,6 +18,7 @@ struct Measured {
 
 Measured current;
 Stall longest;
+int uncounted = 0;
 
 std::int64_t ThreadUs() {
   timespec now{};
@@ -27,9 +28,17 @@ std::int64_t ThreadUs() {
 
 }  // namespace
 
+Uncounted::Uncounted() : beganUs_(ThreadUs()) {
+  ++uncounted;
+}
+
+Uncounted::~Uncounted() {
+  if (--uncounted == 0) current.othersUs += ThreadUs() - beganUs_;
+}
+
 bool ProbedApplication::notify(QObject* receiver, QEvent* event) {
   const int loop = QThread::currentThread() == thread() ? QThread::currentThread()->loopLevel() : -1;
-  if (loop <= current.loop) return QApplication::notify(receiver, event);
+  if (loop <= current.loop || uncounted > 0) return QApplication::notify(receiver, event);
   const auto type = event->type();
   const std::string name = receiver->metaObject()->className();
   const Measured outer = std::exchange(current, Measured{loop, 0});

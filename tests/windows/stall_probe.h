@@ -12,6 +12,29 @@ struct Stall {
   std::string what;  // receiver and event
 };
 
+// What one event may take of the user-interface thread in a release build; debug and sanitizer builds, which run the
+// same code that many times slower, get as many times more.
+inline constexpr std::int64_t kLongestEventUs = 16'000;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr int kBuildFactor = 12;
+#elif !defined(NDEBUG)
+inline constexpr int kBuildFactor = 4;
+#else
+inline constexpr int kBuildFactor = 1;
+#endif
+
+// While it lives, what a test does inside an event (pictures, walks over the controls) is not counted to the program.
+class Uncounted final {
+ public:
+  Uncounted();
+  ~Uncounted();
+  Uncounted(const Uncounted&) = delete;
+  Uncounted& operator=(const Uncounted&) = delete;
+
+ private:
+  std::int64_t beganUs_;
+};
+
 // An application that measures every event it delivers.  What a dialog's own event loop does meanwhile is measured for
 // itself and not counted to the event that opened the dialog.
 class ProbedApplication final : public QApplication {

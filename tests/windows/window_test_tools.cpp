@@ -69,6 +69,7 @@ QPalette DarkPalette() {
 void KeepScreenshot(QWidget* widget, const QString& name) {
   // A window may end while it is looked at.
   const QPointer<QWidget> kept(widget);
+  const Uncounted picture;
   QCoreApplication::processEvents();
   if (!kept) return;
   SavePicture(kept, name, 1);
@@ -106,6 +107,7 @@ void ProgramFixture::SetUp() {
 void ProgramFixture::TearDown() {
   const Stall longest = ProbedApplication::TakeLongest();
   RecordProperty("longest_event", longest.what + " " + std::to_string(longest.us) + " us");
+  EXPECT_LE(longest.us, kLongestEventUs * kBuildFactor) << "microseconds of processor time for " << longest.what;
   Stop();
   ::unsetenv("TONALITH_PROMPT_SCRIPT");
 }
