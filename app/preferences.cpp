@@ -24,6 +24,7 @@
 #include "ui/plain_text.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/widget_style.h"
 
 namespace tonalith {
@@ -31,6 +32,7 @@ namespace tonalith {
 namespace {
 
 constexpr char kHelpProperty[] = "help";
+constexpr int kMostPageCharacters = 112;  // a page that wants more puts controls below their labels
 constexpr int kPortCharacters = 24;
 constexpr int kNumberCharacters = 20;
 
@@ -204,7 +206,7 @@ PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWid
   cancel_ = buttons->addButton(QDialogButtonBox::Cancel);
   auto* defaults = buttons->addButton(QDialogButtonBox::RestoreDefaults);
   layout->addWidget(buttons);
-  apply_->setEnabled(false);
+  EnableUnless(apply_, tr("Nothing was changed."));
   ok->setText(tr("&Keep"));
   SetPrimary(ok);
   connect(ok, &QPushButton::clicked, this, &PreferencesSheet::accept);
@@ -217,10 +219,7 @@ PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWid
           [this] { pages_[static_cast<std::size_t>(tabs_->currentIndex())]->FocusFirst(); });
   connect(search_, &SearchField::Left, this, &PreferencesSheet::reject);
   tabs_->setFocus();
-  auto* find = new QAction(this);
-  find->setShortcut(QKeySequence::Find);
-  connect(find, &QAction::triggered, search_, qOverload<>(&QWidget::setFocus));
-  addAction(find);
+  search_->ServeDialog(this);
   // As tall as the longest page, where the screen has room for it; the line is for the frames around the page.
   const int others = sizeHint().height() - tabs_->sizeHint().height() + fontMetrics().lineSpacing();
   const int room = screen() ? screen()->availableGeometry().height() * 9 / 10 : 600;
@@ -234,14 +233,15 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   scroll->setFocusPolicy(Qt::NoFocus);
   scroll->setWidget(page);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  scroll->setMinimumWidth(page->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width() +
+  const int wanted = std::min(page->sizeHint().width(), fontMetrics().averageCharWidth() * kMostPageCharacters);
+  scroll->setMinimumWidth(wanted + scroll->verticalScrollBar()->sizeHint().width() +
                           fontMetrics().averageCharWidth() * 6);
   scroll->setMinimumHeight(fontMetrics().lineSpacing() * 16);
   tallest_ = std::max(tallest_, page->sizeHint().height() + scroll->frameWidth() * 2);
   tabs_->addTab(scroll, page->tab());
   pages_.push_back(page);
   page->OnInitDialog();
-  connect(page, &ZKPropPage::Changed, this, [this] { apply_->setEnabled(true); });
+  connect(page, &ZKPropPage::Changed, this, [this] { EnableUnless(apply_, {}); });
   connect(page, &ZKPropPage::HelpShown, help_, [this](const QString& text) { help_->setText(text); });
 }
 
@@ -263,7 +263,7 @@ void PreferencesSheet::Apply() {
   for (ZKPropPage* page : pages_) page->OnApply();
   for (ZKPropPage* page : pages_) page->OnInitDialog();
   host_.PreferencesApplied();
-  apply_->setEnabled(false);
+  EnableUnless(apply_, tr("Nothing was changed."));
   // What was applied stays: there is nothing left to cancel.
   cancel_->setText(tr("&Close"));
 }

@@ -11,6 +11,7 @@
 
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -253,7 +254,9 @@ ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QW
     : QDialog(parent), list_(new QListWidget(this)) {
   SetTitle(this, tr("Cancel Sending"));
   auto* column = new QVBoxLayout(this);
-  column->addWidget(new PlainLabel(tr("Stop sending on these MIDI output ports:"), this));
+  auto* head = new PlainLabel(tr("Stop &sending on these MIDI output ports:"), this);
+  head->setBuddy(list_);
+  column->addWidget(head);
   list_->setSelectionMode(QAbstractItemView::MultiSelection);
   for (const auto& name : portNames) list_->addItem(ShownUtf8(name));
   list_->selectAll();
@@ -261,7 +264,9 @@ ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QW
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
   column->addWidget(buttons);
   QPushButton* ok = buttons->button(QDialogButtonBox::Ok);
-  const auto update = [this, ok] { ok->setEnabled(!list_->selectedItems().isEmpty()); };
+  const auto update = [this, ok] {
+    EnableUnless(ok, list_->selectedItems().isEmpty() ? tr("No port is chosen.") : QString());
+  };
   connect(list_, &QListWidget::itemSelectionChanged, this, update);
   connect(list_, &QListWidget::itemDoubleClicked, this, &QDialog::accept);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);

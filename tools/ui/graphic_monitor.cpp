@@ -13,6 +13,7 @@
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/tool_row.h"
 
 namespace tonalith {
@@ -125,6 +126,8 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
   }
   row->addStretch();
   layout->addLayout(row);
+  SetRole(scroll_, QAccessible::Pane);
+  SetAccessibleName(scroll_, tr("Keys that are held"));
   scroll_->setWidget(keyboard_);
   scroll_->setWidgetResizable(false);
   scroll_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
