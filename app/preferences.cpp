@@ -52,6 +52,7 @@ void FillPorts(QComboBox* box, Program& program, bool input) {
 ZKPropPage::ZKPropPage(Program& program, QString tab, std::span<const PreferenceRow> rows)
     : program_(program), tab_(std::move(tab)), form_(new QFormLayout(this)) {
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  form_->setRowWrapPolicy(QFormLayout::WrapLongRows);
   SetSpace(form_, kWideGap, kGap);
   form_->setHorizontalSpacing(kWideGap);
   for (const PreferenceRow& row : rows) {
