@@ -133,7 +133,7 @@ QString KindOf(const QWidget& widget) {
   return QString::fromLatin1(widget.metaObject()->className()).section(QStringLiteral("::"), -1);
 }
 
-ControlWatch* watch = nullptr;
+ControlWatch* theWatch = nullptr;
 
 }  // namespace
 
@@ -156,12 +156,12 @@ std::string FaultsOfControls(const QWidget& window) {
 }
 
 ControlWatch::ControlWatch(QObject* parent) : QObject(parent) {
-  watch = this;
+  theWatch = this;
   qApp->installEventFilter(this);
 }
 
 ControlWatch* TheControlWatch() {
-  return watch;
+  return theWatch;
 }
 
 void ControlWatch::Walk(const QWidget& window) {

@@ -8,8 +8,8 @@ class QWidget;
 
 namespace tonalith {
 
-// What a widget that paints itself is to a screen reader; to be said before its name.  One that is a button takes Return
-// as its press.
+// What a widget that paints itself is to a screen reader; to be said before its name.  One that is a button takes
+// Return as its press.
 void SetRole(QWidget* widget, QAccessible::Role role);
 
 // Switches a control on when `refusal` is empty, else off: the reason then stands below its tool tip and is read with
