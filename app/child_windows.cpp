@@ -1,5 +1,6 @@
 #include "app/child_windows.h"
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
 #include <QMenu>
@@ -120,6 +121,7 @@ void ChildWindows::Add(ZKWindow* window) {
   connect(window, &QWidget::windowTitleChanged, this, [this, window] { tabs_->Rename(window); });
   connect(window, &ZKWindow::StateChanged, this, &ChildWindows::Changed);
   connect(window, &ZKWindow::StatusMessage, this, &ChildWindows::StatusMessage);
+  connect(window, &ZKWindow::Asking, this, [this, window] { Activate(window); });
   connect(window, &ZKWindow::Closing, this, [this, window] { Closing(window); });
   SetActive(window);
   window->setFocus();
@@ -169,12 +171,13 @@ void ChildWindows::Activate(ZKWindow* window) {
   Focus(window);
 }
 
-// Where somebody worked in the window last, or where it begins.
+// Where somebody worked in the window last, or where it begins.  What a button did is done: its list is next.
 void ChildWindows::Focus(ZKWindow* window) {
   if (moving_) return;
   SetActive(window);
   QWidget* last = window->focusWidget();
-  (last && last->isEnabled() && last->isVisibleTo(window) ? last : window)->setFocus();
+  const bool there = last && last->isEnabled() && last->isVisibleTo(window);
+  (there && !qobject_cast<QAbstractButton*>(last) ? last : window)->setFocus();
 }
 
 void ChildWindows::SetActive(ZKWindow* window) {

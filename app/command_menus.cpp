@@ -114,10 +114,7 @@ QString CommandMenus::Refusal(const Entry& entry) const {
       break;
   }
   const ZKWindow* child = active_();
-  if (!child) return tr("No window is open.");
-  if (child->CommandEnabled(entry.row->id)) return {};
-  const QString reason = child->CommandRefusal(entry.row->id);
-  return reason.isEmpty() ? tr("The active window has nothing for this command.") : reason;
+  return child ? child->RefusalOf(entry.row->id) : tr("No window is open.");
 }
 
 QString CommandMenus::Refusal(CommandId command) const {

@@ -12,7 +12,7 @@
 namespace tonalith {
 
 FindField::FindField(QAction* find, QWidget* parent) : QToolButton(parent), find_(find) {
-  setFocusPolicy(Qt::NoFocus);  // its key is faster
+  setFocusPolicy(Qt::TabFocus);
   setText(tr("Find a command, instrument, patch"));
   SetAccessibleName(this, text());
   connect(this, &QToolButton::clicked, find_, &QAction::trigger);
@@ -34,7 +34,7 @@ QSize FindField::minimumSizeHint() const {
 void FindField::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  painter.setPen(QPen(ColourOf(Shade::Line), 1));
+  painter.setPen(QPen(ColourOf(hasFocus() ? Shade::Accent : Shade::Line), hasFocus() ? 2 : 1));
   painter.setBrush(ColourOf(underMouse() ? Shade::Hover : Shade::Raised));
   painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 2.5, -kGap + 0.5, -2.5), kRound, kRound);
   QRect inside = rect().adjusted(kGap, 0, -kGap - kGap, 0);

@@ -12,6 +12,7 @@
 #include "ui/plain_text.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/widget_style.h"
 
 namespace tonalith {
@@ -188,6 +189,8 @@ void FirstStartPage::AddTypesOf(ZKDrvList* instrument, bool found) {
   const QString name = ShownUtf8(instrument->DisplayKey());
   row->setText(0, found ? name : tr("%1 (not found)").arg(name));
   row->setIcon(0, MarkIcon(found ? Mark::Found : Mark::Missing, this));
+  row->setData(0, Qt::AccessibleTextRole,
+               row->text(0) + QStringLiteral(", ") + MarksText({found ? Mark::Found : Mark::Missing}));
   row->setFont(0, HeadingFont(font()));
   for (const auto& driver : instrument->drivers) {
     auto* type = new QTreeWidgetItem(row);
@@ -213,17 +216,17 @@ void FirstStartPage::GetCurrent() {
 void FirstStartPage::ShowButtons() {
   // The list tells of its first changes while the page is made.
   if (!next_) return;
-  simulated_->setEnabled(step_ == kChoose);
+  EnableUnless(simulated_, step_ == kChoose ? QString() : tr("Only before instruments were chosen."));
   leave_->setText(step_ == kChoose ? tr("N&ot Now") : tr("Go to the St&udio"));
   if (step_ == kChoose) {
     next_->setText(tr("&Find Them"));
-    next_->setEnabled(!choice_->Chosen().empty());
+    EnableUnless(next_, choice_->Chosen().empty() ? tr("No instrument is chosen yet.") : QString());
   } else if (step_ == kSearch) {
     next_->setText(search_->search().Running() ? tr("&Go On without Waiting") : tr("&Go On"));
-    next_->setEnabled(true);
+    EnableUnless(next_, {});
   } else {
     next_->setText(tr("&Get"));
-    next_->setEnabled(CurrentType() != nullptr);
+    EnableUnless(next_, CurrentType() ? QString() : tr("No kind of data is chosen."));
   }
 }
 

@@ -13,6 +13,7 @@
 #include "app/command_menus.h"
 #include "app/control_bar.h"
 #include "app/frame_parts.h"
+#include "app/studio_dock.h"
 #include "app/workspace.h"
 #include "midi/port_system.h"
 #include "platform/ini_file.h"
@@ -62,6 +63,9 @@ CMainFrame::CMainFrame(Program& program, ZKStudioDoc& studio, StudioPorts& ports
   connect(windows_, &ChildWindows::Changed, menus_, &CommandMenus::Update);
   connect(windows_, &ChildWindows::StatusMessage, statusBar(),
           [this](const QString& text) { ShowStatus(statusBar(), text); });
+  connect(&workspace_->dock(), &StudioDock::Chosen, this,
+          [this](const ZKDrvList* instrument) { parts_->studio.Show()->SelectInstrument(instrument); });
+  connect(&parts_->studio, &StudioCommands::Edited, &workspace_->dock(), &StudioDock::Refresh);
   connect(menus_, &CommandMenus::Updated, this, &CMainFrame::UpdateBars);
   portListener_ = program_.midiSide().AddPortListener([this](int changes) { PortsChanged(changes); });
   UpdateAppTitleBar();

@@ -16,6 +16,7 @@
 #include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/widget_style.h"
 
 namespace tonalith {
@@ -99,7 +100,10 @@ void MidiTestDialog::FillPorts() {
 }
 
 void MidiTestDialog::ShowRunning(bool running) {
-  start_->setEnabled(!running && output_->count() > 0 && input_->count() > 0);
+  const bool ports = output_->count() > 0 && input_->count() > 0;
+  EnableUnless(start_, running  ? tr("The test is running.")
+                       : !ports ? tr("Open a MIDI IN and a MIDI OUT port first.")
+                                : QString());
   output_->setEnabled(!running);
   input_->setEnabled(!running);
   progress_->setVisible(running);

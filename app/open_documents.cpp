@@ -47,6 +47,7 @@ std::vector<OpenDocument> OpenStudioDocuments::List() const {
     OpenDocument document;
     document.driver = driver;
     document.title = ToUtf8(RowText(*window, *driver));
+    document.unsent = window->DiffersFromInstrument();
     document.changed = window->document().IsModified();
     if (const auto found = percent_.find(window->dataFile()); found != percent_.end()) document.percent = found->second;
     document.activate = [this, alive = QPointer<ZKWindow>(child)] {

@@ -19,6 +19,7 @@
 #include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/widget_style.h"
 
 namespace tonalith {
@@ -84,8 +85,7 @@ PacingDialog::PacingDialog(ProgramMidi& midi, const ZKStudioDoc& studio, Prompts
   connect(buttons, &QDialogButtonBox::rejected, this, &PacingDialog::reject);
   connect(calibrate_, &QPushButton::clicked, this, &PacingDialog::Calibrate);
   connect(remove_, &QPushButton::clicked, this, &PacingDialog::Remove);
-  connect(table_, &QTableWidget::itemSelectionChanged, this,
-          [this] { remove_->setEnabled(!running_ && !table_->selectedItems().isEmpty()); });
+  connect(table_, &QTableWidget::itemSelectionChanged, this, [this] { ShowRunning(running_); });
   layout->addWidget(buttons);
   FillTable();
   FillTypes();
@@ -123,9 +123,12 @@ void PacingDialog::FillTypes() {
 
 void PacingDialog::ShowRunning(bool running) {
   running_ = running;
-  calibrate_->setEnabled(!running && types_->count() > 0);
+  const QString busy = running ? tr("The calibration is running.") : QString();
+  const QString none = tr("No instrument of the studio has data that can be compared.");
+  EnableUnless(calibrate_, busy.isEmpty() && types_->count() == 0 ? none : busy);
   types_->setEnabled(!running && types_->count() > 0);
-  remove_->setEnabled(!running && !table_->selectedItems().isEmpty());
+  const bool chosen = !table_->selectedItems().isEmpty();
+  EnableUnless(remove_, busy.isEmpty() && !chosen ? tr("No instrument is chosen in the list.") : busy);
   close_->setText(running ? tr("&Cancel") : tr("&Close"));
 }
 

@@ -25,6 +25,7 @@
 #include "ui/style/colours.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/widget_style.h"
 
 namespace tonalith {
@@ -32,6 +33,7 @@ namespace tonalith {
 namespace {
 
 constexpr char kHelpProperty[] = "help";
+constexpr int kMostPageCharacters = 112;  // a page that wants more puts controls below their labels
 constexpr int kPortCharacters = 24;
 constexpr int kNumberCharacters = 20;
 
@@ -51,6 +53,7 @@ void FillPorts(QComboBox* box, Program& program, bool input) {
 ZKPropPage::ZKPropPage(Program& program, QString tab, std::span<const PreferenceRow> rows)
     : program_(program), tab_(std::move(tab)), form_(new QFormLayout(this)) {
   form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+  form_->setRowWrapPolicy(QFormLayout::WrapLongRows);
   SetSpace(form_, kWideGap, kGap);
   form_->setHorizontalSpacing(kWideGap);
   for (const PreferenceRow& row : rows) {
@@ -205,7 +208,7 @@ PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWid
   cancel_ = buttons->addButton(QDialogButtonBox::Cancel);
   auto* defaults = buttons->addButton(QDialogButtonBox::RestoreDefaults);
   layout->addWidget(buttons);
-  apply_->setEnabled(false);
+  EnableUnless(apply_, tr("Nothing was changed."));
   ok->setText(tr("&Keep"));
   SetPrimary(ok);
   connect(ok, &QPushButton::clicked, this, &PreferencesSheet::accept);
@@ -218,10 +221,7 @@ PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWid
           [this] { pages_[static_cast<std::size_t>(tabs_->currentIndex())]->FocusFirst(); });
   connect(search_, &SearchField::Left, this, &PreferencesSheet::reject);
   tabs_->setFocus();
-  auto* find = new QAction(this);
-  find->setShortcut(QKeySequence::Find);
-  connect(find, &QAction::triggered, search_, qOverload<>(&QWidget::setFocus));
-  addAction(find);
+  search_->ServeDialog(this);
   // As tall as the longest page, where the screen has room for it; the line is for the frames around the page.
   const int others = sizeHint().height() - tabs_->sizeHint().height() + fontMetrics().lineSpacing();
   const int room = screen() ? screen()->availableGeometry().height() * 9 / 10 : 600;
@@ -237,14 +237,15 @@ void PreferencesSheet::AddPage(ZKPropPage* page) {
   SetGround(scroll->viewport(), Shade::Surface);
   SetGround(page, Shade::Surface);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  scroll->setMinimumWidth(page->sizeHint().width() + scroll->verticalScrollBar()->sizeHint().width() +
+  const int wanted = std::min(page->sizeHint().width(), fontMetrics().averageCharWidth() * kMostPageCharacters);
+  scroll->setMinimumWidth(wanted + scroll->verticalScrollBar()->sizeHint().width() +
                           fontMetrics().averageCharWidth() * 6);
   scroll->setMinimumHeight(fontMetrics().lineSpacing() * 16);
   tallest_ = std::max(tallest_, page->sizeHint().height() + scroll->frameWidth() * 2);
   tabs_->addTab(scroll, page->tab());
   pages_.push_back(page);
   page->OnInitDialog();
-  connect(page, &ZKPropPage::Changed, this, [this] { apply_->setEnabled(true); });
+  connect(page, &ZKPropPage::Changed, this, [this] { EnableUnless(apply_, {}); });
   connect(page, &ZKPropPage::HelpShown, help_, [this](const QString& text) { help_->setText(text); });
 }
 
@@ -266,7 +267,7 @@ void PreferencesSheet::Apply() {
   for (ZKPropPage* page : pages_) page->OnApply();
   for (ZKPropPage* page : pages_) page->OnInitDialog();
   host_.PreferencesApplied();
-  apply_->setEnabled(false);
+  EnableUnless(apply_, tr("Nothing was changed."));
   // What was applied stays: there is nothing left to cancel.
   cancel_->setText(tr("&Close"));
 }

@@ -16,6 +16,7 @@
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -50,7 +51,7 @@ const std::vector<PreferenceRow>& StudioRows() {
 const std::vector<PreferenceRow>& MidiRows() {
   static const std::vector<PreferenceRow> rows = {
       {SettingId::MainIncludeRealTimeEvents, Control::Check, "MIDI thru also passes clock, start, continue and stop."},
-      {SettingId::MainDelay, Control::Number, "Pause after each SysEx transmission."},
+      {SettingId::MainDelay, Control::Number, "Pause after each SysEx message that was sent."},
       {SettingId::MainDelayMidi, Control::Number, "Long SysEx is sent in pieces of this many bytes; 0 sends it whole."},
       {SettingId::MainMidiSlow, Control::Number, "Pause after each piece of a long SysEx."},
       {SettingId::MainScriptSeconds, Control::Number,
@@ -195,7 +196,7 @@ QLineEdit* ZKPropMisc::AddFolder(const QString& label, const QString& help, bool
   edit->setReadOnly(readOnly);
   row->addWidget(edit, 1);
   auto* browse = new QPushButton(tr("Choose..."), line);
-  browse->setEnabled(!readOnly);
+  EnableUnless(browse, readOnly ? tr("The program finds this folder by itself.") : QString());
   browse->setAccessibleName(tr("Choose the folder: %1").arg(label));
   row->addWidget(browse);
   connect(edit, &QLineEdit::textChanged, this, &ZKPropPage::Changed);

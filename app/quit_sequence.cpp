@@ -26,7 +26,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kFinishMs = 300;
-constexpr int kEndSlices = 100;
+constexpr int kEndSlices = 200;  // longer than a port takes to close
 constexpr int kEndSliceMs = 20;
 constexpr int kPollMs = 100;
 constexpr int kPollsBeforeQuestion = 100;

@@ -88,6 +88,7 @@ void StudioCommands::ShowConnected() {
 
 void StudioCommands::Refresh() {
   if (window_) window_->Refresh();
+  emit Edited();
 }
 
 Settings& StudioCommands::settings() {
@@ -209,6 +210,7 @@ bool StudioCommands::InstallPackageFile(const std::string& path) {
 void StudioCommands::StudioEdited() {
   RouteSimulated();
   frame_.studio.DrvSaveSetup(0);
+  emit Edited();
   frame_.children.ForEach([](ZKWindow& child) { child.StudioChanged(); });
 }
 

@@ -66,6 +66,10 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   std::vector<OpenDocument> OpenDocuments() override;
   OpenStudioDocuments& openDocuments() { return *openDocuments_; }
 
+ signals:
+  // Instruments or their settings may be others now.
+  void Edited();
+
  private:
   void OnNewEditor();
   void RouteSimulated(bool loaded = false);

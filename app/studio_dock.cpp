@@ -79,6 +79,7 @@ QWidget* StudioDock::BuildIcons() {
   column->addWidget(large, 0, Qt::AlignHCenter);
   auto* area = new QScrollArea(page);
   area->setFrameShape(QFrame::NoFrame);
+  area->setFocusPolicy(Qt::NoFocus);
   area->setWidgetResizable(true);
   area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   area->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -25,6 +25,8 @@ constexpr int kTabCharacters = 48;
 constexpr int kLeaveBar = 12;  // so far outside the bar a tab comes off
 constexpr int kLeastPaneWidth = 240;
 constexpr int kLeastPaneHeight = 160;
+// Two panes beside the studio fit a small screen.
+constexpr QSize kMostAsked(290, 320);
 
 }  // namespace
 
@@ -184,7 +186,7 @@ QSize PageStack::sizeHint() const {
 
 QSize PageStack::minimumSize() const {
   const QSize least(kLeastPaneWidth, kLeastPaneHeight);
-  return currentWidget() ? currentWidget()->minimumSizeHint().boundedTo(least * 2).expandedTo(least) : least;
+  return currentWidget() ? currentWidget()->minimumSizeHint().boundedTo(kMostAsked).expandedTo(least) : least;
 }
 
 // ---- the pane -------------------------------------------------------------------------------------------------------

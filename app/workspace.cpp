@@ -20,6 +20,7 @@
 #include "services/program.h"
 #include "ui/plain_text.h"
 #include "ui/style/empty_state.h"
+#include "ui/style/search_field.h"
 
 namespace tonalith {
 
@@ -89,6 +90,16 @@ void Workspace::RegisterWindowCommands(CommandMenus& menus) {
     if (windows_->AreFree()) return tr("The windows are shown as free windows.");
     return windows_->CanSplit() ? QString() : tr("There is only one tab here, or no room for another pane.");
   };
+  const auto search = [this] {
+    const ZKWindow* window = windows_->Active();
+    SearchField* field = window ? window->Search() : nullptr;
+    return field && field->isEnabled() ? field : nullptr;
+  };
+  menus.Register(CommandId::EditFind,
+                 {[this, search] {
+                    if (SearchField* field = search()) field->Begin();
+                  },
+                  [this, search] { return search() ? QString() : tr("There is nothing to search here."); }});
   menus.Register(CommandId::WindowCascade, {[this] { windows_->Cascade(); }, free});
   menus.Register(CommandId::WindowTile, {[this] { windows_->Tile(); }, free});
   menus.Register(CommandId::WindowSplitRight, {[this] { windows_->Split(true); }, split});

@@ -26,6 +26,7 @@ constexpr auto kCommandGlyphs = std::to_array<std::pair<CommandId, Glyph>>({
     {CommandId::EditCopy, Glyph::Copy},
     {CommandId::EditPaste, Glyph::Paste},
     {CommandId::EditRename, Glyph::Rename},
+    {CommandId::EditFind, Glyph::Search},
     {CommandId::EditOpen, Glyph::Open},
     {CommandId::EditQuickMenu, Glyph::More},
     {CommandId::OptionsPreferences, Glyph::Settings},

@@ -68,6 +68,8 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::EditQuickMenu, MenuId::Edit, "&Menu of the Selection", "",
      "Show what can be done with the selection of the active window", kChild, false},
     {CommandId::EditSelectAll, MenuId::Edit, "Select &All", "Ctrl+A", "Select every row", kChild, false},
+    {CommandId::EditFind, MenuId::Edit, "&Search in the Window", "Ctrl+F",
+     "Type words that the rows of the active window must hold", kFrame, false},
     {CommandId::ViewFind, MenuId::Edit, "&Find a Command...", "Ctrl+K",
      "Find a command, an instrument, a kind of data or an open document by its name", kFrame, false},
     {CommandId::None, MenuId::Edit, "", "", "", kFrame, false},

@@ -36,6 +36,7 @@ enum class CommandId : int {
   EditCopy = 57634,
   EditPaste = 57637,
   EditRename = 320,
+  EditFind = 322,
   EditCopyNames = 321,
   EditOpen = 518,
   EditQuickMenu = 1011,

@@ -174,6 +174,7 @@ bool DocumentWindow::SaveOverChanged(const std::string& path) {
 
 bool DocumentWindow::VerifyBusy() {
   if (!document_->IsBusy()) return true;
+  emit Asking();
   MessagePrompt prompt;
   prompt.title = WindowName();
   prompt.text = kBusyQuestion;
@@ -185,6 +186,7 @@ bool DocumentWindow::VerifyBusy() {
 
 bool DocumentWindow::VerifyModified() {
   if (!document_->IsModified()) return true;
+  emit Asking();
   MessagePrompt prompt;
   prompt.title = WindowName();
   prompt.text = "Save the changes to " + document_->Title() + "?";

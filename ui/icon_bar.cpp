@@ -1,5 +1,6 @@
 #include "ui/icon_bar.h"
 #include "ui/plain_text.h"
+#include "ui/style/spoken.h"
 
 #include <QHelpEvent>
 #include <QMouseEvent>
@@ -27,6 +28,7 @@ QString TooltipOf(const QString& commandText) {
 TZKIconBar2::TZKIconBar2(QWidget* parent) : QWidget(parent) {
   setMouseTracking(true);
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+  SetRole(this, QAccessible::ToolBar);
   setAccessibleName(tr("Control bar"));
 }
 

@@ -9,6 +9,7 @@
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -90,6 +91,8 @@ void MidiActivityDock::Rebuild() {
   auto* scroll = new QScrollArea;
   scroll->setWidgetResizable(true);
   scroll->setFrameShape(QFrame::NoFrame);
+  SetRole(scroll, QAccessible::Pane);
+  SetAccessibleName(scroll, tr("Activity of the MIDI ports"));
   scroll->setWidget(content);
   delete widget();
   setWidget(scroll);

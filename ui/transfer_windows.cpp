@@ -12,6 +12,7 @@
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/spoken.h"
 #include "ui/style/widget_style.h"
 
 namespace tonalith {
@@ -255,7 +256,9 @@ ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QW
     : QDialog(parent), list_(new QListWidget(this)) {
   SetTitle(this, tr("Cancel Sending"));
   auto* column = new QVBoxLayout(this);
-  column->addWidget(new PlainLabel(tr("Stop sending on these MIDI output ports:"), this));
+  auto* head = new PlainLabel(tr("Stop &sending on these MIDI output ports:"), this);
+  head->setBuddy(list_);
+  column->addWidget(head);
   DressList(list_);
   list_->setSelectionMode(QAbstractItemView::MultiSelection);
   for (const auto& name : portNames) list_->addItem(ShownUtf8(name));
@@ -265,7 +268,9 @@ ZKCancelTransmit::ZKCancelTransmit(const std::vector<std::string>& portNames, QW
   column->addWidget(buttons);
   QPushButton* ok = buttons->button(QDialogButtonBox::Ok);
   SetPrimary(ok);
-  const auto update = [this, ok] { ok->setEnabled(!list_->selectedItems().isEmpty()); };
+  const auto update = [this, ok] {
+    EnableUnless(ok, list_->selectedItems().isEmpty() ? tr("No port is chosen.") : QString());
+  };
   connect(list_, &QListWidget::itemSelectionChanged, this, update);
   connect(list_, &QListWidget::itemDoubleClicked, this, &QDialog::accept);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);

@@ -13,6 +13,12 @@ void ZKWindow::closeEvent(QCloseEvent* event) {
   event->accept();
 }
 
+QString ZKWindow::RefusalOf(CommandId command) const {
+  if (CommandEnabled(command)) return {};
+  const QString reason = CommandRefusal(command);
+  return reason.isEmpty() ? tr("The active window has nothing for this command.") : reason;
+}
+
 bool ZKWindow::CloseAsked() {
   QWidget* outer = parentWidget() && parentWidget()->inherits("QMdiSubWindow") ? parentWidget() : this;
   return outer->close();

@@ -11,6 +11,8 @@
 
 namespace tonalith {
 
+class SearchField;
+
 // An instrument on a MIDI output.
 struct MidiRoute {
   int outPort = 0;
@@ -34,6 +36,10 @@ class ZKWindow : public QWidget {
     (void)command;
     return {};
   }
+  // Empty when the command is on, else a sentence.
+  QString RefusalOf(CommandId command) const;
+  // Where words are typed that the rows must hold; null: the window has no such field.
+  virtual SearchField* Search() const { return nullptr; }
   // The file the window shows (UTF-8); empty: none.
   virtual std::string FilePath() const { return {}; }
   // What the window's tab says, as it stands; empty: the title.
@@ -65,6 +71,8 @@ class ZKWindow : public QWidget {
   void InspectChanged();
   // What is being typed elsewhere for this window has to be taken now: it is about to be used.
   void TakeEdits();
+  // A question about the window follows: it should be seen.
+  void Asking();
   // For the frame's status line.
   void StatusMessage(const QString& text);
   // The window is about to close; its place is still what the user made it.

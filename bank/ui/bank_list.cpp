@@ -308,11 +308,9 @@ void ZKBankListCtrl::SetHover(int patch) {
 
 void ZKBankListCtrl::mouseDoubleClickEvent(QMouseEvent* event) {
   const QModelIndex index = indexAt(event->pos());
-  if (!index.isValid() || event->button() != Qt::LeftButton) return QListView::mouseDoubleClickEvent(event);
-  if (visualRect(index).contains(event->pos()) && model_->flags(index) & Qt::ItemIsEditable)
-    edit(index);
-  else
-    emit Opened(index.row());
+  const bool name = index.isValid() && visualRect(index).contains(event->pos());
+  if (name && event->button() == Qt::LeftButton && model_->flags(index) & Qt::ItemIsEditable) return edit(index);
+  QListView::mouseDoubleClickEvent(event);
 }
 
 bool ZKBankListCtrl::viewportEvent(QEvent* event) {
@@ -331,6 +329,13 @@ void ZKBankListCtrl::RenameCurrent() {
   const QModelIndex name = model_->index(CurrentPatch(), BankListModel::kName);
   setCurrentIndex(name);
   if (model_->flags(name) & Qt::ItemIsEditable) edit(name);
+}
+
+void ZKBankListCtrl::TakeName() {
+  QWidget* editor = state() == EditingState ? indexWidget(currentIndex()) : nullptr;
+  if (!editor) return;
+  commitData(editor);
+  closeEditor(editor, QAbstractItemDelegate::NoHint);
 }
 
 int ZKBankListCtrl::CurrentPatch() const {

@@ -37,6 +37,8 @@ class ZKBankListCtrl final : public QListView {
   BankListModel* bankModel() const { return model_; }
   // Starts editing the name of the current patch.
   void RenameCurrent();
+  // A name that is being edited becomes the patch's.
+  void TakeName();
   int CurrentPatch() const;
   // From the first, in order.
   std::vector<int> SelectedPatches() const;
@@ -50,10 +52,6 @@ class ZKBankListCtrl final : public QListView {
   void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
   void doItemsLayout() override;
   void selectAll() override;
-
- signals:
-  // The patch was double-clicked beside its name.
-  void Opened(int patch);
 
  protected:
   QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;

@@ -22,6 +22,7 @@
 #include "ui/style/empty_state.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/tool_row.h"
 
 namespace tonalith {
@@ -80,6 +81,7 @@ void TZKBank::BuildTools() {
   AddTool(Glyph::Get, CommandId::MidiGet, tr("Get"));
   send_ = tools_->Add(Glyph::Send, tr("Send"), CommandTip(CommandId::MidiTransmit), true);
   connect(send_, &QToolButton::clicked, this, [this] {
+    emit TakeEdits();
     RunCommand(CommandEnabled(CommandId::MidiSendChanged) ? CommandId::MidiSendChanged : CommandId::MidiTransmit);
   });
   AddTool(Glyph::Undo, CommandId::EditUndo, tr("Undo"));
@@ -117,6 +119,7 @@ void TZKBank::BuildList() {
     emit StateChanged();
     emit InspectChanged();
   });
+  connect(this, &ZKWindow::TakeEdits, list_, &ZKBankListCtrl::TakeName);
   connect(filter_, &SearchField::WordsChanged, this, [this] {
     const int hits = list_->SetFilter(filter_->Words());
     filter_->SetHits(filter_->Words().IsEmpty() ? -1 : hits);
@@ -201,14 +204,14 @@ void TZKBank::RefreshHeader() {
 }
 
 void TZKBank::RefreshTools() {
-  for (const auto& [command, button] : buttons_) button->setEnabled(CommandEnabled(command));
+  for (const auto& [command, button] : buttons_) EnableUnless(button, RefusalOf(command));
   for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
   const bool some = CommandEnabled(CommandId::MidiSendChanged);
   const std::vector<std::uint8_t> changed = ChangedPatches();
   send_->setText(some ? tr("Send %1 changed").arg(std::count(changed.begin(), changed.end(), 1)) : tr("Send"));
   SetAccessibleName(send_, send_->text());
-  SetToolTip(send_, CommandTip(some ? CommandId::MidiSendChanged : CommandId::MidiTransmit));
-  send_->setEnabled(CommandEnabled(CommandId::MidiTransmit));
+  EnableUnless(send_, RefusalOf(CommandId::MidiTransmit),
+               CommandTip(some ? CommandId::MidiSendChanged : CommandId::MidiTransmit));
 }
 
 InspectorContent TZKBank::Inspect() {
@@ -271,6 +274,7 @@ void TZKBank::CopyNames() {
 }
 
 void TZKBank::RunCommand(CommandId command) {
+  emit TakeEdits();
   if (!CommandEnabled(command)) return;
   switch (command) {
     case CommandId::EditRename:

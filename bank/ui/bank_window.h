@@ -39,6 +39,7 @@ class TZKBank final : public InstrumentWindow {
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
   InspectorContent Inspect() override;
+  SearchField* Search() const override { return filter_; }
 
   DataFile* dataFile() const override { return bank_.dataFile(); }
   void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }

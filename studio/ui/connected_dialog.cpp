@@ -8,6 +8,7 @@
 #include "studio/ui/search_rows.h"
 #include "ui/plain_text.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -68,8 +69,10 @@ void ConnectedDialog::SearchAll() {
 }
 
 void ConnectedDialog::ShowButtons(bool running) {
-  mine_->setEnabled(!running && !studio_.instruments().empty());
-  all_->setEnabled(!running);
+  const QString busy = running ? tr("A search is running.") : QString();
+  EnableUnless(all_, busy);
+  EnableUnless(mine_,
+               busy.isEmpty() && studio_.instruments().empty() ? tr("The studio has no instruments yet.") : busy);
 }
 
 void ConnectedDialog::done(int result) {

@@ -22,6 +22,7 @@
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -225,7 +226,7 @@ void InstallFromDlg::ChooseFolder() {
 }
 
 void InstallFromDlg::UpdateState() {
-  install_->setEnabled(!Chosen().empty());
+  EnableUnless(install_, Chosen().empty() ? tr("No package is checked.") : QString());
 }
 
 std::vector<std::string> InstallFromDlg::Chosen() const {

@@ -25,6 +25,7 @@
 #include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -131,10 +132,12 @@ void InstallFromWebDlg::SetBusy(bool busy) {
 void InstallFromWebDlg::UpdateState() {
   bool any = false;
   for (int i = 0; i < list_->count(); ++i) any = any || list_->item(i)->checkState() == Qt::Checked;
-  connect_->setEnabled(!busy_ && !site_->text().trimmed().isEmpty());
-  start_->setEnabled(!busy_ && any);
+  const QString busy = busy_ ? tr("The server is being asked.") : QString();
+  const auto unless = [&busy](bool ready, const QString& reason) { return busy.isEmpty() && !ready ? reason : busy; };
+  EnableUnless(connect_, unless(!site_->text().trimmed().isEmpty(), tr("Type the address of a server first.")));
+  EnableUnless(start_, unless(any, tr("No package is checked.")));
   places_->setCurrentIndex(list_->count() > 0 ? 1 : 0);
-  installed_->setEnabled(!busy_ && list_->count() > 0);
+  EnableUnless(installed_, unless(list_->count() > 0, tr("There are no packages yet.")));
   list_->setEnabled(!busy_);
   connect_->setDefault(list_->count() == 0);
 }

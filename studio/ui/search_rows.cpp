@@ -13,6 +13,7 @@
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -158,7 +159,7 @@ void SearchRows::ShowState() {
   if (!search_.rows().empty()) summary_->setText(text);
   const bool stopHadFocus = stop_->hasFocus();
   stop_->setVisible(running);
-  stop_->setEnabled(running);
+  EnableUnless(stop_, running ? QString() : tr("No search is running."));
   again_->setVisible(!running && missing > 0);
   if (stopHadFocus && !running) (again_->isVisible() ? static_cast<QWidget*>(again_) : rows_)->setFocus();
 }

@@ -224,6 +224,8 @@ void ZKStudioTree::AddInstrumentRow(ZKDrvList* instrument) {
     const int column = input ? kIn : kOut;
     row->setText(column, ShownUtf8(port));
     row->setData(column, kMarksRole, MarksOf({PortStateMark(state)}));
+    row->setData(column, Qt::AccessibleTextRole,
+                 port.empty() ? PortStateText(state) : ShownUtf8(port) + ", " + PortStateText(state));
     SetToolTip(row, column, port.empty() ? PortStateText(state) : ShownUtf8(port) + '\n' + PortStateText(state));
   }
   if (const Synth* synth = DeviceIdSynth(*instrument))

@@ -22,6 +22,7 @@
 #include "ui/style/list_delegate.h"
 #include "ui/style/search_field.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -132,10 +133,6 @@ void TZKDrvLst::BuildShortcuts() {
     connect(action, &QAction::triggered, this, run);
     addAction(action);
   };
-  shortcut(QKeySequence(Qt::CTRL | Qt::Key_F), [this] {
-    search_->setFocus(Qt::ShortcutFocusReason);
-    search_->selectAll();
-  });
   shortcut(QKeySequence::Delete, [this] {
     if (!search_->hasFocus()) RemoveSelected();
   });
@@ -242,7 +239,7 @@ void TZKDrvLst::ConnectViews() {
   connect(tree_, &ZKStudioTree::Moved, this, [this](int from, int to) { Moved(from, to); });
   connect(list_, &ZKStudioList::Moved, this, [this](int from, int to) { Moved(from, to); });
   connect(search_, &SearchField::WordsChanged, this, [this] {
-    Search();
+    Filter();
     SelectionChanged();
   });
   connect(search_, &QLineEdit::returnPressed, this, [this] { shown_->setFocus(); });
@@ -305,7 +302,7 @@ void TZKDrvLst::Refresh() {
     hint_->setText(tr(
         "No MIDI ports were found. Connect a MIDI interface or start JACK: new ports are noticed at once. To try the "
         "program without hardware, start it with --simulated."));
-  Search();
+  Filter();
   SelectionChanged();
 }
 
@@ -329,7 +326,7 @@ void TZKDrvLst::FillDrivers() {
   drivers_->setCurrentRow(std::min(row, drivers_->count() - 1));
 }
 
-void TZKDrvLst::Search() {
+void TZKDrvLst::Filter() {
   const SearchWords& words = search_->Words();
   const int inTree = tree_->Filter(words), inList = list_->Filter(words);
   const int hits = ShowsPanels() ? inList : inTree;
@@ -352,10 +349,13 @@ void TZKDrvLst::Search() {
 
 void TZKDrvLst::Select(const std::string& moduleFile) {
   for (auto it = studio_.instruments().rbegin(); it != studio_.instruments().rend(); ++it) {
-    if ((*it)->moduleFile != moduleFile) continue;
-    tree_->SetCurrentNode(it->get());
-    return list_->SetCurrentInstrument(it->get());
+    if ((*it)->moduleFile == moduleFile) return SelectInstrument(it->get());
   }
+}
+
+void TZKDrvLst::SelectInstrument(const ZKDrvList* instrument) {
+  tree_->SetCurrentNode(instrument);
+  list_->SetCurrentInstrument(instrument);
 }
 
 ZKDrvList* TZKDrvLst::CurrentNode() const {
@@ -393,11 +393,11 @@ void TZKDrvLst::SelectionChanged() {
 void TZKDrvLst::UpdateState() {
   const ZKDrvList* node = CurrentNode();
   const bool driver = node && !node->IsInstrument();
-  get_->setEnabled(driver);
-  create_->setEnabled(driver);
+  const QString none = driver ? QString() : tr("Choose a kind of data below an instrument first.");
+  for (QToolButton* button : {get_, create_}) EnableUnless(button, none);
   settings_->setEnabled(node != nullptr);
   remove_->setEnabled(node != nullptr);
-  sense_->setEnabled(host_.autoConfig() != nullptr);
+  EnableUnless(sense_, host_.autoConfig() ? QString() : tr("MIDI is not running."));
   connected_->setEnabled(host_.autoConfig() != nullptr);
   undo_->setEnabled(!removed_.empty());
   emit StateChanged();

@@ -44,6 +44,8 @@ class TZKDrvLst final : public ZKWindow {
   void Refresh();
   // What is open, or its state, changed.
   void ShowDocuments();
+  // Makes this instrument the current one.
+  void SelectInstrument(const ZKDrvList* instrument);
   // Makes the last instrument of a module the current one.
   void Select(const std::string& moduleFile);
   // The current driver or instrument of the view that is shown; null when there is none.
@@ -86,6 +88,7 @@ class TZKDrvLst final : public ZKWindow {
   WindowType TypeCode() const override { return WindowType::Studio; }
   bool VerifyClose() override { return true; }
   bool CommandEnabled(CommandId command) const override;
+  SearchField* Search() const override { return search_; }
   void RunCommand(CommandId command) override;
 
  protected:
@@ -115,7 +118,7 @@ class TZKDrvLst final : public ZKWindow {
   void BuildAddMenu(QMenu* menu);
   void Change(ZKDrvList* node, const InstrumentChange& change);
   void FillDrivers();
-  void Search();
+  void Filter();
   void SelectionChanged();
   void Moved(int from, int to);
   void UpdateState();

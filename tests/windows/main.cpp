@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "control_walk.h"
 #include "stall_probe.h"
 
 #include "ui/style/look.h"
@@ -10,5 +11,6 @@ int main(int argc, char** argv) {
   tonalith::ProbedApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);
   tonalith::SetLook(tonalith::Look::Light);
+  new tonalith::ControlWatch(&application);
   return RUN_ALL_TESTS();
 }

@@ -14,6 +14,7 @@
 #include "ui/style/colours.h"
 #include "ui/style/flow_layout.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/tool_row.h"
 
 namespace tonalith {
@@ -130,6 +131,8 @@ TZKMon::TZKMon(MonitorRegistry& registry, QWidget* parent)
     row->addWidget(label);
   }
   layout->addWidget(legend);
+  SetRole(scroll_, QAccessible::Pane);
+  SetAccessibleName(scroll_, tr("Keys that are held"));
   scroll_->setWidget(keyboard_);
   scroll_->setFrameShape(QFrame::NoFrame);
   scroll_->setWidgetResizable(true);

@@ -18,6 +18,7 @@
 #include "ui/style/document_header.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/tool_row.h"
 
 namespace tonalith {
@@ -94,6 +95,11 @@ QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
   if (role == kMarksRole && index.column() == kHolds) {
     const SysExName* name = PieceOf(row);
     return !row.complete || (name && name->damaged) ? MarksOf({Mark::Damaged}) : QVariant();
+  }
+  if (role == Qt::AccessibleTextRole && index.column() == kHolds) {
+    const QString marks = MarksText(MarksIn(data(index, kMarksRole)));
+    const QString holds = data(index, Qt::DisplayRole).toString();
+    return marks.isEmpty() ? holds : tr("%1, %2").arg(holds, marks);
   }
   if (role != Qt::DisplayRole) return {};
   switch (index.column()) {
@@ -173,7 +179,7 @@ void RawSysExWindow::BuildTools(QBoxLayout* column) {
   auto* row = new ToolRow(this);
   QToolButton* send =
       row->Add(Glyph::Send, tr("Send"), tr("Send the selected messages, or all of them, as they are"), true);
-  send->setEnabled(port_->count() > 0);
+  EnableUnless(send, port_->count() > 0 ? QString() : CommandRefusal(CommandId::MidiTransmit));
   QToolButton* open =
       row->Add(Glyph::Open, tr("Open as Data"), tr("Open the selected messages as data of their instrument"));
   open->setEnabled(services_.openData != nullptr);

@@ -110,7 +110,6 @@ CommandList::CommandList(const QString& what, QWidget* parent)
   setFrameShape(QFrame::StyledPanel);
   list_->setModel(model_);
   list_->setUniformItemSizes(true);
-  list_->setFocusPolicy(Qt::NoFocus);
   SetAccessibleName(list_, what);
   DressList(list_);
   auto* stack = new QVBoxLayout;
@@ -125,6 +124,7 @@ CommandList::CommandList(const QString& what, QWidget* parent)
   connect(field_, &SearchField::Left, this, &QWidget::close);
   connect(field_, &QLineEdit::returnPressed, this, &CommandList::RunCurrent);
   connect(list_, &QListView::clicked, this, &CommandList::RunCurrent);
+  connect(list_, &QListView::activated, this, &CommandList::RunCurrent);
 }
 
 CommandList::~CommandList() = default;
@@ -171,7 +171,8 @@ void CommandList::Move(int by) {
 
 void CommandList::RunCurrent() {
   const QModelIndex index = list_->currentIndex();
-  if (!index.isValid() || !model_->At(index.row()).enabled) return;
+  // Where one click activates, two signals ask for it.
+  if (!isVisible() || !index.isValid() || !model_->At(index.row()).enabled) return;
   const auto run = model_->At(index.row()).run;
   close();
   // Behind the popup's own events: what runs may open a window or close this one.

@@ -69,6 +69,18 @@ SearchField::SearchField(const QString& what, QWidget* parent) : QLineEdit(paren
   });
 }
 
+void SearchField::Begin() {
+  setFocus(Qt::ShortcutFocusReason);
+  selectAll();
+}
+
+void SearchField::ServeDialog(QWidget* dialog) {
+  auto* find = new QAction(dialog);
+  find->setShortcut(QKeySequence::Find);
+  connect(find, &QAction::triggered, this, &SearchField::Begin);
+  dialog->addAction(find);
+}
+
 void SearchField::SetHits(int hits) {
   if (hits == hits_) return;
   hits_ = hits;

@@ -33,6 +33,10 @@ class SearchField : public QLineEdit {
   // How many were found, shown in the field; below 0: nothing is shown.
   void SetHits(int hits);
   int Hits() const { return hits_; }
+  // The keyboard goes to the field, and what stands in it is replaced by what is typed.
+  void Begin();
+  // Ctrl+F goes to the field from everywhere in a dialog.
+  void ServeDialog(QWidget* dialog);
   // What an empty list says: that nothing fits, and what to try.
   QString NothingFound() const;
 

@@ -8,6 +8,7 @@
 
 #include "ui/style/plain_text.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -96,6 +97,7 @@ void PaintMark(QPainter* painter, const QRect& place, Mark mark) {
 
 MarkLabel::MarkLabel(QWidget* parent) : QWidget(parent) {
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+  SetRole(this, QAccessible::StaticText);
 }
 
 MarkLabel::MarkLabel(Mark mark, bool withWords, QWidget* parent) : MarkLabel(parent) {

@@ -10,6 +10,7 @@
 
 #include "ui/style/plain_text.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -52,6 +53,7 @@ StripRow::StripRow(QWidget* parent)
       timeLeft_(new PlainLabel(this)),
       cancel_(new QPushButton(tr("Cancel"), this)) {
   setFocusPolicy(Qt::StrongFocus);
+  SetRole(this, QAccessible::Button);
   setCursor(Qt::PointingHandCursor);
   what_->setFont(HeadingFont(font()));
   for (PlainLabel* label : {progress_, timeLeft_}) {
@@ -95,7 +97,7 @@ void StripRow::SetState(const StripState& state) {
   bar_->setVisible(moves);
   bar_->setAccessibleName(tr("Progress"));
   cancel_->setVisible(moves);
-  cancel_->setEnabled(state.canCancel);
+  EnableUnless(cancel_, state.canCancel ? QString() : tr("It can no longer be cancelled."));
   SetAccessibleName(cancel_, tr("Cancel %1").arg(state.what));
   QStringList said = {state.what, state.progress, state.timeLeft};
   said.removeAll(QString());

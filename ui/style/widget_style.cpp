@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/widget_painting.h"
 #include "ui/style/widget_parts.h"
 
@@ -66,6 +67,7 @@ WidgetStyle::WidgetStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
 
 void WidgetStyle::polish(QWidget* widget) {
   QProxyStyle::polish(widget);
+  NameAsShown(widget);
   // What answers to the pointer is drawn again when it comes and goes.
   if (widget->focusPolicy() != Qt::NoFocus && !qobject_cast<QAbstractScrollArea*>(widget))
     widget->setAttribute(Qt::WA_Hover);
