@@ -3,6 +3,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QLineEdit>
 #include <QMdiSubWindow>
 #include <QTest>
 
@@ -15,6 +16,8 @@
 #include "platform/atomic_file.h"
 #include "services/paths.h"
 #include "services/window_places.h"
+#include "studio/ui/studio_window.h"
+#include "ui/style/search_field.h"
 #include "ui/style/strip_row.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
@@ -193,6 +196,42 @@ TEST_F(WorkspaceTest, TheProgramIsLeftFromTheWindowOfAReceive) {
   ASSERT_TRUE(MakeActive(window));
   PressKey(window, Qt::Key_Q, Qt::ControlModifier);
   EXPECT_TRUE(WaitFor([this] { return !frame().isVisible(); }, 5000)) << LogText();
+}
+
+TEST_F(WorkspaceTest, WhatIsTypedCountsAndWhatIsMeantIsInFront) {
+  Start({"cancel"});
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  TZKDrvLst* studio = parts().studio.Show();
+  frame().workspace().windows().Activate(bank);
+  PressShortcut(&frame(), Qt::Key_F, Qt::ControlModifier);
+  EXPECT_TRUE(bank->filter()->hasFocus());
+  // A name that is still open is part of what Send sends.
+  bank->list()->setFocus();
+  frame().RunCommand(CommandId::EditRename);
+  auto* editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+  ASSERT_NE(editor, nullptr);
+  editor->selectAll();
+  TypeText(editor, "TYPED");
+  const auto unsent = [this] { return parts().studio.OpenDocuments().front().unsent; };
+  EXPECT_FALSE(unsent());
+  frame().RunCommand(CommandId::EditSelectAll);
+  EXPECT_EQ(bank->document().GetPatchName(0), "TYPED");
+  EXPECT_TRUE(unsent());
+  frame().RunCommand(CommandId::MidiTransmit);
+  ASSERT_TRUE(Idle(bank));
+  EXPECT_FALSE(unsent());
+  // A question shows the window it is about.
+  Open("Kawai K4", "Multi Bank", false);
+  ASSERT_NE(frame().ActiveChild(), bank);
+  EXPECT_FALSE(frame().close());
+  EXPECT_EQ(frame().ActiveChild(), bank);
+  // Pictures choose their instrument.
+  StudioDock& dock = frame().workspace().dock();
+  dock.ShowIcons(true);
+  const ZKDrvList* last = program_->studio()->instruments().back().get();
+  emit dock.Chosen(const_cast<ZKDrvList*>(last));
+  EXPECT_EQ(studio->CurrentNode(), last);
+  EXPECT_FALSE(dock.ShowsIcons());
 }
 
 }  // namespace
