@@ -2,6 +2,7 @@
 
 #include "cli/command_help.h"
 #include "cli/commands_authoring.h"
+#include "cli/commands_bank.h"
 #include "cli/commands_check.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
@@ -108,6 +109,8 @@ const std::vector<CliCommand>& CliCommands() {
        WithModules<RunNames>},
       {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails, RunMonitor},
       {"rename", CliGroup::Files, "gives a patch of a data file another name", RenameForms, RenameDetails, RunRename},
+      {"bank", CliGroup::Files, "rearranges the patches of a bank, tells what its slots hold", BankForms, BankDetails,
+       RunBank},
       {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
        RunImport},
       {"export", CliGroup::Files, "writes data as a MIDI file or as raw SysEx", ExportForms, ExportDetails, RunExport},
