@@ -31,17 +31,8 @@ std::size_t SizeOf(const std::vector<ChartMessage>& messages) {
 
 }  // namespace
 
-std::string ChartPlayer::Obstacle(const ChartType& type) {
-  if (type.Find("script get") || type.Find("script put")) return "it has a script";
-  if (type.exchange) return "it has an exchange of its own";
-  if (type.dump.empty()) return "it is address-based";
-  if (!std::all_of(type.dump.begin(), type.dump.end(), HasData)) return "one of its messages holds no data";
-  if (type.Find("inner sum")) return "its data has a checksum inside";
-  return {};
-}
-
 ChartPlayer::ChartPlayer(const ChartInstrument& chart, const ChartType& type, int device)
-    : chart_(chart), type_(type), device_(device), get_(type.get), put_(type.put) {
+    : ChartPeer(chart, type, device), get_(type.get), put_(type.put) {
   if (!type.getSaid && !type.request.empty()) {
     ChartStep ask;
     ask.message = type.request;
@@ -53,30 +44,8 @@ ChartPlayer::ChartPlayer(const ChartInstrument& chart, const ChartType& type, in
     dump.message = type.dump.front();
     put_.push_back(dump);
   }
-  const std::size_t count = type.patchwise ? static_cast<std::size_t>(type.slots) : 1;
-  for (std::size_t i = 0; i < count; ++i) memory_.push_back(Sample(static_cast<std::uint32_t>(i)));
+  Fill();
   if (type.variable.letter) values_[type.variable.letter] = type.variable.value;
-}
-
-ChartData ChartPlayer::Sample(std::uint32_t seed) const {
-  ChartData data;
-  for (const ChartMessage& message : type_.dump) {
-    const ChartData more = SampleData(message, seed * 7 + static_cast<std::uint32_t>(data.size()));
-    data.insert(data.end(), more.begin(), more.end());
-  }
-  return data;
-}
-
-int ChartPlayer::First() const {
-  return ChartFirstPatch(type_);
-}
-
-ChartValues ChartPlayer::Values(std::size_t index) const {
-  ChartValues values;
-  if (chart_.device.letter) values[chart_.device.letter] = device_;
-  if (type_.variable.letter) values[type_.variable.letter] = type_.variable.value;
-  values[kPatchLetter] = First() + static_cast<int>(index);
-  return values;
 }
 
 std::size_t ChartPlayer::Current() const {
@@ -85,46 +54,9 @@ std::size_t ChartPlayer::Current() const {
   return std::min(static_cast<std::size_t>(std::max(patch->second - First(), 0)), memory_.size() - 1);
 }
 
-ChartPlayer::Messages ChartPlayer::WholeOf(std::size_t index) const {
-  Messages messages;
-  std::size_t used = 0;
-  for (const ChartMessage& message : type_.dump) {
-    // Data of any size is a message of its own.
-    messages.push_back(MessageBytes(message, Values(index), memory_[index], &used));
-  }
-  return messages;
-}
-
-ChartPlayer::Messages ChartPlayer::Panel() const {
-  Messages messages;
-  for (std::size_t i = 0; i < memory_.size(); ++i)
-    for (auto& message : WholeOf(i)) messages.push_back(std::move(message));
-  return messages;
-}
-
-std::vector<std::uint8_t> ChartPlayer::Image(std::size_t index, const ChartData& data) const {
-  std::vector<std::uint8_t> image;
-  std::size_t used = 0;
-  for (const ChartMessage& message : type_.dump) {
-    const auto bytes = MessageBytes(message, Values(index), data, &used);
-    image.insert(image.end(), bytes.begin(), bytes.end());
-  }
-  return image;
-}
-
 ChartData ChartPlayer::DataOf(std::span<const std::uint8_t> image) const {
-  ChartData data;
-  bool right = true;
-  std::size_t at = 0;
-  for (const ChartMessage& message : type_.dump) {
-    const auto end = std::find(image.rbegin(), image.rend(), kEnd);
-    const std::size_t whole = static_cast<std::size_t>(image.rend() - end);  // more is not used
-    const std::size_t size = message.size ? message.size : whole - std::min(whole, at);
-    ChartValues any;
-    right = right && at + size <= image.size() && MatchMessage(message, image.subspan(at, size), &any, &data);
-    at += size;
-  }
-  if (right) return data;
+  ChartData data = ChartPeer::DataOf(image);
+  if (!data.empty()) return data;
   // It is kept as it came.
   for (const ChartStep& step : get_) {
     ChartData other;
@@ -133,32 +65,6 @@ ChartData ChartPlayer::DataOf(std::span<const std::uint8_t> image) const {
     if (step.answered && MatchMessage(step.answer, image.first(size), &any, &other)) return other;
   }
   return {};
-}
-
-bool ChartPlayer::File(std::vector<std::uint8_t>* bytes) const {
-  bytes->clear();
-  const bool said = type_.Find("file") && !type_.forms.empty() && !type_.forms.front().onlyFor;
-  for (std::size_t i = 0; i < memory_.size(); ++i) {
-    if (!said) {
-      const auto image = Image(i, memory_[i]);
-      bytes->insert(bytes->end(), image.begin(), image.end());
-      continue;
-    }
-    std::size_t used = 0;
-    for (const auto& [name, message] : type_.forms.front().messages) {
-      if (HasData(message) && DataSize(message, 0) != DataSize(type_.dump.front(), 0)) return false;
-      // What the message leaves open is as in the image.
-      ChartValues values;
-      if (!MatchMessage(message, Image(i, memory_[i]), &values, nullptr)) values = Values(i);
-      auto made = MessageBytes(message, values, memory_[i], &used);
-      if (const auto image = Image(i, memory_[i]); image.size() == made.size())
-        for (const ChartItem& item : message.items)
-          if (item.kind == ChartItemKind::kByte && item.byte.mask == 0) made[item.offset] = image[item.offset];
-      bytes->insert(bytes->end(), made.begin(), made.end());
-    }
-    if (used != memory_[i].size()) return false;
-  }
-  return true;
 }
 
 bool ChartPlayer::ChoosesPatch() const {
@@ -170,8 +76,28 @@ bool ChartPlayer::ChoosesPatch() const {
          std::any_of(get_.begin(), get_.end(), [&](const ChartStep& step) { return chooses(step) && !pause(step); });
 }
 
+bool ChartPlayer::Gets() const {
+  return !get_.empty();
+}
+
+bool ChartPlayer::StartsAtPanel() const {
+  return type_.getSaid && !get_.empty() && get_.front().kind != ChartStep::Kind::kMessage;
+}
+
+bool ChartPlayer::Confirms() const {
+  return std::any_of(put_.begin(), put_.end(), [](const ChartStep& step) { return step.answered && !step.anyway; });
+}
+
 bool ChartPlayer::CanRefuse() const {
   return std::any_of(put_.begin(), put_.end(), [](const ChartStep& step) { return !step.refused.empty(); });
+}
+
+std::vector<std::string> ChartPlayer::Sentences() const {
+  std::vector<std::string> sentences;
+  for (const ChartStep& step : put_)
+    for (const ChartStep::Refusal& refusal : step.refused)
+      if (!refusal.sentence.empty()) sentences.push_back(refusal.sentence);
+  return sentences;
 }
 
 ChartPlayer::Messages ChartPlayer::OnBytes(std::span<const std::uint8_t> bytes) {
@@ -182,10 +108,8 @@ ChartPlayer::Messages ChartPlayer::OnBytes(std::span<const std::uint8_t> bytes) 
     pending_.push_back(byte);
     const bool whole = pending_.front() == kSysEx ? byte == kEnd : pending_.size() == LengthOf(pending_.front());
     if (!whole) continue;
-    for (auto& answer : OnMessage(pending_)) {
-      if (faults_.silent || (faults_.lostAnswers > 0 && faults_.lostAnswers-- > 0)) continue;
-      answers.push_back(std::move(answer));
-    }
+    for (auto& answer : OnMessage(pending_))
+      if (Arrives()) answers.push_back(std::move(answer));
     pending_.clear();
   }
   return answers;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <limits>
 #include <optional>
 
 #include "chart/chart_spelling.h"
@@ -466,12 +467,13 @@ class MessageReader {
 
   // What each checksum and each count is about.
   void SumRanges(std::vector<ChartItem>* items) {
-    std::optional<std::size_t> from;  // the item with which it begins
+    constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
+    std::size_t from = kNowhere;  // the item with which it begins
     bool marked = false;
     for (std::size_t i = 0; i < items->size(); ++i) {
       ChartItem& item = (*items)[i];
       if (item.kind == ChartItemKind::kSumFrom) marked = true;
-      if (item.kind == ChartItemKind::kSumFrom || (item.kind == ChartItemKind::kData && !from)) from = i;
+      if (item.kind == ChartItemKind::kSumFrom || (item.kind == ChartItemKind::kData && from == kNowhere)) from = i;
       if (item.kind == ChartItemKind::kCount || item.ahead) {
         std::size_t end = i + 1;
         while (end < items->size() && !EndsCount((*items)[end], item)) ++end;
@@ -483,17 +485,17 @@ class MessageReader {
         item.sumBehindAny = HasAny(*items, 0, i);
         if (item.ahead && end == i + 1)
           Wrong(item.at, "sum ahead", "there is no data behind the sum", "sum ahead (26)");
-        if (item.ahead) from.reset();
+        if (item.ahead) from = kNowhere;
       } else if (item.kind == ChartItemKind::kSum) {
-        if (!from) {
+        if (from == kNowhere) {
           Wrong(item.at, "sum", "there is no data before the sum", "< where the sum begins");
           continue;
         }
-        item.sumFrom = (*items)[*from].offset;
+        item.sumFrom = (*items)[from].offset;
         item.sumSize = item.offset - item.sumFrom;
-        item.sumsAny = HasAny(*items, *from, i);
-        item.sumBehindAny = HasAny(*items, 0, *from);
-        if (!marked) from.reset();
+        item.sumsAny = HasAny(*items, from, i);
+        item.sumBehindAny = HasAny(*items, 0, from);
+        if (!marked) from = kNowhere;
       }
     }
   }

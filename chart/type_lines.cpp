@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "chart/chart_spelling.h"
+#include "chart/inner_sum.h"
 #include "chart/message_bytes.h"
 #include "data/hex_text.h"
 #include "data/number_format.h"
@@ -199,11 +200,11 @@ class DescriptorWriter {
     if (*low) Put("patchMin", Num(*low), entry.valueAt);
     Put("patchMax", Num(*high), entry.valueAt);
     const int place = type_.dump.empty() ? -1 : type_.dump.front().PlaceOf(kPatchLetter);
-    // One of 14 bits, or beyond a base, is put there by the steps.
-    if (place < 0 || !address_.areas.empty() || !type_.dump.front().IsPlain(kPatchLetter)) return;
+    if (place < 0 || !address_.areas.empty()) return;
     Put("patchNumberInImage", "1", entry.valueAt);
-    Put("patchNumberOffset", Num(place), entry.valueAt);
     Put("patchNumber", Num(*low), entry.valueAt);
+    // One of 14 bits, or beyond a base, is put there by the steps.
+    if (type_.dump.front().IsPlain(kPatchLetter)) Put("patchNumberOffset", Num(place), entry.valueAt);
   }
 
   // The way of numbering that shows the first and the last patch so.
@@ -329,31 +330,6 @@ class DescriptorWriter {
         Put(std::string(direction) == "get" ? "receive" : "transmit", entry->value, entry->valueAt);
   }
 
-  // Checksums inside the data: `vector voice 16 574 588`, `sum plus a5 16 2296 0 times 16 step 2299`
-  void InnerSum(const ChartEntry& entry, ChartLines* verify) {
-    std::vector<std::string> words;
-    for (const std::string& word : SplitText(entry.value, ' '))
-      if (!word.empty()) words.push_back(word);
-    // The kind may have digits in its words: the places are the first three numbers that follow each other.
-    const auto number = [&](std::size_t i) { return i < words.size() && ParseInteger(words[i]); };
-    std::size_t first = 0;
-    while (first < words.size() && !(number(first) && number(first + 1) && number(first + 2))) ++first;
-    std::string kind, numbers;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-      const bool option = i > first && !number(i) && words[i] != "any";
-      std::string& text = i < first ? kind : numbers;
-      text += (text.empty() ? "" : option ? " | " : " ") + words[i];
-    }
-    if (first + 2 >= words.size()) {
-      problems_.Add(entry.valueAt, entry.value, "the places of the checksum are missing",
-                    "inner sum = vector voice 16 574 588");
-      return;
-    }
-    if (const auto code =
-            CodeOf("checksumType", SplitChartCell(entry.cell.Part(0, kind.size()), '\0').front(), &problems_))
-      verify->Put("verify", Num(*code) + " " + numbers, entry.valueAt);
-  }
-
   // Checksums: a single one of the data stands in the descriptor, others in lines of the first form.
   void Sums(ChartLines* verify) {
     PlacedSums sums;  // with the place of their message
@@ -364,7 +340,8 @@ class DescriptorWriter {
       at += message.size;
     }
     for (const ChartEntry& entry : type_.section->entries)
-      if (entry.key == "inner sum") InnerSum(entry, verify);
+      if (const auto sum = entry.key == "inner sum" ? ReadInnerSum(entry, &problems_) : std::nullopt)
+        verify->Put("verify", Num(sum->kind) + " " + sum->numbers, entry.valueAt);
     const bool plain = verify->text.empty() && sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise &&
                        type_.dump.size() == 1 && !sums[0].first->sumsAny;
     for (std::size_t i = 0; i < sums.size();) {

@@ -73,6 +73,8 @@ void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLa
 // `refused PATTERN "SENTENCE"` among the options of a step of an exchange: the messages as patterns, with their
 // sentences.
 std::vector<std::pair<std::string, std::string>> ExchangeRefusals(const std::string& step);
+// A step for one value of the section's letter: `{b}` as it is shown, `{b byte}` as it stands in messages.
+std::string ExchangeStep(const std::string& step, const ChartVariable& variable);
 // The step without the sentences.
 std::string WithoutSentences(const std::string& step);
 

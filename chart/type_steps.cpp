@@ -34,12 +34,9 @@ class StepWriter {
   void Write() {
     if (type_.Find("script get") || type_.Find("script put")) return;
     if (type_.exchange) {
-      // `{b}` as it is shown, `{b byte}` as it stands in messages.
-      const std::string byte = std::string("{") + type_.variable.letter + " byte}";
       for (const ChartEntry& entry : type_.exchange->entries) {
         if (entry.key != "get" && entry.key != "put") continue;
-        const std::string step = ReplaceAll(WithoutSentences(entry.value), byte, HexPair(type_.variable.value));
-        lines_.Put(entry.key, ChartShown(step, type_.variable), entry.valueAt);
+        lines_.Put(entry.key, ExchangeStep(WithoutSentences(entry.value), type_.variable), entry.valueAt);
       }
       return;
     }
@@ -526,6 +523,11 @@ std::vector<std::pair<std::string, std::string>> ExchangeRefusals(const std::str
     refusals.emplace_back(pattern, step.substr(one.open + 1, one.close - one.open - 1));
   }
   return refusals;
+}
+
+std::string ExchangeStep(const std::string& step, const ChartVariable& variable) {
+  const std::string byte = std::string("{") + variable.letter + " byte}";
+  return ChartShown(ReplaceAll(step, byte, HexPair(variable.value)), variable);
 }
 
 std::string WithoutSentences(const std::string& step) {

@@ -41,7 +41,10 @@ std::string Listed(const std::set<std::size_t>& patches) {
 class ModulePlay::Trial {
  public:
   Trial(Session& session, const ChartInstrument& chart, const ChartType& chartType, ZKDrvList* driver, int device)
-      : type(chartType), player(chart, chartType, device), rig_(session, TransferRig::Kind::Virtual) {
+      : type(chartType),
+        peer_(ChartPeer::Make(chart, chartType, device, &obstacle_)),
+        player(*peer_),
+        rig_(session, TransferRig::Kind::Virtual) {
     VirtualCableOptions options;
     options.bytesPerSecond = kCableRate;
     end_ = rig_.backend().CreateEndpoint(kPort, options);
@@ -77,11 +80,10 @@ class ModulePlay::Trial {
       data->transferMaskSize = mask.size();
     }
     bool begun = false;
-    const bool panel = !type.get.empty() && type.get.front().kind != ChartStep::Kind::kMessage;
     const auto watcher = [&](Transfer&) {
-      if (std::exchange(begun, true) || !panel || operation != TransferOperation::kReceive) return;
+      if (std::exchange(begun, true) || !player.StartsAtPanel() || operation != TransferOperation::kReceive) return;
       const std::lock_guard lock(mutex_);
-      for (const auto& message : player.Panel()) end_->Send(message, kAnswerDelayUs);
+      for (const auto& message : player.Panel(Patches())) end_->Send(message, kAnswerDelayUs);
     };
     Result result = rig_.Run(operation, data.get(), watcher);
     rig_.clock().SleepMs(kSettleMs);
@@ -114,7 +116,13 @@ class ModulePlay::Trial {
   }
 
   const ChartType& type;
-  ChartPlayer player;
+
+ private:
+  std::string obstacle_;
+  std::unique_ptr<ChartPeer> peer_;
+
+ public:
+  ChartPeer& player;
   DataFilePtr data;
   std::mutex& mutex() { return mutex_; }
 
@@ -174,7 +182,7 @@ bool ModulePlay::Send(Trial* trial) {
   }
   const Result result = trial->Run(TransferOperation::kTransmit);
   const std::lock_guard lock(trial->mutex());
-  const ChartPlayer& player = trial->player;
+  const ChartPeer& player = trial->player;
   if (!player.Unknown().empty())
     return Right(*trial, "sending", Shown(player.Unknown().front()) + " was sent, which the chart does not have.");
   if (!result.ok()) return Right(*trial, "sending", result.text);
@@ -196,13 +204,12 @@ bool ModulePlay::Refused(Trial* trial) {
   trial->player.SetFaults({false, 0, true});
   const Result result = trial->Run(TransferOperation::kTransmit);
   if (result.ok()) return Right(*trial, "sending", "the instrument said no, and the transfer counts as done.");
-  bool any = false, told = false;
-  for (const ChartStep& step : trial->type.put)
-    for (const ChartStep::Refusal& refusal : step.refused) {
-      any = any || !refusal.sentence.empty();
-      told = told || result.text.find(refusal.sentence) != std::string::npos;
-    }
-  return Right(*trial, "sending", any && !told ? "the instrument said no, and its sentence is not told." : "");
+  const auto sentences = trial->player.Sentences();
+  const bool told = std::any_of(sentences.begin(), sentences.end(), [&](const std::string& sentence) {
+    return result.text.find(sentence) != std::string::npos;
+  });
+  return Right(*trial, "sending",
+               !sentences.empty() && !told ? "the instrument said no, and its sentence is not told." : "");
 }
 
 bool ModulePlay::SilentGet(Trial* trial) {
@@ -226,8 +233,16 @@ bool ModulePlay::SilentSend(Trial* trial) {
 }
 
 bool ModulePlay::Lost(Trial* trial) {
+  const std::vector<std::uint8_t> before(BodySpan(*trial->data).begin(), BodySpan(*trial->data).end());
   trial->player.SetFaults({false, 1, false});
   const Result result = trial->Run(TransferOperation::kReceive);
+  if (!result.ok() && !trial->player.IsAskedAgain()) {
+    const auto after = BodySpan(*trial->data);
+    return Right(*trial, "getting",
+                 std::equal(after.begin(), after.end(), before.begin(), before.end())
+                     ? ""
+                     : "one answer got lost, the transfer failed, and the data is another than before.");
+  }
   if (!result.ok()) return Right(*trial, "getting", "one answer got lost: " + result.text);
   std::set<std::size_t> wrong;
   for (const std::size_t patch : trial->Patches())
@@ -238,7 +253,7 @@ bool ModulePlay::Lost(Trial* trial) {
 
 bool ModulePlay::File(Trial* trial) {
   std::vector<std::uint8_t> form, bytes;
-  if (!trial->player.File(&form)) return true;
+  const bool known = trial->player.File(&form);
   for (std::size_t i = 0; i < trial->player.Count(); ++i) trial->Put(i, trial->player.Patch(i));
   const Result rendered = RenderBytes(session_, trial->data.get(), &bytes);
   if (!rendered.ok()) return Right(*trial, "file", rendered.text);
@@ -249,7 +264,7 @@ bool ModulePlay::File(Trial* trial) {
   if (one && (found.pieces[0].instrument != name_ || found.pieces[0].dataType != trial->type.name)) {
     const std::string other =
         found.pieces[0].dataType + (found.pieces[0].instrument == name_ ? "" : " of the " + found.pieces[0].instrument);
-    mistakes_.push_back({trial->type.dump.front().at,
+    mistakes_.push_back({PlaceOf(trial->type, false),
                          trial->type.name + ": its file is taken for the " + other + ", which looks the same.", false});
     return true;
   }
@@ -263,7 +278,7 @@ bool ModulePlay::File(Trial* trial) {
     if (trial->player.DataOf(body.subspan(i * size, size)) != trial->player.Patch(i))
       return Right(*trial, "file", "what is exported and read again has another " + Listed({i}) + ".");
   }
-  if (bytes == form) return true;
+  if (!known || bytes == form) return true;
   const auto differs = std::mismatch(bytes.begin(), bytes.end(), form.begin(), form.end());
   return Right(*trial, "file",
                "what is exported is not as the chart's file: byte " + std::to_string(differs.first - bytes.begin()) +
@@ -274,14 +289,12 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
   using Step = bool (ModulePlay::*)(Trial*);
   const int standard = std::max(chart_.device.standard, chart_.device.first);
   const int other = standard == chart_.device.last ? chart_.device.first : chart_.device.last;
-  const bool panel = !type.get.empty() && type.get.front().kind != ChartStep::Kind::kMessage;
-  const ChartPlayer probe(chart_, type, standard);
-  const bool chooses = probe.ChoosesPatch();  // else the first trial says so
-  const bool gets = panel || !type.get.empty() || !type.request.empty();
+  std::string none;
+  const auto probe = ChartPeer::Make(chart_, type, standard, &none);
+  const bool chooses = probe->ChoosesPatch();  // else the first trial says so
+  const bool gets = probe->Gets(), asks = gets && !probe->StartsAtPanel() && chooses;
   ChartProblems ignored((std::string()));
   const bool sends = !IsChartReadonly(type, &ignored);
-  const bool answers = std::any_of(type.put.begin(), type.put.end(),
-                                   [](const ChartStep& step) { return step.answered && !step.anyway; });
   std::string done;
   const auto go = [&](bool wanted, const std::string& word, Step step, int device) {
     if (!wanted) return;
@@ -291,11 +304,12 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
   };
   go(gets, "got", &ModulePlay::Get, standard);
   go(sends, "sent", &ModulePlay::Send, standard);
-  go(sends && probe.CanRefuse(), "refused", &ModulePlay::Refused, standard);
-  go(gets && !panel && chooses, "silent", &ModulePlay::SilentGet, standard);
-  go(sends && answers, "sent without an answer", &ModulePlay::SilentSend, standard);
-  go(gets && !panel && chooses, "an answer lost", &ModulePlay::Lost, standard);
-  go(sends, "exported", &ModulePlay::File, standard);
+  go(sends && probe->CanRefuse(), "refused", &ModulePlay::Refused, standard);
+  go(asks, "silent", &ModulePlay::SilentGet, standard);
+  go(sends && probe->Confirms(), "sent without an answer", &ModulePlay::SilentSend, standard);
+  go(asks, "an answer lost", &ModulePlay::Lost, standard);
+  // Data that goes with acknowledgements is in files what it is without them.
+  go(sends && !type.Has("handshake"), "exported", &ModulePlay::File, standard);
   if (chart_.device.letter && other != standard) {
     const std::string device = " as device " + std::to_string(other);
     go(gets && chooses, "got" + device, &ModulePlay::Get, other);
@@ -308,7 +322,8 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
 void ModulePlay::Play() {
   for (const ChartType& type : chart_.types) {
     ZKDrvList* driver = DriverOf(type);
-    const std::string obstacle = driver ? ChartPlayer::Obstacle(type) : "the module does not have it";
+    std::string obstacle = "the module does not have it";
+    if (driver) ChartPeer::Make(chart_, type, std::max(chart_.device.standard, chart_.device.first), &obstacle);
     if (obstacle.empty())
       PlayType(type, driver);
     else

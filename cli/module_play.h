@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "chart/chart_player.h"
+#include "chart/chart_peer.h"
 #include "chart/instrument.h"
 #include "cli/session.h"
 

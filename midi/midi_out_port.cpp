@@ -10,7 +10,10 @@ namespace tonalith {
 namespace {
 
 constexpr std::int64_t kPaceStepMs = 100;
-constexpr std::int64_t kFinishUs = 1'000'000;  // what is queued may take so long when the port closes
+// What is queued may take so long when the port closes: with a known rate it is known what that carries, without one
+// the bytes go at the pace of a server.
+constexpr std::int64_t kFinishUs = 1'000'000;
+constexpr std::int64_t kFinishUnpacedUs = 3'000'000;
 
 std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
   return {static_cast<std::uint8_t>(packed), static_cast<std::uint8_t>(packed >> 8),
@@ -240,11 +243,12 @@ void MidiOutPort::BeginClosing() {
 }
 
 // A port that has more to send than it can in the time is cut at once.
-void MidiOutPort::FinishSending(std::int64_t deadlineUs) {
+void MidiOutPort::FinishSending(std::int64_t startUs) {
   if (!Alive()) return;
   std::unique_lock lock(mutex_);
   const std::uint32_t rate = EffectiveRate();
   const std::int64_t bytes = static_cast<std::int64_t>(waitingBytes_) + currentLength_.load();
+  const std::int64_t deadlineUs = startUs + (rate ? kFinishUs : kFinishUnpacedUs);
   if (rate && clock_.NowUs() + bytes * 1'000'000 / rate > deadlineUs) return;
   changed_.WaitUntil(lock, deadlineUs, [this] { return Idle() || closing_.load() || gone_.load(); });
 }
@@ -262,7 +266,7 @@ void MidiOutPort::EndThread() {
 }
 
 void MidiOutPort::ClosePort() {
-  FinishSending(clock_.NowUs() + kFinishUs);
+  FinishSending(clock_.NowUs());
   EndThread();
 }
 

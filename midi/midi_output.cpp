@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::size_t kLargeSend = 100000;
 constexpr std::uint8_t kMidiFileDelta = 6;
-constexpr std::int64_t kCloseUs = 1'000'000;  // what is queued may take so long
 
 // The end of the message that `data` begins with: behind its first F7, or the end of the data.
 std::size_t MessageEnd(std::span<const std::uint8_t> data) {
@@ -187,8 +186,8 @@ void MidiOut::CloseAllPorts() {
     ports = TakeAllPorts(slots_);
   }
   // All finish and end at the same time.
-  const std::int64_t deadline = clock_.NowUs() + kCloseUs;
-  for (const auto& port : ports) port->FinishSending(deadline);
+  const std::int64_t startUs = clock_.NowUs();
+  for (const auto& port : ports) port->FinishSending(startUs);
   for (const auto& port : ports) port->BeginClosing();
   for (const auto& port : ports) port->ClosePort();
 }

@@ -184,7 +184,7 @@ class MidiOutPort {
   Result FateOf(LongSend& send);
   void AwaitRoom();
   void CutOff();
-  void FinishSending(std::int64_t deadlineUs);
+  void FinishSending(std::int64_t startUs);
   bool Idle() const;          // mutex_ held
   MidiOutMessage TakeNext();  // mutex_ held
   void EndSysEx();

@@ -37,7 +37,8 @@ void TransferRun::Transmit() {
   for (const auto& [patch, code] : context_.notTaken) result_.faults.push_back({patch, code});
   result_.refusedPieces = context_.refusedPieces;
   result_.retriedPieces = context_.retriedPieces;
-  const bool changed = !std::equal(before.begin(), before.end(), copy_->body);
+  // A script that was broken off may have left things in the image that only the wire should have seen.
+  const bool changed = !failed && !std::equal(before.begin(), before.end(), copy_->body);
   result_.changed = changed;
   Post([transfer = transfer_, copy = copy_, changed, failed, preferences = engine_.preferences_] {
     std::unique_lock lock(transfer->mutex_);

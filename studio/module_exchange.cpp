@@ -72,7 +72,7 @@ class ExchangeWriter {
     });
     handshake_ = std::any_of(steps_.begin(), steps_.end(), [](const Step& step) {
       return step.word == "block" || step.word == "file" || step.word == "coded" || step.Option("refused") ||
-             step.Option("again");
+             step.Option("again") || step.Option("then");
     });
     several_ = several_ || handshake_ ||
                std::any_of(steps_.begin(), steps_.end(), [](const Step& step) { return step.Option("last"); });
@@ -170,6 +170,7 @@ class ExchangeWriter {
   bool files_ = false;               // a step says how a file is written
   bool staged_ = false;              // something waits for the next receive to send it
   std::string stop_;                 // statements that end an exchange which failed
+  std::string then_;                 // statements that give the image back what it has when nothing is sent
   bool sums_ = false;                // checksums are stored
   bool area_ = false;                // an area was got or sent
   std::int64_t timeout_ = 0;         // of receives; 0: as their sizes need
@@ -190,7 +191,7 @@ const ExchangeWriter::Kind ExchangeWriter::kKinds[] = {
     {"block", true, false, &ExchangeWriter::Block, {"request", "taken", "again", "sum", "within"}},
     {"expect", true, false, &ExchangeWriter::Expect, {"anyway", "within"}},
     {"pause", true, true, &ExchangeWriter::Pause, {}},
-    {"set", false, true, &ExchangeWriter::Set, {"times", "step"}},
+    {"set", false, true, &ExchangeWriter::Set, {"times", "step", "then"}},
     {"data", false, true, &ExchangeWriter::Data, {"answer", "within", "refused", "again", "behind"}},
     {"area", true, true, &ExchangeWriter::Area, {"step", "slots"}},
     {"coded", true, true, &ExchangeWriter::Coded, {"set", "answer", "within"}},
@@ -405,7 +406,7 @@ Result ExchangeWriter::PlaceOf(const Step& step, const std::string& text, std::i
   const std::size_t colon = text.find(':');
   *offset = ParseInteger(TrimmedView(std::string_view(text).substr(0, colon))).value_or(-1);
   if (colon == std::string::npos || *offset < 0)
-    return SourceFailure(step.at, "`set` reads OFFSET: BYTES | times N | step S");
+    return SourceFailure(step.at, "`set` reads OFFSET: BYTES | times N | step S | then BYTES");
   return MessageOf(step, text.substr(colon + 1), bytes);
 }
 
@@ -421,9 +422,18 @@ Result ExchangeWriter::Set(const Step& step) {
     result = NumberOf(step, *text, kMaxFileSize, &distance);
   const std::int64_t last = offset + (times - 1) * distance + static_cast<std::int64_t>(bytes.bytes.size());
   if (result.ok() && size_ && last > size_) return SourceFailure(step.at, "the bytes lie outside the image");
+  ExchangeMessage former;
+  const std::string* then = step.Option("then");
+  if (result.ok() && then) result = MessageOf(step, *then, &former);
+  if (result.ok() && then && former.bytes.size() != bytes.bytes.size())
+    return SourceFailure(step.at, "`then` has as many bytes as `set`");
   if (!result.ok()) return result;
-  text_ += "A\n";
-  for (std::int64_t i = 0; i < times; ++i) text_ += ImageBytesText(bytes, offset + i * distance);
+  std::string text = "A\n";
+  for (std::int64_t i = 0; i < times; ++i) {
+    text += ImageBytesText(bytes, offset + i * distance);
+    if (then) then_ += ImageBytesText(former, offset + i * distance);
+  }
+  text_ += then ? std::string("IF ") + kLiveVariable + "\n" + text + "IFX\n" : text;
   return Result::Success();
 }
 
@@ -618,6 +628,7 @@ Result ExchangeWriter::End() {
     return SourceFailure(last.at, "the steps have " + Num(*counted_) + " bytes of " + Num(size_));
   if (staged_) return SourceFailure(last.at, "behind `block` the step `expect` takes what comes after the last one");
   if (sends_) {
+    if (!then_.empty()) text_ += std::string("IF ") + kLiveVariable + "\nA\nGP 0\n" + then_ + Made("sums") + "IFX\n";
     if (handshake_) text_ += FailedSend();
     return Result::Success();
   }

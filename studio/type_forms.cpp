@@ -197,7 +197,7 @@ std::vector<RecognizeRule> FormsOfAnswer(const Synth& synth, std::span<const std
   if (const std::size_t maker = MakerBytes(image, synth)) {
     AnswerHead head(image.first(std::min<std::size_t>({image.size(), synth.headerSize, kLongestHead})), maker);
     if (synth.hasSysExChannel) head.Open(synth.sysExChannelOffset, ChannelBits(synth.sysExChannelShift));
-    if (synth.patchNumberInImage) head.Open(synth.patchNumberOffset);
+    if (synth.patchNumberInImage && synth.patchNumberOffset != 0) head.Open(synth.patchNumberOffset);
     if (head.pattern.size() <= maker || !head.NamesModel()) return forms;
     forms.push_back(AnswerForm(std::move(head.pattern), synth.fileSize));
     AddFurtherMessages(image, maker, &forms.front());

@@ -90,8 +90,8 @@ TEST(ChartModule, MessagesSayHowDataLies) {
       // a number beyond a base
       {"[data Tone]  patches = 0..7   request = F0 7D 0n 01 08+p F7   dump = F0 7D 0n 02 08+p (8) F7\n",
        "tone.descriptor",
-       {"patchNumberInImage", "put", "patchByte"},
-       "put = set 4: 08+patch; put = data; patchByte = 4 | first 8"},
+       {"patchNumberInImage", "patchNumberOffset", "put", "patchByte"},
+       "patchNumberInImage = 1; put = set 4: 08+patch; put = data; patchByte = 4 | first 8"},
       // numbers of 14 bits, banks of a hundred
       {"[data Bank b = A..B]  100 x Tone   patches = 0..99, 100..199   numbers = {b}-00..{b}-99\n"
        "request = F0 7D 0n 01 pp low pp high F7   each = F0 7D 0n 02 pp low pp high (4) F7\n"

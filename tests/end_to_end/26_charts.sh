@@ -12,6 +12,7 @@ for chart in "$root"/instruments/*.chart; do
   name=$(basename "$chart" .chart)
   "$bin/tonalith-cli" --config-root "$work/root" module check "$chart" >"$work/said" 2>&1 || fail "$name: $(cat "$work/said")"
   grep -q "(FAILED)" "$work/said" && fail "$name: $(cat "$work/said")"
+  grep "not played" "$work/said" | grep -v "coded text" && fail "$name: not played"
   "$bin/tonalith-cli" module build "$chart" "$work/$name.pvz" >/dev/null || fail "$name: not built"
   "$bin/tonalith-cli" module text "$work/$name.pvz" >"$work/text" || fail "$name: no text"
   cmp -s "$work/text" "$chart" || fail "$name: module text gives something else"

@@ -1,5 +1,8 @@
 #include "tests/fault_table/fault_rig.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "data/patch_names.h"
 #include "midi/backends/virtual_backend.h"
 #include "platform/text.h"
@@ -39,8 +42,11 @@ const InstrumentDescription& DescriptionOf(const std::string& key) {
   const auto found = known.find(key);
   if (found != known.end()) return found->second;
   DescriptionResult result = LoadDescriptionByKey(key);
-  if (!result.description) std::fprintf(stderr, "%s\n", result.problem.c_str());
-  return known.emplace(key, std::move(result.description).value()).first->second;
+  if (!result.description) {
+    std::fprintf(stderr, "The module \"%s\" has no simulated instrument: %s\n", key.c_str(), result.problem.c_str());
+    std::exit(EXIT_FAILURE);
+  }
+  return known.emplace(key, *std::move(result.description)).first->second;
 }
 
 }  // namespace

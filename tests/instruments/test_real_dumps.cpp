@@ -118,6 +118,7 @@ TEST(RealDumps, EveryFileOfTheShippedInstrumentsIsRecognised) {
       {"casio-cz101/PRESETS0.SYX", {toneBank}},
       {"casio-cz101/PRESETS1.SYX", {toneBank}},
       {"casio-cz101/cz10001.syx", {"0 8448 Casio CZ-101/Tone Bank (32) none"}},
+      {"emu-proteus2000/EmuProteus2000.syx", {"0 1607 E-mu Proteus 2000/Preset ok"}},
       {"kawai-k4/KawaiK4.syx", {"0 140 Kawai K4/Single ok"}},
       {"kawai-k4/KawaiK4Drum.syx", {"0 691 Kawai K4/Drum ok"}},
       {"kawai-k4/KawaiK4Effect.syx", {"0 44 Kawai K4/Effect ok"}},

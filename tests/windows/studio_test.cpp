@@ -420,11 +420,11 @@ TEST_F(StudioTest, WhatIsConnectedAddsWhatIsNotInTheStudio) {
   ASSERT_NE(dialog, nullptr);
   InstrumentSearch& search = dialog->rows().search();
   EXPECT_GT(search.rows().size(), 8U);
-  ASSERT_TRUE(WaitFor([&] { return search.Found() == 1; }, 60000));
+  ASSERT_TRUE(WaitFor([&] { return search.Found() == 1; }, 240000));
   KeepScreenshot(dialog, "what-is-connected");
   EXPECT_EQ(Names(), std::vector<std::string>{"Kawai K4"});
   search.Stop();
-  ASSERT_TRUE(WaitFor([&] { return !search.Running(); }, 60000));
+  ASSERT_TRUE(WaitFor([&] { return !search.Running(); }, 240000));
   EXPECT_EQ(Names(), std::vector<std::string>{"Kawai K4"});
 }
 
