@@ -61,11 +61,11 @@ Result CheckBankOut(const std::string& from, const std::string& to) {
   return Result::Success();
 }
 
-Result WriteBankFile(Session& session, ZKBankDoc* document, const std::string& path) {
+Result WriteBankFile(Session& session, ZKBankDoc* document, const std::string& path, bool changed) {
   if (IsMidiOut(path) || AsciiEndsWithNoCase(path, ".syx")) return MessagesInto(session, document, path);
   // Checksums protect what was changed; they are renewed as for sending.
   std::vector<RenderedMessage> unused;
-  if (document->history().Position() > 0) RenderData(session, document->dataFile(), &unused);
+  if (changed) RenderData(session, document->dataFile(), &unused);
   return document->SaveCopy(path);
 }
 

@@ -16,7 +16,7 @@ class ZKBankDoc;
 Result OpenBankFile(Session& session, const std::string& path, std::unique_ptr<ZKBankDoc>* document);
 // Refuses to write over the file that was read.
 Result CheckBankOut(const std::string& from, const std::string& to);
-// Writes a data file, or (.syx, .mid) what `export` writes, with the checksums of changed data renewed.
-Result WriteBankFile(Session& session, ZKBankDoc* document, const std::string& path);
+// Writes a data file, or (.syx, .mid) what `export` writes; the checksums of changed data are renewed.
+Result WriteBankFile(Session& session, ZKBankDoc* document, const std::string& path, bool changed);
 
 }  // namespace tonalith

@@ -182,7 +182,9 @@ Result Edit(Session& session, const std::vector<std::string>& words) {
     if (!outcome.note.empty()) err << "tonalith-cli bank: \"" << words[i] << "\": " << outcome.note << "\n";
     done.push_back(outcome.status);
   }
-  if (Result result = WriteBankFile(session, document.get(), words[1]); !result.ok()) return result;
+  if (Result result = WriteBankFile(session, document.get(), words[1], document->history().Position() > 0);
+      !result.ok())
+    return result;
   for (const std::string& status : done) session.environment().out << status << "\n";
   return Result::Success();
 }

@@ -41,6 +41,9 @@ class BankSlots {
   int Count() const { return static_cast<int>(bytes_.Count()); }
   bool Has(int slot) const { return slot >= 0 && slot < Count(); }
 
+  // Patches of both mean the same byte by byte.
+  bool SameForm(const BankSlots& other) const { return bytes_.SameForm(other.bytes_); }
+
   SlotContent Take(int slot) const;
   // With the mark that keeps a patch back when it moves as part of an exchange.  False: memory is short.
   bool Put(int slot, const SlotContent& content, bool withMark);
