@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <QMainWindow>
+#include <QScopedValueRollback>
 #include <algorithm>
 
 #include "app/autosense_search.h"
@@ -50,7 +51,7 @@ StudioCommands::StudioCommands(const FrameContext& frame, DocumentWindows& windo
   frame_.studio.SetCloseHook([this](std::span<ZKDrvList* const> instruments) { return CloseWindowsOf(instruments); });
   frame_.studio.SetAutoSenseHook([this](ZKDrvList* instrument) { autoSense_->Search({instrument}); });
   frame_.studio.SetChangeSink([this] {
-    Refresh();
+    if (!portsChanging_) Refresh();
     frame_.children.ForEach([](ZKWindow& child) { child.StudioChanged(); });
   });
 }
@@ -212,8 +213,11 @@ void StudioCommands::StudioEdited() {
 }
 
 void StudioCommands::PortsChanged(int changes) {
-  frame_.studio.UpdateMidiPortsStatusChanged();
-  RouteSimulated();
+  {
+    const QScopedValueRollback<bool> changing(portsChanging_, true);
+    frame_.studio.UpdateMidiPortsStatusChanged();
+    RouteSimulated();
+  }
   frame_.children.ForEach([changes](ZKWindow& child) { child.PortsChanged(changes); });
   Refresh();
 }

@@ -74,6 +74,7 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   DocumentWindows& windows_;
   QPointer<TZKDrvLst> window_;
   QPointer<ConnectedDialog> connected_;
+  bool portsChanging_ = false;  // the rows are built once, when all has followed
   std::unique_ptr<AutoSenseSearch> autoSense_;
   std::unique_ptr<OpenStudioDocuments> openDocuments_;
 };

@@ -178,18 +178,22 @@ bool WindowTabBar::event(QEvent* event) {
   return QTabBar::event(event);
 }
 
-QSize PageStack::minimumSizeHint() const {
+QSize PageStack::sizeHint() const {
+  return currentWidget() ? currentWidget()->sizeHint().expandedTo(minimumSize()) : minimumSize();
+}
+
+QSize PageStack::minimumSize() const {
   const QSize least(kLeastPaneWidth, kLeastPaneHeight);
   return currentWidget() ? currentWidget()->minimumSizeHint().boundedTo(least * 2).expandedTo(least) : least;
 }
 
 // ---- the pane -------------------------------------------------------------------------------------------------------
 
-TabPane::TabPane(QWidget* parent) : QWidget(parent), bar_(new WindowTabBar(this)), stack_(new PageStack(this)) {
+TabPane::TabPane(QWidget* parent) : QWidget(parent), bar_(new WindowTabBar(this)), stack_(new PageStack) {
   auto* column = new QVBoxLayout(this);
   SetSpace(column, 0, 0);
   column->addWidget(bar_);
-  column->addWidget(stack_, 1);
+  column->addLayout(stack_, 1);
   connect(bar_, &QTabBar::currentChanged, this, &TabPane::CurrentChanged);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QStackedWidget>
+#include <QStackedLayout>
 #include <QTabBar>
 #include <QWidget>
 #include <vector>
@@ -52,13 +52,16 @@ class WindowTabBar final : public QTabBar {
   bool dragging_ = false;
 };
 
-// As large as the page in front needs.
-class PageStack final : public QStackedWidget {
+// As large as the page in front needs.  The others are not asked: with a hundred of them each layout would take long.
+class PageStack final : public QStackedLayout {
   Q_OBJECT
 
  public:
-  using QStackedWidget::QStackedWidget;
-  QSize minimumSizeHint() const override;
+  using QStackedLayout::QStackedLayout;
+  bool hasHeightForWidth() const override { return false; }
+  int heightForWidth(int) const override { return -1; }
+  QSize sizeHint() const override;
+  QSize minimumSize() const override;
 };
 
 // Windows behind each other, with a tab for each.

@@ -28,7 +28,11 @@ constexpr ChartKey kKeys[] = {
      "identity = F0 7E 0n 06 02 42 19 00 ?? ?? ?? ?? ?? ?? F7"},
     {"instrument", "identity length", "NUMBER or any", "length of that answer, when it varies",
      "identity length = any"},
-    {"instrument", "find", "DATA TYPE", "it is found by asking for this data type", "find = Program"},
+    {"instrument", "find", "MESSAGE -> MESSAGE, or DATA TYPE",
+     "the maker's own question who it is, and the answer, when it knows no device inquiry; or it is found by asking "
+     "for "
+     "this data type",
+     "find = F0 42 4n F7 -> F0 42 3n 04 F7"},
     {"instrument", "port speed", "NUMBER", "most bytes a second that are sent to it, when a cable's 3125 are too many",
      "port speed = 1000"},
     {"instrument", "other *", "MESSAGE",

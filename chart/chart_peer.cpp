@@ -36,12 +36,14 @@ std::unique_ptr<ChartPeer> ChartPeer::Make(const ChartInstrument& chart, const C
     *obstacle = "a script gets or sends it";
   } else if (type.dump.empty() && !type.exchange) {
     return AreaPlayer::Make(chart, type, device, obstacle);
-  } else if (type.dump.empty() || !std::all_of(type.dump.begin(), type.dump.end(), CarriesData)) {
+  } else if (!type.exchange && !std::all_of(type.dump.begin(), type.dump.end(), CarriesData)) {
     *obstacle = "one of its messages holds no data";
   } else if (HasMovingSum(type)) {
     *obstacle = "where the checksum inside its data stands depends on the data";
-  } else if (type.exchange) {
+  } else if (type.exchange && !type.dump.empty()) {
     return ExchangePlayer::Make(chart, type, device, obstacle);
+  } else if (type.exchange) {
+    *obstacle = "it has no form of its own";
   } else {
     return std::make_unique<ChartPlayer>(chart, type, device);
   }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "chart/type_lines.h"
+#include "data/hex_text.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -133,6 +134,7 @@ void ExchangePlayer::ReadStep(const std::string& step, int turn, Talk* talk) {
   if (verb == "area" || verb == "no") obstacle_ = "a step of its exchange is no talk with the instrument: " + verb;
   if (verb == "listen") talk->listens = true;
   if (verb == "file") file_ = message;
+  if (verb == "set" && turn == 0) sets_.push_back(parts.front().substr(verb.size()));
   if (verb == "stop") talk->stops.push_back(message);
   if (const Words again = option("again"); !again.empty() && verb == "block") talk->agains.push_back(again);
   if (verb == "block") {
@@ -216,6 +218,21 @@ std::vector<std::uint8_t> ExchangePlayer::Said(const Words& message, const Words
     bytes.push_back(static_cast<std::uint8_t>(byte));
   }
   return bytes;
+}
+
+// Data that is the same whatever is put into it on its way.
+ChartData ExchangePlayer::Sample(std::uint32_t seed) const {
+  ChartData data = ChartPeer::Sample(seed);
+  for (const std::string& set : sets_) {
+    const std::size_t colon = set.find(':');
+    const auto place = ParseInteger(TrimmedView(std::string_view(set).substr(0, colon)));
+    const auto bytes = colon == std::string::npos ? std::nullopt : ParseHex(TrimmedView(set.substr(colon + 1)));
+    std::vector<std::uint8_t> image = ChartPeer::Image(0, data);
+    if (!place || !bytes || *place < 0 || static_cast<std::size_t>(*place) + bytes->size() > image.size()) continue;
+    std::copy(bytes->begin(), bytes->end(), image.begin() + static_cast<std::ptrdiff_t>(*place));
+    if (ChartData with = DataOf(image); !with.empty()) data = std::move(with);
+  }
+  return data;
 }
 
 // A form of a file says the numbers that the dump leaves open: those of the messages that it has in a row.
@@ -375,6 +392,12 @@ void ExchangePlayer::GoOn(Messages* answers) {
 }
 
 void ExchangePlayer::Store() {
+  // What is sent may say its number itself.
+  ChartValues values;
+  const ChartMessage& head = type_.dump.front();
+  if (patch_ < 0 && heard_.size() >= head.size && head.PlaceOf(kPatchLetter) >= 0 &&
+      MatchMessage(head, std::span(heard_).first(head.size), &values, nullptr))
+    patch_ = std::clamp(values[kPatchLetter] - First(), -1, static_cast<int>(memory_.size()) - 1);
   const std::size_t place = Current();
   std::vector<std::uint8_t> image = Image(place, memory_[place]);
   std::copy_n(heard_.begin(), std::min(heard_.size(), image.size()), image.begin());

@@ -18,6 +18,7 @@ class ExchangePlayer : public ChartPeer {
                                          std::string* obstacle);
 
   Messages OnBytes(std::span<const std::uint8_t> bytes) override;
+  ChartData Sample(std::uint32_t seed) const override;
   std::vector<std::uint8_t> Image(std::size_t index, const ChartData& data) const override;
   bool File(std::vector<std::uint8_t>* bytes) const override;
   bool Gets() const override { return !get_.moves.empty() || StartsAtPanel(); }
@@ -69,7 +70,8 @@ class ExchangePlayer : public ChartPeer {
   std::size_t Current() const { return static_cast<std::size_t>(std::max(patch_, 0)); }
 
   Talk get_, put_;
-  Words file_;  // in front of the data in files; empty: nothing
+  std::vector<std::string> sets_;  // what is put into the data that is sent: `33: 00 00`
+  Words file_;                     // in front of the data in files; empty: nothing
   std::vector<std::string> sentences_;
   std::string obstacle_;
   Talk* talk_ = nullptr;  // that goes on; null: none

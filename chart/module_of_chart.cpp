@@ -1,4 +1,5 @@
 #include "chart/module_of_chart.h"
+#include "chart/inquiry.h"
 
 #include <algorithm>
 #include <map>
@@ -57,7 +58,9 @@ class HeaderWriter {
     Coded();
     Others();
     Refusals();
-    if (const ChartEntry* find = chart_.Find("find"); find && !chart_.TypeNamed(find->value)) {
+    OwnInquiry();
+    const ChartEntry* find = chart_.Find("find");
+    if (find && !IsOwnInquiry(*find) && !chart_.TypeNamed(find->value)) {
       std::vector<std::string> names;
       for (const ChartType& type : chart_.types) names.push_back(type.name);
       problems_.AddUnknown(find->valueAt, find->value, "the chart has no data type of this name",
@@ -124,8 +127,25 @@ class HeaderWriter {
     if (const ChartEntry* length = chart_.Find("identity length"))
       value += " | Length = " + (length->value == "any" ? std::string("-1") : length->value);
     if (chart_.device.first) value += " | ChMin = " + std::to_string(chart_.device.first);
-    if (chart_.device.last > 16) value += " | ChMax = " + std::to_string(chart_.device.last);
+    if (chart_.device.last > 15) value += " | ChMax = " + std::to_string(chart_.device.last);
     lines_.Put("Identity", value, entry->valueAt);
+  }
+
+  // A question of the maker's own, in the place of the identity request.
+  void OwnInquiry() {
+    const auto inquiry = ReadChartInquiry(chart_, &problems_);
+    if (!inquiry || !inquiry->own) return;
+    const ChartPlace at = chart_.Find("find")->valueAt;
+    const ChartDevice& device = chart_.device;
+    const bool asks = device.letter && inquiry->request.PlaceOf(device.letter) >= 0;
+    const int only = std::max(device.standard, device.first);
+    lines_.Put("[Device Inquiry]", at);
+    lines_.Put("Enable", "1", at);
+    lines_.Put("ChMin", std::to_string(asks ? device.first : only), at);
+    lines_.Put("ChMax", std::to_string(asks ? device.last : only), at);
+    lines_.Put("[Own Inquiry]", at);
+    lines_.Put("Request", InquiryText(inquiry->request), at);
+    lines_.Put("Reply", InquiryText(inquiry->reply), at);
   }
 
   // Data in pieces of coded text.

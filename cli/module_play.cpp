@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "cli/search_play.h"
 #include "cli/transfer_rig.h"
 #include "data/data_text.h"
 #include "midi/backends/virtual_backend.h"
@@ -319,6 +320,21 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
   lines_.push_back(type.name + ": " + (done.empty() ? "nothing to play" : done));
 }
 
+void ModulePlay::PlayInquiry(const ChartInquiry& inquiry, ZKDrvList* instrument) {
+  const int standard = std::max(chart_.device.standard, chart_.device.first);
+  const ChartMessage& told = inquiry.own ? inquiry.request : inquiry.reply;
+  std::string done;
+  for (const int device : {standard, standard == chart_.device.last ? chart_.device.first : chart_.device.last}) {
+    if (device != standard && (!chart_.device.letter || told.PlaceOf(chart_.device.letter) < 0)) break;
+    const std::string wrong = PlaySearch(session_, chart_, inquiry, instrument, device);
+    if (!wrong.empty())
+      mistakes_.push_back({chart_.Find(inquiry.own ? "find" : "identity")->valueAt, "AutoSense: " + wrong});
+    done +=
+        (done.empty() ? "found" : ", found as device " + std::to_string(device)) + (wrong.empty() ? "" : " (FAILED)");
+  }
+  lines_.push_back("AutoSense: " + done);
+}
+
 void ModulePlay::Play() {
   for (const ChartType& type : chart_.types) {
     ZKDrvList* driver = DriverOf(type);
@@ -329,6 +345,10 @@ void ModulePlay::Play() {
     else
       lines_.push_back(type.name + ": not played: " + obstacle);
   }
+  ChartProblems ignored((std::string()));
+  const auto inquiry = ReadChartInquiry(chart_, &ignored);
+  ZKDrvList* driver = inquiry && !chart_.types.empty() ? DriverOf(chart_.types.front()) : nullptr;
+  if (driver) PlayInquiry(*inquiry, driver->instrument);
 }
 
 }  // namespace tonalith

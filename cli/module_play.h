@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "chart/chart_peer.h"
+#include "chart/inquiry.h"
 #include "chart/instrument.h"
 #include "cli/session.h"
 
@@ -22,7 +23,8 @@ struct PlayMistake {
 
 // Plays a module that is installed in `session` against an instrument made from its chart: each data type is got and
 // sent over a virtual cable in virtual time, with another device number, with answers that say no, do not come or get
-// lost, and its file is compared with the form in the chart.
+// lost, and its file is compared with the form in the chart.  Where the chart says how it tells who it is, it is looked
+// for as well.
 class ModulePlay {
  public:
   // `name`: of the module.
@@ -40,6 +42,7 @@ class ModulePlay {
   class Trial;
   ZKDrvList* DriverOf(const ChartType& type) const;
   void PlayType(const ChartType& type, ZKDrvList* driver);
+  void PlayInquiry(const ChartInquiry& inquiry, ZKDrvList* instrument);
   bool Get(Trial* trial);
   bool Send(Trial* trial);
   bool Refused(Trial* trial);

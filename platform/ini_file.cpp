@@ -103,6 +103,7 @@ void IniFile::Parse(std::string_view bytes) {
   const std::size_t firstEnd = bytes.find('\n');
   lineEnd_ = firstEnd != std::string_view::npos && firstEnd > 0 && bytes[firstEnd - 1] == '\r' ? "\r\n" : "\n";
   endsWithLineEnd_ = bytes.empty() || bytes.back() == '\n';
+  lines_.reserve(static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')) + 1);
   while (!bytes.empty()) {
     const std::size_t at = bytes.find('\n');
     lines_.push_back(Read(bytes.substr(0, at)));

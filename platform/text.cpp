@@ -125,7 +125,9 @@ std::string Utf8ToCp1252(std::string_view text, char replacement) {
 
 bool IsValidUtf8(std::string_view text) {
   while (!text.empty()) {
-    if (!TakeUtf8(text)) return false;
+    const auto beyond = std::find_if(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; });
+    text.remove_prefix(static_cast<std::size_t>(beyond - text.begin()));
+    if (!text.empty() && !TakeUtf8(text)) return false;
   }
   return true;
 }

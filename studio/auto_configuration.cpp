@@ -50,7 +50,8 @@ DeviceInquiryPattern ReadPattern(const IniFile& module, const std::string& secti
 
 DeviceInquiry ReadDeviceInquiry(const IniFile& module) {
   DeviceInquiry inquiry;
-  inquiry.enabled = module.GetInt(kSection, "Enable") != 0;
+  inquiry.own = ReadOwnInquiry(module);
+  inquiry.enabled = module.GetInt(kSection, "Enable") != 0 || !inquiry.own.empty();
   inquiry.oldMode = module.GetInt(kSection, "OldMode") != 0;
   inquiry.idSize = module.GetInt(kSection, "IDSize", 1) == 3 ? 3 : 1;
   for (std::size_t i = 0; i < inquiry.id.size(); ++i)

@@ -19,6 +19,7 @@
 #include "platform/ini_file.h"
 #include "platform/result.h"
 #include "studio/auto_sense_retries.h"
+#include "studio/own_inquiry.h"
 
 namespace tonalith {
 
@@ -46,7 +47,7 @@ struct DeviceInquiryPattern {
   int nthResponse = 1;          // replies that must fit before it counts
 };
 
-// Section "Device Inquiry" of a module INI, every number inside its limits.
+// Section "Device Inquiry" of a module INI, every number inside its limits, and "Own Inquiry".
 struct DeviceInquiry {
   bool enabled = false;
   bool oldMode = false;
@@ -60,6 +61,13 @@ struct DeviceInquiry {
   std::vector<DeviceInquiryPattern> patterns;  // one at least
   std::string defaultInPort;
   std::string defaultOutPort;
+  OwnInquiry own;  // asked in the place of the identity request
+
+  std::vector<std::uint8_t> Request(int device) const;
+  // It is an answer to an inquiry, this instrument's or, where that is the identity request, another one's.
+  bool IsAnswer(std::span<const std::uint8_t> message) const;
+  // The device ID that an answer of this instrument says; `asked`: the one that was asked for, -1 for everybody.
+  int DeviceOf(std::span<const std::uint8_t> message, int asked) const;
 };
 DeviceInquiry ReadDeviceInquiry(const IniFile& module);
 
@@ -87,7 +95,7 @@ struct IdentityReply {
 std::optional<IdentityReply> ParseIdentityReply(std::span<const std::uint8_t> message);
 
 // The first pattern that the message fits (from 0); -1: none, or a message that is too short, too long or no identity
-// reply of this maker.
+// reply of this maker.  An answer to the module's own inquiry fits the first one.
 int MatchIdentityReply(const DeviceInquiry& inquiry, std::span<const std::uint8_t> message);
 
 // Somebody who answered, of whatever kind.

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "data/hex_text.h"
 #include "platform/text.h"
@@ -104,7 +105,7 @@ class InquiryRun {
   // Sends one request and takes the first fitting reply that comes in time.
   std::optional<Match> Ask(int device, const std::string& outPort, std::int64_t waitMs) {
     search_.ForgetHeard();
-    const std::uint8_t request[] = {0xF0, 0x7E, static_cast<std::uint8_t>(device & 127), 0x06, 0x01, 0xF7};
+    const std::vector<std::uint8_t> request = inquiry_.Request(device);
     requests_.push_back({device, outPort, search_.clock().NowUs()});
     if (requests_.size() > kKeptRequests) requests_.erase(requests_.begin(), requests_.begin() + kKeptRequests / 2);
     const bool sent = search_.Send(outPort, request);
@@ -120,10 +121,9 @@ class InquiryRun {
       const int pattern = MatchIdentityReply(inquiry_, heard.message);
       search_.Trace("from " + heard.inPort + ": " + HexText(heard.message) +
                     (pattern < 0 ? "" : " (fits pattern " + std::to_string(pattern + 1) + ")"));
-      if (ParseIdentityReply(heard.message)) search_.NoteAnswer(heard, request.outPort, pattern >= 0);
+      if (inquiry_.IsAnswer(heard.message)) search_.NoteAnswer(heard, request.outPort, pattern >= 0);
       if (pattern < 0 || first) continue;
-      const int own = heard.message[2];
-      const int deviceId = own == 127 ? std::max(request.device, 0) : own;
+      const int deviceId = inquiry_.DeviceOf(heard.message, request.device);
       first = Match{std::move(heard), pattern, deviceId, request};
     }
     return first;
@@ -156,11 +156,17 @@ class InquiryRun {
   // that was under way.
   std::string ConfirmedPort(const Match& match) {
     WaitUntilQuiet();
+    bool first = true;
     for (const Request& candidate : Candidates(match)) {
       if (search_.Cancelled()) break;
       const std::int64_t late = (match.heard.timeUs - candidate.timeUs) / 1000;
-      const auto again = Ask(candidate.device, candidate.outPort, std::max<std::int64_t>(0, late) + kConfirmMarginMs);
-      if (again && again->heard.inPort == match.heard.inPort) return candidate.outPort;
+      const auto answers = [&] {
+        const auto again = Ask(candidate.device, candidate.outPort, std::max<std::int64_t>(0, late) + kConfirmMarginMs);
+        return again && again->heard.inPort == match.heard.inPort;
+      };
+      // Behind one that was silent it may be that one's late answer: then it does not come a second time.
+      if (answers() && (std::exchange(first, false) || answers())) return candidate.outPort;
+      first = false;
     }
     return match.request.outPort;
   }
@@ -174,10 +180,13 @@ class InquiryRun {
     while (search_.clock().NowUs() < end && search_.clock().NowUs() < quietUs + quietMs * 1000) {
       if (!search_.Wait(20)) return;
       const auto heard = search_.TakeHeard();
-      if (std::any_of(heard.begin(), heard.end(), [&](const auto& h) { return ParseIdentityReply(h.message); }))
+      if (std::any_of(heard.begin(), heard.end(), [&](const auto& h) { return inquiry_.IsAnswer(h.message); }))
         quietUs = search_.clock().NowUs();
     }
   }
+
+  // The ID that the reply itself says.
+  int SaidDevice(const Match& match) const { return inquiry_.own.empty() ? match.heard.message[2] : match.deviceId; }
 
   // Newest first, every port once: with the ID of the reply when that was asked for, else with the latest one.
   std::vector<Request> Candidates(const Match& match) const {
@@ -189,7 +198,7 @@ class InquiryRun {
                                       [&](const Request& request) { return request.outPort == it->outPort; });
       if (known == found.end())
         found.push_back(*it);
-      else if (it->device == match.heard.message[2] && known->device != it->device)
+      else if (it->device == SaidDevice(match) && known->device != it->device)
         *known = *it;
     }
     return found;

@@ -77,7 +77,23 @@ std::optional<IdentityReply> ParseIdentityReply(std::span<const std::uint8_t> me
   return reply;
 }
 
+std::vector<std::uint8_t> DeviceInquiry::Request(int device) const {
+  if (!own.empty()) return own.RequestOf(device);
+  return {0xF0, 0x7E, static_cast<std::uint8_t>(device & 127), 0x06, 0x01, 0xF7};
+}
+
+bool DeviceInquiry::IsAnswer(std::span<const std::uint8_t> message) const {
+  return own.empty() ? ParseIdentityReply(message).has_value() : own.DeviceOf(message, chMin, chMax, chMin).has_value();
+}
+
+int DeviceInquiry::DeviceOf(std::span<const std::uint8_t> message, int asked) const {
+  constexpr int kAllDevices = 127;
+  if (!own.empty()) return own.DeviceOf(message, chMin, chMax, asked).value_or(chMin);
+  return message[2] == kAllDevices ? std::max(asked, 0) : message[2];
+}
+
 int MatchIdentityReply(const DeviceInquiry& inquiry, std::span<const std::uint8_t> message) {
+  if (!inquiry.own.empty()) return inquiry.IsAnswer(message) ? 0 : -1;
   if (inquiry.length != -1 && message.size() != static_cast<std::size_t>(inquiry.length)) return -1;
   auto reply = ParseIdentityReply(message);
   if (!reply) return -1;

@@ -147,7 +147,8 @@ std::string DeviceType(const ZKDrvList& instrument) {
            Attribute("Max", s->sysExChannelMax + base) + Attribute("Default", s->sysExChannelDefault + base) +
            Attribute("Base", base) + "/>\n";
   }
-  if (ini.GetInt("Device Inquiry", "Enable") != 0) xml += InquiryLine(ini);
+  // What it answers to a question of its maker's own has no place here.
+  if (ini.GetInt("Device Inquiry", "Enable") != 0 && !ini.HasSection("Own Inquiry")) xml += InquiryLine(ini);
 
   const std::string clocks = Attribute("MTC", flag("MTC")) + Attribute("Clock", flag("Clock"));
   int channels = ini.GetInt("MIDI Device", "MaxChannelsIn", 1);

@@ -214,6 +214,8 @@ std::string SysExMapName(int driverId) {
 std::string ModuleFolderOf(const StudioPaths& paths, const ZKDrvList& driver) {
   std::string name = driver.path;
   // The folder a driver file was found in is the module's, as long as it lies in the instrument folder.
+  const std::string root = paths.instruments.string() + '/';
+  if (!driver.IsInstrument() && name.compare(0, root.size(), root) == 0) name.erase(0, root.size());
   if (driver.IsInstrument() || name.empty() || std::filesystem::path(name).is_absolute())
     name = IniFile(driver.GetIniPath().string()).GetString("Instrument", "Dir");
   std::string folder;

@@ -10,7 +10,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::uint8_t kEnd = 0xF7;
+constexpr std::uint8_t kVerifiedEnd = 0xF7;
 
 // "AT EACH"
 bool ParseByte(std::string_view text, VerifyRule::Byte* out) {
@@ -71,7 +71,7 @@ void VisitVerifyPlaces(const VerifyRule& rule, std::span<const std::uint8_t> ima
     }
     return;
   }
-  if (image.empty() || image.back() != kEnd) return;
+  if (image.empty() || image.back() != kVerifiedEnd) return;
   const auto size = static_cast<std::int64_t>(image.size());
   std::int64_t more = ValueOf(rule.more, image);
   if (rule.size) {

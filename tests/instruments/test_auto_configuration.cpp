@@ -81,7 +81,17 @@ TEST(AutoConfigModule, PatternRules) {
   const std::string any = "ID1=0x41\nLength=-1\n[Device Inquiry 1]\nFamily1=0x6A\n";
   const std::string fifth = "ID1=0x41\nLength=16\n[Device Inquiry 1]\nASCII5=0x22\n";
   const std::string old = "OldMode=1\nID1=0x41\n[Device Inquiry 1]\nFamily1=9\nMember1=7\nMember2=0\nASCII1=99\n";
+  const std::string digit = "[Own Inquiry]\nRequest=F0 42 4n F7\nReply=F0 42 3n 04 F7\n";
+  const std::string byte = "ChMax=2\n[Own Inquiry]\nRequest=F0 40 nn F7\nReply=F0 40 10+n 6? F7\n";
+  const std::string wrong = "ID1=0x41\n[Own Inquiry]\nRequest=F0 42 4x F7\nReply=F0 42 3n 04 F7\n";
   const Case cases[] = {
+      {"own question", digit.c_str(), "F0 42 35 04 F7", 0},
+      {"own question, another model", digit.c_str(), "F0 42 35 03 F7", -1},
+      {"own question, more behind", digit.c_str(), "F0 42 35 04 00 F7", -1},
+      {"own question, identity", digit.c_str(), "F0 7E 10 06 02 00 00 00 00 00 01 02 03 04 F7", -1},
+      {"own question, the last device", byte.c_str(), "F0 40 12 65 F7", 0},
+      {"own question, a device behind it", byte.c_str(), "F0 40 13 65 F7", -1},
+      {"no message: identity", wrong.c_str(), "F0 7E 10 06 02 41 6A 00 00 00 01 02 03 04 F7", 0},
       {"fits", roland.c_str(), "F0 7E 10 06 02 41 6A 00 00 00 01 02 03 04 F7", 0},
       {"other family", roland.c_str(), "F0 7E 10 06 02 41 6B 00 00 00 01 02 03 04 F7", -1},
       {"other maker", roland.c_str(), "F0 7E 10 06 02 42 6A 00 00 00 01 02 03 04 F7", -1},
