@@ -4,6 +4,7 @@
 #include <span>
 #include <utility>
 
+#include "bank/changed_map.h"
 #include "data/container.h"
 #include "platform/text.h"
 #include "script/received_check.h"
@@ -52,8 +53,7 @@ std::string MakerAndModel(const DataFile& dataFile) {
 ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
     : dataFile_(dataFile ? std::move(dataFile) : DataFilePtr(AllocDataFile())), target_(dataFile_.get()) {
   history().SetTarget(&target_);
-  states_.Read(*dataFile_);
-  states_.InstrumentHolds();
+  TakenOver({});
   AddListener([this](const DocumentChange& change) {
     if (change.kind != DocumentChange::Kind::State) states_.Read(*dataFile_);
     if (!IsModified() && !path().empty()) states_.FileHoldsAll();
@@ -61,6 +61,24 @@ ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
 }
 
 ZKBankDoc::~ZKBankDoc() = default;
+
+void ZKBankDoc::TakenOver(std::span<const std::uint8_t> changed) {
+  states_.Read(*dataFile_);
+  states_.InstrumentHolds([changed](std::size_t patch) {
+    return !MapBit(changed.data(), static_cast<std::uint32_t>(changed.size()), static_cast<std::uint32_t>(patch));
+  });
+  original_.reset(DupForUser(dataFile_.get()));
+}
+
+std::vector<std::uint8_t> ZKBankDoc::ChangedMap() const {
+  std::vector<std::uint8_t> map;
+  for (int patch = 0; patch < PatchCount(); ++patch) {
+    if (!DiffersFromInstrument(patch)) continue;
+    map.resize(ChangedMapSize(PatchCount()));
+    SetMapBit(map.data(), static_cast<std::uint32_t>(map.size()), static_cast<std::uint32_t>(patch), true);
+  }
+  return map;
+}
 
 std::string ZKBankDoc::Title() const {
   return Latin1ToUtf8(Description());
@@ -168,6 +186,20 @@ RenameResult ZKBankDoc::Rename(int patch, const std::string& name) {
   return {Result::Success(), std::move(fit)};
 }
 
+Result ZKBankDoc::ChangeSlots(const std::string& name, const std::string& status,
+                              const std::function<Result(BankSlots&)>& change) {
+  if (std::string reason = ReadOnlyReason(); !reason.empty()) return Result::Failure(std::move(reason));
+  BankSlots slots(*dataFile_);
+  if (std::string reason = slots.Refusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  HistoryGroup entry(history(), name);
+  history().RememberEverything();
+  if (Result result = change(slots); !result.ok()) return result;
+  entry.Commit();
+  SetStatus(status);
+  Tell(DocumentChange::Kind::Everything);
+  return Result::Success();
+}
+
 void ZKBankDoc::CreateBackup(const std::string& description) {
   history().Begin(description);
   history().RememberEverything();
@@ -190,6 +222,7 @@ bool ZKBankDoc::EndReceive(bool all) {
   const bool changed = EndBackup();
   SetBusy(false);
   states_.Read(*dataFile_);
+  if (changed) original_.reset(DupForUser(dataFile_.get()));
   states_.InstrumentHolds([&](std::size_t patch) {
     return all || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
   });
@@ -225,8 +258,7 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
   // Every buffer is taken over while the record itself, which others may point to, stays where it is.
   std::swap(*dataFile_, *read);
   SetLoadNotice(MissingSentence(path, bytes));
-  states_.Read(*dataFile_);
-  states_.InstrumentHolds();
+  TakenOver(ChangedMapIn(bytes, PatchCount()));
   return Result::Success();
 }
 
@@ -240,7 +272,11 @@ std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& r
 
 Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {
   const bool written = path.empty() ? DiskWriteForm(bytes, *dataFile_) : DiskWriteFormAs(bytes, *dataFile_, path);
-  if (written) return Result::Success();
+  if (written) {
+    states_.Read(*dataFile_);
+    AddChangedMap(bytes, ChangedMap());
+    return Result::Success();
+  }
   return Result::Failure(dataFile_->synth ? kTooLargeToWrite : "There is no data that could be written.",
                          kDiskWriteError);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "document/data_file_target.h"
 #include "document/document.h"
 #include "platform/result.h"
+#include "store/bank_slots.h"
 
 namespace tonalith {
 
@@ -76,6 +78,13 @@ class ZKBankDoc : public Document {
   // before changes nothing.
   RenameResult Rename(int patch, const std::string& name);
 
+  // The data as it was opened or came from its instrument; null: there was no memory for it.
+  DataFile* original() const { return original_.get(); }
+  // A command on the slots as one entry of the history; `status` says afterwards what was done.  Where `change` fails,
+  // or the slots of this data cannot be worked with, nothing is changed.
+  Result ChangeSlots(const std::string& name, const std::string& status,
+                     const std::function<Result(BankSlots& slots)>& change);
+
   // What is kept beside the bytes of a patch, as UTF-8.  A change is one entry of the history; the same text changes
   // nothing.  Success with a text: what of it could not be kept.
   std::string Text(int patch, PatchText which) const;
@@ -114,7 +123,12 @@ class ZKBankDoc : public Document {
   // Why nothing can be written beside this patch; empty: it can.
   std::string TextRefusal(int patch) const;
 
-  DataFilePtr dataFile_;
+  // The data is the original; the instrument holds it but for the patches of this map.
+  void TakenOver(std::span<const std::uint8_t> changed);
+  // Bits of the patches that differ from the instrument; empty: none.
+  std::vector<std::uint8_t> ChangedMap() const;
+
+  DataFilePtr dataFile_, original_;
   DataFileTarget target_;
   PatchStates states_;
   std::vector<std::uint64_t> soundsBefore_;  // of a receive

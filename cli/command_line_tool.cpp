@@ -2,6 +2,7 @@
 
 #include "cli/command_help.h"
 #include "cli/commands_authoring.h"
+#include "cli/commands_bank.h"
 #include "cli/commands_check.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
@@ -14,6 +15,7 @@
 #include "cli/commands_monitor.h"
 #include "cli/commands_pacing.h"
 #include "cli/commands_packages.h"
+#include "cli/commands_patch.h"
 #include "cli/commands_ports.h"
 #include "cli/commands_receive.h"
 #include "cli/commands_run.h"
@@ -108,6 +110,10 @@ const std::vector<CliCommand>& CliCommands() {
        WithModules<RunNames>},
       {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails, RunMonitor},
       {"rename", CliGroup::Files, "gives a patch of a data file another name", RenameForms, RenameDetails, RunRename},
+      {"bank", CliGroup::Files, "rearranges the patches of a bank, tells what its slots hold", BankForms, BankDetails,
+       RunBank},
+      {"patch", CliGroup::Files, "a patch of a bank as a patch of its own, and back", PatchForms, PatchDetails,
+       RunPatch},
       {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
        RunImport},
       {"export", CliGroup::Files, "writes data as a MIDI file or as raw SysEx", ExportForms, ExportDetails, RunExport},

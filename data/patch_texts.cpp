@@ -57,24 +57,33 @@ const char* PatchTextLabel(PatchText which) {
   return PatchTextRowOf(which).label;
 }
 
-std::string GetPatchText(const DataFile& dataFile, PatchText which, int patch) {
+std::span<std::uint8_t> PatchTextBytes(const DataFile& dataFile, PatchText which, int patch) {
   const PatchTextRow& row = PatchTextRowOf(which);
-  const std::uint8_t* bytes = row.get(dataFile);
+  std::uint8_t* bytes = row.get(dataFile);
   const std::uint64_t end = TextEnd(patch, kPatchTextSize);
   if (!bytes || end > dataFile.*row.size) return {};
-  return FieldOf(reinterpret_cast<const char*>(bytes) + end - kPatchTextSize, kPatchTextSize);
+  return {bytes + end - kPatchTextSize, kPatchTextSize};
+}
+
+std::span<std::uint8_t> MakePatchTextBytes(DataFile* dataFile, PatchText which, int patch) {
+  const std::uint32_t patches = TextsOf(*dataFile);
+  if (patch < 0 || static_cast<std::uint32_t>(patch) >= patches) return {};
+  if (PatchTextBytes(*dataFile, which, patch).empty() &&
+      !PatchTextRowOf(which).grow(*dataFile, kPatchTextSize * patches))
+    return {};
+  return PatchTextBytes(*dataFile, which, patch);
+}
+
+std::string GetPatchText(const DataFile& dataFile, PatchText which, int patch) {
+  const std::span<const std::uint8_t> bytes = PatchTextBytes(dataFile, which, patch);
+  return bytes.empty() ? std::string() : FieldOf(reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
 
 bool SetPatchText(DataFile* dataFile, PatchText which, int patch, std::string_view text) {
-  const PatchTextRow& row = PatchTextRowOf(which);
-  const std::uint32_t patches = TextsOf(*dataFile);
-  if (patch < 0 || static_cast<std::uint32_t>(patch) >= patches) return false;
-  const std::uint64_t end = TextEnd(patch, kPatchTextSize);
-  if ((!row.get(*dataFile) || end > dataFile->*row.size) && !row.grow(*dataFile, kPatchTextSize * patches))
-    return false;
-  std::uint8_t* place = row.get(*dataFile) + end - kPatchTextSize;
-  std::memset(place, 0, kPatchTextSize);
-  std::memcpy(place, text.data(), std::min<std::size_t>(text.size(), kLongestPatchText));
+  const std::span<std::uint8_t> place = MakePatchTextBytes(dataFile, which, patch);
+  if (place.empty()) return false;
+  std::memset(place.data(), 0, place.size());
+  std::memcpy(place.data(), text.data(), std::min<std::size_t>(text.size(), kLongestPatchText));
   return true;
 }
 

@@ -24,6 +24,11 @@ std::string GetPatchText(const DataFile& dataFile, PatchText which, int patch);
 // Cuts what is too long.  False, and nothing changed, when memory is short or there is no such patch.
 bool SetPatchText(DataFile* dataFile, PatchText which, int patch, std::string_view text);
 
+// The 256 bytes of a text; empty: the record has no room for it.  Make...: with room made for every patch of the
+// record; empty when memory is short or there is no such patch.
+std::span<std::uint8_t> PatchTextBytes(const DataFile& dataFile, PatchText which, int patch);
+std::span<std::uint8_t> MakePatchTextBytes(DataFile* dataFile, PatchText which, int patch);
+
 // The eight keyword slots of a patch; null: the record has no room for them.
 char* PatchKeywordSlots(DataFile& dataFile, int patch);
 const char* PatchKeywordSlots(const DataFile& dataFile, int patch);

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <utility>
+
+#include "platform/result.h"
+
+namespace tonalith {
+
+class BankSlots;
+class ZKBankDoc;
+struct DataFile;
+struct SlotOrder;
+
+// A run of slots, both ends in it.
+struct SlotRun {
+  int first = 0;
+  int last = 0;
+  int Count() const { return last - first + 1; }
+};
+
+// How a command ended.
+struct BankOutcome : Result {
+  BankOutcome() = default;
+  BankOutcome(Result result) : Result(std::move(result)) {}
+  std::string status;  // what was done, for the status line; empty when it failed
+  std::string note;    // a sentence on what was not as it was asked for, or empty
+};
+
+// The commands that rearrange a bank.  Each is one entry of the document's history; one that is refused changes
+// nothing. Slots count from 0 and are checked.  Names are UTF-8.
+class BankCommands {
+ public:
+  // `moduleFolder` has what the data type says about sorting and initial patches; may be empty.
+  explicit BankCommands(ZKBankDoc& document, std::filesystem::path moduleFolder = {})
+      : document_(document), moduleFolder_(std::move(moduleFolder)) {}
+
+  BankOutcome Swap(int a, int b);
+  BankOutcome Copy(int from, int to);
+  // Before slot `before`; the number of slots: to the end.
+  BankOutcome Move(SlotRun run, int before);
+  // Positive: down the list, what leaves it at the end comes in at its beginning.
+  BankOutcome Rotate(SlotRun run, std::int64_t steps);
+  BankOutcome Invert(SlotRun run);
+  BankOutcome SortByName(SlotRun run);
+  // By the keys of sort `number` (from 0) that the data type declares; without any the order stays.
+  BankOutcome SortByNumber(SlotRun run, int number = 0);
+  BankOutcome Rename(int slot, const std::string& name);
+  // The base name, cut to make room, and a number with leading zeros that counts from `firstNumber` on.
+  BankOutcome AutoName(SlotRun run, std::int64_t firstNumber, const std::string& base);
+  // A bank that goes patch by patch and may have empty places gets them; with `definesAlways` every place gets the
+  // initial patch instead (see Init).
+  BankOutcome Delete(SlotRun run, bool definesAlways, const DataFile* newData);
+  // As they were opened or came.
+  BankOutcome Restore(SlotRun run);
+  // The initial patch of the data type, under the name "Init Patch"; without one, only the name.  `newData`: new data
+  // of this type, or null.
+  BankOutcome Init(SlotRun run, const DataFile* newData);
+
+ private:
+  Result Check(SlotRun run) const;
+  Result Check(int slot) const { return Check({slot, slot}); }
+  BankOutcome Reorder(const std::string& name, const std::string& status, const SlotOrder& order);
+  // False: there is no initial patch; only the names were written.
+  bool FillInitial(BankSlots& slots, SlotRun run, const DataFile* newData) const;
+
+  ZKBankDoc& document_;
+  std::filesystem::path moduleFolder_;
+};
+
+}  // namespace tonalith
