@@ -8,6 +8,7 @@
 #include <QStackedWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "studio/studio_document.h"
 #include "studio/ui/studio_pictures.h"
@@ -162,7 +163,9 @@ void StudioDock::SetFullWidth(int width) {
 
 void StudioDock::ApplyWidth() {
   const int width = icons_ ? kIconsWidth : fullWidth_;
-  pages_->setMinimumWidth(icons_ ? kIconsWidth : kLeastWidth);
+  // No button of the full page is cut.
+  const int least = std::max(kLeastWidth, pages_->widget(0)->minimumSizeHint().width());
+  pages_->setMinimumWidth(icons_ ? kIconsWidth : least);
   pages_->setMaximumWidth(icons_ ? kIconsWidth : kMostWidth);
   auto* frame = qobject_cast<QMainWindow*>(parentWidget());
   if (frame && isVisible()) frame->resizeDocks({this}, {width}, Qt::Horizontal);

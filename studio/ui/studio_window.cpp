@@ -83,7 +83,7 @@ QToolButton* TZKDrvLst::AddButton(QLayout* row, Glyph glyph, const QString& text
   button->setIcon(IconOf(glyph));
   button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
   button->setText(text);
-  button->setMinimumSize(kTarget, TargetHeight(fontMetrics()));
+  button->setMinimumHeight(TargetHeight(fontMetrics()));
   SetToolTip(button, tip);
   button->setFocusPolicy(Qt::TabFocus);
   row->addWidget(button);

@@ -16,6 +16,8 @@ namespace tonalith {
 
 namespace {
 
+constexpr int kPadding = 2;  // what the edge of a button can spare
+
 int Wide(const QWidget& widget, const QString& text) {
   return widget.fontMetrics().size(Qt::TextShowMnemonic, text).width();
 }
@@ -34,10 +36,11 @@ QString Cut(const QWidget& widget) {
     if (label->text().isEmpty()) return {};
     const bool fits = label->wordWrap() ? label->heightForWidth(label->width()) <= label->height()
                                         : label->sizeHint().width() <= label->width();
-    return fits ? QString() : label->text();
+    // What data are called can be of any length: then the whole of it is in the tip.
+    return fits || label->toolTip() == label->text() ? QString() : label->text();
   }
   if (const auto* button = qobject_cast<const QAbstractButton*>(&widget))
-    return button->sizeHint().width() <= button->width() ? QString() : button->text();
+    return button->sizeHint().width() <= button->width() + kPadding ? QString() : button->text();
   if (const auto* group = qobject_cast<const QGroupBox*>(&widget))
     return group->minimumSizeHint().width() <= group->width() ? QString() : group->title();
   if (const auto* box = qobject_cast<const QComboBox*>(&widget))

@@ -39,10 +39,12 @@ void DocumentHeader::SetPicture(const QPixmap& picture) {
 
 void DocumentHeader::SetTitle(const QString& title) {
   title_->setText(title);
+  SetToolTip(title_, title);  // a narrow window cuts it
 }
 
 void DocumentHeader::SetSecondary(const QString& text) {
   secondary_->setText(text);
+  SetToolTip(secondary_, text);
 }
 
 void DocumentHeader::SetMark(Mark mark, bool on, const QString& words) {

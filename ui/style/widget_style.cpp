@@ -1,9 +1,13 @@
 #include "ui/style/widget_style.h"
 
+#include <QAbstractItemView>
 #include <QAbstractScrollArea>
+#include <QAbstractSpinBox>
 #include <QComboBox>
 #include <QFormLayout>
+#include <QLineEdit>
 #include <QPainter>
+#include <QPushButton>
 #include <QStyleOption>
 #include <QToolButton>
 #include <QVariant>
@@ -57,6 +61,17 @@ void PlaceFormLabel(QWidget* label) {
   }
 }
 
+// Stays a target of full height where a window is smaller than it asks for.  What edits a row of a list or is a part of
+// another field has that one's height.
+bool KeepsItsHeight(const QWidget* widget) {
+  const QWidget* around = widget->parentWidget();
+  if (around && qobject_cast<const QAbstractItemView*>(around->parentWidget())) return false;
+  if (qobject_cast<const QLineEdit*>(widget))
+    return !qobject_cast<const QComboBox*>(around) && !qobject_cast<const QAbstractSpinBox*>(around);
+  return qobject_cast<const QPushButton*>(widget) || qobject_cast<const QComboBox*>(widget) ||
+         qobject_cast<const QAbstractSpinBox*>(widget);
+}
+
 bool IsOnAccent(const QStyleOption* option, const QWidget* widget) {
   return IsPrimary(widget) && option->state.testFlag(QStyle::State_Enabled);
 }
@@ -72,6 +87,7 @@ void WidgetStyle::polish(QWidget* widget) {
   if (widget->focusPolicy() != Qt::NoFocus && !qobject_cast<QAbstractScrollArea*>(widget))
     widget->setAttribute(Qt::WA_Hover);
   if (widget->inherits("QLabel")) PlaceFormLabel(widget);
+  if (KeepsItsHeight(widget) && widget->minimumHeight() == 0) widget->setMinimumHeight(kTarget);
 }
 
 QPalette WidgetStyle::standardPalette() const {
