@@ -23,9 +23,9 @@ struct SearchedInstrument {
     Stopped,  // by the user, before it was found
     Failed,   // could not be searched for
   };
-  std::string name;        // as shown
-  std::string moduleFile;  // of the instrument
-  ZKDrvList* instrument;   // of the studio; null: not in it, which changes when it is found
+  std::string name;                 // as shown
+  std::string moduleFile;           // of the instrument
+  ZKDrvList* instrument = nullptr;  // of the studio; null: not in it, which changes when it is found
   State state = State::Waiting;
   int percent = 0;              // of the search
   std::string inPort, outPort;  // tried just now; found
