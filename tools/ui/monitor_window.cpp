@@ -237,7 +237,7 @@ void TZKMonText::BuildLines(QBoxLayout* layout) {
   empty_ = new EmptyState(Glyph::Monitor, tr("Nothing has come in or gone out yet"),
                           tr("Play a note, or get and send data: every message of the open ports is listed here."));
   if (document_.Earlier() > 0)
-    empty_->AddButton(tr("Show %1 earlier lines of the program").arg(document_.Earlier()), [this] { ShowEarlier(); });
+    empty_->AddButton(tr("Show %1 earlier lines").arg(document_.Earlier()), [this] { ShowEarlier(); });
   lines_ = new QStackedLayout;
   lines_->addWidget(empty_);
   lines_->addWidget(table_);
