@@ -115,8 +115,8 @@ TEST_P(EveryPacking, NothingElseChanges) {
     for (const std::uint32_t slot : {4u, 6u}) {
       const std::size_t from = kHeader + kOffset + slot * kSlotSize;
       const std::size_t packed = kHeader + (kOffset + slot * kSlotSize) / 7 * 8;
-      inside = inside || (GetParam() == 2 ? i >= packed && i < packed + 22
-                                          : i >= from && i < kHeader + (slot + 1) * kSlotSize);
+      inside = inside ||
+               (GetParam() == 2 ? i >= packed && i < packed + 22 : i >= from && i < kHeader + (slot + 1) * kSlotSize);
     }
     outside += !inside;
   }
