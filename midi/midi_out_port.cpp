@@ -10,10 +10,10 @@ namespace tonalith {
 namespace {
 
 constexpr std::int64_t kPaceStepMs = 100;
-// What is queued may take so long when the port closes: with a known rate it is known what that carries, without one
-// the bytes go at the pace of a server.
+// When a port closes: what is queued may take so long at the port's rate, and so long in truth, for a server with long
+// periods is slower than its port.
 constexpr std::int64_t kFinishUs = 1'000'000;
-constexpr std::int64_t kFinishUnpacedUs = 3'000'000;
+constexpr std::int64_t kFinishWaitUs = 3'000'000;
 
 std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
   return {static_cast<std::uint8_t>(packed), static_cast<std::uint8_t>(packed >> 8),
@@ -248,9 +248,8 @@ void MidiOutPort::FinishSending(std::int64_t startUs) {
   std::unique_lock lock(mutex_);
   const std::uint32_t rate = EffectiveRate();
   const std::int64_t bytes = static_cast<std::int64_t>(waitingBytes_) + currentLength_.load();
-  const std::int64_t deadlineUs = startUs + (rate ? kFinishUs : kFinishUnpacedUs);
-  if (rate && clock_.NowUs() + bytes * 1'000'000 / rate > deadlineUs) return;
-  changed_.WaitUntil(lock, deadlineUs, [this] { return Idle() || closing_.load() || gone_.load(); });
+  if (rate && clock_.NowUs() + bytes * 1'000'000 / rate > startUs + kFinishUs) return;
+  changed_.WaitUntil(lock, startUs + kFinishWaitUs, [this] { return Idle() || closing_.load() || gone_.load(); });
 }
 
 void MidiOutPort::EndThread() {

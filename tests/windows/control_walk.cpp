@@ -12,6 +12,7 @@
 #include <QDialog>
 #include <QDockWidget>
 #include <QEvent>
+#include <QFileDialog>
 #include <QGroupBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -173,7 +174,9 @@ void ControlWatch::Walk(const QWidget& window) {
 
 bool ControlWatch::eventFilter(QObject* watched, QEvent* event) {
   auto* widget = event->type() == QEvent::Show ? qobject_cast<QWidget*>(watched) : nullptr;
-  if (!widget || !IsOneOf<QDialog, QMainWindow, ZKWindow, QDockWidget>(widget)) return false;
+  // What stands in the toolkit's own dialogs for files is its own.
+  if (!widget || qobject_cast<QFileDialog*>(widget) || !IsOneOf<QDialog, QMainWindow, ZKWindow, QDockWidget>(widget))
+    return false;
   QTimer::singleShot(0, this, [this, shown = QPointer<QWidget>(widget)] {
     if (shown && shown->isVisible()) Walk(*shown);
   });
