@@ -44,7 +44,7 @@ SlotOrder RotatedOrder(int first, int last, std::int64_t steps) {
   SlotOrder order = SameOrder(first, last);
   const auto count = static_cast<std::int64_t>(order.from.size());
   const std::int64_t down = (steps % count + count) % count;
-  std::ranges::rotate(order.from, order.from.end() - down);
+  std::rotate(order.from.begin(), order.from.end() - down, order.from.end());
   return order;
 }
 
