@@ -57,11 +57,11 @@ SlotOrder InvertedOrder(int first, int last) {
 SlotOrder MovedOrder(int first, int last, int before) {
   if (before < first) {
     SlotOrder order = SameOrder(before, last);
-    std::ranges::rotate(order.from, order.from.begin() + (first - before));
+    std::rotate(order.from.begin(), order.from.begin() + (first - before), order.from.end());
     return order;
   }
   SlotOrder order = SameOrder(first, std::max(last, before - 1));
-  if (before > last) std::ranges::rotate(order.from, order.from.begin() + (last - first + 1));
+  if (before > last) std::rotate(order.from.begin(), order.from.begin() + (last - first + 1), order.from.end());
   return order;
 }
 
