@@ -46,6 +46,12 @@ def call(command, timeout=1800, env=None, log=None):
     return ok, output
 
 
+def what_failed(output, length=6000):
+    """The lines that say so first, for whoever shows only the beginning, then the end of the output."""
+    lines = [line for line in output.splitlines() if line.startswith(("FAILED", "again"))][:40]
+    return "\n".join(lines + ["..."] * bool(lines)) + "\n" * bool(lines) + output[-length:]
+
+
 def build(preset, *targets):
     folder = "build" if preset == "default" else f"build-{preset}"
     start = time.time()
@@ -219,14 +225,14 @@ def stage_scripts():
     """End-to-end runs: the program in a window, jackd, the ALSA machine, foreign programs"""
     for script in sorted(glob.glob(os.path.join(ROOT, "tests", "end_to_end", "*.sh"))):
         start = time.time()
-        ok, output = call(["bash", script], timeout=900, env={"XDG_RUNTIME_DIR": runtime_folder()},
+        ok, output = call(["bash", script], timeout=1500, env={"XDG_RUNTIME_DIR": runtime_folder()},
                           log=os.path.join(ROOT, "build", os.path.basename(script) + ".log"))
         last = output.strip().splitlines()[-1] if output.strip() else ""
         name = os.path.basename(script)
         if ok and last.startswith("skipped"):
             skip(name, last.partition(":")[2].strip())
         else:
-            note(name, ok, output[-6000:])
+            note(name, ok, what_failed(output))
         print(f"{name}: {time.time() - start:.1f} s", flush=True)
 
 

@@ -368,25 +368,26 @@ void JackBackend::LookForLoops(const Session& session) {
 }
 
 void JackBackend::FeedThread(const Session& session) {
-  std::int64_t lastMove = clock_.NowUs();
-  std::int64_t lastLook = lastMove;
-  std::int64_t lastAsked = lastMove;
+  std::int64_t lastLook = clock_.NowUs();
+  std::int64_t lastAsked = lastLook;
+  std::int64_t silenceUs = 0;
   std::uint64_t lastPeriod = session->periods();
   while (!ending_.load()) {
     session->feed.WaitMs(kJackLookMs);
     if (ending_.load()) return;
     const std::int64_t now = clock_.NowUs();
-    // A thread that did not get to look has seen no silence.
-    const bool late = now - lastLook > 2 * kJackLookMs * 1000;
-    if (std::exchange(lastPeriod, session->periods()) != session->periods() || late) lastMove = now;
+    // Of a time in which this thread did not get to look it knows nothing: it counts for what it would have looked at.
+    const std::int64_t lookedUs = std::min(now - lastLook, 2 * kJackLookMs * 1000);
     lastLook = now;
-    const bool silent = now - lastMove > session->PatienceUs();
+    const bool moved = std::exchange(lastPeriod, session->periods()) != session->periods();
+    silenceUs = moved ? 0 : silenceUs + lookedUs;
+    const bool silent = silenceUs > session->PatienceUs();
     bool news = session->portsChanged.exchange(false);
     if (session->silent.exchange(silent) != silent) {
       news = true;
       MonitorMsg(silent ? "The JACK server stands still" : "The JACK server goes on");
     }
-    if (silent && IsPipeWire() && now - std::max(lastMove, lastAsked) > kJackAskUs) {
+    if (silent && IsPipeWire() && silenceUs > kJackAskUs && now - lastAsked > kJackAskUs) {
       lastAsked = now;
       AskAfterOurselves(session);
     }
@@ -554,6 +555,7 @@ Result JackBackend::OpenInput(const std::string& id, MidiInputSink sink, std::un
   if (Result made = Connect(session, input->end, false); !made.ok()) return made;
   std::unique_lock guard(mutex_);
   input->serial = nextSerial_++;
+  input->heardFrom = session->periods() + kJackInputSettlePeriods;
   if (session != session_ || !session->AddInput(input.get())) {
     guard.unlock();
     Retire(session, input);

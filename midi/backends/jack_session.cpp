@@ -80,9 +80,13 @@ int JackSession::Run(jack_nframes_t frames) {
   const std::int64_t sinceNs = open ? frameNs * jack_frames_since_cycle_start(open) : 0;
   const std::int64_t beginUs = clock_.NowUs() - (sinceNs + frameNs * frames) / 1000;
   bool news = false;
+  // The server gives the place of a port that went to the next one, and its connections stay with it until a period
+  // begins: an input that is new, or whose other end went, may lead from connection to connection in a circle, and the
+  // library follows that until the stack is full.
   for (auto& slot : inputs_) {
-    if (JackInput* input = slot.load(std::memory_order_acquire))
-      news = TakeIn(*input, frames, beginUs, frameNs) || news;
+    JackInput* input = slot.load(std::memory_order_acquire);
+    if (!input || input->end.gone.load(std::memory_order_acquire) || periods() < input->heardFrom) continue;
+    news = TakeIn(*input, frames, beginUs, frameNs) || news;
   }
   if (news) arrived.Post();
   periods_.fetch_add(1, std::memory_order_release);

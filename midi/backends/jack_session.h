@@ -19,6 +19,8 @@
 namespace tonalith {
 
 inline constexpr int kJackMaxPorts = 256;
+// Periods before an input is listened to.
+inline constexpr std::uint64_t kJackInputSettlePeriods = 3;
 
 // A semaphore that a process callback may post without blocking.
 class RealtimeSignal {
@@ -73,8 +75,9 @@ struct JackInput {
       : end(std::move(name), nowUs), sink(std::move(to)) {}
   JackEnd end;
   std::uint32_t serial = 0;
-  bool owesLoss = false;  // the process callback's: something was lost and is not told yet
-  std::mutex mutex;       // held while the sink runs
+  std::uint64_t heardFrom = 0;  // period; see JackSession::Run
+  bool owesLoss = false;        // the process callback's: something was lost and is not told yet
+  std::mutex mutex;             // held while the sink runs
   MidiInputSink sink;
 };
 

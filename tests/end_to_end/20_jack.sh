@@ -46,7 +46,7 @@ rm -rf "$home"
 "$bin/midi_matrix" jack "$bin/midi_peer" "$server" || result=1
 stop_jack
 for period in 64 1024 4096; do
-  timeout 120 "$bin/midi_faults" "$bin/midi_peer" tonalith-test "$period" 2>"$root/build/jack-faults.log" || result=1
+  timeout 240 "$bin/midi_faults" "$bin/midi_peer" tonalith-test "$period" 2>"$root/build/jack-faults.log" || result=1
 done
 
 # The first jackd, unpacked beside: the two cannot be installed together.
@@ -60,7 +60,7 @@ library=$(dirname "$(find "$first" -name 'libjack.so.0' 2>/dev/null | head -1)")
 if [ -x "$first/usr/bin/jackd" ] && [ -e "$library/libjack.so.0" ]; then
   echo "the first jackd"
   FIRST_JACKD=1 PATH="$first/usr/bin:$PATH" LD_LIBRARY_PATH="$library" JACK_DRIVER_DIR="$library/jack" \
-    timeout 120 "$bin/midi_faults" "$bin/midi_peer" tonalith-first 1024 2>"$root/build/jack-faults.log" || result=1
+    timeout 240 "$bin/midi_faults" "$bin/midi_peer" tonalith-first 1024 2>"$root/build/jack-faults.log" || result=1
 else
   echo "skipped: the first jackd cannot be had"
 fi

@@ -102,6 +102,33 @@ int FindPort(MidiPortSystem& midi, MidiDirection direction, const std::string& p
   return -1;
 }
 
+// The peer's ports, and the cases over them.
+struct Ends {
+  Ends(MidiPortSystem& system, const std::string& client) : midi(system), name(client) {}
+  bool Find() {
+    out = FindPort(midi, MidiDirection::Output, name);
+    in = FindPort(midi, MidiDirection::Input, name);
+    if (Found()) midi.out().MidiOutSetUSBPortSpeed(out, 1'000'000);
+    return Found();
+  }
+  bool Found() const { return out >= 0 && in >= 0; }
+  // Once more when the machine held the server up.
+  void Run(Peer& peer, const std::function<void()>& body) {
+    for (int attempt = 1;; ++attempt) {
+      peer::GapMs(peer);
+      const auto lines = peer::HoldBack(body);
+      if (peer::PrintUnlessHeldUp(lines, peer::GapMs(peer), attempt)) return;
+      LookAtPorts(midi, 50);
+      Find();
+    }
+  }
+
+  MidiPortSystem& midi;
+  std::string name;
+  int out = -1;
+  int in = -1;
+};
+
 // The cable is pulled in the middle of a receive: a quick end, no hang.  server: process to end instead of the cable,
 // or null.
 void UnplugCase(MidiPortSystem& midi, int in, Peer& peer, const char* server) {
@@ -160,36 +187,31 @@ int main(int argc, char** argv) {
   }
   midi.MidiPortInOpenPorts();
   midi.MidiPortOutOpenPorts();
-  int out = FindPort(midi, MidiDirection::Output, name);
-  int in = FindPort(midi, MidiDirection::Input, name);
-  Check(out >= 0 && in >= 0, "the peer's ports are found and open");
-  if (out < 0 || in < 0) return 1;
-  midi.out().MidiOutSetUSBPortSpeed(out, 1'000'000);
+  Ends ends(midi, name);
+  Check(ends.Find(), "the peer's ports are found and open");
+  if (!ends.Found()) return 1;
 
   const bool jack = kind == "jack";
   for (const std::size_t size :
        {std::size_t{10}, std::size_t{4104}, std::size_t{32768}, std::size_t{524288}, std::size_t{2097152}}) {
-    SendCase(midi, out, peer, size, 0, true);
-    if (size <= 32768) SendCase(midi, out, peer, size, 1000, true);
+    ends.Run(peer, [&] { SendCase(midi, ends.out, peer, size, 0, true); });
+    if (size <= 32768) ends.Run(peer, [&] { SendCase(midi, ends.out, peer, size, 1000, true); });
     const std::size_t span = jack ? (size > 100000 ? 16384 : 1000) : 256;
-    ReceiveCase(midi, in, peer, size, span, size > 100000 ? 65536 : 1000);
+    ends.Run(peer, [&] { ReceiveCase(midi, ends.in, peer, size, span, size > 100000 ? 65536 : 1000); });
   }
-  SendCase(midi, out, peer, 65536, 4096, true);
+  ends.Run(peer, [&] { SendCase(midi, ends.out, peer, 65536, 4096, true); });
 
   // Other ports stand under the names of the former ones before anybody looked.
   if (jack) {
     peer.Ask("replug");
     LookAtPorts(midi, 20);
-    out = FindPort(midi, MidiDirection::Output, name);
-    in = FindPort(midi, MidiDirection::Input, name);
-    Check(out >= 0 && in >= 0, "ports that came back are open");
-    if (out < 0 || in < 0) return 1;
-    midi.out().MidiOutSetUSBPortSpeed(out, 1'000'000);
-    SendCase(midi, out, peer, 4104, 0, false);
-    ReceiveCase(midi, in, peer, 4104, 1000, 0);
+    Check(ends.Find(), "ports that came back are open");
+    if (!ends.Found()) return 1;
+    ends.Run(peer, [&] { SendCase(midi, ends.out, peer, 4104, 0, false); });
+    ends.Run(peer, [&] { ReceiveCase(midi, ends.in, peer, 4104, 1000, 0); });
   }
 
-  UnplugCase(midi, in, peer, argc > 3 ? argv[3] : nullptr);
+  UnplugCase(midi, ends.in, peer, argc > 3 ? argv[3] : nullptr);
   midi.Stop();
   std::printf("%d failed\n", failures);
   return failures ? 1 : 0;

@@ -12,12 +12,16 @@
 //   disconnect                         -> ok              cuts every cable into it (JACK)
 //   connect                            -> ok              puts the cables back that disconnect cut (JACK)
 //   echo                               -> ok              from now on what comes in goes out again (JACK)
+//   gap                                -> gap MS          the longest time the server did not call, since gap was asked
+//   (JACK)
 
 #include <alsa/asoundlib.h>
 #include <jack/jack.h>
 #include <jack/midiport.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -61,6 +65,7 @@ class Wire {
   virtual void Disconnect() {}
   virtual void Connect() {}
   virtual void Echo() {}
+  virtual long LongestGapMs() { return 0; }
 };
 
 class JackWire final : public Wire {
@@ -103,13 +108,26 @@ class JackWire final : public Wire {
     cut_.clear();
   }
   void Echo() override { echo_.store(true); }
+  // With the one that lasts.
+  long LongestGapMs() override {
+    const auto since = NowMs() - last_.load();
+    return std::max(gap_.exchange(0), last_.load() ? since : 0);
+  }
 
  private:
+  static long NowMs() {
+    return static_cast<long>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+            .count());
+  }
   void Register() {
     in_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
     out_ = jack_port_register(client_, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
   }
   int Run(jack_nframes_t frames) {
+    const long now = NowMs();
+    const long before = last_.exchange(now);
+    if (before && now - before > gap_.load()) gap_.store(now - before);
     if (gone_.load()) return 0;
     void* out = jack_port_get_buffer(out_, frames);
     jack_midi_clear_buffer(out);
@@ -139,6 +157,8 @@ class JackWire final : public Wire {
   std::atomic<bool> ready_{false};
   std::atomic<bool> gone_{false};
   std::atomic<bool> echo_{false};
+  std::atomic<long> last_{0};  // call, in ms
+  std::atomic<long> gap_{0};
   std::vector<std::string> cut_;
 };
 
@@ -258,6 +278,8 @@ int main(int argc, char** argv) {
     } else if (command == "echo") {
       wire->Echo();
       std::printf("ok\n");
+    } else if (command == "gap") {
+      std::printf("gap %ld\n", wire->LongestGapMs());
     } else if (command == "unplug") {
       wire->Unplug();
       std::printf("ok\n");
