@@ -129,6 +129,10 @@ void CommandMenus::UpdateEntry(const Entry& entry) {
   entry.action->setEnabled(refusal.isEmpty());
   SetToolTip(entry.action, refusal);
   SetStatusTip(entry.action, refusal.isEmpty() ? help : help + QStringLiteral(" - ") + refusal);
+  if (entry.row->checkable && entry.row->owner == CommandOwner::Child) {
+    const ZKWindow* child = active_();
+    entry.action->setChecked(child && child->CommandChecked(entry.row->id));
+  }
   if (entry.handler.checked) entry.action->setChecked(entry.handler.checked());
 }
 

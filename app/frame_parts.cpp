@@ -47,6 +47,8 @@ FrameParts::FrameParts(const FrameContext& context)
     received.Take(event);
     studio.openDocuments().Take(event);
   });
+  windowContext.SetShowData(
+      [this](DataFilePtr data, const std::string& originName) { studio.OpenData(std::move(data), true, originName); });
   RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);

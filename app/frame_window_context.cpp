@@ -10,6 +10,10 @@
 
 namespace tonalith {
 
+Settings& FrameWindowContext::settings() {
+  return frame_.program.settings();
+}
+
 std::string FrameWindowContext::DataFolder() {
   return frame_.program.paths().MainGetDataPath();
 }
@@ -32,6 +36,20 @@ Result FrameWindowContext::Export(const DataFile& data, bool midiFile, const std
   if (!isDeclared) *note = NotDeclaredSentence(data);
   *bytes = midiFile ? MidiFileOf(messages, title) : RawSysExFile(messages);
   return Result::Success();
+}
+
+std::filesystem::path FrameWindowContext::ModuleFolder(const DataFile& data) {
+  const ZKDrvList* driver = frame_.studio.DriverOf(&data);
+  return driver ? frame_.studio.facts().ModuleFolder(driver) : std::filesystem::path();
+}
+
+const DataFile* FrameWindowContext::NewData(const DataFile& data) {
+  const ZKDrvList* driver = frame_.studio.DriverOf(&data);
+  return driver ? driver->dataFile.get() : nullptr;
+}
+
+void FrameWindowContext::ShowData(DataFilePtr data, const std::string& originName) {
+  if (show_) show_(std::move(data), originName);
 }
 
 void FrameWindowContext::UpdateFromStudio(DataFile* dataFile) {

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/frame_context.h"
@@ -19,10 +22,18 @@ class FrameWindowContext final : public WindowContext {
       : frame_(frame), recent_(recent), transfers_(transfers) {}
 
   Prompts& prompts() override { return frame_.prompts(); }
+  Settings& settings() override;
   std::string DataFolder() override;
   void FileUsed(const std::string& path) override;
   Result Export(const DataFile& data, bool midiFile, const std::string& title, std::vector<std::uint8_t>* bytes,
                 std::string* note) override;
+  std::filesystem::path ModuleFolder(const DataFile& data) override;
+  const DataFile* NewData(const DataFile& data) override;
+  void ShowData(DataFilePtr data, const std::string& originName) override;
+  // Who opens windows on data; to be said once.
+  void SetShowData(std::function<void(DataFilePtr data, const std::string& originName)> show) {
+    show_ = std::move(show);
+  }
   void UpdateFromStudio(DataFile* dataFile) override;
   TransferDesk::Job Transfer(DeskRequest request) override;
   void AbandonTransfers(const DataFile* dataFile) override;
@@ -31,6 +42,7 @@ class FrameWindowContext final : public WindowContext {
   FrameContext frame_;
   RecentFilesMenu& recent_;
   WindowTransfers& transfers_;
+  std::function<void(DataFilePtr data, const std::string& originName)> show_;
 };
 
 }  // namespace tonalith

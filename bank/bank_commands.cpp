@@ -18,7 +18,6 @@ constexpr char kShortMemoryForSlots[] = "There is not enough memory; the data st
 constexpr char kInitialName[] = "Init Patch";
 constexpr std::uint32_t kBaseOfSeparateNames = 10;  // characters of base and number, though a name could be longer
 constexpr std::uint32_t kMostTwoDigits = 99;
-constexpr std::uint8_t kCountsFromFirstNumber = 1;
 
 // A change that fails only for lack of memory.
 Result Done(bool done) {
@@ -35,13 +34,23 @@ std::string Counting(const char* what, int count) {
   return Printf("%s %d Patches", what, count);
 }
 
-std::vector<SlotPair> SamePlaces(SlotRun run) {
+std::vector<SlotPair> SamePlaces(const std::vector<int>& which) {
   std::vector<SlotPair> pairs;
-  for (int slot = run.first; slot <= run.last; ++slot) pairs.push_back({slot, slot});
+  for (const int slot : which) pairs.push_back({slot, slot});
   return pairs;
 }
 
+int CountOf(const std::vector<int>& which) {
+  return static_cast<int>(which.size());
+}
+
 }  // namespace
+
+std::vector<int> SlotRun::Slots() const {
+  std::vector<int> which;
+  for (int slot = first; slot <= last; ++slot) which.push_back(slot);
+  return which;
+}
 
 Result BankCommands::Check(SlotRun run) const {
   if (std::string reason = document_.ReadOnlyReason(); !reason.empty()) return Result::Failure(std::move(reason));
@@ -49,6 +58,13 @@ Result BankCommands::Check(SlotRun run) const {
   if (run.first < 0 || run.last >= count)
     return Result::Failure(count == 1 ? "There is only slot 0." : Printf("There are the slots 0 to %d.", count - 1));
   if (run.last < run.first) return Result::Failure("The run of slots ends before it begins.");
+  return Result::Success();
+}
+
+Result BankCommands::Check(const std::vector<int>& slots) const {
+  if (slots.empty()) return Result::Failure("No patch is selected.");
+  for (const int slot : slots)
+    if (Result result = Check(slot); !result.ok()) return result;
   return Result::Success();
 }
 
@@ -159,37 +175,52 @@ BankOutcome BankCommands::AutoName(SlotRun run, std::int64_t firstNumber, const 
 }
 
 BankOutcome BankCommands::Delete(SlotRun run, bool definesAlways, const DataFile* newData) {
-  if (Result result = Check(run); !result.ok()) return result;
+  const Result result = Check(run);
+  return result.ok() ? DeleteSlots(run.Slots(), definesAlways, newData) : BankOutcome(result);
+}
+
+BankOutcome BankCommands::Restore(SlotRun run) {
+  const Result result = Check(run);
+  return result.ok() ? RestoreSlots(run.Slots()) : BankOutcome(result);
+}
+
+BankOutcome BankCommands::Init(SlotRun run, const DataFile* newData) {
+  const Result result = Check(run);
+  return result.ok() ? InitSlots(run.Slots(), newData) : BankOutcome(result);
+}
+
+BankOutcome BankCommands::DeleteSlots(const std::vector<int>& which, bool definesAlways, const DataFile* newData) {
+  if (Result result = Check(which); !result.ok()) return result;
   const bool empties = document_.PatchesGoAlone() && document_.synth().startsEmpty != 0 && !definesAlways;
-  const std::string status = Counting("Deleted", run.Count());
+  const std::string status = Counting("Deleted", CountOf(which));
   const auto change = [&](BankSlots& slots) {
-    for (int slot = run.first; slot <= run.last; ++slot) {
+    for (const int slot : which) {
       slots.Clear(slot);
       if (empties) slots.SetUndefined(slot, true);
     }
-    if (definesAlways) FillInitial(slots, run, newData);
+    if (definesAlways) FillInitial(slots, which, newData);
     return Result::Success();
   };
   return WithStatus(document_.ChangeSlots("Delete", status, change), status);
 }
 
-BankOutcome BankCommands::Restore(SlotRun run) {
-  if (Result result = Check(run); !result.ok()) return result;
+BankOutcome BankCommands::RestoreSlots(const std::vector<int>& which) {
+  if (Result result = Check(which); !result.ok()) return result;
   if (!document_.original()) return Result::Failure("There was not enough memory to keep the data as it came.");
   const BankSlots original(*document_.original());
-  if (!original.Refusal().empty() || !original.Has(run.last))
+  if (!original.Refusal().empty() || original.Count() != document_.PatchCount())
     return Result::Failure("The data as it came has other slots.");
-  const std::string status = Counting("Restored", run.Count());
+  const std::string status = Counting("Restored", CountOf(which));
   return WithStatus(
       document_.ChangeSlots("Restore", status,
-                            [&](BankSlots& slots) { return Done(slots.Copy(original, SamePlaces(run))); }),
+                            [&](BankSlots& slots) { return Done(slots.Copy(original, SamePlaces(which))); }),
       status);
 }
 
-bool BankCommands::FillInitial(BankSlots& slots, SlotRun run, const DataFile* newData) const {
+bool BankCommands::FillInitial(BankSlots& slots, const std::vector<int>& which, const DataFile* newData) const {
   const auto patch = FindInitialPatch(moduleFolder_, document_.synth(), slots);
-  const bool found = patch || (newData && slots.CopyBytes(*newData, SamePlaces(run)));
-  for (int slot = run.first; slot <= run.last; ++slot) {
+  const bool found = patch || (newData && slots.CopyBytes(*newData, SamePlaces(which)));
+  for (const int slot : which) {
     if (patch && !slots.SetRaw(slot, patch->raw)) slots.SetLogical(slot, patch->logical);
     slots.SetUndefined(slot, false);
     slots.SetName(slot, kInitialName);
@@ -197,12 +228,12 @@ bool BankCommands::FillInitial(BankSlots& slots, SlotRun run, const DataFile* ne
   return found;
 }
 
-BankOutcome BankCommands::Init(SlotRun run, const DataFile* newData) {
-  if (Result result = Check(run); !result.ok()) return result;
+BankOutcome BankCommands::InitSlots(const std::vector<int>& which, const DataFile* newData) {
+  if (Result result = Check(which); !result.ok()) return result;
   bool found = true;
-  const std::string status = Counting("Initialized", run.Count());
+  const std::string status = Counting("Initialized", CountOf(which));
   const auto change = [&](BankSlots& slots) {
-    found = FillInitial(slots, run, newData);
+    found = FillInitial(slots, which, newData);
     return Result::Success();
   };
   BankOutcome outcome = WithStatus(document_.ChangeSlots("Initialize", status, change), status);

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/result.h"
 
@@ -19,6 +20,7 @@ struct SlotRun {
   int first = 0;
   int last = 0;
   int Count() const { return last - first + 1; }
+  std::vector<int> Slots() const;
 };
 
 // How a command ended.
@@ -53,18 +55,22 @@ class BankCommands {
   // A bank that goes patch by patch and may have empty places gets them; with `definesAlways` every place gets the
   // initial patch instead (see Init).
   BankOutcome Delete(SlotRun run, bool definesAlways, const DataFile* newData);
+  BankOutcome DeleteSlots(const std::vector<int>& which, bool definesAlways, const DataFile* newData);
   // As they were opened or came.
   BankOutcome Restore(SlotRun run);
+  BankOutcome RestoreSlots(const std::vector<int>& which);
   // The initial patch of the data type, under the name "Init Patch"; without one, only the name.  `newData`: new data
   // of this type, or null.
   BankOutcome Init(SlotRun run, const DataFile* newData);
+  BankOutcome InitSlots(const std::vector<int>& which, const DataFile* newData);
 
  private:
   Result Check(SlotRun run) const;
-  Result Check(int slot) const { return Check({slot, slot}); }
+  Result Check(int slot) const { return Check(SlotRun{slot, slot}); }
+  Result Check(const std::vector<int>& slots) const;
   BankOutcome Reorder(const std::string& name, const std::string& status, const SlotOrder& order);
   // False: there is no initial patch; only the names were written.
-  bool FillInitial(BankSlots& slots, SlotRun run, const DataFile* newData) const;
+  bool FillInitial(BankSlots& slots, const std::vector<int>& which, const DataFile* newData) const;
 
   ZKBankDoc& document_;
   std::filesystem::path moduleFolder_;

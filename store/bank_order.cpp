@@ -14,6 +14,8 @@ namespace tonalith {
 
 namespace {
 
+constexpr int kMostSorts = 100;
+
 SlotOrder SameOrder(int first, int last) {
   SlotOrder order{first, std::vector<int>(static_cast<std::size_t>(last - first + 1))};
   std::iota(order.from.begin(), order.from.end(), first);
@@ -84,6 +86,16 @@ NumberSort ReadNumberSort(const IniFile& ini, int number) {
     return sortKey;
   };
   return {read("1"), read("2")};
+}
+
+std::vector<std::string> ReadSortNames(const IniFile& ini) {
+  std::vector<std::string> names;
+  const int count = std::min(ini.GetInt("Sort", "Count", 0), kMostSorts);
+  for (int i = 0; i < count; ++i) {
+    const std::string name = ini.Find("Sort", Printf("Sort%dName", i)).value_or("");
+    names.push_back(name.empty() ? Printf("Sort %d", i + 1) : name);
+  }
+  return names;
 }
 
 SlotOrder NumberOrder(const BankSlots& slots, int first, int last, const NumberSort& sort) {

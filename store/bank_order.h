@@ -38,6 +38,8 @@ struct NumberSort {
 };
 // Section "Sort" of the data type's INI, the sort of this number from 0.
 NumberSort ReadNumberSort(const IniFile& ini, int number);
+// What the sorts of that section are called ("Count" of them, "Sort0Name" ...), UTF-8.
+std::vector<std::string> ReadSortNames(const IniFile& ini);
 // Two passes, the second key first; each puts the smallest of what is left in front, the first one of equals, and what
 // stood there into its place.  So patches that are equal by the first key need not stay in the order of the second.
 SlotOrder NumberOrder(const BankSlots& slots, int first, int last, const NumberSort& sort);

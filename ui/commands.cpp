@@ -104,6 +104,20 @@ constexpr CommandRow kCommandRows[] = {
      "Light or dark as the desktop was when the program started", kFrame, true, "Loo&k"},
     {CommandId::ViewLookLight, MenuId::View, "&Light", "", "Dark text on light windows", kFrame, true, "Loo&k"},
     {CommandId::ViewLookDark, MenuId::View, "&Dark", "", "Light text on dark windows", kFrame, true, "Loo&k"},
+    {CommandId::BankRotateUp, MenuId::Bank, "Rotate &Up", "Alt+Up",
+     "Move the selected patches up by one; the first of them becomes the last", kChild, false},
+    {CommandId::BankRotateDown, MenuId::Bank, "Rotate &Down", "Alt+Down",
+     "Move the selected patches down by one; the last of them becomes the first", kChild, false},
+    {CommandId::BankInvert, MenuId::Bank, "&Invert", "", "Put the selected patches into the opposite order", kChild,
+     false},
+    {CommandId::BankSort, MenuId::Bank, "&Sort...", "Alt+Ctrl+S",
+     "Sort the bank by name, or by what its instrument offers", kChild, false},
+    {CommandId::None, MenuId::Bank, "", "", "", kFrame, false},
+    {CommandId::BankDelete, MenuId::Bank, "D&elete", "Del", "Clear the selected patches", kChild, false},
+    {CommandId::BankRestore, MenuId::Bank, "&Restore", "", "Put the selected patches back as they were opened or came",
+     kChild, false},
+    {CommandId::BankInit, MenuId::Bank, "Initialize &Patches", "",
+     "Give the selected patches the initial sound of their instrument", kChild, false},
     {CommandId::MidiGet, MenuId::Midi, "&Get from Instrument", "Ctrl+G", "Request the active data from its instrument",
      kChild, false},
     {CommandId::MidiTransmit, MenuId::Midi, "&Send to Instrument", "Ctrl+T", "Send the active data to its instrument",
@@ -198,7 +212,7 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::HelpAbout, MenuId::Help, "&About Tonalith", "", "Version and folders of this program", kFrame, false},
 };
 
-constexpr const char* kMenuTitles[] = {"&File", "&Edit", "&View", "&MIDI", "&Utilities", "&Window", "&Help"};
+constexpr const char* kMenuTitles[] = {"&File", "&Edit", "&View", "&Bank", "&MIDI", "&Utilities", "&Window", "&Help"};
 
 }  // namespace
 
@@ -206,13 +220,17 @@ std::span<const CommandRow> CommandTable() {
   return kCommandRows;
 }
 
+const CommandRow* RowOf(CommandId command) {
+  for (const CommandRow& row : kCommandRows)
+    if (row.id == command && command != CommandId::None) return &row;
+  return nullptr;
+}
+
 QString CommandTip(CommandId command) {
-  for (const CommandRow& row : kCommandRows) {
-    if (row.id != command) continue;
-    const QString help = QString::fromLatin1(row.help);
-    return *row.shortcut ? QStringLiteral("%1 (%2)").arg(help, QString::fromLatin1(row.shortcut)) : help;
-  }
-  return {};
+  const CommandRow* row = RowOf(command);
+  if (!row) return {};
+  const QString help = QString::fromLatin1(row->help);
+  return *row->shortcut ? QStringLiteral("%1 (%2)").arg(help, QString::fromLatin1(row->shortcut)) : help;
 }
 
 std::span<const char* const> MenuTitles() {

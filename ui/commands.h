@@ -81,6 +81,16 @@ enum class CommandId : int {
   PlayChord = 429,
   PlaySequence = 430,
   PlayLastNote = 431,
+  BankViewList = 600,
+  BankViewGrid = 601,
+  BankSwap = 602,
+  BankRotateUp = 603,
+  BankRotateDown = 604,
+  BankInvert = 605,
+  BankSort = 606,
+  BankDelete = 607,
+  BankRestore = 608,
+  BankInit = 609,
   UtilitiesCreator = 520,
   UtilitiesFileConversion = 519,
   UtilitiesController = 514,
@@ -116,7 +126,7 @@ enum class CommandId : int {
 // Who carries a command out: the main frame, or the active child window.  Menu: the entry only opens a menu that is
 // filled while the program runs.
 enum class CommandOwner { Frame, Child, Menu };
-enum class MenuId { File, Edit, View, Midi, Utilities, Window, Help };
+enum class MenuId { File, Edit, View, Bank, Midi, Utilities, Window, Help };
 
 struct CommandRow {
   CommandId id;  // None: a separator
@@ -132,6 +142,8 @@ struct CommandRow {
 
 // Every menu entry in order; one table for the menus, the shortcuts and the tests.
 std::span<const CommandRow> CommandTable();
+// Null: not in the table.
+const CommandRow* RowOf(CommandId command);
 // What the tool of a command says: its help and its keys.
 QString CommandTip(CommandId command);
 // Titles in menu order.

@@ -38,6 +38,11 @@ class ZKWindow : public QWidget {
   }
   // Empty when the command is on, else a sentence.
   QString RefusalOf(CommandId command) const;
+  // Whether a command with a check mark is chosen.
+  virtual bool CommandChecked(CommandId command) const {
+    (void)command;
+    return false;
+  }
   // Where words are typed that the rows must hold; null: the window has no such field.
   virtual SearchField* Search() const { return nullptr; }
   // The file the window shows (UTF-8); empty: none.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,11 +12,14 @@
 
 namespace tonalith {
 
+class Settings;
+
 // What a window of a document needs from the program around it.  Outlives the windows.
 class WindowContext {
  public:
   virtual ~WindowContext() = default;
   virtual Prompts& prompts() = 0;
+  virtual Settings& settings() = 0;
   // The user's data folder (UTF-8).
   virtual std::string DataFolder() = 0;
   // The file was opened or saved: the list of recent files takes it.
@@ -25,6 +29,13 @@ class WindowContext {
   // `note`: what the user has to know about it, a sentence, or empty.
   virtual Result Export(const DataFile& data, bool midiFile, const std::string& title, std::vector<std::uint8_t>* bytes,
                         std::string* note) = 0;
+
+  // The folder of the module that the data's instrument comes from; empty: there is none in the studio.
+  virtual std::filesystem::path ModuleFolder(const DataFile& data) = 0;
+  // New data of the same type, as the studio keeps it; null: there is none.
+  virtual const DataFile* NewData(const DataFile& data) = 0;
+  // Shows data in a window of its own.  `originName`: of what it was taken out of.
+  virtual void ShowData(DataFilePtr data, const std::string& originName) = 0;
 
   // Gives data the ports and channels that its instrument has in the studio now.
   virtual void UpdateFromStudio(DataFile* dataFile) = 0;

@@ -15,6 +15,7 @@
 #include "bank/ui/bank_model.h"
 #include "platform/path_resolver.h"
 #include "ui/clipboard.h"
+#include "ui/command_glyphs.h"
 #include "ui/plain_text.h"
 #include "ui/printing.h"
 #include "ui/qt_text.h"
@@ -46,6 +47,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
       empty_(
           new EmptyState(Glyph::Get, tr("Nothing received yet"), tr("Get asks the instrument for this data."), this)) {
   context.UpdateFromStudio(dataFile());
+  parts_ = MakeBankParts(*this);
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap + kSmallGap);
   column->addWidget(header_);
@@ -89,12 +91,18 @@ void TZKBank::BuildTools() {
   AddTool(Glyph::Rename, CommandId::EditRename, tr("Rename"));
   AddTool(Glyph::Save, CommandId::FileSave, tr("Save"));
   QToolButton* exports = tools_->Add(Glyph::Export, tr("Export"), tr("Write this data as a file for other programs"));
-  auto* menu = new QMenu(exports);
+  auto* menu = exportMenu_ = new QMenu(exports);
   for (const CommandId command : {CommandId::FileExportSysEx, CommandId::FileExportMidi}) {
     QAction* entry = menu->addAction(command == CommandId::FileExportSysEx ? tr("SysEx File...") : tr("MIDI File..."));
     connect(entry, &QAction::triggered, this, [this, command] { RunCommand(command); });
     more_.emplace_back(command, entry);
   }
+  // What the parts offer stands behind these, as it is when the menu opens.
+  const qsizetype own = menu->actions().size();
+  connect(menu, &QMenu::aboutToShow, this, [this, menu, own] {
+    while (menu->actions().size() > own) delete menu->actions().back();
+    FillBankMenu(menu, *this, BankMenu::Export);
+  });
   exports->setMenu(menu);
   BuildMore();
   tools_->SetSearch(filter_);
@@ -106,6 +114,12 @@ void TZKBank::BuildMore() {
   tools_->AddLineToMore();
   AddMore(Glyph::Copy, CommandId::EditCopyNames, tr("Copy Names"));
   AddMore(Glyph::Print, CommandId::FilePrint, tr("Print..."));
+  for (const auto& part : parts_) {
+    const std::vector<CommandId> entries = part->EntriesOf(BankMenu::More);
+    if (!entries.empty()) tools_->AddLineToMore();
+    for (const CommandId command : entries)
+      if (const CommandRow* row = RowOf(command)) AddMore(GlyphOf(command), command, QString::fromLatin1(row->text));
+  }
 }
 
 void TZKBank::BuildList() {
@@ -116,8 +130,13 @@ void TZKBank::BuildList() {
   connect(list_->bankModel(), &BankListModel::Explained, this, &TZKBank::Say);
   connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
     RefreshTools();
-    emit StateChanged();
     emit InspectChanged();
+  });
+  // The selection is another when its signal comes; the current patch, at the signal before, has not got it yet.
+  connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+    for (const auto& part : parts_) part->SelectionChanged();
+    RefreshTools();
+    emit StateChanged();
   });
   connect(this, &ZKWindow::TakeEdits, list_, &ZKBankListCtrl::TakeName);
   connect(filter_, &SearchField::WordsChanged, this, [this] {
@@ -133,6 +152,7 @@ void TZKBank::BuildList() {
 
 void TZKBank::DocumentChanged(const DocumentChange&) {
   Refresh();
+  for (const auto& part : parts_) part->DocumentChanged();
 }
 
 void TZKBank::Refresh() {
@@ -232,7 +252,46 @@ std::vector<std::uint8_t> TZKBank::ChangedPatches() const {
   return mask;
 }
 
+BankWindowPart* TZKBank::PartOf(CommandId command) const {
+  for (const auto& part : parts_)
+    if (part->Has(command)) return part.get();
+  return nullptr;
+}
+
+QString TZKBank::CommandText(CommandId command) const {
+  const BankWindowPart* part = PartOf(command);
+  return part ? part->Text(command) : QString();
+}
+
+bool TZKBank::CommandChecked(CommandId command) const {
+  const BankWindowPart* part = PartOf(command);
+  return part && part->IsChecked(command);
+}
+
+void TZKBank::SettingsChanged() {
+  for (const auto& part : parts_) part->SettingsChanged();
+}
+
+QString TZKBank::EditRefusal() const {
+  if (const std::string reason = bank_.ReadOnlyReason(); !reason.empty()) return ShownUtf8(reason);
+  return bank_.IsEmpty() ? tr("Nothing was received yet.") : QString();
+}
+
+std::vector<int> TZKBank::SelectedPatches() const {
+  return list_ ? list_->SelectedPatches() : std::vector<int>();
+}
+
+BankCommands TZKBank::Commands() {
+  return BankCommands(bank_, context().ModuleFolder(*dataFile()));
+}
+
+void TZKBank::Show(const BankOutcome& outcome) {
+  const std::string said = outcome.ok() ? outcome.status : outcome.text;
+  Say(ShownUtf8(outcome.note.empty() ? said : said + ".  " + outcome.note));
+}
+
 bool TZKBank::CommandEnabled(CommandId command) const {
+  if (const BankWindowPart* part = PartOf(command)) return part->Refusal(command).isEmpty();
   switch (command) {
     case CommandId::EditRename:
       return !bank_.IsBusy() && bank_.NameLength() > 0 && !bank_.IsEmpty() && list_ && list_->CurrentPatch() >= 0;
@@ -247,6 +306,7 @@ bool TZKBank::CommandEnabled(CommandId command) const {
 }
 
 QString TZKBank::CommandRefusal(CommandId command) const {
+  if (const BankWindowPart* part = PartOf(command)) return part->Refusal(command);
   if (command == CommandId::EditRename && !bank_.IsBusy())
     return bank_.NameLength() == 0 ? tr("This data has no names.") : tr("There is no patch to rename yet.");
   if (command == CommandId::EditCopyNames || command == CommandId::FilePrint) return tr("Nothing was received yet.");
@@ -276,6 +336,7 @@ void TZKBank::CopyNames() {
 void TZKBank::RunCommand(CommandId command) {
   emit TakeEdits();
   if (!CommandEnabled(command)) return;
+  if (BankWindowPart* part = PartOf(command)) return part->Run(command);
   switch (command) {
     case CommandId::EditRename:
       list_->setFocus();

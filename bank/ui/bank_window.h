@@ -4,10 +4,13 @@
 #include <utility>
 #include <vector>
 
+#include "bank/bank_commands.h"
 #include "bank/bank_document.h"
+#include "bank/ui/bank_part.h"
 #include "ui/instrument_window.h"
 
 class QAction;
+class QMenu;
 class QStackedLayout;
 class QToolButton;
 
@@ -38,8 +41,26 @@ class TZKBank final : public InstrumentWindow {
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
+  bool CommandChecked(CommandId command) const override;
+  void SettingsChanged() override;
   InspectorContent Inspect() override;
   SearchField* Search() const override { return filter_; }
+
+  // --- For the parts of the window (bank/ui/bank_part.h)
+
+  WindowContext& context() const { return DocumentWindow::context(); }
+  const std::vector<std::unique_ptr<BankWindowPart>>& parts() const { return parts_; }
+  // What an entry of the command is called now; empty: as in the command table.
+  QString CommandText(CommandId command) const;
+  // Why nothing can be changed now, a sentence; empty: it can.
+  QString EditRefusal() const;
+  // From the first, in order; without a selection none.
+  std::vector<int> SelectedPatches() const;
+  // Commands on the bank, with what its module says of it.
+  BankCommands Commands();
+  // How a command ended, where the user sees it.
+  void Show(const BankOutcome& outcome);
+  void Say(const QString& text) override { InstrumentWindow::Say(text); }
 
   DataFile* dataFile() const override { return bank_.dataFile(); }
   void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }
@@ -67,6 +88,7 @@ class TZKBank final : public InstrumentWindow {
   QString ShownName() const;
   QString Received() const;
   QString Counts() const;
+  BankWindowPart* PartOf(CommandId command) const;
   // The patches that a command means: the selected ones, or all.
   std::vector<int> MeantPatches() const;
   std::vector<std::string> NameLines() const;
@@ -79,6 +101,8 @@ class TZKBank final : public InstrumentWindow {
   QStackedLayout* pages_;
   ZKBankListCtrl* list_;
   EmptyState* empty_;
+  std::vector<std::unique_ptr<BankWindowPart>> parts_;
+  QMenu* exportMenu_ = nullptr;
   QToolButton* send_ = nullptr;
   QString progress_;  // of a Get
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;

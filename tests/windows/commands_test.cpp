@@ -48,8 +48,8 @@ QChar Mnemonic(const QString& text) {
 TEST_F(CommandsTest, EveryRowOfTheTableIsAnEntryWithItsOwnShortcut) {
   Start();
   const auto menus = frame().menuBar()->actions();
-  ASSERT_EQ(menus.size(), 7);
-  EXPECT_EQ(menus[6]->text(), "&Help");
+  ASSERT_EQ(menus.size(), 8);
+  EXPECT_EQ(menus[7]->text(), "&Help");
   std::set<QString> shortcuts;
   std::set<QAction*> shown;
   const std::function<void(QMenu*)> walk = [&](QMenu* menu) {
@@ -91,10 +91,12 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
   EXPECT_EQ(Enabled(), (std::set<CommandId>{CommandId::MidiGet, CommandId::EditSelectAll}));
   frame().RunCommand(CommandId::MidiGet);
   ASSERT_TRUE(Idle(window));
-  const std::set<CommandId> full = {CommandId::MidiGet,         CommandId::EditSelectAll, CommandId::MidiTransmit,
-                                    CommandId::FileSave,        CommandId::FileSaveAs,    CommandId::EditUndo,
-                                    CommandId::EditRename,      CommandId::FilePrint,     CommandId::EditCopyNames,
-                                    CommandId::FileExportSysEx, CommandId::FileExportMidi};
+  const std::set<CommandId> full = {CommandId::MidiGet,         CommandId::EditSelectAll,  CommandId::MidiTransmit,
+                                    CommandId::FileSave,        CommandId::FileSaveAs,     CommandId::EditUndo,
+                                    CommandId::EditRename,      CommandId::FilePrint,      CommandId::EditCopyNames,
+                                    CommandId::FileExportSysEx, CommandId::FileExportMidi, CommandId::BankRotateUp,
+                                    CommandId::BankRotateDown,  CommandId::BankInvert,     CommandId::BankDelete,
+                                    CommandId::BankRestore,     CommandId::BankInit};
   EXPECT_EQ(Enabled(), full);
   window->document().SetBusy(true);
   EXPECT_EQ(Enabled(), (std::set<CommandId>{CommandId::EditSelectAll, CommandId::EditCopyNames, CommandId::FilePrint}));
@@ -220,7 +222,7 @@ TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {
   Open("k4", "Single", false);
   Open("Yamaha DX7", "Voice", false);
   ASSERT_EQ(frame().Children().size(), 3U);
-  QMenu* menu = frame().menuBar()->actions()[5]->menu();
+  QMenu* menu = frame().menuBar()->actions()[6]->menu();
   emit menu->aboutToShow();
   QAction* entry = menu->actions()[menu->actions().size() - 2];
   EXPECT_TRUE(entry->text().contains("Kawai K4")) << entry->text().toStdString();
