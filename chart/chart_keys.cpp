@@ -54,6 +54,10 @@ constexpr ChartKey kKeys[] = {
     {"both", "pause", "MS", "between any two messages", "pause = 75 ms"},
     {"both", "empty", "MESSAGE", "what it answers for a place of a bank that holds nothing", "empty = F0 F7"},
     {"both", "answer within", "TIME", "how long an answer may take (5 s)", "answer within = 3 s"},
+    {"both", "retries", "NUMBER",
+     "how often it is at least asked for again when nothing comes, and sent again when it is not answered (1 to 10; "
+     "else as the preferences say)",
+     "retries = 5"},
     {"both", "sum", "WORD", "the kind of checksum", "sum = negative sum"},
     {"both", "new", "\"NAME\"", "the name of new data", "new = \"INIT VOICE\""},
     {"both", "name", "PLACE LENGTH CODE", "where a patch has its name, counted in the unpacked patch; `none`",

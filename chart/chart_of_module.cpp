@@ -20,6 +20,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kBankKind = 2, kPatchKind = 1;
+constexpr int kLastOfDigit = 15, kLastDataByte = 0x7F;  // of device numbers
 
 std::string WordOf(const char* table, int code) {
   for (const CodedWord& word : FindCodedTable(table)->words)
@@ -170,6 +171,27 @@ class TypeText {
   std::string text_, scripts_;
 };
 
+// How the instrument is found, and over what its device number runs when its data does not say.
+struct FoundBy {
+  std::string find, device;
+};
+FoundBy OwnInquiryOf(std::string_view ini) {
+  const std::string request = IniValue(ini, "Own Inquiry", "Request"), reply = IniValue(ini, "Own Inquiry", "Reply");
+  if (request.empty() || reply.empty()) return {};
+  FoundBy found{"find = " + request + " -> " + reply + "\n", {}};
+  if ((request + reply).find('n') == std::string::npos) return found;
+  found.device = "   device = n";
+  const auto first = ParseInteger(IniValue(ini, "Device Inquiry", "ChMin"));
+  const auto last = ParseInteger(IniValue(ini, "Device Inquiry", "ChMax"));
+  const auto isByte = [](const auto& number) { return number && *number >= 0 && *number <= kLastDataByte; };
+  if (request.find('n') != std::string::npos && isByte(first) && isByte(last) && *first <= *last &&
+      (*first != 0 || *last != kLastOfDigit)) {
+    const std::uint8_t bytes[] = {static_cast<std::uint8_t>(*first), static_cast<std::uint8_t>(*last)};
+    found.device += " " + HexText({bytes, 1}) + ".." + HexText({bytes + 1, 1});
+  }
+  return found;
+}
+
 std::string_view TextOf(const PackageFile& file) {
   return {reinterpret_cast<const char*>(file.bytes.data()), file.bytes.size()};
 }
@@ -211,10 +233,14 @@ bool FindChartOfModule(const std::string& name, const PackageFiles& files, Chart
   const std::uint8_t maker = first.manufacturerId;
   const bool device = std::any_of(drivers.begin(), drivers.end(),
                                   [](const DataFilePtr& one) { return one->synth->hasSysExChannel != 0; });
+  const FoundBy found = OwnInquiryOf(ini);
   out->text = "[" + called +
               "]\n# Made from the descriptors of the module, which has no chart: read it before it is built.\n" +
               "maker = " + HexText({&maker, 1}) + "   drivers = " + Num(+first.driverId) +
-              (device ? "   device = n" : "") + "\n";
+              (!found.device.empty() ? found.device
+               : device              ? "   device = n"
+                                     : "") +
+              "\n" + found.find;
   for (const DataFilePtr& driver : drivers) out->text += TypeText(*driver, ini, names).Text();
   return true;
 }

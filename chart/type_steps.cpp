@@ -29,11 +29,18 @@ class StepWriter {
       : chart_(chart), type_(type), layout_(layout), address_(address), lines_(*lines), problems_(*problems) {
     pause_ = Milliseconds("pause");
     within_ = Milliseconds("answer within");
+    retries_ = chart_.Find(type_, "retries");
   }
 
   void Write() {
-    if (type_.Find("script get") || type_.Find("script put")) return;
+    if (type_.Find("script get") || type_.Find("script put")) return NoRetries("a script gets or sends it");
     if (type_.exchange) {
+      for (const char* direction : {"get", "put"}) {
+        direction_ = direction;
+        if (std::any_of(type_.exchange->entries.begin(), type_.exchange->entries.end(),
+                        [&](const ChartEntry& entry) { return entry.key == direction; }))
+          Retries();
+      }
       for (const ChartEntry& entry : type_.exchange->entries) {
         if (entry.key != "get" && entry.key != "put") continue;
         lines_.Put(entry.key, ExchangeStep(WithoutSentences(entry.value), type_.variable), entry.valueAt);
@@ -43,7 +50,7 @@ class StepWriter {
     const bool readonly = IsChartReadonly(type_, &problems_);
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
-    const bool needed = type_.patchwise || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
+    const bool needed = type_.patchwise || retries_ || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
                         type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol() ||
                         HasOtherForms() || !type_.request.IsPlain(kPatchLetter) ||
                         !type_.dump.front().IsPlain(kPatchLetter);
@@ -63,11 +70,13 @@ class StepWriter {
   void Area(bool readonly) {
     if (address_.areas.empty()) return;
     const bool patchwise = type_.patchwise && type_.Has("patch by patch");
-    if (!patchwise && !(type_.slots == 1 && type_.Find("patches"))) return;
+    if (!patchwise && !(type_.slots == 1 && type_.Find("patches")))
+      return NoRetries("all that lies at an address goes in one piece");
     const ChartArea& area = address_.areas.front();
     for (const char* direction : {"get", "put"}) {
       direction_ = direction;
       if (direction_ == "put" && readonly) return Line("no", type_.section->at);
+      Retries();
       Line("area " + area.Text(), area.at);
     }
     if (pause_) Line("pause " + Num(pause_), area.at);
@@ -96,6 +105,15 @@ class StepWriter {
   }
 
   void Line(const std::string& step, ChartPlace at) { lines_.Put(direction_, step, at); }
+
+  // Where nothing comes, the transfer tries again.
+  void Retries() {
+    if (retries_) Line("retries " + retries_->value, retries_->valueAt);
+  }
+  void NoRetries(const char* why) {
+    if (const ChartEntry* said = type_.Find("retries"))
+      problems_.Add(said->keyAt, said->key, std::string("it is asked for again as the preferences say: ") + why);
+  }
 
   // Between two steps; behind the last one as well when the next patch follows.
   void Between(ChartPlace at, bool last) {
@@ -201,8 +219,9 @@ class StepWriter {
   void Get() {
     direction_ = "get";
     std::vector<ChartStep> steps = type_.get;
+    if (!type_.getSaid && type_.request.empty()) return;
+    Retries();
     if (!type_.getSaid) {
-      if (type_.request.empty()) return;
       ChartStep ask;
       ask.at = type_.request.at;
       ask.message = type_.request;
@@ -292,6 +311,7 @@ class StepWriter {
       problems_.Add(steps.empty() ? type_.section->at : steps.front().at, {}, "no step sends the data", "put = dump");
       return;
     }
+    Retries();
     // What goes into the data stands before everything that sends some of it.
     for (const ChartStep& step : steps)
       if (step.kind == ChartStep::Kind::kMessage && IsSent(step)) Stamp(step);
@@ -491,6 +511,7 @@ class StepWriter {
   ChartProblems& problems_;
   std::string direction_ = "get";
   int pause_ = 0, within_ = 0;
+  const ChartEntry* retries_ = nullptr;
   char filter_ = 0;  // what the device number is in the pattern that is written
 };
 

@@ -24,6 +24,7 @@ constexpr std::int64_t kAnswerDelayUs = 5000;
 constexpr std::int64_t kSettleMs = 200;
 constexpr std::uint32_t kOtherContents = 20000;  // seeds behind those of what the instrument has
 constexpr std::size_t kShownBytes = 12;
+constexpr std::int64_t kMostRetries = 10;
 
 std::string Shown(std::span<const std::uint8_t> bytes) {
   return HexText(bytes.first(std::min(bytes.size(), kShownBytes))) + (bytes.size() > kShownBytes ? " ..." : "");
@@ -233,9 +234,23 @@ bool ModulePlay::SilentSend(Trial* trial) {
                result.ok() ? "no answer came that the chart waits for, and the transfer counts as done." : "");
 }
 
+// So many answers in a row may get lost.
+int ModulePlay::Retries(const ChartType& type) const {
+  const ChartEntry* retries = chart_.Find(type, "retries");
+  const auto times = retries ? ParseInteger(retries->value) : std::nullopt;
+  return static_cast<int>(std::clamp<std::int64_t>(times.value_or(1), 1, kMostRetries));
+}
+
+bool ModulePlay::LostSend(Trial* trial) {
+  for (const std::size_t patch : trial->Patches()) trial->Put(patch, trial->player.Patch(patch));
+  trial->player.SetFaults({false, Retries(trial->type), false});
+  const Result result = trial->Run(TransferOperation::kTransmit);
+  return Right(*trial, "sending", result.ok() ? "" : "so many answers got lost as it has retries: " + result.text);
+}
+
 bool ModulePlay::Lost(Trial* trial) {
   const std::vector<std::uint8_t> before(BodySpan(*trial->data).begin(), BodySpan(*trial->data).end());
-  trial->player.SetFaults({false, 1, false});
+  trial->player.SetFaults({false, Retries(trial->type), false});
   const Result result = trial->Run(TransferOperation::kReceive);
   if (!result.ok() && !trial->player.IsAskedAgain()) {
     const auto after = BodySpan(*trial->data);
@@ -309,6 +324,7 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
   go(asks, "silent", &ModulePlay::SilentGet, standard);
   go(sends && probe->Confirms(), "sent without an answer", &ModulePlay::SilentSend, standard);
   go(asks, "an answer lost", &ModulePlay::Lost, standard);
+  go(sends && probe->Confirms() && chart_.Find(type, "retries"), "sent again", &ModulePlay::LostSend, standard);
   // Data that goes with acknowledgements is in files what it is without them.
   go(sends && !type.Has("handshake"), "exported", &ModulePlay::File, standard);
   if (chart_.device.letter && other != standard) {

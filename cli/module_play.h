@@ -48,6 +48,8 @@ class ModulePlay {
   bool Refused(Trial* trial);
   bool SilentGet(Trial* trial);
   bool SilentSend(Trial* trial);
+  int Retries(const ChartType& type) const;
+  bool LostSend(Trial* trial);
   bool Lost(Trial* trial);
   bool File(Trial* trial);
   bool Right(const Trial& trial, const char* what, const std::string& wrong);

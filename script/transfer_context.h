@@ -102,10 +102,10 @@ struct TransferContext {
     std::uint64_t asked = 0, answered = 0, refused = 0;
   };
   std::optional<Acks> acksBefore;
-  int retryOnTimeout = 0;
-  int attempts = 0;       // a send: how often the first piece that failed went out
-  int extraAttempts = 2;  // how often a piece that did not come, was refused or came damaged is asked for again
-  int spentAttempts = 0;  // of these, for the piece: by exchanges that failed and by what exchanges asked for again
+  int retryOnTimeout = 0;  // extra attempts that the script wants at least where nothing is answered
+  int attempts = 0;        // a send: how often the first piece that failed went out
+  int extraAttempts = 2;   // how often a piece that did not come, was refused or came damaged is asked for again
+  int spentAttempts = 0;   // of these, for the piece: by exchanges that failed and by what exchanges asked for again
   bool inDoubt = false;  // what comes from here on may belong to another request: nothing more of the bank is asked for
   std::vector<std::uint8_t> pieceBytes;  // everything that receives stored for the piece that is asked for
   bool receivedSomething = false;

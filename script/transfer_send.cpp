@@ -180,7 +180,8 @@ bool TransferEngine::SendEnded(const TransferContext& context) const {
          context.sendFailed || !context.scriptStop.empty() || services_.Quitting();
 }
 
-// A piece that is refused or not answered goes out again, as often as one that does not come is asked for.
+// A piece that is refused or not answered goes out again, as often as one that does not come is asked for; what is not
+// answered perhaps more often, as its script says.
 int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::int64_t patchOffset) {
   TransferContext& context = sending.context;
   context.spentAttempts = 0;
@@ -189,7 +190,9 @@ int TransferEngine::SendPiece(Sending& sending, int patchIndex, int flags, std::
     context.said.clear();
     const int result = SendPart(sending, patchIndex, flags, patchOffset);
     if (result >= 0 || SendEnded(context) || !(context.unanswered || context.refused)) return result;
-    const bool again = context.spentAttempts++ < context.extraAttempts;
+    const int extra =
+        context.unanswered ? std::max(context.extraAttempts, context.retryOnTimeout) : context.extraAttempts;
+    const bool again = context.spentAttempts++ < extra;
     if (again) clock_.SleepMs(kSendAgainWaitMs, &context.wake);
     if (SendEnded(context)) return result;
     if (!again) {

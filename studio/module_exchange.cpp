@@ -21,6 +21,7 @@ constexpr std::int64_t kAnswerWithinMs = 5000;
 constexpr std::int64_t kPanelWithinMs = 30000;  // until somebody has pressed the button
 constexpr std::int64_t kLongestMs = 600000;
 constexpr std::int64_t kMostTurns = 1024;
+constexpr std::int64_t kMostRetries = 10;  // as in the preferences
 constexpr std::int64_t kMostPlaces = 256;
 constexpr std::int64_t kDelayUnits = 100;  // of "D" in a millisecond
 constexpr std::size_t kMostIgnored = 2;
@@ -144,6 +145,7 @@ class ExchangeWriter {
   Result Listen(const Step& step);
   Result Ignore(const Step& step);
   Result Pause(const Step& step);
+  Result Retries(const Step& step);
   Result Set(const Step& step);
   Result Data(const Step& step);
   Result Area(const Step& step);
@@ -191,6 +193,7 @@ const ExchangeWriter::Kind ExchangeWriter::kKinds[] = {
     {"block", true, false, &ExchangeWriter::Block, {"request", "taken", "again", "sum", "within"}},
     {"expect", true, false, &ExchangeWriter::Expect, {"anyway", "within"}},
     {"pause", true, true, &ExchangeWriter::Pause, {}},
+    {"retries", true, true, &ExchangeWriter::Retries, {}},
     {"set", false, true, &ExchangeWriter::Set, {"times", "step", "then", "live"}},
     {"data", false, true, &ExchangeWriter::Data, {"answer", "within", "refused", "again", "behind"}},
     {"area", true, true, &ExchangeWriter::Area, {"step", "slots"}},
@@ -397,6 +400,13 @@ Result ExchangeWriter::Pause(const Step& step) {
   std::int64_t ms = 0;
   const Result result = NumberOf(step, step.rest, kLongestMs, &ms);
   if (result.ok()) text_ += "D " + Num(ms * kDelayUnits) + "\n";
+  return result;
+}
+
+Result ExchangeWriter::Retries(const Step& step) {
+  std::int64_t times = 0;
+  const Result result = NumberOf(step, step.rest, kMostRetries, &times);
+  if (result.ok()) text_ += "SetRetryOnTimeout " + Num(times) + "\n";
   return result;
 }
 

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "chart/chart_of_module.h"
 #include "chart/module_of_chart.h"
 
 namespace tonalith {
@@ -159,6 +160,42 @@ TEST(ChartModule, ARelativeSaysWhatIsDifferent) {
   ModuleOfChart(chart, &problems, "Acme Three");
   EXPECT_EQ(problems.First().text,
             "x.chart:1:1: error: the chart has no relative of this name (\"Acme Three\"); right: Acme Two");
+}
+
+// The text that a module without its chart gives is found by the same question, over the same device numbers.
+TEST(ChartOfModule, GivesTheOwnInquiryBack) {
+  const std::string types = "\n[data Tone]\nrequest = F0 7D 0n 02 F7\ndump = F0 7D 0n 01 (16) F7\n";
+  const std::pair<const char*, const char*> cases[] = {
+      {"device = n", "find = F0 42 4n F7 -> F0 42 3n 04 F7"},
+      {"device = n 02..05, default 02", "find = F0 40 nn F7 -> F0 40 10+n 6? ?? F7"},
+      {"device = n", "find = F0 40 01 F7 -> F0 40 02 F7"},
+  };
+  for (const auto& [device, find] : cases) {
+    const std::string head = std::string("[Acme One]\ndrivers = 60000   maker = 7D   ") + device + "\n" + find;
+    ChartProblems problems("one.chart");
+    ModuleImage image;
+    ASSERT_TRUE(BuildChart(head + types, &problems, &image).ok()) << problems.First().text;
+    const auto iniOf = [](const ModuleImage& module) {
+      std::string text;
+      for (const auto& file : module.files)
+        if (file.path.ends_with(".ini") && file.path.find('\\') == std::string::npos)
+          text.assign(file.bytes.begin(), file.bytes.end());
+      return text.substr(std::min(text.size(), text.find("[Device Inquiry]")));
+    };
+    const std::string before = iniOf(image);
+    std::erase_if(image.files, [](const auto& file) { return file.path.ends_with(".chart"); });
+    ChartOfModule found;
+    ASSERT_TRUE(FindChartOfModule("Acme One", image.files, &found));
+    EXPECT_FALSE(found.whole);
+    ModuleImage again;
+    ASSERT_TRUE(BuildChart(found.text, &problems, &again).ok()) << problems.First().text << found.text;
+    EXPECT_NE(before.find("[Own Inquiry]"), std::string::npos);
+    const auto inquiry = [](const std::string& ini) {
+      const std::size_t at = ini.find("[Own Inquiry]");
+      return ini.substr(0, ini.find("\n[", at));
+    };
+    EXPECT_EQ(inquiry(iniOf(again)), inquiry(before)) << found.text;
+  }
 }
 
 }  // namespace tonalith

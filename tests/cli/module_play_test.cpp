@@ -33,4 +33,29 @@ TEST(ModulePlay, NamesWhatGoesWrong) {
   }
 }
 
+// As many answers get lost as the chart says; the preferences alone would give up before.
+TEST(ModulePlay, TriesAsOftenAsTheChartSays) {
+  const CliHome& home = CliHome::Instance();
+  const auto check = [&](const std::string& head, const std::string& data) {
+    WriteFileText(home.Path("retries.chart"),
+                  "[Orrin Deaf]\nmaker = 7D   device = n   drivers = 60200   find = Program   " + head +
+                      "\n[data Program Bank]  8 x Program   name = none   " + data +
+                      "\nrequest = F0 7D 3n 05 10 pp F7\neach = F0 7D 3n 05 41 pp (26) F7\n"
+                      "put = each -> F0 7D 3n 05 23 F7\n"
+                      "[data Program]  name = none\nrequest = F0 7D 3n 05 11 F7\ndump = F0 7D 3n 05 40 (26) F7\n");
+    return home.Run({"module", "check", home.Path("retries.chart")});
+  };
+  const CliOutput said = check("retries = 6", "");
+  EXPECT_EQ(said.status, 0) << said.out << said.err;
+  EXPECT_NE(said.out.find("Program Bank: got, sent, silent, sent without an answer, an answer lost, sent again, "),
+            std::string::npos)
+      << said.out;
+  for (const char* wrong : {"retries = 11", "retries = 0", "retries = often"}) {
+    const CliOutput refused = check("", wrong);
+    EXPECT_NE(refused.status, 0) << wrong;
+    EXPECT_NE((refused.out + refused.err).find("\"retries\" needs a number from 1 to 10"), std::string::npos)
+        << refused.out << refused.err;
+  }
+}
+
 }  // namespace tonalith
