@@ -7,6 +7,7 @@
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
 #include "cli/commands_desktop.h"
+#include "cli/commands_export.h"
 #include "cli/commands_files.h"
 #include "cli/commands_identify.h"
 #include "cli/commands_midi_test.h"
@@ -116,7 +117,8 @@ const std::vector<CliCommand>& CliCommands() {
        RunPatch},
       {"import", CliGroup::Files, "makes a data file of raw SysEx or a MIDI file", ImportForms, ImportDetails,
        RunImport},
-      {"export", CliGroup::Files, "writes data as a MIDI file or as raw SysEx", ExportForms, ExportDetails, RunExport},
+      {"export", CliGroup::Files, "writes data, or the names of its patches, for other programs", ExportForms,
+       ExportDetails, RunExport},
       {"desktop", CliGroup::Files, "the windows a desktop file keeps", DesktopForms, DesktopDetails, RunDesktop},
       {"df", CliGroup::Files, "looks into data files, makes and rewrites them", [] { return std::string(kDfHelp); },
        [] {

@@ -6,12 +6,7 @@
 #include "cli/arguments.h"
 #include "cli/input_files.h"
 #include "cli/session.h"
-#include "data/container.h"
 #include "data/patch_names.h"
-#include "data/standard_midi_file.h"
-#include "data/sysex_split.h"
-#include "platform/atomic_file.h"
-#include "platform/path_resolver.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -119,66 +114,6 @@ Result Import(Session& session, const std::vector<std::string>& words, const std
   return result;
 }
 
-// ---------------------------------------------------------------------------------------------------- export
-
-// The messages of a file that need no module: raw SysEx and MIDI files.
-Result MessagesOfRaw(const std::vector<std::uint8_t>& bytes, const std::string& path,
-                     std::vector<RenderedMessage>* messages) {
-  if (IsStandardMidiFile(bytes)) {
-    SmfContents contents;
-    std::string error;
-    if (!ReadSmfSysEx(bytes, &contents, &error)) return Result::Failure(path + ": " + error);
-    for (SmfSysEx& message : contents.messages)
-      if (message.isTerminated) messages->push_back({std::move(message.bytes), 0});
-  } else {
-    for (const SysExPiece& piece : SplitSysEx(bytes)) messages->push_back({CleanSysEx(piece), 0});
-  }
-  return messages->empty() ? Result::Failure(path + " holds no SysEx.") : Result::Success();
-}
-
-// Everything the members of a file are as messages, in order.
-Result MessagesOfData(Session& session, const std::vector<std::uint8_t>& bytes, const std::string& path,
-                      bool withPauses, std::vector<RenderedMessage>* messages) {
-  Recognition found;
-  Result result = session.recognizer().Recognize(bytes, &found);
-  if (!result.ok()) return Result::Failure(path + ": " + result.text);
-  for (const RecognizedPiece& piece : found.pieces) {
-    std::vector<RenderedMessage> part;
-    bool isDeclared = false;
-    result = RenderFile(session, piece.data.get(), withPauses, &part, &isDeclared);
-    if (!result.ok()) return result;
-    if (!isDeclared) session.environment().err << "Note: " << NotDeclaredSentence(*piece.data) << "\n";
-    std::move(part.begin(), part.end(), std::back_inserter(*messages));
-  }
-  return Result::Success();
-}
-
-Result Export(CliEnvironment& environment, const std::vector<std::string>& words) {
-  const bool midi = AsciiEndsWithNoCase(words[1], ".mid");
-  if (!midi && !AsciiEndsWithNoCase(words[1], ".syx"))
-    return Result::Failure("The file to write ends in .mid or .syx, not \"" + FileNameOf(words[1]) + "\".");
-  std::vector<std::uint8_t> bytes;
-  if (Result read = ReadCliFile(environment, words[0], &bytes); !read.ok()) return read;
-  if (NoteShortFile(words[0], bytes, environment.err)) return Result::Failure(kShortIsNotSent);
-  std::vector<RenderedMessage> messages;
-  Result result = Result::Success();
-  if (LooksLikeDataFile(bytes) || IsListFile(bytes)) {
-    Session session(environment);
-    session.LoadStudio();
-    result = MessagesOfData(session, bytes, words[0], midi, &messages);
-  } else {
-    result = MessagesOfRaw(bytes, words[0], &messages);
-  }
-  if (!result.ok()) return result;
-  const std::vector<std::uint8_t> written =
-      midi ? MidiFileOf(messages, WithoutExtension(FileNameOf(words[0]))) : RawSysExFile(messages);
-  result = WriteFileAtomically(words[1], std::span<const std::uint8_t>(written));
-  if (result.ok())
-    environment.out << messages.size() << (messages.size() == 1 ? OwnText(" message") : OwnText(" messages")) << " in "
-                    << words[1] << "\n";
-  return result;
-}
-
 int FilesCommand(CliEnvironment& environment, const std::string& name, const CliArguments& arguments, std::size_t words,
                  const std::string& forms, const std::function<Result()>& work) {
   Result result = arguments.state();
@@ -212,18 +147,6 @@ std::string ImportDetails() {
          "  tonalith-cli import rom1a.syx rom1a.dat\n";
 }
 
-std::string ExportForms() {
-  return "export FILE OUT.mid|OUT.syx  writes data as its instrument keeps it in a MIDI file or as raw SysEx\n";
-}
-
-std::string ExportDetails() {
-  return "FILE is a data file; or raw SysEx or a Standard MIDI File, whose messages are written as they are.  Data is\n"
-         "written in the form that its module declares for files; where there is none, as it is sent, and that is "
-         "said.\n"
-         "In a MIDI file every message waits until the one before it has passed a MIDI cable.\n\n"
-         "  tonalith-cli export bank.dat bank.mid\n";
-}
-
 int RunRename(CliEnvironment& environment, const std::vector<std::string>& args) {
   const CliArguments arguments(args, {});
   return FilesCommand(environment, "rename", arguments, 3, RenameForms(), [&] {
@@ -241,12 +164,6 @@ int RunImport(CliEnvironment& environment, const std::vector<std::string>& args)
     return Import(session, arguments.words(), arguments.Option("type").value_or(""),
                   arguments.Option("piece").value_or(""));
   });
-}
-
-int RunExport(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {});
-  return FilesCommand(environment, "export", arguments, 2, ExportForms(),
-                      [&] { return Export(environment, arguments.words()); });
 }
 
 }  // namespace tonalith

@@ -17,9 +17,4 @@ int RunImport(CliEnvironment& environment, const std::vector<std::string>& args)
 std::string ImportForms();
 std::string ImportDetails();
 
-// export FILE OUT.mid|OUT.syx: data, or any SysEx, as a Standard MIDI File or as raw SysEx.
-int RunExport(CliEnvironment& environment, const std::vector<std::string>& args);
-std::string ExportForms();
-std::string ExportDetails();
-
 }  // namespace tonalith

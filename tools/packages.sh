@@ -5,7 +5,7 @@ set -u
 build="g++ cmake ninja-build pkg-config ccache lld python3 qt6-base-dev libjack-jackd2-dev libasound2-dev zlib1g-dev
        libcurl4-openssl-dev libssl-dev libgl-dev fonts-dejavu-core"
 tests="libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-format clang-tidy libclang-rt-14-dev
-       python3-pyftpdlib openssl xvfb xauth xdotool openbox imagemagick x11-utils jackd2 pipewire pipewire-jack wireplumber dbus procps desktop-file-utils appstream shared-mime-info
+       python3-pyftpdlib libxml2-dev openssl xvfb xauth xdotool openbox imagemagick x11-utils jackd2 pipewire pipewire-jack wireplumber dbus procps desktop-file-utils appstream shared-mime-info
        timidity timgm6mb-soundfont hexter dssi-dev liblua5.4-dev"
 vm="qemu-system-x86 busybox-static cpio kmod"
 case "${1:-build}" in
