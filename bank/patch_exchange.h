@@ -8,14 +8,15 @@
 
 namespace tonalith {
 
-// Patches of a bank as patches of their own, and back.  Both have to be of one maker, and the bank's data type has to
-// name that of the patch, or both are of one kind (type key).  Where both have the same bytes in the same packing these
-// are copied; else the module folder has to hold a conversion of the two (parameters/patch_conversion.h).  Name, texts
-// and keywords go along.
+// Patches of a bank as patches of their own, and back, with name, texts and keywords: what a patch that is opened,
+// dragged or written goes through.  The bytes are copied where both mean the same, else converted (store/convert.h).
+// Both have to be of one maker; where there is no conversion the sentence names both types.
 //
-// On failure the target is unchanged.  Success with a text: values that became the nearest that the target can hold.
+// On failure the target is unchanged.  Success with a text: what is to be said of it, such as values that became the
+// nearest that the target can hold.
 
-// `patch` is new data of its type; takes channels and ports of the bank.
+// `patch` is new data of its type; takes channels, ports and type key of the bank, unless the conversion gives a key of
+// its own.
 Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesystem::path& moduleFolder);
 // The slot holds something then.
 Result PutPatch(DataFile& patch, DataFile* bank, int slot, const std::filesystem::path& moduleFolder);
