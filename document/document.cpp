@@ -15,7 +15,15 @@ Result NoMemory() {
   return Result::Failure("There is not enough memory; the data stays as it is.", kDiskNoMemory);
 }
 
+// Documents are made on the user-interface thread only.
+std::uint64_t NextNumber() {
+  static std::uint64_t last = 0;
+  return ++last;
+}
+
 }  // namespace
+
+Document::Document() : number_(NextNumber()) {}
 
 Document::~Document() {
   RemoveAutosave();

@@ -48,6 +48,8 @@ class Document {
 
   // --- What it is
 
+  // Another one for every document of this run of the program, never 0; what is known of a document while it may close.
+  std::uint64_t Number() const { return number_; }
   // UTF-8, for windows and questions ("Yamaha DX7 Voice Bank"); not the file's name.
   virtual std::string Title() const = 0;
   virtual FileKind Kind() const = 0;
@@ -136,7 +138,7 @@ class Document {
   void RemoveListener(int id) { listeners_.Remove(id); }
 
  protected:
-  Document() = default;
+  Document();
 
   // --- What a kind of document supplies
 
@@ -166,6 +168,7 @@ class Document {
   Result BytesToWrite(const std::string& path, std::vector<std::uint8_t>* bytes);
   Result TakeContent(const std::function<Result()>& read);
 
+  const std::uint64_t number_;
   History history_;
   Listeners<const DocumentChange&> listeners_;
   std::string path_;

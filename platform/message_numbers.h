@@ -33,6 +33,14 @@ enum class ChildWindowMessage : std::uint32_t {
 // requests below.
 inline constexpr std::uint16_t kRequestMessage = 0x8000;
 
+// Requests to any window of a document.
+enum class WindowRequest : std::uint8_t {
+  WindowType = 0x22,  // result: the code of the window
+  Move = 0x23,        // one data file, or a Set document
+  TakesNoMoves = 0x6B,
+  MoveList = 155,
+};
+
 // Requests to the document of the editor whose script runs.
 enum class EditorRequest : std::uint8_t {
   RefreshControl = 0x25,

@@ -4,6 +4,7 @@
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
 
 namespace tonalith {
 
@@ -104,6 +105,18 @@ void DocumentWindow::StepHistory(bool back) {
   const Result done = back ? document_->Undo() : document_->Redo();
   if (!done.ok()) return Say(ShownUtf8(done.text));
   Say((back ? tr("Undone: %1") : tr("Redone: %1")).arg(name));
+}
+
+// ---- moves ----------------------------------------------------------------------------------------------------------
+
+std::string DocumentWindow::AcceptsMove(const MoveOffer& offer) const {
+  (void)offer;
+  if (std::string reason = document_->ReadOnlyReason(); !reason.empty()) return reason;
+  return ToUtf8(tr("This window does not take data of other windows."));
+}
+
+MoveResult DocumentWindow::ReceiveMove(Move&& move) {
+  return MoveResult::Refused(AcceptsMove(OfferOf(move)));
 }
 
 // ---- saving ---------------------------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "document/document.h"
+#include "document/move.h"
 #include "platform/prompts.h"
 #include "ui/plain_text.h"
 #include "ui/window_base.h"
@@ -13,7 +14,7 @@ namespace tonalith {
 
 // A child window on a document, of whatever kind: title, saving, undo and redo, and the questions before it closes.  A
 // kind of window is a subclass with its view and its commands.
-class DocumentWindow : public ZKWindow {
+class DocumentWindow : public ZKWindow, public MoveTarget {
   Q_OBJECT
 
  public:
@@ -33,6 +34,10 @@ class DocumentWindow : public ZKWindow {
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
+
+  // A kind of window that takes data from others overrides both; this one refuses with a sentence.
+  std::string AcceptsMove(const MoveOffer& offer) const override;
+  MoveResult ReceiveMove(Move&& move) override;
 
   // To the document's own file; with `askName`, or without a file, the user is asked for one.  False: nothing was
   // saved, and where something failed the user has been told.

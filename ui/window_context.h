@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "document/move.h"
 #include "platform/prompts.h"
 #include "platform/result.h"
 #include "services/transfer_desk.h"
@@ -20,6 +21,8 @@ class WindowContext {
   virtual ~WindowContext() = default;
   virtual Prompts& prompts() = 0;
   virtual Settings& settings() = 0;
+  // What is being dragged or waits for Paste in any window.
+  MovesOnOffer& moves() { return moves_; }
   // The user's data folder (UTF-8).
   virtual std::string DataFolder() = 0;
   // The file was opened or saved: the list of recent files takes it.
@@ -44,6 +47,9 @@ class WindowContext {
   virtual TransferDesk::Job Transfer(DeskRequest request) = 0;
   // Ends what is done with the data; the observer hears nothing more.
   virtual void AbandonTransfers(const DataFile* dataFile) = 0;
+
+ private:
+  MovesOnOffer moves_;
 };
 
 }  // namespace tonalith
