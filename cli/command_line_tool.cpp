@@ -9,6 +9,7 @@
 #include "cli/commands_desktop.h"
 #include "cli/commands_export.h"
 #include "cli/commands_files.h"
+#include "cli/commands_history.h"
 #include "cli/commands_identify.h"
 #include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
@@ -90,6 +91,8 @@ const std::vector<CliCommand>& CliCommands() {
       {"receive", CliGroup::Instruments, "gets data from an instrument into a file", ReceiveForms, ReceiveDetails,
        RunReceive},
       {"send", CliGroup::Instruments, "sends the data of a file to its instrument", SendForms, SendDetails, RunSend},
+      {"history", CliGroup::Instruments, "what instruments held before something was sent to them; brings it back",
+       HistoryForms, HistoryDetails, RunHistory},
       {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
        StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",

@@ -1,10 +1,17 @@
 #include "cli/commands_transfer.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
 #include "bank/bank_document.h"
 #include "cli/input_files.h"
-#include "cli/transfer_command.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
+#include "services/careful_send.h"
+#include "services/keep_before_send.h"
+#include "studio/type_check.h"
 
 namespace tonalith {
 
@@ -33,10 +40,86 @@ Result PiecesToSend(Session& session, const std::string& path, const std::string
   return Result::Success();
 }
 
-Result Send(Session& session, const std::string& path, const TransferOptions& options) {
+// "3,5-7": one value a patch.
+Result MaskOfSlots(const std::string& text, const DataFile& data, std::vector<std::uint8_t>* mask) {
+  const Synth& synth = *data.synth;
+  const int count = synth.numVoices;
+  if (!PatchAddressable(synth))
+    return Result::Failure("The " + DataTitle(data) + " is sent as a whole: --slots has no meaning here.");
+  mask->assign(synth.numVoices, 0);
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::size_t comma = rest.find(',');
+    const std::string_view part = rest.substr(0, comma);
+    rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
+    const std::size_t dash = part.find('-');
+    const auto first = ParseInteger(std::string(part.substr(0, dash)));
+    const auto last = dash == std::string_view::npos ? first : ParseInteger(std::string(part.substr(dash + 1)));
+    if (!first || !last || *first < 0 || *last < *first || *last >= count)
+      return Result::Failure("--slots takes numbers and runs of 0 to " + std::to_string(count - 1) +
+                             " like 3,5-7, not \"" + text + "\".");
+    std::fill(mask->begin() + static_cast<std::ptrdiff_t>(*first),
+              mask->begin() + static_cast<std::ptrdiff_t>(*last) + 1, std::uint8_t{1});
+  }
+  return Result::Success();
+}
+
+// The patches of a mask that hold nothing are not sent.
+Result CheckMask(const DataFile& data, const std::vector<std::uint8_t>& mask) {
+  for (std::size_t i = 0; i < mask.size(); ++i)
+    if (mask[i] && !MapBit(data.emptyMap, data.emptyMapSize, static_cast<std::uint32_t>(i))) return Result::Success();
+  return mask.empty() ? Result::Success() : Result::Failure("None of the slots that were named holds anything.");
+}
+
+Result SendOnePiece(Session& session, TransferCommand& command, const TransferOptions& options,
+                    const SendWishes& wishes, DataFile* piece) {
+  session.studio().DrvUpdateDataFile(piece);
+  session.NoteScripts(*piece);
+  command.rig().RoutePorts(piece);
+  CarefulSend careful;
+  Result result = wishes.slots.empty() ? ApplyPatches(options, piece, &careful.patches)
+                                       : MaskOfSlots(wishes.slots, *piece, &careful.patches);
+  DropMask(piece);
+  if (result.ok()) result = CheckMask(*piece, careful.patches);
+  if (!result.ok()) return result;
+  const bool asked = CanBeAskedFor(*piece);
+  if ((wishes.keep || wishes.verify) && !asked)
+    return Result::Failure("The " + DataTitle(*piece) +
+                           " cannot be asked for what it holds: --keep and --verify have no meaning here.");
+  const std::string instrument = Latin1ToUtf8(TransferInstrumentName(*piece));
+  const bool always =
+      KeepBeforeSendOf(session.paths().GetZKIni(), instrument) == KeepBeforeSend::kKeepAlways && wishes.obeysSetting;
+  careful.keep = wishes.keep || (always && asked);
+  careful.verify = wishes.verify;
+  careful.check = CheckOfType(session.studio(), *piece);
+  InstrumentHistory history = HistoryOf(session);
+  auto report = std::make_shared<CarefulSendReport>();
+  result = command.Run(MakeCarefulSend(piece, careful, history, report));
+  const std::string kept =
+      report->kept.number ? "number " + std::to_string(report->kept.number) + " of the history" : "";
+  if (!result.ok()) return result;
+  session.environment().out << DataTitle(*piece) << (careful.verify ? OwnText(": sent, verified") : OwnText(": sent"));
+  if (!kept.empty()) session.environment().out << ", what was there is " << kept;
+  session.environment().out << "\n";
+  return result;
+}
+
+Result SendFile(Session& session, const std::string& path, const TransferOptions& options, const SendWishes& wishes) {
   std::vector<DataFilePtr> pieces;
   Result result = PiecesToSend(session, path, options.type, &pieces);
   if (!result.ok()) return result;
+  if (!wishes.slots.empty() && pieces.size() > 1)
+    return Result::Failure(path + " holds several pieces of data: --slots needs one; choose with --type.");
+  return SendPieces(session, path, pieces, options, wishes);
+}
+
+}  // namespace
+
+InstrumentHistory HistoryOf(Session& session) {
+  return InstrumentHistory([&session] { return HistoryFolder(session.paths().MainGetApplicationSupportPath()); });
+}
+
+Result SendPieces(Session& session, const std::string& path, const std::vector<DataFilePtr>& pieces,
+                  const TransferOptions& options, const SendWishes& wishes) {
   ZKDrvList* driver = session.studio().GetDriverWithID(pieces.front()->synth->driverId);
   ZKDrvList* instrument = driver ? driver->instrument : nullptr;
   for (const DataFilePtr& piece : pieces) {
@@ -45,20 +128,13 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
       return Result::Failure(path + " holds data of several instruments; choose with --type, or send a file for each.");
   }
   TransferCommand command(session, options);
-  result = command.Prepare(instrument, false, driver);
+  Result result = command.Prepare(instrument, wishes.keep || wishes.verify, driver);
   if (!result.ok()) return result;
   int sent = 0;
   for (const DataFilePtr& piece : pieces) {
-    session.studio().DrvUpdateDataFile(piece.get());
-    session.NoteScripts(*piece);
-    command.rig().RoutePorts(piece.get());
-    std::vector<std::uint8_t> mask;
-    result = ApplyPatches(options, piece.get(), &mask);
-    if (result.ok()) result = command.Run(TransferOperation::kTransmit, piece.get());
-    DropMask(piece.get());
+    result = SendOnePiece(session, command, options, wishes, piece.get());
     if (!result.ok()) break;
     ++sent;
-    session.environment().out << DataTitle(*piece) << ": sent\n";
   }
   if (!result.ok() && sent > 0)
     result.text += " (" + std::to_string(sent) + " of " + std::to_string(pieces.size()) + " pieces were sent.)";
@@ -66,13 +142,29 @@ Result Send(Session& session, const std::string& path, const TransferOptions& op
   return command.Outcome(result, end);
 }
 
-}  // namespace
+Result ReadSendWishes(const CliArguments& arguments, const TransferOptions& options, SendWishes* wishes) {
+  wishes->keep = arguments.Has("keep");
+  wishes->verify = arguments.Has("verify");
+  wishes->slots = arguments.Option("slots").value_or("");
+  if (arguments.Has("slots") && wishes->slots.empty())
+    return Result::Failure("--slots takes numbers and runs like 3,5-7.");
+  if (arguments.Has("slots") && !options.patches.empty())
+    return Result::Failure("--slots and --patch exclude each other.");
+  return Result::Success();
+}
+
+const char kSendWishes[] =
+    "  --verify                reads back what was sent and names what differs\n"
+    "  --keep                  first gets what the instrument holds there and keeps it in the history\n"
+    "                          (\"history\" brings it back); when that fails nothing is sent\n";
 
 std::string SendDetails() {
   return std::string("FILE is a data file, raw SysEx or a Standard MIDI File whose data is recognised.\n\n") +
          kTransferOptions +
          "sending:\n"
          "  --type NAME             only the pieces of this data type\n"
+         "  --slots LIST            only these slots of a bank that is sent patch by patch, from 0: 3,5-7\n" +
+         kSendWishes +
          "\n  tonalith-cli send bank.dat --out UM-ONE\n"
          "  tonalith-cli send bank.syx --virtual factory --state after.syx\n";
 }
@@ -82,15 +174,19 @@ std::string SendForms() {
 }
 
 int RunSend(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, TransferOptionNames());
+  std::vector<std::string> names = TransferOptionNames();
+  names.push_back("slots");
+  const CliArguments arguments(args, names, {"keep", "verify"});
   TransferOptions options;
+  SendWishes wishes;
   Result result = ReadOptions(arguments, &options);
+  if (result.ok()) result = ReadSendWishes(arguments, options, &wishes);
   if (result.ok() && arguments.words().size() != 1)
     return CliFailure(environment.err, "send", "one file is needed:", SendForms());
   if (result.ok()) {
     Session session(environment);
     session.LoadStudio();
-    result = Send(session, arguments.words()[0], options);
+    result = SendFile(session, arguments.words()[0], options, wishes);
   }
   return result.ok() ? 0 : CliFailure(environment.err, "send", result.text);
 }

@@ -3,7 +3,11 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments.h"
 #include "cli/command.h"
+#include "cli/session.h"
+#include "cli/transfer_command.h"
+#include "services/instrument_history.h"
 
 namespace tonalith {
 
@@ -11,5 +15,22 @@ namespace tonalith {
 int RunSend(CliEnvironment& environment, const std::vector<std::string>& args);
 std::string SendForms();
 std::string SendDetails();
+
+// What is done beside sending.
+struct SendWishes {
+  std::string slots;  // "3,5-7"; empty: all
+  bool keep = false;
+  bool verify = false;
+  bool obeysSetting = true;  // what the user chose for the instrument counts as well
+};
+
+// The help text of --keep and --verify.
+extern const char kSendWishes[];
+Result ReadSendWishes(const CliArguments& arguments, const TransferOptions& options, SendWishes* wishes);
+// Sends pieces of one instrument one after the other; a line of output for each.  `path` names them in sentences.
+Result SendPieces(Session& session, const std::string& path, const std::vector<DataFilePtr>& pieces,
+                  const TransferOptions& options, const SendWishes& wishes);
+// Of the user; must not outlive the session.
+InstrumentHistory HistoryOf(Session& session);
 
 }  // namespace tonalith

@@ -117,14 +117,21 @@ Result TransferCommand::Prepare(ZKDrvList* instrument, bool needsInput, const ZK
 }
 
 Result TransferCommand::Run(TransferOperation operation, DataFile* data, const GetOptions& get) {
-  const auto watcher = [&](Transfer&) {
+  return rig_.Run(operation, data, AtTheOtherEnd(), get);
+}
+
+Result TransferCommand::Run(DeskRequest request) {
+  return rig_.Run(std::move(request), AtTheOtherEnd());
+}
+
+TransferRig::Watcher TransferCommand::AtTheOtherEnd() {
+  return [this](Transfer&) {
     // What the far end says of its own accord comes when the receive is armed.
     if (std::exchange(talkBegun_, true)) return;
     if (options_.isConversation) rig_.cables().BeginTalk(place_);
     std::string problem;  // none: it was tried before
     if (!options_.press.empty()) rig_.cables().Press(place_, options_.press, &problem);
   };
-  return rig_.Run(operation, data, watcher, get);
 }
 
 Result TransferCommand::Outcome(const Result& transfers, const Result& end) const {

@@ -40,6 +40,7 @@ class TransferCommand {
   // `type`: the data type, as only some simulated models know it.
   Result Prepare(ZKDrvList* instrument, bool needsInput, const ZKDrvList* type);
   Result Run(TransferOperation operation, DataFile* data, const GetOptions& get = {});
+  Result Run(DeskRequest request);
   // After all transfers: what the other end has to say about them.
   Result Finish(TransferOperation operation);
   // The result of everything, from the transfers' and what the other end has to say (Finish).  A conversation that went
@@ -47,6 +48,7 @@ class TransferCommand {
   Result Outcome(const Result& transfers, const Result& end) const;
 
  private:
+  TransferRig::Watcher AtTheOtherEnd();
   Result FinishSimulated(TransferOperation operation);
   Result PlugSimulated(ZKDrvList* instrument, const ZKDrvList* type);
   int DeviceOf(const std::vector<std::uint8_t>& dump, const ZKDrvList* instrument);

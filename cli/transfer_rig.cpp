@@ -199,17 +199,21 @@ void TransferRig::ClearProgress() {
 
 Result TransferRig::Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher,
                         const GetOptions& get) {
+  const bool receive = operation == TransferOperation::kReceive;
+  DeskRequest request = DeskRequest::Of(receive ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile);
+  request.steps.front().get = get;
+  return Run(std::move(request), watcher);
+}
+
+Result TransferRig::Run(DeskRequest request, const Watcher& watcher) {
   {
     const std::lock_guard lock(receivedMutex_);
     received_.clear();
   }
   interrupted_.reset();
   const InterruptGuard guard(session_.environment());
-  const bool receive = operation == TransferOperation::kReceive;
-  DeskRequest request = DeskRequest::Of(receive ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile);
   request.showWindow = 0;
-  request.steps.front().get = get;
-  request.steps.front().patience = patience_;
+  for (DeskStep& step : request.steps) step.patience = patience_;
   const TransferDesk::Job job = desk().Submit(std::move(request));
   for (bool cancelled = false; !desk().Wait(job, kLookMs);) {
     ShowProgress(*job);

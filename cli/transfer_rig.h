@@ -63,6 +63,8 @@ class TransferRig {
   // Runs one transfer to its end, with progress on standard error; an interrupt cancels it.  A transmission has left
   // the ports when this returns.  Failure: one sentence.
   Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {}, const GetOptions& get = {});
+  // The same with a request of the caller's.
+  Result Run(DeskRequest request, const Watcher& watcher = {});
   // How the last Run ended.
   const DeskResult& LastResult() const { return lastResult_; }
   // What had come of a bank when the last Run was interrupted; null: it was not, or nothing had.

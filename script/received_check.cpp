@@ -67,6 +67,12 @@ ChecksumVerdict ReceivedCheck::MessageSums(Bytes) const {
   return ChecksumVerdict::kNone;
 }
 
+std::vector<ByteRun> ReceivedCheck::NotKept(const Synth& synth, Bytes) const {
+  constexpr std::size_t kWidest = 2;
+  if (synth.checksumOffset == 0 || synth.checksumLength == 0) return {};
+  return {{synth.checksumOffset, kWidest}};
+}
+
 ReceivedState CheckReceivedPiece(const ReceivedCheck& check, const Synth& synth, Bytes part, bool isPatch, Bytes came) {
   const ChecksumVerdict sums = check.Sums(synth, part, isPatch);
   if (sums == ChecksumVerdict::kBad || HasStatusInside(part, came)) return ReceivedState::kDamaged;

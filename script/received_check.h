@@ -14,6 +14,11 @@
 
 namespace tonalith {
 
+struct ByteRun {
+  std::size_t begin = 0;
+  std::size_t count = 0;
+};
+
 // What a data type knows about its data that tells whether it came whole.  Holds everything by value, so that it may be
 // used on the thread of a transfer.  This one knows the checksum of the descriptor only.
 class ReceivedCheck {
@@ -24,6 +29,8 @@ class ReceivedCheck {
   // The checksums of messages that are not kept with the data.  `came`: all messages of the piece, one behind the
   // other; of messages for one place the last one counts.
   virtual ChecksumVerdict MessageSums(std::span<const std::uint8_t> came) const;
+  // Bytes of an image that say nothing about what an instrument keeps: its checksums.
+  virtual std::vector<ByteRun> NotKept(const Synth& synth, std::span<const std::uint8_t> image) const;
   // How its data comes; null: nobody knows.
   virtual std::shared_ptr<const AnswerRules> Answers() const { return nullptr; }
 };

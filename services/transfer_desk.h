@@ -119,6 +119,9 @@ struct DeskRequest {
   // When set: asked whenever a step has ended, well or not, on the owner's thread.  Gives a step that follows on the
   // same ports before anybody else; a cancel counts for the step it ended.  Nothing: the job has ended like that step.
   std::function<std::optional<DeskStep>(const DeskResult&)> next{};
+  // When set: looks at the result of the whole job before anybody hears of it, on the owner's thread, and may change
+  // what its sentence says.
+  std::function<void(DeskResult*)> conclude{};
   // Events, in order, on the owner's thread, never from inside a call to the desk.  With a receiver they end with it.
   std::function<void(const DeskEvent&)> observer;
   const Receiver* receiver = nullptr;

@@ -419,6 +419,7 @@ void TransferDesk::EndJob(const Job& job, const TransferFacts& facts, DeskResult
     result.kind = file.kind;
     result.sentence = EndSentence(file);
   }
+  if (request.conclude) request.conclude(&result);
   job->result_ = std::move(result);
   ++totals_.jobs;
   totals_.failed += job->result_.ok ? 0 : 1;

@@ -31,6 +31,19 @@ class TypeCheck final : public ReceivedCheck {
     return VerifyImage(rules, synth, part, [](std::uint32_t) { return false; });
   }
 
+  std::vector<ByteRun> NotKept(const Synth& synth, std::span<const std::uint8_t> image) const override {
+    constexpr std::size_t kWidestSum = 2;
+    std::vector<ByteRun> runs = ReceivedCheck::NotKept(synth, image);
+    if (forms_.empty()) return runs;
+    for (const VerifyRule& rule : forms_.front().verify) {
+      VisitVerifyPlaces(rule, image, [&](const VerifyPlace& place) {
+        runs.push_back({static_cast<std::size_t>(place.offset), kWidestSum});
+        return true;
+      });
+    }
+    return runs;
+  }
+
   ChecksumVerdict MessageSums(std::span<const std::uint8_t> came) const override {
     std::map<std::vector<std::uint8_t>, bool> right;  // by address
     SysExSplitter splitter(came);

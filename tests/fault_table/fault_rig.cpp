@@ -107,14 +107,23 @@ void FaultRig::SetFaults(const std::string& plan) {
   studio_->With(0, [&](SimulatedInstrument& instrument) { instrument.SetFaults(faults.value_or(FaultPlan())); });
 }
 
-DeskResult FaultRig::Run(DeskStep::Kind kind, DataFile& data, const std::vector<std::uint8_t>& patches) {
+void FaultRig::Route(DataFile& data) {
   const std::string port = studio_->PortName(0);
   data.synth->midiInPort = static_cast<std::uint8_t>(program_->midi().in().FindPort(port));
   data.synth->midiOutPort = static_cast<std::uint8_t>(program_->midi().out().FindPort(port));
+}
+
+DeskResult FaultRig::Run(DeskStep::Kind kind, DataFile& data, const std::vector<std::uint8_t>& patches) {
+  Route(data);
   DeskRequest request = DeskRequest::Of(kind, &data);
-  request.showWindow = 0;
   request.steps.front().patches = patches;
   request.steps.front().get.twice = readTwice_;
+  return Run(std::move(request));
+}
+
+DeskResult FaultRig::Run(DeskRequest request, const std::function<void(const DeskEvent&)>& during) {
+  request.showWindow = 0;
+  request.observer = during;
   const TransferDesk::Job job = program_->desk().Submit(std::move(request));
   hung_ = !program_->desk().Wait(job, kLongestMs);
   if (hung_) program_->desk().Cancel(job, true), program_->desk().Wait(job, kLongestMs);

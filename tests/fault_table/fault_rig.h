@@ -46,6 +46,10 @@ class FaultRig {
   // One transfer to its end, as window and command line start it; empty patches: all.  The instrument has come to rest
   // when it returns.
   DeskResult Run(DeskStep::Kind kind, DataFile& data, const std::vector<std::uint8_t>& patches);
+  // The same with a request of the caller's, on the cable's ports; `during` hears its events.
+  DeskResult Run(DeskRequest request, const std::function<void(const DeskEvent&)>& during = {});
+  TransferDesk& desk() { return program_->desk(); }
+  void Route(DataFile& data);
   void ReadTwice(bool on) { readTwice_ = on; }  // a Get reads data that nothing tells right twice and compares
   bool hung() const { return hung_; }
   // No faults any more, the cable is plugged in, and what was late has come.

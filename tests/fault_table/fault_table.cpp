@@ -46,8 +46,9 @@ bool Contains(const std::string& text, std::string_view part) {
   return text.find(part) != std::string::npos;
 }
 
-// Something in a voice becomes different: its name, or a byte in its middle.
-void ChangeVoice(DataFile* data, std::uint32_t voice) {
+}  // namespace
+
+bool ChangeVoice(DataFile* data, std::uint32_t voice) {
   const Synth& synth = *data->synth;
   const bool anySize = (synth.optionBits & 2) == 0;
   const std::size_t middle =
@@ -55,9 +56,8 @@ void ChangeVoice(DataFile* data, std::uint32_t voice) {
               : synth.headerSize + synth.voiceOffset + std::size_t{voice} * synth.voiceSize + synth.voiceSize / 2;
   const bool named = !synth.namesSeparate && SetPatchName(data, voice, "NEW");
   if (!named && middle < data->bodySize) data->body[middle] ^= 1;
+  return named || middle < data->bodySize;
 }
-
-}  // namespace
 
 Bytes BodyOf(const DataFile& data) {
   return {data.body, data.body + data.synth->fileSize};

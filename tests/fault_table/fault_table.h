@@ -57,5 +57,7 @@ class TypeTable {
 };
 
 Bytes BodyOf(const DataFile& data);
+// Something in a voice becomes different: its name, or a byte in its middle.  False: there is no such byte.
+bool ChangeVoice(DataFile* data, std::uint32_t voice);
 
 }  // namespace tonalith::fault_table
