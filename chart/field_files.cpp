@@ -23,6 +23,7 @@ namespace {
 
 constexpr std::uint8_t kSysExStart = 0xF0;
 constexpr std::uint8_t kExactSize = 2;  // of Synth::optionBits
+constexpr char kPartOf[] = "part of";
 
 // A data type as it was built.
 struct BuiltType {
@@ -181,23 +182,47 @@ class FieldFiles {
     return nullptr;
   }
 
-  // A bank whose patches have as many bytes as the patch it holds has them laid out alike.
+  // A bank whose patches have as many bytes as the patch it holds has them laid out alike; else as another bank of that
+  // patch with as many bytes has them.
   void Inherit(BuiltType* bank) const {
     const BuiltType* patch = Held(*bank);
-    if (!patch || !patch->own || patch->Data().sevenBit != bank->Data().sevenBit ||
-        patch->Data().patchBytes != bank->Data().patchBytes)
-      return;
-    bank->table = patch->table;
+    if (!patch || !patch->own) return;
+    const auto alike = [bank](const BuiltType& other) {
+      return other.own && other.Data().sevenBit == bank->Data().sevenBit &&
+             other.Data().patchBytes == bank->Data().patchBytes;
+    };
+    const BuiltType* found = alike(*patch) ? patch : nullptr;
+    for (const BuiltType& other : types_)
+      if (!found && &other != bank && Held(other) == patch && alike(other) &&
+          other.synth().storageFormat == bank->synth().storageFormat)
+        found = &other;
+    if (!found) return;
+    bank->table = found->table;
+    if (found != patch) bank->rows = found->rows;
   }
 
   void Conversion(const BuiltType& bank) {
     const BuiltType* patch = Held(bank);
-    if (!patch || !bank.own || !patch->own) return;
+    if (!patch || !bank.rows || !patch->own) return;
     std::vector<std::string> missing;
     const PatchConversion conversion =
         DerivePatchConversion(bank.table, bank.synth(), patch->table, patch->synth(), &missing);
-    for (const std::string& name : missing) Unpaired(name, bank.names.section, patch->names.section);
+    for (const std::string& name : missing)
+      if (!IsPartOf(*bank.rows, *patch) || Names(bank.table, name))
+        Unpaired(name, bank.names.section, patch->names.section);
     File(PatchConversionName(bank.synth().driverId), PatchConversionText(conversion));
+  }
+
+  // The section says that the patch has more than its bank holds.
+  static bool IsPartOf(const ChartSection& rows, const BuiltType& patch) {
+    return std::any_of(rows.entries.begin(), rows.entries.end(), [&](const ChartEntry& entry) {
+      return entry.key == kPartOf && entry.value == patch.names.section;
+    });
+  }
+
+  static bool Names(const ParameterTable& table, const std::string& name) {
+    return std::any_of(table.parameters.begin(), table.parameters.end(),
+                       [&](const Parameter& parameter) { return parameter.name == name; });
   }
 
   // A parameter that only one of two sections has, at its row.

@@ -95,9 +95,11 @@ class ParameterReader {
       if (entry.value != "hex" && entry.value != "decimal")
         problems_.Add(entry.valueAt, entry.value, "no form of numbers", "hex, decimal");
       hex_ = entry.value == "hex";
+    } else if (entry.key == "part of") {
+      // Of a patch that has more; field_files.cpp looks at it.
     } else {
       problems_.Add(entry.keyAt, entry.key, "no key of parameters",
-                    "change, numbers, list NAME, offset from, repeat, end");
+                    "change, numbers, part of, list NAME, offset from, repeat, end");
     }
   }
 

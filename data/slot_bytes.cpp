@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kContinuous78 = 2;  // the voices of a bank lie in one stream
 constexpr int kBitPackings[] = {12, 13};
+constexpr int kBitsHighFirst = 7, kBitsLowFirst = 11;
 
 // Raw bytes that the codec of a packing touches for n > 0 logical bytes.
 std::uint64_t TouchedBytes(int packing, std::uint64_t n) {
@@ -73,7 +74,10 @@ std::uint64_t SlotBytes::RawSize(std::uint64_t space) const {
   if (touched <= space) return touched;
   // The last group of a packing need not be whole: descriptors count what is used of it.
   const auto counted = static_cast<std::uint64_t>(GetBytesFromVoiceBytes(&synth_));
-  return counted <= space ? space : 0;
+  if (counted <= space) return space;
+  // A stream of bits with plain bytes behind it is counted as it is sent.
+  const bool isStream = synth_.storageFormat == kBitsHighFirst || synth_.storageFormat == kBitsLowFirst;
+  return isStream && synth_.voiceBytes <= space ? +synth_.voiceBytes : 0;
 }
 
 std::size_t SlotBytes::PlaceOf(std::uint32_t voice, std::uint64_t raw) const {

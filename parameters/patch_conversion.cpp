@@ -12,6 +12,9 @@ namespace {
 
 constexpr char kKind[] = "conversion";
 constexpr std::size_t kFieldCells = 6;
+constexpr std::size_t kNameCells = 4;
+constexpr int kByteBits = 8;
+constexpr std::int64_t kMostFactor = 256;
 constexpr std::size_t kMostFields = 65536;
 constexpr std::int64_t kMostNumber = 1 << 24;
 
@@ -29,19 +32,44 @@ struct Way {
   const FieldPlace& To(const PatchConversion::Pair& pair) const { return toPatch ? pair.patch : pair.slot; }
 };
 
+// Downwards, as instruments do that drop the lowest bits.
+std::int64_t Quotient(std::int64_t value, std::int64_t factor) {
+  return value >= 0 ? value / factor : -((-value + factor - 1) / factor);
+}
+
+// How many times the number that the slot shows for its value the patch has; 1 where one of the two shows no number.
+std::int64_t FactorOf(const Parameter& slot, const Parameter& patch) {
+  std::int64_t slotTimes = 1, slotOffset = 0, patchTimes = 1, patchOffset = 0;
+  if (!slot.display || !patch.display || !slot.display->IsPlainNumber(&slotTimes, &slotOffset) ||
+      !patch.display->IsPlainNumber(&patchTimes, &patchOffset))
+    return 1;
+  const bool whole = patchTimes == 1 && slotTimes > 1 && slotTimes <= kMostFactor;
+  return whole && slotOffset == 0 && patchOffset == 0 ? slotTimes : 1;
+}
+
+// Of the characters of a name the bits that are theirs.
+int NameBitsOf(int format) {
+  constexpr int kMks50 = 6, kSixBits = 6;
+  return format == kMks50 ? kSixBits : kByteBits;
+}
+
 std::size_t Convert(const PatchConversion& conversion, Way way, const ConstPatchBytes& from, const PatchBytes& to) {
   std::size_t changed = 0;
   for (const PatchConversion::Pair& pair : conversion.pairs) {
     const FieldPlace& target = way.To(pair);
     const std::int64_t value = way.From(pair).Read(from);
-    const std::int64_t held = std::clamp(value, target.lowest(), target.highest());
-    if (held != value) ++changed;
+    const std::int64_t there = way.toPatch ? value * pair.factor : Quotient(value, pair.factor);
+    const std::int64_t held = std::clamp(there, target.lowest(), target.highest());
+    if (held != there || (!way.toPatch && there * pair.factor != value)) ++changed;
     target.Write(to, held);
   }
   const std::int64_t source = way.toPatch ? conversion.slotName : conversion.patchName;
   const std::int64_t target = way.toPatch ? conversion.patchName : conversion.slotName;
-  for (std::uint32_t i = 0; i < conversion.nameLength; ++i)
-    to.Set(static_cast<std::uint32_t>(target) + i, from.Get(static_cast<std::uint32_t>(source) + i));
+  const std::int64_t mask = (1 << conversion.nameBits) - 1;
+  for (std::uint32_t i = 0; i < conversion.nameLength; ++i) {
+    const std::uint32_t at = static_cast<std::uint32_t>(target) + i;
+    to.Set(at, (to.Get(at) & ~mask) | (from.Get(static_cast<std::uint32_t>(source) + i) & mask));
+  }
   return changed;
 }
 
@@ -74,8 +102,8 @@ PatchConversion DerivePatchConversion(const ParameterTable& slot, const Synth& s
       missing->push_back(parameter.name);
       continue;
     }
-    conversion.pairs.push_back(
-        {parameter.name, parameter.place, other->second->place, parameter.range, other->second->range});
+    conversion.pairs.push_back({parameter.name, parameter.place, other->second->place, parameter.range,
+                                other->second->range, FactorOf(parameter, *other->second)});
     others.erase(other);
   }
   for (const Parameter& parameter : patch.parameters)
@@ -84,6 +112,7 @@ PatchConversion DerivePatchConversion(const ParameterTable& slot, const Synth& s
     conversion.slotName = NameOf(slotType);
     conversion.patchName = NameOf(patchType);
     conversion.nameLength = std::min(+slotType.nameLength, +patchType.nameLength);
+    conversion.nameBits = NameBitsOf(slotType.nameFormat);
   }
   return conversion;
 }
@@ -106,12 +135,19 @@ std::string PatchConversionText(const PatchConversion& conversion) {
   std::string text = TabbedHead(kKind);
   text += TabbedLine({"types", std::to_string(conversion.slotType), std::to_string(conversion.patchType)});
   text += TabbedLine({"bits", Bits(conversion.slotSevenBit), Bits(conversion.patchSevenBit)});
-  if (conversion.nameLength)
-    text += TabbedLine({"name", std::to_string(conversion.slotName), std::to_string(conversion.patchName),
-                        std::to_string(conversion.nameLength)});
-  for (const PatchConversion::Pair& pair : conversion.pairs)
-    text += TabbedLine({"field", pair.name, pair.slot.text, FieldRangeText(pair.slot, pair.slotRange), pair.patch.text,
-                        FieldRangeText(pair.patch, pair.patchRange)});
+  if (conversion.nameLength) {
+    std::vector<std::string> cells = {"name", std::to_string(conversion.slotName), std::to_string(conversion.patchName),
+                                      std::to_string(conversion.nameLength)};
+    if (conversion.nameBits != kByteBits) cells.push_back(std::to_string(conversion.nameBits));
+    text += TabbedLine(cells);
+  }
+  for (const PatchConversion::Pair& pair : conversion.pairs) {
+    std::vector<std::string> cells = {"field",         pair.name,
+                                      pair.slot.text,  FieldRangeText(pair.slot, pair.slotRange),
+                                      pair.patch.text, FieldRangeText(pair.patch, pair.patchRange)};
+    if (pair.factor != 1) cells.push_back(std::to_string(pair.factor));
+    text += TabbedLine(cells);
+  }
   return text;
 }
 
@@ -132,21 +168,27 @@ Result ReadPatchConversion(std::string_view text, PatchConversion* out) {
       conversion.patchSevenBit = cells[2] == "7";
       return {};
     }
-    if (cells[0] == "name" && cells.size() == 4) {
+    if (cells[0] == "name" && (cells.size() == kNameCells || cells.size() == kNameCells + 1)) {
       conversion.slotName = number(cells[1]);
       conversion.patchName = number(cells[2]);
       const std::int64_t length = number(cells[3]);
       if (conversion.slotName < 0 || conversion.patchName < 0 || length < 0 || length > kMaxNameLength)
         return "no place of a name.";
       conversion.nameLength = static_cast<std::uint32_t>(length);
+      const std::int64_t bits = cells.size() > kNameCells ? number(cells[kNameCells]) : kByteBits;
+      if (bits < 1 || bits > kByteBits) return "no number of bits.";
+      conversion.nameBits = static_cast<int>(bits);
       return {};
     }
-    if (cells[0] != "field" || cells.size() != kFieldCells) return "neither a field nor a name.";
+    if (cells[0] != "field" || cells.size() < kFieldCells || cells.size() > kFieldCells + 1)
+      return "neither a field nor a name.";
     if (conversion.pairs.size() >= kMostFields) return "there are too many fields.";
     PatchConversion::Pair pair;
     pair.name = cells[1];
     std::string wrong = ReadField(cells[2], cells[3], conversion.slotSevenBit, &pair.slot, &pair.slotRange);
     if (wrong.empty()) wrong = ReadField(cells[4], cells[5], conversion.patchSevenBit, &pair.patch, &pair.patchRange);
+    pair.factor = cells.size() > kFieldCells ? number(cells[kFieldCells]) : 1;
+    if (wrong.empty() && (pair.factor < 1 || pair.factor > kMostFactor)) wrong = "no factor.";
     conversion.pairs.push_back(std::move(pair));
     return wrong;
   };

@@ -20,6 +20,8 @@ struct PatchConversion {
     std::string name;
     FieldPlace slot, patch;
     FieldRange slotRange, patchRange;
+    // The patch has this many times the slot's value; on the way back the rest of the division is lost.
+    std::int64_t factor = 1;
   };
   int slotType = 0;  // driver ids
   int patchType = 0;
@@ -27,6 +29,7 @@ struct PatchConversion {
   std::vector<Pair> pairs;
   std::int64_t slotName = 0, patchName = 0;  // byte of the name in the patch
   std::uint32_t nameLength = 0;              // 0: no name is taken over
+  int nameBits = 8;                          // of each byte of the name, from bit 0 on; the others are not the name's
 };
 
 // Of the two tables; `missing` gets the names that only one of them has.
@@ -42,8 +45,8 @@ std::size_t ConvertPatchToSlot(const PatchConversion& conversion, const ConstPat
 // The first is "Tonalith conversion" and the version 1, then
 //   types  driver id of the bank, of the patch
 //   bits   7 or 8 of the bank, of the patch
-//   name   first byte in the bank's patch, in the patch, length
-//   field  NAME, PLACE and RANGE in the bank's patch, PLACE and RANGE in the patch
+//   name   first byte in the bank's patch, in the patch, length; bits of each byte when they are not 8
+//   field  NAME, PLACE and RANGE in the bank's patch, PLACE and RANGE in the patch; factor when it is not 1
 
 std::string PatchConversionText(const PatchConversion& conversion);
 Result ReadPatchConversion(std::string_view text, PatchConversion* out);

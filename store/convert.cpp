@@ -111,6 +111,31 @@ bool CopyPatch(DataFile* bank, DataFile* edit, int slot, bool toEdit) {
   return true;
 }
 
+// A stream of bits with plain bytes behind it: the bank counts all of it as it is sent, its patch only the bits.  The
+// plain bytes are those up to the end of the patch's message.
+bool IsLongerStream(const Synth& bank, const Synth& edit) {
+  constexpr int kHighFirst = 7, kLowFirst = 11;
+  const bool stream = bank.storageFormat == kHighFirst || bank.storageFormat == kLowFirst;
+  return stream && bank.storageFormat == edit.storageFormat && bank.childId != 0 && bank.childId == edit.driverId &&
+         bank.voiceBytes > edit.voiceBytes &&
+         std::uint64_t{edit.fileSize} == std::uint64_t{edit.headerSize} + edit.voiceOffset + bank.voiceBytes + 1;
+}
+
+bool CopyStream(DataFile* bank, DataFile* edit, int slot, bool toEdit) {
+  const SlotBytes slots(*bank);
+  const auto voice = static_cast<std::uint32_t>(slot);
+  if (!slots.problem().empty() || slot < 0 || voice >= slots.Count()) return false;
+  const std::uint64_t count = slots.RawBytes();
+  const std::uint64_t from = std::uint64_t{edit->synth->headerSize} + edit->synth->voiceOffset;
+  if (count != bank->synth->voiceBytes || from + count > edit->bodySize) return false;
+  if (toEdit) {
+    const std::vector<std::uint8_t> bytes = slots.Take(*bank, voice);
+    std::copy(bytes.begin(), bytes.end(), edit->body + from);
+    return true;
+  }
+  return slots.PutRaw(*bank, voice, BodySpan(*edit).subspan(from, count));
+}
+
 int Fail(std::string sentence, std::string* reason) {
   MonitorMsg("%s", sentence.c_str());
   if (reason) *reason = std::move(sentence);
@@ -123,6 +148,7 @@ int Exchange(DataFile* bank, DataFile* edit, int slot, bool toEdit, const Conver
   if (OtherMakers(*bank->synth, *edit->synth)) return Fail(kOtherMaker, reason);
   if (slot == -1) return Fail(kNoLocation, reason);
   bool done = IsSameForm(*bank->synth, *edit->synth) && CopyPatch(bank, edit, slot, toEdit);
+  done = done || (IsLongerStream(*bank->synth, *edit->synth) && CopyStream(bank, edit, slot, toEdit));
   done = done || Run(bank, edit, slot, toEdit, Family::Table, options, notes) == 1;
   if (!done && bank->synth->manufacturerId == kYamahaId)
     done = Run(bank, edit, slot, toEdit, Family::Yamaha, options, notes) == 1;
@@ -192,7 +218,7 @@ int BankToEdit(DataFile* bank, DataFile* edit, int slot, const ConvertOptions& o
 
 std::string ConvertRefusal(const Synth& bank, const Synth& edit, const ConvertOptions& options) {
   if (OtherMakers(bank, edit)) return kOtherMaker;
-  if (IsSameForm(bank, edit)) return {};
+  if (IsSameForm(bank, edit) || IsLongerStream(bank, edit)) return {};
   const ConvertRow* row = FindConvertRow(bank.driverId, edit.driverId, bank.manufacturerId);
   const bool none = row && row->kind == ConvertKind::None;
   if (row && !none && row->kind != ConvertKind::Unmapped) return {};

@@ -126,9 +126,10 @@ TEST_F(Fields, PatchesSurviveTheirBanks) {
     const std::uint32_t slot = bank.synth()->numVoices - 1;
     for (int round = 0; round < 20; ++round) {
       for (const PatchConversion::Pair& pair : conversion.pairs) {
+        // A bank that keeps values less exactly holds those that it can show.
         const auto span = static_cast<std::uint64_t>(pair.patchRange.max - pair.patchRange.min) + 1;
-        pair.patch.Write(PatchBytes(patch, *type->synth()),
-                         pair.patchRange.min + static_cast<std::int64_t>(random() % span));
+        const std::int64_t value = pair.patchRange.min + static_cast<std::int64_t>(random() % span);
+        pair.patch.Write(PatchBytes(patch, *type->synth()), value - value % pair.factor);
       }
       EXPECT_EQ(ConvertPatchToSlot(conversion, {patch, *type->synth()}, {slots, *bank.synth(), slot}), 0u) << name;
       EXPECT_EQ(ConvertSlotToPatch(conversion, {slots, *bank.synth(), slot}, {back, *type->synth()}), 0u) << name;
