@@ -20,6 +20,7 @@
 #include "cli/commands_patch.h"
 #include "cli/commands_ports.h"
 #include "cli/commands_receive.h"
+#include "cli/commands_repair.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
 #include "cli/commands_studio.h"
@@ -122,6 +123,7 @@ const std::vector<CliCommand>& CliCommands() {
        RunImport},
       {"export", CliGroup::Files, "writes data, or the names of its patches, for other programs", ExportForms,
        ExportDetails, RunExport},
+      {"repair", CliGroup::Files, "what can be saved of a damaged dump", RepairForms, RepairDetails, RunRepair},
       {"desktop", CliGroup::Files, "the windows a desktop file keeps", DesktopForms, DesktopDetails, RunDesktop},
       {"df", CliGroup::Files, "looks into data files, makes and rewrites them", [] { return std::string(kDfHelp); },
        [] {

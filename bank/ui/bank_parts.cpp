@@ -3,6 +3,7 @@
 #include <map>
 
 #include "bank/ui/bank_arrange.h"
+#include "bank/ui/bank_export.h"
 #include "bank/ui/bank_part.h"
 #include "bank/ui/bank_window.h"
 #include "ui/command_glyphs.h"
@@ -13,6 +14,7 @@ namespace tonalith {
 std::vector<std::unique_ptr<BankWindowPart>> MakeBankParts(TZKBank& window) {
   std::vector<std::unique_ptr<BankWindowPart>> parts;
   parts.push_back(std::make_unique<BankArrange>(window));
+  parts.push_back(std::make_unique<BankExport>(window));
   return parts;
 }
 

@@ -1,0 +1,185 @@
+#include "bank/ui/bank_export.h"
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <utility>
+
+#include "bank/ui/bank_window.h"
+#include "data/patch_names.h"
+#include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
+#include "platform/prompts.h"
+#include "platform/text.h"
+#include "services/settings.h"
+#include "ui/clipboard.h"
+#include "ui/plain_text.h"
+#include "ui/qt_text.h"
+
+namespace tonalith {
+
+namespace {
+
+struct ExportCommand {
+  CommandId command;
+  ExportFormat format;
+};
+constexpr ExportCommand kExportCommands[] = {
+    {CommandId::ExportReaper, ExportFormat::Reaper}, {CommandId::ExportCakewalk, ExportFormat::Cakewalk},
+    {CommandId::ExportCubase, ExportFormat::Cubase}, {CommandId::ExportNameDocument, ExportFormat::NameDocument},
+    {CommandId::ExportHtml, ExportFormat::Html},     {CommandId::ExportHtmlProperties, ExportFormat::HtmlProperties},
+    {CommandId::ExportText, ExportFormat::Text},     {CommandId::ExportTextProperties, ExportFormat::TextProperties},
+    {CommandId::ExportIni, ExportFormat::Ini},       {CommandId::ExportAcid, ExportFormat::Acid},
+    {CommandId::ExportJammer, ExportFormat::Jammer}, {CommandId::ExportLogic, ExportFormat::Logic},
+};
+constexpr CommandId kOtherExports[] = {CommandId::ExportMaster, CommandId::ExportAll, CommandId::ExportCopyText,
+                                       CommandId::ExportCopyNames};
+constexpr char kMasterTitle[] = "Select Sonar/Cakewalk Master.ins file...";
+constexpr char kMasterFilter[] = "Sonar/Cakewalk INS (*.ins)|*.ins|All files (*.*)|*.*|";
+
+const ExportCommand* FindExport(CommandId command) {
+  const auto* found = std::find_if(std::begin(kExportCommands), std::end(kExportCommands),
+                                   [command](const ExportCommand& one) { return one.command == command; });
+  return found == std::end(kExportCommands) ? nullptr : found;
+}
+
+QString ExportSays(const char* text) {
+  return QCoreApplication::translate("BankExport", text);
+}
+
+}  // namespace
+
+bool BankExport::Has(CommandId command) const {
+  return FindExport(command) ||
+         std::find(std::begin(kOtherExports), std::end(kOtherExports), command) != std::end(kOtherExports);
+}
+
+QString BankExport::Refusal(CommandId) const {
+  if (window_.document().IsBusy()) return ShownUtf8(window_.document().BusyReason());
+  return window_.document().IsEmpty() ? ExportSays("There is nothing to export yet.") : QString();
+}
+
+std::vector<CommandId> BankExport::EntriesOf(BankMenu menu) const {
+  std::vector<CommandId> entries;
+  if (menu != BankMenu::Export) return entries;
+  for (const ExportCommand& one : kExportCommands) entries.push_back(one.command);
+  entries.push_back(CommandId::None);
+  entries.insert(entries.end(), std::begin(kOtherExports), std::end(kOtherExports));
+  return entries;
+}
+
+void BankExport::Run(CommandId command) {
+  if (const ExportCommand* one = FindExport(command)) return ExportNames(one->format);
+  switch (command) {
+    case CommandId::ExportMaster:
+      return MergeIntoMaster();
+    case CommandId::ExportAll:
+      return ExportAll();
+    case CommandId::ExportCopyText:
+      return CopyNames(ExportFormat::Text);
+    case CommandId::ExportCopyNames:
+      return CopyNames(ExportFormat::Names);
+    default:
+      break;
+  }
+}
+
+ExportSource BankExport::Source() const {
+  ExportSource source;
+  source.data = {window_.dataFile()};
+  source.sysEx = [this](bool midiFile, std::vector<std::uint8_t>* bytes) {
+    std::string note;
+    return window_.context().Export(*window_.dataFile(), midiFile, SuggestedName(), bytes, &note);
+  };
+  return source;
+}
+
+std::string BankExport::SuggestedName() const {
+  const ZKBankDoc& document = window_.document();
+  if (!document.path().empty()) return WithoutExtension(document.FileName());
+  const std::string& origin = document.OriginName();
+  return FixInvalidFilenameCharacters(origin.empty() ? document.Title() : WithoutExtension(origin));
+}
+
+std::string BankExport::AskFile(const std::string& title, const std::string& name, const std::string& extension) {
+  const std::string& path = window_.document().path();
+  FilePrompt prompt;
+  prompt.title = title;
+  prompt.save = true;
+  prompt.folder = !folder_.empty() ? folder_ : path.empty() ? window_.context().DataFolder() : FolderOf(path);
+  prompt.name = name;
+  prompt.patterns = FilePatterns("*." + extension + "|*." + extension + "|All Files (*.*)|*.*|");
+  const std::string chosen = window_.context().prompts().File(prompt);
+  if (!chosen.empty()) folder_ = FolderOf(chosen);
+  return chosen;
+}
+
+void BankExport::Tell(const Result& result, const QString& done) {
+  if (result.ok())
+    window_.Say(done);
+  else
+    window_.context().prompts().Say("Export", result.text);
+}
+
+void BankExport::ExportNames(ExportFormat format) {
+  const ExportKind& kind = KindOf(format);
+  const std::string title = "Export " + std::string(kind.title) + " (" + kind.what + ")";
+  const std::string path = AskFile(title, SuggestedName() + "." + kind.extension, kind.extension);
+  if (path.empty()) return;
+  ExportSource source = Source();
+  const Result result = DiskMidi(format, &source, path);
+  const QString done = ExportSays("Exported as %1").arg(ShownUtf8(path));
+  Tell(result, source.note.empty() ? done : done + QStringLiteral(". ") + ShownUtf8(source.note));
+}
+
+// Files that are there already are asked for once.
+void BankExport::ExportAll() {
+  const std::string path = AskFile("Export All Formats: folder and name of the files", SuggestedName(), "*");
+  if (path.empty()) return;
+  const std::string folder = FolderOf(path), name = FileNameOf(path);
+  int there = 0;
+  for (const ExportKind& kind : ExportKinds())
+    if (FileExists(folder + "/" + ExportFileName(kind.format, name))) ++there;
+  if (there > 0) {
+    MessagePrompt prompt;
+    prompt.title = "Export All Formats";
+    prompt.text =
+        std::to_string(there) + (there == 1 ? " file" : " files") + " of this name in " + folder + " will be replaced.";
+    prompt.buttons = PromptButtons::OkCancel;
+    prompt.labels = {"Replace", "Cancel"};
+    prompt.icon = PromptIcon::Question;
+    if (window_.context().prompts().Message(prompt) != PromptAnswer::Ok) return;
+  }
+  ExportSource source = Source();
+  std::vector<std::string> paths;
+  const Result result = DiskMidiAll(&source, folder, name, &paths);
+  Tell(result, ExportSays("%1 files were written to %2").arg(paths.size()).arg(ShownUtf8(folder)));
+}
+
+void BankExport::MergeIntoMaster() {
+  Settings& settings = window_.context().settings();
+  const std::string last = settings.MainSonarFiles(0);
+  FilePrompt prompt;
+  prompt.title = kMasterTitle;
+  prompt.folder = last.empty() ? window_.context().DataFolder() : FolderOf(last);
+  prompt.name = last.empty() ? std::string() : FileNameOf(last);
+  prompt.patterns = FilePatterns(kMasterFilter);
+  const std::string path = window_.context().prompts().File(prompt);
+  if (path.empty()) return;
+  ExportSource source = Source();
+  std::string backup;
+  const Result result = DiskMidiCakewalkV3(&source, path, &backup);
+  if (result.ok()) settings.MainSonarFiles(0, path);
+  const QString done = ExportSays("The names are in %1").arg(ShownUtf8(path));
+  Tell(result, backup.empty() ? done : ExportSays("%1; what it was before is %2").arg(done, ShownUtf8(backup)));
+}
+
+void BankExport::CopyNames(ExportFormat format) {
+  ExportSource source = Source();
+  std::string text;
+  const Result result = RenderExport(format, &source, &text);
+  if (!result.ok()) return Tell(result, {});
+  if (CopyText(window_.context().prompts(), FromUtf8(text)))
+    window_.Say(ExportSays("%1 lines were copied.").arg(std::count(text.begin(), text.end(), '\n')));
+}
+
+}  // namespace tonalith
