@@ -38,12 +38,9 @@ Result Take(Session& session, const std::vector<std::string>& words) {
   if (Result result = OpenBankFile(session, words[0], &bank); !result.ok()) return result;
   if (Result result = CheckBankOut(words[0], words[2]); !result.ok()) return result;
   if (std::string reason = bank->ReadOnlyReason(); !reason.empty()) return Result::Failure(std::move(reason));
-  const int child = bank->synth().childId;
-  if (child == 0) return Result::Failure("Bank Copy cancelled - there is no individual driver for the data");
-  DataFilePtr patch = session.studio().GetNewDataFile(child);
-  if (!patch)
-    return Result::Failure("The associated Patch component for this Bank Editor must be in the Studio Setup!");
-  const Result taken = TakePatch(*bank->dataFile(), slot, patch.get(), FolderOf(session, *bank));
+  DataFilePtr patch;
+  const auto newData = [&session](int driverId) { return session.studio().GetNewDataFile(driverId); };
+  const Result taken = CreatePatch(*bank->dataFile(), slot, newData, FolderOf(session, *bank), &patch);
   if (!taken.ok()) return taken;
   Note(session, taken);
   ZKBankDoc document(std::move(patch));
@@ -82,10 +79,10 @@ std::string PatchForms() {
 }
 
 std::string PatchDetails() {
-  return "Files are read and written as \"bank edit\" does; BANK and PATCH stay as they are.  SLOT counts from 0.  "
-         "Where "
-         "bank and\npatch are laid out differently, the conversion of the module is used; what cannot be converted is "
-         "refused.\nName, texts and keywords go along.\n\n"
+  return "Files are read and written as \"bank edit\" does; BANK and PATCH stay as they are.  SLOT counts from 0.\n"
+         "Where bank and patch are laid out differently they are converted, by what the program knows of the two data\n"
+         "types or by a conversion in the folder of the module; a pair that has none is refused by name.  A note says\n"
+         "how many values became the nearest that the other layout holds.  Name, texts and keywords go along.\n\n"
          "  tonalith-cli patch take bank.dat 4 voice.dat\n"
          "  tonalith-cli patch put bank.dat 0 voice.dat changed.dat\n";
 }
