@@ -13,6 +13,7 @@ constexpr char kSection[] = "Map";
 constexpr std::size_t kPieceNumbers = 5;
 constexpr int kMostPieces = 65536;
 constexpr std::int64_t kMostBytes = 1 << 20;
+constexpr std::uint64_t kMostMoved = 1 << 20;  // bytes of all pieces together
 constexpr int kMostShift = 7;
 constexpr int kByte = 0xFF;
 
@@ -77,11 +78,14 @@ Result ReadConvertMap(const IniFile& ini, ConvertMap* map) {
   const int count = ini.GetInt(kSection, "Count");
   if (count < 1 || count > kMostPieces) return Result::Failure("Its section [Map] has no pieces.");
   ConvertMap read;
+  std::uint64_t moved = 0;
   for (int i = 0; i < count; ++i) {
     const auto text = ini.Find(kSection, std::to_string(i));
     ConvertMap::Piece piece;
     if (!text || !ReadPiece(*text, &piece))
       return Result::Failure(Printf("%d of its section [Map] is no piece: src, dst, count, mask, shift.", i));
+    moved += piece.count;
+    if (moved > kMostMoved) return Result::Failure("The pieces of its section [Map] are too long.");
     read.pieces.push_back(piece);
   }
   *map = std::move(read);

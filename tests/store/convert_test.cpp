@@ -191,7 +191,7 @@ TEST(Conversions, RolandTonesChangeTheirAddress) {
   EXPECT_EQ(bank->body[8], 0) << "the place";
   EXPECT_EQ(bank->body[38], RolandCheckSum(bank->body + 7, 31));
 
-  std::uint8_t address[4];
+  std::uint8_t address[4] = {};
   ASSERT_TRUE(FindRolandAddress5B(11133, 15, address));
   EXPECT_EQ((std::vector<int>{address[0], address[1]}), (std::vector<int>{0x02, 0x4E}));
   EXPECT_FALSE(FindRolandAddress5B(11150, 0, address));
@@ -270,7 +270,8 @@ TEST(Conversions, MapsAreData) {
   ASSERT_EQ(BankFromEdit(edit.get(), bank.get(), 1, options), 1);
   EXPECT_EQ(BytesOf(*bank), before);
   for (const char* wrong : {"", "[Map]\nCount=1\n", "[Map]\nCount=1\n0=0,0,1,255\n", "[Map]\nCount=1\n0=0,0,1,256,0\n",
-                            "[Map]\nCount=1\n0=19,0,2,255,0\n", "[Map]\nCount=99999999\n0=0,0,1,255,0\n"}) {
+                            "[Map]\nCount=1\n0=19,0,2,255,0\n", "[Map]\nCount=99999999\n0=0,0,1,255,0\n",
+                            "[Map]\nCount=2\n0=0,0,1048575,255,0\n1=0,0,1048575,255,0\n"}) {
     write(wrong);
     EXPECT_EQ(BankToEdit(bank.get(), edit.get(), 1, options), 0) << wrong;
   }
