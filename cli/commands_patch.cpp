@@ -82,12 +82,10 @@ std::string PatchForms() {
 }
 
 std::string PatchDetails() {
-  return "Files are read and written as \"bank edit\" does; BANK and PATCH stay as they are.  SLOT counts from 0.  "
-         "Where "
-         "bank and\npatch are laid out differently they are converted, by what the program knows of the two data types "
-         "or by a conversion in\nthe folder of the module; a pair that has none is refused by name.  A note says how "
-         "many "
-         "values became the nearest that\nthe other layout holds.  Name, texts and keywords go along.\n\n"
+  return "Files are read and written as \"bank edit\" does; BANK and PATCH stay as they are.  SLOT counts from 0.\n"
+         "Where bank and patch are laid out differently they are converted, by what the program knows of the two data\n"
+         "types or by a conversion in the folder of the module; a pair that has none is refused by name.  A note says\n"
+         "how many values became the nearest that the other layout holds.  Name, texts and keywords go along.\n\n"
          "  tonalith-cli patch take bank.dat 4 voice.dat\n"
          "  tonalith-cli patch put bank.dat 0 voice.dat changed.dat\n";
 }
