@@ -191,9 +191,7 @@ bool Roland64(ConvertJob* job) {
 }
 
 Head Head5B(const std::uint8_t (&address)[4]) {
-  Head head = {0xF0, kRolandId, 0x10, 0x00, 0x00, 0x00, 0x5B, 0x12};
-  head.insert(head.end(), std::begin(address), std::end(address));
-  return head;
+  return {0xF0, kRolandId, 0x10, 0x00, 0x00, 0x00, 0x5B, 0x12, address[0], address[1], address[2], address[3]};
 }
 constexpr std::size_t kAddressAt5B = 8;
 
