@@ -91,6 +91,17 @@ Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesyste
   return result;
 }
 
+Result CreatePatch(DataFile& bank, int slot, const std::function<DataFilePtr(int driverId)>& newData,
+                   const std::filesystem::path& moduleFolder, DataFilePtr* patch) {
+  const int child = bank.synth ? bank.synth->childId : 0;
+  if (child == 0) return Result::Failure("Bank Copy cancelled - there is no individual driver for the data");
+  DataFilePtr made = newData(child);
+  if (!made) return Result::Failure("The associated Patch component for this Bank Editor must be in the Studio Setup!");
+  Result taken = TakePatch(bank, slot, made.get(), moduleFolder);
+  if (taken.ok()) *patch = std::move(made);
+  return taken;
+}
+
 Result PutPatch(DataFile& patch, DataFile* bank, int slot, const std::filesystem::path& moduleFolder) {
   Exchange exchange(*bank, slot, patch, moduleFolder);
   if (!exchange.refusal().empty()) return Result::Failure(exchange.refusal());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "data/data_records.h"
@@ -18,6 +19,10 @@ namespace tonalith {
 // `patch` is new data of its type; takes channels, ports and type key of the bank, unless the conversion gives a key of
 // its own.
 Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesystem::path& moduleFolder);
+// The same into new data of the patch type that the bank names.  `newData` makes data of a driver id; null: the studio
+// does not have it.
+Result CreatePatch(DataFile& bank, int slot, const std::function<DataFilePtr(int driverId)>& newData,
+                   const std::filesystem::path& moduleFolder, DataFilePtr* patch);
 // The slot holds something then.
 Result PutPatch(DataFile& patch, DataFile* bank, int slot, const std::filesystem::path& moduleFolder);
 

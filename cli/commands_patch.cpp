@@ -38,12 +38,9 @@ Result Take(Session& session, const std::vector<std::string>& words) {
   if (Result result = OpenBankFile(session, words[0], &bank); !result.ok()) return result;
   if (Result result = CheckBankOut(words[0], words[2]); !result.ok()) return result;
   if (std::string reason = bank->ReadOnlyReason(); !reason.empty()) return Result::Failure(std::move(reason));
-  const int child = bank->synth().childId;
-  if (child == 0) return Result::Failure("Bank Copy cancelled - there is no individual driver for the data");
-  DataFilePtr patch = session.studio().GetNewDataFile(child);
-  if (!patch)
-    return Result::Failure("The associated Patch component for this Bank Editor must be in the Studio Setup!");
-  const Result taken = TakePatch(*bank->dataFile(), slot, patch.get(), FolderOf(session, *bank));
+  DataFilePtr patch;
+  const auto newData = [&session](int driverId) { return session.studio().GetNewDataFile(driverId); };
+  const Result taken = CreatePatch(*bank->dataFile(), slot, newData, FolderOf(session, *bank), &patch);
   if (!taken.ok()) return taken;
   Note(session, taken);
   ZKBankDoc document(std::move(patch));
