@@ -15,7 +15,8 @@ constexpr std::size_t kShownFindings = 15;
 
 std::string FoundText(const RepairReport& report) {
   std::string text = std::to_string(report.Repaired()) + " repaired, " + std::to_string(report.Quarantined()) +
-                     " quarantined; " + std::to_string(report.messages) + " messages are in the copy.\n";
+                     " quarantined; " + std::to_string(report.messages) +
+                     (report.messages == 1 ? " message is" : " messages are") + " in the copy.\n";
   for (std::size_t i = 0; i < report.findings.size() && i < kShownFindings; ++i) {
     const RepairFinding& finding = report.findings[i];
     text += "\nAt byte " + std::to_string(finding.offset) + ": " + finding.what +
@@ -23,6 +24,7 @@ std::string FoundText(const RepairReport& report) {
   }
   if (report.findings.size() > kShownFindings)
     text += "\nand " + std::to_string(report.findings.size() - kShownFindings) + " more.";
+  if (const std::string unknown = UnknownSentence(report); !unknown.empty()) text += "\n\n" + unknown;
   return text;
 }
 
@@ -33,7 +35,8 @@ std::string RepairIntoCopy(const ZKStudioDoc& studio, std::span<const std::uint8
   const DumpKnowledge knowledge(studio);
   RepairReport report;
   Result result = RepairDump(knowledge, dump, &report);
-  if (result.ok() && report.findings.empty()) return "No damage was found.";
+  const std::string unknown = UnknownSentence(report);
+  if (result.ok() && report.findings.empty()) return "No damage was found.  " + unknown;
   if (result.ok() && report.messages == 0)
     result = Result::Failure(FoundText(report) + "\n\nNothing of it could be kept in a copy.");
   if (!result.ok()) {
