@@ -30,6 +30,7 @@ Result Repair(Session& session, const std::string& file, const std::string& out)
   if (result = WriteRepair(report, out, &quarantine); !result.ok()) return result;
   TerminalText err = session.environment().err;
   if (!quarantine.empty()) err << "What is not in " << out << " as it was is in " << quarantine << ".\n";
+  if (const std::string unknown = UnknownSentence(report); !unknown.empty()) err << "Note: " << unknown << "\n";
   return result;
 }
 

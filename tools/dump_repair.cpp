@@ -348,6 +348,7 @@ void Repair::Finish(std::span<const std::uint8_t> file) {
   for (const KeptMessage& message : kept_) {
     if (message.bytes.empty()) continue;
     ++report_.messages;
+    if (!message.isData) ++report_.unknown;
     if (!report_.findings.empty()) report_.copy.insert(report_.copy.end(), message.bytes.begin(), message.bytes.end());
   }
   if (report_.findings.empty()) report_.copy.assign(file.begin(), file.end());
@@ -379,6 +380,15 @@ Result RepairDump(const DumpKnowledge& knowledge, std::span<const std::uint8_t> 
   repair.Finish(file);
   if (report->messages == 0 && report->quarantine.empty()) return Result::Failure(kNoSysEx);
   return Result::Success();
+}
+
+std::string UnknownSentence(const RepairReport& report) {
+  if (report.unknown == 0) return {};
+  return "No instrument here knows " +
+         (report.unknown == report.messages
+              ? std::string("the messages")
+              : std::to_string(report.unknown) + " of " + std::to_string(report.messages) + " messages") +
+         ": only beginning and end of them were looked at.";
 }
 
 std::string RepairLine(const RepairFinding& finding) {

@@ -33,6 +33,7 @@ struct RepairReport {
   std::vector<std::uint8_t> copy;            // raw SysEx when something was found
   std::vector<QuarantinedBytes> quarantine;  // by offset
   std::size_t messages = 0;                  // in the copy
+  std::size_t unknown = 0;                   // of them, of no data that is known: only their frame was looked at
 
   std::size_t Repaired() const;
   std::size_t Quarantined() const { return findings.size() - Repaired(); }
@@ -44,6 +45,8 @@ struct RepairReport {
 // Fails with a sentence when the file is none of the two kinds or holds no SysEx.
 Result RepairDump(const DumpKnowledge& knowledge, std::span<const std::uint8_t> file, RepairReport* report);
 
+// How many messages only the frame was looked at of, a sentence; empty: none.
+std::string UnknownSentence(const RepairReport& report);
 // "offset<tab>length<tab>what<tab>repaired|quarantined", a line.
 std::string RepairLine(const RepairFinding& finding);
 // "offset<tab>length<tab>reason<tab>bytes as hex" a line, behind a line that says so.

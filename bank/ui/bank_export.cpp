@@ -100,14 +100,15 @@ std::string BankExport::SuggestedName() const {
   return FixInvalidFilenameCharacters(origin.empty() ? document.Title() : WithoutExtension(origin));
 }
 
-std::string BankExport::AskFile(const std::string& title, const std::string& name, const std::string& extension) {
+std::string BankExport::AskFile(const std::string& title, const std::string& what, const std::string& name,
+                                const std::string& extension) {
   const std::string& path = window_.document().path();
   FilePrompt prompt;
   prompt.title = title;
   prompt.save = true;
   prompt.folder = !folder_.empty() ? folder_ : path.empty() ? window_.context().DataFolder() : FolderOf(path);
   prompt.name = name;
-  prompt.patterns = FilePatterns("*." + extension + "|*." + extension + "|All Files (*.*)|*.*|");
+  prompt.patterns = FilePatterns(what + "|*." + extension + "|All Files (*.*)|*.*|");
   const std::string chosen = window_.context().prompts().File(prompt);
   if (!chosen.empty()) folder_ = FolderOf(chosen);
   return chosen;
@@ -123,7 +124,7 @@ void BankExport::Tell(const Result& result, const QString& done) {
 void BankExport::ExportNames(ExportFormat format) {
   const ExportKind& kind = KindOf(format);
   const std::string title = "Export " + std::string(kind.title) + " (" + kind.what + ")";
-  const std::string path = AskFile(title, SuggestedName() + "." + kind.extension, kind.extension);
+  const std::string path = AskFile(title, kind.title, SuggestedName() + "." + kind.extension, kind.extension);
   if (path.empty()) return;
   ExportSource source = Source();
   const Result result = DiskMidi(format, &source, path);
@@ -133,7 +134,8 @@ void BankExport::ExportNames(ExportFormat format) {
 
 // Files that are there already are asked for once.
 void BankExport::ExportAll() {
-  const std::string path = AskFile("Export All Formats: folder and name of the files", SuggestedName(), "*");
+  const std::string path =
+      AskFile("Export All Formats: folder and name of the files", "All Formats", SuggestedName(), "*");
   if (path.empty()) return;
   const std::string folder = FolderOf(path), name = FileNameOf(path);
   int there = 0;

@@ -23,7 +23,8 @@ class BankExport final : public BankWindowPart {
   // Of the file to be written, without extension.
   std::string SuggestedName() const;
   // Empty: the user cancelled.
-  std::string AskFile(const std::string& title, const std::string& name, const std::string& extension);
+  std::string AskFile(const std::string& title, const std::string& what, const std::string& name,
+                      const std::string& extension);
   void ExportNames(ExportFormat format);
   void ExportAll();
   void MergeIntoMaster();

@@ -52,8 +52,10 @@ void FillBankMenu(QMenu* menu, TZKBank& window, BankMenu which) {
         menu->addSeparator();
         continue;
       }
-      QMenu*& place = submenus[row->submenu];
-      if (!place) place = *row->submenu ? menu->addMenu(QString::fromLatin1(row->submenu)) : menu;
+      // The tool's own menu is what their submenu in the program's menus is.
+      const char* submenu = which == BankMenu::Export ? "" : row->submenu;
+      QMenu*& place = submenus[submenu];
+      if (!place) place = *submenu ? menu->addMenu(QString::fromLatin1(submenu)) : menu;
       place->setToolTipsVisible(true);
       AddBankEntry(place, window, *row);
     }

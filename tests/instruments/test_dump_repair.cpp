@@ -247,6 +247,10 @@ TEST(DumpRepair, SeveralFaultsAtOnceAndAnyBytes) {
     EXPECT_EQ(report.Quarantined(), one.quarantined) << Lines(report);
     ExpectNothingLost(one.file, report);
   }
+  RepairReport strange;
+  ASSERT_TRUE(RepairDump(Knowledge(), identity, &strange).ok());
+  EXPECT_EQ(UnknownSentence(strange),
+            "No instrument here knows the messages: only beginning and end of them were looked at.");
   // In a MIDI file, too.
   Bytes bad = voice;
   bad[bad.size() - 2] ^= 1;

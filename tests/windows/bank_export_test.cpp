@@ -25,7 +25,7 @@ TEST_F(BankExports, AreWrittenWhereTheUserSays) {
   const std::string master = Path("Master.ins");
   ASSERT_TRUE(WriteFileAtomically(master, std::string_view("; mine\r\n")).ok());
   Start({"file " + Path("a.reabank"), "file " + master, "file " + Path("all"), "file " + Path("all"), "cancel",
-         "file " + Path("nowhere/x.html"), "ok", "file "},
+         "file " + Path("nowhere/x.html"), "ok", "cancel"},
         {"--fast-cables"});
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);
   EXPECT_FALSE(bank->CommandEnabled(CommandId::ExportReaper));

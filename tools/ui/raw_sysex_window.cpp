@@ -14,6 +14,7 @@
 #include "platform/path_resolver.h"
 #include "services/settings.h"
 #include "services/transfer_files.h"
+#include "tools/ui/repair_copy.h"
 #include "ui/plain_text.h"
 #include "ui/style/document_header.h"
 #include "ui/style/list_delegate.h"
@@ -185,7 +186,10 @@ void RawSysExWindow::BuildTools(QBoxLayout* column) {
   open->setEnabled(services_.openData != nullptr);
   QToolButton* save =
       row->Add(Glyph::SaveAs, tr("Save As..."), tr("Write the selected messages, or all bytes, to a file"));
+  QToolButton* repair = row->Add(Glyph::Search, tr("Repair a Copy..."),
+                                 tr("Look for damage; what can be repaired is repaired in a copy of the file"));
   column->addWidget(row);
+  connect(repair, &QToolButton::clicked, this, &RawSysExWindow::Repair);
   connect(send, &QToolButton::clicked, this, &RawSysExWindow::Send);
   connect(open, &QToolButton::clicked, this, [this] { OpenRows(list_->selectionModel()->selectedRows()); });
   connect(save, &QToolButton::clicked, this, &RawSysExWindow::SaveSelection);
@@ -275,6 +279,12 @@ std::string RawSysExWindow::NameOfFile() const {
 void RawSysExWindow::Send() {
   services_.settings.MainMidiXPort(port_->currentIndex());
   services_.files.SendMidiX(SelectedBytes(), port_->currentIndex() + 1, NameOfFile());
+}
+
+void RawSysExWindow::Repair() {
+  const std::string said =
+      RepairIntoCopy(services_.studio, bytes().bytes(), document().path(), context().DataFolder(), context().prompts());
+  if (!said.empty()) Say(ShownUtf8(said));
 }
 
 void RawSysExWindow::SaveSelection() {

@@ -89,6 +89,7 @@ class RawSysExWindow final : public DocumentWindow {
   void BuildList(QBoxLayout* column);
   void Send();
   void OpenRows(const QModelIndexList& rows);
+  void Repair();
   void SaveSelection();
   std::string NameOfFile() const;
   std::vector<std::uint8_t> SelectedBytes() const;
