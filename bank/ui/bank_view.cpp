@@ -125,7 +125,7 @@ QRect BankPatchView::visualRect(const QModelIndex& index) const {
 }
 
 QModelIndex BankPatchView::indexAt(const QPoint& point) const {
-  return IndexOf(PlaceAt(point));
+  return ready_ ? IndexOf(PlaceAt(point)) : QModelIndex();
 }
 
 bool BankPatchView::isIndexHidden(const QModelIndex& index) const {
