@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include "bank/bank_copy.h"
 #include "bank/clip_mark.h"
 #include "bank/ui/bank_window.h"
 #include "ui/clipboard.h"

@@ -6,12 +6,11 @@
 #include <algorithm>
 
 #include "bank/bank_commands.h"
-#include "bank/ui/bank_view.h"
+#include "bank/bank_copy.h"
 #include "bank/ui/bank_window.h"
 #include "services/settings.h"
 #include "store/bank_slots.h"
 #include "ui/plain_text.h"
-#include "ui/qt_text.h"
 
 namespace tonalith {
 
@@ -20,22 +19,39 @@ namespace {
 // Nothing of the data travels: whoever takes the patches asks the window that they come from.
 constexpr char kPatchesMime[] = "application/x-tonalith-bank-patches";
 
+// There is one mouse.
+BankDrag* dragUnderWay = nullptr;
+
 }  // namespace
 
 bool BankDrag::CanStart() const {
   return !window_.document().IsBusy() && !window_.SelectedPatches().empty();
 }
 
-bool BankDrag::IsOwn(const QMimeData* data) const {
-  return !dragged_.empty() && data->hasFormat(QLatin1String(kPatchesMime));
+BankDrag::~BankDrag() {
+  Finish();
+}
+
+void BankDrag::Begin(const std::vector<int>& patches) {
+  dragged_ = patches;
+  dragUnderWay = this;
+}
+
+void BankDrag::Finish() {
+  dragged_.clear();
+  if (dragUnderWay == this) dragUnderWay = nullptr;
+}
+
+BankDrag* BankDrag::Source(const QMimeData* data) {
+  return data->hasFormat(QLatin1String(kPatchesMime)) ? dragUnderWay : nullptr;
 }
 
 std::unique_ptr<QMimeData> BankDrag::Mime() const {
   auto mime = std::make_unique<QMimeData>();
   mime->setData(QLatin1String(kPatchesMime), QByteArray());
-  QStringList names;
-  for (const std::string& line : window_.document().NameLines(dragged_)) names << FromUtf8(line);
-  mime->setText(names.join(QLatin1Char('\n')));
+  std::string names;
+  for (const std::string& line : window_.document().NameLines(dragged_)) names += line + "\n";
+  mime->setData(QStringLiteral("text/plain"), QByteArray::fromStdString(names));
   return mime;
 }
 
@@ -47,10 +63,13 @@ void BankDrag::Start(QWidget* view) {
   Finish();
 }
 
-DropKind BankDrag::KindOf(Qt::KeyboardModifiers modifiers) const {
+// Inside a bank the setting chooses of three; between two a patch is copied or exchanged.
+DropKind BankDrag::KindOf(const BankDrag& source, Qt::KeyboardModifiers modifiers) const {
+  Settings& settings = window_.context().settings();
   if (modifiers & Qt::ControlModifier) return DropKind::Copy;
+  if (&source != this) return settings.Value(SettingId::MainBankDnDExtMode) == 1 ? DropKind::Exchange : DropKind::Copy;
   if (modifiers & Qt::ShiftModifier) return DropKind::Insert;
-  switch (window_.context().settings().Value(SettingId::MainBankDnDMode)) {
+  switch (settings.Value(SettingId::MainBankDnDMode)) {
     case 1:
       return DropKind::Copy;
     case 2:
@@ -60,33 +79,49 @@ DropKind BankDrag::KindOf(Qt::KeyboardModifiers modifiers) const {
   }
 }
 
+bool BankDrag::Fits(const BankDrag& source) const {
+  if (&source == this) return true;
+  const BankSlots from(*source.window_.dataFile()), to(*window_.dataFile());
+  const Synth &one = source.window_.document().synth(), &other = window_.document().synth();
+  return from.Refusal().empty() && to.Refusal().empty() && to.SameForm(from) &&
+         one.manufacturerId == other.manufacturerId && FieldText(one.typeKey) == FieldText(other.typeKey);
+}
+
 DropCue BankDrag::Look(const QDropEvent& event, int patch, bool behind) const {
-  if (!IsOwn(event.mimeData()) || patch < 0 || !window_.EditRefusal().isEmpty()) return {};
-  DropCue cue{KindOf(event.modifiers()), patch, static_cast<int>(dragged_.size())};
+  const BankDrag* source = Source(event.mimeData());
+  if (!source || patch < 0 || !window_.EditRefusal().isEmpty() || !Fits(*source)) return {};
+  DropCue cue{KindOf(*source, event.modifiers()), patch, static_cast<int>(source->dragged_.size())};
+  if (cue.kind == DropKind::Exchange && source != this && !source->window_.EditRefusal().isEmpty()) return {};
   if (cue.kind == DropKind::Insert) {
     cue.patch += behind ? 1 : 0;
     return cue;
   }
   cue.count = std::min(cue.count, window_.document().PatchCount() - patch);
-  return patch == dragged_.front() ? DropCue{} : cue;
+  return source == this && patch == dragged_.front() ? DropCue{} : cue;
+}
+
+BankOutcome BankDrag::DropOn(BankDrag& source, const DropCue& cue, std::vector<int>* now) {
+  BankCommands commands = window_.Commands();
+  const std::vector<int>& dragged = source.dragged_;
+  if (cue.kind == DropKind::Insert) {
+    const auto passed = std::count_if(dragged.begin(), dragged.end(), [&](int slot) { return slot < cue.patch; });
+    for (std::size_t i = 0; i < dragged.size(); ++i)
+      now->push_back(cue.patch - static_cast<int>(passed) + static_cast<int>(i));
+    return commands.MoveSlots(dragged, cue.patch);
+  }
+  std::vector<SlotPair> pairs;
+  for (int i = 0; i < cue.count; ++i) pairs.push_back({dragged[static_cast<std::size_t>(i)], cue.patch + i});
+  for (const SlotPair& pair : pairs) now->push_back(pair.to);
+  if (cue.kind == DropKind::Copy) return commands.CopySlots(source.window_.document(), pairs);
+  return &source == this ? commands.SwapSlots(pairs)
+                         : ExchangeSlots(source.window_.document(), window_.document(), pairs);
 }
 
 bool BankDrag::Drop(const QDropEvent& event, const DropCue& cue) {
-  if (!IsOwn(event.mimeData())) return false;
-  BankCommands commands = window_.Commands();
-  std::vector<SlotPair> pairs;
-  for (int i = 0; i < cue.count; ++i) pairs.push_back({dragged_[static_cast<std::size_t>(i)], cue.patch + i});
+  BankDrag* source = Source(event.mimeData());
+  if (!source) return false;
   std::vector<int> now;
-  BankOutcome outcome;
-  if (cue.kind == DropKind::Insert) {
-    outcome = commands.MoveSlots(dragged_, cue.patch);
-    const auto passed = std::count_if(dragged_.begin(), dragged_.end(), [&](int slot) { return slot < cue.patch; });
-    for (std::size_t i = 0; i < dragged_.size(); ++i)
-      now.push_back(cue.patch - static_cast<int>(passed) + static_cast<int>(i));
-  } else {
-    outcome = cue.kind == DropKind::Copy ? commands.CopySlots(window_.document(), pairs) : commands.SwapSlots(pairs);
-    for (const SlotPair& pair : pairs) now.push_back(pair.to);
-  }
+  const BankOutcome outcome = DropOn(*source, cue, &now);
   window_.Show(outcome);
   if (outcome.ok()) window_.Select(now);
   return outcome.ok();

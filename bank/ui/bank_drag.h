@@ -11,6 +11,7 @@ class QWidget;
 namespace tonalith {
 
 class TZKBank;
+struct BankOutcome;
 
 // What dropping patches does to those they are dropped on.
 enum class DropKind {
@@ -32,11 +33,15 @@ class BankDrag final {
  public:
   explicit BankDrag(TZKBank& window) : window_(window) {}
 
+  ~BankDrag();
+  BankDrag(const BankDrag&) = delete;
+  BankDrag& operator=(const BankDrag&) = delete;
+
   bool CanStart() const;
   // Returns when the drag is over: Begin, what the toolkit drags, Finish.
   void Start(QWidget* view);
-  void Begin(const std::vector<int>& patches) { dragged_ = patches; }
-  void Finish() { dragged_.clear(); }
+  void Begin(const std::vector<int>& patches);
+  void Finish();
   // What other programs get of them.
   std::unique_ptr<QMimeData> Mime() const;
   // `patch`: under the pointer, or the number of patches behind the last; -1: none.  `behind`: it is in the lower half.
@@ -45,8 +50,11 @@ class BankDrag final {
   bool Drop(const QDropEvent& event, const DropCue& cue);
 
  private:
-  bool IsOwn(const QMimeData* data) const;
-  DropKind KindOf(Qt::KeyboardModifiers modifiers) const;
+  // The drag that is over this window, its own or one of another bank's window; null: something else.
+  static BankDrag* Source(const QMimeData* data);
+  bool Fits(const BankDrag& source) const;
+  DropKind KindOf(const BankDrag& source, Qt::KeyboardModifiers modifiers) const;
+  BankOutcome DropOn(BankDrag& source, const DropCue& cue, std::vector<int>* now);
 
   TZKBank& window_;
   std::vector<int> dragged_;  // while a drag of this window is under way

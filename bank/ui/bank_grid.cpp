@@ -50,12 +50,12 @@ ZKBankGrid::ZKBankGrid(ZKBankDoc& document, BankPatchView& other, QWidget* paren
   Filter();
 }
 
-void ZKBankGrid::SetLook(const GridSettings& look, const QString& bitmaps) {
+void ZKBankGrid::SetLook(const GridSettings& look, const std::filesystem::path& bitmaps) {
   look_ = look;
-  font_.LoadBitmapFont(bitmaps, FromUtf8(look.bitmapFont));
-  selectedFont_.LoadBitmapFont(bitmaps, FromUtf8(look.selBitmapFont));
-  background_ = BitmapOf(bitmaps, FromUtf8(look.bitmapBk));
-  selected_ = BitmapOf(bitmaps, FromUtf8(look.selectBmp));
+  font_.LoadBitmapFont(bitmaps, look.bitmapFont);
+  selectedFont_.LoadBitmapFont(bitmaps, look.selBitmapFont);
+  background_ = BitmapOf(bitmaps, look.bitmapBk);
+  selected_ = BitmapOf(bitmaps, look.selectBmp);
   doItemsLayout();
 }
 
@@ -69,14 +69,17 @@ int ZKBankGrid::ChunkSize() const {
 void ZKBankGrid::Measure() {
   const QFontMetrics figures(TabularFont(font()));
   numberWidth_ = 0;
+  int nameWidth = 0;
   for (int patch = 0; patch < bankModel()->rowCount(); ++patch) {
     const QString text = bankModel()->index(patch, BankListModel::kNumber).data().toString();
     numberWidth_ = std::max(numberWidth_, font_.IsEmpty() ? figures.horizontalAdvance(text) : font_.Width(text));
+    const QString name = bankModel()->index(patch, BankListModel::kName).data().toString();
+    nameWidth = std::max(nameWidth, font_.IsEmpty() ? fontMetrics().horizontalAdvance(name) : font_.Width(name));
   }
   const int longest = bank().synth().namesSeparate ? kLongestSeparateName : static_cast<int>(bank().NameLength());
   const int marks = kGridMarkPlaces * (kMarkSize + kSmallGap);
-  cellWidth_ = std::max(1, numberWidth_ + kNumberRoom + kNameRoom + kCellRoom + marks +
-                               std::max(1, longest) * fontMetrics().averageCharWidth());
+  nameWidth = std::max(nameWidth, std::max(1, longest) * fontMetrics().averageCharWidth());
+  cellWidth_ = kSmallGap + numberWidth_ + kNumberRoom + kNameRoom + nameWidth + marks + kCellRoom;
   cellHeight_ = std::max(RowHeight(fontMetrics()), font_.IsEmpty() ? 0 : font_.Height());
 }
 

@@ -22,7 +22,7 @@ class ZKBankGrid final : public BankPatchView {
   ZKBankGrid(ZKBankDoc& document, BankPatchView& other, QWidget* parent = nullptr);
 
   // `bitmaps`: the folder of fonts and pictures; where a file is not there the grid does without.
-  void SetLook(const GridSettings& look, const QString& bitmaps);
+  void SetLook(const GridSettings& look, const std::filesystem::path& bitmaps);
   // The wheel goes the other way.
   void SetInvertedWheel(bool inverted) { invertedWheel_ = inverted; }
   const GridLayout& layout() const { return layout_; }

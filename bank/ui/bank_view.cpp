@@ -310,8 +310,9 @@ void BankPatchView::keyPressEvent(QKeyEvent* event) {
     if (CurrentPatch() >= 0) emit OpenPatch();
     return event->accept();
   }
+  const int before = CurrentPatch();
   QListView::keyPressEvent(event);
-  anchor_ = CurrentPatch();
+  if (CurrentPatch() != before) anchor_ = CurrentPatch();
 }
 
 // ---- mouse ----------------------------------------------------------------------------------------------------------

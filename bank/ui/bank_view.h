@@ -146,7 +146,7 @@ class BankPatchView : public QListView {
   QString nothingFound_;
   std::vector<int> patches_;  // that are shown
   std::vector<int> places_;   // by patch
-  bool ready_ = false;  // a subclass lays out from here on
+  bool ready_ = false;        // a subclass lays out from here on
   int hover_ = -1;
   int anchor_ = -1;    // patch that a range begins at
   QPoint pressed_;     // of a rubber band

@@ -11,6 +11,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "bank/bank_moves.h"
 #include "bank/grid_settings.h"
 #include "bank/ui/bank_grid.h"
 #include "bank/ui/bank_inspector.h"
@@ -48,6 +49,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
       tools_(new ToolRow(this)),
       filter_(new SearchField(tr("Filter patches"), this)),
       pages_(new QStackedLayout),
+      status_(new PlainLabel(this)),
       list_(new ZKBankListCtrl(bank_, this)),
       empty_(
           new EmptyState(Glyph::Get, tr("Nothing received yet"), tr("Get asks the instrument for this data."), this)) {
@@ -60,6 +62,8 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
   column->addWidget(tools_);
   BuildList();
   column->addLayout(pages_, 1);
+  SetSecondaryText(status_);
+  column->addWidget(status_);
   UpdateTitle();
   Refresh();
   resize(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 32);
@@ -147,6 +151,7 @@ void TZKBank::BuildList() {
   connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
     for (const auto& part : parts_) part->SelectionChanged();
     RefreshTools();
+    RefreshStatus();
     emit StateChanged();
   });
   connect(filter_, &SearchField::WordsChanged, this, [this] {
@@ -181,7 +186,7 @@ void TZKBank::BuildView(BankPatchView* view) {
 void TZKBank::ReadLook() {
   const auto folder = context().ModuleFolder(*dataFile());
   const GridSettings look = folder.empty() ? GridSettings() : ReadGridSettings(DataTypeIni(folder, bank_.synth()));
-  grid_->SetLook(look, folder.empty() ? QString() : FromUtf8((folder / "Bitmaps").string()));
+  grid_->SetLook(look, folder.empty() ? folder : folder / "Bitmaps");
   tools_->setVisible(!look.noButtonBar);
 }
 
@@ -198,6 +203,17 @@ void TZKBank::ShowGrid(bool grid) {
     view()->setFocus();
   }
   emit StateChanged();
+}
+
+std::string TZKBank::AcceptsMove(const MoveOffer& offer) const {
+  return BankMoveRefusal(bank_, offer);
+}
+
+MoveResult TZKBank::ReceiveMove(Move&& move) {
+  MoveResult result = PVMessage_MoveTo(bank_, std::move(move), SelectedPatches(), context().ModuleFolder(*dataFile()));
+  // A drop that did nothing says so here as well as to whoever sent it.
+  if (!result.text.empty()) Say(ShownUtf8(result.text));
+  return result;
 }
 
 void TZKBank::Select(const std::vector<int>& patches) {
@@ -220,8 +236,18 @@ void TZKBank::DocumentChanged(const DocumentChange&) {
   for (const auto& part : parts_) part->DocumentChanged();
 }
 
+// What was done last, and how much is selected.
+void TZKBank::RefreshStatus() {
+  const std::size_t selected = SelectedPatches().size();
+  QStringList parts;
+  if (!bank_.StatusText().empty()) parts << ShownUtf8(bank_.StatusText());
+  if (selected > 1) parts << tr("%1 selected").arg(selected);
+  status_->setText(parts.join(QStringLiteral(" \u00B7 ")));
+}
+
 void TZKBank::Refresh() {
   RefreshHeader();
+  RefreshStatus();
   RefreshTools();
   QWidget* page = bank_.IsEmpty() && !bank_.IsBusy() ? static_cast<QWidget*>(empty_) : view();
   if (pages_->currentWidget() == page) return;

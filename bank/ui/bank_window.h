@@ -55,6 +55,9 @@ class TZKBank final : public InstrumentWindow {
   InspectorContent Inspect() override;
   SearchField* Search() const override { return filter_; }
 
+  std::string AcceptsMove(const MoveOffer& offer) const override;
+  MoveResult ReceiveMove(Move&& move) override;
+
   // --- For the parts of the window (bank/ui/bank_part.h)
 
   WindowContext& context() const { return DocumentWindow::context(); }
@@ -101,6 +104,7 @@ class TZKBank final : public InstrumentWindow {
   void Refresh();
   void RefreshHeader();
   void RefreshTools();
+  void RefreshStatus();
   QString ShownName() const;
   QString Received() const;
   QString Counts() const;
@@ -115,6 +119,7 @@ class TZKBank final : public InstrumentWindow {
   ToolRow* tools_;
   SearchField* filter_;
   QStackedLayout* pages_;
+  PlainLabel* status_;
   BankDrag drag_{*this};
   ZKBankListCtrl* list_;
   ZKBankGrid* grid_ = nullptr;

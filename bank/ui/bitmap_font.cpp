@@ -1,10 +1,10 @@
 #include "bank/ui/bitmap_font.h"
 
-#include <QDir>
 #include <QPainter>
 #include <algorithm>
 
 #include "platform/ini_file.h"
+#include "platform/text.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
@@ -17,30 +17,30 @@ int CodeOf(QChar character) {
   return character.toLatin1() & 0x7F;
 }
 
-// The file's own name in its folder; empty: there is none.
-QString FileIn(const QString& folder, const QString& name) {
-  if (folder.isEmpty() || name.isEmpty() || name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')))
-    return {};
-  for (const QString& entry : QDir(folder).entryList(QDir::Files))
-    if (entry.compare(name, Qt::CaseInsensitive) == 0) return folder + QLatin1Char('/') + entry;
+// The file of that name, in any case, in its folder; empty: there is none.
+std::string FileIn(const std::filesystem::path& folder, const std::string& name) {
+  if (folder.empty() || name.empty() || name.find_first_of("/\\") != std::string::npos) return {};
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, none))
+    if (AsciiEqualNoCase(entry.path().filename().string(), name)) return entry.path().string();
   return {};
 }
 
 }  // namespace
 
-QPixmap BitmapOf(const QString& folder, const QString& name) {
-  const QString path = FileIn(folder, name);
-  if (path.isEmpty()) return {};
-  QPixmap picture(path);
+QPixmap BitmapOf(const std::filesystem::path& folder, const std::string& name) {
+  const std::string path = FileIn(folder, name);
+  if (path.empty()) return {};
+  const QPixmap picture(FromUtf8(path));
   return picture.width() <= kMostFontSide && picture.height() <= kMostFontSide ? picture : QPixmap();
 }
 
-bool BitmapFont::LoadBitmapFont(const QString& folder, const QString& name) {
+bool BitmapFont::LoadBitmapFont(const std::filesystem::path& folder, const std::string& name) {
   picture_ = BitmapOf(folder, name);
   cell_ = picture_.width() / kCharacters;
   if (cell_ == 0) picture_ = QPixmap();
   if (picture_.isNull()) return false;
-  const IniFile kern(ToUtf8(FileIn(folder, name.section(QLatin1Char('.'), 0, -2) + QStringLiteral(".ini"))));
+  const IniFile kern(FileIn(folder, name.substr(0, name.rfind('.')) + ".ini"));
   for (int code = 0; code < kCharacters; ++code)
     widths_[static_cast<std::size_t>(code)] = std::clamp(kern.GetInt("Kern", std::to_string(code), cell_), 0, cell_);
   return true;

@@ -3,6 +3,8 @@
 #include <QPixmap>
 #include <QString>
 #include <array>
+#include <filesystem>
+#include <string>
 
 class QPainter;
 
@@ -15,7 +17,7 @@ class BitmapFont {
 
   // A picture "name.bmp" of the folder with the widths beside it in "name.ini" (section "Kern", a key for each code).
   // False, and the font is empty, when there is no such picture.
-  bool LoadBitmapFont(const QString& folder, const QString& name);
+  bool LoadBitmapFont(const std::filesystem::path& folder, const std::string& name);
   bool IsEmpty() const { return picture_.isNull(); }
   int Width(const QString& text) const;
   int Height() const { return picture_.height(); }
@@ -28,6 +30,6 @@ class BitmapFont {
 };
 
 // A picture of the folder, found without regard to case; null: there is none, or its name leads elsewhere.
-QPixmap BitmapOf(const QString& folder, const QString& name);
+QPixmap BitmapOf(const std::filesystem::path& folder, const std::string& name);
 
 }  // namespace tonalith

@@ -16,7 +16,10 @@
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_model.h"
 #include "bank/ui/bank_window.h"
+#include "data/packed_bytes.h"
+#include "data/patch_names.h"
 #include "platform/atomic_file.h"
+#include "platform/text.h"
 #include "tests/windows/stall_probe.h"
 #include "tests/windows/window_test_tools.h"
 
@@ -38,6 +41,7 @@ class BankArranging : public ProgramFixture {
     return names;
   }
   void Run(TZKBank* bank, CommandId command, const std::vector<int>& selected) {
+    frame().windows().Activate(bank);
     bank->Select(selected);
     EXPECT_EQ(bank->RefusalOf(command), QString());
     frame().RunCommand(command);
@@ -189,7 +193,7 @@ TEST_F(BankArranging, PagesAndLooksOfTheGridAreThoseOfTheDataType) {
     grid.show();
     grid.resize(300, 230);
     Settle();
-    ASSERT_EQ(grid.layout().Pages(), 4 / grid.layout().ChunksOfPage());
+    ASSERT_EQ(grid.layout().Pages(), (3 + grid.layout().ChunksOfPage()) / grid.layout().ChunksOfPage());
     ASSERT_GT(grid.layout().Pages(), 1);
     EXPECT_EQ(grid.findChild<QTabBar*>()->isVisible(), *tab == '1');
     EXPECT_EQ(grid.findChild<QComboBox*>()->isVisible(), *tab == '0');
@@ -200,8 +204,8 @@ TEST_F(BankArranging, PagesAndLooksOfTheGridAreThoseOfTheDataType) {
     grid.scrollTo(grid.currentIndex());
     EXPECT_EQ(grid.Page(), grid.layout().Pages() - 1);
   }
-  EXPECT_EQ(grid.grab().toImage().pixelColor(grid.visualRect(grid.model()->index(30, 1)).topRight()),
-            QColor(255, 0, 0));
+  const QRect name = grid.visualRect(grid.model()->index(30, 1));
+  EXPECT_EQ(grid.grab().toImage().pixelColor(name.left() - 3, name.center().y()), QColor(255, 0, 0));
   ini.Set("Bank", "UseHorizontal", "1");
   grid.SetLook(ReadGridSettings(ini), {});
   Settle();
@@ -264,6 +268,96 @@ TEST_F(BankArranging, DroppingExchangesCopiesOrInsertsAsWanted) {
   ASSERT_TRUE(bank->document().Undo().ok());
   EXPECT_EQ(Names(bank), names);
   EXPECT_FALSE(drop({3}, 3, Qt::NoModifier)) << "on itself";
+}
+
+// Every event is measured by the probe of all window tests; what a drag redraws has half of that.
+TEST_F(BankArranging, AThousandPatchesStaySmooth) {
+  Start();
+  DataFilePtr driver(AllocDataFile());
+  AllocChunk(&driver->synth, &driver->synthSize, kSynthSize);
+  Synth& synth = *driver->synth;
+  CopyText(synth.shortName, "Large");
+  CopyText(synth.typeName, "Bank");
+  synth.numVoices = 1000;
+  synth.voiceSize = synth.voiceBytes = 256;
+  synth.fileSize = 1000 * 256;
+  synth.nameLength = 12;
+  synth.isBank = 1;
+  DataFilePtr data(AllocDataNew(driver.get()));
+  for (int patch = 0; patch < 1000; ++patch)
+    SetPatchName(data.get(), patch, "SOUND " + std::to_string(patch * 7 % 1000));
+  auto* bank = qobject_cast<TZKBank*>(parts().studio.OpenData(std::move(data)));
+  ASSERT_NE(bank, nullptr);
+  for (const CommandId view : {CommandId::BankViewList, CommandId::BankViewGrid}) {
+    frame().RunCommand(view);
+    Settle();
+    bank->view()->setFocus();
+    bank->Select({500});
+    PressKey(bank->view(), Qt::Key_Down, Qt::ControlModifier);
+    PressKey(bank->view(), Qt::Key_End, Qt::ShiftModifier);
+    EXPECT_EQ(bank->SelectedPatches().size(), 499u);
+    PressKey(bank->view(), Qt::Key_Home);
+    bank->drag().Begin({0});
+    const std::unique_ptr<QMimeData> mime = bank->drag().Mime();
+    Settle();
+    const Stall before = ProbedApplication::TakeLongest();
+    EXPECT_LE(before.us, kLongestEventUs * kBuildFactor) << before.what;
+    const QPoint first = bank->view()->visualRect(bank->view()->model()->index(1, 1)).center();
+    QDragEnterEvent enter(first, Qt::MoveAction, mime.get(), Qt::LeftButton, Qt::ShiftModifier);
+    QApplication::sendEvent(bank->view()->viewport(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    for (int patch = 1; patch < 20; ++patch) {
+      const QPoint at = bank->view()->visualRect(bank->view()->model()->index(patch, 1)).center();
+      QDragMoveEvent move(at, Qt::MoveAction, mime.get(), Qt::LeftButton, Qt::ShiftModifier);
+      QApplication::sendEvent(bank->view()->viewport(), &move);
+      Settle();
+    }
+    bank->drag().Finish();
+    const Stall drag = ProbedApplication::TakeLongest();
+    EXPECT_LE(drag.us, kLongestEventUs / 2 * kBuildFactor) << drag.what;
+    ASSERT_TRUE(bank->document().Undo().ok());
+  }
+}
+
+// Another bank of the same kind takes patches too; the desktop's setting says whether it gives its own for them.
+TEST_F(BankArranging, PatchesGoFromWindowToWindow) {
+  Start();
+  TZKBank* one = OpenBank();
+  Run(one, CommandId::BankInvert, {0, 1, 2, 3});
+  TZKBank* two = Open("Yamaha DX7", "Voice Bank", true);
+  const std::vector<std::string> names = Names(one), others = Names(two);
+  for (const int exchange : {0, 1}) {
+    program_->program()->settings().Access(SettingId::MainBankDnDExtMode, exchange);
+    one->drag().Begin({0, 1});
+    const std::unique_ptr<QMimeData> mime = one->drag().Mime();
+    const QPoint at = two->view()->visualRect(two->view()->model()->index(8, 1)).center();
+    QDragEnterEvent enter(at, Qt::CopyAction | Qt::MoveAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(two->view()->viewport(), &enter);
+    QDropEvent drop(at, Qt::CopyAction | Qt::MoveAction, mime.get(), Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(two->view()->viewport(), &drop);
+    one->drag().Finish();
+    EXPECT_EQ(Names(two)[8] + Names(two)[9], names[0] + names[1]);
+    EXPECT_EQ(Names(one)[0], exchange ? others[8] : names[0]);
+    ASSERT_TRUE(two->document().Undo().ok());
+    if (exchange != 0) one->document().Undo();
+  }
+  // A patch on its own goes into the first place that is selected.
+  one->Select({1});
+  frame().windows().Activate(one);
+  frame().RunCommand(CommandId::EditOpen);
+  auto* single = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_TRUE(single && single != one);
+  two->Select({20});
+  Move move;
+  move.payload = DataFilePtr(DupForUser(single->dataFile()));
+  EXPECT_TRUE(Deliver(*two, std::move(move)).taken());
+  EXPECT_EQ(Names(two)[20], names[1]);
+  TZKBank* other = Open("Kawai K4", "Single Bank", true);
+  Move wrong;
+  wrong.payload = DataFilePtr(DupForUser(single->dataFile()));
+  const MoveResult refused = Deliver(*other, std::move(wrong));
+  EXPECT_FALSE(refused.taken());
+  EXPECT_NE(refused.text, "");
 }
 
 }  // namespace
