@@ -27,11 +27,6 @@ std::string WithZeros(std::int64_t number, int digits) {
   return text;
 }
 
-bool IsTextFile(const std::string& path) {
-  const std::string name = path.substr(path.find_last_of('/') + 1);
-  return name.size() >= kShortestTextName && AsciiLower(name.substr(name.size() - 4)) == ".txt";
-}
-
 std::vector<std::string> NamesOfText(std::string_view text) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   const bool utf8 = text.substr(0, kByteOrderMark.size()) == kByteOrderMark || IsValidUtf8(text);
@@ -46,6 +41,11 @@ std::vector<std::string> NamesOfText(std::string_view text) {
 }
 
 }  // namespace
+
+bool IsNameList(const std::string& path) {
+  const std::string name = path.substr(path.find_last_of('/') + 1);
+  return name.size() >= kShortestTextName && AsciiLower(name.substr(name.size() - 4)) == ".txt";
+}
 
 int BankNaming::Digits() const {
   return document_.PatchCount() <= kMostTwoDigitPatches ? 2 : 3;
@@ -133,7 +133,7 @@ int BankNaming::Find(const std::string& text, int from) const {
 }
 
 Result ReadNameList(const std::string& path, std::vector<std::string>* names) {
-  if (IsTextFile(path)) {
+  if (IsNameList(path)) {
     std::string text;
     if (!ReadWholeFile(path, text, kMostNameList).ok())
       return Result::Failure("Internal Error! Failed to open text document");

@@ -38,6 +38,8 @@ class BankNaming {
   ZKBankDoc& document_;
 };
 
+// Whether a file is read as a text: its name ends in ".txt".
+bool IsNameList(const std::string& path);
 // The names that a file holds, Latin-1, in order: the lines (and tab-separated fields) of a text file, whatever its
 // line ends, empty ones left out, or the separate names of a bank.  A text of more than 4 MB is refused.
 Result ReadNameList(const std::string& path, std::vector<std::string>* names);

@@ -3,14 +3,17 @@
 #include <QDrag>
 #include <QDropEvent>
 #include <QMimeData>
+#include <QUrl>
 #include <algorithm>
 
 #include "bank/bank_commands.h"
 #include "bank/bank_copy.h"
+#include "bank/bank_naming.h"
 #include "bank/ui/bank_window.h"
 #include "services/settings.h"
 #include "store/bank_slots.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
 
 namespace tonalith {
 
@@ -63,6 +66,27 @@ void BankDrag::Start(QWidget* view) {
   Finish();
 }
 
+std::string BankDrag::NameListIn(const QMimeData* data) {
+  const QList<QUrl> urls = data->urls();
+  if (urls.size() != 1 || !urls.front().isLocalFile()) return {};
+  const std::string path = ToUtf8(urls.front().toLocalFile());
+  return IsNameList(path) ? path : std::string();
+}
+
+bool BankDrag::DropNames(const std::string& path) {
+  BankNaming naming(window_.document());
+  std::vector<std::string> names;
+  if (const Result read = ReadNameList(path, &names); !read.ok()) {
+    window_.Say(ShownUtf8(read.text));
+    return true;
+  }
+  std::vector<int> which = window_.SelectedPatches();
+  // A single patch is where the cursor is, not what the names are for.
+  if (which.size() < 2) which = SlotRun{0, window_.document().PatchCount() - 1}.Slots();
+  window_.Show(naming.ImportNames(names, which));
+  return true;
+}
+
 // Inside a bank the setting chooses of three; between two a patch is copied or exchanged.
 DropKind BankDrag::KindOf(const BankDrag& source, Qt::KeyboardModifiers modifiers) const {
   Settings& settings = window_.context().settings();
@@ -88,6 +112,8 @@ bool BankDrag::Fits(const BankDrag& source) const {
 }
 
 DropCue BankDrag::Look(const QDropEvent& event, int patch, bool behind) const {
+  if (!NameListIn(event.mimeData()).empty())
+    return window_.EditRefusal().isEmpty() ? DropCue{DropKind::Copy, -1, 0} : DropCue{};
   const BankDrag* source = Source(event.mimeData());
   if (!source || patch < 0 || !window_.EditRefusal().isEmpty() || !Fits(*source)) return {};
   DropCue cue{KindOf(*source, event.modifiers()), patch, static_cast<int>(source->dragged_.size())};
@@ -118,6 +144,7 @@ BankOutcome BankDrag::DropOn(BankDrag& source, const DropCue& cue, std::vector<i
 }
 
 bool BankDrag::Drop(const QDropEvent& event, const DropCue& cue) {
+  if (const std::string names = NameListIn(event.mimeData()); !names.empty()) return DropNames(names);
   BankDrag* source = Source(event.mimeData());
   if (!source) return false;
   std::vector<int> now;

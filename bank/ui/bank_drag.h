@@ -2,6 +2,7 @@
 
 #include <Qt>
 #include <memory>
+#include <string>
 #include <vector>
 
 class QDropEvent;
@@ -50,6 +51,9 @@ class BankDrag final {
   bool Drop(const QDropEvent& event, const DropCue& cue);
 
  private:
+  // A text file with names from the desktop; empty: it is something else.
+  static std::string NameListIn(const QMimeData* data);
+  bool DropNames(const std::string& path);
   // The drag that is over this window, its own or one of another bank's window; null: something else.
   static BankDrag* Source(const QMimeData* data);
   bool Fits(const BankDrag& source) const;

@@ -20,7 +20,7 @@ ZKBankUndo::ZKBankUndo(ZKBankDoc& document, QWidget* parent)
   SetTitle(this, tr("Undo History"));
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap);
-  column->addWidget(new PlainLabel(tr("What was done, the newest first. The chosen state can be gone back to."), this));
+  column->addWidget(new PlainLabel(tr("What was done, the newest first:"), this));
   list_->setAccessibleName(tr("States of the bank"));
   DressList(list_);
   column->addWidget(list_, 1);

@@ -445,7 +445,7 @@ void BankPatchView::dropEvent(QDropEvent* event) {
   cueKind_ = 0;
   cuePatch_ = -1;
   viewport()->update();
-  if (cue.kind == DropKind::None || !drag_->Drop(*event, cue)) return event->ignore();
+  if (!drag_ || cue.kind == DropKind::None || !drag_->Drop(*event, cue)) return event->ignore();
   // The patches were moved by a command of their own; the toolkit must not take any away.
   event->setDropAction(Qt::CopyAction);
   event->accept();
