@@ -48,6 +48,12 @@ const DataFile* FrameWindowContext::NewData(const DataFile& data) {
   return driver ? driver->dataFile.get() : nullptr;
 }
 
+DataFilePtr FrameWindowContext::NewDataOf(int driverId, const DataFile& like) {
+  DataFilePtr data = frame_.studio.GetNewDataFile(driverId);
+  if (data && data->xtra && like.xtra) data->xtra->instrumentIndex = like.xtra->instrumentIndex;
+  return data;
+}
+
 void FrameWindowContext::ShowData(DataFilePtr data, const std::string& originName) {
   if (show_) show_(std::move(data), originName);
 }

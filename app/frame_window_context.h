@@ -29,6 +29,7 @@ class FrameWindowContext final : public WindowContext {
                 std::string* note) override;
   std::filesystem::path ModuleFolder(const DataFile& data) override;
   const DataFile* NewData(const DataFile& data) override;
+  DataFilePtr NewDataOf(int driverId, const DataFile& like) override;
   void ShowData(DataFilePtr data, const std::string& originName) override;
   // Who opens windows on data; to be said once.
   void SetShowData(std::function<void(DataFilePtr data, const std::string& originName)> show) {

@@ -94,6 +94,62 @@ BankOutcome BankCommands::Copy(int from, int to) {
                     status);
 }
 
+BankOutcome BankCommands::SwapSlots(const std::vector<SlotPair>& pairs) {
+  for (const SlotPair& pair : pairs)
+    for (const int slot : {pair.from, pair.to})
+      if (Result result = Check(slot); !result.ok()) return result;
+  SlotOrder order = SameOrder(0, document_.PatchCount() - 1);
+  for (const SlotPair& pair : pairs)
+    std::swap(order.from[static_cast<std::size_t>(pair.from)], order.from[static_cast<std::size_t>(pair.to)]);
+  return Reorder("Swap", Printf("Swap %d patches", static_cast<int>(pairs.size())), order);
+}
+
+BankOutcome BankCommands::CopySlots(const ZKBankDoc& source, const std::vector<SlotPair>& pairs) {
+  for (const SlotPair& pair : pairs) {
+    if (Result result = Check(pair.to); !result.ok()) return result;
+    if (pair.from < 0 || pair.from >= source.PatchCount()) return Result::Failure("The patch is no longer there.");
+  }
+  const BankSlots from(*source.dataFile());
+  if (std::string reason = from.Refusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  const std::string status = Printf("Copy %d patches", static_cast<int>(pairs.size()));
+  const auto change = [&](BankSlots& slots) {
+    if (!slots.SameForm(from)) return Result::Failure("The patches of the two banks are not of the same kind.");
+    return Done(slots.Copy(from, pairs));
+  };
+  return WithStatus(document_.ChangeSlots("Copy", status, change), status);
+}
+
+BankOutcome BankCommands::MoveOver(const std::vector<SlotPair>& pairs, const std::vector<int>& left) {
+  for (const SlotPair& pair : pairs)
+    for (const int slot : {pair.from, pair.to})
+      if (Result result = Check(slot); !result.ok()) return result;
+  const std::string status = Counting("Moved", static_cast<int>(pairs.size()));
+  const auto change = [&](BankSlots& slots) {
+    if (!slots.Copy(slots, pairs)) return Done(false);
+    for (const int slot : left) Empty(&slots, slot, false);
+    return Result::Success();
+  };
+  return WithStatus(document_.ChangeSlots("Move", status, change), status);
+}
+
+void BankCommands::Empty(BankSlots* slots, int slot, bool definesAlways) const {
+  slots->Clear(slot);
+  if (document_.PatchesGoAlone() && document_.synth().startsEmpty != 0 && !definesAlways)
+    slots->SetUndefined(slot, true);
+}
+
+BankOutcome BankCommands::MoveTo(int from, int to) {
+  if (Result result = Check(from); !result.ok()) return result;
+  return Rotate({std::min(from, to), std::max(from, to)}, from < to ? -1 : 1);
+}
+
+BankOutcome BankCommands::MoveSlots(const std::vector<int>& which, int before) {
+  if (Result result = Check(which); !result.ok()) return result;
+  if (before < 0 || before > document_.PatchCount())
+    return Result::Failure(Printf("Patches are moved before a slot from 0 to %d.", document_.PatchCount()));
+  return Reorder("Move", Counting("Moved", CountOf(which)), GatheredOrder(document_.PatchCount(), which, before));
+}
+
 BankOutcome BankCommands::Move(SlotRun run, int before) {
   if (Result result = Check(run); !result.ok()) return result;
   if (before < 0 || before > document_.PatchCount())
@@ -191,13 +247,9 @@ BankOutcome BankCommands::Init(SlotRun run, const DataFile* newData) {
 
 BankOutcome BankCommands::DeleteSlots(const std::vector<int>& which, bool definesAlways, const DataFile* newData) {
   if (Result result = Check(which); !result.ok()) return result;
-  const bool empties = document_.PatchesGoAlone() && document_.synth().startsEmpty != 0 && !definesAlways;
   const std::string status = Counting("Deleted", CountOf(which));
   const auto change = [&](BankSlots& slots) {
-    for (const int slot : which) {
-      slots.Clear(slot);
-      if (empties) slots.SetUndefined(slot, true);
-    }
+    for (const int slot : which) Empty(&slots, slot, definesAlways);
     if (definesAlways) FillInitial(slots, which, newData);
     return Result::Success();
   };

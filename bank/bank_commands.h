@@ -14,6 +14,7 @@ class BankSlots;
 class ZKBankDoc;
 struct DataFile;
 struct SlotOrder;
+struct SlotPair;
 
 // A run of slots, both ends in it.
 struct SlotRun {
@@ -41,6 +42,16 @@ class BankCommands {
 
   BankOutcome Swap(int a, int b);
   BankOutcome Copy(int from, int to);
+  // Exchanges the two slots of each pair, one pair after the other; the number of patches is told.
+  BankOutcome SwapSlots(const std::vector<SlotPair>& pairs);
+  // Of this bank or of another one of the same form, which stays as it is.  All sources are read first.
+  BankOutcome CopySlots(const ZKBankDoc& source, const std::vector<SlotPair>& pairs);
+  // Copies, then clears the slots `left` that the patches came from.
+  BankOutcome MoveOver(const std::vector<SlotPair>& pairs, const std::vector<int>& left);
+  // The patch goes to the slot of another one; those between move by one place.
+  BankOutcome MoveTo(int from, int to);
+  // These slots, from the first, stand together before slot `before` (the number of slots: at the end).
+  BankOutcome MoveSlots(const std::vector<int>& which, int before);
   // Before slot `before`; the number of slots: to the end.
   BankOutcome Move(SlotRun run, int before);
   // Positive: down the list, what leaves it at the end comes in at its beginning.
@@ -67,8 +78,9 @@ class BankCommands {
  private:
   Result Check(SlotRun run) const;
   Result Check(int slot) const { return Check(SlotRun{slot, slot}); }
-  Result Check(const std::vector<int>& slots) const;
+  Result Check(const std::vector<int>& which) const;
   BankOutcome Reorder(const std::string& name, const std::string& status, const SlotOrder& order);
+  void Empty(BankSlots* slots, int slot, bool definesAlways) const;
   // False: there is no initial patch; only the names were written.
   bool FillInitial(BankSlots& slots, const std::vector<int>& which, const DataFile* newData) const;
 

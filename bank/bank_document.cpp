@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "bank/changed_map.h"
+#include "bank/clip_mark.h"
 #include "data/container.h"
 #include "platform/text.h"
 #include "script/received_check.h"
@@ -60,7 +61,9 @@ ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
   });
 }
 
-ZKBankDoc::~ZKBankDoc() = default;
+ZKBankDoc::~ZKBankDoc() {
+  ClearClipMark(*this);
+}
 
 void ZKBankDoc::TakenOver(std::span<const std::uint8_t> changed) {
   states_.Read(*dataFile_);

@@ -137,6 +137,19 @@ bool SlotBytes::PutRaw(DataFile& dataFile, std::uint32_t voice, std::span<const 
   return true;
 }
 
+std::vector<std::uint8_t> SlotBytes::GetRaw(const DataFile& dataFile, std::uint32_t voice) const {
+  std::vector<std::uint8_t> bytes = Take(dataFile, voice);
+  if (synth_.storageFormat != kContinuous78) return bytes;
+  std::vector<std::uint8_t> raw(static_cast<std::size_t>(RawBytes()));
+  for (std::uint64_t i = 0; i < size_; ++i) {
+    const codec::TopBit place = codec::Place78(static_cast<std::int64_t>(i));
+    const auto at = static_cast<std::size_t>(2 * i);
+    raw[static_cast<std::size_t>(place.low)] = bytes[at];
+    raw[static_cast<std::size_t>(place.top)] |= static_cast<std::uint8_t>(bytes[at + 1] << place.bit);
+  }
+  return raw;
+}
+
 std::uint64_t SlotBytes::RawBytes() const {
   return synth_.storageFormat == kContinuous78 ? size_ + (size_ + 6) / 7 : size_;
 }

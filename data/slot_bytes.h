@@ -30,6 +30,8 @@ class SlotBytes {
   // The raw bytes of one voice as they stand in an image that begins with it.  False, and nothing changed, when they
   // are not as many as a voice has.
   bool PutRaw(DataFile& dataFile, std::uint32_t voice, std::span<const std::uint8_t> raw) const;
+  // The inverse.
+  std::vector<std::uint8_t> GetRaw(const DataFile& dataFile, std::uint32_t voice) const;
   // How many those are.
   std::uint64_t RawBytes() const;
   bool SameForm(const SlotBytes& other) const;

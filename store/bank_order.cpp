@@ -16,12 +16,6 @@ namespace {
 
 constexpr int kMostSorts = 100;
 
-SlotOrder SameOrder(int first, int last) {
-  SlotOrder order{first, std::vector<int>(static_cast<std::size_t>(last - first + 1))};
-  std::iota(order.from.begin(), order.from.end(), first);
-  return order;
-}
-
 void SortPass(const BankSlots& slots, const SortKey& key, std::vector<int>* from) {
   if (key.offset < 0) return;
   std::vector<std::uint8_t> values;
@@ -41,6 +35,22 @@ void SortPass(const BankSlots& slots, const SortKey& key, std::vector<int>* from
 }
 
 }  // namespace
+
+SlotOrder SameOrder(int first, int last) {
+  SlotOrder order{first, std::vector<int>(static_cast<std::size_t>(last - first + 1))};
+  std::iota(order.from.begin(), order.from.end(), first);
+  return order;
+}
+
+SlotOrder GatheredOrder(int count, const std::vector<int>& which, int before) {
+  SlotOrder order{0, {}};
+  const std::set<int> moved(which.begin(), which.end());
+  for (int slot = 0; slot <= count; ++slot) {
+    if (slot == before) order.from.insert(order.from.end(), moved.begin(), moved.end());
+    if (slot < count && !moved.count(slot)) order.from.push_back(slot);
+  }
+  return order;
+}
 
 SlotOrder RotatedOrder(int first, int last, std::int64_t steps) {
   SlotOrder order = SameOrder(first, last);

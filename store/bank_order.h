@@ -17,6 +17,10 @@ struct SlotOrder {
   std::vector<int> from;
 };
 
+// Every slot as it is, to be changed.
+SlotOrder SameOrder(int first, int last);
+// Of `count` slots: these, each once and from the first, stand together before slot `before` (`count`: at the end).
+SlotOrder GatheredOrder(int count, const std::vector<int>& which, int before);
 // Slots `first` to `last`, which there are.  Positive steps: every patch goes down the list and the last ones come
 // first; negative: the other way round.
 SlotOrder RotatedOrder(int first, int last, std::int64_t steps);

@@ -144,6 +144,10 @@ void BankSlots::SetLogical(int slot, std::span<const std::uint8_t> values) {
   bytes_.Put(dataFile_, voice, bytes);
 }
 
+std::vector<std::uint8_t> BankSlots::Raw(int slot) const {
+  return bytes_.GetRaw(dataFile_, static_cast<std::uint32_t>(slot));
+}
+
 bool BankSlots::SetRaw(int slot, std::span<const std::uint8_t> raw) {
   return bytes_.PutRaw(dataFile_, static_cast<std::uint32_t>(slot), raw);
 }

@@ -67,6 +67,7 @@ class BankSlots {
   // The first logical bytes of the patch; the others become 0.
   void SetLogical(int slot, std::span<const std::uint8_t> values);
   std::uint64_t RawSize() const { return bytes_.RawBytes(); }
+  std::vector<std::uint8_t> Raw(int slot) const;
   // The raw bytes of the patch, when there are as many; false otherwise.
   bool SetRaw(int slot, std::span<const std::uint8_t> raw);
 

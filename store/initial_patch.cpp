@@ -72,4 +72,28 @@ std::optional<InitialPatch> FindInitialPatch(const fs::path& moduleFolder, const
   return PatchOfBytes(ini, "Bank Init");
 }
 
+Result WriteInitialPatch(const fs::path& moduleFolder, const Synth& synth, const BankSlots& slots, bool ini,
+                         std::string* file) {
+  if (std::string reason = slots.Refusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  const std::string id = std::to_string(+synth.driverId), key = FieldText(synth.typeKey);
+  if (!ini) {
+    *file = FileIn(moduleFolder, "InitForID" + id + "." + key + ".bin").string();
+    return WriteFileAtomically(*file, slots.Raw(0));
+  }
+  IniFile types = DataTypeIni(moduleFolder, synth);
+  *file = types.path();
+  const std::string section = "Bank Init " + id + " " + Latin1ToUtf8(key);
+  types.RemoveSection(section);
+  types.Set(section, "Enable", "1");
+  int count = 0;
+  for (std::uint32_t i = 0; i < synth.voiceBytes && i < kMostPatchBytes; ++i) {
+    const std::uint8_t value = slots.Logical(0, i);
+    if (value == 0) continue;
+    types.SetInt(section, Printf("%dI", count), i);
+    types.SetInt(section, Printf("%dV", count++), value);
+  }
+  types.SetInt(section, "Count", count);
+  return types.Save();
+}
+
 }  // namespace tonalith

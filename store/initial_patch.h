@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "data/data_records.h"
 #include "platform/ini_file.h"
+#include "platform/result.h"
 
 namespace tonalith {
 
@@ -26,5 +28,10 @@ IniFile DataTypeIni(const std::filesystem::path& moduleFolder, const Synth& synt
 // section "Bank Init".
 std::optional<InitialPatch> FindInitialPatch(const std::filesystem::path& moduleFolder, const Synth& synth,
                                              const BankSlots& slots);
+
+// Makes the first patch of a bank the initial one: the first of those files, or with `ini` the section with the type
+// key.  `file`: which file was written.
+Result WriteInitialPatch(const std::filesystem::path& moduleFolder, const Synth& synth, const BankSlots& slots,
+                         bool ini, std::string* file);
 
 }  // namespace tonalith

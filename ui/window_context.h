@@ -37,6 +37,9 @@ class WindowContext {
   virtual std::filesystem::path ModuleFolder(const DataFile& data) = 0;
   // New data of the same type, as the studio keeps it; null: there is none.
   virtual const DataFile* NewData(const DataFile& data) = 0;
+  // New data of the type with this number, on the instrument of `like` where the studio has several; null: the type is
+  // not in the studio.
+  virtual DataFilePtr NewDataOf(int driverId, const DataFile& like) = 0;
   // Shows data in a window of its own.  `originName`: of what it was taken out of.
   virtual void ShowData(DataFilePtr data, const std::string& originName) = 0;
 

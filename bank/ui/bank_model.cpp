@@ -50,7 +50,7 @@ bool BankListModel::IsDefined(int patch) const {
 }
 
 QString BankListModel::NameOf(int patch) const {
-  if (!IsDefined(patch)) return tr("not received yet");
+  if (!IsDefined(patch)) return QStringLiteral("---");
   return ShownLatin1(soFar_ ? TrimmedView(tonalith::GetPatchName(*soFar_, patch)) : document_.GetPatchName(patch));
 }
 
@@ -65,7 +65,7 @@ QVariant BankListModel::Marks(int patch) const {
 
 // What a sighted user sees of the row.
 QString BankListModel::Spoken(int patch) const {
-  const QString name = index(patch, kName).data().toString();
+  const QString name = IsDefined(patch) ? index(patch, kName).data().toString() : tr("holds nothing yet");
   const QString text = ShownLatin1(document_.NumberText(patch)) + QLatin1Char(' ') + name;
   const QString marks = MarksText(MarksIn(Marks(patch)));
   return marks.isEmpty() ? text : text + QStringLiteral(", ") + marks;
@@ -108,6 +108,7 @@ QVariant BankListModel::headerData(int section, Qt::Orientation orientation, int
 Qt::ItemFlags BankListModel::flags(const QModelIndex& index) const {
   Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
   const bool named = document_.NameLength() > 0 && document_.IsPatchDefined(index.row());
+  if (document_.IsPatchDefined(index.row())) flags |= Qt::ItemIsDragEnabled;
   if (index.column() == kName && named && document_.ReadOnlyReason().empty()) flags |= Qt::ItemIsEditable;
   return flags;
 }

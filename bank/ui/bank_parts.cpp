@@ -3,8 +3,13 @@
 #include <map>
 
 #include "bank/ui/bank_arrange.h"
+#include "bank/ui/bank_clip.h"
 #include "bank/ui/bank_export.h"
+#include "bank/ui/bank_history.h"
+#include "bank/ui/bank_initial.h"
+#include "bank/ui/bank_names.h"
 #include "bank/ui/bank_part.h"
+#include "bank/ui/bank_views.h"
 #include "bank/ui/bank_window.h"
 #include "ui/command_glyphs.h"
 #include "ui/plain_text.h"
@@ -13,7 +18,12 @@ namespace tonalith {
 
 std::vector<std::unique_ptr<BankWindowPart>> MakeBankParts(TZKBank& window) {
   std::vector<std::unique_ptr<BankWindowPart>> parts;
+  parts.push_back(std::make_unique<BankViews>(window));
+  parts.push_back(std::make_unique<BankClip>(window));
   parts.push_back(std::make_unique<BankArrange>(window));
+  parts.push_back(std::make_unique<BankNames>(window));
+  parts.push_back(std::make_unique<BankInitial>(window));
+  parts.push_back(std::make_unique<BankHistory>(window));
   parts.push_back(std::make_unique<BankExport>(window));
   return parts;
 }

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QDateTime>
+#include <QDialog>
 #include <QLocale>
 #include <QMenu>
 #include <QPushButton>
@@ -10,10 +11,15 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "bank/bank_moves.h"
+#include "bank/grid_settings.h"
+#include "bank/ui/bank_grid.h"
 #include "bank/ui/bank_inspector.h"
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_model.h"
 #include "platform/path_resolver.h"
+#include "services/settings.h"
+#include "store/initial_patch.h"
 #include "ui/clipboard.h"
 #include "ui/command_glyphs.h"
 #include "ui/plain_text.h"
@@ -43,6 +49,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
       tools_(new ToolRow(this)),
       filter_(new SearchField(tr("Filter patches"), this)),
       pages_(new QStackedLayout),
+      status_(new PlainLabel(this)),
       list_(new ZKBankListCtrl(bank_, this)),
       empty_(
           new EmptyState(Glyph::Get, tr("Nothing received yet"), tr("Get asks the instrument for this data."), this)) {
@@ -55,6 +62,8 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
   column->addWidget(tools_);
   BuildList();
   column->addLayout(pages_, 1);
+  SetSecondaryText(status_);
+  column->addWidget(status_);
   UpdateTitle();
   Refresh();
   resize(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 32);
@@ -62,6 +71,9 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
 
 TZKBank::~TZKBank() {
   // The rows listen to the document, which goes before the children of this window would.
+  qDeleteAll(findChildren<QDialog*>(QString(), Qt::FindDirectChildrenOnly));
+  delete grid_;
+  grid_ = nullptr;
   delete list_;
   list_ = nullptr;
 }
@@ -123,8 +135,11 @@ void TZKBank::BuildMore() {
 }
 
 void TZKBank::BuildList() {
-  list_->setAccessibleName(tr("Patches"));
-  pages_->addWidget(list_);
+  grid_ = new ZKBankGrid(bank_, *list_, this);
+  for (BankPatchView* view : {static_cast<BankPatchView*>(list_), static_cast<BankPatchView*>(grid_)}) BuildView(view);
+  ReadLook();
+  grid_->SetInvertedWheel(context().settings().Value(SettingId::MainInvertScrollWheelInput) != 0);
+  showsGrid_ = context().settings().Value(SettingId::MainBankViewMode) == 1;
   pages_->addWidget(empty_);
   empty_->AddButton(tr("Get"), [this] { RunCommand(CommandId::MidiGet); });
   connect(list_->bankModel(), &BankListModel::Explained, this, &TZKBank::Say);
@@ -136,16 +151,82 @@ void TZKBank::BuildList() {
   connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
     for (const auto& part : parts_) part->SelectionChanged();
     RefreshTools();
+    RefreshStatus();
     emit StateChanged();
   });
-  connect(this, &ZKWindow::TakeEdits, list_, &ZKBankListCtrl::TakeName);
   connect(filter_, &SearchField::WordsChanged, this, [this] {
-    const int hits = list_->SetFilter(filter_->Words());
+    int hits = 0;
+    for (BankPatchView* view : {static_cast<BankPatchView*>(list_), static_cast<BankPatchView*>(grid_)})
+      hits = view->SetFilter(filter_->Words());
     filter_->SetHits(filter_->Words().IsEmpty() ? -1 : hits);
-    list_->SetNothingFound(hits == 0 ? filter_->NothingFound() : QString());
+    for (BankPatchView* view : {static_cast<BankPatchView*>(list_), static_cast<BankPatchView*>(grid_)})
+      view->SetNothingFound(hits == 0 ? filter_->NothingFound() : QString());
+    emit StateChanged();
   });
-  connect(filter_, &SearchField::GoToList, list_, [this] { list_->setFocus(); });
-  connect(filter_, &SearchField::Left, list_, [this] { list_->setFocus(); });
+  connect(filter_, &SearchField::GoToList, this, [this] { view()->setFocus(); });
+  connect(filter_, &SearchField::Left, this, [this] { view()->setFocus(); });
+}
+
+void TZKBank::BuildView(BankPatchView* view) {
+  view->setAccessibleName(tr("Patches"));
+  view->SetDrag(&drag_);
+  pages_->addWidget(view);
+  connect(this, &ZKWindow::TakeEdits, view, &BankPatchView::TakeName);
+  connect(view, &BankPatchView::OpenPatch, this, [this] { RunCommand(CommandId::EditOpen); });
+  connect(view, &BankPatchView::AskMenu, this, &TZKBank::ShowQuickMenu);
+  connect(view, &BankPatchView::MovePatch, this, [this](int from, int to) {
+    if (const QString reason = EditRefusal(); !reason.isEmpty()) return Say(reason);
+    const BankOutcome outcome = Commands().MoveTo(from, to);
+    Show(outcome);
+    if (outcome.ok()) Select({to});
+  });
+}
+
+// What the data type says of the grid.
+void TZKBank::ReadLook() {
+  const auto folder = context().ModuleFolder(*dataFile());
+  const GridSettings look = folder.empty() ? GridSettings() : ReadGridSettings(DataTypeIni(folder, bank_.synth()));
+  grid_->SetLook(look, folder.empty() ? folder : folder / "Bitmaps");
+  tools_->setVisible(!look.noButtonBar);
+}
+
+BankPatchView* TZKBank::view() const {
+  return showsGrid_ ? static_cast<BankPatchView*>(grid_) : static_cast<BankPatchView*>(list_);
+}
+
+void TZKBank::ShowGrid(bool grid) {
+  emit TakeEdits();
+  showsGrid_ = grid;
+  Refresh();
+  if (pages_->currentWidget() == view()) {
+    view()->scrollTo(view()->currentIndex());
+    view()->setFocus();
+  }
+  emit StateChanged();
+}
+
+std::string TZKBank::AcceptsMove(const MoveOffer& offer) const {
+  return BankMoveRefusal(bank_, offer);
+}
+
+MoveResult TZKBank::ReceiveMove(Move&& move) {
+  MoveResult result = PVMessage_MoveTo(bank_, std::move(move), SelectedPatches(), context().ModuleFolder(*dataFile()));
+  // A drop that did nothing says so here as well as to whoever sent it.
+  if (!result.text.empty()) Say(ShownUtf8(result.text));
+  return result;
+}
+
+void TZKBank::Select(const std::vector<int>& patches) {
+  if (!list_) return;
+  view()->SelectPatches(patches);
+  view()->scrollTo(view()->currentIndex());
+}
+
+void TZKBank::ShowQuickMenu(const QPoint& at) {
+  auto* menu = new QMenu(this);
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  FillBankMenu(menu, *this, BankMenu::Quick);
+  menu->popup(at);
 }
 
 // ---- what is shown --------------------------------------------------------------------------------------------------
@@ -155,15 +236,25 @@ void TZKBank::DocumentChanged(const DocumentChange&) {
   for (const auto& part : parts_) part->DocumentChanged();
 }
 
+// What was done last, and how much is selected.
+void TZKBank::RefreshStatus() {
+  const std::size_t selected = SelectedPatches().size();
+  QStringList parts;
+  if (!bank_.StatusText().empty()) parts << ShownUtf8(bank_.StatusText());
+  if (selected > 1) parts << tr("%1 selected").arg(selected);
+  status_->setText(parts.join(QStringLiteral(" \u00B7 ")));
+}
+
 void TZKBank::Refresh() {
   RefreshHeader();
+  RefreshStatus();
   RefreshTools();
-  QWidget* page = bank_.IsEmpty() && !bank_.IsBusy() ? static_cast<QWidget*>(empty_) : list_;
+  QWidget* page = bank_.IsEmpty() && !bank_.IsBusy() ? static_cast<QWidget*>(empty_) : view();
   if (pages_->currentWidget() == page) return;
   const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
   pages_->setCurrentWidget(page);
-  setFocusProxy(page == list_ ? page : empty_->findChild<QPushButton*>());
-  filter_->setEnabled(page == list_);
+  setFocusProxy(page != empty_ ? page : empty_->findChild<QPushButton*>());
+  filter_->setEnabled(page != empty_);
   if (focus) setFocus();
 }
 
@@ -269,6 +360,7 @@ bool TZKBank::CommandChecked(CommandId command) const {
 }
 
 void TZKBank::SettingsChanged() {
+  if (grid_) grid_->SetInvertedWheel(context().settings().Value(SettingId::MainInvertScrollWheelInput) != 0);
   for (const auto& part : parts_) part->SettingsChanged();
 }
 
@@ -339,11 +431,11 @@ void TZKBank::RunCommand(CommandId command) {
   if (BankWindowPart* part = PartOf(command)) return part->Run(command);
   switch (command) {
     case CommandId::EditRename:
-      list_->setFocus();
-      list_->RenameCurrent();
+      view()->setFocus();
+      view()->RenameCurrent();
       break;
     case CommandId::EditSelectAll:
-      list_->selectAll();
+      view()->selectAll();
       break;
     case CommandId::EditCopyNames:
       CopyNames();

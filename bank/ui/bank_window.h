@@ -6,6 +6,7 @@
 
 #include "bank/bank_commands.h"
 #include "bank/bank_document.h"
+#include "bank/ui/bank_drag.h"
 #include "bank/ui/bank_part.h"
 #include "ui/instrument_window.h"
 
@@ -19,7 +20,9 @@ namespace tonalith {
 class DocumentHeader;
 class EmptyState;
 class SearchField;
+class BankPatchView;
 class ToolRow;
+class ZKBankGrid;
 class ZKBankListCtrl;
 enum class Glyph;
 
@@ -34,6 +37,12 @@ class TZKBank final : public InstrumentWindow {
   ZKBankDoc& document() { return bank_; }
   const ZKBankDoc& document() const { return bank_; }
   ZKBankListCtrl* list() { return list_; }
+  ZKBankGrid* grid() { return grid_; }
+  // Of the two the one that is shown.
+  BankPatchView* view() const;
+  BankDrag& drag() { return drag_; }
+  bool ShowsGrid() const { return showsGrid_; }
+  void ShowGrid(bool grid);
   SearchField* filter() { return filter_; }
   DocumentHeader* header() { return header_; }
 
@@ -46,6 +55,9 @@ class TZKBank final : public InstrumentWindow {
   InspectorContent Inspect() override;
   SearchField* Search() const override { return filter_; }
 
+  std::string AcceptsMove(const MoveOffer& offer) const override;
+  MoveResult ReceiveMove(Move&& move) override;
+
   // --- For the parts of the window (bank/ui/bank_part.h)
 
   WindowContext& context() const { return DocumentWindow::context(); }
@@ -56,8 +68,13 @@ class TZKBank final : public InstrumentWindow {
   QString EditRefusal() const;
   // From the first, in order; without a selection none.
   std::vector<int> SelectedPatches() const;
+  // These become the selection.
+  void Select(const std::vector<int>& patches);
+  // At a point of the screen.
+  void ShowQuickMenu(const QPoint& at);
   // Commands on the bank, with what its module says of it.
   BankCommands Commands();
+  void RenewTitle() { UpdateTitle(); }
   // How a command ended, where the user sees it.
   void Show(const BankOutcome& outcome);
   void Say(const QString& text) override { InstrumentWindow::Say(text); }
@@ -80,11 +97,14 @@ class TZKBank final : public InstrumentWindow {
   void BuildTools();
   void BuildMore();
   void BuildList();
+  void BuildView(BankPatchView* view);
+  void ReadLook();
   QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
   void AddMore(Glyph glyph, CommandId command, const QString& text);
   void Refresh();
   void RefreshHeader();
   void RefreshTools();
+  void RefreshStatus();
   QString ShownName() const;
   QString Received() const;
   QString Counts() const;
@@ -99,7 +119,11 @@ class TZKBank final : public InstrumentWindow {
   ToolRow* tools_;
   SearchField* filter_;
   QStackedLayout* pages_;
+  PlainLabel* status_;
+  BankDrag drag_{*this};
   ZKBankListCtrl* list_;
+  ZKBankGrid* grid_ = nullptr;
+  bool showsGrid_ = false;
   EmptyState* empty_;
   std::vector<std::unique_ptr<BankWindowPart>> parts_;
   QMenu* exportMenu_ = nullptr;

@@ -1,4 +1,6 @@
 #include "bank/bank_commands.h"
+#include "bank/bank_copy.h"
+#include "bank/clip_mark.h"
 
 #include <gtest/gtest.h>
 
@@ -175,7 +177,7 @@ TEST(BankCommands, TenThousandStepsAndBack) {
       const auto any = [&] { return static_cast<int>(random() % 4); };
       const int a = any(), b = any();
       const SlotRun run{std::min(a, b), std::max(a, b)};
-      switch (random() % 14) {
+      switch (random() % 19) {
         case 0:
           commands.Swap(a, b);
           break;
@@ -210,7 +212,21 @@ TEST(BankCommands, TenThousandStepsAndBack) {
           document.SetText(a, PatchText::Comment, std::to_string(step));
           break;
         case 11:
+        case 12:
           document.Redo();
+          break;
+        case 13:
+          commands.SwapSlots({{a, b}, {b, any()}});
+          break;
+        case 14:
+          commands.MoveSlots(run.Slots(), any());
+          break;
+        case 15:
+          commands.MoveTo(a, b);
+          break;
+        case 16:
+          SetClipMark({&document, run.Slots(), random() % 2 == 0});
+          BankCopySwap(random() % 2 == 0, document, {any()});
           break;
         default:
           document.Undo();

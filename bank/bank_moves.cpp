@@ -1,0 +1,106 @@
+#include "bank/bank_moves.h"
+
+#include <algorithm>
+
+#include "bank/bank_document.h"
+#include "bank/patch_exchange.h"
+#include "data/data_records.h"
+#include "store/bank_slots.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr char kNoFreeSlot[] =
+    "No empty locations found in the destination bank\n\nPlease pre-select specific locations in the destination bank\n"
+    "or clear the names in specific locations\nthen drag and drop again";
+
+std::vector<DataFile*> PiecesOf(Move& move) {
+  std::vector<DataFile*> pieces;
+  if (auto* one = std::get_if<DataFilePtr>(&move.payload)) pieces.push_back(one->get());
+  if (auto* many = std::get_if<std::vector<DataFilePtr>>(&move.payload))
+    for (const DataFilePtr& data : *many) pieces.push_back(data.get());
+  pieces.erase(std::remove(pieces.begin(), pieces.end(), nullptr), pieces.end());
+  return pieces;
+}
+
+bool SameLayout(const DataFile& one, const DataFile& other) {
+  const Synth &a = *one.synth, &b = *other.synth;
+  return a.manufacturerId == b.manufacturerId && +a.numVoices == +b.numVoices && +a.fileSize == +b.fileSize &&
+         +a.voiceSize == +b.voiceSize && FieldText(a.typeKey) == FieldText(b.typeKey) &&
+         one.bodySize == other.bodySize &&
+         BankSlots(const_cast<DataFile&>(one)).SameForm(BankSlots(const_cast<DataFile&>(other)));
+}
+
+Result WriteBank(ZKBankDoc& document, DataFile& bank) {
+  const std::string status = "Write Entire Bank";
+  return document.ChangeSlots(status, status, [&](BankSlots& slots) {
+    std::vector<SlotPair> pairs;
+    for (int slot = 0; slot < document.PatchCount(); ++slot) pairs.push_back({slot, slot});
+    if (!slots.Copy(BankSlots(bank), pairs))
+      return Result::Failure("There is not enough memory; the data stays as it is.");
+    std::copy_n(bank.body, bank.bodySize, document.dataFile()->body);
+    return Result::Success();
+  });
+}
+
+}  // namespace
+
+int FindFirstAvailablePatch(const ZKBankDoc& document, int from) {
+  for (int slot = std::max(0, from); slot < document.PatchCount(); ++slot)
+    if (!document.IsPatchDefined(slot) || document.GetPatchName(slot).empty()) return slot;
+  return -1;
+}
+
+std::string BankMoveRefusal(const ZKBankDoc& document, const MoveOffer& offer) {
+  if (std::string reason = document.ReadOnlyReason(); !reason.empty()) return reason;
+  if (offer.setDocument) return "A Set does not go into a bank.";
+  if (document.synth().isBank == 0) return "A single patch takes no other data.";
+  if (offer.action != MoveAction::Copy) return "Only patches of banks of one kind are exchanged or inserted.";
+  const MovedType own = MovedTypeOf(*document.dataFile());
+  for (const MovedType& type : offer.types)
+    if (type.manufacturerId != 0 && own.manufacturerId != 0 && type.manufacturerId != own.manufacturerId)
+      return "Bank and Patch data are not from the same Company!";
+  return {};
+}
+
+MoveResult PVMessage_MoveTo(ZKBankDoc& document, Move&& move, const std::vector<int>& selected,
+                            const std::filesystem::path& moduleFolder) {
+  if (std::string reason = BankMoveRefusal(document, OfferOf(move)); !reason.empty())
+    return MoveResult::Refused(std::move(reason));
+  const std::vector<DataFile*> pieces = PiecesOf(move);
+  if (pieces.empty()) return MoveResult::Refused("There is nothing to move.");
+  std::string note;
+  Result result;
+  if (pieces.size() == 1 && pieces[0]->synth->isBank && SameLayout(*pieces[0], *document.dataFile())) {
+    result = WriteBank(document, *pieces[0]);
+  } else {
+    std::vector<int> places;
+    int next = move.destination >= 0 ? move.destination : 0;
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+      int slot = -1;
+      if (move.destination >= 0)
+        slot = next;
+      else if (!selected.empty())
+        slot = i < selected.size() ? selected[i] : -1;
+      else
+        slot = FindFirstAvailablePatch(document, next);
+      next = slot + 1;
+      if (slot < 0 || slot >= document.PatchCount()) return MoveResult::Refused(kNoFreeSlot);
+      places.push_back(slot);
+    }
+    result = document.ChangeSlots("Write Patch", "Write Patch", [&](BankSlots&) {
+      for (std::size_t i = 0; i < pieces.size(); ++i) {
+        Result put = PutPatch(*pieces[i], document.dataFile(), places[i], moduleFolder);
+        if (!put.ok()) return put;
+        if (!put.text.empty()) note = put.text;
+      }
+      return Result::Success();
+    });
+  }
+  if (!result.ok()) return MoveResult::Refused(result.text);
+  const MovePayload taken = std::move(move.payload);
+  return MoveResult::Taken(note);
+}
+
+}  // namespace tonalith
