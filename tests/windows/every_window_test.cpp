@@ -14,6 +14,8 @@
 
 #include "app/command_menus.h"
 #include "app/first_start.h"
+#include "bank/bank_document.h"
+#include "bank/ui/bank_history.h"
 #include "clipped_text.h"
 #include "control_walk.h"
 #include "platform/atomic_file.h"
@@ -128,7 +130,9 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ZKCancelTransmit stop({"Out 1", "Out 2"});
     ZKMidiInStatus in;
     ZKMidiOutStatus out(program_->basics()->transfers());
-    for (QDialog* dialog : std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out}) {
+    ZKBankDoc bank(nullptr);
+    ZKBankUndo undo(bank, nullptr);
+    for (QDialog* dialog : std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo}) {
       dialog->show();
       Settle();
       Look(dialog);
