@@ -1,6 +1,7 @@
 #include "cli/command_line_tool.h"
 
 #include "cli/command_help.h"
+#include "cli/commands_audition.h"
 #include "cli/commands_authoring.h"
 #include "cli/commands_bank.h"
 #include "cli/commands_check.h"
@@ -95,6 +96,8 @@ const std::vector<CliCommand>& CliCommands() {
       {"send", CliGroup::Instruments, "sends the data of a file to its instrument", SendForms, SendDetails, RunSend},
       {"history", CliGroup::Instruments, "what instruments held before something was sent to them; brings it back",
        HistoryForms, HistoryDetails, RunHistory},
+      {"audition", CliGroup::Instruments, "lets the instrument play a patch of a bank", AuditionForms, AuditionDetails,
+       RunAudition},
       {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
        StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",

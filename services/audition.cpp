@@ -1,0 +1,98 @@
+#include "services/audition.h"
+
+#include <algorithm>
+
+#include "data/patch_select.h"
+#include "midi/midi_output.h"
+#include "script/transfer_engine.h"
+#include "services/settings.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr std::int64_t kLoadMs = 250;  // an instrument loads the patch
+constexpr std::uint8_t kController = 0xB0, kProgram = 0xC0;
+constexpr std::uint8_t kBankMsb = 0, kBankLsb = 32;
+
+// Of the preference for auditions of banks.
+enum class BankTones { kOne = 0, kChord = 1, kSequence = 2 };
+
+}  // namespace
+
+std::vector<std::vector<std::uint8_t>> PatchChangeMessages(const Synth& synth, int patch) {
+  std::vector<std::vector<std::uint8_t>> messages;
+  if (!synth.startsEmpty || !SelectsPatches(synth)) return messages;
+  const auto channel = static_cast<std::uint8_t>(synth.midiChannel & 15);
+  const auto status = [channel](std::uint8_t kind) { return static_cast<std::uint8_t>(kind | channel); };
+  const auto byte = [](int value) { return static_cast<std::uint8_t>(value & 0x7F); };
+  const PatchSelect select = PatchSelectOf(synth, patch);
+  if (select.msb) messages.push_back({status(kController), kBankMsb, byte(*select.msb)});
+  if (select.lsb) messages.push_back({status(kController), kBankLsb, byte(*select.lsb)});
+  if (select.bankProgram) messages.push_back({status(kProgram), byte(*select.bankProgram)});
+  messages.push_back({status(kProgram), byte(select.program)});
+  return messages;
+}
+
+Result CanAudition(const DataFile& bank, int patch) {
+  const Synth& synth = *bank.synth;
+  if (patch < 0 || patch >= static_cast<int>(synth.numVoices))
+    return Result::Failure("Audition cancelled, number out of range");
+  if (!synth.isBank || PatchChangeMessages(synth, patch).empty())
+    return Result::Failure("No audition commands for this bank");
+  return Result::Success();
+}
+
+Result Audition::Play(const DataFile& bank, int patch, bool withTones) {
+  if (Result can = CanAudition(bank, patch); !can.ok()) return can;
+  const Synth& synth = *bank.synth;
+  const std::string named = bank.midiOutPortName ? bank.midiOutPortName : "";
+  int port = named.empty() ? synth.midiOutPort : out_.FindPort(named);
+  const std::shared_ptr<MidiOutPort> open = port >= 0 ? out_.GetMidiOutPort(port) : nullptr;
+  if (!open) return Result::Failure("The MIDI OUT port of this data is not open.");
+  if (open->lease() != 0) return Result::Failure(PortTakenText(open->name()));
+  Stop();
+  SendOptions options;
+  options.mayWait = false;
+  for (const std::vector<std::uint8_t>& message : PatchChangeMessages(synth, patch))
+    if (out_.SendDataPort(message, port, options) <= 0)
+      return Result::Failure("The MIDI OUT port \"" + open->name() + "\" does not take anything.");
+  // What is not there is only chosen.
+  if (!withTones || MapBit(bank.emptyMap, bank.emptyMapSize, static_cast<std::uint32_t>(patch)))
+    return Result::Success();
+  const bool atOnce = settings_.MainBankAudition(-1) == static_cast<int>(BankTones::kSequence);
+  waiting_ = Waiting{{port, synth.midiChannel & 15}, out_.clock().NowUs() / 1000 + (atOnce ? 0 : kLoadMs)};
+  Tick();
+  return Result::Success();
+}
+
+void Audition::Stop() {
+  waiting_.reset();
+  tones_.Stop();
+}
+
+void Audition::PlayTones(const ToneTarget& target) {
+  switch (static_cast<BankTones>(settings_.MainBankAudition(-1))) {
+    case BankTones::kChord:
+      return tones_.PlayChord(target);
+    case BankTones::kSequence:
+      return tones_.PlaySequence(target);
+    default:
+      return tones_.PlayNote(0, target);
+  }
+}
+
+std::int64_t Audition::Tick() {
+  const std::int64_t now = out_.clock().NowUs() / 1000;
+  if (waiting_ && waiting_->at <= now) {
+    const ToneTarget target = waiting_->target;
+    waiting_.reset();
+    PlayTones(target);
+  }
+  const std::int64_t tones = tones_.Tick();
+  if (!waiting_) return tones;
+  const std::int64_t left = std::max<std::int64_t>(waiting_->at - now, 0);
+  return tones < 0 ? left : std::min(left, tones);
+}
+
+}  // namespace tonalith
