@@ -27,6 +27,7 @@
 #include "cli/commands_sysxmap.h"
 #include "cli/commands_table.h"
 #include "cli/commands_transfer.h"
+#include "cli/commands_view.h"
 #include "cli/run_request.h"
 #include "cli/session.h"
 #include "platform/short_memory.h"
@@ -113,6 +114,8 @@ const std::vector<CliCommand>& CliCommands() {
              "  tonalith-cli names rom1a.syx\n");
        },
        WithModules<RunNames>},
+      {"view", CliGroup::Files, "the bytes of a file as a listing, searched or compared", ViewForms, ViewDetails,
+       RunView},
       {"monitor", CliGroup::Files, "how the MIDI monitor shows messages", MonitorForms, MonitorDetails, RunMonitor},
       {"rename", CliGroup::Files, "gives a patch of a data file another name", RenameForms, RenameDetails, RunRename},
       {"bank", CliGroup::Files, "rearranges the patches of a bank, tells what its slots hold", BankForms, BankDetails,
