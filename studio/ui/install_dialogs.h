@@ -14,6 +14,9 @@ class QPushButton;
 
 namespace tonalith {
 
+class ListSearch;
+class SearchField;
+
 // The folder packages were installed from last; kept in the application's INI file.
 std::string LastInstallFolder(const ZKStudioDoc& studio);
 void RememberInstallFolder(const ZKStudioDoc& studio, const std::string& folder);
@@ -50,12 +53,15 @@ class InstallFromDlg final : public QDialog {
   std::vector<std::string> Chosen() const;  // paths
 
  private:
+  QString SearchSummary() const;
   void ChooseFolder();
   void UpdateState();
 
   std::string folder_;
   PlainLabel* place_;
   QListWidget* list_;
+  SearchField* search_;
+  ListSearch* found_;
   QPushButton* install_;
 };
 
