@@ -13,6 +13,7 @@
 #include "cli/commands_identify.h"
 #include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
+#include "cli/commands_module_simulator.h"
 #include "cli/commands_module_text.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_pacing.h"
@@ -61,6 +62,7 @@ int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
   if (!args.empty() && args[0] == "new") return RunModuleNew(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "check") return RunModuleCheck(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "text") return RunModuleText(environment, {args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "simulator") return RunModuleSimulator(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "table") return RunModuleTable(environment, {args.begin() + 1, args.end()});
   if (args.empty() || args[0] != "list") return RunModule(args, environment.in, environment.out, environment.err, {});
   return WithModules<RunModule>(environment, args);
@@ -137,7 +139,7 @@ const std::vector<CliCommand>& CliCommands() {
       {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
        [] {
          return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms() +
-                ModuleTextForms();
+                ModuleTextForms() + ModuleSimulatorForms();
        },
        [] {
          return std::string(
