@@ -14,6 +14,7 @@
 #include "cli/commands_identify.h"
 #include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
+#include "cli/commands_module_simulator.h"
 #include "cli/commands_module_text.h"
 #include "cli/commands_monitor.h"
 #include "cli/commands_pacing.h"
@@ -63,6 +64,7 @@ int Module(CliEnvironment& environment, const std::vector<std::string>& args) {
   if (!args.empty() && args[0] == "new") return RunModuleNew(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "check") return RunModuleCheck(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "text") return RunModuleText(environment, {args.begin() + 1, args.end()});
+  if (!args.empty() && args[0] == "simulator") return RunModuleSimulator(environment, {args.begin() + 1, args.end()});
   if (!args.empty() && args[0] == "table") return RunModuleTable(environment, {args.begin() + 1, args.end()});
   if (args.empty() || args[0] != "list") return RunModule(args, environment.in, environment.out, environment.err, {});
   return WithModules<RunModule>(environment, args);
@@ -143,7 +145,7 @@ const std::vector<CliCommand>& CliCommands() {
       {"module", CliGroup::Modules, "makes, checks, builds, installs and lists instrument modules",
        [] {
          return ModuleUsage() + PackageForms() + AuthoringForms() + ModuleCheckForms() + TableForms() +
-                ModuleTextForms();
+                ModuleTextForms() + ModuleSimulatorForms();
        },
        [] {
          return std::string(

@@ -44,20 +44,25 @@ std::string ModuleTextForms() {
   return "module text NAME|FILE.pvz        the chart of an installed module or of a package\n";
 }
 
-int RunModuleText(CliEnvironment& environment, const std::vector<std::string>& args) {
-  if (args.size() != 1) return TextFailed(environment, "\"text\" needs the name of an installed module, or a package.");
-  std::string name = FileNameOf(args[0]);
+Result FindModuleChart(CliEnvironment& environment, const std::string& module, ChartOfModule* chart) {
+  std::string name = FileNameOf(module);
   PackageFiles files;
   Result result = Result::Success();
-  if (args[0].ends_with(".pvz")) {
+  if (module.ends_with(".pvz")) {
     name.resize(name.size() - 4);
-    result = ReadPackage(args[0], &files);
+    result = ReadPackage(module, &files);
   } else {
-    result = FilesOfInstalled(environment, args[0], &name, &files);
+    result = FilesOfInstalled(environment, module, &name, &files);
   }
-  if (!result.ok()) return TextFailed(environment, result.text);
+  if (result.ok() && !FindChartOfModule(name, files, chart)) result = Result::Failure(module + " holds no data type.");
+  return result;
+}
+
+int RunModuleText(CliEnvironment& environment, const std::vector<std::string>& args) {
+  if (args.size() != 1) return TextFailed(environment, "\"text\" needs the name of an installed module, or a package.");
   ChartOfModule chart;
-  if (!FindChartOfModule(name, files, &chart)) return TextFailed(environment, args[0] + " holds no data type.");
+  const Result result = FindModuleChart(environment, args[0], &chart);
+  if (!result.ok()) return TextFailed(environment, result.text);
   environment.out.Lines(PlainLines(chart.text));
   if (!chart.whole)
     environment.err << "The module has no chart: this was made from its descriptors, and the rest are scripts.\n";

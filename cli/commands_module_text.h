@@ -7,6 +7,11 @@
 
 namespace tonalith {
 
+struct ChartOfModule;
+
+// The chart of an installed module or of a package FILE.pvz.
+Result FindModuleChart(CliEnvironment& environment, const std::string& module, ChartOfModule* chart);
+
 // `module text`: the chart of an installed module or of a package.  `args`: what follows "text".
 int RunModuleText(CliEnvironment& environment, const std::vector<std::string>& args);
 

@@ -23,7 +23,7 @@ const char kTransferOptions[] =
     "  --record FILE           writes the exchange as a conversation\n"
     "instead of real ports, in virtual time:\n"
     "  --virtual DUMP          a simulated instrument loaded with DUMP (raw SysEx, MIDI file or data file), or with\n"
-    "                          contents of its own: --virtual factory\n"
+    "                          contents of its own: --virtual factory; FILE.sim: the one of that description\n"
     "  --fault PLAN            faults of its cable, for example lost-byte:reply=1,at=100 (docs/simulator.md)\n"
     "  --press LIST            starts a dump at its panel: MESSAGE, MESSAGE[5] or MESSAGE[0..31], blanks between\n"
     "  --state FILE            writes what the simulated instrument can dump to FILE afterwards\n"
@@ -174,12 +174,19 @@ Result TransferCommand::FinishSimulated(TransferOperation operation) {
 Result TransferCommand::PlugSimulated(ZKDrvList* instrument, const ZKDrvList* type) {
   std::string problem;
   std::vector<std::uint8_t> dump;
-  const bool factory = options_.virtualDump == "factory";
+  const bool described = options_.virtualDump.ends_with(kDescriptionEnding);
+  const bool factory = described || options_.virtualDump == "factory";
   if (!factory) {
     if (Result read = ReadSysExOf(session_, options_.virtualDump, &dump); !read.ok()) return read;
   }
   std::unique_ptr<SimulatedInstrument> simulated;
-  if (instrument) simulated = SimulatedInstrument::CreateFor(instrument->name, type ? type->TypeName() : "", &problem);
+  if (described) {
+    DescriptionResult read = LoadDescription(options_.virtualDump);
+    if (!read.description) return Result::Failure(read.problem);
+    simulated = std::make_unique<SimulatedInstrument>(std::move(*read.description));
+  }
+  if (instrument && !described)
+    simulated = SimulatedInstrument::CreateFor(instrument->name, type ? type->TypeName() : "", &problem);
   if (!simulated && !factory) simulated = SimulatedInstrument::CreateForDump(dump, &problem);
   if (!simulated) return Result::Failure(problem);
   if (!factory) {

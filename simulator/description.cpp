@@ -380,12 +380,14 @@ class DescriptionReader : private ProtocolReader {
     return true;
   }
 
-  // "negative FROM", "running FROM", "blocks FROM ITEMS", "unpacked", or "kawai" for the items
+  // "negative FROM", "inverted FROM", "exclusive FROM", "plus-a5 FROM", "running FROM", "blocks FROM ITEMS",
+  // "unpacked", or "kawai" for the items
   bool Checksum(MessageInfo& message) {
     const auto words = BlankSeparatedWords(value_);
     const auto from = words.size() == 2 ? ReadSimNumber(words[1]) : std::nullopt;
-    if (words.size() == 2 && words[0] == "negative" && from && *from >= 0 && *from < 64) {
-      message.sum = SumKind::kNegative;
+    const auto whole = words.size() == 2 ? WholeSumOf(words[0]) : std::nullopt;
+    if (whole && from && *from >= 0 && *from < 64) {
+      message.sum = *whole;
       message.sumStart = *from;
     } else if (!words.empty() && words[0] == "running") {
       return RunningSum(words, message);
@@ -404,7 +406,8 @@ class DescriptionReader : private ProtocolReader {
       message.sum = SumKind::kUnpacked;
     } else {
       Fail("\"" + std::string(value_) + "\" is no checksum",
-           "docs/simulator.md has the checksums: negative FROM, running FROM, blocks FROM ITEMS, counted, unpacked, "
+           "docs/simulator.md has the checksums: negative, inverted, exclusive or plus-a5 FROM, running FROM, blocks "
+           "FROM ITEMS, counted, unpacked, "
            "kawai.");
     }
     return true;

@@ -48,7 +48,18 @@ enum class BodyPacking : std::uint8_t {
   kBitStream
 };
 enum class NameCode : std::uint8_t { kNone, kAscii, kAsciiZeroEnds, kD50, kMatrix, kMks50 };
-enum class SumKind : std::uint8_t { kNone, kNegative, kKawai, kUnpacked, kBlocks, kRunning, kCounted };
+enum class SumKind : std::uint8_t {
+  kNone,
+  kNegative,
+  kInverted,
+  kExclusive,
+  kPlusA5,
+  kKawai,
+  kUnpacked,
+  kBlocks,
+  kRunning,
+  kCounted
+};
 // A sum that an item carries inside.
 enum class OwnSum : std::uint8_t { kNone, kSy22 };
 
@@ -341,6 +352,8 @@ bool ParseSends(std::string_view text, std::vector<RuleInfo::Send>* sends);
 
 // Parses the text of a description; `source` is named in problems.  Survives any input.
 DescriptionResult ParseDescription(std::string_view text, const std::string& source);
+// How the names of description files end.
+inline constexpr const char* kDescriptionEnding = ".sim";
 DescriptionResult LoadDescription(const std::filesystem::path& file);
 
 // The folder of the descriptions: $TONALITH_RESOURCES/simulator, else ../share/tonalith/simulator beside the program,

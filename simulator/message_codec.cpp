@@ -65,7 +65,7 @@ bool MessageEngine::IsVariable(const std::vector<PartRange>& ranges) const {
 bool MessageEngine::LengthIsRight(const MessageInfo& message, std::size_t headSize, int item, std::size_t size) const {
   const auto ranges = Ranges(message, item);
   if (IsVariable(ranges)) return size > headSize && UnpackedSize(message.packing, size - headSize - 1).has_value();
-  const bool wholeSum = message.sum == SumKind::kNegative || message.sum == SumKind::kUnpacked;
+  const bool wholeSum = IsWholeSum(message.sum) || message.sum == SumKind::kUnpacked;
   return !ranges.empty() && size == headSize + BodySize(message, ranges) + (wholeSum ? 2 : 1);
 }
 
@@ -295,9 +295,9 @@ std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int 
     AppendWithSums(message, body, &bytes);
   else
     bytes.insert(bytes.end(), body.begin(), body.end());
-  if (message.sum == SumKind::kNegative)
-    bytes.push_back(NegativeSum(std::span<const std::uint8_t>(bytes).subspan(
-        std::min(static_cast<std::size_t>(message.sumStart), bytes.size()))));
+  if (IsWholeSum(message.sum))
+    bytes.push_back(WholeSumByte(message.sum, std::span<const std::uint8_t>(bytes).subspan(
+                                                  std::min(static_cast<std::size_t>(message.sumStart), bytes.size()))));
   if (message.sum == SumKind::kUnpacked) bytes.push_back(PlainSum(plain));
   bytes.push_back(0xF7);
   return bytes;
@@ -349,8 +349,8 @@ MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::si
   }
   const std::size_t sumAt = bytes.size() - 2;
   const auto sumStart = static_cast<std::size_t>(message.sumStart);
-  if (message.sum == SumKind::kNegative &&
-      (sumStart > sumAt || NegativeSum(bytes.subspan(sumStart, sumAt - sumStart)) != bytes[sumAt]))
+  if (IsWholeSum(message.sum) &&
+      (sumStart > sumAt || WholeSumByte(message.sum, bytes.subspan(sumStart, sumAt - sumStart)) != bytes[sumAt]))
     return Verdict::kBadSum;
   if (message.sum == SumKind::kUnpacked && PlainSum(plain) != bytes[sumAt]) return Verdict::kBadSum;
 

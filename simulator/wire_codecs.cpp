@@ -218,6 +218,28 @@ std::uint8_t NegativeSum(std::span<const std::uint8_t> bytes) {
 std::uint8_t KawaiSum(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint8_t>((SumOfBytes(bytes) + 0xA5) % 128);
 }
+std::optional<SumKind> WholeSumOf(std::string_view name) {
+  if (name == "negative") return SumKind::kNegative;
+  if (name == "inverted") return SumKind::kInverted;
+  if (name == "exclusive") return SumKind::kExclusive;
+  if (name == "plus-a5") return SumKind::kPlusA5;
+  return std::nullopt;
+}
+
+bool IsWholeSum(SumKind kind) {
+  return kind == SumKind::kNegative || kind == SumKind::kInverted || kind == SumKind::kExclusive ||
+         kind == SumKind::kPlusA5;
+}
+
+std::uint8_t WholeSumByte(SumKind kind, std::span<const std::uint8_t> bytes) {
+  if (kind == SumKind::kInverted) return static_cast<std::uint8_t>(~PlainSum(bytes) & 0x7F);
+  if (kind == SumKind::kPlusA5) return KawaiSum(bytes);
+  if (kind != SumKind::kExclusive) return NegativeSum(bytes);
+  std::uint8_t sum = 0;
+  for (const std::uint8_t byte : bytes) sum ^= byte;
+  return static_cast<std::uint8_t>(sum & 0x7F);
+}
+
 std::uint8_t PlainSum(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint8_t>(SumOfBytes(bytes) % 128);
 }

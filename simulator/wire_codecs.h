@@ -30,6 +30,10 @@ std::optional<std::vector<std::uint8_t>> UnpackBody(BodyPacking packing, std::sp
 std::uint8_t NegativeSum(std::span<const std::uint8_t> bytes);  // sum plus checksum is 0 modulo 128
 std::uint8_t KawaiSum(std::span<const std::uint8_t> bytes);     // (sum + A5h) AND 7Fh
 std::uint8_t PlainSum(std::span<const std::uint8_t> bytes);     // sum AND 7Fh
+// Sums over everything from one place of a message on, by the names that descriptions use.
+std::optional<SumKind> WholeSumOf(std::string_view name);
+bool IsWholeSum(SumKind kind);
+std::uint8_t WholeSumByte(SumKind kind, std::span<const std::uint8_t> bytes);
 
 // A voice of the SY22 ends with an 8-bit sum of its own: the negated sum of its single bytes and of its pairs, which
 // count high * 128 + low.

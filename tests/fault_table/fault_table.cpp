@@ -224,8 +224,13 @@ bool TypeTable::MayDeceive(const std::string& plan) const {
   return !type_.hasChecksum && (Contains(plan, "corrupt-byte") || (anySize && cut));
 }
 
-// A tone of this instrument is asked for, and then nobody says whether it came whole.
+// The instrument takes something else than what was sent, and cannot know.
 bool TypeTable::BreaksUnseen(const std::string& plan) const {
+  // Without a checksum, with programs of any length: settings whose place loses a byte (78 7E 03 and data) are a whole
+  // program for another place (78 7E and the first byte of the data), which is stored and acknowledged with the same
+  // word.  Only reading back tells.
+  if (type_.module == "behringer-pro800" && Contains(plan, "direction=in") && Contains(plan, "lost-byte")) return true;
+  // A tone is asked for, and then nobody says whether it came whole.
   return type_.module == "casio-cz101" && Contains(plan, "direction=in") &&
          (Contains(plan, "lost-byte") || Contains(plan, "truncated-reply"));
 }

@@ -13,6 +13,7 @@
 //   test_fault_table --rows [PART...]     prints the rows whose line holds every PART
 //   test_fault_table --wrong [PART...]    only those that are not as they should be
 //   test_fault_table --note-failures      writes known_failures.txt anew
+//   test_fault_table --plan PLAN [PART...]  the faults of PLAN at once
 //   test_fault_table --schedules [COUNT [SEED]]  random faults; prints what must not be after any
 
 namespace tonalith::fault_table {
@@ -93,6 +94,28 @@ int NoteFailures() {
   std::ofstream file(kKnownPath);
   for (const std::string& line : lines) file << (wrong[line] < kRuns ? "? " : "") << line << "\n";
   return file.flush() ? 0 : 1;
+}
+
+// One schedule with the types whose line holds all parts.
+int RunPlan(std::vector<std::string> parts) {
+  if (parts.empty()) return 1;
+  const std::string plan = parts.front();
+  parts.erase(parts.begin());
+  int wrong = 0;
+  for (const TableType& type : TableTypes())
+    for (const bool send : {false, true}) {
+      TypeTable table(type);
+      if ((send ? !type.sends : !type.panel.empty()) || !HoldsAll(table.LineOf(plan, send), parts)) continue;
+      const std::string problem = table.Prepare();
+      const TableRow row = problem.empty() ? table.RunSchedule(plan, send) : TableRow();
+      wrong += !row.wrong.empty();
+      std::printf("%s | %s | %s\n", table.LineOf(plan, send).c_str(),
+                  !problem.empty()    ? problem.c_str()
+                  : row.wrong.empty() ? "true"
+                                      : row.wrong.c_str(),
+                  row.result.sentence.c_str());
+    }
+  return wrong ? 1 : 0;
 }
 
 // One to four faults anywhere in the exchange; at most one of them changes a byte (two may cancel each other out).
@@ -207,5 +230,6 @@ int main(int argc, char** argv) {
   if (words[0] == "--schedules")
     return RunSchedules(words.size() > 1 ? std::stoi(words[1]) : 10'000,
                         words.size() > 2 ? static_cast<unsigned>(std::stoul(words[2])) : 1, true);
+  if (words[0] == "--plan") return RunPlan({words.begin() + 1, words.end()});
   return PrintRows({words.begin() + 1, words.end()}, words[0] != "--rows");
 }
