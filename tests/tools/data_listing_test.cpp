@@ -29,7 +29,7 @@ DataFilePtr Bank(int packing, bool bank = true) {
   synth.headerSize = kHead;
   synth.numVoices = bank ? kVoices : 1;
   synth.isBank = bank;
-  synth.voiceSize = packing == 0 ? 8 : packing == 2 ? 8 : kSlot / 4;
+  synth.voiceSize = packing == 0 || packing == 2 ? 8 : 24;
   synth.voiceBytes = 8;
   SetStorageFormat(&synth, packing);
   synth.fileSize = kHead + kVoices * kSlot;
@@ -165,8 +165,8 @@ TEST(ListingSearch, TextsAndBytes) {
             std::optional<std::size_t>(19));
   EXPECT_EQ(find("brass", 0), std::nullopt);
   EXPECT_EQ(find(std::string(100, 'x'), 0), std::nullopt);
-  EXPECT_EQ(ReadSearch(""), std::nullopt);
-  EXPECT_TRUE(ReadSearch("\"\"")->bytes.empty());
+  EXPECT_FALSE(ReadSearch(""));
+  EXPECT_FALSE(ReadSearch("\"\""));
   EXPECT_EQ(NotFoundText(*ReadSearch("x y")), "x y was not found in the SysEx.");
   // In small pieces as in one.
   for (std::size_t step = 1; step < 9; ++step) {

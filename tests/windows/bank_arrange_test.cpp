@@ -182,7 +182,6 @@ TEST_F(BankArranging, PagesAndLooksOfTheGridAreThoseOfTheDataType) {
   TZKBank* bank = OpenBank();
   frame().RunCommand(CommandId::BankViewGrid);
   ZKBankGrid& grid = *bank->grid();
-  bank->dataFile()->synth->chunkSize = 8;
   IniFile ini;
   for (const char* tab : {"1", "0"}) {
     ini.Set("Bank", "UseTab", tab);
@@ -193,7 +192,9 @@ TEST_F(BankArranging, PagesAndLooksOfTheGridAreThoseOfTheDataType) {
     grid.show();
     grid.resize(300, 230);
     Settle();
-    ASSERT_EQ(grid.layout().Pages(), (3 + grid.layout().ChunksOfPage()) / grid.layout().ChunksOfPage());
+    const int chunks = grid.layout().Chunks(), ofPage = grid.layout().ChunksOfPage();
+    ASSERT_EQ(chunks, 32 / grid.layout().perChunk);
+    ASSERT_EQ(grid.layout().Pages(), (chunks - 1 + ofPage) / ofPage);
     ASSERT_GT(grid.layout().Pages(), 1);
     EXPECT_EQ(grid.findChild<QTabBar*>()->isVisible(), *tab == '1');
     EXPECT_EQ(grid.findChild<QComboBox*>()->isVisible(), *tab == '0');

@@ -1,14 +1,15 @@
 #include "ui/style/row_filter.h"
 
-#include <QElapsedTimer>
 #include <QTimerEvent>
 #include <algorithm>
+
+#include "platform/clock.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr int kSliceMs = 4;
+constexpr std::int64_t kSliceUs = 4000;
 constexpr std::size_t kFoundAtOnce = 2000;
 
 }  // namespace
@@ -78,11 +79,10 @@ bool RowFilter::Fits(int row) const {
 }
 
 void RowFilter::Look() {
-  QElapsedTimer time;
-  time.start();
+  const std::int64_t untilUs = SystemClock().NowUs() + kSliceUs;
   std::vector<int> hits;
   const int rows = SourceRows();
-  while (next_ < rows && hits.size() < kFoundAtOnce && !time.hasExpired(kSliceMs)) {
+  while (next_ < rows && hits.size() < kFoundAtOnce && SystemClock().NowUs() < untilUs) {
     if (Fits(next_)) hits.push_back(next_);
     ++next_;
   }
