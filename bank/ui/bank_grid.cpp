@@ -208,7 +208,7 @@ QRect ZKBankGrid::NumberIn(const QRect& cell) const {
 QRect ZKBankGrid::NameIn(const QRect& cell) const {
   const int marks = kGridMarkPlaces * (kMarkSize + kSmallGap);
   const int left = kSmallGap + numberWidth_ + kNumberRoom + kNameRoom;
-  return QStyle::visualRect(layoutDirection(), cell, cell.adjusted(left, 0, -marks, 0));
+  return QStyle::visualRect(layoutDirection(), cell, cell.adjusted(left, 0, -marks - kSmallGap, 0));
 }
 
 int ZKBankGrid::PlaceAt(const QPoint& point) const {
