@@ -188,6 +188,8 @@ bool CZKApp::Start() {
 
 void CZKApp::ShowMainFrame() {
   frame_->show();
+  // Behind the first picture of the window.
+  QTimer::singleShot(0, this, [this] { desktop_ = std::make_unique<DesktopWatch>(DesktopWatch::SessionBus()); });
 }
 
 void CZKApp::ShowSplash(const std::string& picture, int milliseconds) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string_view>
 
+#include "app/desktop_watch.h"
 #include "app/hand_over.h"
 #include "app/main_frame.h"
 #include "app/simulation.h"
@@ -86,6 +87,7 @@ class CZKApp final : public QObject, public StartStopHost {
   std::unique_ptr<ZKStudioDoc> studio_;
   std::unique_ptr<CMainFrame> frame_;
   std::unique_ptr<QSplashScreen> splash_;
+  std::unique_ptr<DesktopWatch> desktop_;
 };
 
 }  // namespace tonalith

@@ -165,29 +165,45 @@ std::uint32_t MonitorDocument::Delta(std::uint32_t time) {
   return delta;
 }
 
-std::string MonitorDocument::Text() const {
+MonitorDocument::Lines MonitorDocument::LinesAt(std::span<const int> places) const {
+  Lines chosen;
+  chosen.reserve(places.size());
+  for (const int place : places)
+    if (place >= 0 && static_cast<std::size_t>(place) < lines_.size())
+      chosen.push_back(lines_[static_cast<std::size_t>(place)].get());
+  return chosen;
+}
+
+MonitorDocument::Lines MonitorDocument::AllLines() const {
+  Lines all;
+  all.reserve(lines_.size());
+  for (const auto& line : lines_) all.push_back(line.get());
+  return all;
+}
+
+std::string MonitorDocument::TextOf(const Lines& lines) {
   std::string text;
-  for (const auto& line : lines_) {
+  for (const TextLine* line : lines) {
     line->AppendString(text);
     text += "\r\n";
   }
   return text;
 }
 
-std::vector<std::uint8_t> MonitorDocument::FileBytes(std::size_t* shortened) const {
+std::vector<std::uint8_t> MonitorDocument::FileBytesOf(const Lines& lines, std::size_t* shortened) {
   std::vector<std::uint8_t> bytes;
   *shortened = 0;
-  for (const auto& line : lines_) {
+  for (const TextLine* line : lines) {
     line->Write(bytes);
-    const auto* sysex = dynamic_cast<const SysXLine*>(line.get());
+    const auto* sysex = dynamic_cast<const SysXLine*>(line);
     if (sysex && sysex->Shortened()) ++*shortened;
   }
   return bytes;
 }
 
-std::vector<std::uint8_t> MonitorDocument::MidiData(bool input, bool output) const {
+std::vector<std::uint8_t> MonitorDocument::MidiDataOf(const Lines& lines, bool input, bool output) {
   std::vector<std::uint8_t> bytes;
-  for (const auto& line : lines_)
+  for (const TextLine* line : lines)
     if ((input && line->IsMessage(MonitorDirection::In)) || (output && line->IsMessage(MonitorDirection::Out)))
       line->AppendBytes(bytes);
   return bytes;

@@ -79,12 +79,20 @@ class MonitorDocument {
   // Lines that were dropped from the front since the start; with it rows keep their identity.
   std::uint64_t dropped() const { return dropped_; }
 
-  // The shown text, a line each, ended by CR LF.
-  std::string Text() const;
+  // Lines that somebody chose; they live until the next pass.
+  using Lines = std::vector<const TextLine*>;
+  // Those at these places of lines(); places that do not exist are left out.
+  Lines LinesAt(std::span<const int> places) const;
+  Lines AllLines() const;
+  // Their text, a line each, ended by CR LF.
+  static std::string TextOf(const Lines& lines);
+  std::string Text() const { return TextOf(AllLines()); }
   // What a file gets; `shortened` counts the SysEx messages of which only the first bytes are there.
-  std::vector<std::uint8_t> FileBytes(std::size_t* shortened) const;
-  // MIDI bytes of the lines shown.
-  std::vector<std::uint8_t> MidiData(bool input, bool output) const;
+  static std::vector<std::uint8_t> FileBytesOf(const Lines& lines, std::size_t* shortened);
+  std::vector<std::uint8_t> FileBytes(std::size_t* shortened) const { return FileBytesOf(AllLines(), shortened); }
+  // MIDI bytes of their messages.
+  static std::vector<std::uint8_t> MidiDataOf(const Lines& lines, bool input, bool output);
+  std::vector<std::uint8_t> MidiData(bool input, bool output) const { return MidiDataOf(AllLines(), input, output); }
 
   // Whether the light of an output port is on.
   bool PortLit(int outPort) const;

@@ -16,6 +16,8 @@
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/list_search.h"
+#include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/widget_style.h"
 
@@ -33,6 +35,7 @@ PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget*
       midi_(midi),
       direction_(direction),
       list_(new QListWidget(this)),
+      search_(new SearchField(tr("Search ports"), this)),
       openAll_(new QCheckBox(tr("&Always open all MIDI ports"), this)) {
   const bool in = direction == MidiDirection::Input;
   SetTitle(this, in ? tr("MIDI IN Ports") : tr("MIDI OUT Ports"));
@@ -42,10 +45,12 @@ PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget*
       in ? tr("MIDI &IN ports that the program opens:") : tr("MIDI &OUT ports that the program opens:"), this);
   head->setBuddy(list_);
   layout->addWidget(head);
+  layout->addWidget(search_);
   DressList(list_);
   list_->setSelectionMode(QAbstractItemView::MultiSelection);
   list_->setMinimumSize(fontMetrics().averageCharWidth() * 48, fontMetrics().height() * 10);
   layout->addWidget(list_, 1);
+  BuildSearch(layout);
   layout->addWidget(openAll_);
   const PortProfileSettings settings = midi.ProfileSettings(direction);
   openAll_->setVisible(!settings.hideOpenAllPorts);
@@ -56,9 +61,30 @@ PVMidiPorts::PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget*
   connect(buttons, &QDialogButtonBox::accepted, this, &PVMidiPorts::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &PVMidiPorts::reject);
   FillList();
+  found_->Refresh();
   if (!in) BuildSpeeds(layout);
   layout->addWidget(buttons);
-  connect(openAll_, &QCheckBox::toggled, list_, &QWidget::setDisabled);
+  connect(openAll_, &QCheckBox::toggled, this, [this](bool all) {
+    list_->setDisabled(all);
+    found_->ShowSummary();
+  });
+}
+
+void PVMidiPorts::BuildSearch(QVBoxLayout* layout) {
+  found_ = new ListSearch(search_, list_);
+  found_->SetSummary([this] { return SearchSummary(); });
+  layout->addWidget(found_->Summary());
+  search_->ServeDialog(this);
+  connect(list_, &QListWidget::itemSelectionChanged, found_, &ListSearch::ShowSummary);
+}
+
+// Ports that are chosen are opened whether the search shows them or not.
+QString PVMidiPorts::SearchSummary() const {
+  const QString shown = tr("%1 of %2 ports are shown.").arg(found_->Shown()).arg(list_->count());
+  int hidden = 0;
+  for (int i = 0; i < list_->count(); ++i) hidden += list_->item(i)->isHidden() && list_->item(i)->isSelected() ? 1 : 0;
+  if (hidden == 0 || openAll_->isChecked()) return shown;
+  return shown + QLatin1Char(' ') + tr("Hidden, and still chosen: %1.").arg(hidden);
 }
 
 void PVMidiPorts::BuildBuffers(QVBoxLayout* layout, const PortProfileSettings& settings) {

@@ -14,6 +14,9 @@ class QVBoxLayout;
 
 namespace tonalith {
 
+class ListSearch;
+class SearchField;
+
 // Which ports of one direction the program opens.  OK closes all ports of the direction, keeps the choice in the
 // profile and opens the chosen ports again; Cancel changes nothing.  Outputs may take more bytes a second than a MIDI
 // cable carries.
@@ -24,6 +27,7 @@ class PVMidiPorts : public QDialog {
   PVMidiPorts(MidiPortSystem& midi, MidiDirection direction, QWidget* parent);
 
   QListWidget* list() { return list_; }
+  SearchField* search() { return search_; }
   QCheckBox* openAll() { return openAll_; }
   // Null in the dialog for outputs and where the profile hides them.
   QSpinBox* bufferCount() { return bufferCount_; }
@@ -36,6 +40,8 @@ class PVMidiPorts : public QDialog {
 
  private:
   void FillList();
+  void BuildSearch(QVBoxLayout* layout);
+  QString SearchSummary() const;
   void AddPort(const std::string& name, const QString& note, bool selected);
   void BuildSpeeds(QVBoxLayout* layout);
   Result KeepSpeeds();
@@ -45,6 +51,8 @@ class PVMidiPorts : public QDialog {
   MidiPortSystem& midi_;
   MidiDirection direction_;
   QListWidget* list_;
+  SearchField* search_;
+  ListSearch* found_ = nullptr;
   QCheckBox* openAll_;
   QSpinBox* bufferCount_ = nullptr;
   QSpinBox* bufferSize_ = nullptr;

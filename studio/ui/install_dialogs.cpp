@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <functional>
 
 #include "platform/atomic_file.h"
 #include "platform/clock.h"
@@ -21,6 +22,8 @@
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/list_search.h"
+#include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/spoken.h"
 
@@ -101,6 +104,23 @@ static bool AskReplace(const PackagePreview& preview, Prompts& prompts) {
   return prompts.Message(prompt) == PromptAnswer::Ok;
 }
 
+namespace {
+
+// Runs work on a thread; the caller goes on when it is done.
+void Aside(const std::function<void()>& work) {
+  QEventLoop loop;
+  Jobs jobs(SystemClock(), 1);
+  jobs.Start([&](const CancelToken&) {
+    work();
+    QMetaObject::invokeMethod(
+        &loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
+  });
+  loop.exec(QEventLoop::ExcludeUserInputEvents);
+  jobs.StopAll();
+}
+
+}  // namespace
+
 InstallChoice AskInstall(const PackageData& package, const std::string& source, bool more, const ZKStudioDoc& studio,
                          Prompts& prompts) {
   InstallChoice choice;
@@ -110,7 +130,9 @@ InstallChoice AskInstall(const PackageData& package, const std::string& source, 
     return choice;
   }
   PackagePreview preview;
-  if (const Result looked = PreviewPackage(package, studio.paths().instruments, &preview); !looked.ok()) {
+  Result looked;
+  Aside([&] { looked = PreviewPackage(package, studio.paths().instruments, &preview); });
+  if (!looked.ok()) {
     prompts.Message(PackageMessage(looked));
     return choice;
   }
@@ -139,6 +161,12 @@ InstallChoice AskInstall(const PackageData& package, const std::string& source, 
   choice.replace = ReplacedModules(preview);
   choice.answer = InstallAnswer::Install;
   return choice;
+}
+
+Result LoadPackageAside(const std::filesystem::path& package, PackageData* data) {
+  Result result;
+  Aside([&] { result = LoadPackage(package, data); });
+  return result;
 }
 
 Result InstallWithProgress(const PackageData& package, const std::filesystem::path& instruments,
@@ -175,7 +203,11 @@ Result InstallWithProgress(const PackageData& package, const std::filesystem::pa
 }
 
 InstallFromDlg::InstallFromDlg(const std::string& folder, QWidget* parent)
-    : QDialog(parent), place_(new PlainLabel(this)), list_(new QListWidget(this)) {
+    : QDialog(parent),
+      place_(new PlainLabel(this)),
+      list_(new QListWidget(this)),
+      search_(new SearchField(tr("Search packages"), this)),
+      found_(new ListSearch(search_, list_)) {
   SetTitle(this, tr("Install Instrument Modules"));
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap);
@@ -187,8 +219,12 @@ InstallFromDlg::InstallFromDlg(const std::string& folder, QWidget* parent)
   auto* choose = new QPushButton(tr("&Folder..."), this);
   row->addWidget(choose);
   column->addLayout(row);
+  column->addWidget(search_);
+  search_->ServeDialog(this);
   list_->setAccessibleName(tr("Packages"));
   column->addWidget(list_, 1);
+  found_->SetSummary([this] { return SearchSummary(); });
+  column->addWidget(found_->Summary());
   auto* all = new QPushButton(tr("Select &All"), this);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
   buttons->addButton(all, QDialogButtonBox::ActionRole);
@@ -196,7 +232,8 @@ InstallFromDlg::InstallFromDlg(const std::string& folder, QWidget* parent)
   column->addWidget(buttons);
   connect(choose, &QPushButton::clicked, this, &InstallFromDlg::ChooseFolder);
   connect(all, &QPushButton::clicked, this, [this] {
-    for (int i = 0; i < list_->count(); ++i) list_->item(i)->setCheckState(Qt::Checked);
+    for (int i = 0; i < list_->count(); ++i)
+      if (!list_->item(i)->isHidden()) list_->item(i)->setCheckState(Qt::Checked);
   });
   connect(list_, &QListWidget::itemChanged, this, &InstallFromDlg::UpdateState);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
@@ -216,7 +253,18 @@ void InstallFromDlg::SetFolder(const std::string& folder) {
   }
   place_->setText(list_->count() ? tr("Packages in %1:").arg(ShownUtf8(folder))
                                  : tr("There are no packages (.pvz) in %1.").arg(ShownUtf8(folder)));
+  search_->setEnabled(list_->count() > 0);
+  found_->Refresh();
   UpdateState();
+}
+
+// Packages that are checked are installed whether the search shows them or not.
+QString InstallFromDlg::SearchSummary() const {
+  const QString shown =
+      tr("%1 of %2 packages are shown; Select All takes these.").arg(found_->Shown()).arg(list_->count());
+  const int hidden = CheckedOutOfSight(*list_);
+  if (hidden == 0) return shown;
+  return shown + QLatin1Char(' ') + tr("Hidden, and installed as well because they are checked: %1.").arg(hidden);
 }
 
 void InstallFromDlg::ChooseFolder() {
@@ -227,6 +275,7 @@ void InstallFromDlg::ChooseFolder() {
 
 void InstallFromDlg::UpdateState() {
   EnableUnless(install_, Chosen().empty() ? tr("No package is checked.") : QString());
+  found_->ShowSummary();
 }
 
 std::vector<std::string> InstallFromDlg::Chosen() const {

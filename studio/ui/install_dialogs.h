@@ -14,6 +14,9 @@ class QPushButton;
 
 namespace tonalith {
 
+class ListSearch;
+class SearchField;
+
 // The folder packages were installed from last; kept in the application's INI file.
 std::string LastInstallFolder(const ZKStudioDoc& studio);
 void RememberInstallFolder(const ZKStudioDoc& studio, const std::string& folder);
@@ -35,6 +38,9 @@ struct InstallChoice {
 InstallChoice AskInstall(const PackageData& package, const std::string& source, bool more, const ZKStudioDoc& studio,
                          Prompts& prompts);
 
+// Reads a package on a thread of its own; meanwhile windows are painted, and nothing is typed or clicked.
+Result LoadPackageAside(const std::filesystem::path& package, PackageData* data);
+
 // Unpacks a package on a thread of its own, with a progress window that can cancel it.
 Result InstallWithProgress(const PackageData& package, const std::filesystem::path& instruments,
                            const InstallOptions& options, InstallReport* report, QWidget* parent);
@@ -50,12 +56,15 @@ class InstallFromDlg final : public QDialog {
   std::vector<std::string> Chosen() const;  // paths
 
  private:
+  QString SearchSummary() const;
   void ChooseFolder();
   void UpdateState();
 
   std::string folder_;
   PlainLabel* place_;
   QListWidget* list_;
+  SearchField* search_;
+  ListSearch* found_;
   QPushButton* install_;
 };
 

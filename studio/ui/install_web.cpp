@@ -24,6 +24,8 @@
 #include "ui/qt_text.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/list_search.h"
+#include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/spoken.h"
 
@@ -44,6 +46,7 @@ InstallFromWebDlg::InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host
       downloads_(studio.paths().instruments / (".download-" + std::to_string(::getpid()))),
       status_(new PlainLabel(this)),
       list_(new QListWidget(this)),
+      search_(new SearchField(tr("Search packages"), this)),
       installed_(new QCheckBox(tr("Select the installed &modules"), this)),
       bar_(new QProgressBar(this)),
       jobs_(std::make_unique<Jobs>(SystemClock(), 1)) {
@@ -58,8 +61,7 @@ InstallFromWebDlg::InstallFromWebDlg(ZKStudioDoc& studio, StudioWindowHost& host
   places_ = new QStackedWidget(this);
   places_->addWidget(new EmptyState(Glyph::Import, tr("No modules are listed"),
                                     tr("Connect to a server to see what it offers."), places_));
-  places_->addWidget(list_);
-  list_->setAccessibleName(tr("Packages of the server"));
+  places_->addWidget(BuildList());
   column->addWidget(places_, 1);
   column->addWidget(installed_);
   column->addWidget(bar_);
@@ -87,6 +89,28 @@ InstallFromWebDlg::~InstallFromWebDlg() {
   jobs_.reset();
   std::error_code error;
   std::filesystem::remove_all(downloads_, error);
+}
+
+QWidget* InstallFromWebDlg::BuildList() {
+  auto* page = new QWidget(places_);
+  auto* column = new QVBoxLayout(page);
+  SetSpace(column, 0, kGap);
+  column->addWidget(search_);
+  list_->setAccessibleName(tr("Packages of the server"));
+  column->addWidget(list_, 1);
+  found_ = new ListSearch(search_, list_);
+  found_->SetSummary([this] { return SearchSummary(); });
+  column->addWidget(found_->Summary());
+  search_->ServeDialog(this);
+  return page;
+}
+
+// Packages that are checked are installed whether the search shows them or not.
+QString InstallFromWebDlg::SearchSummary() const {
+  const QString shown = tr("%1 of %2 packages are shown.").arg(found_->Shown()).arg(list_->count());
+  const int hidden = CheckedOutOfSight(*list_);
+  if (hidden == 0) return shown;
+  return shown + QLatin1Char(' ') + tr("Hidden, and installed as well because they are checked: %1.").arg(hidden);
 }
 
 QWidget* InstallFromWebDlg::BuildServer() {
@@ -139,6 +163,8 @@ void InstallFromWebDlg::UpdateState() {
   places_->setCurrentIndex(list_->count() > 0 ? 1 : 0);
   EnableUnless(installed_, unless(list_->count() > 0, tr("There are no packages yet.")));
   list_->setEnabled(!busy_);
+  search_->setEnabled(!busy_ && list_->count() > 0);
+  found_->ShowSummary();
   connect_->setDefault(list_->count() == 0);
 }
 
@@ -207,6 +233,7 @@ void InstallFromWebDlg::ShowList(const Result& result, const std::vector<std::st
                          .arg(names.size()));
   }
   if (installed_->isChecked()) MarkInstalled();
+  found_->Refresh();
   UpdateState();
 }
 

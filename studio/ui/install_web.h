@@ -22,6 +22,9 @@ class QStackedWidget;
 
 namespace tonalith {
 
+class ListSearch;
+class SearchField;
+
 // The packages of the module server: connects, lists, fetches the chosen ones and hands each to `install`, which gets
 // the file and where it came from and answers false to stop.  The network runs on a thread of its own.
 class InstallFromWebDlg final : public QDialog {
@@ -37,6 +40,7 @@ class InstallFromWebDlg final : public QDialog {
   void InstallChosen();
   bool Busy() const { return busy_; }
   QListWidget* list() { return list_; }
+  SearchField* search() { return search_; }
   QString status() const;
 
  protected:
@@ -44,6 +48,8 @@ class InstallFromWebDlg final : public QDialog {
 
  private:
   QWidget* BuildServer();
+  QWidget* BuildList();
+  QString SearchSummary() const;
   ModuleServer Server() const;
   void ShowList(const Result& result, const std::vector<std::string>& names, std::size_t leftOut);
   void FetchNext();
@@ -61,6 +67,8 @@ class InstallFromWebDlg final : public QDialog {
   QLineEdit *site_ = nullptr, *directory_ = nullptr, *user_ = nullptr, *password_ = nullptr;
   PlainLabel* status_;
   QListWidget* list_;
+  SearchField* search_;
+  ListSearch* found_ = nullptr;
   QStackedWidget* places_ = nullptr;  // the list, or what to do while it is empty
   QCheckBox* installed_;
   QProgressBar* bar_;

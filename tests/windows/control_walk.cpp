@@ -136,6 +136,43 @@ QString KindOf(const QWidget& widget) {
 
 ControlWatch* theWatch = nullptr;
 
+// The child of `above` that holds a widget.
+const QWidget* BranchOf(const QWidget* widget, const QWidget* above) {
+  while (widget->parentWidget() != above) widget = widget->parentWidget();
+  return widget;
+}
+
+// Whether the eye comes to `next` before `now`: it stands in a line above it without being the column beside it, or in
+// the same line before it.  Compared where both stand in one place, so that columns are read one after the other.
+bool IsReadBefore(const QWidget* next, const QWidget* now, const QWidget& window) {
+  constexpr int kTolerance = 4;
+  const QWidget* above = now->parentWidget();
+  while (above != &window && !above->isAncestorOf(next)) above = above->parentWidget();
+  const QRect from = BranchOf(now, above)->geometry(), to = BranchOf(next, above)->geometry();
+  const bool leftToRight = window.layoutDirection() == Qt::LeftToRight;
+  const bool behind = leftToRight ? to.left() >= from.right() - kTolerance : to.right() <= from.left() + kTolerance;
+  const bool before = leftToRight ? to.right() <= from.left() + kTolerance : to.left() >= from.right() - kTolerance;
+  if (to.bottom() <= from.top() + kTolerance) return !behind;
+  const int common = std::min(from.bottom(), to.bottom()) - std::max(from.top(), to.top());
+  return before && common > std::min(from.height(), to.height()) / 2;
+}
+
+// What Tab reaches, in its order; the first one is the one that the eye comes to first.
+QStringList FaultsOfOrder(const QWidget& window) {
+  std::vector<const QWidget*> chain;
+  for (const QWidget* widget = window.nextInFocusChain(); widget != &window; widget = widget->nextInFocusChain()) {
+    if (!window.isAncestorOf(widget) || !widget->isVisibleTo(&window) || IsPart(widget) || !IsControl(widget)) continue;
+    if (widget->focusPolicy() & Qt::TabFocus) chain.push_back(widget);
+  }
+  QStringList faults;
+  for (std::size_t i = 1; i < chain.size(); ++i)
+    if (IsReadBefore(chain[i], chain[i - 1], window))
+      faults << QStringLiteral("Tab goes back from %1 \"%2\" to %3 \"%4\"")
+                    .arg(KindOf(*chain[i - 1]), NameOf(chain[i - 1], window), KindOf(*chain[i]),
+                         NameOf(chain[i], window));
+  return faults;
+}
+
 }  // namespace
 
 std::string FaultsOfControls(const QWidget& window) {
@@ -152,6 +189,7 @@ std::string FaultsOfControls(const QWidget& window) {
       faults << QStringLiteral("%1 \"%2\" %3: %4")
                     .arg(KindOf(*widget), name, widget->objectName(), wrong.join(QStringLiteral(", ")));
   }
+  if (qobject_cast<const QDialog*>(&window) || qobject_cast<const ZKWindow*>(&window)) faults += FaultsOfOrder(window);
   faults.sort();
   return faults.join(QLatin1Char('\n')).toStdString();
 }

@@ -25,6 +25,9 @@
 #include "ui/style/empty_state.h"
 #include "ui/style/flow_layout.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/list_search.h"
+#include "ui/style/row_filter.h"
+#include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/tool_row.h"
 
@@ -97,11 +100,22 @@ QColor MonitorModel::ColorOf(MonitorColor color) {
   }
 }
 
-QVariant MonitorModel::data(const QModelIndex& index, int role) const {
+const TextLine* MonitorModel::LineOf(int row) const {
   const auto gone = static_cast<std::size_t>(document_.dropped() - first_);
-  const auto row = static_cast<std::size_t>(index.row());
-  if (row < gone || row - gone >= document_.lines().size()) return {};
-  const TextLine& line = *document_.lines()[row - gone];
+  const auto at = static_cast<std::size_t>(row);
+  return at < gone || at - gone >= document_.lines().size() ? nullptr : document_.lines()[at - gone].get();
+}
+
+QString MonitorModel::TextOf(int row) const {
+  RowPainter painter;
+  if (const TextLine* line = LineOf(row)) line->Draw(painter);
+  return ShownUtf8(painter.hex + " " + painter.description);
+}
+
+QVariant MonitorModel::data(const QModelIndex& index, int role) const {
+  const TextLine* shown = LineOf(index.row());
+  if (!shown) return {};
+  const TextLine& line = *shown;
   if (role == Qt::DisplayRole || (role == Qt::ToolTipRole && index.column() >= kBytes)) {
     if (index.column() == kTime)
       return QStringLiteral("%1.%2").arg(line.time() / 1000).arg(line.time() % 1000, 3, 10, QLatin1Char('0'));
@@ -145,6 +159,9 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
       document_(registry),
       model_(new MonitorModel(document_, this)),
       table_(new QTableView(this)),
+      search_(new SearchField(tr("Search messages"), this)),
+      filter_(new RowFilter(model_, this, [this](int row) { return model_->TextOf(row); })),
+      found_(new ListSearch(search_, table_, filter_)),
       timer_(new QTimer(this)),
       lightRow_(new QWidget(this)),
       troubles_(new PlainLabel(this)) {
@@ -153,7 +170,6 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
   auto* layout = new QVBoxLayout(this);
   SetSpace(layout, kGap, kGap);
   BuildBar(layout);
-  table_->setModel(model_);
   DressList(table_);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
   table_->setWordWrap(false);
@@ -167,6 +183,8 @@ TZKMonText::TZKMonText(MonitorRegistry& registry, Prompts& prompts, const ZKStud
                          std::max(9 * digit, fontMetrics().horizontalAdvance(tr("Delta (ms)")) + 4 * digit));
   table_->setColumnWidth(MonitorModel::kBytes, 30 * digit);
   BuildLines(layout);
+  found_->SetSummary([this] { return SearchSummary(); });
+  layout->addWidget(found_->Summary());
   layout->addWidget(lightRow_);
   layout->addWidget(troubles_);
   troubles_->hide();
@@ -204,6 +222,7 @@ void TZKMonText::BuildBar(QBoxLayout* layout) {
   };
   follow_ = toggle(Glyph::Down, tr("Scroll"), tr("Keep the newest line in view"), true);
   pause_ = toggle(Glyph::Stop, tr("Pause"), tr("Messages wait until this is switched off"), false);
+  tools->SetSearch(search_);
   layout->addWidget(tools);
 }
 
@@ -247,6 +266,7 @@ void TZKMonText::BuildLines(QBoxLayout* layout) {
 void TZKMonText::ShowLines() {
   QWidget* wanted = model_->rowCount() > 0 ? static_cast<QWidget*>(table_) : empty_;
   if (lines_->currentWidget() != wanted) lines_->setCurrentWidget(wanted);
+  search_->setEnabled(wanted == table_);
 }
 
 void TZKMonText::ShowEarlier() {
@@ -320,27 +340,27 @@ void TZKMonText::OnEditClear() {
   emit StateChanged();
 }
 
+MonitorDocument::Lines TZKMonText::ShownLinesOf() const {
+  return filter_->Filters() ? document_.LinesAt(filter_->ShownRows()) : document_.AllLines();
+}
+
+QString TZKMonText::SearchSummary() const {
+  if (filter_->Searching()) return tr("Searching...");
+  return tr("%1 of %2 lines are shown. Copy and Save as take these; Clear deletes the hidden ones as well.")
+      .arg(locale().toString(found_->Shown()), locale().toString(model_->rowCount()));
+}
+
+// What is selected, when it is more than the current line; else everything that is shown.
 void TZKMonText::OnEditCopy() {
   const QModelIndexList rows = table_->selectionModel()->selectedRows();
-  if (rows.size() < 2) {
-    CopyText(prompts_, FromUtf8(document_.Text()));
-    return;
-  }
-  // What is selected, when it is more than the current line.
   std::vector<int> chosen;
-  for (const QModelIndex& row : rows) chosen.push_back(row.row());
+  for (const QModelIndex& row : rows) chosen.push_back(filter_->mapToSource(row).row());
   std::sort(chosen.begin(), chosen.end());
-  std::string text;
-  for (const int row : chosen) {
-    if (static_cast<std::size_t>(row) >= document_.lines().size()) break;
-    document_.lines()[static_cast<std::size_t>(row)]->AppendString(text);
-    text += "\r\n";
-  }
-  CopyText(prompts_, FromUtf8(text));
+  CopyText(prompts_, FromUtf8(MonitorDocument::TextOf(chosen.size() < 2 ? ShownLinesOf() : document_.LinesAt(chosen))));
 }
 
 void TZKMonText::CopyMidi(bool input, bool output) {
-  CopyText(prompts_, FromLatin1(HexText(document_.MidiData(input, output))));
+  CopyText(prompts_, FromLatin1(HexText(MonitorDocument::MidiDataOf(ShownLinesOf(), input, output))));
 }
 
 void TZKMonText::OnFileSaveAs() {
@@ -353,7 +373,7 @@ void TZKMonText::OnFileSaveAs() {
   if (path.empty()) return;
   if (std::filesystem::path(path).extension().empty()) path += ".SYX";
   std::size_t shortened = 0;
-  const Result saved = WriteFileAtomically(path, document_.FileBytes(&shortened));
+  const Result saved = WriteFileAtomically(path, MonitorDocument::FileBytesOf(ShownLinesOf(), &shortened));
   if (!saved.ok()) {
     prompts_.Say("MIDI Monitor", saved.text);
   } else if (shortened > 0) {

@@ -20,8 +20,11 @@ namespace tonalith {
 
 class ActivityLight;
 class EmptyState;
+class ListSearch;
 class MidiPortSystem;
 class PlainLabel;
+class RowFilter;
+class SearchField;
 class ZKStudioDoc;
 
 // The lines of a monitor as rows; rows are made only for what is seen.
@@ -34,6 +37,8 @@ class MonitorModel final : public QAbstractTableModel {
   explicit MonitorModel(const MonitorDocument& document, QObject* parent = nullptr);
   // The document's lines changed: tells the views which rows went and came.
   void Sync();
+  // Bytes and words of a row, for a search.
+  QString TextOf(int row) const;
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
@@ -42,6 +47,7 @@ class MonitorModel final : public QAbstractTableModel {
 
  private:
   static QColor ColorOf(MonitorColor color);
+  const TextLine* LineOf(int row) const;
 
   const MonitorDocument& document_;
   std::uint64_t first_ = 0;  // number of the first row's line since the start
@@ -63,6 +69,7 @@ class TZKMonText final : public ZKWindow {
   PlainLabel* troubles() { return troubles_; }
   MonitorModel* model() { return model_; }
   QTableView* table() { return table_; }
+  SearchField* Search() const override { return search_; }
   // The instruments of the studio changed.
   void StudioChanged() override { words_.StudioChanged(); }
   // Ports came or went; `changes` holds kPortsRemoved and kPortsAdded.
@@ -103,6 +110,9 @@ class TZKMonText final : public ZKWindow {
   void Tick();
   void ShowTroubles();
   void CopyMidi(bool input, bool output);
+  // What copies and files hold: the lines that are shown.
+  MonitorDocument::Lines ShownLinesOf() const;
+  QString SearchSummary() const;
 
   MonitorRegistry& registry_;
   Prompts& prompts_;
@@ -110,6 +120,9 @@ class TZKMonText final : public ZKWindow {
   MonitorDocument document_;
   MonitorModel* model_;
   QTableView* table_;
+  SearchField* search_;
+  RowFilter* filter_;
+  ListSearch* found_;
   QTimer* timer_;
   QWidget* lightRow_;
   PlainLabel* troubles_;

@@ -17,6 +17,9 @@
 #include "ui/plain_text.h"
 #include "ui/style/document_header.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/list_search.h"
+#include "ui/style/row_filter.h"
+#include "ui/style/search_field.h"
 #include "ui/style/space.h"
 #include "ui/style/spoken.h"
 #include "ui/style/tool_row.h"
@@ -86,6 +89,10 @@ QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
   return bytes.size() < 2 ? QString() : ShownUtf8(MakerName(bytes.subspan(1)));
 }
 
+QString RawSysExModel::TextOf(int row) const {
+  return index(row, kHolds).data().toString() + QLatin1Char(' ') + HexText(document_.BytesOf(RowAt(row)));
+}
+
 QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
   const auto& row = RowAt(index.row());
   const bool number = index.column() < kHolds;
@@ -130,12 +137,16 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
       services_(std::move(services)),
       model_(new RawSysExModel(bytes(), services_.studio, this)),
       list_(new QTableView(this)),
+      search_(new SearchField(tr("Search messages"), this)),
+      filter_(new RowFilter(model_, this, [this](int row) { return model_->TextOf(row); })),
+      found_(new ListSearch(search_, list_, filter_)),
       port_(new QComboBox(this)) {
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap + kSmallGap);
   BuildHeader(column);
   BuildTools(column);
   BuildList(column);
+  RefreshTools();
   UpdateTitle();
   resize(fontMetrics().averageCharWidth() * 90, fontMetrics().height() * 24);
 }
@@ -143,6 +154,7 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
 RawSysExWindow::~RawSysExWindow() {
   // The rows read the document, which goes before the children of this window would.
   delete list_;
+  delete filter_;
 }
 
 const RawSysExDocument& RawSysExWindow::bytes() const {
@@ -177,22 +189,20 @@ void RawSysExWindow::BuildHeader(QBoxLayout* column) {
 
 void RawSysExWindow::BuildTools(QBoxLayout* column) {
   auto* row = new ToolRow(this);
-  QToolButton* send =
-      row->Add(Glyph::Send, tr("Send"), tr("Send the selected messages, or all of them, as they are"), true);
-  EnableUnless(send, port_->count() > 0 ? QString() : CommandRefusal(CommandId::MidiTransmit));
+  send_ = row->Add(Glyph::Send, tr("Send"), tr("Send the selected messages, or all that are shown, as they are"), true);
   QToolButton* open =
       row->Add(Glyph::Open, tr("Open as Data"), tr("Open the selected messages as data of their instrument"));
   open->setEnabled(services_.openData != nullptr);
-  QToolButton* save =
-      row->Add(Glyph::SaveAs, tr("Save As..."), tr("Write the selected messages, or all bytes, to a file"));
+  save_ = row->Add(Glyph::SaveAs, tr("Save As..."),
+                   tr("Write the selected messages to a file; without a selection all that are shown, or every byte"));
+  row->SetSearch(search_);
   column->addWidget(row);
-  connect(send, &QToolButton::clicked, this, &RawSysExWindow::Send);
-  connect(open, &QToolButton::clicked, this, [this] { OpenRows(list_->selectionModel()->selectedRows()); });
-  connect(save, &QToolButton::clicked, this, &RawSysExWindow::SaveSelection);
+  connect(send_, &QToolButton::clicked, this, &RawSysExWindow::Send);
+  connect(open, &QToolButton::clicked, this, [this] { OpenRows(SelectedRows()); });
+  connect(save_, &QToolButton::clicked, this, &RawSysExWindow::SaveSelection);
 }
 
 void RawSysExWindow::BuildList(QBoxLayout* column) {
-  list_->setModel(model_);
   list_->setAccessibleName(tr("Messages"));
   list_->setSelectionBehavior(QAbstractItemView::SelectRows);
   list_->setAlternatingRowColors(true);
@@ -205,20 +215,32 @@ void RawSysExWindow::BuildList(QBoxLayout* column) {
     list_->setColumnWidth(section, width * 11);
   list_->setColumnWidth(RawSysExModel::kHolds, width * 28);
   column->addWidget(list_, 1);
+  found_->SetSummary([this] { return SearchSummary(); });
+  column->addWidget(found_->Summary());
+  connect(found_, &ListSearch::Changed, this, [this] {
+    RefreshTools();
+    emit StateChanged();
+  });
   setFocusProxy(list_);
-  connect(list_, &QTableView::activated, this, [this](const QModelIndex& index) { OpenRows({index}); });
-  connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { emit StateChanged(); });
+  connect(list_, &QTableView::activated, this,
+          [this](const QModelIndex& index) { OpenRows({filter_->mapToSource(index).row()}); });
+  connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+    RefreshTools();
+    emit StateChanged();
+  });
 }
 
 bool RawSysExWindow::CommandEnabled(CommandId command) const {
-  return command == CommandId::FileSaveAs || command == CommandId::EditSelectAll ||
-         (command == CommandId::MidiTransmit && port_->count() > 0);
+  return command == CommandId::EditSelectAll || (command == CommandId::FileSaveAs && SaveRefusal().isEmpty()) ||
+         (command == CommandId::MidiTransmit && SendRefusal().isEmpty());
 }
 
 QString RawSysExWindow::CommandRefusal(CommandId command) const {
   switch (command) {
     case CommandId::MidiTransmit:
-      return tr("No MIDI OUT port is open.");
+      return SendRefusal();
+    case CommandId::FileSaveAs:
+      return SaveRefusal();
     case CommandId::FileSave:
     case CommandId::EditUndo:
     case CommandId::EditRedo:
@@ -235,34 +257,62 @@ void RawSysExWindow::RunCommand(CommandId command) {
   if (command == CommandId::MidiTransmit) Send();
 }
 
-// With nothing selected, everything.
-std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
-  QModelIndexList rows = list_->selectionModel()->selectedRows();
-  if (rows.isEmpty()) return {bytes().bytes().begin(), bytes().bytes().end()};
+std::vector<int> RawSysExWindow::SelectedRows() const {
+  std::vector<int> rows;
+  for (const QModelIndex& index : list_->selectionModel()->selectedRows())
+    rows.push_back(filter_->mapToSource(index).row());
   std::sort(rows.begin(), rows.end());
+  return rows;
+}
+
+QString RawSysExWindow::SaveRefusal() const {
+  if (!filter_->Filters() || list_->selectionModel()->hasSelection()) return {};
+  if (filter_->Searching()) return tr("The search is still under way.");
+  return filter_->rowCount() > 0 ? QString() : tr("The search hides every message.");
+}
+
+QString RawSysExWindow::SendRefusal() const {
+  return port_->count() > 0 ? SaveRefusal() : tr("No MIDI OUT port is open.");
+}
+
+QString RawSysExWindow::SearchSummary() const {
+  if (filter_->Searching()) return tr("Searching...");
+  return tr("%1 of %2 messages are shown. Without a selection Send and Save As take these.")
+      .arg(locale().toString(found_->Shown()), locale().toString(model_->rowCount()));
+}
+
+void RawSysExWindow::RefreshTools() {
+  EnableUnless(send_, SendRefusal());
+  EnableUnless(save_, SaveRefusal());
+}
+
+// With nothing selected, what the search shows; without a search, everything.
+std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
+  std::vector<int> rows = SelectedRows();
+  if (rows.empty() && !filter_->Filters()) return {bytes().bytes().begin(), bytes().bytes().end()};
+  if (rows.empty()) rows = filter_->ShownRows();
   std::vector<std::uint8_t> selected;
-  for (const QModelIndex& index : rows) {
-    const auto message = bytes().BytesOf(model_->RowAt(index.row()));
+  for (const int row : rows) {
+    const auto message = bytes().BytesOf(model_->RowAt(row));
     selected.insert(selected.end(), message.begin(), message.end());
   }
   return selected;
 }
 
 // Pieces are opened whole, whatever part of them is selected.
-void RawSysExWindow::OpenRows(const QModelIndexList& rows) {
+void RawSysExWindow::OpenRows(std::vector<int> rows) {
   std::vector<std::size_t> opened;
   std::vector<std::uint8_t> part;
-  QModelIndexList inOrder = rows;
-  std::sort(inOrder.begin(), inOrder.end());
-  for (const QModelIndex& index : inOrder) {
-    const SysExName* piece = model_->PieceAt(index.row());
+  std::sort(rows.begin(), rows.end());
+  for (const int row : rows) {
+    const SysExName* piece = model_->PieceAt(row);
     if (!piece || (!opened.empty() && opened.back() == piece->offset)) continue;
     opened.push_back(piece->offset);
     const auto span = bytes().bytes().subspan(piece->offset, piece->length);
     part.insert(part.end(), span.begin(), span.end());
   }
   if (part.empty())
-    Say(rows.isEmpty() ? tr("No message is selected.") : tr("No instrument of the studio knows these messages."));
+    Say(rows.empty() ? tr("No message is selected.") : tr("No instrument of the studio knows these messages."));
   else if (services_.openData)
     services_.openData(part, NameOfFile());
 }

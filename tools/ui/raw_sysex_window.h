@@ -16,9 +16,13 @@
 class QBoxLayout;
 class QComboBox;
 class QTableView;
+class QToolButton;
 
 namespace tonalith {
 
+class ListSearch;
+class RowFilter;
+class SearchField;
 class Settings;
 class TransferFiles;
 
@@ -49,6 +53,8 @@ class RawSysExModel final : public QAbstractTableModel {
   void StudioChanged();
   // The piece of data that a message belongs to; null: nobody knows the message.
   const SysExName* PieceAt(int row) const;
+  // What a message holds and its first bytes, for a search.
+  QString TextOf(int row) const;
   const RawSysExDocument::Message& RowAt(int row) const { return document_.messages()[static_cast<std::size_t>(row)]; }
 
  private:
@@ -76,6 +82,7 @@ class RawSysExWindow final : public DocumentWindow {
 
   RawSysExModel* model() { return model_; }
   QTableView* list() { return list_; }
+  SearchField* Search() const override { return search_; }
   void StudioChanged() override { model_->StudioChanged(); }
 
  protected:
@@ -88,15 +95,27 @@ class RawSysExWindow final : public DocumentWindow {
   void BuildTools(QBoxLayout* column);
   void BuildList(QBoxLayout* column);
   void Send();
-  void OpenRows(const QModelIndexList& rows);
+  // Rows of the model, in any order.
+  void OpenRows(std::vector<int> rows);
   void SaveSelection();
   std::string NameOfFile() const;
+  // Of the model, in the order of the file; those that are hidden are never selected.
+  std::vector<int> SelectedRows() const;
   std::vector<std::uint8_t> SelectedBytes() const;
+  // Why nothing can be sent, or saved, now; empty: it can.
+  QString SendRefusal() const;
+  QString SaveRefusal() const;
+  QString SearchSummary() const;
+  void RefreshTools();
 
   RawSysExServices services_;
   RawSysExModel* model_;
   QTableView* list_;
+  SearchField* search_;
+  RowFilter* filter_;
+  ListSearch* found_;
   QComboBox* port_;
+  QToolButton *send_ = nullptr, *save_ = nullptr;
 };
 
 }  // namespace tonalith
