@@ -53,7 +53,9 @@ class ZKWindow : public QWidget {
   void SetTwin(int number) { twin_ = number; }
   int Twin() const { return twin_; }
   // A name of the window with that number: "Yamaha DX7, 22 Nov (2)".
-  QString WithTwin(const QString& name) const { return twin_ > 1 ? tr("%1 (%2)").arg(name).arg(twin_) : name; }
+  QString WithTwin(const QString& name) const {
+    return twin_ > 1 ? tr("%1 (%2)").arg(name, QString::number(twin_)) : name;
+  }
   // Messages that go to every window; the answer is the window's own.
   virtual std::int64_t WindowProc(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) {
     (void)message, (void)wParam, (void)lParam;

@@ -53,9 +53,9 @@ TEST_F(BusyWindows, ABankDuringGetAndSendWithItsDetails) {
   frame().RunCommand(CommandId::EditRedo);
   ASSERT_TRUE(bank->CommandEnabled(CommandId::MidiTransmit));
   frame().RunCommand(CommandId::MidiTransmit);
-  ASSERT_TRUE(WaitFor([&] { return bank->document().IsBusy() && parts().strip.Rows() > 0; }));
+  ASSERT_TRUE(WaitFor([&] { return bank->document().IsBusy() && parts().frame.strip.Rows() > 0; }));
   Keep(bank, "bank-send");
-  auto* row = parts().strip.RowOf(bank->dataFile());
+  auto* row = parts().frame.strip.RowOf(bank->dataFile());
   ASSERT_NE(row, nullptr);
   ClickMouse(row);
   auto* send = frame().findChild<ZKMidiOutStatus*>();

@@ -336,8 +336,11 @@ void RawSysExWindow::SaveSelection() {
   prompt.save = true;
   const std::string path = context().prompts().File(prompt);
   if (path.empty()) return;
-  const auto selected = SelectedBytes();
-  if (const Result saved = WriteFileAtomically(path, std::span<const std::uint8_t>(selected)); !saved.ok()) {
+  // A whole file may be large: it is not copied.
+  const bool whole = !filter_->Filters() && !list_->selectionModel()->hasSelection();
+  const std::vector<std::uint8_t> part = whole ? std::vector<std::uint8_t>() : SelectedBytes();
+  const std::span<const std::uint8_t> selected = whole ? bytes().bytes() : std::span<const std::uint8_t>(part);
+  if (const Result saved = WriteFileAtomically(path, selected); !saved.ok()) {
     context().prompts().Say("File Error", saved.text);
     return;
   }
