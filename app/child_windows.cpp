@@ -10,6 +10,7 @@
 #include "app/document_tabs.h"
 #include "app/free_windows.h"
 #include "app/studio_dock.h"
+#include "app/twin_windows.h"
 #include "platform/message_numbers.h"
 #include "services/window_counters.h"
 #include "ui/plain_text.h"
@@ -117,8 +118,9 @@ void ChildWindows::Add(ZKWindow* window) {
   windows_.emplace_back(window);
   ShowPage();
   Host(window);
-  connect(window, &ZKWindow::StateChanged, this, [this, window] { tabs_->Rename(window); });
-  connect(window, &QWidget::windowTitleChanged, this, [this, window] { tabs_->Rename(window); });
+  connect(window, &ZKWindow::StateChanged, this, [this, window] { Rename(window); });
+  connect(window, &QWidget::windowTitleChanged, this, [this, window] { Rename(window); });
+  Rename(window);
   connect(window, &ZKWindow::StateChanged, this, &ChildWindows::Changed);
   connect(window, &ZKWindow::StatusMessage, this, &ChildWindows::StatusMessage);
   connect(window, &ZKWindow::Asking, this, [this, window] { Activate(window); });
@@ -126,6 +128,16 @@ void ChildWindows::Add(ZKWindow* window) {
   SetActive(window);
   window->setFocus();
   emit Changed();
+}
+
+// Another may have got, or lost, a twin by it; null: one has gone.
+void ChildWindows::Rename(ZKWindow* window) {
+  std::vector<ZKWindow*> there;
+  for (const auto& one : windows_)
+    if (one) there.push_back(one);
+  const std::vector<ZKWindow*> twins = NumberTwins(there);
+  for (ZKWindow* twin : twins) tabs_->Rename(twin);
+  if (window && std::find(twins.begin(), twins.end(), window) == twins.end()) tabs_->Rename(window);
 }
 
 std::vector<ZKWindow*> ChildWindows::All() const {
@@ -230,6 +242,7 @@ void ChildWindows::Closing(ZKWindow* window) {
     tabs_->Drop(window);
   }
   if (active_ == window) active_ = nullptr;
+  Rename(nullptr);
   ShowPage();
   // A free window's place is taken by another as soon as it is gone.
   ZKWindow* next = InFront();
@@ -336,7 +349,7 @@ void ChildWindows::ListIn(QMenu* menu) {
   listed_.push_back(menu->addSeparator());
   int number = 0;
   for (ZKWindow* window : All()) {
-    const QString title = ShownTitle(window);
+    const QString title = window->WithTwin(ShownTitle(window));
     const QString digit = ++number <= kNumberedWindows ? QStringLiteral("&%1 ").arg(number) : QString();
     QAction* action = menu->addAction(digit + MenuText(title), this, [this, kept = QPointer<ZKWindow>(window)] {
       if (kept) Activate(kept);

@@ -93,6 +93,7 @@ class ChildWindows final : public QObject {
 
  private:
   bool InDock(const ZKWindow* window) const;
+  void Rename(ZKWindow* window);
   void Host(ZKWindow* window);
   void Unhost(ZKWindow* window);
   void Closing(ZKWindow* window);

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "app/child_windows.h"
+#include "app/twin_windows.h"
 #include "studio/studio_document.h"
 #include "ui/instrument_window.h"
 #include "ui/plain_text.h"
@@ -19,8 +20,7 @@ constexpr std::int64_t kWhole = 100;
 
 // As its tab says, without the instrument and the kind of data, under which the row stands.
 QString RowText(const ZKWindow& window, const ZKDrvList& driver) {
-  const QString own = window.TabText();
-  const QString title = own.isEmpty() ? ShownTitle(&window) : own;
+  const QString title = window.WithTwin(TabName(window));
   const QString type = ShownUtf8(driver.instrument->DisplayKey()) + ' ' + ShownLatin1(driver.TypeName());
   if (!title.startsWith(type)) return title;
   const QString rest = title.mid(type.size()).remove(QLatin1Char(':')).trimmed();

@@ -10,6 +10,7 @@
 #include <QVBoxLayout>
 #include <utility>
 
+#include "app/twin_windows.h"
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
 #include "ui/style/icons.h"
@@ -56,9 +57,8 @@ int WindowTabBar::IndexOf(const ZKWindow* window) const {
 void WindowTabBar::Name(int index) {
   const ZKWindow* window = WindowAt(index);
   if (!window) return;
-  const QString title = ShownTitle(window);
-  const QString own = window->TabText();
-  const QString text = fontMetrics().elidedText(own.isEmpty() ? title : ShownLine(own), Qt::ElideMiddle,
+  const QString title = window->WithTwin(ShownTitle(window));
+  const QString text = fontMetrics().elidedText(window->WithTwin(TabName(*window)), Qt::ElideMiddle,
                                                 kTabCharacters * fontMetrics().averageCharWidth());
   setTabText(index, MenuText(text));
   const QString whole = window->isWindowModified() ? tr("%1, %2").arg(title, MarkText(Mark::Changed)) : title;

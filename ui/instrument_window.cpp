@@ -21,6 +21,7 @@ bool InstrumentWindow::CommandEnabled(CommandId command) const {
     case CommandId::MidiGet:
       return !document().IsBusy();
     case CommandId::MidiTransmit:
+      return !document().IsBusy() && !HoldsNothing();
     case CommandId::FileExportSysEx:
     case CommandId::FileExportMidi:
       return !document().IsBusy() && !document().IsEmpty();

@@ -13,6 +13,8 @@ class InstrumentWindow : public DocumentWindow {
 
   // What the transfers work on.  Owned by the document.
   virtual DataFile* dataFile() const = 0;
+  // Nothing could be sent now.
+  virtual bool HoldsNothing() const { return document().IsEmpty(); }
   // To be called around everything that brings data into it: the document keeps what was there for Undo, under this
   // name.
   virtual void BeginReceive(const std::string& undoName) = 0;

@@ -49,6 +49,13 @@ class ZKWindow : public QWidget {
   virtual std::string FilePath() const { return {}; }
   // What the window's tab says, as it stands; empty: the title.
   virtual QString TabText() const { return {}; }
+  // Which of several windows whose tabs would say the same; the first of them, and a window that is alone, have none.
+  void SetTwin(int number) { twin_ = number; }
+  int Twin() const { return twin_; }
+  // A name of the window with that number: "Yamaha DX7, 22 Nov (2)".
+  QString WithTwin(const QString& name) const {
+    return twin_ > 1 ? tr("%1 (%2)").arg(name, QString::number(twin_)) : name;
+  }
   // Messages that go to every window; the answer is the window's own.
   virtual std::int64_t WindowProc(std::uint32_t message, std::uint64_t wParam, std::int64_t lParam) {
     (void)message, (void)wParam, (void)lParam;
@@ -89,6 +96,7 @@ class ZKWindow : public QWidget {
 
  private:
   bool verified_ = false;
+  int twin_ = 0;
 };
 
 }  // namespace tonalith

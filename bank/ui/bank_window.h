@@ -83,6 +83,8 @@ class TZKBank final : public InstrumentWindow {
   void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }
   void PatchesArrived() override { bank_.PatchesArrived(); }
   void ShowSoFar(DataFilePtr soFar, int done, int all) override;
+  // A bank of which no patch was received holds nothing to send, though its image is there.
+  bool HoldsNothing() const override { return bank_.IsEmpty() || bank_.DefinedPatches() == 0; }
   void EndReceive(bool all) override { bank_.EndReceive(all); }
   std::vector<std::uint8_t> ChangedPatches() const override;
   bool DiffersFromInstrument() const override { return !bank_.IsEmpty() && bank_.CountDifferent(true) > 0; }

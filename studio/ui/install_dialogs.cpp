@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <functional>
 
 #include "platform/atomic_file.h"
 #include "platform/clock.h"
@@ -103,6 +104,23 @@ static bool AskReplace(const PackagePreview& preview, Prompts& prompts) {
   return prompts.Message(prompt) == PromptAnswer::Ok;
 }
 
+namespace {
+
+// Runs work on a thread; the caller goes on when it is done.
+void Aside(const std::function<void()>& work) {
+  QEventLoop loop;
+  Jobs jobs(SystemClock(), 1);
+  jobs.Start([&](const CancelToken&) {
+    work();
+    QMetaObject::invokeMethod(
+        &loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
+  });
+  loop.exec(QEventLoop::ExcludeUserInputEvents);
+  jobs.StopAll();
+}
+
+}  // namespace
+
 InstallChoice AskInstall(const PackageData& package, const std::string& source, bool more, const ZKStudioDoc& studio,
                          Prompts& prompts) {
   InstallChoice choice;
@@ -112,7 +130,9 @@ InstallChoice AskInstall(const PackageData& package, const std::string& source, 
     return choice;
   }
   PackagePreview preview;
-  if (const Result looked = PreviewPackage(package, studio.paths().instruments, &preview); !looked.ok()) {
+  Result looked;
+  Aside([&] { looked = PreviewPackage(package, studio.paths().instruments, &preview); });
+  if (!looked.ok()) {
     prompts.Message(PackageMessage(looked));
     return choice;
   }
@@ -141,6 +161,12 @@ InstallChoice AskInstall(const PackageData& package, const std::string& source, 
   choice.replace = ReplacedModules(preview);
   choice.answer = InstallAnswer::Install;
   return choice;
+}
+
+Result LoadPackageAside(const std::filesystem::path& package, PackageData* data) {
+  Result result;
+  Aside([&] { result = LoadPackage(package, data); });
+  return result;
 }
 
 Result InstallWithProgress(const PackageData& package, const std::filesystem::path& instruments,

@@ -38,6 +38,9 @@ struct InstallChoice {
 InstallChoice AskInstall(const PackageData& package, const std::string& source, bool more, const ZKStudioDoc& studio,
                          Prompts& prompts);
 
+// Reads a package on a thread of its own; meanwhile windows are painted, and nothing is typed or clicked.
+Result LoadPackageAside(const std::filesystem::path& package, PackageData* data);
+
 // Unpacks a package on a thread of its own, with a progress window that can cancel it.
 Result InstallWithProgress(const PackageData& package, const std::filesystem::path& instruments,
                            const InstallOptions& options, InstallReport* report, QWidget* parent);

@@ -134,17 +134,22 @@ bool TZKDrvLst::InstallInstrumentModule(const std::string& package, bool queue, 
                                         bool* goOn) {
   if (goOn) *goOn = true;
   if (installing_) return false;
+  installing_ = true;
+  const QPointer<TZKDrvLst> alive(this);
   PackageData contents;
-  if (const Result read = LoadPackage(package, &contents); !read.ok()) {
+  const Result read = LoadPackageAside(package, &contents);
+  if (!alive) return false;
+  installing_ = false;
+  if (!read.ok()) {
     host_.prompts().Message(PackageMessage(read));
     return false;
   }
   const InstallChoice choice = AskInstall(contents, source.empty() ? package : source, more, studio_, host_.prompts());
+  if (!alive) return false;
   if (choice.empty) emit StatusMessage(tr("%1 holds nothing to install.").arg(ShownUtf8(contents.fileName)));
   if (choice.answer == InstallAnswer::Cancel && goOn) *goOn = false;
   if (choice.answer != InstallAnswer::Install) return choice.empty;
   installing_ = true;
-  const QPointer<TZKDrvLst> alive(this);
   InstallReport report;
   ModuleInStudio outcome;
   InstallOptions options;

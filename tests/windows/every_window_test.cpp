@@ -24,6 +24,7 @@
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_window.h"
 #include "ui/patch_selector.h"
+#include "ui/qt_prompts.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
 
@@ -97,10 +98,12 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
   // A dialog is closed behind it.
   void Look(const QPointer<QWidget>& window) {
     const QString kind = QString::fromLatin1(window->metaObject()->className()).section(QStringLiteral("::"), -1);
-    if (seen_.insert(kind).second) {
+    // A question is pictured for each of its kinds.
+    const QString name = asked_.isEmpty() ? kind : asked_;
+    if (seen_.insert(name).second) {
       EXPECT_LE(window->minimumSizeHint().width(), kSmallScreen.width()) << kind.toStdString();
       EXPECT_LE(window->minimumSizeHint().height(), kSmallScreen.height()) << kind.toStdString();
-      Keep(window, kind);
+      Keep(window, name);
     }
     if (window && qobject_cast<QDialog*>(window.data())) window->close();
   }
@@ -139,6 +142,47 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     }
   }
 
+  // The questions that the program asks, as a user gets them.
+  void ShowQuestions() {
+    Dispatcher dispatcher;
+    QtPrompts prompts(dispatcher);
+    prompts.SetParent(&frame());
+    bool checked = false;
+    const std::string text =
+        QCoreApplication::translate(
+            "Test",
+            "\"My Sounds\" differs from its file.\n\nSave it before it is closed? What was changed since it was opened "
+            "is lost otherwise.")
+            .toStdString();
+    const struct {
+      const char* name;
+      PromptButtons buttons;
+      PromptIcon icon;
+      const char* box;
+    } questions[] = {{"Question-save", PromptButtons::YesNoCancel, PromptIcon::Question, ""},
+                     {"Question-retry", PromptButtons::AbortRetryIgnore, PromptIcon::Error, ""},
+                     {"Question-box", PromptButtons::YesNo, PromptIcon::Warning, "Do not ask again"},
+                     {"Question-ok", PromptButtons::Ok, PromptIcon::Information, ""}};
+    for (const auto& row : questions) {
+      asked_ = QLatin1String(row.name);
+      MessagePrompt prompt;
+      prompt.title = "Bank Editor";
+      prompt.text = text;
+      prompt.buttons = row.buttons;
+      prompt.icon = row.icon;
+      prompt.checkBox = row.box;
+      prompt.checked = *row.box ? &checked : nullptr;
+      prompts.Message(prompt);
+    }
+    asked_ = QStringLiteral("Question-text");
+    std::string name = "Studio";
+    prompts.Text({"MIDI Device File", "Name of the file for the selected instruments:", name}, name);
+    asked_ = QStringLiteral("Question-choice");
+    prompts.Choose({"Open File", "What is in this file?", {"Yamaha DX7 Voice Bank", "Raw SysEx"}, 0, "Open"});
+    asked_.clear();
+  }
+
+  QString asked_;  // the question that is open
   LongTexts texts_;
   QTimer timer_;
   std::set<QString> seen_;
@@ -169,6 +213,7 @@ TEST_P(EveryWindow, FitsIsReachedAndNamed) {
     Keep(&frame(), QStringLiteral("frame-%1").arg(size.width()));
   }
   ShowTheRest();
+  ShowQuestions();
   for (const std::string& kind : WindowClasses())
     EXPECT_TRUE(TheControlWatch()->Walked().count(kind)) << kind << " was not walked";
 }

@@ -131,7 +131,9 @@ void ListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given, c
   const Qt::Alignment alignment =
       QStyle::visualAlignment(option.direction, number ? Qt::AlignRight : option.displayAlignment) &
       Qt::AlignHorizontal_Mask;
-  painter->drawText(place, flags | static_cast<int>(alignment), text);
+  // What is being edited stands in the editor, which need not cover all of the text.
+  const auto* view = qobject_cast<const QAbstractItemView*>(option.widget);
+  if (!view || !view->indexWidget(index)) painter->drawText(place, flags | static_cast<int>(alignment), text);
   if (const QVariant progress = index.data(kProgressRole); progress.isValid()) {
     const QRect groove(option.rect.left() + kSmallGap, option.rect.bottom() - 1, option.rect.width() - kGap, 2);
     painter->fillRect(groove, ColourOf(Shade::Line));

@@ -1,0 +1,110 @@
+// Windows while something goes on in them, with their details open: walked and kept as pictures.
+#include <QLabel>
+#include <QTableView>
+#include <filesystem>
+
+#include "app/transfer_strip.h"
+#include "bank/bank_document.h"
+#include "control_walk.h"
+#include "platform/atomic_file.h"
+#include "services/zkbasics.h"
+#include "tools/ui/raw_sysex_window.h"
+#include "ui/style/search_field.h"
+#include "ui/style/strip_row.h"
+#include "ui/transfer_windows.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+class BusyWindows : public ProgramFixture {
+ protected:
+  void Keep(QWidget* window, const char* name) {
+    Settle();
+    TheControlWatch()->Walk(*window);
+    KeepScreenshot(window, QStringLiteral("windows/busy-") + QLatin1String(name));
+  }
+  ZKBankDoc& Document(TZKBank* window) { return static_cast<ZKBankDoc&>(window->document()); }
+};
+
+TEST_F(BusyWindows, ABankDuringGetAndSendWithItsDetails) {
+  Start({"ok", "ok"}, {});
+  TZKBank* bank = Open("Korg DW-8000", "Program Bank", false);
+  ASSERT_NE(bank, nullptr);
+  EXPECT_FALSE(bank->CommandEnabled(CommandId::MidiTransmit)) << "nothing was received yet";
+  EXPECT_EQ(bank->RefusalOf(CommandId::MidiTransmit).toStdString(), "There is nothing to send yet.");
+  const bool empty = bank->document().IsEmpty();
+  Keep(bank, "bank-empty");
+  frame().RunCommand(CommandId::MidiGet);
+  const auto transfer = [&] { return program_->basics()->transfers().TransferOf(bank->dataFile()); };
+  ASSERT_TRUE(WaitFor([&] { return transfer() && transfer()->WindowState().patchesDone >= 3; }, 10000));
+  Keep(bank, "bank-get");
+  Keep(&frame(), "frame-get");
+  ASSERT_TRUE(parts().transfers.receiveWindow()->ShowPage(transfer()));
+  Keep(parts().transfers.receiveWindow(), "receive-window");
+  ASSERT_TRUE(Idle(bank, 60000));
+  parts().transfers.receiveWindow()->hide();
+  EXPECT_TRUE(bank->CommandEnabled(CommandId::MidiTransmit));
+  // Back to what it was before the first Get.
+  frame().RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(bank->document().IsEmpty(), empty);
+  EXPECT_EQ(Document(bank).DefinedPatches(), 0);
+  EXPECT_FALSE(bank->CommandEnabled(CommandId::MidiTransmit));
+  frame().RunCommand(CommandId::EditRedo);
+  ASSERT_TRUE(bank->CommandEnabled(CommandId::MidiTransmit));
+  frame().RunCommand(CommandId::MidiTransmit);
+  ASSERT_TRUE(WaitFor([&] { return bank->document().IsBusy() && parts().frame.strip.Rows() > 0; }));
+  Keep(bank, "bank-send");
+  auto* row = parts().frame.strip.RowOf(bank->dataFile());
+  ASSERT_NE(row, nullptr);
+  ClickMouse(row);
+  auto* send = frame().findChild<ZKMidiOutStatus*>();
+  ASSERT_NE(send, nullptr);
+  if (send->isVisible()) Keep(send, "transmit-window");
+}
+
+TEST_F(BusyWindows, TwoBanksOfOneDayAreToldApart) {
+  Start();
+  TZKBank* one = Open("Yamaha DX7", "Voice Bank", true);
+  TZKBank* two = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_TRUE(one && two && one != two);
+  EXPECT_EQ(one->TabText(), two->TabText());
+  EXPECT_EQ(one->WithTwin(QStringLiteral("DX7")), QStringLiteral("DX7"));
+  EXPECT_EQ(two->WithTwin(QStringLiteral("DX7")), QStringLiteral("DX7 (2)"));
+  Keep(&frame(), "frame-twins");
+  TZKBank* three = Open("Yamaha DX7", "Voice Bank", true);
+  EXPECT_EQ(three->Twin(), 3);
+  one->CloseVerified();
+  Settle();
+  EXPECT_EQ(two->Twin(), 2) << "a name does not change while it is needed";
+  two->CloseVerified();
+  Settle();
+  EXPECT_EQ(three->Twin(), 0);
+}
+
+// A file of 32 MB and one of very many small messages: no event that opens, searches or saves them takes long.
+TEST_F(BusyWindows, LargeFilesStopNobody) {
+  Start({"file " + Path("copy.syx"), "file " + Path("copy2.syx")});
+  std::string large, small;
+  while (large.size() < (std::size_t{32} << 20)) large += "\xF0\x43\x10" + std::string(4096, 'x') + "\xF7";
+  while (small.size() < (std::size_t{1} << 20)) small += "\xF0\x40\x22\x33\xF7";
+  int opened = 0;
+  for (const auto& [name, bytes] : {std::pair{"large.syx", &large}, std::pair{"small.syx", &small}}) {
+    ASSERT_TRUE(WriteFileAtomically(Path(name), std::string_view(*bytes)).ok());
+    ASSERT_TRUE(DropFiles(&frame(), {Path(name)}));
+    ++opened;
+    ASSERT_TRUE(WaitFor([&] { return static_cast<int>(frame().Children().size()) > opened; }, 60000)) << name;
+    auto* raw = qobject_cast<RawSysExWindow*>(frame().ActiveChild());
+    ASSERT_NE(raw, nullptr) << name;
+    raw->Search()->setText(QStringLiteral("nothing like it"));
+    EXPECT_TRUE(WaitFor([&] { return raw->Search()->Hits() == 0 && raw->list()->model()->rowCount() == 0; }, 60000));
+    PressKey(raw->Search(), Qt::Key_Escape);
+    raw->RunCommand(CommandId::FileSaveAs);
+    std::error_code none;
+    const std::string copy = Path(opened == 1 ? "copy.syx" : "copy2.syx");
+    EXPECT_EQ(std::filesystem::file_size(copy, none), bytes->size()) << name;
+  }
+}
+
+}  // namespace
+}  // namespace tonalith
