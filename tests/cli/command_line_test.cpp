@@ -119,7 +119,7 @@ TEST(CommandLine, HelpForEveryCommand) {
   // What the run of a command says it knows, its help has.
   EXPECT_EQ(CliVerbs(*FindCliCommand("module")),
             (std::vector<std::string>{"build", "manifest", "words", "list", "install", "server", "new", "check",
-                                      "table", "text"}));
+                                      "table", "text", "simulator"}));
   EXPECT_EQ(RunCli({"--version"}).out, "tonalith-cli " TONALITH_VERSION "\n");
 }
 
