@@ -7,6 +7,7 @@
 #include "platform/clock.h"
 #include "ui/plain_text.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 #include "ui/style/strip_row.h"
 
 namespace tonalith {
@@ -43,6 +44,7 @@ int SecondsLeft(std::int64_t passedMs, double done) {
 
 TransferStrip::TransferStrip(Clock& clock, QWidget* parent)
     : QWidget(parent), clock_(clock), column_(new QVBoxLayout(this)) {
+  SetRole(this, QAccessible::Grouping);
   SetSpace(column_, 0, 0);
   SetAccessibleName(this, tr("Transfers"));
   timer_.setInterval(kLookMs);

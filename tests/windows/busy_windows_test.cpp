@@ -82,29 +82,5 @@ TEST_F(BusyWindows, TwoBanksOfOneDayAreToldApart) {
   EXPECT_EQ(three->Twin(), 0);
 }
 
-// A file of 32 MB and one of very many small messages: no event that opens, searches or saves them takes long.
-TEST_F(BusyWindows, LargeFilesStopNobody) {
-  Start({"file " + Path("copy.syx"), "file " + Path("copy2.syx")});
-  std::string large, small;
-  while (large.size() < (std::size_t{32} << 20)) large += "\xF0\x43\x10" + std::string(4096, 'x') + "\xF7";
-  while (small.size() < (std::size_t{1} << 20)) small += "\xF0\x40\x22\x33\xF7";
-  int opened = 0;
-  for (const auto& [name, bytes] : {std::pair{"large.syx", &large}, std::pair{"small.syx", &small}}) {
-    ASSERT_TRUE(WriteFileAtomically(Path(name), std::string_view(*bytes)).ok());
-    ASSERT_TRUE(DropFiles(&frame(), {Path(name)}));
-    ++opened;
-    ASSERT_TRUE(WaitFor([&] { return static_cast<int>(frame().Children().size()) > opened; }, 60000)) << name;
-    auto* raw = qobject_cast<RawSysExWindow*>(frame().ActiveChild());
-    ASSERT_NE(raw, nullptr) << name;
-    raw->Search()->setText(QStringLiteral("nothing like it"));
-    EXPECT_TRUE(WaitFor([&] { return raw->Search()->Hits() == 0 && raw->list()->model()->rowCount() == 0; }, 60000));
-    PressKey(raw->Search(), Qt::Key_Escape);
-    raw->RunCommand(CommandId::FileSaveAs);
-    std::error_code none;
-    const std::string copy = Path(opened == 1 ? "copy.syx" : "copy2.syx");
-    EXPECT_EQ(std::filesystem::file_size(copy, none), bytes->size()) << name;
-  }
-}
-
 }  // namespace
 }  // namespace tonalith

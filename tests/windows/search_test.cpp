@@ -94,6 +94,7 @@ TEST_F(SearchTest, PortsAndPackagesThatAreChosenOutOfSightAreSaid) {
   ports.openAll()->setChecked(false);
   ports.list()->item(0)->setSelected(true);
   ports.show();
+  ASSERT_TRUE(MakeActive(&ports));
   ports.search()->Begin();
   TypeText(ports.search(), ports.list()->item(1)->text());
   EXPECT_TRUE(ports.list()->item(0)->isHidden());
