@@ -43,7 +43,7 @@ struct CarefulRig {
   bool Change() {
     Synth& synth = *data->synth;
     bool any = false;
-    for (std::uint32_t i = 0; i < std::max<std::uint32_t>(synth.numVoices, 1); ++i) {
+    for (std::uint32_t i = 0; i < std::max<std::uint32_t>(+synth.numVoices, 1); ++i) {
       if (type.byPatch ? !patches[i] || MapBit(data->emptyMap, data->emptyMapSize, i) : i > 0) continue;
       any = ChangeVoice(data.get(), i) || any;
     }
