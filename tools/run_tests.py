@@ -75,7 +75,7 @@ def gtest_programs(folder, label, names=None, env=None):
         full = {"QT_QPA_PLATFORM": "offscreen", "QT_LOGGING_RULES": "qt.qpa.*=false", "XDG_RUNTIME_DIR": runtime_folder()}
         full.update(env or {})
         start = time.time()
-        ok, output = call([program, f"--gtest_output=xml:{report}"], timeout=900, env=full)
+        ok, output = call([program, f"--gtest_output=xml:{report}"], timeout=1500, env=full)
         count = count_report(report, f"{label} {short}")
         if not ok:
             note(f"{label} {short}", False, output[-6000:])
@@ -122,7 +122,7 @@ def stage_style():
     ok, output = call(["clang-format", "--dry-run", "-Werror", *sources])
     note("clang-format", ok, output[-3000:])
     if os.path.exists(os.path.join(ROOT, "build", "compile_commands.json")):
-        ok, output = call([os.path.join(ROOT, "tools", "tidy.sh")], timeout=1200)
+        ok, output = call([os.path.join(ROOT, "tools", "tidy.sh")], timeout=1800)
         note("clang-tidy", ok, output[-6000:])
     for script in sorted(glob.glob(os.path.join(ROOT, "tests", "checks", "*.sh"))):
         ok, output = call(["bash", script], timeout=900)
