@@ -323,9 +323,12 @@ class Trial {
       standstill_.LongestMs();
       if (peer_) GapMs(*peer_);
       gapsByItselfMs = 0;
+      const auto xrunsBefore = side_.Xruns();
       const auto lines = peer::HoldBack(body);
       const long ms = std::max({standstill_.LongestMs(), gapsByItselfMs, witness && peer_ ? GapMs(*peer_) : 0});
-      if (peer::PrintUnlessHeldUp(lines, ms, attempt)) return;
+      const auto xruns = side_.Xruns();  // of a new session: from 0 on
+      const auto fresh = xruns < xrunsBefore ? xruns : xruns - xrunsBefore;
+      if (peer::PrintUnlessHeldUp(lines, ms, attempt, witness ? fresh : 0)) return;
       spoiled_ = true;
     }
   }

@@ -45,16 +45,18 @@ inline std::vector<CheckedLine> HoldBack(const std::function<void()>& body) {
 }
 
 // On a machine that gives a server or this program no time the server looks as if it were frozen, and rightly: a case
-// that fails while nobody but the machine held them up says nothing.  False: it is to be tried again.
-inline bool PrintUnlessHeldUp(const std::vector<CheckedLine>& lines, long heldUpMs, int attempt) {
+// that fails while nobody but the machine held them up says nothing.  `xruns`: periods the server says were not kept,
+// in which it hands on the buffers of the one before.  False: it is to be tried again.
+inline bool PrintUnlessHeldUp(const std::vector<CheckedLine>& lines, long heldUpMs, int attempt,
+                              unsigned long long xruns = 0) {
   constexpr long kHeldUpMs = 150;
   constexpr int kAttempts = 6;
   const auto wrong = std::find_if(lines.begin(), lines.end(), [](const CheckedLine& line) { return !line.right; });
-  if (wrong == lines.end() || heldUpMs < kHeldUpMs || attempt == kAttempts) {
+  if (wrong == lines.end() || (heldUpMs < kHeldUpMs && xruns == 0) || attempt == kAttempts) {
     for (const CheckedLine& line : lines) Check(line.right, line.what);
     return true;
   }
-  std::printf("again  held up for %ld ms: %s\n", heldUpMs, wrong->what.c_str());
+  std::printf("again  held up for %ld ms, %llu xruns: %s\n", heldUpMs, xruns, wrong->what.c_str());
   std::fflush(stdout);
   return false;
 }

@@ -22,8 +22,8 @@ class Side {
  public:
   // Names of the ports of a client: its name with these behind it.
   Side(std::unique_ptr<MidiBackend> backend, std::string toOther, std::string fromOther)
-      : to_(std::move(toOther)), from_(std::move(fromOther)), midi_(SystemClock()) {
-    midi_.AddBackend(std::move(backend));
+      : to_(std::move(toOther)), from_(std::move(fromOther)), backend_(std::move(backend)), midi_(SystemClock()) {
+    midi_.AddBackend(backend_);
     midi_.Start();
     midi_.MidiPortInOpenPorts();
     midi_.MidiPortOutOpenPorts();
@@ -33,6 +33,8 @@ class Side {
   ~Side() { midi_.Stop(); }
   MidiPortSystem& midi() { return midi_; }
   MidiOut& out() { return midi_.out(); }
+  // How often the server said that a period was not kept.
+  std::uint64_t Xruns() const { return backend_->Xruns(); }
   void Look() {
     if (!news_.exchange(false)) return;
     midi_.MidiInPortsChanged();
@@ -68,6 +70,7 @@ class Side {
  private:
   const std::string to_;
   const std::string from_;
+  std::shared_ptr<MidiBackend> backend_;
   MidiPortSystem midi_;
   std::atomic<bool> news_{false};
 };
