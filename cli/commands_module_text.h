@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "platform/result.h"
 
 namespace tonalith {
 
