@@ -177,7 +177,7 @@ std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data, co
   const PanelGuard guard = GuardOf(condition);
   // A sign has no value to spare for what is not there.
   const bool spare = condition && !place.isSigned;
-  const std::string before = spare ? "MW = " + N(kNotThere) + "\nRET W\n" + guard.begin : std::string();
+  const std::string before = spare ? "MW = 0\nMW - " + N(-kNotThere) + "\nRET W\n" + guard.begin : std::string();
   return "GP " + N(data.headerSize) + "\n" + before + ReadPlaceText(place) + "RET W\n" + (spare ? guard.end : "") + "]";
 }
 

@@ -1,5 +1,6 @@
 #include "chart/panel_guard.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tonalith {
@@ -22,13 +23,15 @@ PanelGuard GuardOf(const ParameterCondition* condition) {
   for (const ParameterCondition::Test& test : condition->tests) {
     guard.begin += ReadPlaceText(test.place);
     // Two's complement counted from the lowest value on is in order.
-    std::int64_t first = test.range.min + test.place.bias;
+    const std::int64_t lowest = std::max(test.range.min, test.place.lowest());
+    const std::int64_t highest = std::min(test.range.max, test.place.highest());
+    std::int64_t first = lowest + test.place.bias;
     if (test.place.isSigned) {
       const std::int64_t half = std::int64_t{1} << (test.place.width() - 1);
       guard.begin += "MW + " + std::to_string(half) + "\nMW & " + std::to_string(2 * half - 1) + "\n";
       first += half;
     }
-    const std::string span = std::to_string(test.range.max - test.range.min);
+    const std::string span = std::to_string(highest - lowest);
     guard.begin += "MW - " + std::to_string(first) + "\nIFGQ W\nMW - " + span + "\nIFLQ W\n";
     guard.end += "IFX\nIFX\n";
   }
