@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "chart/panel_guard.h"
 #include "platform/text.h"
 #include "script/compiler.h"
 
@@ -172,19 +173,17 @@ class ChangeReader {
 
 }  // namespace
 
-std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\nMW = 0\n";
-  int at = 0;
-  for (const FieldBits& part : place.bits) {
-    text += "FR Y " + N(part.byte) + "\nMY > " + N(part.bit) + "\nMY & " + N((1 << part.width) - 1) + "\nMY < " +
-            N(at) + "\nMW | Y\n";
-    at += part.width;
-  }
-  return text + "RET W\n]";
+std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  // A sign has no value to spare for what is not there.
+  const bool spare = condition && !place.isSigned;
+  const std::string before = spare ? "MW = 0\nMW - " + N(-kNotThere) + "\nRET W\n" + guard.begin : std::string();
+  return "GP " + N(data.headerSize) + "\n" + before + ReadPlaceText(place) + "RET W\n" + (spare ? guard.end : "") + "]";
 }
 
-std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\n";
+std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
   int at = 0;
   for (const FieldBits& part : place.bits) {
     const int mask = ((1 << part.width) - 1) << part.bit;
@@ -192,7 +191,7 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
             N(part.byte) + "\nMY & " + N(0xFFFF & ~mask) + "\nMY | W\nFS Y " + N(part.byte) + "\n";
     at += part.width;
   }
-  return text + "]";
+  return text + guard.end + "]";
 }
 
 namespace {
@@ -238,14 +237,16 @@ std::string MessageText(const Parameter& parameter, const std::string& change, c
 
 }  // namespace
 
-std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\n";
+std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data,
+                              const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
   for (const std::string& message : MessagesOf(change)) {
     const std::string part = MessageText(parameter, message, data);
     if (part.empty()) return {};
     text += part;
   }
-  return text + "]";
+  return text + guard.end + "]";
 }
 
 TemplateValues NoBinding() {
@@ -266,7 +267,8 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
   binding.Set("Default", parameter.defaultValue + place.bias);
   binding.Set("Retrieve Offset", std::int64_t{first.byte});
   binding.Set("Store Offset", std::int64_t{first.byte});
-  if (place.bits.size() == 1) {
+  const ParameterCondition* condition = table.ConditionOf(parameter);
+  if (place.bits.size() == 1 && !condition) {
     const int whole = table.sevenBit ? kByteBits - 1 : kByteBits;
     if (first.bit > 0 || first.width < whole) {
       binding.Set("Bitmask", std::int64_t{((1 << first.width) - 1) << first.bit});
@@ -274,15 +276,16 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
     }
   } else {
     binding.Set("Use Retrieve Macro", 1);
-    binding.Set("Retrieve Macro", Compiled(RetrieveMacroText(place, data)));
+    binding.Set("Retrieve Macro", Compiled(RetrieveMacroText(place, data, condition)));
     binding.Set("Use Store Macro", 1);
-    binding.Set("Store Macro", Compiled(StoreMacroText(place, data)));
+    binding.Set("Store Macro", Compiled(StoreMacroText(place, data, condition)));
   }
   if (place.isSigned) binding.Set("Convert", ConvertOf(place.width()).value_or(0));
   const std::string transmit =
       parameter.change < 0
           ? std::string()
-          : Compiled(TransmitMacroText(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data));
+          : Compiled(TransmitMacroText(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data,
+                                       condition));
   binding.Set("Transmit", transmit);
   binding.Set("Comm Mode", std::int64_t{transmit.empty() ? kBulkTransmit : kUseMacro});
   return binding;

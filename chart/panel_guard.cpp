@@ -1,0 +1,41 @@
+#include "chart/panel_guard.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace tonalith {
+
+std::string ReadPlaceText(const FieldPlace& place) {
+  const auto number = [](std::int64_t value) { return std::to_string(value); };
+  std::string text = "MW = 0\n";
+  int at = 0;
+  for (const FieldBits& part : place.bits) {
+    text += "FR Y " + number(part.byte) + "\nMY > " + number(part.bit) + "\nMY & " + number((1 << part.width) - 1) +
+            "\nMY < " + number(at) + "\nMW | Y\n";
+    at += part.width;
+  }
+  return text;
+}
+
+PanelGuard GuardOf(const ParameterCondition* condition) {
+  PanelGuard guard;
+  if (!condition) return guard;
+  for (const ParameterCondition::Test& test : condition->tests) {
+    guard.begin += ReadPlaceText(test.place);
+    // Two's complement counted from the lowest value on is in order.
+    const std::int64_t lowest = std::max(test.range.min, test.place.lowest());
+    const std::int64_t highest = std::min(test.range.max, test.place.highest());
+    std::int64_t first = lowest + test.place.bias;
+    if (test.place.isSigned) {
+      const std::int64_t half = std::int64_t{1} << (test.place.width() - 1);
+      guard.begin += "MW + " + std::to_string(half) + "\nMW & " + std::to_string(2 * half - 1) + "\n";
+      first += half;
+    }
+    const std::string span = std::to_string(highest - lowest);
+    guard.begin += "MW - " + std::to_string(first) + "\nIFGQ W\nMW - " + span + "\nIFLQ W\n";
+    guard.end += "IFX\nIFX\n";
+  }
+  return guard;
+}
+
+}  // namespace tonalith
