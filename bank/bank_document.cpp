@@ -4,8 +4,8 @@
 #include <span>
 #include <utility>
 
-#include "bank/changed_map.h"
 #include "bank/clip_mark.h"
+#include "bank/file_marks.h"
 #include "data/container.h"
 #include "platform/text.h"
 #include "script/received_check.h"
@@ -49,14 +49,22 @@ std::string MakerAndModel(const DataFile& dataFile) {
   return name.empty() ? FieldText(dataFile.synth->shortName) : name;
 }
 
+bool IsOneOf(const std::vector<std::uint8_t>& patches, int patch) {
+  return patch >= 0 && static_cast<std::size_t>(patch) < patches.size() &&
+         patches[static_cast<std::size_t>(patch)] != 0;
+}
+
 }  // namespace
 
 ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
-    : dataFile_(dataFile ? std::move(dataFile) : DataFilePtr(AllocDataFile())), target_(dataFile_.get()) {
+    : dataFile_(dataFile ? std::move(dataFile) : DataFilePtr(AllocDataFile())),
+      target_(dataFile_.get()),
+      rest_(history()) {
   history().SetTarget(&target_);
   TakenOver({});
   AddListener([this](const DocumentChange& change) {
     if (change.kind != DocumentChange::Kind::State) states_.Read(*dataFile_);
+    rest_.Follow();
     if (!IsModified() && !path().empty()) states_.FileHoldsAll();
   });
 }
@@ -65,22 +73,20 @@ ZKBankDoc::~ZKBankDoc() {
   ClearClipMark(*this);
 }
 
-void ZKBankDoc::TakenOver(std::span<const std::uint8_t> changed) {
+void ZKBankDoc::TakenOver(const std::vector<std::uint8_t>& changed) {
   states_.Read(*dataFile_);
-  states_.InstrumentHolds([changed](std::size_t patch) {
-    return !MapBit(changed.data(), static_cast<std::uint32_t>(changed.size()), static_cast<std::uint32_t>(patch));
-  });
+  states_.InstrumentHolds([&](std::size_t patch) { return patch >= changed.size() || changed[patch] == 0; });
   original_.reset(DupForUser(dataFile_.get()));
 }
 
-std::vector<std::uint8_t> ZKBankDoc::ChangedMap() const {
-  std::vector<std::uint8_t> map;
+std::vector<std::uint8_t> ZKBankDoc::ChangedPatches() const {
+  std::vector<std::uint8_t> changed;
   for (int patch = 0; patch < PatchCount(); ++patch) {
-    if (!DiffersFromInstrument(patch)) continue;
-    map.resize(ChangedMapSize(PatchCount()));
-    SetMapBit(map.data(), static_cast<std::uint32_t>(map.size()), static_cast<std::uint32_t>(patch), true);
+    if (!states_.DiffersFromInstrument(patch)) continue;
+    changed.resize(static_cast<std::size_t>(PatchCount()));
+    changed[static_cast<std::size_t>(patch)] = 1;
   }
-  return map;
+  return changed;
 }
 
 std::string ZKBankDoc::Title() const {
@@ -147,6 +153,14 @@ std::vector<std::string> ZKBankDoc::NameLines(const std::vector<int>& patches) c
 
 bool ZKBankDoc::IsDamaged(int patch) const {
   return MarkedDamaged(*dataFile_, patch) || (PatchCount() == 1 && MarkedDamaged(*dataFile_, -1));
+}
+
+bool ZKBankDoc::DiffersFromInstrument(int patch) const {
+  return states_.DiffersFromInstrument(patch) || IsOneOf(rest().notSent, patch);
+}
+
+bool ZKBankDoc::IsAwaited(int patch) const {
+  return IsOneOf(rest().notReceived, patch);
 }
 
 int ZKBankDoc::CountDifferent(bool fromInstrument) const {
@@ -221,8 +235,13 @@ void ZKBankDoc::BeginReceive(const std::string& description) {
   SetBusy(true);
 }
 
+void ZKBankDoc::BeginReceiveRest(const std::string& description) {
+  BeginReceive(description);
+  rest_.PutSetAside(dataFile_.get());
+}
+
 bool ZKBankDoc::EndReceive(bool all) {
-  const bool changed = EndBackup();
+  const bool changed = receiveChanged_ = EndBackup();
   SetBusy(false);
   states_.Read(*dataFile_);
   if (changed) original_.reset(DupForUser(dataFile_.get()));
@@ -234,6 +253,7 @@ bool ZKBankDoc::EndReceive(bool all) {
 }
 
 void ZKBankDoc::WasSent(const std::vector<std::uint8_t>& patches) {
+  states_.Read(*dataFile_);  // sending has made its checksums
   states_.InstrumentHolds(
       [&](std::size_t patch) { return patches.empty() || (patch < patches.size() && patches[patch] != 0); });
   Tell(DocumentChange::Kind::Everything);
@@ -261,7 +281,9 @@ Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::stri
   // Every buffer is taken over while the record itself, which others may point to, stays where it is.
   std::swap(*dataFile_, *read);
   SetLoadNotice(MissingSentence(path, bytes));
-  TakenOver(ChangedMapIn(bytes, PatchCount()));
+  FileMarks marks = FileMarksIn(bytes, PatchCount());
+  TakenOver(marks.changed);
+  rest_.Set(std::move(marks.rest));
   return Result::Success();
 }
 
@@ -273,11 +295,32 @@ std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& r
   return "The file " + path + " could not be written; the former file was left as it is.  " + reason;
 }
 
+void ZKBankDoc::GetEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  const bool taken = result.ok || result.changed || receiveChanged_;
+  rest_.GetEnded(*dataFile_, patches, result, taken, receiveChanged_);
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::SendEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  rest_.SendEnded(*dataFile_, patches, result);
+  if (result.ok) return WasSent(patches);
+  if (result.sent.empty()) return Tell(DocumentChange::Kind::Everything);
+  std::vector<std::uint8_t> sent(static_cast<std::size_t>(PatchCount()));
+  for (const int patch : result.sent)
+    if (patch >= 0 && patch < PatchCount()) sent[static_cast<std::size_t>(patch)] = 1;
+  WasSent(sent);
+}
+
+void ZKBankDoc::SetRest(TransferRest rest) {
+  rest_.Set(std::move(rest));
+  Tell(DocumentChange::Kind::Everything);
+}
+
 Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {
   const bool written = path.empty() ? DiskWriteForm(bytes, *dataFile_) : DiskWriteFormAs(bytes, *dataFile_, path);
   if (written) {
     states_.Read(*dataFile_);
-    AddChangedMap(bytes, ChangedMap());
+    AddFileMarks(bytes, {ChangedPatches(), rest()}, PatchCount());
     return Result::Success();
   }
   return Result::Failure(dataFile_->synth ? kTooLargeToWrite : "There is no data that could be written.",

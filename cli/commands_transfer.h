@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,7 +23,13 @@ struct SendWishes {
   std::string slots;  // "3,5-7"; empty: all
   bool keep = false;
   bool verify = false;
-  bool obeysSetting = true;  // what the user chose for the instrument counts as well
+  bool obeysSetting = true;           // what the user chose for the instrument counts as well
+  std::vector<std::uint8_t> patches;  // one value a patch, instead of slots; empty: all
+  std::string rest;                   // where a bank of which not all was sent is written to; empty: nowhere
+  // Told how the send of a piece ended; of these patches, as above.  What it gives stands behind the sentence of a
+  // failure; empty: that says how to go on.
+  std::function<std::string(const DataFile& piece, const std::vector<std::uint8_t>& patches, const DeskResult& result)>
+      ended;
 };
 
 // The help text of --keep and --verify.

@@ -6,6 +6,7 @@
 #include "data/patch_names.h"
 #include "platform/text.h"
 #include "script/started_at_panel.h"
+#include "services/transfer_rest.h"
 
 namespace tonalith {
 
@@ -21,6 +22,7 @@ struct CarefulWork {
   std::string title;
   std::shared_ptr<DataFile> meant;  // a copy of what was sent, for comparing
   Synth synth{};
+  std::vector<std::uint8_t> patches;  // that hold something; empty: the data goes as a whole
   int sendStep = 0;
 };
 
@@ -47,14 +49,17 @@ std::string KeptText(const CarefulSendReport& report) {
   return "  What was there before is kept as number " + std::to_string(report.kept.number) + " of the history.";
 }
 
-// What was only handed over may have been cut off in the port's queue.
 std::vector<std::uint8_t> NotSent(const CarefulWork& work, const DeskResult& result) {
-  const Synth& synth = work.synth;
-  if (!PatchAddressable(synth)) return {};
-  const bool answered = result.cause == TransferCause::kNotTaken || result.cause == TransferCause::kNoAnswer;
-  if (answered && !result.faults.empty()) return FaultyPatches(synth, result.faults);
-  if (!work.wishes.patches.empty()) return work.wishes.patches;
-  return std::vector<std::uint8_t>(synth.numVoices, 1);
+  std::vector<std::uint8_t> notSent = work.patches;
+  for (const int patch : result.sent) notSent[static_cast<std::size_t>(patch)] = 0;
+  return notSent;
+}
+
+std::vector<int> PatchesOf(const std::vector<std::uint8_t>& mask) {
+  std::vector<int> patches;
+  for (std::size_t i = 0; i < mask.size(); ++i)
+    if (mask[i]) patches.push_back(static_cast<int>(i));
+  return patches;
 }
 
 // What is said in the end, by the step that was the last.
@@ -71,6 +76,7 @@ void Conclude(const CarefulWork& work, DeskResult* result) {
     result->sentence += KeptText(report);
     return;
   }
+  result->sent = PatchesOf(work.patches);
   if (result->ok) {
     report.verified = true;
     result->sentence = work.title + " sent, read back and found the same.";
@@ -90,6 +96,7 @@ DeskRequest MakeRequest(DeskStep send, const DataFile& data, const CarefulSend& 
   work->report = std::move(report);
   work->title = TransferTitle(data);
   work->synth = *data.synth;
+  if (PatchAddressable(work->synth)) work->patches = PatchesToSend(data, wishes.patches);
   DeskRequest request;
   if (wishes.keep) {
     const std::shared_ptr<DataFile> before = SharedBlank(data);
