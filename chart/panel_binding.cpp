@@ -1,10 +1,14 @@
 #include "chart/panel_binding.h"
 
 #include <array>
+#include <bit>
 #include <optional>
 #include <string_view>
 #include <vector>
 
+#include "chart/message.h"
+#include "data/data_records.h"
+#include "parameters/patch_bytes.h"
 #include "platform/text.h"
 #include "script/compiler.h"
 
@@ -172,12 +176,86 @@ class ChangeReader {
 
 }  // namespace
 
+namespace {
+
+// Bits as a macro reaches them: of a byte of the patch through its packing, or of a byte as it is sent.
+struct MacroBits {
+  std::uint32_t byte = 0;
+  int bit = 0, width = 0;
+  bool raw = false;
+  bool digit = false;  // the byte as it is sent is a character 0 to 9, A to F
+};
+
+// Where one bit of a byte in a piece lies as it is sent, by what writing it changes.
+std::optional<MacroBits> SentBit(const PatchPiece& piece, std::uint32_t byte, int bit) {
+  constexpr int kHexDigits = 3, kDigitBits = 4;
+  constexpr std::uint32_t kPeriod = 56;  // after so many bytes every packing repeats itself
+  std::uint32_t index = byte - piece.first;
+  if (piece.packing == kHexDigits)
+    return MacroBits{piece.origin + 2 * index + (bit < kDigitBits ? 1 : 0), bit % kDigitBits, 1, true, true};
+  const std::uint32_t periods = index / kPeriod ? index / kPeriod - 1 : 0;
+  index -= periods * kPeriod;
+  const std::uint32_t origin = piece.origin + periods * PackedSize(piece.packing, kPeriod);
+  const PatchPiece alone{0, 2 * kPeriod, 0, piece.packing};
+  Synth synth{};
+  synth.voiceBytes = 1;
+  synth.numVoices = 1;
+  std::array<std::uint8_t, 8 * kPeriod> clear{}, set{};
+  PatchBytes(clear, synth).Set(index, alone, 0);
+  PatchBytes(set, synth).Set(index, alone, std::int64_t{1} << bit);
+  std::optional<MacroBits> found;
+  for (std::uint32_t i = 0; i < clear.size(); ++i) {
+    const auto changed = static_cast<unsigned>(clear[i] ^ set[i]);
+    if (!changed) continue;
+    if (found || !std::has_single_bit(changed)) return std::nullopt;
+    found = MacroBits{origin + i, std::countr_zero(changed), 1, true};
+  }
+  return found;
+}
+
+// The bits of a place, the lowest first; nothing when they cannot be reached.
+std::vector<MacroBits> MacroBitsOf(const std::vector<FieldBits>& bits) {
+  std::vector<MacroBits> out;
+  for (const FieldBits& part : bits) {
+    if (!part.piece.bytes) {
+      out.push_back({part.byte, part.bit, part.width});
+      continue;
+    }
+    for (int bit = part.bit; bit < part.bit + part.width; ++bit) {
+      const auto sent = SentBit(part.piece, part.byte, bit);
+      if (!sent) return {};
+      const bool goesOn = !out.empty() && out.back().raw && out.back().byte == sent->byte &&
+                          out.back().bit + out.back().width == sent->bit;
+      if (goesOn)
+        ++out.back().width;
+      else
+        out.push_back(*sent);
+    }
+  }
+  return out;
+}
+
+// Y becomes the byte; of a character its digit.
+std::string ReadByteText(const MacroBits& bits) {
+  if (!bits.raw) return "FR Y " + N(bits.byte) + "\n";
+  const std::string read = "FG Y " + N(bits.byte) + "\n";
+  return bits.digit ? read + "MZ @ Y\nMZ > 6\nMZ * 9\nMY & 15\nMY + Z\n" : read;
+}
+
+std::string WriteByteText(const MacroBits& bits) {
+  if (!bits.raw) return "FS Y " + N(bits.byte) + "\n";
+  const std::string digit = "MZ @ Y\nMZ + 6\nMZ > 4\nMZ * 7\nMY + Z\nMY + 48\n";
+  return (bits.digit ? digit : "") + "F Y " + N(bits.byte) + "\n";
+}
+
+}  // namespace
+
 std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data) {
   std::string text = "GP " + N(data.headerSize) + "\nMW = 0\n";
   int at = 0;
-  for (const FieldBits& part : place.bits) {
-    text += "FR Y " + N(part.byte) + "\nMY > " + N(part.bit) + "\nMY & " + N((1 << part.width) - 1) + "\nMY < " +
-            N(at) + "\nMW | Y\n";
+  for (const MacroBits& part : MacroBitsOf(place.bits)) {
+    text += ReadByteText(part) + "MY > " + N(part.bit) + "\nMY & " + N((1 << part.width) - 1) + "\nMY < " + N(at) +
+            "\nMW | Y\n";
     at += part.width;
   }
   return text + "RET W\n]";
@@ -186,10 +264,10 @@ std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data) {
 std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
   std::string text = "GP " + N(data.headerSize) + "\n";
   int at = 0;
-  for (const FieldBits& part : place.bits) {
+  for (const MacroBits& part : MacroBitsOf(place.bits)) {
     const int mask = ((1 << part.width) - 1) << part.bit;
-    text += "MW @ X\nMW > " + N(at) + "\nMW & " + N((1 << part.width) - 1) + "\nMW < " + N(part.bit) + "\nFR Y " +
-            N(part.byte) + "\nMY & " + N(0xFFFF & ~mask) + "\nMY | W\nFS Y " + N(part.byte) + "\n";
+    text += "MW @ X\nMW > " + N(at) + "\nMW & " + N((1 << part.width) - 1) + "\nMW < " + N(part.bit) + "\n" +
+            ReadByteText(part) + "MY & " + N(0xFFFF & ~mask) + "\nMY | W\n" + WriteByteText(part);
     at += part.width;
   }
   return text + "]";
@@ -214,6 +292,23 @@ std::vector<std::string> MessagesOf(const std::string& change) {
   return messages;
 }
 
+// Y becomes a byte of the patch.
+std::string PatchByteText(const Parameter& parameter, std::uint32_t byte) {
+  constexpr std::uint8_t kWhole = 8;
+  for (const FieldBits& part : parameter.place.bits) {
+    if (!part.piece.Holds(byte)) continue;
+    std::string text = "MW = 0\n";
+    int at = 0;
+    for (const MacroBits& bits : MacroBitsOf({{byte, 0, kWhole, part.piece}})) {
+      text += ReadByteText(bits) + "MY > " + N(bits.bit) + "\nMY & " + N((1 << bits.width) - 1) + "\nMY < " + N(at) +
+              "\nMW | Y\n";
+      at += bits.width;
+    }
+    return text + "MY @ W\n";
+  }
+  return "FR Y " + N(byte) + "\n";
+}
+
 std::string MessageText(const Parameter& parameter, const std::string& change, const PanelData& data) {
   ChangeReader reader(parameter, data);
   if (!reader.Read(change)) return {};
@@ -230,7 +325,7 @@ std::string MessageText(const Parameter& parameter, const std::string& change, c
                 N(static_cast<std::int64_t>(reader.sumFrom)) + " " + N(static_cast<std::int64_t>(i - reader.sumFrom)) +
                 " " + place + "\n";
     if (byte.source != ChangeByte::Source::kValue && byte.source != ChangeByte::Source::kByte) continue;
-    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : "FR Y " + N(byte.byte) + "\n";
+    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : PatchByteText(parameter, byte.byte);
     stores += "MY > " + N(byte.shift) + "\nMY & " + N(byte.mask) + "\nF Y " + place + "\n";
   }
   return "C " + N(device) + "\nS " + count + " {" + message + " }\n" + stores + "T " + count + "\n";
@@ -266,7 +361,7 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
   binding.Set("Default", parameter.defaultValue + place.bias);
   binding.Set("Retrieve Offset", std::int64_t{first.byte});
   binding.Set("Store Offset", std::int64_t{first.byte});
-  if (place.bits.size() == 1) {
+  if (place.bits.size() == 1 && !first.piece.bytes) {
     const int whole = table.sevenBit ? kByteBits - 1 : kByteBits;
     if (first.bit > 0 || first.width < whole) {
       binding.Set("Bitmask", std::int64_t{((1 << first.width) - 1) << first.bit});

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "parameters/tabbed_lines.h"
 #include "platform/text.h"
@@ -78,9 +79,9 @@ std::string Bits(bool sevenBit) {
 }
 
 // A place with its range; what is wrong with them, or nothing.
-std::string ReadField(const std::string& place, const std::string& range, bool sevenBit, FieldPlace* out,
-                      FieldRange* outRange) {
-  auto fault = ParseFieldPlace(place, sevenBit, {}, out);
+std::string ReadField(const std::string& place, const std::string& range, bool sevenBit,
+                      const std::vector<PatchPiece>& pieces, FieldPlace* out, FieldRange* outRange) {
+  auto fault = ParseFieldPlace(place, sevenBit, {0, 0, &pieces}, out);
   if (!fault) fault = ParseFieldRange(range, out, outRange);
   return fault ? fault->text + "." : std::string();
 }
@@ -94,6 +95,8 @@ PatchConversion DerivePatchConversion(const ParameterTable& slot, const Synth& s
   conversion.patchType = patchType.driverId;
   conversion.slotSevenBit = slot.sevenBit;
   conversion.patchSevenBit = patch.sevenBit;
+  conversion.slotPieces = slot.pieces;
+  conversion.patchPieces = patch.pieces;
   std::map<std::string, const Parameter*> others;
   for (const Parameter& parameter : patch.parameters) others[parameter.name] = &parameter;
   for (const Parameter& parameter : slot.parameters) {
@@ -135,6 +138,9 @@ std::string PatchConversionText(const PatchConversion& conversion) {
   std::string text = TabbedHead(kKind);
   text += TabbedLine({"types", std::to_string(conversion.slotType), std::to_string(conversion.patchType)});
   text += TabbedLine({"bits", Bits(conversion.slotSevenBit), Bits(conversion.patchSevenBit)});
+  for (const auto& [where, pieces] :
+       {std::pair("slot ", &conversion.slotPieces), std::pair("patch ", &conversion.patchPieces)})
+    for (const PatchPiece& piece : *pieces) text += where + PatchPiecesText({piece});
   if (conversion.nameLength) {
     std::vector<std::string> cells = {"name", std::to_string(conversion.slotName), std::to_string(conversion.patchName),
                                       std::to_string(conversion.nameLength)};
@@ -168,6 +174,10 @@ Result ReadPatchConversion(std::string_view text, PatchConversion* out) {
       conversion.patchSevenBit = cells[2] == "7";
       return {};
     }
+    if (cells[0] == "slot piece" || cells[0] == "patch piece")
+      return ReadPatchPiece(cells, cells[0] == "slot piece" ? &conversion.slotPieces : &conversion.patchPieces)
+                 ? ""
+                 : "the piece does not read.";
     if (cells[0] == "name" && (cells.size() == kNameCells || cells.size() == kNameCells + 1)) {
       conversion.slotName = number(cells[1]);
       conversion.patchName = number(cells[2]);
@@ -185,8 +195,11 @@ Result ReadPatchConversion(std::string_view text, PatchConversion* out) {
     if (conversion.pairs.size() >= kMostFields) return "there are too many fields.";
     PatchConversion::Pair pair;
     pair.name = cells[1];
-    std::string wrong = ReadField(cells[2], cells[3], conversion.slotSevenBit, &pair.slot, &pair.slotRange);
-    if (wrong.empty()) wrong = ReadField(cells[4], cells[5], conversion.patchSevenBit, &pair.patch, &pair.patchRange);
+    std::string wrong =
+        ReadField(cells[2], cells[3], conversion.slotSevenBit, conversion.slotPieces, &pair.slot, &pair.slotRange);
+    if (wrong.empty())
+      wrong = ReadField(cells[4], cells[5], conversion.patchSevenBit, conversion.patchPieces, &pair.patch,
+                        &pair.patchRange);
     pair.factor = cells.size() > kFieldCells ? number(cells[kFieldCells]) : 1;
     if (wrong.empty() && (pair.factor < 1 || pair.factor > kMostFactor)) wrong = "no factor.";
     conversion.pairs.push_back(std::move(pair));
