@@ -38,8 +38,9 @@ struct BuiltType {
     const Synth& s = synth();
     const auto body = BodySpan(*data);
     const bool plain = s.storageFormat == 0 && !body.empty() && body[0] == kSysExStart;
-    const std::uint32_t bytes = s.voiceBytes ? +s.voiceBytes : +s.voiceSize;
-    return {s.optionBits & kExactSize ? bytes : 0, plain};
+    std::uint32_t bytes = s.voiceBytes ? +s.voiceBytes : +s.voiceSize;
+    if (!names.pieces.empty()) bytes = names.pieces.back().first + names.pieces.back().bytes;
+    return {s.optionBits & kExactSize ? bytes : 0, plain, names.pieces};
   }
 };
 
@@ -118,7 +119,6 @@ class FieldFiles {
       ChartProblems again(problems_.file());
       ParameterData data = type->Data();
       if (!whole) data.patchBytes = 0;
-      if (whole && type->names.bytes) data.patchBytes = type->names.bytes;
       ParameterTable table = ReadParameters(section, data, lists_, said_.insert(&section).second ? &problems_ : &again);
       Defaults(*type, &table);
       if (!whole) {
@@ -189,7 +189,7 @@ class FieldFiles {
     if (!patch || !patch->own) return;
     const auto alike = [bank](const BuiltType& other) {
       return other.own && other.Data().sevenBit == bank->Data().sevenBit &&
-             other.Data().patchBytes == bank->Data().patchBytes;
+             other.Data().patchBytes == bank->Data().patchBytes && other.Data().pieces == bank->Data().pieces;
     };
     const BuiltType* found = alike(*patch) ? patch : nullptr;
     for (const BuiltType& other : types_)
@@ -256,7 +256,8 @@ class FieldFiles {
       File(ReferenceMatrixName(type->synth().driverId), ReferenceMatrixText(matrix));
       // A bank of such patches refers in the same way.
       for (const BuiltType& bank : types_)
-        if (Held(bank) == type && bank.Data().patchBytes == type->Data().patchBytes)
+        if (Held(bank) == type && bank.Data().patchBytes == type->Data().patchBytes &&
+            bank.Data().pieces == type->Data().pieces)
           File(ReferenceMatrixName(bank.synth().driverId), ReferenceMatrixText(matrix));
     }
   }

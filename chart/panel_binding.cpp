@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "chart/panel_bits.h"
 #include "chart/panel_guard.h"
 #include "platform/text.h"
 #include "script/compiler.h"
@@ -185,10 +186,10 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const
   const PanelGuard guard = GuardOf(condition);
   std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
   int at = 0;
-  for (const FieldBits& part : place.bits) {
+  for (const MacroBits& part : MacroBitsOf(place.bits)) {
     const int mask = ((1 << part.width) - 1) << part.bit;
-    text += "MW @ X\nMW > " + N(at) + "\nMW & " + N((1 << part.width) - 1) + "\nMW < " + N(part.bit) + "\nFR Y " +
-            N(part.byte) + "\nMY & " + N(0xFFFF & ~mask) + "\nMY | W\nFS Y " + N(part.byte) + "\n";
+    text += "MW @ X\nMW > " + N(at) + "\nMW & " + N((1 << part.width) - 1) + "\nMW < " + N(part.bit) + "\n" +
+            ReadByteText(part) + "MY & " + N(0xFFFF & ~mask) + "\nMY | W\n" + WriteByteText(part);
     at += part.width;
   }
   return text + guard.end + "]";
@@ -213,6 +214,23 @@ std::vector<std::string> MessagesOf(const std::string& change) {
   return messages;
 }
 
+// Y becomes a byte of the patch.
+std::string PatchByteText(const Parameter& parameter, std::uint32_t byte) {
+  constexpr std::uint8_t kWhole = 8;
+  for (const FieldBits& part : parameter.place.bits) {
+    if (!part.piece.Holds(byte)) continue;
+    std::string text = "MW = 0\n";
+    int at = 0;
+    for (const MacroBits& bits : MacroBitsOf({{byte, 0, kWhole, part.piece}})) {
+      text += ReadByteText(bits) + "MY > " + N(bits.bit) + "\nMY & " + N((1 << bits.width) - 1) + "\nMY < " + N(at) +
+              "\nMW | Y\n";
+      at += bits.width;
+    }
+    return text + "MY @ W\n";
+  }
+  return "FR Y " + N(byte) + "\n";
+}
+
 std::string MessageText(const Parameter& parameter, const std::string& change, const PanelData& data) {
   ChangeReader reader(parameter, data);
   if (!reader.Read(change)) return {};
@@ -229,7 +247,7 @@ std::string MessageText(const Parameter& parameter, const std::string& change, c
                 N(static_cast<std::int64_t>(reader.sumFrom)) + " " + N(static_cast<std::int64_t>(i - reader.sumFrom)) +
                 " " + place + "\n";
     if (byte.source != ChangeByte::Source::kValue && byte.source != ChangeByte::Source::kByte) continue;
-    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : "FR Y " + N(byte.byte) + "\n";
+    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : PatchByteText(parameter, byte.byte);
     stores += "MY > " + N(byte.shift) + "\nMY & " + N(byte.mask) + "\nF Y " + place + "\n";
   }
   return "C " + N(device) + "\nS " + count + " {" + message + " }\n" + stores + "T " + count + "\n";
@@ -268,7 +286,7 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
   binding.Set("Retrieve Offset", std::int64_t{first.byte});
   binding.Set("Store Offset", std::int64_t{first.byte});
   const ParameterCondition* condition = table.ConditionOf(parameter);
-  if (place.bits.size() == 1 && !condition) {
+  if (place.bits.size() == 1 && !condition && !first.piece.bytes) {
     const int whole = table.sevenBit ? kByteBits - 1 : kByteBits;
     if (first.bit > 0 || first.width < whole) {
       binding.Set("Bitmask", std::int64_t{((1 << first.width) - 1) << first.bit});

@@ -2,20 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string>
+
+#include "chart/panel_bits.h"
 
 namespace tonalith {
-
-std::string ReadPlaceText(const FieldPlace& place) {
-  const auto number = [](std::int64_t value) { return std::to_string(value); };
-  std::string text = "MW = 0\n";
-  int at = 0;
-  for (const FieldBits& part : place.bits) {
-    text += "FR Y " + number(part.byte) + "\nMY > " + number(part.bit) + "\nMY & " + number((1 << part.width) - 1) +
-            "\nMY < " + number(at) + "\nMW | Y\n";
-    at += part.width;
-  }
-  return text;
-}
 
 PanelGuard GuardOf(const ParameterCondition* condition) {
   PanelGuard guard;

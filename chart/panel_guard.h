@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "parameters/field_place.h"
 #include "parameters/parameter_condition.h"
 
 namespace tonalith {
@@ -12,10 +11,7 @@ namespace tonalith {
 // What a control reads where its parameter is not there: a value that none has.
 inline constexpr int kNotThere = -1;
 
-// Reads a place into W; Y is lost.
-std::string ReadPlaceText(const FieldPlace& place);
-
-// What stands between the two is done only when the condition holds.  W and Y are lost, X stays.
+// What stands between the two is done only when the condition holds.  W, Y and Z are lost, X stays.
 struct PanelGuard {
   std::string begin, end;
 };

@@ -65,6 +65,7 @@ class ParameterReader {
       : data_(data), builder_(data.sevenBit), problems_(*problems) {}
 
   ParameterTable Read(const ChartSection& section, const std::vector<ChartEntry>& lists) {
+    for (const PatchPiece& piece : data_.pieces) builder_.AddPiece(piece);
     for (const ChartEntry& list : lists) List(list);
     open_ = {&top_};
     for (const Line& line : LinesOf(section)) {

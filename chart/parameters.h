@@ -11,8 +11,9 @@ namespace tonalith {
 
 // What is known about the data that a section [parameters NAME] describes.
 struct ParameterData {
-  std::uint32_t patchBytes = 0;  // logical bytes of a patch; 0: not known
-  bool sevenBit = false;         // they have bits 0 to 6 only
+  std::uint32_t patchBytes = 0;         // logical bytes of a patch; 0: not known
+  bool sevenBit = false;                // they have bits 0 to 6 only
+  std::vector<PatchPiece> pieces = {};  // what is packed otherwise
 };
 
 // Reads a section [parameters NAME] (or the rows of one).  Lists of the whole chart go before its own.  Mistakes go to

@@ -63,7 +63,9 @@ void ParameterTableBuilder::Add(const ParameterRow& row, const FieldBase& base) 
   const std::size_t index = table_.parameters.size();
   rowOf_.push_back(rows_++);
   failed_.push_back(false);
-  auto fault = ParseFieldPlace(row.place, table_.sevenBit, base, &parameter.place);
+  FieldBase within = base;
+  within.pieces = &table_.pieces;
+  auto fault = ParseFieldPlace(row.place, table_.sevenBit, within, &parameter.place);
   if (fault) {
     Fault(index, Cell::kPlace, *fault);
   } else {
@@ -77,7 +79,7 @@ void ParameterTableBuilder::Add(const ParameterRow& row, const FieldBase& base) 
     Fault(index, Cell::kName, {0, "there is a parameter of that name already", "every name once"});
   }
   table_.parameters.push_back(std::move(parameter));
-  if (!row.when.empty()) table_.parameters[index].condition = AddCondition(index, row.when, base);
+  if (!row.when.empty()) table_.parameters[index].condition = AddCondition(index, row.when, within);
 }
 
 int ParameterTableBuilder::AddCondition(std::size_t index, const std::string& when, const FieldBase& base) {
@@ -202,6 +204,7 @@ std::string ParameterTableName(int driverId) {
 
 std::string ParameterTableText(const ParameterTable& table) {
   std::string text = TabbedHead(kKind) + TabbedLine({"bits", table.sevenBit ? "7" : "8"});
+  text += PatchPiecesText(table.pieces);
   for (const DisplayList& list : table.lists) text += TabbedLine({"list", list.name, list.source});
   for (const std::string& change : table.changes) text += TabbedLine({"change", change});
   for (const Parameter& p : table.parameters) {
@@ -224,8 +227,14 @@ Result ReadParameterTable(std::string_view text, ParameterTable* out) {
   ParameterTableBuilder builder(text.find("\nbits\t7\n") != std::string_view::npos);
   std::vector<std::string> names;
   int changes = 0;
+  std::vector<PatchPiece> pieces;
   const auto take = [&](const std::vector<std::string>& cells) -> std::string {
     if (cells[0] == "bits") return {};
+    if (cells[0] == "piece" && cells.size() == kPieceCells) {
+      if (!ReadPatchPiece(cells, &pieces)) return "the piece does not read.";
+      builder.AddPiece(pieces.back());
+      return {};
+    }
     if (cells[0] == "list" && cells.size() == 3) {
       builder.AddList(cells[1], cells[2]);
     } else if (cells[0] == "change" && cells.size() == 2) {

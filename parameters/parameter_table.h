@@ -34,7 +34,8 @@ struct Parameter {
 
 // All parameters of a data type, in the order of its chart.
 struct ParameterTable {
-  bool sevenBit = false;  // the bytes of the patch have bits 0 to 6 only
+  bool sevenBit = false;           // the bytes of the patch have bits 0 to 6 only
+  std::vector<PatchPiece> pieces;  // what is packed otherwise, in the order of its bytes
   std::vector<Parameter> parameters;
   std::vector<DisplayList> lists;
   std::vector<std::string> changes;  // messages in the notation of charts
@@ -72,6 +73,9 @@ class ParameterTableBuilder {
  public:
   explicit ParameterTableBuilder(bool sevenBit) { table_.sevenBit = sevenBit; }
 
+  // Pieces go before the rows that lie in them, in order.
+  void AddPiece(const PatchPiece& piece) { table_.pieces.push_back(piece); }
+
   // "A, B, C"; a list of the same name before is replaced.
   void AddList(const std::string& name, std::string_view texts);
   // The number of a message in the table.
@@ -103,6 +107,7 @@ class ParameterTableBuilder {
 // --------------------------------------------------------------------------------------------- Tab separated lines.
 // The first is "Tonalith parameters" and the version 1, then
 //   bits    7 or 8 (of a byte of the patch)
+//   piece   number of its first byte, how many, where they begin in the image, PACKING as a number of the words table
 //   list    NAME, TEXTS
 //   change  MESSAGE
 //   parameter  PLACE, NAME, RANGE, SHOWN, NUMBER, SECTION, number of the change message from 1 or nothing, DEFAULT, and

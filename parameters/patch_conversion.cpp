@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "parameters/tabbed_lines.h"
 #include "platform/text.h"
@@ -83,9 +84,9 @@ std::string Bits(bool sevenBit) {
 }
 
 // A place with its range; what is wrong with them, or nothing.
-std::string ReadField(const std::string& place, const std::string& range, bool sevenBit, FieldPlace* out,
-                      FieldRange* outRange) {
-  auto fault = ParseFieldPlace(place, sevenBit, {}, out);
+std::string ReadField(const std::string& place, const std::string& range, bool sevenBit,
+                      const std::vector<PatchPiece>& pieces, FieldPlace* out, FieldRange* outRange) {
+  auto fault = ParseFieldPlace(place, sevenBit, {0, 0, &pieces}, out);
   if (!fault) fault = ParseFieldRange(range, out, outRange);
   return fault ? fault->text + "." : std::string();
 }
@@ -96,9 +97,10 @@ ParameterCondition ConditionOf(const ParameterTable& table, const Parameter& par
 }
 
 // What is wrong with a condition, or nothing.
-std::string ReadCondition(const std::string& text, bool sevenBit, ParameterCondition* out) {
+std::string ReadCondition(const std::string& text, bool sevenBit, const std::vector<PatchPiece>& pieces,
+                          ParameterCondition* out) {
   if (text.empty()) return {};
-  auto fault = ParseParameterCondition(text, sevenBit, {}, out);
+  auto fault = ParseParameterCondition(text, sevenBit, {0, 0, &pieces}, out);
   for (const ParameterCondition::Test& test : out->tests)
     if (!test.name.empty()) fault = {0, "the condition names a parameter instead of a place", {}};
   return fault ? fault->text + "." : std::string();
@@ -113,6 +115,8 @@ PatchConversion DerivePatchConversion(const ParameterTable& slot, const Synth& s
   conversion.patchType = patchType.driverId;
   conversion.slotSevenBit = slot.sevenBit;
   conversion.patchSevenBit = patch.sevenBit;
+  conversion.slotPieces = slot.pieces;
+  conversion.patchPieces = patch.pieces;
   std::map<std::string, const Parameter*> others;
   for (const Parameter& parameter : patch.parameters) others[parameter.name] = &parameter;
   for (const Parameter& parameter : slot.parameters) {
@@ -155,6 +159,9 @@ std::string PatchConversionText(const PatchConversion& conversion) {
   std::string text = TabbedHead(kKind);
   text += TabbedLine({"types", std::to_string(conversion.slotType), std::to_string(conversion.patchType)});
   text += TabbedLine({"bits", Bits(conversion.slotSevenBit), Bits(conversion.patchSevenBit)});
+  for (const auto& [where, pieces] :
+       {std::pair("slot ", &conversion.slotPieces), std::pair("patch ", &conversion.patchPieces)})
+    for (const PatchPiece& piece : *pieces) text += where + PatchPiecesText({piece});
   if (conversion.nameLength) {
     std::vector<std::string> cells = {"name", std::to_string(conversion.slotName), std::to_string(conversion.patchName),
                                       std::to_string(conversion.nameLength)};
@@ -191,6 +198,10 @@ Result ReadPatchConversion(std::string_view text, PatchConversion* out) {
       conversion.patchSevenBit = cells[2] == "7";
       return {};
     }
+    if (cells[0] == "slot piece" || cells[0] == "patch piece")
+      return ReadPatchPiece(cells, cells[0] == "slot piece" ? &conversion.slotPieces : &conversion.patchPieces)
+                 ? ""
+                 : "the piece does not read.";
     if (cells[0] == "name" && (cells.size() == kNameCells || cells.size() == kNameCells + 1)) {
       conversion.slotName = number(cells[1]);
       conversion.patchName = number(cells[2]);
@@ -208,14 +219,18 @@ Result ReadPatchConversion(std::string_view text, PatchConversion* out) {
     if (conversion.pairs.size() >= kMostFields) return "there are too many fields.";
     PatchConversion::Pair pair;
     pair.name = cells[1];
-    std::string wrong = ReadField(cells[2], cells[3], conversion.slotSevenBit, &pair.slot, &pair.slotRange);
-    if (wrong.empty()) wrong = ReadField(cells[4], cells[5], conversion.patchSevenBit, &pair.patch, &pair.patchRange);
+    std::string wrong =
+        ReadField(cells[2], cells[3], conversion.slotSevenBit, conversion.slotPieces, &pair.slot, &pair.slotRange);
+    if (wrong.empty())
+      wrong = ReadField(cells[4], cells[5], conversion.patchSevenBit, conversion.patchPieces, &pair.patch,
+                        &pair.patchRange);
     const auto cell = [&](std::size_t more) {
       return cells.size() > kFieldCells + more ? cells[kFieldCells + more] : std::string();
     };
     pair.factor = cell(0).empty() ? 1 : number(cell(0));
-    if (wrong.empty()) wrong = ReadCondition(cell(1), conversion.slotSevenBit, &pair.slotWhen);
-    if (wrong.empty()) wrong = ReadCondition(cell(2), conversion.patchSevenBit, &pair.patchWhen);
+    if (wrong.empty()) wrong = ReadCondition(cell(1), conversion.slotSevenBit, conversion.slotPieces, &pair.slotWhen);
+    if (wrong.empty())
+      wrong = ReadCondition(cell(2), conversion.patchSevenBit, conversion.patchPieces, &pair.patchWhen);
     if (wrong.empty() && (pair.factor < 1 || pair.factor > kMostFactor)) wrong = "no factor.";
     conversion.pairs.push_back(std::move(pair));
     return wrong;

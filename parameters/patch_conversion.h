@@ -29,6 +29,7 @@ struct PatchConversion {
   int slotType = 0;  // driver ids
   int patchType = 0;
   bool slotSevenBit = false, patchSevenBit = false;
+  std::vector<PatchPiece> slotPieces, patchPieces;
   std::vector<Pair> pairs;
   std::int64_t slotName = 0, patchName = 0;  // byte of the name in the patch
   std::uint32_t nameLength = 0;              // 0: no name is taken over
