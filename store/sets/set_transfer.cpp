@@ -55,9 +55,9 @@ std::string Summary(const SetReport& report, const char* done) {
   return text;
 }
 
+// Places in which the instrument itself holds nothing are no fault.
 bool IsWhole(const DeskResult& result) {
-  const bool isGet = result.kind == TransferFacts::Kind::kGet;
-  return result.ok && (!isGet || (result.faults.empty() && result.patchesDone >= result.patchesToDo));
+  return result.ok && result.faults.empty();
 }
 
 DeskRequest MakeChain(std::vector<DeskRequest> requests, std::vector<int> components, std::shared_ptr<SetReport> report,
