@@ -90,27 +90,16 @@ std::string HowToGoOn(const DataFile& piece, const std::vector<std::uint8_t>& pa
 
 Result SendOnePiece(Session& session, TransferCommand& command, const TransferOptions& options,
                     const SendWishes& wishes, DataFile* piece) {
-  session.studio().DrvUpdateDataFile(piece);
-  session.NoteScripts(*piece);
-  command.rig().RoutePorts(piece);
   CarefulSend careful;
+  Result result = PrepareToSend(session, command, wishes, piece, &careful);
+  if (!result.ok()) return result;
   careful.patches = wishes.patches;
-  Result result = !wishes.patches.empty() ? Result::Success()
-                  : wishes.slots.empty()  ? ApplyPatches(options, piece, &careful.patches)
-                                          : MaskOfSlots(wishes.slots, *piece, &careful.patches);
+  if (wishes.patches.empty())
+    result = wishes.slots.empty() ? ApplyPatches(options, piece, &careful.patches)
+                                  : MaskOfSlots(wishes.slots, *piece, &careful.patches);
   DropMask(piece);
   if (result.ok()) result = CheckMask(*piece, careful.patches);
   if (!result.ok()) return result;
-  const bool asked = CanBeAskedFor(*piece);
-  if ((wishes.keep || wishes.verify) && !asked)
-    return Result::Failure("The " + DataTitle(*piece) +
-                           " cannot be asked for what it holds: --keep and --verify have no meaning here.");
-  const std::string instrument = Latin1ToUtf8(TransferInstrumentName(*piece));
-  const bool always =
-      KeepBeforeSendOf(session.paths().GetZKIni(), instrument) == KeepBeforeSend::kKeepAlways && wishes.obeysSetting;
-  careful.keep = wishes.keep || (always && asked);
-  careful.verify = wishes.verify;
-  careful.check = CheckOfType(session.studio(), *piece);
   InstrumentHistory history = HistoryOf(session);
   auto report = std::make_shared<CarefulSendReport>();
   result = command.Run(MakeCarefulSend(piece, careful, history, report));
@@ -167,6 +156,24 @@ Result SendFile(Session& session, const std::string& path, const TransferOptions
 
 InstrumentHistory HistoryOf(Session& session) {
   return InstrumentHistory([&session] { return HistoryFolder(session.paths().MainGetApplicationSupportPath()); });
+}
+
+Result PrepareToSend(Session& session, TransferCommand& command, const SendWishes& wishes, DataFile* data,
+                     CarefulSend* careful) {
+  session.studio().DrvUpdateDataFile(data);
+  session.NoteScripts(*data);
+  command.rig().RoutePorts(data);
+  const bool asked = CanBeAskedFor(*data);
+  if ((wishes.keep || wishes.verify) && !asked)
+    return Result::Failure("The " + DataTitle(*data) +
+                           " cannot be asked for what it holds: --keep and --verify have no meaning here.");
+  const std::string instrument = Latin1ToUtf8(TransferInstrumentName(*data));
+  const bool always =
+      KeepBeforeSendOf(session.paths().GetZKIni(), instrument) == KeepBeforeSend::kKeepAlways && wishes.obeysSetting;
+  careful->keep = wishes.keep || (always && asked);
+  careful->verify = wishes.verify;
+  careful->check = CheckOfType(session.studio(), *data);
+  return Result::Success();
 }
 
 Result SendPieces(Session& session, const std::string& path, const std::vector<DataFilePtr>& pieces,

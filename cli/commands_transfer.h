@@ -9,6 +9,7 @@
 #include "cli/command.h"
 #include "cli/session.h"
 #include "cli/transfer_command.h"
+#include "services/careful_send.h"
 #include "services/instrument_history.h"
 
 namespace tonalith {
@@ -35,6 +36,9 @@ struct SendWishes {
 // The help text of --keep and --verify.
 extern const char kSendWishes[];
 Result ReadSendWishes(const CliArguments& arguments, const TransferOptions& options, SendWishes* wishes);
+// Data on its way to its instrument, and what the wishes mean for it; slots are not looked at.
+Result PrepareToSend(Session& session, TransferCommand& command, const SendWishes& wishes, DataFile* data,
+                     CarefulSend* careful);
 // Sends pieces of one instrument one after the other; a line of output for each.  `path` names them in sentences.
 Result SendPieces(Session& session, const std::string& path, const std::vector<DataFilePtr>& pieces,
                   const TransferOptions& options, const SendWishes& wishes);

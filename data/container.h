@@ -167,6 +167,13 @@ struct ListFile {
   std::vector<std::uint8_t> info;  // private list-level data ("INFO"), kept as bytes
   // Members that could not be read (damaged, unknown form types); they are left out of `members`.
   int skippedMembers = 0;
+  // Those of them, and parts of other kinds, that are whole and of even length: they are written again as they were.
+  struct Unread {
+    std::size_t place = 0;  // before the member of this number
+    bool isMember = false;  // one of the skipped
+    std::vector<std::uint8_t> bytes;
+  };
+  std::vector<Unread> unread;
 };
 
 // True when the bytes begin with "LIST".
@@ -200,6 +207,8 @@ bool KeepsFileName(const DataFile& dataFile);
 void SetFileName(DataFile* dataFile, std::string_view fileName);
 // Appends a whole LIST.  False as above.
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
+// The same with members that belong to somebody else, in place of those in `list`; null: left out.
+bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list, std::span<const DataFile* const> members);
 // Why data that has a descriptor was not written.
 inline constexpr char kTooLargeToWrite[] = "The data takes more than the 256 MiB that a file may have.";
 

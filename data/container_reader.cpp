@@ -470,6 +470,15 @@ std::size_t MemberEnd(std::span<const std::uint8_t> bytes, std::size_t start, st
   return unpadded ? end : end + 1;
 }
 
+// Keeps a part that is whole.  Those of odd length have no certain end.
+bool KeepUnread(std::span<const std::uint8_t> bytes, bool isMember, const FormReadOptions& options, ListFile* list) {
+  const std::uint32_t length = LoadBe32(bytes.data() + 4);
+  if ((length & 1) != 0 || bytes.size() != std::size_t{8} + length) return true;
+  if (!options.budget->Take(sizeof(ListFile::Unread) + bytes.size())) return false;
+  list->unread.push_back({list->members.size(), isMember, {bytes.begin(), bytes.end()}});
+  return true;
+}
+
 // A DiskCode: what ends the whole reading (no memory), or why a member is left out.
 int ReadMember(std::span<const std::uint8_t> bytes, std::uint32_t id, const FormReadOptions& options, int depth,
                ListFile* list) {
@@ -486,7 +495,7 @@ int ReadMember(std::span<const std::uint8_t> bytes, std::uint32_t id, const Form
     list->info.assign(bytes.begin() + 8, bytes.end());
     return kDiskOk;
   }
-  if (id != kForm && id != kProp) return kDiskOk;
+  if (id != kForm && id != kProp) return KeepUnread(bytes, false, options, list) ? kDiskOk : kDiskNoMemory;
   DataFilePtr data(AllocDataFile());
   if (!data) return kDiskNoMemory;
   ContainerReader reader(bytes);
@@ -514,7 +523,10 @@ int ReadListAt(std::span<const std::uint8_t> bytes, const FormReadOptions& optio
     const std::size_t end = MemberEnd(inside, at, LoadBe32(inside.data() + at + 4));
     const int code = ReadMember(inside.subspan(at, end - at), id, options, depth, list);
     if (code == kDiskNoMemory) return code;
-    if (code != kDiskOk) ++list->skippedMembers;
+    if (code != kDiskOk) {
+      ++list->skippedMembers;
+      if (!KeepUnread(inside.subspan(at, end - at), true, options, list)) return kDiskNoMemory;
+    }
     at = end;
   }
   return kDiskOk;
