@@ -31,7 +31,9 @@ std::string NotOpened(const std::string& path, int code) {
   }
 }
 
-Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path, DataFilePtr* dataFile) {
+// `notice`: what the user should know of a file that was read, or empty.
+Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path, DataFilePtr* dataFile,
+                    std::string* notice) {
   if (bytes.empty()) return Result::Failure("The file " + path + " is empty.", kDiskReadError);
   DataFilePtr read(AllocDataFile());
   ContainerReader reader(bytes);
@@ -41,6 +43,10 @@ Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path
   if (code == kDiskOk && (!read->synth || !read->body)) code = MissingBytes(bytes) ? kDiskReadError : kDiskNotOurs;
   if (code != kDiskOk) return Result::Failure(NotOpened(path, code), code);
   *dataFile = std::move(read);
+  *notice = MissingSentence(path, bytes);
+  if (const std::uint32_t lost = reader.LostVoices(); lost > 0 && notice->empty())
+    *notice = Printf("The image in the file %s ends before its last %u patches; their places hold nothing.",
+                     path.c_str(), lost);
   return Result::Success();
 }
 
@@ -181,8 +187,9 @@ std::uint32_t ZKBankDoc::NameLength() const {
 std::string ZKBankDoc::ReadOnlyReason() const {
   if (IsBusy()) return BusyReason();
   const auto layout = LayoutOf(*dataFile_);
-  if (!layout.editable) return "This data cannot be edited: " + layout.problem;
-  return {};
+  if (!layout.editable) return "This data cannot be edited: " + layout.problem + ".";
+  // The places of a bank are what its commands work on.
+  return layout.numVoices > 1 ? BankSlots(*dataFile_).Refusal() : std::string();
 }
 
 RenameResult ZKBankDoc::Rename(int patch, const std::string& name) {
@@ -277,10 +284,11 @@ Result ZKBankDoc::Load(const std::string& path, DataFilePtr* dataFile) {
 
 Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
   DataFilePtr read;
-  if (Result result = ReadDataFile(bytes, path, &read); !result.ok()) return result;
+  std::string notice;
+  if (Result result = ReadDataFile(bytes, path, &read, &notice); !result.ok()) return result;
   // Every buffer is taken over while the record itself, which others may point to, stays where it is.
   std::swap(*dataFile_, *read);
-  SetLoadNotice(MissingSentence(path, bytes));
+  SetLoadNotice(notice);
   FileMarks marks = FileMarksIn(bytes, PatchCount());
   TakenOver(marks.changed);
   rest_.Set(std::move(marks.rest));

@@ -89,7 +89,8 @@ enum class WriteBuffers {
 // --- Reading from memory ---------------------------------------------------------------------------------------------
 
 // Walks chunked bytes.  Keeps byte order and file identifier of the file being read; never looks outside its span.  Of
-// a FORM that ends early everything that is there is read; a bank's voices that are not are marked as holding nothing.
+// a FORM that ends early, and of an image shorter than its descriptor says, everything that is there is read; a bank's
+// voices that are not are marked as holding nothing.
 class ContainerReader {
  public:
   explicit ContainerReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -106,6 +107,8 @@ class ContainerReader {
   // First identifier of the file as it stands ("FORM", "LIST" or other), for messages.
   std::uint32_t fileId() const { return fileId_; }
   bool isLittleEndian() const { return littleEndian_; }
+  // Voices of the FORM read last that its image ends before.
+  std::uint32_t LostVoices() const { return lostVoices_; }
   std::size_t position() const { return position_; }
   std::size_t left() const { return bytes_.size() - position_; }
   void Seek(std::size_t position) { position_ = position < bytes_.size() ? position : bytes_.size(); }
@@ -139,6 +142,7 @@ class ContainerReader {
   std::uint32_t descriptorLength_ = 0;
   std::uint32_t announced_ = 0;  // length of the chunk taken last, as it says itself
   std::uint32_t bodyRead_ = 0;   // bytes of the image that are there
+  std::uint32_t lostVoices_ = 0;
   bool littleEndian_ = false;
   bool cut_ = false;  // the FORM is shorter than it says
   ReadBudget* budget_ = nullptr;

@@ -381,14 +381,16 @@ int ContainerReader::CompleteBody(DataFile* df, const FormReadOptions& options) 
   return ResizeBody(df, wanted) ? kDiskOk : kDiskNoMemory;
 }
 
-// Voices that were cut off hold nothing.
+// Voices that are not there hold nothing.
 void ContainerReader::MarkLost(DataFile* df) {
   if (bodyRead_ == 0) df->xtra->hasNoSysEx = 1;
   const VoiceLayout layout = LayoutOf(*df);
   if (!df->synth->isBank || !layout.editable) return;
   for (std::uint32_t i = 0; i < layout.numVoices; ++i) {
     const std::uint64_t end = layout.headerSize + (std::uint64_t{i} + 1) * layout.voiceSize;
-    if (end > bodyRead_) SetMapBit(df->emptyMap, df->emptyMapSize, i, true);
+    if (end <= bodyRead_) continue;
+    SetMapBit(df->emptyMap, df->emptyMapSize, i, true);
+    ++lostVoices_;
   }
 }
 
@@ -409,7 +411,7 @@ int ContainerReader::Finish(DataFile* df, const FormReadOptions& options) {
   const VoiceLayout layout = LayoutOf(*df);
   if (df->synth && !layout.editable) DebugLog("data is kept but cannot be edited: %s", layout.problem.c_str());
   if (!AddDataFileComponents(df, options.mode)) return kDiskNoMemory;
-  if (cut_ && df->synth && df->body && bodyRead_ < df->bodySize) MarkLost(df);
+  if (df->synth && df->body && bodyRead_ < df->bodySize) MarkLost(df);
   return kDiskOk;
 }
 
@@ -425,7 +427,7 @@ int ContainerReader::DiskReadForm(DataFile* df, const FormReadOptions& options, 
 int ContainerReader::ReadForm(DataFile* df, const FormReadOptions& options, std::uint32_t firstId) {
   std::uint32_t id = firstId;
   descriptorLength_ = 0;
-  bodyRead_ = 0;
+  bodyRead_ = lostVoices_ = 0;
   cut_ = false;
   if (id == 0) {
     littleEndian_ = false;
