@@ -130,7 +130,6 @@ void ExchangePlayer::ReadStep(const std::string& step, int turn, Talk* talk) {
   const auto move = [&](Move::Kind kind, Words words, std::size_t size = 0) {
     talk->moves.push_back({kind, std::move(words), {}, anyway, size, turn});
   };
-  if (verb == "coded") obstacle_ = "its data goes in pieces of coded text";
   if (verb == "area" || verb == "no") obstacle_ = "a step of its exchange is no talk with the instrument: " + verb;
   if (verb == "set" && IsData(number({std::string(message.front(), 0, message.front().find(':'))}, 0)))
     obstacle_ = "a step of its exchange puts bytes in the place of data";
