@@ -1,14 +1,12 @@
 #include "chart/panel_binding.h"
 
 #include <array>
-#include <bit>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-#include "chart/message.h"
-#include "data/data_records.h"
-#include "parameters/patch_bytes.h"
+#include "chart/panel_guard.h"
+#include "chart/panel_macros.h"
 #include "platform/text.h"
 #include "script/compiler.h"
 
@@ -176,93 +174,18 @@ class ChangeReader {
 
 }  // namespace
 
-namespace {
-
-// Bits as a macro reaches them: of a byte of the patch through its packing, or of a byte as it is sent.
-struct MacroBits {
-  std::uint32_t byte = 0;
-  int bit = 0, width = 0;
-  bool raw = false;
-  bool digit = false;  // the byte as it is sent is a character 0 to 9, A to F
-};
-
-// Where one bit of a byte in a piece lies as it is sent, by what writing it changes.
-std::optional<MacroBits> SentBit(const PatchPiece& piece, std::uint32_t byte, int bit) {
-  constexpr int kHexDigits = 3, kDigitBits = 4;
-  constexpr std::uint32_t kPeriod = 56;  // after so many bytes every packing repeats itself
-  std::uint32_t index = byte - piece.first;
-  if (piece.packing == kHexDigits)
-    return MacroBits{piece.origin + 2 * index + (bit < kDigitBits ? 1 : 0), bit % kDigitBits, 1, true, true};
-  const std::uint32_t periods = index / kPeriod ? index / kPeriod - 1 : 0;
-  index -= periods * kPeriod;
-  const std::uint32_t origin = piece.origin + periods * PackedSize(piece.packing, kPeriod);
-  const PatchPiece alone{0, 2 * kPeriod, 0, piece.packing};
-  Synth synth{};
-  synth.voiceBytes = 1;
-  synth.numVoices = 1;
-  std::array<std::uint8_t, 8 * kPeriod> clear{}, set{};
-  PatchBytes(clear, synth).Set(index, alone, 0);
-  PatchBytes(set, synth).Set(index, alone, std::int64_t{1} << bit);
-  std::optional<MacroBits> found;
-  for (std::uint32_t i = 0; i < clear.size(); ++i) {
-    const auto changed = static_cast<unsigned>(clear[i] ^ set[i]);
-    if (!changed) continue;
-    if (found || !std::has_single_bit(changed)) return std::nullopt;
-    found = MacroBits{origin + i, std::countr_zero(changed), 1, true};
-  }
-  return found;
+std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  // A sign has no value to spare for what is not there.
+  const bool spare = condition && !place.isSigned;
+  const std::string before = spare ? "MW = 0\nMW - " + N(-kNotThere) + "\nRET W\n" + guard.begin : std::string();
+  return "GP " + N(data.headerSize) + "\n" + before + ReadBitsText(place.bits) + "RET W\n" + (spare ? guard.end : "") +
+         "]";
 }
 
-// The bits of a place, the lowest first; nothing when they cannot be reached.
-std::vector<MacroBits> MacroBitsOf(const std::vector<FieldBits>& bits) {
-  std::vector<MacroBits> out;
-  for (const FieldBits& part : bits) {
-    if (!part.piece.bytes) {
-      out.push_back({part.byte, part.bit, part.width});
-      continue;
-    }
-    for (int bit = part.bit; bit < part.bit + part.width; ++bit) {
-      const auto sent = SentBit(part.piece, part.byte, bit);
-      if (!sent) return {};
-      const bool goesOn = !out.empty() && out.back().raw && out.back().byte == sent->byte &&
-                          out.back().bit + out.back().width == sent->bit;
-      if (goesOn)
-        ++out.back().width;
-      else
-        out.push_back(*sent);
-    }
-  }
-  return out;
-}
-
-// Y becomes the byte; of a character its digit.
-std::string ReadByteText(const MacroBits& bits) {
-  if (!bits.raw) return "FR Y " + N(bits.byte) + "\n";
-  const std::string read = "FG Y " + N(bits.byte) + "\n";
-  return bits.digit ? read + "MZ @ Y\nMZ > 6\nMZ * 9\nMY & 15\nMY + Z\n" : read;
-}
-
-std::string WriteByteText(const MacroBits& bits) {
-  if (!bits.raw) return "FS Y " + N(bits.byte) + "\n";
-  const std::string digit = "MZ @ Y\nMZ + 6\nMZ > 4\nMZ * 7\nMY + Z\nMY + 48\n";
-  return (bits.digit ? digit : "") + "F Y " + N(bits.byte) + "\n";
-}
-
-}  // namespace
-
-std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\nMW = 0\n";
-  int at = 0;
-  for (const MacroBits& part : MacroBitsOf(place.bits)) {
-    text += ReadByteText(part) + "MY > " + N(part.bit) + "\nMY & " + N((1 << part.width) - 1) + "\nMY < " + N(at) +
-            "\nMW | Y\n";
-    at += part.width;
-  }
-  return text + "RET W\n]";
-}
-
-std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\n";
+std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
   int at = 0;
   for (const MacroBits& part : MacroBitsOf(place.bits)) {
     const int mask = ((1 << part.width) - 1) << part.bit;
@@ -270,7 +193,7 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
             ReadByteText(part) + "MY & " + N(0xFFFF & ~mask) + "\nMY | W\n" + WriteByteText(part);
     at += part.width;
   }
-  return text + "]";
+  return text + guard.end + "]";
 }
 
 namespace {
@@ -295,17 +218,8 @@ std::vector<std::string> MessagesOf(const std::string& change) {
 // Y becomes a byte of the patch.
 std::string PatchByteText(const Parameter& parameter, std::uint32_t byte) {
   constexpr std::uint8_t kWhole = 8;
-  for (const FieldBits& part : parameter.place.bits) {
-    if (!part.piece.Holds(byte)) continue;
-    std::string text = "MW = 0\n";
-    int at = 0;
-    for (const MacroBits& bits : MacroBitsOf({{byte, 0, kWhole, part.piece}})) {
-      text += ReadByteText(bits) + "MY > " + N(bits.bit) + "\nMY & " + N((1 << bits.width) - 1) + "\nMY < " + N(at) +
-              "\nMW | Y\n";
-      at += bits.width;
-    }
-    return text + "MY @ W\n";
-  }
+  for (const FieldBits& part : parameter.place.bits)
+    if (part.piece.Holds(byte)) return ReadBitsText({{byte, 0, kWhole, part.piece}}) + "MY @ W\n";
   return "FR Y " + N(byte) + "\n";
 }
 
@@ -333,14 +247,16 @@ std::string MessageText(const Parameter& parameter, const std::string& change, c
 
 }  // namespace
 
-std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\n";
+std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data,
+                              const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
   for (const std::string& message : MessagesOf(change)) {
     const std::string part = MessageText(parameter, message, data);
     if (part.empty()) return {};
     text += part;
   }
-  return text + "]";
+  return text + guard.end + "]";
 }
 
 TemplateValues NoBinding() {
@@ -361,7 +277,8 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
   binding.Set("Default", parameter.defaultValue + place.bias);
   binding.Set("Retrieve Offset", std::int64_t{first.byte});
   binding.Set("Store Offset", std::int64_t{first.byte});
-  if (place.bits.size() == 1 && !first.piece.bytes) {
+  const ParameterCondition* condition = table.ConditionOf(parameter);
+  if (place.bits.size() == 1 && !first.piece.bytes && !condition) {
     const int whole = table.sevenBit ? kByteBits - 1 : kByteBits;
     if (first.bit > 0 || first.width < whole) {
       binding.Set("Bitmask", std::int64_t{((1 << first.width) - 1) << first.bit});
@@ -369,15 +286,16 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
     }
   } else {
     binding.Set("Use Retrieve Macro", 1);
-    binding.Set("Retrieve Macro", Compiled(RetrieveMacroText(place, data)));
+    binding.Set("Retrieve Macro", Compiled(RetrieveMacroText(place, data, condition)));
     binding.Set("Use Store Macro", 1);
-    binding.Set("Store Macro", Compiled(StoreMacroText(place, data)));
+    binding.Set("Store Macro", Compiled(StoreMacroText(place, data, condition)));
   }
   if (place.isSigned) binding.Set("Convert", ConvertOf(place.width()).value_or(0));
   const std::string transmit =
       parameter.change < 0
           ? std::string()
-          : Compiled(TransmitMacroText(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data));
+          : Compiled(TransmitMacroText(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data,
+                                       condition));
   binding.Set("Transmit", transmit);
   binding.Set("Comm Mode", std::int64_t{transmit.empty() ? kBulkTransmit : kUseMacro});
   return binding;

@@ -22,8 +22,10 @@ struct ParameterData {
 // Between the rows stand, each alone in its line:
 //   offset from 5          goes onto the numbers of the bytes that follow
 //   change = MESSAGE       changes the parameters that follow, `none`: nothing does.  A row may have one of its own
-//   behind
-//                          its cells
+//                          behind its cells
+//   when = voice mode in 0..2
+//                          those that follow are there only in patches of which this is true (see ParameterCondition);
+//                          `always`: in all.  A row may have one of its own, too
 //   numbers = hex          number cells are hexadecimal bytes
 //   list NAME = A, B, C
 //   repeat OP in 4 3 2 1 from 16 step 8
