@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "chart/panel_bits.h"
 #include "chart/panel_guard.h"
+#include "chart/panel_macros.h"
 #include "platform/text.h"
 #include "script/compiler.h"
 
@@ -179,7 +179,8 @@ std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data, co
   // A sign has no value to spare for what is not there.
   const bool spare = condition && !place.isSigned;
   const std::string before = spare ? "MW = 0\nMW - " + N(-kNotThere) + "\nRET W\n" + guard.begin : std::string();
-  return "GP " + N(data.headerSize) + "\n" + before + ReadPlaceText(place) + "RET W\n" + (spare ? guard.end : "") + "]";
+  return "GP " + N(data.headerSize) + "\n" + before + ReadBitsText(place.bits) + "RET W\n" + (spare ? guard.end : "") +
+         "]";
 }
 
 std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition) {
@@ -217,17 +218,8 @@ std::vector<std::string> MessagesOf(const std::string& change) {
 // Y becomes a byte of the patch.
 std::string PatchByteText(const Parameter& parameter, std::uint32_t byte) {
   constexpr std::uint8_t kWhole = 8;
-  for (const FieldBits& part : parameter.place.bits) {
-    if (!part.piece.Holds(byte)) continue;
-    std::string text = "MW = 0\n";
-    int at = 0;
-    for (const MacroBits& bits : MacroBitsOf({{byte, 0, kWhole, part.piece}})) {
-      text += ReadByteText(bits) + "MY > " + N(bits.bit) + "\nMY & " + N((1 << bits.width) - 1) + "\nMY < " + N(at) +
-              "\nMW | Y\n";
-      at += bits.width;
-    }
-    return text + "MY @ W\n";
-  }
+  for (const FieldBits& part : parameter.place.bits)
+    if (part.piece.Holds(byte)) return ReadBitsText({{byte, 0, kWhole, part.piece}}) + "MY @ W\n";
   return "FR Y " + N(byte) + "\n";
 }
 
@@ -286,7 +278,7 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
   binding.Set("Retrieve Offset", std::int64_t{first.byte});
   binding.Set("Store Offset", std::int64_t{first.byte});
   const ParameterCondition* condition = table.ConditionOf(parameter);
-  if (place.bits.size() == 1 && !condition && !first.piece.bytes) {
+  if (place.bits.size() == 1 && !first.piece.bytes && !condition) {
     const int whole = table.sevenBit ? kByteBits - 1 : kByteBits;
     if (first.bit > 0 || first.width < whole) {
       binding.Set("Bitmask", std::int64_t{((1 << first.width) - 1) << first.bit});

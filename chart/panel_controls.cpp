@@ -18,7 +18,7 @@ constexpr int kLeft = 0, kCenter = 2;
 constexpr std::int64_t kMostTexts = 512;  // a list of values stands for a display that no number style has
 constexpr int kTwoTexts = 8;              // "Toggle Style"
 constexpr int kNoteStyle = 3;
-constexpr char kOutside[] = "---";   // also where a parameter is not there
+constexpr char kOutside[] = "---";  // also where a parameter is not there
 constexpr int kCenterPosition = 8;  // "Center | VCenter"
 
 TemplateTag TagOf(PanelControl control) {

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <string>
 
-#include "chart/panel_bits.h"
+#include "chart/panel_macros.h"
 
 namespace tonalith {
 
@@ -12,7 +11,7 @@ PanelGuard GuardOf(const ParameterCondition* condition) {
   PanelGuard guard;
   if (!condition) return guard;
   for (const ParameterCondition::Test& test : condition->tests) {
-    guard.begin += ReadPlaceText(test.place);
+    guard.begin += ReadBitsText(test.place.bits);
     // Two's complement counted from the lowest value on is in order.
     const std::int64_t lowest = std::max(test.range.min, test.place.lowest());
     const std::int64_t highest = std::min(test.range.max, test.place.highest());

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "parameters/field_place.h"
 #include "parameters/parameter_condition.h"
 
 namespace tonalith {

@@ -15,10 +15,9 @@ constexpr std::string_view kByte = "byte ";
 constexpr std::string_view kDots = "..";
 
 bool SameBits(const FieldPlace& a, const FieldPlace& b) {
-  return std::equal(a.bits.begin(), a.bits.end(), b.bits.begin(), b.bits.end(),
-                    [](const FieldBits& x, const FieldBits& y) {
-                      return x.byte == y.byte && x.bit == y.bit && x.width == y.width;
-                    });
+  return std::equal(
+      a.bits.begin(), a.bits.end(), b.bits.begin(), b.bits.end(),
+      [](const FieldBits& x, const FieldBits& y) { return x.byte == y.byte && x.bit == y.bit && x.width == y.width; });
 }
 
 std::optional<std::int64_t> PlainNumber(std::string_view text) {

@@ -15,7 +15,7 @@ constexpr std::uint32_t kMostBits = 16;  // of a logical byte
 constexpr std::size_t kMostRows = 65536;
 constexpr std::size_t kMostTexts = 1u << 20;
 constexpr char kKind[] = "parameters";
-constexpr std::size_t kRowCells = 9;  // one more with a condition
+constexpr std::size_t kRowCells = 9;    // one more with a condition
 constexpr std::size_t kMostOnBit = 64;  // parameters that exclude one another
 
 }  // namespace

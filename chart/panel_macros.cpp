@@ -1,10 +1,10 @@
-#include "chart/panel_bits.h"
+#include "chart/panel_macros.h"
 
 #include <array>
 #include <bit>
-#include <cstddef>
 #include <optional>
 
+#include "chart/message.h"
 #include "data/data_records.h"
 #include "parameters/patch_bytes.h"
 
@@ -12,7 +12,7 @@ namespace tonalith {
 
 namespace {
 
-std::string Decimal(std::int64_t number) {
+std::string MacroNumber(std::int64_t number) {
   return std::to_string(number);
 }
 
@@ -67,23 +67,23 @@ std::vector<MacroBits> MacroBitsOf(const std::vector<FieldBits>& bits) {
 }
 
 std::string ReadByteText(const MacroBits& bits) {
-  if (!bits.raw) return "FR Y " + Decimal(bits.byte) + "\n";
-  const std::string read = "FG Y " + Decimal(bits.byte) + "\n";
+  if (!bits.raw) return "FR Y " + MacroNumber(bits.byte) + "\n";
+  const std::string read = "FG Y " + MacroNumber(bits.byte) + "\n";
   return bits.digit ? read + "MZ @ Y\nMZ > 6\nMZ * 9\nMY & 15\nMY + Z\n" : read;
 }
 
 std::string WriteByteText(const MacroBits& bits) {
-  if (!bits.raw) return "FS Y " + Decimal(bits.byte) + "\n";
+  if (!bits.raw) return "FS Y " + MacroNumber(bits.byte) + "\n";
   const std::string digit = "MZ @ Y\nMZ + 6\nMZ > 4\nMZ * 7\nMY + Z\nMY + 48\n";
-  return (bits.digit ? digit : "") + "F Y " + Decimal(bits.byte) + "\n";
+  return (bits.digit ? digit : "") + "F Y " + MacroNumber(bits.byte) + "\n";
 }
 
-std::string ReadPlaceText(const FieldPlace& place) {
+std::string ReadBitsText(const std::vector<FieldBits>& bits) {
   std::string text = "MW = 0\n";
   int at = 0;
-  for (const MacroBits& part : MacroBitsOf(place.bits)) {
-    text += ReadByteText(part) + "MY > " + Decimal(part.bit) + "\nMY & " + Decimal((1 << part.width) - 1) + "\nMY < " +
-            Decimal(at) + "\nMW | Y\n";
+  for (const MacroBits& part : MacroBitsOf(bits)) {
+    text += ReadByteText(part) + "MY > " + MacroNumber(part.bit) + "\nMY & " + MacroNumber((1 << part.width) - 1) +
+            "\nMY < " + MacroNumber(at) + "\nMW | Y\n";
     at += part.width;
   }
   return text;

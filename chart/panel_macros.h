@@ -8,6 +8,8 @@
 
 namespace tonalith {
 
+// Text of macros of a panel that reach bits of the data behind the cursor, however their bytes are packed.
+
 // Bits as a macro reaches them: of a byte of the patch through its packing, or of a byte as it is sent.
 struct MacroBits {
   std::uint32_t byte = 0;
@@ -19,11 +21,11 @@ struct MacroBits {
 // The bits of a place, the lowest first; nothing when they cannot be reached.
 std::vector<MacroBits> MacroBitsOf(const std::vector<FieldBits>& bits);
 
-// Y becomes the byte; of a character its digit, and Z is lost.
+// Y becomes the byte, of a character its digit; and Y goes there.  Z is lost.
 std::string ReadByteText(const MacroBits& bits);
-// The byte becomes Y; of a character Y is its digit, and Y and Z are lost.
 std::string WriteByteText(const MacroBits& bits);
-// Reads a place into W; Y and Z are lost.
-std::string ReadPlaceText(const FieldPlace& place);
+
+// W becomes the value of the bits, the lowest first.  Y and Z are lost.
+std::string ReadBitsText(const std::vector<FieldBits>& bits);
 
 }  // namespace tonalith
