@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/commands_transfer.h"
+#include "cli/set_links.h"
 #include "cli/transfer_command.h"
 #include "platform/text.h"
 #include "script/started_at_panel.h"
@@ -161,7 +162,8 @@ Result SendSet(Session& session, const CliArguments& arguments) {
   if (Result result = ReadSetJob(session, arguments, &job); !result.ok()) return result;
   SendWishes wishes;
   Result result = ReadSendWishes(arguments, job.options, &wishes);
-  const SetPlan plan = PlanSetSend(job.set, job.chosen);
+  const PatchLinks links = LinksOfSet(session, job.set);
+  const SetPlan plan = PlanSetSend(job.set, job.chosen, [&links](int component) { return links.Rank(component); });
   if (result.ok()) result = CheckPlan(session, job, plan, "The Set holds nothing that could be sent.");
   if (result.ok()) result = OneInstrument(session, job.set, plan.components, &job.instrument, &job.driver);
   if (!result.ok()) return result;
