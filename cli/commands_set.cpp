@@ -11,6 +11,7 @@
 #include "cli/bank_files.h"
 #include "cli/input_files.h"
 #include "cli/session.h"
+#include "cli/set_files.h"
 #include "cli/set_links.h"
 #include "cli/set_transfers.h"
 #include "cli/transfer_command.h"

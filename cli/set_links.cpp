@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/session.h"
-#include "cli/set_transfers.h"
+#include "cli/set_files.h"
 #include "data/patch_names.h"
 #include "platform/text.h"
 #include "store/sets/set_document.h"
