@@ -11,6 +11,8 @@
 #include "cli/bank_files.h"
 #include "cli/input_files.h"
 #include "cli/session.h"
+#include "cli/set_files.h"
+#include "cli/set_links.h"
 #include "cli/set_transfers.h"
 #include "cli/transfer_command.h"
 #include "data/container.h"
@@ -82,7 +84,6 @@ Result ReadPiece(Session& session, const std::string& path, const DataFile& comp
     if (Result result = document.Load(path, std::move(bytes), {}); !result.ok()) return result;
     if (!document.LoadNotice().empty()) session.environment().err << "Note: " << document.LoadNotice() << "\n";
     data->reset(DupForUser(document.dataFile()));
-    if (*data) SetFileName(data->get(), path);
     return *data ? Result::Success() : Result::Failure("There is not enough memory.");
   }
   NoteShortFile(path, bytes, session.environment().err);
@@ -186,6 +187,7 @@ constexpr SetVerb kVerbs[] = {
     {"take", 4, TakeFromSet, false},
     {"get", 2, GetSet, true},
     {"send", 2, SendSet, true},
+    {"links", 2, ListSetLinks, false},
     {"link", 4, LinkInSet, false},
     {"resolve", 2, ResolveInSet, false},
     {"activate", 3, ActivateInSet, false},
@@ -212,6 +214,7 @@ std::string SetForms() {
          "set send FILE [OPTIONS]         sends them to the instrument\n"
          "set put FILE N DATA             the data of a file becomes that of component N\n"
          "set take FILE N OUT             writes component N as a file of its own\n"
+         "set links FILE                  which patches play which others\n"
          "set link FILE N DATA            component N becomes a link to a data file\n"
          "set resolve FILE                the data of all links comes into the file\n"
          "set activate FILE N             switches component N on\n"
@@ -223,6 +226,7 @@ std::string SetDetails() {
              "\"list\" prints for each component its number, data type, state, bytes of SysEx and file (or -), tab\n"
              "separated.  States are undefined (nothing came yet), empty and defined, with inactive and linked behind\n"
              "commas.  \"get\" and \"send\" print number, data type and what became of it.\n"
+             "\"links\" prints for each patch that plays another the type, number and name of both, tab separated.\n"
              "\"get\" saves what came, also when some of it did not, or it was interrupted; the status is 1 then.  "
              "What\n"
              "is started on the instrument is got when --component names it.  \"send\" sends multis behind the "

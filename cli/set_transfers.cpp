@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "cli/commands_transfer.h"
+#include "cli/set_files.h"
+#include "cli/set_links.h"
 #include "cli/transfer_command.h"
 #include "platform/text.h"
 #include "script/started_at_panel.h"
@@ -105,31 +107,6 @@ Result Filled(Session& session, SetJob& job, TransferCommand& command, const Set
 
 }  // namespace
 
-Result OpenSet(Session& session, const std::string& path, ZKGrpDoc* set) {
-  // Links may lead to dumps of other programs.
-  set->SetLinkReader([&session](const std::string& file, const DataFile&, std::vector<DataFilePtr>* data) {
-    if (!session.HasStudio()) session.LoadStudio();
-    Recognition found;
-    if (Result result = RecognizeFile(session, file, &found); !result.ok()) return result;
-    for (RecognizedPiece& piece : found.pieces) data->push_back(std::move(piece.data));
-    return Result::Success();
-  });
-  if (Result result = set->Load(path); !result.ok()) return result;
-  if (!set->LoadNotice().empty()) session.environment().err << "Note: " << set->LoadNotice() << "\n";
-  return Result::Success();
-}
-
-Result ComponentOf(const ZKGrpDoc& set, const std::string& text, int* component) {
-  const auto number = ParseInteger(text);
-  const int count = set.GetDataFileCount();
-  if (number && *number >= 0 && *number < count) {
-    *component = static_cast<int>(*number);
-    return Result::Success();
-  }
-  if (count == 0) return Result::Failure("The Set has no components.");
-  return Result::Failure("The Set has the components 0 to " + std::to_string(count - 1) + ", not \"" + text + "\".");
-}
-
 std::vector<std::string> WithVirtualDump(std::vector<std::string> args) {
   for (std::size_t i = 0; i < args.size(); ++i) {
     if (args[i] == "--") break;
@@ -161,7 +138,8 @@ Result SendSet(Session& session, const CliArguments& arguments) {
   if (Result result = ReadSetJob(session, arguments, &job); !result.ok()) return result;
   SendWishes wishes;
   Result result = ReadSendWishes(arguments, job.options, &wishes);
-  const SetPlan plan = PlanSetSend(job.set, job.chosen);
+  const PatchLinks links = LinksOfSet(session, job.set);
+  const SetPlan plan = PlanSetSend(job.set, job.chosen, [&links](int component) { return links.Rank(component); });
   if (result.ok()) result = CheckPlan(session, job, plan, "The Set holds nothing that could be sent.");
   if (result.ok()) result = OneInstrument(session, job.set, plan.components, &job.instrument, &job.driver);
   if (!result.ok()) return result;

@@ -172,6 +172,9 @@ void ZKGrpDoc::TakeContent(int component, DataFilePtr data) {
   }
   ClearLink(data.get());
   std::swap(own, *data);
+  // The name of its file follows no history.
+  std::swap(own.fileName, data->fileName);
+  std::swap(own.fileNameSize, data->fileNameSize);
 }
 
 Result ZKGrpDoc::PutData(int component, DataFilePtr data) {

@@ -116,7 +116,9 @@ SetPlan PlanSetSend(const ZKGrpDoc& set, const std::vector<int>& chosen, const S
       plan.components.push_back(component);
     }
   }
-  const auto rankOf = [&](int component) { return rank ? rank(component) : UsualRank(*set.GetDataFile(component)); };
+  const auto rankOf = [&](int component) {
+    return std::max(rank ? rank(component) : 0, UsualRank(*set.GetDataFile(component)));
+  };
   std::stable_sort(plan.components.begin(), plan.components.end(), [&](int a, int b) { return rankOf(a) < rankOf(b); });
   return plan;
 }

@@ -27,10 +27,9 @@ struct SetPlan {
 // `chosen` empty: all of them; what cannot be transferred is then skipped.  Data that is started at the panel of the
 // instrument is got only when it was chosen.
 SetPlan PlanSetGet(const ZKGrpDoc& set, const std::vector<int>& chosen);
-// Whether a component plays patches of others: it is sent behind those that it may play.
+// How far a component stands behind those whose patches it plays; 0: it plays none that are known.
 using SetRank = std::function<int(int component)>;
-// Components go in their order, those of a higher rank behind those of a lower one (empty: banks and patches before
-// multis).
+// Components go in their order, those of a higher rank behind those of a lower one; multis of rank 0 count as 1.
 SetPlan PlanSetSend(const ZKGrpDoc& set, const std::vector<int>& chosen, const SetRank& rank = {});
 
 // What became of a transfer; complete once its job has ended.

@@ -144,7 +144,7 @@ TEST_F(SetCommands, ComponentsGoInAndOut) {
   ASSERT_EQ(Run("set deactivate", {path, "0"}).status, 0);
   EXPECT_EQ(States(path), "defined,inactive undefined undefined undefined ");
   EXPECT_EQ(Run("set send --virtual --component 0", {path}).status, 1);
-  EXPECT_EQ(Run("set send --virtual", {path}).status, 1);
+  EXPECT_EQ(Run("set send", {path, "--virtual"}).status, 1);
   ASSERT_EQ(Run("set activate", {path, "0"}).status, 0);
   EXPECT_EQ(Run("set send --virtual --verify", {path}).out, "0\tVoice Bank\tsent\n");
 
@@ -161,6 +161,47 @@ TEST_F(SetCommands, ComponentsGoInAndOut) {
   ASSERT_EQ(Run("set link", {linked, "0", sysex}).status, 0);
   ASSERT_EQ(Run("set resolve", {linked}).status, 0);
   EXPECT_EQ(States(linked), "defined undefined undefined undefined ");
+}
+
+// Both ends of every link are patches that the data has under that number and name; what plays others is sent last.
+TEST_F(SetCommands, LinksNamePatchesThatAreThere) {
+  const struct {
+    const char *instrument, *parent, *child;
+  } cases[] = {
+      {"Korg M1", "Combination Bank", "Program Bank"},
+      {"Yamaha DX7II", "Performance Bank", "Voices 1-32"},
+      {"Ensoniq ESQ-1", "Program Bank", "Program Bank"},
+  };
+  for (const auto& c : cases) {
+    const std::string path = New(c.instrument), taken = home_.Path("taken.dat");
+    const CliOutput get = Run("set get", {path, "--virtual"});
+    std::map<std::string, std::set<std::string>> patches;
+    for (const auto& row : Table(Run("set list", {path}).out)) {
+      if (row[2] != "defined") continue;
+      ASSERT_EQ(Run("set take", {path, row[0], taken}).status, 0);
+      for (const auto& patch : Table(Run("names", {taken}).out))
+        patches[row[1]].insert(std::string(TrimmedView(patch.at(1))) + "\t" + patch.at(2));
+    }
+    const CliOutput links = Run("set links", {path});
+    EXPECT_EQ(links.status, 0) << links.err;
+    std::set<std::string> pairs;
+    bool found = false;
+    for (const std::string& line : SplitText(links.out, '\n')) {
+      if (line.empty()) continue;
+      EXPECT_TRUE(pairs.insert(line).second) << "twice: " << line;
+      const auto row = SplitText(line, '\t');
+      ASSERT_EQ(row.size(), 6u) << line;
+      if (row[1] == "-" || row[5].empty()) continue;
+      EXPECT_TRUE(patches[row[0]].count(row[1] + "\t" + row[2])) << c.instrument << ": " << line;
+      EXPECT_TRUE(patches[row[3]].count(row[4] + "\t" + row[5])) << c.instrument << ": " << line;
+      found = found || (row[0] == c.parent && row[3] == c.child);
+    }
+    EXPECT_TRUE(found) << c.instrument << links.out;
+    const std::string sent = Run("set send", {path, "--virtual"}).out;
+    if (std::string(c.parent) != c.child) {
+      EXPECT_GT(sent.find(std::string("\t") + c.parent + "\t"), sent.find(std::string("\t") + c.child + "\t")) << sent;
+    }
+  }
 }
 
 TEST_F(SetCommands, WhatCannotBeDoneLeavesTheFile) {

@@ -230,6 +230,7 @@ TEST_F(SetFiles, ChangesAreUndoneAndRedone) {
   DataFilePtr put = RecordOf(0);
   put->body[3] = 0x55;
   std::snprintf(put->comment, put->commentSize, "new");
+  SetFileName(put.get(), "elsewhere.dat");
   EXPECT_FALSE(set.PutData(1, RecordOf(0)).ok());
   DataFilePtr nothing = RecordOf(0);
   MarkUndefined(nothing.get());
