@@ -77,6 +77,8 @@ std::vector<DesktopWindow> DesktopFiles::SaveDeskTopWindow() {
 }
 
 bool DesktopFiles::SaveEachWindow(const ZKWindow* child, DesktopWindow* window) {
+  // A viewer comes and goes with the window whose data it shows.
+  if (child->TypeCode() == WindowType::View) return false;
   std::string file = child->FilePath();
   if (child->TypeCode() == WindowType::Studio) {
     file = frame_.studio.studioFile().string();

@@ -37,6 +37,7 @@ FrameParts::FrameParts(const FrameContext& context)
       recognised(frame, registry, documents, files, studio),
       desktops(frame, files),
       monitors(frame),
+      views(frame, windowContext, files),
       firstSteps(frame, studio),
       options(frame, midi),
       help(frame),

@@ -18,6 +18,7 @@
 #include "app/recognised_files.h"
 #include "app/service_hosts.h"
 #include "app/studio_commands.h"
+#include "app/view_commands.h"
 #include "app/window_transfers.h"
 #include "document/document_registry.h"
 
@@ -42,6 +43,7 @@ struct FrameParts {
   RecognisedFiles recognised;
   DesktopFiles desktops;
   MonitorCommands monitors;
+  ViewCommands views;
   FirstSteps firstSteps;
   OptionCommands options;
   HelpCommands help;

@@ -210,6 +210,21 @@ RenameResult ZKBankDoc::Rename(int patch, const std::string& name) {
   return {Result::Success(), std::move(fit)};
 }
 
+std::string ZKBankDoc::ByteRefusal() const {
+  if (std::string reason = ReadOnlyReason(); !reason.empty()) return reason;
+  return IsEmpty() ? "There is no SysEx yet." : "";
+}
+
+Result ZKBankDoc::ChangeByte(std::size_t position, std::uint8_t value) {
+  if (std::string reason = ByteRefusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  HistoryGroup change(history(), "Change Byte");
+  if (!history().Write(IdOf(DataBuffer::Body), position, {&value, 1})) return Result::Failure("There is no such byte.");
+  if (!change.Commit()) return Result::Success();
+  SetStatus("Change Byte");
+  Tell(DocumentChange::Kind::Everything);
+  return Result::Success();
+}
+
 Result ZKBankDoc::ChangeSlots(const std::string& name, const std::string& status,
                               const std::function<Result(BankSlots&)>& change) {
   if (std::string reason = ReadOnlyReason(); !reason.empty()) return Result::Failure(std::move(reason));

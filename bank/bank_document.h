@@ -88,6 +88,9 @@ class ZKBankDoc : public Document {
   Result ChangeSlots(const std::string& name, const std::string& status,
                      const std::function<Result(BankSlots& slots)>& change);
 
+  Result ChangeByte(std::size_t position, std::uint8_t value) override;
+  std::string ByteRefusal() const override;
+
   // What is kept beside the bytes of a patch, as UTF-8.  A change is one entry of the history; the same text changes
   // nothing.  Success with a text: what of it could not be kept.
   std::string Text(int patch, PatchText which) const;

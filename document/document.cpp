@@ -84,6 +84,10 @@ Result Document::StepHistory(bool back) {
   return Result::Success();
 }
 
+Result Document::ChangeByte(std::size_t, std::uint8_t) {
+  return Result::Failure(ByteRefusal());
+}
+
 Result Document::Undo() {
   return StepHistory(true);
 }

@@ -87,6 +87,11 @@ class Document {
   // The last operation ("Rename", "Saved"), for a status line.
   const std::string& StatusText() const { return status_; }
 
+  // One byte of the image, at a position from 0, as one entry of the history; why that cannot be done now, empty: it
+  // can. Kinds that have an image override both.
+  virtual Result ChangeByte(std::size_t position, std::uint8_t value);
+  virtual std::string ByteRefusal() const { return "The bytes of this data are not changed one by one."; }
+
   // --- Undo and redo
 
   History& history() { return history_; }

@@ -127,6 +127,8 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ASSERT_TRUE(DropFiles(&frame(), {Path("one.syx")}));
     Settle();
     frame().RunCommand(CommandId::FileSaveAs);
+    frame().RunCommand(CommandId::ViewSysEx);
+    Look(frame().ActiveChild());
     FirstStartPage first({}, *program_->studio(), *parts().studio.autoConfig());
     InstallFromDlg install(root_);
     ZKPatchSelector patch("Which patch?", 1, 1, 8);

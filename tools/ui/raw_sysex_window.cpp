@@ -289,7 +289,8 @@ QString RawSysExWindow::SaveRefusal() const {
 }
 
 QString RawSysExWindow::SendRefusal() const {
-  return port_->count() > 0 ? SaveRefusal() : tr("No MIDI OUT port is open.");
+  const QString refusal = SendAllRefusal();
+  return refusal.isEmpty() ? SaveRefusal() : refusal;
 }
 
 QString RawSysExWindow::SearchSummary() const {
@@ -337,6 +338,15 @@ std::string RawSysExWindow::NameOfFile() const {
 void RawSysExWindow::Send() {
   services_.settings.MainMidiXPort(port_->currentIndex());
   services_.files.SendMidiX(SelectedBytes(), port_->currentIndex() + 1, NameOfFile());
+}
+
+QString RawSysExWindow::SendAllRefusal() const {
+  return port_->count() > 0 ? QString() : tr("No MIDI OUT port is open.");
+}
+
+void RawSysExWindow::SendAll() {
+  services_.settings.MainMidiXPort(port_->currentIndex());
+  services_.files.SendMidiX(bytes().bytes(), port_->currentIndex() + 1, NameOfFile());
 }
 
 void RawSysExWindow::Repair() {

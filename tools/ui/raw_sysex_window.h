@@ -81,6 +81,10 @@ class RawSysExWindow final : public DocumentWindow {
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
 
+  // Every byte, whatever is selected, and why it cannot be sent now.
+  void SendAll();
+  QString SendAllRefusal() const;
+
   RawSysExModel* model() { return model_; }
   QTableView* list() { return list_; }
   SearchField* Search() const override { return search_; }
