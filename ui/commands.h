@@ -69,6 +69,8 @@ enum class CommandId : int {
   MidiSendingPace = 413,
   MidiWhatIsConnected = 414,
   MidiSendChanged = 415,
+  BankGetRest = 660,
+  BankSendRest = 661,
   MidiPanic = 35774,
   PlayNote1 = 421,
   PlayNote2 = 422,

@@ -9,6 +9,7 @@
 #include "bank/ui/bank_initial.h"
 #include "bank/ui/bank_names.h"
 #include "bank/ui/bank_part.h"
+#include "bank/ui/bank_rest_part.h"
 #include "bank/ui/bank_views.h"
 #include "bank/ui/bank_window.h"
 #include "ui/command_glyphs.h"
@@ -24,6 +25,7 @@ std::vector<std::unique_ptr<BankWindowPart>> MakeBankParts(TZKBank& window) {
   parts.push_back(std::make_unique<BankNames>(window));
   parts.push_back(std::make_unique<BankInitial>(window));
   parts.push_back(std::make_unique<BankHistory>(window));
+  parts.push_back(std::make_unique<BankRestPart>(window));
   parts.push_back(std::make_unique<BankExport>(window));
   return parts;
 }
