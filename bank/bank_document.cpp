@@ -221,13 +221,14 @@ void ZKBankDoc::BeginReceive(const std::string& description) {
   SetBusy(true);
 }
 
-bool ZKBankDoc::EndReceive(bool all) {
+bool ZKBankDoc::EndReceive(bool all, const std::vector<std::uint8_t>& patches) {
   const bool changed = EndBackup();
   SetBusy(false);
   states_.Read(*dataFile_);
   if (changed) original_.reset(DupForUser(dataFile_.get()));
   states_.InstrumentHolds([&](std::size_t patch) {
-    return all || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
+    const bool came = all && (patches.empty() || (patch < patches.size() && patches[patch] != 0));
+    return came || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
   });
   Tell(DocumentChange::Kind::Everything);
   return changed;
@@ -236,6 +237,16 @@ bool ZKBankDoc::EndReceive(bool all) {
 void ZKBankDoc::WasSent(const std::vector<std::uint8_t>& patches) {
   states_.InstrumentHolds(
       [&](std::size_t patch) { return patches.empty() || (patch < patches.size() && patches[patch] != 0); });
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::InstrumentHolds(const DataFile& held) {
+  const DataFilePtr copy(DupForUser(&held));
+  if (!copy) return;
+  // Separate names are not the instrument's.
+  if (dataFile_->voiceNames && AllocChunk(&copy->voiceNames, &copy->voiceNamesSize, dataFile_->voiceNamesSize))
+    std::copy_n(dataFile_->voiceNames, dataFile_->voiceNamesSize, copy->voiceNames);
+  states_.InstrumentHolds(*copy);
   Tell(DocumentChange::Kind::Everything);
 }
 

@@ -103,10 +103,13 @@ class ZKBankDoc : public Document {
   // To be called around a receive into dataFile(): what it changed is one entry of the history.
   void BeginReceive(const std::string& description = "Get from Instrument");
   // Tells the listeners; returns true when the data differs from what it was before.  `all`: everything that was asked
-  // for came; the instrument holds it, else only what has changed since BeginReceive.
-  bool EndReceive(bool all = false);
+  // for (`patches`: one value a patch; empty: all of them) came; the instrument holds it, else only what has changed
+  // since BeginReceive.
+  bool EndReceive(bool all = false, const std::vector<std::uint8_t>& patches = {});
   // The instrument has taken these patches: one value a patch, empty: all of them.
   void WasSent(const std::vector<std::uint8_t>& patches);
+  // The instrument holds what `held`, of the same type, has of its patches that hold something.
+  void InstrumentHolds(const DataFile& held);
   // The data came from elsewhere and no file holds it.
   using Document::MarkChanged;
   // Patches of a running receive are in place.

@@ -343,6 +343,17 @@ std::vector<std::uint8_t> TZKBank::ChangedPatches() const {
   return mask;
 }
 
+int TZKBank::CountUnsent(const std::vector<std::uint8_t>& patches) const {
+  if (bank_.IsEmpty()) return 0;
+  int count = 0;
+  for (int patch = 0; patch < bank_.PatchCount(); ++patch) {
+    const auto place = static_cast<std::size_t>(patch);
+    const bool meant = patches.empty() || (place < patches.size() && patches[place] != 0);
+    count += meant && bank_.IsPatchDefined(patch) && bank_.DiffersFromInstrument(patch);
+  }
+  return count;
+}
+
 BankWindowPart* TZKBank::PartOf(CommandId command) const {
   for (const auto& part : parts_)
     if (part->Has(command)) return part.get();
@@ -350,6 +361,8 @@ BankWindowPart* TZKBank::PartOf(CommandId command) const {
 }
 
 QString TZKBank::CommandText(CommandId command) const {
+  if (command == CommandId::MidiGet)
+    return MenuText(tr("Get %1 from %2").arg(ShownUtf8(bank_.TypeName()), ShownUtf8(bank_.InstrumentName())));
   const BankWindowPart* part = PartOf(command);
   return part ? part->Text(command) : QString();
 }
