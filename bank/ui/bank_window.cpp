@@ -271,13 +271,13 @@ void TZKBank::BeginReceive(const std::string& undoName) {
 
 void TZKBank::TransferEnded(bool get, const std::vector<std::uint8_t>& patches, const DeskResult& result) {
   if (get) return bank_.GetEnded(patches, result);
-  bank_.SendEnded(patches, result);
+  bank_.NoteLeft(patches, result);
 }
 
 void TZKBank::GoOn(bool get) {
-  if (!get) return StartPatches(false, PatchesToSend(*dataFile(), bank_.rest().notSent));
+  if (!get) return StartTransmit(PatchesToSend(*dataFile(), bank_.rest().notSent));
   goesOn_ = true;
-  StartPatches(true, bank_.ToGet());
+  StartGet(bank_.ToGet());
   goesOn_ = false;
 }
 
@@ -362,6 +362,17 @@ std::vector<std::uint8_t> TZKBank::ChangedPatches() const {
   return mask;
 }
 
+int TZKBank::CountUnsent(const std::vector<std::uint8_t>& patches) const {
+  if (bank_.IsEmpty()) return 0;
+  int count = 0;
+  for (int patch = 0; patch < bank_.PatchCount(); ++patch) {
+    const auto place = static_cast<std::size_t>(patch);
+    const bool meant = patches.empty() || (place < patches.size() && patches[place] != 0);
+    count += meant && bank_.IsPatchDefined(patch) && bank_.DiffersFromInstrument(patch);
+  }
+  return count;
+}
+
 BankWindowPart* TZKBank::PartOf(CommandId command) const {
   for (const auto& part : parts_)
     if (part->Has(command)) return part.get();
@@ -369,6 +380,8 @@ BankWindowPart* TZKBank::PartOf(CommandId command) const {
 }
 
 QString TZKBank::CommandText(CommandId command) const {
+  if (command == CommandId::MidiGet)
+    return MenuText(tr("Get %1 from %2").arg(ShownUtf8(bank_.TypeName()), ShownUtf8(bank_.InstrumentName())));
   const BankWindowPart* part = PartOf(command);
   return part ? part->Text(command) : QString();
 }

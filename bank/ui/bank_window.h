@@ -85,7 +85,8 @@ class TZKBank final : public InstrumentWindow {
   void ShowSoFar(DataFilePtr soFar, int done, int all) override;
   // A bank of which no patch was received holds nothing to send, though its image is there.
   bool HoldsNothing() const override { return bank_.IsEmpty() || bank_.DefinedPatches() == 0; }
-  void EndReceive(bool all) override { bank_.EndReceive(all); }
+  void EndReceive(bool all, const std::vector<std::uint8_t>& patches) override { bank_.EndReceive(all, patches); }
+  int CountUnsent(const std::vector<std::uint8_t>& patches) const override;
   std::vector<std::uint8_t> ChangedPatches() const override;
   bool DiffersFromInstrument() const override { return !bank_.IsEmpty() && bank_.CountDifferent(true) > 0; }
   void WasSent(const std::vector<std::uint8_t>& patches) override { bank_.WasSent(patches); }
