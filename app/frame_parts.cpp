@@ -29,6 +29,7 @@ FrameParts::FrameParts(const FrameContext& context)
       transfers(frame),
       recent(frame),
       windowContext(frame, recent, transfers),
+      history(frame, windowContext),
       documents(frame, windowContext),
       autosave(frame, registry, documents),
       received(autosave.folder(), frame.program.clock(), [this] { autosave.Keep(); }),
@@ -53,6 +54,7 @@ FrameParts::FrameParts(const FrameContext& context)
   RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);
+  QObject::connect(&midi.panic(), &MidiPanic::Began, &frame.window, [this] { windowContext.player().StopAll(); });
   new CommandFinder(frame, studio);  // the window owns it
   QObject::connect(&studio.autoSense(), &AutoSenseSearch::ChoosePorts, &midi, &MidiCommands::OpenPortDialog);
   if (frame.simulation) BuildSimulatorMenu(frame.menus.OpenedMenu(CommandId::UtilitiesSimulator), *frame.simulation);

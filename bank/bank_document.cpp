@@ -262,13 +262,14 @@ void ZKBankDoc::BeginReceiveRest(const std::string& description) {
   rest_.PutSetAside(dataFile_.get());
 }
 
-bool ZKBankDoc::EndReceive(bool all) {
+bool ZKBankDoc::EndReceive(bool all, const std::vector<std::uint8_t>& patches) {
   const bool changed = receiveChanged_ = EndBackup();
   SetBusy(false);
   states_.Read(*dataFile_);
   if (changed) original_.reset(DupForUser(dataFile_.get()));
   states_.InstrumentHolds([&](std::size_t patch) {
-    return all || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
+    const bool came = all && (patches.empty() || (patch < patches.size() && patches[patch] != 0));
+    return came || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
   });
   Tell(DocumentChange::Kind::Everything);
   return changed;
@@ -278,6 +279,16 @@ void ZKBankDoc::WasSent(const std::vector<std::uint8_t>& patches) {
   states_.Read(*dataFile_);  // sending has made its checksums
   states_.InstrumentHolds(
       [&](std::size_t patch) { return patches.empty() || (patch < patches.size() && patches[patch] != 0); });
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::InstrumentHolds(const DataFile& held) {
+  const DataFilePtr copy(DupForUser(&held));
+  if (!copy) return;
+  // Separate names are not the instrument's.
+  if (dataFile_->voiceNames && AllocChunk(&copy->voiceNames, &copy->voiceNamesSize, dataFile_->voiceNamesSize))
+    std::copy_n(dataFile_->voiceNames, dataFile_->voiceNamesSize, copy->voiceNames);
+  states_.InstrumentHolds(*copy);
   Tell(DocumentChange::Kind::Everything);
 }
 
@@ -332,6 +343,11 @@ void ZKBankDoc::SendEnded(const std::vector<std::uint8_t>& patches, const DeskRe
   for (const int patch : result.sent)
     if (patch >= 0 && patch < PatchCount()) sent[static_cast<std::size_t>(patch)] = 1;
   WasSent(sent);
+}
+
+void ZKBankDoc::NoteLeft(const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  rest_.SendEnded(*dataFile_, patches, result);
+  Tell(DocumentChange::Kind::Everything);
 }
 
 void ZKBankDoc::SetRest(TransferRest rest) {

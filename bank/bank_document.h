@@ -112,16 +112,21 @@ class ZKBankDoc : public Document {
   void BeginReceiveRest(const std::string& description);
   const std::vector<std::uint8_t>& ToGet() const { return rest_.ToGet(); }
   // Tells the listeners; returns true when the data differs from what it was before.  `all`: everything that was asked
-  // for came; the instrument holds it, else only what has changed since BeginReceive.
-  bool EndReceive(bool all = false);
+  // for (`patches`: one value a patch; empty: all of them) came; the instrument holds it, else only what has changed
+  // since BeginReceive.
+  bool EndReceive(bool all = false, const std::vector<std::uint8_t>& patches = {});
   // The instrument has taken these patches: one value a patch, empty: all of them.
   void WasSent(const std::vector<std::uint8_t>& patches);
   // How a transfer of these patches (one value a patch, empty: all) ended: what is left of it is known from then on,
   // and saved with the data.  Of a Get, behind EndReceive; of a send, instead of WasSent.
   void GetEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result);
   void SendEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result);
+  // Only what is left of it.
+  void NoteLeft(const std::vector<std::uint8_t>& patches, const DeskResult& result);
   const TransferRest& rest() const { return rest_.now(); }
   void SetRest(TransferRest rest);
+  // The instrument holds what `held`, of the same type, has of its patches that hold something.
+  void InstrumentHolds(const DataFile& held);
   // The data came from elsewhere and no file holds it.
   using Document::MarkChanged;
   // Patches of a running receive are in place.

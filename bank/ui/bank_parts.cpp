@@ -3,12 +3,15 @@
 #include <map>
 
 #include "bank/ui/bank_arrange.h"
+#include "bank/ui/bank_audition_part.h"
 #include "bank/ui/bank_clip.h"
 #include "bank/ui/bank_export.h"
 #include "bank/ui/bank_history.h"
 #include "bank/ui/bank_initial.h"
 #include "bank/ui/bank_names.h"
 #include "bank/ui/bank_part.h"
+#include "bank/ui/bank_rest_part.h"
+#include "bank/ui/bank_transmit.h"
 #include "bank/ui/bank_views.h"
 #include "bank/ui/bank_window.h"
 #include "ui/command_glyphs.h"
@@ -24,6 +27,9 @@ std::vector<std::unique_ptr<BankWindowPart>> MakeBankParts(TZKBank& window) {
   parts.push_back(std::make_unique<BankNames>(window));
   parts.push_back(std::make_unique<BankInitial>(window));
   parts.push_back(std::make_unique<BankHistory>(window));
+  parts.push_back(std::make_unique<BankRestPart>(window));
+  parts.push_back(std::make_unique<BankTransmit>(window));
+  parts.push_back(std::make_unique<BankAudition>(window));
   parts.push_back(std::make_unique<BankExport>(window));
   return parts;
 }

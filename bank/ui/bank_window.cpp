@@ -264,6 +264,23 @@ void TZKBank::ShowSoFar(DataFilePtr soFar, int done, int all) {
   RefreshHeader();
 }
 
+void TZKBank::BeginReceive(const std::string& undoName) {
+  if (goesOn_) return bank_.BeginReceiveRest(undoName);
+  bank_.BeginReceive(undoName);
+}
+
+void TZKBank::TransferEnded(bool get, const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  if (get) return bank_.GetEnded(patches, result);
+  bank_.NoteLeft(patches, result);
+}
+
+void TZKBank::GoOn(bool get) {
+  if (!get) return StartTransmit(PatchesToSend(*dataFile(), bank_.rest().notSent));
+  goesOn_ = true;
+  StartGet(bank_.ToGet());
+  goesOn_ = false;
+}
+
 // Of its file; of what it was taken out of; of the instrument and the day.
 QString TZKBank::ShownName() const {
   if (!bank_.path().empty()) return ShownUtf8(WithoutExtension(bank_.FileName()));
@@ -307,6 +324,8 @@ void TZKBank::RefreshHeader() {
   QStringList parts{ShownUtf8(bank_.Title())};
   if (const QString counts = Counts(); !counts.isEmpty() && progress_.isEmpty()) parts << counts;
   if (bank_.IsBusy()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
+  const int awaited = CountPatches(bank_.rest().notReceived);
+  if (awaited > 0) parts << tr("%1 not received").arg(awaited);
   if (changed > 0 && bank_.PatchCount() > 1) parts << tr("%1 changed since saved").arg(changed);
   if (unsent > 0 && bank_.PatchCount() > 1) parts << tr("%1 not sent to the instrument").arg(unsent);
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
@@ -343,6 +362,17 @@ std::vector<std::uint8_t> TZKBank::ChangedPatches() const {
   return mask;
 }
 
+int TZKBank::CountUnsent(const std::vector<std::uint8_t>& patches) const {
+  if (bank_.IsEmpty()) return 0;
+  int count = 0;
+  for (int patch = 0; patch < bank_.PatchCount(); ++patch) {
+    const auto place = static_cast<std::size_t>(patch);
+    const bool meant = patches.empty() || (place < patches.size() && patches[place] != 0);
+    count += meant && bank_.IsPatchDefined(patch) && bank_.DiffersFromInstrument(patch);
+  }
+  return count;
+}
+
 BankWindowPart* TZKBank::PartOf(CommandId command) const {
   for (const auto& part : parts_)
     if (part->Has(command)) return part.get();
@@ -350,6 +380,8 @@ BankWindowPart* TZKBank::PartOf(CommandId command) const {
 }
 
 QString TZKBank::CommandText(CommandId command) const {
+  if (command == CommandId::MidiGet)
+    return MenuText(tr("Get %1 from %2").arg(ShownUtf8(bank_.TypeName()), ShownUtf8(bank_.InstrumentName())));
   const BankWindowPart* part = PartOf(command);
   return part ? part->Text(command) : QString();
 }
