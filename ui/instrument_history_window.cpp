@@ -154,7 +154,7 @@ void InstrumentHistoryWindow::RestoreChosen() {
   prompt.text = "Send what the " + entry.instrument + " held before " + ToUtf8(LocalTimeText(entry)) + " (" +
                 entry.What() + ") back to it?\n\nWhat it holds there now is overwritten.";
   prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
   prompt.labels = {"Restore", "Cancel"};
   if (context_.prompts().Message(prompt) != PromptAnswer::Yes) return;
   restoring_ = true;

@@ -114,7 +114,7 @@ bool InstrumentWindow::MayReplace(const std::vector<std::uint8_t>& patches) {
                           " patches were changed since they came from the instrument or were sent.  What comes "
                           "now takes their place; Undo brings them back.\n\nGet them all the same?";
   prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
   prompt.labels = {"Get", "Cancel"};
   return context().prompts().Message(prompt) == PromptAnswer::Yes;
 }

@@ -189,7 +189,7 @@ void BankTransmit::OnUndoSend() {
   prompt.text = "Send back what the " + entry.instrument + " held before " + ToUtf8(LocalTimeText(entry)) + " (" +
                 entry.What() + ")?\n\nWhat it holds there now is overwritten.  The bank in this window stays as it is.";
   prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
   prompt.labels = {"Send Back", "Cancel"};
   if (context.prompts().Message(prompt) != PromptAnswer::Yes) return;
   restoring_ = true;
@@ -202,6 +202,7 @@ void BankTransmit::OnUndoSend() {
 }
 
 std::vector<CommandId> BankTransmit::EntriesOf(BankMenu menu) const {
+  if (menu == BankMenu::More) return {CommandId::BankSendSelected, CommandId::BankGetSelected, CommandId::BankUndoSend};
   if (menu != BankMenu::Quick) return {};
   return {kTransmitCommands.begin(), kTransmitCommands.end()};
 }
