@@ -47,6 +47,7 @@ InstrumentHistoryWindow::InstrumentHistoryWindow(WindowContext& context, QWidget
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap);
   auto* head = new PlainLabel(tr("What instruments held before something was sent to them, the newest first:"), this);
+  for (PlainLabel* label : {head, status_}) label->setWordWrap(true);
   column->addWidget(head);
   column->addWidget(search_);
   BuildTable();

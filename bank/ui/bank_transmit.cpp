@@ -69,6 +69,8 @@ std::vector<int> BankTransmit::PatchesOf(CommandId command) const {
 QString BankTransmit::SendRefusal(CommandId command) const {
   const ZKBankDoc& bank = window_.document();
   if (bank.IsEmpty()) return TransmitText("There is nothing to send yet.");
+  if (!CanBeSent(*window_.dataFile()))
+    return TransmitText("The instrument cannot be sent this data: it only gives it.");
   const std::vector<int> patches = PatchesOf(command);
   if (patches.empty()) {
     return command == CommandId::BankSendMarked       ? TransmitText("No patch is marked for transmission.")
