@@ -155,10 +155,6 @@ bool CanBeAskedFor(const DataFile& data) {
   return !UsesCommandSequence(*data.synth) || data.receiveScript;
 }
 
-bool CanBeSent(const DataFile& data) {
-  return data.synth && (!UsesCommandSequence(*data.synth) || data.transmitScript);
-}
-
 std::vector<std::uint8_t> FaultyPatches(const Synth& synth, const std::vector<PatchFault>& faults) {
   std::vector<std::uint8_t> mask;
   for (const PatchFault& fault : faults) {

@@ -34,9 +34,6 @@ struct CarefulSendReport {
 // Data can be read back, and what is there be kept: it can be asked for.
 bool CanBeAskedFor(const DataFile& data);
 
-// The instrument takes it: it is no memory that only can be read.
-bool CanBeSent(const DataFile& data);
-
 // A send of `data` (which stays the caller's, as for DeskStep) with what goes with it, as one job.  The sentence of its
 // end speaks of all of it.  When what is there cannot be kept nothing is sent; when something else is read back, or
 // nothing, the job has failed, and the report knows that everything was sent.  `history` must outlive the job.

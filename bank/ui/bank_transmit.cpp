@@ -9,6 +9,7 @@
 #include "platform/prompts.h"
 #include "script/transfer_engine.h"
 #include "services/send_care.h"
+#include "ui/keep_question.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/restore_kept.h"

@@ -16,6 +16,7 @@
 #include "simulator/fault_plan.h"
 #include "tests/windows/window_test_tools.h"
 #include "ui/instrument_history_window.h"
+#include "ui/keep_question.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/search_field.h"
 
