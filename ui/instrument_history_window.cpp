@@ -46,7 +46,7 @@ InstrumentHistoryWindow::InstrumentHistoryWindow(WindowContext& context, QWidget
   SetTitle(this, tr("Instrument History"));
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap);
-  auto* head = new PlainLabel(tr("What instruments held before something was sent to them, the newest first:"), this);
+  auto* head = new PlainLabel(tr("Held before something was sent:"), this);
   for (PlainLabel* label : {head, status_}) label->setWordWrap(true);
   column->addWidget(head);
   column->addWidget(search_);
@@ -121,7 +121,7 @@ const HistoryEntry* InstrumentHistoryWindow::Chosen() const {
 }
 
 void InstrumentHistoryWindow::Refresh() {
-  const QString none = entries_.empty() ? tr("Nothing is kept yet.  A bank's menu \"Keep Before Sending\" begins it.")
+  const QString none = entries_.empty() ? tr("Nothing is kept yet.")
                        : Chosen()       ? QString()
                                         : tr("Nothing is chosen.");
   EnableUnless(show_, none);

@@ -16,7 +16,6 @@
 #include "simulator/fault_plan.h"
 #include "tests/windows/window_test_tools.h"
 #include "ui/instrument_history_window.h"
-#include "ui/keep_question.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/search_field.h"
 
@@ -197,60 +196,6 @@ TEST_F(BankTransmitting, WhatWasThereIsKeptAndComesBack) {
   auto* shown = qobject_cast<TZKBank*>(frame().ActiveChild());
   ASSERT_TRUE(shown && shown != bank);
   EXPECT_EQ(shown->document().DefinedPatches(), 1);
-}
-
-constexpr std::uint32_t kSmallBank = 8192;
-
-// A bank of every simulated instrument whose patches go alone: one of them; and one that goes as a whole.
-TEST_F(BankTransmitting, EveryBankIsKeptSentComparedAndBroughtBack) {
-  Start(std::vector<std::string>(200, "yes"));
-  auto& cables = program_->simulation()->studio();
-  int banks = 0;
-  for (const auto& instrument : program_->studio()->instruments()) {
-    bool tried[2] = {};
-    for (const auto& driver : instrument->drivers) {
-      const Synth& synth = *driver->dataFile->synth;
-      const bool big = synth.patchByPatch != 1 && synth.fileSize > kSmallBank;
-      if (!synth.isBank || synth.setResident || big || !CanBeAskedFor(*driver->dataFile)) continue;
-      if (tried[synth.patchByPatch == 1]) continue;
-      SCOPED_TRACE(instrument->name + " " + FieldText(synth.typeName));
-      parts().studio.OpenDriver(driver.get(), false);
-      auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
-      ASSERT_NE(bank, nullptr);
-      const bool alone = bank->document().PatchesGoAlone();
-      Run(bank, alone ? CommandId::BankGetSelected : CommandId::MidiGet, {0});
-      if (!bank->document().IsPatchDefined(0)) continue;
-      const CommandId send = alone ? CommandId::BankSendSelected : CommandId::MidiTransmit;
-      if (!CanBeSent(*bank->dataFile())) {
-        EXPECT_TRUE(bank->RefusalOf(send).contains(QStringLiteral("it only gives it")));
-        continue;
-      }
-      tried[alone] = true;
-      ++banks;
-      const auto port = program_->program()->out().GetMidiOutPort(bank->document().synth().midiOutPort);
-      ASSERT_NE(port, nullptr);
-      const auto memory = [&] {
-        Bytes bytes;
-        cables.With(cables.Find(port->name()), [&](SimulatedInstrument& one) { bytes = one.Memory(); });
-        return bytes;
-      };
-      const Bytes before = memory();
-      ASSERT_FALSE(before.empty());
-      Change(bank, {0});
-      Run(bank, CommandId::BankKeepAlways, {0});
-      if (!bank->CommandChecked(CommandId::BankVerifySend)) Run(bank, CommandId::BankVerifySend, {0});
-      Run(bank, send, {0});
-      EXPECT_TRUE(Unsent(bank).empty()) << LogText();
-      EXPECT_NE(memory(), before);
-      frame().RunCommand(CommandId::BankUndoSend);
-      EXPECT_TRUE(WaitFor([&] { return program_->program()->desk().Idle(); }, 30000));
-      Settle();
-      EXPECT_EQ(memory(), before) << LogText();
-      EXPECT_EQ(Unsent(bank), std::vector<int>{0});
-      bank->CloseVerified();
-    }
-  }
-  EXPECT_GT(banks, 10);
 }
 
 TEST_F(BankTransmitting, WhatDiffersAfterASendIsNamedOnce) {
