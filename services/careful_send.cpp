@@ -62,6 +62,17 @@ std::vector<int> PatchesOf(const std::vector<std::uint8_t>& mask) {
   return patches;
 }
 
+// "3 patches of Korg DW-8000 Program Bank"; `one`: it is one thing.
+std::string WhatWent(const CarefulWork& work, bool* one) {
+  const std::vector<std::uint8_t>& patches = work.wishes.patches;
+  const auto count = std::count(patches.begin(), patches.end(), 1);
+  *one = true;
+  if (!PatchAddressable(work.synth) || count == 0 || count >= static_cast<std::ptrdiff_t>(+work.synth.numVoices))
+    return work.title;
+  *one = count == 1;
+  return (count == 1 ? "1 patch" : std::to_string(count) + " patches") + " of " + work.title;
+}
+
 // What is said in the end, by the step that was the last.
 void Conclude(const CarefulWork& work, DeskResult* result) {
   CarefulSendReport& report = *work.report;
@@ -72,14 +83,20 @@ void Conclude(const CarefulWork& work, DeskResult* result) {
     return;
   }
   if (result->step == work.sendStep) {
-    if (!result->ok) report.notSent = NotSent(work, *result);
+    bool one = true;
+    const std::string what = WhatWent(work, &one), all = work.title + " was sent.";
+    if (!result->ok)
+      report.notSent = NotSent(work, *result);
+    else if (result->sentence.starts_with(all))
+      result->sentence.replace(0, all.size(), what + (one ? " was sent." : " were sent."));
     result->sentence += KeptText(report);
     return;
   }
   result->sent = PatchesOf(work.patches);
   if (result->ok) {
     report.verified = true;
-    result->sentence = work.title + " sent, read back and found the same.";
+    bool one = true;
+    result->sentence = WhatWent(work, &one) + " sent, read back and found the same.";
   } else if (report.difference.none()) {
     result->sentence =
         work.title + " was sent, but could not be compared with what the instrument holds.  " + result->sentence;

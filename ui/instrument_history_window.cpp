@@ -46,7 +46,8 @@ InstrumentHistoryWindow::InstrumentHistoryWindow(WindowContext& context, QWidget
   SetTitle(this, tr("Instrument History"));
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap);
-  auto* head = new PlainLabel(tr("What instruments held before something was sent to them, the newest first:"), this);
+  auto* head = new PlainLabel(tr("Held before something was sent:"), this);
+  for (PlainLabel* label : {head, status_}) label->setWordWrap(true);
   column->addWidget(head);
   column->addWidget(search_);
   BuildTable();
@@ -120,7 +121,7 @@ const HistoryEntry* InstrumentHistoryWindow::Chosen() const {
 }
 
 void InstrumentHistoryWindow::Refresh() {
-  const QString none = entries_.empty() ? tr("Nothing is kept yet.  A bank's menu \"Keep Before Sending\" begins it.")
+  const QString none = entries_.empty() ? tr("Nothing is kept yet.")
                        : Chosen()       ? QString()
                                         : tr("Nothing is chosen.");
   EnableUnless(show_, none);
@@ -154,7 +155,7 @@ void InstrumentHistoryWindow::RestoreChosen() {
   prompt.text = "Send what the " + entry.instrument + " held before " + ToUtf8(LocalTimeText(entry)) + " (" +
                 entry.What() + ") back to it?\n\nWhat it holds there now is overwritten.";
   prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
   prompt.labels = {"Restore", "Cancel"};
   if (context_.prompts().Message(prompt) != PromptAnswer::Yes) return;
   restoring_ = true;

@@ -25,12 +25,12 @@ bool InstrumentWindow::CommandEnabled(CommandId command) const {
     case CommandId::MidiGet:
       return !document().IsBusy();
     case CommandId::MidiTransmit:
-      return !document().IsBusy() && !HoldsNothing();
+      return !document().IsBusy() && !HoldsNothing() && CanBeSent(*dataFile());
     case CommandId::FileExportSysEx:
     case CommandId::FileExportMidi:
       return !document().IsBusy() && !document().IsEmpty();
     case CommandId::MidiSendChanged:
-      return !document().IsBusy() && !document().IsEmpty() && !ChangedPatches().empty();
+      return !document().IsBusy() && !document().IsEmpty() && CanBeSent(*dataFile()) && !ChangedPatches().empty();
     default:
       return DocumentWindow::CommandEnabled(command);
   }
@@ -38,6 +38,8 @@ bool InstrumentWindow::CommandEnabled(CommandId command) const {
 
 QString InstrumentWindow::CommandRefusal(CommandId command) const {
   if (!document().IsBusy()) {
+    const bool sends = command == CommandId::MidiTransmit || command == CommandId::MidiSendChanged;
+    if (sends && !CanBeSent(*dataFile())) return tr("The instrument cannot be sent this data: it only gives it.");
     if (command == CommandId::MidiTransmit) return tr("There is nothing to send yet.");
     if (command == CommandId::FileExportSysEx || command == CommandId::FileExportMidi)
       return tr("There is nothing to export yet.");
@@ -114,7 +116,7 @@ bool InstrumentWindow::MayReplace(const std::vector<std::uint8_t>& patches) {
                           " patches were changed since they came from the instrument or were sent.  What comes "
                           "now takes their place; Undo brings them back.\n\nGet them all the same?";
   prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
   prompt.labels = {"Get", "Cancel"};
   return context().prompts().Message(prompt) == PromptAnswer::Yes;
 }

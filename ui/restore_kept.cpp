@@ -2,13 +2,15 @@
 
 #include <QDateTime>
 #include <QTimeZone>
+#include <cstdint>
 #include <utility>
+#include <vector>
 
 #include "platform/prompts.h"
+#include "script/transfer_engine.h"
 #include "services/send_care.h"
 #include "ui/keep_question.h"
 #include "ui/plain_text.h"
-#include "ui/qt_text.h"
 #include "ui/window_context.h"
 
 namespace tonalith {
@@ -17,10 +19,19 @@ namespace {
 
 constexpr char kRestoreTitle[] = "Instrument History";
 
+// Of a bank that goes patch by patch those that were kept; empty: all of the data.
+std::vector<std::uint8_t> PatchesOf(const DataFile& data) {
+  std::vector<std::uint8_t> mask;
+  if (!PatchAddressable(*data.synth)) return mask;
+  for (std::uint32_t i = 0; i < data.synth->numVoices; ++i)
+    mask.push_back(MapBit(data.emptyMap, data.emptyMapSize, i) ? 0 : 1);
+  return mask;
+}
+
 }  // namespace
 
 QString LocalTimeText(const HistoryEntry& entry) {
-  QDateTime when = QDateTime::fromString(FromUtf8(entry.when), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+  QDateTime when = QDateTime::fromString(ShownUtf8(entry.when), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
   if (!when.isValid()) return ShownUtf8(entry.when);
   when.setTimeZone(QTimeZone::utc());
   return when.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm"));
@@ -37,7 +48,7 @@ void RestoreKept(WindowContext& context, const HistoryEntry& entry, bool keeps, 
   }
   context.UpdateFromStudio(loaded.get());
   const std::shared_ptr<DataFile> data(loaded.release(), DataFileDeleter());
-  CarefulSend wishes = care.WishesFor(*data, {});
+  CarefulSend wishes = care.WishesFor(*data, PatchesOf(*data));
   wishes.keep = wishes.keep && keeps;
   if (keeps && !AskToKeep(context, *data, kRestoreTitle, &wishes)) return over({});
   const auto report = std::make_shared<CarefulSendReport>();

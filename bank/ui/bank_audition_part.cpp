@@ -42,10 +42,6 @@ BankAudition::BankAudition(TZKBank& window) : window_(window) {
   QTimer::singleShot(0, this, &BankAudition::Attach);
 }
 
-BankAudition::~BankAudition() {
-  DropSent();
-}
-
 void BankAudition::Attach() {
   for (BankPatchView* view :
        {static_cast<BankPatchView*>(window_.list()), static_cast<BankPatchView*>(window_.grid())}) {
@@ -189,14 +185,14 @@ Result BankAudition::Send(int patch) {
   const auto newData = [&](int driverId) { return context.NewDataOf(driverId, bank); };
   if (Result made = MakeAuditionData(window_.document(), patch, newData, context.ModuleFolder(bank), &data); !made.ok())
     return made;
-  sent_.reset(data.release(), DataFileDeleter());
+  sent_ = std::move(data);
   DeskRequest request;
   request.showWindow = 0;
   request.receiver = &receiver_;
   request.observer = [this](const DeskEvent& event) { Sent(event); };
   DeskStep step;
   step.kind = DeskStep::Kind::kSend;
-  step.owned = sent_;
+  step.dataFile = sent_.get();
   step.patches.assign(sent_->synth->numVoices, 0);
   step.patches.back() = 1;
   request.steps.push_back(std::move(step));

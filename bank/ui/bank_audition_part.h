@@ -19,7 +19,6 @@ class BankAudition final : public QObject, public BankWindowPart {
 
  public:
   explicit BankAudition(TZKBank& window);
-  ~BankAudition() override;
 
   bool Has(CommandId command) const override;
   QString Refusal(CommandId command) const override;
@@ -58,8 +57,8 @@ class BankAudition final : public QObject, public BankWindowPart {
   bool input_ = false;  // a key or the mouse is being dealt with
   std::vector<int> sweep_;
   std::size_t next_ = 0;
-  std::shared_ptr<DataFile> sent_;  // being sent
-  TransferDesk::Job job_;           // that sends it
+  TransferDesk::Job job_;  // sends a patch to be heard
+  DataFilePtr sent_;       // this; when it goes, so does the job
   Receiver receiver_;
 };
 

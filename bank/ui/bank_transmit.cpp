@@ -9,6 +9,7 @@
 #include "platform/prompts.h"
 #include "script/transfer_engine.h"
 #include "services/send_care.h"
+#include "ui/keep_question.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/restore_kept.h"
@@ -69,6 +70,8 @@ std::vector<int> BankTransmit::PatchesOf(CommandId command) const {
 QString BankTransmit::SendRefusal(CommandId command) const {
   const ZKBankDoc& bank = window_.document();
   if (bank.IsEmpty()) return TransmitText("There is nothing to send yet.");
+  if (!CanBeSent(*window_.dataFile()))
+    return TransmitText("The instrument cannot be sent this data: it only gives it.");
   const std::vector<int> patches = PatchesOf(command);
   if (patches.empty()) {
     return command == CommandId::BankSendMarked       ? TransmitText("No patch is marked for transmission.")
@@ -189,7 +192,7 @@ void BankTransmit::OnUndoSend() {
   prompt.text = "Send back what the " + entry.instrument + " held before " + ToUtf8(LocalTimeText(entry)) + " (" +
                 entry.What() + ")?\n\nWhat it holds there now is overwritten.  The bank in this window stays as it is.";
   prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Question;
+  prompt.icon = PromptIcon::Warning;
   prompt.labels = {"Send Back", "Cancel"};
   if (context.prompts().Message(prompt) != PromptAnswer::Yes) return;
   restoring_ = true;
@@ -202,6 +205,7 @@ void BankTransmit::OnUndoSend() {
 }
 
 std::vector<CommandId> BankTransmit::EntriesOf(BankMenu menu) const {
+  if (menu == BankMenu::More) return {CommandId::BankSendSelected, CommandId::BankGetSelected, CommandId::BankUndoSend};
   if (menu != BankMenu::Quick) return {};
   return {kTransmitCommands.begin(), kTransmitCommands.end()};
 }

@@ -1,6 +1,8 @@
 // Parts of a bank to its instrument and from it, what goes with a send, the history of instruments, and auditions.
 
+#include <QStatusBar>
 #include <QTableView>
+#include <algorithm>
 #include <mutex>
 
 #include "bank/bank_audition.h"
@@ -134,8 +136,9 @@ TEST_F(BankTransmitting, MarksSayWhatGoes) {
 }
 
 TEST_F(BankTransmitting, WhatWasThereIsKeptAndComesBack) {
-  Start({"cancel", "yes", "yes", "no", "yes", "yes", "yes"});
+  Start({"cancel", "yes", "yes", "no", "yes", "yes", "yes", "yes"});
   TZKBank* bank = OpenBank();
+  Run(bank, CommandId::BankGetSelected, {8});  // what is got is in the edit buffer
   const Bytes before = Memory();
   SendCare& care = parts().windowContext.sendCare();
   EXPECT_FALSE(bank->CommandEnabled(CommandId::BankUndoSend));
@@ -166,6 +169,7 @@ TEST_F(BankTransmitting, WhatWasThereIsKeptAndComesBack) {
   EXPECT_EQ(Unsent(bank), std::vector<int>{8});
   undo();
   EXPECT_EQ(Unsent(bank), (std::vector<int>{7, 8}));
+  Run(bank, CommandId::BankGetSelected, {8});
   EXPECT_EQ(Memory(), before);
   EXPECT_FALSE(bank->CommandEnabled(CommandId::BankUndoSend));
 
@@ -201,7 +205,7 @@ TEST_F(BankTransmitting, WhatDiffersAfterASendIsNamedOnce) {
   EXPECT_TRUE(bank->CommandChecked(CommandId::BankVerifySend));
   Change(bank, {2, 6});
   Run(bank, CommandId::BankSendSelected, {2});
-  EXPECT_NE(LogText().find("read back and found the same"), std::string::npos) << LogText();
+  EXPECT_TRUE(frame().statusBar()->currentMessage().contains(QStringLiteral("read back and found the same")));
   auto& studio = program_->simulation()->studio();
   Change(bank, {2});
   studio.With(studio.Find("korg-dw8000"), [](SimulatedInstrument& one) {
