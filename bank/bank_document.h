@@ -97,6 +97,8 @@ class ZKBankDoc : public Document {
   void CreateBackup(const std::string& description);
   bool EndBackup();
   void DeleteBackups() { history().Clear(); }
+  // Without, no change can be taken back, and none takes memory; kept from the start.
+  void KeepUndo(bool keep);
   bool CmEditUndo() { return Undo().ok(); }
   bool CmEditRedo() { return Redo().ok(); }
 
@@ -131,6 +133,7 @@ class ZKBankDoc : public Document {
   DataFilePtr dataFile_, original_;
   DataFileTarget target_;
   PatchStates states_;
+  bool keepsUndo_ = true;
   std::vector<std::uint64_t> soundsBefore_;  // of a receive
 };
 
