@@ -72,6 +72,7 @@ ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
     if (change.kind != DocumentChange::Kind::State) states_.Read(*dataFile_);
     rest_.Follow();
     if (!IsModified() && !path().empty()) states_.FileHoldsAll();
+    if (!keepsUndo_ && !history().IsOpen()) DeleteBackups();
   });
 }
 
@@ -248,6 +249,14 @@ bool ZKBankDoc::EndBackup() {
   const bool changed = history().End();
   if (changed) SetStatus(UndoText());
   return changed;
+}
+
+void ZKBankDoc::KeepUndo(bool keep) {
+  if (keepsUndo_ == keep) return;
+  keepsUndo_ = keep;
+  if (keep || history().IsOpen()) return;
+  DeleteBackups();
+  Tell(DocumentChange::Kind::State);
 }
 
 void ZKBankDoc::BeginReceive(const std::string& description) {

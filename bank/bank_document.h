@@ -103,6 +103,8 @@ class ZKBankDoc : public Document {
   void CreateBackup(const std::string& description);
   bool EndBackup();
   void DeleteBackups() { history().Clear(); }
+  // Without, no change can be taken back, and none takes memory; kept from the start.
+  void KeepUndo(bool keep);
   bool CmEditUndo() { return Undo().ok(); }
   bool CmEditRedo() { return Redo().ok(); }
 
@@ -152,6 +154,7 @@ class ZKBankDoc : public Document {
   DataFileTarget target_;
   PatchStates states_;
   BankRest rest_;
+  bool keepsUndo_ = true;
   std::vector<std::uint64_t> soundsBefore_;  // of a receive
   bool receiveChanged_ = false;              // the last
 };

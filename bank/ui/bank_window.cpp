@@ -138,7 +138,7 @@ void TZKBank::BuildList() {
   grid_ = new ZKBankGrid(bank_, *list_, this);
   for (BankPatchView* view : {static_cast<BankPatchView*>(list_), static_cast<BankPatchView*>(grid_)}) BuildView(view);
   ReadLook();
-  grid_->SetInvertedWheel(context().settings().Value(SettingId::MainInvertScrollWheelInput) != 0);
+  ReadSettings();
   showsGrid_ = context().settings().Value(SettingId::MainBankViewMode) == 1;
   pages_->addWidget(empty_);
   empty_->AddButton(tr("Get"), [this] { RunCommand(CommandId::MidiGet); });
@@ -188,6 +188,12 @@ void TZKBank::ReadLook() {
   const GridSettings look = folder.empty() ? GridSettings() : ReadGridSettings(DataTypeIni(folder, bank_.synth()));
   grid_->SetLook(look, folder.empty() ? folder : folder / "Bitmaps");
   tools_->setVisible(!look.noButtonBar);
+}
+
+void TZKBank::ReadSettings() {
+  const Settings& settings = context().settings();
+  if (grid_) grid_->SetInvertedWheel(settings.Value(SettingId::MainInvertScrollWheelInput) != 0);
+  bank_.KeepUndo(settings.Value(SettingId::MainBackup) != 0);
 }
 
 BankPatchView* TZKBank::view() const {
@@ -240,6 +246,7 @@ void TZKBank::DocumentChanged(const DocumentChange&) {
 void TZKBank::RefreshStatus() {
   const std::size_t selected = SelectedPatches().size();
   QStringList parts;
+  if (!bank_.IsBusy() && !bank_.ReadOnlyReason().empty()) parts << ShownUtf8(bank_.ReadOnlyReason());
   if (!bank_.StatusText().empty()) parts << ShownUtf8(bank_.StatusText());
   if (selected > 1) parts << tr("%1 selected").arg(selected);
   status_->setText(parts.join(QStringLiteral(" \u00B7 ")));
@@ -326,6 +333,7 @@ void TZKBank::RefreshHeader() {
   if (bank_.IsBusy()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
   const int awaited = CountPatches(bank_.rest().notReceived);
   if (awaited > 0) parts << tr("%1 not received").arg(awaited);
+  if (!bank_.IsBusy() && !bank_.ReadOnlyReason().empty()) parts << tr("not editable");
   if (changed > 0 && bank_.PatchCount() > 1) parts << tr("%1 changed since saved").arg(changed);
   if (unsent > 0 && bank_.PatchCount() > 1) parts << tr("%1 not sent to the instrument").arg(unsent);
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
@@ -392,7 +400,7 @@ bool TZKBank::CommandChecked(CommandId command) const {
 }
 
 void TZKBank::SettingsChanged() {
-  if (grid_) grid_->SetInvertedWheel(context().settings().Value(SettingId::MainInvertScrollWheelInput) != 0);
+  ReadSettings();
   for (const auto& part : parts_) part->SettingsChanged();
 }
 

@@ -105,6 +105,7 @@ class TZKBank final : public InstrumentWindow {
   void BuildList();
   void BuildView(BankPatchView* view);
   void ReadLook();
+  void ReadSettings();
   QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
   void AddMore(Glyph glyph, CommandId command, const QString& text);
   void Refresh();
