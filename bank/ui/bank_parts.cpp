@@ -14,6 +14,7 @@
 #include "bank/ui/bank_transmit.h"
 #include "bank/ui/bank_views.h"
 #include "bank/ui/bank_window.h"
+#include "ui/command_choices.h"
 #include "ui/command_glyphs.h"
 #include "ui/plain_text.h"
 
@@ -50,6 +51,7 @@ void AddBankEntry(QMenu* menu, TZKBank& window, const CommandRow& row) {
   SetToolTip(action, refusal);
   SetStatusTip(action, refusal.isEmpty() ? QString::fromLatin1(row.help) : refusal);
   action->setCheckable(row.checkable);
+  JoinChoice(action, row, menu);
   if (row.checkable) action->setChecked(window.CommandChecked(row.id));
   QObject::connect(action, &QAction::triggered, &window, [&window, id = row.id] { window.RunCommand(id); });
 }
