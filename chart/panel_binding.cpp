@@ -55,10 +55,10 @@ struct ChangeByte {
 };
 
 // Numbers of a row: "13", or hexadecimal bytes.
-std::vector<std::int64_t> NumbersOf(const std::string& number) {
+std::vector<std::int64_t> NumbersOf(const std::string& number, bool hex) {
   std::vector<std::int64_t> numbers;
-  if (number.starts_with("CC ")) return NumbersOf(number.substr(3));
-  const auto plain = ParseInteger(number);
+  if (number.starts_with("CC ")) return NumbersOf(number.substr(3), hex);
+  const auto plain = hex ? std::nullopt : ParseInteger(number);
   if (plain && number.find(' ') == std::string::npos) return {*plain};
   for (const std::string& word : SplitText(number, ' '))
     if (IsHexByte(word)) numbers.push_back(*ParseInteger("0x" + word));
@@ -101,7 +101,19 @@ class ChangeReader {
       const auto more = ParseInteger(name);
       if (more) return Fixed(base + *more);
     }
-    if (name == "number" || name == "offset") return Numbers(name == "offset", base);
+    constexpr std::string_view kHexNumber = "number-hex";
+    hex_ = name == kHexNumber;
+    if (hex_) name = "number";
+    // `2-1`: the value of a repeat less a number
+    const std::size_t minus = name.find('-');
+    const auto whole = ParseInteger(name.substr(0, minus));
+    const auto less = minus == std::string::npos ? std::nullopt : ParseInteger(name.substr(minus + 1));
+    if (whole && less && *less >= 0 && !base) return Fixed(*whole - *less);
+    // `offset-16`: counted from there
+    constexpr std::string_view kFrom = "offset-";
+    const auto from = name.starts_with(kFrom) ? ParseInteger(name.substr(kFrom.size())) : std::nullopt;
+    if (from) return Numbers(true, base, *from);
+    if (name == "number" || name == "offset") return Numbers(name == "offset", base, 0);
     if (base) return false;
     if (name == "<") {
       sumFrom = bytes.size();
@@ -143,10 +155,10 @@ class ChangeReader {
     return true;
   }
 
-  bool Numbers(bool offset, std::int64_t base) {
-    const auto numbers =
-        offset ? std::vector<std::int64_t>{parameter_.place.bits.back().byte} : NumbersOf(parameter_.number);
-    if (numbers.empty()) return false;
+  bool Numbers(bool offset, std::int64_t base, std::int64_t from) {
+    const auto numbers = offset ? std::vector<std::int64_t>{parameter_.place.bits.back().byte - from}
+                                : NumbersOf(parameter_.number, hex_);
+    if (numbers.empty() || numbers[0] < 0) return false;
     if (const char half = Half()) return Fixed(base + (numbers[0] >> (half == 'h' ? 7 : 0) & kSeptet));
     if (base && numbers.size() != 1) return false;
     for (const std::int64_t number : numbers)
@@ -170,6 +182,7 @@ class ChangeReader {
   const PanelData& data_;
   std::vector<std::string> words_;
   std::size_t at_ = 0;
+  bool hex_ = false;  // the number cell is hexadecimal
 };
 
 }  // namespace
@@ -257,6 +270,20 @@ std::string TransmitMacroText(const Parameter& parameter, const std::string& cha
     text += part;
   }
   return text + guard.end + "]";
+}
+
+ChangeShape ShapeOfChange(const Parameter& parameter, const std::string& change, const PanelData& data) {
+  ChangeShape shape;
+  for (const std::string& message : MessagesOf(change)) {
+    ChangeReader reader(parameter, data);
+    if (!reader.Read(message)) return {};
+    for (const ChangeByte& byte : reader.bytes) {
+      const bool fixed = byte.source == ChangeByte::Source::kFixed;
+      shape.message += fixed ? Printf(" %02X", static_cast<unsigned>(byte.fixed)) : " ??";
+      if (byte.source == ChangeByte::Source::kByte) shape.bytes.push_back(byte.byte);
+    }
+  }
+  return shape;
 }
 
 TemplateValues NoBinding() {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "editor/model/control_schema.h"
 #include "parameters/parameter_table.h"
@@ -32,5 +33,18 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const
 // and `number low`; "" for any other.
 std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data,
                               const ParameterCondition* condition);
+
+// The messages of a change, what they carry left open.
+struct ChangeShape {
+  std::string message;               // empty: they cannot be said
+  std::vector<std::uint32_t> bytes;  // of the patch that they carry
+
+  // One message cannot change both parameters, unless it carries the bytes of
+  // both.
+  bool Confuses(const ChangeShape& other) const {
+    return !message.empty() && message == other.message && (bytes.empty() || bytes != other.bytes);
+  }
+};
+ChangeShape ShapeOfChange(const Parameter& parameter, const std::string& change, const PanelData& data);
 
 }  // namespace tonalith

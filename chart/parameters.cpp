@@ -45,7 +45,7 @@ struct Block {
   struct Item {
     const ChartRow* row = nullptr;  // else a block
     std::int64_t offset = 0;        // goes onto the place
-    std::string change;
+    const ChartEntry* change = nullptr;
     const ChartEntry* when = nullptr;  // it is there only then
     std::unique_ptr<Block> block;
   };
@@ -93,7 +93,7 @@ class ParameterReader {
   void Entry(const ChartEntry& entry) {
     if (List(entry)) return;
     if (entry.key == "change") {
-      change_ = entry.value == "none" ? "" : entry.value;
+      change_ = entry.value == "none" ? nullptr : &entry;
     } else if (entry.key == "numbers") {
       if (entry.value != "hex" && entry.value != "decimal")
         problems_.Add(entry.valueAt, entry.value, "no form of numbers", "hex, decimal");
@@ -122,7 +122,7 @@ class ParameterReader {
     item.when = when_;
     for (const ChartEntry& entry : row.entries) {
       if (entry.key == "change")
-        item.change = entry.value == "none" ? "" : entry.value;
+        item.change = entry.value == "none" ? nullptr : &entry;
       else if (entry.key == kWhen)
         item.when = entry.value == kAlways ? nullptr : &entry;
       else
@@ -206,7 +206,7 @@ class ParameterReader {
       problems_.Add(cells[1].At(blanks), cell(1), "two blanks in a name", cell(1).substr(0, blanks));
     ParameterRow row{cell(0), cell(1), cell(2), cell(3), cell(4), {}, -1, std::nullopt, {}};
     if (item.when) row.when = item.when->value;
-    std::string change = item.change;
+    std::string change = item.change ? item.change->value : std::string();
     FieldBase base{item.offset, 0};
     std::string prefix;
     for (const Round& round : rounds) {
@@ -226,13 +226,40 @@ class ParameterReader {
     if (!row.name.empty()) row.name.insert(0, prefix);
     if (const std::string name(DisplayIsAs(row.shown)); !name.empty())
       if (const std::string nearer = Nearer(name, rounds); !nearer.empty()) row.shown = "as " + nearer;
-    if (item.when) row.when = ConditionWithNames(row.when, [&](const std::string& name) { return Nearer(name, rounds); });
+    if (item.when)
+      row.when = ConditionWithNames(row.when, [&](const std::string& name) { return Nearer(name, rounds); });
+    change = ChangeOfPart(change, rounds, base);
+    if (hex_ && change.starts_with("F0 ")) change = HexNumbers(change);
+    if (rounds.empty() && item.change) OutsideOfParts(*item.change, row.name);
     if (!change.empty()) row.change = builder_.AddChange(change);
     builder_.Add(row, base);
-    added_.push_back({item.row, std::string(TrimmedView(prefix)), rounds.empty() ? nullptr : rounds.back().block, item.when});
+    added_.push_back(
+        {item.row, std::string(TrimmedView(prefix)), rounds.empty() ? nullptr : rounds.back().block, item.when});
   }
 
-  // A name that a row in a repeat refers to means the row of the same repetition when there is one; else nothing.
+  // `part` is which set of the innermost repeat is meant; `offset` then counts
+  // from where that set begins.
+  static std::string ChangeOfPart(const std::string& change, const std::vector<Round>& rounds, const FieldBase& base) {
+    if (rounds.empty()) return change;
+    return ChangeInPart(change, rounds.back().index, base.all + base.plus);
+  }
+
+  // Two digits of a hexadecimal number cell could be decimal ones: the message says what they are.
+  static std::string HexNumbers(const std::string& change) {
+    std::string text;
+    for (const std::string& word : SplitText(change, ' '))
+      text += (text.empty() ? "" : " ") + word + (word == "number" || word.ends_with("+number") ? "-hex" : "");
+    return text;
+  }
+
+  void OutsideOfParts(const ChartEntry& change, const std::string& name) {
+    if (const auto at = PlaceOfPart(change.value); at && partless_.insert(&change).second)
+      problems_.Add(change.cell.At(*at), kPartWord, "\"" + name + "\" stands in no repeat: it has no part",
+                    kRepeatForm);
+  }
+
+  // A name that a row in a repeat refers to means the row of the same
+  // repetition when there is one; else nothing.
   static std::string Nearer(const std::string& name, const std::vector<Round>& rounds) {
     for (std::size_t depth = rounds.size(); depth > 0; --depth) {
       const auto& items = rounds[depth - 1].block->items;
@@ -322,15 +349,16 @@ class ParameterReader {
   std::set<std::pair<const ChartRow*, std::size_t>> said_;  // rows and cells
   std::set<const ChartEntry*> saidWhens_;
   Block top_;
-  std::vector<Block*> open_;          // the section and the repeats that have not ended
+  std::vector<Block*> open_;  // the section and the repeats that have not ended
   struct SaidBefore {
-    std::string change;
+    const ChartEntry* change;
     const ChartEntry* when;
   };
   std::vector<SaidBefore> saidBefore_;  // each of these repeats
   std::int64_t offset_ = 0;
-  std::string change_;
+  const ChartEntry* change_ = nullptr;
   const ChartEntry* when_ = nullptr;
+  std::set<const ChartEntry*> partless_;  // messages whose `part` means nothing
   bool hex_ = false;
   bool tooMany_ = false;
 };
