@@ -50,7 +50,8 @@ std::size_t ConvertPatchToSlot(const PatchConversion& conversion, const ConstPat
 //   types  driver id of the bank, of the patch
 //   bits   7 or 8 of the bank, of the patch
 //   name   first byte in the bank's patch, in the patch, length; bits of each byte when they are not 8
-//   field  NAME, PLACE and RANGE in the bank's patch, PLACE and RANGE in the patch; the factor, and the CONDITION in the
+//   field  NAME, PLACE and RANGE in the bank's patch, PLACE and RANGE in the patch; the factor, and the CONDITION in
+//   the
 //          bank's patch and in the patch, as far as they say something
 
 std::string PatchConversionText(const PatchConversion& conversion);

@@ -157,6 +157,10 @@ DeskRequest MakeRequest(DeskStep send, const DataFile& data, const CarefulSend& 
 
 }  // namespace
 
+bool CanBeSent(const DataFile& data) {
+  return data.synth && (!UsesCommandSequence(*data.synth) || data.transmitScript);
+}
+
 bool CanBeAskedFor(const DataFile& data) {
   if (!data.synth || StartedAtPanel(data)) return false;
   return !UsesCommandSequence(*data.synth) || data.receiveScript;

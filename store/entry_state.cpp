@@ -1,6 +1,6 @@
 #include "store/entry_state.h"
 
-#include <algorithm>
+#include "services/careful_send.h"
 
 namespace tonalith {
 
@@ -30,10 +30,6 @@ EntryContent ContentOf(const DataFile& data) {
 }
 
 }  // namespace
-
-bool CanBeSent(const DataFile& data) {
-  return data.synth && (data.synth->noChecksumOnFormat == 0 || data.transmitScript);
-}
 
 EntryState StateOfEntry(const DataFile& data) {
   EntryState state;

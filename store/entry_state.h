@@ -29,9 +29,6 @@ EntryState StateOfEntry(const DataFile& data);
 // The content ("undefined", "empty", "defined"), and "inactive" and "linked" behind commas.
 std::string EntryStateText(const EntryState& state);
 
-// Whether any script or protocol sends data of this type.
-bool CanBeSent(const DataFile& data);
-
 // New data does not count as something received, whatever its image is.
 void MarkUndefined(DataFile* data);
 

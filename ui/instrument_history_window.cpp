@@ -121,9 +121,7 @@ const HistoryEntry* InstrumentHistoryWindow::Chosen() const {
 }
 
 void InstrumentHistoryWindow::Refresh() {
-  const QString none = entries_.empty() ? tr("Nothing is kept yet.")
-                       : Chosen()       ? QString()
-                                        : tr("Nothing is chosen.");
+  const QString none = entries_.empty() ? tr("Nothing is kept yet.") : Chosen() ? QString() : tr("Nothing is chosen.");
   EnableUnless(show_, none);
   EnableUnless(restore_, restoring_ ? tr("A content is being sent back already.") : none);
   EnableUnless(forget_, none);

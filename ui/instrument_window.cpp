@@ -5,6 +5,7 @@
 
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "services/careful_send.h"
 #include "services/send_care.h"
 #include "ui/keep_question.h"
 #include "ui/plain_text.h"

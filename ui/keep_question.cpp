@@ -8,10 +8,6 @@
 
 namespace tonalith {
 
-bool CanBeSent(const DataFile& data) {
-  return data.synth && (!UsesCommandSequence(*data.synth) || data.transmitScript);
-}
-
 bool AskToKeep(WindowContext& context, const DataFile& data, const std::string& title, CarefulSend* wishes) {
   if (context.sendCare().Keeps(data) != KeepBeforeSend::kAskFirst || !CanBeAskedFor(data)) return true;
   const std::string instrument = Latin1ToUtf8(TransferInstrumentName(data));

@@ -8,6 +8,7 @@
 #include "bank/ui/bank_window.h"
 #include "platform/prompts.h"
 #include "script/transfer_engine.h"
+#include "services/careful_send.h"
 #include "services/send_care.h"
 #include "ui/keep_question.h"
 #include "ui/plain_text.h"

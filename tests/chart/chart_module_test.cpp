@@ -165,7 +165,9 @@ TEST(ChartModule, ChangesTellParametersApart) {
             &problems, &image)
             .ok();
     EXPECT_EQ(right, c.line == 0) << c.change << (right ? "" : problems.First().text);
-    if (!right) EXPECT_EQ(problems.all().front().line, c.line) << problems.all().front().Text();
+    if (!right) {
+      EXPECT_EQ(problems.all().front().line, c.line) << problems.all().front().Text();
+    }
   }
 }
 

@@ -80,7 +80,7 @@ TEST(PatchPieces, EveryPackingBehindEveryOther) {
   for (const Shape& shape : kShapes)
     for (const CodedWord* front : Packings(true))
       for (const CodedWord* back : packings) {
-        if (front->code == kThrough && shape.slots > 1) continue;  // runs through a bank, nothing lies between
+        if (front->code == kThrough && shape.slots > 1) continue;        // runs through a bank, nothing lies between
         if (front->code + back->code == 0 && shape.slots > 1) continue;  // a patch is its first bytes
         const std::string what = std::string(shape.name) + ": " + front->word + ", " + back->word;
         const std::string packed = " " + std::string(front->word) + ") 55 (56 " + std::string(back->word) + ") (9)";

@@ -319,7 +319,8 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   };
   PreferencesSheet sheet(*program_->program(), parts().options, &frame());
   ASSERT_EQ(sheet.pages().size(), 5U);
-  for (const Page& page : {Page{0, "Bank"}, Page{1, "Studio"}, Page{2, "MIDI"}, Page{3, "Tones"}, Page{4, "Miscellaneous"}}) {
+  for (const Page& page :
+       {Page{0, "Bank"}, Page{1, "Studio"}, Page{2, "MIDI"}, Page{3, "Tones"}, Page{4, "Miscellaneous"}}) {
     EXPECT_EQ(sheet.tabs()->tabText(page.index), QLatin1String(page.tab));
     sheet.tabs()->setCurrentIndex(page.index);
     KeepScreenshot(&sheet, QStringLiteral("preferences-%1").arg(QLatin1String(page.tab).toString().toLower()));
