@@ -1,7 +1,9 @@
 #include "bank/bank_document.h"
 
 #include <algorithm>
+#include <cstring>
 #include <span>
+#include <type_traits>
 #include <utility>
 
 #include "bank/clip_mark.h"
@@ -186,11 +188,27 @@ std::uint32_t ZKBankDoc::NameLength() const {
 }
 
 std::string ZKBankDoc::ReadOnlyReason() const {
-  if (IsBusy()) return BusyReason();
+  return IsBusy() ? BusyReason() : LayoutProblem();
+}
+
+const std::string& ZKBankDoc::LayoutProblem() const {
+  static_assert(std::is_trivially_copyable_v<Synth>);
+  if (!dataFile_->synth) {
+    judged_.reset();
+    layoutProblem_ = "This data cannot be edited: " + LayoutOf(*dataFile_).problem + ".";
+    return layoutProblem_;
+  }
+  // Every item of a view asks; the answer changes with the descriptor and the size only.
+  if (judged_ && judgedSize_ == dataFile_->bodySize && std::memcmp(&*judged_, dataFile_->synth, sizeof(Synth)) == 0)
+    return layoutProblem_;
+  judged_ = *dataFile_->synth;
+  judgedSize_ = dataFile_->bodySize;
   const auto layout = LayoutOf(*dataFile_);
-  if (!layout.editable) return "This data cannot be edited: " + layout.problem + ".";
-  // The places of a bank are what its commands work on.
-  return layout.numVoices > 1 ? BankSlots(*dataFile_).Refusal() : std::string();
+  if (!layout.editable)
+    layoutProblem_ = "This data cannot be edited: " + layout.problem + ".";
+  else  // the places of a bank are what its commands work on
+    layoutProblem_ = layout.numVoices > 1 ? BankSlots(*dataFile_).Refusal() : std::string();
+  return layoutProblem_;
 }
 
 RenameResult ZKBankDoc::Rename(int patch, const std::string& name) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -150,7 +151,13 @@ class ZKBankDoc : public Document {
   // The patches that differ from the instrument; empty: none.
   std::vector<std::uint8_t> ChangedPatches() const;
 
+  // Why the descriptor lets nothing be edited; empty: it does.
+  const std::string& LayoutProblem() const;
+
   DataFilePtr dataFile_, original_;
+  mutable std::optional<Synth> judged_;  // by LayoutProblem, with judgedSize_
+  mutable std::size_t judgedSize_ = 0;
+  mutable std::string layoutProblem_;
   DataFileTarget target_;
   PatchStates states_;
   BankRest rest_;

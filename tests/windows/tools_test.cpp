@@ -365,7 +365,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   other.Apply();
   EXPECT_EQ(basics().MainDelay(-1), 250);
   other.search()->setText(QStringLiteral("device number"));
-  EXPECT_TRUE(other.tabs()->isTabEnabled(0));
+  EXPECT_TRUE(other.tabs()->isTabEnabled(1));
   EXPECT_FALSE(other.tabs()->isTabEnabled(2));
 }
 
