@@ -1,5 +1,7 @@
 #include "app/frame_parts.h"
 
+#include <QMainWindow>
+
 #include "app/autosense_search.h"
 #include "app/command_finder.h"
 #include "app/command_menus.h"

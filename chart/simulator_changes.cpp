@@ -58,6 +58,7 @@ class ChangePattern {
 
  private:
   void Put(const std::string& text) { match += (match.empty() ? "" : " ") + text; }
+  bool IsHalf(std::size_t at) const { return at < words_.size() && (words_[at] == "high" || words_[at] == "low"); }
   bool Next(std::string_view word) const { return at_ < words_.size() && words_[at_] == word; }
 
   void Word(std::string word) {
@@ -85,7 +86,9 @@ class ChangePattern {
   void Counted(const std::string& word, std::int64_t base) {
     constexpr std::string_view kFrom = "offset-";
     offset_ = word != "number";
-    const bool high = Next("high"), low = Next("low");
+    // Both behind it are the halves of the byte.
+    const bool halves = IsHalf(at_) && IsHalf(at_ + 1);
+    const bool high = !halves && Next("high"), low = !halves && Next("low");
     if (high || low) ++at_;
     if (word.starts_with(kFrom)) from_ = ParseInteger(word.substr(kFrom.size())).value_or(0);
     if (base && (high || low)) return Wrong();
