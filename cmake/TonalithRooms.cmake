@@ -61,7 +61,7 @@ function(tonalith_unity_batches)
   endforeach()
   set(list ${CMAKE_BINARY_DIR}/unity_targets.txt)
   file(WRITE ${list} "${lines}")
-  execute_process(COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tools/unity_batches.py 8
+  execute_process(COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tools/unity_batches.py ${TONALITH_BATCH}
                   INPUT_FILE ${list} OUTPUT_VARIABLE batches COMMAND_ERROR_IS_FATAL ANY)
   string(REGEX MATCHALL "[^\n]+" batches "${batches}")
   foreach(batch ${batches})

@@ -1,11 +1,10 @@
 """Compiles every source file and every header alone, with the warnings of the build.
 
 A header counts as compiled alone when a source file includes it before anything else; the others get a file of one line.
-What passed is kept by content in build/alone, so that only what changed is compiled again.
-Argument: build folder, whose compile_commands.json holds one command a file.
+What passed is kept by content (proven.py), so that only what changed is compiled again.
+Arguments: build folder, whose compile_commands.json holds one command a file; --record writes down what passed.
 """
 import concurrent.futures
-import hashlib
 import json
 import os
 import re
@@ -13,9 +12,9 @@ import shlex
 import subprocess
 import sys
 
+from proven import Proven
 from source_files import ROOT, Sources
 
-KEPT = os.path.join(ROOT, "build", "alone")
 FIRST_INCLUDE = re.compile(r'^#include ["<]([^">]+)[">]', re.M)
 
 
@@ -61,32 +60,31 @@ def jobs_of(commands, sources):
     return jobs
 
 
-def compile_one(job, sources):
+def compile_one(job, sources, proven):
     """None, or what the compiler says."""
     path, words, text = job
-    digest = hashlib.sha256("\0".join(words).encode())
-    for name in [path, *sorted(sources.closure(path))]:
-        digest.update(sources.text(name).encode())
-    mark = os.path.join(KEPT, digest.hexdigest())
-    if os.path.exists(mark):
+    key = proven.key(path, sources, words)
+    if proven.holds(key):
         return None
     done = subprocess.run(words, input=text, cwd=ROOT, capture_output=True, text=True, check=False)
     if done.returncode == 0:
-        with open(mark, "w", encoding="utf-8"):
-            return None
+        proven.note(key)
+        return None
     return f"{path}:\n{done.stderr}"
 
 
 def main():
-    os.makedirs(KEPT, exist_ok=True)
     sources = Sources()
+    proven = Proven("alone")
     jobs = jobs_of(commands_of(sys.argv[1]), sources)
     for path, _, _ in jobs:
         sources.closure(path)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        problems = [text for text in pool.map(lambda job: compile_one(job, sources), jobs) if text]
+        problems = [text for text in pool.map(lambda job: compile_one(job, sources, proven), jobs) if text]
     for text in problems:
         print(text[:3000])
+    if "--record" in sys.argv and not problems:
+        proven.record()
     print(f"{len(jobs) - len(problems)} of {len(jobs)} files compile alone")
     return 1 if problems else 0
 
