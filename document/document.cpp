@@ -57,7 +57,8 @@ void Document::SetBusy(bool busy, const std::string& reason) {
 }
 
 std::string Document::BusyReason() const {
-  if (!busy_) return {};
+  if (!IsBusy()) return {};
+  if (saving_) return "This data is being saved.";
   if (!busyReason_.empty()) return busyReason_;
   return "This data is being transferred; please wait until the transfer has ended.";
 }
@@ -71,7 +72,7 @@ void Document::MarkChanged() {
 // ---- undo and redo --------------------------------------------------------------------------------------------------
 
 Result Document::StepHistory(bool back) {
-  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (IsBusy()) return Result::Failure(BusyReason(), kDocumentBusy);
   const std::string name = back ? history_.UndoName() : history_.RedoName();
   if (back ? !history_.CanUndo() : !history_.CanRedo()) {
     return Result::Failure(back ? "There is nothing to undo." : "There is nothing to redo.", kDocumentNothingToDo);
@@ -97,7 +98,7 @@ Result Document::Redo() {
 }
 
 Result Document::GoTo(std::size_t position) {
-  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (IsBusy()) return Result::Failure(BusyReason(), kDocumentBusy);
   if (position > history_.Count()) return Result::Failure("There is nothing to redo.", kDocumentNothingToDo);
   Result result;
   while (result.ok() && history_.Position() > position) result = Undo();
@@ -140,7 +141,7 @@ Result Document::BytesToWrite(const std::string& path, std::vector<std::uint8_t>
 }
 
 Result Document::Load(const std::string& path) {
-  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (IsBusy()) return Result::Failure(BusyReason(), kDocumentBusy);
   FileBytes bytes;
   FileStamp stamp;
   if (const Result read = LoadDiskFile(path, &bytes, &stamp); !read.ok()) {
@@ -150,7 +151,7 @@ Result Document::Load(const std::string& path) {
 }
 
 Result Document::Load(const std::string& path, FileBytes bytes, const FileStamp& stamp) {
-  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (IsBusy()) return Result::Failure(BusyReason(), kDocumentBusy);
   if (Result taken = TakeContent([&] { return ReadOwnBytes(std::move(bytes), path); }); !taken.ok()) return taken;
   path_ = path;
   stamp_ = stamp;
@@ -165,8 +166,23 @@ bool Document::FileChangedOnDisk() const {
   return now.exists && now != stamp_;
 }
 
+Result Document::WriteFile(const std::string& path, const std::vector<std::uint8_t>& bytes, const SaveOptions& options,
+                           FileStamp* stamp, std::string* kept) {
+  Result saved;
+  const auto write = [&] { saved = SaveDiskFile(path, bytes, stamp, kept); };
+  // What listeners would show of this state comes and goes faster than it can be read.
+  saving_ = options.beside != nullptr;
+  try {
+    saving_ ? options.beside(write) : write();
+  } catch (const std::bad_alloc&) {
+    saved = NoMemory();
+  }
+  saving_ = false;
+  return saved;
+}
+
 Result Document::Save(const std::string& path, SaveOptions options) {
-  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (IsBusy()) return Result::Failure(BusyReason(), kDocumentBusy);
   const std::string target = path.empty() ? path_ : path;
   if (target.empty()) return Result::Failure("This data has no file yet.", kDocumentNoPath);
   if (target == path_ && !options.overChangedFile && FileChangedOnDisk()) {
@@ -177,7 +193,7 @@ Result Document::Save(const std::string& path, SaveOptions options) {
   if (Result written = BytesToWrite(target, &bytes); !written.ok()) return written;
   FileStamp stamp;
   std::string kept;
-  if (const Result saved = SaveDiskFile(target, bytes, &stamp, &kept); !saved.ok()) {
+  if (const Result saved = WriteFile(target, bytes, options, &stamp, &kept); !saved.ok()) {
     return Result::Failure(CannotWrite(target, saved.text), saved.code);
   }
   path_ = target;
@@ -192,7 +208,7 @@ Result Document::Save(const std::string& path, SaveOptions options) {
 
 Result Document::SaveCopy(const std::string& path) {
   if (path == path_) return Save(path);
-  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (IsBusy()) return Result::Failure(BusyReason(), kDocumentBusy);
   std::vector<std::uint8_t> bytes;
   if (Result written = BytesToWrite(path, &bytes); !written.ok()) return written;
   const Result saved = SaveDiskFile(path, bytes);
@@ -202,6 +218,7 @@ Result Document::SaveCopy(const std::string& path) {
 // ---- autosave and recovery ------------------------------------------------------------------------------------------
 
 Result Document::Autosave(RecoveryFolder& folder) {
+  // What is just being written may fail yet.
   if (busy_ || history_.IsOpen()) return Result::Success();
   if (!IsModified()) {
     RemoveAutosave();
@@ -233,7 +250,7 @@ void Document::LeaveAutosave() {
 }
 
 Result Document::Recover(RecoveryFolder& folder, const RecoverableFile& file) {
-  if (busy_) return Result::Failure(BusyReason(), kDocumentBusy);
+  if (IsBusy()) return Result::Failure(BusyReason(), kDocumentBusy);
   RecoverableFile about;
   std::vector<std::uint8_t> content;
   if (Result read = RecoveryFolder::Read(file.file, &about, &content); !read.ok()) return read;

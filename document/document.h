@@ -77,11 +77,13 @@ class Document {
 
   // Whether the content differs from what the file holds.
   bool IsModified() const { return history_.IsModified(); }
-  bool IsBusy() const { return busy_; }
+  bool IsBusy() const { return busy_ || saving_; }
   // While busy, editing, undo and saving are refused with the reason (empty: a transfer).
   void SetBusy(bool busy, const std::string& reason = {});
   // Empty when not busy.
   std::string BusyReason() const;
+  // The file is being written somewhere else (SaveOptions): the document counts as busy, and must not go.
+  bool IsSaving() const { return saving_; }
   // Why the content cannot be edited; empty when it can.
   virtual std::string ReadOnlyReason() const { return BusyReason(); }
   // The last operation ("Rename", "Saved"), for a status line.
@@ -96,8 +98,8 @@ class Document {
 
   History& history() { return history_; }
   const History& history() const { return history_; }
-  bool CanUndo() const { return !busy_ && history_.CanUndo(); }
-  bool CanRedo() const { return !busy_ && history_.CanRedo(); }
+  bool CanUndo() const { return !IsBusy() && history_.CanUndo(); }
+  bool CanRedo() const { return !IsBusy() && history_.CanRedo(); }
   std::string UndoText() const { return history_.UndoName(); }
   std::string RedoText() const { return history_.RedoName(); }
   Result Undo();
@@ -116,6 +118,9 @@ class Document {
 
   struct SaveOptions {
     bool overChangedFile = false;  // also when the file is not the one that was read
+    // Runs the slow part, which touches nothing of the document, on another thread and returns when it is done; what
+    // goes on here meanwhile finds the document busy.  Empty: it is written here.
+    std::function<void(const std::function<void()>& write)> beside;
   };
   // Writes the file as a whole (an empty path: its own); only when that has succeeded the document changes: path, what
   // the record says about its file, the mark of the saved state.  The former file stays when anything fails; one that
@@ -170,6 +175,9 @@ class Document {
 
  private:
   Result StepHistory(bool back);
+  // Writes the bytes as the options say.
+  Result WriteFile(const std::string& path, const std::vector<std::uint8_t>& bytes, const SaveOptions& options,
+                   FileStamp* stamp, std::string* kept);
   // WriteBytes, for which the memory may be short.
   Result BytesToWrite(const std::string& path, std::vector<std::uint8_t>* bytes);
   Result TakeContent(const std::function<Result()>& read);
@@ -184,6 +192,7 @@ class Document {
   std::string loadNotice_;
   std::string busyReason_;
   bool busy_ = false;
+  bool saving_ = false;
   RecoveryFolder* recovery_ = nullptr;
   std::string autosaveFile_;
   std::uint64_t autosavedState_ = 0;

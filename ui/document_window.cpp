@@ -1,8 +1,11 @@
 #include "ui/document_window.h"
 
+#include <QTimer>
+
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "ui/beside.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
@@ -10,6 +13,7 @@ namespace tonalith {
 
 namespace {
 
+constexpr int kSayAfterMs = 300;
 constexpr char kBusyQuestion[] = "This data is being transferred.\nCancel the transfer and close the window?";
 
 // "ZK Data (*.DAT)" with the extension of the document.
@@ -155,7 +159,13 @@ bool DocumentWindow::Save(bool askName) {
 bool DocumentWindow::SaveTo(const std::string& path, bool overChangedFile) {
   Document::SaveOptions options;
   options.overChangedFile = overChangedFile;
+  options.beside = RunBeside;
+  QTimer late;
+  connect(&late, &QTimer::timeout, this, [this, &path] { Say(tr("Saving %1...").arg(ShownUtf8(path))); });
+  late.setSingleShot(true);
+  late.start(kSayAfterMs);
   const Result result = document_->Save(path, options);
+  late.stop();
   if (result.code == kDocumentFileChanged) return SaveOverChanged(path);
   if (!result.ok()) {
     context_.prompts().Say(WindowName(), result.text);
@@ -218,6 +228,10 @@ bool DocumentWindow::VerifyModified() {
 }
 
 bool DocumentWindow::VerifyClose() {
+  if (document_->IsSaving()) {
+    Say(ShownUtf8(document_->BusyReason()));
+    return false;
+  }
   emit TakeEdits();
   return VerifyBusy() && VerifyModified();
 }

@@ -330,7 +330,7 @@ void TZKBank::RefreshHeader() {
   const int unsent = bank_.IsEmpty() ? 0 : bank_.CountDifferent(true);
   QStringList parts{ShownUtf8(bank_.Title())};
   if (const QString counts = Counts(); !counts.isEmpty() && progress_.isEmpty()) parts << counts;
-  if (bank_.IsBusy()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
+  if (bank_.IsBusy() && !bank_.IsSaving()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
   const int awaited = CountPatches(bank_.rest().notReceived);
   if (awaited > 0) parts << tr("%1 not received").arg(awaited);
   if (!bank_.IsBusy() && !bank_.ReadOnlyReason().empty()) parts << tr("not editable");

@@ -126,7 +126,7 @@ void EditRaw(Document& document, Random& random, const std::string& folder) {
   for (int i = Upto(random, 40); i-- > 0;) bytes.push_back(static_cast<std::uint8_t>(Upto(random, 128)));
   bytes.push_back(0xF7);
   const std::string other = folder + "/other.syx", own = document.path();
-  if (SaveDiskFile(other, bytes).ok() && document.Load(other).ok()) document.Save(own, {true});
+  if (SaveDiskFile(other, bytes).ok() && document.Load(other).ok()) document.Save(own, {true, {}});
 }
 std::unique_ptr<Document> MakeRaw() {
   return std::make_unique<RawSysExDocument>();
@@ -211,7 +211,7 @@ class Life {
     journal_.fileNext.Set(ImageOf(*document_));
     journal_.keptMayGo = true;
     Result saved = document_->Save(Path());
-    if (saved.code == kDocumentFileChanged && journal_.savedSince) saved = document_->Save(Path(), {true});
+    if (saved.code == kDocumentFileChanged && journal_.savedSince) saved = document_->Save(Path(), {true, {}});
     if (!Must(saved.ok() && !document_->IsModified(), saved.text.c_str())) return false;
     journal_.savedSince = false;
     journal_.file = journal_.fileNext;

@@ -154,7 +154,7 @@ TEST(Document, NoticesThatSomebodyElseChangedItsFile) {
     EXPECT_EQ(note.Save().code, row.changed ? kDocumentFileChanged : 0) << row.what;
     EXPECT_EQ(Contents(path), row.changed ? there : "two") << row.what;
     EXPECT_EQ(note.IsModified(), row.changed) << row.what;
-    EXPECT_TRUE(note.Save(path, {true}).ok()) << row.what;
+    EXPECT_TRUE(note.Save(path, {true, {}}).ok()) << row.what;
     EXPECT_EQ(Contents(path), "two") << row.what;
     note.Set("three");
     EXPECT_TRUE(note.Save().ok()) << row.what << ": what was written here is known";

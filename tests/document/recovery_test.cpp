@@ -72,7 +72,7 @@ TEST(Recovery, BringsBackWhatAKilledProgramHad) {
     EXPECT_EQ(RecoveryFolder(kept).Leftovers().size(), 1U);
     std::ofstream(path) << "by somebody else";
     EXPECT_EQ(note.Save().code, kDocumentFileChanged);
-    EXPECT_TRUE(note.Save(path, {true}).ok());
+    EXPECT_TRUE(note.Save(path, {true, {}}).ok());
   }
   NoteDocument other;
   ASSERT_TRUE(other.Recover(recovery, found[1]).ok());

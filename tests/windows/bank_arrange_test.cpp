@@ -358,20 +358,7 @@ TEST_F(BankArranging, DamagedBanksAreShownAndKept) {
 // Every event is measured by the probe of all window tests; what a drag redraws has half of that.
 TEST_F(BankArranging, AThousandPatchesStaySmooth) {
   Start();
-  DataFilePtr driver(AllocDataFile());
-  AllocChunk(&driver->synth, &driver->synthSize, kSynthSize);
-  Synth& synth = *driver->synth;
-  CopyText(synth.shortName, "Large");
-  CopyText(synth.typeName, "Bank");
-  synth.numVoices = 1000;
-  synth.voiceSize = synth.voiceBytes = 256;
-  synth.fileSize = 1000 * 256;
-  synth.nameLength = 12;
-  synth.isBank = 1;
-  DataFilePtr data(AllocDataNew(driver.get()));
-  for (int patch = 0; patch < 1000; ++patch)
-    SetPatchName(data.get(), patch, "SOUND " + std::to_string(patch * 7 % 1000));
-  auto* bank = qobject_cast<TZKBank*>(parts().studio.OpenData(std::move(data)));
+  TZKBank* bank = OpenThousandPatches();
   ASSERT_NE(bank, nullptr);
   for (const CommandId view : {CommandId::BankViewList, CommandId::BankViewGrid}) {
     frame().RunCommand(view);

@@ -112,6 +112,66 @@ TEST_F(BusyWindows, LargeFilesStopNobody) {
   EXPECT_EQ(saved.size(), size);
 }
 
+// The events of saving and opening are measured by the fixture.  What comes up while the file is written finds the
+// document busy; afterwards it is as if it had been written at once.
+TEST_F(BusyWindows, AThousandPatchesAreSavedBesideTheWindows) {
+  const std::string path = Path("Lange W\xC3\xB6rter und noch l\xC3\xA4ngere.DAT");
+  Start({"file " + path, "yes"});
+  TZKBank* bank = OpenThousandPatches();
+  ASSERT_NE(bank, nullptr);
+  ZKBankDoc& document = Document(bank);
+  const std::string before = document.GetPatchName(999);
+  ASSERT_TRUE(document.Rename(7, "Gr\xC3\xBC\xC3\x9F dich").ok());
+  const std::string renamed = document.GetPatchName(7);
+  for (const bool first : {true, false}) {
+    int seen = 0;
+    const auto look = [&] {
+      ++seen;
+      EXPECT_TRUE(document.IsSaving());
+      EXPECT_FALSE(bank->VerifyClose());
+      EXPECT_FALSE(document.Undo().ok());
+      EXPECT_FALSE(document.Rename(8, "not now").ok());
+      EXPECT_EQ(document.Save().code, kDocumentBusy);
+      EXPECT_EQ(bank->RefusalOf(CommandId::FileSave), QStringLiteral("This data is being saved."));
+    };
+    QMetaObject::invokeMethod(bank, look, Qt::QueuedConnection);
+    if (!first) {
+      ASSERT_TRUE(document.Rename(7, "Again").ok());
+    }
+    frame().RunCommand(CommandId::FileSave);
+    EXPECT_EQ(seen, 1) << "the windows went on";
+    EXPECT_EQ(document.path(), path);
+    EXPECT_FALSE(document.IsBusy());
+    EXPECT_FALSE(document.IsModified());
+    EXPECT_TRUE(bank->CommandEnabled(CommandId::FileSaveAs));
+  }
+  Keep(&frame(), "bank-thousand");
+  // What was done before saving can be undone behind it.
+  frame().RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(document.GetPatchName(7), renamed);
+  EXPECT_TRUE(document.IsModified());
+  frame().RunCommand(CommandId::EditRedo);
+  EXPECT_FALSE(document.IsModified());
+  // A file that cannot be written leaves everything as it was.
+  std::filesystem::remove(path);
+  std::filesystem::create_directory(path);
+  ASSERT_TRUE(document.Rename(7, "kept").ok());
+  frame().RunCommand(CommandId::FileSave);
+  EXPECT_TRUE(document.IsModified());
+  EXPECT_FALSE(document.IsBusy());
+  EXPECT_NE(LogText().find("rter und noch"), std::string::npos) << LogText();
+  std::filesystem::remove(path);
+  frame().RunCommand(CommandId::FileSave);
+  EXPECT_FALSE(document.IsModified());
+  bank->CloseVerified();
+  Settle();
+  ASSERT_TRUE(parts().files.OpenFile(path, 0));
+  auto* again = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(again, nullptr);
+  EXPECT_EQ(Document(again).GetPatchName(999), before);
+  EXPECT_EQ(Document(again).GetPatchName(7), "kept");
+}
+
 TEST_F(BusyWindows, TwoBanksOfOneDayAreToldApart) {
   Start();
   TZKBank* one = Open("Yamaha DX7", "Voice Bank", true);

@@ -11,8 +11,11 @@
 #include <QUrl>
 
 #include "control_walk.h"
+#include "data/data_records.h"
+#include "data/patch_names.h"
 #include "midi/midi_output.h"
 #include "platform/atomic_file.h"
+#include "platform/text.h"
 #include "stall_probe.h"
 #include "ui/style/colours.h"
 
@@ -144,6 +147,24 @@ TZKBank* ProgramFixture::Open(const char* instrument, const char* type, bool get
     EXPECT_TRUE(Idle(window));
   }
   return window;
+}
+
+TZKBank* ProgramFixture::OpenThousandPatches() {
+  constexpr int kPatches = 1000;
+  DataFilePtr driver(AllocDataFile());
+  AllocChunk(&driver->synth, &driver->synthSize, kSynthSize);
+  Synth& synth = *driver->synth;
+  CopyText(synth.shortName, "Large");
+  CopyText(synth.typeName, "Bank");
+  synth.numVoices = kPatches;
+  synth.voiceSize = synth.voiceBytes = 256;
+  synth.fileSize = kPatches * 256;
+  synth.nameLength = 24;
+  synth.isBank = 1;
+  DataFilePtr data(AllocDataNew(driver.get()));
+  for (int patch = 0; patch < kPatches; ++patch)
+    SetPatchName(data.get(), patch, "W\xD6RMEGEWITTERWOLKE " + std::to_string(10000 + patch * 7 % kPatches));
+  return qobject_cast<TZKBank*>(parts().studio.OpenData(std::move(data)));
 }
 
 bool ProgramFixture::Idle(TZKBank* window, int milliseconds) {

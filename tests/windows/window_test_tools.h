@@ -50,6 +50,9 @@ class ProgramFixture : public FilesTest {
   CommandLine Line(std::vector<std::string> options) const;
   // Opens a window on new data of a driver and, with `get`, receives it.
   TZKBank* Open(const char* instrument, const char* type, bool get);
+  // Opens a window on a bank of 1,000 patches of 256 bytes, of a data type of its own; the names are as long as they
+  // can be.
+  TZKBank* OpenThousandPatches();
   // Waits until the window's data is free again.
   bool Idle(TZKBank* window, int milliseconds = 3000);
   std::string LogText() const;
