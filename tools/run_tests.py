@@ -18,7 +18,7 @@ import xml.etree.ElementTree as ElementTree
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 AT_A_TIME = 2 * (os.cpu_count() or 2)
 # Programs that take longest are run in parts, first.
-PARTS = {"test_windows": 10, "test_fault_table": 6, "test_cli": 5, "test_instruments": 3, "test_chart": 3, "test_studio": 2}
+PARTS = {"test_windows": 12, "test_fault_table": 6, "test_cli": 5, "test_instruments": 3, "test_chart": 3, "test_studio": 2}
 # What the optimised build is made of; its tests are those that a sanitizer slows down or has no room for, and those of speed.
 INSTALLED = ["tonalith", "tonalith-cli", "modules", "share"]
 PEERS = ["midi_peer", "midi_matrix", "midi_faults", "midi_alsa_faults"] + ["hexter_host"] * os.path.exists("/usr/include/dssi.h")

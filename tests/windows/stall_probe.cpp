@@ -5,6 +5,7 @@
 #include <QEvent>
 #include <QMetaEnum>
 #include <QThread>
+#include <QtGlobal>
 #include <utility>
 
 namespace tonalith {
@@ -27,6 +28,11 @@ std::int64_t ThreadUs() {
 }
 
 }  // namespace
+
+std::int64_t LongestEventAllowedUs() {
+  const bool crowd = qEnvironmentVariableIntValue("GTEST_TOTAL_SHARDS") > 1;
+  return kLongestEventUs * kBuildFactor * (crowd ? kCrowdFactor : 1);
+}
 
 Uncounted::Uncounted() : beganUs_(ThreadUs()) {
   ++uncounted;

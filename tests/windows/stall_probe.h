@@ -12,8 +12,8 @@ struct Stall {
   std::string what;  // receiver and event
 };
 
-// What one event may take of the user-interface thread in a release build; debug and sanitizer builds, which run the
-// same code that many times slower, get as many times more.
+// What one event may take of the user-interface thread in a release build on a machine of its own; debug and sanitizer
+// builds, which run the same code that many times slower, get as many times more.
 inline constexpr std::int64_t kLongestEventUs = 16'000;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr int kBuildFactor = 12;
@@ -22,6 +22,12 @@ inline constexpr int kBuildFactor = 4;
 #else
 inline constexpr int kBuildFactor = 1;
 #endif
+// Where parts of the tests run beside each other they take caches and half processors from each other: up to twice the
+// time was measured.
+inline constexpr int kCrowdFactor = 3;
+
+// The limit for one event here and now, in microseconds.
+std::int64_t LongestEventAllowedUs();
 
 // While it lives, what a test does inside an event (pictures, walks over the controls) is not counted to the program.
 class Uncounted final {

@@ -237,7 +237,7 @@ TEST_F(ViewerTest, ALargeFileScrollsAtOnce) {
   TypeText(view->Search(), QStringLiteral("F0 11 12"));
   EXPECT_TRUE(WaitFor([&] { return view->Search()->Hits() == 0; }, 20'000));
   const Stall slowest = ProbedApplication::TakeLongest();
-  EXPECT_LE(slowest.us, kLongestEventUs * kBuildFactor) << slowest.what;
+  EXPECT_LE(slowest.us, LongestEventAllowedUs()) << slowest.what;
 }
 
 TEST_F(ViewerTest, AFileDroppedOnAViewerIsOpenedForViewing) {

@@ -107,7 +107,7 @@ void ProgramFixture::SetUp() {
 void ProgramFixture::TearDown() {
   const Stall longest = ProbedApplication::TakeLongest();
   RecordProperty("longest_event", longest.what + " " + std::to_string(longest.us) + " us");
-  EXPECT_LE(longest.us, kLongestEventUs * kBuildFactor) << "microseconds of processor time for " << longest.what;
+  EXPECT_LE(longest.us, LongestEventAllowedUs()) << "microseconds of processor time for " << longest.what;
   Stop();
   ::unsetenv("TONALITH_PROMPT_SCRIPT");
 }
