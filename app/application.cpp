@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "app/frame_parts.h"
+#include "app/portal_look.h"
 #include "midi/backends/alsa_backend.h"
 #include "midi/backends/jack_backend.h"
 #include "platform/clock.h"
@@ -188,6 +189,10 @@ bool CZKApp::Start() {
 
 void CZKApp::ShowMainFrame() {
   frame_->show();
+  // The bus may take its time; the window is there before.
+  QTimer::singleShot(0, this, [this] {
+    if (const auto bus = SessionBus()) portalLook_ = std::make_unique<PortalLook>(*bus);
+  });
 }
 
 void CZKApp::ShowSplash(const std::string& picture, int milliseconds) {

@@ -16,6 +16,7 @@
 
 namespace tonalith {
 
+class PortalLook;
 // The desktop program: puts the rooms together at the steps of start and end.
 class CZKApp final : public QObject, public StartStopHost {
   Q_OBJECT
@@ -86,6 +87,7 @@ class CZKApp final : public QObject, public StartStopHost {
   std::unique_ptr<ZKStudioDoc> studio_;
   std::unique_ptr<CMainFrame> frame_;
   std::unique_ptr<QSplashScreen> splash_;
+  std::unique_ptr<PortalLook> portalLook_;
 };
 
 }  // namespace tonalith

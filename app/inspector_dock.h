@@ -19,6 +19,7 @@ class InspectorDock final : public QDockWidget {
   // Width in pixels while it is shown.
   int FullWidth() const { return fullWidth_; }
   void SetFullWidth(int width);
+  InspectorPane* pane() { return pane_; }
 
  signals:
   void StatusMessage(const QString& text);

@@ -202,6 +202,7 @@ void CMainFrame::ReadPlace() {
   statusBar()->setVisible(ini.GetInt(kPlacesSection, kStatusLineKey, 1) != 0);
   activity_->setVisible(ini.GetInt(kPlacesSection, kActivityKey) != 0);
   workspace_->Read(ini);
+  parts_->studio.ReadView(ini);
 }
 
 void CMainFrame::StorePlace() {
@@ -212,6 +213,7 @@ void CMainFrame::StorePlace() {
   ini.SetInt(kPlacesSection, kStatusLineKey, statusBar()->isHidden() ? 0 : 1);
   ini.SetInt(kPlacesSection, kActivityKey, activity_->isHidden() ? 0 : 1);
   workspace_->Store(&ini);
+  parts_->studio.StoreView(&ini);
   if (const Result saved = ini.Save(); !saved.ok()) DebugLog("%s", saved.text.c_str());
   windows_->StorePlaces();
 }

@@ -63,6 +63,7 @@ void OptionCommands::ChooseLook(Look look) {
   if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
   frame_.Status(look == Look::Dark    ? tr("The windows are dark.")
                 : look == Look::Light ? tr("The windows are light.")
+                : DesktopTellsLook()  ? tr("The windows are as the desktop, also when that changes.")
                                       : tr("The windows are as the desktop was when the program started."));
 }
 

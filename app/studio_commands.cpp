@@ -12,6 +12,7 @@
 #include "app/open_documents.h"
 #include "app/simulation.h"
 #include "bank/bank_document.h"
+#include "platform/ini_file.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
@@ -28,6 +29,9 @@ namespace tonalith {
 
 namespace {
 
+constexpr char kRowsSection[] = "Studio Rows";
+constexpr char kViewSection[] = "Windows";
+constexpr char kSearchKey[] = "Studio Search";
 constexpr char kOpenStudioFirst[] =
     "Please open the Studio Window using the menu option 'File | New | Studio'\nbefore installing an instrument "
     "module.";
@@ -212,6 +216,17 @@ void StudioCommands::StudioEdited() {
   frame_.studio.DrvSaveSetup(0);
   emit Edited();
   frame_.children.ForEach([](ZKWindow& child) { child.StudioChanged(); });
+}
+
+void StudioCommands::ReadView(const IniFile& ini) {
+  for (const std::string& row : ini.Keys(kRowsSection)) view().rows[row] = ini.GetInt(kRowsSection, row) != 0;
+  view().search = ini.GetString(kViewSection, kSearchKey);
+}
+
+void StudioCommands::StoreView(IniFile* ini) {
+  ini->RemoveSection(kRowsSection);
+  for (const auto& [row, open] : view().rows) ini->SetInt(kRowsSection, row, open ? 1 : 0);
+  ini->Set(kViewSection, kSearchKey, view().search);
 }
 
 void StudioCommands::PortsChanged(int changes) {

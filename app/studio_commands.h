@@ -16,6 +16,7 @@ namespace tonalith {
 class AutoSenseSearch;
 class ConnectedDialog;
 class DocumentWindows;
+class IniFile;
 class InstrumentWindow;
 class OpenStudioDocuments;
 class ZKDrvList;
@@ -51,6 +52,9 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   bool CloseWindowsOf(std::span<ZKDrvList* const> instruments);
   // Ports came or went.
   void PortsChanged(int changes);
+  // How the studio's window was left.
+  void ReadView(const IniFile& ini);
+  void StoreView(IniFile* ini);
 
   // ---- StudioWindowHost
   void OpenDriver(ZKDrvList* driver, bool get) override { OpenNewData(driver, get); }

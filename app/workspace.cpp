@@ -18,7 +18,9 @@
 #include "midi/port_system.h"
 #include "platform/ini_file.h"
 #include "services/program.h"
+#include "ui/inspector_pane.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/search_field.h"
 
@@ -32,6 +34,8 @@ constexpr const char* kStudioIconsKey = "Studio as Icons";
 constexpr const char* kStudioWidthKey = "Studio Width";
 constexpr const char* kInspectorKey = "Inspector";
 constexpr const char* kInspectorWidthKey = "Inspector Width";
+constexpr const char* kInspectorHiddenKey = "Inspector Hidden Sections";
+constexpr QLatin1Char kBetweenTitles('|');
 
 }  // namespace
 
@@ -147,6 +151,8 @@ void Workspace::Read(const IniFile& ini) {
   if (const int width = ini.GetInt(kSection, kStudioWidthKey); width > 0) dock_->SetFullWidth(width);
   dock_->ShowIcons(ini.GetInt(kSection, kStudioIconsKey) != 0);
   if (const int width = ini.GetInt(kSection, kInspectorWidthKey); width > 0) inspector_->SetFullWidth(width);
+  const QString hidden = ShownUtf8(ini.GetString(kSection, kInspectorHiddenKey));
+  if (!hidden.isEmpty()) inspector_->pane()->SetHiddenSections(hidden.split(kBetweenTitles));
   inspector_->setVisible(ini.GetInt(kSection, kInspectorKey) != 0);
   windows_->ShowFree(ini.GetInt(kSection, kFreeKey) != 0);
 }
@@ -156,6 +162,7 @@ void Workspace::Store(IniFile* ini) const {
   ini->SetInt(kSection, kStudioIconsKey, dock_->ShowsIcons() ? 1 : 0);
   ini->SetInt(kSection, kInspectorKey, inspector_->isHidden() ? 0 : 1);
   ini->SetInt(kSection, kInspectorWidthKey, inspector_->FullWidth());
+  ini->Set(kSection, kInspectorHiddenKey, ToUtf8(inspector_->pane()->HiddenSections().join(kBetweenTitles)));
   ini->SetInt(kSection, kFreeKey, windows_->AreFree() ? 1 : 0);
 }
 

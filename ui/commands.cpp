@@ -135,7 +135,7 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::ViewFileList, MenuId::View, "&File List", "", "Show the files of the data folder", kFrame, false},
     {CommandId::ViewSysEx, MenuId::View, "S&ysEx View", "Ctrl+U", "Show the bytes of the active data", kFrame, false},
     {CommandId::ViewLookSystem, MenuId::View, "&Follow the Desktop", "",
-     "Light or dark as the desktop was when the program started", kFrame, true, "Loo&k"},
+     "Light or dark as the desktop; a change is followed where the desktop tells of it", kFrame, true, "Loo&k"},
     {CommandId::ViewLookLight, MenuId::View, "&Light", "", "Dark text on light windows", kFrame, true, "Loo&k"},
     {CommandId::ViewLookDark, MenuId::View, "&Dark", "", "Light text on dark windows", kFrame, true, "Loo&k"},
     {CommandId::BankViewList, MenuId::Bank, "&List", "", "Show the patches in columns that fill the window", kChild,

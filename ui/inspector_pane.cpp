@@ -14,6 +14,7 @@
 
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
+#include "ui/style/section_button.h"
 #include "ui/style/space.h"
 #include "ui/window_base.h"
 
@@ -170,20 +171,37 @@ void InspectorPane::Build(InspectorContent content) {
   column->addWidget(title_);
   column->addWidget(subtitle_);
   for (const InspectorSection& section : shown_.sections) {
-    column->addSpacing(kWideGap);
-    if (!section.title.isEmpty()) {
-      auto* heading = new PlainLabel(section.title, page);
-      heading->setFont(HeadingFont(font()));
-      SetSecondaryText(heading);
-      column->addWidget(heading);
-    }
-    for (const InspectorRow& row : section.rows) BuildRow(column, row);
+    QVBoxLayout* rows = BuildSection(column, section.title);
+    for (const InspectorRow& row : section.rows) BuildRow(rows, row);
   }
   column->addStretch(1);
   // The former widgets may be the ones whose event led here.
   if (QWidget* former = area_->takeWidget()) former->deleteLater();
   area_->setWidget(page);
   Fill(InspectorContent(shown_));
+}
+
+// Where the rows go.
+QVBoxLayout* InspectorPane::BuildSection(QVBoxLayout* column, const QString& title) {
+  column->addSpacing(kWideGap);
+  if (title.isEmpty()) return column;
+  auto* body = new QWidget(column->parentWidget());
+  auto* rows = new QVBoxLayout(body);
+  SetSpace(rows, 0, kSmallGap);
+  auto* heading = new SectionButton(title, body, column->parentWidget());
+  column->addWidget(heading, 0, Qt::AlignLeft);
+  column->addWidget(body);
+  heading->SetOpen(!hidden_.contains(title));
+  connect(heading, &SectionButton::Toggled, this, [this, title](bool open) {
+    hidden_.removeAll(title);
+    if (!open) hidden_.append(title);
+  });
+  return rows;
+}
+
+void InspectorPane::SetHiddenSections(const QStringList& titles) {
+  hidden_ = titles;
+  Build(InspectorContent(shown_));
 }
 
 void InspectorPane::BuildRow(QVBoxLayout* column, const InspectorRow& row) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QPointer>
+#include <QStringList>
 #include <QTimer>
 #include <QWidget>
 #include <memory>
@@ -32,6 +33,9 @@ class InspectorPane final : public QWidget {
   ZKWindow* inspected() const { return window_; }
   // Takes what is being typed.
   void Commit();
+  // Titles of the sections the user has hidden, of whatever is shown.
+  const QStringList& HiddenSections() const { return hidden_; }
+  void SetHiddenSections(const QStringList& titles);
 
  signals:
   // Why something was not taken as it was typed.
@@ -48,6 +52,7 @@ class InspectorPane final : public QWidget {
   void Refresh();
   bool FitsShown(const InspectorContent& content) const;
   void Build(InspectorContent content);
+  QVBoxLayout* BuildSection(QVBoxLayout* column, const QString& title);
   void BuildRow(QVBoxLayout* column, const InspectorRow& row);
   QWidget* BuildValue(Field& field, const InspectorRow& row);
   void Fill(const InspectorContent& content);
@@ -61,6 +66,7 @@ class InspectorPane final : public QWidget {
   PlainLabel* title_ = nullptr;
   PlainLabel* subtitle_ = nullptr;
   InspectorContent shown_;
+  QStringList hidden_;
   std::vector<std::unique_ptr<Field>> fields_;  // of all rows in order
   bool taking_ = false;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -26,9 +27,18 @@ struct OpenDocument {
   std::function<void()> activate;
 };
 
+// How the user left the studio's window; outlives it.
+struct StudioView {
+  // Rows of the tree that were opened (true) or closed: instruments by their names, kinds of data by both names.
+  std::map<std::string, bool> rows;
+  std::string search;  // UTF-8
+};
+
 // What the studio window asks of the program.
 class StudioWindowHost {
  public:
+  StudioView& view() { return view_; }
+
   virtual ~StudioWindowHost() = default;
   // Opens a window on new data of this driver; with `get` its receive is started at once.
   virtual void OpenDriver(ZKDrvList* driver, bool get) = 0;
@@ -49,6 +59,9 @@ class StudioWindowHost {
   virtual void ShowConnected() {}
   // What a search for an instrument needs; null when there is none.
   virtual const AutoConfigServices* autoConfig() = 0;
+
+ private:
+  StudioView view_;
 };
 
 }  // namespace tonalith

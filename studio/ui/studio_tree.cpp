@@ -25,7 +25,7 @@ constexpr int kNodeRole = Qt::UserRole;
 constexpr int kDocumentRole = Qt::UserRole + 1;  // place of an open document
 constexpr int kSearchRole = Qt::UserRole + 2;    // what the row is found by
 // With more instruments than this the drivers are not shown at first.
-constexpr std::size_t kMostOpenAtFirst = 8;
+constexpr int kMostOpenAtFirst = 8;
 constexpr int kNameCharacters = 44;
 // Narrower than this there is place for the names alone.
 constexpr int kWideCharacters = 84;
@@ -171,13 +171,10 @@ ZKStudioTree::ZKStudioTree(ZKStudioDoc& studio, StudioWindowHost& host, QWidget*
   for (const int column : {kDevice, kChannel}) header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
   for (const int column : {kIn, kOut}) header()->setSectionResizeMode(column, QHeaderView::Stretch);
   connect(this, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* row) {
-    if (row->parent()) return;
-    open_[NodeOf(row)] = true;
+    KeepOpen(row, true);
     FitNames();
   });
-  connect(this, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* row) {
-    if (!row->parent()) open_[NodeOf(row)] = false;
-  });
+  connect(this, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* row) { KeepOpen(row, false); });
   FitColumns();
 }
 
@@ -301,16 +298,11 @@ void ZKStudioTree::Rebuild() {
   const int place = topLevelItemCount() > 0 && currentItem() ? PlaceOf(currentItem()) : 0;
   const QSignalBlocker quiet(this);
   setUpdatesEnabled(false);
+  rebuilding_ = true;
   clear();
-  std::map<const ZKDrvList*, bool> open;
-  const bool few = studio_.instruments().size() <= kMostOpenAtFirst;
-  for (const auto& instrument : studio_.instruments()) {
-    AddInstrumentRow(instrument.get());
-    const auto known = open_.find(instrument.get());
-    open[instrument.get()] = known == open_.end() ? few : known->second;
-  }
-  open_ = std::move(open);
+  for (const auto& instrument : studio_.instruments()) AddInstrumentRow(instrument.get());
   ShowDocuments();
+  rebuilding_ = false;
   SetCurrentNode(current);
   for (int i = 0; !document.isNull() && currentItem() && i < currentItem()->childCount(); ++i)
     if (QTreeWidgetItem* child = currentItem()->child(i); child->text(kName) == document) setCurrentItem(child);
@@ -318,6 +310,21 @@ void ZKStudioTree::Rebuild() {
   Filter(filter_);
   setUpdatesEnabled(true);
   FitNames();
+}
+
+std::string ZKStudioTree::RowKey(const QTreeWidgetItem* row) const {
+  const std::string own = ToUtf8(row->text(kName));
+  return row->parent() ? ToUtf8(row->parent()->text(kName)) + " / " + own : own;
+}
+
+bool ZKStudioTree::IsOpen(const QTreeWidgetItem* row, bool unknown) const {
+  const auto& rows = host_.view().rows;
+  const auto known = rows.find(RowKey(row));
+  return known == rows.end() ? unknown : known->second;
+}
+
+void ZKStudioTree::KeepOpen(const QTreeWidgetItem* row, bool open) {
+  host_.view().rows[RowKey(row)] = open;
 }
 
 // ---- open documents -------------------------------------------------------------------------------------------------
@@ -350,8 +357,10 @@ void ZKStudioTree::ShowDocumentsOf(QTreeWidgetItem* row, const std::vector<std::
     child->setFlags(child->flags() & ~Qt::ItemIsDragEnabled);
   }
   for (int i = 0; i < count; ++i) ShowDocument(row->child(i), places[static_cast<std::size_t>(i)]);
+  if (!fresh) return;
+  if (rebuilding_) return row->setExpanded(IsOpen(row, true));
   // A document that was opened just now is to be seen.
-  if (fresh && filter_.IsEmpty()) {
+  if (filter_.IsEmpty()) {
     row->setExpanded(true);
     row->parent()->setExpanded(true);
   }
@@ -382,6 +391,7 @@ int ZKStudioTree::Filter(const SearchWords& words) {
   filter_ = words;
   // What is opened to show a find is not the user's choice.
   const QSignalBlocker quiet(this);
+  const bool few = topLevelItemCount() <= kMostOpenAtFirst;
   int hits = 0;
   QTreeWidgetItem* first = nullptr;
   for (int i = 0; i < topLevelItemCount(); ++i) {
@@ -396,7 +406,7 @@ int ZKStudioTree::Filter(const SearchWords& words) {
     if (whole && !first) first = row;
     hits += whole ? 1 : inside;
     row->setHidden(!whole && inside == 0);
-    row->setExpanded(open_[NodeOf(row)] || (inside > 0 && !whole));
+    row->setExpanded(IsOpen(row, few) || (inside > 0 && !whole));
   }
   if (!words.IsEmpty() && first && (!currentItem() || !Matches(currentItem()))) setCurrentItem(first);
   return hits;

@@ -3,6 +3,7 @@
 #include <QIcon>
 #include <QTreeWidget>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "studio/ui/studio_host.h"
@@ -71,6 +72,10 @@ class ZKStudioTree final : public QTreeWidget {
   int FilterType(QTreeWidgetItem* row, bool whole);
   bool Matches(const QTreeWidgetItem* item) const;
   QIcon PictureOf(const ZKDrvList* instrument);
+  // What the user made of a row that has rows below it.
+  std::string RowKey(const QTreeWidgetItem* row) const;
+  bool IsOpen(const QTreeWidgetItem* row, bool unknown) const;
+  void KeepOpen(const QTreeWidgetItem* row, bool open);
   void FitColumns();
   void FitNames();
   int PlaceOf(const QTreeWidgetItem* item) const;
@@ -81,7 +86,7 @@ class ZKStudioTree final : public QTreeWidget {
   bool wide_ = true;
   std::vector<OpenDocument> documents_;
   std::map<std::string, QIcon> pictures_;  // by module
-  std::map<const ZKDrvList*, bool> open_;  // instruments whose drivers the user wants to see, or not
+  bool rebuilding_ = false;
 };
 
 }  // namespace tonalith

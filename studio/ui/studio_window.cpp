@@ -58,6 +58,7 @@ TZKDrvLst::TZKDrvLst(ZKStudioDoc& studio, StudioWindowHost& host, QWidget* paren
   });
   resize(fontMetrics().averageCharWidth() * 132, fontMetrics().height() * 34);
   ApplyStyle();
+  SetEdited(search_, host_.view().search);
 }
 
 TZKDrvLst::~TZKDrvLst() {
@@ -239,6 +240,7 @@ void TZKDrvLst::ConnectViews() {
   connect(tree_, &ZKStudioTree::Moved, this, [this](int from, int to) { Moved(from, to); });
   connect(list_, &ZKStudioList::Moved, this, [this](int from, int to) { Moved(from, to); });
   connect(search_, &SearchField::WordsChanged, this, [this] {
+    host_.view().search = ToUtf8(search_->text());
     Filter();
     SelectionChanged();
   });

@@ -38,6 +38,7 @@
 #include "ui/style/look.h"
 #include "ui/style/plain_text.h"
 #include "ui/style/search_field.h"
+#include "ui/style/section_button.h"
 #include "ui/style/space.h"
 #include "ui/style/strip_row.h"
 #include "ui/style/tool_row.h"
@@ -358,6 +359,19 @@ Made Menus() {
   return window;
 }
 
+Made Sections() {
+  auto page = std::make_unique<QWidget>();
+  auto* column = new QVBoxLayout(page.get());
+  for (const bool open : {true, false}) {
+    auto* body = new PlainLabel(QStringLiteral("Read from Dawn Pads.DAT"), page.get());
+    auto* heading = new SectionButton(open ? QStringLiteral("Origin") : QStringLiteral("History"), body, page.get());
+    heading->SetOpen(open);
+    column->addWidget(heading, 0, Qt::AlignLeft);
+    column->addWidget(body);
+  }
+  return page;
+}
+
 struct Piece {
   const char* name;
   std::function<Made()> make;
@@ -369,6 +383,7 @@ const Piece kPieces[] = {
     {"document", Document},
     {"strip", Strip},
     {"inspector", Inspector},
+    {"sections", Sections},
     {"commands", Commands},
     {"empty", Empty},
     {"marks", Marks},

@@ -3,6 +3,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMdiSubWindow>
 #include <QTest>
@@ -17,7 +18,9 @@
 #include "services/paths.h"
 #include "services/window_places.h"
 #include "studio/ui/studio_window.h"
+#include "ui/inspector_pane.h"
 #include "ui/style/search_field.h"
+#include "ui/style/section_button.h"
 #include "ui/style/strip_row.h"
 #include "ui/transfer_windows.h"
 #include "window_test_tools.h"
@@ -232,6 +235,64 @@ TEST_F(WorkspaceTest, WhatIsTypedCountsAndWhatIsMeantIsInFront) {
   emit dock.Chosen(const_cast<ZKDrvList*>(last));
   EXPECT_EQ(studio->CurrentNode(), last);
   EXPECT_FALSE(dock.ShowsIcons());
+}
+
+TEST_F(WorkspaceTest, WhatWasOpenedAndHiddenIsSoAtTheNextStart) {
+  const auto row = [this] { return parts().studio.Show()->tree()->currentItem(); };
+  const auto sections = [this] { return frame().findChild<InspectorPane*>()->findChildren<SectionButton*>(); };
+  Start({"no"});
+  ZKStudioTree* tree = parts().studio.Show()->tree();
+  tree->SetCurrentNode(program_->studio()->FindInstrument("Kawai K4"));
+  tree->setFocus();
+  PressKey(tree, Qt::Key_Right);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  // A kind of data with a document under it stays closed when the rows are built anew.
+  tree->SetCurrentNode(program_->studio()->FindDriver("Yamaha DX7", "Voice Bank"));
+  ASSERT_TRUE(WaitFor([&] { return row()->isExpanded(); })) << "a document that was opened is seen";
+  PressKey(tree, Qt::Key_Left);
+  parts().studio.Refresh();
+  EXPECT_EQ(row()->childCount(), 1);
+  EXPECT_FALSE(row()->isExpanded());
+  frame().workspace().windows().Activate(bank);
+  frame().RunCommand(CommandId::ViewInspector);
+  Settle();
+  ASSERT_GE(sections().size(), 2);
+  SectionButton* origin = sections().front();
+  const QString title = origin->text();
+  const QStringList texts = [&] {
+    QStringList all;
+    for (const auto* label : origin->parentWidget()->findChildren<QLabel*>())
+      if (label->isVisible()) all << label->text();
+    return all;
+  }();
+  ClickMouse(origin);
+  EXPECT_FALSE(origin->IsOpen());
+  parts().studio.window()->search()->setText(QStringLiteral("kawai k4"));
+  KeepScreenshot(&frame(), QStringLiteral("windows/frame-sections"));
+  ASSERT_TRUE(frame().close());
+  Stop();
+
+  Start();
+  tree = parts().studio.Show()->tree();
+  EXPECT_EQ(parts().studio.window()->search()->text(), QStringLiteral("kawai k4"));
+  EXPECT_TRUE(tree->topLevelItem(0)->isHidden());
+  parts().studio.window()->search()->clear();
+  int open = 0;
+  for (int i = 0; i < tree->topLevelItemCount(); ++i) open += tree->topLevelItem(i)->isExpanded() ? 1 : 0;
+  EXPECT_EQ(open, 2) << "the one that was opened, and the one that had a document";
+  tree->SetCurrentNode(program_->studio()->FindInstrument("Kawai K4"));
+  EXPECT_TRUE(row()->isExpanded());
+  Open("Yamaha DX7", "Voice Bank", true);
+  Settle();
+  ASSERT_GE(sections().size(), 2);
+  EXPECT_EQ(sections().front()->text(), title);
+  EXPECT_FALSE(sections().front()->IsOpen());
+  EXPECT_TRUE(sections().back()->IsOpen());
+  ClickMouse(sections().front());
+  QStringList again;
+  for (const auto* label : sections().front()->parentWidget()->findChildren<QLabel*>())
+    if (label->isVisible()) again << label->text();
+  EXPECT_EQ(again.size(), texts.size());
 }
 
 }  // namespace

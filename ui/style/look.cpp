@@ -13,9 +13,11 @@ namespace tonalith {
 namespace {
 
 Look shown_look = Look::System;
+Look desktop_look = Look::System;
 
-// What the desktop asks for: the palette that a style without one of ours would take.
+// What the desktop asks for; where it does not say so, the palette that a style without one of ours would take.
 bool SystemIsDark() {
+  if (desktop_look != Look::System) return desktop_look == Look::Dark;
   const std::unique_ptr<QStyle> plain(QStyleFactory::create(QStringLiteral("Fusion")));
   return plain && plain->standardPalette().color(QPalette::Window).lightness() < 128;
 }
@@ -30,6 +32,16 @@ void SetLook(Look look) {
     KeepTabsInOrder(qApp);
   }
   QApplication::setPalette(PaletteOf(dark));
+}
+
+void SetDesktopLook(Look look) {
+  if (look == desktop_look) return;
+  desktop_look = look;
+  if (shown_look == Look::System) SetLook(shown_look);
+}
+
+bool DesktopTellsLook() {
+  return desktop_look != Look::System;
 }
 
 Look ShownLook() {
