@@ -1,8 +1,10 @@
 #include "sets/ui/set_list.h"
 
+#include <QDropEvent>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLocale>
+#include <QMimeData>
 #include <algorithm>
 
 #include "store/sets/set_document.h"
@@ -16,13 +18,13 @@ namespace {
 
 QVariant ComponentMarks(const ZKGrpDoc& set, int component) {
   const EntryState state = set.StateOf(component);
+  if (state.busy) return MarksOf({Mark::Busy});
   std::vector<Mark> marks;
   if (set.IsChanged(component)) marks.push_back(Mark::Changed);
   if (!set.LinkProblem(component).empty())
     marks.push_back(Mark::Missing);
   else if (state.content == EntryContent::kUndefined)
     marks.push_back(Mark::Undefined);
-  if (state.busy) marks.push_back(Mark::Busy);
   return MarksOf(marks);
 }
 
@@ -42,6 +44,7 @@ QString SizeText(std::uint32_t bytes) {
 
 QString ComponentState(const ZKGrpDoc& set, int component) {
   const EntryState state = set.StateOf(component);
+  if (state.busy) return SetListModel::tr("Being transferred");
   QStringList words;
   if (state.inactive) words << SetListModel::tr("inactive");
   if (state.linked) words << SetListModel::tr("linked");
@@ -51,7 +54,6 @@ QString ComponentState(const ZKGrpDoc& set, int component) {
     words << SetListModel::tr("undefined");
   else if (state.content == EntryContent::kEmpty)
     words << SetListModel::tr("empty");
-  if (state.busy) words << SetListModel::tr("being transferred");
   if (words.isEmpty()) words << SetListModel::tr("active");
   words.front().replace(0, 1, words.front().at(0).toUpper());
   return words.join(QStringLiteral(", "));
@@ -135,6 +137,12 @@ QVariant SetListModel::headerData(int section, Qt::Orientation orientation, int 
   return section == kName ? tr("Component") : section == kState ? tr("State") : tr("Size");
 }
 
+Qt::ItemFlags SetListModel::flags(const QModelIndex& index) const {
+  Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren | Qt::ItemIsDropEnabled;
+  if (set_.StateOf(index.row()).content == EntryContent::kDefined) flags |= Qt::ItemIsDragEnabled;
+  return flags;
+}
+
 // ---- the list -------------------------------------------------------------------------------------------------------
 
 ZKGroupListCtl::ZKGroupListCtl(ZKGrpDoc& set, QWidget* parent) : QTreeView(parent) {
@@ -148,6 +156,9 @@ ZKGroupListCtl::ZKGroupListCtl(ZKGrpDoc& set, QWidget* parent) : QTreeView(paren
   setSelectionMode(ExtendedSelection);
   setAccessibleName(tr("Components"));
   setContextMenuPolicy(Qt::CustomContextMenu);
+  setDragEnabled(true);
+  setAcceptDrops(true);
+  setDropIndicatorShown(true);
   header()->setStretchLastSection(false);
   header()->setSectionsMovable(false);
   header()->setSectionResizeMode(SetListModel::kName, QHeaderView::Stretch);
@@ -179,6 +190,34 @@ void ZKGroupListCtl::keyPressEvent(QKeyEvent* event) {
     return event->accept();
   }
   QTreeView::keyPressEvent(event);
+}
+
+void ZKGroupListCtl::startDrag(Qt::DropActions) {
+  if (drag_.start && GetCurSel() >= 0) drag_.start(GetCurSel());
+}
+
+void ZKGroupListCtl::dragEnterEvent(QDragEnterEvent* event) {
+  dragMoveEvent(event);
+}
+
+// What no component takes goes on to the main window, which opens files.
+void ZKGroupListCtl::dragMoveEvent(QDragMoveEvent* event) {
+  const QModelIndex at = indexAt(event->position().toPoint());
+  if (at.isValid() && drag_.takes && drag_.takes(*event->mimeData(), at.row())) {
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+  } else {
+    event->ignore();
+  }
+}
+
+void ZKGroupListCtl::dropEvent(QDropEvent* event) {
+  const QModelIndex at = indexAt(event->position().toPoint());
+  if (!at.isValid() || !drag_.takes || !drag_.takes(*event->mimeData(), at.row())) return event->ignore();
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+  SetCurSel(at.row());
+  drag_.drop(*event->mimeData(), at.row());
 }
 
 void ZKGroupListCtl::currentChanged(const QModelIndex& current, const QModelIndex& previous) {

@@ -14,6 +14,7 @@
 #include "ui/qt_text.h"
 #include "ui/style/empty_state.h"
 #include "ui/style/space.h"
+#include "ui/style/spoken.h"
 
 namespace tonalith {
 
@@ -49,13 +50,15 @@ SetPane::SetPane(ZKGrpDoc& set, WindowContext& context, ZKWindow& window)
 SetPane::~SetPane() = default;
 
 void SetPane::FillPages() {
-  const auto run = [this](CommandId command) { return [this, command] { window_.RunCommand(command); }; };
-  undefined_->AddButton(tr("Get"), run(CommandId::MidiGet));
-  undefined_->AddButton(tr("Initialize"), run(CommandId::SetInitialize));
-  linked_->AddButton(tr("Resolve Links"), run(CommandId::SetResolve));
-  stored_->AddButton(tr("Get"), run(CommandId::MidiGet));
-  stored_->AddButton(tr("Send"), run(CommandId::MidiTransmit));
-  inactive_->AddButton(tr("Activate"), run(CommandId::SetActivate));
+  const auto add = [this](EmptyState* page, const QString& text, CommandId command) {
+    buttons_.emplace_back(command, page->AddButton(text, [this, command] { window_.RunCommand(command); }));
+  };
+  add(undefined_, tr("Get"), CommandId::MidiGet);
+  add(undefined_, tr("Initialize"), CommandId::SetInitialize);
+  add(linked_, tr("Resolve Links"), CommandId::SetResolve);
+  add(stored_, tr("Get"), CommandId::MidiGet);
+  add(stored_, tr("Send"), CommandId::MidiTransmit);
+  add(inactive_, tr("Activate"), CommandId::SetActivate);
   for (EmptyState* page : {none_, undefined_, linked_, stored_, inactive_}) pages_->addWidget(page);
 }
 
@@ -123,6 +126,8 @@ void SetPane::Show(int component) {
   component_ = component;
   title_->setText(Title());
   state_->setText(set_.Has(component) ? ComponentState(set_, component) : QString());
+  for (const auto& [command, button] : buttons_)
+    EnableUnless(button, set_.Has(component) ? window_.RefusalOf(command) : tr("No component is selected."));
   QWidget* page = PageOf(component);
   if (pages_->currentWidget() != page) {
     const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
@@ -146,7 +151,7 @@ void SetPane::Follow(int component) {
 
 void SetPane::FollowState() {
   for (const auto& [number, editor] : editors_) editor->SetLocked(set_.IsBusy());
-  state_->setText(set_.Has(component_) ? ComponentState(set_, component_) : QString());
+  Show(component_);
 }
 
 void SetPane::GiveUpWork() {

@@ -5,9 +5,13 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "sets/ui/set_editor.h"
+#include "ui/commands.h"
 
+class QPushButton;
 class QStackedLayout;
 
 namespace tonalith {
@@ -60,6 +64,7 @@ class SetPane final : public QWidget {
   EmptyState* linked_;
   EmptyState* stored_;
   EmptyState* inactive_;
+  std::vector<std::pair<CommandId, QPushButton*>> buttons_;
   std::map<int, std::unique_ptr<SetEditor>> editors_;
   int component_ = -1;
 };

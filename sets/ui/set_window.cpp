@@ -126,11 +126,12 @@ void TZKGrp::BuildBody() {
   split_->setChildrenCollapsible(false);
   split_->setStretchFactor(1, 1);
   const int character = fontMetrics().averageCharWidth();
-  list_->setMinimumWidth(character * 40);
+  list_->setMinimumWidth(character * 46);
   split_->setSizes({character * 50, character * 90});
   connect(list_, &ZKGroupListCtl::ShownChanged, this, &TZKGrp::SelectionChanged);
   connect(list_, &ZKGroupListCtl::OpenWanted, this, [this] { RunCommand(CommandId::EditOpen); });
   connect(list_, &ZKGroupListCtl::AskMenu, this, &TZKGrp::ShowQuickMenu);
+  list_->SetDrag(ListDrag());
   connect(pane_, &SetPane::EditorChanged, this, &ZKWindow::StateChanged);
   connect(pane_, &SetPane::Say, this, [this](const QString& text) { Say(text); });
 }
@@ -418,17 +419,18 @@ void TZKGrp::Load(bool link) {
   prompt.patterns = FilePatterns("All Files (*.*)|*.*|");
   const std::string path = context().prompts().File(prompt);
   if (path.empty() || set_.IsBusy()) return;
-  Result result;
+  if (!link) return LoadFile(component, path);
+  if (const Result linked = set_.SetLink(component, path); !linked.ok()) return Refuse(linked);
+  Say(tr("Linked to %1").arg(ShownUtf8(path)));
+}
+
+void TZKGrp::LoadFile(int component, const std::string& path) {
   std::string note;
-  if (link) {
-    result = set_.SetLink(component, path);
-  } else {
-    DataFilePtr read;
-    result = services_.read(path, *set_.GetDataFile(component), &read, &note);
-    if (result.ok()) result = set_.PutData(component, std::move(read));
-  }
+  DataFilePtr read;
+  Result result = services_.read(path, *set_.GetDataFile(component), &read, &note);
+  if (result.ok()) result = set_.PutData(component, std::move(read));
   if (!result.ok()) return Refuse(result);
-  const QString done = (link ? tr("Linked to %1") : tr("Loaded from %1")).arg(ShownUtf8(path));
+  const QString done = tr("Loaded from %1").arg(ShownUtf8(path));
   Say(note.empty() ? done : done + QStringLiteral(". ") + ShownUtf8(note));
 }
 

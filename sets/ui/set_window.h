@@ -9,6 +9,7 @@
 #include "ui/document_window.h"
 
 class QMenu;
+class QMimeData;
 class QSplitter;
 class QToolButton;
 
@@ -19,6 +20,7 @@ class SetPane;
 class ToolRow;
 class ZKGroupListCtl;
 class ZKGrpDoc;
+struct SetListDrag;
 enum class Glyph;
 
 // What a Set's window needs from the program beside what all windows do.
@@ -55,6 +57,10 @@ class TZKGrp final : public DocumentWindow {
   void StudioChanged() override;
   void SettingsChanged() override;
   void GiveUpWork() override;
+  std::string AcceptsMove(const MoveOffer& offer) const override;
+  MoveResult ReceiveMove(Move&& move) override;
+  // Takes the data of a file into a component.
+  void LoadFile(int component, const std::string& path);
 
  protected:
   void DocumentChanged(const DocumentChange& change) override;
@@ -86,6 +92,12 @@ class TZKGrp final : public DocumentWindow {
   void TakeOut(bool link);
   void Resolve();
   void Refuse(const Result& result);
+  SetListDrag ListDrag();
+  bool TakesDrop(const QMimeData& mime, int component) const;
+  void Drop(const QMimeData& mime, int component);
+  void Drag(int component);
+  // The component that data of the type goes to; -1: none.
+  int PlaceOf(const MoveOffer& offer) const;
 
   ZKGrpDoc& set_;  // the window's document
   SetServices services_;

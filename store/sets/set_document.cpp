@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "data/not_opened.h"
 #include "document/data_file_target.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
@@ -15,24 +16,13 @@ namespace tonalith {
 
 namespace {
 
-std::string MemberSentence(const std::string& path, int code) {
-  switch (code) {
-    case kDiskNoMemory:
-      return "The file " + path + " needs more memory than there is, or than a file of its size may take.";
-    case kDiskReadError:
-      return "The file " + path + " is damaged; what is left of it is too little to be opened.";
-    default:
-      return "The file " + path + " is not a Set of this program.";
-  }
-}
-
 Result ReadSetFile(std::span<const std::uint8_t> bytes, const std::string& path, ListFile* list) {
   FormReadOptions options;
   options.mode = 1;
   int code = bytes.empty() ? static_cast<int>(kDiskReadError) : ReadList(bytes, options, list);
   const bool nothing = list->members.empty() && list->unread.empty();
   if (code == kDiskOk && nothing && (list->skippedMembers > 0 || MissingBytes(bytes) > 0)) code = kDiskReadError;
-  if (code != kDiskOk) return Result::Failure(MemberSentence(path, code), code);
+  if (code != kDiskOk) return Result::Failure(NotOpenedSentence(path, code, "a Set of this program"), code);
   const bool nested =
       std::any_of(list->members.begin(), list->members.end(), [](const ListMember& m) { return m.list != nullptr; });
   if (list->header || nested)

@@ -46,7 +46,7 @@ class SetWindow : public ProgramFixture {
 
 TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
   const std::string path = Path("Stra\u00dfe.pvs");
-  Start({"ok", path, "ok", "ok", "ok"});
+  Start({"file " + path});
   TZKGrp* window = OpenSet("K4");
   ASSERT_TRUE(window);
   ZKGrpDoc& set = window->document();
@@ -109,7 +109,7 @@ TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
 
 TEST_F(SetWindow, ComponentsAreInitializedClearedSwitchedOffAndLinked) {
   const std::string link = Path("part.dat"), copy = Path("copy.dat");
-  Start({link, copy, copy});
+  Start({"file " + link, "file " + copy, "file " + copy});
   TZKGrp* window = OpenSet("TX81Z");
   ASSERT_TRUE(window);
   ZKGrpDoc& set = window->document();
@@ -149,6 +149,45 @@ TEST_F(SetWindow, ComponentsAreInitializedClearedSwitchedOffAndLinked) {
   EXPECT_EQ(set.StateOf(defined).content, EntryContent::kDefined) << LogText();
   while (window->CommandEnabled(CommandId::EditUndo)) window->RunCommand(CommandId::EditUndo);
   EXPECT_EQ(States(set), fresh);
+}
+
+// Data comes into the component of its type, whoever moves it; what fits none is refused with a sentence.
+TEST_F(SetWindow, TakesWhatFitsAComponent) {
+  Start({"ok", "ok"});
+  TZKBank* other = Open("Kawai K4", "Multi Bank", true);
+  TZKBank* foreign = Open("Yamaha DX7", "Voice Bank", true);
+  TZKGrp* window = OpenSet("K4");
+  ASSERT_TRUE(window && other && foreign);
+  ZKGrpDoc& set = window->document();
+  const auto moved = [](TZKBank* from) {
+    Move move;
+    move.payload = DataFilePtr(DupForUser(from->dataFile()));
+    move.source = {WindowType::BankEditor, from->document().Number(), -1};
+    return move;
+  };
+  Move fits = moved(other), fitsNot = moved(foreign);
+  EXPECT_EQ(window->AcceptsMove(OfferOf(fits)), "");
+  EXPECT_TRUE(window->ReceiveMove(std::move(fits)).taken());
+  const int component = window->list()->GetCurSel();
+  EXPECT_EQ(set.TypeName(component), "Multi Bank");
+  ASSERT_TRUE(window->pane()->bank());
+  EXPECT_EQ(window->pane()->bank()->document().GetPatchName(3), other->document().GetPatchName(3));
+  const MoveResult refused = window->ReceiveMove(std::move(fitsNot));
+  EXPECT_EQ(refused.text, "Warning! Matching SysEx was not found in the Set!\nThe SysEx was not added to the Set.");
+  EXPECT_TRUE(std::get<DataFilePtr>(fitsNot.payload)) << "still the sender's";
+  window->RunCommand(CommandId::EditUndo);
+  EXPECT_FALSE(set.IsOneOrMoreDefined());
+
+  ASSERT_TRUE(other->document().Save(Path("\u00dcber.dat")).ok());
+  window->LoadFile(component, Path("\u00dcber.dat"));
+  EXPECT_EQ(set.StateOf(component).content, EntryContent::kDefined) << LogText();
+  const std::size_t said = program_->PromptLog().size();
+  ASSERT_TRUE(foreign->document().Save(Path("dx7.dat")).ok());
+  window->LoadFile(component, Path("dx7.dat"));
+  EXPECT_EQ(program_->PromptLog().size(), said + 1);
+  EXPECT_NE(LogText().find("The component is Kawai K4 Multi Bank, the data is Yamaha DX7 Voice Bank."),
+            std::string::npos)
+      << LogText();
 }
 
 // A Get of a bank from the pane and one of the Set shut each other out; closing asks and ends both.
