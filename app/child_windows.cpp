@@ -200,7 +200,10 @@ void ChildWindows::SetActive(ZKWindow* window) {
 
 void ChildWindows::FocusMoved(QWidget* now) {
   ZKWindow* window = WindowAround(now);
-  if (!window || std::find(windows_.begin(), windows_.end(), window) == windows_.end()) return;
+  // One inside another speaks for that.
+  while (window && std::find(windows_.begin(), windows_.end(), window) == windows_.end())
+    window = WindowAround(window->parentWidget());
+  if (!window) return;
   if (!isFree_ && !InDock(window)) tabs_->Show(window);
   SetActive(window);
 }

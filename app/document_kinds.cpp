@@ -4,6 +4,7 @@
 #include "app/document_windows.h"
 #include "app/monitor_commands.h"
 #include "app/recognised_files.h"
+#include "app/set_commands.h"
 #include "app/studio_commands.h"
 #include "bank/bank_document.h"
 #include "bank/ui/bank_window.h"
@@ -56,6 +57,7 @@ void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, Docu
   windows.RegisterWindow(FileKind::Data, [](std::unique_ptr<Document> document, WindowContext& context) {
     return new TZKBank(As<ZKBankDoc>(std::move(document)), context);
   });
+  RegisterSets(frame, registry, windows);
   registry.RegisterMaker(FileKind::SysEx, [] { return std::make_unique<RawSysExDocument>(); });
   registry.RegisterLoader(FileKind::SysEx,
                           [&studio = frame.studio](const std::string& path, std::unique_ptr<Document>* document) {

@@ -35,7 +35,6 @@ struct KindSentence {
   const char* text;
 };
 constexpr KindSentence kNotShown[] = {
-    {FileKind::Set, "This is a Set. There is no window for Sets; File > Send > Set or Collection sends what it holds."},
     {FileKind::Collection,
      "This is a Collection. There is no window for Collections; File > Send > Set or Collection sends what it holds."},
     {FileKind::Library, "This is a Library of patches. There is no window for Libraries."},

@@ -18,6 +18,7 @@
 #include "app/recent_files_menu.h"
 #include "app/recognised_files.h"
 #include "app/service_hosts.h"
+#include "app/set_commands.h"
 #include "app/studio_commands.h"
 #include "app/view_commands.h"
 #include "app/window_transfers.h"
@@ -41,6 +42,7 @@ struct FrameParts {
   Autosave autosave;
   ReceivedSoFar received;
   StudioCommands studio;
+  SetCommands sets;
   FileOpening files;
   RecognisedFiles recognised;
   DesktopFiles desktops;

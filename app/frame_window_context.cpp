@@ -82,6 +82,10 @@ TransferDesk::Job FrameWindowContext::Transfer(DeskRequest request) {
   return transfers_.Start(std::move(request));
 }
 
+void FrameWindowContext::CancelTransfer(const TransferDesk::Job& job) {
+  transfers_.desk().Cancel(job);
+}
+
 void FrameWindowContext::AbandonTransfers(const DataFile* dataFile) {
   transfers_.Abandon(dataFile);
 }

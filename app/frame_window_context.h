@@ -41,6 +41,7 @@ class FrameWindowContext final : public WindowContext {
   TransferDesk::Job Transfer(DeskRequest request) override;
   SendCare& sendCare() override { return sendCare_; }
   PatchPlayer& player() override;
+  void CancelTransfer(const TransferDesk::Job& job) override;
   void AbandonTransfers(const DataFile* dataFile) override;
 
  private:

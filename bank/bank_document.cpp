@@ -9,6 +9,7 @@
 #include "bank/clip_mark.h"
 #include "bank/file_marks.h"
 #include "data/container.h"
+#include "data/not_opened.h"
 #include "platform/text.h"
 #include "script/received_check.h"
 
@@ -21,18 +22,6 @@ std::string FirstComponent(const std::string& text) {
   return text.substr(0, text.find_first_of("/\\:"));
 }
 
-// Why a file was not opened, from the DiskCode of the reader.
-std::string NotOpened(const std::string& path, int code) {
-  switch (code) {
-    case kDiskNoMemory:
-      return "The file " + path + " needs more memory than there is, or than a file of its size may take.";
-    case kDiskReadError:
-      return "The file " + path + " is damaged; what is left of it is too little to be opened.";
-    default:
-      return "The file " + path + " is not a bank or patch of this program.";
-  }
-}
-
 // `notice`: what the user should know of a file that was read, or empty.
 Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path, DataFilePtr* dataFile,
                     std::string* notice) {
@@ -43,7 +32,7 @@ Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path
   options.mode = 1;
   int code = read ? reader.DiskReadForm(read.get(), options) : static_cast<int>(kDiskNoMemory);
   if (code == kDiskOk && (!read->synth || !read->body)) code = MissingBytes(bytes) ? kDiskReadError : kDiskNotOurs;
-  if (code != kDiskOk) return Result::Failure(NotOpened(path, code), code);
+  if (code != kDiskOk) return Result::Failure(NotOpenedSentence(path, code, "a bank or patch of this program"), code);
   *dataFile = std::move(read);
   *notice = MissingSentence(path, bytes);
   if (const std::uint32_t lost = reader.LostVoices(); lost > 0 && notice->empty())

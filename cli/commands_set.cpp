@@ -20,6 +20,7 @@
 #include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "store/entry_state.h"
+#include "store/sets/new_set.h"
 #include "store/sets/set_document.h"
 #include "studio/recognize.h"
 
@@ -34,17 +35,9 @@ Result NewSet(Session& session, const CliArguments& arguments) {
   ZKDrvList* instrument = nullptr;
   if (Result result = session.FindInstrument(arguments.words()[1], &instrument); !result.ok()) return result;
   const bool withRom = session.settings().Value(SettingId::MainAutoAddRomBanks) != 0;
-  std::vector<DataFilePtr> components;
-  for (const auto& driver : instrument->drivers) {
-    DataFilePtr data = session.studio().GetNewDataFile(driver.get());
-    if (!data) return Result::Failure("There is not enough memory.");
-    MarkUndefined(data.get());
-    if (withRom || !StateOfEntry(*data).rom) components.push_back(std::move(data));
-  }
   ZKGrpDoc set;
-  set.AddDataFiles(std::move(components));
-  if (set.IsEmpty()) return Result::Failure("The " + instrument->DisplayKey() + " has no data types.");
-  Result result = set.Save(path);
+  Result result = MakeNewSet(session.studio(), *instrument, withRom, &set);
+  if (result.ok()) result = set.Save(path);
   if (result.ok())
     session.environment().out << set.GetSetName() << ": "
                               << Counted(static_cast<std::size_t>(set.GetDataFileCount()), "component") << " in "

@@ -8,7 +8,8 @@ constexpr CommandOwner kFrame = CommandOwner::Frame;
 constexpr CommandOwner kChild = CommandOwner::Child;
 
 constexpr CommandRow kCommandRows[] = {
-    {CommandId::FileNewSet, MenuId::File, "&Set", "", "Collect the data of several instruments", kFrame, false, "&New"},
+    {CommandId::FileNewSet, MenuId::File, "&Set", "", "Hold everything that an instrument of the studio holds", kFrame,
+     false, "&New"},
     {CommandId::FileNewEditor, MenuId::File, "&Editor...", "Ctrl+N", "Edit one new patch or bank of an instrument",
      kFrame, false, "&New"},
     {CommandId::FileNewLibrary, MenuId::File, "&Library", "", "Collect patches of one kind", kFrame, false, "&New"},
@@ -223,6 +224,27 @@ constexpr CommandRow kCommandRows[] = {
      "Send a patch to be heard although the instrument holds it as it is shown", kChild, true, "&Audition"},
     {CommandId::BankAuditionForce, MenuId::Bank, "Al&ways Send", "",
      "Never choose a patch by program change to hear it", kChild, true, "&Audition"},
+    {CommandId::SetGetAll, MenuId::Set, "&Get All", "Ctrl+Alt+Shift+G",
+     "Request every active component of the Set from its instrument", kChild, false},
+    {CommandId::SetSendAll, MenuId::Set, "Send &All", "Ctrl+Alt+Shift+T",
+     "Send every active component of the Set to its instrument", kChild, false},
+    {CommandId::None, MenuId::Set, "", "", "", kFrame, false},
+    {CommandId::SetActivate, MenuId::Set, "A&ctive", "",
+     "Whether the selected components are got and sent with the Set", kChild, true},
+    {CommandId::SetInitialize, MenuId::Set, "&Initialize", "",
+     "Give the selected components what new data of their instrument begins with", kChild, false},
+    {CommandId::SetClear, MenuId::Set, "C&lear", "", "Take the data out of the selected components", kChild, false},
+    {CommandId::None, MenuId::Set, "", "", "", kFrame, false},
+    {CommandId::SetLoad, MenuId::Set, "&Load Component...", "", "Take the data of a file into the selected component",
+     kChild, false, "&Disk"},
+    {CommandId::SetTakeOut, MenuId::Set, "&Save Component As...", "",
+     "Write the selected component as a file of its own", kChild, false, "&Disk"},
+    {CommandId::SetLoadLink, MenuId::Set, "L&oad Link...", "",
+     "Let the selected component stand for the data of a file outside the Set", kChild, false, "&Disk"},
+    {CommandId::SetSaveLink, MenuId::Set, "Sa&ve Link...", "",
+     "Write the selected component as a file and link it to that file", kChild, false, "&Disk"},
+    {CommandId::SetResolve, MenuId::Set, "&Resolve Links", "", "Take the data of all linked files into the Set itself",
+     kChild, false, "&Disk"},
     {CommandId::MidiGet, MenuId::Midi, "&Get from Instrument", "Ctrl+G", "Request the active data from its instrument",
      kChild, false},
     {CommandId::MidiTransmit, MenuId::Midi, "&Send to Instrument", "Ctrl+T", "Send the active data to its instrument",
@@ -319,7 +341,8 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::HelpAbout, MenuId::Help, "&About Tonalith", "", "Version and folders of this program", kFrame, false},
 };
 
-constexpr const char* kMenuTitles[] = {"&File", "&Edit", "&View", "&Bank", "&MIDI", "&Utilities", "&Window", "&Help"};
+constexpr const char* kMenuTitles[] = {"&File", "&Edit",      "&View",   "&Bank", "Se&t",
+                                       "&MIDI", "&Utilities", "&Window", "&Help"};
 
 }  // namespace
 

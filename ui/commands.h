@@ -139,6 +139,16 @@ enum class CommandId : int {
   BankStopAudition = 642,
   BankAuditionInSync = 643,
   BankAuditionForce = 644,
+  SetGetAll = 720,
+  SetSendAll = 721,
+  SetActivate = 722,
+  SetInitialize = 723,
+  SetClear = 724,
+  SetLoad = 725,
+  SetTakeOut = 726,
+  SetLoadLink = 727,
+  SetSaveLink = 728,
+  SetResolve = 729,
   UtilitiesCreator = 520,
   UtilitiesFileConversion = 519,
   UtilitiesController = 514,
@@ -174,7 +184,7 @@ enum class CommandId : int {
 // Who carries a command out: the main frame, or the active child window.  Menu: the entry only opens a menu that is
 // filled while the program runs.
 enum class CommandOwner { Frame, Child, Menu };
-enum class MenuId { File, Edit, View, Bank, Midi, Utilities, Window, Help };
+enum class MenuId { File, Edit, View, Bank, Set, Midi, Utilities, Window, Help };
 
 struct CommandRow {
   CommandId id;  // None: a separator

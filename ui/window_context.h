@@ -54,6 +54,8 @@ class WindowContext {
   virtual SendCare& sendCare() = 0;
   // Lets instruments play patches; one for all windows.
   virtual PatchPlayer& player() = 0;
+  // Takes a transfer out of its queue, or ends it as soon as instrument and port let go.
+  virtual void CancelTransfer(const TransferDesk::Job& job) = 0;
   // Ends what is done with the data; the observer hears nothing more.
   virtual void AbandonTransfers(const DataFile* dataFile) = 0;
 

@@ -381,6 +381,11 @@ int TZKBank::CountUnsent(const std::vector<std::uint8_t>& patches) const {
   return count;
 }
 
+void TZKBank::AddPart(std::unique_ptr<BankWindowPart> part) {
+  parts_.insert(parts_.begin(), std::move(part));
+  RefreshTools();
+}
+
 BankWindowPart* TZKBank::PartOf(CommandId command) const {
   for (const auto& part : parts_)
     if (part->Has(command)) return part.get();

@@ -62,6 +62,8 @@ class TZKBank final : public InstrumentWindow {
 
   WindowContext& context() const { return DocumentWindow::context(); }
   const std::vector<std::unique_ptr<BankWindowPart>>& parts() const { return parts_; }
+  // Goes before the window's own commands and parts.
+  void AddPart(std::unique_ptr<BankWindowPart> part);
   // What an entry of the command is called now; empty: as in the command table.
   QString CommandText(CommandId command) const;
   // Why nothing can be changed now, a sentence; empty: it can.

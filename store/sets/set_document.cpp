@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <utility>
 
+#include "data/not_opened.h"
 #include "document/data_file_target.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
@@ -14,24 +16,13 @@ namespace tonalith {
 
 namespace {
 
-std::string MemberSentence(const std::string& path, int code) {
-  switch (code) {
-    case kDiskNoMemory:
-      return "The file " + path + " needs more memory than there is, or than a file of its size may take.";
-    case kDiskReadError:
-      return "The file " + path + " is damaged; what is left of it is too little to be opened.";
-    default:
-      return "The file " + path + " is not a Set of this program.";
-  }
-}
-
 Result ReadSetFile(std::span<const std::uint8_t> bytes, const std::string& path, ListFile* list) {
   FormReadOptions options;
   options.mode = 1;
   int code = bytes.empty() ? static_cast<int>(kDiskReadError) : ReadList(bytes, options, list);
   const bool nothing = list->members.empty() && list->unread.empty();
   if (code == kDiskOk && nothing && (list->skippedMembers > 0 || MissingBytes(bytes) > 0)) code = kDiskReadError;
-  if (code != kDiskOk) return Result::Failure(MemberSentence(path, code), code);
+  if (code != kDiskOk) return Result::Failure(NotOpenedSentence(path, code, "a Set of this program"), code);
   const bool nested =
       std::any_of(list->members.begin(), list->members.end(), [](const ListMember& m) { return m.list != nullptr; });
   if (list->header || nested)
@@ -83,17 +74,28 @@ std::string OtherTypeSentence(const DataFile& component, const DataFile& data) {
 
 ZKGrpDoc::ZKGrpDoc() {
   history().SetTarget(this);
+  AddListener([this](const DocumentChange& change) { ForgetPrints(change); });
 }
 
 // ---- what is there
 
 std::string ZKGrpDoc::GetSetName() const {
   if (components_.empty()) return "Empty Set";
-  const DataFile& first = *components_.front().data;
-  std::string name = Latin1ToUtf8(TransferInstrumentName(first));
-  if (first.xtra && first.xtra->instrumentIndex > 0)
-    name += " (" + std::to_string(first.xtra->instrumentIndex + 1) + ")";
-  return name + " Set";
+  return InstrumentOf(0) + " Set";
+}
+
+std::string ZKGrpDoc::InstrumentOf(int component) const {
+  if (!Has(component)) return {};
+  const DataFile& data = *components_[static_cast<std::size_t>(component)].data;
+  std::string name = Latin1ToUtf8(TransferInstrumentName(data));
+  if (data.xtra && data.xtra->instrumentIndex > 0) name += " (" + std::to_string(data.xtra->instrumentIndex + 1) + ")";
+  return name;
+}
+
+int ZKGrpDoc::InstrumentCount() const {
+  std::set<std::string> names;
+  for (int i = 0; i < GetDataFileCount(); ++i) names.insert(InstrumentOf(i));
+  return static_cast<int>(names.size());
 }
 
 DataFile* ZKGrpDoc::GetDataFile(int component) const {
@@ -272,6 +274,7 @@ Result ZKGrpDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::strin
   skipped_ = frame_.skippedMembers;
   folder_ = path.empty() ? std::string() : FolderOf(path);
   RefreshLinks();
+  FileHoldsAll();
   std::string notice = MissingSentence(path, bytes);
   AddSentence(&notice, PartsSentence(frame_));
   for (const Component& c : components_) AddSentence(&notice, c.linkProblem);
@@ -292,6 +295,7 @@ Result ZKGrpDoc::WriteBytes(const std::string& /*path*/, std::vector<std::uint8_
 
 void ZKGrpDoc::FileWritten(const std::string& path) {
   folder_ = FolderOf(path);
+  FileHoldsAll();
 }
 
 }  // namespace tonalith

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -53,6 +54,12 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   std::string TypeName(int component) const;  // "Voice Bank", UTF-8
   // Bytes of SysEx that it holds; 0: none.
   std::uint32_t SysExBytes(int component) const;
+  // Whether the component is not as the file of the Set has it; false without a file.
+  bool IsChanged(int component) const;
+  // Maker and model of its instrument, with " (2)" for the second of that name; UTF-8.
+  std::string InstrumentOf(int component) const;
+  // How many instruments the components are of.
+  int InstrumentCount() const;
   // Parts of the file that are kept but could not be read.
   int UnreadParts() const { return skipped_; }
 
@@ -63,6 +70,14 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   // The component holds what `data` (of its type) does; it stays the component of its instrument, as active as it was.
   Result PutData(int component, DataFilePtr data);
   Result SetActive(int component, bool active);
+  // Changes that are made inside are one entry of the history.
+  void ChangeTogether(const std::string& name, const std::function<void()>& changes);
+  // What an editor has made of the component, as an entry called `name`; none when it is the same as before.
+  Result EditData(int component, const DataFile& data, const std::string& name);
+  // The component holds what new data begins with, and is active.  A bank that is received patch by patch has none yet.
+  Result Initialize(int component);
+  // The component holds nothing any more.  `fresh`: what new data of its type begins with; null: as it is.
+  Result ClearData(int component, const DataFile* fresh);
   // What the component holds as data of its own, on its way out of the Set.
   Result TakeData(int component, DataFilePtr* data) const;
 
@@ -100,6 +115,8 @@ class ZKGrpDoc : public Document, private HistoryTarget {
     std::string linkFound;    // its file
     std::string linkProblem;  // why there is nothing
     bool receiving = false;
+    std::uint64_t inFile = 0;  // what it was like when file and Set were the same
+    mutable std::optional<std::uint64_t> now;
   };
 
   std::vector<BufferId> HistoryBuffers() const override;
@@ -111,6 +128,8 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   Result Changeable(int component) const;
   void TakeContent(int component, DataFilePtr data);
   void RefreshLinks(bool again = false);
+  void ForgetPrints(const DocumentChange& change);
+  void FileHoldsAll();
   void FindLink(Component* component) const;
   Result ReadLink(const std::string& path, const DataFile& wanted, DataFilePtr* data) const;
 
@@ -120,6 +139,9 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   LinkReader linkReader_;
   std::string folder_;  // where links are looked for that are not where they were; empty: nowhere
 };
+
+// Whether both hold the same: bytes, names, texts, and what of it is there.  Ports, links and instruments do not count.
+bool SameContent(const DataFile& a, const DataFile& b);
 
 // "The Yamaha DX7 Voice is needed here, not ..."; empty: the data is of the type.
 std::string OtherTypeSentence(const DataFile& component, const DataFile& data);

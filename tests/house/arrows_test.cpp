@@ -35,13 +35,14 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"editor", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank", "store"}},
     {"tools",
      {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
+    {"sets", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "ui"}},
     {"ui", {"platform", "data", "midi", "script", "services", "document"}},
     {"cli",
      {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "chart", "store", "bank",
       "tools", "simulator"}},
     {"app",
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
-      "simulator"}},
+      "simulator", "sets"}},
 };
 const std::set<std::string> kWithoutQt = {"platform", "data",     "parameters", "midi",  "script",
                                           "services", "document", "simulator",  "chart", "cli"};

@@ -52,7 +52,7 @@ std::set<std::string> WindowClasses() {
   static const std::regex kClass("class (\\w+)(?: final)? : public (\\w+)");
   const std::set<std::string> roots = {"QDialog", "QDockWidget", "QMainWindow", "ZKWindow"};
   std::map<std::string, std::string> bases;
-  for (const char* folder : {"app", "ui", "bank/ui", "studio/ui", "tools/ui", "editor/ui", "store/ui"}) {
+  for (const char* folder : {"app", "ui", "bank/ui", "sets/ui", "studio/ui", "tools/ui", "editor/ui", "store/ui"}) {
     const std::filesystem::path path = std::filesystem::path(TONALITH_SOURCE_DIR) / folder;
     if (!std::filesystem::is_directory(path)) continue;
     for (const auto& file : std::filesystem::directory_iterator(path)) {
@@ -128,6 +128,9 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     Settle();
     frame().RunCommand(CommandId::FileSaveAs);
     frame().RunCommand(CommandId::ViewSysEx);
+    Look(frame().ActiveChild());
+    ASSERT_TRUE(parts().sets.OpenNew(*program_->studio()->instruments().front()));
+    Settle();
     Look(frame().ActiveChild());
     FirstStartPage first({}, *program_->studio(), *parts().studio.autoConfig());
     InstallFromDlg install(root_);

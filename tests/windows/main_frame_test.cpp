@@ -142,7 +142,7 @@ TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
     const char* name;
     const char* sentence;  // empty: nothing is said
   } rows[] = {
-      {"a.pvs", "a.pvs\\n\\nThis is a Set. There is no window for Sets; File > Send > Set or Collection sends"},
+      {"a.pvs", "is not a Set"},
       {"a.pvc", "This is a Collection."},
       {"a.pvl", "This is a Library of patches. There is no window for Libraries."},
       {"a.zkr", "This is a file of remote triggers. There is no window for them."},

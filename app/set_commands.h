@@ -1,0 +1,31 @@
+#pragma once
+
+#include "app/frame_context.h"
+
+namespace tonalith {
+
+class DocumentRegistry;
+class DocumentWindows;
+class TZKGrp;
+class ZKDrvList;
+
+// Sets in the main window: new ones.  The windows themselves are in sets/ui.
+class SetCommands final {
+ public:
+  // Registers the command.
+  SetCommands(const FrameContext& frame, DocumentWindows& windows);
+
+  // A window on a new Set of an instrument; null: it could not be made, and the user has been told.
+  TZKGrp* OpenNew(const ZKDrvList& instrument);
+
+ private:
+  void OnNewSet();
+
+  FrameContext frame_;
+  DocumentWindows& windows_;
+};
+
+// How Sets are made, read and shown.
+void RegisterSets(const FrameContext& frame, DocumentRegistry& registry, DocumentWindows& windows);
+
+}  // namespace tonalith

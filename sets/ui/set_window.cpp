@@ -1,0 +1,484 @@
+#include "sets/ui/set_window.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QMenu>
+#include <QSplitter>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "bank/bank_document.h"
+#include "bank/ui/bank_window.h"
+#include "platform/path_resolver.h"
+#include "sets/ui/set_list.h"
+#include "sets/ui/set_pane.h"
+#include "store/sets/set_document.h"
+#include "ui/command_glyphs.h"
+#include "ui/plain_text.h"
+#include "ui/qt_text.h"
+#include "ui/style/document_header.h"
+#include "ui/style/space.h"
+#include "ui/style/spoken.h"
+#include "ui/style/tool_row.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr CommandId kOwnCommands[] = {CommandId::SetGetAll,     CommandId::SetSendAll,  CommandId::SetActivate,
+                                      CommandId::SetInitialize, CommandId::SetClear,    CommandId::SetLoad,
+                                      CommandId::SetTakeOut,    CommandId::SetLoadLink, CommandId::SetSaveLink,
+                                      CommandId::SetResolve,    CommandId::MidiGet,     CommandId::MidiTransmit};
+
+bool IsOwn(CommandId command) {
+  return std::find(std::begin(kOwnCommands), std::end(kOwnCommands), command) != std::end(kOwnCommands);
+}
+
+// Commands of every document.
+bool IsShared(CommandId command) {
+  return command == CommandId::FileSave || command == CommandId::FileSaveAs || command == CommandId::EditUndo ||
+         command == CommandId::EditRedo;
+}
+
+ZKGrpDoc& SetOf(Document& document) {
+  return static_cast<ZKGrpDoc&>(document);
+}
+
+}  // namespace
+
+TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetServices services, QWidget* parent)
+    : DocumentWindow(std::move(document), context, parent),
+      set_(SetOf(DocumentWindow::document())),
+      services_(std::move(services)),
+      transfers_(set_, context, "Set", TransferHost()),
+      header_(new DocumentHeader(this)),
+      tools_(new ToolRow(this)),
+      split_(new QSplitter(this)),
+      list_(new ZKGroupListCtl(set_, split_)),
+      pane_(new SetPane(set_, context, *this)),
+      status_(new PlainLabel(this)) {
+  for (int i = 0; i < set_.GetDataFileCount(); ++i) context.UpdateFromStudio(set_.GetDataFile(i));
+  auto* column = new QVBoxLayout(this);
+  SetSpace(column, kWideGap, kGap + kSmallGap);
+  column->addWidget(header_);
+  BuildTools();
+  column->addWidget(tools_);
+  BuildBody();
+  column->addWidget(split_, 1);
+  SetSecondaryText(status_);
+  column->addWidget(status_);
+  setFocusProxy(list_);
+  UpdateTitle();
+  if (set_.GetDataFileCount() > 0) list_->SetCurSel(0);
+  Refresh();
+  resize(fontMetrics().averageCharWidth() * 140, fontMetrics().height() * 36);
+}
+
+TZKGrp::~TZKGrp() {
+  // Both listen to the document, which goes before the children of this window would.
+  delete pane_;
+  delete list_;
+}
+
+// ---- how it is built ------------------------------------------------------------------------------------------------
+
+SetTransfers::Host TZKGrp::TransferHost() {
+  SetTransfers::Host host;
+  host.say = [this](const std::string& sentence) { Say(ShownUtf8(sentence)); };
+  host.progress = [this] { Refresh(); };
+  host.soFar = [this](int component, DataFilePtr soFar, int done, int all) {
+    if (SetEditor* editor = pane_->EditorOf(component)) editor->bank()->ShowSoFar(std::move(soFar), done, all);
+  };
+  host.isHeld = [this](int component) {
+    if (SetEditor* editor = pane_->EditorOf(component)) editor->InstrumentHolds();
+  };
+  return host;
+}
+
+QToolButton* TZKGrp::AddTool(Glyph glyph, CommandId command, const QString& text, bool primary) {
+  QToolButton* tool = tools_->Add(glyph, text, CommandTip(command), primary);
+  connect(tool, &QToolButton::clicked, this, [this, command] { RunCommand(command); });
+  buttons_.emplace_back(command, tool);
+  return tool;
+}
+
+void TZKGrp::BuildTools() {
+  AddTool(Glyph::Get, CommandId::SetGetAll, tr("Get All"));
+  AddTool(Glyph::Send, CommandId::SetSendAll, tr("Send All"), true);
+  AddTool(Glyph::Undo, CommandId::EditUndo, tr("Undo"));
+  AddTool(Glyph::Redo, CommandId::EditRedo, tr("Redo"));
+  AddTool(Glyph::Save, CommandId::FileSave, tr("Save"));
+  for (const CommandId command :
+       {CommandId::MidiGet, CommandId::MidiTransmit, CommandId::SetInitialize, CommandId::SetClear, CommandId::SetLoad,
+        CommandId::SetTakeOut, CommandId::SetLoadLink, CommandId::SetSaveLink, CommandId::SetResolve}) {
+    if (command == CommandId::SetInitialize || command == CommandId::SetLoad) tools_->AddLineToMore();
+    const QString text = command == CommandId::MidiGet        ? tr("Get Selected")
+                         : command == CommandId::MidiTransmit ? tr("Send Selected")
+                                                              : QString::fromLatin1(RowOf(command)->text);
+    more_.emplace_back(command, tools_->AddToMore(GlyphOf(command), text, [this, command] { RunCommand(command); }));
+  }
+}
+
+void TZKGrp::BuildBody() {
+  split_->addWidget(list_);
+  split_->addWidget(pane_);
+  split_->setChildrenCollapsible(false);
+  split_->setStretchFactor(1, 1);
+  const int character = fontMetrics().averageCharWidth();
+  list_->setMinimumWidth(character * 46);
+  split_->setSizes({character * 50, character * 90});
+  connect(list_, &ZKGroupListCtl::ShownChanged, this, &TZKGrp::SelectionChanged);
+  connect(list_, &ZKGroupListCtl::OpenWanted, this, [this] { RunCommand(CommandId::EditOpen); });
+  connect(list_, &ZKGroupListCtl::AskMenu, this, &TZKGrp::ShowQuickMenu);
+  list_->SetDrag(ListDrag());
+  connect(pane_, &SetPane::EditorChanged, this, &ZKWindow::StateChanged);
+  connect(pane_, &SetPane::Say, this, [this](const QString& text) { Say(text); });
+}
+
+void TZKGrp::AddEntry(QMenu* menu, CommandId command, const QString& text) {
+  const CommandRow* row = RowOf(command);
+  QAction* entry = menu->addAction(text.isEmpty() ? QString::fromLatin1(row->text) : text);
+  if (const Glyph glyph = GlyphOf(command); glyph != Glyph::None) entry->setIcon(IconOf(glyph));
+  const QString refusal = RefusalOf(command);
+  entry->setEnabled(refusal.isEmpty());
+  SetToolTip(entry, refusal);
+  SetStatusTip(entry, refusal.isEmpty() ? QString::fromLatin1(row->help) : refusal);
+  entry->setCheckable(row->checkable);
+  if (row->checkable) entry->setChecked(CommandChecked(command));
+  connect(entry, &QAction::triggered, this, [this, command] { RunCommand(command); });
+}
+
+void TZKGrp::ShowQuickMenu(const QPoint& at) {
+  auto* menu = new QMenu(this);
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->setToolTipsVisible(true);
+  const std::vector<int> chosen = Chosen();
+  const int one = chosen.size() == 1 ? chosen.front() : -1;
+  AddEntry(menu, CommandId::MidiGet,
+           one < 0
+               ? tr("Get Selected")
+               : MenuText(tr("Get %1 from %2").arg(ShownUtf8(set_.TypeName(one)), ShownUtf8(set_.InstrumentOf(one)))));
+  AddEntry(menu, CommandId::MidiTransmit,
+           one < 0 ? tr("Send Selected") : MenuText(tr("Send %1").arg(ShownUtf8(set_.TypeName(one)))));
+  AddEntry(menu, CommandId::SetSendAll, tr("Send Set to Instrument"));
+  menu->addSeparator();
+  for (const CommandId command : {CommandId::SetActivate, CommandId::SetInitialize, CommandId::SetClear})
+    AddEntry(menu, command);
+  menu->addSeparator();
+  for (const CommandId command : {CommandId::SetLoad, CommandId::SetTakeOut, CommandId::SetLoadLink,
+                                  CommandId::SetSaveLink, CommandId::SetResolve})
+    AddEntry(menu, command);
+  menu->addSeparator();
+  AddEntry(menu, CommandId::FileSave, tr("Save Set..."));
+  AddEntry(menu, CommandId::FileSaveAs, tr("Save Set As..."));
+  menu->popup(at);
+}
+
+// ---- what is shown --------------------------------------------------------------------------------------------------
+
+QString TZKGrp::ShownName() const {
+  if (!set_.path().empty()) return ShownUtf8(WithoutExtension(set_.FileName()));
+  if (!set_.OriginName().empty()) return ShownUtf8(set_.OriginName());
+  return tr("New %1").arg(ShownUtf8(set_.GetSetName()));
+}
+
+QString TZKGrp::TabText() const {
+  return ShownName();
+}
+
+QString TZKGrp::TitleText() const {
+  const int current = list_->GetCurSel();
+  const QString name = set_.path().empty() ? tr("not saved yet") : ShownUtf8(WithoutExtension(set_.FileName()));
+  if (set_.IsEmpty()) return tr("%1 - Set").arg(name);
+  if (set_.InstrumentCount() == 1) return tr("%1 - %2").arg(name, ShownUtf8(set_.GetSetName()));
+  if (current < 0) return tr("%1 - Set").arg(name);
+  return tr("%1 - Multi-Instrument Set (%2)").arg(name, ShownUtf8(set_.InstrumentOf(current)));
+}
+
+void TZKGrp::DocumentChanged(const DocumentChange& change) {
+  if (change.kind == DocumentChange::Kind::Item) pane_->Follow(change.item);
+  if (change.kind == DocumentChange::Kind::Everything) pane_->Follow(-1);
+  pane_->FollowState();
+  Refresh();
+}
+
+void TZKGrp::SelectionChanged() {
+  emit TakeEdits();
+  pane_->Show(list_->GetCurSel());
+  UpdateTitle();
+  Refresh();
+  emit StateChanged();
+  emit InspectChanged();
+}
+
+void TZKGrp::Refresh() {
+  const QString instrument = ShownUtf8(set_.InstrumentOf(0));
+  if (header_->Title().isEmpty()) {
+    header_->SetPicture(InstrumentPicture(instrument.section(QLatin1Char(' '), 0, 0),
+                                          instrument.section(QLatin1Char(' '), 1), DocumentHeader::kPicture,
+                                          devicePixelRatioF()));
+  }
+  header_->SetTitle(ShownName());
+  int undefined = 0, changed = 0;
+  for (int i = 0; i < set_.GetDataFileCount(); ++i) {
+    undefined += set_.StateOf(i).content == EntryContent::kUndefined;
+    changed += set_.IsChanged(i);
+  }
+  const int count = set_.GetDataFileCount();
+  QStringList parts{ShownUtf8(set_.GetSetName())};
+  parts << (count == 1 ? tr("1 component") : tr("%1 components").arg(count));
+  if (undefined > 0) parts << tr("%1 undefined").arg(undefined);
+  if (changed > 0) parts << tr("%1 changed since saved").arg(changed);
+  if (set_.UnreadParts() > 0) parts << tr("%1 not readable").arg(set_.UnreadParts());
+  if (transfers_.Running()) parts << ShownUtf8(transfers_.ProgressText());
+  header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
+  header_->SetMark(Mark::Changed, set_.IsModified(), set_.path().empty() ? tr("in no file yet") : QString());
+  for (const auto& [command, button] : buttons_) EnableUnless(button, RefusalOf(command));
+  for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
+}
+
+void TZKGrp::Say(const QString& text) {
+  status_->setText(text);
+  DocumentWindow::Say(text);
+}
+
+SearchField* TZKGrp::Search() const {
+  TZKBank* bank = pane_->bank();
+  return bank ? bank->Search() : nullptr;
+}
+
+InspectorContent TZKGrp::Inspect() {
+  TZKBank* bank = pane_->bank();
+  return bank ? bank->Inspect() : InspectorContent();
+}
+
+std::optional<MidiRoute> TZKGrp::AuditionRoute() const {
+  const DataFile* held = set_.GetDataFile(std::max(list_->GetCurSel(), 0));
+  if (!held) return std::nullopt;
+  return MidiRoute{held->synth->midiOutPort, held->synth->midiChannel};
+}
+
+void TZKGrp::PortsChanged(int) {
+  StudioChanged();
+}
+
+void TZKGrp::StudioChanged() {
+  if (set_.IsBusy()) return;
+  for (int i = 0; i < set_.GetDataFileCount(); ++i) context().UpdateFromStudio(set_.GetDataFile(i));
+  pane_->ForEachEditor([](SetEditor& editor) { editor.bank()->StudioChanged(); });
+}
+
+void TZKGrp::SettingsChanged() {
+  pane_->ForEachEditor([](SetEditor& editor) { editor.bank()->SettingsChanged(); });
+}
+
+// ---- commands -------------------------------------------------------------------------------------------------------
+
+std::vector<int> TZKGrp::Chosen() const {
+  std::vector<int> chosen = list_->Selected();
+  if (chosen.empty() && list_->GetCurSel() >= 0) chosen.push_back(list_->GetCurSel());
+  return chosen;
+}
+
+QString TZKGrp::OneRefusal(CommandId command) const {
+  const std::vector<int> chosen = Chosen();
+  if (chosen.size() != 1) return tr("Select one component for this.");
+  const EntryState state = set_.StateOf(chosen.front());
+  const bool takesOut = command == CommandId::SetTakeOut || command == CommandId::SetSaveLink;
+  if (takesOut && state.content != EntryContent::kDefined) return tr("The component holds nothing yet.");
+  if (state.linked && (command == CommandId::SetLoad || command == CommandId::SetSaveLink))
+    return tr("The component is linked to a file already; resolve the links of the Set first.");
+  return {};
+}
+
+QString TZKGrp::OwnRefusal(CommandId command) const {
+  if (set_.IsBusy()) return ShownUtf8(set_.BusyReason());
+  if (set_.IsEmpty()) return tr("The Set has no components.");
+  const std::vector<int> chosen = Chosen();
+  const auto linked = [this](int component) { return set_.StateOf(component).linked; };
+  switch (command) {
+    case CommandId::SetSendAll:
+      return set_.IsOneOrMoreDefined() ? QString() : tr("The Set holds nothing that could be sent.");
+    case CommandId::SetGetAll:
+      return {};
+    case CommandId::SetResolve:
+      return set_.IsResolvable() ? QString() : tr("No component is linked to a file.");
+    case CommandId::SetLoad:
+    case CommandId::SetTakeOut:
+    case CommandId::SetLoadLink:
+    case CommandId::SetSaveLink:
+      return OneRefusal(command);
+    case CommandId::SetInitialize:
+      if (std::any_of(chosen.begin(), chosen.end(), linked)) return tr("A linked component is not initialized.");
+      break;
+    default:
+      break;
+  }
+  return chosen.empty() ? tr("No component is selected.") : QString();
+}
+
+bool TZKGrp::CommandEnabled(CommandId command) const {
+  if (IsOwn(command)) return OwnRefusal(command).isEmpty();
+  if (IsShared(command)) return DocumentWindow::CommandEnabled(command);
+  if (list_->hasFocus()) {
+    if (command == CommandId::EditSelectAll || command == CommandId::EditOpen || command == CommandId::EditQuickMenu)
+      return !set_.IsEmpty();
+  }
+  const TZKBank* bank = pane_->bank();
+  return bank && bank->CommandEnabled(command);
+}
+
+QString TZKGrp::CommandRefusal(CommandId command) const {
+  if (IsOwn(command)) return OwnRefusal(command);
+  if (IsShared(command)) return DocumentWindow::CommandRefusal(command);
+  const TZKBank* bank = pane_->bank();
+  return bank ? bank->CommandRefusal(command) : tr("The selected component shows nothing that this works on.");
+}
+
+bool TZKGrp::CommandChecked(CommandId command) const {
+  if (command == CommandId::SetActivate) {
+    const std::vector<int> chosen = Chosen();
+    return !chosen.empty() && std::none_of(chosen.begin(), chosen.end(),
+                                           [this](int component) { return set_.StateOf(component).inactive; });
+  }
+  const TZKBank* bank = pane_->bank();
+  return bank && !IsOwn(command) && bank->CommandChecked(command);
+}
+
+void TZKGrp::RunCommand(CommandId command) {
+  emit TakeEdits();
+  if (!CommandEnabled(command)) return;
+  if (IsOwn(command)) return RunOwn(command);
+  if (IsShared(command)) return DocumentWindow::RunCommand(command);
+  if (list_->hasFocus()) {
+    if (command == CommandId::EditSelectAll) return list_->selectAll();
+    if (command == CommandId::EditOpen) return pane_->setFocus();
+    if (command == CommandId::EditQuickMenu)
+      return ShowQuickMenu(list_->viewport()->mapToGlobal(list_->visualRect(list_->currentIndex()).bottomLeft()));
+  }
+  if (TZKBank* bank = pane_->bank()) bank->RunCommand(command);
+}
+
+void TZKGrp::RunOwn(CommandId command) {
+  const auto rank = [this] { return services_.rank ? services_.rank(set_) : SetRank(); };
+  switch (command) {
+    case CommandId::SetGetAll:
+      return transfers_.StartGet({});
+    case CommandId::MidiGet:
+      return transfers_.StartGet(Chosen());
+    case CommandId::SetSendAll:
+      return transfers_.StartSend({}, rank());
+    case CommandId::MidiTransmit:
+      return transfers_.StartSend(Chosen(), rank());
+    case CommandId::SetActivate:
+      return Activate();
+    case CommandId::SetInitialize:
+      return ForChosen("Initialize", [this](int component) { return set_.Initialize(component); });
+    case CommandId::SetClear:
+      return ForChosen("Clear", [this](int component) {
+        return set_.ClearData(component, context().NewData(*set_.GetDataFile(component)));
+      });
+    case CommandId::SetLoad:
+    case CommandId::SetLoadLink:
+      return Load(command == CommandId::SetLoadLink);
+    case CommandId::SetTakeOut:
+    case CommandId::SetSaveLink:
+      return TakeOut(command == CommandId::SetSaveLink);
+    case CommandId::SetResolve:
+      return Resolve();
+    default:
+      return;
+  }
+}
+
+// As one entry of the history.
+void TZKGrp::ForChosen(const char* name, const std::function<Result(int component)>& change) {
+  const std::vector<int> chosen = Chosen();
+  std::string failed;
+  set_.ChangeTogether(name, [&] {
+    for (const int component : chosen) {
+      const Result result = change(component);
+      if (!result.ok()) failed += (failed.empty() ? "" : "  ") + result.text;
+    }
+  });
+  Say(ShownUtf8(failed.empty() ? set_.StatusText() : failed));
+}
+
+void TZKGrp::Activate() {
+  const bool active = !CommandChecked(CommandId::SetActivate);
+  ForChosen(active ? "Activate" : "Deactivate",
+            [this, active](int component) { return set_.SetActive(component, active); });
+}
+
+void TZKGrp::Load(bool link) {
+  const int component = Chosen().front();
+  FilePrompt prompt;
+  prompt.title = link ? "Load Link..." : "Load new Data File...";
+  prompt.folder = set_.path().empty() ? context().DataFolder() : FolderOf(set_.path());
+  prompt.patterns = FilePatterns("All Files (*.*)|*.*|");
+  const std::string path = context().prompts().File(prompt);
+  if (path.empty() || set_.IsBusy()) return;
+  if (!link) return LoadFile(component, path);
+  if (const Result linked = set_.SetLink(component, path); !linked.ok()) return Refuse(linked);
+  Say(tr("Linked to %1").arg(ShownUtf8(path)));
+}
+
+void TZKGrp::LoadFile(int component, const std::string& path) {
+  std::string note;
+  DataFilePtr read;
+  Result result = services_.read(path, *set_.GetDataFile(component), &read, &note);
+  if (result.ok()) result = set_.PutData(component, std::move(read));
+  if (!result.ok()) return Refuse(result);
+  const QString done = tr("Loaded from %1").arg(ShownUtf8(path));
+  Say(note.empty() ? done : done + QStringLiteral(". ") + ShownUtf8(note));
+}
+
+void TZKGrp::TakeOut(bool link) {
+  const int component = Chosen().front();
+  DataFilePtr taken;
+  Result result = set_.TakeData(component, &taken);
+  if (!result.ok()) return Refuse(result);
+  ZKBankDoc bank(std::move(taken));
+  FilePrompt prompt;
+  prompt.title = link ? "Save Link..." : "Save Data As ?";
+  prompt.save = true;
+  prompt.folder = set_.path().empty() ? context().DataFolder() : FolderOf(set_.path());
+  prompt.name = FixInvalidFilenameCharacters(bank.Title()) + "." + bank.Extension();
+  prompt.patterns = {"ZK Data (*." + bank.Extension() + ")", "All Files (*)"};
+  const std::string path = context().prompts().File(prompt);
+  if (path.empty()) return;
+  result = bank.Save(path);
+  if (result.ok() && link) result = set_.SetLink(component, path);
+  if (!result.ok()) return Refuse(result);
+  context().FileUsed(path);
+  Say((link ? tr("Saved as %1 and linked") : tr("Saved as %1")).arg(ShownUtf8(path)));
+}
+
+void TZKGrp::Refuse(const Result& result) {
+  context().prompts().Say("Set", result.text);
+}
+
+void TZKGrp::Resolve() {
+  std::vector<int> left;
+  const Result result = set_.ResolveLinks(&left);
+  if (!result.ok()) return Refuse(result);
+  if (left.empty()) return Say(tr("All data is in the Set now."));
+  std::string text = "Links that stay, as there is no data for them:\n";
+  for (const int component : left) text += "\n" + set_.TitleOf(component) + ": " + set_.LinkPath(component);
+  context().prompts().Say("Set", text);
+}
+
+// ---- its end --------------------------------------------------------------------------------------------------------
+
+void TZKGrp::GiveUpWork() {
+  transfers_.Cancel();
+  pane_->GiveUpWork();
+}
+
+void TZKGrp::closeEvent(QCloseEvent* event) {
+  DocumentWindow::closeEvent(event);
+  if (event->isAccepted()) GiveUpWork();
+}
+
+}  // namespace tonalith

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sets/ui/set_transfers.h"
+#include "ui/document_window.h"
+
+class QMenu;
+class QMimeData;
+class QSplitter;
+class QToolButton;
+
+namespace tonalith {
+
+class DocumentHeader;
+class SetPane;
+class ToolRow;
+class ZKGroupListCtl;
+class ZKGrpDoc;
+struct SetListDrag;
+enum class Glyph;
+
+// What a Set's window needs from the program beside what all windows do.
+struct SetServices {
+  // The data of the wanted type in a file of whatever kind.  `note`: what of the file the user has to know.
+  std::function<Result(const std::string& path, const DataFile& wanted, DataFilePtr* data, std::string* note)> read;
+  // How far components stand behind those whose patches they play.
+  std::function<SetRank(const ZKGrpDoc& set)> rank;
+};
+
+// The window of a Set: its components at the left, what the selected one holds beside them.
+class TZKGrp final : public DocumentWindow {
+  Q_OBJECT
+
+ public:
+  TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetServices services, QWidget* parent = nullptr);
+  ~TZKGrp() override;
+
+  ZKGrpDoc& document() { return set_; }
+  ZKGroupListCtl* list() { return list_; }
+  SetPane* pane() { return pane_; }
+  DocumentHeader* header() { return header_; }
+  const SetTransfers& transfers() const { return transfers_; }
+
+  QString TabText() const override;
+  bool CommandEnabled(CommandId command) const override;
+  void RunCommand(CommandId command) override;
+  QString CommandRefusal(CommandId command) const override;
+  bool CommandChecked(CommandId command) const override;
+  SearchField* Search() const override;
+  InspectorContent Inspect() override;
+  std::optional<MidiRoute> AuditionRoute() const override;
+  void PortsChanged(int changes) override;
+  void StudioChanged() override;
+  void SettingsChanged() override;
+  void GiveUpWork() override;
+  std::string AcceptsMove(const MoveOffer& offer) const override;
+  MoveResult ReceiveMove(Move&& move) override;
+  // Takes the data of a file into a component.
+  void LoadFile(int component, const std::string& path);
+
+ protected:
+  void DocumentChanged(const DocumentChange& change) override;
+  void Say(const QString& text) override;
+  std::string WindowName() const override { return "Set"; }
+  std::string SaveTitle() const override { return "Save Set As ?"; }
+  QString TitleText() const override;
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  SetTransfers::Host TransferHost();
+  void BuildTools();
+  void BuildBody();
+  QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
+  void ShowQuickMenu(const QPoint& at);
+  void AddEntry(QMenu* menu, CommandId command, const QString& text = {});
+  void SelectionChanged();
+  void Refresh();
+  QString ShownName() const;
+  // Why a command of the Set is off now; empty: it is on.
+  QString OwnRefusal(CommandId command) const;
+  QString OneRefusal(CommandId command) const;
+  // The selected components, else the current one.
+  std::vector<int> Chosen() const;
+  void RunOwn(CommandId command);
+  void Activate();
+  void ForChosen(const char* name, const std::function<Result(int component)>& change);
+  void Load(bool link);
+  void TakeOut(bool link);
+  void Resolve();
+  void Refuse(const Result& result);
+  SetListDrag ListDrag();
+  bool TakesDrop(const QMimeData& mime, int component) const;
+  void Drop(const QMimeData& mime, int component);
+  void Drag(int component);
+  // The component that data of the type goes to; -1: none.
+  int PlaceOf(const MoveOffer& offer) const;
+
+  ZKGrpDoc& set_;  // the window's document
+  SetServices services_;
+  SetTransfers transfers_;
+  DocumentHeader* header_;
+  ToolRow* tools_;
+  QSplitter* split_;
+  ZKGroupListCtl* list_;
+  SetPane* pane_;
+  PlainLabel* status_;
+  std::vector<std::pair<CommandId, QToolButton*>> buttons_;
+  std::vector<std::pair<CommandId, QAction*>> more_;
+};
+
+}  // namespace tonalith

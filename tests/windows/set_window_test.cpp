@@ -1,0 +1,242 @@
+// The window of a Set: its components got, edited in the pane, saved, linked, and everything taken back.
+#include <QLabel>
+#include <QStyle>
+#include <filesystem>
+
+#include "app/set_commands.h"
+#include "bank/ui/bank_list.h"
+#include "platform/atomic_file.h"
+#include "platform/text.h"
+#include "sets/ui/set_list.h"
+#include "sets/ui/set_pane.h"
+#include "sets/ui/set_window.h"
+#include "store/sets/set_document.h"
+#include "tests/windows/window_test_tools.h"
+#include "ui/style/list_delegate.h"
+
+namespace tonalith {
+namespace {
+
+class SetWindow : public ProgramFixture {
+ protected:
+  TZKGrp* OpenSet(const char* instrument) {
+    for (const auto& one : program_->studio()->instruments())
+      if (Latin1ToUtf8(one->DisplayKey()).find(instrument) != std::string::npos) return parts().sets.OpenNew(*one);
+    ADD_FAILURE() << instrument;
+    return nullptr;
+  }
+  static bool Free(TZKGrp* set, int milliseconds = 30000) {
+    return WaitFor([set] { return !set->document().IsBusy(); }, milliseconds);
+  }
+  static std::string States(const ZKGrpDoc& set) {
+    std::string text;
+    for (int i = 0; i < set.GetDataFileCount(); ++i) text += EntryStateText(set.StateOf(i)) + " ";
+    return text;
+  }
+  // The first bank of the Set, shown in the pane.
+  static TZKBank* ShowBank(TZKGrp* set) {
+    for (int i = 0; i < set->document().GetDataFileCount(); ++i) {
+      if (!set->document().GetDataFile(i)->synth->isBank) continue;
+      set->list()->SetCurSel(i);
+      if (set->pane()->bank()) return set->pane()->bank();
+    }
+    return nullptr;
+  }
+};
+
+TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
+  const std::string path = Path("Stra\u00dfe.pvs");
+  Start({"file " + path});
+  TZKGrp* window = OpenSet("K4");
+  ASSERT_TRUE(window);
+  ZKGrpDoc& set = window->document();
+  ASSERT_GT(set.GetDataFileCount(), 2);
+  EXPECT_FALSE(set.IsOneOrMoreDefined());
+  EXPECT_FALSE(window->RefusalOf(CommandId::SetSendAll).isEmpty());
+  EXPECT_EQ(window->list()->model()->index(0, SetListModel::kState).data().toString(), "Undefined");
+
+  window->RunCommand(CommandId::SetGetAll);
+  EXPECT_TRUE(window->transfers().Running());
+  EXPECT_FALSE(window->RefusalOf(CommandId::FileSave).isEmpty()) << "while it is filled";
+  ASSERT_TRUE(Free(window)) << LogText();
+  ASSERT_TRUE(set.IsOneOrMoreDefined()) << States(set) << LogText();
+  const std::string got = States(set);
+
+  TZKBank* bank = ShowBank(window);
+  ASSERT_TRUE(bank) << got;
+  EXPECT_EQ(bank->CountUnsent({}), 0) << "the instrument holds what it gave";
+  const int component = window->list()->GetCurSel();
+  const std::string name = bank->document().GetPatchName(0);
+  EXPECT_TRUE(bank->document().Rename(0, "TWO").ok());
+  EXPECT_EQ(set.UndoText(), "Rename") << "one entry of the Set's history";
+  EXPECT_EQ(window->list()->model()->index(component, 0).data(kMarksRole), MarksOf(std::vector<Mark>{}))
+      << "no file yet to differ from";
+
+  window->RunCommand(CommandId::FileSave);
+  ASSERT_TRUE(FileExists(path)) << LogText();
+  EXPECT_FALSE(set.IsModified());
+  EXPECT_TRUE(window->windowTitle().startsWith(QString::fromUtf8("Stra\u00dfe - ")))
+      << window->windowTitle().toStdString();
+  bank->RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(bank->document().GetPatchName(0), name) << "undo after save, from the editor's own tool";
+  EXPECT_TRUE(set.IsModified());
+  EXPECT_TRUE(set.IsChanged(component));
+  window->RunCommand(CommandId::EditRedo);
+  EXPECT_EQ(bank->document().GetPatchName(0), "TWO");
+  EXPECT_FALSE(set.IsModified());
+  EXPECT_FALSE(set.IsChanged(component));
+
+  // A second Get brings back what the instrument has.
+  window->RunCommand(CommandId::MidiGet);
+  ASSERT_TRUE(Free(window));
+  EXPECT_EQ(bank->document().GetPatchName(0), name) << LogText();
+  window->RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(bank->document().GetPatchName(0), "TWO");
+  EXPECT_FALSE(set.IsModified());
+
+  // From the file again; opened twice it is the same window.
+  window->CloseVerified();
+  Settle();
+  ASSERT_TRUE(parts().files.OpenFile(path, 0)) << LogText();
+  auto* again = qobject_cast<TZKGrp*>(frame().ActiveChild());
+  ASSERT_TRUE(again);
+  EXPECT_EQ(States(again->document()), got);
+  ASSERT_TRUE(ShowBank(again));
+  EXPECT_EQ(ShowBank(again)->document().GetPatchName(0), "TWO");
+  EXPECT_TRUE(parts().files.OpenFile(path, 0));
+  EXPECT_EQ(frame().ActiveChild(), again);
+}
+
+TEST_F(SetWindow, ComponentsAreInitializedClearedSwitchedOffAndLinked) {
+  const std::string link = Path("part.dat"), copy = Path("copy.dat");
+  Start({"file " + link, "file " + copy, "file " + copy});
+  TZKGrp* window = OpenSet("TX81Z");
+  ASSERT_TRUE(window);
+  ZKGrpDoc& set = window->document();
+  const std::string fresh = States(set);
+  window->list()->setFocus();
+  window->RunCommand(CommandId::EditSelectAll);
+  window->RunCommand(CommandId::SetInitialize);
+  EXPECT_TRUE(set.IsOneOrMoreDefined());
+  const std::string initialized = States(set);
+  window->RunCommand(CommandId::SetActivate);
+  EXPECT_FALSE(window->CommandChecked(CommandId::SetActivate));
+  EXPECT_TRUE(set.StateOf(0).inactive && set.StateOf(1).inactive);
+  window->RunCommand(CommandId::SetActivate);
+  EXPECT_EQ(States(set), initialized);
+  window->RunCommand(CommandId::SetClear);
+  EXPECT_FALSE(set.IsOneOrMoreDefined());
+  for (int i = 0; i < 3; ++i) window->RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(States(set), initialized) << "each was one entry";
+
+  // A component as a file, as a link to it, and back.
+  int defined = 0;
+  while (set.StateOf(defined).content != EntryContent::kDefined) ++defined;
+  window->list()->SetCurSel(defined);
+  window->RunCommand(CommandId::SetSaveLink);
+  EXPECT_TRUE(FileExists(link)) << LogText();
+  EXPECT_TRUE(set.StateOf(defined).linked);
+  EXPECT_FALSE(window->pane()->bank()) << "a link is not edited";
+  std::filesystem::remove(link);
+  EXPECT_EQ(set.StateOf(defined).content, EntryContent::kDefined) << "what was read stays";
+  window->RunCommand(CommandId::SetResolve);
+  EXPECT_FALSE(set.StateOf(defined).linked);
+  window->RunCommand(CommandId::SetTakeOut);
+  EXPECT_TRUE(FileExists(copy)) << LogText();
+  window->RunCommand(CommandId::SetClear);
+  EXPECT_EQ(set.StateOf(defined).content, EntryContent::kUndefined);
+  window->RunCommand(CommandId::SetLoad);
+  EXPECT_EQ(set.StateOf(defined).content, EntryContent::kDefined) << LogText();
+  while (window->CommandEnabled(CommandId::EditUndo)) window->RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(States(set), fresh);
+}
+
+// Data comes into the component of its type, whoever moves it; what fits none is refused with a sentence.
+TEST_F(SetWindow, TakesWhatFitsAComponent) {
+  Start({"ok", "ok"});
+  TZKBank* other = Open("Kawai K4", "Multi Bank", true);
+  TZKBank* foreign = Open("Yamaha DX7", "Voice Bank", true);
+  TZKGrp* window = OpenSet("K4");
+  ASSERT_TRUE(window && other && foreign);
+  ZKGrpDoc& set = window->document();
+  const auto moved = [](TZKBank* from) {
+    Move move;
+    move.payload = DataFilePtr(DupForUser(from->dataFile()));
+    move.source = {WindowType::BankEditor, from->document().Number(), -1};
+    return move;
+  };
+  Move fits = moved(other), fitsNot = moved(foreign);
+  EXPECT_EQ(window->AcceptsMove(OfferOf(fits)), "");
+  EXPECT_TRUE(window->ReceiveMove(std::move(fits)).taken());
+  const int component = window->list()->GetCurSel();
+  EXPECT_EQ(set.TypeName(component), "Multi Bank");
+  ASSERT_TRUE(window->pane()->bank());
+  EXPECT_EQ(window->pane()->bank()->document().GetPatchName(3), other->document().GetPatchName(3));
+  const MoveResult refused = window->ReceiveMove(std::move(fitsNot));
+  EXPECT_EQ(refused.text, "Warning! Matching SysEx was not found in the Set!\nThe SysEx was not added to the Set.");
+  EXPECT_TRUE(std::get<DataFilePtr>(fitsNot.payload)) << "still the sender's";
+  window->RunCommand(CommandId::EditUndo);
+  EXPECT_FALSE(set.IsOneOrMoreDefined());
+
+  ASSERT_TRUE(other->document().Save(Path("\u00dcber.dat")).ok());
+  window->LoadFile(component, Path("\u00dcber.dat"));
+  EXPECT_EQ(set.StateOf(component).content, EntryContent::kDefined) << LogText();
+  const std::size_t said = program_->PromptLog().size();
+  ASSERT_TRUE(foreign->document().Save(Path("dx7.dat")).ok());
+  window->LoadFile(component, Path("dx7.dat"));
+  EXPECT_EQ(program_->PromptLog().size(), said + 1);
+  EXPECT_NE(LogText().find("The component is Kawai K4 Multi Bank, the data is Yamaha DX7 Voice Bank."),
+            std::string::npos)
+      << LogText();
+}
+
+// A Get of a bank from the pane and one of the Set shut each other out; closing asks and ends both.
+TEST_F(SetWindow, TransfersOfPaneAndSetExcludeEachOther) {
+  Start({"no", "yes", "no", "ok", "ok"}, {});
+  TZKGrp* window = OpenSet("K4");
+  ASSERT_TRUE(window);
+  ZKGrpDoc& set = window->document();
+  window->list()->setFocus();
+  window->RunCommand(CommandId::EditSelectAll);
+  window->RunCommand(CommandId::SetInitialize);
+  TZKBank* bank = ShowBank(window);
+  ASSERT_TRUE(bank);
+  bank->RunCommand(CommandId::MidiGet);
+  EXPECT_TRUE(set.IsBusy());
+  EXPECT_FALSE(window->RefusalOf(CommandId::SetGetAll).isEmpty());
+  bank->CancelTransfer();
+  EXPECT_FALSE(set.IsBusy());
+  EXPECT_TRUE(window->RefusalOf(CommandId::SetGetAll).isEmpty());
+
+  window->RunCommand(CommandId::SetGetAll);
+  EXPECT_TRUE(bank->document().IsBusy());
+  EXPECT_FALSE(bank->document().Rename(0, "X").ok());
+  EXPECT_FALSE(window->CloseAsked()) << "the user keeps it open";
+  EXPECT_TRUE(window->transfers().Running());
+  EXPECT_TRUE(window->CloseAsked()) << LogText();
+  Settle();
+  EXPECT_TRUE(WaitFor([this] { return parts().transfers.desk().Idle(); }, 10000));
+}
+
+TEST_F(SetWindow, FilesThatAreNoSetSaySo) {
+  Start({"ok", "ok", "ok"});
+  TZKGrp* window = OpenSet("K4");
+  ASSERT_TRUE(window);
+  ASSERT_TRUE(window->document().Save(Path("whole.pvs")).ok());
+  std::string bytes;
+  ASSERT_TRUE(ReadWholeFile(Path("whole.pvs"), bytes).ok());
+  window->CloseVerified();
+  Settle();
+  for (const std::size_t cut : {std::size_t{0}, std::size_t{9}, bytes.size() / 2, bytes.size() - 1}) {
+    ASSERT_TRUE(WriteFileAtomically(Path("cut.pvs"), std::string_view(bytes).substr(0, cut)).ok());
+    const std::size_t said = program_->PromptLog().size();
+    parts().files.OpenFile(Path("cut.pvs"), 0);
+    EXPECT_GT(program_->PromptLog().size(), said) << cut << " bytes of it: the user is told";
+    for (ZKWindow* child : frame().Children())
+      if (child->TypeCode() == WindowType::Set) child->CloseVerified();
+    Settle();
+  }
+}
+
+}  // namespace
+}  // namespace tonalith
