@@ -66,7 +66,10 @@ struct InspectorPane::Field {
   QString Typed() const { return line ? line->text() : lines ? lines->toPlainText() : row.value; }
   void Show() {
     if (text) text->setText(row.value);
-    if (line) line->setText(row.value);
+    if (line) {
+      line->setText(row.value);
+      line->setCursorPosition(0);  // of a long one the beginning is seen
+    }
     if (lines) lines->setPlainText(row.value);
     if (link) link->setText(MenuText(row.value));
     for (QWidget* widget : {static_cast<QWidget*>(text), Editor(), static_cast<QWidget*>(link)}) {

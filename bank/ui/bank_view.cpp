@@ -38,6 +38,12 @@ QWidget* BankNameDelegate::createEditor(QWidget* parent, const QStyleOptionViewI
   return editor;
 }
 
+// Over the whole name, with the text where it stood.
+void BankNameDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                                            const QModelIndex&) const {
+  editor->setGeometry(option.rect.adjusted(-kGap, 0, kSmallGap, 0));
+}
+
 bool BankNameDelegate::eventFilter(QObject* watched, QEvent* event) {
   auto* editor = qobject_cast<QWidget*>(watched);
   if (editor && event->type() == QEvent::KeyPress) {

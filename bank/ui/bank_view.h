@@ -21,6 +21,8 @@ class BankNameDelegate final : public QStyledItemDelegate {
  public:
   BankNameDelegate(ZKBankDoc& document, QObject* parent) : QStyledItemDelegate(parent), document_(document) {}
   QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+  void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                            const QModelIndex& index) const override;
 
  protected:
   bool eventFilter(QObject* editor, QEvent* event) override;

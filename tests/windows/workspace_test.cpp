@@ -213,6 +213,8 @@ TEST_F(WorkspaceTest, WhatIsTypedCountsAndWhatIsMeantIsInFront) {
   frame().RunCommand(CommandId::EditRename);
   auto* editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
   ASSERT_NE(editor, nullptr);
+  EXPECT_TRUE(editor->hasFrame()) << "a name that is being edited is seen to be";
+  EXPECT_TRUE(editor->geometry().contains(bank->list()->visualRect(bank->list()->currentIndex())));
   editor->selectAll();
   TypeText(editor, "TYPED");
   const auto unsent = [this] { return parts().studio.OpenDocuments().front().unsent; };

@@ -355,6 +355,7 @@ int WidgetStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWi
     case SH_DitherDisabledText:
       return 0;
     case SH_ItemView_ShowDecorationSelected:
+    case SH_ItemView_DrawDelegateFrame:
       return 1;
     case SH_ToolTipLabel_Opacity:
       return 255;
