@@ -202,6 +202,8 @@ constexpr CommandRow kCommandRows[] = {
     {CommandId::BankSelectMarked, MenuId::Bank, "Se&lect Marked", "",
      "Select the patches that are marked for transmission", kChild, false, "&Transmit"},
     {CommandId::None, MenuId::Bank, "", "", "", kFrame, false, "&Transmit"},
+    {CommandId::BankSendAtOnce, MenuId::Bank, "Send &Changes at Once", "",
+     "Send each patch of this bank to the instrument as soon as it was changed", kChild, true, "&Transmit"},
     {CommandId::BankVerifySend, MenuId::Bank, "&Verify After Sending", "",
      "Read back what was sent to this instrument and say which patches differ", kChild, true, "&Transmit"},
     {CommandId::BankUndoSend, MenuId::Bank, "Un&do Send...", "Ctrl+Alt+U",

@@ -134,6 +134,7 @@ enum class CommandId : int {
   BankKeepAlways = 629,
   BankKeepAsk = 630,
   BankKeepNever = 631,
+  BankSendAtOnce = 632,
   BankPlayPatch = 640,
   BankPlaySweep = 641,
   BankStopAudition = 642,

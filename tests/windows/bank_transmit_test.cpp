@@ -16,6 +16,8 @@
 #include "simulator/fault_plan.h"
 #include "tests/windows/window_test_tools.h"
 #include "ui/instrument_history_window.h"
+#include "ui/plain_text.h"
+#include "ui/style/document_header.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/search_field.h"
 
@@ -217,6 +219,53 @@ TEST_F(BankTransmitting, WhatDiffersAfterASendIsNamedOnce) {
   EXPECT_NE(program_->PromptLog().back().find("the instrument holds something else in"), std::string::npos)
       << program_->PromptLog().back();
   EXPECT_EQ(Unsent(bank), (std::vector<int>{2, 6}));
+}
+
+TEST_F(BankTransmitting, ChangesGoAtOnceWhenWanted) {
+  Start();
+  TZKBank* bank = OpenBank();
+  auto& studio = program_->simulation()->studio();
+  const auto state = [&] {
+    QString all;
+    for (const PlainLabel* label : bank->header()->findChildren<PlainLabel*>()) all += label->text() + QLatin1Char(' ');
+    return all;
+  };
+  const auto told = [&] { return frame().statusBar()->currentMessage(); };
+  Change(bank, {1});
+  const Bytes before = Memory();
+  Run(bank, CommandId::BankSendAtOnce, {1});
+  EXPECT_TRUE(bank->CommandChecked(CommandId::BankSendAtOnce));
+  EXPECT_TRUE(told().contains(QStringLiteral("(1)"))) << ToUtf8(told());
+  EXPECT_TRUE(state().contains(QStringLiteral("sent at once")));
+  // A run of changes is one transfer, and the bank is not locked meanwhile.
+  Listen();
+  Change(bank, {3});
+  Change(bank, {5, 3});
+  Change(bank, {3});
+  ASSERT_TRUE(WaitFor([&] { return Unsent(bank) == std::vector<int>{1}; }, 10000)) << LogText();
+  EXPECT_FALSE(bank->document().IsBusy());
+  EXPECT_NE(Memory(), before);
+  EXPECT_EQ(Heard(0xF0), 4) << "two patches, each with the message that stores it";
+  ASSERT_TRUE(bank->document().Undo().ok());
+  EXPECT_TRUE(WaitFor([&] { return Unsent(bank) == std::vector<int>{1}; }, 10000));
+
+  // What cannot be sent stays, is told without a question, and goes with the next change.
+  const std::size_t place = studio.Find("korg-dw8000");
+  studio.Unplug(place);
+  program_->program()->midiSide().UpdateMidiPorts();
+  Change(bank, {9});
+  ASSERT_TRUE(WaitFor([&] { return told().contains(QStringLiteral("Not sent")); }, 10000)) << ToUtf8(told());
+  EXPECT_TRUE(state().contains(QStringLiteral("2 not sent"))) << ToUtf8(state());
+  KeepScreenshot(bank, QStringLiteral("bank-changes-at-once"));
+  studio.PlugIn(place);
+  program_->program()->midiSide().UpdateMidiPorts();
+  Change(bank, {10});
+  EXPECT_TRUE(WaitFor([&] { return Unsent(bank) == std::vector<int>{1}; }, 10000)) << ToUtf8(told());
+  EXPECT_TRUE(program_->PromptLog().empty());
+  Run(bank, CommandId::BankSendAtOnce, {1});
+  EXPECT_FALSE(state().contains(QStringLiteral("at once")));
+  Change(bank, {11});
+  EXPECT_FALSE(WaitFor([&] { return !program_->program()->desk().Idle(); }, 400));
 }
 
 TEST_F(BankTransmitting, APatchThatAUserGoesToIsHeard) {
