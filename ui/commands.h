@@ -112,6 +112,8 @@ enum class CommandId : int {
   ExportAll = 693,
   ExportCopyText = 694,
   ExportCopyNames = 695,
+  ExportAgain = 696,
+  ExportFollow = 697,
   BankAutoName = 610,
   BankNumber = 611,
   BankFind = 612,

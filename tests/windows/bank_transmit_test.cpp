@@ -138,7 +138,7 @@ TEST_F(BankTransmitting, MarksSayWhatGoes) {
 }
 
 TEST_F(BankTransmitting, WhatWasThereIsKeptAndComesBack) {
-  Start({"cancel", "yes", "yes", "no", "yes", "yes", "yes", "yes"});
+  Start({"cancel", "yes", "yes", "no", "yes", "yes", "yes", "yes", "yes"});
   TZKBank* bank = OpenBank();
   Run(bank, CommandId::BankGetSelected, {8});  // what is got is in the edit buffer
   const Bytes before = Memory();
@@ -198,6 +198,15 @@ TEST_F(BankTransmitting, WhatWasThereIsKeptAndComesBack) {
   auto* shown = qobject_cast<TZKBank*>(frame().ActiveChild());
   ASSERT_TRUE(shown && shown != bank);
   EXPECT_EQ(shown->document().DefinedPatches(), 1);
+
+  // What goes back is known to every bank that is open.
+  Run(bank, CommandId::BankSendSelected, {7});
+  EXPECT_TRUE(Unsent(bank).empty());
+  window->table()->selectRow(0);
+  window->RestoreChosen();
+  EXPECT_TRUE(WaitFor([&] { return program_->program()->desk().Idle(); }, 10000));
+  Settle();
+  EXPECT_EQ(Unsent(bank), std::vector<int>{7}) << LogText();
 }
 
 TEST_F(BankTransmitting, WhatDiffersAfterASendIsNamedOnce) {
