@@ -54,7 +54,7 @@ constexpr CommandRow kCommandRows[] = {
      "Write the names as a tab separated list; the format of Logic is not published", kChild, false, "&Export"},
     {CommandId::ExportMaster, MenuId::File, "Add to Master.&ins...", "",
      "Put the names into a file of instrument definitions of yours; the rest of it stays", kChild, false, "&Export"},
-    {CommandId::ExportAgain, MenuId::File, "Aga&in...", "", "Export the names in the format of the last export", kChild,
+    {CommandId::ExportAgain, MenuId::File, "A&gain...", "", "Export the names in the format of the last export", kChild,
      false, "&Export"},
     {CommandId::ExportFollow, MenuId::File, "&Keep Up to Date", "",
      "Write the file that was exported last again whenever the bank has changed", kChild, true, "&Export"},

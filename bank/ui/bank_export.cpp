@@ -236,15 +236,18 @@ void BankExport::SettingsChanged() {
 void BankExport::WriteAgain() {
   const ZKBankDoc& bank = window_.document();
   if (!follows_ || bank.IsBusy() || bank.IsEmpty()) return;
+  if (writing_) return wait_.start(kFollowMs);  // what is newer must not be overtaken
   state_ = bank.history().State();
   ExportSource source = Source();
   std::string bytes;
   const std::string path = follows_->path;
   if (const Result made = RenderExport(follows_->format, &source, &bytes); !made.ok())
     return window_.Say(ExportSays("%1 was not written: %2").arg(ShownUtf8(path), ShownUtf8(made.text)));
+  writing_ = true;
   window_.context().InBackground(
       receiver_, [path, bytes = std::move(bytes)] { return DiskMidiAuto(path, bytes); },
       [this, path](const Result& written) {
+        writing_ = false;
         if (!written.ok())
           window_.Say(ExportSays("%1 was not written: %2").arg(ShownUtf8(path), ShownUtf8(written.text)));
       });

@@ -51,6 +51,7 @@ class BankExport final : public BankWindowPart {
   std::optional<AutomaticExport> follows_;
   std::string ofPath_;       // the bank's file it was read for
   std::uint64_t state_ = 0;  // of the bank when it was written
+  bool writing_ = false;
   QTimer wait_;
   Receiver receiver_;
 };
