@@ -23,6 +23,17 @@ Settings& FrameWindowContext::settings() {
   return frame_.program.settings();
 }
 
+std::string FrameWindowContext::SettingsFile() {
+  return frame_.program.paths().GetZKIni();
+}
+
+void FrameWindowContext::InBackground(const Receiver& receiver, std::function<Result()> work,
+                                      std::function<void(const Result&)> done) {
+  frame_.program.jobs().Start(
+      frame_.program.dispatcher(), receiver, [run = std::move(work)](const CancelToken&) { return run(); },
+      std::move(done));
+}
+
 std::string FrameWindowContext::DataFolder() {
   return frame_.program.paths().MainGetDataPath();
 }

@@ -26,6 +26,9 @@ class FrameWindowContext final : public WindowContext {
   Prompts& prompts() override { return frame_.prompts(); }
   Settings& settings() override;
   std::string DataFolder() override;
+  std::string SettingsFile() override;
+  void InBackground(const Receiver& receiver, std::function<Result()> work,
+                    std::function<void(const Result&)> done) override;
   void FileUsed(const std::string& path) override;
   Result Export(const DataFile& data, bool midiFile, const std::string& title, std::vector<std::uint8_t>* bytes,
                 std::string* note) override;

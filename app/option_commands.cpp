@@ -10,6 +10,7 @@
 #include "platform/ini_file.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
+#include "services/audition.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
@@ -28,9 +29,10 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
   Settings& settings = frame_.program.settings();
   frame_.menus.Register(CommandId::OptionsPreferences,
                         {[this] { MainSetProperties(&frame_.window, frame_.program, *this); }});
-  frame_.menus.Register(CommandId::OptionsAudition, {[&settings] { settings.MainAudition(!settings.MainAudition(-1)); },
-                                                     {},
-                                                     [&settings] { return settings.MainAudition(-1) != 0; }});
+  frame_.menus.Register(CommandId::OptionsAudition,
+                        {[&settings] { SetPlaysWhatIsSelected(settings, !PlaysWhatIsSelected(settings)); },
+                         {},
+                         [&settings] { return PlaysWhatIsSelected(settings); }});
   frame_.menus.Register(CommandId::OptionsReopenDesktop,
                         {[&settings] { settings.MainAutoSaveLoadDesktop(!settings.MainAutoSaveLoadDesktop(-1)); },
                          {},

@@ -138,7 +138,7 @@ TransferDesk::Job WindowTransfers::Start(DeskRequest request) {
     Show(event);
   };
   TransferDesk::Job job = desk_.Submit(std::move(request));
-  if (job->Ended()) frame_.prompts().Say(kSendTitle, job->result().sentence);
+  if (job->Ended() && job->request().interrupts) frame_.prompts().Say(kSendTitle, job->result().sentence);
   return job;
 }
 
@@ -162,11 +162,13 @@ void WindowTransfers::Show(const DeskEvent& event) {
   if (event.state == DeskState::kStarted && !event.job->Sends() && transfer && transfer->Running())
     receiveWindow()->Add(transfer);
   if (!ended) return;
+  const bool interrupts = event.job->request().interrupts;
   if (receiveWindow_) receiveWindow_->TransferClosed();
   if (frame_.simulation) frame_.simulation->Remember();
   // What is missing must not pass with the status line.
   const TransferCause cause = event.result.cause;
-  if (cause == TransferCause::kDamaged || cause == TransferCause::kIncomplete || !event.result.faults.empty())
+  if (interrupts &&
+      (cause == TransferCause::kDamaged || cause == TransferCause::kIncomplete || !event.result.faults.empty()))
     frame_.prompts().Say("Get", sentence);
 }
 

@@ -60,10 +60,13 @@ ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
   history().SetTarget(&target_);
   TakenOver({});
   AddListener([this](const DocumentChange& change) {
-    if (change.kind != DocumentChange::Kind::State) states_.Read(*dataFile_);
+    std::vector<int> changed;
+    if (change.kind != DocumentChange::Kind::State) changed = states_.Read(*dataFile_);
     rest_.Follow();
     if (!IsModified() && !path().empty()) states_.FileHoldsAll();
     if (!keepsUndo_ && !history().IsOpen()) DeleteBackups();
+    // What comes in meanwhile is the instrument's.
+    if (!IsBusy()) sync_.Changed(changed);
   });
 }
 
@@ -267,8 +270,7 @@ void ZKBankDoc::KeepUndo(bool keep) {
 }
 
 void ZKBankDoc::BeginReceive(const std::string& description) {
-  soundsBefore_.clear();
-  for (int patch = 0; patch < PatchCount(); ++patch) soundsBefore_.push_back(states_.Sound(patch));
+  soundsBefore_ = Sounds();
   CreateBackup(description);
   SetBusy(true);
 }
@@ -295,6 +297,11 @@ void ZKBankDoc::WasSent(const std::vector<std::uint8_t>& patches) {
   states_.Read(*dataFile_);  // sending has made its checksums
   states_.InstrumentHolds(
       [&](std::size_t patch) { return patches.empty() || (patch < patches.size() && patches[patch] != 0); });
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::WasSent(const std::vector<std::uint8_t>& patches, const std::vector<std::uint64_t>& sounds) {
+  states_.InstrumentHolds(sounds, [&](std::size_t patch) { return patch < patches.size() && patches[patch] != 0; });
   Tell(DocumentChange::Kind::Everything);
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bank/bank_rest.h"
+#include "bank/bank_sync.h"
 #include "bank/patch_states.h"
 #include "data/data_records.h"
 #include "data/patch_names.h"
@@ -124,6 +125,12 @@ class ZKBankDoc : public Document {
   // and saved with the data.  Of a Get, behind EndReceive; of a send, instead of WasSent.
   void GetEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result);
   void SendEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result);
+  // The same when they were sent as they were at `sounds`, and may have changed since.
+  std::vector<std::uint64_t> Sounds() const { return states_.Sounds(); }
+  void WasSent(const std::vector<std::uint8_t>& patches, const std::vector<std::uint64_t>& sounds);
+  // Keeps the instrument in step with the bank.
+  BankSync& sync() { return sync_; }
+  const BankSync& sync() const { return sync_; }
   // Only what is left of it.
   void NoteLeft(const std::vector<std::uint8_t>& patches, const DeskResult& result);
   const TransferRest& rest() const { return rest_.now(); }
@@ -161,6 +168,7 @@ class ZKBankDoc : public Document {
   DataFileTarget target_;
   PatchStates states_;
   BankRest rest_;
+  BankSync sync_{*this};
   bool keepsUndo_ = true;
   std::vector<std::uint64_t> soundsBefore_;  // of a receive
   bool receiveChanged_ = false;              // the last

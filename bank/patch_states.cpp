@@ -3,6 +3,7 @@
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "data/packed_bytes.h"
 #include "data/patch_texts.h"
@@ -46,18 +47,30 @@ PatchStates::State PatchStates::StateOf(const DataFile& dataFile, std::uint32_t 
   return {sound.value(), texts.value()};
 }
 
-void PatchStates::Read(const DataFile& dataFile) {
-  now_.clear();
-  if (!dataFile.synth || !dataFile.body) return;
+std::vector<int> PatchStates::Read(const DataFile& dataFile) {
+  const std::vector<State> before = std::exchange(now_, {});
+  std::vector<int> changed;
+  if (!dataFile.synth || !dataFile.body) return changed;
   const std::uint32_t count = LayoutOf(dataFile).numVoices;
   now_.reserve(count);
   for (std::uint32_t patch = 0; patch < count; ++patch) now_.push_back(StateOf(dataFile, patch, count == 1));
+  for (std::size_t patch = 0; before.size() == now_.size() && patch < now_.size(); ++patch)
+    if (before[patch].sound != now_[patch].sound) changed.push_back(static_cast<int>(patch));
+  return changed;
 }
 
 void PatchStates::InstrumentHolds(const std::function<bool(std::size_t)>& which) {
   instrument_.resize(now_.size());
   for (std::size_t patch = 0; patch < now_.size(); ++patch)
     if (!which || which(patch)) instrument_[patch] = now_[patch].sound;
+}
+
+void PatchStates::InstrumentHolds(const std::vector<std::uint64_t>& sounds,
+                                  const std::function<bool(std::size_t)>& which) {
+  if (sounds.size() != now_.size()) return;
+  instrument_.resize(now_.size());
+  for (std::size_t patch = 0; patch < sounds.size(); ++patch)
+    if (which(patch)) instrument_[patch] = sounds[patch];
 }
 
 void PatchStates::InstrumentHolds(const DataFile& held) {
@@ -79,6 +92,13 @@ bool PatchStates::DiffersFromInstrument(int patch) const {
   if (!Has(now_.size(), patch)) return false;
   return !Has(instrument_.size(), patch) ||
          now_[static_cast<std::size_t>(patch)].sound != instrument_[static_cast<std::size_t>(patch)];
+}
+
+std::vector<std::uint64_t> PatchStates::Sounds() const {
+  std::vector<std::uint64_t> sounds;
+  sounds.reserve(now_.size());
+  for (const State& state : now_) sounds.push_back(state.sound);
+  return sounds;
 }
 
 std::uint64_t PatchStates::Sound(int patch) const {

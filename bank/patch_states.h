@@ -12,12 +12,15 @@ namespace tonalith {
 // each patch holds, not the patches themselves.
 class PatchStates {
  public:
-  // The data as it is now; to be called after it has changed.
-  void Read(const DataFile& dataFile);
+  // The data as it is now; to be called after it has changed.  Gives the patches that hold something else than before;
+  // of data that had another number of patches none.
+  std::vector<int> Read(const DataFile& dataFile);
   // The file holds the data as it was read last.
   void FileHoldsAll() { file_ = now_; }
   // The instrument holds these patches as they were read last; null: all.
   void InstrumentHolds(const std::function<bool(std::size_t patch)>& which = {});
+  // The same with what the patches were when their Sounds were taken.
+  void InstrumentHolds(const std::vector<std::uint64_t>& sounds, const std::function<bool(std::size_t patch)>& which);
 
   // The instrument holds what other data of the same form has; patches that are undefined there stay as they are.
   void InstrumentHolds(const DataFile& held);
@@ -28,6 +31,7 @@ class PatchStates {
   bool DiffersFromInstrument(int patch) const;
   // What the patch holds, as a number; another one when it changes.
   std::uint64_t Sound(int patch) const;
+  std::vector<std::uint64_t> Sounds() const;
 
  private:
   struct State {

@@ -35,6 +35,15 @@ std::vector<std::vector<std::uint8_t>> PatchChangeMessages(const Synth& synth, i
   return messages;
 }
 
+bool PlaysWhatIsSelected(Settings& settings) {
+  return settings.MainAudition(-1) != 0 && settings.MainBankAuditionDisabled(-1) == 0;
+}
+
+void SetPlaysWhatIsSelected(Settings& settings, bool on) {
+  settings.MainAudition(on ? 1 : 0);
+  if (on) settings.MainBankAuditionDisabled(0);
+}
+
 Result CanAudition(const DataFile& bank, int patch) {
   const Synth& synth = *bank.synth;
   if (patch < 0 || patch >= static_cast<int>(synth.numVoices))
@@ -78,6 +87,7 @@ Result Audition::Sound(const DataFile& bank) {
 }
 
 void Audition::PlayLater(const DataFile& bank, int port) {
+  if (settings_.MainBankAuditionPlayTones(-1) == 0) return;
   const bool atOnce = settings_.MainBankAudition(-1) == static_cast<int>(BankTones::kSequence);
   waiting_ = Waiting{{port, bank.synth->midiChannel & 15}, out_.clock().NowUs() / 1000 + (atOnce ? 0 : kLoadMs)};
   Tick();

@@ -14,6 +14,10 @@ namespace tonalith {
 // Empty: program changes choose nothing of this data.
 std::vector<std::vector<std::uint8_t>> PatchChangeMessages(const Synth& synth, int patch);
 
+// Whether a patch that a user goes to is played.
+bool PlaysWhatIsSelected(Settings& settings);
+void SetPlaysWhatIsSelected(Settings& settings, bool on);
+
 // Why a patch cannot be heard; success: it can.
 Result CanAudition(const DataFile& bank, int patch);
 

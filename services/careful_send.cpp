@@ -157,6 +157,19 @@ DeskRequest MakeRequest(DeskStep send, const DataFile& data, const CarefulSend& 
 
 }  // namespace
 
+std::vector<std::uint8_t> TakenPatches(const Synth& synth, std::vector<std::uint8_t> patches,
+                                       const CarefulSendReport& report, bool ok) {
+  if (patches.empty()) patches.assign(std::max<std::size_t>(synth.numVoices, 1), 1);
+  if (ok) return patches;
+  if ((!report.sent && report.notSent.empty()) || report.difference.elsewhere) return {};
+  for (std::size_t i = 0; i < patches.size(); ++i)
+    if (!report.sent && i < report.notSent.size() && report.notSent[i]) patches[i] = 0;
+  for (const int patch : report.difference.patches)
+    if (patch >= 0 && static_cast<std::size_t>(patch) < patches.size()) patches[static_cast<std::size_t>(patch)] = 0;
+  if (std::count(patches.begin(), patches.end(), 1) == 0) patches.clear();
+  return patches;
+}
+
 bool CanBeSent(const DataFile& data) {
   return data.synth && (!UsesCommandSequence(*data.synth) || data.transmitScript);
 }

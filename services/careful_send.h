@@ -31,6 +31,10 @@ struct CarefulSendReport {
   DataDifference difference;  // of what was read back
 };
 
+// What of the data the instrument is known to hold after such a send of these patches: one value a patch; empty: none.
+std::vector<std::uint8_t> TakenPatches(const Synth& synth, std::vector<std::uint8_t> patches,
+                                       const CarefulSendReport& report, bool ok);
+
 // The instrument takes this data: it is no memory that can only be read.
 bool CanBeSent(const DataFile& data);
 // Data can be read back, and what is there be kept: it can be asked for.

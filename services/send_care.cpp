@@ -61,18 +61,18 @@ Result SendCare::LastKept(const DataFile& data, HistoryEntry* entry) const {
   return Result::Success();
 }
 
-void SendCare::BroughtBack(int number) {
+void SendCare::BroughtBack(int number, const DataFile& held) {
   broughtBack_.insert(number);
-  HistoryChanged();
+  Tell(&held);
 }
 
-void SendCare::HistoryChanged() {
+void SendCare::Tell(const DataFile* held) {
   known_.clear();
   const auto listeners = listeners_;
-  for (const auto& [id, listener] : listeners) listener();
+  for (const auto& [id, listener] : listeners) listener(held);
 }
 
-int SendCare::AddListener(std::function<void()> listener) {
+int SendCare::AddListener(Listener listener) {
   listeners_.emplace_back(nextListener_, std::move(listener));
   return nextListener_++;
 }

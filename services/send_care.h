@@ -41,17 +41,21 @@ class SendCare {
   // not brought back since the program started.  A failure says that there is none.
   Result LastKept(const DataFile& data, HistoryEntry* entry) const;
   // The instrument holds that content again.
-  void BroughtBack(int number);
+  void BroughtBack(int number, const DataFile& held);
   // Something was kept or forgotten, by whomever.
-  void HistoryChanged();
-  int AddListener(std::function<void()> listener);
+  void HistoryChanged() { Tell(nullptr); }
+  // `held`: what an instrument has got back, for whoever shows data of this type; null: the history changed only.
+  using Listener = std::function<void(const DataFile* held)>;
+  int AddListener(Listener listener);
   void RemoveListener(int id);
 
  private:
+  void Tell(const DataFile* held);
+
   Places places_;
   InstrumentHistory history_;
   std::set<int> broughtBack_;
-  std::vector<std::pair<int, std::function<void()>>> listeners_;
+  std::vector<std::pair<int, Listener>> listeners_;
   int nextListener_ = 1;
   // Of LastKept, which menus ask often: instrument and type.
   mutable std::vector<std::pair<std::string, HistoryEntry>> known_;

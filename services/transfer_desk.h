@@ -119,6 +119,7 @@ struct DeskStep {
 struct DeskRequest {
   std::vector<DeskStep> steps;  // at least one
   int showWindow = 1;           // 0: no window; 2: the second style of the receive window
+  bool interrupts = true;       // false: how it ends is told in the status line only, never in a box
   std::string file;             // the parts of this file are sent: name for the sentences
   int inactive = 0;             // parts of it that stayed out
   // When set: asked whenever a step has ended, well or not, on the owner's thread.  Gives a step that follows on the

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "data/slot_bytes.h"
+#include "data/type_variants.h"
 #include "parameters/patch_conversion.h"
 #include "platform/atomic_file.h"
 #include "platform/log.h"
@@ -165,12 +166,6 @@ int Exchange(DataFile* bank, DataFile* edit, int slot, bool toEdit, const Conver
 }
 
 }  // namespace
-
-bool IsPolymorphic(const Synth* a, const Synth* b) {
-  const std::string variant = FieldText(a->variantText);
-  return !variant.empty() && AsciiEqualNoCase(FieldText(a->typeKey), FieldText(b->typeKey)) &&
-         AsciiEqualNoCase(variant, FieldText(b->variantText));
-}
 
 std::int32_t IMin(const Synth* a, const Synth* b) {
   return std::min(static_cast<std::int32_t>(+a->fileSize), static_cast<std::int32_t>(+b->fileSize));

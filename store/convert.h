@@ -27,9 +27,6 @@ struct ConvertNotes {
   std::string text;         // a sentence, or nothing
 };
 
-// Several layouts under one type key: equal sizes do not mean equal bytes.  True when `a` has a variant text and type
-// key and variant text of both are the same without regard to case.
-bool IsPolymorphic(const Synth* a, const Synth* b);
 // The smaller image size of the two.
 std::int32_t IMin(const Synth* a, const Synth* b);
 

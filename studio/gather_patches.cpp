@@ -4,8 +4,8 @@
 #include <map>
 
 #include "data/packed_bytes.h"
+#include "data/type_variants.h"
 #include "platform/byte_window.h"
-#include "platform/text.h"
 #include "studio/recognize.h"
 #include "studio/studio_node.h"
 
@@ -13,16 +13,10 @@ namespace tonalith {
 
 namespace {
 
-// Data of several layouts under one key: equal sizes say nothing.
-bool IsPolymorphic(const Synth& a, const Synth& b) {
-  return a.variantText[0] != 0 && AsciiEqualNoCase(FieldText(a.typeKey), FieldText(b.typeKey)) &&
-         AsciiEqualNoCase(FieldText(a.variantText), FieldText(b.variantText));
-}
-
 bool Keeps(const Synth& bank, const Synth& patch) {
   return bank.isBank && bank.numVoices > 1 && bank.childId != 0 && bank.childId == patch.driverId &&
          bank.voiceBytes == patch.voiceBytes && bank.storageFormat == patch.storageFormat && !bank.namesSeparate &&
-         !patch.namesSeparate && !IsPolymorphic(bank, patch);
+         !patch.namesSeparate && !IsPolymorphic(&bank, &patch);
 }
 
 }  // namespace

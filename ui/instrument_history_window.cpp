@@ -33,6 +33,11 @@ QStandardItem* ItemOf(const QString& text) {
   return item;
 }
 
+// "Korg DW-8000 held before 2026-11-23 02:59 (Program Bank)"
+std::string HeldText(const HistoryEntry& entry) {
+  return entry.instrument + " held before " + ToUtf8(LocalTimeText(entry)) + " (" + entry.What() + ")";
+}
+
 }  // namespace
 
 InstrumentHistoryWindow::InstrumentHistoryWindow(WindowContext& context, QWidget* parent)
@@ -57,7 +62,7 @@ InstrumentHistoryWindow::InstrumentHistoryWindow(WindowContext& context, QWidget
   SetSecondaryText(status_);
   column->addWidget(status_);
   BuildButtons();
-  listener_ = context_.sendCare().AddListener([this] { Fill(); });
+  listener_ = context_.sendCare().AddListener([this](const DataFile*) { Fill(); });
   Fill();
   resize(fontMetrics().averageCharWidth() * 84, fontMetrics().height() * 26);
 }
@@ -145,17 +150,22 @@ void InstrumentHistoryWindow::ShowChosen() {
                     ToUtf8(tr("%1, %2").arg(ShownUtf8(chosen->instrument), LocalTimeText(*chosen))));
 }
 
+bool InstrumentHistoryWindow::Agrees(const std::string& question, const char* verb) {
+  MessagePrompt prompt;
+  prompt.title = kHistoryTitle;
+  prompt.text = question;
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Warning;
+  prompt.labels = {verb, "Cancel"};
+  return context_.prompts().Message(prompt) == PromptAnswer::Yes;
+}
+
 void InstrumentHistoryWindow::RestoreChosen() {
   if (!Chosen() || restoring_) return;
   const HistoryEntry entry = *Chosen();
-  MessagePrompt prompt;
-  prompt.title = kHistoryTitle;
-  prompt.text = "Send what the " + entry.instrument + " held before " + ToUtf8(LocalTimeText(entry)) + " (" +
-                entry.What() + ") back to it?\n\nWhat it holds there now is overwritten.";
-  prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Warning;
-  prompt.labels = {"Restore", "Cancel"};
-  if (context_.prompts().Message(prompt) != PromptAnswer::Yes) return;
+  if (!Agrees("Send what the " + HeldText(entry) + " back to it?\n\nWhat it holds there now is overwritten.",
+              "Restore"))
+    return;
   restoring_ = true;
   Refresh();
   RestoreKept(context_, entry, true, receiver_, [this](const RestoreOutcome& outcome) {
@@ -168,14 +178,8 @@ void InstrumentHistoryWindow::RestoreChosen() {
 void InstrumentHistoryWindow::ForgetChosen() {
   if (!Chosen()) return;
   const HistoryEntry entry = *Chosen();
-  MessagePrompt prompt;
-  prompt.title = kHistoryTitle;
-  prompt.text = "Forget what the " + entry.instrument + " held before " + ToUtf8(LocalTimeText(entry)) + " (" +
-                entry.What() + ")?\n\nIts file is removed and cannot be brought back.";
-  prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Warning;
-  prompt.labels = {"Forget", "Cancel"};
-  if (context_.prompts().Message(prompt) != PromptAnswer::Yes) return;
+  if (!Agrees("Forget what the " + HeldText(entry) + "?\n\nIts file is removed and cannot be brought back.", "Forget"))
+    return;
   const Result forgotten = context_.sendCare().history().Forget(entry.number);
   context_.sendCare().HistoryChanged();
   if (!forgotten.ok())

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <string>
 #include <vector>
 
 #include "platform/jobs.h"
@@ -46,6 +47,8 @@ class InstrumentHistoryWindow final : public QDialog {
   void Refresh();
   // Null: none is.
   const HistoryEntry* Chosen() const;
+  // Asks about something that cannot be taken back.
+  bool Agrees(const std::string& question, const char* verb);
   void Tell(const QString& text);
 
   WindowContext& context_;

@@ -163,16 +163,8 @@ void InstrumentWindow::TransferOver(const QString& sentence, const DeskResult& r
 void InstrumentWindow::NoteSent(const CarefulSendReport& report, bool ok) {
   if (report.kept.number != 0) context().sendCare().HistoryChanged();
   if (ok) return WasSent(patches_);
-  if (!report.sent && report.notSent.empty()) return;
-  if (report.difference.elsewhere) return;
-  const Synth& synth = *dataFile()->synth;
-  std::vector<std::uint8_t> sent = patches_;
-  if (sent.empty()) sent.assign(std::max<std::size_t>(synth.numVoices, 1), 1);
-  for (std::size_t i = 0; i < sent.size(); ++i)
-    if (!report.sent && i < report.notSent.size() && report.notSent[i]) sent[i] = 0;
-  for (const int patch : report.difference.patches)
-    if (patch >= 0 && static_cast<std::size_t>(patch) < sent.size()) sent[static_cast<std::size_t>(patch)] = 0;
-  if (std::count(sent.begin(), sent.end(), 1) > 0) WasSent(sent);
+  const std::vector<std::uint8_t> taken = TakenPatches(*dataFile()->synth, patches_, report, ok);
+  if (!taken.empty()) WasSent(taken);
 }
 
 void InstrumentWindow::CancelTransfer() {

@@ -55,11 +55,12 @@ void RestoreKept(WindowContext& context, const HistoryEntry& entry, bool keeps, 
   DeskRequest request = MakeCarefulSend(data, wishes, care.history(), report);
   request.receiver = &receiver;
   const auto end = [&care, report, data, number = entry.number, over = std::move(over)](const DeskResult& result) {
-    if (result.ok)
-      care.BroughtBack(number);
+    const bool held = report->sent && report->difference.none();
+    if (held)
+      care.BroughtBack(number, *data);
     else if (report->kept.number != 0)
       care.HistoryChanged();
-    over({data, report->sent && report->difference.none(), ShownUtf8(result.sentence)});
+    over({data, held, ShownUtf8(result.sentence)});
   };
   request.observer = [end](const DeskEvent& event) {
     if (event.kind == DeskEvent::Kind::kState && event.state == DeskState::kEnded) end(event.result);

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "data/data_records.h"
 #include "document/move.h"
+#include "platform/jobs.h"
 #include "platform/prompts.h"
 #include "platform/result.h"
 #include "services/transfer_desk.h"
@@ -27,6 +29,11 @@ class WindowContext {
   MovesOnOffer& moves() { return moves_; }
   // The user's data folder (UTF-8).
   virtual std::string DataFolder() = 0;
+  // The program's INI file (UTF-8), for what was chosen in windows.
+  virtual std::string SettingsFile() = 0;
+  // Does work on another thread; `done` hears on this one how it ended, while the receiver lives.
+  virtual void InBackground(const Receiver& receiver, std::function<Result()> work,
+                            std::function<void(const Result&)> done) = 0;
   // The file was opened or saved: the list of recent files takes it.
   virtual void FileUsed(const std::string& path) = 0;
 

@@ -63,7 +63,9 @@ void BankArrange::Run(CommandId command) {
     case CommandId::BankSort:
       return Sort();
     case CommandId::BankDelete: {
-      const bool always = window_.context().settings().Value(SettingId::MainAutoDefinePatchesAndBanks) == 1;
+      // An instrument that is kept in step has no empty places.
+      const bool always = window_.context().settings().Value(SettingId::MainAutoDefinePatchesAndBanks) == 1 ||
+                          window_.document().sync().IsOn();
       return window_.Show(commands.DeleteSlots(selected, always, window_.context().NewData(*window_.dataFile())));
     }
     case CommandId::BankRestore:

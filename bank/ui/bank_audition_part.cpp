@@ -12,6 +12,7 @@
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_window.h"
 #include "platform/log.h"
+#include "services/audition.h"
 #include "services/settings.h"
 #include "ui/patch_player.h"
 #include "ui/plain_text.h"
@@ -139,7 +140,7 @@ bool BankAudition::eventFilter(QObject* watched, QEvent* event) {
 void BankAudition::SelectionChanged() {
   if (!input_) return;
   if (Sweeping()) EndSweep({});
-  if (window_.context().settings().MainAudition(-1) != 0) wait_.start(kWaitMs);
+  if (PlaysWhatIsSelected(window_.context().settings())) wait_.start(kWaitMs);
 }
 
 void BankAudition::DocumentChanged() {
@@ -148,7 +149,7 @@ void BankAudition::DocumentChanged() {
 }
 
 void BankAudition::SettingsChanged() {
-  if (window_.context().settings().MainAudition(-1) == 0) wait_.stop();
+  if (!PlaysWhatIsSelected(window_.context().settings())) wait_.stop();
 }
 
 void BankAudition::PlaySelected() {

@@ -31,8 +31,9 @@ constexpr ExportCommand kExportCommands[] = {
     {CommandId::ExportIni, ExportFormat::Ini},       {CommandId::ExportAcid, ExportFormat::Acid},
     {CommandId::ExportJammer, ExportFormat::Jammer}, {CommandId::ExportLogic, ExportFormat::Logic},
 };
-constexpr CommandId kOtherExports[] = {CommandId::ExportMaster, CommandId::ExportAll, CommandId::ExportCopyText,
-                                       CommandId::ExportCopyNames};
+constexpr CommandId kOtherExports[] = {CommandId::ExportAgain, CommandId::ExportFollow,   CommandId::ExportMaster,
+                                       CommandId::ExportAll,   CommandId::ExportCopyText, CommandId::ExportCopyNames};
+constexpr int kFollowMs = 1500;  // after the last of a run of changes
 constexpr char kMasterTitle[] = "Select Sonar/Cakewalk Master.ins file...";
 constexpr char kMasterFilter[] = "Sonar/Cakewalk INS (*.ins)|*.ins|All files (*.*)|*.*|";
 
@@ -48,12 +49,30 @@ QString ExportSays(const char* text) {
 
 }  // namespace
 
+BankExport::BankExport(TZKBank& window) : window_(window) {
+  wait_.setSingleShot(true);
+  QObject::connect(&wait_, &QTimer::timeout, &wait_, [this] { WriteAgain(); });
+  format_ = Choices().Format();
+  DocumentChanged();
+}
+
+ExportChoices BankExport::Choices() const {
+  return ExportChoices(window_.context().SettingsFile());
+}
+
 bool BankExport::Has(CommandId command) const {
   return FindExport(command) ||
          std::find(std::begin(kOtherExports), std::end(kOtherExports), command) != std::end(kOtherExports);
 }
 
-QString BankExport::Refusal(CommandId) const {
+QString BankExport::Refusal(CommandId command) const {
+  if (command == CommandId::ExportFollow && !follows_) {
+    if (!last_) return ExportSays("Export the names first: that file can then follow the bank.");
+    if (window_.document().path().empty())
+      return ExportSays("Save the bank first: what follows it is kept by its file.");
+  }
+  if (command == CommandId::ExportFollow && follows_) return {};
+  if (command == CommandId::ExportAgain && !format_) return ExportSays("No names were exported yet.");
   if (window_.document().IsBusy()) return ShownUtf8(window_.document().BusyReason());
   return window_.document().IsEmpty() ? ExportSays("There is nothing to export yet.") : QString();
 }
@@ -70,6 +89,10 @@ std::vector<CommandId> BankExport::EntriesOf(BankMenu menu) const {
 void BankExport::Run(CommandId command) {
   if (const ExportCommand* one = FindExport(command)) return ExportNames(one->format);
   switch (command) {
+    case CommandId::ExportAgain:
+      return format_ ? ExportNames(*format_) : void();
+    case CommandId::ExportFollow:
+      return KeepFollowing();
     case CommandId::ExportMaster:
       return MergeIntoMaster();
     case CommandId::ExportAll:
@@ -106,12 +129,13 @@ std::string BankExport::AskFile(const std::string& title, const std::string& wha
   FilePrompt prompt;
   prompt.title = title;
   prompt.save = true;
-  prompt.folder = !folder_.empty() ? folder_ : path.empty() ? window_.context().DataFolder() : FolderOf(path);
+  const std::string last = Choices().Folder();
+  prompt.folder = !last.empty() && FolderExists(last) ? last
+                  : path.empty()                      ? window_.context().DataFolder()
+                                                      : FolderOf(path);
   prompt.name = name;
   prompt.patterns = FilePatterns(what + "|*." + extension + "|All Files (*.*)|*.*|");
-  const std::string chosen = window_.context().prompts().File(prompt);
-  if (!chosen.empty()) folder_ = FolderOf(chosen);
-  return chosen;
+  return window_.context().prompts().File(prompt);
 }
 
 void BankExport::Tell(const Result& result, const QString& done) {
@@ -128,6 +152,12 @@ void BankExport::ExportNames(ExportFormat format) {
   if (path.empty()) return;
   ExportSource source = Source();
   const Result result = DiskMidi(format, &source, path);
+  if (result.ok()) {
+    last_ = AutomaticExport{format, path};
+    format_ = format;
+    Choices().SetLast(FolderOf(path), format);
+    emit window_.StateChanged();
+  }
   const QString done = ExportSays("Exported as %1").arg(ShownUtf8(path));
   Tell(result, source.note.empty() ? done : done + QStringLiteral(". ") + ShownUtf8(source.note));
 }
@@ -154,7 +184,73 @@ void BankExport::ExportAll() {
   ExportSource source = Source();
   std::vector<std::string> paths;
   const Result result = DiskMidiAll(&source, folder, name, &paths);
+  if (result.ok()) Choices().SetLast(folder, std::nullopt);
   Tell(result, ExportSays("%1 files were written to %2").arg(paths.size()).arg(ShownUtf8(folder)));
+}
+
+// ---- a file that follows the bank -----------------------------------------------------------------------------------
+
+bool BankExport::IsChecked(CommandId command) const {
+  return command == CommandId::ExportFollow && follows_;
+}
+
+QString BankExport::Text(CommandId command) const {
+  if (command == CommandId::ExportAgain)
+    return format_ ? ExportSays("Again as %1...").arg(QString::fromLatin1(KindOf(*format_).title)) : QString();
+  const std::optional<AutomaticExport>& file = follows_ ? follows_ : last_;
+  return command == CommandId::ExportFollow && file
+             ? MenuText(ExportSays("Keep %1 Up to Date").arg(ShownUtf8(FileNameOf(file->path))))
+             : QString();
+}
+
+void BankExport::KeepFollowing() {
+  const std::string& path = window_.document().path();
+  const std::optional<AutomaticExport> wanted = follows_ ? std::nullopt : last_;
+  if (const Result kept = Choices().SetAutomatic(path, wanted); !kept.ok()) return window_.Say(ShownUtf8(kept.text));
+  window_.Say(wanted ? ExportSays("%1 is written again whenever the bank has changed.").arg(ShownUtf8(wanted->path))
+                     : ExportSays("%1 stays as it is.").arg(ShownUtf8(follows_->path)));
+  if (!wanted) last_ = follows_;
+  follows_ = wanted;
+  wait_.stop();
+  state_ = window_.document().history().State();
+  emit window_.StateChanged();
+}
+
+// What follows a bank is found again with its file.
+void BankExport::DocumentChanged() {
+  const ZKBankDoc& bank = window_.document();
+  if (bank.path() != ofPath_) {
+    ofPath_ = bank.path();
+    follows_ = Choices().AutomaticOf(ofPath_);
+    state_ = bank.history().State();
+  }
+  if (!follows_ || bank.history().State() == state_) return;
+  // What is saved is not waited for.
+  wait_.start(bank.IsModified() ? kFollowMs : 0);
+}
+
+void BankExport::SettingsChanged() {
+  format_ = Choices().Format();
+}
+
+void BankExport::WriteAgain() {
+  const ZKBankDoc& bank = window_.document();
+  if (!follows_ || bank.IsBusy() || bank.IsEmpty()) return;
+  if (writing_) return wait_.start(kFollowMs);  // what is newer must not be overtaken
+  state_ = bank.history().State();
+  ExportSource source = Source();
+  std::string bytes;
+  const std::string path = follows_->path;
+  if (const Result made = RenderExport(follows_->format, &source, &bytes); !made.ok())
+    return window_.Say(ExportSays("%1 was not written: %2").arg(ShownUtf8(path), ShownUtf8(made.text)));
+  writing_ = true;
+  window_.context().InBackground(
+      receiver_, [path, bytes = std::move(bytes)] { return DiskMidiAuto(path, bytes); },
+      [this, path](const Result& written) {
+        writing_ = false;
+        if (!written.ok())
+          window_.Say(ExportSays("%1 was not written: %2").arg(ShownUtf8(path), ShownUtf8(written.text)));
+      });
 }
 
 void BankExport::MergeIntoMaster() {

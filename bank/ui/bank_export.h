@@ -1,24 +1,37 @@
 #pragma once
 
+#include <QTimer>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "bank/ui/bank_part.h"
+#include "platform/jobs.h"
 #include "store/names/disk_midi.h"
+#include "store/names/export_choices.h"
 
 namespace tonalith {
 
-// The names of the patches as files for other programs, and on the clipboard.
+// The names of the patches as files for other programs, and on the clipboard; a file that was exported follows the bank
+// when the user wants that.
 class BankExport final : public BankWindowPart {
  public:
-  explicit BankExport(TZKBank& window) : window_(window) {}
+  explicit BankExport(TZKBank& window);
 
   bool Has(CommandId command) const override;
   QString Refusal(CommandId command) const override;
   void Run(CommandId command) override;
+  bool IsChecked(CommandId command) const override;
+  QString Text(CommandId command) const override;
   std::vector<CommandId> EntriesOf(BankMenu menu) const override;
+  void DocumentChanged() override;
+  void SettingsChanged() override;
 
  private:
+  ExportChoices Choices() const;
+  void KeepFollowing();
+  void WriteAgain();
   ExportSource Source() const;
   // Of the file to be written, without extension.
   std::string SuggestedName() const;
@@ -32,7 +45,15 @@ class BankExport final : public BankWindowPart {
   void Tell(const Result& result, const QString& done);
 
   TZKBank& window_;
-  std::string folder_;  // of the last export; empty: none yet
+  std::optional<AutomaticExport> last_;  // written by this window
+  std::optional<ExportFormat> format_;   // of the last export
+  // The file that follows the bank.
+  std::optional<AutomaticExport> follows_;
+  std::string ofPath_;       // the bank's file it was read for
+  std::uint64_t state_ = 0;  // of the bank when it was written
+  bool writing_ = false;
+  QTimer wait_;
+  Receiver receiver_;
 };
 
 }  // namespace tonalith

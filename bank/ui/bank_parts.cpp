@@ -11,6 +11,7 @@
 #include "bank/ui/bank_names.h"
 #include "bank/ui/bank_part.h"
 #include "bank/ui/bank_rest_part.h"
+#include "bank/ui/bank_sync_part.h"
 #include "bank/ui/bank_transmit.h"
 #include "bank/ui/bank_views.h"
 #include "bank/ui/bank_window.h"
@@ -29,6 +30,7 @@ std::vector<std::unique_ptr<BankWindowPart>> MakeBankParts(TZKBank& window) {
   parts.push_back(std::make_unique<BankInitial>(window));
   parts.push_back(std::make_unique<BankHistory>(window));
   parts.push_back(std::make_unique<BankRestPart>(window));
+  parts.push_back(std::make_unique<BankSyncPart>(window));
   parts.push_back(std::make_unique<BankTransmit>(window));
   parts.push_back(std::make_unique<BankAudition>(window));
   parts.push_back(std::make_unique<BankExport>(window));

@@ -53,6 +53,19 @@ KeepBeforeSend KeepingOf(CommandId command) {
 
 }  // namespace
 
+BankTransmit::BankTransmit(TZKBank& window) : window_(window) {
+  listener_ = window.context().sendCare().AddListener([this](const DataFile* held) {
+    const DataFile& own = *window_.dataFile();
+    if (held && held->synth->driverId == own.synth->driverId &&
+        TransferInstrumentName(*held) == TransferInstrumentName(own))
+      window_.document().InstrumentHolds(*held);
+  });
+}
+
+BankTransmit::~BankTransmit() {
+  window_.context().sendCare().RemoveListener(listener_);
+}
+
 bool BankTransmit::Has(CommandId command) const {
   return command != CommandId::None &&
          std::find(kTransmitCommands.begin(), kTransmitCommands.end(), command) != kTransmitCommands.end();
@@ -199,7 +212,6 @@ void BankTransmit::OnUndoSend() {
   restoring_ = true;
   RestoreKept(context, entry, false, receiver_, [this](const RestoreOutcome& outcome) {
     restoring_ = false;
-    if (outcome.ok) window_.document().InstrumentHolds(*outcome.held);
     window_.Say(outcome.sentence);
     emit window_.StateChanged();
   });

@@ -10,7 +10,8 @@ namespace tonalith {
 // Parts of the bank to its instrument and from it, what is marked to go, and what goes with every send.
 class BankTransmit final : public BankWindowPart {
  public:
-  explicit BankTransmit(TZKBank& window) : window_(window) {}
+  explicit BankTransmit(TZKBank& window);
+  ~BankTransmit() override;
 
   bool Has(CommandId command) const override;
   QString Refusal(CommandId command) const override;
@@ -32,6 +33,7 @@ class BankTransmit final : public BankWindowPart {
   TZKBank& window_;
   Receiver receiver_;  // of jobs that are not about the window's own data
   bool restoring_ = false;
+  int listener_ = 0;  // to what instruments get back
 };
 
 }  // namespace tonalith

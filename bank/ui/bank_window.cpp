@@ -336,6 +336,7 @@ void TZKBank::RefreshHeader() {
   if (!bank_.IsBusy() && !bank_.ReadOnlyReason().empty()) parts << tr("not editable");
   if (changed > 0 && bank_.PatchCount() > 1) parts << tr("%1 changed since saved").arg(changed);
   if (unsent > 0 && bank_.PatchCount() > 1) parts << tr("%1 not sent to the instrument").arg(unsent);
+  if (bank_.sync().IsOn()) parts << tr("changes are sent at once");
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
   header_->SetMark(Mark::Changed, bank_.IsModified(), bank_.path().empty() ? tr("in no file yet") : QString());
   header_->SetMark(Mark::Unsent, unsent > 0);

@@ -77,6 +77,7 @@ class TZKBank final : public InstrumentWindow {
   // Commands on the bank, with what its module says of it.
   BankCommands Commands();
   void RenewTitle() { UpdateTitle(); }
+  void RenewHeader() { RefreshHeader(); }
   // How a command ended, where the user sees it.
   void Show(const BankOutcome& outcome);
   void Say(const QString& text) override { InstrumentWindow::Say(text); }

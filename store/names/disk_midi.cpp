@@ -128,6 +128,12 @@ Result DiskMidi(ExportFormat format, ExportSource* source, const std::string& pa
   return result.ok() ? WriteFileAtomically(path, std::string_view(bytes)) : result;
 }
 
+Result DiskMidiAuto(const std::string& path, std::string_view bytes) {
+  std::string there;
+  if (FileExists(path) && ReadWholeFile(path, there).ok() && there == bytes) return Result::Success();
+  return WriteFileAtomically(path, bytes);
+}
+
 std::string ExportFileName(ExportFormat format, const std::string& name) {
   const ExportKind& kind = KindOf(format);
   const auto sharesExtension = [&](const ExportKind& other) {

@@ -60,6 +60,9 @@ struct ExportSource {
 Result RenderExport(ExportFormat format, ExportSource* source, std::string* bytes);
 // Writes them to a file, which is replaced as a whole or not at all.
 Result DiskMidi(ExportFormat format, ExportSource* source, const std::string& path);
+// Writes what was rendered, unless the file holds it already: for exports that nobody asked for just now.  May run on
+// any thread.
+Result DiskMidiAuto(const std::string& path, std::string_view bytes);
 // Every format, as FOLDER/NAME with the extension of the format, with the key before it where two formats share one.
 // The first failure ends it; `paths` (may be null) are the files written.
 Result DiskMidiAll(ExportSource* source, const std::string& folder, const std::string& name,

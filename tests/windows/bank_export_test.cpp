@@ -2,11 +2,14 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QStatusBar>
+#include <filesystem>
 
 #include "bank/ui/bank_window.h"
 #include "platform/atomic_file.h"
 #include "services/settings.h"
 #include "store/names/disk_midi.h"
+#include "store/names/export_choices.h"
 #include "tests/windows/window_test_tools.h"
 
 namespace tonalith {
@@ -57,6 +60,47 @@ TEST_F(BankExports, AreWrittenWhereTheUserSays) {
   EXPECT_TRUE(QGuiApplication::clipboard()->text().startsWith(QStringLiteral("OTHER\n")));
   frame().RunCommand(CommandId::ExportCopyText);
   EXPECT_TRUE(QGuiApplication::clipboard()->text().startsWith(QStringLiteral("1\tOTHER\n")));
+}
+
+// A file that was exported is written again behind the user's back only when that was wanted, and then without a word.
+TEST_F(BankExports, AFileFollowsItsBank) {
+  Start({"file " + Path("names.txt"), "file " + Path("again.txt")}, {"--fast-cables"});
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", false);
+  frame().RunCommand(CommandId::MidiGet);
+  ASSERT_TRUE(Idle(bank, 60000));
+  EXPECT_FALSE(bank->CommandEnabled(CommandId::ExportAgain));
+  EXPECT_FALSE(bank->CommandEnabled(CommandId::ExportFollow));
+  frame().RunCommand(CommandId::ExportText);
+  EXPECT_TRUE(bank->RefusalOf(CommandId::ExportFollow).contains(QStringLiteral("Save the bank")));
+  ASSERT_TRUE(bank->document().Save(Path("voices.dat")).ok());
+  const std::string first = Text("names.txt");
+  bank->document().Rename(0, "QUIET");
+  ASSERT_TRUE(bank->document().Save().ok());
+  EXPECT_FALSE(WaitFor([&] { return Text("names.txt") != first; }, 100)) << "off at first";
+
+  frame().RunCommand(CommandId::ExportFollow);
+  EXPECT_TRUE(bank->CommandChecked(CommandId::ExportFollow));
+  EXPECT_TRUE(bank->CommandText(CommandId::ExportFollow).contains(QStringLiteral("names.txt")));
+  bank->document().Rename(0, "FOLLOWED");
+  ASSERT_TRUE(bank->document().Save().ok());
+  EXPECT_TRUE(WaitFor([&] { return Text("names.txt").find("FOLLOWED") != std::string::npos; })) << Text("names.txt");
+
+  // The choice goes with the bank's file; what cannot be written is told in the status line.
+  const ExportChoices choices(bank->context().SettingsFile());
+  ASSERT_TRUE(choices.AutomaticOf(Path("voices.dat")));
+  EXPECT_EQ(choices.AutomaticOf(Path("voices.dat"))->path, Path("names.txt"));
+  EXPECT_FALSE(choices.AutomaticOf(Path("other.dat")));
+  ASSERT_TRUE(std::filesystem::remove(Path("names.txt")) && std::filesystem::create_directory(Path("names.txt")));
+  bank->document().Rename(0, "LOST");
+  ASSERT_TRUE(bank->document().Save().ok());
+  EXPECT_TRUE(WaitFor([&] { return frame().statusBar()->currentMessage().contains(QStringLiteral("not written")); }));
+  frame().RunCommand(CommandId::ExportFollow);
+  EXPECT_FALSE(bank->CommandChecked(CommandId::ExportFollow) || choices.AutomaticOf(Path("voices.dat")));
+
+  EXPECT_EQ(bank->CommandText(CommandId::ExportAgain), QStringLiteral("Again as Text..."));
+  frame().RunCommand(CommandId::ExportAgain);
+  EXPECT_NE(Text("again.txt").find("LOST"), std::string::npos);
+  EXPECT_EQ(program_->PromptLog().size(), 2U) << LogText();
 }
 
 }  // namespace

@@ -12,10 +12,14 @@
 #include "data/packed_bytes.h"
 #include "midi/midi_output.h"
 #include "script/compiler.h"
+#include "services/program_midi.h"
 #include "services/send_care.h"
 #include "simulator/fault_plan.h"
 #include "tests/windows/window_test_tools.h"
 #include "ui/instrument_history_window.h"
+#include "ui/plain_text.h"
+#include "ui/qt_text.h"
+#include "ui/style/document_header.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/search_field.h"
 
@@ -136,7 +140,7 @@ TEST_F(BankTransmitting, MarksSayWhatGoes) {
 }
 
 TEST_F(BankTransmitting, WhatWasThereIsKeptAndComesBack) {
-  Start({"cancel", "yes", "yes", "no", "yes", "yes", "yes", "yes"});
+  Start({"cancel", "yes", "yes", "no", "yes", "yes", "yes", "yes", "yes"});
   TZKBank* bank = OpenBank();
   Run(bank, CommandId::BankGetSelected, {8});  // what is got is in the edit buffer
   const Bytes before = Memory();
@@ -196,6 +200,15 @@ TEST_F(BankTransmitting, WhatWasThereIsKeptAndComesBack) {
   auto* shown = qobject_cast<TZKBank*>(frame().ActiveChild());
   ASSERT_TRUE(shown && shown != bank);
   EXPECT_EQ(shown->document().DefinedPatches(), 1);
+
+  // What goes back is known to every bank that is open.
+  Run(bank, CommandId::BankSendSelected, {7});
+  EXPECT_TRUE(Unsent(bank).empty());
+  window->table()->selectRow(0);
+  window->RestoreChosen();
+  EXPECT_TRUE(WaitFor([&] { return program_->program()->desk().Idle(); }, 10000));
+  Settle();
+  EXPECT_EQ(Unsent(bank), std::vector<int>{7}) << LogText();
 }
 
 TEST_F(BankTransmitting, WhatDiffersAfterASendIsNamedOnce) {
@@ -217,6 +230,53 @@ TEST_F(BankTransmitting, WhatDiffersAfterASendIsNamedOnce) {
   EXPECT_NE(program_->PromptLog().back().find("the instrument holds something else in"), std::string::npos)
       << program_->PromptLog().back();
   EXPECT_EQ(Unsent(bank), (std::vector<int>{2, 6}));
+}
+
+TEST_F(BankTransmitting, ChangesGoAtOnceWhenWanted) {
+  Start();
+  TZKBank* bank = OpenBank();
+  auto& studio = program_->simulation()->studio();
+  const auto state = [&] {
+    QString all;
+    for (const PlainLabel* label : bank->header()->findChildren<PlainLabel*>()) all += label->text() + QLatin1Char(' ');
+    return all;
+  };
+  const auto told = [&] { return frame().statusBar()->currentMessage(); };
+  Change(bank, {1});
+  const Bytes before = Memory();
+  Run(bank, CommandId::BankSendAtOnce, {1});
+  EXPECT_TRUE(bank->CommandChecked(CommandId::BankSendAtOnce));
+  EXPECT_TRUE(told().contains(QStringLiteral("(1)"))) << ToUtf8(told());
+  EXPECT_TRUE(state().contains(QStringLiteral("sent at once")));
+  // A run of changes is one transfer, and the bank is not locked meanwhile.
+  const int jobs = program_->program()->desk().totals().jobs;
+  Change(bank, {3});
+  Change(bank, {5, 3});
+  Change(bank, {3});
+  ASSERT_TRUE(WaitFor([&] { return Unsent(bank) == std::vector<int>{1}; }, 10000)) << LogText();
+  EXPECT_FALSE(bank->document().IsBusy());
+  EXPECT_NE(Memory(), before);
+  EXPECT_EQ(program_->program()->desk().totals().jobs, jobs + 1);
+  ASSERT_TRUE(bank->document().Undo().ok());
+  EXPECT_TRUE(WaitFor([&] { return Unsent(bank) == std::vector<int>{1}; }, 10000));
+
+  // What cannot be sent stays, is told without a question, and goes with the next change.
+  const std::size_t place = studio.Find("korg-dw8000");
+  studio.Unplug(place);
+  program_->program()->midiSide().UpdateMidiPorts();
+  Change(bank, {9});
+  ASSERT_TRUE(WaitFor([&] { return told().contains(QStringLiteral("Not sent")); }, 10000)) << ToUtf8(told());
+  EXPECT_TRUE(state().contains(QStringLiteral("2 not sent"))) << ToUtf8(state());
+  KeepScreenshot(bank, QStringLiteral("bank-changes-at-once"));
+  studio.PlugIn(place);
+  program_->program()->midiSide().UpdateMidiPorts();
+  Change(bank, {10});
+  EXPECT_TRUE(WaitFor([&] { return Unsent(bank) == std::vector<int>{1}; }, 10000)) << ToUtf8(told());
+  EXPECT_TRUE(program_->PromptLog().empty());
+  Run(bank, CommandId::BankSendAtOnce, {1});
+  EXPECT_FALSE(state().contains(QStringLiteral("at once")));
+  Change(bank, {11});
+  EXPECT_FALSE(WaitFor([&] { return !program_->program()->desk().Idle(); }, 400));
 }
 
 TEST_F(BankTransmitting, APatchThatAUserGoesToIsHeard) {
