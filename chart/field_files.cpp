@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "chart/change_check.h"
 #include "chart/chart_spelling.h"
 #include "chart/instrument.h"
 #include "chart/panel.h"
@@ -26,6 +27,7 @@ namespace {
 constexpr std::uint8_t kSysExStart = 0xF0;
 constexpr std::uint8_t kExactSize = 2;  // of Synth::optionBits
 constexpr char kPartOf[] = "part of";
+constexpr int kNegativeSum = 0;  // what address-based messages carry
 
 // A data type as it was built.
 struct BuiltType {
@@ -48,8 +50,8 @@ struct BuiltType {
 
 class FieldFiles {
  public:
-  FieldFiles(const ChartText& chart, ModuleImage* module, ChartProblems* problems)
-      : chart_(chart), module_(*module), problems_(*problems) {}
+  FieldFiles(const ChartText& chart, ModuleImage* module, ChartProblems* problems, bool draws)
+      : chart_(chart), module_(*module), problems_(*problems), draws_(draws) {}
 
   void Add(const std::vector<FieldTypeNames>& types) {
     if (!ReadTypes(types)) return;
@@ -104,7 +106,13 @@ class FieldFiles {
   // The types of a section; a mistake when there are none.
   std::vector<BuiltType*> TypesFor(const ChartSection& section, const std::string& name) {
     std::vector<BuiltType*> types = TypesOf(name);
-    if (types.empty()) {
+    const bool messages = std::any_of(chart_.sections.begin(), chart_.sections.end(), [&](const ChartSection& one) {
+      return one.kind == "parameters" && one.name == name && IsOfNoData(one);
+    });
+    if (types.empty() && messages && section.kind != "parameters") {
+      problems_.Add(section.nameAt, name, "these parameters are in no data: there is nothing to show or to refer from",
+                    "the name of a [data NAME]");
+    } else if (types.empty()) {
       std::vector<std::string> names;
       for (const BuiltType& type : types_) names.push_back(type.names.section);
       problems_.AddUnknown(section.nameAt, name, "there are no data of that name", NearestWords(name, names));
@@ -116,6 +124,15 @@ class FieldFiles {
     constexpr std::string_view kPart = " / ";
     const std::size_t slash = section.name.find(kPart);
     const bool whole = slash == std::string::npos;
+    if (IsOfNoData(section)) {
+      if (TypesOf(section.name.substr(0, slash)).empty()) return MessagesOnly(section);
+      problems_.Add(section.nameAt, section.name,
+                    "parameters without a place stand in a section whose name is that of no data");
+      for (const ChartRow& row : section.rows)
+        problems_.Add(row.cells.front().at, row.cells.front().text, "the data has a place for it",
+                      "the number of its byte");
+      return;
+    }
     for (BuiltType* type : TypesFor(section, section.name.substr(0, slash))) {
       // Mistakes are the same for all types of a section.
       ChartProblems again(problems_.file());
@@ -123,7 +140,7 @@ class FieldFiles {
       if (!whole) data.patchBytes = 0;
       ParameterTable table = ReadParameters(section, data, lists_, said_.insert(&section).second ? &problems_ : &again);
       Defaults(*type, &table);
-      if (whole) TellApart(section, *type, table);
+      if (whole && checked_.insert(&section).second) CheckChanges(section, table, PanelOf(*type), &problems_);
       if (!whole) {
         const std::string part = ReplaceAll(section.name.substr(slash + kPart.size()), "\\", " ");
         File("Parameters.ID" + std::to_string(type->synth().driverId) + "." + part + ".tsv", ParameterTableText(table));
@@ -135,37 +152,18 @@ class FieldFiles {
     }
   }
 
-  // Parameters that are changed with the same message, the first of them.
-  void TellApart(const ChartSection& section, const BuiltType& type, const ParameterTable& table) {
-    if (!told_.insert(&section).second) return;
-    const PanelData data{type.synth().headerSize, DeviceLetter(), SumKind(type.names.section)};
-    std::multimap<std::string, std::pair<const Parameter*, ChangeShape>> known;
+  // Of data that the instrument never sends: the messages are all there is.
+  void MessagesOnly(const ChartSection& section) {
+    ParameterTable table = ReadParameters(section, {}, lists_, &problems_);
+    table.ofNoData = section.name;
     for (const Parameter& parameter : table.parameters) {
-      // The values of one controller may mean several.
-      if (parameter.change < 0 || parameter.number.starts_with("CC ")) continue;
-      const ChangeShape shape =
-          ShapeOfChange(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data);
-      const auto [begin, end] = known.equal_range(shape.message);
-      const auto other = std::find_if(begin, end, [&](const auto& one) {
-        const ParameterCondition* when = table.ConditionOf(parameter);
-        const ParameterCondition* otherwise = table.ConditionOf(*one.second.first);
-        return shape.Confuses(one.second.second) && !(when && otherwise && when->Excludes(*otherwise));
-      });
-      if (other != end) return Confused(section, parameter.name, other->second.first->name);
-      known.emplace(shape.message, std::pair(&parameter, shape));
+      const ChartCell* row = RowOfParameter(section, parameter.name);
+      if (parameter.change < 0 && row)
+        problems_.Add(row->at, row->text, "nothing changes \"" + parameter.name + "\", and no data has it",
+                      "change = MESSAGE in front of the row or behind it");
     }
-  }
-
-  void Confused(const ChartSection& section, const std::string& one, const std::string& other) {
-    const ChartCell* row = RowOf(one, section.name, section.name);
-    const ChartCell* before = RowOf(other, section.name, section.name);
-    if (!row) return;
-    problems_.Add(row->at, row->text, "\"" + one + "\" is changed with the same message as \"" + other + "\"",
-                  "number, offset or part in the message tell them apart");
-    if (before && before != row)
-      problems_.Add(
-          before->at, before->text,
-          "this is the other one: line " + std::to_string(row->at.line) + " is changed with the same message");
+    CheckChanges(section, table, {0, DeviceLetter(), SumKind(section.name)}, &problems_);
+    File(MessageParametersName(++messagesOnly_), ParameterTableText(table));
   }
 
   void Panel(const ChartSection& section) {
@@ -178,12 +176,16 @@ class FieldFiles {
         continue;
       }
       const PanelPlan plan = ReadPanel(section, &type->table, &problems, type->rows);
+      if (!draws_ || problems_.any()) continue;  // its mistakes are named; drawing it takes long
       const Synth& synth = type->synth();
-      const PanelFiles panel = LayOutPanel(
-          plan, type->table, {synth.headerSize, DeviceLetter(), SumKind(type->names.section)}, type->names.name);
+      const PanelFiles panel = LayOutPanel(plan, type->table, PanelOf(*type), type->names.name);
       File(PanelFileName(synth.driverId), WriteTemplate(panel.panel));
       if (!panel.lists.texts.empty()) File(PanelListsName(synth.driverId), WriteTemplateLists(panel.lists));
     }
+  }
+
+  PanelData PanelOf(const BuiltType& type) const {
+    return {type.synth().headerSize, DeviceLetter(), SumKind(type.names.section), type.names.number};
   }
 
   // Of the data, else of the instrument; -1: none.  What is wrong with it is named elsewhere.
@@ -193,7 +195,9 @@ class FieldFiles {
     for (const ChartSection& section : chart_.sections)
       for (const ChartEntry& entry : section.entries)
         if (entry.key == "sum" && (&section == &chart_.sections.front() || section.name == data)) sum = &entry;
-    return ChartSumKind(sum, &named);
+    const bool byAddress = std::any_of(chart_.sections.front().entries.begin(), chart_.sections.front().entries.end(),
+                                       [](const ChartEntry& entry) { return entry.key == "roland model"; });
+    return !sum && byAddress ? kNegativeSum : ChartSumKind(sum, &named);
   }
 
   // `device = n, also MIDI channel`
@@ -263,15 +267,11 @@ class FieldFiles {
 
   // The row of a parameter in one of two sections; null without one.
   const ChartCell* RowOf(const std::string& name, const std::string& bank, const std::string& patch) const {
-    constexpr std::size_t kNameCell = 1;
     const ChartCell* row = nullptr;
     for (const ChartSection& section : chart_.sections) {
       if (section.kind != "parameters" || (section.name != bank && section.name != patch)) continue;
-      // A repeat puts its own name in front.
-      for (const ChartRow& one : section.rows)
-        if (one.cells.size() > kNameCell && name.ends_with(one.cells[kNameCell].text) &&
-            (!row || one.cells[kNameCell].text.size() > row->text.size()))
-          row = &one.cells[kNameCell];
+      const ChartCell* found = RowOfParameter(section, name);
+      if (found && (!row || found->text.size() > row->text.size())) row = found;
     }
     return row;
   }
@@ -307,17 +307,19 @@ class FieldFiles {
   const ChartText& chart_;
   ModuleImage& module_;
   ChartProblems& problems_;
+  const bool draws_;
   std::string folder_;
   std::vector<BuiltType> types_;
   std::vector<ChartEntry> lists_;
-  std::set<const ChartSection*> said_, told_;
+  std::set<const ChartSection*> said_, checked_;
+  int messagesOnly_ = 0;  // sections of parameters in no data
 };
 
 }  // namespace
 
 void AddFieldFiles(const ChartText& chart, const std::vector<FieldTypeNames>& types, ModuleImage* module,
-                   ChartProblems* problems) {
-  FieldFiles(chart, module, problems).Add(types);
+                   ChartProblems* problems, bool draws) {
+  FieldFiles(chart, module, problems, draws).Add(types);
 }
 
 }  // namespace tonalith

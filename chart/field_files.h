@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "chart/chart_text.h"
+#include "chart/panel_binding.h"
 #include "parameters/patch_bytes.h"
 #include "studio/module.h"
 
@@ -15,6 +16,7 @@ namespace tonalith {
 //   Conversion.ID%d.tsv   of a bank whose patches are laid out in another way than the patch it holds
 //   References.ID%d.tsv   which patches of other banks it plays
 //   Panel.ID%d.pvt        the panel, with its lists in Panel.ID%d.ini.bin
+//   Changes.%d.tsv        parameters that are in no data: only messages change them
 // A section [parameters NAME / PART] describes the same data in another way: Parameters.ID%d.PART.tsv.
 
 // A data type of the chart, in the order of the drivers.
@@ -23,11 +25,12 @@ struct FieldTypeNames {
   std::string name;                     // its own; differs where a section makes several
   std::string holds;                    // NAME of the patches of a bank, or nothing
   std::vector<PatchPiece> pieces = {};  // of the patch, when it is not all packed alike
+  PatchNumberPlace number = {};         // of a single patch
 };
 
 // Adds the files to `module`, which was built of the same chart: its drivers are those of `types`.  Mistakes go to
-// `problems`, and what is wrong is left out.
+// `problems`, and what is wrong is left out.  `draws`: panels are drawn; else their mistakes are named all the same.
 void AddFieldFiles(const ChartText& chart, const std::vector<FieldTypeNames>& types, ModuleImage* module,
-                   ChartProblems* problems);
+                   ChartProblems* problems, bool draws = true);
 
 }  // namespace tonalith

@@ -217,6 +217,19 @@ void AddFile(const std::string& name, ChartLines lines, ChartModule* module) {
   module->places[name] = std::move(lines.places);
 }
 
+// Where the messages of a single patch say its number.
+PatchNumberPlace PatchNumberOf(const ChartType& type) {
+  constexpr int kDigit = 0x0F, kByte = 0x7F;
+  if (type.dump.empty() || type.slots > 1) return {};
+  for (const ChartItem& item : type.dump.front().items) {
+    const ChartByte& byte = item.byte;
+    if (item.kind != ChartItemKind::kByte || byte.variable != kPatchLetter || byte.part != ChartPart::kAll) continue;
+    if (byte.use == ChartUse::kLowDigit) return {item.offset, kDigit, byte.base & kDigit};
+    if (byte.use == ChartUse::kWhole) return {item.offset, kByte, byte.base};
+  }
+  return {};
+}
+
 Result ReadChartFile(const std::filesystem::path& path, std::string* text) {
   return ReadWholeFile(path.string(), *text, kMaxChartFile);
 }
@@ -269,7 +282,7 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems, const 
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
   for (const ChartType& type : instrument.types) {
-    module.types.push_back({type.section->name, type.name, type.holds, PatchPiecesOf(type)});
+    module.types.push_back({type.section->name, type.name, type.holds, PatchPiecesOf(type), PatchNumberOf(type)});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
   }
   for (const ChartSection& section : chart.sections) {
@@ -282,7 +295,10 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems, const 
   return module;
 }
 
-Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* out, const std::string& variant) {
+namespace {
+
+Result BuildFromChart(std::string_view text, ChartProblems* problems, ModuleImage* out, const std::string& variant,
+                      bool draws) {
   const ChartModule module = ModuleOfChart(text, problems, variant);
   if (problems->any()) return problems->First();
   ModuleDiagnostics diagnostics;
@@ -292,10 +308,21 @@ Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* o
     problems->Add(at, {}, problem.text, ModuleHint(problem.text));
     if (problem.text.starts_with("the steps have ")) NameDump(module.text, at, problems);
   }
-  if (!problems->any() && result.ok()) AddFieldFiles(module.text, module.types, out, problems);
+  if (!problems->any() && result.ok()) AddFieldFiles(module.text, module.types, out, problems, draws);
   if (!problems->any() && result.ok())
     out->files.push_back({out->name + "\\" + ChartFileName(out->name), {text.begin(), text.end()}});
   return problems->any() ? problems->First() : result;
+}
+
+}  // namespace
+
+Result BuildChart(std::string_view text, ChartProblems* problems, ModuleImage* out, const std::string& variant) {
+  return BuildFromChart(text, problems, out, variant, true);
+}
+
+Result FindChartMistakes(std::string_view text, ChartProblems* problems, const std::string& variant) {
+  ModuleImage image;
+  return BuildFromChart(text, problems, &image, variant, false);
 }
 
 Result CheckModuleAt(const std::filesystem::path& path, const std::map<int, std::string>& others,
@@ -338,10 +365,8 @@ Result CheckModuleAt(const std::filesystem::path& path, const std::map<int, std:
   if (built.name.empty()) return result;
   AddFieldFiles(module.text, module.types, &built, &problems);
   ChartProblems known(problems.file());
-  for (const std::string& variant : ChartVariants(ReadChartText(text, &known))) {
-    ModuleImage relative;
-    BuildChart(text, &problems, &relative, variant);
-  }
+  for (const std::string& variant : ChartVariants(ReadChartText(text, &known)))
+    FindChartMistakes(text, &problems, variant);
   name();
   if (!problems.any()) *image = std::move(built);
   return result;

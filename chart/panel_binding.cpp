@@ -39,18 +39,20 @@ std::optional<int> ConvertOf(int width) {
   return index < kConvert.size() && kConvert[index] ? std::optional(kConvert[index]) : std::nullopt;
 }
 
+// Small letters are variables.
 bool IsHexByte(const std::string& word) {
-  return word.size() == 2 && ParseInteger("0x" + word).has_value();
+  return word.size() == 2 && word.find_first_not_of("0123456789ABCDEF") == std::string::npos;
 }
 
 // One byte of a message: fixed, or a part of the value or of a byte of the patch.
 struct ChangeByte {
-  enum class Source { kFixed, kValue, kByte, kSum };
+  enum class Source { kFixed, kValue, kShown, kScaled, kByte, kPatch, kSum };
   Source source = Source::kFixed;
   std::int64_t fixed = 0;
   std::uint32_t byte = 0;  // of the patch
   int shift = 0;
   std::int64_t mask = kSeptet;
+  int left = 0;  // shifted back so far
   bool device = false;
 };
 
@@ -72,11 +74,14 @@ class ChangeReader {
   bool Read(const std::string& change) {
     for (const std::string& word : SplitText(change, ' '))
       if (!word.empty()) words_.push_back(word);
-    while (at_ < words_.size())
+    while (at_ < words_.size()) {
+      wrong = words_[at_];
       if (!Word(words_[at_++])) return false;
+    }
     return !bytes.empty();
   }
 
+  std::string wrong;  // the word that was read last
   std::vector<ChangeByte> bytes;
   std::size_t sumFrom = 0;
 
@@ -114,13 +119,19 @@ class ChangeReader {
     const auto from = name.starts_with(kFrom) ? ParseInteger(name.substr(kFrom.size())) : std::nullopt;
     if (from) return Numbers(true, base, *from);
     if (name == "number" || name == "offset") return Numbers(name == "offset", base, 0);
+    if (name == "p" || name == "pp") return PatchNumber(base);
     if (base) return false;
+    if (name.size() == 2 && name[1] == 'p' && IsHexByte(std::string(1, name[0]) + "0"))
+      return PatchNumber(*ParseInteger("0x" + std::string(1, name[0]) + "0"));
     if (name == "<") {
       sumFrom = bytes.size();
       return true;
     }
     if (name == "sum") return data_.sumKind >= 0 && Add({Source::kSum});
     if (name == "value") return Value();
+    if (name == "scaled") return Add({Source::kScaled});
+    if (name == "upper" || name == "lowest") return EightBits(name == "upper");
+    if (name == "shown") return Shown();
     if (name == "byte" || name == "bytes" || name == "low" || name == "high") return OfPatch(name);
     if (IsHexByte(name)) return Fixed(*ParseInteger("0x" + name));
     return Device(name);
@@ -136,10 +147,33 @@ class ChangeReader {
     return Add(byte);
   }
 
+  // Which patch it is, as the image of the patch says.
+  bool PatchNumber(std::int64_t base) { return data_.patch.byte >= 0 && Add({Source::kPatch, base}); }
+
   bool Value() {
     const char half = Half();
     if (!half && parameter_.range.max + parameter_.place.bias > kSeptet) return false;
     return Add({Source::kValue, 0, 0, half == 'h' ? 7 : 0});
+  }
+
+  // Eight bits in two controllers: the upper seven, and 64 for the lowest.
+  bool EightBits(bool upper) {
+    constexpr int kTop = 6;
+    if (parameter_.range.max + parameter_.place.bias > 2 * kSeptet + 1) return false;
+    return upper ? Add({Source::kValue, 0, 0, 1}) : Add({Source::kValue, 0, 0, 0, 1, kTop});
+  }
+
+  // The number that the panel shows, in two's complement of fourteen bits.
+  bool Shown() {
+    constexpr std::int64_t kFourteen = 1 << 14;
+    std::int64_t multiplier = 1, offset = 0;
+    const bool plain = parameter_.display && parameter_.display->IsPlainNumber(&multiplier, &offset);
+    const char half = Half();
+    if (!half || (plain && multiplier != 1)) return false;
+    ChangeByte byte{Source::kShown, kFourteen - parameter_.place.bias};
+    if (plain) byte.fixed += offset;
+    byte.shift = half == 'h' ? 7 : 0;
+    return byte.fixed >= 0 && Add(byte);
   }
 
   // The bytes of the place as they lie in the patch; `low` and `high` are halves of the first.
@@ -147,6 +181,7 @@ class ChangeReader {
     constexpr int kNibble = 4;
     constexpr std::int64_t kNibbleMask = 15;
     const auto& bits = parameter_.place.bits;
+    if (bits.empty()) return false;
     const std::uint32_t first = bits.back().byte;
     if (word == "low" || word == "high")
       return Add({Source::kByte, 0, first, word == "low" ? 0 : kNibble, kNibbleMask});
@@ -156,6 +191,7 @@ class ChangeReader {
   }
 
   bool Numbers(bool offset, std::int64_t base, std::int64_t from) {
+    if (offset && parameter_.place.bits.empty()) return false;
     const auto numbers = offset ? std::vector<std::int64_t>{parameter_.place.bits.back().byte - from}
                                 : NumbersOf(parameter_.number, hex_);
     if (numbers.empty() || numbers[0] < 0) return false;
@@ -211,12 +247,34 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const
 
 namespace {
 
-// The messages of a change; controllers and NRPNs written as what goes out.
-std::vector<std::string> MessagesOf(const std::string& change) {
-  if (change == "controller number") return {"B0 number value"};
-  for (const std::string number : {"number", "offset"})
-    if (change == "NRPN " + number)
-      return {"B0 63 " + number + " high", "B0 62 " + number + " low", "B0 06 value high", "B0 26 value low"};
+bool IsSeptet(const std::optional<std::int64_t>& number) {
+  return number && *number >= 0 && *number <= kSeptet;
+}
+
+// The messages of a change; controllers and NRPNs written as what goes out.  `number`: the cell of the row.
+std::vector<std::string> MessagesOf(const std::string& change, const std::string& number) {
+  if (change == "controller number scaled") return {"B0 number scaled"};
+  if (change == "controller number") {
+    const std::size_t plus = number.find('+'), colon = number.find(':');
+    constexpr std::string_view kController = "CC ", kUnregistered = "NRPN ";
+    if (number.starts_with(kController) && plus != std::string::npos) {
+      const auto first = ParseInteger(number.substr(kController.size(), plus - kController.size()));
+      const auto second = ParseInteger(number.substr(plus + 1));
+      if (IsSeptet(first) && IsSeptet(second))
+        return {"B0 " + HexPair(static_cast<int>(*first)) + " upper",
+                "B0 " + HexPair(static_cast<int>(*second)) + " lowest"};
+    }
+    if (number.starts_with(kUnregistered) && colon != std::string::npos) {
+      const auto high = ParseInteger(number.substr(kUnregistered.size(), colon - kUnregistered.size()));
+      const auto low = ParseInteger(number.substr(colon + 1));
+      if (IsSeptet(high) && IsSeptet(low))
+        return {"B0 63 " + HexPair(static_cast<int>(*high)), "B0 62 " + HexPair(static_cast<int>(*low)), "B0 06 value"};
+    }
+    return {"B0 number value"};
+  }
+  for (const std::string which : {"number", "offset"})
+    if (change == "NRPN " + which)
+      return {"B0 63 " + which + " high", "B0 62 " + which + " low", "B0 06 value high", "B0 26 value low"};
   std::vector<std::string> messages;
   constexpr std::string_view kAnd = " + ";
   std::string_view rest = change;
@@ -236,6 +294,28 @@ std::string PatchByteText(const Parameter& parameter, std::uint32_t byte) {
   return "FR Y " + N(byte) + "\n";
 }
 
+// Y becomes the number of the patch and something on top.
+std::string PatchNumberText(std::int64_t more, const PanelData& data) {
+  const PatchNumberPlace& patch = data.patch;
+  return "GP 0\nFG Y " + N(patch.byte) + "\nGP " + N(data.headerSize) + "\nMY & " + N(patch.mask) + "\nMY - " +
+         N(patch.less) + "\nMY + " + N(more) + "\n";
+}
+
+// Y becomes what a byte is a part of; nothing for a byte that is no part of anything.
+std::string ValueText(const Parameter& parameter, const ChangeByte& byte) {
+  using Source = ChangeByte::Source;
+  if (byte.source == Source::kValue) return "MY @ X\n";
+  if (byte.source == Source::kShown) return "MY @ X\nMY + " + N(byte.fixed) + "\n";
+  if (byte.source == Source::kByte) return PatchByteText(parameter, byte.byte);
+  if (byte.source != Source::kScaled) return {};
+  // Of a few values each begins where its part of 0 to 127 does.
+  constexpr std::int64_t kControllerValues = kSeptet + 1;
+  const std::int64_t count = parameter.range.max - parameter.range.min + 1;
+  const std::int64_t first = parameter.range.min + parameter.place.bias;
+  return "MY @ X\n" + (first ? "MY - " + N(first) + "\n" : std::string()) + "MY * " + N(kControllerValues) + "\nMY + " +
+         N(count < kControllerValues ? count - 1 : 0) + "\nMY / " + N(count) + "\n";
+}
+
 std::string MessageText(const Parameter& parameter, const std::string& change, const PanelData& data) {
   ChangeReader reader(parameter, data);
   if (!reader.Read(change)) return {};
@@ -245,15 +325,18 @@ std::string MessageText(const Parameter& parameter, const std::string& change, c
   for (std::size_t i = 0; i < reader.bytes.size(); ++i) {
     const ChangeByte& byte = reader.bytes[i];
     const std::string place = N(static_cast<std::int64_t>(i));
-    message += Printf(" %02X", static_cast<unsigned>(byte.fixed));
+    const bool fixed = byte.source == ChangeByte::Source::kFixed;
+    message += Printf(" %02X", fixed ? static_cast<unsigned>(byte.fixed) : 0u);
     if (byte.device) device = static_cast<std::int64_t>(i);
     if (byte.source == ChangeByte::Source::kSum)
       stores += Printf("K 00 %02X ", static_cast<unsigned>(data.sumKind)) +
                 N(static_cast<std::int64_t>(reader.sumFrom)) + " " + N(static_cast<std::int64_t>(i - reader.sumFrom)) +
                 " " + place + "\n";
-    if (byte.source != ChangeByte::Source::kValue && byte.source != ChangeByte::Source::kByte) continue;
-    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : PatchByteText(parameter, byte.byte);
-    stores += "MY > " + N(byte.shift) + "\nMY & " + N(byte.mask) + "\nF Y " + place + "\n";
+    if (byte.source == ChangeByte::Source::kPatch) stores += PatchNumberText(byte.fixed, data) + "F Y " + place + "\n";
+    const std::string value = ValueText(parameter, byte);
+    if (!value.empty())
+      stores += value + "MY > " + N(byte.shift) + "\nMY & " + N(byte.mask) + "\n" +
+                (byte.left ? "MY < " + N(byte.left) + "\n" : "") + "F Y " + place + "\n";
   }
   return "C " + N(device) + "\nS " + count + " {" + message + " }\n" + stores + "T " + count + "\n";
 }
@@ -264,7 +347,7 @@ std::string TransmitMacroText(const Parameter& parameter, const std::string& cha
                               const ParameterCondition* condition) {
   const PanelGuard guard = GuardOf(condition);
   std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
-  for (const std::string& message : MessagesOf(change)) {
+  for (const std::string& message : MessagesOf(change, parameter.number)) {
     const std::string part = MessageText(parameter, message, data);
     if (part.empty()) return {};
     text += part;
@@ -274,11 +357,11 @@ std::string TransmitMacroText(const Parameter& parameter, const std::string& cha
 
 ChangeShape ShapeOfChange(const Parameter& parameter, const std::string& change, const PanelData& data) {
   ChangeShape shape;
-  for (const std::string& message : MessagesOf(change)) {
+  for (const std::string& message : MessagesOf(change, parameter.number)) {
     ChangeReader reader(parameter, data);
-    if (!reader.Read(message)) return {};
+    if (!reader.Read(message)) return {{}, {}, reader.wrong};
     for (const ChangeByte& byte : reader.bytes) {
-      const bool fixed = byte.source == ChangeByte::Source::kFixed;
+      const bool fixed = byte.source == ChangeByte::Source::kFixed || byte.source == ChangeByte::Source::kPatch;
       shape.message += fixed ? Printf(" %02X", static_cast<unsigned>(byte.fixed)) : " ??";
       if (byte.source == ChangeByte::Source::kByte) shape.bytes.push_back(byte.byte);
     }

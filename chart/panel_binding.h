@@ -11,11 +11,18 @@ namespace tonalith {
 
 // How a control of a panel is bound to a parameter: reading, writing, sending.
 
+// Where the image of a patch says which number it has; messages that change it may say so, too.
+struct PatchNumberPlace {
+  std::int64_t byte = -1;  // of the image; -1: nowhere
+  int mask = 0, less = 0;  // the number is what the mask leaves, less this
+};
+
 // What the bindings of a panel share.
 struct PanelData {
   std::uint32_t headerSize = 0;
   char device = 0;   // the variable of messages that stands for the device number; 0: none
   int sumKind = -1;  // of `sum` in messages; -1: not known
+  PatchNumberPlace patch = {};
 };
 
 // A binding ("CMMN") of a parameter.  Values count as they are stored without sign of an offset: what is shown is the
@@ -29,8 +36,8 @@ TemplateValues NoBinding();
 // The text of the macros; "" when there is none.  The condition may be null.
 std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition);
 std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition);
-// Of a message of hexadecimal bytes, the device, `number`, `offset`, `value`, `value high`, `value low`, `number high`
-// and `number low`; "" for any other.
+// Of a message of hexadecimal bytes, the device, `1p`, `pp`, `20+p`, `number`, `offset`, `value`, `value high`, `value
+// low`, `number high` and `number low`; "" for any other.
 std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data,
                               const ParameterCondition* condition);
 
@@ -38,6 +45,7 @@ std::string TransmitMacroText(const Parameter& parameter, const std::string& cha
 struct ChangeShape {
   std::string message;               // empty: they cannot be said
   std::vector<std::uint32_t> bytes;  // of the patch that they carry
+  std::string obstacle = {};         // the word that cannot be said
 
   // One message cannot change both parameters, unless it carries the bytes of
   // both.

@@ -66,6 +66,7 @@ class ParameterReader {
 
   ParameterTable Read(const ChartSection& section, const std::vector<ChartEntry>& lists) {
     for (const PatchPiece& piece : data_.pieces) builder_.AddPiece(piece);
+    if (IsOfNoData(section)) builder_.HasNoPlaces();
     for (const ChartEntry& list : lists) List(list);
     open_ = {&top_};
     for (const Line& line : LinesOf(section)) {
@@ -364,6 +365,16 @@ class ParameterReader {
 };
 
 }  // namespace
+
+bool IsOfNoData(const ChartSection& section) {
+  bool rows = false;
+  for (const ChartRow& row : section.rows) {
+    if (row.cells.size() < 2) continue;
+    if (row.cells.front().text != kNoFieldPlace) return false;
+    rows = true;
+  }
+  return rows;
+}
 
 ParameterTable ReadParameters(const ChartSection& section, const ParameterData& data,
                               const std::vector<ChartEntry>& lists, ChartProblems* problems) {

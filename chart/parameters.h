@@ -16,6 +16,9 @@ struct ParameterData {
   std::vector<PatchPiece> pieces = {};  // what is packed otherwise
 };
 
+// The places of all rows are `-`: the section describes no data, only what messages change.
+bool IsOfNoData(const ChartSection& section);
+
 // Reads a section [parameters NAME] (or the rows of one).  Lists of the whole chart go before its own.  Mistakes go to
 // `problems`; rows that are wrong are left out.
 //

@@ -25,6 +25,18 @@ std::string Num(std::int64_t number) {
   return std::to_string(number);
 }
 
+// "A0-0" of "IA11-8": what is a letter, a digit or a sign.
+std::string NumberShape(const std::string& number) {
+  std::string shape;
+  for (const char c : number) {
+    const bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+    const char kind = letter ? 'A' : c >= '0' && c <= '9' ? '0' : c;
+    const bool run = (kind == 'A' || kind == '0') && shape.ends_with(kind);
+    if (kind != ' ' && !run) shape += kind;
+  }
+  return shape;
+}
+
 // Behind an item of data; of one in a group: behind the last turn of the group.
 std::uint32_t EndOf(const ChartMessage& message, const ChartItem& item) {
   if (item.times == 1) return item.offset + item.size;
@@ -231,9 +243,9 @@ class DescriptorWriter {
     if (!bank)
       for (const ChartType& other : chart_.types) slots = std::max(slots, other.slots);
     const bool own = type_.Find("numbers") || type_.slots > 1;
+    const std::vector<int> formats = FormatsLike(first, slots);
     for (const int offset : Offsets(slots))
-      for (const int format : NumberFormats()) {
-        if (format == kByName || (format == kNumberFormatFromZero && first != "0")) continue;
+      for (const int format : formats) {
         Synth synth{};
         synth.numberFormat = static_cast<std::uint8_t>(format);
         synth.bankNumberOffset = static_cast<std::uint16_t>(offset);
@@ -253,6 +265,19 @@ class DescriptorWriter {
     for (const CodedWord& word : FindCodedTable("numberFormat")->words) words.emplace_back(word.word);
     problems_.Add(entry->valueAt, entry->value, "no way of numbering " + Num(slots) + " patches shows these numbers",
                   NearestWords(entry->value, words));
+  }
+
+  // The ways of numbering that can show such a number at all: trying each with every offset takes long.
+  static std::vector<int> FormatsLike(const std::string& first, int slots) {
+    std::vector<int> formats;
+    for (const int format : NumberFormats()) {
+      if (format == kByName || (format == kNumberFormatFromZero && first != "0")) continue;
+      Synth synth{};
+      synth.numberFormat = static_cast<std::uint8_t>(format);
+      synth.numVoices = static_cast<std::uint32_t>(slots);
+      if (NumberShape(MakeNumberStr(synth, 0)) == NumberShape(first)) formats.push_back(format);
+    }
+    return formats;
   }
 
   static std::vector<int> Offsets(int slots) {

@@ -12,6 +12,7 @@
 #include "data/container.h"
 #include "parameters/parameter_table.h"
 #include "platform/atomic_file.h"
+#include "platform/path_resolver.h"
 #include "platform/plain_text.h"
 #include "platform/text.h"
 #include "studio/package.h"
@@ -62,6 +63,17 @@ Result TablesOfChart(const std::string& path, std::vector<NamedTable>* tables) {
   return problems.any() ? Result::Failure(problems.all().front().Text()) : Result::Success();
 }
 
+// Adds one that was read from a file, of a data type or of none.
+Result AddTable(const std::string& type, const std::string& text, const std::string& file,
+                std::vector<NamedTable>* tables) {
+  NamedTable table;
+  const Result result = ReadParameterTable(text, &table.second);
+  if (!result.ok()) return Result::Failure(file + ": " + result.text);
+  table.first = type.empty() ? table.second.ofNoData : type;
+  tables->push_back(std::move(table));
+  return result;
+}
+
 // The tables of a package, by the type names of its drivers.
 Result TablesOfPackage(const std::string& path, std::vector<NamedTable>* tables) {
   PackageFiles files;
@@ -73,12 +85,15 @@ Result TablesOfPackage(const std::string& path, std::vector<NamedTable>* tables)
     const std::string name = ParameterTableName(data->synth->driverId);
     for (const PackageFile& file : files) {
       if (!file.path.ends_with("\\" + name)) continue;
-      NamedTable table;
-      table.first = Latin1ToUtf8(data->synth->typeName);
-      result = ReadParameterTable(std::string(file.bytes.begin(), file.bytes.end()), &table.second);
-      if (!result.ok()) return Result::Failure(path + ": " + name + ": " + result.text);
-      tables->push_back(std::move(table));
+      result = AddTable(Latin1ToUtf8(data->synth->typeName), {file.bytes.begin(), file.bytes.end()}, path + ": " + name,
+                        tables);
+      if (!result.ok()) return result;
     }
+  }
+  for (const PackageFile& file : files) {
+    const std::string name = file.path.substr(file.path.rfind('\\') + 1);
+    if (result.ok() && IsMessageParametersName(name))
+      result = AddTable({}, {file.bytes.begin(), file.bytes.end()}, path + ": " + name, tables);
   }
   return result;
 }
@@ -94,11 +109,14 @@ Result TablesOfInstalled(CliEnvironment& environment, const std::string& name, s
     const std::string file = (folder / ParameterTableName(driver->synth()->driverId)).string();
     std::string text;
     if (!ReadWholeFile(file, text, kMostInput).ok()) continue;
-    NamedTable table;
-    table.first = Latin1ToUtf8(driver->TypeName());
-    result = ReadParameterTable(text, &table.second);
-    if (!result.ok()) return Result::Failure(file + ": " + result.text);
-    tables->push_back(std::move(table));
+    result = AddTable(Latin1ToUtf8(driver->TypeName()), text, file, tables);
+    if (!result.ok()) return result;
+  }
+  for (const std::string& found : ListFolder(folder.string(), "*.tsv")) {
+    std::string text;
+    const std::string file = (folder / found).string();
+    if (result.ok() && IsMessageParametersName(found) && ReadWholeFile(file, text, kMostInput).ok())
+      result = AddTable({}, text, file, tables);
   }
   return result;
 }

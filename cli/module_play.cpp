@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "chart/parameters.h"
 #include "cli/search_play.h"
 #include "cli/transfer_rig.h"
 #include "data/data_text.h"
@@ -361,6 +362,9 @@ void ModulePlay::Play() {
     else
       lines_.push_back(type.name + ": not played: " + obstacle);
   }
+  for (const ChartSection& section : chart_.text->sections)
+    if (section.kind == "parameters" && IsOfNoData(section))
+      lines_.push_back(section.name + ": changed by messages alone, in no data: nothing to play");
   ChartProblems ignored((std::string()));
   const auto inquiry = ReadChartInquiry(chart_, &ignored);
   ZKDrvList* driver = inquiry && !chart_.types.empty() ? DriverOf(chart_.types.front()) : nullptr;

@@ -269,7 +269,7 @@ std::optional<NotationFault> ParseFieldRange(std::string_view text, FieldPlace* 
   if (*min < -kLimit || *max > kLimit) return NotationFault{0, "values have at most 32 bits", {}};
   if (offset) place->bias = -*min;
   place->isSigned = !offset && *min < 0;
-  if (*min < place->lowest() || *max > place->highest())
+  if (!place->bits.empty() && (*min < place->lowest() || *max > place->highest()))
     return NotationFault{
         0, "the range does not fit into " + std::to_string(place->width()) + (place->width() == 1 ? " bit" : " bits"),
         "at most " + std::to_string(place->lowest()) + ".." + std::to_string(place->highest())};

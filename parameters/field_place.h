@@ -52,6 +52,9 @@ struct FieldPlace {
   bool Write(const PatchBytes& patch, std::int64_t value) const;
 };
 
+// Stands for the place of a parameter that is in no data.
+inline constexpr char kNoFieldPlace[] = "-";
+
 // What goes onto the numbers of bytes: onto all, and onto those that have `+` in front.
 struct FieldBase {
   std::int64_t all = 0;
@@ -76,6 +79,7 @@ struct FieldRange {
   std::int64_t min = 0;
   std::int64_t max = 0;
 };
+// Of a place without bits, any value of 32 bits will do.
 std::optional<NotationFault> ParseFieldRange(std::string_view text, FieldPlace* place, FieldRange* out);
 // The notation of a range.
 std::string FieldRangeText(const FieldPlace& place, const FieldRange& range);

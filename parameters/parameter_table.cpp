@@ -65,7 +65,11 @@ void ParameterTableBuilder::Add(const ParameterRow& row, const FieldBase& base) 
   failed_.push_back(false);
   FieldBase within = base;
   within.pieces = &table_.pieces;
-  auto fault = ParseFieldPlace(row.place, table_.sevenBit, within, &parameter.place);
+  std::optional<NotationFault> fault;
+  if (hasPlaces_)
+    fault = ParseFieldPlace(row.place, table_.sevenBit, within, &parameter.place);
+  else if (parameter.place.text = kNoFieldPlace; row.place != kNoFieldPlace)
+    fault = {0, "the other parameters have no place", kNoFieldPlace};
   if (fault) {
     Fault(index, Cell::kPlace, *fault);
   } else {
@@ -84,6 +88,10 @@ void ParameterTableBuilder::Add(const ParameterRow& row, const FieldBase& base) 
 
 int ParameterTableBuilder::AddCondition(std::size_t index, const std::string& when, const FieldBase& base) {
   ParameterCondition condition;
+  if (!hasPlaces_) {
+    Fault(index, ParameterFault::Cell::kWhen, {0, "a condition asks for data, and these parameters are in none", {}});
+    return -1;
+  }
   if (const auto fault = ParseParameterCondition(when, table_.sevenBit, base, &condition)) {
     Fault(index, ParameterFault::Cell::kWhen, *fault);
     return -1;
@@ -202,8 +210,18 @@ std::string ParameterTableName(int driverId) {
   return "Parameters.ID" + std::to_string(driverId) + ".tsv";
 }
 
+std::string MessageParametersName(int number) {
+  return "Changes." + std::to_string(number) + ".tsv";
+}
+
+bool IsMessageParametersName(std::string_view file) {
+  return file.starts_with("Changes.") && file.ends_with(".tsv");
+}
+
 std::string ParameterTableText(const ParameterTable& table) {
-  std::string text = TabbedHead(kKind) + TabbedLine({"bits", table.sevenBit ? "7" : "8"});
+  std::string text = TabbedHead(kKind);
+  text +=
+      table.ofNoData.empty() ? TabbedLine({"bits", table.sevenBit ? "7" : "8"}) : TabbedLine({"name", table.ofNoData});
   text += PatchPiecesText(table.pieces);
   for (const DisplayList& list : table.lists) text += TabbedLine({"list", list.name, list.source});
   for (const std::string& change : table.changes) text += TabbedLine({"change", change});
@@ -226,10 +244,16 @@ std::string ParameterTableText(const ParameterTable& table) {
 Result ReadParameterTable(std::string_view text, ParameterTable* out) {
   ParameterTableBuilder builder(text.find("\nbits\t7\n") != std::string_view::npos);
   std::vector<std::string> names;
+  std::string ofNoData;
   int changes = 0;
   std::vector<PatchPiece> pieces;
   const auto take = [&](const std::vector<std::string>& cells) -> std::string {
     if (cells[0] == "bits") return {};
+    if (cells[0] == "name" && cells.size() == 2 && names.empty()) {
+      ofNoData = cells[1];
+      builder.HasNoPlaces();
+      return {};
+    }
     if (cells[0] == "piece" && cells.size() == kPieceCells) {
       if (!ReadPatchPiece(cells, &pieces)) return "the piece does not read.";
       builder.AddPiece(pieces.back());
@@ -257,6 +281,7 @@ Result ReadParameterTable(std::string_view text, ParameterTable* out) {
   if (!faults.empty())
     return Result::Failure("parameter \"" + names[faults.front().row] + "\": " + faults.front().fault.text + ".");
   *out = std::move(table);
+  out->ofNoData = ofNoData;
   return Result::Success();
 }
 

@@ -35,6 +35,7 @@ struct Parameter {
 // All parameters of a data type, in the order of its chart.
 struct ParameterTable {
   bool sevenBit = false;           // the bytes of the patch have bits 0 to 6 only
+  std::string ofNoData;            // the name of parameters that are in no data, and have no places
   std::vector<PatchPiece> pieces;  // what is packed otherwise, in the order of its bytes
   std::vector<Parameter> parameters;
   std::vector<DisplayList> lists;
@@ -76,6 +77,9 @@ class ParameterTableBuilder {
   // Pieces go before the rows that lie in them, in order.
   void AddPiece(const PatchPiece& piece) { table_.pieces.push_back(piece); }
 
+  // All rows have the place `-`.
+  void HasNoPlaces() { hasPlaces_ = false; }
+
   // "A, B, C"; a list of the same name before is replaced.
   void AddList(const std::string& name, std::string_view texts);
   // The number of a message in the table.
@@ -93,6 +97,7 @@ class ParameterTableBuilder {
   void Fault(std::size_t index, ParameterFault::Cell cell, NotationFault fault);
 
   ParameterTable table_;
+  bool hasPlaces_ = true;
   std::map<std::string, std::size_t, std::less<>> byName_;
   std::map<std::string, int> changeOf_;
   std::map<std::string, int> conditionOf_;
@@ -107,6 +112,7 @@ class ParameterTableBuilder {
 // --------------------------------------------------------------------------------------------- Tab separated lines.
 // The first is "Tonalith parameters" and the version 1, then
 //   bits    7 or 8 (of a byte of the patch)
+//   name    NAME, of parameters in no data
 //   piece   number of its first byte, how many, where they begin in the image, PACKING as a number of the words table
 //   list    NAME, TEXTS
 //   change  MESSAGE
@@ -118,6 +124,9 @@ std::string ParameterTableText(const ParameterTable& table);
 Result ReadParameterTable(std::string_view text, ParameterTable* out);
 // Name of the file of a data type.
 std::string ParameterTableName(int driverId);
+// Name of a file of parameters in no data, counted from 1; and whether a name is one.
+std::string MessageParametersName(int number);
+bool IsMessageParametersName(std::string_view file);
 
 // The table for people and spreadsheets: a line a parameter with data, place, name, range, shown, number, section and
 // condition, tabs between.

@@ -61,6 +61,24 @@ TEST(FieldFiles, EveryTypeGetsItsOwn) {
   EXPECT_EQ(matrix.rows[1].targets.at(0).slots, 4u);
 }
 
+// What only messages change, and no data has.
+TEST(FieldFiles, ParametersInNoDataAreListed) {
+  ChartProblems problems("x.chart");
+  const ModuleImage module = Add(
+      "[Test One]  device = n\n[parameters Live / Master]\n- | A | 0..1 | off, on | CC 7  change = controller number\n"
+      "change = F0 7D 0n number value high value low F7\nrepeat PART in 1 2 from 0 step 1 numbers step 4\n"
+      "- | tune | -64..63 | | 3\n",
+      &problems);
+  for (const ChartProblem& problem : problems.all()) ADD_FAILURE() << problem.Text();
+  ParameterTable table;
+  const std::string text = FileOf(module, MessageParametersName(1));
+  ASSERT_TRUE(ReadParameterTable(text, &table).ok()) << text;
+  EXPECT_EQ(ParameterTableText(table), text);
+  EXPECT_EQ(ParameterTableSheet(table, table.ofNoData),
+            "Live / Master\t-\tA\t0..1\toff, on\tCC 7\t\t\nLive / Master\t-\tPART1 tune\t-64..63\t\t3\t\t\n"
+            "Live / Master\t-\tPART2 tune\t-64..63\t\t7\t\t\n");
+}
+
 TEST(FieldFiles, MistakesAreNamedWhereTheyStand) {
   struct Row {
     const char* chart;
@@ -71,6 +89,16 @@ TEST(FieldFiles, MistakesAreNamedWhereTheyStand) {
       {"[parameters Vioce]\n0 | A | 0..1\n", 2, "no data of that name"},
       {"[parameters Voice]\n12 | A | 0..1\n", 3, "behind the end"},
       {"[parameters Voice]\n0 | A | 0..1\n[parameters Bank]\n0 | A | 0..1\n1 | B | 0..1\n", 6, "only one of"},
+      {"[parameters Live]\n- | A | 0..1\n", 3, "nothing changes"},
+      {"[parameters Live]\nchange = F0 7D offset value F7\n- | A | 0..1\n", 3, "cannot be sent for \"A\""},
+      {"[parameters Live]\nchange = F0 7D value F7\n- | A | 0..1\n- | B | 0..1\n", 5, "the same message"},
+      {"[parameters Live]\nchange = F0 7D value F7\n- | A | 0..1\n0 | B | 0..1\n", 2, "no data of that name"},
+      {"[parameters Live]\nchange = F0 7D value F7\n- | A | 0..1  when = byte 3 in 0..1\n", 4, "asks for data"},
+      {"[parameters Live]\nchange = F0 7D value F7\n- | A | 0..1\n[panel Live]\nrow = A\n", 5, "are in no data"},
+      {"[parameters Voice]\n- | A | 0..1\n", 2, "a section whose name is that of no data"},
+      {"[parameters Voice]\n0 | A | 0..1\n1 | B | 0..1 | off, on | 3  change = F0 7D nmber value F7\n", 4,
+       "cannot be sent"},
+      {"[parameters Voice]\nchange = F0 7D value F7\n0 | A | 0..255\n", 3, "cannot be sent for \"A\""},
       {"[references Multi]\nvoice at 1 in 0..3 -> Banks\n", 3, "no data of that name"},
       {"[references Multi]\nvoice at 12 in 0..3 -> Bank\n", 3, "behind the end"},
       {"[references Multi]\nvoice in 0..3 -> Bank\n", 3, "does not read"},

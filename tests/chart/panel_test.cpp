@@ -245,6 +245,17 @@ TEST(PanelBinding, ChangesAreSentAsTheChartSays) {
                       {"F0 42 offset-8 value F7", "", 9, ""},
                       {"F0 42 4-1 value F7", "", 9, "F0 42 03 09 F7"},
                       {"controller number", "CC 74", 9, "B0 4A 09"},
+                      {"controller number", "CC 27+59", 201, "B0 1B 64 B0 3B 40"},
+                      {"controller number", "CC 27+59", 200, "B0 1B 64 B0 3B 00"},
+                      {"controller number", "CC 27+59", 300, ""},
+                      {"controller number", "CC 27+128", 9, ""},
+                      {"controller number", "NRPN 1:72", 9, "B0 63 01 B0 62 48 B0 06 09"},
+                      {"controller number scaled", "CC 8", 100, "B0 08 7F"},
+                      {"controller number scaled", "CC 8", 500, "B0 08 3F"},
+                      {"F0 42 1p 20+p pp 08 value F7", "", 9, "F0 42 1A 2A 0A 08 09 F7"},
+                      {"F0 42 07 shown low shown high F7", "", 9, "F0 42 07 49 7F F7"},
+                      {"F0 42 d4 value F7", "", 9, ""},
+                      {"F0 42 0d value F7", "", 9, ""},
                       {"NRPN number", "200", 300, "B0 63 01 B0 62 48 B0 06 02 B0 26 2C"},
                       {"F0 01 F7 + F0 02 value F7", "", 9, "F0 01 F7 F0 02 09 F7"},
                       {"F0 01 F7 + F0 02 shape F7", "", 9, ""},
@@ -255,17 +266,23 @@ TEST(PanelBinding, ChangesAreSentAsTheChartSays) {
     synth.sysExChannel = 3;
     Parameter parameter;
     ASSERT_FALSE(ParseFieldPlace("7", true, {}, &parameter.place));
-    parameter.range = {0, row.value > 127 ? 1000 : 100};
+    parameter.range = {0, row.value > 255 ? 1000 : row.value > 127 ? 255 : 100};
     parameter.number = row.number;
     parameter.change = 0;
     ParameterTable table;
     table.changes = {row.change};
-    const TemplateValues binding = BindParameter(parameter, table, {6, 'n', 0});
+    ParameterDisplay display;
+    ASSERT_FALSE(ParseParameterDisplay("value - 64", parameter.range, false, {}, &display));
+    parameter.display = std::make_shared<const ParameterDisplay>(display);
+    const PanelData data{6, 'n', 0, {4, 0x0F, 0}};
+    EXPECT_EQ(ShapeOfChange(parameter, row.change, data).message.empty(), !*row.sent) << row.change;
+    const TemplateValues binding = BindParameter(parameter, table, data);
     EXPECT_EQ(binding.Number("Comm Mode"), *row.sent ? 0 : 2) << row.change;
     if (!*row.sent) continue;
     synth.headerSize = 6;
     Bytes image(20);
     image[6 + 7] = 0x5A;
+    image[4] = 0x3A;  // patch 10
     std::vector<Bytes> out;
     RunBinding(binding, "Transmit", &image, synth, row.value, &out);
     Bytes sent;
