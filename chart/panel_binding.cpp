@@ -7,6 +7,7 @@
 
 #include "chart/panel_guard.h"
 #include "chart/panel_macros.h"
+#include "chart/type_lines.h"
 #include "platform/text.h"
 #include "script/compiler.h"
 
