@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -57,6 +58,10 @@ class TZKBank final : public InstrumentWindow {
 
   std::string AcceptsMove(const MoveOffer& offer) const override;
   MoveResult ReceiveMove(Move&& move) override;
+  // The selected patches; without a selection, or when it is one patch, the whole.
+  std::string MoveOutRefusal() const override;
+  MoveOffer OfferOut() const override;
+  Result MoveOut(Move* move) override;
 
   // --- For the parts of the window (bank/ui/bank_part.h)
 
@@ -101,6 +106,7 @@ class TZKBank final : public InstrumentWindow {
   void BuildList();
   void BuildView(BankPatchView* view);
   void ReadLook();
+  std::function<DataFilePtr(int driverId)> NewDataMaker() const;
   QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
   void AddMore(Glyph glyph, CommandId command, const QString& text);
   void Refresh();

@@ -14,6 +14,7 @@
 
 #include "app/command_menus.h"
 #include "app/first_start.h"
+#include "app/move_dialog.h"
 #include "bank/bank_document.h"
 #include "bank/ui/bank_history.h"
 #include "clipped_text.h"
@@ -137,7 +138,10 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ZKMidiOutStatus out(program_->basics()->transfers());
     ZKBankDoc bank(nullptr);
     ZKBankUndo undo(bank, nullptr);
-    for (QDialog* dialog : std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo}) {
+    ZKTrans targets({{frame().ActiveChild(), QStringLiteral("Yamaha DX7"), {}},
+                     {nullptr, QStringLiteral("Kawai K4"), QStringLiteral("This is another instrument.")}});
+    for (QDialog* dialog :
+         std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &targets}) {
       dialog->show();
       Settle();
       Look(dialog);

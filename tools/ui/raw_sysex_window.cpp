@@ -172,9 +172,9 @@ void RawSysExWindow::BuildHeader(QBoxLayout* column) {
   QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
   if (bytes().unlistedBytes() > 0) heading += tr("; the last %1 bytes are not listed").arg(bytes().unlistedBytes());
   if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
-  auto* header = new DocumentHeader(this);
-  header->SetTitle(ShownUtf8(NameOfFile()));
-  header->SetSecondary(tr("Raw SysEx") + QStringLiteral(" \u00B7 ") + heading);
+  header_ = new DocumentHeader(this);
+  header_->SetTitle(ShownUtf8(NameOfFile()));
+  header_->SetSecondary(tr("Raw SysEx") + QStringLiteral(" \u00B7 ") + heading);
   auto* portLabel = new PlainLabel(tr("&Port:"), this);
   portLabel->setBuddy(port_);
   SetSecondaryText(portLabel);
@@ -183,9 +183,9 @@ void RawSysExWindow::BuildHeader(QBoxLayout* column) {
   port_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   port_->setMinimumContentsLength(16);
   port_->setAccessibleName(tr("MIDI OUT port"));
-  header->AddRight(portLabel);
-  header->AddRight(port_);
-  column->addWidget(header);
+  header_->AddRight(portLabel);
+  header_->AddRight(port_);
+  column->addWidget(header_);
 }
 
 void RawSysExWindow::BuildTools(QBoxLayout* column) {
@@ -235,7 +235,8 @@ void RawSysExWindow::BuildList(QBoxLayout* column) {
 }
 
 bool RawSysExWindow::CommandEnabled(CommandId command) const {
-  return command == CommandId::EditSelectAll || (command == CommandId::FileSaveAs && SaveRefusal().isEmpty()) ||
+  return command == CommandId::EditSelectAll || (command == CommandId::FileSave && document().IsModified()) ||
+         (command == CommandId::FileSaveAs && SaveRefusal().isEmpty()) ||
          (command == CommandId::MidiTransmit && SendRefusal().isEmpty());
 }
 
@@ -256,6 +257,7 @@ QString RawSysExWindow::CommandRefusal(CommandId command) const {
 
 void RawSysExWindow::RunCommand(CommandId command) {
   if (!CommandEnabled(command)) return;
+  if (command == CommandId::FileSave) Save(false);
   if (command == CommandId::FileSaveAs) SaveSelection();
   if (command == CommandId::EditSelectAll) list_->selectAll();
   if (command == CommandId::MidiTransmit) Send();
@@ -347,7 +349,14 @@ void RawSysExWindow::Repair() {
   if (!said.empty()) Say(ShownUtf8(said));
 }
 
+void RawSysExWindow::DocumentChanged(const DocumentChange&) {
+  if (header_) header_->SetTitle(ShownUtf8(NameOfFile()));
+}
+
 void RawSysExWindow::SaveSelection() {
+  // What is in no file yet gets its own.
+  if (document().IsModified() && !filter_->Filters() && !list_->selectionModel()->hasSelection())
+    return static_cast<void>(Save(true));
   FilePrompt prompt;
   prompt.title = SaveTitle();
   prompt.folder = document().path().empty() ? context().DataFolder() : FolderOf(document().path());

@@ -20,6 +20,7 @@ class QToolButton;
 
 namespace tonalith {
 
+class DocumentHeader;
 class ListSearch;
 class RowFilter;
 class SearchField;
@@ -92,6 +93,7 @@ class RawSysExWindow final : public DocumentWindow {
  protected:
   std::string WindowName() const override { return "Raw SysEx"; }
   QString TitleText() const override;
+  void DocumentChanged(const DocumentChange& change) override;
 
  private:
   const RawSysExDocument& bytes() const;
@@ -114,6 +116,7 @@ class RawSysExWindow final : public DocumentWindow {
   void RefreshTools();
 
   RawSysExServices services_;
+  DocumentHeader* header_ = nullptr;
   RawSysExModel* model_;
   QTableView* list_;
   SearchField* search_;
