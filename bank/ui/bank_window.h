@@ -79,6 +79,8 @@ class TZKBank final : public InstrumentWindow {
   void ShowQuickMenu(const QPoint& at);
   // Commands on the bank, with what its module says of it.
   BankCommands Commands();
+  // Makes new data of a type on the instrument of this one.
+  std::function<DataFilePtr(int driverId)> NewDataMaker() const;
   void RenewTitle() { UpdateTitle(); }
   // How a command ended, where the user sees it.
   void Show(const BankOutcome& outcome);
@@ -106,7 +108,6 @@ class TZKBank final : public InstrumentWindow {
   void BuildList();
   void BuildView(BankPatchView* view);
   void ReadLook();
-  std::function<DataFilePtr(int driverId)> NewDataMaker() const;
   QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
   void AddMore(Glyph glyph, CommandId command, const QString& text);
   void Refresh();

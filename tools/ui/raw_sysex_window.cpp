@@ -16,6 +16,7 @@
 #include "services/transfer_files.h"
 #include "tools/ui/repair_copy.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
 #include "ui/style/document_header.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/list_search.h"
@@ -306,18 +307,50 @@ std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
   return selected;
 }
 
-// Pieces are opened whole, whatever part of them is selected.
-void RawSysExWindow::OpenRows(std::vector<int> rows) {
-  std::vector<std::size_t> opened;
+std::vector<std::uint8_t> RawSysExWindow::PiecesOf(std::vector<int> rows) const {
+  std::vector<std::size_t> taken;
   std::vector<std::uint8_t> part;
   std::sort(rows.begin(), rows.end());
   for (const int row : rows) {
     const SysExName* piece = model_->PieceAt(row);
-    if (!piece || (!opened.empty() && opened.back() == piece->offset)) continue;
-    opened.push_back(piece->offset);
+    if (!piece || (!taken.empty() && taken.back() == piece->offset)) continue;
+    taken.push_back(piece->offset);
     const auto span = bytes().bytes().subspan(piece->offset, piece->length);
     part.insert(part.end(), span.begin(), span.end());
   }
+  return part;
+}
+
+std::string RawSysExWindow::MoveOutRefusal() const {
+  const std::vector<int> rows = SelectedRows();
+  if (rows.empty()) return ToUtf8(tr("No message is selected."));
+  const bool known = std::any_of(rows.begin(), rows.end(), [this](int row) { return model_->PieceAt(row) != nullptr; });
+  return known ? std::string() : ToUtf8(tr("No instrument of the studio knows these messages."));
+}
+
+MoveOffer RawSysExWindow::OfferOut() const {
+  std::vector<DataFilePtr> data;
+  MoveOffer offer;
+  offer.source = {document().Window(), document().Number(), -1};
+  if (context().DataIn(PiecesOf(SelectedRows()), &data).ok())
+    for (const DataFilePtr& one : data) offer.types.push_back(MovedTypeOf(*one));
+  return offer;
+}
+
+Result RawSysExWindow::MoveOut(Move* move) {
+  if (std::string reason = MoveOutRefusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  std::vector<DataFilePtr> data;
+  if (Result read = context().DataIn(PiecesOf(SelectedRows()), &data); !read.ok()) return read;
+  move->source = {document().Window(), document().Number(), -1};
+  if (data.size() == 1)
+    move->payload = std::move(data.front());
+  else
+    move->payload = std::move(data);
+  return Result::Success();
+}
+
+void RawSysExWindow::OpenRows(std::vector<int> rows) {
+  const std::vector<std::uint8_t> part = PiecesOf(rows);
   if (part.empty())
     Say(rows.empty() ? tr("No message is selected.") : tr("No instrument of the studio knows these messages."));
   else if (services_.openData)

@@ -85,6 +85,11 @@ class RawSysExWindow final : public DocumentWindow {
   void SendAll();
   QString SendAllRefusal() const;
 
+  // The selected messages, as data of the instruments that know them.
+  std::string MoveOutRefusal() const override;
+  MoveOffer OfferOut() const override;
+  Result MoveOut(Move* move) override;
+
   RawSysExModel* model() { return model_; }
   QTableView* list() { return list_; }
   SearchField* Search() const override { return search_; }
@@ -102,6 +107,8 @@ class RawSysExWindow final : public DocumentWindow {
   void BuildList(QBoxLayout* column);
   void Send();
   void Repair();
+  // The pieces of data that messages belong to, whole, whatever part of them is meant.
+  std::vector<std::uint8_t> PiecesOf(std::vector<int> rows) const;
   // Rows of the model, in any order.
   void OpenRows(std::vector<int> rows);
   void SaveSelection();
