@@ -6,6 +6,7 @@
 #include <QMenuBar>
 
 #include "platform/short_memory.h"
+#include "ui/command_choices.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/window_base.h"
@@ -63,6 +64,7 @@ void CommandMenus::AddEntry(const CommandRow& row) {
     const CommandId id = row.id;
     connect(entry.action, &QAction::triggered, this, [this, id] { Run(id); });
     menu->addAction(entry.action);
+    JoinChoice(entry.action, row, menu);
     ShowAsWanted(entry);
   }
   SetStatusTip(entry.action, QString::fromLatin1(row.help));

@@ -10,6 +10,7 @@
 #include "document/document_registry.h"
 #include "platform/prompts.h"
 #include "services/program.h"
+#include "studio/recognize.h"
 #include "studio/studio_document.h"
 #include "studio/ui/studio_window.h"
 #include "tools/raw_sysex_document.h"
@@ -37,10 +38,12 @@ Result LoadData(const std::string& path, std::unique_ptr<Document>* document) {
   return read;
 }
 
-Result LoadRawSysEx(const std::string& path, std::unique_ptr<Document>* document) {
+Result LoadRawSysEx(const ZKStudioDoc& studio, const std::string& path, std::unique_ptr<Document>* document) {
   auto raw = std::make_unique<RawSysExDocument>();
-  Result read = raw->Load(path);
-  if (read.ok()) *document = std::move(raw);
+  const Result read = raw->Load(path);
+  if (!read.ok()) return read;
+  raw->SetNames(NameSysEx(Recognizer(studio), raw->bytes()));
+  *document = std::move(raw);
   return read;
 }
 
@@ -54,7 +57,10 @@ void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, Docu
     return new TZKBank(As<ZKBankDoc>(std::move(document)), context);
   });
   registry.RegisterMaker(FileKind::SysEx, [] { return std::make_unique<RawSysExDocument>(); });
-  registry.RegisterLoader(FileKind::SysEx, LoadRawSysEx);
+  registry.RegisterLoader(FileKind::SysEx,
+                          [&studio = frame.studio](const std::string& path, std::unique_ptr<Document>* document) {
+                            return LoadRawSysEx(studio, path, document);
+                          });
   windows.RegisterWindow(
       FileKind::SysEx, [frame, &files, &recognised](std::unique_ptr<Document> document, WindowContext& context) {
         const auto open = [&recognised](std::span<const std::uint8_t> bytes, const std::string& name) {

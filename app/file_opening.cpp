@@ -2,8 +2,11 @@
 
 #include <QApplication>
 #include <QFileInfo>
+#include <QMainWindow>
 #include <QMimeData>
+#include <QTimer>
 #include <QUrl>
+#include <utility>
 
 #include "app/child_windows.h"
 #include "app/command_menus.h"
@@ -17,6 +20,7 @@
 #include "platform/short_memory.h"
 #include "services/paths.h"
 #include "services/program.h"
+#include "ui/beside.h"
 #include "ui/document_window.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
@@ -61,10 +65,37 @@ void FileOpening::OnFileOpen() {
 }
 
 bool FileOpening::OpenFile(const std::string& path, int hint) {
+  if (reading_) {
+    waiting_.emplace_back(path, hint);
+    return true;
+  }
   bool opened = false;
   const bool enough = WithMemory([&] { opened = OpenByKind(path, hint); });
   if (!enough) frame_.prompts().Say("File Error", path + "\n\n" + kShortMemory);
   return opened;
+}
+
+bool FileOpening::ReadFile(const std::string& path, const std::function<void()>& read) {
+  const bool large = QFileInfo(FromUtf8(path)).size() >= static_cast<qint64>(kWorthAThread);
+  // A dialog that is open may be changing the studio.
+  if (!large || reading_ || QApplication::activeModalWidget()) return WithMemory(read);
+  frame_.Status(QCoreApplication::translate("FileOpening", "%1 is being read.").arg(ShownUtf8(FileNameOf(path))));
+  QApplication::setOverrideCursor(Qt::WaitCursor);
+  reading_ = true;
+  const bool enough = WithMemory([&] { RunBeside(read); });
+  reading_ = false;
+  QApplication::restoreOverrideCursor();
+  frame_.Status({});
+  if (!waiting_.empty()) QTimer::singleShot(0, &frame_.window, [this] { OpenWaiting(); });
+  return enough;
+}
+
+void FileOpening::OpenWaiting() {
+  while (!waiting_.empty() && !reading_) {
+    const auto [path, hint] = std::move(waiting_.front());
+    waiting_.pop_front();
+    OpenFile(path, hint);
+  }
 }
 
 bool FileOpening::OpenByKind(const std::string& path, int hint) {
@@ -87,11 +118,9 @@ DocumentWindow* FileOpening::OpenDocument(const std::string& path) {
     return open;
   }
   std::unique_ptr<Document> document;
-  QApplication::setOverrideCursor(Qt::WaitCursor);
   Result read;
-  if (!WithMemory([&] { read = registry_.Load(path, &document); }))
+  if (!ReadFile(path, [&] { read = registry_.Load(path, &document); }))
     read = Result::Failure(path + "\n\n" + kShortMemory);
-  QApplication::restoreOverrideCursor();
   if (!read.ok() || !document) {
     frame_.prompts().Say("File Error", read.text);
     return nullptr;

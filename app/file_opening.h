@@ -1,6 +1,9 @@
 #pragma once
 
+#include <deque>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "app/frame_context.h"
 
@@ -21,7 +24,8 @@ class FileOpening final {
               RecentFilesMenu& recent, bool line6);
 
   // Does with a file what its kind stands for; false: it was not opened, and the user has been told why.  `hint`:
-  // kOpenInDesktop for files that a desktop brings back.
+  // kOpenInDesktop for files that a desktop brings back.  While a large file is read the program goes on; what it is
+  // asked to open meanwhile has to wait its turn (true).
   bool OpenFile(const std::string& path, int hint);
   // Whether the kind of this file is shown by a window of its own.
   bool IsDocument(const std::string& path) const;
@@ -29,10 +33,14 @@ class FileOpening final {
   // and the user has been told why.
   DocumentWindow* OpenDocument(const std::string& path);
   void OpenDropped(const QMimeData& data);
+  // Runs `read`, which looks at a file and touches no window: beside the windows when the file is large.  False: there
+  // was not enough memory.
+  bool ReadFile(const std::string& path, const std::function<void()>& read);
 
  private:
   void OnFileOpen();
   bool OpenByKind(const std::string& path, int hint);
+  void OpenWaiting();
   bool SayNotOpened(const std::string& path, int hint);
 
   FrameContext frame_;
@@ -40,6 +48,8 @@ class FileOpening final {
   DocumentWindows& windows_;
   RecentFilesMenu& recent_;
   bool line6_;
+  bool reading_ = false;
+  std::deque<std::pair<std::string, int>> waiting_;
 };
 
 }  // namespace tonalith

@@ -1,5 +1,7 @@
 #include "app/frame_parts.h"
 
+#include <QMainWindow>
+
 #include "app/autosense_search.h"
 #include "app/command_finder.h"
 #include "app/command_menus.h"
@@ -29,6 +31,7 @@ FrameParts::FrameParts(const FrameContext& context)
       transfers(frame),
       recent(frame),
       windowContext(frame, recent, transfers),
+      history(frame, windowContext),
       documents(frame, windowContext),
       autosave(frame, registry, documents),
       received(autosave.folder(), frame.program.clock(), [this] { autosave.Keep(); }),
@@ -55,6 +58,7 @@ FrameParts::FrameParts(const FrameContext& context)
   RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);
+  QObject::connect(&midi.panic(), &MidiPanic::Began, &frame.window, [this] { windowContext.player().StopAll(); });
   new CommandFinder(frame, studio);  // the window owns it
   QObject::connect(&studio.autoSense(), &AutoSenseSearch::ChoosePorts, &midi, &MidiCommands::OpenPortDialog);
   if (frame.simulation) BuildSimulatorMenu(frame.menus.OpenedMenu(CommandId::UtilitiesSimulator), *frame.simulation);

@@ -8,6 +8,7 @@
 #include "app/frame_context.h"
 #include "app/frame_window_context.h"
 #include "app/help_commands.h"
+#include "app/history_command.h"
 #include "app/manual_dump_receiver.h"
 #include "app/midi_commands.h"
 #include "app/monitor_commands.h"
@@ -37,6 +38,7 @@ struct FrameParts {
   WindowTransfers transfers;
   RecentFilesMenu recent;
   FrameWindowContext windowContext;
+  HistoryCommand history;
   DocumentWindows documents;
   Autosave autosave;
   ReceivedSoFar received;

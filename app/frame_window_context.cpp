@@ -8,8 +8,17 @@
 #include "studio/gather_patches.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
+#include "studio/type_check.h"
 
 namespace tonalith {
+
+FrameWindowContext::FrameWindowContext(const FrameContext& frame, RecentFilesMenu& recent, WindowTransfers& transfers)
+    : frame_(frame),
+      recent_(recent),
+      transfers_(transfers),
+      sendCare_({[&paths = frame.program.paths()] { return paths.GetZKIni(); },
+                 [&paths = frame.program.paths()] { return HistoryFolder(paths.MainGetApplicationSupportPath()); },
+                 [&studio = frame.studio](const DataFile& data) { return CheckOfType(studio, data); }}) {}
 
 Settings& FrameWindowContext::settings() {
   return frame_.program.settings();
@@ -73,6 +82,13 @@ void FrameWindowContext::ShowData(DataFilePtr data, const std::string& originNam
 
 void FrameWindowContext::UpdateFromStudio(DataFile* dataFile) {
   frame_.studio.DrvUpdateDataFile(dataFile);
+}
+
+PatchPlayer& FrameWindowContext::player() {
+  if (!player_)
+    player_ = std::make_unique<PatchPlayer>(frame_.program.out(), frame_.program.settings(),
+                                            [&paths = frame_.program.paths()] { return paths.GetZKIni(); });
+  return *player_;
 }
 
 TransferDesk::Job FrameWindowContext::Transfer(DeskRequest request) {

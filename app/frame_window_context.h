@@ -4,11 +4,14 @@
 #include <filesystem>
 #include <functional>
 #include <span>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "app/frame_context.h"
+#include "services/send_care.h"
+#include "ui/patch_player.h"
 #include "ui/window_context.h"
 
 namespace tonalith {
@@ -19,8 +22,7 @@ class WindowTransfers;
 // What the main window gives to the windows of documents.
 class FrameWindowContext final : public WindowContext {
  public:
-  FrameWindowContext(const FrameContext& frame, RecentFilesMenu& recent, WindowTransfers& transfers)
-      : frame_(frame), recent_(recent), transfers_(transfers) {}
+  FrameWindowContext(const FrameContext& frame, RecentFilesMenu& recent, WindowTransfers& transfers);
 
   Prompts& prompts() override { return frame_.prompts(); }
   Settings& settings() override;
@@ -39,12 +41,16 @@ class FrameWindowContext final : public WindowContext {
   }
   void UpdateFromStudio(DataFile* dataFile) override;
   TransferDesk::Job Transfer(DeskRequest request) override;
+  SendCare& sendCare() override { return sendCare_; }
+  PatchPlayer& player() override;
   void AbandonTransfers(const DataFile* dataFile) override;
 
  private:
   FrameContext frame_;
   RecentFilesMenu& recent_;
   WindowTransfers& transfers_;
+  SendCare sendCare_;
+  std::unique_ptr<PatchPlayer> player_;  // made when it is first asked for
   std::function<void(DataFilePtr data, const std::string& originName)> show_;
 };
 

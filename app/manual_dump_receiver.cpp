@@ -59,7 +59,7 @@ void ManualDumpReceiver::EndChange(DataFile* dataFile, bool more) {
   if (more)
     window->PatchesArrived();
   else
-    window->EndReceive(false);
+    window->EndReceive(false, {});
 }
 
 bool ManualDumpReceiver::Ask(const std::string& question) {

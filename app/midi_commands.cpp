@@ -63,6 +63,7 @@ MidiCommands::MidiCommands(const FrameContext& frame, bool panicOff)
                         {[this] { OnMidiPanic(); }, [this] { return NoOutputSentence(frame_.program); }});
   RegisterTones();
   RegisterScriptChanges();
+  connect(&panic_, &MidiPanic::Began, this, [this] { tones_.Stop(); });
   connect(&panic_, &MidiPanic::Ended, this, [this](bool complete) {
     MidiOut& out = frame_.program.out();
     bool waits = false;  // for the end of a SysEx

@@ -43,6 +43,7 @@ MidiPanic::~MidiPanic() {
 
 void MidiPanic::Start() {
   if (Running()) return;
+  emit Began();
   out_.OUTNUMPORTS(&ports_);
   sent_ = 0;
   note_ = new QProgressDialog(QString(), tr("Cancel"), 0, kSteps, window_);

@@ -27,6 +27,7 @@ class MidiPanic final : public QObject {
   bool Running() const { return timer_.isActive(); }
 
  signals:
+  void Began();
   void Ended(bool complete);
 
  private:

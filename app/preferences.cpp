@@ -198,6 +198,7 @@ PreferencesSheet::PreferencesSheet(Program& program, PreferencesHost& host, QWid
   help_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
   layout->addWidget(help_);
   // Before the buttons: the Tab key goes in the order of making.
+  AddPage(new ZKPropBankEdit(program));
   AddPage(new ZKPropDrvList(program, host));
   AddPage(new ZKPropMidi(program));
   AddPage(new ZKPropTones(program));

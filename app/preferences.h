@@ -97,6 +97,13 @@ class PreferencesHost {
   virtual bool ExtendedMode() const { return false; }
 };
 
+class ZKPropBankEdit final : public ZKPropPage {
+  Q_OBJECT
+
+ public:
+  explicit ZKPropBankEdit(Program& program);
+};
+
 class ZKPropDrvList final : public ZKPropPage {
   Q_OBJECT
 

@@ -24,6 +24,24 @@ namespace {
 
 using Control = PreferenceControl;
 
+const std::vector<PreferenceRow>& BankRows() {
+  static const std::vector<PreferenceRow> rows = {
+      {SettingId::MainBankDnDMode,
+       Control::Choice,
+       "What patches do that are dropped in their own bank; Ctrl always copies, Shift always inserts.",
+       {"Exchange", "Copy", "Insert"}},
+      {SettingId::MainBankDnDExtMode,
+       Control::Choice,
+       "What patches do that are dropped in another bank of the same kind; Ctrl always copies.",
+       {"Copy", "Exchange"}},
+      {SettingId::MainBackup, Control::Check,
+       "Changes of banks can be taken back; without it what was done before is forgotten at once."},
+      {SettingId::MainInvertScrollWheelInput, Control::Check,
+       "The wheel goes the other way through the patches of a grid."},
+  };
+  return rows;
+}
+
 const std::vector<PreferenceRow>& StudioRows() {
   static const std::vector<PreferenceRow> rows = {
       {SettingId::MainAutoUpdate, Control::Check,
@@ -101,6 +119,8 @@ const std::vector<PreferenceRow>& MiscRows() {
 }
 
 }  // namespace
+
+ZKPropBankEdit::ZKPropBankEdit(Program& program) : ZKPropPage(program, QStringLiteral("Bank"), BankRows()) {}
 
 ZKPropDrvList::ZKPropDrvList(Program& program, PreferencesHost& host)
     : ZKPropPage(program, QStringLiteral("Studio"), StudioRows()) {

@@ -4,14 +4,18 @@
 #include <algorithm>
 #include <map>
 
+#include "app/child_windows.h"
 #include "app/document_windows.h"
 #include "app/file_opening.h"
 #include "app/studio_commands.h"
 #include "data/container.h"
 #include "data/standard_midi_file.h"
 #include "document/document_registry.h"
+#include "platform/file_bytes.h"
+#include "platform/file_stamp.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
+#include "platform/short_memory.h"
 #include "studio/gather_patches.h"
 #include "studio/recognize.h"
 #include "tools/raw_sysex_document.h"
@@ -55,62 +59,89 @@ RecognisedFiles::RecognisedFiles(const FrameContext& frame, DocumentRegistry& re
                           [this](const std::string& path, int) { return studio_.window() && Open(path, true); });
 }
 
-bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
+struct RecognisedFiles::Read {
+  explicit Read(const ZKStudioDoc& studio) : recognizer(studio) {}
+
+  // Touches no window.
+  void LookAt(const std::string& path, bool midiFile);
+
+  Recognizer recognizer;
+  Result result;
+  bool known = false;
   FileBytes bytes;
+  FoundFile found;                             // in `bytes`, or in those of the list
+  std::vector<PieceGroup> groups;              // to be opened
+  std::unique_ptr<RawSysExDocument> document;  // the file as a list; null: not needed
+
+ private:
+  void List(const std::string& path, bool midiFile, const FileStamp& stamp);
+};
+
+void RecognisedFiles::Read::LookAt(const std::string& path, bool midiFile) {
   FileStamp stamp;
-  if (const Result read = LoadDiskFile(path, &bytes, &stamp); !read.ok()) {
-    frame_.prompts().Say("File Error", read.text);
-    return false;
-  }
-  const std::string name = FileNameOf(path);
-  const Recognizer recognizer(frame_.studio);
-  FoundFile found;
-  if (!recognizer.Find(bytes, &found).ok()) {
-    if (!midiFile) return files_.OpenDocument(path) != nullptr;
-    frame_.prompts().Say("File Error", path + "\n\nNone of the studio's instruments knows this data.");
-    return false;
-  }
-  std::vector<PieceGroup> groups = GroupForWindows(found, kMostAlike);
-  const bool listed = groups.size() > kMostWindows || SingleAlike(found, groups) > kMostAlike;
-  if (listed) {
-    // Banks can be made of the file only here; the rest is opened from the list.
-    std::erase_if(groups, [](const PieceGroup& group) { return !group.bank; });
-    if (groups.size() > kMostWindows) groups.clear();
-    const bool shown = midiFile         ? ShowMidiList(path, bytes)
-                       : groups.empty() ? ShowRead(path, std::move(bytes), stamp, found)
-                                        : files_.OpenDocument(path) != nullptr;
-    if (!shown) return false;
-  }
-  OpenGroups(recognizer, found, groups, name);
-  Tell(found, name, groups.size(), listed);
-  return true;
+  result = LoadDiskFile(path, &bytes, &stamp);
+  if (!result.ok()) return;
+  known = recognizer.Find(bytes, &found).ok();
+  if (known) groups = GroupForWindows(found, kMostAlike);
+  const bool fits = groups.size() <= kMostWindows && SingleAlike(found, groups) <= kMostAlike;
+  if (known ? fits : midiFile) return;
+  // Banks can be made of the file only here; the rest is opened from the list.
+  std::erase_if(groups, [](const PieceGroup& group) { return !group.bank; });
+  if (groups.size() > kMostWindows) groups.clear();
+  List(path, midiFile, stamp);
 }
 
-// A file that is only listed, without reading it and looking at it again.
-bool RecognisedFiles::ShowRead(const std::string& path, FileBytes bytes, const FileStamp& stamp,
-                               const FoundFile& found) {
-  if (windows_.WindowOf(path)) return files_.OpenDocument(path) != nullptr;
-  auto document = std::make_unique<RawSysExDocument>();
-  if (const Result read = document->Load(path, std::move(bytes), stamp); !read.ok()) {
-    frame_.prompts().Say("File Error", read.text);
-    return false;
+// All messages; of a MIDI file its SysEx.
+void RecognisedFiles::Read::List(const std::string& path, bool midiFile, const FileStamp& stamp) {
+  document = std::make_unique<RawSysExDocument>();
+  if (!midiFile) {
+    result = document->Load(path, std::move(bytes), stamp);
+    document->SetNames(NamesOf(found));
+    return;
   }
-  document->SetNames(NamesOf(found));
-  return windows_.Open(std::move(document)) != nullptr;
-}
-
-// The SysEx of a MIDI file with all its pieces.
-bool RecognisedFiles::ShowMidiList(const std::string& path, std::span<const std::uint8_t> bytes) {
   SmfContents contents;
   std::string error;
   ReadSmfSysEx(bytes, &contents, &error);
   FileBytes messages;
   for (const SmfSysEx& message : contents.messages)
     messages.insert(messages.end(), message.bytes.begin(), message.bytes.end());
-  auto document = std::make_unique<RawSysExDocument>();
   document->TakeBytes(std::move(messages));
+  document->SetNames(NameSysEx(recognizer, document->bytes()));
   document->SetOriginName(FileNameOf(path));
-  return windows_.Open(std::move(document)) != nullptr;
+}
+
+bool RecognisedFiles::Open(const std::string& path, bool midiFile) {
+  Read read(frame_.studio);
+  if (!files_.ReadFile(path, [&] { read.LookAt(path, midiFile); }))
+    read.result = Result::Failure(path + "\n\n" + kShortMemory);
+  if (!read.result.ok()) {
+    frame_.prompts().Say("File Error", read.result.text);
+    return false;
+  }
+  if (!read.known && midiFile) {
+    frame_.prompts().Say("File Error", path + "\n\nNone of the studio's instruments knows this data.");
+    return false;
+  }
+  const bool listed = read.document != nullptr;
+  if (listed && !Show(path, &read)) return false;
+  if (!read.known) return true;
+  const std::string name = FileNameOf(path);
+  OpenGroups(read.recognizer, read.found, read.groups, name);
+  Tell(read.found, name, read.groups.size(), listed);
+  return true;
+}
+
+// A file that is listed already comes to the front.
+bool RecognisedFiles::Show(const std::string& path, Read* read) {
+  if (!read->document->path().empty())
+    if (DocumentWindow* open = windows_.WindowOf(path)) {
+      frame_.children.Activate(open);
+      return true;
+    }
+  const std::string notice = read->document->LoadNotice();
+  const bool shown = windows_.Open(std::move(read->document)) != nullptr;
+  if (!notice.empty()) frame_.prompts().Say("File Error", notice);
+  return shown;
 }
 
 void RecognisedFiles::OpenGroups(const Recognizer& recognizer, FoundFile& found, std::span<const PieceGroup> groups,

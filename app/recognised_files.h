@@ -6,8 +6,6 @@
 #include <vector>
 
 #include "app/frame_context.h"
-#include "platform/file_bytes.h"
-#include "platform/file_stamp.h"
 
 namespace tonalith {
 
@@ -38,9 +36,10 @@ class RecognisedFiles final {
   void OpenPart(std::span<const std::uint8_t> bytes, const std::string& name);
 
  private:
+  // A file that was looked at.
+  struct Read;
   bool Open(const std::string& path, bool midiFile);
-  bool ShowRead(const std::string& path, FileBytes bytes, const FileStamp& stamp, const FoundFile& found);
-  bool ShowMidiList(const std::string& path, std::span<const std::uint8_t> bytes);
+  bool Show(const std::string& path, Read* read);
   void OpenGroups(const Recognizer& recognizer, FoundFile& found, std::span<const PieceGroup> groups,
                   const std::string& name);
   void Tell(const FoundFile& found, const std::string& name, std::size_t windows, bool listed);

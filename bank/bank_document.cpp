@@ -1,11 +1,13 @@
 #include "bank/bank_document.h"
 
 #include <algorithm>
+#include <cstring>
 #include <span>
+#include <type_traits>
 #include <utility>
 
-#include "bank/changed_map.h"
 #include "bank/clip_mark.h"
+#include "bank/file_marks.h"
 #include "data/container.h"
 #include "platform/text.h"
 #include "script/received_check.h"
@@ -31,7 +33,9 @@ std::string NotOpened(const std::string& path, int code) {
   }
 }
 
-Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path, DataFilePtr* dataFile) {
+// `notice`: what the user should know of a file that was read, or empty.
+Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path, DataFilePtr* dataFile,
+                    std::string* notice) {
   if (bytes.empty()) return Result::Failure("The file " + path + " is empty.", kDiskReadError);
   DataFilePtr read(AllocDataFile());
   ContainerReader reader(bytes);
@@ -41,6 +45,10 @@ Result ReadDataFile(std::span<const std::uint8_t> bytes, const std::string& path
   if (code == kDiskOk && (!read->synth || !read->body)) code = MissingBytes(bytes) ? kDiskReadError : kDiskNotOurs;
   if (code != kDiskOk) return Result::Failure(NotOpened(path, code), code);
   *dataFile = std::move(read);
+  *notice = MissingSentence(path, bytes);
+  if (const std::uint32_t lost = reader.LostVoices(); lost > 0 && notice->empty())
+    *notice = Printf("The image in the file %s ends before its last %u patches; their places hold nothing.",
+                     path.c_str(), lost);
   return Result::Success();
 }
 
@@ -49,15 +57,24 @@ std::string MakerAndModel(const DataFile& dataFile) {
   return name.empty() ? FieldText(dataFile.synth->shortName) : name;
 }
 
+bool IsOneOf(const std::vector<std::uint8_t>& patches, int patch) {
+  return patch >= 0 && static_cast<std::size_t>(patch) < patches.size() &&
+         patches[static_cast<std::size_t>(patch)] != 0;
+}
+
 }  // namespace
 
 ZKBankDoc::ZKBankDoc(DataFilePtr dataFile)
-    : dataFile_(dataFile ? std::move(dataFile) : DataFilePtr(AllocDataFile())), target_(dataFile_.get()) {
+    : dataFile_(dataFile ? std::move(dataFile) : DataFilePtr(AllocDataFile())),
+      target_(dataFile_.get()),
+      rest_(history()) {
   history().SetTarget(&target_);
   TakenOver({});
   AddListener([this](const DocumentChange& change) {
     if (change.kind != DocumentChange::Kind::State) states_.Read(*dataFile_);
+    rest_.Follow();
     if (!IsModified() && !path().empty()) states_.FileHoldsAll();
+    if (!keepsUndo_ && !history().IsOpen()) DeleteBackups();
   });
 }
 
@@ -65,22 +82,20 @@ ZKBankDoc::~ZKBankDoc() {
   ClearClipMark(*this);
 }
 
-void ZKBankDoc::TakenOver(std::span<const std::uint8_t> changed) {
+void ZKBankDoc::TakenOver(const std::vector<std::uint8_t>& changed) {
   states_.Read(*dataFile_);
-  states_.InstrumentHolds([changed](std::size_t patch) {
-    return !MapBit(changed.data(), static_cast<std::uint32_t>(changed.size()), static_cast<std::uint32_t>(patch));
-  });
+  states_.InstrumentHolds([&](std::size_t patch) { return patch >= changed.size() || changed[patch] == 0; });
   original_.reset(DupForUser(dataFile_.get()));
 }
 
-std::vector<std::uint8_t> ZKBankDoc::ChangedMap() const {
-  std::vector<std::uint8_t> map;
+std::vector<std::uint8_t> ZKBankDoc::ChangedPatches() const {
+  std::vector<std::uint8_t> changed;
   for (int patch = 0; patch < PatchCount(); ++patch) {
-    if (!DiffersFromInstrument(patch)) continue;
-    map.resize(ChangedMapSize(PatchCount()));
-    SetMapBit(map.data(), static_cast<std::uint32_t>(map.size()), static_cast<std::uint32_t>(patch), true);
+    if (!states_.DiffersFromInstrument(patch)) continue;
+    changed.resize(static_cast<std::size_t>(PatchCount()));
+    changed[static_cast<std::size_t>(patch)] = 1;
   }
-  return map;
+  return changed;
 }
 
 std::string ZKBankDoc::Title() const {
@@ -149,6 +164,14 @@ bool ZKBankDoc::IsDamaged(int patch) const {
   return MarkedDamaged(*dataFile_, patch) || (PatchCount() == 1 && MarkedDamaged(*dataFile_, -1));
 }
 
+bool ZKBankDoc::DiffersFromInstrument(int patch) const {
+  return states_.DiffersFromInstrument(patch) || IsOneOf(rest().notSent, patch);
+}
+
+bool ZKBankDoc::IsAwaited(int patch) const {
+  return IsOneOf(rest().notReceived, patch);
+}
+
 int ZKBankDoc::CountDifferent(bool fromInstrument) const {
   int count = 0;
   for (int patch = 0; patch < PatchCount(); ++patch)
@@ -165,10 +188,27 @@ std::uint32_t ZKBankDoc::NameLength() const {
 }
 
 std::string ZKBankDoc::ReadOnlyReason() const {
-  if (IsBusy()) return BusyReason();
+  return IsBusy() ? BusyReason() : LayoutProblem();
+}
+
+const std::string& ZKBankDoc::LayoutProblem() const {
+  static_assert(std::is_trivially_copyable_v<Synth>);
+  if (!dataFile_->synth) {
+    judged_.reset();
+    layoutProblem_ = "This data cannot be edited: " + LayoutOf(*dataFile_).problem + ".";
+    return layoutProblem_;
+  }
+  // Every item of a view asks; the answer changes with the descriptor and the size only.
+  if (judged_ && judgedSize_ == dataFile_->bodySize && std::memcmp(&*judged_, dataFile_->synth, sizeof(Synth)) == 0)
+    return layoutProblem_;
+  judged_ = *dataFile_->synth;
+  judgedSize_ = dataFile_->bodySize;
   const auto layout = LayoutOf(*dataFile_);
-  if (!layout.editable) return "This data cannot be edited: " + layout.problem;
-  return {};
+  if (!layout.editable)
+    layoutProblem_ = "This data cannot be edited: " + layout.problem + ".";
+  else  // the places of a bank are what its commands work on
+    layoutProblem_ = layout.numVoices > 1 ? BankSlots(*dataFile_).Refusal() : std::string();
+  return layoutProblem_;
 }
 
 RenameResult ZKBankDoc::Rename(int patch, const std::string& name) {
@@ -229,6 +269,14 @@ bool ZKBankDoc::EndBackup() {
   return changed;
 }
 
+void ZKBankDoc::KeepUndo(bool keep) {
+  if (keepsUndo_ == keep) return;
+  keepsUndo_ = keep;
+  if (keep || history().IsOpen()) return;
+  DeleteBackups();
+  Tell(DocumentChange::Kind::State);
+}
+
 void ZKBankDoc::BeginReceive(const std::string& description) {
   soundsBefore_.clear();
   for (int patch = 0; patch < PatchCount(); ++patch) soundsBefore_.push_back(states_.Sound(patch));
@@ -236,21 +284,38 @@ void ZKBankDoc::BeginReceive(const std::string& description) {
   SetBusy(true);
 }
 
-bool ZKBankDoc::EndReceive(bool all) {
-  const bool changed = EndBackup();
+void ZKBankDoc::BeginReceiveRest(const std::string& description) {
+  BeginReceive(description);
+  rest_.PutSetAside(dataFile_.get());
+}
+
+bool ZKBankDoc::EndReceive(bool all, const std::vector<std::uint8_t>& patches) {
+  const bool changed = receiveChanged_ = EndBackup();
   SetBusy(false);
   states_.Read(*dataFile_);
   if (changed) original_.reset(DupForUser(dataFile_.get()));
   states_.InstrumentHolds([&](std::size_t patch) {
-    return all || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
+    const bool came = all && (patches.empty() || (patch < patches.size() && patches[patch] != 0));
+    return came || patch >= soundsBefore_.size() || soundsBefore_[patch] != states_.Sound(static_cast<int>(patch));
   });
   Tell(DocumentChange::Kind::Everything);
   return changed;
 }
 
 void ZKBankDoc::WasSent(const std::vector<std::uint8_t>& patches) {
+  states_.Read(*dataFile_);  // sending has made its checksums
   states_.InstrumentHolds(
       [&](std::size_t patch) { return patches.empty() || (patch < patches.size() && patches[patch] != 0); });
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::InstrumentHolds(const DataFile& held) {
+  const DataFilePtr copy(DupForUser(&held));
+  if (!copy) return;
+  // Separate names are not the instrument's.
+  if (dataFile_->voiceNames && AllocChunk(&copy->voiceNames, &copy->voiceNamesSize, dataFile_->voiceNamesSize))
+    std::copy_n(dataFile_->voiceNames, dataFile_->voiceNamesSize, copy->voiceNames);
+  states_.InstrumentHolds(*copy);
   Tell(DocumentChange::Kind::Everything);
 }
 
@@ -272,11 +337,14 @@ Result ZKBankDoc::Load(const std::string& path, DataFilePtr* dataFile) {
 
 Result ZKBankDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::string& path) {
   DataFilePtr read;
-  if (Result result = ReadDataFile(bytes, path, &read); !result.ok()) return result;
+  std::string notice;
+  if (Result result = ReadDataFile(bytes, path, &read, &notice); !result.ok()) return result;
   // Every buffer is taken over while the record itself, which others may point to, stays where it is.
   std::swap(*dataFile_, *read);
-  SetLoadNotice(MissingSentence(path, bytes));
-  TakenOver(ChangedMapIn(bytes, PatchCount()));
+  SetLoadNotice(notice);
+  FileMarks marks = FileMarksIn(bytes, PatchCount());
+  TakenOver(marks.changed);
+  rest_.Set(std::move(marks.rest));
   return Result::Success();
 }
 
@@ -288,11 +356,37 @@ std::string ZKBankDoc::CannotWrite(const std::string& path, const std::string& r
   return "The file " + path + " could not be written; the former file was left as it is.  " + reason;
 }
 
+void ZKBankDoc::GetEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  const bool taken = result.ok || result.changed || receiveChanged_;
+  rest_.GetEnded(*dataFile_, patches, result, taken, receiveChanged_);
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::SendEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  rest_.SendEnded(*dataFile_, patches, result);
+  if (result.ok) return WasSent(patches);
+  if (result.sent.empty()) return Tell(DocumentChange::Kind::Everything);
+  std::vector<std::uint8_t> sent(static_cast<std::size_t>(PatchCount()));
+  for (const int patch : result.sent)
+    if (patch >= 0 && patch < PatchCount()) sent[static_cast<std::size_t>(patch)] = 1;
+  WasSent(sent);
+}
+
+void ZKBankDoc::NoteLeft(const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  rest_.SendEnded(*dataFile_, patches, result);
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::SetRest(TransferRest rest) {
+  rest_.Set(std::move(rest));
+  Tell(DocumentChange::Kind::Everything);
+}
+
 Result ZKBankDoc::WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) {
   const bool written = path.empty() ? DiskWriteForm(bytes, *dataFile_) : DiskWriteFormAs(bytes, *dataFile_, path);
   if (written) {
     states_.Read(*dataFile_);
-    AddChangedMap(bytes, ChangedMap());
+    AddFileMarks(bytes, {ChangedPatches(), rest()}, PatchCount());
     return Result::Success();
   }
   return Result::Failure(dataFile_->synth ? kTooLargeToWrite : "There is no data that could be written.",

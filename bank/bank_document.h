@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "bank/bank_rest.h"
 #include "bank/patch_states.h"
 #include "data/data_records.h"
 #include "data/patch_names.h"
@@ -67,7 +69,9 @@ class ZKBankDoc : public Document {
   bool IsDamaged(int patch) const;
   // The patch is not as the document's file has it (never without a file), or was changed since it came or was sent.
   bool DiffersFromFile(int patch) const { return states_.DiffersFromFile(patch); }
-  bool DiffersFromInstrument(int patch) const { return states_.DiffersFromInstrument(patch); }
+  bool DiffersFromInstrument(int patch) const;
+  // The patch was asked for, and did not come.
+  bool IsAwaited(int patch) const;
   int CountDifferent(bool fromInstrument) const;
   // A patch of its own is asked for and sent, without the whole bank.
   bool PatchesGoAlone() const { return synth().isBank != 0 && synth().patchByPatch != 0; }
@@ -100,16 +104,32 @@ class ZKBankDoc : public Document {
   void CreateBackup(const std::string& description);
   bool EndBackup();
   void DeleteBackups() { history().Clear(); }
+  // Without, no change can be taken back, and none takes memory; kept from the start.
+  void KeepUndo(bool keep);
   bool CmEditUndo() { return Undo().ok(); }
   bool CmEditRedo() { return Redo().ok(); }
 
   // To be called around a receive into dataFile(): what it changed is one entry of the history.
   void BeginReceive(const std::string& description = "Get from Instrument");
+  // The same for a Get that goes on where another one ended: of what ToGet gives.
+  void BeginReceiveRest(const std::string& description);
+  const std::vector<std::uint8_t>& ToGet() const { return rest_.ToGet(); }
   // Tells the listeners; returns true when the data differs from what it was before.  `all`: everything that was asked
-  // for came; the instrument holds it, else only what has changed since BeginReceive.
-  bool EndReceive(bool all = false);
+  // for (`patches`: one value a patch; empty: all of them) came; the instrument holds it, else only what has changed
+  // since BeginReceive.
+  bool EndReceive(bool all = false, const std::vector<std::uint8_t>& patches = {});
   // The instrument has taken these patches: one value a patch, empty: all of them.
   void WasSent(const std::vector<std::uint8_t>& patches);
+  // How a transfer of these patches (one value a patch, empty: all) ended: what is left of it is known from then on,
+  // and saved with the data.  Of a Get, behind EndReceive; of a send, instead of WasSent.
+  void GetEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result);
+  void SendEnded(const std::vector<std::uint8_t>& patches, const DeskResult& result);
+  // Only what is left of it.
+  void NoteLeft(const std::vector<std::uint8_t>& patches, const DeskResult& result);
+  const TransferRest& rest() const { return rest_.now(); }
+  void SetRest(TransferRest rest);
+  // The instrument holds what `held`, of the same type, has of its patches that hold something.
+  void InstrumentHolds(const DataFile& held);
   // The data came from elsewhere and no file holds it.
   using Document::MarkChanged;
   // Patches of a running receive are in place.
@@ -126,15 +146,24 @@ class ZKBankDoc : public Document {
   // Why nothing can be written beside this patch; empty: it can.
   std::string TextRefusal(int patch) const;
 
-  // The data is the original; the instrument holds it but for the patches of this map.
-  void TakenOver(std::span<const std::uint8_t> changed);
-  // Bits of the patches that differ from the instrument; empty: none.
-  std::vector<std::uint8_t> ChangedMap() const;
+  // The data is the original; the instrument holds it but for these patches.
+  void TakenOver(const std::vector<std::uint8_t>& changed);
+  // The patches that differ from the instrument; empty: none.
+  std::vector<std::uint8_t> ChangedPatches() const;
+
+  // Why the descriptor lets nothing be edited; empty: it does.
+  const std::string& LayoutProblem() const;
 
   DataFilePtr dataFile_, original_;
+  mutable std::optional<Synth> judged_;  // by LayoutProblem, with judgedSize_
+  mutable std::size_t judgedSize_ = 0;
+  mutable std::string layoutProblem_;
   DataFileTarget target_;
   PatchStates states_;
+  BankRest rest_;
+  bool keepsUndo_ = true;
   std::vector<std::uint64_t> soundsBefore_;  // of a receive
+  bool receiveChanged_ = false;              // the last
 };
 
 }  // namespace tonalith

@@ -60,6 +60,16 @@ void PatchStates::InstrumentHolds(const std::function<bool(std::size_t)>& which)
     if (!which || which(patch)) instrument_[patch] = now_[patch].sound;
 }
 
+void PatchStates::InstrumentHolds(const DataFile& held) {
+  PatchStates there;
+  there.Read(held);
+  if (there.now_.size() != now_.size()) return;
+  instrument_.resize(now_.size());
+  for (std::size_t patch = 0; patch < now_.size(); ++patch)
+    if (!MapBit(held.emptyMap, held.emptyMapSize, static_cast<std::uint32_t>(patch)))
+      instrument_[patch] = there.now_[patch].sound;
+}
+
 bool PatchStates::DiffersFromFile(int patch) const {
   if (!Has(now_.size(), patch) || file_.empty()) return false;
   return !Has(file_.size(), patch) || now_[static_cast<std::size_t>(patch)] != file_[static_cast<std::size_t>(patch)];

@@ -19,6 +19,9 @@ class PatchStates {
   // The instrument holds these patches as they were read last; null: all.
   void InstrumentHolds(const std::function<bool(std::size_t patch)>& which = {});
 
+  // The instrument holds what other data of the same form has; patches that are undefined there stay as they are.
+  void InstrumentHolds(const DataFile& held);
+
   // Without a file nothing counts as changed.
   bool DiffersFromFile(int patch) const;
   // What was not changed since it came from a file or the instrument, or was sent there, does not differ.

@@ -4,6 +4,7 @@
 
 #include "chart/area_player.h"
 #include "chart/chart_player.h"
+#include "chart/coded_player.h"
 #include "chart/exchange_player.h"
 #include "chart/inner_sum.h"
 #include "data/checksums.h"
@@ -23,8 +24,20 @@ bool HasMovingSum(const ChartType& type) {
   return std::any_of(type.section->entries.begin(), type.section->entries.end(), [&](const ChartEntry& entry) {
     if (entry.key != "inner sum") return false;
     const auto sum = ReadInnerSum(entry, &ignored);
-    return !sum || !sum->fixed;
+    return !sum || (!sum->fixed && sum->kind != kAdditiveSoundsSum);
   });
+}
+
+// Makes what begins at `start` a sound of two sources without kits: the smallest there is.
+void OneAdditiveSound(std::span<std::uint8_t> image, std::int64_t start) {
+  constexpr std::size_t kSources = 51, kCommon = 82, kSourceBytes = 86, kWave = 28;
+  constexpr std::uint8_t kFewest = 2;
+  const auto at = static_cast<std::size_t>(std::max<std::int64_t>(start, 0));
+  const auto put = [&](std::size_t place, std::uint8_t byte) {
+    if (place < image.size()) image[place] = byte;
+  };
+  put(at + kSources, kFewest);
+  for (std::size_t source = 0; source < kFewest; ++source) put(at + kCommon + source * kSourceBytes + kWave, 0);
 }
 
 }  // namespace
@@ -40,6 +53,8 @@ std::unique_ptr<ChartPeer> ChartPeer::Make(const ChartInstrument& chart, const C
     *obstacle = "one of its messages holds no data";
   } else if (HasMovingSum(type)) {
     *obstacle = "where the checksum inside its data stands depends on the data";
+  } else if (CodedPlayer::IsFor(type)) {
+    return CodedPlayer::Make(chart, type, device, obstacle);
   } else if (type.exchange && !type.dump.empty()) {
     return ExchangePlayer::Make(chart, type, device, obstacle);
   } else if (type.exchange) {
@@ -79,6 +94,7 @@ void ChartPeer::StoreInnerSums(ChartData* data) const {
     const auto sum = entry.key == "inner sum" ? ReadInnerSum(entry, &ignored) : std::nullopt;
     if (!sum) continue;
     std::vector<std::uint8_t> image = ChartPeer::Image(0, *data);
+    if (sum->kind == kAdditiveSoundsSum) OneAdditiveSound(image, sum->start);
     for (std::int64_t i = 0; i < sum->times; ++i)
       CSum(image, 0, sum->kind, sum->start + i * sum->step, sum->count, sum->offset + i * sum->step);
     *data = ChartPeer::DataOf(image);

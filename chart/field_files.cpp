@@ -4,10 +4,12 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <utility>
 
 #include "chart/chart_spelling.h"
 #include "chart/instrument.h"
 #include "chart/panel.h"
+#include "chart/panel_binding.h"
 #include "chart/panel_layout.h"
 #include "chart/parameters.h"
 #include "chart/references.h"
@@ -38,8 +40,9 @@ struct BuiltType {
     const Synth& s = synth();
     const auto body = BodySpan(*data);
     const bool plain = s.storageFormat == 0 && !body.empty() && body[0] == kSysExStart;
-    const std::uint32_t bytes = s.voiceBytes ? +s.voiceBytes : +s.voiceSize;
-    return {s.optionBits & kExactSize ? bytes : 0, plain};
+    std::uint32_t bytes = s.voiceBytes ? +s.voiceBytes : +s.voiceSize;
+    if (!names.pieces.empty()) bytes = names.pieces.back().first + names.pieces.back().bytes;
+    return {s.optionBits & kExactSize ? bytes : 0, plain, names.pieces};
   }
 };
 
@@ -118,9 +121,9 @@ class FieldFiles {
       ChartProblems again(problems_.file());
       ParameterData data = type->Data();
       if (!whole) data.patchBytes = 0;
-      if (whole && type->names.bytes) data.patchBytes = type->names.bytes;
       ParameterTable table = ReadParameters(section, data, lists_, said_.insert(&section).second ? &problems_ : &again);
       Defaults(*type, &table);
+      if (whole) TellApart(section, *type, table);
       if (!whole) {
         const std::string part = ReplaceAll(section.name.substr(slash + kPart.size()), "\\", " ");
         File("Parameters.ID" + std::to_string(type->synth().driverId) + "." + part + ".tsv", ParameterTableText(table));
@@ -130,6 +133,39 @@ class FieldFiles {
       type->rows = &section;
       type->own = true;
     }
+  }
+
+  // Parameters that are changed with the same message, the first of them.
+  void TellApart(const ChartSection& section, const BuiltType& type, const ParameterTable& table) {
+    if (!told_.insert(&section).second) return;
+    const PanelData data{type.synth().headerSize, DeviceLetter(), SumKind(type.names.section)};
+    std::multimap<std::string, std::pair<const Parameter*, ChangeShape>> known;
+    for (const Parameter& parameter : table.parameters) {
+      // The values of one controller may mean several.
+      if (parameter.change < 0 || parameter.number.starts_with("CC ")) continue;
+      const ChangeShape shape =
+          ShapeOfChange(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data);
+      const auto [begin, end] = known.equal_range(shape.message);
+      const auto other = std::find_if(begin, end, [&](const auto& one) {
+        const ParameterCondition* when = table.ConditionOf(parameter);
+        const ParameterCondition* otherwise = table.ConditionOf(*one.second.first);
+        return shape.Confuses(one.second.second) && !(when && otherwise && when->Excludes(*otherwise));
+      });
+      if (other != end) return Confused(section, parameter.name, other->second.first->name);
+      known.emplace(shape.message, std::pair(&parameter, shape));
+    }
+  }
+
+  void Confused(const ChartSection& section, const std::string& one, const std::string& other) {
+    const ChartCell* row = RowOf(one, section.name, section.name);
+    const ChartCell* before = RowOf(other, section.name, section.name);
+    if (!row) return;
+    problems_.Add(row->at, row->text, "\"" + one + "\" is changed with the same message as \"" + other + "\"",
+                  "number, offset or part in the message tell them apart");
+    if (before && before != row)
+      problems_.Add(
+          before->at, before->text,
+          "this is the other one: line " + std::to_string(row->at.line) + " is changed with the same message");
   }
 
   void Panel(const ChartSection& section) {
@@ -189,7 +225,7 @@ class FieldFiles {
     if (!patch || !patch->own) return;
     const auto alike = [bank](const BuiltType& other) {
       return other.own && other.Data().sevenBit == bank->Data().sevenBit &&
-             other.Data().patchBytes == bank->Data().patchBytes;
+             other.Data().patchBytes == bank->Data().patchBytes && other.Data().pieces == bank->Data().pieces;
     };
     const BuiltType* found = alike(*patch) ? patch : nullptr;
     for (const BuiltType& other : types_)
@@ -225,8 +261,8 @@ class FieldFiles {
                        [&](const Parameter& parameter) { return parameter.name == name; });
   }
 
-  // A parameter that only one of two sections has, at its row.
-  void Unpaired(const std::string& name, const std::string& bank, const std::string& patch) {
+  // The row of a parameter in one of two sections; null without one.
+  const ChartCell* RowOf(const std::string& name, const std::string& bank, const std::string& patch) const {
     constexpr std::size_t kNameCell = 1;
     const ChartCell* row = nullptr;
     for (const ChartSection& section : chart_.sections) {
@@ -237,6 +273,12 @@ class FieldFiles {
             (!row || one.cells[kNameCell].text.size() > row->text.size()))
           row = &one.cells[kNameCell];
     }
+    return row;
+  }
+
+  // A parameter that only one of two sections has, at its row.
+  void Unpaired(const std::string& name, const std::string& bank, const std::string& patch) {
+    const ChartCell* row = RowOf(name, bank, patch);
     if (row)
       problems_.Add(row->at, row->text, "only one of \"" + bank + "\" and \"" + patch + "\" has this parameter",
                     "the same names in both sections");
@@ -256,7 +298,8 @@ class FieldFiles {
       File(ReferenceMatrixName(type->synth().driverId), ReferenceMatrixText(matrix));
       // A bank of such patches refers in the same way.
       for (const BuiltType& bank : types_)
-        if (Held(bank) == type && bank.Data().patchBytes == type->Data().patchBytes)
+        if (Held(bank) == type && bank.Data().patchBytes == type->Data().patchBytes &&
+            bank.Data().pieces == type->Data().pieces)
           File(ReferenceMatrixName(bank.synth().driverId), ReferenceMatrixText(matrix));
     }
   }
@@ -267,7 +310,7 @@ class FieldFiles {
   std::string folder_;
   std::vector<BuiltType> types_;
   std::vector<ChartEntry> lists_;
-  std::set<const ChartSection*> said_;
+  std::set<const ChartSection*> said_, told_;
 };
 
 }  // namespace

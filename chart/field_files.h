@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "chart/chart_text.h"
+#include "parameters/patch_bytes.h"
 #include "studio/module.h"
 
 namespace tonalith {
@@ -18,10 +19,10 @@ namespace tonalith {
 
 // A data type of the chart, in the order of the drivers.
 struct FieldTypeNames {
-  std::string section;      // NAME of its [data NAME]
-  std::string name;         // its own; differs where a section makes several
-  std::string holds;        // NAME of the patches of a bank, or nothing
-  std::uint32_t bytes = 0;  // that places of parameters may lie in; 0: all of the patch
+  std::string section;                  // NAME of its [data NAME]
+  std::string name;                     // its own; differs where a section makes several
+  std::string holds;                    // NAME of the patches of a bank, or nothing
+  std::vector<PatchPiece> pieces = {};  // of the patch, when it is not all packed alike
 };
 
 // Adds the files to `module`, which was built of the same chart: its drivers are those of `types`.  Mistakes go to

@@ -9,6 +9,7 @@
 #include "chart/chart_spelling.h"
 #include "chart/chart_variant.h"
 #include "chart/instrument.h"
+#include "chart/patch_pieces.h"
 #include "chart/type_lines.h"
 #include "data/hex_text.h"
 #include "platform/atomic_file.h"
@@ -268,7 +269,7 @@ ChartModule ModuleOfChart(std::string_view text, ChartProblems* problems, const 
   const ChartInstrument instrument = ReadChartInstrument(chart, problems);
   AddFile("module.ini", HeaderWriter(instrument, problems).Write(), &module);
   for (const ChartType& type : instrument.types) {
-    module.types.push_back({type.section->name, type.name, type.holds, BytesOfPlaces(type)});
+    module.types.push_back({type.section->name, type.name, type.holds, PatchPiecesOf(type)});
     AddFile(type.fileName + ".descriptor", DescriptorOf(instrument, type, problems), &module);
   }
   for (const ChartSection& section : chart.sections) {

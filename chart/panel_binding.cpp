@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "chart/panel_guard.h"
+#include "chart/panel_macros.h"
 #include "platform/text.h"
 #include "script/compiler.h"
 
@@ -53,10 +55,10 @@ struct ChangeByte {
 };
 
 // Numbers of a row: "13", or hexadecimal bytes.
-std::vector<std::int64_t> NumbersOf(const std::string& number) {
+std::vector<std::int64_t> NumbersOf(const std::string& number, bool hex) {
   std::vector<std::int64_t> numbers;
-  if (number.starts_with("CC ")) return NumbersOf(number.substr(3));
-  const auto plain = ParseInteger(number);
+  if (number.starts_with("CC ")) return NumbersOf(number.substr(3), hex);
+  const auto plain = hex ? std::nullopt : ParseInteger(number);
   if (plain && number.find(' ') == std::string::npos) return {*plain};
   for (const std::string& word : SplitText(number, ' '))
     if (IsHexByte(word)) numbers.push_back(*ParseInteger("0x" + word));
@@ -99,7 +101,19 @@ class ChangeReader {
       const auto more = ParseInteger(name);
       if (more) return Fixed(base + *more);
     }
-    if (name == "number" || name == "offset") return Numbers(name == "offset", base);
+    constexpr std::string_view kHexNumber = "number-hex";
+    hex_ = name == kHexNumber;
+    if (hex_) name = "number";
+    // `2-1`: the value of a repeat less a number
+    const std::size_t minus = name.find('-');
+    const auto whole = ParseInteger(name.substr(0, minus));
+    const auto less = minus == std::string::npos ? std::nullopt : ParseInteger(name.substr(minus + 1));
+    if (whole && less && *less >= 0 && !base) return Fixed(*whole - *less);
+    // `offset-16`: counted from there
+    constexpr std::string_view kFrom = "offset-";
+    const auto from = name.starts_with(kFrom) ? ParseInteger(name.substr(kFrom.size())) : std::nullopt;
+    if (from) return Numbers(true, base, *from);
+    if (name == "number" || name == "offset") return Numbers(name == "offset", base, 0);
     if (base) return false;
     if (name == "<") {
       sumFrom = bytes.size();
@@ -141,10 +155,10 @@ class ChangeReader {
     return true;
   }
 
-  bool Numbers(bool offset, std::int64_t base) {
-    const auto numbers =
-        offset ? std::vector<std::int64_t>{parameter_.place.bits.back().byte} : NumbersOf(parameter_.number);
-    if (numbers.empty()) return false;
+  bool Numbers(bool offset, std::int64_t base, std::int64_t from) {
+    const auto numbers = offset ? std::vector<std::int64_t>{parameter_.place.bits.back().byte - from}
+                                : NumbersOf(parameter_.number, hex_);
+    if (numbers.empty() || numbers[0] < 0) return false;
     if (const char half = Half()) return Fixed(base + (numbers[0] >> (half == 'h' ? 7 : 0) & kSeptet));
     if (base && numbers.size() != 1) return false;
     for (const std::int64_t number : numbers)
@@ -168,31 +182,31 @@ class ChangeReader {
   const PanelData& data_;
   std::vector<std::string> words_;
   std::size_t at_ = 0;
+  bool hex_ = false;  // the number cell is hexadecimal
 };
 
 }  // namespace
 
-std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\nMW = 0\n";
-  int at = 0;
-  for (const FieldBits& part : place.bits) {
-    text += "FR Y " + N(part.byte) + "\nMY > " + N(part.bit) + "\nMY & " + N((1 << part.width) - 1) + "\nMY < " +
-            N(at) + "\nMW | Y\n";
-    at += part.width;
-  }
-  return text + "RET W\n]";
+std::string RetrieveMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  // A sign has no value to spare for what is not there.
+  const bool spare = condition && !place.isSigned;
+  const std::string before = spare ? "MW = 0\nMW - " + N(-kNotThere) + "\nRET W\n" + guard.begin : std::string();
+  return "GP " + N(data.headerSize) + "\n" + before + ReadBitsText(place.bits) + "RET W\n" + (spare ? guard.end : "") +
+         "]";
 }
 
-std::string StoreMacroText(const FieldPlace& place, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\n";
+std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
   int at = 0;
-  for (const FieldBits& part : place.bits) {
+  for (const MacroBits& part : MacroBitsOf(place.bits)) {
     const int mask = ((1 << part.width) - 1) << part.bit;
-    text += "MW @ X\nMW > " + N(at) + "\nMW & " + N((1 << part.width) - 1) + "\nMW < " + N(part.bit) + "\nFR Y " +
-            N(part.byte) + "\nMY & " + N(0xFFFF & ~mask) + "\nMY | W\nFS Y " + N(part.byte) + "\n";
+    text += "MW @ X\nMW > " + N(at) + "\nMW & " + N((1 << part.width) - 1) + "\nMW < " + N(part.bit) + "\n" +
+            ReadByteText(part) + "MY & " + N(0xFFFF & ~mask) + "\nMY | W\n" + WriteByteText(part);
     at += part.width;
   }
-  return text + "]";
+  return text + guard.end + "]";
 }
 
 namespace {
@@ -214,6 +228,14 @@ std::vector<std::string> MessagesOf(const std::string& change) {
   return messages;
 }
 
+// Y becomes a byte of the patch.
+std::string PatchByteText(const Parameter& parameter, std::uint32_t byte) {
+  constexpr std::uint8_t kWhole = 8;
+  for (const FieldBits& part : parameter.place.bits)
+    if (part.piece.Holds(byte)) return ReadBitsText({{byte, 0, kWhole, part.piece}}) + "MY @ W\n";
+  return "FR Y " + N(byte) + "\n";
+}
+
 std::string MessageText(const Parameter& parameter, const std::string& change, const PanelData& data) {
   ChangeReader reader(parameter, data);
   if (!reader.Read(change)) return {};
@@ -230,7 +252,7 @@ std::string MessageText(const Parameter& parameter, const std::string& change, c
                 N(static_cast<std::int64_t>(reader.sumFrom)) + " " + N(static_cast<std::int64_t>(i - reader.sumFrom)) +
                 " " + place + "\n";
     if (byte.source != ChangeByte::Source::kValue && byte.source != ChangeByte::Source::kByte) continue;
-    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : "FR Y " + N(byte.byte) + "\n";
+    stores += byte.source == ChangeByte::Source::kValue ? "MY @ X\n" : PatchByteText(parameter, byte.byte);
     stores += "MY > " + N(byte.shift) + "\nMY & " + N(byte.mask) + "\nF Y " + place + "\n";
   }
   return "C " + N(device) + "\nS " + count + " {" + message + " }\n" + stores + "T " + count + "\n";
@@ -238,14 +260,30 @@ std::string MessageText(const Parameter& parameter, const std::string& change, c
 
 }  // namespace
 
-std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data) {
-  std::string text = "GP " + N(data.headerSize) + "\n";
+std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data,
+                              const ParameterCondition* condition) {
+  const PanelGuard guard = GuardOf(condition);
+  std::string text = "GP " + N(data.headerSize) + "\n" + guard.begin;
   for (const std::string& message : MessagesOf(change)) {
     const std::string part = MessageText(parameter, message, data);
     if (part.empty()) return {};
     text += part;
   }
-  return text + "]";
+  return text + guard.end + "]";
+}
+
+ChangeShape ShapeOfChange(const Parameter& parameter, const std::string& change, const PanelData& data) {
+  ChangeShape shape;
+  for (const std::string& message : MessagesOf(change)) {
+    ChangeReader reader(parameter, data);
+    if (!reader.Read(message)) return {};
+    for (const ChangeByte& byte : reader.bytes) {
+      const bool fixed = byte.source == ChangeByte::Source::kFixed;
+      shape.message += fixed ? Printf(" %02X", static_cast<unsigned>(byte.fixed)) : " ??";
+      if (byte.source == ChangeByte::Source::kByte) shape.bytes.push_back(byte.byte);
+    }
+  }
+  return shape;
 }
 
 TemplateValues NoBinding() {
@@ -266,7 +304,8 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
   binding.Set("Default", parameter.defaultValue + place.bias);
   binding.Set("Retrieve Offset", std::int64_t{first.byte});
   binding.Set("Store Offset", std::int64_t{first.byte});
-  if (place.bits.size() == 1) {
+  const ParameterCondition* condition = table.ConditionOf(parameter);
+  if (place.bits.size() == 1 && !first.piece.bytes && !condition) {
     const int whole = table.sevenBit ? kByteBits - 1 : kByteBits;
     if (first.bit > 0 || first.width < whole) {
       binding.Set("Bitmask", std::int64_t{((1 << first.width) - 1) << first.bit});
@@ -274,15 +313,16 @@ TemplateValues BindParameter(const Parameter& parameter, const ParameterTable& t
     }
   } else {
     binding.Set("Use Retrieve Macro", 1);
-    binding.Set("Retrieve Macro", Compiled(RetrieveMacroText(place, data)));
+    binding.Set("Retrieve Macro", Compiled(RetrieveMacroText(place, data, condition)));
     binding.Set("Use Store Macro", 1);
-    binding.Set("Store Macro", Compiled(StoreMacroText(place, data)));
+    binding.Set("Store Macro", Compiled(StoreMacroText(place, data, condition)));
   }
   if (place.isSigned) binding.Set("Convert", ConvertOf(place.width()).value_or(0));
   const std::string transmit =
       parameter.change < 0
           ? std::string()
-          : Compiled(TransmitMacroText(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data));
+          : Compiled(TransmitMacroText(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data,
+                                       condition));
   binding.Set("Transmit", transmit);
   binding.Set("Comm Mode", std::int64_t{transmit.empty() ? kBulkTransmit : kUseMacro});
   return binding;

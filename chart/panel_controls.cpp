@@ -18,6 +18,7 @@ constexpr int kLeft = 0, kCenter = 2;
 constexpr std::int64_t kMostTexts = 512;  // a list of values stands for a display that no number style has
 constexpr int kTwoTexts = 8;              // "Toggle Style"
 constexpr int kNoteStyle = 3;
+constexpr char kOutside[] = "---";  // also where a parameter is not there
 constexpr int kCenterPosition = 8;  // "Center | VCenter"
 
 TemplateTag TagOf(PanelControl control) {
@@ -123,6 +124,7 @@ void PanelControls::StringList(const PanelRect& rect, std::size_t parameter, std
   record.own.Set("String Offset", -(p.range.min + p.place.bias));
   record.own.Set("Read from Ini", std::int64_t{ListOf(texts)} + 1);
   record.own.Set("Number of Chars", static_cast<std::int64_t>(LongestText(parameter)));
+  if (table_.ConditionOf(p)) record.own.Set("Out of Range", kOutside);
 }
 
 void PanelControls::Edit(const PanelRect& rect, std::size_t parameter, PanelControl control) {
@@ -164,6 +166,7 @@ void PanelControls::Value(const PanelRect& rect, std::size_t parameter) {
       const std::string& unit = p.display->unit();
       if (!unit.empty()) record.own.Set("Append Text", Utf8ToCp1252(unit == "%" ? unit : " " + unit));
     }
+    if (table_.ConditionOf(p)) record.own.Set("Out of Range", kOutside);
   }
   ControlRecord& record = controls_.back();
   record.head.name = Utf8ToCp1252(p.name).substr(0, 255);

@@ -46,7 +46,7 @@ struct Fold {
 
 bool SameForm(const FoldRow& a, const FoldRow& b) {
   if (a.pieces.size() != b.pieces.size() || a.range != b.range || a.shown != b.shown || a.comment != b.comment ||
-      a.count.has_value() != b.count.has_value())
+      a.when != b.when || a.count.has_value() != b.count.has_value())
     return false;
   for (std::size_t i = 0; i < a.pieces.size(); ++i)
     if (a.pieces[i].form != b.pieces[i].form) return false;
@@ -147,7 +147,7 @@ std::string Step(std::int64_t step, bool hex) {
 struct Printed {
   bool plain = true;  // a row with cells, else a line as it is
   std::vector<std::string> cells;
-  std::string comment;
+  std::string comment, when;
 };
 
 void Print(const std::vector<FoldRow>& rows, bool relative, bool hex, std::size_t depth, std::vector<Printed>* out) {
@@ -157,16 +157,16 @@ void Print(const std::vector<FoldRow>& rows, bool relative, bool hex, std::size_
     const auto fold = depth < kDeepest ? FoldAt(rows, i, used) : std::nullopt;
     if (!fold) {
       const FoldRow& row = rows[i];
-      out->push_back({true, {Place(row, relative), row.name, row.range, row.shown, row.number}, row.comment});
+      out->push_back({true, {Place(row, relative), row.name, row.range, row.shown, row.number}, row.comment, row.when});
       continue;
     }
     for (const std::size_t member : fold->members) used[member] = true;
     std::string head = "repeat " + fold->word + " in " + Values(fold->values) + " from " + (relative ? "+" : "") +
                        std::to_string(fold->base) + " step " + std::to_string(fold->step);
     if (fold->numbersStep.value_or(0) != 0) head += " numbers step " + Step(*fold->numbersStep, hex);
-    out->push_back({false, {head}, {}});
+    out->push_back({false, {head}, {}, {}});
     Print(fold->rows, true, hex, depth + 1, out);
-    out->push_back({false, {"end"}, {}});
+    out->push_back({false, {"end"}, {}, {}});
   }
 }
 
@@ -189,6 +189,7 @@ std::vector<std::string> FoldedRows(const std::vector<FoldRow>& rows, bool hex) 
       if (width < widths[i - 1]) text.append(widths[i - 1] - width, ' ');
       text += " | " + line.cells[i];
     }
+    if (!line.when.empty()) text += "  when = " + line.when;
     if (!line.comment.empty()) text += "   # " + line.comment;
     lines.push_back(std::move(text));
   }

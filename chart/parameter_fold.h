@@ -15,7 +15,7 @@ struct FoldRow {
     std::string form;
   };
   std::vector<Piece> pieces;
-  std::string name, range, shown, number, comment;
+  std::string name, range, shown, number, comment, when;
   std::optional<std::int64_t> count;  // the number cell as a number
 };
 

@@ -209,6 +209,10 @@ class Importer {
     }
     row.number = sheet.Cell({"number", "change_number"});
     row.count = ParseInteger(row.number);
+    row.when = sheet.Cell({"when"});
+    ParameterCondition condition;
+    if (const auto fault = row.when.empty() ? std::nullopt : ParseParameterCondition(row.when, false, {}, &condition))
+      return fault->text + " (\"" + row.when + "\").";
     const std::string data = sheet.Cell({"data", "block"});
     const auto section =
         std::find_if(sections_.begin(), sections_.end(), [&](const auto& s) { return s.first == data; });

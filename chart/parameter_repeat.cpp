@@ -135,6 +135,31 @@ std::string ParameterRepeat::Prefix(std::size_t index) const {
   return word + (small ? " " : "") + values[index];
 }
 
+std::optional<std::size_t> PlaceOfPart(std::string_view change) {
+  const std::string padded = std::string(change) + " ";
+  for (std::size_t at = padded.find(kPartWord); at != std::string::npos; at = padded.find(kPartWord, at + 1)) {
+    const bool begins = at == 0 || padded[at - 1] == ' ' || padded[at - 1] == '+';
+    if (begins && padded[at + kPartWord.size()] == ' ') return at;
+  }
+  return std::nullopt;
+}
+
+std::string ChangeInPart(const std::string& change, std::size_t part, std::int64_t from) {
+  constexpr std::string_view kOffset = "offset";
+  if (!PlaceOfPart(change)) return change;
+  std::string text;
+  for (std::string word : SplitText(change, ' ')) {
+    if (word == kPartWord)
+      word = Printf("%02X", static_cast<unsigned>(part));
+    else if (word.ends_with("+" + std::string(kPartWord)))
+      word = word.substr(0, word.size() - kPartWord.size()) + std::to_string(part);
+    else if (from && (word == kOffset || word.ends_with("+" + std::string(kOffset))))
+      word += "-" + std::to_string(from);
+    text += (text.empty() ? "" : " ") + word;
+  }
+  return text;
+}
+
 std::vector<ChartCell> ChartWords(const ChartCell& cell) {
   std::vector<ChartCell> words;
   for (std::size_t i = 0; i < cell.text.size();) {

@@ -30,6 +30,15 @@ std::optional<ParameterRepeat> ReadParameterRepeat(const ChartCell& line, bool h
 // A number cell that many steps later.  Hexadecimal bytes carry over at 80 as MIDI addresses do.
 std::string SteppedNumber(const std::string& number, const std::vector<int>& step, std::size_t steps, bool hex);
 
+// In a message that changes a parameter: which set of the repeat is meant,
+// counted from 0.
+inline constexpr std::string_view kPartWord = "part";
+// Where the message says it; nothing when it does not.
+std::optional<std::size_t> PlaceOfPart(std::string_view change);
+// The message for one set: `part` and `18+part` are its number; `offset` counts
+// from its first byte when the message says the part.
+std::string ChangeInPart(const std::string& change, std::size_t part, std::int64_t from);
+
 // Words between blanks; a text in quotes is one word.
 std::vector<ChartCell> ChartWords(const ChartCell& cell);
 

@@ -20,6 +20,7 @@ constexpr char kRepeatForm[] = "repeat OP in 4 3 2 1 from 16 step 8";
 constexpr std::size_t kMostCells = 5;
 constexpr std::size_t kMostRows = 65536;
 constexpr std::string_view kList = "list ";
+constexpr std::string_view kWhen = "when", kAlways = "always";
 
 // An entry or a row, in the order in which they stand in the chart.
 struct Line {
@@ -44,7 +45,8 @@ struct Block {
   struct Item {
     const ChartRow* row = nullptr;  // else a block
     std::int64_t offset = 0;        // goes onto the place
-    std::string change;
+    const ChartEntry* change = nullptr;
+    const ChartEntry* when = nullptr;  // it is there only then
     std::unique_ptr<Block> block;
   };
   ParameterRepeat repeat;
@@ -63,6 +65,7 @@ class ParameterReader {
       : data_(data), builder_(data.sevenBit), problems_(*problems) {}
 
   ParameterTable Read(const ChartSection& section, const std::vector<ChartEntry>& lists) {
+    for (const PatchPiece& piece : data_.pieces) builder_.AddPiece(piece);
     for (const ChartEntry& list : lists) List(list);
     open_ = {&top_};
     for (const Line& line : LinesOf(section)) {
@@ -90,16 +93,18 @@ class ParameterReader {
   void Entry(const ChartEntry& entry) {
     if (List(entry)) return;
     if (entry.key == "change") {
-      change_ = entry.value == "none" ? "" : entry.value;
+      change_ = entry.value == "none" ? nullptr : &entry;
     } else if (entry.key == "numbers") {
       if (entry.value != "hex" && entry.value != "decimal")
         problems_.Add(entry.valueAt, entry.value, "no form of numbers", "hex, decimal");
       hex_ = entry.value == "hex";
+    } else if (entry.key == kWhen) {
+      when_ = entry.value == kAlways ? nullptr : &entry;
     } else if (entry.key == "part of") {
       // Of a patch that has more; field_files.cpp looks at it.
     } else {
       problems_.Add(entry.keyAt, entry.key, "no key of parameters",
-                    "change, numbers, part of, list NAME, offset from, repeat, end");
+                    "change, when, numbers, part of, list NAME, offset from, repeat, end");
     }
   }
 
@@ -114,11 +119,14 @@ class ParameterReader {
     Block::Item item;
     item.row = &row;
     item.change = change_;
+    item.when = when_;
     for (const ChartEntry& entry : row.entries) {
       if (entry.key == "change")
-        item.change = entry.value == "none" ? "" : entry.value;
+        item.change = entry.value == "none" ? nullptr : &entry;
+      else if (entry.key == kWhen)
+        item.when = entry.value == kAlways ? nullptr : &entry;
       else
-        problems_.Add(entry.keyAt, entry.key, "no key of a parameter", "change = MESSAGE");
+        problems_.Add(entry.keyAt, entry.key, "no key of a parameter", "change = MESSAGE, when = voice mode in 0..2");
     }
     item.offset = offset_;
     open_.back()->items.push_back(std::move(item));
@@ -158,15 +166,16 @@ class ParameterReader {
     Block* block = item.block.get();
     open_.back()->items.push_back(std::move(item));
     open_.push_back(block);
-    changes_.push_back(change_);
+    saidBefore_.push_back({change_, when_});
     return true;
   }
 
-  // Ends repeats until so many blocks are open; a message that was said in a repeat holds to its end.
+  // Ends repeats until so many blocks are open; a message and a condition that were said in a repeat hold to its end.
   void Close(std::size_t size) {
     for (; open_.size() > size; open_.pop_back()) {
-      change_ = changes_.back();
-      changes_.pop_back();
+      change_ = saidBefore_.back().change;
+      when_ = saidBefore_.back().when;
+      saidBefore_.pop_back();
     }
   }
 
@@ -195,8 +204,9 @@ class ParameterReader {
     const bool once = std::all_of(rounds.begin(), rounds.end(), [](const Round& round) { return round.index == 0; });
     if (const std::size_t blanks = cell(1).find("  "); once && blanks != std::string::npos)
       problems_.Add(cells[1].At(blanks), cell(1), "two blanks in a name", cell(1).substr(0, blanks));
-    ParameterRow row{cell(0), cell(1), cell(2), cell(3), cell(4), {}, -1, std::nullopt};
-    std::string change = item.change;
+    ParameterRow row{cell(0), cell(1), cell(2), cell(3), cell(4), {}, -1, std::nullopt, {}};
+    if (item.when) row.when = item.when->value;
+    std::string change = item.change ? item.change->value : std::string();
     FieldBase base{item.offset, 0};
     std::string prefix;
     for (const Round& round : rounds) {
@@ -205,7 +215,7 @@ class ParameterReader {
       base.plus += repeat.from + repeat.step * index;
       const std::string braces = "{" + repeat.word + "}";
       if (row.name.find(braces) == std::string::npos) prefix += repeat.Prefix(round.index) + " ";
-      for (std::string* text : {&row.name, &row.shown, &row.number, &change})
+      for (std::string* text : {&row.name, &row.shown, &row.number, &row.when, &change})
         *text = ReplaceAll(*text, braces, repeat.values[round.index]);
       row.number = SteppedNumber(row.number, repeat.numbersStep, round.index, hex_);
     }
@@ -214,16 +224,43 @@ class ParameterReader {
       return;
     }
     if (!row.name.empty()) row.name.insert(0, prefix);
-    row.shown = Nearer(row.shown, rounds);
+    if (const std::string name(DisplayIsAs(row.shown)); !name.empty())
+      if (const std::string nearer = Nearer(name, rounds); !nearer.empty()) row.shown = "as " + nearer;
+    if (item.when)
+      row.when = ConditionWithNames(row.when, [&](const std::string& name) { return Nearer(name, rounds); });
+    change = ChangeOfPart(change, rounds, base);
+    if (hex_ && change.starts_with("F0 ")) change = HexNumbers(change);
+    if (rounds.empty() && item.change) OutsideOfParts(*item.change, row.name);
     if (!change.empty()) row.change = builder_.AddChange(change);
     builder_.Add(row, base);
-    added_.push_back({item.row, std::string(TrimmedView(prefix)), rounds.empty() ? nullptr : rounds.back().block});
+    added_.push_back(
+        {item.row, std::string(TrimmedView(prefix)), rounds.empty() ? nullptr : rounds.back().block, item.when});
   }
 
-  // `as NAME` in a repeat means the row of the same repetition when there is one.
-  static std::string Nearer(const std::string& shown, const std::vector<Round>& rounds) {
-    const std::string name(DisplayIsAs(shown));
-    if (name.empty()) return shown;
+  // `part` is which set of the innermost repeat is meant; `offset` then counts
+  // from where that set begins.
+  static std::string ChangeOfPart(const std::string& change, const std::vector<Round>& rounds, const FieldBase& base) {
+    if (rounds.empty()) return change;
+    return ChangeInPart(change, rounds.back().index, base.all + base.plus);
+  }
+
+  // Two digits of a hexadecimal number cell could be decimal ones: the message says what they are.
+  static std::string HexNumbers(const std::string& change) {
+    std::string text;
+    for (const std::string& word : SplitText(change, ' '))
+      text += (text.empty() ? "" : " ") + word + (word == "number" || word.ends_with("+number") ? "-hex" : "");
+    return text;
+  }
+
+  void OutsideOfParts(const ChartEntry& change, const std::string& name) {
+    if (const auto at = PlaceOfPart(change.value); at && partless_.insert(&change).second)
+      problems_.Add(change.cell.At(*at), kPartWord, "\"" + name + "\" stands in no repeat: it has no part",
+                    kRepeatForm);
+  }
+
+  // A name that a row in a repeat refers to means the row of the same
+  // repetition when there is one; else nothing.
+  static std::string Nearer(const std::string& name, const std::vector<Round>& rounds) {
     for (std::size_t depth = rounds.size(); depth > 0; --depth) {
       const auto& items = rounds[depth - 1].block->items;
       const bool here = std::any_of(items.begin(), items.end(), [&](const Block::Item& item) {
@@ -232,9 +269,9 @@ class ParameterReader {
       if (!here) continue;
       std::string prefix;
       for (std::size_t i = 0; i < depth; ++i) prefix += rounds[i].block->repeat.Prefix(rounds[i].index) + " ";
-      return "as " + prefix + name;
+      return prefix + name;
     }
-    return shown;
+    return {};
   }
 
   // Where a row of the table came from.
@@ -242,6 +279,7 @@ class ParameterReader {
     const ChartRow* row;
     std::string repeated;  // "OP4" or nothing
     const Block* repeat;   // the innermost one; null outside
+    const ChartEntry* when;
   };
 
   void Say(const ParameterFault& fault) {
@@ -253,10 +291,19 @@ class ParameterReader {
     const ChartCell& cell = there ? cells[index] : cells.back();
     std::string text = fault.fault.text;
     if (!added.repeated.empty()) text += " (" + added.repeated + ")";
+    if (fault.cell == ParameterFault::Cell::kWhen) return Say(fault.fault, *added.when, text);
     const ChartPlace at = there ? cell.At(std::min(fault.fault.at, cell.text.size())) : cell.at;
     if (!fault.fault.unknown.empty()) return problems_.AddUnknown(at, fault.fault.unknown, text, fault.fault.right);
     problems_.Add(at, there ? cell.text : "", text, fault.fault.right);
     OtherEnds(fault, added, text);
+  }
+
+  // A condition that several rows have is wrong once.
+  void Say(const NotationFault& fault, const ChartEntry& when, const std::string& text) {
+    if (!saidWhens_.insert(&when).second) return;
+    const ChartPlace at = when.cell.At(std::min(fault.at, when.cell.text.size()));
+    if (!fault.unknown.empty()) return problems_.AddUnknown(at, fault.unknown, text, fault.right);
+    problems_.Add(at, when.value, text, fault.right);
   }
 
   // The mistake may be in what the row does not go with: another row, the repeat it stands in, the list it names.
@@ -300,11 +347,18 @@ class ParameterReader {
   ChartProblems& problems_;
   std::vector<Added> added_;
   std::set<std::pair<const ChartRow*, std::size_t>> said_;  // rows and cells
+  std::set<const ChartEntry*> saidWhens_;
   Block top_;
-  std::vector<Block*> open_;          // the section and the repeats that have not ended
-  std::vector<std::string> changes_;  // before each of these repeats
+  std::vector<Block*> open_;  // the section and the repeats that have not ended
+  struct SaidBefore {
+    const ChartEntry* change;
+    const ChartEntry* when;
+  };
+  std::vector<SaidBefore> saidBefore_;  // each of these repeats
   std::int64_t offset_ = 0;
-  std::string change_;
+  const ChartEntry* change_ = nullptr;
+  const ChartEntry* when_ = nullptr;
+  std::set<const ChartEntry*> partless_;  // messages whose `part` means nothing
   bool hex_ = false;
   bool tooMany_ = false;
 };

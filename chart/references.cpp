@@ -120,6 +120,7 @@ class ReferenceReader {
   ReferenceReader(const ParameterData& data, const ReferenceTargets& targets, ChartProblems* problems)
       : data_(data), targets_(targets), problems_(*problems) {
     matrix_.sevenBit = data.sevenBit;
+    matrix_.pieces = data.pieces;
   }
 
   ReferenceMatrix Read(const ChartSection& section) {
@@ -223,7 +224,8 @@ class ReferenceReader {
       problems_.Add(part.place.at, text, "the place does not read", kPartForm);
       return false;
     }
-    auto fault = ParseFieldPlace(std::to_string(*byte) + std::string(text.substr(blank)), data_.sevenBit, {}, place);
+    auto fault = ParseFieldPlace(std::to_string(*byte) + std::string(text.substr(blank)), data_.sevenBit,
+                                 {0, 0, &data_.pieces}, place);
     if (!fault && data_.patchBytes && place->end() > data_.patchBytes)
       fault = NotationFault{0, "the place lies behind the end of the patch",
                             "bytes 0 to " + std::to_string(data_.patchBytes - 1)};

@@ -7,6 +7,7 @@
 
 #include "chart/chart_variant.h"
 #include "chart/inquiry.h"
+#include "chart/simulator_changes.h"
 #include "chart/simulator_pattern.h"
 #include "chart/type_lines.h"
 #include "platform/text.h"
@@ -64,7 +65,7 @@ class SimulatorWriter {
     std::map<std::string, std::string> areaOf;   // by the pattern of a message and its size
     std::map<std::string, std::string> matches;  // patterns of rules, with what they do
     std::map<std::string, std::string> statuses;
-    std::set<std::string> keys;
+    std::set<std::string> keys, buffers;        // of edit buffers
     std::map<std::string, std::string> places;  // areas by address
     bool roland = false, handshake = false;
   };
@@ -180,9 +181,11 @@ class SimulatorWriter {
     std::string messages;
     if (const auto bank = parts_.areaOf.find(known); inOther && bank != parts_.areaOf.end()) {
       messages = bank->second;
+      if (parts_.buffers.contains(messages)) PutChanges(type, bodies, messages);
     } else {
       messages = PutData(type, bodies, heads, items, bytes, why);
       if (messages.empty()) return false;
+      if (items == 1) PutChanges(type, bodies, SplitText(messages, ' ').front());
       const std::vector<std::string> keys = SplitText(messages, ' ');
       for (std::size_t i = 0; i < keys.size(); ++i)
         parts_.areaOf.try_emplace(Alike(heads[i]) + " " + std::to_string(bodies[i].bytes), keys[i]);
@@ -234,6 +237,7 @@ class SimulatorWriter {
     const std::string messages = PutData(type, bodies, heads, 1, bytes, why);
     if (messages.empty()) return false;
     parts_.areaOf.try_emplace(Alike(heads.front()) + " " + std::to_string(bytes), messages);
+    parts_.buffers.insert(messages);
     parts_.links += "\n[link]\nbank = " + bank + "\nedit = " + messages + "\n";
     parts_.dump += " " + messages;
     if (store) {
@@ -266,6 +270,15 @@ class SimulatorWriter {
     if (words.size() != 2 || !offset || !length || *offset < 0 || *length < 1 || *offset + *length > bytes) return;
     Put(text, "name", words[0] + " " + words[1] + " ascii");
     Put(text, "factory_names", "words");
+  }
+
+  // What changes a parameter of the one patch in an area.
+  void PutChanges(const ChartType& type, const std::vector<SimulatorBody>& bodies, const std::string& area) {
+    if (bodies.size() != 1 || !bodies.front().unpacked) return;
+    for (const SimulatorChange& change : SimulatorChangesOf(chart_, type, area)) {
+      if (!parts_.matches.try_emplace(change.match, change.action).second) continue;
+      parts_.rules += "\n[rule " + NewKey("changed") + "]\nmatch = " + change.match + "\n" + change.action;
+    }
   }
 
   // The area and its messages; their keys, with blanks between.

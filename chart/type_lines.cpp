@@ -581,17 +581,6 @@ void RowOfPatches(const ChartType& type, std::uint32_t slots, ChartLayout* layou
   layout->voiceSize = layout->voiceBytes = layout->oneSize / slots;
 }
 
-std::uint32_t BytesOfPlaces(const ChartType& type) {
-  if (type.dump.size() != 1 || (type.slots > 1 && !type.patchwise)) return 0;
-  const ChartMessage& message = type.dump.front();
-  const ChartItem* data = message.First(ChartItemKind::kData);
-  const bool mixed =
-      data && data->packing != 0 && std::any_of(message.items.begin(), message.items.end(), [&](const ChartItem& item) {
-        return item.kind == ChartItemKind::kData && item.packing != data->packing;
-      });
-  return mixed ? data->bytes : 0;
-}
-
 ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   ChartLayout layout;
   for (const ChartMessage& message : type.dump) {

@@ -34,10 +34,6 @@ struct ChartLayout {
   const ChartItem* data = nullptr;  // of a patch
 };
 
-// Places of parameters count unpacked bytes: where data that is packed otherwise stands behind the first, they end with
-// that.  0: with the patch.
-std::uint32_t BytesOfPlaces(const ChartType& type);
-
 ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems);
 
 // A place in the memory of an address-based instrument; `slots`: so many lie `step` apart.

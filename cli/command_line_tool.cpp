@@ -25,6 +25,7 @@
 #include "cli/commands_repair.h"
 #include "cli/commands_run.h"
 #include "cli/commands_script_text.h"
+#include "cli/commands_set.h"
 #include "cli/commands_studio.h"
 #include "cli/commands_sysxmap.h"
 #include "cli/commands_table.h"
@@ -100,6 +101,8 @@ const std::vector<CliCommand>& CliCommands() {
        HistoryForms, HistoryDetails, RunHistory},
       {"audition", CliGroup::Instruments, "lets the instrument play a patch of a bank", AuditionForms, AuditionDetails,
        RunAudition},
+      {"set", CliGroup::Instruments, "all data of an instrument in one file: gets it, sends it, looks into it",
+       SetForms, SetDetails, RunSet},
       {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
        StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",

@@ -1,10 +1,13 @@
 #include "cli/commands_authoring.h"
 
+#include <algorithm>
 #include <istream>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "chart/chart_draft.h"
+#include "chart/chart_spelling.h"
 #include "chart/module_of_chart.h"
 #include "chart/parameter_import.h"
 #include "cli/arguments.h"
@@ -13,6 +16,7 @@
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "studio/coded_words.h"
 #include "studio/module_draft.h"
 
 namespace tonalith {
@@ -21,6 +25,7 @@ namespace {
 
 constexpr int kFirstDriver = 60000;  // of modules that users write
 constexpr std::size_t kNamesShown = 4;
+constexpr int kMostAsked = 10;  // for one answer
 
 int Failed(CliEnvironment& environment, const std::string& text) {
   return CliFailure(environment.err, "module", text);
@@ -48,18 +53,36 @@ constexpr Question kQuestions[] = {
     {"identity", &ChartSaid::identity, "Answer to the device inquiry F0 7E 7F 06 01 F7 (nothing: it has none)"},
 };
 
-// Asks for everything; the end of the input ends it.
+// What is wrong with the answer to a question, as far as that can be said at once; nothing when it may be right.
+std::string WrongAnswer(const Question& question, const ChartSaid& said) {
+  const std::string& answer = said.*question.answer;
+  if (question.answer == &ChartSaid::name && answer.empty()) return "The instrument needs a name.";
+  if (question.answer != &ChartSaid::sum) return {};
+  const bool needed = (said.answer + " " + said.bankAnswer).find("sum") != std::string::npos;
+  if (answer.empty()) return needed ? "The answer has a checksum: its kind is needed, such as negative sum." : "";
+  std::vector<std::string> words;
+  for (const CodedWord& word : FindCodedTable("checksumType")->words) words.emplace_back(word.word);
+  if (std::find(words.begin(), words.end(), answer) != words.end()) return {};
+  return "There is no such kind of checksum; it may be " + NearestWords(answer, words) + ".";
+}
+
+// Asks for everything, and again where the answer cannot be right; the end of the input ends it.
 void Ask(CliEnvironment& environment, ChartSaid* said) {
   for (const Question& question : kQuestions) {
     if (question.answer == &ChartSaid::bankAnswer && said->bankRequest.empty()) continue;
     if ((question.answer == &ChartSaid::bankRequest || question.answer == &ChartSaid::numbers) && said->bank.empty())
       continue;
-    environment.out << std::string_view(question.text) << ": ";
-    environment.out.Flush();
-    std::string line;
-    if (!std::getline(environment.in, line)) return;
-    if (!environment.canAsk) environment.out << line << "\n";
-    said->*question.answer = TrimmedView(line);
+    for (int asked = 0; asked < kMostAsked; ++asked) {
+      environment.out << std::string_view(question.text) << ": ";
+      environment.out.Flush();
+      std::string line;
+      if (!std::getline(environment.in, line)) return;
+      if (!environment.canAsk) environment.out << line << "\n";
+      said->*question.answer = TrimmedView(line);
+      const std::string wrong = WrongAnswer(question, *said);
+      if (wrong.empty()) break;
+      environment.out << wrong << "\n";
+    }
   }
 }
 

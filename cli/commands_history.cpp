@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t kMostEntryNumber = 999'999;
 
-// The name of an instrument of the studio, or of one that only the history knows.
+// The name of an instrument that the history knows, whether its module is installed or not, or of one of the studio.
 Result NameInHistory(Session& session, const InstrumentHistory& history, const std::string& wanted, std::string* name) {
   const std::vector<std::string> kept = history.Instruments();
   std::size_t chosen = 0;
@@ -21,8 +21,10 @@ Result NameInHistory(Session& session, const InstrumentHistory& history, const s
     *name = kept[chosen];
     return Result::Success();
   }
+  session.LoadStudio();
   ZKDrvList* instrument = nullptr;
-  if (Result found = session.FindInstrument(wanted, &instrument); !found.ok()) return found;
+  if (Result found = session.FindInstrument(wanted, &instrument); !found.ok())
+    return Result::Failure("Nothing is kept of an instrument called \"" + wanted + "\".  " + found.text);
   *name = Latin1ToUtf8(instrument->name);
   return Result::Success();
 }
@@ -85,7 +87,9 @@ std::string HistoryDetails() {
 }
 
 int RunHistory(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, TransferOptionNames(), {"keep", "verify"});
+  std::vector<std::string> names = TransferOptionNames();
+  names.push_back("slots");
+  const CliArguments arguments(args, names, {"keep", "verify"});
   TransferOptions options;
   SendWishes wishes;
   Result result = ReadOptions(arguments, &options);
@@ -101,7 +105,8 @@ int RunHistory(CliEnvironment& environment, const std::vector<std::string>& args
   if (verb != "restore" && args.size() != words.size())
     return CliFailure(environment.err, "history", "only \"restore\" takes options.");
   Session session(environment);
-  session.LoadStudio();
+  // What is kept tells of instruments that are not installed, too.
+  if (verb == "restore") session.LoadStudio();
   if (verb == "list")
     result = ListHistory(session, words[1]);
   else if (verb == "show")

@@ -1,6 +1,8 @@
 #include "cli/commands_receive.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "bank/bank_document.h"
 #include "cli/transfer_command.h"
@@ -9,6 +11,7 @@
 #include "platform/text.h"
 #include "script/received_check.h"
 #include "script/started_at_panel.h"
+#include "services/transfer_rest.h"
 
 namespace tonalith {
 
@@ -46,8 +49,12 @@ Result RawSysEx(Session& session, const std::vector<std::uint8_t>& received, Dat
 }
 
 Result WriteReceived(Session& session, const std::string& path, const std::vector<std::uint8_t>& received,
-                     DataFilePtr data) {
-  if (path != "-" && !AsciiEndsWithNoCase(path, ".syx")) return ZKBankDoc(std::move(data)).Save(path);
+                     DataFilePtr data, TransferRest rest) {
+  if (path != "-" && !AsciiEndsWithNoCase(path, ".syx")) {
+    ZKBankDoc document(std::move(data));
+    document.SetRest(std::move(rest));
+    return document.Save(path);
+  }
   std::vector<std::uint8_t> bytes;
   if (Result result = RawSysEx(session, received, data.get(), &bytes); !result.ok()) return result;
   if (path != "-") return WriteFileAtomically(path, std::span<const std::uint8_t>(bytes));
@@ -64,12 +71,17 @@ struct ReceiveWishes {
   bool wait = false;
 };
 
-// The patches of a bank that did not come yet, or came damaged; of other data all or nothing.
-std::vector<std::uint8_t> MissingPatches(const DataFile& data) {
+// The patches of a bank that did not come yet (as its file says, else those that hold nothing), or came damaged; of
+// other data all or nothing.
+std::vector<std::uint8_t> MissingPatches(const DataFile& data, const TransferRest& rest) {
   const std::uint32_t voices = PatchAddressable(*data.synth) ? +data.synth->numVoices : 1;
   std::vector<std::uint8_t> missing(voices, 0);
+  const auto missed = [&](std::uint32_t i) {
+    if (rest.notReceived.empty()) return MapBit(data.emptyMap, data.emptyMapSize, i);
+    return i < rest.notReceived.size() && rest.notReceived[i] != 0;
+  };
   for (std::uint32_t i = 0; i < voices && voices > 1; ++i)
-    missing[i] = MapBit(data.emptyMap, data.emptyMapSize, i) || MarkedDamaged(data, static_cast<int>(i));
+    missing[i] = missed(i) || MarkedDamaged(data, static_cast<int>(i));
   if (voices > 1) return missing;
   missing[0] = MarkedDamaged(data, -1) || (data.xtra && data.xtra->hasNoSysEx);
   for (std::uint32_t i = 0; i < data.synth->numVoices; ++i)
@@ -77,8 +89,9 @@ std::vector<std::uint8_t> MissingPatches(const DataFile& data) {
   return missing;
 }
 
-// --resume: what came before, and what is still to be asked for.
-Result LoadFormer(Session& session, const std::string& path, const ZKDrvList& driver, DataFilePtr* data) {
+// --resume: what came before, and what its file says of the rest.
+Result LoadFormer(Session& session, const std::string& path, const ZKDrvList& driver, DataFilePtr* data,
+                  TransferRest* rest) {
   Recognition found;
   if (Result result = RecognizeFile(session, path, &found); !result.ok()) return result;
   std::string others;
@@ -95,17 +108,22 @@ Result LoadFormer(Session& session, const std::string& path, const ZKDrvList& dr
     return Result::Failure(path + " holds no " + driver.instrument->name + " " + driver.TypeName() +
                            (others.empty() ? "" : ", but a " + others) + ".");
   session.studio().DrvUpdateDataFile(data->get());
+  std::unique_ptr<ZKBankDoc> document;
+  if (ZKBankDoc::Open(path, &document).ok() && document->synth().driverId == (*data)->synth->driverId)
+    *rest = document->rest();
   return Result::Success();
 }
 
 // What came of a bank takes the place of no whole file: that one is kept beside it.
 Result WritePart(Session& session, const std::string& path, const ReceiveWishes& receive,
-                 const std::vector<std::uint8_t>& received, DataFilePtr data, std::string* sentence) {
+                 const std::vector<std::uint8_t>& received, DataFilePtr data, TransferRest rest,
+                 std::string* sentence) {
   std::string kept;
   if (path != "-" && path != receive.resume && FileExists(path)) {
     if (Result result = KeepBeside(path, &kept); !result.ok()) return result;
   }
-  if (Result result = WriteReceived(session, path, received, std::move(data)); !result.ok()) return result;
+  if (Result result = WriteReceived(session, path, received, std::move(data), std::move(rest)); !result.ok())
+    return result;
   if (path == "-") return Result::Success();
   *sentence += "  What came is in " + path + "; --resume " + path + " gets the rest.";
   if (!kept.empty()) *sentence += "  The former file is kept as " + kept + ".";
@@ -114,10 +132,10 @@ Result WritePart(Session& session, const std::string& path, const ReceiveWishes&
 
 // --resume: the data and the mask of what is missing.  `complete`: nothing is.
 Result PrepareResume(Session& session, const ZKDrvList& driver, const TransferOptions& options, const std::string& path,
-                     DataFilePtr* data, std::vector<std::uint8_t>* mask, bool* complete) {
+                     DataFilePtr* data, TransferRest* rest, std::vector<std::uint8_t>* mask, bool* complete) {
   if (!options.patches.empty()) return Result::Failure("--resume and --patch exclude each other.");
-  if (Result result = LoadFormer(session, path, driver, data); !result.ok()) return result;
-  *mask = MissingPatches(**data);
+  if (Result result = LoadFormer(session, path, driver, data, rest); !result.ok()) return result;
+  *mask = MissingPatches(**data, *rest);
   *complete = std::count(mask->begin(), mask->end(), 0) == static_cast<std::ptrdiff_t>(mask->size());
   return Result::Success();
 }
@@ -149,15 +167,16 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   Result result = session.FindInstrument(words[0], &instrument);
   if (result.ok()) result = session.FindType(instrument, words[1], &driver);
   DataFilePtr data;
+  TransferRest rest;
   std::vector<std::uint8_t> mask;
   bool complete = false;
   if (result.ok() && !receive.resume.empty())
-    result = PrepareResume(session, *driver, options, receive.resume, &data, &mask, &complete);
+    result = PrepareResume(session, *driver, options, receive.resume, &data, &rest, &mask, &complete);
   if (!result.ok()) return result;
   TerminalText err = session.environment().err;
   if (complete) {
     err << "tonalith-cli receive: " << receive.resume << ": nothing is missing.\n";
-    return words[2] == receive.resume ? Result::Success() : WriteReceived(session, words[2], {}, std::move(data));
+    return words[2] == receive.resume ? Result::Success() : WriteReceived(session, words[2], {}, std::move(data), rest);
   }
   TransferCommand command(session, options);
   result = command.Prepare(instrument, true, driver);
@@ -176,17 +195,20 @@ Result Receive(Session& session, const std::vector<std::string>& words, const Tr
   DropMask(data.get());
   const DeskResult& got = command.rig().LastResult();
   result = command.Outcome(result, command.Finish(TransferOperation::kReceive));
+  const bool byPatch = mask.empty() || mask.size() > 1;
+  if (byPatch) NoteGet(*data, mask, got, &rest);
   if (result.ok()) {
     if (!got.faults.empty() || got.patchesDone < got.patchesToDo)
       err << "tonalith-cli receive: " << got.sentence << "\n";
-    return WriteReceived(session, words[2], command.rig().Received(), std::move(data));
+    return WriteReceived(session, words[2], command.rig().Received(), std::move(data), std::move(rest));
   }
   if (DataFilePtr came = command.rig().TakeInterrupted(); came && !got.ok && !got.changed) {
     data = std::move(came);
   } else if (got.ok || !got.changed) {
     return result;
   }
-  const Result part = WritePart(session, words[2], receive, command.rig().Received(), std::move(data), &result.text);
+  const Result part =
+      WritePart(session, words[2], receive, command.rig().Received(), std::move(data), std::move(rest), &result.text);
   if (!part.ok()) result.text += "  What came could not be kept: " + part.text;
   return result;
 }

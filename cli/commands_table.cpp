@@ -125,7 +125,7 @@ int RunModuleTable(CliEnvironment& environment, const std::vector<std::string>& 
   if (tables.empty())
     return TableFailed(environment.err, args[0] + " has no table of parameters" +
                                             (args.size() == 2 ? " for \"" + args[1] + "\"." : "."));
-  environment.out.Lines("data\tplace\tname\trange\tshown\tnumber\tsection\n");
+  environment.out.Lines("data\tplace\tname\trange\tshown\tnumber\tsection\twhen\n");
   for (const auto& [name, table] : tables) environment.out.Lines(PlainLines(ParameterTableSheet(table, name)));
   return 0;
 }

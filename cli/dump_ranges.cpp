@@ -15,7 +15,9 @@ std::vector<std::string> ValuesOutside(const DataFile& data, const ParameterTabl
     if (parameter.place.isFloat) continue;
     for (std::uint32_t patch = 0; patch < patches; ++patch) {
       if (patches > 1 && MapBit(data.emptyMap, data.emptyMapSize, patch)) continue;
-      const std::int64_t value = parameter.place.Read(ConstPatchBytes(BodySpan(data), *data.synth, patch));
+      const ConstPatchBytes bytes(BodySpan(data), *data.synth, patch);
+      if (!table.IsIn(parameter, bytes)) continue;
+      const std::int64_t value = parameter.place.Read(bytes);
       if (value >= parameter.range.min && value <= parameter.range.max) continue;
       sentences.push_back(parameter.name + " is " + std::to_string(value) + " in patch " + std::to_string(patch) +
                           ", outside " + std::to_string(parameter.range.min) + ".." +

@@ -175,7 +175,8 @@ void TransferRig::RoutePorts(DataFile* dataFile) {
 void TransferRig::ShowProgress(const DeskJob& job) {
   if (!session_.environment().showsProgress || !job.transfer()) return;
   const ReceiveWindowState state = job.transfer()->WindowState();
-  std::string text = Latin1ToUtf8(state.shortName + " " + state.typeName) + ": ";
+  std::string text =
+      (progressHead_ ? progressHead_() : std::string()) + Latin1ToUtf8(state.shortName + " " + state.typeName) + ": ";
   if (state.patchesToDo > 0)
     text += Printf("patch %d of %d", state.patchesDone, state.patchesToDo);
   else if (job.Sends())
@@ -214,6 +215,13 @@ Result TransferRig::Run(DeskRequest request, const Watcher& watcher) {
   const InterruptGuard guard(session_.environment());
   request.showWindow = 0;
   for (DeskStep& step : request.steps) step.patience = patience_;
+  if (request.next) {
+    request.next = [this, &guard, next = std::move(request.next)](const DeskResult& result) {
+      std::optional<DeskStep> step = guard.Interrupted() ? std::nullopt : next(result);
+      if (step) step->patience = patience_;
+      return step;
+    };
+  }
   const TransferDesk::Job job = desk().Submit(std::move(request));
   for (bool cancelled = false; !desk().Wait(job, kLookMs);) {
     ShowProgress(*job);

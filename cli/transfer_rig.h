@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/session.h"
@@ -60,6 +61,8 @@ class TransferRig {
   using Watcher = std::function<void(Transfer&)>;
   // Of every transfer from now on.
   void SetPatience(const TransferPatience& patience) { patience_ = patience; }
+  // Stands before the progress of every transfer from now on.
+  void SetProgressHead(std::function<std::string()> head) { progressHead_ = std::move(head); }
   // Runs one transfer to its end, with progress on standard error; an interrupt cancels it.  A transmission has left
   // the ports when this returns.  Failure: one sentence.
   Result Run(TransferOperation operation, DataFile* dataFile, const Watcher& watcher = {}, const GetOptions& get = {});
@@ -95,6 +98,7 @@ class TransferRig {
   int inMonitor_ = 0;
   int outMonitor_ = 0;
   std::size_t progressWidth_ = 0;
+  std::function<std::string()> progressHead_;
   DeskResult lastResult_;
   DataFilePtr interrupted_;
   TransferPatience patience_;

@@ -89,7 +89,8 @@ enum class WriteBuffers {
 // --- Reading from memory ---------------------------------------------------------------------------------------------
 
 // Walks chunked bytes.  Keeps byte order and file identifier of the file being read; never looks outside its span.  Of
-// a FORM that ends early everything that is there is read; a bank's voices that are not are marked as holding nothing.
+// a FORM that ends early, and of an image shorter than its descriptor says, everything that is there is read; a bank's
+// voices that are not are marked as holding nothing.
 class ContainerReader {
  public:
   explicit ContainerReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -106,6 +107,8 @@ class ContainerReader {
   // First identifier of the file as it stands ("FORM", "LIST" or other), for messages.
   std::uint32_t fileId() const { return fileId_; }
   bool isLittleEndian() const { return littleEndian_; }
+  // Voices of the FORM read last that its image ends before.
+  std::uint32_t LostVoices() const { return lostVoices_; }
   std::size_t position() const { return position_; }
   std::size_t left() const { return bytes_.size() - position_; }
   void Seek(std::size_t position) { position_ = position < bytes_.size() ? position : bytes_.size(); }
@@ -139,6 +142,7 @@ class ContainerReader {
   std::uint32_t descriptorLength_ = 0;
   std::uint32_t announced_ = 0;  // length of the chunk taken last, as it says itself
   std::uint32_t bodyRead_ = 0;   // bytes of the image that are there
+  std::uint32_t lostVoices_ = 0;
   bool littleEndian_ = false;
   bool cut_ = false;  // the FORM is shorter than it says
   ReadBudget* budget_ = nullptr;
@@ -167,6 +171,13 @@ struct ListFile {
   std::vector<std::uint8_t> info;  // private list-level data ("INFO"), kept as bytes
   // Members that could not be read (damaged, unknown form types); they are left out of `members`.
   int skippedMembers = 0;
+  // Those of them, and parts of other kinds, that are whole and of even length: they are written again as they were.
+  struct Unread {
+    std::size_t place = 0;  // before the member of this number
+    bool isMember = false;  // one of the skipped
+    std::vector<std::uint8_t> bytes;
+  };
+  std::vector<Unread> unread;
 };
 
 // True when the bytes begin with "LIST".
@@ -200,6 +211,8 @@ bool KeepsFileName(const DataFile& dataFile);
 void SetFileName(DataFile* dataFile, std::string_view fileName);
 // Appends a whole LIST.  False as above.
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
+// The same with members that belong to somebody else, in place of those in `list`; null: left out.
+bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list, std::span<const DataFile* const> members);
 // Why data that has a descriptor was not written.
 inline constexpr char kTooLargeToWrite[] = "The data takes more than the 256 MiB that a file may have.";
 

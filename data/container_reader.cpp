@@ -381,14 +381,16 @@ int ContainerReader::CompleteBody(DataFile* df, const FormReadOptions& options) 
   return ResizeBody(df, wanted) ? kDiskOk : kDiskNoMemory;
 }
 
-// Voices that were cut off hold nothing.
+// Voices that are not there hold nothing.
 void ContainerReader::MarkLost(DataFile* df) {
   if (bodyRead_ == 0) df->xtra->hasNoSysEx = 1;
   const VoiceLayout layout = LayoutOf(*df);
   if (!df->synth->isBank || !layout.editable) return;
   for (std::uint32_t i = 0; i < layout.numVoices; ++i) {
     const std::uint64_t end = layout.headerSize + (std::uint64_t{i} + 1) * layout.voiceSize;
-    if (end > bodyRead_) SetMapBit(df->emptyMap, df->emptyMapSize, i, true);
+    if (end <= bodyRead_) continue;
+    SetMapBit(df->emptyMap, df->emptyMapSize, i, true);
+    ++lostVoices_;
   }
 }
 
@@ -409,7 +411,7 @@ int ContainerReader::Finish(DataFile* df, const FormReadOptions& options) {
   const VoiceLayout layout = LayoutOf(*df);
   if (df->synth && !layout.editable) DebugLog("data is kept but cannot be edited: %s", layout.problem.c_str());
   if (!AddDataFileComponents(df, options.mode)) return kDiskNoMemory;
-  if (cut_ && df->synth && df->body && bodyRead_ < df->bodySize) MarkLost(df);
+  if (df->synth && df->body && bodyRead_ < df->bodySize) MarkLost(df);
   return kDiskOk;
 }
 
@@ -425,7 +427,7 @@ int ContainerReader::DiskReadForm(DataFile* df, const FormReadOptions& options, 
 int ContainerReader::ReadForm(DataFile* df, const FormReadOptions& options, std::uint32_t firstId) {
   std::uint32_t id = firstId;
   descriptorLength_ = 0;
-  bodyRead_ = 0;
+  bodyRead_ = lostVoices_ = 0;
   cut_ = false;
   if (id == 0) {
     littleEndian_ = false;
@@ -470,6 +472,15 @@ std::size_t MemberEnd(std::span<const std::uint8_t> bytes, std::size_t start, st
   return unpadded ? end : end + 1;
 }
 
+// Keeps a part that is whole.  Those of odd length have no certain end.
+bool KeepUnread(std::span<const std::uint8_t> bytes, bool isMember, const FormReadOptions& options, ListFile* list) {
+  const std::uint32_t length = LoadBe32(bytes.data() + 4);
+  if ((length & 1) != 0 || bytes.size() != std::size_t{8} + length) return true;
+  if (!options.budget->Take(sizeof(ListFile::Unread) + bytes.size())) return false;
+  list->unread.push_back({list->members.size(), isMember, {bytes.begin(), bytes.end()}});
+  return true;
+}
+
 // A DiskCode: what ends the whole reading (no memory), or why a member is left out.
 int ReadMember(std::span<const std::uint8_t> bytes, std::uint32_t id, const FormReadOptions& options, int depth,
                ListFile* list) {
@@ -486,7 +497,7 @@ int ReadMember(std::span<const std::uint8_t> bytes, std::uint32_t id, const Form
     list->info.assign(bytes.begin() + 8, bytes.end());
     return kDiskOk;
   }
-  if (id != kForm && id != kProp) return kDiskOk;
+  if (id != kForm && id != kProp) return KeepUnread(bytes, false, options, list) ? kDiskOk : kDiskNoMemory;
   DataFilePtr data(AllocDataFile());
   if (!data) return kDiskNoMemory;
   ContainerReader reader(bytes);
@@ -514,7 +525,10 @@ int ReadListAt(std::span<const std::uint8_t> bytes, const FormReadOptions& optio
     const std::size_t end = MemberEnd(inside, at, LoadBe32(inside.data() + at + 4));
     const int code = ReadMember(inside.subspan(at, end - at), id, options, depth, list);
     if (code == kDiskNoMemory) return code;
-    if (code != kDiskOk) ++list->skippedMembers;
+    if (code != kDiskOk) {
+      ++list->skippedMembers;
+      if (!KeepUnread(inside.subspan(at, end - at), true, options, list)) return kDiskNoMemory;
+    }
     at = end;
   }
   return kDiskOk;

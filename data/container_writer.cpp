@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "data/container.h"
 #include "platform/byte_window.h"
@@ -166,15 +167,36 @@ void SetFileName(DataFile* df, std::string_view fileName) {
   std::memset(df->fileName + cut.size(), 0, df->fileNameSize - cut.size());
 }
 
-bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list) {
+namespace {
+
+// Writes the parts of a list in their order; `write` writes the member of a number.
+bool WriteListParts(std::vector<std::uint8_t>* out, const ListFile& list, std::size_t members,
+                    const std::function<bool(std::size_t)>& write) {
   const std::size_t lengthAt = BeginGroup(out, ChunkId("LIST"), list.type);
   if (list.header && !DiskWriteForm(out, *list.header, WriteBuffers::kSkipEmpty, ChunkId("PROP"))) return false;
-  for (const ListMember& member : list.members) {
-    if (member.data && !DiskWriteForm(out, *member.data)) return false;
-    if (member.list && !WriteList(out, *member.list)) return false;
+  auto unread = list.unread.begin();
+  for (std::size_t i = 0; i <= members; ++i) {
+    for (; unread != list.unread.end() && (unread->place <= i || i == members); ++unread)
+      out->insert(out->end(), unread->bytes.begin(), unread->bytes.end());
+    if (i < members && !write(i)) return false;
   }
   if (!list.info.empty()) WriteFormSection(out, ChunkId("INFO"), list.info.data(), list.info.size());
   return EndGroup(out, lengthAt);
+}
+
+}  // namespace
+
+bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list) {
+  return WriteListParts(out, list, list.members.size(), [&](std::size_t i) {
+    const ListMember& member = list.members[i];
+    if (member.data && !DiskWriteForm(out, *member.data)) return false;
+    return !member.list || WriteList(out, *member.list);
+  });
+}
+
+bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list, std::span<const DataFile* const> members) {
+  return WriteListParts(out, list, members.size(),
+                        [&](std::size_t i) { return !members[i] || DiskWriteForm(out, *members[i]); });
 }
 
 }  // namespace tonalith

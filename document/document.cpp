@@ -1,5 +1,6 @@
 #include "document/document.h"
 
+#include <atomic>
 #include <new>
 #include <utility>
 
@@ -15,9 +16,9 @@ Result NoMemory() {
   return Result::Failure("There is not enough memory; the data stays as it is.", kDiskNoMemory);
 }
 
-// Documents are made on the user-interface thread only.
+// Large files are read into documents on threads.
 std::uint64_t NextNumber() {
-  static std::uint64_t last = 0;
+  static std::atomic<std::uint64_t> last = 0;
   return ++last;
 }
 

@@ -36,7 +36,8 @@ struct DocumentChange {
   int item = -1;
 };
 
-// What every document shares.  Works without a window; used on the user-interface thread only.
+// What every document shares.  Works without a window; used on the user-interface thread only, but one that nobody else
+// knows yet may be made and loaded on another.
 class Document {
  public:
   using Listener = std::function<void(const DocumentChange&)>;

@@ -7,9 +7,12 @@
 #include <vector>
 
 #include "bank/bank_commands.h"
+#include "bank/bank_copy.h"
 #include "bank/bank_document.h"
 #include "bank/bank_naming.h"
+#include "bank/clip_mark.h"
 #include "bank/grid_settings.h"
+#include "bank/patch_exchange.h"
 #include "data/container.h"
 
 namespace {
@@ -41,6 +44,34 @@ void RunAll(ZKBankDoc& document, std::uint8_t seed) {
   naming.AutoName({a}, "Name");
   naming.Find("a", b);
   naming.ImportNames({"one", "two"}, {a, b});
+  commands.SwapSlots({{a, b}});
+  commands.CopySlots(document, {{a, b}});
+  commands.MoveOver({{a, b}}, {a});
+  commands.SortByNumber(run);
+  commands.AutoName(run, seed, "N");
+  SetClipMark({&document, {a}, false});
+  BankCopySwap(seed % 2 == 0, document, {b});
+}
+
+// A patch taken out of the data and put back, as the records say they are.  A failure changes nothing.
+void Exchange(const ZKBankDoc& document, std::uint8_t seed) {
+  const DataFilePtr bank(DupForUser(document.dataFile())), patch(DupForUser(document.dataFile()));
+  if (!bank || !patch) return;
+  patch->synth->isBank = 0;
+  patch->synth->numVoices = 1;
+  if (bank->synth->childId != 0) patch->synth->driverId = +bank->synth->childId;
+  const int slot = document.PatchCount() > 0 ? seed % document.PatchCount() : 0;
+  std::vector<std::uint8_t> before, after;
+  DiskWriteForm(&before, *patch);
+  if (!TakePatch(*bank, slot, patch.get(), {}).ok()) {
+    DiskWriteForm(&after, *patch);
+    if (after != before) __builtin_trap();
+  }
+  before.clear(), after.clear();
+  DiskWriteForm(&before, *bank);
+  if (PutPatch(*patch, bank.get(), slot, {}).ok()) return;
+  DiskWriteForm(&after, *bank);
+  if (after != before) __builtin_trap();
 }
 
 }  // namespace
@@ -53,6 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (document.PatchCount() > 4096) return 0;
   const std::vector<std::uint8_t> before = Written(document);
   const bool editable = document.ReadOnlyReason().empty();
+  Exchange(document, data[0]);
   RunAll(document, data[0]);
   if (!editable && Written(document) != before) __builtin_trap();
   while (document.Undo().ok()) {

@@ -20,6 +20,12 @@ std::array<std::uint8_t, 3> UnpackShort(std::uint64_t packed) {
           static_cast<std::uint8_t>(packed >> 16)};
 }
 
+// Of the three bytes those that are sent.
+std::size_t UsedOf(const std::array<std::uint8_t, 3>& message) {
+  const int length = ShortMessageLength(message[0]);
+  return length > 0 ? static_cast<std::size_t>(length) : message.size();
+}
+
 }  // namespace
 
 MidiOutPort::MidiOutPort(MidiOut& owner, MidiPortDevice device, std::unique_ptr<MidiOutputHandle> handle, int slot)
@@ -59,6 +65,16 @@ bool MidiOutPort::Idle() const {
 std::uint64_t MidiOutPort::TotalBytes() const {
   std::lock_guard lock(mutex_);
   return shared_->leftBytes;
+}
+
+std::uint64_t MidiOutPort::PostedBytes() const {
+  std::lock_guard lock(mutex_);
+  return postedBytes_;
+}
+
+std::uint64_t MidiOutPort::PostedBytesLeft() const {
+  std::lock_guard lock(mutex_);
+  return shared_->postedBytesLeft;
 }
 
 std::uint64_t MidiOutPort::Reconnects() const {
@@ -148,6 +164,8 @@ bool MidiOutPort::PostPieces(std::vector<MidiOutMessage> pieces, bool mayWait, c
     changed_.WaitUntil(lock, clock_.NowUs() + kOutSliceUs, [&] { return hasRoom() || stopping_.load(); });
   if (over() || (waited && stopping_.load())) return false;
   queuedBytes_.fetch_add(static_cast<std::uint32_t>(counted));
+  for (const MidiOutMessage& piece : pieces)
+    postedBytes_ += piece.number == OutputPortMessage::Short ? UsedOf(UnpackShort(piece.lParam)) : piece.bytes.size();
   (collecting ? collectedBytes_ : waitingBytes_) += bytes;
   for (MidiOutMessage& piece : pieces) {
     if (collecting) {
@@ -426,8 +444,7 @@ void MidiOutPort::ProcessShort(const MidiOutMessage& message) {
   if (Interrupted()) return;
   state_.store(2);
   const auto bytes = UnpackShort(message.lParam);
-  const int length = ShortMessageLength(bytes[0]);
-  const auto used = std::span(bytes).first(static_cast<std::size_t>(length ? length : 3));
+  const auto used = std::span(bytes).first(UsedOf(bytes));
   if (const Result result = SendShortNow(used); !result) {
     Failed(result, used.size());
     return;
@@ -539,7 +556,7 @@ void MidiOutPort::DrainCollected() {
 // ---------------------------------------------------------------------------------------------------- direct sending
 
 Result MidiOutPort::SendShortNow(std::span<const std::uint8_t> message) {
-  return HandOver(nullptr, message);
+  return HandOver(nullptr, message, !sendingLive_);
 }
 
 // For a port without a thread: sends on the caller's thread and waits for each piece as long as its bytes may take.

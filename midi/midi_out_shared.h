@@ -35,6 +35,7 @@ struct MidiOutPort::Shared {
   bool interrupted = false;  // what fails now was given up on purpose
   std::uint64_t failed = 0;
   std::uint64_t leftBytes = 0;
+  std::uint64_t postedBytesLeft = 0;
   std::string lastFailure;
 };
 

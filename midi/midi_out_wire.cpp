@@ -18,13 +18,14 @@ constexpr std::int64_t kCutGapUs = 50'000;  // silence behind it
 
 }  // namespace
 
-MidiSent MidiOutPort::Report(std::shared_ptr<LongSend> send, std::size_t length) {
-  return [shared = shared_, send = std::move(send), length](const Result& result) {
+MidiSent MidiOutPort::Report(std::shared_ptr<LongSend> send, std::size_t length, bool posted) {
+  return [shared = shared_, send = std::move(send), length, posted](const Result& result) {
     {
       std::lock_guard guard(shared->mutex);
       --shared->underWay;
       shared->bytesUnderWay -= length;
       if (result) shared->leftBytes += length;
+      if (result && posted) shared->postedBytesLeft += length;
       const bool first = !result && (!send || send->result);
       if (send) {
         --send->pieces;
@@ -38,7 +39,7 @@ MidiSent MidiOutPort::Report(std::shared_ptr<LongSend> send, std::size_t length)
 }
 
 // Null: a short message.
-Result MidiOutPort::HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece) {
+Result MidiOutPort::HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece, bool posted) {
   std::lock_guard lock(handleMutex_);
   if (!handle_) return Result::Failure("The MIDI port is closed.", kMidiNoDevice);
   const auto count = [&](int pieces) {
@@ -49,7 +50,7 @@ Result MidiOutPort::HandOver(const std::shared_ptr<LongSend>& send, std::span<co
     if (!sendingLive_) begun_.store(handled_ + 1);
   };
   count(1);
-  MidiSent sent = Report(send, piece.size());
+  MidiSent sent = Report(send, piece.size(), posted);
   Result result = send ? handle_->SendLong(piece, std::move(sent)) : handle_->SendShort(piece, std::move(sent));
   if (!result) count(-1);
   return result;
@@ -59,7 +60,7 @@ Result MidiOutPort::HandOverWithRetries(const std::shared_ptr<LongSend>& send, s
                                         std::int64_t& startUs) {
   for (int attempt = 1;; ++attempt) {
     startUs = clock_.NowUs();
-    Result result = HandOver(send, piece);
+    Result result = HandOver(send, piece, true);
     if (result.code != kMidiNotReady || attempt == kNotReadyAttempts || Interrupted()) return result;
     PauseUntil(startUs + kNotReadyPauseUs, Cut::Stop);
   }
@@ -138,7 +139,7 @@ void MidiOutPort::EndSysEx() {
   sysexOpen_ = sysexLast_ = false;
   static constexpr std::uint8_t kEnd[1] = {0xF7};
   const auto send = std::make_shared<LongSend>();
-  if (!HandOver(send, kEnd)) return;
+  if (!HandOver(send, kEnd, false)) return;
   {
     std::unique_lock lock(mutex_);
     send->sealed = true;

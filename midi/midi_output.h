@@ -138,7 +138,11 @@ class MidiOutPort {
   std::uint64_t failedMessages() const;  // given up since the port was opened
   std::string lastFailure() const;       // why the last of them was; a sentence
   std::uint64_t TotalBytes() const;      // that left since the port was opened
-  std::uint64_t Reconnects() const;      // of its connection, where the MIDI system lets others cut it
+  // Bytes of messages that were ever queued, and how many of these have left; neither counts what is played, nor what
+  // the port adds by itself.
+  std::uint64_t PostedBytes() const;
+  std::uint64_t PostedBytesLeft() const;
+  std::uint64_t Reconnects() const;  // of its connection, where the MIDI system lets others cut it
   // Bytes of the modal count including an estimate for the message that is being sent.
   std::uint32_t ProgressBytes() const;
 
@@ -173,8 +177,9 @@ class MidiOutPort {
   void DrainCollected();
   void FinishMessage();
   bool Post(MidiOutMessage message);
-  MidiSent Report(std::shared_ptr<LongSend> send, std::size_t length);
-  Result HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece);
+  MidiSent Report(std::shared_ptr<LongSend> send, std::size_t length, bool posted);
+  // `posted`: the bytes are of a message of the queue.
+  Result HandOver(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece, bool posted);
   Result HandOverWithRetries(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> piece,
                              std::int64_t& startUs);
   Result HandOverPaced(const std::shared_ptr<LongSend>& send, std::span<const std::uint8_t> bytes, std::uint32_t rate,
@@ -213,6 +218,7 @@ class MidiOutPort {
   std::deque<MidiOutMessage> queue_;
   std::deque<MidiOutMessage> collected_;
   std::uint64_t posted_ = 0;
+  std::uint64_t postedBytes_ = 0;
   std::uint64_t handled_ = 0;
   std::atomic<std::uint64_t> begun_{0};
   std::size_t waitingBytes_ = 0;    // in queue_

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "data/packed_bytes.h"
+#include "parameters/tabbed_lines.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -16,6 +18,7 @@ constexpr int kMaxBit = 63;
 constexpr int kMaxWidth = 32;
 constexpr int kMaxNibbles = 8;
 constexpr std::int64_t kMaxByte = 1 << 24;
+constexpr std::size_t kMostPieces = 65536;
 constexpr char kForms[] =
     "19 (whole byte), 19 5-6 (bits), 19 nibbles, 19 4 nibbles high first, 19 word, 19 word half, 19 bit+low 7, "
     "19 16 bits, 19 float";
@@ -43,6 +46,20 @@ std::vector<FieldBits> Range(std::uint32_t byte, int first, int last) {
     bit += width;
   }
   return bits;
+}
+
+template <class Patch>
+std::int64_t ByteOf(const Patch& patch, const FieldBits& part) {
+  return part.piece.bytes ? patch.Get(part.byte, part.piece) : patch.Get(part.byte);
+}
+
+// The piece of a byte; null in front of the first one and behind the last.
+const PatchPiece* PieceOf(const FieldBase& base, std::int64_t byte) {
+  if (!base.pieces || byte < 0 || byte > kMaxByte) return nullptr;
+  const auto found = std::find_if(base.pieces->begin(), base.pieces->end(), [byte](const PatchPiece& piece) {
+    return piece.Holds(static_cast<std::uint32_t>(byte));
+  });
+  return found == base.pieces->end() ? nullptr : &*found;
 }
 
 // A whole number at the beginning of the text.
@@ -115,12 +132,24 @@ std::optional<NotationFault> ParsePiece(std::string_view text, bool sevenBit, co
   if (!byte || (!rest.empty() && rest.front() != ' ')) return NotationFault{0, "no place of a parameter", kForms};
   if (*byte + add < 0 || *byte + add >= kMaxByte) return NotationFault{0, "the byte is outside every patch", {}};
   const std::string_view form = TrimmedView(rest);
-  std::vector<FieldBits> bits = BitsOf(static_cast<std::uint32_t>(*byte + add), form, sevenBit, &place->isFloat);
+  const auto isSeven = [&](std::int64_t number) {
+    const PatchPiece* piece = PieceOf(base, number);
+    return piece ? piece->packing == 0 : sevenBit;
+  };
+  std::vector<FieldBits> bits =
+      BitsOf(static_cast<std::uint32_t>(*byte + add), form, isSeven(*byte + add), &place->isFloat);
   const std::size_t at = form.empty() ? 0 : static_cast<std::size_t>(form.data() - text.data());
   if (bits.empty()) return NotationFault{at, "no form of a parameter", kForms};
-  for (const FieldBits& part : bits)
-    if (sevenBit && part.bit + part.width > kWordBits)
+  for (FieldBits& part : bits) {
+    if (isSeven(part.byte) && part.bit + part.width > kWordBits)
       return NotationFault{at, "bytes of this data have bits 0 to 6 only", "word, nibbles or bits 0-6"};
+    if (!base.pieces || base.pieces->empty() || part.byte < base.pieces->front().first) continue;
+    const PatchPiece* piece = PieceOf(base, part.byte);
+    if (!piece)
+      return NotationFault{0, "the place lies behind the end of the patch",
+                           "bytes 0 to " + std::to_string(base.pieces->back().first + base.pieces->back().bytes - 1)};
+    part.piece = *piece;
+  }
   place->bits.insert(place->bits.begin(), bits.begin(), bits.end());
   place->text += (place->text.empty() ? "" : " & ") + std::to_string(*byte + add);
   if (!form.empty()) place->text += " " + std::string(form);
@@ -153,7 +182,7 @@ std::int64_t FieldPlace::Read(const ConstPatchBytes& patch) const {
   std::int64_t value = 0;
   int at = 0;
   for (const FieldBits& part : bits) {
-    value |= ((patch.Get(part.byte) >> part.bit) & Mask(part.width)) << at;
+    value |= ((ByteOf(patch, part) >> part.bit) & Mask(part.width)) << at;
     at += part.width;
   }
   if (isSigned && (value >> (at - 1)) & 1) value -= std::int64_t{1} << at;
@@ -161,11 +190,17 @@ std::int64_t FieldPlace::Read(const ConstPatchBytes& patch) const {
 }
 
 bool FieldPlace::Write(const PatchBytes& patch, std::int64_t value) const {
-  if (bits.empty() || value < lowest() || value > highest() || end() > patch.size()) return false;
+  if (bits.empty() || value < lowest() || value > highest()) return false;
+  for (const FieldBits& part : bits)
+    if (part.piece.bytes ? !patch.Has(part.piece) : part.byte >= patch.size()) return false;
   std::int64_t stored = (value + bias) & Mask(width());
   for (const FieldBits& part : bits) {
     const std::int64_t mask = Mask(part.width) << part.bit;
-    patch.Set(part.byte, (patch.Get(part.byte) & ~mask) | ((stored << part.bit) & mask));
+    const std::int64_t byte = (ByteOf(patch, part) & ~mask) | ((stored << part.bit) & mask);
+    if (part.piece.bytes)
+      patch.Set(part.byte, part.piece, byte);
+    else
+      patch.Set(part.byte, byte);
     stored >>= part.width;
   }
   return true;
@@ -187,6 +222,29 @@ std::optional<NotationFault> ParseFieldPlace(std::string_view text, bool sevenBi
   }
   *out = std::move(place);
   return std::nullopt;
+}
+
+std::string PatchPiecesText(const std::vector<PatchPiece>& pieces) {
+  std::string text;
+  for (const PatchPiece& piece : pieces)
+    text += TabbedLine({"piece", std::to_string(piece.first), std::to_string(piece.bytes), std::to_string(piece.origin),
+                        std::to_string(piece.packing)});
+  return text;
+}
+
+bool ReadPatchPiece(const std::vector<std::string>& cells, std::vector<PatchPiece>* pieces) {
+  if (cells.size() != kPieceCells || pieces->size() >= kMostPieces) return false;
+  std::vector<std::int64_t> numbers;
+  for (std::size_t i = 1; i < kPieceCells; ++i) {
+    const auto number = ParseInteger(cells[i]);
+    if (!number || *number < 0 || *number >= kMaxByte) return false;
+    numbers.push_back(*number);
+  }
+  if (numbers[1] == 0 || numbers[3] >= kStorageFormats) return false;
+  if (!pieces->empty() && pieces->back().first + std::int64_t{pieces->back().bytes} != numbers[0]) return false;
+  pieces->push_back({static_cast<std::uint32_t>(numbers[0]), static_cast<std::uint32_t>(numbers[1]),
+                     static_cast<std::uint32_t>(numbers[2]), static_cast<std::int32_t>(numbers[3])});
+  return true;
 }
 
 std::optional<NotationFault> ParseFieldRange(std::string_view text, FieldPlace* place, FieldRange* out) {

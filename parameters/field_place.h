@@ -16,6 +16,7 @@ struct FieldBits {
   std::uint32_t byte = 0;
   std::uint8_t bit = 0;
   std::uint8_t width = 0;
+  PatchPiece piece = {};  // that the byte lies in, when it is not packed as the first ones are
 };
 
 // Where a parameter stands in a patch and how its value is stored there.  Values are whole numbers of up to 32 bits.
@@ -55,10 +56,19 @@ struct FieldPlace {
 struct FieldBase {
   std::int64_t all = 0;
   std::int64_t plus = 0;
+  // Of the patch, in the order of their bytes; what comes before the first is packed as the data type says.  Null or
+  // none: all of it is.
+  const std::vector<PatchPiece>* pieces = nullptr;
 };
-// Reads the notation.  In 7-bit data a whole byte has seven bits.
+// Reads the notation.  In 7-bit data a whole byte has seven bits, and it has in a piece that is not packed.
 std::optional<NotationFault> ParseFieldPlace(std::string_view text, bool sevenBit, const FieldBase& base,
                                              FieldPlace* out);
+
+// Pieces in files of packages: a tab separated line each, "piece", FIRST, BYTES, ORIGIN, PACKING.
+inline constexpr std::size_t kPieceCells = 5;
+std::string PatchPiecesText(const std::vector<PatchPiece>& pieces);
+// Takes a line; false when it is wrong or does not follow the piece before.
+bool ReadPatchPiece(const std::vector<std::string>& cells, std::vector<PatchPiece>* pieces);
 
 // "0..127", "-64..63", "-8192..8191 offset": the smallest and the largest value, and how the place stores them (sign
 // and bias).  A fault when the place cannot hold them.

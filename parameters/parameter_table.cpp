@@ -15,7 +15,8 @@ constexpr std::uint32_t kMostBits = 16;  // of a logical byte
 constexpr std::size_t kMostRows = 65536;
 constexpr std::size_t kMostTexts = 1u << 20;
 constexpr char kKind[] = "parameters";
-constexpr std::size_t kRowCells = 9;
+constexpr std::size_t kRowCells = 9;    // one more with a condition
+constexpr std::size_t kMostOnBit = 64;  // parameters that exclude one another
 
 }  // namespace
 
@@ -23,6 +24,15 @@ const Parameter* ParameterTable::Find(std::string_view name) const {
   const auto found =
       std::find_if(parameters.begin(), parameters.end(), [&](const Parameter& p) { return p.name == name; });
   return found == parameters.end() ? nullptr : &*found;
+}
+
+const ParameterCondition* ParameterTable::ConditionOf(const Parameter& parameter) const {
+  return parameter.condition < 0 ? nullptr : &conditions[static_cast<std::size_t>(parameter.condition)];
+}
+
+bool ParameterTable::IsIn(const Parameter& parameter, const ConstPatchBytes& patch) const {
+  const ParameterCondition* condition = ConditionOf(parameter);
+  return !condition || (condition->Holds(patch) && parameter.place.end() <= patch.size());
 }
 
 void ParameterTableBuilder::Fault(std::size_t index, ParameterFault::Cell cell, NotationFault fault) {
@@ -53,7 +63,9 @@ void ParameterTableBuilder::Add(const ParameterRow& row, const FieldBase& base) 
   const std::size_t index = table_.parameters.size();
   rowOf_.push_back(rows_++);
   failed_.push_back(false);
-  auto fault = ParseFieldPlace(row.place, table_.sevenBit, base, &parameter.place);
+  FieldBase within = base;
+  within.pieces = &table_.pieces;
+  auto fault = ParseFieldPlace(row.place, table_.sevenBit, within, &parameter.place);
   if (fault) {
     Fault(index, Cell::kPlace, *fault);
   } else {
@@ -67,6 +79,53 @@ void ParameterTableBuilder::Add(const ParameterRow& row, const FieldBase& base) 
     Fault(index, Cell::kName, {0, "there is a parameter of that name already", "every name once"});
   }
   table_.parameters.push_back(std::move(parameter));
+  if (!row.when.empty()) table_.parameters[index].condition = AddCondition(index, row.when, within);
+}
+
+int ParameterTableBuilder::AddCondition(std::size_t index, const std::string& when, const FieldBase& base) {
+  ParameterCondition condition;
+  if (const auto fault = ParseParameterCondition(when, table_.sevenBit, base, &condition)) {
+    Fault(index, ParameterFault::Cell::kWhen, *fault);
+    return -1;
+  }
+  const auto [at, isNew] = conditionOf_.try_emplace(condition.Text(), static_cast<int>(table_.conditions.size()));
+  if (isNew) table_.conditions.push_back(std::move(condition));
+  return at->second;
+}
+
+// Gives the tests with a name the place of that parameter.
+void ParameterTableBuilder::ResolveConditions() {
+  std::vector<std::optional<NotationFault>> faults(table_.conditions.size());
+  for (std::size_t c = 0; c < table_.conditions.size(); ++c) {
+    for (ParameterCondition::Test& test : table_.conditions[c].tests) {
+      if (test.name.empty()) continue;
+      const auto found = byName_.find(test.name);
+      if (found == byName_.end()) {
+        faults[c] = {0, "there is no parameter of that name", {}, test.name};
+        continue;
+      }
+      const Parameter& parameter = table_.parameters[found->second];
+      test.place = parameter.place;
+      if (test.range.max < parameter.range.min || test.range.min > parameter.range.max)
+        faults[c] = {0, "\"" + test.name + "\" never has these values",
+                     "in " + FieldRangeText(parameter.place, parameter.range)};
+    }
+  }
+  for (std::size_t i = 0; i < table_.parameters.size(); ++i) {
+    const Parameter& parameter = table_.parameters[i];
+    if (parameter.condition < 0 || failed_[i]) continue;
+    const auto c = static_cast<std::size_t>(parameter.condition);
+    if (faults[c]) Fault(i, ParameterFault::Cell::kWhen, *faults[c]);
+    for (const ParameterCondition::Test& test : table_.conditions[c].tests)
+      if (!faults[c] && test.name == parameter.name)
+        Fault(i, ParameterFault::Cell::kWhen, {0, "the condition asks for the parameter itself", "another parameter"});
+  }
+}
+
+bool ParameterTableBuilder::Exclude(std::size_t a, std::size_t b) const {
+  const ParameterCondition* one = table_.ConditionOf(table_.parameters[a]);
+  const ParameterCondition* other = table_.ConditionOf(table_.parameters[b]);
+  return one && other && one->Excludes(*other);
 }
 
 void ParameterTableBuilder::Display(std::size_t index, int depth) {
@@ -99,7 +158,7 @@ void ParameterTableBuilder::Display(std::size_t index, int depth) {
 }
 
 void ParameterTableBuilder::FindOverlaps(std::uint32_t patchBytes) {
-  std::unordered_map<std::uint32_t, std::size_t> owner;  // by bit of the patch
+  std::unordered_map<std::uint32_t, std::vector<std::size_t>> owners;  // by bit of the patch
   for (std::size_t i = 0; i < table_.parameters.size(); ++i) {
     const FieldPlace& place = table_.parameters[i].place;
     if (failed_[i]) continue;
@@ -111,8 +170,10 @@ void ParameterTableBuilder::FindOverlaps(std::uint32_t patchBytes) {
     std::optional<std::size_t> other;
     for (const FieldBits& part : place.bits) {
       for (std::uint32_t bit = part.bit; bit < std::uint32_t{part.bit} + part.width; ++bit) {
-        const auto [at, isNew] = owner.try_emplace(part.byte * kMostBits + bit, i);
-        if (!isNew) other = at->second;
+        std::vector<std::size_t>& there = owners[part.byte * kMostBits + bit];
+        for (const std::size_t owner : there)
+          if (there.size() >= kMostOnBit || !Exclude(owner, i)) other = owner;
+        if (!other) there.push_back(i);
       }
     }
     if (!other) continue;
@@ -124,6 +185,7 @@ void ParameterTableBuilder::FindOverlaps(std::uint32_t patchBytes) {
 
 ParameterTable ParameterTableBuilder::Take(std::uint32_t patchBytes, std::vector<ParameterFault>* faults) {
   for (std::size_t i = 0; i < table_.parameters.size(); ++i) Display(i, 0);
+  ResolveConditions();
   FindOverlaps(patchBytes);
   ParameterTable table = std::move(table_);
   std::vector<Parameter> good;
@@ -142,11 +204,22 @@ std::string ParameterTableName(int driverId) {
 
 std::string ParameterTableText(const ParameterTable& table) {
   std::string text = TabbedHead(kKind) + TabbedLine({"bits", table.sevenBit ? "7" : "8"});
+  text += PatchPiecesText(table.pieces);
   for (const DisplayList& list : table.lists) text += TabbedLine({"list", list.name, list.source});
   for (const std::string& change : table.changes) text += TabbedLine({"change", change});
-  for (const Parameter& p : table.parameters)
-    text += TabbedLine({"parameter", p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number,
-                        p.section, p.change < 0 ? "" : std::to_string(p.change + 1), std::to_string(p.defaultValue)});
+  for (const Parameter& p : table.parameters) {
+    std::vector<std::string> cells = {"parameter",
+                                      p.place.text,
+                                      p.name,
+                                      FieldRangeText(p.place, p.range),
+                                      p.shown,
+                                      p.number,
+                                      p.section,
+                                      p.change < 0 ? "" : std::to_string(p.change + 1),
+                                      std::to_string(p.defaultValue)};
+    if (const ParameterCondition* condition = table.ConditionOf(p)) cells.push_back(condition->Text());
+    text += TabbedLine(cells);
+  }
   return text;
 }
 
@@ -154,18 +227,24 @@ Result ReadParameterTable(std::string_view text, ParameterTable* out) {
   ParameterTableBuilder builder(text.find("\nbits\t7\n") != std::string_view::npos);
   std::vector<std::string> names;
   int changes = 0;
+  std::vector<PatchPiece> pieces;
   const auto take = [&](const std::vector<std::string>& cells) -> std::string {
     if (cells[0] == "bits") return {};
+    if (cells[0] == "piece" && cells.size() == kPieceCells) {
+      if (!ReadPatchPiece(cells, &pieces)) return "the piece does not read.";
+      builder.AddPiece(pieces.back());
+      return {};
+    }
     if (cells[0] == "list" && cells.size() == 3) {
       builder.AddList(cells[1], cells[2]);
     } else if (cells[0] == "change" && cells.size() == 2) {
       changes = std::max(changes, builder.AddChange(cells[1]) + 1);
-    } else if (cells[0] == "parameter" && cells.size() == kRowCells) {
+    } else if (cells[0] == "parameter" && (cells.size() == kRowCells || cells.size() == kRowCells + 1)) {
       const std::int64_t change = ParseInteger(cells[7]).value_or(0);
       if (change < 0 || change > changes) return "there is no such change message.";
       if (names.size() >= kMostRows) return "there are too many parameters.";
       builder.Add({cells[1], cells[2], cells[3], cells[4], cells[5], cells[6], static_cast<int>(change) - 1,
-                   ParseInteger(cells[8])});
+                   ParseInteger(cells[8]), cells.size() > kRowCells ? cells[kRowCells] : std::string()});
       names.push_back(cells[2]);
     } else {
       return "neither a parameter nor a list.";
@@ -183,8 +262,11 @@ Result ReadParameterTable(std::string_view text, ParameterTable* out) {
 
 std::string ParameterTableSheet(const ParameterTable& table, const std::string& data) {
   std::string text;
-  for (const Parameter& p : table.parameters)
-    text += TabbedLine({data, p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section});
+  for (const Parameter& p : table.parameters) {
+    const ParameterCondition* condition = table.ConditionOf(p);
+    text += TabbedLine({data, p.place.text, p.name, FieldRangeText(p.place, p.range), p.shown, p.number, p.section,
+                        condition ? condition->Text() : ""});
+  }
   return text;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "parameters/tabbed_lines.h"
 #include "platform/text.h"
@@ -11,7 +12,8 @@ namespace tonalith {
 namespace {
 
 constexpr char kKind[] = "conversion";
-constexpr std::size_t kFieldCells = 6;
+constexpr std::size_t kFieldCells = 6;  // and up to three more
+constexpr std::size_t kMostCells = 9;
 constexpr std::size_t kNameCells = 4;
 constexpr int kByteBits = 8;
 constexpr std::int64_t kMostFactor = 256;
@@ -29,6 +31,9 @@ struct Way {
   bool toPatch;
 
   const FieldPlace& From(const PatchConversion::Pair& pair) const { return toPatch ? pair.slot : pair.patch; }
+  const ParameterCondition& When(const PatchConversion::Pair& pair) const {
+    return toPatch ? pair.slotWhen : pair.patchWhen;
+  }
   const FieldPlace& To(const PatchConversion::Pair& pair) const { return toPatch ? pair.patch : pair.slot; }
 };
 
@@ -56,6 +61,7 @@ int NameBitsOf(int format) {
 std::size_t Convert(const PatchConversion& conversion, Way way, const ConstPatchBytes& from, const PatchBytes& to) {
   std::size_t changed = 0;
   for (const PatchConversion::Pair& pair : conversion.pairs) {
+    if (!way.When(pair).Holds(from)) continue;
     const FieldPlace& target = way.To(pair);
     const std::int64_t value = way.From(pair).Read(from);
     const std::int64_t there = way.toPatch ? value * pair.factor : Quotient(value, pair.factor);
@@ -78,10 +84,25 @@ std::string Bits(bool sevenBit) {
 }
 
 // A place with its range; what is wrong with them, or nothing.
-std::string ReadField(const std::string& place, const std::string& range, bool sevenBit, FieldPlace* out,
-                      FieldRange* outRange) {
-  auto fault = ParseFieldPlace(place, sevenBit, {}, out);
+std::string ReadField(const std::string& place, const std::string& range, bool sevenBit,
+                      const std::vector<PatchPiece>& pieces, FieldPlace* out, FieldRange* outRange) {
+  auto fault = ParseFieldPlace(place, sevenBit, {0, 0, &pieces}, out);
   if (!fault) fault = ParseFieldRange(range, out, outRange);
+  return fault ? fault->text + "." : std::string();
+}
+
+ParameterCondition ConditionOf(const ParameterTable& table, const Parameter& parameter) {
+  const ParameterCondition* condition = table.ConditionOf(parameter);
+  return condition ? *condition : ParameterCondition();
+}
+
+// What is wrong with a condition, or nothing.
+std::string ReadCondition(const std::string& text, bool sevenBit, const std::vector<PatchPiece>& pieces,
+                          ParameterCondition* out) {
+  if (text.empty()) return {};
+  auto fault = ParseParameterCondition(text, sevenBit, {0, 0, &pieces}, out);
+  for (const ParameterCondition::Test& test : out->tests)
+    if (!test.name.empty()) fault = {0, "the condition names a parameter instead of a place", {}};
   return fault ? fault->text + "." : std::string();
 }
 
@@ -94,6 +115,8 @@ PatchConversion DerivePatchConversion(const ParameterTable& slot, const Synth& s
   conversion.patchType = patchType.driverId;
   conversion.slotSevenBit = slot.sevenBit;
   conversion.patchSevenBit = patch.sevenBit;
+  conversion.slotPieces = slot.pieces;
+  conversion.patchPieces = patch.pieces;
   std::map<std::string, const Parameter*> others;
   for (const Parameter& parameter : patch.parameters) others[parameter.name] = &parameter;
   for (const Parameter& parameter : slot.parameters) {
@@ -103,7 +126,8 @@ PatchConversion DerivePatchConversion(const ParameterTable& slot, const Synth& s
       continue;
     }
     conversion.pairs.push_back({parameter.name, parameter.place, other->second->place, parameter.range,
-                                other->second->range, FactorOf(parameter, *other->second)});
+                                other->second->range, FactorOf(parameter, *other->second), ConditionOf(slot, parameter),
+                                ConditionOf(patch, *other->second)});
     others.erase(other);
   }
   for (const Parameter& parameter : patch.parameters)
@@ -135,6 +159,9 @@ std::string PatchConversionText(const PatchConversion& conversion) {
   std::string text = TabbedHead(kKind);
   text += TabbedLine({"types", std::to_string(conversion.slotType), std::to_string(conversion.patchType)});
   text += TabbedLine({"bits", Bits(conversion.slotSevenBit), Bits(conversion.patchSevenBit)});
+  for (const auto& [where, pieces] :
+       {std::pair("slot ", &conversion.slotPieces), std::pair("patch ", &conversion.patchPieces)})
+    for (const PatchPiece& piece : *pieces) text += where + PatchPiecesText({piece});
   if (conversion.nameLength) {
     std::vector<std::string> cells = {"name", std::to_string(conversion.slotName), std::to_string(conversion.patchName),
                                       std::to_string(conversion.nameLength)};
@@ -145,7 +172,10 @@ std::string PatchConversionText(const PatchConversion& conversion) {
     std::vector<std::string> cells = {"field",         pair.name,
                                       pair.slot.text,  FieldRangeText(pair.slot, pair.slotRange),
                                       pair.patch.text, FieldRangeText(pair.patch, pair.patchRange)};
-    if (pair.factor != 1) cells.push_back(std::to_string(pair.factor));
+    cells.push_back(pair.factor != 1 ? std::to_string(pair.factor) : "");
+    cells.push_back(pair.slotWhen.PlacesText());
+    cells.push_back(pair.patchWhen.PlacesText());
+    while (cells.back().empty()) cells.pop_back();
     text += TabbedLine(cells);
   }
   return text;
@@ -168,6 +198,10 @@ Result ReadPatchConversion(std::string_view text, PatchConversion* out) {
       conversion.patchSevenBit = cells[2] == "7";
       return {};
     }
+    if (cells[0] == "slot piece" || cells[0] == "patch piece")
+      return ReadPatchPiece(cells, cells[0] == "slot piece" ? &conversion.slotPieces : &conversion.patchPieces)
+                 ? ""
+                 : "the piece does not read.";
     if (cells[0] == "name" && (cells.size() == kNameCells || cells.size() == kNameCells + 1)) {
       conversion.slotName = number(cells[1]);
       conversion.patchName = number(cells[2]);
@@ -180,14 +214,23 @@ Result ReadPatchConversion(std::string_view text, PatchConversion* out) {
       conversion.nameBits = static_cast<int>(bits);
       return {};
     }
-    if (cells[0] != "field" || cells.size() < kFieldCells || cells.size() > kFieldCells + 1)
+    if (cells[0] != "field" || cells.size() < kFieldCells || cells.size() > kMostCells)
       return "neither a field nor a name.";
     if (conversion.pairs.size() >= kMostFields) return "there are too many fields.";
     PatchConversion::Pair pair;
     pair.name = cells[1];
-    std::string wrong = ReadField(cells[2], cells[3], conversion.slotSevenBit, &pair.slot, &pair.slotRange);
-    if (wrong.empty()) wrong = ReadField(cells[4], cells[5], conversion.patchSevenBit, &pair.patch, &pair.patchRange);
-    pair.factor = cells.size() > kFieldCells ? number(cells[kFieldCells]) : 1;
+    std::string wrong =
+        ReadField(cells[2], cells[3], conversion.slotSevenBit, conversion.slotPieces, &pair.slot, &pair.slotRange);
+    if (wrong.empty())
+      wrong = ReadField(cells[4], cells[5], conversion.patchSevenBit, conversion.patchPieces, &pair.patch,
+                        &pair.patchRange);
+    const auto cell = [&](std::size_t more) {
+      return cells.size() > kFieldCells + more ? cells[kFieldCells + more] : std::string();
+    };
+    pair.factor = cell(0).empty() ? 1 : number(cell(0));
+    if (wrong.empty()) wrong = ReadCondition(cell(1), conversion.slotSevenBit, conversion.slotPieces, &pair.slotWhen);
+    if (wrong.empty())
+      wrong = ReadCondition(cell(2), conversion.patchSevenBit, conversion.patchPieces, &pair.patchWhen);
     if (wrong.empty() && (pair.factor < 1 || pair.factor > kMostFactor)) wrong = "no factor.";
     conversion.pairs.push_back(std::move(pair));
     return wrong;

@@ -8,6 +8,7 @@
 
 #include "data/data_records.h"
 #include "parameters/field_place.h"
+#include "parameters/parameter_condition.h"
 #include "parameters/parameter_table.h"
 #include "platform/result.h"
 
@@ -22,10 +23,13 @@ struct PatchConversion {
     FieldRange slotRange, patchRange;
     // The patch has this many times the slot's value; on the way back the rest of the division is lost.
     std::int64_t factor = 1;
+    // Nothing is taken over from where it is not there.
+    ParameterCondition slotWhen = {}, patchWhen = {};
   };
   int slotType = 0;  // driver ids
   int patchType = 0;
   bool slotSevenBit = false, patchSevenBit = false;
+  std::vector<PatchPiece> slotPieces, patchPieces;
   std::vector<Pair> pairs;
   std::int64_t slotName = 0, patchName = 0;  // byte of the name in the patch
   std::uint32_t nameLength = 0;              // 0: no name is taken over
@@ -46,7 +50,9 @@ std::size_t ConvertPatchToSlot(const PatchConversion& conversion, const ConstPat
 //   types  driver id of the bank, of the patch
 //   bits   7 or 8 of the bank, of the patch
 //   name   first byte in the bank's patch, in the patch, length; bits of each byte when they are not 8
-//   field  NAME, PLACE and RANGE in the bank's patch, PLACE and RANGE in the patch; factor when it is not 1
+//   field  NAME, PLACE and RANGE in the bank's patch, PLACE and RANGE in the patch; the factor, and the CONDITION in
+//   the
+//          bank's patch and in the patch, as far as they say something
 
 std::string PatchConversionText(const PatchConversion& conversion);
 Result ReadPatchConversion(std::string_view text, PatchConversion* out);

@@ -26,9 +26,9 @@ bool ReadTargets(const std::string& text, std::vector<ReferenceMatrix::Target>* 
   return !targets->empty();
 }
 
-std::string ReadPlace(const std::string& place, const std::string& range, bool sevenBit, FieldPlace* out,
-                      FieldRange* outRange) {
-  auto fault = ParseFieldPlace(place, sevenBit, {}, out);
+std::string ReadPlace(const std::string& place, const std::string& range, const ReferenceMatrix& matrix,
+                      FieldPlace* out, FieldRange* outRange) {
+  auto fault = ParseFieldPlace(place, matrix.sevenBit, {0, 0, &matrix.pieces}, out);
   if (!fault) fault = ParseFieldRange(range, out, outRange);
   return fault ? fault->text + "." : std::string();
 }
@@ -117,7 +117,8 @@ std::string ReferenceMatrixName(int driverId) {
 }
 
 std::string ReferenceMatrixText(const ReferenceMatrix& matrix) {
-  std::string text = TabbedHead(kKind) + TabbedLine({"bits", matrix.sevenBit ? "7" : "8"});
+  std::string text =
+      TabbedHead(kKind) + TabbedLine({"bits", matrix.sevenBit ? "7" : "8"}) + PatchPiecesText(matrix.pieces);
   for (const ReferenceMatrix::Row& row : matrix.rows) {
     std::string targets;
     for (const ReferenceMatrix::Target& target : row.targets)
@@ -139,18 +140,19 @@ Result ReadReferenceMatrix(std::string_view text, ReferenceMatrix* out) {
       matrix.sevenBit = cells[1] == "7";
       return {};
     }
+    if (cells[0] == "piece") return ReadPatchPiece(cells, &matrix.pieces) ? "" : "the piece does not read.";
     if (cells[0] == "condition" && cells.size() == 3 && !matrix.rows.empty()) {
       ReferenceMatrix::Condition& condition = matrix.rows.back().conditions.emplace_back();
       if (++conditions > kMostRows) return "there are too many conditions.";
-      return ReadPlace(cells[1], cells[2], matrix.sevenBit, &condition.place, &condition.range);
+      return ReadPlace(cells[1], cells[2], matrix, &condition.place, &condition.range);
     }
     if (cells[0] != "reference" || cells.size() != kCells) return "no reference.";
     if (matrix.rows.size() >= kMostRows) return "there are too many references.";
     ReferenceMatrix::Row row;
     row.name = cells[1];
     std::string wrong;
-    if (!cells[2].empty()) wrong = ReadPlace(cells[2], cells[3], matrix.sevenBit, &row.bank.emplace(), &row.bankRange);
-    if (wrong.empty()) wrong = ReadPlace(cells[4], cells[5], matrix.sevenBit, &row.child, &row.childRange);
+    if (!cells[2].empty()) wrong = ReadPlace(cells[2], cells[3], matrix, &row.bank.emplace(), &row.bankRange);
+    if (wrong.empty()) wrong = ReadPlace(cells[4], cells[5], matrix, &row.child, &row.childRange);
     if (wrong.empty() && !ReadTargets(cells[6], &row.targets)) wrong = "the targets do not read.";
     matrix.rows.push_back(std::move(row));
     return wrong;

@@ -48,6 +48,7 @@ struct ReferenceMatrix {
     bool Write(const PatchBytes& parent, const PatchAddress& child) const;
   };
   bool sevenBit = false;
+  std::vector<PatchPiece> pieces;
   std::vector<Row> rows;
 };
 

@@ -126,8 +126,8 @@ struct TransferContext {
   std::vector<std::pair<int, int>> notTaken;
   std::string scriptStop;
 
-  // Called on the transfer's thread after every patch of a transmission; may be empty.
-  std::function<void()> patchDone;
+  // Called on the transfer's thread after every patch of a transmission, from 0; may be empty.
+  std::function<void(int patch)> patchDone;
 
   // While set, messages and delays are appended here instead of being performed.
   EventList* recording = nullptr;  // script/transfer_engine_events.h

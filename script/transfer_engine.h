@@ -63,14 +63,6 @@ struct TransferPlace {
   int patchNumber = -1;  // of a single patch in the instrument; -1: that of the DataFile
 };
 
-// A patch of a bank as it came.
-struct ReceivedPatch {
-  int patch = 0;
-  std::vector<std::uint8_t> bytes;
-  bool damaged = false;
-  bool empty = false;  // the instrument holds nothing in this place
-};
-
 // One transfer from its start to its end.  Handles may outlive it.  Any thread.
 class Transfer : public std::enable_shared_from_this<Transfer> {
  public:
@@ -128,7 +120,7 @@ class Transfer : public std::enable_shared_from_this<Transfer> {
   mutable WaitPoint changed_;
   DataFile* dataFile_ = nullptr;  // null once the owner released it
   std::vector<std::string> messages_;
-  std::vector<ReceivedPatch> came_;  // of a bank, until now
+  ReceivedPatches came_;  // of a bank, until now
   TransferResult result_;
   bool over_ = false;
   TransferLock lock_;
@@ -323,6 +315,8 @@ class TransferEngine {
   std::function<void()> openTransmitWindow_;
 };
 
+// Puts patches into a bank as a receive of them does.
+void PutPatches(DataFile& to, const ReceivedPatches& came);
 bool HoldsNothing(const DataFile& dataFile);
 // What a data type's flags say about its transfers.
 bool PatchAddressable(const Synth& synth);  // single patches can be sent and received

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,21 @@ struct PatchFault {
   int patch = -1;     // from 0
   int code = 0;       // transfer_code of the last attempt; 0: it was not asked for, or sent, any more
   bool kept = false;  // damaged, and kept all the same
+};
+
+// A patch of a bank as it came.
+struct ReceivedPatch {
+  int patch = 0;
+  std::vector<std::uint8_t> bytes;
+  bool damaged = false;
+  bool empty = false;  // the instrument holds nothing in this place
+};
+using ReceivedPatches = std::vector<ReceivedPatch>;
+
+// A patch of a transmission that the output port has taken, and was not refused.
+struct HandedPatch {
+  int patch = -1;           // from 0
+  std::uint64_t bytes = 0;  // PostedBytes of the port behind it
 };
 
 // How a transfer ended.
@@ -36,11 +52,14 @@ struct TransferResult {
   // Of the first piece (patch or image) that failed: how often it was tried, and whether anything came for it.
   int attempts = 0;
   bool answered = false;
-  int refusedPieces = 0;           // answers of the instrument that were no
-  int retriedPieces = 0;           // pieces asked for, or sent, again
-  std::vector<PatchFault> faults;  // what of a bank did not come, or was not taken, in order
-  std::vector<int> empty;          // patches whose places in the instrument hold nothing: no faults
-  std::string missing;             // both in words, single bytes: "64 is missing"; empty: nothing is
+  int refusedPieces = 0;            // answers of the instrument that were no
+  int retriedPieces = 0;            // pieces asked for, or sent, again
+  std::vector<PatchFault> faults;   // what of a bank did not come, or was not taken, in order
+  std::vector<HandedPatch> handed;  // a transmission patch by patch, in order
+  // Of a bank whose receive was cancelled: what had come, and was not put into the data; null: nothing.
+  std::shared_ptr<const ReceivedPatches> setAside{};
+  std::vector<int> empty;  // patches whose places in the instrument hold nothing: no faults
+  std::string missing;     // both in words, single bytes: "64 is missing"; empty: nothing is
   // For sentences, single bytes: instrument and data.
   std::string what;
   std::vector<std::vector<std::uint8_t>> answers;  // what the instrument said where an answer was due; ok: none

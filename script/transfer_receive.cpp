@@ -55,12 +55,6 @@ void PutPatch(DataFile& to, const ReceivedPatch& received) {
   MarkDamaged(to, received.patch, received.damaged);
 }
 
-void PutPatches(DataFile& to, const std::vector<ReceivedPatch>& came) {
-  for (const ReceivedPatch& patch : came) PutPatch(to, patch);
-  if (to.xtra) to.xtra->hasNoSysEx = 0;
-  Stamp(to);
-}
-
 bool IsRefusal(int code) {
   return code <= transfer_code::kUnexpectedAck && code >= transfer_code::kUnknownError;
 }
@@ -72,6 +66,12 @@ bool IsFinal(int code) {
 }
 
 }  // namespace
+
+void PutPatches(DataFile& to, const ReceivedPatches& came) {
+  for (const ReceivedPatch& patch : came) PutPatch(to, patch);
+  if (to.xtra) to.xtra->hasNoSysEx = 0;
+  Stamp(to);
+}
 
 bool IsSilence(int code) {
   return code == transfer_code::kNoResponse || code == transfer_code::kTimeOut ||
@@ -404,7 +404,11 @@ void TransferRun::CommitBank() {
                          context_.cancel.Cancelled() || engine_.services().Quitting();
   {
     std::lock_guard guard(transfer_->mutex_);
-    if (transfer_->came_.empty() || (cancelled && !context_.portGone)) return;
+    if (transfer_->came_.empty()) return;
+    if (cancelled && !context_.portGone) {
+      result_.setAside = std::make_shared<const ReceivedPatches>(transfer_->came_);
+      return;
+    }
   }
   result_.changed = true;
   Post([transfer = transfer_, copy = copy_] {

@@ -19,9 +19,11 @@ void TakeOverDescriptor(DataFile& to, const Synth& from) {
 void TransferRun::Transmit() {
   const std::vector<std::uint8_t> before(copy_->body, copy_->body + copy_->bodySize);
   engine_.services().ForgetReplies(synth_->midiInPort);
-  context_.patchDone = [this] {
+  const std::shared_ptr<MidiOutPort> out = engine_.out_ ? engine_.out_->GetMidiOutPort(synth_->midiOutPort) : nullptr;
+  context_.patchDone = [this, out](int patch) {
     transfer_->patchesToDo_ = result_.patchesToDo = context_.patchesToDo;
     result_.patchesDone = context_.patchesDone;
+    result_.handed.push_back({patch, out ? out->PostedBytes() : 0});
     ReportProgress();
   };
   result_.result = SendExchange();
@@ -145,7 +147,7 @@ int TransferEngine::SendAll(Sending& sending, std::span<const std::uint8_t> mask
     }
     context.patchesDone.fetch_add(1);
     context.progressCount.fetch_add(1);
-    if (context.patchDone) context.patchDone();
+    if (context.patchDone) context.patchDone(patch);
   }
   return failure < 0 ? failure : result;
 }

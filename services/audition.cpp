@@ -12,6 +12,7 @@ namespace tonalith {
 namespace {
 
 constexpr std::int64_t kLoadMs = 250;  // an instrument loads the patch
+constexpr int kNoSelectNoTones = 7;    // of the ways to select patches
 constexpr std::uint8_t kController = 0xB0, kProgram = 0xC0;
 constexpr std::uint8_t kBankMsb = 0, kBankLsb = 32;
 
@@ -43,27 +44,43 @@ Result CanAudition(const DataFile& bank, int patch) {
   return Result::Success();
 }
 
+Result Audition::PortOf(const DataFile& bank, int* port) const {
+  const std::string named = bank.midiOutPortName ? bank.midiOutPortName : "";
+  *port = named.empty() ? bank.synth->midiOutPort : out_.FindPort(named);
+  const std::shared_ptr<MidiOutPort> open = *port >= 0 ? out_.GetMidiOutPort(*port) : nullptr;
+  if (!open) return Result::Failure("The MIDI OUT port of this data is not open.");
+  return open->lease() != 0 ? Result::Failure(PortTakenText(open->name())) : Result::Success();
+}
+
 Result Audition::Play(const DataFile& bank, int patch, bool withTones) {
   if (Result can = CanAudition(bank, patch); !can.ok()) return can;
-  const Synth& synth = *bank.synth;
-  const std::string named = bank.midiOutPortName ? bank.midiOutPortName : "";
-  int port = named.empty() ? synth.midiOutPort : out_.FindPort(named);
-  const std::shared_ptr<MidiOutPort> open = port >= 0 ? out_.GetMidiOutPort(port) : nullptr;
-  if (!open) return Result::Failure("The MIDI OUT port of this data is not open.");
-  if (open->lease() != 0) return Result::Failure(PortTakenText(open->name()));
+  int port = 0;
+  if (Result there = PortOf(bank, &port); !there.ok()) return there;
   Stop();
   SendOptions options;
   options.mayWait = false;
-  for (const std::vector<std::uint8_t>& message : PatchChangeMessages(synth, patch))
+  for (const std::vector<std::uint8_t>& message : PatchChangeMessages(*bank.synth, patch))
     if (out_.SendDataPort(message, port, options) <= 0)
-      return Result::Failure("The MIDI OUT port \"" + open->name() + "\" does not take anything.");
+      return Result::Failure("The MIDI OUT port \"" + out_.GetMidiOutPort(port)->name() + "\" does not take anything.");
   // What is not there is only chosen.
   if (!withTones || MapBit(bank.emptyMap, bank.emptyMapSize, static_cast<std::uint32_t>(patch)))
     return Result::Success();
-  const bool atOnce = settings_.MainBankAudition(-1) == static_cast<int>(BankTones::kSequence);
-  waiting_ = Waiting{{port, synth.midiChannel & 15}, out_.clock().NowUs() / 1000 + (atOnce ? 0 : kLoadMs)};
-  Tick();
+  PlayLater(bank, port);
   return Result::Success();
+}
+
+Result Audition::Sound(const DataFile& bank) {
+  int port = 0;
+  if (Result there = PortOf(bank, &port); !there.ok()) return there;
+  Stop();
+  if (bank.synth->bankSelectMode != kNoSelectNoTones) PlayLater(bank, port);
+  return Result::Success();
+}
+
+void Audition::PlayLater(const DataFile& bank, int port) {
+  const bool atOnce = settings_.MainBankAudition(-1) == static_cast<int>(BankTones::kSequence);
+  waiting_ = Waiting{{port, bank.synth->midiChannel & 15}, out_.clock().NowUs() / 1000 + (atOnce ? 0 : kLoadMs)};
+  Tick();
 }
 
 void Audition::Stop() {

@@ -28,6 +28,10 @@ class Audition {
   // `withTones` false: the patch is only chosen.  On the port and channel of the bank.  Refused while a transfer has
   // the port, and without an open port.
   Result Play(const DataFile& bank, int patch, bool withTones = true);
+  // The tones alone, of a patch that was sent.  A data type that plays none has none.
+  Result Sound(const DataFile& bank);
+  // The port of the bank; a failure: it is not open, or a transfer has it.
+  Result PortOf(const DataFile& bank, int* port) const;
   // Ends what sounds and forgets what waits.
   void Stop();
   // Does what is due.  Milliseconds until something else is; -1: nothing will be.
@@ -39,6 +43,7 @@ class Audition {
     std::int64_t at;  // ms
   };
   void PlayTones(const ToneTarget& target);
+  void PlayLater(const DataFile& bank, int port);
 
   MidiOut& out_;
   Settings& settings_;

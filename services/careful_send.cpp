@@ -6,6 +6,7 @@
 #include "data/patch_names.h"
 #include "platform/text.h"
 #include "script/started_at_panel.h"
+#include "services/transfer_rest.h"
 
 namespace tonalith {
 
@@ -21,6 +22,7 @@ struct CarefulWork {
   std::string title;
   std::shared_ptr<DataFile> meant;  // a copy of what was sent, for comparing
   Synth synth{};
+  std::vector<std::uint8_t> patches;  // that hold something; empty: the data goes as a whole
   int sendStep = 0;
 };
 
@@ -47,14 +49,28 @@ std::string KeptText(const CarefulSendReport& report) {
   return "  What was there before is kept as number " + std::to_string(report.kept.number) + " of the history.";
 }
 
-// What was only handed over may have been cut off in the port's queue.
 std::vector<std::uint8_t> NotSent(const CarefulWork& work, const DeskResult& result) {
-  const Synth& synth = work.synth;
-  if (!PatchAddressable(synth)) return {};
-  const bool answered = result.cause == TransferCause::kNotTaken || result.cause == TransferCause::kNoAnswer;
-  if (answered && !result.faults.empty()) return FaultyPatches(synth, result.faults);
-  if (!work.wishes.patches.empty()) return work.wishes.patches;
-  return std::vector<std::uint8_t>(synth.numVoices, 1);
+  std::vector<std::uint8_t> notSent = work.patches;
+  for (const int patch : result.sent) notSent[static_cast<std::size_t>(patch)] = 0;
+  return notSent;
+}
+
+std::vector<int> PatchesOf(const std::vector<std::uint8_t>& mask) {
+  std::vector<int> patches;
+  for (std::size_t i = 0; i < mask.size(); ++i)
+    if (mask[i]) patches.push_back(static_cast<int>(i));
+  return patches;
+}
+
+// "3 patches of Korg DW-8000 Program Bank"; `one`: it is one thing.
+std::string WhatWent(const CarefulWork& work, bool* one) {
+  const std::vector<std::uint8_t>& patches = work.wishes.patches;
+  const auto count = std::count(patches.begin(), patches.end(), 1);
+  *one = true;
+  if (!PatchAddressable(work.synth) || count == 0 || count >= static_cast<std::ptrdiff_t>(+work.synth.numVoices))
+    return work.title;
+  *one = count == 1;
+  return (count == 1 ? "1 patch" : std::to_string(count) + " patches") + " of " + work.title;
 }
 
 // What is said in the end, by the step that was the last.
@@ -67,13 +83,20 @@ void Conclude(const CarefulWork& work, DeskResult* result) {
     return;
   }
   if (result->step == work.sendStep) {
-    if (!result->ok) report.notSent = NotSent(work, *result);
+    bool one = true;
+    const std::string what = WhatWent(work, &one), all = work.title + " was sent.";
+    if (!result->ok)
+      report.notSent = NotSent(work, *result);
+    else if (result->sentence.starts_with(all))
+      result->sentence.replace(0, all.size(), what + (one ? " was sent." : " were sent."));
     result->sentence += KeptText(report);
     return;
   }
+  result->sent = PatchesOf(work.patches);
   if (result->ok) {
     report.verified = true;
-    result->sentence = work.title + " sent, read back and found the same.";
+    bool one = true;
+    result->sentence = WhatWent(work, &one) + " sent, read back and found the same.";
   } else if (report.difference.none()) {
     result->sentence =
         work.title + " was sent, but could not be compared with what the instrument holds.  " + result->sentence;
@@ -90,6 +113,7 @@ DeskRequest MakeRequest(DeskStep send, const DataFile& data, const CarefulSend& 
   work->report = std::move(report);
   work->title = TransferTitle(data);
   work->synth = *data.synth;
+  if (PatchAddressable(work->synth)) work->patches = PatchesToSend(data, wishes.patches);
   DeskRequest request;
   if (wishes.keep) {
     const std::shared_ptr<DataFile> before = SharedBlank(data);
@@ -132,6 +156,10 @@ DeskRequest MakeRequest(DeskStep send, const DataFile& data, const CarefulSend& 
 }
 
 }  // namespace
+
+bool CanBeSent(const DataFile& data) {
+  return data.synth && (!UsesCommandSequence(*data.synth) || data.transmitScript);
+}
 
 bool CanBeAskedFor(const DataFile& data) {
   if (!data.synth || StartedAtPanel(data)) return false;

@@ -31,6 +31,8 @@ struct CarefulSendReport {
   DataDifference difference;  // of what was read back
 };
 
+// The instrument takes this data: it is no memory that can only be read.
+bool CanBeSent(const DataFile& data);
 // Data can be read back, and what is there be kept: it can be asked for.
 bool CanBeAskedFor(const DataFile& data);
 

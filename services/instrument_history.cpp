@@ -187,6 +187,13 @@ std::vector<HistoryEntry> InstrumentHistory::List(const std::string& instrument)
   return entries;
 }
 
+std::vector<HistoryEntry> InstrumentHistory::ListOf(const DataFile& data) const {
+  std::vector<HistoryEntry> entries = List(Latin1ToUtf8(TransferInstrumentName(data)));
+  const std::string type = NamePart(FieldText(data.synth->typeName));
+  std::erase_if(entries, [&](const HistoryEntry& entry) { return entry.type != type; });
+  return entries;
+}
+
 Result InstrumentHistory::Find(int number, HistoryEntry* entry) const {
   for (HistoryEntry& kept : List()) {
     if (kept.number != number) continue;

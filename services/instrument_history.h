@@ -36,6 +36,8 @@ class InstrumentHistory {
   Result Keep(const DataFile& data, const std::vector<std::uint8_t>& patches, HistoryEntry* entry);
   // The newest first; of all instruments when the name is empty.  The name counts without regard to case.
   std::vector<HistoryEntry> List(const std::string& instrument = {}) const;
+  // Those of data of the same instrument and type, likewise.
+  std::vector<HistoryEntry> ListOf(const DataFile& data) const;
   // Names of the instruments that something is kept of.
   std::vector<std::string> Instruments() const;
   Result Find(int number, HistoryEntry* entry) const;

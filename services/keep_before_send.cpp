@@ -11,6 +11,7 @@ namespace tonalith {
 namespace {
 
 constexpr const char* kKeepSection = "Keep Before Send";
+constexpr const char* kVerifySection = "Verify After Send";
 constexpr std::array<const char*, 3> kKeepWords{"Never", "Ask", "Always"};
 
 // A name as it can stand left of a '='.
@@ -18,6 +19,13 @@ std::string KeyOf(const std::string& instrument) {
   std::string key = ReplaceAll(instrument, "=", "-");
   if (!key.empty() && (key.front() == '[' || key.front() == ';')) key.front() = '-';
   return key;
+}
+
+Result Choose(const std::string& iniPath, const char* section, const std::string& instrument, const char* word) {
+  IniFile ini(iniPath);
+  if (!ini.Set(section, KeyOf(instrument), word))
+    return Result::Failure("The choice for \"" + instrument + "\" could not be kept.");
+  return ini.Save();
 }
 
 }  // namespace
@@ -30,10 +38,15 @@ KeepBeforeSend KeepBeforeSendOf(const std::string& iniPath, const std::string& i
 }
 
 Result SetKeepBeforeSend(const std::string& iniPath, const std::string& instrument, KeepBeforeSend keep) {
-  IniFile ini(iniPath);
-  if (!ini.Set(kKeepSection, KeyOf(instrument), kKeepWords[static_cast<std::size_t>(keep)]))
-    return Result::Failure("The choice for \"" + instrument + "\" could not be kept.");
-  return ini.Save();
+  return Choose(iniPath, kKeepSection, instrument, kKeepWords[static_cast<std::size_t>(keep)]);
+}
+
+bool VerifiesAfterSend(const std::string& iniPath, const std::string& instrument) {
+  return IniFile(iniPath).GetInt(kVerifySection, KeyOf(instrument)) != 0;
+}
+
+Result SetVerifiesAfterSend(const std::string& iniPath, const std::string& instrument, bool verifies) {
+  return Choose(iniPath, kVerifySection, instrument, verifies ? "1" : "0");
 }
 
 }  // namespace tonalith

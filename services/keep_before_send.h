@@ -14,4 +14,8 @@ enum class KeepBeforeSend { kDoNotKeep, kAskFirst, kKeepAlways };
 KeepBeforeSend KeepBeforeSendOf(const std::string& iniPath, const std::string& instrument);
 Result SetKeepBeforeSend(const std::string& iniPath, const std::string& instrument, KeepBeforeSend keep);
 
+// Whether windows read back what they sent to an instrument and compare ("[Verify After Send]"); at first no.
+bool VerifiesAfterSend(const std::string& iniPath, const std::string& instrument);
+Result SetVerifiesAfterSend(const std::string& iniPath, const std::string& instrument, bool verifies);
+
 }  // namespace tonalith

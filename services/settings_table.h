@@ -18,7 +18,7 @@
   X(MainDrvDisplayMode, drvDisplayMode, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "Display of the studio") \
   X(MainUseSynchronizedEditing, useSynchronizedEditing, U8, "Preferences", "Use Synchronized Editing", 1, 0, 1, Plain, Set, "Keep banks and edit buffers in step") \
   X(MainConfig, config, U16, nullptr, nullptr, 0, 0, 65535, Plain, None, "Configuration word") \
-  X(MainAudition, audition, U8, nullptr, nullptr, 1, 0, 1, Plain, Bank, "Audition patches when they are selected") \
+  X(MainAudition, audition, U8, nullptr, nullptr, 1, 0, 1, Plain, None, "Audition patches when they are selected") \
   X(MainEchoMode, echoMode, U8, "Preferences", "MIDIThru", 0, 0, 5, Plain, Midi, "MIDI thru") \
   X(MainVerify, verify, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Verify transmissions") \
   X(MainMidiChannel, midiChannel, U8, nullptr, nullptr, 0, 0, 15, Plain, Midi, "Default MIDI channel") \
@@ -54,17 +54,17 @@
   X(MainGridDefault, gridDefault, U8, nullptr, nullptr, 0, 0, 1, Plain, Patch, "Use the grid") \
   X(MainGridW, gridW, U8, nullptr, nullptr, 8, 1, 255, Plain, Patch, "Grid width") \
   X(MainGridH, gridH, U8, nullptr, nullptr, 8, 1, 255, Plain, Patch, "Grid height") \
-  X(MainShowParentChildRelationships, showParentChildRelationships, U8, "Preferences", "UseParentChild", 1, 0, 2, Plain, Bank, "Parent/child relationships") \
+  X(MainShowParentChildRelationships, showParentChildRelationships, U8, "Preferences", "UseParentChild", 1, 0, 2, Plain, None, "Parent/child relationships") \
   X(MainShowSelectedControl, showSelectedControl, U8, "Preferences", "Show Selected Controls", 1, 0, 1, Plain, Patch, "Highlight the selected control") \
-  X(MainEditPatchUsingPatchNumber, editPatchUsingPatchNumber, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Edit patches by their patch number") \
+  X(MainEditPatchUsingPatchNumber, editPatchUsingPatchNumber, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Edit patches by their patch number") \
   X(MainAutoConfigInstruments, autoConfigInstruments, U8, "Preferences", "AutoSense", 0, 0, 1, Plain, Studio, "Sense instruments when they are added") \
   X(MainLibNumBlend, libNumBlend, U16, nullptr, nullptr, 16, 1, 512, Plain, Library, "Results of Blend") \
   X(MainLibNumMorph, libNumMorph, U16, nullptr, nullptr, 16, 1, 512, Plain, Library, "Results of Morph") \
   X(MainLibNumMix, libNumMix, U16, nullptr, nullptr, 32, 1, 512, Plain, Library, "Results of Mix All") \
   X(MainLibCol, libCol, U8, nullptr, nullptr, 1, 0, 255, Plain, Library, "Columns") \
-  X(MainBankSaveCurrentPatchEdits, bankSaveCurrentPatchEdits, U8, nullptr, nullptr, 0, 0, 2, Plain, Bank, "Save edits of the current patch") \
+  X(MainBankSaveCurrentPatchEdits, bankSaveCurrentPatchEdits, U8, nullptr, nullptr, 0, 0, 2, Plain, None, "Save edits of the current patch") \
   X(MainAutoAddRomBanks, autoAddRomBanks, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Add ROM banks to new Sets") \
-  X(MainBankSplitInGroup, bankSplitInGroup, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Split bank views in Sets") \
+  X(MainBankSplitInGroup, bankSplitInGroup, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Split bank views in Sets") \
   X(MainApplicationControlBar, applicationControlBar, U8, nullptr, nullptr, 0, 0, 1, Plain, Miscellaneous, "Show the control bar") \
   X(MainPchPopupSelect, pchPopupSelect, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Ask for the patch number on transfers") \
   X(MainMidiMonitorOpen, midiMonitorOpen, U8, "Preferences", "Open Monitor View", 0, 0, 1, Plain, None, "Open the MIDI monitor at start") \
@@ -83,12 +83,12 @@
   X(MainLibSplit, libSplit, U16, nullptr, nullptr, 200, 0, 65535, Plain, None, "Divider of Library windows") \
   X(MainRefresh, refresh, U8, nullptr, nullptr, 0, 0, 255, Plain, Patch, "Refresh of controls") \
   X(MainAutoSaveMinutes, autoSaveMinutes, U8, nullptr, nullptr, 10, 1, 255, Plain, Miscellaneous, "Minutes between automatic saves") \
-  X(MainBankAudition, bankAudition, U8, "Preferences", "Bank Audition", 0, 0, 2, Plain, Bank, "Audition mode") \
-  X(MainBankDnDMode, bankDnDMode, U8, nullptr, nullptr, 0, 0, 255, Plain, Bank, "Dragging inside a bank") \
-  X(MainBankDnDExtMode, bankDnDExtMode, U8, nullptr, nullptr, 0, 0, 255, Plain, Bank, "Dragging between banks") \
+  X(MainBankAudition, bankAudition, U8, "Preferences", "Bank Audition", 0, 0, 2, Plain, None, "Audition mode") \
+  X(MainBankDnDMode, bankDnDMode, U8, nullptr, nullptr, 0, 0, 2, Plain, Bank, "Dragging inside a bank") \
+  X(MainBankDnDExtMode, bankDnDExtMode, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Dragging between banks") \
   X(MainLibAddMode, libAddMode, U8, nullptr, nullptr, 3, 0, 3, Plain, Library, "Adding patches") \
   X(MainLibAddSortMode, libAddSortMode, U8, nullptr, nullptr, 0, 0, 255, Plain, Library, "Sorting of added patches") \
-  X(MainBankRespondToPatchChange, bankRespondToPatchChange, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Respond to patch changes") \
+  X(MainBankRespondToPatchChange, bankRespondToPatchChange, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Respond to patch changes") \
   X(MainNoRegExtensions, noRegExtensions, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Do not register file types") \
   X(MainBankViewMode, bankViewMode, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "View of bank windows") \
   X(MainLibViewMode, libViewMode, U8, nullptr, nullptr, 0, 0, 255, Plain, None, "View of Library windows") \
@@ -99,7 +99,7 @@
   X(MainLockToMouse, lockToMouse, U8, "Preferences", "Lock to Mouse", 0, 0, 1, Plain, Patch, "Lock controls to the mouse") \
   X(MainCreateVstxml, createVstxml, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Write plug-in parameter descriptions") \
   X(MainUseMacAddress, useMacAddress, U8, nullptr, nullptr, 0, 0, 1, Plain, None, "Use the network address") \
-  X(MainInvertScrollWheelInput, invertScrollWheelInput, U8, nullptr, nullptr, 0, 0, 1, Plain, Patch, "Invert the mouse wheel") \
+  X(MainInvertScrollWheelInput, invertScrollWheelInput, U8, nullptr, nullptr, 0, 0, 1, Plain, Bank, "Invert the mouse wheel in grids") \
   X(MainMidiThruLocalOff, midiThruLocalOff, U8, nullptr, nullptr, 0, 0, 1, Plain, Midi, "Local off while MIDI thru is on") \
   X(MainModalPatchNameFiles, modalPatchNameFiles, U8, nullptr, nullptr, 0, 0, 1, Plain, Set, "Write patch name files per mode") \
   X(MainCreateProToolsMidnamFiles, createProToolsMidnamFiles, U8, nullptr, nullptr, 0, 0, 1, Plain, Set, "Write MIDNAM patch name files") \

@@ -45,8 +45,13 @@ struct DeskResult {
   // Of all steps: answers of the instrument that were no; pieces (patches or images) asked for, or sent, again.
   int refusedPieces = 0;
   int retriedPieces = 0;
-  std::vector<PatchFault> faults{};  // a Get: what of a bank did not come
-  std::string sentence;              // UTF-8, one line; also of a success
+  std::vector<PatchFault> faults{};  // what of a bank did not come, or was not taken
+  // A send patch by patch: the patches that left the port and were not refused, also of one that was ended; when the
+  // port went away, without the last that left it.  Of one whose port gave messages up nothing is known.
+  std::vector<int> sent{};
+  // A Get of a bank that was cancelled: what had come, and was not put into the data (PutPatches does).
+  std::shared_ptr<const ReceivedPatches> setAside{};
+  std::string sentence;  // UTF-8, one line; also of a success
 };
 
 // Of all jobs that have ended.
@@ -173,6 +178,8 @@ class DeskJob : public std::enable_shared_from_this<DeskJob> {
   std::shared_ptr<MidiOutPort> out_;
   std::uint64_t failedBefore_ = 0;
   std::uint64_t cutBefore_ = 0;
+  std::uint64_t postedBefore_ = 0;  // bytes
+  std::uint64_t leftBefore_ = 0;
   bool lineAsked_ = false;
   bool begun_ = false;     // bytes were handed to the port
   bool cut_ = false;       // output was stopped before the port had sent it
@@ -271,6 +278,7 @@ class TransferDesk {
   void EndJob(const Job& job, const TransferFacts& facts, DeskResult result);
   void StopWork(const Job& job, bool all);
   DeskResult ResultOf(const DeskJob& job, const TransferFacts& facts) const;
+  static std::vector<int> SentPatches(const DeskJob& job);
   std::string SaidText(const DeskStep& step, const std::vector<std::vector<std::uint8_t>>& answers) const;
   TransferFacts FactsOf(const DeskJob& job) const;
   void Tell(const Job& job, DeskEvent event);

@@ -123,6 +123,8 @@ bool TransferDesk::BeginTransfer(const Job& job, const DeskStep& step, TransferR
   job->out_ = out >= 0 ? midi_.out().GetMidiOutPort(out) : nullptr;
   job->failedBefore_ = job->out_ ? job->out_->failedMessages() : 0;
   job->cutBefore_ = job->out_ ? job->out_->cutSends() : 0;
+  job->postedBefore_ = job->out_ ? job->out_->PostedBytes() : 0;
+  job->leftBefore_ = job->out_ ? job->out_->PostedBytesLeft() : 0;
   if (!receive && !LineIsFree(job, step)) {
     *refusal = {TransferCause::kNotChosen, {}};
     return false;
@@ -339,12 +341,29 @@ DeskResult TransferDesk::ResultOf(const DeskJob& job, const TransferFacts& facts
   result.refusedPieces = job.refusedPieces_;
   result.retriedPieces = job.retriedPieces_;
   result.faults = job.outcome_.faults;
+  result.sent = SentPatches(job);
+  result.setAside = job.outcome_.setAside;
   result.sentence = EndSentence(facts);
   if (job.step_ >= job.request_.steps.size()) return result;
   const DeskStep& step = job.request_.steps[job.step_];
   result.sentence += SaidText(step, job.outcome_.answers);
   if (!step.note.empty()) result.sentence += "  " + step.note;
   return result;
+}
+
+// What a port sends leaves it in the order it came, up to where it was stopped or went away.  What had left a port that
+// went away may not have come through what lies between it and the instrument.
+std::vector<int> TransferDesk::SentPatches(const DeskJob& job) {
+  constexpr std::uint64_t kOnTheWay = 1024;  // bytes
+  std::vector<int> sent;
+  if (!job.out_) return sent;
+  const bool lost = !job.out_->Alive();
+  if (!lost && job.out_->failedMessages() != job.failedBefore_) return sent;
+  std::uint64_t left = job.out_->PostedBytesLeft() - job.leftBefore_;
+  if (lost) left -= std::min(left, kOnTheWay);
+  for (const HandedPatch& handed : job.outcome_.handed)
+    if (handed.bytes - job.postedBefore_ <= left) sent.push_back(handed.patch);
+  return sent;
 }
 
 // What the instrument said, in its module's words.

@@ -187,6 +187,8 @@ class AddressMatch {
   std::size_t StoreRange(std::uint32_t address, std::span<const std::uint8_t> data, bool write, bool* overlap);
   void CopyWhole(const FileMessage& m);
   bool Complete(std::uint32_t slot) const;
+  // The same of the only one; looks on from where the last look ended.
+  bool AllThere();
   void Frame(std::uint32_t slot, std::span<const std::uint8_t> header);
 
   const RecognizeRule& rule_;
@@ -199,7 +201,8 @@ class AddressMatch {
   std::int64_t onlySlot_ = -1;  // of a single patch in an area of many
   std::vector<std::uint8_t> body_;
   std::vector<bool> have_;
-  std::vector<std::uint32_t> slots_;  // touched, in order of appearance
+  std::size_t seenBlocks_ = 0, seenBytes_ = 0;  // by AllThere: whole blocks, and of the next one
+  std::vector<std::uint32_t> slots_;            // touched, in order of appearance
   std::vector<bool> touched_;
 };
 
@@ -265,6 +268,16 @@ bool AddressMatch::Complete(std::uint32_t slot) const {
   return true;
 }
 
+bool AddressMatch::AllThere() {
+  for (; seenBlocks_ < rule_.blocks.size(); ++seenBlocks_, seenBytes_ = 0) {
+    const BlockRule& block = rule_.blocks[seenBlocks_];
+    const std::size_t from = SlotBase(0) + block.at + (block.framed ? head_ : 0);
+    for (; seenBytes_ < block.size; ++seenBytes_)
+      if (from + seenBytes_ >= have_.size() || !have_[from + seenBytes_]) return false;
+  }
+  return true;
+}
+
 void AddressMatch::Frame(std::uint32_t slot, std::span<const std::uint8_t> header) {
   for (const BlockRule& block : rule_.blocks) {
     const std::uint32_t size = rule_.FramedSize(block);
@@ -300,6 +313,7 @@ bool AddressMatch::Begin(const FileMessage& first) {
   if (area_.slots && !voices_) onlySlot_ = firstSlot;
   body_.assign(synth_.fileSize, 0);
   have_.assign(synth_.fileSize, false);
+  seenBlocks_ = seenBytes_ = 0;
   touched_.assign(area_.slots ? area_.slots : 1, false);
   return true;
 }
@@ -329,7 +343,7 @@ bool AddressMatch::Run(const std::vector<FileMessage>& messages, std::uint32_t f
         messages[i].bytes[messages[i].bytes.size() - 2])
       ++out->badMessages;
     interruption = 0;
-    if (!voices_ && slots_.size() == 1 && Complete(0)) break;
+    if (!voices_ && slots_.size() == 1 && AllThere()) break;
   }
   return Finish(messages, out);
 }

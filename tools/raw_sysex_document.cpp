@@ -8,8 +8,7 @@
 
 namespace tonalith {
 
-std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std::uint8_t> bytes) {
-  const Recognizer recognizer(studio);
+std::vector<SysExName> NameSysEx(const Recognizer& recognizer, std::span<const std::uint8_t> bytes) {
   FoundFile found;
   recognizer.Find(bytes, &found);
   return NamesOf(found);

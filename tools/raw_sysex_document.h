@@ -13,7 +13,7 @@
 namespace tonalith {
 
 class FoundFile;
-class ZKStudioDoc;
+class Recognizer;
 
 // What is known about a part of SysEx bytes.
 struct SysExName {
@@ -24,7 +24,7 @@ struct SysExName {
 };
 // The pieces that instruments of the studio know, by offset.
 std::vector<SysExName> NamesOf(const FoundFile& found);
-std::vector<SysExName> NameSysEx(const ZKStudioDoc& studio, std::span<const std::uint8_t> bytes);
+std::vector<SysExName> NameSysEx(const Recognizer& recognizer, std::span<const std::uint8_t> bytes);
 
 // The messages of a file that no data type claims.  They are looked at, sent and saved, never changed.
 class RawSysExDocument final : public Document {

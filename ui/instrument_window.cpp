@@ -1,10 +1,15 @@
 #include "ui/instrument_window.h"
 
 #include <QCloseEvent>
+#include <algorithm>
 
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "services/careful_send.h"
+#include "services/send_care.h"
+#include "ui/keep_question.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
 
 namespace tonalith {
 
@@ -21,12 +26,12 @@ bool InstrumentWindow::CommandEnabled(CommandId command) const {
     case CommandId::MidiGet:
       return !document().IsBusy();
     case CommandId::MidiTransmit:
-      return !document().IsBusy() && !HoldsNothing();
+      return !document().IsBusy() && !HoldsNothing() && CanBeSent(*dataFile());
     case CommandId::FileExportSysEx:
     case CommandId::FileExportMidi:
       return !document().IsBusy() && !document().IsEmpty();
     case CommandId::MidiSendChanged:
-      return !document().IsBusy() && !document().IsEmpty() && !ChangedPatches().empty();
+      return !document().IsBusy() && !document().IsEmpty() && CanBeSent(*dataFile()) && !ChangedPatches().empty();
     default:
       return DocumentWindow::CommandEnabled(command);
   }
@@ -34,6 +39,8 @@ bool InstrumentWindow::CommandEnabled(CommandId command) const {
 
 QString InstrumentWindow::CommandRefusal(CommandId command) const {
   if (!document().IsBusy()) {
+    const bool sends = command == CommandId::MidiTransmit || command == CommandId::MidiSendChanged;
+    if (sends && !CanBeSent(*dataFile())) return tr("The instrument cannot be sent this data: it only gives it.");
     if (command == CommandId::MidiTransmit) return tr("There is nothing to send yet.");
     if (command == CommandId::FileExportSysEx || command == CommandId::FileExportMidi)
       return tr("There is nothing to export yet.");
@@ -51,7 +58,7 @@ void InstrumentWindow::RunCommand(CommandId command) {
     case CommandId::MidiTransmit:
       return StartTransmit();
     case CommandId::MidiSendChanged:
-      return Start(false, ChangedPatches());
+      return StartTransmit(ChangedPatches());
     case CommandId::FileExportSysEx:
       return Export(false);
     case CommandId::FileExportMidi:
@@ -76,29 +83,52 @@ void InstrumentWindow::StudioChanged() {
 
 // ---- transfers ------------------------------------------------------------------------------------------------------
 
-void InstrumentWindow::StartGet() {
-  Start(true);
+void InstrumentWindow::StartGet(std::vector<std::uint8_t> patches) {
+  if (document().IsBusy() || !MayReplace(patches) || document().IsBusy()) return;
+  context().UpdateFromStudio(dataFile());
+  patches_ = std::move(patches);
+  DeskRequest request = DeskRequest::Of(DeskStep::Kind::kGet, dataFile());
+  request.steps.front().patches = patches_;
+  BeginReceive(kGetUndoName);
+  Start(true, std::move(request));
 }
 
-void InstrumentWindow::StartTransmit() {
-  Start(false);
-}
-
-void InstrumentWindow::Start(bool get, std::vector<std::uint8_t> patches) {
+void InstrumentWindow::StartTransmit(std::vector<std::uint8_t> patches) {
   if (document().IsBusy()) return;
   context().UpdateFromStudio(dataFile());
+  SendCare& care = context().sendCare();
+  CarefulSend wishes = care.WishesFor(*dataFile(), std::move(patches));
+  if (!AskToKeep(context(), *dataFile(), WindowName(), &wishes) || document().IsBusy()) return;
+  patches_ = wishes.patches;
+  report_ = std::make_shared<CarefulSendReport>();
+  Start(false, MakeCarefulSend(dataFile(), wishes, care.history(), report_));
+}
+
+// Undo would bring it back, but nobody who works on a bank expects a Get to be what is undone.
+bool InstrumentWindow::MayReplace(const std::vector<std::uint8_t>& patches) {
+  const int unsent = CountUnsent(patches);
+  if (unsent == 0) return true;
+  MessagePrompt prompt;
+  prompt.title = WindowName();
+  prompt.text = unsent == 1
+                    ? "1 patch was changed since it came from the instrument or was sent.  What comes now takes "
+                      "its place; Undo brings it back.\n\nGet it all the same?"
+                    : std::to_string(unsent) +
+                          " patches were changed since they came from the instrument or were sent.  What comes "
+                          "now takes their place; Undo brings them back.\n\nGet them all the same?";
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Warning;
+  prompt.labels = {"Get", "Cancel"};
+  return context().prompts().Message(prompt) == PromptAnswer::Yes;
+}
+
+void InstrumentWindow::Start(bool get, DeskRequest request) {
   receiving_ = get;
-  sending_ = std::move(patches);
-  if (get) {
-    BeginReceive(kGetUndoName);
-  }
   document().SetBusy(true);
-  DeskRequest request = DeskRequest::Of(get ? DeskStep::Kind::kGet : DeskStep::Kind::kSend, dataFile());
-  request.steps.front().patches = sending_;
   request.observer = [this](const DeskEvent& event) { Happened(event); };
   request.receiver = &receiver_;
   job_ = context().Transfer(std::move(request));
-  if (job_->Ended()) TransferOver(ShownUtf8(job_->result().sentence), job_->result().ok);
+  if (job_->Ended()) TransferOver(ShownUtf8(job_->result().sentence), DeskResult(job_->result()));
 }
 
 void InstrumentWindow::Happened(const DeskEvent& event) {
@@ -109,25 +139,46 @@ void InstrumentWindow::Happened(const DeskEvent& event) {
       ShowSoFar(std::move(soFar), event.patchesDone, event.patchesToDo);
   }
   if (event.kind == DeskEvent::Kind::kState && event.state == DeskState::kEnded)
-    TransferOver(ShownUtf8(event.result.sentence), event.result.ok);
+    TransferOver(ShownUtf8(event.result.sentence), event.result);
 }
 
-void InstrumentWindow::TransferOver(const QString& sentence, bool ok) {
+void InstrumentWindow::TransferOver(const QString& sentence, const DeskResult& result) {
   job_.reset();
   if (receiving_) {
     ShowSoFar(nullptr, 0, 0);
-    EndReceive(ok);
-  } else {
-    document().SetBusy(false);
-    if (ok) WasSent(sending_);
+    EndReceive(result.ok, patches_);
+    TransferEnded(true, patches_, result);
+    return Say(sentence);
   }
+  const std::shared_ptr<CarefulSendReport> report = std::move(report_);
+  document().SetBusy(false);
+  NoteSent(*report, result.ok);
+  TransferEnded(false, patches_, result);
   Say(sentence);
+  // The names of what differs must not pass with the status line; what is missing is told by whoever shows the desk's
+  // events.
+  if (!report->difference.none() && result.faults.empty()) context().prompts().Say(WindowName(), ToUtf8(sentence));
+}
+
+void InstrumentWindow::NoteSent(const CarefulSendReport& report, bool ok) {
+  if (report.kept.number != 0) context().sendCare().HistoryChanged();
+  if (ok) return WasSent(patches_);
+  if (!report.sent && report.notSent.empty()) return;
+  if (report.difference.elsewhere) return;
+  const Synth& synth = *dataFile()->synth;
+  std::vector<std::uint8_t> sent = patches_;
+  if (sent.empty()) sent.assign(std::max<std::size_t>(synth.numVoices, 1), 1);
+  for (std::size_t i = 0; i < sent.size(); ++i)
+    if (!report.sent && i < report.notSent.size() && report.notSent[i]) sent[i] = 0;
+  for (const int patch : report.difference.patches)
+    if (patch >= 0 && static_cast<std::size_t>(patch) < sent.size()) sent[static_cast<std::size_t>(patch)] = 0;
+  if (std::count(sent.begin(), sent.end(), 1) > 0) WasSent(sent);
 }
 
 void InstrumentWindow::CancelTransfer() {
   if (!job_) return;
   context().AbandonTransfers(dataFile());
-  TransferOver(tr("The transfer was given up."), false);
+  TransferOver(tr("The transfer was given up."), {});
 }
 
 // ---- files for other programs --------------------------------------------------------------------------------------

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <memory>
+#include <vector>
+
+#include "services/careful_send.h"
 #include "ui/document_window.h"
 
 namespace tonalith {
@@ -22,18 +26,26 @@ class InstrumentWindow : public DocumentWindow {
   virtual void PatchesArrived() = 0;
   // A Get goes on: the data as it would be if it ended now; null: it is over.  The document has its former data still.
   virtual void ShowSoFar(DataFilePtr soFar, int done, int all) = 0;
-  // `all`: everything that was asked for came.
-  virtual void EndReceive(bool all) = 0;
+  // `all`: everything that was asked for came; `patches`: what that was, empty: all of them.
+  virtual void EndReceive(bool all, const std::vector<std::uint8_t>& patches) = 0;
   // Those that are not as the instrument has them, one value a patch; empty when there are none, when all are, and
   // when patches cannot be sent by themselves.
   virtual std::vector<std::uint8_t> ChangedPatches() const { return {}; }
   // Something of it was changed since it came or was sent.
   virtual bool DiffersFromInstrument() const { return false; }
+  // How many of these (empty: of all) were changed since they came or were sent.
+  virtual int CountUnsent(const std::vector<std::uint8_t>& patches) const { return (void)patches, 0; }
   // The instrument has them now; empty: all.
   virtual void WasSent(const std::vector<std::uint8_t>& patches) { (void)patches; }
+  // A transfer of these patches (one value a patch, empty: all) has ended.  Behind EndReceive, and behind WasSent.
+  virtual void TransferEnded(bool get, const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+    (void)get, (void)patches, (void)result;
+  }
 
-  void StartGet();
-  void StartTransmit();
+  // One value a patch; empty: all of it.  Before a Get replaces what the instrument does not have the user is asked.
+  void StartGet(std::vector<std::uint8_t> patches = {});
+  // What the instrument holds is kept before, and what was sent compared afterwards, as the user chose for it.
+  void StartTransmit(std::vector<std::uint8_t> patches = {});
   // Ends the transfer under way; what it would still bring is dropped.
   void CancelTransfer();
 
@@ -49,15 +61,18 @@ class InstrumentWindow : public DocumentWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  void Start(bool get, std::vector<std::uint8_t> patches = {});
+  bool MayReplace(const std::vector<std::uint8_t>& patches);
+  void Start(bool get, DeskRequest request);
   void Export(bool midiFile);
   void Happened(const DeskEvent& event);
-  void TransferOver(const QString& sentence, bool ok);
+  void TransferOver(const QString& sentence, const DeskResult& result);
+  void NoteSent(const CarefulSendReport& report, bool ok);
 
   Receiver receiver_;  // events of the desk reach only a window that lives
   TransferDesk::Job job_;
   bool receiving_ = false;
-  std::vector<std::uint8_t> sending_;  // which patches; empty: all
+  std::vector<std::uint8_t> patches_;          // that the transfer is about; empty: all
+  std::shared_ptr<CarefulSendReport> report_;  // of a send
 };
 
 }  // namespace tonalith

@@ -14,6 +14,8 @@
 
 namespace tonalith {
 
+class PatchPlayer;
+class SendCare;
 class Settings;
 
 // What a window of a document needs from the program around it.  Outlives the windows.
@@ -52,6 +54,10 @@ class WindowContext {
   // Starts a transfer at the desk and shows its windows and sentences.  A request that is refused has ended when this
   // returns; the user has been told why and the request's observer hears nothing.
   virtual TransferDesk::Job Transfer(DeskRequest request) = 0;
+  // What is kept and compared when data goes to instruments.
+  virtual SendCare& sendCare() = 0;
+  // Lets instruments play patches; one for all windows.
+  virtual PatchPlayer& player() = 0;
   // Ends what is done with the data; the observer hears nothing more.
   virtual void AbandonTransfers(const DataFile* dataFile) = 0;
 

@@ -59,6 +59,7 @@ QVariant BankListModel::Marks(int patch) const {
   std::vector<Mark> marks;
   if (document_.DiffersFromFile(patch)) marks.push_back(Mark::Changed);
   if (document_.IsPatchDefined(patch) && document_.DiffersFromInstrument(patch)) marks.push_back(Mark::Unsent);
+  if (document_.IsAwaited(patch)) marks.push_back(Mark::Awaited);
   if (document_.IsDamaged(patch)) marks.push_back(Mark::Damaged);
   return MarksOf(marks);
 }

@@ -3,14 +3,18 @@
 #include <map>
 
 #include "bank/ui/bank_arrange.h"
+#include "bank/ui/bank_audition_part.h"
 #include "bank/ui/bank_clip.h"
 #include "bank/ui/bank_export.h"
 #include "bank/ui/bank_history.h"
 #include "bank/ui/bank_initial.h"
 #include "bank/ui/bank_names.h"
 #include "bank/ui/bank_part.h"
+#include "bank/ui/bank_rest_part.h"
+#include "bank/ui/bank_transmit.h"
 #include "bank/ui/bank_views.h"
 #include "bank/ui/bank_window.h"
+#include "ui/command_choices.h"
 #include "ui/command_glyphs.h"
 #include "ui/plain_text.h"
 
@@ -24,6 +28,9 @@ std::vector<std::unique_ptr<BankWindowPart>> MakeBankParts(TZKBank& window) {
   parts.push_back(std::make_unique<BankNames>(window));
   parts.push_back(std::make_unique<BankInitial>(window));
   parts.push_back(std::make_unique<BankHistory>(window));
+  parts.push_back(std::make_unique<BankRestPart>(window));
+  parts.push_back(std::make_unique<BankTransmit>(window));
+  parts.push_back(std::make_unique<BankAudition>(window));
   parts.push_back(std::make_unique<BankExport>(window));
   return parts;
 }
@@ -44,6 +51,7 @@ void AddBankEntry(QMenu* menu, TZKBank& window, const CommandRow& row) {
   SetToolTip(action, refusal);
   SetStatusTip(action, refusal.isEmpty() ? QString::fromLatin1(row.help) : refusal);
   action->setCheckable(row.checkable);
+  JoinChoice(action, row, menu);
   if (row.checkable) action->setChecked(window.CommandChecked(row.id));
   QObject::connect(action, &QAction::triggered, &window, [&window, id = row.id] { window.RunCommand(id); });
 }

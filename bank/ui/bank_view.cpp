@@ -170,9 +170,15 @@ bool BankPatchView::IsSelected(int patch) const {
 }
 
 std::vector<int> BankPatchView::SelectedPatches() const {
+  // Asking the selection for each patch would take as long as there are ranges.
+  std::vector<bool> chosen(static_cast<std::size_t>(model_->rowCount()));
+  const QItemSelection selection = selectionModel()->selection();
+  for (const QItemSelectionRange& range : selection)
+    for (int row = range.top(); row <= range.bottom(); ++row) chosen[static_cast<std::size_t>(row)] = true;
   std::vector<int> patches;
   for (const int patch : patches_)
-    if (IsSelected(patch)) patches.push_back(patch);
+    if (static_cast<std::size_t>(patch) < chosen.size() && chosen[static_cast<std::size_t>(patch)])
+      patches.push_back(patch);
   return patches;
 }
 

@@ -138,7 +138,7 @@ void TZKBank::BuildList() {
   grid_ = new ZKBankGrid(bank_, *list_, this);
   for (BankPatchView* view : {static_cast<BankPatchView*>(list_), static_cast<BankPatchView*>(grid_)}) BuildView(view);
   ReadLook();
-  grid_->SetInvertedWheel(context().settings().Value(SettingId::MainInvertScrollWheelInput) != 0);
+  ReadSettings();
   showsGrid_ = context().settings().Value(SettingId::MainBankViewMode) == 1;
   pages_->addWidget(empty_);
   empty_->AddButton(tr("Get"), [this] { RunCommand(CommandId::MidiGet); });
@@ -188,6 +188,12 @@ void TZKBank::ReadLook() {
   const GridSettings look = folder.empty() ? GridSettings() : ReadGridSettings(DataTypeIni(folder, bank_.synth()));
   grid_->SetLook(look, folder.empty() ? folder : folder / "Bitmaps");
   tools_->setVisible(!look.noButtonBar);
+}
+
+void TZKBank::ReadSettings() {
+  const Settings& settings = context().settings();
+  if (grid_) grid_->SetInvertedWheel(settings.Value(SettingId::MainInvertScrollWheelInput) != 0);
+  bank_.KeepUndo(settings.Value(SettingId::MainBackup) != 0);
 }
 
 BankPatchView* TZKBank::view() const {
@@ -256,6 +262,7 @@ void TZKBank::DocumentChanged(const DocumentChange&) {
 void TZKBank::RefreshStatus() {
   const std::size_t selected = SelectedPatches().size();
   QStringList parts;
+  if (!bank_.IsBusy() && !bank_.ReadOnlyReason().empty()) parts << ShownUtf8(bank_.ReadOnlyReason());
   if (!bank_.StatusText().empty()) parts << ShownUtf8(bank_.StatusText());
   if (selected > 1) parts << tr("%1 selected").arg(selected);
   status_->setText(parts.join(QStringLiteral(" \u00B7 ")));
@@ -278,6 +285,23 @@ void TZKBank::ShowSoFar(DataFilePtr soFar, int done, int all) {
   progress_ = soFar ? tr("%1 of %2 patches received").arg(done).arg(all) : QString();
   if (list_) list_->bankModel()->ShowSoFar(std::move(soFar));
   RefreshHeader();
+}
+
+void TZKBank::BeginReceive(const std::string& undoName) {
+  if (goesOn_) return bank_.BeginReceiveRest(undoName);
+  bank_.BeginReceive(undoName);
+}
+
+void TZKBank::TransferEnded(bool get, const std::vector<std::uint8_t>& patches, const DeskResult& result) {
+  if (get) return bank_.GetEnded(patches, result);
+  bank_.NoteLeft(patches, result);
+}
+
+void TZKBank::GoOn(bool get) {
+  if (!get) return StartTransmit(PatchesToSend(*dataFile(), bank_.rest().notSent));
+  goesOn_ = true;
+  StartGet(bank_.ToGet());
+  goesOn_ = false;
 }
 
 // Of its file; of what it was taken out of; of the instrument and the day.
@@ -323,6 +347,9 @@ void TZKBank::RefreshHeader() {
   QStringList parts{ShownUtf8(bank_.Title())};
   if (const QString counts = Counts(); !counts.isEmpty() && progress_.isEmpty()) parts << counts;
   if (bank_.IsBusy()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
+  const int awaited = CountPatches(bank_.rest().notReceived);
+  if (awaited > 0) parts << tr("%1 not received").arg(awaited);
+  if (!bank_.IsBusy() && !bank_.ReadOnlyReason().empty()) parts << tr("not editable");
   if (changed > 0 && bank_.PatchCount() > 1) parts << tr("%1 changed since saved").arg(changed);
   if (unsent > 0 && bank_.PatchCount() > 1) parts << tr("%1 not sent to the instrument").arg(unsent);
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
@@ -359,6 +386,17 @@ std::vector<std::uint8_t> TZKBank::ChangedPatches() const {
   return mask;
 }
 
+int TZKBank::CountUnsent(const std::vector<std::uint8_t>& patches) const {
+  if (bank_.IsEmpty()) return 0;
+  int count = 0;
+  for (int patch = 0; patch < bank_.PatchCount(); ++patch) {
+    const auto place = static_cast<std::size_t>(patch);
+    const bool meant = patches.empty() || (place < patches.size() && patches[place] != 0);
+    count += meant && bank_.IsPatchDefined(patch) && bank_.DiffersFromInstrument(patch);
+  }
+  return count;
+}
+
 BankWindowPart* TZKBank::PartOf(CommandId command) const {
   for (const auto& part : parts_)
     if (part->Has(command)) return part.get();
@@ -366,6 +404,8 @@ BankWindowPart* TZKBank::PartOf(CommandId command) const {
 }
 
 QString TZKBank::CommandText(CommandId command) const {
+  if (command == CommandId::MidiGet)
+    return MenuText(tr("Get %1 from %2").arg(ShownUtf8(bank_.TypeName()), ShownUtf8(bank_.InstrumentName())));
   const BankWindowPart* part = PartOf(command);
   return part ? part->Text(command) : QString();
 }
@@ -376,7 +416,7 @@ bool TZKBank::CommandChecked(CommandId command) const {
 }
 
 void TZKBank::SettingsChanged() {
-  if (grid_) grid_->SetInvertedWheel(context().settings().Value(SettingId::MainInvertScrollWheelInput) != 0);
+  ReadSettings();
   for (const auto& part : parts_) part->SettingsChanged();
 }
 

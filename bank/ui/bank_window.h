@@ -87,15 +87,19 @@ class TZKBank final : public InstrumentWindow {
   void Say(const QString& text) override { InstrumentWindow::Say(text); }
 
   DataFile* dataFile() const override { return bank_.dataFile(); }
-  void BeginReceive(const std::string& undoName) override { bank_.BeginReceive(undoName); }
+  void BeginReceive(const std::string& undoName) override;
   void PatchesArrived() override { bank_.PatchesArrived(); }
   void ShowSoFar(DataFilePtr soFar, int done, int all) override;
   // A bank of which no patch was received holds nothing to send, though its image is there.
   bool HoldsNothing() const override { return bank_.IsEmpty() || bank_.DefinedPatches() == 0; }
-  void EndReceive(bool all) override { bank_.EndReceive(all); }
+  void EndReceive(bool all, const std::vector<std::uint8_t>& patches) override { bank_.EndReceive(all, patches); }
+  int CountUnsent(const std::vector<std::uint8_t>& patches) const override;
   std::vector<std::uint8_t> ChangedPatches() const override;
   bool DiffersFromInstrument() const override { return !bank_.IsEmpty() && bank_.CountDifferent(true) > 0; }
   void WasSent(const std::vector<std::uint8_t>& patches) override { bank_.WasSent(patches); }
+  void TransferEnded(bool get, const std::vector<std::uint8_t>& patches, const DeskResult& result) override;
+  // A Get or send that goes on where the last one of its kind ended.
+  void GoOn(bool get);
 
  protected:
   void DocumentChanged(const DocumentChange& change) override;
@@ -108,6 +112,7 @@ class TZKBank final : public InstrumentWindow {
   void BuildList();
   void BuildView(BankPatchView* view);
   void ReadLook();
+  void ReadSettings();
   QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
   void AddMore(Glyph glyph, CommandId command, const QString& text);
   void Refresh();
@@ -137,7 +142,8 @@ class TZKBank final : public InstrumentWindow {
   std::vector<std::unique_ptr<BankWindowPart>> parts_;
   QMenu* exportMenu_ = nullptr;
   QToolButton* send_ = nullptr;
-  QString progress_;  // of a Get
+  QString progress_;     // of a Get
+  bool goesOn_ = false;  // the Get that begins
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
   std::vector<std::pair<CommandId, QAction*>> more_;
 };

@@ -19,6 +19,7 @@
 #include "platform/log.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
+#include "ui/beside.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
@@ -104,23 +105,6 @@ static bool AskReplace(const PackagePreview& preview, Prompts& prompts) {
   return prompts.Message(prompt) == PromptAnswer::Ok;
 }
 
-namespace {
-
-// Runs work on a thread; the caller goes on when it is done.
-void Aside(const std::function<void()>& work) {
-  QEventLoop loop;
-  Jobs jobs(SystemClock(), 1);
-  jobs.Start([&](const CancelToken&) {
-    work();
-    QMetaObject::invokeMethod(
-        &loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
-  });
-  loop.exec(QEventLoop::ExcludeUserInputEvents);
-  jobs.StopAll();
-}
-
-}  // namespace
-
 InstallChoice AskInstall(const PackageData& package, const std::string& source, bool more, const ZKStudioDoc& studio,
                          Prompts& prompts) {
   InstallChoice choice;
@@ -131,7 +115,7 @@ InstallChoice AskInstall(const PackageData& package, const std::string& source, 
   }
   PackagePreview preview;
   Result looked;
-  Aside([&] { looked = PreviewPackage(package, studio.paths().instruments, &preview); });
+  RunBeside([&] { looked = PreviewPackage(package, studio.paths().instruments, &preview); });
   if (!looked.ok()) {
     prompts.Message(PackageMessage(looked));
     return choice;
@@ -165,7 +149,7 @@ InstallChoice AskInstall(const PackageData& package, const std::string& source, 
 
 Result LoadPackageAside(const std::filesystem::path& package, PackageData* data) {
   Result result;
-  Aside([&] { result = LoadPackage(package, data); });
+  RunBeside([&] { result = LoadPackage(package, data); });
   return result;
 }
 

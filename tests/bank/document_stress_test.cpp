@@ -13,7 +13,7 @@
 #include <random>
 
 #include "bank/bank_document.h"
-#include "bank/changed_map.h"
+#include "bank/file_marks.h"
 #include "data/container.h"
 #include "document/recovery.h"
 #include "platform/byte_window.h"
@@ -50,9 +50,9 @@ Bytes ImageOf(Document& document) {
 
 // The same without the marks of changed patches: those say what an instrument holds, which undo does not change.
 Bytes Unmarked(Bytes image) {
-  const std::size_t marks = ChangedMapIn(image, 4).size();
-  if (marks == 0) return image;
-  image.resize(image.size() - marks - 8);
+  constexpr std::size_t kChunkOfFour = 2 + 8;
+  if (FileMarksIn(image, 4).changed.empty()) return image;
+  image.resize(image.size() - kChunkOfFour);
   StoreBe32(image.data() + 4, static_cast<std::uint32_t>(image.size() - 8));
   return image;
 }

@@ -138,8 +138,36 @@ TEST(ChartModule, NamesWhatCannotBe) {
   }
   for (const bool right : {true, false}) {
     ChartProblems problems("x.chart");
-    const std::string row = right ? "3 | OSC level | 0..127\n" : "4 | OSC level | 0..127\n";
-    EXPECT_EQ(BuildChart(kHead + mixed + row, &problems, &image).ok(), right) << "what lies behind is packed otherwise";
+    const std::string row = right ? "11 | OSC level | 0..127\n" : "12 | OSC level | 0..127\n";
+    EXPECT_EQ(BuildChart(kHead + mixed + row, &problems, &image).ok(), right) << "four bytes and eight";
+  }
+}
+
+// A message that changes two parameters is a mistake at their rows, unless it carries what both lie in.
+TEST(ChartModule, ChangesTellParametersApart) {
+  struct Case {
+    const char* change;
+    const char* other;  // of the second row; empty: the same
+    int line;           // 0: right
+  };
+  const Case cases[] = {{"F0 7D 20 number value F7", "", 8},          {"F0 7D 20 part number value F7", "", 0},
+                        {"F0 7D 20 part offset value F7", "", 0},     {"F0 7D 20 {OP} number value F7", "", 0},
+                        {"F0 7D 20 offset byte F7", "", 0},           {"F0 7D 20 20+part byte F7", "", 9},
+                        {"F0 7D 20 part offset value F7", "none", 0}, {"F0 7D 20 part value F7", "", 9}};
+  for (const Case& c : cases) {
+    ChartProblems problems("x.chart");
+    ModuleImage image;
+    const std::string other = *c.other ? std::string("  change = ") + c.other : std::string();
+    const bool right =
+        BuildChart(
+            kHead + std::string("[data Tone]\ndump = F0 7D 0n 02 (16) F7\n[parameters Tone]\nchange = ") + c.change +
+                "\nrepeat OP in 00 01 from 4 step 4\n+0 | level | 0..9 | | 5\n+1 | rate | 0..9 | | 6" + other + "\n",
+            &problems, &image)
+            .ok();
+    EXPECT_EQ(right, c.line == 0) << c.change << (right ? "" : problems.First().text);
+    if (!right) {
+      EXPECT_EQ(problems.all().front().line, c.line) << problems.all().front().Text();
+    }
   }
 }
 

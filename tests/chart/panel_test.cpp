@@ -175,6 +175,57 @@ TEST(PanelBinding, MacrosReachTheSameBits) {
   }
 }
 
+// Where a condition does not hold, a control reads what none has, writes nothing and sends nothing.
+TEST(PanelBinding, WhatIsNotThereIsLeftAlone) {
+  constexpr char kChart[] =
+      "[Maker Model]\n[parameters Voice]\n"
+      "change = F0 43 1n 01 number value F7\n"
+      "0 0-2 | MODE | 0..7\n2 word | DEPTH | -8192..8191 offset\n4 0-4 | FINE | -16..15\n"
+      "8 | MODE A | 0..99 | | 1  when = MODE in 3..5\n8 | MODE B | 0..99 | | 2  when = MODE in -3..1\n"
+      "9 2-4 | DEEP | 0..7 | | 3  when = DEPTH in -100..200, MODE in 0..3\n"
+      "10 nibbles | LOW | 0..127 | | 4  when = FINE in -3..-1\n";
+  ChartProblems problems("x.chart");
+  const ChartText chart = ReadChartText(kChart, &problems);
+  const ParameterTable table = ReadParameters(chart.sections.at(1), {30, true}, {}, &problems);
+  for (const ChartProblem& problem : problems.all()) ADD_FAILURE() << problem.Text();
+  Synth synth{};
+  synth.headerSize = 6;
+  synth.voiceBytes = synth.voiceSize = 30;
+  synth.numVoices = 1;
+  int there = 0, missing = 0;
+  for (const Parameter& p : table.parameters) {
+    if (p.condition < 0) continue;
+    const TemplateValues binding = BindParameter(p, table, {synth.headerSize, 'n'});
+    for (const std::int64_t mode : {0, 1, 2, 3, 5, 7}) {
+      for (const std::int64_t depth : {-8192, -101, -100, 200, 201}) {
+        for (const std::int64_t fine : {-16, -4, -3, -1, 0, 15}) {
+          Bytes image(60, 0x15);
+          const PatchBytes patch(image, synth);
+          table.Find("MODE")->place.Write(patch, mode);
+          table.Find("DEPTH")->place.Write(patch, depth);
+          table.Find("FINE")->place.Write(patch, fine);
+          const bool in = table.IsIn(p, patch.view());
+          ++(in ? there : missing);
+          const std::string at =
+              p.name + " " + std::to_string(mode) + " " + std::to_string(depth) + " " + std::to_string(fine);
+          EXPECT_EQ(RunBinding(binding, "Retrieve Macro", &image, synth, 0).returnValue,
+                    in ? p.place.Read(patch.view()) : -1)
+              << at;
+          Bytes expected = image;
+          if (in) p.place.Write(PatchBytes(expected, synth), 6);
+          RunBinding(binding, "Store Macro", &image, synth, 6);
+          EXPECT_EQ(image, expected) << at;
+          std::vector<Bytes> out;
+          RunBinding(binding, "Transmit", &image, synth, 6, &out);
+          EXPECT_EQ(out.size(), in ? 1u : 0u) << at;
+        }
+      }
+    }
+  }
+  EXPECT_GT(there, 100);
+  EXPECT_GT(missing, 100);
+}
+
 TEST(PanelBinding, ChangesAreSentAsTheChartSays) {
   struct Row {
     const char* change;
@@ -190,6 +241,9 @@ TEST(PanelBinding, ChangesAreSentAsTheChartSays) {
                       {"F0 42 nn 40+offset low high byte F7", "", 9, "F0 42 03 47 0A 05 5A F7"},
                       {"F0 41 10 < 03 offset high offset low bytes sum F7", "", 9, "F0 41 10 03 00 07 5A 1C F7"},
                       {"F0 41 17+2 01 F7", "", 9, "F0 41 19 01 F7"},
+                      {"F0 42 10+offset-2 03 value F7", "", 9, "F0 42 15 03 09 F7"},
+                      {"F0 42 offset-8 value F7", "", 9, ""},
+                      {"F0 42 4-1 value F7", "", 9, "F0 42 03 09 F7"},
                       {"controller number", "CC 74", 9, "B0 4A 09"},
                       {"NRPN number", "200", 300, "B0 63 01 B0 62 48 B0 06 02 B0 26 2C"},
                       {"F0 01 F7 + F0 02 value F7", "", 9, "F0 01 F7 F0 02 09 F7"},

@@ -76,16 +76,35 @@ TEST(ParameterImport, ColumnsOfPagesAreKnown) {
   EXPECT_NE(import.rows.find("# depends on the moon"), std::string::npos);
 }
 
+TEST(ParameterImport, ConditionsStandBehindTheirRows) {
+  ParameterImport import;
+  ASSERT_TRUE(ImportParameterSheet("place\tname\trange\twhen\n"
+                                   "0\tMODE\t0..3\n"
+                                   "1\tOP1 level\t0..9\tMODE in 1..3\n2\tOP2 level\t0..9\tMODE in 1..3\n"
+                                   "3\tOP3 level\t0..9\tMODE in 2\n",
+                                   &import)
+                  .ok());
+  EXPECT_EQ(import.rows,
+            "[parameters DATA]\n"
+            "0  | MODE      | 0..3\n"
+            "repeat OP in 1 2 from 1 step 1\n"
+            "+0 | level     | 0..9  when = MODE in 1..3\n"
+            "end\n"
+            "3  | OP3 level | 0..9  when = MODE in 2\n");
+  Expanded(import.rows);
+}
+
 TEST(ParameterImport, MistakesNameTheirLine) {
   ParameterImport import;
   const std::string head = "place\tname\trange\n0\tA\t0..1\n";
-  for (const auto& [text, said] :
-       std::vector<std::pair<std::string, std::string>>{{"", "line 1:"},
-                                                        {"a\tb\n", "line 1:"},
-                                                        {head + "x\tB\t0..1\n", "line 3:"},
-                                                        {head + "1\t\t0..1\n", "line 3:"},
-                                                        {head + "1\tB\t5..1\n", "line 3:"},
-                                                        {head + "1 3\tB\t0..2\n", "line 3:"}}) {
+  for (const auto& [text, said] : std::vector<std::pair<std::string, std::string>>{
+           {"", "line 1:"},
+           {"a\tb\n", "line 1:"},
+           {head + "x\tB\t0..1\n", "line 3:"},
+           {head + "1\t\t0..1\n", "line 3:"},
+           {head + "1\tB\t5..1\n", "line 3:"},
+           {head + "1 3\tB\t0..2\n", "line 3:"},
+           {"place\tname\trange\twhen\n0\tA\t0..1\tB is 1\n", "line 2:"}}) {
     const Result result = ImportParameterSheet(text, &import);
     EXPECT_FALSE(result.ok()) << text;
     EXPECT_TRUE(result.text.starts_with(said)) << result.text;

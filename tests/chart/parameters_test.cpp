@@ -47,6 +47,37 @@ TEST(ChartParameters, RepeatsStandForTheirRows) {
             "103|LAST||F0 18+{OP} number F7\n");
 }
 
+// Rows whose conditions exclude each other may lie in the same place; a repeat counts in the condition, too.
+TEST(ChartParameters, ConditionsHoldAsFarAsTheyAreSaid) {
+  ChartProblems problems("x.chart");
+  const ParameterTable table = Read(
+      "offset from 5\n"
+      "0 0-1 | MODE | 0..3 | single, split, dual, vocoder\n"
+      "repeat Part in 1 2 from 10 step 10\n"
+      "when = MODE in {Part}-1..2\n"
+      "+0 | on | 0..1\n"
+      "+1 | wave | 0..9  when = on in 1, MODE in 2\n"
+      "+2 | level | 0..9  when = byte 1 in 4\n"
+      "end\n"
+      "10 | PLAIN | 0..99  when = MODE in 3\n"
+      "90 | LAST | 0..9\n",
+      &problems);
+  for (const ChartProblem& problem : problems.all()) ADD_FAILURE() << problem.Text();
+  std::string rows;
+  for (const Parameter& p : table.parameters)
+    rows += p.place.text + "|" + p.name + "|" + (table.ConditionOf(p) ? table.ConditionOf(p)->Text() : "") + "\n";
+  EXPECT_EQ(rows,
+            "5 0-1|MODE|\n"
+            "15|Part 1 on|MODE in 0..2\n"
+            "16|Part 1 wave|Part 1 on in 1, MODE in 2\n"
+            "17|Part 1 level|byte 6 in 4\n"
+            "25|Part 2 on|MODE in 1..2\n"
+            "26|Part 2 wave|Part 2 on in 1, MODE in 2\n"
+            "27|Part 2 level|byte 6 in 4\n"
+            "15|PLAIN|MODE in 3\n"
+            "95|LAST|\n");
+}
+
 struct FaultRow {
   const char* rows;
   int line, column;
@@ -71,6 +102,15 @@ TEST(ChartParameters, MistakesAreNamedWhereTheyStand) {
       {"offset 5\n", 3, 1, "does not read"},
       {"colour = red\n", 3, 1, "no key"},
       {"repeat OP in 1 2 from 0 step 0\n+0 | A | 0..1\n", 4, 1, "(OP2)"},
+      {"change = F0 20+part value F7\n0 | A | 0..3\n", 3, 16, "stands in no repeat"},
+      {"0 | A | 0..3\nwhen = A between 1 and 2\n1 | B | 0..3\n", 4, 8, "does not read"},
+      {"0 | A | 0..3\nwhen = A in 4..5\n1 | B | 0..3\n2 | C | 0..3\n", 4, 8, "never has these values"},
+      {"0 | A | 0..3\n1 | B | 0..3  when = B in 1\n", 4, 22, "asks for the parameter itself"},
+      {"0 | A | 0..3  when = C in 1\n", 3, 22, "no parameter of that name"},
+      {"0 | A | 0..3  when = byte 3 7 in 1\n", 3, 29, "bits 0 to 6"},
+      {"0 | A | 0..3  when = byte 3 0-1 in 4\n", 3, 36, "does not fit into 2 bits"},
+      {"9 | M | 0..9\n0 | A | 0..3  when = M in 1..3\n0 | B | 0..3  when = M in 3..5\n", 5, 1,
+       "overlaps that of \"A\""},
   };
   for (const FaultRow& fault : faults) {
     ChartProblems problems("x.chart");
@@ -80,6 +120,36 @@ TEST(ChartParameters, MistakesAreNamedWhereTheyStand) {
     EXPECT_EQ(first.line, fault.line) << fault.rows << first.Text();
     EXPECT_EQ(first.column, fault.column) << fault.rows << first.Text();
     EXPECT_NE(first.text.find(fault.text), std::string::npos) << fault.rows << first.Text();
+  }
+}
+
+// A message that says the part: which set of the innermost repeat, and the place in it.
+TEST(ChartParameters, ChangesSayThePart) {
+  struct Row {
+    const char* change;
+    const char* said[3];  // of byte 3 of the first and the second set, and of a row before the repeat
+  };
+  const Row rows[] = {{"F0 part offset value F7", {"F0 00 offset-10 value F7", "F0 01 offset-30 value F7", nullptr}},
+                      {"F0 20+part 40+offset low high F7",
+                       {"F0 20+0 40+offset-10 low high F7", "F0 20+1 40+offset-30 low high F7", nullptr}},
+                      {"F0 part number offset high value F7",
+                       {"F0 00 number offset-10 high value F7", "F0 01 number offset-30 high value F7", nullptr}},
+                      {"F0 {OP}-1 offset value F7", {"F0 2-1 offset value F7", "F0 1-1 offset value F7", nullptr}},
+                      {"F0 offset parts F7", {"F0 offset parts F7", "F0 offset parts F7", "F0 offset parts F7"}}};
+  for (const Row& row : rows) {
+    ChartProblems problems("x.chart");
+    const std::string change = std::string("change = ") + row.change + "\n";
+    const ParameterTable table = Read((row.said[2] ? change : "") + "1 | A | 0..9\nrepeat OP in 2 1 from 10 step 20\n" +
+                                          change + "+3 | level | 0..99\nend\n",
+                                      &problems);
+    for (const ChartProblem& problem : problems.all()) ADD_FAILURE() << problem.Text();
+    ASSERT_EQ(table.parameters.size(), 3u);
+    const auto said = [&](std::size_t i) {
+      return table.parameters[i].change < 0 ? "" : table.changes[static_cast<std::size_t>(table.parameters[i].change)];
+    };
+    EXPECT_EQ(said(1), row.said[0]);
+    EXPECT_EQ(said(2), row.said[1]);
+    EXPECT_EQ(said(0), row.said[2] ? row.said[2] : "");
   }
 }
 

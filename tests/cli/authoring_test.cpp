@@ -139,6 +139,19 @@ TEST(Authoring, AChartIsMadeOnceAndWorks) {
             "Orrin Eight: no errors, no warnings\n");
 }
 
+// What cannot be right is asked for again; what is said then counts, and the end of the input ends it.
+TEST(Authoring, AWrongAnswerIsAskedForAgain) {
+  const CliHome& home = CliHome::Instance();
+  const std::string file = home.Path("asked.chart");
+  const std::string begin = "\nOrrin Nine\n7D\nn\nF0 7D 3n 05 10 F7\nF0 7D 3n 05 40 (26) sum F7\n\n";
+  const CliOutput asked = home.Run({"module", "new", file}, begin + "negativ sum\n\nnegative sum\n0 10\n\n");
+  EXPECT_EQ(asked.status, 0) << asked.err;
+  for (const char* said : {"The instrument needs a name.", "it may be negative sum", "its kind is needed"})
+    EXPECT_TRUE(Has(asked.out, said)) << asked.out;
+  EXPECT_NE(ReadFileText(file).find("sum = negative sum"), std::string::npos);
+  EXPECT_NE(home.Run({"module", "new", home.Path("unasked.chart")}, begin + "negativ sum\n").status, 0);
+}
+
 TEST(Authoring, TheChartOfAModuleComesBack) {
   const CliHome& home = CliHome::Instance();
   const std::string package = home.Path("back.pvz");

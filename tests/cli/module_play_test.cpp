@@ -19,6 +19,8 @@ TEST(ModulePlay, NamesWhatGoesWrong) {
       {"casio-cz101", "10 patch+32 | answer", "10 20 | answer", "Tone Bank, getting: nothing in the request depends"},
       {"casio-cz101", "size 257 | last F7", "size 258 | last F7", "Tone Bank, getting: "},
       {"roland-jx8p", "01 00 patch 02", "01 00 00 02", "Tone Bank, sending: nothing that is sent says which patch"},
+      {"asm-hydrasynth", "6F 57 58 55 39", "6F 57 58 55 38", "Patch, sending: F0 00 20 2B 00 6F 57 58 55 38"},
+      {"asm-hydrasynth", "set 2: {b byte} patch", "set 2: {b byte} 05", "Patch Bank A, getting: "},
   };
   const CliHome& home = CliHome::Instance();
   for (const Case& one : cases) {

@@ -8,13 +8,11 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "$1"; exit 1; }
 count=0
-# What cannot be played, by module: coded pieces, and data whose bytes say where the rest stands.
-unplayed='^asm-hydrasynth .*coded text|^emu-proteus2000 Preset: .*in the place of data|^kawai-k5000 Single.*depends on the data'
 for chart in "$root"/instruments/*.chart; do
   name=$(basename "$chart" .chart)
   "$bin/tonalith-cli" --config-root "$work/root" module check "$chart" >"$work/said" 2>&1 || fail "$name: $(cat "$work/said")"
   grep -q "(FAILED)" "$work/said" && fail "$name: $(cat "$work/said")"
-  grep "not played" "$work/said" | sed "s/^/$name /" | grep -Ev "$unplayed" && fail "$name: not played"
+  grep "not played" "$work/said" && fail "$name: not played"
   "$bin/tonalith-cli" module build "$chart" "$work/$name.pvz" >/dev/null || fail "$name: not built"
   "$bin/tonalith-cli" module text "$work/$name.pvz" >"$work/text" || fail "$name: no text"
   cmp -s "$work/text" "$chart" || fail "$name: module text gives something else"

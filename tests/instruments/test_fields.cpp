@@ -66,6 +66,7 @@ TEST_F(Fields, EveryParameterIsWrittenAndReadBack) {
     image.resize(image.size() + kBufferSlack);
     const PatchBytes patch(image, synth);
     for (const Parameter& p : table.parameters) {
+      if (p.condition >= 0 && p.place.end() > patch.size()) continue;  // not in new data
       const std::vector<std::uint8_t> before = image;
       const std::int64_t old = p.place.Read(patch.view());
       for (const std::int64_t value : {p.range.min, p.range.max, (p.range.min + p.range.max) / 2}) {

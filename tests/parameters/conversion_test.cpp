@@ -90,6 +90,35 @@ TEST_F(ConversionTest, TheFileReadsBack) {
         << wrong;
 }
 
+// What is not there in the source stays in the target, and the file says so.
+TEST(Conversion, TakesOverWhatIsThere) {
+  const auto table = [](const char* level, const char* other) {
+    ParameterTableBuilder builder(true);
+    builder.Add({level, "level", "0..99", "", "", "", -1, std::nullopt, "mode in -2..-1"});
+    builder.Add({other, "other", "0..99", "", "", "", -1, std::nullopt, "mode in 1"});
+    builder.Add({"0 0-2", "mode", "-4..3"});
+    std::vector<ParameterFault> faults;
+    ParameterTable made = builder.Take(8, &faults);
+    EXPECT_TRUE(faults.empty());
+    return made;
+  };
+  Synth type{};
+  type.voiceBytes = type.voiceSize = 8;
+  type.numVoices = 1;
+  std::vector<std::string> none;
+  const PatchConversion derived = DerivePatchConversion(table("2", "2"), type, table("3", "4"), type, &none);
+  PatchConversion conversion;
+  ASSERT_TRUE(ReadPatchConversion(PatchConversionText(derived), &conversion).ok()) << PatchConversionText(derived);
+  EXPECT_EQ(PatchConversionText(conversion), PatchConversionText(derived));
+  for (const int mode : {0, 1, 2, 6, 7}) {
+    const std::vector<std::uint8_t> slot = {static_cast<std::uint8_t>(mode), 0, 50, 0, 0, 0, 0, 0};
+    std::vector<std::uint8_t> patch(8, 0x11);
+    ConvertSlotToPatch(conversion, {slot, type}, {patch, type});
+    EXPECT_EQ(patch[3], mode >= 6 ? 50 : 0x11) << mode;
+    EXPECT_EQ(patch[4], mode == 1 ? 50 : 0x11) << mode;
+  }
+}
+
 // Two banks by number, one bank that runs on into the next, one that only counts when another field says so.
 TEST(References, ChildrenAreFoundAndRenumbered) {
   ReferenceMatrix matrix;

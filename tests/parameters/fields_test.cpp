@@ -220,6 +220,8 @@ TEST(ParameterTable, TheFileReadsBack) {
   builder.Add({"0 5-6", "OSC 1 wave", "0..2", "list WAVES", "11", "OSC 1", change, std::nullopt});
   builder.Add({"1", "OSC 2 wave", "0..2", "as OSC 1 wave", "12", "OSC 2", -1, 2});
   builder.Add({"2 word low first", "Bend \xC3\xBC", "-8192..8191 offset", "", "", "", -1, std::nullopt});
+  builder.Add({"5", "byte, that is 5", "0..9", "", "", "", -1, std::nullopt, "Bend \xC3\xBC in -5..7"});
+  builder.Add({"6", "last", "0..9", "", "", "", -1, std::nullopt, "byte 0 5-6 in 2, \"byte, that is 5\" in 0..4"});
   std::vector<ParameterFault> faults;
   const ParameterTable table = builder.Take(10, &faults);
   ASSERT_TRUE(faults.empty());
@@ -228,7 +230,8 @@ TEST(ParameterTable, TheFileReadsBack) {
   const Result read = ReadParameterTable(text, &back);
   ASSERT_TRUE(read.ok()) << read.text;
   EXPECT_EQ(ParameterTableText(back), text);
-  ASSERT_EQ(back.parameters.size(), 3u);
+  ASSERT_EQ(back.parameters.size(), 5u);
+  EXPECT_EQ(back.ConditionOf(back.parameters[4])->PlacesText(), "byte 0 5-6 in 2, byte 5 in 0..4");
   EXPECT_EQ(back.parameters[1].TextOf(2), "tri, soft");
   EXPECT_EQ(back.parameters[1].defaultValue, 2);
   for (std::size_t cut = 0; cut < text.size(); ++cut) {

@@ -8,7 +8,10 @@
 #include <QMenu>
 #include <QMimeData>
 #include <QTabBar>
+#include <QWheelEvent>
 
+#include "app/child_windows.h"
+#include "app/recognised_files.h"
 #include "bank/bank_naming.h"
 #include "bank/clip_mark.h"
 #include "bank/ui/bank_grid.h"
@@ -20,6 +23,7 @@
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
+#include "studio/studio_document.h"
 #include "tests/windows/stall_probe.h"
 #include "tests/windows/window_test_tools.h"
 
@@ -269,6 +273,86 @@ TEST_F(BankArranging, DroppingExchangesCopiesOrInsertsAsWanted) {
   ASSERT_TRUE(bank->document().Undo().ok());
   EXPECT_EQ(Names(bank), names);
   EXPECT_FALSE(drop({3}, 3, Qt::NoModifier)) << "on itself";
+}
+
+TEST_F(BankArranging, PreferencesSwitchUndoAndTurnTheWheel) {
+  Start();
+  TZKBank* bank = OpenBank();
+  ZKBankDoc& document = bank->document();
+  const auto set = [&](SettingId id, int value) {
+    program_->program()->settings().Access(id, value);
+    bank->SettingsChanged();
+  };
+  Run(bank, CommandId::BankInvert, {0, 1});
+  ASSERT_TRUE(bank->CommandEnabled(CommandId::EditUndo));
+  set(SettingId::MainBackup, 0);
+  EXPECT_FALSE(bank->CommandEnabled(CommandId::EditUndo));
+  Run(bank, CommandId::BankInvert, {2, 3});
+  EXPECT_FALSE(bank->CommandEnabled(CommandId::EditUndo));
+  EXPECT_TRUE(document.IsModified());
+  ASSERT_TRUE(document.Save(Path("kept.DAT")).ok());
+  EXPECT_FALSE(document.IsModified());
+  Run(bank, CommandId::BankInvert, {4, 5});
+  EXPECT_TRUE(document.IsModified());
+  set(SettingId::MainBackup, 1);
+  Run(bank, CommandId::BankInvert, {6, 7});
+  EXPECT_TRUE(document.Undo().ok());
+  EXPECT_FALSE(document.Undo().ok()) << "what was done without is not known";
+
+  frame().RunCommand(CommandId::BankViewGrid);
+  for (const int inverted : {0, 1}) {
+    set(SettingId::MainInvertScrollWheelInput, inverted);
+    bank->Select({4});
+    QWheelEvent down({5, 5}, bank->grid()->viewport()->mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton,
+                     Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(bank->grid()->viewport(), &down);
+    EXPECT_EQ(bank->list()->CurrentPatch(), inverted ? 3 : 5);
+  }
+}
+
+// Sizes that lie: the window shows what there is, says why nothing can be changed, and saves it as it was.
+TEST_F(BankArranging, DamagedBanksAreShownAndKept) {
+  Start();
+  OpenBank();
+  const struct {
+    const char* what;
+    void (*tell)(Synth& synth);
+  } cases[] = {
+      // of an installed module; it mends what else is wrong when the window is shown
+      {"voices", [](Synth& synth) { synth.numVoices = 65535; }},
+      {"no sizes", [](Synth& synth) { synth.voiceSize = 0; }},
+      {"header", [](Synth& synth) { synth.headerSize = 0xFFFFFFFF; }},
+  };
+  for (const auto& c : cases) {
+    DataFilePtr data = parts().frame.studio.GetNewDataFile(1000);
+    ASSERT_TRUE(data);
+    data->xtra->hasNoSysEx = 0;
+    c.tell(*data->synth);
+    const std::string path = Path(std::string(c.what) + ".DAT"), copy = Path(std::string(c.what) + "2.DAT");
+    ASSERT_TRUE(ZKBankDoc(std::move(data)).Save(path).ok()) << c.what;
+    ASSERT_TRUE(parts().files.OpenFile(path, 0)) << c.what << LogText();
+    auto* bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+    ASSERT_NE(bank, nullptr);
+    EXPECT_NE(bank->document().ReadOnlyReason(), "") << c.what;
+    for (const bool grid : {true, false}) {
+      bank->ShowGrid(grid);
+      Settle();
+      bank->view()->selectAll();
+      for (int command = static_cast<int>(CommandId::BankSwap); command <= static_cast<int>(CommandId::BankInit);
+           ++command)
+        EXPECT_FALSE(bank->CommandEnabled(static_cast<CommandId>(command))) << c.what << ' ' << command;
+      KeepScreenshot(bank, QStringLiteral("bank-damaged"));
+    }
+    EXPECT_FALSE(bank->document().IsModified());
+    ASSERT_TRUE(bank->document().Save(copy).ok());
+    DataFilePtr one, other;
+    ASSERT_TRUE(ZKBankDoc::Load(path, &one).ok() && ZKBankDoc::Load(copy, &other).ok());
+    EXPECT_EQ(std::vector(one->body, one->body + one->bodySize),
+              std::vector(other->body, other->body + other->bodySize));
+    EXPECT_EQ(std::memcmp(one->synth, other->synth, kSynthSize), 0) << c.what;
+    bank->close();
+    Settle();
+  }
 }
 
 // Every event is measured by the probe of all window tests; what a drag redraws has half of that.

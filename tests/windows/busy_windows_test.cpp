@@ -1,12 +1,16 @@
 // Windows while something goes on in them, with their details open: walked and kept as pictures.
 #include <QLabel>
 #include <QTableView>
+#include <QTimer>
+#include <algorithm>
 #include <filesystem>
 
 #include "app/transfer_strip.h"
 #include "bank/bank_document.h"
 #include "control_walk.h"
+#include "data/container.h"
 #include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
 #include "services/zkbasics.h"
 #include "tools/ui/raw_sysex_window.h"
 #include "ui/style/search_field.h"
@@ -61,6 +65,51 @@ TEST_F(BusyWindows, ABankDuringGetAndSendWithItsDetails) {
   auto* send = frame().findChild<ZKMidiOutStatus*>();
   ASSERT_NE(send, nullptr);
   if (send->isVisible()) Keep(send, "transmit-window");
+}
+
+// Single voices of an instrument of the studio, and messages that nobody knows.
+std::vector<std::uint8_t> LargeDump(std::size_t size, bool known) {
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(size + 4200);
+  const std::uint8_t head[] = {0xF0, static_cast<std::uint8_t>(known ? 0x43 : 0x7D), 0x00, 0x00, 0x01, 0x1B};
+  while (bytes.size() < size) {
+    bytes.insert(bytes.end(), std::begin(head), std::end(head));
+    bytes.insert(bytes.end(), 155, 0x20);
+    bytes.push_back(known ? 0x20 : 0x01);
+    bytes.push_back(0xF7);
+  }
+  return bytes;
+}
+
+// No event of a file of 32 MiB takes longer than that of a small one (the fixture measures it), whichever way it comes.
+TEST_F(BusyWindows, LargeFilesStopNobody) {
+  constexpr std::size_t kLarge = std::size_t{32} << 20;
+  ASSERT_TRUE(WriteFileAtomically(Path("known.syx"), std::span<const std::uint8_t>(LargeDump(kLarge, true))).ok());
+  ASSERT_TRUE(WriteFileAtomically(Path("foreign.syx"), std::span<const std::uint8_t>(LargeDump(kLarge, false))).ok());
+  ASSERT_TRUE(WriteFileAtomically(Path("small.syx"), std::span<const std::uint8_t>(LargeDump(1, false))).ok());
+  Start({"file " + Path("foreign.syx"), "file " + Path("copy.syx")}, {"--fast-cables", Path("known.syx")});
+  const auto raw = [&] { return qobject_cast<RawSysExWindow*>(frame().ActiveChild()); };
+  ASSERT_TRUE(WaitFor([&] { return raw() != nullptr; }, 20000)) << "from the command line";
+  const std::size_t size = LargeDump(kLarge, true).size();
+  EXPECT_EQ(raw()->model()->rowCount(), static_cast<int>(size / 163));
+  Keep(&frame(), "large-file");
+  raw()->CloseVerified();
+  Settle();
+  // Drop; another file that comes meanwhile waits its turn.
+  QTimer::singleShot(0, &frame(), [this] { parts().files.OpenFile(Path("small.syx"), 0); });
+  ASSERT_TRUE(DropFiles(&frame(), {Path("known.syx")}));
+  ASSERT_TRUE(WaitFor([&] { return raw() && raw()->document().FileName() == "small.syx"; }));
+  EXPECT_EQ(raw()->model()->rowCount(), 1);
+  raw()->CloseVerified();
+  Settle();
+  // File > Open, and saving under another name.
+  frame().RunCommand(CommandId::FileOpen);
+  ASSERT_TRUE(WaitFor([&] { return raw() && raw()->document().FileName() == "foreign.syx"; }, 20000)) << LogText();
+  frame().RunCommand(CommandId::FileSaveAs);
+  FileBytes saved;
+  ASSERT_TRUE(LoadDiskFile(Path("copy.syx"), &saved).ok());
+  EXPECT_TRUE(std::equal(saved.begin(), saved.end(), LargeDump(kLarge, false).begin()));
+  EXPECT_EQ(saved.size(), size);
 }
 
 TEST_F(BusyWindows, TwoBanksOfOneDayAreToldApart) {

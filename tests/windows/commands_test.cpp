@@ -88,19 +88,22 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
   ofStudio.insert(CommandId::MidiGet);
   EXPECT_EQ(Enabled(), ofStudio);
   TZKBank* window = Open("Yamaha DX7", "Voice", false);
-  EXPECT_EQ(Enabled(), (std::set<CommandId>{CommandId::MidiGet, CommandId::EditSelectAll, CommandId::BankViewList,
-                                            CommandId::BankViewGrid, CommandId::EditQuickMenu}));
+  EXPECT_EQ(Enabled(),
+            (std::set<CommandId>{CommandId::MidiGet, CommandId::EditSelectAll, CommandId::BankViewList,
+                                 CommandId::BankViewGrid, CommandId::EditQuickMenu, CommandId::BankVerifySend,
+                                 CommandId::BankKeepAlways, CommandId::BankKeepAsk, CommandId::BankKeepNever}));
   frame().RunCommand(CommandId::MidiGet);
   ASSERT_TRUE(Idle(window));
   std::set<CommandId> full = {
-      CommandId::MidiGet,        CommandId::EditSelectAll,    CommandId::MidiTransmit,   CommandId::FileSave,
-      CommandId::FileSaveAs,     CommandId::EditUndo,         CommandId::EditRename,     CommandId::FilePrint,
-      CommandId::EditCopyNames,  CommandId::FileExportSysEx,  CommandId::FileExportMidi, CommandId::BankRotateUp,
-      CommandId::BankRotateDown, CommandId::BankInvert,       CommandId::BankDelete,     CommandId::BankRestore,
-      CommandId::BankInit,       CommandId::BankViewList,     CommandId::BankViewGrid,   CommandId::EditQuickMenu,
-      CommandId::EditCut,        CommandId::EditCopy,         CommandId::BankAutoName,   CommandId::BankNumber,
-      CommandId::BankWriteInit,  CommandId::BankWriteInitIni, CommandId::BankInitToClip, CommandId::BankOriginalOrder,
-      CommandId::BankUndoHistory};
+      CommandId::MidiGet,         CommandId::EditSelectAll,    CommandId::MidiTransmit,   CommandId::FileSave,
+      CommandId::FileSaveAs,      CommandId::EditUndo,         CommandId::EditRename,     CommandId::FilePrint,
+      CommandId::EditCopyNames,   CommandId::FileExportSysEx,  CommandId::FileExportMidi, CommandId::BankRotateUp,
+      CommandId::BankRotateDown,  CommandId::BankInvert,       CommandId::BankDelete,     CommandId::BankRestore,
+      CommandId::BankInit,        CommandId::BankViewList,     CommandId::BankViewGrid,   CommandId::EditQuickMenu,
+      CommandId::EditCut,         CommandId::EditCopy,         CommandId::BankAutoName,   CommandId::BankNumber,
+      CommandId::BankWriteInit,   CommandId::BankWriteInitIni, CommandId::BankInitToClip, CommandId::BankOriginalOrder,
+      CommandId::BankUndoHistory, CommandId::BankVerifySend,   CommandId::BankKeepAlways, CommandId::BankKeepAsk,
+      CommandId::BankKeepNever};
   for (int id = static_cast<int>(CommandId::ExportReaper); id <= static_cast<int>(CommandId::ExportCopyNames); ++id)
     full.insert(static_cast<CommandId>(id));
   EXPECT_EQ(Enabled(), full);

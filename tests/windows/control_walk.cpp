@@ -15,6 +15,7 @@
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -27,6 +28,10 @@
 #include <QTabBar>
 #include <QTextEdit>
 #include <QTimer>
+#include <algorithm>
+#include <cstdlib>
+#include <span>
+#include <vector>
 
 #include "ui/style/list_delegate.h"
 #include "ui/window_base.h"
@@ -36,6 +41,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kLeast = 28;
+constexpr int kSameLine = 4;  // by how much edges of one line may differ
 
 template <typename... Kinds>
 bool IsOneOf(const QWidget* widget) {
@@ -134,6 +140,76 @@ QString KindOf(const QWidget& widget) {
   return QString::fromLatin1(widget.metaObject()->className()).section(QStringLiteral("::"), -1);
 }
 
+// What Tab goes through, beginning where the chain does for the window.
+std::vector<QWidget*> TabStops(const QWidget& window) {
+  std::vector<QWidget*> stops;
+  for (QWidget* at = window.nextInFocusChain(); at && at != &window; at = at->nextInFocusChain())
+    if (at->focusPolicy() & Qt::TabFocus && !at->focusProxy() && at->isVisibleTo(&window) && at->isEnabled() &&
+        window.isAncestorOf(at))
+      stops.push_back(at);
+  return stops;
+}
+
+// The parts of their nearest common ancestor that two widgets stand in; null where one holds the other.
+std::pair<const QWidget*, const QWidget*> PartsOf(const QWidget* one, const QWidget* other) {
+  const QWidget* around = one->parentWidget();
+  while (around && !around->isAncestorOf(other)) around = around->parentWidget();
+  const auto lift = [around](const QWidget* widget) {
+    while (widget && widget->parentWidget() != around) widget = widget->parentWidget();
+    return widget;
+  };
+  if (!around || one->isAncestorOf(other) || other->isAncestorOf(one)) return {};
+  return {lift(one), lift(other)};
+}
+
+bool SameLine(const QRect& one, const QRect& other) {
+  return std::abs(one.top() - other.top()) <= kSameLine && std::abs(one.height() - other.height()) <= kSameLine;
+}
+
+QString StepFault(const QWidget* from, const QWidget* to, std::span<QWidget* const> later) {
+  const auto [before, after] = PartsOf(from, to);
+  if (!before || !after) return {};
+  const QRect a = before->geometry();
+  const QRect b = after->geometry();
+  const bool mirrored = before->parentWidget()->isRightToLeft();
+  const auto leftOf = [mirrored](const QRect& one, const QRect& other) {
+    return mirrored ? one.left() > other.right() : one.right() < other.left();
+  };
+  if (b.bottom() < a.top() && !leftOf(a, b)) return QStringLiteral("goes up");
+  if (leftOf(b, a) && b.top() <= a.bottom() && b.bottom() >= a.top()) return QStringLiteral("goes back");
+  if (b.top() <= a.bottom()) return {};
+  // Down, while the line goes on.
+  for (const QWidget* other : later) {
+    const auto [part, left] = PartsOf(from, other);
+    if (part == before && left && leftOf(a, left->geometry()) && SameLine(a, left->geometry()))
+      return QStringLiteral("leaves the line");
+  }
+  return {};
+}
+
+QString StopName(const QWidget* stop, const QWidget& window) {
+  return QStringLiteral("%1 \"%2\"").arg(KindOf(*stop), NameOf(stop, window));
+}
+
+// Of what is gone through in this order; `first`: what the first fault leads to.
+std::string TabFaults(const QWidget& window, const std::vector<QWidget*>& stops, std::size_t* first) {
+  QStringList faults;
+  std::set<const QWidget*> left;  // panes that were gone through
+  for (std::size_t i = 1; i < stops.size(); ++i) {
+    const QWidget* from = stops[i - 1];
+    const QWidget* to = stops[i];
+    QString wrong = StepFault(from, to, std::span(stops).subspan(i + 1));
+    for (const QWidget* pane = from; pane != &window && !pane->isAncestorOf(to); pane = pane->parentWidget())
+      left.insert(pane);
+    for (const QWidget* pane = to; pane != &window; pane = pane->parentWidget())
+      if (left.count(pane) != 0) wrong = QStringLiteral("comes to a pane again");
+    if (wrong.isEmpty()) continue;
+    if (faults.isEmpty()) *first = i;
+    faults << QStringLiteral("Tab order: %1 to %2 %3").arg(StopName(from, window), StopName(to, window), wrong);
+  }
+  return faults.join(QLatin1Char('\n')).toStdString();
+}
+
 ControlWatch* theWatch = nullptr;
 
 }  // namespace
@@ -156,6 +232,16 @@ std::string FaultsOfControls(const QWidget& window) {
   return faults.join(QLatin1Char('\n')).toStdString();
 }
 
+std::string FaultsOfTabOrder(const QWidget& window) {
+  std::vector<QWidget*> stops = TabStops(window);
+  std::size_t fault = 0;
+  const std::string faults = TabFaults(window, stops, &fault);
+  if (faults.empty()) return {};
+  // The order is a ring: it may begin where the first fault seems to be.
+  std::rotate(stops.begin(), stops.begin() + static_cast<std::ptrdiff_t>(fault), stops.end());
+  return TabFaults(window, stops, &fault);
+}
+
 ControlWatch::ControlWatch(QObject* parent) : QObject(parent) {
   theWatch = this;
   qApp->installEventFilter(this);
@@ -165,10 +251,16 @@ ControlWatch* TheControlWatch() {
   return theWatch;
 }
 
-void ControlWatch::Walk(const QWidget& window) {
+void ControlWatch::Walk(QWidget& window) {
   const std::string kind = KindOf(window).toStdString();
   walked_.insert(kind);
-  const std::string faults = FaultsOfControls(window);
+  // As the press of the key finds it, without moving the focus.
+  QKeyEvent press(QEvent::ShortcutOverride, Qt::Key_Tab, Qt::NoModifier);
+  QApplication::sendEvent(&window, &press);
+  const std::string order = window.isVisible() ? FaultsOfTabOrder(window) : std::string();
+  std::string faults = FaultsOfControls(window);
+  if (!faults.empty() && !order.empty()) faults += '\n';
+  faults += order;
   if (!faults.empty() && known_.insert(kind + faults).second) ADD_FAILURE() << kind << "\n" << faults;
 }
 

@@ -13,6 +13,9 @@ namespace tonalith {
 // 28 x 28, or whose state (a mark in a list, why it is off) is not said in words.  Controls that are hidden, or inside
 // another control, are left out.
 std::string FaultsOfControls(const QWidget& window);
+// Where the Tab key leaves the order of the eye in a window that is shown: a line for each step back to what stands
+// above or before, and for each pane that is left and entered again.
+std::string FaultsOfTabOrder(const QWidget& window);
 
 // Walks every window, dialog and document of the program as soon as it is on the screen, and fails the test that showed
 // it for each fault once.
@@ -21,7 +24,7 @@ class ControlWatch final : public QObject {
   explicit ControlWatch(QObject* parent);
   // Class names of what was walked so far, without namespaces.
   const std::set<std::string>& Walked() const { return walked_; }
-  void Walk(const QWidget& window);
+  void Walk(QWidget& window);
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;

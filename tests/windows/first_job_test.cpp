@@ -124,6 +124,7 @@ TEST_F(FirstJob, InFifteenClicks) {
   auto* steps = frame().findChild<FirstStartPage*>();
   ASSERT_TRUE(WaitFor([&] { return (steps = frame().findChild<FirstStartPage*>()) && steps->isVisible(); }, kPatience));
   ASSERT_TRUE(MakeActive(steps));
+  QTest::qWait(400);  // the window manager places it, and it is painted
   QListWidget* list = steps->choice().list();
   QListWidgetItem* own = nullptr;
   for (int row = 0; row < list->count(); ++row)

@@ -264,6 +264,10 @@ TEST_F(ToolsTest, EveryPreferenceShownIsReadByTheProgram) {
   const std::string readers = ReadersOfSettings();
   // The test that sets it and looks at what changes.
   const std::map<std::string, std::string> effects = {
+      {"MainBankDnDMode", "windows/bank_arrange_test.cpp"},
+      {"MainBankDnDExtMode", "windows/bank_arrange_test.cpp"},
+      {"MainBackup", "windows/bank_arrange_test.cpp"},
+      {"MainInvertScrollWheelInput", "windows/bank_arrange_test.cpp"},
       {"MainAutoUpdate", "studio/test_studio_safety.cpp"},
       {"MainDrvOldDisplayStyle", "windows/studio_test.cpp"},
       {"MainAutoConfigInstruments", "studio/test_studio_safety.cpp"},
@@ -314,8 +318,9 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
     const char* tab;
   };
   PreferencesSheet sheet(*program_->program(), parts().options, &frame());
-  ASSERT_EQ(sheet.pages().size(), 4U);
-  for (const Page& page : {Page{0, "Studio"}, Page{1, "MIDI"}, Page{2, "Tones"}, Page{3, "Miscellaneous"}}) {
+  ASSERT_EQ(sheet.pages().size(), 5U);
+  for (const Page& page :
+       {Page{0, "Bank"}, Page{1, "Studio"}, Page{2, "MIDI"}, Page{3, "Tones"}, Page{4, "Miscellaneous"}}) {
     EXPECT_EQ(sheet.tabs()->tabText(page.index), QLatin1String(page.tab));
     sheet.tabs()->setCurrentIndex(page.index);
     KeepScreenshot(&sheet, QStringLiteral("preferences-%1").arg(QLatin1String(page.tab).toString().toLower()));
@@ -330,10 +335,11 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   sheet.hide();
   // Every setting of the pages that exist has its control, and comes back as it went in.
   for (const SettingInfo& info : SettingsTable()) {
-    const int page = info.page == SettingPage::Studio          ? 0
-                     : info.page == SettingPage::Midi          ? 1
-                     : info.page == SettingPage::Tones         ? 2
-                     : info.page == SettingPage::Miscellaneous ? 3
+    const int page = info.page == SettingPage::Bank            ? 0
+                     : info.page == SettingPage::Studio        ? 1
+                     : info.page == SettingPage::Midi          ? 2
+                     : info.page == SettingPage::Tones         ? 3
+                     : info.page == SettingPage::Miscellaneous ? 4
                                                                : -1;
     for (const ZKPropPage* other : sheet.pages()) {
       const bool shows = page >= 0 && other == sheet.pages()[static_cast<std::size_t>(page)];
@@ -349,7 +355,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   }
   basics().MainDelay(7);
   PreferencesSheet other(*program_->program(), parts().options, &frame());
-  auto* delay = qobject_cast<QSpinBox*>(other.pages()[1]->ControlOf(SettingId::MainDelay));
+  auto* delay = qobject_cast<QSpinBox*>(other.pages()[2]->ControlOf(SettingId::MainDelay));
   ASSERT_NE(delay, nullptr);
   EXPECT_FALSE(other.applyButton()->isEnabled());
   delay->setValue(250);
@@ -359,7 +365,7 @@ TEST_F(ToolsTest, PreferencesAreReadStoredAndCancelled) {
   other.Apply();
   EXPECT_EQ(basics().MainDelay(-1), 250);
   other.search()->setText(QStringLiteral("device number"));
-  EXPECT_TRUE(other.tabs()->isTabEnabled(0));
+  EXPECT_TRUE(other.tabs()->isTabEnabled(1));
   EXPECT_FALSE(other.tabs()->isTabEnabled(2));
 }
 

@@ -12,9 +12,12 @@
 #include "data/maker_names.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
+#include "platform/short_memory.h"
 #include "services/settings.h"
 #include "services/transfer_files.h"
+#include "studio/recognize.h"
 #include "tools/ui/repair_copy.h"
+#include "ui/beside.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/style/document_header.h"
@@ -43,6 +46,15 @@ QString HexText(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
+std::vector<std::uint8_t> BytesOfRows(const RawSysExDocument& document, std::span<const int> rows) {
+  std::vector<std::uint8_t> bytes;
+  for (const int row : rows) {
+    const auto message = document.BytesOf(document.messages()[static_cast<std::size_t>(row)]);
+    bytes.insert(bytes.end(), message.begin(), message.end());
+  }
+  return bytes;
+}
+
 }  // namespace
 
 // ---- messages -------------------------------------------------------------------------------------------------------
@@ -50,7 +62,8 @@ QString HexText(std::span<const std::uint8_t> bytes) {
 RawSysExModel::RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent)
     : QAbstractTableModel(parent),
       document_(document),
-      names_(document.names() ? *document.names() : NameSysEx(studio, document.bytes())),
+      own_(document.names() ? std::vector<SysExName>() : NameSysEx(Recognizer(studio), document.bytes())),
+      names_(document.names() ? *document.names() : own_),
       words_(&studio) {}
 
 void RawSysExModel::StudioChanged() {
@@ -299,12 +312,7 @@ std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
   std::vector<int> rows = SelectedRows();
   if (rows.empty() && !filter_->Filters()) return {bytes().bytes().begin(), bytes().bytes().end()};
   if (rows.empty()) rows = filter_->ShownRows();
-  std::vector<std::uint8_t> selected;
-  for (const int row : rows) {
-    const auto message = bytes().BytesOf(model_->RowAt(row));
-    selected.insert(selected.end(), message.begin(), message.end());
-  }
-  return selected;
+  return BytesOfRows(bytes(), rows);
 }
 
 std::vector<std::uint8_t> RawSysExWindow::PiecesOf(std::vector<int> rows) const {
@@ -400,9 +408,18 @@ void RawSysExWindow::SaveSelection() {
   if (path.empty()) return;
   // A whole file may be large: it is not copied.
   const bool whole = !filter_->Filters() && !list_->selectionModel()->hasSelection();
-  const std::vector<std::uint8_t> part = whole ? std::vector<std::uint8_t>() : SelectedBytes();
-  const std::span<const std::uint8_t> selected = whole ? bytes().bytes() : std::span<const std::uint8_t>(part);
-  if (const Result saved = WriteFileAtomically(path, selected); !saved.ok()) {
+  std::vector<int> rows = SelectedRows();
+  if (rows.empty() && !whole) rows = filter_->ShownRows();
+  std::vector<std::uint8_t> part;
+  std::span<const std::uint8_t> selected = bytes().bytes();
+  Result saved;
+  const auto write = [&] {
+    if (!whole) selected = part = BytesOfRows(bytes(), rows);
+    saved = WriteFileAtomically(path, selected);
+  };
+  const bool large = selected.size() >= kWorthAThread;
+  if (!WithMemory([&] { large ? RunBeside(write) : write(); })) saved = Result::Failure(path + "\n\n" + kShortMemory);
+  if (!saved.ok()) {
     context().prompts().Say("File Error", saved.text);
     return;
   }

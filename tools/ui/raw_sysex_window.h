@@ -63,8 +63,9 @@ class RawSysExModel final : public QAbstractTableModel {
   QString NameOf(const RawSysExDocument::Message& message) const;
 
   const RawSysExDocument& document_;
-  std::vector<SysExName> names_;  // by offset
-  mutable SysExWords words_;      // of the rows that are shown
+  const std::vector<SysExName> own_;     // when the document knows none
+  const std::vector<SysExName>& names_;  // by offset
+  mutable SysExWords words_;             // of the rows that are shown
 };
 
 // Raw SysEx: its messages can be looked at, sent, saved again and, when an instrument of the studio knows them, opened

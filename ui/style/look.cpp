@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "ui/style/colours.h"
+#include "ui/style/tab_order.h"
 #include "ui/style/widget_style.h"
 
 namespace tonalith {
@@ -24,7 +25,10 @@ bool SystemIsDark() {
 void SetLook(Look look) {
   shown_look = look;
   const bool dark = look == Look::Dark || (look == Look::System && SystemIsDark());
-  if (!qobject_cast<WidgetStyle*>(QApplication::style())) QApplication::setStyle(new WidgetStyle);
+  if (!qobject_cast<WidgetStyle*>(QApplication::style())) {
+    QApplication::setStyle(new WidgetStyle);
+    KeepTabsInOrder(qApp);
+  }
   QApplication::setPalette(PaletteOf(dark));
 }
 

@@ -30,6 +30,7 @@ constexpr std::array<MarkRow, kMarks> kRows = {{
     {Mark::Found, Shade::Ok, QT_TRANSLATE_NOOP("Mark", "found")},
     {Mark::Missing, Shade::Faint, QT_TRANSLATE_NOOP("Mark", "not found")},
     {Mark::Busy, Shade::Busy, QT_TRANSLATE_NOOP("Mark", "busy")},
+    {Mark::Awaited, Shade::Unsent, QT_TRANSLATE_NOOP("Mark", "not received from the instrument")},
 }};
 
 // On a field of 10 x 10 around the middle.
@@ -48,6 +49,11 @@ void DrawShape(QPainter& painter, Mark mark, const QColor& colour) {
       return;
     case Mark::Unsent:
       painter.drawPolygon(QPolygonF({{0, -4.4}, {4.6, 3.8}, {-4.6, 3.8}}));
+      return;
+    case Mark::Awaited:
+      painter.setPen(line);
+      painter.setBrush(Qt::NoBrush);
+      painter.drawPolygon(QPolygonF({{0, 4}, {4.2, -3.4}, {-4.2, -3.4}}));
       return;
     case Mark::Damaged:
       painter.setPen(QPen(colour, 2.2, Qt::SolidLine, Qt::RoundCap));

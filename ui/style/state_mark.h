@@ -12,8 +12,8 @@ class QPainter;
 
 namespace tonalith {
 
-enum class Mark { Changed, Unsent, Damaged, Undefined, Locked, Found, Missing, Busy };
-inline constexpr int kMarks = 8;
+enum class Mark { Changed, Unsent, Damaged, Undefined, Locked, Found, Missing, Busy, Awaited };
+inline constexpr int kMarks = 9;
 inline constexpr int kMarkSize = 10;  // logical pixels
 
 // "changed since saved", "not sent to the instrument", ...

@@ -39,8 +39,6 @@ QToolButton* ToolRow::Insert(QToolButton* button, const QString& name, bool prim
   button->setFocusPolicy(Qt::TabFocus);
   button->setPopupMode(QToolButton::InstantPopup);
   if (primary) SetPrimary(button);
-  setTabOrder(tools_.empty() ? static_cast<QWidget*>(this) : tools_.back().button, button);
-  setTabOrder(button, more_);
   tools_.push_back({button, MenuText(name), true, true});
   button->show();
   updateGeometry();
@@ -95,7 +93,6 @@ void ToolRow::SetSearch(SearchField* search) {
   search_ = search;
   search->setParent(this);
   search->show();
-  setTabOrder(more_, search);
   updateGeometry();
   Arrange();
 }

@@ -1,0 +1,267 @@
+#include "bank/ui/bank_audition_part.h"
+
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "bank/ui/bank_grid.h"
+#include "bank/ui/bank_list.h"
+#include "bank/ui/bank_window.h"
+#include "platform/log.h"
+#include "services/settings.h"
+#include "ui/patch_player.h"
+#include "ui/plain_text.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kWaitMs = 150;  // who holds an arrow key hears the patch where he stops
+constexpr int kGapMs = 300;
+constexpr const char* kInSyncOption = "InSyncMacroAudition";
+constexpr const char* kForceOption = "ForceMacroAudition";
+
+constexpr std::array kAuditionCommands = {CommandId::BankPlayPatch,      CommandId::BankPlaySweep,
+                                          CommandId::BankStopAudition,   CommandId::None,
+                                          CommandId::BankAuditionInSync, CommandId::BankAuditionForce};
+
+const char* OptionOf(CommandId command) {
+  return command == CommandId::BankAuditionInSync ? kInSyncOption : kForceOption;
+}
+
+}  // namespace
+
+BankAudition::BankAudition(TZKBank& window) : window_(window) {
+  for (QTimer* timer : {&wait_, &gap_}) timer->setSingleShot(true);
+  connect(&wait_, &QTimer::timeout, this, &BankAudition::PlaySelected);
+  connect(&gap_, &QTimer::timeout, this, &BankAudition::PlayNext);
+  QTimer::singleShot(0, this, &BankAudition::Attach);
+}
+
+void BankAudition::Attach() {
+  for (BankPatchView* view :
+       {static_cast<BankPatchView*>(window_.list()), static_cast<BankPatchView*>(window_.grid())}) {
+    view->installEventFilter(this);
+    view->viewport()->installEventFilter(this);
+  }
+  connect(&window_.context().player(), &PatchPlayer::Over, this, &BankAudition::Over);
+}
+
+// ---- commands -------------------------------------------------------------------------------------------------------
+
+bool BankAudition::Has(CommandId command) const {
+  return command != CommandId::None &&
+         std::find(kAuditionCommands.begin(), kAuditionCommands.end(), command) != kAuditionCommands.end();
+}
+
+AuditionChoice BankAudition::Choice() const {
+  const PatchPlayer& player = window_.context().player();
+  return {player.Option(kInSyncOption), player.Option(kForceOption)};
+}
+
+QString BankAudition::Refusal(CommandId command) const {
+  const ZKBankDoc& bank = window_.document();
+  switch (command) {
+    case CommandId::BankStopAudition:
+      return window_.context().player().IsPlaying() || Sweeping() || job_ ? QString() : tr("Nothing is played.");
+    case CommandId::BankAuditionInSync:
+    case CommandId::BankAuditionForce:
+      return bank.dataFile()->auditionScript ? QString()
+                                             : tr("This data cannot be sent to be heard only: its patches are chosen "
+                                                  "in the instrument.");
+    default:
+      break;
+  }
+  if (command == CommandId::BankPlaySweep && Sweeping()) return {};
+  if (bank.IsBusy()) return ShownUtf8(bank.BusyReason());
+  if (bank.IsEmpty()) return tr("Nothing was received yet.");
+  const std::vector<int> selected = window_.SelectedPatches();
+  if (selected.empty()) return tr("No patch is selected.");
+  const bool can = AuditionWayOf(bank, selected.front(), Choice()) != AuditionWay::kNone;
+  return can ? QString() : tr("The instrument cannot be made to play a patch of this data.");
+}
+
+bool BankAudition::IsChecked(CommandId command) const {
+  if (command == CommandId::BankPlaySweep) return Sweeping();
+  return (command == CommandId::BankAuditionInSync || command == CommandId::BankAuditionForce) &&
+         window_.context().player().Option(OptionOf(command));
+}
+
+void BankAudition::Run(CommandId command) {
+  switch (command) {
+    case CommandId::BankPlayPatch: {
+      EndSweep({});
+      const Result played = Play(window_.SelectedPatches().front());
+      return played.ok() ? void() : window_.Say(ShownUtf8(played.text));
+    }
+    case CommandId::BankPlaySweep:
+      return Sweeping() ? Stop() : StartSweep();
+    case CommandId::BankStopAudition:
+      return Stop();
+    default: {
+      PatchPlayer& player = window_.context().player();
+      const Result set = player.SetOption(OptionOf(command), !player.Option(OptionOf(command)));
+      if (!set.ok()) window_.Say(ShownUtf8(set.text));
+      emit window_.StateChanged();
+    }
+  }
+}
+
+std::vector<CommandId> BankAudition::EntriesOf(BankMenu menu) const {
+  if (menu != BankMenu::Quick) return {};
+  return {kAuditionCommands.begin(), kAuditionCommands.end()};
+}
+
+// ---- what a user goes to --------------------------------------------------------------------------------------------
+
+bool BankAudition::eventFilter(QObject* watched, QEvent* event) {
+  bool input = event->type() == QEvent::Wheel;
+  if (event->type() == QEvent::KeyPress) {
+    const auto modifiers = static_cast<QKeyEvent*>(event)->modifiers();
+    input = !(modifiers & (Qt::ControlModifier | Qt::AltModifier));
+  }
+  if (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonRelease)
+    input = static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton;
+  if (input) {
+    input_ = true;
+    // Until it has been dealt with.
+    QTimer::singleShot(0, this, [this] { input_ = false; });
+    // A click on the patch that is selected already plays it again.
+    if (event->type() == QEvent::MouseButtonRelease) SelectionChanged();
+  }
+  return QObject::eventFilter(watched, event);
+}
+
+void BankAudition::SelectionChanged() {
+  if (!input_) return;
+  if (Sweeping()) EndSweep({});
+  if (window_.context().settings().MainAudition(-1) != 0) wait_.start(kWaitMs);
+}
+
+void BankAudition::DocumentChanged() {
+  wait_.stop();
+  if (window_.document().IsBusy() && Sweeping()) Stop();
+}
+
+void BankAudition::SettingsChanged() {
+  if (window_.context().settings().MainAudition(-1) == 0) wait_.stop();
+}
+
+void BankAudition::PlaySelected() {
+  const std::vector<int> selected = window_.SelectedPatches();
+  // While the button is down the patch may be dragged.
+  if (selected.size() != 1 || QGuiApplication::mouseButtons() != Qt::NoButton) return;
+  if (window_.document().IsBusy() || window_.document().IsEmpty()) return;
+  if (const Result played = Play(selected.front()); !played.ok()) MonitorMsg("%s", played.text.c_str());
+}
+
+// ---- playing --------------------------------------------------------------------------------------------------------
+
+Result BankAudition::Play(int patch) {
+  PatchPlayer& player = window_.context().player();
+  const ZKBankDoc& bank = window_.document();
+  DropSent();
+  if (Result can = AuditionRefusal(bank, patch, Choice()); !can.ok()) return can;
+  const bool sends = AuditionWayOf(bank, patch, Choice()) == AuditionWay::kSend;
+  if (Result played = sends ? Send(patch) : player.Play(this, *window_.dataFile(), patch); !played.ok()) return played;
+  const QString name = ShownLatin1(bank.NumberText(patch) + " " + bank.GetPatchName(patch));
+  const QString what = sends || !bank.DiffersFromInstrument(patch)
+                           ? tr("Plays %1").arg(name)
+                           : tr("Plays %1 as the instrument holds it: the patch was changed and not sent").arg(name);
+  window_.Say(Sweeping() ? tr("%1 (%2 of %3)").arg(what).arg(next_).arg(sweep_.size()) : what);
+  emit window_.StateChanged();
+  return Result::Success();
+}
+
+Result BankAudition::Send(int patch) {
+  WindowContext& context = window_.context();
+  DataFile& bank = *window_.dataFile();
+  if (Result can = context.player().CanPlay(bank); !can.ok()) return can;
+  DataFilePtr data;
+  const auto newData = [&](int driverId) { return context.NewDataOf(driverId, bank); };
+  if (Result made = MakeAuditionData(window_.document(), patch, newData, context.ModuleFolder(bank), &data); !made.ok())
+    return made;
+  sent_ = std::move(data);
+  DeskRequest request;
+  request.showWindow = 0;
+  request.receiver = &receiver_;
+  request.observer = [this](const DeskEvent& event) { Sent(event); };
+  DeskStep step;
+  step.kind = DeskStep::Kind::kSend;
+  step.dataFile = sent_.get();
+  step.patches.assign(sent_->synth->numVoices, 0);
+  step.patches.back() = 1;
+  request.steps.push_back(std::move(step));
+  job_ = context.Transfer(std::move(request));
+  if (!job_->Ended()) return Result::Success();
+  const std::string sentence = job_->result().sentence;
+  DropSent();
+  return Result::Failure(sentence);
+}
+
+void BankAudition::Sent(const DeskEvent& event) {
+  if (event.job != job_ || event.kind != DeskEvent::Kind::kState || event.state != DeskState::kEnded) return;
+  job_.reset();
+  sent_.reset();
+  Result played = event.result.ok ? window_.context().player().Sound(this, *window_.dataFile())
+                                  : Result::Failure(event.result.sentence);
+  if (!played.ok()) EndSweep(ShownUtf8(played.text));
+}
+
+void BankAudition::DropSent() {
+  if (job_ && !job_->Ended()) window_.context().AbandonTransfers(sent_.get());
+  job_.reset();
+  sent_.reset();
+}
+
+void BankAudition::Over(QObject* owner, bool stopped) {
+  if (owner != this) return;
+  if (Sweeping() && stopped && !job_) return EndSweep(tr("Stopped"));
+  if (Sweeping()) return gap_.start(kGapMs);
+  emit window_.StateChanged();
+}
+
+void BankAudition::Stop() {
+  DropSent();
+  window_.context().player().Stop(this);
+  EndSweep(tr("Stopped"));
+}
+
+// ---- one after the other --------------------------------------------------------------------------------------------
+
+// The selected ones; of one alone, it and those behind it.
+void BankAudition::StartSweep() {
+  std::vector<int> patches = window_.SelectedPatches();
+  if (patches.size() == 1)
+    for (int patch = patches.front() + 1; patch < window_.document().PatchCount(); ++patch) patches.push_back(patch);
+  std::erase_if(patches, [this](int patch) { return !window_.document().IsPatchDefined(patch); });
+  if (patches.empty()) return window_.Say(tr("These patches hold nothing that could be heard."));
+  wait_.stop();
+  sweep_ = std::move(patches);
+  next_ = 0;
+  PlayNext();
+}
+
+void BankAudition::PlayNext() {
+  if (!Sweeping()) return;
+  if (next_ >= sweep_.size()) return EndSweep(tr("All %1 patches were played").arg(sweep_.size()));
+  const int patch = sweep_[next_++];
+  BankPatchView* view = window_.view();
+  const QModelIndex index = view->model()->index(patch, view->modelColumn());
+  view->selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+  view->scrollTo(index);
+  if (const Result played = Play(patch); !played.ok()) EndSweep(ShownUtf8(played.text));
+}
+
+void BankAudition::EndSweep(const QString& said) {
+  gap_.stop();
+  sweep_.clear();
+  if (!said.isEmpty()) window_.Say(said);
+  emit window_.StateChanged();
+}
+
+}  // namespace tonalith

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bank/bank_audition.h"
+#include "bank/ui/bank_part.h"
+#include "platform/jobs.h"
+#include "services/transfer_desk.h"
+
+namespace tonalith {
+
+// Lets the instrument play patches of the bank: the one that a user goes to, by mouse or keys, and one after the other.
+class BankAudition final : public QObject, public BankWindowPart {
+  Q_OBJECT
+
+ public:
+  explicit BankAudition(TZKBank& window);
+
+  bool Has(CommandId command) const override;
+  QString Refusal(CommandId command) const override;
+  void Run(CommandId command) override;
+  bool IsChecked(CommandId command) const override;
+  std::vector<CommandId> EntriesOf(BankMenu menu) const override;
+  void SelectionChanged() override;
+  void DocumentChanged() override;
+  void SettingsChanged() override;
+
+  bool Sweeping() const { return !sweep_.empty(); }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  // Listens to the views, which are not there yet when the part is made.
+  void Attach();
+  AuditionChoice Choice() const;
+  void PlaySelected();
+  // A failure: nothing is played; the sentence is for the log.
+  Result Play(int patch);
+  Result Send(int patch);
+  void Sent(const DeskEvent& event);
+  void DropSent();
+  void Over(QObject* owner, bool stopped);
+  void Stop();
+
+  void StartSweep();
+  void PlayNext();
+  void EndSweep(const QString& said);
+
+  TZKBank& window_;
+  QTimer wait_;         // from the last key or click to the audition
+  QTimer gap_;          // between two patches of a sweep
+  bool input_ = false;  // a key or the mouse is being dealt with
+  std::vector<int> sweep_;
+  std::size_t next_ = 0;
+  TransferDesk::Job job_;  // sends a patch to be heard
+  DataFilePtr sent_;       // this; when it goes, so does the job
+  Receiver receiver_;
+};
+
+}  // namespace tonalith

@@ -1,0 +1,321 @@
+// Sets as files: what was written comes back byte for byte, damaged files load what is whole, links survive.
+
+#include "store/sets/set_document.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "platform/atomic_file.h"
+#include "tests/platform/files_fixture.h"
+
+namespace tonalith {
+
+namespace {
+
+constexpr int kTypes = 4;
+
+DataFilePtr RecordOf(int type) {
+  DataFilePtr driver(AllocDataFile());
+  AllocChunk(&driver->synth, &driver->synthSize, kSynthSize);
+  Synth& s = *driver->synth;
+  std::snprintf(s.shortName, sizeof s.shortName, "Maker One");
+  std::snprintf(s.typeName, sizeof s.typeName, "Type \xE4%d", type);
+  s.driverId = static_cast<std::uint16_t>(100 + type);
+  s.isBank = type % 2 ? 1 : 0;
+  s.patchByPatch = type == 3;
+  s.numVoices = s.isBank ? 4 : 1;
+  s.voiceSize = s.voiceBytes = 10;
+  s.headerSize = 2;
+  s.fileSize = s.headerSize + s.numVoices * s.voiceSize;
+  s.namesSeparate = s.isBank;
+  DataFilePtr data(AllocDataNew(driver.get()));
+  AddDataFileComponents(data.get(), 0);
+  for (std::uint32_t i = 0; i < s.fileSize; ++i) data->body[i] = static_cast<std::uint8_t>(type * 16 + i);
+  return data;
+}
+
+void Fill(ZKGrpDoc* set) {
+  std::vector<DataFilePtr> data;
+  for (int type = 0; type < kTypes; ++type) data.push_back(RecordOf(type));
+  MarkUndefined(data[0].get());
+  set->AddDataFiles(std::move(data));
+}
+
+std::string Bytes(const std::string& path) {
+  std::string bytes;
+  ReadWholeFile(path, bytes);
+  return bytes;
+}
+
+std::string States(const ZKGrpDoc& set) {
+  std::string text;
+  for (int i = 0; i < set.GetDataFileCount(); ++i) text += EntryStateText(set.StateOf(i)) + " ";
+  return text;
+}
+
+// Its bytes, without a disk.
+class OpenSet : public ZKGrpDoc {
+ public:
+  std::vector<std::uint8_t> Written() {
+    std::vector<std::uint8_t> bytes;
+    EXPECT_TRUE(WriteBytes({}, &bytes).ok());
+    return bytes;
+  }
+};
+
+class SetFiles : public FilesTest {
+ protected:
+  std::string WriteData(const std::string& name, int type, std::uint8_t first) {
+    DataFilePtr data = RecordOf(type);
+    data->body[0] = first;
+    std::vector<std::uint8_t> bytes;
+    DiskWriteForm(&bytes, *data);
+    WriteFileAtomically(Path(name), std::span<const std::uint8_t>(bytes));
+    return Path(name);
+  }
+};
+
+}  // namespace
+
+TEST(EntryStates, AreReadFromTheRecord) {
+  const struct {
+    int type;
+    int hasNoSysEx, map;  // map: -1 leaves it
+    bool withBody;
+    const char* text;
+  } cases[] = {
+      {0, 0, -1, true, "defined"},     {0, 1, -1, true, "undefined"},   {0, 0, -1, false, "empty"},
+      {1, 0, 0, true, "defined"},      {1, 0, 0xFF, true, "empty"},     {1, 1, 0, true, "undefined"},
+      {1, 0, 0x0F, true, "empty"},     {3, 0, 0xFF, true, "undefined"}, {3, 1, 0x0E, true, "defined"},
+      {3, 0, 0x0F, true, "undefined"},
+  };
+  for (const auto& c : cases) {
+    DataFilePtr data = RecordOf(c.type);
+    data->xtra->hasNoSysEx = static_cast<std::uint8_t>(c.hasNoSysEx);
+    if (c.map >= 0) std::fill_n(data->emptyMap, data->emptyMapSize, static_cast<std::uint8_t>(c.map));
+    if (!c.withBody) FreeChunk(data->body, data->bodySize);
+    EXPECT_EQ(EntryStateText(StateOfEntry(*data)), c.text) << c.type << " " << c.hasNoSysEx << " " << c.map;
+    data->xtra->isInactive = data->isReference = 1;
+    EXPECT_EQ(EntryStateText(StateOfEntry(*data)), std::string(c.text) + ",inactive,linked");
+    MarkUndefined(data.get());
+    EXPECT_EQ(StateOfEntry(*data).content, EntryContent::kUndefined);
+  }
+}
+
+TEST_F(SetFiles, WhatWasWrittenComesBackByteForByte) {
+  ZKGrpDoc set;
+  EXPECT_EQ(set.GetSetName(), "Empty Set");
+  ASSERT_TRUE(set.Save(Path("empty.pvs")).ok());
+  Fill(&set);
+  ASSERT_TRUE(set.SetActive(1, false).ok());
+  ASSERT_TRUE(set.Save(Path("a.pvs")).ok());
+  EXPECT_FALSE(set.IsModified());
+  for (const char* name : {"a.pvs", "empty.pvs"}) {
+    ZKGrpDoc again;
+    ASSERT_TRUE(again.Load(Path(name)).ok()) << name;
+    EXPECT_EQ(again.LoadNotice(), "");
+    ASSERT_TRUE(again.SaveCopy(Path("b.pvs")).ok());
+    EXPECT_EQ(Bytes(Path("b.pvs")), Bytes(Path(name)));
+    EXPECT_EQ(again.GetDataFileCount(), name[0] == 'a' ? kTypes : 0);
+  }
+  ZKGrpDoc again;
+  ASSERT_TRUE(again.Load(Path("a.pvs")).ok());
+  EXPECT_EQ(States(again), "undefined defined,inactive defined defined ");
+  EXPECT_EQ(again.TypeName(2), "Type ä2");
+  EXPECT_EQ(again.SysExBytes(3), 42u);
+  EXPECT_EQ(again.SysExBytes(0), 0u);
+  EXPECT_EQ(again.GetIndexForID(103), 3);
+  EXPECT_EQ(again.GetIndexForID(99), -1);
+}
+
+TEST_F(SetFiles, PartsThatDoNotReadStayInTheFile) {
+  ZKGrpDoc set;
+  Fill(&set);
+  ASSERT_TRUE(set.Save(Path("a.pvs")).ok());
+  std::string bytes = Bytes(Path("a.pvs"));
+  // A part of a kind nobody knows in front, and the second component with another form type.
+  const std::size_t first = bytes.find("FORM");
+  const std::size_t second = bytes.find("FORM", first + 4);
+  bytes.replace(second + 8, 4, "BLOB");
+  bytes.insert(first, std::string("XYZW\0\0\0\2ab", 10));
+  bytes[6] = static_cast<char>((bytes.size() - 8) >> 8);
+  bytes[7] = static_cast<char>(bytes.size() - 8);
+  bytes[5] = static_cast<char>((bytes.size() - 8) >> 16);
+  WriteFileAtomically(Path("b.pvs"), std::string_view(bytes));
+  ZKGrpDoc again;
+  ASSERT_TRUE(again.Load(Path("b.pvs")).ok());
+  EXPECT_EQ(again.GetDataFileCount(), kTypes - 1);
+  EXPECT_NE(again.LoadNotice().find("could not be read: 1.  A save keeps 1"), std::string::npos) << again.LoadNotice();
+  ASSERT_TRUE(again.SetActive(2, false).ok());
+  ASSERT_TRUE(again.Undo().ok());
+  ASSERT_TRUE(again.Save(Path("c.pvs")).ok());
+  EXPECT_EQ(Bytes(Path("c.pvs")), bytes);
+}
+
+// Cut anywhere and changed anywhere: refused, or what is whole is there and can be saved and read again.
+TEST_F(SetFiles, DamagedFilesLoadWhatIsWhole) {
+  ZKGrpDoc set;
+  Fill(&set);
+  ASSERT_TRUE(set.Save(Path("a.pvs")).ok());
+  const std::string whole = Bytes(Path("a.pvs"));
+  std::mt19937 random(5);
+  int loaded = 0;
+  for (int round = 0; round < 600; ++round) {
+    std::string bytes = whole;
+    if (round % 2) bytes.resize(random() % whole.size());
+    for (unsigned i = random() % 4; round % 3 != 0 && i > 0 && !bytes.empty(); --i)
+      bytes[random() % bytes.size()] = static_cast<char>(random());
+    OpenSet damaged;
+    const FileBytes content(bytes.begin(), bytes.end());
+    const Result read = damaged.Load(Path("none.pvs"), content, {});
+    if (!read.ok()) {
+      EXPECT_NE(read.text, "");
+      EXPECT_EQ(damaged.GetDataFileCount(), 0);
+      continue;
+    }
+    ++loaded;
+    for (int i = 0; i < damaged.GetDataFileCount(); ++i) {
+      damaged.SetActive(i, false);
+      DataFilePtr taken;
+      damaged.TakeData(i, &taken);
+    }
+    while (damaged.Undo().ok()) {
+    }
+    const std::vector<std::uint8_t> first = damaged.Written();
+    OpenSet again;
+    ASSERT_TRUE(again.Load(Path("none.pvs"), FileBytes(first.begin(), first.end()), {}).ok());
+    EXPECT_EQ(again.Written(), first) << round;
+  }
+  EXPECT_GT(loaded, 100);
+  // The first components of a file that ends early.
+  ZKGrpDoc cut;
+  const FileBytes most(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
+  ASSERT_TRUE(cut.Load(Path("cut.pvs"), most, {}).ok());
+  EXPECT_GE(cut.GetDataFileCount(), 1);
+  EXPECT_NE(cut.LoadNotice(), "");
+}
+
+TEST_F(SetFiles, OtherFilesAreRefused) {
+  ZKGrpDoc set;
+  Fill(&set);
+  WriteData("x.dat", 1, 1);
+  ListFile collection;
+  collection.type = kListCollection;
+  collection.members.push_back({nullptr, std::make_unique<ListFile>()});
+  ListFile library;
+  library.type = kListLibrary;
+  library.header = RecordOf(0);
+  for (const auto& [name, list] : {std::pair{"c.pvc", &collection}, std::pair{"l.pvl", &library}}) {
+    std::vector<std::uint8_t> bytes;
+    ASSERT_TRUE(WriteList(&bytes, *list));
+    WriteFileAtomically(Path(name), std::span<const std::uint8_t>(bytes));
+  }
+  WriteFileAtomically(Path("nothing"), std::string_view());
+  for (const char* name : {"x.dat", "c.pvc", "l.pvl", "nothing", "missing"}) {
+    const Result read = set.Load(Path(name));
+    EXPECT_FALSE(read.ok()) << name;
+    EXPECT_NE(read.text.find(name), std::string::npos) << read.text;
+    EXPECT_EQ(set.GetDataFileCount(), kTypes);
+  }
+}
+
+TEST_F(SetFiles, ChangesAreUndoneAndRedone) {
+  ZKGrpDoc set;
+  Fill(&set);
+  ASSERT_TRUE(set.Save(Path("a.pvs")).ok());
+  DataFile* const own = set.GetDataFile(0);
+  DataFilePtr put = RecordOf(0);
+  put->body[3] = 0x55;
+  std::snprintf(put->comment, put->commentSize, "new");
+  SetFileName(put.get(), "elsewhere.dat");
+  EXPECT_FALSE(set.PutData(1, RecordOf(0)).ok());
+  DataFilePtr nothing = RecordOf(0);
+  MarkUndefined(nothing.get());
+  EXPECT_FALSE(set.PutData(0, std::move(nothing)).ok());
+  EXPECT_FALSE(set.IsModified());
+  ASSERT_TRUE(set.PutData(0, std::move(put)).ok());
+  EXPECT_EQ(set.GetDataFile(0), own);
+  EXPECT_EQ(States(set), "defined defined defined defined ");
+  ASSERT_TRUE(set.Undo().ok());
+  EXPECT_FALSE(set.IsModified());
+  ASSERT_TRUE(set.SaveCopy(Path("b.pvs")).ok());
+  EXPECT_EQ(Bytes(Path("b.pvs")), Bytes(Path("a.pvs")));
+  ASSERT_TRUE(set.Redo().ok());
+  EXPECT_EQ(own->body[3], 0x55);
+  ASSERT_TRUE(set.Save().ok());
+  ASSERT_TRUE(set.Undo().ok());
+  EXPECT_TRUE(set.IsModified());
+
+  // What a transfer brings is one entry; nothing may change meanwhile.
+  set.BeginReceive({0, 2});
+  EXPECT_TRUE(set.StateOf(2).busy);
+  EXPECT_FALSE(set.PutData(1, RecordOf(1)).ok());
+  EXPECT_FALSE(set.Save().ok());
+  EXPECT_FALSE(set.Undo().ok());
+  set.GetDataFile(0)->xtra->hasNoSysEx = 0;
+  set.GetDataFile(2)->body[1] ^= 1;
+  EXPECT_TRUE(set.EndReceive());
+  EXPECT_EQ(set.UndoText(), "Get Set");
+  ASSERT_TRUE(set.Undo().ok());
+  EXPECT_EQ(States(set), "undefined defined defined defined ");
+  set.BeginReceive({1});
+  EXPECT_FALSE(set.EndReceive());
+}
+
+TEST_F(SetFiles, LinksSurviveMovedFoldersAndMissingFiles) {
+  std::filesystem::create_directories(Path("old/sets/banks"));
+  const std::string file = WriteData("old/sets/banks/one \xC3\xA4.dat", 1, 0x77);
+  ZKGrpDoc set;
+  Fill(&set);
+  EXPECT_FALSE(set.SetLink(2, file).ok()) << "another type";
+  EXPECT_FALSE(set.SetLink(1, Path("missing.dat")).ok());
+  EXPECT_FALSE(set.SetLink(1, Path(std::string(250, 'd') + "/" + std::string(10, 'x'))).ok());
+  EXPECT_EQ(States(set), "undefined defined defined defined ");
+  const std::uint8_t before = set.GetDataFile(1)->body[0];
+  ASSERT_TRUE(set.SetLink(1, file).ok());
+  EXPECT_EQ(set.GetDataFile(1)->body[0], 0x77);
+  EXPECT_FALSE(set.PutData(1, RecordOf(1)).ok());
+  ASSERT_TRUE(set.Undo().ok());
+  EXPECT_EQ(set.GetDataFile(1)->body[0], before);
+  ASSERT_TRUE(set.Redo().ok());
+  EXPECT_EQ(States(set), "undefined defined,linked defined defined ");
+  const std::string path = Path("old/sets/my.pvs");
+  ASSERT_TRUE(set.Save(path).ok());
+  const std::string saved = Bytes(path);
+
+  // Found below the Set's folder, wherever that is now; and not found.
+  std::filesystem::rename(Path("old"), Path("new"));
+  const std::string moved = Path("new/sets/my.pvs"), alone = Path("alone.pvs");
+  std::filesystem::copy_file(moved, alone);
+  for (const std::string& place : {moved, alone}) {
+    const bool found = place == moved;
+    ZKGrpDoc again;
+    ASSERT_TRUE(again.Load(place).ok());
+    EXPECT_EQ(States(again),
+              found ? "undefined defined,linked defined defined " : "undefined undefined,linked defined defined ");
+    EXPECT_EQ(again.LoadNotice().empty(), found) << again.LoadNotice();
+    EXPECT_EQ(again.SysExBytes(1), found ? 42u : 0u);
+    EXPECT_EQ(again.LinkPath(1), found ? Path("new/sets/banks/one \xC3\xA4.dat") : file);
+    DataFilePtr taken;
+    EXPECT_EQ(again.TakeData(1, &taken).ok(), found);
+    ASSERT_TRUE(again.SaveCopy(Path("copy.pvs")).ok());
+    EXPECT_EQ(Bytes(Path("copy.pvs")), saved);
+    std::vector<int> left;
+    ASSERT_TRUE(again.ResolveLinks(&left).ok());
+    EXPECT_EQ(left.empty(), found);
+    EXPECT_EQ(again.IsResolvable(), !found);
+    EXPECT_EQ(again.GetDataFile(1)->isReference, found ? 0 : 1);
+    ASSERT_TRUE(again.Save().ok());
+    ZKGrpDoc resolved;
+    ASSERT_TRUE(resolved.Load(place).ok());
+    EXPECT_EQ(resolved.StateOf(1).content, found ? EntryContent::kDefined : EntryContent::kUndefined);
+    if (found) {
+      EXPECT_EQ(resolved.GetDataFile(1)->body[0], 0x77);
+    }
+  }
+}
+
+}  // namespace tonalith
