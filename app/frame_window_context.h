@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <span>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>

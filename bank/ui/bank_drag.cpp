@@ -12,6 +12,7 @@
 #include "bank/bank_naming.h"
 #include "bank/ui/bank_window.h"
 #include "platform/file_bytes.h"
+#include "platform/path_resolver.h"
 #include "services/settings.h"
 #include "store/bank_slots.h"
 #include "ui/move_mime.h"
@@ -109,7 +110,10 @@ bool BankDrag::DropData(const std::vector<std::string>& paths, int patch) {
   for (const std::string& path : paths) {
     FileBytes bytes;
     Result read = ReadWholeFile(path, bytes);
+    const std::size_t before = data.size();
     if (read.ok()) read = window_.context().DataIn(bytes, &data);
+    if (read.ok() && data.size() == before)
+      read = Result::Failure("No instrument of the studio knows what " + FileNameOf(path) + " holds.");
     if (!read.ok()) {
       window_.Say(ShownUtf8(read.text));
       return false;
@@ -193,6 +197,8 @@ DropCue BankDrag::LookAtOthers(const QMimeData* data, int patch) const {
 DropCue BankDrag::Look(const QDropEvent& event, int patch, bool behind) const {
   if (!NameListIn(event.mimeData()).empty())
     return window_.EditRefusal().isEmpty() ? DropCue{DropKind::Copy, -1, 0} : DropCue{};
+  // A single patch is meant wherever its window is hit.
+  if (patch < 0 && window_.document().synth().isBank == 0 && !window_.document().IsEmpty()) patch = 0;
   if (patch < 0 || !window_.EditRefusal().isEmpty()) return {};
   const BankDrag* source = Source(event.mimeData());
   if (!source || !Fits(*source)) return LookAtOthers(event.mimeData(), patch);

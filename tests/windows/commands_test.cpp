@@ -198,11 +198,12 @@ TEST_F(CommandWalk, EveryEntryDoesSomethingOrSaysWhyNot) {
   Start();
   Watch();
   const std::set<CommandId> absent = {
-      CommandId::FileNewSet,          CommandId::FileNewLibrary,     CommandId::FileNewCollection,
-      CommandId::FileNewSysExMessage, CommandId::OptionsEditorSkins, CommandId::ViewSetList,
-      CommandId::ViewFileList,        CommandId::UtilitiesCreator,   CommandId::UtilitiesFileConversion,
-      CommandId::UtilitiesController, CommandId::UtilitiesSequencer, CommandId::UtilitiesRemote,
-      CommandId::UtilitiesOscEditor,
+      CommandId::FileNewSet,          CommandId::FileNewLibrary,
+      CommandId::FileNewCollection,   CommandId::OptionsEditorSkins,
+      CommandId::ViewSetList,         CommandId::ViewFileList,
+      CommandId::UtilitiesCreator,    CommandId::UtilitiesFileConversion,
+      CommandId::UtilitiesController, CommandId::UtilitiesSequencer,
+      CommandId::UtilitiesRemote,     CommandId::UtilitiesOscEditor,
   };
   for (const CommandRow& row : CommandTable()) {
     if (row.id == CommandId::None || row.id == CommandId::FileExit || row.owner == CommandOwner::Menu) continue;

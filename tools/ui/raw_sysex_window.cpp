@@ -337,23 +337,23 @@ std::string RawSysExWindow::MoveOutRefusal() const {
 }
 
 MoveOffer RawSysExWindow::OfferOut() const {
-  std::vector<DataFilePtr> data;
+  std::vector<DataFilePtr> found;
   MoveOffer offer;
   offer.source = {document().Window(), document().Number(), -1};
-  if (context().DataIn(PiecesOf(SelectedRows()), &data).ok())
-    for (const DataFilePtr& one : data) offer.types.push_back(MovedTypeOf(*one));
+  if (context().DataIn(PiecesOf(SelectedRows()), &found).ok())
+    for (const DataFilePtr& one : found) offer.types.push_back(MovedTypeOf(*one));
   return offer;
 }
 
 Result RawSysExWindow::MoveOut(Move* move) {
   if (std::string reason = MoveOutRefusal(); !reason.empty()) return Result::Failure(std::move(reason));
-  std::vector<DataFilePtr> data;
-  if (Result read = context().DataIn(PiecesOf(SelectedRows()), &data); !read.ok()) return read;
+  std::vector<DataFilePtr> found;
+  if (Result read = context().DataIn(PiecesOf(SelectedRows()), &found); !read.ok()) return read;
   move->source = {document().Window(), document().Number(), -1};
-  if (data.size() == 1)
-    move->payload = std::move(data.front());
+  if (found.size() == 1)
+    move->payload = std::move(found.front());
   else
-    move->payload = std::move(data);
+    move->payload = std::move(found);
   return Result::Success();
 }
 
