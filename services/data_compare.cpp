@@ -42,12 +42,13 @@ std::vector<ByteRun> ChangingBytes(const ReceivedCheck& check) {
   return changing ? changing->InPatch() : std::vector<ByteRun>();
 }
 
-bool SamePatch(const SlotBytes& slots, const std::vector<std::uint8_t>& sent, std::vector<std::uint8_t> held,
+// Those bytes are written in both: what a packing keeps beside a byte follows its value.
+bool SamePatch(const SlotBytes& slots, std::vector<std::uint8_t> sent, std::vector<std::uint8_t> held,
                const std::vector<ByteRun>& changing) {
   for (const ByteRun& run : changing)
     for (std::size_t at = run.begin; at < run.begin + run.count; ++at) {
-      const auto index = static_cast<std::uint32_t>(at);
-      slots.SetLogical(&held, index, slots.Logical(sent, index));
+      slots.SetLogical(&sent, static_cast<std::uint32_t>(at), 0);
+      slots.SetLogical(&held, static_cast<std::uint32_t>(at), 0);
     }
   return sent == held;
 }

@@ -24,6 +24,7 @@
 #include "studio/ui/install_dialogs.h"
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_window.h"
+#include "tools/ui/sysex_dialog.h"
 #include "ui/patch_selector.h"
 #include "ui/qt_prompts.h"
 #include "ui/transfer_windows.h"
@@ -140,8 +141,9 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ZKBankUndo undo(bank, nullptr);
     ZKTrans targets({{frame().ActiveChild(), QStringLiteral("Yamaha DX7"), {}},
                      {nullptr, QStringLiteral("Kawai K4"), QStringLiteral("This is another instrument.")}});
+    ZKSysXMessageDlg typed(program_->program()->prompts(), root_);
     for (QDialog* dialog :
-         std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &targets}) {
+         std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &targets, &typed}) {
       dialog->show();
       Settle();
       Look(dialog);

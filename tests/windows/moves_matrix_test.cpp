@@ -1,5 +1,7 @@
 // What can be given by every kind of window and by files, to every kind of window that is there: it is taken and can be
 // taken back, or refused with a sentence, and nothing is lost.
+#include <QStatusBar>
+#include <QTableView>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -113,7 +115,8 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
        "No instrument", "No instrument"},
       {"a file of a patch", dropped(File("voice.syx", one)), kTaken, kCompany, kTaken, nullptr},
       {"a file of a bank", dropped(File("bank.syx", all)), kTaken, kCompany, kNoData, nullptr},
-      {"an unknown file", dropped(File("unknown.syx", unknown)), "No instrument", "No instrument", "No instrument", nullptr},
+      {"an unknown file", dropped(File("unknown.syx", unknown)), "No instrument", "No instrument", "No instrument",
+       nullptr},
       {"a cut file", dropped(File("cut.syx", {one.begin(), one.begin() + 100})), "o", "o", "o", nullptr},
       {"an empty file", dropped(File("empty.syx", {})), "empty", "empty", "empty", nullptr},
   };
