@@ -24,11 +24,16 @@ std::vector<DataFile*> PiecesOf(Move& move) {
   return pieces;
 }
 
+// A patch that was taken out of a bank has the bank's key.
+bool SameType(const MovedType& one, const MovedType& other) {
+  return one.typeKey == other.typeKey || (!one.isBank && one.driverId != kNoDriver && one.driverId == other.driverId);
+}
+
 bool SameLayout(const DataFile& one, const DataFile& other) {
   const Synth &a = *one.synth, &b = *other.synth;
   return a.manufacturerId == b.manufacturerId && +a.numVoices == +b.numVoices && +a.fileSize == +b.fileSize &&
-         +a.voiceSize == +b.voiceSize && FieldText(a.typeKey) == FieldText(b.typeKey) &&
-         one.bodySize == other.bodySize &&
+         +a.voiceSize == +b.voiceSize && FieldText(a.typeKey) == FieldText(b.typeKey) && one.bodySize >= a.fileSize &&
+         other.bodySize >= b.fileSize &&
          BankSlots(const_cast<DataFile&>(one)).SameForm(BankSlots(const_cast<DataFile&>(other)));
 }
 
@@ -39,7 +44,7 @@ Result WriteWhole(ZKBankDoc& document, DataFile& bank) {
     for (int slot = 0; slot < document.PatchCount(); ++slot) pairs.push_back({slot, slot});
     if (!slots.Copy(BankSlots(bank), pairs))
       return Result::Failure("There is not enough memory; the data stays as it is.");
-    std::copy_n(bank.body, bank.bodySize, document.dataFile()->body);
+    std::copy_n(bank.body, +bank.synth->fileSize, document.dataFile()->body);
     return Result::Success();
   });
 }
@@ -117,7 +122,7 @@ std::string BankMoveRefusal(const ZKBankDoc& document, const MoveOffer& offer) {
   // A patch is replaced by one of its own type.
   if (offer.types.size() != 1) return "This window takes one patch at a time.";
   const MovedType& type = offer.types.front();
-  if (type.isBank || type.voiceBytes != own.voiceBytes || type.fileSize != own.fileSize || type.typeKey != own.typeKey)
+  if (type.isBank || type.voiceBytes != own.voiceBytes || type.fileSize != own.fileSize || !SameType(type, own))
     return "This is no data for the " + document.Title() + ".";
   return {};
 }

@@ -12,7 +12,6 @@
 #include "bank/bank_naming.h"
 #include "bank/ui/bank_window.h"
 #include "platform/file_bytes.h"
-#include "platform/path_resolver.h"
 #include "services/settings.h"
 #include "store/bank_slots.h"
 #include "ui/move_mime.h"
@@ -110,10 +109,7 @@ bool BankDrag::DropData(const std::vector<std::string>& paths, int patch) {
   for (const std::string& path : paths) {
     FileBytes bytes;
     Result read = ReadWholeFile(path, bytes);
-    const std::size_t before = data.size();
     if (read.ok()) read = window_.context().DataIn(bytes, &data);
-    if (read.ok() && data.size() == before)
-      read = Result::Failure("No instrument of the studio knows what " + FileNameOf(path) + " holds.");
     if (!read.ok()) {
       window_.Say(ShownUtf8(read.text));
       return false;

@@ -110,7 +110,7 @@ TEST_F(GivenAway, PatchesGoToAnotherWindow) {
   EXPECT_EQ(to->document().UndoText(), "Write Patch");
   EXPECT_EQ(frame().ActiveChild(), to);
   ASSERT_TRUE(move(from, voice));
-  EXPECT_EQ(voice->document().GetPatchName(0), name) << "a patch takes the place of the patch";
+  EXPECT_EQ(voice->document().GetPatchName(0), name) << "a patch takes the place of the patch" << Log();
   voice->document().Undo();
   to->Select({20});
   const std::string own = voice->document().GetPatchName(0);

@@ -62,15 +62,17 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
   Start();
   TZKBank* from = Open("Yamaha DX7", "Voice Bank", true);
   TZKBank* voice = Open("Yamaha DX7", "Voice", true);
-  TZKBank* function = Open("Yamaha DX7", "Function", true);
+  TZKBank* multi = Open("Kawai K4", "Multi", true);
   TZKBank* unfilled = Open("Yamaha DX7", "Voice Bank", false);
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
   TZKBank* patch = Open("Yamaha DX7", "Voice", true);
   TZKBank* other = Open("Kawai K4", "Single Bank", true);
-  ASSERT_TRUE(from && voice && function && unfilled && bank && patch && other);
+  ASSERT_TRUE(from && voice && multi && unfilled && bank && patch && other);
+  for (TZKBank* window : {from, voice, multi, bank, patch, other}) ASSERT_TRUE(Idle(window, 20000));
   // No two patches are the same in the two banks, and the two voices differ.
   bank->document().Rename(9, "NINE");
   patch->document().Rename(0, "PATCH");
+  voice->document().Rename(0, "VOICE");
   const Bytes unknown = {0xF0, 0x7D, 1, 2, 3, 0xF7};
   const Bytes one = ImageOf(*voice), all = ImageOf(*from);
   RawSysExWindow* known = Raw(one);
@@ -87,6 +89,7 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
     return [this, path](DocumentWindow& to) {
       auto* window = dynamic_cast<TZKBank*>(&to);
       if (!window || window->document().IsEmpty()) return MoveResult::AskDone();
+      frame().windows().Activate(window);
       frame().statusBar()->clearMessage();
       const std::size_t before = window->document().history().Position();
       DropFiles(window->view()->viewport(), {path});
@@ -98,6 +101,8 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
   constexpr const char* kCompany = "not from the same Company";
   constexpr const char* kNoData = "This is no data for the";
   constexpr const char* kSingle = "one patch at a time";
+  constexpr const char* kNobodys = "No data of an installed instrument";
+  constexpr const char* kUnfinished = "unfinished SysEx";
   constexpr const char* kNoTarget = "does not take data";
   const struct {
     const char* what;
@@ -109,18 +114,18 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
       {"a bank", of(from, {}), kTaken, kCompany, kNoData, kNoTarget},
       {"a place that holds nothing", of(unfilled, {3}), "nothing", "nothing", "nothing", "nothing"},
       {"a single patch", of(voice, {}), kTaken, kCompany, kTaken, kNoTarget},
-      {"data of another type", of(function, {}), "no conversion", kCompany, kNoData, kNoTarget},
+      {"data of another type", of(multi, {}), kCompany, "no conversion", kCompany, kNoTarget},
       {"a raw message", [&](DocumentWindow& to) { return Give(*known, to); }, kTaken, kCompany, kTaken, kNoTarget},
       {"an unknown message", [&](DocumentWindow& to) { return Give(*strange, to); }, "No instrument", "No instrument",
        "No instrument", "No instrument"},
       {"a file of a patch", dropped(File("voice.syx", one)), kTaken, kCompany, kTaken, nullptr},
       {"a file of a bank", dropped(File("bank.syx", all)), kTaken, kCompany, kNoData, nullptr},
-      {"an unknown file", dropped(File("unknown.syx", unknown)), "No instrument", "No instrument", "No instrument",
+      {"an unknown file", dropped(File("unknown.syx", unknown)), kNobodys, kNobodys, kNobodys, nullptr},
+      {"a cut file", dropped(File("cut.syx", {one.begin(), one.begin() + 100})), kUnfinished, kUnfinished, kUnfinished,
        nullptr},
-      {"a cut file", dropped(File("cut.syx", {one.begin(), one.begin() + 100})), "o", "o", "o", nullptr},
-      {"an empty file", dropped(File("empty.syx", {})), "empty", "empty", "empty", nullptr},
+      {"an empty file", dropped(File("empty.syx", {})), "no SysEx", "no SysEx", "no SysEx", nullptr},
   };
-  std::vector<DocumentWindow*> windows = {from, voice, function, unfilled, bank, patch, other, known, strange};
+  std::vector<DocumentWindow*> windows = {from, voice, multi, unfilled, bank, patch, other, known, strange};
   const auto look = [&] {
     std::vector<Bytes> bytes;
     for (DocumentWindow* window : windows) bytes.push_back(BytesOf(*window));
@@ -132,7 +137,7 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
     for (const auto& [target, expected] : targets) {
       if (!expected) continue;
       SCOPED_TRACE(std::string(row.what) + " to " + target->document().Title());
-      bank->Select({9});
+      bank->Select({9, 10});
       const std::vector<Bytes> before = look();
       const MoveResult result = row.give(*target);
       const std::vector<Bytes> after = look();
