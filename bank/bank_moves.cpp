@@ -32,7 +32,7 @@ bool SameType(const MovedType& one, const MovedType& other) {
 bool SameLayout(const DataFile& one, const DataFile& other) {
   const Synth &a = *one.synth, &b = *other.synth;
   return a.manufacturerId == b.manufacturerId && +a.numVoices == +b.numVoices && +a.fileSize == +b.fileSize &&
-         +a.voiceSize == +b.voiceSize && FieldText(a.typeKey) == FieldText(b.typeKey) && one.bodySize >= a.fileSize &&
+         +a.voiceSize == +b.voiceSize && SameType(MovedTypeOf(one), MovedTypeOf(other)) && one.bodySize >= a.fileSize &&
          other.bodySize >= b.fileSize &&
          BankSlots(const_cast<DataFile&>(one)).SameForm(BankSlots(const_cast<DataFile&>(other)));
 }
