@@ -42,6 +42,8 @@ FrameParts::FrameParts(const FrameContext& context)
       desktops(frame, files),
       monitors(frame),
       views(frame, windowContext, files),
+      moves(frame, windowContext),
+      message(frame, documents),
       firstSteps(frame, studio),
       options(frame, midi),
       help(frame),

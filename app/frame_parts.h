@@ -12,6 +12,7 @@
 #include "app/manual_dump_receiver.h"
 #include "app/midi_commands.h"
 #include "app/monitor_commands.h"
+#include "app/move_commands.h"
 #include "app/option_commands.h"
 #include "app/quit_sequence.h"
 #include "app/received_so_far.h"
@@ -20,6 +21,7 @@
 #include "app/service_hosts.h"
 #include "app/set_commands.h"
 #include "app/studio_commands.h"
+#include "app/sysex_message.h"
 #include "app/view_commands.h"
 #include "app/window_transfers.h"
 #include "document/document_registry.h"
@@ -48,6 +50,8 @@ struct FrameParts {
   DesktopFiles desktops;
   MonitorCommands monitors;
   ViewCommands views;
+  MoveCommands moves;
+  SysExMessage message;
   FirstSteps firstSteps;
   OptionCommands options;
   HelpCommands help;

@@ -5,6 +5,7 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "studio/data_export.h"
+#include "studio/gather_patches.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
 #include "studio/type_check.h"
@@ -72,6 +73,18 @@ DataFilePtr FrameWindowContext::NewDataOf(int driverId, const DataFile& like) {
   DataFilePtr data = frame_.studio.GetNewDataFile(driverId);
   if (data && data->xtra && like.xtra) data->xtra->instrumentIndex = like.xtra->instrumentIndex;
   return data;
+}
+
+Result FrameWindowContext::DataIn(std::span<const std::uint8_t> bytes, std::vector<DataFilePtr>* data) {
+  const Recognizer recognizer(frame_.studio);
+  FoundFile found;
+  if (Result result = recognizer.Find(bytes, &found); !result.ok()) return result;
+  for (const PieceGroup& group : GroupForWindows(found, found.pieces.size())) {
+    DataFilePtr made = MakeGroup(recognizer, found, group);
+    if (!made) return Result::Failure("There is not enough memory.");
+    data->push_back(std::move(made));
+  }
+  return Result::Success();
 }
 
 void FrameWindowContext::ShowData(DataFilePtr data, const std::string& originName) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,6 +36,7 @@ class FrameWindowContext final : public WindowContext {
   std::filesystem::path ModuleFolder(const DataFile& data) override;
   const DataFile* NewData(const DataFile& data) override;
   DataFilePtr NewDataOf(int driverId, const DataFile& like) override;
+  Result DataIn(std::span<const std::uint8_t> bytes, std::vector<DataFilePtr>* data) override;
   void ShowData(DataFilePtr data, const std::string& originName) override;
   // Who opens windows on data; to be said once.
   void SetShowData(std::function<void(DataFilePtr data, const std::string& originName)> show) {

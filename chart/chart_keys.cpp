@@ -86,6 +86,9 @@ constexpr ChartKey kKeys[] = {
      "a checksum inside the data, computed before those around it; places in the message. `times any`: as often as it "
      "fits; the byte AT says how often EACH bytes more are counted, or how often EACH bytes further on it stands",
      "inner sum = vector voice 16 574 588", true},
+    {"data", "volatile", "PLACES",
+     "bytes of the unpacked patch that the instrument changes by itself: what was sent is compared without them",
+     "volatile = 5, 12..14"},
     {"data", "new *", "BYTES * N", "bytes of a new patch at a place of the unpacked patch, N times", "new 7 = 00 00 01",
      true},
     {"data", "file", "MESSAGES | MESSAGES", "how it looks in files; default: `dump` or `each`",

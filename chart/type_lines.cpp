@@ -10,6 +10,7 @@
 #include "data/number_format.h"
 #include "platform/text.h"
 #include "studio/coded_words.h"
+#include "studio/volatile_places.h"
 
 namespace tonalith {
 
@@ -86,6 +87,7 @@ class DescriptorWriter {
     NewBytes();
     ChartLines verify;
     Sums(&verify);
+    Volatile(&verify);
     PutForms(chart_, type_, layout_, address_, verify, &lines_, &problems_);
     return std::move(lines_);
   }
@@ -392,6 +394,17 @@ class DescriptorWriter {
         verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
       i = end;
     }
+  }
+
+  void Volatile(ChartLines* lines) {
+    const ChartEntry* entry = type_.Find("volatile");
+    if (!entry) return;
+    std::vector<VolatilePlaces> places;
+    std::string problem = ParseVolatilePlaces(entry->value, &places);
+    for (const VolatilePlaces& run : places)
+      if (run.first + run.count > layout_.voiceBytes) problem = "the patch has no such byte";
+    if (!problem.empty()) problems_.Add(entry->valueAt, entry->value, problem, "volatile = 5, 12..14");
+    lines->Put("volatile", entry->value, entry->valueAt);
   }
 
   // Bytes of the message of a sum over data of any size when there is none of that.

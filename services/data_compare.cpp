@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "data/slot_bytes.h"
+#include "script/volatile_bytes.h"
 
 namespace tonalith {
 
@@ -35,6 +36,23 @@ bool SameOutside(const DataFile& sent, const DataFile& held, std::size_t begin, 
   return true;
 }
 
+// What of a patch an instrument changes by itself.
+std::vector<ByteRun> ChangingBytes(const ReceivedCheck& check) {
+  const auto* changing = dynamic_cast<const VolatileBytes*>(&check);
+  return changing ? changing->InPatch() : std::vector<ByteRun>();
+}
+
+// Those bytes are written in both: what a packing keeps beside a byte follows its value.
+bool SamePatch(const SlotBytes& slots, std::vector<std::uint8_t> sent, std::vector<std::uint8_t> held,
+               const std::vector<ByteRun>& changing) {
+  for (const ByteRun& run : changing)
+    for (std::size_t at = run.begin; at < run.begin + run.count; ++at) {
+      slots.SetLogical(&sent, static_cast<std::uint32_t>(at), 0);
+      slots.SetLogical(&held, static_cast<std::uint32_t>(at), 0);
+    }
+  return sent == held;
+}
+
 }  // namespace
 
 DataDifference CompareData(const DataFile& sent, const DataFile& came, std::span<const std::uint8_t> patches,
@@ -50,10 +68,12 @@ DataDifference CompareData(const DataFile& sent, const DataFile& came, std::span
     difference.elsewhere = !SameOutside(sent, held, 0, 0);
     return difference;
   }
+  const std::vector<ByteRun> changing = ChangingBytes(check);
   for (std::uint32_t i = 0; i < slots.Count(); ++i) {
     const bool counts = patches.empty() || (i < patches.size() && patches[i] != 0);
     if (!counts || MapBit(sent.emptyMap, sent.emptyMapSize, i)) continue;
-    if (slots.Take(sent, i) != others.Take(held, i)) difference.patches.push_back(static_cast<int>(i));
+    if (!SamePatch(slots, slots.Take(sent, i), others.Take(held, i), changing))
+      difference.patches.push_back(static_cast<int>(i));
   }
   if (!patches.empty()) return difference;
   const Synth& synth = *sent.synth;

@@ -78,6 +78,7 @@ class RuleParser {
     if (key == "area") return Area(value);
     if (key == "block") return Block(value);
     if (key == "verify") return Verify(value);
+    if (key == "volatile") return ParseVolatilePlaces(value, &rule_->changing);
     if (key == "complete") {
       rule_->complete = TrimmedView(value) == "1";
       return {};
@@ -123,6 +124,8 @@ class RuleParser {
     for (const VerifyRule& v : rule_->verify)
       if (v.times > kMaxVoices || v.offset + std::uint64_t{v.step} * (std::max(v.times, 1u) - 1) >= image)
         return "a checksum lies outside the image";
+    for (const VolatilePlaces& run : rule_->changing)
+      if (run.first + run.count > synth_.voiceBytes) return "a volatile byte lies outside the patch";
     return {};
   }
 

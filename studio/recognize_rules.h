@@ -11,6 +11,7 @@
 #include "data/data_records.h"
 #include "platform/result.h"
 #include "studio/verify_rule.h"
+#include "studio/volatile_places.h"
 
 namespace tonalith {
 
@@ -54,6 +55,8 @@ namespace tonalith {
 //   NumberAs=ID            a single patch is numbered as in the bank with this driver id, numbers beyond it as in the
 //                          banks that follow
 //   EmptyAnswer=F0 F7      what the instrument answers when a place of the bank holds nothing
+//   Volatile=5, 12..14
+//       bytes of every patch, unpacked, that the instrument changes by itself: they are not compared
 //   Verify0=TYPE START COUNT OFFSET | times N | step S | or BYTE
 //       a checksum inside the image, in the terms of CSum; one that is BYTE (hex) is right whatever it should be.
 //       Without any: the descriptor's own checksum
@@ -113,8 +116,9 @@ struct RecognizeRule {
   int patchFirst = 0, patchCount = 128;  // values that the byte may have
   int numberAs = -1;
   std::vector<VerifyRule> verify;
-  BytePattern emptyAnswer;  // of a bank, for a place that holds nothing; no bytes: none is known
-  bool byAnswer = false;    // no rule of the module: FormsOfAnswer
+  std::vector<VolatilePlaces> changing;  // bytes of a patch that the instrument changes by itself
+  BytePattern emptyAnswer;               // of a bank, for a place that holds nothing; no bytes: none is known
+  bool byAnswer = false;                 // no rule of the module: FormsOfAnswer
 
   bool byAddress() const { return addressBytes != 0; }
   // The byte slotByte of the message itself says where it goes.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "data/sysex_split.h"
+#include "script/volatile_bytes.h"
 #include "studio/answer_forms.h"
 #include "studio/recognize_rules.h"
 #include "studio/studio_document.h"
@@ -14,12 +15,17 @@ namespace tonalith {
 
 namespace {
 
-class TypeCheck final : public ReceivedCheck {
+class TypeCheck final : public ReceivedCheck, public VolatileBytes {
  public:
   TypeCheck(std::vector<RecognizeRule> forms, const Synth& synth)
-      : forms_(std::move(forms)), answers_(std::make_shared<const AnswerRules>(AnswerRulesOf(forms_, synth))) {}
+      : forms_(std::move(forms)), answers_(std::make_shared<const AnswerRules>(AnswerRulesOf(forms_, synth))) {
+    if (forms_.empty()) return;
+    for (const VolatilePlaces& places : forms_.front().changing) changing_.push_back({places.first, places.count});
+  }
 
   std::shared_ptr<const AnswerRules> Answers() const override { return answers_; }
+
+  const std::vector<ByteRun>& InPatch() const override { return changing_; }
 
   ChecksumVerdict Sums(const Synth& synth, std::span<const std::uint8_t> part, bool isPatch) const override {
     std::vector<VerifyRule> rules = forms_.empty() ? std::vector<VerifyRule>() : forms_.front().verify;
@@ -65,6 +71,7 @@ class TypeCheck final : public ReceivedCheck {
 
  private:
   std::vector<RecognizeRule> forms_;
+  std::vector<ByteRun> changing_;
   std::shared_ptr<const AnswerRules> answers_;
 };
 

@@ -51,6 +51,8 @@ class RawSysExDocument final : public Document {
   std::size_t unlistedBytes() const { return unlisted_; }  // behind the last message that is listed
   // Content that is no file's as a whole.
   void TakeBytes(FileBytes bytes);
+  // No file holds the content yet.
+  using Document::MarkChanged;
   // What is known about the bytes, when somebody has looked already; empty: nobody has.
   void SetNames(std::vector<SysExName> names) { names_ = std::move(names); }
   const std::optional<std::vector<SysExName>>& names() const { return names_; }

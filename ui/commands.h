@@ -38,6 +38,7 @@ enum class CommandId : int {
   EditRename = 320,
   EditFind = 322,
   EditGoTo = 324,
+  EditMoveTo = 325,
   EditCopyNames = 321,
   EditOpen = 518,
   EditQuickMenu = 1011,

@@ -123,6 +123,14 @@ MoveResult DocumentWindow::ReceiveMove(Move&& move) {
   return MoveResult::Refused(AcceptsMove(OfferOf(move)));
 }
 
+std::string DocumentWindow::MoveOutRefusal() const {
+  return ToUtf8(tr("The active window has nothing that could be moved."));
+}
+
+Result DocumentWindow::MoveOut(Move*) {
+  return Result::Failure(MoveOutRefusal());
+}
+
 // ---- saving ---------------------------------------------------------------------------------------------------------
 
 std::string DocumentWindow::NewFileName() const {

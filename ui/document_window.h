@@ -39,6 +39,12 @@ class DocumentWindow : public ZKWindow, public MoveTarget {
   std::string AcceptsMove(const MoveOffer& offer) const override;
   MoveResult ReceiveMove(Move&& move) override;
 
+  // What the window gives to others: why there is nothing, a sentence, empty: there is something; what it would be; and
+  // the data itself, made now.  This one gives nothing.
+  virtual std::string MoveOutRefusal() const;
+  virtual MoveOffer OfferOut() const { return {}; }
+  virtual Result MoveOut(Move* move);
+
   // To the document's own file; with `askName`, or without a file, the user is asked for one.  False: nothing was
   // saved, and where something failed the user has been told.
   bool Save(bool askName);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,9 @@ class WindowContext {
   // New data of the type with this number, on the instrument of `like` where the studio has several; null: the type is
   // not in the studio.
   virtual DataFilePtr NewDataOf(int driverId, const DataFile& like) = 0;
+  // The data that bytes hold, as instruments of the studio know it: SysEx or a Standard MIDI File, a piece of data
+  // each.
+  virtual Result DataIn(std::span<const std::uint8_t> bytes, std::vector<DataFilePtr>* data) = 0;
   // Shows data in a window of its own.  `originName`: of what it was taken out of.
   virtual void ShowData(DataFilePtr data, const std::string& originName) = 0;
 

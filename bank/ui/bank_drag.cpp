@@ -8,10 +8,13 @@
 
 #include "bank/bank_commands.h"
 #include "bank/bank_copy.h"
+#include "bank/bank_moves.h"
 #include "bank/bank_naming.h"
 #include "bank/ui/bank_window.h"
+#include "platform/file_bytes.h"
 #include "services/settings.h"
 #include "store/bank_slots.h"
+#include "ui/move_mime.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
@@ -27,6 +30,8 @@ BankDrag* dragUnderWay = nullptr;
 
 }  // namespace
 
+BankDrag::BankDrag(TZKBank& window) : window_(window) {}
+
 bool BankDrag::CanStart() const {
   return !window_.document().IsBusy() && !window_.SelectedPatches().empty();
 }
@@ -38,10 +43,23 @@ BankDrag::~BankDrag() {
 void BankDrag::Begin(const std::vector<int>& patches) {
   dragged_ = patches;
   dragUnderWay = this;
+  problem_.clear();
+  if (!MoveOutRefusal(window_.document(), dragged_).empty()) return;
+  MoveOffer offer = OfferPatches(window_.document(), dragged_, window_.NewDataMaker());
+  if (offer.types.empty()) return;
+  offered_ =
+      std::make_unique<OfferedMove>(window_.context().moves(), std::move(offer), [this]() -> std::optional<Move> {
+        Move move;
+        const Result made = MovePatches(window_.document(), dragged_, window_.NewDataMaker(),
+                                        window_.context().ModuleFolder(*window_.dataFile()), &move);
+        problem_ = made.text;
+        return made.ok() ? std::optional<Move>(std::move(move)) : std::nullopt;
+      });
 }
 
 void BankDrag::Finish() {
   dragged_.clear();
+  offered_.reset();
   if (dragUnderWay == this) dragUnderWay = nullptr;
 }
 
@@ -50,7 +68,7 @@ BankDrag* BankDrag::Source(const QMimeData* data) {
 }
 
 std::unique_ptr<QMimeData> BankDrag::Mime() const {
-  auto mime = std::make_unique<QMimeData>();
+  auto mime = offered_ ? MimeOfMove(offered_->number()) : std::make_unique<QMimeData>();
   mime->setData(QLatin1String(kPatchesMime), QByteArray());
   std::string names;
   for (const std::string& line : window_.document().NameLines(dragged_)) names += line + "\n";
@@ -71,6 +89,56 @@ std::string BankDrag::NameListIn(const QMimeData* data) {
   if (urls.size() != 1 || !urls.front().isLocalFile()) return {};
   const std::string path = ToUtf8(urls.front().toLocalFile());
   return IsNameList(path) ? path : std::string();
+}
+
+std::vector<std::string> BankDrag::DataFilesIn(const QMimeData* data) {
+  std::vector<std::string> paths;
+  for (const QUrl& url : data->urls()) {
+    const QString path = url.toLocalFile();
+    if (!path.endsWith(QLatin1String(".syx"), Qt::CaseInsensitive) &&
+        !path.endsWith(QLatin1String(".mid"), Qt::CaseInsensitive))
+      return {};
+    paths.push_back(ToUtf8(path));
+  }
+  return paths;
+}
+
+// All of them from this slot on, as one command.
+bool BankDrag::DropData(const std::vector<std::string>& paths, int patch) {
+  std::vector<DataFilePtr> data;
+  for (const std::string& path : paths) {
+    FileBytes bytes;
+    Result read = ReadWholeFile(path, bytes);
+    if (read.ok()) read = window_.context().DataIn(bytes, &data);
+    if (!read.ok()) {
+      window_.Say(ShownUtf8(read.text));
+      return false;
+    }
+  }
+  Move move;
+  move.destination = patch;
+  if (data.size() == 1)
+    move.payload = std::move(data.front());
+  else
+    move.payload = std::move(data);
+  const MoveResult result = Deliver(window_, std::move(move));
+  if (!result.text.empty()) window_.Say(ShownUtf8(result.text));
+  return result.taken();
+}
+
+std::optional<std::uint64_t> BankDrag::OfferIn(const QMimeData* data, int patch) const {
+  const std::optional<std::uint64_t> number = MoveIn(data);
+  if (!number || !window_.context().moves().Refusal(*number, window_, MoveAction::Copy, patch).empty())
+    return std::nullopt;
+  return number;
+}
+
+bool BankDrag::TakeOffer(std::uint64_t number, int patch) {
+  const BankDrag* source = dragUnderWay;
+  const MoveResult result = window_.context().moves().Take(number, window_, MoveAction::Copy, patch);
+  const std::string reason = source && !source->problem_.empty() ? source->problem_ : result.text;
+  if (!reason.empty()) window_.Say(ShownUtf8(reason));
+  return result.taken();
 }
 
 bool BankDrag::DropNames(const std::string& path) {
@@ -111,11 +179,25 @@ bool BankDrag::Fits(const BankDrag& source) const {
          one.manufacturerId == other.manufacturerId && FieldText(one.typeKey) == FieldText(other.typeKey);
 }
 
+// What comes from elsewhere takes the place of what is there.
+DropCue BankDrag::LookAtOthers(const QMimeData* data, int patch) const {
+  const int left = window_.document().PatchCount() - patch;
+  if (left <= 0) return {};
+  if (!DataFilesIn(data).empty()) return {DropKind::Copy, patch, 1};
+  const auto number = OfferIn(data, patch);
+  if (!number) return {};
+  const auto count = static_cast<int>(window_.context().moves().Find(*number)->types.size());
+  return {DropKind::Copy, patch, std::min(count, left)};
+}
+
 DropCue BankDrag::Look(const QDropEvent& event, int patch, bool behind) const {
   if (!NameListIn(event.mimeData()).empty())
     return window_.EditRefusal().isEmpty() ? DropCue{DropKind::Copy, -1, 0} : DropCue{};
+  // A single patch is meant wherever its window is hit.
+  if (patch < 0 && window_.document().synth().isBank == 0 && !window_.document().IsEmpty()) patch = 0;
+  if (patch < 0 || !window_.EditRefusal().isEmpty()) return {};
   const BankDrag* source = Source(event.mimeData());
-  if (!source || patch < 0 || !window_.EditRefusal().isEmpty() || !Fits(*source)) return {};
+  if (!source || !Fits(*source)) return LookAtOthers(event.mimeData(), patch);
   DropCue cue{KindOf(*source, event.modifiers()), patch, static_cast<int>(source->dragged_.size())};
   if (cue.kind == DropKind::Exchange && source != this && !source->window_.EditRefusal().isEmpty()) return {};
   if (cue.kind == DropKind::Insert) {
@@ -146,7 +228,12 @@ BankOutcome BankDrag::DropOn(BankDrag& source, const DropCue& cue, std::vector<i
 bool BankDrag::Drop(const QDropEvent& event, const DropCue& cue) {
   if (const std::string names = NameListIn(event.mimeData()); !names.empty()) return DropNames(names);
   BankDrag* source = Source(event.mimeData());
-  if (!source) return false;
+  if (!source || !Fits(*source)) {
+    const std::vector<std::string> files = DataFilesIn(event.mimeData());
+    if (!files.empty()) return DropData(files, cue.patch);
+    const auto number = MoveIn(event.mimeData());
+    return number && TakeOffer(*number, cue.patch);
+  }
   std::vector<int> now;
   const BankOutcome outcome = DropOn(*source, cue, &now);
   window_.Show(outcome);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <Qt>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@ class QWidget;
 
 namespace tonalith {
 
+class OfferedMove;
 class TZKBank;
 struct BankOutcome;
 
@@ -32,8 +35,7 @@ struct DropCue {
 // Patches of a bank's window that are dragged, and what is dropped on it.
 class BankDrag final {
  public:
-  explicit BankDrag(TZKBank& window) : window_(window) {}
-
+  explicit BankDrag(TZKBank& window);
   ~BankDrag();
   BankDrag(const BankDrag&) = delete;
   BankDrag& operator=(const BankDrag&) = delete;
@@ -56,12 +58,21 @@ class BankDrag final {
   bool DropNames(const std::string& path);
   // The drag that is over this window, its own or one of another bank's window; null: something else.
   static BankDrag* Source(const QMimeData* data);
+  // SysEx and MIDI files from the desktop; empty: something else.
+  static std::vector<std::string> DataFilesIn(const QMimeData* data);
+  bool DropData(const std::vector<std::string>& paths, int patch);
+  // What another kind of window, or a bank of another form, has on offer and this one would take; none: nothing.
+  std::optional<std::uint64_t> OfferIn(const QMimeData* data, int patch) const;
+  bool TakeOffer(std::uint64_t number, int patch);
+  DropCue LookAtOthers(const QMimeData* data, int patch) const;
   bool Fits(const BankDrag& source) const;
   DropKind KindOf(const BankDrag& source, Qt::KeyboardModifiers modifiers) const;
   BankOutcome DropOn(BankDrag& source, const DropCue& cue, std::vector<int>* now);
 
   TZKBank& window_;
-  std::vector<int> dragged_;  // while a drag of this window is under way
+  std::vector<int> dragged_;              // while a drag of this window is under way
+  std::unique_ptr<OfferedMove> offered_;  // the same for windows that are no banks of the same form
+  std::string problem_;                   // why it could not be made
 };
 
 }  // namespace tonalith

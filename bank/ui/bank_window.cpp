@@ -222,6 +222,22 @@ MoveResult TZKBank::ReceiveMove(Move&& move) {
   return result;
 }
 
+std::function<DataFilePtr(int driverId)> TZKBank::NewDataMaker() const {
+  return [this](int driverId) { return context().NewDataOf(driverId, *dataFile()); };
+}
+
+std::string TZKBank::MoveOutRefusal() const {
+  return tonalith::MoveOutRefusal(bank_, SelectedPatches());
+}
+
+MoveOffer TZKBank::OfferOut() const {
+  return OfferPatches(bank_, SelectedPatches(), NewDataMaker());
+}
+
+Result TZKBank::MoveOut(Move* move) {
+  return MovePatches(bank_, SelectedPatches(), NewDataMaker(), context().ModuleFolder(*dataFile()), move);
+}
+
 void TZKBank::Select(const std::vector<int>& patches) {
   if (!list_) return;
   view()->SelectPatches(patches);

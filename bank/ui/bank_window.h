@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -57,6 +58,10 @@ class TZKBank final : public InstrumentWindow {
 
   std::string AcceptsMove(const MoveOffer& offer) const override;
   MoveResult ReceiveMove(Move&& move) override;
+  // The selected patches; without a selection, or when it is one patch, the whole.
+  std::string MoveOutRefusal() const override;
+  MoveOffer OfferOut() const override;
+  Result MoveOut(Move* move) override;
 
   // --- For the parts of the window (bank/ui/bank_part.h)
 
@@ -76,6 +81,8 @@ class TZKBank final : public InstrumentWindow {
   void ShowQuickMenu(const QPoint& at);
   // Commands on the bank, with what its module says of it.
   BankCommands Commands();
+  // Makes new data of a type on the instrument of this one.
+  std::function<DataFilePtr(int driverId)> NewDataMaker() const;
   void RenewTitle() { UpdateTitle(); }
   void RenewHeader() { RefreshHeader(); }
   // How a command ended, where the user sees it.

@@ -105,6 +105,11 @@ TEST(ChartModule, MessagesSayHowDataLies) {
        {"numberFormat", "bankNumberOffset", "get", "put", "slots"},
        "numberFormat = 76; bankNumberOffset = 100; get = ask F0 7D 00 01 patch+100&127 patch+100/128 F7; put = set 4: "
        "patch+100&127 patch+100/128; put = data; slots = 4 100 100 | high 5"},
+      // what the instrument changes by itself, of unpacked bytes
+      {"[data Tone]\ndump = F0 7D 0n 02 (16 nibbles low first) F7   volatile = 5, 12..15\n",
+       "tone.descriptor",
+       {"volatile"},
+       "volatile = 5, 12..15"},
   };
   for (const Case& c : cases) {
     ChartProblems problems("x.chart");
@@ -129,6 +134,10 @@ TEST(ChartModule, NamesWhatCannotBe) {
       {"find = F0 7D ?? F7 -> F0 7D 3n F7\n", "a byte of the question is open"},
       {"find = F0 7D n4 F7 -> F0 7D 3n F7\n", "are bytes and the device number"},
       {"find = Tune\n", "no data type of this name"},
+      {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = 5..8\n", "the patch has no such byte"},
+      {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = 3..2\n", "places and runs of places are expected"},
+      {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = clock\n", "places and runs of places are expected"},
+      {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = 1,,2\n", "places and runs of places are expected"},
   };
   ModuleImage image;
   for (const Case& c : cases) {

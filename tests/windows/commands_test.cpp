@@ -198,12 +198,17 @@ TEST_F(CommandWalk, EveryEntryDoesSomethingOrSaysWhyNot) {
   Start();
   Watch();
   const std::set<CommandId> absent = {
-      CommandId::FileNewLibrary,      CommandId::FileNewCollection,
-      CommandId::FileNewSysExMessage, CommandId::OptionsEditorSkins,
-      CommandId::ViewSetList,         CommandId::ViewFileList,
-      CommandId::UtilitiesCreator,    CommandId::UtilitiesFileConversion,
-      CommandId::UtilitiesController, CommandId::UtilitiesSequencer,
-      CommandId::UtilitiesRemote,     CommandId::UtilitiesOscEditor,
+      CommandId::FileNewLibrary,
+      CommandId::FileNewCollection,
+      CommandId::OptionsEditorSkins,
+      CommandId::ViewSetList,
+      CommandId::ViewFileList,
+      CommandId::UtilitiesCreator,
+      CommandId::UtilitiesFileConversion,
+      CommandId::UtilitiesController,
+      CommandId::UtilitiesSequencer,
+      CommandId::UtilitiesRemote,
+      CommandId::UtilitiesOscEditor,
   };
   for (const CommandRow& row : CommandTable()) {
     if (row.id == CommandId::None || row.id == CommandId::FileExit || row.owner == CommandOwner::Menu) continue;

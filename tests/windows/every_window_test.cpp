@@ -14,6 +14,7 @@
 
 #include "app/command_menus.h"
 #include "app/first_start.h"
+#include "app/move_dialog.h"
 #include "bank/bank_document.h"
 #include "bank/ui/bank_history.h"
 #include "clipped_text.h"
@@ -23,6 +24,7 @@
 #include "studio/ui/install_dialogs.h"
 #include "studio/ui/studio_pictures.h"
 #include "studio/ui/studio_window.h"
+#include "tools/ui/sysex_dialog.h"
 #include "ui/patch_selector.h"
 #include "ui/qt_prompts.h"
 #include "ui/transfer_windows.h"
@@ -159,7 +161,11 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ZKMidiOutStatus out(program_->basics()->transfers());
     ZKBankDoc bank(nullptr);
     ZKBankUndo undo(bank, nullptr);
-    for (QDialog* dialog : std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo}) {
+    ZKTrans targets({{frame().ActiveChild(), QStringLiteral("Yamaha DX7"), {}},
+                     {nullptr, QStringLiteral("Kawai K4"), QStringLiteral("This is another instrument.")}});
+    ZKSysXMessageDlg typed(program_->program()->prompts(), root_);
+    for (QDialog* dialog :
+         std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &targets, &typed}) {
       dialog->show();
       Settle();
       Look(dialog);

@@ -19,6 +19,7 @@
 #include "tools/ui/repair_copy.h"
 #include "ui/beside.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
 #include "ui/style/document_header.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/list_search.h"
@@ -185,9 +186,9 @@ void RawSysExWindow::BuildHeader(QBoxLayout* column) {
   QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
   if (bytes().unlistedBytes() > 0) heading += tr("; the last %1 bytes are not listed").arg(bytes().unlistedBytes());
   if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
-  auto* header = new DocumentHeader(this);
-  header->SetTitle(ShownUtf8(NameOfFile()));
-  header->SetSecondary(tr("Raw SysEx") + QStringLiteral(" \u00B7 ") + heading);
+  header_ = new DocumentHeader(this);
+  header_->SetTitle(ShownUtf8(NameOfFile()));
+  header_->SetSecondary(tr("Raw SysEx") + QStringLiteral(" \u00B7 ") + heading);
   auto* portLabel = new PlainLabel(tr("&Port:"), this);
   portLabel->setBuddy(port_);
   SetSecondaryText(portLabel);
@@ -196,9 +197,9 @@ void RawSysExWindow::BuildHeader(QBoxLayout* column) {
   port_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   port_->setMinimumContentsLength(16);
   port_->setAccessibleName(tr("MIDI OUT port"));
-  header->AddRight(portLabel);
-  header->AddRight(port_);
-  column->addWidget(header);
+  header_->AddRight(portLabel);
+  header_->AddRight(port_);
+  column->addWidget(header_);
 }
 
 void RawSysExWindow::BuildTools(QBoxLayout* column) {
@@ -248,7 +249,8 @@ void RawSysExWindow::BuildList(QBoxLayout* column) {
 }
 
 bool RawSysExWindow::CommandEnabled(CommandId command) const {
-  return command == CommandId::EditSelectAll || (command == CommandId::FileSaveAs && SaveRefusal().isEmpty()) ||
+  return command == CommandId::EditSelectAll || (command == CommandId::FileSave && document().IsModified()) ||
+         (command == CommandId::FileSaveAs && SaveRefusal().isEmpty()) ||
          (command == CommandId::MidiTransmit && SendRefusal().isEmpty());
 }
 
@@ -269,6 +271,7 @@ QString RawSysExWindow::CommandRefusal(CommandId command) const {
 
 void RawSysExWindow::RunCommand(CommandId command) {
   if (!CommandEnabled(command)) return;
+  if (command == CommandId::FileSave) Save(false);
   if (command == CommandId::FileSaveAs) SaveSelection();
   if (command == CommandId::EditSelectAll) list_->selectAll();
   if (command == CommandId::MidiTransmit) Send();
@@ -312,18 +315,50 @@ std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
   return BytesOfRows(bytes(), rows);
 }
 
-// Pieces are opened whole, whatever part of them is selected.
-void RawSysExWindow::OpenRows(std::vector<int> rows) {
-  std::vector<std::size_t> opened;
+std::vector<std::uint8_t> RawSysExWindow::PiecesOf(std::vector<int> rows) const {
+  std::vector<std::size_t> taken;
   std::vector<std::uint8_t> part;
   std::sort(rows.begin(), rows.end());
   for (const int row : rows) {
     const SysExName* piece = model_->PieceAt(row);
-    if (!piece || (!opened.empty() && opened.back() == piece->offset)) continue;
-    opened.push_back(piece->offset);
+    if (!piece || (!taken.empty() && taken.back() == piece->offset)) continue;
+    taken.push_back(piece->offset);
     const auto span = bytes().bytes().subspan(piece->offset, piece->length);
     part.insert(part.end(), span.begin(), span.end());
   }
+  return part;
+}
+
+std::string RawSysExWindow::MoveOutRefusal() const {
+  const std::vector<int> rows = SelectedRows();
+  if (rows.empty()) return ToUtf8(tr("No message is selected."));
+  const bool known = std::any_of(rows.begin(), rows.end(), [this](int row) { return model_->PieceAt(row) != nullptr; });
+  return known ? std::string() : ToUtf8(tr("No instrument of the studio knows these messages."));
+}
+
+MoveOffer RawSysExWindow::OfferOut() const {
+  std::vector<DataFilePtr> found;
+  MoveOffer offer;
+  offer.source = {document().Window(), document().Number(), -1};
+  if (context().DataIn(PiecesOf(SelectedRows()), &found).ok())
+    for (const DataFilePtr& one : found) offer.types.push_back(MovedTypeOf(*one));
+  return offer;
+}
+
+Result RawSysExWindow::MoveOut(Move* move) {
+  if (std::string reason = MoveOutRefusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  std::vector<DataFilePtr> found;
+  if (Result read = context().DataIn(PiecesOf(SelectedRows()), &found); !read.ok()) return read;
+  move->source = {document().Window(), document().Number(), -1};
+  if (found.size() == 1)
+    move->payload = std::move(found.front());
+  else
+    move->payload = std::move(found);
+  return Result::Success();
+}
+
+void RawSysExWindow::OpenRows(std::vector<int> rows) {
+  const std::vector<std::uint8_t> part = PiecesOf(rows);
   if (part.empty())
     Say(rows.empty() ? tr("No message is selected.") : tr("No instrument of the studio knows these messages."));
   else if (services_.openData)
@@ -355,7 +390,14 @@ void RawSysExWindow::Repair() {
   if (!said.empty()) Say(ShownUtf8(said));
 }
 
+void RawSysExWindow::DocumentChanged(const DocumentChange&) {
+  if (header_) header_->SetTitle(ShownUtf8(NameOfFile()));
+}
+
 void RawSysExWindow::SaveSelection() {
+  // What is in no file yet gets its own.
+  if (document().IsModified() && !filter_->Filters() && !list_->selectionModel()->hasSelection())
+    return static_cast<void>(Save(true));
   FilePrompt prompt;
   prompt.title = SaveTitle();
   prompt.folder = document().path().empty() ? context().DataFolder() : FolderOf(document().path());

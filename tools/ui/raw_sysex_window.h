@@ -20,6 +20,7 @@ class QToolButton;
 
 namespace tonalith {
 
+class DocumentHeader;
 class ListSearch;
 class RowFilter;
 class SearchField;
@@ -85,6 +86,11 @@ class RawSysExWindow final : public DocumentWindow {
   void SendAll();
   QString SendAllRefusal() const;
 
+  // The selected messages, as data of the instruments that know them.
+  std::string MoveOutRefusal() const override;
+  MoveOffer OfferOut() const override;
+  Result MoveOut(Move* move) override;
+
   RawSysExModel* model() { return model_; }
   QTableView* list() { return list_; }
   SearchField* Search() const override { return search_; }
@@ -93,6 +99,7 @@ class RawSysExWindow final : public DocumentWindow {
  protected:
   std::string WindowName() const override { return "Raw SysEx"; }
   QString TitleText() const override;
+  void DocumentChanged(const DocumentChange& change) override;
 
  private:
   const RawSysExDocument& bytes() const;
@@ -101,6 +108,8 @@ class RawSysExWindow final : public DocumentWindow {
   void BuildList(QBoxLayout* column);
   void Send();
   void Repair();
+  // The pieces of data that messages belong to, whole, whatever part of them is meant.
+  std::vector<std::uint8_t> PiecesOf(std::vector<int> rows) const;
   // Rows of the model, in any order.
   void OpenRows(std::vector<int> rows);
   void SaveSelection();
@@ -115,6 +124,7 @@ class RawSysExWindow final : public DocumentWindow {
   void RefreshTools();
 
   RawSysExServices services_;
+  DocumentHeader* header_ = nullptr;
   RawSysExModel* model_;
   QTableView* list_;
   SearchField* search_;

@@ -1,0 +1,164 @@
+// What can be given by every kind of window and by files, to every kind of window that is there: it is taken and can be
+// taken back, or refused with a sentence, and nothing is lost.
+#include <QStatusBar>
+#include <QTableView>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "app/document_windows.h"
+#include "bank/bank_commands.h"
+#include "bank/ui/bank_view.h"
+#include "document/move.h"
+#include "platform/atomic_file.h"
+#include "tools/raw_sysex_document.h"
+#include "tools/ui/raw_sysex_window.h"
+#include "ui/document_window.h"
+#include "window_test_tools.h"
+
+namespace tonalith {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class MovesMatrix : public ProgramFixture {
+ protected:
+  static Bytes ImageOf(const TZKBank& window) {
+    const DataFile& data = *window.dataFile();
+    return {data.body, data.body + +data.synth->fileSize};
+  }
+  static Bytes BytesOf(DocumentWindow& window) {
+    if (auto* bank = dynamic_cast<TZKBank*>(&window)) {
+      Bytes all = ImageOf(*bank);
+      const DataFile& data = *bank->dataFile();
+      all.insert(all.end(), data.emptyMap, data.emptyMap + data.emptyMapSize);
+      all.push_back(bank->document().IsEmpty() ? 1 : 0);
+      return all;
+    }
+    const auto raw = static_cast<const RawSysExDocument&>(window.document()).bytes();
+    return {raw.begin(), raw.end()};
+  }
+  static MoveResult Give(DocumentWindow& from, DocumentWindow& to) {
+    Move move;
+    if (Result made = from.MoveOut(&move); !made.ok()) return MoveResult::Refused(made.text);
+    return Deliver(to, std::move(move));
+  }
+  RawSysExWindow* Raw(const Bytes& bytes) {
+    auto document = std::make_unique<RawSysExDocument>();
+    document->TakeBytes({bytes.begin(), bytes.end()});
+    auto* window = qobject_cast<RawSysExWindow*>(parts().documents.Open(std::move(document)));
+    if (window) window->list()->selectAll();
+    return window;
+  }
+  std::string File(const char* name, const Bytes& bytes) {
+    EXPECT_TRUE(WriteFileAtomically(Path(name), bytes).ok());
+    return Path(name);
+  }
+};
+
+TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
+  Start();
+  TZKBank* from = Open("Yamaha DX7", "Voice Bank", true);
+  TZKBank* voice = Open("Yamaha DX7", "Voice", true);
+  TZKBank* multi = Open("Kawai K4", "Multi", true);
+  TZKBank* unfilled = Open("Yamaha DX7", "Voice Bank", false);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  TZKBank* patch = Open("Yamaha DX7", "Voice", true);
+  TZKBank* other = Open("Kawai K4", "Single Bank", true);
+  ASSERT_TRUE(from && voice && multi && unfilled && bank && patch && other);
+  for (TZKBank* window : {from, voice, multi, bank, patch, other}) ASSERT_TRUE(Idle(window, 20000));
+  // No two patches are the same in the two banks, and the two voices differ.
+  bank->document().Rename(9, "NINE");
+  patch->document().Rename(0, "PATCH");
+  voice->document().Rename(0, "VOICE");
+  const Bytes unknown = {0xF0, 0x7D, 1, 2, 3, 0xF7};
+  const Bytes one = ImageOf(*voice), all = ImageOf(*from);
+  RawSysExWindow* known = Raw(one);
+  RawSysExWindow* strange = Raw(unknown);
+  ASSERT_TRUE(known && strange);
+
+  const auto of = [](TZKBank* window, std::vector<int> patches) {
+    return [window, patches](DocumentWindow& to) {
+      window->Select(patches);
+      return Give(*window, to);
+    };
+  };
+  const auto dropped = [this](const std::string& path) {
+    return [this, path](DocumentWindow& to) {
+      auto* window = dynamic_cast<TZKBank*>(&to);
+      if (!window || window->document().IsEmpty()) return MoveResult::AskDone();
+      frame().windows().Activate(window);
+      frame().statusBar()->clearMessage();
+      const std::size_t before = window->document().history().Position();
+      DropFiles(window->view()->viewport(), {path});
+      if (window->document().history().Position() != before) return MoveResult::Taken();
+      return MoveResult::Refused(frame().statusBar()->currentMessage().toStdString());
+    };
+  };
+  constexpr const char* kTaken = "";
+  constexpr const char* kCompany = "not from the same Company";
+  constexpr const char* kNoData = "This is no data for the";
+  constexpr const char* kSingle = "one patch at a time";
+  constexpr const char* kNobodys = "No data of an installed instrument";
+  constexpr const char* kUnfinished = "unfinished SysEx";
+  constexpr const char* kNoTarget = "does not take data";
+  const struct {
+    const char* what;
+    std::function<MoveResult(DocumentWindow&)> give;
+    const char *toBank, *toOther, *toPatch, *toRaw;
+  } rows[] = {
+      {"a patch of a bank", of(from, {4}), kTaken, kCompany, kTaken, kNoTarget},
+      {"two patches", of(from, {4, 6}), kTaken, kCompany, kSingle, kNoTarget},
+      {"a bank", of(from, {}), kTaken, kCompany, kNoData, kNoTarget},
+      {"a place that holds nothing", of(unfilled, {3}), "nothing", "nothing", "nothing", "nothing"},
+      {"a single patch", of(voice, {}), kTaken, kCompany, kTaken, kNoTarget},
+      {"data of another type", of(multi, {}), kCompany, "no conversion", kCompany, kNoTarget},
+      {"a raw message", [&](DocumentWindow& to) { return Give(*known, to); }, kTaken, kCompany, kTaken, kNoTarget},
+      {"an unknown message", [&](DocumentWindow& to) { return Give(*strange, to); }, "No instrument", "No instrument",
+       "No instrument", "No instrument"},
+      {"a file of a patch", dropped(File("voice.syx", one)), kTaken, kCompany, kTaken, nullptr},
+      {"a file of a bank", dropped(File("bank.syx", all)), kTaken, kCompany, kNoData, nullptr},
+      {"an unknown file", dropped(File("unknown.syx", unknown)), kNobodys, kNobodys, kNobodys, nullptr},
+      {"a cut file", dropped(File("cut.syx", {one.begin(), one.begin() + 100})), kUnfinished, kUnfinished, kUnfinished,
+       nullptr},
+      {"an empty file", dropped(File("empty.syx", {})), "no SysEx", "no SysEx", "no SysEx", nullptr},
+  };
+  std::vector<DocumentWindow*> windows = {from, voice, multi, unfilled, bank, patch, other, known, strange};
+  const auto look = [&] {
+    std::vector<Bytes> bytes;
+    for (DocumentWindow* window : windows) bytes.push_back(BytesOf(*window));
+    return bytes;
+  };
+  for (const auto& row : rows) {
+    const std::pair<DocumentWindow*, const char*> targets[] = {
+        {bank, row.toBank}, {other, row.toOther}, {patch, row.toPatch}, {strange, row.toRaw}};
+    for (const auto& [target, expected] : targets) {
+      if (!expected) continue;
+      SCOPED_TRACE(std::string(row.what) + " to " + target->document().Title());
+      bank->Select({9, 10});
+      const std::vector<Bytes> before = look();
+      const MoveResult result = row.give(*target);
+      const std::vector<Bytes> after = look();
+      if (!result.taken()) {
+        EXPECT_STRNE(expected, kTaken) << result.text;
+        EXPECT_NE(result.text.find(expected), std::string::npos) << result.text;
+        EXPECT_FALSE(result.text.empty());
+        EXPECT_EQ(after, before);
+        continue;
+      }
+      EXPECT_STREQ(expected, kTaken);
+      for (std::size_t i = 0; i < windows.size(); ++i)
+        EXPECT_EQ(after[i] != before[i], windows[i] == target) << windows[i]->document().Title();
+      ASSERT_TRUE(target->document().Undo().ok());
+      EXPECT_EQ(look(), before);
+      ASSERT_TRUE(target->document().Redo().ok());
+      EXPECT_EQ(look(), after);
+      ASSERT_TRUE(target->document().Undo().ok());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tonalith
