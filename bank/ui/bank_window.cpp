@@ -345,6 +345,8 @@ void TZKBank::RefreshHeader() {
   const int changed = bank_.CountDifferent(false);
   const int unsent = bank_.IsEmpty() ? 0 : bank_.CountDifferent(true);
   QStringList parts{ShownUtf8(bank_.Title())};
+  // What a narrow window cuts off stands behind.
+  if (bank_.sync().IsOn()) parts.prepend(tr("changes are sent at once"));
   if (const QString counts = Counts(); !counts.isEmpty() && progress_.isEmpty()) parts << counts;
   if (bank_.IsBusy() && !bank_.IsSaving()) parts << (progress_.isEmpty() ? tr("being transferred") : progress_);
   const int awaited = CountPatches(bank_.rest().notReceived);
@@ -352,7 +354,6 @@ void TZKBank::RefreshHeader() {
   if (!bank_.IsBusy() && !bank_.ReadOnlyReason().empty()) parts << tr("not editable");
   if (changed > 0 && bank_.PatchCount() > 1) parts << tr("%1 changed since saved").arg(changed);
   if (unsent > 0 && bank_.PatchCount() > 1) parts << tr("%1 not sent to the instrument").arg(unsent);
-  if (bank_.sync().IsOn()) parts << tr("changes are sent at once");
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
   header_->SetMark(Mark::Changed, bank_.IsModified(), bank_.path().empty() ? tr("in no file yet") : QString());
   header_->SetMark(Mark::Unsent, unsent > 0);
