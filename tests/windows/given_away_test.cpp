@@ -25,13 +25,16 @@ class GivenAway : public ProgramFixture {
   template <typename Dialog>
   bool With(CommandId command, const std::function<void(Dialog&)>& act) {
     bool met = false;
-    QTimer::singleShot(200, &frame(), [&] {
-      if (auto* dialog = qobject_cast<Dialog*>(QApplication::activeModalWidget())) {
-        met = true;
-        act(*dialog);
-        if (dialog->isVisible()) dialog->reject();
-      }
+    QTimer waiting;
+    QObject::connect(&waiting, &QTimer::timeout, &waiting, [&] {
+      auto* dialog = qobject_cast<Dialog*>(QApplication::activeModalWidget());
+      if (!dialog || !dialog->isVisible()) return;
+      waiting.stop();
+      met = true;
+      act(*dialog);
+      if (dialog->isVisible()) dialog->reject();
     });
+    waiting.start(20);
     frame().RunCommand(command);
     Settle();
     return met;
@@ -105,7 +108,7 @@ TEST_F(GivenAway, PatchesGoToAnotherWindow) {
     return chosen;
   };
   to->Select({9});
-  ASSERT_TRUE(move(from, to));
+  ASSERT_TRUE(move(from, to)) << Log();
   EXPECT_EQ(to->document().GetPatchName(9), name);
   EXPECT_EQ(to->document().UndoText(), "Write Patch");
   EXPECT_EQ(frame().ActiveChild(), to);
