@@ -267,7 +267,7 @@ Result ReadDescriptorSource(const ModuleSource& source, const std::string& name,
 }
 
 bool IsFormKey(const std::string& key) {
-  static const char* const kKeys[] = {"message",  "slots",     "context",  "address",     "area",  "block",
+  static const char* const kKeys[] = {"message",  "slots",     "context",  "address",     "area",   "block",
                                       "complete", "patchbyte", "numberas", "emptyanswer", "verify", "volatile"};
   return std::any_of(std::begin(kKeys), std::end(kKeys), [&](const char* k) { return AsciiEqualNoCase(k, key); });
 }
