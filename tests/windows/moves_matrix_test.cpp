@@ -1,7 +1,9 @@
 // What can be given by every kind of window and by files, to every kind of window that is there: it is taken and can be
 // taken back, or refused with a sentence, and nothing is lost.
+#include <QMimeData>
 #include <QStatusBar>
 #include <QTableView>
+#include <QUrl>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -13,9 +15,12 @@
 #include "bank/ui/bank_view.h"
 #include "document/move.h"
 #include "platform/atomic_file.h"
+#include "platform/file_bytes.h"
 #include "tools/raw_sysex_document.h"
+#include "tools/ui/message_drag.h"
 #include "tools/ui/raw_sysex_window.h"
 #include "ui/document_window.h"
+#include "ui/move_mime.h"
 #include "window_test_tools.h"
 
 namespace tonalith {
@@ -163,6 +168,39 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
       if (expected) GiveAndTakeBack(row.give, target, expected, windows);
     }
   }
+}
+
+// Messages are dragged out of a list: to windows as data, to other programs as a file.
+TEST_F(MovesMatrix, MessagesAreDraggedOutOfTheirList) {
+  Start();
+  TZKBank* voice = Open("Yamaha DX7", "Voice", true);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_TRUE(Idle(voice, 20000) && Idle(bank, 20000));
+  voice->document().Rename(0, "DRAGGED");
+  Bytes both = ImageOf(*voice);
+  const std::size_t known = both.size();
+  for (const int byte : {0xF0, 0x7D, 1, 0xF7}) both.push_back(static_cast<std::uint8_t>(byte));
+  RawSysExWindow* raw = Raw(both);
+  for (const bool knownToo : {true, false}) {
+    knownToo ? raw->list()->selectAll() : raw->list()->selectRow(1);
+    const auto mime = raw->drag().Begin();
+    ASSERT_TRUE(mime);
+    ASSERT_EQ(mime->urls().size(), 1);
+    FileBytes file;
+    ASSERT_TRUE(ReadWholeFile(mime->urls().front().toLocalFile().toStdString(), file).ok());
+    EXPECT_EQ(Bytes(file.begin(), file.end()),
+              knownToo ? both : Bytes(both.begin() + static_cast<long>(known), both.end()));
+    EXPECT_EQ(MoveIn(mime.get()).has_value(), knownToo);
+    if (knownToo) {
+      const MoveResult taken = raw->moves().Take(*MoveIn(mime.get()), *bank, MoveAction::Copy, 5);
+      EXPECT_TRUE(taken.taken()) << taken.text;
+      EXPECT_EQ(bank->document().GetPatchName(5), "DRAGGED");
+    }
+    raw->drag().Finish();
+    if (knownToo) EXPECT_EQ(raw->moves().Find(*MoveIn(mime.get())), nullptr);
+  }
+  raw->list()->clearSelection();
+  EXPECT_EQ(raw->drag().Begin(), nullptr);
 }
 
 }  // namespace
