@@ -30,7 +30,10 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
   frame_.menus.Register(CommandId::OptionsPreferences,
                         {[this] { MainSetProperties(&frame_.window, frame_.program, *this); }});
   frame_.menus.Register(CommandId::OptionsAudition,
-                        {[&settings] { SetPlaysWhatIsSelected(settings, !PlaysWhatIsSelected(settings)); },
+                        {[this, &settings] {
+                           SetPlaysWhatIsSelected(settings, !PlaysWhatIsSelected(settings));
+                           frame_.children.ForEach([](ZKWindow& child) { child.SettingsChanged(); });
+                         },
                          {},
                          [&settings] { return PlaysWhatIsSelected(settings); }});
   frame_.menus.Register(CommandId::OptionsReopenDesktop,

@@ -69,6 +69,14 @@ class Exchange {
   std::string refusal_;
 };
 
+// A patch that goes to a place of the instrument goes to the one it was taken from, where that is certain: the bank has
+// all the places there are.
+void NumberAsInBank(const Synth& bank, int slot, Synth* patch) {
+  const int places = PatchMax(*patch) - PatchMin(*patch) + 1;
+  if (!patch->patchNumberInImage || places != static_cast<int>(bank.numVoices)) return;
+  patch->patchNumber = static_cast<std::uint16_t>(PatchMin(*patch) + slot);
+}
+
 }  // namespace
 
 Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesystem::path& moduleFolder) {
@@ -98,7 +106,9 @@ Result CreatePatch(DataFile& bank, int slot, const std::function<DataFilePtr(int
   DataFilePtr made = newData(child);
   if (!made) return Result::Failure("The associated Patch component for this Bank Editor must be in the Studio Setup!");
   Result taken = TakePatch(bank, slot, made.get(), moduleFolder);
-  if (taken.ok()) *patch = std::move(made);
+  if (!taken.ok()) return taken;
+  NumberAsInBank(*bank.synth, slot, made->synth);
+  *patch = std::move(made);
   return taken;
 }
 

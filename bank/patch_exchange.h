@@ -20,7 +20,7 @@ namespace tonalith {
 // its own.
 Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesystem::path& moduleFolder);
 // The same into new data of the patch type that the bank names.  `newData` makes data of a driver id; null: the studio
-// does not have it.
+// does not have it.  Where the patch carries its number it is that of the slot.
 Result CreatePatch(DataFile& bank, int slot, const std::function<DataFilePtr(int driverId)>& newData,
                    const std::filesystem::path& moduleFolder, DataFilePtr* patch);
 // The slot holds something then.

@@ -170,6 +170,21 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
   }
 }
 
+// A patch that carries its place in the instrument has that of the slot it was taken from.
+TEST_F(MovesMatrix, APatchKeepsItsNumber) {
+  Start();
+  TZKBank* bank = Open("Kawai K4", "Single Bank", true);
+  ASSERT_TRUE(Idle(bank, 20000));
+  for (const int slot : {0, 20, 63}) {
+    bank->Select({slot});
+    Move move;
+    ASSERT_TRUE(bank->MoveOut(&move).ok());
+    ZKBankDoc patch(std::move(std::get<DataFilePtr>(move.payload)));
+    EXPECT_EQ(patch.NumberText(0), bank->document().NumberText(slot));
+    EXPECT_EQ(patch.GetPatchName(0), bank->document().GetPatchName(slot));
+  }
+}
+
 // Messages are dragged out of a list: to windows as data, to other programs as a file.
 TEST_F(MovesMatrix, MessagesAreDraggedOutOfTheirList) {
   Start();

@@ -55,6 +55,9 @@ class RawSysExWindow final : public DocumentWindow {
   void SendAll();
   QString SendAllRefusal() const;
 
+  // Of the whole file, whatever is selected.
+  void Repair();
+
   // The selected messages, as data of the instruments that know them.
   std::string MoveOutRefusal() const override;
   MoveOffer OfferOut() const override;
@@ -81,7 +84,6 @@ class RawSysExWindow final : public DocumentWindow {
   void BuildTools(QBoxLayout* column);
   void BuildList(QBoxLayout* column);
   void Send();
-  void Repair();
   // The pieces of data that messages belong to, whole, whatever part of them is meant.
   std::vector<std::uint8_t> PiecesOf(std::vector<int> rows) const;
   // Rows of the model, in any order.
