@@ -49,7 +49,7 @@ BankAudition::BankAudition(TZKBank& window) : window_(window) {
 }
 
 void BankAudition::AddSwitch() {
-  switch_ = new QToolButton(&window_.header());
+  switch_ = new QToolButton(window_.header());
   switch_->setText(tr("Audition"));
   switch_->setIcon(IconOf(Glyph::Audition));
   switch_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
@@ -57,7 +57,7 @@ void BankAudition::AddSwitch() {
   switch_->setAutoRaise(true);
   switch_->setFocusPolicy(Qt::TabFocus);
   SetToolTip(switch_, tr("Let the instrument play a patch when it is selected, in all windows"));
-  window_.header().AddRight(switch_);
+  window_.header()->AddRight(switch_);
   ShowSwitch();
   PatchPlayer& player = window_.context().player();
   connect(&player, &PatchPlayer::Switched, this, &BankAudition::ShowSwitch);

@@ -101,7 +101,6 @@ class TZKBank final : public InstrumentWindow {
   bool DiffersFromInstrument() const override { return !bank_.IsEmpty() && bank_.CountDifferent(true) > 0; }
   void WasSent(const std::vector<std::uint8_t>& patches) override { bank_.WasSent(patches); }
   void TransferEnded(bool get, const std::vector<std::uint8_t>& patches, const DeskResult& result) override;
-  DocumentHeader& header() { return *header_; }
   // A Get or send that goes on where the last one of its kind ended.
   void GoOn(bool get);
 

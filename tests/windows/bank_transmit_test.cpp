@@ -1,7 +1,7 @@
 // Parts of a bank to its instrument and from it, what goes with a send, the history of instruments, and auditions.
 
-#include <QStatusBar>
 #include <QListWidget>
+#include <QStatusBar>
 #include <QTableView>
 #include <QToolButton>
 #include <algorithm>

@@ -166,8 +166,8 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ZKTrans targets({{frame().ActiveChild(), QStringLiteral("Yamaha DX7"), {}},
                      {nullptr, QStringLiteral("Kawai K4"), QStringLiteral("This is another instrument.")}});
     ZKSysXMessageDlg typed(program_->program()->prompts(), root_);
-    for (QDialog* dialog :
-         std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &preview, &targets, &typed}) {
+    for (QDialog* dialog : std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &preview,
+                                                           &targets, &typed}) {
       dialog->show();
       Settle();
       Look(dialog);
