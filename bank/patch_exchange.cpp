@@ -96,6 +96,7 @@ Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesyste
   // A conversion that gives a key of its own knows better.
   if (from.typeKey[0] != 0 && FieldText(type.typeKey) == key)
     std::copy_n(from.typeKey, sizeof from.typeKey, type.typeKey);
+  NumberAsInBank(from, slot, &type);
   return result;
 }
 
@@ -106,9 +107,7 @@ Result CreatePatch(DataFile& bank, int slot, const std::function<DataFilePtr(int
   DataFilePtr made = newData(child);
   if (!made) return Result::Failure("The associated Patch component for this Bank Editor must be in the Studio Setup!");
   Result taken = TakePatch(bank, slot, made.get(), moduleFolder);
-  if (!taken.ok()) return taken;
-  NumberAsInBank(*bank.synth, slot, made->synth);
-  *patch = std::move(made);
+  if (taken.ok()) *patch = std::move(made);
   return taken;
 }
 
