@@ -18,6 +18,7 @@
 #include "store/bank_slots.h"
 #include "ui/patch_player.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
 #include "ui/style/document_header.h"
 #include "ui/style/icons.h"
 

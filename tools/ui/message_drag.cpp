@@ -11,18 +11,19 @@
 
 #include "document/move.h"
 #include "platform/atomic_file.h"
-#include "tools/ui/raw_sysex_window.h"
+#include "ui/document_window.h"
 #include "ui/move_mime.h"
 #include "ui/qt_text.h"
 
 namespace tonalith {
 
-MessageDrag::MessageDrag(RawSysExWindow& window) : window_(window) {}
+MessageDrag::MessageDrag(DocumentWindow& window, MovesOnOffer& moves, Bytes bytes)
+    : window_(window), moves_(moves), bytes_(std::move(bytes)) {}
 
 MessageDrag::~MessageDrag() = default;
 
 std::string MessageDrag::Export() {
-  const std::vector<std::uint8_t> bytes = window_.BytesOfSelection();
+  const std::vector<std::uint8_t> bytes = bytes_();
   if (bytes.empty() || bytes.size() > kMostExported) return {};
   if (!folder_) folder_ = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/tonalith-XXXXXX"));
   if (!folder_->isValid()) return {};
@@ -35,7 +36,7 @@ std::unique_ptr<QMimeData> MessageDrag::Begin() {
   Finish();
   std::unique_ptr<QMimeData> mime;
   if (MoveOffer offer = window_.OfferOut(); !offer.types.empty()) {
-    offered_ = std::make_unique<OfferedMove>(window_.moves(), std::move(offer), [this]() -> std::optional<Move> {
+    offered_ = std::make_unique<OfferedMove>(moves_, std::move(offer), [this]() -> std::optional<Move> {
       Move move;
       return window_.MoveOut(&move).ok() ? std::optional<Move>(std::move(move)) : std::nullopt;
     });

@@ -1,15 +1,21 @@
 #pragma once
 
 #include <QTableView>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 class QMimeData;
 class QTemporaryDir;
 
 namespace tonalith {
 
+class DocumentWindow;
+class MovesOnOffer;
 class OfferedMove;
-class RawSysExWindow;
 
 // The selected messages of a window with raw SysEx, dragged: to windows that take data when an instrument knows them,
 // and as a file to other programs.
@@ -18,7 +24,11 @@ class MessageDrag final {
   // Larger selections are not written as a file.
   static constexpr std::size_t kMostExported = std::size_t{16} << 20;
 
-  explicit MessageDrag(RawSysExWindow& window);
+  // The selected messages as bytes.
+  using Bytes = std::function<std::vector<std::uint8_t>()>;
+
+  // What the window offers and gives goes to windows; `bytes` to other programs.
+  MessageDrag(DocumentWindow& window, MovesOnOffer& moves, Bytes bytes);
   ~MessageDrag();
   MessageDrag(const MessageDrag&) = delete;
   MessageDrag& operator=(const MessageDrag&) = delete;
@@ -33,7 +43,9 @@ class MessageDrag final {
   // A file of its own for each drag; the folder goes with the window, for programs read it after the drop.
   std::string Export();
 
-  RawSysExWindow& window_;
+  DocumentWindow& window_;
+  MovesOnOffer& moves_;
+  Bytes bytes_;
   std::unique_ptr<OfferedMove> offered_;
   std::unique_ptr<QTemporaryDir> folder_;
   int exported_ = 0;

@@ -48,7 +48,7 @@ RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, Windo
                                RawSysExServices services, QWidget* parent)
     : DocumentWindow(std::move(document), context, parent),
       services_(std::move(services)),
-      drag_(std::make_unique<MessageDrag>(*this)),
+      drag_(std::make_unique<MessageDrag>(*this, context.moves(), [this] { return BytesOfSelection(); })),
       model_(new RawSysExModel(static_cast<RawSysExDocument&>(this->document()), services_.studio, this)),
       list_(new MessageTable(*drag_, this)),
       search_(new SearchField(tr("Search messages"), this)),
