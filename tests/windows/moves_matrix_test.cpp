@@ -77,12 +77,13 @@ class MovesMatrix : public ProgramFixture {
   TZKGrp* SetWith(const std::vector<TZKBank*>& from) {
     TZKGrp* window = nullptr;
     for (const auto& one : program_->studio()->instruments())
-      if (Latin1ToUtf8(one->DisplayKey()).find(from.front()->document().InstrumentName()) != std::string::npos)
+      if (!window && Latin1ToUtf8(one->DisplayKey()) == from.front()->document().InstrumentName())
         window = parts().sets.OpenNew(*one);
     if (!window) return nullptr;
     for (const TZKBank* one : from) {
       const int component = window->document().GetIndexForID(one->dataFile()->synth->driverId);
-      if (!window->document().PutData(component, DataFilePtr(DupForUser(one->dataFile()))).ok()) return nullptr;
+      const Result put = window->document().PutData(component, DataFilePtr(DupForUser(one->dataFile())));
+      EXPECT_TRUE(put.ok()) << put.text;
     }
     return window;
   }

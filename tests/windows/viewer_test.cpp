@@ -89,7 +89,7 @@ TEST_F(ViewerTest, KeysGoThroughTheBytesOfABank) {
 }
 
 TEST_F(ViewerTest, AByteIsChangedOnlyDeliberatelyAndComesBack) {
-  Start({"text zz", "ok", "text 55", "text 55", "text 55", "text F7"});
+  Start({"text zz", "ok", "text 55", "text 55", "text F7"});
   TZKBank* bank = Bank();
   TZKView* view = View();
   ListingView* bytes = view->bytes();

@@ -384,10 +384,11 @@ void TZKView::ShowMessages(bool messages) {
   Work({});
   // The current byte stays where it is in the image.
   const std::size_t at = Listing().ImagePosition(bytes_->Current()).value_or(0);
+  const bool others = mode_ != ListingMode::Raw;
   byMessage_ = messages;
   mode_ = ListingMode::Raw;
   bytes_->Renew();
-  bytes_->Go(at);
+  if (others) bytes_->Go(at);
   if (messages)
     messages_->rows().Begin();
   else
