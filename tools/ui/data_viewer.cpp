@@ -589,7 +589,8 @@ void TZKView::CopyListing() {
   auto lines = LinesMeant();
   if (!lines) return;
   auto text = std::make_shared<std::string>(lines->HeadText());
-  Work([this, text, meant = std::move(*lines), at = lines->first]() mutable {
+  const std::size_t first = lines->first;
+  Work([this, text, meant = std::move(*lines), at = first]() mutable {
     for (const std::size_t stop = std::min(meant.end, at + kLinesOfPiece); at < stop; ++at)
       *text += meant.line(at) + "\n";
     if (at < meant.end) return false;
