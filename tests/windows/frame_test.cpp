@@ -60,6 +60,7 @@ TEST_F(FrameTest, UnsavedChangesAreAskedForOnClosing) {
   ASSERT_TRUE(parts().files.OpenFile(Path("kept.dat"), 0));
   bank = qobject_cast<TZKBank*>(frame().ActiveChild());
   ASSERT_NE(bank, nullptr);
+  EXPECT_EQ(bank->focusProxy(), bank->list()) << "the keys reach the patches of a file at once";
   ASSERT_TRUE(bank->document().Rename(0, "OTHER").ok());
   frame().RunCommand(CommandId::FileClose);
   EXPECT_NE(LogText().find("Save the changes to kept.dat (" + bank->document().Title() + ")?"), std::string::npos)
