@@ -73,8 +73,7 @@ TEST_F(Inspector, EditsWhatIsSelected) {
   bank->RunCommand(CommandId::EditUndo);
   EXPECT_EQ(document.RedoText(), "Song");
   pane_->setFixedWidth(pane_->minimumWidth());
-  Settle();
-  EXPECT_EQ(FaultsOfTexts(*pane_), "") << "as narrow as it gets";
+  EXPECT_TRUE(WaitFor([this] { return FaultsOfTexts(*pane_).empty(); })) << FaultsOfTexts(*pane_);  // the narrowest
   KeepScreenshot(pane_, QStringLiteral("inspector"));
 
   // The steps are ways back; what is undone is seen at once.
