@@ -42,6 +42,7 @@ FrameParts::FrameParts(const FrameContext& context)
       desktops(frame, files),
       monitors(frame),
       views(frame, windowContext, files),
+      repair(frame, windowContext),
       moves(frame, windowContext),
       message(frame, documents),
       firstSteps(frame, studio),

@@ -22,6 +22,7 @@
 #include "app/set_commands.h"
 #include "app/studio_commands.h"
 #include "app/sysex_message.h"
+#include "app/repair_command.h"
 #include "app/view_commands.h"
 #include "app/window_transfers.h"
 #include "document/document_registry.h"
@@ -50,6 +51,7 @@ struct FrameParts {
   DesktopFiles desktops;
   MonitorCommands monitors;
   ViewCommands views;
+  RepairCommand repair;
   MoveCommands moves;
   SysExMessage message;
   FirstSteps firstSteps;

@@ -153,7 +153,8 @@ std::vector<ZKWindow*> CMainFrame::Children() const {
 }
 
 void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
-  if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+  // Files that a window of the program offers are for other programs.
+  if (event->mimeData()->hasUrls() && !event->source()) event->acceptProposedAction();
 }
 
 void CMainFrame::dropEvent(QDropEvent* event) {

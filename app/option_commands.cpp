@@ -31,7 +31,10 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
                         {[this] { MainSetProperties(&frame_.window, frame_.program, *this); }});
   RegisterSwitch(
       CommandId::OptionsAudition, [&settings] { return PlaysWhatIsSelected(settings); },
-      [&settings](bool on) { SetPlaysWhatIsSelected(settings, on); });
+      [this, &settings](bool on) {
+        SetPlaysWhatIsSelected(settings, on);
+        frame_.children.ForEach([](ZKWindow& child) { child.SettingsChanged(); });
+      });
   RegisterSwitch(
       CommandId::OptionsReopenDesktop, [&settings] { return settings.MainAutoSaveLoadDesktop(-1) != 0; },
       [&settings](bool on) { settings.MainAutoSaveLoadDesktop(on ? 1 : 0); });

@@ -1,17 +1,21 @@
 // Parts of a bank to its instrument and from it, what goes with a send, the history of instruments, and auditions.
 
+#include <QListWidget>
 #include <QStatusBar>
 #include <QTableView>
+#include <QToolButton>
 #include <algorithm>
 #include <mutex>
 
 #include "bank/bank_audition.h"
 #include "bank/transmit_marks.h"
+#include "bank/ui/bank_history.h"
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_model.h"
 #include "data/packed_bytes.h"
 #include "midi/midi_output.h"
 #include "script/compiler.h"
+#include "services/audition.h"
 #include "services/program_midi.h"
 #include "services/send_care.h"
 #include "simulator/fault_plan.h"
@@ -296,7 +300,17 @@ TEST_F(BankTransmitting, APatchThatAUserGoesToIsHeard) {
   EXPECT_TRUE(WaitFor([&] { return !parts().windowContext.player().IsPlaying(); }));
   EXPECT_EQ(Heard(0x90) % 2, 0) << "every tone was ended";
 
-  program_->program()->settings().MainAudition(0);
+  // Off by the button: nothing is played, and every place that says so knows.
+  QToolButton* button = nullptr;
+  for (auto* one : bank->findChildren<QToolButton*>())
+    if (one->text() == QStringLiteral("Audition")) button = one;
+  ASSERT_NE(button, nullptr);
+  EXPECT_TRUE(button->isChecked());
+  button->click();
+  EXPECT_FALSE(PlaysWhatIsSelected(program_->program()->settings()));
+  frame().RunCommand(CommandId::OptionsAudition);
+  EXPECT_TRUE(button->isChecked());
+  button->click();
   PressKey(bank->view(), Qt::Key_Down);
   bank->Select({2, 5, 6});
   frame().RunCommand(CommandId::BankPlaySweep);
@@ -338,6 +352,20 @@ TEST_F(BankTransmitting, ABankWithAScriptSendsWhatIsHeard) {
   }
   EXPECT_EQ(Memory(), before) << "hearing a patch writes nothing";
   EXPECT_EQ(Unsent(bank), std::vector<int>{5});
+  // As it was before the change: the instrument holds it; as it is now: it is sent again, and the bank stays.
+  frame().RunCommand(CommandId::BankUndoHistory);
+  auto* history = bank->findChild<ZKBankUndo*>();
+  ASSERT_NE(history, nullptr);
+  const std::size_t position = bank->document().history().Position();
+  const Bytes image(data.body, data.body + data.bodySize);
+  bank->document().Rename(5, "THEN");
+  history->list()->setCurrentRow(1);
+  history->OnUndoAudition();
+  EXPECT_TRUE(WaitFor([&] { return Heard(0xF0) == 2; })) << LogText();
+  EXPECT_EQ(bank->document().GetPatchName(5), "THEN");
+  ASSERT_TRUE(bank->document().GoTo(position).ok());
+  EXPECT_EQ(Bytes(data.body, data.body + data.bodySize), image);
+  EXPECT_EQ(Memory(), before);
 }
 
 }  // namespace

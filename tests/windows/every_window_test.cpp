@@ -17,6 +17,7 @@
 #include "app/move_dialog.h"
 #include "bank/bank_document.h"
 #include "bank/ui/bank_history.h"
+#include "bank/ui/export_preview.h"
 #include "clipped_text.h"
 #include "control_walk.h"
 #include "platform/atomic_file.h"
@@ -161,11 +162,12 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ZKMidiOutStatus out(program_->basics()->transfers());
     ZKBankDoc bank(nullptr);
     ZKBankUndo undo(bank, nullptr);
+    ExportPreview preview(ExportFormat::Reaper, {}, {}, &frame());
     ZKTrans targets({{frame().ActiveChild(), QStringLiteral("Yamaha DX7"), {}},
                      {nullptr, QStringLiteral("Kawai K4"), QStringLiteral("This is another instrument.")}});
     ZKSysXMessageDlg typed(program_->program()->prompts(), root_);
-    for (QDialog* dialog :
-         std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &targets, &typed}) {
+    for (QDialog* dialog : std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &preview,
+                                                           &targets, &typed}) {
       dialog->show();
       Settle();
       Look(dialog);
