@@ -96,11 +96,6 @@ void CMainFrame::BuildBars() {
 }
 
 void CMainFrame::RegisterViewCommands() {
-  Settings& settings = program_.settings();
-  menus_->Register(CommandId::ViewControlBar,
-                   {[&settings] { settings.MainApplicationControlBar(!settings.MainApplicationControlBar(-1)); },
-                    {},
-                    [&settings] { return settings.MainApplicationControlBar(-1) != 0; }});
   menus_->Register(
       CommandId::ViewStatusBar,
       {[this] { statusBar()->setVisible(statusBar()->isHidden()); }, {}, [this] { return !statusBar()->isHidden(); }});

@@ -107,6 +107,12 @@ TEST_F(MainFrameTest, CommandsThatChangeTheWindowDoSo) {
   EXPECT_FALSE(frame().ActionOf(CommandId::HelpManual1)->isVisible());
   frame().ActionOf(CommandId::HelpShortcuts)->trigger();
   KeepScreenshot(&frame(), QStringLiteral("main_window"));
+  frame().ActionOf(CommandId::ViewControlBar)->trigger();
+  Stop();
+  Start();
+  EXPECT_EQ(basics().MainAudition(-1), 0) << "kept without a word about it";
+  EXPECT_EQ(basics().MainAutoSaveLoadDesktop(-1), 0);
+  EXPECT_TRUE(frame().controlBar()->isVisible());
 }
 
 TEST_F(MainFrameTest, AuditionNotesGoToTheInstrumentAndEnd) {
