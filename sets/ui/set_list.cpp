@@ -173,8 +173,10 @@ int ZKGroupListCtl::GetCurSel() const {
   return currentIndex().isValid() ? currentIndex().row() : -1;
 }
 
+// Whatever keys are held: the row alone is selected.
 void ZKGroupListCtl::SetCurSel(int component) {
-  setCurrentIndex(model()->index(component, 0));
+  selectionModel()->setCurrentIndex(model()->index(component, 0),
+                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
 }
 
 std::vector<int> ZKGroupListCtl::Selected() const {
