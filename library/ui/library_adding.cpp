@@ -4,6 +4,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/clock.h"
 #include "platform/path_resolver.h"
 #include "store/library/library_document.h"
 #include "store/library/library_sources.h"
@@ -15,6 +16,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kPollMs = 20;
+constexpr std::size_t kMostWaiting = 64;  // files
 
 struct ReadFile {
   std::string path;
@@ -34,7 +36,8 @@ struct LibraryAdding::Shared {
   std::mutex mutex;
   std::deque<ReadFile> files;  // read, and not added yet
   CancelToken cancel;
-  std::atomic<std::size_t> read = 0, all = 0;
+  std::atomic<std::size_t> read = 0, all = 0, waiting = 0;
+  std::string failed;  // what was asked for and is not there
   bool over = false;
 };
 
@@ -61,6 +64,9 @@ void LibraryAdding::Start(const std::vector<std::string>& sources, Reader reader
       if (Result found = FilesOfSource(source, shared->cancel, &files); !found.ok()) failed = found.text;
     shared->all = files.size();
     for (const std::string& path : files) {
+      // What is read waits in memory, so it must not run ahead.
+      while (shared->waiting > kMostWaiting && SystemClock().SleepMs(kPollMs, &shared->cancel)) {
+      }
       if (shared->cancel.Cancelled()) break;
       ReadFile file{path, {}, {}, {}};
       std::vector<DataFilePtr> data;
@@ -69,14 +75,14 @@ void LibraryAdding::Start(const std::vector<std::string>& sources, Reader reader
       const std::lock_guard lock(shared->mutex);
       shared->files.push_back(std::move(file));
       ++shared->read;
+      ++shared->waiting;
     }
     const std::lock_guard lock(shared->mutex);
+    shared->failed = failed;
     shared->over = true;
-    return failed.empty() ? Result::Success() : Result::Failure(failed);
+    return Result::Success();
   };
-  context_.InBackground(receiver_, work, [this](const Result& result) {
-    if (!result.ok() && problem_.empty()) problem_ = result.text;
-  });
+  context_.InBackground(receiver_, work, [](const Result&) {});
   timer_.start();
   emit Changed();
 }
@@ -110,7 +116,10 @@ bool LibraryAdding::Take() {
       piece = std::move(file.data.front());
       file.data.pop_front();
     }
-    if (file.data.empty()) shared_->files.pop_front();
+    if (file.data.empty()) {
+      shared_->files.pop_front();
+      --shared_->waiting;
+    }
   }
   if (piece && !adder_->AddData(*piece, FileNameOf(path))) shared_->cancel.Cancel();
   return true;
@@ -134,6 +143,10 @@ void LibraryAdding::Poll() {
 void LibraryAdding::End() {
   timer_.stop();
   const bool stopped = shared_->cancel.Cancelled();
+  {
+    const std::lock_guard lock(shared_->mutex);
+    if (problem_.empty()) problem_ = shared_->failed;
+  }
   shared_->cancel.Cancel();
   shared_.reset();
   adder_->Finish();

@@ -182,7 +182,8 @@ void ZKLibListCtrl::GoTo(EntryId entry) {
   const auto at = std::find(listed.begin(), listed.end(), entry);
   if (at == listed.end()) return;
   const QModelIndex index = rows_->index(static_cast<int>(at - listed.begin()), 0);
-  setCurrentIndex(index);
+  // Whatever keys are held: the row alone is selected.
+  selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
   scrollTo(index);
 }
 

@@ -151,29 +151,14 @@ void TZKLib::ShowQuickMenu(const QPoint& at) {
   auto* menu = new QMenu(this);
   menu->setAttribute(Qt::WA_DeleteOnClose);
   menu->setToolTipsVisible(true);
-  constexpr CommandId kEntries[] = {CommandId::EditOpen,
-                                    CommandId::LibraryPlay,
-                                    CommandId::EditMoveTo,
-                                    CommandId::LibraryNewBank,
-                                    CommandId::None,
-                                    CommandId::EditCut,
-                                    CommandId::EditCopy,
-                                    CommandId::EditPaste,
-                                    CommandId::LibraryDelete,
-                                    CommandId::None,
-                                    CommandId::LibraryHide,
-                                    CommandId::LibraryShowAll,
-                                    CommandId::LibraryMergeKeys,
-                                    CommandId::LibraryNumber,
-                                    CommandId::None,
-                                    CommandId::LibraryDuplicates,
-                                    CommandId::LibrarySimilar,
-                                    CommandId::None,
-                                    CommandId::FileSave,
-                                    CommandId::FileSaveAs};
+  constexpr CommandId kEntries[] = {
+      CommandId::EditOpen,      CommandId::LibraryPlay, CommandId::LibraryNewBank,    CommandId::None,
+      CommandId::EditCut,       CommandId::EditCopy,    CommandId::EditPaste,         CommandId::LibraryDelete,
+      CommandId::None,          CommandId::LibraryHide, CommandId::LibraryShowAll,    CommandId::LibraryMergeKeys,
+      CommandId::LibraryNumber, CommandId::None,        CommandId::LibraryDuplicates, CommandId::LibrarySimilar,
+      CommandId::None,          CommandId::FileSave,    CommandId::FileSaveAs};
   for (const CommandId command : kEntries) {
     const CommandRow* row = RowOf(command);
-    if (command == CommandId::EditMoveTo) continue;
     if (!row) {
       menu->addSeparator();
       continue;

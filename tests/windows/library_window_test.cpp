@@ -1,6 +1,7 @@
 // The window of a Library: filled from files and banks, searched, edited, given to banks, everything taken back.
 
 #include "app/library_commands.h"
+#include "bank/bank_document.h"
 #include "library/ui/library_list.h"
 #include "library/ui/library_window.h"
 #include "platform/text.h"
