@@ -122,7 +122,10 @@ int ZKBankDoc::PatchCount() const {
 }
 
 std::string ZKBankDoc::NumberText(int patch) const {
-  const std::string text = MakeNumberStr(synth(), patch);
+  // A single patch that says where it belongs.
+  const bool own = !synth().isBank && synth().patchNumberInImage && synth().patchNumber <= PatchMax(synth());
+  const std::string text =
+      MakeNumberStr(synth(), own ? patch + std::max(0, synth().patchNumber - PatchMin(synth())) : patch);
   return std::string(TrimmedView(text));
 }
 
@@ -261,6 +264,12 @@ bool ZKBankDoc::EndBackup() {
   return changed;
 }
 
+DataFilePtr ZKBankDoc::At(std::size_t position) {
+  DataFilePtr copy(DupForUser(dataFile_.get()));
+  DataFileTarget target(copy.get());
+  return copy && history().BringCopy(position, target) ? std::move(copy) : nullptr;
+}
+
 void ZKBankDoc::KeepUndo(bool keep) {
   if (keepsUndo_ == keep) return;
   keepsUndo_ = keep;
@@ -312,6 +321,12 @@ void ZKBankDoc::InstrumentHolds(const DataFile& held) {
   if (dataFile_->voiceNames && AllocChunk(&copy->voiceNames, &copy->voiceNamesSize, dataFile_->voiceNamesSize))
     std::copy_n(dataFile_->voiceNames, dataFile_->voiceNamesSize, copy->voiceNames);
   states_.InstrumentHolds(*copy);
+  Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKBankDoc::TakeHeldSounds(std::vector<std::uint64_t> sounds) {
+  if (sounds == HeldSounds()) return;
+  states_.TakeHeldSounds(std::move(sounds));
   Tell(DocumentChange::Kind::Everything);
 }
 
