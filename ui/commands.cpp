@@ -67,7 +67,7 @@ constexpr CommandRow kCommandRows[] = {
      kChild, false, "&Export"},
     {CommandId::ExportCopyNames, MenuId::File, "Text Onl&y", "", "Put the names alone on the clipboard", kChild, false,
      "&Export"},
-    {CommandId::FileRepairCopy, MenuId::File, "Repai&r a Copy...", "",
+    {CommandId::FileRepairCopy, MenuId::File, "Repair a Cop&y...", "",
      "Look for damage in the active SysEx; what can be repaired is repaired in a copy", kFrame, false},
     {CommandId::SendDataFile, MenuId::File, "&Data File...", "", "Send a bank or patch from a file to its instrument",
      kFrame, false, "Sen&d"},

@@ -103,7 +103,7 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
       CommandId::EditCut,         CommandId::EditCopy,         CommandId::BankAutoName,   CommandId::BankNumber,
       CommandId::BankWriteInit,   CommandId::BankWriteInitIni, CommandId::BankInitToClip, CommandId::BankOriginalOrder,
       CommandId::BankUndoHistory, CommandId::BankVerifySend,   CommandId::BankKeepAlways, CommandId::BankKeepAsk,
-      CommandId::BankKeepNever};
+      CommandId::BankKeepNever,   CommandId::ExportPreview};
   for (int id = static_cast<int>(CommandId::ExportReaper); id <= static_cast<int>(CommandId::ExportCopyNames); ++id)
     full.insert(static_cast<CommandId>(id));
   EXPECT_EQ(Enabled(), full);
