@@ -40,13 +40,14 @@ constexpr int kClosingNoteMs = 2000;
 
 }  // namespace
 
-CZKApp::CZKApp(const CommandLine& commandLine)
+CZKApp::CZKApp(const CommandLine& commandLine, std::future<MadeInstruments> instruments)
     : commandLine_(commandLine),
       simulated_(commandLine_.Takes(kOptions[0])),
       fastCables_(commandLine_.Takes(kOptions[1])),
       dispatch_(std::make_unique<QtDispatch>(dispatcher_)),
       scripted_(ScriptedPrompts::FromEnvironment()),
       prompts_(dispatcher_),
+      instruments_(std::move(instruments)),
       handOver_(commandLine_.MakeFolders()),
       sequence_(*this, commandLine_) {}
 
@@ -113,7 +114,9 @@ std::unique_ptr<Program> CZKApp::AllocZKBasics(const CommandLine& commandLine) {
   if (simulated_) {
     simulation_ = std::make_unique<Simulation>(SystemClock(), folders.support + "/Simulated Instruments", fastCables_);
     program->midi().AddBackend(simulation_->backend());
-    if (const std::string problem = simulation_->AttachAll(); !problem.empty()) MonitorMsg("%s", problem.c_str());
+    auto made = instruments_.valid() ? instruments_.get() : MadeInstruments::All();
+    if (const auto problem = simulation_->AttachAll(std::move(made)); !problem.empty())
+      MonitorMsg("%s", problem.c_str());
   } else {
     program->midi().AddBackend(MakeAlsaBackend());
     program->midi().AddBackend(MakeJackBackend());

@@ -2,6 +2,7 @@
 
 #include <QSplashScreen>
 #include <array>
+#include <future>
 #include <memory>
 #include <string_view>
 
@@ -25,7 +26,8 @@ class CZKApp final : public QObject, public StartStopHost {
   // What the program takes besides the options every program of this house knows.
   static constexpr std::array<std::string_view, 2> kOptions = {"--simulated", "--fast-cables"};
 
-  explicit CZKApp(const CommandLine& commandLine);
+  // `instruments`: those that --simulated asks for, when they are being made already.
+  explicit CZKApp(const CommandLine& commandLine, std::future<MadeInstruments> instruments = {});
   ~CZKApp() override;
 
   // Hands the files to a process that runs already on the same folders.  True: done, this process may end.
@@ -80,6 +82,7 @@ class CZKApp final : public QObject, public StartStopHost {
   std::unique_ptr<QtDispatch> dispatch_;
   std::unique_ptr<ScriptedPrompts> scripted_;
   QtPrompts prompts_;
+  std::future<MadeInstruments> instruments_;
   std::unique_ptr<Simulation> simulation_;
   FileHandOver handOver_;
   StartStop sequence_;

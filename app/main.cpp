@@ -2,7 +2,9 @@
 #include <unistd.h>
 #include <QApplication>
 #include <csignal>
+#include <future>
 #include <iostream>
+#include <system_error>
 
 #include <QSocketNotifier>
 
@@ -50,15 +52,29 @@ constexpr char kHelp[] =
     "  --no-printer       do not look for printers\n"
     "  --help, --version\n";
 
+// Simulated instruments need nothing of the windows, whose start takes its time too.  Invalid when no thread can be
+// had.
+std::future<tonalith::MadeInstruments> BeginInstruments() {
+  try {
+    return std::async(std::launch::async, tonalith::MadeInstruments::All);
+  } catch (const std::system_error&) {
+    return {};
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  bool simulated = false;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     const tonalith::TerminalText out(std::cout);
+    simulated = simulated || word == "--simulated";
     if (word == "--help") return !(out << kHelp).Takes();
     if (word == "--version") return !(out << "Tonalith " TONALITH_VERSION "\n").Takes();
   }
+  std::future<tonalith::MadeInstruments> instruments;
+  if (simulated) instruments = BeginInstruments();
   qInstallMessageHandler(OnQtMessage);
   Application application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("tonalith"));
@@ -71,7 +87,7 @@ int main(int argc, char** argv) {
     tonalith::WriteErrorLine("tonalith: " + commandLine.problem);
     return kWrongUse;
   }
-  tonalith::CZKApp program(commandLine);
+  tonalith::CZKApp program(commandLine, std::move(instruments));
   if (program.HandOver()) return 0;
 
   // A request to end from outside takes the same way as the user's, without questions.

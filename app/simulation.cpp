@@ -5,6 +5,7 @@
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/log.h"
+#include "platform/parallel.h"
 
 namespace tonalith {
 
@@ -30,19 +31,19 @@ std::string Simulation::FileOf(std::size_t place) const {
   return folder_ + "/" + FixInvalidFilenameCharacters(virtualStudio_->PortName(place)) + ".syx";
 }
 
-std::string Simulation::AttachAll() {
+std::string Simulation::AttachAll(MadeInstruments made) {
   std::string problem;
-  virtualStudio_->AttachAll(&problem);
+  virtualStudio_->AttachAll(std::move(made), &problem);
   kept_.resize(virtualStudio_->Count());
   plugged_.assign(virtualStudio_->Count(), true);
-  for (std::size_t place = 0; place < virtualStudio_->Count(); ++place) {
+  InParallel(virtualStudio_->Count(), [this](std::size_t place) {
     std::vector<std::uint8_t> dump;
     const std::string file = FileOf(place);
     if (FileExists(file) && ReadWholeFile(file, dump).ok()) {
       virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { instrument.LoadDump(dump); });
     }
     virtualStudio_->With(place, [&](SimulatedInstrument& instrument) { kept_[place] = instrument.Memory(); });
-  }
+  });
   return problem;
 }
 

@@ -20,8 +20,8 @@ class Simulation {
   Simulation& operator=(const Simulation&) = delete;
 
   std::shared_ptr<VirtualBackend> backend() const { return backend_; }
-  // Plugs all instruments in with what they remember; a sentence for each that could not be.
-  std::string AttachAll();
+  // Plugs these instruments in with what they remember; a sentence for each that could not be read.
+  std::string AttachAll(MadeInstruments made = MadeInstruments::All());
   VirtualStudio& studio() { return *virtualStudio_; }
   // Routes every instrument of the studio to the simulated one of its name, where there is one, unless its port is
   // there. `loaded`: the studio was just read; one that was saved without ports has the first port everywhere, which

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/parallel.h"
 #include "platform/text.h"
 #include "simulator/casio_engine.h"
 #include "simulator/change_engine.h"
@@ -231,6 +232,22 @@ std::unique_ptr<SimulatedInstrument> SimulatedInstrument::CreateForDump(std::spa
   }
   if (!best && problem != nullptr) *problem = why;
   return best;
+}
+
+MadeInstruments MadeInstruments::All() {
+  const auto keys = SimulatedInstrumentKeys();
+  MadeInstruments made;
+  if (keys.empty()) made.problem = "The descriptions of the simulated instruments were not found.";
+  std::vector<std::unique_ptr<SimulatedInstrument>> all(keys.size());
+  std::vector<std::string> problems(keys.size());
+  InParallel(keys.size(), [&](std::size_t i) { all[i] = SimulatedInstrument::Create(keys[i], &problems[i]); });
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (all[i])
+      made.instruments.push_back(std::move(all[i]));
+    else
+      made.problem += (made.problem.empty() ? "" : "  ") + problems[i];
+  }
+  return made;
 }
 
 const InstrumentDescription& SimulatedInstrument::description() const {

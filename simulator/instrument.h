@@ -127,4 +127,13 @@ class SimulatedInstrument {
   std::unique_ptr<State> state_;
 };
 
+// All instruments with a description, in the order of their keys.
+struct MadeInstruments {
+  // Reads the descriptions, several at a time.
+  static MadeInstruments All();
+
+  std::vector<std::unique_ptr<SimulatedInstrument>> instruments;
+  std::string problem;  // a sentence for each that could not be read, empty when all are there
+};
+
 }  // namespace tonalith

@@ -21,10 +21,10 @@ constexpr std::array<std::string_view, 16> kFactorySecond = {"Bell", "Pad",  "Re
 class FactoryDice {
  public:
   explicit FactoryDice(std::uint32_t seed) : state_(seed * 2654435761U + 12345U) {}
-  int Roll(int minimum, int maximum) {
+  // From 0 to sides - 1.
+  int Roll(std::uint32_t sides) {
     state_ = state_ * 1664525U + 1013904223U;
-    const auto range = static_cast<std::uint32_t>(maximum - minimum + 1);
-    return minimum + static_cast<int>((state_ >> 8) % range);
+    return static_cast<int>((state_ >> 8) % sides);
   }
 
  private:
@@ -128,11 +128,14 @@ void MemoryImage::FillFactoryArea(const InstrumentDescription& description, int 
     std::fill(bytes.begin(), bytes.end(), static_cast<std::uint8_t>(info.fill));
     FactoryDice dice(static_cast<std::uint32_t>(area * 4099 + item));
     for (const ValueRule& rule : info.values) {
-      for (int i = 0; i < rule.run; ++i) {
-        int value = dice.Roll(rule.minimum, rule.maximum);
-        const int middle = (rule.minimum + rule.maximum + 1) / 2;
+      const auto sides = static_cast<std::uint32_t>(rule.maximum - rule.minimum + 1);
+      const int middle = (rule.minimum + rule.maximum + 1) / 2;
+      const auto run =
+          bytes.subspan(static_cast<std::size_t>(rule.offset), static_cast<std::size_t>(std::max(rule.run, 0)));
+      for (std::uint8_t& byte : run) {
+        int value = rule.minimum + dice.Roll(sides);
         if (rule.centred) value = middle + (value - middle) / 4;
-        PutField(bytes[static_cast<std::size_t>(rule.offset + i)], rule.bit, rule.width, value);
+        PutField(byte, rule.bit, rule.width, value);
       }
     }
     // A name has room only in contents of a known size.

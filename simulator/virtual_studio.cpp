@@ -31,17 +31,11 @@ std::size_t VirtualStudio::Attach(std::unique_ptr<SimulatedInstrument> instrumen
   return Connect(std::move(cable), name);
 }
 
-bool VirtualStudio::AttachAll(std::string* problem) {
-  const auto keys = SimulatedInstrumentKeys();
-  bool whole = !keys.empty();
-  if (keys.empty() && problem != nullptr) *problem = "The descriptions of the simulated instruments were not found.";
-  for (const std::string& key : keys) {
-    if (auto instrument = SimulatedInstrument::Create(key, problem))
-      Attach(std::move(instrument));
-    else
-      whole = false;
-  }
-  return whole;
+bool VirtualStudio::AttachAll(MadeInstruments made, std::string* problem) {
+  for (auto& instrument : made.instruments) Attach(std::move(instrument));
+  if (made.problem.empty()) return true;
+  if (problem != nullptr) *problem = std::move(made.problem);
+  return false;
 }
 
 std::size_t VirtualStudio::AttachConversation(Conversation conversation, const std::string& portName) {

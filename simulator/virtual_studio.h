@@ -33,7 +33,8 @@ class VirtualStudio {
   std::size_t Attach(std::unique_ptr<SimulatedInstrument> instrument, const std::string& portName = {});
   // All instruments with a description; false and a sentence in *problem when one cannot be read (the others are
   // there).
-  bool AttachAll(std::string* problem);
+  bool AttachAll(std::string* problem) { return AttachAll(MadeInstruments::All(), problem); }
+  bool AttachAll(MadeInstruments made, std::string* problem);
   // A cable whose far end plays a conversation.  What comes before the program says anything is sent by BeginTalk.
   std::size_t AttachConversation(Conversation conversation, const std::string& portName);
   void BeginTalk(std::size_t place);

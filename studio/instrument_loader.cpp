@@ -9,13 +9,13 @@
 #include "platform/atomic_file.h"
 #include "platform/ini_file.h"
 #include "platform/log.h"
+#include "platform/parallel.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
 #include "studio/module_facts.h"
 #include "studio/studio_list.h"
 #include "studio/studio_surroundings.h"
-#include "studio/sysex_map.h"
 
 namespace tonalith {
 
@@ -220,12 +220,30 @@ std::string InstrumentLoader::ModuleOfRecord(const std::string& moduleFile) cons
   return found.empty() ? moduleFile : found;
 }
 
+void InstrumentLoader::LoadDriversOfRecords(std::vector<DriverOfRecord>* records) {
+  {
+    struct Quiet {
+      explicit Quiet(bool* flag) : flag_(flag), former_(std::exchange(*flag, true)) {}
+      ~Quiet() { *flag_ = former_; }
+      bool* flag_;
+      bool former_;
+    } const quiet(&quietModules_);
+    InParallel(records->size(), [&](std::size_t i) {
+      DriverOfRecord& record = (*records)[i];
+      record.loaded = LoadDriverOfRecord(record.driver.get(), *record.instrument);
+    });
+  }
+  if (!around_.dataFolder) return;
+  for (const DriverOfRecord& record : *records) {
+    if (record.loaded) around_.dataFolder(FieldText(record.driver->synth()->reserved206));
+  }
+}
+
+// Works on threads of its own: touches nothing but its driver.
 bool InstrumentLoader::LoadDriverOfRecord(ZKDrvList* driver, const ZKDrvList& instrument) {
   const auto folder = FolderOfRecord(*driver, around_.paths, facts_);
   if (!folder) return false;
-  const bool quiet = std::exchange(quietModules_, true);
   auto loaded = DrvLoadDriver(driver->file, *folder, driver->setMember, driver->setMemberCopy);
-  quietModules_ = quiet;
   if (!loaded) return false;
   driver->path = *folder;
   driver->dataFile = std::move(loaded->dataFile);
@@ -235,8 +253,6 @@ bool InstrumentLoader::LoadDriverOfRecord(ZKDrvList* driver, const ZKDrvList& in
   driver->instance = instrument.instance;
   driver->CopyToDescriptors();
   GetPchInfo(driver);
-  driver->sysExMap = BufferDescriptor::LoadBin(around_.paths, *driver);
-  if (around_.dataFolder) around_.dataFolder(FieldText(s.reserved206));
   return true;
 }
 

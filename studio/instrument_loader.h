@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tonalith {
 
@@ -25,13 +26,20 @@ class InstrumentLoader {
   // Loads a driver file into a new node; null when it cannot be read.
   std::unique_ptr<ZKDrvList> DrvLoadDriver(const std::string& driverFile, const std::filesystem::path& folder,
                                            int setMember, int setMemberCopy);
-  // Reads the driver file a record of a studio file names and gives the node its data; the node keeps its settings.
-  // Nobody is told about a failure.
-  bool LoadDriverOfRecord(ZKDrvList* driver, const ZKDrvList& instrument);
+  // A driver of a studio file's record, below its instrument.
+  struct DriverOfRecord {
+    std::unique_ptr<ZKDrvList> driver;
+    ZKDrvList* instrument = nullptr;
+    bool loaded = false;
+  };
+  // Reads the driver files that records of a studio file name, several at a time, and gives the nodes their data; the
+  // nodes keep their settings.  Nobody is told about a failure.
+  void LoadDriversOfRecords(std::vector<DriverOfRecord>* records);
   // A record holds 39 bytes of the module's file name: a longer one is the only module that begins with them.
   std::string ModuleOfRecord(const std::string& moduleFile) const;
 
  private:
+  bool LoadDriverOfRecord(ZKDrvList* driver, const ZKDrvList& instrument);
   void ModuleProblem(const std::string& title, const std::string& text, bool last);
   std::unique_ptr<ZKDrvList> AddDriver(ZKDrvList* instrument, const IniFile& ini, const std::string& folder,
                                        int number);

@@ -71,11 +71,11 @@ bool ManualDumps::TakeOpen(int port, std::span<const std::uint8_t> message, Dump
   for (const auto& instrument : studio_.instruments()) {
     if (instrument->midiInPort != port) continue;
     for (const auto& driver : instrument->drivers) {
-      if (!driver->sysExMap || !driver->dataFile) continue;
+      if (!driver->dataFile || !driver->SysExMap()) continue;
       DataFile* data = OpenDataOf(studio_, driver.get(), open);
       // Also drivers without open data look at the message: it may say that the next ones are theirs.
       const std::size_t index =
-          driver->sysExMap->Validate(data ? *data : *driver->dataFile, message, studio_.list().sysExBase());
+          driver->SysExMap()->Validate(data ? *data : *driver->dataFile, message, studio_.list().sysExBase());
       if (!data || index == BufferDescriptor::kNoMatch) continue;
       taken = TakeInto(*driver, index, message, data, dump) || taken;
     }
@@ -85,7 +85,7 @@ bool ManualDumps::TakeOpen(int port, std::span<const std::uint8_t> message, Dump
 
 bool ManualDumps::TakeInto(const ZKDrvList& driver, std::size_t index, std::span<const std::uint8_t> message,
                            DataFile* dataFile, Dump* dump) {
-  const BufferDescriptor& map = *driver.sysExMap;
+  const BufferDescriptor& map = *driver.SysExMap();
   const auto range = map.Range(index, message, studio_.list().sysExBase());
   if (!range || range->count == 0) return false;
   // The bytes go into a copy first: a damaged message must not reach the data.

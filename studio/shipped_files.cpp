@@ -1,13 +1,16 @@
 #include "studio/shipped_files.h"
 
 #include <algorithm>
+#include <charconv>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "platform/atomic_file.h"
 #include "platform/file_stamp.h"
 #include "platform/log.h"
+#include "platform/parallel.h"
 #include "platform/path_resolver.h"
 #include "platform/sha256.h"
 #include "platform/text.h"
@@ -58,23 +61,39 @@ std::string MarksText(const Marks& marks) {
   return text.str();
 }
 
+// What stands before the next blank, which is taken away with it.
+std::string_view TakeWord(std::string_view* line) {
+  const std::string_view word = line->substr(0, line->find(' '));
+  line->remove_prefix(std::min(word.size() + 1, line->size()));
+  return word;
+}
+
+template <typename T>
+bool TakeNumber(std::string_view* line, T* value) {
+  const std::string_view word = TakeWord(line);
+  const char* end = word.data() + word.size();
+  const auto [at, error] = std::from_chars(word.data(), end, *value);
+  return error == std::errc() && at == end;
+}
+
 // Lines that are none are passed over: the files they stand for are read again.
 Marks MarksFromText(const std::string& text) {
   Marks marks;
   PackageMarks* package = nullptr;
-  for (const std::string& line : SplitText(text, '\n')) {
-    std::istringstream words(line);
-    std::string word, sha256, name;
+  for (std::string_view rest = text; !rest.empty();) {
+    std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const std::string_view word = TakeWord(&line);
     FileMark mark;
-    words >> word >> mark.inode >> mark.size >> mark.modified;
-    if (word == "package") words >> sha256;
-    words.get();
-    if (!std::getline(words, name) || name.empty()) continue;
+    if (!TakeNumber(&line, &mark.inode) || !TakeNumber(&line, &mark.size) || !TakeNumber(&line, &mark.modified))
+      continue;
+    const std::string sha256(word == "package" ? TakeWord(&line) : std::string_view());
+    if (line.empty()) continue;
     if (word == "package") {
-      package = &marks[name];
+      package = &marks[std::string(line)];
       *package = {sha256, mark, {}};
     } else if (word == "file" && package) {
-      package->files[name] = mark;
+      package->files[std::string(line)] = mark;
     }
   }
   return marks;
@@ -120,14 +139,17 @@ class ShippedCheck {
       : packages_(packages), instruments_(instruments), outcome_(outcome) {
     std::string text;
     if (ReadWholeFile((instruments / kMarksFile).string(), text, kLargestMarks).ok()) marks_ = MarksFromText(text);
-    former_ = MarksText(marks_);
+    former_ = std::move(text);
   }
 
   Result LoadManifest() { return ReadShippedManifest(packages_, &manifest_); }
+  // True when nothing of the package or what was installed from it changed since it was found right.
+  bool IsUnchanged(const std::string& name) const;
   Result Package(const std::string& name);
   void KeepMarks() const;
 
  private:
+  const ShippedPackage* Listed(const std::string& name) const;
   Result Load(const std::string& name, const ShippedPackage* listed, PackageFiles* files) const;
   Result Install(const std::string& name, const ShippedPackage* listed, bool* ours);
   Result Verify(const ShippedPackage& listed, PackageMarks* marks);
@@ -194,10 +216,27 @@ bool ShippedCheck::IsGone(const ShippedPackage& listed) const {
                       [this](const ShippedFile& file) { return FileExists(OnDisk(instruments_, file.path).string()); });
 }
 
-Result ShippedCheck::Package(const std::string& name) {
+const ShippedPackage* ShippedCheck::Listed(const std::string& name) const {
   const auto found = std::find_if(manifest_.begin(), manifest_.end(),
                                   [&](const ShippedPackage& package) { return package.fileName == name; });
-  const ShippedPackage* listed = found == manifest_.end() ? nullptr : &*found;
+  return found == manifest_.end() ? nullptr : &*found;
+}
+
+bool ShippedCheck::IsUnchanged(const std::string& name) const {
+  const ShippedPackage* listed = Listed(name);
+  const auto marks = marks_.find(name);
+  if (!listed || listed->files.empty() || listed->ModuleFile().empty() || marks == marks_.end()) return false;
+  const PackageMarks& known = marks->second;
+  const std::string list = InstalledFilesName(WithoutExtension(listed->ModuleFile()));
+  if (known.sha256 != listed->sha256 || MarkOf(instruments_ / list) != known.list) return false;
+  return std::all_of(listed->files.begin(), listed->files.end(), [&](const ShippedFile& file) {
+    const auto mark = known.files.find(file.path);
+    return mark != known.files.end() && MarkOf(instruments_ / file.path) == mark->second;
+  });
+}
+
+Result ShippedCheck::Package(const std::string& name) {
+  const ShippedPackage* listed = Listed(name);
   const std::string list = listed ? InstalledFilesName(WithoutExtension(listed->ModuleFile())) : std::string();
   const auto marks = marks_.find(name);
   if (!listed || listed->ModuleFile().empty() || marks == marks_.end() || marks->second.sha256 != listed->sha256 ||
@@ -296,11 +335,15 @@ Result InstallShippedPackages(const fs::path& packages, const fs::path& instrume
   ShippedCheck check(packages, instruments, outcome ? outcome : &own);
   const Result listed = check.LoadManifest();
   std::string problems = listed.text;
-  for (const std::string& name : ListFolder(packages.string(), "*.pvz")) {
-    const Result result = check.Package(name);
-    if (!result.ok()) problems += (problems.empty() ? "" : "\n") + name + ": " + result.text;
+  const std::vector<std::string> names = ListFolder(packages.string(), "*.pvz");
+  std::vector<char> unchanged(names.size());
+  InParallel(names.size(), [&](std::size_t i) { unchanged[i] = check.IsUnchanged(names[i]); });
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (unchanged[i]) continue;
+    const Result result = check.Package(names[i]);
+    if (!result.ok()) problems += (problems.empty() ? "" : "\n") + names[i] + ": " + result.text;
   }
-  check.KeepMarks();
+  if (std::find(unchanged.begin(), unchanged.end(), 0) != unchanged.end()) check.KeepMarks();
   return problems.empty() ? Result::Success() : Result::Failure(problems);
 }
 

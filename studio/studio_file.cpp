@@ -144,23 +144,35 @@ int StudioFile::ReadRecords(const std::vector<std::uint8_t>& bytes, std::size_t*
     return kDiskReadError;
   }
   const int count = static_cast<std::int16_t>(LoadLe16(bytes.data() + 4));
+  std::vector<InstrumentLoader::DriverOfRecord> drivers;
+  int code = kDiskOk;
   for (int i = 0; i < count; ++i, *at += kStudioRecordSize) {
     const std::uint8_t* record = bytes.data() + *at;
     // A record begins with four zero bytes; a count that is too large would read the port names as one.
-    if (bytes.size() - *at < kStudioRecordSize || std::memcmp(record, kBlocksMark, 4) == 0) return kDiskReadError;
+    if (bytes.size() - *at < kStudioRecordSize || std::memcmp(record, kBlocksMark, 4) == 0) {
+      code = kDiskReadError;
+      break;
+    }
     auto node = ZKDrvList::FromRecord(record);
     node->SetIniFile(parts_.around.paths, parts_.loader.ModuleOfRecord(node->moduleFile));
     if (node->IsInstrument()) {
       parts_.list.Append(std::move(node));
-    } else if (!parts_.list.instruments().empty() &&
-               parts_.loader.LoadDriverOfRecord(node.get(), *parts_.list.instruments().back())) {
-      node->instrument = parts_.list.instruments().back().get();
-      node->instrument->drivers.push_back(std::move(node));
+    } else if (!parts_.list.instruments().empty()) {
+      drivers.push_back({std::move(node), parts_.list.instruments().back().get()});
     } else {
       ++droppedNodes_;
     }
   }
-  return kDiskOk;
+  parts_.loader.LoadDriversOfRecords(&drivers);
+  for (auto& [driver, instrument, loaded] : drivers) {
+    if (!loaded) {
+      ++droppedNodes_;
+      continue;
+    }
+    driver->instrument = instrument;
+    instrument->drivers.push_back(std::move(driver));
+  }
+  return code;
 }
 
 // False when the blocks are not whole, or the file holds something else behind the records.

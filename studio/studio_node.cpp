@@ -40,7 +40,17 @@ std::string RecordTextCut(const std::uint8_t* record, std::size_t at, std::size_
 void ZKDrvList::SetIniFile(const StudioPaths& paths, const std::string& moduleName) {
   moduleFile = moduleName;
   iniFolder_ = paths.instruments;
-  if (synth()) sysExMap = BufferDescriptor::LoadBin(paths, *this);
+  mapRead_ = false;
+}
+
+const BufferDescriptor* ZKDrvList::SysExMap() const {
+  if (!mapRead_ && synth()) {
+    mapRead_ = true;
+    StudioPaths paths;
+    paths.instruments = iniFolder_;
+    sysExMap_ = BufferDescriptor::LoadBin(paths, *this);
+  }
+  return sysExMap_.get();
 }
 
 std::filesystem::path ZKDrvList::GetIniPath() const {

@@ -76,6 +76,10 @@ class ZKDrvList {
   // Node values into the descriptor of this node and, for an instrument, of its drivers.
   void CopyToDescriptors();
 
+  // How the messages of a driver node's data are recognised; null: it has no such map.  Read when it is asked for
+  // first, since large maps would hold up every start.  Not for several threads at a time.
+  const BufferDescriptor* SysExMap() const;
+
   // Studio record (kStudioRecordSize bytes); the port names are kept apart from it.
   void WriteRecord(std::uint8_t* record) const;
   static std::unique_ptr<ZKDrvList> FromRecord(const std::uint8_t* record);
@@ -85,7 +89,6 @@ class ZKDrvList {
   std::vector<std::unique_ptr<ZKDrvList>> drivers;  // of an instrument node
   ZKDrvList* instrument = nullptr;                  // of a driver node
   DataFilePtr dataFile;                             // of a driver node
-  std::shared_ptr<BufferDescriptor> sysExMap;       // of a driver node; null: it has none
   std::uint8_t state = 0;
   std::uint8_t sysExChannel = 0;
   std::uint8_t midiChannel = 0;
@@ -122,6 +125,8 @@ class ZKDrvList {
 
   ZKDrvListKind kind_;
   std::filesystem::path iniFolder_;
+  mutable std::shared_ptr<const BufferDescriptor> sysExMap_;
+  mutable bool mapRead_ = false;
 };
 
 }  // namespace tonalith

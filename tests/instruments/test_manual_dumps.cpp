@@ -280,13 +280,13 @@ TEST_F(ManualDumpTest, MapsAgreeWithWhatIsRecognised) {
     for (const RecognizedPiece& piece : found.pieces) {
       ZKDrvList* driver = modules.studio().GetDriverWithID(piece.driverId);
       ASSERT_TRUE(driver);
-      if (!driver->sysExMap) continue;
+      if (!driver->SysExMap()) continue;
       const DataFilePtr data = modules.studio().GetNewDataFile(driver);
       SysXBase base;
       std::size_t copied = 0;
       for (const Bytes& message : MessagesOf(std::span(dump).subspan(piece.offset, piece.length))) {
-        const std::size_t index = driver->sysExMap->Validate(*data, message, base);
-        if (index != BufferDescriptor::kNoMatch) copied += driver->sysExMap->Copy(index, data.get(), message, base);
+        const std::size_t index = driver->SysExMap()->Validate(*data, message, base);
+        if (index != BufferDescriptor::kNoMatch) copied += driver->SysExMap()->Copy(index, data.get(), message, base);
       }
       if (copied == 0) continue;
       ++taken;

@@ -305,7 +305,7 @@ constexpr char kIni[] =
 }  // namespace
 
 TEST_F(MapFolder, TheTextFormBecomesTheMapFile) {
-  ASSERT_TRUE(driver(70).sysExMap);
+  ASSERT_TRUE(driver(70).SysExMap());
   std::filesystem::remove(Path("Maps/SysXMap.ID70.bin"));
   EXPECT_FALSE(CreateBinDescriptor(studio_->paths(), driver(70)));
   Write("Maps/SysX Descriptors/ID70.ini", kIni);
