@@ -3,6 +3,7 @@
 #include <QDropEvent>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
 #include <algorithm>
@@ -39,20 +40,25 @@ int Characters(LibraryColumn column) {
 // ---- the rows -------------------------------------------------------------------------------------------------------
 
 LibraryListModel::LibraryListModel(ZKLibDoc& library, LibraryView& view, QObject* parent)
-    : QAbstractTableModel(parent), library_(library), view_(view) {}
+    : QAbstractTableModel(parent), library_(library), view_(view), shown_(view.Listed()) {}
 
-void LibraryListModel::Reset() {
+bool LibraryListModel::Follow() {
+  if (shown_ == view_.Listed()) {
+    if (!shown_.empty()) emit dataChanged(index(0, 0), index(static_cast<int>(shown_.size()) - 1, kLibraryColumns - 1));
+    return false;
+  }
   beginResetModel();
+  shown_ = view_.Listed();
   endResetModel();
+  return true;
 }
 
 EntryId LibraryListModel::EntryOf(int row) const {
-  const std::vector<EntryId>& listed = view_.Listed();
-  return row >= 0 && static_cast<std::size_t>(row) < listed.size() ? listed[static_cast<std::size_t>(row)] : 0;
+  return row >= 0 && static_cast<std::size_t>(row) < shown_.size() ? shown_[static_cast<std::size_t>(row)] : 0;
 }
 
 int LibraryListModel::rowCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(view_.Listed().size());
+  return parent.isValid() ? 0 : static_cast<int>(shown_.size());
 }
 
 int LibraryListModel::columnCount(const QModelIndex& parent) const {
@@ -78,7 +84,7 @@ QVariant LibraryListModel::data(const QModelIndex& index, int role) const {
       return name && text.empty() ? tr("<unnamed>") : ShownUtf8(text);
     }
     case Qt::EditRole:
-      return QString::fromStdString(library_.Text(entry, column));
+      return FromUtf8(library_.Text(entry, column));
     case Qt::DecorationRole:
       return name ? QVariant(IconOf(Glyph::Patch)) : QVariant();
     case Qt::AccessibleTextRole:
@@ -92,7 +98,7 @@ QVariant LibraryListModel::data(const QModelIndex& index, int role) const {
 
 QVariant LibraryListModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
-  return QString::fromStdString(LibraryColumnLabel(ColumnOf(section)));
+  return FromUtf8(LibraryColumnLabel(ColumnOf(section)));
 }
 
 Qt::ItemFlags LibraryListModel::flags(const QModelIndex& index) const {
@@ -115,9 +121,40 @@ bool LibraryListModel::setData(const QModelIndex& index, const QVariant& value, 
     emit Explained(ShownUtf8(set.text));
     return false;
   }
-  const QString now = QString::fromStdString(library_.Text(entry, column));
+  const QString now = FromUtf8(library_.Text(entry, column));
   if (now.trimmed() != wanted.trimmed()) emit Explained(tr("The text was taken as \"%1\".").arg(ShownText(now)));
   return true;
+}
+
+// ---- typing ---------------------------------------------------------------------------------------------------------
+
+LibraryDelegate::LibraryDelegate(const ZKLibDoc& library, ZKLibListCtrl* list)
+    : ListDelegate(list), library_(library), list_(list) {}
+
+QWidget* LibraryDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem& option,
+                                       const QModelIndex& index) const {
+  QWidget* editor = ListDelegate::createEditor(parent, option, index);
+  auto* line = qobject_cast<QLineEdit*>(editor);
+  const DataFile* data = library_.Data(list_->rows()->EntryOf(index.row()));
+  if (line && data) {
+    line->setMaxLength(static_cast<int>(LongestEntryText(*data, ColumnOf(index.column()))));
+    line->setAccessibleName(ShownUtf8(LibraryColumnLabel(ColumnOf(index.column()))));
+  }
+  return editor;
+}
+
+bool LibraryDelegate::eventFilter(QObject* watched, QEvent* event) {
+  auto* editor = qobject_cast<QWidget*>(watched);
+  if (editor && event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+      emit commitData(editor);
+      emit closeEditor(editor, NoHint);
+      list_->EditBelow();
+      return true;
+    }
+  }
+  return ListDelegate::eventFilter(watched, event);
 }
 
 // ---- the list -------------------------------------------------------------------------------------------------------
@@ -126,6 +163,7 @@ ZKLibListCtrl::ZKLibListCtrl(ZKLibDoc& library, LibraryView& view, QWidget* pare
     : QTreeView(parent), view_(view), rows_(new LibraryListModel(library, view, this)) {
   setModel(rows_);
   DressList(this);
+  setItemDelegate(new LibraryDelegate(library, this));
   setRootIsDecorated(false);
   setUniformRowHeights(true);
   setSelectionMode(ExtendedSelection);
@@ -165,7 +203,7 @@ void ZKLibListCtrl::AskColumns(const QPoint& at) {
   auto* menu = new QMenu(this);
   menu->setAttribute(Qt::WA_DeleteOnClose);
   for (int i = 1; i < kLibraryColumns; ++i) {
-    QAction* entry = menu->addAction(QString::fromStdString(LibraryColumnLabel(ColumnOf(i))));
+    QAction* entry = menu->addAction(FromUtf8(LibraryColumnLabel(ColumnOf(i))));
     entry->setCheckable(true);
     entry->setChecked(!isColumnHidden(i));
     connect(entry, &QAction::toggled, this, [this, i](bool on) { ShowColumn(ColumnOf(i), on); });
@@ -184,6 +222,18 @@ void ZKLibListCtrl::GoTo(EntryId entry) {
   const QModelIndex index = rows_->index(static_cast<int>(at - listed.begin()), 0);
   // Whatever keys are held: the row alone is selected.
   selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+  scrollTo(index);
+}
+
+void ZKLibListCtrl::GoToSelected() {
+  const std::vector<EntryId> selected = view_.Selected();
+  const std::vector<EntryId>& listed = view_.Listed();
+  if (selected.empty()) return;
+  const auto at = std::find(listed.begin(), listed.end(), selected.front());
+  const QModelIndex index = rows_->index(static_cast<int>(at - listed.begin()), 0);
+  following_ = true;
+  selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+  following_ = false;
   scrollTo(index);
 }
 
@@ -206,8 +256,15 @@ void ZKLibListCtrl::Follow() {
   const EntryId current = Current();
   const int column = currentIndex().column();
   const int before = currentIndex().row();
+  const bool typing = state() == EditingState;
   following_ = true;
-  rows_->Reset();
+  if (!rows_->Follow()) {
+    SelectRows();
+    following_ = false;
+    return;
+  }
+  // The field that something was typed in is gone, and the keys go back to the list.
+  if (typing) setFocus();
   const std::vector<EntryId>& listed = view_.Listed();
   const auto at = std::find(listed.begin(), listed.end(), current);
   // What was current and is gone leaves its place to what stands there now.
@@ -218,6 +275,37 @@ void ZKLibListCtrl::Follow() {
   SelectRows();
   following_ = false;
   if (row >= 0) scrollTo(currentIndex());
+}
+
+void ZKLibListCtrl::EditCurrent() {
+  const QModelIndex current = currentIndex();
+  edit(rows_->flags(current) & Qt::ItemIsEditable ? current : current.siblingAtColumn(0));
+}
+
+void ZKLibListCtrl::EditBelow() {
+  const QModelIndex below = currentIndex().siblingAtRow(currentIndex().row() + 1);
+  if (!below.isValid()) return;
+  setCurrentIndex(below);
+  edit(below);
+}
+
+// From a text to the next, or the one before, in the order of the columns as they are shown; nothing is behind the
+// last.
+QModelIndex ZKLibListCtrl::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) {
+  if ((action != MoveNext && action != MovePrevious) || !currentIndex().isValid())
+    return QTreeView::moveCursor(action, modifiers);
+  const int step = action == MoveNext ? 1 : -1;
+  int row = currentIndex().row();
+  int place = header()->visualIndex(currentIndex().column());
+  while (row >= 0 && row < rows_->rowCount()) {
+    for (place += step; place >= 0 && place < kLibraryColumns; place += step) {
+      const QModelIndex at = rows_->index(row, header()->logicalIndex(place));
+      if (!isColumnHidden(at.column()) && rows_->flags(at) & Qt::ItemIsEditable) return at;
+    }
+    row += step;
+    place = step > 0 ? -1 : kLibraryColumns;
+  }
+  return {};
 }
 
 void ZKLibListCtrl::keyPressEvent(QKeyEvent* event) {
@@ -258,12 +346,20 @@ void ZKLibListCtrl::dragEnterEvent(QDragEnterEvent* event) {
 
 // What the Library does not take goes on to the main window, which opens files.
 void ZKLibListCtrl::dragMoveEvent(QDragMoveEvent* event) {
+  DragOver(event);
+}
+
+void ZKLibListCtrl::dropEvent(QDropEvent* event) {
+  Drop(event);
+}
+
+void ZKLibListCtrl::DragOver(QDropEvent* event) {
   if (!drag_.takes || !drag_.takes(*event->mimeData())) return event->ignore();
   event->setDropAction(Qt::CopyAction);
   event->accept();
 }
 
-void ZKLibListCtrl::dropEvent(QDropEvent* event) {
+void ZKLibListCtrl::Drop(QDropEvent* event) {
   if (!drag_.takes || !drag_.takes(*event->mimeData())) return event->ignore();
   event->setDropAction(Qt::CopyAction);
   event->accept();

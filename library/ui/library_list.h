@@ -7,10 +7,14 @@
 
 #include "document/document.h"
 #include "store/library/library_view.h"
+#include "ui/style/list_delegate.h"
 
+class QDropEvent;
 class QMimeData;
 
 namespace tonalith {
+
+class ZKLibListCtrl;
 
 // The listed entries of a Library as rows; what can be typed is edited in place.
 class LibraryListModel final : public QAbstractTableModel {
@@ -19,8 +23,8 @@ class LibraryListModel final : public QAbstractTableModel {
  public:
   LibraryListModel(ZKLibDoc& library, LibraryView& view, QObject* parent = nullptr);
 
-  // The view was made anew.
-  void Reset();
+  // Shows what the view lists now.  False: the same rows as before, whose texts may be others.
+  bool Follow();
   // Why nothing can be changed now; empty: it can.
   void SetRefusal(std::function<QString()> refusal) { refusal_ = std::move(refusal); }
   EntryId EntryOf(int row) const;
@@ -41,7 +45,22 @@ class LibraryListModel final : public QAbstractTableModel {
 
   ZKLibDoc& library_;
   LibraryView& view_;
+  std::vector<EntryId> shown_;
   std::function<QString()> refusal_;
+};
+
+// Edits texts of entries: as long as they may be; Return goes on to the row below.
+class LibraryDelegate final : public ListDelegate {
+  Q_OBJECT
+
+ public:
+  LibraryDelegate(const ZKLibDoc& library, ZKLibListCtrl* list);
+  QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  const ZKLibDoc& library_;
+  ZKLibListCtrl* list_;
 };
 
 // What the list asks about drags.
@@ -65,7 +84,15 @@ class ZKLibListCtrl final : public QTreeView {
   // 0: none.
   EntryId Current() const;
   void GoTo(EntryId entry);
+  // The first selected row is current and can be seen; the selection stays.
+  void GoToSelected();
   void ShowColumn(LibraryColumn column, bool shown);
+  // The text of the current cell, or the name where that cell has none that can be typed.
+  void EditCurrent();
+  void EditBelow();
+  // A drag over the list, or over what stands in its place.
+  void DragOver(QDropEvent* event);
+  void Drop(QDropEvent* event);
 
  signals:
   // Other entries are selected, or another is current.
@@ -77,6 +104,7 @@ class ZKLibListCtrl final : public QTreeView {
 
  protected:
   void keyPressEvent(QKeyEvent* event) override;
+  QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
   void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
   void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
   void startDrag(Qt::DropActions actions) override;

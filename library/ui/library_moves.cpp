@@ -61,8 +61,7 @@ MoveResult TZKLib::ReceiveMove(Move&& move) {
       move.payload = std::move(pieces);
     return MoveResult::Refused(note.empty() ? "Patches without a name do not go into a Library." : note);
   }
-  view_.SetSelected(adder.added());
-  FollowView();
+  ShowAdded(adder.added());
   Say(adder.AddedCount() == 1 ? tr("1 patch added") : tr("%1 patches added").arg(adder.AddedCount()));
   return MoveResult::Taken(note);
 }

@@ -31,6 +31,7 @@ LibraryPlayer::~LibraryPlayer() {
 }
 
 void LibraryPlayer::GoneTo(EntryId entry) {
+  wait_.stop();
   Settings& settings = context_.settings();
   if (entry == 0 || !PlaysWhatIsSelected(settings) || settings.Value(SettingId::MainLibAudition) == 0) return;
   waiting_ = entry;

@@ -1,7 +1,10 @@
 #include "library/ui/library_window.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QDropEvent>
 #include <QMenu>
+#include <QPushButton>
 #include <QStackedWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -53,6 +56,7 @@ TZKLib::TZKLib(std::unique_ptr<ZKLibDoc> document, WindowContext& context, Libra
       list_(new ZKLibListCtrl(library_, view_, body_)),
       empty_(new EmptyState(Glyph::Folder, tr("No patches yet"),
                             tr("Add banks, patches or whole folders, or drag patches here."), body_)),
+      none_(new EmptyState(Glyph::Search, QString(), QString(), body_)),
       counters_(new PlainLabel(this)),
       status_(new PlainLabel(this)) {
   auto* column = new QVBoxLayout(this);
@@ -65,24 +69,21 @@ TZKLib::TZKLib(std::unique_ptr<ZKLibDoc> document, WindowContext& context, Libra
   auto* below = new QHBoxLayout;
   SetSecondaryText(counters_);
   SetSecondaryText(status_);
+  counters_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
+  status_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  status_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   below->addWidget(counters_);
-  below->addStretch(1);
-  below->addWidget(status_);
+  below->addWidget(status_, 1);
   column->addLayout(below);
   warmUp_.setInterval(0);
   connect(&warmUp_, &QTimer::timeout, this, &TZKLib::WarmUp);
-  connect(&adding_, &LibraryAdding::Changed, this, [this] {
-    Refresh();
-    emit StateChanged();
-  });
+  connect(&adding_, &LibraryAdding::Changed, this, &TZKLib::ShowAdding);
   connect(&adding_, &LibraryAdding::Over, this, [this](const QString& text, const std::vector<EntryId>& added) {
     view_.Refresh();
-    view_.SetSelected(added);
-    FollowView();
+    ShowAdded(added);
     Say(text);
   });
   connect(&player_, &LibraryPlayer::Say, this, [this](const QString& text) { Say(text); });
-  setFocusProxy(list_);
   UpdateTitle();
   FollowView();
   warmUp_.start();
@@ -114,7 +115,7 @@ void TZKLib::BuildTools() {
                                   CommandId::LibraryShowAll, CommandId::LibraryDuplicates, CommandId::LibrarySimilar,
                                   CommandId::LibraryRenameAll, CommandId::LibraryNumber}) {
     if (command == CommandId::LibraryHide || command == CommandId::LibraryDuplicates) tools_->AddLineToMore();
-    const QString text = QString::fromLatin1(RowOf(command)->text);
+    const QString text = QString::fromLatin1(RowOf(command)->text).remove(QLatin1Char('&'));
     more_.emplace_back(command, tools_->AddToMore(GlyphOf(command), text, [this, command] { RunCommand(command); }));
   }
   tools_->SetSearch(search_);
@@ -130,21 +131,43 @@ void TZKLib::BuildTools() {
 void TZKLib::BuildBody() {
   body_->addWidget(list_);
   body_->addWidget(empty_);
-  empty_->AddButton(tr("&Add Files..."), [this] { RunCommand(CommandId::LibraryAddFiles); });
+  addFirst_ = empty_->AddButton(tr("&Add Files..."), [this] { RunCommand(CommandId::LibraryAddFiles); });
   empty_->AddButton(tr("Add F&older..."), [this] { RunCommand(CommandId::LibraryAddFolder); });
+  body_->addWidget(none_);
+  showAll_ = none_->AddButton(tr("Sh&ow All"), [this] {
+    if (view_.Filters()) return search_->clear();
+    RunCommand(CommandId::LibraryShowAll);
+  });
   list_->SetDrag(ListDrag());
+  for (EmptyState* place : {empty_, none_}) {
+    place->setAcceptDrops(true);
+    place->installEventFilter(this);
+  }
   list_->rows()->SetRefusal(
       [this] { return adding_.Running() ? tr("Patches are being added.") : ShownUtf8(library_.ReadOnlyReason()); });
   connect(list_->rows(), &LibraryListModel::Explained, this, [this](const QString& text) { Say(text); });
   connect(list_, &ZKLibListCtrl::ShownChanged, this, [this] {
     Refresh();
-    if (view_.SelectedCount() == 1 && list_->hasFocus()) player_.GoneTo(list_->Current());
+    player_.GoneTo(view_.SelectedCount() == 1 && list_->hasFocus() ? list_->Current() : 0);
     emit StateChanged();
   });
   connect(list_, &ZKLibListCtrl::OpenWanted, this, [this] { RunCommand(CommandId::EditOpen); });
   connect(list_, &ZKLibListCtrl::DeleteWanted, this, [this] { RunCommand(CommandId::LibraryDelete); });
   connect(list_, &ZKLibListCtrl::SortWanted, this, &TZKLib::SortBy);
   connect(list_, &ZKLibListCtrl::AskMenu, this, &TZKLib::ShowQuickMenu);
+}
+
+// What has come is listed from time to time: a list that is made anew takes longer than what is added meanwhile.
+void TZKLib::ShowAdding() {
+  constexpr qint64 kListMs = 500;
+  if (adding_.Running() && (!listedAdded_.isValid() || listedAdded_.elapsed() > kListMs)) {
+    view_.Refresh();
+    FollowView();
+    listedAdded_.start();
+    return;
+  }
+  Refresh();
+  emit StateChanged();
 }
 
 void TZKLib::ShowQuickMenu(const QPoint& at) {
@@ -210,6 +233,12 @@ void TZKLib::FollowView() {
   emit StateChanged();
 }
 
+void TZKLib::ShowAdded(const std::vector<EntryId>& added) {
+  view_.SetSelected(added);
+  FollowView();
+  list_->GoToSelected();
+}
+
 // The first key in the search field must not wait for all texts.
 void TZKLib::WarmUp() {
   const std::vector<EntryId>& order = library_.Order();
@@ -235,14 +264,46 @@ void TZKLib::Refresh() {
   counters_->setText(searching_ ? tr("Searching Library...")
                                 : Counter("Displayed: ", view_.Listed().size()) +
                                       Counter("Selected: ", view_.SelectedCount()) +
-                                      Counter("Hidden: ", library_.HiddenCount()));
+                                      Counter("Hidden: ", library_.HiddenCount()).trimmed());
   if (adding_.Running()) status_->setText(adding_.Progress());
-  body_->setCurrentIndex(count == 0 && !adding_.Running() ? 1 : 0);
+  ShowBody();
   for (const auto& [command, button] : buttons_) {
     EnableUnless(button, RefusalOf(command));
     if (command == CommandId::LibraryStop) tools_->Show(button, adding_.Running());
   }
   for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
+}
+
+// The keys go to what is shown.
+void TZKLib::ShowBody() {
+  QWidget* wanted = list_;
+  QWidget* keys = list_;
+  if (!adding_.Running() && library_.GetDataFileCount() == 0) {
+    wanted = empty_;
+    keys = addFirst_;
+  } else if (!adding_.Running() && view_.Listed().empty()) {
+    wanted = none_;
+    keys = showAll_;
+    if (view_.Filters())
+      none_->SetTexts(tr("Nothing found"), tr("No patch that is shown has all of these words. Try fewer of them."));
+    else
+      none_->SetTexts(tr("No patch is shown"), tr("All that were shown are gone or hidden."));
+  }
+  if (focusProxy() == keys) return;
+  const QWidget* focused = QApplication::focusWidget();
+  const bool here = focused && body_->isAncestorOf(focused);
+  setFocusProxy(keys);
+  body_->setCurrentWidget(wanted);
+  if (here) keys->setFocus();
+}
+
+bool TZKLib::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == empty_ || watched == none_) {
+    if (event->type() == QEvent::DragEnter || event->type() == QEvent::DragMove)
+      return list_->DragOver(static_cast<QDropEvent*>(event)), true;
+    if (event->type() == QEvent::Drop) return list_->Drop(static_cast<QDropEvent*>(event)), true;
+  }
+  return DocumentWindow::eventFilter(watched, event);
 }
 
 void TZKLib::Say(const QString& text) {

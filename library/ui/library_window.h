@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QTimer>
 #include <functional>
 #include <memory>
@@ -15,6 +16,7 @@
 
 class QMenu;
 class QMimeData;
+class QPushButton;
 class QStackedWidget;
 class QToolButton;
 
@@ -74,6 +76,7 @@ class TZKLib final : public DocumentWindow {
   Result MoveOut(Move* move) override;
 
  protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
   void DocumentChanged(const DocumentChange& change) override;
   void Say(const QString& text) override;
   std::string WindowName() const override { return "Library"; }
@@ -86,6 +89,10 @@ class TZKLib final : public DocumentWindow {
   void AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
   void ShowQuickMenu(const QPoint& at);
   void Refresh();
+  void ShowBody();
+  // They are selected, and the first of them can be seen.
+  void ShowAdded(const std::vector<EntryId>& added);
+  void ShowAdding();
   void FollowView();
   void WarmUp();
   QString ShownName() const;
@@ -118,6 +125,7 @@ class TZKLib final : public DocumentWindow {
   int sortedBy_ = -1;
   bool sortedDown_ = false;
   bool searching_ = false;
+  QElapsedTimer listedAdded_;
   Receiver searchReceiver_;
   DocumentHeader* header_;
   ToolRow* tools_;
@@ -125,6 +133,9 @@ class TZKLib final : public DocumentWindow {
   QStackedWidget* body_;
   ZKLibListCtrl* list_;
   EmptyState* empty_;
+  EmptyState* none_;  // there are patches, but none is listed
+  QPushButton* addFirst_ = nullptr;
+  QPushButton* showAll_ = nullptr;
   PlainLabel* counters_;
   PlainLabel* status_;
   std::shared_ptr<const KeywordFile> keywords_;

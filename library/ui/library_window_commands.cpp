@@ -81,8 +81,6 @@ QString TZKLib::OwnRefusal(CommandId command) const {
       return Clip().empty() ? tr("No patch of a Library was cut or copied.") : QString();
     case CommandId::LibrarySimilar:
       return view_.SelectedCount() == 1 ? QString() : tr("Select the one patch that others should be like.");
-    case CommandId::EditRename:
-      return library_.NameLength() > 0 ? QString() : tr("These patches have no names.");
     case CommandId::LibraryRenameAll:
       if (library_.NameLength() == 0) return tr("These patches have no names.");
       [[fallthrough]];
@@ -181,7 +179,7 @@ void TZKLib::RunOwn(CommandId command) {
     case CommandId::EditPaste:
       return Paste();
     case CommandId::EditRename:
-      return list_->edit(list_->currentIndex().siblingAtColumn(0));
+      return list_->EditCurrent();
     case CommandId::EditOpen:
       return OpenSelected();
     case CommandId::EditSelectAll:
@@ -297,7 +295,9 @@ void TZKLib::Search(const LibraryCriteria& criteria, const QString& nothing) {
         } else {
           view_.ShowOnly(work->result.found);
           view_.ClearSelection();
-          Say(tr("%1 patches were found; Show All brings the others back.").arg(work->result.found.size()));
+          const std::size_t found = work->result.found.size();
+          Say((found == 1 ? tr("1 patch was found") : tr("%1 patches were found").arg(found)) +
+              tr("; Show All brings the others back."));
         }
         FollowView();
       });
@@ -334,11 +334,12 @@ void TZKLib::Paste() {
   LibraryAdder adder(library_, options, "Paste");
   for (const DataFilePtr& one : Clip()) adder.AddData(*one, {});
   adder.Finish();
-  view_.SetSelected(adder.added());
-  FollowView();
+  ShowAdded(adder.added());
   const auto refused = std::find_if(adder.outcomes().begin(), adder.outcomes().end(),
                                     [](const LibraryAddOutcome& outcome) { return !outcome.added; });
-  Say(refused == adder.outcomes().end() ? tr("%1 patches pasted").arg(adder.AddedCount()) : ShownUtf8(refused->note));
+  const std::size_t pasted = adder.AddedCount();
+  const QString done = pasted == 1 ? tr("1 patch pasted") : tr("%1 patches pasted").arg(pasted);
+  Say(refused == adder.outcomes().end() ? done : ShownUtf8(refused->note));
 }
 
 void TZKLib::OpenSelected() {

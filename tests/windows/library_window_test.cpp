@@ -34,12 +34,12 @@ TEST_F(LibraryWindow, IsFilledSearchedEditedSavedAndOpenedAgain) {
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
   ASSERT_TRUE(Idle(bank, 20000));
   ASSERT_TRUE(bank->document().SaveCopy(Path("bank.dat")).ok());
-  Write("notes.txt", {65, 66, 67});
+  Write("notes.txt", "no music");
   TZKLib* window = OpenLibrary("Yamaha DX7");
   ASSERT_TRUE(window);
   ZKLibDoc& library = window->document();
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDuplicates).isEmpty());
-  window->AddFiles({root_.string()});
+  window->AddFiles({root_});
   EXPECT_TRUE(window->adding().Running());
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDelete).isEmpty()) << "while it is filled";
   ASSERT_TRUE(WaitFor([window] { return !window->adding().Running(); }, 20000));
