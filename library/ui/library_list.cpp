@@ -8,6 +8,7 @@
 #include <QMimeData>
 #include <algorithm>
 
+#include "platform/text.h"
 #include "store/library/library_document.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
@@ -98,7 +99,7 @@ QVariant LibraryListModel::data(const QModelIndex& index, int role) const {
 
 QVariant LibraryListModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
-  return FromUtf8(LibraryColumnLabel(ColumnOf(section)));
+  return ShownUtf8(LibraryColumnLabel(ColumnOf(section)));
 }
 
 Qt::ItemFlags LibraryListModel::flags(const QModelIndex& index) const {
@@ -121,8 +122,9 @@ bool LibraryListModel::setData(const QModelIndex& index, const QVariant& value, 
     emit Explained(ShownUtf8(set.text));
     return false;
   }
-  const QString now = FromUtf8(library_.Text(entry, column));
-  if (now.trimmed() != wanted.trimmed()) emit Explained(tr("The text was taken as \"%1\".").arg(ShownText(now)));
+  const std::string now = library_.Text(entry, column);
+  if (TrimmedView(now) != TrimmedView(ToUtf8(wanted)))
+    emit Explained(tr("The text was taken as \"%1\".").arg(ShownUtf8(now)));
   return true;
 }
 
@@ -138,7 +140,7 @@ QWidget* LibraryDelegate::createEditor(QWidget* parent, const QStyleOptionViewIt
   const DataFile* data = library_.Data(list_->rows()->EntryOf(index.row()));
   if (line && data) {
     line->setMaxLength(static_cast<int>(LongestEntryText(*data, ColumnOf(index.column()))));
-    line->setAccessibleName(ShownUtf8(LibraryColumnLabel(ColumnOf(index.column()))));
+    SetAccessibleName(line, ShownUtf8(LibraryColumnLabel(ColumnOf(index.column()))));
   }
   return editor;
 }
@@ -203,7 +205,7 @@ void ZKLibListCtrl::AskColumns(const QPoint& at) {
   auto* menu = new QMenu(this);
   menu->setAttribute(Qt::WA_DeleteOnClose);
   for (int i = 1; i < kLibraryColumns; ++i) {
-    QAction* entry = menu->addAction(FromUtf8(LibraryColumnLabel(ColumnOf(i))));
+    QAction* entry = menu->addAction(MenuText(ShownUtf8(LibraryColumnLabel(ColumnOf(i)))));
     entry->setCheckable(true);
     entry->setChecked(!isColumnHidden(i));
     connect(entry, &QAction::toggled, this, [this, i](bool on) { ShowColumn(ColumnOf(i), on); });

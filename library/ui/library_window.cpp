@@ -30,6 +30,7 @@ namespace tonalith {
 
 namespace {
 
+constexpr int kListMs = 500;
 constexpr std::size_t kWarmSlice = 100;  // entries whose texts are made at a time
 
 ZKLibDoc& LibraryOf(Document& document) {
@@ -75,6 +76,8 @@ TZKLib::TZKLib(std::unique_ptr<ZKLibDoc> document, WindowContext& context, Libra
   below->addWidget(counters_);
   below->addWidget(status_, 1);
   column->addLayout(below);
+  listedAdded_.setSingleShot(true);
+  listedAdded_.setInterval(kListMs);
   warmUp_.setInterval(0);
   connect(&warmUp_, &QTimer::timeout, this, &TZKLib::WarmUp);
   connect(&adding_, &LibraryAdding::Changed, this, &TZKLib::ShowAdding);
@@ -159,8 +162,7 @@ void TZKLib::BuildBody() {
 
 // What has come is listed from time to time: a list that is made anew takes longer than what is added meanwhile.
 void TZKLib::ShowAdding() {
-  constexpr qint64 kListMs = 500;
-  if (adding_.Running() && (!listedAdded_.isValid() || listedAdded_.elapsed() > kListMs)) {
+  if (adding_.Running() && !listedAdded_.isActive()) {
     view_.Refresh();
     FollowView();
     listedAdded_.start();

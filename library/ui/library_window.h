@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QElapsedTimer>
 #include <QTimer>
 #include <functional>
 #include <memory>
@@ -125,7 +124,7 @@ class TZKLib final : public DocumentWindow {
   int sortedBy_ = -1;
   bool sortedDown_ = false;
   bool searching_ = false;
-  QElapsedTimer listedAdded_;
+  QTimer listedAdded_;  // a while after what has come was listed
   Receiver searchReceiver_;
   DocumentHeader* header_;
   ToolRow* tools_;

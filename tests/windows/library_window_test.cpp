@@ -1,12 +1,16 @@
 // The window of a Library: filled from files and banks, searched, edited, given to banks, everything taken back.
 
 #include "library/ui/library_window.h"
+
+#include <QLineEdit>
+
 #include "app/library_commands.h"
 #include "bank/bank_document.h"
 #include "library/ui/library_list.h"
 #include "platform/text.h"
 #include "store/library/library_document.h"
 #include "tests/windows/window_test_tools.h"
+#include "ui/style/empty_state.h"
 #include "ui/style/search_field.h"
 
 namespace tonalith {
@@ -39,7 +43,7 @@ TEST_F(LibraryWindow, IsFilledSearchedEditedSavedAndOpenedAgain) {
   ASSERT_TRUE(window);
   ZKLibDoc& library = window->document();
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDuplicates).isEmpty());
-  window->AddFiles({root_});
+  ASSERT_TRUE(DropFiles(window->findChild<EmptyState*>(), {root_}));
   EXPECT_TRUE(window->adding().Running());
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDelete).isEmpty()) << "while it is filled";
   ASSERT_TRUE(WaitFor([window] { return !window->adding().Running(); }, 20000));
@@ -92,6 +96,49 @@ TEST_F(LibraryWindow, IsFilledSearchedEditedSavedAndOpenedAgain) {
   auto* again = qobject_cast<TZKLib*>(frame().ActiveChild());
   ASSERT_TRUE(again);
   EXPECT_EQ(Cell(again, 2, LibraryColumn::Name), third);
+}
+
+TEST_F(LibraryWindow, CellsAreTypedOneAfterTheOther) {
+  Start();
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_TRUE(Idle(bank, 20000));
+  TZKLib* window = OpenLibrary("Yamaha DX7");
+  ASSERT_TRUE(window);
+  bank->Select({3, 5, 7});
+  Move move;
+  ASSERT_TRUE(bank->MoveOut(&move).ok());
+  ASSERT_TRUE(Deliver(*window, std::move(move)).taken());
+  ZKLibListCtrl* list = window->list();
+  const auto editor = [list] { return qobject_cast<QLineEdit*>(list->indexWidget(list->currentIndex())); };
+  list->GoTo(window->document().Order()[0]);
+  window->RunCommand(CommandId::EditRename);
+  ASSERT_TRUE(editor());
+  EXPECT_EQ(editor()->maxLength(), static_cast<int>(window->document().NameLength()));
+  TypeText(editor(), QStringLiteral("One"));
+  PressKey(editor(), Qt::Key_Tab);
+  EXPECT_EQ(Cell(window, 0, LibraryColumn::Name), QStringLiteral("One"));
+  ASSERT_TRUE(editor()) << "the next column";
+  TypeText(editor(), QStringLiteral("Pad"));
+  PressKey(editor(), Qt::Key_Return);
+  EXPECT_EQ(Cell(window, 0, LibraryColumn::Keyword1), QStringLiteral("Pad"));
+  ASSERT_TRUE(editor()) << "the row below";
+  EXPECT_EQ(list->currentIndex().row(), 1);
+  EXPECT_EQ(list->currentIndex().column(), static_cast<int>(LibraryColumn::Keyword1));
+  PressKey(editor(), Qt::Key_Escape);
+  EXPECT_FALSE(editor());
+  // A row that is not found any more once it was typed in leaves the keys with the list.
+  TypeText(window->Search(), QStringLiteral("one"));
+  ASSERT_EQ(list->model()->rowCount(), 1);
+  list->GoTo(window->document().Order()[0]);
+  window->RunCommand(CommandId::EditRename);
+  ASSERT_TRUE(editor());
+  TypeText(editor(), QStringLiteral("Two"));
+  PressKey(editor(), Qt::Key_Return);
+  EXPECT_EQ(list->model()->rowCount(), 0);
+  EXPECT_FALSE(list->isVisible()) << "a sentence stands there";
+  window->Search()->clear();
+  EXPECT_TRUE(list->isVisible());
+  EXPECT_EQ(Cell(window, 0, LibraryColumn::Name), QStringLiteral("Two"));
 }
 
 TEST_F(LibraryWindow, GivesPatchesToBanksAndTakesThem) {
