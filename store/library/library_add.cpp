@@ -123,7 +123,8 @@ bool LibraryAdder::Decide(DataFile* patch, std::string* name, std::string* note,
   question.unique = Latin1ToUtf8(CreateUniqueName(*name));
   question.sameSound = std::any_of(
       first, last, [&](const auto& row) { return sounds(row.second) && library_.NameOf(row.second) == *name; });
-  const LibraryDecision decision = options_.ask(question);
+  const LibraryDecision decision = forAll_ ? *forAll_ : options_.ask(question);
+  if (decision.forAll) forAll_ = decision;
   switch (decision.answer) {
     case LibraryAnswer::CancelAll:
       *wanted = false;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -34,7 +35,8 @@ struct LibraryQuestion {
 enum class LibraryAnswer { CancelAll, Skip, AddUnique, AddEdited, AddUnchanged };
 struct LibraryDecision {
   LibraryAnswer answer = LibraryAnswer::Skip;
-  std::string name{};  // for AddEdited, UTF-8
+  std::string name{};   // for AddEdited, UTF-8
+  bool forAll = false;  // the same for those that follow; nobody is asked again
 };
 
 // The answers where nobody can be asked: what is the same in name and sound is left out, what has only its name in
@@ -96,6 +98,7 @@ class LibraryAdder {
   std::vector<LibraryAddOutcome> outcomes_;
   std::vector<EntryId> added_;
   std::size_t unnamed_ = 0;
+  std::optional<LibraryDecision> forAll_;
 };
 
 }  // namespace tonalith

@@ -7,18 +7,26 @@
 namespace tonalith {
 
 LibraryDecision AskLibraryQuestion(Prompts& prompts, const LibraryQuestion& question) {
-  constexpr LibraryAnswer kAnswers[] = {LibraryAnswer::AddUnique, LibraryAnswer::AddEdited, LibraryAnswer::AddUnchanged,
-                                        LibraryAnswer::Skip, LibraryAnswer::CancelAll};
+  constexpr LibraryAnswer kAnswers[] = {
+      LibraryAnswer::AddUnique, LibraryAnswer::AddEdited, LibraryAnswer::AddUnchanged, LibraryAnswer::Skip,
+      LibraryAnswer::CancelAll, LibraryAnswer::AddUnique, LibraryAnswer::AddUnchanged, LibraryAnswer::Skip};
+  constexpr int kFirstForAll = 5;
   ChoicePrompt choice;
   choice.title = "Library";
   choice.label = question.text;
-  choice.items = {"Add as \"" + question.unique + "\"", "Add under another name", "Add unchanged", "Skip this patch",
-                  "Cancel, and add none of those that follow"};
+  choice.items = {"Add as \"" + question.unique + "\"",
+                  "Add under another name",
+                  "Add unchanged",
+                  "Skip this patch",
+                  "Cancel, and add none of those that follow",
+                  "Add this and all like it under new names",
+                  "Add this and all like it unchanged",
+                  "Skip this and all like it"};
   choice.button = "Continue";
   const int chosen = prompts.Choose(choice);
   if (chosen < 0) return {LibraryAnswer::CancelAll};
   const LibraryAnswer answer = kAnswers[chosen];
-  if (answer != LibraryAnswer::AddEdited) return {answer};
+  if (answer != LibraryAnswer::AddEdited) return {answer, {}, chosen >= kFirstForAll};
   TextPrompt text;
   text.title = "Library";
   text.label = "Name:";

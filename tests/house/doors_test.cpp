@@ -133,6 +133,7 @@ TEST(House, ShownBytesGoThroughTheDoor) {
       "const QString name = FromUtf8(name_);",         // a socket
       "const QString folder = FromUtf8(studio_.facts().ModuleFolder(instrument).string());",
       "if (text.remove('&').remove(QStringLiteral(\"...\")) != FromUtf8(name)) continue;",
+      "return FromUtf8(library_.Text(entry, column));",  // for typing
       "return FromLatin1(index.column() == kNumber ? document_.NumberText(patch) : document_.GetPatchName(patch));"};
   for (const SourceFile& file : FilesOfWindows()) {
     if (file.path.starts_with("ui/style/plain_text.") || file.path == "ui/style/qt_text.h" ||

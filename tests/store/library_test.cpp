@@ -9,10 +9,12 @@
 #include "data/container.h"
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
+#include "platform/prompts.h"
 #include "platform/text.h"
 #include "store/library/key_expression.h"
 #include "store/library/keyword_file.h"
 #include "store/library/library_add.h"
+#include "store/library/library_ask.h"
 #include "store/library/library_automation.h"
 #include "store/library/library_document.h"
 #include "store/library/library_search.h"
@@ -130,15 +132,19 @@ TEST(Library, AddModesDecide) {
       {LibraryAddMode::AskName, LibraryAnswer::AddEdited, "Edited,Edited,bass,New,", 4},
       {LibraryAddMode::AskIdentical, LibraryAnswer::CancelAll, "", 0},
   };
-  for (const auto& c : cases) {
+  for (std::size_t i = 0; i < 2 * std::size(cases); ++i) {
+    const auto& c = cases[i / 2];
+    const bool forAll = i % 2 != 0;
+    int asked = 0;
     OpenLibrary library;
     library.Fill({"Bass", "Same"});
     const std::string before = library.Names();
     LibraryAddOptions options;
     options.mode = c.mode;
-    options.ask = [&c](const LibraryQuestion& question) {
+    options.ask = [&](const LibraryQuestion& question) {
+      EXPECT_FALSE(forAll && asked++ > 0) << "answered for all";
       EXPECT_NE(question.text.find("named \"Bass\" already exists in Maker One Voice!"), std::string::npos);
-      return LibraryDecision{c.answer, "Edited"};
+      return LibraryDecision{c.answer, "Edited", forAll};
     };
     LibraryAdder adder(library, options);
     const DataFilePtr patches[] = {Patch("Bass", 0), Patch("Bass", 9), Patch("bass", 8), Patch("          ", 7),
@@ -151,6 +157,32 @@ TEST(Library, AddModesDecide) {
     EXPECT_EQ(library.Names(), before + c.names) << static_cast<int>(c.mode);
     while (library.CanUndo()) ASSERT_TRUE(library.Undo().ok());
     EXPECT_EQ(library.Names(), "");
+  }
+}
+
+TEST(Library, TheQuestionTakesEveryAnswer) {
+  const struct {
+    std::vector<std::string> said;
+    LibraryAnswer answer;
+    bool forAll;
+  } cases[] = {
+      {{"text Add as \"Bass 1\""}, LibraryAnswer::AddUnique, false},
+      {{"text Add under another name", "text Mine"}, LibraryAnswer::AddEdited, false},
+      {{"text Add under another name", "cancel"}, LibraryAnswer::Skip, false},
+      {{"text Add unchanged"}, LibraryAnswer::AddUnchanged, false},
+      {{"text Skip this patch"}, LibraryAnswer::Skip, false},
+      {{"text Cancel, and add none of those that follow"}, LibraryAnswer::CancelAll, false},
+      {{"text Add this and all like it under new names"}, LibraryAnswer::AddUnique, true},
+      {{"text Add this and all like it unchanged"}, LibraryAnswer::AddUnchanged, true},
+      {{"text Skip this and all like it"}, LibraryAnswer::Skip, true},
+      {{"cancel"}, LibraryAnswer::CancelAll, false},
+  };
+  for (const auto& c : cases) {
+    ScriptedPrompts prompts(c.said);
+    const LibraryDecision decision = AskLibraryQuestion(prompts, {"There is one", "Bass", "Bass 1"});
+    EXPECT_EQ(decision.answer, c.answer) << c.said.front();
+    EXPECT_EQ(decision.forAll, c.forAll) << c.said.front();
+    EXPECT_EQ(decision.name, c.answer == LibraryAnswer::AddEdited ? "Mine" : "");
   }
 }
 
