@@ -5,7 +5,7 @@
 #include <QUrl>
 #include <utility>
 
-#include "sets/ui/set_list.h"
+#include "sets/ui/set_views.h"
 #include "sets/ui/set_window.h"
 #include "store/sets/set_document.h"
 #include "ui/move_mime.h"
@@ -25,14 +25,6 @@ std::string DraggedFile(const QMimeData& mime) {
 }
 
 }  // namespace
-
-SetListDrag TZKGrp::ListDrag() {
-  SetListDrag drag;
-  drag.takes = [this](const QMimeData& mime, int component) { return TakesDrop(mime, component); };
-  drag.drop = [this](const QMimeData& mime, int component) { Drop(mime, component); };
-  drag.start = [this](int component) { Drag(component); };
-  return drag;
-}
 
 int TZKGrp::PlaceOf(const MoveOffer& offer) const {
   if (offer.setDocument || offer.types.size() != 1) return -1;
@@ -59,7 +51,7 @@ MoveResult TZKGrp::ReceiveMove(Move&& move) {
   DataFilePtr copy(DupForUser(moved->get()));
   if (const Result put = set_.PutData(component, std::move(copy)); !put.ok()) return MoveResult::Refused(put.text);
   moved->reset();
-  list_->SetCurSel(component);
+  view_->SetCurSel(component);
   Say(tr("The %1 was replaced.").arg(ShownUtf8(set_.TypeName(component))));
   return MoveResult::Taken();
 }
@@ -97,7 +89,7 @@ void TZKGrp::Drag(int component) {
     return move;
   };
   OfferedMove offered(context().moves(), std::move(offer), make);
-  auto* drag = new QDrag(list_);
+  auto* drag = new QDrag(view_->widget());
   drag->setMimeData(MimeOfMove(offered.number()).release());
   drag->exec(Qt::CopyAction, Qt::CopyAction);
 }

@@ -7,12 +7,14 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <utility>
 
 #include "bank/bank_document.h"
 #include "bank/ui/bank_window.h"
 #include "platform/path_resolver.h"
-#include "sets/ui/set_list.h"
+#include "services/settings.h"
 #include "sets/ui/set_pane.h"
+#include "sets/ui/set_views.h"
 #include "store/sets/set_document.h"
 #include "ui/command_glyphs.h"
 #include "ui/plain_text.h"
@@ -41,6 +43,16 @@ bool IsShared(CommandId command) {
          command == CommandId::EditRedo;
 }
 
+SetViewKind ViewKindOf(CommandId command) {
+  return command == CommandId::SetViewPanel  ? SetViewKind::Panel
+         : command == CommandId::SetViewTree ? SetViewKind::Tree
+                                             : SetViewKind::List;
+}
+
+bool IsView(CommandId command) {
+  return command == CommandId::SetViewList || command == CommandId::SetViewPanel || command == CommandId::SetViewTree;
+}
+
 ZKGrpDoc& SetOf(Document& document) {
   return static_cast<ZKGrpDoc&>(document);
 }
@@ -55,7 +67,6 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
       header_(new DocumentHeader(this)),
       tools_(new ToolRow(this)),
       split_(new QSplitter(this)),
-      list_(new ZKGroupListCtl(set_, split_)),
       pane_(new SetPane(set_, context, *this)),
       status_(new PlainLabel(this)) {
   for (int i = 0; i < set_.GetDataFileCount(); ++i) context.UpdateFromStudio(set_.GetDataFile(i));
@@ -68,9 +79,7 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
   column->addWidget(split_, 1);
   SetSecondaryText(status_);
   column->addWidget(status_);
-  setFocusProxy(list_);
   UpdateTitle();
-  if (set_.GetDataFileCount() > 0) list_->SetCurSel(0);
   Refresh();
   resize(fontMetrics().averageCharWidth() * 140, fontMetrics().height() * 36);
 }
@@ -78,7 +87,7 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
 TZKGrp::~TZKGrp() {
   // Both listen to the document, which goes before the children of this window would.
   delete pane_;
-  delete list_;
+  delete std::exchange(view_, nullptr);
 }
 
 // ---- how it is built ------------------------------------------------------------------------------------------------
@@ -121,19 +130,50 @@ void TZKGrp::BuildTools() {
 }
 
 void TZKGrp::BuildBody() {
-  split_->addWidget(list_);
+  // Instruments stand apart in the tree only.
+  const int kept = context().settings().Value(SettingId::MainGroupViewMode);
+  kind_ = set_.InstrumentCount() > 1 ? SetViewKind::Tree
+          : kept == 1                ? SetViewKind::Panel
+          : kept == 2                ? SetViewKind::Tree
+                                     : SetViewKind::List;
   split_->addWidget(pane_);
+  ShowView(kind_);
   split_->setChildrenCollapsible(false);
   split_->setStretchFactor(1, 1);
   const int character = fontMetrics().averageCharWidth();
-  list_->setMinimumWidth(character * 46);
   split_->setSizes({character * 50, character * 90});
-  connect(list_, &ZKGroupListCtl::ShownChanged, this, &TZKGrp::SelectionChanged);
-  connect(list_, &ZKGroupListCtl::OpenWanted, this, [this] { RunCommand(CommandId::EditOpen); });
-  connect(list_, &ZKGroupListCtl::AskMenu, this, &TZKGrp::ShowQuickMenu);
-  list_->SetDrag(ListDrag());
   connect(pane_, &SetPane::EditorChanged, this, &ZKWindow::StateChanged);
   connect(pane_, &SetPane::Say, this, [this](const QString& text) { Say(text); });
+}
+
+SetViewEvents TZKGrp::ViewEvents() {
+  SetViewEvents events;
+  events.changed = [this] {
+    if (view_) SelectionChanged();
+  };
+  events.open = [this] { RunCommand(CommandId::EditOpen); };
+  events.menu = [this](const QPoint& at) { ShowQuickMenu(at); };
+  events.takes = [this](const QMimeData& mime, int component) { return TakesDrop(mime, component); };
+  events.drop = [this](const QMimeData& mime, int component) { Drop(mime, component); };
+  events.start = [this](int component) { Drag(component); };
+  return events;
+}
+
+// What is selected stays.
+void TZKGrp::ShowView(SetViewKind kind) {
+  const bool first = !view_, focus = view_ && view_->widget()->hasFocus();
+  const std::vector<int> selected = first ? std::vector<int>() : view_->Selected();
+  const int current = first ? 0 : view_->GetCurSel();
+  delete std::exchange(view_, nullptr);
+  kind_ = kind;
+  SetView* view = MakeSetView(kind, set_, ViewEvents(), split_);
+  view->widget()->setMinimumWidth(fontMetrics().averageCharWidth() * 40);
+  split_->insertWidget(0, view->widget());
+  setFocusProxy(view->widget());
+  view->Select(selected, current);
+  view_ = view;
+  SelectionChanged();
+  if (focus) setFocus();
 }
 
 void TZKGrp::AddEntry(QMenu* menu, CommandId command, const QString& text) {
@@ -188,7 +228,7 @@ QString TZKGrp::TabText() const {
 }
 
 QString TZKGrp::TitleText() const {
-  const int current = list_->GetCurSel();
+  const int current = view_->GetCurSel();
   const QString name = set_.path().empty() ? tr("not saved yet") : ShownUtf8(WithoutExtension(set_.FileName()));
   if (set_.IsEmpty()) return tr("%1 - Set").arg(name);
   if (set_.InstrumentCount() == 1) return tr("%1 - %2").arg(name, ShownUtf8(set_.GetSetName()));
@@ -205,7 +245,7 @@ void TZKGrp::DocumentChanged(const DocumentChange& change) {
 
 void TZKGrp::SelectionChanged() {
   emit TakeEdits();
-  pane_->Show(list_->GetCurSel());
+  pane_->Show(view_->GetCurSel());
   UpdateTitle();
   Refresh();
   emit StateChanged();
@@ -254,7 +294,7 @@ InspectorContent TZKGrp::Inspect() {
 }
 
 std::optional<MidiRoute> TZKGrp::AuditionRoute() const {
-  const DataFile* held = set_.GetDataFile(std::max(list_->GetCurSel(), 0));
+  const DataFile* held = set_.GetDataFile(std::max(view_->GetCurSel(), 0));
   if (!held) return std::nullopt;
   return MidiRoute{held->synth->midiOutPort, held->synth->midiChannel};
 }
@@ -276,8 +316,8 @@ void TZKGrp::SettingsChanged() {
 // ---- commands -------------------------------------------------------------------------------------------------------
 
 std::vector<int> TZKGrp::Chosen() const {
-  std::vector<int> chosen = list_->Selected();
-  if (chosen.empty() && list_->GetCurSel() >= 0) chosen.push_back(list_->GetCurSel());
+  std::vector<int> chosen = view_->Selected();
+  if (chosen.empty() && view_->GetCurSel() >= 0) chosen.push_back(view_->GetCurSel());
   return chosen;
 }
 
@@ -321,7 +361,8 @@ QString TZKGrp::OwnRefusal(CommandId command) const {
 bool TZKGrp::CommandEnabled(CommandId command) const {
   if (IsOwn(command)) return OwnRefusal(command).isEmpty();
   if (IsShared(command)) return DocumentWindow::CommandEnabled(command);
-  if (list_->hasFocus()) {
+  if (IsView(command)) return true;
+  if (view_->widget()->hasFocus()) {
     if (command == CommandId::EditSelectAll || command == CommandId::EditOpen || command == CommandId::EditQuickMenu)
       return !set_.IsEmpty();
   }
@@ -337,6 +378,7 @@ QString TZKGrp::CommandRefusal(CommandId command) const {
 }
 
 bool TZKGrp::CommandChecked(CommandId command) const {
+  if (IsView(command)) return ViewKindOf(command) == kind_;
   if (command == CommandId::SetActivate) {
     const std::vector<int> chosen = Chosen();
     return !chosen.empty() && std::none_of(chosen.begin(), chosen.end(),
@@ -351,11 +393,18 @@ void TZKGrp::RunCommand(CommandId command) {
   if (!CommandEnabled(command)) return;
   if (IsOwn(command)) return RunOwn(command);
   if (IsShared(command)) return DocumentWindow::RunCommand(command);
-  if (list_->hasFocus()) {
-    if (command == CommandId::EditSelectAll) return list_->selectAll();
+  if (IsView(command)) {
+    ShowView(ViewKindOf(command));
+    context().settings().Access(SettingId::MainGroupViewMode, static_cast<int>(kind_));
+    emit StateChanged();
+    return;
+  }
+  if (view_->widget()->hasFocus()) {
+    if (command == CommandId::EditSelectAll) return view_->widget()->selectAll();
     if (command == CommandId::EditOpen) return pane_->setFocus();
     if (command == CommandId::EditQuickMenu)
-      return ShowQuickMenu(list_->viewport()->mapToGlobal(list_->visualRect(list_->currentIndex()).bottomLeft()));
+      return ShowQuickMenu(view_->widget()->viewport()->mapToGlobal(
+          view_->widget()->visualRect(view_->widget()->currentIndex()).bottomLeft()));
   }
   if (TZKBank* bank = pane_->bank()) bank->RunCommand(command);
 }

@@ -18,9 +18,10 @@ namespace tonalith {
 class DocumentHeader;
 class SetPane;
 class ToolRow;
-class ZKGroupListCtl;
+class SetView;
 class ZKGrpDoc;
-struct SetListDrag;
+enum class SetViewKind;
+struct SetViewEvents;
 enum class Glyph;
 
 // What a Set's window needs from the program beside what all windows do.
@@ -40,7 +41,8 @@ class TZKGrp final : public DocumentWindow {
   ~TZKGrp() override;
 
   ZKGrpDoc& document() { return set_; }
-  ZKGroupListCtl* list() { return list_; }
+  // The view of the components that is shown.
+  SetView& view() { return *view_; }
   SetPane* pane() { return pane_; }
   DocumentHeader* header() { return header_; }
   const SetTransfers& transfers() const { return transfers_; }
@@ -92,7 +94,8 @@ class TZKGrp final : public DocumentWindow {
   void TakeOut(bool link);
   void Resolve();
   void Refuse(const Result& result);
-  SetListDrag ListDrag();
+  SetViewEvents ViewEvents();
+  void ShowView(SetViewKind kind);
   bool TakesDrop(const QMimeData& mime, int component) const;
   void Drop(const QMimeData& mime, int component);
   void Drag(int component);
@@ -105,7 +108,8 @@ class TZKGrp final : public DocumentWindow {
   DocumentHeader* header_;
   ToolRow* tools_;
   QSplitter* split_;
-  ZKGroupListCtl* list_;
+  SetView* view_ = nullptr;
+  SetViewKind kind_{};
   SetPane* pane_;
   PlainLabel* status_;
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;

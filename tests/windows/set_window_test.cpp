@@ -1,6 +1,6 @@
 // The window of a Set: its components got, edited in the pane, saved, linked, and everything taken back.
-#include <QLabel>
-#include <QStyle>
+#include <QAbstractItemView>
+#include <QApplication>
 #include <filesystem>
 
 #include "app/set_commands.h"
@@ -9,6 +9,7 @@
 #include "platform/text.h"
 #include "sets/ui/set_list.h"
 #include "sets/ui/set_pane.h"
+#include "sets/ui/set_views.h"
 #include "sets/ui/set_window.h"
 #include "store/sets/set_document.h"
 #include "tests/windows/window_test_tools.h"
@@ -37,7 +38,7 @@ class SetWindow : public ProgramFixture {
   static TZKBank* ShowBank(TZKGrp* set) {
     for (int i = 0; i < set->document().GetDataFileCount(); ++i) {
       if (!set->document().GetDataFile(i)->synth->isBank) continue;
-      set->list()->SetCurSel(i);
+      set->view().SetCurSel(i);
       if (set->pane()->bank()) return set->pane()->bank();
     }
     return nullptr;
@@ -53,7 +54,7 @@ TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
   ASSERT_GT(set.GetDataFileCount(), 2);
   EXPECT_FALSE(set.IsOneOrMoreDefined());
   EXPECT_FALSE(window->RefusalOf(CommandId::SetSendAll).isEmpty());
-  EXPECT_EQ(window->list()->model()->index(0, SetListModel::kState).data().toString(), "Undefined");
+  EXPECT_EQ(window->view().widget()->model()->index(0, SetListModel::kState).data().toString(), "Undefined");
 
   window->RunCommand(CommandId::SetGetAll);
   EXPECT_TRUE(window->transfers().Running());
@@ -65,11 +66,11 @@ TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
   TZKBank* bank = ShowBank(window);
   ASSERT_TRUE(bank) << got;
   EXPECT_EQ(bank->CountUnsent({}), 0) << "the instrument holds what it gave";
-  const int component = window->list()->GetCurSel();
+  const int component = window->view().GetCurSel();
   const std::string name = bank->document().GetPatchName(0);
   EXPECT_TRUE(bank->document().Rename(0, "TWO").ok());
   EXPECT_EQ(set.UndoText(), "Rename") << "one entry of the Set's history";
-  EXPECT_EQ(window->list()->model()->index(component, 0).data(kMarksRole), MarksOf(std::vector<Mark>{}))
+  EXPECT_EQ(window->view().widget()->model()->index(component, 0).data(kMarksRole), MarksOf(std::vector<Mark>{}))
       << "no file yet to differ from";
 
   window->RunCommand(CommandId::FileSave);
@@ -114,7 +115,7 @@ TEST_F(SetWindow, ComponentsAreInitializedClearedSwitchedOffAndLinked) {
   ASSERT_TRUE(window);
   ZKGrpDoc& set = window->document();
   const std::string fresh = States(set);
-  window->list()->setFocus();
+  window->view().widget()->setFocus();
   window->RunCommand(CommandId::EditSelectAll);
   window->RunCommand(CommandId::SetInitialize);
   EXPECT_TRUE(set.IsOneOrMoreDefined());
@@ -132,7 +133,7 @@ TEST_F(SetWindow, ComponentsAreInitializedClearedSwitchedOffAndLinked) {
   // A component as a file, as a link to it, and back.
   int defined = 0;
   while (set.StateOf(defined).content != EntryContent::kDefined) ++defined;
-  window->list()->SetCurSel(defined);
+  window->view().SetCurSel(defined);
   window->RunCommand(CommandId::SetSaveLink);
   EXPECT_TRUE(FileExists(link)) << LogText();
   EXPECT_TRUE(set.StateOf(defined).linked);
@@ -168,7 +169,7 @@ TEST_F(SetWindow, TakesWhatFitsAComponent) {
   Move fits = moved(other), fitsNot = moved(foreign);
   EXPECT_EQ(window->AcceptsMove(OfferOf(fits)), "");
   EXPECT_TRUE(window->ReceiveMove(std::move(fits)).taken());
-  const int component = window->list()->GetCurSel();
+  const int component = window->view().GetCurSel();
   EXPECT_EQ(set.TypeName(component), "Multi Bank");
   ASSERT_TRUE(window->pane()->bank());
   EXPECT_EQ(window->pane()->bank()->document().GetPatchName(3), other->document().GetPatchName(3));
@@ -190,13 +191,42 @@ TEST_F(SetWindow, TakesWhatFitsAComponent) {
       << LogText();
 }
 
+// The three views select the same components; what Return does and what a row says is the same in each.
+TEST_F(SetWindow, ViewsShowTheSameComponents) {
+  Start();
+  TZKGrp* window = OpenSet("TX81Z");
+  ASSERT_TRUE(window);
+  const int count = window->document().GetDataFileCount();
+  window->view().Select({1, 3}, 3);
+  for (const CommandId command : {CommandId::SetViewTree, CommandId::SetViewPanel, CommandId::SetViewList}) {
+    window->RunCommand(command);
+    EXPECT_TRUE(window->CommandChecked(command));
+    EXPECT_EQ(window->view().Selected(), (std::vector<int>{1, 3}));
+    EXPECT_EQ(window->view().GetCurSel(), 3);
+    for (int i = 0; i < count; ++i) {
+      const QModelIndex index = window->view().IndexOf(i);
+      EXPECT_EQ(index.data(kComponentRole).toInt(), i);
+      EXPECT_TRUE(index.data(Qt::AccessibleTextRole).toString().endsWith(QStringLiteral(", Undefined")));
+    }
+    window->view().SetCurSel(0);
+    window->RunCommand(CommandId::SetInitialize);
+    EXPECT_FALSE(
+        window->view().IndexOf(0).data(Qt::AccessibleTextRole).toString().contains(QStringLiteral("Undefined")));
+    window->view().widget()->setFocus();
+    PressKey(window->view().widget(), Qt::Key_Return);
+    EXPECT_TRUE(window->pane()->isAncestorOf(QApplication::focusWidget()));
+    window->RunCommand(CommandId::EditUndo);
+    window->view().Select({1, 3}, 3);
+  }
+}
+
 // A Get of a bank from the pane and one of the Set shut each other out; closing asks and ends both.
 TEST_F(SetWindow, TransfersOfPaneAndSetExcludeEachOther) {
   Start({"no", "yes", "no", "ok", "ok"}, {});
   TZKGrp* window = OpenSet("K4");
   ASSERT_TRUE(window);
   ZKGrpDoc& set = window->document();
-  window->list()->setFocus();
+  window->view().widget()->setFocus();
   window->RunCommand(CommandId::EditSelectAll);
   window->RunCommand(CommandId::SetInitialize);
   TZKBank* bank = ShowBank(window);
