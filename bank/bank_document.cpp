@@ -315,6 +315,12 @@ void ZKBankDoc::InstrumentHolds(const DataFile& held) {
   Tell(DocumentChange::Kind::Everything);
 }
 
+void ZKBankDoc::TakeHeldSounds(std::vector<std::uint64_t> sounds) {
+  if (sounds == HeldSounds()) return;
+  states_.TakeHeldSounds(std::move(sounds));
+  Tell(DocumentChange::Kind::Everything);
+}
+
 // ---- files ----------------------------------------------------------------------------------------------------------
 
 Result ZKBankDoc::Open(const std::string& path, std::unique_ptr<ZKBankDoc>* document) {

@@ -9,7 +9,6 @@
 
 #include "bank/bank_rest.h"
 #include "bank/bank_sync.h"
-#include "bank/patch_states.h"
 #include "data/data_records.h"
 #include "data/patch_names.h"
 #include "data/patch_texts.h"
@@ -17,6 +16,7 @@
 #include "document/document.h"
 #include "platform/result.h"
 #include "store/bank_slots.h"
+#include "store/patch_states.h"
 
 namespace tonalith {
 
@@ -137,6 +137,9 @@ class ZKBankDoc : public Document {
   void SetRest(TransferRest rest);
   // The instrument holds what `held`, of the same type, has of its patches that hold something.
   void InstrumentHolds(const DataFile& held);
+  // The Sounds that the instrument holds, for a document on the same data.
+  const std::vector<std::uint64_t>& HeldSounds() const { return states_.HeldSounds(); }
+  void TakeHeldSounds(std::vector<std::uint64_t> sounds);
   // The data came from elsewhere and no file holds it.
   using Document::MarkChanged;
   // Patches of a running receive are in place.

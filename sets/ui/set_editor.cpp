@@ -59,6 +59,7 @@ SetEditor::SetEditor(ZKGrpDoc& set, int component, WindowContext& context, ZKWin
   bank_->header()->hide();
   bank_->layout()->setContentsMargins({});
   bank_->AddPart(std::make_unique<SetCommandsOfBank>(window));
+  document_.TakeHeldSounds(set.unsent().HeldSounds(component));
   listener_ = document_.AddListener([this](const DocumentChange& change) { Changed(change); });
 }
 
@@ -75,7 +76,9 @@ void SetEditor::Changed(const DocumentChange& change) {
     busy_ = busy;
     set_.SetBusy(busy, busy ? document_.BusyReason() : std::string());
   }
-  if (!busy_ && change.kind != DocumentChange::Kind::State) Take();
+  if (busy_ || change.kind == DocumentChange::Kind::State) return;
+  Take();
+  set_.TakeHeldSounds(component_, document_.HeldSounds());
 }
 
 void SetEditor::Take() {
@@ -90,16 +93,21 @@ void SetEditor::Take() {
 
 void SetEditor::Follow() {
   if (following_ || busy_ || !set_.Has(component_)) return;
+  following_ = true;
+  FollowContent();
+  document_.TakeHeldSounds(set_.unsent().HeldSounds(component_));
+  following_ = false;
+}
+
+void SetEditor::FollowContent() {
   const DataFile& data = *set_.GetDataFile(component_);
   if (SameContent(*document_.dataFile(), data)) return;
   DataFilePtr copy(DupForUser(&data));
   if (!copy) return;
-  following_ = true;
   document_.CreateBackup(set_.StatusText());
   std::swap(*document_.dataFile(), *copy);
   document_.EndBackup();
   document_.PatchesArrived();
-  following_ = false;
 }
 
 void SetEditor::SetLocked(bool locked) {
@@ -107,13 +115,6 @@ void SetEditor::SetLocked(bool locked) {
   locked_ = true;
   document_.SetBusy(locked, locked ? set_.BusyReason() : std::string());
   locked_ = locked;
-}
-
-void SetEditor::InstrumentHolds() {
-  Follow();
-  following_ = true;
-  document_.InstrumentHolds(*set_.GetDataFile(component_));
-  following_ = false;
 }
 
 }  // namespace tonalith

@@ -35,12 +35,11 @@ class SetEditor final {
   void Follow();
   // Somebody else works on the Set.
   void SetLocked(bool locked);
-  // The instrument holds what the component does.
-  void InstrumentHolds();
 
  private:
   void Changed(const DocumentChange& change);
   void Take();
+  void FollowContent();
 
   ZKGrpDoc& set_;
   int component_;

@@ -24,6 +24,8 @@ QVariant ComponentMarks(const ZKGrpDoc& set, int component) {
     marks.push_back(Mark::Missing);
   else if (state.content == EntryContent::kUndefined)
     marks.push_back(Mark::Undefined);
+  else if (set.unsent().Count(component) > 0)
+    marks.push_back(Mark::Unsent);
   return MarksOf(marks);
 }
 
@@ -104,6 +106,7 @@ QString SetListModel::Spoken(int component) const {
   QStringList parts{ShownUtf8(set_.TypeName(component)), ComponentState(set_, component)};
   if (const QString size = SizeText(set_.SysExBytes(component)); !size.isEmpty()) parts << size;
   if (set_.IsChanged(component)) parts << MarkText(Mark::Changed);
+  if (set_.unsent().Count(component) > 0) parts << MarkText(Mark::Unsent);
   return parts.join(QStringLiteral(", "));
 }
 

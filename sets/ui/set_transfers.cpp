@@ -129,13 +129,16 @@ void SetTransfers::AllEnded() {
   for (const Job& job : jobs)
     for (const int component : job.components)
       if (get) host_.soFar(component, nullptr, 0, 0);
-  if (get)
-    set_.EndReceive();
-  else
-    set_.SetBusy(false);
+  std::vector<int> whole;
   for (const Job& job : jobs)
     for (const SetReport::Outcome& outcome : job.report->outcomes)
-      if (outcome.whole) host_.isHeld(outcome.component);
+      if (outcome.whole) whole.push_back(outcome.component);
+  if (get) {
+    set_.EndReceive(whole);
+  } else {
+    set_.SetBusy(false);
+    set_.WereSent(whole);
+  }
   std::string text;
   for (const std::string& sentence : sentences_) text += (text.empty() ? "" : "  ") + sentence;
   host_.say(text);

@@ -89,7 +89,7 @@ class ZKGroupListCtl final : public ViewOf<QTreeView> {
  public:
   ZKGroupListCtl(ZKGrpDoc& set, const SetViewEvents& events, QWidget* parent) : ViewOf(events, parent) {
     setModel(new SetListModel(set, this));
-    DressList(this)->SetMarkPlaces(1);
+    DressList(this)->SetMarkPlaces(2);
     // Marks stand before the names alone.
     for (const int column : {SetListModel::kState, SetListModel::kSize})
       setItemDelegateForColumn(column, new ListDelegate(this));
@@ -110,7 +110,7 @@ class ZKGroupCustomCtl final : public ViewOf<QListView> {
     auto* rows = new SetListModel(set, this);
     rows->ShowTiles();
     setModel(rows);
-    DressList(this)->SetMarkPlaces(1);
+    DressList(this)->SetMarkPlaces(2);
     setUniformItemSizes(true);
     setSpacing(1);
   }

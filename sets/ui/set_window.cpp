@@ -12,6 +12,7 @@
 #include "bank/bank_document.h"
 #include "bank/ui/bank_window.h"
 #include "platform/path_resolver.h"
+#include "services/send_care.h"
 #include "services/settings.h"
 #include "sets/ui/set_pane.h"
 #include "sets/ui/set_views.h"
@@ -70,6 +71,9 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
       pane_(new SetPane(set_, context, *this)),
       status_(new PlainLabel(this)) {
   for (int i = 0; i < set_.GetDataFileCount(); ++i) context.UpdateFromStudio(set_.GetDataFile(i));
+  care_ = context.sendCare().AddListener([this](const DataFile* held) {
+    if (held) set_.InstrumentHolds(*held);
+  });
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap + kSmallGap);
   column->addWidget(header_);
@@ -85,6 +89,7 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
 }
 
 TZKGrp::~TZKGrp() {
+  context().sendCare().RemoveListener(care_);
   // Both listen to the document, which goes before the children of this window would.
   delete pane_;
   delete std::exchange(view_, nullptr);
@@ -98,9 +103,6 @@ SetTransfers::Host TZKGrp::TransferHost() {
   host.progress = [this] { Refresh(); };
   host.soFar = [this](int component, DataFilePtr soFar, int done, int all) {
     if (SetEditor* editor = pane_->EditorOf(component)) editor->bank()->ShowSoFar(std::move(soFar), done, all);
-  };
-  host.isHeld = [this](int component) {
-    if (SetEditor* editor = pane_->EditorOf(component)) editor->InstrumentHolds();
   };
   return host;
 }
@@ -260,20 +262,23 @@ void TZKGrp::Refresh() {
                                           devicePixelRatioF()));
   }
   header_->SetTitle(ShownName());
-  int undefined = 0, changed = 0;
+  int undefined = 0, changed = 0, unsent = 0;
   for (int i = 0; i < set_.GetDataFileCount(); ++i) {
     undefined += set_.StateOf(i).content == EntryContent::kUndefined;
     changed += set_.IsChanged(i);
+    unsent += set_.unsent().Count(i) > 0;
   }
   const int count = set_.GetDataFileCount();
   QStringList parts{ShownUtf8(set_.GetSetName())};
   parts << (count == 1 ? tr("1 component") : tr("%1 components").arg(count));
   if (undefined > 0) parts << tr("%1 undefined").arg(undefined);
   if (changed > 0) parts << tr("%1 changed since saved").arg(changed);
+  if (unsent > 0) parts << tr("%1 not sent to the instrument").arg(unsent);
   if (set_.UnreadParts() > 0) parts << tr("%1 not readable").arg(set_.UnreadParts());
   if (transfers_.Running()) parts << ShownUtf8(transfers_.ProgressText());
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
   header_->SetMark(Mark::Changed, set_.IsModified(), set_.path().empty() ? tr("in no file yet") : QString());
+  header_->SetMark(Mark::Unsent, unsent > 0);
   for (const auto& [command, button] : buttons_) EnableUnless(button, RefusalOf(command));
   for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
 }

@@ -112,6 +112,7 @@ class TZKGrp final : public DocumentWindow {
   SetViewKind kind_{};
   SetPane* pane_;
   PlainLabel* status_;
+  int care_ = 0;
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
   std::vector<std::pair<CommandId, QAction*>> more_;
 };

@@ -3,10 +3,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "data/data_records.h"
 #include "parameters/reference_matrix.h"
 
 namespace tonalith {
@@ -35,13 +38,29 @@ class PatchLinks {
   std::vector<PatchLink> List() const;
   // How far a component stands behind those whose patches it plays; 0: it plays none.
   int Rank(int component) const;
+  // The components whose patches it can play.
+  std::vector<int> ChildrenOf(int component) const;
+  // Whether the Set still has the components it had.
+  bool IsOf(const ZKGrpDoc& set) const;
+
+  // Patches that have moved: component and slot, from and to.
+  using Moves = std::map<std::pair<int, std::uint32_t>, std::pair<int, std::uint32_t>>;
+  struct Rewritten {
+    std::size_t changed = 0;
+    std::size_t failed = 0;  // references that have no number for the new place
+  };
+  // In data of the component: references to patches that have moved name the place where they are now.
+  Rewritten Rewrite(int component, DataFile* data, const Moves& moves) const;
 
  private:
-  std::vector<int> ChildrenOf(int component) const;
+  // Of the same instrument, where several have the type; -1: none.
+  int ComponentOf(int driverId, int parent) const;
   void ListOf(int component, std::vector<PatchLink>* links) const;
 
   const ZKGrpDoc& set_;
-  std::vector<std::unique_ptr<const ReferenceMatrix>> matrices_;  // by component; null: it plays nothing
+  std::vector<int> types_;                                        // by component
+  std::vector<std::string> instruments_;                          // likewise
+  std::vector<std::shared_ptr<const ReferenceMatrix>> matrices_;  // by component; null: it plays nothing
 };
 
 }  // namespace tonalith

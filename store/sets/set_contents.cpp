@@ -4,6 +4,7 @@
 #include <span>
 
 #include "document/data_file_target.h"
+#include "script/transfer_engine.h"
 #include "services/transfer_sentences.h"
 #include "store/sets/set_document.h"
 
@@ -150,6 +151,53 @@ Result ZKGrpDoc::ClearData(int component, const DataFile* fresh) {
   SetStatus("Clear");
   Tell(DocumentChange::Kind::Item, component);
   return Result::Success();
+}
+
+// ---- what instruments have and give
+
+void ZKGrpDoc::BeginReceive(const std::vector<int>& components, const std::string& description) {
+  unsent_.BeginReceive(components);
+  history().Begin(description);
+  for (const int component : components) {
+    if (!Has(component)) continue;
+    components_[static_cast<std::size_t>(component)].receiving = true;
+    for (std::uint32_t buffer = 0; buffer < kDataBuffers; ++buffer)
+      history().RememberWhole({static_cast<std::uint32_t>(component), buffer});
+  }
+  SetBusy(true);
+}
+
+bool ZKGrpDoc::EndReceive(const std::vector<int>& whole) {
+  const bool changed = history().End();
+  for (Component& c : components_) c.receiving = false;
+  if (changed) SetStatus(UndoText());
+  SetBusy(false);
+  unsent_.EndReceive();
+  for (const int component : whole) unsent_.Holds(component);
+  Tell(DocumentChange::Kind::Everything);
+  return changed;
+}
+
+void ZKGrpDoc::WereSent(const std::vector<int>& components) {
+  for (const int component : components) unsent_.Holds(component);
+  if (!components.empty()) Tell(DocumentChange::Kind::Everything);
+}
+
+void ZKGrpDoc::InstrumentHolds(const DataFile& held) {
+  for (int i = 0; i < GetDataFileCount(); ++i) {
+    const DataFile& own = *components_[static_cast<std::size_t>(i)].data;
+    if (!held.synth || own.synth->driverId != held.synth->driverId ||
+        TransferInstrumentName(own) != TransferInstrumentName(held))
+      continue;
+    unsent_.Holds(i, held);
+    Tell(DocumentChange::Kind::Item, i);
+  }
+}
+
+void ZKGrpDoc::TakeHeldSounds(int component, const std::vector<std::uint64_t>& sounds) {
+  if (!Has(component) || unsent_.HeldSounds(component) == sounds) return;
+  unsent_.TakeHeldSounds(component, sounds);
+  Tell(DocumentChange::Kind::Item, component);
 }
 
 }  // namespace tonalith

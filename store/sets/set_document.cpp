@@ -74,7 +74,10 @@ std::string OtherTypeSentence(const DataFile& component, const DataFile& data) {
 
 ZKGrpDoc::ZKGrpDoc() {
   history().SetTarget(this);
-  AddListener([this](const DocumentChange& change) { ForgetPrints(change); });
+  AddListener([this](const DocumentChange& change) {
+    ForgetPrints(change);
+    unsent_.Changed(change);
+  });
 }
 
 // ---- what is there
@@ -158,6 +161,7 @@ void ZKGrpDoc::AddDataFiles(std::vector<DataFilePtr> data) {
     components_.emplace_back().data = std::move(one);
   }
   RefreshLinks();
+  unsent_.Added(false);
   history().Clear();
   MarkChanged();
 }
@@ -222,26 +226,6 @@ Result ZKGrpDoc::TakeData(int component, DataFilePtr* data) const {
   return Result::Success();
 }
 
-void ZKGrpDoc::BeginReceive(const std::vector<int>& components, const std::string& description) {
-  history().Begin(description);
-  for (const int component : components) {
-    if (!Has(component)) continue;
-    components_[static_cast<std::size_t>(component)].receiving = true;
-    for (std::uint32_t buffer = 0; buffer < kDataBuffers; ++buffer)
-      history().RememberWhole({static_cast<std::uint32_t>(component), buffer});
-  }
-  SetBusy(true);
-}
-
-bool ZKGrpDoc::EndReceive() {
-  const bool changed = history().End();
-  for (Component& c : components_) c.receiving = false;
-  if (changed) SetStatus(UndoText());
-  SetBusy(false);
-  Tell(DocumentChange::Kind::Everything);
-  return changed;
-}
-
 // ---- history
 
 std::vector<BufferId> ZKGrpDoc::HistoryBuffers() const {
@@ -274,6 +258,7 @@ Result ZKGrpDoc::ReadBytes(std::span<const std::uint8_t> bytes, const std::strin
   skipped_ = frame_.skippedMembers;
   folder_ = path.empty() ? std::string() : FolderOf(path);
   RefreshLinks();
+  unsent_.Added(true);
   FileHoldsAll();
   std::string notice = MissingSentence(path, bytes);
   AddSentence(&notice, PartsSentence(frame_));

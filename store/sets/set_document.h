@@ -13,6 +13,7 @@
 #include "document/history_target.h"
 #include "platform/result.h"
 #include "store/entry_state.h"
+#include "store/sets/set_unsent.h"
 
 namespace tonalith {
 
@@ -100,7 +101,18 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   // --- Transfers into components.  The document is busy from Begin to End; what changed is one entry of the history.
 
   void BeginReceive(const std::vector<int>& components, const std::string& description = "Get Set");
-  bool EndReceive();
+  // What changed came from the instruments; of `whole` all did.
+  bool EndReceive(const std::vector<int>& whole = {});
+
+  // --- What the instruments hold
+
+  const SetUnsent& unsent() const { return unsent_; }
+  // The instruments have taken all of the components.
+  void WereSent(const std::vector<int>& components);
+  // An instrument holds `held`: for every component of that type and instrument.
+  void InstrumentHolds(const DataFile& held);
+  // As an editor of the component knows it.
+  void TakeHeldSounds(int component, const std::vector<std::uint64_t>& sounds);
 
  protected:
   Result WriteBytes(const std::string& path, std::vector<std::uint8_t>* bytes) override;
@@ -137,6 +149,7 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   ListFile frame_;  // the file without its components
   int skipped_ = 0;
   LinkReader linkReader_;
+  SetUnsent unsent_{*this};
   std::string folder_;  // where links are looked for that are not where they were; empty: nowhere
 };
 

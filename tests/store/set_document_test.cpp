@@ -6,42 +6,25 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 
 #include "platform/atomic_file.h"
 #include "tests/platform/files_fixture.h"
+#include "tests/store/small_set.h"
 
 namespace tonalith {
 
 namespace {
 
-constexpr int kTypes = 4;
+constexpr int kTypes = kSmallTypes;
 
 DataFilePtr RecordOf(int type) {
-  DataFilePtr driver(AllocDataFile());
-  AllocChunk(&driver->synth, &driver->synthSize, kSynthSize);
-  Synth& s = *driver->synth;
-  std::snprintf(s.shortName, sizeof s.shortName, "Maker One");
-  std::snprintf(s.typeName, sizeof s.typeName, "Type \xE4%d", type);
-  s.driverId = static_cast<std::uint16_t>(100 + type);
-  s.isBank = type % 2 ? 1 : 0;
-  s.patchByPatch = type == 3;
-  s.numVoices = s.isBank ? 4 : 1;
-  s.voiceSize = s.voiceBytes = 10;
-  s.headerSize = 2;
-  s.fileSize = s.headerSize + s.numVoices * s.voiceSize;
-  s.namesSeparate = s.isBank;
-  DataFilePtr data(AllocDataNew(driver.get()));
-  AddDataFileComponents(data.get(), 0);
-  for (std::uint32_t i = 0; i < s.fileSize; ++i) data->body[i] = static_cast<std::uint8_t>(type * 16 + i);
-  return data;
+  return SmallRecord(type);
 }
 
 void Fill(ZKGrpDoc* set) {
-  std::vector<DataFilePtr> data;
-  for (int type = 0; type < kTypes; ++type) data.push_back(RecordOf(type));
-  MarkUndefined(data[0].get());
-  set->AddDataFiles(std::move(data));
+  FillSmallSet(set);
 }
 
 std::string Bytes(const std::string& path) {
@@ -56,21 +39,11 @@ std::string States(const ZKGrpDoc& set) {
   return text;
 }
 
-// Its bytes, without a disk.
-class OpenSet : public ZKGrpDoc {
- public:
-  std::vector<std::uint8_t> Written() {
-    std::vector<std::uint8_t> bytes;
-    EXPECT_TRUE(WriteBytes({}, &bytes).ok());
-    return bytes;
-  }
-};
-
 class SetFiles : public FilesTest {
  protected:
   std::string WriteData(const std::string& name, int type, std::uint8_t first) {
     DataFilePtr data = RecordOf(type);
-    data->body[0] = first;
+    data->body[0] = data->body[4] = first;
     std::vector<std::uint8_t> bytes;
     DiskWriteForm(&bytes, *data);
     WriteFileAtomically(Path(name), std::span<const std::uint8_t>(bytes));
@@ -263,6 +236,65 @@ TEST_F(SetFiles, ChangesAreUndoneAndRedone) {
   EXPECT_EQ(States(set), "undefined defined defined defined ");
   set.BeginReceive({1});
   EXPECT_FALSE(set.EndReceive());
+}
+
+// Whatever brings data in: what the instrument does not have of it is known, after Undo and Redo too.
+TEST_F(SetFiles, WhatTheInstrumentDoesNotHaveIsKnown) {
+  const std::string file = WriteData("other.dat", 1, 0x66);
+  const auto other = [](int type) {
+    DataFilePtr data = RecordOf(type);
+    data->body[4] ^= 0x40;
+    return data;
+  };
+  const auto receive = [](ZKGrpDoc& set, bool whole) {
+    set.BeginReceive({1});
+    set.GetDataFile(1)->body[4] ^= 0x20;
+    set.EndReceive(whole ? std::vector<int>{1} : std::vector<int>());
+  };
+  const struct {
+    const char* name;
+    int component;
+    std::function<void(ZKGrpDoc&)> change;
+    bool unsent, unsentAfterUndo;
+  } cases[] = {
+      {"put", 1, [&](ZKGrpDoc& set) { set.PutData(1, other(1)); }, true, false},
+      {"put what nothing was in", 0, [&](ZKGrpDoc& set) { set.PutData(0, other(0)); }, true, false},
+      {"put the same", 1, [&](ZKGrpDoc& set) { set.PutData(1, RecordOf(1)); }, false, false},
+      {"edit", 2, [&](ZKGrpDoc& set) { set.EditData(2, *other(2), "Paste"); }, true, false},
+      {"initialize", 0, [&](ZKGrpDoc& set) { set.Initialize(0); }, true, false},
+      {"clear", 1, [&](ZKGrpDoc& set) { set.ClearData(1, nullptr); }, false, false},
+      {"link", 1, [&](ZKGrpDoc& set) { set.SetLink(1, file); }, true, false},
+      {"deactivate", 1, [&](ZKGrpDoc& set) { set.SetActive(1, false); }, false, false},
+      {"get", 1, [&](ZKGrpDoc& set) { receive(set, true); }, false, true},
+      {"get that ends early", 1, [&](ZKGrpDoc& set) { receive(set, false); }, false, true},
+      {"held by another window", 1,
+       [&](ZKGrpDoc& set) {
+         set.PutData(1, other(1));
+         set.InstrumentHolds(*other(1));
+       },
+       false, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    ZKGrpDoc set;
+    Fill(&set);
+    for (int i = 0; i < kTypes; ++i) EXPECT_EQ(set.unsent().Count(i), 0);
+    set.WereSent({1, 2, 3});
+    const auto unsent = [&] { return set.unsent().Count(c.component) > 0; };
+    c.change(set);
+    EXPECT_EQ(unsent(), c.unsent);
+    if (!set.CanUndo()) continue;
+    ASSERT_TRUE(set.Undo().ok());
+    EXPECT_EQ(unsent(), c.unsentAfterUndo);
+    ASSERT_TRUE(set.Redo().ok());
+    EXPECT_EQ(unsent(), c.unsent);
+    for (int i = 0; i < kTypes; ++i) EXPECT_TRUE(i == c.component || set.unsent().Count(i) == 0) << i;
+    if (!c.unsent) continue;
+    set.WereSent({c.component});
+    EXPECT_FALSE(unsent());
+    ASSERT_TRUE(set.Undo().ok());
+    EXPECT_EQ(unsent(), set.StateOf(c.component).content == EntryContent::kDefined);
+  }
 }
 
 TEST_F(SetFiles, LinksSurviveMovedFoldersAndMissingFiles) {

@@ -14,6 +14,7 @@
 #include "store/sets/set_document.h"
 #include "tests/windows/window_test_tools.h"
 #include "ui/style/list_delegate.h"
+#include "ui/style/state_mark.h"
 
 namespace tonalith {
 namespace {
@@ -176,6 +177,19 @@ TEST_F(SetWindow, TakesWhatFitsAComponent) {
   const MoveResult refused = window->ReceiveMove(std::move(fitsNot));
   EXPECT_EQ(refused.text, "Warning! Matching SysEx was not found in the Set!\nThe SysEx was not added to the Set.");
   EXPECT_TRUE(std::get<DataFilePtr>(fitsNot.payload)) << "still the sender's";
+  const auto marks = [&] { return MarksIn(window->view().IndexOf(component).data(kMarksRole)); };
+  EXPECT_EQ(marks(), std::vector<Mark>{Mark::Unsent}) << "data that no editor had shown yet";
+  EXPECT_GT(window->pane()->bank()->CountUnsent({}), 0) << "nor its editor";
+  set.WereSent({component});
+  EXPECT_EQ(marks(), std::vector<Mark>{});
+  EXPECT_EQ(window->pane()->bank()->CountUnsent({}), 0);
+  EXPECT_TRUE(window->pane()->bank()->document().Rename(3, "NEW").ok());
+  EXPECT_EQ(window->pane()->bank()->CountUnsent({}), 1);
+  EXPECT_EQ(set.unsent().Count(component), 1);
+  window->pane()->bank()->document().WasSent({});
+  EXPECT_EQ(set.unsent().Count(component), 0) << "sent from the pane";
+  window->RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(marks(), std::vector<Mark>{Mark::Unsent});
   window->RunCommand(CommandId::EditUndo);
   EXPECT_FALSE(set.IsOneOrMoreDefined());
 

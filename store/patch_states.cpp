@@ -1,4 +1,4 @@
-#include "bank/patch_states.h"
+#include "store/patch_states.h"
 
 #include <cstring>
 #include <span>

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "data/data_records.h"
@@ -24,6 +25,9 @@ class PatchStates {
 
   // The instrument holds what other data of the same form has; patches that are undefined there stay as they are.
   void InstrumentHolds(const DataFile& held);
+  // The Sounds that the instrument holds; of another length than the data: it holds nothing of it.
+  const std::vector<std::uint64_t>& HeldSounds() const { return instrument_; }
+  void TakeHeldSounds(std::vector<std::uint64_t> sounds) { instrument_ = std::move(sounds); }
 
   // Without a file nothing counts as changed.
   bool DiffersFromFile(int patch) const;
