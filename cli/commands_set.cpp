@@ -188,6 +188,7 @@ constexpr SetVerb kVerbs[] = {
 };
 
 CliArguments ArgumentsOf(const SetVerb& verb, const std::vector<std::string>& args) {
+  if (verb.run == ListSetLinks) return CliArguments(args, {"report"});
   if (!verb.transfers) return CliArguments(args, {});
   std::vector<std::string> names = TransferOptionNames();
   std::erase_if(names, [](const std::string& name) { return name == "patch" || name == "type"; });
@@ -207,7 +208,7 @@ std::string SetForms() {
          "set send FILE [OPTIONS]         sends them to the instrument\n"
          "set put FILE N DATA             the data of a file becomes that of component N\n"
          "set take FILE N OUT             writes component N as a file of its own\n"
-         "set links FILE                  which patches play which others\n"
+         "set links FILE [--report OUT]   which patches play which others; as a page (HTML) with --report\n"
          "set link FILE N DATA            component N becomes a link to a data file\n"
          "set resolve FILE                the data of all links comes into the file\n"
          "set activate FILE N             switches component N on\n"

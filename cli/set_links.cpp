@@ -8,7 +8,10 @@
 #include "cli/session.h"
 #include "cli/set_files.h"
 #include "data/patch_names.h"
+#include "platform/atomic_file.h"
 #include "platform/text.h"
+#include "store/sets/link_report.h"
+#include "store/sets/link_tracker.h"
 #include "store/sets/set_document.h"
 
 namespace tonalith {
@@ -36,15 +39,18 @@ Cells ChildCells(Session& session, const ZKGrpDoc& set, const PatchLink& link) {
   return {"-", std::to_string(link.child.slot), {}};
 }
 
-}  // namespace
-
-PatchLinks LinksOfSet(Session& session, const ZKGrpDoc& set) {
-  const auto folder = [&session](int driverId) {
+PatchLinks::ModuleFolder FolderIn(Session& session) {
+  return [&session](int driverId) {
     const ZKDrvList* driver = session.studio().GetDriverWithID(driverId);
     return driver ? session.studio().facts().ModuleFolder(driver) : std::filesystem::path();
   };
+}
+
+}  // namespace
+
+PatchLinks LinksOfSet(Session& session, const ZKGrpDoc& set) {
   std::vector<std::string> problems;
-  PatchLinks links(set, folder, &problems);
+  PatchLinks links(set, FolderIn(session), &problems);
   for (const std::string& problem : problems) session.environment().err << "Note: " << problem << "\n";
   return links;
 }
@@ -53,6 +59,8 @@ Result ListSetLinks(Session& session, const CliArguments& arguments) {
   session.LoadStudio();
   ZKGrpDoc set;
   if (Result result = OpenSet(session, arguments.words()[1], &set); !result.ok()) return result;
+  if (const auto report = arguments.Option("report"))
+    return WriteFileAtomically(*report, LinkReport(set, LinkTracker(set, FolderIn(session))));
   TerminalBlocks out(session.environment().out);
   for (const PatchLink& link : LinksOfSet(session, set).List()) {
     const DataFile& parent = *set.GetDataFile(link.parent);

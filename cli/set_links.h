@@ -11,7 +11,7 @@ class ZKGrpDoc;
 
 // Which patches of a Set play which others, as the installed modules say; what does not read goes to standard error.
 PatchLinks LinksOfSet(Session& session, const ZKGrpDoc& set);
-// set links FILE: a line a link.
+// set links FILE: a line a link, or all of them as a page.
 Result ListSetLinks(Session& session, const CliArguments& arguments);
 
 }  // namespace tonalith

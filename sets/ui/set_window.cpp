@@ -32,7 +32,8 @@ namespace {
 constexpr CommandId kOwnCommands[] = {CommandId::SetGetAll,     CommandId::SetSendAll,  CommandId::SetActivate,
                                       CommandId::SetInitialize, CommandId::SetClear,    CommandId::SetLoad,
                                       CommandId::SetTakeOut,    CommandId::SetLoadLink, CommandId::SetSaveLink,
-                                      CommandId::SetResolve,    CommandId::MidiGet,     CommandId::MidiTransmit};
+                                      CommandId::SetResolve,    CommandId::MidiGet,     CommandId::MidiTransmit,
+                                      CommandId::BankSendAtOnce};
 
 bool IsOwn(CommandId command) {
   return std::find(std::begin(kOwnCommands), std::end(kOwnCommands), command) != std::end(kOwnCommands);
@@ -65,10 +66,12 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
       set_(SetOf(DocumentWindow::document())),
       services_(std::move(services)),
       transfers_(set_, context, "Set", TransferHost()),
+      links_(set_, context, LinkHost()),
+      sync_(set_, context, [this](const QString& text) { Say(text); }),
       header_(new DocumentHeader(this)),
       tools_(new ToolRow(this)),
       split_(new QSplitter(this)),
-      pane_(new SetPane(set_, context, *this)),
+      pane_(new SetPane(set_, context, *this, EditorHost())),
       status_(new PlainLabel(this)) {
   for (int i = 0; i < set_.GetDataFileCount(); ++i) context.UpdateFromStudio(set_.GetDataFile(i));
   care_ = context.sendCare().AddListener([this](const DataFile* held) {
@@ -107,6 +110,28 @@ SetTransfers::Host TZKGrp::TransferHost() {
   return host;
 }
 
+SetLinkPart::Host TZKGrp::LinkHost() {
+  SetLinkPart::Host host;
+  host.say = [this](const QString& text) { Say(text); };
+  host.show = [this](int component, std::uint32_t slot) { ShowPatch(component, slot); };
+  return host;
+}
+
+SetEditor::Host TZKGrp::EditorHost() {
+  SetEditor::Host host;
+  host.say = [this](const std::string& sentence) { Say(ShownUtf8(sentence)); };
+  host.put = [this](int component, DataFilePtr made, const std::string& name) {
+    return links_.Put(component, std::move(made), name);
+  };
+  host.note = [this](int component, int patch) { return links_.Note(component, patch); };
+  return host;
+}
+
+void TZKGrp::ShowPatch(int component, std::uint32_t slot) {
+  view_->SetCurSel(component);
+  if (TZKBank* bank = pane_->bank()) bank->Select({static_cast<int>(slot)});
+}
+
 QToolButton* TZKGrp::AddTool(Glyph glyph, CommandId command, const QString& text, bool primary) {
   QToolButton* tool = tools_->Add(glyph, text, CommandTip(command), primary);
   connect(tool, &QToolButton::clicked, this, [this, command] { RunCommand(command); });
@@ -117,6 +142,8 @@ QToolButton* TZKGrp::AddTool(Glyph glyph, CommandId command, const QString& text
 void TZKGrp::BuildTools() {
   AddTool(Glyph::Get, CommandId::SetGetAll, tr("Get All"));
   AddTool(Glyph::Send, CommandId::SetSendAll, tr("Send All"), true);
+  QToolButton* sync = AddTool(Glyph::Refresh, CommandId::BankSendAtOnce, tr("At Once"));
+  sync->setCheckable(true);
   AddTool(Glyph::Undo, CommandId::EditUndo, tr("Undo"));
   AddTool(Glyph::Redo, CommandId::EditRedo, tr("Redo"));
   AddTool(Glyph::Save, CommandId::FileSave, tr("Save"));
@@ -204,6 +231,7 @@ void TZKGrp::ShowQuickMenu(const QPoint& at) {
   AddEntry(menu, CommandId::MidiTransmit,
            one < 0 ? tr("Send Selected") : MenuText(tr("Send %1").arg(ShownUtf8(set_.TypeName(one)))));
   AddEntry(menu, CommandId::SetSendAll, tr("Send Set to Instrument"));
+  AddEntry(menu, CommandId::BankSendAtOnce);
   menu->addSeparator();
   for (const CommandId command : {CommandId::SetActivate, CommandId::SetInitialize, CommandId::SetClear})
     AddEntry(menu, command);
@@ -231,17 +259,19 @@ QString TZKGrp::TabText() const {
 
 QString TZKGrp::TitleText() const {
   const int current = view_->GetCurSel();
+  const QString sync = sync_.IsOn() ? QStringLiteral(" [Synchronized]") : QString();
   const QString name = set_.path().empty() ? tr("not saved yet") : ShownUtf8(WithoutExtension(set_.FileName()));
-  if (set_.IsEmpty()) return tr("%1 - Set").arg(name);
-  if (set_.InstrumentCount() == 1) return tr("%1 - %2").arg(name, ShownUtf8(set_.GetSetName()));
-  if (current < 0) return tr("%1 - Set").arg(name);
-  return tr("%1 - Multi-Instrument Set (%2)").arg(name, ShownUtf8(set_.InstrumentOf(current)));
+  if (set_.IsEmpty()) return tr("%1 - Set").arg(name) + sync;
+  if (set_.InstrumentCount() == 1) return tr("%1 - %2").arg(name, ShownUtf8(set_.GetSetName())) + sync;
+  if (current < 0) return tr("%1 - Set").arg(name) + sync;
+  return tr("%1 - Multi-Instrument Set (%2)").arg(name, ShownUtf8(set_.InstrumentOf(current))) + sync;
 }
 
 void TZKGrp::DocumentChanged(const DocumentChange& change) {
   if (change.kind == DocumentChange::Kind::Item) pane_->Follow(change.item);
   if (change.kind == DocumentChange::Kind::Everything) pane_->Follow(-1);
   pane_->FollowState();
+  sync_.DocumentChanged();
   Refresh();
 }
 
@@ -270,6 +300,8 @@ void TZKGrp::Refresh() {
   }
   const int count = set_.GetDataFileCount();
   QStringList parts{ShownUtf8(set_.GetSetName())};
+  // What a narrow window cuts off stands behind.
+  if (sync_.IsOn()) parts.prepend(tr("changes are sent at once"));
   parts << (count == 1 ? tr("1 component") : tr("%1 components").arg(count));
   if (undefined > 0) parts << tr("%1 undefined").arg(undefined);
   if (changed > 0) parts << tr("%1 changed since saved").arg(changed);
@@ -279,7 +311,10 @@ void TZKGrp::Refresh() {
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
   header_->SetMark(Mark::Changed, set_.IsModified(), set_.path().empty() ? tr("in no file yet") : QString());
   header_->SetMark(Mark::Unsent, unsent > 0);
-  for (const auto& [command, button] : buttons_) EnableUnless(button, RefusalOf(command));
+  for (const auto& [command, button] : buttons_) {
+    EnableUnless(button, RefusalOf(command));
+    if (button->isCheckable()) button->setChecked(CommandChecked(command));
+  }
   for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
 }
 
@@ -295,7 +330,12 @@ SearchField* TZKGrp::Search() const {
 
 InspectorContent TZKGrp::Inspect() {
   TZKBank* bank = pane_->bank();
-  return bank ? bank->Inspect() : InspectorContent();
+  if (!bank) return {};
+  InspectorContent content = bank->Inspect();
+  const std::vector<int> patches = bank->SelectedPatches();
+  const bool one = patches.size() == 1 || bank->document().PatchCount() == 1;
+  if (one) links_.Describe(view_->GetCurSel(), patches.empty() ? 0 : patches.front(), &content);
+  return content;
 }
 
 std::optional<MidiRoute> TZKGrp::AuditionRoute() const {
@@ -338,6 +378,7 @@ QString TZKGrp::OneRefusal(CommandId command) const {
 }
 
 QString TZKGrp::OwnRefusal(CommandId command) const {
+  if (command == CommandId::BankSendAtOnce) return set_.IsEmpty() ? tr("The Set has no components.") : QString();
   if (set_.IsBusy()) return ShownUtf8(set_.BusyReason());
   if (set_.IsEmpty()) return tr("The Set has no components.");
   const std::vector<int> chosen = Chosen();
@@ -384,6 +425,7 @@ QString TZKGrp::CommandRefusal(CommandId command) const {
 
 bool TZKGrp::CommandChecked(CommandId command) const {
   if (IsView(command)) return ViewKindOf(command) == kind_;
+  if (command == CommandId::BankSendAtOnce) return sync_.IsOn();
   if (command == CommandId::SetActivate) {
     const std::vector<int> chosen = Chosen();
     return !chosen.empty() && std::none_of(chosen.begin(), chosen.end(),
@@ -425,6 +467,11 @@ void TZKGrp::RunOwn(CommandId command) {
       return transfers_.StartSend({}, rank());
     case CommandId::MidiTransmit:
       return transfers_.StartSend(Chosen(), rank());
+    case CommandId::BankSendAtOnce:
+      sync_.Toggle();
+      UpdateTitle();
+      Refresh();
+      return emit StateChanged();
     case CommandId::SetActivate:
       return Activate();
     case CommandId::SetInitialize:

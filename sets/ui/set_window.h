@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "sets/ui/link_part.h"
+#include "sets/ui/set_editor.h"
 #include "sets/ui/set_transfers.h"
+#include "sets/ui/sync_part.h"
 #include "ui/document_window.h"
 
 class QMenu;
@@ -74,6 +78,10 @@ class TZKGrp final : public DocumentWindow {
 
  private:
   SetTransfers::Host TransferHost();
+  SetLinkPart::Host LinkHost();
+  SetEditor::Host EditorHost();
+  // A patch in the pane.
+  void ShowPatch(int component, std::uint32_t slot);
   void BuildTools();
   void BuildBody();
   QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
@@ -105,6 +113,8 @@ class TZKGrp final : public DocumentWindow {
   ZKGrpDoc& set_;  // the window's document
   SetServices services_;
   SetTransfers transfers_;
+  SetLinkPart links_;
+  SetSyncPart sync_;
   DocumentHeader* header_;
   ToolRow* tools_;
   QSplitter* split_;

@@ -7,6 +7,7 @@
 #include "platform/log.h"
 #include "platform/text.h"
 #include "services/transfer_sentences.h"
+#include "store/sets/patch_links.h"
 #include "store/sets/patch_moves.h"
 #include "store/sets/set_document.h"
 
@@ -21,6 +22,18 @@ void AddOnce(std::vector<LinkTracker::Place>* places, const LinkTracker::Place& 
   if (std::find(places->begin(), places->end(), place) == places->end()) places->push_back(place);
 }
 
+// The data of a component with the references of its patches; null: none of them changes.
+DataFilePtr Renumbered(const PatchLinks& links, int component, const DataFile& data, bool mayChange,
+                       const PatchLinks::Moves& moves, LinkTracker::Outcome* outcome) {
+  DataFilePtr copy(DupForUser(&data));
+  if (!copy) return nullptr;
+  const PatchLinks::Rewritten done = links.Rewrite(component, copy.get(), moves);
+  outcome->followed += mayChange ? done.changed : 0;
+  outcome->left += done.failed + (mayChange ? 0 : done.changed);
+  if (done.changed == 0 || !mayChange) copy.reset();
+  return copy;
+}
+
 }  // namespace
 
 struct LinkTracker::Known {
@@ -29,7 +42,7 @@ struct LinkTracker::Known {
   std::map<Place, std::vector<Place>> parents, children;
 };
 
-LinkTracker::LinkTracker(ZKGrpDoc& set, PatchLinks::ModuleFolder folder) : set_(set), folder_(std::move(folder)) {
+LinkTracker::LinkTracker(ZKGrpDoc& set, ModuleFolder folder) : set_(set), folder_(std::move(folder)) {
   listener_ = set_.AddListener([this](const DocumentChange& change) {
     if (change.kind == DocumentChange::Kind::State || !known_) return;
     known_->listed = false;
@@ -144,18 +157,6 @@ std::string LinkTracker::Outcome::Sentence() const {
   return text;
 }
 
-// The data with the references of its patches; null: none of them changes.
-DataFilePtr LinkTracker::Renumbered(int component, const DataFile& data, const PatchLinks::Moves& moves,
-                                    Outcome* outcome) const {
-  DataFilePtr copy(DupForUser(&data));
-  if (!copy) return nullptr;
-  const PatchLinks::Rewritten done = Now().links->Rewrite(component, copy.get(), moves);
-  const bool may = !set_.StateOf(component).linked;
-  outcome->followed += may ? done.changed : 0;
-  outcome->left += done.failed + (may ? 0 : done.changed);
-  return done.changed > 0 && may ? std::move(copy) : nullptr;
-}
-
 LinkTracker::Outcome LinkTracker::Edit(int component, const DataFile& data, const std::string& name) {
   Outcome outcome;
   if (!set_.Has(component) || !IsPlayed(component)) {
@@ -170,7 +171,8 @@ LinkTracker::Outcome LinkTracker::Edit(int component, const DataFile& data, cons
   for (int parent = 0; parent < set_.GetDataFileCount() && !moves.empty(); ++parent) {
     const bool own = parent == component;
     if (!own && set_.StateOf(parent).content != EntryContent::kDefined) continue;
-    if (DataFilePtr copy = Renumbered(parent, own ? data : *set_.GetDataFile(parent), moves, &outcome))
+    const DataFile& held = own ? data : *set_.GetDataFile(parent);
+    if (DataFilePtr copy = Renumbered(*Now().links, parent, held, !set_.StateOf(parent).linked, moves, &outcome))
       changed[parent] = std::move(copy);
   }
   const auto own = changed.find(component);

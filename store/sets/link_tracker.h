@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -9,7 +11,6 @@
 
 #include "data/data_records.h"
 #include "platform/result.h"
-#include "store/sets/patch_links.h"
 
 namespace tonalith {
 
@@ -19,7 +20,9 @@ class ZKGrpDoc;
 // changes that take the links along.  The Set must outlive it.
 class LinkTracker {
  public:
-  LinkTracker(ZKGrpDoc& set, PatchLinks::ModuleFolder folder);
+  // The folder of the module that a data type belongs to; empty: there is none.
+  using ModuleFolder = std::function<std::filesystem::path(int driverId)>;
+  LinkTracker(ZKGrpDoc& set, ModuleFolder folder);
   ~LinkTracker();
   LinkTracker(const LinkTracker&) = delete;
   LinkTracker& operator=(const LinkTracker&) = delete;
@@ -58,10 +61,9 @@ class LinkTracker {
  private:
   struct Known;
   const Known& Now() const;
-  DataFilePtr Renumbered(int component, const DataFile& data, const PatchLinks::Moves& moves, Outcome* outcome) const;
 
   ZKGrpDoc& set_;
-  PatchLinks::ModuleFolder folder_;
+  ModuleFolder folder_;
   mutable std::unique_ptr<Known> known_;  // null: to be read anew
   int listener_ = 0;
 };

@@ -183,6 +183,12 @@ void ZKGrpDoc::WereSent(const std::vector<int>& components) {
   if (!components.empty()) Tell(DocumentChange::Kind::Everything);
 }
 
+void ZKGrpDoc::WereSent(int component, const std::vector<std::uint8_t>& patches,
+                        const std::vector<std::uint64_t>& sounds) {
+  unsent_.Holds(component, patches, sounds);
+  Tell(DocumentChange::Kind::Item, component);
+}
+
 void ZKGrpDoc::InstrumentHolds(const DataFile& held) {
   for (int i = 0; i < GetDataFileCount(); ++i) {
     const DataFile& own = *components_[static_cast<std::size_t>(i)].data;

@@ -109,6 +109,8 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   const SetUnsent& unsent() const { return unsent_; }
   // The instruments have taken all of the components.
   void WereSent(const std::vector<int>& components);
+  // Some patches (one value each), as they were at `sounds`.
+  void WereSent(int component, const std::vector<std::uint8_t>& patches, const std::vector<std::uint64_t>& sounds);
   // An instrument holds `held`: for every component of that type and instrument.
   void InstrumentHolds(const DataFile& held);
   // As an editor of the component knows it.

@@ -13,14 +13,21 @@ PatchStates& SetUnsent::Now(int component) const {
   return part.states;
 }
 
-int SetUnsent::Count(int component) const {
-  if (!set_.Has(component) || set_.StateOf(component).content != EntryContent::kDefined) return 0;
+std::vector<std::uint8_t> SetUnsent::Patches(int component) const {
+  std::vector<std::uint8_t> unsent;
+  if (!set_.Has(component) || set_.StateOf(component).content != EntryContent::kDefined) return unsent;
   const DataFile& data = *set_.GetDataFile(component);
   const PatchStates& states = Now(component);
-  int count = 0;
-  for (std::uint32_t patch = 0; patch < LayoutOf(data).numVoices; ++patch)
-    count += !MapBit(data.emptyMap, data.emptyMapSize, patch) && states.DiffersFromInstrument(static_cast<int>(patch));
-  return count;
+  for (std::uint32_t patch = 0; patch < LayoutOf(data).numVoices; ++patch) {
+    const bool holds = !MapBit(data.emptyMap, data.emptyMapSize, patch);
+    unsent.push_back(holds && states.DiffersFromInstrument(static_cast<int>(patch)) ? 1 : 0);
+  }
+  return unsent;
+}
+
+int SetUnsent::Count(int component) const {
+  const std::vector<std::uint8_t> unsent = Patches(component);
+  return static_cast<int>(std::count(unsent.begin(), unsent.end(), std::uint8_t{1}));
 }
 
 const std::vector<std::uint64_t>& SetUnsent::HeldSounds(int component) const {
@@ -76,6 +83,12 @@ void SetUnsent::Holds(int component, const DataFile& held) {
   if (own.voiceNames && AllocChunk(&copy->voiceNames, &copy->voiceNamesSize, own.voiceNamesSize))
     std::copy_n(own.voiceNames, own.voiceNamesSize, copy->voiceNames);
   Now(component).InstrumentHolds(*copy);
+}
+
+void SetUnsent::Holds(int component, const std::vector<std::uint8_t>& patches,
+                      const std::vector<std::uint64_t>& sounds) {
+  Now(component).InstrumentHolds(sounds,
+                                 [&](std::size_t patch) { return patch < patches.size() && patches[patch] != 0; });
 }
 
 void SetUnsent::TakeHeldSounds(int component, std::vector<std::uint64_t> sounds) {

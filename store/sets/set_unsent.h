@@ -19,6 +19,10 @@ class SetUnsent {
 
   // How many patches of the component hold something that its instrument does not.
   int Count(int component) const;
+  // Those, one value a patch.
+  std::vector<std::uint8_t> Patches(int component) const;
+  // What its patches are, as numbers.
+  std::vector<std::uint64_t> Sounds(int component) const { return Now(component).Sounds(); }
   // What the instrument of the component holds; see PatchStates.
   const std::vector<std::uint64_t>& HeldSounds(int component) const;
 
@@ -32,6 +36,8 @@ class SetUnsent {
   void EndReceive();
   // The instrument holds all of the component.
   void Holds(int component);
+  // The instrument holds these patches (one value each) as they were at `sounds`.
+  void Holds(int component, const std::vector<std::uint8_t>& patches, const std::vector<std::uint64_t>& sounds);
   // The instrument holds what `held`, of the same type, has of its patches that hold something.
   void Holds(int component, const DataFile& held);
   void TakeHeldSounds(int component, std::vector<std::uint64_t> sounds);

@@ -1,18 +1,23 @@
 // The window of a Set: its components got, edited in the pane, saved, linked, and everything taken back.
 #include <QAbstractItemView>
 #include <QApplication>
+#include <algorithm>
 #include <filesystem>
 
 #include "app/set_commands.h"
 #include "bank/ui/bank_list.h"
+#include "bank/ui/bank_model.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
 #include "sets/ui/set_list.h"
 #include "sets/ui/set_pane.h"
 #include "sets/ui/set_views.h"
 #include "sets/ui/set_window.h"
+#include "store/bank_slots.h"
+#include "store/sets/link_tracker.h"
 #include "store/sets/set_document.h"
 #include "tests/windows/window_test_tools.h"
+#include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/state_mark.h"
 
@@ -232,6 +237,136 @@ TEST_F(SetWindow, ViewsShowTheSameComponents) {
     window->RunCommand(CommandId::EditUndo);
     window->view().Select({1, 3}, 3);
   }
+  // The next window begins with the view that was used last.
+  window->RunCommand(CommandId::SetViewTree);
+  KeepScreenshot(window, QStringLiteral("set-tree"));
+  TZKGrp* next = OpenSet("K4");
+  ASSERT_TRUE(next);
+  EXPECT_TRUE(next->CommandChecked(CommandId::SetViewTree));
+  next->RunCommand(CommandId::SetViewPanel);
+  KeepScreenshot(next, QStringLiteral("set-panel"));
+}
+
+// Data of a Set that plays a patch goes on playing it where it is moved to; who plays what is shown, and asked about
+// before it is lost.
+TEST_F(SetWindow, PatchesThatArePlayedAreFollowed) {
+  Start({"cancel", "no", "yes"});
+  TZKGrp* window = OpenSet("TX81Z");
+  ASSERT_TRUE(window);
+  ZKGrpDoc& set = window->document();
+  window->view().widget()->setFocus();
+  window->RunCommand(CommandId::EditSelectAll);
+  window->RunCommand(CommandId::SetInitialize);
+  LinkTracker links(set, [&](int driverId) {
+    return parts().windowContext.ModuleFolder(*set.GetDataFile(set.GetIndexForID(driverId)));
+  });
+  int voices = 0;
+  while (voices < set.GetDataFileCount() && (!set.GetDataFile(voices)->synth->isBank || !links.IsPlayed(voices)))
+    ++voices;
+  ASSERT_LT(voices, set.GetDataFileCount());
+  window->view().SetCurSel(voices);
+  DataFilePtr named(DupForUser(set.GetDataFile(voices)));
+  for (int i = 0; i < BankSlots(*named).Count(); ++i) BankSlots(*named).SetName(i, "VOICE " + std::to_string(i));
+  if (named->emptyMap) std::fill_n(named->emptyMap, named->emptyMapSize, std::uint8_t{0});
+  ASSERT_TRUE(set.EditData(voices, *named, "Names").ok());
+  TZKBank* bank = window->pane()->bank();
+  ASSERT_TRUE(bank);
+  std::uint32_t used = 0;
+  while (used < 31 && links.Parents(voices, used).empty()) ++used;
+  const std::size_t users = links.Parents(voices, used).size();
+  ASSERT_GT(users, 0U);
+  const int first = static_cast<int>(used), other = first + 7;
+  const auto note = [&](int slot) {
+    return bank->list()->bankModel()->index(slot, BankListModel::kName).data(kAsideRole).toString();
+  };
+  EXPECT_TRUE(note(first).startsWith(QStringLiteral("is used by: "))) << ToUtf8(note(first));
+  EXPECT_EQ(note(other), QString());
+  bank->Select({first});
+  EXPECT_EQ(window->Inspect().sections.back().rows.size(), users);
+  KeepScreenshot(window, QStringLiteral("set-links"));
+
+  const std::uint64_t entries = set.history().Count();
+  const auto swap = [&](BankSlots& bankSlots) {
+    const SlotContent one = bankSlots.Take(first), two = bankSlots.Take(other);
+    return bankSlots.Put(first, two, true) && bankSlots.Put(other, one, true) ? Result::Success()
+                                                                              : Result::Failure("memory");
+  };
+  ASSERT_TRUE(bank->document().ChangeSlots("Swap", "Swapped", swap).ok());
+  EXPECT_EQ(links.Parents(voices, static_cast<std::uint32_t>(other)).size(), users);
+  EXPECT_EQ(note(first), QString());
+  EXPECT_EQ(set.history().Count(), entries + 1);
+  window->RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(links.Parents(voices, used).size(), users);
+  EXPECT_EQ(bank->document().GetPatchName(first), "VOICE " + std::to_string(first));
+
+  // Overwritten: cancelled, left out, done.
+  const auto overwrite = [&](BankSlots& bankSlots) {
+    bankSlots.Put(other + 1, bankSlots.Take(other), true);
+    bankSlots.Put(first, bankSlots.Take(other), true);
+    bankSlots.SetLogical(first, std::vector<std::uint8_t>{1, 2, 3});
+    bankSlots.SetName(first, "NEW");
+    return Result::Success();
+  };
+  const std::string before = bank->document().GetPatchName(first), after = bank->document().GetPatchName(other);
+  for (const char* expected : {"cancel", "skip", "overwrite"}) {
+    ASSERT_TRUE(bank->document().ChangeSlots("Paste", "Pasted", overwrite).ok());
+    const bool all = expected == std::string("overwrite"), some = expected != std::string("cancel");
+    EXPECT_EQ(bank->document().GetPatchName(first), all ? "NEW" : before) << expected;
+    EXPECT_EQ(bank->document().GetPatchName(other + 1) == after, some) << expected;
+    EXPECT_TRUE(SameContent(*bank->dataFile(), *set.GetDataFile(voices))) << expected;
+    EXPECT_EQ(set.history().Position(), entries + (some ? 1 : 0));
+    if (some) window->RunCommand(CommandId::EditUndo);
+  }
+  ASSERT_EQ(program_->PromptLog().size(), 3U);
+  EXPECT_NE(LogText().find("Link Tracker Warning"), std::string::npos);
+  EXPECT_NE(LogText().find("will be overwritten."), std::string::npos);
+}
+
+TEST_F(SetWindow, ChangesGoAtOnceWhenWanted) {
+  Start();
+  TZKGrp* window = OpenSet("DW-8000");
+  ASSERT_TRUE(window);
+  ZKGrpDoc& set = window->document();
+  window->RunCommand(CommandId::SetGetAll);
+  ASSERT_TRUE(Free(window)) << LogText();
+  TZKBank* bank = ShowBank(window);
+  ASSERT_TRUE(bank);
+  const int component = window->view().GetCurSel();
+  const auto change = [&](int patch) {
+    EXPECT_TRUE(bank->document()
+                    .ChangeSlots("Edit", "Edited",
+                                 [&](BankSlots& bankSlots) {
+                                   auto raw = bankSlots.Raw(patch);
+                                   raw.back() ^= 1;
+                                   return bankSlots.SetRaw(patch, raw) ? Result::Success() : Result::Failure("raw");
+                                 })
+                    .ok());
+  };
+  const auto unsent = [&] { return set.unsent().Patches(component); };
+  const auto only = [&](int patch) {
+    std::vector<std::uint8_t> one(static_cast<std::size_t>(bank->document().PatchCount()));
+    if (patch >= 0) one[static_cast<std::size_t>(patch)] = 1;
+    return one;
+  };
+  EXPECT_EQ(unsent(), only(-1)) << "all of it came";
+  change(1);
+  EXPECT_EQ(unsent(), only(1));
+  bank->RunCommand(CommandId::BankSendAtOnce);
+  EXPECT_TRUE(window->CommandChecked(CommandId::BankSendAtOnce)) << "the Set's, from the pane too";
+  EXPECT_TRUE(window->windowTitle().endsWith(QStringLiteral("[Synchronized]"))) << ToUtf8(window->windowTitle());
+  const int jobs = program_->program()->desk().totals().jobs;
+  change(3);
+  change(5);
+  ASSERT_TRUE(WaitFor([&] { return unsent() == only(1); }, 10000)) << LogText();
+  EXPECT_EQ(program_->program()->desk().totals().jobs, jobs + 1) << "a run of changes is one transfer";
+  EXPECT_EQ(bank->CountUnsent({}), 1);
+  window->RunCommand(CommandId::EditUndo);
+  ASSERT_TRUE(WaitFor([&] { return unsent() == only(1) && program_->program()->desk().Idle(); }, 10000));
+  EXPECT_TRUE(WaitFor([&] { return program_->program()->desk().totals().jobs == jobs + 2; }, 5000));
+  window->RunCommand(CommandId::BankSendAtOnce);
+  EXPECT_FALSE(window->windowTitle().contains(QStringLiteral("Synchronized")));
+  change(7);
+  EXPECT_FALSE(WaitFor([&] { return !program_->program()->desk().Idle(); }, 400));
 }
 
 // A Get of a bank from the pane and one of the Set shut each other out; closing asks and ends both.
