@@ -4,6 +4,7 @@
 #include <QCloseEvent>
 #include <QMenu>
 #include <QSplitter>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -119,7 +120,10 @@ SetLinkPart::Host TZKGrp::LinkHost() {
 
 SetEditor::Host TZKGrp::EditorHost() {
   SetEditor::Host host;
-  host.say = [this](const std::string& sentence) { Say(ShownUtf8(sentence)); };
+  // Behind what the command in the editor says.
+  host.say = [this](const std::string& sentence) {
+    QTimer::singleShot(0, this, [this, sentence] { Say(ShownUtf8(sentence)); });
+  };
   host.put = [this](int component, DataFilePtr made, const std::string& name) {
     return links_.Put(component, std::move(made), name);
   };

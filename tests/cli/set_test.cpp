@@ -197,6 +197,11 @@ TEST_F(SetCommands, LinksNamePatchesThatAreThere) {
       found = found || (row[0] == c.parent && row[3] == c.child);
     }
     EXPECT_TRUE(found) << c.instrument << links.out;
+    const std::string page = home_.Path("links.html");
+    EXPECT_EQ(Run("set links", {path, "--report", page}).status, 0);
+    EXPECT_NE(ReadFileText(page).find(std::string(c.child) + "</h2>\n<table>\n<tr><th>Patch</th><th>Is used by"),
+              std::string::npos)
+        << c.instrument;
     const std::string sent = Run("set send", {path, "--virtual"}).out;
     if (std::string(c.parent) != c.child) {
       EXPECT_GT(sent.find(std::string("\t") + c.parent + "\t"), sent.find(std::string("\t") + c.child + "\t")) << sent;
