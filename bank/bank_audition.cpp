@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "bank/bank_document.h"
-#include "bank/patch_exchange.h"
 #include "services/audition.h"
 #include "store/bank_slots.h"
+#include "store/patch_exchange.h"
 
 namespace tonalith {
 

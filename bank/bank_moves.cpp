@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "bank/bank_document.h"
-#include "bank/patch_exchange.h"
 #include "data/data_records.h"
 #include "store/bank_slots.h"
+#include "store/patch_exchange.h"
 
 namespace tonalith {
 

@@ -12,6 +12,7 @@
 #include "cli/commands_files.h"
 #include "cli/commands_history.h"
 #include "cli/commands_identify.h"
+#include "cli/commands_library.h"
 #include "cli/commands_midi_test.h"
 #include "cli/commands_module.h"
 #include "cli/commands_module_simulator.h"
@@ -103,6 +104,8 @@ const std::vector<CliCommand>& CliCommands() {
        RunAudition},
       {"set", CliGroup::Instruments, "all data of an instrument in one file: gets it, sends it, looks into it",
        SetForms, SetDetails, RunSet},
+      {"library", CliGroup::Files, "many patches of one kind in one file: adds, sorts, searches, finds duplicates",
+       LibraryForms, LibraryDetails, RunLibrary},
       {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
        StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",

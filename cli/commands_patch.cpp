@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "bank/bank_document.h"
-#include "bank/patch_exchange.h"
 #include "cli/bank_files.h"
 #include "cli/session.h"
 #include "platform/text.h"
+#include "store/patch_exchange.h"
 
 namespace tonalith {
 

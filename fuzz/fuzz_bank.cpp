@@ -12,8 +12,8 @@
 #include "bank/bank_naming.h"
 #include "bank/clip_mark.h"
 #include "bank/grid_settings.h"
-#include "bank/patch_exchange.h"
 #include "data/container.h"
+#include "store/patch_exchange.h"
 
 namespace {
 

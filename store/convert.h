@@ -15,7 +15,7 @@ namespace tonalith {
 // instrument brings (a file of parameters/patch_conversion.h or of store/convert_map.h), and for Yamaha by the sizes of
 // the two patches.  Every conversion works on a copy of its target: where it fails, whatever the records claim, the
 // target is as it was.  Slots count from 0.  Names beside the image, texts and keywords are the caller's
-// (bank/patch_exchange.h moves them).
+// (store/patch_exchange.h moves them).
 
 struct ConvertOptions {
   std::filesystem::path moduleFolder;  // where the files of conversions lie; empty: there are none

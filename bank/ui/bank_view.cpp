@@ -109,7 +109,8 @@ void BankPatchView::Filter() {
   }
   // Commands mean what is seen.
   if (Shown() > 0 && PlaceOf(CurrentPatch()) < 0)
-    setCurrentIndex(model_->index(patches_.front(), BankListModel::kName));
+    selectionModel()->setCurrentIndex(model_->index(patches_.front(), BankListModel::kName),
+                                      QItemSelectionModel::ClearAndSelect);
   ready_ = true;
   Measure();
   Arrange();

@@ -4,12 +4,12 @@
 #include <QCursor>
 #include <QMenu>
 
-#include "bank/patch_exchange.h"
 #include "bank/ui/bank_view.h"
 #include "bank/ui/bank_window.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
 #include "services/settings.h"
+#include "store/patch_exchange.h"
 #include "ui/plain_text.h"
 
 namespace tonalith {

@@ -140,8 +140,10 @@ int SetView::GetCurSel() const {
   return ComponentOf(widget()->currentIndex());
 }
 
+// Whatever keys are held: the component alone is selected.
 void SetView::SetCurSel(int component) {
-  widget()->setCurrentIndex(IndexOf(component));
+  widget()->selectionModel()->setCurrentIndex(IndexOf(component),
+                                              QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
 }
 
 std::vector<int> SetView::Selected() const {

@@ -27,9 +27,13 @@ else
   cat "$home/test"
   result=1
 fi
-timeout 60 "$bin/tonalith-cli" --config-root "$home" monitor --live --in loop:out --seconds 4 >"$home/lines" 2>"$home/report" &
+timeout 60 "$bin/tonalith-cli" --config-root "$home" monitor --live --in loop:out --seconds 8 >"$home/lines" 2>"$home/report" &
 listener=$!
-sleep 2
+for _ in $(seq 100); do
+  jack_lsp -c loop:out 2>/dev/null | grep -q "^ " && break
+  sleep 0.05
+done
+sleep 1
 echo "send 4104 1 256 0" >&3
 wait $listener
 if grep -q "^loop:out" "$home/lines" && grep -q "^IN	loop:out	jack	open	4,104	.* ago	0	0	" "$home/report"; then

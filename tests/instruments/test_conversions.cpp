@@ -9,13 +9,13 @@
 #include <utility>
 #include <vector>
 
-#include "bank/patch_exchange.h"
 #include "data/patch_names.h"
 #include "parameters/parameter_table.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
 #include "store/bank_slots.h"
 #include "store/convert.h"
+#include "store/patch_exchange.h"
 #include "tests/instruments/installed_modules.h"
 
 namespace tonalith {

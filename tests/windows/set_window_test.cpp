@@ -122,7 +122,7 @@ TEST_F(SetWindow, ComponentsAreInitializedClearedSwitchedOffAndLinked) {
   ZKGrpDoc& set = window->document();
   const std::string fresh = States(set);
   window->view().widget()->setFocus();
-  window->RunCommand(CommandId::EditSelectAll);
+  PressShortcut(&frame(), Qt::Key_A, Qt::ControlModifier);  // held from here on, as far as the toolkit knows
   window->RunCommand(CommandId::SetInitialize);
   EXPECT_TRUE(set.IsOneOrMoreDefined());
   const std::string initialized = States(set);
@@ -376,7 +376,7 @@ TEST_F(SetWindow, TransfersOfPaneAndSetExcludeEachOther) {
   ASSERT_TRUE(window);
   ZKGrpDoc& set = window->document();
   window->view().widget()->setFocus();
-  window->RunCommand(CommandId::EditSelectAll);
+  PressShortcut(&frame(), Qt::Key_A, Qt::ControlModifier);  // held from here on, as far as the toolkit knows
   window->RunCommand(CommandId::SetInitialize);
   TZKBank* bank = ShowBank(window);
   ASSERT_TRUE(bank);

@@ -1,4 +1,4 @@
-#include "bank/patch_exchange.h"
+#include "store/patch_exchange.h"
 
 #include <algorithm>
 #include <utility>
