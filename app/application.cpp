@@ -12,6 +12,7 @@
 #include <iostream>
 #include <thread>
 
+#include "app/child_windows.h"
 #include "app/frame_parts.h"
 #include "app/portal_look.h"
 #include "midi/backends/alsa_backend.h"
@@ -182,7 +183,10 @@ void CZKApp::UpdateAppTitleBar() {
 }
 
 bool CZKApp::Start() {
+  // Boxes that come before the main window look like those that come later.
+  if (commandLine_.debug) SetLook(Look::System);
   started_ = sequence_.InitInstance();
+  if (started_ && frame_) frame_->windows().FocusFront();
   if (started_ && frame_ && !restored_.empty()) ShowStatus(frame_->statusBar(), ShownUtf8(restored_));
   return started_;
 }

@@ -1,6 +1,7 @@
 #include "app/autosave.h"
 
 #include <QDateTime>
+#include <QPointer>
 #include <algorithm>
 #include <memory>
 
@@ -14,6 +15,7 @@
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
+#include "ui/beside.h"
 #include "ui/document_window.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
@@ -71,10 +73,14 @@ void Autosave::Start() {
 
 void Autosave::Look(std::chrono::milliseconds passed) {
   sinceSave_ += passed;
+  // Saving lets the timer go on.
+  if (saving_) return;
   Settings& settings = frame_.program.settings();
   if (settings.MainAutoSave(-1) != 0 && sinceSave_ >= std::chrono::minutes(settings.MainAutoSaveMinutes(-1))) {
     sinceSave_ = {};
+    saving_ = true;
     SaveFiles();
+    saving_ = false;
   }
   Keep();
   bool any = false;
@@ -88,7 +94,7 @@ void Autosave::Keep() {
   std::string problem;
   // Also what is safe again: what was kept of it goes.
   ForEach([&](DocumentWindow& window) {
-    const Result kept = window.document().Autosave(folder_);
+    const Result kept = window.document().AutosaveBeside(folder_);
     if (!kept.ok()) problem = kept.text;
   });
   TellOnce(problem);
@@ -107,13 +113,17 @@ void Autosave::TellOnce(const std::string& problem) {
 void Autosave::SaveFiles() {
   int saved = 0;
   std::string problem;
-  ForEachModified([&](DocumentWindow& window) {
-    Document& document = window.document();
-    if (document.path().empty() || document.IsBusy() || document.history().IsOpen()) return;
-    const Result result = document.Save();
+  // While one is written, others may go.
+  std::vector<QPointer<DocumentWindow>> modified;
+  ForEachModified([&](DocumentWindow& window) { modified.emplace_back(&window); });
+  for (const QPointer<DocumentWindow>& window : modified) {
+    if (!window) continue;
+    Document& document = window->document();
+    if (!document.IsModified() || document.path().empty() || document.IsBusy() || document.history().IsOpen()) continue;
+    const Result result = document.Save({}, {false, RunBeside});
     if (result.ok()) ++saved;
     if (!result.ok()) problem = result.text;
-  });
+  }
   if (!problem.empty()) {
     frame_.Status(tr("Not saved automatically: %1").arg(ShownUtf8(problem)));
   } else if (saved > 0) {

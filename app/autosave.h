@@ -58,6 +58,7 @@ class Autosave final : public QObject {
   QTimer timer_;
   std::chrono::milliseconds sinceSave_{0};
   std::string told_;  // the last problem
+  bool saving_ = false;
   bool ending_ = false;
 };
 

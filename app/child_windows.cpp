@@ -192,6 +192,10 @@ void ChildWindows::Focus(ZKWindow* window) {
   (there && !qobject_cast<QAbstractButton*>(last) ? last : window)->setFocus();
 }
 
+void ChildWindows::FocusFront() {
+  if (ZKWindow* front = InFront()) Focus(front);
+}
+
 void ChildWindows::SetActive(ZKWindow* window) {
   if (moving_ || window == active_) return;
   active_ = window;
@@ -343,6 +347,8 @@ void ChildWindows::Arrange(const std::vector<ZKWindow*>& windows, std::span<cons
   moving_ = true;
   tabs_->Arrange(tabs, panes);
   moving_ = false;
+  // The keys go where one looks, not to the last that was made.
+  if (ZKWindow* front = InFront()) Activate(front);
 }
 
 void ChildWindows::ListIn(QMenu* menu) {

@@ -45,6 +45,8 @@ class ChildWindows final : public QObject {
   void Add(ZKWindow* window);
   // Brings a window to the front and gives it the focus.
   void Activate(ZKWindow* window);
+  // The keys go to the one in front.
+  void FocusFront();
   // The window that commands go to: the one used last.
   ZKWindow* Active() const { return active_; }
   // The studio first where it is in its dock, then in the order of the tabs; free windows in the order they came.

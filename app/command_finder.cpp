@@ -59,7 +59,7 @@ void CommandFinder::AddDocuments(std::vector<CommandEntry>& entries) {
   for (ZKWindow* child : frame_.children.All()) {
     CommandEntry entry;
     entry.glyph = Glyph::Document;
-    entry.text = ShownTitle(child);
+    entry.text = child->WithTwin(ShownTitle(child));
     entry.where = tr("Open window");
     entry.run = [this, window = QPointer<ZKWindow>(child)] {
       if (window) frame_.children.Activate(window);

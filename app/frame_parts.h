@@ -9,6 +9,7 @@
 #include "app/frame_window_context.h"
 #include "app/help_commands.h"
 #include "app/history_command.h"
+#include "app/library_commands.h"
 #include "app/manual_dump_receiver.h"
 #include "app/midi_commands.h"
 #include "app/monitor_commands.h"
@@ -18,6 +19,7 @@
 #include "app/received_so_far.h"
 #include "app/recent_files_menu.h"
 #include "app/recognised_files.h"
+#include "app/repair_command.h"
 #include "app/service_hosts.h"
 #include "app/set_commands.h"
 #include "app/studio_commands.h"
@@ -45,11 +47,13 @@ struct FrameParts {
   ReceivedSoFar received;
   StudioCommands studio;
   SetCommands sets;
+  LibraryCommands libraries;
   FileOpening files;
   RecognisedFiles recognised;
   DesktopFiles desktops;
   MonitorCommands monitors;
   ViewCommands views;
+  RepairCommand repair;
   MoveCommands moves;
   SysExMessage message;
   FirstSteps firstSteps;

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QKeySequence>
 #include <QMenu>
+#include <QScrollBar>
 #include <algorithm>
 
 #include "services/window_places.h"
@@ -24,6 +25,12 @@ constexpr char kArranged[] = "arranged";
 // The area's own keys would make those of the menus ambiguous.
 void WithoutKeys(const QList<QAction*>& actions) {
   for (QAction* action : actions) action->setShortcuts(QList<QKeySequence>());
+}
+
+// By how much a view of this width must move to show a part of what is in it; of a part that is larger, its beginning.
+int ShiftTo(int first, int last, int width) {
+  if (first < 0) return first;
+  return last < width ? 0 : std::min(first, last - width + 1);
 }
 
 }  // namespace
@@ -76,6 +83,18 @@ void FreeWindows::Show(ZKWindow* window) {
   if (!frame) return;
   if (frame->isMinimized()) frame->showNormal();
   setActiveSubWindow(frame);
+  BringIntoView(frame);
+}
+
+// More windows than there is room for lie outside.
+void FreeWindows::BringIntoView(const QMdiSubWindow* frame) {
+  if (!frame) return;
+  const QRect place = frame->geometry();
+  for (QScrollBar* bar : {horizontalScrollBar(), verticalScrollBar()}) {
+    const bool across = bar->orientation() == Qt::Horizontal;
+    bar->setValue(bar->value() + (across ? ShiftTo(place.left(), place.right(), viewport()->width())
+                                         : ShiftTo(place.top(), place.bottom(), viewport()->height())));
+  }
 }
 
 ZKWindow* FreeWindows::Current() const {
@@ -92,11 +111,13 @@ bool FreeWindows::IsArranged(const QMdiSubWindow* frame) {
 void FreeWindows::Cascade() {
   cascadeSubWindows();
   KeepAsArranged(subWindowList());
+  BringIntoView(currentSubWindow());
 }
 
 void FreeWindows::Tile() {
   tileSubWindows();
   KeepAsArranged(subWindowList());
+  BringIntoView(currentSubWindow());
 }
 
 void FreeWindows::KeepAsArranged(const QList<QMdiSubWindow*>& frames) {

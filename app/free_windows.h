@@ -43,6 +43,7 @@ class FreeWindows final : public QMdiArea {
   QMdiSubWindow* FrameOf(const ZKWindow* window) const;
   void Place(QMdiSubWindow* frame, const ZKWindow* window) const;
   static bool IsArranged(const QMdiSubWindow* frame);
+  void BringIntoView(const QMdiSubWindow* frame);
   static void KeepAsArranged(const QList<QMdiSubWindow*>& frames);
 
   WindowPlaces& places_;

@@ -96,11 +96,6 @@ void CMainFrame::BuildBars() {
 }
 
 void CMainFrame::RegisterViewCommands() {
-  Settings& settings = program_.settings();
-  menus_->Register(CommandId::ViewControlBar,
-                   {[&settings] { settings.MainApplicationControlBar(!settings.MainApplicationControlBar(-1)); },
-                    {},
-                    [&settings] { return settings.MainApplicationControlBar(-1) != 0; }});
   menus_->Register(
       CommandId::ViewStatusBar,
       {[this] { statusBar()->setVisible(statusBar()->isHidden()); }, {}, [this] { return !statusBar()->isHidden(); }});
@@ -158,7 +153,8 @@ std::vector<ZKWindow*> CMainFrame::Children() const {
 }
 
 void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
-  if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+  // Files that a window of the program offers are for other programs.
+  if (event->mimeData()->hasUrls() && !event->source()) event->acceptProposedAction();
 }
 
 void CMainFrame::dropEvent(QDropEvent* event) {

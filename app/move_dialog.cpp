@@ -17,6 +17,7 @@ namespace tonalith {
 namespace {
 
 constexpr int kMostTitle = 119;
+constexpr qsizetype kMostReasons = 4;
 
 }  // namespace
 
@@ -29,19 +30,30 @@ ZKTrans::ZKTrans(std::vector<MoveCandidate> candidates, QWidget* parent)
   head->setBuddy(list_);
   column->addWidget(head);
   DressList(list_);
+  QStringList refused;
   // Those that take the data come first.
   std::stable_partition(candidates_.begin(), candidates_.end(),
                         [](const MoveCandidate& one) { return one.refusal.isEmpty(); });
   for (const MoveCandidate& candidate : candidates_) {
     const QString title = ShownLine(candidate.title.left(kMostTitle));
-    auto* item =
-        new QListWidgetItem(candidate.refusal.isEmpty() ? title : tr("%1 (%2)").arg(title, candidate.refusal), list_);
-    SetToolTip(item, item->text());
-    if (!candidate.refusal.isEmpty()) item->setFlags(item->flags() & ~(Qt::ItemIsEnabled | Qt::ItemIsSelectable));
+    auto* item = new QListWidgetItem(title, list_);
+    const QString whole = candidate.refusal.isEmpty() ? title : tr("%1: %2").arg(title, candidate.refusal);
+    SetToolTip(item, whole);
+    item->setData(Qt::AccessibleTextRole, whole);
+    if (candidate.refusal.isEmpty()) continue;
+    item->setFlags(item->flags() & ~(Qt::ItemIsEnabled | Qt::ItemIsSelectable));
+    if (refused.size() < kMostReasons) refused << whole;
   }
   if (!candidates_.empty() && candidates_.front().refusal.isEmpty()) list_->setCurrentRow(0);
   list_->setMinimumSize(fontMetrics().averageCharWidth() * 60, fontMetrics().height() * 10);
   column->addWidget(list_, 1);
+  // Why not is longer than a row.
+  if (!refused.isEmpty()) {
+    auto* reasons = new PlainLabel(refused.join(QLatin1Char('\n')), this);
+    reasons->setWordWrap(true);
+    SetSecondaryText(reasons);
+    column->addWidget(reasons);
+  }
   said_->setWordWrap(true);
   column->addWidget(said_);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);

@@ -29,14 +29,18 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
   Settings& settings = frame_.program.settings();
   frame_.menus.Register(CommandId::OptionsPreferences,
                         {[this] { MainSetProperties(&frame_.window, frame_.program, *this); }});
-  frame_.menus.Register(CommandId::OptionsAudition,
-                        {[&settings] { SetPlaysWhatIsSelected(settings, !PlaysWhatIsSelected(settings)); },
-                         {},
-                         [&settings] { return PlaysWhatIsSelected(settings); }});
-  frame_.menus.Register(CommandId::OptionsReopenDesktop,
-                        {[&settings] { settings.MainAutoSaveLoadDesktop(!settings.MainAutoSaveLoadDesktop(-1)); },
-                         {},
-                         [&settings] { return settings.MainAutoSaveLoadDesktop(-1) != 0; }});
+  RegisterSwitch(
+      CommandId::OptionsAudition, [&settings] { return PlaysWhatIsSelected(settings); },
+      [this, &settings](bool on) {
+        SetPlaysWhatIsSelected(settings, on);
+        frame_.children.ForEach([](ZKWindow& child) { child.SettingsChanged(); });
+      });
+  RegisterSwitch(
+      CommandId::OptionsReopenDesktop, [&settings] { return settings.MainAutoSaveLoadDesktop(-1) != 0; },
+      [&settings](bool on) { settings.MainAutoSaveLoadDesktop(on ? 1 : 0); });
+  RegisterSwitch(
+      CommandId::ViewControlBar, [&settings] { return settings.MainApplicationControlBar(-1) != 0; },
+      [&settings](bool on) { settings.MainApplicationControlBar(on ? 1 : 0); });
   const std::pair<CommandId, Look> looks[] = {{CommandId::ViewLookSystem, Look::System},
                                               {CommandId::ViewLookLight, Look::Light},
                                               {CommandId::ViewLookDark, Look::Dark}};
@@ -48,6 +52,16 @@ OptionCommands::OptionCommands(const FrameContext& frame, MidiCommands& midi) : 
   frame_.menus.Register(CommandId::OptionsUpdateKeyList, {[this] { OnUpdateKeyList(); }});
 }
 
+void OptionCommands::RegisterSwitch(CommandId command, const std::function<bool()>& isOn,
+                                    const std::function<void(bool)>& set) {
+  frame_.menus.Register(command, {[this, isOn, set] {
+                                    set(!isOn());
+                                    KeepSettings();
+                                  },
+                                  {},
+                                  isOn});
+}
+
 void OptionCommands::ResetMidiInPorts() {
   midi_.ResetMidiInPorts();
 }
@@ -57,12 +71,17 @@ void OptionCommands::PreferencesApplied() {
   frame_.menus.Update();
 }
 
-// Kept at once: nobody looks for a button that keeps what is seen already.
+// At once: nobody looks for a command that keeps what is seen already.
+bool OptionCommands::KeepSettings() {
+  const Result saved = frame_.program.SaveConfig();
+  if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
+  return saved.ok();
+}
+
 void OptionCommands::ChooseLook(Look look) {
   SetLook(look);
   frame_.program.settings().MainLook(static_cast<int>(look));
-  const Result saved = frame_.program.SaveConfig();
-  if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
+  KeepSettings();
   frame_.Status(look == Look::Dark    ? tr("The windows are dark.")
                 : look == Look::Light ? tr("The windows are light.")
                 : DesktopTellsLook()  ? tr("The windows are as the desktop, also when that changes.")
@@ -70,9 +89,7 @@ void OptionCommands::ChooseLook(Look look) {
 }
 
 void OptionCommands::OnSavePreferences() {
-  const Result saved = frame_.program.SaveConfig();
-  if (!saved.ok()) frame_.prompts().Say("Preferences", saved.text);
-  if (saved.ok()) frame_.Status(tr("The preferences were saved."));
+  if (KeepSettings()) frame_.Status(tr("The preferences were saved."));
 }
 
 // The user's list stands in the data folder and begins as a copy of the one that came with the program.

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QObject>
+#include <functional>
 
 #include "app/frame_context.h"
 #include "app/preferences.h"
+#include "ui/commands.h"
 #include "ui/style/look.h"
 
 namespace tonalith {
@@ -23,6 +25,9 @@ class OptionCommands final : public QObject, public PreferencesHost {
   void PreferencesApplied() override;
 
  private:
+  // A setting that its menu item turns on and off, and keeps.
+  void RegisterSwitch(CommandId command, const std::function<bool()>& isOn, const std::function<void(bool)>& set);
+  bool KeepSettings();
   void ChooseLook(Look look);
   void OnSavePreferences();
   void OnUpdateKeyList();

@@ -50,8 +50,9 @@ void ReceivedSoFar::Keep(const DeskEvent& event, Kept* kept) {
   about.kind = FileKind::Data;
   about.title = TransferTitle(*soFar) + " (" + std::to_string(event.patchesDone) + " of " +
                 std::to_string(event.patchesToDo) + " patches received)";
-  const Result result = folder_.Keep(&about, bytes);
-  if (result.ok()) kept->file = about.file;
+  Result result = kept->file.empty() ? Result::Success() : folder_.LastWrite(kept->file);
+  if (const Result begun = folder_.KeepBeside(&about, std::move(bytes)); !begun.ok()) result = begun;
+  kept->file = about.file;
   if (!result.ok()) MonitorMsg("What is being received cannot be kept for recovery: %s", result.text.c_str());
 }
 

@@ -44,7 +44,7 @@ TZKView* ViewCommands::OpenView(ZKWindow* window) {
     frame_.children.Activate(view);
     return view;
   }
-  view = new TZKView(*qobject_cast<DocumentWindow*>(window), context_, memory_);
+  view = new TZKView(*qobject_cast<DocumentWindow*>(window), context_, memory_, frame_.studio);
   QObject::connect(view, &TZKView::FilesDropped, view, [this](const QStringList& paths) { ViewFiles(paths); });
   frame_.children.Add(view);
   return view;

@@ -122,7 +122,10 @@ int ZKBankDoc::PatchCount() const {
 }
 
 std::string ZKBankDoc::NumberText(int patch) const {
-  const std::string text = MakeNumberStr(synth(), patch);
+  // A single patch that says where it belongs.
+  const bool own = !synth().isBank && synth().patchNumberInImage && synth().patchNumber <= PatchMax(synth());
+  const std::string text =
+      MakeNumberStr(synth(), own ? patch + std::max(0, synth().patchNumber - PatchMin(synth())) : patch);
   return std::string(TrimmedView(text));
 }
 
@@ -259,6 +262,12 @@ bool ZKBankDoc::EndBackup() {
   const bool changed = history().End();
   if (changed) SetStatus(UndoText());
   return changed;
+}
+
+DataFilePtr ZKBankDoc::At(std::size_t position) {
+  DataFilePtr copy(DupForUser(dataFile_.get()));
+  DataFileTarget target(copy.get());
+  return copy && history().BringCopy(position, target) ? std::move(copy) : nullptr;
 }
 
 void ZKBankDoc::KeepUndo(bool keep) {

@@ -105,6 +105,8 @@ class ZKBankDoc : public Document {
   void CreateBackup(const std::string& description);
   bool EndBackup();
   void DeleteBackups() { history().Clear(); }
+  // The data as it was at a position of the history; null: there was no memory for it.
+  DataFilePtr At(std::size_t position);
   // Without, no change can be taken back, and none takes memory; kept from the start.
   void KeepUndo(bool keep);
   bool CmEditUndo() { return Undo().ok(); }

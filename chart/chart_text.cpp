@@ -360,9 +360,13 @@ class ChartReader {
       } else if (entry.key.empty() && table) {
         section->rows.push_back({{part}, {}});
       } else if (entry.key.empty() || (!table && !entry.key.starts_with("list ") && HasEquals(part.text))) {
+        const bool counts = part.text.find(" x ") != std::string::npos;
         problems_.Add(
             part.at, part.text, "neither an entry nor a word that stands alone",
-            "key = value, with two blanks between entries; alone stand " + NearestWords(part.text, ChartFlags()));
+            counts
+                ? "64 x Patch: a bank always has as many patches; data that comes with more or fewer is kept "
+                  "whole, without \"64 x\""
+                : "key = value, with two blanks between entries; alone stand " + NearestWords(part.text, ChartFlags()));
       }
     }
     close(line.text.size());

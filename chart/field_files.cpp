@@ -14,6 +14,7 @@
 #include "chart/panel_layout.h"
 #include "chart/parameters.h"
 #include "chart/references.h"
+#include "chart/type_parameters.h"
 #include "data/container.h"
 #include "data/data_records.h"
 #include "editor/model/template_file.h"
@@ -27,7 +28,6 @@ namespace {
 constexpr std::uint8_t kSysExStart = 0xF0;
 constexpr std::uint8_t kExactSize = 2;  // of Synth::optionBits
 constexpr char kPartOf[] = "part of";
-constexpr int kNegativeSum = 0;  // what address-based messages carry
 
 // A data type as it was built.
 struct BuiltType {
@@ -162,7 +162,7 @@ class FieldFiles {
         problems_.Add(row->at, row->text, "nothing changes \"" + parameter.name + "\", and no data has it",
                       "change = MESSAGE in front of the row or behind it");
     }
-    CheckChanges(section, table, {0, DeviceLetter(), SumKind(section.name)}, &problems_);
+    CheckChanges(section, table, {0, DeviceLetter(), ChangeSumKind(chart_, section.name)}, &problems_);
     File(MessageParametersName(++messagesOnly_), ParameterTableText(table));
   }
 
@@ -185,19 +185,7 @@ class FieldFiles {
   }
 
   PanelData PanelOf(const BuiltType& type) const {
-    return {type.synth().headerSize, DeviceLetter(), SumKind(type.names.section), type.names.number};
-  }
-
-  // Of the data, else of the instrument; -1: none.  What is wrong with it is named elsewhere.
-  int SumKind(const std::string& data) const {
-    ChartProblems named(problems_.file());
-    const ChartEntry* sum = nullptr;
-    for (const ChartSection& section : chart_.sections)
-      for (const ChartEntry& entry : section.entries)
-        if (entry.key == "sum" && (&section == &chart_.sections.front() || section.name == data)) sum = &entry;
-    const bool byAddress = std::any_of(chart_.sections.front().entries.begin(), chart_.sections.front().entries.end(),
-                                       [](const ChartEntry& entry) { return entry.key == "roland model"; });
-    return !sum && byAddress ? kNegativeSum : ChartSumKind(sum, &named);
+    return {type.synth().headerSize, DeviceLetter(), ChangeSumKind(chart_, type.names.section), type.names.number};
   }
 
   // `device = n, also MIDI channel`

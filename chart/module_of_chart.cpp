@@ -11,6 +11,7 @@
 #include "chart/instrument.h"
 #include "chart/patch_pieces.h"
 #include "chart/type_lines.h"
+#include "chart/type_parameters.h"
 #include "data/hex_text.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
@@ -215,19 +216,6 @@ class HeaderWriter {
 void AddFile(const std::string& name, ChartLines lines, ChartModule* module) {
   module->source[name] = std::move(lines.text);
   module->places[name] = std::move(lines.places);
-}
-
-// Where the messages of a single patch say its number.
-PatchNumberPlace PatchNumberOf(const ChartType& type) {
-  constexpr int kDigit = 0x0F, kByte = 0x7F;
-  if (type.dump.empty() || type.slots > 1) return {};
-  for (const ChartItem& item : type.dump.front().items) {
-    const ChartByte& byte = item.byte;
-    if (item.kind != ChartItemKind::kByte || byte.variable != kPatchLetter || byte.part != ChartPart::kAll) continue;
-    if (byte.use == ChartUse::kLowDigit) return {item.offset, kDigit, byte.base & kDigit};
-    if (byte.use == ChartUse::kWhole) return {item.offset, kByte, byte.base};
-  }
-  return {};
 }
 
 Result ReadChartFile(const std::filesystem::path& path, std::string* text) {

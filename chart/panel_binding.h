@@ -4,26 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "chart/change_message.h"
 #include "editor/model/control_schema.h"
 #include "parameters/parameter_table.h"
 
 namespace tonalith {
 
 // How a control of a panel is bound to a parameter: reading, writing, sending.
-
-// Where the image of a patch says which number it has; messages that change it may say so, too.
-struct PatchNumberPlace {
-  std::int64_t byte = -1;  // of the image; -1: nowhere
-  int mask = 0, less = 0;  // the number is what the mask leaves, less this
-};
-
-// What the bindings of a panel share.
-struct PanelData {
-  std::uint32_t headerSize = 0;
-  char device = 0;   // the variable of messages that stands for the device number; 0: none
-  int sumKind = -1;  // of `sum` in messages; -1: not known
-  PatchNumberPlace patch = {};
-};
 
 // A binding ("CMMN") of a parameter.  Values count as they are stored without sign of an offset: what is shown is the
 // value minus the parameter's bias.  Places in several bytes are read and written by macros; the message that changes
@@ -41,18 +28,7 @@ std::string StoreMacroText(const FieldPlace& place, const PanelData& data, const
 std::string TransmitMacroText(const Parameter& parameter, const std::string& change, const PanelData& data,
                               const ParameterCondition* condition);
 
-// The messages of a change, what they carry left open.
-struct ChangeShape {
-  std::string message;               // empty: they cannot be said
-  std::vector<std::uint32_t> bytes;  // of the patch that they carry
-  std::string obstacle = {};         // the word that cannot be said
-
-  // One message cannot change both parameters, unless it carries the bytes of
-  // both.
-  bool Confuses(const ChangeShape& other) const {
-    return !message.empty() && message == other.message && (bytes.empty() || bytes != other.bytes);
-  }
-};
-ChangeShape ShapeOfChange(const Parameter& parameter, const std::string& change, const PanelData& data);
+// The same, compiled; "" without a change, or for one that cannot be said.
+std::string TransmitMacro(const Parameter& parameter, const ParameterTable& table, const PanelData& data);
 
 }  // namespace tonalith

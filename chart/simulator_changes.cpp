@@ -1,11 +1,13 @@
 #include "chart/simulator_changes.h"
 
 #include <algorithm>
-#include <map>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <utility>
+#include <vector>
 
-#include "chart/parameters.h"
-#include "chart/patch_pieces.h"
+#include "chart/simulator_pattern.h"
 #include "chart/type_lines.h"
 #include "platform/text.h"
 
@@ -13,145 +15,156 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::int64_t kMostInByte = 0x7F;
+constexpr int kSeptetBits = 7, kByteBits = 8;
+constexpr int kNibbleMask = 0x0F;
+constexpr std::size_t kMostCarried = 7;  // bytes of a patch in a message
 
-// The parameters of a data type, whatever is wrong with them.
-ParameterTable TableOf(const ChartInstrument& chart, const ChartType& type) {
-  ChartProblems ignored((std::string()));
-  std::vector<ChartEntry> lists;
-  ParameterTable table;
-  for (const ChartSection& section : chart.text->sections) {
-    for (const ChartEntry& entry : section.entries)
-      if (entry.key.starts_with("list ")) lists.push_back(entry);
-    if (section.kind == "parameters" && (section.name == type.section->name || section.name == type.name))
-      table = ReadParameters(section, {0, LayoutOf(type, &ignored).packing == 0, PatchPiecesOf(type)}, lists, &ignored);
-  }
-  return table;
+std::string BitsText(std::int64_t byte, int bit, int width) {
+  return std::to_string(byte) + "." + std::to_string(bit) + "." + std::to_string(width);
 }
 
-// Reads one message of a change: what is said in every one of its messages, and
-// which number stands for a parameter.
-class ChangePattern {
+std::string PlaceText(const FieldPlace& place) {
+  std::string text = place.isSigned ? "signed" : "";
+  for (const FieldBits& bits : place.bits)
+    text += (text.empty() ? "" : " ") + BitsText(bits.byte, bits.bit, bits.width);
+  return text;
+}
+
+// One parameter in its messages.
+class ChangeWriter {
  public:
-  ChangePattern(const std::string& change, char device) : device_(device) {
-    for (const std::string& word : SplitText(change, ' '))
-      if (!word.empty()) words_.push_back(word);
+  using Source = ChangeByte::Source;
+
+  ChangeWriter(const Parameter& parameter, const PanelData& data) : parameter_(parameter), data_(data) {}
+
+  // False: they say the value in more ways than one, or not at all.
+  bool Write(const std::vector<ChangeMessage>& messages) {
+    for (const ChangeMessage& message : messages) {
+      match += match.empty() ? "" : " + ";
+      std::string pattern;
+      for (const ChangeByte& byte : message.bytes) pattern += (pattern.empty() ? "" : " ") + Token(byte, message);
+      match += pattern;
+    }
+    if (carried_.size() > kMostCarried) return false;
+    return says_ == carried_.empty();
   }
 
-  bool Read() {
-    while (right_ && at_ < words_.size()) Word(words_[at_++]);
-    return right_ && carries_ && match.starts_with("F0 ") && match.ends_with(" F7");
+  // Behind the key.
+  std::string Field(const ParameterCondition* condition) const {
+    std::string text = " / " + (says_ ? PlaceText(parameter_.place) : CarriedText()) + options_;
+    if (condition)
+      for (const ParameterCondition::Test& test : condition->tests)
+        text += " / when " + PlaceText(test.place) + " in " + std::to_string(test.range.min + test.place.bias) + ".." +
+                std::to_string(test.range.max + test.place.bias);
+    return text;
   }
 
-  // What the message has for the parameter; nothing when it cannot be told.
-  std::optional<std::int64_t> NumberOf(const Parameter& parameter) const {
-    if (!counts_) return 0;
-    const FieldBits& first = parameter.place.bits.back();
-    const auto number = offset_ ? std::optional<std::int64_t>(first.byte) : ParseInteger(parameter.number);
-    if (!number) return std::nullopt;
-    const std::int64_t sent = *number - from_ + base_;
-    return sent >= 0 && (high_ ? sent >> 7 : sent) <= kMostInByte ? std::optional(sent) : std::nullopt;
-  }
-  bool wholeByte() const { return wholeByte_; }
-
-  std::string match;
+  std::string match, key, sum;
 
  private:
-  void Put(const std::string& text) { match += (match.empty() ? "" : " ") + text; }
-  bool IsHalf(std::size_t at) const { return at < words_.size() && (words_[at] == "high" || words_[at] == "low"); }
-  bool Next(std::string_view word) const { return at_ < words_.size() && words_[at_] == word; }
-
-  void Word(std::string word) {
-    const bool based = word.size() > 3 && word[2] == '+';
-    const std::string front = word.substr(0, 2);
-    const bool hex = word.size() >= 2 && front.find_first_not_of("0123456789ABCDEF") == std::string::npos;
-    if (based && !hex) return Wrong();
-    if (hex && word.size() == 2) return Put(word);
-    std::int64_t base = 0;
-    if (based) {
-      base = std::stoi(front, nullptr, 16);
-      word = word.substr(3);
-      if (const auto more = ParseInteger(word)) return Put(HexPair(static_cast<int>((base + *more) & kMostInByte)));
+  std::string Token(const ChangeByte& byte, const ChangeMessage& message) {
+    switch (byte.source) {
+      case Source::kSum:
+        sum = SimulatorSumName(data_.sumKind);
+        if (sum.empty()) return "?";
+        sum += " " + std::to_string(message.sumFrom);
+        return "{sum}";
+      case Source::kPatch:
+        return "?";
+      case Source::kByte:
+        return Carried(byte);
+      case Source::kFixed:
+        return Fixed(byte);
+      default:
+        return Value(byte);
     }
-    if (word.starts_with("offset") || word == "number") return Counted(word, base);
-    if (based) return Wrong();
-    if (word == "sum") return Put("?");
-    if (word == "<") return;
-    if (word == "value" || word == "byte" || word == "low") return Carried(word);
-    if (device_ && word.size() == 2 && word[1] == device_)
-      return Put(word[0] == device_ ? "nn" : word.substr(0, 1) + "n");
-    Wrong();
   }
 
-  void Counted(const std::string& word, std::int64_t base) {
-    constexpr std::string_view kFrom = "offset-";
-    offset_ = word != "number";
-    // Both behind it are the halves of the byte.
-    const bool halves = IsHalf(at_) && IsHalf(at_ + 1);
-    const bool high = !halves && Next("high"), low = !halves && Next("low");
-    if (high || low) ++at_;
-    if (word.starts_with(kFrom)) from_ = ParseInteger(word.substr(kFrom.size())).value_or(0);
-    if (base && (high || low)) return Wrong();
-    base_ += base;
-    high_ = high_ || high;
-    counts_ = true;
-    Put(high ? "{high:00-7F}" : "{parameter:00-7F}");
+  std::string Fixed(const ChangeByte& byte) {
+    const int value = static_cast<int>(byte.fixed);
+    if (byte.device) return value == 0 ? "nn" : HexPair(value).substr(0, 1) + "n";
+    // On whatever channel the data is.
+    constexpr int kChannels = 0x0F, kVoice = 0x80, kSystem = 0xF0;
+    if (value >= kVoice && value < kSystem) return "{open:" + HexPair(value) + "-" + HexPair(value | kChannels) + "}";
+    if (!byte.counts) return HexPair(value);
+    key += (key.empty() ? "" : " ") + HexPair(value);
+    return "{key" + std::to_string(keys_++) + "}";
   }
 
-  void Carried(const std::string& word) {
-    const bool halves = word == "low" && Next("high");
-    if ((word == "low" && !halves) || (word != "low" && (Next("high") || Next("low"))) || carries_) return Wrong();
-    if (halves) ++at_;
-    carries_ = true;
-    wholeByte_ = word != "value";
-    Put(halves ? "{value_low:00-0F} {value_high:00-0F}" : "{value:00-7F}");
+  std::string Value(const ChangeByte& byte) {
+    says_ = true;
+    if (byte.source == Source::kShown) options_ = " / less " + std::to_string(byte.fixed);
+    if (byte.source == Source::kScaled)
+      options_ = " / scaled " + std::to_string(parameter_.range.max - parameter_.range.min + 1) + " " +
+                 std::to_string(parameter_.range.min + parameter_.place.bias);
+    return Part(byte.shift, byte);
   }
 
-  void Wrong() { right_ = false; }
+  // A byte of the patch as it lies there, or half of it.
+  std::string Carried(const ChangeByte& byte) {
+    const auto known = std::find(carried_.begin(), carried_.end(), byte.byte);
+    const auto at = static_cast<int>(known - carried_.begin());
+    if (known == carried_.end()) carried_.push_back(byte.byte);
+    halves_ = halves_ || byte.mask == kNibbleMask;
+    return Part(at * (halves_ ? kByteBits : kSeptetBits) + byte.shift, byte);
+  }
 
-  char device_;
-  std::vector<std::string> words_;
-  std::size_t at_ = 0;
-  std::int64_t base_ = 0, from_ = 0;
-  bool right_ = true, counts_ = false, offset_ = false, high_ = false, carries_ = false, wholeByte_ = false;
+  static std::string Part(int shift, const ChangeByte& byte) {
+    const std::string left = byte.left ? "@" + std::to_string(byte.left) : std::string();
+    return "{v" + std::to_string(shift) + left + ":00-" + HexPair(static_cast<int>(byte.mask) << byte.left) + "}";
+  }
+
+  std::string CarriedText() const {
+    std::string text;
+    for (const std::uint32_t byte : carried_)
+      text += (text.empty() ? "" : " ") + BitsText(byte, 0, halves_ ? kByteBits : kSeptetBits);
+    return text;
+  }
+
+  const Parameter& parameter_;
+  const PanelData& data_;
+  std::vector<std::uint32_t> carried_;
+  bool says_ = false, halves_ = false;
+  int keys_ = 0;
+  std::string options_;
 };
-
-// The value is the byte as it lies in the patch.
-bool IsByte(const Parameter& parameter, bool wholeByte, const std::map<std::uint32_t, int>& users) {
-  const FieldPlace& place = parameter.place;
-  if (place.bits.size() != 1 || place.bits[0].piece.bytes || parameter.condition >= 0) return false;
-  const FieldBits& bits = place.bits[0];
-  return wholeByte || (bits.bit == 0 && !place.isSigned && place.bias == 0 && users.at(bits.byte) == 1);
-}
 
 }  // namespace
 
-std::vector<SimulatorChange> SimulatorChangesOf(const ChartInstrument& chart, const ChartType& type,
-                                                const std::string& area) {
-  const ParameterTable table = TableOf(chart, type);
-  std::map<std::uint32_t, int> users;  // of a byte
-  for (const Parameter& parameter : table.parameters)
-    for (const FieldBits& bits : parameter.place.bits) ++users[bits.byte];
-  std::vector<SimulatorChange> changes;
-  for (std::size_t c = 0; c < table.changes.size(); ++c) {
-    ChangePattern pattern(table.changes[c], chart.device.letter);
-    if (!pattern.Read()) continue;
-    std::map<std::int64_t, std::uint32_t> places;
-    bool clear = true;
-    for (const Parameter& parameter : table.parameters) {
-      if (parameter.change != static_cast<int>(c) || !IsByte(parameter, pattern.wholeByte(), users)) continue;
-      const auto number = pattern.NumberOf(parameter);
-      if (!number) continue;
-      const std::uint32_t byte = parameter.place.bits[0].byte;
-      clear = clear && places.try_emplace(*number, byte).first->second == byte;
+std::string SimulatorChanges(const ParameterTable& table, const PanelData& data, const std::string& area,
+                             const std::string& keys, std::set<std::string>* leftOut) {
+  struct Block {
+    std::string head;  // match and checksum
+    std::vector<std::string> fields;
+  };
+  std::vector<Block> blocks;
+  for (const Parameter& parameter : table.parameters) {
+    if (parameter.change < 0) continue;
+    std::string wrong;
+    ChangeWriter writer(parameter, data);
+    const auto messages =
+        ReadChange(parameter, table.changes[static_cast<std::size_t>(parameter.change)], data, &wrong);
+    if (messages.empty()) continue;
+    if (!writer.Write(messages)) {
+      if (leftOut) leftOut->insert(parameter.name);
+      continue;
     }
-    if (places.empty() || !clear) continue;
-    std::string offsets;
-    for (const auto& [number, byte] : places)
-      offsets += " " + Printf("%02X", static_cast<unsigned>(number)) + ":" + std::to_string(byte);
-    changes.push_back({pattern.match, "parameter = " + area + "\nanswer = none\noffsets =" + offsets + "\n"});
+    const std::string head =
+        "match = " + writer.match + "\n" + (writer.sum.empty() ? "" : "checksum = " + writer.sum + "\n");
+    auto block = std::find_if(blocks.begin(), blocks.end(), [&](const Block& one) { return one.head == head; });
+    if (block == blocks.end()) block = blocks.insert(blocks.end(), {head, {}});
+    const std::string field =
+        "field = " + (writer.key.empty() ? "-" : writer.key) + writer.Field(table.ConditionOf(parameter));
+    // Several parameters in one byte that goes as it is.
+    if (std::find(block->fields.begin(), block->fields.end(), field) == block->fields.end())
+      block->fields.push_back(field);
   }
-  return changes;
+  std::string text;
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    text += "\n[change " + keys + "_" + std::to_string(i + 1) + "]\narea = " + area + "\n" + blocks[i].head;
+    for (const std::string& field : blocks[i].fields) text += field + "\n";
+  }
+  return text;
 }
 
 }  // namespace tonalith

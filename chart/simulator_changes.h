@@ -1,22 +1,17 @@
 #pragma once
 
+#include <set>
 #include <string>
-#include <vector>
 
-#include "chart/instrument.h"
+#include "chart/change_message.h"
 #include "parameters/parameter_table.h"
 
 namespace tonalith {
 
-// What changes parameters of a data type, as rules of a description: "match",
-// "parameter AREA" and the places that the numbers in the message mean.
-// Messages that descriptions cannot say are left out: those of several
-// messages, and values that are not a whole byte of the patch as it is.
-struct SimulatorChange {
-  std::string match;
-  std::string action;  // all lines behind it
-};
-std::vector<SimulatorChange> SimulatorChangesOf(const ChartInstrument& chart, const ChartType& type,
-                                                const std::string& area);
+// What changes the parameters of a table, as [change] blocks of a description: places count the unpacked bytes of an
+// item of `area`.  Empty when nothing does.  `keys`: what the
+// names of the blocks begin with.  `leftOut` (may be null) gets the names of those whose messages no description says.
+std::string SimulatorChanges(const ParameterTable& table, const PanelData& data, const std::string& area,
+                             const std::string& keys, std::set<std::string>* leftOut = nullptr);
 
 }  // namespace tonalith

@@ -10,6 +10,7 @@
 #include "chart/simulator_changes.h"
 #include "chart/simulator_pattern.h"
 #include "chart/type_lines.h"
+#include "chart/type_parameters.h"
 #include "platform/text.h"
 
 namespace tonalith {
@@ -275,10 +276,7 @@ class SimulatorWriter {
   // What changes a parameter of the one patch in an area.
   void PutChanges(const ChartType& type, const std::vector<SimulatorBody>& bodies, const std::string& area) {
     if (bodies.size() != 1 || !bodies.front().unpacked) return;
-    for (const SimulatorChange& change : SimulatorChangesOf(chart_, type, area)) {
-      if (!parts_.matches.try_emplace(change.match, change.action).second) continue;
-      parts_.rules += "\n[rule " + NewKey("changed") + "]\nmatch = " + change.match + "\n" + change.action;
-    }
+    parts_.rules += SimulatorChanges(ParametersOf(chart_, type), ChangeDataOf(chart_, type), area, area);
   }
 
   // The area and its messages; their keys, with blanks between.

@@ -52,8 +52,8 @@ std::string ByteText(const ChartInstrument& chart, const ChartType& type, const 
   return why->empty() ? Between("item", byte.base + first, std::min(byte.base + last, limit)) : std::string();
 }
 
-// The checksum of a message over everything from a place on.
-std::string WholeSum(const ChartItem& sum, const ChartItem& data, std::string* why) {
+// What descriptions call a checksum; empty: they have it not.
+const char* SumName(const std::string& word) {
   struct Kind {
     std::string_view word;
     const char* said;
@@ -63,14 +63,20 @@ std::string WholeSum(const ChartItem& sum, const ChartItem& data, std::string* w
                                                   {"inverted sum", "inverted"},
                                                   {"exclusive or", "exclusive"},
                                                   {"sum plus a5", "plus-a5"}}};
+  const auto* kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& one) { return one.word == word; });
+  return kind == kKinds.end() ? "" : kind->said;
+}
+
+// The checksum of a message over everything from a place on.
+std::string WholeSum(const ChartItem& sum, const ChartItem& data, std::string* why) {
   const std::string word = WordFor("checksumType", sum.sum);
   const bool all = sum.sumFrom + sum.sumSize == sum.offset && sum.sumFrom < kFurthestSum && !sum.ahead;
   if (word == "nibble sum low first" && all && sum.sumFrom == data.offset &&
       WordFor("storageFormat", data.packing) == "nibbles low first")
     return "unpacked";
-  const auto* kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& one) { return one.word == word; });
-  if (all && kind != kKinds.end())
-    return std::string(kind->said) + " " + std::to_string(sum.sumFrom) +
+  const std::string name = SumName(word);
+  if (all && !name.empty())
+    return name + " " + std::to_string(sum.sumFrom) +
            (sum.orByte >= 0 && word == "sum" ? " any " + std::to_string(sum.orByte) : "");
   *why = "descriptions have no checksum \"" + word + "\" over these bytes";
   return {};
@@ -168,6 +174,11 @@ std::optional<SimulatorBody> SimulatorBodyOf(const ChartType& type, const ChartM
   body.checksum = WholeSum(*sum, *data, why);
   if (body.checksum.empty()) return std::nullopt;
   return body;
+}
+
+std::string SimulatorSumName(int sumKind) {
+  const std::string name = SumName(WordFor("checksumType", sumKind));
+  return name == "running" ? std::string() : name;
 }
 
 bool SaysPatch(const ChartMessage& message) {

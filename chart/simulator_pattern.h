@@ -25,6 +25,9 @@ struct SimulatorBody {
 };
 std::optional<SimulatorBody> SimulatorBodyOf(const ChartType& type, const ChartMessage& message, std::string* why);
 
+// What descriptions call a checksum over everything from one byte of a message on; empty: they have it not.
+std::string SimulatorSumName(int sumKind);
+
 // True when the patch stands in the message.
 bool SaysPatch(const ChartMessage& message);
 

@@ -11,6 +11,8 @@
 #include "cli/session.h"
 #include "platform/path_resolver.h"
 #include "tools/data_listing.h"
+#include "tools/message_lines.h"
+#include "tools/sysex_words.h"
 
 namespace tonalith {
 
@@ -77,6 +79,21 @@ int PrintCompared(CliEnvironment& environment, const DataListing& listing, const
                     Counted(mismatches.count, "byte") + (mismatches.count == 1 ? " differs." : " differ."));
 }
 
+int PrintMessages(CliEnvironment& environment, const DataFile* data, const std::string& path,
+                  const DataListing& listing) {
+  Session session(environment);
+  session.LoadStudio();
+  SysExWords words(&session.studio());
+  MessageLines lines;
+  while (!lines.Step(listing.image(), kWrittenAtOnce)) continue;
+  for (const std::string& line : ListingHead(data, FileNameOf(path))) environment.out << line << "\n";
+  environment.out << "\n";
+  for (std::size_t line = 0; line < lines.lines().size(); ++line)
+    environment.out.Lines(MessageLineText(lines, listing.image(), line, &words) + "\n");
+  if (lines.unlisted() == 0) return 0;
+  return ViewFailed(environment, "The last " + Counted(lines.unlisted(), "byte") + " of the file are not listed.");
+}
+
 int ViewFile(CliEnvironment& environment, const std::string& path, const CliArguments& arguments) {
   const bool formatted = arguments.Has("formatted");
   ViewedFile file;
@@ -93,6 +110,7 @@ int ViewFile(CliEnvironment& environment, const std::string& path, const CliArgu
   const DataFile* data = known ? known->dataFile() : file.data.get();
   DataListing listing = known ? DataListing(*known->dataFile()) : file.Listing();
   if (formatted && !listing.SetMode(ListingMode::Formatted)) return ViewFailed(environment, listing.FormattedRefusal());
+  if (arguments.Has("messages")) return PrintMessages(environment, data, path, listing);
   if (const auto other = arguments.Option("compare")) return PrintCompared(environment, listing, *other);
   if (const auto wanted = arguments.Option("find")) return PrintFound(environment, listing, *wanted);
   PrintListing(environment, data, path, listing);
@@ -103,6 +121,7 @@ int ViewFile(CliEnvironment& environment, const std::string& path, const CliArgu
 
 std::string ViewForms() {
   return "view FILE [--formatted]                     the bytes of data as a listing\n"
+         "view FILE --messages                        the bytes as MIDI messages, a line each\n"
          "view FILE --find HEX|TEXT [--formatted]     where bytes or a text stand\n"
          "view FILE --compare FILE                    which bytes of two files differ\n";
 }
@@ -110,6 +129,7 @@ std::string ViewForms() {
 std::string ViewDetails() {
   return "A data file is listed by its SysEx image, any other file by its bytes.  --formatted lists the bytes of the\n"
          "patches without packing, heads and checksums.\n"
+         "--messages writes the messages as the monitor does; bytes that belong to none are lines as well.\n"
          "--find: a line for each place.  Pairs of hex digits are bytes, anything else, or what stands in double\n"
          "quotes, is a text; a text that ends on the very last byte is not found.\n"
          "--compare goes over the size of the second file; the status is 1 when anything differs.\n\n"
@@ -119,7 +139,7 @@ std::string ViewDetails() {
 }
 
 int RunView(CliEnvironment& environment, const std::vector<std::string>& args) {
-  const CliArguments arguments(args, {"find", "compare"}, {"formatted"});
+  const CliArguments arguments(args, {"find", "compare"}, {"formatted", "messages"});
   if (!arguments.state().ok()) return CliFailure(environment.err, "view", arguments.state().text, ViewForms());
   if (arguments.words().size() != 1)
     return CliFailure(environment.err, "view", "One file is listed at a time.", ViewForms());
@@ -127,6 +147,8 @@ int RunView(CliEnvironment& environment, const std::vector<std::string>& args) {
     return CliFailure(environment.err, "view", "Comparing shows the raw SysEx; leave --formatted out.", ViewForms());
   if (arguments.Has("compare") && arguments.Has("find"))
     return CliFailure(environment.err, "view", "Either --find or --compare.", ViewForms());
+  if (arguments.Has("messages") && (arguments.Has("formatted") || arguments.Has("find") || arguments.Has("compare")))
+    return CliFailure(environment.err, "view", "--messages lists all bytes as they are; give it alone.", ViewForms());
   return ViewFile(environment, arguments.words().front(), arguments);
 }
 

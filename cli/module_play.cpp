@@ -6,7 +6,11 @@
 #include <set>
 #include <utility>
 
+#include "chart/change_check.h"
 #include "chart/parameters.h"
+#include "chart/type_parameters.h"
+#include "cli/change_play.h"
+#include "cli/module_trial.h"
 #include "cli/search_play.h"
 #include "cli/transfer_rig.h"
 #include "data/data_text.h"
@@ -334,7 +338,40 @@ void ModulePlay::PlayType(const ChartType& type, ZKDrvList* driver) {
     go(sends, "sent" + device, &ModulePlay::Send, other);
     driver->instrument->SetSysExChannel(standard);
   }
+  if (const std::string changed = PlayChangesOf(type, driver); !changed.empty())
+    done += (done.empty() ? "" : ", ") + changed;
   lines_.push_back(type.name + ": " + (done.empty() ? "nothing to play" : done));
+}
+
+std::string ModulePlay::PlayChangesOf(const ChartType& type, ZKDrvList* driver) {
+  constexpr std::size_t kMostMistakes = 10;
+  const auto& sections = chart_.text->sections;
+  const auto section = std::find_if(sections.begin(), sections.end(), [&](const ChartSection& one) {
+    return one.kind == "parameters" && (one.name == type.section->name || one.name == type.name);
+  });
+  const DataFilePtr data = section == sections.end() ? nullptr : session_.studio().GetNewDataFile(driver);
+  if (!data) return {};
+  PanelData messages = ChangeDataOf(chart_, type);
+  messages.headerSize = data->synth->headerSize;
+  const ParameterTable table = InstalledParameters(session_, *driver->instrument, +data->synth->driverId);
+  const PlayedChanges played = PlayChanges(table, messages, *data, chart_.device.first);
+  for (std::size_t i = 0; i < std::min(played.mistakes.size(), kMostMistakes); ++i) {
+    const auto& [parameter, text] = played.mistakes[i];
+    const ChartCell* row = RowOfParameter(*section, parameter);
+    const std::string what = parameter.empty() ? "changing parameters" : "changing \"" + parameter + "\"";
+    mistakes_.push_back({row ? row->at : section->at, type.name + ", " + what + ": " + text});
+  }
+  std::string told;
+  const auto tell = [&told](std::size_t count, const std::string& one, const std::string& many) {
+    if (count) told += (told.empty() ? "" : ", ") + std::to_string(count) + " " + (count == 1 ? one : many);
+  };
+  tell(played.parameters - played.mistakes.size(), "parameter changed", "parameters changed");
+  tell(played.mistakes.size(), "change FAILED", "changes FAILED");
+  tell(played.notSaid.size(), "change not played, whose message says the value in more ways than one",
+       "changes not played, whose messages say the value in more ways than one");
+  tell(played.notIn.size(), "change not played, as no patch has the parameter",
+       "changes not played, as no patch has the parameters");
+  return told;
 }
 
 void ModulePlay::PlayInquiry(const ChartInquiry& inquiry, ZKDrvList* instrument) {

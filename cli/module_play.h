@@ -23,7 +23,8 @@ struct PlayMistake {
 
 // Plays a module that is installed in `session` against an instrument made from its chart: each data type is got and
 // sent over a virtual cable in virtual time, with another device number, with answers that say no, do not come or get
-// lost, and its file is compared with the form in the chart.  Where the chart says how it tells who it is, it is looked
+// lost, and its file is compared with the form in the chart, and
+// every parameter with messages of its own is changed.  Where the chart says how it tells who it is, it is looked
 // for as well.
 class ModulePlay {
  public:
@@ -42,6 +43,8 @@ class ModulePlay {
   class Trial;
   ZKDrvList* DriverOf(const ChartType& type) const;
   void PlayType(const ChartType& type, ZKDrvList* driver);
+  // What the messages of its parameters do; "" when it has none.
+  std::string PlayChangesOf(const ChartType& type, ZKDrvList* driver);
   void PlayInquiry(const ChartInquiry& inquiry, ZKDrvList* instrument);
   bool Get(Trial* trial);
   bool Send(Trial* trial);

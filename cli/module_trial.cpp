@@ -143,14 +143,20 @@ Result ModuleTrial::InstallInto(const ModuleImage& image) {
                                                   : Result::Success();
 }
 
-std::vector<std::string> ModuleTrial::OutsideOf(const DataFile& data) {
-  const std::filesystem::path folder =
-      session_->studio().facts().ModuleFolder(session_->studio().instruments().front().get());
+ParameterTable InstalledParameters(Session& session, const ZKDrvList& instrument, int driverId) {
   std::string text;
   ParameterTable table;
-  if (!ReadWholeFile((folder / ParameterTableName(+data.synth->driverId)).string(), text, kMostTable).ok() ||
+  const std::filesystem::path folder = session.studio().facts().ModuleFolder(&instrument);
+  if (!ReadWholeFile((folder / ParameterTableName(driverId)).string(), text, kMostTable).ok() ||
       !ReadParameterTable(text, &table).ok())
     return {};
+  return table;
+}
+
+std::vector<std::string> ModuleTrial::OutsideOf(const DataFile& data) {
+  const ParameterTable table =
+      InstalledParameters(*session_, *session_->studio().instruments().front(), +data.synth->driverId);
+  if (table.parameters.empty()) return {};
   return ValuesOutside(data, table, kMostOutside);
 }
 

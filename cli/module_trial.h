@@ -9,12 +9,18 @@
 #include "cli/command.h"
 #include "cli/session.h"
 #include "cli/transfer_rig.h"
+#include "parameters/parameter_table.h"
 #include "platform/result.h"
 #include "platform/terminal_text.h"
 #include "simulator/conversation.h"
 #include "studio/module.h"
 
 namespace tonalith {
+
+class ZKDrvList;
+
+// The parameters of a data type, as its installed module has them; none when it does not say them.
+ParameterTable InstalledParameters(Session& session, const ZKDrvList& instrument, int driverId);
 
 // A module installed apart from the folders of the user, to be tried; what was written goes away with it.
 class ModuleTrial {

@@ -217,7 +217,7 @@ Result Document::SaveCopy(const std::string& path) {
 
 // ---- autosave and recovery ------------------------------------------------------------------------------------------
 
-Result Document::Autosave(RecoveryFolder& folder) {
+Result Document::Autosave(RecoveryFolder& folder, bool now) {
   // What is just being written may fail yet.
   if (busy_ || history_.IsOpen()) return Result::Success();
   if (!IsModified()) {
@@ -225,17 +225,20 @@ Result Document::Autosave(RecoveryFolder& folder) {
     return Result::Success();
   }
   if (recovery_ != &folder) RemoveAutosave();
-  const bool kept = !autosaveFile_.empty();
+  Result former;
+  if (!autosaveFile_.empty()) former = now ? folder.Finish(autosaveFile_) : folder.LastWrite(autosaveFile_);
+  const bool kept = !autosaveFile_.empty() && former.ok();
   if (kept && autosavedState_ == history_.State() && autosavedChanges_ == changes_) return Result::Success();
   std::vector<std::uint8_t> bytes;
   if (Result written = BytesToWrite(path_, &bytes); !written.ok()) return written;
   RecoverableFile about{autosaveFile_, Kind(), path_, Title(), 0, stamp_};
-  if (Result result = folder.Keep(&about, bytes); !result.ok()) return result;
+  Result result = now ? folder.Keep(&about, std::move(bytes)) : folder.KeepBeside(&about, std::move(bytes));
+  if (!result.ok()) return result;
   recovery_ = &folder;
   autosaveFile_ = about.file;
   autosavedState_ = history_.State();
   autosavedChanges_ = changes_;
-  return Result::Success();
+  return now ? result : former;
 }
 
 void Document::RemoveAutosave() {

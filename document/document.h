@@ -137,7 +137,10 @@ class Document {
 
   // Keeps what is not in the file in a file of the folder, or removes that when nothing is modified.  Cheap when
   // nothing has changed since the last call.  A busy document is left for later (success).
-  Result Autosave(RecoveryFolder& folder);
+  Result Autosave(RecoveryFolder& folder) { return Autosave(folder, true); }
+  // The same, but what is to be written is written on another thread.  The result is that of the former time; what
+  // could not be written then is written again.
+  Result AutosaveBeside(RecoveryFolder& folder) { return Autosave(folder, false); }
   void RemoveAutosave();
   // What was kept stays when the document goes, for the next start.
   void LeaveAutosave();
@@ -175,6 +178,7 @@ class Document {
 
  private:
   Result StepHistory(bool back);
+  Result Autosave(RecoveryFolder& folder, bool now);
   // Writes the bytes as the options say.
   Result WriteFile(const std::string& path, const std::vector<std::uint8_t>& bytes, const SaveOptions& options,
                    FileStamp* stamp, std::string* kept);

@@ -187,6 +187,17 @@ bool History::GoTo(std::size_t position) {
   return true;
 }
 
+bool History::BringCopy(std::size_t position, HistoryTarget& copy) {
+  if (depth_ > 0) return false;
+  Seal();
+  if (position > entries_.size()) return false;
+  for (std::size_t at = position_; at > position; --at)
+    if (!ApplyDeltas(copy, entries_[at - 1].deltas, true)) return false;
+  for (std::size_t at = position_; at < position; ++at)
+    if (!ApplyDeltas(copy, entries_[at].deltas, false)) return false;
+  return true;
+}
+
 void History::MarkSaved() {
   Seal();
   saved_ = State();

@@ -72,6 +72,9 @@ class History {
   const std::string& Name(std::size_t entry) const;
   // Undoes or redoes up to a position.
   bool GoTo(std::size_t position);
+  // Gives a copy of what the target holds now the bytes of that position; the target and the history stay.  False: the
+  // copy is of no use.
+  bool BringCopy(std::size_t position, HistoryTarget& copy);
 
   // --- The state in the file
 

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <chrono>
 #include <set>
+#include <span>
+#include <utility>
 
 #include "platform/atomic_file.h"
 #include "platform/byte_window.h"
@@ -24,7 +26,7 @@ constexpr std::string_view kEnding = ".autosave";
 constexpr std::string_view kLockEnding = ".lock";
 constexpr std::uint32_t kLongestText = 65536;
 constexpr std::size_t kLargestFile = kMaxWholeFile + 4 * kLongestText;
-constexpr unsigned kOwnerOnly = 0600;
+constexpr unsigned kOwnerOnly = 0600;  // of the lock
 
 void Put32(std::vector<std::uint8_t>* out, std::uint32_t value) {
   out->resize(out->size() + 4);
@@ -102,6 +104,7 @@ bool IsHeld(const std::string& lockFile) {
 RecoveryFolder::RecoveryFolder(std::string folder) : folder_(std::move(folder)) {}
 
 RecoveryFolder::~RecoveryFolder() {
+  writer_.FinishAll();
   if (lock_ < 0) return;
   ::unlink(JoinPath(folder_, session_ + std::string(kLockEnding)).c_str());
   ::close(lock_);
@@ -129,34 +132,37 @@ Result RecoveryFolder::Start() {
   return Result::Success();
 }
 
-Result RecoveryFolder::Keep(RecoverableFile* about, std::span<const std::uint8_t> content) {
+Result RecoveryFolder::Describe(RecoverableFile* about, std::size_t length, std::vector<std::uint8_t>* head) {
   if (Result started = Start(); !started.ok()) return started;
   about->time = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-  std::string file = about->file;
-  if (file.empty()) file = JoinPath(folder_, session_ + Printf("-%d", ++made_) + std::string(kEnding));
-  std::vector<std::uint8_t> head(kMagic.begin(), kMagic.end());
-  PutText(&head, FileKindRowOf(about->kind).name);
-  PutText(&head, about->path);
-  PutText(&head, about->title);
-  Put64(&head, static_cast<std::uint64_t>(about->time));
+  if (about->file.empty()) about->file = JoinPath(folder_, session_ + Printf("-%d", ++made_) + std::string(kEnding));
+  head->assign(kMagic.begin(), kMagic.end());
+  PutText(head, FileKindRowOf(about->kind).name);
+  PutText(head, about->path);
+  PutText(head, about->title);
+  Put64(head, static_cast<std::uint64_t>(about->time));
   const FileStamp& stamp = about->stamp;
-  Put32(&head, (stamp.known ? 1U : 0U) | (stamp.exists ? 2U : 0U));
+  Put32(head, (stamp.known ? 1U : 0U) | (stamp.exists ? 2U : 0U));
   for (const std::uint64_t value : {stamp.device, stamp.inode, stamp.size, static_cast<std::uint64_t>(stamp.modified)})
-    Put64(&head, value);
-  Put64(&head, content.size());
-  AtomicFile out;
-  Result result = out.Open(file, kOwnerOnly);
-  if (result.ok()) result = out.Write(head);
-  if (result.ok()) result = out.Write(content);
-  if (result.ok()) result = out.Commit();
-  if (result.ok()) about->file = file;
+    Put64(head, value);
+  Put64(head, length);
+  return Result::Success();
+}
+
+Result RecoveryFolder::Keep(RecoverableFile* about, std::vector<std::uint8_t> content) {
+  RecoverableFile described = *about;
+  std::vector<std::uint8_t> head;
+  if (Result result = Describe(&described, content.size(), &head); !result.ok()) return result;
+  Result result = writer_.WriteNow(described.file, {std::move(head), std::move(content)});
+  if (result.ok()) *about = std::move(described);
   return result;
 }
 
-void RecoveryFolder::Remove(const std::string& file) {
-  if (::unlink(file.c_str()) != 0 && errno != ENOENT) {
-    DebugLog("%s", FileFailure("remove", file, errno).text.c_str());
-  }
+Result RecoveryFolder::KeepBeside(RecoverableFile* about, std::vector<std::uint8_t> content) {
+  std::vector<std::uint8_t> head;
+  if (Result result = Describe(about, content.size(), &head); !result.ok()) return result;
+  writer_.Write(about->file, {std::move(head), std::move(content)});
+  return Result::Success();
 }
 
 Result RecoveryFolder::Read(const std::string& file, RecoverableFile* about, std::vector<std::uint8_t>* content) {

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "document/file_kinds.h"
+#include "document/recovery_writer.h"
 #include "platform/file_stamp.h"
 #include "platform/result.h"
 
@@ -36,8 +37,16 @@ class RecoveryFolder {
   const std::string& folder() const { return folder_; }
 
   // Writes the content of a document as a whole.  `about.file` empty: a new name is given to it.
-  Result Keep(RecoverableFile* about, std::span<const std::uint8_t> content);
-  void Remove(const std::string& file);
+  Result Keep(RecoverableFile* about, std::vector<std::uint8_t> content);
+  // The same on another thread: what failed before it was begun is returned, the rest LastWrite tells.  Of contents
+  // that come faster than they are written only the last is.
+  Result KeepBeside(RecoverableFile* about, std::vector<std::uint8_t> content);
+  // What became of the last write of this file that has ended (success: none has).
+  Result LastWrite(const std::string& file) const { return writer_.LastWrite(file); }
+  // The same when all that waits for this file is written.
+  Result Finish(const std::string& file) { return writer_.Finish(file); }
+  void FinishAll() { writer_.FinishAll(); }
+  void Remove(const std::string& file) { writer_.Remove(file); }
 
   // What programs that run no longer have left, oldest first.  Files that cannot be read are renamed to ".broken".
   std::vector<RecoverableFile> Leftovers();
@@ -45,12 +54,15 @@ class RecoveryFolder {
 
  private:
   Result Start();
+  // The first part of the file, with its name and time in `about`.
+  Result Describe(RecoverableFile* about, std::size_t length, std::vector<std::uint8_t>* head);
   bool IsLeftover(const std::string& name) const;
 
   std::string folder_;
   std::string session_;
   int lock_ = -1;
   int made_ = 0;
+  RecoveryWriter writer_;
 };
 
 }  // namespace tonalith

@@ -75,7 +75,7 @@ class DescriptionReader : private ProtocolReader {
     } else if (block_ == "instrument") {
       out_.line = line();
     } else {
-      return block_ == "status" || OpenProtocol();
+      return block_ == "status" || OpenProtocol(name);
     }
     return true;
   }

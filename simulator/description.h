@@ -203,6 +203,34 @@ struct RuleInfo {
   std::string answer = "received";  // status sent when a parameter was taken
 };
 
+// Messages that change a field of an item, whatever bits it has and however the value is spread over them.
+struct ChangeInfo {
+  struct Bits {
+    int byte = 0, bit = 0, width = 0;
+  };
+  struct Place {
+    std::vector<Bits> bits;  // the lowest bits of the value first
+    bool isSigned = false;
+  };
+  struct Test {
+    Place place;
+    int low = 0, high = 0;
+  };
+  struct Field {
+    Place place;
+    int less = 0;              // taken off what the message says
+    int count = 0, first = 0;  // so many values from the first one on share 0 to 127; 0: the value is said
+    std::vector<Test> when;    // all are true, else the field is something else
+  };
+  std::string key;
+  int line = 0;
+  int area = 0;
+  std::vector<WirePattern> match;  // messages that come one behind the other
+  SumKind sum = SumKind::kNone;    // {sum} in the last one
+  int sumStart = 0;
+  std::map<std::vector<std::uint8_t>, std::vector<Field>> fields;  // by the bytes {key0}, {key1} ...
+};
+
 struct RolandInfo {
   std::uint8_t model = 0;
   int addressBytes = 3;
@@ -312,6 +340,7 @@ struct InstrumentDescription {
   std::vector<LinkInfo> links;
   std::vector<MessageInfo> messages;
   std::vector<RuleInfo> rules;
+  std::vector<ChangeInfo> changes;
   std::map<std::string, WirePattern> statuses;
   std::vector<RuleInfo::Send> dump;  // what the panel sends as "everything"
   std::vector<RuleInfo::Send> file;  // what another one of its kind has to hear to hold the same; as the dump by itself

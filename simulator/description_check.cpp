@@ -90,6 +90,10 @@ bool CompleteDescription(InstrumentDescription* description, std::vector<Descrip
     for (const RuleInfo::Send& send : rule.sends)
       if (out.FindMessage(send.message) == nullptr) fail("there is no message \"" + send.message + "\"");
   }
+  for (const ChangeInfo& change : out.changes) {
+    line = change.line;
+    if (change.match.empty() || change.fields.empty()) fail("change " + change.key + " needs a match and fields");
+  }
   line = out.line;
   for (const RuleInfo::Send& send : out.fileTransfer ? out.fileTransfer->data : std::vector<RuleInfo::Send>()) {
     const MessageInfo* block = out.FindMessage(send.message);

@@ -4,6 +4,7 @@
 
 #include "platform/text.h"
 #include "simulator/casio_engine.h"
+#include "simulator/change_engine.h"
 #include "simulator/engine_core.h"
 #include "simulator/file_transfer_engine.h"
 #include "simulator/hydra_engine.h"
@@ -29,6 +30,7 @@ struct SimulatedInstrument::State {
     if (core.description.packets) packets.emplace(core);
     if (core.description.kits) kits.emplace(core);
     if (core.description.fileTransfer) fileTransfer.emplace(core, messages);
+    if (!core.description.changes.empty()) changes.emplace(core);
   }
 
   EngineCore core;
@@ -39,6 +41,7 @@ struct SimulatedInstrument::State {
   std::optional<PacketEngine> packets;
   std::optional<KitEngine> kits;
   std::optional<FileTransferEngine> fileTransfer;
+  std::optional<ChangeEngine> changes;
 
   std::vector<std::uint8_t> sysex;  // being assembled; empty: none
   std::int64_t blockUntilUs = 0;    // works on a block of that message
@@ -114,6 +117,7 @@ void SimulatedInstrument::State::OnSysEx() {
     core.display = "BUFFER FULL";
     return core.AnswerStatus("refused");
   }
+  if (changes && changes->Handle(sysex)) return;
   if (roland && roland->Handle(sysex)) return;
   if (fileTransfer && fileTransfer->Handle(sysex)) return;
   if (hydra && hydra->Handle(sysex)) return;
@@ -125,6 +129,11 @@ void SimulatedInstrument::State::OnSysEx() {
 void SimulatedInstrument::State::OnShort() {
   const std::size_t needed = (running & 0xE0) == 0xC0 ? 1 : 2;
   if (shortData.size() < needed) return;
+  if (changes) {
+    std::vector<std::uint8_t> message = {running};
+    message.insert(message.end(), shortData.begin(), shortData.end());
+    changes->Handle(message);
+  }
   const bool own = core.description.parts || (running & 0x0F) == (core.device & 0x0F);
   if ((running & 0xF0) == 0xC0 && own) Select(shortData[0]);
   if ((running & 0xF0) == 0xB0 && own && shortData[0] == core.description.bankController) core.bank = shortData[1];

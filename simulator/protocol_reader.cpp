@@ -7,7 +7,13 @@
 
 namespace tonalith {
 
-bool ProtocolReader::OpenProtocol() {
+bool ProtocolReader::OpenProtocol(const std::string& name) {
+  if (block_ == "change") {
+    out_.changes.emplace_back();
+    out_.changes.back().key = name;
+    out_.changes.back().line = line();
+    return true;
+  }
   if (block_ == "parts") return out_.parts.emplace(), true;
   if (block_ == "roland") return out_.roland.emplace(), true;
   if (block_ == "casio") return out_.casio.emplace(), true;
@@ -19,6 +25,7 @@ bool ProtocolReader::OpenProtocol() {
 }
 
 bool ProtocolReader::ProtocolLine() {
+  if (block_ == "change") return ChangeLine(out_.changes.back());
   if (block_ == "parts") return PartsLine(*out_.parts);
   if (block_ == "roland") return RolandLine();
   if (block_ == "casio") return CasioLine();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,7 +20,7 @@ class ProtocolReader : protected DescriptionLines {
   using DescriptionLines::DescriptionLines;
 
   // For a block that is none of these: false.
-  bool OpenProtocol();
+  bool OpenProtocol(const std::string& name);
   // A line of such a block; false: the key is not known in it.
   bool ProtocolLine();
 
@@ -41,6 +42,12 @@ class ProtocolReader : protected DescriptionLines {
   bool KitLine(KitInfo& kits);
   bool Words(PacketInfo& packets, int bytes, bool layered);
   bool HydraLine();
+  // In change_lines.cpp.
+  bool ChangeLine(ChangeInfo& change);
+  bool ChangeMatch(ChangeInfo& change);
+  bool ChangeField(ChangeInfo& change);
+  std::optional<ChangeInfo::Place> ChangePlace(std::string_view text);
+  bool ChangeOption(std::string_view text, ChangeInfo::Field* field);
 };
 
 }  // namespace tonalith

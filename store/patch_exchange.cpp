@@ -69,6 +69,14 @@ class Exchange {
   std::string refusal_;
 };
 
+// A patch that goes to a place of the instrument goes to the one it was taken from, where that is certain: the bank has
+// all the places there are.
+void NumberAsInBank(const Synth& bank, int slot, Synth* patch) {
+  const int places = PatchMax(*patch) - PatchMin(*patch) + 1;
+  if (!patch->patchNumberInImage || places != static_cast<int>(bank.numVoices)) return;
+  patch->patchNumber = static_cast<std::uint16_t>(PatchMin(*patch) + slot);
+}
+
 }  // namespace
 
 Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesystem::path& moduleFolder) {
@@ -88,6 +96,7 @@ Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesyste
   // A conversion that gives a key of its own knows better.
   if (from.typeKey[0] != 0 && FieldText(type.typeKey) == key)
     std::copy_n(from.typeKey, sizeof from.typeKey, type.typeKey);
+  NumberAsInBank(from, slot, &type);
   return result;
 }
 

@@ -17,7 +17,7 @@ namespace tonalith {
 // nearest that the target can hold.
 
 // `patch` is new data of its type; takes channels, ports and type key of the bank, unless the conversion gives a key of
-// its own.
+// its own.  Where a patch carries its number, and the bank has all places there are, it is that of the slot.
 Result TakePatch(DataFile& bank, int slot, DataFile* patch, const std::filesystem::path& moduleFolder);
 // The same into new data of the patch type that the bank names.  `newData` makes data of a driver id; null: the studio
 // does not have it.

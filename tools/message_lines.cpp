@@ -1,6 +1,8 @@
 #include "tools/message_lines.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <iterator>
 
 #include "data/hex_text.h"
 #include "tools/monitor_lines.h"
@@ -31,42 +33,58 @@ std::size_t ShortLength(std::uint8_t status) {
 
 }  // namespace
 
-bool MessageLines::FindEnd(std::size_t until, std::size_t* end) {
-  const std::uint8_t status = bytes_[at_];
+bool MessageLines::FindEnd(std::span<const std::uint8_t> bytes, std::size_t until, std::size_t* end) {
+  const std::uint8_t status = bytes[at_];
   const bool sysEx = status == 0xF0;
-  const std::size_t limit = sysEx || status < 0x80 ? bytes_.size() : std::min(bytes_.size(), at_ + ShortLength(status));
+  const std::size_t limit = sysEx || status < 0x80 ? bytes.size() : std::min(bytes.size(), at_ + ShortLength(status));
   scanned_ = std::max(scanned_, at_ + 1);
   const std::size_t stop = std::min(limit, std::max(until, at_ + 1));
-  while (scanned_ < stop && (bytes_[scanned_] < 0x80 || (sysEx && IsRealTime(bytes_[scanned_])))) ++scanned_;
+  while (scanned_ < stop && (bytes[scanned_] < 0x80 || (sysEx && IsRealTime(bytes[scanned_])))) ++scanned_;
   if (scanned_ == stop && stop < limit) return false;
   *end = scanned_;
-  if (sysEx && *end < bytes_.size() && bytes_[*end] == 0xF7) ++*end;
+  if (sysEx && *end < bytes.size() && bytes[*end] == 0xF7) ++*end;
   return true;
 }
 
-bool MessageLines::Step(std::size_t bytes) {
-  const std::size_t until = std::max(at_, scanned_) + bytes;
-  while (at_ < bytes_.size() && lines_.size() < kMost) {
+bool MessageLines::Step(std::span<const std::uint8_t> bytes, std::size_t count) {
+  const std::size_t until = std::max(at_, scanned_) + count;
+  while (at_ < bytes.size() && lines_.size() < kMost) {
     std::size_t end = 0;
-    if (at_ >= until || !FindEnd(until, &end)) return false;
+    if (at_ >= until || !FindEnd(bytes, until, &end)) return false;
     lines_.push_back({static_cast<std::uint32_t>(at_), static_cast<std::uint32_t>(end - at_)});
     at_ = end;
   }
-  unlisted_ = bytes_.size() - at_;
+  unlisted_ = bytes.size() - std::min(at_, bytes.size());
   return true;
 }
 
-std::string MessageLines::Text(std::size_t line) const {
-  if (line >= lines_.size()) return {};
-  const auto message = bytes_.subspan(lines_[line].offset, lines_[line].length);
+std::size_t MessageLines::LineOf(std::size_t position) const {
+  const auto after = std::upper_bound(lines_.begin(), lines_.end(), position,
+                                      [](std::size_t at, const Line& line) { return at < line.offset; });
+  if (after == lines_.begin() || position >= std::size_t{std::prev(after)->offset} + std::prev(after)->length)
+    return lines_.size();
+  return static_cast<std::size_t>(after - lines_.begin()) - 1;
+}
+
+std::string MessageLines::Text(std::span<const std::uint8_t> bytes, std::size_t line, SysExWords* words) const {
+  if (line >= lines_.size() || lines_[line].offset + std::size_t{lines_[line].length} > bytes.size()) return {};
+  const auto message = bytes.subspan(lines_[line].offset, lines_[line].length);
   const std::uint8_t status = message.front();
-  if (status == 0xF0) return MonitorText(message, UniversalSysExWords(message));
+  if (status == 0xF0) return MonitorText(message, words ? words->Words(message) : UniversalSysExWords(message));
   const bool whole = status >= 0x80 && message.size() == ShortLength(status);
   if (whole) return MonitorText(message);
   std::string text = HexText(message.first(std::min(message.size(), kDataShown)));
   if (message.size() > kDataShown) text += " ...";
   text += status < 0x80 ? " Data bytes: " : " Incomplete message: ";
   return text + std::to_string(message.size());
+}
+
+std::string MessageLineText(const MessageLines& lines, std::span<const std::uint8_t> bytes, std::size_t line,
+                            SysExWords* words) {
+  if (line >= lines.lines().size()) return {};
+  char place[16];
+  const int length = std::snprintf(place, sizeof place, "%5.5X:  ", lines.lines()[line].offset);
+  return std::string(place, static_cast<std::size_t>(length)) + lines.Text(bytes, line, words);
 }
 
 }  // namespace tonalith

@@ -20,6 +20,7 @@ enum class CommandId : int {
   FileClearRecent = 313,
   FileExportSysEx = 314,
   FileExportMidi = 315,
+  FileRepairCopy = 316,
   FileOpen = 57601,
   FileClose = 57602,
   FileSave = 57603,
@@ -113,6 +114,7 @@ enum class CommandId : int {
   ExportAll = 693,
   ExportCopyText = 694,
   ExportCopyNames = 695,
+  ExportPreview = 698,
   ExportAgain = 696,
   ExportFollow = 697,
   BankAutoName = 610,
@@ -156,6 +158,27 @@ enum class CommandId : int {
   SetViewList = 730,
   SetViewPanel = 731,
   SetViewTree = 732,
+  LibraryAddFiles = 740,
+  LibraryAddFolder = 741,
+  LibraryStop = 742,
+  LibraryDelete = 743,
+  LibraryRenameAll = 744,
+  LibraryNumber = 745,
+  LibraryMergeKeys = 746,
+  LibraryMoveKeys = 747,
+  LibraryNameKeys = 748,
+  LibraryHide = 749,
+  LibraryShowAll = 750,
+  LibraryDeleteHidden = 751,
+  LibrarySortName = 752,
+  LibrarySortKeys = 753,
+  LibrarySortComment = 754,
+  LibrarySortDate = 755,
+  LibraryDuplicates = 756,
+  LibrarySimilar = 757,
+  LibraryNewBank = 758,
+  LibraryPlay = 759,
+  LibraryChooseKeys = 760,
   UtilitiesCreator = 520,
   UtilitiesFileConversion = 519,
   UtilitiesController = 514,
@@ -191,7 +214,7 @@ enum class CommandId : int {
 // Who carries a command out: the main frame, or the active child window.  Menu: the entry only opens a menu that is
 // filled while the program runs.
 enum class CommandOwner { Frame, Child, Menu };
-enum class MenuId { File, Edit, View, Bank, Set, Midi, Utilities, Window, Help };
+enum class MenuId { File, Edit, View, Bank, Set, Library, Midi, Utilities, Window, Help };
 
 struct CommandRow {
   CommandId id;  // None: a separator

@@ -220,7 +220,10 @@ bool DocumentWindow::VerifyModified() {
   emit Asking();
   MessagePrompt prompt;
   prompt.title = WindowName();
-  prompt.text = "Save the changes to " + document_->Title() + "?";
+  // Of several windows of one type, the file tells which is asked about.
+  const std::string file = document_->FileName();
+  const std::string what = file.empty() ? document_->Title() : file + " (" + document_->Title() + ")";
+  prompt.text = "Save the changes to " + what + "?";
   prompt.buttons = PromptButtons::YesNoCancel;
   prompt.icon = PromptIcon::Question;
   prompt.labels = {"Save", "Discard", "Cancel"};

@@ -14,6 +14,7 @@
 
 #include "ui/plain_text.h"
 #include "ui/style/colours.h"
+#include "ui/style/scrolled_page.h"
 #include "ui/style/section_button.h"
 #include "ui/style/space.h"
 #include "ui/window_base.h"
@@ -24,7 +25,7 @@ namespace {
 
 constexpr int kLabelCharacters = 12;
 constexpr int kLinesShown = 4;
-constexpr int kPaneCharacters = 36;
+constexpr int kPaneCharacters = 40;
 
 // A way to somewhere else, that reads as one.
 class LinkButton final : public QToolButton {
@@ -161,7 +162,7 @@ void InspectorPane::Build(InspectorContent content) {
   later_.stop();
   fields_.clear();
   shown_ = std::move(content);
-  auto* page = new QWidget;
+  auto* page = new ScrolledPage;
   auto* column = new QVBoxLayout(page);
   column->setContentsMargins(kWideGap, kGap, kWideGap, kWideGap);
   column->setSpacing(kSmallGap);

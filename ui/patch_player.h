@@ -34,7 +34,11 @@ class PatchPlayer final : public QObject {
   void StopAll();
   bool IsPlaying() const { return owner_ != nullptr; }
 
+  // The preferences switched auditions on or off; windows that show it follow.
+  void TellSwitched() { emit Switched(); }
+
  signals:
+  void Switched();
   // What was played for this owner has ended; `stopped`: before its end.
   void Over(QObject* owner, bool stopped);
 

@@ -4,6 +4,7 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QToolButton>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -14,8 +15,12 @@
 #include "platform/log.h"
 #include "services/audition.h"
 #include "services/settings.h"
+#include "store/bank_slots.h"
 #include "ui/patch_player.h"
 #include "ui/plain_text.h"
+#include "ui/qt_text.h"
+#include "ui/style/document_header.h"
+#include "ui/style/icons.h"
 
 namespace tonalith {
 
@@ -41,6 +46,33 @@ BankAudition::BankAudition(TZKBank& window) : window_(window) {
   connect(&wait_, &QTimer::timeout, this, &BankAudition::PlaySelected);
   connect(&gap_, &QTimer::timeout, this, &BankAudition::PlayNext);
   QTimer::singleShot(0, this, &BankAudition::Attach);
+  if (window_.document().synth().isBank != 0) AddSwitch();
+}
+
+void BankAudition::AddSwitch() {
+  switch_ = new QToolButton(window_.header());
+  switch_->setText(tr("Audition"));
+  switch_->setIcon(IconOf(Glyph::Audition));
+  switch_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  switch_->setCheckable(true);
+  switch_->setAutoRaise(true);
+  switch_->setFocusPolicy(Qt::TabFocus);
+  SetToolTip(switch_, tr("Let the instrument play a patch when it is selected, in all windows"));
+  window_.header()->AddRight(switch_);
+  ShowSwitch();
+  PatchPlayer& player = window_.context().player();
+  connect(&player, &PatchPlayer::Switched, this, &BankAudition::ShowSwitch);
+  connect(switch_, &QToolButton::clicked, this, [this, &player](bool on) {
+    SetPlaysWhatIsSelected(window_.context().settings(), on);
+    player.TellSwitched();
+    emit window_.StateChanged();
+  });
+}
+
+void BankAudition::ShowSwitch() {
+  const bool on = PlaysWhatIsSelected(window_.context().settings());
+  if (!on) wait_.stop();
+  if (switch_) switch_->setChecked(on);
 }
 
 void BankAudition::Attach() {
@@ -149,7 +181,7 @@ void BankAudition::DocumentChanged() {
 }
 
 void BankAudition::SettingsChanged() {
-  if (!PlaysWhatIsSelected(window_.context().settings())) wait_.stop();
+  ShowSwitch();
 }
 
 void BankAudition::PlaySelected() {
@@ -168,7 +200,9 @@ Result BankAudition::Play(int patch) {
   DropSent();
   if (Result can = AuditionRefusal(bank, patch, Choice()); !can.ok()) return can;
   const bool sends = AuditionWayOf(bank, patch, Choice()) == AuditionWay::kSend;
-  if (Result played = sends ? Send(patch) : player.Play(this, *window_.dataFile(), patch); !played.ok()) return played;
+  if (Result played = sends ? Send(window_.document(), patch) : player.Play(this, *window_.dataFile(), patch);
+      !played.ok())
+    return played;
   const QString name = ShownLatin1(bank.NumberText(patch) + " " + bank.GetPatchName(patch));
   const QString what = sends || !bank.DiffersFromInstrument(patch)
                            ? tr("Plays %1").arg(name)
@@ -178,14 +212,36 @@ Result BankAudition::Play(int patch) {
   return Result::Success();
 }
 
-Result BankAudition::Send(int patch) {
+Result BankAudition::PlayState(std::size_t position) {
+  ZKBankDoc& now = window_.document();
+  const std::vector<int> selected = window_.SelectedPatches();
+  if (selected.empty()) return Result::Failure(ToUtf8(tr("No patch is selected.")));
+  const int patch = selected.front();
+  DataFilePtr data = now.At(position);
+  if (!data) return Result::Failure(ToUtf8(tr("There is not enough memory.")));
+  ZKBankDoc then(std::move(data));
+  EndSweep({});
+  const bool there = patch < then.PatchCount() && then.IsPatchDefined(patch);
+  if (!there) return Result::Failure(ToUtf8(tr("The patch held nothing then.")));
+  const auto before = BankSlots(*then.dataFile()).Raw(patch), held = BankSlots(*now.dataFile()).Raw(patch);
+  if (std::equal(before.begin(), before.end(), held.begin(), held.end())) return Play(patch);
+  if (!then.dataFile()->auditionScript)
+    return Result::Failure(
+        ToUtf8(tr("This data cannot be sent to be heard only: the instrument plays what it holds now.")));
+  DropSent();
+  if (Result sent = Send(then, patch); !sent.ok()) return sent;
+  window_.Say(tr("Plays %1 as it was").arg(ShownLatin1(now.NumberText(patch) + " " + then.GetPatchName(patch))));
+  emit window_.StateChanged();
+  return Result::Success();
+}
+
+Result BankAudition::Send(ZKBankDoc& from, int patch) {
   WindowContext& context = window_.context();
-  DataFile& bank = *window_.dataFile();
+  DataFile& bank = *from.dataFile();
   if (Result can = context.player().CanPlay(bank); !can.ok()) return can;
   DataFilePtr data;
   const auto newData = [&](int driverId) { return context.NewDataOf(driverId, bank); };
-  if (Result made = MakeAuditionData(window_.document(), patch, newData, context.ModuleFolder(bank), &data); !made.ok())
-    return made;
+  if (Result made = MakeAuditionData(from, patch, newData, context.ModuleFolder(bank), &data); !made.ok()) return made;
   sent_ = std::move(data);
   DeskRequest request;
   request.showWindow = 0;

@@ -11,7 +11,11 @@
 #include "platform/jobs.h"
 #include "services/transfer_desk.h"
 
+class QToolButton;
+
 namespace tonalith {
+
+class ZKBankDoc;
 
 // Lets the instrument play patches of the bank: the one that a user goes to, by mouse or keys, and one after the other.
 class BankAudition final : public QObject, public BankWindowPart {
@@ -30,6 +34,11 @@ class BankAudition final : public QObject, public BankWindowPart {
   void SettingsChanged() override;
 
   bool Sweeping() const { return !sweep_.empty(); }
+  // Plays the first selected patch as it was at a position of the history: what the instrument does not hold is sent to
+  // be heard, where its data can be.
+  Result PlayState(std::size_t position);
+  // Switches for all windows whether a patch that a user goes to is played.
+  QToolButton* button() const { return switch_; }
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -39,9 +48,12 @@ class BankAudition final : public QObject, public BankWindowPart {
   void Attach();
   AuditionChoice Choice() const;
   void PlaySelected();
+  void AddSwitch();
+  void ShowSwitch();
   // A failure: nothing is played; the sentence is for the log.
   Result Play(int patch);
-  Result Send(int patch);
+  // Of the bank, or of it as it was.
+  Result Send(ZKBankDoc& bank, int patch);
   void Sent(const DeskEvent& event);
   void DropSent();
   void Over(QObject* owner, bool stopped);
@@ -52,9 +64,10 @@ class BankAudition final : public QObject, public BankWindowPart {
   void EndSweep(const QString& said);
 
   TZKBank& window_;
-  QTimer wait_;         // from the last key or click to the audition
-  QTimer gap_;          // between two patches of a sweep
-  bool input_ = false;  // a key or the mouse is being dealt with
+  QToolButton* switch_ = nullptr;  // only of banks
+  QTimer wait_;                    // from the last key or click to the audition
+  QTimer gap_;                     // between two patches of a sweep
+  bool input_ = false;             // a key or the mouse is being dealt with
   std::vector<int> sweep_;
   std::size_t next_ = 0;
   TransferDesk::Job job_;  // sends a patch to be heard

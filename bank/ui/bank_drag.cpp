@@ -93,6 +93,8 @@ std::string BankDrag::NameListIn(const QMimeData* data) {
 
 std::vector<std::string> BankDrag::DataFilesIn(const QMimeData* data) {
   std::vector<std::string> paths;
+  // What a window offers has its file for other programs only.
+  if (MoveIn(data)) return paths;
   for (const QUrl& url : data->urls()) {
     const QString path = url.toLocalFile();
     if (!path.endsWith(QLatin1String(".syx"), Qt::CaseInsensitive) &&

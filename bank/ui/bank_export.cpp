@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "bank/ui/bank_window.h"
+#include "bank/ui/export_preview.h"
 #include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
@@ -31,8 +32,9 @@ constexpr ExportCommand kExportCommands[] = {
     {CommandId::ExportIni, ExportFormat::Ini},       {CommandId::ExportAcid, ExportFormat::Acid},
     {CommandId::ExportJammer, ExportFormat::Jammer}, {CommandId::ExportLogic, ExportFormat::Logic},
 };
-constexpr CommandId kOtherExports[] = {CommandId::ExportAgain, CommandId::ExportFollow,   CommandId::ExportMaster,
-                                       CommandId::ExportAll,   CommandId::ExportCopyText, CommandId::ExportCopyNames};
+constexpr CommandId kOtherExports[] = {CommandId::ExportPreview,  CommandId::ExportAgain, CommandId::ExportFollow,
+                                       CommandId::ExportMaster,   CommandId::ExportAll,   CommandId::ExportCopyText,
+                                       CommandId::ExportCopyNames};
 constexpr int kFollowMs = 1500;  // after the last of a run of changes
 constexpr char kMasterTitle[] = "Select Sonar/Cakewalk Master.ins file...";
 constexpr char kMasterFilter[] = "Sonar/Cakewalk INS (*.ins)|*.ins|All files (*.*)|*.*|";
@@ -89,6 +91,8 @@ std::vector<CommandId> BankExport::EntriesOf(BankMenu menu) const {
 void BankExport::Run(CommandId command) {
   if (const ExportCommand* one = FindExport(command)) return ExportNames(one->format);
   switch (command) {
+    case CommandId::ExportPreview:
+      return Preview();
     case CommandId::ExportAgain:
       return format_ ? ExportNames(*format_) : void();
     case CommandId::ExportFollow:
@@ -160,6 +164,24 @@ void BankExport::ExportNames(ExportFormat format) {
   }
   const QString done = ExportSays("Exported as %1").arg(ShownUtf8(path));
   Tell(result, source.note.empty() ? done : done + QStringLiteral(". ") + ShownUtf8(source.note));
+}
+
+// Closes with the bank's window; what was changed meanwhile is shown when it is asked for again.
+void BankExport::Preview() {
+  auto* dialog = window_.findChild<tonalith::ExportPreview*>();
+  if (!dialog) {
+    const auto render = [this](ExportFormat format, std::string* text) {
+      ExportSource source = Source();
+      return RenderExport(format, &source, text);
+    };
+    dialog = new tonalith::ExportPreview(
+        format_, render, [this](ExportFormat format) { ExportNames(format); }, &window_);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+  }
+  dialog->Show();
+  dialog->show();
+  dialog->raise();
+  dialog->activateWindow();
 }
 
 // Files that are there already are asked for once.

@@ -42,6 +42,7 @@ class BankExport final : public BankWindowPart {
   void ExportAll();
   void MergeIntoMaster();
   void CopyNames(ExportFormat format);
+  void Preview();
   void Tell(const Result& result, const QString& done);
 
   TZKBank& window_;

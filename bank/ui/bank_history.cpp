@@ -5,8 +5,10 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <utility>
 
 #include "bank/bank_document.h"
+#include "bank/ui/bank_audition_part.h"
 #include "bank/ui/bank_window.h"
 #include "ui/plain_text.h"
 #include "ui/style/list_delegate.h"
@@ -15,8 +17,8 @@
 
 namespace tonalith {
 
-ZKBankUndo::ZKBankUndo(ZKBankDoc& document, QWidget* parent)
-    : QDialog(parent), document_(document), list_(new QListWidget(this)) {
+ZKBankUndo::ZKBankUndo(ZKBankDoc& document, QWidget* parent, Play play)
+    : QDialog(parent), document_(document), list_(new QListWidget(this)), play_(std::move(play)) {
   SetTitle(this, tr("Undo History"));
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap);
@@ -25,10 +27,13 @@ ZKBankUndo::ZKBankUndo(ZKBankDoc& document, QWidget* parent)
   DressList(list_);
   column->addWidget(list_, 1);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
-  go_ = buttons->addButton(tr("Go to This State"), QDialogButtonBox::ActionRole);
+  audition_ = buttons->addButton(tr("&Play the Selected Patch"), QDialogButtonBox::ActionRole);
+  SetToolTip(audition_, tr("Let the instrument play the patch that is selected in the bank as it was in this state"));
+  go_ = buttons->addButton(tr("&Go to This State"), QDialogButtonBox::ActionRole);
   column->addWidget(buttons);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(go_, &QPushButton::clicked, this, &ZKBankUndo::GoToChosen);
+  connect(audition_, &QPushButton::clicked, this, &ZKBankUndo::OnUndoAudition);
   connect(list_, &QListWidget::itemActivated, this, &ZKBankUndo::GoToChosen);
   connect(list_, &QListWidget::currentRowChanged, this, &ZKBankUndo::Refresh);
   listener_ = document_.AddListener([this](const DocumentChange&) { Fill(); });
@@ -66,6 +71,18 @@ void ZKBankUndo::Refresh() {
                     : list_->currentRow() == now ? tr("The bank is in this state.")
                     : list_->currentRow() < 0    ? tr("No state is chosen.")
                                                  : QString());
+  EnableUnless(audition_, document_.IsBusy()        ? ShownUtf8(document_.BusyReason())
+                          : !play_                  ? tr("There is no instrument to play it.")
+                          : list_->currentRow() < 0 ? tr("No state is chosen.")
+                                                    : QString());
+}
+
+void ZKBankUndo::OnUndoAudition() {
+  const int row = list_->currentRow();
+  const std::size_t count = document_.history().Count();
+  if (!play_ || row < 0 || static_cast<std::size_t>(row) > count) return;
+  const Result played = play_(count - static_cast<std::size_t>(row));
+  if (!played.ok()) emit Said(ShownUtf8(played.text));
 }
 
 void ZKBankUndo::GoToChosen() {
@@ -76,6 +93,19 @@ void ZKBankUndo::GoToChosen() {
   if (!gone.ok()) emit Said(ShownUtf8(gone.text));
 }
 
+namespace {
+
+// Data that is no bank is played by its own window's commands.
+ZKBankUndo::Play PlayOf(TZKBank& window) {
+  if (window.document().synth().isBank == 0) return {};
+  for (const auto& part : window.parts())
+    if (auto* audition = dynamic_cast<BankAudition*>(part.get()))
+      return [audition](std::size_t position) { return audition->PlayState(position); };
+  return {};
+}
+
+}  // namespace
+
 QString BankHistory::Refusal(CommandId) const {
   return window_.document().history().Count() == 0
              ? QCoreApplication::translate("BankHistory", "Nothing was changed yet.")
@@ -85,7 +115,7 @@ QString BankHistory::Refusal(CommandId) const {
 void BankHistory::Run(CommandId) {
   auto* dialog = window_.findChild<ZKBankUndo*>();
   if (!dialog) {
-    dialog = new ZKBankUndo(window_.document(), &window_);
+    dialog = new ZKBankUndo(window_.document(), &window_, PlayOf(window_));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &ZKBankUndo::Said, &window_, &TZKBank::Say);
   }

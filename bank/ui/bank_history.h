@@ -1,8 +1,11 @@
 #pragma once
 
 #include <QDialog>
+#include <cstddef>
+#include <functional>
 
 #include "bank/ui/bank_part.h"
+#include "platform/result.h"
 
 class QListWidget;
 class QPushButton;
@@ -17,12 +20,16 @@ class ZKBankUndo final : public QDialog {
   Q_OBJECT
 
  public:
+  // Plays a patch as it was at a position of the history; what went wrong, or success.
+  using Play = std::function<Result(std::size_t position)>;
+
   // The document must outlive the dialog.
-  ZKBankUndo(ZKBankDoc& document, QWidget* parent);
+  ZKBankUndo(ZKBankDoc& document, QWidget* parent, Play play = {});
   ~ZKBankUndo() override;
   QListWidget* list() { return list_; }
   // Goes to the state of the chosen row.
   void GoToChosen();
+  void OnUndoAudition();
 
  signals:
   void Said(const QString& text);
@@ -33,7 +40,8 @@ class ZKBankUndo final : public QDialog {
 
   ZKBankDoc& document_;
   QListWidget* list_;
-  QPushButton* go_;
+  QPushButton *go_, *audition_;
+  Play play_;
   int listener_ = 0;
 };
 

@@ -24,6 +24,14 @@ namespace {
 
 constexpr float kCueStrength = 0.18F;  // of what is filled in the accent colour
 
+// The name where its end is cut off, and what the marks mean.
+QString TipOf(const BankPatchView& view, const QModelIndex& patch) {
+  const QString name = patch.data().toString();
+  const QString marks = MarksText(MarksIn(patch.data(kMarksRole)));
+  if (view.fontMetrics().horizontalAdvance(name) <= view.visualRect(patch).width()) return marks;
+  return marks.isEmpty() ? name : name + QLatin1Char('\n') + marks;
+}
+
 }  // namespace
 
 // ---- names ----------------------------------------------------------------------------------------------------------
@@ -391,8 +399,7 @@ bool BankPatchView::viewportEvent(QEvent* event) {
   if (event->type() == QEvent::ToolTip) {
     const auto* help = static_cast<QHelpEvent*>(event);
     const QModelIndex index = indexAt(help->pos());
-    const QString marks = index.isValid() ? MarksText(MarksIn(index.data(kMarksRole))) : QString();
-    ShowToolTip(help->globalPos(), marks, viewport(), visualRect(index));
+    ShowToolTip(help->globalPos(), index.isValid() ? TipOf(*this, index) : QString(), viewport(), visualRect(index));
     return true;
   }
   return QListView::viewportEvent(event);

@@ -273,10 +273,11 @@ void TZKBank::Refresh() {
   RefreshStatus();
   RefreshTools();
   QWidget* page = bank_.IsEmpty() && !bank_.IsBusy() ? static_cast<QWidget*>(empty_) : view();
+  // Also for the page that was there from the beginning.
+  setFocusProxy(page != empty_ ? page : empty_->findChild<QPushButton*>());
   if (pages_->currentWidget() == page) return;
   const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
   pages_->setCurrentWidget(page);
-  setFocusProxy(page != empty_ ? page : empty_->findChild<QPushButton*>());
   filter_->setEnabled(page != empty_);
   if (focus) setFocus();
 }

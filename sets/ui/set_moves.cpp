@@ -73,22 +73,48 @@ void TZKGrp::Drop(const QMimeData& mime, int component) {
   if (!result.text.empty()) Say(ShownUtf8(result.text));
 }
 
-void TZKGrp::Drag(int component) {
-  if (set_.IsBusy() || set_.StateOf(component).content != EntryContent::kDefined) return;
+MoveSource TZKGrp::SourceOf(int component) const {
+  return {WindowType::Set, set_.Number(), component};
+}
+
+std::string TZKGrp::MoveOutRefusal() const {
+  const int component = view_->GetCurSel();
+  if (!set_.Has(component)) return ToUtf8(tr("No component is selected."));
+  if (set_.IsBusy()) return set_.BusyReason();
+  return set_.StateOf(component).content == EntryContent::kDefined
+             ? std::string()
+             : ToUtf8(tr("The %1 holds nothing yet.").arg(ShownUtf8(set_.TypeName(component))));
+}
+
+MoveOffer TZKGrp::OfferOut() const {
   MoveOffer offer;
+  const int component = view_->GetCurSel();
+  if (!MoveOutRefusal().empty()) return offer;
   offer.types = {MovedTypeOf(*set_.GetDataFile(component))};
-  offer.source = {WindowType::Set, set_.Number(), component};
+  offer.source = SourceOf(component);
   offer.flags.fromSet = true;
-  const auto make = [this, component, source = offer.source]() -> std::optional<Move> {
-    DataFilePtr taken;
-    if (!set_.TakeData(component, &taken).ok()) return std::nullopt;
+  return offer;
+}
+
+Result TZKGrp::MoveOut(Move* move) {
+  if (std::string reason = MoveOutRefusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  const int component = view_->GetCurSel();
+  DataFilePtr taken;
+  if (Result made = set_.TakeData(component, &taken); !made.ok()) return made;
+  move->payload = std::move(taken);
+  move->source = SourceOf(component);
+  move->flags.fromSet = true;
+  return Result::Success();
+}
+
+void TZKGrp::Drag(int component) {
+  if (view_->GetCurSel() != component || !MoveOutRefusal().empty()) return;
+  const auto make = [this, source = SourceOf(component)]() -> std::optional<Move> {
     Move move;
-    move.payload = std::move(taken);
-    move.source = source;
-    move.flags.fromSet = true;
-    return move;
+    return view_->GetCurSel() == source.entry && MoveOut(&move).ok() ? std::optional<Move>(std::move(move))
+                                                                     : std::nullopt;
   };
-  OfferedMove offered(context().moves(), std::move(offer), make);
+  OfferedMove offered(context().moves(), OfferOut(), make);
   auto* drag = new QDrag(view_->widget());
   drag->setMimeData(MimeOfMove(offered.number()).release());
   drag->exec(Qt::CopyAction, Qt::CopyAction);

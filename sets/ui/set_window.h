@@ -65,6 +65,10 @@ class TZKGrp final : public DocumentWindow {
   void GiveUpWork() override;
   std::string AcceptsMove(const MoveOffer& offer) const override;
   MoveResult ReceiveMove(Move&& move) override;
+  // The current component.
+  std::string MoveOutRefusal() const override;
+  MoveOffer OfferOut() const override;
+  Result MoveOut(Move* move) override;
   // Takes the data of a file into a component.
   void LoadFile(int component, const std::string& path);
 
@@ -107,6 +111,7 @@ class TZKGrp final : public DocumentWindow {
   bool TakesDrop(const QMimeData& mime, int component) const;
   void Drop(const QMimeData& mime, int component);
   void Drag(int component);
+  MoveSource SourceOf(int component) const;
   // The component that data of the type goes to; -1: none.
   int PlaceOf(const MoveOffer& offer) const;
 

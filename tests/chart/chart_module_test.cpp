@@ -134,6 +134,7 @@ TEST(ChartModule, NamesWhatCannotBe) {
       {"find = F0 7D ?? F7 -> F0 7D 3n F7\n", "a byte of the question is open"},
       {"find = F0 7D n4 F7 -> F0 7D 3n F7\n", "are bytes and the device number"},
       {"find = Tune\n", "no data type of this name"},
+      {"[data A]  8 x Tone\ndump = F0 7D 0n 03 (any) F7\n", "a bank of any size does not say where its patches lie"},
       {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = 5..8\n", "the patch has no such byte"},
       {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = 3..2\n", "places and runs of places are expected"},
       {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = clock\n", "places and runs of places are expected"},

@@ -120,6 +120,10 @@ TEST(ChartText, EveryMistakeIsNamedWhereItStands) {
        "x.chart:2:1: error: neither an entry nor a word that stands alone (\"request F0\"); right: key = "
        "value, with two blanks between entries; alone stand readonly, complete, handshake, multitimbral, "
        "patch by patch"},
+      {"[X]\n[data Bank]  any x Patch\n",
+       "x.chart:2:14: error: neither an entry nor a word that stands alone (\"any x Patch\"); right: 64 x Patch: a "
+       "bank "
+       "always has as many patches; data that comes with more or fewer is kept whole, without \"64 x\""},
       {"[X]\na = \xFF\n", "x.chart:2:1: error: the line is not UTF-8; right: a chart is UTF-8 text"},
   };
   for (const Case& c : kCases) {

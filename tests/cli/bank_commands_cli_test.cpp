@@ -62,5 +62,38 @@ TEST_F(BankCli, APatchLeavesItsBankAndComesBack) {
   EXPECT_FALSE(std::filesystem::exists(Path("no.dat")));
 }
 
+TEST_F(BankCli, BytesAreListedInEveryWay) {
+  const std::string bank = Path("bank.dat");
+  const std::string stray = Path("stray.syx");
+  std::ofstream(stray, std::ios::binary) << "\x01\xF0\x7E\x7F\x06\x01\xF7\x90\x3C\x40";
+  const struct {
+    std::vector<std::string> words;
+    int status;
+    const char* out;
+    const char* err;
+  } rows[] = {
+      {{bank}, 0, "\n00000:  F0 43 00 09 20 00 ", ""},
+      {{bank, "--messages"}, 0, "\n00000:  F0 43 00 09 20 00 ", ""},
+      {{bank, "--messages"}, 0, "Yamaha DX7 Voice Bank", ""},
+      {{stray, "--messages"}, 0, "\n00007:  90 3C 40 Note On", ""},
+      {{stray, "--messages"}, 0, "Identity Request", ""},
+      {{stray, "--formatted"}, 1, "", "view: "},
+      {{bank, "--formatted", "--messages"}, 1, "", "give it alone"},
+      {{bank, "--find", "43 00"}, 0, "1 (0x0001)\t00000:  F0 43", ""},
+      {{bank, "--find", "\"nowhere\""}, 1, "", "was not found"},
+      {{bank, "--compare", bank}, 0, "There are no mismatches!", ""},
+      {{bank, "--compare", stray}, 1, "0 (0x0000)", "differ"},
+      {{Path("gone.syx")}, 1, "", "gone.syx"},
+  };
+  for (const auto& row : rows) {
+    std::vector<std::string> words = {"view"};
+    words.insert(words.end(), row.words.begin(), row.words.end());
+    const CliOutput viewed = Run(words);
+    EXPECT_EQ(viewed.status, row.status) << words[1] << viewed.err;
+    EXPECT_NE(viewed.out.find(row.out), std::string::npos) << viewed.out.substr(0, 300);
+    EXPECT_NE(viewed.err.find(row.err), std::string::npos) << viewed.err;
+  }
+}
+
 }  // namespace
 }  // namespace tonalith

@@ -35,6 +35,38 @@ TEST(ModulePlay, NamesWhatGoesWrong) {
   }
 }
 
+// Messages that leave out a part of their parameter; others of the same data are right.
+TEST(ModulePlay, ChangesEveryParameter) {
+  const CliHome& home = CliHome::Instance();
+  const auto check = [&](const std::string& rows) {
+    WriteFileText(home.Path("changes.chart"),
+                  "[Orrin Turn]\nmaker = 7D   device = n   drivers = 60210   find = Program\n"
+                  "[data Program]  name = none\nrequest = F0 7D 3n 05 11 F7\n"
+                  "dump = F0 7D 3n 05 40 (26 nibbles low first) F7\n"
+                  "[parameters Program]\nchange = F0 7D 3n 05 41 number value F7\n3 | FINE | 0..99 | | 3\n" +
+                      rows + "\n");
+    return home.Run({"module", "check", home.Path("changes.chart")});
+  };
+  struct Case {
+    const char *row, *said;
+  };
+  const Case wrong[] = {{"4 | DEPTH | -128..127 | | 4",
+                         "11:5: error: Program, changing \"DEPTH\": F0 7D 30 05 41 04 00 F7 for -128 makes "
+                         "byte 4 of the instrument 00, not 80."},
+                        {"4 7 | SWITCH | 0..1  change = F0 7D 3n 05 42 offset byte F7",
+                         "11:7: error: Program, changing \"SWITCH\": F0 7D 30 05 42 04 00 F7 for 1 makes byte 4 of the "
+                         "instrument 00, not 80."}};
+  for (const Case& one : wrong) {
+    const CliOutput checked = check(one.row);
+    EXPECT_NE(checked.status, 0) << one.row;
+    EXPECT_NE(checked.out.find(one.said), std::string::npos) << checked.out << checked.err;
+    EXPECT_NE(checked.out.find("1 parameter changed, 1 change FAILED"), std::string::npos) << checked.out;
+  }
+  const CliOutput right = check("4 7 & 6 0-1 | SWITCH | 0..7  change = F0 7D 3n 05 42 offset low high F7");
+  EXPECT_EQ(right.status, 0) << right.out << right.err;
+  EXPECT_NE(right.out.find(", 2 parameters changed\n"), std::string::npos) << right.out;
+}
+
 // As many answers get lost as the chart says; the preferences alone would give up before.
 TEST(ModulePlay, TriesAsOftenAsTheChartSays) {
   const CliHome& home = CliHome::Instance();

@@ -41,7 +41,7 @@ TEST(DesktopPlan, OpensDataThatIsThereAndNothingElse) {
       {"raw.syx", kStudioType, DesktopAction::Nothing, "no studio file"},
       {"evil.pvz", 17000, DesktopAction::Nothing, "not opened by a desktop"},
       {"more.PVW", 17001, DesktopAction::Nothing, "not opened by a desktop"},
-      {"set.PVS", 17003, DesktopAction::Nothing, "not opened by a desktop"},
+      {"set.PVS", 17003, DesktopAction::OpenFile, ""},
       {"song.mid", 17000, DesktopAction::Nothing, "not opened by a desktop"},
       {"gone.dat", 17000, DesktopAction::Nothing, "There is no file"},
       {"folder.dat", 17000, DesktopAction::Nothing, "no regular file"},

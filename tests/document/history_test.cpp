@@ -148,6 +148,12 @@ class RandomWalk {
     }
     ASSERT_EQ(history_.Position(), position_);
     ASSERT_EQ(buffers_.bytes, states_[position_]);
+    // A copy comes to any state, and nothing else moves.
+    Buffers copy(buffers_.bytes);
+    const std::size_t any = Upto(history_.Count() + 1);
+    ASSERT_TRUE(history_.BringCopy(any, copy));
+    ASSERT_EQ(copy.bytes, states_[any]);
+    ASSERT_EQ(buffers_.bytes, states_[position_]);
   }
 
  private:

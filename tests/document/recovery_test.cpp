@@ -234,6 +234,59 @@ TEST(Recovery, OneFileADocument) {
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.At("2")), fs::directory_iterator()), 4);
 }
 
+// What another thread writes: the last of many states, nothing of what was saved meanwhile, and what failed once more.
+TEST(Recovery, IsWrittenBesideTheDocuments) {
+  const TestFolder folder;
+  const std::string at = folder.At("auto");
+  const auto count = [&] {
+    return std::count_if(fs::directory_iterator(at), fs::directory_iterator(),
+                         [](const auto& entry) { return entry.path().extension() == ".autosave"; });
+  };
+  const auto keptText = [&] {
+    std::vector<std::uint8_t> bytes;
+    RecoverableFile about;
+    for (const auto& entry : fs::directory_iterator(at)) {
+      if (entry.path().extension() != ".autosave") continue;
+      EXPECT_TRUE(RecoveryFolder::Read(entry.path().string(), &about, &bytes).ok());
+    }
+    return std::string(bytes.begin(), bytes.end());
+  };
+  {
+    RecoveryFolder recovery(at);
+    NoteDocument note("a"), other("b");
+    for (int i = 0; i < 50; ++i) {
+      note.Set("state " + std::to_string(i));
+      ASSERT_TRUE(note.AutosaveBeside(recovery).ok());
+    }
+    ASSERT_TRUE(note.Autosave(recovery).ok()) << "waits for what is under way";
+    EXPECT_EQ(keptText(), "state 49");
+    for (int i = 0; i < 20; ++i) {
+      other.Set("saved " + std::to_string(i));
+      ASSERT_TRUE(other.AutosaveBeside(recovery).ok());
+      ASSERT_TRUE(other.Save(folder.At("other")).ok());
+    }
+    recovery.FinishAll();
+    EXPECT_EQ(count(), 1) << "also what was being written when its document was saved";
+
+    const std::string aside = folder.At("aside");
+    fs::rename(at, aside);
+    note.Set("nowhere");
+    ASSERT_TRUE(note.AutosaveBeside(recovery).ok()) << "not known yet";
+    recovery.FinishAll();
+    EXPECT_FALSE(note.AutosaveBeside(recovery).ok());
+    recovery.FinishAll();
+    fs::rename(aside, at);
+    EXPECT_FALSE(note.AutosaveBeside(recovery).ok()) << "the one before, and tries again";
+    recovery.FinishAll();
+    EXPECT_TRUE(note.AutosaveBeside(recovery).ok());
+    EXPECT_EQ(keptText(), "nowhere");
+    note.Set("at the end");
+    ASSERT_TRUE(note.AutosaveBeside(recovery).ok());
+    note.LeaveAutosave();
+  }
+  EXPECT_EQ(keptText(), "at the end") << "the end waits for it";
+}
+
 TEST(RecentFiles, KeepsTheOrderAndTheLimit) {
   const TestFolder folder;
   RecentFiles files(folder.At("ZK.ini"));

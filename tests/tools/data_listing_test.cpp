@@ -180,8 +180,8 @@ TEST(MessageLines, EveryByteBelongsToALine) {
   const Bytes bytes = {0x01, 0x02, 0xF0, 0x43, 0xF8, 0x01, 0xF7, 0x90, 0x3C, 0x40, 0xF8,
                        0xC0, 0x05, 0xF0, 0x41, 0x90, 0x3C, 0xB0, 0x07, 0x7F, 0x11};
   for (std::size_t step = 1; step < 30; ++step) {
-    MessageLines lines(bytes);
-    while (!lines.Step(step)) continue;
+    MessageLines lines;
+    while (!lines.Step(bytes, step)) continue;
     std::vector<std::pair<std::uint32_t, std::uint32_t>> found;
     std::size_t end = 0;
     for (const MessageLines::Line& line : lines.lines()) {
@@ -192,12 +192,17 @@ TEST(MessageLines, EveryByteBelongsToALine) {
     EXPECT_EQ(end, bytes.size());
     ASSERT_EQ(found.size(), 9u) << "in steps of " << step;
     EXPECT_EQ(found[1], (std::pair<std::uint32_t, std::uint32_t>(2, 5)));
-    EXPECT_EQ(lines.Text(0), "01 02 Data bytes: 2");
-    EXPECT_EQ(lines.Text(2), "90 3C 40 Note On=C 4 Vel=64 Ch=1");
-    EXPECT_EQ(lines.Text(6), "90 3C Incomplete message: 2");
-    EXPECT_EQ(lines.Text(99), "");
+    EXPECT_EQ(lines.Text(bytes, 0), "01 02 Data bytes: 2");
+    EXPECT_EQ(lines.Text(bytes, 2), "90 3C 40 Note On=C 4 Vel=64 Ch=1");
+    EXPECT_EQ(lines.Text(bytes, 6), "90 3C Incomplete message: 2");
+    EXPECT_EQ(lines.Text(bytes, 99), "");
+    EXPECT_EQ(lines.Text({}, 1), "") << "the bytes are gone";
+    for (std::size_t i = 0; i < lines.lines().size(); ++i)
+      for (std::uint32_t at = 0; at < lines.lines()[i].length; ++at)
+        EXPECT_EQ(lines.LineOf(lines.lines()[i].offset + at), i);
+    EXPECT_EQ(lines.LineOf(bytes.size()), lines.lines().size());
   }
-  EXPECT_TRUE(MessageLines({}).Step(1));
+  EXPECT_TRUE(MessageLines().Step({}, 1));
 }
 
 TEST(SysExEntry, NumbersBecomeBytes) {

@@ -28,7 +28,10 @@ class AutosaveTest : public ProgramFixture {
     for (const auto& entry : fs::directory_iterator(Folder(), error)) count += entry.path().extension() == ".autosave";
     return count;
   }
-  void Look() { parts().autosave.Look(Autosave::kInterval); }
+  void Look() {
+    parts().autosave.Look(Autosave::kInterval);
+    parts().autosave.folder().FinishAll();
+  }
   static std::string NameIn(const std::string& file) {
     std::unique_ptr<ZKBankDoc> read;
     EXPECT_TRUE(ZKBankDoc::Open(file, &read).ok()) << file;
@@ -44,6 +47,7 @@ class AutosaveTest : public ProgramFixture {
   }
   // Puts what is kept away and back around the end of the program: a program that is killed removes nothing.
   void Die(const char* moment) {
+    parts().autosave.folder().FinishAll();
     const std::string folder = Folder();
     const std::string desktop = program_->basics()->paths().DefaultDesktopFile();
     const std::string aside = Path(std::string("killed-") + moment);

@@ -1,11 +1,14 @@
 // Names of patches out of a bank's window: files, a user's definitions, the clipboard.
 
 #include <QClipboard>
+#include <QComboBox>
 #include <QGuiApplication>
+#include <QPlainTextEdit>
 #include <QStatusBar>
 #include <filesystem>
 
 #include "bank/ui/bank_window.h"
+#include "bank/ui/export_preview.h"
 #include "platform/atomic_file.h"
 #include "services/settings.h"
 #include "store/names/disk_midi.h"
@@ -60,6 +63,17 @@ TEST_F(BankExports, AreWrittenWhereTheUserSays) {
   EXPECT_TRUE(QGuiApplication::clipboard()->text().startsWith(QStringLiteral("OTHER\n")));
   frame().RunCommand(CommandId::ExportCopyText);
   EXPECT_TRUE(QGuiApplication::clipboard()->text().startsWith(QStringLiteral("1\tOTHER\n")));
+
+  // Every format that is text can be looked at before; what is shown is what would be written.
+  frame().RunCommand(CommandId::ExportPreview);
+  auto* preview = bank->findChild<ExportPreview*>();
+  ASSERT_NE(preview, nullptr);
+  ASSERT_GT(preview->formats()->count(), 10);
+  for (int i = 0; i < preview->formats()->count(); ++i) {
+    preview->formats()->setCurrentIndex(i);
+    EXPECT_TRUE(preview->text()->toPlainText().contains(QStringLiteral("OTHER"))) << i;
+  }
+  KeepScreenshot(preview, QStringLiteral("export-preview"));
 }
 
 // A file that was exported is written again behind the user's back only when that was wanted, and then without a word.

@@ -1,17 +1,21 @@
 // Parts of a bank to its instrument and from it, what goes with a send, the history of instruments, and auditions.
 
+#include <QListWidget>
 #include <QStatusBar>
 #include <QTableView>
+#include <QToolButton>
 #include <algorithm>
 #include <mutex>
 
 #include "bank/bank_audition.h"
 #include "bank/transmit_marks.h"
+#include "bank/ui/bank_history.h"
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_model.h"
 #include "data/packed_bytes.h"
 #include "midi/midi_output.h"
 #include "script/compiler.h"
+#include "services/audition.h"
 #include "services/program_midi.h"
 #include "services/send_care.h"
 #include "simulator/fault_plan.h"
@@ -296,7 +300,17 @@ TEST_F(BankTransmitting, APatchThatAUserGoesToIsHeard) {
   EXPECT_TRUE(WaitFor([&] { return !parts().windowContext.player().IsPlaying(); }));
   EXPECT_EQ(Heard(0x90) % 2, 0) << "every tone was ended";
 
-  program_->program()->settings().MainAudition(0);
+  // Off by the button: nothing is played, and every place that says so knows.
+  QToolButton* button = nullptr;
+  for (auto* one : bank->findChildren<QToolButton*>())
+    if (one->text() == QStringLiteral("Audition")) button = one;
+  ASSERT_NE(button, nullptr);
+  EXPECT_TRUE(button->isChecked());
+  button->click();
+  EXPECT_FALSE(PlaysWhatIsSelected(program_->program()->settings()));
+  frame().RunCommand(CommandId::OptionsAudition);
+  EXPECT_TRUE(button->isChecked());
+  button->click();
   PressKey(bank->view(), Qt::Key_Down);
   bank->Select({2, 5, 6});
   frame().RunCommand(CommandId::BankPlaySweep);
@@ -319,8 +333,11 @@ TEST_F(BankTransmitting, ABankWithAScriptSendsWhatIsHeard) {
   DataFile& data = *bank->dataFile();
   const auto code = CompileScript("C 0\nS 4 { F0 7D 00 F7 }\nF X 2\nT 4\n");
   ASSERT_FALSE(code.code.empty());
-  ASSERT_TRUE(AllocChunk(&data.auditionScript, &data.auditionScriptSize, static_cast<std::uint32_t>(code.code.size()),
-                         code.code.data()));
+  const auto giveScript = [&] {
+    return AllocChunk(&data.auditionScript, &data.auditionScriptSize, static_cast<std::uint32_t>(code.code.size()),
+                      code.code.data()) != 0;
+  };
+  ASSERT_TRUE(giveScript());
   EXPECT_EQ(AuditionWayOf(bank->document(), 5, {}), AuditionWay::kChoose);
   EXPECT_EQ(AuditionWayOf(bank->document(), 5, {true, false}), AuditionWay::kSend);
   EXPECT_EQ(AuditionWayOf(bank->document(), 64, {}), AuditionWay::kNone);
@@ -338,6 +355,20 @@ TEST_F(BankTransmitting, ABankWithAScriptSendsWhatIsHeard) {
   }
   EXPECT_EQ(Memory(), before) << "hearing a patch writes nothing";
   EXPECT_EQ(Unsent(bank), std::vector<int>{5});
+  // As it was before the change: what the bank does not hold any more is sent, and the bank stays.
+  frame().RunCommand(CommandId::BankUndoHistory);
+  auto* history = bank->findChild<ZKBankUndo*>();
+  ASSERT_NE(history, nullptr);
+  const std::size_t position = bank->document().history().Position();
+  const Bytes image(data.body, data.body + data.bodySize);
+  ASSERT_TRUE(giveScript());
+  bank->Select({5});
+  history->list()->setCurrentRow(1);
+  history->OnUndoAudition();
+  EXPECT_TRUE(WaitFor([&] { return Heard(0xF0) == 2; })) << LogText();
+  EXPECT_EQ(bank->document().history().Position(), position);
+  EXPECT_EQ(Bytes(data.body, data.body + data.bodySize), image);
+  EXPECT_EQ(Memory(), before);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <QAction>
 #include <QListView>
 
 #include "ui/style/command_list.h"
@@ -49,6 +50,16 @@ TEST_F(FinderTest, WordsOfDataCommandsInstrumentsAndDocumentsAreFoundAndCarriedO
   Choose();
   const auto* studio = parts().studio.window();
   ASSERT_TRUE(WaitFor([&] { return studio->CurrentNode() && studio->CurrentNode()->DisplayKey() == "Yamaha DX7"; }));
+
+  Find("get");
+  QAction* inspector = frame().ActionOf(CommandId::ViewInspector);
+  const bool shown = inspector->isChecked();
+  PressKey(list_->field(), Qt::Key_A, Qt::ControlModifier);
+  EXPECT_EQ(list_->field()->selectedText(), "get") << "the field's own keys";
+  EXPECT_TRUE(list_->isVisible());
+  PressKey(list_->field(), Qt::Key_I, Qt::ControlModifier);
+  EXPECT_FALSE(list_->isVisible());
+  EXPECT_TRUE(WaitFor([&] { return inspector->isChecked() != shown; })) << "the keys of commands work as ever";
 }
 
 TEST_F(FinderTest, WhatCannotBeDoneSaysWhyAndWhatIsNotThereThatItIsNot) {

@@ -138,7 +138,11 @@ class CommandWalk : public CommandsTest {
     CommandsTest::TearDown();
   }
   void Watch() {
-    monitor_ = program_->program()->out().AddMonitor([this](int, std::span<const std::uint8_t>) { ++sent_; });
+    // The end of a note belongs to the entry before.
+    monitor_ = program_->program()->out().AddMonitor([this](int, std::span<const std::uint8_t> bytes) {
+      const int status = bytes.empty() ? 0 : bytes.front() & 0xF0;
+      if (status != 0x80 && (status != 0x90 || (bytes.size() > 2 && bytes[2] != 0))) ++sent_;
+    });
     // Dialogs that wait for an answer are closed.
     QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] {
       if (QWidget* dialog = QApplication::activeModalWidget()) {
@@ -149,7 +153,7 @@ class CommandWalk : public CommandsTest {
     timer_.start(20);
   }
   QString Seen(bool midi = false) {
-    QStringList seen = {QString::number(midi && sent_ > 0), QString::number(dialogs_),
+    QStringList seen = {QString::number(midi ? sent_.load() : 0), QString::number(dialogs_),
                         QString::number(program_->PromptLog().size()), frame().statusBar()->currentMessage()};
     for (const CommandRow& row : CommandTable()) {
       if (row.checkable) seen << QString::number(frame().ActionOf(row.id)->isChecked());
@@ -204,16 +208,9 @@ TEST_F(CommandWalk, EveryEntryDoesSomethingOrSaysWhyNot) {
   Start();
   Watch();
   const std::set<CommandId> absent = {
-      CommandId::FileNewLibrary,
-      CommandId::FileNewCollection,
-      CommandId::OptionsEditorSkins,
-      CommandId::ViewSetList,
-      CommandId::ViewFileList,
-      CommandId::UtilitiesCreator,
-      CommandId::UtilitiesFileConversion,
-      CommandId::UtilitiesController,
-      CommandId::UtilitiesSequencer,
-      CommandId::UtilitiesRemote,
+      CommandId::FileNewCollection,   CommandId::OptionsEditorSkins, CommandId::ViewSetList,
+      CommandId::ViewFileList,        CommandId::UtilitiesCreator,   CommandId::UtilitiesFileConversion,
+      CommandId::UtilitiesController, CommandId::UtilitiesSequencer, CommandId::UtilitiesRemote,
       CommandId::UtilitiesOscEditor,
   };
   for (const CommandRow& row : CommandTable()) {
@@ -246,7 +243,7 @@ TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {
   Open("k4", "Single", false);
   Open("Yamaha DX7", "Voice", false);
   ASSERT_EQ(frame().Children().size(), 3U);
-  QMenu* menu = frame().menuBar()->actions()[7]->menu();
+  QMenu* menu = frame().menuBar()->actions()[8]->menu();
   emit menu->aboutToShow();
   QAction* entry = menu->actions()[menu->actions().size() - 2];
   EXPECT_TRUE(entry->text().contains("Kawai K4")) << entry->text().toStdString();

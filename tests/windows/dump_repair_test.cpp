@@ -2,6 +2,7 @@
 
 #include <QToolButton>
 
+#include "bank/ui/bank_window.h"
 #include "platform/atomic_file.h"
 #include "tests/windows/window_test_tools.h"
 #include "tools/ui/raw_sysex_window.h"
@@ -13,7 +14,7 @@ using DumpRepairWindow = ProgramFixture;
 
 TEST_F(DumpRepairWindow, OffersACopyAndLeavesTheFile) {
   const std::string damaged = Path("b\u00e4d.syx"), copy = Path("good.syx");
-  Start({"cancel", "ok", "file " + damaged, "ok", "ok", "file " + copy}, {"--fast-cables"});
+  Start({"cancel", "ok", "file " + damaged, "ok", "ok", "file " + copy, "cancel", "cancel"}, {"--fast-cables"});
   // The voice bank of a DX7 without its F7.
   std::vector<std::uint8_t> dump(4103, 0x20);
   const std::uint8_t head[] = {0xF0, 0x43, 0x00, 0x09, 0x20, 0x00};
@@ -38,6 +39,20 @@ TEST_F(DumpRepairWindow, OffersACopyAndLeavesTheFile) {
   EXPECT_EQ(kept, dump);
   dump.push_back(0xF7);
   EXPECT_EQ(written, dump);
+
+  // The same from the menu; of data as long as it is what came.
+  frame().RunCommand(CommandId::FileRepairCopy);
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_TRUE(Idle(bank));
+  EXPECT_FALSE(frame().ActionOf(CommandId::FileRepairCopy)->isEnabled()) << "it was got, not opened";
+  ASSERT_TRUE(bank->document().Save(Path("bank.dat")).ok());
+  bank->CloseVerified();
+  ASSERT_TRUE(parts().files.OpenFile(Path("bank.dat"), 0));
+  bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  bank->dataFile()->body[4102] ^= 1;
+  frame().RunCommand(CommandId::FileRepairCopy);
+  EXPECT_NE(LogText().find("1 repaired, 0 quarantined"), std::string::npos) << LogText();
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "app/move_dialog.h"
 #include "bank/bank_document.h"
 #include "bank/ui/bank_history.h"
+#include "bank/ui/export_preview.h"
 #include "clipped_text.h"
 #include "control_walk.h"
 #include "platform/atomic_file.h"
@@ -54,7 +55,8 @@ std::set<std::string> WindowClasses() {
   static const std::regex kClass("class (\\w+)(?: final)? : public (\\w+)");
   const std::set<std::string> roots = {"QDialog", "QDockWidget", "QMainWindow", "ZKWindow"};
   std::map<std::string, std::string> bases;
-  for (const char* folder : {"app", "ui", "bank/ui", "sets/ui", "studio/ui", "tools/ui", "editor/ui", "store/ui"}) {
+  for (const char* folder :
+       {"app", "ui", "bank/ui", "sets/ui", "library/ui", "studio/ui", "tools/ui", "editor/ui", "store/ui"}) {
     const std::filesystem::path path = std::filesystem::path(TONALITH_SOURCE_DIR) / folder;
     if (!std::filesystem::is_directory(path)) continue;
     for (const auto& file : std::filesystem::directory_iterator(path)) {
@@ -153,6 +155,13 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ASSERT_TRUE(parts().sets.OpenNew(*program_->studio()->instruments().front()));
     Settle();
     Look(frame().ActiveChild());
+    for (const auto& driver : program_->studio()->instruments().front()->drivers) {
+      if (driver->synth()->isBank) continue;
+      ASSERT_TRUE(parts().libraries.OpenNew(*driver));
+      Settle();
+      Look(frame().ActiveChild());
+      break;
+    }
     FirstStartPage first({}, *program_->studio(), *parts().studio.autoConfig());
     InstallFromDlg install(root_);
     ZKPatchSelector patch("Which patch?", 1, 1, 8);
@@ -161,11 +170,12 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ZKMidiOutStatus out(program_->basics()->transfers());
     ZKBankDoc bank(nullptr);
     ZKBankUndo undo(bank, nullptr);
+    ExportPreview preview(ExportFormat::Reaper, {}, {}, &frame());
     ZKTrans targets({{frame().ActiveChild(), QStringLiteral("Yamaha DX7"), {}},
                      {nullptr, QStringLiteral("Kawai K4"), QStringLiteral("This is another instrument.")}});
     ZKSysXMessageDlg typed(program_->program()->prompts(), root_);
-    for (QDialog* dialog :
-         std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &targets, &typed}) {
+    for (QDialog* dialog : std::initializer_list<QDialog*>{&first, &install, &patch, &stop, &in, &out, &undo, &preview,
+                                                           &targets, &typed}) {
       dialog->show();
       Settle();
       Look(dialog);

@@ -41,7 +41,7 @@ class FrameTest : public ProgramFixture {
 };
 
 TEST_F(FrameTest, UnsavedChangesAreAskedForOnClosing) {
-  Start({"cancel", "yes", "file " + Path("kept.dat"), "no"});
+  Start({"cancel", "yes", "file " + Path("kept.dat"), "no", "no"});
   TZKBank* bank = Open("Yamaha DX7", "Voice", true);
   ASSERT_TRUE(bank->document().IsModified());
   frame().RunCommand(CommandId::FileClose);
@@ -57,6 +57,14 @@ TEST_F(FrameTest, UnsavedChangesAreAskedForOnClosing) {
       std::count_if(log.begin(), log.end(),
                     [](const std::string& line) { return line.find("Save the changes to") != std::string::npos; }),
       3);
+  ASSERT_TRUE(parts().files.OpenFile(Path("kept.dat"), 0));
+  bank = qobject_cast<TZKBank*>(frame().ActiveChild());
+  ASSERT_NE(bank, nullptr);
+  EXPECT_EQ(bank->focusProxy(), bank->list()) << "the keys reach the patches of a file at once";
+  ASSERT_TRUE(bank->document().Rename(0, "OTHER").ok());
+  frame().RunCommand(CommandId::FileClose);
+  EXPECT_NE(LogText().find("Save the changes to kept.dat (" + bank->document().Title() + ")?"), std::string::npos)
+      << LogText();
 }
 
 TEST_F(FrameTest, UndoAndRedoByKeysAndModifiedMeansOtherThanTheFile) {

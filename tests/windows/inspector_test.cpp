@@ -9,6 +9,7 @@
 
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_model.h"
+#include "tests/windows/clipped_text.h"
 #include "tests/windows/window_test_tools.h"
 
 namespace tonalith {
@@ -71,6 +72,8 @@ TEST_F(Inspector, EditsWhatIsSelected) {
   TypeText(song, "Tune");
   bank->RunCommand(CommandId::EditUndo);
   EXPECT_EQ(document.RedoText(), "Song");
+  pane_->setFixedWidth(pane_->minimumWidth());
+  EXPECT_TRUE(WaitFor([this] { return FaultsOfTexts(*pane_).empty(); })) << FaultsOfTexts(*pane_);  // the narrowest
   KeepScreenshot(pane_, QStringLiteral("inspector"));
 
   // The steps are ways back; what is undone is seen at once.

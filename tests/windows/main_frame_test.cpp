@@ -107,6 +107,12 @@ TEST_F(MainFrameTest, CommandsThatChangeTheWindowDoSo) {
   EXPECT_FALSE(frame().ActionOf(CommandId::HelpManual1)->isVisible());
   frame().ActionOf(CommandId::HelpShortcuts)->trigger();
   KeepScreenshot(&frame(), QStringLiteral("main_window"));
+  frame().ActionOf(CommandId::ViewControlBar)->trigger();
+  Stop();
+  Start();
+  EXPECT_EQ(basics().MainAudition(-1), 0) << "kept without a word about it";
+  EXPECT_EQ(basics().MainAutoSaveLoadDesktop(-1), 0);
+  EXPECT_TRUE(frame().controlBar()->isVisible());
 }
 
 TEST_F(MainFrameTest, AuditionNotesGoToTheInstrumentAndEnd) {
@@ -144,7 +150,7 @@ TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
   } rows[] = {
       {"a.pvs", "is not a Set"},
       {"a.pvc", "This is a Collection."},
-      {"a.pvl", "This is a Library of patches. There is no window for Libraries."},
+      {"a.pvl", "a Library of this program"},
       {"a.zkr", "This is a file of remote triggers. There is no window for them."},
       {"a.zkosc", "This kind of file is not supported."},
       {"a.fxb", "This kind of file is not supported."},

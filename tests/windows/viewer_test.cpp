@@ -13,6 +13,7 @@
 #include "platform/atomic_file.h"
 #include "stall_probe.h"
 #include "tools/ui/listing_view.h"
+#include "tools/ui/message_view.h"
 #include "tools/ui/raw_sysex_window.h"
 #include "ui/qt_text.h"
 #include "ui/style/search_field.h"
@@ -88,7 +89,7 @@ TEST_F(ViewerTest, KeysGoThroughTheBytesOfABank) {
 }
 
 TEST_F(ViewerTest, AByteIsChangedOnlyDeliberatelyAndComesBack) {
-  Start({"text zz", "ok", "text 55", "text 55", "text 55"});
+  Start({"text zz", "ok", "text 55", "text 55", "text F7"});
   TZKBank* bank = Bank();
   TZKView* view = View();
   ListingView* bytes = view->bytes();
@@ -113,12 +114,61 @@ TEST_F(ViewerTest, AByteIsChangedOnlyDeliberatelyAndComesBack) {
   view->ChangeByte();
   EXPECT_FALSE(view->CommandEnabled(CommandId::EditUndo));
   bank->document().SetBusy(false);
-  // Raw messages are not changed; there is nothing to ask.
-  Raw("\xF0\x7E\x7F\x06\x01\xF7");
-  const auto asked = program_->PromptLog().size();
+  // A raw message that is cut by a new end: its list follows, and Undo makes it whole again.
+  RawSysExWindow* raw = Raw("\xF0\x7E\x7F\x06\x01\xF7");
   view = View();
+  view->bytes()->Go(3);
   PressKey(view->bytes(), Qt::Key_Return);
-  EXPECT_EQ(program_->PromptLog().size(), asked);
+  EXPECT_EQ(raw->model()->index(0, RawSysExModel::kLength).data().toInt(), 4) << Log();
+  EXPECT_TRUE(raw->isWindowModified());
+  frame().RunCommand(CommandId::EditUndo);
+  EXPECT_EQ(raw->model()->index(0, RawSysExModel::kLength).data().toInt(), 6);
+  EXPECT_FALSE(raw->isWindowModified());
+}
+
+TEST_F(ViewerTest, BytesAreShownAsMessages) {
+  Start({"file " + Path("messages.pdf")});
+  Bank();
+  TZKView* view = View();
+  view->ShowMessages(true);
+  ASSERT_EQ(view->messages()->model()->rowCount(), 1);
+  const auto text = [&](int row) {
+    return view->messages()->model()->index(row, MessageLinesModel::kMessage).data().toString();
+  };
+  EXPECT_TRUE(text(0).contains(QStringLiteral("Yamaha DX7 Voice Bank"))) << text(0).toStdString();
+  view->ShowFormatted(true);
+  EXPECT_FALSE(view->ShowsMessages());
+  Raw(std::string("\x01\xF0\x7E\x7F\x06\x01\xF7\x90\x3C\x40\xF0\x43PAD\x01\xF7", 17));
+  view = View();
+  view->bytes()->Go(8);
+  view->ShowMessages(true);
+  KeepScreenshot(view, QStringLiteral("sysex-view-messages"));
+  ASSERT_EQ(view->messages()->model()->rowCount(), 4);
+  EXPECT_TRUE(text(0).contains(QStringLiteral("Data bytes: 1"))) << text(0).toStdString();
+  EXPECT_TRUE(text(1).contains(QStringLiteral("Identity Request"))) << text(1).toStdString();
+  EXPECT_TRUE(text(2).contains(QStringLiteral("Note On"))) << text(2).toStdString();
+  EXPECT_EQ(view->messages()->SelectedLines(), (std::pair<std::size_t, std::size_t>(2, 3))) << "of the current byte";
+  PressKey(view->messages(), Qt::Key_Up);
+  EXPECT_EQ(view->bytes()->Selection(), (std::pair<std::size_t, std::size_t>(1, 6)));
+  PressKey(view->messages(), Qt::Key_Down, Qt::ShiftModifier);
+  EXPECT_EQ(view->bytes()->Selection(), (std::pair<std::size_t, std::size_t>(1, 9)));
+  frame().RunCommand(CommandId::EditCopy);
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("F0 7E 7F 06 01 F7 90 3C 40"));
+  view->CopyListing();
+  EXPECT_TRUE(WaitFor([&] { return !view->Working(); }));
+  EXPECT_TRUE(QGuiApplication::clipboard()->text().contains(QLatin1String("\n00007:  90 3C 40 Note On")));
+  EXPECT_FALSE(QGuiApplication::clipboard()->text().contains(QLatin1String("\n0000A:")));
+  view->bytes()->Go(0);
+  TypeText(view->Search(), QStringLiteral("PAD"));
+  EXPECT_TRUE(WaitFor([&] { return !view->Working() && view->messages()->SelectedLines().first == 3; }));
+  frame().RunCommand(CommandId::FilePrint);
+  EXPECT_GT(QFileInfo(FromUtf8(Path("messages.pdf"))).size(), 1000);
+  const auto asked = program_->PromptLog().size();
+  view->ChangeByte();
+  EXPECT_EQ(program_->PromptLog().size(), asked) << "messages are not changed as a whole";
+  PressKey(view->messages(), Qt::Key_Return);
+  EXPECT_FALSE(view->ShowsMessages());
+  EXPECT_EQ(view->bytes()->Selection(), (std::pair<std::size_t, std::size_t>(12, 14)));
 }
 
 TEST_F(ViewerTest, FindsTextAndBytesAndGoesOn) {
@@ -236,6 +286,9 @@ TEST_F(ViewerTest, ALargeFileScrollsAtOnce) {
   view->Search()->setFocus();
   TypeText(view->Search(), QStringLiteral("F0 11 12"));
   EXPECT_TRUE(WaitFor([&] { return view->Search()->Hits() == 0; }, 20'000));
+  view->ShowMessages(true);
+  EXPECT_TRUE(WaitFor([&] { return !view->messages()->rows().Finding(); }, 20'000));
+  EXPECT_EQ(view->messages()->model()->rowCount(), static_cast<int>(large.size() / 4096));
   const Stall slowest = ProbedApplication::TakeLongest();
   EXPECT_LE(slowest.us, LongestEventAllowedUs()) << slowest.what;
 }

@@ -151,6 +151,10 @@ TEST_F(WorkspaceTest, TilesAreNotRememberedAsTheSizeOfAKind) {
   const QSize own = area->currentSubWindow()->size();
   frame().RunCommand(CommandId::WindowTile);
   EXPECT_LT(area->currentSubWindow()->width(), own.width());
+  for (int i = 0; i < 12; ++i) {
+    frame().RunCommand(CommandId::WindowNext);
+    EXPECT_TRUE(area->viewport()->rect().contains(area->currentSubWindow()->geometry().topLeft())) << i;
+  }
   frame().resize(frame().width() - 40, frame().height());
   Settle();
   for (int i = 0; i < 12; ++i) frame().RunCommand(CommandId::FileClose);

@@ -11,7 +11,6 @@
 #include <QUrl>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <utility>
 
@@ -19,8 +18,11 @@
 #include "platform/file_bytes.h"
 #include "platform/path_resolver.h"
 #include "tools/raw_sysex_document.h"
+#include "tools/ui/change_byte.h"
+#include "tools/ui/listing_paper.h"
 #include "tools/ui/listing_spoken.h"
 #include "tools/ui/listing_view.h"
+#include "tools/ui/message_view.h"
 #include "tools/ui/raw_sysex_window.h"
 #include "ui/clipboard.h"
 #include "ui/instrument_window.h"
@@ -46,26 +48,23 @@ constexpr std::size_t kRawPiece = std::size_t{1} << 20;
 constexpr std::size_t kFormattedPiece = std::size_t{1} << 13;
 constexpr std::size_t kLinesOfPiece = 1024;
 
-std::string Place(std::size_t position) {
-  char text[48];
-  std::snprintf(text, sizeof text, "%zu (0x%.4zx)", position, position);
-  return text;
-}
-
 }  // namespace
 
 bool TZKView::CanShow(ZKWindow* window) {
   return qobject_cast<InstrumentWindow*>(window) || qobject_cast<RawSysExWindow*>(window);
 }
 
-TZKView::TZKView(DocumentWindow& data, WindowContext& context, ViewMemory& memory, QWidget* parent)
+TZKView::TZKView(DocumentWindow& data, WindowContext& context, ViewMemory& memory, const ZKStudioDoc& studio,
+                 QWidget* parent)
     : ZKWindow(parent),
       data_(&data),
       context_(context),
       memory_(memory),
       timer_(new QTimer(this)),
       header_(new DocumentHeader(this)),
+      words_(&studio),
       bytes_(new ListingView([this] { return Listing(); }, this)),
+      messages_(new MessageView([this] { return Listing(); }, words_, this)),
       search_(new SearchField(tr("Find text or bytes"), this)),
       status_(new PlainLabel(this)) {
   setAcceptDrops(true);
@@ -99,6 +98,7 @@ void TZKView::Release() {
   if (data_) data_->document().RemoveListener(listener_);
   data_ = nullptr;
   bytes_->Renew();
+  messages_->rows().Clear();
 }
 
 void TZKView::BuildTools(QBoxLayout* column) {
@@ -112,6 +112,9 @@ void TZKView::BuildTools(QBoxLayout* column) {
                         tr("Show the bytes of the patches without packing, heads and checksums"));
   formatted_->setCheckable(true);
   connect(formatted_, &QToolButton::clicked, this, &TZKView::ShowFormatted);
+  asMessages_ = row->Add(Glyph::Monitor, tr("Messages"), tr("Show the bytes as MIDI messages, a line each"));
+  asMessages_->setCheckable(true);
+  connect(asMessages_, &QToolButton::clicked, this, &TZKView::ShowMessages);
   compare_ = add(Glyph::Compare, tr("Compare..."), tr("Show the bytes of a file beside these, or no longer"),
                  &TZKView::OnCompare);
   compare_->setCheckable(true);
@@ -134,8 +137,8 @@ void TZKView::BuildTools(QBoxLayout* column) {
   search_->setText(memory_.searched);
   connect(search_, &SearchField::WordsChanged, this, [this] { Find(bytes_->TopLine() * kListingLine, false); });
   connect(search_, &QLineEdit::returnPressed, this, &TZKView::FindNext);
-  connect(search_, &SearchField::GoToList, bytes_, qOverload<>(&QWidget::setFocus));
-  connect(search_, &SearchField::Left, bytes_, qOverload<>(&QWidget::setFocus));
+  connect(search_, &SearchField::GoToList, this, [this] { Shown()->setFocus(); });
+  connect(search_, &SearchField::Left, this, [this] { Shown()->setFocus(); });
 }
 
 void TZKView::BuildBytes(QBoxLayout* column) {
@@ -146,13 +149,24 @@ void TZKView::BuildBytes(QBoxLayout* column) {
   if (Instrument()) empty_->AddButton(tr("Get from Instrument"), [this] { RunCommand(CommandId::MidiGet); });
   pages_ = new QStackedLayout;
   pages_->addWidget(bytes_);
+  pages_->addWidget(messages_);
   pages_->addWidget(empty_);
   column->addLayout(pages_, 1);
   SetSecondaryText(status_);
   column->addWidget(status_);
   connect(bytes_, &ListingView::CurrentChanged, this, [this] {
+    if (byMessage_) messages_->ShowByte(bytes_->Current());
     RefreshTools();
     emit StateChanged();
+  });
+  connect(messages_, &MessageView::BytesSelected, bytes_, &ListingView::Select);
+  connect(messages_, &QTableView::activated, this, [this] {
+    ShowMessages(false);
+    bytes_->setFocus();
+  });
+  connect(&messages_->rows(), &MessageLinesModel::Found, this, [this] {
+    if (byMessage_ && messages_->SelectedLines().second == 0) messages_->ShowByte(bytes_->Current());
+    RefreshTools();
   });
   connect(bytes_, &ListingView::ChangeWanted, this, &TZKView::ChangeByte);
 }
@@ -188,6 +202,14 @@ QString TZKView::Name() const {
   return ShownUtf8(document.OriginName().empty() ? document.Title() : document.OriginName());
 }
 
+QWidget* TZKView::Shown() const {
+  return byMessage_ ? static_cast<QWidget*>(messages_) : bytes_;
+}
+
+void TZKView::StudioChanged() {
+  messages_->rows().WordsChanged();
+}
+
 QString TZKView::TabText() const {
   return tr("SysEx: %1").arg(Name());
 }
@@ -217,6 +239,7 @@ QString TZKView::StatusText() const {
 void TZKView::DataChanged() {
   Work({});
   bytes_->Renew();
+  if (byMessage_) messages_->rows().Begin();
   Refresh();
   emit StateChanged();
 }
@@ -229,13 +252,15 @@ void TZKView::Refresh() {
   header_->SetMark(Mark::Changed, data_ && data_->document().IsModified());
   QStringList said = {data_ ? ShownUtf8(data_->document().Title()) : QString(),
                       tr("%1 bytes").arg(locale().toString(static_cast<qulonglong>(listing.Size()))),
-                      listing.mode() == ListingMode::Formatted ? tr("formatted") : tr("as stored and sent")};
+                      byMessage_                                 ? tr("by message")
+                      : listing.mode() == ListingMode::Formatted ? tr("formatted")
+                                                                 : tr("as stored and sent")};
   if (other_) said << tr("compared with %1").arg(ShownUtf8(otherName_));
   header_->SetSecondary(said.join(QStringLiteral(" \u00B7 ")));
-  QWidget* page = listing.Size() > 0 ? static_cast<QWidget*>(bytes_) : empty_;
+  QWidget* page = listing.Size() > 0 ? Shown() : empty_;
   pages_->setCurrentWidget(page);
-  setFocusProxy(page == bytes_ ? page : empty_->findChild<QPushButton*>());
-  search_->setEnabled(page == bytes_);
+  setFocusProxy(page != empty_ ? page : empty_->findChild<QPushButton*>());
+  search_->setEnabled(page != empty_);
   RefreshTools();
 }
 
@@ -244,6 +269,8 @@ void TZKView::RefreshTools() {
   const QString nothing = listing.Size() > 0 ? QString() : tr("There are no bytes yet.");
   QString refusal = nothing;
   if (refusal.isEmpty() && listing.comparing()) refusal = tr("A comparison shows the bytes as they are stored.");
+  EnableUnless(asMessages_, refusal);
+  asMessages_->setChecked(byMessage_);
   if (refusal.isEmpty()) refusal = ShownUtf8(listing.FormattedRefusal());
   EnableUnless(formatted_, refusal);
   formatted_->setChecked(listing.mode() == ListingMode::Formatted);
@@ -261,11 +288,12 @@ void TZKView::RefreshTools() {
 bool TZKView::IsOfData(CommandId command) const {
   switch (command) {
     case CommandId::FileSave:
+    case CommandId::EditUndo:
+    case CommandId::EditRedo:
+      return data_ != nullptr;
     case CommandId::FileSaveAs:
     case CommandId::FileExportSysEx:
     case CommandId::FileExportMidi:
-    case CommandId::EditUndo:
-    case CommandId::EditRedo:
     case CommandId::MidiGet:
     case CommandId::MidiTransmit:
     case CommandId::MidiSendChanged:
@@ -286,6 +314,8 @@ bool TZKView::CommandEnabled(CommandId command) const {
   switch (command) {
     case CommandId::MidiTransmit:
       return SendRefusal().isEmpty();
+    case CommandId::FileSaveAs:
+      return data_ && data_->DocumentWindow::CommandEnabled(command);
     case CommandId::FilePrint:
     case CommandId::EditCopy:
     case CommandId::EditSelectAll:
@@ -301,6 +331,8 @@ QString TZKView::CommandRefusal(CommandId command) const {
   switch (command) {
     case CommandId::MidiTransmit:
       return SendRefusal();
+    case CommandId::FileSaveAs:
+      return data_ ? data_->DocumentWindow::CommandRefusal(command) : QString();
     case CommandId::MidiGet:
       return tr("These messages belong to no instrument that could be asked.");
     case CommandId::FilePrint:
@@ -317,9 +349,11 @@ void TZKView::RunCommand(CommandId command) {
   if (!CommandEnabled(command)) return;
   if (IsOfData(command)) return data_->RunCommand(command);
   if (command == CommandId::MidiTransmit) Send();
+  // All of it: what is selected in the other window is not what is meant here.
+  if (command == CommandId::FileSaveAs) data_->Save(true);
   if (command == CommandId::FilePrint) Print();
   if (command == CommandId::EditCopy) CopyBytes();
-  if (command == CommandId::EditSelectAll) bytes_->SelectAll();
+  if (command == CommandId::EditSelectAll) byMessage_ ? messages_->selectAll() : bytes_->SelectAll();
   if (command == CommandId::EditGoTo) GoToOffset();
 }
 
@@ -335,10 +369,30 @@ void TZKView::keyPressEvent(QKeyEvent* event) {
 void TZKView::ShowFormatted(bool formatted) {
   Work({});
   DataListing listing = Listing();
-  if (listing.SetMode(formatted ? ListingMode::Formatted : ListingMode::Raw)) mode_ = listing.mode();
+  if (listing.SetMode(formatted ? ListingMode::Formatted : ListingMode::Raw)) {
+    mode_ = listing.mode();
+    byMessage_ = false;
+  }
   bytes_->Renew();
   bytes_->Go(0);
   bytes_->ShowLine(0);
+  Refresh();
+}
+
+void TZKView::ShowMessages(bool messages) {
+  if (byMessage_ == messages || (messages && Listing().comparing())) return Refresh();
+  Work({});
+  // The current byte stays where it is in the image.
+  const std::size_t at = Listing().ImagePosition(bytes_->Current()).value_or(0);
+  const bool others = mode_ != ListingMode::Raw;
+  byMessage_ = messages;
+  mode_ = ListingMode::Raw;
+  bytes_->Renew();
+  if (others) bytes_->Go(at);
+  if (messages)
+    messages_->rows().Begin();
+  else
+    messages_->rows().Clear();
   Refresh();
 }
 
@@ -347,7 +401,7 @@ void TZKView::GoToOffset() {
   if (size == 0) return;
   TextPrompt prompt;
   prompt.title = "Go to Offset";
-  prompt.label = "Offset, decimal or with 0x in front; the last is " + Place(size - 1) + ":";
+  prompt.label = "Offset, decimal or with 0x in front; the last is " + PlaceText(size - 1) + ":";
   std::string typed = std::to_string(bytes_->Current());
   for (;;) {
     prompt.text = typed;
@@ -355,10 +409,10 @@ void TZKView::GoToOffset() {
     const auto offset = ParseNumber(typed);
     if (offset && *offset >= 0 && static_cast<std::uint64_t>(*offset) < size) {
       bytes_->Go(static_cast<std::size_t>(*offset));
-      bytes_->setFocus();
+      Shown()->setFocus();
       return;
     }
-    context_.prompts().Say(kViewTitle, "There is no such offset; the last is " + Place(size - 1) + ".");
+    context_.prompts().Say(kViewTitle, "There is no such offset; the last is " + PlaceText(size - 1) + ".");
   }
 }
 
@@ -367,6 +421,7 @@ void TZKView::GoToOffset() {
 QString TZKView::ChangeRefusal() const {
   const DataListing listing = Listing();
   if (listing.Size() == 0) return tr("There are no bytes yet.");
+  if (byMessage_) return tr("Show the bytes, not the messages, to change one.");
   if (const std::string reason = data_->document().ByteRefusal(); !reason.empty()) return ShownUtf8(reason);
   if (!listing.ImagePosition(bytes_->Current()))
     return tr("This byte is stored in parts: show the SysEx as it is stored to change it.");
@@ -375,31 +430,11 @@ QString TZKView::ChangeRefusal() const {
 
 void TZKView::ChangeByte() {
   if (const QString refusal = ChangeRefusal(); !refusal.isEmpty()) return Say(refusal);
-  const std::size_t at = bytes_->Current();
-  TextPrompt prompt;
-  prompt.title = "Change Byte";
-  prompt.maxLength = 2;
-  std::string typed = HexText(std::vector<std::uint8_t>{Listing().ByteAt(at)});
-  const std::string before = typed;
-  prompt.label = "Byte at offset " + Place(at) + ", two hexadecimal digits:";
-  for (;;) {
-    prompt.text = typed;
-    if (!context_.prompts().Text(prompt, typed)) return;
-    if (const auto bytes = ParseHex(typed); bytes && bytes->size() == 1) {
-      // Something may have come, or the window closed, while the question was open.
-      const DataListing listing = Listing();
-      const auto image = at < listing.Size() ? listing.ImagePosition(at) : std::nullopt;
-      if (!data_ || !image) return Say(tr("The data is another now; nothing was changed."));
-      if (const Result done = data_->document().ChangeByte(*image, bytes->front()); !done.ok())
-        return Say(ShownUtf8(done.text));
-      if (typed != before)
-        Say(tr("The byte at offset %1 was %2 and is %3; Undo takes it back.")
-                .arg(at)
-                .arg(ShownUtf8(before), ShownUtf8(HexText(*bytes))));
-      return;
-    }
-    context_.prompts().Say(kViewTitle, "A byte is two hexadecimal digits, from 00 to FF.");
-  }
+  const QPointer<TZKView> self(this);
+  const auto document = [self]() -> Document* { return self && self->data_ ? &self->data_->document() : nullptr; };
+  const auto listing = [self] { return self ? self->Listing() : DataListing(); };
+  const std::string said = AskForByte(document, listing, bytes_->Current(), context_.prompts());
+  if (self && !said.empty()) Say(ShownUtf8(said));
 }
 
 // ---- comparing ------------------------------------------------------------------------------------------------------
@@ -431,6 +466,7 @@ void TZKView::OnCompare() {
     if (!path.empty() && ReadOther(path)) {
       otherName_ = FileNameOf(path);
       mode_ = ListingMode::Raw;
+      byMessage_ = false;
     }
   }
   bytes_->Renew();
@@ -506,16 +542,34 @@ void TZKView::NotFound(bool told) {
 
 // ---- copies and paper -----------------------------------------------------------------------------------------------
 
-std::vector<std::string> TZKView::Head() const {
-  return ListingHead(Record(), ToUtf8(Name()));
+std::optional<ListingLines> TZKView::MessagesMeant() {
+  const auto [first, end] = messages_->SelectedLines();
+  const std::size_t all = messages_->rows().lines().lines().size();
+  if (messages_->rows().Finding()) {
+    Say(tr("The messages are still being found."));
+    return std::nullopt;
+  }
+  const bool some = end > first + 1;
+  ListingLines meant{ListingHead(Record(), ToUtf8(Name())), some ? first : 0, some ? end : all,
+                     [this](std::size_t line) { return messages_->rows().LineText(line); }};
+  if (meant.end - meant.first <= kMostCopied / kListingLine) return meant;
+  Say(tr("At most %1 messages are copied or printed at once: select fewer.")
+          .arg(locale().toString(static_cast<qulonglong>(kMostCopied / kListingLine))));
+  return std::nullopt;
 }
 
-std::optional<std::pair<std::size_t, std::size_t>> TZKView::LinesMeant() {
+std::optional<ListingLines> TZKView::LinesMeant() {
   const std::size_t size = Listing().Size();
   if (size == 0) return std::nullopt;
+  if (byMessage_) return MessagesMeant();
   const auto [first, last] =
       bytes_->HasRange() ? bytes_->Selection() : std::pair<std::size_t, std::size_t>{0, size - 1};
-  if (last - first < kMostCopied) return std::pair{first / kListingLine, last / kListingLine + 1};
+  if (last - first < kMostCopied)
+    return ListingLines{ListingHead(Record(), ToUtf8(Name())), first / kListingLine, last / kListingLine + 1,
+                        [this](std::size_t line) {
+                          const DataListing listing = Listing();
+                          return ListingText(listing.LineAt(line, listing.Size()));
+                        }};
   Say(tr(kMoreThanFits).arg(locale().toString(static_cast<qulonglong>(kMostCopied))));
   return std::nullopt;
 }
@@ -532,16 +586,14 @@ void TZKView::CopyBytes() {
 }
 
 void TZKView::CopyListing() {
-  const auto lines = LinesMeant();
+  auto lines = LinesMeant();
   if (!lines) return;
-  auto text = std::make_shared<std::string>();
-  for (const std::string& line : Head()) *text += line + "\n";
-  *text += "\n";
-  Work([this, text, at = lines->first, end = lines->second]() mutable {
-    const DataListing listing = Listing();
-    for (const std::size_t stop = std::min(end, at + kLinesOfPiece); at < stop; ++at)
-      *text += ListingText(listing.LineAt(at, listing.Size())) + "\n";
-    if (at < end) return false;
+  auto text = std::make_shared<std::string>(lines->HeadText());
+  const std::size_t first = lines->first;
+  Work([this, text, meant = std::move(*lines), at = first]() mutable {
+    for (const std::size_t stop = std::min(meant.end, at + kLinesOfPiece); at < stop; ++at)
+      *text += meant.line(at) + "\n";
+    if (at < meant.end) return false;
     if (CopyText(context_.prompts(), FromUtf8(*text))) Say(tr("The listing is copied."));
     return true;
   });
@@ -555,26 +607,15 @@ void TZKView::Print() {
   job.ask = "Print to PDF...";
   job.name = WithoutExtension(ToUtf8(Name())) + " SysEx.pdf";
   job.folder = context_.DataFolder();
-  job.pages = [this, lines] {
-    const DataListing listing = Listing();
-    const std::vector<std::string> head = Head();
-    std::vector<ListingPage> pages;
-    for (std::size_t at = lines->first; at < lines->second;) {
-      ListingPage page = head;
-      page.emplace_back();
-      while (page.size() < kLinesOfPage && at < lines->second)
-        page.push_back(ListingText(listing.LineAt(at++, listing.Size())));
-      pages.push_back(std::move(page));
-    }
-    return pages;
-  };
+  job.pages = [&lines] { return lines->Pages(); };
   tonalith::Print(job, context_.prompts(), this);
 }
 
 // ---- files from elsewhere -------------------------------------------------------------------------------------------
 
 void TZKView::dragEnterEvent(QDragEnterEvent* event) {
-  if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+  // What is dragged inside the program goes to windows that take data.
+  if (event->mimeData()->hasUrls() && !event->source()) event->acceptProposedAction();
 }
 
 void TZKView::dropEvent(QDropEvent* event) {

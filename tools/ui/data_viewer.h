@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/data_listing.h"
+#include "tools/sysex_words.h"
 #include "ui/document_window.h"
 
 class QBoxLayout;
@@ -21,8 +22,11 @@ class DocumentHeader;
 class EmptyState;
 class InstrumentWindow;
 class ListingView;
+class MessageView;
 class SearchField;
 class ToolRow;
+class ZKStudioDoc;
+struct ListingLines;
 
 // What is kept from one viewer to the next while the program runs.
 struct ViewMemory {
@@ -40,12 +44,14 @@ class TZKView final : public ZKWindow {
 
   // Whether a window shows data whose bytes can be looked at.
   static bool CanShow(ZKWindow* window);
-  // Context and memory must outlive the viewer.
-  TZKView(DocumentWindow& data, WindowContext& context, ViewMemory& memory, QWidget* parent = nullptr);
+  // Context, memory and the studio, which knows what messages are, must outlive the viewer.
+  TZKView(DocumentWindow& data, WindowContext& context, ViewMemory& memory, const ZKStudioDoc& studio,
+          QWidget* parent = nullptr);
   ~TZKView() override;
 
   DocumentWindow* data() const { return data_; }
   ListingView* bytes() { return bytes_; }
+  MessageView* messages() { return messages_; }
   SearchField* Search() const override { return search_; }
   QString StatusText() const;
 
@@ -55,9 +61,13 @@ class TZKView final : public ZKWindow {
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
   QString TabText() const override;
+  void StudioChanged() override;
 
   // ---- the commands of its own
   void ShowFormatted(bool formatted);
+  // The bytes as MIDI messages, a line each, or the listing again.
+  void ShowMessages(bool messages);
+  bool ShowsMessages() const { return byMessage_; }
   void OnCompare();
   void ShowMismatchedBytes();
   void FindNext();
@@ -92,9 +102,11 @@ class TZKView final : public ZKWindow {
   void Send();
   QString ChangeRefusal() const;
   bool ReadOther(const std::string& path);
+  // The place of the keyboard among the bytes or messages.
+  QWidget* Shown() const;
   // Lines of the selection, or all; too many: none, and the user has been told.
-  std::optional<std::pair<std::size_t, std::size_t>> LinesMeant();
-  std::vector<std::string> Head() const;
+  std::optional<ListingLines> LinesMeant();
+  std::optional<ListingLines> MessagesMeant();
   void CopyBytes();
   void Print();
   // Does something in pieces, until it says that it is over; what was done before is given up.
@@ -116,13 +128,16 @@ class TZKView final : public ZKWindow {
   std::size_t searchedFrom_ = 0;
   QTimer* timer_;
   DocumentHeader* header_;
+  SysExWords words_;
   ListingView* bytes_;
+  MessageView* messages_;
+  bool byMessage_ = false;
   SearchField* search_;
   PlainLabel* status_;
   QStackedLayout* pages_ = nullptr;
   EmptyState* empty_ = nullptr;
-  QToolButton *formatted_ = nullptr, *compare_ = nullptr, *mismatches_ = nullptr, *change_ = nullptr, *get_ = nullptr,
-              *send_ = nullptr;
+  QToolButton *formatted_ = nullptr, *asMessages_ = nullptr, *compare_ = nullptr, *mismatches_ = nullptr,
+              *change_ = nullptr, *get_ = nullptr, *send_ = nullptr;
 };
 
 }  // namespace tonalith

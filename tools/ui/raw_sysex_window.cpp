@@ -1,7 +1,6 @@
 #include "tools/ui/raw_sysex_window.h"
 
 #include <QComboBox>
-#include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QTableView>
@@ -9,13 +8,12 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "data/maker_names.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/short_memory.h"
 #include "services/settings.h"
 #include "services/transfer_files.h"
-#include "studio/recognize.h"
+#include "tools/ui/message_drag.h"
 #include "tools/ui/repair_copy.h"
 #include "ui/beside.h"
 #include "ui/plain_text.h"
@@ -33,19 +31,6 @@ namespace tonalith {
 
 namespace {
 
-// Bytes of a message that its row shows.
-constexpr std::size_t kShownBytes = 24;
-
-QString HexText(std::span<const std::uint8_t> bytes) {
-  QString text;
-  for (const std::uint8_t b : bytes.first(std::min(bytes.size(), kShownBytes))) {
-    if (!text.isEmpty()) text += QLatin1Char(' ');
-    text += QStringLiteral("%1").arg(b, 2, 16, QLatin1Char('0')).toUpper();
-  }
-  if (bytes.size() > kShownBytes) text += QStringLiteral(" ...");
-  return text;
-}
-
 std::vector<std::uint8_t> BytesOfRows(const RawSysExDocument& document, std::span<const int> rows) {
   std::vector<std::uint8_t> bytes;
   for (const int row : rows) {
@@ -57,101 +42,15 @@ std::vector<std::uint8_t> BytesOfRows(const RawSysExDocument& document, std::spa
 
 }  // namespace
 
-// ---- messages -------------------------------------------------------------------------------------------------------
-
-RawSysExModel::RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent)
-    : QAbstractTableModel(parent),
-      document_(document),
-      own_(document.names() ? std::vector<SysExName>() : NameSysEx(Recognizer(studio), document.bytes())),
-      names_(document.names() ? *document.names() : own_),
-      words_(&studio) {}
-
-void RawSysExModel::StudioChanged() {
-  words_.StudioChanged();
-  if (rowCount() > 0) emit dataChanged(index(0, kHolds), index(rowCount() - 1, kHolds));
-}
-
-int RawSysExModel::rowCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(document_.messages().size());
-}
-
-int RawSysExModel::columnCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : kColumns;
-}
-
-const SysExName* RawSysExModel::PieceOf(const RawSysExDocument::Message& message) const {
-  auto after = std::upper_bound(names_.begin(), names_.end(), message.offset,
-                                [](std::size_t at, const SysExName& name) { return at < name.offset; });
-  if (after == names_.begin()) return nullptr;
-  const SysExName& name = *std::prev(after);
-  return message.offset < name.offset + name.length ? &name : nullptr;
-}
-
-const SysExName* RawSysExModel::PieceAt(int row) const {
-  return PieceOf(RowAt(row));
-}
-
-QString RawSysExModel::NameOf(const RawSysExDocument::Message& message) const {
-  if (const SysExName* name = PieceOf(message)) {
-    // With the name of a single patch, to tell them apart; of a part of a large dump that is not known.
-    const std::string words = words_.Words(document_.bytes().subspan(name->offset, name->length));
-    if (!words.empty()) return ShownUtf8(words);
-    return name->damaged ? tr("%1, wrong checksum").arg(ShownUtf8(*name->text)) : ShownUtf8(*name->text);
-  }
-  if (const std::string words = UniversalSysExWords(document_.BytesOf(message)); !words.empty())
-    return ShownUtf8(words);
-  const auto bytes = document_.BytesOf(message);
-  return bytes.size() < 2 ? QString() : ShownUtf8(MakerName(bytes.subspan(1)));
-}
-
-QString RawSysExModel::TextOf(int row) const {
-  return index(row, kHolds).data().toString() + QLatin1Char(' ') + HexText(document_.BytesOf(RowAt(row)));
-}
-
-QVariant RawSysExModel::data(const QModelIndex& index, int role) const {
-  const auto& row = RowAt(index.row());
-  const bool number = index.column() < kHolds;
-  if (role == Qt::TextAlignmentRole && number) return QVariant(Qt::AlignRight | Qt::AlignVCenter);
-  if (role == Qt::FontRole && index.column() == kBytes) return QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  if (role == kNumberRole) return number;
-  if (role == kMarksRole && index.column() == kHolds) {
-    const SysExName* name = PieceOf(row);
-    return !row.complete || (name && name->damaged) ? MarksOf({Mark::Damaged}) : QVariant();
-  }
-  if (role == Qt::AccessibleTextRole && index.column() == kHolds) {
-    const QString marks = MarksText(MarksIn(data(index, kMarksRole)));
-    const QString holds = data(index, Qt::DisplayRole).toString();
-    return marks.isEmpty() ? holds : tr("%1, %2").arg(holds, marks);
-  }
-  if (role != Qt::DisplayRole) return {};
-  switch (index.column()) {
-    case kNumber:
-      return index.row() + 1;
-    case kOffset:
-      return static_cast<qulonglong>(row.offset);
-    case kLength:
-      return static_cast<qulonglong>(row.length);
-    case kHolds:
-      return row.complete ? NameOf(row) : tr("incomplete");
-    default:
-      return HexText(document_.BytesOf(row));
-  }
-}
-
-QVariant RawSysExModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
-  const QString titles[] = {tr("Message"), tr("Offset"), tr("Length"), tr("Holds"), tr("Bytes")};
-  return section < kColumns ? titles[section] : QString();
-}
-
 // ---- window ---------------------------------------------------------------------------------------------------------
 
 RawSysExWindow::RawSysExWindow(std::unique_ptr<RawSysExDocument> document, WindowContext& context,
                                RawSysExServices services, QWidget* parent)
     : DocumentWindow(std::move(document), context, parent),
       services_(std::move(services)),
-      model_(new RawSysExModel(bytes(), services_.studio, this)),
-      list_(new QTableView(this)),
+      drag_(std::make_unique<MessageDrag>(*this, context.moves(), [this] { return BytesOfSelection(); })),
+      model_(new RawSysExModel(static_cast<RawSysExDocument&>(this->document()), services_.studio, this)),
+      list_(new MessageTable(*drag_, this)),
       search_(new SearchField(tr("Search messages"), this)),
       filter_(new RowFilter(model_, this, [this](int row) { return model_->TextOf(row); })),
       found_(new ListSearch(search_, list_, filter_)),
@@ -180,15 +79,19 @@ QString RawSysExWindow::TitleText() const {
   return tr("Raw SysEx - %1").arg(ShownUtf8(NameOfFile()));
 }
 
-void RawSysExWindow::BuildHeader(QBoxLayout* column) {
-  const int count = model_->rowCount();
+QString RawSysExWindow::Heading() const {
+  const std::size_t count = bytes().messages().size();
   const std::size_t size = bytes().bytes().size();
   QString heading = count == 1 ? tr("1 message, %1 bytes").arg(size) : tr("%1 messages, %2 bytes").arg(count).arg(size);
   if (bytes().unlistedBytes() > 0) heading += tr("; the last %1 bytes are not listed").arg(bytes().unlistedBytes());
   if (bytes().otherBytes() > 0) heading += tr("; %1 bytes are no SysEx").arg(bytes().otherBytes());
+  return tr("Raw SysEx") + QStringLiteral(" \u00B7 ") + heading;
+}
+
+void RawSysExWindow::BuildHeader(QBoxLayout* column) {
   header_ = new DocumentHeader(this);
   header_->SetTitle(ShownUtf8(NameOfFile()));
-  header_->SetSecondary(tr("Raw SysEx") + QStringLiteral(" \u00B7 ") + heading);
+  header_->SetSecondary(Heading());
   auto* portLabel = new PlainLabel(tr("&Port:"), this);
   portLabel->setBuddy(port_);
   SetSecondaryText(portLabel);
@@ -249,9 +152,16 @@ void RawSysExWindow::BuildList(QBoxLayout* column) {
 }
 
 bool RawSysExWindow::CommandEnabled(CommandId command) const {
-  return command == CommandId::EditSelectAll || (command == CommandId::FileSave && document().IsModified()) ||
-         (command == CommandId::FileSaveAs && SaveRefusal().isEmpty()) ||
-         (command == CommandId::MidiTransmit && SendRefusal().isEmpty());
+  switch (command) {
+    case CommandId::EditSelectAll:
+      return true;
+    case CommandId::FileSaveAs:
+      return SaveRefusal().isEmpty();
+    case CommandId::MidiTransmit:
+      return SendRefusal().isEmpty();
+    default:
+      return DocumentWindow::CommandEnabled(command);
+  }
 }
 
 QString RawSysExWindow::CommandRefusal(CommandId command) const {
@@ -260,21 +170,23 @@ QString RawSysExWindow::CommandRefusal(CommandId command) const {
       return SendRefusal();
     case CommandId::FileSaveAs:
       return SaveRefusal();
-    case CommandId::FileSave:
-    case CommandId::EditUndo:
-    case CommandId::EditRedo:
-      return tr("Nothing can be changed here.");
     default:
-      return {};
+      return DocumentWindow::CommandRefusal(command);
   }
 }
 
 void RawSysExWindow::RunCommand(CommandId command) {
   if (!CommandEnabled(command)) return;
-  if (command == CommandId::FileSave) Save(false);
-  if (command == CommandId::FileSaveAs) SaveSelection();
-  if (command == CommandId::EditSelectAll) list_->selectAll();
-  if (command == CommandId::MidiTransmit) Send();
+  switch (command) {
+    case CommandId::FileSaveAs:
+      return SaveSelection();
+    case CommandId::EditSelectAll:
+      return list_->selectAll();
+    case CommandId::MidiTransmit:
+      return Send();
+    default:
+      return DocumentWindow::RunCommand(command);
+  }
 }
 
 std::vector<int> RawSysExWindow::SelectedRows() const {
@@ -313,6 +225,10 @@ std::vector<std::uint8_t> RawSysExWindow::SelectedBytes() const {
   if (rows.empty() && !filter_->Filters()) return {bytes().bytes().begin(), bytes().bytes().end()};
   if (rows.empty()) rows = filter_->ShownRows();
   return BytesOfRows(bytes(), rows);
+}
+
+std::vector<std::uint8_t> RawSysExWindow::BytesOfSelection() const {
+  return BytesOfRows(bytes(), SelectedRows());
 }
 
 std::vector<std::uint8_t> RawSysExWindow::PiecesOf(std::vector<int> rows) const {
@@ -390,8 +306,17 @@ void RawSysExWindow::Repair() {
   if (!said.empty()) Say(ShownUtf8(said));
 }
 
-void RawSysExWindow::DocumentChanged(const DocumentChange&) {
-  if (header_) header_->SetTitle(ShownUtf8(NameOfFile()));
+void RawSysExWindow::DocumentChanged(const DocumentChange& change) {
+  if (!header_) return;
+  if (change.kind == DocumentChange::Kind::Everything) model_->BytesChanged();
+  header_->SetTitle(ShownUtf8(NameOfFile()));
+  header_->SetSecondary(Heading());
+  header_->SetMark(Mark::Changed, document().IsModified());
+  RefreshTools();
+}
+
+void RawSysExWindow::StudioChanged() {
+  model_->StudioChanged();
 }
 
 void RawSysExWindow::SaveSelection() {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QAbstractTableModel>
-#include <QModelIndexList>
 #include <functional>
 #include <memory>
 #include <span>
@@ -9,7 +7,7 @@
 #include <vector>
 
 #include "tools/raw_sysex_document.h"
-#include "tools/sysex_words.h"
+#include "tools/ui/raw_sysex_model.h"
 #include "ui/document_window.h"
 #include "ui/plain_text.h"
 
@@ -22,10 +20,12 @@ namespace tonalith {
 
 class DocumentHeader;
 class ListSearch;
+class MessageDrag;
 class RowFilter;
 class SearchField;
 class Settings;
 class TransferFiles;
+class ZKStudioDoc;
 
 // What a window with raw SysEx works with; all of it outlives the window.
 struct RawSysExServices {
@@ -37,39 +37,8 @@ struct RawSysExServices {
   std::function<void(std::span<const std::uint8_t> bytes, const std::string& name)> openData;
 };
 
-// The messages of raw SysEx bytes, a row each.
-class RawSysExModel final : public QAbstractTableModel {
-  Q_OBJECT
-
- public:
-  enum Column { kNumber = 0, kOffset, kLength, kHolds, kBytes, kColumns };
-
-  // Both must outlive the model.
-  RawSysExModel(const RawSysExDocument& document, const ZKStudioDoc& studio, QObject* parent);
-  int rowCount(const QModelIndex& parent = {}) const override;
-  int columnCount(const QModelIndex& parent = {}) const override;
-  QVariant data(const QModelIndex& index, int role) const override;
-  QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
-  // What is known of the studio is read again at the next row.
-  void StudioChanged();
-  // The piece of data that a message belongs to; null: nobody knows the message.
-  const SysExName* PieceAt(int row) const;
-  // What a message holds and its first bytes, for a search.
-  QString TextOf(int row) const;
-  const RawSysExDocument::Message& RowAt(int row) const { return document_.messages()[static_cast<std::size_t>(row)]; }
-
- private:
-  const SysExName* PieceOf(const RawSysExDocument::Message& message) const;
-  QString NameOf(const RawSysExDocument::Message& message) const;
-
-  const RawSysExDocument& document_;
-  const std::vector<SysExName> own_;     // when the document knows none
-  const std::vector<SysExName>& names_;  // by offset
-  mutable SysExWords words_;             // of the rows that are shown
-};
-
-// Raw SysEx: its messages can be looked at, sent, saved again and, when an instrument of the studio knows them, opened
-// as data.
+// Raw SysEx: its messages can be looked at, sent, saved again, dragged to other windows and programs and, when an
+// instrument of the studio knows them, opened as data.  Bytes are changed in a viewer.
 class RawSysExWindow final : public DocumentWindow {
   Q_OBJECT
 
@@ -86,6 +55,9 @@ class RawSysExWindow final : public DocumentWindow {
   void SendAll();
   QString SendAllRefusal() const;
 
+  // Of the whole file, whatever is selected.
+  void Repair();
+
   // The selected messages, as data of the instruments that know them.
   std::string MoveOutRefusal() const override;
   MoveOffer OfferOut() const override;
@@ -94,7 +66,11 @@ class RawSysExWindow final : public DocumentWindow {
   RawSysExModel* model() { return model_; }
   QTableView* list() { return list_; }
   SearchField* Search() const override { return search_; }
-  void StudioChanged() override { model_->StudioChanged(); }
+  void StudioChanged() override;
+  // Of the selected messages, in the order of the file.
+  std::vector<std::uint8_t> BytesOfSelection() const;
+  MessageDrag& drag() { return *drag_; }
+  MovesOnOffer& moves() const { return context().moves(); }
 
  protected:
   std::string WindowName() const override { return "Raw SysEx"; }
@@ -103,11 +79,11 @@ class RawSysExWindow final : public DocumentWindow {
 
  private:
   const RawSysExDocument& bytes() const;
+  QString Heading() const;
   void BuildHeader(QBoxLayout* column);
   void BuildTools(QBoxLayout* column);
   void BuildList(QBoxLayout* column);
   void Send();
-  void Repair();
   // The pieces of data that messages belong to, whole, whatever part of them is meant.
   std::vector<std::uint8_t> PiecesOf(std::vector<int> rows) const;
   // Rows of the model, in any order.
@@ -124,6 +100,7 @@ class RawSysExWindow final : public DocumentWindow {
   void RefreshTools();
 
   RawSysExServices services_;
+  std::unique_ptr<MessageDrag> drag_;
   DocumentHeader* header_ = nullptr;
   RawSysExModel* model_;
   QTableView* list_;

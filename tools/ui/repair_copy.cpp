@@ -4,6 +4,7 @@
 #include "platform/prompts.h"
 #include "tools/dump_knowledge.h"
 #include "tools/dump_repair.h"
+#include "ui/beside.h"
 
 namespace tonalith {
 
@@ -34,7 +35,8 @@ std::string RepairIntoCopy(const ZKStudioDoc& studio, std::span<const std::uint8
                            const std::string& folder, Prompts& prompts) {
   const DumpKnowledge knowledge(studio);
   RepairReport report;
-  Result result = RepairDump(knowledge, dump, &report);
+  Result result;
+  RunBeside([&] { result = RepairDump(knowledge, dump, &report); });
   const std::string unknown = UnknownSentence(report);
   if (result.ok() && report.findings.empty()) return "No damage was found.  " + unknown;
   if (result.ok() && report.messages == 0)

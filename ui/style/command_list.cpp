@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QBoxLayout>
 #include <QKeyEvent>
+#include <QKeySequence>
 #include <QListView>
 #include <QTimer>
 #include <algorithm>
@@ -68,6 +69,15 @@ class CommandListModel final : public QAbstractListModel {
 
   const CommandEntry& At(int row) const {
     return entries_[static_cast<std::size_t>(shown_[static_cast<std::size_t>(row)])];
+  }
+
+  // Among all, shown or not; null: none that can be carried out now.
+  const CommandEntry* WithShortcut(const QString& shortcut) const {
+    if (shortcut.isEmpty()) return nullptr;
+    const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const CommandEntry& entry) {
+      return entry.enabled && entry.shortcut == shortcut;
+    });
+    return found == entries_.end() ? nullptr : &*found;
   }
 
   Qt::ItemFlags flags(const QModelIndex& index) const override {
@@ -173,15 +183,32 @@ void CommandList::RunCurrent() {
   const QModelIndex index = list_->currentIndex();
   // Where one click activates, two signals ask for it.
   if (!isVisible() || !index.isValid() || !model_->At(index.row()).enabled) return;
-  const auto run = model_->At(index.row()).run;
+  Run(model_->At(index.row()));
+}
+
+void CommandList::Run(const CommandEntry& entry) {
+  const auto run = entry.run;
   close();
   // Behind the popup's own events: what runs may open a window or close this one.
   if (run) QTimer::singleShot(0, qApp, run);
 }
 
+bool CommandList::RunShortcut(const QKeyEvent& key) {
+  QKeyEvent asked(QEvent::ShortcutOverride, key.key(), key.modifiers(), key.text());
+  asked.ignore();
+  QApplication::sendEvent(field_, &asked);
+  if (asked.isAccepted()) return false;
+  const CommandEntry* entry =
+      model_->WithShortcut(QKeySequence(key.keyCombination()).toString(QKeySequence::NativeText));
+  if (!entry) return false;
+  Run(*entry);
+  return true;
+}
+
 bool CommandList::eventFilter(QObject* watched, QEvent* event) {
   if (watched != field_ || event->type() != QEvent::KeyPress) return QFrame::eventFilter(watched, event);
-  switch (static_cast<QKeyEvent*>(event)->key()) {
+  const auto& key = *static_cast<QKeyEvent*>(event);
+  switch (key.key()) {
     case Qt::Key_Up:
       Move(-1);
       return true;
@@ -195,7 +222,7 @@ bool CommandList::eventFilter(QObject* watched, QEvent* event) {
       Move(kRowsShown);
       return true;
     default:
-      return QFrame::eventFilter(watched, event);
+      return RunShortcut(key) || QFrame::eventFilter(watched, event);
   }
 }
 

@@ -55,6 +55,9 @@ class CommandList : public QFrame {
   void Filter();
   void Move(int by);
   void RunCurrent();
+  void Run(const CommandEntry& entry);
+  // The keys of a command work here as in the window, unless the search field has its own use for them.
+  bool RunShortcut(const QKeyEvent& key);
 
   SearchField* field_;
   QListView* list_;

@@ -15,6 +15,7 @@
 
 #include "ui/style/space.h"
 #include "ui/style/spoken.h"
+#include "ui/style/title_bar.h"
 #include "ui/style/widget_painting.h"
 #include "ui/style/widget_parts.h"
 
@@ -236,6 +237,8 @@ void WidgetStyle::drawComplexControl(ComplexControl control, const QStyleOptionC
     if (control == CC_Slider && slider->tickPosition == QSlider::NoTicks)
       return PaintSlider(*this, *slider, painter, widget);
   }
+  if (const auto* bar = As<QStyleOptionTitleBar>(option); control == CC_TitleBar && bar)
+    return PaintTitleBar(*this, *bar, painter, widget);
   painter->save();
   if (control == CC_GroupBox) painter->setFont(HeadingFont(painter->font()));
   QProxyStyle::drawComplexControl(control, option, painter, widget);
