@@ -51,10 +51,10 @@ TEST(ModulePlay, ChangesEveryParameter) {
     const char *row, *said;
   };
   const Case wrong[] = {{"4 | DEPTH | -128..127 | | 4",
-                         "11:5: error: Program, changing \"DEPTH\": F0 7D 30 05 41 04 00 F7 for -128 makes "
+                         "9:5: error: Program, changing \"DEPTH\": F0 7D 30 05 41 04 00 F7 for -128 makes "
                          "byte 4 of the instrument 00, not 80."},
                         {"4 7 | SWITCH | 0..1  change = F0 7D 3n 05 42 offset byte F7",
-                         "11:7: error: Program, changing \"SWITCH\": F0 7D 30 05 42 04 00 F7 for 1 makes byte 4 of the "
+                         "9:7: error: Program, changing \"SWITCH\": F0 7D 30 05 42 04 00 F7 for 1 makes byte 4 of the "
                          "instrument 00, not 80."}};
   for (const Case& one : wrong) {
     const CliOutput checked = check(one.row);

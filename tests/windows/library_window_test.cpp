@@ -1,9 +1,9 @@
 // The window of a Library: filled from files and banks, searched, edited, given to banks, everything taken back.
 
+#include "library/ui/library_window.h"
 #include "app/library_commands.h"
 #include "bank/bank_document.h"
 #include "library/ui/library_list.h"
-#include "library/ui/library_window.h"
 #include "platform/text.h"
 #include "store/library/library_document.h"
 #include "tests/windows/window_test_tools.h"
