@@ -126,7 +126,7 @@ class ZKGroupTreeCtl final : public ViewOf<QTreeView> {
     setHeaderHidden(true);
     setUniformRowHeights(true);
     expandAll();
-    QObject::connect(rows_, &QAbstractItemModel::modelReset, this, [this] { expandAll(); });
+    QObject::connect(rows_, &QAbstractItemModel::rowsInserted, this, [this] { expandAll(); });
   }
   QModelIndex IndexOf(int component) const override { return rows_->IndexOf(component); }
 

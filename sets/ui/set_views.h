@@ -41,7 +41,7 @@ class SetView {
 
 enum class SetViewKind { List, Panel, Tree };
 
-// A list with columns; tiles below a picture of the instrument; a tree of instruments, folders and components.  The
+// A list with columns; names alone, with those of single patches; a tree of instruments, folders and components.  The
 // widget belongs to `parent`, which goes before the Set.
 SetView* MakeSetView(SetViewKind kind, ZKGrpDoc& set, const SetViewEvents& events, QWidget* parent);
 

@@ -194,19 +194,21 @@ SetViewEvents TZKGrp::ViewEvents() {
 
 // What is selected stays.
 void TZKGrp::ShowView(SetViewKind kind) {
-  const bool first = !view_, focus = view_ && view_->widget()->hasFocus();
-  const std::vector<int> selected = first ? std::vector<int>() : view_->Selected();
-  const int current = first ? 0 : view_->GetCurSel();
-  delete std::exchange(view_, nullptr);
-  kind_ = kind;
+  SetView* old = view_;
+  const bool focus = old && old->widget()->hasFocus();
   SetView* view = MakeSetView(kind, set_, ViewEvents(), split_);
   view->widget()->setMinimumWidth(fontMetrics().averageCharWidth() * 40);
-  split_->insertWidget(0, view->widget());
-  setFocusProxy(view->widget());
-  view->Select(selected, current);
+  if (old)
+    split_->replaceWidget(0, view->widget());
+  else
+    split_->insertWidget(0, view->widget());
+  view->Select(old ? old->Selected() : std::vector<int>(), old ? old->GetCurSel() : 0);
+  kind_ = kind;
   view_ = view;
+  setFocusProxy(view->widget());
   SelectionChanged();
   if (focus) setFocus();
+  delete old;
 }
 
 void TZKGrp::AddEntry(QMenu* menu, CommandId command, const QString& text) {
@@ -359,7 +361,11 @@ void TZKGrp::StudioChanged() {
 }
 
 void TZKGrp::SettingsChanged() {
-  pane_->ForEachEditor([](SetEditor& editor) { editor.bank()->SettingsChanged(); });
+  pane_->ForEachEditor([](SetEditor& editor) {
+    editor.bank()->SettingsChanged();
+    editor.RenewNotes();  // links can be switched off
+  });
+  emit InspectChanged();
 }
 
 // ---- commands -------------------------------------------------------------------------------------------------------
