@@ -2,7 +2,6 @@
 
 #include "app/desktop_files.h"
 #include "app/document_windows.h"
-#include "app/library_commands.h"
 #include "app/monitor_commands.h"
 #include "app/recognised_files.h"
 #include "app/set_commands.h"
@@ -59,7 +58,6 @@ void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, Docu
     return new TZKBank(As<ZKBankDoc>(std::move(document)), context);
   });
   RegisterSets(frame, registry, windows);
-  RegisterLibraries(frame, registry, windows);
   registry.RegisterMaker(FileKind::SysEx, [] { return std::make_unique<RawSysExDocument>(); });
   registry.RegisterLoader(FileKind::SysEx,
                           [&studio = frame.studio](const std::string& path, std::unique_ptr<Document>* document) {

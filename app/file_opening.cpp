@@ -37,6 +37,7 @@ struct KindSentence {
 constexpr KindSentence kNotShown[] = {
     {FileKind::Collection,
      "This is a Collection. There is no window for Collections; File > Send > Set or Collection sends what it holds."},
+    {FileKind::Library, "This is a Library of patches. There is no window for Libraries."},
     {FileKind::Remote, "This is a file of remote triggers. There is no window for them."},
     {FileKind::OscEditor, "This kind of file is not supported."},
     {FileKind::PluginBank, "This kind of file is not supported."},

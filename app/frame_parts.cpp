@@ -37,7 +37,6 @@ FrameParts::FrameParts(const FrameContext& context)
       received(autosave.folder(), frame.program.clock(), [this] { autosave.Keep(); }),
       studio(frame, documents),
       sets(frame, documents),
-      libraries(frame, documents),
       files(frame, registry, documents, recent, Line6Mode(frame.program)),
       recognised(frame, registry, documents, files, studio),
       desktops(frame, files),

@@ -9,7 +9,6 @@
 #include "app/frame_window_context.h"
 #include "app/help_commands.h"
 #include "app/history_command.h"
-#include "app/library_commands.h"
 #include "app/manual_dump_receiver.h"
 #include "app/midi_commands.h"
 #include "app/monitor_commands.h"
@@ -47,7 +46,6 @@ struct FrameParts {
   ReceivedSoFar received;
   StudioCommands studio;
   SetCommands sets;
-  LibraryCommands libraries;
   FileOpening files;
   RecognisedFiles recognised;
   DesktopFiles desktops;

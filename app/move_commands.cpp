@@ -17,7 +17,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr char kTitle[] = "Move To";
+constexpr char kMoveTitle[] = "Move To";
 constexpr char kNoTarget[] =
     "There are no available windows to copy to.\nPlease have at least one destination window open\n"
     "before using the MoveTo option.";
@@ -66,7 +66,7 @@ bool MoveCommands::IsTransferable(ZKWindow& window, std::uint8_t mask) const {
 void MoveCommands::Tell(const QString& text, bool box) const {
   const std::string sentence = ToUtf8(text);
   DebugLog("%s", sentence.c_str());
-  if (box) frame_.prompts().Say(kTitle, sentence);
+  if (box) frame_.prompts().Say(kMoveTitle, sentence);
   frame_.Status(text);
 }
 

@@ -153,7 +153,7 @@ class ChangeReader {
   // The bytes of the place as they lie in the patch; `low` and `high` are halves of the first.
   bool OfPatch(const std::string& word) {
     constexpr int kNibble = 4;
-    constexpr std::int64_t kNibbleMask = 15;
+    constexpr std::int64_t kHalfMask = 15;
     if (own_.empty()) return false;
     if (word == "bytes") {
       for (std::uint32_t byte = First(); byte < parameter_.place.end(); ++byte) Add({Source::kByte, 0, byte});
@@ -161,7 +161,7 @@ class ChangeReader {
     }
     carriesOne_ = true;
     if (word == "byte") return Add({Source::kByte, 0, First()});
-    return Add({Source::kByte, 0, First(), word == "low" ? 0 : kNibble, kNibbleMask});
+    return Add({Source::kByte, 0, First(), word == "low" ? 0 : kNibble, kHalfMask});
   }
 
   bool Numbers(bool offset, std::int64_t base, std::int64_t from) {

@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint8_t kBulkTransmit = 2;  // "Comm Mode": the whole patch on release
 constexpr std::uint8_t kUseMacro = 0;
 constexpr int kByteBits = 8;
-constexpr std::int64_t kSeptet = 0x7F;
+constexpr std::int64_t kSevenBits = 0x7F;
 
 std::string Compiled(const std::string& text) {
   if (text.empty()) return {};
@@ -90,7 +90,7 @@ std::string ValueText(const Parameter& parameter, const ChangeByte& byte) {
   if (byte.source == Source::kByte) return PatchByteText(parameter, byte.byte);
   if (byte.source != Source::kScaled) return {};
   // Of a few values each begins where its part of 0 to 127 does.
-  constexpr std::int64_t kControllerValues = kSeptet + 1;
+  constexpr std::int64_t kControllerValues = kSevenBits + 1;
   const std::int64_t count = parameter.range.max - parameter.range.min + 1;
   const std::int64_t first = parameter.range.min + parameter.place.bias;
   return "MY @ X\n" + (first ? "MY - " + N(first) + "\n" : std::string()) + "MY * " + N(kControllerValues) + "\nMY + " +

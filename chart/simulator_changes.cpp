@@ -15,7 +15,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr int kSeptetBits = 7, kByteBits = 8;
+constexpr int kSeptetBits = 7, kWholeByteBits = 8;
 constexpr int kNibbleMask = 0x0F;
 constexpr std::size_t kMostCarried = 7;  // bytes of a patch in a message
 
@@ -106,7 +106,7 @@ class ChangeWriter {
     const auto at = static_cast<int>(known - carried_.begin());
     if (known == carried_.end()) carried_.push_back(byte.byte);
     halves_ = halves_ || byte.mask == kNibbleMask;
-    return Part(at * (halves_ ? kByteBits : kSeptetBits) + byte.shift, byte);
+    return Part(at * (halves_ ? kWholeByteBits : kSeptetBits) + byte.shift, byte);
   }
 
   static std::string Part(int shift, const ChangeByte& byte) {
@@ -117,7 +117,7 @@ class ChangeWriter {
   std::string CarriedText() const {
     std::string text;
     for (const std::uint32_t byte : carried_)
-      text += (text.empty() ? "" : " ") + BitsText(byte, 0, halves_ ? kByteBits : kSeptetBits);
+      text += (text.empty() ? "" : " ") + BitsText(byte, 0, halves_ ? kWholeByteBits : kSeptetBits);
     return text;
   }
 

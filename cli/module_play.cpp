@@ -24,15 +24,15 @@ namespace tonalith {
 namespace {
 
 constexpr const char* kPort = "Instrument of the chart";
-constexpr std::uint32_t kCableRate = 3125;  // bytes a second of a MIDI cable
+constexpr std::uint32_t kBytesASecond = 3125;  // bytes a second of a MIDI cable
 constexpr std::int64_t kAnswerDelayUs = 5000;
 constexpr std::int64_t kSettleMs = 200;
 constexpr std::uint32_t kOtherContents = 20000;  // seeds behind those of what the instrument has
-constexpr std::size_t kShownBytes = 12;
+constexpr std::size_t kBytesShown = 12;
 constexpr std::int64_t kMostRetries = 10;
 
 std::string Shown(std::span<const std::uint8_t> bytes) {
-  return HexText(bytes.first(std::min(bytes.size(), kShownBytes))) + (bytes.size() > kShownBytes ? " ..." : "");
+  return HexText(bytes.first(std::min(bytes.size(), kBytesShown))) + (bytes.size() > kBytesShown ? " ..." : "");
 }
 
 // "patches 0 and 63"
@@ -53,7 +53,7 @@ class ModulePlay::Trial {
         player(*peer_),
         rig_(session, TransferRig::Kind::Virtual) {
     VirtualCableOptions options;
-    options.bytesPerSecond = kCableRate;
+    options.bytesPerSecond = kBytesASecond;
     end_ = rig_.backend().CreateEndpoint(kPort, options);
     end_->SetReceiver([this](std::span<const std::uint8_t> bytes, std::int64_t) {
       const std::lock_guard lock(mutex_);

@@ -14,12 +14,12 @@ namespace tonalith {
 
 namespace {
 
-constexpr unsigned kOwnerOnly = 0600;
+constexpr unsigned kOwnersOwn = 0600;
 
 Result WriteContent(const std::string& file, const RecoveryWriter::Content& content) {
   try {
     AtomicFile out;
-    Result result = out.Open(file, kOwnerOnly);
+    Result result = out.Open(file, kOwnersOwn);
     if (result.ok()) result = out.Write(content.head);
     if (result.ok()) result = out.Write(content.body);
     return result.ok() ? out.Commit() : result;

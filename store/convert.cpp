@@ -21,10 +21,6 @@ constexpr std::uint8_t kYamahaId = 0x43;
 constexpr char kOtherMaker[] = "Bank and Patch data are not from the same Company!";
 constexpr char kNoLocation[] = "Error, a patch location in the bank is not seleted!";
 
-std::string TypeNameOf(const Synth& synth) {
-  return Latin1ToUtf8(FieldText(synth.shortName)) + " " + Latin1ToUtf8(FieldText(synth.typeName));
-}
-
 bool OtherMakers(const Synth& a, const Synth& b) {
   return a.manufacturerId != 0 && b.manufacturerId != 0 && a.manufacturerId != b.manufacturerId;
 }
@@ -166,6 +162,10 @@ int Exchange(DataFile* bank, DataFile* edit, int slot, bool toEdit, const Conver
 }
 
 }  // namespace
+
+std::string TypeNameOf(const Synth& synth) {
+  return Latin1ToUtf8(FieldText(synth.shortName)) + " " + Latin1ToUtf8(FieldText(synth.typeName));
+}
 
 std::int32_t IMin(const Synth* a, const Synth* b) {
   return std::min(static_cast<std::int32_t>(+a->fileSize), static_cast<std::int32_t>(+b->fileSize));

@@ -27,6 +27,9 @@ struct ConvertNotes {
   std::string text;         // a sentence, or nothing
 };
 
+// Instrument and type, UTF-8, as sentences name them.
+std::string TypeNameOf(const Synth& synth);
+
 // The smaller image size of the two.
 std::int32_t IMin(const Synth* a, const Synth* b);
 

@@ -12,10 +12,6 @@ namespace tonalith {
 
 namespace {
 
-std::string TypeNameOf(const Synth& synth) {
-  return Latin1ToUtf8(FieldText(synth.shortName)) + " " + Latin1ToUtf8(FieldText(synth.typeName));
-}
-
 // A bank and a patch between which something goes.
 class Exchange {
  public:

@@ -158,27 +158,6 @@ enum class CommandId : int {
   SetViewList = 730,
   SetViewPanel = 731,
   SetViewTree = 732,
-  LibraryAddFiles = 740,
-  LibraryAddFolder = 741,
-  LibraryStop = 742,
-  LibraryDelete = 743,
-  LibraryRenameAll = 744,
-  LibraryNumber = 745,
-  LibraryMergeKeys = 746,
-  LibraryMoveKeys = 747,
-  LibraryNameKeys = 748,
-  LibraryHide = 749,
-  LibraryShowAll = 750,
-  LibraryDeleteHidden = 751,
-  LibrarySortName = 752,
-  LibrarySortKeys = 753,
-  LibrarySortComment = 754,
-  LibrarySortDate = 755,
-  LibraryDuplicates = 756,
-  LibrarySimilar = 757,
-  LibraryNewBank = 758,
-  LibraryPlay = 759,
-  LibraryChooseKeys = 760,
   UtilitiesCreator = 520,
   UtilitiesFileConversion = 519,
   UtilitiesController = 514,
@@ -214,7 +193,7 @@ enum class CommandId : int {
 // Who carries a command out: the main frame, or the active child window.  Menu: the entry only opens a menu that is
 // filled while the program runs.
 enum class CommandOwner { Frame, Child, Menu };
-enum class MenuId { File, Edit, View, Bank, Set, Library, Midi, Utilities, Window, Help };
+enum class MenuId { File, Edit, View, Bank, Set, Midi, Utilities, Window, Help };
 
 struct CommandRow {
   CommandId id;  // None: a separator

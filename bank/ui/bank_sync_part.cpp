@@ -8,7 +8,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr int kWaitMs = 300;  // a run of changes is one transfer
+constexpr int kQuietMs = 300;  // a run of changes is one transfer
 
 }  // namespace
 
@@ -58,7 +58,7 @@ void BankSyncPart::DocumentChanged() {
 }
 
 void BankSyncPart::SynchronizeSoon() {
-  if (!wait_.isActive()) wait_.start(kWaitMs);
+  if (!wait_.isActive()) wait_.start(kQuietMs);
 }
 
 void BankSyncPart::SendWaiting() {

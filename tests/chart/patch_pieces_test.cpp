@@ -156,7 +156,7 @@ TEST(PatchPieces, PanelsReachThem) {
       parameter.range = {0, parameter.place.highest()};
       parameter.change = 0;
       ParameterTable table;
-      table.changes = {"F0 43 low high F7"};
+      table.changes = {"F0 43 low high offset high offset low F7"};
       const TemplateValues binding = BindParameter(parameter, table, {synth.headerSize, 'n'});
       const auto run = [&](const char* field, std::vector<std::uint8_t>* image, int x, std::vector<test::Bytes>* out) {
         test::ScriptedServices services;
@@ -183,11 +183,15 @@ TEST(PatchPieces, PanelsReachThem) {
       }
       std::vector<test::Bytes> out;
       run("Transmit", &image, 1, &out);
-      const std::int64_t byte = ConstPatchBytes(image, synth).Get(parameter.place.bits.back().byte, pieces[0]);
-      ASSERT_EQ(out.size(), 1u);
-      EXPECT_EQ(out[0], (test::Bytes{0xF0, 0x43, static_cast<std::uint8_t>(byte & 15),
-                                     static_cast<std::uint8_t>(byte >> 4 & 15), 0xF7}))
-          << word->word << " " << place;
+      // A message for each byte that the place lies in.
+      std::vector<test::Bytes> messages;
+      for (auto bits = parameter.place.bits.rbegin(); bits != parameter.place.bits.rend(); ++bits) {
+        const std::int64_t byte = ConstPatchBytes(image, synth).Get(bits->byte, pieces[0]);
+        messages.push_back({0xF0, 0x43, static_cast<std::uint8_t>(byte & 15), static_cast<std::uint8_t>(byte >> 4 & 15),
+                            static_cast<std::uint8_t>(bits->byte >> 7), static_cast<std::uint8_t>(bits->byte & 0x7F),
+                            0xF7});
+      }
+      EXPECT_EQ(out, messages) << word->word << " " << place;
     }
   }
 }

@@ -36,14 +36,13 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"tools",
      {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
     {"sets", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "ui"}},
-    {"library", {"platform", "data", "midi", "script", "services", "document", "studio", "store", "ui"}},
     {"ui", {"platform", "data", "midi", "script", "services", "document"}},
     {"cli",
      {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "chart", "store", "bank",
       "tools", "simulator"}},
     {"app",
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
-      "simulator", "sets", "library"}},
+      "simulator", "sets"}},
 };
 const std::set<std::string> kWithoutQt = {"platform", "data",     "parameters", "midi",  "script",
                                           "services", "document", "simulator",  "chart", "cli"};

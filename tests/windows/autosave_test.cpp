@@ -216,7 +216,10 @@ TEST_F(AutosaveTest, FilesAreSavedEverySoManyMinutesWhenThePreferencesSaySo) {
   TZKBank* unnamed = Voice("", "THREE");
   std::ofstream(Path("two.dat"), std::ios::app) << ' ';
   using std::chrono::minutes;
-  const auto after = [&](int passed) { parts().autosave.Look(minutes(passed)); };
+  const auto after = [&](int passed) {
+    parts().autosave.Look(minutes(passed));
+    parts().autosave.folder().FinishAll();
+  };
   after(255);
   EXPECT_TRUE(saved->document().IsModified()) << "off: only the user saves";
   Settings& settings = program_->program()->settings();

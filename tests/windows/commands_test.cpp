@@ -103,7 +103,7 @@ TEST_F(CommandsTest, EnabledAsTheActiveWindowAllows) {
       CommandId::EditCut,         CommandId::EditCopy,         CommandId::BankAutoName,   CommandId::BankNumber,
       CommandId::BankWriteInit,   CommandId::BankWriteInitIni, CommandId::BankInitToClip, CommandId::BankOriginalOrder,
       CommandId::BankUndoHistory, CommandId::BankVerifySend,   CommandId::BankKeepAlways, CommandId::BankKeepAsk,
-      CommandId::BankKeepNever};
+      CommandId::BankKeepNever,   CommandId::ExportPreview};
   for (int id = static_cast<int>(CommandId::ExportReaper); id <= static_cast<int>(CommandId::ExportCopyNames); ++id)
     full.insert(static_cast<CommandId>(id));
   EXPECT_EQ(Enabled(), full);
@@ -208,9 +208,16 @@ TEST_F(CommandWalk, EveryEntryDoesSomethingOrSaysWhyNot) {
   Start();
   Watch();
   const std::set<CommandId> absent = {
-      CommandId::FileNewCollection,   CommandId::OptionsEditorSkins, CommandId::ViewSetList,
-      CommandId::ViewFileList,        CommandId::UtilitiesCreator,   CommandId::UtilitiesFileConversion,
-      CommandId::UtilitiesController, CommandId::UtilitiesSequencer, CommandId::UtilitiesRemote,
+      CommandId::FileNewLibrary,
+      CommandId::FileNewCollection,
+      CommandId::OptionsEditorSkins,
+      CommandId::ViewSetList,
+      CommandId::ViewFileList,
+      CommandId::UtilitiesCreator,
+      CommandId::UtilitiesFileConversion,
+      CommandId::UtilitiesController,
+      CommandId::UtilitiesSequencer,
+      CommandId::UtilitiesRemote,
       CommandId::UtilitiesOscEditor,
   };
   for (const CommandRow& row : CommandTable()) {
@@ -243,7 +250,7 @@ TEST_F(CommandsTest, WindowsAreListedAndClosedByKeyboard) {
   Open("k4", "Single", false);
   Open("Yamaha DX7", "Voice", false);
   ASSERT_EQ(frame().Children().size(), 3U);
-  QMenu* menu = frame().menuBar()->actions()[8]->menu();
+  QMenu* menu = frame().menuBar()->actions()[7]->menu();
   emit menu->aboutToShow();
   QAction* entry = menu->actions()[menu->actions().size() - 2];
   EXPECT_TRUE(entry->text().contains("Kawai K4")) << entry->text().toStdString();

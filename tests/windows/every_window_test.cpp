@@ -55,8 +55,7 @@ std::set<std::string> WindowClasses() {
   static const std::regex kClass("class (\\w+)(?: final)? : public (\\w+)");
   const std::set<std::string> roots = {"QDialog", "QDockWidget", "QMainWindow", "ZKWindow"};
   std::map<std::string, std::string> bases;
-  for (const char* folder :
-       {"app", "ui", "bank/ui", "sets/ui", "library/ui", "studio/ui", "tools/ui", "editor/ui", "store/ui"}) {
+  for (const char* folder : {"app", "ui", "bank/ui", "sets/ui", "studio/ui", "tools/ui", "editor/ui", "store/ui"}) {
     const std::filesystem::path path = std::filesystem::path(TONALITH_SOURCE_DIR) / folder;
     if (!std::filesystem::is_directory(path)) continue;
     for (const auto& file : std::filesystem::directory_iterator(path)) {
@@ -155,13 +154,6 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ASSERT_TRUE(parts().sets.OpenNew(*program_->studio()->instruments().front()));
     Settle();
     Look(frame().ActiveChild());
-    for (const auto& driver : program_->studio()->instruments().front()->drivers) {
-      if (driver->synth()->isBank) continue;
-      ASSERT_TRUE(parts().libraries.OpenNew(*driver));
-      Settle();
-      Look(frame().ActiveChild());
-      break;
-    }
     FirstStartPage first({}, *program_->studio(), *parts().studio.autoConfig());
     InstallFromDlg install(root_);
     ZKPatchSelector patch("Which patch?", 1, 1, 8);

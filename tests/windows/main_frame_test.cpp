@@ -150,7 +150,7 @@ TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
   } rows[] = {
       {"a.pvs", "is not a Set"},
       {"a.pvc", "This is a Collection."},
-      {"a.pvl", "a Library of this program"},
+      {"a.pvl", "This is a Library of patches. There is no window for Libraries."},
       {"a.zkr", "This is a file of remote triggers. There is no window for them."},
       {"a.zkosc", "This kind of file is not supported."},
       {"a.fxb", "This kind of file is not supported."},

@@ -239,7 +239,10 @@ TEST_F(MovesMatrix, MessagesAreDraggedOutOfTheirList) {
   for (const int byte : {0xF0, 0x7D, 1, 0xF7}) both.push_back(static_cast<std::uint8_t>(byte));
   RawSysExWindow* raw = Raw(both);
   for (const bool knownToo : {true, false}) {
-    knownToo ? raw->list()->selectAll() : raw->list()->selectRow(1);
+    raw->list()->selectAll();
+    if (!knownToo)
+      raw->list()->selectionModel()->select(raw->list()->model()->index(1, 0),
+                                            QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     const auto mime = raw->drag().Begin();
     ASSERT_TRUE(mime);
     ASSERT_EQ(mime->urls().size(), 1);

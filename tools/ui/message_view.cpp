@@ -115,7 +115,8 @@ void MessageView::ShowByte(std::size_t position) {
   if (line >= static_cast<std::size_t>(rows_->rowCount())) return;
   const QModelIndex index = rows_->index(static_cast<int>(line), 0);
   const QScopedValueRollback<bool> following(following_, true);
-  if (!selectionModel()->isRowSelected(index.row())) selectRow(index.row());
+  if (!selectionModel()->isRowSelected(index.row()))
+    selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
   scrollTo(index);
 }
 

@@ -12,7 +12,7 @@ namespace tonalith {
 
 namespace {
 
-constexpr qreal kStroke = 1.5;
+constexpr qreal kSignStroke = 1.5;
 constexpr qreal kHalfSign = 4.5;
 
 bool IsThere(const QStyleOptionTitleBar& bar, QStyle::SubControl part) {
@@ -71,7 +71,7 @@ void PaintTitleBar(const QStyle& style, const QStyleOptionTitleBar& bar, QPainte
     if (!IsThere(bar, part) || button.isEmpty()) continue;
     const bool lit = bar.activeSubControls & part && bar.state & (QStyle::State_MouseOver | QStyle::State_Sunken);
     if (lit) PaintPanel(painter, button, ColourOf(Shade::Hover), ColourOf(Shade::Line));
-    painter->setPen(QPen(words, kStroke));
+    painter->setPen(QPen(words, kSignStroke));
     painter->setBrush(Qt::NoBrush);
     PaintSign(painter, part, QRectF(button).center());
   }
