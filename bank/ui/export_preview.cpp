@@ -69,9 +69,8 @@ void ExportPreview::Show() {
   const Result made = render_ ? render_(*format, &text) : Result::Failure("There is nothing to export yet.");
   const auto lines = std::count(text.begin(), text.end(), '\n');
   const QString counted = lines == 1 ? tr("1 line") : tr("%1 lines").arg(lines);
-  said_->setText(
-      made.ok() ? tr("The file holds %1 in %2, and begins like this:").arg(ShownUtf8(KindOf(*format).what), counted)
-                : ShownUtf8(made.text));
+  said_->setText(made.ok() ? tr("What is written (%2): %1").arg(ShownUtf8(KindOf(*format).what), counted)
+                           : ShownUtf8(made.text));
   text_->setPlainText(ShownLines(FromUtf8(text)));
   EnableUnless(write_, made.ok() ? QString() : ShownUtf8(made.text));
 }

@@ -210,7 +210,7 @@ LibrarySnapshot SnapshotOf(const ZKLibDoc& library, const LibraryCriteria& crite
   const DataFile* driver = library.driver();
   if (driver && driver->synth->namesSeparate == 0 && !snapshot.rows.empty()) {
     snapshot.nameStart = NameStartOf(*driver->synth, snapshot.rows.front().bytes);
-    snapshot.nameLength = std::min<std::uint32_t>(driver->synth->nameLength, kMaxNameLength);
+    snapshot.nameLength = std::min<std::uint32_t>(+driver->synth->nameLength, kMaxNameLength);
   }
   return snapshot;
 }

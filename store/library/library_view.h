@@ -11,7 +11,7 @@
 
 namespace tonalith {
 
-// Which entries of a Library are listed, and which of those are selected: what a window shows, and what automation
+// Which entries of a Library are listed, and which of those are selected: what a list shows, and what automation
 // works on without one.  The document must outlive it; what it lists is made anew by Refresh.
 class LibraryView {
  public:

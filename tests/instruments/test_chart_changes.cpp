@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -117,8 +119,9 @@ TEST(ChartChanges, ReachTheBitsThatAreMeant) {
     std::vector<std::uint8_t> expected(16, 0x0F);
     expected[0] = 1;
     ASSERT_TRUE(instrument->RestoreMemory(expected)) << row.rows;
-    const auto changed = ParseHex(row.changed).value();
-    for (std::size_t i = 0; i + 1 < changed.size(); i += 2) expected[changed[i]] = changed[i + 1];
+    std::istringstream changed(row.changed);
+    for (unsigned byte = 0, value = 0; changed >> std::hex >> byte >> value;)
+      expected.at(byte) = static_cast<std::uint8_t>(value);
     instrument->OnBytes(ParseHex(row.sent).value(), 0);
     EXPECT_EQ(instrument->Memory(), expected) << row.rows << row.sent;
   }
