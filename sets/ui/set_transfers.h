@@ -43,6 +43,7 @@ class SetTransfers final {
     TransferDesk::Job handle;
     std::shared_ptr<SetReport> report;
     std::vector<int> components;
+    std::size_t arrived = 0;  // of a Get: how many have ended
     bool ended = false;
   };
 
