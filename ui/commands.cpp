@@ -263,6 +263,8 @@ constexpr CommandRow kCommandRows[] = {
      "Write the selected component as a file and link it to that file", kChild, false, "&Disk"},
     {CommandId::SetResolve, MenuId::Set, "&Resolve Links", "", "Take the data of all linked files into the Set itself",
      kChild, false, "&Disk"},
+    {CommandId::SetSettings, MenuId::Set, "Instrument &Settings...", "",
+     "Ports, device ID and MIDI channel of the selected component's instrument", kChild, false},
     {CommandId::MidiGet, MenuId::Midi, "&Get from Instrument", "Ctrl+G", "Request the active data from its instrument",
      kChild, false},
     {CommandId::MidiTransmit, MenuId::Midi, "&Send to Instrument", "Ctrl+T", "Send the active data to its instrument",

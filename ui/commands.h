@@ -158,6 +158,7 @@ enum class CommandId : int {
   SetViewList = 730,
   SetViewPanel = 731,
   SetViewTree = 732,
+  SetSettings = 733,
   UtilitiesCreator = 520,
   UtilitiesFileConversion = 519,
   UtilitiesController = 514,

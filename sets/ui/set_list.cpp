@@ -1,6 +1,7 @@
 #include "sets/ui/set_list.h"
 
 #include <QLocale>
+#include <array>
 
 #include "data/patch_names.h"
 #include "platform/text.h"
@@ -29,12 +30,17 @@ QVariant ComponentMarks(const ZKGrpDoc& set, int component) {
   return MarksOf(marks);
 }
 
+// Of the groups, in their order; None: banks and patches have their own.
+constexpr std::array<Glyph, kComponentGroups> kGroupGlyphs = {
+    Glyph::None,   Glyph::Multi,    Glyph::Settings, Glyph::Cable, Glyph::List,
+    Glyph::Effect, Glyph::Sequence, Glyph::Drum,     Glyph::None,  Glyph::Sample,
+    Glyph::Effect, Glyph::Tuning,   Glyph::Tuning,   Glyph::Cable, Glyph::Document};
+
 Glyph GlyphOfComponent(const ZKGrpDoc& set, int component) {
   if (set.StateOf(component).linked) return Glyph::Link;
-  const Synth& synth = *set.GetDataFile(component)->synth;
-  constexpr int kMulti = 3, kMultiBank = 4;
-  if (synth.dataKind == kMulti || synth.dataKind == kMultiBank) return Glyph::Multi;
-  return synth.isBank ? Glyph::Bank : Glyph::Patch;
+  const Glyph glyph = kGroupGlyphs[ComponentGroup(set, component)];
+  if (glyph != Glyph::None) return glyph;
+  return set.GetDataFile(component)->synth->isBank ? Glyph::Bank : Glyph::Patch;
 }
 
 QString SizeText(std::uint32_t bytes) {
@@ -42,6 +48,11 @@ QString SizeText(std::uint32_t bytes) {
 }
 
 }  // namespace
+
+std::size_t ComponentGroup(const ZKGrpDoc& set, int component) {
+  const int kind = set.GetDataFile(component)->synth->dataKind;
+  return kind >= 1 && kind <= 30 ? static_cast<std::size_t>((kind - 1) / 2) : kComponentGroups - 1;
+}
 
 QString ComponentState(const ZKGrpDoc& set, int component) {
   const EntryState state = set.StateOf(component);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <cstddef>
 
 #include "document/document.h"
 
@@ -42,6 +43,10 @@ class SetListModel final : public QAbstractTableModel {
   int rows_;
   int listener_;
 };
+
+// The kinds of data are in pairs, a single one and a bank of it: patches, multis and so on; the last is for the rest.
+inline constexpr std::size_t kComponentGroups = 15;
+std::size_t ComponentGroup(const ZKGrpDoc& set, int component);
 
 // What is known of the state of a component, in words: "Active", "Inactive, undefined".
 QString ComponentState(const ZKGrpDoc& set, int component);

@@ -1,5 +1,6 @@
 #include "sets/ui/set_pane.h"
 
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLocale>
 #include <QPushButton>
@@ -130,7 +131,7 @@ void SetPane::Show(int component) {
     EnableUnless(button, set_.Has(component) ? window_.RefusalOf(command) : tr("No component is selected."));
   QWidget* page = PageOf(component);
   if (pages_->currentWidget() != page) {
-    const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
+    const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(QApplication::focusWidget());
     pages_->setCurrentWidget(page);
     setFocusProxy(EditorOf(component) && EditorOf(component)->bank() == page ? page : page->findChild<QPushButton*>());
     if (focus) setFocus();

@@ -13,15 +13,10 @@ namespace tonalith {
 
 namespace {
 
-constexpr std::array<const char*, 15> kFolderNames = {
+constexpr std::array<const char*, kComponentGroups> kFolderNames = {
     "Patches", "Multis",  "Global", "MIDI",         "Patch Change Table",  "Effects",    "Sequences", "Drums",
     "Chords",  "Samples", "EQs",    "Microtunings", "Fractional Scalings", "Patch Bays", "Misc"};
 constexpr int kFewest = 4;  // components that stand in a folder
-
-std::size_t FolderOf(const ZKGrpDoc& set, int component) {
-  const int kind = set.GetDataFile(component)->synth->dataKind;
-  return kind >= 1 && kind <= 30 ? static_cast<std::size_t>((kind - 1) / 2) : kFolderNames.size() - 1;
-}
 
 QStandardItem* Heading(const QString& text, Glyph glyph) {
   auto* item = new QStandardItem(IconOf(glyph), text);
@@ -57,7 +52,7 @@ void SetTreeModel::Build() {
 void SetTreeModel::AddRun(int first, int last) {
   QStandardItem* instrument = Heading(ShownUtf8(set_.InstrumentOf(first)), Glyph::Keyboard);
   std::array<int, kFolderNames.size()> counts{};
-  for (int i = first; i < last; ++i) ++counts[FolderOf(set_, i)];
+  for (int i = first; i < last; ++i) ++counts[ComponentGroup(set_, i)];
   std::array<QStandardItem*, kFolderNames.size()> folders{};
   for (std::size_t folder = 0; folder < folders.size(); ++folder) {
     if (counts[folder] < kFewest) continue;
@@ -67,7 +62,7 @@ void SetTreeModel::AddRun(int first, int last) {
   for (int i = first; i < last; ++i) {
     auto* item = new QStandardItem;
     item->setData(i, kComponentRole);
-    QStandardItem* folder = folders[FolderOf(set_, i)];
+    QStandardItem* folder = folders[ComponentGroup(set_, i)];
     (folder ? folder : instrument)->appendRow(item);
     items_[static_cast<std::size_t>(i)] = item;
   }

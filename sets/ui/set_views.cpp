@@ -12,6 +12,7 @@
 #include "sets/ui/set_list.h"
 #include "sets/ui/set_tree.h"
 #include "store/sets/set_document.h"
+#include "ui/plain_text.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
 
@@ -30,7 +31,7 @@ class ViewOf : public Base, public SetView {
  public:
   ViewOf(const SetViewEvents& events, QWidget* parent) : Base(parent), events_(events) {
     this->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    this->setAccessibleName(SetListModel::tr("Components"));
+    SetAccessibleName(this, SetListModel::tr("Components"));
     this->setContextMenuPolicy(Qt::CustomContextMenu);
     this->setEditTriggers(QAbstractItemView::NoEditTriggers);
     this->setDragEnabled(true);

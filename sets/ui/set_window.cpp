@@ -1,6 +1,7 @@
 #include "sets/ui/set_window.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenu>
 #include <QSplitter>
@@ -11,11 +12,14 @@
 #include <utility>
 
 #include "bank/bank_document.h"
+#include "bank/ui/bank_inspector.h"
+#include "bank/ui/bank_list.h"
 #include "bank/ui/bank_window.h"
 #include "platform/path_resolver.h"
 #include "services/send_care.h"
 #include "services/settings.h"
 #include "sets/ui/set_pane.h"
+#include "sets/ui/set_texts.h"
 #include "sets/ui/set_views.h"
 #include "store/sets/set_document.h"
 #include "ui/command_glyphs.h"
@@ -30,11 +34,11 @@ namespace tonalith {
 
 namespace {
 
-constexpr CommandId kOwnCommands[] = {CommandId::SetGetAll,     CommandId::SetSendAll,  CommandId::SetActivate,
-                                      CommandId::SetInitialize, CommandId::SetClear,    CommandId::SetLoad,
-                                      CommandId::SetTakeOut,    CommandId::SetLoadLink, CommandId::SetSaveLink,
-                                      CommandId::SetResolve,    CommandId::MidiGet,     CommandId::MidiTransmit,
-                                      CommandId::BankSendAtOnce};
+constexpr CommandId kOwnCommands[] = {CommandId::SetGetAll,      CommandId::SetSendAll,  CommandId::SetActivate,
+                                      CommandId::SetInitialize,  CommandId::SetClear,    CommandId::SetLoad,
+                                      CommandId::SetTakeOut,     CommandId::SetLoadLink, CommandId::SetSaveLink,
+                                      CommandId::SetResolve,     CommandId::MidiGet,     CommandId::MidiTransmit,
+                                      CommandId::BankSendAtOnce, CommandId::FilePrint,   CommandId::SetSettings};
 
 bool IsOwn(CommandId command) {
   return std::find(std::begin(kOwnCommands), std::end(kOwnCommands), command) != std::end(kOwnCommands);
@@ -153,11 +157,14 @@ void TZKGrp::BuildTools() {
   AddTool(Glyph::Save, CommandId::FileSave, tr("Save"));
   for (const CommandId command :
        {CommandId::MidiGet, CommandId::MidiTransmit, CommandId::SetInitialize, CommandId::SetClear, CommandId::SetLoad,
-        CommandId::SetTakeOut, CommandId::SetLoadLink, CommandId::SetSaveLink, CommandId::SetResolve}) {
-    if (command == CommandId::SetInitialize || command == CommandId::SetLoad) tools_->AddLineToMore();
-    const QString text = command == CommandId::MidiGet        ? tr("Get Selected")
-                         : command == CommandId::MidiTransmit ? tr("Send Selected")
-                                                              : QString::fromLatin1(RowOf(command)->text);
+        CommandId::SetTakeOut, CommandId::SetLoadLink, CommandId::SetSaveLink, CommandId::SetResolve,
+        CommandId::EditCopyNames, CommandId::FilePrint, CommandId::SetSettings}) {
+    if (command == CommandId::SetInitialize || command == CommandId::SetLoad || command == CommandId::EditCopyNames)
+      tools_->AddLineToMore();
+    const QString text = command == CommandId::MidiGet         ? tr("Get Selected")
+                         : command == CommandId::MidiTransmit  ? tr("Send Selected")
+                         : command == CommandId::EditCopyNames ? tr("Copy as Text")
+                                                               : QString::fromLatin1(RowOf(command)->text);
     more_.emplace_back(command, tools_->AddToMore(GlyphOf(command), text, [this, command] { RunCommand(command); }));
   }
 }
@@ -174,7 +181,7 @@ void TZKGrp::BuildBody() {
   split_->setChildrenCollapsible(false);
   split_->setStretchFactor(1, 1);
   const int character = fontMetrics().averageCharWidth();
-  split_->setSizes({character * 50, character * 90});
+  split_->setSizes({character * 68, character * 72});
   connect(pane_, &SetPane::EditorChanged, this, &ZKWindow::StateChanged);
   connect(pane_, &SetPane::Say, this, [this](const QString& text) { Say(text); });
 }
@@ -196,7 +203,7 @@ SetViewEvents TZKGrp::ViewEvents() {
 void TZKGrp::ShowView(SetViewKind kind) {
   SetView* old = view_;
   const bool focus = old && old->widget()->hasFocus();
-  SetView* view = MakeSetView(kind, set_, ViewEvents(), split_);
+  SetView* view = MakeSetView(kind, set_, ViewEvents(), this);  // the splitter would give it a place of its own
   view->widget()->setMinimumWidth(fontMetrics().averageCharWidth() * 40);
   if (old)
     split_->replaceWidget(0, view->widget());
@@ -245,6 +252,10 @@ void TZKGrp::ShowQuickMenu(const QPoint& at) {
   for (const CommandId command : {CommandId::SetLoad, CommandId::SetTakeOut, CommandId::SetLoadLink,
                                   CommandId::SetSaveLink, CommandId::SetResolve})
     AddEntry(menu, command);
+  menu->addSeparator();
+  AddEntry(menu, CommandId::EditCopyNames, tr("Copy as Text"));
+  AddEntry(menu, CommandId::FilePrint);
+  AddEntry(menu, CommandId::SetSettings);
   menu->addSeparator();
   AddEntry(menu, CommandId::FileSave, tr("Save Set..."));
   AddEntry(menu, CommandId::FileSaveAs, tr("Save Set As..."));
@@ -317,6 +328,7 @@ void TZKGrp::Refresh() {
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
   header_->SetMark(Mark::Changed, set_.IsModified(), set_.path().empty() ? tr("in no file yet") : QString());
   header_->SetMark(Mark::Unsent, unsent > 0);
+  status_->setText(PlaceText());
   for (const auto& [command, button] : buttons_) {
     EnableUnless(button, RefusalOf(command));
     if (button->isCheckable()) button->setChecked(CommandChecked(command));
@@ -324,9 +336,13 @@ void TZKGrp::Refresh() {
   for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
 }
 
-void TZKGrp::Say(const QString& text) {
-  status_->setText(text);
-  DocumentWindow::Say(text);
+QString TZKGrp::PlaceText() const {
+  const int current = view_->GetCurSel();
+  const EntryState state = set_.StateOf(current);
+  const QString title = ShownUtf8(set_.TitleOf(current));
+  if (state.linked) return tr("%1 is a Linked File.").arg(title);
+  if (state.content == EntryContent::kDefined) return tr("%1 is stored in the Set").arg(title);
+  return tr("No link info available");
 }
 
 SearchField* TZKGrp::Search() const {
@@ -337,7 +353,7 @@ SearchField* TZKGrp::Search() const {
 InspectorContent TZKGrp::Inspect() {
   TZKBank* bank = pane_->bank();
   if (!bank) return {};
-  InspectorContent content = bank->Inspect();
+  InspectorContent content = InspectBank(bank->document(), bank->list()->CurrentPatch(), set_);
   const std::vector<int> patches = bank->SelectedPatches();
   const bool one = patches.size() == 1 || bank->document().PatchCount() == 1;
   if (one) links_.Describe(view_->GetCurSel(), patches.empty() ? 0 : patches.front(), &content);
@@ -388,7 +404,8 @@ QString TZKGrp::OneRefusal(CommandId command) const {
 }
 
 QString TZKGrp::OwnRefusal(CommandId command) const {
-  if (command == CommandId::BankSendAtOnce) return set_.IsEmpty() ? tr("The Set has no components.") : QString();
+  const bool always = command == CommandId::BankSendAtOnce || command == CommandId::FilePrint;
+  if (always) return set_.IsEmpty() ? tr("The Set has no components.") : QString();
   if (set_.IsBusy()) return ShownUtf8(set_.BusyReason());
   if (set_.IsEmpty()) return tr("The Set has no components.");
   const std::vector<int> chosen = Chosen();
@@ -414,8 +431,13 @@ QString TZKGrp::OwnRefusal(CommandId command) const {
   return chosen.empty() ? tr("No component is selected.") : QString();
 }
 
+// Names are those of the selected patches while the user works in the pane.
+bool TZKGrp::TakesOver(CommandId command) const {
+  return IsOwn(command) || (command == CommandId::EditCopyNames && !pane_->isAncestorOf(QApplication::focusWidget()));
+}
+
 bool TZKGrp::CommandEnabled(CommandId command) const {
-  if (IsOwn(command)) return OwnRefusal(command).isEmpty();
+  if (TakesOver(command)) return OwnRefusal(command).isEmpty();
   if (IsShared(command)) return DocumentWindow::CommandEnabled(command);
   if (IsView(command)) return true;
   if (view_->widget()->hasFocus()) {
@@ -427,7 +449,7 @@ bool TZKGrp::CommandEnabled(CommandId command) const {
 }
 
 QString TZKGrp::CommandRefusal(CommandId command) const {
-  if (IsOwn(command)) return OwnRefusal(command);
+  if (TakesOver(command)) return OwnRefusal(command);
   if (IsShared(command)) return DocumentWindow::CommandRefusal(command);
   const TZKBank* bank = pane_->bank();
   return bank ? bank->CommandRefusal(command) : tr("The selected component shows nothing that this works on.");
@@ -448,7 +470,7 @@ bool TZKGrp::CommandChecked(CommandId command) const {
 void TZKGrp::RunCommand(CommandId command) {
   emit TakeEdits();
   if (!CommandEnabled(command)) return;
-  if (IsOwn(command)) return RunOwn(command);
+  if (TakesOver(command)) return RunOwn(command);
   if (IsShared(command)) return DocumentWindow::RunCommand(command);
   if (IsView(command)) {
     ShowView(ViewKindOf(command));
@@ -498,6 +520,13 @@ void TZKGrp::RunOwn(CommandId command) {
       return TakeOut(command == CommandId::SetSaveLink);
     case CommandId::SetResolve:
       return Resolve();
+    case CommandId::SetSettings:
+      return context().ShowSettings(*set_.GetDataFile(Chosen().front()));
+    case CommandId::FilePrint:
+      return PrintSet(set_, context(), this);
+    case CommandId::EditCopyNames:
+      if (const QString said = CopyComponents(set_, Chosen(), context()); !said.isEmpty()) Say(said);
+      return;
     default:
       return;
   }

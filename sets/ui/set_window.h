@@ -74,7 +74,6 @@ class TZKGrp final : public DocumentWindow {
 
  protected:
   void DocumentChanged(const DocumentChange& change) override;
-  void Say(const QString& text) override;
   std::string WindowName() const override { return "Set"; }
   std::string SaveTitle() const override { return "Save Set As ?"; }
   QString TitleText() const override;
@@ -94,9 +93,13 @@ class TZKGrp final : public DocumentWindow {
   void SelectionChanged();
   void Refresh();
   QString ShownName() const;
+  // Where what the current component holds is kept.
+  QString PlaceText() const;
   // Why a command of the Set is off now; empty: it is on.
   QString OwnRefusal(CommandId command) const;
   QString OneRefusal(CommandId command) const;
+  // The Set does it, not the editor in the pane.
+  bool TakesOver(CommandId command) const;
   // The selected components, else the current one.
   std::vector<int> Chosen() const;
   void RunOwn(CommandId command);

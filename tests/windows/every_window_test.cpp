@@ -154,6 +154,7 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ASSERT_TRUE(parts().sets.OpenNew(*program_->studio()->instruments().front()));
     Settle();
     Look(frame().ActiveChild());
+    frame().RunCommand(CommandId::SetSettings);
     FirstStartPage first({}, *program_->studio(), *parts().studio.autoConfig());
     InstallFromDlg install(root_);
     ZKPatchSelector patch("Which patch?", 1, 1, 8);

@@ -1,6 +1,7 @@
 // The window of a Set: its components got, edited in the pane, saved, linked, and everything taken back.
 #include <QAbstractItemView>
 #include <QApplication>
+#include <QClipboard>
 #include <algorithm>
 #include <filesystem>
 
@@ -53,7 +54,7 @@ class SetWindow : public ProgramFixture {
 
 TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
   const std::string path = Path("Stra\u00dfe.pvs");
-  Start({"file " + path});
+  Start({"file " + path, "no", "yes"});
   TZKGrp* window = OpenSet("K4");
   ASSERT_TRUE(window);
   ZKGrpDoc& set = window->document();
@@ -76,7 +77,7 @@ TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
   const std::string name = bank->document().GetPatchName(0);
   EXPECT_TRUE(bank->document().Rename(0, "TWO").ok());
   EXPECT_EQ(set.UndoText(), "Rename") << "one entry of the Set's history";
-  EXPECT_EQ(window->view().widget()->model()->index(component, 0).data(kMarksRole), MarksOf(std::vector<Mark>{}))
+  EXPECT_EQ(window->view().widget()->model()->index(component, 0).data(kMarksRole), MarksOf({Mark::Unsent}))
       << "no file yet to differ from";
 
   window->RunCommand(CommandId::FileSave);
@@ -93,7 +94,10 @@ TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
   EXPECT_FALSE(set.IsModified());
   EXPECT_FALSE(set.IsChanged(component));
 
-  // A second Get brings back what the instrument has.
+  // A second Get brings back what the instrument has, when the user wants that.
+  window->RunCommand(CommandId::SetGetAll);
+  EXPECT_FALSE(set.IsBusy());
+  EXPECT_NE(LogText().find("1 patch was changed since it came from the instrument"), std::string::npos) << LogText();
   window->RunCommand(CommandId::MidiGet);
   ASSERT_TRUE(Free(window));
   EXPECT_EQ(bank->document().GetPatchName(0), name) << LogText();
@@ -112,6 +116,47 @@ TEST_F(SetWindow, IsGotEditedSavedAndOpenedAgain) {
   EXPECT_EQ(ShowBank(again)->document().GetPatchName(0), "TWO");
   EXPECT_TRUE(parts().files.OpenFile(path, 0));
   EXPECT_EQ(frame().ActiveChild(), again);
+}
+
+// What came stands as it is while the rest still comes; what the instrument does not have holds nothing up.
+TEST_F(SetWindow, ComponentsArriveOneByOneAndGoOutAsTextAndPaper) {
+  const std::string pdf = Path("\u00dcber.pdf");
+  Start({"file " + pdf, "ok"});
+  TZKGrp* window = OpenSet("TX81Z");
+  ASSERT_TRUE(window);
+  ZKGrpDoc& set = window->document();
+  window->RunCommand(CommandId::SetGetAll);
+  ASSERT_TRUE(WaitFor([&] { return !set.StateOf(0).busy; }, 10000));
+  EXPECT_TRUE(set.IsBusy() && set.StateOf(set.GetDataFileCount() - 1).busy);
+  ASSERT_TRUE(window->pane()->bank());
+  EXPECT_TRUE(SameContent(*window->pane()->bank()->dataFile(), *set.GetDataFile(0)));
+  for (int halfSeconds = 0; set.IsBusy() && halfSeconds < 120; ++halfSeconds) {
+    int unsent = 0;
+    for (int i = 0; i < set.GetDataFileCount(); ++i) unsent += set.unsent().Count(i);
+    ASSERT_EQ(unsent, 0) << "what comes is what the instrument has";
+    Free(window, 500);
+  }
+  ASSERT_FALSE(set.IsBusy()) << LogText();
+  int defined = 0;
+  for (int i = 0; i < set.GetDataFileCount(); ++i) defined += set.StateOf(i).content == EntryContent::kDefined;
+  EXPECT_EQ(defined, set.GetDataFileCount() - 3) << States(set);
+  EXPECT_EQ(set.StateOf(0).content, EntryContent::kDefined);
+
+  window->view().Select({0, 1, set.GetDataFileCount() - 1}, 0);
+  window->view().widget()->setFocus();
+  window->RunCommand(CommandId::EditCopyNames);
+  const QString text = QApplication::clipboard()->text();
+  EXPECT_TRUE(text.contains(FromUtf8(window->pane()->bank()->document().GetPatchName(31)))) << ToUtf8(text);
+  window->pane()->setFocus();
+  window->pane()->bank()->Select({4, 6});
+  window->RunCommand(CommandId::EditCopyNames);
+  EXPECT_EQ(QApplication::clipboard()->text().count('\n'), 2) << "of the bank that is worked on";
+  window->RunCommand(CommandId::FilePrint);
+  EXPECT_TRUE(FileExists(pdf)) << LogText();
+  window->view().widget()->setFocus();
+  window->view().SetCurSel(set.GetDataFileCount() - 1);
+  window->RunCommand(CommandId::EditCopyNames);
+  EXPECT_NE(LogText().find("No active data files have been selected. Cancelling."), std::string::npos) << LogText();
 }
 
 TEST_F(SetWindow, ComponentsAreInitializedClearedSwitchedOffAndLinked) {
@@ -353,7 +398,7 @@ TEST_F(SetWindow, ChangesGoAtOnceWhenWanted) {
   EXPECT_EQ(unsent(), only(1));
   bank->RunCommand(CommandId::BankSendAtOnce);
   EXPECT_TRUE(window->CommandChecked(CommandId::BankSendAtOnce)) << "the Set's, from the pane too";
-  EXPECT_TRUE(window->windowTitle().endsWith(QStringLiteral("[Synchronized]"))) << ToUtf8(window->windowTitle());
+  EXPECT_TRUE(window->windowTitle().contains(QStringLiteral("[Synchronized]"))) << ToUtf8(window->windowTitle());
   const int jobs = program_->program()->desk().totals().jobs;
   change(3);
   change(5);
@@ -371,7 +416,7 @@ TEST_F(SetWindow, ChangesGoAtOnceWhenWanted) {
 
 // A Get of a bank from the pane and one of the Set shut each other out; closing asks and ends both.
 TEST_F(SetWindow, TransfersOfPaneAndSetExcludeEachOther) {
-  Start({"no", "yes", "no", "ok", "ok"}, {});
+  Start({"yes", "yes", "no", "yes", "no"}, {});
   TZKGrp* window = OpenSet("K4");
   ASSERT_TRUE(window);
   ZKGrpDoc& set = window->document();
