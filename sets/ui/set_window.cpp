@@ -181,7 +181,7 @@ void TZKGrp::BuildBody() {
   split_->setChildrenCollapsible(false);
   split_->setStretchFactor(1, 1);
   const int character = fontMetrics().averageCharWidth();
-  split_->setSizes({character * 68, character * 72});
+  split_->setSizes({character * 62, character * 78});
   connect(pane_, &SetPane::EditorChanged, this, &ZKWindow::StateChanged);
   connect(pane_, &SetPane::Say, this, [this](const QString& text) { Say(text); });
 }
