@@ -3,6 +3,7 @@
 #include <QDropEvent>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QListView>
 #include <QMimeData>
 #include <QTreeView>
@@ -13,12 +14,16 @@
 #include "sets/ui/set_tree.h"
 #include "store/sets/set_document.h"
 #include "ui/plain_text.h"
+#include "ui/style/document_header.h"
+#include "ui/style/icons.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
 
 namespace tonalith {
 
 namespace {
+
+constexpr QSize kPanelPicture = DocumentHeader::kPicture * 2;
 
 int ComponentOf(const QModelIndex& index) {
   const QVariant number = index.data(kComponentRole);
@@ -114,8 +119,23 @@ class ZKGroupCustomCtl final : public ViewOf<QListView> {
     DressList(this)->SetMarkPlaces(2);
     setUniformItemSizes(true);
     setSpacing(1);
+    picture_->setAlignment(Qt::AlignCenter);
+    const QString instrument = ShownUtf8(set.InstrumentOf(0));
+    picture_->setPixmap(InstrumentPicture(instrument.section(QLatin1Char(' '), 0, 0),
+                                          instrument.section(QLatin1Char(' '), 1), kPanelPicture, devicePixelRatioF()));
+    SetAccessibleName(picture_, instrument);
+    setViewportMargins(0, kPanelPicture.height() + 2 * kGap, 0, 0);
   }
   QModelIndex IndexOf(int component) const override { return model()->index(component, 0); }
+
+ protected:
+  void resizeEvent(QResizeEvent* event) override {
+    ViewOf::resizeEvent(event);
+    picture_->setGeometry(0, 0, width(), kPanelPicture.height() + 2 * kGap);
+  }
+
+ private:
+  QLabel* picture_ = new QLabel(this);  // of the instrument, above the tiles
 };
 
 class ZKGroupTreeCtl final : public ViewOf<QTreeView> {
