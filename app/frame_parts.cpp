@@ -58,6 +58,7 @@ FrameParts::FrameParts(const FrameContext& context)
   });
   windowContext.SetShowData(
       [this](DataFilePtr data, const std::string& originName) { studio.OpenData(std::move(data), true, originName); });
+  windowContext.SetShowSettings([this](const DataFile& data) { studio.ShowSettings(data); });
   RegisterDocumentKinds(frame, transfers.files(), registry, documents, recognised);
   RegisterFileActions(frame, studio, desktops, registry);
   RegisterDesktopWindows(desktops, monitors, studio);

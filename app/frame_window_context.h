@@ -42,6 +42,9 @@ class FrameWindowContext final : public WindowContext {
   void SetShowData(std::function<void(DataFilePtr data, const std::string& originName)> show) {
     show_ = std::move(show);
   }
+  void ShowSettings(const DataFile& data) override { showSettings_(data); }
+  // Who shows the settings of instruments; to be said once.
+  void SetShowSettings(std::function<void(const DataFile& data)> show) { showSettings_ = std::move(show); }
   void UpdateFromStudio(DataFile* dataFile) override;
   TransferDesk::Job Transfer(DeskRequest request) override;
   SendCare& sendCare() override { return sendCare_; }
@@ -56,6 +59,7 @@ class FrameWindowContext final : public WindowContext {
   SendCare sendCare_;
   std::unique_ptr<PatchPlayer> player_;  // made when it is first asked for
   std::function<void(DataFilePtr data, const std::string& originName)> show_;
+  std::function<void(const DataFile& data)> showSettings_;
 };
 
 }  // namespace tonalith

@@ -16,11 +16,13 @@
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
+#include "script/transfer_engine.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "services/settings.h"
 #include "studio/new_data.h"
 #include "studio/ui/connected_dialog.h"
+#include "studio/ui/instrument_settings.h"
 #include "studio/ui/studio_window.h"
 #include "ui/instrument_window.h"
 #include "ui/qt_text.h"
@@ -120,6 +122,17 @@ std::vector<OpenDocument> StudioCommands::OpenDocuments() {
 }
 
 // ---- data of its instruments ----------------------------------------------------------------------------------------
+
+void StudioCommands::ShowSettings(const DataFile& data) {
+  ZKDrvList* instrument = frame_.studio.GetInstrumentDrvList(frame_.studio.DriverOf(&data));
+  if (!instrument) {
+    const std::string name = Latin1ToUtf8(TransferInstrumentName(data));
+    frame_.prompts().Say("Instrument Settings", "The " + name + " is not in the studio.");
+    return;
+  }
+  InstrumentSettingsDlg dialog(frame_.studio, instrument, *this, &frame_.window);
+  if (dialog.exec() == QDialog::Accepted) Refresh();
+}
 
 InstrumentWindow* StudioCommands::OpenData(DataFilePtr dataFile, bool unsaved, const std::string& originName) {
   auto document = std::make_unique<ZKBankDoc>(std::move(dataFile));

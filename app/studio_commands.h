@@ -40,6 +40,8 @@ class StudioCommands final : public QObject, public StudioWindowHost {
   // A window on data without a file of its own.  `unsaved`: it is nowhere else, closing the window has to ask.
   // `originName`: the name of the file it was taken out of.
   InstrumentWindow* OpenData(DataFilePtr dataFile, bool unsaved = false, const std::string& originName = {});
+  // Ports and channels of the instrument of the data; says so when the studio does not have it.
+  void ShowSettings(const DataFile& data);
   AutoSenseSearch& autoSense() { return *autoSense_; }
   // Searches for all instruments, in a window of its own.
   void ShowConnected() override;

@@ -237,8 +237,8 @@ std::shared_ptr<Transfer> TransferEngine::Create(const TransferRequest& request,
   context.inPortName = transfer->inPortName_;
   context.outPortName = transfer->outPortName_;
   context.quiet = request.quiet;
-  context.hasIoWindow =
-      !request.quiet && request.showWindow && request.observer && request.operation == TransferOperation::kReceive;
+  context.hasIoWindow = !request.quiet && request.showWindow && request.patience.forUser && request.observer &&
+                        request.operation == TransferOperation::kReceive;
   context.expectedBytes = synth.fileSize;
   if (!request.quiet && request.observer) ShowMessagesOf(transfer);
   std::lock_guard guard(mutex_);

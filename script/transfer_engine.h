@@ -55,6 +55,7 @@ struct GetOptions {
 struct TransferPatience {
   int extraAttempts = -1;     // at a piece that failed; -1: as the preferences say
   std::int64_t answerMs = 0;  // silence before an answer counts as missing; 0: as the data type says
+  bool forUser = true;        // what a window shows is waited for until the user gives up, or the first of it came
 };
 
 // Another place than the one the DataFile names, for one transfer; the DataFile keeps its own.

@@ -45,6 +45,7 @@ constexpr auto kCommandGlyphs = std::to_array<std::pair<CommandId, Glyph>>({
     {CommandId::SetLoadLink, Glyph::Link},
     {CommandId::SetSaveLink, Glyph::Link},
     {CommandId::SetResolve, Glyph::Link},
+    {CommandId::SetSettings, Glyph::Settings},
     {CommandId::FileNewLibrary, Glyph::Tag},
     {CommandId::LibraryAddFiles, Glyph::Add},
     {CommandId::LibraryAddFolder, Glyph::Folder},

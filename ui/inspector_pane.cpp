@@ -221,7 +221,8 @@ void InspectorPane::BuildRow(QVBoxLayout* column, const InspectorRow& row) {
     SetSecondaryText(label);
     label->setFixedWidth(fontMetrics().averageCharWidth() * kLabelCharacters);
     line->addWidget(label, 0, row.kind == InspectorRow::Kind::Lines ? Qt::AlignTop : Qt::AlignVCenter);
-    line->addWidget(value, 1);
+    // Links are as wide as their texts.
+    line->addWidget(value, 1, row.link ? Qt::AlignLeft | Qt::AlignVCenter : Qt::Alignment());
     column->addLayout(line);
   }
   fields_.push_back(std::move(field));

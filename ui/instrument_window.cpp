@@ -84,7 +84,8 @@ void InstrumentWindow::StudioChanged() {
 // ---- transfers ------------------------------------------------------------------------------------------------------
 
 void InstrumentWindow::StartGet(std::vector<std::uint8_t> patches) {
-  if (document().IsBusy() || !MayReplace(patches) || document().IsBusy()) return;
+  if (document().IsBusy() || !AskToReplace(context(), CountUnsent(patches), WindowName()) || document().IsBusy())
+    return;
   context().UpdateFromStudio(dataFile());
   patches_ = std::move(patches);
   DeskRequest request = DeskRequest::Of(DeskStep::Kind::kGet, dataFile());
@@ -102,24 +103,6 @@ void InstrumentWindow::StartTransmit(std::vector<std::uint8_t> patches) {
   patches_ = wishes.patches;
   report_ = std::make_shared<CarefulSendReport>();
   Start(false, MakeCarefulSend(dataFile(), wishes, care.history(), report_));
-}
-
-// Undo would bring it back, but nobody who works on a bank expects a Get to be what is undone.
-bool InstrumentWindow::MayReplace(const std::vector<std::uint8_t>& patches) {
-  const int unsent = CountUnsent(patches);
-  if (unsent == 0) return true;
-  MessagePrompt prompt;
-  prompt.title = WindowName();
-  prompt.text = unsent == 1
-                    ? "1 patch was changed since it came from the instrument or was sent.  What comes now takes "
-                      "its place; Undo brings it back.\n\nGet it all the same?"
-                    : std::to_string(unsent) +
-                          " patches were changed since they came from the instrument or were sent.  What comes "
-                          "now takes their place; Undo brings them back.\n\nGet them all the same?";
-  prompt.buttons = PromptButtons::YesNo;
-  prompt.icon = PromptIcon::Warning;
-  prompt.labels = {"Get", "Cancel"};
-  return context().prompts().Message(prompt) == PromptAnswer::Yes;
 }
 
 void InstrumentWindow::Start(bool get, DeskRequest request) {

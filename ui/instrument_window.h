@@ -61,7 +61,6 @@ class InstrumentWindow : public DocumentWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  bool MayReplace(const std::vector<std::uint8_t>& patches);
   void Start(bool get, DeskRequest request);
   void Export(bool midiFile);
   void Happened(const DeskEvent& event);

@@ -24,4 +24,20 @@ bool AskToKeep(WindowContext& context, const DataFile& data, const std::string& 
   return answer == PromptAnswer::Yes || answer == PromptAnswer::No;
 }
 
+bool AskToReplace(WindowContext& context, int unsent, const std::string& title) {
+  if (unsent == 0) return true;
+  MessagePrompt prompt;
+  prompt.title = title;
+  prompt.text = unsent == 1
+                    ? "1 patch was changed since it came from the instrument or was sent.  What comes now takes "
+                      "its place; Undo brings it back.\n\nGet it all the same?"
+                    : std::to_string(unsent) +
+                          " patches were changed since they came from the instrument or were sent.  What comes "
+                          "now takes their place; Undo brings them back.\n\nGet them all the same?";
+  prompt.buttons = PromptButtons::YesNo;
+  prompt.icon = PromptIcon::Warning;
+  prompt.labels = {"Get", "Cancel"};
+  return context.prompts().Message(prompt) == PromptAnswer::Yes;
+}
+
 }  // namespace tonalith

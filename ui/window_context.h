@@ -56,6 +56,9 @@ class WindowContext {
   // Shows data in a window of its own.  `originName`: of what it was taken out of.
   virtual void ShowData(DataFilePtr data, const std::string& originName) = 0;
 
+  // Lets the user change ports and channels of the instrument of the data, for all windows.
+  virtual void ShowSettings(const DataFile& data) = 0;
+
   // Gives data the ports and channels that its instrument has in the studio now.
   virtual void UpdateFromStudio(DataFile* dataFile) = 0;
   // Starts a transfer at the desk and shows its windows and sentences.  A request that is refused has ended when this

@@ -73,7 +73,7 @@ InspectorSection About(ZKBankDoc& bank, int patch) {
   return section;
 }
 
-InspectorSection Origin(const ZKBankDoc& bank) {
+InspectorSection Origin(const ZKBankDoc& bank, const Document& holder) {
   InspectorSection section{Words("Where it comes from"), {}};
   section.rows.push_back(Shown(Words("Instrument"), ShownUtf8(bank.InstrumentName())));
   section.rows.push_back(Shown(Words("Type"), ShownUtf8(bank.TypeName())));
@@ -81,21 +81,21 @@ InspectorSection Origin(const ZKBankDoc& bank) {
     section.rows.push_back(
         Shown(Words("Received"), QLocale().toString(QDateTime::fromSecsSinceEpoch(stamp), QLocale::ShortFormat)));
   }
-  if (!bank.path().empty()) {
-    section.rows.push_back(Shown(Words("File"), ShownUtf8(bank.FileName())));
-    section.rows.back().tip = ShownUtf8(bank.path());
+  if (!holder.path().empty()) {
+    section.rows.push_back(Shown(Words("File"), ShownUtf8(holder.FileName())));
+    section.rows.back().tip = ShownUtf8(holder.path());
   } else {
-    section.rows.push_back(Shown(Words("File"), bank.OriginName().empty()
+    section.rows.push_back(Shown(Words("File"), holder.OriginName().empty()
                                                     ? Words("not saved yet")
-                                                    : Words("taken out of %1").arg(ShownUtf8(bank.OriginName()))));
+                                                    : Words("taken out of %1").arg(ShownUtf8(holder.OriginName()))));
   }
   return section;
 }
 
 // Newest first; a step is a way back, and forth again, to the state after it.
-InspectorSection Steps(ZKBankDoc& bank) {
+InspectorSection Steps(Document& holder) {
   InspectorSection section{Words("History of this session"), {}};
-  const History& history = bank.history();
+  const History& history = holder.history();
   const std::size_t position = history.Position();
   const std::size_t from = std::min(history.Count(), std::max(position + 2, kHistoryShown));
   for (std::size_t i = from; i > 0 && section.rows.size() < kHistoryShown; --i) {
@@ -103,7 +103,7 @@ InspectorSection Steps(ZKBankDoc& bank) {
     InspectorRow row = Shown({}, i > position ? Words("%1 (undone)").arg(name) : name);
     if (i != position) {
       row.tip = i > position ? Words("Do this again") : Words("Go back to the state after this");
-      row.link = [&bank, i] { bank.GoTo(i); };
+      row.link = [&holder, i] { holder.GoTo(i); };
     }
     section.rows.push_back(std::move(row));
   }
@@ -113,7 +113,7 @@ InspectorSection Steps(ZKBankDoc& bank) {
 
 }  // namespace
 
-InspectorContent InspectBank(ZKBankDoc& bank, int patch) {
+InspectorContent InspectBank(ZKBankDoc& bank, int patch, Document& holder) {
   InspectorContent content;
   const bool one = bank.PatchCount() == 1;
   const QString name = patch >= 0 ? ShownLatin1(bank.GetPatchName(patch)) : QString();
@@ -126,8 +126,8 @@ InspectorContent InspectBank(ZKBankDoc& bank, int patch) {
   content.subtitle =
       patch < 0 || one ? ShownUtf8(bank.Title()) : Words("%1 of %2").arg(ShownLatin1(bank.NumberText(patch)), whole);
   if (patch >= 0 && bank.IsPatchDefined(patch) && !bank.IsBusy()) content.sections.push_back(About(bank, patch));
-  content.sections.push_back(Origin(bank));
-  content.sections.push_back(Steps(bank));
+  content.sections.push_back(Origin(bank, holder));
+  content.sections.push_back(Steps(holder));
   return content;
 }
 

@@ -139,6 +139,18 @@ void ZKBankListCtrl::PaintPatches(QPainter* painter, const QRect& place) {
     if (CellOf(i).intersects(place)) Paint(painter, i);
 }
 
+// Behind the name, where there is room for it.
+void ZKBankListCtrl::PaintAside(QPainter* painter, const QString& text, const QRect& name, int used) const {
+  constexpr int kLeast = 40;
+  if (text.isEmpty() || name.width() - used < kLeast) return;
+  const QRect at(name.left() + used, name.top(), name.width() - used, name.height());
+  painter->setFont(font());
+  painter->setPen(ColourOf(Shade::Secondary));
+  painter->drawText(QStyle::visualRect(layoutDirection(), name, at),
+                    static_cast<int>(Qt::AlignLeading | Qt::AlignVCenter) | Qt::TextSingleLine,
+                    fontMetrics().elidedText(text, Qt::ElideRight, at.width()));
+}
+
 void ZKBankListCtrl::Paint(QPainter* painter, int place) const {
   const int patch = PatchOf(place);
   const QModelIndex number = bankModel()->index(patch, BankListModel::kNumber);
@@ -169,8 +181,10 @@ void ZKBankListCtrl::Paint(QPainter* painter, int place) const {
   painter->setFont(shown);
   painter->setPen(ColourOf(quiet ? Shade::Secondary : Shade::Text));
   const QRect at = NameIn(cell);
+  const QString text = name.data().toString();
   painter->drawText(at, static_cast<int>(Qt::AlignLeading | Qt::AlignVCenter) | Qt::TextSingleLine,
-                    QFontMetrics(shown).elidedText(name.data().toString(), Qt::ElideRight, at.width()));
+                    QFontMetrics(shown).elidedText(text, Qt::ElideRight, at.width()));
+  PaintAside(painter, name.data(kAsideRole).toString(), at, QFontMetrics(shown).horizontalAdvance(text) + kGap);
   if (hasFocus() && name == currentIndex()) {
     painter->setBrush(Qt::NoBrush);
     painter->setPen(ColourOf(Shade::Accent));

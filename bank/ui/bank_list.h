@@ -29,6 +29,7 @@ class ZKBankListCtrl final : public BankPatchView {
 
  private:
   void Paint(QPainter* painter, int place) const;
+  void PaintAside(QPainter* painter, const QString& text, const QRect& name, int used) const;
 
   int numberWidth_ = 0;
   int leastWidth_ = 0;  // of a column

@@ -68,8 +68,10 @@ QVariant BankListModel::Marks(int patch) const {
 QString BankListModel::Spoken(int patch) const {
   const QString name = IsDefined(patch) ? index(patch, kName).data().toString() : tr("holds nothing yet");
   const QString text = ShownLatin1(document_.NumberText(patch)) + QLatin1Char(' ') + name;
-  const QString marks = MarksText(MarksIn(Marks(patch)));
-  return marks.isEmpty() ? text : text + QStringLiteral(", ") + marks;
+  QStringList parts{text};
+  for (const QString& more : {MarksText(MarksIn(Marks(patch))), Note(patch)})
+    if (!more.isEmpty()) parts << more;
+  return parts.join(QStringLiteral(", "));
 }
 
 QVariant BankListModel::data(const QModelIndex& index, int role) const {
@@ -83,8 +85,9 @@ QVariant BankListModel::data(const QModelIndex& index, int role) const {
     case Qt::TextAlignmentRole:
       return index.column() == kNumber ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case Qt::ToolTipRole: {
-      const QString marks = MarksText(MarksIn(Marks(patch)));
-      return marks.isEmpty() ? QVariant() : ToolTipText(marks);
+      QStringList parts{MarksText(MarksIn(Marks(patch))), Note(patch)};
+      parts.removeAll(QString());
+      return parts.isEmpty() ? QVariant() : ToolTipText(parts.join(QLatin1Char('\n')));
     }
     case Qt::AccessibleTextRole:
       return Spoken(patch);
@@ -92,6 +95,8 @@ QVariant BankListModel::data(const QModelIndex& index, int role) const {
       return index.column() == kNumber;
     case kQuietRole:
       return !IsDefined(patch);
+    case kAsideRole:
+      return index.column() == kName ? QVariant(Note(patch)) : QVariant();
     case kMarksRole:
       return index.column() == kName ? Marks(patch) : QVariant();
     default:

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <functional>
+#include <utility>
 
 #include "data/data_records.h"
 
@@ -19,6 +21,8 @@ class BankListModel final : public QAbstractTableModel {
   explicit BankListModel(ZKBankDoc& document, QObject* parent = nullptr);
   // Names are those of this data, which is about to become the document's; null: the document's own.
   void ShowSoFar(DataFilePtr data);
+  // What is said of a patch beside its name; empty: nothing.
+  void SetNotes(std::function<QString(int patch)> notes) { notes_ = std::move(notes); }
   ~BankListModel() override;
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -37,9 +41,11 @@ class BankListModel final : public QAbstractTableModel {
   bool IsDefined(int patch) const;
   QVariant Marks(int patch) const;
   QString Spoken(int patch) const;
+  QString Note(int patch) const { return notes_ ? notes_(patch) : QString(); }
 
   ZKBankDoc& document_;
   DataFilePtr soFar_;
+  std::function<QString(int patch)> notes_;
   int rows_ = 0;
   int listener_ = 0;
 };

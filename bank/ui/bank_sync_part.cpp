@@ -1,9 +1,7 @@
 #include "bank/ui/bank_sync_part.h"
 
-#include <utility>
-
 #include "bank/ui/bank_window.h"
-#include "services/send_care.h"
+#include "services/careful_send.h"
 #include "ui/plain_text.h"
 
 namespace tonalith {
@@ -14,7 +12,7 @@ constexpr int kQuietMs = 300;  // a run of changes is one transfer
 
 }  // namespace
 
-BankSyncPart::BankSyncPart(TZKBank& window) : window_(window) {
+BankSyncPart::BankSyncPart(TZKBank& window) : window_(window), send_(window.context()) {
   wait_.setSingleShot(true);
   connect(&wait_, &QTimer::timeout, this, &BankSyncPart::SendWaiting);
   window.document().sync().SetSender(this);
@@ -56,7 +54,7 @@ void BankSyncPart::Run(CommandId) {
 }
 
 void BankSyncPart::DocumentChanged() {
-  if (late_ && !job_ && !window_.document().IsBusy()) SynchronizeSoon();
+  if (late_ && !send_.IsRunning() && !window_.document().IsBusy()) SynchronizeSoon();
 }
 
 void BankSyncPart::SynchronizeSoon() {
@@ -64,49 +62,27 @@ void BankSyncPart::SynchronizeSoon() {
 }
 
 void BankSyncPart::SendWaiting() {
-  late_ = job_ || window_.document().IsBusy();
+  late_ = send_.IsRunning() || window_.document().IsBusy();
   if (!late_) window_.document().sync().Synchronize(true);
 }
 
 bool BankSyncPart::SendPatches(const std::vector<std::uint8_t>& patches) {
-  WindowContext& context = window_.context();
-  std::shared_ptr<DataFile> copy(DupForUser(window_.dataFile()), DataFileDeleter());
-  if (!copy) return false;
-  context.UpdateFromStudio(copy.get());
-  SendCare& care = context.sendCare();
-  CarefulSend wishes = care.WishesFor(*copy, patches);
-  // Nobody can be asked at each change: what is there is not lost.
-  if (care.Keeps(*copy) == KeepBeforeSend::kAskFirst) wishes.keep = CanBeAskedFor(*copy);
-  report_ = std::make_shared<CarefulSendReport>();
   patches_ = patches;
   sounds_ = window_.document().Sounds();
-  DeskRequest request = MakeCarefulSend(std::move(copy), wishes, care.history(), report_);
-  request.showWindow = 0;
-  request.interrupts = false;
-  request.receiver = &receiver_;
-  request.observer = [this](const DeskEvent& event) {
-    if (event.job == job_ && event.kind == DeskEvent::Kind::kState && event.state == DeskState::kEnded)
-      Ended(event.result);
-  };
-  job_ = context.Transfer(std::move(request));
-  if (!job_->Ended()) return true;
-  window_.Say(tr("Not sent: %1").arg(ShownUtf8(job_->result().sentence)));
-  job_.reset();
-  return false;
+  const Result started = send_.Start(*window_.dataFile(), patches, [this](const QuietSend::End& end) { Ended(end); });
+  if (!started.ok()) window_.Say(tr("Not sent: %1").arg(ShownUtf8(started.text)));
+  return started.ok();
 }
 
-void BankSyncPart::Ended(const DeskResult& result) {
-  job_.reset();
+void BankSyncPart::Ended(const QuietSend::End& end) {
   ZKBankDoc& bank = window_.document();
-  if (report_->kept.number != 0) window_.context().sendCare().HistoryChanged();
-  const std::vector<std::uint8_t> taken = TakenPatches(bank.synth(), patches_, *report_, result.ok);
   std::vector<std::uint8_t> left = patches_;
-  for (std::size_t i = 0; i < left.size() && i < taken.size(); ++i)
-    if (taken[i]) left[i] = 0;
-  if (!taken.empty()) bank.WasSent(taken, sounds_);
-  bank.NoteLeft(patches_, result);
+  for (std::size_t i = 0; i < left.size() && i < end.taken.size(); ++i)
+    if (end.taken[i]) left[i] = 0;
+  if (!end.taken.empty()) bank.WasSent(end.taken, sounds_);
+  bank.NoteLeft(patches_, end.result);
   bank.sync().NotSent(left);
-  if (!result.ok) window_.Say(tr("Not sent: %1").arg(ShownUtf8(result.sentence)));
+  if (!end.result.ok) window_.Say(tr("Not sent: %1").arg(ShownUtf8(end.result.sentence)));
   if (late_) SynchronizeSoon();
 }
 

@@ -3,14 +3,11 @@
 #include <QObject>
 #include <QTimer>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "bank/bank_sync.h"
 #include "bank/ui/bank_part.h"
-#include "platform/jobs.h"
-#include "services/careful_send.h"
-#include "services/transfer_desk.h"
+#include "ui/quiet_send.h"
 
 namespace tonalith {
 
@@ -35,17 +32,15 @@ class BankSyncPart final : public QObject, public BankWindowPart, public BankSen
 
  private:
   void SendWaiting();
-  void Ended(const DeskResult& result);
+  void Ended(const QuietSend::End& end);
 
   TZKBank& window_;
   QTimer wait_;        // from a change to the transfer
   bool late_ = false;  // it was over while nothing could be sent
-  TransferDesk::Job job_;
-  Receiver receiver_;
-  // Of the job.
-  std::shared_ptr<CarefulSendReport> report_;
+  // Of the transfer.
   std::vector<std::uint8_t> patches_;
   std::vector<std::uint64_t> sounds_;
+  QuietSend send_;
 };
 
 }  // namespace tonalith

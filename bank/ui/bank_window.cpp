@@ -372,7 +372,7 @@ void TZKBank::RefreshTools() {
 }
 
 InspectorContent TZKBank::Inspect() {
-  return InspectBank(bank_, list_ ? list_->CurrentPatch() : -1);
+  return InspectBank(bank_, list_ ? list_->CurrentPatch() : -1, bank_);
 }
 
 // ---- commands -------------------------------------------------------------------------------------------------------

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <QString>
 #include <functional>
 #include <string>
 
+#include "data/data_records.h"
+
 #include "document/document.h"
+#include "platform/result.h"
 
 class QWidget;
 
@@ -20,9 +24,15 @@ class ZKWindow;
 // save and to undo are the Set's.
 class SetEditor final {
  public:
-  // `window`: the Set's.  `say`: a sentence for the user.
-  SetEditor(ZKGrpDoc& set, int component, WindowContext& context, ZKWindow& window, QWidget* parent,
-            std::function<void(const std::string& sentence)> say);
+  struct Host {
+    std::function<void(const std::string& sentence)> say;
+    // What was made of a component goes into the Set.
+    std::function<Result(int component, DataFilePtr data, const std::string& name)> put;
+    // What is said of a patch beside its name; empty: nothing.
+    std::function<QString(int component, int patch)> note;
+  };
+  // `window`: the Set's.
+  SetEditor(ZKGrpDoc& set, int component, WindowContext& context, ZKWindow& window, QWidget* parent, const Host& host);
   // Ends its transfer; the window inside goes with it.
   ~SetEditor();
   SetEditor(const SetEditor&) = delete;
@@ -33,18 +43,20 @@ class SetEditor final {
   bool IsBusy() const { return busy_; }
   // The Set changed; `everything`, or this component.
   void Follow();
+  // What is said of the patches is something else now.
+  void RenewNotes();
   // Somebody else works on the Set.
   void SetLocked(bool locked);
-  // The instrument holds what the component does.
-  void InstrumentHolds();
 
  private:
   void Changed(const DocumentChange& change);
-  void Take();
+  // `arrived`: from the instrument, whose other data goes by its numbers.
+  void Take(bool arrived);
+  void FollowContent();
 
   ZKGrpDoc& set_;
   int component_;
-  std::function<void(const std::string& sentence)> say_;
+  Host host_;
   TZKBank* bank_;
   ZKBankDoc& document_;
   int listener_ = 0;

@@ -1,12 +1,10 @@
 #include "sets/ui/set_list.h"
 
-#include <QDropEvent>
-#include <QHeaderView>
-#include <QKeyEvent>
 #include <QLocale>
-#include <QMimeData>
-#include <algorithm>
+#include <array>
 
+#include "data/patch_names.h"
+#include "platform/text.h"
 #include "store/sets/set_document.h"
 #include "ui/plain_text.h"
 #include "ui/style/icons.h"
@@ -15,6 +13,8 @@
 namespace tonalith {
 
 namespace {
+
+constexpr qsizetype kMostTileText = 24;
 
 QVariant ComponentMarks(const ZKGrpDoc& set, int component) {
   const EntryState state = set.StateOf(component);
@@ -25,15 +25,22 @@ QVariant ComponentMarks(const ZKGrpDoc& set, int component) {
     marks.push_back(Mark::Missing);
   else if (state.content == EntryContent::kUndefined)
     marks.push_back(Mark::Undefined);
+  else if (set.unsent().Count(component) > 0)
+    marks.push_back(Mark::Unsent);
   return MarksOf(marks);
 }
 
+// Of the groups, in their order; None: banks and patches have their own.
+constexpr std::array<Glyph, kComponentGroups> kGroupGlyphs = {
+    Glyph::None,   Glyph::Multi,    Glyph::Settings, Glyph::Cable, Glyph::List,
+    Glyph::Effect, Glyph::Sequence, Glyph::Drum,     Glyph::None,  Glyph::Sample,
+    Glyph::Effect, Glyph::Tuning,   Glyph::Tuning,   Glyph::Cable, Glyph::Document};
+
 Glyph GlyphOfComponent(const ZKGrpDoc& set, int component) {
   if (set.StateOf(component).linked) return Glyph::Link;
-  const Synth& synth = *set.GetDataFile(component)->synth;
-  constexpr int kMulti = 3, kMultiBank = 4;
-  if (synth.dataKind == kMulti || synth.dataKind == kMultiBank) return Glyph::Multi;
-  return synth.isBank ? Glyph::Bank : Glyph::Patch;
+  const Glyph glyph = kGroupGlyphs[ComponentGroup(set, component)];
+  if (glyph != Glyph::None) return glyph;
+  return set.GetDataFile(component)->synth->isBank ? Glyph::Bank : Glyph::Patch;
 }
 
 QString SizeText(std::uint32_t bytes) {
@@ -41,6 +48,11 @@ QString SizeText(std::uint32_t bytes) {
 }
 
 }  // namespace
+
+std::size_t ComponentGroup(const ZKGrpDoc& set, int component) {
+  const int kind = set.GetDataFile(component)->synth->dataKind;
+  return kind >= 1 && kind <= 30 ? static_cast<std::size_t>((kind - 1) / 2) : kComponentGroups - 1;
+}
 
 QString ComponentState(const ZKGrpDoc& set, int component) {
   const EntryState state = set.StateOf(component);
@@ -90,10 +102,22 @@ int SetListModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : kColumns;
 }
 
+QString SetListModel::NameOf(int component) const {
+  const QString type = ShownUtf8(set_.TypeName(component));
+  const DataFile& held = *set_.GetDataFile(component);
+  const bool one = !held.synth->isBank && held.synth->numVoices == 1 && PatchNameLength(held) > 0;
+  if (!tiles_ || !one || set_.StateOf(component).content != EntryContent::kDefined) return type;
+  const QString name = ShownLatin1(TrimmedView(GetPatchName(held, 0)));
+  if (name.isEmpty()) return type;
+  const QString text = QStringLiteral("%1 (%2)").arg(type, name);
+  return text.size() > kMostTileText ? text.left(kMostTileText) + QStringLiteral("...") : text;
+}
+
 QString SetListModel::Spoken(int component) const {
   QStringList parts{ShownUtf8(set_.TypeName(component)), ComponentState(set_, component)};
   if (const QString size = SizeText(set_.SysExBytes(component)); !size.isEmpty()) parts << size;
   if (set_.IsChanged(component)) parts << MarkText(Mark::Changed);
+  if (set_.unsent().Count(component) > 0) parts << MarkText(Mark::Unsent);
   return parts.join(QStringLiteral(", "));
 }
 
@@ -109,7 +133,7 @@ QVariant SetListModel::data(const QModelIndex& index, int role) const {
   if (!set_.Has(component)) return {};
   switch (role) {
     case Qt::DisplayRole:
-      if (index.column() == kName) return ShownUtf8(set_.TypeName(component));
+      if (index.column() == kName) return NameOf(component);
       return index.column() == kState ? ComponentState(set_, component) : SizeText(set_.SysExBytes(component));
     case Qt::DecorationRole:
       return index.column() == kName ? QVariant(IconOf(GlyphOfComponent(set_, component))) : QVariant();
@@ -119,6 +143,8 @@ QVariant SetListModel::data(const QModelIndex& index, int role) const {
       return Tip(component);
     case Qt::AccessibleTextRole:
       return index.column() == kName ? QVariant(Spoken(component)) : this->data(index, Qt::DisplayRole);
+    case kComponentRole:
+      return component;
     case kNumberRole:
       return index.column() == kSize;
     case kQuietRole:
@@ -141,95 +167,6 @@ Qt::ItemFlags SetListModel::flags(const QModelIndex& index) const {
   Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren | Qt::ItemIsDropEnabled;
   if (set_.StateOf(index.row()).content == EntryContent::kDefined) flags |= Qt::ItemIsDragEnabled;
   return flags;
-}
-
-// ---- the list -------------------------------------------------------------------------------------------------------
-
-ZKGroupListCtl::ZKGroupListCtl(ZKGrpDoc& set, QWidget* parent) : QTreeView(parent) {
-  setModel(new SetListModel(set, this));
-  DressList(this)->SetMarkPlaces(1);
-  // Marks stand before the names alone.
-  for (const int column : {SetListModel::kState, SetListModel::kSize})
-    setItemDelegateForColumn(column, new ListDelegate(this));
-  setRootIsDecorated(false);
-  setUniformRowHeights(true);
-  setSelectionMode(ExtendedSelection);
-  setAccessibleName(tr("Components"));
-  setContextMenuPolicy(Qt::CustomContextMenu);
-  setDragEnabled(true);
-  setAcceptDrops(true);
-  setDropIndicatorShown(true);
-  header()->setStretchLastSection(false);
-  header()->setSectionsMovable(false);
-  header()->setSectionResizeMode(SetListModel::kName, QHeaderView::Stretch);
-  header()->setSectionResizeMode(SetListModel::kState, QHeaderView::ResizeToContents);
-  header()->setSectionResizeMode(SetListModel::kSize, QHeaderView::ResizeToContents);
-  connect(this, &QWidget::customContextMenuRequested, this,
-          [this](const QPoint& at) { emit AskMenu(viewport()->mapToGlobal(at)); });
-  connect(this, &QAbstractItemView::doubleClicked, this, [this] { emit OpenWanted(); });
-}
-
-int ZKGroupListCtl::GetCurSel() const {
-  return currentIndex().isValid() ? currentIndex().row() : -1;
-}
-
-// Whatever keys are held: the row alone is selected.
-void ZKGroupListCtl::SetCurSel(int component) {
-  selectionModel()->setCurrentIndex(model()->index(component, 0),
-                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-}
-
-std::vector<int> ZKGroupListCtl::Selected() const {
-  std::vector<int> rows;
-  for (const QModelIndex& index : selectionModel()->selectedRows()) rows.push_back(index.row());
-  std::sort(rows.begin(), rows.end());
-  return rows;
-}
-
-void ZKGroupListCtl::keyPressEvent(QKeyEvent* event) {
-  if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
-    emit OpenWanted();
-    return event->accept();
-  }
-  QTreeView::keyPressEvent(event);
-}
-
-void ZKGroupListCtl::startDrag(Qt::DropActions) {
-  if (drag_.start && GetCurSel() >= 0) drag_.start(GetCurSel());
-}
-
-void ZKGroupListCtl::dragEnterEvent(QDragEnterEvent* event) {
-  dragMoveEvent(event);
-}
-
-// What no component takes goes on to the main window, which opens files.
-void ZKGroupListCtl::dragMoveEvent(QDragMoveEvent* event) {
-  const QModelIndex at = indexAt(event->position().toPoint());
-  if (at.isValid() && drag_.takes && drag_.takes(*event->mimeData(), at.row())) {
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
-  } else {
-    event->ignore();
-  }
-}
-
-void ZKGroupListCtl::dropEvent(QDropEvent* event) {
-  const QModelIndex at = indexAt(event->position().toPoint());
-  if (!at.isValid() || !drag_.takes || !drag_.takes(*event->mimeData(), at.row())) return event->ignore();
-  event->setDropAction(Qt::CopyAction);
-  event->accept();
-  SetCurSel(at.row());
-  drag_.drop(*event->mimeData(), at.row());
-}
-
-void ZKGroupListCtl::currentChanged(const QModelIndex& current, const QModelIndex& previous) {
-  QTreeView::currentChanged(current, previous);
-  if (current.row() != previous.row()) emit ShownChanged();
-}
-
-void ZKGroupListCtl::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) {
-  QTreeView::selectionChanged(selected, deselected);
-  emit ShownChanged();
 }
 
 }  // namespace tonalith

@@ -1,18 +1,16 @@
 #pragma once
 
 #include <QAbstractTableModel>
-#include <QTreeView>
-#include <functional>
-#include <utility>
-#include <vector>
+#include <cstddef>
 
 #include "document/document.h"
-
-class QMimeData;
 
 namespace tonalith {
 
 class ZKGrpDoc;
+
+// What models of components say beside the roles of Qt and of lists: the number of the component; none: a heading.
+inline constexpr int kComponentRole = Qt::UserRole + 2000;
 
 // The components of a Set as rows.
 class SetListModel final : public QAbstractTableModel {
@@ -23,6 +21,9 @@ class SetListModel final : public QAbstractTableModel {
 
   explicit SetListModel(ZKGrpDoc& set, QObject* parent = nullptr);
   ~SetListModel() override;
+
+  // Names as a tile has them: with that of the patch, where there is just one.
+  void ShowTiles() { tiles_ = true; }
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
@@ -35,54 +36,19 @@ class SetListModel final : public QAbstractTableModel {
   QString Spoken(int component) const;
   QString Tip(int component) const;
 
+  QString NameOf(int component) const;
+
   ZKGrpDoc& set_;
+  bool tiles_ = false;
   int rows_;
   int listener_;
 };
 
+// The kinds of data are in pairs, a single one and a bank of it: patches, multis and so on; the last is for the rest.
+inline constexpr std::size_t kComponentGroups = 15;
+std::size_t ComponentGroup(const ZKGrpDoc& set, int component);
+
 // What is known of the state of a component, in words: "Active", "Inactive, undefined".
 QString ComponentState(const ZKGrpDoc& set, int component);
-
-// What the list asks when something is dragged over a component, or from it.
-struct SetListDrag {
-  // Whether what is dragged can be dropped on a component.
-  std::function<bool(const QMimeData& mime, int component)> takes;
-  std::function<void(const QMimeData& mime, int component)> drop;
-  // The component is dragged; returns when that is over.
-  std::function<void(int component)> start;
-};
-
-// The list of components beside the pane.
-class ZKGroupListCtl final : public QTreeView {
-  Q_OBJECT
-
- public:
-  explicit ZKGroupListCtl(ZKGrpDoc& set, QWidget* parent = nullptr);
-
-  // -1: none.
-  int GetCurSel() const;
-  void SetCurSel(int component);
-  void SetDrag(SetListDrag drag) { drag_ = std::move(drag); }
-  // From the first, in order.
-  std::vector<int> Selected() const;
-
- signals:
-  // Return or a double click.
-  void OpenWanted();
-  void AskMenu(const QPoint& at);
-  void ShownChanged();
-
- protected:
-  void keyPressEvent(QKeyEvent* event) override;
-  void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
-  void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
-  void startDrag(Qt::DropActions actions) override;
-  void dragEnterEvent(QDragEnterEvent* event) override;
-  void dragMoveEvent(QDragMoveEvent* event) override;
-  void dropEvent(QDropEvent* event) override;
-
- private:
-  SetListDrag drag_;
-};
 
 }  // namespace tonalith

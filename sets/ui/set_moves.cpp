@@ -5,7 +5,7 @@
 #include <QUrl>
 #include <utility>
 
-#include "sets/ui/set_list.h"
+#include "sets/ui/set_views.h"
 #include "sets/ui/set_window.h"
 #include "store/sets/set_document.h"
 #include "ui/move_mime.h"
@@ -25,14 +25,6 @@ std::string DraggedFile(const QMimeData& mime) {
 }
 
 }  // namespace
-
-SetListDrag TZKGrp::ListDrag() {
-  SetListDrag drag;
-  drag.takes = [this](const QMimeData& mime, int component) { return TakesDrop(mime, component); };
-  drag.drop = [this](const QMimeData& mime, int component) { Drop(mime, component); };
-  drag.start = [this](int component) { Drag(component); };
-  return drag;
-}
 
 int TZKGrp::PlaceOf(const MoveOffer& offer) const {
   if (offer.setDocument || offer.types.size() != 1) return -1;
@@ -59,7 +51,7 @@ MoveResult TZKGrp::ReceiveMove(Move&& move) {
   DataFilePtr copy(DupForUser(moved->get()));
   if (const Result put = set_.PutData(component, std::move(copy)); !put.ok()) return MoveResult::Refused(put.text);
   moved->reset();
-  list_->SetCurSel(component);
+  view_->SetCurSel(component);
   Say(tr("The %1 was replaced.").arg(ShownUtf8(set_.TypeName(component))));
   return MoveResult::Taken();
 }
@@ -86,7 +78,7 @@ MoveSource TZKGrp::SourceOf(int component) const {
 }
 
 std::string TZKGrp::MoveOutRefusal() const {
-  const int component = list_->GetCurSel();
+  const int component = view_->GetCurSel();
   if (!set_.Has(component)) return ToUtf8(tr("No component is selected."));
   if (set_.IsBusy()) return set_.BusyReason();
   return set_.StateOf(component).content == EntryContent::kDefined
@@ -96,7 +88,7 @@ std::string TZKGrp::MoveOutRefusal() const {
 
 MoveOffer TZKGrp::OfferOut() const {
   MoveOffer offer;
-  const int component = list_->GetCurSel();
+  const int component = view_->GetCurSel();
   if (!MoveOutRefusal().empty()) return offer;
   offer.types = {MovedTypeOf(*set_.GetDataFile(component))};
   offer.source = SourceOf(component);
@@ -106,7 +98,7 @@ MoveOffer TZKGrp::OfferOut() const {
 
 Result TZKGrp::MoveOut(Move* move) {
   if (std::string reason = MoveOutRefusal(); !reason.empty()) return Result::Failure(std::move(reason));
-  const int component = list_->GetCurSel();
+  const int component = view_->GetCurSel();
   DataFilePtr taken;
   if (Result made = set_.TakeData(component, &taken); !made.ok()) return made;
   move->payload = std::move(taken);
@@ -116,14 +108,14 @@ Result TZKGrp::MoveOut(Move* move) {
 }
 
 void TZKGrp::Drag(int component) {
-  if (list_->GetCurSel() != component || !MoveOutRefusal().empty()) return;
+  if (view_->GetCurSel() != component || !MoveOutRefusal().empty()) return;
   const auto make = [this, source = SourceOf(component)]() -> std::optional<Move> {
     Move move;
-    return list_->GetCurSel() == source.entry && MoveOut(&move).ok() ? std::optional<Move>(std::move(move))
+    return view_->GetCurSel() == source.entry && MoveOut(&move).ok() ? std::optional<Move>(std::move(move))
                                                                      : std::nullopt;
   };
   OfferedMove offered(context().moves(), OfferOut(), make);
-  auto* drag = new QDrag(list_);
+  auto* drag = new QDrag(view_->widget());
   drag->setMimeData(MimeOfMove(offered.number()).release());
   drag->exec(Qt::CopyAction, Qt::CopyAction);
 }

@@ -1,5 +1,6 @@
 #include "sets/ui/set_pane.h"
 
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLocale>
 #include <QPushButton>
@@ -18,11 +19,12 @@
 
 namespace tonalith {
 
-SetPane::SetPane(ZKGrpDoc& set, WindowContext& context, ZKWindow& window)
+SetPane::SetPane(ZKGrpDoc& set, WindowContext& context, ZKWindow& window, SetEditor::Host host)
     : QWidget(&window),
       set_(set),
       context_(context),
       window_(window),
+      host_(std::move(host)),
       title_(new PlainLabel(this)),
       state_(new PlainLabel(this)),
       pages_(new QStackedLayout) {
@@ -70,8 +72,7 @@ SetEditor* SetPane::EditorOf(int component) const {
 SetEditor* SetPane::MakeEditor(int component) {
   auto& editor = editors_[component];
   if (!editor) {
-    editor = std::make_unique<SetEditor>(set_, component, context_, window_, this,
-                                         [this](const std::string& text) { emit Say(ShownUtf8(text)); });
+    editor = std::make_unique<SetEditor>(set_, component, context_, window_, this, host_);
     TZKBank* bank = editor->bank();
     pages_->addWidget(bank);
     connect(bank, &ZKWindow::StateChanged, this, &SetPane::EditorChanged);
@@ -130,7 +131,7 @@ void SetPane::Show(int component) {
     EnableUnless(button, set_.Has(component) ? window_.RefusalOf(command) : tr("No component is selected."));
   QWidget* page = PageOf(component);
   if (pages_->currentWidget() != page) {
-    const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
+    const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(QApplication::focusWidget());
     pages_->setCurrentWidget(page);
     setFocusProxy(EditorOf(component) && EditorOf(component)->bank() == page ? page : page->findChild<QPushButton*>());
     if (focus) setFocus();
@@ -146,6 +147,7 @@ TZKBank* SetPane::bank() const {
 void SetPane::Follow(int component) {
   for (const auto& [number, editor] : editors_)
     if (component < 0 || component == number) editor->Follow();
+  if (bank()) EditorOf(component_)->RenewNotes();
   if (component < 0 || component == component_) Show(component_);
 }
 

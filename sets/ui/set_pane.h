@@ -25,7 +25,7 @@ class SetPane final : public QWidget {
   Q_OBJECT
 
  public:
-  SetPane(ZKGrpDoc& set, WindowContext& context, ZKWindow& window);
+  SetPane(ZKGrpDoc& set, WindowContext& context, ZKWindow& window, SetEditor::Host host);
   ~SetPane() override;
 
   // -1: none.
@@ -56,6 +56,7 @@ class SetPane final : public QWidget {
   ZKGrpDoc& set_;
   WindowContext& context_;
   ZKWindow& window_;
+  SetEditor::Host host_;
   PlainLabel* title_;
   PlainLabel* state_;
   QStackedLayout* pages_;

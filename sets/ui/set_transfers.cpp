@@ -43,6 +43,9 @@ void SetTransfers::StartGet(const std::vector<int>& chosen) {
   if (set_.IsBusy()) return;
   const SetPlan plan = PlanSetGet(set_, chosen);
   if (!Begin(plan, !chosen.empty(), true)) return;
+  int unsent = 0;
+  for (const int component : plan.components) unsent += set_.unsent().Count(component);
+  if (!AskToReplace(context_, unsent, title_) || set_.IsBusy()) return;
   for (const int component : plan.components) context_.UpdateFromStudio(set_.GetDataFile(component));
   get_ = true;
   jobs_.clear();
@@ -105,8 +108,13 @@ void SetTransfers::Start(std::size_t job, DeskRequest request) {
 
 void SetTransfers::Happened(std::size_t job, const DeskEvent& event) {
   if (job >= jobs_.size() || event.job != jobs_[job].handle || jobs_[job].ended) return;
-  const Job& own = jobs_[job];
+  Job& own = jobs_[job];
   const std::size_t at = own.report->outcomes.size();
+  for (; get_ && own.arrived < at; ++own.arrived) {
+    const SetReport::Outcome& outcome = own.report->outcomes[own.arrived];
+    host_.soFar(outcome.component, nullptr, 0, 0);
+    set_.Arrived(outcome.component, outcome.whole);
+  }
   if (get_ && event.kind == DeskEvent::Kind::kProgress && at < own.components.size()) {
     const auto transfer = own.handle->transfer();
     if (DataFilePtr soFar = transfer ? transfer->SoFar() : nullptr)
@@ -129,13 +137,16 @@ void SetTransfers::AllEnded() {
   for (const Job& job : jobs)
     for (const int component : job.components)
       if (get) host_.soFar(component, nullptr, 0, 0);
-  if (get)
-    set_.EndReceive();
-  else
-    set_.SetBusy(false);
+  std::vector<int> whole;
   for (const Job& job : jobs)
     for (const SetReport::Outcome& outcome : job.report->outcomes)
-      if (outcome.whole) host_.isHeld(outcome.component);
+      if (outcome.whole) whole.push_back(outcome.component);
+  if (get) {
+    set_.EndReceive(whole);
+  } else {
+    set_.SetBusy(false);
+    set_.WereSent(whole);
+  }
   std::string text;
   for (const std::string& sentence : sentences_) text += (text.empty() ? "" : "  ") + sentence;
   host_.say(text);

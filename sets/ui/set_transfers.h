@@ -23,8 +23,6 @@ class SetTransfers final {
     std::function<void()> progress;
     // What a component would be if its Get ended now; null: that is over.
     std::function<void(int component, DataFilePtr soFar, int done, int all)> soFar;
-    // The instrument holds what the component does.
-    std::function<void(int component)> isHeld;
   };
 
   SetTransfers(ZKGrpDoc& set, WindowContext& context, std::string title, Host host)
@@ -45,6 +43,7 @@ class SetTransfers final {
     TransferDesk::Job handle;
     std::shared_ptr<SetReport> report;
     std::vector<int> components;
+    std::size_t arrived = 0;  // of a Get: how many have ended
     bool ended = false;
   };
 

@@ -1,18 +1,26 @@
 #include "sets/ui/set_window.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenu>
 #include <QSplitter>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <utility>
 
 #include "bank/bank_document.h"
+#include "bank/ui/bank_inspector.h"
+#include "bank/ui/bank_list.h"
 #include "bank/ui/bank_window.h"
 #include "platform/path_resolver.h"
-#include "sets/ui/set_list.h"
+#include "services/send_care.h"
+#include "services/settings.h"
 #include "sets/ui/set_pane.h"
+#include "sets/ui/set_texts.h"
+#include "sets/ui/set_views.h"
 #include "store/sets/set_document.h"
 #include "ui/command_glyphs.h"
 #include "ui/plain_text.h"
@@ -26,10 +34,11 @@ namespace tonalith {
 
 namespace {
 
-constexpr CommandId kOwnCommands[] = {CommandId::SetGetAll,     CommandId::SetSendAll,  CommandId::SetActivate,
-                                      CommandId::SetInitialize, CommandId::SetClear,    CommandId::SetLoad,
-                                      CommandId::SetTakeOut,    CommandId::SetLoadLink, CommandId::SetSaveLink,
-                                      CommandId::SetResolve,    CommandId::MidiGet,     CommandId::MidiTransmit};
+constexpr CommandId kOwnCommands[] = {CommandId::SetGetAll,      CommandId::SetSendAll,  CommandId::SetActivate,
+                                      CommandId::SetInitialize,  CommandId::SetClear,    CommandId::SetLoad,
+                                      CommandId::SetTakeOut,     CommandId::SetLoadLink, CommandId::SetSaveLink,
+                                      CommandId::SetResolve,     CommandId::MidiGet,     CommandId::MidiTransmit,
+                                      CommandId::BankSendAtOnce, CommandId::FilePrint,   CommandId::SetSettings};
 
 bool IsOwn(CommandId command) {
   return std::find(std::begin(kOwnCommands), std::end(kOwnCommands), command) != std::end(kOwnCommands);
@@ -39,6 +48,16 @@ bool IsOwn(CommandId command) {
 bool IsShared(CommandId command) {
   return command == CommandId::FileSave || command == CommandId::FileSaveAs || command == CommandId::EditUndo ||
          command == CommandId::EditRedo;
+}
+
+SetViewKind ViewKindOf(CommandId command) {
+  return command == CommandId::SetViewPanel  ? SetViewKind::Panel
+         : command == CommandId::SetViewTree ? SetViewKind::Tree
+                                             : SetViewKind::List;
+}
+
+bool IsView(CommandId command) {
+  return command == CommandId::SetViewList || command == CommandId::SetViewPanel || command == CommandId::SetViewTree;
 }
 
 ZKGrpDoc& SetOf(Document& document) {
@@ -52,13 +71,17 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
       set_(SetOf(DocumentWindow::document())),
       services_(std::move(services)),
       transfers_(set_, context, "Set", TransferHost()),
+      links_(set_, context, LinkHost()),
+      sync_(set_, context, [this](const QString& text) { Say(text); }),
       header_(new DocumentHeader(this)),
       tools_(new ToolRow(this)),
       split_(new QSplitter(this)),
-      list_(new ZKGroupListCtl(set_, split_)),
-      pane_(new SetPane(set_, context, *this)),
+      pane_(new SetPane(set_, context, *this, EditorHost())),
       status_(new PlainLabel(this)) {
   for (int i = 0; i < set_.GetDataFileCount(); ++i) context.UpdateFromStudio(set_.GetDataFile(i));
+  care_ = context.sendCare().AddListener([this](const DataFile* held) {
+    if (held) set_.InstrumentHolds(*held);
+  });
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap + kSmallGap);
   column->addWidget(header_);
@@ -68,17 +91,16 @@ TZKGrp::TZKGrp(std::unique_ptr<ZKGrpDoc> document, WindowContext& context, SetSe
   column->addWidget(split_, 1);
   SetSecondaryText(status_);
   column->addWidget(status_);
-  setFocusProxy(list_);
   UpdateTitle();
-  if (set_.GetDataFileCount() > 0) list_->SetCurSel(0);
   Refresh();
   resize(fontMetrics().averageCharWidth() * 140, fontMetrics().height() * 36);
 }
 
 TZKGrp::~TZKGrp() {
+  context().sendCare().RemoveListener(care_);
   // Both listen to the document, which goes before the children of this window would.
   delete pane_;
-  delete list_;
+  delete std::exchange(view_, nullptr);
 }
 
 // ---- how it is built ------------------------------------------------------------------------------------------------
@@ -90,10 +112,32 @@ SetTransfers::Host TZKGrp::TransferHost() {
   host.soFar = [this](int component, DataFilePtr soFar, int done, int all) {
     if (SetEditor* editor = pane_->EditorOf(component)) editor->bank()->ShowSoFar(std::move(soFar), done, all);
   };
-  host.isHeld = [this](int component) {
-    if (SetEditor* editor = pane_->EditorOf(component)) editor->InstrumentHolds();
-  };
   return host;
+}
+
+SetLinkPart::Host TZKGrp::LinkHost() {
+  SetLinkPart::Host host;
+  host.say = [this](const QString& text) { Say(text); };
+  host.show = [this](int component, std::uint32_t slot) { ShowPatch(component, slot); };
+  return host;
+}
+
+SetEditor::Host TZKGrp::EditorHost() {
+  SetEditor::Host host;
+  // Behind what the command in the editor says.
+  host.say = [this](const std::string& sentence) {
+    QTimer::singleShot(0, this, [this, sentence] { Say(ShownUtf8(sentence)); });
+  };
+  host.put = [this](int component, DataFilePtr made, const std::string& name) {
+    return links_.Put(component, std::move(made), name);
+  };
+  host.note = [this](int component, int patch) { return links_.Note(component, patch); };
+  return host;
+}
+
+void TZKGrp::ShowPatch(int component, std::uint32_t slot) {
+  view_->SetCurSel(component);
+  if (TZKBank* bank = pane_->bank()) bank->Select({static_cast<int>(slot)});
 }
 
 QToolButton* TZKGrp::AddTool(Glyph glyph, CommandId command, const QString& text, bool primary) {
@@ -106,34 +150,72 @@ QToolButton* TZKGrp::AddTool(Glyph glyph, CommandId command, const QString& text
 void TZKGrp::BuildTools() {
   AddTool(Glyph::Get, CommandId::SetGetAll, tr("Get All"));
   AddTool(Glyph::Send, CommandId::SetSendAll, tr("Send All"), true);
+  QToolButton* sync = AddTool(Glyph::Refresh, CommandId::BankSendAtOnce, tr("At Once"));
+  sync->setCheckable(true);
   AddTool(Glyph::Undo, CommandId::EditUndo, tr("Undo"));
   AddTool(Glyph::Redo, CommandId::EditRedo, tr("Redo"));
   AddTool(Glyph::Save, CommandId::FileSave, tr("Save"));
   for (const CommandId command :
        {CommandId::MidiGet, CommandId::MidiTransmit, CommandId::SetInitialize, CommandId::SetClear, CommandId::SetLoad,
-        CommandId::SetTakeOut, CommandId::SetLoadLink, CommandId::SetSaveLink, CommandId::SetResolve}) {
-    if (command == CommandId::SetInitialize || command == CommandId::SetLoad) tools_->AddLineToMore();
-    const QString text = command == CommandId::MidiGet        ? tr("Get Selected")
-                         : command == CommandId::MidiTransmit ? tr("Send Selected")
-                                                              : QString::fromLatin1(RowOf(command)->text);
+        CommandId::SetTakeOut, CommandId::SetLoadLink, CommandId::SetSaveLink, CommandId::SetResolve,
+        CommandId::EditCopyNames, CommandId::FilePrint, CommandId::SetSettings}) {
+    if (command == CommandId::SetInitialize || command == CommandId::SetLoad || command == CommandId::EditCopyNames)
+      tools_->AddLineToMore();
+    const QString text = command == CommandId::MidiGet         ? tr("Get Selected")
+                         : command == CommandId::MidiTransmit  ? tr("Send Selected")
+                         : command == CommandId::EditCopyNames ? tr("Copy as Text")
+                                                               : QString::fromLatin1(RowOf(command)->text);
     more_.emplace_back(command, tools_->AddToMore(GlyphOf(command), text, [this, command] { RunCommand(command); }));
   }
 }
 
 void TZKGrp::BuildBody() {
-  split_->addWidget(list_);
+  // Instruments stand apart in the tree only.
+  const int kept = context().settings().Value(SettingId::MainGroupViewMode);
+  kind_ = set_.InstrumentCount() > 1 ? SetViewKind::Tree
+          : kept == 1                ? SetViewKind::Panel
+          : kept == 2                ? SetViewKind::Tree
+                                     : SetViewKind::List;
   split_->addWidget(pane_);
+  ShowView(kind_);
   split_->setChildrenCollapsible(false);
   split_->setStretchFactor(1, 1);
   const int character = fontMetrics().averageCharWidth();
-  list_->setMinimumWidth(character * 46);
-  split_->setSizes({character * 50, character * 90});
-  connect(list_, &ZKGroupListCtl::ShownChanged, this, &TZKGrp::SelectionChanged);
-  connect(list_, &ZKGroupListCtl::OpenWanted, this, [this] { RunCommand(CommandId::EditOpen); });
-  connect(list_, &ZKGroupListCtl::AskMenu, this, &TZKGrp::ShowQuickMenu);
-  list_->SetDrag(ListDrag());
+  split_->setSizes({character * 62, character * 78});
   connect(pane_, &SetPane::EditorChanged, this, &ZKWindow::StateChanged);
   connect(pane_, &SetPane::Say, this, [this](const QString& text) { Say(text); });
+}
+
+SetViewEvents TZKGrp::ViewEvents() {
+  SetViewEvents events;
+  events.changed = [this] {
+    if (view_) SelectionChanged();
+  };
+  events.open = [this] { RunCommand(CommandId::EditOpen); };
+  events.menu = [this](const QPoint& at) { ShowQuickMenu(at); };
+  events.takes = [this](const QMimeData& mime, int component) { return TakesDrop(mime, component); };
+  events.drop = [this](const QMimeData& mime, int component) { Drop(mime, component); };
+  events.start = [this](int component) { Drag(component); };
+  return events;
+}
+
+// What is selected stays.
+void TZKGrp::ShowView(SetViewKind kind) {
+  SetView* old = view_;
+  const bool focus = old && old->widget()->hasFocus();
+  SetView* view = MakeSetView(kind, set_, ViewEvents(), this);  // the splitter would give it a place of its own
+  view->widget()->setMinimumWidth(fontMetrics().averageCharWidth() * 40);
+  if (old)
+    split_->replaceWidget(0, view->widget());
+  else
+    split_->insertWidget(0, view->widget());
+  view->Select(old ? old->Selected() : std::vector<int>(), old ? old->GetCurSel() : 0);
+  kind_ = kind;
+  view_ = view;
+  setFocusProxy(view->widget());
+  SelectionChanged();
+  if (focus) setFocus();
+  delete old;
 }
 
 void TZKGrp::AddEntry(QMenu* menu, CommandId command, const QString& text) {
@@ -162,6 +244,7 @@ void TZKGrp::ShowQuickMenu(const QPoint& at) {
   AddEntry(menu, CommandId::MidiTransmit,
            one < 0 ? tr("Send Selected") : MenuText(tr("Send %1").arg(ShownUtf8(set_.TypeName(one)))));
   AddEntry(menu, CommandId::SetSendAll, tr("Send Set to Instrument"));
+  AddEntry(menu, CommandId::BankSendAtOnce);
   menu->addSeparator();
   for (const CommandId command : {CommandId::SetActivate, CommandId::SetInitialize, CommandId::SetClear})
     AddEntry(menu, command);
@@ -169,6 +252,10 @@ void TZKGrp::ShowQuickMenu(const QPoint& at) {
   for (const CommandId command : {CommandId::SetLoad, CommandId::SetTakeOut, CommandId::SetLoadLink,
                                   CommandId::SetSaveLink, CommandId::SetResolve})
     AddEntry(menu, command);
+  menu->addSeparator();
+  AddEntry(menu, CommandId::EditCopyNames, tr("Copy as Text"));
+  AddEntry(menu, CommandId::FilePrint);
+  AddEntry(menu, CommandId::SetSettings);
   menu->addSeparator();
   AddEntry(menu, CommandId::FileSave, tr("Save Set..."));
   AddEntry(menu, CommandId::FileSaveAs, tr("Save Set As..."));
@@ -188,24 +275,26 @@ QString TZKGrp::TabText() const {
 }
 
 QString TZKGrp::TitleText() const {
-  const int current = list_->GetCurSel();
+  const int current = view_->GetCurSel();
+  const QString sync = sync_.IsOn() ? QStringLiteral(" [Synchronized]") : QString();
   const QString name = set_.path().empty() ? tr("not saved yet") : ShownUtf8(WithoutExtension(set_.FileName()));
-  if (set_.IsEmpty()) return tr("%1 - Set").arg(name);
-  if (set_.InstrumentCount() == 1) return tr("%1 - %2").arg(name, ShownUtf8(set_.GetSetName()));
-  if (current < 0) return tr("%1 - Set").arg(name);
-  return tr("%1 - Multi-Instrument Set (%2)").arg(name, ShownUtf8(set_.InstrumentOf(current)));
+  if (set_.IsEmpty()) return tr("%1 - Set").arg(name) + sync;
+  if (set_.InstrumentCount() == 1) return tr("%1 - %2").arg(name, ShownUtf8(set_.GetSetName())) + sync;
+  if (current < 0) return tr("%1 - Set").arg(name) + sync;
+  return tr("%1 - Multi-Instrument Set (%2)").arg(name, ShownUtf8(set_.InstrumentOf(current))) + sync;
 }
 
 void TZKGrp::DocumentChanged(const DocumentChange& change) {
   if (change.kind == DocumentChange::Kind::Item) pane_->Follow(change.item);
   if (change.kind == DocumentChange::Kind::Everything) pane_->Follow(-1);
   pane_->FollowState();
+  sync_.DocumentChanged();
   Refresh();
 }
 
 void TZKGrp::SelectionChanged() {
   emit TakeEdits();
-  pane_->Show(list_->GetCurSel());
+  pane_->Show(view_->GetCurSel());
   UpdateTitle();
   Refresh();
   emit StateChanged();
@@ -220,27 +309,40 @@ void TZKGrp::Refresh() {
                                           devicePixelRatioF()));
   }
   header_->SetTitle(ShownName());
-  int undefined = 0, changed = 0;
+  int undefined = 0, changed = 0, unsent = 0;
   for (int i = 0; i < set_.GetDataFileCount(); ++i) {
     undefined += set_.StateOf(i).content == EntryContent::kUndefined;
     changed += set_.IsChanged(i);
+    unsent += set_.unsent().Count(i) > 0;
   }
   const int count = set_.GetDataFileCount();
   QStringList parts{ShownUtf8(set_.GetSetName())};
+  // What a narrow window cuts off stands behind.
+  if (sync_.IsOn()) parts.prepend(tr("changes are sent at once"));
   parts << (count == 1 ? tr("1 component") : tr("%1 components").arg(count));
   if (undefined > 0) parts << tr("%1 undefined").arg(undefined);
   if (changed > 0) parts << tr("%1 changed since saved").arg(changed);
+  if (unsent > 0) parts << tr("%1 not sent to the instrument").arg(unsent);
   if (set_.UnreadParts() > 0) parts << tr("%1 not readable").arg(set_.UnreadParts());
   if (transfers_.Running()) parts << ShownUtf8(transfers_.ProgressText());
   header_->SetSecondary(parts.join(QStringLiteral(" \u00B7 ")));
   header_->SetMark(Mark::Changed, set_.IsModified(), set_.path().empty() ? tr("in no file yet") : QString());
-  for (const auto& [command, button] : buttons_) EnableUnless(button, RefusalOf(command));
+  header_->SetMark(Mark::Unsent, unsent > 0);
+  status_->setText(PlaceText());
+  for (const auto& [command, button] : buttons_) {
+    EnableUnless(button, RefusalOf(command));
+    if (button->isCheckable()) button->setChecked(CommandChecked(command));
+  }
   for (const auto& [command, action] : more_) action->setEnabled(CommandEnabled(command));
 }
 
-void TZKGrp::Say(const QString& text) {
-  status_->setText(text);
-  DocumentWindow::Say(text);
+QString TZKGrp::PlaceText() const {
+  const int current = view_->GetCurSel();
+  const EntryState state = set_.StateOf(current);
+  const QString title = ShownUtf8(set_.TitleOf(current));
+  if (state.linked) return tr("%1 is a Linked File.").arg(title);
+  if (state.content == EntryContent::kDefined) return tr("%1 is stored in the Set").arg(title);
+  return tr("No link info available");
 }
 
 SearchField* TZKGrp::Search() const {
@@ -250,11 +352,16 @@ SearchField* TZKGrp::Search() const {
 
 InspectorContent TZKGrp::Inspect() {
   TZKBank* bank = pane_->bank();
-  return bank ? bank->Inspect() : InspectorContent();
+  if (!bank) return {};
+  InspectorContent content = InspectBank(bank->document(), bank->list()->CurrentPatch(), set_);
+  const std::vector<int> patches = bank->SelectedPatches();
+  const bool one = patches.size() == 1 || bank->document().PatchCount() == 1;
+  if (one) links_.Describe(view_->GetCurSel(), patches.empty() ? 0 : patches.front(), &content);
+  return content;
 }
 
 std::optional<MidiRoute> TZKGrp::AuditionRoute() const {
-  const DataFile* held = set_.GetDataFile(std::max(list_->GetCurSel(), 0));
+  const DataFile* held = set_.GetDataFile(std::max(view_->GetCurSel(), 0));
   if (!held) return std::nullopt;
   return MidiRoute{held->synth->midiOutPort, held->synth->midiChannel};
 }
@@ -270,14 +377,18 @@ void TZKGrp::StudioChanged() {
 }
 
 void TZKGrp::SettingsChanged() {
-  pane_->ForEachEditor([](SetEditor& editor) { editor.bank()->SettingsChanged(); });
+  pane_->ForEachEditor([](SetEditor& editor) {
+    editor.bank()->SettingsChanged();
+    editor.RenewNotes();  // links can be switched off
+  });
+  emit InspectChanged();
 }
 
 // ---- commands -------------------------------------------------------------------------------------------------------
 
 std::vector<int> TZKGrp::Chosen() const {
-  std::vector<int> chosen = list_->Selected();
-  if (chosen.empty() && list_->GetCurSel() >= 0) chosen.push_back(list_->GetCurSel());
+  std::vector<int> chosen = view_->Selected();
+  if (chosen.empty() && view_->GetCurSel() >= 0) chosen.push_back(view_->GetCurSel());
   return chosen;
 }
 
@@ -293,6 +404,8 @@ QString TZKGrp::OneRefusal(CommandId command) const {
 }
 
 QString TZKGrp::OwnRefusal(CommandId command) const {
+  const bool always = command == CommandId::BankSendAtOnce || command == CommandId::FilePrint;
+  if (always) return set_.IsEmpty() ? tr("The Set has no components.") : QString();
   if (set_.IsBusy()) return ShownUtf8(set_.BusyReason());
   if (set_.IsEmpty()) return tr("The Set has no components.");
   const std::vector<int> chosen = Chosen();
@@ -318,10 +431,16 @@ QString TZKGrp::OwnRefusal(CommandId command) const {
   return chosen.empty() ? tr("No component is selected.") : QString();
 }
 
+// Names are those of the selected patches while the user works in the pane.
+bool TZKGrp::TakesOver(CommandId command) const {
+  return IsOwn(command) || (command == CommandId::EditCopyNames && !pane_->isAncestorOf(QApplication::focusWidget()));
+}
+
 bool TZKGrp::CommandEnabled(CommandId command) const {
-  if (IsOwn(command)) return OwnRefusal(command).isEmpty();
+  if (TakesOver(command)) return OwnRefusal(command).isEmpty();
   if (IsShared(command)) return DocumentWindow::CommandEnabled(command);
-  if (list_->hasFocus()) {
+  if (IsView(command)) return true;
+  if (view_->widget()->hasFocus()) {
     if (command == CommandId::EditSelectAll || command == CommandId::EditOpen || command == CommandId::EditQuickMenu)
       return !set_.IsEmpty();
   }
@@ -330,13 +449,15 @@ bool TZKGrp::CommandEnabled(CommandId command) const {
 }
 
 QString TZKGrp::CommandRefusal(CommandId command) const {
-  if (IsOwn(command)) return OwnRefusal(command);
+  if (TakesOver(command)) return OwnRefusal(command);
   if (IsShared(command)) return DocumentWindow::CommandRefusal(command);
   const TZKBank* bank = pane_->bank();
   return bank ? bank->CommandRefusal(command) : tr("The selected component shows nothing that this works on.");
 }
 
 bool TZKGrp::CommandChecked(CommandId command) const {
+  if (IsView(command)) return ViewKindOf(command) == kind_;
+  if (command == CommandId::BankSendAtOnce) return sync_.IsOn();
   if (command == CommandId::SetActivate) {
     const std::vector<int> chosen = Chosen();
     return !chosen.empty() && std::none_of(chosen.begin(), chosen.end(),
@@ -349,13 +470,20 @@ bool TZKGrp::CommandChecked(CommandId command) const {
 void TZKGrp::RunCommand(CommandId command) {
   emit TakeEdits();
   if (!CommandEnabled(command)) return;
-  if (IsOwn(command)) return RunOwn(command);
+  if (TakesOver(command)) return RunOwn(command);
   if (IsShared(command)) return DocumentWindow::RunCommand(command);
-  if (list_->hasFocus()) {
-    if (command == CommandId::EditSelectAll) return list_->selectAll();
+  if (IsView(command)) {
+    ShowView(ViewKindOf(command));
+    context().settings().Access(SettingId::MainGroupViewMode, static_cast<int>(kind_));
+    emit StateChanged();
+    return;
+  }
+  if (view_->widget()->hasFocus()) {
+    if (command == CommandId::EditSelectAll) return view_->widget()->selectAll();
     if (command == CommandId::EditOpen) return pane_->setFocus();
     if (command == CommandId::EditQuickMenu)
-      return ShowQuickMenu(list_->viewport()->mapToGlobal(list_->visualRect(list_->currentIndex()).bottomLeft()));
+      return ShowQuickMenu(view_->widget()->viewport()->mapToGlobal(
+          view_->widget()->visualRect(view_->widget()->currentIndex()).bottomLeft()));
   }
   if (TZKBank* bank = pane_->bank()) bank->RunCommand(command);
 }
@@ -371,6 +499,11 @@ void TZKGrp::RunOwn(CommandId command) {
       return transfers_.StartSend({}, rank());
     case CommandId::MidiTransmit:
       return transfers_.StartSend(Chosen(), rank());
+    case CommandId::BankSendAtOnce:
+      sync_.Toggle();
+      UpdateTitle();
+      Refresh();
+      return emit StateChanged();
     case CommandId::SetActivate:
       return Activate();
     case CommandId::SetInitialize:
@@ -387,6 +520,13 @@ void TZKGrp::RunOwn(CommandId command) {
       return TakeOut(command == CommandId::SetSaveLink);
     case CommandId::SetResolve:
       return Resolve();
+    case CommandId::SetSettings:
+      return context().ShowSettings(*set_.GetDataFile(Chosen().front()));
+    case CommandId::FilePrint:
+      return PrintSet(set_, context(), this);
+    case CommandId::EditCopyNames:
+      if (const QString said = CopyComponents(set_, Chosen(), context()); !said.isEmpty()) Say(said);
+      return;
     default:
       return;
   }

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "sets/ui/link_part.h"
+#include "sets/ui/set_editor.h"
 #include "sets/ui/set_transfers.h"
+#include "sets/ui/sync_part.h"
 #include "ui/document_window.h"
 
 class QMenu;
@@ -18,9 +22,10 @@ namespace tonalith {
 class DocumentHeader;
 class SetPane;
 class ToolRow;
-class ZKGroupListCtl;
+class SetView;
 class ZKGrpDoc;
-struct SetListDrag;
+enum class SetViewKind;
+struct SetViewEvents;
 enum class Glyph;
 
 // What a Set's window needs from the program beside what all windows do.
@@ -40,7 +45,8 @@ class TZKGrp final : public DocumentWindow {
   ~TZKGrp() override;
 
   ZKGrpDoc& document() { return set_; }
-  ZKGroupListCtl* list() { return list_; }
+  // The view of the components that is shown.
+  SetView& view() { return *view_; }
   SetPane* pane() { return pane_; }
   DocumentHeader* header() { return header_; }
   const SetTransfers& transfers() const { return transfers_; }
@@ -68,7 +74,6 @@ class TZKGrp final : public DocumentWindow {
 
  protected:
   void DocumentChanged(const DocumentChange& change) override;
-  void Say(const QString& text) override;
   std::string WindowName() const override { return "Set"; }
   std::string SaveTitle() const override { return "Save Set As ?"; }
   QString TitleText() const override;
@@ -76,6 +81,10 @@ class TZKGrp final : public DocumentWindow {
 
  private:
   SetTransfers::Host TransferHost();
+  SetLinkPart::Host LinkHost();
+  SetEditor::Host EditorHost();
+  // A patch in the pane.
+  void ShowPatch(int component, std::uint32_t slot);
   void BuildTools();
   void BuildBody();
   QToolButton* AddTool(Glyph glyph, CommandId command, const QString& text, bool primary = false);
@@ -84,9 +93,13 @@ class TZKGrp final : public DocumentWindow {
   void SelectionChanged();
   void Refresh();
   QString ShownName() const;
+  // Where what the current component holds is kept.
+  QString PlaceText() const;
   // Why a command of the Set is off now; empty: it is on.
   QString OwnRefusal(CommandId command) const;
   QString OneRefusal(CommandId command) const;
+  // The Set does it, not the editor in the pane.
+  bool TakesOver(CommandId command) const;
   // The selected components, else the current one.
   std::vector<int> Chosen() const;
   void RunOwn(CommandId command);
@@ -96,7 +109,8 @@ class TZKGrp final : public DocumentWindow {
   void TakeOut(bool link);
   void Resolve();
   void Refuse(const Result& result);
-  SetListDrag ListDrag();
+  SetViewEvents ViewEvents();
+  void ShowView(SetViewKind kind);
   bool TakesDrop(const QMimeData& mime, int component) const;
   void Drop(const QMimeData& mime, int component);
   void Drag(int component);
@@ -107,12 +121,16 @@ class TZKGrp final : public DocumentWindow {
   ZKGrpDoc& set_;  // the window's document
   SetServices services_;
   SetTransfers transfers_;
+  SetLinkPart links_;
+  SetSyncPart sync_;
   DocumentHeader* header_;
   ToolRow* tools_;
   QSplitter* split_;
-  ZKGroupListCtl* list_;
+  SetView* view_ = nullptr;
+  SetViewKind kind_{};
   SetPane* pane_;
   PlainLabel* status_;
+  int care_ = 0;
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
   std::vector<std::pair<CommandId, QAction*>> more_;
 };

@@ -167,12 +167,20 @@ void ZKGrpDoc::BeginReceive(const std::vector<int>& components, const std::strin
   SetBusy(true);
 }
 
+void ZKGrpDoc::Arrived(int component, bool whole) {
+  if (!Has(component)) return;
+  components_[static_cast<std::size_t>(component)].receiving = false;
+  unsent_.EndReceive(component);
+  if (whole) unsent_.Holds(component);
+  Tell(DocumentChange::Kind::Item, component);
+}
+
 bool ZKGrpDoc::EndReceive(const std::vector<int>& whole) {
   const bool changed = history().End();
   for (Component& c : components_) c.receiving = false;
   if (changed) SetStatus(UndoText());
   SetBusy(false);
-  unsent_.EndReceive();
+  for (int i = 0; i < GetDataFileCount(); ++i) unsent_.EndReceive(i);
   for (const int component : whole) unsent_.Holds(component);
   Tell(DocumentChange::Kind::Everything);
   return changed;

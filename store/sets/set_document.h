@@ -101,6 +101,8 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   // --- Transfers into components.  The document is busy from Begin to End; what changed is one entry of the history.
 
   void BeginReceive(const std::vector<int>& components, const std::string& description = "Get Set");
+  // Of this component nothing more comes.  `whole`: all of it came.
+  void Arrived(int component, bool whole);
   // What changed came from the instruments; of `whole` all did.
   bool EndReceive(const std::vector<int>& whole = {});
 

@@ -128,6 +128,9 @@ DeskRequest MakeSetGet(ZKGrpDoc& set, const SetPlan& plan, const GetOptions& get
   for (const int component : plan.components) {
     DeskRequest request = DeskRequest::Of(DeskStep::Kind::kGet, set.GetDataFile(component));
     request.steps.front().get = get;
+    // The others would wait behind data that the instrument does not have.
+    request.steps.front().patience.forUser =
+        plan.components.size() == 1 || StartedAtPanel(*request.steps.front().dataFile);
     requests.push_back(std::move(request));
   }
   return MakeChain(std::move(requests), plan.components, std::move(report), "came whole");

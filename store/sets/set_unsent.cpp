@@ -16,6 +16,7 @@ PatchStates& SetUnsent::Now(int component) const {
 std::vector<std::uint8_t> SetUnsent::Patches(int component) const {
   std::vector<std::uint8_t> unsent;
   if (!set_.Has(component) || set_.StateOf(component).content != EntryContent::kDefined) return unsent;
+  if (parts_[static_cast<std::size_t>(component)].receiving) return unsent;
   const DataFile& data = *set_.GetDataFile(component);
   const PatchStates& states = Now(component);
   for (std::uint32_t patch = 0; patch < LayoutOf(data).numVoices; ++patch) {
@@ -58,17 +59,15 @@ void SetUnsent::BeginReceive(const std::vector<int>& components) {
   }
 }
 
-void SetUnsent::EndReceive() {
-  for (std::size_t i = 0; i < parts_.size(); ++i) {
-    Part& part = parts_[i];
-    if (!std::exchange(part.receiving, false)) continue;
-    part.stale = true;
-    PatchStates& now = Now(static_cast<int>(i));
-    now.InstrumentHolds([&](std::size_t patch) {
-      return patch >= part.before.size() || part.before[patch] != now.Sound(static_cast<int>(patch));
-    });
-    part.before.clear();
-  }
+void SetUnsent::EndReceive(int component) {
+  Part& part = parts_[static_cast<std::size_t>(component)];
+  if (!std::exchange(part.receiving, false)) return;
+  part.stale = true;
+  PatchStates& now = Now(component);
+  now.InstrumentHolds([&](std::size_t patch) {
+    return patch >= part.before.size() || part.before[patch] != now.Sound(static_cast<int>(patch));
+  });
+  part.before.clear();
 }
 
 void SetUnsent::Holds(int component) {

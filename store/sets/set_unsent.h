@@ -17,7 +17,7 @@ class SetUnsent {
  public:
   explicit SetUnsent(const ZKGrpDoc& set) : set_(set) {}
 
-  // How many patches of the component hold something that its instrument does not.
+  // How many patches of the component hold something that its instrument does not; none while it is received.
   int Count(int component) const;
   // Those, one value a patch.
   std::vector<std::uint8_t> Patches(int component) const;
@@ -32,8 +32,8 @@ class SetUnsent {
   void Added(bool all);
   void Changed(const DocumentChange& change);
   void BeginReceive(const std::vector<int>& components);
-  // What has changed since then came from the instruments.
-  void EndReceive();
+  // What has changed in the component since then came from its instrument.
+  void EndReceive(int component);
   // The instrument holds all of the component.
   void Holds(int component);
   // The instrument holds these patches (one value each) as they were at `sounds`.

@@ -1,6 +1,7 @@
 // Sets as files: what was written comes back byte for byte, damaged files load what is whole, links survive.
 
 #include "store/sets/set_document.h"
+#include "store/sets/set_listing.h"
 
 #include <gtest/gtest.h>
 
@@ -236,6 +237,41 @@ TEST_F(SetFiles, ChangesAreUndoneAndRedone) {
   EXPECT_EQ(States(set), "undefined defined defined defined ");
   set.BeginReceive({1});
   EXPECT_FALSE(set.EndReceive());
+
+  // A component that has come stands as it is while others still come.
+  set.BeginReceive({1, 2});
+  for (const int i : {1, 2}) set.GetDataFile(i)->body[5] ^= 1;
+  EXPECT_EQ(set.unsent().Count(1), 0) << "on its way";
+  set.Arrived(1, true);
+  EXPECT_FALSE(set.StateOf(1).busy);
+  EXPECT_EQ(set.unsent().Count(1), 0) << "it came from there";
+  EXPECT_TRUE(set.StateOf(2).busy && set.IsBusy());
+  EXPECT_TRUE(set.EndReceive({1, 2}));
+  EXPECT_EQ(set.unsent().Count(2), 0);
+}
+
+TEST_F(SetFiles, ListingsAndTexts) {
+  ZKGrpDoc set;
+  Fill(&set);
+  const auto pages = SetListing(set, 13);
+  ASSERT_EQ(pages.size(), 2U) << "ten lines a page";
+  EXPECT_EQ(pages[0][0], "SET LISTING");
+  EXPECT_EQ(pages[0][3], "Filename: ");
+  EXPECT_EQ(pages[0][7], std::string(89, '-'));
+  EXPECT_EQ(pages[1], (std::vector<std::string>{"", "", pages[1][2], pages[1][3]}));
+  EXPECT_EQ(pages[0][8].substr(21, 44), "Maker One       Type \u00e40                   1") << "columns of characters";
+  EXPECT_EQ(pages[0][8].substr(pages[0][8].size() - 6), "     0") << "nothing came yet";
+  EXPECT_EQ(pages[1][3].substr(pages[1][3].size() - 6), "    42");
+  for (const auto& line : {pages[0][8], pages[1][3]}) EXPECT_EQ(line.size(), 90U) << line;
+  ASSERT_TRUE(set.Save(Path("\u00dcber.pvs")).ok());
+  EXPECT_EQ(SetListing(set, 66)[0][3], "Filename: \u00dcber.pvs");
+
+  std::string text;
+  EXPECT_EQ(ComponentsAsText(set, {0}, &text).text, "No active data files have been selected. Cancelling.");
+  ASSERT_TRUE(ComponentsAsText(set, {0, 1, 3}, &text).ok());
+  EXPECT_NE(text.find("Maker One Type \u00e41"), std::string::npos) << text;
+  EXPECT_NE(text.find("Maker One Type \u00e43"), std::string::npos);
+  EXPECT_EQ(text.find("\u00e40"), std::string::npos) << "it holds nothing";
 }
 
 // Whatever brings data in: what the instrument does not have of it is known, after Undo and Redo too.

@@ -155,6 +155,7 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
     ASSERT_TRUE(parts().sets.OpenNew(*program_->studio()->instruments().front()));
     Settle();
     Look(frame().ActiveChild());
+    frame().RunCommand(CommandId::SetSettings);
     for (const auto& driver : program_->studio()->instruments().front()->drivers) {
       if (driver->synth()->isBank) continue;
       ASSERT_TRUE(parts().libraries.OpenNew(*driver));

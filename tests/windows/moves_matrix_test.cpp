@@ -19,6 +19,7 @@
 #include "platform/file_bytes.h"
 #include "platform/text.h"
 #include "sets/ui/set_list.h"
+#include "sets/ui/set_views.h"
 #include "sets/ui/set_window.h"
 #include "store/sets/set_document.h"
 #include "studio/studio_document.h"
@@ -172,7 +173,7 @@ TEST_F(MovesMatrix, IsTakenAndTakenBackOrRefusedWithASentence) {
   constexpr const char* kNoMatch = "Matching SysEx was not found in the Set";
   const auto component = [&](int driverId) {
     return [set, driverId](DocumentWindow& to) {
-      set->list()->SetCurSel(set->document().GetIndexForID(driverId));
+      set->view().SetCurSel(set->document().GetIndexForID(driverId));
       return Give(*set, to);
     };
   };

@@ -96,6 +96,13 @@ constexpr std::array<ShapeRow, kGlyphs> kShapes = {{
     {Glyph::Help,
      "M20 12a8 8 0 1 1-16 0 8 8 0 0 1 16 0M15 12a3 3 0 1 1-6 0 3 3 0 0 1 6 0M6.5 6.5l3.4 3.4M14.1 14.1l3.4 3.4M17.5 6.5"
      "l-3.4 3.4M9.9 14.1l-3.4 3.4"},
+    {Glyph::Effect, "M3.5 12C5.5 3.5 8.5 3.5 12 12C15.5 20.5 18.5 20.5 20.5 12M3.5 19.5h5M15.5 4.5h5"},
+    {Glyph::Drum,
+     "M20 9.5a8 3.5 0 1 1-16 0 8 3.5 0 0 1 16 0M4 9.5v6.5a8 3.5 0 0 0 16 0V9.5M13 9.5L20.5 3.5M11 9.5L3.5 3.5"},
+    {Glyph::Sequence, "M3.5 7.5h6M9.5 12h5M14.5 16.5h6M3.5 4v16M20.5 4v16"},
+    {Glyph::Tuning, "M8.5 3.5v7a3.5 3.5 0 0 0 7 0v-7M12 14v6.5"},
+    {Glyph::Sample, "M4 10v4M7.2 7v10M10.4 9v6M13.6 4.5v15M16.8 8v8M20 10.5v3"},
+    {Glyph::List, "M8.5 6.5h12M8.5 12h12M8.5 17.5h12M4 6.5h1M4 12h1M4 17.5h1"},
 }};
 
 class SvgReader {

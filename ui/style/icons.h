@@ -78,8 +78,14 @@ enum class Glyph {
   Windows,
   Quit,
   Help,
+  Effect,
+  Drum,
+  Sequence,
+  Tuning,
+  Sample,
+  List,
 };
-inline constexpr int kGlyphs = static_cast<int>(Glyph::Help) + 1;
+inline constexpr int kGlyphs = static_cast<int>(Glyph::List) + 1;
 
 // Text of buttons, greyed where disabled, or one colour by its name.  Follows the palette while the program runs.
 QIcon IconOf(Glyph glyph);
