@@ -3,6 +3,7 @@
 #include <QDialogButtonBox>
 #include <QHeaderView>
 #include <QPushButton>
+#include <QStackedWidget>
 #include <QStandardItemModel>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -13,6 +14,7 @@
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 #include "ui/restore_kept.h"
+#include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/list_search.h"
 #include "ui/style/row_filter.h"
@@ -58,7 +60,11 @@ InstrumentHistoryWindow::InstrumentHistoryWindow(WindowContext& context, QWidget
   BuildTable();
   found_ = new ListSearch(search_, table_, filter_);
   search_->ServeDialog(this);
-  column->addWidget(table_, 1);
+  places_ = new QStackedWidget(this);
+  places_->addWidget(new EmptyState(Glyph::History, tr("Nothing is kept yet"),
+                                    tr("Bank > Keep Before Sending decides what is got and kept."), places_));
+  places_->addWidget(table_);
+  column->addWidget(places_, 1);
   SetSecondaryText(status_);
   column->addWidget(status_);
   BuildButtons();
@@ -130,7 +136,7 @@ void InstrumentHistoryWindow::Refresh() {
   EnableUnless(show_, none);
   EnableUnless(restore_, restoring_ ? tr("A content is being sent back already.") : none);
   EnableUnless(forget_, none);
-  if (entries_.empty()) status_->setText(none);
+  places_->setCurrentIndex(entries_.empty() ? 0 : 1);
 }
 
 void InstrumentHistoryWindow::Tell(const QString& text) {

@@ -8,6 +8,7 @@
 #include "services/instrument_history.h"
 
 class QPushButton;
+class QStackedWidget;
 class QStandardItemModel;
 class QTableView;
 
@@ -56,6 +57,7 @@ class InstrumentHistoryWindow final : public QDialog {
   QStandardItemModel* rows_;
   RowFilter* filter_;
   SearchField* search_;
+  QStackedWidget* places_ = nullptr;
   QTableView* table_;
   ListSearch* found_ = nullptr;
   PlainLabel* status_;

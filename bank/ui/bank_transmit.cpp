@@ -88,7 +88,7 @@ QString BankTransmit::SendRefusal(CommandId command) const {
     return TransmitText("The instrument cannot be sent this data: it only gives it.");
   const std::vector<int> patches = PatchesOf(command);
   if (patches.empty()) {
-    return command == CommandId::BankSendMarked       ? TransmitText("No patch is marked for transmission.")
+    return command == CommandId::BankSendMarked       ? TransmitText("No patch is marked for sending.")
            : command == CommandId::BankSendUnselected ? TransmitText("Every patch is selected.")
                                                       : TransmitText("No patch is selected.");
   }
@@ -115,7 +115,7 @@ QString BankTransmit::Refusal(CommandId command) const {
     case CommandId::BankSelectMarked:
       if (!alone) return TransmitText("The instrument takes this data as a whole only: marks have no meaning.");
       if (command == CommandId::BankSelectMarked)
-        return MarkedPatches(bank).empty() ? TransmitText("No patch is marked for transmission.") : QString();
+        return MarkedPatches(bank).empty() ? TransmitText("No patch is marked for sending.") : QString();
       if (const QString reason = window_.EditRefusal(); !reason.isEmpty()) return reason;
       return none ? TransmitText("No patch is selected.") : QString();
     case CommandId::BankUndoSend: {
@@ -148,7 +148,7 @@ void BankTransmit::Run(CommandId command) {
     case CommandId::BankSelectMarked: {
       const std::vector<int> marked = MarkedPatches(window_.document());
       window_.Select(marked);
-      return window_.Say(TransmitText("%1 of %2 patches are marked for transmission.")
+      return window_.Say(TransmitText("%1 of %2 patches are marked for sending.")
                              .arg(marked.size())
                              .arg(window_.document().PatchCount()));
     }

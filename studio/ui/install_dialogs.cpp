@@ -8,6 +8,7 @@
 #include <QLocale>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QStackedWidget>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <functional>
@@ -22,6 +23,7 @@
 #include "ui/beside.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/empty_state.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/list_search.h"
 #include "ui/style/search_field.h"
@@ -206,16 +208,19 @@ InstallFromDlg::InstallFromDlg(const std::string& folder, QWidget* parent)
   column->addWidget(search_);
   search_->ServeDialog(this);
   list_->setAccessibleName(tr("Packages"));
-  column->addWidget(list_, 1);
+  places_ = new QStackedWidget(this);
+  places_->addWidget(
+      new EmptyState(Glyph::Import, tr("No packages here"), tr("Choose the folder they are in."), places_));
+  places_->addWidget(list_);
+  column->addWidget(places_, 1);
   found_->SetSummary([this] { return SearchSummary(); });
   column->addWidget(found_->Summary());
-  auto* all = new QPushButton(tr("Select &All"), this);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
-  buttons->addButton(all, QDialogButtonBox::ActionRole);
+  all_ = buttons->addButton(tr("Select &All"), QDialogButtonBox::ActionRole);
   install_ = buttons->addButton(tr("&Install"), QDialogButtonBox::AcceptRole);
   column->addWidget(buttons);
   connect(choose, &QPushButton::clicked, this, &InstallFromDlg::ChooseFolder);
-  connect(all, &QPushButton::clicked, this, [this] {
+  connect(all_, &QPushButton::clicked, this, [this] {
     for (int i = 0; i < list_->count(); ++i)
       if (!list_->item(i)->isHidden()) list_->item(i)->setCheckState(Qt::Checked);
   });
@@ -237,6 +242,7 @@ void InstallFromDlg::SetFolder(const std::string& folder) {
   }
   place_->setText(list_->count() ? tr("Packages in %1:").arg(ShownUtf8(folder))
                                  : tr("There are no packages (.pvz) in %1.").arg(ShownUtf8(folder)));
+  places_->setCurrentIndex(list_->count() > 0 ? 1 : 0);
   search_->setEnabled(list_->count() > 0);
   found_->Refresh();
   UpdateState();
@@ -259,6 +265,7 @@ void InstallFromDlg::ChooseFolder() {
 
 void InstallFromDlg::UpdateState() {
   EnableUnless(install_, Chosen().empty() ? tr("No package is checked.") : QString());
+  EnableUnless(all_, list_->count() == 0 ? tr("There are no packages.") : QString());
   found_->ShowSummary();
 }
 

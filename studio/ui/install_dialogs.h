@@ -11,6 +11,7 @@
 
 class QListWidget;
 class QPushButton;
+class QStackedWidget;
 
 namespace tonalith {
 
@@ -65,6 +66,8 @@ class InstallFromDlg final : public QDialog {
   QListWidget* list_;
   SearchField* search_;
   ListSearch* found_;
+  QStackedWidget* places_;
+  QPushButton* all_;
   QPushButton* install_;
 };
 

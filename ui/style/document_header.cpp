@@ -34,11 +34,27 @@ DocumentHeader::DocumentHeader(QWidget* parent)
 
 void DocumentHeader::SetPicture(const QPixmap& picture) {
   picture_->setPixmap(picture);
-  picture_->setVisible(!picture.isNull());
+  hasPicture_ = !picture.isNull();
+  ShowPicture();
+}
+
+void DocumentHeader::ShowPicture() {
+  int needed = picture_->sizeHint().width() + title_->sizeHint().width();
+  for (const auto& [mark, label] : labels_) {
+    if (!label->isHidden()) needed += label->sizeHint().width() + kGap;
+  }
+  for (const QWidget* widget : right_) needed += widget->sizeHint().width() + kWideGap;
+  picture_->setVisible(hasPicture_ && needed + kWideGap <= width());
+}
+
+void DocumentHeader::resizeEvent(QResizeEvent* event) {
+  QWidget::resizeEvent(event);
+  ShowPicture();
 }
 
 void DocumentHeader::SetTitle(const QString& title) {
   title_->setText(title);
+  ShowPicture();
   SetToolTip(title_, title);  // a narrow window cuts it
 }
 
@@ -56,6 +72,7 @@ void DocumentHeader::SetMark(Mark mark, bool on, const QString& words) {
   }
   label->SetMark(mark, words);
   label->setVisible(on);
+  ShowPicture();
 }
 
 QString DocumentHeader::Title() const {
@@ -64,6 +81,7 @@ QString DocumentHeader::Title() const {
 
 void DocumentHeader::AddRight(QWidget* widget) {
   row_->addWidget(widget, 0, Qt::AlignVCenter);
+  right_.push_back(widget);
 }
 
 }  // namespace tonalith

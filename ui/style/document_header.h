@@ -4,6 +4,7 @@
 #include <QPixmap>
 #include <QWidget>
 #include <map>
+#include <vector>
 
 #include "ui/style/state_mark.h"
 
@@ -21,7 +22,7 @@ class DocumentHeader : public QWidget {
 
   explicit DocumentHeader(QWidget* parent = nullptr);
 
-  // A null picture takes no place.
+  // A null picture takes no place, and neither does one that would cut the title.
   void SetPicture(const QPixmap& picture);
   void SetTitle(const QString& title);
   // Type and counts: "DX7 Voice Bank · 32 patches · 3 changed since saved".
@@ -32,13 +33,20 @@ class DocumentHeader : public QWidget {
   // For what stands at the right end.
   void AddRight(QWidget* widget);
 
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+
  private:
+  void ShowPicture();
+
+  bool hasPicture_ = false;
   PlainLabel* picture_;
   PlainLabel* title_;
   PlainLabel* secondary_;
   QHBoxLayout* marks_;
   QHBoxLayout* row_;
   std::map<Mark, MarkLabel*> labels_;
+  std::vector<QWidget*> right_;  // alive as long as the header: they are its children
 };
 
 }  // namespace tonalith
