@@ -2,6 +2,8 @@
 
 #include <QBuffer>
 #include <QFontDatabase>
+#include <QMarginsF>
+#include <QPageLayout>
 #include <QPainter>
 #include <QPdfWriter>
 #include <QPrintDialog>
@@ -23,6 +25,7 @@ constexpr char kPrintFailure[] = "Failed to StartDoc error";
 constexpr int kLeastColumns = 80;
 constexpr int kHeadingLines = 2;
 constexpr int kBetween = 3;
+constexpr qreal kMarginMm = 15;
 
 // What stands before the tab is as wide in every line.
 std::vector<QString> AlignedLines(const std::vector<std::string>& lines) {
@@ -60,12 +63,15 @@ std::vector<ListingPage> PagesOf(const QString& heading, const std::vector<std::
     }
     pages.push_back(std::move(page));
   }
+  for (std::size_t i = 0; pages.size() > 1 && i < pages.size(); ++i)
+    pages[i].front() += ", page " + std::to_string(i + 1) + " of " + std::to_string(pages.size());
   return pages;
 }
 
 }  // namespace
 
 bool PaintListing(const std::vector<ListingPage>& pages, QPagedPaintDevice& device) {
+  device.setPageMargins(QMarginsF(kMarginMm, kMarginMm, kMarginMm, kMarginMm), QPageLayout::Millimeter);
   QPainter painter;
   if (!painter.begin(&device)) return false;
   const QRectF field(0, 0, device.width(), device.height());
