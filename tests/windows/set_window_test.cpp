@@ -326,6 +326,10 @@ TEST_F(SetWindow, PatchesThatArePlayedAreFollowed) {
   };
   EXPECT_TRUE(note(first).startsWith(QStringLiteral("is used by: "))) << ToUtf8(note(first));
   EXPECT_EQ(note(other), QString());
+  EXPECT_EQ(ToUtf8(window->Inspect().title), "VOICE 0") << "the current patch";
+  window->document().SetActive(voices, false);
+  EXPECT_EQ(ToUtf8(window->Inspect().title), set.TypeName(voices)) << "what has no editor is told of as a whole";
+  window->RunCommand(CommandId::EditUndo);
   bank->Select({first});
   EXPECT_EQ(window->Inspect().sections.back().rows.size(), users);
   KeepScreenshot(window, QStringLiteral("set-links"));
