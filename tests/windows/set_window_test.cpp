@@ -334,7 +334,7 @@ TEST_F(SetWindow, PatchesThatArePlayedAreFollowed) {
   EXPECT_EQ(window->Inspect().sections.back().rows.size(), users);
   KeepScreenshot(window, QStringLiteral("set-links"));
 
-  const std::uint64_t entries = set.history().Count();
+  const std::uint64_t entries = set.history().Position();
   const auto swap = [&](BankSlots& bankSlots) {
     const SlotContent one = bankSlots.Take(first), two = bankSlots.Take(other);
     return bankSlots.Put(first, two, true) && bankSlots.Put(other, one, true) ? Result::Success()
