@@ -1,7 +1,6 @@
 #include "cli/commands_set.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <iterator>
 #include <utility>
@@ -22,6 +21,7 @@
 #include "store/entry_state.h"
 #include "store/sets/new_set.h"
 #include "store/sets/set_document.h"
+#include "store/sets/set_listing.h"
 #include "studio/recognize.h"
 
 namespace tonalith {
@@ -45,14 +45,6 @@ Result NewSet(Session& session, const CliArguments& arguments) {
   return result;
 }
 
-std::string FileOfComponent(const ZKGrpDoc& set, int component) {
-  if (std::string link = set.LinkPath(component); !link.empty()) return link;
-  const DataFile& data = *set.GetDataFile(component);
-  if (!data.fileName) return {};
-  const std::string name(data.fileName, strnlen(data.fileName, data.fileNameSize));
-  return IsValidUtf8(name) ? name : Latin1ToUtf8(name);
-}
-
 Result ListSet(Session& session, const CliArguments& arguments) {
   ZKGrpDoc set;
   if (Result result = OpenSet(session, arguments.words()[1], &set); !result.ok()) return result;
@@ -65,6 +57,29 @@ Result ListSet(Session& session, const CliArguments& arguments) {
     else
       out << file << "\n";
   }
+  return Result::Success();
+}
+
+Result PrintSetListing(Session& session, const CliArguments& arguments) {
+  ZKGrpDoc set;
+  if (Result result = OpenSet(session, arguments.words()[1], &set); !result.ok()) return result;
+  TerminalText out = session.environment().out;
+  for (const auto& page : SetListing(set, 0))
+    for (const std::string& line : page) out << line << "\n";
+  return Result::Success();
+}
+
+Result PrintSetText(Session& session, const CliArguments& arguments) {
+  ZKGrpDoc set;
+  if (Result result = OpenSet(session, arguments.words()[1], &set); !result.ok()) return result;
+  std::vector<int> chosen;
+  for (const std::string& word : arguments.Options("component"))
+    if (Result result = ComponentOf(set, word, &chosen.emplace_back()); !result.ok()) return result;
+  for (int i = 0; arguments.Options("component").empty() && i < set.GetDataFileCount(); ++i) chosen.push_back(i);
+  std::string text;
+  if (Result result = ComponentsAsText(set, chosen, &text); !result.ok()) return result;
+  TerminalText out = session.environment().out;
+  out << text;
   return Result::Success();
 }
 
@@ -180,6 +195,8 @@ constexpr SetVerb kVerbs[] = {
     {"take", 4, TakeFromSet, false},
     {"get", 2, GetSet, true},
     {"send", 2, SendSet, true},
+    {"listing", 2, PrintSetListing, false},
+    {"text", 2, PrintSetText, false},
     {"links", 2, ListSetLinks, false},
     {"link", 4, LinkInSet, false},
     {"resolve", 2, ResolveInSet, false},
@@ -189,6 +206,7 @@ constexpr SetVerb kVerbs[] = {
 
 CliArguments ArgumentsOf(const SetVerb& verb, const std::vector<std::string>& args) {
   if (verb.run == ListSetLinks) return CliArguments(args, {"report"});
+  if (verb.run == PrintSetText) return CliArguments(args, {"component"});
   if (!verb.transfers) return CliArguments(args, {});
   std::vector<std::string> names = TransferOptionNames();
   std::erase_if(names, [](const std::string& name) { return name == "patch" || name == "type"; });
@@ -208,6 +226,8 @@ std::string SetForms() {
          "set send FILE [OPTIONS]         sends them to the instrument\n"
          "set put FILE N DATA             the data of a file becomes that of component N\n"
          "set take FILE N OUT             writes component N as a file of its own\n"
+         "set listing FILE                the listing that is printed\n"
+         "set text FILE [--component N]...  numbers and names of the patches of all components, or of these\n"
          "set links FILE [--report OUT]   which patches play which others; as a page (HTML) with --report\n"
          "set link FILE N DATA            component N becomes a link to a data file\n"
          "set resolve FILE                the data of all links comes into the file\n"

@@ -20,6 +20,7 @@ constexpr int kMarksWidth = kMarkPlaces * (kMarkSize + kSmallGap);
 constexpr int kLeastNameCharacters = 12;
 constexpr int kMostNameCharacters = 24;
 constexpr int kMostColumnCharacters = 64;
+constexpr int kNoteCharacters = 24;
 constexpr int kLeastRows = 8;
 constexpr int kRowsOfPage = 16;  // of a column when not everything is seen at once
 
@@ -40,7 +41,8 @@ void ZKBankListCtrl::Measure() {
   }
   rowHeight_ = RowHeight(fontMetrics());
   const int name = std::clamp(static_cast<int>(bank().NameLength()), kLeastNameCharacters, kMostNameCharacters);
-  leastWidth_ = kMarksWidth + numberWidth_ + name * fontMetrics().averageCharWidth() + 3 * kGap;
+  const int characters = name + (bankModel()->HasNotes() ? kNoteCharacters : 0);
+  leastWidth_ = kMarksWidth + numberWidth_ + characters * fontMetrics().averageCharWidth() + 3 * kGap;
 }
 
 void ZKBankListCtrl::Arrange() {

@@ -74,6 +74,12 @@ QString BankListModel::Spoken(int patch) const {
   return parts.join(QStringLiteral(", "));
 }
 
+bool BankListModel::HasNotes() const {
+  for (int patch = 0; notes_ && patch < rows_; ++patch)
+    if (!Note(patch).isEmpty()) return true;
+  return false;
+}
+
 QVariant BankListModel::data(const QModelIndex& index, int role) const {
   const int patch = index.row();
   switch (role) {

@@ -23,6 +23,8 @@ class BankListModel final : public QAbstractTableModel {
   void ShowSoFar(DataFilePtr data);
   // What is said of a patch beside its name; empty: nothing.
   void SetNotes(std::function<QString(int patch)> notes) { notes_ = std::move(notes); }
+  // Something is said of a patch.
+  bool HasNotes() const;
   ~BankListModel() override;
 
   int rowCount(const QModelIndex& parent = {}) const override;

@@ -1,6 +1,7 @@
 #include "bank/ui/bank_window.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QDateTime>
 #include <QDialog>
 #include <QLocale>
@@ -276,7 +277,7 @@ void TZKBank::Refresh() {
   // Also for the page that was there from the beginning.
   setFocusProxy(page != empty_ ? page : empty_->findChild<QPushButton*>());
   if (pages_->currentWidget() == page) return;
-  const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(focusWidget());
+  const bool focus = pages_->currentWidget() && pages_->currentWidget()->isAncestorOf(QApplication::focusWidget());
   pages_->setCurrentWidget(page);
   filter_->setEnabled(page != empty_);
   if (focus) setFocus();

@@ -106,7 +106,7 @@ void SetEditor::Take(bool arrived) {
 }
 
 void SetEditor::RenewNotes() {
-  bank_->list()->viewport()->update();
+  bank_->list()->doItemsLayout();  // notes want room
 }
 
 void SetEditor::Follow() {

@@ -3,7 +3,6 @@
 #include <QDropEvent>
 #include <QHeaderView>
 #include <QKeyEvent>
-#include <QLabel>
 #include <QListView>
 #include <QMimeData>
 #include <QTreeView>
@@ -135,7 +134,7 @@ class ZKGroupCustomCtl final : public ViewOf<QListView> {
   }
 
  private:
-  QLabel* picture_ = new QLabel(this);  // of the instrument, above the tiles
+  PlainLabel* picture_ = new PlainLabel(this);  // of the instrument, above the tiles
 };
 
 class ZKGroupTreeCtl final : public ViewOf<QTreeView> {

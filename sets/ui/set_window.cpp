@@ -18,6 +18,7 @@
 #include "platform/path_resolver.h"
 #include "services/send_care.h"
 #include "services/settings.h"
+#include "sets/ui/set_inspector.h"
 #include "sets/ui/set_pane.h"
 #include "sets/ui/set_texts.h"
 #include "sets/ui/set_views.h"
@@ -352,7 +353,7 @@ SearchField* TZKGrp::Search() const {
 
 InspectorContent TZKGrp::Inspect() {
   TZKBank* bank = pane_->bank();
-  if (!bank) return {};
+  if (!bank) return InspectComponent(set_, view_->GetCurSel());
   InspectorContent content = InspectBank(bank->document(), bank->list()->CurrentPatch(), set_);
   const std::vector<int> patches = bank->SelectedPatches();
   const bool one = patches.size() == 1 || bank->document().PatchCount() == 1;

@@ -41,7 +41,7 @@ std::string BufferText(const char* text, std::uint32_t size) {
 
 std::string RowOfComponent(const ZKGrpDoc& set, int component) {
   const DataFile& data = *set.GetDataFile(component);
-  return Column(BufferText(data.fileName, data.fileNameSize), 20) + " " + Column(ExportLine(GetUnitMake(data)), 15) +
+  return Column(FileNameOf(FileOfComponent(set, component)), 20) + " " + Column(ExportLine(GetUnitMake(data)), 15) +
          " " + Column(set.TypeName(component), 25) + Printf("%2d", data.synth->midiChannel + 1) + " " +
          Column(BufferText(data.midiInPortName, data.midiInPortNameSize), 8) + " " +
          Column(BufferText(data.midiOutPortName, data.midiOutPortNameSize), 8) + " " +
@@ -49,6 +49,13 @@ std::string RowOfComponent(const ZKGrpDoc& set, int component) {
 }
 
 }  // namespace
+
+std::string FileOfComponent(const ZKGrpDoc& set, int component) {
+  if (std::string link = set.LinkPath(component); !link.empty()) return link;
+  const DataFile& data = *set.GetDataFile(component);
+  const std::string name = BufferText(data.fileName, data.fileNameSize);
+  return IsValidUtf8(name) ? name : Latin1ToUtf8(name);
+}
 
 std::vector<std::vector<std::string>> SetListing(const ZKGrpDoc& set, int linesPerPage) {
   std::vector<std::string> lines{
@@ -61,7 +68,9 @@ std::vector<std::vector<std::string>> SetListing(const ZKGrpDoc& set, int linesP
       "File Name            Instrument      Data                  CommCh  In   Port  Out    Size",
       std::string(kRule, '-')};
   for (int i = 0; i < set.GetDataFileCount(); ++i) lines.push_back(RowOfComponent(set, i));
-  const std::size_t most = static_cast<std::size_t>(std::max(kEmptyLines + 1, linesPerPage - kMarginLines));
+  const std::size_t most = linesPerPage == 0
+                               ? lines.size()
+                               : static_cast<std::size_t>(std::max(kEmptyLines + 1, linesPerPage - kMarginLines));
   std::vector<std::vector<std::string>> pages(1);
   for (std::string& line : lines) {
     if (pages.back().size() == most) pages.emplace_back(kEmptyLines);

@@ -133,6 +133,12 @@ TEST_F(SetCommands, ComponentsGoInAndOut) {
   ASSERT_EQ(Run("set take", {path, "0", sysex}).status, 0);
   const std::string names = Run("names", {bank}).out;
   EXPECT_EQ(SplitText(names, '\n').size(), 33u);
+  EXPECT_EQ(SplitText(Run("set listing", {path}).out, '\n').size(), 8u + 4 + 1) << "a row each";
+  const std::string text = Run("set text", {path}).out;
+  EXPECT_NE(text.find(Table(names).at(31).back()), std::string::npos) << text;
+  EXPECT_EQ(Run("set text --component 0", {path}).out, text);
+  EXPECT_EQ(Run("set text --component 1", {path}).status, 1) << "it holds nothing";
+  EXPECT_EQ(Run("set text --component 9", {path}).status, 1);
   for (const std::string& file : {bank, sysex}) {
     const std::string other = New("Yamaha DX7");
     EXPECT_EQ(Run("set put", {other, "1", file}).status, 1) << "another type";

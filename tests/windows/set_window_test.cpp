@@ -326,11 +326,15 @@ TEST_F(SetWindow, PatchesThatArePlayedAreFollowed) {
   };
   EXPECT_TRUE(note(first).startsWith(QStringLiteral("is used by: "))) << ToUtf8(note(first));
   EXPECT_EQ(note(other), QString());
+  EXPECT_EQ(ToUtf8(window->Inspect().title), "VOICE 0") << "the current patch";
+  window->document().SetActive(voices, false);
+  EXPECT_EQ(ToUtf8(window->Inspect().title), set.TypeName(voices)) << "what has no editor is told of as a whole";
+  window->RunCommand(CommandId::EditUndo);
   bank->Select({first});
   EXPECT_EQ(window->Inspect().sections.back().rows.size(), users);
   KeepScreenshot(window, QStringLiteral("set-links"));
 
-  const std::uint64_t entries = set.history().Count();
+  const std::uint64_t entries = set.history().Position();
   const auto swap = [&](BankSlots& bankSlots) {
     const SlotContent one = bankSlots.Take(first), two = bankSlots.Take(other);
     return bankSlots.Put(first, two, true) && bankSlots.Put(other, one, true) ? Result::Success()
