@@ -16,7 +16,6 @@
 #include "cli/transfer_command.h"
 #include "data/container.h"
 #include "platform/atomic_file.h"
-#include "platform/plain_text.h"
 #include "platform/terminal_text.h"
 #include "platform/text.h"
 #include "store/entry_state.h"
@@ -80,7 +79,7 @@ Result PrintSetText(Session& session, const CliArguments& arguments) {
   std::string text;
   if (Result result = ComponentsAsText(set, chosen, &text); !result.ok()) return result;
   TerminalText out = session.environment().out;
-  out.Lines(PlainLines(text));  // the export has made each name one line
+  out.Lines(text);  // the export has made each name one line
   return Result::Success();
 }
 
