@@ -79,7 +79,7 @@ Result PrintSetText(Session& session, const CliArguments& arguments) {
   std::string text;
   if (Result result = ComponentsAsText(set, chosen, &text); !result.ok()) return result;
   TerminalText out = session.environment().out;
-  out << text;
+  out.Lines(text);  // the export has made each name one line
   return Result::Success();
 }
 

@@ -136,6 +136,7 @@ TEST_F(SetCommands, ComponentsGoInAndOut) {
   EXPECT_EQ(SplitText(Run("set listing", {path}).out, '\n').size(), 8u + 4 + 1) << "a row each";
   const std::string text = Run("set text", {path}).out;
   EXPECT_NE(text.find(Table(names).at(31).back()), std::string::npos) << text;
+  EXPECT_EQ(SplitText(text, '\n').size(), 33u) << "a line each";
   EXPECT_EQ(Run("set text --component 0", {path}).out, text);
   EXPECT_EQ(Run("set text --component 1", {path}).status, 1) << "it holds nothing";
   EXPECT_EQ(Run("set text --component 9", {path}).status, 1);
