@@ -2,6 +2,8 @@
 
 #include "library/ui/library_window.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLineEdit>
 
 #include "app/library_commands.h"
@@ -139,6 +141,33 @@ TEST_F(LibraryWindow, CellsAreTypedOneAfterTheOther) {
   window->Search()->clear();
   EXPECT_TRUE(list->isVisible());
   EXPECT_EQ(Cell(window, 0, LibraryColumn::Name), QStringLiteral("Two"));
+}
+
+TEST_F(LibraryWindow, GoesOutAsFilesTextAndPaper) {
+  Start({"file " + Path("out.html"), "file " + Path("out.txt"), "file " + Path("out.pdf")});
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_TRUE(Idle(bank, 20000));
+  TZKLib* window = OpenLibrary("Yamaha DX7");
+  ASSERT_TRUE(window);
+  EXPECT_FALSE(window->RefusalOf(CommandId::FilePrint).isEmpty()) << "nothing is listed";
+  bank->Select({3, 5, 7});
+  Move move;
+  ASSERT_TRUE(bank->MoveOut(&move).ok());
+  ASSERT_TRUE(Deliver(*window, std::move(move)).taken());
+  const std::string name = Cell(window, 1, LibraryColumn::Name).toStdString();
+  window->RunCommand(CommandId::ExportHtml);
+  window->RunCommand(CommandId::ExportTextProperties);
+  window->RunCommand(CommandId::FilePrint);
+  for (const char* file : {"out.html", "out.txt"}) {
+    const auto bytes = File(file);
+    EXPECT_NE(std::string(bytes.begin(), bytes.end()).find(name), std::string::npos) << file;
+  }
+  ASSERT_FALSE(File("out.pdf").empty());
+  EXPECT_EQ(File("out.pdf")[0], '%');
+  window->RunCommand(CommandId::EditCopyNames);
+  EXPECT_TRUE(QGuiApplication::clipboard()->text().contains(QStringLiteral("2\t") + QString::fromStdString(name)));
+  // What sequencers would send for a patch is not known.
+  EXPECT_FALSE(window->RefusalOf(CommandId::ExportReaper).isEmpty());
 }
 
 TEST_F(LibraryWindow, GivesPatchesToBanksAndTakesThem) {
