@@ -306,7 +306,7 @@ void TZKLib::Search(const LibraryCriteria& criteria, const QString& nothing) {
 }
 
 void TZKLib::FindSimilar() {
-  TextPrompt prompt{"Library", "How like it, in percent:", "90", 3};
+  TextPrompt prompt{"Library", "At least how similar, in percent:", "90", 3};
   std::string text = "90";
   if (!context().prompts().Text(prompt, text)) return;
   const auto percent = ParseInteger(text);

@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QLineEdit>
+#include <filesystem>
 
 #include "app/library_commands.h"
 #include "bank/bank_document.h"
@@ -39,13 +40,14 @@ TEST_F(LibraryWindow, IsFilledSearchedEditedSavedAndOpenedAgain) {
   Start({"file " + path, "no"});
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
   ASSERT_TRUE(Idle(bank, 20000));
-  ASSERT_TRUE(bank->document().SaveCopy(Path("bank.dat")).ok());
-  Write("notes.txt", "no music");
+  std::filesystem::create_directories(Path("sounds"));
+  ASSERT_TRUE(bank->document().SaveCopy(Path("sounds/bank.dat")).ok());
+  Write("sounds/notes.txt", "no music");
   TZKLib* window = OpenLibrary("Yamaha DX7");
   ASSERT_TRUE(window);
   ZKLibDoc& library = window->document();
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDuplicates).isEmpty());
-  ASSERT_TRUE(DropFiles(window->findChild<EmptyState*>(), {root_}));
+  ASSERT_TRUE(DropFiles(window->findChild<EmptyState*>(), {Path("sounds")}));
   EXPECT_TRUE(window->adding().Running());
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDelete).isEmpty()) << "while it is filled";
   ASSERT_TRUE(WaitFor([window] { return !window->adding().Running(); }, 20000));
