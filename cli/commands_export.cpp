@@ -12,6 +12,7 @@
 #include "data/standard_midi_file.h"
 #include "data/sysex_split.h"
 #include "platform/atomic_file.h"
+#include "platform/byte_window.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "store/names/disk_midi.h"

@@ -67,8 +67,8 @@ Result DiskMidi(ExportFormat format, ExportSource* source, const std::string& pa
 // Writes what was rendered, unless the file holds it already: for exports that nobody asked for just now.  May run on
 // any thread.
 Result DiskMidiAuto(const std::string& path, std::string_view bytes);
-// Every format that is for the data, as FOLDER/NAME with the extension of the format, with the key before it where two formats share one.
-// The first failure ends it; `paths` (may be null) are the files written.
+// Every format that is for the data, as FOLDER/NAME with the extension of the format, with the key before it where two
+// formats share one. The first failure ends it; `paths` (may be null) are the files written.
 Result DiskMidiAll(ExportSource* source, const std::string& folder, const std::string& name,
                    std::vector<std::string>* paths = nullptr);
 std::string ExportFileName(ExportFormat format, const std::string& name);
