@@ -64,6 +64,11 @@ LibraryServices ServicesOf(const FrameContext& frame) {
     const QString title = QCoreApplication::translate("LibraryCommands", "Add to Library");
     return ToUtf8(QFileDialog::getExistingDirectory(QApplication::activeWindow(), title, FromUtf8(at)));
   };
+  services.ports = [&studio](const DataFile& driver) {
+    const ZKDrvList* type = studio.GetDriverWithID(driver.synth->driverId);
+    return type && type->instrument ? LibraryPorts{type->instrument->inPortName, type->instrument->outPortName}
+                                    : LibraryPorts{};
+  };
   services.newBank = [&studio](const DataFile& driver) { return NewBankOf(studio, driver); };
   return services;
 }

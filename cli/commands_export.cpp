@@ -12,6 +12,7 @@
 #include "data/standard_midi_file.h"
 #include "data/sysex_split.h"
 #include "platform/atomic_file.h"
+#include "platform/byte_window.h"
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "store/names/disk_midi.h"
@@ -54,6 +55,12 @@ Result MessagesOfData(Session& session, const std::vector<std::uint8_t>& bytes, 
   return Result::Success();
 }
 
+// It says that it is a Library.
+bool IsLibraryFile(std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t kTypeAt = 8;
+  return IsListFile(bytes) && bytes.size() >= kTypeAt + 4 && LoadBe32(bytes.data() + kTypeAt) == kListLibrary;
+}
+
 // What is in a file: its messages, once they were asked for, and its data.
 class ExportInput {
  public:
@@ -76,6 +83,7 @@ class ExportInput {
       return Result::Failure(path_ + ": " + result.text);
     for (const RecognizedPiece& piece : found_.pieces) source->data.push_back(piece.data.get());
     source->sysEx = Writer();
+    source->oneList = IsLibraryFile(bytes_);
     return Result::Success();
   }
   ExportSysEx Writer() {

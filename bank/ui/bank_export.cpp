@@ -6,13 +6,11 @@
 
 #include "bank/ui/bank_window.h"
 #include "bank/ui/export_preview.h"
-#include "data/patch_names.h"
 #include "platform/atomic_file.h"
 #include "platform/path_resolver.h"
 #include "platform/prompts.h"
 #include "platform/text.h"
 #include "services/settings.h"
-#include "ui/clipboard.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
@@ -20,17 +18,11 @@ namespace tonalith {
 
 namespace {
 
-struct ExportCommand {
-  CommandId command;
-  ExportFormat format;
-};
-constexpr ExportCommand kExportCommands[] = {
-    {CommandId::ExportReaper, ExportFormat::Reaper}, {CommandId::ExportCakewalk, ExportFormat::Cakewalk},
-    {CommandId::ExportCubase, ExportFormat::Cubase}, {CommandId::ExportNameDocument, ExportFormat::NameDocument},
-    {CommandId::ExportHtml, ExportFormat::Html},     {CommandId::ExportHtmlProperties, ExportFormat::HtmlProperties},
-    {CommandId::ExportText, ExportFormat::Text},     {CommandId::ExportTextProperties, ExportFormat::TextProperties},
-    {CommandId::ExportIni, ExportFormat::Ini},       {CommandId::ExportAcid, ExportFormat::Acid},
-    {CommandId::ExportJammer, ExportFormat::Jammer}, {CommandId::ExportLogic, ExportFormat::Logic},
+// In the order of menus.
+constexpr CommandId kExportCommands[] = {
+    CommandId::ExportReaper, CommandId::ExportCakewalk,       CommandId::ExportCubase, CommandId::ExportNameDocument,
+    CommandId::ExportHtml,   CommandId::ExportHtmlProperties, CommandId::ExportText,   CommandId::ExportTextProperties,
+    CommandId::ExportIni,    CommandId::ExportAcid,           CommandId::ExportJammer, CommandId::ExportLogic,
 };
 constexpr CommandId kOtherExports[] = {CommandId::ExportPreview,  CommandId::ExportAgain, CommandId::ExportFollow,
                                        CommandId::ExportMaster,   CommandId::ExportAll,   CommandId::ExportCopyText,
@@ -39,31 +31,24 @@ constexpr int kFollowMs = 1500;  // after the last of a run of changes
 constexpr char kMasterTitle[] = "Select Sonar/Cakewalk Master.ins file...";
 constexpr char kMasterFilter[] = "Sonar/Cakewalk INS (*.ins)|*.ins|All files (*.*)|*.*|";
 
-const ExportCommand* FindExport(CommandId command) {
-  const auto* found = std::find_if(std::begin(kExportCommands), std::end(kExportCommands),
-                                   [command](const ExportCommand& one) { return one.command == command; });
-  return found == std::end(kExportCommands) ? nullptr : found;
-}
-
 QString ExportSays(const char* text) {
   return QCoreApplication::translate("BankExport", text);
 }
 
 }  // namespace
 
-BankExport::BankExport(TZKBank& window) : window_(window) {
+BankExport::BankExport(TZKBank& window)
+    : window_(window),
+      names_(
+          window, window.context(), [this] { return Source(); }, [&window](const QString& text) { window.Say(text); }) {
   wait_.setSingleShot(true);
   QObject::connect(&wait_, &QTimer::timeout, &wait_, [this] { WriteAgain(); });
-  format_ = Choices().Format();
+  format_ = names_.Choices().Format();
   DocumentChanged();
 }
 
-ExportChoices BankExport::Choices() const {
-  return ExportChoices(window_.context().SettingsFile());
-}
-
 bool BankExport::Has(CommandId command) const {
-  return FindExport(command) ||
+  return ExportFormatOf(command) ||
          std::find(std::begin(kOtherExports), std::end(kOtherExports), command) != std::end(kOtherExports);
 }
 
@@ -82,14 +67,14 @@ QString BankExport::Refusal(CommandId command) const {
 std::vector<CommandId> BankExport::EntriesOf(BankMenu menu) const {
   std::vector<CommandId> entries;
   if (menu != BankMenu::Export) return entries;
-  for (const ExportCommand& one : kExportCommands) entries.push_back(one.command);
+  entries.insert(entries.end(), std::begin(kExportCommands), std::end(kExportCommands));
   entries.push_back(CommandId::None);
   entries.insert(entries.end(), std::begin(kOtherExports), std::end(kOtherExports));
   return entries;
 }
 
 void BankExport::Run(CommandId command) {
-  if (const ExportCommand* one = FindExport(command)) return ExportNames(one->format);
+  if (const auto format = ExportFormatOf(command)) return ExportNames(*format);
   switch (command) {
     case CommandId::ExportPreview:
       return Preview();
@@ -102,9 +87,9 @@ void BankExport::Run(CommandId command) {
     case CommandId::ExportAll:
       return ExportAll();
     case CommandId::ExportCopyText:
-      return CopyNames(ExportFormat::Text);
+      return names_.Copy(ExportFormat::Text);
     case CommandId::ExportCopyNames:
-      return CopyNames(ExportFormat::Names);
+      return names_.Copy(ExportFormat::Names);
     default:
       break;
   }
@@ -115,55 +100,17 @@ ExportSource BankExport::Source() const {
   source.data = {window_.dataFile()};
   source.sysEx = [this](bool midiFile, std::vector<std::uint8_t>* bytes) {
     std::string note;
-    return window_.context().Export(*window_.dataFile(), midiFile, SuggestedName(), bytes, &note);
+    return window_.context().Export(*window_.dataFile(), midiFile, names_.SuggestedName(), bytes, &note);
   };
   return source;
 }
 
-std::string BankExport::SuggestedName() const {
-  const ZKBankDoc& document = window_.document();
-  if (!document.path().empty()) return WithoutExtension(document.FileName());
-  const std::string& origin = document.OriginName();
-  return FixInvalidFilenameCharacters(origin.empty() ? document.Title() : WithoutExtension(origin));
-}
-
-std::string BankExport::AskFile(const std::string& title, const std::string& what, const std::string& name,
-                                const std::string& extension) {
-  const std::string& path = window_.document().path();
-  FilePrompt prompt;
-  prompt.title = title;
-  prompt.save = true;
-  const std::string last = Choices().Folder();
-  prompt.folder = !last.empty() && FolderExists(last) ? last
-                  : path.empty()                      ? window_.context().DataFolder()
-                                                      : FolderOf(path);
-  prompt.name = name;
-  prompt.patterns = FilePatterns(what + "|*." + extension + "|All Files (*.*)|*.*|");
-  return window_.context().prompts().File(prompt);
-}
-
-void BankExport::Tell(const Result& result, const QString& done) {
-  if (result.ok())
-    window_.Say(done);
-  else
-    window_.context().prompts().Say("Export", result.text);
-}
-
 void BankExport::ExportNames(ExportFormat format) {
-  const ExportKind& kind = KindOf(format);
-  const std::string title = "Export " + std::string(kind.title) + " (" + kind.what + ")";
-  const std::string path = AskFile(title, kind.title, SuggestedName() + "." + kind.extension, kind.extension);
+  const std::string path = names_.Write(format);
   if (path.empty()) return;
-  ExportSource source = Source();
-  const Result result = DiskMidi(format, &source, path);
-  if (result.ok()) {
-    last_ = AutomaticExport{format, path};
-    format_ = format;
-    Choices().SetLast(FolderOf(path), format);
-    emit window_.StateChanged();
-  }
-  const QString done = ExportSays("Exported as %1").arg(ShownUtf8(path));
-  Tell(result, source.note.empty() ? done : done + QStringLiteral(". ") + ShownUtf8(source.note));
+  last_ = AutomaticExport{format, path};
+  format_ = format;
+  emit window_.StateChanged();
 }
 
 // Closes with the bank's window; what was changed meanwhile is shown when it is asked for again.
@@ -187,7 +134,7 @@ void BankExport::Preview() {
 // Files that are there already are asked for once.
 void BankExport::ExportAll() {
   const std::string path =
-      AskFile("Export All Formats: folder and name of the files", "All Formats", SuggestedName(), "*");
+      names_.AskFile("Export All Formats: folder and name of the files", "All Formats", names_.SuggestedName(), "*");
   if (path.empty()) return;
   const std::string folder = FolderOf(path), name = FileNameOf(path);
   int there = 0;
@@ -206,8 +153,8 @@ void BankExport::ExportAll() {
   ExportSource source = Source();
   std::vector<std::string> paths;
   const Result result = DiskMidiAll(&source, folder, name, &paths);
-  if (result.ok()) Choices().SetLast(folder, std::nullopt);
-  Tell(result, ExportSays("%1 files were written to %2").arg(paths.size()).arg(ShownUtf8(folder)));
+  if (result.ok()) names_.Choices().SetLast(folder, std::nullopt);
+  names_.Tell(result, ExportSays("%1 files were written to %2").arg(paths.size()).arg(ShownUtf8(folder)));
 }
 
 // ---- a file that follows the bank -----------------------------------------------------------------------------------
@@ -228,7 +175,8 @@ QString BankExport::Text(CommandId command) const {
 void BankExport::KeepFollowing() {
   const std::string& path = window_.document().path();
   const std::optional<AutomaticExport> wanted = follows_ ? std::nullopt : last_;
-  if (const Result kept = Choices().SetAutomatic(path, wanted); !kept.ok()) return window_.Say(ShownUtf8(kept.text));
+  if (const Result kept = names_.Choices().SetAutomatic(path, wanted); !kept.ok())
+    return window_.Say(ShownUtf8(kept.text));
   window_.Say(wanted ? ExportSays("%1 is written again whenever the bank has changed.").arg(ShownUtf8(wanted->path))
                      : ExportSays("%1 stays as it is.").arg(ShownUtf8(follows_->path)));
   if (!wanted) last_ = follows_;
@@ -243,7 +191,7 @@ void BankExport::DocumentChanged() {
   const ZKBankDoc& bank = window_.document();
   if (bank.path() != ofPath_) {
     ofPath_ = bank.path();
-    follows_ = Choices().AutomaticOf(ofPath_);
+    follows_ = names_.Choices().AutomaticOf(ofPath_);
     state_ = bank.history().State();
   }
   if (!follows_ || bank.history().State() == state_) return;
@@ -252,7 +200,7 @@ void BankExport::DocumentChanged() {
 }
 
 void BankExport::SettingsChanged() {
-  format_ = Choices().Format();
+  format_ = names_.Choices().Format();
 }
 
 void BankExport::WriteAgain() {
@@ -290,16 +238,7 @@ void BankExport::MergeIntoMaster() {
   const Result result = DiskMidiCakewalkV3(&source, path, &backup);
   if (result.ok()) settings.MainSonarFiles(0, path);
   const QString done = ExportSays("The names are in %1").arg(ShownUtf8(path));
-  Tell(result, backup.empty() ? done : ExportSays("%1; what it was before is %2").arg(done, ShownUtf8(backup)));
-}
-
-void BankExport::CopyNames(ExportFormat format) {
-  ExportSource source = Source();
-  std::string text;
-  const Result result = RenderExport(format, &source, &text);
-  if (!result.ok()) return Tell(result, {});
-  if (CopyText(window_.context().prompts(), FromUtf8(text)))
-    window_.Say(ExportSays("%1 lines were copied.").arg(std::count(text.begin(), text.end(), '\n')));
+  names_.Tell(result, backup.empty() ? done : ExportSays("%1; what it was before is %2").arg(done, ShownUtf8(backup)));
 }
 
 }  // namespace tonalith

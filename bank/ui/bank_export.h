@@ -10,6 +10,7 @@
 #include "platform/jobs.h"
 #include "store/names/disk_midi.h"
 #include "store/names/export_choices.h"
+#include "store/ui/name_export.h"
 
 namespace tonalith {
 
@@ -29,23 +30,16 @@ class BankExport final : public BankWindowPart {
   void SettingsChanged() override;
 
  private:
-  ExportChoices Choices() const;
   void KeepFollowing();
   void WriteAgain();
   ExportSource Source() const;
-  // Of the file to be written, without extension.
-  std::string SuggestedName() const;
-  // Empty: the user cancelled.
-  std::string AskFile(const std::string& title, const std::string& what, const std::string& name,
-                      const std::string& extension);
   void ExportNames(ExportFormat format);
   void ExportAll();
   void MergeIntoMaster();
-  void CopyNames(ExportFormat format);
   void Preview();
-  void Tell(const Result& result, const QString& done);
 
   TZKBank& window_;
+  NameExport names_;
   std::optional<AutomaticExport> last_;  // written by this window
   std::optional<ExportFormat> format_;   // of the last export
   // The file that follows the bank.

@@ -151,6 +151,8 @@ bool LibraryDelegate::eventFilter(QObject* watched, QEvent* event) {
     const int key = static_cast<QKeyEvent*>(event)->key();
     if (key == Qt::Key_Return || key == Qt::Key_Enter) {
       emit commitData(editor);
+      // The row may be listed no more with the new text, and its field is gone.
+      if (!list_->IsTyping()) return true;
       emit closeEditor(editor, NoHint);
       list_->EditBelow();
       return true;

@@ -90,6 +90,7 @@ class ZKLibListCtrl final : public QTreeView {
   // The text of the current cell, or the name where that cell has none that can be typed.
   void EditCurrent();
   void EditBelow();
+  bool IsTyping() const { return state() == EditingState; }
   // A drag over the list, or over what stands in its place.
   void DragOver(QDropEvent* event);
   void Drop(QDropEvent* event);

@@ -50,6 +50,7 @@ TZKLib::TZKLib(std::unique_ptr<ZKLibDoc> document, WindowContext& context, Libra
       view_(library_),
       adding_(library_, context, this),
       player_(library_, context, this),
+      exports_(*this, context, library_, view_, services_.ports, [this](const QString& text) { Say(text); }),
       header_(new DocumentHeader(this)),
       tools_(new ToolRow(this)),
       search_(new SearchField(tr("Search patches"), tools_)),

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "library/ui/library_adding.h"
+#include "library/ui/library_export.h"
 #include "library/ui/library_player.h"
 #include "store/library/library_search.h"
 #include "store/library/library_view.h"
@@ -40,6 +41,8 @@ struct LibraryServices {
   std::function<std::shared_ptr<const KeywordFile>()> keywords;
   // Asks for a folder, beginning at one; empty: the user has cancelled.
   std::function<std::string(const std::string& at)> askFolder;
+  // The ports of the instrument that has the data type.
+  std::function<LibraryPorts(const DataFile& driver)> ports;
   // New data of the bank that patches of this type belong to; null: the studio has none.
   std::function<DataFilePtr(const DataFile& driver)> newBank;
 };
@@ -119,6 +122,7 @@ class TZKLib final : public DocumentWindow {
   LibraryView view_;
   LibraryAdding adding_;
   LibraryPlayer player_;
+  LibraryExport exports_;
   QTimer warmUp_;  // texts for the filter are made before they are asked for
   std::size_t warm_ = 0;
   int sortedBy_ = -1;

@@ -72,6 +72,7 @@ QString TZKLib::OwnRefusal(CommandId command) const {
   if (searching_ && !OnlyLooks(command)) return tr("The Library is being searched.");
   if (library_.IsBusy() && !OnlyLooks(command)) return ShownUtf8(library_.BusyReason());
   if (NeedsSelection(command) && view_.SelectedCount() == 0) return tr("No patch is selected.");
+  if (LibraryExport::Has(command)) return exports_.Refusal(command);
   switch (command) {
     case CommandId::LibraryShowAll:
       return view_.ShowsSome() || library_.HiddenCount() > 0 ? QString() : tr("Every patch is shown.");
@@ -98,12 +99,12 @@ QString TZKLib::OwnRefusal(CommandId command) const {
 }
 
 bool TZKLib::CommandEnabled(CommandId command) const {
-  if (IsLibraryCommand(command)) return OwnRefusal(command).isEmpty();
+  if (IsLibraryCommand(command) || LibraryExport::Has(command)) return OwnRefusal(command).isEmpty();
   return !adding_.Running() && !searching_ && DocumentWindow::CommandEnabled(command);
 }
 
 QString TZKLib::CommandRefusal(CommandId command) const {
-  if (IsLibraryCommand(command)) return OwnRefusal(command);
+  if (IsLibraryCommand(command) || LibraryExport::Has(command)) return OwnRefusal(command);
   if (adding_.Running()) return tr("Patches are being added.");
   return DocumentWindow::CommandRefusal(command);
 }
@@ -111,6 +112,7 @@ QString TZKLib::CommandRefusal(CommandId command) const {
 void TZKLib::RunCommand(CommandId command) {
   emit TakeEdits();
   if (!CommandEnabled(command)) return;
+  if (LibraryExport::Has(command)) return exports_.Run(command);
   if (IsLibraryCommand(command)) return RunOwn(command);
   DocumentWindow::RunCommand(command);
 }
@@ -304,7 +306,7 @@ void TZKLib::Search(const LibraryCriteria& criteria, const QString& nothing) {
 }
 
 void TZKLib::FindSimilar() {
-  TextPrompt prompt{"Library", "How like it, in percent:", "90", 3};
+  TextPrompt prompt{"Library", "At least how similar, in percent:", "90", 3};
   std::string text = "90";
   if (!context().prompts().Text(prompt, text)) return;
   const auto percent = ParseInteger(text);

@@ -18,25 +18,26 @@ namespace {
 constexpr char kListNote[] = "as a tab separated list: its own format is not published";
 
 constexpr ExportKind kKinds[] = {
-    {ExportFormat::Reaper, "reaper", "Reaper Bank Names", "reabank", "bank and patch names for Reaper", true},
+    {ExportFormat::Reaper, "reaper", "Reaper Bank Names", "reabank", "bank and patch names for Reaper", true, false},
     {ExportFormat::Cakewalk, "cakewalk", "Cakewalk Instrument Definition", "ins",
-     "an instrument definition for Cakewalk and Sonar", true},
-    {ExportFormat::Cubase, "cubase", "Cubase Patch Script", "txt", "a patch script for Cubase", true},
+     "an instrument definition for Cakewalk and Sonar", true, false},
+    {ExportFormat::Cubase, "cubase", "Cubase Patch Script", "txt", "a patch script for Cubase", true, false},
     {ExportFormat::NameDocument, "midnam", "MIDI Name Document", "midnam", "an XML description of the patch names",
-     true},
-    {ExportFormat::Html, "html", "HTML", "html", "a page with a table of numbers and names", true},
+     true, false},
+    {ExportFormat::Html, "html", "HTML", "html", "a page with a table of numbers and names", true, true},
     {ExportFormat::HtmlProperties, "html-properties", "HTML with Properties", "html",
-     "the same with comments, keywords and tags", true},
-    {ExportFormat::Text, "text", "Text", "txt", "number and name, tab separated", true},
+     "the same with comments, keywords and tags", true, true},
+    {ExportFormat::Text, "text", "Text", "txt", "number and name, tab separated", true, true},
     {ExportFormat::TextProperties, "text-properties", "Text with Properties", "txt",
-     "the same with comments, keywords and tags", true},
-    {ExportFormat::Names, "names", "Names Only", "txt", "one name a line", true},
-    {ExportFormat::Ini, "ini", "Tonalith Bank Names", "ini", "names by program number as an INI file", true},
-    {ExportFormat::MidiFile, "smf", "Standard MIDI File", "mid", "the data as SysEx in a Standard MIDI File", false},
-    {ExportFormat::SysEx, "syx", "SysEx File", "syx", "the data as raw SysEx", false},
-    {ExportFormat::Acid, "acid", "ACID Bank Names", "txt", kListNote, true},
-    {ExportFormat::Jammer, "jammer", "Jammer Bank Names", "txt", kListNote, true},
-    {ExportFormat::Logic, "logic", "Logic Bank Names", "txt", kListNote, true},
+     "the same with comments, keywords and tags", true, true},
+    {ExportFormat::Names, "names", "Names Only", "txt", "one name a line", true, true},
+    {ExportFormat::Ini, "ini", "Tonalith Bank Names", "ini", "names by program number as an INI file", true, false},
+    {ExportFormat::MidiFile, "smf", "Standard MIDI File", "mid", "the data as SysEx in a Standard MIDI File", false,
+     false},
+    {ExportFormat::SysEx, "syx", "SysEx File", "syx", "the data as raw SysEx", false, false},
+    {ExportFormat::Acid, "acid", "ACID Bank Names", "txt", kListNote, true, false},
+    {ExportFormat::Jammer, "jammer", "Jammer Bank Names", "txt", kListNote, true, false},
+    {ExportFormat::Logic, "logic", "Logic Bank Names", "txt", kListNote, true, false},
 };
 
 std::string NamesIn(ExportFormat format, const BankSelectNames& names, ExportSource* source) {
@@ -57,11 +58,11 @@ std::string NamesIn(ExportFormat format, const BankSelectNames& names, ExportSou
     case ExportFormat::Html:
       return DiskMidiBankNamesHTML(names);
     case ExportFormat::HtmlProperties:
-      return DiskMidiBankNamesAndPropertiesHTML(source->data);
+      return DiskMidiBankNamesAndPropertiesHTML(source->data, source->oneList);
     case ExportFormat::Text:
       return DiskMidiWriteAscii(names);
     case ExportFormat::TextProperties:
-      return DiskMidiBankNamesAndProperties(source->data);
+      return DiskMidiBankNamesAndProperties(source->data, source->oneList);
     case ExportFormat::Names:
       return DiskMidiBankNames(names);
     case ExportFormat::Ini:
@@ -84,9 +85,16 @@ std::string NamesIn(ExportFormat format, const BankSelectNames& names, ExportSou
   return {};
 }
 
+bool IsFor(const ExportSource& source, const ExportKind& kind) {
+  return !source.oneList || kind.forPeople || !kind.isText;
+}
+
 Result NamesOf(ExportSource* source, BankSelectNames* names) {
   std::erase_if(source->data, [](const DataFile* data) { return !data || !data->synth || !data->body; });
-  for (const DataFile* data : source->data) names->AddDataFile(*data);
+  if (source->oneList)
+    names->AddSingles(source->data);
+  else
+    for (const DataFile* data : source->data) names->AddDataFile(*data);
   return names->empty() ? Result::Failure("There are no patches whose names could be written.") : Result::Success();
 }
 
@@ -109,6 +117,9 @@ std::optional<ExportFormat> ExportFormatOf(std::string_view key) {
 Result RenderExport(ExportFormat format, ExportSource* source, std::string* bytes) {
   bytes->clear();
   source->note.clear();
+  if (!IsFor(*source, KindOf(format)))
+    return Result::Failure(
+        "No program change chooses the patches of a Library. Make a bank of them, and export its names.");
   if (!KindOf(format).isText) {
     if (!source->sysEx) return Result::Failure("This data cannot be written as SysEx here.");
     std::vector<std::uint8_t> written;
@@ -147,6 +158,7 @@ std::string ExportFileName(ExportFormat format, const std::string& name) {
 Result DiskMidiAll(ExportSource* source, const std::string& folder, const std::string& name,
                    std::vector<std::string>* paths) {
   for (const ExportKind& kind : kKinds) {
+    if (!IsFor(*source, kind)) continue;
     const std::string path = folder + "/" + ExportFileName(kind.format, name);
     Result result = DiskMidi(kind.format, source, path);
     if (!result.ok()) {
@@ -159,6 +171,7 @@ Result DiskMidiAll(ExportSource* source, const std::string& folder, const std::s
 }
 
 Result DiskMidiCakewalkV3(ExportSource* source, const std::string& path, std::string* backup) {
+  if (std::string bytes; source->oneList) return RenderExport(ExportFormat::Cakewalk, source, &bytes);
   BankSelectNames names;
   if (Result result = NamesOf(source, &names); !result.ok()) return result;
   MasterIns file;

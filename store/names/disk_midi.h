@@ -41,6 +41,7 @@ struct ExportKind {
   const char* extension;  // of its files, without the dot
   const char* what;       // one sentence of what is written
   bool isText;            // UTF-8 that can be shown; else SysEx
+  bool forPeople;         // numbers and names to read; else what it writes chooses patches by program changes
 };
 std::span<const ExportKind> ExportKinds();
 const ExportKind& KindOf(ExportFormat format);
@@ -53,7 +54,10 @@ using ExportSysEx = std::function<Result(bool midiFile, std::vector<std::uint8_t
 struct ExportSource {
   std::vector<const DataFile*> data;
   ExportSysEx sysEx;  // empty: formats with SysEx are refused
-  std::string note;   // set by an export: what the user should know; empty: nothing
+  // Single patches of one type, as a Library has them: numbered in their order from 1.  No program change chooses
+  // them: only formats for people are written.
+  bool oneList = false;
+  std::string note;  // set by an export: what the user should know; empty: nothing
 };
 
 // The bytes of an export.  Fails with a sentence when there is nothing to write.
@@ -63,8 +67,8 @@ Result DiskMidi(ExportFormat format, ExportSource* source, const std::string& pa
 // Writes what was rendered, unless the file holds it already: for exports that nobody asked for just now.  May run on
 // any thread.
 Result DiskMidiAuto(const std::string& path, std::string_view bytes);
-// Every format, as FOLDER/NAME with the extension of the format, with the key before it where two formats share one.
-// The first failure ends it; `paths` (may be null) are the files written.
+// Every format that is for the data, as FOLDER/NAME with the extension of the format, with the key before it where two
+// formats share one. The first failure ends it; `paths` (may be null) are the files written.
 Result DiskMidiAll(ExportSource* source, const std::string& folder, const std::string& name,
                    std::vector<std::string>* paths = nullptr);
 std::string ExportFileName(ExportFormat format, const std::string& name);

@@ -112,6 +112,23 @@ void BankSelectNames::AddList(const ZKDataList* list) {
     if (list->dataFile) AddDataFile(*list->dataFile);
 }
 
+void BankSelectNames::AddSingles(const std::vector<const DataFile*>& data) {
+  constexpr std::size_t kPrograms = 128;
+  for (std::size_t place = 0; place < data.size(); ++place) {
+    const DataFile& one = *data[place];
+    NamedPatch named;
+    named.number = std::to_string(place + 1);
+    named.name = ExportLine(GetPatchName(one, 0));
+    if (named.name.empty()) named.name = named.number;
+    named.program = static_cast<int>(place % kPrograms);
+    if (place == 0) {
+      const std::string instrument = ExportLine(GetUnitMake(one));
+      banks_.push_back({UniqueName(instrument + " " + ExportLine(GetUnitModel(*one.synth))), instrument, -1, -1, {}});
+    }
+    banks_.back().patches.push_back(std::move(named));
+  }
+}
+
 void BankSelectNames::AddPatch(const std::string& instrument, const std::string& bankName, int msb, int lsb,
                                NamedPatch patch) {
   const auto known = std::find_if(banks_.begin(), banks_.end(), [&](const NameBank& bank) {

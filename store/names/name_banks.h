@@ -50,6 +50,8 @@ class BankSelectNames {
   // bank counts; an empty text changes nothing).
   void AddDataFileWithCustomBankNames(const DataFile& dataFile, const CustomPatchList& custom);
   void AddList(const ZKDataList* list);
+  // Single patches of one type, numbered in their order from 1, as one bank.
+  void AddSingles(const std::vector<const DataFile*>& data);
   // A bank of that name and selection is continued, else begun.
   void AddPatch(const std::string& instrument, const std::string& bankName, int msb, int lsb, NamedPatch patch);
   // By instrument, then by bank selection; banks that have the same stay in their order.

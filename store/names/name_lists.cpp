@@ -75,6 +75,24 @@ std::vector<TableRow> PropertyRows(const DataFile& data) {
   return rows;
 }
 
+struct PropertyTable {
+  const DataFile* of;  // whose title is above it
+  std::vector<TableRow> rows;
+};
+
+// One for each piece of data, or one for all.
+std::vector<PropertyTable> PropertyTables(const std::vector<const DataFile*>& data, bool oneList) {
+  std::vector<PropertyTable> tables;
+  for (std::size_t place = 0; place < data.size(); ++place) {
+    if (!oneList || tables.empty()) tables.push_back({data[place], {}});
+    for (TableRow& row : PropertyRows(*data[place])) {
+      if (oneList) row.front() = std::to_string(place + 1);
+      tables.back().rows.push_back(std::move(row));
+    }
+  }
+  return tables;
+}
+
 std::string TitleOf(const DataFile& data) {
   return ExportLine(GetUnitMake(data)) + " " + ExportLine(GetUnitModel(*data.synth));
 }
@@ -125,22 +143,23 @@ std::string DiskMidiTonalithBankNames(const BankSelectNames& names) {
   return ini.ToBytes();
 }
 
-std::string DiskMidiBankNamesAndProperties(const std::vector<const DataFile*>& data) {
+std::string DiskMidiBankNamesAndProperties(const std::vector<const DataFile*>& data, bool oneList) {
   std::string text;
-  for (const DataFile* one : data) {
+  const std::vector<PropertyTable> tables = PropertyTables(data, oneList);
+  for (const PropertyTable& table : tables) {
     if (!text.empty()) text += "\n";
-    if (data.size() > 1) text += TitleOf(*one) + "\n";
+    if (tables.size() > 1) text += TitleOf(*table.of) + "\n";
     text += TabbedLine(PropertyHead());
-    for (const TableRow& row : PropertyRows(*one)) text += TabbedLine(row);
+    for (const TableRow& row : table.rows) text += TabbedLine(row);
   }
   return text;
 }
 
-std::string DiskMidiBankNamesAndPropertiesHTML(const std::vector<const DataFile*>& data) {
+std::string DiskMidiBankNamesAndPropertiesHTML(const std::vector<const DataFile*>& data, bool oneList) {
   HtmlPage page(data.empty() ? std::string() : TitleOf(*data.front()));
-  for (const DataFile* one : data) {
-    page.Begin(TitleOf(*one), PropertyHead());
-    for (const TableRow& row : PropertyRows(*one)) page.Row(row);
+  for (const PropertyTable& table : PropertyTables(data, oneList)) {
+    page.Begin(TitleOf(*table.of), PropertyHead());
+    for (const TableRow& row : table.rows) page.Row(row);
     page.End();
   }
   return page.Text();

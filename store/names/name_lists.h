@@ -19,7 +19,8 @@ std::string DiskMidiTonalithBankNames(const BankSelectNames& names);
 
 // With what is kept beside a patch: number, name, comment, keywords and the six tags; tab separated with a head line,
 // or as a table.  Line ends and tabs inside texts are blanks there.
-std::string DiskMidiBankNamesAndProperties(const std::vector<const DataFile*>& data);
-std::string DiskMidiBankNamesAndPropertiesHTML(const std::vector<const DataFile*>& data);
+// `oneList`: single patches of one type, numbered in their order from 1 below one head.
+std::string DiskMidiBankNamesAndProperties(const std::vector<const DataFile*>& data, bool oneList = false);
+std::string DiskMidiBankNamesAndPropertiesHTML(const std::vector<const DataFile*>& data, bool oneList = false);
 
 }  // namespace tonalith

@@ -84,6 +84,12 @@ TEST_F(LibraryCommands, CommandsChangeAndSearchesFind) {
   ASSERT_EQ(before.size(), 64u);
   const auto duplicates = Rows(Run("library duplicates", {library}).out);
   EXPECT_EQ(duplicates.size(), 32u);
+  const auto named = Rows(Run("export --format text", {library, "-"}).out);
+  ASSERT_EQ(named.size(), 64u);
+  EXPECT_EQ(named[63], (std::vector<std::string>{"64", before[63][0]}));
+  const CliOutput program = Run("export --format reaper", {library, "-"});
+  EXPECT_EQ(program.status, 1);
+  EXPECT_NE(program.err.find("No program change chooses"), std::string::npos) << program.err;
   EXPECT_EQ(duplicates.at(0).at(0), before[0][0] + " - " + before[0][0] + " : 0 different bytes");
   EXPECT_EQ(Rows(Run("library similar", {library, before[5][0], "100"}).out).size(), 1u);
   EXPECT_GT(Rows(Run("library similar", {library, before[5][0], "0"}).out).size(), 60u);

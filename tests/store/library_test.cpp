@@ -17,9 +17,11 @@
 #include "store/library/library_ask.h"
 #include "store/library/library_automation.h"
 #include "store/library/library_document.h"
+#include "store/library/library_listing.h"
 #include "store/library/library_search.h"
 #include "store/library/library_sort.h"
 #include "store/library/library_view.h"
+#include "store/names/disk_midi.h"
 #include "tests/platform/files_fixture.h"
 
 namespace tonalith {
@@ -158,6 +160,45 @@ TEST(Library, AddModesDecide) {
     while (library.CanUndo()) ASSERT_TRUE(library.Undo().ok());
     EXPECT_EQ(library.Names(), "");
   }
+}
+
+TEST(Library, NamesAndTextsGoOut) {
+  OpenLibrary library;
+  library.Fill({"Bass", "", "Pad"});
+  const EntryId first[] = {library.Order().front()};
+  ASSERT_TRUE(library.SetText(first, LibraryColumn::Comment, "so\u00df & low", "Change").ok());
+  ASSERT_TRUE(library.SetText(first, LibraryColumn::Author, "Me", "Change").ok());
+  for (const ExportKind& kind : ExportKinds()) {
+    ExportSource source;
+    source.oneList = true;
+    for (const EntryId entry : library.Order()) source.data.push_back(library.Data(entry));
+    std::string bytes;
+    const Result result = RenderExport(kind.format, &source, &bytes);
+    EXPECT_EQ(result.ok(), kind.forPeople) << kind.key;
+    EXPECT_EQ(result.text.empty(), kind.forPeople) << kind.key;
+    if (kind.forPeople) {
+      EXPECT_NE(bytes.find("Bass"), std::string::npos) << kind.key;
+    }
+    if (kind.format == ExportFormat::Text) {
+      EXPECT_EQ(bytes, "1\tBass\n2\t2\n3\tPad\n");
+    }
+    if (kind.format == ExportFormat::TextProperties) {
+      EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '\n'), 4) << "one head\n" << bytes;
+      EXPECT_NE(bytes.find("\n1\tBass\tso\u00df & low\t\tMe\t"), std::string::npos) << bytes;
+    }
+  }
+  // On paper: a head, columns counted in characters, the next page two lines down.
+  std::vector<std::string> names(70, "Same");
+  library.Fill(names);
+  const auto pages = LibPrint(library, library.Order(), {"Port \u00e4", "Out"}, 66);
+  ASSERT_EQ(pages.size(), 2u);
+  EXPECT_EQ(pages[0].size(), 63u);
+  EXPECT_EQ(pages[0][0], "LIBRARY LISTING");
+  EXPECT_EQ(pages[0][7], "Port In: Port \u00e4");
+  EXPECT_EQ(pages[0][13], "Bass            so\u00df & low                 Me");
+  EXPECT_EQ(pages[0][14].substr(0, 15), "<unnamed>      ");
+  EXPECT_EQ(pages[1][0] + pages[1][1], "");
+  EXPECT_EQ(pages[1].size(), 2 + 13 + 73 - 63u);
 }
 
 TEST(Library, TheQuestionTakesEveryAnswer) {

@@ -2,7 +2,10 @@
 
 #include "library/ui/library_window.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLineEdit>
+#include <filesystem>
 
 #include "app/library_commands.h"
 #include "bank/bank_document.h"
@@ -37,13 +40,14 @@ TEST_F(LibraryWindow, IsFilledSearchedEditedSavedAndOpenedAgain) {
   Start({"file " + path, "no"});
   TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
   ASSERT_TRUE(Idle(bank, 20000));
-  ASSERT_TRUE(bank->document().SaveCopy(Path("bank.dat")).ok());
-  Write("notes.txt", "no music");
+  std::filesystem::create_directories(Path("sounds"));
+  ASSERT_TRUE(bank->document().SaveCopy(Path("sounds/bank.dat")).ok());
+  Write("sounds/notes.txt", "no music");
   TZKLib* window = OpenLibrary("Yamaha DX7");
   ASSERT_TRUE(window);
   ZKLibDoc& library = window->document();
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDuplicates).isEmpty());
-  ASSERT_TRUE(DropFiles(window->findChild<EmptyState*>(), {root_}));
+  ASSERT_TRUE(DropFiles(window->findChild<EmptyState*>(), {Path("sounds")}));
   EXPECT_TRUE(window->adding().Running());
   EXPECT_FALSE(window->RefusalOf(CommandId::LibraryDelete).isEmpty()) << "while it is filled";
   ASSERT_TRUE(WaitFor([window] { return !window->adding().Running(); }, 20000));
@@ -139,6 +143,29 @@ TEST_F(LibraryWindow, CellsAreTypedOneAfterTheOther) {
   window->Search()->clear();
   EXPECT_TRUE(list->isVisible());
   EXPECT_EQ(Cell(window, 0, LibraryColumn::Name), QStringLiteral("Two"));
+}
+
+TEST_F(LibraryWindow, GoesOutAsFilesTextAndPaper) {
+  Start({"file " + Path("out.html"), "file " + Path("out.txt"), "file " + Path("out.pdf")});
+  TZKBank* bank = Open("Yamaha DX7", "Voice Bank", true);
+  ASSERT_TRUE(Idle(bank, 20000));
+  TZKLib* window = OpenLibrary("Yamaha DX7");
+  ASSERT_TRUE(window);
+  EXPECT_FALSE(window->RefusalOf(CommandId::FilePrint).isEmpty()) << "nothing is listed";
+  bank->Select({3, 5, 7});
+  Move move;
+  ASSERT_TRUE(bank->MoveOut(&move).ok());
+  ASSERT_TRUE(Deliver(*window, std::move(move)).taken());
+  const std::string name = Cell(window, 1, LibraryColumn::Name).toStdString();
+  window->RunCommand(CommandId::ExportHtml);
+  window->RunCommand(CommandId::ExportTextProperties);
+  window->RunCommand(CommandId::FilePrint);
+  for (const char* file : {"out.html", "out.txt"}) EXPECT_NE(Read(file).find(name), std::string::npos) << file;
+  EXPECT_EQ(Read("out.pdf").substr(0, 4), "%PDF");
+  window->RunCommand(CommandId::EditCopyNames);
+  EXPECT_TRUE(QGuiApplication::clipboard()->text().contains(QStringLiteral("2\t") + QString::fromStdString(name)));
+  // What sequencers would send for a patch is not known.
+  EXPECT_FALSE(window->RefusalOf(CommandId::ExportReaper).isEmpty());
 }
 
 TEST_F(LibraryWindow, GivesPatchesToBanksAndTakesThem) {
