@@ -30,6 +30,7 @@ constexpr SizeOfPacking kSizes[] = {{0, 1, 1},  {1, 2, 1},  {2, 8, 7},  {3, 2, 1
                                     {7, 8, 7},  {8, 2, 1},  {9, 2, 1},  {10, 2, 1}, {11, 8, 7}, {12, 8, 7}, {13, 2, 1},
                                     {14, 2, 1}, {15, 5, 4}, {17, 8, 7}, {18, 8, 7}, {19, 8, 7}, {20, 2, 1}, {21, 3, 2},
                                     {22, 5, 4}, {23, 2, 1}, {24, 2, 1}, {25, 2, 1}};
+constexpr int kWholeGroups[] = {15, 19, 22};  // of data that fills its last group only in part, too
 // Packings whose groups run on through a whole bank.
 constexpr int kThrough[] = {2, 7, 11, 12};
 
@@ -564,6 +565,9 @@ std::uint32_t PackedSize(int packing, std::uint32_t bytes) {
       std::find_if(std::begin(kSizes), std::end(kSizes), [&](const auto& s) { return s.code == packing; });
   if (size == std::end(kSizes)) return 0;
   const auto plain = static_cast<std::uint64_t>(size->plain);
+  // The last group has all its bytes where what stands in the last one belongs to all of them.
+  if (std::find(std::begin(kWholeGroups), std::end(kWholeGroups), packing) != std::end(kWholeGroups))
+    bytes = static_cast<std::uint32_t>((bytes + plain - 1) / plain * plain);
   return static_cast<std::uint32_t>((std::uint64_t{bytes} * static_cast<std::uint64_t>(size->wire) + plain - 1) /
                                     plain);
 }
