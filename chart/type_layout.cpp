@@ -87,9 +87,10 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
   const auto slots = static_cast<std::uint32_t>(type.slots);
   layout.fileSize = layout.oneSize * (type.patchwise ? slots : 1);
   if (slots > 1 && !type.patchwise && !type.dump.empty() && !type.dump.front().size)
-    problems->Add(type.dump.front().at, {}, "a bank of any size does not say where its patches lie",
-                  "{(40) sum}*64 with the patches it has; or no \"64 x\" in front of the name of its patch: then it is "
-                  "kept whole");
+    problems->Add(
+        type.dump.front().at, {}, "a bank of any size does not say where its patches lie",
+        "{(40) sum}*1..64 for as many as there are; or no \"64 x\" in front of the name of its patch: then it is "
+        "kept whole");
   if (type.dump.empty() || !type.dump.front().size) return layout;
   const ChartMessage& message = type.dump.front();
   const ChartItem* data = message.First(ChartItemKind::kData);
