@@ -43,7 +43,7 @@ class ChangeCheck {
         continue;
       if (shape.message.empty())
         Unsayable(parameter, shape.obstacle);
-      else if (!told_ && !parameter.number.starts_with("CC "))  // the values of one controller may mean several
+      else if (!told_)
         TellApart(parameter, shape);
     }
   }

@@ -147,7 +147,8 @@ ChartData ChartPeer::DataOf(std::span<const std::uint8_t> image) const {
   for (const ChartMessage& message : type_.dump) {
     const auto end = std::find(image.rbegin(), image.rend(), kEndOfMessage);
     const std::size_t whole = static_cast<std::size_t>(image.rend() - end);  // more is not used
-    const std::size_t size = message.size ? message.size : whole - std::min(whole, at);
+    const bool fixed = message.size && !message.Free();
+    const std::size_t size = fixed ? message.size : whole - std::min(whole, at);
     ChartValues any;
     right = right && at + size <= image.size() && MatchMessage(message, image.subspan(at, size), &any, &data);
     at += size;

@@ -25,7 +25,7 @@ std::size_t LengthOf(std::uint8_t status) {
 
 std::size_t SizeOf(const std::vector<ChartMessage>& messages) {
   std::size_t size = 0;
-  for (const ChartMessage& message : messages) size += DataSize(message, SmallestAnySize(message));
+  for (const ChartMessage& message : messages) size += SmallestDataSize(message);
   return size;
 }
 
@@ -61,7 +61,8 @@ ChartData ChartPlayer::DataOf(std::span<const std::uint8_t> image) const {
   for (const ChartStep& step : get_) {
     ChartData other;
     ChartValues any;
-    const std::size_t size = step.answer.size ? std::min<std::size_t>(step.answer.size, image.size()) : image.size();
+    const std::size_t size =
+        step.answer.size && !step.answer.Free() ? std::min<std::size_t>(step.answer.size, image.size()) : image.size();
     if (step.answered && MatchMessage(step.answer, image.first(size), &any, &other)) return other;
   }
   return {};

@@ -19,8 +19,9 @@ constexpr std::uint32_t kLargest = 16u << 20;
 constexpr std::int64_t kLongestPause = 600000;
 constexpr int kNextByte = 0x100;  // behind `or` stands the byte
 constexpr std::uint8_t kSysEx = 0xF0, kEnd = 0xF7;
+constexpr std::uint32_t kMostTurnsInByte = 0x7F;
 constexpr const char* kItems =
-    "F0, 3n, pp, ??, [01 1B], \"TEXT\", (26), (134 nibbles low first), sum, <, count, NAME, NAME*48, {...}*48";
+    "F0, 3n, pp, ??, [01 1B], \"TEXT\", (26), (134 nibbles low first), sum, <, count, turns, NAME, NAME*48, {...}*48";
 
 struct SizeOfPacking {
   int code, wire, plain;  // so many bytes on the wire for so many
@@ -29,6 +30,7 @@ constexpr SizeOfPacking kSizes[] = {{0, 1, 1},  {1, 2, 1},  {2, 8, 7},  {3, 2, 1
                                     {7, 8, 7},  {8, 2, 1},  {9, 2, 1},  {10, 2, 1}, {11, 8, 7}, {12, 8, 7}, {13, 2, 1},
                                     {14, 2, 1}, {15, 5, 4}, {17, 8, 7}, {18, 8, 7}, {19, 8, 7}, {20, 2, 1}, {21, 3, 2},
                                     {22, 5, 4}, {23, 2, 1}, {24, 2, 1}, {25, 2, 1}};
+constexpr int kWholeGroups[] = {15, 19, 22};  // of data that fills its last group only in part, too
 // Packings whose groups run on through a whole bank.
 constexpr int kThrough[] = {2, 7, 11, 12};
 
@@ -100,6 +102,7 @@ struct Node {
   ChartItem item;
   std::vector<Node> group;
   std::uint32_t times = 0;  // 0: an item
+  std::uint32_t least = 0;  // so often at least; 0: `times`
 };
 
 class MessageReader {
@@ -119,6 +122,7 @@ class MessageReader {
       return message;
     }
     SumRanges(&message.items);
+    FreeGroup(&message.items);
     std::erase_if(message.items, [](const ChartItem& item) { return item.kind == ChartItemKind::kSumFrom; });
     Check(text, message);
     const bool any = std::any_of(message.items.begin(), message.items.end(), [](const ChartItem& item) {
@@ -176,7 +180,8 @@ class MessageReader {
         }
       }
       while (i < text.size() && text[i] != ' ' && text[i] != '\t' &&
-             (bracket == std::string_view::npos || text[i] == '*' || std::isdigit(static_cast<unsigned char>(text[i]))))
+             (bracket == std::string_view::npos || text[i] == '*' || text[i] == '.' ||
+              std::isdigit(static_cast<unsigned char>(text[i]))))
         ++i;
       tokens.push_back({from, i - from});
     }
@@ -203,6 +208,10 @@ class MessageReader {
     item.at = token.at;
     if (text == "<" || text == "count") {
       item.kind = text == "<" ? ChartItemKind::kSumFrom : ChartItemKind::kCount;
+      Add(item, nodes);
+    } else if (text == "turns") {
+      item.turns = true;
+      item.byte.mask = 0;
       Add(item, nodes);
     } else if (text == "low" && !nodes->empty() && nodes->back().item.kind == ChartItemKind::kCount) {
       nodes->back().item.lowFirst = true;
@@ -244,7 +253,7 @@ class MessageReader {
            node.item.byte.part == ChartPart::kAll;
   }
 
-  static void Add(const ChartItem& item, std::vector<Node>* nodes) { nodes->push_back({item, {}, 0}); }
+  static void Add(const ChartItem& item, std::vector<Node>* nodes) { nodes->push_back({item, {}, 0, 0}); }
 
   std::string KnownLetters() const {
     std::string text;
@@ -255,7 +264,7 @@ class MessageReader {
   void Named(const ChartCell& token, int depth, std::vector<Node>* nodes) {
     const auto found = names_.definitions.find(token.text);
     if (found == names_.definitions.end()) {
-      std::vector<std::string> words{"sum", "count"};
+      std::vector<std::string> words{"sum", "count", "turns"};
       for (const auto& [name, cell] : names_.definitions) words.push_back(name);
       problems_.AddUnknown(token.at, token.text, "no item of a message",
                            kItems + ("; known are " + NearestWords(token.text, words)));
@@ -265,17 +274,23 @@ class MessageReader {
     Items(found->second, depth + 1, nodes);
   }
 
-  // `name*48`, `(128)*32`, `{...}*48`
+  // `name*48`, `(128)*32`, `{...}*48`, `{...}*1..48`
   void Repeated(const ChartCell& token, std::size_t star, int depth, std::vector<Node>* nodes) {
-    const auto times = ParseInteger(token.text.substr(star + 1));
+    const std::string said = token.text.substr(star + 1);
+    const std::size_t dots = said.find("..");
+    const auto least = dots == std::string::npos ? std::optional<std::int64_t>(0) : ParseInteger(said.substr(0, dots));
+    const auto times = ParseInteger(dots == std::string::npos ? said : said.substr(dots + 2));
     if (!times || *times < 1 || *times > UINT16_MAX)
       return Wrong(token.At(star), token.text.substr(star), "how often it stands there is a number", "*48");
+    if (!least || (dots != std::string::npos && (*least < 1 || *least >= *times)))
+      return Wrong(token.At(star), token.text.substr(star), "how often it stands there at least and at most", "*1..64");
     ChartCell inside = token.Part(0, star);
     if (inside.text.empty())
       return Wrong(token.at, token.text, "what stands there several times is missing", "NAME*48");
     if (inside.text.front() == '{') inside = inside.Part(1, inside.text.size() - 2);
     Node group;
     group.times = static_cast<std::uint32_t>(*times);
+    group.least = static_cast<std::uint32_t>(*least);
     Items(inside, depth + 1, &group.group);
     if (Depth(group) > 2) return Wrong(token.at, token.text, "groups stand in each other more than twice");
     nodes->push_back(std::move(group));
@@ -402,7 +417,7 @@ class MessageReader {
   }
 
   struct Loop {
-    std::uint32_t times = 1, stride = 0;
+    std::uint32_t times = 1, least = 0, stride = 0;
     std::uint64_t end = 0;  // of its first turn
   };
 
@@ -420,7 +435,7 @@ class MessageReader {
       if (node.times) {
         std::vector<Loop> inside = loops;
         const std::uint64_t stride = std::min<std::uint64_t>(SizeOf(node.group), kLargest);
-        inside.push_back({node.times, static_cast<std::uint32_t>(stride), *at + stride});
+        inside.push_back({node.times, node.least, static_cast<std::uint32_t>(stride), *at + stride});
         std::uint64_t begin = *at;
         Place(node.group, inside, &begin, items);
         *at += stride * node.times;
@@ -431,11 +446,13 @@ class MessageReader {
       item.size = SizeOf(item);
       if (!loops.empty()) {
         item.times = loops.back().times;
+        item.leastTimes = loops.back().least;
         item.stride = loops.back().stride;
         item.groupEnd = static_cast<std::uint32_t>(std::min<std::uint64_t>(loops.back().end, kLargest));
       }
       if (loops.size() > 1) {
         item.outerTimes = loops.front().times;
+        if (loops.front().least) item.leastTimes = loops.front().least;
         item.outerStride = loops.front().stride;
       }
       *at += item.size;
@@ -500,6 +517,30 @@ class MessageReader {
     }
   }
 
+  // What goes along with a group that stands there as often as comes.
+  void FreeGroup(std::vector<ChartItem>* items) {
+    const ChartItem* first = nullptr;
+    for (const ChartItem& item : *items) {
+      if (!item.leastTimes) continue;
+      if (!first) first = &item;
+      if (item.groupEnd != first->groupEnd || item.outerTimes > 1)
+        return Wrong(item.at, "", "only one group stands there as often as comes, and in no other one");
+      if (item.kind == ChartItemKind::kData && IsThroughPacking(item.packing))
+        return Wrong(item.at, "", "a packing that runs through all patches needs to know how many there are");
+    }
+    for (ChartItem& item : *items) {
+      const bool data = item.kind == ChartItemKind::kData && (!item.leastTimes || !item.bytes);
+      if (first && (data || item.kind == ChartItemKind::kPause))
+        return Wrong(item.at, "",
+                     "beside a group that stands there as often as comes there is no pause and no other data");
+      if (!item.turns) continue;
+      if (!first || item.times > 1 || first->times > kMostTurnsInByte)
+        return Wrong(item.at, "turns", "a byte says how often a group stands there, 127 times at most",
+                     "F0 43 turns {(40) sum}*1..64 F7");
+      item.byte.base = static_cast<int>(first->times);
+    }
+  }
+
   // What is counted ends in front of this item.
   static bool EndsCount(const ChartItem& item, const ChartItem& count) {
     return item.kind == ChartItemKind::kSum || (item.kind == ChartItemKind::kByte && item.byte.base == kEnd) ||
@@ -524,6 +565,9 @@ std::uint32_t PackedSize(int packing, std::uint32_t bytes) {
       std::find_if(std::begin(kSizes), std::end(kSizes), [&](const auto& s) { return s.code == packing; });
   if (size == std::end(kSizes)) return 0;
   const auto plain = static_cast<std::uint64_t>(size->plain);
+  // The last group has all its bytes where what stands in the last one belongs to all of them.
+  if (std::find(std::begin(kWholeGroups), std::end(kWholeGroups), packing) != std::end(kWholeGroups))
+    bytes = static_cast<std::uint32_t>((bytes + plain - 1) / plain * plain);
   return static_cast<std::uint32_t>((std::uint64_t{bytes} * static_cast<std::uint64_t>(size->wire) + plain - 1) /
                                     plain);
 }
@@ -532,90 +576,8 @@ bool IsThroughPacking(int packing) {
   return std::find(std::begin(kThrough), std::end(kThrough), packing) != std::end(kThrough);
 }
 
-std::vector<ChartItem> ChartMessage::Head() const {
-  const auto end = std::find_if(items.begin(), items.end(), [](const ChartItem& item) {
-    return item.kind != ChartItemKind::kByte && item.kind != ChartItemKind::kCount;
-  });
-  return {items.begin(), end};
-}
-
-const ChartItem* ChartMessage::First(ChartItemKind kind) const {
-  const auto found = std::find_if(items.begin(), items.end(), [&](const ChartItem& item) { return item.kind == kind; });
-  return found == items.end() ? nullptr : &*found;
-}
-
-std::size_t ChartMessage::Count(ChartItemKind kind) const {
-  return static_cast<std::size_t>(
-      std::count_if(items.begin(), items.end(), [&](const ChartItem& item) { return item.kind == kind; }));
-}
-
-int ChartMessage::PlaceOf(char variable) const {
-  for (const ChartItem& item : items)
-    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable && item.byte.part != ChartPart::kHigh)
-      return static_cast<int>(item.offset);
-  return -1;
-}
-
-bool ChartMessage::IsPlain(char variable) const {
-  for (const ChartItem& item : items)
-    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable)
-      return item.byte.part == ChartPart::kAll && item.byte.base == 0 && item.byte.use != ChartUse::kHighDigit;
-  return true;
-}
-
-int ChartMessage::HighPlaceOf(char variable) const {
-  for (const ChartItem& item : items)
-    if (item.kind == ChartItemKind::kByte && item.byte.variable == variable && item.byte.part == ChartPart::kHigh)
-      return static_cast<int>(item.offset);
-  return -1;
-}
-
 ChartMessage ReadChartMessage(const ChartCell& text, const ChartNames& names, ChartProblems* problems) {
   return MessageReader(names, problems).Read(text);
-}
-
-std::span<const ChartItemForm> ChartItemForms() {
-  static constexpr ChartItemForm kForms[] = {
-      {"F0", "a byte, two hex digits, capitals", "F0 42 F7"},
-      {"3n",
-       "a digit is a variable: the letter of the device number, `p` the number of the patch, the letter of the "
-       "section, `t` the turn of what stands there several times",
-       "F0 42 3n F7"},
-      {"pp", "a whole byte is a variable", "F0 42 pp F7"},
-      {"pp low pp high", "a number of 14 bits: its lower seven bits, and those above; also the other way round",
-       "F0 32 pp low pp high F7"},
-      {"28+p", "hex byte plus variable; `b-1` variable less a number", "F0 43 28+p F7"},
-      {"??", "anything; 0 when it is sent; `4?` with one digit open", "F0 42 ?? 4? F7"},
-      {"[01 1B]", "new data has it so; anything is taken when read, and sent as it came", "F0 43 [01 1B] (155) F7"},
-      {"\"LM  8976AE\"", "characters as bytes", "F0 43 \"LM  8976AE\" F7"},
-      {"(26)", "so many bytes of data", "F0 42 (26) F7"},
-      {"(134 nibbles low first)", "so many bytes when unpacked, by a packing of the words below",
-       "F0 10 (134 nibbles low first) F7"},
-      {"(any from 8 step 2)",
-       "data of any size: the message has 8 bytes from F0 to F7 at least, and more in steps of 2; "
-       "both may be left out",
-       "F0 0F (any from 8 step 2) F7"},
-      {"(counted 6 1522 + 4)",
-       "data of any size: the two bytes at 6, the lower seven bits first, say how often 4 bytes "
-       "follow 1522",
-       "F0 42 (counted 6 1522 + 4) F7"},
-      {"sum",
-       "the checksum of the kind that the chart says, over what lies behind the last `<`, without one over the data "
-       "since the last sum; `sum:exclusive-or` of another kind; `sum or 7F` is right with that value, too",
-       "F0 43 (155) sum F7"},
-      {"sum ahead",
-       "the checksum stands in front of what it is over: all up to the next sum, the end of the group or F7",
-       "F0 43 {sum ahead (64)}*4 F7"},
-      {"<", "from here it is summed", "F0 41 < 00 00 (64) sum F7"},
-      {"count",
-       "two bytes of seven bits, the higher first: how many bytes follow up to the next sum or F7; `count low` the "
-       "lower first",
-       "F0 43 count (155) sum F7"},
-      {"NAME", "the message or block of this name", "F0 43 sample F7"},
-      {"{...}*48", "what stands there 48 times; also `NAME*48` and `(128)*32`", "F0 43 {count (64) sum}*48 F7"},
-      {"(120 ms)", "a pause inside the message when it is sent", "F0 43 {(64) (120 ms)}*4 F7"},
-  };
-  return kForms;
 }
 
 bool LooksLikeMessage(std::string_view text) {

@@ -57,6 +57,8 @@ struct ChartItem {
   std::uint32_t sumSize = 0;
   bool sumsAny = false, sumBehindAny = false;     // data of any size lies in there, or in front of that
   std::uint32_t times = 1, stride = 0;            // of the group that it stands in
+  std::uint32_t leastTimes = 0;                   // so often at least, and `times` at most; 0: `times`
+  bool turns = false;                             // a byte that says how often that group stands there
   std::uint32_t outerTimes = 1, outerStride = 0;  // of the group around that
   std::uint32_t groupEnd = 0;                     // behind the first turn of the group; 0: it stands in none
 };
@@ -77,6 +79,13 @@ struct ChartMessage {
   bool IsPlain(char variable) const;
   // That of the upper bits of a number of 14 bits, -1 without them.
   int HighPlaceOf(char variable) const;
+  // The first item of the group that stands there as often as comes, null without one.  Sizes and places are those of
+  // the message in which it stands most often.
+  const ChartItem* Free() const;
+  // Bytes that such a message has less when the group stands there only `turns` times; 0 for every other one.
+  std::uint32_t LessWith(std::uint32_t turns) const;
+  // Its smallest size.
+  std::uint32_t LeastSize() const;
 };
 
 // What messages may refer to.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
+#include <optional>
 
 #include "data/checksums.h"
 
@@ -25,18 +27,40 @@ bool IsAny(const ChartItem& item) {
   return item.kind == ChartItemKind::kData && item.bytes == 0;
 }
 
+// What a message leaves open: the bytes of its data of any size, and how often the group stands there that stands there
+// as often as comes.
+struct Extent {
+  std::size_t anySize = 0;
+  std::uint32_t turns = std::numeric_limits<std::uint32_t>::max();
+
+  // The items behind the group stand so much further in front.
+  std::size_t LessBefore(const ChartMessage& message, const ChartItem& item) const {
+    const ChartItem* free = message.Free();
+    return free && !item.leastTimes && item.offset > free->offset ? message.LessWith(turns) : 0;
+  }
+  // So many bytes less are counted.
+  std::uint32_t LessCounted(const ChartMessage& message, const ChartItem& item) const {
+    const ChartItem* free = message.Free();
+    const bool around =
+        free && !item.leastTimes && item.sumFrom <= free->offset && item.sumFrom + item.sumSize > free->offset;
+    return around ? message.LessWith(turns) : 0;
+  }
+};
+
 // All items with their repetitions, in the order of the message.
-std::vector<Placed> PlacedItems(const ChartMessage& message, std::size_t anySize) {
+std::vector<Placed> PlacedItems(const ChartMessage& message, const Extent& extent) {
   std::vector<Placed> placed;
   std::size_t behind = 0;
   for (const ChartItem& item : message.items) {
     if (item.kind == ChartItemKind::kPause || item.kind == ChartItemKind::kSumFrom) continue;
+    const std::uint32_t times = item.leastTimes ? std::min(item.times, extent.turns) : item.times;
+    const std::size_t less = extent.LessBefore(message, item);
     for (std::uint32_t outer = 0; outer < item.outerTimes; ++outer)
-      for (std::uint32_t i = 0; i < item.times; ++i) {
+      for (std::uint32_t i = 0; i < times; ++i) {
         const std::size_t shift = std::size_t{outer} * item.outerStride + std::size_t{i} * item.stride;
-        placed.push_back({&item, item.offset + shift + behind, IsAny(item) ? anySize : item.size, shift});
+        placed.push_back({&item, item.offset + shift + behind - less, IsAny(item) ? extent.anySize : item.size, shift});
       }
-    if (IsAny(item)) behind += anySize;
+    if (IsAny(item)) behind += extent.anySize;
   }
   std::stable_sort(placed.begin(), placed.end(), [](const Placed& a, const Placed& b) { return a.at < b.at; });
   return placed;
@@ -44,6 +68,14 @@ std::vector<Placed> PlacedItems(const ChartMessage& message, std::size_t anySize
 
 std::size_t SizeOf(const std::vector<Placed>& items) {
   return items.empty() ? 0 : items.back().at + items.back().size;
+}
+
+// Bytes of data in one turn of the group that stands there as often as comes.
+std::size_t DataInTurn(const ChartMessage& message) {
+  std::size_t bytes = 0;
+  for (const ChartItem& item : message.items)
+    if (item.leastTimes && item.kind == ChartItemKind::kData) bytes += item.size;
+  return bytes;
 }
 
 // The value of the byte's letter; -1: the byte cannot be this one.
@@ -76,11 +108,36 @@ bool TakeHalves(const Halves& halves, ChartValues* values) {
   return true;
 }
 
-// The two bytes of a count in a message with so many bytes of data of any size.
-std::array<std::uint8_t, 2> CountBytes(const ChartItem& item, std::size_t anySize) {
-  const std::size_t count = item.sumSize + (item.sumsAny ? anySize : 0);
+// The two bytes of a count in a message.
+std::array<std::uint8_t, 2> CountBytes(const ChartMessage& message, const ChartItem& item, const Extent& extent) {
+  const std::size_t count = item.sumSize + (item.sumsAny ? extent.anySize : 0) - extent.LessCounted(message, item);
   const auto high = static_cast<std::uint8_t>(count >> 7 & 0x7F), low = static_cast<std::uint8_t>(count & 0x7F);
   return item.lowFirst ? std::array{low, high} : std::array{high, low};
+}
+
+// The extent of a message with so many bytes of data.
+Extent ExtentOfData(const ChartMessage& message, std::size_t bytes) {
+  Extent extent{bytes};
+  const std::size_t each = DataInTurn(message);
+  if (each) extent.turns = std::max(message.Free()->leastTimes, static_cast<std::uint32_t>(bytes / each));
+  return extent;
+}
+
+// That of a message of so many bytes; none when it has not such a size.
+std::optional<Extent> ExtentOfSize(const ChartMessage& message, std::size_t size) {
+  Extent extent;
+  const std::size_t fixed = SizeOf(PlacedItems(message, extent));
+  if (const ChartItem* free = message.Free()) {
+    if (size > fixed || (fixed - size) % free->stride != 0) return std::nullopt;
+    const std::size_t less = (fixed - size) / free->stride;
+    if (less > free->times - free->leastTimes) return std::nullopt;
+    extent.turns = free->times - static_cast<std::uint32_t>(less);
+    return extent;
+  }
+  const bool any = std::any_of(message.items.begin(), message.items.end(), IsAny);
+  if (size < fixed || (!any && size != fixed)) return std::nullopt;
+  extent.anySize = size - fixed;
+  return extent;
 }
 
 }  // namespace
@@ -94,44 +151,49 @@ std::uint32_t ChartSumCount(const ChartItem& sum, std::uint32_t more) {
 std::vector<std::uint8_t> MessageBytes(const ChartMessage& message, const ChartValues& values,
                                        std::span<const std::uint8_t> data, std::size_t* used) {
   const std::size_t left = data.size() - std::min(data.size(), *used);
-  const auto items = PlacedItems(message, left);
+  const Extent extent = ExtentOfData(message, left);
+  const auto items = PlacedItems(message, extent);
   std::vector<std::uint8_t> bytes(SizeOf(items));
   for (const Placed& one : items) {
     const ChartItem& item = *one.item;
     if (item.kind == ChartItemKind::kByte) {
       const auto value = values.find(item.byte.variable);
-      bytes[one.at] = static_cast<std::uint8_t>(item.byte.With(value == values.end() ? 0 : value->second));
+      bytes[one.at] = static_cast<std::uint8_t>(item.turns ? extent.turns
+                                                           : item.byte.With(value == values.end() ? 0 : value->second));
     } else if (item.kind == ChartItemKind::kCount) {
-      const auto count = CountBytes(item, left);
+      const auto count = CountBytes(message, item, extent);
       std::copy(count.begin(), count.end(), bytes.begin() + static_cast<std::ptrdiff_t>(one.at));
     } else if (item.kind == ChartItemKind::kData) {
       for (std::size_t i = 0; i < one.size; ++i, ++*used) bytes[one.at + i] = *used < data.size() ? data[*used] : 0;
     }
   }
-  for (const Placed& one : items)
-    if (one.item->kind == ChartItemKind::kSum)
-      CSum(bytes, 0, one.item->sum,
-           static_cast<std::int64_t>(one.item->sumFrom + one.shift + (one.item->sumBehindAny ? left : 0)),
-           ChartSumCount(*one.item, one.item->sumsAny ? static_cast<std::uint32_t>(left) : 0),
-           static_cast<std::int64_t>(one.at));
+  for (const Placed& one : items) {
+    if (one.item->kind != ChartItemKind::kSum) continue;
+    ChartItem sum = *one.item;
+    const std::uint32_t less = extent.LessCounted(message, sum);
+    sum.sumSize -= less;
+    const std::size_t before = less ? 0 : extent.LessBefore(message, sum);
+    CSum(bytes, 0, sum.sum, static_cast<std::int64_t>(sum.sumFrom + one.shift + (sum.sumBehindAny ? left : 0) - before),
+         ChartSumCount(sum, sum.sumsAny ? static_cast<std::uint32_t>(left) : 0), static_cast<std::int64_t>(one.at));
+  }
   return bytes;
 }
 
 bool MatchMessage(const ChartMessage& message, std::span<const std::uint8_t> bytes, ChartValues* values,
                   ChartData* data) {
   if (message.empty()) return false;
-  const std::size_t fixed = SizeOf(PlacedItems(message, 0));
-  const bool any = std::any_of(message.items.begin(), message.items.end(), IsAny);
-  if (bytes.size() < fixed || (!any && bytes.size() != fixed)) return false;
+  const auto extent = ExtentOfSize(message, bytes.size());
+  if (!extent) return false;
   ChartValues found = *values;
   ChartData taken;
   Halves halves;
-  for (const Placed& one : PlacedItems(message, bytes.size() - fixed)) {
+  for (const Placed& one : PlacedItems(message, *extent)) {
     const ChartItem& item = *one.item;
     const auto here = bytes.subspan(one.at, one.size);
+    if (item.turns && here[0] != extent->turns) return false;
     if (item.kind == ChartItemKind::kByte && !TakeByte(item.byte, here[0], &found, &halves)) return false;
     if (item.kind == ChartItemKind::kCount) {
-      const auto count = CountBytes(item, bytes.size() - fixed);
+      const auto count = CountBytes(message, item, *extent);
       if (!std::equal(count.begin(), count.end(), here.begin())) return false;
     }
     if (item.kind == ChartItemKind::kData) taken.insert(taken.end(), here.begin(), here.end());
@@ -144,13 +206,13 @@ bool MatchMessage(const ChartMessage& message, std::span<const std::uint8_t> byt
 
 std::size_t DataSize(const ChartMessage& message, std::size_t anySize) {
   std::size_t size = 0;
-  for (const Placed& one : PlacedItems(message, anySize))
+  for (const Placed& one : PlacedItems(message, {anySize}))
     if (one.item->kind == ChartItemKind::kData) size += one.size;
   return size;
 }
 
 std::size_t SmallestAnySize(const ChartMessage& message) {
-  const std::size_t fixed = SizeOf(PlacedItems(message, 0));
+  const std::size_t fixed = SizeOf(PlacedItems(message, {}));
   for (const ChartItem& item : message.items) {
     if (!IsAny(item)) continue;
     if (!item.counted.empty()) return kCountBytes + item.counted[1] + (item.counted[1] + 6) / 7;
@@ -160,10 +222,19 @@ std::size_t SmallestAnySize(const ChartMessage& message) {
   return 0;
 }
 
+std::size_t SmallestDataSize(const ChartMessage& message) {
+  const ChartItem* free = message.Free();
+  return free ? DataInTurn(message) * free->leastTimes : DataSize(message, SmallestAnySize(message));
+}
+
 ChartData SampleData(const ChartMessage& message, std::uint32_t seed) {
   ChartData data;
   std::uint32_t state = seed * 2654435761u + 12345u;
-  for (const Placed& one : PlacedItems(message, SmallestAnySize(message))) {
+  Extent extent{SmallestAnySize(message)};
+  // Not all patches that there may be, and not always as many.
+  if (const ChartItem* free = message.Free())
+    extent.turns = free->leastTimes + (seed + 1) % (free->times - free->leastTimes + 1);
+  for (const Placed& one : PlacedItems(message, extent)) {
     const ChartItem& item = *one.item;
     if (item.kind != ChartItemKind::kData) continue;
     const bool nibbles = std::find(std::begin(kNibbles), std::end(kNibbles), item.packing) != std::end(kNibbles);

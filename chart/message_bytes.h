@@ -27,11 +27,14 @@ std::vector<std::uint8_t> MessageBytes(const ChartMessage& message, const ChartV
 bool MatchMessage(const ChartMessage& message, std::span<const std::uint8_t> bytes, ChartValues* values,
                   ChartData* data);
 
-// Bytes of data that a message takes; `anySize` is what it has where the chart leaves the size open.
+// Bytes of data that a message takes; `anySize` is what it has where the chart leaves the size open.  A group that
+// stands there as often as comes stands there as often as it can.
 std::size_t DataSize(const ChartMessage& message, std::size_t anySize);
 
 // A size that data of any size may have: the smallest.
 std::size_t SmallestAnySize(const ChartMessage& message);
+// The fewest bytes of data that the message may have.
+std::size_t SmallestDataSize(const ChartMessage& message);
 
 // Data that the packings of the message allow, different for every seed.
 ChartData SampleData(const ChartMessage& message, std::uint32_t seed);

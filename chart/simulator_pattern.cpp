@@ -112,7 +112,9 @@ std::optional<std::string> SimulatorPattern(const ChartInstrument& chart, const 
       *why = "other bytes stand between its data";
       return std::nullopt;
     }
-    if (item.kind == ChartItemKind::kSum) {
+    if (item.turns) {
+      put(HexPair(item.byte.base));  // it has the most patches there may be
+    } else if (item.kind == ChartItemKind::kSum) {
       put("?");
     } else if (item.kind == ChartItemKind::kCount) {
       for (const int byte : FixedBytes(item, chart, type)) put(HexPair(byte));

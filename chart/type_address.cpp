@@ -10,10 +10,6 @@ namespace {
 
 constexpr std::uint8_t kRoland = 0x41;
 
-std::string Num(std::int64_t number) {
-  return std::to_string(number);
-}
-
 bool IsAddress(std::string_view text, std::size_t bytes) {
   const auto address = ParseHex(text);
   return address && !address->empty() && (bytes == 0 || address->size() == bytes) &&

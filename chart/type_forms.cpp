@@ -9,10 +9,6 @@ namespace tonalith {
 
 namespace {
 
-std::string Num(std::int64_t number) {
-  return std::to_string(number);
-}
-
 const ChartItem* ItemWith(const ChartMessage& message, char variable) {
   for (const ChartItem& item : message.items)
     if (item.kind == ChartItemKind::kByte && item.byte.variable == variable && item.byte.part != ChartPart::kHigh)
@@ -270,6 +266,13 @@ class FormWriter {
     return {};
   }
 
+  // The byte that says how many patches there are.
+  static std::string Turns(const ChartMessage& message, const ChartItem& free) {
+    for (const ChartItem& item : message.items)
+      if (item.turns) return " | turns " + Num(item.offset) + " " + Num(free.leastTimes);
+    return {};
+  }
+
   std::string Message(const ChartForm& form, const ChartMessage& message, std::size_t* number) {
     std::string line = PatternOf(message, chart_, type_);
     const ChartItem* data = message.First(ChartItemKind::kData);
@@ -283,6 +286,9 @@ class FormWriter {
         line += " | least " + Num(data->least) + (data->step > 1 ? " " + Num(data->step) : "");
       return line;
     }
+    if (const ChartItem* free = message.Free())
+      return line + " | length any | least " + Num(message.LeastSize()) + " " + Num(free->stride) +
+             Turns(message, *free);
     const bool own = index < type_.dump.size() && message.size == type_.dump[index].size;
     if (form.messages.size() > 1) line += " | length " + Num(message.size);
     if (own || type_.dump.size() != 1) return line;

@@ -22,10 +22,6 @@ constexpr std::size_t kLongestKey = 7;
 constexpr int kMostOffset = 4096;
 constexpr int kByName = 0;  // the way of numbering that the name code says
 
-std::string Num(std::int64_t number) {
-  return std::to_string(number);
-}
-
 // "A0-0" of "IA11-8": what is a letter, a digit or a sign.
 std::string NumberShape(const std::string& number) {
   std::string shape;
@@ -36,22 +32,6 @@ std::string NumberShape(const std::string& number) {
     if (kind != ' ' && !run) shape += kind;
   }
   return shape;
-}
-
-// Behind an item of data; of one in a group: behind the last turn of the group.
-std::uint32_t EndOf(const ChartMessage& message, const ChartItem& item) {
-  if (item.times == 1) return item.offset + item.size;
-  std::uint32_t begin = item.offset;
-  for (const ChartItem& other : message.items)
-    if (other.times == item.times && other.stride == item.stride) begin = std::min(begin, other.offset);
-  return begin + item.times * item.stride;
-}
-
-const ChartItem* LastData(const ChartMessage& message) {
-  const ChartItem* last = nullptr;
-  for (const ChartItem& item : message.items)
-    if (item.kind == ChartItemKind::kData) last = &item;
-  return last;
 }
 
 // A number of the words table, by the word of an entry.
@@ -86,7 +66,7 @@ class DescriptorWriter {
     PutSteps(chart_, type_, layout_, address_, &lines_, &problems_);
     NewBytes();
     ChartLines verify;
-    Sums(&verify);
+    PutSums(type_, layout_, &lines_, &verify, &problems_);
     Volatile(&verify);
     PutForms(chart_, type_, layout_, address_, verify, &lines_, &problems_);
     return std::move(lines_);
@@ -176,6 +156,7 @@ class DescriptorWriter {
       }
       Put("optionBits", "1", DumpAt());
     }
+    if (layout_.leastSize) Put("optionBits", "1", DumpAt());
     // Frames that stay open do not end with F7.
     if (layout_.fileSize && IsOpen()) Put("optionBits", "2", DumpAt());
     Put("fileSize", Num(size), DumpAt());
@@ -324,7 +305,7 @@ class DescriptorWriter {
 
   void Request() {
     const ChartMessage& request = type_.request;
-    if (request.empty() || type_.patchwise || !layout_.fileSize ||
+    if (request.empty() || type_.patchwise || !layout_.fileSize || layout_.leastSize ||
         request.Count(ChartItemKind::kByte) != request.items.size())
       return;
     if (request.size > kLongestRequest || !request.IsPlain(kPatchLetter)) return;
@@ -357,45 +338,6 @@ class DescriptorWriter {
         Put(std::string(direction) == "get" ? "receive" : "transmit", entry->value, entry->valueAt);
   }
 
-  // Checksums: a single one of the data stands in the descriptor, others in lines of the first form.
-  void Sums(ChartLines* verify) {
-    PlacedSums sums;  // with the place of their message
-    std::uint32_t at = 0;
-    for (const ChartMessage& message : type_.dump) {
-      for (const ChartItem& item : message.items)
-        if (item.kind == ChartItemKind::kSum) sums.emplace_back(&item, at);
-      at += message.size;
-    }
-    for (const ChartEntry& entry : type_.section->entries)
-      if (const auto sum = entry.key == "inner sum" ? ReadInnerSum(entry, &problems_) : std::nullopt)
-        verify->Put("verify", Num(sum->kind) + " " + sum->numbers, entry.valueAt);
-    const bool plain = verify->text.empty() && sums.size() == 1 && sums[0].first->times == 1 && !type_.patchwise &&
-                       type_.dump.size() == 1 && !sums[0].first->sumsAny;
-    for (std::size_t i = 0; i < sums.size();) {
-      const auto [sum, place] = sums[i];
-      if ((type_.patchwise && sum->times > 1) || sum->outerTimes > 1)
-        problems_.Add(sum->at, "sum", "checksums of groups within groups cannot be said");
-      std::size_t end = i + 1;
-      std::int64_t times = sum->times, step = sum->stride;
-      if (type_.patchwise) {
-        times = type_.slots;
-        step = layout_.oneSize;
-      } else if (times == 1) {
-        end = AlikeFrom(sums, i);
-        times = static_cast<std::int64_t>(end - i);
-        if (times > 1) step = sums[i + 1].second + sums[i + 1].first->offset - place - sum->offset;
-      }
-      std::string repeat = times > 1 ? " | times " + Num(times) + " | step " + Num(step) : "";
-      if (sum->sumsAny) repeat += " | size " + Num(ShortestOf(*sum));
-      const std::string numbers = Num(sum->sum) + " " + Num(place + sum->sumFrom) + " " + Num(ChartSumCount(*sum)) +
-                                  " " + Num(place + sum->offset);
-      if (plain) lines_.Put("checksum", numbers, sum->at);
-      if (!plain || sum->orByte >= 0)
-        verify->Put("verify", numbers + (sum->orByte < 0 ? "" : " | or " + HexPair(sum->orByte)) + repeat, sum->at);
-      i = end;
-    }
-  }
-
   void Volatile(ChartLines* lines) {
     const ChartEntry* entry = type_.Find("volatile");
     if (!entry) return;
@@ -405,28 +347,6 @@ class DescriptorWriter {
       if (run.first + run.count > layout_.voiceBytes) problem = "the patch has no such byte";
     if (!problem.empty()) problems_.Add(entry->valueAt, entry->value, problem, "volatile = 5, 12..14");
     lines->Put("volatile", entry->value, entry->valueAt);
-  }
-
-  // Bytes of the message of a sum over data of any size when there is none of that.
-  std::uint32_t ShortestOf(const ChartItem& sum) {
-    if (sum.sumBehindAny || ChartSumCount(sum, 2) != sum.sumSize + 2)
-      problems_.Add(sum.at, "sum", "this checksum over data of any size cannot be said");
-    const ChartItem& last = type_.dump.front().items.back();
-    return last.offset + last.size;
-  }
-
-  using PlacedSums = std::vector<std::pair<const ChartItem*, std::uint32_t>>;
-  // Behind the sums that follow each other at the same distance and are alike.
-  static std::size_t AlikeFrom(const PlacedSums& sums, std::size_t i) {
-    const auto place = [&](std::size_t k) { return sums[k].second + sums[k].first->offset; };
-    std::size_t end = i + 1;
-    while (end < sums.size() && sums[end].first->sum == sums[i].first->sum && sums[end].first->times == 1 &&
-           sums[end].first->sumSize == sums[i].first->sumSize &&
-           place(end) - place(end - 1) == place(i + 1) - place(i) &&
-           sums[end].second + sums[end].first->sumFrom - sums[end - 1].second - sums[end - 1].first->sumFrom ==
-               place(end) - place(end - 1))
-      ++end;
-    return end;
   }
 
   // What new data has besides the beginnings of its messages and its checksums.
@@ -459,7 +379,8 @@ class DescriptorWriter {
       const bool data = item.kind == ChartItemKind::kData || item.kind == ChartItemKind::kSum;
       behind = behind || data;
       std::vector<int> bytes = FixedBytes(item, chart_, type_);
-      bool wanted = !bytes.empty() && (behind || item.times > 1);
+      bool wanted = !bytes.empty() &&
+                    (behind || item.times > 1 || item.turns || (item.kind == ChartItemKind::kCount && message.Free()));
       if (item.kind == ChartItemKind::kByte) {
         const ChartKnownByte byte = KnownByte(item.byte, chart_, type_);
         if (!behind && !byte.open && OpenInFiles(item)) wanted = byte.value != 0;
@@ -567,7 +488,8 @@ std::string PatternOf(const ChartMessage& message, const ChartInstrument& chart,
   const auto put = [&](const std::string& byte) { pattern += (pattern.empty() ? "" : " ") + byte; };
   for (const ChartItem& item : message.Head()) {
     if (item.kind == ChartItemKind::kCount) {
-      for (const int byte : FixedBytes(item, chart, type)) put(message.size ? HexPair(byte) : "??");
+      const bool known = message.size && !message.Free();
+      for (const int byte : FixedBytes(item, chart, type)) put(known ? HexPair(byte) : "??");
       continue;
     }
     const ChartKnownByte byte = KnownByte(item.byte, chart, type);
@@ -578,103 +500,6 @@ std::string PatternOf(const ChartMessage& message, const ChartInstrument& chart,
     put(text);
   }
   return pattern;
-}
-
-// Patches in blocks of several, with other bytes between them: `{(587)}*4 sum {count {(587)}*4 sum}*15`.
-bool InBlocks(const ChartMessage& message, std::uint32_t slots, ChartLayout* layout) {
-  const ChartItem* first = nullptr;
-  std::uint32_t seen = 0, gap = 0;
-  for (const ChartItem& item : message.items) {
-    if (item.kind != ChartItemKind::kData || seen == slots) continue;
-    const bool alike = !first || (item.times == first->times && item.stride == first->stride);
-    if (!alike || item.times == 1) return false;
-    const std::uint32_t before = first ? item.offset - first->offset : item.outerStride;
-    for (const std::uint32_t one : {before, item.outerTimes > 1 ? item.outerStride : before}) {
-      if (one && gap && one != gap) return false;
-      if (one) gap = one;
-    }
-    if (!first) first = &item;
-    seen += item.times * item.outerTimes;
-  }
-  if (!first || seen != slots || first->times == slots || !gap) return false;
-  layout->data = first;
-  layout->packing = first->packing;
-  layout->headerSize = first->offset;
-  layout->voiceSize = first->stride;
-  layout->voiceBytes = first->bytes;
-  layout->blockBytes = first->times * first->stride;
-  layout->blockGap = gap - layout->blockBytes;
-  return true;
-}
-
-// A bank of messages in a row: so many for each patch, of the same sizes.
-void RowOfPatches(const ChartType& type, std::uint32_t slots, ChartLayout* layout, ChartProblems* problems) {
-  const std::size_t each = type.dump.size() / slots;
-  bool alike = each > 0 && type.dump.size() % slots == 0;
-  for (std::size_t i = each; alike && i < type.dump.size(); ++i) alike = type.dump[i].size == type.dump[i - each].size;
-  if (!alike)
-    problems->Add(type.dump.front().at, {},
-                  "the messages cannot be divided among " + std::to_string(slots) + " patches",
-                  "NAME*" + std::to_string(slots));
-  layout->voiceSize = layout->voiceBytes = layout->oneSize / slots;
-}
-
-ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
-  ChartLayout layout;
-  for (const ChartMessage& message : type.dump) {
-    if (!message.size && type.dump.size() + static_cast<std::size_t>(type.patchwise) > 1)
-      problems->Add(message.at, {}, "only data that is one message can have any size");
-    layout.oneSize += message.size;
-  }
-  const auto slots = static_cast<std::uint32_t>(type.slots);
-  layout.fileSize = layout.oneSize * (type.patchwise ? slots : 1);
-  if (slots > 1 && !type.patchwise && !type.dump.empty() && !type.dump.front().size)
-    problems->Add(type.dump.front().at, {}, "a bank of any size does not say where its patches lie",
-                  "{(40) sum}*64 with the patches it has; or no \"64 x\" in front of the name of its patch: then it is "
-                  "kept whole");
-  if (type.dump.empty() || !type.dump.front().size) return layout;
-  const ChartMessage& message = type.dump.front();
-  const ChartItem* data = message.First(ChartItemKind::kData);
-  for (const ChartItem& item : message.items)
-    if (item.kind == ChartItemKind::kData && item.times == slots && slots > 1) {
-      data = &item;
-      break;
-    }
-  if (type.dump.size() > 1 || !data) {
-    layout.voiceSize = layout.voiceBytes = layout.oneSize;
-    if (slots > 1 && !type.patchwise) RowOfPatches(type, slots, &layout, problems);
-    return layout;
-  }
-  if (slots > 1 && !type.patchwise && InBlocks(message, slots, &layout)) return layout;
-  layout.data = data;
-  layout.packing = data->packing;
-  const bool through = IsThroughPacking(data->packing);
-  const ChartItem* last = LastData(message);
-  if (type.patchwise) {
-    layout.voiceSize = layout.oneSize;
-    layout.voiceOffset = data->offset;
-    layout.voiceBytes = last == data ? data->bytes : EndOf(message, *last) - data->offset;
-  } else if (slots == 1) {
-    layout.headerSize = data->offset;
-    layout.voiceSize = through ? data->bytes : EndOf(message, *last) - data->offset;
-    layout.voiceBytes = last == data && data->times == 1 ? data->bytes : layout.voiceSize;
-  } else if (data->times == slots) {
-    std::uint32_t group = data->offset;
-    for (const ChartItem& item : message.items)
-      if (item.times == slots && item.stride == data->stride) group = std::min(group, item.offset);
-    layout.headerSize = group;
-    layout.voiceSize = data->stride;
-    layout.voiceOffset = data->offset - group;
-    layout.voiceBytes = data->bytes;
-  } else if (data->bytes % slots == 0) {
-    layout.headerSize = data->offset;
-    layout.voiceBytes = data->bytes / slots;
-    layout.voiceSize = through ? layout.voiceBytes : data->size / slots;
-  } else {
-    problems->Add(message.at, {}, "the data cannot be divided among " + std::to_string(slots) + " patches",
-                  "(SIZE)*" + std::to_string(slots));
-  }
-  return layout;
 }
 
 ChartLines DescriptorOf(const ChartInstrument& chart, const ChartType& type, ChartProblems* problems) {

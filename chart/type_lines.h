@@ -7,6 +7,10 @@
 
 namespace tonalith {
 
+inline std::string Num(std::int64_t number) {
+  return std::to_string(number);
+}
+
 // The lines of one file of a module source, each with its place in the chart.
 struct ChartLines {
   std::string text;
@@ -26,6 +30,8 @@ struct ChartLines {
 // Where the voices of a data type lie in its image, as its messages say.
 struct ChartLayout {
   std::uint32_t fileSize = 0;  // 0: any
+  std::uint32_t leastSize =
+      0;  // of a bank that has as many patches as there are, with `fileSize` for the most; 0: no other
   std::uint32_t headerSize = 0, voiceSize = 0, voiceOffset = 0, voiceBytes = 0;
   std::uint32_t oneSize = 0;  // of one transfer
   // Patches that lie in blocks: bytes of the patches of a block, and those up to the next one; 0: no blocks.
@@ -65,6 +71,10 @@ std::vector<int> OffsetOf(const ChartType& type, const ChartMessage& message, co
 
 // The descriptor of a data type.
 ChartLines DescriptorOf(const ChartInstrument& chart, const ChartType& type, ChartProblems* problems);
+
+// Checksums: a single one of the data stands in the descriptor, others in lines of the first form (`verify`).
+void PutSums(const ChartType& type, const ChartLayout& layout, ChartLines* lines, ChartLines* verify,
+             ChartProblems* problems);
 
 // `get` and `put` lines.
 void PutSteps(const ChartInstrument& chart, const ChartType& type, const ChartLayout& layout,

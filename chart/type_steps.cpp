@@ -9,10 +9,6 @@ namespace tonalith {
 
 namespace {
 
-std::string Num(std::int64_t number) {
-  return std::to_string(number);
-}
-
 constexpr char kFromDevice = 'd', kFromAnyDevice = '?';
 
 constexpr std::uint8_t kCasio = 0x44;
@@ -51,8 +47,8 @@ class StepWriter {
     if (type_.dump.empty()) return Area(readonly);
     const bool panel = !type_.get.empty() && type_.get.front().kind == ChartStep::Kind::kPanel;
     const bool needed = type_.patchwise || retries_ || HasManySums() || type_.putSaid || (type_.getSaid && !panel) ||
-                        type_.dump.size() > 1 || !layout_.fileSize || readonly || IsOfMakerWithProtocol() ||
-                        HasOtherForms() || !type_.request.IsPlain(kPatchLetter) ||
+                        type_.dump.size() > 1 || !layout_.fileSize || layout_.leastSize || readonly ||
+                        IsOfMakerWithProtocol() || HasOtherForms() || !type_.request.IsPlain(kPatchLetter) ||
                         !type_.dump.front().IsPlain(kPatchLetter);
     if (!needed || type_.dump.empty()) return;
     if (panel)

@@ -157,10 +157,11 @@ const std::vector<CliCommand>& CliCommands() {
          return std::string(
              "A source folder holds module.ini, descriptors and scripts as text (docs/modules.md); docs/authoring.md\n"
              "leads from a MIDI chart to a module.\n\n"
-             "  tonalith-cli module new acme --name \"Acme One\" --request 'F0 7D 00 10 F7' --reply 120\n"
-             "  tonalith-cli module check acme --dump recorded.syx\n"
-             "  tonalith-cli module build instruments/yamaha-dx7 dx7.pvz\n"
-             "  tonalith-cli module install dx7.pvz\n"
+             "  tonalith-cli module new acme.chart --name \"Acme One\" --request 'F0 7D 00 10 F7' --answer 'F0 7D 00 "
+             "20 (120) F7'\n"
+             "  tonalith-cli module check acme.chart --dump recorded.syx\n"
+             "  tonalith-cli module build acme.chart acme.pvz\n"
+             "  tonalith-cli module install acme.pvz\n"
              "  tonalith-cli module list\n");
        },
        Module},

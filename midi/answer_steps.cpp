@@ -13,17 +13,21 @@ AnswerSteps::Fit FitOf(const AnswerMessage& message, std::span<const std::uint8_
   return head.size() < message.value.size() ? AnswerSteps::Fit::Open : AnswerSteps::Fit::Yes;
 }
 
+}  // namespace
+
 bool LengthFits(const AnswerMessage& message, std::span<const std::uint8_t> head, std::int64_t length) {
   if (message.length != 0) return length == message.length;
-  if (length < message.least || (length - message.least) % message.step) return false;
+  if (length < message.least || (message.most && length > message.most) || (length - message.least) % message.step)
+    return false;
+  if (message.turnsAt != 0 && (head.size() <= message.turnsAt ||
+                               head[message.turnsAt] != message.leastTurns + (length - message.least) / message.step))
+    return false;
   if (message.countAt == 0) return true;
   if (head.size() < message.countAt + 2) return false;
   const std::int64_t count = head[message.countAt] + 128 * head[message.countAt + 1];
   const std::int64_t bytes = message.countFixed + message.countEach * count;
   return length == message.countAt + 2 + bytes + (bytes + 6) / 7 + 1;
 }
-
-}  // namespace
 
 AnswerSteps::Fit AnswerSteps::Judge(std::span<const std::uint8_t> head) const {
   if (!Expects()) return Fit::Yes;

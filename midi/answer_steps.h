@@ -10,6 +10,9 @@
 
 namespace tonalith {
 
+// Whether a message that begins with `head` may have so many bytes from F0 to F7.
+bool LengthFits(const AnswerMessage& message, std::span<const std::uint8_t> head, std::int64_t length);
+
 // Goes through the messages that an answer is made of.  Without any, every message fits.
 class AnswerSteps {
  public:

@@ -26,6 +26,10 @@ struct AnswerMessage {
   // Any length that is counted: the two seven-bit bytes at countAt, the lower one first, say how many times countEach
   // bytes follow countFixed ones; they are packed seven in eight behind the count.  0: it is not counted.
   std::uint32_t countAt = 0, countFixed = 0, countEach = 0;
+  // Or: byte turnsAt says how many of those groups there are, those of the least size, leastTurns, counted.  0: none
+  // does.
+  std::uint32_t turnsAt = 0, leastTurns = 0;
+  std::uint32_t most = 0;  // bytes that any length has at most; 0: so many as come
 };
 using AnswerStep = std::vector<AnswerMessage>;  // the next message is one of these
 

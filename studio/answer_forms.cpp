@@ -8,11 +8,6 @@ namespace tonalith {
 
 namespace {
 
-AnswerMessage MessageOf(const MessageRule& rule) {
-  return {rule.pattern.value, rule.pattern.mask, rule.length,     rule.least,
-          rule.step,          rule.countAt,      rule.countFixed, rule.countEach};
-}
-
 // Whole messages that the image keeps as they come.
 bool KeptWhole(const MessageRule& message) {
   return message.skip == 0 && (message.length == 0 || message.take == message.length);
@@ -37,7 +32,7 @@ AnswerForm FormOfSlots(const RecognizeRule& rule, const Synth& synth) {
   AnswerForm form;
   for (std::uint32_t slot = 0; slot < rule.slotCount; slot += rule.slotVoices)
     for (const MessageRule& message : rule.messages) {
-      AnswerPart part{MessageOf(message), static_cast<std::uint32_t>(rule.SlotPlace(synth, slot)) + message.at, 0};
+      AnswerPart part{message.Answer(), static_cast<std::uint32_t>(rule.SlotPlace(synth, slot)) + message.at, 0};
       if (&message == &rule.messages.front() && rule.slotInMessage() && rule.slotByte < kMaxMidiPattern) {
         const auto high = static_cast<std::size_t>(std::max(rule.slotHigh, 0));
         const std::size_t size = std::max({part.message.value.size(), std::size_t{rule.slotByte} + 1, high + 1});
@@ -59,7 +54,7 @@ AnswerForm FormOf(const RecognizeRule& rule, const Synth& synth) {
     // What only says where the data belongs is no part of an answer.
     if (message.length != 0 && message.take == 0) continue;
     if (!KeptWhole(message)) return {};
-    form.parts.push_back({MessageOf(message), message.at, 0});
+    form.parts.push_back({message.Answer(), message.at, 0});
   }
   if (!rule.hasSlots) return form;
   if (!synth.isBank || synth.patchByPatch != 1) return FormOfSlots(rule, synth);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "data/checksums.h"
+#include "data/data_size.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
 #include "studio/type_check.h"
@@ -179,6 +180,7 @@ class FormWriter {
 
 // Where the voices of a bank lie; single data is compared as a whole when it is read again.
 bool SameLayout(const Synth& a, const Synth& b) {
+  if (IsOpenLayoutOf(b, a)) return true;
   return a.numVoices == b.numVoices &&
          (a.numVoices <= 1 || (a.fileSize == b.fileSize && a.headerSize == b.headerSize && a.voiceSize == b.voiceSize));
 }

@@ -107,6 +107,36 @@ class LetText {
   std::string& error_;
 };
 
+// Stores a checksum whose place follows from the data that is there: how long its message is, and what its bytes say.
+// X is its length then.
+std::string MovingSum(const VerifyRule& rule) {
+  const auto number = [](std::int64_t value) { return std::to_string(value); };
+  const auto of = [&](const VerifyRule::Byte& byte, const char* v) {
+    const std::string name = v;
+    return byte.each ? "FG " + name + " " + number(byte.at) + "\nM" + name + " * " + number(byte.each) + "\n"
+                     : "M" + name + " = 0\n";
+  };
+  // V2: how many are counted, V3: how much further on all of it stands, V7: the place of the sum.
+  std::string text = "A\nGP 0\nGM\n" + of(rule.behind, "V3") + of(rule.more, "V2");
+  if (rule.size) text += "MV2 + X\nMV2 - " + number(rule.size) + "\n";
+  text += "MV7 @ V3\nMV7 + " + number(rule.offset) + "\n";
+  if (rule.offset >= rule.start) text += "MV7 + V2\n";
+  text += "MV2 + " + number(rule.count) + "\n";
+  char kind[16];
+  std::snprintf(kind, sizeof kind, "K 00 %02X ", rule.type);
+  if (rule.times == 1) return text + "MV3 + " + number(rule.start) + "\n" + kind + "V3 V2 V7\n";
+  text += "MV3 + " + number(rule.start) + "\n";
+  std::string turns = number(rule.times);
+  if (rule.times == 0) {
+    // As often as it fits in front of the end.
+    text += "MV8 @ V3\nMV8 + V2\nMV5 @ V7\nMV5 + 1\nMAX V8 V5\nMV8 = X\nGM\nMX - V8\nMX - 1\nMV8 = X\nMV8 / " +
+            number(rule.step) + "\nMV8 + 1\n";
+    turns = "V8";
+  }
+  return text + "IFGQ X\nL " + turns + " [\n" + kind + "V3 V2 V7\nMV3 + " + number(rule.step) + "\nMV7 + " +
+         number(rule.step) + "\n]\nIFX\n";
+}
+
 }  // namespace
 
 bool ReplaceLets(std::string_view text, const SourceLets& lets, std::string* out, std::string* error) {
@@ -145,6 +175,9 @@ SourceLets ScriptLets(const Synth& synth, const RecognizeRule* rule) {
     verify.push_back(own);
   }
   // The places of those that vary are not known before the data is there: they are looked at by who takes it.
+  std::string moving;
+  for (const VerifyRule& one : verify)
+    if (one.Varies()) moving += MovingSum(one);
   std::erase_if(verify, [](const VerifyRule& one) { return one.Varies(); });
   std::string sums, checks = "MV9 = 0\nGP 0\n";
   for (const VerifyRule& v : verify) {
@@ -172,7 +205,7 @@ SourceLets ScriptLets(const Synth& synth, const RecognizeRule* rule) {
           {"voiceOffset", std::to_string(synth.voiceOffset)},
           {"sysExChannelOffset", std::to_string(synth.sysExChannelOffset)},
           {"size", size},
-          {"sums", sums},
+          {"sums", sums + (moving.empty() ? moving : "MV6 = X\n" + moving + "MX = V6\nGP 0\n")},
           {"checks", checks},
           {"keep", varies || verify.empty()
                        ? std::string()

@@ -35,7 +35,7 @@ std::string PrintablePath(const std::string& path) {
 
 bool Deflate(const std::vector<std::uint8_t>& in, std::vector<std::uint8_t>* out) {
   z_stream stream{};
-  if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK) return false;
+  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK) return false;
   out->resize(deflateBound(&stream, static_cast<uLong>(in.size())) + 32);
   stream.next_in = const_cast<Bytef*>(in.data());
   stream.avail_in = static_cast<uInt>(in.size());

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "data/checksums.h"
+#include "midi/answer_steps.h"
 
 namespace tonalith {
 
@@ -15,7 +16,8 @@ constexpr std::uint32_t kMaxContextDistance = 4096;
 
 bool MessageFits(const MessageRule& rule, const FileMessage& message) {
   if (message.used || (rule.length ? message.bytes.size() != rule.length : message.bytes.size() < 4)) return false;
-  return rule.pattern.Matches(message.bytes);
+  return rule.pattern.Matches(message.bytes) &&
+         (rule.most == 0 || LengthFits(rule.Answer(), message.bytes, static_cast<std::int64_t>(message.bytes.size())));
 }
 
 // The device number of a message: what stands in the first open bits of the pattern; -1 when the type has no channel.

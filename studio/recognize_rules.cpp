@@ -146,7 +146,7 @@ class RuleParser {
         any = true;
         continue;
       }
-      if (option.word == "least" || option.word == "counted") {
+      if (option.word == "least" || option.word == "counted" || option.word == "turns") {
         if (!Sized(option, &message)) return "\"" + option.word + "\" has no good value";
         sized = true;
         continue;
@@ -163,7 +163,8 @@ class RuleParser {
       else
         return "unknown option \"" + option.word + "\"";
     }
-    if (sized && !any) return "\"least\" and \"counted\" need \"length any\"";
+    if (sized && !any) return "\"least\", \"counted\" and \"turns\" need \"length any\"";
+    if (message.least && synth_.numVoices > 1) message.most = synth_.fileSize;
     if (any) {
       message.length = message.take = 0;
     } else {
@@ -176,7 +177,7 @@ class RuleParser {
     return {};
   }
 
-  // least N STEP, counted AT FIXED EACH
+  // least N STEP, counted AT FIXED EACH, turns AT LEAST
   bool Sized(const RuleOption& option, MessageRule* message) const {
     constexpr std::uint32_t kMostEach = 1 << 16;
     std::vector<std::uint32_t> numbers;
@@ -186,6 +187,12 @@ class RuleParser {
       message->least = numbers[0];
       message->step = numbers.size() > 1 ? numbers[1] : 1;
       return message->step != 0 && message->least <= synth_.fileSize;
+    }
+    if (option.word == "turns") {
+      if (numbers.size() != 2) return false;
+      message->turnsAt = numbers[0];
+      message->leastTurns = numbers[1];
+      return numbers[0] > 0 && numbers[0] < kMaxMidiPattern;
     }
     if (numbers.size() != 3) return false;
     message->countAt = numbers[0];
@@ -486,6 +493,10 @@ void FillFrame(const RecognizeRule& rule, const Synth& synth, std::span<std::uin
       p[size - 1] = 0xF7;
     }
   }
+}
+
+AnswerMessage MessageRule::Answer() const {
+  return {pattern.value, pattern.mask, length, least, step, countAt, countFixed, countEach, turnsAt, leastTurns, most};
 }
 
 void StoreChecksums(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image) {

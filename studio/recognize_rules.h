@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "data/data_records.h"
+#include "midi/receive_options.h"
 #include "platform/result.h"
 #include "studio/verify_rule.h"
 #include "studio/volatile_places.h"
@@ -81,6 +82,12 @@ struct MessageRule {
   // Of answers with length 0.
   std::uint32_t least = 0, step = 1;
   std::uint32_t countAt = 0, countFixed = 0, countEach = 0;
+  std::uint32_t turnsAt = 0, leastTurns = 0;
+  // The most bytes of a bank that has as many patches as there are.  Its messages in files are held to such a size as
+  // well, as the patches follow from it.
+  std::uint32_t most = 0;
+
+  AnswerMessage Answer() const;
 };
 
 struct AreaRule {

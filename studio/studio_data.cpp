@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "data/data_size.h"
 #include "data/patch_names.h"
 #include "platform/ini_file.h"
 #include "platform/text.h"
@@ -22,6 +23,7 @@ void TakeChunk(std::uint8_t** to, std::uint32_t* toSize, const std::uint8_t* fro
 }
 
 bool SameLayout(const Synth& a, const Synth& b) {
+  if (IsOpenLayoutOf(a, b)) return true;
   return a.fileSize == b.fileSize && a.headerSize == b.headerSize && a.numVoices == b.numVoices &&
          a.voiceSize == b.voiceSize && a.isBank == b.isBank;
 }
@@ -63,6 +65,8 @@ void TakeDescriptor(Synth* to, const Synth& from) {
   fresh.patchNumber = to->patchNumber;
   fresh.bankNumberOffset = to->bankNumberOffset;
   fresh.multiBankBase = to->multiBankBase;
+  // Data whose type leaves the size open keeps its own.
+  if (+fresh.fileSize != +to->fileSize) AdoptSize(&fresh, to->fileSize);
   *to = fresh;
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "data/container.h"
+#include "data/data_size.h"
 #include "document/recovery.h"
 #include "platform/text.h"
 #include "tests/bank/small_bank.h"
@@ -187,6 +188,40 @@ TEST(BankDocument, UndoAndRedoBringBackAllThatAReceiveChanged) {
     }
   }
   EXPECT_EQ(bank.dataFile(), &data);
+}
+
+// A bank whose type leaves the size open has as many patches as came; what else there is follows along, and comes back.
+TEST(BankDocument, HasAsManyPatchesAsCame) {
+  ZKBankDoc bank(SmallBank());
+  DataFile& data = *bank.dataFile();
+  data.synth->optionBits = 1;
+  AddDataFileComponents(&data, 1);
+  const auto receive = [&](std::uint32_t patches) {
+    bank.BeginReceive("Receive");
+    ResizeBody(&data, 2 + patches * 16);
+    AdoptSize(data.synth, 2 + patches * 16);
+    for (std::uint32_t i = 0; i < patches; ++i) SetPatchName(&data, static_cast<int>(i), "CAME " + std::to_string(i));
+    EXPECT_TRUE(bank.EndReceive());
+  };
+  const auto names = [&] {
+    std::string text;
+    for (int i = 0; i < bank.PatchCount(); ++i) text += std::string(TrimmedView(bank.GetPatchName(i))) + ";";
+    return text;
+  };
+  const std::string four = "VOICE 0;VOICE 1;VOICE 2;VOICE 3;";
+  EXPECT_EQ(names(), four);
+  for (const std::uint32_t patches : {2u, 1u, 9u}) {
+    receive(patches);
+    EXPECT_EQ(bank.PatchCount(), static_cast<int>(patches));
+    EXPECT_EQ(bank.DefinedPatches(), static_cast<int>(patches));
+    const int last = static_cast<int>(patches) - 1;
+    EXPECT_TRUE(bank.Rename(last, "LAST").ok()) << patches;
+    EXPECT_FALSE(bank.Rename(last + 1, "NONE").ok()) << patches;
+    ASSERT_TRUE(bank.CmEditUndo());
+    ASSERT_TRUE(bank.CmEditUndo());
+    EXPECT_EQ(names(), four) << patches;
+    EXPECT_FALSE(bank.IsModified());
+  }
 }
 
 TEST(BankDocument, AFileThatEndsEarlyIsOpenedAndKept) {

@@ -53,6 +53,19 @@ TEST(ChartModule, MessagesSayHowDataLies) {
        "bank.descriptor",
        {"fileSize", "voiceSize"},
        "fileSize = 165; voiceSize = 14"},
+      // as many as there are, which a byte says, or the length of the message
+      {"[data Bank]  4 x Tone\ndump = F0 7D 0n 01 turns {(16) sum}*1..4 F7\n[data Tone]\ndump = F0 7D 0n 02 (16) F7\n",
+       "bank.descriptor",
+       {"fileSize", "headerSize", "numVoices", "voiceSize", "optionBits", "message", "verify", "init"},
+       "optionBits = 1; fileSize = 74; headerSize = 5; numVoices = 4; voiceSize = 17; init = 4: 04; message = F0 7D 0? "
+       "01 ?? | length any | least 23 17 | turns 4 1; verify = 4 5 16 21 | times any | step 17"},
+      {"[data Bank]  4 x Tone\ndump = F0 7D 0n 01 count {(16)}*2..4 sum or 7F F7\n[data Tone]\ndump = F0 7D 0n 02 (16) "
+       "F7\n",
+       "bank.descriptor",
+       {"fileSize", "headerSize", "voiceSize", "message", "verify", "init"},
+       "fileSize = 72; headerSize = 6; voiceSize = 16; init = 4: 00 40; message = F0 7D 0? 01 ?? ?? | length any | "
+       "least "
+       "40 16; verify = 4 6 32 38 | or 7F | size 40"},
       // an answer that has the device number elsewhere is looked into; what the panel sends; what refusals mean
       {"[data Tone]\ndump = F0 7D 75 0n (4) F7   ok = F0 7D 6n 02 F7 | refused F0 7D 6n 03 F7 \"No room.\"\n"
        "get = panel   put = dump -> ok\n",
@@ -135,6 +148,18 @@ TEST(ChartModule, NamesWhatCannotBe) {
       {"find = F0 7D n4 F7 -> F0 7D 3n F7\n", "are bytes and the device number"},
       {"find = Tune\n", "no data type of this name"},
       {"[data A]  8 x Tone\ndump = F0 7D 0n 03 (any) F7\n", "a bank of any size does not say where its patches lie"},
+      {"[data A]  8 x Tone\ndump = F0 7D 0n 03 {(8)}*1..4 F7\n", "is said to have the most of them"},
+      {"[data A]\ndump = F0 7D 0n 03 {(8)}*1..4 F7\n", "is said to have the most of them"},
+      {"[data A]  4 x Tone\neach = F0 7D 0n 03 pp {(8)}*1..4 F7\n", "is said to have the most of them"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 {(8)}*4..4 F7\n", "at least and at most"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 {(8)}*0..4 F7\n", "at least and at most"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 turns {(8)}*4 F7\n", "a byte says how often a group stands there"},
+      {"[data A]  200 x Tone\ndump = F0 7D 0n 03 turns {(8)}*1..200 F7\n", "127 times at most"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 (2) {(8)}*1..4 F7\n", "no pause and no other data"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 {(8) (50 ms)}*1..4 F7\n", "no pause and no other data"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 {(4)}*1..4 {(4)}*1..4 F7\n", "only one group"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 {(8 7 of 8 through)}*1..4 F7\n", "needs to know how many there are"},
+      {"[data A]  4 x Tone\ndump = F0 7D 0n 03 {(2)}*1..4 01 02 F7\n", "as long as one of them"},
       {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = 5..8\n", "the patch has no such byte"},
       {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = 3..2\n", "places and runs of places are expected"},
       {"[data A]\ndump = F0 7D 0n 03 (8) F7   volatile = clock\n", "places and runs of places are expected"},
