@@ -41,7 +41,7 @@ void DocumentHeader::SetPicture(const QPixmap& picture) {
 void DocumentHeader::ShowPicture() {
   int needed = picture_->sizeHint().width() + title_->sizeHint().width();
   for (const auto& [mark, label] : labels_) {
-    if (!label->isHidden()) needed += label->sizeHint().width() + kGap;
+    if (label && !label->isHidden()) needed += label->sizeHint().width() + kGap;
   }
   for (const QWidget* widget : right_) needed += widget->sizeHint().width() + kWideGap;
   picture_->setVisible(hasPicture_ && needed + kWideGap <= width());
