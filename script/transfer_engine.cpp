@@ -136,6 +136,7 @@ TransferEngine::TransferEngine(ScriptServices& services, Prompts& prompts, MidiO
       preferences_(preferences ? preferences : &defaultPreferences_),
       poster_(std::move(poster)),
       clock_(services.clock()),
+      portsInUse_(clock_),
       gate_(std::make_shared<PosterGate>()),
       showTransmitWindow_(preferences_->ShowTransmitWindow() ? 1 : 0) {
   watch_ = std::make_unique<DataFileWatch>([this](const DataFile* released) { Abandon(released); });

@@ -66,13 +66,20 @@ void PortsInUse::Add(int port) {
   ports_.push_back(port);
 }
 
+bool PortsInUse::ContainedWithin(int port, std::int64_t us) const {
+  std::lock_guard guard(mutex_);
+  if (std::find(ports_.begin(), ports_.end(), port) != ports_.end()) return true;
+  const auto left = leftUs_.find(port);
+  return left != leftUs_.end() && clock_.NowUs() - left->second < us;
+}
+
 void PortsInUse::ClearPortReceiveState(int port) {
   std::lock_guard guard(mutex_);
-  if (port == -1) {
-    ports_.clear();
-  } else {
-    std::erase(ports_, port);
-  }
+  std::erase_if(ports_, [&](int used) {
+    if (port != -1 && used != port) return false;
+    leftUs_[used] = clock_.NowUs();
+    return true;
+  });
 }
 
 }  // namespace tonalith

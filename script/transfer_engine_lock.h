@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "data/data_records.h"
+#include "platform/clock.h"
 
 namespace tonalith {
 
@@ -47,14 +49,21 @@ class TransferLock {
 // MIDI input ports that receives occupy.  Any thread.
 class PortsInUse {
  public:
+  // The clock must outlive the object.
+  explicit PortsInUse(Clock& clock) : clock_(clock) {}
   bool Contains(int port) const;
+  // Also true when a receive gave the port up less than `us` microseconds ago: what it asked for may still come in, and
+  // a receive is done as soon as it has the last byte, before others hear of the message.
+  bool ContainedWithin(int port, std::int64_t us) const;
   void Add(int port);
   // Removes every occurrence of `port`; -1 clears the list.
   void ClearPortReceiveState(int port);
 
  private:
+  Clock& clock_;
   mutable std::mutex mutex_;
   std::vector<int> ports_;
+  std::map<int, std::int64_t> leftUs_;  // when a port was given up last
 };
 
 }  // namespace tonalith

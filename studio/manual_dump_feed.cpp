@@ -31,8 +31,9 @@ ManualDumpFeed::ManualDumpFeed(MidiIn& in, PortsInUse& used, Clock& clock, Dispa
         if (message.size() < 3 || message.front() != 0xF0) return;
         const std::lock_guard lock(queue->mutex);
         if (queue->closed || queue->bytes + message.size() > kMostQueued) return;
-        // Only now it is known whether somebody asked for the message.
-        queue->entries.push_back({port, used.Contains(port), clock.NowUs(), {message.begin(), message.end()}});
+        // Known only now: whether somebody asked for the message.
+        const bool inTransfer = used.ContainedWithin(port, ManualDumps::kPauseUs);
+        queue->entries.push_back({port, inTransfer, clock.NowUs(), {message.begin(), message.end()}});
         queue->bytes += message.size();
         if (queue->entries.size() == 1) dispatcher.PostTo(life, [this] { TakeQueue(); });
       });

@@ -142,7 +142,7 @@ TEST_F(ManualDumpTest, ADumpOfThePanelBecomesNewData) {
 // From the cable to the question, on the thread of the dispatcher.
 TEST_F(ManualDumpTest, TheFeedBringsWhatNobodyAskedFor) {
   Dispatcher dispatcher(clock);
-  PortsInUse used;
+  PortsInUse used(clock);
   auto feed = std::make_unique<ManualDumpFeed>(midi.in(), used, clock, dispatcher, dumps);
   const auto pass = [&](std::int64_t seconds, const std::function<bool()>& done) {
     return dispatcher.RunUntil(done, clock.NowUs() + seconds * 1'000'000);
@@ -158,6 +158,15 @@ TEST_F(ManualDumpTest, TheFeedBringsWhatNobodyAskedFor) {
   EXPECT_EQ(host.asked.size(), 1u) << "the answer to somebody else";
   used.ClearPortReceiveState(-1);
   pass(2, never);
+  // A receive that has its last byte may give the port up before the feed hears of the message.
+  const int receive = midi.in().AddMidiInMonitor([&](int port, auto) { used.ClearPortReceiveState(port); });
+  feed.reset();
+  feed = std::make_unique<ManualDumpFeed>(midi.in(), used, clock, dispatcher, dumps);
+  used.Add(midi.in().FindPort(cables->PortName(kDx7)));
+  ASSERT_TRUE(cables->PanelSend(kDx7, "bank"));
+  pass(10, never);
+  EXPECT_EQ(host.asked.size(), 1u) << "the answer to a receive that is just over";
+  midi.in().RemoveMidiInMonitor(receive);
   ASSERT_TRUE(cables->PanelSend(kDx7, "bank"));
   clock.SleepMs(5000);
   feed.reset();
