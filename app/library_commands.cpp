@@ -83,9 +83,14 @@ LibraryCommands::LibraryCommands(const FrameContext& frame, DocumentWindows& win
 void LibraryCommands::OnNewLibrary() {
   ChoicePrompt prompt{"New Library", "Patches of:", {}};
   std::vector<const ZKDrvList*> types;
+  const ZKDrvList* selected = frame_.studio.list().selection();
+  const ZKDrvList* ofInstrument = frame_.studio.GetInstrumentDrvList(selected);
   for (const auto& instrument : frame_.studio.instruments())
     for (const auto& driver : instrument->drivers) {
       if (!IsSinglePatch(*driver)) continue;
+      const bool first = types.empty() || types.back()->instrument != instrument.get();
+      if (driver.get() == selected || (instrument.get() == ofInstrument && first))
+        prompt.chosen = static_cast<int>(types.size());
       types.push_back(driver.get());
       prompt.items.push_back(Latin1ToUtf8(instrument->DisplayKey()) + ": " + Latin1ToUtf8(driver->TypeName()));
     }

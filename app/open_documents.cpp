@@ -7,7 +7,7 @@
 #include "app/child_windows.h"
 #include "app/twin_windows.h"
 #include "studio/studio_document.h"
-#include "ui/instrument_window.h"
+#include "ui/document_window.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
 
@@ -41,15 +41,17 @@ OpenStudioDocuments::OpenStudioDocuments(const FrameContext& frame) : frame_(fra
 std::vector<OpenDocument> OpenStudioDocuments::List() const {
   std::vector<OpenDocument> open;
   for (ZKWindow* child : frame_.children.All()) {
-    auto* window = qobject_cast<InstrumentWindow*>(child);
-    const ZKDrvList* driver = window ? frame_.studio.DriverOf(window->dataFile()) : nullptr;
+    auto* window = qobject_cast<DocumentWindow*>(child);
+    const DataFile* data = window ? window->InstrumentData() : nullptr;
+    const ZKDrvList* driver = data ? frame_.studio.DriverOf(data) : nullptr;
     if (!driver) continue;
+    const bool manyTypes = window->TypeCode() == WindowType::Set;
     OpenDocument document;
-    document.driver = driver;
+    document.driver = manyTypes ? driver->instrument : driver;
     document.title = ToUtf8(RowText(*window, *driver));
     document.unsent = window->DiffersFromInstrument();
     document.changed = window->document().IsModified();
-    if (const auto found = percent_.find(window->dataFile()); found != percent_.end()) document.percent = found->second;
+    if (const auto found = percent_.find(data); found != percent_.end() && !manyTypes) document.percent = found->second;
     document.activate = [this, alive = QPointer<ZKWindow>(child)] {
       if (alive) frame_.children.Activate(alive);
     };

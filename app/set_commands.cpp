@@ -45,8 +45,11 @@ SetCommands::SetCommands(const FrameContext& frame, DocumentWindows& windows) : 
 
 void SetCommands::OnNewSet() {
   ChoicePrompt prompt{"New Set", "Instrument:", {}};
-  for (const auto& instrument : frame_.studio.instruments())
+  const ZKDrvList* selected = frame_.studio.GetInstrumentDrvList(frame_.studio.list().selection());
+  for (const auto& instrument : frame_.studio.instruments()) {
+    if (instrument.get() == selected) prompt.chosen = static_cast<int>(prompt.items.size());
     prompt.items.push_back(Latin1ToUtf8(instrument->DisplayKey()));
+  }
   if (prompt.items.empty()) {
     frame_.prompts().Say("New Set", "There are no instruments in the studio yet.");
     return;

@@ -164,6 +164,7 @@ void StudioCommands::OnNewEditor() {
   ChoicePrompt prompt{"New Editor", "Kind of data:", {}};
   for (const auto& instrument : frame_.studio.instruments()) {
     for (const auto& driver : instrument->drivers) {
+      if (driver.get() == frame_.studio.list().selection()) prompt.chosen = static_cast<int>(drivers.size());
       drivers.push_back(driver.get());
       prompt.items.push_back(Latin1ToUtf8(instrument->DisplayKey() + ", " + driver->TypeName()));
     }

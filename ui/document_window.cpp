@@ -47,6 +47,12 @@ QString DocumentWindow::TitleText() const {
   return QStringLiteral("%1: %2").arg(ShownUtf8(document_->Title()), file);
 }
 
+QString DocumentWindow::ShownName() const {
+  if (!document_->path().empty()) return ShownUtf8(WithoutExtension(document_->FileName()));
+  const std::string& origin = document_->OriginName();
+  return origin.empty() ? tr("New %1").arg(ShownUtf8(document_->Title())) : ShownUtf8(origin);
+}
+
 void DocumentWindow::UpdateTitle() {
   SetTitle(this, TitleText(), true);
   setWindowModified(document_->IsModified());

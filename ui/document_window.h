@@ -45,6 +45,13 @@ class DocumentWindow : public ZKWindow, public MoveTarget {
   virtual MoveOffer OfferOut() const { return {}; }
   virtual Result MoveOut(Move* move);
 
+  // As tabs and headings say it: of its file, of what it was taken out of, else that it is new.
+  virtual QString ShownName() const;
+  // Data of the instrument that the window belongs to; null: of none, or of several.
+  virtual const DataFile* InstrumentData() const { return nullptr; }
+  // Something of it was changed since it came from the instrument or was sent.
+  virtual bool DiffersFromInstrument() const { return false; }
+
   // To the document's own file; with `askName`, or without a file, the user is asked for one.  False: nothing was
   // saved, and where something failed the user has been told.
   bool Save(bool askName);

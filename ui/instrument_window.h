@@ -17,6 +17,7 @@ class InstrumentWindow : public DocumentWindow {
 
   // What the transfers work on.  Owned by the document.
   virtual DataFile* dataFile() const = 0;
+  const DataFile* InstrumentData() const override { return dataFile(); }
   // Nothing could be sent now.
   virtual bool HoldsNothing() const { return document().IsEmpty(); }
   // To be called around everything that brings data into it: the document keeps what was there for Undo, under this
@@ -31,8 +32,6 @@ class InstrumentWindow : public DocumentWindow {
   // Those that are not as the instrument has them, one value a patch; empty when there are none, when all are, and
   // when patches cannot be sent by themselves.
   virtual std::vector<std::uint8_t> ChangedPatches() const { return {}; }
-  // Something of it was changed since it came or was sent.
-  virtual bool DiffersFromInstrument() const { return false; }
   // How many of these (empty: of all) were changed since they came or were sent.
   virtual int CountUnsent(const std::vector<std::uint8_t>& patches) const { return (void)patches, 0; }
   // The instrument has them now; empty: all.

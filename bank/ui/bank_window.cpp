@@ -308,10 +308,9 @@ void TZKBank::GoOn(bool get) {
 
 // Of its file; of what it was taken out of; of the instrument and the day.
 QString TZKBank::ShownName() const {
-  if (!bank_.path().empty()) return ShownUtf8(WithoutExtension(bank_.FileName()));
-  if (!bank_.OriginName().empty()) return ShownUtf8(bank_.OriginName());
-  const QString received = Received();
-  return received.isEmpty() ? tr("New %1").arg(ShownUtf8(bank_.Title())) : tr("from %1").arg(received);
+  const bool named = !bank_.path().empty() || !bank_.OriginName().empty();
+  const QString received = named ? QString() : Received();
+  return received.isEmpty() ? InstrumentWindow::ShownName() : tr("from %1").arg(received);
 }
 
 // The instrument and the day; empty: nothing was received.

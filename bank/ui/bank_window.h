@@ -48,6 +48,7 @@ class TZKBank final : public InstrumentWindow {
   DocumentHeader* header() { return header_; }
 
   QString TabText() const override;
+  QString ShownName() const override;
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
@@ -122,7 +123,6 @@ class TZKBank final : public InstrumentWindow {
   void RefreshHeader();
   void RefreshTools();
   void RefreshStatus();
-  QString ShownName() const;
   QString Received() const;
   QString Counts() const;
   BankWindowPart* PartOf(CommandId command) const;

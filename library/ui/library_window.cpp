@@ -205,10 +205,8 @@ void TZKLib::ShowQuickMenu(const QPoint& at) {
 
 // ---- what is shown --------------------------------------------------------------------------------------------------
 
-QString TZKLib::ShownName() const {
-  if (!library_.path().empty()) return ShownUtf8(WithoutExtension(library_.FileName()));
-  if (!library_.OriginName().empty()) return ShownUtf8(library_.OriginName());
-  return tr("New %1").arg(ShownUtf8(library_.Title()));
+const DataFile* TZKLib::InstrumentData() const {
+  return library_.driver();
 }
 
 QString TZKLib::TabText() const {

@@ -65,6 +65,7 @@ class TZKLib final : public DocumentWindow {
   void AddFiles(const std::vector<std::string>& sources);
 
   QString TabText() const override;
+  const DataFile* InstrumentData() const override;
   bool VerifyClose() override;
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
@@ -97,7 +98,6 @@ class TZKLib final : public DocumentWindow {
   void ShowAdding();
   void FollowView();
   void WarmUp();
-  QString ShownName() const;
   std::vector<EntryId> Chosen() const;
   QString OwnRefusal(CommandId command) const;
   void RunOwn(CommandId command);

@@ -265,10 +265,14 @@ void TZKGrp::ShowQuickMenu(const QPoint& at) {
 
 // ---- what is shown --------------------------------------------------------------------------------------------------
 
-QString TZKGrp::ShownName() const {
-  if (!set_.path().empty()) return ShownUtf8(WithoutExtension(set_.FileName()));
-  if (!set_.OriginName().empty()) return ShownUtf8(set_.OriginName());
-  return tr("New %1").arg(ShownUtf8(set_.GetSetName()));
+const DataFile* TZKGrp::InstrumentData() const {
+  return set_.InstrumentCount() == 1 ? set_.GetDataFile(0) : nullptr;
+}
+
+bool TZKGrp::DiffersFromInstrument() const {
+  for (int component = 0; component < set_.GetDataFileCount(); ++component)
+    if (set_.unsent().Count(component) > 0) return true;
+  return false;
 }
 
 QString TZKGrp::TabText() const {

@@ -52,6 +52,8 @@ class TZKGrp final : public DocumentWindow {
   const SetTransfers& transfers() const { return transfers_; }
 
   QString TabText() const override;
+  const DataFile* InstrumentData() const override;
+  bool DiffersFromInstrument() const override;
   bool CommandEnabled(CommandId command) const override;
   void RunCommand(CommandId command) override;
   QString CommandRefusal(CommandId command) const override;
@@ -92,7 +94,6 @@ class TZKGrp final : public DocumentWindow {
   void AddEntry(QMenu* menu, CommandId command, const QString& text = {});
   void SelectionChanged();
   void Refresh();
-  QString ShownName() const;
   // Where what the current component holds is kept.
   QString PlaceText() const;
   // Why a command of the Set is off now; empty: it is on.

@@ -19,11 +19,11 @@ struct AutoConfigServices;
 
 // A document that is open somewhere, under the kind of data it is of.
 struct OpenDocument {
-  const ZKDrvList* driver = nullptr;
-  std::string title;     // UTF-8
-  bool changed = false;  // differs from its file
-  bool unsent = false;   // differs from the instrument
-  int percent = -1;      // of a transfer; below 0: none
+  const ZKDrvList* driver = nullptr;  // the kind of data; of data of several kinds the instrument
+  std::string title;                  // UTF-8
+  bool changed = false;               // differs from its file
+  bool unsent = false;                // differs from the instrument
+  int percent = -1;                   // of a transfer; below 0: none
   std::function<void()> activate;
 };
 

@@ -14,6 +14,7 @@
 #include "studio/ui/studio_pictures.h"
 #include "ui/plain_text.h"
 #include "ui/qt_text.h"
+#include "ui/style/icons.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/space.h"
 
@@ -336,16 +337,23 @@ void ZKStudioTree::ShowDocuments() {
   const bool selecting = currentItem() && currentItem()->data(kName, kDocumentRole).isValid();
   QTreeWidgetItem* home = selecting ? currentItem()->parent() : nullptr;
   for (int i = 0; i < topLevelItemCount(); ++i) {
-    for (int k = 0; k < topLevelItem(i)->childCount(); ++k) {
-      QTreeWidgetItem* row = topLevelItem(i)->child(k);
-      ShowDocumentsOf(row, places[NodeOf(row)]);
-    }
+    QTreeWidgetItem* instrument = topLevelItem(i);
+    const int kinds = KindsIn(instrument);
+    for (int k = 0; k < kinds; ++k) ShowDocumentsOf(instrument->child(k), places[NodeOf(instrument->child(k))]);
+    ShowDocumentsOf(instrument, places[NodeOf(instrument)]);
   }
   if (home && !currentItem()) setCurrentItem(home);
 }
 
+// An instrument's rows begin with its kinds of data; documents on several of them follow.
+int ZKStudioTree::KindsIn(const QTreeWidgetItem* row) const {
+  int kinds = 0;
+  while (kinds < row->childCount() && NodeOf(row->child(kinds))) ++kinds;
+  return kinds;
+}
+
 void ZKStudioTree::ShowDocumentsOf(QTreeWidgetItem* row, const std::vector<std::size_t>& places) {
-  const auto count = static_cast<int>(places.size());
+  const int first = KindsIn(row), count = first + static_cast<int>(places.size());
   while (row->childCount() > count) {
     const QTreeWidgetItem* last = row->child(row->childCount() - 1);
     if (last == currentItem()) setCurrentItem(row);
@@ -356,13 +364,13 @@ void ZKStudioTree::ShowDocumentsOf(QTreeWidgetItem* row, const std::vector<std::
     auto* child = new QTreeWidgetItem(row);
     child->setFlags(child->flags() & ~Qt::ItemIsDragEnabled);
   }
-  for (int i = 0; i < count; ++i) ShowDocument(row->child(i), places[static_cast<std::size_t>(i)]);
+  for (int i = first; i < count; ++i) ShowDocument(row->child(i), places[static_cast<std::size_t>(i - first)]);
   if (!fresh) return;
-  if (rebuilding_) return row->setExpanded(IsOpen(row, true));
+  if (rebuilding_) return row->parent() ? row->setExpanded(IsOpen(row, true)) : void();
   // A document that was opened just now is to be seen.
   if (filter_.IsEmpty()) {
     row->setExpanded(true);
-    row->parent()->setExpanded(true);
+    if (row->parent()) row->parent()->setExpanded(true);
   }
 }
 
@@ -374,6 +382,8 @@ void ZKStudioTree::ShowDocument(QTreeWidgetItem* child, std::size_t place) {
   const QString title = ShownUtf8(document.title);
   child->setText(kName, title);
   child->setData(kName, kDocumentRole, static_cast<uint>(place));
+  // Between kinds of data and other instruments.
+  if (!child->parent()->parent()) child->setIcon(kName, IconOf(Glyph::Folder));
   child->setData(kName, kSearchRole, child->parent()->data(kName, kSearchRole).toString() + ' ' + title);
   child->setData(kName, kAsideMarksRole, MarksOf(marks));
   child->setData(kName, kAsideRole, document.percent < 0 ? QString() : tr("%1 %").arg(document.percent));

@@ -67,6 +67,7 @@ class ZKStudioTree final : public QTreeWidget {
  private:
   void AddInstrumentRow(ZKDrvList* instrument);
   void ShowInstrumentState(QTreeWidgetItem* row, const ZKDrvList* instrument);
+  int KindsIn(const QTreeWidgetItem* row) const;
   void ShowDocumentsOf(QTreeWidgetItem* row, const std::vector<std::size_t>& places);
   void ShowDocument(QTreeWidgetItem* child, std::size_t place);
   int FilterType(QTreeWidgetItem* row, bool whole);

@@ -18,6 +18,7 @@
 #include "platform/path_resolver.h"
 #include "platform/text.h"
 #include "services/settings.h"
+#include "sets/ui/set_window.h"
 #include "studio/package_install.h"
 #include "studio/ui/connected_dialog.h"
 #include "studio/ui/install_dialogs.h"
@@ -483,6 +484,23 @@ TEST_F(StudioTest, OpenDocumentsStandUnderTheirKindOfData) {
   KeepScreenshot(&frame(), "studio-open-documents");
   bank->CloseVerified();
   ASSERT_TRUE(WaitFor([&] { return count() == 0; })) << count();
+
+  // A Set stands behind the kinds of data of its instrument.
+  const int kinds = row()->parent()->childCount();
+  TZKGrp* set = parts().sets.OpenNew(*driver->instrument);
+  ASSERT_NE(set, nullptr);
+  const auto behind = [&] { return row()->parent()->childCount() > kinds ? row()->parent()->child(kinds) : nullptr; };
+  ASSERT_TRUE(WaitFor([&] { return behind() != nullptr; }));
+  EXPECT_EQ(behind()->text(0), set->ShownName());
+  EXPECT_EQ(tree->NodeOf(behind()), nullptr);
+  tree->setCurrentItem(behind());
+  EXPECT_EQ(shown->CurrentNode(), driver->instrument) << "what commands are about";
+  shown->search()->setText("new yamaha set");
+  EXPECT_FALSE(behind()->isHidden());
+  shown->search()->clear();
+  KeepScreenshot(&frame(), "studio-open-set");
+  set->CloseVerified();
+  ASSERT_TRUE(WaitFor([&] { return behind() == nullptr; }));
 }
 
 }  // namespace
