@@ -41,7 +41,8 @@ const char* OptionOf(CommandId command) {
 
 }  // namespace
 
-BankAudition::BankAudition(TZKBank& window) : window_(window) {
+BankAudition::BankAudition(TZKBank& window)
+    : window_(window), sending_(window.context(), [this](const DeskResult& result, const DataFile&) { Sent(result); }) {
   for (QTimer* timer : {&wait_, &gap_}) timer->setSingleShot(true);
   connect(&wait_, &QTimer::timeout, this, &BankAudition::PlaySelected);
   connect(&gap_, &QTimer::timeout, this, &BankAudition::PlayNext);
@@ -100,7 +101,8 @@ QString BankAudition::Refusal(CommandId command) const {
   const ZKBankDoc& bank = window_.document();
   switch (command) {
     case CommandId::BankStopAudition:
-      return window_.context().player().IsPlaying() || Sweeping() || job_ ? QString() : tr("Nothing is played.");
+      return window_.context().player().IsPlaying() || Sweeping() || sending_.Busy() ? QString()
+                                                                                     : tr("Nothing is played.");
     case CommandId::BankAuditionInSync:
     case CommandId::BankAuditionForce:
       return bank.dataFile()->auditionScript ? QString()
@@ -197,7 +199,7 @@ void BankAudition::PlaySelected() {
 Result BankAudition::Play(int patch) {
   PatchPlayer& player = window_.context().player();
   const ZKBankDoc& bank = window_.document();
-  DropSent();
+  sending_.Drop();
   if (Result can = AuditionRefusal(bank, patch, Choice()); !can.ok()) return can;
   const bool sends = AuditionWayOf(bank, patch, Choice()) == AuditionWay::kSend;
   if (Result played = sends ? Send(window_.document(), patch) : player.Play(this, *window_.dataFile(), patch);
@@ -228,7 +230,7 @@ Result BankAudition::PlayState(std::size_t position) {
   if (!then.dataFile()->auditionScript)
     return Result::Failure(
         ToUtf8(tr("This data cannot be sent to be heard only: the instrument plays what it holds now.")));
-  DropSent();
+  sending_.Drop();
   if (Result sent = Send(then, patch); !sent.ok()) return sent;
   window_.Say(tr("Plays %1 as it was").arg(ShownLatin1(now.NumberText(patch) + " " + then.GetPatchName(patch))));
   emit window_.StateChanged();
@@ -242,48 +244,26 @@ Result BankAudition::Send(ZKBankDoc& from, int patch) {
   DataFilePtr data;
   const auto newData = [&](int driverId) { return context.NewDataOf(driverId, bank); };
   if (Result made = MakeAuditionData(from, patch, newData, context.ModuleFolder(bank), &data); !made.ok()) return made;
-  sent_ = std::move(data);
-  DeskRequest request;
-  request.showWindow = 0;
-  request.receiver = &receiver_;
-  request.observer = [this](const DeskEvent& event) { Sent(event); };
-  DeskStep step;
-  step.kind = DeskStep::Kind::kSend;
-  step.dataFile = sent_.get();
-  step.patches.assign(sent_->synth->numVoices, 0);
-  step.patches.back() = 1;
-  request.steps.push_back(std::move(step));
-  job_ = context.Transfer(std::move(request));
-  if (!job_->Ended()) return Result::Success();
-  const std::string sentence = job_->result().sentence;
-  DropSent();
-  return Result::Failure(sentence);
+  std::vector<std::uint8_t> patches(data->synth->numVoices, 0);
+  if (!patches.empty()) patches.back() = 1;
+  return sending_.Send(std::move(data), std::move(patches));
 }
 
-void BankAudition::Sent(const DeskEvent& event) {
-  if (event.job != job_ || event.kind != DeskEvent::Kind::kState || event.state != DeskState::kEnded) return;
-  job_.reset();
-  sent_.reset();
-  Result played = event.result.ok ? window_.context().player().Sound(this, *window_.dataFile())
-                                  : Result::Failure(event.result.sentence);
+void BankAudition::Sent(const DeskResult& result) {
+  Result played =
+      result.ok ? window_.context().player().Sound(this, *window_.dataFile()) : Result::Failure(result.sentence);
   if (!played.ok()) EndSweep(ShownUtf8(played.text));
-}
-
-void BankAudition::DropSent() {
-  if (job_ && !job_->Ended()) window_.context().AbandonTransfers(sent_.get());
-  job_.reset();
-  sent_.reset();
 }
 
 void BankAudition::Over(QObject* owner, bool stopped) {
   if (owner != this) return;
-  if (Sweeping() && stopped && !job_) return EndSweep(tr("Stopped"));
+  if (Sweeping() && stopped && !sending_.Busy()) return EndSweep(tr("Stopped"));
   if (Sweeping()) return gap_.start(kGapMs);
   emit window_.StateChanged();
 }
 
 void BankAudition::Stop() {
-  DropSent();
+  sending_.Drop();
   window_.context().player().Stop(this);
   EndSweep(tr("Stopped"));
 }

@@ -8,8 +8,7 @@
 
 #include "bank/bank_audition.h"
 #include "bank/ui/bank_part.h"
-#include "platform/jobs.h"
-#include "services/transfer_desk.h"
+#include "ui/audition_send.h"
 
 class QToolButton;
 
@@ -54,8 +53,7 @@ class BankAudition final : public QObject, public BankWindowPart {
   Result Play(int patch);
   // Of the bank, or of it as it was.
   Result Send(ZKBankDoc& bank, int patch);
-  void Sent(const DeskEvent& event);
-  void DropSent();
+  void Sent(const DeskResult& result);
   void Over(QObject* owner, bool stopped);
   void Stop();
 
@@ -70,9 +68,7 @@ class BankAudition final : public QObject, public BankWindowPart {
   bool input_ = false;             // a key or the mouse is being dealt with
   std::vector<int> sweep_;
   std::size_t next_ = 0;
-  TransferDesk::Job job_;  // sends a patch to be heard
-  DataFilePtr sent_;       // this; when it goes, so does the job
-  Receiver receiver_;
+  AuditionSend sending_;
 };
 
 }  // namespace tonalith

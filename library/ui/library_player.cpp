@@ -18,16 +18,15 @@ constexpr int kWaitMs = 150;  // who holds an arrow key hears the patch where he
 }  // namespace
 
 LibraryPlayer::LibraryPlayer(ZKLibDoc& library, WindowContext& context, QObject* parent)
-    : QObject(parent), library_(library), context_(context) {
+    : QObject(parent),
+      library_(library),
+      context_(context),
+      sending_(context, [this](const DeskResult& result, const DataFile& sent) { Sent(result, sent); }) {
   wait_.setSingleShot(true);
   wait_.setInterval(kWaitMs);
   connect(&wait_, &QTimer::timeout, this, [this] {
     if (const Result played = Play(waiting_); !played.ok()) MonitorMsg("%s", played.text.c_str());
   });
-}
-
-LibraryPlayer::~LibraryPlayer() {
-  Drop();
 }
 
 void LibraryPlayer::GoneTo(EntryId entry) {
@@ -46,41 +45,22 @@ Result LibraryPlayer::Play(EntryId entry) {
   if (!copy) return Result::Failure("There is not enough memory.");
   context_.UpdateFromStudio(copy.get());
   if (Result can = context_.player().CanPlay(*copy); !can.ok()) return can;
-  sent_ = std::move(copy);
-  DeskRequest request;
-  request.showWindow = 0;
-  request.receiver = &receiver_;
-  request.observer = [this](const DeskEvent& event) { Sent(event); };
-  DeskStep step;
-  step.kind = DeskStep::Kind::kSend;
-  step.dataFile = sent_.get();
-  request.steps.push_back(std::move(step));
-  job_ = context_.Transfer(std::move(request));
-  if (!job_->Ended()) {
-    emit Say(tr("Plays %1").arg(ShownLatin1(library_.NameOf(entry))));
-    return Result::Success();
-  }
-  const std::string sentence = job_->result().sentence;
-  Drop();
-  return Result::Failure(sentence);
+  const Result sending = sending_.Send(std::move(copy), {});
+  if (sending.ok()) emit Say(tr("Plays %1").arg(ShownLatin1(library_.NameOf(entry))));
+  return sending;
 }
 
-void LibraryPlayer::Sent(const DeskEvent& event) {
-  if (event.job != job_ || event.kind != DeskEvent::Kind::kState || event.state != DeskState::kEnded) return;
-  job_.reset();
-  const DataFilePtr sent = std::move(sent_);
-  if (!event.result.ok) return emit Say(ShownUtf8(event.result.sentence));
+void LibraryPlayer::Sent(const DeskResult& result, const DataFile& sent) {
+  if (!result.ok) return emit Say(ShownUtf8(result.sentence));
   // "SysEx only" sends without tones.
   constexpr int kSysExOnly = 2;
   if (context_.settings().Value(SettingId::MainLibAudition) == kSysExOnly) return;
-  if (const Result played = context_.player().Sound(this, *sent); !played.ok()) emit Say(ShownUtf8(played.text));
+  if (const Result played = context_.player().Sound(this, sent); !played.ok()) emit Say(ShownUtf8(played.text));
 }
 
 void LibraryPlayer::Drop() {
   wait_.stop();
-  if (job_ && !job_->Ended()) context_.AbandonTransfers(sent_.get());
-  job_.reset();
-  sent_.reset();
+  sending_.Drop();
 }
 
 void LibraryPlayer::Stop() {

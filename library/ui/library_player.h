@@ -3,9 +3,8 @@
 #include <QObject>
 #include <QTimer>
 
-#include "platform/jobs.h"
-#include "services/transfer_desk.h"
 #include "store/library/library_document.h"
+#include "ui/audition_send.h"
 
 namespace tonalith {
 
@@ -17,7 +16,6 @@ class LibraryPlayer final : public QObject {
 
  public:
   LibraryPlayer(ZKLibDoc& library, WindowContext& context, QObject* parent);
-  ~LibraryPlayer() override;
 
   // What a user went to with keys or mouse; plays it after a moment when that is wanted.
   void GoneTo(EntryId entry);
@@ -29,16 +27,14 @@ class LibraryPlayer final : public QObject {
   void Say(const QString& text);
 
  private:
-  void Sent(const DeskEvent& event);
+  void Sent(const DeskResult& result, const DataFile& sent);
   void Drop();
 
   ZKLibDoc& library_;
   WindowContext& context_;
   QTimer wait_;
   EntryId waiting_ = 0;
-  TransferDesk::Job job_;
-  DataFilePtr sent_;
-  Receiver receiver_;
+  AuditionSend sending_;
 };
 
 }  // namespace tonalith
