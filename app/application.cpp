@@ -66,6 +66,9 @@ bool CZKApp::HandOver() {
 
 void CZKApp::Listen() {
   const Result listening = handOver_.Listen([this](const std::vector<std::string>& files) {
+    // Menus and the command list would keep the keyboard from what is opened.
+    for (QWidget* popup = QApplication::activePopupWidget(); popup && popup->close();)
+      popup = QApplication::activePopupWidget();
     if (frame_) {
       frame_->setWindowState(frame_->windowState() & ~Qt::WindowMinimized);
       frame_->raise();

@@ -116,6 +116,8 @@ QString InstallFromWebDlg::SearchSummary() const {
 QWidget* InstallFromWebDlg::BuildServer() {
   const ModuleServer server = ChosenModuleServer(host_.settings(), host_.PreferencesIni());
   auto* group = new QGroupBox(tr("Server"), this);
+  // Where there is little height, the list gives way.
+  group->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
   auto* form = new QFormLayout(group);
   const auto field = [&](const QString& label, const std::string& text, const QString& hint) {
     auto* edit = new QLineEdit(group);
