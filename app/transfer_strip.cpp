@@ -28,7 +28,8 @@ QString NameOf(const DeskRequest& request, const DeskStep& step) {
   if (!request.file.empty()) return ShownUtf8(request.file);
   const DataFile* data = step.dataFile ? step.dataFile : step.owned.get();
   if (!data || !data->synth) return ShownUtf8(step.title);
-  return QStringLiteral("%1 · %2").arg(ShownLatin1(data->synth->shortName), ShownLatin1(data->synth->typeName));
+  const QString whole = request.title.empty() ? ShownLatin1(data->synth->shortName) : ShownUtf8(request.title);
+  return QStringLiteral("%1 · %2").arg(whole, ShownLatin1(data->synth->typeName));
 }
 
 bool Waits(const DeskJob& job) {
@@ -179,6 +180,7 @@ void TransferStrip::Show(Row& row) {
 
 void TransferStrip::End(Row& row, const DeskResult& result) {
   StripState state = row.widget->state();
+  if (!row.job->request().title.empty()) state.what = ShownUtf8(row.job->request().title);
   const bool cancelled = result.cause == TransferCause::kCancelled;
   state.phase = result.ok   ? StripState::Phase::Done
                 : cancelled ? StripState::Phase::Cancelled

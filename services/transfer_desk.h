@@ -131,6 +131,7 @@ struct DeskRequest {
   // Events, in order, on the owner's thread, never from inside a call to the desk.  With a receiver they end with it.
   std::function<void(const DeskEvent&)> observer;
   const Receiver* receiver = nullptr;
+  std::string title{};  // what all steps together are; empty: each stands for itself
 
   static DeskRequest Of(DeskStep::Kind kind, DataFile* dataFile);
 };

@@ -99,6 +99,8 @@ void SetTransfers::StartSend(const std::vector<int>& chosen, const SetRank& rank
 }
 
 void SetTransfers::Start(std::size_t job, DeskRequest request) {
+  const std::vector<int>& components = jobs_[job].components;
+  if (components.size() > 1) request.title = set_.InstrumentOf(components.front()) + " Set";
   request.observer = [this, job](const DeskEvent& event) { Happened(job, event); };
   request.receiver = &receiver_;
   jobs_[job].handle = context_.Transfer(std::move(request));

@@ -6,6 +6,8 @@
 #include <filesystem>
 
 #include "app/set_commands.h"
+#include "app/transfer_strip.h"
+#include "app/workspace.h"
 #include "bank/ui/bank_list.h"
 #include "bank/ui/bank_model.h"
 #include "platform/atomic_file.h"
@@ -21,6 +23,7 @@
 #include "ui/qt_text.h"
 #include "ui/style/list_delegate.h"
 #include "ui/style/state_mark.h"
+#include "ui/style/strip_row.h"
 
 namespace tonalith {
 namespace {
@@ -137,6 +140,9 @@ TEST_F(SetWindow, ComponentsArriveOneByOneAndGoOutAsTextAndPaper) {
     Free(window, 500);
   }
   ASSERT_FALSE(set.IsBusy()) << LogText();
+  const auto rows = frame().workspace().strip().findChildren<StripRow*>();
+  ASSERT_EQ(rows.size(), 1);
+  EXPECT_EQ(rows.front()->state().what, "Yamaha TX81Z Set") << "not the component that came last";
   int defined = 0;
   for (int i = 0; i < set.GetDataFileCount(); ++i) defined += set.StateOf(i).content == EntryContent::kDefined;
   EXPECT_EQ(defined, set.GetDataFileCount() - 3) << States(set);
