@@ -142,4 +142,18 @@ TEST(FreeBank, OtherSizesAreNoBank) {
   EXPECT_EQ(home.Run({"identify", home.Path("crate.syx")}).out, "");
 }
 
+// What follows from a mistake in the range is not named as well.
+TEST(FreeBank, AMistakeInTheRangeIsNamedOnce) {
+  const CliHome& home = CliHome::Instance();
+  const std::string file = home.Path("range.chart"), good = ChartOf(kKinds[0]);
+  for (const char* range : {"*0..9", "*1..", "*9..3", "*1..400", "*1..10"}) {
+    std::string text = good;
+    text.replace(text.find("*1..9"), 5, range);
+    WriteFileText(file, text);
+    const CliOutput checked = home.Run({"module", "check", file});
+    EXPECT_NE(checked.out.find("range.chart:5:"), std::string::npos) << range << checked.out;
+    EXPECT_NE(checked.err.find("1 error, no warnings."), std::string::npos) << range << checked.out << checked.err;
+  }
+}
+
 }  // namespace tonalith
