@@ -77,7 +77,7 @@ std::vector<int> PlaceToPaste(const ZKBankDoc& document, std::vector<int> select
 BankOutcome BankCopySwap(bool swap, ZKBankDoc& document, std::vector<int> destination) {
   if (std::string reason = MarkRefusal(document, destination); !reason.empty())
     return Result::Failure(std::move(reason));
-  const BankMark mark = GetClipMark();
+  const BankMark& mark = GetClipMark();
   const std::vector<SlotPair> pairs =
       PairsOf(mark, std::move(destination), swap ? document.PatchCount() : document.MostPatches());
   BankCommands commands(document);

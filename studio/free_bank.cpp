@@ -4,6 +4,7 @@
 
 #include "data/data_size.h"
 #include "studio/recognize.h"
+#include "studio/recognize_rules.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
