@@ -2,9 +2,11 @@
 
 #include "app/recent_files_menu.h"
 #include "app/window_transfers.h"
+#include "data/data_size.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "studio/data_export.h"
+#include "studio/free_bank.h"
 #include "studio/gather_patches.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
@@ -67,6 +69,12 @@ std::filesystem::path FrameWindowContext::ModuleFolder(const DataFile& data) {
 const DataFile* FrameWindowContext::NewData(const DataFile& data) {
   const ZKDrvList* driver = frame_.studio.DriverOf(&data);
   return driver ? driver->dataFile.get() : nullptr;
+}
+
+BankGrowth FrameWindowContext::GrowthOf(const DataFile& data) {
+  const ZKDrvList* driver = frame_.studio.DriverOf(&data);
+  if (!driver || !data.synth->isBank || !IsOpenLayoutOf(*driver->synth(), *data.synth)) return {};
+  return tonalith::GrowthOf(Recognizer(frame_.studio), data);
 }
 
 DataFilePtr FrameWindowContext::NewDataOf(int driverId, const DataFile& like) {

@@ -35,6 +35,7 @@ class FrameWindowContext final : public WindowContext {
                 std::string* note) override;
   std::filesystem::path ModuleFolder(const DataFile& data) override;
   const DataFile* NewData(const DataFile& data) override;
+  BankGrowth GrowthOf(const DataFile& data) override;
   DataFilePtr NewDataOf(int driverId, const DataFile& like) override;
   Result DataIn(std::span<const std::uint8_t> bytes, std::vector<DataFilePtr>* data) override;
   void ShowData(DataFilePtr data, const std::string& originName) override;

@@ -83,15 +83,13 @@ BankOutcome BankCommands::Swap(int a, int b) {
 }
 
 BankOutcome BankCommands::Copy(int from, int to) {
-  for (const int slot : {from, to})
-    if (Result result = Check(slot); !result.ok()) return result;
+  if (Result result = Check(from); !result.ok()) return result;
+  int patches = 0;
+  if (Result result = document_.FindRoom({to}, &patches); !result.ok()) return result;
   const std::string status = "Copy patches";
   const SlotPair pair{from, to};
-  return WithStatus(document_.ChangeSlots("Copy", status,
-                                          [&](BankSlots& slots) {
-                                            return Done(slots.Copy(slots, {&pair, 1}));
-                                          }),
-                    status);
+  const auto change = [&](BankSlots& slots) { return Done(slots.Copy(slots, {&pair, 1})); };
+  return WithStatus(document_.ChangeSlots("Copy", status, change, patches), status);
 }
 
 BankOutcome BankCommands::SwapSlots(const std::vector<SlotPair>& pairs) {
@@ -105,31 +103,40 @@ BankOutcome BankCommands::SwapSlots(const std::vector<SlotPair>& pairs) {
 }
 
 BankOutcome BankCommands::CopySlots(const ZKBankDoc& source, const std::vector<SlotPair>& pairs) {
+  std::vector<int> targets;
+  for (const SlotPair& pair : pairs) targets.push_back(pair.to);
+  int patches = 0;
+  if (Result result = document_.FindRoom(targets, &patches); !result.ok()) return result;
   for (const SlotPair& pair : pairs) {
-    if (Result result = Check(pair.to); !result.ok()) return result;
     if (pair.from < 0 || pair.from >= source.PatchCount()) return Result::Failure("The patch is no longer there.");
   }
-  const BankSlots from(*source.dataFile());
-  if (std::string reason = from.Refusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  if (std::string reason = BankSlots(*source.dataFile()).Refusal(); !reason.empty())
+    return Result::Failure(std::move(reason));
   const std::string status = Printf("Copy %d patches", static_cast<int>(pairs.size()));
   const auto change = [&](BankSlots& slots) {
+    // The source may be this bank, which has more patches now.
+    const BankSlots from(*source.dataFile());
     if (!slots.SameForm(from)) return Result::Failure("The patches of the two banks are not of the same kind.");
     return Done(slots.Copy(from, pairs));
   };
-  return WithStatus(document_.ChangeSlots("Copy", status, change), status);
+  return WithStatus(document_.ChangeSlots("Copy", status, change, patches), status);
 }
 
 BankOutcome BankCommands::MoveOver(const std::vector<SlotPair>& pairs, const std::vector<int>& left) {
-  for (const SlotPair& pair : pairs)
-    for (const int slot : {pair.from, pair.to})
-      if (Result result = Check(slot); !result.ok()) return result;
+  std::vector<int> targets;
+  for (const SlotPair& pair : pairs) {
+    if (Result result = Check(pair.from); !result.ok()) return result;
+    targets.push_back(pair.to);
+  }
+  int patches = 0;
+  if (Result result = document_.FindRoom(targets, &patches); !result.ok()) return result;
   const std::string status = Counting("Moved", static_cast<int>(pairs.size()));
   const auto change = [&](BankSlots& slots) {
     if (!slots.Copy(slots, pairs)) return Done(false);
     for (const int slot : left) Empty(&slots, slot, false);
     return Result::Success();
   };
-  return WithStatus(document_.ChangeSlots("Move", status, change), status);
+  return WithStatus(document_.ChangeSlots("Move", status, change, patches), status);
 }
 
 void BankCommands::Empty(BankSlots* slots, int slot, bool definesAlways) const {
@@ -260,8 +267,8 @@ BankOutcome BankCommands::RestoreSlots(const std::vector<int>& which) {
   if (Result result = Check(which); !result.ok()) return result;
   if (!document_.original()) return Result::Failure("There was not enough memory to keep the data as it came.");
   const BankSlots original(*document_.original());
-  if (!original.Refusal().empty() || original.Count() != document_.PatchCount())
-    return Result::Failure("The data as it came has other slots.");
+  const bool has = std::all_of(which.begin(), which.end(), [&](int slot) { return original.Has(slot); });
+  if (!original.Refusal().empty() || !has) return Result::Failure("The data as it came has other slots.");
   const std::string status = Counting("Restored", CountOf(which));
   return WithStatus(
       document_.ChangeSlots("Restore", status,

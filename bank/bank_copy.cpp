@@ -15,11 +15,11 @@ std::string NameOfType(const ZKBankDoc& document) {
   return Latin1ToUtf8(document.Description());
 }
 
-std::vector<SlotPair> PairsOf(const BankMark& mark, const ZKBankDoc& document, std::vector<int> destination) {
+// `end`: behind the last place that can be filled.
+std::vector<SlotPair> PairsOf(const BankMark& mark, std::vector<int> destination, int end) {
   // A single place is where to begin.
   if (destination.size() == 1)
-    for (int slot = destination.front() + 1; slot < document.PatchCount() && destination.size() < mark.which.size();
-         ++slot)
+    for (int slot = destination.front() + 1; slot < end && destination.size() < mark.which.size(); ++slot)
       destination.push_back(slot);
   std::vector<SlotPair> pairs;
   for (std::size_t i = 0; i < std::min(mark.which.size(), destination.size()); ++i)
@@ -69,11 +69,17 @@ std::string MarkRefusal(const ZKBankDoc& document, const std::vector<int>& desti
   return {};
 }
 
+std::vector<int> PlaceToPaste(const ZKBankDoc& document, std::vector<int> selected) {
+  if (selected.empty() && document.MostPatches() > document.PatchCount()) selected.push_back(document.PatchCount());
+  return selected;
+}
+
 BankOutcome BankCopySwap(bool swap, ZKBankDoc& document, std::vector<int> destination) {
   if (std::string reason = MarkRefusal(document, destination); !reason.empty())
     return Result::Failure(std::move(reason));
-  const BankMark mark = GetClipMark();
-  const std::vector<SlotPair> pairs = PairsOf(mark, document, std::move(destination));
+  const BankMark& mark = GetClipMark();
+  const std::vector<SlotPair> pairs =
+      PairsOf(mark, std::move(destination), swap ? document.PatchCount() : document.MostPatches());
   BankCommands commands(document);
   if (swap)
     return mark.document == &document ? commands.SwapSlots(pairs) : ExchangeSlots(*mark.document, document, pairs);

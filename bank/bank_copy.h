@@ -18,6 +18,9 @@ std::string MarkRefusal(const ZKBankDoc& document, const std::vector<int>& desti
 // has one entry in its history.
 BankOutcome BankCopySwap(bool swap, ZKBankDoc& document, std::vector<int> destination);
 
+// Where a paste goes: to the selected patches, without any behind the last one, when the bank has room there.
+std::vector<int> PlaceToPaste(const ZKBankDoc& document, std::vector<int> selected);
+
 // The two slots of each pair, `from` in the one bank and `to` in the other, of the same form; one entry in the history
 // of each.
 BankOutcome ExchangeSlots(ZKBankDoc& source, ZKBankDoc& document, const std::vector<SlotPair>& pairs);

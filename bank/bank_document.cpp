@@ -239,13 +239,31 @@ Result ZKBankDoc::ChangeByte(std::size_t position, std::uint8_t value) {
   return Result::Success();
 }
 
-Result ZKBankDoc::ChangeSlots(const std::string& name, const std::string& status,
-                              const std::function<Result(BankSlots&)>& change) {
+Result ZKBankDoc::FindRoom(const std::vector<int>& slots, int* patches) const {
   if (std::string reason = ReadOnlyReason(); !reason.empty()) return Result::Failure(std::move(reason));
-  BankSlots slots(*dataFile_);
-  if (std::string reason = slots.Refusal(); !reason.empty()) return Result::Failure(std::move(reason));
+  const int count = PatchCount(), most = MostPatches();
+  *patches = count;
+  for (const int slot : slots) {
+    if (slot < 0 || slot >= most)
+      return Result::Failure(most == 1 ? "There is only slot 0." : Printf("There are the slots 0 to %d.", most - 1));
+    *patches = std::max(*patches, slot + 1);
+  }
+  for (int slot = count; slot < *patches; ++slot)
+    if (std::find(slots.begin(), slots.end(), slot) == slots.end())
+      return Result::Failure(Printf("The bank has %d patches; the next one goes into slot %d.", count, slot));
+  return Result::Success();
+}
+
+Result ZKBankDoc::ChangeSlots(const std::string& name, const std::string& status,
+                              const std::function<Result(BankSlots&)>& change, int patches) {
+  if (std::string reason = ReadOnlyReason(); !reason.empty()) return Result::Failure(std::move(reason));
+  if (std::string reason = BankSlots(*dataFile_).Refusal(); !reason.empty()) return Result::Failure(std::move(reason));
   HistoryGroup entry(history(), name);
   history().RememberEverything();
+  const int more = patches - PatchCount();
+  if (more > 0 && !AddPatches(dataFile_.get(), growth_, static_cast<std::uint32_t>(more)))
+    return Result::Failure("The bank cannot hold more patches; it stays as it is.");
+  BankSlots slots(*dataFile_);
   if (Result result = change(slots); !result.ok()) return result;
   entry.Commit();
   SetStatus(status);

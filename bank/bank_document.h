@@ -1,14 +1,17 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bank/bank_rest.h"
 #include "bank/bank_sync.h"
+#include "data/bank_growth.h"
 #include "data/data_records.h"
 #include "data/patch_names.h"
 #include "data/patch_texts.h"
@@ -58,6 +61,13 @@ class ZKBankDoc : public Document {
   std::string InstrumentName() const;
   std::string TypeName() const;
   int PatchCount() const;
+  // How a bank that has as many patches as there are gets more, as its module says.
+  void SetGrowth(BankGrowth growth) { growth_ = std::move(growth); }
+  // So many it can have: those that are there, and those behind them that it may get.
+  int MostPatches() const { return std::max(PatchCount(), static_cast<int>(growth_.most)); }
+  // Whether patches can be written to these slots.  Behind the last one they have to follow each other; `patches` is
+  // then how many the bank gets.
+  Result FindRoom(const std::vector<int>& slots, int* patches) const;
   // The number as the instrument's panel shows it, without leading blanks.
   std::string NumberText(int patch) const;
   std::string GetPatchName(int patch) const;
@@ -86,9 +96,9 @@ class ZKBankDoc : public Document {
   // The data as it was opened or came from its instrument; null: there was no memory for it.
   DataFile* original() const { return original_.get(); }
   // A command on the slots as one entry of the history; `status` says afterwards what was done.  Where `change` fails,
-  // or the slots of this data cannot be worked with, nothing is changed.
+  // or the slots of this data cannot be worked with, nothing is changed.  `patches`: the bank gets so many first.
   Result ChangeSlots(const std::string& name, const std::string& status,
-                     const std::function<Result(BankSlots& slots)>& change);
+                     const std::function<Result(BankSlots& slots)>& change, int patches = 0);
 
   Result ChangeByte(std::size_t position, std::uint8_t value) override;
   std::string ByteRefusal() const override;
@@ -167,6 +177,7 @@ class ZKBankDoc : public Document {
   const std::string& LayoutProblem() const;
 
   DataFilePtr dataFile_, original_;
+  BankGrowth growth_;
   mutable std::optional<Synth> judged_;  // by LayoutProblem, with judgedSize_
   mutable std::size_t judgedSize_ = 0;
   mutable std::string layoutProblem_;

@@ -127,6 +127,16 @@ std::string BankMoveRefusal(const ZKBankDoc& document, const MoveOffer& offer) {
   return {};
 }
 
+namespace {
+
+// Behind the last patch there may be room, too.
+int FirstFreeSlot(const ZKBankDoc& document, int from) {
+  const int slot = FindFirstAvailablePatch(document, from);
+  return slot >= 0 ? slot : std::max(from, document.PatchCount());
+}
+
+}  // namespace
+
 MoveResult PVMessage_MoveTo(ZKBankDoc& document, Move&& move, const std::vector<int>& selected,
                             const std::filesystem::path& moduleFolder) {
   if (std::string reason = BankMoveRefusal(document, OfferOf(move)); !reason.empty())
@@ -151,19 +161,24 @@ MoveResult PVMessage_MoveTo(ZKBankDoc& document, Move&& move, const std::vector<
       else if (!selected.empty())
         slot = i < selected.size() ? selected[i] : -1;
       else
-        slot = FindFirstAvailablePatch(document, next);
+        slot = FirstFreeSlot(document, next);
       next = slot + 1;
-      if (slot < 0 || slot >= document.PatchCount()) return MoveResult::Refused(kNoFreeSlot);
+      if (slot < 0 || slot >= document.MostPatches()) return MoveResult::Refused(kNoFreeSlot);
       places.push_back(slot);
     }
-    result = document.ChangeSlots("Write Patch", "Write Patch", [&](BankSlots&) {
-      for (std::size_t i = 0; i < pieces.size(); ++i) {
-        Result put = PutPatch(*pieces[i], document.dataFile(), places[i], moduleFolder);
-        if (!put.ok()) return put;
-        if (!put.text.empty()) note = put.text;
-      }
-      return Result::Success();
-    });
+    int patches = 0;
+    if (Result room = document.FindRoom(places, &patches); !room.ok()) return MoveResult::Refused(room.text);
+    result = document.ChangeSlots(
+        "Write Patch", "Write Patch",
+        [&](BankSlots&) {
+          for (std::size_t i = 0; i < pieces.size(); ++i) {
+            Result put = PutPatch(*pieces[i], document.dataFile(), places[i], moduleFolder);
+            if (!put.ok()) return put;
+            if (!put.text.empty()) note = put.text;
+          }
+          return Result::Success();
+        },
+        patches);
   }
   if (!result.ok()) return MoveResult::Refused(result.text);
   const MovePayload taken = std::move(move.payload);

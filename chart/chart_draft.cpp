@@ -249,6 +249,14 @@ Result Missing(const ChartSaid& said, bool dump) {
   if (said.name.find_first_of("[]/\\\n\r=") != std::string::npos || said.name.size() > 64)
     return Result::Failure(
         "--name: at most 64 characters that can stand in a file name, no \"[\", \"]\", \"=\" or \"/\".");
+  const std::pair<const char*, const std::string&> messages[] = {{"--request: ", said.request},
+                                                                 {"--answer: ", said.answer},
+                                                                 {"--bank-request: ", said.bankRequest},
+                                                                 {"--bank-answer: ", said.bankAnswer},
+                                                                 {"--identity: ", said.identity}};
+  for (const auto& [option, text] : messages)
+    if (const std::string wrong = NotAMessage(text, said.device); !wrong.empty())
+      return Result::Failure(option + wrong);
   if (dump) return Result::Success();
   if (said.request.empty())
     return Result::Failure("The message that asks for a patch is missing: --request 'F0 ... F7' (or --dump FILE).");
@@ -284,6 +292,12 @@ std::string PrintedMessage(const std::string& text, char device) {
     out += (out.empty() ? "" : " ") + word;
   }
   return out;
+}
+
+std::string NotAMessage(const std::string& said, const std::string& device) {
+  const std::string message = PrintedMessage(said, device.empty() ? 0 : device[0]);
+  if (message.empty() || (message.starts_with("F0 ") && message.ends_with(" F7"))) return {};
+  return "\"" + said + "\" is no message; one begins with F0 and ends with F7.";
 }
 
 Result DraftChart(const ChartSaid& said, ChartDraft* out) {

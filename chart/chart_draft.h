@@ -38,6 +38,9 @@ struct ChartDraft {
 // have it.  What is no byte stays.  `device`: the letter of the device number, 0: none.
 std::string PrintedMessage(const std::string& text, char device);
 
+// Why what was said can be no message at all, as a range cannot; empty: it may be one, or nothing was said.
+std::string NotAMessage(const std::string& said, const std::string& device);
+
 // The chart of what was said.  A failure names what is missing.
 Result DraftChart(const ChartSaid& said, ChartDraft* out);
 

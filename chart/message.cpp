@@ -119,16 +119,18 @@ class MessageReader {
     if (size > kLargest) {
       Wrong(text.at, text.text, "the message becomes too long", "at most 16 MiB");
       message.items.clear();
+      message.wrong = true;
       return message;
     }
     SumRanges(&message.items);
-    FreeGroup(&message.items);
+    if (!wrong_) FreeGroup(&message.items);
     std::erase_if(message.items, [](const ChartItem& item) { return item.kind == ChartItemKind::kSumFrom; });
     Check(text, message);
     const bool any = std::any_of(message.items.begin(), message.items.end(), [](const ChartItem& item) {
       return item.kind == ChartItemKind::kData && item.bytes == 0;
     });
     message.size = any ? 0 : static_cast<std::uint32_t>(size);
+    message.wrong = wrong_;
     return message;
   }
 
@@ -138,6 +140,7 @@ class MessageReader {
   };
 
   void Wrong(ChartPlace at, std::string_view read, const char* text, std::string right = {}) {
+    wrong_ = true;
     problems_.Add(at, read, text, std::move(right));
   }
 
@@ -266,6 +269,7 @@ class MessageReader {
     if (found == names_.definitions.end()) {
       std::vector<std::string> words{"sum", "count", "turns"};
       for (const auto& [name, cell] : names_.definitions) words.push_back(name);
+      wrong_ = true;
       problems_.AddUnknown(token.at, token.text, "no item of a message",
                            kItems + ("; known are " + NearestWords(token.text, words)));
       return;
@@ -280,14 +284,14 @@ class MessageReader {
     const std::size_t dots = said.find("..");
     const auto least = dots == std::string::npos ? std::optional<std::int64_t>(0) : ParseInteger(said.substr(0, dots));
     const auto times = ParseInteger(dots == std::string::npos ? said : said.substr(dots + 2));
-    if (!times || *times < 1 || *times > UINT16_MAX)
-      return Wrong(token.At(star), token.text.substr(star), "how often it stands there is a number", "*48");
-    if (!least || (dots != std::string::npos && (*least < 1 || *least >= *times)))
+    const bool counted = times && *times >= 1 && *times <= UINT16_MAX;
+    if (dots != std::string::npos && (!counted || !least || *least < 1 || *least >= *times))
       return Wrong(token.At(star), token.text.substr(star), "how often it stands there at least and at most", "*1..64");
+    if (!counted) return Wrong(token.At(star), token.text.substr(star), "how often it stands there is a number", "*48");
     ChartCell inside = token.Part(0, star);
     if (inside.text.empty())
       return Wrong(token.at, token.text, "what stands there several times is missing", "NAME*48");
-    if (inside.text.front() == '{') inside = inside.Part(1, inside.text.size() - 2);
+    if (inside.text.front() == '{' && inside.text.back() == '}') inside = inside.Part(1, inside.text.size() - 2);
     Node group;
     group.times = static_cast<std::uint32_t>(*times);
     group.least = static_cast<std::uint32_t>(*least);
@@ -500,12 +504,12 @@ class MessageReader {
         item.sumSize = to - item.sumFrom;
         item.sumsAny = HasAny(*items, i + 1, end);
         item.sumBehindAny = HasAny(*items, 0, i);
-        if (item.ahead && end == i + 1)
+        if (item.ahead && end == i + 1 && !wrong_)
           Wrong(item.at, "sum ahead", "there is no data behind the sum", "sum ahead (26)");
         if (item.ahead) from = kNowhere;
       } else if (item.kind == ChartItemKind::kSum) {
         if (from == kNowhere) {
-          Wrong(item.at, "sum", "there is no data before the sum", "< where the sum begins");
+          if (!wrong_) Wrong(item.at, "sum", "there is no data before the sum", "< where the sum begins");
           continue;
         }
         item.sumFrom = (*items)[from].offset;
@@ -556,6 +560,7 @@ class MessageReader {
   const ChartNames& names_;
   ChartProblems& problems_;
   std::size_t count_ = 0;
+  bool wrong_ = false;
 };
 
 }  // namespace

@@ -67,6 +67,7 @@ struct ChartMessage {
   ChartPlace at;
   std::vector<ChartItem> items;  // without repetitions: `times` and `stride` say where they stand
   std::uint32_t size = 0;        // from F0 to F7; 0: any
+  bool wrong = false;            // a mistake in it was named: what follows from that is none of its own
 
   bool empty() const { return items.empty(); }
   // The bytes in front of the first item that is none.

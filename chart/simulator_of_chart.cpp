@@ -38,6 +38,12 @@ std::string Alike(const std::string& pattern) {
   return text;
 }
 
+// It says which item its data is, `{item}` or `{item_high:...}`; `{items:...}` says how many.
+bool NamesItem(std::string_view pattern) {
+  return pattern.find("{item}") != std::string_view::npos || pattern.find("{item:") != std::string_view::npos ||
+         pattern.find("{item_") != std::string_view::npos;
+}
+
 class SimulatorWriter {
  public:
   explicit SimulatorWriter(const ChartInstrument& chart) : chart_(chart) {}
@@ -297,13 +303,10 @@ class SimulatorWriter {
       Put(text, "head", heads[i]);
       const std::string slice =
           bodies.size() > 1 ? "@" + std::to_string(offset) + "+" + std::to_string(body.bytes) : std::string();
-      const bool numbered = heads[i].find("{item") != std::string::npos && items > 1;
-      Put(text, "data",
-          area +
-              (numbered         ? "[item]"
-               : body.items > 1 ? "[all]"
-                                : "") +
-              slice + (body.itemSum ? "+sum" : ""));
+      const bool numbered = items > 1 && NamesItem(heads[i]);
+      const std::string which = area + (numbered ? "[item]" : body.items > 1 ? "[all]" : "");
+      Put(text, "data", body.tail ? InTwo(which, offset, body) : which + slice + body.itemSum);
+      if (body.leastItems) Put(text, "least_items", std::to_string(body.leastItems));
       if (body.packing != "plain") Put(text, "packing", body.packing);
       if (!body.checksum.empty()) Put(text, "checksum", body.checksum);
       if (!answer.empty()) Put(text, "answer", answer);
@@ -311,6 +314,15 @@ class SimulatorWriter {
       keys += (keys.empty() ? "" : " ") + key;
     }
     return keys;
+  }
+
+  // What is packed, and behind it what is not.
+  static std::string InTwo(const std::string& which, int offset, const SimulatorBody& body) {
+    const int packed = body.bytes - body.tail;
+    const auto slice = [&](int from, int bytes) {
+      return which + "@" + std::to_string(from) + "+" + std::to_string(bytes);
+    };
+    return slice(offset, packed) + " ; " + slice(offset + packed, body.tail) + " plain";
   }
 
   // --- What is asked and said

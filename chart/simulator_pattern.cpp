@@ -112,8 +112,16 @@ std::optional<std::string> SimulatorPattern(const ChartInstrument& chart, const 
       *why = "other bytes stand between its data";
       return std::nullopt;
     }
+    const ChartItem* free = message.Free();
     if (item.turns) {
-      put(HexPair(item.byte.base));  // it has the most patches there may be
+      put(Between("items", static_cast<int>(free->leastTimes), item.byte.base));
+    } else if (item.kind == ChartItemKind::kCount && free && item.sumSize >= message.LessWith(free->leastTimes)) {
+      if (item.sumSize != free->times * free->stride) {
+        *why = "it counts more than its patches";
+        return std::nullopt;
+      }
+      put(Between(item.lowFirst ? "size" : "size_high", 0, kLargestPatchByte));
+      put(Between(item.lowFirst ? "size_high" : "size", 0, kLargestPatchByte));
     } else if (item.kind == ChartItemKind::kSum) {
       put("?");
     } else if (item.kind == ChartItemKind::kCount) {
@@ -127,6 +135,16 @@ std::optional<std::string> SimulatorPattern(const ChartInstrument& chart, const 
   return pattern;
 }
 
+namespace {
+
+// The checksum of every patch alone, in front of it.
+bool IsSumAhead(const ChartItem& sum, const ChartItem& data) {
+  return sum.kind == ChartItemKind::kSum && sum.ahead && sum.times == data.times && sum.orByte < 0 &&
+         WordFor("checksumType", sum.sum) == "sum plus a5" && sum.sumFrom == data.offset && sum.sumSize == data.size;
+}
+
+}  // namespace
+
 std::optional<SimulatorBody> SimulatorBodyOf(const ChartType& type, const ChartMessage& message, std::string* why) {
   const auto cannot = [&](const char* reason) {
     *why = reason;
@@ -139,13 +157,20 @@ std::optional<SimulatorBody> SimulatorBodyOf(const ChartType& type, const ChartM
   SimulatorBody body;
   body.head = static_cast<std::size_t>(data - message.items.begin());
   body.items = static_cast<int>(data->times);
-  const ChartItem* sum = nullptr;
+  const ChartItem *sum = nullptr, *tail = nullptr;
   for (auto item = data + 1; item != message.items.end(); ++item) {
     if (item->kind == ChartItemKind::kPause) continue;
+    const bool alone = item->times == 1 && data->times == 1;
     if (item->kind == ChartItemKind::kSum && !sum)
       sum = &*item;
+    else if (item->kind == ChartItemKind::kData && alone && !sum && !tail && item->packing == 0)
+      tail = &*item;
     else if (item->kind != ChartItemKind::kByte || item->byte.base != 0xF7)
       return cannot("other bytes stand between its data");
+  }
+  if (data->packing == 0 && !tail && !sum && body.head > 0 && IsSumAhead(*(data - 1), *data)) {
+    --body.head;
+    body.itemSum = "+sum ahead";
   }
   for (std::size_t i = 0; i < body.head; ++i)
     if (message.items[i].kind == ChartItemKind::kSum || message.items[i].times > 1)
@@ -159,19 +184,23 @@ std::optional<SimulatorBody> SimulatorBodyOf(const ChartType& type, const ChartM
   body.unpacked = *packing && !apart;
   body.packing = body.unpacked ? packing : "plain";
   body.bytes = static_cast<int>(body.unpacked ? data->bytes : data->size);
+  if (tail) body.bytes += body.tail = static_cast<int>(tail->bytes);
+  if (tail && !body.unpacked) return cannot("the packing of its data is none of descriptions");
   if (body.items == 1 && !type.patchwise && type.slots > 1) {
     const bool even = body.bytes % type.slots == 0 && (through || word == "plain");
     if (!even) return cannot("where its patches begin is not said by its message");
     body.items = type.slots;
     body.bytes /= type.slots;
   }
+  if (const ChartItem* free = message.Free()) body.leastItems = static_cast<int>(free->leastTimes);
   if (!sum) return body;
   if (sum->times > 1 || data->times > 1) {
     const bool each = sum->times == data->times && sum->stride == data->stride && data->times > 1;
-    const bool a5 = WordFor("checksumType", sum->sum) == "sum plus a5" && sum->sumFrom == data->offset && !sum->ahead;
-    if (each && !(a5 && word == "plain")) return cannot("its patches have checksums that descriptions do not know");
-    body.itemSum = each;
-    if (each) return body;
+    const std::string name = SumName(WordFor("checksumType", sum->sum));
+    const bool said = !name.empty() && name != "running" && sum->sumFrom == data->offset &&
+                      sum->sumSize == data->size && !sum->ahead && sum->orByte < 0;
+    if (each && !(said && word == "plain")) return cannot("its patches have checksums that descriptions do not know");
+    if (each) return body.itemSum = name == "plus-a5" ? "+sum" : "+" + name, body;
   }
   body.checksum = WholeSum(*sum, *data, why);
   if (body.checksum.empty()) return std::nullopt;

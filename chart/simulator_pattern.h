@@ -19,9 +19,11 @@ struct SimulatorBody {
   std::size_t head = 0;   // items in front of the data
   int items = 1;          // patches in it
   int bytes = 0;          // of each, unpacked
+  int tail = 0;           // of these, at the end, the ones that are not packed
   bool unpacked = false;  // these are the bytes of the patch, not those on the cable
   std::string packing, checksum;
-  bool itemSum = false;  // a checksum behind each patch
+  std::string itemSum;  // the checksum behind each patch, as descriptions write it
+  int leastItems = 0;   // there may be fewer, but so many at least; 0: there are all
 };
 std::optional<SimulatorBody> SimulatorBodyOf(const ChartType& type, const ChartMessage& message, std::string* why);
 

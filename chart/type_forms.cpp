@@ -266,11 +266,16 @@ class FormWriter {
     return {};
   }
 
-  // The byte that says how many patches there are.
+  // The byte that says how many patches there are, and the count of their bytes.
   static std::string Turns(const ChartMessage& message, const ChartItem& free) {
-    for (const ChartItem& item : message.items)
-      if (item.turns) return " | turns " + Num(item.offset) + " " + Num(free.leastTimes);
-    return {};
+    std::string line;
+    const std::uint32_t less = message.LessWith(free.leastTimes);
+    for (const ChartItem& item : message.items) {
+      if (item.turns) line += " | turns " + Num(item.offset) + " " + Num(free.leastTimes);
+      if (item.kind == ChartItemKind::kCount && !item.leastTimes && item.offset < free.offset && item.sumSize >= less)
+        line += " | sized " + Num(item.offset) + " " + Num(item.sumSize - less) + (item.lowFirst ? " low" : "");
+    }
+    return line;
   }
 
   std::string Message(const ChartForm& form, const ChartMessage& message, std::size_t* number) {

@@ -61,18 +61,19 @@ void RowOfPatches(const ChartType& type, std::uint32_t slots, ChartLayout* layou
   layout->voiceSize = layout->voiceBytes = layout->oneSize / slots;
 }
 
-// A bank that has as many patches as there are.
-void CheckFree(const ChartType& type, const ChartItem& free, ChartLayout* layout, ChartProblems* problems) {
+// A bank that has as many patches as there are; false: it has not.
+bool CheckFree(const ChartType& type, const ChartItem& free, ChartLayout* layout, ChartProblems* problems) {
   const ChartMessage& message = type.dump.front();
   layout->leastSize = message.LeastSize();
   if (type.patchwise || type.slots != static_cast<int>(free.times)) {
     problems->Add(free.at, {}, "as many patches as there are has a bank, which is said to have the most of them",
                   Num(free.times) + " x NAME");
-    return;
+    return false;
   }
   const std::uint32_t begin = free.groupEnd - free.stride;
   if (message.size - begin - free.times * free.stride >= free.stride)
     problems->Add(free.at, {}, "what stands behind the patches is as long as one of them");
+  return true;
 }
 
 }  // namespace
@@ -105,7 +106,7 @@ ChartLayout LayoutOf(const ChartType& type, ChartProblems* problems) {
     return layout;
   }
   if (slots > 1 && !type.patchwise && InBlocks(message, slots, &layout)) return layout;
-  if (const ChartItem* free = message.Free()) CheckFree(type, *free, &layout, problems);
+  if (const ChartItem* free = message.Free(); free && !CheckFree(type, *free, &layout, problems)) return layout;
   layout.data = data;
   layout.packing = data->packing;
   const bool through = IsThroughPacking(data->packing);

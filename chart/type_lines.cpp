@@ -44,14 +44,28 @@ std::optional<int> CodeOf(const char* field, const ChartCell& word, ChartProblem
   return std::nullopt;
 }
 
+// A mistake in a message of the data type was named: layout, steps and forms would only repeat it.
+bool HasWrongMessage(const ChartType& type) {
+  const auto wrong = [](const ChartMessage& message) { return message.wrong; };
+  const auto inStep = [&](const ChartStep& step) { return wrong(step.message) || wrong(step.answer); };
+  const auto inForm = [&](const ChartForm& form) {
+    return std::any_of(form.messages.begin(), form.messages.end(), [&](const auto& one) { return wrong(one.second); });
+  };
+  return wrong(type.request) || std::any_of(type.dump.begin(), type.dump.end(), wrong) ||
+         std::any_of(type.get.begin(), type.get.end(), inStep) ||
+         std::any_of(type.put.begin(), type.put.end(), inStep) ||
+         std::any_of(type.forms.begin(), type.forms.end(), inForm);
+}
+
 class DescriptorWriter {
  public:
   DescriptorWriter(const ChartInstrument& chart, const ChartType& type, ChartProblems* problems)
       : chart_(chart),
         type_(type),
         problems_(*problems),
+        wrong_(HasWrongMessage(type)),
         address_(AddressOf(chart, type, problems)),
-        layout_(LayoutOf(type, problems)) {
+        layout_(LayoutOf(type, wrong_ ? &unheard_ : problems)) {
     if (!address_.areas.empty() && type.dump.empty()) LayAddress();
   }
 
@@ -63,6 +77,7 @@ class DescriptorWriter {
     Name();
     Request();
     Others();
+    if (wrong_) return std::move(lines_);
     PutSteps(chart_, type_, layout_, address_, &lines_, &problems_);
     NewBytes();
     ChartLines verify;
@@ -456,6 +471,8 @@ class DescriptorWriter {
   const ChartInstrument& chart_;
   const ChartType& type_;
   ChartProblems& problems_;
+  ChartProblems unheard_{std::string()};
+  const bool wrong_;
   const ChartAddress address_;
   ChartLayout layout_;
   ChartLines lines_;

@@ -11,6 +11,7 @@
 #include "data/container.h"
 #include "platform/atomic_file.h"
 #include "platform/text.h"
+#include "studio/free_bank.h"
 
 namespace tonalith {
 
@@ -42,6 +43,7 @@ Result OpenBankFile(Session& session, const std::string& path, std::unique_ptr<Z
     if (Result result = opened->Load(path, std::move(bytes), {}); !result.ok()) return result;
     if (!opened->LoadNotice().empty()) session.environment().err << "Note: " << opened->LoadNotice() << "\n";
     *document = std::move(opened);
+    (*document)->SetGrowth(GrowthOf(session.recognizer(), *(*document)->dataFile()));
     return Result::Success();
   }
   NoteShortFile(path, bytes, session.environment().err);
@@ -51,6 +53,7 @@ Result OpenBankFile(Session& session, const std::string& path, std::unique_ptr<Z
   if (found.pieces.size() != 1)
     return Result::Failure(path + " holds several pieces of data; \"import\" with --piece makes a data file of one.");
   *document = std::make_unique<ZKBankDoc>(std::move(found.pieces.front().data));
+  (*document)->SetGrowth(GrowthOf(session.recognizer(), *(*document)->dataFile()));
   return Result::Success();
 }
 

@@ -57,6 +57,9 @@ constexpr Question kQuestions[] = {
 std::string WrongAnswer(const Question& question, const ChartSaid& said) {
   const std::string& answer = said.*question.answer;
   if (question.answer == &ChartSaid::name && answer.empty()) return "The instrument needs a name.";
+  for (std::string ChartSaid::*message :
+       {&ChartSaid::request, &ChartSaid::answer, &ChartSaid::bankRequest, &ChartSaid::bankAnswer, &ChartSaid::identity})
+    if (question.answer == message) return NotAMessage(answer, said.device);
   if (question.answer != &ChartSaid::sum) return {};
   const bool needed = (said.answer + " " + said.bankAnswer).find("sum") != std::string::npos;
   if (answer.empty()) return needed ? "The answer has a checksum: its kind is needed, such as negative sum." : "";

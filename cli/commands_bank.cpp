@@ -219,7 +219,8 @@ std::string BankDetails() {
       "argument;\nslots count from 0, A-B is a run of slots:\n\n";
   for (const EditVerb& verb : kEditVerbs) text += "  " + std::string(verb.form) + "\n";
   return text +
-         "\n\"move\" inserts before slot C; \"rotate\" goes down the list, with negative STEPS up; \"restore\" takes "
+         "\n\"copy\" to the slot behind the last one adds a patch, where a bank holds as many as there are.\n"
+         "\"move\" inserts before slot C; \"rotate\" goes down the list, with negative STEPS up; \"restore\" takes "
          "the "
          "patches\nas FILE has them.  What was done is printed, a line a command.  When one is refused, OUT is not "
          "written.\n\n"

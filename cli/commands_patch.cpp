@@ -58,12 +58,17 @@ Result Put(Session& session, const std::vector<std::string>& words) {
   if (Result result = OpenBankFile(session, words[2], &patch); !result.ok()) return result;
   for (const std::string& read : {words[0], words[2]})
     if (Result result = CheckBankOut(read, words[3]); !result.ok()) return result;
+  int patches = 0;
+  if (Result room = bank->FindRoom({slot}, &patches); !room.ok()) return room;
   const std::string status = "Write Patch";
   Result put;
-  const Result changed = bank->ChangeSlots(status, status, [&](BankSlots&) {
-    put = PutPatch(*patch->dataFile(), bank->dataFile(), slot, FolderOf(session, *bank));
-    return put;
-  });
+  const Result changed = bank->ChangeSlots(
+      status, status,
+      [&](BankSlots&) {
+        put = PutPatch(*patch->dataFile(), bank->dataFile(), slot, FolderOf(session, *bank));
+        return put;
+      },
+      patches);
   if (!changed.ok()) return changed;
   Note(session, put);
   if (Result result = WriteBankFile(session, bank.get(), words[3], true); !result.ok()) return result;
@@ -79,7 +84,9 @@ std::string PatchForms() {
 }
 
 std::string PatchDetails() {
-  return "Files are read and written as \"bank edit\" does; BANK and PATCH stay as they are.  SLOT counts from 0.\n"
+  return "Files are read and written as \"bank edit\" does; BANK and PATCH stay as they are.  SLOT counts from 0; in "
+         "a\n"
+         "bank that holds as many patches as there are, the slot behind the last one adds the patch.\n"
          "Where bank and patch are laid out differently they are converted, by what the program knows of the two data\n"
          "types or by a conversion in the folder of the module; a pair that has none is refused by name.  A note says\n"
          "how many values became the nearest that the other layout holds.  Name, texts and keywords go along.\n\n"

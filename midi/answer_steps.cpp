@@ -22,6 +22,12 @@ bool LengthFits(const AnswerMessage& message, std::span<const std::uint8_t> head
   if (message.turnsAt != 0 && (head.size() <= message.turnsAt ||
                                head[message.turnsAt] != message.leastTurns + (length - message.least) / message.step))
     return false;
+  if (message.sizedAt != 0) {
+    if (head.size() < message.sizedAt + 2) return false;
+    const std::size_t low = message.sizedAt + (message.sizedLowFirst ? 0 : 1);
+    const std::size_t high = message.sizedAt + (message.sizedLowFirst ? 1 : 0);
+    if (head[low] + 128 * head[high] != message.sizedLeast + (length - message.least)) return false;
+  }
   if (message.countAt == 0) return true;
   if (head.size() < message.countAt + 2) return false;
   const std::int64_t count = head[message.countAt] + 128 * head[message.countAt + 1];

@@ -30,6 +30,10 @@ struct AnswerMessage {
   // does.
   std::uint32_t turnsAt = 0, leastTurns = 0;
   std::uint32_t most = 0;  // bytes that any length has at most; 0: so many as come
+  // The two seven-bit bytes at sizedAt say how many bytes there are of what is counted: sizedLeast in the least length,
+  // and one more for each byte beyond.  0: none do.
+  std::uint32_t sizedAt = 0, sizedLeast = 0;
+  bool sizedLowFirst = false;
 };
 using AnswerStep = std::vector<AnswerMessage>;  // the next message is one of these
 

@@ -282,6 +282,7 @@ class DescriptionReader : private ProtocolReader {
     if (key_ == "item_head") return Pattern(message.itemHead);
     if (key_ == "item_checksum") return Number(message.itemSumStart, 0, 64);
     if (key_ == "block_pause_ms") return Number(message.blockPauseMs, 0, 60000);
+    if (key_ == "least_items") return Number(message.leastItems, 1, kMaxItems);
     if (key_ == "receives") return YesNo(message.receives);
     if (key_ == "when_empty") return Pattern(message.whenEmpty);
     if (key_ == "busy_ms") return Number(message.busyMs, 0, 60000);
@@ -292,7 +293,7 @@ class DescriptionReader : private ProtocolReader {
   }
 
   // "AREA", "AREA[all]", "AREA[bank]", "AREA[bank number]", "AREA[item]", "AREA[item x4]", each perhaps with
-  // "@OFFSET+BYTES", "+sum" and "plain"; separated by ";"
+  // "@OFFSET+BYTES", "+sum" or "+negative" and "plain"; separated by ";"
   bool Parts(MessageInfo& message) {
     for (std::string_view piece : SeparatedPieces(value_, ';')) {
       MessagePart part;
@@ -302,10 +303,7 @@ class DescriptionReader : private ProtocolReader {
       } else if (!message.parts.empty() && message.parts.back().plain) {
         Fail("parts that are not packed have to be the last");
       }
-      if (piece.ends_with("+sum")) {
-        part.itemSum = true;
-        piece = StripBlanks(piece.substr(0, piece.size() - 4));
-      }
+      ItemSum(piece, part);
       std::string_view slice;
       if (const std::size_t at = piece.find('@'); at != std::string_view::npos) {
         slice = piece.substr(at + 1);
@@ -317,6 +315,20 @@ class DescriptionReader : private ProtocolReader {
       message.parts.push_back(part);
     }
     return true;
+  }
+
+  // Takes "+sum", "+negative", "+sum ahead" and the like from the end of a part.
+  static void ItemSum(std::string_view& piece, MessagePart& part) {
+    constexpr std::string_view kAhead = " ahead";
+    const std::size_t plus = piece.rfind('+');
+    if (plus == std::string_view::npos) return;
+    std::string_view word = piece.substr(plus + 1);
+    part.sumAhead = word.ends_with(kAhead);
+    if (part.sumAhead) word.remove_suffix(kAhead.size());
+    const auto kind = word == "sum" ? SumKind::kPlusA5 : WholeSumOf(word);
+    if (!kind) return;
+    part.itemSum = *kind;
+    piece = StripBlanks(piece.substr(0, plus));
   }
 
   // Takes "[all]" and the like from the end of a part.

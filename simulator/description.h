@@ -129,9 +129,10 @@ struct LinkInfo {
 struct MessagePart {
   int area = 0;
   enum class Items : std::uint8_t { kFirst, kAll, kCaptured, kBank, kBankNumber } items = Items::kFirst;
-  int count = 1;         // items from the captured one on
-  bool itemSum = false;  // a checksum after each item
-  int offset = 0;        // only these bytes of each item; bytes 0: to its end
+  int count = 1;                     // items from the captured one on
+  SumKind itemSum = SumKind::kNone;  // a checksum with each item ...
+  bool sumAhead = false;             // ... in front of it, else behind
+  int offset = 0;                    // only these bytes of each item; bytes 0: to its end
   int bytes = 0;
   bool plain = false;  // not packed; such parts are the last
 };
@@ -154,6 +155,7 @@ struct MessageInfo {
   int itemSumStart = 0;
   int bankSize = 0;  // captured item numbers count within the bank of this size that the head names, or the current one
   int blockPauseMs = 0;  // kCounted: time the instrument needs after each block; bytes that come sooner are lost
+  int leastItems = 0;    // of [all]: there may be fewer, but so many at least; 0: there are all of them
   bool receives = true;
   WirePattern whenEmpty;    // the answer to a request for an item that is empty
   int busyMs = 0;           // time the instrument needs after taking it

@@ -15,6 +15,12 @@ bool PartsFit(const InstrumentDescription& description) {
          last + std::max({parts.channel, parts.bank, parts.number}) < area(parts.setupArea).itemBytes;
 }
 
+bool MayHaveFewer(const MessageInfo& message, const InstrumentDescription& description) {
+  return message.parts.size() == 1 && message.parts.front().items == MessagePart::Items::kAll &&
+         message.itemHead.empty() && message.sum != SumKind::kBlocks && message.sum != SumKind::kCounted &&
+         message.leastItems < description.areas[static_cast<std::size_t>(message.parts.front().area)].items;
+}
+
 bool PacketsFit(const InstrumentDescription& description) {
   const PacketInfo& packets = *description.packets;
   const auto bytes = [&](int index) { return description.areas[static_cast<std::size_t>(index)].itemBytes; };
@@ -77,6 +83,8 @@ bool CompleteDescription(InstrumentDescription* description, std::vector<Descrip
       fail("there is no area \"" + message.initialises + "\" to initialise");
     if (!message.unlessAfter.empty() && out.FindMessage(message.unlessAfter) == nullptr)
       fail("there is no message \"" + message.unlessAfter + "\"");
+    if (message.leastItems && !MayHaveFewer(message, out))
+      fail("least_items of message " + message.key + " needs data = AREA[all] alone, of more items than that");
   }
   line = out.line;
   if (out.parts && !PartsFit(out)) fail("the parts lie outside their set-up or their buffers");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -32,6 +33,7 @@ struct EngineCore {
   std::int64_t busyUntilUs = 0;
   std::int64_t lastRequestUs = INT64_MIN / 2;
   Captures heard;           // bytes of the message that is worked on, "byte0" ..., for answers that repeat them
+  std::map<int, int> held;  // items that areas hold, where these may be fewer than there is room for
   std::string lastMessage;  // key of the data message taken last
 
   // Answers collected while bytes are worked on; delays count from now.

@@ -381,6 +381,7 @@ bool SimulatedInstrument::RestoreMemory(std::span<const std::uint8_t> image) {
 
 void SimulatedInstrument::RestoreFactory() {
   state_->core.memory.FillFactory(description());
+  state_->core.held.clear();
   if (state_->kits) state_->kits->ArrangeFactory();
 }
 

@@ -21,7 +21,32 @@ std::vector<std::uint8_t> PackWithTail(BodyPacking packing, std::span<const std:
 
 }  // namespace
 
-std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& message, int item) const {
+int MessageEngine::Held(const MessageInfo& message) const {
+  const int area = message.parts.front().area;
+  const auto held = core_.held.find(area);
+  return held == core_.held.end() ? core_.Area(area).items : held->second;
+}
+
+int MessageEngine::CountIn(const MessageInfo& message, std::size_t headSize, int item, std::size_t size) const {
+  if (!message.leastItems || message.parts.empty()) return -1;
+  const bool wholeSum = IsWholeSum(message.sum) || message.sum == SumKind::kUnpacked;
+  const int most = core_.Area(message.parts.front().area).items;
+  for (int count = message.leastItems; count <= most; ++count)
+    if (headSize + BodySize(message, Ranges(message, item, count)) + (wholeSum ? 2 : 1) == size) return count;
+  return 0;
+}
+
+bool MessageEngine::HeadFits(const MessageInfo& message, int item, int count,
+                             std::span<const std::uint8_t> bytes) const {
+  const auto right = Head(message, item, count);
+  for (std::size_t i = 0; i < std::min({right.size(), bytes.size(), message.head.size()}); ++i) {
+    const std::string& name = message.head[i].name;
+    if ((name == "items" || name == "size" || name == "size_high") && bytes[i] != right[i]) return false;
+  }
+  return true;
+}
+
+std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& message, int item, int count) const {
   std::vector<PartRange> ranges;
   for (const MessagePart& part : message.parts) {
     const AreaInfo& area = core_.Area(part.area);
@@ -29,10 +54,12 @@ std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& m
                     0,
                     part.count,
                     part.itemSum,
+                    part.sumAhead,
                     static_cast<std::size_t>(part.offset),
                     static_cast<std::size_t>(part.bytes > 0 ? part.bytes : area.itemBytes - part.offset),
                     part.plain};
-    if (part.items == MessagePart::Items::kAll) range.count = area.items;
+    if (part.items == MessagePart::Items::kAll)
+      range.count = !message.leastItems ? area.items : count < 0 ? Held(message) : count;
     if (part.items == MessagePart::Items::kCaptured) range.first = item;
     if (part.items == MessagePart::Items::kBank && message.bankSize > 0) {
       range.first = item / message.bankSize * message.bankSize;
@@ -47,7 +74,7 @@ std::vector<MessageEngine::PartRange> MessageEngine::Ranges(const MessageInfo& m
 std::size_t MessageEngine::PlainSize(const std::vector<PartRange>& ranges) {
   std::size_t plain = 0;
   for (const PartRange& range : ranges)
-    plain += static_cast<std::size_t>(range.count) * (range.bytes + (range.itemSum ? 1 : 0));
+    plain += static_cast<std::size_t>(range.count) * (range.bytes + (range.itemSum == SumKind::kNone ? 0 : 1));
   return plain;
 }
 
@@ -63,7 +90,7 @@ bool MessageEngine::IsVariable(const std::vector<PartRange>& ranges) const {
 }
 
 bool MessageEngine::LengthIsRight(const MessageInfo& message, std::size_t headSize, int item, std::size_t size) const {
-  const auto ranges = Ranges(message, item);
+  const auto ranges = Ranges(message, item, CountIn(message, headSize, item, size));
   if (IsVariable(ranges)) return size > headSize && UnpackedSize(message.packing, size - headSize - 1).has_value();
   const bool wholeSum = IsWholeSum(message.sum) || message.sum == SumKind::kUnpacked;
   return !ranges.empty() && size == headSize + BodySize(message, ranges) + (wholeSum ? 2 : 1);
@@ -250,14 +277,20 @@ int MessageEngine::BlockPause(std::span<const std::uint8_t> begun) const {
   return 0;
 }
 
-std::vector<std::uint8_t> MessageEngine::Head(const MessageInfo& message, int item) const {
+std::vector<std::uint8_t> MessageEngine::Head(const MessageInfo& message, int item, int count) const {
+  Captures counts;
+  if (message.leastItems && !message.parts.empty()) {
+    const auto ranges = Ranges(message, item, count);
+    const auto size = static_cast<int>(BodySize(message, ranges));
+    counts = {{"items", ranges.front().count - message.leastItems}, {"size", size % 128}, {"size_high", size / 128}};
+  }
   const int within = message.bankSize > 0 ? item % message.bankSize : item;
   const bool wide = std::any_of(message.head.begin(), message.head.end(),
                                 [](const PatternToken& token) { return token.name == "item_high"; });
-  return EmitPattern(message.head, core_.device, core_.description.deviceBase,
-                     {{"item", wide ? within % 128 : within},
-                      {"item_high", within / 128},
-                      {"bank", message.bankSize > 0 ? item / message.bankSize : 0}});
+  counts.insert({{"item", wide ? within % 128 : within},
+                 {"item_high", within / 128},
+                 {"bank", message.bankSize > 0 ? item / message.bankSize : 0}});
+  return EmitPattern(message.head, core_.device, core_.description.deviceBase, counts);
 }
 
 std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int item) const {
@@ -278,8 +311,9 @@ std::vector<std::uint8_t> MessageEngine::Encode(const MessageInfo& message, int 
       auto data = core_.memory.Item(range.area, i);
       if (data.empty()) return {};
       data = data.subspan(range.offset, range.bytes);
+      if (range.itemSum != SumKind::kNone && range.sumAhead) plain.push_back(WholeSumByte(range.itemSum, data));
       plain.insert(plain.end(), data.begin(), data.end());
-      if (range.itemSum) plain.push_back(KawaiSum(data));
+      if (range.itemSum != SumKind::kNone && !range.sumAhead) plain.push_back(WholeSumByte(range.itemSum, data));
     }
   }
   std::vector<std::uint8_t> body;
@@ -314,8 +348,10 @@ MessageEngine::Verdict MessageEngine::DecodeVariable(const MessageInfo& message,
 
 MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::size_t headSize, int item,
                                              std::span<const std::uint8_t> bytes) {
-  const auto ranges = Ranges(message, item);
-  if (!LengthIsRight(message, headSize, item, bytes.size())) return Verdict::kBadLength;
+  const int count = CountIn(message, headSize, item, bytes.size());
+  const auto ranges = Ranges(message, item, count);
+  if (!LengthIsRight(message, headSize, item, bytes.size()) || !HeadFits(message, item, count, bytes))
+    return Verdict::kBadLength;
   if (IsVariable(ranges)) return DecodeVariable(message, headSize, ranges.front(), bytes);
   const std::size_t body = BodySize(message, ranges);
   for (const PartRange& range : ranges)
@@ -360,14 +396,17 @@ MessageEngine::Verdict MessageEngine::Decode(const MessageInfo& message, std::si
     for (const PartRange& range : ranges) {
       for (int i = range.first; i < range.first + range.count; ++i) {
         const auto target = core_.memory.Item(range.area, i).subspan(range.offset, range.bytes);
-        const auto source = std::span<const std::uint8_t>(plain).subspan(at, target.size());
-        at += target.size();
-        if (range.itemSum && plain[at++] != KawaiSum(source)) return Verdict::kBadSum;
+        const std::size_t sums = range.itemSum == SumKind::kNone ? 0 : 1, ahead = range.sumAhead ? sums : 0;
+        const auto source = std::span<const std::uint8_t>(plain).subspan(at + ahead, target.size());
+        if (sums && plain[range.sumAhead ? at : at + target.size()] != WholeSumByte(range.itemSum, source))
+          return Verdict::kBadSum;
+        at += target.size() + sums;
         if (!OwnSumIsRight(core_.Area(range.area).ownSum, source)) return Verdict::kBadSum;
         if (write) std::copy(source.begin(), source.end(), target.begin());
       }
     }
   }
+  if (count > 0) core_.held[ranges.front().area] = count;
   return Verdict::kTaken;
 }
 

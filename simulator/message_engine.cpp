@@ -237,6 +237,7 @@ void MessageEngine::Apply(const RuleInfo& rule, const Captures& captures) {
       break;
     case Action::kReset:
       core_.memory.FillFactory(core_.description);
+      core_.held.clear();
       break;
     case Action::kNothing:
       break;

@@ -45,7 +45,8 @@ class MessageEngine {
     int area = 0;
     int first = 0;
     int count = 0;
-    bool itemSum = false;
+    SumKind itemSum = SumKind::kNone;
+    bool sumAhead = false;
     std::size_t offset = 0;  // the bytes of each item that are meant
     std::size_t bytes = 0;
     bool plain = false;
@@ -53,7 +54,14 @@ class MessageEngine {
   // The items a list means, one after the other.
   void EachItem(const std::vector<RuleInfo::Send>& sends, int item,
                 const std::function<void(const MessageInfo& message, int item)>& use) const;
-  std::vector<PartRange> Ranges(const MessageInfo& message, int item) const;
+  // `count`: of the items that there may be fewer of; -1: as many as the instrument holds.
+  std::vector<PartRange> Ranges(const MessageInfo& message, int item, int count = -1) const;
+  int Held(const MessageInfo& message) const;
+  // So many items a message of this size has, where there may be fewer; 0: no number of them has this size, -1: it has
+  // always as many.
+  int CountIn(const MessageInfo& message, std::size_t headSize, int item, std::size_t size) const;
+  // What the head says of the number of items is so.
+  bool HeadFits(const MessageInfo& message, int item, int count, std::span<const std::uint8_t> bytes) const;
   // Bytes of the data before packing.
   static std::size_t PlainSize(const std::vector<PartRange>& ranges);
   // Of these, at the end, the ones that are not packed.
@@ -65,7 +73,7 @@ class MessageEngine {
                          std::span<const std::uint8_t> bytes);
   // The data message that the bytes are: of several that begin alike the one of this length.  False: none.
   bool FindData(std::span<const std::uint8_t> bytes, int device, bool file, DataMatch* match) const;
-  std::vector<std::uint8_t> Head(const MessageInfo& message, int item) const;
+  std::vector<std::uint8_t> Head(const MessageInfo& message, int item, int count = -1) const;
   std::size_t BodySize(const MessageInfo& message, const std::vector<PartRange>& ranges) const;
   std::vector<std::uint8_t> EncodeFrames(const MessageInfo& message, std::span<const std::uint8_t> plain,
                                          std::size_t itemBytes) const;

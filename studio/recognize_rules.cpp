@@ -146,7 +146,7 @@ class RuleParser {
         any = true;
         continue;
       }
-      if (option.word == "least" || option.word == "counted" || option.word == "turns") {
+      if (option.word == "least" || option.word == "counted" || option.word == "turns" || option.word == "sized") {
         if (!Sized(option, &message)) return "\"" + option.word + "\" has no good value";
         sized = true;
         continue;
@@ -163,7 +163,7 @@ class RuleParser {
       else
         return "unknown option \"" + option.word + "\"";
     }
-    if (sized && !any) return "\"least\", \"counted\" and \"turns\" need \"length any\"";
+    if (sized && !any) return "\"least\", \"counted\", \"turns\" and \"sized\" need \"length any\"";
     if (message.least && synth_.numVoices > 1) message.most = synth_.fileSize;
     if (any) {
       message.length = message.take = 0;
@@ -177,11 +177,21 @@ class RuleParser {
     return {};
   }
 
-  // least N STEP, counted AT FIXED EACH, turns AT LEAST
+  // least N STEP, counted AT FIXED EACH, turns AT LEAST, sized AT LEAST [low]
   bool Sized(const RuleOption& option, MessageRule* message) const {
     constexpr std::uint32_t kMostEach = 1 << 16;
     std::vector<std::uint32_t> numbers;
-    if (!RuleNumbers(option.rest, &numbers)) return false;
+    std::string_view rest = option.rest;
+    constexpr std::string_view kLowFirst = " low";
+    message->sizedLowFirst = message->sizedLowFirst || (option.word == "sized" && rest.ends_with(kLowFirst));
+    if (option.word == "sized" && message->sizedLowFirst) rest.remove_suffix(kLowFirst.size());
+    if (!RuleNumbers(rest, &numbers)) return false;
+    if (option.word == "sized") {
+      if (numbers.size() != 2) return false;
+      message->sizedAt = numbers[0];
+      message->sizedLeast = numbers[1];
+      return numbers[0] > 0 && numbers[0] + 2 <= kMaxMidiPattern;
+    }
     if (option.word == "least") {
       if (numbers.empty() || numbers.size() > 2) return false;
       message->least = numbers[0];
@@ -496,7 +506,8 @@ void FillFrame(const RecognizeRule& rule, const Synth& synth, std::span<std::uin
 }
 
 AnswerMessage MessageRule::Answer() const {
-  return {pattern.value, pattern.mask, length, least, step, countAt, countFixed, countEach, turnsAt, leastTurns, most};
+  return {pattern.value, pattern.mask, length,     least, step,    countAt,    countFixed,
+          countEach,     turnsAt,      leastTurns, most,  sizedAt, sizedLeast, sizedLowFirst};
 }
 
 void StoreChecksums(const RecognizeRule& rule, const Synth& synth, std::span<std::uint8_t> image) {

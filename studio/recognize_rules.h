@@ -25,7 +25,9 @@ namespace tonalith {
 //       the image (default: behind the message before); skip: bytes left out in front; take: bytes kept
 //       with `length any` an answer of the instrument has: least N STEP: N bytes, and more only in groups of STEP (1);
 //       counted AT FIXED EACH: the two seven-bit bytes at AT, the lower one first, say how many times EACH bytes follow
-//       FIXED ones, packed seven in eight behind them
+//       FIXED ones, packed seven in eight behind them; turns AT N: byte AT says how many groups there are, N in the
+//       least size; sized AT N [low]: the two seven-bit bytes at AT, the higher (low: the lower) one first, count
+//       bytes, N in the least size
 //   Message1=...           more messages of the same piece, one behind the other in the file
 //   Slots=BYTE FIRST COUNT the message (or the row of messages) fills one voice slot; byte BYTE of the first one minus
 //                          FIRST is the slot
@@ -83,6 +85,8 @@ struct MessageRule {
   std::uint32_t least = 0, step = 1;
   std::uint32_t countAt = 0, countFixed = 0, countEach = 0;
   std::uint32_t turnsAt = 0, leastTurns = 0;
+  std::uint32_t sizedAt = 0, sizedLeast = 0;
+  bool sizedLowFirst = false;
   // The most bytes of a bank that has as many patches as there are.  Its messages in files are held to such a size as
   // well, as the patches follow from it.
   std::uint32_t most = 0;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "data/bank_growth.h"
 #include "data/data_records.h"
 #include "document/move.h"
 #include "platform/jobs.h"
@@ -47,6 +48,8 @@ class WindowContext {
   virtual std::filesystem::path ModuleFolder(const DataFile& data) = 0;
   // New data of the same type, as the studio keeps it; null: there is none.
   virtual const DataFile* NewData(const DataFile& data) = 0;
+  // How a bank gets more patches; nothing for all data but banks that hold as many as there are.
+  virtual BankGrowth GrowthOf(const DataFile& data) = 0;
   // New data of the type with this number, on the instrument of `like` where the studio has several; null: the type is
   // not in the studio.
   virtual DataFilePtr NewDataOf(int driverId, const DataFile& like) = 0;

@@ -31,8 +31,9 @@ QString BankClip::Refusal(CommandId command) const {
     return reason;
   }
   const std::vector<int> selected = window_.SelectedPatches();
-  if (command == CommandId::EditPaste || command == CommandId::BankSwap)
-    return ShownUtf8(MarkRefusal(window_.document(), selected));
+  if (command == CommandId::EditPaste)
+    return ShownUtf8(MarkRefusal(window_.document(), PlaceToPaste(window_.document(), selected)));
+  if (command == CommandId::BankSwap) return ShownUtf8(MarkRefusal(window_.document(), selected));
   return selected.empty() ? ClipText("No patch is selected.") : QString();
 }
 
@@ -54,8 +55,10 @@ void BankClip::Take(bool cut) {
 
 void BankClip::Run(CommandId command) {
   if (command == CommandId::EditCopy || command == CommandId::EditCut) return Take(command == CommandId::EditCut);
-  const BankOutcome outcome =
-      BankCopySwap(command == CommandId::BankSwap, window_.document(), window_.SelectedPatches());
+  const bool swap = command == CommandId::BankSwap;
+  std::vector<int> places = window_.SelectedPatches();
+  if (!swap) places = PlaceToPaste(window_.document(), std::move(places));
+  const BankOutcome outcome = BankCopySwap(swap, window_.document(), std::move(places));
   window_.Show(outcome);
 }
 

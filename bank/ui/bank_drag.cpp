@@ -183,7 +183,7 @@ bool BankDrag::Fits(const BankDrag& source) const {
 
 // What comes from elsewhere takes the place of what is there.
 DropCue BankDrag::LookAtOthers(const QMimeData* data, int patch) const {
-  const int left = window_.document().PatchCount() - patch;
+  const int left = window_.document().MostPatches() - patch;
   if (left <= 0) return {};
   if (!DataFilesIn(data).empty()) return {DropKind::Copy, patch, 1};
   const auto number = OfferIn(data, patch);
@@ -197,16 +197,21 @@ DropCue BankDrag::Look(const QDropEvent& event, int patch, bool behind) const {
     return window_.EditRefusal().isEmpty() ? DropCue{DropKind::Copy, -1, 0} : DropCue{};
   // A single patch is meant wherever its window is hit.
   if (patch < 0 && window_.document().synth().isBank == 0 && !window_.document().IsEmpty()) patch = 0;
+  // Behind the last patch is where another one goes, when there is room.
+  const int count = window_.document().PatchCount();
+  if (patch < 0 && window_.document().MostPatches() > count && !window_.document().IsEmpty()) patch = count;
   if (patch < 0 || !window_.EditRefusal().isEmpty()) return {};
   const BankDrag* source = Source(event.mimeData());
   if (!source || !Fits(*source)) return LookAtOthers(event.mimeData(), patch);
   DropCue cue{KindOf(*source, event.modifiers()), patch, static_cast<int>(source->dragged_.size())};
+  if (patch == count && cue.kind == DropKind::Exchange) cue.kind = DropKind::Copy;
   if (cue.kind == DropKind::Exchange && source != this && !source->window_.EditRefusal().isEmpty()) return {};
   if (cue.kind == DropKind::Insert) {
-    cue.patch += behind ? 1 : 0;
+    cue.patch += behind && patch < count ? 1 : 0;
     return cue;
   }
-  cue.count = std::min(cue.count, window_.document().PatchCount() - patch);
+  const int end = cue.kind == DropKind::Copy ? window_.document().MostPatches() : count;
+  cue.count = std::min(cue.count, end - patch);
   return source == this && patch == dragged_.front() ? DropCue{} : cue;
 }
 

@@ -510,6 +510,7 @@ void BankPatchView::PaintCue(QPainter* painter) const {
   for (int patch = cuePatch_; patch < cuePatch_ + cueCount_; ++patch) {
     const int place = PlaceOf(patch);
     if (place >= 0) painter->drawRoundedRect(QRectF(CellOf(place)).adjusted(1, 1, -1, -1), kSmallGap, kSmallGap);
+    if (patch == bank().PatchCount()) painter->fillRect(LineBefore(Shown()), accent);
   }
 }
 

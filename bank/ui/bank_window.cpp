@@ -55,6 +55,7 @@ TZKBank::TZKBank(std::unique_ptr<ZKBankDoc> document, WindowContext& context, QW
       empty_(
           new EmptyState(Glyph::Get, tr("Nothing received yet"), tr("Get asks the instrument for this data."), this)) {
   context.UpdateFromStudio(dataFile());
+  bank_.SetGrowth(context.GrowthOf(*dataFile()));
   parts_ = MakeBankParts(*this);
   auto* column = new QVBoxLayout(this);
   SetSpace(column, kWideGap, kGap + kSmallGap);

@@ -257,4 +257,53 @@ TEST(BankDocument, ChangedPatchesAreStillChangedInTheFile) {
   std::filesystem::remove(path);
 }
 
+// A bank that has room behind its last patch: what is pasted there comes with its texts, undo takes the patch away
+// again.
+TEST(BankCommands, PastesBehindTheLastPatch) {
+  ZKBankDoc bank(SmallBank());
+  BankGrowth growth;
+  growth.most = 6;
+  growth.counts = {{1, 1, false, false}};
+  growth.patch.assign(16, 0x2A);
+  bank.dataFile()->body[1] = 4;
+  bank.SetGrowth(growth);
+  ASSERT_TRUE(bank.SetText(2, PatchText::Comment, "Übung").ok());
+  const std::vector<std::uint8_t> before(BodySpan(*bank.dataFile()).begin(), BodySpan(*bank.dataFile()).end());
+  const auto paste = [&](const std::vector<int>& which, bool cut, const std::vector<int>& selected) {
+    SetClipMark({&bank, which, cut});
+    return BankCopySwap(false, bank, PlaceToPaste(bank, selected));
+  };
+  EXPECT_TRUE(paste({2}, false, {}).ok());
+  EXPECT_EQ(bank.PatchCount(), 5);
+  EXPECT_EQ(bank.GetPatchName(4), "VOICE 2");
+  EXPECT_EQ(bank.Text(4, PatchText::Comment), "Übung");
+  EXPECT_EQ(+bank.synth().fileSize, 2u + 5 * 16);
+  EXPECT_EQ(bank.dataFile()->body[1], 5);
+  EXPECT_TRUE(bank.DiffersFromInstrument(4));
+  EXPECT_TRUE(bank.Undo().ok());
+  EXPECT_EQ(bank.PatchCount(), 4);
+  EXPECT_TRUE(std::equal(before.begin(), before.end(), BodySpan(*bank.dataFile()).begin()));
+  EXPECT_EQ(+bank.synth().fileSize, before.size());
+  EXPECT_TRUE(bank.Redo().ok());
+  EXPECT_EQ(bank.GetPatchName(4), "VOICE 2");
+  // From a place on, as many as there is room for; a cut patch leaves its place.
+  EXPECT_TRUE(paste({0, 1, 2}, false, {4}).ok());
+  EXPECT_EQ(bank.PatchCount(), 6);
+  EXPECT_EQ(bank.GetPatchName(4) + bank.GetPatchName(5), "VOICE 0VOICE 1");
+  EXPECT_FALSE(paste({0}, false, {}).ok());
+  EXPECT_TRUE(bank.Undo().ok());
+  EXPECT_TRUE(paste({3}, true, {}).ok());
+  EXPECT_EQ(bank.GetPatchName(5), "VOICE 3");
+  EXPECT_EQ(bank.GetPatchName(3), "");
+  // Counts that would not fit, and data without room, stay as they are.
+  growth.counts = {{2, 1, false, false}};
+  bank.SetGrowth(growth);
+  EXPECT_TRUE(bank.Undo().ok());
+  EXPECT_FALSE(paste({0}, false, {}).ok());
+  EXPECT_EQ(bank.PatchCount(), 5);
+  bank.SetGrowth({});
+  EXPECT_FALSE(paste({0}, false, {}).ok());
+  SetClipMark(BankMark());
+}
+
 }  // namespace tonalith

@@ -65,7 +65,7 @@ TEST(ChartModule, MessagesSayHowDataLies) {
        {"fileSize", "headerSize", "voiceSize", "message", "verify", "init"},
        "fileSize = 72; headerSize = 6; voiceSize = 16; init = 4: 00 40; message = F0 7D 0? 01 ?? ?? | length any | "
        "least "
-       "40 16; verify = 4 6 32 38 | or 7F | size 40"},
+       "40 16 | sized 4 32; verify = 4 6 32 38 | or 7F | size 40"},
       // an answer that has the device number elsewhere is looked into; what the panel sends; what refusals mean
       {"[data Tone]\ndump = F0 7D 75 0n (4) F7   ok = F0 7D 6n 02 F7 | refused F0 7D 6n 03 F7 \"No room.\"\n"
        "get = panel   put = dump -> ok\n",

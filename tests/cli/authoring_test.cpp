@@ -143,10 +143,11 @@ TEST(Authoring, AChartIsMadeOnceAndWorks) {
 TEST(Authoring, AWrongAnswerIsAskedForAgain) {
   const CliHome& home = CliHome::Instance();
   const std::string file = home.Path("asked.chart");
-  const std::string begin = "\nOrrin Nine\n7D\nn\nF0 7D 3n 05 10 F7\nF0 7D 3n 05 40 (26) sum F7\n\n";
+  const std::string begin = "\nOrrin Nine\n7D\nn\n0..7F\nF0 7D 3n 05 10 F7\nF0 7D 3n 05 40 (26) sum F7\n\n";
   const CliOutput asked = home.Run({"module", "new", file}, begin + "negativ sum\n\nnegative sum\n0 10\n\n");
   EXPECT_EQ(asked.status, 0) << asked.err;
-  for (const char* said : {"The instrument needs a name.", "it may be negative sum", "its kind is needed"})
+  for (const char* said :
+       {"The instrument needs a name.", "it may be negative sum", "its kind is needed", "\"0..7F\" is no message"})
     EXPECT_TRUE(Has(asked.out, said)) << asked.out;
   EXPECT_NE(ReadFileText(file).find("sum = negative sum"), std::string::npos);
   EXPECT_NE(home.Run({"module", "new", home.Path("unasked.chart")}, begin + "negativ sum\n").status, 0);
@@ -217,6 +218,8 @@ TEST(Authoring, WhatIsMissingGetsASentence) {
       {{file, "--name", "a/b", "--request", "F0 7D F7"}, "--name: at most 64"},
       {{file, "--name", "X", "--request", "F0 7D F7"}, "The answer is missing"},
       {{file, "--name", "X", "--request", "F0 7D F7", "--answer", "F0 7D (9) sum F7"}, "whose kind is missing"},
+      {{file, "--name", "X", "--request", "F0 7D F7", "--answer", "F0 7D (9) F7", "--bank-request", "0..7F"},
+       "--bank-request: \"0..7F\" is no message"},
       {{file, "--name", "X", "--oops"}, "There is no option --oops"},
       {{file, "--name", "X", "--dump", "/nonexistent"}, "Cannot open /nonexistent"},
   };

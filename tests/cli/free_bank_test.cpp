@@ -3,8 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "chart/simulator_of_chart.h"
 #include "cli_test_tools.h"
 #include "data/hex_text.h"
+#include "simulator/instrument.h"
 
 namespace tonalith {
 
@@ -140,6 +142,86 @@ TEST(FreeBank, OtherSizesAreNoBank) {
   ++miscounted[5];
   WriteFileText(home.Path("crate.syx"), TextOf(miscounted));
   EXPECT_EQ(home.Run({"identify", home.Path("crate.syx")}).out, "");
+}
+
+// Behind the last patch there is room for more, up to the most, one behind the other.
+TEST(FreeBank, APatchIsAddedBehindTheLast) {
+  const CliHome& home = CliHome::Instance();
+  for (const Kind& kind : kKinds) {
+    const std::string chart = home.Path("crate.chart"), package = home.Path("crate.pvz"), single = home.Path("one.dat");
+    const std::string bank = home.Path("crate.syx"), more = home.Path("more.syx"), kept = home.Path("more.dat");
+    WriteFileText(chart, ChartOf(kind));
+    ASSERT_EQ(home.Run({"module", "build", chart, package}).status, 0);
+    ASSERT_EQ(home.Run({"module", "install", package}).status, 0);
+    WriteFileText(bank, TextOf(kind.bank({"ONE", "TWO", "THREE"})));
+    const auto edit = [&](const std::vector<std::string>& commands) {
+      std::vector<std::string> args = {"bank", "edit", bank, more};
+      args.insert(args.end(), commands.begin(), commands.end());
+      return home.Run(args);
+    };
+    EXPECT_EQ(edit({"copy 1 3", "copy 0 4"}).err, "");
+    EXPECT_EQ(ReadFileText(more), TextOf(kind.bank({"ONE", "TWO", "THREE", "TWO", "ONE"})));
+    EXPECT_EQ(edit({"copy 1 3", "copy 0 4", "undo"}).err, "");
+    EXPECT_EQ(ReadFileText(more), TextOf(kind.bank({"ONE", "TWO", "THREE", "TWO"})));
+    EXPECT_EQ(home.Run({"identify", more}).out,
+              "0\t" + std::to_string(ReadFileText(more).size()) + "\t" + kind.name + "\tBank\tok\n");
+    EXPECT_NE(edit({"copy 1 4"}).err.find("The bank has 3 patches; the next one goes into slot 3."), std::string::npos);
+    EXPECT_NE(edit({"copy 1 9"}).err.find("There are the slots 0 to 8."), std::string::npos);
+    EXPECT_EQ(edit({"copy 0 3", "copy 0 4", "copy 0 5", "copy 0 6", "copy 0 7", "copy 0 8"}).status, 0);
+    EXPECT_NE(edit({"copy 0 3", "copy 0 4", "copy 0 5", "copy 0 6", "copy 0 7", "copy 0 8", "copy 0 9"}).status, 0);
+    // A patch of its own, and a data file that keeps it.
+    EXPECT_EQ(home.Run({"patch", "take", bank, "2", single}).err, "");
+    EXPECT_EQ(home.Run({"patch", "put", bank, "3", single, kept}).err, "");
+    EXPECT_EQ(home.Run({"names", kept}).out, "0\t 1\tONE\n1\t 2\tTWO\n2\t 3\tTHREE\n3\t 4\tTHREE\n");
+    EXPECT_EQ(home.Run({"export", kept, more}).err, "");
+    EXPECT_EQ(ReadFileText(more), TextOf(kind.bank({"ONE", "TWO", "THREE", "THREE"})));
+  }
+}
+
+// A simulated instrument has the most of them, and then as many as it was sent.
+TEST(FreeBank, ItsSimulatorTakesAsManyAsCome) {
+  for (const Kind& kind : kKinds) {
+    ChartProblems problems("crate.chart");
+    const ChartSimulator made = SimulatorOfChart(ChartOf(kind), &problems);
+    EXPECT_TRUE(made.missing.empty()) << made.missing.front().why;
+    const DescriptionResult read = ParseDescription(made.text, "crate");
+    ASSERT_TRUE(read.description) << read.problem << made.text;
+    SimulatedInstrument instrument(*read.description);
+    std::int64_t now = 0;
+    const auto say = [&](const Bytes& bytes) { return instrument.OnMessage(bytes, now += 1'000'000); };
+    const auto got = [&] {
+      const auto replies =
+          say({0xF0, 0x7D, 0x00, static_cast<std::uint8_t>(std::stoi(kind.code, nullptr, 16)), 0x11, 0xF7});
+      return replies.size() == 1 ? replies.front().bytes : Bytes();
+    };
+    EXPECT_EQ(got().size(), kind.bank(std::vector<std::string>(9, "MOST")).size());
+    const Bytes three = kind.bank({"ONE", "TWO", "THREE"});
+    Bytes miscounted = three, damaged = three;
+    ++miscounted[&kind == &kKinds[0] ? 5 : 6];
+    damaged[20] ^= 1;
+    say(miscounted);
+    say(damaged);
+    say(kind.bank(std::vector<std::string>(10, "TOO MANY")));
+    EXPECT_EQ(got().size(), kind.bank(std::vector<std::string>(9, "MOST")).size());
+    say(three);
+    EXPECT_EQ(HexText(got()), HexText(three));
+    instrument.RestoreFactory();
+    EXPECT_EQ(got().size(), kind.bank(std::vector<std::string>(9, "MOST")).size());
+  }
+}
+
+// What follows from a mistake in the range is not named as well.
+TEST(FreeBank, AMistakeInTheRangeIsNamedOnce) {
+  const CliHome& home = CliHome::Instance();
+  const std::string file = home.Path("range.chart"), good = ChartOf(kKinds[0]);
+  for (const char* range : {"*0..9", "*1..", "*9..3", "*1..400", "*1..10"}) {
+    std::string text = good;
+    text.replace(text.find("*1..9"), 5, range);
+    WriteFileText(file, text);
+    const CliOutput checked = home.Run({"module", "check", file});
+    EXPECT_NE(checked.out.find("range.chart:5:"), std::string::npos) << range << checked.out;
+    EXPECT_NE(checked.err.find("1 error, no warnings."), std::string::npos) << range << checked.out << checked.err;
+  }
 }
 
 }  // namespace tonalith

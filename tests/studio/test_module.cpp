@@ -88,7 +88,7 @@ TEST(ModuleSourceText, EveryErrorHasAPlace) {
       {"one.descriptor", "fileSize = 12", "fileSize = twelve", "one.descriptor:2: "},
       {"one.descriptor", "headerSize = 4", "headerSize = 40", "one.descriptor:1: "},
       {"one.descriptor", "message = F0 3E 1? 01", "message = F0 3E 1? 01 | least 9",
-       "one.descriptor:6: \"least\", \"counted\" and \"turns\" need \"length any\""},
+       "one.descriptor:6: \"least\", \"counted\", \"turns\" and \"sized\" need \"length any\""},
       {"one.descriptor", "message = F0 3E 1? 01", "message = F0 3E 1? 01 | length any | least 9 0",
        "one.descriptor:6: \"least\" has no good value"},
       {"one.descriptor", "message = F0 3E 1? 01", "message = F0 3E 1? 01 | length any | counted 99 0 1",
