@@ -25,6 +25,7 @@
 #include "platform/jobs.h"
 #include "platform/lock_file.h"
 #include "platform/prompts.h"
+#include "platform/text.h"
 #include "services/paths.h"
 #include "services/program.h"
 #include "studio/recognize.h"
@@ -49,99 +50,28 @@ double TimeOf(const std::function<void()>& work) {
   return Ms(std::chrono::steady_clock::now() - begin);
 }
 
+constexpr char kWords[] =
+    "PIANO E.PIANO BRASS STRINGS Pad Bass SlapBs Organ Flute Sax Lead Vox Choir Bell Marimba Clav Harp "
+    "Guitar 12Str Koto Sitar Drum Snare Kick Tom HiHat Sweep Warm Dark Bright Fat Thin Soft Hard Analog "
+    "Digi FM Glass Metal Wood Air Space Noise Zap Wind Rain Sea Night Dream Angel Devil Magic Quasar Xylo "
+    "Vibes Oboe Horn Tuba Trumpet Violin Cello Pizz Trem Solo Ens Orch Hit Stab Pluck Sync PWM Saw Square "
+    "Sine Pulse Sub Bung";
+
 // Names as people give them: two of many words, some with a number.
 class Names {
  public:
   explicit Names(unsigned seed) : random_(seed) {}
 
   std::string Next() {
-    static const char* const kWords[] = {"PIANO",
-                                         "E.PIANO",
-                                         "BRASS",
-                                         "STRINGS",
-                                         "Pad",
-                                         "Bass",
-                                         "SlapBs",
-                                         "Organ",
-                                         "Flute",
-                                         "Sax",
-                                         "Lead",
-                                         "Vox",
-                                         "Choir",
-                                         "Bell",
-                                         "Marimba",
-                                         "Clav",
-                                         "Harp",
-                                         "Guitar",
-                                         "12Str",
-                                         "Koto",
-                                         "Sitar",
-                                         "Drum",
-                                         "Snare",
-                                         "Kick",
-                                         "Tom",
-                                         "HiHat",
-                                         "Sweep",
-                                         "Warm",
-                                         "Dark",
-                                         "Bright",
-                                         "Fat",
-                                         "Thin",
-                                         "Soft",
-                                         "Hard",
-                                         "Analog",
-                                         "Digi",
-                                         "FM",
-                                         "Glass",
-                                         "Metal",
-                                         "Wood",
-                                         "Air",
-                                         "Space",
-                                         "Noise",
-                                         "Zap",
-                                         "Wind",
-                                         "Rain",
-                                         "Sea",
-                                         "Night",
-                                         "Dream",
-                                         "Angel",
-                                         "Devil",
-                                         "Magic",
-                                         "Quasar",
-                                         "Xylo",
-                                         "Vibes",
-                                         "Oboe",
-                                         "Horn",
-                                         "Tuba",
-                                         "Trumpet",
-                                         "Violin",
-                                         "Cello",
-                                         "Pizz",
-                                         "Trem",
-                                         "Solo",
-                                         "Ens",
-                                         "Orch",
-                                         "Hit",
-                                         "Stab",
-                                         "Pluck",
-                                         "Sync",
-                                         "PWM",
-                                         "Saw",
-                                         "Square",
-                                         "Sine",
-                                         "Pulse",
-                                         "\xDC"
-                                         "bung",
-                                         "Sub"};
     std::string name;
     if (random_() % 4 == 0) {
       // What somebody's own words look like.
       for (std::size_t i = 3 + random_() % 6; i > 0; --i) name += static_cast<char>('a' + random_() % 26);
     } else {
-      name = kWords[random_() % std::size(kWords)];
+      name = words_[random_() % words_.size()];
     }
     name += random_() % 2 ? " " : "";
-    name += random_() % 3 ? kWords[random_() % std::size(kWords)] : std::to_string(random_() % 100);
+    name += random_() % 3 ? words_[random_() % words_.size()] : std::to_string(random_() % 100);
     name.resize(kName, ' ');
     return name;
   }
@@ -149,6 +79,7 @@ class Names {
 
  private:
   std::mt19937 random_;
+  std::vector<std::string> words_ = SplitText(kWords, ' ');
 };
 
 // Banks of the DX7, which has the smallest patches of all and so the most of them in a file.

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "data/container.h"
+#include "data/packed_bytes.h"
 #include "data/patch_texts.h"
 #include "platform/text.h"
 #include "store/entry_state.h"
@@ -49,6 +50,15 @@ FileReading JudgeNothing(std::span<const std::uint8_t> bytes, const FoundFile& f
   return {isBroken ? FileState::kUnreadable : FileState::kNoData, result.text};
 }
 
+// Where a file ends early the images of its records are filled up with zeros.
+bool IsLost(const PatchView& patch) {
+  const DataFile* record = patch.source->record;
+  if (!record) return false;
+  const RawRange range = VoiceRange(*record, static_cast<std::uint32_t>(patch.slot));
+  const auto bytes = patch.source->image.subspan(range.first, range.size);
+  return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
+}
+
 void JoinInto(std::string* joined, const std::string& text) {
   if (!text.empty()) *joined += (joined->empty() ? "" : ",") + text;
 }
@@ -61,7 +71,8 @@ FileReading FilePatches::Visit(std::span<const std::uint8_t> bytes,
   FoundFile found;
   const Result result = recognizer_.Find(bytes, &found);
   if (!result.ok()) return JudgeNothing(bytes, found, result);
-  FileReading reading = JudgeFile(found, CountOf(MissingBytes(bytes) ? 1 : 0, "part of the file is missing", ""));
+  const bool isCut = MissingBytes(bytes) != 0;
+  FileReading reading = JudgeFile(found, isCut ? "The file is shorter than it says." : "");
   std::uint32_t first = 0;
   for (const FoundPiece& piece : found.pieces) {
     pieceBegins(piece);
@@ -71,7 +82,7 @@ FileReading FilePatches::Visit(std::span<const std::uint8_t> bytes,
       voices = patch.source->layout.numVoices;
       if (defined < 0)
         defined = !patch.source->record || StateOfEntry(*patch.source->record).content == EntryContent::kDefined;
-      if (defined) take(first + static_cast<std::uint32_t>(patch.slot), patch);
+      if (defined && !(isCut && IsLost(patch))) take(first + static_cast<std::uint32_t>(patch.slot), patch);
     });
     if (!done) return {FileState::kUnreadable, "There is not enough memory for all the data of the file."};
     first += voices;

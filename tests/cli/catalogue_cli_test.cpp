@@ -89,7 +89,9 @@ TEST_F(CatalogueCommands, EveryPatchOfEveryInstrumentIsFound) {
   std::map<std::string, Columns> hits;
   for (const auto& row : Find("")) {
     ASSERT_EQ(row.size(), 6U);
-    hits[row[4]].push_back({row[2], row[3]});
+    ++found;
+    // "names" leaves out data that has none.
+    if (!row[2].empty()) hits[row[4]].push_back({row[2], row[3]});
   }
   for (const auto& [instrument, file] : files) {
     // In their order, but for components that nothing has come for.
@@ -98,7 +100,6 @@ TEST_F(CatalogueCommands, EveryPatchOfEveryInstrumentIsFound) {
       next = std::find(next, expected[instrument].end(), row);
       ASSERT_NE(next, expected[instrument].end()) << instrument << ": " << row[0];
     }
-    found += hits[file].size();
     if (hits[file].empty()) continue;
     // Each by the words of its name, and only of this instrument.
     const auto& patch = hits[file][hits[file].size() / 2];
