@@ -4,6 +4,7 @@
 #include "cli/commands_audition.h"
 #include "cli/commands_authoring.h"
 #include "cli/commands_bank.h"
+#include "cli/commands_catalogue.h"
 #include "cli/commands_check.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
@@ -106,6 +107,8 @@ const std::vector<CliCommand>& CliCommands() {
        SetForms, SetDetails, RunSet},
       {"library", CliGroup::Files, "many patches of one kind in one file: adds, sorts, searches, finds duplicates",
        LibraryForms, LibraryDetails, RunLibrary},
+      {"catalogue", CliGroup::Files, "one search over all patches below the user's folders", CatalogueForms,
+       CatalogueDetails, RunCatalogue},
       {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
        StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",

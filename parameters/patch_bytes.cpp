@@ -1,5 +1,6 @@
 #include "parameters/patch_bytes.h"
 
+#include <algorithm>
 #include <array>
 
 #include "data/packed_bytes.h"
@@ -107,6 +108,18 @@ void PatchBytes::Set(std::uint32_t index, const PatchPiece& piece, std::int64_t 
 bool PatchBytes::Has(const PatchPiece& piece) const {
   const std::int64_t begin = Find(*synth_, base_, piece, piece.first).origin;
   return size_ && begin + piece.bytes <= static_cast<std::int64_t>(image_.size());
+}
+
+NamePlace NamePlaceOf(const Synth& synth, std::span<const std::int32_t> values) {
+  if (synth.namesSeparate != 0) return {};
+  std::int64_t start = synth.nameOffset;
+  if (start < 0) {
+    const auto isEnd = [](std::int32_t value) { return (value & kLowByte) == 0xF7; };
+    const auto last = std::find_if(values.rbegin(), values.rend(), isEnd);
+    start += last == values.rend() ? std::int64_t{synth.voiceSize} : values.rend() - last - 1;
+  }
+  start = std::clamp<std::int64_t>(start - synth.voiceOffset, 0, std::int64_t{kMaxFileSize});
+  return {static_cast<std::uint32_t>(start), std::min<std::uint32_t>(+synth.nameLength, kMaxNameLength)};
 }
 
 }  // namespace tonalith

@@ -62,4 +62,12 @@ class PatchBytes {
   std::uint32_t size_;
 };
 
+// The bytes of a patch that are its name.
+struct NamePlace {
+  std::uint32_t first = 0;
+  std::uint32_t bytes = 0;  // 0: its name is not among them
+};
+// `values`: the unpacked bytes of the patch.
+NamePlace NamePlaceOf(const Synth& synth, std::span<const std::int32_t> values);
+
 }  // namespace tonalith

@@ -43,10 +43,11 @@ bool VoiceIsDamaged(const DataFile& data, int voice) {
 
 // `nameOf` writes a name and returns its length.
 template <typename NameOf, typename IsEmpty, typename IsDamaged>
-void VisitVoices(std::uint32_t voices, const Synth& synth, std::uint16_t patchNumber, const TypeTable& table,
-                 PatchNumbers* numbers, const NameOf& nameOf, const IsEmpty& isEmpty, const IsDamaged& isDamaged,
-                 const PatchVisitor& visit) {
+void VisitVoices(const PatchSource& source, std::uint16_t patchNumber, const TypeTable& table, PatchNumbers* numbers,
+                 const NameOf& nameOf, const IsEmpty& isEmpty, const IsDamaged& isDamaged, const PatchVisitor& visit) {
   char name[kNameBuffer];
+  const Synth& synth = source.synth;
+  const std::uint32_t voices = source.layout.numVoices;
   for (std::uint32_t i = 0; i < voices; ++i) {
     if (voices > 1 && isEmpty(i)) continue;
     PatchView patch;
@@ -54,6 +55,7 @@ void VisitVoices(std::uint32_t voices, const Synth& synth, std::uint16_t patchNu
     patch.number = voices == 1 ? numbers->OfSingle(table, synth, patchNumber) : numbers->OfSlot(synth, patch.slot);
     patch.name = {name, nameOf(patch.slot, name)};
     patch.damaged = isDamaged(patch.slot);
+    patch.source = &source;
     visit(patch);
   }
 }
@@ -86,7 +88,7 @@ void ListPatches(const DataFile& data, const TypeTable& table, PatchNumbers* num
     return std::strlen(name);
   };
   VisitVoices(
-      layout.numVoices, *data.synth, data.synth->patchNumber, table, numbers, nameOf,
+      {*data.synth, layout, BodySpan(data), &data}, data.synth->patchNumber, table, numbers, nameOf,
       [&](std::uint32_t voice) { return VoiceIsEmpty(data, voice); },
       [&](int voice) { return VoiceIsDamaged(data, voice); }, visit);
 }
@@ -95,7 +97,7 @@ void ListPatchesOfImage(const Synth& synth, const VoiceLayout& layout, std::span
                         std::uint16_t patchNumber, const TypeTable& table, PatchNumbers* numbers,
                         const PatchVisitor& visit) {
   VisitVoices(
-      layout.numVoices, synth, patchNumber, table, numbers,
+      {synth, layout, image}, patchNumber, table, numbers,
       [&](int slot, char* name) { return PatchNameInImage(synth, layout, image, slot, name); },
       [](std::uint32_t) { return false; }, [](int) { return false; }, visit);
 }

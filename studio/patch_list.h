@@ -16,12 +16,21 @@ class TypeTable;
 
 // Lists of the patches of data: slot, number, name.
 
-// A patch while it is listed; the texts last until the visitor returns.
+// Where patches lie while they are listed.
+struct PatchSource {
+  const Synth& synth;
+  const VoiceLayout& layout;
+  std::span<const std::uint8_t> image;  // from its start
+  const DataFile* record = nullptr;     // null: the image stands in a file, and nothing is behind it
+};
+
+// A patch while it is listed; the texts and the source last until the visitor returns.
 struct PatchView {
   int slot = 0;
   std::string_view number;  // as the instrument shows it
   std::string_view name;    // Latin-1
   bool damaged = false;     // kept although it came damaged
+  const PatchSource* source = nullptr;
 };
 using PatchVisitor = std::function<void(const PatchView& patch)>;
 

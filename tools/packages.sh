@@ -3,7 +3,7 @@
 # Quick when nothing is missing.  Uses sudo when not root and never asks.
 set -u
 build="g++ cmake ninja-build pkg-config ccache lld python3 qt6-base-dev libjack-jackd2-dev libasound2-dev zlib1g-dev
-       libcurl4-openssl-dev libssl-dev libgl-dev fonts-dejavu-core"
+       libcurl4-openssl-dev libssl-dev libsqlite3-dev libxxhash-dev libgl-dev fonts-dejavu-core"
 tests="libgtest-dev libgmock-dev libbenchmark-dev binutils clang clang-format clang-tidy libclang-rt-14-dev
        python3-pyftpdlib libxml2-dev openssl xvfb xauth xdotool openbox imagemagick x11-utils jackd2 pipewire pipewire-jack wireplumber dbus procps desktop-file-utils appstream shared-mime-info
        timidity timgm6mb-soundfont hexter dssi-dev liblua5.4-dev"

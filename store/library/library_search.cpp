@@ -23,17 +23,6 @@ bool Contains(const std::string& latin1, const std::string& utf8) {
   return AsciiUpper(latin1).find(AsciiUpper(Utf8ToLatin1(utf8, '\x01'))) != std::string::npos;
 }
 
-// Where the name begins among the bytes of a patch.
-std::uint32_t NameStartOf(const Synth& synth, const std::vector<std::int32_t>& bytes) {
-  std::int64_t start = synth.nameOffset;
-  if (start < 0) {
-    const auto last = std::find_if(bytes.rbegin(), bytes.rend(), [](std::int32_t b) { return (b & 0xFF) == 0xF7; });
-    start += last == bytes.rend() ? std::int64_t{synth.voiceSize} : bytes.rend() - last - 1;
-  }
-  start -= synth.voiceOffset;
-  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(start, 0, std::int64_t{kMaxFileSize}));
-}
-
 // Two patches byte by byte.
 class Comparison {
  public:
@@ -208,9 +197,10 @@ LibrarySnapshot SnapshotOf(const ZKLibDoc& library, const LibraryCriteria& crite
     for (std::uint32_t i = 0; i < row.bytes.size(); ++i) row.bytes[i] = static_cast<std::int32_t>(bytes.Get(i));
   }
   const DataFile* driver = library.driver();
-  if (driver && driver->synth->namesSeparate == 0 && !snapshot.rows.empty()) {
-    snapshot.nameStart = NameStartOf(*driver->synth, snapshot.rows.front().bytes);
-    snapshot.nameLength = std::min<std::uint32_t>(+driver->synth->nameLength, kMaxNameLength);
+  if (driver && !snapshot.rows.empty()) {
+    const NamePlace name = NamePlaceOf(*driver->synth, snapshot.rows.front().bytes);
+    snapshot.nameStart = name.first;
+    snapshot.nameLength = name.bytes;
   }
   return snapshot;
 }

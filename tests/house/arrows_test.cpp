@@ -31,6 +31,7 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"studio", {"platform", "data", "parameters", "midi", "script", "services", "document"}},
     {"chart", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "editor"}},
     {"store", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio"}},
+    {"catalogue", {"platform", "data", "parameters", "script", "services", "document", "studio", "store"}},
     {"bank", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "store"}},
     {"editor", {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank", "store"}},
     {"tools",
@@ -40,13 +41,13 @@ const std::map<std::string, std::set<std::string>> kArrows = {
     {"ui", {"platform", "data", "midi", "script", "services", "document"}},
     {"cli",
      {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "chart", "store", "bank",
-      "tools", "simulator"}},
+      "catalogue", "tools", "simulator"}},
     {"app",
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
       "simulator", "sets", "library"}},
 };
-const std::set<std::string> kWithoutQt = {"platform", "data",     "parameters", "midi",  "script",
-                                          "services", "document", "simulator",  "chart", "cli"};
+const std::set<std::string> kWithoutQt = {"platform", "data",      "parameters", "midi", "script",   "services",
+                                          "document", "simulator", "chart",      "cli",  "catalogue"};
 
 bool IsWindowFolder(const std::string& path) {
   return path.find("/ui/") != std::string::npos;

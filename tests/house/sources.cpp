@@ -65,8 +65,8 @@ std::size_t RowsOfTables(const std::vector<std::string>& lines, std::size_t from
 
 const std::vector<std::string>& Rooms() {
   static const std::vector<std::string> rooms = {
-      "platform", "data",   "parameters", "midi", "script", "services", "document",  "studio", "chart",  "bank",
-      "store",    "editor", "tools",      "ui",   "app",    "cli",      "simulator", "sets",   "library"};
+      "platform", "data",   "parameters", "midi", "script", "services", "document",  "studio", "chart",   "bank",
+      "store",    "editor", "tools",      "ui",   "app",    "cli",      "simulator", "sets",   "library", "catalogue"};
   return rooms;
 }
 
