@@ -5,6 +5,7 @@
 #include "cli/commands_authoring.h"
 #include "cli/commands_bank.h"
 #include "cli/commands_check.h"
+#include "cli/commands_collection.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
 #include "cli/commands_desktop.h"
@@ -106,6 +107,8 @@ const std::vector<CliCommand>& CliCommands() {
        SetForms, SetDetails, RunSet},
       {"library", CliGroup::Files, "many patches of one kind in one file: adds, sorts, searches, finds duplicates",
        LibraryForms, LibraryDetails, RunLibrary},
+      {"collection", CliGroup::Files, "Sets and data of all instruments in one file: adds, lists, takes out",
+       CollectionForms, CollectionDetails, RunCollection},
       {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
        StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",
