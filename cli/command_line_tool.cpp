@@ -6,6 +6,7 @@
 #include "cli/commands_bank.h"
 #include "cli/commands_catalogue.h"
 #include "cli/commands_check.h"
+#include "cli/commands_collection.h"
 #include "cli/commands_data.h"
 #include "cli/commands_demo.h"
 #include "cli/commands_desktop.h"
@@ -109,6 +110,8 @@ const std::vector<CliCommand>& CliCommands() {
        LibraryForms, LibraryDetails, RunLibrary},
       {"catalogue", CliGroup::Files, "one search over all patches below the user's folders", CatalogueForms,
        CatalogueDetails, RunCatalogue},
+      {"collection", CliGroup::Files, "Sets and data of all instruments in one file: adds, lists, takes out",
+       CollectionForms, CollectionDetails, RunCollection},
       {"studio", CliGroup::Instruments, "the instruments the user has, their ports and channels; finds them",
        StudioForms, StudioDetails, RunStudio},
       {"identify", CliGroup::Files, "what a file holds, and whether its checksums are right",

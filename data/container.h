@@ -185,6 +185,17 @@ bool IsListFile(std::span<const std::uint8_t> bytes);
 // Reads any of the four list types by structure.  0, or 3 (no LIST), 2 (cut off inside the list's own header), 6.
 // Members that do not read are skipped and counted.
 int ReadList(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list);
+// A part of a LIST: its identifier, and its bytes with that, the length, and the byte that pads it.
+struct ListPart {
+  std::uint32_t id = 0;
+  std::span<const std::uint8_t> bytes;
+
+  // The length says as many bytes as there are, and needs no padding.
+  bool IsWhole() const;
+};
+// The parts of a LIST in their order, for those who keep them as they are.  0, or 3 (no LIST), 2 (cut off inside the
+// list's own header).
+int SplitList(std::span<const std::uint8_t> bytes, std::uint32_t* type, std::vector<ListPart>* parts);
 // A plain FORM with a descriptor is read as a list of one, so that callers can open either.
 int ReadListOrForm(std::span<const std::uint8_t> bytes, const FormReadOptions& options, ListFile* list);
 
@@ -213,6 +224,9 @@ void SetFileName(DataFile* dataFile, std::string_view fileName);
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list);
 // The same with members that belong to somebody else, in place of those in `list`; null: left out.
 bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list, std::span<const DataFile* const> members);
+// The same with members as they are in a file already.
+bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list,
+               std::span<const std::vector<std::uint8_t>* const> members);
 // Why data that has a descriptor was not written.
 inline constexpr char kTooLargeToWrite[] = "The data takes more than the 256 MiB that a file may have.";
 

@@ -474,8 +474,7 @@ std::size_t MemberEnd(std::span<const std::uint8_t> bytes, std::size_t start, st
 
 // Keeps a part that is whole.  Those of odd length have no certain end.
 bool KeepUnread(std::span<const std::uint8_t> bytes, bool isMember, const FormReadOptions& options, ListFile* list) {
-  const std::uint32_t length = LoadBe32(bytes.data() + 4);
-  if ((length & 1) != 0 || bytes.size() != std::size_t{8} + length) return true;
+  if (!ListPart{0, bytes}.IsWhole()) return true;
   if (!options.budget->Take(sizeof(ListFile::Unread) + bytes.size())) return false;
   list->unread.push_back({list->members.size(), isMember, {bytes.begin(), bytes.end()}});
   return true;
@@ -513,25 +512,31 @@ int ReadMember(std::span<const std::uint8_t> bytes, std::uint32_t id, const Form
   return kDiskOk;
 }
 
-int ReadListAt(std::span<const std::uint8_t> bytes, const FormReadOptions& options, int depth, ListFile* list) {
+// Goes through the parts of a list while `visit` gives 0.
+template <typename Visit>
+int ForEachPart(std::span<const std::uint8_t> bytes, std::uint32_t* type, const Visit& visit) {
   if (bytes.size() < 4 || LoadBe32(bytes.data()) != kList) return kDiskNotOurs;
   if (bytes.size() < 12) return kDiskReadError;
   const std::uint32_t length = LoadBe32(bytes.data() + 4);
-  list->type = LoadBe32(bytes.data() + 8);
+  *type = LoadBe32(bytes.data() + 8);
   const auto inside = bytes.first(std::min<std::size_t>(bytes.size(), std::size_t{8} + length));
   std::size_t at = 12;
   while (inside.size() >= at + 8) {
     const std::uint32_t id = LoadBe32(inside.data() + at);
     const std::size_t end = MemberEnd(inside, at, LoadBe32(inside.data() + at + 4));
-    const int code = ReadMember(inside.subspan(at, end - at), id, options, depth, list);
-    if (code == kDiskNoMemory) return code;
-    if (code != kDiskOk) {
-      ++list->skippedMembers;
-      if (!KeepUnread(inside.subspan(at, end - at), true, options, list)) return kDiskNoMemory;
-    }
+    if (const int code = visit(ListPart{id, inside.subspan(at, end - at)}); code != kDiskOk) return code;
     at = end;
   }
   return kDiskOk;
+}
+
+int ReadListAt(std::span<const std::uint8_t> bytes, const FormReadOptions& options, int depth, ListFile* list) {
+  return ForEachPart(bytes, &list->type, [&](const ListPart& part) {
+    const int code = ReadMember(part.bytes, part.id, options, depth, list);
+    if (code == kDiskNoMemory || code == kDiskOk) return code;
+    ++list->skippedMembers;
+    return KeepUnread(part.bytes, true, options, list) ? static_cast<int>(kDiskOk) : static_cast<int>(kDiskNoMemory);
+  });
 }
 
 // How many bytes a group or something in it announces beyond the end of `bytes`.
@@ -568,6 +573,18 @@ std::string MissingSentence(const std::string& path, std::span<const std::uint8_
   if (MissingBytes(bytes) == 0) return {};
   return "The file " + path + " is shorter than it says; what is there was read.  A save over it keeps it, with a ~ " +
          "behind its name.";
+}
+
+bool ListPart::IsWhole() const {
+  const std::uint32_t length = LoadBe32(bytes.data() + 4);
+  return (length & 1) == 0 && bytes.size() == std::size_t{8} + length;
+}
+
+int SplitList(std::span<const std::uint8_t> bytes, std::uint32_t* type, std::vector<ListPart>* parts) {
+  return ForEachPart(bytes, type, [parts](const ListPart& part) {
+    parts->push_back(part);
+    return static_cast<int>(kDiskOk);
+  });
 }
 
 bool IsListFile(std::span<const std::uint8_t> bytes) {

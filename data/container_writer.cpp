@@ -199,4 +199,13 @@ bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list, std::span<c
                         [&](std::size_t i) { return !members[i] || DiskWriteForm(out, *members[i]); });
 }
 
+bool WriteList(std::vector<std::uint8_t>* out, const ListFile& list,
+               std::span<const std::vector<std::uint8_t>* const> members) {
+  return WriteListParts(out, list, members.size(), [&](std::size_t i) {
+    if (out->size() + members[i]->size() > kMaxContainerSize) return false;
+    out->insert(out->end(), members[i]->begin(), members[i]->end());
+    return true;
+  });
+}
+
 }  // namespace tonalith

@@ -9,6 +9,9 @@ namespace tonalith {
 
 // What an entry of a document of many (a component of a Set) holds, and what may be done with it.
 
+// Names an entry for the life of its document, from 1; 0 is none.  Deleted entries keep theirs, for undo.
+using EntryId = std::uint32_t;
+
 enum class EntryContent {
   kUndefined,  // nothing was received or read yet; its image is only what new data begins with
   kEmpty,      // no image, or a bank in which no place holds anything

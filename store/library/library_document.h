@@ -13,14 +13,12 @@
 #include "document/document.h"
 #include "document/history_target.h"
 #include "platform/result.h"
+#include "store/entry_state.h"
 #include "store/library/library_columns.h"
 
 namespace tonalith {
 
 class KeywordFile;
-
-// Names an entry for the life of its Library, from 1; 0 is none.  Deleted entries keep theirs, for undo.
-using EntryId = std::uint32_t;
 
 // A Library: any number of single patches of one data type, each with name, keywords, comment, texts and date.
 //

@@ -278,6 +278,13 @@ Result ZKGrpDoc::WriteBytes(const std::string& /*path*/, std::vector<std::uint8_
   return WriteList(bytes, frame_, records) ? Result::Success() : Result::Failure(kTooLargeToWrite, kDiskWriteError);
 }
 
+Result ZKGrpDoc::TakePart(std::span<const std::uint8_t> bytes, const std::string& folder) {
+  if (Result taken = Load({}, FileBytes(bytes.begin(), bytes.end()), {}); !taken.ok()) return taken;
+  folder_ = folder;
+  if (!folder.empty() && IsResolvable()) RefreshLinks(true);
+  return Result::Success();
+}
+
 void ZKGrpDoc::FileWritten(const std::string& path) {
   folder_ = FolderOf(path);
   FileHoldsAll();

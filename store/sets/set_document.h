@@ -36,6 +36,13 @@ class ZKGrpDoc : public Document, private HistoryTarget {
   // "Yamaha DX7 Set", with " (2)" before " Set" for the second instrument of that name; "Empty Set".  UTF-8.
   std::string GetSetName() const;
 
+  // --- As a part of another document's file: that document keeps it
+
+  // As a file of its own would be; the document must not be busy.
+  Result MakePart(std::vector<std::uint8_t>* bytes) { return WriteBytes({}, bytes); }
+  // Replaces the content and forgets the history.  Links are looked for in `folder`, too; empty: nowhere else.
+  Result TakePart(std::span<const std::uint8_t> bytes, const std::string& folder);
+
   // --- Components
 
   int GetDataFileCount() const { return static_cast<int>(components_.size()); }

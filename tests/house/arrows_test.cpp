@@ -38,13 +38,15 @@ const std::map<std::string, std::set<std::string>> kArrows = {
      {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "bank", "store", "editor"}},
     {"sets", {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "ui"}},
     {"library", {"platform", "data", "midi", "script", "services", "document", "studio", "store", "ui"}},
+    {"collection",
+     {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "sets", "ui"}},
     {"ui", {"platform", "data", "midi", "script", "services", "document"}},
     {"cli",
      {"platform", "data", "parameters", "midi", "script", "services", "document", "studio", "chart", "store", "bank",
-      "catalogue", "tools", "simulator"}},
+      "catalogue", "collection", "tools", "simulator"}},
     {"app",
      {"platform", "data", "midi", "script", "services", "document", "studio", "bank", "store", "editor", "tools", "ui",
-      "simulator", "sets", "library"}},
+      "simulator", "sets", "library", "collection"}},
 };
 const std::set<std::string> kWithoutQt = {"platform", "data",      "parameters", "midi", "script",   "services",
                                           "document", "simulator", "chart",      "cli",  "catalogue"};
