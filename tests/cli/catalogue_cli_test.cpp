@@ -3,7 +3,8 @@
 
 #include <sys/wait.h>
 
-#include <chrono>
+#include <algorithm>
+#include <csignal>
 #include <map>
 #include <set>
 
