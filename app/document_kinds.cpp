@@ -1,5 +1,6 @@
 #include "app/document_kinds.h"
 
+#include "app/collection_commands.h"
 #include "app/desktop_files.h"
 #include "app/document_windows.h"
 #include "app/library_commands.h"
@@ -60,6 +61,7 @@ void RegisterDocumentKinds(const FrameContext& frame, TransferFiles& files, Docu
   });
   RegisterSets(frame, registry, windows);
   RegisterLibraries(frame, registry, windows);
+  RegisterCollections(frame, registry, windows);
   registry.RegisterMaker(FileKind::SysEx, [] { return std::make_unique<RawSysExDocument>(); });
   registry.RegisterLoader(FileKind::SysEx,
                           [&studio = frame.studio](const std::string& path, std::unique_ptr<Document>* document) {

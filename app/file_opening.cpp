@@ -35,8 +35,6 @@ struct KindSentence {
   const char* text;
 };
 constexpr KindSentence kNotShown[] = {
-    {FileKind::Collection,
-     "This is a Collection. There is no window for Collections; File > Send > Set or Collection sends what it holds."},
     {FileKind::Remote, "This is a file of remote triggers. There is no window for them."},
     {FileKind::OscEditor, "This kind of file is not supported."},
     {FileKind::PluginBank, "This kind of file is not supported."},

@@ -38,6 +38,7 @@ FrameParts::FrameParts(const FrameContext& context)
       studio(frame, documents),
       sets(frame, documents),
       libraries(frame, documents),
+      collections(frame, documents),
       files(frame, registry, documents, recent, Line6Mode(frame.program)),
       recognised(frame, registry, documents, files, studio),
       desktops(frame, files),

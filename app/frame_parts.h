@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/autosave.h"
+#include "app/collection_commands.h"
 #include "app/desktop_files.h"
 #include "app/document_windows.h"
 #include "app/file_opening.h"
@@ -48,6 +49,7 @@ struct FrameParts {
   StudioCommands studio;
   SetCommands sets;
   LibraryCommands libraries;
+  CollectionCommands collections;
   FileOpening files;
   RecognisedFiles recognised;
   DesktopFiles desktops;

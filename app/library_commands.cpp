@@ -1,7 +1,5 @@
 #include "app/library_commands.h"
 
-#include <QApplication>
-#include <QFileDialog>
 #include <memory>
 #include <string>
 #include <utility>
@@ -9,6 +7,7 @@
 
 #include "app/command_menus.h"
 #include "app/document_windows.h"
+#include "app/source_folder.h"
 #include "document/document_registry.h"
 #include "library/ui/library_window.h"
 #include "platform/prompts.h"
@@ -20,7 +19,6 @@
 #include "store/library/library_sources.h"
 #include "studio/recognize.h"
 #include "studio/studio_document.h"
-#include "ui/qt_text.h"
 
 namespace tonalith {
 
@@ -60,10 +58,7 @@ LibraryServices ServicesOf(const FrameContext& frame) {
                                    paths.MainGetResourcePath()};
     return std::make_shared<const KeywordFile>(KeywordFile::In(folders));
   };
-  services.askFolder = [](const std::string& at) {
-    const QString title = QCoreApplication::translate("LibraryCommands", "Add to Library");
-    return ToUtf8(QFileDialog::getExistingDirectory(QApplication::activeWindow(), title, FromUtf8(at)));
-  };
+  services.askFolder = [](const std::string& at) { return AskSourceFolder("Add to Library", at); };
   services.ports = [&studio](const DataFile& driver) {
     const ZKDrvList* type = studio.GetDriverWithID(driver.synth->driverId);
     return type && type->instrument ? LibraryPorts{type->instrument->inPortName, type->instrument->outPortName}

@@ -22,14 +22,6 @@ namespace tonalith {
 
 namespace {
 
-std::unique_ptr<ZKGrpDoc> MakeSet(const ZKStudioDoc& studio) {
-  auto set = std::make_unique<ZKGrpDoc>();
-  set->SetLinkReader([&studio](const std::string& path, const DataFile&, std::vector<DataFilePtr>* data) {
-    return ReadRecognised(studio, path, data);
-  });
-  return set;
-}
-
 SetRank RankIn(const ZKStudioDoc& studio, const ZKGrpDoc& set) {
   std::vector<std::string> problems;
   SetRank rank = RankInStudio(studio, set, &problems);
@@ -38,6 +30,23 @@ SetRank RankIn(const ZKStudioDoc& studio, const ZKGrpDoc& set) {
 }
 
 }  // namespace
+
+std::unique_ptr<ZKGrpDoc> MakeSet(const ZKStudioDoc& studio) {
+  auto set = std::make_unique<ZKGrpDoc>();
+  set->SetLinkReader([&studio](const std::string& path, const DataFile&, std::vector<DataFilePtr>* data) {
+    return ReadRecognised(studio, path, data);
+  });
+  return set;
+}
+
+SetServices SetServicesOf(ZKStudioDoc& studio) {
+  SetServices services;
+  services.read = [&studio](const std::string& path, const DataFile& wanted, DataFilePtr* data, std::string* note) {
+    return ReadComponentFile(studio, path, wanted, data, note);
+  };
+  services.rank = [&studio](const ZKGrpDoc& set) { return RankIn(studio, set); };
+  return services;
+}
 
 SetCommands::SetCommands(const FrameContext& frame, DocumentWindows& windows) : frame_(frame), windows_(windows) {
   frame_.menus.Register(CommandId::FileNewSet, {[this] { OnNewSet(); }});
@@ -80,13 +89,8 @@ void RegisterSets(const FrameContext& frame, DocumentRegistry& registry, Documen
     return read;
   });
   windows.RegisterWindow(FileKind::Set, [&studio](std::unique_ptr<Document> document, WindowContext& context) {
-    SetServices services;
-    services.read = [&studio](const std::string& path, const DataFile& wanted, DataFilePtr* data, std::string* note) {
-      return ReadComponentFile(studio, path, wanted, data, note);
-    };
-    services.rank = [&studio](const ZKGrpDoc& set) { return RankIn(studio, set); };
     return new TZKGrp(std::unique_ptr<ZKGrpDoc>(static_cast<ZKGrpDoc*>(document.release())), context,
-                      std::move(services));
+                      SetServicesOf(studio));
   });
 }
 

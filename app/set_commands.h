@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "app/frame_context.h"
 
 namespace tonalith {
@@ -8,6 +10,9 @@ class DocumentRegistry;
 class DocumentWindows;
 class TZKGrp;
 class ZKDrvList;
+class ZKGrpDoc;
+class ZKStudioDoc;
+struct SetServices;
 
 // Sets in the main window: new ones.  The windows themselves are in sets/ui.
 class SetCommands final {
@@ -24,6 +29,10 @@ class SetCommands final {
   FrameContext frame_;
   DocumentWindows& windows_;
 };
+
+// A Set that reads dumps of other programs where its links lead to some, and what its window needs.
+std::unique_ptr<ZKGrpDoc> MakeSet(const ZKStudioDoc& studio);
+SetServices SetServicesOf(ZKStudioDoc& studio);
 
 // How Sets are made, read and shown.
 void RegisterSets(const FrameContext& frame, DocumentRegistry& registry, DocumentWindows& windows);

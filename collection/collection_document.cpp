@@ -26,10 +26,6 @@ ZKDBaseDoc::ZKDBaseDoc() {
 
 // ---- entries --------------------------------------------------------------------------------------------------------
 
-bool ZKDBaseDoc::IsListed(EntryId entry) const {
-  return std::find(order_.begin(), order_.end(), entry) != order_.end();
-}
-
 const CollectionFacts& ZKDBaseDoc::Facts(EntryId entry) const {
   if (facts_.size() < items_.size()) facts_.resize(items_.size());
   auto& facts = facts_[entry - 1];

@@ -45,7 +45,6 @@ class ZKDBaseDoc : public Document, private HistoryTarget {
   const std::vector<EntryId>& Order() const { return order_; }
   // Also true for entries that were deleted: undo brings them back.
   bool Has(EntryId entry) const { return entry > 0 && entry <= items_.size(); }
-  bool IsListed(EntryId entry) const;
   const CollectionItem& Item(EntryId entry) const { return items_[entry - 1]; }
   const CollectionFacts& Facts(EntryId entry) const;
   // The entry as a Set to look at and to work on; a data file is its only component.

@@ -180,6 +180,23 @@ enum class CommandId : int {
   LibraryNewBank = 758,
   LibraryPlay = 759,
   LibraryChooseKeys = 760,
+  CollectionAddFiles = 780,
+  CollectionAddFolder = 781,
+  CollectionLink = 782,
+  CollectionStop = 783,
+  CollectionDelete = 784,
+  CollectionUp = 785,
+  CollectionDown = 786,
+  CollectionSortInstrument = 787,
+  CollectionSortType = 788,
+  CollectionSortSize = 789,
+  CollectionSortDate = 790,
+  CollectionSortFile = 791,
+  CollectionResolve = 792,
+  CollectionStoreNew = 793,
+  CollectionStoreOver = 794,
+  CollectionStoreAsk = 795,
+  CollectionPatchesOnly = 796,
   UtilitiesCreator = 520,
   UtilitiesFileConversion = 519,
   UtilitiesController = 514,
@@ -215,7 +232,7 @@ enum class CommandId : int {
 // Who carries a command out: the main frame, or the active child window.  Menu: the entry only opens a menu that is
 // filled while the program runs.
 enum class CommandOwner { Frame, Child, Menu };
-enum class MenuId { File, Edit, View, Bank, Set, Library, Midi, Utilities, Window, Help };
+enum class MenuId { File, Edit, View, Bank, Set, Library, Collection, Midi, Utilities, Window, Help };
 
 struct CommandRow {
   CommandId id;  // None: a separator

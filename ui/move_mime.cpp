@@ -36,4 +36,13 @@ std::optional<std::uint64_t> MoveIn(const QMimeData* mime) {
   return fine && number != 0 ? std::optional<std::uint64_t>(number) : std::nullopt;
 }
 
+std::vector<std::string> DraggedPaths(const QMimeData& mime) {
+  std::vector<std::string> paths;
+  for (const QUrl& url : mime.urls()) {
+    if (!url.isLocalFile()) return {};
+    paths.push_back(ToUtf8(url.toLocalFile()));
+  }
+  return paths;
+}
+
 }  // namespace tonalith

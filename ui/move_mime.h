@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 class QMimeData;
 
@@ -16,5 +17,8 @@ std::unique_ptr<QMimeData> MimeOfMove(std::uint64_t number);
 void AddExportedFile(QMimeData& mime, const std::string& path);
 // None: the data is no move of this process.  The number may be withdrawn already.
 std::optional<std::uint64_t> MoveIn(const QMimeData* mime);
+
+// Files and folders of a drag (UTF-8); empty: there is something else in it.
+std::vector<std::string> DraggedPaths(const QMimeData& mime);
 
 }  // namespace tonalith

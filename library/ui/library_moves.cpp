@@ -2,7 +2,6 @@
 
 #include <QDrag>
 #include <QMimeData>
-#include <QUrl>
 #include <utility>
 
 #include "library/ui/library_list.h"
@@ -10,23 +9,8 @@
 #include "store/library/library_document.h"
 #include "ui/move_mime.h"
 #include "ui/plain_text.h"
-#include "ui/qt_text.h"
 
 namespace tonalith {
-
-namespace {
-
-// Files and folders of a drag; empty: there is something else in it.
-std::vector<std::string> DraggedPaths(const QMimeData& mime) {
-  std::vector<std::string> paths;
-  for (const QUrl& url : mime.urls()) {
-    if (!url.isLocalFile()) return {};
-    paths.push_back(ToUtf8(url.toLocalFile()));
-  }
-  return paths;
-}
-
-}  // namespace
 
 std::string TZKLib::AcceptsMove(const MoveOffer& offer) const {
   if (adding_.Running()) return "Patches are being added.";

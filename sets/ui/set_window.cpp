@@ -61,6 +61,9 @@ bool IsView(CommandId command) {
   return command == CommandId::SetViewList || command == CommandId::SetViewPanel || command == CommandId::SetViewTree;
 }
 
+// Characters that the view is wide at least; and it and the pane as a part of another window.
+constexpr int kViewColumns = 40, kPartColumns = 22, kPartPaneColumns = 30;
+
 ZKGrpDoc& SetOf(Document& document) {
   return static_cast<ZKGrpDoc&>(document);
 }
@@ -102,6 +105,17 @@ TZKGrp::~TZKGrp() {
   // Both listen to the document, which goes before the children of this window would.
   delete pane_;
   delete std::exchange(view_, nullptr);
+}
+
+void TZKGrp::BecomePart(ZKWindow& owner) {
+  owner_ = &owner;
+  header_->hide();
+  layout()->setContentsMargins({});
+  view_->widget()->setMinimumWidth(fontMetrics().averageCharWidth() * kPartColumns);
+  pane_->setMinimumWidth(fontMetrics().averageCharWidth() * kPartPaneColumns);
+  for (const auto& [command, button] : buttons_)
+    if (IsShared(command)) tools_->Show(button, false);
+  Refresh();
 }
 
 // ---- how it is built ------------------------------------------------------------------------------------------------
@@ -205,7 +219,7 @@ void TZKGrp::ShowView(SetViewKind kind) {
   SetView* old = view_;
   const bool focus = old && old->widget()->hasFocus();
   SetView* view = MakeSetView(kind, set_, ViewEvents(), this);  // the splitter would give it a place of its own
-  view->widget()->setMinimumWidth(fontMetrics().averageCharWidth() * 40);
+  view->widget()->setMinimumWidth(fontMetrics().averageCharWidth() * (owner_ ? kPartColumns : kViewColumns));
   if (old)
     split_->replaceWidget(0, view->widget());
   else
@@ -443,7 +457,7 @@ bool TZKGrp::TakesOver(CommandId command) const {
 
 bool TZKGrp::CommandEnabled(CommandId command) const {
   if (TakesOver(command)) return OwnRefusal(command).isEmpty();
-  if (IsShared(command)) return DocumentWindow::CommandEnabled(command);
+  if (IsShared(command)) return owner_ ? owner_->CommandEnabled(command) : DocumentWindow::CommandEnabled(command);
   if (IsView(command)) return true;
   if (view_->widget()->hasFocus()) {
     if (command == CommandId::EditSelectAll || command == CommandId::EditOpen || command == CommandId::EditQuickMenu)
@@ -455,7 +469,7 @@ bool TZKGrp::CommandEnabled(CommandId command) const {
 
 QString TZKGrp::CommandRefusal(CommandId command) const {
   if (TakesOver(command)) return OwnRefusal(command);
-  if (IsShared(command)) return DocumentWindow::CommandRefusal(command);
+  if (IsShared(command)) return owner_ ? owner_->CommandRefusal(command) : DocumentWindow::CommandRefusal(command);
   const TZKBank* bank = pane_->bank();
   return bank ? bank->CommandRefusal(command) : tr("The selected component shows nothing that this works on.");
 }
@@ -476,7 +490,7 @@ void TZKGrp::RunCommand(CommandId command) {
   emit TakeEdits();
   if (!CommandEnabled(command)) return;
   if (TakesOver(command)) return RunOwn(command);
-  if (IsShared(command)) return DocumentWindow::RunCommand(command);
+  if (IsShared(command)) return owner_ ? owner_->RunCommand(command) : DocumentWindow::RunCommand(command);
   if (IsView(command)) {
     ShowView(ViewKindOf(command));
     context().settings().Access(SettingId::MainGroupViewMode, static_cast<int>(kind_));

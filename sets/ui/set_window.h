@@ -51,6 +51,10 @@ class TZKGrp final : public DocumentWindow {
   DocumentHeader* header() { return header_; }
   const SetTransfers& transfers() const { return transfers_; }
 
+  // The Set is kept by the document of another window, which saves it and takes its changes back; header and status
+  // are that window's.
+  void BecomePart(ZKWindow& owner);
+
   QString TabText() const override;
   const DataFile* InstrumentData() const override;
   bool DiffersFromInstrument() const override;
@@ -131,6 +135,7 @@ class TZKGrp final : public DocumentWindow {
   SetViewKind kind_{};
   SetPane* pane_;
   PlainLabel* status_;
+  ZKWindow* owner_ = nullptr;  // null: it is a window of its own
   int care_ = 0;
   std::vector<std::pair<CommandId, QToolButton*>> buttons_;
   std::vector<std::pair<CommandId, QAction*>> more_;

@@ -55,8 +55,8 @@ std::set<std::string> WindowClasses() {
   static const std::regex kClass("class (\\w+)(?: final)? : public (\\w+)");
   const std::set<std::string> roots = {"QDialog", "QDockWidget", "QMainWindow", "ZKWindow"};
   std::map<std::string, std::string> bases;
-  for (const char* folder :
-       {"app", "ui", "bank/ui", "sets/ui", "library/ui", "studio/ui", "tools/ui", "editor/ui", "store/ui"}) {
+  for (const char* folder : {"app", "ui", "bank/ui", "sets/ui", "library/ui", "collection/ui", "studio/ui", "tools/ui",
+                             "editor/ui", "store/ui"}) {
     const std::filesystem::path path = std::filesystem::path(TONALITH_SOURCE_DIR) / folder;
     if (!std::filesystem::is_directory(path)) continue;
     for (const auto& file : std::filesystem::directory_iterator(path)) {
@@ -163,6 +163,9 @@ class EveryWindow : public ProgramFixture, public ::testing::WithParamInterface<
       Look(frame().ActiveChild());
       break;
     }
+    frame().RunCommand(CommandId::FileNewCollection);
+    Settle();
+    Look(frame().ActiveChild());
     FirstStartPage first({}, *program_->studio(), *parts().studio.autoConfig());
     InstallFromDlg install(root_);
     ZKPatchSelector patch("Which patch?", 1, 1, 8);

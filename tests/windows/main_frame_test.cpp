@@ -149,8 +149,8 @@ TEST_F(MainFrameTest, FilesThatNeedTheStudioOrAnotherWindowSaySo) {
     const char* sentence;  // empty: nothing is said
   } rows[] = {
       {"a.pvs", "is not a Set"},
-      {"a.pvc", "This is a Collection."},
       {"a.pvl", "a Library of this program"},
+      {"a.pvc", "a Collection of this program"},
       {"a.zkr", "This is a file of remote triggers. There is no window for them."},
       {"a.zkosc", "This kind of file is not supported."},
       {"a.fxb", "This kind of file is not supported."},

@@ -147,7 +147,7 @@ TEST_F(PlainTextWindows, DataModulesAndFiles) {
   Settle();
   EXPECT_TRUE(bank->windowTitle().contains(QStringLiteral("[*][*]"))) << bank->windowTitle().toStdString();
   ExpectPlainWindows();
-  QMenu* list = frame().menuBar()->actions()[7]->menu();
+  QMenu* list = frame().menuBar()->actions()[9]->menu();
   emit list->aboutToShow();
   ExpectPlainWindows();
   frame().RunCommand(CommandId::UtilitiesMidiMonitor);
