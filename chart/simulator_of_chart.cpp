@@ -65,6 +65,12 @@ class SimulatorWriter {
   }
 
  private:
+  // The memory of a bank that comes in one message.
+  struct WholeBank {
+    std::string area;
+    int bytes = 0;  // of a patch
+  };
+
   // What has been said so far.
   struct Parts {
     std::string areas, links, messages, rules, status;
@@ -74,6 +80,7 @@ class SimulatorWriter {
     std::map<std::string, std::string> statuses;
     std::set<std::string> keys, buffers;        // of edit buffers
     std::map<std::string, std::string> places;  // areas by address
+    std::map<std::string, WholeBank> banks;     // by their names
     bool roland = false, handshake = false;
   };
 
@@ -131,7 +138,30 @@ class SimulatorWriter {
     if (chart_.Find("coded")) return cannot("it goes in pieces of coded text");
     for (const ChartEntry& entry : type.section->entries)
       if (entry.key == "inner sum") return cannot("it has checksums inside its data");
-    return type.dump.empty() ? ByAddress(type, why) : ByMessages(type, why);
+    if (type.dump.empty()) return ByAddress(type, why);
+    const Parts before = parts_;
+    std::string ignored;
+    if (const auto one = InBank(type)) {
+      if (ByMessages(*one, &ignored, &parts_.banks.at(chart_.HolderOf(type)->name))) return true;
+      parts_ = before;
+    }
+    return ByMessages(type, why);
+  }
+
+  // A single patch that says its place in a bank that comes in one message: as one of its patches.
+  std::optional<ChartType> InBank(const ChartType& type) const {
+    const ChartType* bank = chart_.HolderOf(type);
+    if (!bank || !parts_.banks.contains(bank->name) || type.slots != 1 || type.dump.size() != 1 ||
+        !SaysPatch(type.dump.front()))
+      return std::nullopt;
+    std::string first, last;
+    if (!SplitChartRange(ChartPatchRange(type), &first, &last)) return std::nullopt;
+    const auto low = ParseInteger(first), high = ParseInteger(last);
+    if (!low || !high || *high - *low + 1 != bank->slots) return std::nullopt;
+    ChartType one = type;
+    one.slots = bank->slots;
+    one.patchwise = true;
+    return one;
   }
 
   // --- Data by address
@@ -162,7 +192,8 @@ class SimulatorWriter {
   }
 
   // --- Data in messages of its own
-  bool ByMessages(const ChartType& type, std::string* why) {
+  // `bank`: where the patches of the data type lie already.
+  bool ByMessages(const ChartType& type, std::string* why, const WholeBank* bank = nullptr) {
     std::vector<SimulatorBody> bodies;
     std::vector<std::string> heads;
     int bytes = 0;
@@ -179,6 +210,7 @@ class SimulatorWriter {
     const bool several = type.dump.size() > 1;
     if (several && std::any_of(bodies.begin(), bodies.end(), [](const auto& body) { return body.items > 1; }))
       return *why = "several messages with several patches in each", false;
+    if (bank && (bank->bytes != bytes || !bodies.front().unpacked)) return false;
     const bool numbered = SaysPatch(type.dump.front());
     if (type.patchwise && !numbered) return ByEditBuffer(type, bodies, heads, bytes, why);
     const int items = type.patchwise ? type.slots : bodies.front().items;
@@ -186,17 +218,19 @@ class SimulatorWriter {
     // A single patch that says its place lies in the bank; a part of other data is the same memory.
     const bool inOther = !type.patchwise && type.slots == 1 && !several;
     std::string messages;
-    if (const auto bank = parts_.areaOf.find(known); inOther && bank != parts_.areaOf.end()) {
-      messages = bank->second;
+    if (const auto other = parts_.areaOf.find(known); inOther && other != parts_.areaOf.end()) {
+      messages = other->second;
       if (parts_.buffers.contains(messages)) PutChanges(type, bodies, messages);
     } else {
-      messages = PutData(type, bodies, heads, items, bytes, why);
+      messages = PutData(type, bodies, heads, items, bytes, why, bank);
       if (messages.empty()) return false;
+      if (!type.patchwise && !several && items > 1 && items == type.slots && bodies.front().unpacked)
+        parts_.banks.try_emplace(type.name, WholeBank{messages, bytes});
       if (items == 1) PutChanges(type, bodies, SplitText(messages, ' ').front());
       const std::vector<std::string> keys = SplitText(messages, ' ');
       for (std::size_t i = 0; i < keys.size(); ++i)
         parts_.areaOf.try_emplace(Alike(heads[i]) + " " + std::to_string(bodies[i].bytes), keys[i]);
-      for (const std::string& key : keys)
+      for (const std::string& key : bank ? std::vector<std::string>() : keys)
         parts_.dump += " " + key + (type.patchwise ? "[0.." + std::to_string(items - 1) + "]" : "");
     }
     return Ask(type, messages, why) && PutOthers(type, {}, why);
@@ -287,17 +321,19 @@ class SimulatorWriter {
 
   // The area and its messages; their keys, with blanks between.
   std::string PutData(const ChartType& type, const std::vector<SimulatorBody>& bodies,
-                      const std::vector<std::string>& heads, int items, int bytes, std::string* why) {
-    const std::string area = NewKey(type.fileName);
-    Area(type, area, items, bytes,
-         std::all_of(bodies.begin(), bodies.end(), [](const auto& body) { return body.unpacked; }));
+                      const std::vector<std::string>& heads, int items, int bytes, std::string* why,
+                      const WholeBank* bank = nullptr) {
+    const std::string first = NewKey(type.fileName), area = bank ? bank->area : first;
+    if (!bank)
+      Area(type, area, items, bytes,
+           std::all_of(bodies.begin(), bodies.end(), [](const auto& body) { return body.unpacked; }));
     const std::string answer = DataAnswer(type, why);
     if (!why->empty()) return {};
     std::string keys;
     int offset = 0;
     for (std::size_t i = 0; i < bodies.size(); ++i) {
       const SimulatorBody& body = bodies[i];
-      const std::string key = i ? NewKey(type.fileName) : area;
+      const std::string key = i ? NewKey(type.fileName) : first;
       std::string* text = &parts_.messages;
       *text += "\n[message " + key + "]\n";
       Put(text, "head", heads[i]);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -12,6 +13,7 @@
 #include "cli_test_tools.h"
 #include "data/data_text.h"
 #include "platform/text.h"
+#include "simulator/instrument.h"
 #include "studio/studio_document.h"
 
 namespace tonalith {
@@ -139,6 +141,28 @@ TEST(ChartSimulator, AnswersItsOwnModule) {
   // The others have exchanges, coded text, sums inside of data or bytes between patches.
   EXPECT_EQ(charts, 27);
   EXPECT_GE(types, 151);
+}
+
+// A single patch that says its place is one of the bank that comes in one message.
+TEST(ChartSimulator, SinglesLieInTheirBank) {
+  ChartProblems problems("place.chart");
+  const ChartSimulator made = SimulatorOfChart(
+      "[Orrin Place]\nmaker = 7D   device = n   drivers = 60500   find = Patch   name = none\n"
+      "[data Bank]  8 x Patch   request = F0 7D 0n 11 F7   dump = F0 7D 0n 12 (4)*8 F7\n"
+      "[data Patch]  patches = 0..7   request = F0 7D 0n 13 pp F7   dump = F0 7D 0n 14 pp (4) F7\n",
+      &problems);
+  ASSERT_FALSE(problems.any()) << problems.First().text;
+  const DescriptionResult read = ParseDescription(made.text, "place");
+  ASSERT_TRUE(read.description) << read.problem << made.text;
+  SimulatedInstrument instrument(*read.description);
+  const std::vector<std::uint8_t> sent = {0xF0, 0x7D, 0x00, 0x14, 0x05, 0x01, 0x02, 0x03, 0x04, 0xF7};
+  instrument.OnMessage(sent, 1'000'000);
+  const auto bank = instrument.OnMessage(std::vector<std::uint8_t>{0xF0, 0x7D, 0x00, 0x11, 0xF7}, 2'000'000);
+  const auto single = instrument.OnMessage(std::vector<std::uint8_t>{0xF0, 0x7D, 0x00, 0x13, 0x05, 0xF7}, 3'000'000);
+  ASSERT_TRUE(bank.size() == 1 && single.size() == 1) << made.text;
+  EXPECT_EQ(single.front().bytes, sent);
+  ASSERT_EQ(bank.front().bytes.size(), 4u + 8 * 4 + 1);
+  EXPECT_TRUE(std::equal(sent.begin() + 5, sent.begin() + 9, bank.front().bytes.begin() + 4 + 5 * 4));
 }
 
 }  // namespace tonalith
