@@ -255,7 +255,9 @@ void TZKBank::ShowQuickMenu(const QPoint& at) {
 
 // ---- what is shown --------------------------------------------------------------------------------------------------
 
-void TZKBank::DocumentChanged(const DocumentChange&) {
+void TZKBank::DocumentChanged(const DocumentChange& change) {
+  // Saving and sending change the marks of patches, and no patch.
+  if (change.kind == DocumentChange::Kind::State) view()->viewport()->update();
   Refresh();
   for (const auto& part : parts_) part->DocumentChanged();
 }
