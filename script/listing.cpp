@@ -165,7 +165,7 @@ class ScriptLister {
   int indentation_;
   std::size_t threshold_ = 0;
   std::size_t index_ = 0;
-  ListingLine line_;
+  ScriptTextLine line_;
   std::size_t cursor_ = 0;
   std::size_t start_ = 0;
   std::size_t dataBytes_ = 0;
@@ -174,7 +174,7 @@ class ScriptLister {
 
 }  // namespace
 
-ListingError SynWriteSrcStr(std::string_view text, ListingLine& line) {
+ListingError SynWriteSrcStr(std::string_view text, ScriptTextLine& line) {
   if (line.position >= line.buffer.size() || text.size() >= line.buffer.size() - line.position) {
     return ListingError::NoSpace;
   }
@@ -183,7 +183,7 @@ ListingError SynWriteSrcStr(std::string_view text, ListingLine& line) {
   return ListingError::None;
 }
 
-ListingError SynWriteSrcLong(std::uint32_t value, ListingLine& line, bool hex) {
+ListingError SynWriteSrcLong(std::uint32_t value, ScriptTextLine& line, bool hex) {
   if (value & kNumberRegisterBit) return SynWriteSrcChar(static_cast<char>('W' + (value & 0xFFFFu)), line);
   char text[24];
   if (value & kNumberVariableBit) {
@@ -194,13 +194,13 @@ ListingError SynWriteSrcLong(std::uint32_t value, ListingLine& line, bool hex) {
   return SynWriteSrcStr(text, line);
 }
 
-ListingError SynWriteSrcByte(std::uint8_t value, ListingLine& line, bool hex) {
+ListingError SynWriteSrcByte(std::uint8_t value, ScriptTextLine& line, bool hex) {
   char text[8];
   std::snprintf(text, sizeof(text), hex ? "%2.2X " : "%2.2u ", value);
   return SynWriteSrcStr(text, line);
 }
 
-ListingError SynWriteSrcChar(char ch, ListingLine& line) {
+ListingError SynWriteSrcChar(char ch, ScriptTextLine& line) {
   // A zero byte would end the line for everybody who reads it.
   const char text[] = {ch ? ch : '?', ' '};
   return SynWriteSrcStr(std::string_view(text, sizeof(text)), line);

@@ -18,19 +18,19 @@ enum class ListingError : int {
 };
 
 // Where a line of the listing is written: the buffer, terminator included, and the position of the next character.
-struct ListingLine {
+struct ScriptTextLine {
   std::span<char> buffer;
   std::size_t position = 0;
 };
 
 // Each appends to the line and fails with NoSpace, nothing written, when text and terminator would not fit.
-ListingError SynWriteSrcStr(std::string_view text, ListingLine& line);
+ListingError SynWriteSrcStr(std::string_view text, ScriptTextLine& line);
 // A number operand: "X ", "V5 " or "12 " ("V%X ", "%X " in hex).  Of a variable reference the low 28 bits are shown.
-ListingError SynWriteSrcLong(std::uint32_t value, ListingLine& line, bool hex = false);
+ListingError SynWriteSrcLong(std::uint32_t value, ScriptTextLine& line, bool hex = false);
 // "%2.2X " or "%2.2d ".
-ListingError SynWriteSrcByte(std::uint8_t value, ListingLine& line, bool hex);
+ListingError SynWriteSrcByte(std::uint8_t value, ScriptTextLine& line, bool hex);
 // "%c ".
-ListingError SynWriteSrcChar(char ch, ListingLine& line);
+ListingError SynWriteSrcChar(char ch, ScriptTextLine& line);
 
 // Text of a variable index: "X ", "V5 ".
 std::string SynGetVarStr(std::uint32_t index);

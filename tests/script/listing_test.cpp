@@ -98,7 +98,7 @@ TEST(Listing, LineBuffers) {
 
 TEST(Listing, HexOperands) {
   char buffer[32] = {};
-  ListingLine line{buffer, 0};
+  ScriptTextLine line{buffer, 0};
   SynWriteSrcLong(0x1F, line, true);
   SynWriteSrcLong(kNumberVariableBit | 0x1F, line, true);
   SynWriteSrcByte(7, line, false);
