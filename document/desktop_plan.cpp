@@ -41,7 +41,8 @@ DesktopStep PlanFile(const DesktopWindow& window, bool studioIsThere, const Desk
 }  // namespace
 
 bool DesktopOpens(FileKind kind) {
-  return kind == FileKind::Data || kind == FileKind::SysEx || kind == FileKind::Set || kind == FileKind::Library;
+  return kind == FileKind::Data || kind == FileKind::SysEx || kind == FileKind::Set || kind == FileKind::Library ||
+         kind == FileKind::Collection;
 }
 
 std::string LeftOutSentence(const DesktopPlan& plan) {
