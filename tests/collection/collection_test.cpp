@@ -300,7 +300,7 @@ TEST(Collection, ShowsWhatAnEntryIs) {
   const DataFilePtr data = Named(2, "Pad");
   data->synth->hasSysExChannel = 1;
   data->synth->sysExChannel = 4;
-  for (int i = 0; i < 32; ++i) std::snprintf(data->xtra->categories[i], 32, "A long category, number %d", i);
+  for (int i = 0; i < 32; ++i) CopyText(data->xtra->categories[i], "A long category, number " + std::to_string(i));
   const EntryId entry = collection.Store(*data).entry;
   const CollectionFacts& facts = collection.Facts(entry);
   EXPECT_EQ(facts.Text(CollectionColumn::Channel), "5");
