@@ -174,7 +174,6 @@ class ExchangeWriter {
   std::string stop_;                 // statements that end an exchange which failed
   std::string then_;                 // statements that give the image back what it has when nothing is sent
   bool sums_ = false;                // checksums are stored
-  bool area_ = false;                // an area was got or sent
   std::int64_t timeout_ = 0;         // of receives; 0: as their sizes need
   std::size_t ignored_ = 0;
   std::optional<std::int64_t> counted_;  // bytes of the steps; none: as many as there are
